@@ -1,0 +1,27 @@
+#include "app/QuilletAppDelegate.h"
+
+#include <string>
+
+#include "app/SyncController.h"
+#include "device/Log.h"
+
+namespace quillet {
+
+void QuilletAppDelegate::applicationDidFinishLaunching() {
+  window_->OnClose([this] { windowWillClose(); });
+  syncController_->setDelegate(this);
+  syncController_->Initialize();
+}
+
+void QuilletAppDelegate::windowWillClose() {
+  Log(log_, "-[QuilletAppDelegate windowWillClose:]");
+  syncController_->stopNotification();
+  syncController_->Terminate();
+}
+
+void QuilletAppDelegate::changeWindowTitle(std::string_view title) {
+  Log(log_, "-[QuilletAppDelegate changeWindowTitle:]");
+  mainQueue_.Async([this, text = std::string(title)] { window_->SetTitle(text); });
+}
+
+}  // namespace quillet

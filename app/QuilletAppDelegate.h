@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/Controls.h"
+#include "platform/MainQueue.h"
+#include "platform/SystemLog.h"
+
+namespace quillet {
+
+class SyncController;
+
+/// The application object: hears when the program has started and when its window closes.
+class QuilletAppDelegate {
+ public:
+  QuilletAppDelegate(platform::SystemLog& log, platform::MainQueue& mainQueue)
+      : log_(log), mainQueue_(mainQueue) {}
+
+  platform::Window* window() const { return window_; }
+  void setWindow(platform::Window* window) { window_ = window; }
+  SyncController* syncController() const { return syncController_; }
+  void setSyncController(SyncController* controller) { syncController_ = controller; }
+
+  /// Brings the program up. `window` and `syncController` must be set. Main thread, once.
+  void applicationDidFinishLaunching();
+
+  /// Ends the connection and the notifications. Main thread.
+  void windowWillClose();
+
+  /// Changes the main window's title, in call order with all other changes. Any thread.
+  void changeWindowTitle(std::string_view title);
+
+  /// Closing the main window ends the program.
+  bool applicationShouldTerminateAfterLastWindowClosed() const { return true; }
+
+ private:
+  platform::SystemLog& log_;
+  platform::MainQueue& mainQueue_;
+  platform::Window* window_ = nullptr;
+  SyncController* syncController_ = nullptr;
+};
+
+}  // namespace quillet

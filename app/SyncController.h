@@ -1,0 +1,208 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "device/Lumet.h"
+#include "device/SharedText.h"
+#include "device/ThreadHandle.h"
+#include "device/Word.h"
+#include "output/LumetFile.h"
+#include "output/SettingsImage.h"
+#include "platform/Clock.h"
+#include "platform/Controls.h"
+#include "platform/FileStore.h"
+#include "platform/MainQueue.h"
+#include "platform/SerialRegistry.h"
+#include "platform/SystemLog.h"
+#include "platform/Workspace.h"
+
+namespace quillet {
+
+class QuilletAppDelegate;
+
+/// What the program needs of the system and the toolkit. Everything outlives the controller.
+struct Platform {
+  platform::SystemLog& log;
+  platform::Clock& clock;
+  platform::FileStore& files;
+  platform::MainQueue& mainQueue;
+  platform::SerialRegistry& registry;
+  platform::Workspace& workspace;
+};
+
+/// The controls that the main window gives to the controller. Main thread.
+struct MainWindowControls {
+  platform::TextView& barcodeView;
+  platform::PopUpList& portList;
+  platform::ToolbarItem& connectTavo;
+  platform::ToolbarItem& settings;
+  platform::ToolbarItem& synchronize;
+  platform::ToolbarItem& clearview;
+};
+
+/// The hub of the program: owns the scanner session and the file object, watches the serial ports,
+/// connects, runs synchronizations, delivers records, and shows everything in the main window.
+///
+/// Its operations stand in several files, by subject: app/SyncController.cc (start-up),
+/// app/ConnectionManager.cc, app/PortDiscovery.cc, app/Synchronization.cc, app/MainView.cc and
+/// app/SettingsStore.cc.
+///
+/// Threads: user actions and hot-plug news come on the main thread; an attempt to connect runs on
+/// its own thread; the session calls back on its read thread. Every change of a control is queued
+/// onto the main thread in call order, from every thread, the main one included, so the order on
+/// the screen is the order of the calls. A controller is made once and never destroyed, since the
+/// session's read thread and a waiting connection thread may outlive the window.
+class SyncController final : public LumetDelegate {
+ public:
+  static constexpr std::int32_t kMaximumPorts = 32;
+
+  SyncController(const Platform& platform, const MainWindowControls& controls,
+                 std::string dataFolder = kDataFolder);
+  SyncController(const SyncController&) = delete;
+  SyncController& operator=(const SyncController&) = delete;
+
+  // --- Start-up (app/SyncController.cc); main thread --------------------------------------------
+
+  QuilletAppDelegate* delegate() const { return delegate_; }
+  void setDelegate(QuilletAppDelegate* application) { delegate_ = application; }
+
+  /// A text that is stored as a copy. Any thread.
+  const std::string& string() const { return string_.Get(); }
+  void setString(std::string_view text) { string_.Set(text); }
+
+  /// Brings the controller up; called once. Afterwards an automatic attempt to connect is running.
+  void Initialize();
+
+  // --- Connection (app/ConnectionManager.cc) ----------------------------------------------------
+
+  void connectButton();
+
+  /// Starts an attempt to connect, unless one runs already. Main thread.
+  /// @param tryAll  try every port, else the selected one only
+  void StartConnectionThread(bool tryAll);
+
+  void ConnectThread();     ///< the body of the connection thread
+  void TryToConnectTavo();  ///< every port, in order. Connection thread.
+  void StartTavo();         ///< the selected port. Connection thread.
+
+  /// Waits up to five seconds for the session to report. Connection thread.
+  bool IsTavoConnected();
+
+  void TavoInitializationDone(bool connected) override;
+
+  /// Shows whether the scanner is connected. Any thread.
+  /// @param index  the port; one outside the port arrays shows no name
+  void DisplayConnectionMessage(std::int32_t index);
+
+  /// Disconnects, whether or not a scanner is connected. Main thread.
+  void Terminate();
+
+  // --- Serial ports (app/PortDiscovery.cc); main thread -----------------------------------------
+
+  /// Fills `stream` and `path` with the ports on which a scanner may be.
+  /// @return how many, 0 to kMaximumPorts.
+  std::int32_t findSerialPorts();
+
+  /// Finds the ports and brings the list up to date.
+  /// @param flag  remove the old port entries first
+  void updatePortList(bool flag);
+
+  void startNotification();
+  void stopNotification();
+
+  /// What the registry calls. Without a context the iterator is emptied, which arms it and starts
+  /// nothing.
+  /// @param context  the controller or nothing
+  void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
+  void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
+
+  void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
+
+  // --- Synchronization (app/Synchronization.cc) -------------------------------------------------
+
+  void synchronizeButton();
+
+  /// Starts a run. Main thread, or read thread when a connection starts it.
+  void DoSynchronization();
+
+  void DisplayBarcode(const std::string& record) override;
+  void SynchronizeFinished() override;
+
+  // Answers to a URL loading. Nothing starts one; they only log.
+  void connectionDidReceiveResponse();
+  void connectionDidReceiveData(std::string_view data);
+  void connectionDidFailWithError();
+  void connectionDidFinishLoading(std::shared_ptr<void> connection);
+
+  // --- Main view (app/MainView.cc) --------------------------------------------------------------
+
+  /// Appends a text to the main view, in call order. Any thread; returns at once.
+  /// @param text     UTF-8; a carriage return, a line feed or both together end a line
+  /// @param newline  end the text with a line end
+  void DisplayText(std::string_view text, bool newline);
+
+  void clearviewButton();
+
+  // --- Settings (app/SettingsStore.cc); main thread ---------------------------------------------
+
+  void SaveSettings();
+  void RestoreSettings();
+
+  // --- Fields -----------------------------------------------------------------------------------
+
+  platform::SerialRegistry::NotifyPort notifyPort = 0;  // main thread
+  platform::SerialRegistry::Handle addIterator = 0;     // main thread
+  platform::SerialRegistry::Handle removeIterator = 0;  // main thread
+
+  platform::TextView& barcodeView;
+  platform::PopUpList& portList;
+  platform::ToolbarItem& connectTavo;
+  platform::ToolbarItem& settings;
+  platform::ToolbarItem& synchronize;
+  platform::ToolbarItem& clearview;
+
+  Lumet* lumet = nullptr;          ///< made by Initialize, never destroyed
+  LumetFile* lumetfile = nullptr;  ///< made by Initialize, never destroyed
+
+  Word<std::int32_t> numPorts = 0;
+  std::array<SharedText, kMaximumPorts> stream;  ///< device names; from numPorts on they are stale
+  std::array<SharedText, kMaximumPorts> path;    ///< device paths; from numPorts on they are stale
+  SharedText connectedPortString;
+  Word<bool> bIsConnected = false;
+  Word<bool> bIsUnderSynchronization = false;
+  SharedText syncfileData;
+  SharedText syncfileName;
+  std::atomic<std::string*> barcodedata{nullptr};  ///< records for the file; see GatherForFile
+  std::atomic<std::int32_t> barcodeindex{0};
+  SettingsImage QuilletRegistry{};  // main thread
+  ThreadHandle connectThread;
+
+  Word<bool> bConnecting = false;
+  Word<bool> bAutoConnect = false;
+  Word<std::int32_t> portIndex = 0;
+  std::atomic<std::int32_t> barcodeCount{0};
+
+ private:
+  void OnMainThread(std::function<void()> change);
+  void ChangePortList(std::function<void(platform::PopUpList&)> change);
+  void Drain(platform::SerialRegistry::Handle iterator);
+  std::string ShownSerialNumber() const;
+  std::string PathOfPort(std::int32_t index) const;
+  bool TryPort(std::int32_t index);
+  void GatherForFile(const std::string& record);
+  void WriteSyncFile();
+
+  Platform platform_;
+  const std::string dataFolder_;
+  QuilletAppDelegate* delegate_ = nullptr;
+  SharedText string_;
+  Word<std::int32_t> selectedPort_ = 0;  // mirrors the list's selection for other threads
+};
+
+}  // namespace quillet

@@ -1,0 +1,126 @@
+#include <memory>
+
+#include "app/SyncController.h"
+#include "device/Log.h"
+#include "output/TextEncoding.h"
+
+namespace quillet {
+namespace {
+
+// Numbers of the destinations.
+constexpr std::int32_t kFile = 0;
+constexpr std::int32_t kView = 1;
+constexpr std::int32_t kNamedApplication = 3;
+
+// A dot for the first record of every so many.
+constexpr std::int32_t kRecordsPerDot = 64;
+
+}  // namespace
+
+void SyncController::synchronizeButton() {
+  if (bConnecting || bIsUnderSynchronization) return;
+  if (bIsConnected) {
+    bIsUnderSynchronization = true;
+    DoSynchronization();
+  } else {
+    DisplayText("Tavo is not connected. Please try after connecting Tavo.", true);
+  }
+}
+
+void SyncController::DoSynchronization() {
+  Log(platform_.log, "-[SyncController DoSynchronization]");
+  DisplayText("\r\nSynchronization has started...", true);
+  barcodeCount = 0;
+  if (lumet->destination == kFile) {
+    delete barcodedata.exchange(new std::string);
+    barcodeindex = 0;
+  }
+  if (lumet->destination == kNamedApplication) {
+    Log(platform_.log, "-[SyncController DoSynchronization]", ": cannot launch an application");
+  }
+  syncfileData.Set("");
+  lumet->Synchronize();
+}
+
+void SyncController::DisplayBarcode(const std::string& record) {
+  Log(platform_.log, "-[SyncController DisplayBarcode:]");
+  ++barcodeCount;
+  switch (lumet->destination) {
+    case kFile:
+      GatherForFile(record);
+      break;
+    case kView:
+      DisplayText(record, false);
+      break;
+    default:
+      Log(platform_.log, "-[SyncController DisplayBarcode:]",
+          ": cannot deliver to another application");
+      break;
+  }
+}
+
+// A new run may replace the buffer at any moment from the main thread. The buffer is therefore
+// taken out while it is worked on, and one that was replaced meanwhile is not put back. Outside a
+// run there is none, and a record that comes then is counted only.
+void SyncController::GatherForFile(const std::string& record) {
+  std::unique_ptr<std::string> buffer(barcodedata.exchange(nullptr));
+  if (buffer) {
+    // As many bytes as the record has characters: one outside ASCII costs the record its end.
+    buffer->append(record, 0, Utf16Length(record));
+    std::string* none = nullptr;
+    if (barcodedata.compare_exchange_strong(none, buffer.get())) buffer.release();
+  }
+  if (barcodeindex++ % kRecordsPerDot == 0) DisplayText(".", false);
+}
+
+void SyncController::SynchronizeFinished() {
+  Log(platform_.log, "-[SyncController SynchronizeFinished]");
+  bIsUnderSynchronization = false;
+  if (barcodeCount == 0) {
+    DisplayText("No data to synchronize...", true);
+  } else {
+    if (lumet->destination == kFile) WriteSyncFile();
+    DisplayText(std::to_string(barcodeCount) + " barcodes synchronized", true);
+    if (lumet->bClearMemory) {
+      DisplayText("Erased Tavo memory...", true);
+      lumet->EraseTavoMemory();
+    }
+  }
+  DisplayText("Synchronization finished. Tavo can be plugged off now", true);
+}
+
+// Without a buffer this run has gathered nothing: it was started for another destination, or its
+// closing answer came twice. A file that was written before must not be emptied then.
+void SyncController::WriteSyncFile() {
+  const std::unique_ptr<std::string> gathered(barcodedata.exchange(nullptr));
+  if (!gathered) {
+    Log(platform_.log, "-[SyncController SynchronizeFinished]", ": no records gathered");
+    return;
+  }
+  syncfileName.Set(ResolveSyncFileName(lumet->filename.Get(), [this] {
+    return lumetfile->GetSyncFileName(lumet->returnSerialNumber());
+  }));
+  const std::string& name = syncfileName.Get();
+  Log(platform_.log, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
+  // A record that was cut within a character must not cost the file: the broken end is marked.
+  lumetfile->WriteDataToFile(name, RepairUtf8(*gathered), false, lumet->bAppendData != 0);
+  DisplayText("\nSynchronized to " + name, true);
+}
+
+void SyncController::connectionDidReceiveResponse() {
+  Log(platform_.log, "-[SyncController connection:didReceiveResponse:]");
+}
+
+void SyncController::connectionDidReceiveData(std::string_view data) {
+  Log(platform_.log, "-[SyncController connection:didReceiveData:]", ":", ForeignText(data));
+}
+
+void SyncController::connectionDidFailWithError() {
+  Log(platform_.log, "-[SyncController connection:didFailWithError:]");
+}
+
+void SyncController::connectionDidFinishLoading(std::shared_ptr<void> connection) {
+  connection.reset();
+}
+
+}  // namespace quillet

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "platform/SystemLog.h"
+
+namespace quillet {
+
+/// A number to be logged in lower-case hexadecimal.
+struct Hex {
+  std::uint32_t value;
+};
+
+/// Text from outside the program, to be logged with its control characters made visible (a carriage
+/// return as \r, others as \x1b and the like), so that nothing that arrives can act on the terminal
+/// of whoever reads the log.
+struct ForeignText {
+  explicit ForeignText(std::string_view t) : text(t) {}
+
+  /// Received bytes as text: up to their first NUL, at most `length` of them.
+  ForeignText(const std::uint8_t* bytes, std::size_t length)
+      : text(reinterpret_cast<const char*>(bytes), length) {
+    text = text.substr(0, text.find('\0'));
+  }
+
+  std::string_view text;
+};
+
+namespace log_detail {
+
+void Append(std::string& line, const ForeignText& piece);
+
+inline void Append(std::string& line, std::string_view piece) {
+  line.append(piece);
+}
+
+template <class Number>
+requires std::is_integral_v<Number>
+void Append(std::string& line, Number piece) {
+  char digits[24];
+  const auto end = std::to_chars(digits, digits + sizeof digits, piece);
+  line.append(digits, end.ptr);
+}
+
+inline void Append(std::string& line, Hex piece) {
+  char digits[16];
+  const auto end = std::to_chars(digits, digits + sizeof digits, piece.value, 16);
+  line.append(digits, end.ptr);
+}
+
+/// The calling thread's line buffer, empty.
+std::string& EmptyLine();
+
+/// Gives back the memory of an exceptionally long line.
+void Trim(std::string& line);
+
+}  // namespace log_detail
+
+/// Writes one line made of the given pieces to the system log. Any thread.
+template <class... Pieces>
+void Log(platform::SystemLog& log, const Pieces&... pieces) {
+  std::string& line = log_detail::EmptyLine();
+  (log_detail::Append(line, pieces), ...);
+  log.Write(line);
+  log_detail::Trim(line);
+}
+
+}  // namespace quillet

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace quillet {
+
+/// Makes a composed line into UTF-8 text. Records are 7-bit ASCII as a rule. One with bytes above
+/// 0x7F is taken as UTF-8 when it is valid UTF-8; otherwise each such byte stands for the Latin-1
+/// character of its value, so that nothing scanned is lost or refused.
+/// @param bytes  the composed line
+/// @param text   receives the text; its memory is used again from call to call
+void DecodeRecordText(std::string_view bytes, std::string& text);
+
+/// Whether every byte is 7-bit ASCII.
+bool IsAscii(std::string_view bytes);
+
+/// Whether a text is valid UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF
+/// (RFC 3629, section 3).
+bool IsValidUtf8(std::string_view text);
+
+/// The number of bytes of the UTF-8 sequence at the start of `text`, 0 when none is valid there.
+std::size_t Utf8SequenceLength(std::string_view text);
+
+}  // namespace quillet

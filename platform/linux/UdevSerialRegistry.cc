@@ -1,0 +1,131 @@
+#include "platform/linux/UdevSerialRegistry.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+namespace quillet::platform::linux_desktop {
+
+UdevSerialRegistry::UdevSerialRegistry(DescriptorWatcher& watcher)
+    : watcher_(watcher), udev_(udev_new()) {}
+
+UdevSerialRegistry::~UdevSerialRegistry() = default;
+
+std::int32_t UdevSerialRegistry::ReadSerialStreams(std::span<std::string> names,
+                                                   std::span<std::string> paths) {
+  if (udev_ == nullptr) return 0;
+  const std::size_t room = std::min(names.size(), paths.size());
+  std::size_t count = 0;
+  for (SerialStream& stream : ListSerialStreams(udev_.get())) {
+    if (count == room) break;
+    if (monitor_ != nullptr && !told_.contains(stream.system_path)) continue;
+    names[count] = std::move(stream.name);
+    paths[count] = std::move(stream.node);
+    ++count;
+  }
+  return static_cast<std::int32_t>(count);
+}
+
+SerialRegistry::NotifyPort UdevSerialRegistry::CreateNotifyPort() {
+  if (monitor_ == nullptr && !StartMonitor()) return 0;
+  return notifications_.AddPort();
+}
+
+SerialRegistry::Handle UdevSerialRegistry::AddMatchingNotification(NotifyPort port, Event event,
+                                                                   Callback callback,
+                                                                   void* context) {
+  const std::size_t present = event == Event::FirstMatch ? told_.size() : 0;
+  return notifications_.AddIterator(port, event, callback, context, present);
+}
+
+SerialRegistry::Handle UdevSerialRegistry::Next(Handle iterator) {
+  return notifications_.Next(iterator);
+}
+
+void UdevSerialRegistry::Release(Handle handle) {
+  notifications_.Release(handle);
+}
+
+void UdevSerialRegistry::DestroyNotifyPort(NotifyPort port) {
+  notifications_.RemovePort(port);
+  if (!notifications_.HasPorts()) StopMonitor();
+}
+
+bool UdevSerialRegistry::StartMonitor() {
+  if (udev_ == nullptr) return false;
+  // udev's events come when a device is ready to be used, the kernel's when it exists.
+  const char* const source = UdevIsActive(udev_.get()) ? "udev" : "kernel";
+  UdevOwner<udev_monitor> monitor(udev_monitor_new_from_netlink(udev_.get(), source));
+  if (monitor == nullptr ||
+      udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), "tty", nullptr) < 0 ||
+      udev_monitor_enable_receiving(monitor.get()) < 0) {
+    return false;
+  }
+  monitor_ = std::move(monitor);
+  watch_ = watcher_.Watch(udev_monitor_get_fd(monitor_.get()), [this] { HandleEvent(); });
+  // Read after the monitor has begun to listen: a device that comes or goes meanwhile is in this
+  // list, or its event is waiting, or both, which does no harm.
+  for (const SerialStream& stream : ListSerialStreams(udev_.get())) {
+    told_.emplace(stream.system_path, stream.since);
+  }
+  return true;
+}
+
+void UdevSerialRegistry::StopMonitor() {
+  watch_.reset();
+  monitor_.reset();
+  told_.clear();
+}
+
+// One event in one turn of the main loop: the callbacks of one event may do anything, destroying
+// the port included, and the rest of the program gets its turn between two events.
+void UdevSerialRegistry::HandleEvent() {
+  const UdevOwner<udev_device> device(udev_monitor_receive_device(monitor_.get()));
+  if (device == nullptr) {
+    if (errno == ENOBUFS) CompareAfterLoss();
+    return;
+  }
+  const char* const action = udev_device_get_action(device.get());
+  const char* const system_path = udev_device_get_syspath(device.get());
+  if (action == nullptr || system_path == nullptr) return;
+  if (std::string_view(action) == "remove") {
+    HandleRemoval(system_path);
+  } else if (auto stream = ReadSerialStream(udev_.get(), system_path)) {
+    HandleArrival(*std::move(stream));
+  }
+}
+
+void UdevSerialRegistry::HandleArrival(SerialStream stream) {
+  const auto [place, is_news] =
+      told_.emplace(std::move(stream.system_path), std::move(stream.since));
+  if (is_news) notifications_.Post(Event::FirstMatch);
+}
+
+// Sysfs shows nothing of a device that has gone; what was told of it is all there is to go by.
+void UdevSerialRegistry::HandleRemoval(const std::string& system_path) {
+  if (told_.erase(system_path) > 0) notifications_.Post(Event::Terminate);
+}
+
+// The kernel drops events when the socket's buffer is full and says so once, with ENOBUFS
+// (netlink(7)). The events still queued are older than the loss and would undo what is read now.
+void UdevSerialRegistry::CompareAfterLoss() {
+  while (UdevOwner<udev_device>(udev_monitor_receive_device(monitor_.get())) != nullptr ||
+         errno == ENOBUFS) {
+  }
+  std::vector<SerialStream> present = ListSerialStreams(udev_.get());
+  ToldDevices gone = told_;
+  for (const SerialStream& stream : present) {
+    const auto same = gone.find(stream.system_path);
+    if (same != gone.end() && same->second == stream.since) gone.erase(same);
+  }
+  // A callback may destroy the port, which ends the monitor.
+  for (const auto& [system_path, since] : gone) {
+    if (monitor_ != nullptr) HandleRemoval(system_path);
+  }
+  for (SerialStream& stream : present) {
+    if (monitor_ != nullptr) HandleArrival(std::move(stream));
+  }
+}
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,218 @@
+#include "platform/posix/PosixFileStore.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <exception>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/posix/Descriptor.h"
+
+namespace quillet::platform::posix {
+
+namespace {
+
+constexpr std::string_view kTemporaryMark = ".quillet-";
+constexpr std::size_t kRandomLetters = 12;
+/// What the temporary name has beside the target's name, the leading dot included.
+constexpr std::size_t kTemporaryExtra = 1 + kTemporaryMark.size() + kRandomLetters;
+/// Names to try before giving up; with 60 random bits the second is never needed.
+constexpr int kNamesToTry = 16;
+constexpr mode_t kPermissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
+constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+
+/// Repeats a call that a signal interrupted.
+template <typename Call>
+auto Uninterrupted(Call call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+/// A folder that is looked up once, so that everything done in it meets the same folder even when
+/// its path leads elsewhere in the meantime.
+int OpenFolder(const std::string& path) {
+  const auto open_with = [&](int access) {
+    return Uninterrupted([&] { return open(path.c_str(), access | O_DIRECTORY | O_CLOEXEC); });
+  };
+  const int folder = open_with(O_RDONLY);
+  if (folder >= 0 || errno != EACCES) return folder;
+    // Files can be made in a folder that may be written and not listed.
+#ifdef O_PATH
+  return open_with(O_PATH);
+#else
+  return open_with(O_SEARCH);
+#endif
+}
+
+std::string RandomLetters() {
+  constexpr std::string_view kAlphabet = "abcdefghijklmnopqrstuvwxyz234567";
+  std::array<unsigned char, kRandomLetters> random{};
+  if (getentropy(random.data(), random.size()) != 0) return {};
+  std::string letters;
+  for (const unsigned char byte : random) letters += kAlphabet[byte % kAlphabet.size()];
+  return letters;
+}
+
+/// The longest beginning of `text` of at most `limit` bytes that does not end within a UTF-8
+/// sequence: some file systems refuse names that are not UTF-8.
+std::string_view CutBetweenCharacters(std::string_view text, std::size_t limit) {
+  if (text.size() <= limit) return text;
+  const auto continues = [&](std::size_t at) {
+    return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+  };
+  std::size_t end = limit;
+  while (end > 0 && limit - end < 3 && continues(end)) --end;
+  return text.substr(0, end);
+}
+
+/// How many bytes of the target's name the temporary name has room for.
+std::size_t RoomForTargetName(int folder) {
+  constexpr long kUsualLimit = 255;
+  const long stated = fpathconf(folder, _PC_NAME_MAX);
+  const auto limit = static_cast<std::size_t>(stated < 0 ? kUsualLimit : stated);
+  return limit - std::min(limit, kTemporaryExtra);
+}
+
+/// A file beside the one to be replaced. It is removed unless it was renamed.
+class TemporaryFile {
+ public:
+  /// @param folder  descriptor of the folder, which outlives this object
+  /// @param target  name of the file to be replaced
+  TemporaryFile(int folder, const std::string& target, mode_t mode)
+      : folder_(folder), file_(Create(target, mode)) {}
+
+  ~TemporaryFile() {
+    if (present_) unlinkat(folder_, name_.c_str(), 0);
+  }
+
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  bool Exists() const { return file_.IsOpen(); }
+
+  bool SetMode(mode_t mode) { return fchmod(file_.Number(), mode) == 0; }
+
+  bool Write(std::string_view contents) {
+    while (!contents.empty()) {
+      const ssize_t written =
+          Uninterrupted([&] { return write(file_.Number(), contents.data(), contents.size()); });
+      if (written < 0) return false;
+      contents.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+  }
+
+  bool Synchronize() {
+#ifdef F_FULLFSYNC
+    // fsync() alone leaves the bytes in the drive's own cache there (fsync(2) of that system).
+    if (fcntl(file_.Number(), F_FULLFSYNC) == 0) return true;
+#endif
+    return Uninterrupted([&] { return fsync(file_.Number()); }) == 0;
+  }
+
+  bool RenameTo(const std::string& target) {
+    if (!file_.Close()) return false;
+    present_ = renameat(folder_, name_.c_str(), folder_, target.c_str()) != 0;
+    return !present_;
+  }
+
+ private:
+  int Create(const std::string& target, mode_t mode) {
+    const std::string_view kept = CutBetweenCharacters(target, RoomForTargetName(folder_));
+    for (int attempt = 0; attempt < kNamesToTry; ++attempt) {
+      const std::string letters = RandomLetters();
+      if (letters.empty()) return -1;
+      name_.assign(1, '.');
+      name_.append(kept).append(kTemporaryMark).append(letters);
+      // O_EXCL alone refuses symbolic links too (open(3p)); O_NOFOLLOW says it again for the
+      // reader.
+      const int file = Uninterrupted([&] {
+        return openat(folder_, name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                      mode);
+      });
+      present_ = file >= 0;
+      if (present_ || errno != EEXIST) return file;
+    }
+    return -1;
+  }
+
+  int folder_;
+  std::string name_;
+  bool present_ = false;
+  Descriptor file_;
+};
+
+}  // namespace
+
+bool PosixFileStore::CreateFolder(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  // The result is asked of the file system and not of the call, which may have met a folder that
+  // another process was making.
+  return std::filesystem::is_directory(path, error);
+}
+
+std::optional<std::string> PosixFileStore::Read(const std::string& path, std::size_t limit) try {
+  const Descriptor file(Uninterrupted(
+      [&] { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+  struct stat status {};
+  if (!file.IsOpen() || fstat(file.Number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return std::nullopt;
+  }
+  // One byte more than the file is said to have, so that its end is met without growing.
+  const std::size_t expected = static_cast<std::size_t>(status.st_size) + 1;
+  constexpr std::size_t kLeastStep = 4096;
+  std::string contents;
+  std::size_t used = 0;
+  while (used < limit) {
+    if (used == contents.size()) {
+      contents.resize(std::min(limit, std::max({expected, kLeastStep, 2 * used})));
+    }
+    const ssize_t got = Uninterrupted(
+        [&] { return read(file.Number(), contents.data() + used, contents.size() - used); });
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    used += static_cast<std::size_t>(got);
+  }
+  contents.resize(used);
+  return contents;
+} catch (const std::exception&) {
+  return std::nullopt;  // no memory, or more than a string can hold
+}
+
+bool PosixFileStore::Replace(const std::string& path, std::string_view contents) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos || slash + 1 == path.size()) return false;
+  const std::string name = path.substr(slash + 1);
+  const Descriptor folder(OpenFolder(path.substr(0, slash + 1)));
+  if (!folder.IsOpen()) return false;
+
+  struct stat old {};
+  const bool replaces_file =
+      fstatat(folder.Number(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+      S_ISREG(old.st_mode);
+  // What replaces a private file must at no instant be readable by others. For a new file the
+  // kernel takes the creation mask off the mode by itself; asking for the mask would mean to
+  // change it for all threads (umask(3p)).
+  TemporaryFile temporary(folder.Number(), name,
+                          replaces_file ? S_IRUSR | S_IWUSR : kDefaultFileMode);
+  if (!temporary.Exists()) return false;
+  if (replaces_file && !temporary.SetMode(old.st_mode & kPermissionBits)) return false;
+  if (!temporary.Write(contents) || !temporary.Synchronize() || !temporary.RenameTo(name)) {
+    return false;
+  }
+  // Puts the new name on the device. It is too late for a failure to be one: the file is replaced
+  // by now, and some file systems cannot synchronize a folder at all.
+  Uninterrupted([&] { return fsync(folder.Number()); });
+  return true;
+}
+
+}  // namespace quillet::platform::posix

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/posix/SyslogLog.h"
+
+namespace quillet::platform::posix {
+
+/// Opens /dev/null on each of the descriptors 0, 1 and 2 that is closed. To be called first of
+/// all, while there is one thread: a file that got such a number would receive what is printed,
+/// and would be closed together with it.
+void EnsureStandardDescriptors();
+
+/// Ends the process in good order while its other threads still run: what was written to the log
+/// reaches it (waiting at most five seconds for a log that has stalled), standard output is
+/// flushed, and no destructor and no exit handler runs. Any thread.
+///
+/// @param status  the process's exit status, 0 to 255
+/// @param log     the program's log
+[[noreturn]] void LeaveProcess(int status, SyslogLog& log);
+
+}  // namespace quillet::platform::posix

@@ -1,0 +1,145 @@
+#include "platform/posix/SyslogLog.h"
+
+#include <pthread.h>
+#include <syslog.h>
+
+#include <csignal>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+namespace quillet::platform::posix {
+
+namespace {
+
+using LineLength = std::uint64_t;
+
+/// How long the sender, once woken, lets lines come together before it takes them up. Without it
+/// every line of a slow trickle costs its writer a system call to wake the sender.
+constexpr std::chrono::milliseconds kGathering{2};
+
+/// An empty buffer with the whole room, so that no usual line allocates. Memory that was never
+/// written to costs nothing.
+std::string EmptyBuffer() {
+  std::string buffer;
+  buffer.reserve(SyslogLog::kBacklogBytes);
+  return buffer;
+}
+
+/// The length of the message that begins `line`.
+std::size_t MessageLength(std::string_view line) {
+  constexpr std::size_t kLongestTail = 3;  // continuation bytes of one UTF-8 sequence
+  if (line.size() <= SyslogLog::kLongestMessage) return line.size();
+  std::size_t length = SyslogLog::kLongestMessage;
+  while (SyslogLog::kLongestMessage - length < kLongestTail &&
+         (static_cast<unsigned char>(line[length]) & 0xC0U) == 0x80U) {
+    --length;
+  }
+  return length;
+}
+
+/// A thread that takes no signals: an interrupted send would lose its message within syslog(3).
+template <typename Work>
+std::thread StartWithoutSignals(Work work) {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  std::thread thread(std::move(work));
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return thread;
+}
+
+}  // namespace
+
+SyslogLog::SyslogLog(Transport transport)
+    : transport_(std::move(transport)), waiting_(EmptyBuffer()) {
+  // LOG_NDELAY connects now, while low descriptor numbers are taken. LOG_CONS and LOG_PERROR stay
+  // out: a missing daemon must not fill the terminal.
+  openlog("quillet", LOG_PID | LOG_NDELAY, LOG_USER);
+  sender_ = StartWithoutSignals([this] { SendLines(); });
+}
+
+SyslogLog::~SyslogLog() {
+  {
+    const std::lock_guard lock(mutex_);
+    stop_ = true;
+  }
+  wake_sender_.notify_one();
+  sender_.join();
+}
+
+void SyslogLog::SendToSyslog(std::string_view message) {
+  syslog(LOG_INFO, "%.*s", static_cast<int>(message.size()), message.data());
+}
+
+void SyslogLog::Write(std::string_view line) {
+  const LineLength length = line.size();
+  const std::size_t needed = sizeof length + line.size();
+  bool wake = false;
+  {
+    std::unique_lock lock(mutex_);
+    while (!waiting_.empty() && waiting_.size() + needed > kBacklogBytes) {
+      hurry_ = true;
+      wake_sender_.notify_one();
+      room_made_.wait(lock);
+    }
+    try {
+      waiting_.reserve(waiting_.size() + needed);
+    } catch (const std::exception&) {
+      return;  // no memory for a huge line; every other one has its room already
+    }
+    waiting_.append(reinterpret_cast<const char*>(&length), sizeof length);
+    waiting_.append(line);
+    bytes_written_ += needed;
+    wake = std::exchange(sender_idle_, false);
+  }
+  if (wake) wake_sender_.notify_one();
+}
+
+bool SyslogLog::Flush(std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  const std::uint64_t goal = bytes_written_;
+  hurry_ = true;
+  wake_sender_.notify_one();
+  return batch_sent_.wait_for(lock, limit, [&] { return bytes_sent_ >= goal; });
+}
+
+void SyslogLog::SendLines() {
+  std::string batch = EmptyBuffer();
+  std::unique_lock lock(mutex_);
+  while (true) {
+    sender_idle_ = waiting_.empty();
+    wake_sender_.wait(lock, [this] { return stop_ || !waiting_.empty(); });
+    sender_idle_ = false;
+    if (waiting_.empty()) return;
+    wake_sender_.wait_for(lock, kGathering, [this] { return stop_ || hurry_; });
+    hurry_ = false;
+    batch.swap(waiting_);
+    lock.unlock();
+    room_made_.notify_all();
+    SendBatch(batch);
+    const std::size_t sent = batch.size();
+    if (sent > kBacklogBytes) batch = EmptyBuffer();  // gives a huge line's memory back
+    batch.clear();
+    lock.lock();
+    bytes_sent_ += sent;
+    batch_sent_.notify_all();
+  }
+}
+
+void SyslogLog::SendBatch(std::string_view batch) const {
+  while (!batch.empty()) {
+    LineLength length = 0;
+    std::memcpy(&length, batch.data(), sizeof length);
+    std::string_view line = batch.substr(sizeof length, length);
+    batch.remove_prefix(sizeof length + line.size());
+    do {
+      const std::size_t piece = MessageLength(line);
+      transport_(line.substr(0, piece));
+      line.remove_prefix(piece);
+    } while (!line.empty());
+  }
+}
+
+}  // namespace quillet::platform::posix

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "platform/SystemLog.h"
+
+namespace quillet::platform::posix {
+
+/// The system log through syslog(3): identity "quillet" with the process number, facility user,
+/// priority info.
+///
+/// Sending to the log takes microseconds and can stall altogether, so lines are collected in
+/// memory and a thread of this object's own sends them, in the order in which they were written.
+/// Where no log daemon listens the lines are dropped, without waiting and without a message.
+class SyslogLog final : public SystemLog {
+ public:
+  /// The most bytes of one message; a longer line goes out as several messages in a row, none cut
+  /// within a UTF-8 sequence. Widespread daemons cut messages at 8,192 bytes, header included.
+  static constexpr std::size_t kLongestMessage = 8000;
+
+  /// The most bytes that wait to be taken up by the sending thread, which itself holds up to as
+  /// many again. A line that finds no room makes its writer wait; a line larger than the whole
+  /// room is taken in when nothing else is in it.
+  static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
+
+  /// Sends one message of at most kLongestMessage bytes. Called on this object's thread.
+  using Transport = std::function<void(std::string_view message)>;
+
+  /// Starts the sending thread.
+  /// @param transport  what sends; the default is syslog(3). Tests hand in their own.
+  explicit SyslogLog(Transport transport = SendToSyslog);
+
+  /// Sends what is left, however long that takes.
+  ~SyslogLog() override;
+
+  SyslogLog(const SyslogLog&) = delete;
+  SyslogLog& operator=(const SyslogLog&) = delete;
+
+  /// Any thread.
+  void Write(std::string_view line) override;
+
+  /// Waits until every line written before this call has been handed to the log. Any thread.
+  /// @param limit  the longest time to wait
+  /// @return false when the limit came first
+  bool Flush(std::chrono::milliseconds limit);
+
+ private:
+  static void SendToSyslog(std::string_view message);
+
+  void SendLines();
+  void SendBatch(std::string_view batch) const;
+
+  const Transport transport_;
+
+  std::mutex mutex_;
+  std::condition_variable wake_sender_;
+  std::condition_variable room_made_;
+  std::condition_variable batch_sent_;
+  std::string waiting_;  ///< lines not yet taken up, each behind its length
+  std::uint64_t bytes_written_ = 0;
+  std::uint64_t bytes_sent_ = 0;
+  bool sender_idle_ = false;
+  bool hurry_ = false;  ///< somebody waits for the sender
+  bool stop_ = false;
+
+  std::thread sender_;
+};
+
+}  // namespace quillet::platform::posix

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "platform/linux/DescriptorWatch.h"
+
+namespace quillet::platform::qt {
+
+/// Watches descriptors with Qt's main loop. Main thread only; needs an application object.
+class QtDescriptorWatcher final : public linux_desktop::DescriptorWatcher {
+ public:
+  std::unique_ptr<linux_desktop::DescriptorWatch> Watch(int descriptor,
+                                                        std::function<void()> ready) override;
+};
+
+}  // namespace quillet::platform::qt

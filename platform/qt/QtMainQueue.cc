@@ -1,0 +1,126 @@
+#include "platform/qt/QtMainQueue.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <array>
+#include <chrono>
+#include <system_error>
+#include <utility>
+
+namespace quillet::platform::qt {
+namespace {
+
+using std::chrono::steady_clock;
+
+// How long one turn of the main loop may spend here. With the text view's own slice and a
+// repaint it stays within a frame of a 60 Hz screen.
+constexpr auto kSlice = std::chrono::milliseconds(8);
+
+// A descriptor never becomes one of the three standard ones, even if those were closed: other
+// code may close them in good faith.
+int KeepAboveStandard(int descriptor) {
+  const int kept = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  close(descriptor);
+  if (kept < 0) throw std::system_error(error, std::generic_category(), "main queue");
+  fcntl(kept, F_SETFL, fcntl(kept, F_GETFL) | O_NONBLOCK);
+  return kept;
+}
+
+std::array<int, 2> MakePipe() {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) {
+    throw std::system_error(errno, std::generic_category(), "main queue");
+  }
+  for (int& end : ends) end = KeepAboveStandard(end);
+  return ends;
+}
+
+}  // namespace
+
+QtMainQueue::QtMainQueue() : wake_up_(QSocketNotifier::Read) {
+  const auto [reader, writer] = MakePipe();
+  wake_up_reader_ = reader;
+  wake_up_writer_ = writer;
+  wake_up_.setSocket(wake_up_reader_);
+  wake_up_.setEnabled(true);
+  // The slices run from a timer and not from the descriptor: main loops serve descriptors before
+  // timers, and repainting is a timer. Work that arrives without a pause would let no repaint
+  // through; as a timer it takes turns with it.
+  slice_timer_.setInterval(0);
+  QObject::connect(&wake_up_, &QSocketNotifier::activated, [this] { HearWakeUp(); });
+  QObject::connect(&slice_timer_, &QTimer::timeout, [this] { RunSlice(); });
+  QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &slice_timer_,
+                   [this] { Close(); });
+}
+
+QtMainQueue::~QtMainQueue() {
+  wake_up_.setEnabled(false);
+  close(wake_up_reader_);
+  close(wake_up_writer_);
+}
+
+void QtMainQueue::Async(std::function<void()> work) {
+  bool wake_up = false;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (closed_) return;
+    queued_.push_back(std::move(work));
+    wake_up = !std::exchange(wake_up_sent_, true);
+  }
+  if (!wake_up) return;
+  const char byte = 0;
+  // Cannot be full: a second byte is written only after the first has been read.
+  while (write(wake_up_writer_, &byte, 1) < 0 && errno == EINTR) {
+  }
+}
+
+void QtMainQueue::HearWakeUp() {
+  std::array<char, 16> bytes{};
+  while (read(wake_up_reader_, bytes.data(), bytes.size()) < 0 && errno == EINTR) {
+  }
+  slice_timer_.start();
+}
+
+void QtMainQueue::RunSlice() {
+  // Off while work runs: a loop inside the work must run no other. Nothing turns it on there
+  // either, since no wake-up is sent before the queue has been seen empty.
+  slice_timer_.stop();
+  const auto deadline = steady_clock::now() + kSlice;
+  bool more = TakeQueued();
+  while (more) {
+    const auto work = std::move(running_.front());
+    running_.pop_front();
+    work();
+    more = TakeQueued();
+    if (steady_clock::now() >= deadline) break;
+  }
+  if (more) slice_timer_.start();
+}
+
+/// Refills running_ when it is empty. @return whether there is something to run.
+bool QtMainQueue::TakeQueued() {
+  if (!running_.empty()) return true;
+  const std::scoped_lock lock(mutex_);
+  if (queued_.empty()) {
+    wake_up_sent_ = false;
+    return false;
+  }
+  running_.swap(queued_);
+  return true;
+}
+
+void QtMainQueue::Close() {
+  slice_timer_.stop();
+  Entries dropped;
+  {
+    const std::scoped_lock lock(mutex_);
+    closed_ = true;
+    dropped.swap(queued_);
+  }
+  running_.clear();
+}
+
+}  // namespace quillet::platform::qt

@@ -1,0 +1,94 @@
+#include "platform/qt/QtTextView.h"
+
+#include <QTextCursor>
+#include <chrono>
+
+#include "platform/qt/RecordText.h"
+#include "platform/qt/RecordView.h"
+
+namespace quillet::platform::qt {
+namespace {
+
+using std::chrono::steady_clock;
+
+// How long one turn of the main loop may insert.
+constexpr auto kSlice = std::chrono::milliseconds(6);
+
+// The bytes that are inserted between two looks at the clock.
+constexpr std::size_t kPiece = 8192;
+
+// The bytes already inserted that are kept before the pending ones, to be removed in one go.
+constexpr std::size_t kKept = 256 * 1024;
+
+bool IsContinuationByte(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+/// The length of a piece that does not cut a character: at most kPiece bytes, and a few less
+/// where that falls inside one. Bytes that are not UTF-8 are cut anywhere.
+std::size_t PieceLength(std::string_view text) {
+  if (text.size() <= kPiece) return text.size();
+  for (std::size_t length = kPiece; length > kPiece - 4; --length) {
+    if (!IsContinuationByte(text[length])) return length;
+  }
+  return kPiece;
+}
+
+}  // namespace
+
+QtTextView::QtTextView(RecordView& view) : view_(view) {
+  slice_timer_.setInterval(0);
+  QObject::connect(&slice_timer_, &QTimer::timeout, [this] { RunSlice(); });
+}
+
+void QtTextView::Append(std::string_view text) {
+  if (text.empty()) return;
+  pending_ += text;
+  Schedule();
+}
+
+void QtTextView::ScrollToEnd() {
+  scroll_wanted_ = true;
+  Schedule();
+}
+
+void QtTextView::SetText(std::string_view text) {
+  pending_.clear();
+  inserted_ = 0;
+  view_.clear();
+  Append(text);
+}
+
+std::string QtTextView::ShownText() const {
+  QTextCursor all(view_.document());
+  all.select(QTextCursor::Document);
+  return SelectedRecordText(all).toStdString();
+}
+
+void QtTextView::Schedule() {
+  if (!slice_timer_.isActive()) slice_timer_.start();
+}
+
+void QtTextView::RunSlice() {
+  const auto deadline = steady_clock::now() + kSlice;
+  while (HasPending() && steady_clock::now() < deadline) InsertPiece();
+  if (scroll_wanted_) view_.ScrollToEnd();
+  if (HasPending()) return;
+  slice_timer_.stop();
+  scroll_wanted_ = false;
+  pending_.clear();
+  inserted_ = 0;
+}
+
+void QtTextView::InsertPiece() {
+  const std::string_view rest = std::string_view(pending_).substr(inserted_);
+  const std::string_view piece = rest.substr(0, PieceLength(rest));
+  view_.InsertAtEnd(ToDocumentText(piece));
+  inserted_ += piece.size();
+  if (inserted_ >= kKept) {
+    pending_.erase(0, inserted_);
+    inserted_ = 0;
+  }
+}
+
+}  // namespace quillet::platform::qt

@@ -1,0 +1,32 @@
+#include "platform/qt/QtWindow.h"
+
+#include <QEvent>
+#include <QWidget>
+#include <utility>
+
+#include "platform/qt/Text.h"
+
+namespace quillet::platform::qt {
+
+QtWindow::QtWindow(QWidget& widget) : widget_(widget) {
+  widget_.installEventFilter(this);
+}
+
+void QtWindow::SetTitle(std::string_view title) {
+  // Qt takes "[*]" for the place of a mark of unsaved changes, unless it is doubled.
+  const QLatin1String mark("[*]");
+  widget_.setWindowTitle(ToQString(title).replace(mark, QLatin1String("[*][*]")));
+}
+
+void QtWindow::OnClose(std::function<void()> action) {
+  action_ = std::move(action);
+}
+
+bool QtWindow::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == &widget_ && event->type() == QEvent::Close && !std::exchange(closed_, true)) {
+    if (action_) action_();
+  }
+  return QObject::eventFilter(watched, event);
+}
+
+}  // namespace quillet::platform::qt

@@ -1,0 +1,95 @@
+#include "platform/qt/RecordText.h"
+
+#include <QStringDecoder>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <array>
+
+namespace quillet::platform::qt {
+namespace {
+
+// Characters with a meaning of their own in a document, in the order of their stand-ins.
+constexpr std::array<char16_t, 7> kReserved = {0x0000, 0x000D, 0x2028, 0x2029,
+                                               0xFDD0, 0xFDD1, 0xFFFC};
+constexpr char16_t kFirstStandIn = 0xFDE0;
+
+// The state of a block that continues the paragraph of the one before it.
+constexpr int kContinuation = 1;
+
+// The lengths, in UTF-16 units, at which a block is continued in another: behind a blank from the
+// first on, anywhere at the second. Long enough to be rare in real lines, short enough to be laid
+// out in about a millisecond.
+constexpr int kFairLength = 1800;
+constexpr int kFullLength = 2000;
+
+bool IsBlank(QChar c) {
+  return c == u' ' || c == u'\t';
+}
+
+void StartContinuation(QTextCursor& end) {
+  end.insertBlock();
+  end.block().setUserState(kContinuation);
+}
+
+}  // namespace
+
+QString ToDocumentText(std::string_view text) {
+  // A byte order mark is a character like any other here, wherever a text begins.
+  QStringDecoder decode(QStringConverter::Utf8, QStringConverter::Flag::Stateless |
+                                                    QStringConverter::Flag::ConvertInitialBom);
+  QString decoded = decode(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
+  for (QChar& c : decoded) {
+    for (std::size_t i = 0; i < kReserved.size(); ++i) {
+      if (c == kReserved[i]) c = QChar(static_cast<char16_t>(kFirstStandIn + i));
+    }
+  }
+  return decoded;
+}
+
+void InsertAtEnd(QTextCursor& end, const QString& text) {
+  end.beginEditBlock();
+  qsizetype length = end.positionInBlock();
+  bool after_blank = length > 0 && IsBlank(end.block().text().back());
+  qsizetype inserted = 0;
+  for (qsizetype i = 0; i < text.size(); ++i) {
+    const QChar c = text[i];
+    if (c == u'\n') {
+      length = 0;
+      after_blank = false;
+      continue;
+    }
+    const bool full = length >= kFullLength || (after_blank && length >= kFairLength);
+    if (full && !c.isLowSurrogate()) {
+      end.insertText(text.mid(inserted, i - inserted));
+      StartContinuation(end);
+      inserted = i;
+      length = 0;
+    }
+    ++length;
+    after_blank = IsBlank(c);
+  }
+  end.insertText(text.mid(inserted));
+  end.endEditBlock();
+}
+
+QString SelectedRecordText(const QTextCursor& selection) {
+  const int start = selection.selectionStart();
+  const int end = selection.selectionEnd();
+  QString text;
+  QTextBlock block = selection.document()->findBlock(start);
+  for (bool first = true; block.isValid() && block.position() <= end; block = block.next()) {
+    if (!first && block.userState() != kContinuation) text += u'\n';
+    first = false;
+    const int from = qMax(0, start - block.position());
+    text += QStringView(block.text()).mid(from, end - block.position() - from);
+  }
+  for (QChar& c : text) {
+    const int stand_in = c.unicode() - kFirstStandIn;
+    if (stand_in >= 0 && stand_in < static_cast<int>(kReserved.size())) {
+      c = QChar(kReserved[static_cast<std::size_t>(stand_in)]);
+    }
+  }
+  return text;
+}
+
+}  // namespace quillet::platform::qt

@@ -1,0 +1,41 @@
+#include "program/Program.h"
+
+#include <QIcon>
+#include <utility>
+
+#include "platform/posix/ProcessExit.h"
+
+namespace quillet {
+
+// The toolkit is shown no arguments: the program has none.
+Program::Program(char* name, std::string dataFolder)
+    : argv_{name, nullptr},
+      dataFolder_(std::move(dataFolder)),
+      application_(argc_, argv_),
+      workspace_(window_.widget()),
+      delegate_(log_, mainQueue_) {
+  QApplication::setApplicationName("quillet");
+  QApplication::setApplicationDisplayName("Quillet");
+  QApplication::setDesktopFileName("quillet");
+  QApplication::setQuitOnLastWindowClosed(
+      delegate_.applicationShouldTerminateAfterLastWindowClosed());
+}
+
+void Program::Run(platform::SerialRegistry& registry) {
+  controller_ = new SyncController(
+      Platform{log_, clock_, files_, mainQueue_, registry, workspace_},
+      MainWindowControls{window_.view(), window_.portList(), window_.connectItem(),
+                         window_.settingsItem(), window_.synchronizeItem(), window_.clearItem()},
+      dataFolder_);
+  delegate_.setWindow(&window_.window());
+  delegate_.setSyncController(controller_);
+  window_.Show();
+  delegate_.applicationDidFinishLaunching();
+  Leave(QApplication::exec());
+}
+
+void Program::Leave(int status) {
+  platform::posix::LeaveProcess(status, log_);
+}
+
+}  // namespace quillet

@@ -1,0 +1,198 @@
+// How fast texts reach the screen, and whether the window stays responsive meanwhile.
+//
+// A thread queues one append (and one scroll to the end) per record, as fast as it can, exactly
+// as the program does. The main thread runs its loop with a shown window. Printed for each run:
+//   queued   until the thread had queued everything, in milliseconds
+//   total    until the last character was in the view
+//   turn     the longest time between two passes of the main loop
+//   reply    the longest time that an event posted every 3 milliseconds waited to be handled
+//   paints   how often the view was repainted meanwhile
+//   copy     for the time it takes to copy the whole text afterwards
+//
+// Usage: view_bench [lines|paragraph|tabs|dots|bulk]... ; without arguments, all of them.
+// QT_QPA_PLATFORM=offscreen runs it without a display.
+
+#include <QApplication>
+#include <QEvent>
+#include <QPlainTextEdit>
+#include <QTimer>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "platform/qt/QtMainQueue.h"
+#include "platform/qt/QtMainWindow.h"
+
+namespace {
+
+using quillet::platform::qt::QtMainQueue;
+using quillet::platform::qt::QtMainWindow;
+using Clock = std::chrono::steady_clock;
+
+double Milliseconds(Clock::duration duration) {
+  return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+struct Kind {
+  std::string_view name;
+  std::string_view delimiter;
+  bool one_append;
+};
+
+constexpr Kind kKinds[] = {
+    {"lines", "\n", false},        // every record is a line
+    {"tabs", "\t", false},         // one paragraph of records with tabs between them
+    {"paragraph", "", false},      // one paragraph without any break
+    {"bulk", "\n", true},          // one append of all the lines
+    {"bulk-paragraph", "", true},  // one append of all in one paragraph
+};
+
+std::string Record(int number, std::string_view delimiter) {
+  char text[64];
+  std::snprintf(text, sizeof text, "EAN-13 %013lld", 4006381333931LL + number);
+  return std::string(text).append(delimiter);
+}
+
+/// Measures the gaps between passes of the main loop, and the waits of posted events.
+class Pulse : public QObject {
+ public:
+  Pulse() : poster_([this] { PostEvents(); }) {
+    timer_.setInterval(0);
+    connect(&timer_, &QTimer::timeout, this, [this] { Beat(); });
+    timer_.start();
+  }
+
+  ~Pulse() override {
+    stop_ = true;
+    poster_.join();
+  }
+
+  Pulse(const Pulse&) = delete;
+  Pulse& operator=(const Pulse&) = delete;
+
+  void Reset() {
+    last_ = Clock::now();
+    longest_turn_ = longest_reply_ = {};
+    paints_ = 0;
+  }
+
+  double longest_turn() const { return Milliseconds(longest_turn_); }
+  double longest_reply() const { return Milliseconds(longest_reply_); }
+  int paints() const { return paints_; }
+
+ protected:
+  bool event(QEvent* event) override {
+    if (event->type() != QEvent::User) return QObject::event(event);
+    longest_reply_ = std::max(longest_reply_, Clock::now() - posted_.load());
+    posted_ = Clock::time_point();
+    return true;
+  }
+
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Paint) ++paints_;
+    return false;
+  }
+
+ private:
+  void Beat() {
+    const auto now = Clock::now();
+    longest_turn_ = std::max(longest_turn_, now - last_);
+    last_ = now;
+  }
+
+  void PostEvents() {
+    while (!stop_) {
+      if (posted_.load() == Clock::time_point()) {
+        posted_ = Clock::now();
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(3));
+    }
+  }
+
+  QTimer timer_;
+  Clock::time_point last_ = Clock::now();
+  Clock::duration longest_turn_{};
+  Clock::duration longest_reply_{};
+  int paints_ = 0;
+  std::atomic<Clock::time_point> posted_{Clock::time_point()};
+  std::atomic<bool> stop_ = false;
+  std::thread poster_;
+};
+
+void Run(const Kind& kind, int records, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse) {
+  window.view().SetText("");
+  QCoreApplication::processEvents();
+  std::string expected;
+  for (int i = 0; i < records; ++i) expected += Record(i, kind.delimiter);
+
+  QEventLoop loop;
+  double queued = 0;
+  pulse.Reset();
+  const auto start = Clock::now();
+  std::thread producer([&] {
+    const auto append = [&](const std::string& text) {
+      queue.Async([&window, text] {
+        window.view().Append(text);
+        window.view().ScrollToEnd();
+      });
+    };
+    if (kind.one_append) {
+      append(expected);
+    } else {
+      for (int i = 0; i < records; ++i) append(Record(i, kind.delimiter));
+    }
+    queued = Milliseconds(Clock::now() - start);
+    queue.Async([&] {
+      auto* poll = new QTimer(&loop);
+      QObject::connect(poll, &QTimer::timeout, &loop, [&] {
+        if (!window.view().HasPending()) loop.quit();
+      });
+      poll->start(0);
+    });
+  });
+  loop.exec();
+  const double total = Milliseconds(Clock::now() - start);
+  producer.join();
+  const double turn = pulse.longest_turn();
+  const auto copying = Clock::now();
+  const bool complete = window.view().ShownText() == expected;
+  const double copy = Milliseconds(Clock::now() - copying);
+  std::printf("%-14.*s %7d %8.0f %8.0f %7.1f %7.1f %7d %7.0f  %s\n",
+              static_cast<int>(kind.name.size()), kind.name.data(), records, queued, total, turn,
+              pulse.longest_reply(), pulse.paints(), copy, complete ? "complete" : "INCOMPLETE");
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QApplication application(argc, argv);
+  const std::vector<std::string_view> wanted(argv + 1, argv + argc);
+  QtMainQueue queue;
+  QtMainWindow window;
+  window.Show();
+  Pulse pulse;
+  window.widget().findChild<QPlainTextEdit*>()->viewport()->installEventFilter(&pulse);
+
+  std::printf("kind           records   queued    total    turn   reply  paints    copy  (ms)\n");
+  // The measuring runs inside the application's own loop, whose priorities differ from those of
+  // single passes.
+  QTimer::singleShot(100, [&] {
+    for (const Kind& kind : kKinds) {
+      if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), kind.name) == wanted.end()) {
+        continue;
+      }
+      for (const int records : {25'000, 50'000, 100'000}) {
+        Run(kind, records, queue, window, pulse);
+      }
+    }
+    application.quit();
+  });
+  return application.exec();
+}

@@ -1,0 +1,169 @@
+#include "tests/platform/MockedUdev.h"
+
+#include <poll.h>
+
+#include <stdexcept>
+#include <vector>
+
+// The thread sanitizer does not see how glib, which is built without it, makes umockdev's own
+// thread and the test agree.
+extern "C" const char* __tsan_default_suppressions();
+extern "C" const char* __tsan_default_suppressions() {
+  return "race:libglib-2.0.so\nrace:libgobject-2.0.so\nrace:libgio-2.0.so\nrace:libumockdev\n";
+}
+
+// umockdev is loaded before all other libraries, g++'s address sanitizer among them, which is no
+// harm: it stands in for none of the functions that manage memory.
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options() {
+  return "verify_asan_link_order=0";
+}
+
+namespace quillet::test {
+
+namespace {
+
+const std::string kController = "/devices/pci0000:00/0000:00:14.0";
+
+/// "3-1.4:1.0" stands below "usb3/3-1/3-1.4/3-1.4:1.0".
+std::vector<std::string> UsbDevicePaths(const std::string& place) {
+  const std::string device = place.substr(0, place.find(':'));
+  std::string path = kController + "/usb" + device.substr(0, device.find('-'));
+  std::vector<std::string> paths{path};
+  for (std::size_t end = device.find('-'); end != std::string::npos;) {
+    end = device.find('.', end + 1);
+    path += "/" + device.substr(0, end);
+    paths.push_back(path);
+  }
+  return paths;
+}
+
+std::string InterfacePath(const std::string& place) {
+  return UsbDevicePaths(place).back() + "/" + place;
+}
+
+}  // namespace
+
+MockedUdev::MockedUdev() : testbed_(umockdev_testbed_new()) {
+  if (!umockdev_in_mock_environment()) throw std::runtime_error("run this under umockdev-wrapper");
+}
+
+MockedUdev::~MockedUdev() {
+  g_object_unref(testbed_);
+}
+
+void MockedUdev::Add(const std::string& description) {
+  GError* error = nullptr;
+  if (!umockdev_testbed_add_from_string(testbed_, description.c_str(), &error)) {
+    throw std::runtime_error(error->message);
+  }
+}
+
+void MockedUdev::AddParent(const std::string& path, const std::string& lines) {
+  if (parents_.insert(path).second) Add("P: " + path + "\n" + lines);
+}
+
+void MockedUdev::AddUsbParents(const std::string& place, const std::string& driver,
+                               const std::string& product) {
+  for (const std::string& path : UsbDevicePaths(place)) {
+    AddParent(path, "E: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: product=" + product + "\n");
+  }
+  AddParent(InterfacePath(place),
+            "E: SUBSYSTEM=usb\nE: DEVTYPE=usb_interface\nE: DRIVER=" + driver +
+                "\nL: driver=../../../../../../bus/usb/drivers/" + driver + "\n");
+}
+
+std::string MockedUdev::Terminal(const std::string& parent, const std::string& kernel_name,
+                                 const std::string& more) {
+  const std::string path = parent + "/tty/" + kernel_name;
+  microseconds_ += 1'000;
+  Add("P: " + path + "\nE: DEVNAME=/dev/" + kernel_name +
+      "\nE: SUBSYSTEM=tty\nE: USEC_INITIALIZED=" + std::to_string(microseconds_) + "\n" + more);
+  return "/sys" + path;
+}
+
+std::string MockedUdev::AddUsbModem(const std::string& place, const std::string& kernel_name) {
+  AddUsbParents(place, "cdc_acm", "Tavo Scanner");
+  return Terminal(InterfacePath(place), kernel_name,
+                  "E: ID_BUS=usb\nE: ID_USB_DRIVER=cdc_acm\nE: ID_MODEL=Tavo_Scanner\n"
+                  "E: ID_MODEL_ENC=Tavo\\x20Scanner\nE: ID_USB_INTERFACE_NUM=00\n");
+}
+
+std::string MockedUdev::AddUsbConverter(const std::string& place, const std::string& kernel_name,
+                                        const std::string& encoded_model,
+                                        const std::string& product) {
+  AddUsbParents(place, "ftdi_sio", product);
+  const std::string properties = encoded_model.empty()
+                                     ? ""
+                                     : "E: ID_BUS=usb\nE: ID_USB_DRIVER=ftdi_sio\n"
+                                       "E: ID_MODEL_ENC=" +
+                                           encoded_model + "\n";
+  // A converter has its port between interface and terminal.
+  const std::string port = InterfacePath(place) + "/" + kernel_name;
+  AddParent(port, "E: SUBSYSTEM=usb-serial\nE: DRIVER=ftdi_sio\n");
+  return Terminal(port, kernel_name, properties);
+}
+
+std::string MockedUdev::AddUart(const std::string& kernel_name, int type) {
+  const std::string platform = "/devices/platform/serial8250";
+  AddParent(platform, "E: SUBSYSTEM=platform\nE: DRIVER=serial8250\n");
+  return Terminal(platform, kernel_name, "A: type=" + std::to_string(type) + "\nA: line=0\n");
+}
+
+std::string MockedUdev::AddVirtualTerminal(const std::string& kernel_name) {
+  return Terminal("/devices/virtual", kernel_name, "");
+}
+
+void MockedUdev::Remove(const std::string& terminal) {
+  Send(terminal, "remove");  // waits in the monitor's socket
+  Vanish(terminal);
+}
+
+void MockedUdev::Send(const std::string& terminal, const char* action) {
+  umockdev_testbed_uevent(testbed_, terminal.c_str(), action);
+}
+
+void MockedUdev::Vanish(const std::string& terminal) {
+  umockdev_testbed_remove_device(testbed_, terminal.c_str());
+}
+
+class PollLoop::Registration final : public platform::linux_desktop::DescriptorWatch {
+ public:
+  Registration(PollLoop& loop, int number) : loop_(loop), number_(number) {}
+  ~Registration() override { loop_.watches_.erase(number_); }
+
+ private:
+  PollLoop& loop_;
+  const int number_;
+};
+
+std::unique_ptr<platform::linux_desktop::DescriptorWatch> PollLoop::Watch(
+    int descriptor, std::function<void()> ready) {
+  watches_.emplace(++next_, Entry{descriptor, std::move(ready)});
+  return std::make_unique<Registration>(*this, next_);
+}
+
+bool PollLoop::Turn() {
+  constexpr int kQuietMilliseconds = 20;
+  std::vector<pollfd> descriptors;
+  std::vector<int> numbers;
+  for (const auto& [number, entry] : watches_) {
+    descriptors.push_back({entry.descriptor, POLLIN, 0});
+    numbers.push_back(number);
+  }
+  if (poll(descriptors.data(), descriptors.size(), kQuietMilliseconds) <= 0) return false;
+  for (std::size_t i = 0; i < descriptors.size(); ++i) {
+    const auto found = watches_.find(numbers[i]);
+    if (descriptors[i].revents == 0 || found == watches_.end()) continue;
+    const std::function<void()> ready = found->second.ready;  // may end its own watch
+    ready();
+  }
+  return true;
+}
+
+void PollLoop::RunUntilQuiet() {
+  while (Turn()) {
+  }
+}
+
+}  // namespace quillet::test

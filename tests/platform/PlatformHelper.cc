@@ -1,0 +1,92 @@
+// What the tests of platform/posix need done in a process of its own. The first argument says
+// what; see main.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include "platform/posix/PosixFileStore.h"
+#include "platform/posix/ProcessExit.h"
+#include "platform/posix/SyslogLog.h"
+
+namespace {
+
+using quillet::platform::posix::LeaveProcess;
+using quillet::platform::posix::SyslogLog;
+
+/// Writes lines to the system log and leaves at once.
+[[noreturn]] void WriteLog(int lines) {
+  SyslogLog log;
+  for (int i = 0; i < lines; ++i) log.Write("line " + std::to_string(i) + " of 100% %s%n");
+  LeaveProcess(0, log);
+}
+
+int ReplaceFile(const std::string& path, std::size_t bytes) {
+  quillet::platform::posix::PosixFileStore store;
+  return store.Replace(path, std::string(bytes, 'n')) ? 0 : 1;
+}
+
+/// The exit status is 10 and the sum of 1, 2 and 4 for each of the descriptors 0, 1 and 2 that is
+/// the null device afterwards; less than 10 when one is closed or a further one was opened.
+int CheckDescriptors() {
+  struct stat null_device {};
+  struct stat status {};
+  if (stat("/dev/null", &null_device) != 0) return 1;
+  const bool was_open = fstat(STDERR_FILENO + 1, &status) == 0;
+  quillet::platform::posix::EnsureStandardDescriptors();
+  if (was_open != (fstat(STDERR_FILENO + 1, &status) == 0)) return 2;
+  int null_descriptors = 0;
+  for (int number = 0; number <= STDERR_FILENO; ++number) {
+    if (fstat(number, &status) != 0) return 3;
+    if (status.st_rdev == null_device.st_rdev) null_descriptors |= 1 << number;
+  }
+  return 10 + null_descriptors;
+}
+
+struct DiesWhenDestroyed {
+  ~DiesWhenDestroyed() { std::abort(); }
+};
+
+/// Leaves while another thread runs, with unflushed output and a log line still on its way.
+[[noreturn]] void Leave(int status) {
+  static const DiesWhenDestroyed never_destroyed;
+  std::atexit([] { std::abort(); });
+  std::thread([] {
+    while (true) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }).detach();
+  static SyslogLog log([](std::string_view message) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::fwrite(message.data(), 1, message.size(), stdout);
+  });
+  log.Write("a line of the log");
+  LeaveProcess(status, log);
+}
+
+[[noreturn]] void LeaveLeaking() {
+  void* volatile lost = nullptr;
+  for (int i = 0; i < 100; ++i) lost = std::malloc(4321);
+  if (lost == nullptr) std::abort();
+  lost = nullptr;
+  static SyslogLog log([](std::string_view) {});
+  LeaveProcess(0, log);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const std::string what = count > 1 ? arguments[1] : "";
+  if (what == "log") WriteLog(std::atoi(arguments[2]));
+  if (what == "replace") return ReplaceFile(arguments[2], std::strtoul(arguments[3], nullptr, 10));
+  if (what == "descriptors") return CheckDescriptors();
+  if (what == "leave") Leave(std::atoi(arguments[2]));
+  if (what == "leave-leaking") LeaveLeaking();
+  std::cerr << "unknown: " << what << '\n';
+  return 64;
+}

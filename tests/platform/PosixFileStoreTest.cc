@@ -1,0 +1,363 @@
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <thread>
+
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/PosixFileStore.h"
+#include "tests/platform/RunProgram.h"
+#include "tests/platform/TemporaryFolder.h"
+
+namespace quillet::platform::posix {
+namespace {
+
+using test::TemporaryFolder;
+namespace fs = std::filesystem;
+
+constexpr std::size_t kAll = std::size_t{1} << 30;
+
+mode_t ModeOf(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+void Put(const std::string& path, std::string_view contents) {
+  std::ofstream(path, std::ios::binary) << contents;
+}
+
+/// Sets the file mode creation mask for one test.
+class CreationMask {
+ public:
+  explicit CreationMask(mode_t mask) : before_(umask(mask)) {}
+  ~CreationMask() { umask(before_); }
+  CreationMask(const CreationMask&) = delete;
+  CreationMask& operator=(const CreationMask&) = delete;
+
+ private:
+  mode_t before_;
+};
+
+/// Does something in a process of its own and gives its result, an exit status.
+int InOwnProcess(const std::function<int()>& work) {
+  const pid_t child = fork();
+  if (child == 0) _exit(work());
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+/// Does something as a user whom permissions bind. The super-user becomes nobody for it.
+bool AsOrdinaryUser(const std::function<bool()>& work) {
+  constexpr id_t kNobody = 65534;
+  return InOwnProcess([&] {
+           if (geteuid() == 0 &&
+               (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
+             return 2;
+           }
+           return work() ? 0 : 1;
+         }) == 0;
+}
+
+class PosixFileStoreTest : public testing::Test {
+ protected:
+  TemporaryFolder folder_;
+  PosixFileStore store_;
+};
+
+TEST_F(PosixFileStoreTest, CreatesAFolderAndThoseAboveItWithDefaultPermissions) {
+  const CreationMask mask(027);
+  EXPECT_TRUE(store_.CreateFolder(folder_ / "a/b/c"));
+  EXPECT_EQ(ModeOf(folder_ / "a"), 0750U);
+  EXPECT_EQ(ModeOf(folder_ / "a/b/c"), 0750U);
+}
+
+TEST_F(PosixFileStoreTest, AnExistingFolderIsASuccess) {
+  EXPECT_TRUE(store_.CreateFolder(folder_.Path()));
+  EXPECT_TRUE(store_.CreateFolder(folder_.Path() + "/"));
+  EXPECT_TRUE(store_.CreateFolder("/"));
+  EXPECT_TRUE(store_.CreateFolder("/dev"));
+}
+
+TEST_F(PosixFileStoreTest, ALinkToAFolderCountsAsAFolder) {
+  fs::create_directory(folder_ / "real");
+  fs::create_symlink("real", folder_ / "link");
+  EXPECT_TRUE(store_.CreateFolder(folder_ / "link"));
+  EXPECT_TRUE(store_.CreateFolder(folder_ / "link/below"));
+  EXPECT_TRUE(fs::is_directory(folder_ / "real/below"));
+}
+
+TEST_F(PosixFileStoreTest, WhatIsNotAFolderStaysAndIsAFailure) {
+  Put(folder_ / "file", "contents");
+  fs::create_symlink("nowhere", folder_ / "dangling");
+  EXPECT_FALSE(store_.CreateFolder(folder_ / "file"));
+  EXPECT_FALSE(store_.CreateFolder(folder_ / "file/below"));
+  EXPECT_FALSE(store_.CreateFolder(folder_ / "dangling"));
+  EXPECT_FALSE(store_.CreateFolder(folder_ / "dangling/below"));
+  EXPECT_FALSE(store_.CreateFolder(""));
+  EXPECT_EQ(store_.Read(folder_ / "file", kAll), "contents");
+  EXPECT_FALSE(fs::exists(folder_ / "nowhere"));
+}
+
+TEST_F(PosixFileStoreTest, AFolderThatMayNotBeMadeIsAFailure) {
+  chmod(folder_.Path().c_str(), 0555);
+  EXPECT_FALSE(AsOrdinaryUser([&] { return store_.CreateFolder(folder_ / "new"); }));
+}
+
+TEST_F(PosixFileStoreTest, ReadsAllBytesOfAFile) {
+  std::string contents;
+  for (int i = 0; i < 300'000; ++i) contents += static_cast<char>(i * 7);
+  Put(folder_ / "file", contents);
+  EXPECT_EQ(store_.Read(folder_ / "file", kAll), contents);
+  EXPECT_EQ(store_.Read(folder_ / "file", contents.size()), contents);
+}
+
+TEST_F(PosixFileStoreTest, ReadsNoMoreThanTheLimit) {
+  Put(folder_ / "file", std::string(100'000, 'x'));
+  EXPECT_EQ(store_.Read(folder_ / "file", 0), "");
+  EXPECT_EQ(store_.Read(folder_ / "file", 1), "x");
+  EXPECT_EQ(store_.Read(folder_ / "file", 99'999), std::string(99'999, 'x'));
+}
+
+TEST_F(PosixFileStoreTest, AnEmptyFileIsReadAsNoBytes) {
+  Put(folder_ / "file", "");
+  EXPECT_EQ(store_.Read(folder_ / "file", kAll), "");
+}
+
+TEST_F(PosixFileStoreTest, ReadsAFileWhoseSizeTheSystemDoesNotSay) {
+  const auto status = store_.Read("/proc/self/status", kAll);
+  ASSERT_TRUE(status.has_value());
+  EXPECT_NE(status->find("\nUmask:"), std::string::npos);
+}
+
+TEST_F(PosixFileStoreTest, ReadsNothingThatIsNotAFileAndWaitsForNothing) {
+  fs::create_directory(folder_ / "folder");
+  fs::create_symlink("nowhere", folder_ / "dangling");
+  mkfifo((folder_ / "fifo").c_str(), 0666);
+  for (const std::string& path :
+       {folder_ / "missing", folder_ / "folder", folder_ / "dangling", folder_ / "fifo",
+        std::string("/dev/zero"), std::string("/dev/ptmx"), std::string()}) {
+    EXPECT_EQ(store_.Read(path, kAll), std::nullopt) << path;
+  }
+}
+
+TEST_F(PosixFileStoreTest, AFileThatMayNotBeReadGivesNothing) {
+  Put(folder_ / "file", "secret");
+  chmod((folder_ / "file").c_str(), 0);
+  EXPECT_FALSE(AsOrdinaryUser([&] { return store_.Read(folder_ / "file", kAll).has_value(); }));
+}
+
+TEST_F(PosixFileStoreTest, ReplaceCreatesAndReplacesAndLeavesNothingElse) {
+  const std::string path = folder_ / "file.txt";
+  EXPECT_TRUE(store_.Replace(path, "first"));
+  EXPECT_EQ(store_.Read(path, kAll), "first");
+  const std::string large(3'000'000, 'y');
+  EXPECT_TRUE(store_.Replace(path, large));
+  EXPECT_EQ(store_.Read(path, kAll), large);
+  EXPECT_TRUE(store_.Replace(path, ""));
+  EXPECT_EQ(store_.Read(path, kAll), "");
+  EXPECT_EQ(folder_.Names(), std::vector<std::string>{"file.txt"});
+}
+
+TEST_F(PosixFileStoreTest, ANewFileHasDefaultPermissions) {
+  const CreationMask mask(027);
+  EXPECT_TRUE(store_.Replace(folder_ / "file", "x"));
+  EXPECT_EQ(ModeOf(folder_ / "file"), 0640U);
+}
+
+TEST_F(PosixFileStoreTest, AReplacedFileHandsItsPermissionsOn) {
+  const std::string path = folder_ / "file";
+  Put(path, "old");
+  for (const mode_t mode : {0600U, 0666U, 0444U, 04755U}) {
+    chmod(path.c_str(), mode);
+    EXPECT_TRUE(store_.Replace(path, "new"));
+    EXPECT_EQ(ModeOf(path), mode & 0777U);
+  }
+}
+
+TEST_F(PosixFileStoreTest, ALinkIsItselfReplaced) {
+  Put(folder_ / "elsewhere", "untouched");
+  chmod((folder_ / "elsewhere").c_str(), 0600);
+  const CreationMask mask(022);
+  for (const char* target : {"elsewhere", "nowhere"}) {
+    const std::string path = folder_ / (std::string("link-to-") + target);
+    fs::create_symlink(target, path);
+    EXPECT_TRUE(store_.Replace(path, "new"));
+    EXPECT_FALSE(fs::is_symlink(path));
+    EXPECT_EQ(ModeOf(path), 0644U);
+    EXPECT_EQ(store_.Read(path, kAll), "new");
+  }
+  EXPECT_EQ(store_.Read(folder_ / "elsewhere", kAll), "untouched");
+  EXPECT_FALSE(fs::exists(folder_ / "nowhere"));
+}
+
+TEST_F(PosixFileStoreTest, AHardLinkKeepsTheOldContents) {
+  Put(folder_ / "file", "old");
+  fs::create_hard_link(folder_ / "file", folder_ / "other");
+  EXPECT_TRUE(store_.Replace(folder_ / "file", "new"));
+  EXPECT_EQ(store_.Read(folder_ / "other", kAll), "old");
+}
+
+TEST_F(PosixFileStoreTest, AFolderIsNotReplaced) {
+  fs::create_directory(folder_ / "target");
+  EXPECT_FALSE(store_.Replace(folder_ / "target", "new"));
+  EXPECT_FALSE(store_.Replace(folder_ / "target/", "new"));
+  EXPECT_FALSE(store_.Replace(folder_ / "target/.", "new"));
+  EXPECT_FALSE(store_.Replace(folder_ / "target/..", "new"));
+  EXPECT_TRUE(fs::is_empty(folder_ / "target"));
+  EXPECT_EQ(folder_.Names(), std::vector<std::string>{"target"});
+}
+
+TEST_F(PosixFileStoreTest, WithoutAFolderNothingIsWritten) {
+  Put(folder_ / "file", "contents");
+  EXPECT_FALSE(store_.Replace(folder_ / "missing/file", "new"));
+  EXPECT_FALSE(store_.Replace(folder_ / "file/file", "new"));
+  EXPECT_FALSE(store_.Replace("file", "new"));
+  EXPECT_FALSE(store_.Replace("", "new"));
+  EXPECT_EQ(folder_.Names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(PosixFileStoreTest, TheLongestNameThatTheFolderTakesCanBeWritten) {
+  const auto longest = static_cast<std::size_t>(pathconf(folder_.Path().c_str(), _PC_NAME_MAX));
+  for (const std::size_t length : {longest, longest - 1, longest - 22, longest - 23}) {
+    EXPECT_TRUE(store_.Replace(folder_ / std::string(length, 'n'), "x")) << length;
+  }
+  // 0xC3 0xA4 over and over: the temporary name must not end within such a pair.
+  std::string two_byte_letters;
+  while (two_byte_letters.size() + 2 <= longest) two_byte_letters += "\xC3\xA4";
+  EXPECT_TRUE(store_.Replace(folder_ / two_byte_letters, "x"));
+  EXPECT_EQ(folder_.Names().size(), 5U);
+}
+
+TEST_F(PosixFileStoreTest, ANameThatIsTooLongIsAFailure) {
+  const auto longest = static_cast<std::size_t>(pathconf(folder_.Path().c_str(), _PC_NAME_MAX));
+  EXPECT_FALSE(store_.Replace(folder_ / std::string(longest + 1, 'n'), "x"));
+  EXPECT_FALSE(store_.Replace(folder_ / std::string(100'000, 'n'), "x"));
+  EXPECT_TRUE(folder_.Names().empty());
+}
+
+TEST_F(PosixFileStoreTest, AFolderThatMayNotBeWrittenKeepsItsFile) {
+  Put(folder_ / "file", "old");
+  chmod((folder_ / "file").c_str(), 0666);
+  chmod(folder_.Path().c_str(), 0555);
+  EXPECT_FALSE(AsOrdinaryUser([&] { return store_.Replace(folder_ / "file", "new"); }));
+  EXPECT_EQ(store_.Read(folder_ / "file", kAll), "old");
+}
+
+TEST_F(PosixFileStoreTest, AFolderThatMayBeWrittenAndNotListedWillDo) {
+  chmod(folder_.Path().c_str(), 0333);
+  EXPECT_TRUE(AsOrdinaryUser([&] { return store_.Replace(folder_ / "file", "new"); }));
+  chmod(folder_.Path().c_str(), 0755);
+  EXPECT_EQ(store_.Read(folder_ / "file", kAll), "new");
+  EXPECT_EQ(folder_.Names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(PosixFileStoreTest, AWriteThatFailsHalfWayChangesNothing) {
+  Put(folder_ / "file", "old");
+  EXPECT_EQ(InOwnProcess([&] {
+              // The limit lets a first write end short and fails the next one.
+              const rlimit limit{100'000, 100'000};
+              setrlimit(RLIMIT_FSIZE, &limit);
+              std::signal(SIGXFSZ, SIG_IGN);
+              return store_.Replace(folder_ / "file", std::string(100'001, 'n')) ? 1 : 0;
+            }),
+            0);
+  EXPECT_EQ(store_.Read(folder_ / "file", kAll), "old");
+  EXPECT_EQ(folder_.Names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(PosixFileStoreTest, AFullDeviceChangesNothing) {
+  if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "no small file system can be mounted here";
+  const std::string mount = folder_ / "small";
+  fs::create_directory(mount);
+  // A file system of 256 KiB: the first file fits, the second does not fit beside it.
+  const auto replace = [&](const std::string& bytes) {
+    return std::string(PLATFORM_HELPER) + " replace " + mount + "/file " + bytes;
+  };
+  const test::ProgramResult result = test::RunProgram(
+      test::InOwnNamespace({"--size", "262144", "--tmpfs", mount},
+                           {"sh", "-c",
+                            replace("150000") + "; echo $?; " + replace("150001") +
+                                "; echo $?; wc -c <" + mount + "/file; ls -A " + mount}));
+  EXPECT_EQ(result.output, "0\n1\n150000\nfile\n") << result.errors;
+}
+
+TEST_F(PosixFileStoreTest, AProcessKilledAtAnyInstantLeavesTheOldFileOrTheNew) {
+  const std::string path = folder_ / "file";
+  const std::string old_contents(200'000, 'o');
+  const std::string new_contents(350'000, 'n');
+  ASSERT_TRUE(store_.Replace(path, old_contents));
+  std::minstd_rand random(20260305);
+  std::uniform_int_distribution<int> instant(0, 5'000);
+  int seen_old = 0;
+  int seen_new = 0;
+  for (int round = 0; round < 200; ++round) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      while (true) {
+        store_.Replace(path, new_contents);
+        store_.Replace(path, old_contents);
+      }
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(instant(random)));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    const auto contents = store_.Read(path, kAll);
+    ASSERT_TRUE(contents.has_value());
+    ASSERT_TRUE(*contents == old_contents || *contents == new_contents)
+        << contents->size() << " bytes in round " << round;
+    ++(*contents == old_contents ? seen_old : seen_new);
+  }
+  EXPECT_GT(seen_old, 0);
+  EXPECT_GT(seen_new, 0);
+  for (const std::string& name : folder_.Names()) {
+    EXPECT_TRUE(name == "file" || name.starts_with(".file.quillet-")) << name;
+  }
+}
+
+TEST_F(PosixFileStoreTest, AReaderNeverSeesAPartWhileTwoThreadsReplace) {
+  const std::string path = folder_ / "file";
+  const std::string contents[] = {std::string(100'000, 'a'), std::string(120'000, 'b')};
+  ASSERT_TRUE(store_.Replace(path, contents[0]));
+  std::atomic<int> failures = 0;
+  std::atomic<int> running = 2;
+  const auto write = [&](const std::string& own) {
+    for (int i = 0; i < 50; ++i) failures += store_.Replace(path, own) ? 0 : 1;
+    --running;
+  };
+  std::thread first(write, contents[0]);
+  std::thread second(write, contents[1]);
+  while (running > 0) {
+    const auto seen = store_.Read(path, kAll);
+    EXPECT_TRUE(seen == contents[0] || seen == contents[1]);
+  }
+  first.join();
+  second.join();
+  EXPECT_EQ(failures.load(), 0);
+}
+
+TEST_F(PosixFileStoreTest, DescriptorZeroIsNeverUsed) {
+  EXPECT_EQ(InOwnProcess([&] {
+              close(STDIN_FILENO);
+              const Descriptor file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+              if (!file.IsOpen() || file.Number() <= STDERR_FILENO) return 1;
+              if (!(fcntl(file.Number(), F_GETFD) & FD_CLOEXEC)) return 2;
+              return fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 3;
+            }),
+            0);
+}
+
+}  // namespace
+}  // namespace quillet::platform::posix

@@ -1,0 +1,230 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/Controls.h"
+#include "platform/MainQueue.h"
+#include "platform/SerialRegistry.h"
+#include "platform/Workspace.h"
+
+namespace quillet::test {
+
+/// A main queue that the test empties.
+class FakeMainQueue final : public platform::MainQueue {
+ public:
+  void Async(std::function<void()> work) override {
+    const std::lock_guard lock(mutex_);
+    work_.push_back(std::move(work));
+  }
+
+  void RunAll() {
+    for (;;) {
+      std::function<void()> next;
+      {
+        const std::lock_guard lock(mutex_);
+        if (work_.empty()) return;
+        next = std::move(work_.front());
+        work_.pop_front();
+      }
+      next();
+    }
+  }
+
+ private:
+  std::mutex mutex_;
+  std::deque<std::function<void()>> work_;
+};
+
+class FakeTextView final : public platform::TextView {
+ public:
+  void Append(std::string_view text) override {
+    text_.append(text);
+    scrolledToEnd_ = false;
+  }
+  void ScrollToEnd() override { scrolledToEnd_ = true; }
+  void SetText(std::string_view text) override { text_ = text; }
+  const std::string& text() const { return text_; }
+  bool scrolledToEnd() const { return scrolledToEnd_; }
+
+ private:
+  std::string text_;
+  bool scrolledToEnd_ = true;
+};
+
+/// Keeps its selection as toolkits do: on the first item added, and on a neighbour of a removed
+/// one.
+class FakePopUpList final : public platform::PopUpList {
+ public:
+  void AddItem(std::string_view title) override {
+    items_.emplace_back(title);
+    if (items_.size() == 1) Select(0);
+  }
+  void RemoveItem(std::int32_t position) override {
+    if (!Exists(position)) return;
+    items_.erase(items_.begin() + position);
+    if (selected_ > position || selected_ >= NumberOfItems()) Select(selected_ - 1);
+  }
+  void SelectItem(std::int32_t position) override { Select(Exists(position) ? position : -1); }
+  std::int32_t NumberOfItems() const override { return static_cast<std::int32_t>(items_.size()); }
+  std::string ItemTitle(std::int32_t position) const override {
+    return Exists(position) ? items_[static_cast<std::size_t>(position)] : std::string();
+  }
+  std::int32_t SelectedItem() const override { return selected_; }
+  void OnSelection(std::function<void(std::int32_t)> action) override {
+    action_ = std::move(action);
+  }
+  const std::vector<std::string>& items() const { return items_; }
+
+ private:
+  bool Exists(std::int32_t position) const { return position >= 0 && position < NumberOfItems(); }
+  void Select(std::int32_t position) {
+    selected_ = position;
+    if (action_) action_(position);
+  }
+
+  std::vector<std::string> items_;
+  std::int32_t selected_ = -1;
+  std::function<void(std::int32_t)> action_;
+};
+
+class FakeToolbarItem final : public platform::ToolbarItem {
+ public:
+  explicit FakeToolbarItem(std::string_view label) : label_(label) {}
+  void SetLabel(std::string_view label) override { label_ = label; }
+  void OnPress(std::function<void()> action) override { action_ = std::move(action); }
+  void Press() {
+    if (action_) action_();
+  }
+  const std::string& label() const { return label_; }
+
+ private:
+  std::string label_;
+  std::function<void()> action_;
+};
+
+class FakeWindow final : public platform::Window {
+ public:
+  void SetTitle(std::string_view title) override { title_ = title; }
+  void OnClose(std::function<void()> action) override { close_ = std::move(action); }
+  void Close() { close_(); }
+  const std::string& title() const { return title_; }
+
+ private:
+  std::string title_;
+  std::function<void()> close_;
+};
+
+class FakeWorkspace final : public platform::Workspace {
+ public:
+  void ActivateIgnoringOtherApps() override { ++activations_; }
+  int activations() const { return activations_; }
+
+ private:
+  int activations_ = 0;
+};
+
+/// Serial stream devices that the test plugs in and out.
+class FakeRegistry final : public platform::SerialRegistry {
+ public:
+  std::int32_t ReadSerialStreams(std::span<std::string> names,
+                                 std::span<std::string> paths) override {
+    const std::size_t count = std::min({devices_.size(), names.size(), paths.size()});
+    for (std::size_t i = 0; i < count; ++i) {
+      names[i] = devices_[i].name;
+      paths[i] = devices_[i].path;
+    }
+    return static_cast<std::int32_t>(count);
+  }
+
+  NotifyPort CreateNotifyPort() override { return port_ = 1; }
+
+  Handle AddMatchingNotification(NotifyPort, Event event, Callback callback,
+                                 void* context) override {
+    const Handle handle = next_++;
+    Iterator iterator{event, std::move(callback), context, {}, false};
+    if (event == Event::FirstMatch) {
+      for (std::size_t i = 0; i < devices_.size(); ++i) iterator.objects.push_back(NewObject());
+    }
+    iterators_.emplace(handle, std::move(iterator));
+    return handle;
+  }
+
+  Handle Next(Handle handle) override {
+    const auto found = iterators_.find(handle);
+    if (found == iterators_.end()) return 0;
+    Iterator& iterator = found->second;
+    if (iterator.objects.empty()) {
+      iterator.armed = true;
+      return 0;
+    }
+    const Handle object = iterator.objects.front();
+    iterator.objects.pop_front();
+    return object;
+  }
+
+  void Release(Handle handle) override {
+    if (iterators_.erase(handle) == 0) --objectsHeld_;
+  }
+
+  void DestroyNotifyPort(NotifyPort) override { port_ = 0; }
+
+  void Plug(const std::string& name, const std::string& path) {
+    devices_.push_back({name, path});
+    Notify(Event::FirstMatch);
+  }
+
+  void Unplug(const std::string& path) {
+    std::erase_if(devices_, [&](const Device& device) { return device.path == path; });
+    Notify(Event::Terminate);
+  }
+
+  /// Present before the program starts: no news of it.
+  void Attach(const std::string& name, const std::string& path) {
+    devices_.push_back({name, path});
+  }
+
+  bool HasPort() const { return port_ != 0; }
+  std::size_t iterators() const { return iterators_.size(); }
+  int objectsHeld() const { return objectsHeld_; }
+
+ private:
+  struct Device {
+    std::string name, path;
+  };
+  struct Iterator {
+    Event event;
+    Callback callback;
+    void* context;
+    std::deque<Handle> objects;
+    bool armed;
+  };
+
+  Handle NewObject() {
+    ++objectsHeld_;
+    return next_++;
+  }
+
+  void Notify(Event event) {
+    for (auto& [handle, iterator] : iterators_) {
+      if (iterator.event != event) continue;
+      iterator.objects.push_back(NewObject());
+      if (!iterator.armed) continue;
+      iterator.armed = false;
+      iterator.callback(iterator.context, handle);
+      return;
+    }
+  }
+
+  std::vector<Device> devices_;
+  std::map<Handle, Iterator> iterators_;
+  Handle next_ = 1;
+  NotifyPort port_ = 0;
+  int objectsHeld_ = 0;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/SystemLog.h"
+
+namespace quillet::test {
+
+/// Keeps every line.
+class RecordingLog final : public platform::SystemLog {
+ public:
+  void Write(std::string_view line) override {
+    const std::lock_guard lock(mutex_);
+    lines_.emplace_back(line);
+  }
+
+  std::vector<std::string> lines() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+  std::size_t Count(std::string_view line) const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), line));
+  }
+
+  bool Has(std::string_view line) const { return Count(line) > 0; }
+
+  void Clear() {
+    const std::lock_guard lock(mutex_);
+    lines_.clear();
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,31 @@
+#include <gtest/gtest.h>
+
+#include "device/Log.h"
+#include "tests/support/RecordingLog.h"
+
+namespace quillet {
+namespace {
+
+TEST(LogTest, PiecesMakeOneLine) {
+  test::RecordingLog log;
+  Log(log, "-[Lumet X:]", "[", std::int32_t{-3}, ":", std::size_t{7}, ":", Hex{255}, "]");
+  EXPECT_EQ(log.lines(), std::vector<std::string>{"-[Lumet X:][-3:7:ff]"});
+}
+
+TEST(LogTest, ControlCharactersFromOutsideAreMadeVisible) {
+  test::RecordingLog log;
+  Log(log, ForeignText(std::string_view("a\r\n\t\x1b[31m\x7f\0z", 12)));
+  EXPECT_EQ(log.lines().back(), "a\\r\\n\\t\\x1b[31m\\x7f\\x00z");
+}
+
+TEST(LogTest, ReceivedBytesEndAtTheirFirstNul) {
+  test::RecordingLog log;
+  const std::uint8_t bytes[] = {'a', 'b', 0, 'c'};
+  Log(log, ForeignText(bytes, 4));
+  EXPECT_EQ(log.lines().back(), "ab");
+  Log(log, ForeignText(bytes, 1));
+  EXPECT_EQ(log.lines().back(), "a");
+}
+
+}  // namespace
+}  // namespace quillet

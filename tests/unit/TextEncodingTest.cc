@@ -1,0 +1,64 @@
+#include <gtest/gtest.h>
+
+#include "download/RecordText.h"
+#include "output/TextEncoding.h"
+
+namespace quillet {
+namespace {
+
+using std::string_literals::operator""s;
+
+TEST(TextEncodingTest, FilesWithoutAMarkAreUtf8WhenTheyCanBeAndLatin1Otherwise) {
+  EXPECT_EQ(DecodeTextFile("plain"), "plain");
+  EXPECT_EQ(DecodeTextFile("\xC3\xA9"), "\xC3\xA9");
+  EXPECT_EQ(DecodeTextFile("\xE9t\xE9"), "\xC3\xA9t\xC3\xA9");
+  EXPECT_EQ(DecodeTextFile(""), "");
+}
+
+TEST(TextEncodingTest, ByteOrderMarksDecideAndAreLeftOut) {
+  EXPECT_EQ(DecodeTextFile("\xEF\xBB\xBF"
+                           "ab"),
+            "ab");
+  EXPECT_EQ(DecodeTextFile("\xFE\xFF\0a\x20\xAC"s), "a\xE2\x82\xAC");
+  EXPECT_EQ(DecodeTextFile("\xFF\xFE"
+                           "a\0\xAC\x20"s),
+            "a\xE2\x82\xAC");
+  EXPECT_EQ(DecodeTextFile("\xFE\xFF\xD8\x3D\xDE\x00"s), "\xF0\x9F\x98\x80");
+}
+
+TEST(TextEncodingTest, BrokenUtf16BecomesReplacementCharacters) {
+  EXPECT_EQ(DecodeTextFile("\xFE\xFF\xD8\x3D\0a"s),
+            "\xEF\xBF\xBD"
+            "a");
+  EXPECT_EQ(DecodeTextFile("\xFE\xFF\0a\0"s), "a\xEF\xBF\xBD");
+  EXPECT_EQ(DecodeTextFile("\xFE\xFF\xDE\x00"s), "\xEF\xBF\xBD");
+}
+
+TEST(TextEncodingTest, RepairMarksWhatIsBrokenAndKeepsTheRest) {
+  EXPECT_EQ(RepairUtf8("a\xC3"), "a\xEF\xBF\xBD");
+  EXPECT_EQ(RepairUtf8("\xE2\x82"
+                       "b"),
+            "\xEF\xBF\xBD\xEF\xBF\xBD"
+            "b");
+  EXPECT_EQ(RepairUtf8("\xC3\xA9"), "\xC3\xA9");
+}
+
+TEST(TextEncodingTest, OnlyWellFormedSequencesAreValid) {
+  EXPECT_TRUE(IsValidUtf8("\xF4\x8F\xBF\xBF"));
+  EXPECT_FALSE(IsValidUtf8("\xF4\x90\x80\x80")) << "beyond the last character";
+  EXPECT_FALSE(IsValidUtf8("\xC0\xAF")) << "overlong";
+  EXPECT_FALSE(IsValidUtf8("\xE0\x9F\xBF")) << "overlong";
+  EXPECT_FALSE(IsValidUtf8("\xED\xA0\x80")) << "a surrogate";
+  EXPECT_FALSE(IsValidUtf8("\x80"));
+  EXPECT_FALSE(IsValidUtf8("\xE2\x82"));
+}
+
+TEST(TextEncodingTest, Utf16LengthCountsPairsTwice) {
+  EXPECT_EQ(Utf16Length("ab"), 2U);
+  EXPECT_EQ(Utf16Length("\xC3\xA9"), 1U);
+  EXPECT_EQ(Utf16Length("\xE2\x82\xAC"), 1U);
+  EXPECT_EQ(Utf16Length("\xF0\x9F\x98\x80"), 2U);
+}
+
+}  // namespace
+}  // namespace quillet

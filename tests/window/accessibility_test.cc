@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <QAccessible>
+#include <QAccessibleInterface>
+#include <QComboBox>
+#include <QWidget>
+#include <map>
+#include <string>
+
+#include "platform/qt/QtMainWindow.h"
+#include "tests/window/main_loop.h"
+
+namespace quillet::window_tests {
+namespace {
+
+/// What assistive technology sees of a window: its controls by role and name.
+class Accessibility : public testing::Test {
+ protected:
+  Accessibility() {
+    window_.portList().AddItem("None");
+    window_.Show();
+    SpinUntilIdle();
+  }
+
+  QAccessibleInterface* Find(QAccessible::Role role, const QString& name) {
+    return Find(QAccessible::queryAccessibleInterface(&window_.widget()), role, name);
+  }
+
+  static QAccessibleInterface* Find(QAccessibleInterface* in, QAccessible::Role role,
+                                    const QString& name) {
+    if (in->role() == role && in->text(QAccessible::Name) == name) return in;
+    for (int i = 0; i < in->childCount(); ++i) {
+      QAccessibleInterface* child = in->child(i);
+      if (!child) continue;
+      if (QAccessibleInterface* found = Find(child, role, name)) return found;
+    }
+    return nullptr;
+  }
+
+  platform::qt::QtMainWindow window_;
+};
+
+TEST_F(Accessibility, EveryButtonIsFoundUnderItsLabelAndCanBePressed) {
+  std::map<std::string, int> pressed;
+  window_.connectItem().OnPress([&] { ++pressed["Connect"]; });
+  window_.synchronizeItem().OnPress([&] { ++pressed["Synchronize"]; });
+  window_.settingsItem().OnPress([&] { ++pressed["Settings"]; });
+  window_.clearItem().OnPress([&] { ++pressed["Clear"]; });
+  for (const char* name : {"Connect", "Synchronize", "Settings", "Clear"}) {
+    QAccessibleInterface* button = Find(QAccessible::Button, name);
+    ASSERT_NE(button, nullptr) << name;
+    EXPECT_TRUE(button->state().focusable) << name;
+    button->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    SpinUntilIdle();
+    EXPECT_EQ(pressed[name], 1) << name;
+  }
+}
+
+TEST_F(Accessibility, NameFollowsTheLabel) {
+  window_.connectItem().SetLabel("Disconnect");
+  EXPECT_NE(Find(QAccessible::Button, "Disconnect"), nullptr);
+  EXPECT_EQ(Find(QAccessible::Button, "Connect"), nullptr);
+}
+
+// A combo box is named by the label that points to it; its own name is its current item.
+TEST_F(Accessibility, PortListIsFoundByItsLabelWithItsSelection) {
+  QAccessibleInterface* list = Find(QAccessible::ComboBox, "None");
+  ASSERT_NE(list, nullptr);
+  const auto labels = list->relations(QAccessible::Label);
+  ASSERT_EQ(labels.size(), 1);
+  EXPECT_EQ(labels.front().first->text(QAccessible::Name), "Port");
+  EXPECT_EQ(list->text(QAccessible::Value), "None");
+  window_.portList().AddItem("usbmodem1421");
+  window_.portList().SelectItem(1);
+  EXPECT_EQ(list->text(QAccessible::Value), "usbmodem1421");
+}
+
+TEST_F(Accessibility, ViewIsFoundWithItsText) {
+  window_.view().Append("first\nsecond\n");
+  ASSERT_TRUE(SpinUntil([this] { return !window_.view().HasPending(); }));
+  QAccessibleInterface* view = Find(QAccessible::EditableText, "Messages and records");
+  ASSERT_NE(view, nullptr);
+  EXPECT_TRUE(view->state().readOnly);
+  QAccessibleTextInterface* text = view->textInterface();
+  ASSERT_NE(text, nullptr);
+  EXPECT_EQ(text->text(0, text->characterCount()), "first\nsecond\n");
+}
+
+}  // namespace
+}  // namespace quillet::window_tests
