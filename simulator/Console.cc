@@ -18,7 +18,7 @@ struct Context {
 /// The word in front of the text's first blank; the text becomes what follows.
 std::string TakeWord(std::string_view& text) {
   const std::size_t end = std::min(text.find(' '), text.size());
-  const std::string word(text.substr(0, end));
+  std::string word(text.substr(0, end));
   text.remove_prefix(std::min(end + 1, text.size()));
   return word;
 }

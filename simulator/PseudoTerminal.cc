@@ -59,7 +59,8 @@ class PseudoTerminal final : public Endpoint {
 
   void DiscardOutput() override {
     if (!master_) return;
-    // What is under way, and what has already arrived at the slave, which only its own side forgets.
+    // What is under way, and what has already arrived at the slave, which only its own side
+    // forgets.
     tcflush(master_.get(), TCOFLUSH);
     if (const Descriptor slave = OpenSlave()) tcflush(slave.get(), TCIFLUSH);
   }

@@ -22,7 +22,7 @@ class Random {
   std::uint64_t Below(std::uint64_t end) { return engine_() % end; }
 
   int Between(int low, int high) {
-    return low + static_cast<int>(Below(static_cast<std::uint64_t>(high - low + 1)));
+    return low + static_cast<int>(Below(static_cast<std::uint64_t>(high - low) + 1));
   }
 
   std::string Digits(std::size_t count) {
@@ -202,8 +202,8 @@ Bytes ExtremeData(std::size_t number, std::size_t size, Random& random) {
 
 std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t random_state) {
   constexpr CalendarTime kMorning{2026, 11, 16, 7, 30, 0};
-  constexpr std::uint64_t kWorkingDay = 9 * 3600 * 1000;  // ms
-  constexpr std::uint64_t kLongestStep = 4 * 60 * 1000;   // ms, on the average
+  constexpr std::uint64_t kWorkingDay = std::uint64_t{9} * 3600 * 1000;  // ms
+  constexpr std::uint64_t kLongestStep = std::uint64_t{4} * 60 * 1000;   // ms, on the average
 
   Stockroom stockroom(model, random_state);
   Random hands(random_state + 1);

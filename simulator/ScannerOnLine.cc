@@ -16,7 +16,7 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 /// A pseudo-terminal does not say when its other end is opened: it is looked at so often.
-constexpr milliseconds kPortLook{1};
+constexpr milliseconds kPortLook{2};
 /// A device node that has gone is tried again so often.
 constexpr milliseconds kNodeLook{100};
 /// A full buffer is tried again so often, besides when poll(2) says so.
@@ -41,8 +41,9 @@ ScannerOnLine::ScannerOnLine(const Options& options, Transcript& transcript)
       output_(options.speed) {}
 
 void ScannerOnLine::Begin(Time now) {
-  for (const Fault& fault : options_.faults) AddFault(fault, now);
   Plug(now);
+  if (std::exchange(begun_, true)) return;
+  for (const Fault& fault : options_.faults) AddFault(fault, now);
 }
 
 void ScannerOnLine::Plug(Time now) {

@@ -29,7 +29,7 @@ class ScannerOnLine {
   /// `transcript` must live as long. Throws std::length_error as TavoDevice does.
   ScannerOnLine(const Options& options, Transcript& transcript);
 
-  /// The first plugging in; from now on the faults of the options may happen. Throws as Plug().
+  /// Plugs the cable in; the first time the faults of the options are armed too. Throws as Plug().
   void Begin(Time now);
 
   /// Plugs the cable in: makes the line and the link. Throws std::system_error when that fails.
@@ -97,6 +97,7 @@ class ScannerOnLine {
   FaultInjector faults_;
   LineCounters counters_;
   std::uint64_t lost_bytes_ = 0;
+  bool begun_ = false;
   bool plugged_ = false;
   bool port_open_ = false;
   bool receiver_full_ = false;

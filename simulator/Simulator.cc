@@ -178,6 +178,12 @@ std::uint64_t Simulator::lost_bytes() const {
   return scanner_->lost_bytes();
 }
 
+const Transcript& Simulator::transcript() const {
+  // Bytes are written before they are noted; this waits for the turn in which that happens.
+  const std::scoped_lock lock(mutex_);
+  return transcript_;
+}
+
 bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds timeout) const {
   constexpr Milliseconds kLook{5};  // for conditions that do not depend on the scanner alone
   const Time deadline = Clock::now() + timeout;

@@ -45,8 +45,9 @@ class Simulator {
   Simulator(const Simulator&) = delete;
   Simulator& operator=(const Simulator&) = delete;
 
-  /// Plugs it in and starts its thread: when this returns, path() can be opened. Throws
-  /// std::system_error when the line or the link cannot be made. Does nothing when started.
+  /// Plugs it in and starts its thread; faults count from the first time. When this returns, path()
+  /// can be opened. Throws std::system_error when the line or the link cannot be made. Does nothing
+  /// when started.
   void Start();
   /// Unplugs it and ends its thread. Does nothing when stopped. What it has seen can still be
   /// asked.
@@ -57,12 +58,13 @@ class Simulator {
   /// The terminal device itself; a different one after each Plug().
   std::string line_path() const;
 
-  /// Pulls the cable at once: when this returns, the port has hung up and the link is gone.
+  /// Pulls the cable at once: when this returns, the port has hung up and the link is gone. A
+  /// device node is only closed: its far end learns of it as the device's driver has it.
   void Unplug();
   /// Puts the cable in: when this returns, path() can be opened. Throws as Start().
   void Plug();
   bool IsPlugged() const;
-  /// Whether the computer has the port open; noticed within about a millisecond.
+  /// Whether the computer has the port open; noticed within a few milliseconds.
   bool IsPortOpen() const;
 
   /// Somebody scans a barcode: its frame comes unasked, after the answer under way. Throws
@@ -99,8 +101,8 @@ class Simulator {
   std::uint64_t received_bytes() const;
   /// Bytes sent while the computer had its port closed, since the start.
   std::uint64_t lost_bytes() const;
-  /// What passed on the line.
-  const Transcript& transcript() const { return transcript_; }
+  /// What passed on the line; all that the computer has read is in it.
+  const Transcript& transcript() const;
 
   /// Waits until the condition holds; it is asked on the calling thread whenever something has
   /// happened, and every few milliseconds. False when the time is over before.

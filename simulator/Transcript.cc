@@ -28,7 +28,7 @@ Transcript::Transcript(std::size_t limit, const std::string& file)
   file_.reset(std::fopen(file.c_str(), "we"));
   if (!file_) throw std::system_error(errno, std::generic_category(), file);
   // Whole lines: the file can be read while it grows, and a killed process leaves no half line.
-  std::setvbuf(file_.get(), nullptr, _IOLBF, 64 * 1024);
+  std::setvbuf(file_.get(), nullptr, _IOLBF, std::size_t{64} * 1024);
 }
 
 void Transcript::Add(std::chrono::steady_clock::time_point time, Direction direction, Bytes bytes) {

@@ -17,6 +17,13 @@ std::string_view Property(udev_device* device, const char* key) {
   return TextOrEmpty(udev_device_get_property_value(device, key));
 }
 
+/// The kernel puts a terminal that belongs to no hardware into this folder (sysfs-rules in the
+/// kernel's administration guide). There are some seventy of them, so it pays to tell them by
+/// their path.
+bool IsVirtual(std::string_view system_path) {
+  return system_path.starts_with("/sys/devices/virtual/tty/");
+}
+
 /// The kernel's 8250 driver makes ttyS0 to ttyS3, or as many as it was built for, whether the
 /// hardware is there or not. Attribute "type" shows what was found, 0 meaning PORT_UNKNOWN: no
 /// UART (sysfs-tty in the kernel's ABI documents; linux/serial_core.h). Only UART drivers have
@@ -57,16 +64,14 @@ bool UdevIsActive(udev* context) {
 }
 
 std::optional<SerialStream> ReadSerialStream(udev* context, const char* system_path) {
+  if (IsVirtual(system_path)) return std::nullopt;
   const UdevOwner<udev_device> owner(udev_device_new_from_syspath(context, system_path));
   udev_device* const device = owner.get();
   if (device == nullptr) return std::nullopt;
   const std::string_view node = TextOrEmpty(udev_device_get_devnode(device));
   const std::string_view since = Property(device, "USEC_INITIALIZED");
   const bool is_pending = since.empty() && UdevIsActive(context);
-  if (node.empty() || udev_device_get_parent(device) == nullptr || is_pending ||
-      IsPlaceholder(device)) {
-    return std::nullopt;
-  }
+  if (node.empty() || is_pending || IsPlaceholder(device)) return std::nullopt;
   const std::string kernel_name(TextOrEmpty(udev_device_get_sysname(device)));
   return SerialStream{.system_path = system_path,
                       .kernel_name = kernel_name,

@@ -46,9 +46,9 @@ QtMainQueue::QtMainQueue() : wake_up_(QSocketNotifier::Read) {
   wake_up_writer_ = writer;
   wake_up_.setSocket(wake_up_reader_);
   wake_up_.setEnabled(true);
-  // The slices run from a timer and not from the descriptor: main loops serve descriptors before
-  // timers, and repainting is a timer. Work that arrives without a pause would let no repaint
-  // through; as a timer it takes turns with it.
+  // The slices run from a timer and not from the descriptor. A main loop may serve descriptors
+  // before timers, and repainting is a timer on some desktops: work that kept the descriptor
+  // ready would hold it up, where a timer takes turns with it.
   slice_timer_.setInterval(0);
   QObject::connect(&wake_up_, &QSocketNotifier::activated, [this] { HearWakeUp(); });
   QObject::connect(&slice_timer_, &QTimer::timeout, [this] { RunSlice(); });
@@ -85,8 +85,8 @@ void QtMainQueue::HearWakeUp() {
 }
 
 void QtMainQueue::RunSlice() {
-  // Off while work runs: a loop inside the work must run no other. Nothing turns it on there
-  // either, since no wake-up is sent before the queue has been seen empty.
+  // A loop inside the work runs no other work: the timer is off, and no wake-up is sent before the
+  // queue has been seen empty.
   slice_timer_.stop();
   const auto deadline = steady_clock::now() + kSlice;
   bool more = TakeQueued();

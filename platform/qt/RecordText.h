@@ -17,7 +17,8 @@ namespace quillet::platform::qt {
 //
 // A paragraph of hundreds of kilobytes would be laid out as a whole for every text that is added
 // to it. Such a paragraph is continued in further blocks of the document, of a few thousand
-// characters each; it looks like a line that wraps, and no line feed is taken out there.
+// characters each; it looks like a line that wraps, and no line feed is taken out there. (Assistive
+// technology, which reads the document itself, finds the blocks as lines.)
 //
 // What does not come back as it was: bytes that are not UTF-8 (they become U+FFFD) and the code
 // points U+FDE0 to U+FDE6 themselves.

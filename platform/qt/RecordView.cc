@@ -64,9 +64,9 @@ QMimeData* RecordView::createMimeDataFromSelection() const {
   return plain;
 }
 
-void RecordView::changeEvent(QEvent* event) {
+bool RecordView::event(QEvent* event) {
   if (event->type() == QEvent::ApplicationFontChange) ChooseFace();
-  QPlainTextEdit::changeEvent(event);
+  return QPlainTextEdit::event(event);
 }
 
 /// Takes the fixed-width face, a little larger than the desktop's general one: a desktop that is

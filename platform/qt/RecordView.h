@@ -20,7 +20,7 @@ class RecordView final : public QPlainTextEdit {
 
  protected:
   QMimeData* createMimeDataFromSelection() const override;
-  void changeEvent(QEvent* event) override;
+  bool event(QEvent* event) override;
 
  private:
   void ChooseFace();

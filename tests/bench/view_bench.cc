@@ -7,10 +7,11 @@
 //   turn     the longest time between two passes of the main loop
 //   reply    the longest time that an event posted every 3 milliseconds waited to be handled
 //   paints   how often the view was repainted meanwhile
-//   copy     for the time it takes to copy the whole text afterwards
+//   dark     the longest time between two of these repaints
+//   copy     the time that it takes to copy the whole text afterwards
 //
-// Usage: view_bench [lines|paragraph|tabs|dots|bulk]... ; without arguments, all of them.
-// QT_QPA_PLATFORM=offscreen runs it without a display.
+// Usage: view_bench [lines|tabs|paragraph|stream|bulk|bulk-paragraph]... ; without arguments, all
+// of them. QT_QPA_PLATFORM=offscreen runs it without a display.
 
 #include <QApplication>
 #include <QEvent>
@@ -42,14 +43,16 @@ struct Kind {
   std::string_view name;
   std::string_view delimiter;
   bool one_append;
+  std::chrono::microseconds pause{0};  // between appends
 };
 
 constexpr Kind kKinds[] = {
-    {"lines", "\n", false},        // every record is a line
-    {"tabs", "\t", false},         // one paragraph of records with tabs between them
-    {"paragraph", "", false},      // one paragraph without any break
-    {"bulk", "\n", true},          // one append of all the lines
-    {"bulk-paragraph", "", true},  // one append of all in one paragraph
+    {"lines", "\n", false},    // every record is a line
+    {"tabs", "\t", false},     // one paragraph of records with tabs between them
+    {"paragraph", "", false},  // one paragraph without any break
+    {"stream", "\n", false, std::chrono::microseconds(10)},  // lines at a steady pace
+    {"bulk", "\n", true},                                    // one append of all the lines
+    {"bulk-paragraph", "", true},                            // one append of all in one paragraph
 };
 
 std::string Record(int number, std::string_view delimiter) {
@@ -77,12 +80,14 @@ class Pulse : public QObject {
 
   void Reset() {
     last_ = Clock::now();
-    longest_turn_ = longest_reply_ = {};
+    painted_ = last_;
+    longest_turn_ = longest_reply_ = longest_dark_ = {};
     paints_ = 0;
   }
 
   double longest_turn() const { return Milliseconds(longest_turn_); }
   double longest_reply() const { return Milliseconds(longest_reply_); }
+  double longest_dark() const { return Milliseconds(longest_dark_); }
   int paints() const { return paints_; }
 
  protected:
@@ -94,7 +99,11 @@ class Pulse : public QObject {
   }
 
   bool eventFilter(QObject*, QEvent* event) override {
-    if (event->type() == QEvent::Paint) ++paints_;
+    if (event->type() == QEvent::Paint) {
+      ++paints_;
+      longest_dark_ = std::max(longest_dark_, Clock::now() - painted_);
+      painted_ = Clock::now();
+    }
     return false;
   }
 
@@ -119,6 +128,8 @@ class Pulse : public QObject {
   Clock::time_point last_ = Clock::now();
   Clock::duration longest_turn_{};
   Clock::duration longest_reply_{};
+  Clock::time_point painted_ = last_;
+  Clock::duration longest_dark_{};
   int paints_ = 0;
   std::atomic<Clock::time_point> posted_{Clock::time_point()};
   std::atomic<bool> stop_ = false;
@@ -145,7 +156,13 @@ void Run(const Kind& kind, int records, QtMainQueue& queue, QtMainWindow& window
     if (kind.one_append) {
       append(expected);
     } else {
-      for (int i = 0; i < records; ++i) append(Record(i, kind.delimiter));
+      auto due = Clock::now();
+      for (int i = 0; i < records; ++i) {
+        append(Record(i, kind.delimiter));
+        due += kind.pause;
+        while (kind.pause.count() > 0 && Clock::now() < due) {
+        }
+      }
     }
     queued = Milliseconds(Clock::now() - start);
     queue.Async([&] {
@@ -163,9 +180,10 @@ void Run(const Kind& kind, int records, QtMainQueue& queue, QtMainWindow& window
   const auto copying = Clock::now();
   const bool complete = window.view().ShownText() == expected;
   const double copy = Milliseconds(Clock::now() - copying);
-  std::printf("%-14.*s %7d %8.0f %8.0f %7.1f %7.1f %7d %7.0f  %s\n",
+  std::printf("%-14.*s %7d %8.0f %8.0f %7.1f %7.1f %7d %7.1f %7.0f  %s\n",
               static_cast<int>(kind.name.size()), kind.name.data(), records, queued, total, turn,
-              pulse.longest_reply(), pulse.paints(), copy, complete ? "complete" : "INCOMPLETE");
+              pulse.longest_reply(), pulse.paints(), pulse.longest_dark(), copy,
+              complete ? "complete" : "INCOMPLETE");
   std::fflush(stdout);
 }
 
@@ -180,7 +198,8 @@ int main(int argc, char** argv) {
   Pulse pulse;
   window.widget().findChild<QPlainTextEdit*>()->viewport()->installEventFilter(&pulse);
 
-  std::printf("kind           records   queued    total    turn   reply  paints    copy  (ms)\n");
+  std::printf(
+      "kind           records   queued    total    turn   reply  paints    dark    copy  (ms)\n");
   // The measuring runs inside the application's own loop, whose priorities differ from those of
   // single passes.
   QTimer::singleShot(100, [&] {

@@ -156,6 +156,20 @@ TEST_F(NotificationTableTest, RemovingThePortWithinACallbackSparesTheOthersTheCa
   EXPECT_FALSE(table_.HasPorts());
 }
 
+TEST_F(NotificationTableTest, AnIteratorReleasedWithinACallbackIsNotCalledAndTheOthersAre) {
+  Listener first;
+  Listener second;
+  Listener third;
+  Empty(Add(Event::FirstMatch, first));
+  const Handle released = Add(Event::FirstMatch, second);
+  Empty(released);
+  Empty(Add(Event::FirstMatch, third));
+  first.action = [&](Handle) { table_.Release(released); };
+  table_.Post(Event::FirstMatch);
+  EXPECT_EQ(second.calls, 0);
+  EXPECT_EQ(third.calls, 1);
+}
+
 TEST_F(NotificationTableTest, PortsAreIndependent) {
   Listener mine;
   Listener others;

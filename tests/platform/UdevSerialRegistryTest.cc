@@ -424,11 +424,14 @@ TEST_F(UdevSerialRegistryTest, ThePortMayBeDestroyedWhileLostEventsAreMadeUpFor)
   removals_->action = [&] { registry_.DestroyNotifyPort(port_); };
   system_.Remove(first);
   system_.Remove(second);
-  system_.AddUsbModem("3-3:1.0", "ttyACM2");
+  const std::string third = system_.AddUsbModem("3-3:1.0", "ttyACM2");
   events_were_lost = true;
   loop_.RunUntilQuiet();
   EXPECT_EQ(removals_->calls, 1);
   EXPECT_EQ(arrivals_->calls, 0);
+  system_.Remove(third);
+  Listener later(registry_, registry_.CreateNotifyPort(), Event::FirstMatch);
+  EXPECT_EQ(later.Empty(), 0);
 }
 
 }  // namespace

@@ -60,6 +60,16 @@ TEST_F(SimulatorFaultTest, ADelayedAnswerComesLater) {
   EXPECT_GE(steady_clock::now() - begin, milliseconds(80));
 }
 
+TEST_F(SimulatorFaultTest, StoppingAndStartingDoesNotDoubleTheFaults) {
+  Simulator scanner(WithFaults("on M after \"x\""));
+  scanner.Start();
+  scanner.Stop();
+  scanner.Start();
+  HostPort port(scanner.path());
+  EXPECT_EQ(port.Ask("M", 12), ToBytes("1234567890@x"));
+  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
+}
+
 TEST_F(SimulatorFaultTest, AnAnswerInChunksIsWrittenPieceByPiece) {
   Simulator scanner(WithFaults("on M chunks 1"));
   scanner.Start();

@@ -372,7 +372,6 @@ TEST(Simulator, TheTranscriptHasBothDirectionsInOrder) {
   scanner.Start();
   HostPort port(scanner.path());
   EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  ASSERT_TRUE(scanner.WaitForQuiet());
   std::string signs;
   for (const TranscriptEntry& entry : scanner.transcript().Entries()) {
     signs += entry.direction == Direction::kReceived ? '<'
@@ -464,6 +463,8 @@ TEST(Simulator, MayBeUsedFromSeveralThreadsAtOnce) {
   scans.join();
   plugs.join();
   looks.join();
+  ASSERT_TRUE(scanner.WaitForPort(false));
+  ASSERT_TRUE(scanner.WaitForQuiet());
   HostPort port(scanner.path());
   EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
 }

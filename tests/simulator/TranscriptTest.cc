@@ -1,10 +1,10 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <string>
 #include <system_error>
 
@@ -79,8 +79,8 @@ TEST(Transcript, TheFileHasEverythingWhateverTheLimit) {
   }
   std::ifstream stream(file);
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  EXPECT_TRUE(std::regex_match(text, std::regex(R"(\d+\.\d{6} < 57  W\n\d+\.\d{6} > 40  @\n)")))
-      << text;
+  EXPECT_THAT(text, testing::MatchesRegex("[0-9]+\\.[0-9]{6} < 57  W\n"
+                                          "[0-9]+\\.[0-9]{6} > 40  @\n"));
   std::filesystem::remove(file);
 }
 

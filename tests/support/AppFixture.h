@@ -17,11 +17,11 @@
 
 namespace quillet::test {
 
-/// The whole program but for its window and its ports, which the test holds in its hands. Time runs
-/// a thousand times faster.
+/// The whole program but for its window and its ports, which the test holds in its hands.
 class AppFixture : public ::testing::Test {
  protected:
-  AppFixture() {
+  /// @param speed  how many times faster than real time the program's waits go by
+  explicit AppFixture(double speed = 1000) : clock(Immortal<FakeClock>(speed)) {
     application.setWindow(&window);
     application.setSyncController(&controller);
   }
@@ -72,7 +72,7 @@ class AppFixture : public ::testing::Test {
 
   TemporaryFolder folder;
   RecordingLog& log = Immortal<RecordingLog>();
-  FakeClock& clock = Immortal<FakeClock>();
+  FakeClock& clock;
   platform::posix::PosixFileStore& files = Immortal<platform::posix::PosixFileStore>();
   FakeMainQueue& mainQueue = Immortal<FakeMainQueue>();
   FakeRegistry& registry = Immortal<FakeRegistry>();

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QPaintEvent>
 #include <QTimer>
@@ -106,6 +107,21 @@ TEST(MainQueue, LongWorkIsSpreadOverTurnsOfTheLoop) {
   }
   ASSERT_TRUE(SpinUntil([&] { return done == 50; }));
   EXPECT_GE(turns_between, 3);
+}
+
+TEST(MainQueue, MainLoopSleepsWhenTheQueueIsEmpty) {
+  QtMainQueue queue;
+  bool ran = false;
+  queue.Async([&] { ran = true; });
+  ASSERT_TRUE(SpinUntil([&] { return ran; }));
+  SpinUntilIdle();
+  int passes = 0;
+  QObject counter;
+  QObject::connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &counter,
+                   [&] { ++passes; });
+  QTimer::singleShot(50, qApp, [] { QCoreApplication::exit(0); });
+  QApplication::exec();
+  EXPECT_LT(passes, 50);
 }
 
 class CountingWidget : public QWidget {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QClipboard>
+#include <QFontInfo>
 #include <QGuiApplication>
 #include <QScrollBar>
 #include <QTest>
@@ -203,6 +205,20 @@ TEST_F(TextView, ScrollsToTheEndOfLinesThatWrap) {
   QTextCursor end(widget_.document());
   end.movePosition(QTextCursor::End);
   EXPECT_TRUE(widget_.viewport()->rect().contains(widget_.cursorRect(end)));
+}
+
+TEST_F(TextView, FaceIsOfFixedWidthAndGrowsWithTheDesktops) {
+  const QFont usual = QApplication::font();
+  const qreal before = widget_.font().pointSizeF();
+  EXPECT_TRUE(QFontInfo(widget_.font()).fixedPitch());
+  EXPECT_GE(before, usual.pointSizeF());
+  QFont large = usual;
+  large.setPointSizeF(before * 2);
+  QApplication::setFont(large);
+  EXPECT_TRUE(SpinUntil([&] { return widget_.font().pointSizeF() >= before * 2; }));
+  EXPECT_TRUE(QFontInfo(widget_.font()).fixedPitch());
+  QApplication::setFont(usual);
+  EXPECT_TRUE(SpinUntil([&] { return widget_.font().pointSizeF() == before; }));
 }
 
 TEST_F(TextView, UserCannotChangeTheText) {

@@ -1,0 +1,40 @@
+# To be sourced: which Debian packages the project needs, and how they come onto the machine.
+
+build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libudev-dev"
+display_packages="xvfb xauth fonts-dejavu-core"
+test_packages="libgtest-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox
+  at-spi2-core gir1.2-atspi-2.0 python3 python3-gi dbus bubblewrap x11-utils imagemagick"
+check_packages="clang clang-format libclang-rt-14-dev"
+
+# Sees to it that the named packages are installed. Where this user may install none, it prints the
+# one command that somebody has to type, and ends the script.
+need_packages() {
+  missing=""
+  for package in "$@"; do
+    dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -q '^installed$' ||
+      missing="$missing $package"
+  done
+  [ -n "$missing" ] || return 0
+  if [ "$(id -u)" = 0 ]; then
+    as_root="env"
+  elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
+    as_root="sudo"
+  else
+    echo "These packages are missing; please type" >&2
+    echo "  sudo apt-get install$missing" >&2
+    exit 1
+  fi
+  echo "Installing$missing"
+  $as_root apt-get update -qq
+  # shellcheck disable=SC2086
+  $as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends $missing >/dev/null
+}
+
+# Configures and builds one of the presets in CMakePresets.json, all of it or the named targets.
+build_preset() {
+  preset=$1
+  shift
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" ${1:+--target "$@"}
+}

@@ -1,0 +1,59 @@
+"""Holds the rooms to their walls: who may include whom.
+
+The rooms (device, download, output, app) know the standard library, POSIX and the interfaces in
+platform/; none of them knows a toolkit, a window system or a backend, and none knows a room that
+is built on it.
+"""
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(sys.argv[1])
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
+
+ROOMS = {
+    'device': {'device', 'platform'},
+    'download': {'download', 'device', 'platform'},
+    'output': {'output', 'download', 'device', 'platform'},
+    'app': {'app', 'output', 'download', 'device', 'platform'},
+}
+# Headers of the C++20 standard library have no suffix; these are the POSIX ones in use.
+POSIX = {'fcntl.h', 'termios.h', 'unistd.h'}
+
+
+def room_of(header):
+    return header.split('/')[0]
+
+
+def is_interface(header):
+    return header.startswith('platform/') and header.count('/') == 1
+
+
+def problems():
+    for room, allowed in ROOMS.items():
+        for path in sorted((ROOT / room).rglob('*.[ch]*')):
+            for kind, header in INCLUDE.findall(path.read_text()):
+                where = f'{path.relative_to(ROOT)} includes {header}'
+                if kind == '<':
+                    if '.' in header and header not in POSIX or '/' in header:
+                        yield f'{where}: not the standard library and not POSIX'
+                elif room_of(header) not in allowed:
+                    yield f'{where}: {room} is not built on it'
+                elif room_of(header) == 'platform' and not is_interface(header):
+                    yield f'{where}: a backend'
+    for folder in ('platform/posix', 'platform/linux', 'platform/qt', 'simulator'):
+        for path in sorted((ROOT / folder).rglob('*.[ch]*')):
+            if 'demonstration' in path.parts:
+                continue
+            for kind, header in INCLUDE.findall(path.read_text()):
+                if kind == '"' and room_of(header) in ROOMS:
+                    yield f'{path.relative_to(ROOT)} includes {header}: a room'
+    for path in sorted((ROOT / 'platform').glob('*.h')):
+        for kind, header in INCLUDE.findall(path.read_text()):
+            if kind == '"' and not is_interface(header) or kind == '<' and '.' in header:
+                yield f'{path.relative_to(ROOT)} includes {header}: interfaces stand alone'
+
+
+found = list(problems())
+print('\n'.join(found) or 'Every include keeps to the rules.')
+sys.exit(1 if found else 0)

@@ -1,0 +1,96 @@
+// The receive path without a line: a whole burst through DataFromDevice, composition and gathering,
+// beside a bare loop that stores each byte with one comparison.
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <vector>
+
+#include "device/Lumet.h"
+#include "simulator/RecordGenerator.h"
+
+namespace {
+
+using namespace quillet;
+
+constexpr std::size_t kChunk = 4096;
+
+class NoLog final : public platform::SystemLog {
+ public:
+  void Write(std::string_view line) override { benchmark::DoNotOptimize(line.data()); }
+};
+
+class NoClock final : public platform::Clock {
+ public:
+  platform::CalendarTime LocalTime() override { return {}; }
+  void Sleep(std::chrono::microseconds) override {}
+};
+
+class Gatherer final : public LumetDelegate {
+ public:
+  void TavoInitializationDone(bool) override {}
+  void DisplayBarcode(const std::string& record) override { gathered.append(record); }
+  void SynchronizeFinished() override {}
+  std::string gathered;
+};
+
+// A burst of about `size` bytes as a scanner sends it: a believable stock-taking, repeated.
+std::vector<std::uint8_t> Burst(std::size_t size) {
+  std::vector<std::uint8_t> burst(3);
+  burst.reserve(size);
+  const auto records = simulator::StockTaking(1000, simulator::Model::kOlder);
+  for (std::size_t i = 0;; ++i) {
+    const simulator::Bytes record =
+        Encode(records[i % records.size()], simulator::Model::kOlder);
+    if (burst.size() + record.size() > size) break;
+    burst.insert(burst.end(), record.begin(), record.end());
+  }
+  burst[0] = static_cast<std::uint8_t>(burst.size() >> 16);
+  burst[1] = static_cast<std::uint8_t>(burst.size() >> 8);
+  burst[2] = static_cast<std::uint8_t>(burst.size());
+  return burst;
+}
+
+void ReceivePath(benchmark::State& benchmark) {
+  static auto& log = *new NoLog;
+  static auto& clock = *new NoClock;
+  static auto& owner = *new Gatherer;
+  static auto& lumet = *new Lumet(log, clock);
+  lumet.setDelegate(&owner);
+  lumet.bAttachType = lumet.bAttachSerial = lumet.bAttachTimestamp = 1;
+  lumet.datadelimiter = 3;
+  const auto burst = Burst(static_cast<std::size_t>(benchmark.range(0)));
+  for (auto _ : benchmark) {
+    owner.gathered.clear();
+    lumet.cmdArray.Reset();
+    lumet.commandType = 'P';
+    lumet.bCommandDone = 0;
+    lumet.state = 30;
+    for (std::size_t sent = 0; sent < burst.size(); sent += kChunk) {
+      const std::size_t count = std::min(kChunk, burst.size() - sent);
+      lumet.DataFromDevice(burst.data() + sent, static_cast<std::int32_t>(count));
+    }
+    if (!lumet.bCommandDone) benchmark.SkipWithError("the burst was not completed");
+  }
+  benchmark.SetBytesProcessed(static_cast<std::int64_t>(benchmark.iterations() * burst.size()));
+}
+BENCHMARK(ReceivePath)->Arg(1 << 20)->Arg(2 << 20)->Arg(4 << 20)->Unit(benchmark::kMillisecond);
+
+void BareLoop(benchmark::State& benchmark) {
+  const auto burst = Burst(static_cast<std::size_t>(benchmark.range(0)));
+  std::vector<std::uint8_t> buffer(burst.size());
+  for (auto _ : benchmark) {
+    std::size_t stored = 0;
+    for (const std::uint8_t byte : burst) {
+      buffer[stored++] = byte;
+      benchmark::DoNotOptimize(stored);
+      if (stored == burst.size()) benchmark::ClobberMemory();
+    }
+  }
+  benchmark.SetBytesProcessed(static_cast<std::int64_t>(benchmark.iterations() * burst.size()));
+}
+BENCHMARK(BareLoop)->Arg(4 << 20)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,129 @@
+"""The program as an assistive technology meets it: AT-SPI over D-Bus.
+
+The calls go over the bus one by one and nothing is remembered between them, so that what is read is
+what the program says at that moment.
+"""
+
+import gi
+
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio, GLib  # noqa: E402
+
+_ROOT = "/org/a11y/atspi/accessible/root"
+_REGISTRY = "org.a11y.atspi.Registry"
+_CALL_LIMIT = 20_000  # milliseconds
+
+
+class Unreachable(Exception):
+    """The object, or the program that it belongs to, has gone."""
+
+
+def _connect(address):
+    flags = (Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+             | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
+    return Gio.DBusConnection.new_for_address_sync(address, flags, None, None)
+
+
+def _call(bus, name, path, interface, method, arguments=None):
+    try:
+        reply = bus.call_sync(name, path, interface, method, arguments, None,
+                              Gio.DBusCallFlags.NONE, _CALL_LIMIT, None)
+    except GLib.Error as error:
+        raise Unreachable(f"{interface}.{method}: {error.message}") from error
+    return reply.unpack()
+
+
+class Accessibility:
+    """The accessibility bus, with accessibility switched on for everybody in the session."""
+
+    def __init__(self, session_address):
+        self._session = _connect(session_address)
+        (address,) = _call(self._session, "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus",
+                           "GetAddress")
+        _call(self._session, "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties",
+              "Set", GLib.Variant("(ssv)", ("org.a11y.Status", "IsEnabled",
+                                            GLib.Variant("b", True))))
+        self.bus = _connect(address)
+
+    def application(self, pid):
+        """The application of this process, or None as long as it has not registered."""
+        for child in Node(self.bus, _REGISTRY, _ROOT).children():
+            if child.owner_pid() == pid:
+                return child
+        return None
+
+
+class Node:
+    """One accessible object."""
+
+    def __init__(self, bus, owner, path):
+        self._bus = bus
+        self._owner = owner
+        self._path = path
+
+    def _ask(self, interface, method, signature=None, *arguments):
+        packed = GLib.Variant(signature, arguments) if signature else None
+        return _call(self._bus, self._owner, self._path, f"org.a11y.atspi.{interface}", method,
+                     packed)
+
+    def _property(self, interface, name):
+        (value,) = _call(self._bus, self._owner, self._path, "org.freedesktop.DBus.Properties",
+                         "Get", GLib.Variant("(ss)", (f"org.a11y.atspi.{interface}", name)))
+        return value
+
+    def owner_pid(self):
+        (pid,) = _call(self._bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                       "org.freedesktop.DBus", "GetConnectionUnixProcessID",
+                       GLib.Variant("(s)", (self._owner,)))
+        return pid
+
+    @property
+    def name(self):
+        return self._property("Accessible", "Name")
+
+    @property
+    def role(self):
+        (role,) = self._ask("Accessible", "GetRoleName")
+        return role
+
+    def children(self):
+        (children,) = self._ask("Accessible", "GetChildren")
+        return [Node(self._bus, owner, path) for owner, path in children]
+
+    def descendants(self):
+        """All objects below, nearest first among brothers."""
+        for child in self.children():
+            yield child
+            yield from child.descendants()
+
+    def find(self, role, name=None):
+        """The only object below with this role and name."""
+        found = [node for node in self.descendants()
+                 if node.role == role and name in (None, node.name)]
+        if len(found) != 1:
+            raise AssertionError(f"{len(found)} objects are a {role} called {name}:\n{self.tree()}")
+        return found[0]
+
+    def text(self):
+        (text,) = self._ask("Text", "GetText", "(ii)", 0, -1)
+        return text
+
+    def actions(self):
+        (actions,) = self._ask("Action", "GetActions")
+        return [name for name, _description, _keys in actions]
+
+    def act(self, action):
+        (done,) = self._ask("Action", "DoAction", "(i)", self.actions().index(action))
+        if not done:
+            raise AssertionError(f"{self.name} refused to {action}")
+
+    def grab_focus(self):
+        self._ask("Component", "GrabFocus")
+
+    def tree(self, depth=0):
+        """Everything below in words, for a person who looks for a mistake."""
+        lines = []
+        for child in self.children():
+            lines.append("  " * depth + f"{child.role}: {child.name!r}")
+            lines.append(child.tree(depth + 1))
+        return "\n".join(line for line in lines if line)

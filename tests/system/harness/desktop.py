@@ -1,0 +1,55 @@
+"""A desktop session: X server, window manager, session bus and the accessibility services."""
+
+import os
+import subprocess
+
+from harness.accessibility import Accessibility
+from harness.processes import Process, read_line
+
+
+class Desktop:
+    def __init__(self):
+        self._processes = []
+        self.environment = dict(os.environ)
+        # What the test itself runs under (see sandbox.py) is not for the programs it starts.
+        for name in ("LD_PRELOAD", "UMOCKDEV_DIR"):
+            self.environment.pop(name, None)
+        try:
+            self._start()
+        except BaseException:
+            self.stop()
+            raise
+
+    def _start(self):
+        display = self._start_announced(
+            "Xvfb", ["-displayfd", "{}", "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
+                     "-noreset"])
+        self.environment["DISPLAY"] = f":{display}"
+        self._start_program("openbox", ["--sm-disable"])
+        address = self._start_announced(
+            "dbus-daemon", ["--session", "--nofork", "--nopidfile", "--print-address={}"])
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+        self.accessibility = Accessibility(address)
+
+    def _start_program(self, program, arguments, **popen):
+        process = Process(program, [program, *arguments], self.environment, **popen)
+        self._processes.append(process)
+        return process
+
+    def _start_announced(self, program, arguments):
+        """Starts a program that says on a descriptor, in a line, where it can be reached."""
+        reader, writer = os.pipe()
+        arguments = [argument.format(writer) for argument in arguments]
+        process = self._start_program(program, arguments, pass_fds=[writer])
+        os.close(writer)
+        return read_line(process, reader)
+
+    def stop(self):
+        while self._processes:
+            self._processes.pop().stop()
+
+    def xdotool(self, *arguments):
+        """What a person does with mouse and keyboard; returns what xdotool prints."""
+        done = subprocess.run(["xdotool", *map(str, arguments)], env=self.environment,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=20)
+        return done.stdout.rstrip("\n") if done.returncode == 0 else None

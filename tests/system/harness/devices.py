@@ -1,0 +1,69 @@
+"""What is plugged in, as udev and sysfs tell it. The terminals themselves are the scanners'."""
+
+import os
+
+import gi
+
+gi.require_version("UMockdev", "1.0")
+from gi.repository import UMockdev  # noqa: E402
+
+_CONTROLLER = "/devices/pci0000:00/0000:00:14.0"
+
+
+class Devices:
+    """A machine whose USB sockets the test fills and empties."""
+
+    def __init__(self):
+        self._testbed = UMockdev.Testbed.new()
+        if "devices" in os.listdir("/sys"):
+            raise AssertionError("the test does not run under umockdev-wrapper")
+        self._microseconds = 1_000_000
+
+    @property
+    def environment(self):
+        """What makes a program see these devices instead of the machine's."""
+        return {"LD_PRELOAD": "libumockdev-preload.so.0",
+                "UMOCKDEV_DIR": self._testbed.get_root_dir()}
+
+    def _add(self, *lines):
+        self._testbed.add_from_string("\n".join(lines) + "\n")
+
+    def _add_usb(self, place, driver, product):
+        """The device and its interface, without the terminal. Returns the interface's path.
+
+        `place` is written as the kernel does, "3-1:1.0": bus, port, configuration, interface.
+        """
+        device = place.split(":")[0]
+        path = f"{_CONTROLLER}/usb{device.split('-')[0]}/{device}"
+        self._add(f"P: {path}", "E: SUBSYSTEM=usb", "E: DEVTYPE=usb_device",
+                  f"A: product={product}")
+        path += f"/{place}"
+        self._add(f"P: {path}", "E: SUBSYSTEM=usb", "E: DEVTYPE=usb_interface",
+                  f"E: DRIVER={driver}", f"L: driver=../../../../../../bus/usb/drivers/{driver}")
+        return path
+
+    def _add_terminal(self, parent, kernel_name, driver, model):
+        path = f"{parent}/tty/{kernel_name}"
+        self._microseconds += 1000
+        self._add(f"P: {path}", f"E: DEVNAME=/dev/{kernel_name}", "E: SUBSYSTEM=tty",
+                  f"E: USEC_INITIALIZED={self._microseconds}", "E: ID_BUS=usb",
+                  f"E: ID_USB_DRIVER={driver}", f"E: ID_MODEL={model.replace(' ', '_')}",
+                  "E: ID_MODEL_ENC=" + model.replace(" ", "\\x20"), "E: ID_USB_INTERFACE_NUM=00")
+        return f"/sys{path}"
+
+    def add_scanner(self, kernel_name="ttyACM0", place="3-1:1.0"):
+        """A modem-class device arrives. Returns the terminal's path in sysfs."""
+        interface = self._add_usb(place, "cdc_acm", "Tavo Scanner")
+        return self._add_terminal(interface, kernel_name, "cdc_acm", "Tavo Scanner")
+
+    def add_converter(self, kernel_name="ttyUSB0", place="1-4:1.0"):
+        """A serial converter, which is no scanner, arrives. Returns the terminal's path."""
+        interface = self._add_usb(place, "ftdi_sio", "USB Serial Converter")
+        port = f"{interface}/{kernel_name}"
+        self._add(f"P: {port}", "E: SUBSYSTEM=usb-serial", "E: DRIVER=ftdi_sio")
+        return self._add_terminal(port, kernel_name, "ftdi_sio", "USB Serial Converter")
+
+    def remove(self, terminal):
+        """A terminal goes. Whoever hears of it must not be able to look before it has gone."""
+        self._testbed.uevent(terminal, "remove")
+        self._testbed.remove_device(terminal)

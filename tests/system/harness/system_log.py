@@ -1,0 +1,60 @@
+"""The system log's socket, and what the program writes to it."""
+
+import os
+import re
+import socket
+import threading
+
+from harness.waiting import wait_until
+
+_SOCKET = "/dev/log"
+# As syslog(3) of the C library writes it: priority, time, identity.
+_HEADER = re.compile(rb"<14>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d quillet\[(\d+)\]: ")
+
+
+class SystemLog:
+    def __init__(self):
+        self._lines = []
+        self._lock = threading.Lock()
+        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
+        self._socket.bind(_SOCKET)
+        self._thread = threading.Thread(target=self._receive, daemon=True)
+        self._thread.start()
+
+    def _receive(self):
+        while True:
+            datagram = self._socket.recv(1 << 20)
+            if not datagram:
+                return
+            with self._lock:
+                self._lines.append(datagram)
+
+    def stop(self):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as farewell:
+            farewell.sendto(b"", _SOCKET)
+        self._thread.join()
+        self._socket.close()
+        os.unlink(_SOCKET)
+
+    def datagrams(self):
+        """Everything that was sent, as it came."""
+        with self._lock:
+            return list(self._lines)
+
+    def lines(self, pid=None):
+        """The texts of the lines that the program wrote, or only those of one process."""
+        lines = []
+        for datagram in self.datagrams():
+            header = _HEADER.match(datagram)
+            if not header:
+                raise AssertionError(f"not a line of the program's: {datagram!r}")
+            if pid in (None, int(header.group(1))):
+                lines.append(datagram[header.end():].decode("utf-8", "replace"))
+        return lines
+
+    def wait_for(self, line, times=1):
+        """Waits until this very line was written so many times."""
+        wait_until(lambda: self.lines().count(line) >= times,
+                   lambda: f"{times} x {line!r} in the log, which ends with\n"
+                           + "\n".join(self.lines()[-40:]))
