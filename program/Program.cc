@@ -15,7 +15,6 @@ Program::Program(char* name, std::string dataFolder)
       workspace_(window_.widget()),
       delegate_(log_, mainQueue_) {
   QApplication::setApplicationName("quillet");
-  QApplication::setApplicationDisplayName("Quillet");
   QApplication::setDesktopFileName("quillet");
   QApplication::setQuitOnLastWindowClosed(
       delegate_.applicationShouldTerminateAfterLastWindowClosed());

@@ -17,9 +17,8 @@ std::string_view Property(udev_device* device, const char* key) {
   return TextOrEmpty(udev_device_get_property_value(device, key));
 }
 
-/// The kernel puts a terminal that belongs to no hardware into this folder (sysfs-rules in the
-/// kernel's administration guide). There are some seventy of them, so it pays to tell them by
-/// their path.
+/// The kernel puts a terminal that has no parent device into this folder (get_device_parent in
+/// its drivers/base/core.c). There are some seventy of them, so it pays to tell them by their path.
 bool IsVirtual(std::string_view system_path) {
   return system_path.starts_with("/sys/devices/virtual/tty/");
 }

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <system_error>
 #include <utility>

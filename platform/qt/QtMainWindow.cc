@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/qt/NamedListAccessible.h"
 #include "platform/qt/PaletteIcon.h"
 #include "platform/qt/QtPopUpList.h"
 #include "platform/qt/QtTextView.h"
@@ -177,6 +178,7 @@ void QtMainWindow::Parts::ChooseSize() {
 }
 
 QtMainWindow::QtMainWindow() : parts_((InitializeIcons(), std::make_unique<Parts>())) {
+  NameListsForAssistiveTechnology();
   parts_->frame.setWindowIcon(NamedIcon("quillet"));
   parts_->MakeView();
   parts_->MakeToolbar();

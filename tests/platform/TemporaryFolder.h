@@ -18,6 +18,7 @@ class TemporaryFolder {
     chmod(path_.c_str(), 0755);
   }
   ~TemporaryFolder() {
+    chmod(path_.c_str(), 0755);  // a test may have closed it
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }

@@ -12,6 +12,7 @@ from gi.repository import Gio, GLib  # noqa: E402
 _ROOT = "/org/a11y/atspi/accessible/root"
 _REGISTRY = "org.a11y.atspi.Registry"
 _CALL_LIMIT = 20_000  # milliseconds
+_PRESSED = 20  # of the states' numbers
 
 
 class Unreachable(Exception):
@@ -116,6 +117,10 @@ class Node:
         (done,) = self._ask("Action", "DoAction", "(i)", self.actions().index(action))
         if not done:
             raise AssertionError(f"{self.name} refused to {action}")
+
+    def is_pressed(self):
+        ((low, _high),) = self._ask("Accessible", "GetState")
+        return bool(low & 1 << _PRESSED)
 
     def grab_focus(self):
         self._ask("Component", "GrabFocus")

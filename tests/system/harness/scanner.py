@@ -8,7 +8,8 @@ import subprocess
 from harness.processes import Process
 from harness.waiting import wait_until
 
-_CLOCK_COMMAND = re.compile(r"^\S+ < (?:.* )?43((?: [0-9a-f]{2}){6})(?:  .*)$", re.MULTILINE)
+_RECEIVED = re.compile(r"^[\d.]+ < ((?:[0-9a-f]{2} )+) ", re.MULTILINE)
+_CLOCK_COMMAND = re.compile(rb"w1#C(.{6})", re.DOTALL)
 
 
 @dataclasses.dataclass
@@ -126,8 +127,8 @@ class Scanner:
 
     def clock_settings(self):
         """The clock commands: year minus 2000, month, day, hour, minute, second of each."""
-        return [tuple(bytes.fromhex(fields)) for fields in
-                _CLOCK_COMMAND.findall(self.transcript())]
+        received = b"".join(bytes.fromhex(line) for line in _RECEIVED.findall(self.transcript()))
+        return [tuple(fields) for fields in _CLOCK_COMMAND.findall(received)]
 
     def transcript(self):
         with open(self.transcript_path, encoding="utf-8") as transcript:

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/qt/QtDescriptorWatch.h"
-#include "tests/window/main_loop.h"
+#include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
 namespace {

@@ -4,7 +4,7 @@
 #include <QWindow>
 
 #include "platform/qt/QtWindow.h"
-#include "tests/window/main_loop.h"
+#include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
 namespace {

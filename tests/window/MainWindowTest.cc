@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "platform/qt/QtMainWindow.h"
-#include "tests/window/main_loop.h"
+#include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
 namespace {

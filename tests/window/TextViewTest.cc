@@ -16,7 +16,7 @@
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtTextView.h"
 #include "platform/qt/RecordView.h"
-#include "tests/window/main_loop.h"
+#include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
 namespace {

@@ -3,7 +3,7 @@
 #include <QWidget>
 
 #include "platform/qt/QtWorkspace.h"
-#include "tests/window/main_loop.h"
+#include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
 namespace {

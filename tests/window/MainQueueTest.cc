@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "platform/qt/QtMainQueue.h"
-#include "tests/window/main_loop.h"
+#include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
 namespace {

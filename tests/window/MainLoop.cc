@@ -1,4 +1,4 @@
-#include "tests/window/main_loop.h"
+#include "tests/window/MainLoop.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>

@@ -1,0 +1,58 @@
+#include "platform/qt/NamedListAccessible.h"
+
+#include <QAbstractItemView>
+#include <QAccessible>
+#include <QAccessibleWidget>
+#include <QComboBox>
+
+namespace quillet::platform::qt {
+namespace {
+
+// A combo box with its list as the only child, as Qt's own interface has it but for the name.
+class NamedList final : public QAccessibleWidget {
+ public:
+  explicit NamedList(QComboBox* box) : QAccessibleWidget(box, QAccessible::ComboBox), box_(box) {}
+
+  QString text(QAccessible::Text kind) const override {
+    return kind == QAccessible::Value ? box_->currentText() : QAccessibleWidget::text(kind);
+  }
+
+  int childCount() const override { return 1; }
+  QAccessibleInterface* child(int index) const override {
+    return index == 0 ? QAccessible::queryAccessibleInterface(box_->view()) : nullptr;
+  }
+  int indexOfChild(const QAccessibleInterface* child) const override {
+    return child->object() == box_->view() ? 0 : -1;
+  }
+  QAccessibleInterface* childAt(int x, int y) const override {
+    return rect().contains(x, y) ? child(0) : nullptr;
+  }
+
+  QStringList actionNames() const override { return {showMenuAction(), pressAction()}; }
+  void doAction(const QString& action) override {
+    if (action != showMenuAction() && action != pressAction()) return;
+    if (box_->view()->isVisible()) {
+      box_->hidePopup();
+    } else {
+      box_->showPopup();
+    }
+  }
+  QStringList keyBindingsForAction(const QString&) const override { return {}; }
+
+ private:
+  QComboBox* const box_;
+};
+
+QAccessibleInterface* MakeNamedList(const QString& className, QObject* object) {
+  if (className != QStringLiteral("QComboBox")) return nullptr;
+  auto* box = qobject_cast<QComboBox*>(object);
+  return box != nullptr && !box->accessibleName().isEmpty() ? new NamedList(box) : nullptr;
+}
+
+}  // namespace
+
+void NameListsForAssistiveTechnology() {
+  QAccessible::installFactory(MakeNamedList);
+}
+
+}  // namespace quillet::platform::qt
