@@ -29,12 +29,14 @@ std::int32_t SyncController::findSerialPorts() {
   for (std::size_t i = 0; i < static_cast<std::size_t>(found); ++i) {
     Log(platform_.log, ForeignText(names[i]));
     const std::string name = names[i].substr(0, names[i].find('-'));
-    stream[kept].Set(name);
     Log(platform_.log, ForeignText(name));
-    path[kept].Set(paths[i]);
     Log(platform_.log, ForeignText(paths[i]));
-    // Another device's entry is overwritten by the next one's.
-    if (MayBeScanner(name)) ++kept;
+    if (!MayBeScanner(name)) continue;
+    // A connection thread may be reading the arrays: another device is never put there, not even
+    // until the next one overwrites it.
+    stream[kept].Set(name);
+    path[kept].Set(paths[i]);
+    ++kept;
   }
   return static_cast<std::int32_t>(kept);
 }

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "app/SyncController.h"
 #include "device/Log.h"
 

@@ -177,7 +177,7 @@ class SyncController final : public LumetDelegate {
   Word<bool> bIsConnected = false;
   Word<bool> bIsUnderSynchronization = false;
   SharedText syncfileData;
-  SharedText syncfileName;
+  SharedText syncfileName;  ///< one value is kept per different name, so per run
   std::atomic<std::string*> barcodedata{nullptr};  ///< records for the file; see GatherForFile
   std::atomic<std::int32_t> barcodeindex{0};
   SettingsImage QuilletRegistry{};  // main thread
@@ -196,13 +196,14 @@ class SyncController final : public LumetDelegate {
   std::string PathOfPort(std::int32_t index) const;
   bool TryPort(std::int32_t index);
   void GatherForFile(const std::string& record);
-  void WriteSyncFile();
+  void WriteSyncFile(const std::string* gathered);
 
   Platform platform_;
   const std::string dataFolder_;
   QuilletAppDelegate* delegate_ = nullptr;
   SharedText string_;
-  Word<std::int32_t> selectedPort_ = 0;  // mirrors the list's selection for other threads
+  std::atomic<std::int32_t> runsUnderWay_{0};  // a run that never ends stays counted
+  Word<std::int32_t> selectedPort_ = 0;        // mirrors the list's selection for other threads
 };
 
 }  // namespace quillet

@@ -31,6 +31,7 @@ void SyncController::DoSynchronization() {
   Log(platform_.log, "-[SyncController DoSynchronization]");
   DisplayText("\r\nSynchronization has started...", true);
   barcodeCount = 0;
+  ++runsUnderWay_;
   if (lumet->destination == kFile) {
     delete barcodedata.exchange(new std::string);
     barcodeindex = 0;
@@ -75,12 +76,24 @@ void SyncController::GatherForFile(const std::string& record) {
 
 void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
+  // From the moment the flag is cleared a new run may start on the main thread and reset what this
+  // one has gathered.
+  const std::int32_t count = barcodeCount;
+  const bool toFile = count != 0 && lumet->destination == kFile;
+  const std::unique_ptr<std::string> gathered(toFile ? barcodedata.exchange(nullptr) : nullptr);
+  if (--runsUnderWay_ > 0 && toFile) {
+    // Another run was started before this one ended, which an automatic run does not prevent. Its
+    // records come now and need a buffer of their own.
+    std::string* none = nullptr;
+    auto buffer = std::make_unique<std::string>();
+    if (barcodedata.compare_exchange_strong(none, buffer.get())) buffer.release();
+  }
   bIsUnderSynchronization = false;
-  if (barcodeCount == 0) {
+  if (count == 0) {
     DisplayText("No data to synchronize...", true);
   } else {
-    if (lumet->destination == kFile) WriteSyncFile();
-    DisplayText(std::to_string(barcodeCount) + " barcodes synchronized", true);
+    if (toFile) WriteSyncFile(gathered.get());
+    DisplayText(std::to_string(count) + " barcodes synchronized", true);
     if (lumet->bClearMemory) {
       DisplayText("Erased Tavo memory...", true);
       lumet->EraseTavoMemory();
@@ -89,11 +102,10 @@ void SyncController::SynchronizeFinished() {
   DisplayText("Synchronization finished. Tavo can be plugged off now", true);
 }
 
-// Without a buffer this run has gathered nothing: it was started for another destination, or its
-// closing answer came twice. A file that was written before must not be emptied then.
-void SyncController::WriteSyncFile() {
-  const std::unique_ptr<std::string> gathered(barcodedata.exchange(nullptr));
-  if (!gathered) {
+// Without anything gathered the run was started for another destination, or its closing answer came
+// twice. A file that was written before must not be emptied then.
+void SyncController::WriteSyncFile(const std::string* gathered) {
+  if (gathered == nullptr || gathered->empty()) {
     Log(platform_.log, "-[SyncController SynchronizeFinished]", ": no records gathered");
     return;
   }

@@ -1,5 +1,6 @@
 #include "device/CommandQueue.h"
 
+#include <algorithm>
 #include <thread>
 
 namespace quillet {
@@ -57,18 +58,26 @@ bool CommandQueue::Append(std::span<const std::uint8_t> entry) {
 }
 
 std::optional<CommandQueue::Entry> CommandQueue::Head() const {
-  const std::uint64_t word = indices_.load();
-  const Indices now = Indices::From(word);
-  if (now.cmdRead == now.cmdWrite) return std::nullopt;
+  for (std::uint64_t word = indices_.load();;) {
+    const Indices seen = Indices::From(word);
+    if (seen.cmdWrite - seen.cmdRead < 2) return std::nullopt;
+    Entry entry = EntryAt(seen.cmdRead, seen.cmdWrite);
+    entry.indices = word;
+    // Bytes that were read while the queue was reset may be of two entries.
+    word = indices_.load();
+    if (Indices::From(word).generation == seen.generation) return entry;
+  }
+}
+
+CommandQueue::Entry CommandQueue::EntryAt(std::size_t start, std::size_t end) const {
   Entry entry;
-  entry.indices = word;
-  entry.first = cmdArray_[now.cmdRead].load();
-  entry.type = cmdArray_[now.cmdRead + 1U].load();
+  entry.first = cmdArray_[start].load();
+  entry.type = cmdArray_[start + 1].load();
   // A wake-up has no length: its first byte is an argument that nobody reads.
   const std::size_t length = entry.type == 'W' ? 1 : entry.first;
-  while (entry.commandLength < length && now.cmdRead + 1 + entry.commandLength < now.cmdWrite) {
-    entry.command[entry.commandLength] = cmdArray_[now.cmdRead + 1 + entry.commandLength].load();
-    ++entry.commandLength;
+  entry.commandLength = std::min(length, end - start - 1);
+  for (std::size_t i = 0; i < entry.commandLength; ++i) {
+    entry.command[i] = cmdArray_[start + 1 + i].load();
   }
   return entry;
 }

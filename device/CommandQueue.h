@@ -63,6 +63,7 @@ class CommandQueue {
  private:
   struct Indices;
   bool Replace(Indices& expected, Indices desired);
+  Entry EntryAt(std::size_t start, std::size_t end) const;
 
   std::array<std::atomic<std::uint8_t>, kSize> cmdArray_{};
   std::atomic<std::uint64_t> indices_{0};

@@ -3,6 +3,7 @@
 
 #include "device/Log.h"
 #include "device/Lumet.h"
+#include "device/ReceiveState.h"
 
 namespace quillet {
 namespace {
@@ -35,7 +36,8 @@ void Lumet::CommandThread() {
     } while (bConnected);
     commandThread.Clear();
     // A connection made between the last look and the clearing has found this thread in place and
-    // started none of its own; the thread then goes on for it.
+    // started none of its own; the thread then goes on for it. Both sides store first and look
+    // second, in one order for all threads, so that at least one of them sees the other.
   } while (bConnected && commandThread.Claim());
   Log(log_, "-[Lumet CommandThread]", " has finished");
 }
@@ -136,7 +138,7 @@ void Lumet::WakeupCommand() {
     bCommandDone = 0;
     if (SendCommandAndWait(kWakeupWait)) return;
   }
-  state = 0;
+  state = kPlainAnswer;
   writePtr = 0;
   cmdArray.Reset();
   bCommandDone = 1;

@@ -2,15 +2,9 @@
 
 #include "device/Log.h"
 #include "device/Lumet.h"
+#include "device/ReceiveState.h"
 
 namespace quillet {
-namespace {
-
-// Where the record stands in a frame: behind the three length bytes.
-constexpr std::int32_t kFrameHeader = 3;
-
-}  // namespace
-
 void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
   const auto held = static_cast<std::size_t>(std::clamp(length, 0, kRxBufferSize));
   Log(log_, "-[Lumet HandleCommandData::]", "[", ForeignText(data, held), ":", length, ":",
@@ -39,7 +33,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
       InitialSetting();
       break;
     case 'p':
-      BufferOffset = kFrameHeader;
+      BufferOffset = kLengthBytes;
       SynchronizeData();
       break;
     case 'w':
@@ -52,7 +46,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
   // The type is read before the answer is reported: from then on the command thread may set the
   // type of the next command.
   const std::int32_t answered = commandType;
-  state = 0;
+  state = kPlainAnswer;
   writePtr = 0;
   bCommandDone = 1;
   if (answered == '1') {

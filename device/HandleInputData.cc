@@ -1,19 +1,11 @@
 #include "device/Log.h"
 #include "device/Lumet.h"
+#include "device/ReceiveState.h"
 
 namespace quillet {
 namespace {
 
 constexpr std::uint8_t kFrameStart = 0x03;
-constexpr std::int32_t kLengthBytes = 3;
-
-// Receive states.
-constexpr std::int32_t kPlainAnswer = 0;
-constexpr std::int32_t kFrameLength = 10;
-constexpr std::int32_t kFrameBody = 11;
-constexpr std::int32_t kUnsolicitedEnd = 12;
-constexpr std::int32_t kBurstLength = 30;
-constexpr std::int32_t kBurstBody = 31;
 
 bool EndsAnswer(std::uint8_t byte) {
   return byte == '!' || byte == '@';

@@ -1,14 +1,21 @@
 #include "device/Log.h"
 
+#include "device/Utf8.h"
+
 namespace quillet::log_detail {
 namespace {
 
 // Lines are short, but for the text of a written file; that one's memory is not worth keeping.
 constexpr std::size_t kKeptCapacity = 64 * 1024;
 
-bool IsPlain(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte >= 0x20 && byte != 0x7F;
+// The number of bytes of the character at the start of `text`, 0 when it is one that a terminal may
+// act on, or part of none. U+0080 to U+009F, C2 80 to C2 9F in UTF-8, are control characters too.
+std::size_t PrintableLength(std::string_view text) {
+  const auto byte = static_cast<unsigned char>(text[0]);
+  if (byte < 0x80) return byte >= 0x20 && byte != 0x7F ? 1 : 0;
+  const std::size_t length = Utf8SequenceLength(text);
+  const bool control = byte == 0xC2 && length == 2 && static_cast<unsigned char>(text[1]) < 0xA0;
+  return control ? 0 : length;
 }
 
 void AppendVisibly(std::string& line, char character) {
@@ -36,11 +43,16 @@ void AppendVisibly(std::string& line, char character) {
 void Append(std::string& line, const ForeignText& piece) {
   const std::string_view text = piece.text;
   std::size_t plain = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (IsPlain(text[i])) continue;
-    line.append(text.substr(plain, i - plain));
-    AppendVisibly(line, text[i]);
-    plain = i + 1;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t length = PrintableLength(text.substr(at));
+    if (length != 0) {
+      at += length;
+      continue;
+    }
+    line.append(text.substr(plain, at - plain));
+    AppendVisibly(line, text[at]);
+    plain = ++at;
   }
   line.append(text.substr(plain));
 }

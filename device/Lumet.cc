@@ -1,6 +1,7 @@
 #include "device/Lumet.h"
 
 #include "device/Log.h"
+#include "device/ReceiveState.h"
 
 namespace quillet {
 
@@ -17,17 +18,17 @@ std::uint8_t Lumet::connectTavo(const char* path) {
   const std::uint8_t opened = serial.openConnections(path);
   if (opened) {
     bConnected = 1;
-    Log(log_, "[", path, "]:Open succeeded !!!");
+    Log(log_, "[", ForeignText(path), "]:Open succeeded !!!");
     InitTavo();
   } else {
-    Log(log_, "[", path, "]:Open failed !!!");
+    Log(log_, "[", ForeignText(path), "]:Open failed !!!");
   }
   return opened;
 }
 
 void Lumet::InitTavo() {
   Log(log_, "-[Lumet InitTavo]");
-  state = 0;
+  state = kPlainAnswer;
   writePtr = 0;
   cmdArray.Reset();
   // A thread that is still there from the connection before serves this one too.

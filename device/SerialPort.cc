@@ -41,8 +41,8 @@ tcflag_t ControlBits(const Line& line) {
   return bits;
 }
 
-// Opens the device and sets its line; -1 when it does not open. A line that refuses its settings
-// (a pseudo-terminal has no speed) is used as it is.
+// Opens the device and sets its line; -1 when it does not open. What is no terminal at all has no
+// settings to refuse and is used as it is.
 int OpenLine(const char* path, const Line& line, int flags) {
   const int descriptor = open(path, flags | O_CLOEXEC);
   if (descriptor < 0) return -1;
@@ -62,11 +62,18 @@ int OpenLine(const char* path, const Line& line, int flags) {
   return descriptor;
 }
 
+// Closes the device at once. Bytes that a scanner does not take would otherwise hold the close up
+// for as long as the driver's closing wait, thirty seconds as a rule on Linux (setserial(8)).
+void CloseLine(int descriptor) {
+  tcflush(descriptor, TCOFLUSH);
+  close(descriptor);
+}
+
 // A port that is tried after one that did not answer takes its place; the old descriptor, which
 // nobody could reach any more, is given back. 0 is what a fresh channel holds without owning it.
 void Put(Descriptor& place, int descriptor) {
   const int replaced = place.Exchange(descriptor);
-  if (replaced > 0) close(replaced);
+  if (replaced > 0) CloseLine(replaced);
 }
 
 }  // namespace
@@ -125,12 +132,13 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
 // A channel that was never opened holds 0 in both, so closing it closes descriptor 0.
 void SerialPort::closeInputConnection() {
   const int descriptor = inputfd.Exchange(-1);
-  if (descriptor > 0) close(descriptor);
+  if (descriptor > 0) CloseLine(descriptor);
 }
 
 void SerialPort::closeOutputConnection() {
   const int descriptor = outputfd.Exchange(-1);
-  if (descriptor >= 0) close(descriptor);
+  if (descriptor > 0) CloseLine(descriptor);
+  if (descriptor == 0) close(descriptor);
 }
 
 void SerialPort::closeConnections() {

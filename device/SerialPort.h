@@ -50,10 +50,10 @@ class Descriptor {
 /// The byte channel to the scanner: one device node, opened twice, once to read and once to write.
 /// It is made once and opened and closed again and again.
 ///
-/// Threads: openConnections and the three close operations belong to the threads that connect and
-/// disconnect, one at a time; transmitCharacters to one sending thread; DataFromDevice is called on
-/// the read thread, which starts with the first successful open and ends with the process. A
-/// SerialPort must therefore never be destroyed once it has been opened.
+/// Threads: openConnections is for one connecting thread at a time; the close operations may be
+/// called meanwhile from another, and transmitCharacters from a sending one. DataFromDevice is
+/// called on the read thread, which starts with the first successful open and ends with the
+/// process. A SerialPort must therefore never be destroyed once it has been opened.
 class SerialPort {
  public:
   /// The most bytes that one read hands over.

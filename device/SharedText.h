@@ -10,7 +10,7 @@ namespace quillet {
 /// A text that one thread replaces while others read it. A value is published whole and never
 /// changes or goes away afterwards, so a reader may keep the reference that it got. A value that
 /// was held before is published again instead of being stored a second time: memory grows with the
-/// number of different values only, which people or devices choose, never with time.
+/// number of different values only.
 class SharedText {
  public:
   explicit SharedText(std::string_view initial = {}) { Set(initial); }

@@ -3,14 +3,13 @@
 
 #include "device/Log.h"
 #include "device/Lumet.h"
+#include "device/ReceiveState.h"
 
 namespace quillet {
 namespace {
 
 constexpr std::int32_t kRecordWait = 10;
 constexpr std::int32_t kBurstWait = 100;
-constexpr std::int32_t kBurstReceiveState = 30;
-constexpr std::int32_t kFrameHeader = 3;
 constexpr std::uint8_t kErasedSlot = 0xFF;
 
 // "p", the index in lower-case hexadecimal, "#".
@@ -58,7 +57,7 @@ void Lumet::SynchronizeBurst() {
   if (SyncEndIndex != 0) {
     TakeCommand();
     bCommandDone = 0;
-    state = kBurstReceiveState;
+    state = kBurstLength;
     SendCommandAndWait(kBurstWait);
   } else {
     cmdArray.Reset();
@@ -76,19 +75,22 @@ void Lumet::SynchronizeOneRecord() {
 void Lumet::SynchronizeBurstData() {
   const std::int32_t received = writePtr;
   const std::int32_t end = std::min(received, kRxBufferSize);
-  for (std::int32_t offset = kFrameHeader; offset < end;) {
+  for (std::int32_t offset = kLengthBytes; offset < end;) {
     const std::int32_t step =
         static_cast<std::int32_t>(bTavo300 ? MakeInteger(offset, 2) : MakeInteger(offset, 1) + 1);
     const std::uint32_t symbology = MakeInteger(offset + (bTavo300 ? 2 : 1), 1);
     Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
-    // A record without any length cannot be stepped over, and one that the buffer does not hold
-    // whole is not what was scanned: the walk ends there.
-    if (step == 0 || step > kRxBufferSize - offset) break;
+    // A record without any length cannot be stepped over, and one that runs out of the buffer is
+    // not what was scanned: the walk ends there. Otherwise lengths are trusted as they come.
+    if (step == 0 || step > kRxBufferSize - offset) {
+      Log(log_, "-[Lumet SynchronizeBurstData]", ": the rest is left out");
+      break;
+    }
     BufferOffset = offset;
     if (symbology != kErasedSlot) SynchronizeData();
     offset += step;
   }
-  // The scanner dozes off during a long transfer and is woken before the closing command.
+  // The scanner is woken again after the long transfer, before the closing command.
   Queue({0x01, 'W'});
   Queue({0x03, '1', 'S', '0'});
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -12,15 +11,5 @@ namespace quillet {
 /// @param bytes  the composed line
 /// @param text   receives the text; its memory is used again from call to call
 void DecodeRecordText(std::string_view bytes, std::string& text);
-
-/// Whether every byte is 7-bit ASCII.
-bool IsAscii(std::string_view bytes);
-
-/// Whether a text is valid UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF
-/// (RFC 3629, section 3).
-bool IsValidUtf8(std::string_view text);
-
-/// The number of bytes of the UTF-8 sequence at the start of `text`, 0 when none is valid there.
-std::size_t Utf8SequenceLength(std::string_view text);
 
 }  // namespace quillet

@@ -17,6 +17,15 @@ constexpr char kRegistryName[] = "QuilletRegistry.txt";
 // Far more than the settings file ever holds; what stands in its place may be anything.
 constexpr std::size_t kRegistryReadLimit = 1 << 20;
 
+// A serial number that the line has garbled must not lead into another folder, nor put control
+// characters into a file's name.
+std::string FileNamePart(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(),
+      [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '_');
+  return text;
+}
+
 // "yyyyMMdd_HHmmss"
 std::string TimeStamp(const platform::CalendarTime& time) {
   char text[64];
@@ -55,7 +64,9 @@ bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {
   if (!registry) return false;
   const auto bytes = files_.Read(RegistryPath(), kRegistryReadLimit);
   if (!bytes) return false;
-  const std::string text = DecodeTextFile(*bytes);
+  // Without a mark the bytes stay as they are: positions count bytes, and each name in the file is
+  // in whatever encoding its owner's file system uses.
+  const std::string text = HasByteOrderMark(*bytes) ? DecodeTextFile(*bytes) : *bytes;
   const std::size_t count = std::min(text.size(), dest.size() - 1);
   std::memcpy(dest.data(), text.data(), count);
   dest[count] = '\0';
@@ -63,7 +74,8 @@ bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {
 }
 
 std::string LumetFile::GetSyncFileName(const SerialNumberField& serial) {
-  return serial.TextFrom(kHiddenSerialCharacters) + "_" + TimeStamp(clock_.LocalTime()) + ".txt";
+  return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + "_" +
+         TimeStamp(clock_.LocalTime()) + ".txt";
 }
 
 bool LumetFile::ReadRegistry(std::span<char> dest) {

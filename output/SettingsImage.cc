@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "download/RecordText.h"
-
 namespace quillet {
 namespace {
 
@@ -33,14 +31,6 @@ constexpr Number kNumbers[] = {
     {11, &Settings::sn_position},  {12, &Settings::dataorder},
 };
 
-// The first bytes of a name that is too long, without the part of a character that the cut leaves:
-// a file with half a character in it would not be read as UTF-8.
-std::string_view Shortened(std::string_view name) {
-  std::size_t length = kLongestName;
-  while (length > 0 && (static_cast<std::uint8_t>(name[length]) & 0xC0) == 0x80) --length;
-  return name.substr(0, length);
-}
-
 }  // namespace
 
 void WriteChoices(const Settings& settings, SettingsImage& image) {
@@ -68,17 +58,14 @@ void WriteName(SettingsImage& image, std::size_t position, std::string_view name
     *std::copy(name.begin(), name.end(), area) = kNameEnd;
     return;
   }
-  const std::string_view kept = Shortened(name);
-  std::fill(std::copy(kept.begin(), kept.end(), area), area + kNameArea, kFiller);
+  *std::copy_n(name.begin(), kLongestName, area) = kFiller;
 }
 
 std::string ReadName(const SettingsImage& image, std::size_t position) {
   const auto area = image.begin() + static_cast<std::ptrdiff_t>(position);
   const auto end = std::find(area, area + kNameArea, kNameEnd);
   if (end == area + kNameArea) return {};
-  std::string name;
-  DecodeRecordText(std::string_view(&*area, static_cast<std::size_t>(end - area)), name);
-  return name;
+  return std::string(area, end);
 }
 
 }  // namespace quillet

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "device/Utf8.h"
 #include "download/RecordText.h"
 
 namespace quillet {
@@ -61,6 +62,11 @@ std::string DecodeUtf16(std::string_view bytes, bool bigEndian) {
 }
 
 }  // namespace
+
+bool HasByteOrderMark(std::string_view bytes) {
+  return bytes.starts_with(kUtf8Mark) || bytes.starts_with(kUtf16BigMark) ||
+         bytes.starts_with(kUtf16LittleMark);
+}
 
 std::string DecodeTextFile(std::string_view bytes) {
   if (bytes.starts_with(kUtf8Mark)) return RepairUtf8(bytes.substr(kUtf8Mark.size()));

@@ -12,6 +12,9 @@ namespace quillet {
 ///         broken.
 std::string DecodeTextFile(std::string_view bytes);
 
+/// Whether a file begins with the byte-order mark of UTF-8 or UTF-16.
+bool HasByteOrderMark(std::string_view bytes);
+
 /// Makes valid UTF-8 of bytes that are meant to be UTF-8: what is broken becomes U+FFFD, one for
 /// each byte that begins no valid sequence.
 std::string RepairUtf8(std::string_view bytes);

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "simulator/RecordGenerator.h"
 #include "simulator/Simulator.h"
@@ -104,6 +105,16 @@ TEST_F(SimulatorFaultTest, TheCableIsPulledAfterExactlySoManySentBytes) {
     EXPECT_EQ(scanner.sent_bytes(), count);
     EXPECT_THAT(scanner.transcript().All(Direction::kSent), SizeIs(count));
   }
+}
+
+TEST_F(SimulatorFaultTest, TheCableIsPulledOnlyWhenTheComputerHasTakenWhatWasSent) {
+  Simulator scanner(WithFaults("after-sent 5 unplug"));
+  scanner.Start();
+  HostPort port(scanner.path());
+  port.Send("M");
+  ASSERT_TRUE(scanner.WaitFor([&] { return scanner.sent_bytes() == 5; }));
+  std::this_thread::sleep_for(milliseconds(50));
+  EXPECT_EQ(port.ReceiveUntilHangUp(), ToBytes("12345"));
 }
 
 TEST_F(SimulatorFaultTest, TheCableIsPulledAfterExactlySoManyReceivedBytes) {

@@ -7,9 +7,9 @@
 
 #include "app/QuilletAppDelegate.h"
 #include "app/SyncController.h"
-#include "platform/posix/PosixFileStore.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
@@ -73,7 +73,7 @@ class AppFixture : public ::testing::Test {
   TemporaryFolder folder;
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock;
-  platform::posix::PosixFileStore& files = Immortal<platform::posix::PosixFileStore>();
+  HookedFileStore& files = Immortal<HookedFileStore>();
   FakeMainQueue& mainQueue = Immortal<FakeMainQueue>();
   FakeRegistry& registry = Immortal<FakeRegistry>();
   FakeWorkspace& workspace = Immortal<FakeWorkspace>();

@@ -1,17 +1,192 @@
-"""All records in one transfer, to a file."""
+"""All records in one transfer."""
 
-from harness.case import SystemTest, messages, some_records
-from harness.lines import lines
+import datetime
+import os
+import re
+
+from harness.case import FOLDER, Record, Settings, SystemTest, messages, some_records
+from harness.lines import file_text, view_text
+
+_TIME = "2026-11-16 09:15:00"
+_RUN = ["W", "N", "GS1", "P", "W", "GS0"]
+_EMPTY_RUN = ["W", "N", "GS1", "GS0"]
 
 
 class BurstTest(SystemTest):
 
-    def test_130_records_reach_the_file_and_the_view(self):
+    def synchronize(self, expected_view):
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(expected_view)
+
+    def check_run(self, count, dots):
+        records = some_records(count)
+        Settings(filename=f"{FOLDER}/out.txt").save()
+        self.plugged_in_scanner(records)
+        self.start_connected()
+        self.synchronize("\nSynchronization has started...\n" + dots
+                         + "\nSynchronized to /Users/Shared/QuilletData/out.txt\n"
+                         + f"{count} barcodes synchronized\n"
+                         + "Synchronization finished. Tavo can be plugged off now\n")
+        self.assert_file(f"{FOLDER}/out.txt", file_text(records))
+        self.assert_no_stray_files(f"{FOLDER}/out.txt")
+
+    def test_33_records_show_one_dot(self):
+        # Their number has the end of an answer in its bytes, as 64 has.
+        self.check_run(33, ".")
+
+    def test_64_records_show_one_dot(self):
+        self.check_run(64, ".")
+
+    def test_65_records_show_two_dots(self):
+        self.check_run(65, "..")
+
+    def test_130_records_reach_the_file_with_the_generated_name(self):
         records = some_records(130)
         scanner = self.plugged_in_scanner(records)
         self.start_connected()
+        before = datetime.datetime.now().replace(microsecond=0)
         self.quillet.press("Synchronize")
         path = self.wait_for_generated_file()
+        after = datetime.datetime.now()
         self.quillet.wait_for_view(messages.RUN_STARTED + "...\nSynchronized to " + path
                                    + "\n130 barcodes synchronized\n" + messages.FINISHED)
-        self.assert_file(path, lines(records))
+        name = re.fullmatch("/Users/Shared/QuilletData005771_([0-9]{8}_[0-9]{6}).txt", path)
+        written = datetime.datetime.strptime(name.group(1), "%Y%m%d_%H%M%S")
+        self.assertTrue(before <= written <= after, path)
+        self.assert_file(path, file_text(records))
+        self.assert_no_stray_files(path)
+        self.assertEqual(_RUN, scanner.commands()[5:])
+
+    def test_line_is_made_as_users_know_it(self):
+        Settings(filename=f"{FOLDER}/out.txt").save()
+        self.plugged_in_scanner([Record(6, b"ABCD", "2012-05-03 16:04:09"),
+                                 Record(21, b"4711", "2026-01-31 00:00:59")])
+        self.start_connected()
+        self.synchronize(messages.file_run(2, f"{FOLDER}/out.txt"))
+        self.assert_file(f"{FOLDER}/out.txt",
+                         "Code 128,ABCD,[2012/05/03:16:04:09],005771\r\n"
+                         "Code 35,4711,[2026/01/31:00:00:59],005771\r\n")
+
+    def test_series_300_records_of_all_kinds(self):
+        records = [Record(code, b"%d" % code * (code * 20 + 1), _TIME) for code in range(64)]
+        Settings(filename=f"{FOLDER}/out.txt").save()
+        self.plugged_in_scanner(records, model="300", serial="3001234567",
+                                options=["--speed", "unlimited"])
+        self.start().wait_for_view(messages.STARTED + messages.connecting(serial="234567"))
+        self.quillet.wait_until_attempt_is_over()
+        self.synchronize(messages.file_run(64, f"{FOLDER}/out.txt"))
+        self.assert_file(f"{FOLDER}/out.txt", file_text(records, serial="3001234567", model="300"))
+
+    def test_older_records_of_all_kinds(self):
+        records = [Record(code, b"%d" % code, _TIME) for code in range(256)]
+        Settings(filename=f"{FOLDER}/out.txt").save()
+        self.plugged_in_scanner(records)
+        self.start_connected()
+        # The last one is an erased slot.
+        self.synchronize(messages.file_run(255, f"{FOLDER}/out.txt"))
+        self.assert_file(f"{FOLDER}/out.txt", file_text(records))
+
+    def test_data_of_any_bytes_reaches_the_file(self):
+        records = [Record(6, data, _TIME) for data in (
+            b"", b"!", b"@", b"\x03\x00\x00\x06", b"\x11\x13\x04\x1a", b"\r", b"\n", b"a\r\nb",
+            b"\x00", b"tab\tand\x7f", b'quotes "', b"\\", b"x" * 250,
+            "Größe 5 €".encode(), b"caf\xe9", bytes(range(128, 256)), bytes(range(1, 128)))]
+        Settings(filename=f"{FOLDER}/out.txt").save()
+        self.plugged_in_scanner(records)
+        self.start_connected()
+        self.synchronize(messages.file_run(len(records), f"{FOLDER}/out.txt"))
+        self.assert_file(f"{FOLDER}/out.txt", file_text(records))
+
+    def test_many_records(self):
+        records = some_records(3000)
+        Settings(filename=f"{FOLDER}/out.txt").save()
+        self.plugged_in_scanner(records, options=["--speed", "unlimited"])
+        self.start_connected()
+        self.synchronize(messages.file_run(3000, f"{FOLDER}/out.txt"))
+        self.assert_file(f"{FOLDER}/out.txt", file_text(records))
+
+    def test_no_records_write_no_file(self):
+        scanner = self.plugged_in_scanner()
+        Settings(clear_memory=1).save()
+        self.start_connected()
+        self.synchronize("\nSynchronization has started...\n"
+                         "No data to synchronize...\n"
+                         "Synchronization finished. Tavo can be plugged off now\n")
+        self.assertEqual(_EMPTY_RUN, scanner.commands()[5:])
+        self.assert_no_stray_files()
+
+    def test_clearing_the_memory_erases_once(self):
+        records = some_records(4)
+        path = f"{FOLDER}/out.txt"
+        Settings(clear_memory=1, filename=path).save()
+        scanner = self.plugged_in_scanner(records)
+        self.start_connected()
+        run = messages.file_run(4, path).replace(messages.FINISHED,
+                                                 "Erased Tavo memory...\n" + messages.FINISHED)
+        self.synchronize(run)
+        chain = scanner.commands()[:5]
+        scanner.wait_for_commands([*chain, *_RUN, "E"])
+        self.assertEqual(0, scanner.record_count())
+        self.synchronize(run + messages.EMPTY_RUN)
+        scanner.wait_for_commands([*chain, *_RUN, "E", *_EMPTY_RUN])
+        self.assert_file(path, file_text(records))
+
+    def test_next_run_replaces_the_file(self):
+        self.check_second_run(append_data=0)
+
+    def test_next_run_is_appended_when_the_settings_say_so(self):
+        self.check_second_run(append_data=1)
+
+    def check_second_run(self, append_data):
+        path = f"{FOLDER}/out.txt"
+        Settings(append_data=append_data, attach_timestamp=0, filename=path).save()
+        old = "kept from last year: äöü\r\n"
+        with open(path, "w", encoding="utf-8", newline="") as file:
+            file.write(old)
+        self.plugged_in_scanner([Record(6, b"new", _TIME)])
+        self.start_connected()
+        run = messages.file_run(1, path)
+        new = "Code 128,new,005771\r\n"
+        self.synchronize(run)
+        self.assert_file(path, old + new if append_data else new)
+        self.synchronize(run + run)
+        self.assert_file(path, old + new + new if append_data else new)
+        self.assert_no_stray_files(path)
+
+    def test_records_go_to_the_view_when_the_settings_say_so(self):
+        settings = Settings(destination=1, attach_type=0, data_delimiter=1)
+        settings.save()
+        records = [*some_records(70), Record(0, "Größe 5 €".encode(), _TIME)]
+        self.plugged_in_scanner(records)
+        self.start_connected()
+        self.synchronize(messages.RUN_STARTED + view_text(records, settings) + messages.count(71)
+                         + messages.FINISHED)
+        self.assert_no_stray_files()
+
+    def test_live_scan_goes_to_the_view(self):
+        Settings(destination=1, attach_timestamp=0, record_delimiter=1).save()
+        scanner = self.plugged_in_scanner()
+        self.start_connected()
+        scanner.scan(4, "A-1")
+        self.quillet.wait_for_view("Code 39,A-1,005771\n")
+        scanner.scan(4, "A-2")
+        self.quillet.wait_for_view("Code 39,A-1,005771\nCode 39,A-2,005771\n")
+
+    def test_live_scan_for_a_file_waits_in_the_scanner(self):
+        path = f"{FOLDER}/out.txt"
+        Settings(attach_timestamp=0, filename=path).save()
+        scanner = self.plugged_in_scanner()
+        self.start_connected()
+        scanner.scan(4, "A-1")
+        self.quillet.wait_for_view(".")
+        self.assert_no_stray_files()
+        self.synchronize("." + messages.file_run(1, path))
+        self.assert_file(path, "Code 39,A-1,005771\r\n")
+
+    def test_file_that_cannot_be_written_is_only_logged(self):
+        Settings(filename="/Users/Shared/nowhere/out.txt").save()
+        self.plugged_in_scanner(some_records(1))
+        self.start_connected()
+        self.synchronize(messages.file_run(1, "/Users/Shared/nowhere/out.txt"))
+        self.log.wait_for("Fail to write")
+        self.assertFalse(os.path.exists("/Users/Shared/nowhere"))

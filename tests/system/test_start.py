@@ -36,7 +36,7 @@ class StartTest(SystemTest):
 
     def test_scanners_clock_is_set_to_local_time(self):
         scanner = self.plugged_in_scanner()
-        # Nowhere is it half past six and a bit when it is noon at Greenwich.
+        # No machine that runs this test is set to this zone by itself.
         zone = datetime.timezone(datetime.timedelta(hours=-5, minutes=-29))
         before = datetime.datetime.now(zone).replace(microsecond=0, tzinfo=None)
         self.start(environment={"TZ": "XST+5:29"})

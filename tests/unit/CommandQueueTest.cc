@@ -104,5 +104,42 @@ TEST(CommandQueueTest, ConcurrentAppendsAndRewindsLoseAndTearNothing) {
   EXPECT_FALSE(queue.Head());
 }
 
+TEST(CommandQueueTest, AResetTearsNoEntryThatIsBeingLookedAt) {
+  CommandQueue queue;
+  std::atomic<bool> finished{false};
+  std::thread reconnecting([&] {
+    while (!finished) {
+      queue.Reset();
+      queue.Append({0x00, 'W'});
+      queue.Append({0x01, 'M'});
+      queue.Reset();
+      queue.Append({0x05, 'x', 1, 2, 3, 4});
+    }
+  });
+  int long_entries = 0;
+  while (long_entries < 20000) {
+    const auto entry = queue.Head();
+    if (!entry) continue;
+    if (entry->type == 'x') {
+      ASSERT_EQ(entry->commandLength, 5U);
+      for (std::uint8_t i = 1; i < 5; ++i) ASSERT_EQ(entry->command[i], i);
+      ++long_entries;
+    } else {
+      ASSERT_EQ(entry->commandLength, 1U);
+      ASSERT_TRUE((entry->first == 0 && entry->type == 'W') ||
+                  (entry->first == 1 && entry->type == 'M'));
+      queue.Consume(*entry);
+    }
+  }
+  finished = true;
+  reconnecting.join();
+}
+
+TEST(CommandQueueTest, AByteAloneIsNoEntry) {
+  CommandQueue queue;
+  queue.Append({0x01});
+  EXPECT_FALSE(queue.Head());
+}
+
 }  // namespace
 }  // namespace quillet

@@ -18,6 +18,17 @@ TEST(LogTest, ControlCharactersFromOutsideAreMadeVisible) {
   EXPECT_EQ(log.lines().back(), "a\\r\\n\\t\\x1b[31m\\x7f\\x00z");
 }
 
+TEST(LogTest, CharactersOutsideAsciiStayUnlessTheyAreControlCharactersOrBroken) {
+  test::RecordingLog log;
+  Log(log, ForeignText("\xC3\xA9 \xE2\x82\xAC"));
+  EXPECT_EQ(log.lines().back(), "\xC3\xA9 \xE2\x82\xAC");
+  Log(log, ForeignText("\xC2\x9B"
+                       "31m\xC2\xA0"));
+  EXPECT_EQ(log.lines().back(), "\\xc2\\x9b31m\xC2\xA0");
+  Log(log, ForeignText("\x9B \xC3"));
+  EXPECT_EQ(log.lines().back(), "\\x9b \\xc3");
+}
+
 TEST(LogTest, ReceivedBytesEndAtTheirFirstNul) {
   test::RecordingLog log;
   const std::uint8_t bytes[] = {'a', 'b', 0, 'c'};

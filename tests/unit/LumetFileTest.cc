@@ -61,6 +61,11 @@ TEST_F(LumetFileTest, BeforeAnyScannerTheNameBeginsWithSixZeros) {
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("0000000000")), "000000_20140305_140709.txt");
 }
 
+TEST_F(LumetFileTest, AGarbledSerialNumberLeadsIntoNoOtherFolder) {
+  EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234/../\x1b\x7f")),
+            "_..____20140305_140709.txt");
+}
+
 TEST_F(LumetFileTest, AppendingToAFileThatIsNotThereCreatesItWithTheNewDataOnly) {
   file.WriteDataToFile(folder / "new.txt", "data", false, true);
   EXPECT_EQ(FileContents(folder / "new.txt"), "data");

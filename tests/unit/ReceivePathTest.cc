@@ -210,6 +210,18 @@ TEST_F(ReceivePathTest, AFrameLengthOfThreeOrLessNeverCompletes) {
   EXPECT_TRUE(owner.records().empty());
 }
 
+TEST_F(ReceivePathTest, ABurstToldToBeItsLengthAloneNeverCompletes) {
+  for (const int total : {0, 2, 3}) {
+    lumet.state = 30;
+    lumet.writePtr = 0;
+    Await('P');
+    Receive({0x00, 0x00, total});
+    for (int i = 0; i < 1000; ++i) Receive({'@'});
+    EXPECT_EQ(lumet.state, 31);
+    EXPECT_EQ(lumet.bCommandDone, 0);
+  }
+}
+
 TEST_F(ReceivePathTest, AChunkOfNoBytesIsOnlyLogged) {
   const std::uint8_t byte = 'x';
   lumet.DataFromDevice(&byte, 0);

@@ -208,6 +208,34 @@ TEST_F(SettingsFileTest, ALongNameThatIsCutWithinACharacterHarmsNoOtherName) {
   EXPECT_EQ(controller.lumet->filename.Get(), "");
 }
 
+TEST_F(SettingsFileTest, ANameThatLeavesHalfACharacterBehindItHarmsNoOtherName) {
+  Prepare();
+  controller.RestoreSettings();
+  controller.lumet->filename.Set("/home/j\xC3\xBCrgen/sn_timestamp.txt");
+  controller.lumet->appname.Set("/opt/caf\xC3\xA9/x");
+  controller.SaveSettings();
+  controller.lumet->appname.Set("/opt/caf");
+  controller.SaveSettings();
+  controller.RestoreSettings();
+  EXPECT_EQ(controller.lumet->appname.Get(), "/opt/caf");
+  EXPECT_EQ(controller.lumet->filename.Get(), "/home/j\xC3\xBCrgen/sn_timestamp.txt");
+}
+
+TEST_F(SettingsFileTest, NamesThatAreNotUtf8ComeBackByteForByte) {
+  Prepare();
+  controller.RestoreSettings();
+  controller.lumet->appname.Set("/opt/caf\xE9");
+  controller.lumet->filename.Set(
+      "/B\xC3\xBC"
+      "cher.txt");
+  controller.SaveSettings();
+  controller.RestoreSettings();
+  EXPECT_EQ(controller.lumet->appname.Get(), "/opt/caf\xE9");
+  EXPECT_EQ(controller.lumet->filename.Get(),
+            "/B\xC3\xBC"
+            "cher.txt");
+}
+
 TEST_F(SettingsFileTest, SavingLogsTheNamesThatItWrites) {
   Prepare();
   controller.RestoreSettings();

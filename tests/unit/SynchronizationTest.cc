@@ -169,6 +169,35 @@ TEST_F(SynchronizationTest, AnEndThatIsReportedTwiceDoesNotEmptyTheFile) {
   EXPECT_EQ(FileContents(folder / "stock.txt"), "r0\r\n");
 }
 
+TEST_F(SynchronizationTest, ARunStartedBeforeAnAutomaticOneEndedIsWrittenToo) {
+  Connected();
+  controller.lumet->filename.Set(folder / "stock.txt");
+  controller.DoSynchronization();  // as a connection starts it
+  Deliver(2);
+  synchronize.Press();
+  controller.DisplayBarcode("rest of the first\r\n");
+  controller.SynchronizeFinished();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "rest of the first\r\n");
+  Deliver(3);
+  controller.SynchronizeFinished();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "r0\r\nr1\r\nr2\r\n");
+}
+
+TEST_F(SynchronizationTest, TheCountShownIsTheEndedRunsThoughAnotherHasStarted) {
+  Connected();
+  controller.lumet->filename.Set(folder / "stock.txt");
+  synchronize.Press();
+  Deliver(2);
+  // The next run starts as soon as the button works again, while the file is being written.
+  files.whileReplacing = [this] { synchronize.Press(); };
+  controller.SynchronizeFinished();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "r0\r\nr1\r\n");
+  EXPECT_NE(View().find("|2 barcodes synchronized|"), std::string::npos);
+  Deliver(1);
+  controller.SynchronizeFinished();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "r0\r\n");
+}
+
 TEST_F(SynchronizationTest, ARecordOutsideAsciiLosesAsManyBytesAsItHasMoreThanCharacters) {
   Connected();
   controller.lumet->filename.Set(folder / "stock.txt");

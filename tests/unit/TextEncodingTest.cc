@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "download/RecordText.h"
+#include "device/Utf8.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {

@@ -108,6 +108,7 @@ class SystemTest(unittest.TestCase):
     def start(self, **popen):
         """Starts the program."""
         self.quillet = Quillet(self.desktop, self.devices, **popen)
+        self.devices.listener = self.quillet.process
         self.quillet.wait_for_window()
         return self.quillet
 

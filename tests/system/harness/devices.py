@@ -1,6 +1,7 @@
 """What is plugged in, as udev and sysfs tell it. The terminals themselves are the scanners'."""
 
 import os
+import signal
 
 import gi
 
@@ -18,6 +19,8 @@ class Devices:
         if "devices" in os.listdir("/sys"):
             raise AssertionError("the test does not run under umockdev-wrapper")
         self._microseconds = 1_000_000
+        self._present = set()
+        self.listener = None  # the process of the program under test
 
     @property
     def environment(self):
@@ -25,8 +28,11 @@ class Devices:
         return {"LD_PRELOAD": "libumockdev-preload.so.0",
                 "UMOCKDEV_DIR": self._testbed.get_root_dir()}
 
-    def _add(self, *lines):
-        self._testbed.add_from_string("\n".join(lines) + "\n")
+    def _add(self, path, *lines):
+        """Adds a device, unless it is there."""
+        if path not in self._present:
+            self._present.add(path)
+            self._testbed.add_from_string("\n".join([f"P: {path}", *lines]) + "\n")
 
     def _add_usb(self, place, driver, product):
         """The device and its interface, without the terminal. Returns the interface's path.
@@ -35,17 +41,17 @@ class Devices:
         """
         device = place.split(":")[0]
         path = f"{_CONTROLLER}/usb{device.split('-')[0]}/{device}"
-        self._add(f"P: {path}", "E: SUBSYSTEM=usb", "E: DEVTYPE=usb_device",
+        self._add(path, "E: SUBSYSTEM=usb", "E: DEVTYPE=usb_device",
                   f"A: product={product}")
         path += f"/{place}"
-        self._add(f"P: {path}", "E: SUBSYSTEM=usb", "E: DEVTYPE=usb_interface",
+        self._add(path, "E: SUBSYSTEM=usb", "E: DEVTYPE=usb_interface",
                   f"E: DRIVER={driver}", f"L: driver=../../../../../../bus/usb/drivers/{driver}")
         return path
 
     def _add_terminal(self, parent, kernel_name, driver, model):
         path = f"{parent}/tty/{kernel_name}"
         self._microseconds += 1000
-        self._add(f"P: {path}", f"E: DEVNAME=/dev/{kernel_name}", "E: SUBSYSTEM=tty",
+        self._add(path, f"E: DEVNAME=/dev/{kernel_name}", "E: SUBSYSTEM=tty",
                   f"E: USEC_INITIALIZED={self._microseconds}", "E: ID_BUS=usb",
                   f"E: ID_USB_DRIVER={driver}", f"E: ID_MODEL={model.replace(' ', '_')}",
                   "E: ID_MODEL_ENC=" + model.replace(" ", "\\x20"), "E: ID_USB_INTERFACE_NUM=00")
@@ -60,10 +66,16 @@ class Devices:
         """A serial converter, which is no scanner, arrives. Returns the terminal's path."""
         interface = self._add_usb(place, "ftdi_sio", "USB Serial Converter")
         port = f"{interface}/{kernel_name}"
-        self._add(f"P: {port}", "E: SUBSYSTEM=usb-serial", "E: DRIVER=ftdi_sio")
+        self._add(port, "E: SUBSYSTEM=usb-serial", "E: DRIVER=ftdi_sio")
         return self._add_terminal(port, kernel_name, "ftdi_sio", "USB Serial Converter")
 
     def remove(self, terminal):
-        """A terminal goes. Whoever hears of it must not be able to look before it has gone."""
+        """A terminal goes. The event can only be made while it is there, but as with the kernel's
+        own, nobody must be able to act on it before it has gone: the listener sleeps meanwhile."""
+        if self.listener is not None:
+            self.listener.send(signal.SIGSTOP)
         self._testbed.uevent(terminal, "remove")
         self._testbed.remove_device(terminal)
+        if self.listener is not None:
+            self.listener.send(signal.SIGCONT)
+        self._present.remove(terminal.removeprefix("/sys"))

@@ -18,11 +18,16 @@ _ORDERS = ["NDT", "NTD", "DNT", "DTN", "TND", "TDN"]  # name, data, time
 _ERASED = 0xFF
 
 
+
+
 def _name(record, model):
     code = record.symbology & 0x3F
-    if model == "300":
-        return _SERIES_300[code]
-    return _OLDER[_RENUMBERED.get(code, code)]
+    table = _SERIES_300
+    if model == "old":
+        # The older scanners' table runs on into the newer ones'.
+        table = _OLDER + _SERIES_300
+        code = _RENUMBERED.get(code, code)
+    return table[code] if code < len(table) else "Unknown"
 
 
 def _text(data):
@@ -34,24 +39,33 @@ def _text(data):
 
 def line(record, settings=Settings(), serial="2104005771", model="old"):
     """The line of one record."""
-    year, month, day = record.time[:10].split("-")
-    fields = {"N": _name(record, model) if settings.attach_type else None,
-              "D": _text(record.data),
-              "T": f"[{year}/{month}/{day}:{record.time[11:]}]" if settings.attach_timestamp
-              else None}
-    parts = [fields[field] for field in _ORDERS[settings.data_order] if fields[field] is not None]
+    fields = {"D": _text(record.data)}
+    if settings.attach_type:
+        fields["N"] = _name(record, model)
+    if settings.attach_timestamp:
+        fields["T"] = f"[{record.time[:10].replace('-', '/')}:{record.time[11:]}]"
+    parts = [fields[field] for field in _ORDERS[settings.data_order] if field in fields]
     if settings.attach_serial:
         parts.insert(0 if settings.serial_position == 0 else len(parts), serial[4:])
     return (_DATA_DELIMITERS[settings.data_delimiter].join(parts)
             + _RECORD_DELIMITERS[settings.record_delimiter])
 
 
-def lines(records, settings=Settings(), serial="2104005771", model="old"):
-    """All lines, one behind the other. A burst leaves erased slots out."""
-    return "".join(line(record, settings, serial, model) for record in records
-                   if record.symbology != _ERASED)
+def _with_slot(records, settings):
+    """A burst leaves out the slots that were erased; one by one they are like any other."""
+    return [record for record in records if record.symbology != _ERASED or not settings.burst_sync]
 
 
-def folded(text):
-    """A text as the view shows it: each of the three kinds of line end is one."""
-    return text.replace("\r\n", "\n").replace("\r", "\n")
+def file_text(records, settings=Settings(), serial="2104005771", model="old"):
+    """What the file holds: of each line as many bytes of UTF-8 as it has UTF-16 units, so that one
+    with characters outside ASCII loses its end. Half a character is marked as broken."""
+    cut = [text.encode("utf-8")[:len(text.encode("utf-16-le")) // 2] for text in
+           (line(record, settings, serial, model) for record in _with_slot(records, settings))]
+    return b"".join(cut).decode("utf-8", "replace")
+
+
+def view_text(records, settings=Settings(), serial="2104005771", model="old"):
+    """What the view shows: in each line by itself, each of the three kinds of line end is one."""
+    return "".join(
+        line(record, settings, serial, model).replace("\r\n", "\n").replace("\r", "\n")
+        for record in _with_slot(records, settings))

@@ -157,18 +157,20 @@ class Quillet:
 
     def choose_port(self, position):
         """Chooses an entry, counted from 0, with the keyboard."""
-        self._desktop.xdotool("windowactivate", "--sync", self.window())
         self._port_list().grab_focus()
-        self._desktop.xdotool("key", "Home", *["Down"] * position)
+        self.type_keys("Home", *["Down"] * position)
         wanted = self.ports()[position]
         wait_until(lambda: self.chosen_port() == wanted,
                    lambda: f"{wanted} to be chosen, not {self.chosen_port()}")
+
+    def type_keys(self, *keys):
+        self._desktop.xdotool("windowactivate", "--sync", self.window(), "key", *keys)
 
     # The end
 
     def close_window(self):
         """Closes the window as a user does, through the window manager."""
-        self._desktop.xdotool("windowactivate", "--sync", self.window(), "key", "alt+F4")
+        self.type_keys("alt+F4")
 
     def wait_for_end(self):
         """Waits until the program has ended by itself; returns its status."""

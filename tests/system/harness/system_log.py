@@ -30,12 +30,17 @@ class SystemLog:
             with self._lock:
                 self._lines.append(datagram)
 
+    def remove_socket(self):
+        """From now on the system has no log."""
+        os.unlink(_SOCKET)
+
     def stop(self):
-        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as farewell:
-            farewell.sendto(b"", _SOCKET)
+        # The empty datagram that ends the thread cannot be sent by name when the name has gone.
+        self._socket.shutdown(socket.SHUT_RD)
         self._thread.join()
         self._socket.close()
-        os.unlink(_SOCKET)
+        if os.path.exists(_SOCKET):
+            self.remove_socket()
 
     def datagrams(self):
         """Everything that was sent, as it came."""

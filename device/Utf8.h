@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace quillet {
+
+/// The number of bytes of the UTF-8 sequence at the start of `text`, 0 when none is valid there:
+/// no overlong forms, no surrogates, nothing above U+10FFFF (RFC 3629, section 3).
+std::size_t Utf8SequenceLength(std::string_view text);
+
+/// Whether a text is valid UTF-8 throughout.
+bool IsValidUtf8(std::string_view text);
+
+/// Whether every byte is 7-bit ASCII.
+bool IsAscii(std::string_view bytes);
+
+}  // namespace quillet

@@ -1,0 +1,115 @@
+"""The scanner is unplugged, and plugged in again."""
+
+from harness.case import FOLDER, Settings, SystemTest, messages, some_records
+from harness.lines import file_text
+
+_PATH = f"{FOLDER}/out.txt"
+_START_CHAIN = ["W", "M", "V", "w1#", "C"]
+_FAILED_ATTEMPT = (messages.ATTEMPT + messages.trying() + messages.FAILED
+                   + messages.FAILED_TO_CONNECT)
+
+
+class UnplugTest(SystemTest):
+
+    def setUp(self):
+        super().setUp()
+        Settings(filename=_PATH).save()
+
+    def test_idle_scanner_is_disconnected_and_connected_again(self):
+        records = some_records(3)
+        scanner = self.plugged_in_scanner(records)
+        quillet = self.start_connected()
+        scanner.unplug()
+        quillet.wait_for_view("Disconnected from Tavo[005771]\n")
+        quillet.wait_for_connect_label("Connect")
+        # One "None" from the start, one because nothing is left, and one of the disconnecting.
+        quillet.wait_for_ports(["None", "None", "None"])
+
+        scanner.plug_in()
+        text = messages.disconnected() + messages.connecting()
+        quillet.wait_for_view(text)
+        quillet.wait_for_connect_label("Disconnect")
+        # Each step takes away one entry behind the first, so one that does not belong there stays.
+        quillet.wait_for_ports(["None", "usbmodem310", "Tavo[005771]"])
+        self.assertEqual("Tavo[005771]", quillet.chosen_port())
+
+        quillet.wait_until_attempt_is_over()
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(3, _PATH))
+        self.assert_file(_PATH, file_text(records))
+
+    def test_unplugged_in_the_middle_of_a_burst(self):
+        records = some_records(200)
+        scanner = self.plugged_in_scanner(records)
+        quillet = self.start_connected()
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(200, _PATH))
+        self.assert_file(_PATH, file_text(records))
+        quillet.wait_until_attempt_is_over()
+
+        scanner.fault("after-sent 1000 unplug")
+        quillet.press("Synchronize")
+        scanner.wait_until_line_is_down()
+        scanner.leave_socket()
+        text = messages.RUN_STARTED + messages.disconnected()
+        quillet.wait_for_view(text)
+        quillet.wait_for_connect_label("Connect")
+        # The run is still under way as far as the buttons are concerned.
+        for label in ("Connect", "Synchronize", "Clear"):
+            quillet.press(label)
+
+        # The burst is still waited for, and so nothing is sent to the scanner that comes back ...
+        before = scanner.commands()
+        self.assertEqual(["W", "N", "GS1", "P"], before[-4:])
+        scanner.plug_in()
+        text += _FAILED_ATTEMPT
+        quillet.wait_for_view(text)
+        self.assertEqual(before, scanner.commands())
+        quillet.press("Synchronize")
+
+        # ... until the end of an answer arrives. It ends the run, which has brought nothing.
+        scanner.fault("at 0ms send 40")
+        text += messages.NO_DATA + messages.FINISHED + messages.connected() + messages.CLOCK_SET
+        quillet.wait_for_view(text)
+        quillet.wait_for_connect_label("Disconnect")
+        self.assertEqual([*before, "W", "M", "V", "w1#", "W", "GS0", "C"], scanner.commands())
+        self.assert_file(_PATH, file_text(records))
+
+        # From here on everything is as ever.
+        quillet.wait_until_attempt_is_over()
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(200, _PATH))
+        self.assert_file(_PATH, file_text(records))
+        self.assert_no_stray_files(_PATH)
+
+    def test_unanswered_command_blocks_until_an_answer_comes(self):
+        scanner = self.plugged_in_scanner(faults=["on V 1 silence"])
+        quillet = self.start()
+        text = messages.STARTED + _FAILED_ATTEMPT
+        quillet.wait_for_view(text)
+        self.assertEqual(["W", "M", "V"], scanner.commands())
+
+        quillet.wait_until_attempt_is_over()
+        quillet.press("Connect")
+        text = messages.ATTEMPT + messages.trying() + messages.FAILED
+        quillet.wait_for_view(text)
+        self.assertEqual(["W", "M", "V"], scanner.commands())
+
+        # The late answer lets the waiting commands go, and the scanner is connected after all.
+        scanner.fault('at 0ms send "0.00.41000@"')
+        quillet.wait_for_view(text + messages.connected() + messages.CLOCK_SET)
+        quillet.wait_for_connect_label("Disconnect")
+        self.assertEqual(["W", "M", "V", *_START_CHAIN], scanner.commands())
+
+    def test_scanner_that_wakes_late_is_connected_by_hand(self):
+        scanner = self.plugged_in_scanner(
+            faults=[f"on W {number} ignore" for number in range(1, 6)])
+        quillet = self.start()
+        quillet.wait_for_view(messages.STARTED + _FAILED_ATTEMPT)
+        self.assertEqual(["W"] * 5, scanner.commands())
+        quillet.wait_for_ports(["None", "usbmodem310"])
+        self.assertEqual("usbmodem310", quillet.chosen_port())
+        quillet.wait_until_attempt_is_over()
+        quillet.press("Connect")
+        quillet.wait_for_view(messages.connecting())
+        quillet.wait_for_ports(["None", "Tavo[005771]"])
