@@ -24,6 +24,7 @@
 #include "simulator/RecordGenerator.h"
 #include "simulator/Simulator.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/FakeSettingsWindow.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -32,7 +33,9 @@ using namespace quillet;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-double Seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
+double Seconds(Clock::duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
 
 template <class Condition>
 void Await(Condition&& condition) {
@@ -122,14 +125,19 @@ class Bench {
   test::FakeMainQueue& queue_ = *new test::FakeMainQueue;
   test::FakeRegistry& registry_ = *new test::FakeRegistry;
   test::FakeWorkspace& workspace_ = *new test::FakeWorkspace;
+  test::FakePanels& panels_ = *new test::FakePanels;
+  test::FakeTicker& ticker_ = *new test::FakeTicker;
+  test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
+  test::FakeSettingsWindow& choices_ = *new test::FakeSettingsWindow;
   test::FakeTextView& view_ = *new test::FakeTextView;
   test::FakePopUpList& ports_ = *new test::FakePopUpList;
   test::FakeToolbarItem& item_ = *new test::FakeToolbarItem("");
   test::FakeWindow& window_ = *new test::FakeWindow;
   QuilletAppDelegate& application_ = *new QuilletAppDelegate(log_, queue_);
   SyncController& controller_ = *new SyncController(
-      Platform{log_, clock_, files_, queue_, registry_, workspace_},
-      MainWindowControls{view_, ports_, item_, item_, item_, item_}, folder_ / "QuilletData");
+      Platform{log_, clock_, files_, queue_, registry_, workspace_, panels_, ticker_},
+      MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_}, choices_.Controls(),
+      folder_ / "QuilletData");
   simulator::Simulator* scanner_ = nullptr;
 };
 
@@ -142,17 +150,19 @@ int main(int argc, char** argv) {
   for (int i = 0; i < 5; ++i) {
     const Run run = unpaced.Synchronize();
     const double bare = BarePoll(run.bytes);
-    std::printf("unpaced: %zu bytes; records after %.4f s, bare poll %.4f s, ratio %.2f; "
-                "finished %.3f s later\n",
-                run.bytes, run.records, bare, run.records / bare, run.finished);
+    std::printf(
+        "unpaced: %zu bytes; records after %.4f s, bare poll %.4f s, ratio %.2f; "
+        "finished %.3f s later\n",
+        run.bytes, run.records, bare, run.records / bare, run.finished);
   }
 
   Bench paced(records, 115200);
   const Run run = paced.Synchronize();
   const double line = static_cast<double>(run.bytes) * 10 / 115200;
-  std::printf("115200 bit/s: %zu bytes; records after %.3f s, the line itself %.3f s, ratio %.4f; "
-              "finished %.3f s later\n",
-              run.bytes, run.records, line, run.records / line, run.finished);
+  std::printf(
+      "115200 bit/s: %zu bytes; records after %.3f s, the line itself %.3f s, ratio %.4f; "
+      "finished %.3f s later\n",
+      run.bytes, run.records, line, run.records / line, run.finished);
   std::fflush(stdout);
   _exit(0);
 }
