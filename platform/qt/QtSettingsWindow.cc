@@ -41,6 +41,10 @@ class Choices final : public QScrollArea {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::NoFocus);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    // Whatever the keyboard goes to comes into sight, from wherever it comes.
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
+      if (now != nullptr && widget()->isAncestorOf(now)) ensureWidgetVisible(now);
+    });
     for (QWidget* seeThrough : {viewport(), content}) seeThrough->setAutoFillBackground(false);
   }
 
