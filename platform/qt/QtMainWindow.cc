@@ -191,6 +191,7 @@ void QtMainWindow::Parts::MakeProgress() {
   strip.setSizeGripEnabled(false);
   strip.setMinimumHeight(
       qMax(progress_bar.sizeHint().height(), progress_label.sizeHint().height()) + 8);
+  strip.setContentsMargins(0, 0, 8, 0);
   strip.addWidget(&progress_label, 1);
   strip.addPermanentWidget(&progress_bar);
   progress.Hide();

@@ -16,6 +16,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <vector>
 
 #include "platform/qt/NamedListAccessible.h"
 #include "platform/qt/QtFormControls.h"
@@ -26,7 +27,7 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kRoomForFrame(16, 48);  // of the screen, kept for what the desktop puts around us
-constexpr int kPathCharacters = 34;     // the path field's least width; it takes what there is
+constexpr int kPathCharacters = 46;     // that the path field shows where there is room
 
 /// The choices: two columns side by side where there is room for them, else one above the other,
 /// and scrolling where even that does not fit.
@@ -84,6 +85,48 @@ class Choices final : public QScrollArea {
   QBoxLayout* const columns_;
 };
 
+QColor Between(const QColor& one, const QColor& other) {
+  return QColor::fromRgbF((one.redF() + other.redF()) / 2, (one.greenF() + other.greenF()) / 2,
+                          (one.blueF() + other.blueF()) / 2);
+}
+
+/// A check box whose outline stands out from its ground as a control should, at least three to one.
+/// Qt's own style draws it a little darker than the window's colour, which cannot be seen in a dark
+/// window. Styles that do otherwise are not affected.
+class OutlinedBox final : public QCheckBox {
+ public:
+  explicit OutlinedBox(const QString& text) : QCheckBox(text) { Outline(); }
+
+ protected:
+  void changeEvent(QEvent* event) override {
+    if (event->type() == QEvent::PaletteChange) Outline();
+    QCheckBox::changeEvent(event);
+  }
+
+ private:
+  void Outline() {
+    const QPalette desktop = QApplication::palette();
+    const QColor outline = Between(desktop.color(QPalette::Active, QPalette::Window),
+                                   desktop.color(QPalette::Active, QPalette::WindowText));
+    // The style takes the outline from this colour by darkening it so; a check box draws no
+    // background with it.
+    const QColor wanted = outline.lighter(140);
+    QPalette own = palette();
+    if (own.color(QPalette::Window) == wanted) return;
+    own.setColor(QPalette::Window, wanted);
+    setPalette(own);
+  }
+};
+
+/// A field that would like to show a whole path and can do with less.
+class PathField final : public QLineEdit {
+ public:
+  QSize sizeHint() const override {
+    const int width = kPathCharacters * fontMetrics().averageCharWidth();
+    return QLineEdit::sizeHint().expandedTo({width, 0});
+  }
+};
+
 /// Escape and the window's own closing button press Cancel.
 class Dialog final : public QDialog {
  public:
@@ -129,7 +172,7 @@ void Explain(QWidget& control, const QString& explanation) {
 }
 
 QCheckBox& MakeBox(const char* text, const char* explanation) {
-  auto* box = new QCheckBox(QString::fromUtf8(text));
+  auto* box = new OutlinedBox(QString::fromUtf8(text));
   box->setAccessibleName(WithoutMnemonic(box->text()));
   Explain(*box, QString::fromUtf8(explanation));
   return *box;
@@ -181,7 +224,19 @@ class Group {
     label->setBuddy(&named);
     named.setAccessibleName(WithoutMnemonic(label->text()));
     form_->addRow(label, &field);
+    captions_.push_back(label);
     return *this;
+  }
+
+  /// Lets the fields of two groups that stand one above the other begin at the same place.
+  void AlignWith(const Group& other) const {
+    int widest = 0;
+    for (const Group* group : {this, &other}) {
+      for (const QLabel* label : group->captions_) widest = qMax(widest, label->sizeHint().width());
+    }
+    for (const Group* group : {this, &other}) {
+      for (QLabel* label : group->captions_) label->setMinimumWidth(widest);
+    }
   }
 
   QGroupBox* widget() const { return box_; }
@@ -189,6 +244,7 @@ class Group {
  private:
   QGroupBox* const box_;
   QFormLayout* form_;
+  std::vector<QLabel*> captions_;
 };
 
 QWidget* Column(std::initializer_list<QWidget*> groups) {
@@ -242,7 +298,7 @@ struct QtSettingsWindow::Parts {
       "The records are then only where they have been delivered to. Off, the scanner keeps them "
       "and delivers them again next time.");
   QComboBox& destination_box = MakeList("Who gets the records");
-  QLineEdit& path_field = *new QLineEdit;
+  QLineEdit& path_field = *new PathField;
   QPushButton& browse_button = MakeButton("&Browse…");
   QCheckBox& append_box =
       MakeBox("&Add to the file instead of replacing it",
@@ -296,13 +352,13 @@ QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
   Group separation("How fields are separated");
   separation.Add("Bet&ween fields:", data_delimiter_box)
       .Add("After each rec&ord:", record_delimiter_box);
+  contents.AlignWith(separation);
   return Column({contents.widget(), separation.widget()});
 }
 
 QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
   Group connected("When the scanner is connected");
   connected.Add(sync_clock_box).Add(auto_sync_box).Add(burst_sync_box).Add(clear_memory_box);
-  path_field.setMinimumWidth(kPathCharacters * path_field.fontMetrics().averageCharWidth());
   Explain(path_field, QStringLiteral("Browse changes it; what is typed here is not used."));
   Group delivery("Where the records go");
   delivery.Add("&Deliver to:", destination_box)
