@@ -27,7 +27,7 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kRoomForFrame(16, 48);  // of the screen, kept for what the desktop puts around us
-constexpr int kPathCharacters = 46;     // that the path field shows where there is room
+constexpr int kPathCharacters = 52;     // that the path field shows where there is room
 
 /// The choices: two columns side by side where there is room for them, else one above the other,
 /// and scrolling where even that does not fit.
@@ -49,7 +49,7 @@ class Choices final : public QScrollArea {
     for (QWidget* seeThrough : {viewport(), content}) seeThrough->setAutoFillBackground(false);
   }
 
-  void AddColumn(QWidget* column) { columns_->addWidget(column, 1); }
+  void AddColumn(QWidget* column) { columns_->addWidget(column); }
 
   /// Two columns, whole.
   QSize sizeHint() const override {
@@ -127,6 +127,26 @@ class PathField final : public QLineEdit {
   }
 };
 
+/// A field for a sample line, in the fixed-width face and a little larger than the rest: the marks
+/// for invisible characters are small.
+class SampleField final : public QLineEdit {
+ public:
+  SampleField() { ChooseFace(); }
+
+ protected:
+  bool event(QEvent* event) override {
+    if (event->type() == QEvent::ApplicationFontChange) ChooseFace();
+    return QLineEdit::event(event);
+  }
+
+ private:
+  void ChooseFace() {
+    QFont face = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    face.setPointSizeF(QApplication::font().pointSizeF() + 2);
+    setFont(face);
+  }
+};
+
 /// Escape and the window's own closing button press Cancel.
 class Dialog final : public QDialog {
  public:
@@ -188,12 +208,8 @@ QComboBox& MakeList(const char* explanation) {
 }
 
 QLineEdit& MakeSample() {
-  auto* sample = new QLineEdit;
+  auto* sample = new SampleField;
   sample->setReadOnly(true);
-  // A little larger than the rest: the marks for invisible characters are small.
-  QFont face = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  face.setPointSizeF(QApplication::font().pointSizeF() + 2);
-  sample->setFont(face);
   return *sample;
 }
 

@@ -18,6 +18,8 @@
 #include <QStyle>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
+#include <cmath>
 #include <functional>
 #include <map>
 #include <set>
@@ -540,6 +542,46 @@ TEST_F(SettingsWindow, ALargerFontMakesALargerWindow) {
   EXPECT_GT(window().sizeHint().width(), before);
   Press(Qt::Key_Escape);
   QApplication::setFont(usual);
+}
+
+/// Relative luminance and contrast as the Web Content Accessibility Guidelines 2.1 define them.
+double Luminance(const QColor& colour) {
+  const auto linear = [](double part) {
+    return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+  };
+  return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+         0.0722 * linear(colour.blueF());
+}
+
+double Contrast(const QColor& one, const QColor& other) {
+  const double a = Luminance(one), b = Luminance(other);
+  return (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05);
+}
+
+QPalette DarkPalette() {
+  QPalette dark(QColor(58, 64, 69), QColor(42, 46, 50));
+  dark.setColor(QPalette::Base, QColor(27, 30, 32));
+  return dark;
+}
+
+TEST_F(SettingsWindow, AnEmptyCheckBoxStandsOutInLightAndDark) {
+  const QPalette usual = QApplication::palette();
+  for (const QPalette& palette : {usual, DarkPalette(), usual}) {
+    QApplication::setPalette(palette);
+    Open();
+    auto* box = Find<QCheckBox>("Add to the file instead of replacing it");
+    ASSERT_FALSE(box->isChecked());
+    const QImage picture = window().grab().toImage();
+    const QColor ground = palette.color(QPalette::Window);
+    const QPoint corner = box->mapTo(&window(), QPoint(0, 0)) * picture.devicePixelRatio();
+    double best = 1;
+    for (int x = 0; x < box->style()->pixelMetric(QStyle::PM_IndicatorWidth); ++x) {
+      best = std::max(best,
+                      Contrast(picture.pixelColor(corner + QPoint(x, box->height() / 2)), ground));
+    }
+    EXPECT_GE(best, 3) << ground.name().toStdString();
+    Press(Qt::Key_Escape);
+  }
 }
 
 TEST_F(SettingsWindow, ProgressIsShownBesideTheViewAndHiddenWhenThereIsNone) {
