@@ -8,6 +8,7 @@
 namespace quillet {
 
 SyncController::SyncController(const Platform& platform, const MainWindowControls& controls,
+                               const SettingsWindowControls& settingsControls,
                                std::string dataFolder)
     : barcodeView(controls.barcodeView),
       portList(controls.portList),
@@ -15,12 +16,35 @@ SyncController::SyncController(const Platform& platform, const MainWindowControl
       settings(controls.settings),
       synchronize(controls.synchronize),
       clearview(controls.clearview),
+      progress(controls.progress),
+      settingsWindow(settingsControls.settingsWindow),
+      attachserial(settingsControls.attachserial),
+      attachtimestamp(settingsControls.attachtimestamp),
+      attachtype(settingsControls.attachtype),
+      datadelimiter(settingsControls.datadelimiter),
+      recorddelimiter(settingsControls.recorddelimiter),
+      sn_position(settingsControls.sn_position),
+      dataorder(settingsControls.dataorder),
+      syncclock(settingsControls.syncclock),
+      clearmemory(settingsControls.clearmemory),
+      burstsync(settingsControls.burstsync),
+      autosync(settingsControls.autosync),
+      appenddata(settingsControls.appenddata),
+      nonenglish(settingsControls.nonenglish),
+      destination(settingsControls.destination),
+      filenametextfield(settingsControls.filenametextfield),
+      newfileButton(settingsControls.newfileButton),
+      savewindow(settingsControls.savewindow),
+      cancelwindow(settingsControls.cancelwindow),
+      olderSample(settingsControls.olderSample),
+      series300Sample(settingsControls.series300Sample),
       platform_(platform),
       dataFolder_(std::move(dataFolder)) {
   connectTavo.OnPress([this] { connectButton(); });
   synchronize.OnPress([this] { synchronizeButton(); });
   clearview.OnPress([this] { clearviewButton(); });
   portList.OnSelection([this](std::int32_t position) { selectedPort_ = position; });
+  PrepareSettingsWindow();
 }
 
 void SyncController::Initialize() {

@@ -8,18 +8,22 @@
 #include <string>
 #include <string_view>
 
+#include "app/RunProgress.h"
 #include "device/Lumet.h"
 #include "device/SharedText.h"
 #include "device/ThreadHandle.h"
 #include "device/Word.h"
 #include "output/LumetFile.h"
+#include "output/SampleLine.h"
 #include "output/SettingsImage.h"
 #include "platform/Clock.h"
 #include "platform/Controls.h"
 #include "platform/FileStore.h"
 #include "platform/MainQueue.h"
+#include "platform/Panels.h"
 #include "platform/SerialRegistry.h"
 #include "platform/SystemLog.h"
+#include "platform/Ticker.h"
 #include "platform/Workspace.h"
 
 namespace quillet {
@@ -34,6 +38,8 @@ struct Platform {
   platform::MainQueue& mainQueue;
   platform::SerialRegistry& registry;
   platform::Workspace& workspace;
+  platform::Panels& panels;
+  platform::Ticker& ticker;
 };
 
 /// The controls that the main window gives to the controller. Main thread.
@@ -44,25 +50,58 @@ struct MainWindowControls {
   platform::ToolbarItem& settings;
   platform::ToolbarItem& synchronize;
   platform::ToolbarItem& clearview;
+  platform::ProgressDisplay& progress;
+};
+
+/// The controls that the settings window gives to the controller. The lists are empty: the
+/// controller puts the titles in. Main thread.
+struct SettingsWindowControls {
+  platform::Window& settingsWindow;
+  platform::CheckBox& attachserial;
+  platform::CheckBox& attachtimestamp;
+  platform::CheckBox& attachtype;
+  platform::PopUpList& datadelimiter;
+  platform::PopUpList& recorddelimiter;
+  platform::PopUpList& sn_position;
+  platform::PopUpList& dataorder;
+  platform::CheckBox& syncclock;
+  platform::CheckBox& clearmemory;
+  platform::CheckBox& burstsync;
+  platform::CheckBox& autosync;
+  platform::CheckBox& appenddata;
+  platform::CheckBox& nonenglish;
+  platform::PopUpList& destination;
+  platform::TextField& filenametextfield;
+  platform::PushButton& newfileButton;
+  platform::PushButton& savewindow;
+  platform::PushButton& cancelwindow;
+  platform::TextField& olderSample;      ///< what a line of an older scanner will look like
+  platform::TextField& series300Sample;  ///< and one of the 300 series
 };
 
 /// The hub of the program: owns the scanner session and the file object, watches the serial ports,
 /// connects, runs synchronizations, delivers records, and shows everything in the main window.
 ///
 /// Its operations stand in several files, by subject: app/SyncController.cc (start-up),
-/// app/ConnectionManager.cc, app/PortDiscovery.cc, app/Synchronization.cc, app/MainView.cc and
-/// app/SettingsStore.cc.
+/// app/ConnectionManager.cc, app/PortDiscovery.cc, app/Synchronization.cc, app/Progress.cc,
+/// app/MainView.cc, app/SettingsStore.cc and app/SettingsWindow.cc.
 ///
 /// Threads: user actions and hot-plug news come on the main thread; an attempt to connect runs on
 /// its own thread; the session calls back on its read thread. Every change of a control is queued
 /// onto the main thread in call order, from every thread, the main one included, so the order on
-/// the screen is the order of the calls. A controller is made once and never destroyed, since the
-/// session's read thread and a waiting connection thread may outlive the window.
+/// the screen is the order of the calls. The exceptions are the controls of the settings window and
+/// the progress display: no other thread ever changes them, so the main thread changes and reads
+/// them directly, and what an operation reads of them is what was last set. (Queued, a change could
+/// wait behind a long run's texts while the user already looks at the window.)
+///
+/// A controller is made once and never destroyed, since the session's read thread and a waiting
+/// connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;
 
   SyncController(const Platform& platform, const MainWindowControls& controls,
+                 const SettingsWindowControls& settingsControls,
                  std::string dataFolder = kDataFolder);
   SyncController(const SyncController&) = delete;
   SyncController& operator=(const SyncController&) = delete;
@@ -154,6 +193,28 @@ class SyncController final : public LumetDelegate {
   void SaveSettings();
   void RestoreSettings();
 
+  // --- Settings window (app/SettingsWindow.cc); main thread -------------------------------------
+
+  /// Opens the window and fills it from the settings. Only logs while an attempt to connect or a
+  /// synchronization is running.
+  void settingsButton();
+
+  void destinationChanged();
+
+  /// Fits the path field and the browse button to the selected destination.
+  void ChangeDestinationInformation();
+
+  /// Lets the user choose the file or the application. The choice is in effect at once.
+  void newfileButtonChanged();
+
+  void saveButton();
+  void cancelButton();
+
+  // --- Progress (app/Progress.cc); main thread --------------------------------------------------
+
+  /// Shows how far the run has come; hides that once there is none or the scanner has gone.
+  void ShowProgress(platform::Ticker::Time now);
+
   // --- Fields -----------------------------------------------------------------------------------
 
   platform::SerialRegistry::NotifyPort notifyPort = 0;  // main thread
@@ -166,6 +227,30 @@ class SyncController final : public LumetDelegate {
   platform::ToolbarItem& settings;
   platform::ToolbarItem& synchronize;
   platform::ToolbarItem& clearview;
+  platform::ProgressDisplay& progress;
+
+  platform::Window& settingsWindow;
+  platform::CheckBox& attachserial;
+  platform::CheckBox& attachtimestamp;
+  platform::CheckBox& attachtype;
+  platform::PopUpList& datadelimiter;
+  platform::PopUpList& recorddelimiter;
+  platform::PopUpList& sn_position;
+  platform::PopUpList& dataorder;
+  platform::CheckBox& syncclock;
+  platform::CheckBox& clearmemory;
+  platform::CheckBox& burstsync;
+  platform::CheckBox& autosync;
+  platform::CheckBox& appenddata;
+  platform::CheckBox& nonenglish;
+  platform::PopUpList& destination;
+  platform::TextField& filenametextfield;
+  platform::PushButton& newfileButton;
+  platform::PushButton& savewindow;
+  platform::PushButton& cancelwindow;
+  platform::PushButton* newfile = nullptr;  ///< part of the window's layout; not used
+  platform::TextField& olderSample;
+  platform::TextField& series300Sample;
 
   Lumet* lumet = nullptr;          ///< made by Initialize, never destroyed
   LumetFile* lumetfile = nullptr;  ///< made by Initialize, never destroyed
@@ -197,6 +282,11 @@ class SyncController final : public LumetDelegate {
   bool TryPort(std::int32_t index);
   void GatherForFile(const std::string& record);
   void WriteSyncFile(const std::string* gathered);
+  void PrepareSettingsWindow();
+  void StoreControls(Settings& record) const;
+  void ShowSample();
+  void StartProgress();
+  RunState PresentRunState() const;
 
   Platform platform_;
   const std::string dataFolder_;
@@ -204,6 +294,10 @@ class SyncController final : public LumetDelegate {
   SharedText string_;
   std::atomic<std::int32_t> runsUnderWay_{0};  // a run that never ends stays counted
   Word<std::int32_t> selectedPort_ = 0;        // mirrors the list's selection for other threads
+  Word<bool> runShown_ = false;                // a run has started and not ended
+  RunProgress runProgress_;                    // main thread
+  SampleComposer sample_;                      // main thread
+  bool fillingSettings_ = false;              // main thread
 };
 
 }  // namespace quillet

@@ -32,6 +32,7 @@ void SyncController::DoSynchronization() {
   DisplayText("\r\nSynchronization has started...", true);
   barcodeCount = 0;
   ++runsUnderWay_;
+  StartProgress();
   if (lumet->destination == kFile) {
     delete barcodedata.exchange(new std::string);
     barcodeindex = 0;
@@ -88,6 +89,7 @@ void SyncController::SynchronizeFinished() {
     auto buffer = std::make_unique<std::string>();
     if (barcodedata.compare_exchange_strong(none, buffer.get())) buffer.release();
   }
+  runShown_ = false;
   bIsUnderSynchronization = false;
   if (count == 0) {
     DisplayText("No data to synchronize...", true);

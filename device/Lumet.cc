@@ -8,7 +8,7 @@ namespace quillet {
 using namespace std::chrono_literals;
 
 Lumet::Lumet(platform::SystemLog& log, platform::Clock& clock)
-    : serial(log, clock), log_(log), clock_(clock) {
+    : RecordComposer(log), serial(log, clock), clock_(clock) {
   Log(log_, "-[Lumet init]");
   serial.setDelegate(this);
 }

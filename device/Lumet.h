@@ -9,6 +9,7 @@
 
 #include "device/ByteField.h"
 #include "device/CommandQueue.h"
+#include "device/RecordComposer.h"
 #include "device/SerialPort.h"
 #include "device/Settings.h"
 #include "device/ThreadHandle.h"
@@ -45,7 +46,8 @@ class LumetDelegate {
 /// Its operations stand in several files, by subject: device/Lumet.cc (connection),
 /// device/HandleInputData.cc and device/HandleCommandData.cc (receiving), device/CommandThread.cc
 /// (sending), device/DeviceCommands.cc (identity, mode, clock, erase), download/RecordDownload.cc,
-/// download/RecordFields.cc and download/Composition.cc.
+/// download/RecordFields.cc and download/Composition.cc. Those that only make a line of a record
+/// are declared in device/RecordComposer.h, together with the fields that they use.
 ///
 /// Threads: main and connection thread connect, disconnect and start downloads; the read thread
 /// runs everything that an answer sets off; the command thread sends and waits. They hand over
@@ -55,10 +57,9 @@ class LumetDelegate {
 /// The fields are open, as those of a structure: the controller reads and writes the settings, and
 /// the tests look at the rest. A field that is not a Word, an atomic or a queue belongs to the
 /// thread that its comment names.
-class Lumet final : public Settings, public SerialPortDelegate {
+class Lumet final : public RecordComposer, public SerialPortDelegate {
  public:
   static constexpr std::int32_t kRxBufferSize = 4194304;
-  static constexpr std::int32_t kBarcodeBufferSize = 10240;
   static constexpr std::int32_t kCommandBufferSize = 1024;
 
   Lumet(platform::SystemLog& log, platform::Clock& clock);
@@ -146,20 +147,9 @@ class Lumet final : public Settings, public SerialPortDelegate {
   void SynchronizeBurstData();  ///< formats the records of a burst in RxBuffer. Read thread.
 
   // --- Record fields (download/RecordFields.cc); read thread ------------------------------------
-  // `buffer` is the received data; a position outside it reads as 0.
-
-  using Bytes = std::span<const std::uint8_t>;
 
   std::uint32_t MakeInteger(std::int32_t start, std::int32_t count) const;
   static std::uint32_t MakeOneNumber(const std::uint8_t* fourBytes);
-  void GetBarcodeLength(Bytes buffer);
-  void GetBarcodeData(Bytes buffer);
-  void GetBarcodeTypeEx(Bytes buffer, std::int32_t code, bool before);
-  void AttachSerialNumberEx(Bytes buffer);
-  void AttachTimestampEx(Bytes buffer, std::uint16_t date, std::uint16_t time, bool before);
-  void GetBarcodeType(Bytes buffer);
-  void AttachSerialNumber(Bytes buffer);
-  void AttachTimestamp(Bytes buffer);
 
   /// Stores `length` - 1 bytes of an answer, as many of them as fit, as the field's text.
   template <std::size_t Size>
@@ -176,22 +166,12 @@ class Lumet final : public Settings, public SerialPortDelegate {
   /// Composes the record at BufferOffset in RxBuffer and hands the line to the owner.
   void SynchronizeData();
 
-  /// Composes the record at BufferOffset into BarcodeBuffer, its length in BarcodeBufferOffset.
-  void ComposeRecord(Bytes buffer);
-
-  void GetDataByOrder(Bytes buffer);
-  void GetDataDelimiter();
-  void GetRecordDelimiter(Bytes buffer);
-
   // --- Fields -----------------------------------------------------------------------------------
 
   SerialPort serial;
-  Word<std::int32_t> state = 0;     ///< receive state
-  Word<std::int32_t> writePtr = 0;  ///< bytes received of the present unit
-  std::int32_t totallength = 0;     ///< bytes of the present frame after its 0x03; read thread
-  std::int32_t BufferOffset = 0;   ///< where in RxBuffer the record being formatted is; read thread
-  std::int32_t BarcodeLength = 0;  ///< data bytes of the record being formatted; read thread
-  std::int32_t BarcodeBufferOffset = 0;       ///< bytes composed so far; read thread
+  Word<std::int32_t> state = 0;               ///< receive state
+  Word<std::int32_t> writePtr = 0;            ///< bytes received of the present unit
+  Word<std::int32_t> totallength = 0;         ///< bytes of the present frame or burst
   Word<std::int32_t> SyncEndIndex = 0;        ///< records that the scanner holds
   Word<std::int32_t> SyncStartIndex = 0;      ///< record fetched by the one-record download
   std::int32_t commandLength = 0;             ///< bytes in commandBuf; command thread
@@ -199,13 +179,10 @@ class Lumet final : public Settings, public SerialPortDelegate {
   std::atomic<std::uint8_t> bConnected = 0;   ///< the port is open; 0 ends the command thread
   Word<std::uint8_t> bCommandOn = 0;          ///< part of the session's layout; not used
   Word<std::uint8_t> bCommandDone = 1;        ///< no command waits for its answer
-  Word<std::uint8_t> bTavo300 = 0;            ///< the scanner uses the 300-series layout
   std::uint8_t RxBuffer[kRxBufferSize] = {};  ///< the present answer or frame; read thread
-  std::uint8_t commandBuf[kCommandBufferSize] = {};     ///< the command being sent; command thread
-  std::uint8_t BarcodeBuffer[kBarcodeBufferSize] = {};  ///< the line being composed; read thread
+  std::uint8_t commandBuf[kCommandBufferSize] = {};  ///< the command being sent; command thread
   CommandQueue cmdArray;
   ThreadHandle commandThread;
-  SerialNumberField SerialNo{"0000000000"};
   ByteField<11> FWVersion{"0.00.00000"};
   ByteField<33> AssetNumber;
 
@@ -219,10 +196,7 @@ class Lumet final : public Settings, public SerialPortDelegate {
   void TakeCommand();
   void ConsumeHead();
   void DeliverAnswer();
-  void Append(std::uint8_t byte);
-  void AppendText(std::string_view text);
 
-  platform::SystemLog& log_;
   platform::Clock& clock_;
   std::atomic<LumetDelegate*> delegate_{nullptr};
   std::optional<CommandQueue::Entry> head_;  // the entry being served; command thread

@@ -43,13 +43,11 @@ constexpr std::array<std::array<OrderedField, 3>, 6> kOrders = {{
 
 void Lumet::SynchronizeData() {
   ComposeRecord(RxBuffer);
-  DecodeRecordText(
-      {reinterpret_cast<const char*>(BarcodeBuffer), static_cast<std::size_t>(BarcodeBufferOffset)},
-      record_);
+  DecodeRecordText(ComposedLine(), record_);
   if (LumetDelegate* owner = delegate()) owner->DisplayBarcode(record_);
 }
 
-void Lumet::ComposeRecord(Bytes buffer) {
+void RecordComposer::ComposeRecord(Bytes buffer) {
   BarcodeBufferOffset = 0;
   GetBarcodeLength(buffer);
   if (sn_position == 0) AttachSerialNumberEx(buffer);
@@ -59,7 +57,7 @@ void Lumet::ComposeRecord(Bytes buffer) {
   BarcodeBuffer[BarcodeBufferOffset] = 0;
 }
 
-void Lumet::GetDataByOrder(Bytes buffer) {
+void RecordComposer::GetDataByOrder(Bytes buffer) {
   std::int32_t code = ByteAt(buffer, BufferOffset) & kCodeMask;
   BufferOffset += 1;
   if (!bTavo300) code = RemapOlderCode(code);
@@ -82,13 +80,13 @@ void Lumet::GetDataByOrder(Bytes buffer) {
   }
 }
 
-void Lumet::GetDataDelimiter() {
+void RecordComposer::GetDataDelimiter() {
   for (const char character : Choice(kDataDelimiters, datadelimiter)) {
     Append(static_cast<std::uint8_t>(character));
   }
 }
 
-void Lumet::GetRecordDelimiter(Bytes) {
+void RecordComposer::GetRecordDelimiter(Bytes) {
   for (const char character : Choice(kRecordDelimiters, recorddelimiter)) {
     Append(static_cast<std::uint8_t>(character));
   }

@@ -62,12 +62,12 @@ constexpr std::size_t kScanTimeSize = 32;
 }  // namespace
 
 // Appends one byte to the line; the last place is kept for the NUL.
-void Lumet::Append(std::uint8_t byte) {
+void RecordComposer::Append(std::uint8_t byte) {
   if (BarcodeBufferOffset < kBarcodeBufferSize - 1) BarcodeBuffer[BarcodeBufferOffset++] = byte;
 }
 
 // Appends a text and a NUL, which the next append overwrites.
-void Lumet::AppendText(std::string_view text) {
+void RecordComposer::AppendText(std::string_view text) {
   const auto room = static_cast<std::size_t>(kBarcodeBufferSize - 1 - BarcodeBufferOffset);
   const std::size_t count = std::min(text.size(), room);
   std::memcpy(BarcodeBuffer + BarcodeBufferOffset, text.data(), count);
@@ -86,7 +86,7 @@ std::uint32_t Lumet::MakeOneNumber(const std::uint8_t* p) {
          static_cast<std::uint32_t>(p[2]) << 8 | static_cast<std::uint32_t>(p[3]);
 }
 
-void Lumet::GetBarcodeLength(Bytes buffer) {
+void RecordComposer::GetBarcodeLength(Bytes buffer) {
   if (bTavo300) {
     BarcodeLength = TwoBytesAt(buffer, BufferOffset) - 7;
     BufferOffset += 2;
@@ -96,7 +96,7 @@ void Lumet::GetBarcodeLength(Bytes buffer) {
   }
 }
 
-void Lumet::GetBarcodeData(Bytes buffer) {
+void RecordComposer::GetBarcodeData(Bytes buffer) {
   if (BarcodeLength <= 0) return;
   const std::int32_t room = kBarcodeBufferSize - kRoomForOtherFields - BarcodeBufferOffset;
   const std::int32_t held = static_cast<std::int32_t>(buffer.size()) - BufferOffset;
@@ -109,7 +109,7 @@ void Lumet::GetBarcodeData(Bytes buffer) {
   BufferOffset += BarcodeLength;
 }
 
-void Lumet::GetBarcodeTypeEx(Bytes, std::int32_t code, bool before) {
+void RecordComposer::GetBarcodeTypeEx(Bytes, std::int32_t code, bool before) {
   Log(log_, "-[Lumet GetBarcodeTypeEx:::]", ":", Hex{static_cast<std::uint32_t>(code)});
   if (!bAttachType) return;
   if (before) GetDataDelimiter();
@@ -117,14 +117,14 @@ void Lumet::GetBarcodeTypeEx(Bytes, std::int32_t code, bool before) {
   if (!before) GetDataDelimiter();
 }
 
-void Lumet::AttachSerialNumberEx(Bytes) {
+void RecordComposer::AttachSerialNumberEx(Bytes) {
   if (!bAttachSerial) return;
   if (sn_position == 1) GetDataDelimiter();
   AppendText(SerialNo.TextFrom(kHiddenSerialCharacters));
   if (sn_position == 0) GetDataDelimiter();
 }
 
-void Lumet::AttachTimestampEx(Bytes, std::uint16_t date, std::uint16_t time, bool before) {
+void RecordComposer::AttachTimestampEx(Bytes, std::uint16_t date, std::uint16_t time, bool before) {
   if (!bAttachTimestamp) return;
   if (before) GetDataDelimiter();
   char text[kScanTimeSize];
@@ -132,7 +132,7 @@ void Lumet::AttachTimestampEx(Bytes, std::uint16_t date, std::uint16_t time, boo
   if (!before) GetDataDelimiter();
 }
 
-void Lumet::GetBarcodeType(Bytes buffer) {
+void RecordComposer::GetBarcodeType(Bytes buffer) {
   const std::uint8_t symbology = ByteAt(buffer, BufferOffset);
   BufferOffset += 1;
   if (!bAttachType) return;
@@ -143,11 +143,11 @@ void Lumet::GetBarcodeType(Bytes buffer) {
   GetDataDelimiter();
 }
 
-void Lumet::AttachSerialNumber(Bytes) {
+void RecordComposer::AttachSerialNumber(Bytes) {
   AppendText(SerialNo.TextFrom(0));
 }
 
-void Lumet::AttachTimestamp(Bytes buffer) {
+void RecordComposer::AttachTimestamp(Bytes buffer) {
   GetDataDelimiter();
   const std::uint16_t date = TwoBytesAt(buffer, BufferOffset);
   const std::uint16_t time = TwoBytesAt(buffer, BufferOffset + 2);

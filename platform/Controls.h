@@ -62,6 +62,50 @@ class ToolbarItem {
   virtual void OnPress(std::function<void()> action) = 0;
 };
 
+/// A box that is on or off.
+class CheckBox {
+ public:
+  virtual ~CheckBox() = default;
+
+  virtual bool IsOn() const = 0;
+  virtual void SetOn(bool on) = 0;
+
+  /// Sets what is called whenever the box has changed, by the user or by SetOn.
+  virtual void OnChange(std::function<void()> action) = 0;
+};
+
+/// A field with one line of text. It cannot be read: what is typed into it has no effect.
+class TextField {
+ public:
+  virtual ~TextField() = default;
+
+  virtual void SetText(std::string_view text) = 0;
+  virtual void SetEditable(bool editable) = 0;
+};
+
+class PushButton {
+ public:
+  virtual ~PushButton() = default;
+
+  virtual void SetEnabled(bool enabled) = 0;
+
+  /// Sets what is called when the user presses the button.
+  virtual void OnPress(std::function<void()> action) = 0;
+};
+
+/// How far something has come, shown beside the main view and never in it.
+class ProgressDisplay {
+ public:
+  virtual ~ProgressDisplay() = default;
+
+  /// @param text      what is going on, in a few words
+  /// @param fraction  how much of it is done, 0 to 1; a negative one when that is not known
+  virtual void Show(std::string_view text, double fraction) = 0;
+
+  /// Shows nothing. Nothing is what it shows at first.
+  virtual void Hide() = 0;
+};
+
 /// A window. It exists, hidden or shown, as long as the program runs.
 class Window {
  public:
@@ -71,6 +115,16 @@ class Window {
 
   /// Sets what is called once when the user, or the desktop, closes the window.
   virtual void OnClose(std::function<void()> action) = 0;
+
+  /// Shows the window in front of the program's others, without asking for the keyboard. (Some
+  /// desktops give it to every window that appears.)
+  virtual void OrderFront() = 0;
+
+  /// Shows the window in front and gives it the keyboard.
+  virtual void MakeKeyAndOrderFront() = 0;
+
+  /// Takes the window off the screen. That is not reported through OnClose.
+  virtual void Close() = 0;
 };
 
 }  // namespace quillet::platform

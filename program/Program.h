@@ -11,6 +11,9 @@
 #include "platform/posix/SyslogLog.h"
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
+#include "platform/qt/QtPanels.h"
+#include "platform/qt/QtSettingsWindow.h"
+#include "platform/qt/QtTicker.h"
 #include "platform/qt/QtWorkspace.h"
 
 namespace quillet {
@@ -38,6 +41,8 @@ class Program {
   platform::qt::QtMainWindow& window() { return window_; }
 
  private:
+  SettingsWindowControls SettingsControls();
+
   int argc_ = 1;
   char* argv_[2];
   const std::string dataFolder_;
@@ -47,7 +52,10 @@ class Program {
   QApplication application_;
   platform::qt::QtMainQueue mainQueue_;
   platform::qt::QtMainWindow window_;
+  platform::qt::QtSettingsWindow settingsWindow_;
   platform::qt::QtWorkspace workspace_;
+  platform::qt::QtPanels panels_;
+  platform::qt::QtTicker ticker_;
   QuilletAppDelegate delegate_;
   SyncController* controller_ = nullptr;
 };

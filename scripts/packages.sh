@@ -4,6 +4,7 @@ build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libude
 display_packages="xvfb xauth fonts-dejavu-core"
 test_packages="libgtest-dev libgmock-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox
   at-spi2-core gir1.2-atspi-2.0 python3 python3-gi dbus bubblewrap x11-utils imagemagick"
+picture_packages="xdotool openbox imagemagick bubblewrap"
 check_packages="clang clang-format libclang-rt-14-dev"
 
 # Sees to it that the named packages are installed. Where this user may install none, it prints the

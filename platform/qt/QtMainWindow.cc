@@ -9,6 +9,7 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QProgressBar>
 #include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
@@ -18,6 +19,7 @@
 
 #include "platform/qt/NamedListAccessible.h"
 #include "platform/qt/PaletteIcon.h"
+#include "platform/qt/QtFormControls.h"
 #include "platform/qt/QtPopUpList.h"
 #include "platform/qt/QtTextView.h"
 #include "platform/qt/QtToolbarItem.h"
@@ -37,6 +39,7 @@ namespace {
 constexpr QSize kUsualSize(900, 600);
 constexpr QSize kRoomForFrame(16, 48);  // of the screen, kept for what the desktop puts around us
 constexpr int kIconSize = 24;
+constexpr int kProgressWidth = 180;
 constexpr int kPortCharacters = 16;  // the port list's least width; it shows longer names whole
 
 using Keys = QList<QKeySequence>;
@@ -63,6 +66,8 @@ struct QtMainWindow::Parts {
   QMainWindow frame;
   RecordView& record_view = *new RecordView;
   QComboBox& port_box = *new QComboBox;
+  QLabel& progress_label = *new QLabel;
+  QProgressBar& progress_bar = *new QProgressBar;
   QAction& connect_action = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_K)});
   QAction& synchronize_action =
       MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)});
@@ -85,6 +90,7 @@ struct QtMainWindow::Parts {
   QtToolbarItem clear_item{clear_action,
                            {{QStringLiteral("Clear"), NamedIcon("clear"),
                              QStringLiteral("Clear the messages and records below")}}};
+  QtProgressDisplay progress{progress_label, progress_bar};
   QtWindow window{frame};
 
   void MakeView();
@@ -92,6 +98,7 @@ struct QtMainWindow::Parts {
   QWidget* MakeButton(QAction& action, const QtToolbarItem& item);
   void MakeToolbar();
   void MakeMenus();
+  void MakeProgress();
   void ChooseSize();
 };
 
@@ -172,6 +179,24 @@ void QtMainWindow::Parts::MakeMenus() {
   edit->addAction(&clear_action);
 }
 
+/// The strip below the view. It keeps its height while it is empty, so that nothing moves.
+void QtMainWindow::Parts::MakeProgress() {
+  progress_label.setAccessibleName(QStringLiteral("Progress"));
+  progress_label.setContentsMargins(8, 0, 0, 0);
+  // A text that is wider than the window is cut, and does not hold the window open.
+  progress_label.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  progress_bar.setAccessibleName(QStringLiteral("Progress"));
+  progress_bar.setFixedWidth(kProgressWidth);
+  QStatusBar& strip = *frame.statusBar();
+  strip.setSizeGripEnabled(false);
+  strip.setMinimumHeight(
+      qMax(progress_bar.sizeHint().height(), progress_label.sizeHint().height()) + 8);
+  strip.setContentsMargins(0, 0, 8, 0);
+  strip.addWidget(&progress_label, 1);
+  strip.addPermanentWidget(&progress_bar);
+  progress.Hide();
+}
+
 void QtMainWindow::Parts::ChooseSize() {
   const QSize room = frame.screen()->availableSize() - kRoomForFrame;
   frame.resize(kUsualSize.boundedTo(room));
@@ -183,7 +208,7 @@ QtMainWindow::QtMainWindow() : parts_((InitializeIcons(), std::make_unique<Parts
   parts_->MakeView();
   parts_->MakeToolbar();
   parts_->MakeMenus();
-  statusArea().setSizeGripEnabled(false);
+  parts_->MakeProgress();
   parts_->ChooseSize();
 }
 
@@ -213,14 +238,14 @@ ToolbarItem& QtMainWindow::settingsItem() {
 ToolbarItem& QtMainWindow::clearItem() {
   return parts_->clear_item;
 }
+ProgressDisplay& QtMainWindow::progress() {
+  return parts_->progress;
+}
 Window& QtMainWindow::window() {
   return parts_->window;
 }
 QWidget& QtMainWindow::widget() {
   return parts_->frame;
-}
-QStatusBar& QtMainWindow::statusArea() {
-  return *parts_->frame.statusBar();
 }
 
 }  // namespace quillet::platform::qt

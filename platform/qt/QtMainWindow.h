@@ -6,14 +6,13 @@
 #include "platform/qt/QtTextView.h"
 
 class QMainWindow;
-class QStatusBar;
 class QWidget;
 
 namespace quillet::platform::qt {
 
 /// The main window: a toolbar with Connect, Synchronize, the list of ports, Settings and Clear, a
-/// menu with the same and their keys, and the view of messages and records. It holds no behaviour:
-/// whoever makes it sets what the controls do.
+/// menu with the same and their keys, the view of messages and records, and below it how far a run
+/// has come. It holds no behaviour: whoever makes it sets what the controls do.
 ///
 /// Main thread only. Needs a QApplication, which it must not outlive if it is destroyed at all.
 /// Closing it ends the application's main loop, since it is the only window of its own (a window
@@ -35,13 +34,11 @@ class QtMainWindow {
   ToolbarItem& synchronizeItem();
   ToolbarItem& settingsItem();
   ToolbarItem& clearItem();
+  ProgressDisplay& progress();
   Window& window();
 
   /// The window itself: the parent for further windows.
   QWidget& widget();
-
-  /// The strip below the view; empty.
-  QStatusBar& statusArea();
 
  private:
   struct Parts;

@@ -22,6 +22,21 @@ void QtWindow::OnClose(std::function<void()> action) {
   action_ = std::move(action);
 }
 
+void QtWindow::OrderFront() {
+  widget_.setWindowState(widget_.windowState() & ~Qt::WindowMinimized);
+  widget_.show();
+  widget_.raise();
+}
+
+void QtWindow::MakeKeyAndOrderFront() {
+  OrderFront();
+  widget_.activateWindow();
+}
+
+void QtWindow::Close() {
+  widget_.hide();
+}
+
 bool QtWindow::eventFilter(QObject* watched, QEvent* event) {
   if (watched == &widget_ && event->type() == QEvent::Close && !std::exchange(closed_, true)) {
     if (action_) action_();

@@ -23,6 +23,10 @@ class QtWindow final : public QObject, public Window {
   /// The action runs while the window is still there, before it disappears.
   void OnClose(std::function<void()> action) override;
 
+  void OrderFront() override;
+  void MakeKeyAndOrderFront() override;
+  void Close() override;
+
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
 

@@ -14,8 +14,8 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr qreal kMargin = 10;      // between the view's edge and its text, in pixels
-constexpr qreal kTabColumns = 12;  // a tab stop's distance, in characters: dates, times and the
-                                   // names of most symbologies stand in columns
+constexpr qreal kTabColumns = 16;  // a tab stop's distance, in characters: most symbologies' names
+                                   // and the common codes stand in columns, and so do times
 constexpr qreal kLarger = 1;       // than the desktop's general face, in points
 
 }  // namespace

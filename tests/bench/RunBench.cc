@@ -24,6 +24,7 @@
 #include "simulator/RecordGenerator.h"
 #include "simulator/Simulator.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/FakeSettingsWindow.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -124,14 +125,19 @@ class Bench {
   test::FakeMainQueue& queue_ = *new test::FakeMainQueue;
   test::FakeRegistry& registry_ = *new test::FakeRegistry;
   test::FakeWorkspace& workspace_ = *new test::FakeWorkspace;
+  test::FakePanels& panels_ = *new test::FakePanels;
+  test::FakeTicker& ticker_ = *new test::FakeTicker;
+  test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
+  test::FakeSettingsWindow& choices_ = *new test::FakeSettingsWindow;
   test::FakeTextView& view_ = *new test::FakeTextView;
   test::FakePopUpList& ports_ = *new test::FakePopUpList;
   test::FakeToolbarItem& item_ = *new test::FakeToolbarItem("");
   test::FakeWindow& window_ = *new test::FakeWindow;
   QuilletAppDelegate& application_ = *new QuilletAppDelegate(log_, queue_);
   SyncController& controller_ = *new SyncController(
-      Platform{log_, clock_, files_, queue_, registry_, workspace_},
-      MainWindowControls{view_, ports_, item_, item_, item_, item_}, folder_ / "QuilletData");
+      Platform{log_, clock_, files_, queue_, registry_, workspace_, panels_, ticker_},
+      MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_}, choices_.Controls(),
+      folder_ / "QuilletData");
   simulator::Simulator* scanner_ = nullptr;
 };
 

@@ -9,6 +9,7 @@
 #include "app/SyncController.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/FakeSettingsWindow.h"
 #include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
@@ -77,18 +78,23 @@ class AppFixture : public ::testing::Test {
   FakeMainQueue& mainQueue = Immortal<FakeMainQueue>();
   FakeRegistry& registry = Immortal<FakeRegistry>();
   FakeWorkspace& workspace = Immortal<FakeWorkspace>();
+  FakePanels& panels = Immortal<FakePanels>();
+  FakeTicker& ticker = Immortal<FakeTicker>();
   FakeTextView& view = Immortal<FakeTextView>();
   FakePopUpList& ports = Immortal<FakePopUpList>();
   FakeToolbarItem& connect = Immortal<FakeToolbarItem>("Connect");
   FakeToolbarItem& synchronize = Immortal<FakeToolbarItem>("Synchronize");
   FakeToolbarItem& settings = Immortal<FakeToolbarItem>("Settings");
   FakeToolbarItem& clear = Immortal<FakeToolbarItem>("Clear");
+  FakeProgressDisplay& progress = Immortal<FakeProgressDisplay>();
+  FakeSettingsWindow& choices = Immortal<FakeSettingsWindow>();
   FakeWindow& window = Immortal<FakeWindow>();
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
   SyncController& controller = Immortal<SyncController>(
-      Platform{log, clock, files, mainQueue, registry, workspace},
-      MainWindowControls{view, ports, connect, settings, synchronize, clear}, dataFolder);
+      Platform{log, clock, files, mainQueue, registry, workspace, panels, ticker},
+      MainWindowControls{view, ports, connect, settings, synchronize, clear, progress},
+      choices.Controls(), dataFolder);
 
  private:
   // Attempts that have come past the point where they say that they are connecting.

@@ -1,15 +1,19 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/Controls.h"
 #include "platform/MainQueue.h"
+#include "platform/Panels.h"
 #include "platform/SerialRegistry.h"
+#include "platform/Ticker.h"
 #include "platform/Workspace.h"
 
 namespace quillet::test {
@@ -111,12 +115,118 @@ class FakeWindow final : public platform::Window {
  public:
   void SetTitle(std::string_view title) override { title_ = title; }
   void OnClose(std::function<void()> action) override { close_ = std::move(action); }
-  void Close() { close_(); }
+  void OrderFront() override { doings_.emplace_back("front"); }
+  void MakeKeyAndOrderFront() override { doings_.emplace_back("key"); }
+  void Close() override { doings_.emplace_back("close"); }
+  void CloseByUser() { close_(); }
   const std::string& title() const { return title_; }
 
+  /// "front", "key" and "close" in the order in which they were asked for.
+  const std::vector<std::string>& doings() const { return doings_; }
+  bool IsShown() const { return !doings_.empty() && doings_.back() != "close"; }
+
  private:
+  std::vector<std::string> doings_;
   std::string title_;
   std::function<void()> close_;
+};
+
+class FakeCheckBox final : public platform::CheckBox {
+ public:
+  bool IsOn() const override { return on_; }
+  void SetOn(bool on) override {
+    if (on_ == on) return;
+    on_ = on;
+    if (action_) action_();
+  }
+  void OnChange(std::function<void()> action) override { action_ = std::move(action); }
+
+ private:
+  bool on_ = false;
+  std::function<void()> action_;
+};
+
+class FakeTextField final : public platform::TextField {
+ public:
+  void SetText(std::string_view text) override { text_ = text; }
+  void SetEditable(bool editable) override { editable_ = editable; }
+  void Type(std::string_view text) { text_ = text; }
+  const std::string& text() const { return text_; }
+  bool editable() const { return editable_; }
+
+ private:
+  std::string text_;
+  bool editable_ = true;
+};
+
+class FakePushButton final : public platform::PushButton {
+ public:
+  void SetEnabled(bool enabled) override { enabled_ = enabled; }
+  void OnPress(std::function<void()> action) override { action_ = std::move(action); }
+  void Press() {
+    if (enabled_ && action_) action_();
+  }
+  bool enabled() const { return enabled_; }
+
+ private:
+  bool enabled_ = true;
+  std::function<void()> action_;
+};
+
+class FakeProgressDisplay final : public platform::ProgressDisplay {
+ public:
+  void Show(std::string_view text, double fraction) override {
+    text_ = text;
+    fraction_ = fraction;
+  }
+  void Hide() override { Show("", 0); }
+  const std::string& text() const { return text_; }
+  double fraction() const { return fraction_; }
+
+ private:
+  std::string text_;
+  double fraction_ = 0;
+};
+
+/// Panels that end at once with the answer that the test has laid down.
+class FakePanels final : public platform::Panels {
+ public:
+  std::optional<std::string> RunSavePanel(const std::string& folder,
+                                          const std::string& name) override {
+    runs_.push_back("save|" + folder + "|" + name);
+    return answer;
+  }
+  std::optional<std::string> RunOpenPanel(const std::string& folder,
+                                          const std::string& name) override {
+    runs_.push_back("open|" + folder + "|" + name);
+    return answer;
+  }
+
+  /// Each panel that was run: its kind, folder and proposed name.
+  const std::vector<std::string>& runs() const { return runs_; }
+
+  std::optional<std::string> answer;
+
+ private:
+  std::vector<std::string> runs_;
+};
+
+/// A ticker that ticks when the test says so.
+class FakeTicker final : public platform::Ticker {
+ public:
+  void Start(std::chrono::milliseconds, std::function<void(Time)> action) override {
+    action_ = std::move(action);
+  }
+  void Stop() override { action_ = nullptr; }
+  void Tick(Time passed) {
+    now_ += passed;
+    if (const auto action = action_) action(now_);
+  }
+  bool IsRunning() const { return action_ != nullptr; }
+
+ private:
+  Time now_{1000};
+  std::function<void(Time)> action_;
 };
 
 class FakeWorkspace final : public platform::Workspace {

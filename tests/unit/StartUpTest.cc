@@ -33,7 +33,7 @@ TEST_F(StartUpTest, ClosingTheWindowStopsTheNotificationsAndThenDisconnects) {
   Launch();
   BecomeConnected();
   log.Clear();
-  window.Close();
+  window.CloseByUser();
   mainQueue.RunAll();
   const auto lines = log.lines();
   ASSERT_GE(lines.size(), 3U);
@@ -49,7 +49,7 @@ TEST_F(StartUpTest, ClosingTheWindowStopsTheNotificationsAndThenDisconnects) {
 
 TEST_F(StartUpTest, ClosingTheWindowDisconnectsEvenWhenNoScannerEverWas) {
   Launch();
-  window.Close();
+  window.CloseByUser();
   EXPECT_TRUE(View().ends_with("Disconnected from Tavo[000000]|"));
   EXPECT_EQ(controller.lumet->serial.bIsClosed, 1);
 }

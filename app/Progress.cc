@@ -1,0 +1,56 @@
+#include "app/SyncController.h"
+#include "device/ReceiveState.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kProgressPeriod = 150ms;
+
+}  // namespace
+
+// Only the main thread shows progress; the threads of the run leave their numbers behind in atomic
+// words and never wait for it.
+void SyncController::StartProgress() {
+  runShown_ = true;
+  OnMainThread([this] {
+    runProgress_ = RunProgress();
+    platform_.ticker.Start(kProgressPeriod,
+                           [this](platform::Ticker::Time now) { ShowProgress(now); });
+  });
+}
+
+void SyncController::ShowProgress(platform::Ticker::Time now) {
+  if (!runShown_ || !bIsConnected) {
+    platform_.ticker.Stop();
+    progress.Hide();
+    return;
+  }
+  const RunProgress::Shown shown = runProgress_.Look(now, PresentRunState());
+  progress.Show(shown.text, shown.fraction);
+}
+
+RunState SyncController::PresentRunState() const {
+  RunState run;
+  run.records = barcodeCount;
+  const std::int32_t command = lumet->commandType;
+  if (command == 'p') {
+    run.phase = RunState::Phase::kRecords;
+    run.expected = lumet->SyncEndIndex;
+  } else if (command == 'P') {
+    run.phase = RunState::Phase::kBurst;
+    run.expected = lumet->SyncEndIndex;
+    // Within the body the length has been announced. Once it has all come and is being taken
+    // apart the state is still this one.
+    if (lumet->state == kBurstBody) {
+      run.announced = lumet->totallength;
+      run.bytes = lumet->writePtr;
+    }
+  } else if (run.records > 0) {
+    run.phase = RunState::Phase::kClosing;
+  }
+  return run;
+}
+
+}  // namespace quillet

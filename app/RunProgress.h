@@ -1,0 +1,59 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <string>
+
+namespace quillet {
+
+/// What can be seen of a run at one moment.
+struct RunState {
+  enum class Phase {
+    kPreparing,  ///< the scanner has not yet been asked for records
+    kRecords,    ///< they come one by one
+    kBurst,      ///< they come in one transfer and are taken apart at its end
+    kClosing,    ///< they have all come
+  };
+  Phase phase = Phase::kPreparing;
+  std::int32_t records = 0;    ///< records that have been delivered
+  std::int32_t expected = 0;   ///< records that the scanner holds
+  std::int32_t bytes = 0;      ///< of a burst, received
+  std::int32_t announced = 0;  ///< of a burst, to come in all; 0 while that is not known
+
+  bool operator==(const RunState&) const = default;
+};
+
+/// Turns what is seen of a run, several times a second, into what is shown of it: how much has
+/// come, how fast it comes, and how long the rest will take. One object per run.
+class RunProgress {
+ public:
+  using Time = std::chrono::milliseconds;
+
+  struct Shown {
+    std::string text;
+    double fraction = -1;  ///< 0 to 1, negative when not known
+
+    bool operator==(const Shown&) const = default;
+  };
+
+  /// @param now  a clock that never goes back
+  Shown Look(Time now, const RunState& state);
+
+ private:
+  struct Sample {
+    Time time;
+    double position;
+  };
+
+  Shown Describe(Time now, const RunState& state);
+  std::string Pace(const RunState& state, double remaining) const;
+  double Rate() const;
+  void Remember(Time now, double position);
+
+  RunState seen_;
+  Time lastChange_{-1};
+  std::deque<Sample> samples_;  // of the last seconds
+};
+
+}  // namespace quillet

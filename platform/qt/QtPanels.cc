@@ -1,0 +1,62 @@
+#include "platform/qt/QtPanels.h"
+
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include "platform/qt/Text.h"
+
+namespace quillet::platform::qt {
+namespace {
+
+using Location = QStandardPaths::StandardLocation;
+
+/// The folder, or where the desktop keeps such things instead: the last of its places that exists,
+/// which is the one that all users share.
+QString Existing(const std::string& folder, const std::initializer_list<Location>& instead) {
+  const QString wanted = ToQString(folder);
+  if (QFileInfo(wanted).isDir()) return wanted;
+  for (const Location location : instead) {
+    const QStringList places = QStandardPaths::standardLocations(location);
+    for (auto place = places.rbegin(); place != places.rend(); ++place) {
+      if (QFileInfo(*place).isDir()) return *place;
+    }
+  }
+  return QDir::homePath();
+}
+
+std::optional<std::string> Run(QFileDialog& panel) {
+  if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty()) return std::nullopt;
+  return QDir::cleanPath(panel.selectedFiles().constFirst()).toStdString();
+}
+
+}  // namespace
+
+std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
+                                                  const std::string& name) {
+  QFileDialog panel(&parent_, QStringLiteral("Choose the File for the Records"));
+  panel.setAcceptMode(QFileDialog::AcceptSave);
+  panel.setFileMode(QFileDialog::AnyFile);
+  panel.setLabelText(QFileDialog::Accept, QStringLiteral("Choose"));
+  // Nothing is written now, and a file may be meant to grow.
+  panel.setOption(QFileDialog::DontConfirmOverwrite);
+  panel.setDirectory(Existing(folder, {QStandardPaths::DocumentsLocation}));
+  panel.selectFile(ToQString(name));
+  return Run(panel);
+}
+
+std::optional<std::string> QtPanels::RunOpenPanel(const std::string& folder,
+                                                  const std::string& name) {
+  QFileDialog panel(&parent_, QStringLiteral("Choose the Application for the Records"));
+  panel.setAcceptMode(QFileDialog::AcceptOpen);
+  panel.setFileMode(QFileDialog::ExistingFile);
+  panel.setLabelText(QFileDialog::Accept, QStringLiteral("Choose"));
+  const QDir start(
+      Existing(folder, {QStandardPaths::ApplicationsLocation, QStandardPaths::DocumentsLocation}));
+  panel.setDirectory(start);
+  if (start.exists(ToQString(name))) panel.selectFile(ToQString(name));
+  return Run(panel);
+}
+
+}  // namespace quillet::platform::qt

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/Panels.h"
+
+class QFileDialog;
+class QString;
+class QWidget;
+
+namespace quillet::platform::qt {
+
+/// The desktop's file dialogs; where the desktop has none, Qt's own. Main thread only.
+class QtPanels final : public Panels {
+ public:
+  /// @param parent  the window in front of which the panels appear; it outlives this object
+  explicit QtPanels(QWidget& parent) : parent_(parent) {}
+
+  std::optional<std::string> RunSavePanel(const std::string& folder,
+                                          const std::string& name) override;
+  std::optional<std::string> RunOpenPanel(const std::string& folder,
+                                          const std::string& name) override;
+
+ private:
+  QWidget& parent_;
+};
+
+}  // namespace quillet::platform::qt

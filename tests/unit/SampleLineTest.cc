@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include "output/Choices.h"
+#include "output/SampleLine.h"
+
+namespace quillet {
+namespace {
+
+TEST(SampleLineTest, InvisibleCharactersAreSpelledVisibly) {
+  EXPECT_EQ(VisibleSpelling("a\tb c\r\n"), "a→b␣c⏎");
+  EXPECT_EQ(VisibleSpelling("\n\r\n\r"), "␊⏎␍");
+  EXPECT_EQ(VisibleSpelling("é,;[]"), "é,;[]");
+  EXPECT_EQ(VisibleSpelling(""), "");
+}
+
+TEST(SampleLineTest, TheSampleIsARecordWithEveryField) {
+  SampleComposer sample;
+  sample.bAttachType = sample.bAttachSerial = sample.bAttachTimestamp = 1;
+  EXPECT_EQ(sample.Line(false), "EAN 13;9780306406157;[2026/11/16:14:07:09];005771\r\n");
+  EXPECT_EQ(sample.Line(true), "EAN-13;9780306406157;[2026/11/16:14:07:09];005771\r\n");
+  EXPECT_EQ(sample.Line(false), "EAN 13;9780306406157;[2026/11/16:14:07:09];005771\r\n");
+}
+
+TEST(SampleLineTest, EachDelimiterIsShownInItsTitleAsInTheSample) {
+  SampleComposer sample;
+  sample.bAttachType = 1;
+  sample.sn_position = 2;
+  for (std::int32_t i = 1; i < 5; ++i) {
+    sample.datadelimiter = i;
+    sample.recorddelimiter = 0;
+    const std::string fields = VisibleSpelling(sample.Line(true));
+    const std::string between = fields.substr(6, fields.size() - 6 - 13);
+    EXPECT_TRUE(DataDelimiterTitles()[static_cast<std::size_t>(i)].ends_with("  " + between)) << i;
+    sample.recorddelimiter = i;
+    const std::string end = VisibleSpelling(sample.Line(true)).substr(fields.size());
+    EXPECT_TRUE(RecordDelimiterTitles()[static_cast<std::size_t>(i)].ends_with("  " + end)) << i;
+  }
+}
+
+TEST(SampleLineTest, EachOrderIsSpelledInItsTitle) {
+  SampleComposer sample;
+  sample.bAttachType = sample.bAttachTimestamp = 1;
+  sample.recorddelimiter = 0;
+  for (std::int32_t i = 0; i < 6; ++i) {
+    sample.dataorder = i;
+    const std::string line = sample.Line(true);
+    std::vector<std::pair<std::size_t, std::string>> fields = {{line.find("EAN-13"), "Symbology"},
+                                                               {line.find("978030"), "Data"},
+                                                               {line.find("[2026"), "Time"}};
+    std::sort(fields.begin(), fields.end());
+    EXPECT_EQ(OrderTitles()[static_cast<std::size_t>(i)],
+              fields[0].second + ", " + fields[1].second + ", " + fields[2].second);
+  }
+}
+
+TEST(SampleLineTest, NoTwoTitlesOfAListAreTheSame) {
+  for (const auto titles : {DataDelimiterTitles(), RecordDelimiterTitles(), SerialPositionTitles(),
+                            OrderTitles(), DestinationTitles()}) {
+    EXPECT_EQ(std::set<std::string_view>(titles.begin(), titles.end()).size(), titles.size());
+  }
+}
+
+}  // namespace
+}  // namespace quillet
