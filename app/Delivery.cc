@@ -34,7 +34,7 @@ void SyncController::SendCommandAndV() {
 }
 
 bool SyncController::IsApplicationRunning() {
-  for (const std::string& running : platform_.workspace.LaunchedApplications()) {
+  for (const std::string& running : platform_.applications.LaunchedApplications()) {
     if (running == applicationPath.Get()) {
       Log(platform_.log, ForeignText(running), " Is Running");
       return true;
@@ -46,11 +46,11 @@ bool SyncController::IsApplicationRunning() {
 bool SyncController::RunApplication() {
   applicationPath.Set(lumet->appname.Get());
   const std::string& application = applicationPath.Get();
-  if (!platform_.workspace.HasApplication(application)) {
+  if (!platform_.applications.HasApplication(application)) {
     Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't get FSRef");
     return false;
   }
-  if (!platform_.workspace.OpenApplication(application)) {
+  if (!platform_.applications.OpenApplication(application)) {
     Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't open application ",
         ForeignText(application));
     return false;

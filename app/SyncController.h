@@ -15,6 +15,7 @@
 #include "output/KeyTables.h"
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
+#include "platform/Applications.h"
 #include "platform/Clock.h"
 #include "platform/Controls.h"
 #include "platform/FileStore.h"
@@ -39,6 +40,7 @@ struct Platform {
   platform::Workspace& workspace;
   platform::KeyEvents& keyEvents;
   platform::Pasteboard& pasteboard;
+  platform::Applications& applications;
 };
 
 /// The controls that the main window gives to the controller. Main thread.
@@ -149,7 +151,9 @@ class SyncController final : public LumetDelegate {
   // Read thread; RunApplication also on the thread that starts a run.
 
   /// The key that types a UTF-16 character, kNoKey when none does.
-  static KeyValue ConvertFromCharToKeyCode(char16_t character) { return KeyForCharacter(character); }
+  static KeyValue ConvertFromCharToKeyCode(char16_t character) {
+    return KeyForCharacter(character);
+  }
 
   void SendKeyCode(KeyValue key);
   void SendCommandAndV();

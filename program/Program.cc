@@ -13,6 +13,8 @@ Program::Program(char* name, std::string dataFolder)
       dataFolder_(std::move(dataFolder)),
       application_(argc_, argv_),
       workspace_(window_.widget()),
+      pasteboard_(mainQueue_),
+      desktop_(DesktopOfSession(log_, clock_)),
       delegate_(log_, mainQueue_) {
   QApplication::setApplicationName("quillet");
   QApplication::setDesktopFileName("quillet");
@@ -22,7 +24,8 @@ Program::Program(char* name, std::string dataFolder)
 
 void Program::Run(platform::SerialRegistry& registry) {
   controller_ = new SyncController(
-      Platform{log_, clock_, files_, mainQueue_, registry, workspace_},
+      Platform{log_, clock_, files_, mainQueue_, registry, workspace_, *desktop_.keyEvents,
+               pasteboard_, *desktop_.applications},
       MainWindowControls{window_.view(), window_.portList(), window_.connectItem(),
                          window_.settingsItem(), window_.synchronizeItem(), window_.clearItem()},
       dataFolder_);

@@ -11,7 +11,9 @@
 #include "platform/posix/SyslogLog.h"
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
+#include "platform/qt/QtPasteboard.h"
 #include "platform/qt/QtWorkspace.h"
+#include "program/Desktop.h"
 
 namespace quillet {
 
@@ -48,6 +50,8 @@ class Program {
   platform::qt::QtMainQueue mainQueue_;
   platform::qt::QtMainWindow window_;
   platform::qt::QtWorkspace workspace_;
+  platform::qt::QtPasteboard pasteboard_;
+  const Desktop desktop_;
   QuilletAppDelegate delegate_;
   SyncController* controller_ = nullptr;
 };

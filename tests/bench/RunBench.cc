@@ -122,13 +122,17 @@ class Bench {
   test::FakeMainQueue& queue_ = *new test::FakeMainQueue;
   test::FakeRegistry& registry_ = *new test::FakeRegistry;
   test::FakeWorkspace& workspace_ = *new test::FakeWorkspace;
+  test::FakeKeyEvents& keyEvents_ = *new test::FakeKeyEvents;
+  test::FakePasteboard& pasteboard_ = *new test::FakePasteboard;
+  test::FakeApplications& applications_ = *new test::FakeApplications;
   test::FakeTextView& view_ = *new test::FakeTextView;
   test::FakePopUpList& ports_ = *new test::FakePopUpList;
   test::FakeToolbarItem& item_ = *new test::FakeToolbarItem("");
   test::FakeWindow& window_ = *new test::FakeWindow;
   QuilletAppDelegate& application_ = *new QuilletAppDelegate(log_, queue_);
   SyncController& controller_ = *new SyncController(
-      Platform{log_, clock_, files_, queue_, registry_, workspace_},
+      Platform{log_, clock_, files_, queue_, registry_, workspace_, keyEvents_, pasteboard_,
+               applications_},
       MainWindowControls{view_, ports_, item_, item_, item_, item_}, folder_ / "QuilletData");
   simulator::Simulator* scanner_ = nullptr;
 };

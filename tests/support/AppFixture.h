@@ -77,6 +77,9 @@ class AppFixture : public ::testing::Test {
   FakeMainQueue& mainQueue = Immortal<FakeMainQueue>();
   FakeRegistry& registry = Immortal<FakeRegistry>();
   FakeWorkspace& workspace = Immortal<FakeWorkspace>();
+  FakeKeyEvents& keyEvents = Immortal<FakeKeyEvents>();
+  FakePasteboard& pasteboard = Immortal<FakePasteboard>();
+  FakeApplications& applications = Immortal<FakeApplications>();
   FakeTextView& view = Immortal<FakeTextView>();
   FakePopUpList& ports = Immortal<FakePopUpList>();
   FakeToolbarItem& connect = Immortal<FakeToolbarItem>("Connect");
@@ -87,7 +90,8 @@ class AppFixture : public ::testing::Test {
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
   SyncController& controller = Immortal<SyncController>(
-      Platform{log, clock, files, mainQueue, registry, workspace},
+      Platform{log, clock, files, mainQueue, registry, workspace, keyEvents, pasteboard,
+               applications},
       MainWindowControls{view, ports, connect, settings, synchronize, clear}, dataFolder);
 
  private:
