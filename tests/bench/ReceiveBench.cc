@@ -40,8 +40,7 @@ std::vector<std::uint8_t> Burst(std::size_t size) {
   burst.reserve(size);
   const auto records = simulator::StockTaking(1000, simulator::Model::kOlder);
   for (std::size_t i = 0;; ++i) {
-    const simulator::Bytes record =
-        Encode(records[i % records.size()], simulator::Model::kOlder);
+    const simulator::Bytes record = Encode(records[i % records.size()], simulator::Model::kOlder);
     if (burst.size() + record.size() > size) break;
     burst.insert(burst.end(), record.begin(), record.end());
   }

@@ -32,7 +32,9 @@ using namespace quillet;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-double Seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
+double Seconds(Clock::duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
 
 template <class Condition>
 void Await(Condition&& condition) {
@@ -146,17 +148,19 @@ int main(int argc, char** argv) {
   for (int i = 0; i < 5; ++i) {
     const Run run = unpaced.Synchronize();
     const double bare = BarePoll(run.bytes);
-    std::printf("unpaced: %zu bytes; records after %.4f s, bare poll %.4f s, ratio %.2f; "
-                "finished %.3f s later\n",
-                run.bytes, run.records, bare, run.records / bare, run.finished);
+    std::printf(
+        "unpaced: %zu bytes; records after %.4f s, bare poll %.4f s, ratio %.2f; "
+        "finished %.3f s later\n",
+        run.bytes, run.records, bare, run.records / bare, run.finished);
   }
 
   Bench paced(records, 115200);
   const Run run = paced.Synchronize();
   const double line = static_cast<double>(run.bytes) * 10 / 115200;
-  std::printf("115200 bit/s: %zu bytes; records after %.3f s, the line itself %.3f s, ratio %.4f; "
-              "finished %.3f s later\n",
-              run.bytes, run.records, line, run.records / line, run.finished);
+  std::printf(
+      "115200 bit/s: %zu bytes; records after %.3f s, the line itself %.3f s, ratio %.4f; "
+      "finished %.3f s later\n",
+      run.bytes, run.records, line, run.records / line, run.finished);
   std::fflush(stdout);
   _exit(0);
 }

@@ -18,7 +18,7 @@
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/PosixFileStore.h"
 #include "tests/platform/RunProgram.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace quillet::platform::posix {
 namespace {
@@ -84,8 +84,8 @@ TEST_F(PosixFileStoreTest, CreatesAFolderAndThoseAboveItWithDefaultPermissions) 
 }
 
 TEST_F(PosixFileStoreTest, AnExistingFolderIsASuccess) {
-  EXPECT_TRUE(store_.CreateFolder(folder_.Path()));
-  EXPECT_TRUE(store_.CreateFolder(folder_.Path() + "/"));
+  EXPECT_TRUE(store_.CreateFolder(folder_.path()));
+  EXPECT_TRUE(store_.CreateFolder(folder_.path() + "/"));
   EXPECT_TRUE(store_.CreateFolder("/"));
   EXPECT_TRUE(store_.CreateFolder("/dev"));
 }
@@ -111,7 +111,7 @@ TEST_F(PosixFileStoreTest, WhatIsNotAFolderStaysAndIsAFailure) {
 }
 
 TEST_F(PosixFileStoreTest, AFolderThatMayNotBeMadeIsAFailure) {
-  chmod(folder_.Path().c_str(), 0555);
+  chmod(folder_.path().c_str(), 0555);
   EXPECT_FALSE(AsOrdinaryUser([&] { return store_.CreateFolder(folder_ / "new"); }));
 }
 
@@ -229,7 +229,7 @@ TEST_F(PosixFileStoreTest, WithoutAFolderNothingIsWritten) {
 }
 
 TEST_F(PosixFileStoreTest, TheLongestNameThatTheFolderTakesCanBeWritten) {
-  const auto longest = static_cast<std::size_t>(pathconf(folder_.Path().c_str(), _PC_NAME_MAX));
+  const auto longest = static_cast<std::size_t>(pathconf(folder_.path().c_str(), _PC_NAME_MAX));
   for (const std::size_t length : {longest, longest - 1, longest - 22, longest - 23}) {
     EXPECT_TRUE(store_.Replace(folder_ / std::string(length, 'n'), "x")) << length;
   }
@@ -241,7 +241,7 @@ TEST_F(PosixFileStoreTest, TheLongestNameThatTheFolderTakesCanBeWritten) {
 }
 
 TEST_F(PosixFileStoreTest, ANameThatIsTooLongIsAFailure) {
-  const auto longest = static_cast<std::size_t>(pathconf(folder_.Path().c_str(), _PC_NAME_MAX));
+  const auto longest = static_cast<std::size_t>(pathconf(folder_.path().c_str(), _PC_NAME_MAX));
   EXPECT_FALSE(store_.Replace(folder_ / std::string(longest + 1, 'n'), "x"));
   EXPECT_FALSE(store_.Replace(folder_ / std::string(100'000, 'n'), "x"));
   EXPECT_TRUE(folder_.Names().empty());
@@ -250,15 +250,15 @@ TEST_F(PosixFileStoreTest, ANameThatIsTooLongIsAFailure) {
 TEST_F(PosixFileStoreTest, AFolderThatMayNotBeWrittenKeepsItsFile) {
   Put(folder_ / "file", "old");
   chmod((folder_ / "file").c_str(), 0666);
-  chmod(folder_.Path().c_str(), 0555);
+  chmod(folder_.path().c_str(), 0555);
   EXPECT_FALSE(AsOrdinaryUser([&] { return store_.Replace(folder_ / "file", "new"); }));
   EXPECT_EQ(store_.Read(folder_ / "file", kAll), "old");
 }
 
 TEST_F(PosixFileStoreTest, AFolderThatMayBeWrittenAndNotListedWillDo) {
-  chmod(folder_.Path().c_str(), 0333);
+  chmod(folder_.path().c_str(), 0333);
   EXPECT_TRUE(AsOrdinaryUser([&] { return store_.Replace(folder_ / "file", "new"); }));
-  chmod(folder_.Path().c_str(), 0755);
+  chmod(folder_.path().c_str(), 0755);
   EXPECT_EQ(store_.Read(folder_ / "file", kAll), "new");
   EXPECT_EQ(folder_.Names(), std::vector<std::string>{"file"});
 }

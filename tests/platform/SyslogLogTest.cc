@@ -15,7 +15,7 @@
 
 #include "platform/posix/SyslogLog.h"
 #include "tests/platform/RunProgram.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace quillet::platform::posix {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "simulator/Simulator.h"
 #include "tests/simulator/HostPort.h"
-#include "tests/simulator/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace quillet::simulator {
 namespace {
@@ -43,7 +43,7 @@ Options Serving(const std::string& node) {
 }
 
 TEST(DeviceNode, IsServedAsALineOfItsOwn) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   const std::string node = folder / "ttyGS0";
   Cable cable(node);
   Simulator scanner(Serving(node));
@@ -53,7 +53,7 @@ TEST(DeviceNode, IsServedAsALineOfItsOwn) {
 }
 
 TEST(DeviceNode, IsSetRawAndToTheLinesSpeed) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   const std::string node = folder / "ttyGS0";
   Cable cable(node);
   Options options = Serving(node);
@@ -67,7 +67,7 @@ TEST(DeviceNode, IsSetRawAndToTheLinesSpeed) {
 }
 
 TEST(DeviceNode, IsOpenedAgainAfterAHangUp) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   const std::string node = folder / "ttyGS0";
   auto cable = std::make_unique<Cable>(node);
   Simulator scanner(Serving(node));
@@ -83,7 +83,7 @@ TEST(DeviceNode, IsOpenedAgainAfterAHangUp) {
 }
 
 TEST(DeviceNode, IsNotServedWhileUnplugged) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   const std::string node = folder / "ttyGS0";
   Cable cable(node);
   Simulator scanner(Serving(node));

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "tests/simulator/HostPort.h"
-#include "tests/simulator/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 extern char** environ;
 
@@ -151,8 +151,8 @@ TEST(TavoSimulatorProgram, TakesModelFirmwareAssetAndTerminator) {
 }
 
 TEST(TavoSimulatorProgram, RecordsComeFromATableAndFromTheEdges) {
-  const TemporaryFolder folder;
-  const std::string table = folder.Write("table.csv", "Code 128,A,2012-05-03 16:04:09\n");
+  const test::TemporaryFolder folder;
+  const std::string table = folder.Put("table.csv", "Code 128,A,2012-05-03 16:04:09\n");
   Program program(Quick({"--extreme", "2", "--csv", table}));
   HostPort port(program.ReadyPath());
   EXPECT_EQ(port.Ask("N", 5), (Bytes{0, 0, 0, 3, '@'}));
@@ -161,7 +161,7 @@ TEST(TavoSimulatorProgram, RecordsComeFromATableAndFromTheEdges) {
 }
 
 TEST(TavoSimulatorProgram, TheLinkIsThereWhileItRuns) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   const std::string link = folder / "scanner";
   Program program(Quick({"--link", link}));
   EXPECT_EQ(program.ReadyPath(), link);
@@ -223,15 +223,15 @@ TEST(TavoSimulatorProgram, LinesThatMakeNoSenseAreAnsweredAndChangeNothing) {
 }
 
 TEST(TavoSimulatorProgram, FaultsAndTranscriptAreFiles) {
-  const TemporaryFolder folder;
-  const std::string faults = folder.Write("faults", "on M 1 answer \"abc@\"\n");
+  const test::TemporaryFolder folder;
+  const std::string faults = folder.Put("faults", "on M 1 answer \"abc@\"\n");
   const std::string transcript = folder / "transcript";
   Program program(Quick({"--faults", faults, "--transcript", transcript}));
   HostPort port(program.ReadyPath());
   EXPECT_EQ(port.Ask("M", 4), ToBytes("abc@"));
   program.Type("quit");
   EXPECT_EQ(program.ExitCode(), 0);
-  const std::string text = TemporaryFolder::Read(transcript);
+  const std::string text = test::FileContents(transcript).value_or("");
   EXPECT_THAT(text, HasSubstr(" < 4d  M\n"));
   EXPECT_THAT(text, HasSubstr(" > 61 62 63 40  abc@\n"));
 }
@@ -275,9 +275,9 @@ TEST(TavoSimulatorProgram, ArgumentsThatMakeNoSenseEndItWithTwo) {
 }
 
 TEST(TavoSimulatorProgram, WhatCannotBeDoneEndsItWithOneAndSaysWhy) {
-  const TemporaryFolder folder;
-  const std::string table = folder.Write("table.csv", "0,1\n");
-  const std::string faults = folder.Write("faults", "\non Q silence\n");
+  const test::TemporaryFolder folder;
+  const std::string table = folder.Put("table.csv", "0,1\n");
+  const std::string faults = folder.Put("faults", "\non Q silence\n");
   const std::vector<std::pair<std::vector<std::string>, std::string>> failing = {
       {{"--csv", "/no/such/file"}, "/no/such/file: No such file"},
       {{"--csv", "/tmp"}, "/tmp: Is a directory"},

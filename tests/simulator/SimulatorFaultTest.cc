@@ -174,9 +174,11 @@ TEST_F(SimulatorFaultTest, TheCableIsPulledAtTheLatestWhenTheComputerDoesNotRead
 }
 
 TEST_F(SimulatorFaultTest, BytesComeUnaskedAtTheirTime) {
-  Simulator scanner(WithFaults("at 50ms send 03 00 00 06 61 62 63 40"));
+  Simulator scanner(WithFaults(""));
   scanner.Start();
   HostPort port(scanner.path());
+  ASSERT_TRUE(scanner.WaitForPort(true));
+  scanner.AddFault("at 50ms send 03 00 00 06 61 62 63 40");
   EXPECT_EQ(port.Receive(8), ToBytes(std::string("\x03\x00\x00\x06", 4) + "abc@"));
 }
 
@@ -204,9 +206,11 @@ TEST_F(SimulatorFaultTest, TheLineMayStandStillInTheMiddleOfAnAnswer) {
 }
 
 TEST_F(SimulatorFaultTest, SomebodyScansAtATime) {
-  Simulator scanner(WithFaults("at 20ms scan 6 \"A B\""));
+  Simulator scanner(WithFaults(""));
   scanner.Start();
   HostPort port(scanner.path());
+  ASSERT_TRUE(scanner.WaitForPort(true));
+  scanner.AddFault("at 20ms scan 6 \"A B\"");
   const Bytes frame = port.Receive(14);
   ASSERT_THAT(frame, SizeIs(14));
   EXPECT_EQ(Bytes(frame.begin() + 6, frame.begin() + 9), ToBytes("A B"));

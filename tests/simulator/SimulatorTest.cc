@@ -11,7 +11,7 @@
 #include "simulator/RecordGenerator.h"
 #include "simulator/Simulator.h"
 #include "tests/simulator/HostPort.h"
-#include "tests/simulator/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace quillet::simulator {
 namespace {
@@ -226,7 +226,7 @@ TEST(Simulator, UnpluggingForgetsTheAnswerUnderWay) {
 }
 
 TEST(Simulator, TheLinkFollowsTheLineAndGoesWithIt) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   Options options = Options::Instant();
   options.link_path = folder / "scanner";
   Simulator scanner(options);
@@ -243,7 +243,7 @@ TEST(Simulator, TheLinkFollowsTheLineAndGoesWithIt) {
 }
 
 TEST(Simulator, AnotherLinkIsReplacedAndALinkThatIsNotOursAnyMoreIsLeft) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   Options options = Options::Instant();
   options.link_path = folder / "scanner";
   fs::create_symlink("/dev/null", options.link_path);
@@ -257,12 +257,12 @@ TEST(Simulator, AnotherLinkIsReplacedAndALinkThatIsNotOursAnyMoreIsLeft) {
 }
 
 TEST(Simulator, AFileInPlaceOfTheLinkIsNotTouched) {
-  const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   Options options = Options::Instant();
-  options.link_path = folder.Write("scanner", "precious");
+  options.link_path = folder.Put("scanner", "precious");
   Simulator scanner(options);
   EXPECT_THROW(scanner.Start(), std::system_error);
-  EXPECT_EQ(TemporaryFolder::Read(options.link_path), "precious");
+  EXPECT_EQ(test::FileContents(options.link_path).value_or(""), "precious");
 }
 
 TEST(Simulator, ALinkThatCannotBeMadeIsAnErrorAtTheStart) {
