@@ -1,5 +1,6 @@
 #include "platform/linux/X11Windows.h"
 
+#include <xcb/res.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -26,6 +27,10 @@ constexpr std::uint32_t kActsForTheUser = 2;
 
 constexpr std::uint32_t kLongestProperty = 16384;  // in units of four bytes
 
+// The version of the X resource extension that tells the processes of clients.
+constexpr std::uint8_t kResourceMajor = 1;
+constexpr std::uint8_t kResourceMinor = 2;
+
 constexpr auto kPollPause = 2ms;
 
 }  // namespace
@@ -42,6 +47,12 @@ class X11Windows::Connection {
     clientList_ = Atom("_NET_CLIENT_LIST_STACKING");
     activeWindow_ = Atom("_NET_ACTIVE_WINDOW");
     pid_ = Atom("_NET_WM_PID");
+    const auto* resources = xcb_get_extension_data(xcb_, &xcb_res_id);
+    if (resources == nullptr || !resources->present) return;
+    const Reply<xcb_res_query_version_reply_t> version{xcb_res_query_version_reply(
+        xcb_, xcb_res_query_version(xcb_, kResourceMajor, kResourceMinor), nullptr)};
+    canAskForPids_ = version && (version->server_major > kResourceMajor ||
+                                 version->server_minor >= kResourceMinor);
   }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -51,7 +62,13 @@ class X11Windows::Connection {
 
   std::vector<std::uint32_t> Clients() { return Numbers(root_, clientList_); }
   std::uint32_t Active() { return FirstNumber(root_, activeWindow_); }
-  int Pid(std::uint32_t window) { return static_cast<int>(FirstNumber(window, pid_)); }
+
+  // The server knows the process at the other end of a window's connection, which many windows do
+  // not tell of themselves. It knows none of a remote one.
+  int Pid(std::uint32_t window) {
+    const int known = canAskForPids_ ? PidOfClient(window) : 0;
+    return known != 0 ? known : static_cast<int>(FirstNumber(window, pid_));
+  }
 
   std::vector<std::string> Classes(std::uint32_t window) {
     const auto reply = Property(window, XCB_ATOM_WM_CLASS);
@@ -86,6 +103,23 @@ class X11Windows::Connection {
   }
 
  private:
+  int PidOfClient(std::uint32_t window) {
+    const xcb_res_client_id_spec_t asked{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    xcb_generic_error_t* error = nullptr;
+    const Reply<xcb_res_query_client_ids_reply_t> reply{
+        xcb_res_query_client_ids_reply(xcb_, xcb_res_query_client_ids(xcb_, 1, &asked), &error)};
+    std::free(error);
+    if (!reply) return 0;
+    for (auto ids = xcb_res_query_client_ids_ids_iterator(reply.get()); ids.rem > 0;
+         xcb_res_client_id_value_next(&ids)) {
+      if ((ids.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) != 0 &&
+          xcb_res_client_id_value_value_length(ids.data) >= 1) {
+        return static_cast<int>(*xcb_res_client_id_value_value(ids.data));
+      }
+    }
+    return 0;
+  }
+
   xcb_atom_t Atom(std::string_view name) {
     const Reply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
         xcb_, xcb_intern_atom(xcb_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
@@ -122,6 +156,7 @@ class X11Windows::Connection {
   xcb_atom_t clientList_ = XCB_ATOM_NONE;
   xcb_atom_t activeWindow_ = XCB_ATOM_NONE;
   xcb_atom_t pid_ = XCB_ATOM_NONE;
+  bool canAskForPids_ = false;
 };
 
 X11Windows::X11Windows() : connection_(std::make_unique<Connection>()) {}

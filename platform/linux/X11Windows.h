@@ -10,13 +10,14 @@
 namespace quillet::platform::linux_desktop {
 
 /// The windows of an X11 desktop, as its window manager tells of them (Extended Window Manager
-/// Hints: _NET_CLIENT_LIST_STACKING, _NET_ACTIVE_WINDOW, _NET_WM_PID; ICCCM: WM_CLASS), on a
-/// connection of its own. A server that goes takes nothing else with it. One thread at a time.
+/// Hints: _NET_CLIENT_LIST_STACKING, _NET_ACTIVE_WINDOW, _NET_WM_PID; ICCCM: WM_CLASS; X resource
+/// extension), on a connection of its own. A server that goes takes nothing else with it. One
+/// thread at a time.
 class X11Windows {
  public:
   struct Window {
     std::uint32_t id = 0;
-    int pid = 0;                       // 0 when the window does not tell
+    int pid = 0;                       // 0 when it is not known
     std::vector<std::string> classes;  // its instance's name and its class, in lower case
   };
 
