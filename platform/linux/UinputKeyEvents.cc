@@ -22,10 +22,21 @@ using namespace std::chrono_literals;
 // What a desktop takes to notice a new keyboard: udev's rules run, then the desktop opens it.
 constexpr auto kNewKeyboardPause = 1500ms;
 
-// Half of what the kernel keeps for a reader, and how long a desktop may be busy with something
-// else before it reads on.
+// The kernel drops what a reader has no room for. It makes room for eight times the events that a
+// device could send at once, rounded up to a power of two: 64 for plain keys, 512 with these axes,
+// which nothing ever moves and no desktop acts on (drivers/input/input.c,
+// input_estimate_events_per_packet; drivers/input/evdev.c, evdev_compute_buffer_size).
+constexpr std::array kSilentAxes = {REL_Z,    REL_RX,       REL_RY, REL_RZ, REL_DIAL,
+                                    REL_MISC, REL_RESERVED, 0x0d,   0x0e,   0x0f};
+constexpr int kFirstSilentPosition = ABS_VOLUME;
+constexpr int kLastSilentPosition = ABS_RESERVED;
+static_assert(8 * (1 + 7 + kSilentAxes.size() + kLastSilentPosition - kFirstSilentPosition + 1) >
+              256);
+
+// About 320 characters in a second, at which a desktop may be busy with something else for more
+// than a third of a second before anything is lost.
 constexpr std::size_t kEventsPerPause = 32;
-constexpr auto kReadingPause = 8ms;
+constexpr auto kReadingPause = 25ms;
 
 input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
   input_event event{};  // the kernel puts in the time
@@ -33,6 +44,19 @@ input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
   event.code = code;
   event.value = value;
   return event;
+}
+
+bool AddSilentAxes(int descriptor) {
+  if (ioctl(descriptor, UI_SET_EVBIT, EV_REL) < 0) return false;
+  for (const int axis : kSilentAxes) {
+    if (ioctl(descriptor, UI_SET_RELBIT, axis) < 0) return false;
+  }
+  for (int axis = kFirstSilentPosition; axis <= kLastSilentPosition; ++axis) {
+    uinput_abs_setup setup{};
+    setup.code = static_cast<std::uint16_t>(axis);
+    if (ioctl(descriptor, UI_ABS_SETUP, &setup) < 0) return false;
+  }
+  return true;
 }
 
 // udev takes a device for a keyboard only when it has all of the first keys, from Esc to S
@@ -45,6 +69,7 @@ bool Describe(int descriptor) {
   for (int code = KEY_ESC; code <= kHighestKeyCode; ++code) {
     if (ioctl(descriptor, UI_SET_KEYBIT, code) < 0) return false;
   }
+  if (!AddSilentAxes(descriptor)) return false;
   uinput_setup setup{};
   setup.id.bustype = BUS_VIRTUAL;
   std::strncpy(setup.name, "Quillet keyboard", sizeof setup.name - 1);

@@ -36,8 +36,8 @@ class UinputKeyEvents final : public KeyEvents {
       SystemLog& log, Clock& clock,
       MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); });
 
-  /// Pauses briefly after every so many keys: the kernel keeps 64 events for a desktop that has
-  /// not come to read them and drops the next (evdev_compute_buffer_size in drivers/input/evdev.c).
+  /// Pauses after every so many keys, not behind each: the kernel keeps a limited number of events
+  /// for a desktop that has not come to read them, and drops the next.
   void Post(std::span<const KeyEvent> events) override;
 
  private:

@@ -98,7 +98,7 @@ TEST_F(UinputKeyEventsTest, TheKeyboardIsMadeOnceWhenItIsFirstNeeded) {
   EXPECT_EQ(clock_.sleeps(), (std::vector<FakeClock::Duration>{1500ms}));
 }
 
-TEST_F(UinputKeyEventsTest, APauseComesBeforeTheKernelsRoomIsHalfUsed) {
+TEST_F(UinputKeyEventsTest, APauseComesLongBeforeTheKernelsRoomIsUsed) {
   std::size_t sinceLast = 0;
   std::size_t most = 0;
   clock_.OnSleep([&](std::size_t) { sinceLast = 0; });
