@@ -13,14 +13,18 @@
 #include "device/SharedText.h"
 #include "device/ThreadHandle.h"
 #include "device/Word.h"
+#include "output/KeyTables.h"
 #include "output/LumetFile.h"
 #include "output/SampleLine.h"
 #include "output/SettingsImage.h"
+#include "platform/Applications.h"
 #include "platform/Clock.h"
 #include "platform/Controls.h"
 #include "platform/FileStore.h"
+#include "platform/KeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/Panels.h"
+#include "platform/Pasteboard.h"
 #include "platform/SerialRegistry.h"
 #include "platform/SystemLog.h"
 #include "platform/Ticker.h"
@@ -40,6 +44,9 @@ struct Platform {
   platform::Workspace& workspace;
   platform::Panels& panels;
   platform::Ticker& ticker;
+  platform::KeyEvents& keyEvents;
+  platform::Pasteboard& pasteboard;
+  platform::Applications& applications;
 };
 
 /// The controls that the main window gives to the controller. Main thread.
@@ -84,7 +91,7 @@ struct SettingsWindowControls {
 ///
 /// Its operations stand in several files, by subject: app/SyncController.cc (start-up),
 /// app/ConnectionManager.cc, app/PortDiscovery.cc, app/Synchronization.cc, app/Progress.cc,
-/// app/MainView.cc, app/SettingsStore.cc and app/SettingsWindow.cc.
+/// app/Delivery.cc, app/MainView.cc, app/SettingsStore.cc and app/SettingsWindow.cc.
 ///
 /// Threads: user actions and hot-plug news come on the main thread; an attempt to connect runs on
 /// its own thread; the session calls back on its read thread. Every change of a control is queued
@@ -179,6 +186,24 @@ class SyncController final : public LumetDelegate {
   void connectionDidFailWithError();
   void connectionDidFinishLoading(std::shared_ptr<void> connection);
 
+  // --- Delivery into other applications (app/Delivery.cc) ---------------------------------------
+  // Read thread; RunApplication also on the thread that starts a run.
+
+  /// The key that types a UTF-16 character, kNoKey when none does.
+  static KeyValue ConvertFromCharToKeyCode(char16_t character) {
+    return KeyForCharacter(character);
+  }
+
+  void SendKeyCode(KeyValue key);
+  void SendCommandAndV();
+
+  /// Whether the application last handed to RunApplication is among those that run.
+  bool IsApplicationRunning();
+
+  /// Starts the application `appname`, or brings it to the front.
+  /// @return whether it was seen running.
+  bool RunApplication();
+
   // --- Main view (app/MainView.cc) --------------------------------------------------------------
 
   /// Appends a text to the main view, in call order. Any thread; returns at once.
@@ -268,6 +293,8 @@ class SyncController final : public LumetDelegate {
   SettingsImage QuilletRegistry{};  // main thread
   ThreadHandle connectThread;
 
+  SharedText applicationPath;  ///< last handed to RunApplication
+
   Word<bool> bConnecting = false;
   Word<bool> bAutoConnect = false;
   Word<std::int32_t> portIndex = 0;
@@ -280,6 +307,7 @@ class SyncController final : public LumetDelegate {
   std::string ShownSerialNumber() const;
   std::string PathOfPort(std::int32_t index) const;
   bool TryPort(std::int32_t index);
+  void DeliverToApplication(const std::string& record);
   void GatherForFile(const std::string& record);
   void WriteSyncFile(const std::string* gathered);
   void PrepareSettingsWindow();
@@ -297,7 +325,7 @@ class SyncController final : public LumetDelegate {
   Word<bool> runShown_ = false;                // a run has started and not ended
   RunProgress runProgress_;                    // main thread
   SampleComposer sample_;                      // main thread
-  bool fillingSettings_ = false;              // main thread
+  bool fillingSettings_ = false;               // main thread
 };
 
 }  // namespace quillet

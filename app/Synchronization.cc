@@ -37,9 +37,7 @@ void SyncController::DoSynchronization() {
     delete barcodedata.exchange(new std::string);
     barcodeindex = 0;
   }
-  if (lumet->destination == kNamedApplication) {
-    Log(platform_.log, "-[SyncController DoSynchronization]", ": cannot launch an application");
-  }
+  if (lumet->destination == kNamedApplication) RunApplication();
   syncfileData.Set("");
   lumet->Synchronize();
 }
@@ -54,9 +52,13 @@ void SyncController::DisplayBarcode(const std::string& record) {
     case kView:
       DisplayText(record, false);
       break;
+    case kNamedApplication:
+      Log(platform_.log, "-[SyncController DisplayBarcode:]", "[",
+          ForeignText(lumet->appname.Get()), "]");
+      RunApplication();
+      [[fallthrough]];
     default:
-      Log(platform_.log, "-[SyncController DisplayBarcode:]",
-          ": cannot deliver to another application");
+      DeliverToApplication(record);
       break;
   }
 }

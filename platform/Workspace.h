@@ -2,7 +2,7 @@
 
 namespace quillet::platform {
 
-/// The desktop among whose applications the program runs.
+/// The desktop on which the program's own window stands.
 class Workspace {
  public:
   virtual ~Workspace() = default;

@@ -15,6 +15,8 @@ Program::Program(char* name, std::string dataFolder)
       settingsWindow_(window_.widget()),
       workspace_(window_.widget()),
       panels_(settingsWindow_.widget()),
+      pasteboard_(mainQueue_),
+      desktop_(DesktopOfSession(log_, clock_)),
       delegate_(log_, mainQueue_) {
   QApplication::setApplicationName("quillet");
   QApplication::setDesktopFileName("quillet");
@@ -24,7 +26,8 @@ Program::Program(char* name, std::string dataFolder)
 
 void Program::Run(platform::SerialRegistry& registry) {
   controller_ = new SyncController(
-      Platform{log_, clock_, files_, mainQueue_, registry, workspace_, panels_, ticker_},
+      Platform{log_, clock_, files_, mainQueue_, registry, workspace_, panels_, ticker_,
+               *desktop_.keyEvents, pasteboard_, *desktop_.applications},
       MainWindowControls{window_.view(), window_.portList(), window_.connectItem(),
                          window_.settingsItem(), window_.synchronizeItem(), window_.clearItem(),
                          window_.progress()},

@@ -129,15 +129,19 @@ class Bench {
   test::FakeTicker& ticker_ = *new test::FakeTicker;
   test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
   test::FakeSettingsWindow& choices_ = *new test::FakeSettingsWindow;
+  test::FakeKeyEvents& keyEvents_ = *new test::FakeKeyEvents;
+  test::FakePasteboard& pasteboard_ = *new test::FakePasteboard;
+  test::FakeApplications& applications_ = *new test::FakeApplications;
   test::FakeTextView& view_ = *new test::FakeTextView;
   test::FakePopUpList& ports_ = *new test::FakePopUpList;
   test::FakeToolbarItem& item_ = *new test::FakeToolbarItem("");
   test::FakeWindow& window_ = *new test::FakeWindow;
   QuilletAppDelegate& application_ = *new QuilletAppDelegate(log_, queue_);
-  SyncController& controller_ = *new SyncController(
-      Platform{log_, clock_, files_, queue_, registry_, workspace_, panels_, ticker_},
-      MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_}, choices_.Controls(),
-      folder_ / "QuilletData");
+  SyncController& controller_ =
+      *new SyncController(Platform{log_, clock_, files_, queue_, registry_, workspace_, panels_,
+                                   ticker_, keyEvents_, pasteboard_, applications_},
+                          MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_},
+                          choices_.Controls(), folder_ / "QuilletData");
   simulator::Simulator* scanner_ = nullptr;
 };
 

@@ -80,6 +80,9 @@ class AppFixture : public ::testing::Test {
   FakeWorkspace& workspace = Immortal<FakeWorkspace>();
   FakePanels& panels = Immortal<FakePanels>();
   FakeTicker& ticker = Immortal<FakeTicker>();
+  FakeKeyEvents& keyEvents = Immortal<FakeKeyEvents>();
+  FakePasteboard& pasteboard = Immortal<FakePasteboard>();
+  FakeApplications& applications = Immortal<FakeApplications>();
   FakeTextView& view = Immortal<FakeTextView>();
   FakePopUpList& ports = Immortal<FakePopUpList>();
   FakeToolbarItem& connect = Immortal<FakeToolbarItem>("Connect");
@@ -92,7 +95,8 @@ class AppFixture : public ::testing::Test {
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
   SyncController& controller = Immortal<SyncController>(
-      Platform{log, clock, files, mainQueue, registry, workspace, panels, ticker},
+      Platform{log, clock, files, mainQueue, registry, workspace, panels, ticker, keyEvents,
+               pasteboard, applications},
       MainWindowControls{view, ports, connect, settings, synchronize, clear, progress},
       choices.Controls(), dataFolder);
 

@@ -6,12 +6,17 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "platform/Applications.h"
 #include "platform/Controls.h"
+#include "platform/KeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/Panels.h"
+#include "platform/Pasteboard.h"
 #include "platform/SerialRegistry.h"
 #include "platform/Ticker.h"
 #include "platform/Workspace.h"
@@ -236,6 +241,64 @@ class FakeWorkspace final : public platform::Workspace {
 
  private:
   int activations_ = 0;
+};
+
+/// Keeps what was posted, each call by itself.
+class FakeKeyEvents final : public platform::KeyEvents {
+ public:
+  void Post(std::span<const platform::KeyEvent> events) override {
+    posts_.emplace_back(events.begin(), events.end());
+    if (onPost) onPost();
+  }
+  const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
+
+  std::function<void()> onPost;  ///< called behind each call
+
+ private:
+  std::vector<std::vector<platform::KeyEvent>> posts_;
+};
+
+/// Keeps every text that was put on it.
+class FakePasteboard final : public platform::Pasteboard {
+ public:
+  void SetString(std::string_view text) override {
+    texts_.emplace_back(text);
+    if (onSet) onSet();
+  }
+  const std::vector<std::string>& texts() const { return texts_; }
+
+  std::function<void()> onSet;  ///< called behind each call
+
+ private:
+  std::vector<std::string> texts_;
+};
+
+/// Applications that the test installs. One appears in the list after so many looks at it.
+class FakeApplications final : public platform::Applications {
+ public:
+  bool HasApplication(const std::string& path) override { return installed.contains(path); }
+  bool OpenApplication(const std::string& path) override {
+    opened.push_back(path);
+    if (!opens) return false;
+    looksLeft_ = looksBeforeListed;
+    running.push_back(path);
+    return true;
+  }
+  std::vector<std::string> LaunchedApplications() override {
+    ++looks;
+    if (looksLeft_-- > 0) return {};
+    return running;
+  }
+
+  std::set<std::string> installed;
+  bool opens = true;
+  int looksBeforeListed = 0;         ///< looks at the list that do not show a new application yet
+  std::vector<std::string> running;  ///< besides, each that was opened
+  std::vector<std::string> opened;   ///< every call
+  int looks = 0;                     ///< how often the list was looked at
+
+ private:
+  int looksLeft_ = 0;
 };
 
 /// Serial stream devices that the test plugs in and out.

@@ -214,15 +214,15 @@ TEST_F(SynchronizationTest, ARecordOutsideAsciiLosesAsManyBytesAsItHasMoreThanCh
             "1\rplain\r\n1\xEF\xBF\xBD");
 }
 
-TEST_F(SynchronizationTest, OtherDestinationsCountTheRecord) {
+TEST_F(SynchronizationTest, RecordsForOtherApplicationsAreCountedAndNotShown) {
   Connected();
   for (const int destination : {2, 3, -48, 9}) {
     controller.lumet->destination = destination;
     controller.barcodeCount = 0;
-    controller.DisplayBarcode("r\r\n");
-    EXPECT_EQ(controller.barcodeCount, 1);
+    Deliver(2);
+    EXPECT_EQ(controller.barcodeCount, 2);
+    EXPECT_EQ(View(), "");
   }
-  EXPECT_TRUE(log.Has("-[SyncController DisplayBarcode:]: cannot deliver to another application"));
 }
 
 TEST_F(SynchronizationTest, UrlLoadingOnlyLogs) {

@@ -1,0 +1,81 @@
+#include "app/SyncController.h"
+#include "device/Log.h"
+#include "device/Utf8.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::KeyEvent;
+using platform::KeyFlag;
+
+constexpr std::uint16_t kKeyV = 9;
+constexpr int kRunningChecks = 10;
+
+// The pasteboard settles before the key is pressed, and the other application takes the text before
+// the next record replaces it.
+constexpr auto kPastePause = 100ms;
+
+// The flag is on the key-down only.
+void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag flag) {
+  const KeyEvent press[] = {{virtualKey, true, flag}, {virtualKey, false, KeyFlag::kNone}};
+  events.Post(press);
+}
+
+}  // namespace
+
+void SyncController::SendKeyCode(KeyValue key) {
+  PressKey(platform_.keyEvents, key & kKeyCodeMask,
+           key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone);
+}
+
+void SyncController::SendCommandAndV() {
+  PressKey(platform_.keyEvents, kKeyV, KeyFlag::kCommand);
+}
+
+bool SyncController::IsApplicationRunning() {
+  for (const std::string& running : platform_.applications.LaunchedApplications()) {
+    if (running == applicationPath.Get()) {
+      Log(platform_.log, ForeignText(running), " Is Running");
+      return true;
+    }
+  }
+  return false;
+}
+
+bool SyncController::RunApplication() {
+  applicationPath.Set(lumet->appname.Get());
+  const std::string& application = applicationPath.Get();
+  if (!platform_.applications.HasApplication(application)) {
+    Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't get FSRef");
+    return false;
+  }
+  if (!platform_.applications.OpenApplication(application)) {
+    Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't open application ",
+        ForeignText(application));
+    return false;
+  }
+  // The checks follow each other at once; an application that takes longer to appear is not waited
+  // for.
+  for (int check = 0; check < kRunningChecks; ++check) {
+    if (IsApplicationRunning()) return true;
+  }
+  return false;
+}
+
+void SyncController::DeliverToApplication(const std::string& record) {
+  if (lumet->bNonEnglish) {
+    platform_.pasteboard.SetString(record);
+    platform_.clock.Sleep(kPastePause);
+    SendCommandAndV();
+    platform_.clock.Sleep(kPastePause);
+  } else if (IsAscii(record)) {
+    // A record with any other character cannot be typed, and nothing of it is.
+    for (const char character : record) {
+      const KeyValue key = ConvertFromCharToKeyCode(static_cast<unsigned char>(character));
+      if (key != kNoKey) SendKeyCode(key);
+    }
+  }
+}
+
+}  // namespace quillet

@@ -1,0 +1,39 @@
+#include "output/KeyTables.h"
+
+#include <string_view>
+
+namespace quillet {
+namespace {
+
+// The characters of the keys of a US keyboard, in the order of their virtual key codes. Key 10 has
+// no character there; its place is held by one that no other key has.
+// clang-format off
+constexpr std::u16string_view kUnshifted =
+    u"asdfhgzxcv"  // 0
+    u"\u00FFbqweryt12"  // 10
+    u"3465=97-80"  // 20
+    u"]ou[ip\nlj'"  // 30
+    u"k;\\,/nm.\t "  // 40
+    u"`";  // 50
+constexpr std::u16string_view kShifted =
+    u"ASDFHGZXCV"  // 0
+    u"\u00FFBQWERYT!@"  // 10
+    u"#$^%+(&_*)"  // 20
+    u"}OU{IP\nLJ\""  // 30
+    u"K:|<?NM>\t "  // 40
+    u"~";  // 50
+// clang-format on
+
+static_assert(kUnshifted.size() == 51 && kShifted.size() == 51);
+
+}  // namespace
+
+KeyValue KeyForCharacter(char16_t character) {
+  const auto plain = kUnshifted.find(character);
+  if (plain != std::u16string_view::npos) return static_cast<KeyValue>(plain);
+  const auto shifted = kShifted.find(character);
+  if (shifted != std::u16string_view::npos) return static_cast<KeyValue>(shifted | kShiftBit);
+  return kNoKey;
+}
+
+}  // namespace quillet

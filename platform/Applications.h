@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace quillet::platform {
+
+/// Other applications on the desktop, each known by the path that it is opened by.
+class Applications {
+ public:
+  virtual ~Applications() = default;
+
+  /// Whether a path names something that could be opened as an application. Any thread.
+  virtual bool HasApplication(const std::string& path) = 0;
+
+  /// Starts the application at a path, or brings it to the front when it runs already; never
+  /// starts a second one. Any thread; does not wait until a started application is ready, and
+  /// waits a short stated while at most for one that comes to the front.
+  /// @return false when the system could do neither.
+  virtual bool OpenApplication(const std::string& path) = 0;
+
+  /// The paths of applications that run, in the form in which OpenApplication takes them. Where
+  /// the system does not know which application a process belongs to, only those that were opened
+  /// through this object are listed. Any thread.
+  virtual std::vector<std::string> LaunchedApplications() = 0;
+};
+
+}  // namespace quillet::platform

@@ -1,0 +1,119 @@
+#include "platform/linux/ApplicationFile.h"
+
+#include <gio/gdesktopappinfo.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string_view>
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+constexpr std::string_view kEntryEnding = ".desktop";
+
+std::string LowerCase(const std::string& text) {
+  const std::unique_ptr<char, decltype(&g_free)> lower(g_ascii_strdown(text.c_str(), -1), g_free);
+  return lower.get();
+}
+
+std::string FileName(std::string_view path) {
+  return std::string(path.substr(path.rfind('/') + 1));
+}
+
+bool IsExecutableFile(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         access(path.c_str(), X_OK) == 0;
+}
+
+// A word of a command without its codes, of which %% is a percent sign and the others stand for
+// files or names that are not given.
+std::string WithoutCodes(std::string_view word) {
+  std::string plain;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (word[i] != '%') {
+      plain.push_back(word[i]);
+    } else if (++i < word.size() && word[i] == '%') {
+      plain.push_back('%');
+    }
+  }
+  return plain;
+}
+
+std::vector<std::string> CommandOf(GAppInfo* info) {
+  std::vector<std::string> command;
+  const char* line = g_app_info_get_commandline(info);
+  gchar** words = nullptr;
+  if (line == nullptr || !g_shell_parse_argv(line, nullptr, &words, nullptr)) return command;
+  for (gchar** word = words; *word != nullptr; ++word) {
+    std::string plain = WithoutCodes(*word);
+    if (!plain.empty()) command.push_back(std::move(plain));
+  }
+  g_strfreev(words);
+  return command;
+}
+
+std::shared_ptr<GAppInfo> Owned(void* info) {
+  if (info == nullptr) return nullptr;
+  return {static_cast<GAppInfo*>(info), [](GAppInfo* owned) { g_object_unref(owned); }};
+}
+
+// In the child between fork and exec: nothing but what signal-safety(7) allows. The session is a
+// new one, so that the end of this one does not reach the application.
+void PrepareChild(void*) {
+  setsid();
+  signal(SIGPIPE, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void TellPid(GDesktopAppInfo*, GPid pid, void* started) {
+  (*static_cast<const std::function<void(int)>*>(started))(pid);
+}
+
+}  // namespace
+
+std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
+  if (!path.starts_with('/')) return std::nullopt;
+  ApplicationFile file;
+  if (path.ends_with(kEntryEnding)) {
+    file.info_ = Owned(g_desktop_app_info_new_from_filename(path.c_str()));
+    if (!file.info_) return std::nullopt;
+    file.command_ = CommandOf(file.info_.get());
+    const char* named =
+        g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
+    if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
+    const std::string name = FileName(path);
+    file.windowClasses_.push_back(LowerCase(name.substr(0, name.size() - kEntryEnding.size())));
+    // A program that is given words is often one that many applications share, such as a terminal.
+    if (named == nullptr && file.command_.size() == 1) {
+      file.windowClasses_.push_back(LowerCase(FileName(file.command_[0])));
+    }
+  } else if (IsExecutableFile(path)) {
+    std::string escaped;
+    for (const char character : path) escaped.append(character == '%' ? 2 : 1, character);
+    const std::unique_ptr<char, decltype(&g_free)> quoted(g_shell_quote(escaped.c_str()), g_free);
+    file.info_ = Owned(
+        g_app_info_create_from_commandline(quoted.get(), nullptr, G_APP_INFO_CREATE_NONE, nullptr));
+    file.command_ = {path};
+    file.windowClasses_ = {LowerCase(FileName(path))};
+  }
+  if (!file.info_ || file.command_.empty()) return std::nullopt;
+  return file;
+}
+
+bool ApplicationFile::Start(const std::function<void(int)>& started) const {
+  // GLib closes every descriptor above the standard ones in the child, and puts another process in
+  // between, which ends at once: nobody has to wait for the application.
+  constexpr auto kFlags = static_cast<GSpawnFlags>(
+      G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
+  const std::unique_ptr<GAppLaunchContext, decltype(&g_object_unref)> context(
+      g_app_launch_context_new(), g_object_unref);
+  return g_desktop_app_info_launch_uris_as_manager(
+             G_DESKTOP_APP_INFO(info_.get()), nullptr, context.get(), kFlags, PrepareChild, nullptr,
+             TellPid, const_cast<std::function<void(int)>*>(&started), nullptr) != 0;
+}
+
+}  // namespace quillet::platform::linux_desktop

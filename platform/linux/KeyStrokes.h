@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+
+#include "platform/KeyEvents.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// A key of an evdev keyboard that goes down or up (linux/input-event-codes.h).
+struct KeyStroke {
+  std::uint16_t code = 0;
+  bool down = false;
+
+  bool operator==(const KeyStroke&) const = default;
+};
+
+/// The largest evdev key code that ToKeyStrokes puts out.
+inline constexpr std::uint16_t kHighestKeyCode = 86;
+
+/// The evdev key at the same place of the keyboard as an ANSI virtual key; 0 where there is none.
+std::uint16_t EvdevKeyCode(std::uint16_t virtualKey);
+
+/// Turns key events into strokes of keys, among them those of the modifiers: Shift, and Control for
+/// Command. Where Caps Lock is on, the letters' Shift is turned round, so that each key types what
+/// it types while Caps Lock is off. Events of keys that there are none for are left out.
+void ToKeyStrokes(std::span<const KeyEvent> events, bool capsLock,
+                  const std::function<void(KeyStroke)>& put);
+
+}  // namespace quillet::platform::linux_desktop

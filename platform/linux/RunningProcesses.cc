@@ -1,0 +1,112 @@
+#include "platform/linux/RunningProcesses.h"
+
+#include <dirent.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string_view>
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+// Ancestors that are looked at; more than a desktop's processes have.
+constexpr int kGenerations = 32;
+
+std::string Contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+std::vector<std::string> Words(const std::string& text) {
+  std::vector<std::string> words;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find('\0', start), text.size());
+    words.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return words;
+}
+
+// Empty where there is no such file.
+std::string RealPath(const std::string& path) {
+  std::error_code error;
+  const auto real = std::filesystem::canonical(path, error);
+  return error ? std::string() : real.string();
+}
+
+std::string InSearchPath(const std::string& program) {
+  if (program.find('/') != std::string::npos) return program;
+  const char* folders = getenv("PATH");
+  std::string_view rest = folders == nullptr ? "/usr/bin:/bin" : folders;
+  while (!rest.empty()) {
+    const std::string path = std::string(rest.substr(0, rest.find(':'))) + "/" + program;
+    if (access(path.c_str(), X_OK) == 0) return path;
+    rest.remove_prefix(std::min(rest.find(':'), rest.size() - 1) + 1);
+  }
+  return program;
+}
+
+bool FollowsWith(const std::vector<std::string>& words, std::size_t from,
+                 const std::vector<std::string>& command) {
+  return words.size() - from >= command.size() - 1 &&
+         std::equal(command.begin() + 1, command.end(),
+                    words.begin() + static_cast<std::ptrdiff_t>(from));
+}
+
+bool WasStartedBy(const std::string& process, const std::vector<std::string>& command,
+                  const std::string& program) {
+  const auto words = Words(Contents(process + "/cmdline"));
+  if (words.empty()) return false;  // a kernel's thread, or one that has ended
+  if (FollowsWith(words, 1, command) && RealPath(process + "/exe") == program) return true;
+  return words.size() > 1 && words[1].starts_with('/') && FollowsWith(words, 2, command) &&
+         RealPath(words[1]) == program;
+}
+
+int Parent(int process) {
+  // pid (name) state ppid ...; the name may hold anything, parentheses too.
+  const std::string text = Contents("/proc/" + std::to_string(process) + "/stat");
+  const std::size_t name = text.rfind(") ");
+  int parent = 0;
+  if (name != std::string::npos && text.size() > name + 4) {
+    std::from_chars(text.data() + name + 4, text.data() + text.size(), parent);
+  }
+  return parent;
+}
+
+}  // namespace
+
+int FindProcess(const std::vector<std::string>& command) {
+  if (command.empty()) return 0;
+  const std::string program = RealPath(InSearchPath(command[0]));
+  if (program.empty()) return 0;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc"), closedir);
+  if (!folder) return 0;
+  while (const dirent* entry = readdir(folder.get())) {
+    const std::string_view name = entry->d_name;
+    int pid = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
+    if (error != std::errc() || end != name.data() + name.size() || pid == getpid()) continue;
+    const std::string path = "/proc/" + std::string(name);
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || status.st_uid != getuid()) continue;
+    if (WasStartedBy(path, command, program)) return pid;
+  }
+  return 0;
+}
+
+bool IsOrDescendsFrom(int process, int ancestor) {
+  for (int i = 0; i < kGenerations && process > 1; ++i) {
+    if (process == ancestor) return true;
+    process = Parent(process);
+  }
+  return false;
+}
+
+}  // namespace quillet::platform::linux_desktop

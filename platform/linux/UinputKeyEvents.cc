@@ -1,0 +1,149 @@
+#include "platform/linux/UinputKeyEvents.h"
+
+#include <fcntl.h>
+#include <linux/uinput.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/KeyStrokes.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using namespace std::chrono_literals;
+
+// What a desktop takes to notice a new keyboard: udev's rules run, then the desktop opens it.
+constexpr auto kNewKeyboardPause = 1500ms;
+
+// The kernel drops what a reader has no room for. It makes room for eight times the events that a
+// device could send at once, rounded up to a power of two: 64 for plain keys, 512 with these axes,
+// which nothing ever moves and no desktop acts on (drivers/input/input.c,
+// input_estimate_events_per_packet; drivers/input/evdev.c, evdev_compute_buffer_size).
+constexpr std::array kSilentAxes = {REL_Z,    REL_RX,       REL_RY, REL_RZ, REL_DIAL,
+                                    REL_MISC, REL_RESERVED, 0x0d,   0x0e,   0x0f};
+constexpr int kFirstSilentPosition = ABS_VOLUME;
+constexpr int kLastSilentPosition = ABS_RESERVED;
+static_assert(8 * (1 + 7 + kSilentAxes.size() + kLastSilentPosition - kFirstSilentPosition + 1) >
+              256);
+
+// About 320 characters in a second, at which a desktop may be busy with something else for more
+// than a third of a second before anything is lost.
+constexpr std::size_t kEventsPerPause = 32;
+constexpr auto kReadingPause = 25ms;
+
+input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
+  input_event event{};  // the kernel puts in the time
+  event.type = type;
+  event.code = code;
+  event.value = value;
+  return event;
+}
+
+bool AddSilentAxes(int descriptor) {
+  if (ioctl(descriptor, UI_SET_EVBIT, EV_REL) < 0) return false;
+  for (const int axis : kSilentAxes) {
+    if (ioctl(descriptor, UI_SET_RELBIT, axis) < 0) return false;
+  }
+  for (int axis = kFirstSilentPosition; axis <= kLastSilentPosition; ++axis) {
+    uinput_abs_setup setup{};
+    setup.code = static_cast<std::uint16_t>(axis);
+    if (ioctl(descriptor, UI_ABS_SETUP, &setup) < 0) return false;
+  }
+  return true;
+}
+
+// udev takes a device for a keyboard only when it has all of the first keys, from Esc to S
+// (udev-builtin-input_id.c in systemd).
+bool Describe(int descriptor) {
+  if (ioctl(descriptor, UI_SET_EVBIT, EV_KEY) < 0 || ioctl(descriptor, UI_SET_EVBIT, EV_LED) < 0 ||
+      ioctl(descriptor, UI_SET_LEDBIT, LED_CAPSL) < 0) {
+    return false;
+  }
+  for (int code = KEY_ESC; code <= kHighestKeyCode; ++code) {
+    if (ioctl(descriptor, UI_SET_KEYBIT, code) < 0) return false;
+  }
+  if (!AddSilentAxes(descriptor)) return false;
+  uinput_setup setup{};
+  setup.id.bustype = BUS_VIRTUAL;
+  std::strncpy(setup.name, "Quillet keyboard", sizeof setup.name - 1);
+  return ioctl(descriptor, UI_DEV_SETUP, &setup) >= 0 && ioctl(descriptor, UI_DEV_CREATE) >= 0;
+}
+
+}  // namespace
+
+int MakeVirtualKeyboard(const char* path) {
+  const int descriptor = open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0 || Describe(descriptor)) return descriptor;
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return -1;
+}
+
+UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, MakeKeyboard make)
+    : log_(log), clock_(clock), make_(std::move(make)) {}
+
+void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
+  if (!HaveKeyboard()) return;
+  ReadLights();
+  std::vector<input_event> report;
+  ToKeyStrokes(events, capsLock_, [&report](KeyStroke stroke) {
+    report.push_back(Event(EV_KEY, stroke.code, stroke.down));
+    report.push_back(Event(EV_SYN, SYN_REPORT, 0));
+  });
+  if (report.empty()) return;
+  LetTheDesktopRead(report.size());
+  const std::size_t size = report.size() * sizeof report[0];
+  ssize_t written = 0;
+  do {
+    written = write(keyboard_->Number(), report.data(), size);
+  } while (written < 0 && errno == EINTR);
+  if (written != static_cast<ssize_t>(size)) Complain(written < 0 ? errno : EIO);
+}
+
+bool UinputKeyEvents::HaveKeyboard() {
+  if (keyboard_) return true;
+  keyboard_.emplace(make_());
+  if (!keyboard_->IsOpen()) {
+    Complain(errno);
+    keyboard_.reset();
+    return false;
+  }
+  clock_.Sleep(kNewKeyboardPause);
+  return true;
+}
+
+void UinputKeyEvents::ReadLights() {
+  std::array<input_event, 16> lights{};
+  for (;;) {
+    const ssize_t count = read(keyboard_->Number(), lights.data(), sizeof lights);
+    if (count < static_cast<ssize_t>(sizeof lights[0])) return;  // none is left
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count) / sizeof lights[0]; ++i) {
+      if (lights[i].type == EV_LED && lights[i].code == LED_CAPSL) capsLock_ = lights[i].value != 0;
+    }
+  }
+}
+
+void UinputKeyEvents::LetTheDesktopRead(std::size_t count) {
+  if (unread_ + count > kEventsPerPause) {
+    clock_.Sleep(kReadingPause);
+    unread_ = 0;
+  }
+  unread_ += count;
+}
+
+void UinputKeyEvents::Complain(int error) {
+  if (!std::exchange(complained_, true)) {
+    log_.Write(std::string("Cannot type on this desktop: /dev/uinput: ") + std::strerror(error) +
+               ". The udev rule 70-quillet-uinput.rules allows it once it is installed.");
+  }
+}
+
+}  // namespace quillet::platform::linux_desktop

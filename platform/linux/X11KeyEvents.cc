@@ -1,0 +1,123 @@
+#include "platform/linux/X11KeyEvents.h"
+
+#include <xcb/xcb.h>
+#include <xcb/xcbext.h>
+#include <xcb/xtest.h>
+
+// The header uses a word of C++ as a name.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <cstdlib>
+#include <string>
+
+#include "platform/linux/KeyStrokes.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
+
+template <class T>
+using Reply = std::unique_ptr<T, Free>;
+
+}  // namespace
+
+/// A connection by XCB, which hands errors over as return values and events and, other than Xlib,
+/// never ends the process.
+class X11KeyEvents::Connection {
+ public:
+  Connection() : xcb_(xcb_connect(nullptr, nullptr)) {
+    if (IsBroken()) return;
+    const auto* test = xcb_get_extension_data(xcb_, &xcb_test_id);
+    if (test == nullptr || !test->present) return;
+    canTest_ = true;
+    // A keyboard's first code is for the key that evdev numbers 0.
+    offset_ = xcb_get_setup(xcb_)->min_keycode;
+    FollowCapsLock();
+  }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() { xcb_disconnect(xcb_); }
+
+  bool IsBroken() const { return xcb_connection_has_error(xcb_) != 0; }
+  bool CanTest() const { return canTest_; }
+
+  /// Caps Lock as the server has last told of it; costs no round trip.
+  bool CapsLock() {
+    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
+      // Every event of the keyboard extension comes under one number; only the state was asked for.
+      if (keyboardEvent_ != 0 && (event->response_type & 0x7F) == keyboardEvent_ &&
+          event->pad0 == XCB_XKB_STATE_NOTIFY) {
+        const auto* news = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event.get());
+        capsLock_ = (news->lockedMods & XCB_MOD_MASK_LOCK) != 0;
+      }
+    }
+    return capsLock_;
+  }
+
+  void Put(KeyStroke stroke) {
+    xcb_test_fake_input(xcb_, stroke.down ? XCB_KEY_PRESS : XCB_KEY_RELEASE,
+                        static_cast<std::uint8_t>(stroke.code + offset_), XCB_CURRENT_TIME,
+                        XCB_NONE, 0, 0, 0);
+  }
+
+  void Flush() { xcb_flush(xcb_); }
+
+ private:
+  void FollowCapsLock() {
+    const auto* extension = xcb_get_extension_data(xcb_, &xcb_xkb_id);
+    if (extension == nullptr || !extension->present) return;
+    const Reply<xcb_xkb_use_extension_reply_t> use{
+        xcb_xkb_use_extension_reply(xcb_, xcb_xkb_use_extension(xcb_, 1, 0), nullptr)};
+    if (!use || !use->supported) return;
+    xcb_xkb_select_events_details_t details{};
+    details.affectState = XCB_XKB_STATE_PART_MODIFIER_LOCK;
+    details.stateDetails = XCB_XKB_STATE_PART_MODIFIER_LOCK;
+    xcb_xkb_select_events_aux(xcb_, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_STATE_NOTIFY, 0, 0,
+                              0, 0, &details);
+    const Reply<xcb_xkb_get_state_reply_t> state{
+        xcb_xkb_get_state_reply(xcb_, xcb_xkb_get_state(xcb_, XCB_XKB_ID_USE_CORE_KBD), nullptr)};
+    if (!state) return;
+    capsLock_ = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0;
+    keyboardEvent_ = extension->first_event;
+  }
+
+  xcb_connection_t* const xcb_;  // never null, even when it could not be made
+  bool canTest_ = false;
+  std::uint8_t offset_ = 0;
+  std::uint8_t keyboardEvent_ = 0;  // 0 when Caps Lock cannot be followed
+  bool capsLock_ = false;
+};
+
+X11KeyEvents::X11KeyEvents(SystemLog& log) : log_(log) {}
+
+X11KeyEvents::~X11KeyEvents() = default;
+
+void X11KeyEvents::Post(std::span<const KeyEvent> events) {
+  if (!Connect()) return;
+  ToKeyStrokes(events, connection_->CapsLock(),
+               [this](KeyStroke stroke) { connection_->Put(stroke); });
+  connection_->Flush();
+}
+
+bool X11KeyEvents::Connect() {
+  if (connection_ && !connection_->IsBroken()) return connection_->CanTest();
+  connection_ = std::make_unique<Connection>();
+  if (connection_->IsBroken()) {
+    Complain("the X server cannot be reached");
+  } else if (!connection_->CanTest()) {
+    Complain("the X server has no test extension");
+  }
+  return !connection_->IsBroken() && connection_->CanTest();
+}
+
+void X11KeyEvents::Complain(const char* what) {
+  if (!complained_) log_.Write(std::string("Cannot type on this desktop: ") + what);
+  complained_ = true;
+}
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quillet::platform::linux_desktop {
+
+/// The windows of an X11 desktop, as its window manager tells of them (Extended Window Manager
+/// Hints: _NET_CLIENT_LIST_STACKING, _NET_ACTIVE_WINDOW, _NET_WM_PID; ICCCM: WM_CLASS; X resource
+/// extension), on a connection of its own. A server that goes takes nothing else with it. One
+/// thread at a time.
+class X11Windows {
+ public:
+  struct Window {
+    std::uint32_t id = 0;
+    int pid = 0;                       // 0 when it is not known
+    std::vector<std::string> classes;  // its instance's name and its class, in lower case
+  };
+
+  X11Windows();
+  ~X11Windows();
+  X11Windows(const X11Windows&) = delete;
+  X11Windows& operator=(const X11Windows&) = delete;
+
+  /// Whether there is a server, still.
+  bool IsConnected() const;
+
+  /// All applications' windows, the topmost first.
+  std::vector<Window> All();
+
+  /// The window with the focus, 0 when none has it.
+  std::uint32_t Active();
+
+  /// Asks the window manager to bring a window to the front and to give it the focus, and waits
+  /// until that has happened.
+  /// @return whether it has, within the limit
+  bool Activate(std::uint32_t window, std::chrono::milliseconds limit);
+
+ private:
+  class Connection;
+  std::unique_ptr<Connection> connection_;
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,27 @@
+"""Runs in a terminal: writes every byte that is typed there into a file.
+
+terminal_reader.py FILE. The terminal turns Return into a line feed, as for any program; nothing
+else is changed and no byte is a command. FILE.time gets the time of the last read.
+"""
+
+import os
+import sys
+import termios
+import time
+
+path = sys.argv[1]
+settings = termios.tcgetattr(0)
+settings[0] &= ~(termios.IXON | termios.IXOFF)
+settings[3] &= ~(termios.ICANON | termios.ECHO | termios.ISIG | termios.IEXTEN)
+settings[6][termios.VMIN] = 1
+settings[6][termios.VTIME] = 0
+termios.tcsetattr(0, termios.TCSANOW, settings)
+with open(path, "wb", buffering=0) as file:
+    while True:
+        data = os.read(0, 65536)
+        if not data:
+            break
+        file.write(data)
+        with open(path + ".new", "w", encoding="ascii") as last:
+            last.write(f"{time.monotonic()}\n")
+        os.replace(path + ".new", path + ".time")

@@ -1,0 +1,158 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+#include "platform/linux/DesktopApplications.h"
+#include "platform/linux/RunningProcesses.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitFor.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using test::FileContents;
+using test::WaitFor;
+using Texts = std::vector<std::string>;
+
+// Applications that are scripts: each start adds the process's number to a file, and a started one
+// runs until its folder goes.
+class DesktopApplicationsTest : public ::testing::Test {
+ protected:
+  ~DesktopApplicationsTest() override {
+    for (const int pid : Started()) kill(pid, SIGTERM);
+  }
+
+  std::string Script(const std::string& name, const std::string& lines) {
+    const std::string path = folder_ / name;
+    test::PutFile(path, "#!/bin/sh\necho $$ >>'" + StartsPath() + "'\n" + lines);
+    chmod(path.c_str(), 0700);
+    return path;
+  }
+
+  std::string Editor(const std::string& name = "editor") {
+    return Script(name, "while [ -e '" + folder_.path() + "' ]; do sleep 0.1; done\n");
+  }
+
+  std::string Entry(const std::string& command) {
+    const std::string path = folder_ / "editor.desktop";
+    test::PutFile(path, "[Desktop Entry]\nType=Application\nName=Editor\nExec=" + command + "\n");
+    return path;
+  }
+
+  std::vector<int> Started() const {
+    std::istringstream text(FileContents(StartsPath()).value_or(""));
+    std::vector<int> pids;
+    for (int pid = 0; text >> pid;) pids.push_back(pid);
+    return pids;
+  }
+
+  bool WaitForStarts(std::size_t count) {
+    return WaitFor([&] { return Started().size() >= count; });
+  }
+
+  std::string StartsPath() const { return folder_ / "starts"; }
+
+  test::TemporaryFolder folder_;
+  DesktopApplications applications_{false};
+};
+
+TEST_F(DesktopApplicationsTest, AnApplicationIsListedFromItsStartToItsEnd) {
+  const std::string path = Editor();
+  EXPECT_EQ(applications_.LaunchedApplications(), Texts{});
+  ASSERT_TRUE(applications_.OpenApplication(path));
+  EXPECT_EQ(applications_.LaunchedApplications(), Texts{path});
+  ASSERT_TRUE(WaitForStarts(1));
+}
+
+TEST_F(DesktopApplicationsTest, AThousandRecordsStartItOnce) {
+  const std::string path = Editor();
+  const std::string entry = Entry("'" + Editor("other") + "'");
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_TRUE(applications_.OpenApplication(path));
+    ASSERT_TRUE(applications_.OpenApplication(entry));
+  }
+  ASSERT_TRUE(WaitForStarts(2));
+  EXPECT_EQ(Started().size(), 2U);
+}
+
+TEST_F(DesktopApplicationsTest, OneThatRunsAlreadyIsNotStarted) {
+  const std::string path = Editor();
+  ASSERT_TRUE(DesktopApplications(false).OpenApplication(path));
+  ASSERT_TRUE(WaitForStarts(1));
+  ASSERT_TRUE(WaitFor([&] { return FindProcess({path}) != 0; }));
+  EXPECT_TRUE(applications_.OpenApplication(path));
+  EXPECT_TRUE(applications_.OpenApplication(Entry("'" + path + "' %F")));
+  EXPECT_EQ(Started().size(), 1U);
+}
+
+TEST_F(DesktopApplicationsTest, ACommandWithOtherWordsIsAnotherApplication) {
+  const std::string path = Editor();
+  ASSERT_TRUE(applications_.OpenApplication(Entry("'" + path + "' stock list")));
+  ASSERT_TRUE(WaitForStarts(1));
+  ASSERT_TRUE(WaitFor([&] { return FindProcess({path, "stock"}) != 0; }));
+  EXPECT_NE(FindProcess({path, "stock", "list"}), 0);
+  EXPECT_EQ(FindProcess({path, "list"}), 0);
+  EXPECT_EQ(FindProcess({path, "stock", "list", "again"}), 0);
+  EXPECT_EQ(FindProcess({folder_ / "absent"}), 0);
+}
+
+TEST_F(DesktopApplicationsTest, AStartThatHandsOverIsNotRepeatedForEveryRecord) {
+  const std::string path = Script("handover", "exit 0\n");
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_TRUE(applications_.OpenApplication(path));
+    ASSERT_TRUE(WaitForStarts(1));
+    EXPECT_EQ(applications_.LaunchedApplications(), Texts{path});
+  }
+  EXPECT_EQ(Started().size(), 1U);
+}
+
+TEST_F(DesktopApplicationsTest, AFoundApplicationThatHasEndedIsStartedAgain) {
+  const std::string path = Editor();
+  ASSERT_TRUE(DesktopApplications(false).OpenApplication(path));
+  ASSERT_TRUE(WaitForStarts(1));
+  ASSERT_TRUE(WaitFor([&] { return FindProcess({path}) != 0; }));
+  ASSERT_TRUE(applications_.OpenApplication(path));
+  kill(Started()[0], SIGKILL);
+  ASSERT_TRUE(WaitFor([&] { return applications_.LaunchedApplications().empty(); }));
+  ASSERT_TRUE(applications_.OpenApplication(path));
+  EXPECT_TRUE(WaitForStarts(2));
+}
+
+TEST_F(DesktopApplicationsTest, AStartedApplicationHasNoDescriptorOfOursAndASessionOfItsOwn) {
+  // The worst of all: one that is not closed by itself.
+  const int leak = open("/dev/null", O_RDONLY);
+  ASSERT_TRUE(applications_.OpenApplication(Editor()));
+  ASSERT_TRUE(WaitForStarts(1));
+  const int pid = Started()[0];
+  const std::string descriptors = "/proc/" + std::to_string(pid) + "/fd";
+  for (const int standard : {0, 1, 2}) {
+    EXPECT_EQ(std::filesystem::read_symlink(descriptors + "/" + std::to_string(standard)),
+              "/dev/null");
+  }
+  EXPECT_FALSE(std::filesystem::exists(descriptors + "/" + std::to_string(leak)));
+  EXPECT_EQ(getsid(pid), pid);
+  close(leak);
+}
+
+TEST_F(DesktopApplicationsTest, NoChildIsLeftToWaitFor) {
+  ASSERT_TRUE(applications_.OpenApplication(Script("short", "exit 3\n")));
+  ASSERT_TRUE(WaitForStarts(1));
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST_F(DesktopApplicationsTest, APathThatNamesNothingOpensNothing) {
+  EXPECT_FALSE(applications_.HasApplication("/Applications/TextEdit"));
+  EXPECT_FALSE(applications_.OpenApplication("/Applications/TextEdit"));
+  EXPECT_TRUE(applications_.HasApplication(Editor()));
+}
+
+}  // namespace
+}  // namespace quillet::platform::linux_desktop

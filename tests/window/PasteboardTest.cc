@@ -1,0 +1,77 @@
+#include <gtest/gtest.h>
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <atomic>
+#include <thread>
+
+#include "platform/qt/QtMainQueue.h"
+#include "platform/qt/QtPasteboard.h"
+#include "tests/window/MainLoop.h"
+
+namespace quillet::window_tests {
+namespace {
+
+using platform::qt::QtMainQueue;
+using platform::qt::QtPasteboard;
+using std::chrono::steady_clock;
+
+std::string Clipboard() {
+  return QGuiApplication::clipboard()->text().toStdString();
+}
+
+// A queue whose main loop has ended: nothing is run any more.
+class EndedQueue final : public platform::MainQueue {
+ public:
+  void Async(std::function<void()>) override {}
+};
+
+// A queue that nobody comes to.
+class StalledQueue final : public platform::MainQueue {
+ public:
+  void Async(std::function<void()> work) override { work_.push_back(std::move(work)); }
+
+ private:
+  std::vector<std::function<void()>> work_;
+};
+
+TEST(Pasteboard, TextIsThereWhenTheCallFromAnotherThreadReturns) {
+  QtMainQueue queue;
+  QtPasteboard pasteboard(queue);
+  QGuiApplication::clipboard()->setText("before");
+  std::atomic<bool> returned = false;
+  std::thread thread([&] {
+    pasteboard.SetString(
+        "Gr\xC3\xB6\xC3\x9F"
+        "e 5 \xE2\x82\xAC\r\n");
+    returned = true;
+  });
+  EXPECT_TRUE(SpinUntil([&] { return returned.load(); }));
+  thread.join();
+  EXPECT_EQ(Clipboard(),
+            "Gr\xC3\xB6\xC3\x9F"
+            "e 5 \xE2\x82\xAC\r\n");
+}
+
+TEST(Pasteboard, TheMainThreadSetsItWithoutWaiting) {
+  StalledQueue queue;
+  QtPasteboard(queue).SetString("at once");
+  EXPECT_EQ(Clipboard(), "at once");
+}
+
+TEST(Pasteboard, ACallReturnsAtOnceWhenTheMainLoopHasEnded) {
+  EndedQueue queue;
+  const auto start = steady_clock::now();
+  std::thread([&] { QtPasteboard(queue).SetString("late"); }).join();
+  EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+TEST(Pasteboard, ACallReturnsAfterAWhileWhenTheMainThreadDoesNotComeToIt) {
+  StalledQueue queue;
+  const auto start = steady_clock::now();
+  std::thread([&] { QtPasteboard(queue).SetString("late"); }).join();
+  EXPECT_GE(steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+}  // namespace
+}  // namespace quillet::window_tests
