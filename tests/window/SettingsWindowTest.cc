@@ -55,7 +55,8 @@ class Started {
       : controller(Immortal<SyncController>(
             Platform{log, Immortal<test::FakeClock>(1000.0), Immortal<test::HookedFileStore>(),
                      queue, Immortal<test::FakeRegistry>(), Immortal<test::FakeWorkspace>(), panels,
-                     Immortal<platform::qt::QtTicker>()},
+                     Immortal<platform::qt::QtTicker>(), Immortal<test::FakeKeyEvents>(),
+                     Immortal<test::FakePasteboard>(), Immortal<test::FakeApplications>()},
             MainWindowControls{main.view(), main.portList(), main.connectItem(),
                                main.settingsItem(), main.synchronizeItem(), main.clearItem(),
                                main.progress()},
