@@ -28,9 +28,13 @@ class NamedList final : public QAccessibleWidget {
     return rect().contains(x, y) ? child(0) : nullptr;
   }
 
-  QStringList actionNames() const override { return {showMenuAction(), pressAction()}; }
+  QStringList actionNames() const override {
+    return QStringList{showMenuAction(), pressAction()} + QAccessibleWidget::actionNames();
+  }
   void doAction(const QString& action) override {
-    if (action != showMenuAction() && action != pressAction()) return;
+    if (action != showMenuAction() && action != pressAction()) {
+      return QAccessibleWidget::doAction(action);  // to take the keyboard
+    }
     if (box_->view()->isVisible()) {
       box_->hidePopup();
     } else {

@@ -186,15 +186,17 @@ QString WithoutMnemonic(QString text) {
   return text.remove(QLatin1Char('&')).remove(QLatin1Char(':'));
 }
 
-void Explain(QWidget& control, const QString& explanation) {
-  control.setToolTip(explanation);
-  control.setAccessibleDescription(explanation);
+/// Names a control that has its tool tip for assistive technology. The name comes first: with the
+/// first change that is told of, a list is taken for one with a name or one without.
+void Name(QWidget& control, const QString& text) {
+  control.setAccessibleName(WithoutMnemonic(text));
+  control.setAccessibleDescription(control.toolTip());
 }
 
 QCheckBox& MakeBox(const char* text, const char* explanation) {
   auto* box = new OutlinedBox(QString::fromUtf8(text));
-  box->setAccessibleName(WithoutMnemonic(box->text()));
-  Explain(*box, QString::fromUtf8(explanation));
+  box->setToolTip(QString::fromUtf8(explanation));
+  Name(*box, box->text());
   return *box;
 }
 
@@ -203,7 +205,7 @@ QComboBox& MakeList(const char* explanation) {
   list->setSizeAdjustPolicy(QComboBox::AdjustToContents);
   list->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   list->setFocusPolicy(Qt::StrongFocus);
-  Explain(*list, QString::fromUtf8(explanation));
+  list->setToolTip(QString::fromUtf8(explanation));
   return *list;
 }
 
@@ -238,7 +240,7 @@ class Group {
   Group& Add(const char* caption, QWidget& field, QWidget& named) {
     auto* label = new QLabel(QString::fromUtf8(caption));
     label->setBuddy(&named);
-    named.setAccessibleName(WithoutMnemonic(label->text()));
+    Name(named, label->text());
     form_->addRow(label, &field);
     captions_.push_back(label);
     return *this;
@@ -375,7 +377,7 @@ QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
 QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
   Group connected("When the scanner is connected");
   connected.Add(sync_clock_box).Add(auto_sync_box).Add(burst_sync_box).Add(clear_memory_box);
-  Explain(path_field, QStringLiteral("Browse changes it; what is typed here is not used."));
+  path_field.setToolTip(QStringLiteral("Browse changes it; what is typed here is not used."));
   Group delivery("Where the records go");
   delivery.Add("&Deliver to:", destination_box)
       .Add("Path:", Beside(path_field, browse_button), path_field)
@@ -385,10 +387,11 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
 }
 
 QWidget* QtSettingsWindow::Parts::MakeSampleGroup() {
+  for (QLineEdit* field : {&older_field, &series300_field}) {
+    field->setToolTip(QStringLiteral("→ is a tab, ␣ a space, ⏎ the end of the line"));
+  }
   Group sample("A line will look like this");
   sample.Add("Older scanners:", older_field).Add("300 series:", series300_field);
-  Explain(older_field, QStringLiteral("→ is a tab, ␣ a space, ⏎ the end of the line"));
-  Explain(series300_field, older_field.toolTip());
   return sample.widget();
 }
 

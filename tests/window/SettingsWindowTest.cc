@@ -260,6 +260,21 @@ TEST_F(SettingsWindow, EveryBoxAndButtonWorksByAssistiveTechnology) {
   EXPECT_EQ(Registry(), expected);
 }
 
+TEST_F(SettingsWindow, AssistiveTechnologyCanGiveTheKeyboardToEveryControl) {
+  Open();
+  for (const auto& [name, position, items] : kLists) {
+    auto* list = Find<QComboBox>(name);
+    ASSERT_NE(QApplication::focusWidget(), list);
+    QAccessibleActionInterface* actions =
+        QAccessible::queryAccessibleInterface(list)->actionInterface();
+    ASSERT_TRUE(actions->actionNames().contains(QAccessibleActionInterface::setFocusAction()));
+    actions->doAction(QAccessibleActionInterface::setFocusAction());
+    EXPECT_EQ(QApplication::focusWidget(), list);
+  }
+}
+
+// A list is known by its name from the first moment on, also when somebody has listened to the
+// window while it was made.
 TEST_F(SettingsWindow, EveryControlHasANameAndAnExplanation) {
   Open();
   std::set<QString> names;
@@ -572,13 +587,11 @@ TEST_F(SettingsWindow, AnEmptyCheckBoxStandsOutInLightAndDark) {
     Open();
     auto* box = Find<QCheckBox>("Add to the file instead of replacing it");
     ASSERT_FALSE(box->isChecked());
-    const QImage picture = window().grab().toImage();
+    const QImage picture = box->grab().toImage();
     const QColor ground = palette.color(QPalette::Window);
-    const QPoint corner = box->mapTo(&window(), QPoint(0, 0)) * picture.devicePixelRatio();
     double best = 1;
     for (int x = 0; x < box->style()->pixelMetric(QStyle::PM_IndicatorWidth); ++x) {
-      best = std::max(best,
-                      Contrast(picture.pixelColor(corner + QPoint(x, box->height() / 2)), ground));
+      best = std::max(best, Contrast(picture.pixelColor(x, picture.height() / 2), ground));
     }
     EXPECT_GE(best, 3) << ground.name().toStdString();
     Press(Qt::Key_Escape);

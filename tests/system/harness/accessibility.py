@@ -14,6 +14,7 @@ _REGISTRY = "org.a11y.atspi.Registry"
 _CALL_LIMIT = 20_000  # milliseconds
 
 # Numbers of states.
+_CHECKED = 4
 _PRESSED = 20
 _SELECTED = 23
 
@@ -124,6 +125,9 @@ class Node:
     def _has_state(self, number):
         ((low, _high),) = self._ask("Accessible", "GetState")
         return bool(low & 1 << number)
+
+    def is_checked(self):
+        return self._has_state(_CHECKED)
 
     def is_pressed(self):
         return self._has_state(_PRESSED)

@@ -1,0 +1,61 @@
+"""The settings window of the program under test."""
+
+from harness.waiting import wait_until
+
+
+class SettingsWindow:
+    """Opened from the program's main window; found anew each time it is asked for something."""
+
+    def __init__(self, desktop, quillet):
+        self._desktop = desktop
+        self._quillet = quillet
+
+    def is_open(self):
+        return self._desktop.xdotool("search", "--onlyvisible", "--name", "^Settings$") is not None
+
+    def open(self):
+        """Opens the window by its button and waits until it has the keyboard."""
+        self._quillet.press("Settings")
+        wait_until(self.is_open, "the settings window")
+        wait_until(self._has_keyboard, "the keyboard to be in the settings window")
+
+    def _has_keyboard(self):
+        return self._desktop.xdotool("getactivewindow", "getwindowname") == "Settings"
+
+    def _dialog(self):
+        application = self._desktop.accessibility.application(self._quillet.pid)
+        (dialog,) = [node for node in application.children()
+                     if node.role == "dialog" and node.name == "Settings"]
+        return dialog
+
+    def box(self, name):
+        return self._dialog().find("check box", name)
+
+    def list(self, name):
+        return self._dialog().find("combo box", name)
+
+    def field(self, name):
+        return self._dialog().find("text", name)
+
+    def press(self, button):
+        self._dialog().find("push button", button).act("Press")
+
+    def type_keys(self, *keys):
+        self._desktop.xdotool("key", *keys)
+
+    def choose(self, name, position):
+        """Chooses an item of a list, counted from 0, with the keyboard."""
+        self.list(name).grab_focus()
+        self.type_keys("Home", *["Down"] * position)
+        wait_until(lambda: self.chosen(name) == position,
+                   lambda: f"{name} to be at {position}, not {self.chosen(name)}", limit=10)
+
+    def chosen(self, name):
+        """The position of the chosen item; None when none is."""
+        (entries,) = self.list(name).children()
+        chosen = [position for position, entry in enumerate(entries.children())
+                  if entry.is_selected()]
+        return chosen[0] if chosen else None
+
+    def wait_until_closed(self):
+        wait_until(lambda: not self.is_open(), "the settings window to be closed")
