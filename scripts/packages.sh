@@ -3,7 +3,7 @@
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libudev-dev
   libxcb1-dev libxcb-res0-dev libxcb-xtest0-dev libxcb-xkb-dev libglib2.0-dev"
 display_packages="xvfb xauth fonts-dejavu-core"
-test_packages="libgtest-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox
+test_packages="libgtest-dev libgmock-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox
   at-spi2-core gir1.2-atspi-2.0 python3 python3-gi dbus bubblewrap x11-utils imagemagick
   xterm python3-tk x11-xserver-utils"
 check_packages="clang clang-format libclang-rt-14-dev"

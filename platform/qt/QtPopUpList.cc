@@ -1,5 +1,6 @@
 #include "platform/qt/QtPopUpList.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QSignalBlocker>
 #include <utility>
@@ -56,6 +57,8 @@ bool QtPopUpList::Has(std::int32_t position) const {
 }
 
 void QtPopUpList::Report() const {
+  // The closed list's own selection is what assistive technology tells as the chosen item.
+  box_.view()->setCurrentIndex(box_.model()->index(SelectedItem(), box_.modelColumn()));
   if (action_) action_(SelectedItem());
 }
 

@@ -9,7 +9,8 @@ import argparse
 import os
 import sys
 
-from harness import sandbox
+sys.dont_write_bytecode = True  # the sources may belong to somebody else
+from harness import sandbox  # noqa: E402
 
 HERE = os.path.dirname(os.path.realpath(__file__))
 
@@ -19,17 +20,14 @@ def main():
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--quillet", required=True, help="the program under test")
     parser.add_argument("--simulator", required=True, help="the simulated scanner")
-    parser.add_argument("--suppressions", help="for the thread sanitizer, of libraries not ours")
     parser.add_argument("tests", nargs="*", metavar="TEST")
     arguments = parser.parse_args()
 
     missing = sandbox.missing_packages()
     if missing:
         sys.exit("The system tests need these packages: " + " ".join(missing))
-    paths = {"QUILLET": arguments.quillet, "SIMULATOR": arguments.simulator,
-             "SUPPRESSIONS": arguments.suppressions}
-    environment = {f"SYSTEM_TEST_{name}": os.path.realpath(path)
-                   for name, path in paths.items() if path}
+    environment = {"SYSTEM_TEST_QUILLET": os.path.realpath(arguments.quillet),
+                   "SYSTEM_TEST_SIMULATOR": os.path.realpath(arguments.simulator)}
     tests = arguments.tests or ["discover", "--start-directory", HERE]
     inner = [sandbox.PYTHON, "-m", "unittest", "--verbose", *tests]
     os.chdir(HERE)

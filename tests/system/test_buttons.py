@@ -44,9 +44,9 @@ class ButtonsTest(SystemTest):
         self.assertEqual(["W", "M", "V", "w1#", "C"] * 2, scanner.commands())
 
     def test_nothing_can_be_started_while_connecting(self):
-        self.plugged_in_scanner(faults=["on M 1 delay 2000"])
+        self.plugged_in_scanner(faults=["on M 1 delay 3000"])
         quillet = self.start()
-        quillet.wait_for_view(messages.STARTED + messages.ATTEMPT + messages.trying())
+        quillet.wait_for_view_start(messages.STARTED + messages.ATTEMPT + messages.trying())
         for label in ("Connect", "Synchronize", "Clear"):
             quillet.press(label)
         self.log.wait_for("-[SyncController connectButton:]")
@@ -54,7 +54,7 @@ class ButtonsTest(SystemTest):
 
     def test_nothing_can_be_started_while_synchronizing(self):
         Settings(filename=_PATH).save()
-        scanner = self.plugged_in_scanner(some_records(1), faults=["on P delay 1500"])
+        scanner = self.plugged_in_scanner(some_records(1), faults=["on P delay 4000"])
         quillet = self.start_connected()
         before = scanner.commands()
         quillet.press("Synchronize")

@@ -47,7 +47,6 @@ class TwoDevicesTest(SystemTest):
         quillet.wait_for_view(messages.disconnected())
         quillet.wait_for_connect_label("Connect")
         quillet.wait_for_ports(["None", "usbmodem310", "usbmodem320"])
-        self.assertEqual("usbmodem310", quillet.chosen_port())
 
         quillet.choose_port(2)
         before = first.commands()
@@ -60,6 +59,16 @@ class TwoDevicesTest(SystemTest):
         quillet.press("Synchronize")
         quillet.wait_for_view(messages.file_run(2, f"{FOLDER}/out.txt"))
         self.assert_file(f"{FOLDER}/out.txt", file_text(records, serial=_OTHER_SERIAL))
+
+    def test_chosen_port_is_told(self):
+        self.plugged_in_scanner()
+        self.second_scanner().plug_in()
+        quillet = self.start_connected()
+        quillet.wait_for_chosen_port("Tavo[005771]")
+        quillet.press("Disconnect")
+        quillet.wait_for_chosen_port("usbmodem310")
+        quillet.choose_port(2)
+        quillet.wait_for_chosen_port("usbmodem320")
 
     def test_none_is_a_choice_that_fails(self):
         scanner = self.plugged_in_scanner()

@@ -31,7 +31,6 @@ class UnplugTest(SystemTest):
         quillet.wait_for_connect_label("Disconnect")
         # Each step takes away one entry behind the first, so one that does not belong there stays.
         quillet.wait_for_ports(["None", "usbmodem310", "Tavo[005771]"])
-        self.assertEqual("Tavo[005771]", quillet.chosen_port())
 
         quillet.wait_until_attempt_is_over()
         quillet.press("Synchronize")
@@ -106,9 +105,8 @@ class UnplugTest(SystemTest):
             faults=[f"on W {number} ignore" for number in range(1, 6)])
         quillet = self.start()
         quillet.wait_for_view(messages.STARTED + _FAILED_ATTEMPT)
-        self.assertEqual(["W"] * 5, scanner.commands())
+        self.assertEqual(["W"] * 5, scanner.all_commands())
         quillet.wait_for_ports(["None", "usbmodem310"])
-        self.assertEqual("usbmodem310", quillet.chosen_port())
         quillet.wait_until_attempt_is_over()
         quillet.press("Connect")
         quillet.wait_for_view(messages.connecting())

@@ -72,6 +72,16 @@ TEST_F(Accessibility, PortListIsFoundByItsNameWithItsSelection) {
   EXPECT_EQ(list->text(QAccessible::Value), "usbmodem1421");
 }
 
+TEST_F(Accessibility, ChosenPortIsTheSelectedItemOfTheList) {
+  window_.portList().AddItem("usbmodem1421");
+  window_.portList().SelectItem(1);
+  QAccessibleInterface* items = Find(QAccessible::ComboBox, "Port")->child(0);
+  EXPECT_FALSE(items->child(0)->state().selected);
+  EXPECT_TRUE(items->child(1)->state().selected);
+  window_.portList().RemoveItem(1);
+  EXPECT_TRUE(items->child(0)->state().selected);
+}
+
 TEST_F(Accessibility, PortListOpensAndShowsItsItems) {
   window_.portList().AddItem("usbmodem1421");
   QAccessibleInterface* list = Find(QAccessible::ComboBox, "Port");

@@ -12,7 +12,10 @@ from gi.repository import Gio, GLib  # noqa: E402
 _ROOT = "/org/a11y/atspi/accessible/root"
 _REGISTRY = "org.a11y.atspi.Registry"
 _CALL_LIMIT = 20_000  # milliseconds
-_PRESSED = 20  # of the states' numbers
+
+# Numbers of states.
+_PRESSED = 20
+_SELECTED = 23
 
 
 class Unreachable(Exception):
@@ -118,9 +121,19 @@ class Node:
         if not done:
             raise AssertionError(f"{self.name} refused to {action}")
 
-    def is_pressed(self):
+    def _has_state(self, number):
         ((low, _high),) = self._ask("Accessible", "GetState")
-        return bool(low & 1 << _PRESSED)
+        return bool(low & 1 << number)
+
+    def is_pressed(self):
+        return self._has_state(_PRESSED)
+
+    def is_selected(self):
+        return self._has_state(_SELECTED)
+
+    def has_text(self):
+        (interfaces,) = self._ask("Accessible", "GetInterfaces")
+        return "org.a11y.atspi.Text" in interfaces
 
     def grab_focus(self):
         self._ask("Component", "GrabFocus")

@@ -44,6 +44,7 @@ class SystemTest(unittest.TestCase):
         self.desktop = self.devices = self.quillet = None
         self.scanners = []
         self.log = SystemLog()
+        self.desktop_story = []
         self.addCleanup(self._sweep)
         self.desktop = Desktop()
         self.devices = Devices()
@@ -70,6 +71,7 @@ class SystemTest(unittest.TestCase):
         for scanner in self.scanners:
             scanner.stop()
         if self.desktop is not None:
+            self.desktop_story = self.desktop.story()
             self.desktop.stop()
         self.log.stop()
         for name in os.listdir("/Users"):
@@ -85,7 +87,8 @@ class SystemTest(unittest.TestCase):
             parts += ["The view, when last looked at:", self.quillet.last_view,
                       "The program's standard streams:", self.quillet.output()]
         parts += ["The end of the log:",
-                  *[repr(line) for line in self.log.datagrams()[-_STORY_LINES:]]]
+                  *[repr(line) for line in self.log.datagrams()[-_STORY_LINES:]],
+                  "The desktop:", *self.desktop_story]
         for scanner in self.scanners:
             if os.path.exists(scanner.transcript_path):
                 parts += [f"The end of what passed on {scanner.link}:",

@@ -5,6 +5,7 @@ import subprocess
 
 from harness.accessibility import Accessibility
 from harness.processes import Process, read_line
+from harness.waiting import wait_until
 
 
 class Desktop:
@@ -26,6 +27,8 @@ class Desktop:
                      "-noreset"])
         self.environment["DISPLAY"] = f":{display}"
         self._start_program("openbox", ["--sm-disable"])
+        # A window that comes while the window manager starts may be overlooked by it.
+        wait_until(lambda: self.xdotool("get_num_desktops"), "the window manager")
         address = self._start_announced(
             "dbus-daemon", ["--session", "--nofork", "--nopidfile", "--print-address={}"])
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
@@ -43,6 +46,10 @@ class Desktop:
         process = self._start_program(program, arguments, pass_fds=[writer])
         os.close(writer)
         return read_line(process, reader)
+
+    def story(self):
+        """What its programs have to say, for a person who looks for a mistake."""
+        return [f"{process.name}: {process.output() or 'nothing'}" for process in self._processes]
 
     def stop(self):
         while self._processes:

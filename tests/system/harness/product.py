@@ -6,27 +6,22 @@ import signal
 from harness.accessibility import Unreachable
 from harness.processes import Process
 from harness.waiting import wait_until
+from harness.window_manager import close_window
 
 VIEW = "Messages and records"
-PORT_LIST = "combo box"
+PORT_LIST = "Port"
 
-# A report of the address sanitizer's or the thread sanitizer's ends the program with a status of
-# its own. umockdev is loaded before the sanitizers' libraries, which does no harm: it stands in for
-# none of the functions that manage memory.
+_FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+# A program that is built with sanitizers ends with a status of theirs after a report. umockdev is
+# loaded before their libraries, which does no harm: it stands in for none of the functions that
+# manage memory. What other libraries do themselves is left out.
 _SANITIZERS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
-    "LSAN_OPTIONS": "print_suppressions=0",
-    "TSAN_OPTIONS": "halt_on_error=1",
+    "LSAN_OPTIONS": f"print_suppressions=0:suppressions={_FOLDER}/libraries.lsan",
+    "TSAN_OPTIONS": f"halt_on_error=1:suppressions={_FOLDER}/libraries.tsan",
     "UBSAN_OPTIONS": "print_stacktrace=1",
 }
-
-
-def _sanitizer_environment():
-    environment = dict(_SANITIZERS)
-    suppressions = os.environ.get("SYSTEM_TEST_SUPPRESSIONS")
-    if suppressions:
-        environment["TSAN_OPTIONS"] += f":suppressions={suppressions}"
-    return environment
 
 
 class Quillet:
@@ -34,7 +29,7 @@ class Quillet:
 
     def __init__(self, desktop, devices, *, environment=None, **popen):
         self._desktop = desktop
-        environment = (desktop.environment | devices.environment | _sanitizer_environment()
+        environment = (desktop.environment | devices.environment | _SANITIZERS
                        | (environment or {}))
         self.process = Process("quillet", [os.environ["SYSTEM_TEST_QUILLET"]], environment, **popen)
         self.last_view = ""
@@ -50,7 +45,7 @@ class Quillet:
 
     def _frame(self):
         if self._frame_node is None:
-            wait_until(self._find_frame, f"the window\n{self.process.output()}")
+            wait_until(self._find_frame, lambda: f"the window\n{self.process.output()}")
         return self._frame_node
 
     def _find_frame(self):
@@ -73,8 +68,13 @@ class Quillet:
 
     def window(self):
         """The X server's number of the visible window; None when there is none."""
-        found = self._desktop.xdotool("search", "--onlyvisible", "--pid", self.pid, "--name", ".")
-        return found.splitlines()[0] if found else None
+        windows = self._windows("--name", "^Quillet V")
+        return windows[0] if windows else None
+
+    def _windows(self, *which):
+        """The numbers of the program's visible windows, opened lists among them."""
+        found = self._desktop.xdotool("search", "--all", "--onlyvisible", "--pid", self.pid, *which)
+        return found.splitlines() if found else []
 
     def title(self):
         """The window's title as the window manager shows it."""
@@ -86,12 +86,28 @@ class Quillet:
     def screen_reader_title(self):
         return self._frame().name
 
+    def _settled(self, question):
+        """The answer to a question about the window, asked again when something in the window
+        went away meanwhile."""
+        answers = []
+
+        def ask():
+            try:
+                answers.append(question())
+            except Unreachable:
+                if not self.process.is_running():
+                    raise
+            return answers
+
+        wait_until(ask, "the window to settle")
+        return answers[0]
+
     # The view
 
     def view(self):
         """The whole text of the view."""
         if self._view_node is None:
-            self._view_node = self._frame().find("text", VIEW)
+            self._view_node = self._settled(lambda: self._frame().find("text", VIEW))
         self.last_view = self._view_node.text()
         return self.last_view
 
@@ -100,6 +116,11 @@ class Quillet:
         wait_until(lambda: self.view() == text,
                    lambda: f"the view to show\n{text!r}\nIt shows\n{self.last_view!r}")
 
+    def wait_for_view_start(self, text):
+        """Waits until the view's text begins so; for what more may follow at any moment."""
+        wait_until(lambda: self.view().startswith(text),
+                   lambda: f"the view to begin with\n{text!r}\nIt shows\n{self.last_view!r}")
+
     def wait_for_view_end(self, text):
         wait_until(lambda: self.view().endswith(text),
                    lambda: f"the view to end with\n{text!r}\nIt shows\n{self.last_view!r}")
@@ -107,8 +128,10 @@ class Quillet:
     # The toolbar
 
     def _buttons(self):
-        toolbar = self._frame().find("tool bar")
-        return {node.name: node for node in toolbar.children() if node.role == "push button"}
+        def find():
+            toolbar = self._frame().find("tool bar")
+            return {node.name: node for node in toolbar.children() if node.role == "push button"}
+        return self._settled(find)
 
     def buttons(self):
         """The labels of the buttons, from left to right."""
@@ -140,28 +163,41 @@ class Quillet:
 
     def _port_list(self):
         if self._list_node is None:
-            self._list_node = self._frame().find(PORT_LIST)
+            self._list_node = self._settled(lambda: self._frame().find("combo box", PORT_LIST))
         return self._list_node
+
+    def _port_entries(self):
+        (entries,) = self._port_list().children()
+        return entries.children()
 
     def ports(self):
         """The entries of the port list."""
-        (entries,) = self._port_list().children()
-        return [entry.name for entry in entries.children()]
+        return self._settled(lambda: [entry.name for entry in self._port_entries()])
 
     def wait_for_ports(self, entries):
         wait_until(lambda: self.ports() == entries,
                    lambda: f"the port list {entries}; it is {self.ports()}")
 
     def chosen_port(self):
-        return self._port_list().name
+        """The chosen entry as an assistive technology can tell it: by the entry's state, or as the
+        list's own text. None when it cannot tell."""
+        chosen = self._settled(lambda: [entry.name for entry in self._port_entries()
+                                        if entry.is_selected()])
+        if not chosen and self._port_list().has_text():
+            chosen = [self._port_list().text()]
+        return chosen[0] if len(chosen) == 1 else None
+
+    def wait_for_chosen_port(self, name):
+        wait_until(lambda: self.chosen_port() == name,
+                   lambda: f"{name} to be told as chosen, not {self.chosen_port()}", limit=10)
 
     def choose_port(self, position):
-        """Chooses an entry, counted from 0, with the keyboard."""
-        self._port_list().grab_focus()
-        self.type_keys("Home", *["Down"] * position)
-        wanted = self.ports()[position]
-        wait_until(lambda: self.chosen_port() == wanted,
-                   lambda: f"{wanted} to be chosen, not {self.chosen_port()}")
+        """Opens the list and chooses an entry, counted from 0."""
+        self._desktop.xdotool("windowactivate", "--sync", self.window())
+        self._port_list().act("Press")
+        wait_until(lambda: len(self._windows()) == 2, "the opened list on the screen")
+        self._desktop.xdotool("key", "Home", *["Down"] * position, "Return")
+        wait_until(lambda: len(self._windows()) == 1, "the list to be closed")
 
     def type_keys(self, *keys):
         self._desktop.xdotool("windowactivate", "--sync", self.window(), "key", *keys)
@@ -170,7 +206,7 @@ class Quillet:
 
     def close_window(self):
         """Closes the window as a user does, through the window manager."""
-        self.type_keys("alt+F4")
+        close_window(self._desktop.environment["DISPLAY"], int(self.window()))
 
     def wait_for_end(self):
         """Waits until the program has ended by itself; returns its status."""

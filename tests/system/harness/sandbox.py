@@ -53,11 +53,6 @@ def _machine():
     return arguments
 
 
-def _visible(path):
-    """Arguments that show a file or folder also when it lies in one of the sandbox's own folders."""
-    return ["--ro-bind", path, path]
-
-
 def command(inner, visible, environment):
     """The command that runs `inner`, a list of words, in a sandbox.
 
@@ -66,8 +61,9 @@ def command(inner, visible, environment):
     arguments = ["bwrap", *_machine(), "--dev", "/dev", "--proc", "/proc"]
     for folder in ("/tmp", "/run", "/Users"):
         arguments += ["--tmpfs", folder]
+    # These may lie in one of the folders that were just hidden.
     for path in visible:
-        arguments += _visible(path)
+        arguments += ["--ro-bind", path, path]
     # udev is told by its socket.
     arguments += ["--dir", "/run/udev", "--ro-bind", "/dev/null", "/run/udev/control"]
     arguments += ["--perms", "0700", "--dir", "/run/user"]
