@@ -112,8 +112,7 @@ class X11Windows::Connection {
     if (!reply) return 0;
     for (auto ids = xcb_res_query_client_ids_ids_iterator(reply.get()); ids.rem > 0;
          xcb_res_client_id_value_next(&ids)) {
-      if ((ids.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) != 0 &&
-          xcb_res_client_id_value_value_length(ids.data) >= 1) {
+      if (xcb_res_client_id_value_value_length(ids.data) >= 1) {
         return static_cast<int>(*xcb_res_client_id_value_value(ids.data));
       }
     }

@@ -78,6 +78,16 @@ class TypingTest(SystemTest):
         self.synchronize(200)
         window.wait_for_text("".join(text + "\n" for text in texts))
 
+    def test_live_scan_is_typed_where_the_cursor_is(self):
+        data_only(destination=2).save()
+        scanner = self.plugged_in_scanner()
+        self.start_connected()
+        window = TextWindow(self)
+        scanner.scan(4, "A-1")
+        window.wait_for_text("A-1\n")
+        scanner.scan(4, "b_2")
+        window.wait_for_text("A-1\nb_2\n")
+
     def test_no_key_stays_down(self):
         window = self.prepare(["AbC"] * 50, TextWindow, data_only(destination=2, non_english=0))
         self.synchronize(50)

@@ -1,0 +1,157 @@
+"""Inside the guest, in a running desktop: desktop.py KIND. Records go from a simulated scanner on
+USB through the program into a terminal, from which they are read back."""
+
+import os
+import socket
+import subprocess
+import sys
+import threading
+import time
+
+KIND = sys.argv[1]
+HERE = os.path.dirname(os.path.abspath(__file__))
+DATA = "/Users/Shared/QuilletData"
+TYPED = "/tmp/typed"
+LOG = "/tmp/log.socket"
+PRINTABLE = "".join(map(chr, range(0x20, 0x7F)))
+RECORDS = [PRINTABLE, "tab\tand\ttab",
+           *(f"{number:04d} Tavo-4006381333931 {PRINTABLE[:60]}" for number in range(20))]
+TEXT = "".join(record + "\n" for record in RECORDS)
+REFUSAL = ("Cannot type on this desktop: /dev/uinput: Permission denied. The udev rule "
+           "70-quillet-uinput.rules allows it once it is installed.")
+FINISHED = "-[SyncController SynchronizeFinished]"
+
+
+def as_root(*command):
+    subprocess.run([*([] if os.getuid() == 0 else ["sudo"]), *command], check=True)
+
+
+def wait_until(condition, what, limit=60):
+    end = time.monotonic() + limit
+    while not condition():
+        if time.monotonic() > end:
+            raise AssertionError(f"waited in vain for {what() if callable(what) else what}")
+        time.sleep(0.1)
+
+
+class Log:
+    """The system log's socket."""
+
+    def __init__(self):
+        self.lines = []
+        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self._socket.bind(LOG)
+        as_root("ln", "-sf", LOG, "/dev/log")
+        threading.Thread(target=self._receive, daemon=True).start()
+
+    def _receive(self):
+        while True:
+            line = self._socket.recv(1 << 16).decode("utf-8", "replace")
+            self.lines.append(line.split("]: ", 1)[-1])
+
+
+def save_settings():
+    """Nothing but the data and a line feed, to the frontmost application, upon connecting."""
+    os.makedirs(DATA, exist_ok=True)
+    text = "00001102110100".ljust(256, "0") + "/Applications/TextEdit\r".ljust(128, "0")
+    with open(f"{DATA}/QuilletRegistry.txt", "w", encoding="ascii", newline="") as file:
+        file.write((text + f"{DATA}/out.txt\r").ljust(1023, "0"))
+
+
+def start(name, *command):
+    with open(f"/tmp/{name}.out", "w", encoding="ascii") as output:
+        return subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+
+
+def start_scanner():
+    with open("/tmp/records.csv", "w", encoding="ascii") as table:
+        for record in RECORDS:
+            data = "".join(f"\\x{byte:02x}" if byte < 0x20 or byte in b'\\"' else chr(byte)
+                           for byte in record.encode())
+            table.write(f'0x06,"{data}",2026-11-16 09:15:00\n')
+    as_root("bash", f"{HERE}/usb-scanner", "create")
+    # A fresh line echoes what it is sent until somebody has opened it, the scanner's end too.
+    start("simulator", f"{HERE}/tavo-simulator", "--csv", "/tmp/records.csv", "--device",
+          "/dev/ttyGS0", "--speed", "unlimited")
+
+
+class Terminal:
+    def __init__(self):
+        reader = ["python3", f"{HERE}/terminal_reader.py", TYPED]
+        start("terminal", "foot", *reader)
+        wait_until(lambda: os.path.exists(TYPED), "the terminal")
+        # A Wayland desktop's own time to give it the focus, which it tells nobody of.
+        time.sleep(3)
+
+    @staticmethod
+    def text():
+        with open(TYPED, encoding="ascii", newline="") as file:
+            return file.read()
+
+
+class Events:
+    """The virtual keyboard as any desktop reads it."""
+
+    _KEYS = {"MINUS": "-_", "EQUAL": "=+", "LEFTBRACE": "[{", "RIGHTBRACE": "]}",
+             "BACKSLASH": "\\|", "SEMICOLON": ";:", "APOSTROPHE": "'\"", "COMMA": ",<", "DOT": ".>",
+             "SLASH": "/?", "GRAVE": "`~", "SPACE": "  ", "ENTER": "\n\n", "TAB": "\t\t",
+             **{pair[0]: pair for pair in "1! 2@ 3# 4$ 5% 6^ 7& 8* 9( 0)".split()}}
+
+    def __init__(self):
+        self._text = ""
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        import evdev
+        keyboard = None
+        while keyboard is None:
+            found = [device for device in map(evdev.InputDevice, evdev.list_devices())
+                     if device.name == "Quillet keyboard"]
+            keyboard = found[0] if found else None
+        shift = False
+        for event in keyboard.read_loop():
+            if event.type == evdev.ecodes.EV_SYN and event.code == evdev.ecodes.SYN_DROPPED:
+                self._text += "(dropped)"
+            if event.type != evdev.ecodes.EV_KEY:
+                continue
+            name = evdev.ecodes.KEY[event.code].removeprefix("KEY_")
+            if name == "LEFTSHIFT":
+                shift = event.value == 1
+            elif event.value == 1:
+                plain, shifted = self._KEYS.get(name, (name.lower(), name))
+                self._text += shifted if shift else plain
+
+    def text(self):
+        return self._text
+
+
+def main():
+    log = Log()
+    save_settings()
+    start_scanner()
+    program = start("quillet", f"{HERE}/quillet")
+    wait_until(lambda: "-[SyncController ConnectThread]" in log.lines, "the program's start")
+    time.sleep(2)
+    window = Events() if KIND == "events" else Terminal()
+    began = time.monotonic()
+    as_root("bash", f"{HERE}/usb-scanner", "plug")
+    wait_until(lambda: FINISHED in log.lines,
+               lambda: "the end of the run\n" + "\n".join(log.lines[-20:]), 120)
+    print(f"run ended {time.monotonic() - began:.1f} s behind the plug")
+    if KIND == "refused":
+        assert log.lines.count(REFUSAL) == 1, log.lines
+        assert window.text() == "", window.text()
+    else:
+        wait_until(lambda: window.text() == TEXT,
+                   lambda: f"{len(TEXT)} characters, got {len(window.text())}:\n{window.text()}\n"
+                   + "\n".join(line for line in log.lines if line.startswith("Cannot type")))
+        assert not any(line.startswith("Cannot type") for line in log.lines)
+        print(f"{len(TEXT)} characters arrived exactly")
+    assert program.poll() is None, "the program has ended"
+    with open("/tmp/quillet.out", encoding="utf-8", errors="replace") as output:
+        print("the program's standard streams:", repr(output.read()))
+
+
+main()
+sys.stdout.flush()
+os._exit(0)
