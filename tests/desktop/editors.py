@@ -73,7 +73,9 @@ class Terminal(Editor):
         return super().text()[self._first_line:]
 
     def time_of_last_read(self):
-        """When the last character came, by time.monotonic()."""
+        """When the last character came, by time.monotonic(); known a moment later."""
+        if not os.path.exists(self.path + ".time"):
+            return 0.0
         with open(self.path + ".time", encoding="ascii") as file:
             return float(file.read())
 

@@ -41,6 +41,7 @@ class TypingSpeed(SystemTest):
                 type_it()
                 window.wait_for_text(whole, limit=300)
                 self.assertEqual(whole, window.text())
+                wait_until(lambda: window.time_of_last_read() > start, "the time of the last read")
                 taken = window.time_of_last_read() - start
                 rates[name].append(len(whole) / taken)
                 print(f"\n{name}: {len(whole)} characters in {taken:.2f} s, "

@@ -5,6 +5,7 @@ else is changed and no byte is a command. FILE.time gets the time of the last re
 """
 
 import os
+import select
 import sys
 import termios
 import time
@@ -17,11 +18,16 @@ settings[6][termios.VMIN] = 1
 settings[6][termios.VTIME] = 0
 termios.tcsetattr(0, termios.TCSANOW, settings)
 with open(path, "wb", buffering=0) as file:
+    last = None
     while True:
+        # The time is written down in a lull only, so that this program holds nobody up.
+        if last is not None and not select.select([0], [], [], 0.1)[0]:
+            with open(path + ".new", "w", encoding="ascii") as times:
+                times.write(f"{last}\n")
+            os.replace(path + ".new", path + ".time")
+            last = None
         data = os.read(0, 65536)
         if not data:
             break
         file.write(data)
-        with open(path + ".new", "w", encoding="ascii") as last:
-            last.write(f"{time.monotonic()}\n")
-        os.replace(path + ".new", path + ".time")
+        last = time.monotonic()
