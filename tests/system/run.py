@@ -29,7 +29,7 @@ def main():
     environment = {"SYSTEM_TEST_QUILLET": os.path.realpath(arguments.quillet),
                    "SYSTEM_TEST_SIMULATOR": os.path.realpath(arguments.simulator)}
     tests = arguments.tests or ["discover", "--start-directory", HERE]
-    inner = [sandbox.PYTHON, "-m", "unittest", "--verbose", *tests]
+    inner = [sandbox.PYTHON, "-m", "unittest", *tests, "--verbose"]
     os.chdir(HERE)
     command = sandbox.command(inner, [HERE, *environment.values()], environment)
     sys.stdout.flush()
