@@ -1,17 +1,19 @@
 #include "platform/linux/RunningProcesses.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string_view>
+
+#include "platform/posix/Descriptor.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -19,9 +21,18 @@ namespace {
 // Ancestors that are looked at; more than a desktop's processes have.
 constexpr int kGenerations = 32;
 
+// The file's contents, as much as there is: a process may end while its files are being read, and
+// the read then fails (proc(5)). The standard's streams throw in that case.
 std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
+  const posix::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string contents;
+  char bytes[4096];
+  for (;;) {
+    const ssize_t count = file.IsOpen() ? read(file.Number(), bytes, sizeof bytes) : 0;
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return contents;
+    contents.append(bytes, static_cast<std::size_t>(count));
+  }
 }
 
 std::vector<std::string> Words(const std::string& text) {
