@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "app/Destinations.h"
 #include "app/SyncController.h"
 #include "device/Log.h"
 
@@ -9,7 +10,7 @@ namespace {
 // Destinations for which the window can have changed the names. For the others both areas of the
 // image keep what they held, so that names chosen earlier survive.
 bool WritesNames(std::int32_t destination) {
-  return destination == 0 || destination == 3;
+  return destination == kToFile || destination == kToNamedApplication;
 }
 
 }  // namespace

@@ -1,18 +1,13 @@
 #include <optional>
 #include <string>
 
+#include "app/Destinations.h"
 #include "app/SyncController.h"
 #include "device/Log.h"
 #include "output/Choices.h"
 
 namespace quillet {
 namespace {
-
-// Numbers of the destinations.
-constexpr std::int32_t kFile = 0;
-constexpr std::int32_t kView = 1;
-constexpr std::int32_t kFrontmostApplication = 2;
-constexpr std::int32_t kNamedApplication = 3;
 
 // Where the open panel begins. The doubled slash is meant.
 constexpr char kApplications[] = "//Applications";
@@ -91,14 +86,14 @@ void SyncController::ChangeDestinationInformation() {
   newfileButton.SetEnabled(true);
   filenametextfield.SetEditable(true);
   switch (destination.SelectedItem()) {
-    case kFile:
+    case kToFile:
       filenametextfield.SetText(lumet->filename.Get());
       break;
-    case kNamedApplication:
+    case kToNamedApplication:
       filenametextfield.SetText(lumet->appname.Get());
       break;
-    case kView:
-    case kFrontmostApplication:
+    case kToView:
+    case kToFrontmostApplication:
       filenametextfield.SetEditable(false);
       newfileButton.SetEnabled(false);
       filenametextfield.SetText("");
@@ -112,16 +107,16 @@ void SyncController::newfileButtonChanged() {
   Log(platform_.log, "-[SyncController newfileButtonChanged:]");
   const std::int32_t index = destination.SelectedItem();
   std::optional<std::string> chosen;
-  if (index == kFile) {
+  if (index == kToFile) {
     // The proposed name is the placeholder's, so that it can be chosen again.
     chosen = platform_.panels.RunSavePanel(dataFolder_, std::string(kPlaceholder).substr(1));
-  } else if (index == kNamedApplication) {
+  } else if (index == kToNamedApplication) {
     chosen = platform_.panels.RunOpenPanel(kApplications, kProposedApplication);
   }
   if (!chosen) return;
   filenametextfield.SetText(*chosen);
   // In effect from now on: closing the window without saving does not take it back.
-  (index == kFile ? lumet->filename : lumet->appname).Set(*chosen);
+  (index == kToFile ? lumet->filename : lumet->appname).Set(*chosen);
 }
 
 void SyncController::saveButton() {

@@ -1,16 +1,12 @@
 #include <memory>
 
+#include "app/Destinations.h"
 #include "app/SyncController.h"
 #include "device/Log.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {
 namespace {
-
-// Numbers of the destinations.
-constexpr std::int32_t kFile = 0;
-constexpr std::int32_t kView = 1;
-constexpr std::int32_t kNamedApplication = 3;
 
 // A dot for the first record of every so many.
 constexpr std::int32_t kRecordsPerDot = 64;
@@ -33,11 +29,11 @@ void SyncController::DoSynchronization() {
   barcodeCount = 0;
   ++runsUnderWay_;
   StartProgress();
-  if (lumet->destination == kFile) {
+  if (lumet->destination == kToFile) {
     delete barcodedata.exchange(new std::string);
     barcodeindex = 0;
   }
-  if (lumet->destination == kNamedApplication) RunApplication();
+  if (lumet->destination == kToNamedApplication) RunApplication();
   syncfileData.Set("");
   lumet->Synchronize();
 }
@@ -46,13 +42,13 @@ void SyncController::DisplayBarcode(const std::string& record) {
   Log(platform_.log, "-[SyncController DisplayBarcode:]");
   ++barcodeCount;
   switch (lumet->destination) {
-    case kFile:
+    case kToFile:
       GatherForFile(record);
       break;
-    case kView:
+    case kToView:
       DisplayText(record, false);
       break;
-    case kNamedApplication:
+    case kToNamedApplication:
       Log(platform_.log, "-[SyncController DisplayBarcode:]", "[",
           ForeignText(lumet->appname.Get()), "]");
       RunApplication();
@@ -82,7 +78,7 @@ void SyncController::SynchronizeFinished() {
   // From the moment the flag is cleared a new run may start on the main thread and reset what this
   // one has gathered.
   const std::int32_t count = barcodeCount;
-  const bool toFile = count != 0 && lumet->destination == kFile;
+  const bool toFile = count != 0 && lumet->destination == kToFile;
   const std::unique_ptr<std::string> gathered(toFile ? barcodedata.exchange(nullptr) : nullptr);
   if (--runsUnderWay_ > 0 && toFile) {
     // Another run was started before this one ended, which an automatic run does not prevent. Its

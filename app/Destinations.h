@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+
+namespace quillet {
+
+// Where records go: the numbers of the setting `destination`. Any other number is treated as the
+// frontmost application.
+inline constexpr std::int32_t kToFile = 0;
+inline constexpr std::int32_t kToView = 1;
+inline constexpr std::int32_t kToFrontmostApplication = 2;
+inline constexpr std::int32_t kToNamedApplication = 3;
+
+}  // namespace quillet
