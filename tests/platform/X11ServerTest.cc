@@ -1,9 +1,9 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "platform/linux/X11KeyEvents.h"
@@ -13,24 +13,28 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-/// An X server of the test's own, which ends when the test says so.
+/// An X server of the test's own, which ends when the test says so. Its display is no other test's:
+/// a server that looks for a free number may take that of one that has just ended, and then be
+/// found by those who still look for the old one.
 class XServer {
  public:
   XServer() {
+    const std::string display = ":" + std::to_string(kFirstDisplay + getpid() % kDisplays);
     int ready[2];
     if (pipe(ready) != 0) std::abort();
     const std::string descriptor = std::to_string(ready[1]);
     process_ = fork();
     if (process_ == 0) {
-      const int nothing = open("/dev/null", O_RDWR);
-      dup2(nothing, STDERR_FILENO);
-      execlp("Xvfb", "Xvfb", "-displayfd", descriptor.c_str(), "-nolisten", "tcp", nullptr);
+      execlp("Xvfb", "Xvfb", display.c_str(), "-displayfd", descriptor.c_str(), "-nolisten", "tcp",
+             "-noreset", nullptr);
       _exit(127);
     }
     close(ready[1]);
-    std::string display = ":";
-    for (char digit = 0; read(ready[0], &digit, 1) == 1 && digit != '\n';) display += digit;
+    // The server writes a line when it listens, and none when it cannot.
+    char character = 0;
+    while (character != '\n' && read(ready[0], &character, 1) == 1) continue;
     close(ready[0]);
+    EXPECT_EQ(character, '\n') << "Xvfb has not started";
     setenv("DISPLAY", display.c_str(), 1);
   }
   XServer(const XServer&) = delete;
@@ -45,6 +49,9 @@ class XServer {
   }
 
  private:
+  static constexpr int kFirstDisplay = 1000;
+  static constexpr int kDisplays = 50000;
+
   pid_t process_ = 0;
 };
 
