@@ -22,11 +22,13 @@ void SyncController::StartProgress() {
 }
 
 void SyncController::ShowProgress(platform::Ticker::Time now) {
-  if (!runShown_ || !bIsConnected) {
+  if (!runShown_) {
     platform_.ticker.Stop();
     progress.Hide();
     return;
   }
+  // A run whose records are asked for one by one goes on over a new connection.
+  if (!bIsConnected) return progress.Hide();
   const RunProgress::Shown shown = runProgress_.Look(now, PresentRunState());
   progress.Show(shown.text, shown.fraction);
 }
@@ -35,18 +37,23 @@ RunState SyncController::PresentRunState() const {
   RunState run;
   run.records = barcodeCount;
   const std::int32_t command = lumet->commandType;
+  const std::int32_t expected = lumet->SyncEndIndex;
   if (command == 'p') {
     run.phase = RunState::Phase::kRecords;
-    run.expected = lumet->SyncEndIndex;
-  } else if (command == 'P') {
+    run.expected = expected;
+  } else if (command == 'P' && expected > 0) {
     run.phase = RunState::Phase::kBurst;
-    run.expected = lumet->SyncEndIndex;
+    run.expected = expected;
     // Within the body the length has been announced. Once it has all come and is being taken
     // apart the state is still this one.
     if (lumet->state == kBurstBody) {
       run.announced = lumet->totallength;
       run.bytes = lumet->writePtr;
+      if (run.bytes >= run.announced) run.phase = RunState::Phase::kDelivering;
     }
+  } else if (command == 'W' && lumet->bCommandDone && !lumet->cmdArray.Head()) {
+    // Behind a wake-up that is answered there is always another command.
+    run.phase = RunState::Phase::kGivenUp;
   } else if (run.records > 0) {
     run.phase = RunState::Phase::kClosing;
   }

@@ -24,12 +24,16 @@ std::string WithTenths(double value) {
   return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
 }
 
+double InKilobytes(double bytes) {
+  return bytes / 1000;
+}
+
 std::string Kilobytes(double bytes) {
-  return WithTenths(bytes / 1000) + " kB";
+  return WithTenths(InKilobytes(bytes)) + " kB";
 }
 
 std::string PerSecond(const RunState& state, double rate) {
-  if (state.phase == Phase::kBurst) return Kilobytes(rate) + " per second";
+  if (state.phase == Phase::kBurst) return Kilobytes(rate) + "/s";
   return (rate < 10 ? WithTenths(rate) : std::to_string(std::llround(rate))) + " per second";
 }
 
@@ -57,9 +61,9 @@ RunProgress::Shown RunProgress::Look(Time now, const RunState& state) {
   }
   Shown shown = Describe(now, state);
   const Time silent = now - lastChange_;
-  if (silent >= kSilence) {
+  if (silent >= kSilence && state.phase != Phase::kGivenUp) {
     shown.text += kSeparator;
-    shown.text += "no answer for " + std::to_string(silent / 1s) + " s";
+    shown.text += "nothing new for " + std::to_string(silent / 1s) + " s";
   }
   return shown;
 }
@@ -76,9 +80,16 @@ RunProgress::Shown RunProgress::Describe(Time now, const RunState& state) {
     case Phase::kBurst:
       if (state.announced == 0) return {"Waiting for " + Records(state.expected), -1};
       Remember(now, state.bytes);
-      return {"Receiving " + Records(state.expected) + kSeparator + Kilobytes(state.bytes) +
-                  " of " + Kilobytes(state.announced) + Pace(state, state.announced - state.bytes),
+      return {Records(state.expected) + kSeparator + WithTenths(InKilobytes(state.bytes)) + " of " +
+                  Kilobytes(state.announced) + Pace(state, state.announced - state.bytes),
               Fraction(state.bytes, state.announced)};
+    case Phase::kDelivering:
+      Remember(now, state.records);
+      return {"Delivered " + std::to_string(state.records) + " of " + Records(state.expected) +
+                  Pace(state, state.expected - state.records),
+              Fraction(state.records, state.expected)};
+    case Phase::kGivenUp:
+      return {"The scanner did not answer. Please start Quillet again.", 0};
     case Phase::kClosing:
       break;
   }

@@ -10,10 +10,12 @@ namespace quillet {
 /// What can be seen of a run at one moment.
 struct RunState {
   enum class Phase {
-    kPreparing,  ///< the scanner has not yet been asked for records
-    kRecords,    ///< they come one by one
-    kBurst,      ///< they come in one transfer and are taken apart at its end
-    kClosing,    ///< they have all come
+    kPreparing,   ///< the scanner has not yet been asked for records
+    kRecords,     ///< they come one by one
+    kBurst,       ///< they come in one transfer
+    kDelivering,  ///< the transfer has come and is taken apart and delivered
+    kClosing,     ///< they have all been delivered
+    kGivenUp,     ///< the scanner could not be woken; the run will not go on
   };
   Phase phase = Phase::kPreparing;
   std::int32_t records = 0;    ///< records that have been delivered

@@ -41,9 +41,11 @@ void SyncController::PrepareSettingsWindow() {
   savewindow.OnPress([this] { saveButton(); });
   cancelwindow.OnPress([this] { cancelButton(); });
   destination.OnSelection([this](std::int32_t) {
-    if (!fillingSettings_) destinationChanged();
+    if (fillingSettings_) return;
+    destinationChanged();
+    ShowSample();
   });
-  for (platform::CheckBox* box : {&attachserial, &attachtimestamp, &attachtype}) {
+  for (platform::CheckBox* box : {&attachserial, &attachtimestamp, &attachtype, &nonenglish}) {
     box->OnChange([this] { ShowSample(); });
   }
   for (platform::PopUpList* list : {&datadelimiter, &recorddelimiter, &sn_position, &dataorder}) {
@@ -156,9 +158,12 @@ void SyncController::ShowSample() {
   sample_.recorddelimiter = std::int32_t{lumet->recorddelimiter};
   sample_.sn_position = std::int32_t{lumet->sn_position};
   sample_.dataorder = std::int32_t{lumet->dataorder};
+  sample_.destination = std::int32_t{lumet->destination};
   StoreControls(sample_);
-  olderSample.SetText(VisibleSpelling(sample_.Line(false)));
-  series300Sample.SetText(VisibleSpelling(sample_.Line(true)));
+  const bool toApplication = sample_.destination != kToFile && sample_.destination != kToView;
+  const auto spelling = toApplication && sample_.bNonEnglish == 0 ? TypedSpelling : VisibleSpelling;
+  olderSample.SetText(spelling(sample_.Line(false)));
+  series300Sample.SetText(spelling(sample_.Line(true)));
 }
 
 }  // namespace quillet

@@ -49,7 +49,7 @@ struct Platform {
   platform::Applications& applications;
 };
 
-/// The controls that the main window gives to the controller. Main thread.
+/// The controls in the main window that are the controller's. Main thread.
 struct MainWindowControls {
   platform::TextView& barcodeView;
   platform::PopUpList& portList;
@@ -60,8 +60,8 @@ struct MainWindowControls {
   platform::ProgressDisplay& progress;
 };
 
-/// The controls that the settings window gives to the controller. The lists are empty: the
-/// controller puts the titles in. Main thread.
+/// The controls in the settings window that are the controller's. The lists are handed in empty: it
+/// puts the titles in. Main thread.
 struct SettingsWindowControls {
   platform::Window& settingsWindow;
   platform::CheckBox& attachserial;
@@ -82,8 +82,8 @@ struct SettingsWindowControls {
   platform::PushButton& newfileButton;
   platform::PushButton& savewindow;
   platform::PushButton& cancelwindow;
-  platform::TextField& olderSample;      ///< what a line of an older scanner will look like
-  platform::TextField& series300Sample;  ///< and one of the 300 series
+  platform::TextDisplay& olderSample;      ///< what a line of an older scanner will look like
+  platform::TextDisplay& series300Sample;  ///< and one of the 300 series
 };
 
 /// The hub of the program: owns the scanner session and the file object, watches the serial ports,
@@ -103,7 +103,9 @@ struct SettingsWindowControls {
 ///
 /// A controller is made once and never destroyed, since the session's read thread and a waiting
 /// connection thread may outlive the window.
-class SyncController final : public LumetDelegate {
+class SyncController final : public LumetDelegate,
+                             public MainWindowControls,
+                             public SettingsWindowControls {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;
 
@@ -246,36 +248,7 @@ class SyncController final : public LumetDelegate {
   platform::SerialRegistry::Handle addIterator = 0;     // main thread
   platform::SerialRegistry::Handle removeIterator = 0;  // main thread
 
-  platform::TextView& barcodeView;
-  platform::PopUpList& portList;
-  platform::ToolbarItem& connectTavo;
-  platform::ToolbarItem& settings;
-  platform::ToolbarItem& synchronize;
-  platform::ToolbarItem& clearview;
-  platform::ProgressDisplay& progress;
-
-  platform::Window& settingsWindow;
-  platform::CheckBox& attachserial;
-  platform::CheckBox& attachtimestamp;
-  platform::CheckBox& attachtype;
-  platform::PopUpList& datadelimiter;
-  platform::PopUpList& recorddelimiter;
-  platform::PopUpList& sn_position;
-  platform::PopUpList& dataorder;
-  platform::CheckBox& syncclock;
-  platform::CheckBox& clearmemory;
-  platform::CheckBox& burstsync;
-  platform::CheckBox& autosync;
-  platform::CheckBox& appenddata;
-  platform::CheckBox& nonenglish;
-  platform::PopUpList& destination;
-  platform::TextField& filenametextfield;
-  platform::PushButton& newfileButton;
-  platform::PushButton& savewindow;
-  platform::PushButton& cancelwindow;
   platform::PushButton* newfile = nullptr;  ///< part of the window's layout; not used
-  platform::TextField& olderSample;
-  platform::TextField& series300Sample;
 
   Lumet* lumet = nullptr;          ///< made by Initialize, never destroyed
   LumetFile* lumetfile = nullptr;  ///< made by Initialize, never destroyed

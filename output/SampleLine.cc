@@ -6,6 +6,7 @@
 #include <span>
 
 #include "download/RecordText.h"
+#include "output/KeyTables.h"
 
 namespace quillet {
 namespace {
@@ -42,6 +43,8 @@ constexpr auto MakeRecord(const std::array<std::uint8_t, Size>& head) {
 constexpr auto kOlderRecord = MakeRecord(std::array<std::uint8_t, 2>{5 + 13, 0});
 constexpr auto kSeries300Record = MakeRecord(std::array<std::uint8_t, 3>{0, 7 + 13, 21});
 
+constexpr std::string_view kReturn = "⏎";
+
 struct Spelling {
   std::string_view characters;
   std::string_view shown;
@@ -49,7 +52,7 @@ struct Spelling {
 
 // The first that matches is taken.
 constexpr Spelling kSpellings[] = {
-    {"\r\n", "⏎"}, {"\r", "␍"}, {"\n", "␊"}, {"\t", "→"}, {" ", "␣"},
+    {"\r\n", kReturn}, {"\r", "␍"}, {"\n", "␊"}, {"\t", "→"}, {" ", "␣"},
 };
 
 }  // namespace
@@ -83,6 +86,15 @@ std::string VisibleSpelling(std::string_view text) {
     text.remove_prefix(length);
   }
   return visible;
+}
+
+std::string TypedSpelling(std::string_view text) {
+  std::string typed;
+  for (const char character : text) {
+    if (KeyForCharacter(static_cast<unsigned char>(character)) == kNoKey) continue;
+    typed += character == '\n' ? kReturn : VisibleSpelling({&character, 1});
+  }
+  return typed;
 }
 
 }  // namespace quillet

@@ -24,4 +24,9 @@ class SampleComposer final : public RecordComposer {
 /// @param text  UTF-8
 std::string VisibleSpelling(std::string_view text);
 
+/// Spells a line in the same way as it appears where it is typed key by key: a line feed is the
+/// Return key, ⏎, and characters without a key, as a carriage return, are left out.
+/// @param text  ASCII
+std::string TypedSpelling(std::string_view text);
+
 }  // namespace quillet

@@ -83,6 +83,14 @@ class TextField {
   virtual void SetEditable(bool editable) = 0;
 };
 
+/// A text that the program shows, for the user to read and copy.
+class TextDisplay {
+ public:
+  virtual ~TextDisplay() = default;
+
+  virtual void SetText(std::string_view text) = 0;
+};
+
 class PushButton {
  public:
   virtual ~PushButton() = default;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/posix/ProcessExit.h"
+#include "program/WindowControls.h"
 
 namespace quillet {
 
@@ -28,40 +29,12 @@ void Program::Run(platform::SerialRegistry& registry) {
   controller_ = new SyncController(
       Platform{log_, clock_, files_, mainQueue_, registry, workspace_, panels_, ticker_,
                *desktop_.keyEvents, pasteboard_, *desktop_.applications},
-      MainWindowControls{window_.view(), window_.portList(), window_.connectItem(),
-                         window_.settingsItem(), window_.synchronizeItem(), window_.clearItem(),
-                         window_.progress()},
-      SettingsControls(), dataFolder_);
+      ControlsOf(window_), ControlsOf(settingsWindow_), dataFolder_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);
   window_.Show();
   delegate_.applicationDidFinishLaunching();
   Leave(QApplication::exec());
-}
-
-SettingsWindowControls Program::SettingsControls() {
-  platform::qt::QtSettingsWindow& window = settingsWindow_;
-  return {.settingsWindow = window.window(),
-          .attachserial = window.attachSerial(),
-          .attachtimestamp = window.attachTimestamp(),
-          .attachtype = window.attachType(),
-          .datadelimiter = window.dataDelimiter(),
-          .recorddelimiter = window.recordDelimiter(),
-          .sn_position = window.serialPosition(),
-          .dataorder = window.dataOrder(),
-          .syncclock = window.syncClock(),
-          .clearmemory = window.clearMemory(),
-          .burstsync = window.burstSync(),
-          .autosync = window.autoSync(),
-          .appenddata = window.appendData(),
-          .nonenglish = window.nonEnglish(),
-          .destination = window.destination(),
-          .filenametextfield = window.fileName(),
-          .newfileButton = window.browse(),
-          .savewindow = window.save(),
-          .cancelwindow = window.cancel(),
-          .olderSample = window.olderSample(),
-          .series300Sample = window.series300Sample()};
 }
 
 void Program::Leave(int status) {

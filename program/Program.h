@@ -43,8 +43,6 @@ class Program {
   platform::qt::QtMainWindow& window() { return window_; }
 
  private:
-  SettingsWindowControls SettingsControls();
-
   int argc_ = 1;
   char* argv_[2];
   const std::string dataFolder_;

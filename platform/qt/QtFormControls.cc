@@ -4,6 +4,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <utility>
 
@@ -46,6 +47,11 @@ void QtTextField::SetEditable(bool editable) {
   field_.setEnabled(editable);
 }
 
+void QtTextDisplay::SetText(std::string_view text) {
+  const QString shown = ToQString(text);
+  if (view_.toPlainText() != shown) view_.setPlainText(shown);
+}
+
 QtPushButton::QtPushButton(QAbstractButton& button) : button_(button) {
   QObject::connect(&button_, &QAbstractButton::clicked, &button_, [this] {
     if (action_) action_();
@@ -67,6 +73,7 @@ QtProgressDisplay::QtProgressDisplay(QLabel& label, QProgressBar& bar) : label_(
 
 void QtProgressDisplay::Show(std::string_view text, double fraction) {
   label_.setText(ToQString(text));
+  label_.setToolTip(label_.text());  // all of it, where the label has no room
   if (fraction < 0) {
     bar_.setRange(0, 0);
   } else {
@@ -78,6 +85,7 @@ void QtProgressDisplay::Show(std::string_view text, double fraction) {
 
 void QtProgressDisplay::Hide() {
   label_.clear();
+  label_.setToolTip({});
   bar_.hide();
 }
 

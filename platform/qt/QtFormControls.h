@@ -9,6 +9,7 @@ class QAbstractButton;
 class QCheckBox;
 class QLabel;
 class QLineEdit;
+class QPlainTextEdit;
 class QProgressBar;
 
 namespace quillet::platform::qt {
@@ -35,12 +36,21 @@ class QtTextField final : public TextField {
   /// The text is shown from its beginning, however long it is.
   void SetText(std::string_view text) override;
 
-  /// A field that cannot be edited looks so, and can still be reached and copied from while it
-  /// has a text.
+  /// A field that cannot be edited looks so.
   void SetEditable(bool editable) override;
 
  private:
   QLineEdit& field_;
+};
+
+class QtTextDisplay final : public TextDisplay {
+ public:
+  explicit QtTextDisplay(QPlainTextEdit& view) : view_(view) {}
+
+  void SetText(std::string_view text) override;
+
+ private:
+  QPlainTextEdit& view_;
 };
 
 class QtPushButton final : public PushButton {

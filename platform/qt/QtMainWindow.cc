@@ -17,7 +17,9 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/qt/ListBox.h"
 #include "platform/qt/NamedListAccessible.h"
+#include "platform/qt/Outline.h"
 #include "platform/qt/PaletteIcon.h"
 #include "platform/qt/QtFormControls.h"
 #include "platform/qt/QtPopUpList.h"
@@ -39,7 +41,7 @@ namespace {
 constexpr QSize kUsualSize(900, 600);
 constexpr QSize kRoomForFrame(16, 48);  // of the screen, kept for what the desktop puts around us
 constexpr int kIconSize = 24;
-constexpr int kProgressWidth = 180;
+constexpr int kProgressWidth = 120;
 constexpr int kPortCharacters = 16;  // the port list's least width; it shows longer names whole
 
 using Keys = QList<QKeySequence>;
@@ -65,7 +67,7 @@ QWidget* MakeStretch() {
 struct QtMainWindow::Parts {
   QMainWindow frame;
   RecordView& record_view = *new RecordView;
-  QComboBox& port_box = *new QComboBox;
+  QComboBox& port_box = *new ListBox;
   QLabel& progress_label = *new QLabel;
   QProgressBar& progress_bar = *new QProgressBar;
   QAction& connect_action = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_K)});
@@ -119,7 +121,7 @@ QWidget* QtMainWindow::Parts::MakePortPanel() {
   port_box.setToolTip(QStringLiteral("The port that Connect uses"));
   port_box.setMinimumContentsLength(kPortCharacters);
   port_box.setSizeAdjustPolicy(QComboBox::AdjustToContents);
-  port_box.setFocusPolicy(Qt::StrongFocus);
+  Outline(port_box);
   auto* layout = new QVBoxLayout(panel);
   layout->setContentsMargins(4, 2, 4, 4);
   layout->setSpacing(0);
@@ -163,8 +165,10 @@ void QtMainWindow::Parts::MakeMenus() {
   scanner->addSeparator();
   scanner->addAction(&settings_action);
   scanner->addSeparator();
-  auto* quit = scanner->addAction(QStringLiteral("&Quit"), &frame, &QWidget::close);
-  quit->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Q), QKeySequence(Qt::CTRL | Qt::Key_W)});
+  scanner->addAction(QStringLiteral("C&lose"), QKeySequence(Qt::CTRL | Qt::Key_W), &frame,
+                     &QWidget::close);
+  auto* quit = scanner->addAction(QStringLiteral("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q),
+                                  &frame, &QWidget::close);
   quit->setMenuRole(QAction::QuitRole);
 
   auto* edit = frame.menuBar()->addMenu(QStringLiteral("&Edit"));
@@ -181,12 +185,12 @@ void QtMainWindow::Parts::MakeMenus() {
 
 /// The strip below the view. It keeps its height while it is empty, so that nothing moves.
 void QtMainWindow::Parts::MakeProgress() {
-  progress_label.setAccessibleName(QStringLiteral("Progress"));
   progress_label.setContentsMargins(8, 0, 0, 0);
   // A text that is wider than the window is cut, and does not hold the window open.
   progress_label.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   progress_bar.setAccessibleName(QStringLiteral("Progress"));
   progress_bar.setFixedWidth(kProgressWidth);
+  Outline(progress_bar);
   QStatusBar& strip = *frame.statusBar();
   strip.setSizeGripEnabled(false);
   strip.setMinimumHeight(

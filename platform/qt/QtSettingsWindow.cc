@@ -7,116 +7,29 @@
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QEvent>
-#include <QFontDatabase>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
-#include <QScrollArea>
-#include <QScrollBar>
 #include <vector>
 
+#include "platform/qt/ListBox.h"
 #include "platform/qt/NamedListAccessible.h"
+#include "platform/qt/Outline.h"
 #include "platform/qt/QtFormControls.h"
 #include "platform/qt/QtPopUpList.h"
 #include "platform/qt/QtWindow.h"
+#include "platform/qt/SampleView.h"
+#include "platform/qt/ScrollingColumns.h"
 
 namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kRoomForFrame(16, 48);  // of the screen, kept for what the desktop puts around us
+constexpr int kRoomyRows = 20;          // of text, from which height on a window is not low
 constexpr int kPathCharacters = 52;     // that the path field shows where there is room
-
-/// The choices: two columns side by side where there is room for them, else one above the other,
-/// and scrolling where even that does not fit.
-class Choices final : public QScrollArea {
- public:
-  Choices() : columns_(new QBoxLayout(QBoxLayout::LeftToRight)) {
-    auto* content = new QWidget;
-    columns_->setContentsMargins(0, 0, 0, 0);
-    content->setLayout(columns_);
-    setWidget(content);
-    setWidgetResizable(true);
-    setFrameShape(QFrame::NoFrame);
-    setFocusPolicy(Qt::NoFocus);
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    // Whatever the keyboard goes to comes into sight, from wherever it comes.
-    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
-      if (now != nullptr && widget()->isAncestorOf(now)) ensureWidgetVisible(now);
-    });
-    for (QWidget* seeThrough : {viewport(), content}) seeThrough->setAutoFillBackground(false);
-  }
-
-  void AddColumn(QWidget* column) { columns_->addWidget(column); }
-
-  /// Two columns, whole.
-  QSize sizeHint() const override {
-    return SideBySide() + QSize(0, 2);  // a pixel of rounding must not bring a scroll bar
-  }
-
-  QSize minimumSizeHint() const override {
-    int width = 0;
-    for (int i = 0; i < columns_->count(); ++i) {
-      width = qMax(width, columns_->itemAt(i)->minimumSize().width());
-    }
-    return {width + verticalScrollBar()->sizeHint().width(), 4 * fontMetrics().height()};
-  }
-
- protected:
-  void resizeEvent(QResizeEvent* event) override {
-    const bool wide = width() >= SideBySide().width();
-    columns_->setDirection(wide ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
-    QScrollArea::resizeEvent(event);
-  }
-
- private:
-  QSize SideBySide() const {
-    QSize size(-columns_->spacing(), 0);
-    for (int i = 0; i < columns_->count(); ++i) {
-      const QSize column = columns_->itemAt(i)->sizeHint();
-      size.rwidth() += column.width() + columns_->spacing();
-      size.rheight() = qMax(size.height(), column.height());
-    }
-    return size;
-  }
-
-  QBoxLayout* const columns_;
-};
-
-QColor Between(const QColor& one, const QColor& other) {
-  return QColor::fromRgbF((one.redF() + other.redF()) / 2, (one.greenF() + other.greenF()) / 2,
-                          (one.blueF() + other.blueF()) / 2);
-}
-
-/// A check box whose outline stands out from its ground as a control should, at least three to one.
-/// Qt's own style draws it a little darker than the window's colour, which cannot be seen in a dark
-/// window. Styles that do otherwise are not affected.
-class OutlinedBox final : public QCheckBox {
- public:
-  explicit OutlinedBox(const QString& text) : QCheckBox(text) { Outline(); }
-
- protected:
-  void changeEvent(QEvent* event) override {
-    if (event->type() == QEvent::PaletteChange) Outline();
-    QCheckBox::changeEvent(event);
-  }
-
- private:
-  void Outline() {
-    const QPalette desktop = QApplication::palette();
-    const QColor outline = Between(desktop.color(QPalette::Active, QPalette::Window),
-                                   desktop.color(QPalette::Active, QPalette::WindowText));
-    // The style takes the outline from this colour by darkening it so; a check box draws no
-    // background with it.
-    const QColor wanted = outline.lighter(140);
-    QPalette own = palette();
-    if (own.color(QPalette::Window) == wanted) return;
-    own.setColor(QPalette::Window, wanted);
-    setPalette(own);
-  }
-};
 
 /// A field that would like to show a whole path and can do with less.
 class PathField final : public QLineEdit {
@@ -127,38 +40,27 @@ class PathField final : public QLineEdit {
   }
 };
 
-/// A field for a sample line, in the fixed-width face and a little larger than the rest: the marks
-/// for invisible characters are small.
-class SampleField final : public QLineEdit {
+/// What the marks in the samples mean. The first to go where there is no room.
+class Legend final : public QLabel {
  public:
-  SampleField() { ChooseFace(); }
-
- protected:
-  bool event(QEvent* event) override {
-    if (event->type() == QEvent::ApplicationFontChange) ChooseFace();
-    return QLineEdit::event(event);
-  }
-
- private:
-  void ChooseFace() {
-    QFont face = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    face.setPointSizeF(QApplication::font().pointSizeF() + 2);
-    setFont(face);
-  }
+  using QLabel::QLabel;
+  QSize minimumSizeHint() const override { return {0, 0}; }
 };
 
 /// Escape and the window's own closing button press Cancel.
 class Dialog final : public QDialog {
  public:
-  Dialog(QWidget* parent, QPushButton& cancel, QWidget& first)
-      : QDialog(parent), cancel_(cancel), first_(first) {}
+  /// @param first  has the keyboard when the window opens
+  /// @param spare  is hidden in a low window
+  Dialog(QWidget* parent, QPushButton& cancel, QWidget& first, QWidget& spare)
+      : QDialog(parent), cancel_(cancel), first_(first), spare_(spare) {}
 
   void reject() override { cancel_.click(); }
 
   void setVisible(bool visible) override {
     if (visible && !isVisible()) {
       if (!sized_) ChooseSize();
-      first_.setFocus();
+      first_.setFocus(Qt::TabFocusReason);  // which shows it
     }
     QDialog::setVisible(visible);
   }
@@ -167,6 +69,11 @@ class Dialog final : public QDialog {
   bool event(QEvent* event) override {
     if (event->type() == QEvent::ApplicationFontChange) sized_ = false;
     return QDialog::event(event);
+  }
+
+  void resizeEvent(QResizeEvent* event) override {
+    QDialog::resizeEvent(event);
+    spare_.setVisible(height() >= kRoomyRows * fontMetrics().height());
   }
 
  private:
@@ -179,6 +86,7 @@ class Dialog final : public QDialog {
 
   QPushButton& cancel_;
   QWidget& first_;
+  QWidget& spare_;
   bool sized_ = false;
 };
 
@@ -194,30 +102,45 @@ void Name(QWidget& control, const QString& text) {
 }
 
 QCheckBox& MakeBox(const char* text, const char* explanation) {
-  auto* box = new OutlinedBox(QString::fromUtf8(text));
+  auto* box = new QCheckBox(QString::fromUtf8(text));
+  Outline(*box);
   box->setToolTip(QString::fromUtf8(explanation));
   Name(*box, box->text());
   return *box;
 }
 
 QComboBox& MakeList(const char* explanation) {
-  auto* list = new QComboBox;
+  auto* list = new ListBox;
+  Outline(*list);
   list->setSizeAdjustPolicy(QComboBox::AdjustToContents);
   list->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-  list->setFocusPolicy(Qt::StrongFocus);
   list->setToolTip(QString::fromUtf8(explanation));
   return *list;
 }
 
-QLineEdit& MakeSample() {
-  auto* sample = new SampleField;
-  sample->setReadOnly(true);
-  return *sample;
+QPushButton& MakeButton(const char* text) {
+  auto* button = new QPushButton(QString::fromUtf8(text));
+  Outline(*button);
+  return *button;
 }
 
-QPushButton& MakeButton(const char* text) {
-  return *new QPushButton(QString::fromUtf8(text));
-}
+/// Names a field beside it, and looks as if it could be used when the field can.
+class Caption final : public QLabel {
+ public:
+  Caption(const QString& text, QWidget& field) : QLabel(text), field_(field) {
+    setBuddy(&field);
+    field.installEventFilter(this);
+  }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::EnabledChange) setEnabled(field_.isEnabled());
+    return false;
+  }
+
+ private:
+  QWidget& field_;
+};
 
 /// A group with its checks above its labelled fields.
 class Group {
@@ -238,8 +161,7 @@ class Group {
 
   /// @param named  the part of the field that the caption names
   Group& Add(const char* caption, QWidget& field, QWidget& named) {
-    auto* label = new QLabel(QString::fromUtf8(caption));
-    label->setBuddy(&named);
+    auto* label = new Caption(QString::fromUtf8(caption), named);
     Name(named, label->text());
     form_->addRow(label, &field);
     captions_.push_back(label);
@@ -286,7 +208,7 @@ QWidget& Beside(QWidget& left, QWidget& right) {
 }  // namespace
 
 struct QtSettingsWindow::Parts {
-  explicit Parts(QWidget& parent) : dialog(&parent, cancel_button, attach_type_box) {}
+  explicit Parts(QWidget& parent) : dialog(&parent, cancel_button, attach_type_box, legend) {}
 
   // Made before the dialog, which then becomes the owner of them all.
   QCheckBox& attach_type_box =
@@ -326,8 +248,10 @@ struct QtSettingsWindow::Parts {
       "Paste instead of typing, for te&xt beyond English",
       "Records reach an application by way of the clipboard, whatever characters they hold. Off, "
       "they are typed key by key.");
-  QLineEdit& older_field = MakeSample();
-  QLineEdit& series300_field = MakeSample();
+  SampleView& older_view = *new SampleView;
+  SampleView& series300_view = *new SampleView;
+  QLabel& legend = *new Legend(
+      QStringLiteral("→ tab    ␣ space    ⏎ new line    ␍ carriage return    ␊ line feed"));
   QPushButton& save_button = MakeButton("&Save");
   QPushButton& cancel_button = MakeButton("&Cancel");
   Dialog dialog;
@@ -349,8 +273,8 @@ struct QtSettingsWindow::Parts {
   QtPushButton browse{browse_button};
   QtCheckBox append{append_box};
   QtCheckBox paste{paste_box};
-  QtTextField older_sample{older_field};
-  QtTextField series300_sample{series300_field};
+  QtTextDisplay older_sample{older_view};
+  QtTextDisplay series300_sample{series300_view};
   QtPushButton save{save_button};
   QtPushButton cancel{cancel_button};
 
@@ -377,21 +301,27 @@ QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
 QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
   Group connected("When the scanner is connected");
   connected.Add(sync_clock_box).Add(auto_sync_box).Add(burst_sync_box).Add(clear_memory_box);
-  path_field.setToolTip(QStringLiteral("Browse changes it; what is typed here is not used."));
+  Outline(path_field);
+  path_field.setToolTip(
+      QStringLiteral("Browse changes it; what is typed here is not used. A file named "
+                     "sn_timestamp.txt gets its name from the scanner's serial number and the "
+                     "time, and stands beside the folder shown."));
+  browse_button.setAutoDefault(false);  // Return saves
   Group delivery("Where the records go");
   delivery.Add("&Deliver to:", destination_box)
-      .Add("Path:", Beside(path_field, browse_button), path_field)
+      .Add("Pat&h:", Beside(path_field, browse_button), path_field)
       .Add(append_box)
       .Add(paste_box);
   return Column({connected.widget(), delivery.widget()});
 }
 
 QWidget* QtSettingsWindow::Parts::MakeSampleGroup() {
-  for (QLineEdit* field : {&older_field, &series300_field}) {
-    field->setToolTip(QStringLiteral("→ is a tab, ␣ a space, ⏎ the end of the line"));
+  for (SampleView* view : {&older_view, &series300_view}) {
+    Outline(*view);
+    view->setToolTip(legend.text());
   }
   Group sample("A line will look like this");
-  sample.Add("Older scanners:", older_field).Add("300 series:", series300_field);
+  sample.Add("O&lder scanners:", older_view).Add("&300 series:", series300_view).Add(legend);
   return sample.widget();
 }
 
@@ -404,7 +334,7 @@ QWidget* QtSettingsWindow::Parts::MakeButtons() {
 
 QtSettingsWindow::QtSettingsWindow(QWidget& parent) : parts_(std::make_unique<Parts>(parent)) {
   NameListsForAssistiveTechnology();
-  auto* choices = new Choices;
+  auto* choices = new ScrollingColumns;
   choices->AddColumn(parts_->MakeLeftColumn());
   choices->AddColumn(parts_->MakeRightColumn());
   auto* layout = new QVBoxLayout(&parts_->dialog);
@@ -474,10 +404,10 @@ PushButton& QtSettingsWindow::save() {
 PushButton& QtSettingsWindow::cancel() {
   return parts_->cancel;
 }
-TextField& QtSettingsWindow::olderSample() {
+TextDisplay& QtSettingsWindow::olderSample() {
   return parts_->older_sample;
 }
-TextField& QtSettingsWindow::series300Sample() {
+TextDisplay& QtSettingsWindow::series300Sample() {
   return parts_->series300_sample;
 }
 QWidget& QtSettingsWindow::widget() {

@@ -47,8 +47,8 @@ class QtSettingsWindow {
   PushButton& browse();
   PushButton& save();
   PushButton& cancel();
-  TextField& olderSample();
-  TextField& series300Sample();
+  TextDisplay& olderSample();
+  TextDisplay& series300Sample();
 
   /// The window itself: the parent for panels.
   QWidget& widget();

@@ -38,7 +38,8 @@ std::vector<QString> QtToolbarItem::Labels() const {
 }
 
 void QtToolbarItem::Explain(const QString& explanation) {
-  const QString keys = action_.shortcut().toString(QKeySequence::NativeText);
+  const QString keys =
+      QKeySequence::listToString(action_.shortcuts(), QKeySequence::NativeText).replace("; ", ", ");
   action_.setToolTip(keys.isEmpty() ? explanation
                                     : QStringLiteral("%1 (%2)").arg(explanation, keys));
 }

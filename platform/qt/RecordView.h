@@ -1,13 +1,12 @@
 #pragma once
 
-#include <QPlainTextEdit>
+#include "platform/qt/ReadOnlyText.h"
 
 namespace quillet::platform::qt {
 
-/// The widget that shows messages and records: read-only, to be selected by mouse and keyboard,
-/// in the desktop's fixed-width face. What is copied or dragged out of it is the plain text as it
-/// was put in (see RecordText.h).
-class RecordView final : public QPlainTextEdit {
+/// The widget that shows messages and records. What is copied or dragged out of it is the plain
+/// text as it was put in (see RecordText.h).
+class RecordView final : public ReadOnlyText {
  public:
   explicit RecordView(QWidget* parent = nullptr);
 
@@ -20,10 +19,6 @@ class RecordView final : public QPlainTextEdit {
 
  protected:
   QMimeData* createMimeDataFromSelection() const override;
-  bool event(QEvent* event) override;
-
- private:
-  void ChooseFace();
 };
 
 }  // namespace quillet::platform::qt

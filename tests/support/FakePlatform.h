@@ -164,6 +164,15 @@ class FakeTextField final : public platform::TextField {
   bool editable_ = true;
 };
 
+class FakeTextDisplay final : public platform::TextDisplay {
+ public:
+  void SetText(std::string_view text) override { text_ = text; }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
 class FakePushButton final : public platform::PushButton {
  public:
   void SetEnabled(bool enabled) override { enabled_ = enabled; }

@@ -38,7 +38,7 @@ struct FakeSettingsWindow {
   FakePopUpList destination;
   FakeTextField filenametextfield;
   FakePushButton newfileButton, savewindow, cancelwindow;
-  FakeTextField olderSample, series300Sample;
+  FakeTextDisplay olderSample, series300Sample;
 };
 
 }  // namespace quillet::test

@@ -1,7 +1,9 @@
 #!/usr/bin/python3
-"""Runs system tests in a sandbox: run.py --quillet PROGRAM --simulator PROGRAM [TEST...]
+"""Runs tests of the shipped program in a sandbox:
 
-A TEST is a module of this folder, a class in it or one test, as unittest names them, for example
+    run.py --quillet PROGRAM --simulator PROGRAM [--folder FOLDER] [--figures] [TEST...]
+
+A TEST is a module of the folder, a class in it or one test, as unittest names them, for example
 test_start.StartTest.test_one_scanner_is_connected_by_itself. Without one, all are run.
 """
 
@@ -10,9 +12,9 @@ import os
 import sys
 
 sys.dont_write_bytecode = True  # the sources may belong to somebody else
-from harness import sandbox  # noqa: E402
-
 HERE = os.path.dirname(os.path.realpath(__file__))
+sys.path.insert(0, HERE)
+from harness import sandbox  # noqa: E402
 
 
 def main():
@@ -20,18 +22,23 @@ def main():
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--quillet", required=True, help="the program under test")
     parser.add_argument("--simulator", required=True, help="the simulated scanner")
+    parser.add_argument("--folder", default=HERE, help="where the tests stand")
+    parser.add_argument("--figures", action="store_true", help="measure instead of testing")
     parser.add_argument("tests", nargs="*", metavar="TEST")
     arguments = parser.parse_args()
 
     missing = sandbox.missing_packages()
     if missing:
-        sys.exit("The system tests need these packages: " + " ".join(missing))
+        sys.exit("The tests need these packages: " + " ".join(missing))
     environment = {"SYSTEM_TEST_QUILLET": os.path.realpath(arguments.quillet),
                    "SYSTEM_TEST_SIMULATOR": os.path.realpath(arguments.simulator)}
-    tests = arguments.tests or ["discover", "--start-directory", HERE]
+    folder = os.path.realpath(arguments.folder)
+    pattern = "measure_*.py" if arguments.figures else "test_*.py"
+    tests = arguments.tests or ["discover", "--start-directory", folder, "--pattern", pattern]
     inner = [sandbox.PYTHON, "-m", "unittest", *tests, "--verbose"]
-    os.chdir(HERE)
-    command = sandbox.command(inner, [HERE, *environment.values()], environment)
+    os.chdir(folder)
+    command = sandbox.command(inner, [HERE, folder, *environment.values()],
+                              environment | {"PYTHONPATH": HERE})
     sys.stdout.flush()
     os.execvp(command[0], command)
 

@@ -47,9 +47,9 @@ TEST(RunProgressTest, ABurstShowsBytesUntilItsRecordsAreThere) {
   RunProgress progress;
   EXPECT_EQ(progress.Look(0ms, Burst(0, 0)), (Shown{"Waiting for 130 records", -1}));
   EXPECT_EQ(progress.Look(500ms, Burst(3, 30000)),
-            (Shown{"Receiving 130 records  ·  0.0 kB of 30.0 kB", 0.0001}));
+            (Shown{"130 records  ·  0.0 of 30.0 kB", 0.0001}));
   EXPECT_EQ(progress.Look(1500ms, Burst(11003, 30000)).text,
-            "Receiving 130 records  ·  11.0 kB of 30.0 kB  ·  11.0 kB per second  ·  2 s left");
+            "130 records  ·  11.0 of 30.0 kB  ·  11.0 kB/s  ·  2 s left");
   EXPECT_EQ(progress.Look(3500ms, Burst(30000, 30000)).fraction, 1);
 }
 
@@ -60,13 +60,31 @@ TEST(RunProgressTest, WhenAllHasComeOnlyTheCountIsLeft) {
             (Shown{"Received 1 record", 1}));
 }
 
+TEST(RunProgressTest, ABurstThatHasComeShowsHowManyOfItsRecordsAreDelivered) {
+  RunProgress progress;
+  progress.Look(0ms, Burst(30000, 30000));
+  const auto delivered = [](std::int32_t records) {
+    return RunState{.phase = Phase::kDelivering, .records = records, .expected = 4000};
+  };
+  EXPECT_EQ(progress.Look(150ms, delivered(0)), (Shown{"Delivered 0 of 4000 records", 0}));
+  EXPECT_EQ(progress.Look(1150ms, delivered(5)),
+            (Shown{"Delivered 5 of 4000 records  ·  5.0 per second  ·  14 min left", 5.0 / 4000}));
+}
+
+TEST(RunProgressTest, AScannerThatCouldNotBeWokenIsSaidOnceAndForAll) {
+  RunProgress progress;
+  const Shown shown{"The scanner did not answer. Please start Quillet again.", 0};
+  EXPECT_EQ(progress.Look(0ms, {.phase = Phase::kGivenUp}), shown);
+  EXPECT_EQ(progress.Look(60s, {.phase = Phase::kGivenUp}), shown);
+}
+
 TEST(RunProgressTest, ASilentScannerIsSaidToBeSilent) {
   RunProgress progress;
   progress.Look(0ms, OneByOne(4, 130));
   EXPECT_EQ(progress.Look(2999ms, OneByOne(4, 130)).text, "Received 4 of 130 records");
   EXPECT_EQ(progress.Look(3000ms, OneByOne(4, 130)).text,
-            "Received 4 of 130 records  ·  no answer for 3 s");
-  EXPECT_EQ(progress.Look(3150ms, OneByOne(5, 130)).text.find("no answer"), std::string::npos);
+            "Received 4 of 130 records  ·  nothing new for 3 s");
+  EXPECT_EQ(progress.Look(3150ms, OneByOne(5, 130)).text.find("nothing new"), std::string::npos);
 }
 
 TEST(RunProgressTest, MoreThanExpectedIsNoMoreThanAll) {
@@ -119,14 +137,39 @@ TEST_F(ProgressTest, ABurstIsShownByItsBytes) {
   controller.lumet->state = kBurstBody;
   controller.lumet->totallength = 3000;
   controller.lumet->writePtr = 1500;
-  EXPECT_EQ(After(150ms), "Receiving 130 records  ·  1.5 kB of 3.0 kB");
+  EXPECT_EQ(After(150ms), "130 records  ·  1.5 of 3.0 kB");
   EXPECT_EQ(progress.fraction(), 0.5);
+  controller.lumet->writePtr = 3000;
+  controller.DisplayBarcode("one\r\n");
+  EXPECT_EQ(After(150ms), "Delivered 1 of 130 records");
 }
 
-TEST_F(ProgressTest, ADisconnectedScannerEndsTheDisplay) {
+TEST_F(ProgressTest, ABurstOfNothingIsNotWaitedFor) {
+  controller.synchronizeButton();
+  controller.lumet->SyncEndIndex = 0;
+  controller.lumet->commandType = 'P';
+  EXPECT_EQ(After(150ms), "Asking the scanner for its records");
+}
+
+TEST_F(ProgressTest, ARunWhoseWakeUpWasNotAnsweredIsGivenUp) {
+  controller.synchronizeButton();
+  controller.lumet->commandType = 'W';
+  controller.lumet->bCommandDone = 0;
+  EXPECT_EQ(After(150ms), "Asking the scanner for its records");
+  controller.lumet->bCommandDone = 1;
+  EXPECT_EQ(After(150ms), "Asking the scanner for its records") << "commands are waiting";
+  controller.lumet->cmdArray.Reset();
+  EXPECT_EQ(After(150ms), "The scanner did not answer. Please start Quillet again.");
+}
+
+TEST_F(ProgressTest, ARunThatOutlivesTheConnectionIsHiddenUntilThereIsAnother) {
   controller.synchronizeButton();
   EXPECT_NE(After(150ms), "");
   controller.Terminate();
+  EXPECT_EQ(After(150ms), "");
+  BecomeConnected();
+  EXPECT_NE(After(150ms), "");
+  controller.SynchronizeFinished();
   EXPECT_EQ(After(150ms), "");
   EXPECT_FALSE(ticker.IsRunning());
 }

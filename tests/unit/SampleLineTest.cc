@@ -17,6 +17,13 @@ TEST(SampleLineTest, InvisibleCharactersAreSpelledVisibly) {
   EXPECT_EQ(VisibleSpelling(""), "");
 }
 
+TEST(SampleLineTest, WhatIsTypedHasNoCarriageReturn) {
+  EXPECT_EQ(TypedSpelling("a\tb c\r\n"), "a→b␣c⏎");
+  EXPECT_EQ(TypedSpelling("a\r"), "a");
+  EXPECT_EQ(TypedSpelling("a\n"), "a⏎");
+  EXPECT_EQ(TypedSpelling(""), "");
+}
+
 TEST(SampleLineTest, TheSampleIsARecordWithEveryField) {
   SampleComposer sample;
   sample.bAttachType = sample.bAttachSerial = sample.bAttachTimestamp = 1;

@@ -89,7 +89,11 @@ TEST_F(SettingsWindowTest, OpeningWhileSynchronizingOnlyLogs) {
 
 TEST_F(SettingsWindowTest, ARunThatStartsLeavesTheOpenWindowAlone) {
   Open();
-  controller.bIsUnderSynchronization = true;
+  BecomeConnected();
+  controller.synchronizeButton();
+  mainQueue.RunAll();
+  EXPECT_TRUE(controller.bIsUnderSynchronization);
+  EXPECT_TRUE(IsOpen());
   choices.savewindow.Press();
   EXPECT_FALSE(IsOpen());
   EXPECT_TRUE(log.Has("-[SyncController saveButton:]"));
@@ -307,6 +311,11 @@ TEST_F(SettingsWindowTest, ATypedPathIsIgnored) {
 
 TEST_F(SettingsWindowTest, SavingADestinationWithoutAPathKeepsThePathsInTheFile) {
   const std::string names = Registry().substr(kApplicationNamePosition);
+  // Even where others have been chosen meanwhile.
+  panels.answer = "/data/stock.txt";
+  Open();
+  choices.newfileButton.Press();
+  EXPECT_EQ(controller.lumet->filename.Get(), "/data/stock.txt");
   for (const std::int32_t without : {1, 2}) {
     Open();
     choices.destination.SelectItem(without);
@@ -357,6 +366,25 @@ TEST_F(SettingsWindowTest, TheSampleFollowsEveryChoiceBeforeAnythingIsSaved) {
   choices.cancelwindow.Press();
   Open();
   EXPECT_EQ(sample(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
+}
+
+TEST_F(SettingsWindowTest, TheSampleForTypingShowsWhatKeysCanSay) {
+  Open();
+  const auto sample = [&] { return choices.olderSample.text(); };
+  choices.recorddelimiter.SelectItem(2);
+  const std::string line = "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771";
+  EXPECT_EQ(sample(), line + "␍");
+  for (const std::int32_t typed : {2, 3}) {
+    choices.destination.SelectItem(typed);
+    EXPECT_EQ(sample(), line) << "a carriage return is not typed";
+  }
+  choices.nonenglish.SetOn(true);
+  EXPECT_EQ(sample(), line + "␍") << "and is pasted";
+  choices.nonenglish.SetOn(false);
+  choices.recorddelimiter.SelectItem(1);
+  EXPECT_EQ(sample(), line + "⏎");
+  choices.destination.SelectItem(1);
+  EXPECT_EQ(sample(), line + "␊");
 }
 
 TEST_F(SettingsWindowTest, TheSampleShowsStoredValuesThatNoItemStandsFor) {

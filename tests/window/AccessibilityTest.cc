@@ -97,6 +97,13 @@ TEST_F(Accessibility, PortListOpensAndShowsItsItems) {
   EXPECT_TRUE(items->state().invisible);
 }
 
+TEST_F(Accessibility, ProgressIsFoundAsTheTextThatIsShown) {
+  window_.progress().Show("Received 45 of 130 records", 0.25);
+  EXPECT_NE(Find(QAccessible::StaticText, "Received 45 of 130 records"), nullptr);
+  window_.progress().Show("Received 46 of 130 records", 0.25);
+  EXPECT_NE(Find(QAccessible::StaticText, "Received 46 of 130 records"), nullptr);
+}
+
 TEST_F(Accessibility, ViewIsFoundWithItsText) {
   window_.view().Append("first\nsecond\n");
   ASSERT_TRUE(SpinUntil([this] { return !window_.view().HasPending(); }));

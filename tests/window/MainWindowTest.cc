@@ -116,7 +116,7 @@ TEST_F(MainWindow, KeysWorkFromAnywhereAndStandInTheToolTips) {
     Qt::Key key;
     const char* shown;
   } keys[] = {{"Connect", "connect", Qt::Key_K, "(Ctrl+K)"},
-              {"Synchronize", "synchronize", Qt::Key_R, "(Ctrl+R)"},
+              {"Synchronize", "synchronize", Qt::Key_R, "(Ctrl+R, F5)"},
               {"Settings", "settings", Qt::Key_Comma, "(Ctrl+,)"},
               {"Clear", "clear", Qt::Key_L, "(Ctrl+L)"}};
   for (const auto& [label, item, key, shown] : keys) {

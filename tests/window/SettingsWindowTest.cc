@@ -16,8 +16,12 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QStyle>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextLayout>
 #include <QTimer>
+#include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -28,17 +32,20 @@
 
 #include "app/QuilletAppDelegate.h"
 #include "app/SyncController.h"
+#include "output/SampleLine.h"
 #include "output/SettingsImage.h"
 #include "platform/qt/QtMainWindow.h"
 #include "platform/qt/QtPanels.h"
 #include "platform/qt/QtSettingsWindow.h"
 #include "platform/qt/QtTicker.h"
+#include "program/WindowControls.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Variable.h"
 #include "tests/support/WaitFor.h"
 #include "tests/window/MainLoop.h"
 
@@ -57,18 +64,7 @@ class Started {
                      queue, Immortal<test::FakeRegistry>(), Immortal<test::FakeWorkspace>(), panels,
                      Immortal<platform::qt::QtTicker>(), Immortal<test::FakeKeyEvents>(),
                      Immortal<test::FakePasteboard>(), Immortal<test::FakeApplications>()},
-            MainWindowControls{main.view(), main.portList(), main.connectItem(),
-                               main.settingsItem(), main.synchronizeItem(), main.clearItem(),
-                               main.progress()},
-            SettingsWindowControls{
-                settings.window(),         settings.attachSerial(),  settings.attachTimestamp(),
-                settings.attachType(),     settings.dataDelimiter(), settings.recordDelimiter(),
-                settings.serialPosition(), settings.dataOrder(),     settings.syncClock(),
-                settings.clearMemory(),    settings.burstSync(),     settings.autoSync(),
-                settings.appendData(),     settings.nonEnglish(),    settings.destination(),
-                settings.fileName(),       settings.browse(),        settings.save(),
-                settings.cancel(),         settings.olderSample(),   settings.series300Sample()},
-            dataFolder)) {
+            ControlsOf(main), ControlsOf(settings), dataFolder)) {
     application.setWindow(&main.window());
     application.setSyncController(&controller);
     main.Show();
@@ -125,6 +121,14 @@ class SettingsWindow : public testing::Test {
       if (button->text().remove('&') == text) return button;
     }
     ADD_FAILURE() << "no button " << text.toStdString();
+    return nullptr;
+  }
+
+  QLabel* Caption(const QString& text) {
+    for (QLabel* label : window().findChildren<QLabel*>()) {
+      if (label->text() == text) return label;
+    }
+    ADD_FAILURE() << "no caption " << text.toStdString();
     return nullptr;
   }
 
@@ -328,8 +332,8 @@ TEST_F(SettingsWindow, TabWalksThroughEveryControlInReadingOrderAndBack) {
       Button("Browse…"),
       Find<QCheckBox>("Add to the file instead of replacing it"),
       Find<QCheckBox>("Paste instead of typing, for text beyond English"),
-      Find<QLineEdit>("Older scanners"),
-      Find<QLineEdit>("300 series"),
+      Find<QPlainTextEdit>("Older scanners"),
+      Find<QPlainTextEdit>("300 series"),
       Button("Save"),
       Button("Cancel")};
   EXPECT_EQ(QApplication::focusWidget(), order.front());
@@ -344,10 +348,11 @@ TEST_F(SettingsWindow, TabWalksThroughEveryControlInReadingOrderAndBack) {
 }
 
 TEST_F(SettingsWindow, ReturnSavesFromEveryField) {
-  for (QWidget* field : {static_cast<QWidget*>(Find<QCheckBox>("Symbology")),
-                         static_cast<QWidget*>(Find<QComboBox>("Order")),
-                         static_cast<QWidget*>(Find<QLineEdit>("Path")),
-                         static_cast<QWidget*>(Find<QLineEdit>("300 series"))}) {
+  for (QWidget* field :
+       {static_cast<QWidget*>(Find<QCheckBox>("Symbology")),
+        static_cast<QWidget*>(Find<QComboBox>("Order")),
+        static_cast<QWidget*>(Find<QLineEdit>("Path")), static_cast<QWidget*>(Button("Browse…")),
+        static_cast<QWidget*>(Find<QPlainTextEdit>("300 series"))}) {
     Open();
     program_->log.Clear();
     field->setFocus();
@@ -406,21 +411,25 @@ TEST_F(SettingsWindow, ADestinationWithoutAPathLocksTheFieldAndTheButton) {
   Press(Qt::Key_Down);
   EXPECT_TRUE(Find<QLineEdit>("Path")->isReadOnly());
   EXPECT_FALSE(Button("Browse…")->isEnabled());
+  EXPECT_FALSE(Caption("Pat&h:")->isEnabled());
   EXPECT_EQ(Find<QLineEdit>("Path")->text(), "");
   Press(Qt::Key_End);
   EXPECT_FALSE(Find<QLineEdit>("Path")->isReadOnly());
   EXPECT_TRUE(Button("Browse…")->isEnabled());
+  EXPECT_TRUE(Caption("Pat&h:")->isEnabled());
   EXPECT_EQ(Find<QLineEdit>("Path")->text(), "/Applications/TextEdit");
 }
 
 TEST_F(SettingsWindow, TheSampleFollowsTheKeys) {
   Open();
-  auto* sample = Find<QLineEdit>("Older scanners");
-  EXPECT_EQ(sample->text().toStdString(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
+  auto* sample = Find<QPlainTextEdit>("Older scanners");
+  EXPECT_EQ(sample->toPlainText().toStdString(),
+            "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
   TabTo(Find<QComboBox>("Between fields"));
   Press(Qt::Key_Home);
   Press(Qt::Key_Down);
-  EXPECT_EQ(sample->text().toStdString(), "EAN␣13→9780306406157→[2026/11/16:14:07:09]→005771⏎");
+  EXPECT_EQ(sample->toPlainText().toStdString(),
+            "EAN␣13→9780306406157→[2026/11/16:14:07:09]→005771⏎");
   EXPECT_TRUE(sample->isReadOnly());
 }
 
@@ -488,11 +497,17 @@ TEST_F(SettingsWindow, ACancelledPanelChangesNothing) {
   EXPECT_TRUE(window().isVisible());
 }
 
-TEST_F(SettingsWindow, PanelsWithoutTheirFolderBeginWhereThereIsOne) {
+TEST_F(SettingsWindow, PanelsWithoutTheirFolderBeginWhereApplicationsOrDocumentsAre) {
+  const QTemporaryDir home;
+  const QDir folder(home.path());
+  ASSERT_TRUE(folder.mkpath("Documents"));
+  ASSERT_TRUE(folder.mkpath("share/applications"));
+  const test::Variable homes("HOME", home.path().toStdString());
+  const test::Variable data("XDG_DATA_DIRS", folder.filePath("share").toStdString());
   for (const bool save : {true, false}) {
-    AnswerPanel([save](QFileDialog& panel) {
-      EXPECT_TRUE(panel.directory().exists());
-      EXPECT_TRUE(panel.directory().isAbsolute());
+    AnswerPanel([save, &folder](QFileDialog& panel) {
+      EXPECT_EQ(panel.directory().path().toStdString(),
+                folder.filePath(save ? "Documents" : "share/applications").toStdString());
       const QString name = panel.findChild<QLineEdit*>("fileNameEdit")->text();
       // A file that is not there can be proposed for saving, but not for opening.
       EXPECT_EQ(name, save ? "sn_timestamp.txt" : "");
@@ -531,9 +546,18 @@ TEST_F(SettingsWindow, OnASmallScreenAtDoubleScaleEverythingIsReachedAndTheButto
   EXPECT_LE(window().height(), 300 - 30);
   auto* area = window().findChild<QScrollArea*>();
   EXPECT_FALSE(area->horizontalScrollBar()->isVisible());
+  EXPECT_LE(window().minimumSizeHint().height(), 300 - 48);
   for (QPushButton* button : {Button("Save"), Button("Cancel")}) {
     EXPECT_TRUE(
         window().rect().contains(QRect(button->mapTo(&window(), QPoint(0, 0)), button->size())));
+  }
+  for (const char* name : {"Older scanners", "300 series"}) {
+    const auto* sample = Find<QPlainTextEdit>(name);
+    QTextCursor end(sample->document());
+    for (const auto where : {QTextCursor::Start, QTextCursor::End}) {
+      end.movePosition(where);
+      EXPECT_TRUE(sample->viewport()->rect().contains(sample->cursorRect(end))) << name;
+    }
   }
   // Wherever the keyboard goes, its control scrolls into sight.
   for (int i = 0; i < 20; ++i) {
@@ -580,22 +604,83 @@ QPalette DarkPalette() {
   return dark;
 }
 
-TEST_F(SettingsWindow, AnEmptyCheckBoxStandsOutInLightAndDark) {
+/// The contrast of a control's outline, as it is painted at the control's left, with the window.
+double OutlineContrast(QWidget& control, const QColor& ground) {
+  const QImage picture = control.grab().toImage();
+  double best = 1;
+  for (int x = 0; x < control.style()->pixelMetric(QStyle::PM_IndicatorWidth); ++x) {
+    best = std::max(best, Contrast(picture.pixelColor(x, picture.height() / 2), ground));
+  }
+  return best;
+}
+
+TEST_F(SettingsWindow, EveryKindOfControlStandsOutInLightAndDark) {
   const QPalette usual = QApplication::palette();
   for (const QPalette& palette : {usual, DarkPalette(), usual}) {
     QApplication::setPalette(palette);
     Open();
     auto* box = Find<QCheckBox>("Add to the file instead of replacing it");
     ASSERT_FALSE(box->isChecked());
-    const QImage picture = box->grab().toImage();
     const QColor ground = palette.color(QPalette::Window);
-    double best = 1;
-    for (int x = 0; x < box->style()->pixelMetric(QStyle::PM_IndicatorWidth); ++x) {
-      best = std::max(best, Contrast(picture.pixelColor(x, picture.height() / 2), ground));
+    for (QWidget* control :
+         {static_cast<QWidget*>(box), static_cast<QWidget*>(Find<QComboBox>("Order")),
+          static_cast<QWidget*>(Find<QLineEdit>("Path")), static_cast<QWidget*>(Button("Browse…")),
+          static_cast<QWidget*>(Find<QPlainTextEdit>("Older scanners"))}) {
+      EXPECT_GE(OutlineContrast(*control, ground), 3)
+          << control->metaObject()->className() << " on " << ground.name().toStdString();
     }
-    EXPECT_GE(best, 3) << ground.name().toStdString();
     Press(Qt::Key_Escape);
   }
+  QApplication::setPalette(usual);
+}
+
+TEST_F(SettingsWindow, MarksOfTheSampleHaveAColourOfTheirOwnThatCanBeRead) {
+  const QPalette usual = QApplication::palette();
+  for (const QPalette& palette : {usual, DarkPalette(), usual}) {
+    QApplication::setPalette(palette);
+    Open();
+    SpinUntilIdle();
+    const auto* sample = Find<QPlainTextEdit>("Older scanners");
+    const QTextBlock line = sample->document()->firstBlock();
+    QString marked;
+    for (const QTextLayout::FormatRange& range : line.layout()->formats()) {
+      const QColor colour = range.format.foreground().color();
+      marked += line.text().mid(range.start, range.length);
+      EXPECT_GE(Contrast(colour, palette.color(QPalette::Base)), 4.5);
+      EXPECT_NE(colour, palette.color(QPalette::Text));
+    }
+    EXPECT_EQ(marked.toStdString(), "␣⏎");
+    Press(Qt::Key_Escape);
+  }
+  QApplication::setPalette(usual);
+}
+
+TEST_F(SettingsWindow, EveryMarkThatASampleCanHoldHasTheMarksColour) {
+  auto* sample = Find<QPlainTextEdit>("Older scanners");
+  const QString every = QString::fromStdString(VisibleSpelling("\t \r\n\r.\n"));
+  sample->setPlainText(every);
+  QString marked;
+  for (const auto& range : sample->document()->firstBlock().layout()->formats()) {
+    marked += every.mid(range.start, range.length);
+  }
+  EXPECT_EQ(marked.toStdString(), QString(every).remove('.').toStdString());
+}
+
+TEST_F(SettingsWindow, TheWheelChangesNoListWithoutTheKeyboard) {
+  Open();
+  auto* list = Find<QComboBox>("Order");
+  const int chosen = list->currentIndex();
+  const auto turn = [list] {
+    const QPointF at = list->rect().center();
+    QWheelEvent event(at, list->mapToGlobal(at), {}, {0, -120}, Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QApplication::sendEvent(list, &event);
+  };
+  turn();
+  EXPECT_EQ(list->currentIndex(), chosen);
+  list->setFocus();
+  turn();
+  EXPECT_EQ(list->currentIndex(), chosen + 1);
 }
 
 TEST_F(SettingsWindow, ProgressIsShownBesideTheViewAndHiddenWhenThereIsNone) {

@@ -21,12 +21,15 @@ _PROGRAMS = {
     "openbox": "openbox",
     "umockdev-wrapper": "umockdev",
     "xdotool": "xdotool",
+    "xset": "x11-xserver-utils",
+    "xterm": "xterm",
     "Xvfb": "xvfb",
 }
 _FILES = {"/usr/share/dbus-1/services/org.a11y.Bus.service": "at-spi2-core"}
 _IMPORTS = {
     "import gi": "python3-gi",
     "import gi; gi.require_version('UMockdev', '1.0')": "gir1.2-umockdev-1.0",
+    "import tkinter": "python3-tk",
 }
 
 

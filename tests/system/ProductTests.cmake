@@ -1,0 +1,32 @@
+# The system's own interpreter: another one in the search path would not know its modules.
+set(PRODUCT_TEST_PYTHON /usr/bin/python3)
+set(PRODUCT_TEST_RUNNER ${CMAKE_CURRENT_LIST_DIR}/run.py)
+
+# Makes each test of the current folder's test_*.py one for CTest: PREFIX.file.test, which also is
+# its label. LIMIT is in seconds; under a sanitizer two and a half times that.
+function(add_product_tests prefix limit)
+  if(QUILLET_SANITIZE)
+    math(EXPR limit "${limit} * 5 / 2")
+  endif()
+  file(GLOB files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/test_*.py)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${files})
+  foreach(file IN LISTS files)
+    get_filename_component(module ${file} NAME_WE)
+    string(REPLACE "test_" "" subject ${module})
+    file(STRINGS ${file} heads REGEX "^class |^    def test_")
+    foreach(head IN LISTS heads)
+      if(head MATCHES "^class ([A-Za-z0-9_]+)")
+        set(class ${CMAKE_MATCH_1})
+      elseif(head MATCHES "def test_([A-Za-z0-9_]+)")
+        set(name ${prefix}.${subject}.${CMAKE_MATCH_1})
+        add_test(NAME ${name}
+          COMMAND ${PRODUCT_TEST_PYTHON} ${PRODUCT_TEST_RUNNER}
+            --folder=${CMAKE_CURRENT_SOURCE_DIR}
+            --quillet=$<TARGET_FILE:quillet>
+            --simulator=$<TARGET_FILE:tavo-simulator>
+            ${module}.${class}.test_${CMAKE_MATCH_1})
+        set_tests_properties(${name} PROPERTIES TIMEOUT ${limit} LABELS ${prefix})
+      endif()
+    endforeach()
+  endforeach()
+endfunction()
