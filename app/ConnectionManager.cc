@@ -104,7 +104,7 @@ void SyncController::TavoInitializationDone(bool connected) {
   Log(platform_.log, "-[SyncController TavoInitializationDone:]");
   bIsConnected = connected;
   DisplayConnectionMessage(portIndex);
-  // The setting alone decides; the misspelt text is what users know.
+  // The setting alone decides. The text is spelled as it is on purpose.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
   if (lumet->bAutoSync && bIsConnected) DoSynchronization();
 }

@@ -10,7 +10,7 @@ constexpr std::array<std::string_view, 5> kDataDelimiters = {
     "Nothing", "Tab  →", "Space  ␣", "Comma  ,", "Semicolon  ;",
 };
 constexpr std::array<std::string_view, 5> kRecordDelimiters = {
-    "Nothing", "Line feed (LF)  ␊", "Carriage return (CR)  ␍", "Tab  →", "New line (CR LF)  ⏎",
+    "Nothing", "Line feed (LF)  ↓", "Carriage return (CR)  ←", "Tab  →", "New line (CR LF)  ⏎",
 };
 constexpr std::array<std::string_view, 2> kSerialPositions = {
     "First in the line",

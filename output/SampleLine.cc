@@ -52,7 +52,7 @@ struct Spelling {
 
 // The first that matches is taken.
 constexpr Spelling kSpellings[] = {
-    {"\r\n", kReturn}, {"\r", "␍"}, {"\n", "␊"}, {"\t", "→"}, {" ", "␣"},
+    {"\r\n", kReturn}, {"\r", "←"}, {"\n", "↓"}, {"\t", "→"}, {" ", "␣"},
 };
 
 }  // namespace

@@ -20,7 +20,7 @@ class SampleComposer final : public RecordComposer {
 };
 
 /// Spells a text so that every character in it can be seen: a tab as →, a space as ␣, a carriage
-/// return with a line feed behind it as ⏎, either alone as ␍ or ␊.
+/// return with a line feed behind it as ⏎, either alone as ← or ↓.
 /// @param text  UTF-8
 std::string VisibleSpelling(std::string_view text);
 

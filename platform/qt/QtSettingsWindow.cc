@@ -251,7 +251,7 @@ struct QtSettingsWindow::Parts {
   SampleView& older_view = *new SampleView;
   SampleView& series300_view = *new SampleView;
   QLabel& legend = *new Legend(
-      QStringLiteral("→ tab    ␣ space    ⏎ new line    ␍ carriage return    ␊ line feed"));
+      QStringLiteral("→ tab    ␣ space    ⏎ new line    ← carriage return    ↓ line feed"));
   QPushButton& save_button = MakeButton("&Save");
   QPushButton& cancel_button = MakeButton("&Cancel");
   Dialog dialog;

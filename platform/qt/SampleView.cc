@@ -15,7 +15,7 @@ constexpr qreal kMargin = 3;   // between the frame and the text, in pixels
 constexpr float kTint = 0.7F;  // of the colour for selections in that of the marks
 
 // As a sample spells what cannot be seen.
-constexpr QStringView kMarks = u"→␣␍␊⏎";
+constexpr QStringView kMarks = u"→␣←↓⏎";
 
 }  // namespace
 

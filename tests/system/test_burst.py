@@ -57,7 +57,7 @@ class BurstTest(SystemTest):
         self.assert_no_stray_files(path)
         self.assertEqual(_RUN, scanner.commands()[5:])
 
-    def test_line_is_made_as_users_know_it(self):
+    def test_line_holds_all_fields(self):
         Settings(filename=f"{FOLDER}/out.txt").save()
         self.plugged_in_scanner([Record(6, b"ABCD", "2012-05-03 16:04:09"),
                                  Record(21, b"4711", "2026-01-31 00:00:59")])

@@ -4,7 +4,7 @@ from harness.case import FOLDER, Record, Settings, SystemTest, messages, wait_un
 from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
-# Each box and list with its field of the settings.
+# Each box with its field of the settings.
 _BOXES = {
     "Symbology": "attach_type",
     "Time of the scan": "attach_timestamp",
@@ -16,12 +16,13 @@ _BOXES = {
     "Add to the file instead of replacing it": "append_data",
     "Paste instead of typing, for text beyond English": "non_english",
 }
+# Each list with its field and how many items it has.
 _LISTS = {
-    "Order": "data_order",
-    "Serial number's place": "serial_position",
-    "Between fields": "data_delimiter",
-    "After each record": "record_delimiter",
-    "Deliver to": "destination",
+    "Order": ("data_order", 6),
+    "Serial number's place": ("serial_position", 2),
+    "Between fields": ("data_delimiter", 5),
+    "After each record": ("record_delimiter", 5),
+    "Deliver to": ("destination", 4),
 }
 
 # The record that the window's sample is made of.
@@ -29,7 +30,7 @@ _SAMPLE = Record(symbology=0, data=b"9780306406157", time="2026-11-16 14:07:09")
 
 
 def spelled(text):
-    for invisible, visible in (("\r\n", "⏎"), ("\r", "␍"), ("\n", "␊"), ("\t", "→"), (" ", "␣")):
+    for invisible, visible in (("\r\n", "⏎"), ("\r", "←"), ("\n", "↓"), ("\t", "→"), (" ", "␣")):
         text = text.replace(invisible, visible)
     return text
 
@@ -48,35 +49,70 @@ class SettingsWindowTest(SystemTest):
         wait_until(lambda: contents() == settings.text(),
                    lambda: f"the settings file {settings}; it is {contents()!r}")
 
+    def change_everything(self, turn):
+        """Sets every control, each in another way over the turns 0 to 3; returns the settings.
+
+        Which boxes are changed is told by the binary digits of their places, so that no two are
+        changed in the same turns.
+        """
+        wanted = {}
+        for place, (name, field) in enumerate(_BOXES.items(), start=1):
+            wanted[field] = getattr(Settings(), field) ^ (place >> turn & 1)
+            box = self.window.box(name)
+            if box.is_checked() != wanted[field]:
+                box.act("Toggle")
+        for place, (name, (field, items)) in enumerate(_LISTS.items()):
+            wanted[field] = (place + turn) % items
+            self.window.choose(name, wanted[field])
+        return wanted
+
+    def assert_shown(self, settings):
+        for name, field in _BOXES.items():
+            self.assertEqual(settings[field], self.window.box(name).is_checked(), name)
+        for name, (field, _) in _LISTS.items():
+            self.assertEqual(settings[field], self.window.chosen(name), name)
+
     def test_every_control_is_saved_and_shown_after_a_new_start(self):
         self.start_with_window()
         self.window.open()
-        for name, field in _BOXES.items():
-            self.assertEqual(getattr(Settings(), field), self.window.box(name).is_checked(), name)
-            self.window.box(name).act("Toggle")
-        for name, field in _LISTS.items():
-            self.assertEqual(getattr(Settings(), field), self.window.chosen(name), name)
-            self.window.choose(name, 1)
-        self.window.press("Save")
-        self.window.wait_until_closed()
-        # What is on goes off and the other way round.
-        toggled = {field: 1 - getattr(Settings(), field) for field in _BOXES.values()}
-        chosen = {field: 1 for field in _LISTS.values()}
-        saved = Settings(**toggled, **chosen)
-        self.wait_for_settings_file(saved)
-        self.close()
-
-        # The clock is not set any more, and an empty run is made at once.
-        self.start()
-        self.quillet.wait_for_view_end(messages.FINISHED)
-        self.window = SettingsWindow(self.desktop, self.quillet)
-        self.window.open()
-        for name, field in _BOXES.items():
-            self.assertEqual(toggled[field], self.window.box(name).is_checked(), name)
-        for name in _LISTS:
-            self.assertEqual(1, self.window.chosen(name), name)
+        self.assert_shown(vars(Settings()))
+        for turn in range(4):
+            wanted = self.change_everything(turn)
+            self.window.press("Save")
+            self.window.wait_until_closed()
+            self.wait_for_settings_file(Settings(**wanted))
+            self.window.open()
+            self.assert_shown(wanted)
         self.window.type_keys("Escape")
         self.window.wait_until_closed()
+        self.close()
+
+        self.start_connected()
+        self.window = SettingsWindow(self.desktop, self.quillet)
+        self.window.open()
+        self.assert_shown(wanted)
+
+    def test_everything_goes_by_keyboard_alone(self):
+        self.plugged_in_scanner([_SAMPLE])
+        self.start_connected()
+        self.window = SettingsWindow(self.desktop, self.quillet)
+        self.quillet.type_keys("ctrl+comma")
+        self.window.wait_until_open()
+        # Off goes the symbology, to a line feed the end of a record, to the window the records.
+        self.window.type_keys("space", *["Tab"] * 6, "Home", "Down")
+        self.window.type_keys(*["Tab"] * 5, "Home", "Down", "Return")
+        self.window.wait_until_closed()
+        self.wait_for_settings_file(Settings(attach_type=0, record_delimiter=1, destination=1))
+        self.quillet.type_keys("ctrl+l")
+        self.quillet.wait_for_view("")
+        self.quillet.type_keys("ctrl+r")
+        shown = (messages.RUN_STARTED + "9780306406157,[2026/11/16:14:07:09],005771\n"
+                 + "1 barcodes synchronized\n" + messages.FINISHED)
+        self.quillet.wait_for_view(shown)
+        self.quillet.type_keys("ctrl+a", "ctrl+c")
+        self.assertEqual(shown, self.desktop.clipboard_text())
+        self.quillet.type_keys("ctrl+w")
+        self.quillet.wait_for_end()
 
     def test_file_holds_what_the_sample_showed(self):
         path = f"{FOLDER}/out.txt"
@@ -96,6 +132,18 @@ class SettingsWindowTest(SystemTest):
             self.quillet.wait_for_view(messages.file_run(1, path))
             with open(path, encoding="utf-8", newline="") as file:
                 self.assertEqual(sample, spelled(file.read()))
+
+    def test_window_does_not_open_while_connecting(self):
+        self.plugged_in_scanner(faults=["on M 1 delay 3000"])
+        self.start()
+        self.window = SettingsWindow(self.desktop, self.quillet)
+        self.quillet.wait_for_view_start(messages.STARTED + messages.ATTEMPT + messages.trying())
+        self.quillet.press("Settings")
+        self.log.wait_for(f"-[SyncController settingsButton:][{Settings().filename},"
+                          "/Applications/TextEdit]")
+        self.assertFalse(self.window.is_open())
+        self.quillet.wait_for_view(messages.STARTED + messages.connecting())
+        self.assertFalse(self.window.is_open())
 
     def test_window_does_not_open_while_synchronizing(self):
         path = f"{FOLDER}/out.txt"

@@ -12,7 +12,7 @@ namespace {
 
 TEST(SampleLineTest, InvisibleCharactersAreSpelledVisibly) {
   EXPECT_EQ(VisibleSpelling("a\tb c\r\n"), "a→b␣c⏎");
-  EXPECT_EQ(VisibleSpelling("\n\r\n\r"), "␊⏎␍");
+  EXPECT_EQ(VisibleSpelling("\n\r\n\r"), "↓⏎←");
   EXPECT_EQ(VisibleSpelling("é,;[]"), "é,;[]");
   EXPECT_EQ(VisibleSpelling(""), "");
 }

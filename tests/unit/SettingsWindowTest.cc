@@ -357,12 +357,12 @@ TEST_F(SettingsWindowTest, TheSampleFollowsEveryChoiceBeforeAnythingIsSaved) {
   choices.sn_position.SelectItem(0);
   EXPECT_EQ(sample(), "005771→9780306406157→EAN␣13⏎");
   choices.recorddelimiter.SelectItem(1);
-  EXPECT_EQ(sample(), "005771→9780306406157→EAN␣13␊");
+  EXPECT_EQ(sample(), "005771→9780306406157→EAN␣13↓");
   choices.attachserial.SetOn(false);
-  EXPECT_EQ(sample(), "9780306406157→EAN␣13␊");
+  EXPECT_EQ(sample(), "9780306406157→EAN␣13↓");
   choices.attachtype.SetOn(false);
-  EXPECT_EQ(sample(), "9780306406157␊");
-  EXPECT_EQ(choices.series300Sample.text(), "9780306406157␊");
+  EXPECT_EQ(sample(), "9780306406157↓");
+  EXPECT_EQ(choices.series300Sample.text(), "9780306406157↓");
   choices.cancelwindow.Press();
   Open();
   EXPECT_EQ(sample(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
@@ -373,18 +373,18 @@ TEST_F(SettingsWindowTest, TheSampleForTypingShowsWhatKeysCanSay) {
   const auto sample = [&] { return choices.olderSample.text(); };
   choices.recorddelimiter.SelectItem(2);
   const std::string line = "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771";
-  EXPECT_EQ(sample(), line + "␍");
+  EXPECT_EQ(sample(), line + "←");
   for (const std::int32_t typed : {2, 3}) {
     choices.destination.SelectItem(typed);
     EXPECT_EQ(sample(), line) << "a carriage return is not typed";
   }
   choices.nonenglish.SetOn(true);
-  EXPECT_EQ(sample(), line + "␍") << "and is pasted";
+  EXPECT_EQ(sample(), line + "←") << "and is pasted";
   choices.nonenglish.SetOn(false);
   choices.recorddelimiter.SelectItem(1);
   EXPECT_EQ(sample(), line + "⏎");
   choices.destination.SelectItem(1);
-  EXPECT_EQ(sample(), line + "␊");
+  EXPECT_EQ(sample(), line + "↓");
 }
 
 TEST_F(SettingsWindowTest, TheSampleShowsStoredValuesThatNoItemStandsFor) {

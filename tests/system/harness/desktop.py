@@ -5,6 +5,7 @@ import subprocess
 
 from harness.accessibility import Accessibility
 from harness.processes import Process, read_line
+from harness.sandbox import PYTHON
 from harness.waiting import wait_until
 
 
@@ -60,3 +61,10 @@ class Desktop:
         done = subprocess.run(["xdotool", *map(str, arguments)], env=self.environment,
                               stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=20)
         return done.stdout.rstrip("\n") if done.returncode == 0 else None
+
+    def clipboard_text(self):
+        """What a program that pastes would get."""
+        ask = ("import sys, tkinter; root = tkinter.Tk(); root.withdraw(); "
+               "sys.stdout.write(root.clipboard_get())")
+        return subprocess.run([PYTHON, "-c", ask], env=self.environment, check=True, text=True,
+                              capture_output=True).stdout

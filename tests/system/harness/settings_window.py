@@ -16,6 +16,10 @@ class SettingsWindow:
     def open(self):
         """Opens the window by its button and waits until it has the keyboard."""
         self._quillet.press("Settings")
+        self.wait_until_open()
+
+    def wait_until_open(self):
+        """Waits until the window is there and has the keyboard."""
         wait_until(self.is_open, "the settings window")
         wait_until(self._has_keyboard, "the keyboard to be in the settings window")
 
