@@ -60,7 +60,7 @@ class Dialog final : public QDialog {
   void setVisible(bool visible) override {
     if (visible && !isVisible()) {
       if (!sized_) ChooseSize();
-      first_.setFocus(Qt::TabFocusReason);  // which shows it
+      first_.setFocus(Qt::TabFocusReason);
     }
     QDialog::setVisible(visible);
   }
@@ -68,6 +68,8 @@ class Dialog final : public QDialog {
  protected:
   bool event(QEvent* event) override {
     if (event->type() == QEvent::ApplicationFontChange) sized_ = false;
+    // Lets the style show where the keyboard is, from the beginning on.
+    if (event->type() == QEvent::WindowActivate) setAttribute(Qt::WA_KeyboardFocusChange);
     return QDialog::event(event);
   }
 
