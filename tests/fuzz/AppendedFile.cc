@@ -1,0 +1,38 @@
+// A file of records that may hold anything is read, and records are added to it. The first byte
+// says how many bytes of the input are new.
+
+#include "output/LumetFile.h"
+#include "output/TextEncoding.h"
+#include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/MemoryFile.h"
+
+namespace quillet::fuzz {
+namespace {
+
+std::string Text(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+void Run(Input& input) {
+  StrictLog log;
+  StandingClock clock;
+  const std::string added = RepairUtf8(Text(input.Bytes(input.Byte())));
+  const std::string before = Text(input.Rest());
+  MemoryFile file{before};
+  LumetFile(log, clock, file).WriteDataToFile("/records.txt", added, false, true);
+  const std::string& after = *file.contents();
+  Require(after.ends_with(added), "what is new stands at the end");
+  Require(RepairUtf8(after) == after, "a file is UTF-8");
+  if (RepairUtf8(before) == before && !HasByteOrderMark(before)) {
+    Require(after == before + added, "what the file held stays as it was");
+  }
+}
+
+}  // namespace
+}  // namespace quillet::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  quillet::fuzz::Input input(data, size);
+  quillet::fuzz::Run(input);
+  return 0;
+}

@@ -1,0 +1,44 @@
+// A settings file that may hold anything is read, written back, and read again.
+
+#include "output/LumetFile.h"
+#include "output/SettingsImage.h"
+#include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/MemoryFile.h"
+
+namespace quillet::fuzz {
+namespace {
+
+void Run(std::string_view contents) {
+  StrictLog log;
+  StandingClock clock;
+  MemoryFile file{std::string(contents)};
+  LumetFile files(log, clock, file);
+  SettingsImage image{};
+  if (!files.ReadRegistry(image)) return;
+  Settings settings;
+  ReadChoices(image, settings);
+  for (const std::size_t position : {kApplicationNamePosition, kFileNamePosition}) {
+    const std::string name = ReadName(image, position);
+    Require(name.size() <= kLongestName, "a name keeps to its length");
+    SettingsImage written = image;
+    WriteName(written, position, name);
+    Require(ReadName(written, position) == name, "a name that was read can be written");
+  }
+  WriteChoices(settings, image);
+  Settings again;
+  ReadChoices(image, again);
+  Require(again.destination == settings.destination && again.dataorder == settings.dataorder &&
+              again.sn_position == settings.sn_position &&
+              again.datadelimiter == settings.datadelimiter &&
+              again.recorddelimiter == settings.recorddelimiter,
+          "numbers come back as they were");
+  files.SaveRegistry(image);
+}
+
+}  // namespace
+}  // namespace quillet::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  quillet::fuzz::Run({reinterpret_cast<const char*>(data), size});
+  return 0;
+}
