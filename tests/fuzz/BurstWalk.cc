@@ -20,6 +20,16 @@ void Run(Input& input) {
   session.Feed(records);
   // Without a record there is not a byte behind the length, and so nothing that ends the transfer.
   Require((session.lumet.bCommandDone != 0) == !records.empty(), "a whole transfer is an answer");
+
+  // The first record once more, field by field, by the operations that a line is not made with.
+  Lumet& lumet = session.lumet;
+  lumet.BufferOffset = kLengthBytes;
+  lumet.BarcodeBufferOffset = 0;
+  lumet.GetBarcodeLength(lumet.RxBuffer);
+  lumet.GetBarcodeType(lumet.RxBuffer);
+  lumet.GetBarcodeData(lumet.RxBuffer);
+  lumet.AttachTimestamp(lumet.RxBuffer);
+  lumet.AttachSerialNumber(lumet.RxBuffer);
 }
 
 }  // namespace
