@@ -154,6 +154,23 @@ TEST_F(MainWindow, TypingIntoTheWindowAsItOpensPressesNothing) {
   EXPECT_EQ(window_.view().ShownText(), "");
 }
 
+TEST_F(MainWindow, CaretShowsOnlyWhileTheKeyboardMovesIt) {
+  window_.view().Append("first\nsecond\n");
+  ASSERT_TRUE(SpinUntil([this] { return !window_.view().HasPending(); }));
+  const auto caret = [this] { return TextWidget()->cursorWidth(); };
+  EXPECT_EQ(caret(), 0);
+  TextWidget()->setFocus();
+  Press(Qt::Key_C);
+  EXPECT_EQ(caret(), 0) << "which moves nothing";
+  Press(Qt::Key_Up);
+  EXPECT_GT(caret(), 0);
+  QTest::mouseClick(TextWidget()->viewport(), Qt::LeftButton);
+  EXPECT_EQ(caret(), 0);
+  PortBox()->setFocus();
+  TextWidget()->setFocus(Qt::TabFocusReason);
+  EXPECT_GT(caret(), 0);
+}
+
 TEST_F(MainWindow, EmptyViewSaysWhatItIsFor) {
   EXPECT_FALSE(TextWidget()->placeholderText().isEmpty());
   EXPECT_EQ(window_.view().ShownText(), "");
