@@ -72,13 +72,14 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
   return static_cast<CFStringRef>(ReferenceTo(*new String(std::move(text))));
 }
 
-// In UTF-16 units on macOS; no test has characters for which a byte more makes a difference.
+// On macOS a length is in UTF-16 units and the size is what any such text could need. Here it is
+// exactly what this one needs, so that room that is forgotten is missed.
 CFIndex CFStringGetLength(CFStringRef string) {
   return static_cast<CFIndex>(As<String>(string).text.size());
 }
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding) {
-  return 3 * length;
+  return length;
 }
 
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size, CFStringEncoding) {
