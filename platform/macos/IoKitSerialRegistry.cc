@@ -47,8 +47,10 @@ std::int32_t IoKitSerialRegistry::ReadSerialStreams(std::span<std::string> names
   Matching matching = MakeMatching();
   if (matching == nullptr) return 0;
   io_iterator_t iterator = IO_OBJECT_NULL;
-  // Takes over the dictionary's reference, also when it fails.
-  if (IOServiceGetMatchingServices(masterPort_, matching.release(), &iterator) != KERN_SUCCESS) {
+  // Takes over the dictionary's reference, also when it fails. There may be no iterator where there
+  // are no services.
+  if (IOServiceGetMatchingServices(masterPort_, matching.release(), &iterator) != KERN_SUCCESS ||
+      iterator == IO_OBJECT_NULL) {
     return 0;
   }
   const std::size_t room = std::min(names.size(), paths.size());

@@ -72,11 +72,13 @@ TEST_F(IoKitSerialRegistryTest, DevicesAreReadInTheOrderOfTheRegistry) {
 TEST_F(IoKitSerialRegistryTest, OnlySerialStreamsAreAskedFor) {
   system_.Attach({.name = "modem", .path = "/dev/cu.modem", .type = "IOModemSerialStream"});
   system_.Attach({.name = "disk", .path = "/dev/disk1", .serviceClass = "IOMedia"});
-  EXPECT_EQ(Read(), Devices{});
-  EXPECT_EQ(Calls(),
-            (std::vector<std::string>{"IOMasterPort", "IOServiceMatching IOSerialBSDClient",
-                                      "IOServiceGetMatchingServices IOSerialStream",
-                                      "IOObjectRelease iterator"}));
+  EXPECT_EQ(Read(), Devices{}) << "where nothing matches there is no iterator";
+  system_.Attach(kScanner);
+  Calls().clear();
+  EXPECT_EQ(Read(), (Devices{{"usbmodem14", "/dev/cu.usbmodem14"}}));
+  EXPECT_EQ(Calls(), (std::vector<std::string>{"IOServiceMatching IOSerialBSDClient",
+                                               "IOServiceGetMatchingServices IOSerialStream",
+                                               "IOObjectRelease iterator"}));
 }
 
 TEST_F(IoKitSerialRegistryTest, ADeviceWithoutACalloutPathLeavesItsPlaceToTheNext) {

@@ -192,7 +192,7 @@ kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort, CFDictionaryR
   EXPECT_EQ(masterPort, kMasterPort);
   Iterator iterator = IteratorOf(matching, true);
   if (IoKit::Shared().faults.matchingServices) return kFailure;
-  *existing = Add(std::move(iterator));
+  *existing = iterator.services.empty() ? IO_OBJECT_NULL : Add(std::move(iterator));
   return KERN_SUCCESS;
 }
 
