@@ -11,7 +11,7 @@ namespace quillet::platform::macos {
 namespace {
 
 constexpr CFIndex kParametersVersion = 0;
-constexpr LSLaunchFlags kDefaultLaunch = 1;
+constexpr auto kDefaultLaunch = static_cast<LSLaunchFlags>(1);
 constexpr char kPathKey[] = "NSApplicationPath";
 
 std::optional<FSRef> FileReference(const std::string& path) {
