@@ -1,8 +1,8 @@
 #pragma once
 
 // What platform/macos calls of Core Foundation, declared anew for builds without the frameworks'
-// own headers. Each name was checked against its page at
-// developer.apple.com/documentation/corefoundation, which is named behind it.
+// own headers. Each was checked against its public declaration; behind it stands the name of the
+// page at developer.apple.com/documentation/corefoundation that describes it.
 
 #include <MacTypes.h>
 

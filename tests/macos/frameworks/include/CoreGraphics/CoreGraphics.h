@@ -1,8 +1,9 @@
 #pragma once
 
 // What platform/macos calls of Quartz event services, declared anew for builds without the
-// framework's own headers. Each name was checked against its page at
-// developer.apple.com/documentation/coregraphics (Quartz Event Services), which is named behind it.
+// framework's own headers. Each was checked against its public declaration; behind it stands the
+// name of the page at developer.apple.com/documentation/coregraphics (Quartz Event Services) that
+// describes it.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdbool.h>

@@ -1,8 +1,8 @@
 #pragma once
 
 // What platform/macos calls of the File Manager and Launch Services, declared anew for builds
-// without the framework's own headers. Each name was checked against its page at
-// developer.apple.com/documentation/coreservices, which is named behind it.
+// without the framework's own headers. Each was checked against its public declaration; behind it
+// stands the name of the page at developer.apple.com/documentation/coreservices that describes it.
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 // What platform/macos calls of I/O Kit, declared anew for builds without the framework's own
-// headers. Each name was checked against its page at developer.apple.com/documentation/iokit
-// (IOKitLib.h), which is named behind it.
+// headers. Each was checked against its public declaration; behind it stands the name of the page
+// at developer.apple.com/documentation/iokit (IOKitLib.h) that describes it.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <mach/mach.h>
