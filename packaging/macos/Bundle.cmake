@@ -18,7 +18,7 @@ endfunction()
 function(quillet_bundle_icon target)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_COMMAND} -E make_directory $<TARGET_BUNDLE_CONTENT_DIR:${target}>/Resources
-    COMMAND quillet-icon ${PROJECT_SOURCE_DIR}/platform/qt/icons/quillet.svg
+    COMMAND $<TARGET_FILE:quillet-icon> ${PROJECT_SOURCE_DIR}/platform/qt/icons/quillet.svg
             $<TARGET_BUNDLE_CONTENT_DIR:${target}>/Resources/quillet.icns
     VERBATIM)
 endfunction()
