@@ -5,18 +5,37 @@
 #include "platform/Applications.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
+#include "platform/MainQueue.h"
+#include "platform/Pasteboard.h"
+#include "platform/SerialRegistry.h"
 #include "platform/SystemLog.h"
+#include "platform/Workspace.h"
+
+class QWidget;
 
 namespace quillet {
 
-/// This system's ways to reach other applications.
+/// This system's desktop: what of it the program acts on, and its ways to other applications.
 struct Desktop {
+  std::unique_ptr<platform::Workspace> workspace;
   std::unique_ptr<platform::KeyEvents> keyEvents;
+  std::unique_ptr<platform::Pasteboard> pasteboard;
   std::unique_ptr<platform::Applications> applications;
 };
 
-/// The ways of the desktop session that the process runs in. Main thread.
-/// @param log, clock  outlive what is returned
-Desktop DesktopOfSession(platform::SystemLog& log, platform::Clock& clock);
+/// What the desktop is made from. Each of them outlives it.
+struct DesktopParts {
+  platform::SystemLog& log;
+  platform::Clock& clock;
+  platform::MainQueue& mainQueue;
+  QWidget* window;  ///< the one that stands for the program
+};
+
+/// The desktop of the session that the process runs in. Main thread.
+Desktop DesktopOfSession(const DesktopParts& parts);
+
+/// This system's registry of serial ports. Made at the first call, on the main thread once there is
+/// an application object, and never destroyed.
+platform::SerialRegistry& SerialRegistryOfSystem();
 
 }  // namespace quillet

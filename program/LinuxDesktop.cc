@@ -2,14 +2,27 @@
 
 #include "platform/linux/DesktopApplications.h"
 #include "platform/linux/KeyEventsOfSession.h"
+#include "platform/linux/UdevSerialRegistry.h"
+#include "platform/qt/QtDescriptorWatch.h"
+#include "platform/qt/QtPasteboard.h"
+#include "platform/qt/QtWorkspace.h"
 #include "program/Desktop.h"
 
 namespace quillet {
 
-Desktop DesktopOfSession(platform::SystemLog& log, platform::Clock& clock) {
+Desktop DesktopOfSession(const DesktopParts& parts) {
   using namespace platform::linux_desktop;
-  return {MakeKeyEventsOfSession(std::getenv, log, clock),
-          std::make_unique<DesktopApplications>(IsX11Session(std::getenv))};
+  return {.workspace = std::make_unique<platform::qt::QtWorkspace>(*parts.window),
+          .keyEvents = MakeKeyEventsOfSession(std::getenv, parts.log, parts.clock),
+          .pasteboard = std::make_unique<platform::qt::QtPasteboard>(parts.mainQueue),
+          .applications = std::make_unique<DesktopApplications>(IsX11Session(std::getenv))};
+}
+
+platform::SerialRegistry& SerialRegistryOfSystem() {
+  // Static, so that the memory that is never given back can be seen to be in use.
+  static auto* const watcher = new platform::qt::QtDescriptorWatcher;
+  static auto* const registry = new platform::linux_desktop::UdevSerialRegistry(*watcher);
+  return *registry;
 }
 
 }  // namespace quillet

@@ -14,10 +14,8 @@ Program::Program(char* name, std::string dataFolder)
       dataFolder_(std::move(dataFolder)),
       application_(argc_, argv_),
       settingsWindow_(window_.widget()),
-      workspace_(window_.widget()),
       panels_(settingsWindow_.widget()),
-      pasteboard_(mainQueue_),
-      desktop_(DesktopOfSession(log_, clock_)),
+      desktop_(DesktopOfSession({log_, clock_, mainQueue_, &window_.widget()})),
       delegate_(log_, mainQueue_) {
   QApplication::setApplicationName("quillet");
   QApplication::setDesktopFileName("quillet");
@@ -27,8 +25,8 @@ Program::Program(char* name, std::string dataFolder)
 
 void Program::Run(platform::SerialRegistry& registry) {
   controller_ = new SyncController(
-      Platform{log_, clock_, files_, mainQueue_, registry, workspace_, panels_, ticker_,
-               *desktop_.keyEvents, pasteboard_, *desktop_.applications},
+      Platform{log_, clock_, files_, mainQueue_, registry, *desktop_.workspace, panels_, ticker_,
+               *desktop_.keyEvents, *desktop_.pasteboard, *desktop_.applications},
       ControlsOf(window_), ControlsOf(settingsWindow_), dataFolder_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);

@@ -12,10 +12,8 @@
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
 #include "platform/qt/QtPanels.h"
-#include "platform/qt/QtPasteboard.h"
 #include "platform/qt/QtSettingsWindow.h"
 #include "platform/qt/QtTicker.h"
-#include "platform/qt/QtWorkspace.h"
 #include "program/Desktop.h"
 
 namespace quillet {
@@ -53,10 +51,8 @@ class Program {
   platform::qt::QtMainQueue mainQueue_;
   platform::qt::QtMainWindow window_;
   platform::qt::QtSettingsWindow settingsWindow_;
-  platform::qt::QtWorkspace workspace_;
   platform::qt::QtPanels panels_;
   platform::qt::QtTicker ticker_;
-  platform::qt::QtPasteboard pasteboard_;
   const Desktop desktop_;
   QuilletAppDelegate delegate_;
   SyncController* controller_ = nullptr;

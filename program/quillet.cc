@@ -1,7 +1,5 @@
 #include "output/LumetFile.h"
-#include "platform/linux/UdevSerialRegistry.h"
 #include "platform/posix/ProcessExit.h"
-#include "platform/qt/QtDescriptorWatch.h"
 #include "program/Program.h"
 
 int main(int, char** argv) {
@@ -9,7 +7,5 @@ int main(int, char** argv) {
   platform::posix::EnsureStandardDescriptors();
   // Static, so that the memory that is never given back can be seen to be in use.
   static auto* const program = new Program(argv[0], kDataFolder);
-  static auto* const watcher = new platform::qt::QtDescriptorWatcher;
-  static auto* const registry = new platform::linux_desktop::UdevSerialRegistry(*watcher);
-  program->Run(*registry);
+  program->Run(SerialRegistryOfSystem());
 }

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "simulator/DecimalNumber.h"
 #include "simulator/Fault.h"
 #include "simulator/InputError.h"
 #include "simulator/RecordCsv.h"
@@ -92,13 +93,11 @@ void SetSpeed(Wishes& wishes, const std::string& text) {
 }
 
 void SetLatency(Wishes& wishes, const std::string& text) {
-  double milliseconds = 0;
-  const char* last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, milliseconds);
-  if (error != std::errc{} || end != last || !(milliseconds >= 0) || milliseconds > 1e9) {
+  const auto milliseconds = ReadDecimalNumber(text);
+  if (!milliseconds || *milliseconds > 1e9) {
     throw UsageError("--latency takes a number of milliseconds, not \"" + text + "\"");
   }
-  wishes.result.options.latency = std::chrono::nanoseconds{std::llround(milliseconds * 1e6)};
+  wishes.result.options.latency = std::chrono::nanoseconds{std::llround(*milliseconds * 1e6)};
 }
 
 void SetLink(Wishes& wishes, const std::string& text) {

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "simulator/CommandParser.h"
+#include "simulator/DecimalNumber.h"
 #include "simulator/InputError.h"
 
 namespace quillet::simulator {
@@ -84,13 +85,11 @@ std::uint64_t TakeNumber(Words& words, const char* what) {
 /// A number of milliseconds, whole or with decimals.
 std::chrono::nanoseconds TakeMilliseconds(Words& words) {
   const Word word = words.Take("a number of milliseconds");
-  double value = 0;
-  const char* end = word.text.data() + word.text.size();
-  const auto [rest, error] = std::from_chars(word.text.data(), end, value);
-  if (error != std::errc{} || rest != end || !(value >= 0) || value > 1e9) {
+  const auto value = ReadDecimalNumber(word.text);
+  if (!value || *value > 1e9) {
     throw Complaint("expected a number of milliseconds, not \"" + word.text + "\"");
   }
-  return std::chrono::nanoseconds{std::llround(value * 1e6)};
+  return std::chrono::nanoseconds{std::llround(*value * 1e6)};
 }
 
 /// "2.5s" or "700ms".
@@ -102,14 +101,13 @@ std::chrono::nanoseconds TakeMoment(Words& words) {
     nanoseconds = 1e6;
     text.pop_back();
   }
-  double value = 0;
   const bool has_unit = text.size() > 1 && (text.back() == 's' || nanoseconds < 1e9);
-  const char* end = text.data() + text.size() - (has_unit ? 1 : 0);
-  const auto [rest, error] = std::from_chars(text.data(), end, value);
-  if (!has_unit || error != std::errc{} || rest != end || !(value >= 0) || value > 1e6) {
+  if (has_unit) text.pop_back();
+  const auto value = ReadDecimalNumber(text);
+  if (!has_unit || !value || *value > 1e6) {
     throw Complaint("expected a time such as 2.5s or 700ms, not \"" + written + "\"");
   }
-  return std::chrono::nanoseconds{std::llround(value * nanoseconds)};
+  return std::chrono::nanoseconds{std::llround(*value * nanoseconds)};
 }
 
 /// All remaining words: pairs of hexadecimal digits, with or without blanks, and quoted texts.

@@ -1,7 +1,7 @@
 #include "platform/posix/PosixClock.h"
 
-#include <cerrno>
 #include <ctime>
+#include <thread>
 
 namespace quillet::platform::posix {
 
@@ -21,23 +21,10 @@ CalendarTime PosixClock::LocalTime() {
 }
 
 void PosixClock::Sleep(std::chrono::microseconds duration) {
-  using std::chrono::duration_cast;
-  using std::chrono::nanoseconds;
-  using std::chrono::seconds;
   if (duration <= duration.zero()) return;
-  timespec deadline{};
-  clock_gettime(CLOCK_MONOTONIC, &deadline);
-  const seconds whole = duration_cast<seconds>(duration);
-  deadline.tv_sec += whole.count();
-  deadline.tv_nsec += nanoseconds(duration - whole).count();
-  if (deadline.tv_nsec >= 1'000'000'000) {
-    deadline.tv_nsec -= 1'000'000'000;
-    ++deadline.tv_sec;
-  }
-  // An absolute deadline, so that a stream of signals does not add up rounding errors. The result
-  // is the error number itself (clock_nanosleep(3p)).
-  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {
-  }
+  // An absolute deadline, so that a stream of signals does not add up rounding errors; by the
+  // standard library, since macOS has no clock_nanosleep(3p).
+  std::this_thread::sleep_until(std::chrono::steady_clock::now() + duration);
 }
 
 }  // namespace quillet::platform::posix

@@ -1,6 +1,7 @@
 #include "platform/posix/PosixFileStore.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

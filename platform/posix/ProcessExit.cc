@@ -8,8 +8,12 @@
 
 // The leak check of the address sanitizer, which otherwise runs as one of the exit handlers that
 // are passed over here. Nobody else defines it: it is absent, and its address null, in a program
-// that is built without (sanitizer/lsan_interface.h).
+// that is built without (sanitizer/lsan_interface.h). Only ELF's linkers leave such a name open.
+#ifdef __ELF__
 extern "C" __attribute__((weak)) void __lsan_do_leak_check();
+#else
+constexpr void (*__lsan_do_leak_check)() = nullptr;
+#endif
 
 namespace quillet::platform::posix {
 

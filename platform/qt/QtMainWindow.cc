@@ -155,6 +155,7 @@ void QtMainWindow::Parts::MakeToolbar() {
   bar->addWidget(MakeButton(settings_action, settings_item));
   bar->addWidget(MakeButton(clear_action, clear_item));
   frame.addToolBar(bar);
+  frame.setUnifiedTitleAndToolBarOnMac(true);
 }
 
 void QtMainWindow::Parts::MakeMenus() {

@@ -19,6 +19,10 @@ ROOMS = {
 }
 # Headers of the C++20 standard library have no suffix; these are the POSIX ones in use.
 POSIX = {'fcntl.h', 'termios.h', 'unistd.h'}
+# Where macOS's own headers stand, which platform/macos alone may include.
+MACOS = {'AppKit', 'ApplicationServices', 'Carbon', 'Cocoa', 'CoreFoundation', 'CoreGraphics',
+         'CoreServices', 'Foundation', 'IOKit', 'mach', 'objc'}
+BACKENDS = ('platform/linux', 'platform/macos', 'platform/posix', 'platform/qt')
 
 
 def room_of(header):
@@ -41,7 +45,19 @@ def problems():
                     yield f'{where}: {room} is not built on it'
                 elif room_of(header) == 'platform' and not is_interface(header):
                     yield f'{where}: a backend'
-    for folder in ('platform/posix', 'platform/linux', 'platform/qt', 'simulator'):
+    for folder in (*BACKENDS, 'program', 'simulator'):
+        for path in sorted((ROOT / folder).rglob('*.[ch]*')):
+            for kind, header in INCLUDE.findall(path.read_text()):
+                where = f'{path.relative_to(ROOT)} includes {header}'
+                if folder != 'platform/macos':
+                    if kind == '<' and room_of(header) in MACOS:
+                        yield f'{where}: only platform/macos knows it'
+                elif kind == '"':
+                    if not (is_interface(header) or header.startswith('platform/macos/')):
+                        yield f'{where}: platform/macos is not built on it'
+                elif '.' in header and room_of(header) not in MACOS:
+                    yield f'{where}: not the standard library and not macOS'
+    for folder in (*BACKENDS, 'simulator'):
         for path in sorted((ROOT / folder).rglob('*.[ch]*')):
             if 'demonstration' in path.parts:
                 continue

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <string>
+#include <type_traits>
 
 #include "app/QuilletAppDelegate.h"
 #include "app/SyncController.h"
@@ -18,11 +19,22 @@
 
 namespace quillet::test {
 
+/// What a test brings itself in place of the fixture's own; null for what it does not.
+struct OwnPlatform {
+  platform::SerialRegistry* registry = nullptr;
+  platform::Workspace* workspace = nullptr;
+  platform::KeyEvents* keyEvents = nullptr;
+  platform::Pasteboard* pasteboard = nullptr;
+  platform::Applications* applications = nullptr;
+};
+
 /// The whole program but for its window and its ports, which the test holds in its hands.
 class AppFixture : public ::testing::Test {
  protected:
   /// @param speed  how many times faster than real time the program's waits go by
-  explicit AppFixture(double speed = 1000) : clock(Immortal<FakeClock>(speed)) {
+  /// @param own    lives as long as the process
+  explicit AppFixture(double speed = 1000, const OwnPlatform& own = {})
+      : clock(Immortal<FakeClock>(speed)), own_(own) {
     application.setWindow(&window);
     application.setSyncController(&controller);
   }
@@ -74,6 +86,7 @@ class AppFixture : public ::testing::Test {
   TemporaryFolder folder;
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock;
+  const OwnPlatform own_;
   HookedFileStore& files = Immortal<HookedFileStore>();
   FakeMainQueue& mainQueue = Immortal<FakeMainQueue>();
   FakeRegistry& registry = Immortal<FakeRegistry>();
@@ -95,12 +108,18 @@ class AppFixture : public ::testing::Test {
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
   SyncController& controller = Immortal<SyncController>(
-      Platform{log, clock, files, mainQueue, registry, workspace, panels, ticker, keyEvents,
-               pasteboard, applications},
+      Platform{log, clock, files, mainQueue, Or(own_.registry, registry),
+               Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
+               Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
       MainWindowControls{view, ports, connect, settings, synchronize, clear, progress},
       choices.Controls(), dataFolder);
 
  private:
+  template <class Interface>
+  static Interface& Or(Interface* own, std::type_identity_t<Interface>& ours) {
+    return own == nullptr ? ours : *own;
+  }
+
   // Attempts that have come past the point where they say that they are connecting.
   std::size_t Started() const {
     std::size_t started = 0;

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
 #include <QLabel>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QTest>
 #include <QTimer>
@@ -206,6 +208,15 @@ TEST_F(MainWindow, ClosingIsReportedOnceAndEndsTheMainLoop) {
 TEST_F(MainWindow, TitleIsTheOneThatWasSet) {
   window_.window().SetTitle("Quillet V1.25[30012345]");
   EXPECT_EQ(window_.widget().windowHandle()->title(), "Quillet V1.25[30012345]");
+}
+
+TEST_F(MainWindow, SettingsAndQuitHaveTheRolesThatMacsPlaceThemBy) {
+  std::map<QAction::MenuRole, QString> byRole;
+  for (const QMenu* menu : window_.widget().findChildren<QMenu*>()) {
+    for (const QAction* action : menu->actions()) byRole[action->menuRole()] = action->text();
+  }
+  EXPECT_EQ(byRole[QAction::QuitRole], "&Quit");
+  EXPECT_EQ(byRole[QAction::PreferencesRole], "Settings");
 }
 
 }  // namespace

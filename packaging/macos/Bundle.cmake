@@ -1,0 +1,24 @@
+set(QUILLET_BUNDLE_FOLDER ${CMAKE_CURRENT_LIST_DIR})
+
+# Makes an application bundle of a program. What the system shows of it and asks of it stands in
+# Info.plist.in beside this file; the version is the project's.
+function(quillet_bundle target)
+  set_target_properties(${target} PROPERTIES
+    MACOSX_BUNDLE ON
+    MACOSX_BUNDLE_INFO_PLIST ${QUILLET_BUNDLE_FOLDER}/Info.plist.in
+    MACOSX_BUNDLE_BUNDLE_NAME Quillet
+    MACOSX_BUNDLE_BUNDLE_VERSION ${quillet_VERSION}
+    MACOSX_BUNDLE_SHORT_VERSION_STRING ${quillet_VERSION}
+    MACOSX_BUNDLE_INFO_STRING "Quillet V${quillet_VERSION}"
+    MACOSX_BUNDLE_GUI_IDENTIFIER org.quillet.Quillet
+    MACOSX_BUNDLE_ICON_FILE quillet.icns)
+endfunction()
+
+# Puts the icon into a bundle, made from the drawing that the program shows everywhere else.
+function(quillet_bundle_icon target)
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -E make_directory $<TARGET_BUNDLE_CONTENT_DIR:${target}>/Resources
+    COMMAND $<TARGET_FILE:quillet-icon> ${PROJECT_SOURCE_DIR}/platform/qt/icons/quillet.svg
+            $<TARGET_BUNDLE_CONTENT_DIR:${target}>/Resources/quillet.icns
+    VERBATIM)
+endfunction()

@@ -1,0 +1,24 @@
+#include "platform/macos/GeneralPasteboard.h"
+#include "platform/macos/IoKitSerialRegistry.h"
+#include "platform/macos/LaunchServicesApplications.h"
+#include "platform/macos/QuartzKeyEvents.h"
+#include "platform/macos/SharedApplication.h"
+#include "program/Desktop.h"
+
+namespace quillet {
+
+Desktop DesktopOfSession(const DesktopParts& parts) {
+  using namespace platform::macos;
+  return {.workspace = std::make_unique<SharedApplication>(),
+          .keyEvents = std::make_unique<QuartzKeyEvents>(parts.log),
+          .pasteboard = std::make_unique<GeneralPasteboard>(),
+          .applications = std::make_unique<LaunchServicesApplications>()};
+}
+
+platform::SerialRegistry& SerialRegistryOfSystem() {
+  // Static, so that the memory that is never given back can be seen to be in use.
+  static auto* const registry = new platform::macos::IoKitSerialRegistry;
+  return *registry;
+}
+
+}  // namespace quillet
