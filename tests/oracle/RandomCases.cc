@@ -149,14 +149,6 @@ int RandomSwitch(Random& random) {
 
 }  // namespace
 
-std::uint64_t Random::Next() {
-  state_ += 0x9E3779B97F4A7C15;
-  std::uint64_t mixed = state_;
-  mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
-  mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
-  return mixed ^ (mixed >> 31);
-}
-
 Bytes RandomRecord(Random& random, Layout layout) {
   Bytes record = MakeRecord(random, layout, RandomSymbology(random));
   // Some end early, down to their first byte.

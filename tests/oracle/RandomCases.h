@@ -2,19 +2,20 @@
 
 #include <cstdint>
 #include <initializer_list>
-#include <string>
+#include <random>
 #include <vector>
 
 #include "tests/oracle/OracleLine.h"
 
 namespace quillet::oracle {
 
-/// Numbers that are the same for a seed on every machine.
+/// Numbers that are the same for a seed on every machine, which the library's distributions do not
+/// promise.
 class Random {
  public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
+  explicit Random(std::uint64_t seed) : engine_(seed) {}
 
-  std::uint64_t Next();
+  std::uint64_t Next() { return engine_(); }
   /// 0 up to `limit` - 1.
   int Below(int limit) { return static_cast<int>(Next() % static_cast<std::uint64_t>(limit)); }
   /// `least` up to `most`.
@@ -26,7 +27,7 @@ class Random {
   std::uint8_t Byte() { return static_cast<std::uint8_t>(Below(256)); }
 
  private:
-  std::uint64_t state_;
+  std::mt19937_64 engine_;
 };
 
 using Bytes = std::vector<std::uint8_t>;
