@@ -1,6 +1,7 @@
 #include "platform/linux/DesktopApplications.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -35,7 +36,8 @@ bool HasEnded(const posix::Descriptor& process) {
 }  // namespace
 
 bool DesktopApplications::HasApplication(const std::string& path) {
-  return ApplicationFile::At(path).has_value();
+  struct stat status {};
+  return path.starts_with('/') && stat(path.c_str(), &status) == 0;
 }
 
 bool DesktopApplications::OpenApplication(const std::string& path) {

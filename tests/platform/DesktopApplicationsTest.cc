@@ -151,7 +151,19 @@ TEST_F(DesktopApplicationsTest, NoChildIsLeftToWaitFor) {
 TEST_F(DesktopApplicationsTest, APathThatNamesNothingOpensNothing) {
   EXPECT_FALSE(applications_.HasApplication("/Applications/TextEdit"));
   EXPECT_FALSE(applications_.OpenApplication("/Applications/TextEdit"));
+  EXPECT_FALSE(applications_.HasApplication("editor"));
+  EXPECT_FALSE(applications_.HasApplication(""));
   EXPECT_TRUE(applications_.HasApplication(Editor()));
+}
+
+TEST_F(DesktopApplicationsTest, APathThatNamesNoApplicationIsThereAndDoesNotOpen) {
+  const std::string notes = folder_ / "notes.txt";
+  test::PutFile(notes, "not a program");
+  chmod(notes.c_str(), 0600);
+  for (const std::string& path : {notes, folder_.path(), Entry("/nowhere/program")}) {
+    EXPECT_TRUE(applications_.HasApplication(path)) << path;
+    EXPECT_FALSE(applications_.OpenApplication(path)) << path;
+  }
 }
 
 }  // namespace
