@@ -27,7 +27,7 @@ TEST(X11ServerTest, AServerThatGoesTakesNothingWithItAndIsOneLogLine) {
   EXPECT_EQ(log.lines(), std::vector<std::string>{
                              "Cannot type on this desktop: the X server cannot be reached"});
   EXPECT_TRUE(windows.All().empty());
-  EXPECT_EQ(windows.Active(), 0U);
+  EXPECT_FALSE(windows.Active());
   EXPECT_FALSE(windows.Activate(1, std::chrono::seconds(1)));
   EXPECT_FALSE(windows.IsConnected());
 }
