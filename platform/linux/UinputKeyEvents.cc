@@ -54,13 +54,16 @@ input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
 }
 
 bool AddSilentAxes(int descriptor) {
-  if (ioctl(descriptor, UI_SET_EVBIT, EV_REL) < 0) return false;
+  if (ioctl(descriptor, UI_SET_EVBIT, EV_REL) < 0 || ioctl(descriptor, UI_SET_EVBIT, EV_ABS) < 0) {
+    return false;
+  }
   for (const int axis : kSilentAxes) {
     if (ioctl(descriptor, UI_SET_RELBIT, axis) < 0) return false;
   }
   for (int axis = kFirstSilentPosition; axis <= kLastSilentPosition; ++axis) {
     uinput_abs_setup setup{};
     setup.code = static_cast<std::uint16_t>(axis);
+    setup.absinfo.maximum = 1;  // libinput refuses a device with an axis that has no length
     if (ioctl(descriptor, UI_ABS_SETUP, &setup) < 0) return false;
   }
   return true;
