@@ -149,8 +149,8 @@ class X11Windows::Connection {
   };
 
   xcb_res_query_client_ids_cookie_t AskForClient(std::uint32_t window) {
-    const xcb_res_client_id_spec_t spec{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    return xcb_res_query_client_ids(xcb_, 1, &spec);
+    const xcb_res_client_id_spec_t asked{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    return xcb_res_query_client_ids(xcb_, 1, &asked);
   }
 
   // The server knows the process at the other end of a window's connection, which many windows do
