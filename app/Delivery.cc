@@ -65,7 +65,11 @@ bool SyncController::RunApplication() {
 
 void SyncController::DeliverToApplication(const std::string& record) {
   if (lumet->bNonEnglish) {
-    platform_.pasteboard.SetString(record);
+    // Control-V would paste what the pasteboard holds instead.
+    if (!platform_.pasteboard.SetString(record)) {
+      Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
+      return;
+    }
     platform_.clock.Sleep(kPastePause);
     SendCommandAndV();
     platform_.clock.Sleep(kPastePause);

@@ -13,7 +13,8 @@ class Pasteboard {
   /// Returns when the text is there, or after a stated while when the main thread does not come to
   /// it, as at the end of the program.
   /// @param text  UTF-8
-  virtual void SetString(std::string_view text) = 0;
+  /// @return false when the text is not there and will not come there later either
+  virtual bool SetString(std::string_view text) = 0;
 };
 
 }  // namespace quillet::platform

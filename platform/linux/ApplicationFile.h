@@ -20,7 +20,8 @@ class ApplicationFile {
   /// The words of the command that starts it, without what stands for files to open.
   const std::vector<std::string>& command() const { return command_; }
 
-  /// What its windows may give as their class, in lower case.
+  /// What its windows may give as their class, in lower case: the class that a desktop entry names
+  /// and the file's own name, of an entry without its ending.
   const std::vector<std::string>& windowClasses() const { return windowClasses_; }
 
   /// Starts it.

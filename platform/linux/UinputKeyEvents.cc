@@ -5,12 +5,12 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/linux/KeyStrokes.h"
 
@@ -33,10 +33,17 @@ constexpr int kLastSilentPosition = ABS_RESERVED;
 static_assert(8 * (1 + 7 + kSilentAxes.size() + kLastSilentPosition - kFirstSilentPosition + 1) >
               256);
 
-// About 320 characters in a second, at which a desktop may be busy with something else for more
-// than a third of a second before anything is lost.
-constexpr std::size_t kEventsPerPause = 32;
+// The steady rate, about 320 characters in a second, and how far ahead of it a burst may be: a scan
+// of ordinary length leaves at once, and a desktop may be busy with something else for 0.3 seconds
+// before anything is lost.
+constexpr auto kTimePerEvent = 781250ns;
+constexpr std::size_t kMostAhead = 96;
 constexpr auto kReadingPause = 25ms;
+static_assert(kMostAhead + 300ms / kTimePerEvent < 512);
+
+// What is written at once; a pause has to make room for all of it.
+constexpr std::size_t kReportSize = 32;
+static_assert(kReportSize * kTimePerEvent <= kReadingPause);
 
 input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
   input_event event{};  // the kernel puts in the time
@@ -47,13 +54,16 @@ input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
 }
 
 bool AddSilentAxes(int descriptor) {
-  if (ioctl(descriptor, UI_SET_EVBIT, EV_REL) < 0) return false;
+  if (ioctl(descriptor, UI_SET_EVBIT, EV_REL) < 0 || ioctl(descriptor, UI_SET_EVBIT, EV_ABS) < 0) {
+    return false;
+  }
   for (const int axis : kSilentAxes) {
     if (ioctl(descriptor, UI_SET_RELBIT, axis) < 0) return false;
   }
   for (int axis = kFirstSilentPosition; axis <= kLastSilentPosition; ++axis) {
     uinput_abs_setup setup{};
     setup.code = static_cast<std::uint16_t>(axis);
+    setup.absinfo.maximum = 1;  // libinput refuses a device with an axis that has no length
     if (ioctl(descriptor, UI_ABS_SETUP, &setup) < 0) return false;
   }
   return true;
@@ -87,33 +97,45 @@ int MakeVirtualKeyboard(const char* path) {
   return -1;
 }
 
-UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, MakeKeyboard make)
-    : log_(log), clock_(clock), make_(std::move(make)) {}
+/// Events that are written together.
+class UinputKeyEvents::Report {
+ public:
+  void Add(KeyStroke stroke) {
+    events_[size_++] = Event(EV_KEY, stroke.code, stroke.down);
+    events_[size_++] = Event(EV_SYN, SYN_REPORT, 0);
+  }
+  void Clear() { size_ = 0; }
+  bool IsFull() const { return size_ == events_.size(); }
+  std::size_t size() const { return size_; }
+  const input_event* data() const { return events_.data(); }
+
+ private:
+  std::array<input_event, kReportSize> events_;
+  std::size_t size_ = 0;
+};
+
+UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, MakeKeyboard make,
+                                 std::function<Time()> now)
+    : clock_(clock), make_(std::move(make)), now_(std::move(now)), failure_(log) {}
 
 void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   if (!HaveKeyboard()) return;
   ReadLights();
-  std::vector<input_event> report;
-  ToKeyStrokes(events, capsLock_, [&report](KeyStroke stroke) {
-    report.push_back(Event(EV_KEY, stroke.code, stroke.down));
-    report.push_back(Event(EV_SYN, SYN_REPORT, 0));
+  Report report;
+  ToKeyStrokes(events, capsLock_, [&](KeyStroke stroke) {
+    report.Add(stroke);
+    if (!report.IsFull()) return;
+    Write(report);
+    report.Clear();
   });
-  if (report.empty()) return;
-  LetTheDesktopRead(report.size());
-  const std::size_t size = report.size() * sizeof report[0];
-  ssize_t written = 0;
-  do {
-    written = write(keyboard_->Number(), report.data(), size);
-  } while (written < 0 && errno == EINTR);
-  if (written != static_cast<ssize_t>(size)) Complain(written < 0 ? errno : EIO);
+  Write(report);
 }
 
 bool UinputKeyEvents::HaveKeyboard() {
   if (keyboard_) return true;
   keyboard_.emplace(make_());
   if (!keyboard_->IsOpen()) {
-    Complain(errno);
-    keyboard_.reset();
+    GiveUpKeyboard(errno);
     return false;
   }
   clock_.Sleep(kNewKeyboardPause);
@@ -131,19 +153,32 @@ void UinputKeyEvents::ReadLights() {
   }
 }
 
-void UinputKeyEvents::LetTheDesktopRead(std::size_t count) {
-  if (unread_ + count > kEventsPerPause) {
-    clock_.Sleep(kReadingPause);
-    unread_ = 0;
-  }
-  unread_ += count;
+void UinputKeyEvents::Write(const Report& report) {
+  if (!keyboard_ || report.size() == 0) return;
+  LetTheDesktopRead(report.size());
+  const std::size_t size = report.size() * sizeof(input_event);
+  ssize_t written = 0;
+  do {
+    written = write(keyboard_->Number(), report.data(), size);
+  } while (written < 0 && errno == EINTR);
+  if (written != static_cast<ssize_t>(size)) GiveUpKeyboard(written < 0 ? errno : EIO);
 }
 
-void UinputKeyEvents::Complain(int error) {
-  if (!std::exchange(complained_, true)) {
-    log_.Write(std::string("Cannot type on this desktop: /dev/uinput: ") + std::strerror(error) +
-               ". The udev rule 70-quillet-uinput.rules allows it once it is installed.");
+void UinputKeyEvents::LetTheDesktopRead(std::size_t count) {
+  if (allRead_ + count * kTimePerEvent > now_() + kMostAhead * kTimePerEvent) {
+    clock_.Sleep(kReadingPause);
   }
+  allRead_ = std::max(allRead_, now_()) + count * kTimePerEvent;
+}
+
+void UinputKeyEvents::GiveUpKeyboard(int error) {
+  keyboard_.reset();
+  capsLock_ = false;  // the next one is told anew
+  std::string reason = std::string("/dev/uinput: ") + std::strerror(error);
+  if (error == EACCES || error == EPERM) {
+    reason += ". The udev rule 70-quillet-uinput.rules allows it once it is installed.";
+  }
+  failure_.Tell(reason);
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -4,7 +4,8 @@
 #include <xcb/xcbext.h>
 #include <xcb/xtest.h>
 
-// The header uses a word of C++ as a name.
+// The header is C's and names a structure's member "explicit", which C++ keeps for itself; under
+// another name the member is where it was.
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wkeyword-macro"
@@ -16,22 +17,10 @@
 #pragma clang diagnostic pop
 #endif
 
-#include <cstdlib>
-#include <string>
-
 #include "platform/linux/KeyStrokes.h"
+#include "platform/linux/XcbReply.h"
 
 namespace quillet::platform::linux_desktop {
-namespace {
-
-struct Free {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
-template <class T>
-using Reply = std::unique_ptr<T, Free>;
-
-}  // namespace
 
 /// A connection by XCB, which hands errors over as return values and events and, other than Xlib,
 /// never ends the process.
@@ -55,7 +44,7 @@ class X11KeyEvents::Connection {
 
   /// Caps Lock as the server has last told of it; costs no round trip.
   bool CapsLock() {
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
+    while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
       // Every event of the keyboard extension comes under one number; only the state was asked for.
       if (keyboardEvent_ != 0 && (event->response_type & 0x7F) == keyboardEvent_ &&
           event->pad0 == XCB_XKB_STATE_NOTIFY) {
@@ -78,7 +67,7 @@ class X11KeyEvents::Connection {
   void FollowCapsLock() {
     const auto* extension = xcb_get_extension_data(xcb_, &xcb_xkb_id);
     if (extension == nullptr || !extension->present) return;
-    const Reply<xcb_xkb_use_extension_reply_t> use{
+    const XcbReply<xcb_xkb_use_extension_reply_t> use{
         xcb_xkb_use_extension_reply(xcb_, xcb_xkb_use_extension(xcb_, 1, 0), nullptr)};
     if (!use || !use->supported) return;
     xcb_xkb_select_events_details_t details{};
@@ -86,7 +75,7 @@ class X11KeyEvents::Connection {
     details.stateDetails = XCB_XKB_STATE_PART_MODIFIER_LOCK;
     xcb_xkb_select_events_aux(xcb_, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_STATE_NOTIFY, 0, 0,
                               0, 0, &details);
-    const Reply<xcb_xkb_get_state_reply_t> state{
+    const XcbReply<xcb_xkb_get_state_reply_t> state{
         xcb_xkb_get_state_reply(xcb_, xcb_xkb_get_state(xcb_, XCB_XKB_ID_USE_CORE_KBD), nullptr)};
     if (!state) return;
     capsLock_ = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0;
@@ -100,7 +89,7 @@ class X11KeyEvents::Connection {
   bool capsLock_ = false;
 };
 
-X11KeyEvents::X11KeyEvents(SystemLog& log) : log_(log) {}
+X11KeyEvents::X11KeyEvents(SystemLog& log) : failure_(log) {}
 
 X11KeyEvents::~X11KeyEvents() = default;
 
@@ -115,16 +104,11 @@ bool X11KeyEvents::Connect() {
   if (connection_ && !connection_->IsBroken()) return connection_->CanTest();
   connection_ = std::make_unique<Connection>();
   if (connection_->IsBroken()) {
-    Complain("the X server cannot be reached");
+    failure_.Tell("the X server cannot be reached");
   } else if (!connection_->CanTest()) {
-    Complain("the X server has no test extension");
+    failure_.Tell("the X server has no test extension");
   }
   return !connection_->IsBroken() && connection_->CanTest();
-}
-
-void X11KeyEvents::Complain(const char* what) {
-  if (!complained_) log_.Write(std::string("Cannot type on this desktop: ") + what);
-  complained_ = true;
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -4,6 +4,7 @@
 
 #include "platform/KeyEvents.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/TypingFailure.h"
 
 namespace quillet::platform::linux_desktop {
 
@@ -31,10 +32,8 @@ class X11KeyEvents final : public KeyEvents {
   class Connection;
 
   bool Connect();
-  void Complain(const char* what);
 
-  SystemLog& log_;
-  bool complained_ = false;
+  TypingFailure failure_;
   std::unique_ptr<Connection> connection_;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/linux/X11Windows.h"
 
+#include <unistd.h>
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 
@@ -7,20 +8,16 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <thread>
+
+#include "platform/linux/XcbReply.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
 
 using namespace std::chrono_literals;
-
-struct Free {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
-template <class T>
-using Reply = std::unique_ptr<T, Free>;
 
 // A pager, or another program that acts for the user, may take the focus for a window.
 constexpr std::uint32_t kActsForTheUser = 2;
@@ -32,6 +29,49 @@ constexpr std::uint8_t kResourceMajor = 1;
 constexpr std::uint8_t kResourceMinor = 2;
 
 constexpr auto kPollPause = 2ms;
+
+using Property = XcbReply<xcb_get_property_reply_t>;
+
+std::string Text(const Property& property) {
+  if (!property || property->format != 8) return {};
+  return {static_cast<const char*>(xcb_get_property_value(property.get())),
+          static_cast<std::size_t>(xcb_get_property_value_length(property.get()))};
+}
+
+std::vector<std::uint32_t> Numbers(const Property& property) {
+  if (!property || property->format != 32) return {};
+  std::vector<std::uint32_t> numbers(
+      static_cast<std::size_t>(xcb_get_property_value_length(property.get())) / 4);
+  std::memcpy(numbers.data(), xcb_get_property_value(property.get()), numbers.size() * 4);
+  return numbers;
+}
+
+std::uint32_t FirstNumber(const Property& property) {
+  const auto numbers = Numbers(property);
+  return numbers.empty() ? 0 : numbers[0];
+}
+
+// The texts that stand in a property one behind the other, in lower case.
+std::vector<std::string> LowerCaseTexts(const Property& property) {
+  std::vector<std::string> texts;
+  const std::string all = Text(property);
+  for (std::size_t start = 0; start < all.size();) {
+    const std::size_t end = std::min(all.find('\0', start), all.size());
+    std::string text = all.substr(start, end - start);
+    for (char& character : text) {
+      character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    }
+    texts.push_back(std::move(text));
+    start = end + 1;
+  }
+  return texts;
+}
+
+std::string ThisMachine() {
+  char name[256] = {};
+  gethostname(name, sizeof name - 1);
+  return name;
+}
 
 }  // namespace
 
@@ -47,9 +87,11 @@ class X11Windows::Connection {
     clientList_ = Atom("_NET_CLIENT_LIST_STACKING");
     activeWindow_ = Atom("_NET_ACTIVE_WINDOW");
     pid_ = Atom("_NET_WM_PID");
+    type_ = Atom("_NET_WM_WINDOW_TYPE");
+    normalType_ = Atom("_NET_WM_WINDOW_TYPE_NORMAL");
     const auto* resources = xcb_get_extension_data(xcb_, &xcb_res_id);
     if (resources == nullptr || !resources->present) return;
-    const Reply<xcb_res_query_version_reply_t> version{xcb_res_query_version_reply(
+    const XcbReply<xcb_res_query_version_reply_t> version{xcb_res_query_version_reply(
         xcb_, xcb_res_query_version(xcb_, kResourceMajor, kResourceMinor), nullptr)};
     canAskForPids_ = version && (version->server_major > kResourceMajor ||
                                  version->server_minor >= kResourceMinor);
@@ -60,32 +102,29 @@ class X11Windows::Connection {
 
   bool IsBroken() const { return xcb_connection_has_error(xcb_) != 0; }
 
-  std::vector<std::uint32_t> Clients() { return Numbers(root_, clientList_); }
-  std::uint32_t Active() { return FirstNumber(root_, activeWindow_); }
+  std::vector<std::uint32_t> Clients() { return Numbers(Take(Ask(root_, clientList_))); }
+  std::uint32_t Active() { return FirstNumber(Take(Ask(root_, activeWindow_))); }
 
-  // The server knows the process at the other end of a window's connection, which many windows do
-  // not tell of themselves. It knows none of a remote one.
-  int Pid(std::uint32_t window) {
-    const int known = canAskForPids_ ? PidOfClient(window) : 0;
-    return known != 0 ? known : static_cast<int>(FirstNumber(window, pid_));
-  }
-
-  std::vector<std::string> Classes(std::uint32_t window) {
-    const auto reply = Property(window, XCB_ATOM_WM_CLASS);
-    std::vector<std::string> classes;
-    if (!reply || reply->format != 8) return classes;
-    std::string_view text(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                          static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
-    while (!text.empty()) {
-      const std::size_t end = std::min(text.find('\0'), text.size());
-      std::string name(text.substr(0, end));
-      for (char& character : name) {
-        character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-      }
-      classes.push_back(std::move(name));
-      text.remove_prefix(std::min(end + 1, text.size()));
+  // All is asked for before the first answer is waited for.
+  std::vector<Window> Describe(std::span<const std::uint32_t> ids) {
+    ForgetNews();
+    std::vector<Asked> asked;
+    for (const std::uint32_t id : ids) {
+      asked.push_back({canAskForPids_ ? AskForClient(id) : xcb_res_query_client_ids_cookie_t{},
+                       Ask(id, pid_), Ask(id, XCB_ATOM_WM_CLIENT_MACHINE),
+                       Ask(id, XCB_ATOM_WM_CLASS), Ask(id, type_),
+                       Ask(id, XCB_ATOM_WM_TRANSIENT_FOR)});
     }
-    return classes;
+    std::vector<Window> windows;
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+      Window window;
+      window.id = ids[i];
+      window.pid = PidOf(asked[i]);
+      window.classes = LowerCaseTexts(Take(asked[i].classes));
+      window.isNormal = IsNormal(Take(asked[i].type), Take(asked[i].transientFor));
+      windows.push_back(std::move(window));
+    }
+    return windows;
   }
 
   void AskToActivate(std::uint32_t window) {
@@ -103,11 +142,30 @@ class X11Windows::Connection {
   }
 
  private:
-  int PidOfClient(std::uint32_t window) {
+  // What was asked about one window.
+  struct Asked {
+    xcb_res_query_client_ids_cookie_t client;
+    xcb_get_property_cookie_t pid, machine, classes, type, transientFor;
+  };
+
+  xcb_res_query_client_ids_cookie_t AskForClient(std::uint32_t window) {
     const xcb_res_client_id_spec_t asked{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    return xcb_res_query_client_ids(xcb_, 1, &asked);
+  }
+
+  // The server knows the process at the other end of a window's connection, which many windows do
+  // not tell of themselves. It knows none of a remote one, whose number means nothing here.
+  int PidOf(const Asked& asked) {
+    const int known = canAskForPids_ ? PidOfClient(asked.client) : 0;
+    const auto told = static_cast<int>(FirstNumber(Take(asked.pid)));
+    const bool isHere = Text(Take(asked.machine)) == machine_;
+    return known != 0 ? known : isHere ? told : 0;
+  }
+
+  int PidOfClient(xcb_res_query_client_ids_cookie_t asked) {
     xcb_generic_error_t* error = nullptr;
-    const Reply<xcb_res_query_client_ids_reply_t> reply{
-        xcb_res_query_client_ids_reply(xcb_, xcb_res_query_client_ids(xcb_, 1, &asked), &error)};
+    const XcbReply<xcb_res_query_client_ids_reply_t> reply{
+        xcb_res_query_client_ids_reply(xcb_, asked, &error)};
     std::free(error);
     if (!reply) return 0;
     for (auto ids = xcb_res_query_client_ids_ids_iterator(reply.get()); ids.rem > 0;
@@ -119,42 +177,44 @@ class X11Windows::Connection {
     return 0;
   }
 
+  bool IsNormal(const Property& type, const Property& transientFor) const {
+    const auto types = Numbers(type);
+    if (types.empty()) return FirstNumber(transientFor) == XCB_NONE;
+    return std::find(types.begin(), types.end(), normalType_) != types.end();
+  }
+
+  // News comes unasked, as of a changed keyboard, and nobody here wants it.
+  void ForgetNews() {
+    while (XcbReply<xcb_generic_event_t>(xcb_poll_for_event(xcb_))) continue;
+  }
+
   xcb_atom_t Atom(std::string_view name) {
-    const Reply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
+    const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
         xcb_, xcb_intern_atom(xcb_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
         nullptr)};
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
   }
 
-  Reply<xcb_get_property_reply_t> Property(std::uint32_t window, xcb_atom_t property) {
+  xcb_get_property_cookie_t Ask(std::uint32_t window, xcb_atom_t property) {
+    return xcb_get_property(xcb_, 0, window, property, XCB_ATOM_ANY, 0, kLongestProperty);
+  }
+
+  Property Take(xcb_get_property_cookie_t asked) {
     // An error, as of a window that has just gone, is taken with the reply.
     xcb_generic_error_t* error = nullptr;
-    Reply<xcb_get_property_reply_t> reply{xcb_get_property_reply(
-        xcb_, xcb_get_property(xcb_, 0, window, property, XCB_ATOM_ANY, 0, kLongestProperty),
-        &error)};
+    Property reply{xcb_get_property_reply(xcb_, asked, &error)};
     std::free(error);
     return reply;
   }
 
-  std::vector<std::uint32_t> Numbers(std::uint32_t window, xcb_atom_t property) {
-    const auto reply = Property(window, property);
-    if (!reply || reply->format != 32) return {};
-    std::vector<std::uint32_t> numbers(
-        static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4);
-    std::memcpy(numbers.data(), xcb_get_property_value(reply.get()), numbers.size() * 4);
-    return numbers;
-  }
-
-  std::uint32_t FirstNumber(std::uint32_t window, xcb_atom_t property) {
-    const auto numbers = Numbers(window, property);
-    return numbers.empty() ? 0 : numbers[0];
-  }
-
+  const std::string machine_ = ThisMachine();
   xcb_connection_t* xcb_ = nullptr;  // never null from the constructor on
   xcb_window_t root_ = XCB_NONE;
   xcb_atom_t clientList_ = XCB_ATOM_NONE;
   xcb_atom_t activeWindow_ = XCB_ATOM_NONE;
   xcb_atom_t pid_ = XCB_ATOM_NONE;
+  xcb_atom_t type_ = XCB_ATOM_NONE;
+  xcb_atom_t normalType_ = XCB_ATOM_NONE;
   bool canAskForPids_ = false;
 };
 
@@ -167,17 +227,20 @@ bool X11Windows::IsConnected() const {
 }
 
 std::vector<X11Windows::Window> X11Windows::All() {
-  std::vector<Window> windows;
-  if (!IsConnected()) return windows;
-  for (const std::uint32_t id : connection_->Clients()) {
-    windows.push_back({id, connection_->Pid(id), connection_->Classes(id)});
-  }
+  if (!IsConnected()) return {};
+  auto windows = connection_->Describe(connection_->Clients());
+  const std::uint32_t active = connection_->Active();
+  for (Window& window : windows) window.isActive = window.id == active;
   std::reverse(windows.begin(), windows.end());
   return windows;
 }
 
-std::uint32_t X11Windows::Active() {
-  return IsConnected() ? connection_->Active() : 0;
+std::optional<X11Windows::Window> X11Windows::Active() {
+  const std::uint32_t active = IsConnected() ? connection_->Active() : 0;
+  if (active == 0) return std::nullopt;
+  Window window = connection_->Describe({&active, 1}).front();
+  window.isActive = true;
+  return window;
 }
 
 bool X11Windows::Activate(std::uint32_t window, std::chrono::milliseconds limit) {

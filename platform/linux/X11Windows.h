@@ -2,23 +2,25 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace quillet::platform::linux_desktop {
 
 /// The windows of an X11 desktop, as its window manager tells of them (Extended Window Manager
-/// Hints: _NET_CLIENT_LIST_STACKING, _NET_ACTIVE_WINDOW, _NET_WM_PID; ICCCM: WM_CLASS; X resource
-/// extension), on a connection of its own. A server that goes takes nothing else with it. One
-/// thread at a time.
+/// Hints: _NET_CLIENT_LIST_STACKING, _NET_ACTIVE_WINDOW, _NET_WM_PID, _NET_WM_WINDOW_TYPE; ICCCM:
+/// WM_CLASS, WM_CLIENT_MACHINE, WM_TRANSIENT_FOR; X resource extension), on a connection of its
+/// own. A server that goes takes nothing else with it. One thread at a time.
 class X11Windows {
  public:
   struct Window {
     std::uint32_t id = 0;
-    int pid = 0;                       // 0 when it is not known
+    int pid = 0;                       // 0 when it is not known, as with another computer's
     std::vector<std::string> classes;  // its instance's name and its class, in lower case
+    bool isNormal = false;             // rather than a dialog, a palette or the like
+    bool isActive = false;             // it has the focus
   };
 
   X11Windows();
@@ -32,8 +34,8 @@ class X11Windows {
   /// All applications' windows, the topmost first.
   std::vector<Window> All();
 
-  /// The window with the focus, 0 when none has it.
-  std::uint32_t Active();
+  /// The window with the focus, if any has it. Costs less than All.
+  std::optional<Window> Active();
 
   /// Asks the window manager to bring a window to the front and to give it the focus, and waits
   /// until that has happened.

@@ -19,14 +19,14 @@ _ALL = "".join(text + "\n" for text in _TEXTS)
 
 class ApplicationsTest(SystemTest):
 
-    def prepare(self, application):
-        for path in (_PROGRAM + ".starts", _PROGRAM + ".text"):
+    def prepare(self, application, arguments="%F"):
+        for path in (_PROGRAM + ".starts", _PROGRAM + ".text", _PROGRAM + ".palette"):
             if os.path.exists(path):
                 os.unlink(path)
         self.addCleanup(self.stop_application)
         shutil.copy(TEXT_WINDOW, _PROGRAM)
         with open(_ENTRY, "w", encoding="ascii") as entry:
-            entry.write(f"[Desktop Entry]\nType=Application\nName=Stock\nExec={_PROGRAM} %F\n")
+            entry.write(f"[Desktop Entry]\nType=Application\nName=Stock\nExec={_PROGRAM} {arguments}\n")
         data_only(destination=3, application=application).save()
         self.plugged_in_scanner([Record(6, text.encode(), _TIME) for text in _TEXTS],
                                 options=["--speed", "unlimited"])
@@ -48,18 +48,24 @@ class ApplicationsTest(SystemTest):
         with open(_PROGRAM + ".starts", encoding="ascii") as starts:
             return [int(pid) for pid in starts.read().split()]
 
-    def text(self):
-        with open(_PROGRAM + ".text", encoding="utf-8", newline="") as file:
+    @staticmethod
+    def text(ending=".text"):
+        with open(_PROGRAM + ending, encoding="utf-8", newline="") as file:
             return file.read()
+
+    def window(self, title):
+        return self.desktop.xdotool("search", "--onlyvisible", "--name", f"^{title}$")
+
+    def start_application(self):
+        """By a run, which does not wait for it: what is typed meanwhile goes to whatever is in
+        front."""
+        self.synchronize()
+        wait_until(lambda: os.path.exists(_PROGRAM + ".text"), "the application")
+        wait_until(lambda: self.window("text window"), "its window")
 
     def check_application(self, application):
         self.prepare(application)
-        # The run starts the application and does not wait for it: what is typed meanwhile goes to
-        # whatever is in front.
-        self.synchronize()
-        wait_until(lambda: os.path.exists(_PROGRAM + ".text"), "the application")
-        wait_until(lambda: self.desktop.xdotool("search", "--onlyvisible", "--name",
-                                                "^text window$"), "its window")
+        self.start_application()
         other = Terminal(self)
         self.assertTrue(other.has_focus())
         before = self.text()
@@ -80,6 +86,32 @@ class ApplicationsTest(SystemTest):
 
     def test_executable_file_is_started_once_and_brought_forward(self):
         self.check_application(_PROGRAM)
+
+    def test_palette_that_stays_on_top_takes_nothing_from_the_document(self):
+        self.prepare(_ENTRY, "--palette")
+        self.start_application()
+        wait_until(lambda: self.window("palette"), "the palette")
+        self.desktop.xdotool("windowactivate", "--sync", self.window("text window"))
+        document, palette = self.text(), self.text(".palette")
+
+        self.quillet.press("Clear")
+        self.synchronize()
+        document += _ALL
+        wait_until(lambda: self.text() == document,
+                   lambda: f"the records in the document, which has {self.text()!r}, the palette "
+                           f"{self.text('.palette')!r}")
+        self.assertEqual(palette, self.text(".palette"))
+
+        other = Terminal(self)
+        self.assertTrue(other.has_focus())
+        self.quillet.press("Clear")
+        self.synchronize()
+        document += _ALL
+        wait_until(lambda: self.text() == document,
+                   lambda: f"the records in the document, which has {self.text()!r}, the palette "
+                           f"{self.text('.palette')!r}")
+        self.assertEqual(palette, self.text(".palette"))
+        self.assertEqual("", other.text())
 
     def test_path_that_names_nothing_is_logged_and_typing_goes_on(self):
         self.prepare("/Applications/TextEdit")

@@ -53,6 +53,12 @@ TEST_F(ApplicationFileTest, AnEntrysCommandIsReadWithoutItsCodes) {
   EXPECT_EQ(file->command(), (Texts{"/bin/sh", "-c", "echo 100%", "--icon"}));
 }
 
+TEST_F(ApplicationFileTest, APercentSignAtACommandsEndIsACodeThatIsCutShort) {
+  const auto file = ApplicationFile::At(Entry("cut.desktop", "Exec=/bin/sh stock%\n"));
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->command(), (Texts{"/bin/sh", "stock"}));
+}
+
 TEST_F(ApplicationFileTest, AnEntrysWindowsHaveItsClassOrItsName) {
   EXPECT_EQ(ApplicationFile::At(Entry("org.A.desktop", "Exec=/bin/sh\nStartupWMClass=Stock\n"))
                 ->windowClasses(),

@@ -6,17 +6,23 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 #include "platform/linux/DesktopApplications.h"
 #include "platform/linux/RunningProcesses.h"
+#include "tests/platform/XClient.h"
+#include "tests/platform/XServer.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
 
+using namespace std::chrono_literals;
 using test::FileContents;
 using test::WaitFor;
 using Texts = std::vector<std::string>;
@@ -59,8 +65,51 @@ class DesktopApplicationsTest : public ::testing::Test {
 
   std::string StartsPath() const { return folder_ / "starts"; }
 
+  /// How often something has been started. Starts one more and waits for it, by when what was
+  /// started before has told of itself.
+  std::size_t CountStarts() {
+    const std::string mark = folder_ / "mark";
+    const std::string marker = Script("marker", "touch '" + mark + "'\n");
+    EXPECT_TRUE(DesktopApplications(false).OpenApplication(marker));
+    EXPECT_TRUE(WaitFor([&] { return std::filesystem::exists(mark); }));
+    return Started().size() - 1;
+  }
+
+  void Pass(std::chrono::seconds time) { passed_ = passed_.load() + time; }
+
+  /// Ends a process, and has that noticed before time goes on.
+  void End(int pid) {
+    const int ends = ends_;
+    kill(pid, SIGKILL);
+    ASSERT_TRUE(WaitFor([&] { return ends_ > ends; }));
+  }
+
+  /// Opens a new application that ends as soon as it has been started, and waits until that has
+  /// been noticed.
+  /// @return its path
+  std::string OpenHandOver(DesktopApplications& applications) {
+    const std::string go = folder_ / "go";
+    const std::string path = Script("handover", "until [ -e '" + go + "' ]; do sleep 0.01; done\n");
+    const int ends = ends_;
+    EXPECT_TRUE(applications.OpenApplication(path));
+    test::PutFile(go, "");
+    EXPECT_TRUE(WaitFor([&] { return ends_ > ends; }));
+    return path;
+  }
+
+  std::function<std::chrono::steady_clock::time_point()> Now() {
+    return [this] {
+      const auto now = std::chrono::steady_clock::time_point(1h + passed_.load());
+      if (std::this_thread::get_id() != test_) ++ends_;
+      return now;
+    };
+  }
+
   test::TemporaryFolder folder_;
-  DesktopApplications applications_{false};
+  std::atomic<std::chrono::seconds> passed_ = 0s;
+  const std::thread::id test_ = std::this_thread::get_id();
+  std::atomic<int> ends_ = 0;  // that have been noticed; nothing else is told of the time elsewhere
+  DesktopApplications applications_{false, Now()};
 };
 
 TEST_F(DesktopApplicationsTest, AnApplicationIsListedFromItsStartToItsEnd) {
@@ -113,6 +162,74 @@ TEST_F(DesktopApplicationsTest, AStartThatHandsOverIsNotRepeatedForEveryRecord) 
   EXPECT_EQ(Started().size(), 1U);
 }
 
+TEST_F(DesktopApplicationsTest, AStartThatHandsOverIsNotRepeatedHoweverLateTheNextRecordComes) {
+  const std::string path = OpenHandOver(applications_);
+  for (const auto pause : {12s, 61s, 3600s}) {
+    Pass(pause);
+    ASSERT_TRUE(applications_.OpenApplication(path));
+    EXPECT_EQ(applications_.LaunchedApplications(), Texts{path});
+  }
+  EXPECT_EQ(CountStarts(), 1U);
+}
+
+TEST_F(DesktopApplicationsTest, WhatHasEndedAfterNineSecondsHasHandedOver) {
+  const std::string path = Editor();
+  ASSERT_TRUE(applications_.OpenApplication(path));
+  ASSERT_TRUE(WaitForStarts(1));
+  Pass(9s);
+  End(Started()[0]);
+  Pass(12s);
+  EXPECT_TRUE(applications_.OpenApplication(path));
+  EXPECT_EQ(applications_.LaunchedApplications(), Texts{path});
+  EXPECT_EQ(CountStarts(), 1U);
+}
+
+TEST_F(DesktopApplicationsTest, WhatHasEndedAfterElevenSecondsIsStartedAgain) {
+  const std::string path = Editor();
+  ASSERT_TRUE(applications_.OpenApplication(path));
+  ASSERT_TRUE(WaitForStarts(1));
+  Pass(11s);
+  End(Started()[0]);
+  EXPECT_EQ(applications_.LaunchedApplications(), Texts{});
+  ASSERT_TRUE(applications_.OpenApplication(path));
+  EXPECT_TRUE(WaitForStarts(2));
+}
+
+TEST_F(DesktopApplicationsTest, WhereWindowsTellWhatRunsAHandOverLastsForAMinute) {
+  test::XServer server;
+  DesktopApplications applications(true, Now());
+  const std::string path = OpenHandOver(applications);
+  for (int record = 0; record < 3; ++record) {
+    Pass(59s);
+    ASSERT_TRUE(applications.OpenApplication(path));
+  }
+  EXPECT_EQ(CountStarts(), 1U);
+  const std::size_t before = Started().size();
+  Pass(61s);
+  ASSERT_TRUE(applications.OpenApplication(path));
+  EXPECT_TRUE(WaitForStarts(before + 1));
+}
+
+TEST_F(DesktopApplicationsTest, AWindowOfItsClassIsProofThatItRuns) {
+  test::XServer server({"-extension", "X-Resource"});  // it knows no window's process
+  test::XClient client;
+  client.SetText(client.MakeWindow(), "WM_CLASS", std::string("editor\0Editor\0", 14));
+  DesktopApplications applications(true, Now());
+  const std::string path = Script("editor", "exit 0\n");
+  ASSERT_TRUE(applications.OpenApplication(path));
+  EXPECT_EQ(applications.LaunchedApplications(), Texts{path});
+  EXPECT_EQ(Started().size(), 0U);
+}
+
+TEST_F(DesktopApplicationsTest, ThisProgramsOwnWindowIsNoProof) {
+  test::XServer server;
+  test::XClient client;
+  client.SetText(client.MakeWindow(), "WM_CLASS", std::string("editor\0Editor\0", 14));
+  DesktopApplications applications(true, Now());
+  ASSERT_TRUE(applications.OpenApplication(Script("editor", "exit 0\n")));
+  EXPECT_TRUE(WaitForStarts(1));
+}
+
 TEST_F(DesktopApplicationsTest, AFoundApplicationThatHasEndedIsStartedAgain) {
   const std::string path = Editor();
   ASSERT_TRUE(DesktopApplications(false).OpenApplication(path));
@@ -151,7 +268,19 @@ TEST_F(DesktopApplicationsTest, NoChildIsLeftToWaitFor) {
 TEST_F(DesktopApplicationsTest, APathThatNamesNothingOpensNothing) {
   EXPECT_FALSE(applications_.HasApplication("/Applications/TextEdit"));
   EXPECT_FALSE(applications_.OpenApplication("/Applications/TextEdit"));
+  EXPECT_FALSE(applications_.HasApplication("editor"));
+  EXPECT_FALSE(applications_.HasApplication(""));
   EXPECT_TRUE(applications_.HasApplication(Editor()));
+}
+
+TEST_F(DesktopApplicationsTest, APathThatNamesNoApplicationIsThereAndDoesNotOpen) {
+  const std::string notes = folder_ / "notes.txt";
+  test::PutFile(notes, "not a program");
+  chmod(notes.c_str(), 0600);
+  for (const std::string& path : {notes, folder_.path(), Entry("/nowhere/program")}) {
+    EXPECT_TRUE(applications_.HasApplication(path)) << path;
+    EXPECT_FALSE(applications_.OpenApplication(path)) << path;
+  }
 }
 
 }  // namespace

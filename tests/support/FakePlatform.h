@@ -270,13 +270,16 @@ class FakeKeyEvents final : public platform::KeyEvents {
 /// Keeps every text that was put on it.
 class FakePasteboard final : public platform::Pasteboard {
  public:
-  void SetString(std::string_view text) override {
+  bool SetString(std::string_view text) override {
+    if (!takes) return false;
     texts_.emplace_back(text);
     if (onSet) onSet();
+    return true;
   }
   const std::vector<std::string>& texts() const { return texts_; }
 
-  std::function<void()> onSet;  ///< called behind each call
+  bool takes = true;            ///< whether texts come there
+  std::function<void()> onSet;  ///< called behind each that does
 
  private:
   std::vector<std::string> texts_;

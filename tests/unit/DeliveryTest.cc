@@ -103,6 +103,20 @@ TEST_F(DeliveryTest, PastingPausesATenthOfASecondBeforeTheKeyAndBehindIt) {
   EXPECT_EQ(clock.sleeps(), (std::vector<test::FakeClock::Duration>{100ms, 100ms}));
 }
 
+TEST_F(DeliveryTest, ARecordThatDoesNotComeToThePasteboardIsLoggedAndNothingIsPasted) {
+  controller.lumet->bNonEnglish = 1;
+  pasteboard.takes = false;
+  controller.DisplayBarcode("1");
+  EXPECT_TRUE(keyEvents.posts().empty());
+  EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't set pasteboard"), 1U);
+  EXPECT_TRUE(clock.sleeps().empty());
+  EXPECT_EQ(controller.barcodeCount, 1);
+  pasteboard.takes = true;
+  controller.DisplayBarcode("2");
+  EXPECT_EQ(pasteboard.texts(), std::vector<std::string>{"2"});
+  EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
+}
+
 TEST_F(DeliveryTest, OtherNumbersOfDestinationsDeliverToTheFrontmostApplication) {
   for (const int destination : {2, 4, 9, -48}) {
     controller.lumet->destination = destination;

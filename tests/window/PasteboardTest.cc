@@ -30,6 +30,9 @@ class EndedQueue final : public platform::MainQueue {
 class StalledQueue final : public platform::MainQueue {
  public:
   void Async(std::function<void()> work) override { work_.push_back(std::move(work)); }
+  void RunAll() {
+    for (const auto& work : work_) work();
+  }
 
  private:
   std::vector<std::function<void()>> work_;
@@ -41,9 +44,9 @@ TEST(Pasteboard, TextIsThereWhenTheCallFromAnotherThreadReturns) {
   QGuiApplication::clipboard()->setText("before");
   std::atomic<bool> returned = false;
   std::thread thread([&] {
-    pasteboard.SetString(
-        "Gr\xC3\xB6\xC3\x9F"
-        "e 5 \xE2\x82\xAC\r\n");
+    EXPECT_TRUE(
+        pasteboard.SetString("Gr\xC3\xB6\xC3\x9F"
+                             "e 5 \xE2\x82\xAC\r\n"));
     returned = true;
   });
   EXPECT_TRUE(SpinUntil([&] { return returned.load(); }));
@@ -55,22 +58,44 @@ TEST(Pasteboard, TextIsThereWhenTheCallFromAnotherThreadReturns) {
 
 TEST(Pasteboard, TheMainThreadSetsItWithoutWaiting) {
   StalledQueue queue;
-  QtPasteboard(queue).SetString("at once");
+  EXPECT_TRUE(QtPasteboard(queue).SetString("at once"));
   EXPECT_EQ(Clipboard(), "at once");
 }
 
 TEST(Pasteboard, ACallReturnsAtOnceWhenTheMainLoopHasEnded) {
   EndedQueue queue;
   const auto start = steady_clock::now();
-  std::thread([&] { QtPasteboard(queue).SetString("late"); }).join();
+  std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();
   EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(1));
 }
 
 TEST(Pasteboard, ACallReturnsAfterAWhileWhenTheMainThreadDoesNotComeToIt) {
   StalledQueue queue;
+  QGuiApplication::clipboard()->setText("the user's own");
   const auto start = steady_clock::now();
-  std::thread([&] { QtPasteboard(queue).SetString("late"); }).join();
+  std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();
   EXPECT_GE(steady_clock::now() - start, std::chrono::seconds(2));
+  queue.RunAll();
+  EXPECT_EQ(Clipboard(), "the user's own");
+}
+
+TEST(Pasteboard, ACallThatWaitsIsLetGoWhenTheMainLoopEnds) {
+  QtMainQueue queue;
+  QtPasteboard pasteboard(queue);
+  QGuiApplication::clipboard()->setText("the user's own");
+  std::thread thread;
+  std::atomic<bool> came = true;
+  queue.Async([&] {
+    thread = std::thread([&] { came = pasteboard.SetString("late"); });
+    // Longer than the queue's turn, so that the text is left for the next one, which never comes.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    QCoreApplication::exit(0);
+  });
+  QGuiApplication::exec();
+  thread.join();
+  EXPECT_FALSE(came);
+  SpinUntilIdle();
+  EXPECT_EQ(Clipboard(), "the user's own");
 }
 
 }  // namespace

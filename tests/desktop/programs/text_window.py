@@ -1,8 +1,9 @@
 #!/usr/bin/python3
-"""A window that is one text field of Tk's: text_window.py [FILE]
+"""A window that is one text field of Tk's: text_window.py [FILE | --palette]
 
 Writes the field's whole text into FILE whenever it has changed. FILE is else named as the program
-is, with ".text" behind it, and its number goes into a file with ".starts".
+is, with ".text" behind it, and its number goes into a file with ".starts". With --palette there is
+another window that stays on top of all, with a field of its own, whose text goes into ".palette".
 """
 
 import os
@@ -10,27 +11,35 @@ import sys
 import tkinter
 
 own = os.path.abspath(sys.argv[0])
-path = sys.argv[1] if len(sys.argv) > 1 else own + ".text"
-with open(own + ".starts" if len(sys.argv) == 1 else path + ".starts", "a",
-          encoding="ascii") as starts:
+has_palette = sys.argv[1:] == ["--palette"]
+path = sys.argv[1] if len(sys.argv) > 1 and not has_palette else own + ".text"
+with open((own if path == own + ".text" else path) + ".starts", "a", encoding="ascii") as starts:
     starts.write(f"{os.getpid()}\n")
+
+
+def add_field(window, file_path):
+    field = tkinter.Text(window, undo=False)
+    field.pack(fill="both", expand=True)
+    field.focus_set()
+
+    def save():
+        if field.edit_modified():
+            with open(file_path + ".new", "w", encoding="utf-8", newline="") as file:
+                file.write(field.get("1.0", "end-1c"))
+            os.replace(file_path + ".new", file_path)
+            field.edit_modified(False)
+
+    field.bind("<<Modified>>", lambda _event: root.after_idle(save))
+    with open(file_path, "w", encoding="ascii"):
+        pass
+
 
 root = tkinter.Tk(className="Textwindow")
 root.title("text window")
-field = tkinter.Text(root, undo=False)
-field.pack(fill="both", expand=True)
-field.focus_set()
-
-
-def save(_event=None):
-    if field.edit_modified():
-        with open(path + ".new", "w", encoding="utf-8", newline="") as file:
-            file.write(field.get("1.0", "end-1c"))
-        os.replace(path + ".new", path)
-        field.edit_modified(False)
-
-
-field.bind("<<Modified>>", lambda _event: root.after_idle(save))
-with open(path, "w", encoding="ascii"):
-    pass
+if has_palette:
+    palette = tkinter.Toplevel(root)
+    palette.title("palette")
+    palette.attributes("-type", "utility", "-topmost", True)
+    add_field(palette, own + ".palette")
+add_field(root, path)
 root.mainloop()

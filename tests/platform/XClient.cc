@@ -1,0 +1,67 @@
+#include "tests/platform/XClient.h"
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <memory>
+
+namespace quillet::test {
+namespace {
+
+template <class T>
+using Reply = std::unique_ptr<T, decltype(&std::free)>;
+
+}  // namespace
+
+XClient::XClient()
+    : xcb_(xcb_connect(nullptr, nullptr)),
+      root_(xcb_setup_roots_iterator(xcb_get_setup(xcb_)).data->root) {}
+
+XClient::~XClient() {
+  xcb_disconnect(xcb_);
+}
+
+std::uint32_t XClient::MakeWindow() {
+  windows_.push_back(xcb_generate_id(xcb_));
+  xcb_create_window(xcb_, XCB_COPY_FROM_PARENT, windows_.back(), root_, 0, 0, 10, 10, 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+  Set(root_, "_NET_CLIENT_LIST_STACKING", XCB_ATOM_WINDOW, 32, windows_.data(), windows_.size());
+  return windows_.back();
+}
+
+void XClient::SetText(std::uint32_t window, const std::string& property, const std::string& text) {
+  Set(window, property, XCB_ATOM_STRING, 8, text.data(), text.size());
+}
+
+void XClient::SetNumber(std::uint32_t window, const std::string& property, std::uint32_t number) {
+  Set(window, property, XCB_ATOM_CARDINAL, 32, &number, 1);
+}
+
+void XClient::SetActive(std::uint32_t window) {
+  SetNumber(root_, "_NET_ACTIVE_WINDOW", window);
+}
+
+std::uint32_t XClient::Atom(const std::string& name) {
+  const Reply<xcb_intern_atom_reply_t> reply(
+      xcb_intern_atom_reply(
+          xcb_, xcb_intern_atom(xcb_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+          nullptr),
+      std::free);
+  return reply->atom;
+}
+
+void XClient::ChangeKeyboard() {
+  const xcb_keycode_t key = xcb_get_setup(xcb_)->max_keycode;
+  const xcb_keysym_t symbol = 'a';
+  xcb_change_keyboard_mapping(xcb_, 1, key, 1, &symbol);
+  Atom("until it has happened");
+}
+
+void XClient::Set(std::uint32_t window, const std::string& property, std::uint32_t type, int bits,
+                  const void* data, std::size_t count) {
+  xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, Atom(property), type,
+                      static_cast<std::uint8_t>(bits), static_cast<std::uint32_t>(count), data);
+  Atom("until it has happened");
+}
+
+}  // namespace quillet::test
