@@ -17,7 +17,7 @@ GeneralPasteboard::~GeneralPasteboard() {
   Send<void>(owner_, "release");
 }
 
-void GeneralPasteboard::SetString(std::string_view text) {
+bool GeneralPasteboard::SetString(std::string_view text) {
   const AutoreleasePool pool;
   const id pasteboard = Send<id>(ClassNamed("NSPasteboard"), "generalPasteboard");
   Send<CFIndex>(pasteboard, "clearContents");
@@ -27,9 +27,8 @@ void GeneralPasteboard::SetString(std::string_view text) {
   Send<CFIndex>(pasteboard, "declareTypes:owner:", plainText.get(), owner_);
   // A null string would be an exception.
   const CfOwner<CFStringRef> string = MakeString(text);
-  if (string != nullptr) {
-    Send<BOOL>(pasteboard, "setString:forType:", string.get(), NSPasteboardTypeString);
-  }
+  return string != nullptr &&
+         Send<BOOL>(pasteboard, "setString:forType:", string.get(), NSPasteboardTypeString) != 0;
 }
 
 }  // namespace quillet::platform::macos

@@ -14,7 +14,7 @@ class GeneralPasteboard final : public Pasteboard {
   GeneralPasteboard(const GeneralPasteboard&) = delete;
   GeneralPasteboard& operator=(const GeneralPasteboard&) = delete;
 
-  void SetString(std::string_view text) override;
+  bool SetString(std::string_view text) override;
 
  private:
   /// Whom the pasteboard takes for the owner of what is on it. It would be asked for data that was

@@ -99,6 +99,7 @@ struct QtMainWindow::Parts {
   QWidget* MakePortPanel();
   QWidget* MakeButton(QAction& action, const QtToolbarItem& item);
   void MakeToolbar();
+  void KeepKeysFromButtons();
   void MakeMenus();
   void MakeProgress();
   void ChooseSize();
@@ -158,6 +159,13 @@ void QtMainWindow::Parts::MakeToolbar() {
   frame.setUnifiedTitleAndToolBarOnMac(true);
 }
 
+/// A run may type its records into whatever has the keyboard. Should that be this window, a line end
+/// must not press the button that has just been pressed, and so start the next run.
+void QtMainWindow::Parts::KeepKeysFromButtons() {
+  QObject::connect(&synchronize_action, &QAction::triggered, &record_view,
+                   [this] { record_view.setFocus(); });
+}
+
 void QtMainWindow::Parts::MakeMenus() {
   settings_action.setMenuRole(QAction::PreferencesRole);
   auto* scanner = frame.menuBar()->addMenu(QStringLiteral("&Scanner"));
@@ -212,6 +220,7 @@ QtMainWindow::QtMainWindow() : parts_((InitializeIcons(), std::make_unique<Parts
   parts_->frame.setWindowIcon(NamedIcon("quillet"));
   parts_->MakeView();
   parts_->MakeToolbar();
+  parts_->KeepKeysFromButtons();
   parts_->MakeMenus();
   parts_->MakeProgress();
   parts_->ChooseSize();

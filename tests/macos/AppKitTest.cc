@@ -16,7 +16,7 @@ class GeneralPasteboardTest : public testing::Test {
 };
 
 TEST_F(GeneralPasteboardTest, ItIsClearedThenTheTypeIsDeclaredThenTheTextIsSet) {
-  pasteboard_.SetString("12\xC3\xA9 \xE2\x82\xAC\r\n");
+  EXPECT_TRUE(pasteboard_.SetString("12\xC3\xA9 \xE2\x82\xAC\r\n"));
   EXPECT_EQ(Calls(), (std::vector<std::string>{"clearContents",
                                                "declareTypes:owner:", "setString:forType:"}));
   const AppKit::Pasteboard& board = AppKit::Shared().pasteboard;
@@ -35,7 +35,7 @@ TEST_F(GeneralPasteboardTest, EachTextTakesThePlaceOfTheOneBefore) {
 
 TEST_F(GeneralPasteboardTest, BytesThatAreNoTextLeaveItEmpty) {
   pasteboard_.SetString("first");
-  pasteboard_.SetString("\xFF");
+  EXPECT_FALSE(pasteboard_.SetString("\xFF"));
   EXPECT_EQ(AppKit::Shared().pasteboard.text, std::nullopt);
   EXPECT_EQ(AppKit::Shared().pasteboard.types, std::vector<std::string>{kPlainText});
 }

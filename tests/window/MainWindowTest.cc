@@ -173,6 +173,13 @@ TEST_F(MainWindow, CaretShowsOnlyWhileTheKeyboardMovesIt) {
   EXPECT_GT(caret(), 0);
 }
 
+TEST_F(MainWindow, LineEndsTypedIntoTheWindowStartNoSecondRun) {
+  Button("Synchronize")->setFocus(Qt::TabFocusReason);
+  Press(Qt::Key_Space);
+  for (int i = 0; i < 10; ++i) Press(Qt::Key_Return);
+  EXPECT_EQ(pressed_, (Presses{{"synchronize", 1}}));
+}
+
 TEST_F(MainWindow, EmptyViewSaysWhatItIsFor) {
   EXPECT_FALSE(TextWidget()->placeholderText().isEmpty());
   EXPECT_EQ(window_.view().ShownText(), "");
