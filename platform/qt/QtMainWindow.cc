@@ -159,8 +159,8 @@ void QtMainWindow::Parts::MakeToolbar() {
   frame.setUnifiedTitleAndToolBarOnMac(true);
 }
 
-/// A run may type its records into whatever has the keyboard. Should that be this window, a line end
-/// must not press the button that has just been pressed, and so start the next run.
+/// A run may type its records into whatever has the keyboard. Should that be this window, a line
+/// end must not press the button that has just been pressed, and so start the next run.
 void QtMainWindow::Parts::KeepKeysFromButtons() {
   QObject::connect(&synchronize_action, &QAction::triggered, &record_view,
                    [this] { record_view.setFocus(); });
