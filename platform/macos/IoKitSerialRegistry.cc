@@ -8,8 +8,8 @@
 namespace quillet::platform::macos {
 namespace {
 
-// The class of serial clients and its properties, as <IOKit/serial/IOSerialKeys.h> has them. Type
-// "IOSerialStream" leaves modems out.
+// The class of serial clients and its properties, as <IOKit/serial/IOSerialKeys.h> has them. With
+// the type "IOSerialStream" the system matches streams of every type; a scanner may be any of them.
 constexpr char kSerialService[] = "IOSerialBSDClient";
 constexpr char kTypeKey[] = "IOSerialBSDClientType";
 constexpr char kStreamType[] = "IOSerialStream";

@@ -70,15 +70,30 @@ TEST_F(IoKitSerialRegistryTest, DevicesAreReadInTheOrderOfTheRegistry) {
 }
 
 TEST_F(IoKitSerialRegistryTest, OnlySerialStreamsAreAskedFor) {
-  system_.Attach({.name = "modem", .path = "/dev/cu.modem", .type = "IOModemSerialStream"});
   system_.Attach({.name = "disk", .path = "/dev/disk1", .serviceClass = "IOMedia"});
   EXPECT_EQ(Read(), Devices{}) << "where nothing matches there is no iterator";
   system_.Attach(kScanner);
   Calls().clear();
   EXPECT_EQ(Read(), (Devices{{"usbmodem14", "/dev/cu.usbmodem14"}}));
-  EXPECT_EQ(Calls(), (std::vector<std::string>{"IOServiceMatching IOSerialBSDClient",
-                                               "IOServiceGetMatchingServices IOSerialStream",
-                                               "IOObjectRelease iterator"}));
+  EXPECT_EQ(Calls(),
+            (std::vector<std::string>{"IOServiceMatching IOSerialBSDClient",
+                                      "IOServiceGetMatchingServices IOSerialStream",
+                                      "IOIteratorNext: no more", "IOObjectRelease iterator"}));
+}
+
+TEST_F(IoKitSerialRegistryTest, AScannerMayBeAStreamOfAnyType) {
+  const Service scanner{
+      .name = "usbmodem411", .path = "/dev/cu.usbmodem411", .type = "IOModemSerialStream"};
+  system_.Attach(scanner);
+  EXPECT_EQ(Read(), (Devices{{"usbmodem411", "/dev/cu.usbmodem411"}}));
+  int calls = 0;
+  port_ = registry_.CreateNotifyPort();
+  const Handle arrivals = Listen(Event::FirstMatch, calls);
+  Empty(arrivals);
+  system_.Plug(scanner);
+  EXPECT_EQ(system_.RunLoopTurn(), 1);
+  registry_.Release(arrivals);
+  registry_.DestroyNotifyPort(port_);
 }
 
 TEST_F(IoKitSerialRegistryTest, ADeviceWithoutACalloutPathLeavesItsPlaceToTheNext) {
@@ -149,7 +164,8 @@ TEST_F(IoKitSerialRegistryTest, ArmingAndDisarmingCallTheSystemInThisOrder) {
   registry_.Release(removals);
   registry_.DestroyNotifyPort(port_);
   EXPECT_EQ(Calls(),
-            (std::vector<std::string>{"IOObjectRelease iterator", "IOObjectRelease iterator",
+            (std::vector<std::string>{"IOObjectRelease iterator IOServiceFirstMatch",
+                                      "IOObjectRelease iterator IOServiceTerminate",
                                       "CFRunLoopRemoveSource", "IONotificationPortDestroy"}));
 }
 
@@ -203,12 +219,12 @@ TEST_F(IoKitSerialRegistryTest, EmptyingTheIteratorArmsItAgain) {
   registry_.DestroyNotifyPort(port_);
 }
 
-TEST_F(IoKitSerialRegistryTest, ModemsAreNotNotified) {
+TEST_F(IoKitSerialRegistryTest, OtherServicesAreNotNotified) {
   int calls = 0;
   port_ = registry_.CreateNotifyPort();
   const Handle arrivals = Listen(Event::FirstMatch, calls);
   Empty(arrivals);
-  system_.Plug({.name = "modem", .path = "/dev/cu.modem", .type = "IOModemSerialStream"});
+  system_.Plug({.name = "disk", .path = "/dev/disk1", .serviceClass = "IOMedia"});
   EXPECT_EQ(system_.RunLoopTurn(), 0);
   registry_.Release(arrivals);
   registry_.DestroyNotifyPort(port_);

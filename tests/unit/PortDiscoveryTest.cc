@@ -45,7 +45,7 @@ TEST_F(PortDiscoveryTest, AnArrivalWhileDisconnectedStartsAnAttemptAndOneWhileCo
   registry.Plug("usbmodem2", folder / "two");
   EXPECT_EQ(View(), "");
   EXPECT_EQ(ports.items(), before);
-  EXPECT_EQ(Attempts(), 2U);
+  EXPECT_FALSE(test::WaitFor([this] { return Attempts() > 2; }, std::chrono::seconds(1)));
 }
 
 TEST_F(PortDiscoveryTest, ARemovalDisconnectsWhenAPortOfAnotherNameIsMetFirst) {

@@ -17,6 +17,8 @@ constexpr CFTypeID kOtherType = 1;
 
 const std::string kDefaultModeName = "kCFRunLoopDefaultMode";
 
+constexpr CFStringEncoding kUtf8 = 0x08000100;  // kCFStringEncodingUTF8, a published value
+
 // Whose address tells one thread's loop from another's.
 thread_local char loop;
 thread_local std::set<CFRunLoopSourceRef> sources;
@@ -65,7 +67,7 @@ CFTypeID CFStringGetTypeID() {
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean isExternal) {
-  EXPECT_EQ(encoding, static_cast<CFStringEncoding>(kCFStringEncodingUTF8));
+  EXPECT_EQ(encoding, kUtf8);
   EXPECT_EQ(isExternal, 0);
   std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
   if (!IsUtf8(text)) return nullptr;
@@ -78,11 +80,14 @@ CFIndex CFStringGetLength(CFStringRef string) {
   return static_cast<CFIndex>(As<String>(string).text.size());
 }
 
-CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding) {
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
+  EXPECT_EQ(encoding, kUtf8);
   return length;
 }
 
-Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size, CFStringEncoding) {
+Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
+                           CFStringEncoding encoding) {
+  EXPECT_EQ(encoding, kUtf8);
   const std::string& text = As<String>(string).text;
   if (static_cast<std::size_t>(size) <= text.size()) return 0;
   text.copy(buffer, text.size());

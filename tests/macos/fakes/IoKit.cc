@@ -55,8 +55,11 @@ Registry& TheRegistry() {
   return registry;
 }
 
+/// <IOKit/serial/IOSerialKeys.h> names the type "IOSerialStream" kIOSerialBSDAllTypes: a dictionary
+/// with it matches the streams of every type.
 bool Matches(const Service& service, const std::string& serviceClass, const std::string& type) {
-  return service.serviceClass == serviceClass && (type.empty() || service.type == type);
+  return service.serviceClass == serviceClass &&
+         (type.empty() || type == "IOSerialStream" || service.type == type);
 }
 
 /// An iterator of the services that a dictionary matches; takes over a reference to it.
@@ -205,7 +208,10 @@ io_object_t IOIteratorNext(io_iterator_t handle) {
   }
   Iterator& iterator = found->second;
   iterator.armed = iterator.services.empty();
-  if (iterator.armed) return IO_OBJECT_NULL;
+  if (iterator.armed) {
+    Called("IOIteratorNext: no more");
+    return IO_OBJECT_NULL;
+  }
   registry.objects.emplace(++registry.lastHandle, iterator.services.front());
   iterator.services.pop_front();
   return registry.lastHandle;
@@ -213,7 +219,10 @@ io_object_t IOIteratorNext(io_iterator_t handle) {
 
 kern_return_t IOObjectRelease(io_object_t handle) {
   Registry& registry = TheRegistry();
-  if (registry.iterators.contains(handle)) Called("IOObjectRelease iterator");
+  if (const auto iterator = registry.iterators.find(handle); iterator != registry.iterators.end()) {
+    Called(iterator->second.kind.empty() ? "IOObjectRelease iterator"
+                                         : "IOObjectRelease iterator " + iterator->second.kind);
+  }
   if (registry.iterators.erase(handle) + registry.objects.erase(handle) > 0) return KERN_SUCCESS;
   ADD_FAILURE() << "an object is released that nobody holds";
   return KERN_INVALID_NAME;
@@ -246,6 +255,10 @@ IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort) {
 void IONotificationPortDestroy(IONotificationPortRef port) {
   Called("IONotificationPortDestroy");
   ASSERT_EQ(TheRegistry().ports.erase(port), 1U) << "a port that is gone";
+  for (const auto& [handle, iterator] : TheRegistry().iterators) {
+    EXPECT_NE(iterator.port, port) << "an iterator would outlive its port";
+  }
+  EXPECT_FALSE(IsOnRunLoop(port->source)) << "the run loop would outlive its source's port";
   CFRelease(port->source);
   delete port;
 }

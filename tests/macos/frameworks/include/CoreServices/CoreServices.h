@@ -18,7 +18,9 @@ typedef struct FSRef {
 typedef OptionBits LSLaunchFlags;  // LSLaunchFlags
 typedef struct AEDesc AppleEvent;  // AppleEvent
 
-// LSApplicationParameters
+// LSApplicationParameters. Its public declaration stands between "#pragma pack(push, 2)" and
+// "#pragma pack(pop)".
+#pragma pack(push, 2)
 typedef struct LSApplicationParameters {
   CFIndex version;
   LSLaunchFlags flags;
@@ -28,6 +30,13 @@ typedef struct LSApplicationParameters {
   CFArrayRef argv;
   AppleEvent* initialEvent;
 } LSApplicationParameters;
+#pragma pack(pop)
+
+#ifdef __cplusplus
+static_assert(sizeof(FSRef) == 80);
+static_assert(__builtin_offsetof(LSApplicationParameters, application) == 12);
+static_assert(sizeof(LSApplicationParameters) == 52);
+#endif
 
 OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory);  // FSPathMakeRef
 OSStatus LSOpenApplication(const LSApplicationParameters* parameters,
