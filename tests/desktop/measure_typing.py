@@ -7,17 +7,10 @@ import time
 from editors import Terminal
 from harness.case import Record, SystemTest, messages
 from harness.waiting import wait_until
-from test_typing import data_only
+from test_typing import data_only, long_texts
 
 _TIME = "2026-11-16 09:15:00"
-_LENGTH = 199  # with the line feed behind it a record has 200 characters
-_COUNT = 500
 _ROUNDS = 3
-_PRINTABLE = "".join(map(chr, range(0x20, 0x7F)))
-
-
-def _text(number):
-    return (f"{number:04d} " + _PRINTABLE * 3)[:_LENGTH]
 
 
 class TypingSpeed(SystemTest):
@@ -25,7 +18,7 @@ class TypingSpeed(SystemTest):
     def test_characters_per_second(self):
         """100,000 characters, three rounds of each in turn. The time is from the press of the
         button, or the start of the other program, to the last character read by the window."""
-        texts = [_text(number) for number in range(_COUNT)]
+        texts = long_texts()
         whole = "".join(text + "\n" for text in texts)
         data_only(destination=2).save()
         self.plugged_in_scanner([Record(6, text.encode(), _TIME) for text in texts],
@@ -57,7 +50,7 @@ class TypingSpeed(SystemTest):
         self.quillet.press("Clear")
         self.quillet.press("Synchronize")
         wait_until(lambda: self.quillet.view().endswith(
-            messages.count(_COUNT) + messages.FINISHED), "the end of the run", 100)
+            messages.count(len(long_texts())) + messages.FINISHED), "the end of the run", 100)
 
     def by_the_other(self):
         subprocess.run(["xdotool", "type", "--delay", "0", "--file", "/tmp/whole.txt"],

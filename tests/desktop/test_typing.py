@@ -11,6 +11,11 @@ _PRINTABLE = "".join(map(chr, range(0x20, 0x7F)))
 _EVERY_KEY = [_PRINTABLE, "tab\tand\ttab", "line\nin between", _PRINTABLE[::-1], "aAbBcC zZ 0 9"]
 
 
+def long_texts():
+    """500 different texts that make 100,000 characters with the line feeds behind them."""
+    return [(f"{number:04d} " + _PRINTABLE * 3)[:199] for number in range(500)]
+
+
 def data_only(**more):
     """Settings under which a record is its data with a line feed behind it."""
     return Settings(attach_serial=0, attach_timestamp=0, attach_type=0, data_delimiter=0,
@@ -52,6 +57,12 @@ class TypingTest(SystemTest):
 
     def test_text_field_reads_every_character_under_caps_lock(self):
         self.check_every_key(TextWindow, caps=True)
+
+    def test_hundred_thousand_characters_arrive_once_and_in_order(self):
+        texts = long_texts()
+        window = self.prepare(texts, Terminal, data_only(destination=2))
+        self.synchronize(len(texts))
+        window.wait_for_text("".join(text + "\n" for text in texts), limit=100)
 
     def test_caps_lock_is_followed_while_the_program_runs(self):
         window = self.prepare(["aBc"], TextWindow, data_only(destination=2))
