@@ -43,12 +43,13 @@ OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory
 OSStatus LSOpenApplication(const LSApplicationParameters* parameters,
                            ProcessSerialNumber* process) {
   EXPECT_EQ(process, nullptr);
-  EXPECT_EQ(parameters->version, 0);
-  EXPECT_EQ(parameters->flags, 1U);
-  EXPECT_EQ(parameters->asyncLaunchRefCon, nullptr);
-  EXPECT_EQ(parameters->environment, nullptr);
-  EXPECT_EQ(parameters->argv, nullptr);
-  EXPECT_EQ(parameters->initialEvent, nullptr);
+  // Not by reference: the packed structure does not align its members.
+  EXPECT_TRUE(parameters->version == 0);
+  EXPECT_TRUE(parameters->flags == 1U);
+  EXPECT_TRUE(parameters->asyncLaunchRefCon == nullptr);
+  EXPECT_TRUE(parameters->environment == nullptr);
+  EXPECT_TRUE(parameters->argv == nullptr);
+  EXPECT_TRUE(parameters->initialEvent == nullptr);
   LaunchServices& services = LaunchServices::Shared();
   if (!services.opens) return kApplicationFails;
   const std::string path = reinterpret_cast<const char*>(parameters->application->hidden);
