@@ -111,9 +111,9 @@ class Comparison::Composer final : public RecordComposer {
   using RecordComposer::RecordComposer;
 };
 
-Comparison::Comparison(Layout layout, std::uint64_t seed)
+Comparison::Comparison(Layout layout, std::uint64_t randomState)
     : layout_(layout),
-      random_(seed),
+      random_(randomState),
       log_(test::Immortal<Log>()),
       clock_(test::Immortal<Clock>()),
       owner_(test::Immortal<Owner>()),

@@ -37,7 +37,7 @@ std::string Summary(const Figures& figures);
 /// burst. Some are composed straight from a buffer that ends where they do.
 class Comparison {
  public:
-  Comparison(Layout layout, std::uint64_t seed);
+  Comparison(Layout layout, std::uint64_t randomState);
 
   /// Compares `records` records, each by itself and with settings of its own.
   void CompareRecords(std::int64_t records);

@@ -11,7 +11,7 @@ namespace quillet::oracle {
 namespace {
 
 constexpr std::int64_t kUsualCases = 100000;
-constexpr std::int64_t kUsualSeed = 1;
+constexpr std::int64_t kUsualRandomState = 1;
 
 std::int64_t FromEnvironment(const char* name, std::int64_t otherwise) {
   const char* const value = std::getenv(name);
@@ -23,13 +23,15 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
  protected:
   void Run(void (Comparison::*compare)(std::int64_t)) {
     const std::int64_t cases = FromEnvironment("QUILLET_ORACLE_CASES", kUsualCases);
-    const std::int64_t seed = FromEnvironment("QUILLET_ORACLE_SEED", kUsualSeed);
+    const std::int64_t randomState =
+        FromEnvironment("QUILLET_ORACLE_RANDOM_STATE", kUsualRandomState);
     ASSERT_GT(cases, 0);
     const auto begin = std::chrono::steady_clock::now();
     (comparison_.*compare)(cases);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
     const Figures& figures = comparison_.figures();
-    std::cout << "Seed " << seed << ": " << Summary(figures) << ", " << taken.count() << " s\n";
+    std::cout << "Random state " << randomState << ": " << Summary(figures) << ", " << taken.count()
+              << " s\n";
 
     EXPECT_EQ(figures.differences, 0);
     for (const std::string& example : figures.examples) ADD_FAILURE() << example;
@@ -42,8 +44,8 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     EXPECT_EQ(figures.cut > 0, GetParam() == Layout::k300Series);
   }
 
-  Comparison comparison_{
-      GetParam(), static_cast<std::uint64_t>(FromEnvironment("QUILLET_ORACLE_SEED", kUsualSeed))};
+  Comparison comparison_{GetParam(), static_cast<std::uint64_t>(FromEnvironment(
+                                         "QUILLET_ORACLE_RANDOM_STATE", kUsualRandomState))};
 };
 
 TEST_P(ComparisonTest, RecordsBecomeTheSameLines) {

@@ -9,11 +9,11 @@
 
 namespace quillet::oracle {
 
-/// Numbers that are the same for a seed on every machine, which the library's distributions do not
+/// Numbers that are the same for a state on every machine, which the library's distributions do not
 /// promise.
 class Random {
  public:
-  explicit Random(std::uint64_t seed) : engine_(seed) {}
+  explicit Random(std::uint64_t randomState) : engine_(randomState) {}
 
   std::uint64_t Next() { return engine_(); }
   /// 0 up to `limit` - 1.
