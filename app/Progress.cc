@@ -45,8 +45,8 @@ RunState SyncController::PresentRunState() const {
     run.phase = RunState::Phase::kBurst;
     run.expected = expected;
     // Within the body the length has been announced. Once it has all come and is being taken
-    // apart the state is still this one.
-    if (lumet->state == kBurstBody) {
+    // apart the state is still this one; so it is for good when no record can follow the length.
+    if (lumet->state == kBurstBody && lumet->totallength > kLengthBytes) {
       run.announced = lumet->totallength;
       run.bytes = lumet->writePtr;
       if (run.bytes >= run.announced) run.phase = RunState::Phase::kDelivering;

@@ -16,6 +16,9 @@ constexpr RunProgress::Time kLeastWindow = 800ms;
 // After how long without any change the scanner counts as silent.
 constexpr RunProgress::Time kSilence = 3s;
 
+// After how long nothing can be hoped for: the longest that any answer is waited for is 50 seconds.
+constexpr RunProgress::Time kHopelessSilence = 60s;
+
 constexpr const char* kSeparator = "  ·  ";
 
 // With one place behind the point. Not by way of the C library, which would ask the locale for it.
@@ -61,9 +64,13 @@ RunProgress::Shown RunProgress::Look(Time now, const RunState& state) {
   }
   Shown shown = Describe(now, state);
   const Time silent = now - lastChange_;
-  if (silent >= kSilence && state.phase != Phase::kGivenUp) {
+  if (silent < kSilence || state.phase == Phase::kGivenUp) return shown;
+  const std::string seconds = std::to_string(silent / 1s) + " s";
+  if (silent < kHopelessSilence) {
     shown.text += kSeparator;
-    shown.text += "nothing new for " + std::to_string(silent / 1s) + " s";
+    shown.text += "nothing new for " + seconds;
+  } else {
+    shown.text = "Nothing new for " + seconds + ". If it stays so, please start Quillet again.";
   }
   return shown;
 }

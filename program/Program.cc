@@ -32,6 +32,7 @@ void Program::Run(platform::SerialRegistry& registry) {
   delegate_.setSyncController(controller_);
   window_.Show();
   delegate_.applicationDidFinishLaunching();
+  platform::posix::LeaveLikewiseOnExit(log_);
   Leave(QApplication::exec());
 }
 

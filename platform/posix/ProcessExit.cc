@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 
 // The leak check of the address sanitizer, which otherwise runs as one of the exit handlers that
 // are passed over here. Nobody else defines it: it is absent, and its address null, in a program
@@ -32,6 +33,12 @@ void LeaveProcess(int status, SyslogLog& log) {
   std::fflush(nullptr);
   if (__lsan_do_leak_check != nullptr) __lsan_do_leak_check();
   _exit(status);
+}
+
+void LeaveLikewiseOnExit(SyslogLog& log) {
+  static SyslogLog* logOfExit = nullptr;
+  logOfExit = &log;
+  std::atexit([] { LeaveProcess(EXIT_FAILURE, *logOfExit); });
 }
 
 }  // namespace quillet::platform::posix

@@ -17,4 +17,11 @@ void EnsureStandardDescriptors();
 /// @param log     the program's log
 [[noreturn]] void LeaveProcess(int status, SyslogLog& log);
 
+/// From now on, a library that ends the process with exit() ends it in that same order, with status
+/// 1; the toolkit does so when the X server goes. Handlers that are registered later still run.
+/// To be called once, from any thread.
+///
+/// @param log  the program's log; it is never destroyed
+void LeaveLikewiseOnExit(SyslogLog& log);
+
 }  // namespace quillet::platform::posix

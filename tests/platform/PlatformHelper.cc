@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -54,8 +55,9 @@ struct DiesWhenDestroyed {
   ~DiesWhenDestroyed() { std::abort(); }
 };
 
-/// Leaves while another thread runs, with unflushed output and a log line still on its way.
-[[noreturn]] void Leave(int status) {
+/// Leaves while another thread runs, with unflushed output and a log line still on its way; or, with
+/// no status, as a library does that knows nothing of all that.
+[[noreturn]] void Leave(std::optional<int> status) {
   static const DiesWhenDestroyed never_destroyed;
   std::atexit([] { std::abort(); });
   std::thread([] {
@@ -66,7 +68,9 @@ struct DiesWhenDestroyed {
     std::fwrite(message.data(), 1, message.size(), stdout);
   });
   log.Write("a line of the log");
-  LeaveProcess(status, log);
+  if (status) LeaveProcess(*status, log);
+  quillet::platform::posix::LeaveLikewiseOnExit(log);
+  std::exit(7);
 }
 
 [[noreturn]] void LeaveLeaking() {
@@ -86,6 +90,7 @@ int main(int count, char** arguments) {
   if (what == "replace") return ReplaceFile(arguments[2], std::strtoul(arguments[3], nullptr, 10));
   if (what == "descriptors") return CheckDescriptors();
   if (what == "leave") Leave(std::atoi(arguments[2]));
+  if (what == "exit") Leave(std::nullopt);
   if (what == "leave-leaking") LeaveLeaking();
   std::cerr << "unknown: " << what << '\n';
   return 64;

@@ -34,6 +34,12 @@ TEST(ProcessExit, LeavingFlushesLogAndOutputAndRunsNoDestructor) {
   EXPECT_EQ(result.output, "a line of the log");
 }
 
+TEST(ProcessExit, ALibraryThatEndsTheProcessEndsItInTheSameOrder) {
+  const test::ProgramResult result = test::RunProgram({PLATFORM_HELPER, "exit"});
+  EXPECT_EQ(result.status, 1) << result.errors;
+  EXPECT_EQ(result.output, "a line of the log");
+}
+
 #ifdef QUILLET_CHECKS_LEAKS
 TEST(ProcessExit, LeavingChecksForLeaks) {
   const test::ProgramResult result = test::RunProgram({PLATFORM_HELPER, "leave-leaking"});

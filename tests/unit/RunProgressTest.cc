@@ -87,6 +87,16 @@ TEST(RunProgressTest, ASilentScannerIsSaidToBeSilent) {
   EXPECT_EQ(progress.Look(3150ms, OneByOne(5, 130)).text.find("nothing new"), std::string::npos);
 }
 
+TEST(RunProgressTest, ASilenceThatOutlastsEveryWaitIsSaidToNeedANewStart) {
+  RunProgress progress;
+  progress.Look(0ms, OneByOne(4, 130));
+  EXPECT_EQ(progress.Look(59999ms, OneByOne(4, 130)).text,
+            "Received 4 of 130 records  ·  nothing new for 59 s");
+  EXPECT_EQ(progress.Look(60000ms, OneByOne(4, 130)).text,
+            "Nothing new for 60 s. If it stays so, please start Quillet again.");
+  EXPECT_TRUE(progress.Look(60150ms, OneByOne(5, 130)).text.starts_with("Received 5 of 130"));
+}
+
 TEST(RunProgressTest, MoreThanExpectedIsNoMoreThanAll) {
   RunProgress progress;
   EXPECT_EQ(progress.Look(0ms, OneByOne(140, 130)).fraction, 1);
@@ -142,6 +152,16 @@ TEST_F(ProgressTest, ABurstIsShownByItsBytes) {
   controller.lumet->writePtr = 3000;
   controller.DisplayBarcode("one\r\n");
   EXPECT_EQ(After(150ms), "Delivered 1 of 130 records");
+}
+
+TEST_F(ProgressTest, ABurstThatSaysItIsItsLengthAloneIsStillWaitedFor) {
+  controller.synchronizeButton();
+  controller.lumet->SyncEndIndex = 130;
+  controller.lumet->commandType = 'P';
+  controller.lumet->state = kBurstBody;
+  controller.lumet->totallength = kLengthBytes;
+  controller.lumet->writePtr = 3000;
+  EXPECT_EQ(After(150ms), "Waiting for 130 records");
 }
 
 TEST_F(ProgressTest, ABurstOfNothingIsNotWaitedFor) {

@@ -125,6 +125,24 @@ class Quillet:
         wait_until(lambda: self.view().endswith(text),
                    lambda: f"the view to end with\n{text!r}\nIt shows\n{self.last_view!r}")
 
+    # The progress of a run, beside the view
+
+    def progress(self):
+        """The text beside the view; None while there is none."""
+        labels = [node.name for node in self._frame().descendants()
+                  if node.role == "label" and node.name != PORT_LIST]
+        return labels[0] if labels else None
+
+    def wait_for_progress(self, text):
+        wait_until(lambda: self._settled(self.progress) == text,
+                   lambda: f"the progress {text!r}; it is {self._settled(self.progress)!r}")
+
+    def wait_for_silence(self, text):
+        """Waits until the progress is this, and nothing new has come for some seconds."""
+        wait_until(lambda: (self._settled(self.progress) or "").startswith(
+                       f"{text}  ·  nothing new for "),
+                   lambda: f"silence behind {text!r}; it is {self._settled(self.progress)!r}")
+
     # The toolbar
 
     def _buttons(self):

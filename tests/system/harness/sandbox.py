@@ -12,6 +12,7 @@ import subprocess
 
 PYTHON = "/usr/bin/python3"
 _SEARCH_PATH = "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin"
+_ROOM = 64 << 20  # bytes for /Users, so that a disk can be full
 _OWN = {"dev", "proc", "tmp", "run", "Users"}
 
 # What has to be installed, and Debian's package of it.
@@ -62,8 +63,9 @@ def command(inner, visible, environment):
     `visible` are paths that must be there, `environment` are variables besides the usual ones.
     """
     arguments = ["bwrap", *_machine(), "--dev", "/dev", "--proc", "/proc"]
-    for folder in ("/tmp", "/run", "/Users"):
+    for folder in ("/tmp", "/run"):
         arguments += ["--tmpfs", folder]
+    arguments += ["--size", str(_ROOM), "--tmpfs", "/Users"]
     # These may lie in one of the folders that were just hidden.
     for path in visible:
         arguments += ["--ro-bind", path, path]

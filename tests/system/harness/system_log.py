@@ -23,12 +23,14 @@ class SystemLog:
         self._thread.start()
 
     def _receive(self):
+        # A buffer of its own for each would be as many mappings of memory, which are limited.
+        buffer = memoryview(bytearray(1 << 20))
         while True:
-            datagram = self._socket.recv(1 << 20)
-            if not datagram:
+            size = self._socket.recv_into(buffer)
+            if not size:
                 return
             with self._lock:
-                self._lines.append(datagram)
+                self._lines.append(bytes(buffer[:size]))
 
     def remove_socket(self):
         """From now on the system has no log."""

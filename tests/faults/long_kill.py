@@ -1,0 +1,75 @@
+"""The program is killed while it writes the file."""
+
+import os
+import random
+import signal
+import time
+
+from fault_case import FOLDER, PATH, FaultTest, some_records
+from harness.product import Quillet
+
+_KILLS = 250
+_LONGEST_DELAY = 0.030  # seconds from the first sign of the file to the end
+_OLD_LINES = 100_000
+
+
+class KillCase(FaultTest):
+
+    def check(self, number):
+        """An eight-megabyte file to which a run's records are added is the old one or the new one,
+        whole, whenever the program is killed."""
+        chance = random.Random(number)
+        self.begin(some_records(64), auto_sync=1, append_data=1)
+        old = "".join(f"{line:08d} a line that was saved yesterday, and that is to stay so\r\n"
+                      for line in range(_OLD_LINES))
+        new = old + self.text()
+        counts = {"old": 0, "new": 0}
+        left = 0
+        for _ in range(_KILLS):
+            with open(PATH, "w", encoding="ascii", newline="") as file:
+                file.write(old)
+            self.quillet = Quillet(self.desktop, self.devices)
+            self.kill_while_writing(chance.uniform(0, _LONGEST_DELAY))
+            with open(PATH, encoding="utf-8", newline="") as file:
+                text = file.read()
+            self.assertIn(text, (old, new))
+            counts["old" if text == old else "new"] += 1
+            for name in self.temporary_files():
+                left += 1
+                os.unlink(f"{FOLDER}/{name}")
+        print(f"{type(self).__name__}: {_KILLS} kills, {counts}, {left} temporary files left",
+              flush=True)
+        self.quillet = None
+
+    def temporary_files(self):
+        return [name for name in os.listdir(FOLDER) if name.startswith(".out.txt.quillet-")]
+
+    def kill_while_writing(self, delay):
+        pause = 0.0002
+        end = time.monotonic() + 60
+        while not self.temporary_files():
+            self.assertLess(time.monotonic(), end, "no file was begun")
+            time.sleep(pause)
+        time.sleep(delay)
+        self.quillet.process.send(signal.SIGKILL)
+        self.quillet.process.wait()
+
+
+class FirstKillTest(KillCase):
+    def test_old_or_new(self):
+        self.check(1)
+
+
+class SecondKillTest(KillCase):
+    def test_old_or_new(self):
+        self.check(2)
+
+
+class ThirdKillTest(KillCase):
+    def test_old_or_new(self):
+        self.check(3)
+
+
+class FourthKillTest(KillCase):
+    def test_old_or_new(self):
+        self.check(4)

@@ -1,0 +1,100 @@
+"""The cable is pulled after every byte of a whole session."""
+
+import re
+
+from fault_case import OLD, PATH, FaultTest, messages, some_records
+from harness.waiting import wait_until
+
+_SENT_OR_RECEIVED = re.compile(r"^[\d.]+ [<>] ((?:[0-9a-f]{2} )+) ", re.MULTILINE)
+
+
+class EveryByte(FaultTest):
+    """One whole session, from plugging in to the saved file, is measured; then as many more are
+    cut, each after one byte more. The sessions are shared out among the classes below."""
+
+    PARTS = 4
+
+    def session_bytes(self, scanner):
+        return sum(len(bytes.fromhex(line)) for line in _SENT_OR_RECEIVED.findall(
+            scanner.transcript()))
+
+    def check(self, part, **settings):
+        model = settings.pop("model", "old")
+        scanner = self.begin(some_records(3), auto_sync=1, scanner={"model": model}, **settings)
+        whole = messages.STARTED + messages.connecting() + messages.file_run(3, PATH)
+        self.start().wait_for_view(whole)
+        self.assert_file(PATH, self.text())
+        self.close()
+        total = self.session_bytes(scanner)
+        outcomes = {"not connected": 0, "run lost": 0, "file saved": 0}
+        for count in range(1 + part, total, self.PARTS):
+            with self.subTest(bytes=count):
+                outcomes[self.cut_session(scanner, count)] += 1
+        print(f"{type(self).__name__}: {total} bytes, {sum(outcomes.values())} sessions cut, "
+              f"{outcomes}", flush=True)
+        scanner.unplug()
+        scanner.plug_in()
+        self.start().wait_for_view(whole)
+        self.assert_file(PATH, self.text())
+
+    def cut_session(self, scanner, count):
+        self.put_old_file()
+        scanner.unplug()
+        scanner.plug_in()
+        scanner.fault(f"after-bytes {count} unplug")
+        quillet = self.start()
+        scanner.wait_until_line_is_down()
+        scanner.leave_socket()
+        # Once when it begins to listen, and once for the scanner.
+        wait_until(lambda: self.log.lines(quillet.pid).count("deviceRemoved") == 2,
+                   "the program to notice")
+        connected = messages.connected() in quillet.view()
+        self.close()
+        with open(PATH, encoding="utf-8", newline="") as file:
+            text = file.read()
+        self.assertIn(text, (OLD, self.text()))
+        self.assert_no_stray_files(PATH)
+        scanner.plug_in()
+        if text != OLD:
+            return "file saved"
+        return "run lost" if connected else "not connected"
+
+
+class BurstFirstTest(EveryByte):
+    def test_every_byte(self):
+        self.check(0)
+
+
+class BurstSecondTest(EveryByte):
+    def test_every_byte(self):
+        self.check(1)
+
+
+class BurstThirdTest(EveryByte):
+    def test_every_byte(self):
+        self.check(2)
+
+
+class BurstFourthTest(EveryByte):
+    def test_every_byte(self):
+        self.check(3)
+
+
+class OneByOneFirstTest(EveryByte):
+    def test_every_byte(self):
+        self.check(0, model="300", burst_sync=0)
+
+
+class OneByOneSecondTest(EveryByte):
+    def test_every_byte(self):
+        self.check(1, model="300", burst_sync=0)
+
+
+class OneByOneThirdTest(EveryByte):
+    def test_every_byte(self):
+        self.check(2, model="300", burst_sync=0)
+
+
+class OneByOneFourthTest(EveryByte):
+    def test_every_byte(self):
+        self.check(3, model="300", burst_sync=0)

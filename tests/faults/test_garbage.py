@@ -1,0 +1,182 @@
+"""Bytes that are no answer, and answers that say something wrong about themselves."""
+
+from fault_case import PATH, FaultTest, Record, messages, some_records
+
+_HARMLESS = '"garbage" 00 ff 0a 1b'  # no end of an answer in it, and no 0x03 in front
+_ROOM = 4 << 20  # bytes of a burst that the program keeps
+_FIRST_RECORD = 3 + 19  # bytes of a burst of records of 13 characters: its length, and one of them
+
+
+class GarbageTest(FaultTest):
+
+    def restart(self):
+        """What a user does when nothing goes on: the window is closed, the scanner plugged in
+        again, and the program started anew."""
+        self.close()
+        self.scanners[0].unplug()
+        self.scanners[0].plug_in()
+        self.start_connected()
+
+    def check_lost_run(self, fault, progress, **settings):
+        """A run that never ends, because of what the scanner sends, harms nothing, and the next one
+        after a restart is whole."""
+        scanner = self.begin(some_records(3), **settings)
+        quillet = self.start_connected()
+        scanner.fault(fault)
+        quillet.press("Synchronize")
+        quillet.wait_for_silence(progress)
+        self.assertEqual(messages.RUN_STARTED, quillet.view().rstrip("."))
+        self.assert_old_file()
+        self.restart()
+        self.synchronize()
+
+    def test_behind_every_answer(self):
+        scanner = self.begin(some_records(3))
+        scanner.fault(f"on any every after {_HARMLESS}")
+        self.start_connected()
+        self.synchronize()
+
+    def test_before_the_serial_number(self):
+        scanner = self.begin(some_records(1))
+        scanner.fault('on M 1 before "xx"')
+        quillet = self.start()
+        quillet.wait_for_view(messages.STARTED + messages.connecting(serial="040057"))
+        self.clear()
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(1, PATH))
+        self.assert_file(PATH, self.text(serial="xx21040057"))
+
+    def test_before_the_count(self):
+        scanner = self.begin(some_records(3))
+        self.start_connected()
+        scanner.fault("on N 1 before ff")
+        self.synchronize()
+
+    def test_before_the_count_one_by_one(self):
+        scanner = self.begin(some_records(3), burst_sync=0)
+        quillet = self.start_connected()
+        scanner.fault("on N 1 before ff")
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.EMPTY_RUN)
+        self.assert_old_file()
+        self.clear()
+        self.synchronize()
+
+    def test_before_a_burst(self):
+        self.check_lost_run("on P 1 before ff",
+                            "3 records  ·  0.1 of 16711.7 kB")
+
+    def test_between_the_records_of_a_burst(self):
+        # It counts as a record of its own that is longer than what is left.
+        scanner = self.begin(some_records(3))
+        quillet = self.start_connected()
+        scanner.fault(f"on P 1 within {_FIRST_RECORD} ff")
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(2, PATH))
+        with open(PATH, encoding="utf-8", newline="") as file:
+            self.assertEqual(self.text(self.records[:1]), file.readline())
+        self.clear()
+        self.synchronize()
+
+    def test_before_a_record(self):
+        # What follows it is taken for its rest, until something ends an answer.
+        self.check_lost_run("on p1# 1 before ff", "Received 1 of 3 records", burst_sync=0)
+
+    def test_burst_that_says_it_has_no_bytes(self):
+        self.check_lost_run("on P 1 length 0", "Waiting for 3 records")
+
+    def test_burst_that_says_it_is_its_length_alone(self):
+        self.check_lost_run("on P 1 length 3", "Waiting for 3 records")
+
+    def test_burst_that_says_it_is_longer(self):
+        self.check_lost_run("on P 1 length 70",
+                            "3 records  ·  0.1 of 0.1 kB")
+
+    def test_burst_that_says_it_is_huge(self):
+        self.check_lost_run("on P 1 length 16777215",
+                            "3 records  ·  0.1 of 16777.2 kB")
+
+    def check_shorter(self, bytes_less, whole, **more):
+        """A burst that says it is shorter than it is: the records that are whole come whole."""
+        scanner = self.begin(some_records(3), **more)
+        quillet = self.start_connected()
+        size = 3 + 3 * 19
+        scanner.fault(f"on P 1 length {size - bytes_less}")
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(3 if bytes_less == 1 else whole, PATH))
+        with open(PATH, encoding="utf-8", newline="") as file:
+            lines = file.readlines()
+        self.assertEqual(self.text(self.records[:whole]), "".join(lines[:whole]))
+        self.clear()
+        self.synchronize()
+
+    def test_burst_that_says_it_is_a_byte_shorter(self):
+        self.check_shorter(1, 2)
+
+    def test_burst_that_says_it_is_a_record_shorter(self):
+        self.check_shorter(19, 2)
+
+    def check_lengths_within(self, model, *frames):
+        """Records of a burst that say something wrong about their own length end in good order."""
+        scanner = self.begin(some_records(3), scanner={"model": model})
+        quillet = self.start_connected()
+        for frame in frames:
+            scanner.fault(f"on P 1 answer 00 00 {len(frame) + 3:02x} {frame.hex(' ')}")
+            quillet.press("Synchronize")
+            quillet.wait_for_view_end(messages.FINISHED)
+            self.clear()
+        self.synchronize()
+
+    def test_lengths_within_a_burst(self):
+        self.check_lengths_within("old", bytes(20), b"\xff" * 20, b"\x01" * 20,
+                                  b"\x10\x06" + b"a" * 18)
+
+    def test_lengths_within_a_burst_of_the_300_series(self):
+        self.check_lengths_within("300", bytes(20), b"\xff" * 20, b"\x00\x01" * 10,
+                                  b"\x00\x10\x06" + b"a" * 17)
+
+    def test_record_that_says_it_has_no_bytes(self):
+        self.check_lost_run("on p1# 1 length 0", "Received 1 of 3 records",
+                            burst_sync=0)
+
+    def test_more_than_fits(self):
+        # A burst can announce four times as much as there is room for. What does not fit is left
+        # out, and the number that is shown tells.
+        data = bytes(range(0x20, 0x7F)) * 2
+        self.begin([Record(6, data, "2026-11-16 09:15:00")] * 22_000,
+                   scanner={"options": ["--speed", "unlimited"]})
+        quillet = self.start_connected()
+        quillet.press("Synchronize")
+        fits = (_ROOM - 3) // (len(data) + 6)
+        quillet.wait_for_view(messages.file_run(fits, PATH))
+        self.assert_file(PATH, self.text(self.records[:fits]))
+        self.clear()
+        self.scanners[0].fault("on N 1 answer 00 00 00 00 40")
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.EMPTY_RUN)
+
+
+class CountTest(FaultTest):
+
+    def check(self, count, *, dots=None, **settings):
+        self.begin(some_records(count), scanner={"options": ["--speed", "unlimited"]}, **settings)
+        self.start_connected()
+        self.synchronize()
+
+    def test_1(self):
+        self.check(1)
+
+    def test_33_one_by_one(self):
+        self.check(33, burst_sync=0)
+
+    def test_64_one_by_one(self):
+        self.check(64, burst_sync=0)
+
+    def test_8448(self):
+        self.check(8448)
+
+    def test_16384(self):
+        self.check(16384)
+
+    def test_100000(self):
+        self.check(100000)

@@ -1,0 +1,112 @@
+"""Commands that are answered never, or late."""
+
+from fault_case import (BURST, CHAIN, FAILED_ATTEMPT, END_OF_ANSWER, PATH, FaultTest, messages,
+                        some_records)
+
+# The answer to each command of the start, for when it comes after all.
+_LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
+_TOO_LATE_MS = 5500  # an answer is waited for 5 seconds
+_IN_TIME_MS = 4500
+
+
+class SilenceTest(FaultTest):
+
+    def test_each_command_of_the_start(self):
+        scanner = self.begin(some_records(3))
+        quillet = self.start_connected()
+        for command, answer in _LATE.items():
+            with self.subTest(command):
+                quillet.press("Disconnect")
+                quillet.wait_for_view(messages.disconnected())
+                quillet.wait_for_connect_label("Connect")
+                before = len(scanner.commands())
+                scanner.fault(f"on {command} 1 silence")
+                quillet.choose_port(1)
+                quillet.press("Connect")
+                text = messages.disconnected() + messages.ATTEMPT + messages.trying()
+                quillet.wait_for_view(text + messages.FAILED)
+                sent = CHAIN[:CHAIN.index(command) + 1]
+                self.assertEqual(sent, scanner.commands()[before:])
+                scanner.fault(f"at 0ms send {answer}")
+                quillet.wait_for_view(text + messages.FAILED + messages.connected()
+                                      + messages.CLOCK_SET)
+                quillet.wait_for_connect_label("Disconnect")
+                self.clear()
+        self.synchronize()
+
+    def test_wake_up_of_a_run(self):
+        records = some_records(3)
+        scanner = self.begin(records)
+        quillet = self.start_connected()
+        before = scanner.all_commands()
+        for number in range(1, 6):
+            scanner.fault(f"on W {number} ignore")
+        quillet.press("Synchronize")
+        quillet.wait_for_progress("The scanner did not answer. Please start Quillet again.")
+        self.assertEqual([*before, *["W"] * 5], scanner.all_commands())
+        for label in ("Synchronize", "Disconnect", "Clear"):
+            quillet.press(label)
+        self.assertEqual(messages.RUN_STARTED, quillet.view())
+        self.assert_old_file()
+        self.close()
+        self.start_connected()
+        self.synchronize()
+
+    def check_late(self, delay):
+        """Answers of a run that are late by so much change nothing but how long it takes."""
+        scanner = self.begin(some_records(3), clear_memory=1)
+        quillet = self.start_connected()
+        for command in ("N", "GS1", "GS0", "E"):
+            scanner.fault(f"on {command} 1 delay {delay}")
+        before = scanner.commands()
+        quillet.press("Synchronize")
+        run = messages.file_run(3, PATH).replace(messages.FINISHED,
+                                                 messages.ERASED + messages.FINISHED)
+        quillet.wait_for_view(run)
+        self.assert_file(PATH, self.text())
+        scanner.wait_for_commands([*before, *BURST, "E"])
+        quillet.press("Synchronize")
+        quillet.wait_for_view(run + messages.EMPTY_RUN)
+        self.assert_file(PATH, self.text())
+
+    def test_answers_of_a_run_just_in_time(self):
+        self.check_late(_IN_TIME_MS)
+
+    def test_answers_of_a_run_too_late(self):
+        self.check_late(_TOO_LATE_MS)
+
+    def test_unanswered_end_of_a_run_keeps_its_records_until_an_answer_comes(self):
+        scanner = self.begin(some_records(3))
+        quillet = self.start_connected()
+        scanner.fault("on GS0 1 silence")
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.RUN_STARTED + ".")
+        quillet.wait_for_silence("Received 3 records")
+        self.assert_old_file()
+        scanner.fault(END_OF_ANSWER)
+        quillet.wait_for_view(messages.file_run(3, PATH))
+        self.assert_file(PATH, self.text())
+
+    def test_record_that_is_not_answered_is_left_out(self):
+        records = some_records(4)
+        scanner = self.begin(records, burst_sync=0)
+        quillet = self.start_connected()
+        scanner.fault("on p1# 1 ignore")
+        quillet.press("Synchronize")
+        rest = [*records[:1], *records[2:]]
+        quillet.wait_for_view(messages.file_run(3, PATH))
+        self.assert_file(PATH, self.text(rest))
+        self.clear()
+        self.synchronize()
+
+    def test_record_just_in_time(self):
+        scanner = self.begin(some_records(4), burst_sync=0)
+        self.start_connected()
+        scanner.fault(f"on p1# 1 delay {_IN_TIME_MS}")
+        self.synchronize()
+
+    def test_wake_up_just_in_time(self):
+        scanner = self.begin(some_records(4))
+        self.start_connected()
+        scanner.fault("on W 1 delay 400")
+        self.synchronize()
