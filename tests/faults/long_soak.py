@@ -4,6 +4,7 @@ import random
 import time
 
 from fault_case import END_OF_ANSWER, FaultTest, messages, some_records
+from harness.settings import PATH as SETTINGS_PATH
 from harness.settings_window import SettingsWindow
 from harness.waiting import wait_until
 
@@ -20,7 +21,7 @@ class SoakTest(FaultTest):
         self.device = self.begin(some_records(40))
         self.second = self.scanner(some_records(2), serial="2104009999", node="ttyACM1",
                                    place="3-2:1.0")
-        self.window = SettingsWindow(self.desktop, self.start_connected())
+        self.start_connected()
         ways = [self.run_once, self.run_once, self.change_settings, self.connect_again,
                 self.plug_again, self.unplug_in_a_run, self.other_devices, self.scan]
         counts = {way.__name__: 0 for way in ways}
@@ -37,27 +38,25 @@ class SoakTest(FaultTest):
         self.quillet.wait_for_view_end(messages.count(len(self.records)) + messages.FINISHED)
 
     def change_settings(self):
-        self.window.open()
+        window = SettingsWindow(self.desktop, self.quillet)
+        window.open()
         for name in self.chance.sample(_TOGGLED, 3):
-            self.window.box(name).act("Toggle")
-        self.window.press(self.chance.choice(["Save", "Cancel"]))
-        self.window.wait_until_closed()
-
-    def wait_until_connected(self):
-        self.quillet.wait_for_connect_label("Disconnect")
+            window.box(name).act("Toggle")
+        window.press(self.chance.choice(["Save", "Cancel"]))
+        window.wait_until_closed()
 
     def connect_again(self):
         self.quillet.press("Disconnect")
         self.quillet.wait_for_connect_label("Connect")
         self.quillet.choose_port(1)
         self.quillet.press("Connect")
-        self.wait_until_connected()
+        self.quillet.wait_for_connect_label("Disconnect")
 
     def plug_again(self):
         self.device.unplug()
         self.quillet.wait_for_connect_label("Connect")
         self.device.plug_in()
-        self.wait_until_connected()
+        self.quillet.wait_for_connect_label("Disconnect")
 
     def unplug_in_a_run(self):
         self.device.fault(f"after-sent {self.chance.randrange(1, 400)} unplug")
@@ -67,13 +66,20 @@ class SoakTest(FaultTest):
         self.quillet.wait_for_connect_label("Connect")
         self.device.plug_in()
 
-        # What is still waited for has its end, whatever it is, and with it the run.
-        def is_over():
+        # What is still waited for has its end, whatever it is.
+        def is_connected():
             self.device.fault(END_OF_ANSWER)
             time.sleep(1)
-            return (messages.FINISHED in self.quillet.view()
-                    and self.quillet.connect_label() == "Disconnect")
-        wait_until(is_over, "the run to end and the scanner to be connected again", limit=120)
+            return self.quillet.connect_label() == "Disconnect"
+        wait_until(is_connected, "the scanner to be connected again", limit=120)
+        if messages.FINISHED not in self.quillet.view():
+            # The new connection has taken the place of the run, which will not end any more.
+            self.close()
+            self.start_connected(clock_set=self.clock_set())
+
+    def clock_set(self):
+        with open(SETTINGS_PATH, encoding="ascii") as file:
+            return file.read()[5] == "1"
 
     def other_devices(self):
         converter = self.devices.add_converter()

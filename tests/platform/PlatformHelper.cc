@@ -55,8 +55,8 @@ struct DiesWhenDestroyed {
   ~DiesWhenDestroyed() { std::abort(); }
 };
 
-/// Leaves while another thread runs, with unflushed output and a log line still on its way; or, with
-/// no status, as a library does that knows nothing of all that.
+/// Leaves while another thread runs, with unflushed output and a log line still on its way; or,
+/// with no status, as a library does that knows nothing of all that.
 [[noreturn]] void Leave(std::optional<int> status) {
   static const DiesWhenDestroyed never_destroyed;
   std::atexit([] { std::abort(); });
