@@ -31,6 +31,11 @@ class ResourcesCase(FaultTest):
         return {"descriptors": len(os.listdir(f"/proc/{pid}/fd")),
                 "threads": _status(pid, "Threads"), "resident KiB": _status(pid, "VmRSS")}
 
+    def assert_no_more(self, before, after):
+        """There may be fewer: threads of the toolkit end when they have had nothing to do."""
+        self.assertLessEqual(after["descriptors"], before["descriptors"])
+        self.assertLessEqual(after["threads"], before["threads"])
+
 
 class CyclesTest(ResourcesCase):
 
@@ -52,8 +57,7 @@ class CyclesTest(ResourcesCase):
         self.synchronize()
         print(f"{_CYCLES} cycles of connecting: before {before}, after {after}", flush=True)
         self.assertEqual(1 + _CYCLES, scanner.commands().count("C"))
-        self.assertEqual(before["descriptors"], after["descriptors"])
-        self.assertEqual(before["threads"], after["threads"])
+        self.assert_no_more(before, after)
 
 
 class RunsTest(ResourcesCase):
@@ -71,5 +75,4 @@ class RunsTest(ResourcesCase):
         print(f"{_RUNS} runs: first {samples[0][1]}, last {samples[-1][1]}\n"
               f"  resident KiB every {_SAMPLE_EVERY} runs: {[kib for _run, kib in resident]}\n"
               f"  slope from run {settled[0][0]} on: {_slope(settled):.3f} KiB per run", flush=True)
-        self.assertEqual(samples[1][1]["descriptors"], samples[-1][1]["descriptors"])
-        self.assertEqual(samples[1][1]["threads"], samples[-1][1]["threads"])
+        self.assert_no_more(samples[0][1], samples[-1][1])
