@@ -62,6 +62,13 @@ class GarbageTest(FaultTest):
         self.clear()
         self.synchronize()
 
+    def test_pause_in_a_count_that_holds_the_end_of_an_answer(self):
+        # 33 is 0x21, an exclamation mark; the last byte answers what is asked next.
+        scanner = self.begin(some_records(33))
+        self.start_connected()
+        scanner.fault("on N 1 chunks 4 250")
+        self.synchronize()
+
     def test_before_a_burst(self):
         self.check_lost_run("on P 1 before ff",
                             "3 records  ·  0.1 of 16711.7 kB")
