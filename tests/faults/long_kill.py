@@ -17,7 +17,7 @@ _PATIENCE = 30  # seconds for a run; one whose wake-ups a stalled machine has ke
 class KillCase(FaultTest):
 
     def check(self, number):
-        """An eight-megabyte file to which a run's records are added is the old one or the new one,
+        """A file of some megabytes to which a run's records are added is the old one or the new one,
         whole, whenever the program is killed."""
         chance = random.Random(number)
         self.begin(some_records(64), auto_sync=1, append_data=1)
