@@ -13,12 +13,19 @@ class SyncController;
 /// The application object: hears when the program has started and when its window closes.
 class QuilletAppDelegate {
  public:
+  /// @param log        outlives this object, as does `mainQueue`
+  /// @param mainQueue  the queue of changes of controls
   QuilletAppDelegate(platform::SystemLog& log, platform::MainQueue& mainQueue)
       : log_(log), mainQueue_(mainQueue) {}
 
+  /// The main window; not owned.
   platform::Window* window() const { return window_; }
+  /// Sets the main window. Before the program is brought up.
   void setWindow(platform::Window* window) { window_ = window; }
+
+  /// The controller; not owned.
   SyncController* syncController() const { return syncController_; }
+  /// Sets the controller. Before the program is brought up.
   void setSyncController(SyncController* controller) { syncController_ = controller; }
 
   /// Brings the program up. `window` and `syncController` must be set. Main thread, once.

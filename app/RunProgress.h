@@ -9,6 +9,7 @@ namespace quillet {
 
 /// What can be seen of a run at one moment.
 struct RunState {
+  /// How far the run is.
   enum class Phase {
     kPreparing,   ///< the scanner has not yet been asked for records
     kRecords,     ///< they come one by one
@@ -17,12 +18,13 @@ struct RunState {
     kClosing,     ///< they have all been delivered
     kGivenUp,     ///< the scanner could not be woken; the run will not go on
   };
-  Phase phase = Phase::kPreparing;
-  std::int32_t records = 0;    ///< records that have been delivered
-  std::int32_t expected = 0;   ///< records that the scanner holds
-  std::int32_t bytes = 0;      ///< of a burst, received
-  std::int32_t announced = 0;  ///< of a burst, to come in all; 0 while that is not known
+  Phase phase = Phase::kPreparing;  ///< how far it is
+  std::int32_t records = 0;         ///< records that have been delivered
+  std::int32_t expected = 0;        ///< records that the scanner holds
+  std::int32_t bytes = 0;           ///< of a burst, received
+  std::int32_t announced = 0;       ///< of a burst, to come in all; 0 while that is not known
 
+  /// Whether all of it is the same.
   bool operator==(const RunState&) const = default;
 };
 
@@ -30,16 +32,21 @@ struct RunState {
 /// come, how fast it comes, and how long the rest will take. One object per run.
 class RunProgress {
  public:
+  /// Time since any fixed moment.
   using Time = std::chrono::milliseconds;
 
+  /// What is shown.
   struct Shown {
-    std::string text;
+    std::string text;      ///< UTF-8, one line
     double fraction = -1;  ///< 0 to 1, negative when not known
 
+    /// Whether all of it is the same.
     bool operator==(const Shown&) const = default;
   };
 
-  /// @param now  a clock that never goes back
+  /// What is to be shown now.
+  /// @param now    a clock that never goes back
+  /// @param state  the run as it is seen now
   Shown Look(Time now, const RunState& state);
 
  private:

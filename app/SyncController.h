@@ -36,6 +36,7 @@ class QuilletAppDelegate;
 
 /// What the program needs of the system and the toolkit. Everything outlives the controller.
 struct Platform {
+  ///@{ One each, of the system's or the toolkit's own.
   platform::SystemLog& log;
   platform::Clock& clock;
   platform::FileStore& files;
@@ -47,10 +48,12 @@ struct Platform {
   platform::KeyEvents& keyEvents;
   platform::Pasteboard& pasteboard;
   platform::Applications& applications;
+  ///@}
 };
 
 /// The controls in the main window that are the controller's. Main thread.
 struct MainWindowControls {
+  ///@{ Named for what it shows or does.
   platform::TextView& barcodeView;
   platform::PopUpList& portList;
   platform::ToolbarItem& connectTavo;
@@ -58,11 +61,13 @@ struct MainWindowControls {
   platform::ToolbarItem& synchronize;
   platform::ToolbarItem& clearview;
   platform::ProgressDisplay& progress;
+  ///@}
 };
 
 /// The controls in the settings window that are the controller's. The lists are handed in empty: it
 /// puts the titles in. Main thread.
 struct SettingsWindowControls {
+  ///@{ Named for its setting; see `Settings`.
   platform::Window& settingsWindow;
   platform::CheckBox& attachserial;
   platform::CheckBox& attachtimestamp;
@@ -82,6 +87,7 @@ struct SettingsWindowControls {
   platform::PushButton& newfileButton;
   platform::PushButton& savewindow;
   platform::PushButton& cancelwindow;
+  ///@}
   platform::TextDisplay& olderSample;      ///< what a line of an older scanner will look like
   platform::TextDisplay& series300Sample;  ///< and one of the 300 series
 };
@@ -107,8 +113,12 @@ class SyncController final : public LumetDelegate,
                              public MainWindowControls,
                              public SettingsWindowControls {
  public:
-  static constexpr std::int32_t kMaximumPorts = 32;
+  static constexpr std::int32_t kMaximumPorts = 32;  ///< ports that are looked at
 
+  /// @param platform          what it needs of the system; the parts outlive it
+  /// @param controls          of the main window
+  /// @param settingsControls  of the settings window
+  /// @param dataFolder        absolute path of the folder for settings and output files
   SyncController(const Platform& platform, const MainWindowControls& controls,
                  const SettingsWindowControls& settingsControls,
                  std::string dataFolder = kDataFolder);
@@ -117,11 +127,14 @@ class SyncController final : public LumetDelegate,
 
   // --- Start-up (app/SyncController.cc); main thread --------------------------------------------
 
+  /// The application object, which shows the window's title; not owned.
   QuilletAppDelegate* delegate() const { return delegate_; }
+  /// Sets the application object. Before Initialize.
   void setDelegate(QuilletAppDelegate* application) { delegate_ = application; }
 
   /// A text that is stored as a copy. Any thread.
   const std::string& string() const { return string_.Get(); }
+  /// Stores a copy of the text. Any thread.
   void setString(std::string_view text) { string_.Set(text); }
 
   /// Brings the controller up; called once. Afterwards an automatic attempt to connect is running.
@@ -129,6 +142,8 @@ class SyncController final : public LumetDelegate,
 
   // --- Connection (app/ConnectionManager.cc) ----------------------------------------------------
 
+  /// Connects to the selected port, or disconnects. Only logs while an attempt to connect or a
+  /// synchronization is running. Main thread.
   void connectButton();
 
   /// Starts an attempt to connect, unless one runs already. Main thread.
@@ -142,6 +157,7 @@ class SyncController final : public LumetDelegate,
   /// Waits up to five seconds for the session to report. Connection thread.
   bool IsTavoConnected();
 
+  /// Shows the connection and, if the settings say so, starts a synchronization. Read thread.
   void TavoInitializationDone(bool connected) override;
 
   /// Shows whether the scanner is connected. Any thread.
@@ -161,32 +177,46 @@ class SyncController final : public LumetDelegate,
   /// @param flag  remove the old port entries first
   void updatePortList(bool flag);
 
+  /// Begins to hear of ports that come and go. Where the system has no news to give, nothing
+  /// changes.
   void startNotification();
+
+  /// Hears of no more ports. May be called without having started.
   void stopNotification();
 
   /// What the registry calls. Without a context the iterator is emptied, which arms it and starts
   /// nothing.
-  /// @param context  the controller or nothing
+  /// @param context   the controller or nothing
+  /// @param iterator  the iterator that has news
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
+  /// The same, for ports that have gone.
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
 
+  /// Lists the ports anew; an arrival starts an attempt to connect, a removal may disconnect.
+  /// @param added     something has come, else gone
+  /// @param iterator  is emptied
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Synchronization (app/Synchronization.cc) -------------------------------------------------
 
+  /// Starts a run, if a scanner is connected and none is running. Main thread.
   void synchronizeButton();
 
   /// Starts a run. Main thread, or read thread when a connection starts it.
   void DoSynchronization();
 
+  /// Delivers a record to the destination that is set at this moment. Read thread.
   void DisplayBarcode(const std::string& record) override;
+
+  /// Ends a run: writes the file, shows the count, erases the scanner if that is set. Read thread.
   void SynchronizeFinished() override;
 
-  // Answers to a URL loading. Nothing starts one; they only log.
+  ///@{ An answer to a URL loading. Nothing starts one; they only log.
   void connectionDidReceiveResponse();
   void connectionDidReceiveData(std::string_view data);
   void connectionDidFailWithError();
   void connectionDidFinishLoading(std::shared_ptr<void> connection);
+  ///@}
 
   // --- Delivery into other applications (app/Delivery.cc) ---------------------------------------
   // Read thread; RunApplication also on the thread that starts a run.
@@ -196,7 +226,10 @@ class SyncController final : public LumetDelegate,
     return KeyForCharacter(character);
   }
 
+  /// Presses and releases a key, with Shift if its bit is set.
   void SendKeyCode(KeyValue key);
+
+  /// Presses the key for pasting: V with Command, which is Control where there is no Command.
   void SendCommandAndV();
 
   /// Whether the application last handed to RunApplication is among those that run.
@@ -213,11 +246,16 @@ class SyncController final : public LumetDelegate,
   /// @param newline  end the text with a line end
   void DisplayText(std::string_view text, bool newline);
 
+  /// Empties the main view. Main thread.
   void clearviewButton();
 
   // --- Settings (app/SettingsStore.cc); main thread ---------------------------------------------
 
+  /// Writes the settings file; a failure is only logged.
   void SaveSettings();
+
+  /// Reads the settings file. Where there is none, the settings of a first start are made and
+  /// saved.
   void RestoreSettings();
 
   // --- Settings window (app/SettingsWindow.cc); main thread -------------------------------------
@@ -226,6 +264,7 @@ class SyncController final : public LumetDelegate,
   /// synchronization is running.
   void settingsButton();
 
+  /// The user has chosen another destination in the window.
   void destinationChanged();
 
   /// Fits the path field and the browse button to the selected destination.
@@ -234,7 +273,10 @@ class SyncController final : public LumetDelegate,
   /// Lets the user choose the file or the application. The choice is in effect at once.
   void newfileButtonChanged();
 
+  /// Takes the window's choices over, saves them and closes the window.
   void saveButton();
+
+  /// Closes the window and takes nothing over.
   void cancelButton();
 
   // --- Progress (app/Progress.cc); main thread --------------------------------------------------
@@ -244,34 +286,34 @@ class SyncController final : public LumetDelegate,
 
   // --- Fields -----------------------------------------------------------------------------------
 
-  platform::SerialRegistry::NotifyPort notifyPort = 0;  // main thread
-  platform::SerialRegistry::Handle addIterator = 0;     // main thread
-  platform::SerialRegistry::Handle removeIterator = 0;  // main thread
+  platform::SerialRegistry::NotifyPort notifyPort = 0;  ///< 0 while nothing is heard; main thread
+  platform::SerialRegistry::Handle addIterator = 0;     ///< of arrivals; main thread
+  platform::SerialRegistry::Handle removeIterator = 0;  ///< of removals; main thread
 
   platform::PushButton* newfile = nullptr;  ///< part of the window's layout; not used
 
   Lumet* lumet = nullptr;          ///< made by Initialize, never destroyed
   LumetFile* lumetfile = nullptr;  ///< made by Initialize, never destroyed
 
-  Word<std::int32_t> numPorts = 0;
+  Word<std::int32_t> numPorts = 0;               ///< ports on which a scanner may be
   std::array<SharedText, kMaximumPorts> stream;  ///< device names; from numPorts on they are stale
   std::array<SharedText, kMaximumPorts> path;    ///< device paths; from numPorts on they are stale
-  SharedText connectedPortString;
-  Word<bool> bIsConnected = false;
-  Word<bool> bIsUnderSynchronization = false;
-  SharedText syncfileData;
+  SharedText connectedPortString;                ///< name of the connected port
+  Word<bool> bIsConnected = false;               ///< a scanner has answered
+  Word<bool> bIsUnderSynchronization = false;    ///< a run has started and not ended
+  SharedText syncfileData;                       ///< part of the controller's layout
   SharedText syncfileName;  ///< one value is kept per different name, so per run
   std::atomic<std::string*> barcodedata{nullptr};  ///< records for the file; see GatherForFile
-  std::atomic<std::int32_t> barcodeindex{0};
-  SettingsImage QuilletRegistry{};  // main thread
-  ThreadHandle connectThread;
+  std::atomic<std::int32_t> barcodeindex{0};       ///< records of the run, for the dots
+  SettingsImage QuilletRegistry{};                 ///< the settings file as it stands; main thread
+  ThreadHandle connectThread;                      ///< the thread of the last attempt
 
   SharedText applicationPath;  ///< last handed to RunApplication
 
-  Word<bool> bConnecting = false;
-  Word<bool> bAutoConnect = false;
-  Word<std::int32_t> portIndex = 0;
-  std::atomic<std::int32_t> barcodeCount{0};
+  Word<bool> bConnecting = false;             ///< an attempt to connect is running
+  Word<bool> bAutoConnect = false;            ///< it tries every port
+  Word<std::int32_t> portIndex = 0;           ///< the port that it tries
+  std::atomic<std::int32_t> barcodeCount{0};  ///< records of the run that have been delivered
 
  private:
   void OnMainThread(std::function<void()> change);

@@ -21,12 +21,15 @@ class ByteField {
     Assign(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
   }
 
+  /// How many bytes it has, the NUL included.
   static constexpr std::size_t size() { return Size; }
 
+  /// The byte at an index, which is not checked.
   std::uint8_t operator[](std::size_t index) const noexcept {
     return bytes_[index].load(std::memory_order_acquire);
   }
 
+  /// Stores one byte at an index, which is not checked.
   void Put(std::size_t index, std::uint8_t byte) noexcept {
     bytes_[index].store(byte, std::memory_order_release);
   }

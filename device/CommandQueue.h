@@ -20,7 +20,7 @@ namespace quillet {
 /// came first finishes copying its few bytes.
 class CommandQueue {
  public:
-  static constexpr std::size_t kSize = 256;
+  static constexpr std::size_t kSize = 256;  ///< bytes that it holds
 
   /// The entry at the head as it stood when it was looked at.
   struct Entry {
@@ -35,6 +35,7 @@ class CommandQueue {
   /// @param entry  the length byte and the command bytes; for a wake-up its argument and 'W'
   /// @return false when it does not fit behind the entries that wait: nothing is appended then.
   bool Append(std::span<const std::uint8_t> entry);
+  /// The same, for an entry that is written down.
   bool Append(std::initializer_list<std::uint8_t> entry) {
     return Append(std::span(entry.begin(), entry.size()));
   }

@@ -13,13 +13,14 @@ namespace quillet {
 
 /// A number to be logged in lower-case hexadecimal.
 struct Hex {
-  std::uint32_t value;
+  std::uint32_t value;  ///< the number
 };
 
 /// Text from outside the program, to be logged with its control characters made visible (a carriage
-/// return as \r, others as \x1b and the like), so that nothing that arrives can act on the terminal
-/// of whoever reads the log.
+/// return as `\r`, others as `\x1b` and the like), so that nothing that arrives can act on the
+/// terminal of whoever reads the log.
 struct ForeignText {
+  /// A text, which must outlive this object.
   explicit ForeignText(std::string_view t) : text(t) {}
 
   /// Received bytes as text: up to their first NUL, at most `length` of them.
@@ -28,7 +29,7 @@ struct ForeignText {
     text = text.substr(0, text.find('\0'));
   }
 
-  std::string_view text;
+  std::string_view text;  ///< as it came
 };
 
 namespace log_detail {

@@ -59,16 +59,20 @@ class LumetDelegate {
 /// thread that its comment names.
 class Lumet final : public RecordComposer, public SerialPortDelegate {
  public:
-  static constexpr std::int32_t kRxBufferSize = 4194304;
-  static constexpr std::int32_t kCommandBufferSize = 1024;
+  static constexpr std::int32_t kRxBufferSize = 4194304;    ///< bytes of the largest answer
+  static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command with its NUL
 
+  /// @param log    never destroyed, as the session is not; nor is `clock`
+  /// @param clock  makes the pauses, and tells the scanner the time
   Lumet(platform::SystemLog& log, platform::Clock& clock);
   Lumet(const Lumet&) = delete;
   Lumet& operator=(const Lumet&) = delete;
 
   // --- Connection (device/Lumet.cc) -------------------------------------------------------------
 
+  /// Who hears of what the scanner sends; not owned, and nobody at first. Any thread.
   LumetDelegate* delegate() const { return delegate_.load(); }
+  /// Sets the owner, who must outlive the read thread's use of it. Any thread.
   void setDelegate(LumetDelegate* owner) { delegate_.store(owner); }
 
   /// Opens the scanner's port and starts the start-up commands. Takes about a second. Connection
@@ -91,6 +95,7 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
 
   // --- Receiving (device/HandleInputData.cc, device/HandleCommandData.cc); read thread ----------
 
+  /// Takes every byte of a chunk through HandleInputData, in order.
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override;
 
   /// Takes one byte through the receive states.
@@ -113,7 +118,11 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
   /// waits for its answer. One pass of the command thread without its pause.
   void DispatchCommand();
 
+  /// Takes the entry being served off the queue, sends it and waits five seconds for its answer.
+  /// When there is none, nothing more is sent until some answer is complete. Command thread.
   void ThreadSendCommand();
+
+  /// Sends commandBuf, a byte per millisecond. Command thread.
   void SendCommand();
 
   /// Sends commandBuf and polls for its answer every 0.1 s.
@@ -121,16 +130,30 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
   /// @return 1 when it was answered in time, else 0.
   std::uint8_t SendCommandAndWait(std::int32_t waitFactor);
 
+  /// Serves a wake-up: sends "W" up to five times, half a second each. If none is answered, every
+  /// command that waits is dropped and the receive path starts anew. Command thread.
   void WakeupCommand();
+
+  /// Sends three NULs, for which there is no answer. Command thread.
   void SendNullData();
 
   // --- Device commands (device/DeviceCommands.cc): each queues and returns ----------------------
 
-  void GetSerialNumber();
-  void GetFWVersion();
-  void GetAssetNumber();
+  // Any thread. A queue that is full refuses the command, which is only logged. The bytes stand in
+  // docs/protocol.md.
+
+  void GetSerialNumber();  ///< the answer fills SerialNo
+  void GetFWVersion();     ///< the answer fills FWVersion and decides bTavo300
+  void GetAssetNumber();   ///< the answer fills AssetNumber
+
+  /// Switches wedge mode on or off. The answer runs SyncTavoClock.
   void SetWedgeMode(bool on);
+
+  /// Sets the scanner's clock to the computer's local time, if bSyncClock says so; the owner hears
+  /// of TavoInitializationDone with the answer. Else it hears of it at once, on this thread.
   void SyncTavoClock();
+
+  /// Erases every record in the scanner.
   void EraseTavoMemory();
 
   /// Decides bTavo300 from FWVersion. Read thread.
@@ -148,7 +171,11 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
 
   // --- Record fields (download/RecordFields.cc); read thread ------------------------------------
 
+  /// The number in `count` bytes (0 to 4) of RxBuffer from `start` on, most significant first.
+  /// Bytes outside the buffer count as 0.
   std::uint32_t MakeInteger(std::int32_t start, std::int32_t count) const;
+
+  /// The number in four bytes, most significant first.
   static std::uint32_t MakeOneNumber(const std::uint8_t* fourBytes);
 
   /// Stores `length` - 1 bytes of an answer, as many of them as fit, as the field's text.
@@ -168,7 +195,7 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
 
   // --- Fields -----------------------------------------------------------------------------------
 
-  SerialPort serial;
+  SerialPort serial;                          ///< the line to the scanner
   Word<std::int32_t> state = 0;               ///< receive state
   Word<std::int32_t> writePtr = 0;            ///< bytes received of the present unit
   Word<std::int32_t> totallength = 0;         ///< bytes of the present frame or burst
@@ -181,10 +208,10 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
   Word<std::uint8_t> bCommandDone = 1;        ///< no command waits for its answer
   std::uint8_t RxBuffer[kRxBufferSize] = {};  ///< the present answer or frame; read thread
   std::uint8_t commandBuf[kCommandBufferSize] = {};  ///< the command being sent; command thread
-  CommandQueue cmdArray;
-  ThreadHandle commandThread;
-  ByteField<11> FWVersion{"0.00.00000"};
-  ByteField<33> AssetNumber;
+  CommandQueue cmdArray;                             ///< the commands that wait
+  ThreadHandle commandThread;                        ///< held while a command thread runs
+  ByteField<11> FWVersion{"0.00.00000"};  ///< firmware version; written by the read thread
+  ByteField<33> AssetNumber;              ///< empty until asked for; written by the read thread
 
  private:
   // The largest unit that a 24-bit length can announce, and one more. Received bytes are counted

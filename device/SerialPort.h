@@ -27,6 +27,7 @@ class SerialPortDelegate {
 /// file that somebody opens meanwhile could get the same number and lose its bytes to us.
 class Descriptor {
  public:
+  /// The present number; -1 when closed. Another thread may close it at any moment.
   operator std::int32_t() const noexcept { return number_.load(); }
 
   /// Calls `use` with the present number, which stays open during the call. It must not block.
@@ -59,11 +60,15 @@ class SerialPort {
   /// The most bytes that one read hands over.
   static constexpr std::int32_t kReadBufferSize = 10240;
 
+  /// @param log    never destroyed, as the channel is not; nor is `clock`
+  /// @param clock  makes the pauses
   SerialPort(platform::SystemLog& log, platform::Clock& clock) : log_(log), clock_(clock) {}
   SerialPort(const SerialPort&) = delete;
   SerialPort& operator=(const SerialPort&) = delete;
 
+  /// Who receives what is read, or nobody; not owned. Any thread.
   SerialPortDelegate* delegate() const { return delegate_.load(); }
+  /// Sets the receiver. A chunk that is being handed over still goes to the old one. Any thread.
   void setDelegate(SerialPortDelegate* receiver) { delegate_.store(receiver); }
 
   /// Opens the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit, raw and non-blocking.
@@ -71,8 +76,14 @@ class SerialPort {
   /// @return 1 when both descriptors are open, else 0.
   std::uint8_t openConnections(const char* path);
 
+  /// Closes the reading side, unless it is descriptor 0, and makes it -1. Returns when the read in
+  /// progress has ended.
   void closeInputConnection();
+
+  /// Closes the writing side, be it descriptor 0, and makes it -1.
   void closeOutputConnection();
+
+  /// Closes both sides. The read thread goes on and finds nothing to read.
   void closeConnections();
 
   /// Writes `count` bytes, each followed by a pause of one millisecond, so that the scanner can
@@ -88,10 +99,10 @@ class SerialPort {
   void ReadOnce(std::uint8_t* buffer);
 
   // A fresh channel holds descriptor 0 in both fields without having opened it.
-  Descriptor outputfd;  ///< write-only descriptor; -1 when closed
-  Descriptor inputfd;   ///< read-only descriptor; -1 when closed
-  Word<std::uint8_t> bIsClosed = 0;
-  ThreadHandle readThread;
+  Descriptor outputfd;               ///< write-only descriptor; -1 when closed
+  Descriptor inputfd;                ///< read-only descriptor; -1 when closed
+  Word<std::uint8_t> bIsClosed = 0;  ///< 1 from closeConnections until the next successful open
+  ThreadHandle readThread;           ///< held from the first successful open on
 
  private:
   platform::SystemLog& log_;

@@ -27,8 +27,8 @@ struct Settings {
   Word<std::int32_t> destination = 1;  ///< 0 file, 1 view, 2 frontmost application, 3 `appname`
   // The bare file name and the missing ".app" are what a fresh program starts with; the settings
   // file, or its defaults, replace the former before anything is written.
-  SharedText filename{"sn_timestamp.txt"};
-  SharedText appname{"/Applications/TextEdit"};
+  SharedText filename{"sn_timestamp.txt"};       ///< path of the output file
+  SharedText appname{"/Applications/TextEdit"};  ///< path of the application
 };
 
 }  // namespace quillet

@@ -13,6 +13,7 @@ namespace quillet {
 /// number of different values only.
 class SharedText {
  public:
+  /// @param initial  the text at first
   explicit SharedText(std::string_view initial = {}) { Set(initial); }
   SharedText(const SharedText&) = delete;
   SharedText& operator=(const SharedText&) = delete;

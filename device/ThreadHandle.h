@@ -11,6 +11,7 @@ namespace quillet {
 /// this program end by themselves or with the process.
 class ThreadHandle {
  public:
+  /// Whether no thread is held. Any thread, as all operations.
   bool empty() const noexcept { return !held_.load(); }
 
   /// Takes an empty handle for the caller; false when it is held already.

@@ -11,11 +11,14 @@ template <class T>
 class Word {
  public:
   constexpr Word() noexcept = default;
+  /// A word that holds `value` at first.
   constexpr Word(T value) noexcept : value_(value) {}
   Word(const Word&) = delete;
   Word& operator=(const Word&) = delete;
 
+  /// Reads it, with what was written before the store of that value.
   operator T() const noexcept { return value_.load(std::memory_order_acquire); }
+  /// Stores `value` and returns it.
   T operator=(T value) noexcept {
     value_.store(value, std::memory_order_release);
     return value;

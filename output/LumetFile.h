@@ -21,17 +21,22 @@ inline constexpr char kPlaceholder[] = "/sn_timestamp.txt";
 /// at the end of a run; no two calls run at once.
 class LumetFile {
  public:
+  /// @param log         outlives this object, as do `clock` and `files`
+  /// @param clock       tells the time for names
+  /// @param files       does what is done on the disk
   /// @param dataFolder  absolute path of the folder for the settings file and, as a rule, the
   ///                    output files
   LumetFile(platform::SystemLog& log, platform::Clock& clock, platform::FileStore& files,
             std::string dataFolder = kDataFolder);
 
+  /// The folder's absolute path.
   const std::string& dataFolder() const { return dataFolder_; }
 
   /// Creates the data folder with the folders above it; a failure is only logged.
   void CreateBarcodeDirectory();
 
   /// Writes a text file as a whole, in UTF-8. The outcome is only logged.
+  /// @param path    absolute path of the file
   /// @param data    UTF-8 text
   /// @param spare   never consulted
   /// @param append  keep the text that the file already holds in front of `data`

@@ -30,6 +30,7 @@ class PopUpList {
  public:
   virtual ~PopUpList() = default;
 
+  /// Adds an item behind the others.
   virtual void AddItem(std::string_view title) = 0;
 
   /// Removes the item at a position; a position without an item does nothing.
@@ -38,6 +39,7 @@ class PopUpList {
   /// Selects the item at a position; a position without an item selects nothing.
   virtual void SelectItem(std::int32_t position) = 0;
 
+  /// How many items there are.
   virtual std::int32_t NumberOfItems() const = 0;
 
   /// The title at a position, empty when there is no such item.
@@ -56,6 +58,7 @@ class ToolbarItem {
  public:
   virtual ~ToolbarItem() = default;
 
+  /// Replaces the label.
   virtual void SetLabel(std::string_view label) = 0;
 
   /// Sets what is called when the user presses the item.
@@ -67,7 +70,10 @@ class CheckBox {
  public:
   virtual ~CheckBox() = default;
 
+  /// Whether it is on.
   virtual bool IsOn() const = 0;
+
+  /// Switches it on or off.
   virtual void SetOn(bool on) = 0;
 
   /// Sets what is called whenever the box has changed, by the user or by SetOn.
@@ -79,7 +85,10 @@ class TextField {
  public:
   virtual ~TextField() = default;
 
+  /// Replaces the text.
   virtual void SetText(std::string_view text) = 0;
+
+  /// Lets the user type into it, or not.
   virtual void SetEditable(bool editable) = 0;
 };
 
@@ -88,13 +97,16 @@ class TextDisplay {
  public:
   virtual ~TextDisplay() = default;
 
+  /// Replaces the text.
   virtual void SetText(std::string_view text) = 0;
 };
 
+/// A button of the settings window.
 class PushButton {
  public:
   virtual ~PushButton() = default;
 
+  /// Lets the user press it, or not.
   virtual void SetEnabled(bool enabled) = 0;
 
   /// Sets what is called when the user presses the button.
@@ -106,6 +118,7 @@ class ProgressDisplay {
  public:
   virtual ~ProgressDisplay() = default;
 
+  /// Shows how far it has come.
   /// @param text      what is going on, in a few words
   /// @param fraction  how much of it is done, 0 to 1; a negative one when that is not known
   virtual void Show(std::string_view text, double fraction) = 0;
@@ -119,6 +132,7 @@ class Window {
  public:
   virtual ~Window() = default;
 
+  /// Replaces the title.
   virtual void SetTitle(std::string_view title) = 0;
 
   /// Sets what is called once when the user, or the desktop, closes the window.

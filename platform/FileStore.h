@@ -19,6 +19,7 @@ class FileStore {
   virtual bool CreateFolder(const std::string& path) = 0;
 
   /// Reads a regular file from its beginning.
+  /// @param path   absolute path of the file
   /// @param limit  the most bytes to read; the rest of a longer file is left out.
   /// @return the bytes, or nothing when there is no such file, it is not a regular file, or it
   ///         cannot be read.

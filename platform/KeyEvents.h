@@ -11,9 +11,10 @@ enum class KeyFlag { kNone, kShift, kCommand };
 /// One synthetic keyboard event.
 struct KeyEvent {
   std::uint16_t virtualKey = 0;  ///< ANSI virtual key code: key 0 is A, 36 Return, 48 Tab, 49 Space
-  bool down = false;
-  KeyFlag flag = KeyFlag::kNone;
+  bool down = false;             ///< the key goes down, else up
+  KeyFlag flag = KeyFlag::kNone;  ///< on the key-down only
 
+  /// Whether all of it is the same.
   bool operator==(const KeyEvent&) const = default;
 };
 

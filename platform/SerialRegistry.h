@@ -22,6 +22,7 @@ class SerialRegistry {
   /// Called with the context given at registration and the iterator that has news.
   using Callback = std::function<void(void* context, Handle iterator)>;
 
+  /// What there is news of.
   enum class Event {
     FirstMatch,  ///< a serial stream device has arrived
     Terminate,   ///< a serial stream device has gone; it is no longer enumerated

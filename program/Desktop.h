@@ -17,18 +17,18 @@ namespace quillet {
 
 /// This system's desktop: what of it the program acts on, and its ways to other applications.
 struct Desktop {
-  std::unique_ptr<platform::Workspace> workspace;
-  std::unique_ptr<platform::KeyEvents> keyEvents;
-  std::unique_ptr<platform::Pasteboard> pasteboard;
-  std::unique_ptr<platform::Applications> applications;
+  std::unique_ptr<platform::Workspace> workspace;        ///< brings the program forward
+  std::unique_ptr<platform::KeyEvents> keyEvents;        ///< types into other applications
+  std::unique_ptr<platform::Pasteboard> pasteboard;      ///< what they paste
+  std::unique_ptr<platform::Applications> applications;  ///< starts them
 };
 
 /// What the desktop is made from. Each of them outlives it.
 struct DesktopParts {
-  platform::SystemLog& log;
-  platform::Clock& clock;
-  platform::MainQueue& mainQueue;
-  QWidget* window;  ///< the one that stands for the program
+  platform::SystemLog& log;        ///< where refusals are told of
+  platform::Clock& clock;          ///< paces a virtual keyboard
+  platform::MainQueue& mainQueue;  ///< where the clipboard is used
+  QWidget* window;                 ///< the one that stands for the program
 };
 
 /// The desktop of the session that the process runs in. Main thread.

@@ -18,7 +18,7 @@ Program::Program(char* name, std::string dataFolder)
       desktop_(DesktopOfSession({log_, clock_, mainQueue_, &window_.widget()})),
       delegate_(log_, mainQueue_) {
   QApplication::setApplicationName("quillet");
-  QApplication::setDesktopFileName("quillet");
+  QApplication::setDesktopFileName("org.quillet.Quillet");
   QApplication::setQuitOnLastWindowClosed(
       delegate_.applicationShouldTerminateAfterLastWindowClosed());
 }

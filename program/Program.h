@@ -38,6 +38,7 @@ class Program {
   /// Leaves the process as it is, with an exit status. Main thread.
   [[noreturn]] void Leave(int status);
 
+  /// The main window. Main thread.
   platform::qt::QtMainWindow& window() { return window_; }
 
  private:

@@ -22,6 +22,7 @@ class DescriptorWatcher {
   /// would not block (data, end of file or an error), and again as long as that stays so: the
   /// action reads what is there.
   /// @param descriptor  an open descriptor
+  /// @param ready       called as long as the watch lives
   /// @return the watch, never null
   virtual std::unique_ptr<DescriptorWatch> Watch(int descriptor, std::function<void()> ready) = 0;
 };

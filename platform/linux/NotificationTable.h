@@ -28,7 +28,11 @@ class NotificationTable {
 
   bool HasPorts() const { return !ports_.empty(); }
 
-  /// @param present  how many objects the iterator holds from the start
+  /// @param port      the port that it belongs to
+  /// @param event     what it has news of
+  /// @param callback  called with `context` and the iterator when there is some
+  /// @param context   handed on
+  /// @param present   how many objects the iterator holds from the start
   /// @return the iterator, not armed yet; 0 when there is no such port or no callback
   Handle AddIterator(NotifyPort port, Event event, Callback callback, void* context,
                      std::size_t present);

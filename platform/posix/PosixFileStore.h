@@ -16,6 +16,7 @@ class PosixFileStore final : public FileStore {
 
   /// Follows symbolic links. Never waits: a FIFO, a device or a socket is not a regular file and
   /// gives nothing.
+  /// @param path   absolute
   /// @param limit  in bytes
   /// @return nothing also when memory for the contents is lacking
   std::optional<std::string> Read(const std::string& path, std::size_t limit) override;

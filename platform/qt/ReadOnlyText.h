@@ -13,6 +13,7 @@ namespace quillet::platform::qt {
 class ReadOnlyText : public QPlainTextEdit {
  protected:
   /// @param larger  how much larger than the desktop's general face, in points
+  /// @param parent  owns it, if there is one
   explicit ReadOnlyText(qreal larger, QWidget* parent = nullptr);
 
   bool event(QEvent* event) override;

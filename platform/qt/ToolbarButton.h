@@ -8,6 +8,7 @@ namespace quillet::platform::qt {
 class ToolbarButton final : public QToolButton {
  public:
   /// @param action  what the button shows and triggers; it outlives the button
+  /// @param parent  owns the button, if there is one
   explicit ToolbarButton(QAction* action, QWidget* parent = nullptr);
 
  protected:

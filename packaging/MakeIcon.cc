@@ -1,4 +1,6 @@
-// Makes the icon of a macOS bundle from a drawing: quillet-icon DRAWING.svg ICON.icns
+// Makes the program's icon from its drawing:
+//   quillet-icon DRAWING.svg ICON.icns            the icon of a macOS bundle, of every size
+//   quillet-icon DRAWING.svg PICTURE.png PIXELS   a square picture
 
 #include <QBuffer>
 #include <QFile>
@@ -7,6 +9,7 @@
 #include <QSvgRenderer>
 #include <QtEndian>
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -40,19 +43,25 @@ QByteArray Block(const char* type, const QByteArray& contents) {
   return QByteArray(type, 4) + length + contents;
 }
 
+/// The icon of a macOS bundle.
+QByteArray Icon(QSvgRenderer& drawing) {
+  QByteArray pictures;
+  for (const Size& size : kSizes) pictures += Block(size.type, Picture(drawing, size.pixels));
+  return Block("icns", pictures);
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 3) {
-    std::fprintf(stderr, "quillet-icon DRAWING.svg ICON.icns\n");
+  const int pixels = count == 4 ? std::atoi(arguments[3]) : 0;
+  if (count != 3 && pixels <= 0) {
+    std::fprintf(stderr, "quillet-icon DRAWING.svg ICON.icns | PICTURE.png PIXELS\n");
     return 2;
   }
   QSvgRenderer drawing(QString::fromLocal8Bit(arguments[1]));
-  QByteArray pictures;
-  for (const Size& size : kSizes) pictures += Block(size.type, Picture(drawing, size.pixels));
-  QFile icon(QString::fromLocal8Bit(arguments[2]));
-  const QByteArray whole = Block("icns", pictures);
-  if (!drawing.isValid() || !icon.open(QIODevice::WriteOnly) || icon.write(whole) != whole.size()) {
+  const QByteArray whole = pixels > 0 ? Picture(drawing, pixels) : Icon(drawing);
+  QFile file(QString::fromLocal8Bit(arguments[2]));
+  if (!drawing.isValid() || !file.open(QIODevice::WriteOnly) || file.write(whole) != whole.size()) {
     std::fprintf(stderr, "quillet-icon: %s cannot be made from %s\n", arguments[2], arguments[1]);
     return 1;
   }

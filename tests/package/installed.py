@@ -1,0 +1,97 @@
+"""Installs a build below a prefix of its own and looks at what came:
+
+    installed.py CMAKE BUILD VERSION
+
+Nothing is outside of the prefix, every part names the others as they are called, and all agree on the
+version.
+"""
+
+import configparser
+import gzip
+import os
+import pathlib
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+import xml.etree.ElementTree
+
+NAME = "org.quillet.Quillet"
+SIZES = (16, 22, 24, 32, 48, 64, 128, 256, 512)
+
+
+def check(condition, what):
+    if not condition:
+        sys.exit(f"installed.py: {what}")
+
+
+def text_of(path):
+    """What stands in a file, which may be compressed."""
+    return (gzip.decompress(path.read_bytes()) if path.suffix == ".gz" else path.read_bytes()).decode()
+
+
+def check_icon(prefix):
+    icons = prefix / "share/icons/hicolor"
+    drawing = icons / f"scalable/apps/{NAME}.svg"
+    check(b"<svg" in drawing.read_bytes(), "the drawing is no drawing")
+    for size in SIZES:
+        picture = (icons / f"{size}x{size}/apps/{NAME}.png").read_bytes()
+        check(picture.startswith(b"\x89PNG\r\n\x1a\n"), f"the picture of {size} is no PNG")
+        check(struct.unpack(">II", picture[16:24]) == (size, size), f"{size} is not its size")
+
+
+def check_names(prefix):
+    entry = configparser.ConfigParser(interpolation=None)
+    entry.optionxform = str
+    entry.read(prefix / f"share/applications/{NAME}.desktop")
+    entry = entry["Desktop Entry"]
+    check(entry["Icon"] == NAME, "the desktop entry names another icon")
+    check(os.access(prefix / "bin" / entry["Exec"], os.X_OK), "the desktop entry starts nothing")
+    check(entry["TryExec"] == entry["Exec"], "TryExec")
+    info = xml.etree.ElementTree.parse(prefix / f"share/metainfo/{NAME}.metainfo.xml").getroot()
+    check(info.findtext("id") == NAME, "the metainfo's id")
+    check(info.findtext("launchable") == f"{NAME}.desktop", "the metainfo's desktop entry")
+    documents = prefix / "share/doc/quillet"
+    for image in info.iter("image"):
+        picture = documents / "images" / image.text.rsplit("/", 1)[1]
+        size = struct.unpack(">II", picture.read_bytes()[16:24])
+        check(size == (int(image.get("width")), int(image.get("height"))), f"the size of {picture}")
+    for picture in re.findall(r"\((images/[^)]*)\)", text_of(documents / "user-guide.md")):
+        check((documents / picture).is_file(), f"the user guide's {picture} is missing")
+
+
+def check_version(prefix, version):
+    info = xml.etree.ElementTree.parse(prefix / f"share/metainfo/{NAME}.metainfo.xml").getroot()
+    check(next(info.iter("release")).get("version") == version, "the metainfo's version")
+    changelog = text_of(prefix / "share/doc/quillet/changelog.gz")
+    check(changelog.startswith(f"quillet ({version}) "), "the changelog does not begin with it")
+    manual = text_of(prefix / "share/man/man1/quillet.1.gz")
+    check(f".Os Quillet {version}\n" in manual, "the manual page's version")
+    check(f"Quillet V{version}\0".encode() in (prefix / "bin/quillet").read_bytes(),
+          "the window's title")
+
+
+def check_rules(prefix):
+    """The rule for the port is where udev looks, before 73-seat-late.rules; that for typing is not."""
+    rules = [path.name for path in (prefix / "lib/udev/rules.d").iterdir()]
+    check(rules == ["70-quillet-scanner.rules"], f"udev gets {rules}")
+    check((prefix / "share/quillet/70-quillet-uinput.rules").is_file(), "the rule for typing")
+
+
+def main():
+    cmake, build, version = sys.argv[1:]
+    with tempfile.TemporaryDirectory() as folder:
+        prefix = pathlib.Path(folder) / "prefix"
+        done = subprocess.run([cmake, "--install", build, "--prefix", prefix], capture_output=True,
+                              text=True)
+        check(done.returncode == 0, done.stderr)
+        for line in re.findall(r"^-- (?:Installing|Up-to-date): (.*)$", done.stdout, re.MULTILINE):
+            check(line.startswith(str(prefix)), f"{line} is outside of the prefix")
+        check_icon(prefix)
+        check_names(prefix)
+        check_version(prefix, version)
+        check_rules(prefix)
+
+
+main()

@@ -1,0 +1,101 @@
+// The conversations in docs/protocol.md are those of the program with a scanner, byte by byte.
+
+#include "tests/session/SessionFixture.h"
+#include "tests/support/ProtocolDocument.h"
+
+namespace quillet::test {
+namespace {
+
+using simulator::Direction;
+using simulator::Erased;
+using simulator::MakeRecord;
+using simulator::Options;
+
+class ProtocolDocumentTest : public SessionFixture {
+ protected:
+  ProtocolDocumentTest() { clock.Set({2026, 11, 16, 1, 4, 9}); }
+
+  // The scanner that the document describes.
+  Simulator& AttachExample(Model model) {
+    Options options = Options::Instant(model);
+    const bool newer = model == Model::kSeries300;
+    options.device.records = {MakeRecord(newer ? 21 : 0, "4006381333931", {2026, 11, 16, 9, 15, 0}),
+                              Erased(MakeRecord(newer ? 19 : 4, "A1", {2026, 11, 16, 9, 15, 4})),
+                              MakeRecord(newer ? 34 : 6, "Shelf 7", {2026, 11, 16, 14, 7, 9})};
+    return Attach(options);
+  }
+
+  // What has been said, a turn a line: "computer 57", "scanner 40". A scanner that a busy machine
+  // lets answer late is woken several times; that is no part of the conversation.
+  static std::vector<std::string> Conversation(const Simulator& scanner) {
+    std::vector<std::string> turns;
+    Direction last = Direction::kEvent;
+    for (const simulator::TranscriptEntry& entry : scanner.transcript().Entries()) {
+      if (entry.direction == Direction::kEvent) continue;
+      const std::string bytes = simulator::ToHex(entry.bytes);
+      if (entry.direction == last) {
+        turns.back() += " " + bytes;
+      } else {
+        turns.push_back((entry.direction == Direction::kReceived ? "computer " : "scanner ") +
+                        bytes);
+      }
+      last = entry.direction;
+    }
+    for (std::size_t i = 0; i + 3 < turns.size();) {
+      if (turns[i] == "computer 57" && turns[i + 2] == turns[i]) {
+        turns.erase(turns.begin() + static_cast<std::ptrdiff_t>(i),
+                    turns.begin() + static_cast<std::ptrdiff_t>(i) + 2);
+      } else {
+        ++i;
+      }
+    }
+    return turns;
+  }
+
+  // The same out of the document, where a turn may take several lines.
+  static std::vector<std::string> Written(std::string_view name) {
+    std::vector<std::string> turns;
+    for (const ExampleLine& line : ProtocolExample(name)) {
+      const std::size_t blank = line.example.find(' ');
+      const std::string who = line.example.substr(0, blank);
+      if (!turns.empty() && turns.back().starts_with(who)) {
+        turns.back() += line.example.substr(blank);
+      } else {
+        turns.push_back(line.example);
+      }
+    }
+    return turns;
+  }
+
+  void ExpectRun(Model model, bool burst, std::string_view name) {
+    const Simulator& scanner = AttachExample(model);
+    ASSERT_TRUE(Connect());
+    const auto before = static_cast<std::ptrdiff_t>(Conversation(scanner).size());
+    controller.lumet->bBurstSync = burst;
+    ASSERT_TRUE(SynchronizeAndWait());
+    std::vector<std::string> turns = Conversation(scanner);
+    turns.erase(turns.begin(), turns.begin() + before);
+    EXPECT_EQ(turns, Written(name));
+  }
+};
+
+TEST_F(ProtocolDocumentTest, StartUp) {
+  const Simulator& scanner = AttachExample(Model::kOlder);
+  ASSERT_TRUE(Connect());
+  EXPECT_EQ(Conversation(scanner), Written("start-up"));
+}
+
+TEST_F(ProtocolDocumentTest, OneTransfer) {
+  ExpectRun(Model::kOlder, true, "one transfer");
+}
+
+TEST_F(ProtocolDocumentTest, OneTransferOfThe300Series) {
+  ExpectRun(Model::kSeries300, true, "one transfer 300");
+}
+
+TEST_F(ProtocolDocumentTest, OneByOne) {
+  ExpectRun(Model::kOlder, false, "one by one");
+}
+
+}  // namespace
+}  // namespace quillet::test

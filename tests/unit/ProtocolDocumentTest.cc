@@ -1,0 +1,97 @@
+// The examples and tables of docs/protocol.md are what the program makes of them.
+
+#include <map>
+#include <regex>
+
+#include "download/SymbologyNames.h"
+#include "tests/support/LumetFixture.h"
+#include "tests/support/ProtocolDocument.h"
+
+namespace quillet {
+namespace {
+
+using test::BytesOf;
+using test::ExampleLine;
+using test::ProtocolExample;
+
+class ProtocolDocumentTest : public test::LumetFixture {
+ protected:
+  ProtocolDocumentTest() {
+    lumet.bAttachType = lumet.bAttachTimestamp = 1;
+    lumet.datadelimiter = 3;
+    lumet.recorddelimiter = 0;
+  }
+
+  void ExpectRecords(std::string_view name) {
+    for (const ExampleLine& line : ProtocolExample(name)) {
+      PutRecord(BytesOf(line.example));
+      lumet.ComposeRecord(lumet.RxBuffer);
+      EXPECT_EQ(Composed(), line.explanation) << line.example;
+    }
+  }
+
+  // The numbers and names in the tables below a heading, up to the next one.
+  static std::map<int, std::string> TableBelow(const std::string& heading) {
+    static const std::regex kEntry(R"(\| *(\d+) *\| *([^|]*[^| ]) *(?=\|))");
+    std::map<int, std::string> table;
+    bool inside = false;
+    for (const std::string& line : test::ProtocolDocument()) {
+      if (line.starts_with("#")) inside = line == heading;
+      if (!inside) continue;
+      for (std::sregex_iterator entry(line.begin(), line.end(), kEntry), end; entry != end;
+           ++entry) {
+        table[std::stoi((*entry)[1])] = (*entry)[2];
+      }
+    }
+    return table;
+  }
+};
+
+TEST_F(ProtocolDocumentTest, RecordsOfTheOlderLayout) {
+  ExpectRecords("records older");
+}
+
+TEST_F(ProtocolDocumentTest, RecordsOfThe300Series) {
+  lumet.bTavo300 = 1;
+  ExpectRecords("records 300");
+}
+
+TEST_F(ProtocolDocumentTest, PackedDatesAndTimes) {
+  lumet.bAttachType = 0;
+  for (const ExampleLine& line : ProtocolExample("packed")) {
+    PutRecord("\x05\x04" + BytesOf(line.example));
+    lumet.ComposeRecord(lumet.RxBuffer);
+    EXPECT_EQ(Composed(), "," + line.explanation) << line.example;
+  }
+}
+
+TEST_F(ProtocolDocumentTest, FirmwareVersionsAndTheirLayout) {
+  for (const ExampleLine& line : ProtocolExample("firmware")) {
+    Await('V');
+    Receive(line.example + "@");
+    EXPECT_EQ(lumet.bTavo300 ? "300 series" : "older", line.explanation) << line.example;
+  }
+}
+
+TEST_F(ProtocolDocumentTest, ARecordThatNobodyAskedFor) {
+  for (const ExampleLine& line : ProtocolExample("unsolicited")) {
+    Receive(BytesOf(line.example));
+    ASSERT_FALSE(owner.records().empty());
+    EXPECT_EQ(owner.records().back(), line.explanation);
+  }
+}
+
+TEST_F(ProtocolDocumentTest, SymbologiesOfTheOlderLayout) {
+  const auto table = TableBelow("### Symbologies of the older layout");
+  EXPECT_EQ(table.size(), 16U);
+  for (const auto& [code, name] : table) EXPECT_EQ(SymbologyName(code, false), name);
+}
+
+TEST_F(ProtocolDocumentTest, SymbologiesOfThe300Series) {
+  const auto table = TableBelow("### Symbologies of the 300 series");
+  EXPECT_EQ(table.size(), 45U);
+  for (const auto& [code, name] : table) EXPECT_EQ(SymbologyName(code, true), name);
+}
+
+}  // namespace
+}  // namespace quillet
