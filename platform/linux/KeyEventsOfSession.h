@@ -11,7 +11,8 @@ namespace quillet::platform::linux_desktop {
 
 /// The key events for a session: by the X test extension where its windows are on an X server, else
 /// by a virtual keyboard. Neither takes hold of anything before it is used.
-/// @param log, clock  outlive what is returned
+/// @param environment  the session's variables, as they are now
+/// @param log, clock   outlive what is returned
 std::unique_ptr<KeyEvents> MakeKeyEventsOfSession(const Environment& environment, SystemLog& log,
                                                   Clock& clock);
 
