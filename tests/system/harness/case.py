@@ -10,7 +10,7 @@ from harness import messages
 from harness.desktop import Desktop
 from harness.devices import Devices
 from harness.product import Quillet
-from harness.scanner import Record, Scanner
+from harness.scanner import Record, Scanner, some_records
 from harness.settings import FOLDER, Settings
 from harness.system_log import SystemLog
 from harness.waiting import wait_until
@@ -20,14 +20,6 @@ _GENERATED = re.compile(r"QuilletData([^_/]*)_\d{8}_\d{6}\.txt")
 
 # How much of what was written while a test ran is shown when it fails.
 _STORY_LINES = 60
-
-
-def some_records(count):
-    """Records that all differ."""
-    return [Record(symbology=number % 10, data=b"%012d" % (4_006_381_000_000 + 37 * number),
-                   time=f"2026-11-{1 + number // 60 % 28:02d} {number % 24:02d}:{number % 60:02d}:"
-                        f"{number * 7 % 60:02d}")
-            for number in range(count)]
 
 
 class SystemTest(unittest.TestCase):

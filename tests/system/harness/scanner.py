@@ -27,12 +27,22 @@ class Record:
         return f'0x{self.symbology:02x},"{data}",{self.time}\n'
 
 
+def some_records(count):
+    """Records that all differ."""
+    return [Record(symbology=number % 10, data=b"%012d" % (4_006_381_000_000 + 37 * number),
+                   time=f"2026-11-{1 + number // 60 % 28:02d} {number % 24:02d}:{number % 60:02d}:"
+                        f"{number * 7 % 60:02d}")
+            for number in range(count)]
+
+
 class Scanner:
     """Holds its records from the start; is at the computer from plug_in() on.
 
     `faults` is what goes wrong with it, as "on P delay 700"; `options` are further words of the
     simulator's command line.
     """
+
+    _LINE = "--link"
 
     def __init__(self, desktop, devices, records=(), *, serial="2104005771", model="old",
                  node="ttyACM0", place="3-1:1.0", faults=(), options=()):
@@ -50,7 +60,7 @@ class Scanner:
         with open(f"{base}.faults", "w", encoding="utf-8") as script:
             script.writelines(rule + "\n" for rule in faults)
         self._command = [os.environ["SYSTEM_TEST_SIMULATOR"], "--csv", f"{base}.csv",
-                         "--faults", f"{base}.faults", "--link", self.link,
+                         "--faults", f"{base}.faults", self._LINE, self.link,
                          "--transcript", self.transcript_path, "--serial", serial,
                          "--model", model, *options]
 

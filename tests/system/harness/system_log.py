@@ -7,18 +7,18 @@ import threading
 
 from harness.waiting import wait_until
 
-_SOCKET = "/dev/log"
 # As syslog(3) of the C library writes it: priority, time, identity.
 _HEADER = re.compile(rb"<14>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d quillet\[(\d+)\]: ")
 
 
 class SystemLog:
-    def __init__(self):
+    def __init__(self, path="/dev/log"):
+        self._path = path
         self._lines = []
         self._lock = threading.Lock()
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 20)
-        self._socket.bind(_SOCKET)
+        self._socket.bind(path)
         self._thread = threading.Thread(target=self._receive, daemon=True)
         self._thread.start()
 
@@ -34,14 +34,14 @@ class SystemLog:
 
     def remove_socket(self):
         """From now on the system has no log."""
-        os.unlink(_SOCKET)
+        os.unlink(self._path)
 
     def stop(self):
         # The empty datagram that ends the thread cannot be sent by name when the name has gone.
         self._socket.shutdown(socket.SHUT_RD)
         self._thread.join()
         self._socket.close()
-        if os.path.exists(_SOCKET):
+        if os.path.exists(self._path):
             self.remove_socket()
 
     def datagrams(self):

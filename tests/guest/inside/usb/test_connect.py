@@ -1,0 +1,54 @@
+"""A scanner is found by what udev says of it."""
+
+import os
+
+from bus import BusTrace, as_root, modem_terminals, port_name
+from case import UsbTest, messages
+
+
+class ConnectTest(UsbTest):
+
+    def check_connected(self, quillet):
+        quillet.wait_for_title("Quillet V1.25[005771]")
+        quillet.wait_for_connect_label("Disconnect")
+        quillet.wait_for_ports(["None", "Tavo[005771]"])
+
+    def test_scanner_that_is_there_is_connected_by_itself(self):
+        scanner = self.plugged_in_scanner()
+        properties = as_root("udevadm", "info", "--query=property", "--name=/dev/ttyACM0")
+        for expected in ("ID_USB_DRIVER=cdc_acm", "ID_MODEL=Tavo_Scanner", "SUBSYSTEM=tty"):
+            self.assertIn(f"{expected}\n", properties)
+        quillet = self.start()
+        quillet.wait_for_view(messages.STARTED + messages.connecting())
+        self.check_connected(quillet)
+        name = port_name("ttyACM0")
+        self.log.wait_for(f"-[SyncController updatePortList:][{name}]")
+        self.assertEqual(["W", "M", "V", "w1#", "C"], scanner.commands())
+        self.say(f"found as {name} at {os.path.realpath('/sys/class/tty/ttyACM0')}")
+
+    def test_scanner_that_comes_later_is_connected_by_itself(self):
+        quillet = self.start()
+        waiting = messages.STARTED + messages.ATTEMPT + "Trying to connect"
+        quillet.wait_for_view_start(waiting + ".")
+        self.assertEqual("Quillet V1.25", quillet.title())
+        self.assertEqual([], modem_terminals())
+        self.plugged_in_scanner()
+        quillet.wait_for_view_end(messages.connected() + messages.CLOCK_SET)
+        self.assertRegex(quillet.view().removeprefix(waiting),
+                         r"\A\.{1,20}\nTrying to connect /dev/ttyACM0: \n"
+                         r"Connected to Tavo\[005771\]\nTavo Time sychronized\.\.\.\n\Z")
+        self.check_connected(quillet)
+
+    def test_line_is_set_to_115200_8n1_and_its_signals_are_raised(self):
+        with BusTrace() as trace:
+            self.plugged_in_scanner()
+            quillet = self.start_connected()
+            raised = trace.line_requests()
+            quillet.press("Disconnect")
+            quillet.wait_for_view(messages.disconnected())
+        lowered = trace.line_requests()[len(raised):]
+        self.say(f"sent to the device: {', '.join(raised)}; then {', '.join(lowered)}")
+        # The driver itself begins with its own coding when the device arrives.
+        self.assertEqual("115200 8N1", [said for said in raised if "DTR" not in said][-1])
+        self.assertEqual("DTR 1 RTS 1", [said for said in raised if "DTR" in said][-1])
+        self.assertEqual(["DTR 0 RTS 0"], lowered)

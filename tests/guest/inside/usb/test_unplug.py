@@ -1,0 +1,153 @@
+"""The cable is pulled while something goes on, and put in again."""
+
+import os
+import signal
+
+from bus import as_root, modem_terminals, port_name
+from case import OUTPUT, Settings, UsbTest, messages, some_records, wait_until
+from harness.lines import file_text
+
+_FAILED = messages.ATTEMPT + messages.trying() + messages.FAILED + messages.FAILED_TO_CONNECT
+
+
+class UnplugTest(UsbTest):
+
+    def synchronize(self, records, settings):
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(messages.file_run(len(records), OUTPUT))
+        self.assert_file(file_text(records, settings))
+        self.quillet.wait_until_attempt_is_over()
+
+    def test_in_the_middle_of_a_burst(self):
+        settings = Settings(filename=OUTPUT)
+        settings.save()
+        records = some_records(200)
+        scanner = self.plugged_in_scanner(records)
+        quillet = self.start_connected()
+        self.synchronize(records, settings)
+
+        before = scanner.sent_bytes()
+        scanner.fault("on P 1 truncate 1000")
+        quillet.press("Synchronize")
+        scanner.wait_for_more_sent(before, 1000)
+        self.log.wait_for("-[Lumet SendCommand][P:1]", 2)
+        scanner.unplug()
+        text = messages.RUN_STARTED + messages.disconnected()
+        quillet.wait_for_view(text)
+        self.assert_file(file_text(records, settings))
+
+        # The burst is still waited for, so the scanner that comes back is sent nothing ...
+        commands = scanner.commands()
+        self.assertEqual(["W", "N", "GS1", "P"], commands[-4:])
+        scanner.plug_in()
+        text += _FAILED
+        quillet.wait_for_view(text)
+        self.assertEqual(commands, scanner.commands())
+
+        # ... until the end of an answer arrives. It ends the run, which has brought nothing.
+        scanner.fault("at 0ms send 40")
+        quillet.wait_for_view(text + messages.NO_DATA + messages.FINISHED + messages.connected()
+                              + messages.CLOCK_SET)
+        self.assert_file(file_text(records, settings))
+        quillet.wait_until_attempt_is_over()
+        self.synchronize(records, settings)
+
+    def test_in_the_middle_of_a_record(self):
+        settings = Settings(filename=OUTPUT, burst_sync=0)
+        settings.save()
+        records = some_records(200)
+        scanner = self.plugged_in_scanner(records)
+        quillet = self.start_connected()
+        self.synchronize(records, settings)
+
+        commands = len(scanner.all_commands())
+        before = scanner.sent_bytes()
+        scanner.fault("on p4# 1 truncate 10")
+        quillet.press("Synchronize")
+        self.log.wait_for("-[Lumet SendCommand][p4#:3]", 2)
+        wait_until(lambda: scanner.all_commands()[-1] == "p4#", "record 4 to be asked for")
+        scanner.wait_for_more_sent(before, 10)
+        scanner.unplug()
+        quillet.wait_for_view(messages.RUN_STARTED + "." + messages.disconnected())
+        self.assert_file(file_text(records, settings))
+
+        # The run goes on as soon as the scanner is back, without what was asked for meanwhile. The
+        # rest takes longer than the new connection is given, which comes about behind it.
+        scanner.plug_in()
+        quillet.wait_for_view_end(messages.FINISHED + messages.connected() + messages.CLOCK_SET)
+        asked = [int(command[1:-1], 16) for command in scanner.all_commands()[commands:]
+                 if command.startswith("p")]
+        self.assertEqual([0, 1, 2, 3, 4], asked[:5])
+        self.assertEqual(list(range(asked[5], len(records))), asked[5:])
+        arrived = [records[index] for index in asked if index != 4]
+        self.assert_file(file_text(arrived, settings))
+        self.say(f"{len(arrived)} of {len(records)} records are in the file")
+        # A dot may come before or behind what is said of the attempt.
+        expected = (messages.RUN_STARTED + messages.disconnected() + _FAILED
+                    + messages.file_run(len(arrived), OUTPUT).removeprefix(messages.RUN_STARTED)
+                    + messages.connected() + messages.CLOCK_SET)
+        self.assertEqual(expected.replace(".", ""), quillet.view().replace(".", ""))
+        self.assertEqual(expected.count("."), quillet.view().count("."))
+
+        quillet.wait_until_attempt_is_over()
+        self.synchronize(records, settings)
+
+    def test_comes_back_under_another_name_while_its_line_is_open(self):
+        """A scanner that does not wake is given up, but its line stays open."""
+        scanner = self.plugged_in_scanner(faults=[f"on W {n} ignore" for n in range(1, 6)])
+        quillet = self.start()
+        text = messages.STARTED + _FAILED
+        quillet.wait_for_view(text)
+        quillet.wait_until_attempt_is_over()
+        scanner.unplug()
+        self.log.wait_for("deviceRemoved", 2)
+        scanner.plug_in()
+        self.assertEqual(["ttyACM1"], modem_terminals())
+        quillet.wait_for_view(messages.connecting("ttyACM1"))
+        quillet.wait_for_ports(["None", "Tavo[005771]"])
+
+        # The old line was given back with that: from now on it has its name again.
+        quillet.wait_until_attempt_is_over()
+        scanner.unplug()
+        quillet.wait_for_view(messages.disconnected())
+        scanner.plug_in()
+        self.assertEqual(["ttyACM0"], modem_terminals())
+        quillet.wait_for_view(messages.disconnected() + messages.connecting())
+
+    def test_out_and_in_again_before_the_program_looks(self):
+        """The only port left has the connected one's name: the connection is kept, over a line
+        that is dead. Disconnecting and connecting mends it."""
+        settings = Settings(filename=OUTPUT)
+        settings.save()
+        records = some_records(3)
+        scanner = self.plugged_in_scanner(records)
+        quillet = self.start_connected()
+        name = port_name("ttyACM0")
+        quillet.process.send(signal.SIGSTOP)
+        scanner.unplug()
+        scanner.plug_in()
+        as_root("udevadm", "settle")
+        self.assertEqual(["ttyACM1"], modem_terminals())
+        self.assertEqual(name, port_name("ttyACM1"))
+        quillet.process.send(signal.SIGCONT)
+        self.log.wait_for("deviceRemoved", 2)
+        self.log.wait_for("deviceAdded", 2)
+        self.assertEqual("", quillet.view())
+        self.assertEqual("Disconnect", quillet.connect_label())
+        self.assertEqual(["/dev/ttyACM0 (deleted)"] * 2, self.open_lines())
+
+        quillet.press("Disconnect")
+        quillet.wait_for_view(messages.disconnected())
+        quillet.wait_for_connect_label("Connect")
+        quillet.wait_for_ports(["None", name])
+        self.assertEqual([], self.open_lines())
+        quillet.press("Connect")
+        quillet.wait_for_view(messages.disconnected() + messages.connecting("ttyACM1"))
+        quillet.wait_until_attempt_is_over()
+        self.synchronize(records, settings)
+
+    def open_lines(self):
+        """The serial lines that the program holds."""
+        folder = f"/proc/{self.quillet.pid}/fd"
+        return [path for path in (os.readlink(f"{folder}/{number}")
+                                  for number in os.listdir(folder)) if "/tty" in path]
