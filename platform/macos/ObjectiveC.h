@@ -16,8 +16,9 @@ inline id ClassNamed(const char* name) {
 /// Sends a message. objc_msgSend has to be called as a function of the very type that the method
 /// has (objc_msgSend in the Objective-C Runtime reference), so the caller names the result's type
 /// and passes arguments of the types that the method declares: pointers, whole numbers and BOOL.
-/// @param receiver  an object or a class; null is allowed and gives 0
-/// @param selector  the method's name with its colons
+/// @param receiver   an object or a class; null is allowed and gives 0
+/// @param selector   the method's name with its colons
+/// @param arguments  what it takes, in its order
 template <typename Result, typename... Arguments>
 Result Send(id receiver, const char* selector, Arguments... arguments) {
   using Method = Result (*)(id, SEL, Arguments...);
