@@ -38,9 +38,8 @@ std::optional<std::string> UsbModemName(std::string_view usb_interface);
 std::string UsbSerialName(std::string_view model, std::string_view kernel_name);
 
 /// The model name out of udev's property ID_MODEL_ENC, in which it writes each byte that is not
-/// plain as a backslash, x and two hexadecimal digits (udev_util_encode_string in libudev). Blanks
-/// around the name are taken off, and control characters, which a device can put there, become
-/// blanks.
+/// plain as `\xHH` (udev_util_encode_string in libudev). Blanks around the name are taken off, and
+/// control characters, which a device can put there, become blanks.
 std::string DecodeModel(std::string_view encoded);
 
 /// Whether one kernel name comes before another in the order that people expect: runs of digits

@@ -11,8 +11,9 @@ namespace quillet::platform::linux_desktop {
 
 /// The key events for a session: by the X test extension where its windows are on an X server, else
 /// by a virtual keyboard. Neither takes hold of anything before it is used.
-/// @param environment  the session's variables, as they are now
-/// @param log, clock   outlive what is returned
+/// @param environment  looks up a variable, as getenv does
+/// @param log          outlives what is returned
+/// @param clock        outlives what is returned
 std::unique_ptr<KeyEvents> MakeKeyEventsOfSession(const Environment& environment, SystemLog& log,
                                                   Clock& clock);
 

@@ -36,7 +36,7 @@ struct SerialStream {
 bool UdevIsActive(udev* context);
 
 /// Reads a device of the subsystem tty as sysfs and udev show it now.
-/// @param context      where udev is asked; the caller's
+/// @param context      udev's library
 /// @param system_path  its folder in sysfs
 /// @return nothing when it is not a serial stream device: when it has no node, is virtual (a
 ///         console, a pseudo-terminal, the kernel's message terminal) or stands for a UART that

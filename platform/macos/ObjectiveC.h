@@ -18,7 +18,7 @@ inline id ClassNamed(const char* name) {
 /// and passes arguments of the types that the method declares: pointers, whole numbers and BOOL.
 /// @param receiver   an object or a class; null is allowed and gives 0
 /// @param selector   the method's name with its colons
-/// @param arguments  what the method takes, of its own types
+/// @param arguments  what it takes, in its order
 template <typename Result, typename... Arguments>
 Result Send(id receiver, const char* selector, Arguments... arguments) {
   using Method = Result (*)(id, SEL, Arguments...);

@@ -84,6 +84,25 @@ TEST_F(HangUpTest, ARecordByRecordRunGoesOnAfterTheCableWasPulled) {
   EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet SendCommand][p3#:3]"); }));
 }
 
+TEST_F(HangUpTest, ARunThatGoesOnOverANewConnectionEndsAsAnyOther) {
+  options_.faults = simulator::ParseFaults("on p2# 1 unplug");
+  Simulator& scanner = Attach(options_);
+  ASSERT_TRUE(Connect());
+  DataOnly();
+  controller.lumet->bBurstSync = 0;
+  controller.lumet->bClearMemory = 1;
+  std::vector<std::string> expected = DataLines(scanner.records());
+  synchronize.Press();
+  ASSERT_TRUE(WaitFor([&] { return !scanner.IsPlugged(); }));
+  HearRemoval();
+  PlugInAgain();
+  ASSERT_TRUE(WaitForView("Synchronization finished. Tavo can be plugged off now|"));
+  // The record that was on its way is lost, in the scanner too.
+  expected.erase(expected.begin() + 2);
+  EXPECT_EQ(SyncFile(), Join(expected));
+  EXPECT_TRUE(WaitFor([&] { return scanner.erase_count() > 0; }));
+}
+
 TEST_F(HangUpTest, UnpluggingWhileConnectingEndsTheAttemptInGoodOrder) {
   options_.faults = simulator::ParseFaults("on V 1 unplug");
   Attach(options_);
