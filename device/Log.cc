@@ -8,6 +8,17 @@ namespace {
 // Lines are short, but for the text of a written file; that one's memory is not worth keeping.
 constexpr std::size_t kKeptCapacity = 64 * 1024;
 
+// Whether the character, in UTF-8, cannot be seen and changes how those around it are: marks of
+// width and direction (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to U+206F, U+FEFF) and
+// ends of lines and paragraphs (U+2028, U+2029).
+bool RearrangesText(std::string_view character) {
+  const auto last = static_cast<unsigned char>(character.back());
+  if (character.starts_with("\xE2\x80"))
+    return (last >= 0x8B && last <= 0x8F) || (last >= 0xA8 && last <= 0xAE);
+  if (character.starts_with("\xE2\x81")) return last >= 0xA0 && last <= 0xAF;
+  return character == "\xD8\x9C" || character == "\xEF\xBB\xBF";
+}
+
 // The number of bytes of the character at the start of `text`, 0 when it is one that a terminal may
 // act on, or part of none. U+0080 to U+009F, C2 80 to C2 9F in UTF-8, are control characters too.
 std::size_t PrintableLength(std::string_view text) {
@@ -15,7 +26,7 @@ std::size_t PrintableLength(std::string_view text) {
   if (byte < 0x80) return byte >= 0x20 && byte != 0x7F ? 1 : 0;
   const std::size_t length = Utf8SequenceLength(text);
   const bool control = byte == 0xC2 && length == 2 && static_cast<unsigned char>(text[1]) < 0xA0;
-  return control ? 0 : length;
+  return control || RearrangesText(text.substr(0, length)) ? 0 : length;
 }
 
 void AppendVisibly(std::string& line, char character) {

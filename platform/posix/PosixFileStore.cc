@@ -99,7 +99,19 @@ class TemporaryFile {
 
   bool Exists() const { return file_.IsOpen(); }
 
-  bool SetMode(mode_t mode) { return fchmod(file_.Number(), mode) == 0; }
+  /// Takes over the group and the permissions of the file that is to be replaced. Those of the
+  /// group are for that group alone, and somebody else's file does not decide who may write to
+  /// ours.
+  bool TakeOver(const struct stat& old) {
+    mode_t mode = old.st_mode & kPermissionBits;
+    struct stat own {};
+    if (fstat(file_.Number(), &own) != 0) return false;
+    if (own.st_gid != old.st_gid && fchown(file_.Number(), own.st_uid, old.st_gid) != 0) {
+      mode &= ~static_cast<mode_t>(S_IRWXG);
+    }
+    if (own.st_uid != old.st_uid) mode &= ~static_cast<mode_t>(S_IWOTH);
+    return fchmod(file_.Number(), mode) == 0;
+  }
 
   bool Write(std::string_view contents) {
     while (!contents.empty()) {
@@ -197,16 +209,20 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   if (!folder.IsOpen()) return false;
 
   struct stat old {};
-  const bool replaces_file =
+  const bool replaces_link =
       fstatat(folder.Number(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
-      S_ISREG(old.st_mode);
+      S_ISLNK(old.st_mode);
+  // The new file stands for what a link led to: what was read there, to be added to, must not
+  // become readable by more than it was.
+  const bool replaces_file =
+      fstatat(folder.Number(), name.c_str(), &old, 0) == 0 && S_ISREG(old.st_mode);
   // What replaces a private file must at no instant be readable by others. For a new file the
   // kernel takes the creation mask off the mode by itself; asking for the mask would mean to
   // change it for all threads (umask(3p)).
   TemporaryFile temporary(folder.Number(), name,
-                          replaces_file ? S_IRUSR | S_IWUSR : kDefaultFileMode);
+                          replaces_file || replaces_link ? S_IRUSR | S_IWUSR : kDefaultFileMode);
   if (!temporary.Exists()) return false;
-  if (replaces_file && !temporary.SetMode(old.st_mode & kPermissionBits)) return false;
+  if (replaces_file && !temporary.TakeOver(old)) return false;
   if (!temporary.Write(contents) || !temporary.Synchronize() || !temporary.RenameTo(name)) {
     return false;
   }

@@ -52,8 +52,8 @@ std::thread StartWithoutSignals(Work work) {
 
 }  // namespace
 
-SyslogLog::SyslogLog(Transport transport)
-    : transport_(std::move(transport)), waiting_(EmptyBuffer()) {
+SyslogLog::SyslogLog(Transport transport, std::chrono::milliseconds longest_wait)
+    : transport_(std::move(transport)), longest_wait_(longest_wait), waiting_(EmptyBuffer()) {
   // LOG_NDELAY connects now, while low descriptor numbers are taken. LOG_CONS and LOG_PERROR stay
   // out: a missing daemon must not fill the terminal.
   openlog("quillet", LOG_PID | LOG_NDELAY, LOG_USER);
@@ -74,27 +74,46 @@ void SyslogLog::SendToSyslog(std::string_view message) {
 }
 
 void SyslogLog::Write(std::string_view line) {
-  const LineLength length = line.size();
-  const std::size_t needed = sizeof length + line.size();
   bool wake = false;
   {
     std::unique_lock lock(mutex_);
-    while (!waiting_.empty() && waiting_.size() + needed > kBacklogBytes) {
-      hurry_ = true;
-      wake_sender_.notify_one();
-      room_made_.wait(lock);
+    if (!AwaitRoom(lock, line.size())) {
+      ++left_out_;
+      return;
     }
     try {
-      waiting_.reserve(waiting_.size() + needed);
+      if (left_out_ != 0) Keep(std::to_string(left_out_) + " lines were left out");
+      left_out_ = 0;
+      Keep(line);
     } catch (const std::exception&) {
       return;  // no memory for a huge line; every other one has its room already
     }
-    waiting_.append(reinterpret_cast<const char*>(&length), sizeof length);
-    waiting_.append(line);
-    bytes_written_ += needed;
     wake = std::exchange(sender_idle_, false);
   }
   if (wake) wake_sender_.notify_one();
+}
+
+bool SyslogLog::AwaitRoom(std::unique_lock<std::mutex>& lock, std::size_t size) {
+  const auto has_room = [&] {
+    return waiting_.empty() || waiting_.size() + sizeof(LineLength) + size <= kBacklogBytes;
+  };
+  while (!has_room()) {
+    if (stalled_) return false;
+    hurry_ = true;
+    wake_sender_.notify_one();
+    const std::uint64_t before = messages_sent_.load();
+    const bool found = room_made_.wait_for(lock, longest_wait_, has_room);
+    stalled_ = !found && messages_sent_.load() == before;
+  }
+  return true;
+}
+
+void SyslogLog::Keep(std::string_view line) {
+  const LineLength length = line.size();
+  waiting_.reserve(waiting_.size() + sizeof length + line.size());
+  waiting_.append(reinterpret_cast<const char*>(&length), sizeof length);
+  waiting_.append(line);
+  bytes_written_ += sizeof length + line.size();
 }
 
 bool SyslogLog::Flush(std::chrono::milliseconds limit) {
@@ -116,6 +135,7 @@ void SyslogLog::SendLines() {
     wake_sender_.wait_for(lock, kGathering, [this] { return stop_ || hurry_; });
     hurry_ = false;
     batch.swap(waiting_);
+    stalled_ = false;
     lock.unlock();
     room_made_.notify_all();
     SendBatch(batch);
@@ -128,7 +148,7 @@ void SyslogLog::SendLines() {
   }
 }
 
-void SyslogLog::SendBatch(std::string_view batch) const {
+void SyslogLog::SendBatch(std::string_view batch) {
   while (!batch.empty()) {
     LineLength length = 0;
     std::memcpy(&length, batch.data(), sizeof length);
@@ -137,6 +157,7 @@ void SyslogLog::SendBatch(std::string_view batch) const {
     do {
       const std::size_t piece = MessageLength(line);
       transport_(line.substr(0, piece));
+      ++messages_sent_;
       line.remove_prefix(piece);
     } while (!line.empty());
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -28,15 +29,21 @@ class SyslogLog final : public SystemLog {
 
   /// The most bytes that wait to be taken up by the sending thread, which itself holds up to as
   /// many again. A line that finds no room makes its writer wait; a line larger than the whole
-  /// room is taken in when nothing else is in it.
+  /// room is taken in when nothing else is in it. Where the log has taken nothing for the longest
+  /// wait, lines are left out until it goes on, and their number is logged then.
   static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
 
   /// Sends one message of at most kLongestMessage bytes. Called on this object's thread.
   using Transport = std::function<void(std::string_view message)>;
 
+  /// How long a log may take nothing before lines are left out.
+  static constexpr std::chrono::seconds kLongestWait{5};
+
   /// Starts the sending thread.
-  /// @param transport  what sends; the default is syslog(3). Tests hand in their own.
-  explicit SyslogLog(Transport transport = SendToSyslog);
+  /// @param transport     what sends; the default is syslog(3). Tests hand in their own.
+  /// @param longest_wait  the same as kLongestWait, for tests
+  explicit SyslogLog(Transport transport = SendToSyslog,
+                     std::chrono::milliseconds longest_wait = kLongestWait);
 
   /// Sends what is left, however long that takes.
   ~SyslogLog() override;
@@ -56,9 +63,14 @@ class SyslogLog final : public SystemLog {
   static void SendToSyslog(std::string_view message);
 
   void SendLines();
-  void SendBatch(std::string_view batch) const;
+  void SendBatch(std::string_view batch);
+  /// Waits until a line of this size may be kept; not, when the log has stalled.
+  bool AwaitRoom(std::unique_lock<std::mutex>& lock, std::size_t size);
+  void Keep(std::string_view line);
 
   const Transport transport_;
+  const std::chrono::milliseconds longest_wait_;
+  std::atomic<std::uint64_t> messages_sent_ = 0;
 
   std::mutex mutex_;
   std::condition_variable wake_sender_;
@@ -67,6 +79,8 @@ class SyslogLog final : public SystemLog {
   std::string waiting_;  ///< lines not yet taken up, each behind its length
   std::uint64_t bytes_written_ = 0;
   std::uint64_t bytes_sent_ = 0;
+  std::uint64_t left_out_ = 0;  ///< lines since the last one that found room
+  bool stalled_ = false;        ///< a writer has waited in vain since the sender last took lines up
   bool sender_idle_ = false;
   bool hurry_ = false;  ///< somebody waits for the sender
   bool stop_ = false;

@@ -40,6 +40,33 @@ class FaultTest(SystemTest):
         self.assert_file(PATH, self.text(records))
         self.clear()
 
+    def restart(self):
+        """What a user does when nothing goes on: the window is closed, the scanner plugged in
+        again, and the program started anew."""
+        self.close()
+        self.scanners[0].unplug()
+        self.scanners[0].plug_in()
+        self.start_connected()
+
+    def check_lost_run(self, faults, wait, **settings):
+        """A run that never ends, because of what the scanner does, harms nothing and erases
+        nothing, and the next one after a restart is whole."""
+        scanner = self.begin(some_records(3), clear_memory=1, **settings)
+        quillet = self.start_connected()
+        for fault in faults:
+            scanner.fault(fault)
+        quillet.press("Synchronize")
+        wait(quillet)
+        self.assertEqual(messages.RUN_STARTED, quillet.view().rstrip("."))
+        self.assert_old_file()
+        self.assertEqual(3, scanner.record_count())
+        self.restart()
+        quillet = self.quillet
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(3, PATH).replace(
+            messages.FINISHED, messages.ERASED + messages.FINISHED))
+        self.assert_file(PATH, self.text())
+
     def clear(self):
         self.quillet.wait_until_attempt_is_over()
 

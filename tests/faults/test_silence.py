@@ -5,6 +5,7 @@ from fault_case import (BURST, CHAIN, FAILED_ATTEMPT, END_OF_ANSWER, PATH, Fault
 
 # The answer to each command of the start, for when it comes after all.
 _LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
+_GIVEN_UP = "The scanner did not answer. Please start Quillet again."
 _TOO_LATE_MS = 5500  # an answer is waited for 5 seconds
 _IN_TIME_MS = 4500
 
@@ -42,7 +43,7 @@ class SilenceTest(FaultTest):
         for number in range(1, 6):
             scanner.fault(f"on W {number} ignore")
         quillet.press("Synchronize")
-        quillet.wait_for_progress("The scanner did not answer. Please start Quillet again.")
+        quillet.wait_for_progress(_GIVEN_UP)
         self.assertEqual([*before, *["W"] * 5], scanner.all_commands())
         for label in ("Synchronize", "Disconnect", "Clear"):
             quillet.press(label)
@@ -105,8 +106,68 @@ class SilenceTest(FaultTest):
         scanner.fault(f"on p1# 1 delay {_IN_TIME_MS}")
         self.synchronize()
 
+    def test_record_too_late(self):
+        scanner = self.begin(some_records(4), burst_sync=0)
+        quillet = self.start_connected()
+        scanner.fault(f"on p1# 1 delay {_TOO_LATE_MS}")
+        quillet.press("Synchronize")
+        quillet.wait_for_silence("?")
+
     def test_wake_up_just_in_time(self):
         scanner = self.begin(some_records(4))
         self.start_connected()
         scanner.fault("on W 1 delay 400")
         self.synchronize()
+
+    def test_wake_up_too_late(self):
+        scanner = self.begin(some_records(4))
+        self.start_connected()
+        scanner.fault("on W 1 delay 700")
+        self.synchronize()
+
+    def test_wake_up_behind_a_burst(self):
+        # Its records have come; what ends the run, and writes the file, was dropped.
+        self.check_lost_run([f"on W {number} ignore" for number in range(2, 7)],
+                            lambda quillet: quillet.wait_for_progress(_GIVEN_UP))
+
+    def test_commands_of_a_run(self):
+        for command, progress in (("N", "Asking the scanner for its records"),
+                                  ("GS1", "Asking the scanner for its records"),
+                                  ("P", "Waiting for 3 records")):
+            with self.subTest(command):
+                self.check_lost_run([f"on {command} 1 silence"],
+                                    lambda quillet: quillet.wait_for_silence(progress))
+                self.close()
+                self.scanners.pop().stop()
+
+    def test_erasing(self):
+        scanner = self.begin(some_records(3), clear_memory=1)
+        quillet = self.start_connected()
+        scanner.fault("on E 1 silence")
+        run = messages.file_run(3, PATH).replace(messages.FINISHED,
+                                                 messages.ERASED + messages.FINISHED)
+        quillet.press("Synchronize")
+        quillet.wait_for_view(run)
+        self.assert_file(PATH, self.text())
+        # The next run waits for the answer too.
+        quillet.press("Synchronize")
+        quillet.wait_for_silence("Asking the scanner for its records")
+        scanner.fault(END_OF_ANSWER)
+        quillet.wait_for_view(run + messages.EMPTY_RUN)
+        self.assert_file(PATH, self.text())
+
+    def check_clock_answered_late(self, delay, text):
+        scanner = self.begin(some_records(3))
+        scanner.fault(f"on C 1 delay {delay}")
+        self.start().wait_for_view(messages.STARTED + text)
+        self.assert_old_file()
+        self.quillet.wait_for_connect_label("Disconnect")
+        self.clear()
+        self.synchronize()
+
+    def test_start_just_in_time(self):
+        self.check_clock_answered_late(_IN_TIME_MS, messages.connecting())
+
+    def test_start_too_late(self):
+        self.check_clock_answered_late(
+            7000, FAILED_ATTEMPT + messages.connected() + messages.CLOCK_SET)

@@ -1,6 +1,6 @@
 """The window closed in states in which something else is under way."""
 
-from fault_case import END_OF_ANSWER, FAILED_ATTEMPT, PATH, FaultTest, messages, some_records
+from fault_case import FAILED_ATTEMPT, FaultTest, messages, some_records
 from harness.settings_window import SettingsWindow
 
 
@@ -26,6 +26,7 @@ class StatesTest(FaultTest):
         scanner.fault("on V 1 silence")
         self.start().wait_for_view(messages.STARTED + FAILED_ATTEMPT)
         self.close()
+        self.assert_old_file()
 
     def test_unplugged_in_a_burst(self):
         scanner = self.begin(some_records(130))
@@ -52,3 +53,4 @@ class StatesTest(FaultTest):
         quillet.press("Synchronize")
         self.log.wait_for("-[SyncController DisplayBarcode:]", times=3)
         self.close()
+        self.assert_old_file()

@@ -1,6 +1,6 @@
 """Frames that nobody asked for."""
 
-from fault_case import FaultTest, some_records
+from fault_case import PATH, FaultTest, messages, some_records
 
 _FRAME = "03 00 00 0f 0b 06 61 62 63 64 65 66 31 47 41 09 40"
 
@@ -18,12 +18,35 @@ class UnsolicitedTest(FaultTest):
         self.clear()
         self.synchronize()
 
-    def test_while_connecting(self):
-        # It takes the place of the firmware's version, upon which the older layout is assumed.
-        scanner = self.begin(some_records(3))
+    def begin_with_frame_for_version(self, model):
+        """The frame takes the place of the firmware's version, which tells the layout."""
+        scanner = self.begin(some_records(3), scanner={"model": model})
         scanner.fault("on V 1 before 03 00 00 06 61 62 63")
         self.start_connected()
+
+    def test_while_connecting(self):
+        self.begin_with_frame_for_version("old")
         self.synchronize()
+
+    def test_while_connecting_to_the_300_series(self):
+        # The older layout is assumed: nothing that comes is right, until the next connection.
+        self.begin_with_frame_for_version("300")
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view_end(messages.FINISHED)
+        with open(PATH, encoding="utf-8", newline="") as file:
+            self.assertNotEqual(self.text(), file.read())
+        self.restart()
+        self.synchronize()
+
+    def test_cut_short_by_more(self):
+        # Nothing that is answered brings its end.
+        for frame in ("03 00 00 00", "03 00 01 00"):
+            with self.subTest(frame):
+                self.check_lost_run(
+                    [f"at 0ms send {frame}"], lambda quillet: quillet.wait_for_progress(
+                        "The scanner did not answer. Please start Quillet again."))
+                self.close()
+                self.scanners.pop().stop()
 
     def test_cut_short(self):
         # The frame waits for its end, which the next answer brings.

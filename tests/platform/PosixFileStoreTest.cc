@@ -186,6 +186,33 @@ TEST_F(PosixFileStoreTest, AReplacedFileHandsItsPermissionsOn) {
   }
 }
 
+TEST_F(PosixFileStoreTest, AReplacedFileHandsItsGroupOnOrThePermissionsOfNone) {
+  const std::string path = folder_ / "file";
+  Put(path, "old");
+  chmod(path.c_str(), 0640);
+  constexpr gid_t kOther = 12345;
+  if (chown(path.c_str(), static_cast<uid_t>(-1), kOther) != 0) {
+    GTEST_SKIP() << "only the administrator can give a file away";
+  }
+  EXPECT_TRUE(store_.Replace(path, "new"));
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_gid, kOther);
+  EXPECT_EQ(ModeOf(path), 0640U);
+}
+
+TEST_F(PosixFileStoreTest, SomebodyElsesFileDoesNotLetOthersWrite) {
+  const std::string path = folder_ / "file";
+  Put(path, "old");
+  chmod(path.c_str(), 0666);
+  constexpr uid_t kOther = 12345;
+  if (chown(path.c_str(), kOther, static_cast<gid_t>(-1)) != 0) {
+    GTEST_SKIP() << "only the administrator can give a file away";
+  }
+  EXPECT_TRUE(store_.Replace(path, "new"));
+  EXPECT_EQ(ModeOf(path), 0664U);
+}
+
 TEST_F(PosixFileStoreTest, ALinkIsItselfReplaced) {
   Put(folder_ / "elsewhere", "untouched");
   chmod((folder_ / "elsewhere").c_str(), 0600);
@@ -195,7 +222,7 @@ TEST_F(PosixFileStoreTest, ALinkIsItselfReplaced) {
     fs::create_symlink(target, path);
     EXPECT_TRUE(store_.Replace(path, "new"));
     EXPECT_FALSE(fs::is_symlink(path));
-    EXPECT_EQ(ModeOf(path), 0644U);
+    EXPECT_EQ(ModeOf(path), 0600U) << "what the link led to may be private";
     EXPECT_EQ(store_.Read(path, kAll), "new");
   }
   EXPECT_EQ(store_.Read(folder_ / "elsewhere", kAll), "untouched");

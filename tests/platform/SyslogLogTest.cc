@@ -191,6 +191,25 @@ TEST(SyslogLog, AWriterWaitsWhenTheBacklogIsFullAndNothingIsLost) {
   EXPECT_EQ(receiver.Messages().size(), lines);
 }
 
+TEST(SyslogLog, ALogThatHasStalledHoldsNobodyUpForLongAndIsToldWhatItMissed) {
+  Receiver receiver;
+  SyslogLog log(receiver.Transport(), milliseconds(50));
+  receiver.Stall();
+  const std::string line(1'000, 'x');
+  const std::size_t lines = 4 * SyslogLog::kBacklogBytes / line.size();
+  for (std::size_t i = 0; i < lines; ++i) log.Write(line);
+  receiver.Resume();
+  ASSERT_TRUE(log.Flush(seconds(20)));
+  log.Write("the first one that finds room again");
+  ASSERT_TRUE(log.Flush(seconds(20)));
+  const std::vector<std::string> messages = receiver.Messages();
+  const std::size_t kept = messages.size() - 2;
+  EXPECT_LT(kept, lines);
+  EXPECT_GE(kept, SyslogLog::kBacklogBytes / (line.size() + 8));
+  EXPECT_EQ(messages[kept], std::to_string(lines - kept) + " lines were left out");
+  EXPECT_EQ(messages[kept + 1], "the first one that finds room again");
+}
+
 TEST(SyslogLog, ALineLargerThanTheBacklogArrivesWhole) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());

@@ -29,6 +29,17 @@ TEST(LogTest, CharactersOutsideAsciiStayUnlessTheyAreControlCharactersOrBroken) 
   EXPECT_EQ(log.lines().back(), "\\x9b \\xc3");
 }
 
+TEST(LogTest, CharactersThatRearrangeOthersAreMadeVisible) {
+  test::RecordingLog log;
+  Log(log, ForeignText("a\xE2\x80\xAE"
+                       "b\xE2\x80\xA8"
+                       "c\xE2\x81\xA6\xD8\x9C\xEF\xBB\xBF"));
+  EXPECT_EQ(log.lines().back(),
+            "a\\xe2\\x80\\xaeb\\xe2\\x80\\xa8c\\xe2\\x81\\xa6\\xd8\\x9c\\xef\\xbb\\xbf");
+  Log(log, ForeignText("\xE2\x80\x93\xE2\x80\x99\xE2\x81\x84"));
+  EXPECT_EQ(log.lines().back(), "\xE2\x80\x93\xE2\x80\x99\xE2\x81\x84");
+}
+
 TEST(LogTest, ReceivedBytesEndAtTheirFirstNul) {
   test::RecordingLog log;
   const std::uint8_t bytes[] = {'a', 'b', 0, 'c'};
