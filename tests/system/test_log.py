@@ -3,6 +3,7 @@
 import unicodedata
 
 from harness.case import FOLDER, Record, Settings, SystemTest, messages, some_records
+from harness.lines import file_text
 
 _TIME = "2026-11-16 09:15:00"
 
@@ -77,6 +78,12 @@ class LogTest(SystemTest):
 
     def test_system_without_a_log_does_no_harm(self):
         self.log.remove_socket()
-        self.plugged_in_scanner()
+        path = f"{FOLDER}/out.txt"
+        Settings(filename=path).save()
+        records = some_records(3)
+        self.plugged_in_scanner(records)
         self.start_connected()
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(messages.file_run(3, path))
+        self.assert_file(path, file_text(records))
         self.close()
