@@ -17,7 +17,7 @@ for path in (ROOT / 'tests').rglob('*.py'):
 
 reliability = (ROOT / 'docs/reliability.md').read_text()
 named = re.findall(r'\b([A-Z]\w*\.[A-Z0-9]\w+)\b', (ROOT / 'docs/behaviour.md').read_text())
-named += re.findall(r'\b([A-Z]\w*Test\.[A-Z0-9]\w+)\b', reliability)
+named += re.findall(r'\b([A-Z]\w*(?:Test|Log)\.[A-Z]\w+)\b', reliability)
 named += re.findall(r'\b((?:faults|system)\.\w+\.\w+)\b', reliability)
 missing = sorted(set(named) - tests)
 print(f'{len(set(named))} tests are named.')

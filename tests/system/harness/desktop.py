@@ -6,7 +6,7 @@ import subprocess
 from harness.accessibility import Accessibility
 from harness.processes import Process, read_line
 from harness.sandbox import PYTHON
-from harness.waiting import wait_until
+from harness.waiting import PATIENCE, wait_until
 
 
 class Desktop:
@@ -59,7 +59,8 @@ class Desktop:
     def xdotool(self, *arguments):
         """What a person does with mouse and keyboard; returns what xdotool prints."""
         done = subprocess.run(["xdotool", *map(str, arguments)], env=self.environment,
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=20)
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                              timeout=PATIENCE / 2)
         return done.stdout.rstrip("\n") if done.returncode == 0 else None
 
     def clipboard_text(self):

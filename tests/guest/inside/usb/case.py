@@ -6,7 +6,7 @@ import shutil
 import sys
 import unittest
 
-from bus import UsbScanner, as_root, modem_terminals
+from bus import UsbScanner, modem_terminals
 from harness import messages
 from harness.desktop import Desktop
 from harness.product import Quillet
@@ -55,7 +55,6 @@ class UsbTest(unittest.TestCase):
         for path in sorted(glob.glob("/tmp/*.output")):
             with open(path, encoding="utf-8", errors="replace") as output:
                 parts += [f"{path}:", output.read()]
-        parts += ["The processes:", as_root("ps", "-eo", "pid,stat,wchan:20,time,args")]
         for scanner in self.scanners:
             parts += [f"{scanner.link}:", *scanner.transcript().splitlines()[-_STORY_LINES:]]
         return "\n".join(parts)

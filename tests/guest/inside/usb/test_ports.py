@@ -88,6 +88,7 @@ class PortsTest(UsbTest):
         self.assertEqual(0, converter.count())
 
         self.plugged_in_scanner()
+        wait_until(lambda: os.access("/dev/ttyACM0", os.R_OK), "the user's right to the scanner")
         scanner = Openings("/dev/ttyACM0")
         quillet.wait_for_view_end(messages.connected() + messages.CLOCK_SET)
         self.assertNotIn("ttyUSB", quillet.view())

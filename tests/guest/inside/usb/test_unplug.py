@@ -1,9 +1,6 @@
 """The cable is pulled while something goes on, and put in again."""
 
-import os
-import signal
-
-from bus import as_root, modem_terminals, port_name
+from bus import modem_terminals
 from case import OUTPUT, Settings, UsbTest, messages, some_records, wait_until
 from harness.lines import file_text
 
@@ -113,41 +110,3 @@ class UnplugTest(UsbTest):
         scanner.plug_in()
         self.assertEqual(["ttyACM0"], modem_terminals())
         quillet.wait_for_view(messages.disconnected() + messages.connecting())
-
-    def test_out_and_in_again_before_the_program_looks(self):
-        """The only port left has the connected one's name: the connection is kept, over a line
-        that is dead. Disconnecting and connecting mends it."""
-        settings = Settings(filename=OUTPUT)
-        settings.save()
-        records = some_records(3)
-        scanner = self.plugged_in_scanner(records)
-        quillet = self.start_connected()
-        name = port_name("ttyACM0")
-        quillet.process.send(signal.SIGSTOP)
-        scanner.unplug()
-        scanner.plug_in()
-        as_root("udevadm", "settle")
-        self.assertEqual(["ttyACM1"], modem_terminals())
-        self.assertEqual(name, port_name("ttyACM1"))
-        quillet.process.send(signal.SIGCONT)
-        self.log.wait_for("deviceRemoved", 2)
-        self.log.wait_for("deviceAdded", 2)
-        self.assertEqual("", quillet.view())
-        self.assertEqual("Disconnect", quillet.connect_label())
-        self.assertEqual(["/dev/ttyACM0 (deleted)"] * 2, self.open_lines())
-
-        quillet.press("Disconnect")
-        quillet.wait_for_view(messages.disconnected())
-        quillet.wait_for_connect_label("Connect")
-        quillet.wait_for_ports(["None", name])
-        self.assertEqual([], self.open_lines())
-        quillet.press("Connect")
-        quillet.wait_for_view(messages.disconnected() + messages.connecting("ttyACM1"))
-        quillet.wait_until_attempt_is_over()
-        self.synchronize(records, settings)
-
-    def open_lines(self):
-        """The serial lines that the program holds."""
-        folder = f"/proc/{self.quillet.pid}/fd"
-        return [path for path in (os.readlink(f"{folder}/{number}")
-                                  for number in os.listdir(folder)) if "/tty" in path]
