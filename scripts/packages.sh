@@ -7,6 +7,7 @@ picture_packages="xdotool openbox imagemagick bubblewrap"
 test_packages="libgtest-dev libgmock-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox
   at-spi2-core gir1.2-atspi-2.0 python3 python3-gi dbus bubblewrap x11-utils imagemagick
   xterm python3-tk x11-xserver-utils"
+bench_packages="libbenchmark-dev"
 check_packages="clang clang-format libclang-rt-14-dev"
 
 # Sees to it that the named packages are installed. Where this user may install none, it prints the
