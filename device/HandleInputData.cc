@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cstring>
+
 #include "device/Log.h"
 #include "device/Lumet.h"
 #include "device/ReceiveState.h"
@@ -16,7 +19,26 @@ bool EndsAnswer(std::uint8_t byte) {
 void Lumet::DataFromDevice(const std::uint8_t* bytes, std::int32_t count) {
   Log(log_, "-[Lumet DataFromDevice::]", "[",
       ForeignText(bytes, count > 0 ? static_cast<std::size_t>(count) : 0), ":", count, "]");
-  for (std::int32_t i = 0; i < count; ++i) HandleInputData(bytes[i]);
+  for (std::int32_t i = 0; i < count;) {
+    const std::int32_t stored = StoreBody(bytes + i, count - i);
+    if (stored == 0) HandleInputData(bytes[i]);
+    i += std::max(stored, 1);
+  }
+}
+
+// Nothing happens in a body before its last byte, so those before that are stored in one go.
+std::int32_t Lumet::StoreBody(const std::uint8_t* bytes, std::int32_t count) {
+  const std::int32_t receiving = state;
+  if (receiving != kFrameBody && receiving != kBurstBody) return 0;
+  const std::int32_t index = writePtr;
+  const std::int32_t end = std::min<std::int32_t>(totallength - 1, kRxBufferSize);
+  const std::int32_t run = std::min(count, end - index);
+  if (run <= 0) return 0;
+  // Counted before they are copied: another thread's reset that came in between would be undone.
+  writePtr = index + run;
+  std::memcpy(RxBuffer + index, bytes, static_cast<std::size_t>(run));
+  cmdArray.RewindIfEmpty();
+  return run;
 }
 
 void Lumet::HandleInputData(std::uint8_t byte) {

@@ -224,6 +224,10 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
   void ConsumeHead();
   void DeliverAnswer();
 
+  /// Stores bytes of a frame or burst, as many as come before its last one.
+  /// @return how many; 0 when the next byte has to go through the receive states
+  std::int32_t StoreBody(const std::uint8_t* bytes, std::int32_t count);
+
   platform::Clock& clock_;
   std::atomic<LumetDelegate*> delegate_{nullptr};
   std::optional<CommandQueue::Entry> head_;  // the entry being served; command thread

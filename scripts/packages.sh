@@ -9,6 +9,7 @@ test_packages="libgtest-dev libgmock-dev libumockdev-dev umockdev gir1.2-umockde
   xterm python3-tk x11-xserver-utils desktop-file-utils appstream mandoc"
 package_packages="dpkg-dev debootstrap lintian"
 document_packages="doxygen"
+bench_packages="libbenchmark-dev"
 check_packages="clang clang-format libclang-rt-14-dev"
 
 # Sees to it that the named packages are installed. Where this user may install none, it prints the

@@ -1,172 +1,118 @@
 // A burst of 20,000 records to a file, through the whole program but for its window, over a
-// pseudo-terminal: how long it takes beside what the line and the fixed polls take by themselves.
+// pseudo-terminal. Printed, in seconds, for each round:
+//   unpaced  from the moment at which the scanner has "P" to the last record composed, beside the
+//            same scanner's answer to "P" read by the same poll and nothing else
+//   log      the same run with a log that somebody listens to, beside one with a log that goes
+//            nowhere
+//   paced    once: the run at 115200 bit/s, beside the time that its line needs
 //
-// Usage: run_bench [RECORDS]
+// Usage: run_bench [ROUNDS [RECORDS]]
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstdio>
 #include <cstdlib>
-#include <functional>
-#include <string>
-#include <thread>
 #include <vector>
 
-#include "app/QuilletAppDelegate.h"
-#include "app/SyncController.h"
-#include "platform/posix/PosixClock.h"
-#include "platform/posix/PosixFileStore.h"
 #include "platform/posix/SyslogLog.h"
-#include "simulator/RecordGenerator.h"
-#include "simulator/Simulator.h"
-#include "tests/support/FakePlatform.h"
-#include "tests/support/FakeSettingsWindow.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/bench/Figure.h"
+#include "tests/bench/LogListener.h"
+#include "tests/bench/WholeProgram.h"
 
 namespace {
 
 using namespace quillet;
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
+using namespace quillet::bench;
 
-double Seconds(Clock::duration duration) {
-  return std::chrono::duration<double>(duration).count();
-}
+constexpr std::uint64_t kLineSpeed = 115200;
 
-template <class Condition>
-void Await(Condition&& condition) {
-  while (!condition()) std::this_thread::sleep_for(100us);
-}
-
-// How long `bytes` take from one end of a pseudo-terminal to the other by the same poll, and
-// nothing else: 200 microseconds of sleep and a read.
-double BarePoll(std::size_t bytes) {
-  const int master = posix_openpt(O_RDWR | O_NOCTTY);
-  grantpt(master);
-  unlockpt(master);
-  const int line = open(ptsname(master), O_RDONLY | O_NOCTTY | O_NONBLOCK);
-  termios settings{};
-  tcgetattr(line, &settings);
-  cfmakeraw(&settings);
-  tcsetattr(line, TCSANOW, &settings);
-  std::thread sender([&] {
-    const std::string block(4096, 'x');
-    for (std::size_t sent = 0; sent < bytes;) {
-      const ssize_t count = write(master, block.data(), std::min(block.size(), bytes - sent));
-      if (count > 0) sent += static_cast<std::size_t>(count);
-    }
-  });
-  const auto start = Clock::now();
-  std::vector<char> buffer(10240);
-  for (std::size_t received = 0; received < bytes;) {
-    std::this_thread::sleep_for(200us);
-    const ssize_t count = read(line, buffer.data(), buffer.size());
-    if (count > 0) received += static_cast<std::size_t>(count);
+std::size_t BurstBytes(const simulator::Simulator& scanner) {
+  std::size_t bytes = 3;
+  for (const auto& record : scanner.records()) {
+    bytes += Encode(record, simulator::Model::kOlder).size();
   }
+  return bytes;
+}
+
+void AwaitCommand(const simulator::Simulator& scanner, std::size_t earlier) {
+  Await([&] { return scanner.CountOf("P") > earlier; });
+}
+
+// One run: the time from "P" to its last record.
+double RunOnce(WholeProgram& program, const simulator::Simulator& scanner, std::size_t records) {
+  const std::size_t earlier = scanner.CountOf("P");
+  program.StartRun();
+  AwaitCommand(scanner, earlier);
+  const auto start = Clock::now();
+  Await([&] { return program.records() == static_cast<std::int32_t>(records); });
   const double taken = Seconds(Clock::now() - start);
-  sender.join();
-  close(line);
-  close(master);
+  program.AwaitEndOfRun();
   return taken;
 }
 
-struct Run {
-  double records;   // from the last byte of "P" to the last record composed
-  double finished;  // from there to "Synchronization finished", behind the two closing commands
-  std::size_t bytes;
-};
-
-// One whole program on one scanner.
-class Bench {
+// The other end of a scanner's line, from which a burst is read and dropped.
+class BarePoll {
  public:
-  Bench(std::size_t records, std::uint64_t speed) {
-    simulator::Options options = simulator::Options::Instant();
-    options.speed = speed;
-    options.device.records = simulator::StockTaking(records, simulator::Model::kOlder);
-    scanner_ = new simulator::Simulator(options);
-    scanner_->Start();
-    registry_.Attach("usbmodem1", scanner_->path());
-    application_.setWindow(&window_);
-    application_.setSyncController(&controller_);
-    application_.applicationDidFinishLaunching();
-    Await([&] { return bool{controller_.bIsConnected} && !controller_.bConnecting; });
+  explicit BarePoll(simulator::Simulator& scanner)
+      : scanner_(scanner),
+        bytes_(BurstBytes(scanner)),
+        line_(open(scanner.path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+    termios settings{};
+    tcgetattr(line_, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(line_, TCSANOW, &settings);
   }
 
-  Run Synchronize() {
-    const auto count = static_cast<std::int32_t>(scanner_->records().size());
-    const std::size_t asked = scanner_->CountOf("P");
-    queue_.RunAll();
-    view_.SetText("");
-    controller_.synchronizeButton();
-    Await([&] { return scanner_->CountOf("P") > asked; });
+  double Once() {
+    const std::size_t earlier = scanner_.CountOf("P");
+    if (write(line_, "P", 1) != 1) std::abort();
+    AwaitCommand(scanner_, earlier);
     const auto start = Clock::now();
-    Await([&] { return controller_.barcodeCount == count; });
-    const auto composed = Clock::now();
-    Await([&] {
-      queue_.RunAll();
-      return view_.text().find("Synchronization finished") != std::string::npos;
-    });
-    std::size_t bytes = 3;
-    for (const auto& record : scanner_->records()) {
-      bytes += Encode(record, simulator::Model::kOlder).size();
+    char buffer[10240];
+    for (std::size_t received = 0; received < bytes_;) {
+      clock_.Sleep(std::chrono::microseconds(200));
+      const ssize_t count = read(line_, buffer, sizeof buffer);
+      if (count > 0) received += static_cast<std::size_t>(count);
     }
-    return {Seconds(composed - start), Seconds(Clock::now() - composed), bytes};
+    return Seconds(Clock::now() - start);
   }
 
  private:
-  test::TemporaryFolder& folder_ = *new test::TemporaryFolder;
-  platform::posix::SyslogLog& log_ = *new platform::posix::SyslogLog;
-  platform::posix::PosixClock& clock_ = *new platform::posix::PosixClock;
-  platform::posix::PosixFileStore& files_ = *new platform::posix::PosixFileStore;
-  test::FakeMainQueue& queue_ = *new test::FakeMainQueue;
-  test::FakeRegistry& registry_ = *new test::FakeRegistry;
-  test::FakeWorkspace& workspace_ = *new test::FakeWorkspace;
-  test::FakePanels& panels_ = *new test::FakePanels;
-  test::FakeTicker& ticker_ = *new test::FakeTicker;
-  test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
-  test::FakeSettingsWindow& choices_ = *new test::FakeSettingsWindow;
-  test::FakeKeyEvents& keyEvents_ = *new test::FakeKeyEvents;
-  test::FakePasteboard& pasteboard_ = *new test::FakePasteboard;
-  test::FakeApplications& applications_ = *new test::FakeApplications;
-  test::FakeTextView& view_ = *new test::FakeTextView;
-  test::FakePopUpList& ports_ = *new test::FakePopUpList;
-  test::FakeToolbarItem& item_ = *new test::FakeToolbarItem("");
-  test::FakeWindow& window_ = *new test::FakeWindow;
-  QuilletAppDelegate& application_ = *new QuilletAppDelegate(log_, queue_);
-  SyncController& controller_ =
-      *new SyncController(Platform{log_, clock_, files_, queue_, registry_, workspace_, panels_,
-                                   ticker_, keyEvents_, pasteboard_, applications_},
-                          MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_},
-                          choices_.Controls(), folder_ / "QuilletData");
-  simulator::Simulator* scanner_ = nullptr;
+  simulator::Simulator& scanner_;
+  platform::posix::PosixClock clock_;
+  const std::size_t bytes_;
+  const int line_;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::size_t records = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 20000;
+  const std::size_t rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 15;
+  const std::size_t records = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 20000;
+  static const LogListener listener;
+  static NoLog nowhere;
+  static auto& log = *new platform::posix::SyslogLog;
+  static auto& heard =
+      *new platform::posix::SyslogLog([](std::string_view message) { listener.Send(message); });
 
-  Bench unpaced(records, 0);
-  for (int i = 0; i < 5; ++i) {
-    const Run run = unpaced.Synchronize();
-    const double bare = BarePoll(run.bytes);
-    std::printf(
-        "unpaced: %zu bytes; records after %.4f s, bare poll %.4f s, ratio %.2f; "
-        "finished %.3f s later\n",
-        run.bytes, run.records, bare, run.records / bare, run.finished);
+  auto& usual_scanner = StartScanner(records, 0);
+  auto& heard_scanner = StartScanner(records, 0);
+  auto& silent_scanner = StartScanner(records, 0);
+  BarePoll bare(StartScanner(records, 0));
+  WholeProgram usual(usual_scanner, log);
+  WholeProgram listened(heard_scanner, heard);
+  WholeProgram silent(silent_scanner, nowhere);
+  for (std::size_t round = 0; round < rounds; ++round) {
+    const double taken = RunOnce(usual, usual_scanner, records);
+    PrintFigure("unpaced", taken, bare.Once());
+    const double logged = RunOnce(listened, heard_scanner, records);
+    PrintFigure("log", logged, RunOnce(silent, silent_scanner, records));
   }
 
-  Bench paced(records, 115200);
-  const Run run = paced.Synchronize();
-  const double line = static_cast<double>(run.bytes) * 10 / 115200;
-  std::printf(
-      "115200 bit/s: %zu bytes; records after %.3f s, the line itself %.3f s, ratio %.4f; "
-      "finished %.3f s later\n",
-      run.bytes, run.records, line, run.records / line, run.finished);
-  std::fflush(stdout);
+  auto& slow_scanner = StartScanner(records, kLineSpeed);
+  WholeProgram paced(slow_scanner, log);
+  PrintFigure("paced", RunOnce(paced, slow_scanner, records),
+              static_cast<double>(BurstBytes(slow_scanner)) * 10 / kLineSpeed);
   _exit(0);
 }

@@ -12,6 +12,10 @@
 //
 // Usage: view_bench [lines|tabs|paragraph|stream|bulk|bulk-paragraph]... ; without arguments, all
 // of them. QT_QPA_PLATFORM=offscreen runs it without a display.
+//
+//        view_bench compare ROUNDS ; prints for tests/bench/run, in milliseconds, the total of
+// "lines" beside one insertion of the same text into the same widget, and the longest turn and the
+// longest processor time of a turn beside a frame of a 60 Hz screen.
 
 #include <QApplication>
 #include <QEvent>
@@ -21,6 +25,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -28,6 +34,9 @@
 
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
+#include "platform/qt/RecordText.h"
+#include "platform/qt/RecordView.h"
+#include "tests/bench/Figure.h"
 
 namespace {
 
@@ -37,6 +46,13 @@ using Clock = std::chrono::steady_clock;
 
 double Milliseconds(Clock::duration duration) {
   return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+/// What the calling thread has had of the processors.
+Clock::duration ProcessorTime() {
+  timespec spent{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &spent);
+  return std::chrono::seconds(spent.tv_sec) + std::chrono::nanoseconds(spent.tv_nsec);
 }
 
 struct Kind {
@@ -81,11 +97,13 @@ class Pulse : public QObject {
   void Reset() {
     last_ = Clock::now();
     painted_ = last_;
-    longest_turn_ = longest_reply_ = longest_dark_ = {};
+    last_processor_time_ = ProcessorTime();
+    longest_turn_ = longest_busy_ = longest_reply_ = longest_dark_ = {};
     paints_ = 0;
   }
 
   double longest_turn() const { return Milliseconds(longest_turn_); }
+  double longest_busy() const { return Milliseconds(longest_busy_); }
   double longest_reply() const { return Milliseconds(longest_reply_); }
   double longest_dark() const { return Milliseconds(longest_dark_); }
   int paints() const { return paints_; }
@@ -112,6 +130,9 @@ class Pulse : public QObject {
     const auto now = Clock::now();
     longest_turn_ = std::max(longest_turn_, now - last_);
     last_ = now;
+    const auto processor_time = ProcessorTime();
+    longest_busy_ = std::max(longest_busy_, processor_time - last_processor_time_);
+    last_processor_time_ = processor_time;
   }
 
   void PostEvents() {
@@ -126,7 +147,9 @@ class Pulse : public QObject {
 
   QTimer timer_;
   Clock::time_point last_ = Clock::now();
+  Clock::duration last_processor_time_ = ProcessorTime();
   Clock::duration longest_turn_{};
+  Clock::duration longest_busy_{};  // the same in processor time
   Clock::duration longest_reply_{};
   Clock::time_point painted_ = last_;
   Clock::duration longest_dark_{};
@@ -136,11 +159,18 @@ class Pulse : public QObject {
   std::thread poster_;
 };
 
-void Run(const Kind& kind, int records, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse) {
+std::string AllRecords(int records, std::string_view delimiter) {
+  std::string text;
+  for (int i = 0; i < records; ++i) text += Record(i, delimiter);
+  return text;
+}
+
+/// @return the total
+double Run(const Kind& kind, int records, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse,
+           bool print = true) {
   window.view().SetText("");
   QCoreApplication::processEvents();
-  std::string expected;
-  for (int i = 0; i < records; ++i) expected += Record(i, kind.delimiter);
+  const std::string expected = AllRecords(records, kind.delimiter);
 
   QEventLoop loop;
   double queued = 0;
@@ -176,6 +206,7 @@ void Run(const Kind& kind, int records, QtMainQueue& queue, QtMainWindow& window
   loop.exec();
   const double total = Milliseconds(Clock::now() - start);
   producer.join();
+  if (!print) return total;
   const double turn = pulse.longest_turn();
   const auto copying = Clock::now();
   const bool complete = window.view().ShownText() == expected;
@@ -185,6 +216,35 @@ void Run(const Kind& kind, int records, QtMainQueue& queue, QtMainWindow& window
               pulse.longest_reply(), pulse.paints(), pulse.longest_dark(), copy,
               complete ? "complete" : "INCOMPLETE");
   std::fflush(stdout);
+  return total;
+}
+
+double InsertAtOnce(const std::string& text, QtMainWindow& window) {
+  auto& view = static_cast<quillet::platform::qt::RecordView&>(
+      *window.widget().findChild<QPlainTextEdit*>());
+  window.view().SetText("");
+  QCoreApplication::processEvents();
+  const auto start = Clock::now();
+  view.InsertAtEnd(quillet::platform::qt::ToDocumentText(text));
+  view.ScrollToEnd();
+  return Milliseconds(Clock::now() - start);
+}
+
+void Compare(int rounds, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse) {
+  using quillet::bench::PrintFigure;
+  constexpr double kFrame = 16;
+  const Kind& lines = kKinds[0];
+  for (int round = 0; round < rounds; ++round) {
+    for (const int records : {25'000, 50'000, 100'000}) {
+      const double total = Run(lines, records, queue, window, pulse, false);
+      const double turn = pulse.longest_turn();
+      const double busy = pulse.longest_busy();
+      const double at_once = InsertAtOnce(AllRecords(records, lines.delimiter), window);
+      PrintFigure(("view-" + std::to_string(records)).c_str(), total, at_once);
+      PrintFigure("turn", turn, kFrame);
+      PrintFigure("turn-processor", busy, kFrame);
+    }
+  }
 }
 
 }  // namespace
@@ -197,6 +257,14 @@ int main(int argc, char** argv) {
   window.Show();
   Pulse pulse;
   window.widget().findChild<QPlainTextEdit*>()->viewport()->installEventFilter(&pulse);
+
+  if (wanted.size() == 2 && wanted[0] == "compare") {
+    QTimer::singleShot(100, [&] {
+      Compare(std::atoi(argv[2]), queue, window, pulse);
+      application.quit();
+    });
+    return application.exec();
+  }
 
   std::printf(
       "kind           records   queued    total    turn   reply  paints    dark    copy  (ms)\n");

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "device/Log.h"
 #include "tests/support/RecordingLog.h"
 
@@ -10,6 +12,13 @@ TEST(LogTest, PiecesMakeOneLine) {
   test::RecordingLog log;
   Log(log, "-[Lumet X:]", "[", std::int32_t{-3}, ":", std::size_t{7}, ":", Hex{255}, "]");
   EXPECT_EQ(log.lines(), std::vector<std::string>{"-[Lumet X:][-3:7:ff]"});
+}
+
+TEST(LogTest, TheLongestNumbersHaveRoom) {
+  test::RecordingLog log;
+  Log(log, "", std::numeric_limits<std::int64_t>::min(), "", Hex{0xFFFFFFFF},
+      std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(log.lines().back(), "-9223372036854775808ffffffff18446744073709551615");
 }
 
 TEST(LogTest, ControlCharactersFromOutsideAreMadeVisible) {

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "tests/support/LumetFixture.h"
 
@@ -93,6 +94,50 @@ TEST_F(ReceivePathTest, ABurstIsDeliveredEvenWhenNoCommandWaits) {
   Receive({0x09, 0x06, 'A', 'B', 'C', 'D', 0x31, 0x47, 0x41, 0x09});
   EXPECT_EQ(owner.records(), std::vector<std::string>{"ABCD\n"});
   EXPECT_EQ(lumet.state, 0);
+}
+
+TEST_F(ReceivePathTest, ABurstHasTheSameEffectWhereverItIsCutIntoChunks) {
+  const std::vector<std::uint8_t> burst = {0x00, 0x00, 0x0D, 0x09, 0x06, 'A',  'B',
+                                           'C',  'D',  0x31, 0x47, 0x41, 0x09, 'x'};
+  const auto size = static_cast<std::int32_t>(burst.size());
+  for (std::int32_t cut = 0; cut <= size; ++cut) {
+    lumet.cmdArray.Reset();
+    lumet.GetSerialNumber();
+    lumet.cmdArray.Consume(*lumet.cmdArray.Head());
+    Await('P');
+    lumet.state = 30;
+    lumet.DataFromDevice(burst.data(), cut);
+    if (cut > 3 && cut < 13) {
+      EXPECT_EQ(lumet.state, 31) << cut;
+      EXPECT_EQ(lumet.writePtr, cut);
+      EXPECT_EQ(lumet.cmdArray.cmdWrite(), 0) << "an empty queue is rewound within a body too";
+    }
+    lumet.DataFromDevice(burst.data() + cut, size - cut);
+    EXPECT_EQ(owner.records().size(), static_cast<std::size_t>(cut) + 1);
+    EXPECT_EQ(lumet.state, 0) << cut;
+    EXPECT_EQ(lumet.writePtr, 0) << "the byte behind the burst is discarded";
+    EXPECT_EQ(lumet.bCommandDone, 1);
+  }
+}
+
+TEST_F(ReceivePathTest, AChunkOfABurstLargerThanTheBufferStaysWithinIt) {
+  lumet.bTavo300 = 1;
+  constexpr std::int32_t kSize = Lumet::kRxBufferSize + 10;
+  std::vector<std::uint8_t> burst(kSize);
+  burst[0] = static_cast<std::uint8_t>(kSize >> 16);
+  burst[1] = static_cast<std::uint8_t>(kSize >> 8);
+  burst[2] = static_cast<std::uint8_t>(kSize);
+  burst[Lumet::kRxBufferSize - 1] = 0x5A;
+  Await('P');
+  lumet.state = 30;
+  lumet.DataFromDevice(burst.data(), kSize - 1);
+  EXPECT_EQ(lumet.state, 31);
+  EXPECT_EQ(lumet.writePtr, kSize - 1);
+  EXPECT_EQ(lumet.RxBuffer[Lumet::kRxBufferSize - 1], 0x5A);
+  EXPECT_EQ(lumet.commandBuf[0], 0) << "what stands behind the buffer";
+  lumet.DataFromDevice(burst.data() + kSize - 1, 1);
+  EXPECT_EQ(lumet.state, 0);
+  EXPECT_EQ(lumet.bCommandDone, 1);
 }
 
 TEST_F(ReceivePathTest, EveryReceivedByteRewindsAnEmptyQueue) {

@@ -1,0 +1,70 @@
+// Starts a program and prints how long it takes until its window has been painted, in seconds, and
+// its process number; ends then, and leaves the program running.
+//
+// The window counts as painted when a good part of the line through the middle of the screen is as
+// white as a text view is. So nothing white may be there before.
+//
+// Usage: first_paint PROGRAM [ARGUMENT...]
+
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t kColour = 0xFFFFFF;
+constexpr int kEnoughPixels = 300;
+
+class Screen {
+ public:
+  bool IsPainted() {
+    const xcb_get_image_cookie_t asked = xcb_get_image(
+        connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, screen_.root, 0,
+        static_cast<std::int16_t>(screen_.height_in_pixels / 2), screen_.width_in_pixels, 1, ~0U);
+    xcb_get_image_reply_t* image = xcb_get_image_reply(connection_, asked, nullptr);
+    if (image == nullptr) std::abort();
+    const auto* pixels = reinterpret_cast<const std::uint32_t*>(xcb_get_image_data(image));
+    int white = 0;
+    for (int i = 0; i < screen_.width_in_pixels; ++i) white += (pixels[i] & kColour) == kColour;
+    std::free(image);
+    return white >= kEnoughPixels;
+  }
+
+ private:
+  xcb_connection_t* const connection_ = xcb_connect(nullptr, nullptr);
+  const xcb_screen_t& screen_ = *xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) return 2;
+  Screen screen;
+  if (screen.IsPainted()) {
+    std::fputs("something white is on the screen already\n", stderr);
+    return 1;
+  }
+  const auto start = Clock::now();
+  const pid_t child = fork();
+  if (child == 0) {
+    execv(argv[1], argv + 1);
+    _exit(127);
+  }
+  while (!screen.IsPainted()) {
+    if (waitpid(child, nullptr, WNOHANG) != 0) return 1;
+    std::this_thread::sleep_for(500us);
+  }
+  const double taken = std::chrono::duration<double>(Clock::now() - start).count();
+  std::printf("%.6f %d\n", taken, static_cast<int>(child));
+  return 0;
+}

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <thread>
+
+#include "app/QuilletAppDelegate.h"
+#include "app/SyncController.h"
+#include "platform/posix/PosixClock.h"
+#include "platform/posix/PosixFileStore.h"
+#include "simulator/RecordGenerator.h"
+#include "simulator/Simulator.h"
+#include "tests/support/FakePlatform.h"
+#include "tests/support/FakeSettingsWindow.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quillet::bench {
+
+using Clock = std::chrono::steady_clock;
+
+inline double Seconds(Clock::duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
+
+template <class Condition>
+void Await(Condition&& condition) {
+  while (!condition()) std::this_thread::sleep_for(std::chrono::microseconds(100));
+}
+
+/// A scanner with a believable stock-taking that answers at once.
+/// @param speed  of its line in bit/s; 0: the line takes no time
+inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t speed) {
+  simulator::Options options = simulator::Options::Instant();
+  options.speed = speed;
+  options.device.records = simulator::StockTaking(records, simulator::Model::kOlder);
+  auto& scanner = *new simulator::Simulator(options);
+  scanner.Start();
+  return scanner;
+}
+
+/// The whole program but for its window, connected to a simulated scanner over a pseudo-terminal.
+/// Made once and never destroyed, as in the program itself.
+class WholeProgram {
+ public:
+  /// @param burst  collects all records in one transfer, else one by one
+  WholeProgram(simulator::Simulator& scanner, platform::SystemLog& log, bool burst = true)
+      : application_(*new QuilletAppDelegate(log, queue_)),
+        controller_(*new SyncController(
+            Platform{log, clock_, files_, queue_, registry_, workspace_, panels_, ticker_,
+                     keyEvents_, pasteboard_, applications_},
+            MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_},
+            choices_.Controls(), folder_ / "QuilletData")) {
+    registry_.Attach("usbmodem1", scanner.path());
+    application_.setWindow(&window_);
+    application_.setSyncController(&controller_);
+    application_.applicationDidFinishLaunching();
+    Await([&] { return bool{controller_.bIsConnected} && !controller_.bConnecting; });
+    controller_.lumet->bBurstSync = burst;
+  }
+  WholeProgram(const WholeProgram&) = delete;
+  WholeProgram& operator=(const WholeProgram&) = delete;
+
+  void StartRun() {
+    queue_.RunAll();
+    view_.SetText("");
+    controller_.synchronizeButton();
+  }
+
+  /// The records that the present run has composed and delivered.
+  std::int32_t records() const { return controller_.barcodeCount; }
+
+  void AwaitEndOfRun() {
+    Await([&] {
+      queue_.RunAll();
+      return view_.text().find("Synchronization finished") != std::string::npos;
+    });
+  }
+
+ private:
+  test::TemporaryFolder& folder_ = *new test::TemporaryFolder;
+  platform::posix::PosixClock& clock_ = *new platform::posix::PosixClock;
+  platform::posix::PosixFileStore& files_ = *new platform::posix::PosixFileStore;
+  test::FakeMainQueue& queue_ = *new test::FakeMainQueue;
+  test::FakeRegistry& registry_ = *new test::FakeRegistry;
+  test::FakeWorkspace& workspace_ = *new test::FakeWorkspace;
+  test::FakePanels& panels_ = *new test::FakePanels;
+  test::FakeTicker& ticker_ = *new test::FakeTicker;
+  test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
+  test::FakeSettingsWindow& choices_ = *new test::FakeSettingsWindow;
+  test::FakeKeyEvents& keyEvents_ = *new test::FakeKeyEvents;
+  test::FakePasteboard& pasteboard_ = *new test::FakePasteboard;
+  test::FakeApplications& applications_ = *new test::FakeApplications;
+  test::FakeTextView& view_ = *new test::FakeTextView;
+  test::FakePopUpList& ports_ = *new test::FakePopUpList;
+  test::FakeToolbarItem& item_ = *new test::FakeToolbarItem("");
+  test::FakeWindow& window_ = *new test::FakeWindow;
+  QuilletAppDelegate& application_;
+  SyncController& controller_;
+};
+
+}  // namespace quillet::bench

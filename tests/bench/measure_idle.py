@@ -1,0 +1,53 @@
+"""The processor time of the idle program, beside a bare loop of a 200-microsecond sleep and a read
+that runs during the same time."""
+
+import os
+import time
+
+from harness.case import SystemTest
+from harness.processes import Process
+
+_ROUNDS = 8
+_SPAN = 5.0  # seconds
+
+
+def _processor_seconds(pid):
+    """What all threads of a process have had of the processors."""
+    total = 0
+    for task in os.listdir(f"/proc/{pid}/task"):
+        with open(f"/proc/{pid}/task/{task}/schedstat", encoding="ascii") as schedstat:
+            total += int(schedstat.read().split()[0])
+    return total / 1e9
+
+
+class Idle(SystemTest):
+
+    def setUp(self):
+        super().setUp()
+        # The program's own environment, in which a read goes by way of what stands in for udev.
+        self._environment = self.desktop.environment | self.devices.environment
+
+    def _measure(self, name, *line):
+        folder = os.path.dirname(os.environ["SYSTEM_TEST_QUILLET"])
+        loop = Process("idle_loop", [f"{folder}/idle_loop", *line], self._environment)
+        self.addCleanup(loop.stop)
+        pids = (self.quillet.pid, loop.pid)
+        time.sleep(1)
+        for _ in range(_ROUNDS):
+            before = [_processor_seconds(pid) for pid in pids]
+            time.sleep(_SPAN)
+            after = [_processor_seconds(pid) for pid in pids]
+            self.assertTrue(loop.is_running(), loop.output())
+            spent = (end - start for start, end in zip(before, after))
+            print("figure", name, *spent, sep="\t", flush=True)
+
+    def test_connected_and_disconnected(self):
+        self.plugged_in_scanner()
+        other = self.scanner(node="ttyACM1", place="3-2:1.0")
+        other.switch_on()  # for the loop; the computer is not told of it
+        self.start_connected()
+        self._measure("idle-connected", other.link)
+        self.quillet.press("Disconnect")
+        self.quillet.wait_for_connect_label("Connect")
+        time.sleep(1)
+        self._measure("idle-disconnected")
