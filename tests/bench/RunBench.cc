@@ -2,6 +2,7 @@
 // pseudo-terminal. Printed, in seconds, for each round:
 //   unpaced  from the moment at which the scanner has "P" to the last record composed, beside the
 //            same scanner's answer to "P" read by the same poll and nothing else
+//   tail     of the usual run: from the last byte received to the last record, beside all of it
 //   log      the same run with a log that somebody listens to, beside one with a log that goes
 //            nowhere
 //   paced    once: the run at 115200 bit/s, beside the time that its line needs
@@ -39,16 +40,22 @@ void AwaitCommand(const simulator::Simulator& scanner, std::size_t earlier) {
   Await([&] { return scanner.CountOf("P") > earlier; });
 }
 
-// One run: the time from "P" to its last record.
-double RunOnce(WholeProgram& program, const simulator::Simulator& scanner, std::size_t records) {
+struct Taken {
+  double whole;  // from "P" to the last record
+  double tail;   // of that, behind the last byte
+};
+
+Taken RunOnce(WholeProgram& program, const simulator::Simulator& scanner, std::size_t records) {
   const std::size_t earlier = scanner.CountOf("P");
   program.StartRun();
   AwaitCommand(scanner, earlier);
   const auto start = Clock::now();
+  Await([&] { return program.HasWholeBurst(); });
+  const auto received = Clock::now();
   Await([&] { return program.records() == static_cast<std::int32_t>(records); });
-  const double taken = Seconds(Clock::now() - start);
+  const auto composed = Clock::now();
   program.AwaitEndOfRun();
-  return taken;
+  return {Seconds(composed - start), Seconds(composed - received)};
 }
 
 // The other end of a scanner's line, from which a burst is read and dropped.
@@ -104,15 +111,16 @@ int main(int argc, char** argv) {
   WholeProgram listened(heard_scanner, heard);
   WholeProgram silent(silent_scanner, nowhere);
   for (std::size_t round = 0; round < rounds; ++round) {
-    const double taken = RunOnce(usual, usual_scanner, records);
-    PrintFigure("unpaced", taken, bare.Once());
-    const double logged = RunOnce(listened, heard_scanner, records);
-    PrintFigure("log", logged, RunOnce(silent, silent_scanner, records));
+    const Taken taken = RunOnce(usual, usual_scanner, records);
+    PrintFigure("unpaced", taken.whole, bare.Once());
+    PrintFigure("tail", taken.tail, taken.whole);
+    const Taken logged = RunOnce(listened, heard_scanner, records);
+    PrintFigure("log", logged.whole, RunOnce(silent, silent_scanner, records).whole);
   }
 
   auto& slow_scanner = StartScanner(records, kLineSpeed);
   WholeProgram paced(slow_scanner, log);
-  PrintFigure("paced", RunOnce(paced, slow_scanner, records),
+  PrintFigure("paced", RunOnce(paced, slow_scanner, records).whole,
               static_cast<double>(BurstBytes(slow_scanner)) * 10 / kLineSpeed);
   _exit(0);
 }

@@ -27,11 +27,14 @@ void Await(Condition&& condition) {
   while (!condition()) std::this_thread::sleep_for(std::chrono::microseconds(100));
 }
 
-/// A scanner with a believable stock-taking that answers at once.
-/// @param speed  of its line in bit/s; 0: the line takes no time
-inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t speed) {
-  simulator::Options options = simulator::Options::Instant();
+/// A scanner with a believable stock-taking.
+/// @param speed    of its line in bit/s; 0: the line takes no time
+/// @param latency  from the last byte of a command to the first of its answer
+inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t speed,
+                                          std::chrono::milliseconds latency = {}) {
+  simulator::Options options;
   options.speed = speed;
+  options.latency = latency;
   options.device.records = simulator::StockTaking(records, simulator::Model::kOlder);
   auto& scanner = *new simulator::Simulator(options);
   scanner.Start();
@@ -68,6 +71,12 @@ class WholeProgram {
 
   /// The records that the present run has composed and delivered.
   std::int32_t records() const { return controller_.barcodeCount; }
+
+  /// Whether a burst has come whole, or is being taken apart already.
+  bool HasWholeBurst() const {
+    const Lumet& lumet = *controller_.lumet;
+    return records() > 0 || (lumet.totallength > 3 && lumet.writePtr >= lumet.totallength);
+  }
 
   void AwaitEndOfRun() {
     Await([&] {
