@@ -12,6 +12,7 @@ constexpr std::size_t kKeptCapacity = 64 * 1024;
 // width and direction (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to U+206F, U+FEFF) and
 // ends of lines and paragraphs (U+2028, U+2029).
 bool RearrangesText(std::string_view character) {
+  if (character.empty()) return false;
   const auto last = static_cast<unsigned char>(character.back());
   if (character.starts_with("\xE2\x80"))
     return (last >= 0x8B && last <= 0x8F) || (last >= 0xA8 && last <= 0xAE);
