@@ -13,7 +13,8 @@ _IN_OPEN = 0x20
 
 
 class Openings:
-    """Counts how often a device is opened, by whomever."""
+    """Counts how often a device is opened since it was last asked, by whomever. Openings without
+    anything else between them count as one (inotify(7))."""
 
     def __init__(self, path):
         libc = ctypes.CDLL(None, use_errno=True)
@@ -92,13 +93,12 @@ class PortsTest(UsbTest):
         scanner = Openings("/dev/ttyACM0")
         quillet.wait_for_view_end(messages.connected() + messages.CLOCK_SET)
         self.assertNotIn("ttyUSB", quillet.view())
+        self.assertGreaterEqual(scanner.count(), 1)
         quillet.wait_for_ports(["None", "Tavo[005771]"])
         quillet.wait_until_attempt_is_over()
         quillet.press("Disconnect")
         quillet.wait_for_view(messages.disconnected())
         quillet.press("Connect")
         quillet.wait_for_view(messages.disconnected() + messages.connecting())
-        opened = scanner.count()
-        self.assertGreaterEqual(opened, 2)
+        self.assertGreaterEqual(scanner.count(), 1)
         self.assertEqual(0, converter.count())
-        self.say(f"the scanner was opened {opened} times, the converter never")
