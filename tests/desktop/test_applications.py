@@ -97,21 +97,22 @@ class ApplicationsTest(SystemTest):
         self.quillet.press("Clear")
         self.synchronize()
         document += _ALL
-        wait_until(lambda: self.text() == document,
-                   lambda: f"the records in the document, which has {self.text()!r}, the palette "
-                           f"{self.text('.palette')!r}")
-        self.assertEqual(palette, self.text(".palette"))
+        self.wait_for_texts(document, palette)
 
         other = Terminal(self)
         self.assertTrue(other.has_focus())
         self.quillet.press("Clear")
         self.synchronize()
         document += _ALL
+        self.wait_for_texts(document, palette)
+        self.assertEqual("", other.text())
+
+    def wait_for_texts(self, document, palette):
+        """Waits for the document's text; the palette's must be as it was."""
         wait_until(lambda: self.text() == document,
                    lambda: f"the records in the document, which has {self.text()!r}, the palette "
                            f"{self.text('.palette')!r}")
         self.assertEqual(palette, self.text(".palette"))
-        self.assertEqual("", other.text())
 
     def test_path_that_names_nothing_is_logged_and_typing_goes_on(self):
         self.prepare("/Applications/TextEdit")
