@@ -159,6 +159,31 @@ class GarbageTest(FaultTest):
         self.check_lengths_within("300", bytes(20), b"\xff" * 20, b"\x00\x01" * 10,
                                   b"\x00\x10\x06" + b"a" * 17)
 
+    def check_lengths_one_by_one(self, model, *frames):
+        """A record that says something wrong about its own length, in a frame that is right, ends
+        like any other, and those around it come as they are."""
+        scanner = self.begin(some_records(3), burst_sync=0, scanner={"model": model})
+        quillet = self.start_connected()
+        first, _, last = self.text().splitlines(keepends=True)
+        for frame in frames:
+            with self.subTest(frame.hex()):
+                scanner.fault(f"on p1# 1 answer 03 00 00 {len(frame) + 3:02x} {frame.hex(' ')}")
+                quillet.press("Synchronize")
+                quillet.wait_for_view(messages.file_run(3, PATH))
+                with open(PATH, encoding="utf-8", errors="surrogateescape", newline="") as file:
+                    text = file.read()
+                self.assertEqual((first, last), (text[:len(first)], text[-len(last):]))
+                self.clear()
+        self.synchronize()
+
+    def test_lengths_within_a_record(self):
+        self.check_lengths_one_by_one("old", bytes(20), b"\xff" * 20, b"\x01" * 20,
+                                      b"\x10\x06" + b"a" * 18)
+
+    def test_lengths_within_a_record_of_the_300_series(self):
+        self.check_lengths_one_by_one("300", bytes(20), b"\xff" * 20, b"\x00\x01" * 10,
+                                      b"\x00\x10\x06" + b"a" * 17)
+
     def test_record_that_says_it_has_no_bytes(self):
         self.check_silence("on p1# 1 length 0", "Received 1 of 3 records",
                             burst_sync=0)

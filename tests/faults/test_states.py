@@ -47,10 +47,29 @@ class StatesTest(FaultTest):
         self.close()
         self.assert_old_file()
 
-    def test_pasting(self):
-        self.begin(some_records(100), destination=2, non_english=1)
+    def test_file_panel_open(self):
+        self.begin(some_records(3))
+        quillet = self.start_connected()
+        window = SettingsWindow(self.desktop, quillet)
+        window.open()
+        window.open_panel()
+        # The panel has to be answered first.
+        quillet.close_window()
+        window.type_keys("Escape")
+        window.wait_until_open()
+        self.close()
+        self.assert_old_file()
+
+    def check_delivering(self, **settings):
+        self.begin(some_records(100), destination=2, **settings)
         quillet = self.start_connected()
         quillet.press("Synchronize")
         self.log.wait_for("-[SyncController DisplayBarcode:]", times=3)
         self.close()
         self.assert_old_file()
+
+    def test_pasting(self):
+        self.check_delivering(non_english=1)
+
+    def test_typing(self):
+        self.check_delivering(non_english=0, burst_sync=0)

@@ -2,6 +2,7 @@
 
 from harness.case import FOLDER, Settings, SystemTest, messages, some_records
 from harness.lines import file_text
+from harness.waiting import wait_until
 
 _PATH = f"{FOLDER}/out.txt"
 _START_CHAIN = ["W", "M", "V", "w1#", "C"]
@@ -79,6 +80,37 @@ class UnplugTest(SystemTest):
         quillet.press("Synchronize")
         quillet.wait_for_view(messages.file_run(200, _PATH))
         self.assert_file(_PATH, file_text(records))
+        self.assert_no_stray_files(_PATH)
+
+    def test_unplugged_in_the_middle_of_a_record(self):
+        settings = Settings(filename=_PATH, burst_sync=0)
+        settings.save()
+        records = some_records(80)
+        scanner = self.plugged_in_scanner(records)
+        quillet = self.start_connected()
+        with open(_PATH, "w", encoding="ascii", newline="") as file:
+            file.write("saved yesterday\r\n")
+        before = len(scanner.all_commands())
+        scanner.fault("on p4# 1 truncate 10")
+        quillet.press("Synchronize")
+        wait_until(lambda: scanner.all_commands()[-1] == "p4#", "record 4 to be asked for")
+        scanner.unplug()
+        quillet.wait_for_view(messages.RUN_STARTED + "." + messages.disconnected())
+        self.assert_file(_PATH, "saved yesterday\r\n")
+
+        # The run goes on as soon as the scanner is back, without what was asked for meanwhile.
+        scanner.plug_in()
+        quillet.wait_for_view_end(messages.FINISHED + messages.connected() + messages.CLOCK_SET)
+        asked = [int(command[1:-1], 16) for command in scanner.all_commands()[before:]
+                 if command.startswith("p")]
+        self.assertEqual([0, 1, 2, 3, 4], asked[:5])
+        self.assertEqual(list(range(asked[5], len(records))), asked[5:])
+        self.assert_file(_PATH, file_text([records[index] for index in asked if index != 4],
+                                          settings))
+        quillet.wait_until_attempt_is_over()
+        quillet.press("Synchronize")
+        quillet.wait_for_view(messages.file_run(80, _PATH))
+        self.assert_file(_PATH, file_text(records, settings))
         self.assert_no_stray_files(_PATH)
 
     def test_unanswered_command_blocks_until_an_answer_comes(self):

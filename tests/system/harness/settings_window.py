@@ -23,8 +23,13 @@ class SettingsWindow:
         wait_until(self.is_open, "the settings window")
         wait_until(self._has_keyboard, "the keyboard to be in the settings window")
 
-    def _has_keyboard(self):
-        return self._desktop.xdotool("getactivewindow", "getwindowname") == "Settings"
+    def _has_keyboard(self, name="Settings"):
+        return self._desktop.xdotool("getactivewindow", "getwindowname") == name
+
+    def open_panel(self):
+        """Opens the panel to choose the file and waits until it has the keyboard."""
+        self.type_keys("alt+b")
+        wait_until(lambda: self._has_keyboard("Choose the File for the Records"), "the file panel")
 
     def _dialog(self):
         application = self._desktop.accessibility.application(self._quillet.pid)
