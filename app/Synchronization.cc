@@ -11,6 +11,17 @@ namespace {
 // A dot for the first record of every so many.
 constexpr std::int32_t kRecordsPerDot = 64;
 
+// What a run's records have room for before their buffer has to be moved, which costs more than all
+// else that is done with a record: some 80,000 usual ones. Memory that is never written to costs
+// nothing.
+constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
+
+std::string* EmptyBuffer() {
+  auto buffer = std::make_unique<std::string>();
+  buffer->reserve(kRoomForRecords);
+  return buffer.release();
+}
+
 }  // namespace
 
 void SyncController::synchronizeButton() {
@@ -30,7 +41,7 @@ void SyncController::DoSynchronization() {
   ++runsUnderWay_;
   StartProgress();
   if (lumet->destination == kToFile) {
-    delete barcodedata.exchange(new std::string);
+    delete barcodedata.exchange(EmptyBuffer());
     barcodeindex = 0;
   }
   if (lumet->destination == kToNamedApplication) RunApplication();

@@ -1,10 +1,13 @@
 // A burst of 20,000 records to a file, through the whole program but for its window, over a
 // pseudo-terminal. Printed, in seconds, for each round:
-//   unpaced  from the moment at which the scanner has "P" to the last record composed, beside the
-//            same scanner's answer to "P" read by the same poll and nothing else
-//   tail     of the usual run: from the last byte received to the last record, beside all of it
-//   log      the same run with a log that somebody listens to, beside one with a log that goes
-//            nowhere
+//   unpaced  from the moment at which the scanner has "P" to the last record composed, with a log
+//            that somebody listens to, beside the same scanner's answer to "P" read by the same
+//            poll and nothing else
+//   tail     of it: from the first record composed, which is behind the last byte received, to the
+//            last, beside all of it
+//   log      the same run beside one with a log that goes nowhere
+//   syslog   the same run with this system's syslog(3), beside the same poll: where there is no log
+//            daemon each line costs a search for one
 //   paced    once: the run at 115200 bit/s, beside the time that its line needs
 //
 // Usage: run_bench [ROUNDS [RECORDS]]
@@ -42,21 +45,32 @@ void AwaitCommand(const simulator::Simulator& scanner, std::size_t earlier) {
 
 struct Taken {
   double whole;  // from "P" to the last record
-  double tail;   // of that, behind the last byte
+  double tail;   // of that, from the first record
 };
 
-Taken RunOnce(WholeProgram& program, const simulator::Simulator& scanner, std::size_t records) {
-  const std::size_t earlier = scanner.CountOf("P");
-  program.StartRun();
-  AwaitCommand(scanner, earlier);
-  const auto start = Clock::now();
-  Await([&] { return program.HasWholeBurst(); });
-  const auto received = Clock::now();
-  Await([&] { return program.records() == static_cast<std::int32_t>(records); });
-  const auto composed = Clock::now();
-  program.AwaitEndOfRun();
-  return {Seconds(composed - start), Seconds(composed - received)};
-}
+// The program, collecting from a scanner of its own.
+class Collector {
+ public:
+  Collector(simulator::Simulator& scanner, platform::SystemLog& log)
+      : scanner_(scanner), program_(scanner, log), watch_(program_.owner()) {
+    program_.setWatch(watch_);
+  }
+
+  Taken Once() {
+    const std::size_t earlier = scanner_.CountOf("P");
+    watch_.Expect(scanner_.records().size());
+    program_.StartRun();
+    AwaitCommand(scanner_, earlier);
+    const auto start = Clock::now();
+    program_.AwaitEndOfRun();
+    return {Seconds(watch_.last() - start), Seconds(watch_.last() - watch_.first())};
+  }
+
+ private:
+  simulator::Simulator& scanner_;
+  WholeProgram program_;
+  RecordWatch watch_;
+};
 
 // The other end of a scanner's line, from which a burst is read and dropped.
 class BarePoll {
@@ -99,28 +113,26 @@ int main(int argc, char** argv) {
   const std::size_t records = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 20000;
   static const LogListener listener;
   static NoLog nowhere;
-  static auto& log = *new platform::posix::SyslogLog;
-  static auto& heard =
+  static auto& log =
       *new platform::posix::SyslogLog([](std::string_view message) { listener.Send(message); });
+  static auto& unheard = *new platform::posix::SyslogLog;
 
-  auto& usual_scanner = StartScanner(records, 0);
-  auto& heard_scanner = StartScanner(records, 0);
-  auto& silent_scanner = StartScanner(records, 0);
   BarePoll bare(StartScanner(records, 0));
-  WholeProgram usual(usual_scanner, log);
-  WholeProgram listened(heard_scanner, heard);
-  WholeProgram silent(silent_scanner, nowhere);
+  Collector usual(StartScanner(records, 0), log);
+  Collector silent(StartScanner(records, 0), nowhere);
+  Collector alone(StartScanner(records, 0), unheard);
   for (std::size_t round = 0; round < rounds; ++round) {
-    const Taken taken = RunOnce(usual, usual_scanner, records);
-    PrintFigure("unpaced", taken.whole, bare.Once());
+    const Taken taken = usual.Once();
+    const double polled = bare.Once();
+    PrintFigure("unpaced", taken.whole, polled);
     PrintFigure("tail", taken.tail, taken.whole);
-    const Taken logged = RunOnce(listened, heard_scanner, records);
-    PrintFigure("log", logged.whole, RunOnce(silent, silent_scanner, records).whole);
+    PrintFigure("log", taken.whole, silent.Once().whole);
+    PrintFigure("syslog", alone.Once().whole, polled);
   }
 
   auto& slow_scanner = StartScanner(records, kLineSpeed);
-  WholeProgram paced(slow_scanner, log);
-  PrintFigure("paced", RunOnce(paced, slow_scanner, records).whole,
+  Collector paced(slow_scanner, log);
+  PrintFigure("paced", paced.Once().whole,
               static_cast<double>(BurstBytes(slow_scanner)) * 10 / kLineSpeed);
   _exit(0);
 }

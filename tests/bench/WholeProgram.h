@@ -23,8 +23,9 @@ inline double Seconds(Clock::duration duration) {
 }
 
 template <class Condition>
-void Await(Condition&& condition) {
-  while (!condition()) std::this_thread::sleep_for(std::chrono::microseconds(100));
+void Await(Condition&& condition,
+           std::chrono::microseconds pause = std::chrono::microseconds(100)) {
+  while (!condition()) std::this_thread::sleep_for(pause);
 }
 
 /// A scanner with a believable stock-taking.
@@ -40,6 +41,38 @@ inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t spe
   scanner.Start();
   return scanner;
 }
+
+/// Stands between a session and its owner, and notes on the read thread when the first record of a
+/// run is delivered and when the last one has been: a thread that looked for that now and then
+/// would take processor time from the run.
+class RecordWatch final : public LumetDelegate {
+ public:
+  explicit RecordWatch(LumetDelegate& owner) : owner_(owner) {}
+
+  /// Before a run.
+  /// @param records  that the run will deliver
+  void Expect(std::size_t records) { expected_ = left_ = records; }
+
+  ///@{ Behind the run.
+  Clock::time_point first() const { return first_; }
+  Clock::time_point last() const { return last_; }
+  ///@}
+
+  void TavoInitializationDone(bool connected) override { owner_.TavoInitializationDone(connected); }
+  void DisplayBarcode(const std::string& record) override {
+    if (left_ == expected_) first_ = Clock::now();
+    owner_.DisplayBarcode(record);
+    if (--left_ == 0) last_ = Clock::now();
+  }
+  void SynchronizeFinished() override { owner_.SynchronizeFinished(); }
+
+ private:
+  LumetDelegate& owner_;
+  std::size_t expected_ = 0;
+  std::size_t left_ = 0;
+  Clock::time_point first_;
+  Clock::time_point last_;
+};
 
 /// The whole program but for its window, connected to a simulated scanner over a pseudo-terminal.
 /// Made once and never destroyed, as in the program itself.
@@ -72,17 +105,17 @@ class WholeProgram {
   /// The records that the present run has composed and delivered.
   std::int32_t records() const { return controller_.barcodeCount; }
 
-  /// Whether a burst has come whole, or is being taken apart already.
-  bool HasWholeBurst() const {
-    const Lumet& lumet = *controller_.lumet;
-    return records() > 0 || (lumet.totallength > 3 && lumet.writePtr >= lumet.totallength);
-  }
+  /// Puts a watch between the session and the controller. The watch outlives both.
+  void setWatch(RecordWatch& watch) { controller_.lumet->setDelegate(&watch); }
+  LumetDelegate& owner() { return controller_; }
 
   void AwaitEndOfRun() {
-    Await([&] {
-      queue_.RunAll();
-      return view_.text().find("Synchronization finished") != std::string::npos;
-    });
+    Await(
+        [&] {
+          queue_.RunAll();
+          return view_.text().find("Synchronization finished") != std::string::npos;
+        },
+        std::chrono::milliseconds(1));
   }
 
  private:

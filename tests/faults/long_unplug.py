@@ -25,6 +25,7 @@ class EveryByte(FaultTest):
         self.start().wait_for_view(whole)
         self.assert_file(PATH, self.text())
         self.close()
+        self.whole = whole
         total = self.session_bytes(scanner)
         outcomes = {"not connected": 0, "run lost": 0, "file saved": 0}
         for count in range(1 + part, total, self.PARTS):
@@ -48,7 +49,7 @@ class EveryByte(FaultTest):
         # Once when it begins to listen, and once for the scanner.
         wait_until(lambda: self.log.lines(quillet.pid).count("deviceRemoved") == 2,
                    "the program to notice")
-        connected = messages.connected() in quillet.view()
+        connected = self.check_view()
         self.close()
         with open(PATH, encoding="utf-8", newline="") as file:
             text = file.read()
@@ -58,6 +59,18 @@ class EveryByte(FaultTest):
         if text != OLD:
             return "file saved"
         return "run lost" if connected else "not connected"
+
+
+    def check_view(self):
+        """The view has what a whole session shows, up to some place. One that was connected says
+        that it is no more. Returns whether it was."""
+        connected = messages.connected() in self.quillet.view()
+        if connected:
+            self.quillet.wait_for_view_end(messages.disconnected())
+        view = self.quillet.view()
+        shown = view.removesuffix(messages.disconnected()) if connected else view
+        self.assertTrue(self.whole.startswith(shown), view)
+        return connected
 
 
 class BurstFirstTest(EveryByte):
