@@ -9,6 +9,7 @@ from harness.processes import Process
 
 _ROUNDS = 8
 _SPAN = 5.0  # seconds
+_PORTS = 32  # as many as the program looks at
 
 
 def _processor_seconds(pid):
@@ -47,6 +48,10 @@ class Idle(SystemTest):
         other.switch_on()  # for the loop; the computer is not told of it
         self.start_connected()
         self._measure("idle-connected", other.link)
+        for number in range(1, _PORTS):
+            self.devices.add_scanner(f"ttyACM{number}", f"4-{number}:1.0")
+        self.log.wait_for(f"-[SyncController updatePortList:][{_PORTS}]")
+        self._measure("idle-ports", other.link)
         self.quillet.press("Disconnect")
         self.quillet.wait_for_connect_label("Connect")
         time.sleep(1)

@@ -28,6 +28,10 @@ _ROWS = [
     ("idle-connected", "processor time when idle, connected",
      "a bare loop of a 200-microsecond sleep and a read", 1.05, "at most"),
     ("idle-disconnected", "processor time when idle, disconnected", "the same", 1.05, "at most"),
+    ("idle-ports", "the same, connected, with 32 ports there", "the same", 1.05, "at most"),
+    ("ports-1", "reading which ports there are, 1, ms", "libudev's own walk over them", None, ""),
+    ("ports-8", "the same, 8, ms", "the same", None, ""),
+    ("ports-32", "the same, 32, ms", "the same", None, ""),
     ("start", "start to first painted window", "a window with the same controls", 1.3, "at most"),
     ("memory", "resident memory when idle, MiB", "the same window", 16, "at most more"),
     ("view-25000", "25,000 records to the view, ms",
@@ -99,6 +103,12 @@ class Bench:
     def records(self):
         self._gather(self._run(self._program("record_bench")))
 
+    def ports(self):
+        output = self._run("umockdev-wrapper", self._program("ports_bench"))
+        self._gather(output)
+        for name in ("ports-1", "ports-8", "ports-32"):
+            self.figures[name] = [(1e3 * ours, 1e3 * theirs) for ours, theirs in self.figures[name]]
+
     def view(self):
         self._gather(self._run(self._program("view_bench"), "compare", "7",
                                QT_QPA_PLATFORM="offscreen"))
@@ -138,7 +148,7 @@ def _line(name, what, against, target, kind, pairs):
 def main():
     programs, *parts = sys.argv[1:]
     bench = Bench(programs)
-    for part in parts or ["receive", "run", "records", "view", "desktop", "typing"]:
+    for part in parts or ["receive", "run", "records", "ports", "view", "desktop", "typing"]:
         getattr(bench, part)()
     print("| What | Against | Median | Beside | Ratio (of single rounds, how many) | Target | |")
     print("|---|---|---|---|---|---|---|")
