@@ -14,7 +14,8 @@ void SyncController::DisplayText(std::string_view text, bool newline) {
 
 void SyncController::clearviewButton() {
   if (bConnecting || bIsUnderSynchronization) return;
-  OnMainThread([this] { barcodeView.SetText(""); });
+  // Not queued: a text that waits to be shown was not there to be cleared, and may be a record.
+  barcodeView.SetText("");
 }
 
 }  // namespace quillet

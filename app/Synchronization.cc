@@ -11,8 +11,8 @@ namespace {
 // A dot for the first record of every so many.
 constexpr std::int32_t kRecordsPerDot = 64;
 
-// What a run's records have room for before their buffer has to be moved, which costs more than all
-// else that is done with a record: some 80,000 usual ones. Memory that is never written to costs
+// What a run's records have room for before their buffer has to be moved, which costs as much as
+// all else that is done with them: some 80,000 usual ones. Memory that is never written to costs
 // nothing.
 constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
 
@@ -75,6 +75,8 @@ void SyncController::DisplayBarcode(const std::string& record) {
 // run there is none, and a record that comes then is counted only.
 void SyncController::GatherForFile(const std::string& record) {
   std::unique_ptr<std::string> buffer(barcodedata.exchange(nullptr));
+  // A run that was started for another destination has none yet.
+  if (!buffer && runsUnderWay_ > 0) buffer.reset(EmptyBuffer());
   if (buffer) {
     // As many bytes as the record has characters: one outside ASCII costs the record its end.
     buffer->append(record, 0, Utf16Length(record));
@@ -91,13 +93,10 @@ void SyncController::SynchronizeFinished() {
   const std::int32_t count = barcodeCount;
   const bool toFile = count != 0 && lumet->destination == kToFile;
   const std::unique_ptr<std::string> gathered(toFile ? barcodedata.exchange(nullptr) : nullptr);
-  if (--runsUnderWay_ > 0 && toFile) {
-    // Another run was started before this one ended, which an automatic run does not prevent. Its
-    // records come now and need a buffer of their own.
-    std::string* none = nullptr;
-    auto buffer = std::make_unique<std::string>();
-    if (barcodedata.compare_exchange_strong(none, buffer.get())) buffer.release();
-  }
+  // An end may be reported twice. Where another run is still under way, because it was started
+  // before this one ended, which an automatic run does not prevent, it gets a buffer of its own
+  // with its next record.
+  if (runsUnderWay_ > 0) --runsUnderWay_;
   runShown_ = false;
   bIsUnderSynchronization = false;
   if (count == 0) {

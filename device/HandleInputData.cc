@@ -28,13 +28,15 @@ void Lumet::DataFromDevice(const std::uint8_t* bytes, std::int32_t count) {
 
 // Nothing happens in a body before its last byte, so those before that are stored in one go.
 std::int32_t Lumet::StoreBody(const std::uint8_t* bytes, std::int32_t count) {
+  // The count is read before the state and stored before the bytes are copied: a reset by another
+  // thread, which sets the state first, is then undone only when it comes between these lines, as
+  // it is when a byte is stored by itself.
+  const std::int32_t index = writePtr;
   const std::int32_t receiving = state;
   if (receiving != kFrameBody && receiving != kBurstBody) return 0;
-  const std::int32_t index = writePtr;
   const std::int32_t end = std::min<std::int32_t>(totallength - 1, kRxBufferSize);
   const std::int32_t run = std::min(count, end - index);
   if (run <= 0) return 0;
-  // Counted before they are copied: another thread's reset that came in between would be undone.
   writePtr = index + run;
   std::memcpy(RxBuffer + index, bytes, static_cast<std::size_t>(run));
   cmdArray.RewindIfEmpty();

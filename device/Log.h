@@ -56,7 +56,8 @@ inline void Append(std::string& line, Hex piece) {
 }
 
 /// The most characters of a piece whose length is known to the compiler, a literal or a number; 0
-/// for any other.
+/// for any other. An array of characters is taken for a literal, with all that it holds: text in a
+/// buffer is handed over as a string_view.
 template <class Piece>
 inline constexpr std::size_t kMost = std::is_integral_v<Piece> ? 20 : 0;
 template <>

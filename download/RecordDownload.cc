@@ -73,6 +73,7 @@ void Lumet::SynchronizeOneRecord() {
 }
 
 void Lumet::SynchronizeBurstData() {
+  // All of them are here, whatever a new connection does to the count meanwhile.
   const std::int32_t received = writePtr;
   const std::int32_t end = std::min(received, kRxBufferSize);
   for (std::int32_t offset = kLengthBytes; offset < end;) {

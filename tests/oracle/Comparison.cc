@@ -172,9 +172,13 @@ void Comparison::Choose(RecordComposer& composer, Layout layout, const Choices& 
 }
 
 void Comparison::Feed(const Bytes& bytes) {
-  for (const std::uint8_t byte : bytes) {
-    memory_.Put(received_++, byte);
-    lumet_.HandleInputData(byte);
+  for (const std::uint8_t byte : bytes) memory_.Put(received_++, byte);
+  // As a line hands them over: all at once, or cut anywhere.
+  for (std::size_t at = 0; at < bytes.size();) {
+    const auto left = static_cast<int>(bytes.size() - at);
+    const int count = random_.OneIn(2) ? left : random_.Between(1, left);
+    lumet_.DataFromDevice(bytes.data() + at, count);
+    at += static_cast<std::size_t>(count);
   }
 }
 

@@ -34,6 +34,11 @@ TEST_F(ConnectionManagerTest, ConnectDoesNothingWhileConnectingOrSynchronizing) 
   connect.Press();
   EXPECT_TRUE(controller.bIsConnected);
   controller.bIsUnderSynchronization = false;
+  // The attempt goes on for a moment when the scanner has answered.
+  controller.bConnecting = true;
+  connect.Press();
+  EXPECT_TRUE(controller.bIsConnected);
+  controller.bConnecting = false;
   connect.Press();
   EXPECT_FALSE(controller.bIsConnected);
   EXPECT_EQ(Threads(), 1U);
@@ -87,6 +92,21 @@ TEST_F(ConnectionManagerTest, AReportOfNoConnectionStillTellsOfTheClock) {
   controller.TavoInitializationDone(false);
   EXPECT_EQ(View(), "Failed to connect to Tavo|Tavo Time sychronized...|");
   EXPECT_FALSE(controller.bIsConnected);
+}
+
+TEST_F(ConnectionManagerTest, AReportOfNoConnectionStartsNoRun) {
+  Launch();
+  controller.lumet->bAutoSync = 1;
+  controller.TavoInitializationDone(false);
+  EXPECT_FALSE(log.Has("-[Lumet Synchronize]"));
+}
+
+TEST_F(ConnectionManagerTest, AFailedAttemptBringsTheProgramToTheFrontToo) {
+  Launch();
+  const int before = workspace.activations();
+  controller.TavoInitializationDone(false);
+  mainQueue.RunAll();
+  EXPECT_EQ(workspace.activations(), before + 1);
 }
 
 TEST_F(ConnectionManagerTest, AutoSyncStartsARunThatDoesNotBlockConnect) {

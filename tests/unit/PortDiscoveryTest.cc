@@ -67,6 +67,26 @@ TEST_F(PortDiscoveryTest, ARemovalThatLeavesTheConnectedPortAloneKeepsTheConnect
   EXPECT_TRUE(controller.bIsConnected);
 }
 
+TEST_F(PortDiscoveryTest, ARemovalDisconnectsWhenAPortOfAnotherNameIsMetBehindTheConnectedOne) {
+  registry.Attach("usbmodemA", folder / "a");
+  registry.Attach("usbmodemB", folder / "b");
+  registry.Attach("printer", folder / "c");
+  Launch();
+  ConnectedOn(0);
+  registry.Unplug(folder / "c");
+  EXPECT_FALSE(controller.bIsConnected);
+}
+
+TEST_F(PortDiscoveryTest, ARemovalThatLeavesOnlyPortsOfTheConnectedNameKeepsTheConnection) {
+  registry.Attach("Tavo-1", folder / "a");
+  registry.Attach("Tavo-2", folder / "b");
+  registry.Attach("printer", folder / "c");
+  Launch();
+  ConnectedOn(1);
+  registry.Unplug(folder / "c");
+  EXPECT_TRUE(controller.bIsConnected);
+}
+
 TEST_F(PortDiscoveryTest, RemovingTheConnectedPortWhenItWasTheLastDisconnects) {
   registry.Attach("usbmodem1", folder / "one");
   Launch();

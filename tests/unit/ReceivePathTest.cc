@@ -97,26 +97,41 @@ TEST_F(ReceivePathTest, ABurstIsDeliveredEvenWhenNoCommandWaits) {
 }
 
 TEST_F(ReceivePathTest, ABurstHasTheSameEffectWhereverItIsCutIntoChunks) {
+  lumet.recorddelimiter = 4;
   const std::vector<std::uint8_t> burst = {0x00, 0x00, 0x0D, 0x09, 0x06, 'A',  'B',
                                            'C',  'D',  0x31, 0x47, 0x41, 0x09, 'x'};
   const auto size = static_cast<std::int32_t>(burst.size());
   for (std::int32_t cut = 0; cut <= size; ++cut) {
     lumet.cmdArray.Reset();
-    lumet.GetSerialNumber();
-    lumet.cmdArray.Consume(*lumet.cmdArray.Head());
+    std::fill_n(lumet.RxBuffer, burst.size(), std::uint8_t{0});
     Await('P');
     lumet.state = 30;
     lumet.DataFromDevice(burst.data(), cut);
-    if (cut > 3 && cut < 13) {
+    if (cut >= 3 && cut < 13) {
       EXPECT_EQ(lumet.state, 31) << cut;
       EXPECT_EQ(lumet.writePtr, cut);
-      EXPECT_EQ(lumet.cmdArray.cmdWrite(), 0) << "an empty queue is rewound within a body too";
     }
     lumet.DataFromDevice(burst.data() + cut, size - cut);
-    EXPECT_EQ(owner.records().size(), static_cast<std::size_t>(cut) + 1);
+    ASSERT_EQ(owner.records().size(), static_cast<std::size_t>(cut) + 1);
+    EXPECT_EQ(owner.records().back(), "ABCD\r\n") << cut;
     EXPECT_EQ(lumet.state, 0) << cut;
     EXPECT_EQ(lumet.writePtr, 0) << "the byte behind the burst is discarded";
     EXPECT_EQ(lumet.bCommandDone, 1);
+  }
+}
+
+TEST_F(ReceivePathTest, AnEmptyQueueIsRewoundWithinTheBodyOfAFrameAndOfABurst) {
+  const std::uint8_t bytes[] = {'A', 'B'};
+  for (const std::int32_t body : {11, 31}) {
+    lumet.state = body;
+    lumet.totallength = 20;
+    lumet.writePtr = 3;
+    lumet.GetSerialNumber();
+    lumet.cmdArray.Consume(*lumet.cmdArray.Head());
+    ASSERT_EQ(lumet.cmdArray.cmdRead(), 2);
+    lumet.DataFromDevice(bytes, 2);
+    EXPECT_EQ(lumet.cmdArray.cmdRead(), 0) << body;
+    EXPECT_EQ(lumet.cmdArray.cmdWrite(), 0) << body;
   }
 }
 
@@ -127,17 +142,18 @@ TEST_F(ReceivePathTest, AChunkOfABurstLargerThanTheBufferStaysWithinIt) {
   burst[0] = static_cast<std::uint8_t>(kSize >> 16);
   burst[1] = static_cast<std::uint8_t>(kSize >> 8);
   burst[2] = static_cast<std::uint8_t>(kSize);
-  burst[Lumet::kRxBufferSize - 1] = 0x5A;
+  std::fill(burst.begin() + Lumet::kRxBufferSize - 1, burst.end(), std::uint8_t{0x5A});
   Await('P');
   lumet.state = 30;
   lumet.DataFromDevice(burst.data(), kSize - 1);
   EXPECT_EQ(lumet.state, 31);
   EXPECT_EQ(lumet.writePtr, kSize - 1);
   EXPECT_EQ(lumet.RxBuffer[Lumet::kRxBufferSize - 1], 0x5A);
-  EXPECT_EQ(lumet.commandBuf[0], 0) << "what stands behind the buffer";
   lumet.DataFromDevice(burst.data() + kSize - 1, 1);
   EXPECT_EQ(lumet.state, 0);
   EXPECT_EQ(lumet.bCommandDone, 1);
+  const auto& behind = lumet.commandBuf;
+  EXPECT_TRUE(std::all_of(behind, behind + 10, [](std::uint8_t byte) { return byte == 0; }));
 }
 
 TEST_F(ReceivePathTest, EveryReceivedByteRewindsAnEmptyQueue) {

@@ -84,10 +84,20 @@ TEST_F(SynchronizationTest, AnAutomaticRunLeavesConnectAndClearWorking) {
   controller.lumet->bAutoSync = 1;
   BecomeConnected();
   Deliver(1);
+  mainQueue.RunAll();
   clear.Press();
   EXPECT_EQ(View(), "");
   connect.Press();
   EXPECT_FALSE(controller.bIsConnected);
+}
+
+TEST_F(SynchronizationTest, WhatWaitsToBeShownIsNotCleared) {
+  Connected();
+  controller.DisplayText("shown", true);
+  mainQueue.RunAll();
+  controller.DisplayText("waiting", true);
+  clear.Press();
+  EXPECT_EQ(View(), "waiting|");
 }
 
 TEST_F(SynchronizationTest, ARunFromTheButtonBlocksConnectSynchronizeAndClear) {
@@ -102,6 +112,7 @@ TEST_F(SynchronizationTest, ARunFromTheButtonBlocksConnectSynchronizeAndClear) {
   EXPECT_TRUE(controller.bIsConnected);
   controller.SynchronizeFinished();
   EXPECT_FALSE(controller.bIsUnderSynchronization);
+  mainQueue.RunAll();
   clear.Press();
   EXPECT_EQ(View(), "");
 }
@@ -167,6 +178,38 @@ TEST_F(SynchronizationTest, AnEndThatIsReportedTwiceDoesNotEmptyTheFile) {
   controller.SynchronizeFinished();
   controller.SynchronizeFinished();
   EXPECT_EQ(FileContents(folder / "stock.txt"), "r0\r\n");
+}
+
+TEST_F(SynchronizationTest, AnEndThatIsReportedTwiceCostsALaterRunNothing) {
+  Connected();
+  controller.lumet->filename.Set(folder / "stock.txt");
+  synchronize.Press();
+  Deliver(1);
+  controller.SynchronizeFinished();
+  controller.SynchronizeFinished();
+  controller.DoSynchronization();  // as a connection starts it
+  Deliver(2);
+  synchronize.Press();
+  controller.SynchronizeFinished();
+  Deliver(3);
+  controller.SynchronizeFinished();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "r0\r\nr1\r\nr2\r\n");
+}
+
+TEST_F(SynchronizationTest, ARunWhoseDestinationBecomesTheFileWritesWhatComesFromThenOn) {
+  Connected();
+  controller.lumet->filename.Set(folder / "stock.txt");
+  controller.lumet->destination = 1;
+  synchronize.Press();
+  controller.DisplayBarcode("seen\r\n");
+  controller.lumet->destination = 0;
+  controller.DisplayBarcode("saved\r\n");
+  controller.DisplayBarcode("saved too\r\n");
+  controller.SynchronizeFinished();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "saved\r\nsaved too\r\n");
+  EXPECT_NE(
+      View().find("|Synchronized to " + folder.path() + "/stock.txt|3 barcodes synchronized|"),
+      std::string::npos);
 }
 
 TEST_F(SynchronizationTest, ARunStartedBeforeAnAutomaticOneEndedIsWrittenToo) {
