@@ -190,6 +190,7 @@ TEST_F(SynchronizationTest, AnEndThatIsReportedTwiceCostsALaterRunNothing) {
   controller.DoSynchronization();  // as a connection starts it
   Deliver(2);
   synchronize.Press();
+  controller.DisplayBarcode("rest of the first\r\n");
   controller.SynchronizeFinished();
   Deliver(3);
   controller.SynchronizeFinished();
