@@ -241,6 +241,7 @@ void Compare(int rounds, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse)
       const double busy = pulse.longest_busy();
       const double at_once = InsertAtOnce(AllRecords(records, lines.delimiter), window);
       PrintFigure(("view-" + std::to_string(records)).c_str(), total, at_once);
+      if (records < 100'000) continue;
       PrintFigure("turn", turn, kFrame);
       PrintFigure("turn-processor", busy, kFrame);
     }

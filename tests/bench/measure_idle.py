@@ -48,11 +48,14 @@ class Idle(SystemTest):
         other.switch_on()  # for the loop; the computer is not told of it
         self.start_connected()
         self._measure("idle-connected", other.link)
-        for number in range(1, _PORTS):
-            self.devices.add_scanner(f"ttyACM{number}", f"4-{number}:1.0")
-        self.log.wait_for(f"-[SyncController updatePortList:][{_PORTS}]")
-        self._measure("idle-ports", other.link)
         self.quillet.press("Disconnect")
         self.quillet.wait_for_connect_label("Connect")
         time.sleep(1)
         self._measure("idle-disconnected")
+        self.quillet.choose_port(1)
+        self.quillet.press("Connect")
+        self.quillet.wait_for_connect_label("Disconnect")
+        for number in range(1, _PORTS):
+            self.devices.add_scanner(f"ttyACM{number}", f"4-{number}:1.0")
+        self.log.wait_for(f"-[SyncController updatePortList:][{_PORTS}]")
+        self._measure("idle-ports", other.link)
