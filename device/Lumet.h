@@ -95,7 +95,8 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
 
   // --- Receiving (device/HandleInputData.cc, device/HandleCommandData.cc); read thread ----------
 
-  /// Takes every byte of a chunk through HandleInputData, in order.
+  /// Takes a chunk in. Its bytes go through HandleInputData in order, but for those of a frame's or
+  /// burst's body, with which nothing happens before the last: they are stored in one go.
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override;
 
   /// Takes one byte through the receive states.

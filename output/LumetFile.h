@@ -17,8 +17,8 @@ inline constexpr char kDataFolder[] = "/Users/Shared/QuilletData";
 /// In the configured path of the output file this stands for a name made anew for each run.
 inline constexpr char kPlaceholder[] = "/sn_timestamp.txt";
 
-/// Everything that touches the disk. It keeps nothing between calls. Main thread, and read thread
-/// at the end of a run; no two calls run at once.
+/// Everything that touches the disk. It keeps nothing between calls, so a call of the main thread,
+/// to save the settings, may run beside one of the read thread at the end of a run.
 class LumetFile {
  public:
   /// @param log         outlives this object, as do `clock` and `files`

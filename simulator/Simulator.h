@@ -81,7 +81,7 @@ class Simulator {
   /// Throws std::length_error, and changes nothing, when a record is too long for the model.
   void SetRecords(std::vector<ScanRecord> records);
 
-  /// Every command received, in order: {"W", "M", "V", "w1#", "C", "N", "GS1", "P", "W", "GS0"}.
+  /// Every command received, in order: {"W", "M", "V", "w1#", "C", "W", "N", "GS1", "P", "W"}.
   std::vector<std::string> commands_seen() const;
   /// How often this command was received.
   std::size_t CountOf(std::string_view command) const;

@@ -23,10 +23,9 @@ namespace quillet::platform::linux_desktop {
 /// No number's digits begin with another number's digits, so the row can be taken apart again in
 /// one way only: two different places never share a name.
 ///
-/// @param usb_interface  the kernel's name of the USB interface,
-/// BUS-PORT[.PORT...]:CONFIG.INTERFACE,
-///                       for example "3-1.4:1.0" (sysfs-bus-usb in the kernel's ABI documents).
-///                       The configuration is left out: a device has one at a time.
+/// @param usb_interface  the kernel's name of the USB interface: bus, ports, configuration and
+///                       interface, for example "3-1.4:1.0" (sysfs-bus-usb in the kernel's ABI
+///                       documents). The configuration is left out: a device has one at a time.
 /// @return for example "usbmodem3140"; nothing when the text is not such a name or has a number
 ///         above 998 (USB itself ends at 255).
 std::optional<std::string> UsbModemName(std::string_view usb_interface);

@@ -17,7 +17,13 @@ ROOMS = {
     'output': {'output', 'download', 'device', 'platform'},
     'app': {'app', 'output', 'download', 'device', 'platform'},
 }
-# Headers of the C++20 standard library have no suffix; these are the POSIX ones in use.
+# Those of the C++ standard library in use; a toolkit's may have no suffix either.
+STANDARD = set('''algorithm array atomic cctype cerrno charconv chrono cmath compare
+    condition_variable csignal cstddef cstdint cstdio cstdlib cstring ctime deque exception
+    filesystem fstream functional initializer_list iterator limits locale map memory mutex optional
+    random set span sstream stdexcept string string_view system_error thread type_traits utility
+    vector'''.split())
+# The POSIX ones in use.
 POSIX = {'fcntl.h', 'termios.h', 'unistd.h'}
 # Where macOS's own headers stand, which platform/macos alone may include.
 MACOS = {'AppKit', 'ApplicationServices', 'Carbon', 'Cocoa', 'CoreFoundation', 'CoreGraphics',
@@ -39,7 +45,7 @@ def problems():
             for kind, header in INCLUDE.findall(path.read_text()):
                 where = f'{path.relative_to(ROOT)} includes {header}'
                 if kind == '<':
-                    if '.' in header and header not in POSIX or '/' in header:
+                    if header not in STANDARD and header not in POSIX:
                         yield f'{where}: not the standard library and not POSIX'
                 elif room_of(header) not in allowed:
                     yield f'{where}: {room} is not built on it'
@@ -62,11 +68,11 @@ def problems():
             if 'demonstration' in path.parts:
                 continue
             for kind, header in INCLUDE.findall(path.read_text()):
-                if kind == '"' and room_of(header) in ROOMS:
-                    yield f'{path.relative_to(ROOT)} includes {header}: a room'
+                if kind == '"' and room_of(header) in (*ROOMS, 'program'):
+                    yield f'{path.relative_to(ROOT)} includes {header}: built on it'
     for path in sorted((ROOT / 'platform').glob('*.h')):
         for kind, header in INCLUDE.findall(path.read_text()):
-            if kind == '"' and not is_interface(header) or kind == '<' and '.' in header:
+            if kind == '"' and not is_interface(header) or kind == '<' and header not in STANDARD:
                 yield f'{path.relative_to(ROOT)} includes {header}: interfaces stand alone'
 
 

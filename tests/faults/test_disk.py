@@ -9,9 +9,8 @@ _LINKED = "/Users/Shared/elsewhere.txt"
 
 class DiskTest(FaultTest):
 
-    def run_into(self, path, **settings):
-        """A run that says it was written to the path, as the requirement is, whatever became of
-        it."""
+    def run_into(self, path):
+        """A run, which says that it was written to the path whatever became of it."""
         self.quillet.press("Synchronize")
         self.quillet.wait_for_view(messages.file_run(len(self.records), path))
         self.clear()

@@ -37,8 +37,8 @@ def main():
     tests = arguments.tests or ["discover", "--start-directory", folder, "--pattern", pattern]
     inner = [sandbox.PYTHON, "-m", "unittest", *tests, "--verbose"]
     os.chdir(folder)
-    command = sandbox.command(inner, [HERE, folder, *environment.values()],
-                              environment | {"PYTHONPATH": HERE})
+    programs = sorted({os.path.dirname(path) for path in environment.values()})
+    command = sandbox.command(inner, [HERE, folder, *programs], environment | {"PYTHONPATH": HERE})
     sys.stdout.flush()
     os.execvp(command[0], command)
 
