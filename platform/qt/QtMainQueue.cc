@@ -17,7 +17,7 @@ using std::chrono::steady_clock;
 
 // How long one turn of the main loop may spend here. With the text view's own slice and a
 // repaint it stays within a frame of a 60 Hz screen.
-constexpr auto kSlice = std::chrono::milliseconds(8);
+constexpr auto kSlice = std::chrono::milliseconds(5);
 
 // A descriptor never becomes one of the three standard ones, even if those were closed: other
 // code may close them in good faith.

@@ -12,7 +12,7 @@ namespace {
 using std::chrono::steady_clock;
 
 // How long one turn of the main loop may insert.
-constexpr auto kSlice = std::chrono::milliseconds(6);
+constexpr auto kSlice = std::chrono::milliseconds(4);
 
 // The bytes that are inserted between two looks at the clock.
 constexpr std::size_t kPiece = 8192;
