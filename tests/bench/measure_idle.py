@@ -57,5 +57,5 @@ class Idle(SystemTest):
         self.quillet.wait_for_connect_label("Disconnect")
         for number in range(1, _PORTS):
             self.devices.add_scanner(f"ttyACM{number}", f"4-{number}:1.0")
-        self.log.wait_for(f"-[SyncController updatePortList:][{_PORTS}]")
+            self.log.wait_for(f"-[SyncController updatePortList:][{number + 1}]")
         self._measure("idle-ports", other.link)

@@ -57,6 +57,7 @@ class Bench:
     def __init__(self, programs):
         self._programs = programs
         self.figures = collections.defaultdict(list)
+        self.complete = True
 
     def _run(self, *command, **environment):
         print("measuring:", " ".join(command), file=sys.stderr, flush=True)
@@ -64,6 +65,7 @@ class Bench:
                               text=True, check=False)
         if done.returncode != 0:
             print(f"{command[0]} ended with {done.returncode}", file=sys.stderr)
+            self.complete = False
         return done.stdout
 
     def _gather(self, output):
@@ -155,6 +157,8 @@ def main():
     for name, *row in _ROWS:
         if bench.figures[name]:
             print(_line(name, *row, bench.figures[name]))
+    if not bench.complete:
+        sys.exit("A program failed; its figures are missing.")
 
 
 if __name__ == "__main__":
