@@ -73,12 +73,12 @@ int main(int argc, char** argv) {
   edit->addAction(QStringLiteral("&Copy"));
   edit->addAction(QStringLiteral("Select &All"));
   for (const char* name : {"connect", "synchronize", "settings", "clear"}) {
-    const QIcon icon(QStringLiteral(ICON_FOLDER "/%1.svg").arg(QLatin1String(name)));
+    const QIcon icon(QStringLiteral(":/quillet/icons/%1.svg").arg(QLatin1String(name)));
     auto* action = new QAction(icon, QString::fromUtf8(name), &window);
     bar->addAction(action);
     menu->addAction(action);
   }
-  window.setWindowIcon(QIcon(QStringLiteral(ICON_FOLDER "/quillet.svg")));
+  window.setWindowIcon(QIcon(QStringLiteral(":/quillet/icons/quillet.svg")));
   window.statusBar()->addWidget(new QLabel, 1);
   window.statusBar()->addPermanentWidget(new QProgressBar);
   AddSettings(&window);
