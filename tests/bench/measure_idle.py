@@ -7,7 +7,7 @@ import time
 from harness.case import SystemTest
 from harness.processes import Process
 
-_ROUNDS = 8
+_ROUNDS = 16
 _SPAN = 5.0  # seconds
 _PORTS = 32  # as many as the program looks at
 
