@@ -102,11 +102,11 @@ struct SettingsWindowControls {
 /// Threads: user actions and hot-plug news come on the main thread; an attempt to connect runs on
 /// its own thread; the session calls back on its read thread. Every change of a control is queued
 /// onto the main thread in call order, from every thread, the main one included, so the order on
-/// the screen is the order of the calls. The exceptions are the emptying of the main view, and the
-/// controls of the settings window and the progress display: no other thread ever changes them, so
-/// the main thread changes and reads them directly, and what an operation reads of them is what was
-/// last set. (Queued, a change could wait behind a long run's texts while the user already looks at
-/// the window.)
+/// the screen is the order of the calls. One exception are the controls of the settings window and
+/// the progress display: no other thread ever changes them, so the main thread changes and reads
+/// them directly, and what an operation reads of them is what was last set. (Queued, a change could
+/// wait behind a long run's texts while the user already looks at the window.) The other is Clear,
+/// which leaves what is still queued alone.
 ///
 /// A controller is made once and never destroyed, since the session's read thread and a waiting
 /// connection thread may outlive the window.

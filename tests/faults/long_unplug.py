@@ -10,7 +10,8 @@ _SENT_OR_RECEIVED = re.compile(r"^[\d.]+ [<>] ((?:[0-9a-f]{2} )+) ", re.MULTILIN
 
 class EveryByte(FaultTest):
     """One whole session, from plugging in to the saved file, is measured; then as many more are
-    cut, each after one byte more, the last one after all. The sessions are shared out among the classes below."""
+    cut, each after one byte more, the last one after all. The sessions are shared out among the
+    classes below."""
 
     PARTS = 4
 
@@ -59,7 +60,6 @@ class EveryByte(FaultTest):
         if text != OLD:
             return "file saved"
         return "run lost" if connected else "not connected"
-
 
     def check_view(self):
         """The view has what a whole session shows, up to some place, and one that was connected

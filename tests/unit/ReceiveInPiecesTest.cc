@@ -87,7 +87,8 @@ TEST(ReceiveInPiecesTest, BytesInPiecesDoWhatTheyDoOneByOne) {
       Lumet& lumet = session->lumet;
       lumet.bTavo300 = static_cast<std::uint8_t>(model);
       lumet.cmdArray.Reset();
-      if (round % 3 == 0) lumet.GetSerialNumber();
+      if (round % 3 != 0) lumet.GetSerialNumber();
+      if (round % 3 == 1) lumet.cmdArray.Consume(*lumet.cmdArray.Head());
       lumet.commandType = type;
       lumet.bCommandDone = waits ? 0 : 1;
       if (anew) {
