@@ -1,7 +1,7 @@
 #include "app/QuilletAppDelegate.h"
 #include "app/SyncController.h"
 #include "app/Version.h"
-#include "device/Log.h"
+#include "base/Log.h"
 
 namespace quillet {
 namespace {

@@ -1,6 +1,6 @@
 #include "app/SyncController.h"
-#include "device/Log.h"
-#include "device/Utf8.h"
+#include "base/Log.h"
+#include "base/Utf8.h"
 
 namespace quillet {
 namespace {

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "app/SyncController.h"
-#include "device/Log.h"
+#include "base/Log.h"
 
 namespace quillet {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <string_view>
 
+#include "base/SystemLog.h"
 #include "platform/Controls.h"
 #include "platform/MainQueue.h"
-#include "platform/SystemLog.h"
 
 namespace quillet {
 
@@ -15,7 +15,7 @@ class QuilletAppDelegate {
  public:
   /// @param log        outlives this object, as does `mainQueue`
   /// @param mainQueue  the queue of changes of controls
-  QuilletAppDelegate(platform::SystemLog& log, platform::MainQueue& mainQueue)
+  QuilletAppDelegate(SystemLog& log, platform::MainQueue& mainQueue)
       : log_(log), mainQueue_(mainQueue) {}
 
   /// The main window; not owned.
@@ -41,7 +41,7 @@ class QuilletAppDelegate {
   bool applicationShouldTerminateAfterLastWindowClosed() const { return true; }
 
  private:
-  platform::SystemLog& log_;
+  SystemLog& log_;
   platform::MainQueue& mainQueue_;
   platform::Window* window_ = nullptr;
   SyncController* syncController_ = nullptr;

@@ -2,7 +2,7 @@
 
 #include "app/Destinations.h"
 #include "app/SyncController.h"
-#include "device/Log.h"
+#include "base/Log.h"
 
 namespace quillet {
 namespace {

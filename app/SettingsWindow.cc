@@ -3,7 +3,7 @@
 
 #include "app/Destinations.h"
 #include "app/SyncController.h"
-#include "device/Log.h"
+#include "base/Log.h"
 #include "output/Choices.h"
 
 namespace quillet {

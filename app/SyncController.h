@@ -9,10 +9,11 @@
 #include <string_view>
 
 #include "app/RunProgress.h"
+#include "base/SharedText.h"
+#include "base/SystemLog.h"
+#include "base/ThreadHandle.h"
+#include "base/Word.h"
 #include "device/Lumet.h"
-#include "device/SharedText.h"
-#include "device/ThreadHandle.h"
-#include "device/Word.h"
 #include "output/KeyTables.h"
 #include "output/LumetFile.h"
 #include "output/SampleLine.h"
@@ -26,7 +27,6 @@
 #include "platform/Panels.h"
 #include "platform/Pasteboard.h"
 #include "platform/SerialRegistry.h"
-#include "platform/SystemLog.h"
 #include "platform/Ticker.h"
 #include "platform/Workspace.h"
 
@@ -37,7 +37,7 @@ class QuilletAppDelegate;
 /// What the program needs of the system and the toolkit. Everything outlives the controller.
 struct Platform {
   ///@{ One each, of the system's or the toolkit's own.
-  platform::SystemLog& log;
+  SystemLog& log;
   platform::Clock& clock;
   platform::FileStore& files;
   platform::MainQueue& mainQueue;

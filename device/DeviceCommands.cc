@@ -1,4 +1,4 @@
-#include "device/Log.h"
+#include "base/Log.h"
 #include "device/Lumet.h"
 
 namespace quillet {

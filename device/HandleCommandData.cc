@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "device/Log.h"
+#include "base/Log.h"
 #include "device/Lumet.h"
 #include "device/ReceiveState.h"
 

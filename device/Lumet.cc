@@ -1,13 +1,13 @@
 #include "device/Lumet.h"
 
-#include "device/Log.h"
+#include "base/Log.h"
 #include "device/ReceiveState.h"
 
 namespace quillet {
 
 using namespace std::chrono_literals;
 
-Lumet::Lumet(platform::SystemLog& log, platform::Clock& clock)
+Lumet::Lumet(SystemLog& log, platform::Clock& clock)
     : RecordComposer(log), serial(log, clock), clock_(clock) {
   Log(log_, "-[Lumet init]");
   serial.setDelegate(this);

@@ -7,15 +7,15 @@
 #include <string>
 #include <string_view>
 
+#include "base/SystemLog.h"
+#include "base/ThreadHandle.h"
+#include "base/Word.h"
 #include "device/ByteField.h"
 #include "device/CommandQueue.h"
 #include "device/RecordComposer.h"
 #include "device/SerialPort.h"
 #include "device/Settings.h"
-#include "device/ThreadHandle.h"
-#include "device/Word.h"
 #include "platform/Clock.h"
-#include "platform/SystemLog.h"
 
 namespace quillet {
 
@@ -64,7 +64,7 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
 
   /// @param log    never destroyed, as the session is not; nor is `clock`
   /// @param clock  makes the pauses, and tells the scanner the time
-  Lumet(platform::SystemLog& log, platform::Clock& clock);
+  Lumet(SystemLog& log, platform::Clock& clock);
   Lumet(const Lumet&) = delete;
   Lumet& operator=(const Lumet&) = delete;
 

@@ -4,10 +4,10 @@
 #include <span>
 #include <string_view>
 
+#include "base/SystemLog.h"
+#include "base/Word.h"
 #include "device/ByteField.h"
 #include "device/Settings.h"
-#include "device/Word.h"
-#include "platform/SystemLog.h"
 
 namespace quillet {
 
@@ -25,7 +25,7 @@ class RecordComposer : public Settings {
   static constexpr std::int32_t kBarcodeBufferSize = 10240;  ///< bytes of a line with its NUL
 
   /// @param log  outlives this object
-  explicit RecordComposer(platform::SystemLog& log) : log_(log) {}
+  explicit RecordComposer(SystemLog& log) : log_(log) {}
   RecordComposer(const RecordComposer&) = delete;
   RecordComposer& operator=(const RecordComposer&) = delete;
 
@@ -108,7 +108,7 @@ class RecordComposer : public Settings {
  protected:
   ~RecordComposer() = default;  // never through a base
 
-  platform::SystemLog& log_;  ///< where the operations are told of
+  SystemLog& log_;  ///< where the operations are told of
 
  private:
   void Append(std::uint8_t byte);

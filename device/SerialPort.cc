@@ -7,7 +7,7 @@
 #include <chrono>
 #include <thread>
 
-#include "device/Log.h"
+#include "base/Log.h"
 
 namespace quillet {
 namespace {

@@ -3,10 +3,10 @@
 #include <atomic>
 #include <cstdint>
 
-#include "device/ThreadHandle.h"
-#include "device/Word.h"
+#include "base/SystemLog.h"
+#include "base/ThreadHandle.h"
+#include "base/Word.h"
 #include "platform/Clock.h"
-#include "platform/SystemLog.h"
 
 namespace quillet {
 
@@ -62,7 +62,7 @@ class SerialPort {
 
   /// @param log    never destroyed, as the channel is not; nor is `clock`
   /// @param clock  makes the pauses
-  SerialPort(platform::SystemLog& log, platform::Clock& clock) : log_(log), clock_(clock) {}
+  SerialPort(SystemLog& log, platform::Clock& clock) : log_(log), clock_(clock) {}
   SerialPort(const SerialPort&) = delete;
   SerialPort& operator=(const SerialPort&) = delete;
 
@@ -105,7 +105,7 @@ class SerialPort {
   ThreadHandle readThread;           ///< held from the first successful open on
 
  private:
-  platform::SystemLog& log_;
+  SystemLog& log_;
   platform::Clock& clock_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
 };

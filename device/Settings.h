@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "device/SharedText.h"
-#include "device/Word.h"
+#include "base/SharedText.h"
+#include "base/Word.h"
 
 namespace quillet {
 

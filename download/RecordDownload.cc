@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "device/Log.h"
+#include "base/Log.h"
 #include "device/Lumet.h"
 #include "device/ReceiveState.h"
 

@@ -2,7 +2,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "device/Log.h"
+#include "base/Log.h"
 #include "device/Lumet.h"
 #include "download/ReceivedBytes.h"
 #include "download/SymbologyNames.h"

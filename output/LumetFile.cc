@@ -6,7 +6,7 @@
 #include <limits>
 #include <utility>
 
-#include "device/Log.h"
+#include "base/Log.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {
@@ -36,7 +36,7 @@ std::string TimeStamp(const platform::CalendarTime& time) {
 
 }  // namespace
 
-LumetFile::LumetFile(platform::SystemLog& log, platform::Clock& clock, platform::FileStore& files,
+LumetFile::LumetFile(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
                      std::string dataFolder)
     : log_(log), clock_(clock), files_(files), dataFolder_(std::move(dataFolder)) {}
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/SystemLog.h"
 #include "device/ByteField.h"
 #include "platform/Clock.h"
 #include "platform/FileStore.h"
-#include "platform/SystemLog.h"
 
 namespace quillet {
 
@@ -26,7 +26,7 @@ class LumetFile {
   /// @param files       does what is done on the disk
   /// @param dataFolder  absolute path of the folder for the settings file and, as a rule, the
   ///                    output files
-  LumetFile(platform::SystemLog& log, platform::Clock& clock, platform::FileStore& files,
+  LumetFile(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
             std::string dataFolder = kDataFolder);
 
   /// The folder's absolute path.
@@ -61,7 +61,7 @@ class LumetFile {
  private:
   std::string RegistryPath() const;
 
-  platform::SystemLog& log_;
+  SystemLog& log_;
   platform::Clock& clock_;
   platform::FileStore& files_;
   const std::string dataFolder_;

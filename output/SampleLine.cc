@@ -12,7 +12,7 @@ namespace quillet {
 namespace {
 
 // Composing a sample is nothing that the log of the scanner's doings should tell of.
-class NoLog final : public platform::SystemLog {
+class NoLog final : public SystemLog {
  public:
   void Write(std::string_view) override {}
 };

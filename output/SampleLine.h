@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/SystemLog.h"
 #include "device/RecordComposer.h"
-#include "platform/SystemLog.h"
 
 namespace quillet {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "device/Utf8.h"
+#include "base/Utf8.h"
 #include "download/RecordText.h"
 
 namespace quillet {

@@ -2,13 +2,13 @@
 
 #include <memory>
 
+#include "base/SystemLog.h"
 #include "platform/Applications.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/Pasteboard.h"
 #include "platform/SerialRegistry.h"
-#include "platform/SystemLog.h"
 #include "platform/Workspace.h"
 
 class QWidget;
@@ -25,7 +25,7 @@ struct Desktop {
 
 /// What the desktop is made from. Each of them outlives it.
 struct DesktopParts {
-  platform::SystemLog& log;        ///< where refusals are told of
+  SystemLog& log;                  ///< where refusals are told of
   platform::Clock& clock;          ///< paces a virtual keyboard
   platform::MainQueue& mainQueue;  ///< where the clipboard is used
   QWidget* window;                 ///< the one that stands for the program

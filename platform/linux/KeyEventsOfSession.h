@@ -2,9 +2,9 @@
 
 #include <memory>
 
+#include "base/SystemLog.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
-#include "platform/SystemLog.h"
 #include "platform/linux/DesktopSession.h"
 
 namespace quillet::platform::linux_desktop {

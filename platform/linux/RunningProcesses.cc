@@ -7,13 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <filesystem>
 #include <memory>
 #include <string_view>
 
-#include "platform/posix/Descriptor.h"
+#include "base/Retry.h"
+#include "base/UniqueFd.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -24,12 +24,11 @@ constexpr int kGenerations = 32;
 // The file's contents, as much as there is: a process may end while its files are being read, and
 // the read then fails (proc(5)). The standard's streams throw in that case.
 std::string Contents(const std::string& path) {
-  const posix::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   std::string contents;
   char bytes[4096];
   for (;;) {
-    const ssize_t count = file.IsOpen() ? read(file.Number(), bytes, sizeof bytes) : 0;
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = RetryOnSignal([&] { return read(file.Get(), bytes, sizeof bytes); });
     if (count <= 0) return contents;
     contents.append(bytes, static_cast<std::size_t>(count));
   }

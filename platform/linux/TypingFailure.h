@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/SystemLog.h"
+#include "base/SystemLog.h"
 
 namespace quillet::platform::linux_desktop {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/DescriptorWatch.h"
 #include "platform/SerialRegistry.h"
-#include "platform/linux/DescriptorWatch.h"
 #include "platform/linux/NotificationTable.h"
 #include "platform/linux/SerialStreams.h"
 

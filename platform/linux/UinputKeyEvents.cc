@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "base/Retry.h"
 #include "platform/linux/KeyStrokes.h"
 
 namespace quillet::platform::linux_desktop {
@@ -145,7 +146,7 @@ bool UinputKeyEvents::HaveKeyboard() {
 void UinputKeyEvents::ReadLights() {
   std::array<input_event, 16> lights{};
   for (;;) {
-    const ssize_t count = read(keyboard_->Number(), lights.data(), sizeof lights);
+    const ssize_t count = read(keyboard_->Get(), lights.data(), sizeof lights);
     if (count < static_cast<ssize_t>(sizeof lights[0])) return;  // none is left
     for (std::size_t i = 0; i < static_cast<std::size_t>(count) / sizeof lights[0]; ++i) {
       if (lights[i].type == EV_LED && lights[i].code == LED_CAPSL) capsLock_ = lights[i].value != 0;
@@ -157,10 +158,8 @@ void UinputKeyEvents::Write(const Report& report) {
   if (!keyboard_ || report.size() == 0) return;
   LetTheDesktopRead(report.size());
   const std::size_t size = report.size() * sizeof(input_event);
-  ssize_t written = 0;
-  do {
-    written = write(keyboard_->Number(), report.data(), size);
-  } while (written < 0 && errno == EINTR);
+  const ssize_t written =
+      RetryOnSignal([&] { return write(keyboard_->Get(), report.data(), size); });
   if (written != static_cast<ssize_t>(size)) GiveUpKeyboard(written < 0 ? errno : EIO);
 }
 

@@ -5,11 +5,11 @@
 #include <functional>
 #include <optional>
 
+#include "base/SystemLog.h"
+#include "base/UniqueFd.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
-#include "platform/SystemLog.h"
 #include "platform/linux/TypingFailure.h"
-#include "platform/posix/Descriptor.h"
 
 namespace quillet::platform::linux_desktop {
 
@@ -60,7 +60,7 @@ class UinputKeyEvents final : public KeyEvents {
   const MakeKeyboard make_;
   const std::function<Time()> now_;
   TypingFailure failure_;
-  std::optional<posix::Descriptor> keyboard_;
+  std::optional<UniqueFd> keyboard_;
   bool capsLock_ = false;
   Time allRead_{};  // when a desktop that reads at the steady rate has read what was written
 };

@@ -5,9 +5,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <utility>
+
+#include "base/Retry.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -26,20 +27,20 @@ WatchedProcess::WatchedProcess(int pid, Now now)
 
 WatchedProcess::~WatchedProcess() {
   if (!thread_.joinable()) return;
-  eventfd_write(stop_.Number(), 1);
+  eventfd_write(stop_.Get(), 1);
   thread_.join();
 }
 
 std::optional<WatchedProcess::Time> WatchedProcess::End() const {
-  pollfd look{process_.Number(), POLLIN, 0};
+  pollfd look{process_.Get(), POLLIN, 0};
   if (poll(&look, 1, 0) <= 0) return std::nullopt;
   ended_.wait(false);  // the thread notes it at once
   return end_;
 }
 
 void WatchedProcess::WaitForEnd(const Now& now) {
-  pollfd news[] = {{process_.Number(), POLLIN, 0}, {stop_.Number(), POLLIN, 0}};
-  while (poll(news, 2, -1) < 0 && errno == EINTR) continue;
+  pollfd news[] = {{process_.Get(), POLLIN, 0}, {stop_.Get(), POLLIN, 0}};
+  RetryOnSignal([&] { return poll(news, 2, -1); });
   if (news[0].revents == 0) return;
   end_ = now();
   ended_ = true;

@@ -6,7 +6,7 @@
 #include <optional>
 #include <thread>
 
-#include "platform/posix/Descriptor.h"
+#include "base/UniqueFd.h"
 
 namespace quillet::platform::linux_desktop {
 
@@ -35,9 +35,9 @@ class WatchedProcess {
  private:
   void WaitForEnd(const Now& now);
 
-  const posix::Descriptor process_;  // readable once that has ended
-  const posix::Descriptor stop_;     // readable once nobody wants to know any more
-  Time end_;                         // written before ended_
+  const UniqueFd process_;  // readable once that has ended
+  const UniqueFd stop_;     // readable once nobody wants to know any more
+  Time end_;                // written before ended_
   std::atomic<bool> ended_ = false;
   std::thread thread_;
 };

@@ -2,8 +2,8 @@
 
 #include <memory>
 
+#include "base/SystemLog.h"
 #include "platform/KeyEvents.h"
-#include "platform/SystemLog.h"
 #include "platform/linux/TypingFailure.h"
 
 namespace quillet::platform::linux_desktop {

@@ -30,15 +30,15 @@ constexpr std::uint8_t kResourceMinor = 2;
 
 constexpr auto kPollPause = 2ms;
 
-using Property = XcbReply<xcb_get_property_reply_t>;
+using PropertyReply = XcbReply<xcb_get_property_reply_t>;
 
-std::string Text(const Property& property) {
+std::string Text(const PropertyReply& property) {
   if (!property || property->format != 8) return {};
   return {static_cast<const char*>(xcb_get_property_value(property.get())),
           static_cast<std::size_t>(xcb_get_property_value_length(property.get()))};
 }
 
-std::vector<std::uint32_t> Numbers(const Property& property) {
+std::vector<std::uint32_t> Numbers(const PropertyReply& property) {
   if (!property || property->format != 32) return {};
   std::vector<std::uint32_t> numbers(
       static_cast<std::size_t>(xcb_get_property_value_length(property.get())) / 4);
@@ -46,13 +46,13 @@ std::vector<std::uint32_t> Numbers(const Property& property) {
   return numbers;
 }
 
-std::uint32_t FirstNumber(const Property& property) {
+std::uint32_t FirstNumber(const PropertyReply& property) {
   const auto numbers = Numbers(property);
   return numbers.empty() ? 0 : numbers[0];
 }
 
 // The texts that stand in a property one behind the other, in lower case.
-std::vector<std::string> LowerCaseTexts(const Property& property) {
+std::vector<std::string> LowerCaseTexts(const PropertyReply& property) {
   std::vector<std::string> texts;
   const std::string all = Text(property);
   for (std::size_t start = 0; start < all.size();) {
@@ -177,7 +177,7 @@ class X11Windows::Connection {
     return 0;
   }
 
-  bool IsNormal(const Property& type, const Property& transientFor) const {
+  bool IsNormal(const PropertyReply& type, const PropertyReply& transientFor) const {
     const auto types = Numbers(type);
     if (types.empty()) return FirstNumber(transientFor) == XCB_NONE;
     return std::find(types.begin(), types.end(), normalType_) != types.end();
@@ -199,10 +199,10 @@ class X11Windows::Connection {
     return xcb_get_property(xcb_, 0, window, property, XCB_ATOM_ANY, 0, kLongestProperty);
   }
 
-  Property Take(xcb_get_property_cookie_t asked) {
+  PropertyReply Take(xcb_get_property_cookie_t asked) {
     // An error, as of a window that has just gone, is taken with the reply.
     xcb_generic_error_t* error = nullptr;
-    Property reply{xcb_get_property_reply(xcb_, asked, &error)};
+    PropertyReply reply{xcb_get_property_reply(xcb_, asked, &error)};
     std::free(error);
     return reply;
   }

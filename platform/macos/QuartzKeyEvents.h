@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/SystemLog.h"
 #include "platform/KeyEvents.h"
-#include "platform/SystemLog.h"
 
 namespace quillet::platform::macos {
 

@@ -12,7 +12,9 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/posix/Descriptor.h"
+#include "base/Retry.h"
+#include "base/UniqueFd.h"
+#include "base/Utf8.h"
 
 namespace quillet::platform::posix {
 
@@ -27,21 +29,11 @@ constexpr int kNamesToTry = 16;
 constexpr mode_t kPermissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
-/// Repeats a call that a signal interrupted.
-template <typename Call>
-auto Uninterrupted(Call call) {
-  decltype(call()) result;
-  do {
-    result = call();
-  } while (result < 0 && errno == EINTR);
-  return result;
-}
-
 /// A folder that is looked up once, so that everything done in it meets the same folder even when
 /// its path leads elsewhere in the meantime.
 int OpenFolder(const std::string& path) {
   const auto open_with = [&](int access) {
-    return Uninterrupted([&] { return open(path.c_str(), access | O_DIRECTORY | O_CLOEXEC); });
+    return RetryOnSignal([&] { return open(path.c_str(), access | O_DIRECTORY | O_CLOEXEC); });
   };
   const int folder = open_with(O_RDONLY);
   if (folder >= 0 || errno != EACCES) return folder;
@@ -60,18 +52,6 @@ std::string RandomLetters() {
   std::string letters;
   for (const unsigned char byte : random) letters += kAlphabet[byte % kAlphabet.size()];
   return letters;
-}
-
-/// The longest beginning of `text` of at most `limit` bytes that does not end within a UTF-8
-/// sequence: some file systems refuse names that are not UTF-8.
-std::string_view CutBetweenCharacters(std::string_view text, std::size_t limit) {
-  if (text.size() <= limit) return text;
-  const auto continues = [&](std::size_t at) {
-    return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
-  };
-  std::size_t end = limit;
-  while (end > 0 && limit - end < 3 && continues(end)) --end;
-  return text.substr(0, end);
 }
 
 /// How many bytes of the target's name the temporary name has room for.
@@ -105,18 +85,18 @@ class TemporaryFile {
   bool TakeOver(const struct stat& old) {
     mode_t mode = old.st_mode & kPermissionBits;
     struct stat own {};
-    if (fstat(file_.Number(), &own) != 0) return false;
-    if (own.st_gid != old.st_gid && fchown(file_.Number(), own.st_uid, old.st_gid) != 0) {
+    if (fstat(file_.Get(), &own) != 0) return false;
+    if (own.st_gid != old.st_gid && fchown(file_.Get(), own.st_uid, old.st_gid) != 0) {
       mode &= ~static_cast<mode_t>(S_IRWXG);
     }
     if (own.st_uid != old.st_uid) mode &= ~static_cast<mode_t>(S_IWOTH);
-    return fchmod(file_.Number(), mode) == 0;
+    return fchmod(file_.Get(), mode) == 0;
   }
 
   bool Write(std::string_view contents) {
     while (!contents.empty()) {
       const ssize_t written =
-          Uninterrupted([&] { return write(file_.Number(), contents.data(), contents.size()); });
+          RetryOnSignal([&] { return write(file_.Get(), contents.data(), contents.size()); });
       if (written < 0) return false;
       contents.remove_prefix(static_cast<std::size_t>(written));
     }
@@ -126,9 +106,9 @@ class TemporaryFile {
   bool Synchronize() {
 #ifdef F_FULLFSYNC
     // fsync() alone leaves the bytes in the drive's own cache there (fsync(2) of that system).
-    if (fcntl(file_.Number(), F_FULLFSYNC) == 0) return true;
+    if (fcntl(file_.Get(), F_FULLFSYNC) == 0) return true;
 #endif
-    return Uninterrupted([&] { return fsync(file_.Number()); }) == 0;
+    return RetryOnSignal([&] { return fsync(file_.Get()); }) == 0;
   }
 
   bool RenameTo(const std::string& target) {
@@ -139,7 +119,7 @@ class TemporaryFile {
 
  private:
   int Create(const std::string& target, mode_t mode) {
-    const std::string_view kept = CutBetweenCharacters(target, RoomForTargetName(folder_));
+    const std::string_view kept = Utf8Prefix(target, RoomForTargetName(folder_));
     for (int attempt = 0; attempt < kNamesToTry; ++attempt) {
       const std::string letters = RandomLetters();
       if (letters.empty()) return -1;
@@ -147,7 +127,7 @@ class TemporaryFile {
       name_.append(kept).append(kTemporaryMark).append(letters);
       // O_EXCL alone refuses symbolic links too (open(3p)); O_NOFOLLOW says it again for the
       // reader.
-      const int file = Uninterrupted([&] {
+      const int file = RetryOnSignal([&] {
         return openat(folder_, name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                       mode);
       });
@@ -160,7 +140,7 @@ class TemporaryFile {
   int folder_;
   std::string name_;
   bool present_ = false;
-  Descriptor file_;
+  UniqueFd file_;
 };
 
 }  // namespace
@@ -174,10 +154,10 @@ bool PosixFileStore::CreateFolder(const std::string& path) {
 }
 
 std::optional<std::string> PosixFileStore::Read(const std::string& path, std::size_t limit) try {
-  const Descriptor file(Uninterrupted(
+  const UniqueFd file(RetryOnSignal(
       [&] { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
   struct stat status {};
-  if (!file.IsOpen() || fstat(file.Number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return std::nullopt;
   }
   // One byte more than the file is said to have, so that its end is met without growing.
@@ -189,8 +169,8 @@ std::optional<std::string> PosixFileStore::Read(const std::string& path, std::si
     if (used == contents.size()) {
       contents.resize(std::min(limit, std::max({expected, kLeastStep, 2 * used})));
     }
-    const ssize_t got = Uninterrupted(
-        [&] { return read(file.Number(), contents.data() + used, contents.size() - used); });
+    const ssize_t got = RetryOnSignal(
+        [&] { return read(file.Get(), contents.data() + used, contents.size() - used); });
     if (got < 0) return std::nullopt;
     if (got == 0) break;
     used += static_cast<std::size_t>(got);
@@ -205,21 +185,20 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos || slash + 1 == path.size()) return false;
   const std::string name = path.substr(slash + 1);
-  const Descriptor folder(OpenFolder(path.substr(0, slash + 1)));
+  const UniqueFd folder(OpenFolder(path.substr(0, slash + 1)));
   if (!folder.IsOpen()) return false;
 
   struct stat old {};
   const bool replaces_link =
-      fstatat(folder.Number(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
-      S_ISLNK(old.st_mode);
+      fstatat(folder.Get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(old.st_mode);
   // The new file stands for what a link led to: what was read there, to be added to, must not
   // become readable by more than it was.
   const bool replaces_file =
-      fstatat(folder.Number(), name.c_str(), &old, 0) == 0 && S_ISREG(old.st_mode);
+      fstatat(folder.Get(), name.c_str(), &old, 0) == 0 && S_ISREG(old.st_mode);
   // What replaces a private file must at no instant be readable by others. For a new file the
   // kernel takes the creation mask off the mode by itself; asking for the mask would mean to
   // change it for all threads (umask(3p)).
-  TemporaryFile temporary(folder.Number(), name,
+  TemporaryFile temporary(folder.Get(), name,
                           replaces_file || replaces_link ? S_IRUSR | S_IWUSR : kDefaultFileMode);
   if (!temporary.Exists()) return false;
   if (replaces_file && !temporary.TakeOver(old)) return false;
@@ -228,7 +207,7 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   }
   // Puts the new name on the device. It is too late for a failure to be one: the file is replaced
   // by now, and some file systems cannot synchronize a folder at all.
-  Uninterrupted([&] { return fsync(folder.Number()); });
+  RetryOnSignal([&] { return fsync(folder.Get()); });
   return true;
 }
 

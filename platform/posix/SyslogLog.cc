@@ -8,6 +8,8 @@
 #include <exception>
 #include <utility>
 
+#include "base/Utf8.h"
+
 namespace quillet::platform::posix {
 
 namespace {
@@ -24,18 +26,6 @@ std::string EmptyBuffer() {
   std::string buffer;
   buffer.reserve(SyslogLog::kBacklogBytes);
   return buffer;
-}
-
-/// The length of the message that begins `line`.
-std::size_t MessageLength(std::string_view line) {
-  constexpr std::size_t kLongestTail = 3;  // continuation bytes of one UTF-8 sequence
-  if (line.size() <= SyslogLog::kLongestMessage) return line.size();
-  std::size_t length = SyslogLog::kLongestMessage;
-  while (SyslogLog::kLongestMessage - length < kLongestTail &&
-         (static_cast<unsigned char>(line[length]) & 0xC0U) == 0x80U) {
-    --length;
-  }
-  return length;
 }
 
 /// A thread that takes no signals: an interrupted send would lose its message within syslog(3).
@@ -155,7 +145,7 @@ void SyslogLog::SendBatch(std::string_view batch) {
     std::string_view line = batch.substr(sizeof length, length);
     batch.remove_prefix(sizeof length + line.size());
     do {
-      const std::size_t piece = MessageLength(line);
+      const std::size_t piece = Utf8Prefix(line, kLongestMessage).size();
       transport_(line.substr(0, piece));
       ++messages_sent_;
       line.remove_prefix(piece);

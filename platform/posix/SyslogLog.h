@@ -11,7 +11,7 @@
 #include <string_view>
 #include <thread>
 
-#include "platform/SystemLog.h"
+#include "base/SystemLog.h"
 
 namespace quillet::platform::posix {
 

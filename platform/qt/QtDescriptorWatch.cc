@@ -6,7 +6,7 @@
 namespace quillet::platform::qt {
 namespace {
 
-class QtDescriptorWatch final : public linux_desktop::DescriptorWatch {
+class QtDescriptorWatch final : public DescriptorWatch {
  public:
   QtDescriptorWatch(int descriptor, std::function<void()> ready)
       : notifier_(new QSocketNotifier(descriptor, QSocketNotifier::Read)) {
@@ -28,8 +28,8 @@ class QtDescriptorWatch final : public linux_desktop::DescriptorWatch {
 
 }  // namespace
 
-std::unique_ptr<linux_desktop::DescriptorWatch> QtDescriptorWatcher::Watch(
-    int descriptor, std::function<void()> ready) {
+std::unique_ptr<DescriptorWatch> QtDescriptorWatcher::Watch(int descriptor,
+                                                            std::function<void()> ready) {
   return std::make_unique<QtDescriptorWatch>(descriptor, std::move(ready));
 }
 

@@ -3,15 +3,14 @@
 #include <functional>
 #include <memory>
 
-#include "platform/linux/DescriptorWatch.h"
+#include "platform/DescriptorWatch.h"
 
 namespace quillet::platform::qt {
 
 /// Watches descriptors with Qt's main loop. Main thread only; needs an application object.
-class QtDescriptorWatcher final : public linux_desktop::DescriptorWatcher {
+class QtDescriptorWatcher final : public DescriptorWatcher {
  public:
-  std::unique_ptr<linux_desktop::DescriptorWatch> Watch(int descriptor,
-                                                        std::function<void()> ready) override;
+  std::unique_ptr<DescriptorWatch> Watch(int descriptor, std::function<void()> ready) override;
 };
 
 }  // namespace quillet::platform::qt

@@ -10,6 +10,8 @@
 #include <system_error>
 #include <utility>
 
+#include "base/Retry.h"
+
 namespace quillet::platform::qt {
 namespace {
 
@@ -19,33 +21,32 @@ using std::chrono::steady_clock;
 // repaint it stays within a frame of a 60 Hz screen.
 constexpr auto kSlice = std::chrono::milliseconds(5);
 
-// A descriptor never becomes one of the three standard ones, even if those were closed: other
-// code may close them in good faith.
-int KeepAboveStandard(int descriptor) {
-  const int kept = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  const int error = errno;
-  close(descriptor);
-  if (kept < 0) throw std::system_error(error, std::generic_category(), "main queue");
-  fcntl(kept, F_SETFL, fcntl(kept, F_GETFL) | O_NONBLOCK);
-  return kept;
-}
+struct Pipe {
+  UniqueFd reader;
+  UniqueFd writer;
+};
 
-std::array<int, 2> MakePipe() {
+Pipe MakePipe() {
   std::array<int, 2> ends{};
   if (pipe(ends.data()) != 0) {
     throw std::system_error(errno, std::generic_category(), "main queue");
   }
-  for (int& end : ends) end = KeepAboveStandard(end);
-  return ends;
+  Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
+  for (const UniqueFd* end : {&made.reader, &made.writer}) {
+    if (!end->IsOpen()) throw std::system_error(errno, std::generic_category(), "main queue");
+    fcntl(end->Get(), F_SETFD, FD_CLOEXEC);
+    fcntl(end->Get(), F_SETFL, fcntl(end->Get(), F_GETFL) | O_NONBLOCK);
+  }
+  return made;
 }
 
 }  // namespace
 
 QtMainQueue::QtMainQueue() : wake_up_(QSocketNotifier::Read) {
-  const auto [reader, writer] = MakePipe();
-  wake_up_reader_ = reader;
-  wake_up_writer_ = writer;
-  wake_up_.setSocket(wake_up_reader_);
+  Pipe wakeUp = MakePipe();
+  wake_up_reader_ = std::move(wakeUp.reader);
+  wake_up_writer_ = std::move(wakeUp.writer);
+  wake_up_.setSocket(wake_up_reader_.Get());
   wake_up_.setEnabled(true);
   // The slices run from a timer and not from the descriptor. A main loop may serve descriptors
   // before timers, and repainting is a timer on some desktops: work that kept the descriptor
@@ -59,8 +60,6 @@ QtMainQueue::QtMainQueue() : wake_up_(QSocketNotifier::Read) {
 
 QtMainQueue::~QtMainQueue() {
   wake_up_.setEnabled(false);
-  close(wake_up_reader_);
-  close(wake_up_writer_);
 }
 
 void QtMainQueue::Async(std::function<void()> work) {
@@ -74,14 +73,12 @@ void QtMainQueue::Async(std::function<void()> work) {
   if (!wake_up) return;
   const char byte = 0;
   // Cannot be full: a second byte is written only after the first has been read.
-  while (write(wake_up_writer_, &byte, 1) < 0 && errno == EINTR) {
-  }
+  RetryOnSignal([&] { return write(wake_up_writer_.Get(), &byte, 1); });
 }
 
 void QtMainQueue::HearWakeUp() {
   std::array<char, 16> bytes{};
-  while (read(wake_up_reader_, bytes.data(), bytes.size()) < 0 && errno == EINTR) {
-  }
+  RetryOnSignal([&] { return read(wake_up_reader_.Get(), bytes.data(), bytes.size()); });
   slice_timer_.start();
 }
 

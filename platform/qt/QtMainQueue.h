@@ -6,6 +6,7 @@
 #include <functional>
 #include <mutex>
 
+#include "base/UniqueFd.h"
 #include "platform/MainQueue.h"
 
 namespace quillet::platform::qt {
@@ -43,8 +44,8 @@ class QtMainQueue final : public MainQueue {
   bool wake_up_sent_ = false;  // from the first entry until the queue has been seen empty
   bool closed_ = false;        // the main loop has ended
 
-  int wake_up_writer_ = -1;  // pipe: one byte wakes the main loop
-  int wake_up_reader_ = -1;
+  UniqueFd wake_up_writer_;  // pipe: one byte wakes the main loop
+  UniqueFd wake_up_reader_;
 
   // Main thread only.
   Entries running_;  // taken from queued_, next to run first

@@ -3,6 +3,7 @@
 #include <QTextCursor>
 #include <chrono>
 
+#include "base/Utf8.h"
 #include "platform/qt/RecordText.h"
 #include "platform/qt/RecordView.h"
 
@@ -19,20 +20,6 @@ constexpr std::size_t kPiece = 8192;
 
 // The bytes already inserted that are kept before the pending ones, to be removed in one go.
 constexpr std::size_t kKept = 256 * 1024;
-
-bool IsContinuationByte(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-}
-
-/// The length of a piece that does not cut a character: at most kPiece bytes, and a few less
-/// where that falls inside one. Bytes that are not UTF-8 are cut anywhere.
-std::size_t PieceLength(std::string_view text) {
-  if (text.size() <= kPiece) return text.size();
-  for (std::size_t length = kPiece; length > kPiece - 4; --length) {
-    if (!IsContinuationByte(text[length])) return length;
-  }
-  return kPiece;
-}
 
 }  // namespace
 
@@ -82,7 +69,7 @@ void QtTextView::RunSlice() {
 
 void QtTextView::InsertPiece() {
   const std::string_view rest = std::string_view(pending_).substr(inserted_);
-  const std::string_view piece = rest.substr(0, PieceLength(rest));
+  const std::string_view piece = Utf8Prefix(rest, kPiece);
   view_.InsertAtEnd(ToDocumentText(piece));
   inserted_ += piece.size();
   if (inserted_ >= kKept) {

@@ -10,13 +10,13 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr qreal kMargin = 10;  // between the view's edge and its text, in pixels
-constexpr qreal kLarger = 1;   // than the desktop's general face, in points
+constexpr qreal kRecordMargin = 10;      // between the view's edge and its text, in pixels
+constexpr qreal kRecordEnlargement = 1;  // than the desktop's general face, in points
 
 }  // namespace
 
-RecordView::RecordView(QWidget* parent) : ReadOnlyText(kLarger, parent) {
-  document()->setDocumentMargin(kMargin);
+RecordView::RecordView(QWidget* parent) : ReadOnlyText(kRecordEnlargement, parent) {
+  document()->setDocumentMargin(kRecordMargin);
 }
 
 void RecordView::InsertAtEnd(const QString& text) {

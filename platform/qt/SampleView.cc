@@ -10,9 +10,10 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr qreal kLarger = 2;   // than the desktop's general face, in points: the marks are small
-constexpr qreal kMargin = 3;   // between the frame and the text, in pixels
-constexpr float kTint = 0.7F;  // of the colour for selections in that of the marks
+constexpr qreal kSampleEnlargement =
+    2;  // than the desktop's general face, in points: the marks are small
+constexpr qreal kSampleMargin = 3;  // between the frame and the text, in pixels
+constexpr float kTint = 0.7F;       // of the colour for selections in that of the marks
 
 // As a sample spells what cannot be seen.
 constexpr QStringView kMarks = u"→␣←↓⏎";
@@ -37,8 +38,8 @@ class SampleView::Marks final : public QSyntaxHighlighter {
   const SampleView& view_;
 };
 
-SampleView::SampleView() : ReadOnlyText(kLarger), marks_(new Marks(*this)) {
-  document()->setDocumentMargin(kMargin);
+SampleView::SampleView() : ReadOnlyText(kSampleEnlargement), marks_(new Marks(*this)) {
+  document()->setDocumentMargin(kSampleMargin);
   setWordWrapMode(QTextOption::WrapAnywhere);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -76,7 +77,7 @@ void SampleView::FitHeight() {
 }
 
 int SampleView::HeightFor(int rows) const {
-  return qRound(rows * QFontMetricsF(font()).lineSpacing() + 2 * kMargin) + 2 * frameWidth();
+  return qRound(rows * QFontMetricsF(font()).lineSpacing() + 2 * kSampleMargin) + 2 * frameWidth();
 }
 
 }  // namespace quillet::platform::qt

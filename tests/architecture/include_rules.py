@@ -1,8 +1,7 @@
-"""Holds the rooms to their walls: who may include whom.
+"""Checks who may include whom.
 
-The rooms (device, download, output, app) know the standard library, POSIX and the interfaces in
-platform/; none of them knows a toolkit, a window system or a backend, and none knows a room that
-is built on it.
+program -> app -> output -> download -> device -> platform (interfaces) -> base, and each backend
+-> platform (interfaces), base. The rooms and base know the standard library and POSIX, no toolkit.
 """
 import pathlib
 import re
@@ -11,71 +10,57 @@ import sys
 ROOT = pathlib.Path(sys.argv[1])
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 
+# What a folder may include beside its own headers. 'platform' means the interfaces only.
 ROOMS = {
-    'device': {'device', 'platform'},
-    'download': {'download', 'device', 'platform'},
-    'output': {'output', 'download', 'device', 'platform'},
-    'app': {'app', 'output', 'download', 'device', 'platform'},
+    'base': set(),
+    'device': {'base', 'platform'},
+    'download': {'base', 'platform', 'device'},
+    'output': {'base', 'platform', 'device', 'download'},
+    'app': {'base', 'platform', 'device', 'download', 'output'},
 }
-# Those of the C++ standard library in use; a toolkit's may have no suffix either.
+INTERFACES = {'platform': {'base'}}
+BACKENDS = {f'platform/{name}': {'base', 'platform'} for name in ('posix', 'linux', 'macos', 'qt')}
+OTHERS = {'simulator': {'base'}}
+
 STANDARD = set('''algorithm array atomic cctype cerrno charconv chrono cmath compare
     condition_variable csignal cstddef cstdint cstdio cstdlib cstring ctime deque exception
     filesystem fstream functional initializer_list iterator limits locale map memory mutex optional
     random set span sstream stdexcept string string_view system_error thread type_traits utility
     vector'''.split())
-# The POSIX ones in use.
 POSIX = {'fcntl.h', 'termios.h', 'unistd.h'}
-# Where macOS's own headers stand, which platform/macos alone may include.
+# The folders of macOS's own headers, which platform/macos alone may include.
 MACOS = {'AppKit', 'ApplicationServices', 'Carbon', 'Cocoa', 'CoreFoundation', 'CoreGraphics',
          'CoreServices', 'Foundation', 'IOKit', 'mach', 'objc'}
-BACKENDS = ('platform/linux', 'platform/macos', 'platform/posix', 'platform/qt')
 
 
-def room_of(header):
-    return header.split('/')[0]
+def includes(folder, pattern='**/*.[ch]*'):
+    for path in sorted((ROOT / folder).glob(pattern)):
+        if 'demonstration' in path.parts:
+            continue
+        for kind, header in INCLUDE.findall(path.read_text()):
+            yield path.relative_to(ROOT), kind == '<', header
 
 
-def is_interface(header):
-    return header.startswith('platform/') and header.count('/') == 1
+def folder_of(header):
+    return header.rpartition('/')[0]
 
 
 def problems():
-    for room, allowed in ROOMS.items():
-        for path in sorted((ROOT / room).rglob('*.[ch]*')):
-            for kind, header in INCLUDE.findall(path.read_text()):
-                where = f'{path.relative_to(ROOT)} includes {header}'
-                if kind == '<':
-                    if header not in STANDARD and header not in POSIX:
-                        yield f'{where}: not the standard library and not POSIX'
-                elif room_of(header) not in allowed:
-                    yield f'{where}: {room} is not built on it'
-                elif room_of(header) == 'platform' and not is_interface(header):
-                    yield f'{where}: a backend'
-    for folder in (*BACKENDS, 'program', 'simulator'):
-        for path in sorted((ROOT / folder).rglob('*.[ch]*')):
-            for kind, header in INCLUDE.findall(path.read_text()):
-                where = f'{path.relative_to(ROOT)} includes {header}'
-                if folder != 'platform/macos':
-                    if kind == '<' and room_of(header) in MACOS:
-                        yield f'{where}: only platform/macos knows it'
-                elif kind == '"':
-                    if not (is_interface(header) or header.startswith('platform/macos/')):
-                        yield f'{where}: platform/macos is not built on it'
-                elif '.' in header and room_of(header) not in MACOS:
-                    yield f'{where}: not the standard library and not macOS'
-    for folder in (*BACKENDS, 'simulator'):
-        for path in sorted((ROOT / folder).rglob('*.[ch]*')):
-            if 'demonstration' in path.parts:
-                continue
-            for kind, header in INCLUDE.findall(path.read_text()):
-                if kind == '"' and room_of(header) in (*ROOMS, 'program'):
-                    yield f'{path.relative_to(ROOT)} includes {header}: built on it'
-    for path in sorted((ROOT / 'platform').glob('*.h')):
-        for kind, header in INCLUDE.findall(path.read_text()):
-            if kind == '"' and not is_interface(header) or kind == '<' and header not in STANDARD:
-                yield f'{path.relative_to(ROOT)} includes {header}: interfaces stand alone'
+    for folder, allowed in {**ROOMS, **INTERFACES, **BACKENDS, **OTHERS}.items():
+        pattern = '*.h' if folder in INTERFACES else '**/*.[ch]*'
+        for path, system, header in includes(folder, pattern):
+            where = f'{path} includes {header}'
+            if not system:
+                if folder_of(header) not in {folder, *allowed}:
+                    yield f'{where}: {folder} may not use it'
+            elif header not in STANDARD:
+                is_macos = header.split('/')[0] in MACOS
+                if folder in INTERFACES or folder in ROOMS and header not in POSIX:
+                    yield f'{where}: neither the standard library nor POSIX'
+                elif is_macos != (folder == 'platform/macos') and (is_macos or '.' in header):
+                    yield f'{where}: only platform/macos knows macOS, and nothing else'
 
 
 found = list(problems())
-print('\n'.join(found) or 'Every include keeps to the rules.')
+print('\n'.join(found) or 'Every include follows the rules.')
 sys.exit(1 if found else 0)

@@ -8,12 +8,12 @@
 #include <ctime>
 #include <string_view>
 
-#include "platform/SystemLog.h"
+#include "base/SystemLog.h"
 
 namespace quillet::bench {
 
 /// A log that goes nowhere.
-class NoLog final : public platform::SystemLog {
+class NoLog final : public SystemLog {
  public:
   void Write(std::string_view) override {}
 };

@@ -16,7 +16,7 @@ using namespace quillet;
 
 constexpr std::size_t kChunk = 4096;
 
-class NoLog final : public platform::SystemLog {
+class NoLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {
     benchmark::DoNotOptimize(line.data());

@@ -51,7 +51,7 @@ struct Taken {
 // The program, collecting from a scanner of its own.
 class Collector {
  public:
-  Collector(simulator::Simulator& scanner, platform::SystemLog& log)
+  Collector(simulator::Simulator& scanner, SystemLog& log)
       : scanner_(scanner), program_(scanner, log), watch_(program_.owner()) {
     program_.setWatch(watch_);
   }

@@ -79,7 +79,7 @@ class RecordWatch final : public LumetDelegate {
 class WholeProgram {
  public:
   /// @param burst  collects all records in one transfer, else one by one
-  WholeProgram(simulator::Simulator& scanner, platform::SystemLog& log, bool burst = true)
+  WholeProgram(simulator::Simulator& scanner, SystemLog& log, bool burst = true)
       : application_(*new QuilletAppDelegate(log, queue_)),
         controller_(*new SyncController(
             Platform{log, clock_, files_, queue_, registry_, workspace_, panels_, ticker_,

@@ -7,9 +7,9 @@
 #include <span>
 #include <string_view>
 
+#include "base/SystemLog.h"
 #include "device/Settings.h"
 #include "platform/Clock.h"
-#include "platform/SystemLog.h"
 
 namespace quillet::fuzz {
 
@@ -61,7 +61,7 @@ inline void TakeSettings(Input& input, Settings& settings) {
 
 /// A log that holds every line to what the system log is promised: nothing in it moves a cursor or
 /// ends a line.
-class StrictLog final : public platform::SystemLog {
+class StrictLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {
     for (const char character : line) {

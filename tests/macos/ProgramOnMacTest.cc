@@ -11,7 +11,7 @@ namespace {
 
 using Titles = std::vector<std::string>;
 
-constexpr char kEditor[] = "/Applications/TextEdit.app";
+constexpr char kTextEdit[] = "/Applications/TextEdit.app";
 
 /// The desktop as the program puts it together.
 struct Mac {
@@ -65,8 +65,8 @@ class ProgramOnMacTest : public test::AppFixture {
     controller.lumet->bSyncClock = 0;
     ConnectedOn(0);
     controller.lumet->destination = destination;
-    controller.lumet->appname.Set(kEditor);
-    LaunchServices::Shared().installed = {kEditor};
+    controller.lumet->appname.Set(kTextEdit);
+    LaunchServices::Shared().installed = {kTextEdit};
     Calls().clear();
   }
 
@@ -232,7 +232,7 @@ TEST_F(ProgramOnMacTest, TheNamedApplicationIsOpenedForEachRecordAndSeenToRun) {
   DeliverTo(kToNamedApplication);
   controller.DisplayBarcode("1");
   controller.DisplayBarcode("2");
-  EXPECT_EQ(LaunchServices::Shared().opened, (Titles{kEditor, kEditor}));
+  EXPECT_EQ(LaunchServices::Shared().opened, (Titles{kTextEdit, kTextEdit}));
   EXPECT_EQ(log.Count("/Applications/TextEdit.app Is Running"), 2U);
   EXPECT_EQ(Quartz::Shared().posted.size(), 4U);
 }

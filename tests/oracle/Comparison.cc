@@ -76,7 +76,7 @@ std::string Joined(const std::vector<std::string>& lines) {
 }  // namespace
 
 /// Keeps what is said of symbologies and of the steps through a burst.
-class Comparison::Log final : public platform::SystemLog {
+class Comparison::Log final : public SystemLog {
  public:
   void Write(std::string_view line) override {
     if (line.starts_with("-[Lumet GetBarcodeType") ||

@@ -127,7 +127,7 @@ void MockedUdev::Vanish(const std::string& terminal) {
   umockdev_testbed_remove_device(testbed_, terminal.c_str());
 }
 
-class PollLoop::Registration final : public platform::linux_desktop::DescriptorWatch {
+class PollLoop::Registration final : public platform::DescriptorWatch {
  public:
   Registration(PollLoop& loop, int number) : loop_(loop), number_(number) {}
   ~Registration() override { loop_.watches_.erase(number_); }
@@ -137,8 +137,8 @@ class PollLoop::Registration final : public platform::linux_desktop::DescriptorW
   const int number_;
 };
 
-std::unique_ptr<platform::linux_desktop::DescriptorWatch> PollLoop::Watch(
-    int descriptor, std::function<void()> ready) {
+std::unique_ptr<platform::DescriptorWatch> PollLoop::Watch(int descriptor,
+                                                           std::function<void()> ready) {
   watches_.emplace(++next_, Entry{descriptor, std::move(ready)});
   return std::make_unique<Registration>(*this, next_);
 }

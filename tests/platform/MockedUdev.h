@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "platform/linux/DescriptorWatch.h"
+#include "platform/DescriptorWatch.h"
 
 namespace quillet::test {
 
@@ -63,10 +63,10 @@ class MockedUdev {
 };
 
 /// A main loop.
-class PollLoop final : public platform::linux_desktop::DescriptorWatcher {
+class PollLoop final : public platform::DescriptorWatcher {
  public:
-  std::unique_ptr<platform::linux_desktop::DescriptorWatch> Watch(
-      int descriptor, std::function<void()> ready) override;
+  std::unique_ptr<platform::DescriptorWatch> Watch(int descriptor,
+                                                   std::function<void()> ready) override;
 
   /// Calls what is ready, once.
   /// @return false when nothing was

@@ -15,7 +15,7 @@
 #include <random>
 #include <thread>
 
-#include "platform/posix/Descriptor.h"
+#include "base/UniqueFd.h"
 #include "platform/posix/PosixFileStore.h"
 #include "tests/platform/RunProgram.h"
 #include "tests/support/TemporaryFolder.h"
@@ -378,9 +378,9 @@ TEST_F(PosixFileStoreTest, AReaderNeverSeesAPartWhileTwoThreadsReplace) {
 TEST_F(PosixFileStoreTest, DescriptorZeroIsNeverUsed) {
   EXPECT_EQ(InOwnProcess([&] {
               close(STDIN_FILENO);
-              const Descriptor file(open("/dev/null", O_RDONLY | O_CLOEXEC));
-              if (!file.IsOpen() || file.Number() <= STDERR_FILENO) return 1;
-              if (!(fcntl(file.Number(), F_GETFD) & FD_CLOEXEC)) return 2;
+              const UniqueFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+              if (!file.IsOpen() || file.Get() <= STDERR_FILENO) return 1;
+              if (!(fcntl(file.Get(), F_GETFD) & FD_CLOEXEC)) return 2;
               return fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 3;
             }),
             0);

@@ -24,8 +24,8 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 using test::FakeClock;
 
-constexpr std::uint16_t kKeyA = 0;
-constexpr std::uint16_t kReturn = 36;
+constexpr std::uint16_t kVirtualA = 0;
+constexpr std::uint16_t kVirtualReturn = 36;
 
 // A keyboard whose events come out of a socket, and whose lights are set through it. Time goes on
 // by sleeps, and when the test says so.
@@ -61,7 +61,7 @@ class UinputKeyEventsTest : public ::testing::Test {
 
   /// Has the keyboard made, and lets a second pass behind it.
   void Begin() {
-    Press(kReturn);
+    Press(kVirtualReturn);
     Written();
     passed_ = Now() - steady_clock::time_point(1h) + 1s;
     clock_.ForgetSleeps();
@@ -108,19 +108,19 @@ class UinputKeyEventsTest : public ::testing::Test {
 };
 
 TEST_F(UinputKeyEventsTest, EveryStrokeIsAReportOfItsOwn) {
-  Press(kKeyA);
+  Press(kVirtualA);
   EXPECT_EQ(Written(), "30+. 30-. ");
-  Press(kKeyA, KeyFlag::kShift);
+  Press(kVirtualA, KeyFlag::kShift);
   EXPECT_EQ(Written(), "42+. 30+. 42-. 30-. ");
   Press(9, KeyFlag::kCommand);
   EXPECT_EQ(Written(), "29+. 47+. 29-. 47-. ");
-  Press(kReturn);
+  Press(kVirtualReturn);
   EXPECT_EQ(Written(), "28+. 28-. ");
 }
 
 TEST_F(UinputKeyEventsTest, TheKeyboardIsMadeOnceWhenItIsFirstNeeded) {
   EXPECT_EQ(made_, 0);
-  for (int i = 0; i < 5; ++i) Press(kKeyA);
+  for (int i = 0; i < 5; ++i) Press(kVirtualA);
   EXPECT_EQ(made_, 1);
   EXPECT_EQ(clock_.sleeps(), (std::vector<FakeClock::Duration>{1500ms}));
 }
@@ -132,7 +132,7 @@ TEST_F(UinputKeyEventsTest, APauseComesLongBeforeTheKernelsRoomIsUsed) {
   std::size_t all = 0;
   const auto start = Now();
   for (int i = 0; i < 1000; ++i) {
-    Press(kKeyA, i % 3 == 0 ? KeyFlag::kShift : KeyFlag::kNone);
+    Press(kVirtualA, i % 3 == 0 ? KeyFlag::kShift : KeyFlag::kNone);
     const std::string written = Written();
     const auto count =
         2 * static_cast<std::size_t>(std::count(written.begin(), written.end(), '.'));
@@ -158,7 +158,7 @@ TEST_F(UinputKeyEventsTest, AScanOfOrdinaryLengthIsNotPaused) {
   for (int scan = 0; scan < 10; ++scan) {
     passed_ += 100ms;
     for (int digit = 0; digit < 13; ++digit) Press(18);
-    Press(kReturn);
+    Press(kVirtualReturn);
   }
   EXPECT_EQ(clock_.sleeps(), std::vector<FakeClock::Duration>{});
 }
@@ -167,8 +167,8 @@ TEST_F(UinputKeyEventsTest, EventsOfOneCallAreHeldBackLikeOthers) {
   Begin();
   std::vector<KeyEvent> events;
   for (int i = 0; i < 100; ++i) {
-    events.push_back({kKeyA, true, KeyFlag::kNone});
-    events.push_back({kKeyA, false, KeyFlag::kNone});
+    events.push_back({kVirtualA, true, KeyFlag::kNone});
+    events.push_back({kVirtualA, false, KeyFlag::kNone});
   }
   keys_.Post(events);
   std::string expected;
@@ -179,18 +179,18 @@ TEST_F(UinputKeyEventsTest, EventsOfOneCallAreHeldBackLikeOthers) {
 
 TEST_F(UinputKeyEventsTest, WhileCapsLockIsLitTheLettersShiftIsTurnedRound) {
   Light(1);
-  Press(kKeyA);
+  Press(kVirtualA);
   EXPECT_EQ(Written(), "42+. 30+. 42-. 30-. ");
-  Press(kReturn);
+  Press(kVirtualReturn);
   EXPECT_EQ(Written(), "28+. 28-. ");
   Light(0);
-  Press(kKeyA);
+  Press(kVirtualA);
   EXPECT_EQ(Written(), "30+. 30-. ");
 }
 
 TEST_F(UinputKeyEventsTest, MissingPermissionIsOneLogLineThatNamesTheRule) {
   error_ = EACCES;
-  for (int i = 0; i < 3; ++i) Press(kKeyA);
+  for (int i = 0; i < 3; ++i) Press(kVirtualA);
   EXPECT_EQ(log_.lines(), std::vector<std::string>{
                               "Cannot type on this desktop: /dev/uinput: Permission denied. The "
                               "udev rule 70-quillet-uinput.rules allows it once it is installed."});
@@ -200,7 +200,7 @@ TEST_F(UinputKeyEventsTest, MissingPermissionIsOneLogLineThatNamesTheRule) {
 
 TEST_F(UinputKeyEventsTest, OnlyMissingPermissionNamesTheRule) {
   error_ = ENOENT;
-  Press(kKeyA);
+  Press(kVirtualA);
   EXPECT_EQ(log_.lines(), std::vector<std::string>{"Cannot type on this desktop: /dev/uinput: No "
                                                    "such file or directory"});
   close(keyboard_);
@@ -208,18 +208,18 @@ TEST_F(UinputKeyEventsTest, OnlyMissingPermissionNamesTheRule) {
 
 TEST_F(UinputKeyEventsTest, AKeyboardThatFailsIsMadeAnew) {
   Light(1);
-  Press(kKeyA);
+  Press(kVirtualA);
   close(desktop_);
-  Press(kKeyA);
+  Press(kVirtualA);
   for (int i = 0; i < 2; ++i) {
     Connect();
     close(desktop_);
-    Press(kKeyA);
+    Press(kVirtualA);
   }
   EXPECT_EQ(log_.lines(),
             std::vector<std::string>{"Cannot type on this desktop: /dev/uinput: Broken pipe"});
   Connect();
-  Press(kKeyA);
+  Press(kVirtualA);
   EXPECT_EQ(Written(), "30+. 30-. ");
   EXPECT_EQ(made_, 4);
   EXPECT_EQ(clock_.Count(1500ms), 4U);
@@ -233,7 +233,7 @@ TEST_F(UinputKeyEventsTest, AShortWriteIsAFailure) {
   getrlimit(RLIMIT_FSIZE, &before);
   const rlimit small{sizeof(input_event) + 1, before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
-  Press(kKeyA);
+  Press(kVirtualA);
   setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_EQ(log_.lines(), std::vector<std::string>{
                               "Cannot type on this desktop: /dev/uinput: Input/output error"});
@@ -241,9 +241,9 @@ TEST_F(UinputKeyEventsTest, AShortWriteIsAFailure) {
 
 TEST_F(UinputKeyEventsTest, PermissionThatComesLaterIsUsed) {
   error_ = EACCES;
-  Press(kKeyA);
+  Press(kVirtualA);
   error_ = 0;
-  Press(kKeyA);
+  Press(kVirtualA);
   EXPECT_EQ(Written(), "30+. 30-. ");
 }
 

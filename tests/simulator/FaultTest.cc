@@ -16,7 +16,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-std::string ErrorOf(std::string_view script) {
+std::string ScriptError(std::string_view script) {
   try {
     ParseFaults(script);
   } catch (const InputError& error) {
@@ -82,31 +82,31 @@ TEST(FaultScript, CommentsAndEmptyLinesAreNoRules) {
 }
 
 TEST(FaultScript, ErrorsNameTheLineAndTheReason) {
-  EXPECT_EQ(ErrorOf("on M silence\n\nif M silence\n"),
+  EXPECT_EQ(ScriptError("on M silence\n\nif M silence\n"),
             "line 3: a rule begins with on, after-sent, after-received, after-bytes or at, not "
             "\"if\"");
-  EXPECT_EQ(ErrorOf("on Q silence"), "line 1: \"Q\" is not a command of the scanner");
-  EXPECT_EQ(ErrorOf("on p01# silence"), "line 1: \"p01#\" is not a command of the scanner");
-  EXPECT_EQ(ErrorOf("on"), "line 1: expected a command at the end of the rule");
-  EXPECT_EQ(ErrorOf("on M"), "line 1: expected what shall happen at the end of the rule");
-  EXPECT_EQ(ErrorOf("on M explode"), "line 1: nothing called \"explode\" can happen");
-  EXPECT_THAT(ErrorOf("on M 0 silence"), HasSubstr("an occurrence is written as"));
-  EXPECT_THAT(ErrorOf("on M delay soon"), HasSubstr("not \"soon\""));
-  EXPECT_THAT(ErrorOf("on M delay -1"), HasSubstr("not \"-1\""));
-  EXPECT_THAT(ErrorOf("on M answer 4"), HasSubstr("expected bytes"));
-  EXPECT_THAT(ErrorOf("on M answer \"abc"), HasSubstr("does not end"));
-  EXPECT_THAT(ErrorOf("on M answer"), HasSubstr("expected bytes"));
-  EXPECT_THAT(ErrorOf("on M silence now"), HasSubstr("\"now\" is more than"));
-  EXPECT_EQ(ErrorOf("on M send 40"), "line 1: \"send\" can not happen on a command");
-  EXPECT_EQ(ErrorOf("at 1s silence"), "line 1: \"silence\" can only happen on a command");
-  EXPECT_THAT(ErrorOf("at 1 unplug"), HasSubstr("such as 2.5s or 700ms"));
-  EXPECT_THAT(ErrorOf("at s unplug"), HasSubstr("such as 2.5s or 700ms"));
-  EXPECT_THAT(ErrorOf("after-sent 0 unplug"), HasSubstr("counted from 1"));
-  EXPECT_THAT(ErrorOf("on M length 5"), HasSubstr("only the answers to p and P"));
-  EXPECT_THAT(ErrorOf("on P length 16777216"), HasSubstr("24 bits"));
-  EXPECT_THAT(ErrorOf("on P chunks 0"), HasSubstr("at least one byte"));
-  EXPECT_THAT(ErrorOf("after-sent 5 unplug again 3"), HasSubstr("expected \"replug\""));
-  EXPECT_THAT(ErrorOf("at 1s scan 256 abc"), HasSubstr("0 to 255"));
+  EXPECT_EQ(ScriptError("on Q silence"), "line 1: \"Q\" is not a command of the scanner");
+  EXPECT_EQ(ScriptError("on p01# silence"), "line 1: \"p01#\" is not a command of the scanner");
+  EXPECT_EQ(ScriptError("on"), "line 1: expected a command at the end of the rule");
+  EXPECT_EQ(ScriptError("on M"), "line 1: expected what shall happen at the end of the rule");
+  EXPECT_EQ(ScriptError("on M explode"), "line 1: nothing called \"explode\" can happen");
+  EXPECT_THAT(ScriptError("on M 0 silence"), HasSubstr("an occurrence is written as"));
+  EXPECT_THAT(ScriptError("on M delay soon"), HasSubstr("not \"soon\""));
+  EXPECT_THAT(ScriptError("on M delay -1"), HasSubstr("not \"-1\""));
+  EXPECT_THAT(ScriptError("on M answer 4"), HasSubstr("expected bytes"));
+  EXPECT_THAT(ScriptError("on M answer \"abc"), HasSubstr("does not end"));
+  EXPECT_THAT(ScriptError("on M answer"), HasSubstr("expected bytes"));
+  EXPECT_THAT(ScriptError("on M silence now"), HasSubstr("\"now\" is more than"));
+  EXPECT_EQ(ScriptError("on M send 40"), "line 1: \"send\" can not happen on a command");
+  EXPECT_EQ(ScriptError("at 1s silence"), "line 1: \"silence\" can only happen on a command");
+  EXPECT_THAT(ScriptError("at 1 unplug"), HasSubstr("such as 2.5s or 700ms"));
+  EXPECT_THAT(ScriptError("at s unplug"), HasSubstr("such as 2.5s or 700ms"));
+  EXPECT_THAT(ScriptError("after-sent 0 unplug"), HasSubstr("counted from 1"));
+  EXPECT_THAT(ScriptError("on M length 5"), HasSubstr("only the answers to p and P"));
+  EXPECT_THAT(ScriptError("on P length 16777216"), HasSubstr("24 bits"));
+  EXPECT_THAT(ScriptError("on P chunks 0"), HasSubstr("at least one byte"));
+  EXPECT_THAT(ScriptError("after-sent 5 unplug again 3"), HasSubstr("expected \"replug\""));
+  EXPECT_THAT(ScriptError("at 1s scan 256 abc"), HasSubstr("0 to 255"));
 }
 
 TEST(FaultScript, ASingleRuleMustBeOne) {

@@ -8,7 +8,7 @@
 namespace quillet::simulator {
 namespace {
 
-std::string ErrorOf(std::string_view csv, Model model = Model::kOlder) {
+std::string CsvError(std::string_view csv, Model model = Model::kOlder) {
   try {
     ParseRecords(csv, model);
   } catch (const InputError& error) {
@@ -52,24 +52,24 @@ TEST(RecordCsv, CommentsEmptyLinesAndWindowsLineEndsAreNoRecords) {
 
 TEST(RecordCsv, ErrorsNameTheLineAndTheReason) {
   const std::string good = "0,1,2026-11-16 09:15:00\n";
-  EXPECT_EQ(ErrorOf(good + "# note\n99 bottles,1,2026-11-16 09:15:00\n"),
+  EXPECT_EQ(CsvError(good + "# note\n99 bottles,1,2026-11-16 09:15:00\n"),
             "line 3: \"99 bottles\" is no symbology of this model and no number 0 to 255");
-  EXPECT_EQ(ErrorOf(good + "0,1\n"),
+  EXPECT_EQ(CsvError(good + "0,1\n"),
             "line 2: expected symbology, data and time; there are 2 fields");
-  EXPECT_EQ(ErrorOf(good + "0,1,2026-11-31 09:15:00\n"),
+  EXPECT_EQ(CsvError(good + "0,1,2026-11-31 09:15:00\n"),
             "line 2: \"2026-11-31 09:15:00\" is no time of the years 2000 to 2063 written as "
             "YYYY-MM-DD HH:MM:SS");
-  EXPECT_EQ(ErrorOf(good + "0,\\x4,2026-11-16 09:15:00\n"),
+  EXPECT_EQ(CsvError(good + "0,\\x4,2026-11-16 09:15:00\n"),
             "line 2: \\x must be followed by two hexadecimal digits");
-  EXPECT_EQ(ErrorOf("0,\"1,2026-11-16 09:15:00\n"), "line 1: a quotation mark is not closed");
-  EXPECT_EQ(ErrorOf("0,\"1\"2,2026-11-16 09:15:00\n"),
+  EXPECT_EQ(CsvError("0,\"1,2026-11-16 09:15:00\n"), "line 1: a quotation mark is not closed");
+  EXPECT_EQ(CsvError("0,\"1\"2,2026-11-16 09:15:00\n"),
             "line 1: expected a comma behind the closing quotation mark");
 }
 
 TEST(RecordCsv, DataMustFitTheModel) {
   const std::string line = "0," + std::string(251, 'x') + ",2026-11-16 09:15:00";
-  EXPECT_EQ(ErrorOf(line), "line 1: the data has 251 bytes; a record of this model holds 250");
-  EXPECT_EQ(ErrorOf(line, Model::kSeries300), "no error");
+  EXPECT_EQ(CsvError(line), "line 1: the data has 251 bytes; a record of this model holds 250");
+  EXPECT_EQ(CsvError(line, Model::kSeries300), "no error");
 }
 
 }  // namespace

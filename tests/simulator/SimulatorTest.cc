@@ -25,7 +25,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr CalendarTime kTime{2012, 5, 3, 16, 4, 9};
+constexpr CalendarTime kScanTime{2012, 5, 3, 16, 4, 9};
 
 Bytes AllRecordsFrame(const std::vector<ScanRecord>& records, Model model) {
   Bytes content;
@@ -99,7 +99,7 @@ TEST(Simulator, ThePortCanBeClosedAndOpenedAgainAndAgain) {
 TEST(Simulator, WhatIsSentToAClosedPortIsLost) {
   Simulator scanner(Options::Instant());
   scanner.Start();
-  scanner.Scan(MakeRecord(6, "A", kTime));
+  scanner.Scan(MakeRecord(6, "A", kScanTime));
   ASSERT_TRUE(scanner.WaitForQuiet());
   EXPECT_EQ(scanner.lost_bytes(), 12U);
   EXPECT_EQ(scanner.sent_bytes(), 0U);
@@ -146,7 +146,7 @@ TEST(Simulator, EverythingThatIsNoCommandIsAComplaint) {
 
 TEST(Simulator, ALiveScanComesUnaskedWithTheScannersOwnTime) {
   Options options = Options::Instant();
-  options.device.clock = kTime;
+  options.device.clock = kScanTime;
   Simulator scanner(options);
   scanner.Start();
   HostPort port(scanner.path());
@@ -169,7 +169,7 @@ TEST(Simulator, AScanIsSentBehindTheAnswerUnderWay) {
   HostPort port(scanner.path());
   port.Send("M");
   ASSERT_TRUE(scanner.WaitForCommand("M"));
-  scanner.Scan(MakeRecord(6, "A", kTime));
+  scanner.Scan(MakeRecord(6, "A", kScanTime));
   const Bytes bytes = port.Receive(11 + 12);
   ASSERT_EQ(bytes.size(), 23U);
   EXPECT_EQ(bytes[10], '@');
@@ -179,7 +179,7 @@ TEST(Simulator, AScanIsSentBehindTheAnswerUnderWay) {
 TEST(Simulator, ATooLongScanIsRefusedAndChangesNothing) {
   Simulator scanner(Options::Instant());
   scanner.Start();
-  EXPECT_THROW(scanner.Scan({6, Bytes(251), kTime, std::nullopt}), std::length_error);
+  EXPECT_THROW(scanner.Scan({6, Bytes(251), kScanTime, std::nullopt}), std::length_error);
   EXPECT_THAT(scanner.records(), IsEmpty());
 }
 
@@ -404,7 +404,7 @@ TEST(Simulator, RecordsCanBeExchangedWhileItRuns) {
   scanner.SetRecords(StockTaking(64, Model::kOlder));
   HostPort port(scanner.path());
   EXPECT_EQ(port.Ask("N", 5), (Bytes{0, 0, 0, 64, '@'}));
-  EXPECT_THROW(scanner.SetRecords({{6, Bytes(251), kTime, std::nullopt}}), std::length_error);
+  EXPECT_THROW(scanner.SetRecords({{6, Bytes(251), kScanTime, std::nullopt}}), std::length_error);
   EXPECT_THAT(scanner.records(), SizeIs(64));
 }
 

@@ -16,7 +16,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr CalendarTime kTime{2012, 5, 3, 16, 4, 9};
+constexpr CalendarTime kMoment{2012, 5, 3, 16, 4, 9};
 
 class TavoDeviceTest : public testing::Test {
  protected:
@@ -76,20 +76,22 @@ TEST_F(TavoDeviceTest, TheNumberOfRecordsIsFourBytesAndTheTerminator) {
 }
 
 TEST_F(TavoDeviceTest, OneRecordComesInAFrameWithALeadByte) {
-  TavoDevice device = Make(WithRecords({MakeRecord(6, "A", kTime), MakeRecord(4, "BC", kTime)}));
+  TavoDevice device =
+      Make(WithRecords({MakeRecord(6, "A", kMoment), MakeRecord(4, "BC", kMoment)}));
   EXPECT_EQ(device.Exchange(ToBytes("p1#")),
             (Bytes{0x03, 0x00, 0x00, 0x0B, 0x07, 0x04, 'B', 'C', 0x31, 0x47, 0x41, 0x09}));
 }
 
 TEST_F(TavoDeviceTest, AllRecordsComeInOneFrameWithoutALeadByte) {
-  TavoDevice device = Make(WithRecords({MakeRecord(6, "A", kTime), MakeRecord(4, "BC", kTime)}));
+  TavoDevice device =
+      Make(WithRecords({MakeRecord(6, "A", kMoment), MakeRecord(4, "BC", kMoment)}));
   EXPECT_EQ(device.Exchange(ToBytes("P")),
             (Bytes{0x00, 0x00, 0x12, 0x06, 0x06, 'A', 0x31, 0x47, 0x41, 0x09, 0x07, 0x04, 'B', 'C',
                    0x31, 0x47, 0x41, 0x09}));
 }
 
 TEST_F(TavoDeviceTest, Series300RecordsHaveTheirOwnLayoutInBothDownloads) {
-  TavoDevice device = Make(WithRecords({MakeRecord(34, "A", kTime)}, Model::kSeries300));
+  TavoDevice device = Make(WithRecords({MakeRecord(34, "A", kMoment)}, Model::kSeries300));
   EXPECT_EQ(device.Exchange(ToBytes("p0#")),
             (Bytes{0x03, 0x00, 0x00, 0x0B, 0x00, 0x08, 0x22, 'A', 0x31, 0x47, 0x41, 0x09}));
   EXPECT_EQ(device.Exchange(ToBytes("P")),
@@ -101,13 +103,13 @@ TEST_F(TavoDeviceTest, WithoutRecordsTheDownloadIsAnEmptyFrame) {
 }
 
 TEST_F(TavoDeviceTest, ErasedSlotsAreCountedAndSent) {
-  TavoDevice device = Make(WithRecords({Erased(MakeRecord(6, "A", kTime))}));
+  TavoDevice device = Make(WithRecords({Erased(MakeRecord(6, "A", kMoment))}));
   EXPECT_EQ(device.Exchange(ToBytes("N")), (Bytes{0, 0, 0, 1, '@'}));
   EXPECT_EQ(device.Exchange(ToBytes("P"))[4], 0xFF);
 }
 
 TEST_F(TavoDeviceTest, ARecordThatIsNotThereIsNotAnsweredAndNoted) {
-  TavoDevice device = Make(WithRecords({MakeRecord(6, "A", kTime)}));
+  TavoDevice device = Make(WithRecords({MakeRecord(6, "A", kMoment)}));
   EXPECT_EQ(device.Exchange(ToBytes("p1#")), Bytes{});
   EXPECT_THAT(device.notes(), ElementsAre(HasSubstr("record 1 was asked for")));
   EXPECT_THAT(device.complaints(), IsEmpty());
@@ -140,7 +142,7 @@ TEST_F(TavoDeviceTest, AnImpossibleTimeIsReportedAndDoesNotSetTheClock) {
 
 TEST_F(TavoDeviceTest, ALiveScanIsAFrameWithAnEndMarkAndIsStored) {
   TavoDevice device = Make();
-  EXPECT_EQ(device.Scan(MakeRecord(6, "A", kTime)),
+  EXPECT_EQ(device.Scan(MakeRecord(6, "A", kMoment)),
             (Bytes{0x03, 0x00, 0x00, 0x0A, 0x06, 0x06, 'A', 0x31, 0x47, 0x41, 0x09, '@'}));
   EXPECT_THAT(device.records(), SizeIs(1));
 }
@@ -149,12 +151,12 @@ TEST_F(TavoDeviceTest, ALiveScanNeedNotBeStored) {
   DeviceSettings settings;
   settings.store_live_scans = false;
   TavoDevice device = Make(settings);
-  device.Scan(MakeRecord(6, "A", kTime));
+  device.Scan(MakeRecord(6, "A", kMoment));
   EXPECT_THAT(device.records(), IsEmpty());
 }
 
 TEST_F(TavoDeviceTest, RecordsThatDoNotFitTheModelAreRefusedAtOnce) {
-  const ScanRecord too_long{1, Bytes(251), kTime, std::nullopt};
+  const ScanRecord too_long{1, Bytes(251), kMoment, std::nullopt};
   EXPECT_THROW(Make(WithRecords({too_long})), std::length_error);
   TavoDevice device = Make();
   EXPECT_THROW(device.SetRecords({too_long}), std::length_error);
@@ -163,7 +165,7 @@ TEST_F(TavoDeviceTest, RecordsThatDoNotFitTheModelAreRefusedAtOnce) {
 }
 
 TEST_F(TavoDeviceTest, ADownloadLongerThanAFrameEndsBehindAWholeRecord) {
-  const ScanRecord longest{1, Bytes(65528), kTime, std::nullopt};
+  const ScanRecord longest{1, Bytes(65528), kMoment, std::nullopt};
   TavoDevice device = Make(WithRecords(std::vector<ScanRecord>(300, longest), Model::kSeries300));
   const Bytes answer = device.Exchange(ToBytes("P"));
   EXPECT_EQ(answer.size(), 3U + 256 * 65535U);

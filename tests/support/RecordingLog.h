@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/SystemLog.h"
+#include "base/SystemLog.h"
 
 namespace quillet::test {
 
 /// Keeps every line.
-class RecordingLog final : public platform::SystemLog {
+class RecordingLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {
     const std::lock_guard lock(mutex_);

@@ -3,7 +3,7 @@
 namespace quillet {
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 constexpr std::string_view kRecord =
     "\x09\x06"

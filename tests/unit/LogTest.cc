@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "device/Log.h"
+#include "base/Log.h"
 #include "tests/support/RecordingLog.h"
 
 namespace quillet {

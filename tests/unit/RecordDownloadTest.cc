@@ -7,7 +7,7 @@ namespace quillet {
 namespace {
 
 using namespace std::chrono_literals;
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 // The session's output goes into a pipe; every command is answered at its first poll, those for
 // records with a record.

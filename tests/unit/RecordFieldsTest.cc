@@ -4,7 +4,7 @@
 namespace quillet {
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 class RecordFieldsTest : public test::LumetFixture {
  protected:

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "device/SharedText.h"
+#include "base/SharedText.h"
 
 namespace quillet {
 namespace {

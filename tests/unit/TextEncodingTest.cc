@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "device/Utf8.h"
+#include "base/Utf8.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 TEST(TextEncodingTest, FilesWithoutAMarkAreUtf8WhenTheyCanBeAndLatin1Otherwise) {
   EXPECT_EQ(DecodeTextFile("plain"), "plain");

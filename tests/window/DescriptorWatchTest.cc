@@ -12,7 +12,7 @@
 namespace quillet::window_tests {
 namespace {
 
-using platform::linux_desktop::DescriptorWatch;
+using platform::DescriptorWatch;
 using platform::qt::QtDescriptorWatcher;
 
 class DescriptorWatchTest : public testing::Test {

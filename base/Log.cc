@@ -1,6 +1,6 @@
-#include "device/Log.h"
+#include "base/Log.h"
 
-#include "device/Utf8.h"
+#include "base/Utf8.h"
 
 namespace quillet::log_detail {
 namespace {

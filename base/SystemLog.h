@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace quillet::platform {
+namespace quillet {
 
 /// The system's log: syslog on Linux and other POSIX systems, the unified log on macOS.
 class SystemLog {
@@ -16,4 +16,4 @@ class SystemLog {
   virtual void Write(std::string_view line) = 0;
 };
 
-}  // namespace quillet::platform
+}  // namespace quillet

@@ -1,4 +1,4 @@
-#include "device/Utf8.h"
+#include "base/Utf8.h"
 
 #include <cstdint>
 
@@ -52,6 +52,15 @@ bool IsValidUtf8(std::string_view text) {
     text.remove_prefix(length);
   }
   return true;
+}
+
+std::string_view Utf8Prefix(std::string_view text, std::size_t limit) {
+  constexpr std::size_t kLongestTail = 3;  // continuation bytes of the longest sequence
+  if (text.size() <= limit) return text;
+  const auto continues = [&](std::size_t at) { return (Byte(text, at) & 0xC0) == 0x80; };
+  std::size_t end = limit;
+  while (end > 0 && limit - end < kLongestTail && continues(end)) --end;
+  return text.substr(0, continues(end) ? limit : end);
 }
 
 }  // namespace quillet

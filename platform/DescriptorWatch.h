@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-namespace quillet::platform::linux_desktop {
+namespace quillet::platform {
 
 /// A watch over one file descriptor. Destroying it ends the watch: its action is not called
 /// again, also when it is destroyed within that action. Main thread only. The descriptor stays
@@ -27,4 +27,4 @@ class DescriptorWatcher {
   virtual std::unique_ptr<DescriptorWatch> Watch(int descriptor, std::function<void()> ready) = 0;
 };
 
-}  // namespace quillet::platform::linux_desktop
+}  // namespace quillet::platform

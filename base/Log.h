@@ -8,7 +8,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "platform/SystemLog.h"
+#include "base/SystemLog.h"
 
 namespace quillet {
 
@@ -93,7 +93,7 @@ void Trim(std::string& line);
 
 /// Writes one line made of the given pieces to the system log. Any thread.
 template <class... Pieces>
-void Log(platform::SystemLog& log, const Pieces&... pieces) {
+void Log(SystemLog& log, const Pieces&... pieces) {
   using namespace log_detail;
   if constexpr (((kMost < Pieces >> 0) && ...)) {
     // Every record has such lines; they are made in half the time without a string.
