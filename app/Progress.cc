@@ -16,12 +16,11 @@ void SyncController::StartProgress() {
   runShown_ = true;
   OnMainThread([this] {
     runProgress_ = RunProgress();
-    platform_.ticker.Start(kProgressPeriod,
-                           [this](platform::Ticker::Time now) { ShowProgress(now); });
+    platform_.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
   });
 }
 
-void SyncController::ShowProgress(platform::Ticker::Time now) {
+void SyncController::ShowProgress() {
   if (!runShown_) {
     platform_.ticker.Stop();
     progress.Hide();
@@ -29,7 +28,8 @@ void SyncController::ShowProgress(platform::Ticker::Time now) {
   }
   // A run whose records are asked for one by one goes on over a new connection.
   if (!bIsConnected) return progress.Hide();
-  const RunProgress::Shown shown = runProgress_.Look(now, PresentRunState());
+  const RunProgress::Shown shown = runProgress_.Look(
+      std::chrono::duration_cast<RunProgress::Time>(platform_.clock.Now()), PresentRunState());
   progress.Show(shown.text, shown.fraction);
 }
 

@@ -29,7 +29,7 @@ void SyncController::Initialize() {
   DisplayText("Quillet has started...", true);
   lumetfile = new LumetFile(platform_.log, platform_.clock, platform_.files, dataFolder_);
   lumetfile->CreateBarcodeDirectory();
-  lumet = new Lumet(platform_.log, platform_.clock);
+  lumet = new Lumet(platform_.log, platform_.clock, platform_.line);
   lumet->setDelegate(this);
   ChangePortList([](platform::PopUpList& list) { list.AddItem("None"); });
   updatePortList(true);

@@ -26,6 +26,7 @@
 #include "platform/MainQueue.h"
 #include "platform/Panels.h"
 #include "platform/Pasteboard.h"
+#include "platform/SerialLine.h"
 #include "platform/SerialRegistry.h"
 #include "platform/Ticker.h"
 #include "platform/Workspace.h"
@@ -39,6 +40,7 @@ struct Platform {
   ///@{ One each, of the system's or the toolkit's own.
   SystemLog& log;
   platform::Clock& clock;
+  platform::SerialLine& line;
   platform::FileStore& files;
   platform::MainQueue& mainQueue;
   platform::SerialRegistry& registry;
@@ -283,7 +285,7 @@ class SyncController final : public LumetDelegate,
   // --- Progress (app/Progress.cc); main thread --------------------------------------------------
 
   /// Shows how far the run has come; hides that once there is none or the scanner has gone.
-  void ShowProgress(platform::Ticker::Time now);
+  void ShowProgress();
 
   // --- Fields -----------------------------------------------------------------------------------
 

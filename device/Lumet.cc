@@ -7,8 +7,8 @@ namespace quillet {
 
 using namespace std::chrono_literals;
 
-Lumet::Lumet(SystemLog& log, platform::Clock& clock)
-    : RecordComposer(log), serial(log, clock), clock_(clock) {
+Lumet::Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
+    : RecordComposer(log), serial(log, clock, line), clock_(clock) {
   Log(log_, "-[Lumet init]");
   serial.setDelegate(this);
 }

@@ -62,9 +62,10 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
   static constexpr std::int32_t kRxBufferSize = 4194304;    ///< bytes of the largest answer
   static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command with its NUL
 
-  /// @param log    never destroyed, as the session is not; nor is `clock`
-  /// @param clock  makes the pauses, and tells the scanner the time
-  Lumet(SystemLog& log, platform::Clock& clock);
+  /// @param log    outlives the session, which is never destroyed; so do `clock` and `line`
+  /// @param clock  makes the pauses and gives the scanner the time
+  /// @param line   the way to the scanner's port
+  Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line);
   Lumet(const Lumet&) = delete;
   Lumet& operator=(const Lumet&) = delete;
 

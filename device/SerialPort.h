@@ -7,6 +7,7 @@
 #include "base/ThreadHandle.h"
 #include "base/Word.h"
 #include "platform/Clock.h"
+#include "platform/SerialLine.h"
 
 namespace quillet {
 
@@ -60,9 +61,11 @@ class SerialPort {
   /// The most bytes that one read hands over.
   static constexpr std::int32_t kReadBufferSize = 10240;
 
-  /// @param log    never destroyed, as the channel is not; nor is `clock`
+  /// @param log    outlives the channel, which is never destroyed; so do `clock` and `line`
   /// @param clock  makes the pauses
-  SerialPort(SystemLog& log, platform::Clock& clock) : log_(log), clock_(clock) {}
+  /// @param line   opens, reads and writes the device
+  SerialPort(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
+      : log_(log), clock_(clock), line_(line) {}
   SerialPort(const SerialPort&) = delete;
   SerialPort& operator=(const SerialPort&) = delete;
 
@@ -105,8 +108,11 @@ class SerialPort {
   ThreadHandle readThread;           ///< held from the first successful open on
 
  private:
+  void Put(Descriptor& place, std::int32_t line);
+
   SystemLog& log_;
   platform::Clock& clock_;
+  platform::SerialLine& line_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
 };
 

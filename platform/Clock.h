@@ -24,6 +24,10 @@ class Clock {
   /// The wall clock's present reading in local time. Any thread.
   virtual CalendarTime LocalTime() = 0;
 
+  /// Time since some fixed moment. It never goes back and is not affected by setting the wall
+  /// clock; only differences mean anything. Any thread.
+  virtual std::chrono::nanoseconds Now() = 0;
+
   /// Suspends the calling thread for at least `duration`. Any thread; signals do not shorten it.
   virtual void Sleep(std::chrono::microseconds duration) = 0;
 };

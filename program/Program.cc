@@ -25,8 +25,8 @@ Program::Program(char* name, std::string dataFolder)
 
 void Program::Run(platform::SerialRegistry& registry) {
   controller_ = new SyncController(
-      Platform{log_, clock_, files_, mainQueue_, registry, *desktop_.workspace, panels_, ticker_,
-               *desktop_.keyEvents, *desktop_.pasteboard, *desktop_.applications},
+      Platform{log_, clock_, line_, files_, mainQueue_, registry, *desktop_.workspace, panels_,
+               ticker_, *desktop_.keyEvents, *desktop_.pasteboard, *desktop_.applications},
       ControlsOf(window_), ControlsOf(settingsWindow_), dataFolder_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);

@@ -8,6 +8,7 @@
 #include "platform/SerialRegistry.h"
 #include "platform/posix/PosixClock.h"
 #include "platform/posix/PosixFileStore.h"
+#include "platform/posix/PosixSerialLine.h"
 #include "platform/posix/SyslogLog.h"
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
@@ -47,6 +48,7 @@ class Program {
   const std::string dataFolder_;
   platform::posix::SyslogLog log_;
   platform::posix::PosixClock clock_;
+  platform::posix::PosixSerialLine line_;
   platform::posix::PosixFileStore files_;
   QApplication application_;
   platform::qt::QtMainQueue mainQueue_;

@@ -20,6 +20,10 @@ CalendarTime PosixClock::LocalTime() {
           .second = local.tm_sec};
 }
 
+std::chrono::nanoseconds PosixClock::Now() {
+  return std::chrono::steady_clock::now().time_since_epoch();
+}
+
 void PosixClock::Sleep(std::chrono::microseconds duration) {
   if (duration <= duration.zero()) return;
   // An absolute deadline, so that a stream of signals does not add up rounding errors; by the

@@ -11,6 +11,9 @@ class PosixClock final : public Clock {
   /// at the next call. A clock that stands outside the calendar gives CalendarTime's defaults.
   CalendarTime LocalTime() override;
 
+  /// CLOCK_MONOTONIC.
+  std::chrono::nanoseconds Now() override;
+
   /// Suspends the calling thread against CLOCK_MONOTONIC, so that setting the wall clock neither
   /// shortens nor prolongs it. Zero and negative durations return at once.
   void Sleep(std::chrono::microseconds duration) override;

@@ -4,13 +4,11 @@
 
 namespace quillet::platform::qt {
 
-using std::chrono::steady_clock;
-
 QtTicker::QtTicker() {
   QObject::connect(&timer_, &QTimer::timeout, [this] { Tick(); });
 }
 
-void QtTicker::Start(std::chrono::milliseconds period, std::function<void(Time)> action) {
+void QtTicker::Start(std::chrono::milliseconds period, std::function<void()> action) {
   action_ = std::move(action);
   timer_.start(period);
 }
@@ -21,7 +19,7 @@ void QtTicker::Stop() {
 
 void QtTicker::Tick() {
   const auto action = action_;  // may be replaced by itself
-  if (action) action(std::chrono::duration_cast<Time>(steady_clock::now().time_since_epoch()));
+  if (action) action();
 }
 
 }  // namespace quillet::platform::qt

@@ -12,14 +12,14 @@ class QtTicker final : public Ticker {
  public:
   QtTicker();
 
-  void Start(std::chrono::milliseconds period, std::function<void(Time now)> action) override;
+  void Start(std::chrono::milliseconds period, std::function<void()> action) override;
   void Stop() override;
 
  private:
   void Tick();
 
   QTimer timer_;
-  std::function<void(Time)> action_;
+  std::function<void()> action_;
 };
 
 }  // namespace quillet::platform::qt

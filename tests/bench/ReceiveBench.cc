@@ -9,6 +9,7 @@
 
 #include "device/Lumet.h"
 #include "simulator/RecordGenerator.h"
+#include "tests/support/SystemLine.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ class NoLog final : public SystemLog {
 class NoClock final : public platform::Clock {
  public:
   platform::CalendarTime LocalTime() override { return {}; }
+  std::chrono::nanoseconds Now() override { return {}; }
   void Sleep(std::chrono::microseconds) override {}
 };
 
@@ -59,7 +61,7 @@ void ReceivePath(benchmark::State& benchmark) {
   static auto& log = *new NoLog;
   static auto& clock = *new NoClock;
   static auto& owner = *new Gatherer;
-  static auto& lumet = *new Lumet(log, clock);
+  static auto& lumet = *new Lumet(log, clock, test::SystemLine());
   lumet.setDelegate(&owner);
   lumet.bAttachType = lumet.bAttachSerial = lumet.bAttachTimestamp = 1;
   lumet.datadelimiter = 3;

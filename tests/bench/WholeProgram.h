@@ -12,6 +12,7 @@
 #include "simulator/Simulator.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/FakeSettingsWindow.h"
+#include "tests/support/SystemLine.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quillet::bench {
@@ -82,8 +83,8 @@ class WholeProgram {
   WholeProgram(simulator::Simulator& scanner, SystemLog& log, bool burst = true)
       : application_(*new QuilletAppDelegate(log, queue_)),
         controller_(*new SyncController(
-            Platform{log, clock_, files_, queue_, registry_, workspace_, panels_, ticker_,
-                     keyEvents_, pasteboard_, applications_},
+            Platform{log, clock_, test::SystemLine(), files_, queue_, registry_, workspace_,
+                     panels_, ticker_, keyEvents_, pasteboard_, applications_},
             MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_},
             choices_.Controls(), folder_ / "QuilletData")) {
     registry_.Attach("usbmodem1", scanner.path());

@@ -74,6 +74,7 @@ class StrictLog final : public SystemLog {
 class StandingClock final : public platform::Clock {
  public:
   platform::CalendarTime LocalTime() override { return {2026, 11, 16, 14, 7, 9}; }
+  std::chrono::nanoseconds Now() override { return {}; }
   void Sleep(std::chrono::microseconds) override {}
 };
 

@@ -6,6 +6,7 @@
 
 #include "device/ReceiveState.h"
 #include "tests/support/Immortal.h"
+#include "tests/support/SystemLine.h"
 
 namespace quillet::oracle {
 namespace {
@@ -90,6 +91,7 @@ class Comparison::Log final : public SystemLog {
 class Comparison::Clock final : public platform::Clock {
  public:
   platform::CalendarTime LocalTime() override { return {}; }
+  std::chrono::nanoseconds Now() override { return {}; }
   void Sleep(std::chrono::microseconds) override {}
 };
 
@@ -118,7 +120,7 @@ Comparison::Comparison(Layout layout, std::uint64_t randomState)
       clock_(test::Immortal<Clock>()),
       owner_(test::Immortal<Owner>()),
       composer_(test::Immortal<Composer>(log_)),
-      lumet_(test::Immortal<Lumet>(log_, clock_)) {
+      lumet_(test::Immortal<Lumet>(log_, clock_, test::SystemLine())) {
   owner_.session = &lumet_;
   lumet_.setDelegate(&owner_);
 }

@@ -14,6 +14,7 @@
 #include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
+#include "tests/support/SystemLine.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 
@@ -108,7 +109,7 @@ class AppFixture : public ::testing::Test {
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
   SyncController& controller = Immortal<SyncController>(
-      Platform{log, clock, files, mainQueue, Or(own_.registry, registry),
+      Platform{log, clock, SystemLine(), files, mainQueue, Or(own_.registry, registry),
                Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
                Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
       MainWindowControls{view, ports, connect, settings, synchronize, clear, progress},

@@ -31,6 +31,11 @@ class FakeClock final : public platform::Clock {
     now_ = now;
   }
 
+  std::chrono::nanoseconds Now() override { return steady_.load(); }
+
+  /// Moves the steady time on.
+  void Advance(std::chrono::nanoseconds passed) { steady_ = steady_.load() + passed; }
+
   void Sleep(Duration duration) override {
     // The read thread's pauses go on for ever and say nothing.
     if (duration != kReadPause) {
@@ -76,6 +81,7 @@ class FakeClock final : public platform::Clock {
   static constexpr std::chrono::nanoseconds kShortest{20000};
 
   const double speed_;
+  std::atomic<std::chrono::nanoseconds> steady_{std::chrono::seconds(1)};
   mutable std::mutex mutex_;
   platform::CalendarTime now_{2026, 11, 16, 1, 4, 9};
   std::vector<Duration> sleeps_;

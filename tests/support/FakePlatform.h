@@ -228,19 +228,17 @@ class FakePanels final : public platform::Panels {
 /// A ticker that ticks when the test says so.
 class FakeTicker final : public platform::Ticker {
  public:
-  void Start(std::chrono::milliseconds, std::function<void(Time)> action) override {
+  void Start(std::chrono::milliseconds, std::function<void()> action) override {
     action_ = std::move(action);
   }
   void Stop() override { action_ = nullptr; }
-  void Tick(Time passed) {
-    now_ += passed;
-    if (const auto action = action_) action(now_);
+  void Tick() {
+    if (const auto action = action_) action();
   }
   bool IsRunning() const { return action_ != nullptr; }
 
  private:
-  Time now_{1000};
-  std::function<void(Time)> action_;
+  std::function<void()> action_;
 };
 
 class FakeWorkspace final : public platform::Workspace {

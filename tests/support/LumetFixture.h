@@ -12,6 +12,7 @@
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingOwner.h"
+#include "tests/support/SystemLine.h"
 
 namespace quillet::test {
 
@@ -56,7 +57,7 @@ class LumetFixture : public ::testing::Test {
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock = Immortal<FakeClock>();
   RecordingOwner& owner = Immortal<RecordingOwner>();
-  Lumet& lumet = Immortal<Lumet>(log, clock);
+  Lumet& lumet = Immortal<Lumet>(log, clock, test::SystemLine());
 };
 
 }  // namespace quillet::test

@@ -10,6 +10,7 @@
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingOwner.h"
+#include "tests/support/SystemLine.h"
 
 namespace quillet {
 namespace {
@@ -31,7 +32,7 @@ struct Session {
   test::RecordingLog& log = test::Immortal<test::RecordingLog>();
   test::FakeClock& clock = test::Immortal<test::FakeClock>();
   test::RecordingOwner& owner = test::Immortal<test::RecordingOwner>();
-  Lumet& lumet = test::Immortal<Lumet>(log, clock);
+  Lumet& lumet = test::Immortal<Lumet>(log, clock, test::SystemLine());
 };
 
 // What a scanner may send, right and wrong.

@@ -113,7 +113,8 @@ class ProgressTest : public test::AppFixture {
 
   std::string After(std::chrono::milliseconds passed) {
     mainQueue.RunAll();
-    ticker.Tick(passed);
+    clock.Advance(passed);
+    ticker.Tick();
     return progress.text();
   }
 };

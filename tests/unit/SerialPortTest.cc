@@ -14,6 +14,7 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
+#include "tests/support/SystemLine.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 
@@ -78,7 +79,7 @@ class SerialPortTest : public ::testing::Test {
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock = Immortal<FakeClock>();
   Collector& collector = Immortal<Collector>();
-  SerialPort& port = Immortal<SerialPort>(log, clock);
+  SerialPort& port = Immortal<SerialPort>(log, clock, test::SystemLine());
   TemporaryFolder folder;
 };
 

@@ -1,4 +1,5 @@
 #include "tests/support/AppFixture.h"
+#include "tests/support/SystemLine.h"
 
 namespace quillet {
 namespace {
@@ -12,7 +13,7 @@ class SettingsFileTest : public test::AppFixture {
   void Prepare() {
     controller.lumetfile = new LumetFile(log, clock, files, dataFolder);
     controller.lumetfile->CreateBarcodeDirectory();
-    controller.lumet = &test::Immortal<Lumet>(log, clock);
+    controller.lumet = &test::Immortal<Lumet>(log, clock, test::SystemLine());
   }
 
   std::string SettingsPath() const { return dataFolder + "/QuilletRegistry.txt"; }

@@ -44,6 +44,7 @@
 #include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
+#include "tests/support/SystemLine.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Variable.h"
 #include "tests/support/WaitFor.h"
@@ -60,10 +61,11 @@ class Started {
  public:
   explicit Started(const std::string& dataFolder)
       : controller(Immortal<SyncController>(
-            Platform{log, Immortal<test::FakeClock>(1000.0), Immortal<test::HookedFileStore>(),
-                     queue, Immortal<test::FakeRegistry>(), Immortal<test::FakeWorkspace>(), panels,
-                     Immortal<platform::qt::QtTicker>(), Immortal<test::FakeKeyEvents>(),
-                     Immortal<test::FakePasteboard>(), Immortal<test::FakeApplications>()},
+            Platform{log, Immortal<test::FakeClock>(1000.0), test::SystemLine(),
+                     Immortal<test::HookedFileStore>(), queue, Immortal<test::FakeRegistry>(),
+                     Immortal<test::FakeWorkspace>(), panels, Immortal<platform::qt::QtTicker>(),
+                     Immortal<test::FakeKeyEvents>(), Immortal<test::FakePasteboard>(),
+                     Immortal<test::FakeApplications>()},
             ControlsOf(main), ControlsOf(settings), dataFolder)) {
     application.setWindow(&main.window());
     application.setSyncController(&controller);

@@ -1,0 +1,61 @@
+#include "platform/posix/PosixSerialLine.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace quillet::platform::posix {
+namespace {
+
+// POSIX takes symbolic codes for speeds (termios.h).
+speed_t SpeedCode(std::int32_t bitsPerSecond) {
+  return bitsPerSecond == 115200 ? B115200 : B9600;
+}
+
+tcflag_t ControlBits(const LineSettings& settings) {
+  tcflag_t bits = CLOCAL;
+  bits |= settings.dataBits == 7 ? CS7 : CS8;
+  if (settings.parity != 0) bits |= PARENB;
+  if (settings.parity == 1) bits |= PARODD;
+  if (settings.stopBits >= 2) bits |= CSTOPB;
+  return bits;
+}
+
+void Configure(int descriptor, const LineSettings& settings) {
+  termios line{};
+  if (tcgetattr(descriptor, &line) != 0) return;
+  line.c_cflag &= ~static_cast<tcflag_t>(CSIZE | CSTOPB | PARENB | PARODD);
+  line.c_cflag |= ControlBits(settings);
+  // Raw: on Linux a line starts in canonical mode with echo and flow control, but records hold
+  // every byte value, carriage returns and XON/XOFF included.
+  line.c_iflag = 0;
+  line.c_oflag = 0;
+  line.c_lflag = 0;
+  cfsetispeed(&line, SpeedCode(settings.bitsPerSecond));
+  cfsetospeed(&line, SpeedCode(settings.bitsPerSecond));
+  tcsetattr(descriptor, TCSANOW, &line);
+}
+
+}  // namespace
+
+std::int32_t PosixSerialLine::Open(const char* path, Access access, const LineSettings& settings) {
+  const int direction = access == Access::kRead ? O_RDONLY : O_WRONLY;
+  const int descriptor = open(path, direction | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor >= 0) Configure(descriptor, settings);
+  return descriptor;
+}
+
+std::int32_t PosixSerialLine::Read(std::int32_t line, std::span<std::uint8_t> buffer) {
+  return static_cast<std::int32_t>(read(line, buffer.data(), buffer.size()));
+}
+
+void PosixSerialLine::Write(std::int32_t line, std::uint8_t byte) {
+  [[maybe_unused]] const ssize_t written = write(line, &byte, 1);
+}
+
+void PosixSerialLine::Close(std::int32_t line) {
+  if (line > 0) tcflush(line, TCOFLUSH);
+  close(line);
+}
+
+}  // namespace quillet::platform::posix

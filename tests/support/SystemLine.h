@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/posix/PosixSerialLine.h"
+#include "tests/support/Immortal.h"
+
+namespace quillet::test {
+
+/// The system's serial devices, for tests on pseudo-terminals and FIFOs.
+inline platform::SerialLine& SystemLine() {
+  static platform::SerialLine& line = Immortal<platform::posix::PosixSerialLine>();
+  return line;
+}
+
+}  // namespace quillet::test
