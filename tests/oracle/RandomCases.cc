@@ -13,23 +13,11 @@ void AddPair(Bytes& bytes, int pair) {
 }
 
 void AddCharacter(Bytes& bytes, std::uint32_t character) {
-  const auto add = [&bytes](std::uint32_t byte) {
-    bytes.push_back(static_cast<std::uint8_t>(byte));
-  };
-  if (character < 0x80) {
-    add(character);
-  } else if (character < 0x800) {
-    add(0xC0 | character >> 6);
-    add(0x80 | (character & 0x3F));
-  } else if (character < 0x10000) {
-    add(0xE0 | character >> 12);
-    add(0x80 | (character >> 6 & 0x3F));
-    add(0x80 | (character & 0x3F));
-  } else {
-    add(0xF0 | character >> 18);
-    add(0x80 | (character >> 12 & 0x3F));
-    add(0x80 | (character >> 6 & 0x3F));
-    add(0x80 | (character & 0x3F));
+  constexpr std::uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
+  const int more = character < 0x80 ? 0 : character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+  bytes.push_back(static_cast<std::uint8_t>(kLead[more] | character >> 6 * more));
+  for (int i = more - 1; i >= 0; --i) {
+    bytes.push_back(static_cast<std::uint8_t>(0x80 | (character >> 6 * i & 0x3F)));
   }
 }
 
@@ -55,23 +43,15 @@ Bytes Characters(Random& random, int length) {
 Bytes RandomData(Random& random, int length) {
   if (random.OneIn(5)) return Characters(random, length);
   const int kind = random.Below(5);
-  Bytes data;
-  data.reserve(static_cast<std::size_t>(length));
-  for (int i = 0; i < length; ++i) {
-    switch (kind) {
-      case 0:
-        data.push_back(static_cast<std::uint8_t>(random.Between('0', '9')));
-        break;
-      case 1:
-        data.push_back(static_cast<std::uint8_t>(random.Between(' ', '~')));
-        break;
-      case 2:
-        data.push_back(static_cast<std::uint8_t>(
-            random.Of({0, 3, 9, 10, 13, 27, 127, '!', '@', ',', ';', ' ', 'A', '1', '%'})));
-        break;
-      default:
-        data.push_back(random.Byte());
+  Bytes data(static_cast<std::size_t>(length));
+  for (std::uint8_t& byte : data) {
+    int value = random.Byte();
+    if (kind == 0) value = random.Between('0', '9');
+    if (kind == 1) value = random.Between(' ', '~');
+    if (kind == 2) {
+      value = random.Of({0, 3, 9, 10, 13, 27, 127, '!', '@', ',', ';', ' ', 'A', '1', '%'});
     }
+    byte = static_cast<std::uint8_t>(value);
   }
   return data;
 }

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/oracle/OracleLine.h"
+#include "tests/oracle/Oracle.h"
 
 namespace quillet::oracle {
 

@@ -1,73 +1,26 @@
-#include "tests/oracle/OracleLine.h"
+#include "tests/oracle/Oracle.h"
+
+#include <iconv.h>
 
 #include <cstdio>
+#include <stdexcept>
 
 namespace quillet::oracle {
 namespace {
 
-// Code by code; the older layout's names end where those of the 300 series begin.
+// By code: the 16 names of the older layout, then those of the 300 series.
 const char* const kNames[] = {
-    "EAN 13",        // older 0
-    "EAN 8",         // 1
-    "UPCA",          // 2
-    "UPCE",          // 3
-    "Code 39",       // 4
-    "ITF-14",        // 5
-    "Code 128",      // 6
-    "I2of5",         // 7
-    "CodaBar",       // 8
-    "UCC/EAN-128",   // 9
-    "Code 93",       // 10
-    "Code 35",       // 11
-    "Unknown",       // 12
-    "Unknown",       // 13
-    "Bookland EAN",  // 14
-    "Unknown",       // 15
-    "Code 32",       // 300 series 0
-    "Trioptic",      // 1
-    "Korea Post",    // 2
-    "Aus. Post",     // 3
-    "British Post",  // 4
-    "Canada Post",   // 5
-    "EAN-8",         // 6
-    "UPC-E",         // 7
-    "UCC/EAN-128",   // 8
-    "Japan Post",    // 9
-    "KIX Post",      // 10
-    "Planet Code",   // 11
-    "OCR",           // 12
-    "Postnet",       // 13
-    "China Post",    // 14
-    "Micro PDF417",  // 15
-    "TLC 39",        // 16
-    "PosiCode",      // 17
-    "Codabar",       // 18
-    "Code 39",       // 19
-    "UPC-A",         // 20
-    "EAN-13",        // 21
-    "I2of5",         // 22
-    "IATA",          // 23
-    "MSI",           // 24
-    "Code 11",       // 25
-    "Code 93",       // 26
-    "Code 128",      // 27
-    "Code 49",       // 28
-    "Matrix2of5",    // 29
-    "Plessey",       // 30
-    "Code 16K",      // 31
-    "Codablock F",   // 32
-    "PDF417",        // 33
-    "QR/Micro QR",   // 34
-    "Telepen",       // 35
-    "VeriCode",      // 36
-    "Data Matrix",   // 37
-    "MaxiCode",      // 38
-    "EAN/UCC",       // 39
-    "RSS",           // 40
-    "Aztec Code",    // 41
-    "No Read",       // 42
-    "HanXin Code",   // 43
-    "Unknown",       // 44
+    "EAN 13",      "EAN 8",        "UPCA",         "UPCE",        "Code 39",  "ITF-14",
+    "Code 128",    "I2of5",        "CodaBar",      "UCC/EAN-128", "Code 93",  "Code 35",
+    "Unknown",     "Unknown",      "Bookland EAN", "Unknown",     "Code 32",  "Trioptic",
+    "Korea Post",  "Aus. Post",    "British Post", "Canada Post", "EAN-8",    "UPC-E",
+    "UCC/EAN-128", "Japan Post",   "KIX Post",     "Planet Code", "OCR",      "Postnet",
+    "China Post",  "Micro PDF417", "TLC 39",       "PosiCode",    "Codabar",  "Code 39",
+    "UPC-A",       "EAN-13",       "I2of5",        "IATA",        "MSI",      "Code 11",
+    "Code 93",     "Code 128",     "Code 49",      "Matrix2of5",  "Plessey",  "Code 16K",
+    "Codablock F", "PDF417",       "QR/Micro QR",  "Telepen",     "VeriCode", "Data Matrix",
+    "MaxiCode",    "EAN/UCC",      "RSS",          "Aztec Code",  "No Read",  "HanXin Code",
+    "Unknown",
 };
 constexpr int kOlderNames = 16;
 constexpr int kAllNames = sizeof kNames / sizeof kNames[0];
@@ -206,55 +159,45 @@ SingleFields FieldsAt(const Memory& memory, std::int64_t symbology, Layout layou
   return fields;
 }
 
-namespace {
-
-/// How many bytes the UTF-8 character at the beginning takes; 0 if there is none.
-std::size_t CharacterLength(std::string_view text) {
-  const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  if (byte(0) < 0x80) return 1;
-  std::size_t length = 0;
-  std::uint32_t character = 0;
-  std::uint32_t smallest = 0;  // what a shorter form could have held is no character
-  if (byte(0) / 32 == 6) {
-    length = 2, character = byte(0) % 32, smallest = 0x80;
-  } else if (byte(0) / 16 == 14) {
-    length = 3, character = byte(0) % 16, smallest = 0x800;
-  } else if (byte(0) / 8 == 30) {
-    length = 4, character = byte(0) % 8, smallest = 0x10000;
+std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout layout) {
+  const bool older = layout == Layout::kOlder;
+  std::vector<Visit> visits;
+  for (std::int64_t offset = 3; offset < received; offset += visits.back().step) {
+    const std::int64_t step = older ? memory.At(offset) + 1 : memory.PairAt(offset);
+    const int symbology = memory.At(offset + (older ? 1 : 2));
+    // A step of zero would never end; a record that runs out of the buffer was not scanned.
+    const bool last = step == 0 || offset + step > memory.Size();
+    visits.push_back({offset, step, symbology == 0xFF, last});
+    if (last) break;
   }
-  if (length == 0 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if (byte(i) / 64 != 2) return 0;
-    character = character * 64 + byte(i) % 64;
-  }
-  const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-  return character < smallest || character > 0x10FFFF || surrogate ? 0 : length;
+  return visits;
 }
 
-bool IsUtf8(std::string_view text) {
-  while (!text.empty()) {
-    const std::size_t length = CharacterLength(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
-  }
-  return true;
+namespace {
+
+/// Converts with the C library; no value if the bytes are not valid in the encoding.
+std::optional<std::string> Converted(const char* to, const char* from, std::string_view bytes) {
+  const iconv_t converter = iconv_open(to, from);
+  if (converter == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error("iconv_open");
+  std::string input(bytes);
+  std::string output(4 * bytes.size() + 4, '\0');
+  char* in = input.data();
+  char* out = output.data();
+  std::size_t inLeft = input.size();
+  std::size_t outLeft = output.size();
+  const bool failed =
+      iconv(converter, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1);
+  iconv_close(converter);
+  if (failed) return std::nullopt;
+  output.resize(output.size() - outLeft);
+  return output;
 }
 
 }  // namespace
 
 std::string Shown(std::string_view line) {
-  if (IsUtf8(line)) return std::string(line);
-  std::string shown;
-  for (const char character : line) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte < 0x80) {
-      shown += character;
-    } else {
-      shown += static_cast<char>(0xC0 + byte / 64);
-      shown += static_cast<char>(0x80 + byte % 64);
-    }
-  }
-  return shown;
+  if (Converted("UTF-32LE", "UTF-8", line)) return std::string(line);
+  return Converted("UTF-8", "ISO-8859-1", line).value();
 }
 
 }  // namespace quillet::oracle
