@@ -16,21 +16,21 @@ class ProtocolDocumentTest : public SessionFixture {
   ProtocolDocumentTest() { clock.Set({2026, 11, 16, 1, 4, 9}); }
 
   // The scanner that the document describes.
-  Simulator& AttachExample(Model model) {
+  void AttachExample(Model model) {
     Options options = Options::Instant(model);
     const bool newer = model == Model::kSeries300;
     options.device.records = {MakeRecord(newer ? 21 : 0, "4006381333931", {2026, 11, 16, 9, 15, 0}),
                               Erased(MakeRecord(newer ? 19 : 4, "A1", {2026, 11, 16, 9, 15, 4})),
                               MakeRecord(newer ? 34 : 6, "Shelf 7", {2026, 11, 16, 14, 7, 9})};
-    return Attach(options);
+    Attach(options);
   }
 
   // What has been said, a turn a line: "computer 57", "scanner 40". A scanner that a busy machine
   // lets answer late is woken several times; that is no part of the conversation.
-  static std::vector<std::string> Conversation(const Simulator& scanner) {
+  std::vector<std::string> Conversation() const {
     std::vector<std::string> turns;
     Direction last = Direction::kEvent;
-    for (const simulator::TranscriptEntry& entry : scanner.transcript().Entries()) {
+    for (const simulator::TranscriptEntry& entry : scanner->transcript().Entries()) {
       if (entry.direction == Direction::kEvent) continue;
       const std::string bytes = simulator::ToHex(entry.bytes);
       if (entry.direction == last) {
@@ -68,21 +68,21 @@ class ProtocolDocumentTest : public SessionFixture {
   }
 
   void ExpectRun(Model model, bool burst, std::string_view name) {
-    const Simulator& scanner = AttachExample(model);
+    AttachExample(model);
     ASSERT_TRUE(Connect());
-    const auto before = static_cast<std::ptrdiff_t>(Conversation(scanner).size());
+    const auto before = static_cast<std::ptrdiff_t>(Conversation().size());
     controller.lumet->bBurstSync = burst;
     ASSERT_TRUE(SynchronizeAndWait());
-    std::vector<std::string> turns = Conversation(scanner);
+    std::vector<std::string> turns = Conversation();
     turns.erase(turns.begin(), turns.begin() + before);
     EXPECT_EQ(turns, Written(name));
   }
 };
 
 TEST_F(ProtocolDocumentTest, StartUp) {
-  const Simulator& scanner = AttachExample(Model::kOlder);
+  AttachExample(Model::kOlder);
   ASSERT_TRUE(Connect());
-  EXPECT_EQ(Conversation(scanner), Written("start-up"));
+  EXPECT_EQ(Conversation(), Written("start-up"));
 }
 
 TEST_F(ProtocolDocumentTest, OneTransfer) {

@@ -14,37 +14,39 @@ using simulator::Model;
 using simulator::ScanRecord;
 using simulator::Simulator;
 
-/// The program with a simulated scanner on a pseudo-terminal. Time is real: the pauses between
-/// commands are the program's, the answers the scanner's.
+/// The program with a simulated scanner on a pseudo-terminal, in real time.
 class SessionFixture : public AppFixture {
  protected:
   SessionFixture() : AppFixture(1) {}
-  ~SessionFixture() override;
+  ~SessionFixture() override {
+    if (!scanner) return;
+    EXPECT_TRUE(scanner->complaints().empty()) << scanner->complaints().front();
+  }
 
-  /// Attaches a scanner as the next port.
-  Simulator& Attach(simulator::Options options);
+  Simulator& Attach(simulator::Options options) {
+    scanner = std::make_unique<Simulator>(std::move(options));
+    scanner->Start();
+    registry.Attach("usbmodem1", scanner->path());
+    return *scanner;
+  }
 
-  /// Starts the program; true when it is connected afterwards.
-  bool Connect();
+  /// Starts the program; true if it is connected afterwards.
+  bool Connect() {
+    Launch();
+    return controller.bIsConnected;
+  }
 
-  /// Presses Synchronize and waits for the closing line.
-  bool SynchronizeAndWait();
+  bool SynchronizeAndWait() {
+    ClearView();
+    synchronize.Press();
+    return WaitForView("Synchronization finished. Tavo can be plugged off now|");
+  }
 
-  /// Waits for a text in the view.
-  bool WaitForView(const std::string& text);
+  bool WaitForView(const std::string& text) {
+    return WaitFor([&] { return View().find(text) != std::string::npos; });
+  }
 
-  /// The settings under which a line is its data and a line end.
-  void DataOnly();
-
-  /// What then is delivered for these records.
-  static std::vector<std::string> DataLines(const std::vector<ScanRecord>& records);
-
-  /// The file that the last run has written.
-  std::string SyncFile() const;
-
-  std::vector<std::unique_ptr<Simulator>> scanners;
+  std::unique_ptr<Simulator> scanner;
 };
-
-std::string Join(const std::vector<std::string>& lines);
 
 }  // namespace quillet::test

@@ -38,6 +38,14 @@ class UnplugTest(SystemTest):
         quillet.wait_for_view(messages.file_run(3, _PATH))
         self.assert_file(_PATH, file_text(records))
 
+    def test_unplugged_while_connecting(self):
+        scanner = self.plugged_in_scanner(faults=["on V 1 unplug"])
+        quillet = self.start()
+        scanner.wait_until_line_is_down()
+        quillet.wait_for_view(messages.STARTED + _FAILED_ATTEMPT)
+        scanner.leave_socket()
+        quillet.wait_for_ports(["None", "None"])
+
     def test_unplugged_in_the_middle_of_a_burst(self):
         records = some_records(200)
         scanner = self.plugged_in_scanner(records)
@@ -83,7 +91,7 @@ class UnplugTest(SystemTest):
         self.assert_no_stray_files(_PATH)
 
     def test_unplugged_in_the_middle_of_a_record(self):
-        settings = Settings(filename=_PATH, burst_sync=0)
+        settings = Settings(filename=_PATH, burst_sync=0, clear_memory=1)
         settings.save()
         records = some_records(80)
         scanner = self.plugged_in_scanner(records)
@@ -100,17 +108,18 @@ class UnplugTest(SystemTest):
 
         # The run goes on as soon as the scanner is back, without what was asked for meanwhile.
         scanner.plug_in()
-        quillet.wait_for_view_end(messages.FINISHED + messages.connected() + messages.CLOCK_SET)
+        quillet.wait_for_view_end(messages.ERASED + messages.FINISHED + messages.connected()
+                                  + messages.CLOCK_SET)
         asked = [int(command[1:-1], 16) for command in scanner.all_commands()[before:]
                  if command.startswith("p")]
         self.assertEqual([0, 1, 2, 3, 4], asked[:5])
         self.assertEqual(list(range(asked[5], len(records))), asked[5:])
         self.assert_file(_PATH, file_text([records[index] for index in asked if index != 4],
                                           settings))
+        wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased")
         quillet.wait_until_attempt_is_over()
         quillet.press("Synchronize")
-        quillet.wait_for_view(messages.file_run(80, _PATH))
-        self.assert_file(_PATH, file_text(records, settings))
+        quillet.wait_for_view(messages.EMPTY_RUN)
         self.assert_no_stray_files(_PATH)
 
     def test_unanswered_command_blocks_until_an_answer_comes(self):
