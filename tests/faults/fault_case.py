@@ -1,4 +1,4 @@
-"""The test case of all faults: a connected scanner, and a file that must not be harmed."""
+"""Base class of the fault tests: a connected scanner, and a file that must not be harmed."""
 
 from harness.case import FOLDER, Record, Settings, SystemTest, messages, some_records
 from harness.lines import file_text
@@ -13,27 +13,31 @@ END_OF_ANSWER = "at 0ms send 40"
 """The end of an answer, for a link that waits for one."""
 
 
+def erasing_run(count):
+    """The view after a run that erases the scanner."""
+    return messages.file_run(count, PATH).replace(messages.FINISHED,
+                                                  messages.ERASED + messages.FINISHED)
+
+
 class FaultTest(SystemTest):
 
     def begin(self, records, *, scanner=None, **settings):
-        """Settings for the file, which holds what was saved yesterday, and a scanner with these
-        records, plugged in. Returns the scanner."""
+        """Saves settings for the file, which holds OLD, and plugs in a scanner with the records.
+        Returns the scanner."""
         self.settings = Settings(filename=PATH, **settings)
         self.settings.save()
-        with open(PATH, "w", encoding="ascii", newline="") as file:
-            file.write(OLD)
+        self.put_old_file()
         self.records = records
-        self.scanner_options = scanner or {}
-        self.model = self.scanner_options.get("model", "old")
-        return self.plugged_in_scanner(records, **self.scanner_options)
+        self.model = (scanner or {}).get("model", "old")
+        return self.plugged_in_scanner(records, **scanner or {})
 
     def text(self, records=None, serial="2104005771"):
-        """What the file is to hold of the records, of all if nothing is said."""
+        """The file's expected content for the records, by default for all."""
         records = self.records if records is None else records
         return file_text(records, self.settings, serial, self.model)
 
     def synchronize(self, records=None):
-        """A run in which nothing goes wrong any more. The view is empty before and behind it."""
+        """A run without faults. The view is empty before and after it."""
         self.quillet.press("Synchronize")
         count = len(self.records if records is None else records)
         self.quillet.wait_for_view(messages.file_run(count, PATH))
@@ -41,16 +45,20 @@ class FaultTest(SystemTest):
         self.clear()
 
     def restart(self):
-        """What a user does when nothing goes on: the window is closed, the scanner plugged in
-        again, and the program started anew."""
+        """Closes the window, plugs the scanner in again, and starts the program."""
         self.close()
         self.scanners[0].unplug()
         self.scanners[0].plug_in()
         self.start_connected()
 
+    def end_program(self):
+        """Removes program and scanner, so that a test can begin again."""
+        self.close()
+        self.assertEqual("", self.scanners.pop().stop(), "sent to the scanner")
+
     def check_lost_run(self, faults, wait, **settings):
-        """A run that never ends, because of what the scanner does, harms nothing and erases
-        nothing, and the next one after a restart is whole."""
+        """A run that a fault keeps from ending harms and erases nothing. After a restart the next
+        run is complete."""
         scanner = self.begin(some_records(3), clear_memory=1, **settings)
         quillet = self.start_connected()
         for fault in faults:
@@ -61,11 +69,17 @@ class FaultTest(SystemTest):
         self.assert_old_file()
         self.assertEqual(3, scanner.record_count())
         self.restart()
-        quillet = self.quillet
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.file_run(3, PATH).replace(
-            messages.FINISHED, messages.ERASED + messages.FINISHED))
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(erasing_run(3))
         self.assert_file(PATH, self.text())
+        self.end_program()
+
+    def check_silent_runs(self, *runs):
+        """The same for several runs: fault, progress while nothing new arrives, settings."""
+        for fault, progress, settings in runs:
+            with self.subTest(fault):
+                self.check_lost_run(
+                    [fault], lambda quillet: quillet.wait_for_silence(progress), **settings)
 
     def clear(self):
         self.quillet.wait_until_attempt_is_over()
@@ -79,4 +93,4 @@ class FaultTest(SystemTest):
 
 
 __all__ = ["BURST", "CHAIN", "FAILED_ATTEMPT", "FOLDER", "END_OF_ANSWER", "OLD", "PATH", "FaultTest",
-           "Record", "Settings", "messages", "some_records"]
+           "Record", "Settings", "erasing_run", "messages", "some_records"]

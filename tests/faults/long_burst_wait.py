@@ -4,7 +4,7 @@ from fault_case import PATH, FaultTest, messages, some_records
 from harness.waiting import wait_until
 
 
-class BurstWaitCase(FaultTest):
+class BurstWaitTest(FaultTest):
 
     def check(self, delay):
         scanner = self.begin(some_records(3))
@@ -17,12 +17,8 @@ class BurstWaitCase(FaultTest):
         self.clear()
         self.synchronize()
 
-
-class InTimeTest(BurstWaitCase):
     def test_just_in_time(self):
         self.check(49_000)
 
-
-class TooLateTest(BurstWaitCase):
     def test_too_late(self):
         self.check(52_000)

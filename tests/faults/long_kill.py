@@ -14,7 +14,7 @@ _OLD_LINES = 100_000
 _PATIENCE = 30  # seconds for a run; one whose wake-ups a stalled machine has kept back never ends
 
 
-class KillCase(FaultTest):
+class KillTest(FaultTest):
 
     def check(self, number):
         """A file of some megabytes to which a run's records are added is the old one or the new one,
@@ -43,7 +43,7 @@ class KillCase(FaultTest):
             for name in self.temporary_files():
                 left += 1
                 os.unlink(f"{FOLDER}/{name}")
-        print(f"{type(self).__name__}: {_KILLS} kills, {counts}, {left} temporary files left",
+        print(f"{number}: {_KILLS} kills, {counts}, {left} temporary files left",
               flush=True)
         self.quillet = None
 
@@ -63,22 +63,14 @@ class KillCase(FaultTest):
             time.sleep(pause)
         return True
 
-
-class FirstKillTest(KillCase):
-    def test_old_or_new(self):
+    def test_first_kills(self):
         self.check(1)
 
-
-class SecondKillTest(KillCase):
-    def test_old_or_new(self):
+    def test_second_kills(self):
         self.check(2)
 
-
-class ThirdKillTest(KillCase):
-    def test_old_or_new(self):
+    def test_third_kills(self):
         self.check(3)
 
-
-class FourthKillTest(KillCase):
-    def test_old_or_new(self):
+    def test_fourth_kills(self):
         self.check(4)

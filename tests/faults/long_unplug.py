@@ -8,10 +8,9 @@ from harness.waiting import wait_until
 _SENT_OR_RECEIVED = re.compile(r"^[\d.]+ [<>] ((?:[0-9a-f]{2} )+) ", re.MULTILINE)
 
 
-class EveryByte(FaultTest):
-    """One whole session, from plugging in to the saved file, is measured; then as many more are
-    cut, each after one byte more, the last one after all. The sessions are shared out among the
-    classes below."""
+class EveryByteTest(FaultTest):
+    """One whole session, from plugging in to the saved file, is measured. Then one session is cut
+    after each of its bytes; each test does a quarter of them."""
 
     PARTS = 4
 
@@ -32,7 +31,7 @@ class EveryByte(FaultTest):
         for count in range(1 + part, total + 1, self.PARTS):
             with self.subTest(bytes=count):
                 outcomes[self.cut_session(scanner, count)] += 1
-        print(f"{type(self).__name__}: {total} bytes, {sum(outcomes.values())} sessions cut, "
+        print(f"{self.id()}: {total} bytes, {sum(outcomes.values())} sessions cut, "
               f"{outcomes}", flush=True)
         scanner.unplug()
         scanner.plug_in()
@@ -71,42 +70,26 @@ class EveryByte(FaultTest):
         self.assertTrue(self.whole.startswith(view.replace(messages.disconnected(), "")), view)
         return connected
 
-
-class BurstFirstTest(EveryByte):
-    def test_every_byte(self):
+    def test_burst_first_quarter(self):
         self.check(0)
 
-
-class BurstSecondTest(EveryByte):
-    def test_every_byte(self):
+    def test_burst_second_quarter(self):
         self.check(1)
 
-
-class BurstThirdTest(EveryByte):
-    def test_every_byte(self):
+    def test_burst_third_quarter(self):
         self.check(2)
 
-
-class BurstFourthTest(EveryByte):
-    def test_every_byte(self):
+    def test_burst_fourth_quarter(self):
         self.check(3)
 
-
-class OneByOneFirstTest(EveryByte):
-    def test_every_byte(self):
+    def test_one_by_one_first_quarter(self):
         self.check(0, model="300", burst_sync=0)
 
-
-class OneByOneSecondTest(EveryByte):
-    def test_every_byte(self):
+    def test_one_by_one_second_quarter(self):
         self.check(1, model="300", burst_sync=0)
 
-
-class OneByOneThirdTest(EveryByte):
-    def test_every_byte(self):
+    def test_one_by_one_third_quarter(self):
         self.check(2, model="300", burst_sync=0)
 
-
-class OneByOneFourthTest(EveryByte):
-    def test_every_byte(self):
+    def test_one_by_one_fourth_quarter(self):
         self.check(3, model="300", burst_sync=0)

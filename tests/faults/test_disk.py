@@ -47,8 +47,7 @@ class DiskTest(FaultTest):
                 os.truncate("/Users/filler", 0)
                 self.run_into(PATH)
                 self.assert_file(PATH, (OLD if append else "") + self.text())
-                self.close()
-                self.scanners.pop().stop()
+                self.end_program()
 
     def test_read_only_folder(self):
         self.start_with_file(PATH)

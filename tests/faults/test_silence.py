@@ -1,7 +1,7 @@
 """Commands that are answered never, or late."""
 
-from fault_case import (BURST, CHAIN, FAILED_ATTEMPT, END_OF_ANSWER, PATH, FaultTest, messages,
-                        some_records)
+from fault_case import (BURST, CHAIN, FAILED_ATTEMPT, END_OF_ANSWER, PATH, FaultTest, erasing_run,
+                        messages, some_records)
 
 # The answer to each command of the start, for when it comes after all.
 _LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
@@ -61,13 +61,11 @@ class SilenceTest(FaultTest):
             scanner.fault(f"on {command} 1 delay {delay}")
         before = scanner.commands()
         quillet.press("Synchronize")
-        run = messages.file_run(3, PATH).replace(messages.FINISHED,
-                                                 messages.ERASED + messages.FINISHED)
-        quillet.wait_for_view(run)
+        quillet.wait_for_view(erasing_run(3))
         self.assert_file(PATH, self.text())
         scanner.wait_for_commands([*before, *BURST, "E"])
         quillet.press("Synchronize")
-        quillet.wait_for_view(run + messages.EMPTY_RUN)
+        quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
         self.assert_file(PATH, self.text())
 
     def test_answers_of_a_run_just_in_time(self):
@@ -112,17 +110,12 @@ class SilenceTest(FaultTest):
                             lambda quillet: quillet.wait_for_silence("Received 3 records"),
                             burst_sync=0)
 
-    def test_wake_up_just_in_time(self):
+    def test_wake_up_just_in_time_and_too_late(self):
         scanner = self.begin(some_records(4))
         self.start_connected()
-        scanner.fault("on W 1 delay 400")
-        self.synchronize()
-
-    def test_wake_up_too_late(self):
-        scanner = self.begin(some_records(4))
-        self.start_connected()
-        scanner.fault("on W 1 delay 700")
-        self.synchronize()
+        for delay in (400, 700):
+            scanner.fault(f"on W 1 delay {delay}")
+            self.synchronize()
 
     def test_wake_up_behind_a_burst(self):
         # Its records have come; what ends the run, and writes the file, was dropped.
@@ -130,29 +123,23 @@ class SilenceTest(FaultTest):
                             lambda quillet: quillet.wait_for_progress(_GIVEN_UP))
 
     def test_commands_of_a_run(self):
-        for command, progress in (("N", "Asking the scanner for its records"),
-                                  ("GS1", "Asking the scanner for its records"),
-                                  ("P", "Waiting for 3 records")):
-            with self.subTest(command):
-                self.check_lost_run([f"on {command} 1 silence"],
-                                    lambda quillet: quillet.wait_for_silence(progress))
-                self.close()
-                self.scanners.pop().stop()
+        self.check_silent_runs(
+            ("on N 1 silence", "Asking the scanner for its records", {}),
+            ("on GS1 1 silence", "Asking the scanner for its records", {}),
+            ("on P 1 silence", "Waiting for 3 records", {}))
 
     def test_erasing(self):
         scanner = self.begin(some_records(3), clear_memory=1)
         quillet = self.start_connected()
         scanner.fault("on E 1 silence")
-        run = messages.file_run(3, PATH).replace(messages.FINISHED,
-                                                 messages.ERASED + messages.FINISHED)
         quillet.press("Synchronize")
-        quillet.wait_for_view(run)
+        quillet.wait_for_view(erasing_run(3))
         self.assert_file(PATH, self.text())
         # The next run waits for the answer too.
         quillet.press("Synchronize")
         quillet.wait_for_silence("Asking the scanner for its records")
         scanner.fault(END_OF_ANSWER)
-        quillet.wait_for_view(run + messages.EMPTY_RUN)
+        quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
         self.assert_file(PATH, self.text())
 
     def check_clock_answered_late(self, delay, text):
