@@ -1,30 +1,29 @@
 #include <algorithm>
 #include <array>
-#include <functional>
-#include <optional>
-#include <utility>
 
 #include "platform/macos/IoKitSerialRegistry.h"
-#include "tests/macos/Account.h"
+#include "tests/macos/fakes/Fakes.h"
 
 namespace quillet::macos_tests {
 namespace {
 
 using platform::SerialRegistry;
-using platform::macos::IoKitSerialRegistry;
 using Event = SerialRegistry::Event;
 using Handle = SerialRegistry::Handle;
 using Devices = std::vector<std::pair<std::string, std::string>>;  // name, path
+using Calls = std::vector<std::string>;
 
 const Service kScanner{.name = "usbmodem14", .path = "/dev/cu.usbmodem14"};
 const Service kPrinter{.name = "printer", .path = "/dev/cu.printer"};
+const Service kDisk{.name = "disk", .path = "/dev/disk1", .serviceClass = "IOMedia"};
 
-class IoKitSerialRegistryTest : public testing::Test {
- protected:
+struct IoKitSerialRegistryTest : testing::Test {
+  void TearDown() override { Disarm(); }
+
   Devices Read(std::size_t room = 32) {
     std::vector<std::string> names(room);
     std::vector<std::string> paths(room);
-    const auto count = static_cast<std::size_t>(registry_.ReadSerialStreams(names, paths));
+    const auto count = static_cast<std::size_t>(registry.ReadSerialStreams(names, paths));
     EXPECT_LE(count, room);
     Devices devices;
     for (std::size_t i = 0; i < count; ++i) devices.emplace_back(names[i], paths[i]);
@@ -32,88 +31,91 @@ class IoKitSerialRegistryTest : public testing::Test {
   }
 
   /// Registers a callback that counts, empties its iterator and then does `then`.
-  Handle Listen(Event event, int& calls, std::function<void()> then = nullptr) {
-    return registry_.AddMatchingNotification(
-        port_, event,
-        [this, &calls, then](void* context, Handle iterator) {
-          EXPECT_EQ(context, this);
-          ++calls;
-          Empty(iterator);
-          if (then) then();
-        },
-        this);
+  Handle Listen(Event event, std::function<void()> then = nullptr) {
+    if (port == 0) port = registry.CreateNotifyPort();
+    const auto callback = [this, event, then](void* context, Handle iterator) {
+      EXPECT_EQ(context, this);
+      ++(event == Event::FirstMatch ? arrivals : removals);
+      Empty(iterator);
+      if (then) then();
+    };
+    const Handle iterator = registry.AddMatchingNotification(port, event, callback, this);
+    if (iterator != 0) listening.push_back(iterator);
+    return iterator;
+  }
+
+  void Disarm() {
+    for (const Handle iterator : std::exchange(listening, {})) registry.Release(iterator);
+    registry.DestroyNotifyPort(std::exchange(port, 0));
   }
 
   int Empty(Handle iterator) {
     int taken = 0;
-    while (const Handle object = registry_.Next(iterator)) {
-      registry_.Release(object);
+    while (const Handle object = registry.Next(iterator)) {
+      registry.Release(object);
       ++taken;
     }
     return taken;
   }
 
-  Account account_;
-  IoKit& system_ = IoKit::Shared();
-  IoKitSerialRegistry registry_;
-  SerialRegistry::NotifyPort port_ = 0;
+  Account account;
+  platform::macos::IoKitSerialRegistry registry;
+  SerialRegistry::NotifyPort port = 0;
+  std::vector<Handle> listening;
+  int arrivals = 0;
+  int removals = 0;
 };
 
-TEST_F(IoKitSerialRegistryTest, DevicesAreReadInTheOrderOfTheRegistry) {
-  EXPECT_EQ(Read(), Devices{});
-  system_.Attach(kScanner);
-  system_.Attach(kPrinter);
-  system_.Attach({.name = "Tavo-1", .path = "/dev/cu.Tavo-1"});
-  EXPECT_EQ(Read(), (Devices{{"usbmodem14", "/dev/cu.usbmodem14"},
-                             {"printer", "/dev/cu.printer"},
-                             {"Tavo-1", "/dev/cu.Tavo-1"}}));
+TEST_F(IoKitSerialRegistryTest, DevicesWithNameAndPathAreReadInOrder) {
+  const struct {
+    std::vector<Service> services;
+    Devices devices;
+  } samples[] = {
+      {{}, {}},
+      {{kDisk}, {}},
+      {{kScanner, kPrinter, {.name = "Tavo \xC3\xA9\xE2\x82\xAC", .path = "/dev/cu.\xC3\xA9"}},
+       {{"usbmodem14", "/dev/cu.usbmodem14"},
+        {"printer", "/dev/cu.printer"},
+        {"Tavo \xC3\xA9\xE2\x82\xAC", "/dev/cu.\xC3\xA9"}}},
+      {{{.name = "usbmodem411", .path = "/dev/cu.usbmodem411", .type = "IOModemSerialStream"}},
+       {{"usbmodem411", "/dev/cu.usbmodem411"}}},
+      {{{.name = "usbmodem1", .path = {}}, kScanner, {.name = {}, .path = "/dev/cu.nameless"}},
+       {{"usbmodem14", "/dev/cu.usbmodem14"}}},
+      {{{.name = "usbmodem14", .path = "/dev/cu.usbmodem14", .nameIsString = false}, kPrinter},
+       {{"printer", "/dev/cu.printer"}}},
+  };
+  for (const auto& [services, devices] : samples) {
+    TheMac().services = services;
+    EXPECT_EQ(Read(), devices);
+  }
 }
 
-TEST_F(IoKitSerialRegistryTest, OnlySerialStreamsAreAskedFor) {
-  system_.Attach({.name = "disk", .path = "/dev/disk1", .serviceClass = "IOMedia"});
-  EXPECT_EQ(Read(), Devices{}) << "where nothing matches there is no iterator";
-  system_.Attach(kScanner);
-  Calls().clear();
-  EXPECT_EQ(Read(), (Devices{{"usbmodem14", "/dev/cu.usbmodem14"}}));
-  EXPECT_EQ(Calls(),
-            (std::vector<std::string>{"IOServiceMatching IOSerialBSDClient",
-                                      "IOServiceGetMatchingServices IOSerialStream",
-                                      "IOIteratorNext: no more", "IOObjectRelease iterator"}));
-}
-
-TEST_F(IoKitSerialRegistryTest, AScannerMayBeAStreamOfAnyType) {
-  const Service scanner{
-      .name = "usbmodem411", .path = "/dev/cu.usbmodem411", .type = "IOModemSerialStream"};
-  system_.Attach(scanner);
-  EXPECT_EQ(Read(), (Devices{{"usbmodem411", "/dev/cu.usbmodem411"}}));
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, calls);
-  Empty(arrivals);
-  system_.Plug(scanner);
-  EXPECT_EQ(system_.RunLoopTurn(), 1);
-  registry_.Release(arrivals);
-  registry_.DestroyNotifyPort(port_);
-}
-
-TEST_F(IoKitSerialRegistryTest, ADeviceWithoutACalloutPathLeavesItsPlaceToTheNext) {
-  system_.Attach({.name = "usbmodem1", .path = {}});
-  system_.Attach(kScanner);
-  system_.Attach({.name = {}, .path = "/dev/cu.nameless"});
-  system_.Attach({.name = "last", .path = {}});
+TEST_F(IoKitSerialRegistryTest, ANameWithoutAPathStaysAfterTheOthers) {
+  TheMac().services = {{.name = "usbmodem1", .path = {}}, kScanner, {.name = "last", .path = {}}};
   std::array<std::string, 32> names;
   std::array<std::string, 32> paths;
-  ASSERT_EQ(registry_.ReadSerialStreams(names, paths), 1);
+  ASSERT_EQ(registry.ReadSerialStreams(names, paths), 1);
   EXPECT_EQ(names[0], "usbmodem14");
   EXPECT_EQ(paths[0], "/dev/cu.usbmodem14");
-  EXPECT_EQ(names[1], "last") << "its name stays behind the others";
+  EXPECT_EQ(names[1], "last");
   EXPECT_EQ(paths[1], "");
 }
 
+TEST_F(IoKitSerialRegistryTest, OnlySerialStreamsAreRequested) {
+  TheMac().services = {kScanner};
+  Read();
+  const Calls request = {"IOServiceMatching IOSerialBSDClient",
+                         "IOServiceGetMatchingServices IOSerialStream", "IOIteratorNext: no more",
+                         "IOObjectRelease iterator"};
+  EXPECT_EQ(TheMac().calls.front(), "IOMasterPort");
+  EXPECT_TRUE(std::equal(request.begin(), request.end(), TheMac().calls.begin() + 1));
+  TheMac().calls.clear();
+  Read();
+  EXPECT_EQ(TheMac().calls, request) << "the master port is kept";
+}
+
 TEST_F(IoKitSerialRegistryTest, NoMoreDevicesAreReadThanThereIsRoom) {
-  for (int i = 0; i < 40; ++i) {
-    system_.Attach({.name = "usbmodem" + std::to_string(i), .path = "/dev/" + std::to_string(i)});
-  }
+  for (int i = 0; i < 40; ++i) Plug({.name = "usbmodem", .path = "/dev/" + std::to_string(i)});
   const Devices devices = Read();
   ASSERT_EQ(devices.size(), 32U);
   EXPECT_EQ(devices.back().second, "/dev/31");
@@ -121,194 +123,114 @@ TEST_F(IoKitSerialRegistryTest, NoMoreDevicesAreReadThanThereIsRoom) {
   EXPECT_EQ(Read(100).size(), 40U);
 }
 
-TEST_F(IoKitSerialRegistryTest, ANameThatIsNoTextIsNone) {
-  system_.SpoilName(system_.Attach(kScanner));
-  system_.Attach(kPrinter);
-  EXPECT_EQ(Read(), (Devices{{"printer", "/dev/cu.printer"}}));
-}
-
-TEST_F(IoKitSerialRegistryTest, NamesOutsideAsciiAreUtf8) {
-  system_.Attach({.name = "Tavo \xC3\xA9\xE2\x82\xAC", .path = "/dev/cu.\xC3\xA9"});
-  EXPECT_EQ(Read(), (Devices{{"Tavo \xC3\xA9\xE2\x82\xAC", "/dev/cu.\xC3\xA9"}}));
-}
-
-TEST_F(IoKitSerialRegistryTest, WhatFailsYieldsNoDevicesAndIsTriedAgain) {
-  system_.Attach(kScanner);
-  for (bool IoKitFaults::*fault :
-       {&IoKitFaults::masterPort, &IoKitFaults::matching, &IoKitFaults::matchingServices}) {
-    system_.faults.*fault = true;
+TEST_F(IoKitSerialRegistryTest, AFailureYieldsNoDevicesAndIsRetried) {
+  Plug(kScanner);
+  for (bool Mac::*fault :
+       {&Mac::masterPortFails, &Mac::matchingFails, &Mac::matchingServicesFails}) {
+    TheMac().*fault = true;
     EXPECT_EQ(Read(), Devices{});
-    system_.faults = {};
+    TheMac().*fault = false;
   }
   EXPECT_EQ(Read().size(), 1U);
 }
 
-TEST_F(IoKitSerialRegistryTest, TheMasterPortIsAskedForOnce) {
-  Read();
-  Read();
-  EXPECT_EQ(std::count(Calls().begin(), Calls().end(), "IOMasterPort"), 1);
-}
-
 TEST_F(IoKitSerialRegistryTest, ArmingAndDisarmingCallTheSystemInThisOrder) {
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, calls);
-  const Handle removals = Listen(Event::Terminate, calls);
-  EXPECT_EQ(Calls(), (std::vector<std::string>{
-                         "IONotificationPortCreate", "CFRunLoopAddSource",
-                         "IOServiceMatching IOSerialBSDClient",
-                         "IOServiceAddMatchingNotification IOServiceFirstMatch IOSerialStream",
-                         "IOServiceAddMatchingNotification IOServiceTerminate IOSerialStream"}));
-  Calls().clear();
-  registry_.Release(arrivals);
-  registry_.Release(removals);
-  registry_.DestroyNotifyPort(port_);
-  EXPECT_EQ(Calls(),
-            (std::vector<std::string>{"IOObjectRelease iterator IOServiceFirstMatch",
-                                      "IOObjectRelease iterator IOServiceTerminate",
-                                      "CFRunLoopRemoveSource", "IONotificationPortDestroy"}));
-}
-
-TEST_F(IoKitSerialRegistryTest, ArmingCountsNothingAsAnArrival) {
-  system_.Attach(kScanner);
-  system_.Attach(kPrinter);
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, calls);
-  const Handle removals = Listen(Event::Terminate, calls);
-  EXPECT_EQ(Empty(arrivals), 2);
-  EXPECT_EQ(Empty(removals), 0);
-  EXPECT_EQ(system_.RunLoopTurn(), 0);
-  registry_.Release(arrivals);
-  registry_.Release(removals);
-  registry_.DestroyNotifyPort(port_);
+  Listen(Event::FirstMatch);
+  Listen(Event::Terminate);
+  EXPECT_EQ(TheMac().calls,
+            (Calls{"IONotificationPortCreate", "CFRunLoopAddSource",
+                   "IOServiceMatching IOSerialBSDClient",
+                   "IOServiceAddMatchingNotification IOServiceFirstMatch IOSerialStream",
+                   "IOServiceAddMatchingNotification IOServiceTerminate IOSerialStream"}));
+  TheMac().calls.clear();
+  Disarm();
+  EXPECT_EQ(TheMac().calls, (Calls{"IOObjectRelease iterator IOServiceFirstMatch",
+                                   "IOObjectRelease iterator IOServiceTerminate",
+                                   "CFRunLoopRemoveSource", "IONotificationPortDestroy"}));
 }
 
 TEST_F(IoKitSerialRegistryTest, NothingIsNotifiedBeforeTheIteratorWasEmptied) {
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, calls);
-  system_.Plug(kScanner);
-  EXPECT_EQ(system_.RunLoopTurn(), 0);
-  EXPECT_EQ(Empty(arrivals), 1);
-  system_.Plug(kScanner);
-  EXPECT_EQ(system_.RunLoopTurn(), 1);
-  registry_.Release(arrivals);
-  registry_.DestroyNotifyPort(port_);
+  Plug(kScanner);
+  const Handle arriving = Listen(Event::FirstMatch);
+  EXPECT_EQ(Empty(Listen(Event::Terminate)), 0);
+  Plug(kPrinter);
+  EXPECT_EQ(RunLoopTurn(), 0);
+  EXPECT_EQ(Empty(arriving), 2);
+  Plug(kScanner);
+  EXPECT_EQ(RunLoopTurn(), 1);
 }
 
 TEST_F(IoKitSerialRegistryTest, EmptyingTheIteratorArmsItAgain) {
-  int arrived = 0;
-  int gone = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, arrived);
-  const Handle removals = Listen(Event::Terminate, gone);
-  Empty(arrivals);
-  Empty(removals);
+  Empty(Listen(Event::FirstMatch));
+  Empty(Listen(Event::Terminate));
   for (int round = 1; round <= 3; ++round) {
-    const int number = system_.Plug(kScanner);
-    EXPECT_EQ(system_.RunLoopTurn(), 1);
+    const std::size_t number =
+        Plug({.name = "usbmodem1", .path = "/dev/cu.usbmodem1", .type = "IOModemSerialStream"});
+    EXPECT_EQ(RunLoopTurn(), 1);
     EXPECT_EQ(Read().size(), 1U);
-    system_.Unplug(number);
-    EXPECT_EQ(system_.RunLoopTurn(), 1);
+    Unplug(number);
+    EXPECT_EQ(RunLoopTurn(), 1);
     EXPECT_EQ(Read().size(), 0U);
-    EXPECT_EQ(std::pair(arrived, gone), std::pair(round, round));
+    EXPECT_EQ(std::pair(arrivals, removals), std::pair(round, round));
+    Plug(kDisk);
+    EXPECT_EQ(RunLoopTurn(), 0);
   }
-  registry_.Release(arrivals);
-  registry_.Release(removals);
-  registry_.DestroyNotifyPort(port_);
 }
 
-TEST_F(IoKitSerialRegistryTest, OtherServicesAreNotNotified) {
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, calls);
-  Empty(arrivals);
-  system_.Plug({.name = "disk", .path = "/dev/disk1", .serviceClass = "IOMedia"});
-  EXPECT_EQ(system_.RunLoopTurn(), 0);
-  registry_.Release(arrivals);
-  registry_.DestroyNotifyPort(port_);
+TEST_F(IoKitSerialRegistryTest, AReleasedIteratorNotifiesNoLonger) {
+  const Handle iterator = Listen(Event::FirstMatch);
+  Empty(iterator);
+  Plug(kScanner);
+  const auto pending = CallbackOf(static_cast<std::uint32_t>(iterator));
+  listening.clear();
+  registry.Release(iterator);
+  EXPECT_EQ(RunLoopTurn(), 1);
+  pending();
+  EXPECT_EQ(arrivals, 0);
 }
 
-TEST_F(IoKitSerialRegistryTest, AReleasedIteratorNotifiesNoMore) {
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, calls);
-  Empty(arrivals);
-  system_.Plug(kScanner);
-  registry_.Release(arrivals);
-  system_.RunLoopTurn();
-  EXPECT_EQ(calls, 0);
-  registry_.DestroyNotifyPort(port_);
+TEST_F(IoKitSerialRegistryTest, ACallbackMayDestroyThePort) {
+  Empty(Listen(Event::FirstMatch, [this] { Disarm(); }));
+  Plug(kScanner);
+  RunLoopTurn();
+  EXPECT_EQ(arrivals, 1);
+  EXPECT_EQ(NotifyPorts(), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, NewsOnItsWayFromAReleasedIteratorIsDropped) {
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  const Handle arrivals = Listen(Event::FirstMatch, calls);
-  const auto late = system_.CallbackOf(arrivals);
-  registry_.Release(arrivals);
-  late();
-  EXPECT_EQ(calls, 0);
-  registry_.DestroyNotifyPort(port_);
+TEST_F(IoKitSerialRegistryTest, AThirdRegistrationHasADictionaryToo) {
+  for (int i = 0; i < 3; ++i) EXPECT_NE(Listen(Event::FirstMatch), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, ACallbackMayEndItAll) {
-  int calls = 0;
-  Handle arrivals = 0;
-  port_ = registry_.CreateNotifyPort();
-  arrivals = Listen(Event::FirstMatch, calls, [&] {
-    registry_.Release(arrivals);
-    registry_.DestroyNotifyPort(port_);
-  });
-  Empty(arrivals);
-  system_.Plug(kScanner);
-  system_.RunLoopTurn();
-  EXPECT_EQ(calls, 1);
-}
-
-TEST_F(IoKitSerialRegistryTest, MoreThanTwoRegistrationsHaveADictionaryEach) {
-  int calls = 0;
-  port_ = registry_.CreateNotifyPort();
-  for (int i = 0; i < 3; ++i) {
-    const Handle iterator = Listen(Event::FirstMatch, calls);
-    EXPECT_NE(iterator, 0U);
-    registry_.Release(iterator);
-  }
-  registry_.DestroyNotifyPort(port_);
-}
-
-TEST_F(IoKitSerialRegistryTest, WhatIsRefusedIsZeroAndLeavesNothingBehind) {
-  int calls = 0;
-  system_.faults.notifyPort = true;
-  EXPECT_EQ(registry_.CreateNotifyPort(), 0U);
-  EXPECT_EQ(Listen(Event::FirstMatch, calls), 0U) << "without a port";
-  system_.faults = {};
-  port_ = registry_.CreateNotifyPort();
-  EXPECT_EQ(registry_.AddMatchingNotification(port_, Event::FirstMatch, nullptr, this), 0U);
-  system_.faults.matching = true;
-  EXPECT_EQ(Listen(Event::FirstMatch, calls), 0U);
-  system_.faults = {.registration = true};
-  EXPECT_EQ(Listen(Event::FirstMatch, calls), 0U);
-  registry_.DestroyNotifyPort(port_);
+TEST_F(IoKitSerialRegistryTest, ARefusalIsZeroAndLeavesNothingBehind) {
+  TheMac().notifyPortFails = true;
+  EXPECT_EQ(registry.CreateNotifyPort(), 0U);
+  EXPECT_EQ(Listen(Event::FirstMatch), 0U) << "without a port";
+  TheMac().notifyPortFails = false;
+  port = registry.CreateNotifyPort();
+  EXPECT_EQ(registry.AddMatchingNotification(port, Event::FirstMatch, nullptr, this), 0U);
+  TheMac().matchingFails = true;
+  EXPECT_EQ(Listen(Event::FirstMatch), 0U);
+  TheMac().matchingFails = false;
+  TheMac().registrationFails = true;
+  EXPECT_EQ(Listen(Event::FirstMatch), 0U);
 }
 
 TEST_F(IoKitSerialRegistryTest, NoHandleAndUnknownPortsDoNothing) {
-  EXPECT_EQ(registry_.Next(0), 0U);
-  registry_.Release(0);
-  registry_.DestroyNotifyPort(0);
-  registry_.DestroyNotifyPort(4711);
-  EXPECT_EQ(Calls(), std::vector<std::string>{});
+  EXPECT_EQ(registry.Next(0), 0U);
+  registry.Release(0);
+  registry.DestroyNotifyPort(0);
+  registry.DestroyNotifyPort(4711);
+  EXPECT_EQ(TheMac().calls, Calls{});
 }
 
-TEST(IoKitSerialRegistryEndTest, APortThatWasNotDestroyedGoesWithTheRegistry) {
+TEST(IoKitSerialRegistryEndTest, ARemainingPortIsDestroyedWithTheRegistry) {
   const Account account;
-  IoKitSerialRegistry registry;
+  platform::macos::IoKitSerialRegistry registry;
   const auto port = registry.CreateNotifyPort();
   const Handle iterator = registry.AddMatchingNotification(
       port, Event::FirstMatch, [](void*, Handle) {}, nullptr);
   registry.Release(iterator);
-  EXPECT_EQ(IoKit::Shared().Ports(), 1U);
+  EXPECT_EQ(NotifyPorts(), 1U);
 }
 
 }  // namespace

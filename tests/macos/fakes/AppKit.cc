@@ -1,22 +1,21 @@
-// The Objective-C runtime, and what the classes of Foundation and AppKit do with a message. The
-// header with objc_msgSend is left out on purpose: here the function has the parameters that it is
+// The Objective-C runtime, the used classes of Foundation and AppKit, and Launch Services. The
+// header with objc_msgSend is omitted on purpose: here the function has the parameters that it is
 // called with.
 
-#include "tests/macos/fakes/AppKit.h"
-
-#include <CoreFoundation/CoreFoundation.h>
-#include <gtest/gtest.h>
+#include <CoreServices/CoreServices.h>
 #include <objc/runtime.h>
 
-#include <cstdint>
-#include <set>
+#include <algorithm>
+#include <cstring>
 
-#include "tests/macos/fakes/LaunchServices.h"
-#include "tests/macos/fakes/Objects.h"
+#include "tests/macos/fakes/Fakes.h"
 
 using namespace quillet::macos_tests;
 
 namespace {
+
+constexpr OSStatus kNoSuchFile = -43;           // fnfErr (MacErrors.h)
+constexpr OSStatus kApplicationFails = -10810;  // kLSUnknownErr (Launch Services result codes)
 
 const std::set<std::string> kClasses = {"NSApplication", "NSAutoreleasePool", "NSObject",
                                         "NSPasteboard", "NSWorkspace"};
@@ -24,26 +23,21 @@ constexpr char kTheApplication[] = "the application";
 constexpr char kTheGeneralPasteboard[] = "the general pasteboard";
 constexpr char kTheWorkspace[] = "the workspace";
 
-/// An object by its class; for a pool, what it has taken up.
-class Instance final : public Object {
- public:
-  explicit Instance(std::string value) : className(std::move(value)) {}
-  ~Instance() override {
-    for (const CFTypeRef object : held) CFRelease(object);
-  }
+/// An object by its class; for a pool, also the objects that it releases at its end.
+struct Instance final : Object {
+  explicit Instance(std::string name) : className(std::move(name)) {}
   const std::string className;
-  std::vector<CFTypeRef> held;
+  std::vector<Held> held;
 };
 
-// Pools are nested: the last is the one that takes up.
-std::vector<Instance*> pools;
+std::vector<Instance*> pools;  // the last is the innermost
 
 std::uintptr_t Number(const void* address) {
   return reinterpret_cast<std::uintptr_t>(address);
 }
 
-CFTypeRef Reference(std::uintptr_t number) {
-  return reinterpret_cast<CFTypeRef>(number);
+const void* Reference(std::uintptr_t number) {
+  return reinterpret_cast<const void*>(number);
 }
 
 std::uintptr_t Unknown(const std::string& receiver, const std::string& selector) {
@@ -53,7 +47,7 @@ std::uintptr_t Unknown(const std::string& receiver, const std::string& selector)
 
 std::uintptr_t ToClass(const std::string& name, const std::string& selector) {
   if (selector == "alloc" && (name == "NSObject" || name == "NSAutoreleasePool")) {
-    return Number(ReferenceTo(*new Instance(name)));
+    return Number(Make<const void*, Instance>(name));
   }
   if (name == "NSApplication" && selector == "sharedApplication") return Number(kTheApplication);
   if (name == "NSPasteboard" && selector == "generalPasteboard") {
@@ -63,58 +57,60 @@ std::uintptr_t ToClass(const std::string& name, const std::string& selector) {
   return Unknown(name, selector);
 }
 
-std::uintptr_t ToInstance(Instance& instance, const std::string& selector) {
-  const CFTypeRef reference = ReferenceTo(instance);
-  const bool is_pool = instance.className == "NSAutoreleasePool";
+std::uintptr_t ToInstance(const void* reference, const std::string& selector) {
+  auto& instance = As<Instance>(reference);
+  const bool isPool = instance.className == "NSAutoreleasePool";
   if (selector == "init") {
-    if (is_pool) pools.push_back(&instance);
+    if (isPool) pools.push_back(&instance);
     return Number(reference);
   }
-  if (selector == "release" || (selector == "drain" && is_pool)) {
-    if (is_pool) {
-      EXPECT_EQ(pools.back(), &instance) << "pools are drained from the innermost outwards";
-      pools.pop_back();
-    }
-    CFRelease(reference);
-    return 0;
+  if (selector != "release" && (selector != "drain" || !isPool)) {
+    return Unknown(instance.className, selector);
   }
-  return Unknown(instance.className, selector);
+  if (isPool) {
+    EXPECT_EQ(pools.back(), &instance) << "pools are drained from the innermost outwards";
+    pools.pop_back();
+  }
+  CFRelease(reference);
+  return 0;
 }
 
-/// The dictionaries of what runs. Whoever asks does not own the list: the innermost pool does.
+/// The dictionaries of running applications. The innermost pool owns the list, not the caller.
 std::uintptr_t ListApplications() {
-  if (AppKit::Shared().listsNothing) return 0;
-  auto& list = *new Array;
+  if (TheMac().listsNothing) return 0;
+  const auto list = Make<CFArrayRef, Array>();
   const auto add = [&](const std::string& key, const std::string& value) {
-    auto& entry = *new Dictionary;
-    auto& text = *new String(value);
-    entry.Set(key, ReferenceTo(text));
-    list.Add(ReferenceTo(entry));
-    CFRelease(ReferenceTo(text));
-    CFRelease(ReferenceTo(entry));
+    const auto entry = Make<CFDictionaryRef, Dictionary>();
+    const auto text = Make<CFStringRef, String>(value);
+    As<Dictionary>(entry).values[key] = Hold(text);
+    As<Array>(list).elements.push_back(Hold(entry));
+    CFRelease(text);
+    CFRelease(entry);
   };
-  if (AppKit::Shared().listsNameless) add("NSApplicationName", "Nameless");
-  for (const std::string& path : LaunchServices::Shared().running) add("NSApplicationPath", path);
-  EXPECT_FALSE(pools.empty()) << "nobody would release the list";
-  if (!pools.empty()) pools.back()->held.push_back(ReferenceTo(list));
-  return Number(ReferenceTo(list));
+  if (TheMac().listsNameless) add("NSApplicationName", "Nameless");
+  for (const std::string& path : TheMac().running) add("NSApplicationPath", path);
+  EXPECT_FALSE(pools.empty()) << "no pool would release the list";
+  if (!pools.empty()) pools.back()->held.push_back(Hold(list));
+  CFRelease(list);
+  return Number(list);
 }
 
 std::uintptr_t ToPasteboard(const std::string& selector, std::uintptr_t first,
                             std::uintptr_t second) {
-  AppKit::Pasteboard& board = AppKit::Shared().pasteboard;
-  Called(selector);
+  Mac& mac = TheMac();
+  mac.calls.push_back(selector);
   if (selector == "clearContents") {
-    board = {};
+    mac.declaredTypes.clear();
+    mac.pasteboardText.reset();
   } else if (selector == "declareTypes:owner:") {
-    for (const CFTypeRef type : As<Array>(Reference(first)).elements) {
-      board.types.push_back(As<String>(type).text);
+    for (const Held& type : As<Array>(Reference(first)).elements) {
+      mac.declaredTypes.push_back(As<String>(type.get()).text);
     }
-    if (second != 0) board.owner = As<Instance>(Reference(second)).className;
+    if (second != 0) mac.pasteboardOwner = As<Instance>(Reference(second)).className;
   } else if (selector == "setString:forType:") {
     const std::vector<std::string> type = {As<String>(Reference(second)).text};
-    EXPECT_EQ(board.types, type) << "only a declared type can be set";
-    board.text = As<String>(Reference(first)).text;
+    EXPECT_EQ(mac.declaredTypes, type) << "only a declared type can be set";
+    mac.pasteboardText = As<String>(Reference(first)).text;
   } else {
     return Unknown(kTheGeneralPasteboard, selector);
   }
@@ -124,34 +120,24 @@ std::uintptr_t ToPasteboard(const std::string& selector, std::uintptr_t first,
 std::uintptr_t ToApplication(const std::string& selector, std::uintptr_t first) {
   if (selector != "activateIgnoringOtherApps:") return Unknown(kTheApplication, selector);
   // Of a BOOL only the low byte is passed.
-  if ((first & 0xFFU) == 1) ++AppKit::Shared().activations;
+  if ((first & 0xFFU) == 1) ++TheMac().activations;
   return 0;
 }
 
 }  // namespace
 
-AppKit& AppKit::Shared() {
-  static auto& shared = *new AppKit;
-  return shared;
-}
-
-void AppKit::Reset() {
-  *this = {};
-}
-
-std::size_t AppKit::OpenPools() const {
+std::size_t quillet::macos_tests::OpenPools() {
   return pools.size();
 }
 
 extern "C" {
 
 extern const CFStringRef NSPasteboardTypeString;
-const CFStringRef NSPasteboardTypeString =
-    static_cast<CFStringRef>(ReferenceTo(*new String("public.utf8-plain-text")));
+const CFStringRef NSPasteboardTypeString = Make<CFStringRef, String>("public.utf8-plain-text");
 
 Class objc_getClass(const char* name) {
   const auto found = kClasses.find(name);
-  EXPECT_NE(found, kClasses.end()) << "there is no class " << name;
+  EXPECT_NE(found, kClasses.end()) << "no class " << name;
   return found == kClasses.end() ? nullptr
                                  : reinterpret_cast<Class>(const_cast<std::string*>(&*found));
 }
@@ -162,7 +148,7 @@ SEL sel_registerName(const char* name) {
 }
 
 // Arguments are whole numbers and addresses, which are passed alike in registers; those that a
-// method does not have are not looked at.
+// method does not have are not read.
 std::uintptr_t objc_msgSend(const void* receiver, SEL method, std::uintptr_t first,
                             std::uintptr_t second) {
   const std::string& selector = *reinterpret_cast<const std::string*>(method);
@@ -176,7 +162,32 @@ std::uintptr_t objc_msgSend(const void* receiver, SEL method, std::uintptr_t fir
     return selector == "launchedApplications" ? ListApplications()
                                               : Unknown(kTheWorkspace, selector);
   }
-  return ToInstance(As<Instance>(receiver), selector);
+  return ToInstance(receiver, selector);
+}
+
+// A reference holds the path, which has to be short enough.
+OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory) {
+  const std::string text = reinterpret_cast<const char*>(path);
+  if (!TheMac().installed.contains(text)) return kNoSuchFile;
+  EXPECT_LT(text.size(), sizeof reference->hidden);
+  std::memcpy(reference->hidden, text.c_str(), text.size() + 1);
+  if (isDirectory != nullptr) *isDirectory = 1;
+  return noErr;
+}
+
+OSStatus LSOpenApplication(const LSApplicationParameters* parameters,
+                           ProcessSerialNumber* process) {
+  EXPECT_EQ(process, nullptr);
+  // Not by reference: the packed structure does not align its members.
+  EXPECT_TRUE(parameters->version == 0 && parameters->flags == 1U);
+  EXPECT_TRUE(parameters->asyncLaunchRefCon == nullptr && parameters->environment == nullptr);
+  EXPECT_TRUE(parameters->argv == nullptr && parameters->initialEvent == nullptr);
+  if (!TheMac().opens) return kApplicationFails;
+  const std::string path = reinterpret_cast<const char*>(parameters->application->hidden);
+  TheMac().opened.push_back(path);
+  std::vector<std::string>& running = TheMac().running;
+  if (std::count(running.begin(), running.end(), path) == 0) running.push_back(path);
+  return noErr;
 }
 
 }  // extern "C"

@@ -1,12 +1,7 @@
-// Core Foundation's strings, collections and run loop.
+// Core Foundation's objects, strings, collections and run loop.
 
-#include <gtest/gtest.h>
-
-#include <set>
-#include <string>
-
-#include "tests/macos/fakes/Objects.h"
-#include "tests/macos/fakes/RunLoop.h"
+#include "output/TextEncoding.h"
+#include "tests/macos/fakes/Fakes.h"
 
 using namespace quillet::macos_tests;
 
@@ -17,37 +12,56 @@ constexpr CFTypeID kOtherType = 1;
 
 const std::string kDefaultModeName = "kCFRunLoopDefaultMode";
 
-constexpr CFStringEncoding kUtf8 = 0x08000100;  // kCFStringEncodingUTF8, a published value
-
-// Whose address tells one thread's loop from another's.
+// Its address tells one thread's loop from another's.
 thread_local char loop;
 thread_local std::set<CFRunLoopSourceRef> sources;
+
+std::set<const void*>& Live() {
+  static auto& live = *new std::set<const void*>;
+  return live;
+}
+
+Object* Find(CFTypeRef reference, const char* what) {
+  if (Live().contains(reference)) return &As<Object>(reference);
+  ADD_FAILURE() << what << " of a destroyed object";
+  return nullptr;
+}
 
 bool IsThisLoopsDefaultMode(CFRunLoopRef which, CFRunLoopMode mode) {
   return static_cast<void*>(which) == &loop && mode == kCFRunLoopDefaultMode;
 }
 
-bool IsUtf8(const std::string& text) {
-  std::size_t more = 0;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    const bool continues = (byte & 0xC0U) == 0x80U;
-    if (continues != (more > 0)) return false;
-    if (continues) {
-      --more;
-    } else if (byte >= 0x80U) {
-      if (byte < 0xC2U || byte > 0xF4U) return false;
-      more = byte >= 0xF0U ? 3 : byte >= 0xE0U ? 2 : 1;
-    }
-  }
-  return more == 0;
-}
-
 }  // namespace
 
-bool quillet::macos_tests::IsOnRunLoop(CFRunLoopSourceRef source) {
+namespace quillet::macos_tests {
+
+Object::Object() {
+  Live().insert(this);
+}
+
+Object::~Object() {
+  Live().erase(this);
+}
+
+std::string Dictionary::Text(const std::string& key) const {
+  const auto found = values.find(key);
+  return found == values.end() ? "" : As<String>(found->second.get()).text;
+}
+
+Mac& TheMac() {
+  static auto& mac = *new Mac;
+  return mac;
+}
+
+std::size_t LiveObjects() {
+  return Live().size();
+}
+
+bool IsOnRunLoop(CFRunLoopSourceRef source) {
   return sources.contains(source);
 }
+
+}  // namespace quillet::macos_tests
 
 extern "C" {
 
@@ -55,10 +69,18 @@ const CFAllocatorRef kCFAllocatorDefault = nullptr;
 const CFArrayCallBacks kCFTypeArrayCallBacks{};
 const CFRunLoopMode kCFRunLoopDefaultMode = reinterpret_cast<CFRunLoopMode>(&kDefaultModeName);
 
+CFTypeRef CFRetain(CFTypeRef reference) {
+  if (auto* const object = Find(reference, "Retain")) ++object->references;
+  return reference;
+}
+
+void CFRelease(CFTypeRef reference) {
+  auto* const object = Find(reference, "Release");
+  if (object != nullptr && --object->references == 0) delete object;
+}
+
 CFTypeID CFGetTypeID(CFTypeRef object) {
-  const bool is_string =
-      dynamic_cast<String*>(static_cast<Object*>(const_cast<void*>(object))) != nullptr;
-  return is_string ? kStringType : kOtherType;
+  return dynamic_cast<String*>(&As<Object>(object)) != nullptr ? kStringType : kOtherType;
 }
 
 CFTypeID CFStringGetTypeID() {
@@ -67,27 +89,26 @@ CFTypeID CFStringGetTypeID() {
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean isExternal) {
-  EXPECT_EQ(encoding, kUtf8);
+  EXPECT_EQ(encoding, static_cast<CFStringEncoding>(kCFStringEncodingUTF8));
   EXPECT_EQ(isExternal, 0);
-  std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
-  if (!IsUtf8(text)) return nullptr;
-  return static_cast<CFStringRef>(ReferenceTo(*new String(std::move(text))));
+  const std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
+  return quillet::RepairUtf8(text) == text ? Make<CFStringRef, String>(text) : nullptr;
 }
 
-// On macOS a length is in UTF-16 units and the size is what any such text could need. Here it is
-// exactly what this one needs, so that room that is forgotten is missed.
+// On macOS a length is in UTF-16 units and the size is the maximum for such a text. Here it is
+// exactly what this one needs, so that forgotten room is noticed.
 CFIndex CFStringGetLength(CFStringRef string) {
   return static_cast<CFIndex>(As<String>(string).text.size());
 }
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
-  EXPECT_EQ(encoding, kUtf8);
+  EXPECT_EQ(encoding, static_cast<CFStringEncoding>(kCFStringEncodingUTF8));
   return length;
 }
 
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
                            CFStringEncoding encoding) {
-  EXPECT_EQ(encoding, kUtf8);
+  EXPECT_EQ(encoding, static_cast<CFStringEncoding>(kCFStringEncodingUTF8));
   const std::string& text = As<String>(string).text;
   if (static_cast<std::size_t>(size) <= text.size()) return 0;
   text.copy(buffer, text.size());
@@ -97,10 +118,10 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
 
 CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex count,
                          const CFArrayCallBacks* callBacks) {
-  EXPECT_EQ(callBacks, &kCFTypeArrayCallBacks) << "the elements would not be held";
-  auto& array = *new Array;
-  for (CFIndex i = 0; i < count; ++i) array.Add(values[i]);
-  return static_cast<CFArrayRef>(ReferenceTo(array));
+  EXPECT_EQ(callBacks, &kCFTypeArrayCallBacks) << "the elements would not be retained";
+  const auto array = Make<CFArrayRef, Array>();
+  for (CFIndex i = 0; i < count; ++i) As<Array>(array).elements.push_back(Hold(values[i]));
+  return array;
 }
 
 CFIndex CFArrayGetCount(CFArrayRef array) {
@@ -108,15 +129,17 @@ CFIndex CFArrayGetCount(CFArrayRef array) {
 }
 
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex position) {
-  return As<Array>(array).elements.at(static_cast<std::size_t>(position));
+  return As<Array>(array).elements.at(static_cast<std::size_t>(position)).get();
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
-  return As<Dictionary>(dictionary).Get(As<String>(key).text);
+  const auto& values = As<Dictionary>(dictionary).values;
+  const auto found = values.find(As<String>(key).text);
+  return found == values.end() ? nullptr : found->second.get();
 }
 
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
-  As<Dictionary>(dictionary).Set(As<String>(key).text, value);
+  As<Dictionary>(dictionary).values[As<String>(key).text] = Hold(value);
 }
 
 CFRunLoopRef CFRunLoopGetCurrent() {
@@ -124,13 +147,13 @@ CFRunLoopRef CFRunLoopGetCurrent() {
 }
 
 void CFRunLoopAddSource(CFRunLoopRef which, CFRunLoopSourceRef source, CFRunLoopMode mode) {
-  Called("CFRunLoopAddSource");
+  TheMac().calls.emplace_back("CFRunLoopAddSource");
   ASSERT_TRUE(IsThisLoopsDefaultMode(which, mode));
   if (sources.insert(source).second) CFRetain(source);
 }
 
 void CFRunLoopRemoveSource(CFRunLoopRef which, CFRunLoopSourceRef source, CFRunLoopMode mode) {
-  Called("CFRunLoopRemoveSource");
+  TheMac().calls.emplace_back("CFRunLoopRemoveSource");
   ASSERT_TRUE(IsThisLoopsDefaultMode(which, mode));
   if (sources.erase(source) > 0) CFRelease(source);
 }

@@ -1,83 +1,64 @@
-#include "tests/macos/fakes/Quartz.h"
-
 #include <CoreGraphics/CoreGraphics.h>
-#include <gtest/gtest.h>
 
-#include <string>
+#include "tests/macos/fakes/Fakes.h"
 
-#include "tests/macos/fakes/Objects.h"
+using namespace quillet::macos_tests;
 
-namespace quillet::macos_tests {
 namespace {
 
-class EventSource final : public Object {
- public:
+void Called(const std::string& call) {
+  TheMac().calls.push_back(call);
+}
+
+struct EventSource final : Object {
   explicit EventSource(int value) : state(value) {}
   ~EventSource() override { Called("source released"); }
   const int state;
 };
 
-class Event final : public Object {
- public:
-  explicit Event(PostedKey value) : event(value) {}
+struct Event final : Object {
+  explicit Event(PostedKey value) : key(value) { Called(Name() + " created"); }
   ~Event() override { Called(Name() + " released"); }
-  std::string Name() const { return event.down ? "down" : "up"; }
-  PostedKey event;
+  std::string Name() const { return key.down ? "down" : "up"; }
+  PostedKey key;
 };
 
 }  // namespace
-
-Quartz& Quartz::Shared() {
-  static auto& shared = *new Quartz;
-  return shared;
-}
-
-void Quartz::Reset() {
-  *this = {};
-}
-
-}  // namespace quillet::macos_tests
-
-using namespace quillet::macos_tests;
 
 extern "C" {
 
 CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state) {
   Called("source created");
-  if (!Quartz::Shared().hasSources) return nullptr;
-  auto& source = *new EventSource(state);
-  return reinterpret_cast<CGEventSourceRef>(static_cast<Object*>(&source));
+  return TheMac().hasSources ? Make<CGEventSourceRef, EventSource>(state) : nullptr;
 }
 
 CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode key, bool down) {
   const int state = source == nullptr ? -1 : As<EventSource>(source).state;
-  if (!Quartz::Shared().hasEvents) return nullptr;
-  auto& event = *new Event({.key = key, .down = down, .sourceState = state});
-  Called(event.Name() + " created");
-  return reinterpret_cast<CGEventRef>(static_cast<Object*>(&event));
+  if (!TheMac().hasEvents) return nullptr;
+  return Make<CGEventRef, Event>(PostedKey{.key = key, .down = down, .sourceState = state});
 }
 
 void CGEventSetFlags(CGEventRef reference, CGEventFlags flags) {
   auto& event = As<Event>(reference);
   Called(event.Name() + " flags");
-  event.event.flags = flags;
-  event.event.flagsWereSet = true;
+  event.key.flags = flags;
+  event.key.flagsWereSet = true;
 }
 
 void CGEventPost(CGEventTapLocation tap, CGEventRef reference) {
   auto& event = As<Event>(reference);
   Called(event.Name() + " posted");
-  event.event.tap = static_cast<int>(tap);
-  Quartz::Shared().posted.push_back(event.event);
+  event.key.tap = static_cast<int>(tap);
+  TheMac().posted.push_back(event.key);
 }
 
 bool CGPreflightPostEventAccess() {
-  return Quartz::Shared().mayPost;
+  return TheMac().mayPost;
 }
 
 bool CGRequestPostEventAccess() {
-  ++Quartz::Shared().requests;
-  return Quartz::Shared().mayPost;
+  ++TheMac().requests;
+  return TheMac().mayPost;
 }
 
 }  // extern "C"

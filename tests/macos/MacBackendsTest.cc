@@ -1,0 +1,157 @@
+// Pasteboard, application object, applications and key events.
+
+#include "platform/macos/GeneralPasteboard.h"
+#include "platform/macos/LaunchServicesApplications.h"
+#include "platform/macos/QuartzKeyEvents.h"
+#include "platform/macos/SharedApplication.h"
+#include "tests/macos/fakes/Fakes.h"
+#include "tests/support/RecordingLog.h"
+
+namespace quillet::macos_tests {
+namespace {
+
+using platform::KeyEvent;
+using platform::KeyFlag;
+using Texts = std::vector<std::string>;
+
+struct GeneralPasteboardTest : testing::Test {
+  Account account;
+  platform::macos::GeneralPasteboard pasteboard;
+};
+
+TEST_F(GeneralPasteboardTest, ItIsClearedThenTheTypeIsDeclaredThenTheTextIsSet) {
+  for (const std::string& text :
+       {std::string("12\xC3\xA9 \xE2\x82\xAC\r\n"), std::string("a\0b", 3), std::string()}) {
+    TheMac().calls.clear();
+    EXPECT_TRUE(pasteboard.SetString(text));
+    EXPECT_EQ(TheMac().calls,
+              (Texts{"clearContents", "declareTypes:owner:", "setString:forType:"}));
+    EXPECT_EQ(TheMac().declaredTypes, Texts{"public.utf8-plain-text"});
+    EXPECT_EQ(TheMac().pasteboardOwner, "NSObject");
+    EXPECT_EQ(TheMac().pasteboardText, text);
+  }
+}
+
+TEST_F(GeneralPasteboardTest, InvalidUtf8LeavesItEmpty) {
+  pasteboard.SetString("first");
+  EXPECT_FALSE(pasteboard.SetString("\xFF"));
+  EXPECT_EQ(TheMac().pasteboardText, std::nullopt);
+  EXPECT_EQ(TheMac().declaredTypes, Texts{"public.utf8-plain-text"});
+}
+
+TEST(SharedApplicationTest, ItComesForwardEvenIfAnotherIsActive) {
+  const Account account;
+  platform::macos::SharedApplication().ActivateIgnoringOtherApps();
+  EXPECT_EQ(TheMac().activations, 1);
+}
+
+constexpr char kEditor[] = "/Applications/TextEdit.app";
+constexpr char kOther[] = "/Applications/Other \xC3\xA9.app";
+
+struct LaunchServicesApplicationsTest : testing::Test {
+  LaunchServicesApplicationsTest() { TheMac().installed = {kEditor, kOther}; }
+
+  Account account;
+  platform::macos::LaunchServicesApplications applications;
+};
+
+TEST_F(LaunchServicesApplicationsTest, APathWithoutItsEndingNamesNothing) {
+  EXPECT_TRUE(applications.HasApplication(kEditor));
+  EXPECT_FALSE(applications.HasApplication("/Applications/TextEdit"));
+  EXPECT_FALSE(applications.HasApplication(""));
+}
+
+TEST_F(LaunchServicesApplicationsTest, AnApplicationIsOpenedByItsReference) {
+  EXPECT_TRUE(applications.OpenApplication(kEditor));
+  EXPECT_TRUE(applications.OpenApplication(kOther));
+  EXPECT_TRUE(applications.OpenApplication(kEditor)) << "it comes to the front";
+  EXPECT_EQ(TheMac().opened, (Texts{kEditor, kOther, kEditor}));
+  EXPECT_EQ(applications.LaunchedApplications(), (Texts{kEditor, kOther}));
+}
+
+TEST_F(LaunchServicesApplicationsTest, AFailedOpenIsReported) {
+  EXPECT_FALSE(applications.OpenApplication("/Applications/TextEdit"));
+  TheMac().opens = false;
+  EXPECT_FALSE(applications.OpenApplication(kEditor));
+  EXPECT_EQ(TheMac().opened, Texts{});
+}
+
+TEST_F(LaunchServicesApplicationsTest, EveryLaunchedApplicationIsListedByItsPath) {
+  EXPECT_EQ(applications.LaunchedApplications(), Texts{});
+  TheMac().listsNameless = true;
+  TheMac().running = {kOther, "/System/Library/CoreServices/Finder.app"};
+  EXPECT_EQ(applications.LaunchedApplications(), TheMac().running);
+  TheMac().listsNothing = true;
+  EXPECT_EQ(applications.LaunchedApplications(), Texts{});
+}
+
+constexpr std::uint16_t kKeyA = 0;
+constexpr std::uint16_t kKeyV = 9;
+constexpr std::uint16_t kReturn = 36;
+
+struct QuartzKeyEventsTest : testing::Test {
+  void Press(std::uint16_t key, KeyFlag flag) {
+    const KeyEvent press[] = {{key, true, flag}, {key, false, KeyFlag::kNone}};
+    events.Post(press);
+  }
+
+  /// An event with macOS's numbers of the annotated session and the combined state.
+  static PostedKey Posted(std::uint16_t key, bool down, std::uint64_t flags = 0) {
+    return {.tap = 2,
+            .key = key,
+            .down = down,
+            .flags = flags,
+            .flagsWereSet = flags != 0,
+            .sourceState = 0};
+  }
+
+  Account account;
+  test::RecordingLog log;
+  platform::macos::QuartzKeyEvents events{log};
+};
+
+TEST_F(QuartzKeyEventsTest, AFlagIsOnTheKeyDownOnly) {
+  Press(kReturn, KeyFlag::kNone);
+  Press(kKeyA, KeyFlag::kShift);
+  Press(kKeyV, KeyFlag::kCommand);
+  EXPECT_EQ(TheMac().posted,
+            (std::vector<PostedKey>{Posted(kReturn, true), Posted(kReturn, false),
+                                    Posted(kKeyA, true, 0x20000), Posted(kKeyA, false),
+                                    Posted(kKeyV, true, 0x100000), Posted(kKeyV, false)}));
+  EXPECT_EQ(TheMac().requests, 0);
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(QuartzKeyEventsTest, EventsArePostedThenReleasedAndTheSourceLast) {
+  Press(kKeyA, KeyFlag::kShift);
+  EXPECT_EQ(TheMac().calls,
+            (Texts{"source created", "down created", "down flags", "up created", "down posted",
+                   "up posted", "down released", "up released", "source released"}));
+}
+
+TEST_F(QuartzKeyEventsTest, WithoutASourceTheEventsHaveNone) {
+  TheMac().hasSources = false;
+  Press(kReturn, KeyFlag::kNone);
+  ASSERT_EQ(TheMac().posted.size(), 2U);
+  EXPECT_EQ(TheMac().posted[0].sourceState, -1);
+  EXPECT_EQ(TheMac().posted[1].sourceState, -1);
+}
+
+TEST_F(QuartzKeyEventsTest, AnEventThatCannotBeCreatedIsLeftOut) {
+  TheMac().hasEvents = false;
+  Press(kKeyA, KeyFlag::kShift);
+  EXPECT_TRUE(TheMac().posted.empty());
+}
+
+TEST_F(QuartzKeyEventsTest, MissingPermissionIsOneLogLineAndOneQuestion) {
+  TheMac().mayPost = false;
+  Press(kKeyA, KeyFlag::kNone);
+  Press(kKeyA, KeyFlag::kNone);
+  EXPECT_EQ(TheMac().requests, 1);
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_NE(log.lines()[0].find("Accessibility"), std::string::npos);
+  EXPECT_EQ(TheMac().posted.size(), 4U) << "the user may have granted it in the meantime";
+}
+
+}  // namespace
+}  // namespace quillet::macos_tests
