@@ -112,8 +112,7 @@ class Bench:
             self.figures[name] = [(1e3 * ours, 1e3 * theirs) for ours, theirs in self.figures[name]]
 
     def view(self):
-        self._gather(self._run(self._program("view_bench"), "compare", "15",
-                               QT_QPA_PLATFORM="offscreen"))
+        self._gather(self._run(self._program("view_bench"), "15", QT_QPA_PLATFORM="offscreen"))
         self.figures["growth-view"] = [
             (most[0], 4 * least[0])
             for most, least in zip(self.figures["view-100000"], self.figures["view-25000"])]

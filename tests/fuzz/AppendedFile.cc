@@ -4,7 +4,6 @@
 #include "output/LumetFile.h"
 #include "output/TextEncoding.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/fuzz/MemoryFile.h"
 
 namespace quillet::fuzz {
 namespace {

@@ -4,12 +4,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "base/SystemLog.h"
 #include "device/Settings.h"
 #include "platform/Clock.h"
+#include "platform/FileStore.h"
 
 namespace quillet::fuzz {
 
@@ -44,9 +47,6 @@ class Input {
   std::span<const std::uint8_t> rest_;
 };
 
-/// How many bytes of an input TakeSettings takes.
-inline constexpr std::size_t kSettingsBytes = 7;
-
 /// The settings that decide what a line looks like; the numbers also outside their lists.
 inline void TakeSettings(Input& input, Settings& settings) {
   const auto number = [&input] { return static_cast<std::int8_t>(input.Byte()); };
@@ -76,6 +76,27 @@ class StandingClock final : public platform::Clock {
   platform::CalendarTime LocalTime() override { return {2026, 11, 16, 14, 7, 9}; }
   std::chrono::nanoseconds Now() override { return {}; }
   void Sleep(std::chrono::microseconds) override {}
+};
+
+/// A disk with one file, whatever its path.
+class MemoryFile final : public platform::FileStore {
+ public:
+  explicit MemoryFile(std::optional<std::string> contents) : contents_(std::move(contents)) {}
+
+  bool CreateFolder(const std::string&) override { return true; }
+  std::optional<std::string> Read(const std::string&, std::size_t limit) override {
+    if (!contents_) return contents_;
+    return contents_->substr(0, limit);
+  }
+  bool Replace(const std::string&, std::string_view contents) override {
+    contents_ = contents;
+    return true;
+  }
+
+  const std::optional<std::string>& contents() const { return contents_; }
+
+ private:
+  std::optional<std::string> contents_;
 };
 
 }  // namespace quillet::fuzz

@@ -1,31 +1,37 @@
-// Everything that a scanner can send while the program waits for whatever it may wait for. Behind
-// the settings an input is a script: what is waited for, and bytes that arrive.
+// Everything that a scanner can send while the program waits for any command or none.
+//
+// After the settings, an input is a row of steps. The two low bits of a step's first byte are its
+// kind, the others its argument:
+//   0  a command is sent; the argument is its place in kCommands
+//   1  as many bytes arrive as the argument says; they follow
+//   2  the same in units of 256 bytes
+//   3  the wait for the command's answer ends
 
 #include "tests/fuzz/FuzzedSession.h"
-#include "tests/fuzz/Script.h"
 
 namespace quillet::fuzz {
 namespace {
+
+constexpr std::string_view kCommands = "012ACEMNPVWbpqw";
 
 void Run(Input& input) {
   FuzzedSession& session = FuzzedSession::AsNew();
   TakeSettings(input, session.lumet);
   while (!input.IsEmpty()) {
     const std::uint8_t first = input.Byte();
-    const std::size_t argument = first / kSteps;
-    switch (static_cast<Step>(first % kSteps)) {
-      case Step::kAwait:
+    const std::size_t argument = first / 4;
+    switch (first % 4) {
+      case 0:
         session.Await(kCommands[argument % kCommands.size()]);
         break;
-      case Step::kFeed:
+      case 1:
         session.Feed(input.Bytes(argument));
         break;
-      case Step::kFeedMuch:
-        session.Feed(input.Bytes(argument * kMuch));
+      case 2:
+        session.Feed(input.Bytes(argument * 256));
         break;
-      case Step::kGiveUp:
+      default:
         session.lumet.bCommandDone = 1;
-        break;
     }
   }
 }

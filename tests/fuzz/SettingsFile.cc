@@ -3,7 +3,6 @@
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/fuzz/MemoryFile.h"
 
 namespace quillet::fuzz {
 namespace {
