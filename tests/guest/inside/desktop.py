@@ -11,9 +11,12 @@ import time
 
 import evdev
 
+from harness.scanner import Record
+from harness.settings import Settings
+from harness.waiting import wait_until
+
 KIND = sys.argv[1]
 HERE = os.path.dirname(os.path.abspath(__file__))
-DATA = "/Users/Shared/QuilletData"
 TYPED = "/tmp/typed"
 LOG = "/tmp/log.socket"
 PRINTABLE = "".join(map(chr, range(0x20, 0x7F)))
@@ -29,14 +32,6 @@ FINISHED = "-[SyncController SynchronizeFinished]"
 
 def as_root(*command):
     subprocess.run([*([] if os.getuid() == 0 else ["sudo"]), *command], check=True)
-
-
-def wait_until(condition, what, limit=60):
-    end = time.monotonic() + limit
-    while not condition():
-        if time.monotonic() > end:
-            raise AssertionError(f"waited in vain for {what() if callable(what) else what}")
-        time.sleep(0.1)
 
 
 class Log:
@@ -55,15 +50,6 @@ class Log:
             self.lines.append(line.split("]: ", 1)[-1])
 
 
-def save_settings():
-    """Nothing but the data and a line feed, to the frontmost application, upon connecting."""
-    os.makedirs(DATA, exist_ok=True)
-    paste = "1" if KIND == "paste" else "0"
-    text = f"0000110211010{paste}".ljust(256, "0") + "/Applications/TextEdit\r".ljust(128, "0")
-    with open(f"{DATA}/QuilletRegistry.txt", "w", encoding="ascii", newline="") as file:
-        file.write((text + f"{DATA}/out.txt\r").ljust(1023, "0"))
-
-
 def start(name, *command):
     with open(f"/tmp/{name}.out", "w", encoding="ascii") as output:
         return subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
@@ -71,11 +57,8 @@ def start(name, *command):
 
 def start_scanner():
     with open("/tmp/records.csv", "w", encoding="ascii") as table:
-        for record in RECORDS:
-            data = "".join(f"\\x{byte:02x}" if byte not in range(0x20, 0x7F) or byte in b'\\"'
-                           else chr(byte)
-                           for byte in record.encode())
-            table.write(f'0x06,"{data}",2026-11-16 09:15:00\n')
+        table.writelines(Record(6, record.encode(), "2026-11-16 09:15:00").table_line()
+                         for record in RECORDS)
     as_root("bash", f"{HERE}/usb-scanner", "create")
     # A fresh line echoes what it is sent until somebody has opened it, the scanner's end too.
     start("simulator", f"{HERE}/tavo-simulator", "--csv", "/tmp/records.csv", "--device",
@@ -160,7 +143,9 @@ def caps_lock_is_lit():
 
 def main():
     log = Log()
-    save_settings()
+    # The data and a line feed, to the frontmost application, as soon as it is connected.
+    Settings(attach_serial=0, attach_timestamp=0, attach_type=0, data_delimiter=0,
+             record_delimiter=1, destination=2, auto_sync=1, non_english=int(KIND == "paste")).save()
     start_scanner()
     program = start("quillet", f"{HERE}/quillet")
     wait_until(lambda: "-[SyncController ConnectThread]" in log.lines, "the program's start")

@@ -34,14 +34,13 @@ def port_name(terminal):
 
 
 class UsbScanner(Scanner):
-    """A scanner at the socket of this number. The computer's end is what the kernel calls it."""
+    """A scanner on USB. The kernel names the computer's end of the line."""
 
     _LINE = "--device"
 
-    def __init__(self, desktop, records=(), *, number=0, **more):
-        self._number = str(number)
-        as_root("bash", f"{_HERE}/../usb-scanner", "create", self._number)
-        super().__init__(desktop, None, records, node=f"ttyGS{number}", **more)
+    def __init__(self, desktop, records=(), **more):
+        as_root("bash", f"{_HERE}/../usb-scanner", "create")
+        super().__init__(desktop, None, records, node="ttyGS0", **more)
 
     def _has_opened_line(self):
         """Whether that is the last that happened to it."""
@@ -51,8 +50,7 @@ class UsbScanner(Scanner):
         return lines[-1:] != [] and lines[-1].endswith(" # port opened")
 
     def _bind(self, controller):
-        with open(f"/sys/kernel/config/usb_gadget/scanner{self._number}/UDC", "w",
-                  encoding="ascii") as file:
+        with open("/sys/kernel/config/usb_gadget/scanner/UDC", "w", encoding="ascii") as file:
             file.write(f"{controller}\n")
 
     def plug_in(self):
@@ -61,7 +59,7 @@ class UsbScanner(Scanner):
         # A fresh line echoes what it is sent until somebody has opened it, the scanner's end too.
         wait_until(self._has_opened_line, "the scanner to open its line")
         before = modem_terminals()
-        self._bind(f"dummy_udc.{self._number}")
+        self._bind("dummy_udc.0")
         wait_until(lambda: len(modem_terminals()) > len(before), "the computer to see the scanner")
 
     def unplug(self):
@@ -72,7 +70,7 @@ class UsbScanner(Scanner):
     def take_away(self):
         """The socket is as if it had never been there."""
         self.stop()
-        as_root("bash", f"{_HERE}/../usb-scanner", "remove", self._number)
+        as_root("bash", f"{_HERE}/../usb-scanner", "remove")
         wait_until(lambda: not os.path.exists(self.link), f"{self.link} to go")
 
     def sent_bytes(self):

@@ -1,14 +1,12 @@
-"""More than one serial device."""
+"""A serial converter beside the scanner."""
 
 import ctypes
 import os
 import struct
 
-from bus import as_root, modem_terminals, port_name
-from case import OUTPUT, Settings, UsbTest, messages, some_records, wait_until
-from harness.lines import file_text
+from bus import as_root
+from case import UsbTest, messages, wait_until
 
-_OTHER_SERIAL = "2104009999"
 _IN_OPEN = 0x20
 
 
@@ -36,46 +34,6 @@ class Openings:
 
 
 class PortsTest(UsbTest):
-
-    def test_second_scanner_is_listed_and_connected_on_request(self):
-        Settings(filename=OUTPUT).save()
-        records = some_records(5)
-        first = self.plugged_in_scanner()
-        second = self.scanner(records, number=1, serial=_OTHER_SERIAL)
-        second.plug_in()
-        quillet = self.start_connected()
-        self.assertEqual(["ttyACM0", "ttyACM1"], modem_terminals())
-        self.assertEqual([], second.commands())
-        quillet.press("Disconnect")
-        text = messages.disconnected()
-        quillet.wait_for_view(text)
-        quillet.wait_for_ports(["None", port_name("ttyACM0"), port_name("ttyACM1")])
-        quillet.choose_port(2)
-        before = first.commands()
-        quillet.press("Connect")
-        quillet.wait_for_view(text + messages.connecting("ttyACM1", "009999"))
-        quillet.wait_for_title("Quillet V1.25[009999]")
-        self.assertEqual(before, first.commands())
-        quillet.wait_until_attempt_is_over()
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.file_run(5, OUTPUT))
-        self.assert_file(file_text(records, serial=_OTHER_SERIAL))
-
-    def test_second_scanner_comes_and_goes_beside_the_connected_one(self):
-        records = some_records(5)
-        Settings(filename=OUTPUT).save()
-        self.plugged_in_scanner(records)
-        quillet = self.start_connected()
-        second = self.scanner(number=1, serial=_OTHER_SERIAL)
-        second.plug_in()
-        self.log.wait_for("deviceAdded", 2)
-        second.unplug()
-        self.log.wait_for("deviceRemoved", 2)
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.file_run(5, OUTPUT))
-        self.assert_file(file_text(records))
-        quillet.wait_for_ports(["None", "Tavo[005771]"])
-        self.assertEqual([], second.commands())
 
     def test_converter_is_never_opened(self):
         as_root("modprobe", "ftdi_sio")

@@ -29,11 +29,5 @@ class RunsTest(UsbTest):
     def test_burst_of_an_older_scanner(self):
         self.check("old")
 
-    def test_burst_of_the_300_series(self):
-        self.check("300")
-
-    def test_one_by_one_from_an_older_scanner(self):
-        self.check("old", burst_sync=0)
-
     def test_one_by_one_from_the_300_series(self):
         self.check("300", burst_sync=0)

@@ -1,7 +1,7 @@
 """The cable is pulled while something goes on, and put in again."""
 
 from bus import modem_terminals
-from case import OUTPUT, Settings, UsbTest, messages, some_records, wait_until
+from case import OUTPUT, Settings, UsbTest, messages, some_records
 from harness.lines import file_text
 
 _FAILED = messages.ATTEMPT + messages.trying() + messages.FAILED + messages.FAILED_TO_CONNECT
@@ -46,46 +46,6 @@ class UnplugTest(UsbTest):
         quillet.wait_for_view(text + messages.NO_DATA + messages.FINISHED + messages.connected()
                               + messages.CLOCK_SET)
         self.assert_file(file_text(records, settings))
-        quillet.wait_until_attempt_is_over()
-        self.synchronize(records, settings)
-
-    def test_in_the_middle_of_a_record(self):
-        settings = Settings(filename=OUTPUT, burst_sync=0)
-        settings.save()
-        records = some_records(200)
-        scanner = self.plugged_in_scanner(records)
-        quillet = self.start_connected()
-        self.synchronize(records, settings)
-
-        commands = len(scanner.all_commands())
-        before = scanner.sent_bytes()
-        scanner.fault("on p4# 1 truncate 10")
-        quillet.press("Synchronize")
-        self.log.wait_for("-[Lumet SendCommand][p4#:3]", 2)
-        wait_until(lambda: scanner.all_commands()[-1] == "p4#", "record 4 to be asked for")
-        scanner.wait_for_more_sent(before, 10)
-        scanner.unplug()
-        quillet.wait_for_view(messages.RUN_STARTED + "." + messages.disconnected())
-        self.assert_file(file_text(records, settings))
-
-        # The run goes on as soon as the scanner is back, without what was asked for meanwhile. The
-        # rest takes longer than the new connection is given, which comes about behind it.
-        scanner.plug_in()
-        quillet.wait_for_view_end(messages.FINISHED + messages.connected() + messages.CLOCK_SET)
-        asked = [int(command[1:-1], 16) for command in scanner.all_commands()[commands:]
-                 if command.startswith("p")]
-        self.assertEqual([0, 1, 2, 3, 4], asked[:5])
-        self.assertEqual(list(range(asked[5], len(records))), asked[5:])
-        arrived = [records[index] for index in asked if index != 4]
-        self.assert_file(file_text(arrived, settings))
-        self.say(f"{len(arrived)} of {len(records)} records are in the file")
-        # A dot may come before or behind what is said of the attempt.
-        expected = (messages.RUN_STARTED + messages.disconnected() + _FAILED
-                    + messages.file_run(len(arrived), OUTPUT).removeprefix(messages.RUN_STARTED)
-                    + messages.connected() + messages.CLOCK_SET)
-        self.assertEqual(expected.replace(".", ""), quillet.view().replace(".", ""))
-        self.assertEqual(expected.count("."), quillet.view().count("."))
-
         quillet.wait_until_attempt_is_over()
         self.synchronize(records, settings)
 
