@@ -1,8 +1,8 @@
 #pragma once
 
-// What platform/macos calls of Core Foundation, declared anew for builds without the frameworks'
-// own headers. Each was checked against its public declaration; behind it stands the name of the
-// page at developer.apple.com/documentation/corefoundation that describes it.
+// The parts of Core Foundation that platform/macos uses, for builds without the framework's
+// headers. Checked against the public declarations, which the pages of the same names describe at
+// developer.apple.com/documentation/corefoundation.
 
 #include <MacTypes.h>
 
@@ -10,18 +10,18 @@
 extern "C" {
 #endif
 
-typedef long CFIndex;                                   // CFIndex
-typedef unsigned long CFTypeID;                         // CFTypeID
-typedef UInt32 CFStringEncoding;                        // CFStringEncoding
-typedef const void* CFTypeRef;                          // CFTypeRef
-typedef const struct __CFAllocator* CFAllocatorRef;     // CFAllocator
-typedef const struct __CFArray* CFArrayRef;             // CFArray
-typedef const struct __CFDictionary* CFDictionaryRef;   // CFDictionary
-typedef struct __CFDictionary* CFMutableDictionaryRef;  // CFMutableDictionary
-typedef struct __CFRunLoop* CFRunLoopRef;               // CFRunLoop
-typedef struct __CFRunLoopSource* CFRunLoopSourceRef;   // CFRunLoopSource
-typedef const struct __CFString* CFStringRef;           // CFString
-typedef CFStringRef CFRunLoopMode;                      // CFRunLoopMode
+typedef long CFIndex;
+typedef unsigned long CFTypeID;
+typedef UInt32 CFStringEncoding;
+typedef const void* CFTypeRef;
+typedef const struct __CFAllocator* CFAllocatorRef;
+typedef const struct __CFArray* CFArrayRef;
+typedef const struct __CFDictionary* CFDictionaryRef;
+typedef struct __CFDictionary* CFMutableDictionaryRef;
+typedef struct __CFRunLoop* CFRunLoopRef;
+typedef struct __CFRunLoopSource* CFRunLoopSourceRef;
+typedef const struct __CFString* CFStringRef;
+typedef CFStringRef CFRunLoopMode;
 
 // CFArrayCallBacks: the structure's first member says which form it has; the functions behind it
 // are declared by their size only, since nothing here makes such a structure.
@@ -30,41 +30,35 @@ typedef struct {
   const void* functions[4];
 } CFArrayCallBacks;
 
-extern const CFAllocatorRef kCFAllocatorDefault;      // kCFAllocatorDefault
-extern const CFArrayCallBacks kCFTypeArrayCallBacks;  // kCFTypeArrayCallBacks
-extern const CFRunLoopMode kCFRunLoopDefaultMode;     // kCFRunLoopDefaultMode
+extern const CFAllocatorRef kCFAllocatorDefault;
+extern const CFArrayCallBacks kCFTypeArrayCallBacks;
+extern const CFRunLoopMode kCFRunLoopDefaultMode;
 
-enum { kCFStringEncodingUTF8 = 0x08000100 };  // CFStringBuiltInEncodings
+enum { kCFStringEncodingUTF8 = 0x08000100 };
 
-CFTypeRef CFRetain(CFTypeRef object);    // CFRetain
-void CFRelease(CFTypeRef object);        // CFRelease
-CFTypeID CFGetTypeID(CFTypeRef object);  // CFGetTypeID
+CFTypeRef CFRetain(CFTypeRef object);
+void CFRelease(CFTypeRef object);
+CFTypeID CFGetTypeID(CFTypeRef object);
 
-CFTypeID CFStringGetTypeID(void);  // CFStringGetTypeID()
+CFTypeID CFStringGetTypeID(void);
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex count,
-                                    CFStringEncoding encoding,
-                                    Boolean isExternal);  // CFStringCreateWithBytes
-CFIndex CFStringGetLength(CFStringRef string);            // CFStringGetLength
-CFIndex CFStringGetMaximumSizeForEncoding(
-    CFIndex length, CFStringEncoding encoding);  // CFStringGetMaximumSizeForEncoding
+                                    CFStringEncoding encoding, Boolean isExternal);
+CFIndex CFStringGetLength(CFStringRef string);
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
-                           CFStringEncoding encoding);  // CFStringGetCString
+                           CFStringEncoding encoding);
 
 CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex count,
-                         const CFArrayCallBacks* callBacks);             // CFArrayCreate
-CFIndex CFArrayGetCount(CFArrayRef array);                               // CFArrayGetCount
-const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex position);  // CFArrayGetValueAtIndex
+                         const CFArrayCallBacks* callBacks);
+CFIndex CFArrayGetCount(CFArrayRef array);
+const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex position);
 
-const void* CFDictionaryGetValue(CFDictionaryRef dictionary,
-                                 const void* key);  // CFDictionaryGetValue
-void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key,
-                          const void* value);  // CFDictionarySetValue
+const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
+void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
 
-CFRunLoopRef CFRunLoopGetCurrent(void);  // CFRunLoopGetCurrent()
-void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source,
-                        CFRunLoopMode mode);  // CFRunLoopAddSource
-void CFRunLoopRemoveSource(CFRunLoopRef loop, CFRunLoopSourceRef source,
-                           CFRunLoopMode mode);  // CFRunLoopRemoveSource
+CFRunLoopRef CFRunLoopGetCurrent(void);
+void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode);
+void CFRunLoopRemoveSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode);
 
 #ifdef __cplusplus
 }

@@ -1,9 +1,8 @@
 #pragma once
 
-// What platform/macos calls of Quartz event services, declared anew for builds without the
-// framework's own headers. Each was checked against its public declaration; behind it stands the
-// name of the page at developer.apple.com/documentation/coregraphics (Quartz Event Services) that
-// describes it.
+// The parts of Quartz event services that platform/macos uses, for builds without the framework's
+// headers. Checked against the public declarations, which the pages of the same names describe at
+// developer.apple.com/documentation/coregraphics.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdbool.h>
@@ -13,20 +12,19 @@
 extern "C" {
 #endif
 
-typedef struct __CGEvent* CGEventRef;              // CGEvent
-typedef struct __CGEventSource* CGEventSourceRef;  // CGEventSource
-typedef uint16_t CGKeyCode;                        // CGKeyCode
-typedef uint64_t CGEventFlags;                     // CGEventFlags
-typedef int32_t CGEventSourceStateID;              // CGEventSourceStateID
-typedef uint32_t CGEventTapLocation;               // CGEventTapLocation
+typedef struct __CGEvent* CGEventRef;
+typedef struct __CGEventSource* CGEventSourceRef;
+typedef uint16_t CGKeyCode;
+typedef uint64_t CGEventFlags;
+typedef int32_t CGEventSourceStateID;
+typedef uint32_t CGEventTapLocation;
 
-CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state);  // CGEventSourceCreate
-CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode key,
-                                      bool down);            // CGEventCreateKeyboardEvent
-void CGEventSetFlags(CGEventRef event, CGEventFlags flags);  // CGEventSetFlags
-void CGEventPost(CGEventTapLocation tap, CGEventRef event);  // CGEventPost
-bool CGPreflightPostEventAccess(void);                       // CGPreflightPostEventAccess()
-bool CGRequestPostEventAccess(void);                         // CGRequestPostEventAccess()
+CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state);
+CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode key, bool down);
+void CGEventSetFlags(CGEventRef event, CGEventFlags flags);
+void CGEventPost(CGEventTapLocation tap, CGEventRef event);
+bool CGPreflightPostEventAccess(void);
+bool CGRequestPostEventAccess(void);
 
 #ifdef __cplusplus
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-// What platform/macos calls of the File Manager and Launch Services, declared anew for builds
-// without the framework's own headers. Each was checked against its public declaration; behind it
-// stands the name of the page at developer.apple.com/documentation/coreservices that describes it.
+// The parts of the File Manager and Launch Services that platform/macos uses, for builds without
+// the framework's headers. Checked against the public declarations, which the pages of the same
+// names describe at developer.apple.com/documentation/coreservices.
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -15,8 +15,8 @@ typedef struct FSRef {
   UInt8 hidden[80];
 } FSRef;
 
-typedef OptionBits LSLaunchFlags;  // LSLaunchFlags
-typedef struct AEDesc AppleEvent;  // AppleEvent
+typedef OptionBits LSLaunchFlags;
+typedef struct AEDesc AppleEvent;
 
 // LSApplicationParameters. Its public declaration stands between "#pragma pack(push, 2)" and
 // "#pragma pack(pop)".
@@ -38,9 +38,8 @@ static_assert(__builtin_offsetof(LSApplicationParameters, application) == 12);
 static_assert(sizeof(LSApplicationParameters) == 52);
 #endif
 
-OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory);  // FSPathMakeRef
-OSStatus LSOpenApplication(const LSApplicationParameters* parameters,
-                           ProcessSerialNumber* process);  // LSOpenApplication
+OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory);
+OSStatus LSOpenApplication(const LSApplicationParameters* parameters, ProcessSerialNumber* process);
 
 #ifdef __cplusplus
 }

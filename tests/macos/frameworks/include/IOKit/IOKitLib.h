@@ -1,8 +1,8 @@
 #pragma once
 
-// What platform/macos calls of I/O Kit, declared anew for builds without the framework's own
-// headers. Each was checked against its public declaration; behind it stands the name of the page
-// at developer.apple.com/documentation/iokit (IOKitLib.h) that describes it.
+// The parts of I/O Kit that platform/macos uses, for builds without the framework's headers.
+// Checked against the public declarations, which the pages of the same names describe at
+// developer.apple.com/documentation/iokit.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <mach/mach.h>
@@ -11,39 +11,36 @@
 extern "C" {
 #endif
 
-typedef mach_port_t io_object_t;                           // io_object_t
-typedef io_object_t io_iterator_t;                         // io_iterator_t
-typedef io_object_t io_service_t;                          // io_service_t
-typedef io_object_t io_registry_entry_t;                   // io_registry_entry_t
-typedef UInt32 IOOptionBits;                               // IOOptionBits
-typedef char io_name_t[128];                               // io_name_t
-typedef struct IONotificationPort* IONotificationPortRef;  // IONotificationPortRef
-typedef void (*IOServiceMatchingCallback)(void* context,
-                                          io_iterator_t iterator);  // IOServiceMatchingCallback
+typedef mach_port_t io_object_t;
+typedef io_object_t io_iterator_t;
+typedef io_object_t io_service_t;
+typedef io_object_t io_registry_entry_t;
+typedef UInt32 IOOptionBits;
+typedef char io_name_t[128];
+typedef struct IONotificationPort* IONotificationPortRef;
+typedef void (*IOServiceMatchingCallback)(void* context, io_iterator_t iterator);
 
-#define IO_OBJECT_NULL ((io_object_t)0)  // IO_OBJECT_NULL
+#define IO_OBJECT_NULL ((io_object_t)0)
 
-extern const mach_port_t kIOMasterPortDefault;  // kIOMasterPortDefault
+extern const mach_port_t kIOMasterPortDefault;
 
-kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort);  // IOMasterPort
-CFMutableDictionaryRef IOServiceMatching(const char* name);  // IOServiceMatching
+kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort);
+CFMutableDictionaryRef IOServiceMatching(const char* name);
 
-// Consumes one reference to the dictionary. IOServiceGetMatchingServices
+// Consumes one reference to the dictionary.
 kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort, CFDictionaryRef matching,
                                            io_iterator_t* existing);
 
-io_object_t IOIteratorNext(io_iterator_t iterator);  // IOIteratorNext
-kern_return_t IOObjectRelease(io_object_t object);   // IOObjectRelease
+io_object_t IOIteratorNext(io_iterator_t iterator);
+kern_return_t IOObjectRelease(io_object_t object);
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
-                                          CFAllocatorRef allocator,
-                                          IOOptionBits options);  // IORegistryEntryCreateCFProperty
+                                          CFAllocatorRef allocator, IOOptionBits options);
 
-IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort);  // IONotificationPortCreate
-void IONotificationPortDestroy(IONotificationPortRef port);  // IONotificationPortDestroy
-CFRunLoopSourceRef IONotificationPortGetRunLoopSource(
-    IONotificationPortRef port);  // IONotificationPortGetRunLoopSource
+IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort);
+void IONotificationPortDestroy(IONotificationPortRef port);
+CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port);
 
-// Consumes one reference to the dictionary, also when it fails. IOServiceAddMatchingNotification
+// Consumes one reference to the dictionary, also when it fails.
 kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const io_name_t kind,
                                                CFDictionaryRef matching,
                                                IOServiceMatchingCallback callback, void* context,
