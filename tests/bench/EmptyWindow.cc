@@ -21,6 +21,7 @@
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <tuple>
 
 namespace {
 
@@ -33,29 +34,18 @@ QComboBox* List(std::initializer_list<const char*> entries) {
 void AddSettings(QWidget* parent) {
   auto* dialog = new QDialog(parent);
   auto* column = new QVBoxLayout(dialog);
-  const auto group = [&](const char* title) {
-    auto* box = new QGroupBox(QString::fromUtf8(title));
-    column->addWidget(box);
-    return new QFormLayout(box);
-  };
-  QFormLayout* form = group("Line");
-  for (const char* name : {"Symbology", "Serial number", "Time"}) {
-    form->addRow(new QCheckBox(QString::fromUtf8(name)));
+  for (const auto& [boxes, lists, others] :
+       {std::tuple(3, 4, 0), {0, 1, 1}, {6, 0, 0}, {0, 0, 2}}) {
+    auto* group = new QGroupBox(QStringLiteral("Group"));
+    auto* form = new QFormLayout(group);
+    column->addWidget(group);
+    for (int i = 0; i < boxes; ++i) form->addRow(new QCheckBox(QStringLiteral("Choice")));
+    for (int i = 0; i < lists; ++i) form->addRow("List", List({"One", "Two", "Three", "Four"}));
+    if (others == 1) form->addRow("Path", new QLineEdit);
+    if (others == 1) form->addRow(new QPushButton(QStringLiteral("Browse")));
+    if (others == 2) form->addRow(new QPlainTextEdit);
+    if (others == 2) form->addRow(new QPlainTextEdit);
   }
-  for (const char* name : {"Order", "Position", "Fields", "Records"}) {
-    form->addRow(QString::fromUtf8(name), List({"One", "Two", "Three", "Four", "Five"}));
-  }
-  form = group("Destination");
-  form->addRow(QStringLiteral("To"), List({"File", "View", "Front", "Application"}));
-  form->addRow(QStringLiteral("Path"), new QLineEdit);
-  form->addRow(new QPushButton(QStringLiteral("Browse")));
-  form = group("Scanner");
-  for (const char* name : {"Clock", "Erase", "Burst", "Automatic", "Append", "Paste"}) {
-    form->addRow(new QCheckBox(QString::fromUtf8(name)));
-  }
-  form = group("Sample");
-  form->addRow(new QPlainTextEdit);
-  form->addRow(new QPlainTextEdit);
   column->addWidget(new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel));
 }
 

@@ -9,15 +9,19 @@
 //   syslog   the same run with this system's syslog(3), beside the same poll: where there is no log
 //            daemon each line costs a search for one
 //   paced    once: the run at 115200 bit/s, beside the time that its line needs
+//   record   instead of these, with "singly": from one record composed to the next, records being
+//            requested one by one, beside the pauses that are part of the protocol: a millisecond
+//            for each byte of the command and the poll of 0.1 s for its answer
 //
-// Usage: run_bench [ROUNDS [RECORDS]]
+// Usage: run_bench [ROUNDS [RECORDS]] | run_bench singly
 
 #include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
-#include <vector>
+#include <string_view>
 
 #include "platform/posix/SyslogLog.h"
 #include "tests/bench/Figure.h"
@@ -106,16 +110,38 @@ class BarePoll {
   const int line_;
 };
 
+// The scanner answers after 20 ms: one that answers within the pause after the last byte of its
+// command needs no poll.
+void MeasureSingly(SystemLog& log) {
+  constexpr std::size_t kRecords = 100;
+  WholeProgram program(StartScanner(kRecords, 0, std::chrono::milliseconds(20)), log, false);
+  program.StartRun();
+  Clock::time_point last;
+  for (std::size_t i = 0; i < kRecords; ++i) {
+    Await([&] { return static_cast<std::size_t>(program.records()) > i; });
+    const auto composed = Clock::now();
+    char command[32];
+    const double bytes = std::snprintf(command, sizeof command, "p%zx#", i);
+    if (i > 0) PrintFigure("record", Seconds(composed - last), 0.1 + 0.001 * bytes);
+    last = composed;
+  }
+  program.AwaitEndOfRun();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  static auto& unheard = *new platform::posix::SyslogLog;
+  if (argc > 1 && std::string_view(argv[1]) == "singly") {
+    MeasureSingly(unheard);
+    _exit(0);
+  }
   const std::size_t rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 15;
   const std::size_t records = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 20000;
   static const LogListener listener;
   static NoLog nowhere;
   static auto& log =
       *new platform::posix::SyslogLog([](std::string_view message) { listener.Send(message); });
-  static auto& unheard = *new platform::posix::SyslogLog;
 
   BarePoll bare(StartScanner(records, 0));
   Collector usual(StartScanner(records, 0), log);

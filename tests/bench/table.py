@@ -103,7 +103,7 @@ class Bench:
         self._gather(self._run(self._program("run_bench")))
 
     def records(self):
-        self._gather(self._run(self._program("record_bench")))
+        self._gather(self._run(self._program("run_bench"), "singly"))
 
     def ports(self):
         output = self._run("umockdev-wrapper", self._program("ports_bench"))

@@ -124,38 +124,34 @@ class GarbageTest(FaultTest):
                 self.clear()
                 self.synchronize()
 
-    def test_lengths_within_a_burst(self):
+    def check_lengths(self, command, head, check, **settings):
+        """Answers a command with each frame. A run with it ends, and the next one is complete."""
         for model, frames in _FRAMES.items():
-            scanner = self.begin(some_records(3), scanner={"model": model})
+            scanner = self.begin(some_records(3), scanner={"model": model}, **settings)
             self.start_connected()
             for frame in frames:
                 with self.subTest(model=model, frame=frame.hex()):
-                    scanner.fault(f"on P 1 answer 00 00 {len(frame) + 3:02x} {frame.hex(' ')}")
+                    scanner.fault(f"on {command} 1 answer {head} 00 00 {len(frame) + 3:02x} "
+                                  f"{frame.hex(' ')}")
                     self.quillet.press("Synchronize")
                     self.quillet.wait_for_view_end(messages.FINISHED)
+                    check()
                     self.clear()
             self.synchronize()
             self.end_program()
 
+    def test_lengths_within_a_burst(self):
+        self.check_lengths("P", "", lambda: None)
+
     def test_lengths_within_a_record(self):
-        # The record's frame is right; so the records around it arrive unchanged.
-        for model, frames in _FRAMES.items():
-            scanner = self.begin(some_records(3), burst_sync=0, scanner={"model": model})
-            self.start_connected()
+        def check():
+            # The record's frame is right; so the records around it arrive unchanged.
+            self.assertEqual(messages.file_run(3, PATH), self.quillet.view())
             first, _, last = self.text().splitlines(keepends=True)
-            for frame in frames:
-                with self.subTest(model=model, frame=frame.hex()):
-                    scanner.fault(
-                        f"on p1# 1 answer 03 00 00 {len(frame) + 3:02x} {frame.hex(' ')}")
-                    self.quillet.press("Synchronize")
-                    self.quillet.wait_for_view(messages.file_run(3, PATH))
-                    with open(PATH, encoding="utf-8", errors="surrogateescape",
-                              newline="") as file:
-                        text = file.read()
-                    self.assertEqual((first, last), (text[:len(first)], text[-len(last):]))
-                    self.clear()
-            self.synchronize()
-            self.end_program()
+            with open(PATH, encoding="utf-8", errors="surrogateescape", newline="") as file:
+                text = file.read()
+            self.assertEqual((first, last), (text[:len(first)], text[-len(last):]))
+        self.check_lengths("p1#", "03", check, **_SINGLY)
 
     def check_more_than_fits(self, run, left, **settings):
         """A burst can announce four times the room. What does not fit is left out, and the number

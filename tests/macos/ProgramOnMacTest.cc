@@ -56,25 +56,6 @@ TEST_F(ProgramOnMacTest, ScannersAreListedByNameUpToAHyphen) {
   EXPECT_EQ(controller.path[1].Get(), folder / "usbmodem14");
 }
 
-TEST_F(ProgramOnMacTest, NotificationsAreArmedAndDisarmedInOrder) {
-  Launch();
-  controller.stopNotification();
-  TheMac().calls.clear();
-  controller.startNotification();
-  EXPECT_EQ(TheMac().calls,
-            (Texts{"IONotificationPortCreate", "CFRunLoopAddSource",
-                   "IOServiceMatching IOSerialBSDClient",
-                   "IOServiceAddMatchingNotification IOServiceFirstMatch IOSerialStream",
-                   "IOIteratorNext: no more",
-                   "IOServiceAddMatchingNotification IOServiceTerminate IOSerialStream",
-                   "IOIteratorNext: no more"}));
-  TheMac().calls.clear();
-  controller.stopNotification();
-  EXPECT_EQ(TheMac().calls, (Texts{"IOObjectRelease iterator IOServiceFirstMatch",
-                                   "IOObjectRelease iterator IOServiceTerminate",
-                                   "CFRunLoopRemoveSource", "IONotificationPortDestroy"}));
-}
-
 TEST_F(ProgramOnMacTest, EachPlugAndUnplugIsNotified) {
   Launch();
   for (int round = 0; round < 3; ++round) {

@@ -11,30 +11,19 @@ class TwoDevicesTest(SystemTest):
     def second_scanner(self, records=()):
         return self.scanner(records, serial=_OTHER_SERIAL, node="ttyACM1", place="3-2:1.0")
 
-    def start_connected_to_second(self):
-        """The first port has no terminal behind it, and so the second one is connected."""
-        self.devices.add_scanner("ttyACM0", "3-1:1.0")
-        second = self.second_scanner()
-        second.plug_in()
-        quillet = self.start()
-        quillet.wait_for_view(messages.STARTED + messages.ATTEMPT
-                              + "Trying to connect /dev/ttyACM0: Failed\n"
-                              + "Trying to connect /dev/ttyACM1: \n"
-                              + "Connected to Tavo[009999]\n" + messages.CLOCK_SET)
-        quillet.wait_for_ports(["None", "Tavo[009999]"])
-        quillet.wait_until_attempt_is_over()
-        return second
+    def wait_until_second_is_connected(self):
+        self.quillet.wait_for_view(messages.STARTED + messages.ATTEMPT
+                                   + "Trying to connect /dev/ttyACM0: Failed\n"
+                                   + "Trying to connect /dev/ttyACM1: \n"
+                                   + "Connected to Tavo[009999]\n" + messages.CLOCK_SET)
+        self.quillet.wait_for_ports(["None", "Tavo[009999]"])
+        self.quillet.wait_until_attempt_is_over()
 
     def test_silent_scanner_is_given_up_for_the_next_one(self):
         self.plugged_in_scanner(faults=["on any ignore"])
-        second = self.second_scanner()
-        second.plug_in()
-        quillet = self.start()
-        quillet.wait_for_view(messages.STARTED + messages.ATTEMPT
-                              + "Trying to connect /dev/ttyACM0: Failed\n"
-                              + "Trying to connect /dev/ttyACM1: \n"
-                              + "Connected to Tavo[009999]\n" + messages.CLOCK_SET)
-        quillet.wait_for_ports(["None", "Tavo[009999]"])
+        self.second_scanner().plug_in()
+        self.start()
+        self.wait_until_second_is_connected()
 
     def test_first_port_is_connected_and_the_other_on_request(self):
         Settings(filename=f"{FOLDER}/out.txt").save()
@@ -86,36 +75,33 @@ class TwoDevicesTest(SystemTest):
 
     def test_unrelated_device_going_ends_a_connection_on_the_second_port(self):
         converter = self.devices.add_converter()
-        second = self.start_connected_to_second()
+        self.devices.add_scanner("ttyACM0", "3-1:1.0")  # without a terminal
+        second = self.second_scanner()
+        second.plug_in()
+        self.start()
+        self.wait_until_second_is_connected()
         self.devices.remove(converter)
         self.quillet.wait_for_view(messages.disconnected("009999"))
         self.quillet.wait_for_ports(["None", "usbmodem310", "usbmodem320"])
         self.quillet.wait_for_connect_label("Connect")
         self.assertEqual(["W", "M", "V", "w1#", "C"], second.commands())
 
-    def test_unrelated_device_coming_and_going_leaves_the_only_scanner_connected(self):
+    def test_other_device_coming_and_going_leaves_the_only_scanner_connected(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start_connected()
         before = scanner.commands()
         converter = self.devices.add_converter()
         self.log.wait_for("USB Serial Converter-ttyUSB0")
         self.devices.remove(converter)
-        self.log.wait_for("deviceRemoved", 2)  # once when it began to listen
+        self.log.wait_for("deviceRemoved", 2)  # the first is logged when the program begins to listen
+        second = self.second_scanner()
+        second.plug_in()
+        self.log.wait_for("deviceAdded", 3)
+        quillet.wait_for_ports(["None", "Tavo[005771]"])
+        second.unplug()
+        self.log.wait_for("deviceRemoved", 3)
         quillet.press("Synchronize")
         quillet.wait_for_view(messages.EMPTY_RUN)
         self.assertEqual([*before, "W", "N", "GS1", "GS0"], scanner.commands())
-        quillet.wait_for_ports(["None", "Tavo[005771]"])
-
-    def test_second_scanner_coming_and_going_leaves_the_first_connected(self):
-        self.plugged_in_scanner()
-        quillet = self.start_connected()
-        second = self.second_scanner()
-        second.plug_in()
-        self.log.wait_for("deviceAdded", 2)
-        quillet.wait_for_ports(["None", "Tavo[005771]"])
-        second.unplug()
-        self.log.wait_for("deviceRemoved", 2)
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.EMPTY_RUN)
         quillet.wait_for_ports(["None", "Tavo[005771]"])
         self.assertEqual([], second.commands())

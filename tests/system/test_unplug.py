@@ -5,7 +5,6 @@ from harness.lines import file_text
 from harness.waiting import wait_until
 
 _PATH = f"{FOLDER}/out.txt"
-_START_CHAIN = ["W", "M", "V", "w1#", "C"]
 _FAILED_ATTEMPT = (messages.ATTEMPT + messages.trying() + messages.FAILED
                    + messages.FAILED_TO_CONNECT)
 
@@ -121,25 +120,6 @@ class UnplugTest(SystemTest):
         quillet.press("Synchronize")
         quillet.wait_for_view(messages.EMPTY_RUN)
         self.assert_no_stray_files(_PATH)
-
-    def test_unanswered_command_blocks_until_an_answer_comes(self):
-        scanner = self.plugged_in_scanner(faults=["on V 1 silence"])
-        quillet = self.start()
-        text = messages.STARTED + _FAILED_ATTEMPT
-        quillet.wait_for_view(text)
-        self.assertEqual(["W", "M", "V"], scanner.commands())
-
-        quillet.wait_until_attempt_is_over()
-        quillet.press("Connect")
-        text = messages.ATTEMPT + messages.trying() + messages.FAILED
-        quillet.wait_for_view(text)
-        self.assertEqual(["W", "M", "V"], scanner.commands())
-
-        # The late answer lets the waiting commands go, and the scanner is connected after all.
-        scanner.fault('at 0ms send "0.00.41000@"')
-        quillet.wait_for_view(text + messages.connected() + messages.CLOCK_SET)
-        quillet.wait_for_connect_label("Disconnect")
-        self.assertEqual(["W", "M", "V", *_START_CHAIN], scanner.commands())
 
     def test_scanner_that_wakes_late_is_connected_by_hand(self):
         scanner = self.plugged_in_scanner(
