@@ -31,6 +31,14 @@ class FaultTest(SystemTest):
         self.model = (scanner or {}).get("model", "old")
         return self.plugged_in_scanner(records, **scanner or {})
 
+    def begin_connected(self, count, *faults, **more):
+        """Begins with as many records and starts the program; then the faults are in effect."""
+        scanner = self.begin(some_records(count), **more)
+        self.start_connected()
+        for fault in faults:
+            scanner.fault(fault)
+        return scanner
+
     def text(self, records=None, serial="2104005771"):
         """The file's expected content for the records, by default for all."""
         records = self.records if records is None else records
@@ -59,13 +67,10 @@ class FaultTest(SystemTest):
     def check_lost_run(self, faults, wait, **settings):
         """A run that a fault keeps from ending harms and erases nothing. After a restart the next
         run is complete."""
-        scanner = self.begin(some_records(3), clear_memory=1, **settings)
-        quillet = self.start_connected()
-        for fault in faults:
-            scanner.fault(fault)
-        quillet.press("Synchronize")
-        wait(quillet)
-        self.assertEqual(messages.RUN_STARTED, quillet.view().rstrip("."))
+        scanner = self.begin_connected(3, *faults, clear_memory=1, **settings)
+        self.quillet.press("Synchronize")
+        wait(self.quillet)
+        self.assertEqual(messages.RUN_STARTED, self.quillet.view().rstrip("."))
         self.assert_old_file()
         self.assertEqual(3, scanner.record_count())
         self.restart()

@@ -52,19 +52,15 @@ class GarbageTest(FaultTest):
         self.assert_file(PATH, self.text(serial="xx21040057"))
 
     def test_before_the_count(self):
-        scanner = self.begin(some_records(3))
-        self.start_connected()
-        scanner.fault("on N 1 before ff")
+        self.begin_connected(3, "on N 1 before ff")
         self.synchronize()
 
     def test_before_the_count_one_by_one(self):
         # The number is negative then: nothing is asked for, and what is there is erased.
-        scanner = self.begin(some_records(3), burst_sync=0, clear_memory=1)
-        quillet = self.start_connected()
-        scanner.fault("on N 1 before ff")
+        scanner = self.begin_connected(3, "on N 1 before ff", burst_sync=0, clear_memory=1)
         before = scanner.commands()
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.EMPTY_RUN)
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(messages.EMPTY_RUN)
         self.assert_old_file()
         scanner.wait_for_commands([*before, "W", "N", "GS1", "GS0", "E"])
         self.assertEqual(0, scanner.record_count())
@@ -90,18 +86,14 @@ class GarbageTest(FaultTest):
 
     def test_pause_in_a_count_that_holds_the_end_of_an_answer(self):
         # 33 is 0x21, an exclamation mark; the last byte answers what is asked next.
-        scanner = self.begin(some_records(33))
-        self.start_connected()
-        scanner.fault("on N 1 chunks 4 250")
+        self.begin_connected(33, "on N 1 chunks 4 250")
         self.synchronize()
 
     def test_between_the_records_of_a_burst(self):
         # It counts as a record of its own that is longer than what is left.
-        scanner = self.begin(some_records(3))
-        quillet = self.start_connected()
-        scanner.fault(f"on P 1 within {_FIRST_RECORD} ff")
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.file_run(2, PATH))
+        self.begin_connected(3, f"on P 1 within {_FIRST_RECORD} ff")
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(messages.file_run(2, PATH))
         with open(PATH, encoding="utf-8", newline="") as file:
             self.assertEqual(self.text(self.records[:1]), file.readline())
         self.clear()
@@ -110,8 +102,7 @@ class GarbageTest(FaultTest):
     def test_burst_that_says_it_is_shorter(self):
         # By one byte and by a record. The complete records arrive complete.
         size = 3 + 3 * 19
-        scanner = self.begin(some_records(3))
-        self.start_connected()
+        scanner = self.begin_connected(3)
         for length, count in ((size - 1, 3), (size - 19, 2)):
             with self.subTest(length):
                 scanner.fault(f"on P 1 length {length}")

@@ -28,17 +28,16 @@ class PiecesTest(FaultTest):
         self.check_runs(_ONE_BY_ONE, 4 + 3 + 13 + 4)
 
     def test_start_in_pieces_of_every_size(self):
-        scanner = self.begin(some_records(2))
-        quillet = self.start_connected()
+        scanner = self.begin_connected(2)
         for size in range(1, len("2104005771@")):
-            quillet.press("Disconnect")
-            quillet.wait_for_view(messages.disconnected())
-            quillet.wait_for_connect_label("Connect")
+            self.quillet.press("Disconnect")
+            self.quillet.wait_for_view(messages.disconnected())
+            self.quillet.wait_for_connect_label("Connect")
             for command in CHAIN:
                 scanner.fault(f"on {command} 1 chunks {size} 1")
-            quillet.choose_port(1)
-            quillet.press("Connect")
-            quillet.wait_for_view(messages.disconnected() + messages.connecting())
-            quillet.wait_for_connect_label("Disconnect")
+            self.quillet.choose_port(1)
+            self.quillet.press("Connect")
+            self.quillet.wait_for_view(messages.disconnected() + messages.connecting())
+            self.quillet.wait_for_connect_label("Disconnect")
             self.clear()
         self.synchronize()

@@ -13,25 +13,24 @@ _IN_TIME_MS = 4500
 class SilenceTest(FaultTest):
 
     def test_each_command_of_the_start(self):
-        scanner = self.begin(some_records(3))
-        quillet = self.start_connected()
+        scanner = self.begin_connected(3)
         for command, answer in _LATE.items():
             with self.subTest(command):
-                quillet.press("Disconnect")
-                quillet.wait_for_view(messages.disconnected())
-                quillet.wait_for_connect_label("Connect")
+                self.quillet.press("Disconnect")
+                self.quillet.wait_for_view(messages.disconnected())
+                self.quillet.wait_for_connect_label("Connect")
                 before = len(scanner.commands())
                 scanner.fault(f"on {command} 1 silence")
-                quillet.choose_port(1)
-                quillet.press("Connect")
+                self.quillet.choose_port(1)
+                self.quillet.press("Connect")
                 text = messages.disconnected() + messages.ATTEMPT + messages.trying()
-                quillet.wait_for_view(text + messages.FAILED)
+                self.quillet.wait_for_view(text + messages.FAILED)
                 sent = CHAIN[:CHAIN.index(command) + 1]
                 self.assertEqual(sent, scanner.commands()[before:])
                 scanner.fault(f"at 0ms send {answer}")
-                quillet.wait_for_view(text + messages.FAILED + messages.connected()
+                self.quillet.wait_for_view(text + messages.FAILED + messages.connected()
                                       + messages.CLOCK_SET)
-                quillet.wait_for_connect_label("Disconnect")
+                self.quillet.wait_for_connect_label("Disconnect")
                 self.clear()
         self.synchronize()
 
@@ -55,17 +54,16 @@ class SilenceTest(FaultTest):
 
     def check_late(self, delay):
         """Answers of a run that are late by so much change nothing but how long it takes."""
-        scanner = self.begin(some_records(3), clear_memory=1)
-        quillet = self.start_connected()
+        scanner = self.begin_connected(3, clear_memory=1)
         for command in ("N", "GS1", "GS0", "E"):
             scanner.fault(f"on {command} 1 delay {delay}")
         before = scanner.commands()
-        quillet.press("Synchronize")
-        quillet.wait_for_view(erasing_run(3))
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(erasing_run(3))
         self.assert_file(PATH, self.text())
         scanner.wait_for_commands([*before, *BURST, "E"])
-        quillet.press("Synchronize")
-        quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
         self.assert_file(PATH, self.text())
 
     def test_answers_of_a_run_just_in_time(self):
@@ -75,15 +73,13 @@ class SilenceTest(FaultTest):
         self.check_late(_TOO_LATE_MS)
 
     def test_unanswered_end_of_a_run_keeps_its_records_until_an_answer_comes(self):
-        scanner = self.begin(some_records(3))
-        quillet = self.start_connected()
-        scanner.fault("on GS0 1 silence")
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.RUN_STARTED + ".")
-        quillet.wait_for_silence("Received 3 records")
+        scanner = self.begin_connected(3, "on GS0 1 silence")
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(messages.RUN_STARTED + ".")
+        self.quillet.wait_for_silence("Received 3 records")
         self.assert_old_file()
         scanner.fault(END_OF_ANSWER)
-        quillet.wait_for_view(messages.file_run(3, PATH))
+        self.quillet.wait_for_view(messages.file_run(3, PATH))
         self.assert_file(PATH, self.text())
 
     def test_record_that_is_not_answered_is_left_out(self):
@@ -99,9 +95,7 @@ class SilenceTest(FaultTest):
         self.synchronize()
 
     def test_record_just_in_time(self):
-        scanner = self.begin(some_records(4), burst_sync=0)
-        self.start_connected()
-        scanner.fault(f"on p1# 1 delay {_IN_TIME_MS}")
+        self.begin_connected(4, f"on p1# 1 delay {_IN_TIME_MS}", burst_sync=0)
         self.synchronize()
 
     def test_record_too_late(self):
@@ -111,8 +105,7 @@ class SilenceTest(FaultTest):
                             burst_sync=0)
 
     def test_wake_up_just_in_time_and_too_late(self):
-        scanner = self.begin(some_records(4))
-        self.start_connected()
+        scanner = self.begin_connected(4)
         for delay in (400, 700):
             scanner.fault(f"on W 1 delay {delay}")
             self.synchronize()
@@ -129,17 +122,15 @@ class SilenceTest(FaultTest):
             ("on P 1 silence", "Waiting for 3 records", {}))
 
     def test_erasing(self):
-        scanner = self.begin(some_records(3), clear_memory=1)
-        quillet = self.start_connected()
-        scanner.fault("on E 1 silence")
-        quillet.press("Synchronize")
-        quillet.wait_for_view(erasing_run(3))
+        scanner = self.begin_connected(3, "on E 1 silence", clear_memory=1)
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(erasing_run(3))
         self.assert_file(PATH, self.text())
         # The next run waits for the answer too.
-        quillet.press("Synchronize")
-        quillet.wait_for_silence("Asking the scanner for its records")
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_silence("Asking the scanner for its records")
         scanner.fault(END_OF_ANSWER)
-        quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
+        self.quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
         self.assert_file(PATH, self.text())
 
     def check_clock_answered_late(self, delay, text):

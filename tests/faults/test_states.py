@@ -22,24 +22,14 @@ class StatesTest(FaultTest):
                          if line.startswith("-[SyncController updatePortList:]")], lines[at:])
         self.assert_old_file()
 
-    def begin_connected(self, count=3, **settings):
-        scanner = self.begin(some_records(count), **settings)
-        self.start_connected()
-        return scanner
-
-    def start_run(self, scanner, *faults):
-        for fault in faults:
-            scanner.fault(fault)
-        self.quillet.press("Synchronize")
-
     def test_connected(self):
-        scanner = self.begin_connected()
+        scanner = self.begin_connected(3)
         self.check_close()
         self.assertIn("port closed", scanner.transcript())
         self.assertEqual(CHAIN, scanner.commands())
 
     def test_disconnected(self):
-        self.begin_connected()
+        self.begin_connected(3)
         self.quillet.press("Disconnect")
         self.quillet.wait_for_view(messages.disconnected())
         self.check_close()
@@ -61,36 +51,37 @@ class StatesTest(FaultTest):
         self.check_close()
 
     def test_in_a_burst(self):
-        scanner = self.begin_connected(130)
-        self.start_run(scanner, "on P chunks 10 20")
+        scanner = self.begin_connected(130, "on P chunks 10 20")
+        self.quillet.press("Synchronize")
         scanner.wait_for_commands([*CHAIN, *BURST[:4]])
         self.check_close()
 
     def test_one_by_one(self):
         scanner = self.begin_connected(130, burst_sync=0)
-        self.start_run(scanner)
+        self.quillet.press("Synchronize")
         self.quillet.wait_for_view(messages.RUN_STARTED + ".")
         self.check_close()
         self.assertNotIn("GS0", scanner.commands())
 
     def test_unplugged_in_a_burst(self):
-        scanner = self.begin_connected(130)
-        self.start_run(scanner, "on P 1 chunks 10 20", "after-sent 500 unplug")
+        scanner = self.begin_connected(130, "on P 1 chunks 10 20", "after-sent 500 unplug")
+        self.quillet.press("Synchronize")
         scanner.wait_until_line_is_down()
         self.check_close()
 
     def test_waiting_for_the_end_of_a_run(self):
-        self.start_run(self.begin_connected(), "on GS0 1 silence")
+        self.begin_connected(3, "on GS0 1 silence")
+        self.quillet.press("Synchronize")
         self.quillet.wait_for_view(messages.RUN_STARTED + ".")
         self.check_close()
 
     def test_settings_open(self):
-        self.begin_connected()
+        self.begin_connected(3)
         SettingsWindow(self.desktop, self.quillet).open()
         self.check_close()
 
     def test_file_panel_open(self):
-        self.begin_connected()
+        self.begin_connected(3)
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()
         window.open_panel()
@@ -101,7 +92,8 @@ class StatesTest(FaultTest):
         self.check_close()
 
     def check_delivering(self, **settings):
-        self.start_run(self.begin_connected(100, destination=2, **settings))
+        self.begin_connected(100, destination=2, **settings)
+        self.quillet.press("Synchronize")
         self.log.wait_for("-[SyncController DisplayBarcode:]", times=3)
         self.check_close()
 
@@ -112,8 +104,8 @@ class StatesTest(FaultTest):
         self.check_delivering(non_english=0, burst_sync=0)
 
     def test_killed(self):
-        scanner = self.begin_connected(65)
-        self.start_run(scanner, "on P 1 chunks 10 20")
+        scanner = self.begin_connected(65, "on P 1 chunks 10 20")
+        self.quillet.press("Synchronize")
         scanner.wait_for_commands([*CHAIN, *BURST[:4]])
         self.quillet.kill()
         self.assert_old_file()

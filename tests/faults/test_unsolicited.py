@@ -8,11 +8,10 @@ _FRAME = "03 00 00 0f 0b 06 61 62 63 64 65 66 31 47 41 09 40"
 class UnsolicitedTest(FaultTest):
 
     def test_while_nothing_was_ever_run(self):
-        scanner = self.begin(some_records(3))
-        quillet = self.start_connected()
+        scanner = self.begin_connected(3)
         for _ in range(3):
             scanner.fault(f"at 0ms send {_FRAME}")
-        quillet.wait_for_view(".")  # for the first one
+        self.quillet.wait_for_view(".")  # for the first one
         self.log.wait_for("-[SyncController DisplayBarcode:]", times=3)
         self.assert_old_file()
         self.clear()
@@ -48,7 +47,5 @@ class UnsolicitedTest(FaultTest):
 
     def test_cut_short(self):
         # The frame waits for its end, which the next answer brings.
-        scanner = self.begin(some_records(3))
-        self.start_connected()
-        scanner.fault("at 0ms send 03 00 00 06 61 62")
+        self.begin_connected(3, "at 0ms send 03 00 00 06 61 62")
         self.synchronize()

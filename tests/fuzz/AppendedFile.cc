@@ -12,6 +12,8 @@ std::string Text(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+}  // namespace
+
 void Run(Input& input) {
   StrictLog log;
   StandingClock clock;
@@ -27,11 +29,4 @@ void Run(Input& input) {
   }
 }
 
-}  // namespace
 }  // namespace quillet::fuzz
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  quillet::fuzz::Input input(data, size);
-  quillet::fuzz::Run(input);
-  return 0;
-}

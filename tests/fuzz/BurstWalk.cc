@@ -5,7 +5,6 @@
 #include "tests/fuzz/FuzzedSession.h"
 
 namespace quillet::fuzz {
-namespace {
 
 void Run(Input& input) {
   FuzzedSession& session = FuzzedSession::AsNew();
@@ -32,11 +31,4 @@ void Run(Input& input) {
   lumet.AttachSerialNumber(lumet.RxBuffer);
 }
 
-}  // namespace
 }  // namespace quillet::fuzz
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  quillet::fuzz::Input input(data, size);
-  quillet::fuzz::Run(input);
-  return 0;
-}

@@ -47,6 +47,9 @@ class Input {
   std::span<const std::uint8_t> rest_;
 };
 
+/// Each fuzzer's run with one input.
+void Run(Input& input);
+
 /// The settings that decide what a line looks like; the numbers also outside their lists.
 inline void TakeSettings(Input& input, Settings& settings) {
   const auto number = [&input] { return static_cast<std::int8_t>(input.Byte()); };

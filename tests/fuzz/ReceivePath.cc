@@ -10,7 +10,6 @@
 #include "tests/fuzz/FuzzedSession.h"
 
 namespace quillet::fuzz {
-namespace {
 
 constexpr std::string_view kCommands = "012ACEMNPVWbpqw";
 
@@ -36,11 +35,4 @@ void Run(Input& input) {
   }
 }
 
-}  // namespace
 }  // namespace quillet::fuzz
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  quillet::fuzz::Input input(data, size);
-  quillet::fuzz::Run(input);
-  return 0;
-}

@@ -5,12 +5,12 @@
 #include "tests/fuzz/Fuzz.h"
 
 namespace quillet::fuzz {
-namespace {
 
-void Run(std::string_view contents) {
+void Run(Input& input) {
+  const auto bytes = input.Rest();
   StrictLog log;
   StandingClock clock;
-  MemoryFile file{std::string(contents)};
+  MemoryFile file{std::string(bytes.begin(), bytes.end())};
   LumetFile files(log, clock, file);
   SettingsImage image{};
   if (!files.ReadRegistry(image)) return;
@@ -34,10 +34,4 @@ void Run(std::string_view contents) {
   files.SaveRegistry(image);
 }
 
-}  // namespace
 }  // namespace quillet::fuzz
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  quillet::fuzz::Run({reinterpret_cast<const char*>(data), size});
-  return 0;
-}
