@@ -5,14 +5,25 @@
 #include "device/Lumet.h"
 #include "device/ReceiveState.h"
 #include "output/TextEncoding.h"
+#include "platform/SerialLine.h"
 #include "tests/fuzz/Fuzz.h"
 
 namespace quillet::fuzz {
+
+/// No device opens.
+class NoLine final : public platform::SerialLine {
+ public:
+  std::int32_t Open(const char*, Access, const platform::LineSettings&) override { return -1; }
+  std::int32_t Read(std::int32_t, std::span<std::uint8_t>) override { return 0; }
+  void Write(std::int32_t, std::uint8_t) override {}
+  void Close(std::int32_t) override {}
+};
 
 /// The session of a fuzzer: one for the whole process, as new for every input.
 class FuzzedSession final : public LumetDelegate {
   StrictLog log_;
   StandingClock clock_;
+  NoLine line_;
 
  public:
   static FuzzedSession& AsNew() {
@@ -21,7 +32,7 @@ class FuzzedSession final : public LumetDelegate {
     return session;
   }
 
-  Lumet lumet{log_, clock_};
+  Lumet lumet{log_, clock_, line_};
 
   void Feed(std::span<const std::uint8_t> bytes) {
     lumet.DataFromDevice(bytes.data(), static_cast<std::int32_t>(bytes.size()));
