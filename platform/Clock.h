@@ -1,19 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+
+#include "base/CalendarTime.h"
 
 namespace quillet::platform {
 
-/// A moment in the user's calendar and time zone.
-struct CalendarTime {
-  std::int32_t year = 1970;  ///< full year, for example 2026
-  std::int32_t month = 1;    ///< 1 to 12
-  std::int32_t day = 1;      ///< 1 to 31
-  std::int32_t hour = 0;     ///< 0 to 23
-  std::int32_t minute = 0;   ///< 0 to 59
-  std::int32_t second = 0;   ///< 0 to 59 (60 in a leap second)
-};
+using quillet::CalendarTime;
 
 /// Time as the program sees it. It is handed in so that waits of many seconds can be tested in
 /// milliseconds without touching the numbers in the code.
@@ -21,7 +14,7 @@ class Clock {
  public:
   virtual ~Clock() = default;
 
-  /// The wall clock's present reading in local time. Any thread.
+  /// The present time in the user's calendar and time zone. Any thread.
   virtual CalendarTime LocalTime() = 0;
 
   /// Time since some fixed moment. It never goes back and is not affected by setting the wall
