@@ -1,18 +1,22 @@
 #include "simulator/CommandParser.h"
 
 #include <algorithm>
+#include <charconv>
 #include <string_view>
 #include <utility>
+
+#include "simulator/Bytes.h"
+#include "simulator/Input.h"
 
 namespace quillet::simulator {
 namespace {
 
 struct FixedCommand {
-  std::string_view bytes;
+  std::string_view name;
   CommandKind kind;
 };
 
-/// Every command that consists of the same bytes each time.
+/// The commands that consist of the same bytes each time.
 constexpr std::array kFixedCommands = std::to_array<FixedCommand>({
     {"W", CommandKind::kWakeUp},
     {"M", CommandKind::kSerialNumber},
@@ -30,106 +34,78 @@ constexpr std::array kFixedCommands = std::to_array<FixedCommand>({
 constexpr std::size_t kClockCommandSize = 7;
 constexpr std::size_t kMostIndexDigits = 8;
 
-std::string_view AsText(const Bytes& bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-const FixedCommand* FindFixed(std::string_view bytes) {
-  const auto* found = std::find_if(kFixedCommands.begin(), kFixedCommands.end(),
-                                   [&](const FixedCommand& each) { return each.bytes == bytes; });
-  return found == kFixedCommands.end() ? nullptr : found;
-}
-
-bool BeginsFixed(std::string_view bytes) {
-  return std::any_of(kFixedCommands.begin(), kFixedCommands.end(), [&](const FixedCommand& each) {
-    return each.bytes.substr(0, bytes.size()) == bytes;
-  });
-}
-
-bool IsIndexDigit(char digit) {
-  return (digit >= '0' && digit <= '9') || (digit >= 'a' && digit <= 'f');
-}
-
 /// True for "p", "p1", "p1a", "p1a#": digits without leading zeros, then the end mark.
 bool BeginsRecordRequest(std::string_view bytes) {
   if (bytes.front() != 'p') return false;
   std::string_view digits = bytes.substr(1);
-  if (!digits.empty() && digits.back() == '#') {
+  if (digits.ends_with('#')) {
     digits.remove_suffix(1);
     if (digits.empty()) return false;
   }
-  const bool leading_zero = digits.size() > 1 && digits.front() == '0';
-  return digits.size() <= kMostIndexDigits && !leading_zero &&
-         std::all_of(digits.begin(), digits.end(), IsIndexDigit);
+  return digits.size() <= kMostIndexDigits && (digits.size() < 2 || digits.front() != '0') &&
+         digits.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-std::uint32_t ReadIndex(std::string_view request) {
-  std::uint32_t index = 0;
-  for (const char digit : request.substr(1, request.size() - 2)) {
-    index = index * 16 + static_cast<std::uint32_t>(HexDigitValue(digit));
-  }
-  return index;
+std::string Describe(char byte) {
+  const Bytes bytes = ToBytes({&byte, 1});
+  const bool printable = byte == '.' || ToReadable(bytes) != ".";
+  return "byte 0x" + ToHex(bytes) + (printable ? " '" + ToReadable(bytes) + "'" : "");
 }
 
 }  // namespace
 
 CommandParser::Result CommandParser::Feed(std::uint8_t byte) {
   Result result;
-  if (!pending_.empty() && !Continues(byte)) {
-    result.complaint = "unfinished command " + ToHex(pending_) + " (" + ToReadable(pending_) +
-                       ") cut off by byte " + DescribeByte(byte);
+  const auto letter = static_cast<char>(byte);
+  if (!pending_.empty() && !Continues(letter)) {
+    const Bytes unfinished = ToBytes(pending_);
+    result.complaint = "unfinished command " + ToHex(unfinished) + " (" + ToReadable(unfinished) +
+                       ") cut off by " + Describe(letter);
     pending_.clear();
   }
   if (pending_.empty()) {
     if (byte == 0) return result;
-    if (!Continues(byte)) {
+    if (!Continues(letter)) {
       if (!result.complaint.empty()) result.complaint += "; ";
-      result.complaint += "byte " + DescribeByte(byte) + " begins no command";
+      result.complaint += Describe(letter) + " begins no command";
       return result;
     }
   }
-  pending_.push_back(byte);
+  pending_ += letter;
   if (IsComplete()) result.command = Take();
   return result;
 }
 
-Bytes CommandParser::Reset() {
+std::string CommandParser::Reset() {
   return std::exchange(pending_, {});
 }
 
-bool CommandParser::Continues(std::uint8_t byte) const {
-  Bytes bytes = pending_;
-  bytes.push_back(byte);
-  if (bytes.front() == 'C') return true;
-  return BeginsFixed(AsText(bytes)) || BeginsRecordRequest(AsText(bytes));
+bool CommandParser::Continues(char byte) const {
+  const std::string bytes = pending_ + byte;
+  return bytes.front() == 'C' || BeginsRecordRequest(bytes) ||
+         std::any_of(kFixedCommands.begin(), kFixedCommands.end(),
+                     [&](const FixedCommand& each) { return each.name.starts_with(bytes); });
 }
 
 bool CommandParser::IsComplete() const {
-  switch (pending_.front()) {
-    case 'C':
-      return pending_.size() == kClockCommandSize;
-    case 'p':
-      return pending_.back() == '#';
-    default:
-      return FindFixed(AsText(pending_)) != nullptr;
-  }
+  if (pending_.front() == 'C') return pending_.size() == kClockCommandSize;
+  if (pending_.front() == 'p') return pending_.back() == '#';
+  return FindByName(kFixedCommands, pending_) != nullptr;
 }
 
 Command CommandParser::Take() {
-  const Bytes bytes = std::exchange(pending_, {});
-  const std::string_view text = AsText(bytes);
   Command command;
-  command.text = text;
-  if (bytes.front() == 'C') {
+  command.text = std::exchange(pending_, {});
+  if (command.text.front() == 'C') {
     command.kind = CommandKind::kSetClock;
-    command.text = "C";
-    std::copy(bytes.begin() + 1, bytes.end(), command.clock.begin());
-  } else if (bytes.front() == 'p') {
+    std::copy(command.text.begin() + 1, command.text.end(), command.clock.begin());
+    command.text.resize(1);
+  } else if (command.text.front() == 'p') {
     command.kind = CommandKind::kSendOneRecord;
-    command.index = ReadIndex(text);
+    const char* const digits = command.text.data() + 1;
+    std::from_chars(digits, command.text.data() + command.text.size() - 1, command.index, 16);
   } else {
-    command.kind = FindFixed(text)->kind;
-    command.wedge_on = text == "w1#";
+    command.kind = FindByName(kFixedCommands, command.text)->kind;
   }
   return command;
 }

@@ -5,11 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "simulator/Bytes.h"
-
 namespace quillet::simulator {
 
-/// What the scanner can be told to do.
+/// The scanner's commands.
 enum class CommandKind {
   kWakeUp,          ///< W
   kSerialNumber,    ///< M
@@ -25,44 +23,41 @@ enum class CommandKind {
   kSendOneRecord,   ///< p, the record's index in lower-case hexadecimal, #
 };
 
-/// One command that has arrived whole.
+/// One complete command.
 struct Command {
   CommandKind kind = CommandKind::kWakeUp;
-  /// How people write it: the command's bytes, but only "C" for the clock command, whose other
-  /// bytes are not text.
+  /// The command's bytes; "C" for the clock command, whose other bytes are not text.
   std::string text;
-  bool wedge_on = false;                   ///< kWedgeMode only
   std::array<std::uint8_t, 6> clock = {};  ///< kSetClock only
   std::uint32_t index = 0;                 ///< kSendOneRecord only
 };
 
-/// Finds the commands in the bytes that the scanner receives, and everything that is none.
+/// Finds the commands in the bytes that the scanner receives, and everything else.
 ///
-/// A byte that cannot continue an unfinished command is taken as the first byte of the next one, so
-/// that one lost byte costs one command. NUL bytes between commands are ignored: they only serve to
-/// rouse a sleeping scanner.
+/// A byte that cannot continue an unfinished command counts as the first byte of the next one: one
+/// lost byte costs one command. NUL bytes between commands are ignored: they only wake the scanner.
 class CommandParser {
  public:
   struct Result {
     /// The command that this byte completed.
     std::optional<Command> command;
-    /// What was wrong with this byte, or with the unfinished bytes before it; "" when nothing was.
+    /// The error in this byte, or in the unfinished bytes before it; "" if there is none.
     std::string complaint;
   };
 
-  /// Takes the next byte from the line.
+  /// Reads the next byte from the line.
   Result Feed(std::uint8_t byte);
 
-  /// Forgets an unfinished command, as the scanner does when the cable is pulled, and returns its
-  /// bytes.
-  Bytes Reset();
+  /// Forgets an unfinished command, as the scanner does when the cable is pulled.
+  /// @return its bytes
+  std::string Reset();
 
  private:
-  bool Continues(std::uint8_t byte) const;
+  bool Continues(char byte) const;
   bool IsComplete() const;
   Command Take();
 
-  Bytes pending_;
+  std::string pending_;
 };
 
 }  // namespace quillet::simulator

@@ -6,47 +6,52 @@
 #include <span>
 #include <string>
 
+#include "base/UniqueFd.h"
+
 namespace quillet::simulator {
 
-/// The scanner's end of the line: what it reads and writes, and what it can tell of the other end.
-/// Used by one thread at a time.
+/// The scanner's end of the line. Used by one thread at a time. Nothing here blocks.
 class Endpoint {
  public:
-  /// What a transfer came to.
+  /// The result of a transfer.
   struct Transfer {
     std::size_t count = 0;  ///< bytes moved
-    bool hung_up = false;   ///< the line is gone, or the computer has the port closed
+    bool hungUp = false;    ///< the line is gone, or the computer has the port closed
   };
 
   virtual ~Endpoint() = default;
 
-  /// Makes the line, or opens it. Throws std::system_error when that fails. Already open: does
-  /// nothing.
+  /// Creates the line, or opens it. Does nothing if it is open. Throws std::system_error on
+  /// failure.
   virtual void Open() = 0;
 
-  /// Ends the line: the computer sees a hang-up. Already closed: does nothing.
-  virtual void Close() = 0;
+  /// Closes the line: the computer sees a hang-up. Does nothing if it is closed.
+  virtual void Close() { line_.Close(); }
 
-  /// The descriptor to wait on, or -1 when closed. Never blocks.
-  virtual int descriptor() const = 0;
+  /// The descriptor to wait on, -1 if closed.
+  int Descriptor() const { return line_.Get(); }
 
   /// The path by which the computer finds the line; "" before the first Open().
-  virtual std::string path() const = 0;
+  const std::string& Path() const { return path_; }
 
   /// Whether the computer has the port open, as far as this can be known.
-  virtual bool IsPortOpen() = 0;
+  virtual bool IsPortOpen() const = 0;
 
-  /// Whether the computer has not yet taken everything that was written.
+  /// Whether the computer has not yet read everything that was written.
   virtual bool HasUnreadOutput() = 0;
 
-  /// Throws away what was written and not taken.
+  /// Discards what was written and not read.
   virtual void DiscardOutput() = 0;
 
-  /// Reads what is there, up to the buffer's size, without waiting.
-  virtual Transfer Read(std::span<std::uint8_t> buffer) = 0;
+  /// Reads the bytes that have arrived, up to the buffer's size.
+  Transfer Read(std::span<std::uint8_t> buffer);
 
-  /// Writes what fits, without waiting.
-  virtual Transfer Write(std::span<const std::uint8_t> bytes) = 0;
+  /// Writes as many of the bytes as fit.
+  Transfer Write(std::span<const std::uint8_t> bytes);
+
+ protected:
+  UniqueFd line_;
+  std::string path_;
 };
 
 /// How the computer's end of a new pseudo-terminal is set.
@@ -55,12 +60,32 @@ enum class TerminalMode {
   kCooked,  ///< as a fresh serial port of the system: line by line, with echo, until set otherwise
 };
 
-/// A pseudo-terminal whose computer's end stands under /dev/pts; a new one at each Open().
+/// A pseudo-terminal; a new one at each Open().
 std::unique_ptr<Endpoint> MakePseudoTerminal(TerminalMode mode);
 
-/// An existing terminal device at `node`, set raw and, where the system knows it, to this speed in
-/// bit/s (0: left alone). Whether the computer has its port open cannot be known there: it is taken
-/// to be open.
-std::unique_ptr<Endpoint> MakeDeviceNode(std::string node, std::uint64_t bits_per_second);
+/// An existing terminal device at `node`. It is set raw and, if the system knows it, to this speed
+/// in bit/s (0: unchanged). Its port counts as open: whether it is cannot be known.
+std::unique_ptr<Endpoint> MakeDeviceNode(const std::string& node, std::uint64_t bitsPerSecond);
+
+/// A symbolic link at a fixed path that leads to the line.
+class PathLink {
+ public:
+  /// @param path  "": there is no link, and nothing is ever done
+  explicit PathLink(std::string path) : path_(std::move(path)) {}
+  ~PathLink() { Remove(); }
+  PathLink(const PathLink&) = delete;
+  PathLink& operator=(const PathLink&) = delete;
+
+  /// Points the link to `target`. Replaces another link there in a single step. Throws
+  /// std::system_error if that fails, or if something other than a link is there.
+  void PointTo(const std::string& target);
+
+  /// Removes the link if it is still the one that PointTo() created.
+  void Remove();
+
+ private:
+  std::string path_;
+  std::string target_;
+};
 
 }  // namespace quillet::simulator

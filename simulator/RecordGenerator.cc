@@ -12,8 +12,8 @@
 namespace quillet::simulator {
 namespace {
 
-/// Numbers that are the same on every machine: the engine is fixed by the language, and the
-/// library's distributions, which are not, are left alone.
+/// The same numbers on every machine. The language fixes the engine, but not the distributions of
+/// the standard library.
 class Random {
  public:
   explicit Random(std::uint64_t state) : engine_(state) {}
@@ -52,17 +52,16 @@ struct Label {
   std::string data;
 };
 
-/// What somebody who counts the stock finds on the shelves.
+/// The labels that are found on the shelves in a stock-taking.
 class Stockroom {
  public:
-  Stockroom(Model model, std::uint64_t random_state) : model_(model), random_(random_state) {
+  Stockroom(Model model, std::uint64_t randomState) : model_(model), random_(randomState) {
     constexpr int kArticles = 80;
     for (int article = 0; article < kArticles; ++article) assortment_.push_back(NewArticle());
   }
 
   Label Next() {
-    if (left_on_shelf_ == 0) return NextShelf();
-    left_on_shelf_ -= 1;
+    if (leftOnShelf_-- == 0) return NextShelf();
     if (repeat_ > 0) {
       repeat_ -= 1;
       return current_;
@@ -78,7 +77,7 @@ class Stockroom {
 
  private:
   Label NewArticle() {
-    // Number ranges of several countries, as an importer's shelves show them.
+    // Number ranges of several countries.
     constexpr std::array<std::string_view, 8> kPrefixes = {"400", "426", "301", "376",
                                                            "501", "541", "761", "871"};
     const std::uint64_t kind = random_.Below(10);
@@ -89,7 +88,7 @@ class Stockroom {
   }
 
   Label NextShelf() {
-    left_on_shelf_ = random_.Between(5, 14);
+    leftOnShelf_ = random_.Between(5, 14);
     repeat_ = 0;
     level_ += 1;
     if (level_ > 5) {
@@ -100,7 +99,7 @@ class Stockroom {
                                random_.Between(1, 24), level_)};
   }
 
-  /// Cartons of an article: its number behind a digit for the size of the packing.
+  /// A carton of an article: a digit for the size of the packing, then the article's number.
   Label Carton() {
     const Label& article = random_.OneOf(assortment_);
     std::string inner = article.data.substr(0, article.data.size() - 1);
@@ -130,12 +129,12 @@ class Stockroom {
   std::vector<Label> assortment_;
   Label current_;
   int repeat_ = 0;
-  int left_on_shelf_ = 0;
+  int leftOnShelf_ = 0;
   int aisle_ = 1;
   int level_ = 0;
 };
 
-/// Bytes that start, end or pace something on a line, or look as if they did.
+/// Bytes with a meaning on the line.
 constexpr std::array<std::uint8_t, 10> kMeaningful = {0x03, 0x0A, 0x0D, 0x11, 0x13,
                                                       0x21, 0x40, 0x00, 0xFF, 0x7F};
 
@@ -159,54 +158,37 @@ CalendarTime ExtremeTime(std::size_t number, Random& random) {
 }
 
 std::size_t ExtremeSize(std::size_t number, Model model, Random& random) {
+  constexpr std::array<std::size_t, 6> kFirst = {0, 1, 0, 249, 250, 0};
   const std::size_t most = MaxDataSize(model);
-  switch (number % 16) {
-    case 0:
-    case 5:
-      return 0;
-    case 1:
-      return 1;
-    case 2:
-      if (model == Model::kOlder) return most;
-      return number % 64 == 2 ? most : 1 + random.Below(4000);
-    case 3:
-      return 249;
-    case 4:
-      return 250;
-    default:
-      return random.Below(std::min<std::size_t>(most, 300) + 1);
-  }
+  const std::size_t kind = number % 16;
+  if (kind == 2 && (model == Model::kOlder || number % 64 == 2)) return most;
+  if (kind == 2) return 1 + random.Below(4000);
+  if (kind < kFirst.size()) return kFirst[kind];
+  return random.Below(std::min<std::size_t>(most, 300) + 1);
 }
 
-Bytes ExtremeData(std::size_t number, std::size_t size, Random& random) {
-  Bytes data(size);
-  for (std::size_t at = 0; at < size; ++at) {
-    switch (number % 4) {
-      case 0:
-        data[at] = random.OneOf(kMeaningful);
-        break;
-      case 1:
-        data[at] = kMeaningful[number / 4 % kMeaningful.size()];
-        break;
-      case 2:
-        data[at] = static_cast<std::uint8_t>(at + number);
-        break;
-      default:
-        data[at] = static_cast<std::uint8_t>(random.Below(256));
-    }
+std::uint8_t ExtremeByte(std::size_t number, std::size_t at, Random& random) {
+  switch (number % 4) {
+    case 0:
+      return random.OneOf(kMeaningful);
+    case 1:
+      return kMeaningful[number / 4 % kMeaningful.size()];
+    case 2:
+      return static_cast<std::uint8_t>(at + number);
+    default:
+      return static_cast<std::uint8_t>(random.Below(256));
   }
-  return data;
 }
 
 }  // namespace
 
-std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t random_state) {
+std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t randomState) {
   constexpr CalendarTime kMorning{2026, 11, 16, 7, 30, 0};
   constexpr std::uint64_t kWorkingDay = std::uint64_t{9} * 3600 * 1000;  // ms
-  constexpr std::uint64_t kLongestStep = std::uint64_t{4} * 60 * 1000;   // ms, on the average
+  constexpr std::uint64_t kLongestStep = std::uint64_t{4} * 60 * 1000;   // ms, on average
 
-  Stockroom stockroom(model, random_state);
-  Random hands(random_state + 1);
+  Stockroom stockroom(model, randomState);
+  Random hands(randomState + 1);
   const std::uint64_t step = std::min(kLongestStep, kWorkingDay / std::max<std::size_t>(count, 1));
   std::uint64_t elapsed = 0;
   std::vector<ScanRecord> records;
@@ -220,22 +202,24 @@ std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_
   return records;
 }
 
-std::vector<ScanRecord> ExtremeRecords(std::size_t count, Model model, std::uint64_t random_state) {
-  Random random(random_state);
+std::vector<ScanRecord> ExtremeRecords(std::size_t count, Model model, std::uint64_t randomState) {
+  Random random(randomState);
   std::vector<ScanRecord> records;
   records.reserve(count);
   for (std::size_t number = 0; number < count; ++number) {
-    const std::size_t size = ExtremeSize(number, model, random);
-    const auto symbology = static_cast<std::uint8_t>(number % kErasedSlot);
-    records.push_back(
-        {symbology, ExtremeData(number, size, random), ExtremeTime(number, random), std::nullopt});
+    ScanRecord& record = records.emplace_back();
+    record.symbology = static_cast<std::uint8_t>(number % kErasedSlot);
+    record.data.resize(ExtremeSize(number, model, random));
+    std::size_t at = 0;
+    for (std::uint8_t& byte : record.data) byte = ExtremeByte(number, at++, random);
+    record.time = ExtremeTime(number, random);
   }
   return records;
 }
 
 char CheckDigit(std::string_view digits) {
   int sum = 0;
-  int weight = 3;  // the last digit counts three times, the one before once, and so on
+  int weight = 3;
   for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
     sum += (*digit - '0') * weight;
     weight = 4 - weight;

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string_view>
 
+#include "base/CalendarTime.h"
 #include "simulator/Bytes.h"
-#include "simulator/CalendarTime.h"
 
 namespace quillet::simulator {
 
@@ -16,6 +16,25 @@ enum class Model {
   kOlder,      ///< one length byte per record
   kSeries300,  ///< two length bytes per record
 };
+
+/// The first moment that a scanner can hold. Its years end with 2063: it keeps six bits.
+inline constexpr CalendarTime kFirstMoment{2000, 1, 1, 0, 0, 0};
+
+/// Whether the moment exists in the calendar and a scanner can hold it.
+bool IsValid(const CalendarTime& time);
+
+/// `time` (valid) moved by `seconds`, which may be negative. The year wraps from 2063 to 2000 and
+/// back, as six bits do.
+CalendarTime AddSeconds(const CalendarTime& time, std::int64_t seconds);
+
+/// Reads exactly "YYYY-MM-DD HH:MM:SS"; nothing for any other text or an invalid moment.
+std::optional<CalendarTime> ParseCalendarTime(std::string_view text);
+
+/// A record's 16-bit date: year minus 2000 in bits 15-10, month in 9-6, day in 5-1, PM flag in 0.
+std::uint16_t PackDate(const CalendarTime& time);
+
+/// A record's 16-bit time: 12-hour hour (0 to 11) in bits 15-12, minute in 11-6, second in 5-0.
+std::uint16_t PackTime(const CalendarTime& time);
 
 /// The symbology byte that marks an erased slot.
 inline constexpr std::uint8_t kErasedSlot = 0xFF;
@@ -28,18 +47,17 @@ struct ScanRecord {
   /// The barcode's data, at most MaxDataSize() bytes of any value.
   Bytes data;
   /// When it was scanned, by the scanner's clock.
-  CalendarTime time;
-  /// When present, these bytes are sent in place of the encoded record, whatever they say: that is
-  /// how a record with a wrong length field is made.
-  std::optional<Bytes> raw;
+  CalendarTime time = kFirstMoment;
+  /// If present, sent in place of the encoded record: for records with a wrong length field.
+  std::optional<Bytes> raw = {};
 
   bool operator==(const ScanRecord&) const = default;
 };
 
-/// A record made of its parts; `symbology` as in ScanRecord, `text` one byte per char.
+/// A record with the bytes of `text` as its data.
 ScanRecord MakeRecord(std::uint8_t symbology, std::string_view text, const CalendarTime& time);
 
-/// The same slot after its record has been erased: everything stays but the symbology byte.
+/// The same slot after its record has been erased: only the symbology byte changes.
 ScanRecord Erased(ScanRecord record);
 
 /// The most data bytes that a record of this model holds: 250 or 65,528.

@@ -1,22 +1,60 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "simulator/Endpoint.h"
-#include "simulator/FaultInjector.h"
-#include "simulator/Options.h"
+#include "simulator/Fault.h"
 #include "simulator/OutputQueue.h"
-#include "simulator/PathLink.h"
 #include "simulator/TavoDevice.h"
 #include "simulator/Transcript.h"
 
 namespace quillet::simulator {
 
-/// The scanner, its line and its faults together, one turn at a time. Who calls it has to wait
-/// between the turns as Wait() says. Not for use by two threads at a time.
+/// The properties of a simulated scanner. The defaults are those of a real one.
+struct Options {
+  /// The scanner: model, identity, stored records, clock.
+  DeviceSettings device;
+
+  /// Bit/s on the line, ten per byte; 0: the line takes no time.
+  std::uint64_t speed = 115200;
+  /// From the last byte of a command to the first of its answer.
+  std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
+
+  /// What goes wrong; see ParseFaults().
+  std::vector<Fault> faults;
+
+  /// A symbolic link that leads to the line while it is plugged in; "": none.
+  std::string linkPath;
+  /// An existing terminal device to serve instead of a new pseudo-terminal; "": none.
+  std::string deviceNode;
+  /// How the computer's end of a new pseudo-terminal is set.
+  TerminalMode terminalMode = TerminalMode::kRaw;
+
+  /// Whether the transcript is kept in memory.
+  bool keepTranscript = true;
+  /// The file that the transcript is written to; "": none.
+  std::string transcriptFile;
+
+  /// A scanner without latency on a line that takes no time, for tests that are not about time.
+  static Options Instant(Model model = Model::kOlder) {
+    Options options;
+    options.device.model = model;
+    options.speed = 0;
+    options.latency = std::chrono::nanoseconds{0};
+    return options;
+  }
+};
+
+/// The scanner, its line and its faults together, one turn at a time. Between the turns the caller
+/// waits as Wait() says. Used by one thread at a time.
 class ScannerOnLine {
  public:
   /// What to wait for until the next turn.
@@ -26,43 +64,36 @@ class ScannerOnLine {
     Time until = Time::max();
   };
 
-  /// `transcript` must live as long. Throws std::length_error as TavoDevice does.
+  /// `options` and `transcript` must outlive the object. Throws std::length_error as TavoDevice.
   ScannerOnLine(const Options& options, Transcript& transcript);
 
-  /// Plugs the cable in; the first time the faults of the options are armed too. Throws as Plug().
-  void Begin(Time now);
-
-  /// Plugs the cable in: makes the line and the link. Throws std::system_error when that fails.
-  /// Does nothing when it is in.
+  /// Plugs the cable in: creates the line and the link, the first time adds the faults of the
+  /// options. Does nothing if it is plugged in. Throws std::system_error on failure.
   void Plug(Time now);
 
-  /// Pulls the cable: the computer sees a hang-up, and nothing that was not yet sent is. Does
-  /// nothing when it is out.
+  /// Pulls the cable: the computer sees a hang-up, and unsent bytes are lost. Does nothing if it is
+  /// unplugged.
   void Unplug(Time now);
 
-  /// Somebody scans a barcode: its frame comes after the answer under way. Throws std::length_error
-  /// as TavoDevice::Scan().
+  /// A barcode is scanned: its frame follows the pending answer. Throws as TavoDevice::Scan().
   void Scan(const ScanRecord& record, Time now);
 
-  /// From now on the fault may happen, as FaultInjector::Arm().
+  /// Adds a fault as FaultInjector::Arm().
   void AddFault(Fault fault, Time now);
 
-  /// Does everything whose time has come: takes what was received, answers, lets faults happen.
+  /// Does everything that is due: reads what was received, answers, lets faults happen.
   void TakeTurn(Time now);
 
   Waiting Wait(Time now) const;
 
-  TavoDevice& device() { return device_; }
-  const TavoDevice& device() const { return device_; }
-  bool is_plugged() const { return plugged_; }
-  bool is_port_open() const { return port_open_; }
+  TavoDevice& Device() { return device_; }
+  const TavoDevice& Device() const { return device_; }
+  bool IsPlugged() const { return plugged_; }
+  bool IsPortOpen() const { return portOpen_; }
   /// Whether the scanner has nothing more to send.
-  bool is_quiet() const { return output_.IsEmpty() && !cutting_; }
-  /// Bytes since plugging in.
-  const LineCounters& counters() const { return counters_; }
-  /// Bytes that were sent while the computer had its port closed, since the start.
-  std::uint64_t lost_bytes() const { return lost_bytes_; }
-  std::string line_path() const { return endpoint_->path(); }
+  bool IsQuiet() const { return output_.IsEmpty() && !cutting_; }
+  const LineCounters& Counters() const { return counters_; }
+  const std::string& LinePath() const { return endpoint_->Path(); }
 
  private:
   struct Cut {
@@ -70,10 +101,7 @@ class ScannerOnLine {
     std::optional<std::chrono::nanoseconds> replug;
   };
 
-  bool ServesNode() const { return !options_.device_node.empty(); }
-  void PlugIfPossible(Time now);
-  void ScanIfPossible(const Fault& fault, Time now);
-  void OpenAgain(Time now);
+  bool HasLine() const { return endpoint_->Descriptor() >= 0; }
   void ReceiveAll(Time now);
   void ReceiveByte(std::uint8_t byte, Time now);
   void Answer(const Command& command, Time now);
@@ -83,12 +111,13 @@ class ScannerOnLine {
   bool SendSome(std::span<const std::uint8_t> bytes, Time now);
   void LetFaultsHappen(Time now);
   void LetHappen(const Fault& fault, Time now);
+  void Attempt(std::string_view failure, Time now, const std::function<void()>& action);
   void BeginCut(std::optional<std::chrono::nanoseconds> replug, Time now);
   void FinishCut(Time now);
   void HangUp(Time now, std::string_view reason);
   void PullOut(Time now, std::string_view reason);
 
-  const Options options_;
+  const Options& options_;
   Transcript& transcript_;
   TavoDevice device_;
   std::unique_ptr<Endpoint> endpoint_;
@@ -96,13 +125,12 @@ class ScannerOnLine {
   OutputQueue output_;
   FaultInjector faults_;
   LineCounters counters_;
-  std::uint64_t lost_bytes_ = 0;
   bool begun_ = false;
   bool plugged_ = false;
-  bool port_open_ = false;
-  bool receiver_full_ = false;
+  bool portOpen_ = false;
+  bool receiverFull_ = false;
   std::optional<Cut> cutting_;
-  std::optional<Time> replug_at_;
+  std::optional<Time> replugAt_;
 };
 
 }  // namespace quillet::simulator

@@ -1,18 +1,93 @@
 #include "simulator/Simulator.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
-#include "simulator/Alarm.h"
-#include "simulator/ScannerOnLine.h"
+#include "base/UniqueFd.h"
 
 namespace quillet::simulator {
+namespace {
+
+UniqueFd NonBlocking(UniqueFd descriptor) {
+  const int flags = fcntl(descriptor.Get(), F_GETFL);
+  if (flags < 0 || fcntl(descriptor.Get(), F_SETFL, flags | O_NONBLOCK) != 0 ||
+      fcntl(descriptor.Get(), F_SETFD, FD_CLOEXEC) != 0) {
+    throw std::system_error(errno, std::generic_category(), "pipe");
+  }
+  return descriptor;
+}
+
+/// poll(2) to the nanosecond where the system can, else to the millisecond.
+void PollFor(pollfd* entries, nfds_t count, Duration duration) {
+#if defined(__linux__)
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(duration);
+  const timespec timeout{static_cast<time_t>(seconds.count()),
+                         static_cast<long>((duration - seconds).count())};
+  ::ppoll(entries, count, &timeout, nullptr);
+#else
+  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(duration);
+  ::poll(entries, count, static_cast<int>(milliseconds.count()));
+#endif
+}
+
+}  // namespace
+
+/// Waits for a descriptor and for a time, and can be interrupted from another thread.
+class Alarm {
+ public:
+  /// Throws std::system_error if no pipe can be created.
+  Alarm() {
+    int ends[2];
+    if (::pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+    UniqueFd reader(ends[0]);
+    ringer_ = NonBlocking(UniqueFd(ends[1]));
+    listener_ = NonBlocking(std::move(reader));
+  }
+
+  /// Ends the wait in progress, or the next one. Any thread.
+  void Ring() {
+    // A full pipe is as good as a written one.
+    [[maybe_unused]] const ssize_t ignored = ::write(ringer_.Get(), "", 1);
+  }
+
+  /// Waits until one of the events of poll(2), until `waiting.until`, or until Ring().
+  void Wait(const ScannerOnLine::Waiting& waiting) {
+    // Longer than any wait between two events; a spurious turn does no harm.
+    constexpr std::chrono::seconds kLongest{60};
+    const Time now = Clock::now();
+    const Time until = std::clamp<Time>(waiting.until, now, now + kLongest);
+    pollfd entries[2] = {{listener_.Get(), POLLIN, 0}, {waiting.descriptor, waiting.events, 0}};
+    PollFor(entries, waiting.descriptor < 0 ? 1 : 2, until - now);
+
+    std::array<char, 64> rings;
+    while (::read(listener_.Get(), rings.data(), rings.size()) > 0) {
+    }
+  }
+
+ private:
+  UniqueFd listener_;
+  UniqueFd ringer_;
+};
+
+/// Asks the scanner between two turns.
+template <class Question>
+auto Simulator::Ask(Question question) const {
+  const std::scoped_lock lock(mutex_);
+  return question(scanner_);
+}
 
 Simulator::Simulator(Options options)
     : options_(std::move(options)),
-      transcript_(options_.transcript_limit, options_.transcript_file),
+      transcript_(options_.keepTranscript, options_.transcriptFile),
       alarm_(std::make_unique<Alarm>()),
-      scanner_(std::make_unique<ScannerOnLine>(options_, transcript_)) {}
+      scanner_(options_, transcript_) {}
 
 Simulator::~Simulator() {
   Stop();
@@ -23,7 +98,7 @@ void Simulator::Start() {
   {
     const std::scoped_lock lock(mutex_);
     stopping_ = false;
-    scanner_->Begin(Clock::now());
+    scanner_.Plug(Clock::now());
   }
   thread_ = std::thread([this] { Run(); });
 }
@@ -32,7 +107,7 @@ void Simulator::Stop() {
   if (!thread_.joinable()) return;
   Change([this] {
     stopping_ = true;
-    scanner_->Unplug(Clock::now());
+    scanner_.Unplug(Clock::now());
   });
   thread_.join();
 }
@@ -43,149 +118,106 @@ void Simulator::Run() {
     turned_.wait(lock, [this] { return changes_ == 0; });
     if (stopping_) return;
     const Time now = Clock::now();
-    scanner_->TakeTurn(now);
-    const ScannerOnLine::Waiting waiting = scanner_->Wait(now);
+    scanner_.TakeTurn(now);
+    const ScannerOnLine::Waiting waiting = scanner_.Wait(now);
     turns_ += 1;
-    waiting_on_line_ = true;
+    waitingOnLine_ = true;
     turned_.notify_all();
 
     lock.unlock();
-    alarm_->Wait(waiting.descriptor, waiting.events, waiting.until);
+    alarm_->Wait(waiting);
     lock.lock();
-    waiting_on_line_ = false;
+    waitingOnLine_ = false;
     turned_.notify_all();
   }
 }
 
+/// Carries the action out while the thread is not waiting on the line: such a wait keeps a closed
+/// line open, and the other end would not see the hang-up before its end. Then the thread takes a
+/// turn.
 void Simulator::Change(const std::function<void()>& action) {
-  // While the thread waits on the line it keeps the line in existence: closing it would not be seen
-  // at the other end before the wait is over.
   std::unique_lock lock(mutex_);
   changes_ += 1;
   alarm_->Ring();
-  turned_.wait(lock, [this] { return !waiting_on_line_; });
+  turned_.wait(lock, [this] { return !waitingOnLine_; });
   struct LetGo {
     Simulator& simulator;
     ~LetGo() {
       simulator.changes_ -= 1;
       simulator.turned_.notify_all();
     }
-  } const let_go{*this};
+  } const letGo{*this};
   action();
 }
 
-std::string Simulator::path() const {
-  const std::scoped_lock lock(mutex_);
-  return options_.link_path.empty() ? scanner_->line_path() : options_.link_path;
-}
-
-std::string Simulator::line_path() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->line_path();
+std::string Simulator::Path() const {
+  if (!options_.linkPath.empty()) return options_.linkPath;
+  return Ask([](const ScannerOnLine& scanner) { return scanner.LinePath(); });
 }
 
 void Simulator::Unplug() {
-  Change([this] { scanner_->Unplug(Clock::now()); });
+  Change([this] { scanner_.Unplug(Clock::now()); });
 }
 
 void Simulator::Plug() {
-  Change([this] { scanner_->Plug(Clock::now()); });
+  Change([this] { scanner_.Plug(Clock::now()); });
 }
 
 bool Simulator::IsPlugged() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->is_plugged();
+  return Ask([](const ScannerOnLine& scanner) { return scanner.IsPlugged(); });
 }
 
 bool Simulator::IsPortOpen() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->is_port_open();
+  return Ask([](const ScannerOnLine& scanner) { return scanner.IsPortOpen(); });
 }
 
 void Simulator::Scan(const ScanRecord& record) {
-  Change([&] { scanner_->Scan(record, Clock::now()); });
+  Change([&] { scanner_.Scan(record, Clock::now()); });
 }
 
 void Simulator::Scan(std::uint8_t symbology, std::string_view data) {
   Change([&] {
-    scanner_->Scan(MakeRecord(symbology, data, scanner_->device().clock()), Clock::now());
+    scanner_.Scan(MakeRecord(symbology, data, scanner_.Device().ClockNow()), Clock::now());
   });
 }
 
 void Simulator::AddFault(std::string_view rule) {
-  Fault fault = ParseFault(rule);
-  Change([&] { scanner_->AddFault(std::move(fault), Clock::now()); });
-}
-
-std::vector<ScanRecord> Simulator::records() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->device().records();
+  const Fault fault = ParseFault(rule);
+  Change([&] { scanner_.AddFault(fault, Clock::now()); });
 }
 
 void Simulator::SetRecords(std::vector<ScanRecord> records) {
   const std::scoped_lock lock(mutex_);
-  scanner_->device().SetRecords(std::move(records));
+  scanner_.Device().SetRecords(std::move(records));
 }
 
-std::vector<std::string> Simulator::commands_seen() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->device().commands_seen();
+std::vector<ScanRecord> Simulator::Records() const {
+  return Ask([](const ScannerOnLine& scanner) { return scanner.Device().Records(); });
+}
+
+DeviceReport Simulator::Report() const {
+  return Ask([](const ScannerOnLine& scanner) { return scanner.Device().Report(); });
 }
 
 std::size_t Simulator::CountOf(std::string_view command) const {
-  const std::scoped_lock lock(mutex_);
-  const auto& seen = scanner_->device().commands_seen();
-  return static_cast<std::size_t>(std::count(seen.begin(), seen.end(), command));
+  return Ask([&](const ScannerOnLine& scanner) {
+    const auto& seen = scanner.Device().Report().commandsSeen;
+    return static_cast<std::size_t>(std::count(seen.begin(), seen.end(), command));
+  });
 }
 
-std::vector<std::string> Simulator::complaints() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->device().complaints();
+LineCounters Simulator::Counters() const {
+  return Ask([](const ScannerOnLine& scanner) { return scanner.Counters(); });
 }
 
-std::vector<std::string> Simulator::notes() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->device().notes();
-}
-
-std::size_t Simulator::erase_count() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->device().erase_count();
-}
-
-std::optional<CalendarTime> Simulator::clock_set_to() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->device().clock_set_to();
-}
-
-CalendarTime Simulator::clock() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->device().clock();
-}
-
-std::uint64_t Simulator::sent_bytes() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->counters().sent;
-}
-
-std::uint64_t Simulator::received_bytes() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->counters().received;
-}
-
-std::uint64_t Simulator::lost_bytes() const {
-  const std::scoped_lock lock(mutex_);
-  return scanner_->lost_bytes();
-}
-
-const Transcript& Simulator::transcript() const {
-  // Bytes are written before they are noted; this waits for the turn in which that happens.
+const Transcript& Simulator::GetTranscript() const {
+  // Bytes are written before they are recorded; this waits for the end of that turn.
   const std::scoped_lock lock(mutex_);
   return transcript_;
 }
 
 bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds timeout) const {
-  constexpr Milliseconds kLook{5};  // for conditions that do not depend on the scanner alone
+  constexpr Milliseconds kPoll{5};  // for conditions that do not depend on the scanner alone
   const Time deadline = Clock::now() + timeout;
   std::unique_lock lock(mutex_);
   while (true) {
@@ -194,8 +226,8 @@ bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds tim
     if (condition()) return true;
     if (Clock::now() >= deadline) return false;
     lock.lock();
-    const Time look = std::min<Time>(deadline, Clock::now() + kLook);
-    turned_.wait_until(lock, look, [&] { return turns_ != turns; });
+    const Time next = std::min<Time>(deadline, Clock::now() + kPoll);
+    turned_.wait_until(lock, next, [&] { return turns_ != turns; });
   }
 }
 
@@ -209,12 +241,8 @@ bool Simulator::WaitForPort(bool open, Milliseconds timeout) const {
 }
 
 bool Simulator::WaitForQuiet(Milliseconds timeout) const {
-  return WaitFor(
-      [&] {
-        const std::scoped_lock lock(mutex_);
-        return scanner_->is_quiet();
-      },
-      timeout);
+  const auto isQuiet = [](const ScannerOnLine& scanner) { return scanner.IsQuiet(); };
+  return WaitFor([&] { return Ask(isQuiet); }, timeout);
 }
 
 }  // namespace quillet::simulator

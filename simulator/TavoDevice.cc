@@ -10,19 +10,11 @@ constexpr std::uint8_t kFrameEnd = '@';
 constexpr std::size_t kFrameLengthSize = 3;
 constexpr std::size_t kLongestFrame = 0xFFFFFF;
 
-/// The three length bytes, which count themselves, and what they announce.
-Bytes WithFrameLength(const Bytes& content) {
-  Bytes frame;
-  frame.reserve(kFrameLengthSize + content.size());
-  AppendBigEndian(frame, static_cast<std::uint32_t>(kFrameLengthSize + content.size()), 3);
-  Append(frame, content);
-  return frame;
-}
-
-Bytes RecordFrame(const Bytes& record) {
-  Bytes frame{kFrameStart};
-  Append(frame, WithFrameLength(record));
-  return frame;
+/// The lead bytes, the three length bytes, which count themselves, and the content.
+Bytes Frame(Bytes lead, const Bytes& content) {
+  AppendBigEndian(lead, kFrameLengthSize + content.size(), kFrameLengthSize);
+  Append(lead, content);
+  return lead;
 }
 
 /// Encode() throws for a record that is too long; better now than in the middle of an answer.
@@ -33,84 +25,75 @@ void CheckSizes(const std::vector<ScanRecord>& records, Model model) {
 }
 
 void AddLimited(std::vector<std::string>& list, std::string text) {
-  if (list.size() < TavoDevice::kMostComplaints) {
-    list.push_back(std::move(text));
-  } else if (list.size() == TavoDevice::kMostComplaints) {
-    list.push_back("there is more, not listed");
-  }
+  if (list.size() > kMostComplaints) return;
+  if (list.size() == kMostComplaints) text = "there is more, not listed";
+  list.push_back(std::move(text));
 }
 
 }  // namespace
 
-std::string DefaultFirmware(Model model) {
-  return model == Model::kOlder ? "0.00.41000" : "1.00.42010";
-}
-
-TavoDevice::TavoDevice(DeviceSettings settings, TimeSource time_source)
+TavoDevice::TavoDevice(DeviceSettings settings, TimeSource timeSource)
     : settings_(std::move(settings)),
-      time_source_(std::move(time_source)),
-      clock_base_(settings_.clock),
-      clock_base_at_(time_source_()) {
+      timeSource_(std::move(timeSource)),
+      clockBase_(settings_.clock),
+      clockBaseAt_(timeSource_()) {
   CheckSizes(settings_.records, settings_.model);
+  if (!settings_.firmware) {
+    settings_.firmware = settings_.model == Model::kOlder ? "0.00.41000" : "1.00.42010";
+  }
 }
 
 std::optional<Command> TavoDevice::Receive(std::uint8_t byte) {
-  bytes_received_ += 1;
+  bytesReceived_ += 1;
   CommandParser::Result result = parser_.Feed(byte);
   if (!result.complaint.empty()) {
-    AddLimited(complaints_,
-               "byte " + std::to_string(bytes_received_) + " received: " + result.complaint);
+    AddLimited(report_.complaints,
+               "byte " + std::to_string(bytesReceived_) + " received: " + result.complaint);
   }
-  if (result.command) commands_seen_.push_back(result.command->text);
+  if (result.command) report_.commandsSeen.push_back(result.command->text);
   return std::move(result.command);
 }
 
 std::optional<Bytes> TavoDevice::Execute(const Command& command) {
+  Bytes answer;
   switch (command.kind) {
     case CommandKind::kWakeUp:
+    case CommandKind::kWedgeMode:
     case CommandKind::kBeginDownload:
     case CommandKind::kEndDownload:
-      return PlainAnswer("");
+      break;
     case CommandKind::kSerialNumber:
-      return PlainAnswer(settings_.serial);
+      answer = ToBytes(settings_.serial);
+      break;
     case CommandKind::kFirmware:
-      return PlainAnswer(firmware());
+      answer = ToBytes(*settings_.firmware);
+      break;
     case CommandKind::kAssetNumber:
-      return PlainAnswer(settings_.asset);
-    case CommandKind::kWedgeMode:
-      wedge_mode_ = command.wedge_on;
-      return PlainAnswer("");
+      answer = ToBytes(settings_.asset);
+      break;
     case CommandKind::kSetClock:
       SetClock(command.clock);
-      return PlainAnswer("");
+      break;
     case CommandKind::kErase:
       settings_.records.clear();
-      erase_count_ += 1;
-      return PlainAnswer("");
+      report_.eraseCount += 1;
+      break;
     case CommandKind::kCountRecords:
-      return CountAnswer();
+      AppendBigEndian(answer, settings_.records.size(), 4);
+      break;
     case CommandKind::kSendAllRecords:
       return AllRecordsAnswer();
     case CommandKind::kSendOneRecord:
       return OneRecordAnswer(command.index);
   }
-  return std::nullopt;
-}
-
-Bytes TavoDevice::Exchange(const Bytes& bytes) {
-  Bytes answers;
-  for (const std::uint8_t byte : bytes) {
-    const auto command = Receive(byte);
-    if (!command) continue;
-    if (const auto answer = Execute(*command)) Append(answers, *answer);
-  }
-  return answers;
+  answer.push_back(static_cast<std::uint8_t>(settings_.terminator));
+  return answer;
 }
 
 Bytes TavoDevice::Scan(const ScanRecord& record) {
-  Bytes frame = RecordFrame(Encode(record, settings_.model));
+  Bytes frame = Frame({kFrameStart}, Encode(record, settings_.model));
   frame.push_back(kFrameEnd);
-  if (settings_.store_live_scans) settings_.records.push_back(record);
+  if (settings_.storeLiveScans) settings_.records.push_back(record);
   return frame;
 }
 
@@ -120,68 +103,51 @@ void TavoDevice::SetRecords(std::vector<ScanRecord> records) {
 }
 
 void TavoDevice::ForgetUnfinishedCommand() {
-  const Bytes unfinished = parser_.Reset();
+  const std::string unfinished = parser_.Reset();
   if (!unfinished.empty()) {
-    AddLimited(notes_, "the line was cut within the command " + ToHex(unfinished));
+    AddLimited(report_.notes, "the line was cut within the command " + ToHex(ToBytes(unfinished)));
   }
 }
 
-std::string TavoDevice::firmware() const {
-  return settings_.firmware.value_or(DefaultFirmware(settings_.model));
-}
-
-CalendarTime TavoDevice::clock() const {
-  const auto elapsed = std::chrono::floor<std::chrono::seconds>(time_source_() - clock_base_at_);
-  return AddSeconds(clock_base_, elapsed.count());
-}
-
-Bytes TavoDevice::PlainAnswer(std::string_view text) const {
-  Bytes answer = ToBytes(text);
-  answer.push_back(static_cast<std::uint8_t>(settings_.terminator));
-  return answer;
-}
-
-Bytes TavoDevice::CountAnswer() const {
-  Bytes answer;
-  AppendBigEndian(answer, static_cast<std::uint32_t>(settings_.records.size()), 4);
-  answer.push_back(static_cast<std::uint8_t>(settings_.terminator));
-  return answer;
+CalendarTime TavoDevice::ClockNow() const {
+  const auto elapsed = std::chrono::floor<std::chrono::seconds>(timeSource_() - clockBaseAt_);
+  return AddSeconds(clockBase_, elapsed.count());
 }
 
 Bytes TavoDevice::AllRecordsAnswer() {
   Bytes content;
   for (std::size_t index = 0; index < settings_.records.size(); ++index) {
     const Bytes record = Encode(settings_.records[index], settings_.model);
-    // A frame's length has 24 bits. What does not fit stays in the scanner, as whole records.
+    // A frame's length has 24 bits. Whole records that do not fit stay in the scanner.
     if (kFrameLengthSize + content.size() + record.size() > kLongestFrame) {
-      AddLimited(notes_, "records from number " + std::to_string(index) +
-                             " on do not fit into the answer to P");
+      AddLimited(report_.notes, "records from number " + std::to_string(index) +
+                                    " on do not fit into the answer to P");
       break;
     }
     Append(content, record);
   }
-  return WithFrameLength(content);
+  return Frame({}, content);
 }
 
 std::optional<Bytes> TavoDevice::OneRecordAnswer(std::uint32_t index) {
   if (index >= settings_.records.size()) {
-    AddLimited(notes_, "record " + std::to_string(index) + " was asked for; there are " +
-                           std::to_string(settings_.records.size()));
+    AddLimited(report_.notes, "record " + std::to_string(index) + " was requested; there are " +
+                                  std::to_string(settings_.records.size()));
     return std::nullopt;
   }
-  return RecordFrame(Encode(settings_.records[index], settings_.model));
+  return Frame({kFrameStart}, Encode(settings_.records[index], settings_.model));
 }
 
 void TavoDevice::SetClock(const std::array<std::uint8_t, 6>& fields) {
   const CalendarTime time{2000 + fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]};
   if (!IsValid(time)) {
-    AddLimited(complaints_, "the clock command holds no valid date and time: " +
-                                ToHex({fields.begin(), fields.end()}));
+    AddLimited(report_.complaints, "the clock command holds no valid date and time: " +
+                                       ToHex({fields.begin(), fields.end()}));
     return;
   }
-  clock_base_ = time;
-  clock_base_at_ = time_source_();
-  clock_set_to_ = time;
+  clockBase_ = time;
+  clockBaseAt_ = timeSource_();
+  report_.clockSetTo = time;
 }
 
 }  // namespace quillet::simulator

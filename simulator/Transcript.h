@@ -1,11 +1,7 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <deque>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,14 +12,14 @@
 
 namespace quillet::simulator {
 
-/// Who said it.
+/// The direction of an entry.
 enum class Direction {
   kReceived,  ///< from the computer to the scanner; '<' in the file
   kSent,      ///< from the scanner to the computer; '>' in the file
-  kEvent,     ///< nobody: something happened to the line; '#' in the file
+  kEvent,     ///< something happened to the line; '#' in the file
 };
 
-/// What passed at once.
+/// Bytes that passed at once.
 struct TranscriptEntry {
   std::chrono::steady_clock::time_point time;
   Direction direction = Direction::kEvent;
@@ -31,18 +27,15 @@ struct TranscriptEntry {
   Bytes bytes;
 };
 
-/// Everything that passed on the line, with time stamps. Every operation may be called from any
-/// thread.
+/// Everything that passed on the line, with time stamps. Any thread.
 class Transcript {
  public:
-  static constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
+  /// @param keep  whether entries are kept in memory
+  /// @param file  the file that all entries are written to, "" for none; an existing file is
+  ///              replaced. Throws std::system_error if it cannot be written.
+  explicit Transcript(bool keep = true, const std::string& file = "");
 
-  /// Keeps at most the last `limit` bytes in memory, in whole entries (0: none). When `file` is not
-  /// empty, also writes everything there, whatever the limit; an existing file is replaced. Throws
-  /// std::system_error when that file cannot be written.
-  explicit Transcript(std::size_t limit = kUnlimited, const std::string& file = "");
-
-  /// Adds bytes that passed at this time; nothing happens for no bytes.
+  /// Adds bytes that passed at this time. Does nothing for no bytes.
   void Add(std::chrono::steady_clock::time_point time, Direction direction, Bytes bytes);
 
   /// Adds an event in words.
@@ -51,27 +44,20 @@ class Transcript {
   /// A copy of what is kept, oldest first.
   std::vector<TranscriptEntry> Entries() const;
 
-  /// All bytes of one direction that are kept, joined.
-  Bytes All(Direction direction) const;
-
  private:
   struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
 
-  void Write(const TranscriptEntry& entry);
-
-  const std::size_t limit_;
+  const bool keep_;
   const std::chrono::steady_clock::time_point start_;
   mutable std::mutex mutex_;
-  std::deque<TranscriptEntry> entries_;
-  std::size_t kept_ = 0;
+  std::vector<TranscriptEntry> entries_;
   std::unique_ptr<std::FILE, CloseFile> file_;
 };
 
 /// One line of the transcript's file, without its line end: seconds since `start` with six
-/// decimals, the direction's sign, the bytes in hexadecimal, and as text. For an event only its
-/// text.
+/// decimals, the direction's sign, the bytes in hexadecimal (not for an event), and as text.
 std::string FormatLine(const TranscriptEntry& entry, std::chrono::steady_clock::time_point start);
 
 }  // namespace quillet::simulator

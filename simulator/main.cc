@@ -5,33 +5,36 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "simulator/CommandLine.h"
-#include "simulator/Console.h"
+#include "simulator/Input.h"
 #include "simulator/Simulator.h"
 
 namespace {
 
 using namespace quillet::simulator;
 
-/// The pipe by which a signal reaches the loop; a signal handler may do no more than write.
-int g_signal_pipe[2] = {-1, -1};
+/// The pipe by which a signal reaches the loop: a signal handler may only write.
+int gSignalPipe[2] = {-1, -1};
 
 void OnSignal(int) {
   const int saved = errno;
   const char byte = 0;
-  [[maybe_unused]] const ssize_t ignored = write(g_signal_pipe[1], &byte, 1);
+  [[maybe_unused]] const ssize_t ignored = write(gSignalPipe[1], &byte, 1);
   errno = saved;
 }
 
 bool CatchSignals() {
-  if (pipe(g_signal_pipe) != 0) return false;
-  for (const int end : g_signal_pipe) {
+  if (pipe(gSignalPipe) != 0) return false;
+  for (const int end : gSignalPipe) {
     if (fcntl(end, F_SETFD, FD_CLOEXEC) != 0) return false;
   }
   struct sigaction action = {};
@@ -39,44 +42,114 @@ bool CatchSignals() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     if (sigaction(signal, &action, nullptr) != 0) return false;
   }
-  // A reader of our output that has gone is no reason to leave the line in disorder.
+  // The line must be closed in good order even if the reader of the output has ended.
   action.sa_handler = SIG_IGN;
   return sigaction(SIGPIPE, &action, nullptr) == 0;
 }
 
 void Print(const std::string& text) {
-  if (text.empty()) return;
   std::printf("%s\n", text.c_str());
   std::fflush(stdout);
 }
 
-/// Runs the whole lines that have come in; false when one of them says quit.
+/// Removes the first word and the blank after it.
+std::string TakeWord(std::string_view& text) {
+  const std::size_t end = std::min(text.find(' '), text.size());
+  std::string word(text.substr(0, end));
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return word;
+}
+
+std::string ListOf(const char* name, const std::vector<std::string>& lines) {
+  std::string text = std::string(name) + " " + std::to_string(lines.size());
+  for (const std::string& line : lines) text += "\n  " + line;
+  return text;
+}
+
+/// One line of standard input, after its first word, and the answer to it.
+struct Request {
+  Simulator& simulator;
+  Model model;
+  std::string_view text;
+  std::string answer = "ok";
+};
+
+void Scan(Request& request) {
+  const std::uint8_t symbology = ParseSymbologyByte(request.model, TakeWord(request.text));
+  const Bytes data = Unescape(request.text);
+  request.simulator.Scan(symbology, std::string(data.begin(), data.end()));
+}
+
+void Plug(Request& request) {
+  request.simulator.Plug();
+  request.answer = "ready " + request.simulator.Path();
+}
+
+void CountRecords(Request& request) {
+  request.answer = "records " + std::to_string(request.simulator.Records().size());
+}
+
+struct ConsoleCommand {
+  std::string_view name;
+  void (*run)(Request&);
+};
+
+constexpr std::array kConsoleCommands = std::to_array<ConsoleCommand>({
+    {"scan", Scan},
+    {"unplug", [](Request& r) { r.simulator.Unplug(); }},
+    {"plug", Plug},
+    {"records", CountRecords},
+    {"commands",
+     [](Request& r) { r.answer = ListOf("commands", r.simulator.Report().commandsSeen); }},
+    {"complaints",
+     [](Request& r) { r.answer = ListOf("complaints", r.simulator.Report().complaints); }},
+    {"fault", [](Request& r) { r.simulator.AddFault(r.text); }},
+    {"help", [](Request& r) { r.answer = kConsoleHelp; }},
+});
+
+/// Carries out one line of standard input and prints the answer.
+void RunLine(const std::string& name, Request request) {
+  const auto* command = FindByName(kConsoleCommands, name);
+  try {
+    if (command == nullptr)
+      throw std::runtime_error("nothing is called \"" + name + "\"; try help");
+    command->run(request);
+    Print(request.answer);
+  } catch (const std::exception& error) {
+    Print(std::string("error: ") + error.what());
+  }
+}
+
+/// Runs the complete lines of the input and removes them; false if one says quit.
 bool RunLines(std::string& input, Simulator& simulator, Model model) {
   for (std::size_t end = input.find('\n'); end != std::string::npos; end = input.find('\n')) {
-    const std::string line = input.substr(0, end);
+    const std::string whole = input.substr(0, end);
     input.erase(0, end + 1);
-    const ConsoleReply reply = RunConsoleLine(line, simulator, model);
-    Print(reply.text);
-    if (reply.quit) return false;
+    std::string_view line = whole;
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+    const std::string name = TakeWord(line);
+    if (name == "quit") return false;
+    if (!name.empty()) RunLine(name, {simulator, model, line});
   }
   return true;
 }
 
-/// Until a signal comes, somebody says quit, or an interactive input ends.
+/// Runs until a signal, "quit", or the end of an interactive input.
 void Serve(Simulator& simulator, Model model) {
   const bool interactive = isatty(STDIN_FILENO) != 0;
   std::string input;
-  pollfd entries[2] = {{g_signal_pipe[0], POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
+  pollfd entries[2] = {{gSignalPipe[0], POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
   while (true) {
     if (poll(entries, 2, -1) < 0 && errno != EINTR) return;
     if (entries[0].revents != 0) return;
-    if (entries[1].revents == 0) continue;
     char buffer[4096];
+    if (entries[1].revents == 0) continue;
     const ssize_t count = read(STDIN_FILENO, buffer, sizeof buffer);
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
     if (count <= 0) {
       if (interactive) return;
-      entries[1].fd = -1;  // poll(2) leaves it out from now on
+      entries[1].fd = -1;  // poll(2) ignores it from now on
       continue;
     }
     input.append(buffer, static_cast<std::size_t>(count));
@@ -84,17 +157,18 @@ void Serve(Simulator& simulator, Model model) {
   }
 }
 
-int Run(const CommandLine& command_line) {
+int Run(const CommandLine& commandLine) {
   if (!CatchSignals()) {
     std::perror("tavo-simulator");
     return 1;
   }
-  Simulator simulator(command_line.options);
+  Simulator simulator(commandLine.options);
   simulator.Start();
-  Print("ready " + simulator.path());
-  Serve(simulator, command_line.options.device.model);
+  Print("ready " + simulator.Path());
+  Serve(simulator, commandLine.options.device.model);
   simulator.Stop();
-  for (const std::string& complaint : simulator.complaints()) {
+  const DeviceReport report = simulator.Report();
+  for (const std::string& complaint : report.complaints) {
     std::fprintf(stderr, "tavo-simulator: %s\n", complaint.c_str());
   }
   return 0;
@@ -104,13 +178,13 @@ int Run(const CommandLine& command_line) {
 
 int main(int argc, char** argv) {
   try {
-    const CommandLine command_line =
+    const CommandLine commandLine =
         ReadCommandLine(std::vector<std::string>(argv + 1, argv + argc));
-    if (command_line.help) {
+    if (commandLine.help) {
       std::fputs(HelpText().c_str(), stdout);
       return 0;
     }
-    return Run(command_line);
+    return Run(commandLine);
   } catch (const UsageError& error) {
     std::fprintf(stderr, "tavo-simulator: %s (see --help)\n", error.what());
     return 2;

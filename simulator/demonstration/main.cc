@@ -1,43 +1,89 @@
-// quillet-demo: the application as it is, with one simulated scanner in place of the attached ones.
+// quillet-demo: the application with one simulated scanner instead of the attached ones.
 
-#include <QPixmap>
-#include <QPlainTextEdit>
-#include <QTimer>
-#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
+#include "platform/SerialRegistry.h"
 #include "platform/posix/ProcessExit.h"
 #include "program/Program.h"
+#include "simulator/CommandLine.h"
 #include "simulator/Simulator.h"
-#include "simulator/demonstration/Arguments.h"
-#include "simulator/demonstration/ExpectedFile.h"
-#include "simulator/demonstration/SimulatedPort.h"
+#include "simulator/demonstration/Unattended.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace quillet;
-using simulator::Arguments;
 using simulator::Simulator;
+using simulator::UsageError;
 
-constexpr int kPollMilliseconds = 100;
-constexpr int kShownLines = 5;
+struct Arguments {
+  bool help = false;
+  bool unattended = false;         // run without a user, check the file, save a picture, end
+  bool burst = true;               // all records in one transfer
+  bool autoSync = false;           // synchronize as soon as the scanner is connected
+  std::string folder;              // where the data folder is created; absolute
+  simulator::CommandLine scanner;  // everything else
+};
 
-// The settings of a first run, with what the arguments ask for. Somebody who looks around keeps the
-// settings that he has chosen, unless an argument says otherwise.
+std::string DefaultFolder() {
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr && *home != '\0' ? home : "/tmp") + "/Quillet demonstration";
+}
+
+Arguments ReadArguments(const std::vector<std::string>& arguments) {
+  Arguments read;
+  read.folder = DefaultFolder();
+  std::vector<std::string> scanner;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
+    if (argument == "--help" || argument == "-h") {
+      read.help = true;
+    } else if (argument == "--unattended") {
+      read.unattended = true;
+    } else if (argument == "--no-burst") {
+      read.burst = false;
+    } else if (argument == "--auto-sync") {
+      read.autoSync = true;
+    } else if (argument == "--folder") {
+      if (++i == arguments.size()) throw UsageError("--folder takes a folder");
+      read.folder = fs::absolute(arguments[i]).lexically_normal().string();
+    } else {
+      scanner.push_back(argument);
+    }
+  }
+  if (!read.help) read.scanner = simulator::ReadCommandLine(scanner);
+  return read;
+}
+
+void PrintHelp() {
+  std::printf(R"(quillet-demo: Quillet with one simulated scanner attached
+
+  --no-burst     fetch the records one by one, not in one transfer
+  --auto-sync    synchronize as soon as the scanner is connected
+  --folder DIR   create the data folder in DIR ("%s")
+  --unattended   synchronize without a user, check that every record arrived, save a
+                 picture of the window and end; 0 only if all is right
+
+All other arguments are the scanner's:
+
+%s)",
+              DefaultFolder().c_str(), simulator::HelpText().c_str());
+}
+
+// The settings of a first run, with those of the arguments. In an attended run the user's settings
+// are kept, unless an argument changes them.
 void PrepareSettings(const Arguments& arguments, const std::string& dataFolder) {
   const std::string path = dataFolder + "/QuilletRegistry.txt";
-  SettingsImage image;
-  image.fill('0');
-  image.back() = '\0';
+  SettingsImage image{};
   std::ifstream existing(path, std::ios::binary);
   const bool kept = !arguments.unattended && existing &&
                     existing.read(image.data(), image.size() - 1) &&
@@ -63,82 +109,27 @@ void PrepareSettings(const Arguments& arguments, const std::string& dataFolder) 
   std::ofstream(path, std::ios::binary).write(image.data(), image.size() - 1);
 }
 
-// Waits for the end of the run, checks the file, and leaves the process.
-class Unattended {
+// A registry of serial ports that knows only the simulated scanner's, which is always attached.
+class SimulatedPort final : public platform::SerialRegistry {
  public:
-  Unattended(Program& program, Simulator& scanner, const Arguments& arguments)
-      : program_(program), scanner_(scanner), arguments_(arguments) {
-    QObject::connect(&timer_, &QTimer::timeout, [this] { Look(); });
-    timer_.start(kPollMilliseconds);
+  explicit SimulatedPort(std::string path) : path_(std::move(path)) {}
+
+  std::int32_t ReadSerialStreams(std::span<std::string> names,
+                                 std::span<std::string> paths) override {
+    if (names.empty() || paths.empty()) return 0;
+    names[0] = "usbmodem1101";
+    paths[0] = path_;
+    return 1;
   }
+
+  NotifyPort CreateNotifyPort() override { return 0; }
+  Handle AddMatchingNotification(NotifyPort, Event, Callback, void*) override { return 0; }
+  Handle Next(Handle) override { return 0; }
+  void Release(Handle) override {}
+  void DestroyNotifyPort(NotifyPort) override {}
 
  private:
-  QPlainTextEdit* View() { return program_.window().widget().findChild<QPlainTextEdit*>(); }
-
-  void Look() {
-    const QString text = View()->toPlainText();
-    if (text.contains("Synchronization finished") || text.contains("Failed to connect")) {
-      timer_.stop();
-      // The last lines are painted before the picture is taken.
-      QTimer::singleShot(kPollMilliseconds, [this] { Finish(); });
-    }
-  }
-
-  void Finish() {
-    const std::string picture = arguments_.folder + "/window.png";
-    const bool pictureSaved =
-        program_.window().widget().grab().save(QString::fromStdString(picture));
-    const std::string text = View()->toPlainText().toStdString();
-    const std::string file = SyncedFile(text);
-    const bool arrived = scanner_.records().empty()
-                             ? text.find("No data to synchronize") != std::string::npos
-                             : !file.empty() && Contents(file) == Expected();
-    const bool exact = arrived && scanner_.complaints().empty();
-
-    std::printf("%s\n", text.c_str());
-    for (const std::string& complaint : scanner_.complaints()) {
-      std::printf("The scanner did not understand: %s\n", complaint.c_str());
-    }
-    std::printf("File:       %s\nScreenshot: %s\n", file.empty() ? "(none)" : file.c_str(),
-                pictureSaved ? picture.c_str() : "(could not be saved)");
-    if (!file.empty()) PrintStart(file);
-    std::printf("%s\n", exact ? "Every record arrived exactly."
-                              : "What arrived is not what the scanner holds.");
-    program_.Leave(exact && pictureSaved ? 0 : 1);
-  }
-
-  static std::string SyncedFile(const std::string& text) {
-    const std::string announcement = "Synchronized to ";
-    const std::size_t found = text.find(announcement);
-    if (found == std::string::npos) return {};
-    const std::size_t start = found + announcement.size();
-    return text.substr(start, text.find('\n', start) - start);
-  }
-
-  static std::string Contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  }
-
-  std::string Expected() const {
-    const auto& device = arguments_.scanner.options.device;
-    return ExpectedFile(scanner_.records(), device.model, device.serial);
-  }
-
-  static void PrintStart(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string line;
-    std::printf("It begins:\n");
-    for (int i = 0; i < kShownLines && std::getline(file, line); ++i) {
-      line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
-      std::printf("  %s\n", line.c_str());
-    }
-  }
-
-  Program& program_;
-  Simulator& scanner_;
-  const Arguments& arguments_;
-  QTimer timer_;
+  const std::string path_;
 };
 
 }  // namespace
@@ -147,25 +138,27 @@ int main(int argc, char** argv) {
   platform::posix::EnsureStandardDescriptors();
   try {
     static const Arguments arguments =
-        simulator::ReadArguments(std::vector<std::string>(argv + 1, argv + argc));
+        ReadArguments(std::vector<std::string>(argv + 1, argv + argc));
     if (arguments.help) {
-      std::printf("%s", simulator::DemonstrationHelp().c_str());
+      PrintHelp();
       return 0;
     }
     const std::string dataFolder = arguments.folder + "/QuilletData";
     PrepareSettings(arguments, dataFolder);
-    static auto* const scanner = new Simulator(arguments.scanner.options);
+    const simulator::Options& options = arguments.scanner.options;
+    static auto* const scanner = new Simulator(options);
     scanner->Start();
     std::printf("Simulated scanner: %s, %zu records\nData folder:       %s\n",
-                scanner->path().c_str(), scanner->records().size(), dataFolder.c_str());
+                scanner->Path().c_str(), scanner->Records().size(), dataFolder.c_str());
     std::fflush(stdout);
 
     static auto* const program = new Program(argv[0], dataFolder);
-    static auto* const port = new simulator::SimulatedPort(scanner->path());
-    static std::optional<Unattended> unattended;
-    if (arguments.unattended) unattended.emplace(*program, *scanner, arguments);
+    static auto* const port = new SimulatedPort(scanner->Path());
+    if (arguments.unattended) {
+      CheckWhenFinished(*program, *scanner, options.device, arguments.folder);
+    }
     program->Run(*port);
-  } catch (const simulator::UsageError& error) {
+  } catch (const UsageError& error) {
     std::fprintf(stderr, "quillet-demo: %s\nTry --help.\n", error.what());
     return 2;
   } catch (const std::exception& error) {

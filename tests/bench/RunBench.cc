@@ -37,7 +37,7 @@ constexpr std::uint64_t kLineSpeed = 115200;
 
 std::size_t BurstBytes(const simulator::Simulator& scanner) {
   std::size_t bytes = 3;
-  for (const auto& record : scanner.records()) {
+  for (const auto& record : scanner.Records()) {
     bytes += Encode(record, simulator::Model::kOlder).size();
   }
   return bytes;
@@ -62,7 +62,7 @@ class Collector {
 
   Taken Once() {
     const std::size_t earlier = scanner_.CountOf("P");
-    watch_.Expect(scanner_.records().size());
+    watch_.Expect(scanner_.Records().size());
     program_.StartRun();
     AwaitCommand(scanner_, earlier);
     const auto start = Clock::now();
@@ -82,7 +82,7 @@ class BarePoll {
   explicit BarePoll(simulator::Simulator& scanner)
       : scanner_(scanner),
         bytes_(BurstBytes(scanner)),
-        line_(open(scanner.path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+        line_(open(scanner.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
     termios settings{};
     tcgetattr(line_, &settings);
     cfmakeraw(&settings);

@@ -87,7 +87,7 @@ class WholeProgram {
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
             MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_},
             choices_.Controls(), folder_ / "QuilletData")) {
-    registry_.Attach("usbmodem1", scanner.path());
+    registry_.Attach("usbmodem1", scanner.Path());
     application_.setWindow(&window_);
     application_.setSyncController(&controller_);
     application_.applicationDidFinishLaunching();

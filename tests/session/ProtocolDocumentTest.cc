@@ -30,7 +30,7 @@ class ProtocolDocumentTest : public SessionFixture {
   std::vector<std::string> Conversation() const {
     std::vector<std::string> turns;
     Direction last = Direction::kEvent;
-    for (const simulator::TranscriptEntry& entry : scanner->transcript().Entries()) {
+    for (const simulator::TranscriptEntry& entry : scanner->GetTranscript().Entries()) {
       if (entry.direction == Direction::kEvent) continue;
       const std::string bytes = simulator::ToHex(entry.bytes);
       if (entry.direction == last) {

@@ -26,7 +26,7 @@ class SessionFixture : public AppFixture {
   Simulator& Attach(simulator::Options options) {
     scanner = std::make_unique<Simulator>(std::move(options));
     scanner->Start();
-    registry.Attach("usbmodem1", scanner->path());
+    registry.Attach("usbmodem1", scanner->Path());
     return *scanner;
   }
 

@@ -49,7 +49,7 @@ TEST_P(LatencyTest, RecordsArriveExactlyInBothModes) {
     controller.lumet->bBurstSync = burst;
     controller.lumet->filename.Set(folder / (burst ? "burst.txt" : "singly.txt"));
     ASSERT_TRUE(SynchronizeAndWait());
-    EXPECT_EQ(FileContents(controller.syncfileName.Get()), DataLines(scanner->records()));
+    EXPECT_EQ(FileContents(controller.syncfileName.Get()), DataLines(scanner->Records()));
   }
 }
 
@@ -70,7 +70,7 @@ TEST_P(LayoutTest, EveryByteOfExtremeRecordsArrives) {
   DataOnly();
   controller.lumet->destination = 1;
   ASSERT_TRUE(SynchronizeAndWait());
-  EXPECT_NE(view.text().find(FoldLineEnds(DataLines(scanner->records()))), std::string::npos);
+  EXPECT_NE(view.text().find(FoldLineEnds(DataLines(scanner->Records()))), std::string::npos);
   EXPECT_NE(View().find("|" + std::to_string(records.size()) + " barcodes synchronized|"),
             std::string::npos);
 }
@@ -100,19 +100,19 @@ TEST_F(SessionTest, ATimeOutBlocksSendingOverAReconnect) {
   connect.Press();
   EXPECT_TRUE(WaitForView("Disconnected from Tavo[005771]|"));
   ASSERT_TRUE(WaitFor([&] { return controller.lumet->commandThread.empty(); }));
-  const Commands before = scanner->commands_seen();
+  const Commands before = scanner->Report().commandsSeen;
   connect.Press();
   FinishConnecting();
   EXPECT_TRUE(View().ends_with(": Failed|"));
   EXPECT_EQ(controller.lumet->bCommandDone, 0);
-  EXPECT_EQ(scanner->commands_seen(), before);
+  EXPECT_EQ(scanner->Report().commandsSeen, before);
 
   scanner->AddFault("at 0ms send 40");
   EXPECT_TRUE(WaitForView(": Failed||Connected to Tavo[005771]|"));
   ASSERT_TRUE(scanner->WaitForCommand("C", 2));
   Commands expected = before;
   expected.insert(expected.end(), {"W", "M", "V", "w1#", "C"});
-  EXPECT_EQ(scanner->commands_seen(), expected);
+  EXPECT_EQ(scanner->Report().commandsSeen, expected);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "simulator/CommandParser.h"
@@ -19,11 +21,11 @@ struct Parsed {
   Command last;
 };
 
-Parsed Parse(const Bytes& bytes) {
+Parsed Parse(std::string_view bytes) {
   Parsed parsed;
   CommandParser parser;
-  for (const std::uint8_t byte : bytes) {
-    const auto result = parser.Feed(byte);
+  for (const char byte : bytes) {
+    const auto result = parser.Feed(static_cast<std::uint8_t>(byte));
     if (!result.complaint.empty()) parsed.complaints.push_back(result.complaint);
     if (!result.command) continue;
     parsed.commands.push_back(result.command->text);
@@ -32,82 +34,52 @@ Parsed Parse(const Bytes& bytes) {
   return parsed;
 }
 
-Parsed Parse(std::string_view text) {
-  return Parse(ToBytes(text));
-}
-
-TEST(CommandParser, FindsEveryFixedCommandInAStreamWithoutGaps) {
+TEST(CommandParser, FindsEveryFixedCommandWithoutGaps) {
   const Parsed parsed = Parse("WMVGZSGw0#w1#ENGS1GS0P");
   EXPECT_THAT(parsed.commands,
               ElementsAre("W", "M", "V", "GZSG", "w0#", "w1#", "E", "N", "GS1", "GS0", "P"));
   EXPECT_THAT(parsed.complaints, IsEmpty());
 }
 
-TEST(CommandParser, TheClockCommandTakesSixBytesOfAnyValue) {
-  const Parsed parsed = Parse(Bytes{'C', 0x00, 'W', 0x10, 0x00, 0xFF, 'E', 'W'});
-  EXPECT_THAT(parsed.commands, ElementsAre("C", "W"));
-  CommandParser parser;
-  for (const std::uint8_t byte : Bytes{'C', 0x1A, 0x0B, 0x10, 0x01, 0x04}) parser.Feed(byte);
-  EXPECT_THAT(parser.Feed(0x09).command->clock, ElementsAre(0x1A, 0x0B, 0x10, 0x01, 0x04, 0x09));
+TEST(CommandParser, ReadsSixBytesOfAnyValueAfterC) {
+  const Parsed parsed = Parse({"WC\0W\x10\0\xFF\x45", 8});
+  EXPECT_THAT(parsed.commands, ElementsAre("W", "C"));
+  EXPECT_THAT(parsed.last.clock, ElementsAre(0x00, 'W', 0x10, 0x00, 0xFF, 'E'));
 }
 
-TEST(CommandParser, RecordNumbersAreLowerCaseHexadecimal) {
-  EXPECT_EQ(Parse("p0#").last.index, 0U);
-  EXPECT_EQ(Parse("pa#").last.index, 10U);
-  EXPECT_EQ(Parse("pff#").last.index, 255U);
-  EXPECT_EQ(Parse("p100#").last.index, 256U);
-  EXPECT_EQ(Parse("pffffffff#").last.index, 0xFFFFFFFFU);
+TEST(CommandParser, ReadsRecordNumbersInLowerCaseHexadecimal) {
+  for (const auto& [request, index] :
+       {std::pair("p0#", 0U), {"pa#", 10U}, {"p100#", 256U}, {"pffffffff#", 0xFFFFFFFFU}}) {
+    EXPECT_EQ(Parse(request).last.index, index) << request;
+  }
   EXPECT_THAT(Parse("p0#p1a#").commands, ElementsAre("p0#", "p1a#"));
-}
-
-TEST(CommandParser, WedgeModeSaysOnOrOff) {
-  EXPECT_TRUE(Parse("w1#").last.wedge_on);
-  EXPECT_FALSE(Parse("w0#").last.wedge_on);
-}
-
-TEST(CommandParser, NulBytesBetweenCommandsAreIgnored) {
-  const Parsed parsed = Parse(Bytes{0, 0, 0, 'W', 0, 'M'});
-  EXPECT_THAT(parsed.commands, ElementsAre("W", "M"));
-  EXPECT_THAT(parsed.complaints, IsEmpty());
-}
-
-TEST(CommandParser, EveryByteThatBeginsNoCommandIsReported) {
-  for (int byte = 1; byte < 256; ++byte) {
-    const bool begins =
-        std::string_view("WMVGwCENPp").find(static_cast<char>(byte)) != std::string_view::npos;
-    const Parsed parsed = Parse(Bytes{static_cast<std::uint8_t>(byte)});
-    EXPECT_EQ(parsed.complaints.empty(), begins) << byte;
+  for (const char* wrong : {"p#", "p00#", "p01#", "pA#", "p123456789#", "p-1#", "p 1#"}) {
+    EXPECT_THAT(Parse(wrong).commands, IsEmpty()) << wrong;
+    EXPECT_FALSE(Parse(wrong).complaints.empty()) << wrong;
   }
 }
 
-TEST(CommandParser, ABrokenCommandIsReportedAndTheNextOneFound) {
-  for (const std::string_view broken : {"w", "w1", "p", "p1", "G", "GZ", "GZS", "GS"}) {
-    const Parsed parsed = Parse(std::string(broken) + "W");
+TEST(CommandParser, IgnoresNulOnlyBetweenCommands) {
+  const Parsed parsed = Parse({"\0\0\0W\0M", 6});
+  EXPECT_THAT(parsed.commands, ElementsAre("W", "M"));
+  EXPECT_THAT(parsed.complaints, IsEmpty());
+  EXPECT_FALSE(Parse({"w\0\x31#", 4}).complaints.empty());
+}
+
+TEST(CommandParser, ReportsEveryByteThatBeginsNoCommand) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const auto letter = static_cast<char>(byte);
+    const bool begins = std::string_view("WMVGwCENPp").find(letter) != std::string_view::npos;
+    EXPECT_EQ(Parse({&letter, 1}).complaints.empty(), begins) << byte;
+  }
+}
+
+TEST(CommandParser, ReportsABrokenCommandAndFindsTheNext) {
+  for (const std::string broken : {"w", "w1", "p", "p1", "G", "GZ", "GZS", "GS"}) {
+    const Parsed parsed = Parse(broken + "W");
     EXPECT_THAT(parsed.commands, ElementsAre("W")) << broken;
     EXPECT_THAT(parsed.complaints, ElementsAre(HasSubstr("unfinished"))) << broken;
   }
-}
-
-TEST(CommandParser, RecordNumbersInAnotherShapeAreReported) {
-  for (const std::string_view wrong :
-       {"p#", "p00#", "p01#", "pA#", "p123456789#", "p-1#", "p 1#"}) {
-    const Parsed parsed = Parse(wrong);
-    EXPECT_THAT(parsed.commands, IsEmpty()) << wrong;
-    EXPECT_FALSE(parsed.complaints.empty()) << wrong;
-  }
-}
-
-TEST(CommandParser, ANulWithinACommandBreaksIt) {
-  EXPECT_FALSE(Parse(Bytes{'w', 0, '1', '#'}).complaints.empty());
-}
-
-TEST(CommandParser, WhenTheLineIsCutTheUnfinishedCommandIsForgotten) {
-  CommandParser parser;
-  parser.Feed('G');
-  parser.Feed('S');
-  EXPECT_EQ(parser.Reset(), ToBytes("GS"));
-  EXPECT_EQ(parser.Feed('W').command->text, "W");
-  EXPECT_EQ(parser.Reset(), Bytes{});
 }
 
 }  // namespace

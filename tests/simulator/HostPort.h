@@ -1,93 +1,104 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "simulator/Bytes.h"
+#include "base/UniqueFd.h"
+#include "simulator/Simulator.h"
 
 namespace quillet::simulator {
 
-/// The computer's end of a line in the tests: a serial port that some program has open.
+/// The computer's end of a line in the tests: an open serial port.
 class HostPort {
  public:
   static constexpr std::chrono::seconds kPatience{20};
 
   explicit HostPort(const std::string& path)
-      : descriptor_(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {}
-  /// Takes a descriptor that does not block.
-  explicit HostPort(int descriptor) : descriptor_(descriptor) {}
-  ~HostPort() { Close(); }
-  HostPort(const HostPort&) = delete;
-  HostPort& operator=(const HostPort&) = delete;
+      : line_(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {}
+  /// @param line  a descriptor that does not block
+  explicit HostPort(int line) : line_(line) {}
 
-  bool IsOpen() const { return descriptor_ >= 0; }
-  int descriptor() const { return descriptor_; }
-
-  void Close() {
-    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
-  }
+  bool IsOpen() const { return line_.IsOpen(); }
+  int Descriptor() const { return line_.Get(); }
 
   bool Send(const Bytes& bytes) {
-    return ::write(descriptor_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    const ssize_t written = ::write(line_.Get(), bytes.data(), bytes.size());
+    return written == static_cast<ssize_t>(bytes.size());
   }
   bool Send(std::string_view text) { return Send(ToBytes(text)); }
 
-  /// Reads until `count` bytes are there, the line hangs up, or the time is over.
+  /// Reads `count` bytes, or fewer if the line hangs up or the time is over.
   Bytes Receive(std::size_t count, std::chrono::milliseconds patience = kPatience) {
     Bytes bytes;
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (bytes.size() < count && !hung_up_) {
+    while (bytes.size() < count && !hungUp_) {
       const auto left =
           std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
       if (left.count() <= 0) break;
-      pollfd entry{descriptor_, POLLIN, 0};
+      pollfd entry{line_.Get(), POLLIN, 0};
       ::poll(&entry, 1, static_cast<int>(left.count()));
       ReadSome(bytes, count);
     }
     return bytes;
   }
 
-  /// Everything that comes until the line hangs up.
   Bytes ReceiveUntilHangUp() { return Receive(~std::size_t{0}); }
 
-  /// Everything that comes until nothing has come for so long.
-  Bytes ReceiveUntilSilence(std::chrono::milliseconds silence) {
-    Bytes bytes;
-    while (true) {
-      const Bytes more = Receive(1, silence);
-      if (more.empty()) return bytes;
-      Append(bytes, more);
-    }
-  }
-
-  /// Sends and reads what is expected to come.
-  Bytes Ask(std::string_view command, std::size_t answer_size) {
+  /// Sends a command and reads its answer.
+  Bytes Ask(std::string_view command, std::size_t answerSize) {
     Send(command);
-    return Receive(answer_size);
+    return Receive(answerSize);
   }
 
-  /// Whether a read has found the line gone.
-  bool hung_up() const { return hung_up_; }
+  /// Whether the line has hung up, as a read has found.
+  bool HungUp() const { return hungUp_; }
 
  private:
   void ReadSome(Bytes& bytes, std::size_t count) {
     std::uint8_t buffer[4096];
     const std::size_t wanted = std::min(count - bytes.size(), sizeof buffer);
-    const ssize_t size = ::read(descriptor_, buffer, wanted);
+    const ssize_t size = ::read(line_.Get(), buffer, wanted);
     if (size > 0) bytes.insert(bytes.end(), buffer, buffer + size);
-    if (size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR)) hung_up_ = true;
+    if (size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR)) hungUp_ = true;
   }
 
-  int descriptor_;
-  bool hung_up_ = false;
+  UniqueFd line_;
+  bool hungUp_ = false;
+};
+
+/// A scanner and the computer's port on its line.
+class ScannerTest : public testing::Test {
+ protected:
+  static constexpr std::chrono::milliseconds kSilence{60};
+
+  /// Starts a scanner with the serial number 1234567890, and opens its port.
+  void Attach(Options options = Options::Instant()) {
+    options.device.serial = "1234567890";
+    scanner.emplace(std::move(options));
+    scanner->Start();
+    port.emplace(scanner->Path());
+  }
+
+  static Options WithFaults(std::string_view script) {
+    Options options = Options::Instant();
+    options.faults = ParseFaults(script);
+    return options;
+  }
+
+  /// Whether a newly opened port gets an answer.
+  bool Answers() { return HostPort(scanner->Path()).Ask("W", 1) == ToBytes("@"); }
+
+  std::optional<Simulator> scanner;
+  std::optional<HostPort> port;
 };
 
 }  // namespace quillet::simulator

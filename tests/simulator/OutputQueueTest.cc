@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
 #include "simulator/OutputQueue.h"
@@ -10,157 +9,143 @@ namespace {
 
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
-using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
-/// 10,000 bit/s is one byte per millisecond.
-constexpr std::uint64_t kByteEachMillisecond = 10'000;
 constexpr Time kQueueStart{seconds(1000)};
 
-std::string TakeDue(OutputQueue& queue, Time now) {
-  std::string text;
-  for (auto due = queue.Due(now); !due.empty(); due = queue.Due(now)) {
-    text.append(due.begin(), due.end());
-    queue.Consume(due.size(), now);
+/// A queue on a line of one byte per millisecond. Times are counted from its start.
+class OutputQueueTest : public testing::Test {
+ protected:
+  void Append(std::string_view text, Duration pause = Duration::zero()) {
+    queue_.Append(ToBytes(text), kQueueStart, pause);
   }
-  return text;
+
+  std::string Take(Duration time) { return Take(queue_, time); }
+
+  static std::string Take(OutputQueue& queue, Duration time) {
+    std::string text;
+    const Time now = kQueueStart + time;
+    for (auto due = queue.Due(now); !due.empty(); due = queue.Due(now)) {
+      text.append(due.begin(), due.end());
+      queue.Consume(due.size(), now);
+    }
+    return text;
+  }
+
+  OutputQueue queue_{10'000};
+  OutputQueue instant_{0};
+};
+
+TEST_F(OutputQueueTest, HasEverythingDueAtItsTimeWithoutLineTime) {
+  instant_.Append(ToBytes("abc"), kQueueStart + milliseconds(2));
+  EXPECT_EQ(instant_.NextDue(), kQueueStart + milliseconds(2));
+  EXPECT_EQ(Take(instant_, microseconds(1999)), "");
+  EXPECT_EQ(Take(instant_, milliseconds(2)), "abc");
+  EXPECT_TRUE(instant_.IsEmpty());
+  EXPECT_EQ(instant_.NextDue(), Time::max());
 }
 
-TEST(OutputQueue, WithoutLineTimeEverythingIsDueAtItsTime) {
-  OutputQueue queue(0);
-  queue.Append(ToBytes("abc"), kQueueStart + milliseconds(2));
-  EXPECT_EQ(queue.NextDue(), kQueueStart + milliseconds(2));
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(2) - nanoseconds(1)), "");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(2)), "abc");
-  EXPECT_TRUE(queue.IsEmpty());
-  EXPECT_EQ(queue.NextDue(), Time::max());
+TEST_F(OutputQueueTest, HasAByteDueWhenItsLastBitHasPassed) {
+  Append("abc");
+  EXPECT_EQ(Take(microseconds(999)), "");
+  EXPECT_EQ(Take(microseconds(1000)), "a");
+  EXPECT_EQ(Take(microseconds(2999)), "b");
+  EXPECT_EQ(Take(microseconds(3000)), "c");
 }
 
-TEST(OutputQueue, AByteIsDueWhenItsLastBitHasPassed) {
-  OutputQueue queue(kByteEachMillisecond);
-  queue.Append(ToBytes("abc"), kQueueStart);
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(999)), "");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(1000)), "a");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(2999)), "b");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(3000)), "c");
+TEST_F(OutputQueueTest, LosesNoTimeIfTheCallerIsLate) {
+  Append("abcdefgh");
+  EXPECT_EQ(Take(microseconds(5400)), "abcde");
+  EXPECT_EQ(Take(microseconds(6000)), "f");
 }
 
-TEST(OutputQueue, ALateCallerGetsAllThatIsDueAndTheLineLosesNoTime) {
-  OutputQueue queue(kByteEachMillisecond);
-  queue.Append(ToBytes("abcdefgh"), kQueueStart);
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(5400)), "abcde");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(6000)), "f");
-}
-
-TEST(OutputQueue, ALongBurstTakesTheLinesOwnTime) {
+TEST_F(OutputQueueTest, TakesTheLinesTimeForALongBurst) {
   constexpr std::size_t kSize = 400'000;
   OutputQueue queue(115'200);
   queue.Append(Bytes(kSize), kQueueStart);
   Time now = kQueueStart;
   while (!queue.IsEmpty()) {
-    now = queue.NextDue() + microseconds(37);  // somebody who always wakes a little late
-    TakeDue(queue, now);
+    now = queue.NextDue() + microseconds(37);  // a caller that always wakes a little late
+    Take(queue, now - kQueueStart);
   }
   const double taken = std::chrono::duration<double>(now - kQueueStart).count();
   EXPECT_NEAR(taken, kSize * 10 / 115'200.0, 0.0001);
 }
 
-TEST(OutputQueue, AnswersFollowEachOtherWithoutOverlapping) {
-  OutputQueue queue(kByteEachMillisecond);
-  queue.Append(ToBytes("ab"), kQueueStart);
-  queue.Append(ToBytes("cd"), kQueueStart);
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(2)), "ab");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(3)), "c");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(4)), "d");
+TEST_F(OutputQueueTest, SendsAnswersOneAfterTheOther) {
+  Append("ab");
+  Append("cd");
+  Append("e", milliseconds(10));
+  EXPECT_EQ(Take(milliseconds(2)), "ab");
+  EXPECT_EQ(Take(milliseconds(3)), "c");
+  // A pause begins when the bytes before it have left.
+  EXPECT_EQ(Take(microseconds(14'999)), "d");
+  EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST(OutputQueue, APauseBeginsWhenTheBytesBeforeHaveLeft) {
-  OutputQueue queue(kByteEachMillisecond);
-  queue.Append(ToBytes("ab"), kQueueStart);
-  queue.Append(ToBytes("c"), kQueueStart, milliseconds(10));
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(12'999)), "ab");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(13'000)), "c");
+TEST_F(OutputQueueTest, IsDueAboutEveryMillisecondOrByte) {
+  OutputQueue fast(115'200);
+  fast.Append(Bytes(1000), kQueueStart);
+  EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));
+  EXPECT_LT(fast.NextDue(), kQueueStart + microseconds(1100));
+  OutputQueue slow(300);
+  slow.Append(Bytes(2), kQueueStart);
+  EXPECT_GT(slow.NextDue(), kQueueStart + milliseconds(33));
+  EXPECT_LT(slow.NextDue(), kQueueStart + milliseconds(34));
 }
 
-TEST(OutputQueue, AWakeUpIsWantedAboutEveryMillisecond) {
-  OutputQueue queue(115'200);
-  queue.Append(Bytes(1000), kQueueStart);
-  EXPECT_GT(queue.NextDue(), kQueueStart + microseconds(900));
-  EXPECT_LT(queue.NextDue(), kQueueStart + microseconds(1100));
+TEST_F(OutputQueueTest, InsertsBytesWithinThePendingAnswer) {
+  Append("abcd");
+  EXPECT_EQ(Take(milliseconds(2)), "ab");
+  queue_.InsertNow(ToBytes("XY"), kQueueStart + milliseconds(2));
+  EXPECT_EQ(Take(milliseconds(5)), "XYc");
+  EXPECT_EQ(Take(milliseconds(6)), "d");
 }
 
-TEST(OutputQueue, ASlowLineWantsAWakeUpForEachByte) {
-  OutputQueue queue(300);
-  queue.Append(Bytes(2), kQueueStart);
-  EXPECT_GT(queue.NextDue(), kQueueStart + milliseconds(33));
-  EXPECT_LT(queue.NextDue(), kQueueStart + milliseconds(34));
+TEST_F(OutputQueueTest, InsertsBytesBeforeADelayedAnswer) {
+  instant_.Append(ToBytes("late"), kQueueStart + seconds(5));
+  instant_.InsertNow(ToBytes("now"), kQueueStart);
+  EXPECT_EQ(Take(instant_, seconds(0)), "now");
+  EXPECT_EQ(Take(instant_, seconds(4)), "");
+  EXPECT_EQ(Take(instant_, seconds(5)), "late");
 }
 
-TEST(OutputQueue, InsertedBytesComeWithinTheAnswerUnderWay) {
-  OutputQueue queue(kByteEachMillisecond);
-  queue.Append(ToBytes("abcd"), kQueueStart);
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(2)), "ab");
-  queue.InsertNow(ToBytes("XY"), kQueueStart + milliseconds(2));
-  EXPECT_EQ(queue.size(), 4U);
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(5)), "XYc");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(6)), "d");
+TEST_F(OutputQueueTest, ContinuesAtItsSpeedAfterAHold) {
+  Append("abcd");
+  EXPECT_EQ(Take(milliseconds(2)), "ab");
+  queue_.HoldUntil(kQueueStart + milliseconds(50));
+  EXPECT_EQ(Take(microseconds(50'999)), "");
+  EXPECT_EQ(Take(milliseconds(51)), "c");
+  EXPECT_EQ(Take(milliseconds(52)), "d");
 }
 
-TEST(OutputQueue, InsertedBytesDoNotWaitForADelayedAnswer) {
-  OutputQueue queue(0);
-  queue.Append(ToBytes("late"), kQueueStart + seconds(5));
-  queue.InsertNow(ToBytes("now"), kQueueStart);
-  EXPECT_EQ(TakeDue(queue, kQueueStart), "now");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + seconds(4)), "");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + seconds(5)), "late");
+TEST_F(OutputQueueTest, DropsBytesAcrossPieces) {
+  instant_.Append(ToBytes("abcd"), kQueueStart);
+  instant_.Append(ToBytes("efgh"), kQueueStart);
+  instant_.Consume(1, kQueueStart);
+  instant_.Drop(4);
+  EXPECT_EQ(Take(instant_, seconds(0)), "fgh");
+  instant_.Append(ToBytes("ij"), kQueueStart);
+  instant_.Drop(10);
+  EXPECT_TRUE(instant_.IsEmpty());
 }
 
-TEST(OutputQueue, AHeldLineGoesOnAfterwardsAtItsSpeed) {
-  OutputQueue queue(kByteEachMillisecond);
-  queue.Append(ToBytes("abcd"), kQueueStart);
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(2)), "ab");
-  queue.HoldUntil(kQueueStart + milliseconds(50));
-  EXPECT_EQ(TakeDue(queue, kQueueStart + microseconds(50'999)), "");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(51)), "c");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(52)), "d");
+TEST_F(OutputQueueTest, DoesNotCatchUpAfterAStall) {
+  Append("abcdef");
+  queue_.Consume(2, kQueueStart + milliseconds(2));
+  queue_.Stall(kQueueStart + milliseconds(100));
+  EXPECT_EQ(Take(milliseconds(100)), "");
+  EXPECT_EQ(Take(milliseconds(101)), "c");
+  EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST(OutputQueue, DroppedBytesAreLostAcrossPieces) {
-  OutputQueue queue(0);
-  queue.Append(ToBytes("abcd"), kQueueStart);
-  queue.Append(ToBytes("efgh"), kQueueStart);
-  queue.Consume(1, kQueueStart);
-  queue.Drop(4);
-  EXPECT_EQ(queue.size(), 3U);
-  EXPECT_EQ(TakeDue(queue, kQueueStart), "fgh");
-  queue.Drop(10);
-  EXPECT_TRUE(queue.IsEmpty());
-}
-
-TEST(OutputQueue, AStalledLineDoesNotMakeUpForTheTime) {
-  OutputQueue queue(kByteEachMillisecond);
-  queue.Append(ToBytes("abcdef"), kQueueStart);
-  queue.Consume(2, kQueueStart + milliseconds(2));
-  queue.Stall(kQueueStart + milliseconds(100));
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(100)), "");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(101)), "c");
-  EXPECT_EQ(TakeDue(queue, kQueueStart + milliseconds(102)), "d");
-}
-
-TEST(OutputQueue, ClearingForgetsWhatHasNotLeft) {
-  OutputQueue queue(0);
-  queue.Append(ToBytes("abcd"), kQueueStart);
-  queue.Clear();
-  EXPECT_TRUE(queue.IsEmpty());
-  EXPECT_EQ(queue.size(), 0U);
-  EXPECT_EQ(TakeDue(queue, kQueueStart), "");
-}
-
-TEST(OutputQueue, NoBytesAreNoPiece) {
-  OutputQueue queue(0);
-  queue.Append({}, kQueueStart);
-  queue.InsertNow({}, kQueueStart);
-  EXPECT_TRUE(queue.IsEmpty());
+TEST_F(OutputQueueTest, IsEmptyAfterClearingAndForNoBytes) {
+  Append("abcd");
+  queue_.Clear();
+  queue_.Append({}, kQueueStart);
+  queue_.InsertNow({}, kQueueStart);
+  EXPECT_TRUE(queue_.IsEmpty());
+  EXPECT_EQ(Take(seconds(1)), "");
 }
 
 }  // namespace

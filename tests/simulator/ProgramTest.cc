@@ -1,14 +1,12 @@
 // The program tavo-simulator, as its users see it.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
 #include <filesystem>
-#include <string>
-#include <vector>
+#include <utility>
 
 #include "tests/simulator/HostPort.h"
 #include "tests/support/TemporaryFolder.h"
@@ -22,72 +20,55 @@ namespace fs = std::filesystem;
 
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::StartsWith;
 
-/// The running program, with pipes to all of its standard streams.
+using Arguments = std::vector<std::string>;
+
+/// The running program, with pipes to its standard streams.
 class Program {
  public:
-  explicit Program(std::vector<std::string> arguments) {
-    int in[2];
-    int out[2];
-    int err[2];
-    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
-      return;
+  explicit Program(Arguments arguments) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    UniqueFd theirs[3];
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+      int ends[2];
+      if (pipe2(ends, O_CLOEXEC) != 0) return;
+      const bool in = stream == STDIN_FILENO;
+      streams_[stream] = UniqueFd(ends[in ? 1 : 0]);
+      theirs[stream] = UniqueFd(ends[in ? 0 : 1]);
+      posix_spawn_file_actions_adddup2(&actions, theirs[stream].Get(), stream);
+    }
     arguments.insert(arguments.begin(), TAVO_SIMULATOR_PROGRAM);
     std::vector<char*> argv;
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    close(in[0]);
-    close(out[1]);
-    close(err[1]);
-    in_ = in[1];
-    out_ = out[0];
-    err_ = err[0];
   }
 
   ~Program() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    CloseInput();
-    close(out_);
-    close(err_);
-  }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
-
-  void Type(const std::string& line) {
-    const std::string text = line + "\n";
-    EXPECT_EQ(write(in_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    if (pid_ <= 0) return;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
   }
 
-  void CloseInput() {
-    if (in_ >= 0) close(std::exchange(in_, -1));
-  }
-
+  void CloseInput() { streams_[STDIN_FILENO].Close(); }
   void Signal(int signal) const { kill(pid_, signal); }
 
   /// The next line of standard output, without its end; "" at the end.
   std::string Line() {
     std::string line;
     char letter = 0;
-    while (read(out_, &letter, 1) == 1 && letter != '\n') line += letter;
+    while (read(streams_[STDOUT_FILENO].Get(), &letter, 1) == 1 && letter != '\n') line += letter;
     return line;
   }
 
-  /// Types, and reads one line.
+  /// Types a line, and reads one.
   std::string Say(const std::string& line) {
-    Type(line);
+    const std::string text = line + "\n";
+    EXPECT_EQ(write(streams_[STDIN_FILENO].Get(), text.data(), text.size()),
+              static_cast<ssize_t>(text.size()));
     return Line();
   }
 
@@ -98,106 +79,88 @@ class Program {
     return line.substr(6);
   }
 
-  /// Waits for the end; the exit code, or -1 when a signal killed it.
+  /// Waits for the end; the exit code, or -1 if a signal killed it.
   int ExitCode() {
     int status = 0;
     waitpid(std::exchange(pid_, 0), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
-  /// The rest of a stream.
-  std::string Output() const { return ReadAll(out_); }
-  std::string Errors() const { return ReadAll(err_); }
-
- private:
-  static std::string ReadAll(int descriptor) {
+  /// The rest of an output stream.
+  std::string Rest(int stream) const {
     std::string text;
     char buffer[4096];
-    for (ssize_t size; (size = read(descriptor, buffer, sizeof buffer)) > 0;) {
+    for (ssize_t size; (size = read(streams_[stream].Get(), buffer, sizeof buffer)) > 0;) {
       text.append(buffer, static_cast<std::size_t>(size));
     }
     return text;
   }
+  std::string Errors() const { return Rest(STDERR_FILENO); }
 
+ private:
   pid_t pid_ = 0;
-  int in_ = -1;
-  int out_ = -1;
-  int err_ = -1;
+  UniqueFd streams_[3];
 };
 
-std::vector<std::string> Quick(std::vector<std::string> more = {}) {
+Arguments Quick(Arguments more = {}) {
   more.insert(more.begin(), {"--speed", "unlimited", "--latency", "0"});
   return more;
 }
 
-TEST(TavoSimulatorProgram, SaysWhereItIsReadyAndAnswersThere) {
-  Program program(Quick({"--serial", "1234567890", "--records", "3"}));
-  HostPort port(program.ReadyPath());
-  EXPECT_EQ(port.Ask("M", 11), ToBytes("1234567890@"));
-  EXPECT_EQ(port.Ask("N", 5), (Bytes{0, 0, 0, 3, '@'}));
-  program.Type("quit");
-  EXPECT_EQ(program.ExitCode(), 0);
-}
-
-TEST(TavoSimulatorProgram, TakesModelFirmwareAssetAndTerminator) {
-  Program program(Quick({"--model=300", "--asset", "X1", "--terminator", "!"}));
-  HostPort port(program.ReadyPath());
-  EXPECT_EQ(port.Ask("V", 11), ToBytes("1.00.42010!"));
-  EXPECT_EQ(port.Ask("GZSG", 3), ToBytes("X1!"));
-  EXPECT_EQ(port.Ask("N", 5), (Bytes{0, 0, 0, 130, '!'}));
-  Program other(Quick({"--firmware", "3.02.30000"}));
-  HostPort other_port(other.ReadyPath());
-  EXPECT_EQ(other_port.Ask("V", 11), ToBytes("3.02.30000@"));
-}
-
-TEST(TavoSimulatorProgram, RecordsComeFromATableAndFromTheEdges) {
+TEST(TavoSimulatorProgram, AnswersAsItsArgumentsSay) {
   const test::TemporaryFolder folder;
   const std::string table = folder.Put("table.csv", "Code 128,A,2012-05-03 16:04:09\n");
-  Program program(Quick({"--extreme", "2", "--csv", table}));
-  HostPort port(program.ReadyPath());
-  EXPECT_EQ(port.Ask("N", 5), (Bytes{0, 0, 0, 3, '@'}));
-  EXPECT_EQ(port.Ask("p0#", 11),
-            (Bytes{0x03, 0x00, 0x00, 0x0A, 0x06, 0x06, 'A', 0x31, 0x47, 0x41, 0x09}));
+  struct Row {
+    Arguments arguments;
+    const char* command;
+    Bytes answer;
+  };
+  const Row kRows[] = {{{}, "N", {0, 0, 0, 130, '@'}},
+                       {{"--records", "3"}, "N", {0, 0, 0, 3, '@'}},
+                       {{"--extreme", "2", "--csv", table}, "N", {0, 0, 0, 3, '@'}},
+                       {{"--csv", table}, "p0#", {3, 0, 0, 10, 6, 6, 'A', 0x31, 0x47, 0x41, 0x09}},
+                       {{"--serial", "1234567890"}, "M", ToBytes("1234567890@")},
+                       {{"--model=300"}, "V", ToBytes("1.00.42010@")},
+                       {{"--firmware", "3.02.30000"}, "V", ToBytes("3.02.30000@")},
+                       {{"--asset", "X1", "--terminator", "!"}, "GZSG", ToBytes("X1!")}};
+  for (const Row& row : kRows) {
+    Program program(Quick(row.arguments));
+    HostPort port(program.ReadyPath());
+    EXPECT_EQ(port.Ask(row.command, row.answer.size()), row.answer) << row.command;
+    EXPECT_EQ(program.Say("quit"), "");
+    EXPECT_EQ(program.ExitCode(), 0);
+  }
 }
 
-TEST(TavoSimulatorProgram, TheLinkIsThereWhileItRuns) {
+TEST(TavoSimulatorProgram, KeepsItsLinkWhilePlugged) {
   const test::TemporaryFolder folder;
   const std::string link = folder / "scanner";
   Program program(Quick({"--link", link}));
   EXPECT_EQ(program.ReadyPath(), link);
-  HostPort port(link);
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
+  EXPECT_EQ(HostPort(link).Ask("W", 1), ToBytes("@"));
   EXPECT_EQ(program.Say("unplug"), "ok");
   EXPECT_FALSE(fs::is_symlink(link));
   EXPECT_EQ(program.Say("plug"), "ready " + link);
-  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_EQ(HostPort(link).Ask("W", 1), ToBytes("@"));
   program.Signal(SIGTERM);
   EXPECT_EQ(program.ExitCode(), 0);
   EXPECT_FALSE(fs::is_symlink(link));
 }
 
-TEST(TavoSimulatorProgram, EndsInGoodOrderOnAnInterrupt) {
-  Program program(Quick());
-  HostPort port(program.ReadyPath());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  program.Signal(SIGINT);
-  EXPECT_EQ(program.ExitCode(), 0);
-  EXPECT_EQ(port.Receive(1), Bytes{});
-  EXPECT_TRUE(port.hung_up());
-  EXPECT_THAT(program.Errors(), IsEmpty());
-}
-
-TEST(TavoSimulatorProgram, TheEndOfAnInputThatIsNoTerminalIsNotItsEnd) {
+TEST(TavoSimulatorProgram, EndsInGoodOrderAfterASignalOnly) {
   Program program(Quick());
   HostPort port(program.ReadyPath());
   program.CloseInput();
   EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
   EXPECT_EQ(port.Ask("M", 11).size(), 11U);
-  program.Signal(SIGTERM);
+  program.Signal(SIGINT);
   EXPECT_EQ(program.ExitCode(), 0);
+  EXPECT_EQ(port.Receive(1), Bytes{});
+  EXPECT_TRUE(port.HungUp());
+  EXPECT_EQ(program.Errors(), "");
 }
 
-TEST(TavoSimulatorProgram, LinesOnItsInputAreCarriedOut) {
+TEST(TavoSimulatorProgram, CarriesOutLinesOfItsInput) {
   Program program(Quick({"--records", "0"}));
   HostPort port(program.ReadyPath());
   EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
@@ -210,44 +173,32 @@ TEST(TavoSimulatorProgram, LinesOnItsInputAreCarriedOut) {
   EXPECT_EQ(program.Line(), "  W");
   EXPECT_EQ(program.Say("fault on M silence"), "ok");
   EXPECT_EQ(program.Say("complaints"), "complaints 0");
-}
-
-TEST(TavoSimulatorProgram, LinesThatMakeNoSenseAreAnsweredAndChangeNothing) {
-  Program program(Quick());
-  program.ReadyPath();
   EXPECT_THAT(program.Say("dance"), HasSubstr("error: nothing is called \"dance\""));
   EXPECT_THAT(program.Say("scan nonsense 1"), HasSubstr("error: \"nonsense\" is no symbology"));
   EXPECT_THAT(program.Say("scan 1 " + std::string(251, 'x')), HasSubstr("error: a record of this"));
   EXPECT_THAT(program.Say("fault on Q silence"), HasSubstr("error: \"Q\" is not a command"));
-  EXPECT_EQ(program.Say("records"), "records 130");
+  EXPECT_EQ(program.Say("records"), "records 1");
+  EXPECT_THAT(program.Say("help"), StartsWith("While it runs"));
 }
 
-TEST(TavoSimulatorProgram, FaultsAndTranscriptAreFiles) {
+TEST(TavoSimulatorProgram, ReadsFaultsAndReportsWhatItReceived) {
   const test::TemporaryFolder folder;
   const std::string faults = folder.Put("faults", "on M 1 answer \"abc@\"\n");
   const std::string transcript = folder / "transcript";
   Program program(Quick({"--faults", faults, "--transcript", transcript}));
   HostPort port(program.ReadyPath());
-  EXPECT_EQ(port.Ask("M", 4), ToBytes("abc@"));
-  program.Type("quit");
+  EXPECT_EQ(port.Ask("zM", 4), ToBytes("abc@"));
+  program.Say("quit");
   EXPECT_EQ(program.ExitCode(), 0);
+  EXPECT_EQ(program.Errors(), "tavo-simulator: byte 1 received: byte 0x7a 'z' begins no command\n");
   const std::string text = test::FileContents(transcript).value_or("");
-  EXPECT_THAT(text, HasSubstr(" < 4d  M\n"));
+  EXPECT_THAT(text, HasSubstr(" < 7a 4d  zM\n"));
   EXPECT_THAT(text, HasSubstr(" > 61 62 63 40  abc@\n"));
 }
 
-TEST(TavoSimulatorProgram, WhatWasNoCommandIsListedAtTheEnd) {
-  Program program(Quick());
-  HostPort port(program.ReadyPath());
-  EXPECT_EQ(port.Ask("zW", 1), ToBytes("@"));
-  program.Type("quit");
-  EXPECT_EQ(program.ExitCode(), 0);
-  EXPECT_EQ(program.Errors(), "tavo-simulator: byte 1 received: byte 0x7a 'z' begins no command\n");
-}
-
-TEST(TavoSimulatorProgram, HelpExplainsEveryArgument) {
+TEST(TavoSimulatorProgram, ExplainsEveryArgument) {
   Program program({"--help"});
-  const std::string help = program.Output();
+  const std::string help = program.Rest(STDOUT_FILENO);
   EXPECT_EQ(program.ExitCode(), 0);
   for (const char* argument :
        {"--model",      "--serial",  "--firmware", "--asset",  "--terminator",
@@ -258,15 +209,15 @@ TEST(TavoSimulatorProgram, HelpExplainsEveryArgument) {
   }
 }
 
-TEST(TavoSimulatorProgram, ArgumentsThatMakeNoSenseEndItWithTwo) {
-  const std::vector<std::vector<std::string>> wrong = {
+TEST(TavoSimulatorProgram, EndsWithTwoForInvalidArguments) {
+  const std::vector<Arguments> wrong = {
       {"--model", "400"},  {"--model"},
       {"--frobnicate"},    {"loose"},
       {"--speed", "0"},    {"--speed", "fast"},
       {"--latency", "x"},  {"--records", "-1"},
       {"--records", "1x"}, {"--terminator", "#"},
       {"--cooked=yes"},    {"--link", "/tmp/a", "--device", "/dev/null"}};
-  for (const auto& arguments : wrong) {
+  for (const Arguments& arguments : wrong) {
     Program program(arguments);
     EXPECT_EQ(program.ExitCode(), 2) << arguments.front();
     EXPECT_THAT(program.Errors(),
@@ -274,11 +225,11 @@ TEST(TavoSimulatorProgram, ArgumentsThatMakeNoSenseEndItWithTwo) {
   }
 }
 
-TEST(TavoSimulatorProgram, WhatCannotBeDoneEndsItWithOneAndSaysWhy) {
+TEST(TavoSimulatorProgram, EndsWithOneAndAReasonIfItFails) {
   const test::TemporaryFolder folder;
   const std::string table = folder.Put("table.csv", "0,1\n");
   const std::string faults = folder.Put("faults", "\non Q silence\n");
-  const std::vector<std::pair<std::vector<std::string>, std::string>> failing = {
+  const std::pair<Arguments, const char*> kFailing[] = {
       {{"--csv", "/no/such/file"}, "/no/such/file: No such file"},
       {{"--csv", "/tmp"}, "/tmp: Is a directory"},
       {{"--csv", table}, "table.csv, line 1: expected symbology, data and time"},
@@ -286,7 +237,7 @@ TEST(TavoSimulatorProgram, WhatCannotBeDoneEndsItWithOneAndSaysWhy) {
       {{"--transcript", "/no/such/folder/file"}, "/no/such/folder/file: No such file"},
       {{"--link", "/no/such/folder/link"}, "/no/such/folder/link"},
       {{"--device", "/no/such/device"}, "/no/such/device: No such file"}};
-  for (const auto& [arguments, reason] : failing) {
+  for (const auto& [arguments, reason] : kFailing) {
     Program program(arguments);
     EXPECT_EQ(program.ExitCode(), 1) << arguments.front();
     EXPECT_THAT(program.Errors(), HasSubstr(reason));

@@ -1,15 +1,12 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <termios.h>
 
 #include <filesystem>
 #include <stdexcept>
-#include <string>
 #include <system_error>
 #include <thread>
 
 #include "simulator/RecordGenerator.h"
-#include "simulator/Simulator.h"
 #include "tests/simulator/HostPort.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -21,466 +18,328 @@ namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr CalendarTime kScanTime{2012, 5, 3, 16, 4, 9};
 
-Bytes AllRecordsFrame(const std::vector<ScanRecord>& records, Model model) {
-  Bytes content;
-  for (const ScanRecord& record : records) Append(content, Encode(record, model));
-  Bytes frame;
-  AppendBigEndian(frame, static_cast<std::uint32_t>(content.size() + 3), 3);
-  Append(frame, content);
-  return frame;
+/// What the scanner without its line answers.
+Bytes AnswerTo(std::string_view text, const Options& options) {
+  TavoDevice device(options.device, [] { return std::chrono::nanoseconds(0); });
+  std::optional<Command> command;
+  for (const char letter : text) command = device.Receive(static_cast<std::uint8_t>(letter));
+  return device.Execute(command.value()).value();
 }
 
-TEST(Simulator, AWholeSessionIsAnsweredAndListed) {
+class SimulatorTest : public ScannerTest {
+ protected:
+  void AttachWithLatency(milliseconds latency) {
+    Options options = Options::Instant();
+    options.latency = latency;
+    Attach(options);
+  }
+
+  void ClosePort() {
+    port.reset();
+    ASSERT_TRUE(scanner->WaitForPort(false));
+  }
+};
+
+TEST_F(SimulatorTest, AnswersAndListsAWholeSession) {
   Options options = Options::Instant();
-  options.device.serial = "1234567890";
   options.device.records = StockTaking(130, Model::kOlder);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  ASSERT_TRUE(port.IsOpen());
+  Attach(options);
 
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  EXPECT_EQ(port.Ask("M", 11), ToBytes("1234567890@"));
-  EXPECT_EQ(port.Ask("V", 11), ToBytes("0.00.41000@"));
-  EXPECT_EQ(port.Ask("w1#", 1), ToBytes("@"));
-  EXPECT_TRUE(port.Send(Bytes{'C', 0x1A, 0x0B, 0x10, 0x01, 0x04, 0x09}));
-  EXPECT_EQ(port.Receive(1), ToBytes("@"));
-  EXPECT_EQ(port.Ask("N", 5), (Bytes{0, 0, 0, 130, '@'}));
-  EXPECT_EQ(port.Ask("GS1", 1), ToBytes("@"));
-  const Bytes expected = AllRecordsFrame(options.device.records, Model::kOlder);
-  EXPECT_EQ(port.Ask("P", expected.size()), expected);
-  EXPECT_TRUE(port.Send(Bytes{0, 0, 0}));
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  EXPECT_EQ(port.Ask("GS0", 1), ToBytes("@"));
-  EXPECT_EQ(port.Ask("E", 1), ToBytes("@"));
-
-  EXPECT_THAT(scanner.commands_seen(),
+  const std::pair<std::string, Bytes> kSession[] = {
+      {"W", ToBytes("@")},
+      {"M", ToBytes("1234567890@")},
+      {"V", ToBytes("0.00.41000@")},
+      {"w1#", ToBytes("@")},
+      {{"C\x1A\x0B\x10\x01\x04\x09", 7}, ToBytes("@")},
+      {"N", {0, 0, 0, 130, '@'}},
+      {"GS1", ToBytes("@")},
+      {"P", AnswerTo("P", options)},
+      {{"\0\0\0W", 4}, ToBytes("@")},
+      {"GS0", ToBytes("@")},
+      {"E", ToBytes("@")}};
+  for (const auto& [command, answer] : kSession) {
+    EXPECT_EQ(port->Ask(command, answer.size()), answer) << command;
+  }
+  const DeviceReport report = scanner->Report();
+  EXPECT_THAT(report.commandsSeen,
               ElementsAre("W", "M", "V", "w1#", "C", "N", "GS1", "P", "W", "GS0", "E"));
-  EXPECT_THAT(scanner.complaints(), IsEmpty());
-  EXPECT_EQ(scanner.clock_set_to(), (CalendarTime{2026, 11, 16, 1, 4, 9}));
-  EXPECT_EQ(scanner.erase_count(), 1U);
-  EXPECT_THAT(scanner.records(), IsEmpty());
+  EXPECT_THAT(report.complaints, IsEmpty());
+  EXPECT_EQ(report.clockSetTo, (CalendarTime{2026, 11, 16, 1, 4, 9}));
+  EXPECT_EQ(report.eraseCount, 1U);
+  EXPECT_THAT(scanner->Records(), IsEmpty());
 }
 
-TEST(Simulator, ExtremeRecordsPassTheLineUnaltered) {
+TEST_F(SimulatorTest, SendsExtremeRecordsUnaltered) {
   for (const Model model : {Model::kOlder, Model::kSeries300}) {
     Options options = Options::Instant(model);
     options.device.records = ExtremeRecords(400, model);
-    Simulator scanner(options);
-    scanner.Start();
-    HostPort port(scanner.path());
-    const Bytes expected = AllRecordsFrame(options.device.records, model);
-    EXPECT_TRUE(port.Ask("P", expected.size()) == expected);
-    Bytes one = {0x03};
-    Append(one, AllRecordsFrame({options.device.records[255]}, model));
-    EXPECT_EQ(port.Ask("pff#", one.size()), one);
+    Attach(options);
+    for (const char* command : {"P", "pff#"}) {
+      const Bytes expected = AnswerTo(command, options);
+      EXPECT_TRUE(port->Ask(command, expected.size()) == expected) << command;
+    }
   }
 }
 
-TEST(Simulator, ThePortCanBeClosedAndOpenedAgainAndAgain) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
+TEST_F(SimulatorTest, AnswersAfterEachOpeningOfThePort) {
+  Attach();
   for (int round = 0; round < 20; ++round) {
-    HostPort port(scanner.path());
-    ASSERT_EQ(port.Ask("W", 1), ToBytes("@")) << round;
-    EXPECT_TRUE(scanner.IsPortOpen());
-    port.Close();
-    ASSERT_TRUE(scanner.WaitForPort(false)) << round;
+    if (round > 0) port.emplace(scanner->Path());
+    ASSERT_EQ(port->Ask("W", 1), ToBytes("@")) << round;
+    EXPECT_TRUE(scanner->IsPortOpen());
+    port.reset();
+    ASSERT_TRUE(scanner->WaitForPort(false)) << round;
   }
-  EXPECT_EQ(scanner.CountOf("W"), 20U);
+  EXPECT_EQ(scanner->CountOf("W"), 20U);
 }
 
-TEST(Simulator, WhatIsSentToAClosedPortIsLost) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  scanner.Scan(MakeRecord(6, "A", kScanTime));
-  ASSERT_TRUE(scanner.WaitForQuiet());
-  EXPECT_EQ(scanner.lost_bytes(), 12U);
-  EXPECT_EQ(scanner.sent_bytes(), 0U);
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
+TEST_F(SimulatorTest, LosesWhatIsSentToAClosedPort) {
+  Attach();
+  ClosePort();
+  scanner->Scan(MakeRecord(6, "A", kScanTime));
+  ASSERT_TRUE(scanner->WaitForQuiet());
+  EXPECT_EQ(scanner->Counters().lost, 12U);
+  EXPECT_EQ(scanner->Counters().sent, 0U);
+  EXPECT_TRUE(Answers());
 }
 
-TEST(Simulator, WhatWasNotReadBeforeClosingIsNotThereAfterOpening) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  {
-    HostPort port(scanner.path());
-    port.Send("M");
-    ASSERT_TRUE(scanner.WaitFor([&] { return scanner.sent_bytes() == 11; }));
-  }
-  ASSERT_TRUE(scanner.WaitForPort(false));
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.ReceiveUntilSilence(milliseconds(50)), Bytes{});
+TEST_F(SimulatorTest, DiscardsUnreadBytesWhenThePortIsClosed) {
+  Attach();
+  port->Send("M");
+  ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().sent == 11; }));
+  ClosePort();
+  EXPECT_EQ(HostPort(scanner->Path()).Receive(1, kSilence), Bytes{});
 }
 
-TEST(Simulator, ClosingThePortWithinACommandIsNoComplaint) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  {
-    HostPort port(scanner.path());
-    port.Send("GS");
-    ASSERT_TRUE(scanner.WaitFor([&] { return scanner.received_bytes() == 2; }));
-  }
-  ASSERT_TRUE(scanner.WaitForPort(false));
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  EXPECT_THAT(scanner.complaints(), IsEmpty());
-  EXPECT_THAT(scanner.notes(), SizeIs(1));
+TEST_F(SimulatorTest, OnlyNotesACommandCutByClosingThePort) {
+  Attach();
+  port->Send("GS");
+  ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().received == 2; }));
+  ClosePort();
+  EXPECT_TRUE(Answers());
+  EXPECT_THAT(scanner->Report().complaints, IsEmpty());
+  EXPECT_THAT(scanner->Report().notes, ElementsAre(testing::HasSubstr("47 53")));
 }
 
-TEST(Simulator, EverythingThatIsNoCommandIsAComplaint) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  HostPort port(scanner.path());
-  port.Send("Wz");
-  EXPECT_EQ(port.Ask("W", 2), ToBytes("@@"));
-  EXPECT_THAT(scanner.complaints(), ElementsAre(HasSubstr("0x7a 'z'")));
-}
-
-TEST(Simulator, ALiveScanComesUnaskedWithTheScannersOwnTime) {
+TEST_F(SimulatorTest, SendsALiveScanWithItsOwnTime) {
   Options options = Options::Instant();
   options.device.clock = kScanTime;
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  ASSERT_TRUE(scanner.WaitForPort(true));
-  scanner.Scan(6, "ABC");
-  const Bytes frame = port.Receive(14);
-  ASSERT_EQ(frame.size(), 14U);
+  Attach(options);
+  ASSERT_TRUE(scanner->WaitForPort(true));
+  scanner->Scan(6, "ABC");
+  const Bytes frame = port->Receive(14);
+  ASSERT_THAT(frame, SizeIs(14));
   EXPECT_EQ(Bytes(frame.begin(), frame.begin() + 9),
             (Bytes{0x03, 0x00, 0x00, 0x0C, 0x08, 0x06, 'A', 'B', 'C'}));
   EXPECT_EQ(frame.back(), '@');
-  ASSERT_THAT(scanner.records(), SizeIs(1));
-  EXPECT_EQ(scanner.records()[0].time.year, 2012);
+  ASSERT_THAT(scanner->Records(), SizeIs(1));
+  EXPECT_EQ(scanner->Records()[0].time.year, 2012);
 }
 
-TEST(Simulator, AScanIsSentBehindTheAnswerUnderWay) {
-  Options options = Options::Instant();
-  options.latency = milliseconds(100);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  port.Send("M");
-  ASSERT_TRUE(scanner.WaitForCommand("M"));
-  scanner.Scan(MakeRecord(6, "A", kScanTime));
-  const Bytes bytes = port.Receive(11 + 12);
-  ASSERT_EQ(bytes.size(), 23U);
+TEST_F(SimulatorTest, SendsAScanAfterThePendingAnswer) {
+  AttachWithLatency(milliseconds(100));
+  port->Send("M");
+  ASSERT_TRUE(scanner->WaitForCommand("M"));
+  scanner->Scan(MakeRecord(6, "A", kScanTime));
+  const Bytes bytes = port->Receive(11 + 12);
+  ASSERT_THAT(bytes, SizeIs(23));
   EXPECT_EQ(bytes[10], '@');
   EXPECT_EQ(bytes[11], 0x03);
 }
 
-TEST(Simulator, ATooLongScanIsRefusedAndChangesNothing) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  EXPECT_THROW(scanner.Scan({6, Bytes(251), kScanTime, std::nullopt}), std::length_error);
-  EXPECT_THAT(scanner.records(), IsEmpty());
+TEST_F(SimulatorTest, HangsUpWhenUnpluggedAndComesBackPlugged) {
+  Attach();
+  scanner->Plug();
+  EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
+  scanner->Unplug();
+  scanner->Unplug();
+  EXPECT_FALSE(scanner->IsPlugged());
+  EXPECT_EQ(port->Receive(1), Bytes{});
+  EXPECT_TRUE(port->HungUp());
+  EXPECT_FALSE(port->Send("W"));
+
+  scanner->Plug();
+  EXPECT_TRUE(scanner->IsPlugged());
+  EXPECT_TRUE(Answers());
 }
 
-TEST(Simulator, UnpluggingHangsUpAndPluggingMakesANewLine) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  scanner.Unplug();
-  EXPECT_FALSE(scanner.IsPlugged());
-  EXPECT_EQ(port.Receive(1), Bytes{});
-  EXPECT_TRUE(port.hung_up());
-  EXPECT_FALSE(port.Send("W"));
-
-  scanner.Plug();
-  EXPECT_TRUE(scanner.IsPlugged());
-  HostPort again(scanner.path());
-  EXPECT_EQ(again.Ask("W", 1), ToBytes("@"));
+TEST_F(SimulatorTest, ForgetsThePendingAnswerWhenUnplugged) {
+  AttachWithLatency(milliseconds(200));
+  port->Send("M");
+  ASSERT_TRUE(scanner->WaitForCommand("M"));
+  scanner->Unplug();
+  scanner->Plug();
+  EXPECT_TRUE(Answers());
 }
 
-TEST(Simulator, UnpluggingAndPluggingTwiceIsTheSameAsOnce) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  const std::string path = scanner.path();
-  scanner.Plug();
-  EXPECT_EQ(scanner.path(), path);
-  scanner.Unplug();
-  scanner.Unplug();
-  EXPECT_FALSE(scanner.IsPlugged());
-}
-
-TEST(Simulator, UnpluggingForgetsTheAnswerUnderWay) {
-  Options options = Options::Instant();
-  options.latency = milliseconds(200);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  port.Send("M");
-  ASSERT_TRUE(scanner.WaitForCommand("M"));
-  scanner.Unplug();
-  scanner.Plug();
-  HostPort again(scanner.path());
-  EXPECT_EQ(again.Ask("W", 1), ToBytes("@"));
-}
-
-TEST(Simulator, TheLinkFollowsTheLineAndGoesWithIt) {
+TEST_F(SimulatorTest, ReplacesOnlyLinksAndRemovesOnlyItsOwn) {
   const test::TemporaryFolder folder;
   Options options = Options::Instant();
-  options.link_path = folder / "scanner";
-  Simulator scanner(options);
-  scanner.Start();
-  EXPECT_EQ(scanner.path(), options.link_path);
-  EXPECT_EQ(fs::read_symlink(options.link_path), scanner.line_path());
-  scanner.Unplug();
-  EXPECT_FALSE(fs::is_symlink(options.link_path));
-  scanner.Plug();
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  scanner.Stop();
-  EXPECT_FALSE(fs::is_symlink(options.link_path));
+  options.linkPath = folder / "scanner";
+  fs::create_symlink("/dev/null", options.linkPath);
+  Attach(options);
+  EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
+  fs::remove(options.linkPath);
+  fs::create_symlink("/dev/zero", options.linkPath);
+  scanner->Stop();
+  EXPECT_EQ(fs::read_symlink(options.linkPath), "/dev/zero");
+  options.linkPath = folder.Put("file", "precious");
+  EXPECT_THROW(Attach(options), std::system_error);
+  EXPECT_EQ(test::FileContents(options.linkPath).value_or(""), "precious");
 }
 
-TEST(Simulator, AnotherLinkIsReplacedAndALinkThatIsNotOursAnyMoreIsLeft) {
-  const test::TemporaryFolder folder;
+TEST_F(SimulatorTest, EchoesOnACookedLine) {
   Options options = Options::Instant();
-  options.link_path = folder / "scanner";
-  fs::create_symlink("/dev/null", options.link_path);
-  Simulator scanner(options);
-  scanner.Start();
-  EXPECT_EQ(fs::read_symlink(options.link_path), scanner.line_path());
-  fs::remove(options.link_path);
-  fs::create_symlink("/dev/zero", options.link_path);
-  scanner.Stop();
-  EXPECT_EQ(fs::read_symlink(options.link_path), "/dev/zero");
-}
-
-TEST(Simulator, AFileInPlaceOfTheLinkIsNotTouched) {
-  const test::TemporaryFolder folder;
-  Options options = Options::Instant();
-  options.link_path = folder.Put("scanner", "precious");
-  Simulator scanner(options);
-  EXPECT_THROW(scanner.Start(), std::system_error);
-  EXPECT_EQ(test::FileContents(options.link_path).value_or(""), "precious");
-}
-
-TEST(Simulator, ALinkThatCannotBeMadeIsAnErrorAtTheStart) {
-  Options options = Options::Instant();
-  options.link_path = "/no/such/folder/scanner";
-  Simulator scanner(options);
-  EXPECT_THROW(scanner.Start(), std::system_error);
-}
-
-TEST(Simulator, ACookedLineEchoesUntilItIsSetRaw) {
-  Options options = Options::Instant();
-  options.terminal_mode = TerminalMode::kCooked;
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
+  options.terminalMode = TerminalMode::kCooked;
+  Attach(options);
   termios settings = {};
-  ASSERT_EQ(tcgetattr(port.descriptor(), &settings), 0);
+  ASSERT_EQ(tcgetattr(port->Descriptor(), &settings), 0);
   EXPECT_NE(settings.c_lflag & static_cast<tcflag_t>(ECHO | ICANON), 0U);
   // The terminal sends the scanner's own answer back to it.
-  port.Send("M");
-  ASSERT_TRUE(scanner.WaitFor([&] { return !scanner.complaints().empty(); }));
+  port->Send("M");
+  ASSERT_TRUE(scanner->WaitFor([&] { return !scanner->Report().complaints.empty(); }));
 }
 
-TEST(Simulator, ARawLineNeitherEchoesNorTranslates) {
+TEST_F(SimulatorTest, NeitherEchoesNorTranslatesOnARawLine) {
   Options options = Options::Instant();
-  options.device.serial = std::string("\r\n\x03\x11\x13\x04\x1A\x7F\x15\x17", 10);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("M", 11), ToBytes(options.device.serial + "@"));
-  EXPECT_THAT(scanner.complaints(), IsEmpty());
+  options.device.asset = std::string("\r\n\x03\x11\x13\x04\x1A\x7F\x15\x17", 10);
+  Attach(options);
+  EXPECT_EQ(port->Ask("GZSG", 11), ToBytes(options.device.asset + "@"));
+  EXPECT_THAT(scanner->Report().complaints, IsEmpty());
 }
 
-TEST(Simulator, ABurstTakesAtLeastTheLinesOwnTime) {
+TEST_F(SimulatorTest, TakesLatencyAndTheTimeOfTheLine) {
   Options options = Options::Instant();
   options.speed = 115'200;
-  options.device.records = StockTaking(100, Model::kOlder);
-  const Bytes expected = AllRecordsFrame(options.device.records, Model::kOlder);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  const auto begin = steady_clock::now();
-  EXPECT_EQ(port.Ask("P", expected.size()), expected);
-  const std::chrono::duration<double> taken = steady_clock::now() - begin;
-  EXPECT_GE(taken.count(), static_cast<double>(expected.size()) * 10 / 115'200);
-}
-
-TEST(Simulator, AnAnswerWaitsForItsLatency) {
-  Options options = Options::Instant();
   options.latency = milliseconds(30);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
+  options.device.records = StockTaking(100, Model::kOlder);
+  const Bytes expected = AnswerTo("P", options);
+  Attach(options);
   const auto begin = steady_clock::now();
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  EXPECT_GE(steady_clock::now() - begin, milliseconds(30));
+  EXPECT_EQ(port->Ask("P", expected.size()), expected);
+  const std::chrono::duration<double> taken = steady_clock::now() - begin;
+  EXPECT_GE(taken.count(), 0.030 + static_cast<double>(expected.size()) * 10 / 115'200);
 }
 
-TEST(Simulator, AnswersComeInPiecesWhenAskedTo) {
-  Options options = Options::Instant();
-  options.chunk_size = 4;
-  options.chunk_pause = milliseconds(2);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("V", 11), ToBytes("0.00.41000@"));
-  std::vector<std::size_t> sizes;
-  for (const TranscriptEntry& entry : scanner.transcript().Entries()) {
-    if (entry.direction == Direction::kSent) sizes.push_back(entry.bytes.size());
-  }
-  EXPECT_THAT(sizes, ElementsAre(4, 4, 3));
-}
-
-TEST(Simulator, AReaderThatIsSlowLosesNothing) {
+TEST_F(SimulatorTest, WaitsForASlowReaderButNotForAClosedPort) {
   Options options = Options::Instant();
   options.device.records = StockTaking(20'000, Model::kOlder);  // more than a terminal's buffers
-  const Bytes expected = AllRecordsFrame(options.device.records, Model::kOlder);
-  Simulator scanner(options);
-  scanner.Start();
-  HostPort port(scanner.path());
-  port.Send("P");
-  ASSERT_TRUE(scanner.WaitFor([&] { return scanner.sent_bytes() > 4096; }));
+  const Bytes expected = AnswerTo("P", options);
+  Attach(options);
+  port->Send("P");
+  ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().sent > 4096; }));
   std::this_thread::sleep_for(milliseconds(50));
-  EXPECT_LT(scanner.sent_bytes(), expected.size());
-  EXPECT_TRUE(port.Receive(expected.size()) == expected);
+  EXPECT_LT(scanner->Counters().sent, expected.size());
+  EXPECT_TRUE(port->Receive(expected.size()) == expected);
+
+  port->Send("P");
+  ASSERT_THAT(port->Receive(1000), SizeIs(1000));
+  ClosePort();
+  ASSERT_TRUE(scanner->WaitForQuiet());
+  EXPECT_TRUE(Answers());
+  EXPECT_GT(scanner->Counters().lost, 0U);
 }
 
-TEST(Simulator, ClosingThePortWithinABurstEndsWhatIsUnderWay) {
-  Options options = Options::Instant();
-  options.device.records = StockTaking(20'000, Model::kOlder);
-  Simulator scanner(options);
-  scanner.Start();
-  {
-    HostPort port(scanner.path());
-    port.Send("P");
-    ASSERT_EQ(port.Receive(1000).size(), 1000U);
+TEST_F(SimulatorTest, RecordsBothDirectionsInOrder) {
+  Attach();
+  EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
+  std::vector<Direction> directions;
+  for (const TranscriptEntry& entry : scanner->GetTranscript().Entries()) {
+    directions.push_back(entry.direction);
   }
-  ASSERT_TRUE(scanner.WaitForPort(false));
-  ASSERT_TRUE(scanner.WaitForQuiet());
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  EXPECT_GT(scanner.lost_bytes(), 0U);
+  // Plugged in, port opened, W, @.
+  EXPECT_THAT(directions, ElementsAre(Direction::kEvent, Direction::kEvent, Direction::kReceived,
+                                      Direction::kSent));
 }
 
-TEST(Simulator, TheTranscriptHasBothDirectionsInOrder) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  std::string signs;
-  for (const TranscriptEntry& entry : scanner.transcript().Entries()) {
-    signs += entry.direction == Direction::kReceived ? '<'
-             : entry.direction == Direction::kSent   ? '>'
-                                                     : '#';
-  }
-  EXPECT_EQ(signs, "##<>");  // plugged in, port opened, W, @
-}
-
-TEST(Simulator, ItsDescriptorsStayOutOfTheWayOfTheStandardStreams) {
+TEST_F(SimulatorTest, UsesNoStandardDescriptor) {
   // As in a program that has closed its standard input.
   const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100);
   close(STDIN_FILENO);
-  {
-    Simulator scanner(Options::Instant());
-    scanner.Start();
-    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
-    HostPort port(scanner.path());
-    EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  }
+  Attach();
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+  EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   if (kept >= 0) {
     dup2(kept, STDIN_FILENO);
     close(kept);
   }
 }
 
-TEST(Simulator, RecordsCanBeExchangedWhileItRuns) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  scanner.SetRecords(StockTaking(64, Model::kOlder));
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("N", 5), (Bytes{0, 0, 0, 64, '@'}));
-  EXPECT_THROW(scanner.SetRecords({{6, Bytes(251), kScanTime, std::nullopt}}), std::length_error);
-  EXPECT_THAT(scanner.records(), SizeIs(64));
+TEST_F(SimulatorTest, ExchangesRecordsWhileItRuns) {
+  Attach();
+  scanner->SetRecords(StockTaking(64, Model::kOlder));
+  EXPECT_EQ(port->Ask("N", 5), (Bytes{0, 0, 0, 64, '@'}));
+  const ScanRecord tooLong{6, Bytes(251), kScanTime};
+  EXPECT_THROW(scanner->SetRecords({tooLong}), std::length_error);
+  EXPECT_THROW(scanner->Scan(tooLong), std::length_error);
+  EXPECT_THAT(scanner->Records(), SizeIs(64));
 }
 
-TEST(Simulator, StoppingKeepsWhatItHasSeen) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
-  scanner.Stop();
-  scanner.Stop();
-  EXPECT_EQ(port.Receive(1), Bytes{});
-  EXPECT_TRUE(port.hung_up());
-  EXPECT_THAT(scanner.commands_seen(), ElementsAre("W"));
+TEST_F(SimulatorTest, KeepsItsReportWhenStopped) {
+  Attach();
+  EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
+  scanner->Stop();
+  scanner->Stop();
+  EXPECT_EQ(port->Receive(1), Bytes{});
+  EXPECT_TRUE(port->HungUp());
+  EXPECT_THAT(scanner->Report().commandsSeen, ElementsAre("W"));
+  scanner->Start();
+  scanner->Start();
+  EXPECT_TRUE(Answers());
 }
 
-TEST(Simulator, MayBeStartedAgainAfterStopping) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  scanner.Start();
-  scanner.Stop();
-  scanner.Start();
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
+TEST_F(SimulatorTest, StopsWaitingOnTimeOut) {
+  Attach();
+  EXPECT_FALSE(scanner->WaitForCommand("W", 1, milliseconds(20)));
+  EXPECT_TRUE(scanner->WaitFor([] { return true; }, milliseconds(0)));
+  ClosePort();
+  EXPECT_FALSE(scanner->WaitForPort(true, milliseconds(20)));
 }
 
-TEST(Simulator, WaitingEndsWhenTheTimeIsOver) {
-  Simulator scanner(Options::Instant());
-  scanner.Start();
-  EXPECT_FALSE(scanner.WaitForCommand("W", 1, milliseconds(20)));
-  EXPECT_FALSE(scanner.WaitForPort(true, milliseconds(20)));
-  EXPECT_TRUE(scanner.WaitFor([] { return true; }, milliseconds(0)));
-}
-
-TEST(Simulator, MayBeUsedFromSeveralThreadsAtOnce) {
+TEST_F(SimulatorTest, MayBeUsedFromSeveralThreads) {
   Options options = Options::Instant();
-  options.device.store_live_scans = false;
-  Simulator scanner(options);
-  scanner.Start();
+  options.device.storeLiveScans = false;
+  Attach(options);
+  port.reset();
   std::thread scans([&] {
-    for (int round = 0; round < 50; ++round) scanner.Scan(6, "ABC");
+    for (int round = 0; round < 50; ++round) scanner->Scan(6, "ABC");
   });
   std::thread plugs([&] {
     for (int round = 0; round < 20; ++round) {
-      scanner.Unplug();
-      scanner.Plug();
+      scanner->Unplug();
+      scanner->Plug();
     }
   });
   std::thread looks([&] {
     for (int round = 0; round < 50; ++round) {
-      static_cast<void>(scanner.transcript().Entries());
-      static_cast<void>(scanner.records());
-      HostPort port(scanner.path());
-      if (port.IsOpen()) port.Send("W");
+      static_cast<void>(scanner->GetTranscript().Entries());
+      static_cast<void>(scanner->Records());
+      HostPort other(scanner->Path());
+      if (other.IsOpen()) other.Send("W");
     }
   });
   scans.join();
   plugs.join();
   looks.join();
-  ASSERT_TRUE(scanner.WaitForPort(false));
-  ASSERT_TRUE(scanner.WaitForQuiet());
-  HostPort port(scanner.path());
-  EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
+  ASSERT_TRUE(scanner->WaitForPort(false));
+  ASSERT_TRUE(scanner->WaitForQuiet());
+  EXPECT_TRUE(Answers());
 }
 
-TEST(Simulator, SeveralScannersDoNotDisturbEachOther) {
+TEST_F(SimulatorTest, DoesNotDisturbAnotherScanner) {
+  Attach();
   Options options = Options::Instant();
-  options.device.serial = "1111111111";
-  Simulator first(options);
   options.device.serial = "2222222222";
   Simulator second(options);
-  first.Start();
   second.Start();
-  HostPort first_port(first.path());
-  HostPort second_port(second.path());
-  EXPECT_EQ(first_port.Ask("M", 11), ToBytes("1111111111@"));
-  EXPECT_EQ(second_port.Ask("M", 11), ToBytes("2222222222@"));
+  HostPort secondPort(second.Path());
+  EXPECT_EQ(port->Ask("M", 11), ToBytes("1234567890@"));
+  EXPECT_EQ(secondPort.Ask("M", 11), ToBytes("2222222222@"));
 }
 
 }  // namespace

@@ -1,0 +1,297 @@
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "simulator/Fault.h"
+#include "simulator/Input.h"
+
+namespace quillet::simulator {
+namespace {
+
+using Complaint = std::invalid_argument;
+
+struct Word {
+  std::string text;
+  bool quoted = false;
+};
+
+/// The words of a rule still to be read.
+class Words {
+ public:
+  explicit Words(std::string_view rule) {
+    std::size_t at = 0;
+    while (true) {
+      at = rule.find_first_not_of(" \t\r", at);
+      if (at == std::string_view::npos || rule[at] == '#') return;
+      at = rule[at] == '"' ? ReadQuoted(rule, at) : ReadPlain(rule, at);
+    }
+  }
+
+  bool AtEnd() const { return next_ == words_.size(); }
+  const Word& Peek() const { return words_[next_]; }
+
+  Word Take(const char* expected) {
+    if (AtEnd()) throw Complaint(std::string("expected ") + expected + " at the end of the rule");
+    return words_[next_++];
+  }
+
+ private:
+  std::size_t ReadPlain(std::string_view rule, std::size_t at) {
+    const std::size_t end = std::min(rule.find_first_of(" \t\r", at), rule.size());
+    words_.push_back({std::string(rule.substr(at, end - at)), false});
+    return end;
+  }
+
+  std::size_t ReadQuoted(std::string_view rule, std::size_t at) {
+    std::size_t end = at + 1;
+    while (end < rule.size() && rule[end] != '"') end += rule[end] == '\\' ? 2 : 1;
+    if (end >= rule.size()) throw Complaint("a text in quotation marks does not end");
+    words_.push_back({std::string(rule.substr(at + 1, end - at - 1)), true});
+    return end + 1;
+  }
+
+  std::vector<Word> words_;
+  std::size_t next_ = 0;
+};
+
+[[noreturn]] void Expected(const std::string& what, const std::string& found) {
+  throw Complaint("expected " + what + ", not \"" + found + "\"");
+}
+
+std::uint64_t TakeNumber(Words& words, const char* what) {
+  const Word word = words.Take(what);
+  const auto number = ReadNumber(word.text);
+  if (!number || word.quoted) Expected(what, word.text);
+  return *number;
+}
+
+std::chrono::nanoseconds TakeMilliseconds(Words& words) {
+  constexpr const char* kWhat = "a number of milliseconds";
+  const Word word = words.Take(kWhat);
+  const auto duration = ReadDuration(word.text, std::chrono::milliseconds(1));
+  if (!duration) Expected(kWhat, word.text);
+  return *duration;
+}
+
+/// "2.5s" or "700ms".
+std::chrono::nanoseconds TakeMoment(Words& words) {
+  constexpr const char* kWhat = "a time such as 2.5s or 700ms";
+  const Word word = words.Take(kWhat);
+  std::string_view number = word.text;
+  std::chrono::nanoseconds unit = std::chrono::seconds(1);
+  if (!number.ends_with('s')) Expected(kWhat, word.text);
+  number.remove_suffix(1);
+  if (number.ends_with('m')) {
+    number.remove_suffix(1);
+    unit = std::chrono::milliseconds(1);
+  }
+  const auto moment = ReadDuration(number, unit);
+  if (!moment) Expected(kWhat, word.text);
+  return *moment;
+}
+
+/// All remaining words: pairs of hexadecimal digits, with or without blanks, and quoted texts.
+Bytes TakeBytes(Words& words) {
+  constexpr const char* kWhat = "bytes, such as 03 1f or \"text\"";
+  Bytes bytes;
+  do {
+    const Word word = words.Take(kWhat);
+    if (word.quoted) {
+      Append(bytes, Unescape(word.text));
+      continue;
+    }
+    for (std::size_t at = 0; at < word.text.size(); at += 2) {
+      const auto byte = ReadHexByte(std::string_view(word.text).substr(at, 2));
+      if (!byte) Expected(kWhat, word.text);
+      bytes.push_back(*byte);
+    }
+  } while (!words.AtEnd());
+  return bytes;
+}
+
+void ReadNothing(Words&, Fault&) {}
+
+void ReadMilliseconds(Words& words, Fault& fault) {
+  fault.duration = TakeMilliseconds(words);
+}
+
+void ReadChunks(Words& words, Fault& fault) {
+  fault.number = TakeNumber(words, "the size of the pieces in bytes");
+  if (fault.number == 0) throw Complaint("the pieces must have at least one byte");
+  if (!words.AtEnd()) ReadMilliseconds(words, fault);
+}
+
+void ReadBytes(Words& words, Fault& fault) {
+  fault.bytes = TakeBytes(words);
+}
+
+void ReadBytesAtEnd(Words& words, Fault& fault) {
+  fault.number = Fault::kAll;
+  ReadBytes(words, fault);
+}
+
+void ReadBytesWithin(Words& words, Fault& fault) {
+  fault.number = TakeNumber(words, "the number of bytes to come before");
+  ReadBytes(words, fault);
+}
+
+void ReadTruncation(Words& words, Fault& fault) {
+  fault.number = TakeNumber(words, "a number of bytes");
+  fault.count = Fault::kAll;
+}
+
+void ReadLoss(Words& words, Fault& fault) {
+  const std::uint64_t first = TakeNumber(words, "a number of bytes");
+  if (fault.trigger != FaultTrigger::kCommand) {
+    fault.count = first;
+    return;
+  }
+  fault.number = first;
+  if (!words.AtEnd()) fault.count = TakeNumber(words, "a number of bytes");
+}
+
+void ReadLength(Words& words, Fault& fault) {
+  if (fault.command.front() != 'p' && fault.command != "P") {
+    throw Complaint("only the answers to p and P have a length");
+  }
+  fault.number = TakeNumber(words, "a length");
+  if (fault.number > 0xFFFFFF) throw Complaint("a length has 24 bits: at most 16777215");
+}
+
+void ReadReplug(Words& words, Fault& fault) {
+  if (words.AtEnd()) return;
+  const Word word = words.Take("replug");
+  if (word.text != "replug") Expected("\"replug\" or nothing", word.text);
+  fault.replug = TakeMilliseconds(words);
+}
+
+void ReadScan(Words& words, Fault& fault) {
+  fault.number = TakeNumber(words, "the symbology byte");
+  if (fault.number > 0xFF) throw Complaint("a symbology byte is 0 to 255");
+  fault.bytes = Unescape(words.Take("the barcode's data").text);
+}
+
+struct ActionRule {
+  std::string_view name;
+  FaultAction action;
+  bool onCommand;  ///< allowed after "on"
+  bool otherwise;  ///< allowed after the other triggers
+  void (*read)(Words&, Fault&);
+};
+
+constexpr std::array kActionRules = std::to_array<ActionRule>({
+    {"ignore", FaultAction::kIgnore, true, false, ReadNothing},
+    {"silence", FaultAction::kSilence, true, false, ReadNothing},
+    {"delay", FaultAction::kDelay, true, false, ReadMilliseconds},
+    {"chunks", FaultAction::kChunks, true, false, ReadChunks},
+    {"before", FaultAction::kInsert, true, false, ReadBytes},
+    {"within", FaultAction::kInsert, true, false, ReadBytesWithin},
+    {"after", FaultAction::kInsert, true, false, ReadBytesAtEnd},
+    {"answer", FaultAction::kAnswer, true, false, ReadBytes},
+    {"length", FaultAction::kLength, true, false, ReadLength},
+    {"truncate", FaultAction::kLose, true, false, ReadTruncation},
+    {"lose", FaultAction::kLose, true, true, ReadLoss},
+    {"unplug", FaultAction::kUnplug, true, true, ReadReplug},
+    {"plug", FaultAction::kPlug, false, true, ReadNothing},
+    {"send", FaultAction::kSend, false, true, ReadBytes},
+    {"pause", FaultAction::kPause, false, true, ReadMilliseconds},
+    {"scan", FaultAction::kScan, false, true, ReadScan},
+});
+
+struct TriggerName {
+  std::string_view name;
+  FaultTrigger trigger;
+};
+
+constexpr std::array kTriggers = std::to_array<TriggerName>({
+    {"on", FaultTrigger::kCommand},
+    {"after-sent", FaultTrigger::kBytesSent},
+    {"after-received", FaultTrigger::kBytesReceived},
+    {"after-bytes", FaultTrigger::kBytesBothWays},
+    {"at", FaultTrigger::kTime},
+});
+
+/// Whether a rule may name this: one whole command, or several by their first letter.
+bool NamesCommand(const std::string& text) {
+  if (text == "C" || text == "w" || text == "p" || text == "any") return true;
+  CommandParser parser;
+  CommandParser::Result result;
+  for (const char letter : text) result = parser.Feed(static_cast<std::uint8_t>(letter));
+  return result.command && result.command->text == text;
+}
+
+/// "3", "3+", "every", or nothing, which means every.
+void ReadOccurrence(Words& words, Fault& fault) {
+  if (words.AtEnd()) return;
+  std::string text = words.Peek().text;
+  const bool every = text == "every";
+  if (!every && (text.empty() || text.front() < '0' || text.front() > '9')) return;
+  words.Take("an occurrence");
+  if (every) return;
+  fault.andLater = text.ends_with('+');
+  if (fault.andLater) text.pop_back();
+  fault.occurrence = ReadNumber(text).value_or(0);
+  if (fault.occurrence == 0) {
+    throw Complaint("an occurrence is written as 1, 2, ... or 2+ or every, not \"" + text + "\"");
+  }
+}
+
+void ReadTrigger(Words& words, Fault& fault) {
+  const std::string name = words.Take("on, after-sent, after-received, after-bytes or at").text;
+  const auto* found = FindByName(kTriggers, name);
+  if (found == nullptr) {
+    throw Complaint("a rule begins with on, after-sent, after-received, after-bytes or at, not \"" +
+                    name + "\"");
+  }
+  fault.trigger = found->trigger;
+  if (fault.trigger == FaultTrigger::kCommand) {
+    fault.command = words.Take("a command").text;
+    if (!NamesCommand(fault.command)) {
+      throw Complaint("\"" + fault.command + "\" is not a command of the scanner");
+    }
+    ReadOccurrence(words, fault);
+  } else if (fault.trigger == FaultTrigger::kTime) {
+    fault.after = TakeMoment(words);
+  } else {
+    fault.afterBytes = TakeNumber(words, "a number of bytes");
+    if (fault.afterBytes == 0) throw Complaint("bytes are counted from 1");
+  }
+}
+
+Fault ReadRule(Words& words) {
+  Fault fault;
+  ReadTrigger(words, fault);
+  const std::string name = words.Take("what shall happen").text;
+  const auto* rule = FindByName(kActionRules, name);
+  if (rule == nullptr) throw Complaint("nothing called \"" + name + "\" can happen");
+  const bool onCommand = fault.trigger == FaultTrigger::kCommand;
+  if (onCommand ? !rule->onCommand : !rule->otherwise) {
+    throw Complaint("\"" + name + "\" can " + (onCommand ? "not" : "only") +
+                    " happen on a command");
+  }
+  fault.action = rule->action;
+  rule->read(words, fault);
+  if (!words.AtEnd()) {
+    throw Complaint("\"" + words.Peek().text + "\" is more than the rule takes");
+  }
+  return fault;
+}
+
+}  // namespace
+
+Fault ParseFault(std::string_view rule) {
+  Words words(rule);
+  if (words.AtEnd()) throw Complaint("there is no rule");
+  return ReadRule(words);
+}
+
+std::vector<Fault> ParseFaults(std::string_view script) {
+  std::vector<Fault> faults;
+  ForEachLine(script, [&](std::string_view line) {
+    Words words(line);
+    if (!words.AtEnd()) faults.push_back(ReadRule(words));
+  });
+  return faults;
+}
+
+}  // namespace quillet::simulator
