@@ -8,17 +8,16 @@
 namespace quillet {
 
 SyncController::SyncController(const Platform& platform, const MainWindowControls& controls,
-                               const SettingsWindowControls& settingsControls,
-                               std::string dataFolder)
+                               platform::SettingsForm& form, std::string dataFolder)
     : MainWindowControls(controls),
-      SettingsWindowControls(settingsControls),
+      settingsForm(form),
       platform_(platform),
       dataFolder_(std::move(dataFolder)) {
   connectTavo.OnPress([this] { connectButton(); });
   synchronize.OnPress([this] { synchronizeButton(); });
   clearview.OnPress([this] { clearviewButton(); });
   portList.OnSelection([this](std::int32_t position) { selectedPort_ = position; });
-  PrepareSettingsWindow();
+  settings.OnPress([this] { settingsButton(); });
 }
 
 void SyncController::Initialize() {
@@ -31,6 +30,8 @@ void SyncController::Initialize() {
   lumetfile->CreateBarcodeDirectory();
   lumet = new Lumet(platform_.log, platform_.clock, platform_.line);
   lumet->setDelegate(this);
+  settingsEditor_ = new SettingsEditor(
+      {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels});
   ChangePortList([](platform::PopUpList& list) { list.AddItem("None"); });
   updatePortList(true);
   RestoreSettings();

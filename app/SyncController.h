@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "app/RunProgress.h"
+#include "app/SettingsEditor.h"
 #include "base/SharedText.h"
 #include "base/SystemLog.h"
 #include "base/ThreadHandle.h"
@@ -16,7 +17,6 @@
 #include "device/Lumet.h"
 #include "output/KeyTables.h"
 #include "output/LumetFile.h"
-#include "output/SampleLine.h"
 #include "output/SettingsImage.h"
 #include "platform/Applications.h"
 #include "platform/Clock.h"
@@ -28,6 +28,7 @@
 #include "platform/Pasteboard.h"
 #include "platform/SerialLine.h"
 #include "platform/SerialRegistry.h"
+#include "platform/SettingsForm.h"
 #include "platform/Ticker.h"
 #include "platform/Workspace.h"
 
@@ -66,40 +67,12 @@ struct MainWindowControls {
   ///@}
 };
 
-/// The controls in the settings window that are the controller's. The lists are handed in empty: it
-/// puts the titles in. Main thread.
-struct SettingsWindowControls {
-  ///@{ Named for its setting; see `Settings`.
-  platform::Window& settingsWindow;
-  platform::CheckBox& attachserial;
-  platform::CheckBox& attachtimestamp;
-  platform::CheckBox& attachtype;
-  platform::PopUpList& datadelimiter;
-  platform::PopUpList& recorddelimiter;
-  platform::PopUpList& sn_position;
-  platform::PopUpList& dataorder;
-  platform::CheckBox& syncclock;
-  platform::CheckBox& clearmemory;
-  platform::CheckBox& burstsync;
-  platform::CheckBox& autosync;
-  platform::CheckBox& appenddata;
-  platform::CheckBox& nonenglish;
-  platform::PopUpList& destination;
-  platform::TextField& filenametextfield;
-  platform::PushButton& newfileButton;
-  platform::PushButton& savewindow;
-  platform::PushButton& cancelwindow;
-  ///@}
-  platform::TextDisplay& olderSample;      ///< what a line of an older scanner will look like
-  platform::TextDisplay& series300Sample;  ///< and one of the 300 series
-};
-
 /// The hub of the program: owns the scanner session and the file object, watches the serial ports,
 /// connects, runs synchronizations, delivers records, and shows everything in the main window.
 ///
 /// Its operations stand in several files, by subject: app/SyncController.cc (start-up),
 /// app/ConnectionManager.cc, app/PortDiscovery.cc, app/Synchronization.cc, app/Progress.cc,
-/// app/Delivery.cc, app/MainView.cc, app/SettingsStore.cc and app/SettingsWindow.cc.
+/// app/Delivery.cc and app/MainView.cc. Those for the settings are in app/SettingsEditor.h.
 ///
 /// Threads: user actions and hot-plug news come on the main thread; an attempt to connect runs on
 /// its own thread; the session calls back on its read thread. Every change of a control is queued
@@ -112,19 +85,16 @@ struct SettingsWindowControls {
 ///
 /// A controller is made once and never destroyed, since the session's read thread and a waiting
 /// connection thread may outlive the window.
-class SyncController final : public LumetDelegate,
-                             public MainWindowControls,
-                             public SettingsWindowControls {
+class SyncController final : public LumetDelegate, public MainWindowControls {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;  ///< ports that are looked at
 
-  /// @param platform          what it needs of the system; the parts outlive it
-  /// @param controls          of the main window
-  /// @param settingsControls  of the settings window
-  /// @param dataFolder        absolute path of the folder for settings and output files
+  /// @param platform    what it needs of the system; the parts outlive it
+  /// @param controls    of the main window
+  /// @param form        the settings window; outlives it
+  /// @param dataFolder  absolute path of the folder for settings and output files
   SyncController(const Platform& platform, const MainWindowControls& controls,
-                 const SettingsWindowControls& settingsControls,
-                 std::string dataFolder = kDataFolder);
+                 platform::SettingsForm& form, std::string dataFolder = kDataFolder);
   SyncController(const SyncController&) = delete;
   SyncController& operator=(const SyncController&) = delete;
 
@@ -252,35 +222,18 @@ class SyncController final : public LumetDelegate,
   /// Empties the main view. Main thread.
   void clearviewButton();
 
-  // --- Settings (app/SettingsStore.cc); main thread ---------------------------------------------
+  // --- Settings (app/SettingsEditor.h); main thread ---------------------------------------------
 
-  /// Writes the settings file; a failure is only logged.
-  void SaveSettings();
-
-  /// Reads the settings file. Where there is none, the settings of a first start are made and
-  /// saved.
-  void RestoreSettings();
-
-  // --- Settings window (app/SettingsWindow.cc); main thread -------------------------------------
-
-  /// Opens the window and fills it from the settings. Only logs while an attempt to connect or a
-  /// synchronization is running.
-  void settingsButton();
-
-  /// The user has chosen another destination in the window.
-  void destinationChanged();
-
-  /// Fits the path field and the browse button to the selected destination.
-  void ChangeDestinationInformation();
-
-  /// Lets the user choose the file or the application. The choice is in effect at once.
-  void newfileButtonChanged();
-
-  /// Takes the window's choices over, saves them and closes the window.
-  void saveButton();
-
-  /// Closes the window and takes nothing over.
-  void cancelButton();
+  ///@{ See SettingsEditor. After Initialize.
+  void SaveSettings() { settingsEditor_->Save(); }
+  void RestoreSettings() { settingsEditor_->Restore(); }
+  void settingsButton() { settingsEditor_->Open(bConnecting || bIsUnderSynchronization); }
+  void destinationChanged() { settingsEditor_->DestinationChanged(); }
+  void ChangeDestinationInformation() { settingsEditor_->ChangeDestinationInformation(); }
+  void newfileButtonChanged() { settingsEditor_->Browse(); }
+  void saveButton() { settingsEditor_->SaveAndClose(); }
+  void cancelButton() { settingsEditor_->Cancel(); }
+  ///@}
 
   // --- Progress (app/Progress.cc); main thread --------------------------------------------------
 
@@ -293,7 +246,8 @@ class SyncController final : public LumetDelegate,
   platform::SerialRegistry::Handle addIterator = 0;     ///< of arrivals; main thread
   platform::SerialRegistry::Handle removeIterator = 0;  ///< of removals; main thread
 
-  platform::PushButton* newfile = nullptr;  ///< part of the window's layout; not used
+  platform::SettingsForm& settingsForm;  ///< the settings window, with its controls' values
+  void* newfile = nullptr;               ///< part of the window's layout; not used
 
   Lumet* lumet = nullptr;          ///< made by Initialize, never destroyed
   LumetFile* lumetfile = nullptr;  ///< made by Initialize, never destroyed
@@ -328,9 +282,6 @@ class SyncController final : public LumetDelegate,
   void DeliverToApplication(const std::string& record);
   void GatherForFile(const std::string& record);
   void WriteSyncFile(const std::string* gathered);
-  void PrepareSettingsWindow();
-  void StoreControls(Settings& record) const;
-  void ShowSample();
   void StartProgress();
   RunState PresentRunState() const;
 
@@ -342,8 +293,7 @@ class SyncController final : public LumetDelegate,
   Word<std::int32_t> selectedPort_ = 0;        // mirrors the list's selection for other threads
   Word<bool> runShown_ = false;                // a run has started and not ended
   RunProgress runProgress_;                    // main thread
-  SampleComposer sample_;                      // main thread
-  bool fillingSettings_ = false;               // main thread
+  SettingsEditor* settingsEditor_ = nullptr;   // created by Initialize, never destroyed
 };
 
 }  // namespace quillet

@@ -1,17 +1,41 @@
 #pragma once
 
-#include <span>
 #include <string_view>
+
+#include "platform/SettingsForm.h"
 
 namespace quillet {
 
-// What each choice of the settings window is called, as users read it. The position of a title is
-// the number that is stored.
+// The titles of the settings window's choices. The position of a title is the number that is
+// stored. Invisible characters are followed by the mark that the sample line shows for them.
 
-std::span<const std::string_view> DataDelimiterTitles();
-std::span<const std::string_view> RecordDelimiterTitles();
-std::span<const std::string_view> SerialPositionTitles();
-std::span<const std::string_view> OrderTitles();
-std::span<const std::string_view> DestinationTitles();
+inline constexpr std::string_view kDataDelimiterTitles[] = {
+    "Nothing", "Tab  →", "Space  ␣", "Comma  ,", "Semicolon  ;",
+};
+inline constexpr std::string_view kRecordDelimiterTitles[] = {
+    "Nothing", "Line feed (LF)  ↓", "Carriage return (CR)  ←", "Tab  →", "New line (CR LF)  ⏎",
+};
+inline constexpr std::string_view kSerialPositionTitles[] = {
+    "First in the line",
+    "Last in the line",
+};
+inline constexpr std::string_view kOrderTitles[] = {
+    "Symbology, Data, Time", "Symbology, Time, Data", "Data, Symbology, Time",
+    "Data, Time, Symbology", "Time, Symbology, Data", "Time, Data, Symbology",
+};
+inline constexpr std::string_view kDestinationTitles[] = {
+    "A file",
+    "Quillet's window only",
+    "The application in front",
+    "An application that Quillet opens",
+};
+
+inline constexpr platform::ChoiceTitles kChoices[] = {
+    {&platform::SettingsValues::datadelimiter, kDataDelimiterTitles},
+    {&platform::SettingsValues::recorddelimiter, kRecordDelimiterTitles},
+    {&platform::SettingsValues::sn_position, kSerialPositionTitles},
+    {&platform::SettingsValues::dataorder, kOrderTitles},
+    {&platform::SettingsValues::destination, kDestinationTitles},
+};
 
 }  // namespace quillet

@@ -10,45 +10,85 @@ constexpr char kFiller = '0';
 constexpr char kNameEnd = '\r';
 constexpr std::size_t kNameArea = 128;
 
-struct Switch {
+using platform::SettingsValues;
+
+// A setting in the record, in the image and in the window: a flag with its check box, or a number
+// with its choice.
+struct Setting {
+  constexpr Setting(Word<std::uint8_t> Settings::*flagField, std::size_t place,
+                    bool SettingsValues::*boxValue)
+      : flag(flagField), position(place), box(boxValue) {}
+  constexpr Setting(Word<std::int32_t> Settings::*numberField, std::size_t place,
+                    std::int32_t SettingsValues::*choiceValue)
+      : number(numberField), position(place), choice(choiceValue) {}
+
+  Word<std::uint8_t> Settings::*flag = nullptr;
+  Word<std::int32_t> Settings::*number = nullptr;
   std::size_t position;
-  Word<std::uint8_t> Settings::*field;
+  bool SettingsValues::*box = nullptr;
+  std::int32_t SettingsValues::*choice = nullptr;
 };
 
-constexpr Switch kSwitches[] = {
-    {0, &Settings::bAttachSerial}, {1, &Settings::bAttachTimestamp}, {2, &Settings::bAttachType},
-    {5, &Settings::bSyncClock},    {6, &Settings::bClearMemory},     {8, &Settings::bBurstSync},
-    {9, &Settings::bAutoSync},     {10, &Settings::bAppendData},     {13, &Settings::bNonEnglish},
-};
-
-struct Number {
-  std::size_t position;
-  Word<std::int32_t> Settings::*field;
-};
-
-constexpr Number kNumbers[] = {
-    {3, &Settings::datadelimiter}, {4, &Settings::recorddelimiter}, {7, &Settings::destination},
-    {11, &Settings::sn_position},  {12, &Settings::dataorder},
+// In the order in which they are stored; other threads read them.
+constexpr Setting kSettings[] = {
+    {&Settings::bAttachSerial, 0, &SettingsValues::attachserial},
+    {&Settings::bAttachTimestamp, 1, &SettingsValues::attachtimestamp},
+    {&Settings::bAttachType, 2, &SettingsValues::attachtype},
+    {&Settings::datadelimiter, 3, &SettingsValues::datadelimiter},
+    {&Settings::recorddelimiter, 4, &SettingsValues::recorddelimiter},
+    {&Settings::sn_position, 11, &SettingsValues::sn_position},
+    {&Settings::dataorder, 12, &SettingsValues::dataorder},
+    {&Settings::bSyncClock, 5, &SettingsValues::syncclock},
+    {&Settings::bClearMemory, 6, &SettingsValues::clearmemory},
+    {&Settings::bBurstSync, 8, &SettingsValues::burstsync},
+    {&Settings::bAutoSync, 9, &SettingsValues::autosync},
+    {&Settings::bAppendData, 10, &SettingsValues::appenddata},
+    {&Settings::bNonEnglish, 13, &SettingsValues::nonenglish},
+    {&Settings::destination, 7, &SettingsValues::destination},
 };
 
 }  // namespace
 
 void WriteChoices(const Settings& settings, SettingsImage& image) {
   std::fill_n(image.begin(), kApplicationNamePosition, kFiller);
-  for (const Switch& entry : kSwitches) {
-    if (settings.*entry.field) image[entry.position] = '1';
-  }
-  for (const Number& entry : kNumbers) {
-    image[entry.position] = static_cast<char>(kFiller + settings.*entry.field);
+  for (const Setting& each : kSettings) {
+    const std::int32_t number =
+        each.flag ? std::int32_t{settings.*each.flag != 0} : std::int32_t{settings.*each.number};
+    image[each.position] = static_cast<char>(kFiller + number);
   }
 }
 
 void ReadChoices(const SettingsImage& image, Settings& settings) {
-  for (const Switch& entry : kSwitches) {
-    settings.*entry.field = static_cast<std::uint8_t>(image[entry.position] == '1');
+  for (const Setting& each : kSettings) {
+    const char character = image[each.position];
+    if (each.flag) {
+      settings.*each.flag = static_cast<std::uint8_t>(character == '1');
+    } else {
+      settings.*each.number = static_cast<signed char>(character) - kFiller;
+    }
   }
-  for (const Number& entry : kNumbers) {
-    settings.*entry.field = static_cast<signed char>(image[entry.position]) - kFiller;
+}
+
+SettingsValues ShownValues(const Settings& settings) {
+  SettingsValues values;
+  for (const Setting& each : kSettings) {
+    if (each.flag) {
+      values.*each.box = settings.*each.flag != 0;
+    } else {
+      values.*each.choice = settings.*each.number;
+    }
+  }
+  return values;
+}
+
+void StoreValues(const SettingsValues& values, const Settings& stored, Settings& settings) {
+  for (const Setting& each : kSettings) {
+    if (each.flag) {
+      settings.*each.flag = static_cast<std::uint8_t>(values.*each.box);
+    } else {
+      const std::int32_t selected = values.*each.choice;
+      settings.*each.number = selected < 0 ? std::int32_t{stored.*each.number} : selected;
+    }
   }
 }
 

@@ -65,54 +65,6 @@ class ToolbarItem {
   virtual void OnPress(std::function<void()> action) = 0;
 };
 
-/// A box that is on or off.
-class CheckBox {
- public:
-  virtual ~CheckBox() = default;
-
-  /// Whether it is on.
-  virtual bool IsOn() const = 0;
-
-  /// Switches it on or off.
-  virtual void SetOn(bool on) = 0;
-
-  /// Sets what is called whenever the box has changed, by the user or by SetOn.
-  virtual void OnChange(std::function<void()> action) = 0;
-};
-
-/// A field with one line of text. It cannot be read: what is typed into it has no effect.
-class TextField {
- public:
-  virtual ~TextField() = default;
-
-  /// Replaces the text.
-  virtual void SetText(std::string_view text) = 0;
-
-  /// Lets the user type into it, or not.
-  virtual void SetEditable(bool editable) = 0;
-};
-
-/// A text that the program shows, for the user to read and copy.
-class TextDisplay {
- public:
-  virtual ~TextDisplay() = default;
-
-  /// Replaces the text.
-  virtual void SetText(std::string_view text) = 0;
-};
-
-/// A button of the settings window.
-class PushButton {
- public:
-  virtual ~PushButton() = default;
-
-  /// Lets the user press it, or not.
-  virtual void SetEnabled(bool enabled) = 0;
-
-  /// Sets what is called when the user presses the button.
-  virtual void OnPress(std::function<void()> action) = 0;
-};
-
 /// How far something has come, shown beside the main view and never in it.
 class ProgressDisplay {
  public:

@@ -3,8 +3,8 @@
 #include <QIcon>
 #include <utility>
 
+#include "output/Choices.h"
 #include "platform/posix/ProcessExit.h"
-#include "program/WindowControls.h"
 
 namespace quillet {
 
@@ -13,8 +13,8 @@ Program::Program(char* name, std::string dataFolder)
     : argv_{name, nullptr},
       dataFolder_(std::move(dataFolder)),
       application_(argc_, argv_),
-      settingsWindow_(window_.widget()),
-      panels_(settingsWindow_.widget()),
+      settingsWindow_(window_.widget(), kChoices),
+      panels_(settingsWindow_),
       desktop_(DesktopOfSession({log_, clock_, mainQueue_, &window_.widget()})),
       delegate_(log_, mainQueue_) {
   QApplication::setApplicationName("quillet");
@@ -27,7 +27,14 @@ void Program::Run(platform::SerialRegistry& registry) {
   controller_ = new SyncController(
       Platform{log_, clock_, line_, files_, mainQueue_, registry, *desktop_.workspace, panels_,
                ticker_, *desktop_.keyEvents, *desktop_.pasteboard, *desktop_.applications},
-      ControlsOf(window_), ControlsOf(settingsWindow_), dataFolder_);
+      MainWindowControls{.barcodeView = window_.view(),
+                         .portList = window_.portList(),
+                         .connectTavo = window_.connectItem(),
+                         .settings = window_.settingsItem(),
+                         .synchronize = window_.synchronizeItem(),
+                         .clearview = window_.clearItem(),
+                         .progress = window_.progress()},
+      settingsWindow_, dataFolder_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);
   window_.Show();

@@ -10,7 +10,6 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
-#include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -21,8 +20,8 @@
 #include "platform/qt/NamedListAccessible.h"
 #include "platform/qt/Outline.h"
 #include "platform/qt/PaletteIcon.h"
-#include "platform/qt/QtFormControls.h"
 #include "platform/qt/QtPopUpList.h"
+#include "platform/qt/QtProgressDisplay.h"
 #include "platform/qt/QtTextView.h"
 #include "platform/qt/QtToolbarItem.h"
 #include "platform/qt/QtWindow.h"
@@ -39,7 +38,6 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kUsualSize(900, 600);
-constexpr QSize kRoomForFrame(16, 48);  // of the screen, kept for what the desktop puts around us
 constexpr int kIconSize = 24;
 constexpr int kProgressWidth = 120;
 constexpr int kPortCharacters = 16;  // the port list's least width; it shows longer names whole
@@ -211,8 +209,7 @@ void QtMainWindow::Parts::MakeProgress() {
 }
 
 void QtMainWindow::Parts::ChooseSize() {
-  const QSize room = frame.screen()->availableSize() - kRoomForFrame;
-  frame.resize(kUsualSize.boundedTo(room));
+  frame.resize(kUsualSize.boundedTo(RoomOnScreen(frame)));
 }
 
 QtMainWindow::QtMainWindow() : parts_((InitializeIcons(), std::make_unique<Parts>())) {

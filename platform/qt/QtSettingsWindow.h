@@ -1,61 +1,48 @@
 #pragma once
 
+#include <QDialog>
 #include <memory>
 
-#include "platform/Controls.h"
-
-class QDialog;
-class QWidget;
+#include "platform/SettingsForm.h"
 
 namespace quillet::platform::qt {
 
 /// The settings window: what each line contains, how its fields are separated, what happens when
-/// the scanner is connected, where the records go, and a sample line. It holds no behaviour:
-/// whoever makes it fills its lists and sets what its controls do.
+/// the scanner is connected, where the records go, and two sample lines.
 ///
-/// Return presses Save (or the button that has the keyboard), Escape and the window's own closing
-/// button press Cancel. On a screen that is too small for everything the choices scroll, and the
-/// sample and the buttons stay in sight.
+/// Return presses Save (or the button that has focus). Escape and the window's close button press
+/// Cancel. On a screen that is too small for everything the choices scroll, and the samples and the
+/// buttons stay visible.
 ///
 /// Main thread only.
-class QtSettingsWindow {
+class QtSettingsWindow final : public QDialog, public SettingsForm {
  public:
-  /// Makes the window, hidden.
-  /// @param parent  the main window, which owns it on the screen
-  explicit QtSettingsWindow(QWidget& parent);
-  ~QtSettingsWindow();
-  QtSettingsWindow(const QtSettingsWindow&) = delete;
-  QtSettingsWindow& operator=(const QtSettingsWindow&) = delete;
+  /// Creates the window, hidden.
+  /// @param parent   the main window, which this window stays in front of
+  /// @param choices  the titles of the lists' items
+  QtSettingsWindow(QWidget& parent, std::span<const ChoiceTitles> choices);
+  ~QtSettingsWindow() override;
 
-  Window& window();
+  void SetActions(SettingsActions actions) override;
+  void Show(const SettingsValues& values) override;
+  SettingsValues Values() const override;
 
-  CheckBox& attachSerial();
-  CheckBox& attachTimestamp();
-  CheckBox& attachType();
-  PopUpList& dataDelimiter();
-  PopUpList& recordDelimiter();
-  PopUpList& serialPosition();
-  PopUpList& dataOrder();
-  CheckBox& syncClock();
-  CheckBox& clearMemory();
-  CheckBox& burstSync();
-  CheckBox& autoSync();
-  CheckBox& appendData();
-  CheckBox& nonEnglish();
-  PopUpList& destination();
-  TextField& fileName();
-  PushButton& browse();
-  PushButton& save();
-  PushButton& cancel();
-  TextDisplay& olderSample();
-  TextDisplay& series300Sample();
+  /// The text is shown from its beginning, however long it is.
+  void SetPath(std::string_view path) override;
+  void SetPathEnabled(bool enabled) override;
+  void ShowSamples(std::string_view older, std::string_view series300) override;
+  Window& settingsWindow() override;
 
-  /// The window itself: the parent for panels.
-  QWidget& widget();
+ protected:
+  void reject() override;
+  void setVisible(bool visible) override;
+  bool event(QEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
   struct Parts;
   const std::unique_ptr<Parts> parts_;
+  bool sized_ = false;
 };
 
 }  // namespace quillet::platform::qt

@@ -1,12 +1,17 @@
 #include "platform/qt/QtWindow.h"
 
 #include <QEvent>
+#include <QScreen>
 #include <QWidget>
 #include <utility>
 
 #include "platform/qt/Text.h"
 
 namespace quillet::platform::qt {
+
+QSize RoomOnScreen(const QWidget& window) {
+  return window.screen()->availableSize() - QSize(16, 48);
+}
 
 QtWindow::QtWindow(QWidget& widget) : widget_(widget) {
   widget_.installEventFilter(this);

@@ -6,9 +6,13 @@
 
 #include "platform/Controls.h"
 
+class QSize;
 class QWidget;
 
 namespace quillet::platform::qt {
+
+/// The largest size of a window that fits on its screen, with the desktop's frame around it.
+QSize RoomOnScreen(const QWidget& window);
 
 /// A top-level widget as the program's Window. Main thread only.
 class QtWindow final : public QObject, public Window {

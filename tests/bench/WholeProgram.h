@@ -11,7 +11,7 @@
 #include "simulator/RecordGenerator.h"
 #include "simulator/Simulator.h"
 #include "tests/support/FakePlatform.h"
-#include "tests/support/FakeSettingsWindow.h"
+#include "tests/support/FakeSettingsForm.h"
 #include "tests/support/SystemLine.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -85,8 +85,8 @@ class WholeProgram {
         controller_(*new SyncController(
             Platform{log, clock_, test::SystemLine(), files_, queue_, registry_, workspace_,
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
-            MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_},
-            choices_.Controls(), folder_ / "QuilletData")) {
+            MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_}, form_,
+            folder_ / "QuilletData")) {
     registry_.Attach("usbmodem1", scanner.Path());
     application_.setWindow(&window_);
     application_.setSyncController(&controller_);
@@ -129,7 +129,7 @@ class WholeProgram {
   test::FakePanels& panels_ = *new test::FakePanels;
   test::FakeTicker& ticker_ = *new test::FakeTicker;
   test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
-  test::FakeSettingsWindow& choices_ = *new test::FakeSettingsWindow;
+  test::FakeSettingsForm& form_ = *new test::FakeSettingsForm;
   test::FakeKeyEvents& keyEvents_ = *new test::FakeKeyEvents;
   test::FakePasteboard& pasteboard_ = *new test::FakePasteboard;
   test::FakeApplications& applications_ = *new test::FakeApplications;

@@ -10,7 +10,7 @@
 #include "app/SyncController.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakePlatform.h"
-#include "tests/support/FakeSettingsWindow.h"
+#include "tests/support/FakeSettingsForm.h"
 #include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
@@ -104,7 +104,7 @@ class AppFixture : public ::testing::Test {
   FakeToolbarItem& settings = Immortal<FakeToolbarItem>("Settings");
   FakeToolbarItem& clear = Immortal<FakeToolbarItem>("Clear");
   FakeProgressDisplay& progress = Immortal<FakeProgressDisplay>();
-  FakeSettingsWindow& choices = Immortal<FakeSettingsWindow>();
+  FakeSettingsForm& form = Immortal<FakeSettingsForm>();
   FakeWindow& window = Immortal<FakeWindow>();
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
@@ -112,8 +112,8 @@ class AppFixture : public ::testing::Test {
       Platform{log, clock, SystemLine(), files, mainQueue, Or(own_.registry, registry),
                Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
                Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
-      MainWindowControls{view, ports, connect, settings, synchronize, clear, progress},
-      choices.Controls(), dataFolder);
+      MainWindowControls{view, ports, connect, settings, synchronize, clear, progress}, form,
+      dataFolder);
 
  private:
   template <class Interface>

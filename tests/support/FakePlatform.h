@@ -136,57 +136,6 @@ class FakeWindow final : public platform::Window {
   std::function<void()> close_;
 };
 
-class FakeCheckBox final : public platform::CheckBox {
- public:
-  bool IsOn() const override { return on_; }
-  void SetOn(bool on) override {
-    if (on_ == on) return;
-    on_ = on;
-    if (action_) action_();
-  }
-  void OnChange(std::function<void()> action) override { action_ = std::move(action); }
-
- private:
-  bool on_ = false;
-  std::function<void()> action_;
-};
-
-class FakeTextField final : public platform::TextField {
- public:
-  void SetText(std::string_view text) override { text_ = text; }
-  void SetEditable(bool editable) override { editable_ = editable; }
-  void Type(std::string_view text) { text_ = text; }
-  const std::string& text() const { return text_; }
-  bool editable() const { return editable_; }
-
- private:
-  std::string text_;
-  bool editable_ = true;
-};
-
-class FakeTextDisplay final : public platform::TextDisplay {
- public:
-  void SetText(std::string_view text) override { text_ = text; }
-  const std::string& text() const { return text_; }
-
- private:
-  std::string text_;
-};
-
-class FakePushButton final : public platform::PushButton {
- public:
-  void SetEnabled(bool enabled) override { enabled_ = enabled; }
-  void OnPress(std::function<void()> action) override { action_ = std::move(action); }
-  void Press() {
-    if (enabled_ && action_) action_();
-  }
-  bool enabled() const { return enabled_; }
-
- private:
-  bool enabled_ = true;
-  std::function<void()> action_;
-};
-
 class FakeProgressDisplay final : public platform::ProgressDisplay {
  public:
   void Show(std::string_view text, double fraction) override {

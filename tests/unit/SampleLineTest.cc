@@ -41,10 +41,10 @@ TEST(SampleLineTest, EachDelimiterIsShownInItsTitleAsInTheSample) {
     sample.recorddelimiter = 0;
     const std::string fields = VisibleSpelling(sample.Line(true));
     const std::string between = fields.substr(6, fields.size() - 6 - 13);
-    EXPECT_TRUE(DataDelimiterTitles()[static_cast<std::size_t>(i)].ends_with("  " + between)) << i;
+    EXPECT_TRUE(kDataDelimiterTitles[static_cast<std::size_t>(i)].ends_with("  " + between)) << i;
     sample.recorddelimiter = i;
     const std::string end = VisibleSpelling(sample.Line(true)).substr(fields.size());
-    EXPECT_TRUE(RecordDelimiterTitles()[static_cast<std::size_t>(i)].ends_with("  " + end)) << i;
+    EXPECT_TRUE(kRecordDelimiterTitles[static_cast<std::size_t>(i)].ends_with("  " + end)) << i;
   }
 }
 
@@ -59,14 +59,13 @@ TEST(SampleLineTest, EachOrderIsSpelledInItsTitle) {
                                                                {line.find("978030"), "Data"},
                                                                {line.find("[2026"), "Time"}};
     std::sort(fields.begin(), fields.end());
-    EXPECT_EQ(OrderTitles()[static_cast<std::size_t>(i)],
+    EXPECT_EQ(kOrderTitles[static_cast<std::size_t>(i)],
               fields[0].second + ", " + fields[1].second + ", " + fields[2].second);
   }
 }
 
 TEST(SampleLineTest, NoTwoTitlesOfAListAreTheSame) {
-  for (const auto titles : {DataDelimiterTitles(), RecordDelimiterTitles(), SerialPositionTitles(),
-                            OrderTitles(), DestinationTitles()}) {
+  for (const auto& [choice, titles] : kChoices) {
     EXPECT_EQ(std::set<std::string_view>(titles.begin(), titles.end()).size(), titles.size());
   }
 }

@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
@@ -224,6 +225,21 @@ TEST_F(MainWindow, SettingsAndQuitHaveTheRolesThatMacsPlaceThemBy) {
   }
   EXPECT_EQ(byRole[QAction::QuitRole], "&Quit");
   EXPECT_EQ(byRole[QAction::PreferencesRole], "Settings");
+}
+
+TEST_F(MainWindow, ProgressIsShownBesideTheViewAndHidden) {
+  auto* bar = window_.widget().findChild<QProgressBar*>();
+  EXPECT_FALSE(bar->isVisible());
+  const int height = TextWidget()->height();
+  window_.progress().Show("Received 45 of 130 records", 0.25);
+  SpinUntilIdle();
+  EXPECT_TRUE(bar->isVisible());
+  EXPECT_EQ(bar->value() * 4, bar->maximum());
+  EXPECT_EQ(TextWidget()->height(), height) << "nothing moves";
+  window_.progress().Show("Asking", -1);
+  EXPECT_EQ(bar->maximum(), 0);
+  window_.progress().Hide();
+  EXPECT_FALSE(bar->isVisible());
 }
 
 }  // namespace

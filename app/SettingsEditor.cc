@@ -1,0 +1,142 @@
+#include "app/SettingsEditor.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "app/Destinations.h"
+#include "base/Log.h"
+
+namespace quillet {
+namespace {
+
+// Where the open panel begins. The doubled slash is intended.
+constexpr char kApplications[] = "//Applications";
+constexpr char kProposedApplication[] = "TextEdit.app";
+
+// Destinations for which the window can have changed the names. For the others both areas of the
+// image keep their characters, so that names chosen earlier survive.
+bool WritesNames(std::int32_t destination) {
+  return destination == kToFile || destination == kToNamedApplication;
+}
+
+}  // namespace
+
+SettingsEditor::SettingsEditor(const Parts& parts)
+    : parts_(parts), settings_(parts.settings), form_(parts.form) {
+  form_.SetActions({.changed = [this] { ShowSamples(); },
+                    .destinationChanged = [this] { DestinationChanged(); },
+                    .browse = [this] { Browse(); },
+                    .save = [this] { SaveAndClose(); },
+                    .cancel = [this] { Cancel(); }});
+}
+
+void SettingsEditor::Save() {
+  WriteChoices(settings_, parts_.image);
+  if (WritesNames(settings_.destination)) {
+    for (const auto& [position, name] : {std::pair(kApplicationNamePosition, &settings_.appname),
+                                         std::pair(kFileNamePosition, &settings_.filename)}) {
+      WriteName(parts_.image, position, name->Get());
+      Log(parts_.log, "-[SyncController SaveSettings]", "[", ForeignText(name->Get()), "]");
+    }
+  }
+  parts_.image.back() = '\0';
+  parts_.file.SaveRegistry(parts_.image);
+}
+
+void SettingsEditor::Restore() {
+  if (!parts_.file.ReadRegistry(parts_.image)) RestoreDefaults();
+  Log(parts_.log, "-[SyncController RestoreSettings]", ": Read registry file done...");
+  ReadChoices(parts_.image, settings_);
+  settings_.appname.Set(ReadName(parts_.image, kApplicationNamePosition));
+  settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
+}
+
+// The other settings keep the values with which the record was created.
+void SettingsEditor::RestoreDefaults() {
+  settings_.bAttachSerial = 1;
+  settings_.bAttachTimestamp = 1;
+  settings_.bAttachType = 1;
+  settings_.datadelimiter = 3;
+  settings_.recorddelimiter = 4;
+  settings_.bSyncClock = 1;
+  settings_.destination = kToFile;
+  settings_.filename.Set(parts_.file.dataFolder() + kPlaceholder);
+  parts_.image.fill('0');
+  Save();
+  parts_.file.ReadRegistry(parts_.image);
+}
+
+void SettingsEditor::Open(bool busy) {
+  Log(parts_.log, "-[SyncController settingsButton:]", "[", ForeignText(settings_.filename.Get()),
+      ",", ForeignText(settings_.appname.Get()), "]");
+  if (busy) return;
+  form_.settingsWindow().OrderFront();
+  form_.Show(ShownValues(settings_));
+  ChangeDestinationInformation();
+  ShowSamples();
+  form_.settingsWindow().MakeKeyAndOrderFront();
+}
+
+void SettingsEditor::DestinationChanged() {
+  Log(parts_.log, "-[SyncController destinationChanged:]");
+  ChangeDestinationInformation();
+  ShowSamples();
+}
+
+void SettingsEditor::ChangeDestinationInformation() {
+  form_.SetPathEnabled(true);
+  switch (form_.Values().destination) {
+    case kToFile:
+      form_.SetPath(settings_.filename.Get());
+      break;
+    case kToNamedApplication:
+      form_.SetPath(settings_.appname.Get());
+      break;
+    case kToView:
+    case kToFrontmostApplication:
+      form_.SetPathEnabled(false);
+      form_.SetPath("");
+      break;
+    default:
+      break;
+  }
+}
+
+void SettingsEditor::Browse() {
+  Log(parts_.log, "-[SyncController newfileButtonChanged:]");
+  const std::int32_t destination = form_.Values().destination;
+  std::optional<std::string> chosen;
+  if (destination == kToFile) {
+    // The proposed name is the placeholder's, so that it can be chosen again.
+    chosen =
+        parts_.panels.RunSavePanel(parts_.file.dataFolder(), std::string(kPlaceholder).substr(1));
+  } else if (destination == kToNamedApplication) {
+    chosen = parts_.panels.RunOpenPanel(kApplications, kProposedApplication);
+  }
+  if (!chosen) return;
+  form_.SetPath(*chosen);
+  (destination == kToFile ? settings_.filename : settings_.appname).Set(*chosen);
+}
+
+void SettingsEditor::SaveAndClose() {
+  Log(parts_.log, "-[SyncController saveButton:]");
+  StoreValues(form_.Values(), settings_, settings_);
+  Save();
+  form_.settingsWindow().Close();
+}
+
+void SettingsEditor::Cancel() {
+  Log(parts_.log, "-[SyncController cancelButton:]");
+  form_.settingsWindow().Close();
+}
+
+// The lines that would be delivered if the user saved now.
+void SettingsEditor::ShowSamples() {
+  StoreValues(form_.Values(), settings_, sample_);
+  const bool toApplication = sample_.destination != kToFile && sample_.destination != kToView;
+  const auto spelling = toApplication && sample_.bNonEnglish == 0 ? TypedSpelling : VisibleSpelling;
+  form_.ShowSamples(spelling(sample_.Line(false)), spelling(sample_.Line(true)));
+}
+
+}  // namespace quillet

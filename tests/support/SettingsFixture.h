@@ -1,0 +1,54 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "app/SettingsEditor.h"
+#include "platform/posix/PosixFileStore.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/FakeSettingsForm.h"
+#include "tests/support/RecordingLog.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quillet::test {
+
+/// The part of the program that handles settings, with a real file and a fake window.
+class SettingsFixture : public testing::Test {
+ protected:
+  /// As a start of the program: a new record, restored from the file.
+  void Start() {
+    image_ = {};
+    settings_ = std::make_unique<Settings>();
+    editor_ = std::make_unique<SettingsEditor>(
+        SettingsEditor::Parts{log, file_, image_, *settings_, form, panels});
+    file_.CreateBarcodeDirectory();
+    editor_->Restore();
+  }
+
+  Settings& settings() { return *settings_; }
+  SettingsEditor& editor() { return *editor_; }
+  void Open() { editor().Open(false); }
+  bool IsOpen() { return form.settingsWindow().IsShown(); }
+
+  std::string SettingsPath() const { return dataFolder + "/QuilletRegistry.txt"; }
+  std::string SavedFile() const { return FileContents(SettingsPath()).value_or("(none)"); }
+  std::string DefaultFile() const { return dataFolder + "/sn_timestamp.txt"; }
+
+  TemporaryFolder folder;
+  const std::string dataFolder = folder / "QuilletData";
+  RecordingLog log;
+  FakeSettingsForm form;
+  FakePanels panels;
+
+ private:
+  FakeClock clock_;
+  platform::posix::PosixFileStore files_;
+  LumetFile file_{log, clock_, files_, dataFolder};
+  SettingsImage image_{};
+  std::unique_ptr<Settings> settings_;
+  std::unique_ptr<SettingsEditor> editor_;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,364 @@
+#include <algorithm>
+
+#include "tests/support/AppFixture.h"
+#include "tests/support/SettingsControls.h"
+#include "tests/support/SettingsFixture.h"
+
+namespace quillet {
+namespace {
+
+using platform::SettingsValues;
+using test::kSettingsControls;
+using Strings = std::vector<std::string>;
+
+class SettingsEditorTest : public test::SettingsFixture {
+ protected:
+  SettingsEditorTest() {
+    Start();
+    log.Clear();
+  }
+
+  void ExpectPath(const std::string& path, bool enabled) {
+    EXPECT_EQ(form.path(), path);
+    EXPECT_EQ(form.pathEnabled(), enabled);
+  }
+};
+
+TEST_F(SettingsEditorTest, OpenLogsBothNamesAndShowsTheWindowInTwoSteps) {
+  Open();
+  EXPECT_EQ(log.lines(), (Strings{"-[SyncController settingsButton:][" + DefaultFile() +
+                                  ",/Applications/TextEdit]"}));
+  EXPECT_EQ(form.settingsWindow().doings(), (Strings{"front", "key"}));
+}
+
+TEST_F(SettingsEditorTest, OpenOnlyLogsWhileBusy) {
+  editor().Open(true);
+  EXPECT_EQ(form.settingsWindow().doings(), Strings{});
+  EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(SettingsEditorTest, OpenShowsEverySetting) {
+  for (const bool odd : {false, true}) {
+    bool last = odd;
+    for (const auto& each : kSettingsControls) {
+      each.Store(settings(), (last = !last) ? each.items - 1 : 0);
+    }
+    Open();
+    for (const auto& each : kSettingsControls) {
+      EXPECT_EQ(each.Shown(form.Values()), each.Stored(settings())) << each.name;
+    }
+  }
+}
+
+TEST_F(SettingsEditorTest, AnyFlagOtherThanZeroIsShownAsOn) {
+  settings().bAppendData = 7;
+  Open();
+  EXPECT_TRUE(form.Values().appenddata);
+  form.Save();
+  EXPECT_EQ(settings().bAppendData, 1);
+}
+
+TEST_F(SettingsEditorTest, SaveStoresEachValueInItsPlaceAndNowhereElse) {
+  for (const auto& each : kSettingsControls) {
+    for (std::int32_t step = 1; step <= each.items; ++step) {
+      Open();
+      std::string expected = SavedFile();
+      const std::int32_t before = each.Stored(settings());
+      const std::int32_t value = (before + step) % each.items;
+      each.Set(form, value);
+      EXPECT_EQ(each.Stored(settings()), before) << "until the window is saved";
+      form.Save();
+      expected[each.position] = static_cast<char>('0' + value);
+      EXPECT_EQ(SavedFile(), expected) << each.name;
+      EXPECT_EQ(each.Stored(settings()), value) << each.name;
+    }
+  }
+}
+
+TEST_F(SettingsEditorTest, SaveLogsWritesAndCloses) {
+  Open();
+  log.Clear();
+  form.Save();
+  EXPECT_EQ(log.lines().front(), "-[SyncController saveButton:]");
+  EXPECT_TRUE(log.Has("-[SyncController SaveSettings][" + DefaultFile() + "]"));
+  EXPECT_EQ(form.settingsWindow().doings(), (Strings{"front", "key", "close"}));
+}
+
+TEST_F(SettingsEditorTest, CancelDropsTheChanges) {
+  const std::string before = SavedFile();
+  Open();
+  for (const auto& each : kSettingsControls) {
+    each.Set(form, (each.Stored(settings()) + 1) % each.items);
+  }
+  log.Clear();
+  form.Cancel();
+  EXPECT_EQ(log.lines(), (Strings{"-[SyncController cancelButton:]"}));
+  EXPECT_FALSE(IsOpen());
+  EXPECT_EQ(SavedFile(), before);
+  Open();
+  for (const auto& each : kSettingsControls) {
+    EXPECT_EQ(each.Stored(settings()), before[each.position] - '0') << each.name;
+    EXPECT_EQ(each.Shown(form.Values()), each.Stored(settings())) << each.name;
+  }
+  ExpectPath(DefaultFile(), true);
+}
+
+TEST_F(SettingsEditorTest, KeepsANumberThatHasNoItem) {
+  for (const std::int32_t value : {6, 9, -1}) {
+    for (const auto& each : kSettingsControls) {
+      if (each.IsList()) each.Store(settings(), value);
+    }
+    Open();
+    for (const auto& each : kSettingsControls) {
+      if (each.IsList()) {
+        EXPECT_EQ(each.Shown(form.Values()), -1) << each.name;
+      }
+    }
+    form.Save();
+    for (const auto& each : kSettingsControls) {
+      if (!each.IsList()) continue;
+      EXPECT_EQ(each.Stored(settings()), value) << each.name;
+      EXPECT_EQ(SavedFile()[each.position], static_cast<char>('0' + value)) << each.name;
+    }
+  }
+}
+
+TEST_F(SettingsEditorTest, ShowsTheDestinationsPathOrLocksTheField) {
+  Open();
+  log.Clear();
+  for (const std::int32_t without : {1, 2}) {
+    form.Set(&SettingsValues::destination, without);
+    ExpectPath("", false);
+    form.Set(&SettingsValues::destination, 3);
+    ExpectPath("/Applications/TextEdit", true);
+    form.Set(&SettingsValues::destination, without);
+    form.Set(&SettingsValues::destination, 0);
+    ExpectPath(DefaultFile(), true);
+  }
+  EXPECT_EQ(log.lines(), Strings(8, "-[SyncController destinationChanged:]"));
+  EXPECT_EQ(settings().destination, 0) << "only saving changes it";
+}
+
+TEST_F(SettingsEditorTest, KeepsThePathIfNoDestinationIsSelected) {
+  Open();
+  settings().destination = 9;
+  Open();
+  ExpectPath(DefaultFile(), true);
+  panels.answer = "/elsewhere";
+  form.Browse();
+  EXPECT_EQ(panels.runs(), Strings{});
+  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+}
+
+TEST_F(SettingsEditorTest, BrowseForAFileProposesThePlaceholder) {
+  Open();
+  log.Clear();
+  panels.answer = DefaultFile();
+  form.Browse();
+  EXPECT_EQ(panels.runs(), (Strings{"save|" + dataFolder + "|sn_timestamp.txt"}));
+  EXPECT_EQ(log.lines(), (Strings{"-[SyncController newfileButtonChanged:]"}));
+  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+}
+
+TEST_F(SettingsEditorTest, BrowseForAnApplicationProposesTextEdit) {
+  Open();
+  form.Set(&SettingsValues::destination, 3);
+  panels.answer = "/usr/bin/editor";
+  form.Browse();
+  EXPECT_EQ(panels.runs(), (Strings{"open|//Applications|TextEdit.app"}));
+  ExpectPath("/usr/bin/editor", true);
+  EXPECT_EQ(settings().appname.Get(), "/usr/bin/editor");
+  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+}
+
+TEST_F(SettingsEditorTest, ACancelledPanelChangesNothing) {
+  Open();
+  form.Browse();
+  form.Set(&SettingsValues::destination, 3);
+  form.Browse();
+  EXPECT_EQ(panels.runs().size(), 2U);
+  ExpectPath("/Applications/TextEdit", true);
+  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+  EXPECT_EQ(settings().appname.Get(), "/Applications/TextEdit");
+}
+
+TEST_F(SettingsEditorTest, ABrowsedFileSurvivesCancelUntilTheNextSave) {
+  const std::string before = SavedFile();
+  Open();
+  panels.answer = "/data/stock.txt";
+  form.Browse();
+  ExpectPath("/data/stock.txt", true);
+  form.Cancel();
+  EXPECT_EQ(settings().filename.Get(), "/data/stock.txt");
+  EXPECT_EQ(SavedFile(), before);
+  Open();
+  ExpectPath("/data/stock.txt", true);
+  form.Save();
+  EXPECT_EQ(SavedFile().substr(384, 16), "/data/stock.txt\r");
+}
+
+TEST_F(SettingsEditorTest, IgnoresATypedPath) {
+  const std::string before = SavedFile();
+  Open();
+  form.Type("/typed/by/hand.txt");
+  form.Save();
+  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+  EXPECT_EQ(SavedFile(), before);
+  Open();
+  ExpectPath(DefaultFile(), true);
+}
+
+TEST_F(SettingsEditorTest, SavingADestinationWithoutAPathKeepsThePaths) {
+  const std::string names = SavedFile().substr(256);
+  panels.answer = "/data/stock.txt";
+  Open();
+  form.Browse();
+  EXPECT_EQ(settings().filename.Get(), "/data/stock.txt");
+  for (const std::int32_t without : {1, 2}) {
+    Open();
+    form.Set(&SettingsValues::destination, without);
+    form.Save();
+    EXPECT_EQ(SavedFile()[7], static_cast<char>('0' + without));
+    EXPECT_EQ(SavedFile().substr(256), names);
+  }
+}
+
+TEST_F(SettingsEditorTest, ShowsTheSavedValuesAfterAnotherStart) {
+  Open();
+  for (const auto& each : kSettingsControls) each.Set(form, 1 - (each.Stored(settings()) == 1));
+  form.Save();
+  const std::string saved = SavedFile();
+  form.Show({});
+  Start();
+  Open();
+  for (const auto& each : kSettingsControls) {
+    EXPECT_EQ(each.Shown(form.Values()), saved[each.position] - '0') << each.name;
+  }
+}
+
+TEST_F(SettingsEditorTest, TheSampleFollowsEveryChange) {
+  Open();
+  EXPECT_EQ(form.older(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
+  EXPECT_EQ(form.series300(), "EAN-13,9780306406157,[2026/11/16:14:07:09],005771⏎");
+  form.Set(&SettingsValues::datadelimiter, 1);
+  EXPECT_EQ(form.older(), "EAN␣13→9780306406157→[2026/11/16:14:07:09]→005771⏎");
+  form.Set(&SettingsValues::attachtimestamp, false);
+  EXPECT_EQ(form.older(), "EAN␣13→9780306406157→005771⏎");
+  form.Set(&SettingsValues::dataorder, 3);
+  EXPECT_EQ(form.older(), "9780306406157→EAN␣13→005771⏎");
+  form.Set(&SettingsValues::sn_position, 0);
+  EXPECT_EQ(form.older(), "005771→9780306406157→EAN␣13⏎");
+  form.Set(&SettingsValues::recorddelimiter, 1);
+  EXPECT_EQ(form.older(), "005771→9780306406157→EAN␣13↓");
+  form.Set(&SettingsValues::attachserial, false);
+  EXPECT_EQ(form.older(), "9780306406157→EAN␣13↓");
+  form.Set(&SettingsValues::attachtype, false);
+  EXPECT_EQ(form.older(), "9780306406157↓");
+  EXPECT_EQ(form.series300(), "9780306406157↓");
+  form.Cancel();
+  Open();
+  EXPECT_EQ(form.older(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
+}
+
+TEST_F(SettingsEditorTest, TheSampleForTypingShowsOnlyKeys) {
+  Open();
+  const std::string line = "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771";
+  form.Set(&SettingsValues::recorddelimiter, 2);
+  EXPECT_EQ(form.older(), line + "←");
+  for (const std::int32_t typed : {2, 3}) {
+    form.Set(&SettingsValues::destination, typed);
+    EXPECT_EQ(form.older(), line) << "a carriage return is not typed";
+  }
+  form.Set(&SettingsValues::nonenglish, true);
+  EXPECT_EQ(form.older(), line + "←") << "and is pasted";
+  form.Set(&SettingsValues::nonenglish, false);
+  form.Set(&SettingsValues::recorddelimiter, 1);
+  EXPECT_EQ(form.older(), line + "⏎");
+  form.Set(&SettingsValues::destination, 1);
+  EXPECT_EQ(form.older(), line + "↓");
+}
+
+TEST_F(SettingsEditorTest, TheSampleUsesNumbersThatHaveNoItem) {
+  settings().sn_position = 5;
+  settings().datadelimiter = 4;
+  Open();
+  EXPECT_EQ(form.older(), "EAN␣13;9780306406157;[2026/11/16:14:07:09]⏎");
+  settings().dataorder = -1;
+  Open();
+  EXPECT_EQ(form.older(), "⏎");
+}
+
+TEST_F(SettingsEditorTest, TheSampleTouchesNeitherLogNorSettings) {
+  Open();
+  log.Clear();
+  form.Set(&SettingsValues::datadelimiter, 2);
+  EXPECT_EQ(log.lines(), Strings{});
+  EXPECT_EQ(settings().datadelimiter, 3);
+}
+
+/// The controller's part: when the window may open, and its operations.
+class SettingsButtonTest : public test::AppFixture {
+ protected:
+  bool IsOpen() { return form.settingsWindow().IsShown(); }
+};
+
+TEST_F(SettingsButtonTest, OnlyLogsWhileConnecting) {
+  auto& connecting = test::Immortal<std::atomic<bool>>(false);
+  auto& pressed = test::Immortal<std::atomic<bool>>(false);
+  clock.OnSleep([&connecting, &pressed](std::size_t) {
+    connecting = true;
+    test::WaitFor([&] { return pressed.load(); });
+  });
+  application.applicationDidFinishLaunching();
+  ASSERT_TRUE(test::WaitFor([&] { return connecting.load(); }));
+  settings.Press();
+  EXPECT_EQ(form.settingsWindow().doings(), Strings{});
+  EXPECT_TRUE(log.lines().back().starts_with("-[SyncController settingsButton:]["));
+  pressed = true;
+  FinishConnecting();
+  settings.Press();
+  EXPECT_TRUE(IsOpen());
+}
+
+TEST_F(SettingsButtonTest, OnlyLogsDuringARunThatLeavesTheWindowOpen) {
+  Launch();
+  BecomeConnected();
+  settings.Press();
+  controller.synchronizeButton();
+  mainQueue.RunAll();
+  EXPECT_TRUE(controller.bIsUnderSynchronization);
+  EXPECT_TRUE(IsOpen());
+  form.Save();
+  EXPECT_FALSE(IsOpen());
+  settings.Press();
+  EXPECT_FALSE(IsOpen());
+}
+
+TEST_F(SettingsButtonTest, EveryOperationReachesTheEditor) {
+  Launch();
+  log.Clear();
+  controller.settingsButton();
+  EXPECT_TRUE(IsOpen());
+  controller.settingsForm.SetPath("");
+  controller.ChangeDestinationInformation();
+  EXPECT_EQ(form.path(), dataFolder + "/sn_timestamp.txt");
+  controller.destinationChanged();
+  controller.newfileButtonChanged();
+  controller.cancelButton();
+  EXPECT_FALSE(IsOpen());
+  controller.saveButton();
+  controller.SaveSettings();
+  controller.RestoreSettings();
+  Strings operations;
+  for (const std::string& line : log.lines()) {
+    if (line.starts_with("-[SyncController ")) {
+      operations.push_back(line.substr(17, line.find_first_of(":]") - 17));
+    }
+  }
+  EXPECT_EQ(operations, (Strings{"settingsButton", "destinationChanged", "newfileButtonChanged",
+                                 "cancelButton", "saveButton", "SaveSettings", "SaveSettings",
+                                 "SaveSettings", "SaveSettings", "RestoreSettings"}));
+}
+
+}  // namespace
+}  // namespace quillet

@@ -1,0 +1,502 @@
+#include <gtest/gtest.h>
+
+#include <QAbstractItemView>
+#include <QAccessible>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QStyle>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextLayout>
+#include <QWheelEvent>
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "output/SampleLine.h"
+#include "platform/qt/QtSettingsWindow.h"
+#include "tests/support/SettingsControls.h"
+#include "tests/window/MainLoop.h"
+
+namespace quillet::window_tests {
+namespace {
+
+using platform::SettingsValues;
+using test::kSettingsControls;
+using test::SettingsControl;
+
+constexpr char kOlderLine[] = "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎";
+constexpr char kSeries300Line[] = "EAN-13,9780306406157,[2026/11/16:14:07:09],005771⏎";
+constexpr char kPath[] = "/Users/Shared/QuilletData/sn_timestamp.txt";
+
+/// The open window, over another one, with the values of a first start.
+class QtSettingsWindowTest : public testing::Test {
+ protected:
+  QtSettingsWindowTest() {
+    const auto report = [this](const char* name) { return [this, name] { reports_ += name; }; };
+    window_.SetActions({.changed = report("changed "),
+                        .destinationChanged = report("destination "),
+                        .browse = report("browse "),
+                        .save = report("save "),
+                        .cancel = report("cancel ")});
+    window_.SetPath(kPath);
+    window_.ShowSamples(kOlderLine, kSeries300Line);
+    Open();
+  }
+
+  void Open() {
+    main_.show();
+    main_.activateWindow();
+    ASSERT_TRUE(SpinUntil([this] { return main_.isActiveWindow(); }));
+    window_.settingsWindow().OrderFront();
+    window_.Show(kValues);
+    window_.settingsWindow().MakeKeyAndOrderFront();
+    ASSERT_TRUE(SpinUntil([this] { return window_.isActiveWindow(); }));
+  }
+
+  void Close() { window_.settingsWindow().Close(); }
+
+  /// Opens the window with each palette, the last one being the usual one again.
+  void OpenInLightAndDark(const std::function<void(const QPalette&)>& check) {
+    QPalette dark(QColor(58, 64, 69), QColor(42, 46, 50));
+    dark.setColor(QPalette::Base, QColor(27, 30, 32));
+    const QPalette usual = QApplication::palette();
+    for (const QPalette& palette : {usual, dark, usual}) {
+      Close();
+      QApplication::setPalette(palette);
+      Open();
+      SpinUntilIdle();
+      check(palette);
+    }
+  }
+
+  /// A control by its name, a button or caption by its text.
+  template <class Widget>
+  Widget* Find(const QString& name) {
+    for (Widget* widget : window_.findChildren<Widget*>()) {
+      const QString text = widget->property("text").toString();
+      if (widget->accessibleName() == name) return widget;
+      if (widget->inherits("QPushButton") && QString(text).remove('&') == name) return widget;
+      if (widget->inherits("QLabel") && text == name) return widget;
+    }
+    ADD_FAILURE() << "no " << name.toStdString();
+    return nullptr;
+  }
+
+  QWidget* Find(const SettingsControl& control) {
+    return control.IsList() ? static_cast<QWidget*>(Find<QComboBox>(control.name))
+                            : Find<QCheckBox>(control.name);
+  }
+
+  std::vector<QWidget*> KindsOfControls() {
+    return {Find<QCheckBox>("Add to the file instead of replacing it"), Find<QComboBox>("Order"),
+            Find<QLineEdit>("Path"), Find<QPushButton>("Browse…"),
+            Find<QPlainTextEdit>("Older scanners")};
+  }
+
+  void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+    QTest::keyClick(QApplication::focusWidget(), key, modifiers);
+  }
+
+  /// Moves the focus to a widget with the Tab key alone.
+  void TabTo(QWidget* widget) {
+    for (int presses = 0; presses < 40 && QApplication::focusWidget() != widget; ++presses) {
+      Press(Qt::Key_Tab);
+    }
+    EXPECT_EQ(QApplication::focusWidget(), widget);
+  }
+
+  /// Opens the list and chooses an item with the mouse.
+  void ClickItem(QComboBox* list, std::int32_t item) {
+    list->showPopup();
+    QWidget* view = list->view()->viewport();
+    const QModelIndex index = list->model()->index(item, 0);
+    list->view()->scrollTo(index);
+    const QPoint at = list->view()->visualRect(index).center();
+    QTest::mouseMove(view, at);
+    QTest::mousePress(view, Qt::LeftButton, {}, at);
+    // The list treats a release soon after it has opened as the end of the click that opened it.
+    QTest::qWait(QApplication::doubleClickInterval() + 20);
+    QTest::mouseRelease(view, Qt::LeftButton, {}, at);
+    EXPECT_TRUE(SpinUntil([&] { return list->currentIndex() == item; })) << item;
+    list->hidePopup();
+  }
+
+  /// Checks the widgets and the values that are read, and what has been reported since the last
+  /// check.
+  void Expect(const SettingsValues& values, const std::string& reports) {
+    for (const SettingsControl& each : kSettingsControls) {
+      EXPECT_EQ(each.Shown(window_.Values()), each.Shown(values)) << each.name;
+      EXPECT_EQ(each.IsList() ? Find<QComboBox>(each.name)->currentIndex()
+                              : Find<QCheckBox>(each.name)->isChecked(),
+                each.Shown(values))
+          << each.name;
+    }
+    EXPECT_EQ(std::exchange(reports_, {}), reports);
+  }
+
+  static std::string ReportOf(const SettingsControl& control) {
+    return control.name == std::string_view("Deliver to") ? "destination " : "changed ";
+  }
+
+  static constexpr SettingsValues kValues = {true, true,  true, 3,     4,     1,     0,
+                                             true, false, true, false, false, false, 0};
+
+  QWidget main_;
+  platform::qt::QtSettingsWindow window_{main_, kChoices};
+  std::string reports_;
+};
+
+TEST_F(QtSettingsWindowTest, ShowsEveryValueAndReportsNoChange) {
+  for (const SettingsControl& each : kSettingsControls) {
+    if (each.IsList()) {
+      EXPECT_EQ(Find<QComboBox>(each.name)->count(), each.items) << each.name;
+    }
+    SettingsValues values = kValues;
+    for (std::int32_t i = 0; i < each.items; ++i) {
+      each.Set(values, i);
+      window_.Show(values);
+      Expect(values, "");
+    }
+  }
+}
+
+TEST_F(QtSettingsWindowTest, ShowSetsTheControlsInTheOrderOfTheirValues) {
+  std::vector<std::size_t> order;  // of positions in the settings file
+  SettingsValues values = kValues;
+  for (const SettingsControl& each : kSettingsControls) {
+    const auto note = [&order, &each] { order.push_back(each.position); };
+    if (each.IsList()) {
+      QObject::connect(Find<QComboBox>(each.name), &QComboBox::currentIndexChanged, &window_, note);
+    } else {
+      QObject::connect(Find<QCheckBox>(each.name), &QCheckBox::toggled, &window_, note);
+    }
+    each.Set(values, (each.Shown(values) + 1) % each.items);
+  }
+  window_.Show(values);
+  EXPECT_EQ(order, (std::vector<std::size_t>{0, 1, 2, 3, 4, 11, 12, 5, 6, 8, 9, 10, 13, 7}));
+}
+
+TEST_F(QtSettingsWindowTest, SelectsNothingForANumberThatHasNoItem) {
+  for (const std::int32_t number : {8, -1, -48}) {
+    SettingsValues values = kValues;
+    for (const SettingsControl& each : kSettingsControls) {
+      if (each.IsList()) each.Set(values, number);
+    }
+    window_.Show(values);
+    for (const SettingsControl& each : kSettingsControls) {
+      if (each.IsList()) each.Set(values, -1);
+    }
+    Expect(values, "");
+  }
+}
+
+TEST_F(QtSettingsWindowTest, EveryValueIsSetByMouse) {
+  SettingsValues values = kValues;
+  for (const SettingsControl& each : kSettingsControls) {
+    for (std::int32_t i = 0; i < (each.IsList() ? each.items : 1); ++i) {
+      const std::int32_t value = each.IsList() ? i : 1 - each.Shown(values);
+      const bool changes = each.Shown(values) != value;
+      each.Set(values, value);
+      if (each.IsList()) {
+        ClickItem(Find<QComboBox>(each.name), value);
+      } else {
+        auto* box = Find<QCheckBox>(each.name);
+        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(8, box->height() / 2));
+      }
+      Expect(values, changes ? ReportOf(each) : "");
+    }
+  }
+}
+
+TEST_F(QtSettingsWindowTest, EveryValueIsSetByKeys) {
+  SettingsValues values = kValues;
+  for (const SettingsControl& each : kSettingsControls) {
+    const std::int32_t before = each.Shown(values);
+    TabTo(Find(each));
+    Press(each.IsList() ? Qt::Key_Home : Qt::Key_Space);
+    if (each.IsList()) Press(Qt::Key_Down);
+    each.Set(values, each.IsList() ? 1 : 1 - before);
+    Expect(values, ReportOf(each) + (each.IsList() && before != 0 ? ReportOf(each) : ""));
+  }
+}
+
+TEST_F(QtSettingsWindowTest, AssistiveTechnologyPressesEveryBoxAndButton) {
+  const auto act = [](QWidget* widget, const QString& action) {
+    QAccessible::queryAccessibleInterface(widget)->actionInterface()->doAction(action);
+  };
+  SettingsValues values = kValues;
+  for (const SettingsControl& each : kSettingsControls) {
+    if (each.IsList()) continue;
+    act(Find(each), QAccessibleActionInterface::toggleAction());
+    each.Set(values, 1 - each.Shown(values));
+    Expect(values, "changed ");
+  }
+  for (const char* name : {"Browse…", "Save", "Cancel"}) {
+    act(Find<QPushButton>(name), QAccessibleActionInterface::pressAction());
+  }
+  EXPECT_TRUE(SpinUntil([this] { return reports_ == "browse save cancel "; })) << reports_;
+}
+
+TEST_F(QtSettingsWindowTest, AssistiveTechnologyCanFocusEveryList) {
+  for (const SettingsControl& each : kSettingsControls) {
+    if (!each.IsList()) continue;
+    QWidget* list = Find(each);
+    ASSERT_NE(QApplication::focusWidget(), list);
+    QAccessibleActionInterface* actions =
+        QAccessible::queryAccessibleInterface(list)->actionInterface();
+    ASSERT_TRUE(actions->actionNames().contains(QAccessibleActionInterface::setFocusAction()));
+    actions->doAction(QAccessibleActionInterface::setFocusAction());
+    EXPECT_EQ(QApplication::focusWidget(), list);
+  }
+}
+
+// A list has its name from the start, also if assistive technology listens while it is created.
+TEST_F(QtSettingsWindowTest, EveryControlHasANameAndAnExplanation) {
+  std::set<QString> names;
+  std::size_t controls = 0;
+  for (QWidget* widget : window_.findChildren<QWidget*>()) {
+    if (!widget->isVisible() || widget->focusPolicy() == Qt::NoFocus) continue;
+    if (widget->inherits("QScrollArea") || widget->inherits("QScrollBar")) continue;
+    QAccessibleInterface* found = QAccessible::queryAccessibleInterface(widget);
+    ASSERT_NE(found, nullptr);
+    const QString name = found->text(QAccessible::Name);
+    EXPECT_FALSE(name.isEmpty()) << widget->metaObject()->className();
+    EXPECT_FALSE(name.contains('&')) << name.toStdString();
+    names.insert(name);
+    ++controls;
+    if (!qobject_cast<QPushButton*>(widget)) {
+      EXPECT_FALSE(found->text(QAccessible::Description).isEmpty()) << name.toStdString();
+    }
+  }
+  // Besides the settings: path, Browse, two samples, Save and Cancel.
+  EXPECT_EQ(controls, std::size(kSettingsControls) + 6);
+  EXPECT_EQ(names.size(), controls) << "no two have the same name";
+}
+
+TEST_F(QtSettingsWindowTest, NoTwoMnemonicsAreTheSame) {
+  std::set<QString> letters;
+  const auto take = [&](const QString& text) {
+    const qsizetype mark = text.indexOf('&');
+    if (mark < 0) return;
+    EXPECT_TRUE(letters.insert(text.mid(mark + 1, 1).toLower()).second) << text.toStdString();
+  };
+  for (auto* button : window_.findChildren<QAbstractButton*>()) take(button->text());
+  for (auto* label : window_.findChildren<QLabel*>()) take(label->text());
+  EXPECT_GE(letters.size(), 15U);
+}
+
+TEST_F(QtSettingsWindowTest, TabVisitsEveryControlInReadingOrderAndBack) {
+  std::vector<QWidget*> order;
+  for (const SettingsControl& each : kSettingsControls) {
+    order.push_back(Find(each));
+    if (std::string_view(each.name) != "Deliver to") continue;
+    order.insert(order.end(), {Find<QLineEdit>("Path"), Find<QPushButton>("Browse…")});
+  }
+  order.insert(order.end(),
+               {Find<QPlainTextEdit>("Older scanners"), Find<QPlainTextEdit>("300 series"),
+                Find<QPushButton>("Save"), Find<QPushButton>("Cancel")});
+  EXPECT_EQ(QApplication::focusWidget(), order.front());
+  for (std::size_t i = 1; i <= order.size(); ++i) {
+    Press(Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), order[i % order.size()]) << i;
+  }
+  for (std::size_t i = order.size(); i-- > 0;) {
+    Press(Qt::Key_Backtab, Qt::ShiftModifier);
+    EXPECT_EQ(QApplication::focusWidget(), order[i]) << i;
+  }
+}
+
+TEST_F(QtSettingsWindowTest, ReturnSavesFromEveryKindOfControl) {
+  for (QWidget* control : KindsOfControls()) {
+    control->setFocus();
+    Press(Qt::Key_Return);
+    Expect(kValues, "save ");
+  }
+}
+
+TEST_F(QtSettingsWindowTest, EscapeAndTheCloseButtonCancel) {
+  Press(Qt::Key_Escape);
+  Expect(kValues, "cancel ");
+  window_.close();
+  Expect(kValues, "cancel ");
+}
+
+TEST_F(QtSettingsWindowTest, EachOpeningFocusesTheFirstControl) {
+  TabTo(Find<QComboBox>("Deliver to"));
+  Close();
+  EXPECT_FALSE(window_.isVisible());
+  Open();
+  EXPECT_EQ(QApplication::focusWidget(), Find<QCheckBox>("Symbology"));
+}
+
+TEST_F(QtSettingsWindowTest, ATypedPathIsNotReported) {
+  auto* path = Find<QLineEdit>("Path");
+  path->setFocus();
+  path->selectAll();
+  QTest::keyClicks(path, "/typed.txt");
+  EXPECT_EQ(path->text(), "/typed.txt");
+  Expect(kValues, "");
+  window_.SetPath(kPath);
+  EXPECT_EQ(path->text(), kPath);
+  EXPECT_EQ(path->cursorPosition(), 0) << "its beginning is shown";
+}
+
+TEST_F(QtSettingsWindowTest, ThePathIsLockedWithItsCaptionAndButton) {
+  for (const bool enabled : {false, true, false}) {
+    window_.SetPathEnabled(enabled);
+    EXPECT_EQ(Find<QLineEdit>("Path")->isReadOnly(), !enabled);
+    EXPECT_EQ(Find<QLineEdit>("Path")->isEnabled(), enabled);
+    EXPECT_EQ(Find<QPushButton>("Browse…")->isEnabled(), enabled);
+    EXPECT_EQ(Find<QLabel>("Pat&h:")->isEnabled(), enabled);
+  }
+}
+
+TEST_F(QtSettingsWindowTest, ShowsBothSamplesReadOnly) {
+  for (const auto& [name, line] :
+       {std::pair("Older scanners", kOlderLine), std::pair("300 series", kSeries300Line)}) {
+    EXPECT_EQ(Find<QPlainTextEdit>(name)->toPlainText(), line);
+    EXPECT_TRUE(Find<QPlainTextEdit>(name)->isReadOnly());
+  }
+}
+
+TEST_F(QtSettingsWindowTest, EverythingIsVisibleOnAnOrdinaryScreen) {
+  EXPECT_LE(window_.sizeHint().width(), 1024 - 16);
+  EXPECT_LE(window_.sizeHint().height(), 600 - 48);
+  window_.resize(window_.sizeHint());
+  SpinUntilIdle();
+  auto* area = window_.findChild<QScrollArea*>();
+  EXPECT_FALSE(area->verticalScrollBar()->isVisible());
+  EXPECT_FALSE(area->horizontalScrollBar()->isVisible());
+}
+
+TEST_F(QtSettingsWindowTest, ASmallScreenScrollsAndKeepsTheButtons) {
+  window_.resize(512 - 16, 300 - 48);
+  SpinUntilIdle();
+  EXPECT_LE(window_.width(), 512);
+  EXPECT_LE(window_.height(), 300 - 30);
+  auto* area = window_.findChild<QScrollArea*>();
+  EXPECT_FALSE(area->horizontalScrollBar()->isVisible());
+  EXPECT_LE(window_.minimumSizeHint().height(), 300 - 48);
+  for (QPushButton* button : {Find<QPushButton>("Save"), Find<QPushButton>("Cancel")}) {
+    EXPECT_TRUE(
+        window_.rect().contains(QRect(button->mapTo(&window_, QPoint(0, 0)), button->size())));
+  }
+  for (const char* name : {"Older scanners", "300 series"}) {
+    const auto* sample = Find<QPlainTextEdit>(name);
+    QTextCursor end(sample->document());
+    for (const auto where : {QTextCursor::Start, QTextCursor::End}) {
+      end.movePosition(where);
+      EXPECT_TRUE(sample->viewport()->rect().contains(sample->cursorRect(end))) << name;
+    }
+  }
+  // The control with focus scrolls into view.
+  for (int i = 0; i < 20; ++i) {
+    Press(Qt::Key_Tab);
+    SpinUntilIdle();
+    const QWidget* at = QApplication::focusWidget();
+    if (!area->widget()->isAncestorOf(at)) continue;
+    const QPoint centre = at->mapTo(area->viewport(), at->rect().center());
+    EXPECT_TRUE(area->viewport()->rect().contains(centre)) << at->accessibleName().toStdString();
+  }
+}
+
+TEST_F(QtSettingsWindowTest, ALargerFontMakesALargerWindow) {
+  const int before = window_.sizeHint().width();
+  Close();
+  const QFont usual = QApplication::font();
+  QFont larger = usual;
+  larger.setPointSizeF(usual.pointSizeF() * 1.3);
+  QApplication::setFont(larger);
+  Open();
+  EXPECT_GT(window_.sizeHint().width(), before);
+  QApplication::setFont(usual);
+}
+
+/// Relative luminance and contrast as the Web Content Accessibility Guidelines 2.1 define them.
+double Luminance(const QColor& colour) {
+  const auto linear = [](double part) {
+    return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+  };
+  return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+         0.0722 * linear(colour.blueF());
+}
+
+double Contrast(const QColor& one, const QColor& other) {
+  const double a = Luminance(one), b = Luminance(other);
+  return (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05);
+}
+
+/// The contrast of a control's outline, as it is painted at the control's left, with the window.
+double OutlineContrast(QWidget& control, const QColor& ground) {
+  const QImage picture = control.grab().toImage();
+  double best = 1;
+  for (int x = 0; x < control.style()->pixelMetric(QStyle::PM_IndicatorWidth); ++x) {
+    best = std::max(best, Contrast(picture.pixelColor(x, picture.height() / 2), ground));
+  }
+  return best;
+}
+
+TEST_F(QtSettingsWindowTest, EveryKindOfControlStandsOutInLightAndDark) {
+  OpenInLightAndDark([this](const QPalette& palette) {
+    const QColor ground = palette.color(QPalette::Window);
+    for (QWidget* control : KindsOfControls()) {
+      EXPECT_GE(OutlineContrast(*control, ground), 3)
+          << control->metaObject()->className() << " on " << ground.name().toStdString();
+    }
+  });
+}
+
+TEST_F(QtSettingsWindowTest, MarksInTheSampleHaveTheirOwnReadableColour) {
+  OpenInLightAndDark([this](const QPalette& palette) {
+    const QTextBlock line = Find<QPlainTextEdit>("Older scanners")->document()->firstBlock();
+    QString marked;
+    for (const QTextLayout::FormatRange& range : line.layout()->formats()) {
+      const QColor colour = range.format.foreground().color();
+      marked += line.text().mid(range.start, range.length);
+      EXPECT_GE(Contrast(colour, palette.color(QPalette::Base)), 4.5);
+      EXPECT_NE(colour, palette.color(QPalette::Text));
+    }
+    EXPECT_EQ(marked.toStdString(), "␣⏎");
+  });
+}
+
+TEST_F(QtSettingsWindowTest, EveryPossibleMarkHasTheMarksColour) {
+  auto* sample = Find<QPlainTextEdit>("Older scanners");
+  const QString every = QString::fromStdString(VisibleSpelling("\t \r\n\r.\n"));
+  sample->setPlainText(every);
+  QString marked;
+  for (const auto& range : sample->document()->firstBlock().layout()->formats()) {
+    marked += every.mid(range.start, range.length);
+  }
+  EXPECT_EQ(marked.toStdString(), QString(every).remove('.').toStdString());
+}
+
+TEST_F(QtSettingsWindowTest, TheWheelChangesNoListWithoutFocus) {
+  auto* list = Find<QComboBox>("Order");
+  const int chosen = list->currentIndex();
+  const auto turn = [list] {
+    const QPointF at = list->rect().center();
+    QWheelEvent event(at, list->mapToGlobal(at), {}, {0, -120}, Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QApplication::sendEvent(list, &event);
+  };
+  turn();
+  EXPECT_EQ(list->currentIndex(), chosen);
+  list->setFocus();
+  turn();
+  EXPECT_EQ(list->currentIndex(), chosen + 1);
+}
+
+}  // namespace
+}  // namespace quillet::window_tests
