@@ -1,5 +1,4 @@
 #include "app/SyncController.h"
-#include "device/ReceiveState.h"
 
 namespace quillet {
 namespace {
@@ -34,30 +33,12 @@ void SyncController::ShowProgress() {
 }
 
 RunState SyncController::PresentRunState() const {
-  RunState run;
-  run.records = barcodeCount;
-  const std::int32_t command = lumet->commandType;
-  const std::int32_t expected = lumet->SyncEndIndex;
-  if (command == 'p') {
-    run.phase = RunState::Phase::kRecords;
-    run.expected = expected;
-  } else if (command == 'P' && expected > 0) {
-    run.phase = RunState::Phase::kBurst;
-    run.expected = expected;
-    // Within the body the length has been announced. Once it has all come and is being taken
-    // apart the state is still this one; so it is for good when no record can follow the length.
-    if (lumet->state == kBurstBody && lumet->totallength > kLengthBytes) {
-      run.announced = lumet->totallength;
-      run.bytes = lumet->writePtr;
-      if (run.bytes >= run.announced) run.phase = RunState::Phase::kDelivering;
-    }
-  } else if (command == 'W' && lumet->bCommandDone && !lumet->cmdArray.Head()) {
-    // Behind a wake-up that is answered there is always another command.
-    run.phase = RunState::Phase::kGivenUp;
-  } else if (run.records > 0) {
-    run.phase = RunState::Phase::kClosing;
-  }
-  return run;
+  const DisplayState shown = lumet->display();
+  return {.phase = shown.phase(),
+          .records = barcodeCount,
+          .expected = lumet->SyncEndIndex(),
+          .bytes = shown.bytes(),
+          .announced = shown.announced()};
 }
 
 }  // namespace quillet

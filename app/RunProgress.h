@@ -5,19 +5,13 @@
 #include <deque>
 #include <string>
 
+#include "device/DisplayState.h"
+
 namespace quillet {
 
 /// What can be seen of a run at one moment.
 struct RunState {
-  /// How far the run is.
-  enum class Phase {
-    kPreparing,   ///< the scanner has not yet been asked for records
-    kRecords,     ///< they come one by one
-    kBurst,       ///< they come in one transfer
-    kDelivering,  ///< the transfer has come and is taken apart and delivered
-    kClosing,     ///< they have all been delivered
-    kGivenUp,     ///< the scanner could not be woken; the run will not go on
-  };
+  using Phase = DisplayState::Phase;
   Phase phase = Phase::kPreparing;  ///< how far it is
   std::int32_t records = 0;         ///< records that have been delivered
   std::int32_t expected = 0;        ///< records that the scanner holds

@@ -4,6 +4,7 @@
 
 #include "app/QuilletAppDelegate.h"
 #include "app/Version.h"
+#include "download/RecordDownload.h"
 
 namespace quillet {
 
@@ -32,6 +33,7 @@ void SyncController::Initialize() {
   lumet->setDelegate(this);
   settingsEditor_ = new SettingsEditor(
       {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels});
+  new RecordDownload(platform_.log, *lumet);  // becomes the session's
   ChangePortList([](platform::PopUpList& list) { list.AddItem("None"); });
   updatePortList(true);
   RestoreSettings();

@@ -1,31 +1,33 @@
 #include "device/CommandQueue.h"
 
 #include <algorithm>
+#include <bit>
 #include <thread>
 
 namespace quillet {
 
-// The four numbers that change together, packed into one word. `claimed` runs ahead of `cmdWrite`
-// while entries are being copied in, and the buffer is not started anew during that time, since
-// the bytes would then land in somebody else's entry. `generation` changes with every rewind and
-// reset, so that nobody takes an index of before for one of after.
+// The numbers that change together, packed into one word. `claimed` is ahead of `cmdWrite` while
+// entries are being copied in. The buffer is not restarted in that time, since their bytes would
+// overwrite another entry. `generation` changes with every restart, so that an index from before a
+// restart is not used after it. `connection` changes with every new connection.
 struct CommandQueue::Indices {
-  std::uint16_t cmdRead = 0;
-  std::uint16_t cmdWrite = 0;
-  std::uint16_t claimed = 0;
-  std::uint16_t generation = 0;
+  std::uint64_t cmdRead : 10 = 0;
+  std::uint64_t cmdWrite : 10 = 0;
+  std::uint64_t claimed : 10 = 0;
+  std::uint64_t generation : 17 = 0;
+  std::uint64_t connection : 17 = 0;
 
-  static Indices From(std::uint64_t word) {
-    return {static_cast<std::uint16_t>(word), static_cast<std::uint16_t>(word >> 16),
-            static_cast<std::uint16_t>(word >> 32), static_cast<std::uint16_t>(word >> 48)};
+  static Indices From(std::uint64_t word) { return std::bit_cast<Indices>(word); }
+  std::uint64_t ToWord() const { return std::bit_cast<std::uint64_t>(*this); }
+
+  Indices Restarted(std::uint64_t ofConnection) const {
+    Indices restarted;
+    restarted.generation = (generation + 1) & kGenerationMask;
+    restarted.connection = ofConnection & kGenerationMask;
+    return restarted;
   }
 
-  std::uint64_t ToWord() const {
-    return static_cast<std::uint64_t>(cmdRead) | static_cast<std::uint64_t>(cmdWrite) << 16 |
-           static_cast<std::uint64_t>(claimed) << 32 | static_cast<std::uint64_t>(generation) << 48;
-  }
-
-  Indices Restarted() const { return {0, 0, 0, static_cast<std::uint16_t>(generation + 1)}; }
+  static constexpr std::uint64_t kGenerationMask = (1 << 17) - 1;
 };
 
 bool CommandQueue::Replace(Indices& expected, Indices desired) {
@@ -41,10 +43,10 @@ bool CommandQueue::Append(std::span<const std::uint8_t> entry) {
   do {
     if (now.claimed + entry.size() > kSize) return false;
     claim = now;
-    claim.claimed = static_cast<std::uint16_t>(now.claimed + entry.size());
+    claim.claimed = (now.claimed + entry.size()) & 0x3FF;
   } while (!Replace(now, claim));
 
-  const std::uint16_t start = now.claimed;
+  const std::size_t start = now.claimed;
   for (std::size_t i = 0; i < entry.size(); ++i) cmdArray_[start + i].store(entry[i]);
 
   for (now = claim;;) {
@@ -87,7 +89,7 @@ bool CommandQueue::Consume(const Entry& entry) {
   Indices now = Indices::From(indices_.load());
   while (now.generation == seen.generation) {
     Indices consumed = now;
-    consumed.cmdRead = static_cast<std::uint16_t>(seen.cmdRead + 1 + entry.commandLength);
+    consumed.cmdRead = (seen.cmdRead + 1 + entry.commandLength) & 0x3FF;
     if (Replace(now, consumed)) return true;
   }
   return false;
@@ -96,20 +98,34 @@ bool CommandQueue::Consume(const Entry& entry) {
 void CommandQueue::RewindIfEmpty() {
   Indices now = Indices::From(indices_.load(std::memory_order_acquire));
   while (now.cmdRead == now.cmdWrite && now.claimed == now.cmdWrite && now.cmdWrite != 0) {
-    if (Replace(now, now.Restarted())) return;
+    if (Replace(now, now.Restarted(now.connection))) return;
   }
 }
 
 void CommandQueue::Reset() {
+  Restart(std::nullopt, 0);
+}
+
+void CommandQueue::StartConnection() {
+  Restart(std::nullopt, 1);
+}
+
+bool CommandQueue::ResetConnectionOf(const Entry& entry) {
+  return Restart(std::uint64_t{Indices::From(entry.indices).connection}, 0);
+}
+
+// Drops every entry, if the present connection is `only`.
+bool CommandQueue::Restart(std::optional<std::uint64_t> only, std::uint32_t newConnections) {
   Indices now = Indices::From(indices_.load());
-  for (;;) {
+  while (!only || *only == now.connection) {
     if (now.claimed == now.cmdWrite) {
-      if (Replace(now, now.Restarted())) return;
+      if (Replace(now, now.Restarted(now.connection + newConnections))) return true;
     } else {
-      std::this_thread::yield();
+      std::this_thread::yield();  // a writer is still copying
       now = Indices::From(indices_.load());
     }
   }
+  return false;
 }
 
 std::int32_t CommandQueue::cmdRead() const {

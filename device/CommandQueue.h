@@ -55,6 +55,13 @@ class CommandQueue {
   /// Drops every entry. Any thread.
   void Reset();
 
+  /// Drops every entry and begins a new connection. Any thread.
+  void StartConnection();
+
+  /// Drops every entry, unless a new connection has begun since `entry` was read. Any thread.
+  /// @return false if a new connection has begun; its entries stay.
+  bool ResetConnectionOf(const Entry& entry);
+
   std::int32_t cmdRead() const;   ///< index of the next entry to send
   std::int32_t cmdWrite() const;  ///< index of the next free byte; equal to cmdRead when empty
 
@@ -64,6 +71,7 @@ class CommandQueue {
  private:
   struct Indices;
   bool Replace(Indices& expected, Indices desired);
+  bool Restart(std::optional<std::uint64_t> only, std::uint32_t newConnections);
   Entry EntryAt(std::size_t start, std::size_t end) const;
 
   std::array<std::atomic<std::uint8_t>, kSize> cmdArray_{};

@@ -1,52 +1,357 @@
 #include "device/Lumet.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+
 #include "base/Log.h"
-#include "device/ReceiveState.h"
+#include "device/ReceivedBytes.h"
 
 namespace quillet {
+namespace {
 
 using namespace std::chrono_literals;
+using Event = ReceiveMachine::Event;
+using Phase = DisplayState::Phase;
+
+constexpr auto kStartPause = 1s;
+constexpr auto kPollPause = 100ms;
+constexpr std::int32_t kPollsPerWaitFactor = 5;
+constexpr std::int32_t kCommandWait = 10;
+constexpr std::int32_t kWakeupWait = 1;
+constexpr int kWakeupAttempts = 5;
+
+}  // namespace
 
 Lumet::Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
-    : RecordComposer(log), serial(log, clock, line), clock_(clock) {
+    : log_(log), clock_(clock), serial_(log, clock, line) {
   Log(log_, "-[Lumet init]");
-  serial.setDelegate(this);
+  serial_.setDelegate(this);
 }
+
+// --- Connection ---------------------------------------------------------------------------------
 
 std::uint8_t Lumet::connectTavo(const char* path) {
   Log(log_, "-[Lumet connectTavo:]");
-  const std::uint8_t opened = serial.openConnections(path);
-  if (opened) {
-    bConnected = 1;
-    Log(log_, "[", ForeignText(path), "]:Open succeeded !!!");
-    InitTavo();
-  } else {
+  if (!serial_.openConnections(path)) {
     Log(log_, "[", ForeignText(path), "]:Open failed !!!");
+    return 0;
   }
-  return opened;
+  bConnected_ = 1;
+  Log(log_, "[", ForeignText(path), "]:Open succeeded !!!");
+  if (serial_.bIsClosed()) {
+    // Disconnected since the port was opened: disconnectTavo may have cleared the flag before it
+    // was set here.
+    bConnected_ = 0;
+    return 0;
+  }
+  InitTavo();
+  return 1;
 }
 
 void Lumet::InitTavo() {
   Log(log_, "-[Lumet InitTavo]");
-  state = kPlainAnswer;
-  writePtr = 0;
-  cmdArray.Reset();
-  // A thread that is still there from the connection before serves this one too.
-  if (commandThread.Claim() && !commandThread.Start([this] { CommandThread(); })) {
+  receive_.Reset();
+  cmdArray_.StartConnection();
+  display_ = DisplayState();
+  // A command thread that is left from the previous connection serves this one too.
+  if (commandThread_.Claim() && !commandThread_.Start([this] { CommandThread(); })) {
     Log(log_, "-[Lumet InitTavo]", ": no thread to send with");
   }
   WakeupTavo(false);
   GetSerialNumber();
   GetFWVersion();
   SetWedgeMode(true);
-  clock_.Sleep(1s);
+  clock_.Sleep(kStartPause);
 }
 
 void Lumet::disconnectTavo() {
-  serial.closeConnections();
+  serial_.closeConnections();
   SerialNo.Put(0, 0);
   FWVersion.Put(0, 0);
-  bConnected = 0;
+  bConnected_ = 0;
+}
+
+// --- Receiving ----------------------------------------------------------------------------------
+
+void Lumet::DataFromDevice(const std::uint8_t* bytes, std::int32_t count) {
+  const auto size = static_cast<std::size_t>(std::max(count, 0));
+  Log(log_, "-[Lumet DataFromDevice::]", "[", ForeignText(bytes, size), ":", count, "]");
+  Receive({bytes, size});
+}
+
+void Lumet::HandleInputData(std::uint8_t byte) {
+  Receive({&byte, 1});
+}
+
+void Lumet::Receive(std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ReceiveMachine::Step step = receive_.Take(bytes);
+    bytes = bytes.subspan(step.taken);
+    ShowReceived();
+    HandleEvent(step.event);
+    cmdArray_.RewindIfEmpty();
+  }
+}
+
+void Lumet::HandleEvent(Event event) {
+  switch (event) {
+    case Event::kNone:
+      break;
+    case Event::kAnswer:
+    case Event::kFrame:
+    case Event::kBurst:
+      HandleCommandData(receive_.RxBuffer().data(), receive_.writePtr());
+      break;
+    case Event::kUnsolicited:
+      download_->SynchronizeData();
+      break;
+  }
+}
+
+// The length of a burst without records never completes; it is not shown.
+void Lumet::ShowReceived() {
+  const std::int32_t announced = receive_.totallength();
+  if (receive_.state() != kBurstBody || announced <= kLengthBytes) return;
+  const std::int32_t received = receive_.writePtr();
+  Show({received < announced ? Phase::kBurst : Phase::kDelivering, received, announced});
+}
+
+void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
+  const auto held = static_cast<std::size_t>(std::clamp(length, 0, ReceiveMachine::kBufferSize));
+  Log(log_, "-[Lumet HandleCommandData::]", "[", ForeignText(data, held), ":", length, ":",
+      receive_.writePtr(), ":", Hex{static_cast<std::uint32_t>(commandType_)}, "]");
+
+  switch (commandType_) {
+    case '2':
+      CopyStringData(data, AssetNumber, length);
+      break;
+    case 'C':
+      if (LumetDelegate* owner = delegate()) owner->TavoInitializationDone(true);
+      break;
+    case 'M':
+      CopyStringData(data, SerialNo, length);
+      TruncateSerialNumber(length);
+      break;
+    case 'N':
+      syncEndIndex_ = static_cast<std::int32_t>(MakeOneNumber(data));
+      break;
+    case 'P':
+      download_->SynchronizeBurstData();
+      break;
+    case 'V':
+      CopyStringData(data, FWVersion, length);
+      InitialSetting();
+      break;
+    case 'p':
+      download_->SynchronizeData();
+      break;
+    case 'w':
+      SyncTavoClock();
+      break;
+    default:
+      break;
+  }
+
+  // Read before the answer is reported: from then on the command thread may change the type.
+  const std::int32_t answered = commandType_;
+  receive_.Reset();
+  bCommandDone_ = 1;
+  if (answered == '1') {
+    if (LumetDelegate* owner = delegate()) owner->SynchronizeFinished();
+  }
+}
+
+void Lumet::TruncateSerialNumber(std::int32_t length) {
+  const auto last = static_cast<std::int32_t>(SerialNumberField::size()) - 1;  // always a NUL
+  const auto limit = static_cast<std::size_t>(std::clamp(length, 0, last));
+  std::size_t index = 0;
+  while (index < limit && SerialNo[index] != '@') ++index;
+  SerialNo.Put(index, 0);
+}
+
+void Lumet::InitialSetting() {
+  Log(log_, "-[Lumet InitialSetting]");
+  const std::uint8_t family = FWVersion[5];
+  const std::uint8_t variant = FWVersion[6];
+  // The last test reads character 2, not 6.
+  const bool is300 = (family == '4' && (variant == '2' || variant == '5')) ||
+                     (family == '3' && (variant == '0' || FWVersion[2] == '2'));
+  bTavo300 = is300 ? 1 : 0;
+}
+
+std::uint32_t Lumet::MakeInteger(std::int32_t start, std::int32_t count) const {
+  return NumberAt(receive_.RxBuffer(), start, count);
+}
+
+// --- Sending ------------------------------------------------------------------------------------
+
+void Lumet::Queue(std::initializer_list<std::uint8_t> entry) {
+  if (!cmdArray_.Append(entry)) {
+    Log(log_, "-[Lumet Queue]", ": no room for command ", Hex{std::data(entry)[1]});
+  }
+}
+
+void Lumet::WakeupTavo(bool flag) {
+  Queue({static_cast<std::uint8_t>(flag), 'W'});
+}
+
+void Lumet::CommandThread() {
+  do {
+    do {
+      clock_.Sleep(kPollPause);
+      if (bConnected_) DispatchCommand();
+    } while (bConnected_);
+    commandThread_.Clear();
+    // A connection made between the last check and Clear has seen this thread and started none of
+    // its own; the thread then continues for it. Both sides store first and check second, in one
+    // order for all threads, so at least one of them sees the other.
+  } while (bConnected_ && commandThread_.Claim());
+  Log(log_, "-[Lumet CommandThread]", " has finished");
+}
+
+void Lumet::DispatchCommand() {
+  if (!bCommandDone_) return;
+  head_ = cmdArray_.Head();
+  if (!head_) return;
+  commandType_ = head_->type;
+  Log(log_, "-[Lumet CommandThread]");
+  switch (head_->type) {
+    case '0':
+    case '1':
+    case '2':
+      head_->command[0] = 'G';
+      ThreadSendCommand();
+      break;
+    case 'A':
+    case 'C':
+    case 'E':
+    case 'M':
+    case 'N':
+    case 'V':
+    case 'b':
+    case 'w':
+      ThreadSendCommand();
+      break;
+    case 'P':
+      download_->SynchronizeBurst();
+      break;
+    case 'W':
+      WakeupCommand();
+      break;
+    case 'p':
+      download_->SynchronizeRecord();
+      break;
+    case 'q':
+      download_->SynchronizeOneRecord();
+      break;
+    default:
+      break;  // stays at the head and blocks the queue until the next InitTavo
+  }
+}
+
+void Lumet::ConsumeHead() {
+  if (head_) cmdArray_.Consume(*head_);
+}
+
+bool Lumet::DropQueue() {
+  return head_ && cmdArray_.ResetConnectionOf(*head_);
+}
+
+void Lumet::TakeCommand() {
+  if (!head_) return;
+  ConsumeHead();
+  SetCommand({reinterpret_cast<const char*>(head_->command.data()), head_->commandLength});
+}
+
+void Lumet::SetCommand(std::string_view command) {
+  const std::size_t length = std::min<std::size_t>(command.size(), kCommandBufferSize - 1);
+  std::memcpy(commandBuf_, command.data(), length);
+  commandBuf_[length] = 0;
+  commandLength_ = static_cast<std::int32_t>(length);
+  bCommandDone_ = 0;
+}
+
+void Lumet::ThreadSendCommand() {
+  TakeCommand();
+  SendCommandAndWait(kCommandWait);
+}
+
+void Lumet::SendCommand() {
+  Log(log_, "-[Lumet SendCommand]", "[",
+      ForeignText(commandBuf_, static_cast<std::size_t>(commandLength_)), ":", commandLength_, "]");
+  // Cleared before the bytes are sent, not after: a quick scanner answers within the pause after
+  // the last byte, and clearing then would lose its answer.
+  bCommandDone_ = 0;
+  serial_.transmitCharacters(commandBuf_, commandLength_);
+}
+
+std::uint8_t Lumet::SendCommandAndWait(std::int32_t waitFactor) {
+  SendCommand();
+  for (std::int32_t poll = 0; poll < kPollsPerWaitFactor * waitFactor; ++poll) {
+    if (bCommandDone_) return 1;
+    clock_.Sleep(kPollPause);
+  }
+  // No check follows the last sleep.
+  return 0;
+}
+
+void Lumet::WakeupCommand() {
+  Log(log_, "-[Lumet WakeupCommand]");
+  ConsumeHead();
+  // Decided by the previous command, not by the argument in the wake-up entry.
+  if (commandBuf_[0] == 0x01) SendNullData();
+  for (int attempt = 0; attempt < kWakeupAttempts; ++attempt) {
+    SetCommand("W");
+    if (SendCommandAndWait(kWakeupWait)) return;
+  }
+  // A connection made during the attempts keeps its commands and what it has received.
+  if (DropQueue()) {
+    receive_.Reset();
+    Show(Phase::kGivenUp);
+  }
+  bCommandDone_ = 1;
+}
+
+void Lumet::SendNullData() {
+  SetCommand(std::string_view("\0\0\0", 3));
+  SendCommand();
+}
+
+// --- Device commands ----------------------------------------------------------------------------
+
+void Lumet::GetSerialNumber() {
+  Queue({0x01, 'M'});
+}
+
+void Lumet::GetFWVersion() {
+  Queue({0x01, 'V'});
+}
+
+void Lumet::GetAssetNumber() {
+  Queue({0x04, '2', 'Z', 'S', 'G'});
+}
+
+void Lumet::SetWedgeMode(bool on) {
+  Queue({0x03, 'w', static_cast<std::uint8_t>('0' | static_cast<int>(on)), '#'});
+}
+
+void Lumet::SyncTavoClock() {
+  if (!bSyncClock) {
+    if (LumetDelegate* owner = delegate()) owner->TavoInitializationDone(true);
+    return;
+  }
+  // Date and time are two readings of the clock.
+  const platform::CalendarTime date = clock_.LocalTime();
+  const platform::CalendarTime time = clock_.LocalTime();
+  Queue({0x07, 'C', static_cast<std::uint8_t>(date.year - 2000),
+         static_cast<std::uint8_t>(date.month), static_cast<std::uint8_t>(date.day),
+         static_cast<std::uint8_t>(time.hour), static_cast<std::uint8_t>(time.minute),
+         static_cast<std::uint8_t>(time.second)});
+}
+
+void Lumet::EraseTavoMemory() {
+  Queue({0x01, 'E'});
 }
 
 }  // namespace quillet

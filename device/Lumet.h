@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -10,18 +11,21 @@
 #include "base/SystemLog.h"
 #include "base/ThreadHandle.h"
 #include "base/Word.h"
-#include "device/ByteField.h"
 #include "device/CommandQueue.h"
-#include "device/RecordComposer.h"
+#include "device/DisplayState.h"
+#include "device/ReceiveMachine.h"
+#include "device/ReceivedBytes.h"
+#include "device/ScannerIdentity.h"
 #include "device/SerialPort.h"
 #include "device/Settings.h"
 #include "platform/Clock.h"
+#include "platform/SerialLine.h"
 
 namespace quillet {
 
-/// The owner of a session. All three calls are made on the session's read thread (with clock
-/// setting off, TavoInitializationDone on whatever thread called SyncTavoClock); while one runs,
-/// nothing is read from the scanner.
+/// The owner of a session. The session calls it on its read thread, and reads nothing from the
+/// scanner during a call. With clock setting off, TavoInitializationDone is called on the thread
+/// that called SyncTavoClock.
 class LumetDelegate {
  public:
   /// The start-up commands have been answered.
@@ -39,27 +43,28 @@ class LumetDelegate {
   ~LumetDelegate() = default;
 };
 
-/// The scanner session: owns the serial channel, holds the scanner's identity and the user's
-/// settings, takes every byte that the scanner sends through a state machine, sends commands one
-/// at a time from a queue, and composes records into lines.
-///
-/// Its operations stand in several files, by subject: device/Lumet.cc (connection),
-/// device/HandleInputData.cc and device/HandleCommandData.cc (receiving), device/CommandThread.cc
-/// (sending), device/DeviceCommands.cc (identity, mode, clock, erase), download/RecordDownload.cc,
-/// download/RecordFields.cc and download/Composition.cc. Those that only make a line of a record
-/// are declared in device/RecordComposer.h, together with the fields that they use.
-///
-/// Threads: main and connection thread connect, disconnect and start downloads; the read thread
-/// runs everything that an answer sets off; the command thread sends and waits. They hand over
-/// through the words and the queue below, without locks. A session is made once and never
-/// destroyed, since the read thread lives as long as the process.
-///
-/// The fields are open, as those of a structure: the controller reads and writes the settings, and
-/// the tests look at the rest. A field that is not a Word, an atomic or a queue belongs to the
-/// thread that its comment names.
-class Lumet final : public RecordComposer, public SerialPortDelegate {
+/// The record download, which builds on the session: see download/RecordDownload.h.
+class Download {
  public:
-  static constexpr std::int32_t kRxBufferSize = 4194304;    ///< bytes of the largest answer
+  virtual void Synchronize() = 0;           ///< queues a download; any thread
+  virtual void SynchronizeRecord() = 0;     ///< serves "p"; command thread
+  virtual void SynchronizeBurst() = 0;      ///< serves "P"; command thread
+  virtual void SynchronizeOneRecord() = 0;  ///< serves "q"; command thread
+  virtual void SynchronizeBurstData() = 0;  ///< formats a burst; read thread
+  virtual void SynchronizeData() = 0;       ///< formats the record after the length; read thread
+
+ protected:
+  ~Download() = default;
+};
+
+/// The scanner session. It owns the serial channel, dispatches what the scanner sends, sends one
+/// queued command at a time, and holds the scanner's identity and the user's settings.
+///
+/// Threads: the main and the connection thread connect, disconnect and queue commands. The read
+/// thread dispatches answers. The command thread sends and waits. They share words and the queue
+/// without locks. A session is never destroyed, since the read thread lives as long as the process.
+class Lumet final : public Settings, public ScannerIdentity, public SerialPortDelegate {
+ public:
   static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command with its NUL
 
   /// @param log    outlives the session, which is never destroyed; so do `clock` and `line`
@@ -69,171 +74,134 @@ class Lumet final : public RecordComposer, public SerialPortDelegate {
   Lumet(const Lumet&) = delete;
   Lumet& operator=(const Lumet&) = delete;
 
-  // --- Connection (device/Lumet.cc) -------------------------------------------------------------
-
-  /// Who hears of what the scanner sends; not owned, and nobody at first. Any thread.
+  /// The receiver of the callbacks, null at first; not owned. Any thread.
   LumetDelegate* delegate() const { return delegate_.load(); }
-  /// Sets the owner, who must outlive the read thread's use of it. Any thread.
+  /// Sets the receiver, which is never destroyed. Any thread.
   void setDelegate(LumetDelegate* owner) { delegate_.store(owner); }
 
-  /// Opens the scanner's port and starts the start-up commands. Takes about a second. Connection
+  /// Sets the download, which is never destroyed. Once, before connecting.
+  void setDownload(Download* download) { download_ = download; }
+
+  // --- Connection -------------------------------------------------------------------------------
+
+  /// Opens the scanner's port and queues the start-up commands. Takes about a second. Connection
   /// thread.
   /// @param path  NUL-terminated path of the port
-  /// @return 1 when the port opened, else 0. The scanner itself reports through
-  ///         TavoInitializationDone, if it answers.
+  /// @return 1 if the port was opened, else 0. The scanner's answers are reported later, through
+  ///         TavoInitializationDone.
   std::uint8_t connectTavo(const char* path);
 
-  /// Resets the receive path and the queue, starts the command thread if there is none, and queues
-  /// the start-up commands. Sleeps one second.
+  /// Resets the receive path and the queue, starts the command thread if there is none, queues the
+  /// start-up commands and sleeps one second.
   void InitTavo();
 
-  /// Closes the port, empties the identity texts, lets the command thread end. Any thread but the
-  /// read thread; allowed on a session that never connected.
+  /// Closes the port, empties the identity texts and ends the command thread. Allowed on a session
+  /// that never connected. Any thread except the read thread.
   void disconnectTavo();
 
-  /// The scanner's serial number. Those who show it start at kHiddenSerialCharacters.
+  /// The scanner's serial number. Users show it from kHiddenSerialCharacters on.
   const SerialNumberField& returnSerialNumber() const { return SerialNo; }
 
-  // --- Receiving (device/HandleInputData.cc, device/HandleCommandData.cc); read thread ----------
+  // --- Receiving: read thread -------------------------------------------------------------------
 
-  /// Takes a chunk in. Its bytes go through HandleInputData in order, but for those of a frame's or
-  /// burst's body, with which nothing happens before the last: they are stored in one go.
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override;
 
-  /// Takes one byte through the receive states.
+  /// Receives one byte: DataFromDevice without its log line.
   void HandleInputData(std::uint8_t byte);
 
-  /// Acts on a complete answer by the type of the command that waits.
-  /// @param data    the answer; always RxBuffer
-  /// @param length  how many bytes the scanner sent, which may be more than RxBuffer holds
+  /// Dispatches a complete answer by the type of the command in progress.
+  /// @param data    always RxBuffer
+  /// @param length  bytes received, which may be more than RxBuffer holds
   void HandleCommandData(const std::uint8_t* data, std::int32_t length);
 
-  // --- Sending (device/CommandThread.cc) --------------------------------------------------------
+  // --- Sending: command thread, except for WakeupTavo -------------------------------------------
 
-  /// Queues a wake-up. The flag is queued with it and changes nothing in what is sent.
-  void WakeupTavo(bool flag);
+  void WakeupTavo(bool flag);  ///< queues a wake-up; the flag has no effect. Any thread.
+  void CommandThread();        ///< body of the command thread
+  void DispatchCommand();      ///< one pass: serves the entry at the head, if no answer is due
+  void ThreadSendCommand();    ///< sends the entry at the head and waits up to 5 s
+  void SendCommand();          ///< sends commandBuf, one byte per millisecond
+  void SendNullData();         ///< sends three NULs, which have no answer
+  void WakeupCommand();        ///< sends "W" up to five times, 0.5 s each
 
-  /// The body of the command thread: ends soon after the session was disconnected.
-  void CommandThread();
-
-  /// Sends the entry at the head of the queue, if one waits and no answer is outstanding, and
-  /// waits for its answer. One pass of the command thread without its pause.
-  void DispatchCommand();
-
-  /// Takes the entry being served off the queue, sends it and waits five seconds for its answer.
-  /// When there is none, nothing more is sent until some answer is complete. Command thread.
-  void ThreadSendCommand();
-
-  /// Sends commandBuf, a byte per millisecond. Command thread.
-  void SendCommand();
-
-  /// Sends commandBuf and polls for its answer every 0.1 s.
-  /// @param waitFactor  in half seconds; 0 does not wait
-  /// @return 1 when it was answered in time, else 0.
+  /// Sends commandBuf and polls for the answer every 0.1 s.
+  /// @param waitFactor  longest wait in half seconds; 0 does not wait
+  /// @return 1 if it was answered in time, else 0.
   std::uint8_t SendCommandAndWait(std::int32_t waitFactor);
 
-  /// Serves a wake-up: sends "W" up to five times, half a second each. If none is answered, every
-  /// command that waits is dropped and the receive path starts anew. Command thread.
-  void WakeupCommand();
+  // --- Device commands: each queues and returns. Any thread. ------------------------------------
 
-  /// Sends three NULs, for which there is no answer. Command thread.
-  void SendNullData();
+  void GetSerialNumber();      ///< the answer fills SerialNo
+  void GetFWVersion();         ///< the answer fills FWVersion and sets bTavo300
+  void GetAssetNumber();       ///< the answer fills AssetNumber
+  void SetWedgeMode(bool on);  ///< the answer calls SyncTavoClock
+  void SyncTavoClock();        ///< sets the clock if bSyncClock; TavoInitializationDone follows
+  void EraseTavoMemory();      ///< erases every record in the scanner
+  void Synchronize() { download_->Synchronize(); }  ///< downloads every record
 
-  // --- Device commands (device/DeviceCommands.cc): each queues and returns ----------------------
+  // --- For the download -------------------------------------------------------------------------
 
-  // Any thread. A queue that is full refuses the command, which is only logged. The bytes stand in
-  // docs/protocol.md.
+  /// Appends an entry to the queue. If it does not fit, it is logged and dropped. Any thread.
+  void Queue(std::initializer_list<std::uint8_t> entry);
 
-  void GetSerialNumber();  ///< the answer fills SerialNo
-  void GetFWVersion();     ///< the answer fills FWVersion and decides bTavo300
-  void GetAssetNumber();   ///< the answer fills AssetNumber
+  void SetCommand(std::string_view command);  ///< fills commandBuf; its answer is due from now on
+  void TakeCommand();                         ///< moves the entry being served into commandBuf
+  void ConsumeHead();                         ///< removes the entry being served
+  bool DropQueue();  ///< empties the queue; false if a new connection has begun
+  void ExpectBurst() { receive_.ExpectBurst(); }  ///< makes the next byte the first of a burst
 
-  /// Switches wedge mode on or off. The answer runs SyncTavoClock.
-  void SetWedgeMode(bool on);
+  /// Publishes the step of the download. The thread that knows it.
+  void Show(const DisplayState& state) { display_ = state; }
 
-  /// Sets the scanner's clock to the computer's local time, if bSyncClock says so; the owner hears
-  /// of TavoInitializationDone with the answer. Else it hears of it at once, on this thread.
-  void SyncTavoClock();
+  // --- State ------------------------------------------------------------------------------------
 
-  /// Erases every record in the scanner.
-  void EraseTavoMemory();
+  DisplayState display() const { return display_; }            ///< for a display; any thread
+  std::int32_t SyncEndIndex() const { return syncEndIndex_; }  ///< records in the scanner
+  std::int32_t SyncStartIndex() const { return 0; }            ///< index for "q"; nothing sets it
+  std::int32_t commandType() const { return commandType_; }    ///< type of the command in progress
+  bool bCommandDone() const { return bCommandDone_ != 0; }     ///< no command waits for its answer
+  bool bConnected() const { return bConnected_ != 0; }         ///< the port is open
+  const CommandQueue& cmdArray() const { return cmdArray_; }   ///< the commands that wait
+  const ReceiveMachine& receive() const { return receive_; }   ///< the unit being received
 
-  /// Decides bTavo300 from FWVersion. Read thread.
-  void InitialSetting();
-
-  // --- Record download (download/RecordDownload.cc) ---------------------------------------------
-
-  /// Queues a download of all records. Any thread.
-  void Synchronize();
-
-  void SynchronizeRecord();     ///< serves "p": one command per record. Command thread.
-  void SynchronizeBurst();      ///< serves "P": all records in one transfer. Command thread.
-  void SynchronizeOneRecord();  ///< serves "q": the record at SyncStartIndex. Command thread.
-  void SynchronizeBurstData();  ///< formats the records of a burst in RxBuffer. Read thread.
-
-  // --- Record fields (download/RecordFields.cc); read thread ------------------------------------
-
-  /// The number in `count` bytes (0 to 4) of RxBuffer from `start` on, most significant first.
-  /// Bytes outside the buffer count as 0.
+  /// The big-endian number in `count` (0 to 4) bytes of RxBuffer from `start`. Read thread.
   std::uint32_t MakeInteger(std::int32_t start, std::int32_t count) const;
 
-  /// The number in four bytes, most significant first.
-  static std::uint32_t MakeOneNumber(const std::uint8_t* fourBytes);
+  /// The big-endian number in four bytes.
+  static std::uint32_t MakeOneNumber(const std::uint8_t* fourBytes) {
+    return NumberAt({fourBytes, 4}, 0, 4);
+  }
 
-  /// Stores `length` - 1 bytes of an answer, as many of them as fit, as the field's text.
+  /// Stores an answer without its last byte, as much of it as fits.
   template <std::size_t Size>
   static void CopyStringData(const std::uint8_t* source, ByteField<Size>& destination,
                              std::int32_t length) {
     destination.Assign(source, length > 1 ? static_cast<std::size_t>(length - 1) : 0);
   }
 
-  /// Cuts SerialNo at its first '@', looking at `length` characters at most.
+ private:
+  void Receive(std::span<const std::uint8_t> bytes);
+  void HandleEvent(ReceiveMachine::Event event);
+  void ShowReceived();
+  void InitialSetting();
   void TruncateSerialNumber(std::int32_t length);
 
-  // --- Composition (download/Composition.cc); read thread ---------------------------------------
-
-  /// Composes the record at BufferOffset in RxBuffer and hands the line to the owner.
-  void SynchronizeData();
-
-  // --- Fields -----------------------------------------------------------------------------------
-
-  SerialPort serial;                          ///< the line to the scanner
-  Word<std::int32_t> state = 0;               ///< receive state
-  Word<std::int32_t> writePtr = 0;            ///< bytes received of the present unit
-  Word<std::int32_t> totallength = 0;         ///< bytes of the present frame or burst
-  Word<std::int32_t> SyncEndIndex = 0;        ///< records that the scanner holds
-  Word<std::int32_t> SyncStartIndex = 0;      ///< record fetched by the one-record download
-  std::int32_t commandLength = 0;             ///< bytes in commandBuf; command thread
-  Word<std::int32_t> commandType = 0;         ///< type of the command in progress
-  std::atomic<std::uint8_t> bConnected = 0;   ///< the port is open; 0 ends the command thread
-  Word<std::uint8_t> bCommandOn = 0;          ///< part of the session's layout; not used
-  Word<std::uint8_t> bCommandDone = 1;        ///< no command waits for its answer
-  std::uint8_t RxBuffer[kRxBufferSize] = {};  ///< the present answer or frame; read thread
-  std::uint8_t commandBuf[kCommandBufferSize] = {};  ///< the command being sent; command thread
-  CommandQueue cmdArray;                             ///< the commands that wait
-  ThreadHandle commandThread;                        ///< held while a command thread runs
-  ByteField<11> FWVersion{"0.00.00000"};  ///< firmware version; written by the read thread
-  ByteField<33> AssetNumber;              ///< empty until asked for; written by the read thread
-
- private:
-  // The largest unit that a 24-bit length can announce, and one more. Received bytes are counted
-  // up to here, so that a unit that never ends neither overflows the count nor meets a length.
-  static constexpr std::int32_t kCountLimit = 1 << 24;
-
-  void Queue(std::initializer_list<std::uint8_t> entry);
-  void SetCommand(std::string_view command);
-  void TakeCommand();
-  void ConsumeHead();
-  void DeliverAnswer();
-
-  /// Stores bytes of a frame or burst, as many as come before its last one.
-  /// @return how many; 0 when the next byte has to go through the receive states
-  std::int32_t StoreBody(const std::uint8_t* bytes, std::int32_t count);
-
+  SystemLog& log_;
   platform::Clock& clock_;
+  SerialPort serial_;
   std::atomic<LumetDelegate*> delegate_{nullptr};
+  Download* download_ = nullptr;
+  Word<std::uint8_t> bCommandDone_ = 1;
+  ReceiveMachine receive_{bCommandDone_};
+  Word<std::int32_t> syncEndIndex_ = 0;
+  CommandQueue cmdArray_;
   std::optional<CommandQueue::Entry> head_;  // the entry being served; command thread
-  std::string record_;                       // the line handed to the owner; read thread
+  ThreadHandle commandThread_;
+  std::atomic<std::uint8_t> bConnected_ = 0;
+  Word<std::int32_t> commandType_ = 0;
+  std::int32_t commandLength_ = 0;                    // command thread
+  std::uint8_t commandBuf_[kCommandBufferSize] = {};  // command thread
+  Word<DisplayState> display_ = DisplayState();
 };
 
 }  // namespace quillet

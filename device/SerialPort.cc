@@ -35,15 +35,20 @@ void SerialPort::Put(Descriptor& place, std::int32_t line) {
 }
 
 std::uint8_t SerialPort::openConnections(const char* path) {
-  Put(inputfd, line_.Open(path, SerialLine::Access::kRead, kScannerLine));
-  if (inputfd < 0) return 0;
-  Put(outputfd, line_.Open(path, SerialLine::Access::kWrite, kScannerLine));
-  if (outputfd < 0) {
+  Put(inputfd_, line_.Open(path, SerialLine::Access::kRead, kScannerLine));
+  if (inputfd_ < 0) return 0;
+  Put(outputfd_, line_.Open(path, SerialLine::Access::kWrite, kScannerLine));
+  if (outputfd_ < 0) {
     closeInputConnection();
     return 0;
   }
-  bIsClosed = 0;
-  if (readThread.Claim() && !readThread.Start([this] { ReadThread(); })) {
+  bIsClosed_ = 0;
+  // A close on another thread may have come between the two opens, or before the flag was cleared.
+  if (inputfd_ < 0 || outputfd_ < 0) {
+    closeConnections();
+    return 0;
+  }
+  if (readThread_.Claim() && !readThread_.Start([this] { ReadThread(); })) {
     Log(log_, "-[SerialPort openConnections:]", ": no thread to read with");
     closeConnections();
     return 0;
@@ -60,7 +65,7 @@ void SerialPort::ReadThread() {
 }
 
 void SerialPort::ReadOnce(std::uint8_t* buffer) {
-  const std::int32_t count = inputfd.With([&](std::int32_t line) {
+  const std::int32_t count = inputfd_.With([&](std::int32_t line) {
     return line_.Read(line, {buffer, kReadBufferSize});
   });
   if (count <= 0) return;
@@ -74,7 +79,7 @@ void SerialPort::ReadOnce(std::uint8_t* buffer) {
 
 void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t count) {
   for (std::int32_t i = 0; i < count; ++i) {
-    outputfd.With([&](std::int32_t line) {
+    outputfd_.With([&](std::int32_t line) {
       line_.Write(line, bytes[i]);
       return 0;
     });
@@ -85,19 +90,19 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
 // The two tests differ on purpose: the input side never closes descriptor 0, the output side does.
 // A channel that was never opened holds 0 in both, so closing it closes descriptor 0.
 void SerialPort::closeInputConnection() {
-  const std::int32_t line = inputfd.Exchange(-1);
+  const std::int32_t line = inputfd_.Exchange(-1);
   if (line > 0) line_.Close(line);
 }
 
 void SerialPort::closeOutputConnection() {
-  const std::int32_t line = outputfd.Exchange(-1);
+  const std::int32_t line = outputfd_.Exchange(-1);
   if (line >= 0) line_.Close(line);
 }
 
 void SerialPort::closeConnections() {
   closeInputConnection();
   closeOutputConnection();
-  bIsClosed = 1;
+  bIsClosed_ = 1;
 }
 
 }  // namespace quillet

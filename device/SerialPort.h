@@ -23,12 +23,12 @@ class SerialPortDelegate {
   ~SerialPortDelegate() = default;
 };
 
-/// The number of an open file that one thread uses while another may close it. A number is
-/// withdrawn first, then the use in progress ends, and only then is the file closed; otherwise a
-/// file that somebody opens meanwhile could get the same number and lose its bytes to us.
+/// The number of a line that one thread uses while another may close it. The closer replaces the
+/// number first, waits until no thread uses it, and closes it then. Otherwise a file opened in
+/// between could get the same number and lose bytes to the read thread.
 class Descriptor {
  public:
-  /// The present number; -1 when closed. Another thread may close it at any moment.
+  /// The present number, -1 when closed. Another thread may close it at any time.
   operator std::int32_t() const noexcept { return number_.load(); }
 
   /// Calls `use` with the present number, which stays open during the call. It must not block.
@@ -40,7 +40,7 @@ class Descriptor {
     return result;
   }
 
-  /// Puts `replacement` in the number's place and waits until nobody uses the old one any more.
+  /// Replaces the number and waits until no thread uses the old one.
   /// @return the old number, for the caller to close.
   std::int32_t Exchange(std::int32_t replacement);
 
@@ -49,16 +49,15 @@ class Descriptor {
   std::atomic<std::int32_t> users_{0};
 };
 
-/// The byte channel to the scanner: one device node, opened twice, once to read and once to write.
-/// It is made once and opened and closed again and again.
+/// The byte channel to the scanner: one device, opened twice, for reading and for writing. The same
+/// channel is opened and closed again and again.
 ///
-/// Threads: openConnections is for one connecting thread at a time; the close operations may be
-/// called meanwhile from another, and transmitCharacters from a sending one. DataFromDevice is
-/// called on the read thread, which starts with the first successful open and ends with the
-/// process. A SerialPort must therefore never be destroyed once it has been opened.
+/// Threads: one thread at a time opens. Another may close at any time; an open that it overtakes
+/// fails or leaves `bIsClosed` 1. A sending thread transmits. The read thread starts with the first
+/// successful open and ends with the process, so a channel that was opened is never destroyed.
 class SerialPort {
  public:
-  /// The most bytes that one read hands over.
+  /// The most bytes of one chunk.
   static constexpr std::int32_t kReadBufferSize = 10240;
 
   /// @param log    outlives the channel, which is never destroyed; so do `clock` and `line`
@@ -69,43 +68,36 @@ class SerialPort {
   SerialPort(const SerialPort&) = delete;
   SerialPort& operator=(const SerialPort&) = delete;
 
-  /// Who receives what is read, or nobody; not owned. Any thread.
+  /// The receiver of the bytes, or null; not owned. Any thread.
   SerialPortDelegate* delegate() const { return delegate_.load(); }
-  /// Sets the receiver. A chunk that is being handed over still goes to the old one. Any thread.
+  /// Sets the receiver. The old one may still get one chunk. Any thread.
   void setDelegate(SerialPortDelegate* receiver) { delegate_.store(receiver); }
 
-  /// Opens the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit, raw and non-blocking.
-  /// @param path  NUL-terminated path of the device node
-  /// @return 1 when both descriptors are open, else 0.
+  /// Opens the device for 115200 bit/s, 8 data bits, no parity, 1 stop bit. A port that is still
+  /// open is closed.
+  /// @param path  NUL-terminated path of the device
+  /// @return 1 if both directions are open, else 0.
   std::uint8_t openConnections(const char* path);
 
-  /// Closes the reading side, unless it is descriptor 0, and makes it -1. Returns when the read in
-  /// progress has ended.
-  void closeInputConnection();
+  void closeInputConnection();   ///< closes the reading side, except descriptor 0
+  void closeOutputConnection();  ///< closes the writing side, descriptor 0 included
+  void closeConnections();       ///< closes both sides; the read thread continues
 
-  /// Closes the writing side, be it descriptor 0, and makes it -1.
-  void closeOutputConnection();
-
-  /// Closes both sides. The read thread goes on and finds nothing to read.
-  void closeConnections();
-
-  /// Writes `count` bytes, each followed by a pause of one millisecond, so that the scanner can
-  /// keep up. Write errors are ignored: the command's time-out tells. Nothing happens for a count
-  /// of 0 or less.
+  /// Writes bytes, each followed by a pause of one millisecond, so that the scanner can keep up.
+  /// Write errors are ignored: a command that was not sent times out.
+  /// @param count  number of bytes; 0 or less does nothing
   void transmitCharacters(const std::uint8_t* bytes, std::int32_t count);
 
-  /// The body of the read thread; it never returns. Called by nobody else.
+  /// Body of the read thread.
   [[noreturn]] void ReadThread();
 
   /// One pass of the read thread without its pause.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 
-  // A fresh channel holds descriptor 0 in both fields without having opened it.
-  Descriptor outputfd;               ///< write-only descriptor; -1 when closed
-  Descriptor inputfd;                ///< read-only descriptor; -1 when closed
-  Word<std::uint8_t> bIsClosed = 0;  ///< 1 from closeConnections until the next successful open
-  ThreadHandle readThread;           ///< held from the first successful open on
+  std::int32_t outputfd() const { return outputfd_; }    ///< open for writing; -1 when closed
+  std::int32_t inputfd() const { return inputfd_; }      ///< open for reading; -1 when closed
+  std::uint8_t bIsClosed() const { return bIsClosed_; }  ///< 1 after closeConnections
 
  private:
   void Put(Descriptor& place, std::int32_t line);
@@ -114,6 +106,11 @@ class SerialPort {
   platform::Clock& clock_;
   platform::SerialLine& line_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
+  // A new channel holds descriptor 0 in both fields without having opened it.
+  Descriptor outputfd_;
+  Descriptor inputfd_;
+  std::atomic<std::uint8_t> bIsClosed_{0};
+  ThreadHandle readThread_;
 };
 
 }  // namespace quillet

@@ -1,99 +1,108 @@
+#include "download/RecordDownload.h"
+
 #include <algorithm>
 #include <charconv>
 
 #include "base/Log.h"
-#include "device/Lumet.h"
-#include "device/ReceiveState.h"
 
 namespace quillet {
 namespace {
+
+using Phase = DisplayState::Phase;
 
 constexpr std::int32_t kRecordWait = 10;
 constexpr std::int32_t kBurstWait = 100;
 constexpr std::uint8_t kErasedSlot = 0xFF;
 
-// "p", the index in lower-case hexadecimal, "#".
-class RecordCommand {
- public:
-  explicit RecordCommand(std::int32_t index) {
-    text_[0] = 'p';
-    char* end =
-        std::to_chars(text_ + 1, text_ + sizeof text_ - 1, static_cast<std::uint32_t>(index), 16)
-            .ptr;
-    *end++ = '#';
-    length_ = static_cast<std::size_t>(end - text_);
-  }
-  operator std::string_view() const { return {text_, length_}; }
-
- private:
-  char text_[16];
-  std::size_t length_;
-};
-
 }  // namespace
 
-void Lumet::Synchronize() {
+RecordDownload::RecordDownload(SystemLog& log, Lumet& session)
+    : log_(log), session_(session), composer_(log, session, session) {
+  session.setDownload(this);
+}
+
+void RecordDownload::Synchronize() {
   Log(log_, "-[Lumet Synchronize]");
-  WakeupTavo(true);
+  session_.Show(Phase::kPreparing);
+  session_.WakeupTavo(true);
   Log(log_, "-[Lumet Synchronize]", " - After wakeup");
-  Queue({0x01, 'N'});
-  Queue({0x03, '0', 'S', '1'});
-  Queue({0x01, static_cast<std::uint8_t>(bBurstSync ? 'P' : 'p')});
+  session_.Queue({0x01, 'N'});
+  session_.Queue({0x03, '0', 'S', '1'});
+  session_.Queue({0x01, static_cast<std::uint8_t>(session_.bBurstSync ? 'P' : 'p')});
 }
 
-void Lumet::SynchronizeRecord() {
-  for (std::int32_t i = 0; i < SyncEndIndex; ++i) {
-    SetCommand(RecordCommand(i));
-    bCommandDone = 0;
-    SendCommandAndWait(kRecordWait);  // a record that is not answered is left out
+void RecordDownload::SynchronizeRecord() {
+  for (std::int32_t i = 0; i < session_.SyncEndIndex(); ++i) {
+    session_.Show(Phase::kRecords);
+    RequestRecord(i);
   }
-  ConsumeHead();
-  Queue({0x03, '1', 'S', '0'});
-  if (bClearMemory) Queue({0x01, 'E'});
+  session_.Show(Phase::kClosing);
+  session_.ConsumeHead();
+  session_.Queue({0x03, '1', 'S', '0'});
+  if (session_.bClearMemory) session_.Queue({0x01, 'E'});
 }
 
-void Lumet::SynchronizeBurst() {
+// Sends "p", the index in lower-case hexadecimal and "#". A record that is not answered is left
+// out.
+void RecordDownload::RequestRecord(std::int32_t index) {
+  char command[16] = {'p'};
+  char* end = std::to_chars(command + 1, command + sizeof command - 1,
+                            static_cast<std::uint32_t>(index), 16)
+                  .ptr;
+  *end++ = '#';
+  session_.SetCommand({command, static_cast<std::size_t>(end - command)});
+  session_.SendCommandAndWait(kRecordWait);
+}
+
+void RecordDownload::SynchronizeBurst() {
   Log(log_, "-[Lumet SynchronizeBurst]");
-  if (SyncEndIndex != 0) {
-    TakeCommand();
-    bCommandDone = 0;
-    state = kBurstLength;
-    SendCommandAndWait(kBurstWait);
-  } else {
-    cmdArray.Reset();
-    Queue({0x03, '1', 'S', '0'});
+  if (session_.SyncEndIndex() != 0) {
+    session_.TakeCommand();
+    session_.Show(Phase::kBurst);
+    session_.ExpectBurst();
+    session_.SendCommandAndWait(kBurstWait);
+  } else if (session_.DropQueue()) {
+    session_.Queue({0x03, '1', 'S', '0'});
   }
 }
 
-void Lumet::SynchronizeOneRecord() {
-  SetCommand(RecordCommand(SyncStartIndex));
-  bCommandDone = 0;
-  SendCommandAndWait(kRecordWait);
-  ConsumeHead();
+void RecordDownload::SynchronizeOneRecord() {
+  RequestRecord(session_.SyncStartIndex());
+  session_.ConsumeHead();
 }
 
-void Lumet::SynchronizeBurstData() {
-  // All of them are here, whatever a new connection does to the count meanwhile.
-  const std::int32_t received = writePtr;
-  const std::int32_t end = std::min(received, kRxBufferSize);
+void RecordDownload::SynchronizeBurstData() {
+  // Read once: a new connection may reset the count during the walk.
+  const std::int32_t received = session_.receive().writePtr();
+  const std::int32_t end = std::min(received, ReceiveMachine::kBufferSize);
+  const bool is300 = session_.bTavo300;
   for (std::int32_t offset = kLengthBytes; offset < end;) {
-    const std::int32_t step =
-        static_cast<std::int32_t>(bTavo300 ? MakeInteger(offset, 2) : MakeInteger(offset, 1) + 1);
-    const std::uint32_t symbology = MakeInteger(offset + (bTavo300 ? 2 : 1), 1);
+    const auto step = static_cast<std::int32_t>(is300 ? session_.MakeInteger(offset, 2)
+                                                      : session_.MakeInteger(offset, 1) + 1);
+    const std::uint32_t symbology = session_.MakeInteger(offset + (is300 ? 2 : 1), 1);
     Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
-    // A record without any length cannot be stepped over, and one that runs out of the buffer is
-    // not what was scanned: the walk ends there. Otherwise lengths are trusted as they come.
-    if (step == 0 || step > kRxBufferSize - offset) {
-      Log(log_, "-[Lumet SynchronizeBurstData]", ": the rest is left out");
+    // A record of length 0 would be read for ever, and one that exceeds the buffer is not what was
+    // scanned. Other lengths are trusted as received.
+    if (step == 0 || step > ReceiveMachine::kBufferSize - offset) {
+      Log(log_, "-[Lumet SynchronizeBurstData]", ": the remaining records are left out");
       break;
     }
-    BufferOffset = offset;
-    if (symbology != kErasedSlot) SynchronizeData();
+    if (symbology != kErasedSlot) Deliver(offset);
     offset += step;
   }
+  session_.Show(Phase::kClosing);
   // The scanner is woken again after the long transfer, before the closing command.
-  Queue({0x01, 'W'});
-  Queue({0x03, '1', 'S', '0'});
+  session_.Queue({0x01, 'W'});
+  session_.Queue({0x03, '1', 'S', '0'});
+}
+
+void RecordDownload::SynchronizeData() {
+  Deliver(kLengthBytes);
+}
+
+void RecordDownload::Deliver(std::int32_t offset) {
+  DecodeRecordText(composer_.Compose(session_.receive().RxBuffer(), offset), line_);
+  if (LumetDelegate* owner = session_.delegate()) owner->DisplayBarcode(line_);
 }
 
 }  // namespace quillet

@@ -5,13 +5,12 @@
 #include <cstdint>
 #include <span>
 
-#include "download/RecordText.h"
 #include "output/KeyTables.h"
 
 namespace quillet {
 namespace {
 
-// Composing a sample is nothing that the log of the scanner's doings should tell of.
+// A sample is not logged: the log tells what the scanner did.
 class NoLog final : public SystemLog {
  public:
   void Write(std::string_view) override {}
@@ -57,17 +56,17 @@ constexpr Spelling kSpellings[] = {
 
 }  // namespace
 
-SampleComposer::SampleComposer() : RecordComposer(no_log) {
-  SerialNo.Assign(reinterpret_cast<const std::uint8_t*>(kSerialNumber.data()),
-                  kSerialNumber.size());
+SampleComposer::SampleComposer() : composer_(no_log, *this, identity_) {
+  identity_.SerialNo.Assign(reinterpret_cast<const std::uint8_t*>(kSerialNumber.data()),
+                            kSerialNumber.size());
 }
 
 std::string SampleComposer::Line(bool series300) {
-  bTavo300 = series300;
-  BufferOffset = 0;
-  ComposeRecord(series300 ? Bytes(kSeries300Record) : Bytes(kOlderRecord));
+  identity_.bTavo300 = series300 ? 1 : 0;
   std::string line;
-  DecodeRecordText(ComposedLine(), line);
+  DecodeRecordText(
+      series300 ? composer_.Compose(kSeries300Record, 0) : composer_.Compose(kOlderRecord, 0),
+      line);
   return line;
 }
 

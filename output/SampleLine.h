@@ -3,20 +3,25 @@
 #include <string>
 #include <string_view>
 
-#include "base/SystemLog.h"
-#include "device/RecordComposer.h"
+#include "device/ScannerIdentity.h"
+#include "device/Settings.h"
+#include "download/RecordComposer.h"
 
 namespace quillet {
 
-/// Shows what a line will look like: composes one made-up record by the code that makes the real
-/// lines. Its settings are its own, to be filled in by whoever wants a sample.
-class SampleComposer final : public RecordComposer {
+/// Composes the line of a made-up record with the code that composes real lines. It has settings of
+/// its own, to be filled in by the caller.
+class SampleComposer final : public Settings {
  public:
   SampleComposer();
 
-  /// The line of the sample record as it would be delivered.
-  /// @param series300  as a scanner of the 300 series sends and names it, else as an older one does
+  /// The line of the sample record, as it would be delivered.
+  /// @param series300  as from a 300-series scanner, else as from an older one
   std::string Line(bool series300);
+
+ private:
+  ScannerIdentity identity_;
+  RecordComposer composer_;
 };
 
 /// Spells a text so that every character in it can be seen: a tab as →, a space as ␣, a carriage

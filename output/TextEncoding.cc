@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "base/Utf8.h"
-#include "download/RecordText.h"
+#include "download/RecordComposer.h"
 
 namespace quillet {
 namespace {

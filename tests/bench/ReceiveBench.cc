@@ -9,7 +9,7 @@
 
 #include "device/Lumet.h"
 #include "simulator/RecordGenerator.h"
-#include "tests/support/SystemLine.h"
+#include "tests/support/ScriptedSession.h"
 
 namespace {
 
@@ -24,13 +24,6 @@ class NoLog final : public SystemLog {
     bytes += line.size();
   }
   std::size_t bytes = 0;
-};
-
-class NoClock final : public platform::Clock {
- public:
-  platform::CalendarTime LocalTime() override { return {}; }
-  std::chrono::nanoseconds Now() override { return {}; }
-  void Sleep(std::chrono::microseconds) override {}
 };
 
 class Gatherer final : public LumetDelegate {
@@ -59,25 +52,22 @@ std::vector<std::uint8_t> Burst(std::size_t size) {
 
 void ReceivePath(benchmark::State& benchmark) {
   static auto& log = *new NoLog;
-  static auto& clock = *new NoClock;
   static auto& owner = *new Gatherer;
-  static auto& lumet = *new Lumet(log, clock, test::SystemLine());
-  lumet.setDelegate(&owner);
+  static auto& session = *new test::ScriptedSession(log, &owner);
+  Lumet& lumet = session.lumet;
   lumet.bAttachType = lumet.bAttachSerial = lumet.bAttachTimestamp = 1;
   lumet.datadelimiter = 3;
   const auto burst = Burst(static_cast<std::size_t>(benchmark.range(0)));
   log.bytes = 0;
   for (auto _ : benchmark) {
     owner.gathered.clear();
-    lumet.cmdArray.Reset();
-    lumet.commandType = 'P';
-    lumet.bCommandDone = 0;
-    lumet.state = 30;
+    session.SendBurst();
     for (std::size_t sent = 0; sent < burst.size(); sent += kChunk) {
       const std::size_t count = std::min(kChunk, burst.size() - sent);
       lumet.DataFromDevice(burst.data() + sent, static_cast<std::int32_t>(count));
     }
-    if (!lumet.bCommandDone) benchmark.SkipWithError("the burst was not completed");
+    if (!lumet.bCommandDone()) benchmark.SkipWithError("the burst was not completed");
+    session.DropQueue();
   }
   benchmark.SetBytesProcessed(static_cast<std::int64_t>(benchmark.iterations() * burst.size()));
   const std::size_t kept = benchmark.iterations() * (burst.size() + owner.gathered.size());

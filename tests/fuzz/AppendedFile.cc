@@ -4,6 +4,7 @@
 #include "output/LumetFile.h"
 #include "output/TextEncoding.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/support/NoClock.h"
 
 namespace quillet::fuzz {
 namespace {
@@ -16,7 +17,7 @@ std::string Text(std::span<const std::uint8_t> bytes) {
 
 void Run(Input& input) {
   StrictLog log;
-  StandingClock clock;
+  test::NoClock clock;
   const std::string added = RepairUtf8(Text(input.Bytes(input.Byte())));
   const std::string before = Text(input.Rest());
   MemoryFile file{before};

@@ -74,13 +74,6 @@ class StrictLog final : public SystemLog {
   }
 };
 
-class StandingClock final : public platform::Clock {
- public:
-  platform::CalendarTime LocalTime() override { return {2026, 11, 16, 14, 7, 9}; }
-  std::chrono::nanoseconds Now() override { return {}; }
-  void Sleep(std::chrono::microseconds) override {}
-};
-
 /// A disk with one file, whatever its path.
 class MemoryFile final : public platform::FileStore {
  public:

@@ -5,7 +5,10 @@
 //   0  a command is sent; the argument is its place in kCommands
 //   1  as many bytes arrive as the argument says; they follow
 //   2  the same in units of 256 bytes
-//   3  the wait for the command's answer ends
+//   3  the end of a plain answer arrives
+
+#include <array>
+#include <memory>
 
 #include "tests/fuzz/FuzzedSession.h"
 
@@ -14,23 +17,23 @@ namespace quillet::fuzz {
 constexpr std::string_view kCommands = "012ACEMNPVWbpqw";
 
 void Run(Input& input) {
-  FuzzedSession& session = FuzzedSession::AsNew();
-  TakeSettings(input, session.lumet);
+  const auto session = std::make_unique<FuzzedSession>();
+  TakeSettings(input, session->lumet);
   while (!input.IsEmpty()) {
     const std::uint8_t first = input.Byte();
     const std::size_t argument = first / 4;
     switch (first % 4) {
       case 0:
-        session.Await(kCommands[argument % kCommands.size()]);
+        session->Send(kCommands[argument % kCommands.size()]);
         break;
       case 1:
-        session.Feed(input.Bytes(argument));
+        session->Feed(input.Bytes(argument));
         break;
       case 2:
-        session.Feed(input.Bytes(argument * 256));
+        session->Feed(input.Bytes(argument * 256));
         break;
       default:
-        session.lumet.bCommandDone = 1;
+        session->Feed(std::array{std::uint8_t{'@'}});
     }
   }
 }

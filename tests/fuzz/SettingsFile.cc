@@ -3,13 +3,14 @@
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/support/NoClock.h"
 
 namespace quillet::fuzz {
 
 void Run(Input& input) {
   const auto bytes = input.Rest();
   StrictLog log;
-  StandingClock clock;
+  test::NoClock clock;
   MemoryFile file{std::string(bytes.begin(), bytes.end())};
   LumetFile files(log, clock, file);
   SettingsImage image{};

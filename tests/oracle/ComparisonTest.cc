@@ -10,11 +10,10 @@
 #include <sstream>
 
 #include "device/Lumet.h"
-#include "device/ReceiveState.h"
 #include "tests/oracle/Oracle.h"
 #include "tests/oracle/RandomCases.h"
 #include "tests/support/Immortal.h"
-#include "tests/support/SystemLine.h"
+#include "tests/support/ScriptedSession.h"
 
 namespace quillet::oracle {
 namespace {
@@ -22,9 +21,8 @@ namespace {
 constexpr std::int64_t kUsualCases = 100000;
 constexpr int kMostExamples = 10;
 
-// The program cuts the data of a longer line here. It keeps the same room for the other fields
-// whether or not they are on.
-constexpr std::size_t kDataEnd = RecordComposer::kBarcodeBufferSize - 128;
+// The line's buffer holds a NUL after the text.
+constexpr std::size_t kTextRoom = RecordComposer::kBarcodeBufferSize - 1;
 
 std::int64_t FromEnvironment(const char* name, std::int64_t otherwise) {
   const char* const value = std::getenv(name);
@@ -65,13 +63,6 @@ class Log final : public SystemLog {
   std::string lines;
 };
 
-class NoClock final : public platform::Clock {
- public:
-  platform::CalendarTime LocalTime() override { return {}; }
-  std::chrono::nanoseconds Now() override { return {}; }
-  void Sleep(std::chrono::microseconds) override {}
-};
-
 /// A line as the program composed it.
 struct Made {
   std::string bytes;
@@ -82,30 +73,25 @@ class Owner final : public LumetDelegate {
  public:
   void TavoInitializationDone(bool) override {}
   void DisplayBarcode(const std::string& record) override {
-    made.push_back({std::string(session->ComposedLine()), record});
+    made.push_back({std::string(session->download.BarcodeBuffer()), record});
   }
   void SynchronizeFinished() override {}
 
-  const Lumet* session = nullptr;
+  const test::ScriptedSession* session = nullptr;
   std::vector<Made> made;
 };
 
-class Composer final : public RecordComposer {
- public:
-  using RecordComposer::RecordComposer;
-};
-
-void Choose(RecordComposer& composer, Layout layout, const Choices& choices) {
-  composer.bTavo300 = layout == Layout::k300Series ? 1 : 0;
-  composer.bAttachType = static_cast<std::uint8_t>(choices.typeWanted);
-  composer.bAttachSerial = static_cast<std::uint8_t>(choices.serialWanted);
-  composer.bAttachTimestamp = static_cast<std::uint8_t>(choices.timeWanted);
-  composer.datadelimiter = choices.dataDelimiter;
-  composer.recorddelimiter = choices.recordDelimiter;
-  composer.sn_position = choices.serialPosition;
-  composer.dataorder = choices.order;
+void Choose(Settings& settings, ScannerIdentity& identity, Layout layout, const Choices& choices) {
+  identity.bTavo300 = layout == Layout::k300Series ? 1 : 0;
+  settings.bAttachType = static_cast<std::uint8_t>(choices.typeWanted);
+  settings.bAttachSerial = static_cast<std::uint8_t>(choices.serialWanted);
+  settings.bAttachTimestamp = static_cast<std::uint8_t>(choices.timeWanted);
+  settings.datadelimiter = choices.dataDelimiter;
+  settings.recorddelimiter = choices.recordDelimiter;
+  settings.sn_position = choices.serialPosition;
+  settings.dataorder = choices.order;
   for (std::size_t i = 0; i < choices.serialField.size(); ++i) {
-    composer.SerialNo.Put(i, static_cast<std::uint8_t>(choices.serialField[i]));
+    identity.SerialNo.Put(i, static_cast<std::uint8_t>(choices.serialField[i]));
   }
 }
 
@@ -113,10 +99,7 @@ void Choose(RecordComposer& composer, Layout layout, const Choices& choices) {
 /// burst. Some are composed from a buffer that ends with the record.
 class ComparisonTest : public ::testing::TestWithParam<Layout> {
  protected:
-  ComparisonTest() {
-    owner_.session = &lumet_;
-    lumet_.setDelegate(&owner_);
-  }
+  ComparisonTest() { owner_.session = &session_; }
 
   void TearDown() override {
     std::cout << "Random state " << RandomState() << ": " << lines_ << " lines, " << erased_
@@ -140,6 +123,12 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   }
 
   void Begin(Bytes bytes, Choices choices);
+  /// Notes an answer, which replaced the beginning of the receive buffer.
+  void Remember(std::string_view answer) {
+    for (std::size_t i = 0; i < answer.size(); ++i) {
+      memory_.Put(i, static_cast<std::uint8_t>(answer[i]));
+    }
+  }
   /// Feeds bytes as a line delivers them: all at once, or cut anywhere.
   void Feed(const Bytes& bytes);
   /// Feeds the present case as a frame or a burst: the length of the whole, and the bytes.
@@ -166,10 +155,12 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
 
   Log& log_ = test::Immortal<Log>();
   Owner& owner_ = test::Immortal<Owner>();
-  Composer& composer_ = test::Immortal<Composer>(log_);
-  Lumet& lumet_ = test::Immortal<Lumet>(log_, test::Immortal<NoClock>(), test::SystemLine());
-  Memory memory_{Bytes(Lumet::kRxBufferSize)};  // the content of lumet_'s receive buffer
-  std::size_t received_ = 0;                    // bytes of the present unit
+  Settings settings_;
+  ScannerIdentity identity_;
+  RecordComposer& composer_ = test::Immortal<RecordComposer>(log_, settings_, identity_);
+  test::ScriptedSession& session_ = test::Immortal<test::ScriptedSession>(log_, &owner_);
+  Memory memory_{Bytes(ReceiveMachine::kBufferSize)};  // the session's receive buffer
+  std::size_t received_ = 0;                           // bytes of the present unit
 
   // What the comparison met. Shows whether it went where it should have gone.
   std::int64_t lines_ = 0, erased_ = 0, ended_ = 0, cut_ = 0, nothing_ = 0, foreign_ = 0;
@@ -183,8 +174,8 @@ void ComparisonTest::Begin(Bytes bytes, Choices choices) {
   choices_ = std::move(choices);
   log_.lines.clear();
   owner_.made.clear();
-  Choose(lumet_, GetParam(), choices_);
-  Choose(composer_, GetParam(), choices_);
+  Choose(session_.lumet, session_.lumet, GetParam(), choices_);
+  Choose(settings_, identity_, GetParam(), choices_);
 }
 
 void ComparisonTest::Feed(const Bytes& bytes) {
@@ -192,7 +183,7 @@ void ComparisonTest::Feed(const Bytes& bytes) {
   for (std::size_t at = 0; at < bytes.size();) {
     const auto left = static_cast<int>(bytes.size() - at);
     const int count = random_.OneIn(2) ? left : random_.Between(1, left);
-    lumet_.DataFromDevice(bytes.data() + at, count);
+    session_.lumet.DataFromDevice(bytes.data() + at, count);
     at += static_cast<std::size_t>(count);
   }
 }
@@ -227,7 +218,7 @@ void ComparisonTest::CompareSingleFields() {
   composer_.GetBarcodeType(bytes_);
   composer_.AttachSerialNumber(bytes_);
   composer_.AttachTimestamp(bytes_);
-  Compare("the fields by themselves", expected.text, composer_.ComposedLine());
+  Compare("the fields by themselves", expected.text, composer_.BarcodeBuffer());
   Compare("the end of the fields", std::to_string(expected.end),
           std::to_string(composer_.BufferOffset));
   std::ostringstream logged;
@@ -243,16 +234,16 @@ void ComparisonTest::CompareComposed() {
   Bytes buffer(static_cast<std::size_t>(lead));
   for (std::uint8_t& byte : buffer) byte = random_.Byte();
   buffer.insert(buffer.end(), bytes_.begin(), bytes_.end());
-  composer_.BufferOffset = lead;
-  composer_.ComposeRecord(buffer);
-  const std::string made(composer_.ComposedLine());
+  const std::string made(composer_.Compose(buffer, lead));
   CompareOnly(Memory(buffer), lead, {{made, Shown(made)}});  // only the session shows its lines
 }
 
 void ComparisonTest::CompareFrame(bool requested) {
-  lumet_.commandType = requested ? 'p' : random_.Byte();
-  lumet_.bCommandDone = requested ? 0 : 1;
-  lumet_.HandleInputData(0x03);
+  if (requested) {
+    session_.SendRecord();
+    Remember(test::ScriptedSession::kCountAnswer);
+  }
+  session_.Receive("\x03");
   FeedUnit();
   if (!requested) {
     Bytes rest;
@@ -264,6 +255,11 @@ void ComparisonTest::CompareFrame(bool requested) {
     Feed({'@'});
   }
   CompareOnly(memory_, kLengthBytes, owner_.made);
+  if (requested) {
+    session_.lumet.DispatchCommand();  // the closing command, and its answer
+    session_.Receive("@");
+    Remember("@");
+  }
 }
 
 void ComparisonTest::CompareOnly(const Memory& memory, std::int64_t start,
@@ -283,18 +279,18 @@ void ComparisonTest::CompareBurst() {
 
 void ComparisonTest::CompareBurstOf(Bytes burst) {
   Begin(std::move(burst), RandomChoices(random_));
-  lumet_.cmdArray.Reset();
   auto received = static_cast<std::int64_t>(bytes_.size()) + kLengthBytes;
   if (bytes_.empty()) {
     // On the line such a burst never completes. The walk must handle it, and shorter ones.
-    received = random_.Between(0, kLengthBytes);
-    lumet_.writePtr = static_cast<std::int32_t>(received);
-    lumet_.SynchronizeBurstData();
-    lumet_.writePtr = 0;
+    received = random_.Between(0, kLengthBytes - 1);
+    session_.lumet.ExpectBurst();
+    const std::string lengthBytes(static_cast<std::size_t>(received), '\0');
+    session_.Receive(lengthBytes);
+    Remember(lengthBytes);
+    session_.download.SynchronizeBurstData();
   } else {
-    lumet_.commandType = 'P';
-    lumet_.bCommandDone = random_.OneIn(4) ? 1 : 0;
-    lumet_.state = kBurstLength;
+    session_.SendBurst();
+    Remember(test::ScriptedSession::kCountAnswer);
     FeedUnit();
   }
 
@@ -305,7 +301,7 @@ void ComparisonTest::CompareBurstOf(Bytes burst) {
               std::to_string(visit.offset) + ":" + std::to_string(visit.step) + "]\n";
     if (visit.last) {
       ++ended_;
-      logged += "-[Lumet SynchronizeBurstData]: the rest is left out\n";
+      logged += "-[Lumet SynchronizeBurstData]: the remaining records are left out\n";
     } else if (visit.erased) {
       ++erased_;
     } else {
@@ -320,14 +316,16 @@ void ComparisonTest::CompareBurstOf(Bytes burst) {
   Compare("the log", logged, log_.lines);
 
   std::string queued;
-  for (std::int32_t i = lumet_.cmdArray.cmdRead(); i < lumet_.cmdArray.cmdWrite(); ++i) {
-    queued += static_cast<char>(lumet_.cmdArray.at(static_cast<std::size_t>(i)));
+  const CommandQueue& queue = session_.lumet.cmdArray();
+  for (std::int32_t i = queue.cmdRead(); i < queue.cmdWrite(); ++i) {
+    queued += static_cast<char>(queue.at(static_cast<std::size_t>(i)));
   }
   Compare("the commands queued after the burst", "\001W\0031S0", queued);
+  session_.DropQueue();
 }
 
 void ComparisonTest::CompareFullBuffer(bool runsOut) {
-  const std::size_t room = Lumet::kRxBufferSize - kLengthBytes;
+  const std::size_t room = ReceiveMachine::kBufferSize - kLengthBytes;
   const std::size_t most = GetParam() == Layout::kOlder ? 256 : 65535;
   Bytes burst;
   while (burst.size() < room) {
@@ -342,12 +340,8 @@ void ComparisonTest::CompareFullBuffer(bool runsOut) {
 }
 
 void ComparisonTest::CompareLine(const Line& expected, const Made& made) {
-  std::string fitting = expected.Whole();
-  const std::size_t room = kDataEnd - expected.front.size();
-  if (expected.data.size() > room) {
-    ++cut_;
-    fitting = expected.front + expected.data.substr(0, room) + expected.back;
-  }
+  const std::string fitting = expected.text.substr(0, kTextRoom);
+  cut_ += fitting.size() < expected.text.size();
   const std::string shown = Shown(fitting);
   foreign_ += std::any_of(shown.begin(), shown.end(), [](char c) { return (c & 0x80) != 0; });
   Compare("the composed line", fitting, made.bytes);

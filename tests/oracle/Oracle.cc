@@ -101,45 +101,25 @@ Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const
   const std::string timeFirst = choices.timeWanted != 0 ? scanned + delimiter : "";
   const std::string timeLast = choices.timeWanted != 0 ? delimiter + scanned : "";
 
+  // The line of each order, from the name, the data and the time.
+  std::string text;
+  for (int i = 0; i < dataLength && data + i < memory.Size(); ++i) {
+    text += static_cast<char>(memory.At(data + i));
+  }
+  const std::string orders[] = {nameFirst + text + timeLast,  nameFirst + timeFirst + text,
+                                text + nameLast + timeLast,   text + timeLast + nameLast,
+                                timeFirst + nameFirst + text, timeFirst + text + nameLast};
   Line line;
-  bool ordered = true;
-  switch (choices.order) {
-    case 0:
-      line.front = nameFirst;
-      line.back = timeLast;
-      break;
-    case 1:
-      line.front = nameFirst + timeFirst;
-      break;
-    case 2:
-      line.back = nameLast + timeLast;
-      break;
-    case 3:
-      line.back = timeLast + nameLast;
-      break;
-    case 4:
-      line.front = timeFirst + nameFirst;
-      break;
-    case 5:
-      line.front = timeFirst;
-      line.back = nameLast;
-      break;
-    default:
-      ordered = false;
-  }
-  if (ordered) {
+  if (choices.order >= 0 && choices.order <= 5) {
     line.loggedCode = code;
-    for (int i = 0; i < dataLength && data + i < memory.Size(); ++i) {
-      line.data += static_cast<char>(memory.At(data + i));
-    }
+    line.text = orders[choices.order];
   }
-
   if (choices.serialWanted != 0) {
     const std::string serial = ShownSerial(choices.serialField);
-    if (choices.serialPosition == 0) line.front = serial + delimiter + line.front;
-    if (choices.serialPosition == 1) line.back += delimiter + serial;
+    if (choices.serialPosition == 0) line.text = serial + delimiter + line.text;
+    if (choices.serialPosition == 1) line.text += delimiter + serial;
   }
-  line.back += RecordDelimiter(choices.recordDelimiter);
+  line.text += RecordDelimiter(choices.recordDelimiter);
   return line;
 }
 

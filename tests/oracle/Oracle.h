@@ -46,14 +46,9 @@ struct Choices {
   std::string serialField;  ///< all bytes of the field, those after its text too
 };
 
-/// A line in three parts: if it is too long, only the data is cut.
 struct Line {
-  std::string front;
-  std::string data;
-  std::string back;
+  std::string text;               ///< whole, however long
   std::optional<int> loggedCode;  ///< the code under which the symbology was looked up and logged
-
-  std::string Whole() const { return front + data + back; }
 };
 
 /// The line of the record that begins at `start`.

@@ -20,7 +20,7 @@ class SessionFixture : public AppFixture {
   SessionFixture() : AppFixture(1) {}
   ~SessionFixture() override {
     if (!scanner) return;
-    EXPECT_TRUE(scanner->complaints().empty()) << scanner->complaints().front();
+    EXPECT_TRUE(scanner->Report().complaints.empty()) << scanner->Report().complaints.front();
   }
 
   Simulator& Attach(simulator::Options options) {

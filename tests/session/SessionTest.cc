@@ -1,5 +1,5 @@
 #include "app/LineEnds.h"
-#include "download/RecordText.h"
+#include "download/RecordComposer.h"
 #include "tests/session/SessionFixture.h"
 
 namespace quillet::test {
@@ -99,12 +99,12 @@ TEST_F(SessionTest, ATimeOutBlocksSendingOverAReconnect) {
 
   connect.Press();
   EXPECT_TRUE(WaitForView("Disconnected from Tavo[005771]|"));
-  ASSERT_TRUE(WaitFor([&] { return controller.lumet->commandThread.empty(); }));
+  ASSERT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
   const Commands before = scanner->Report().commandsSeen;
   connect.Press();
   FinishConnecting();
   EXPECT_TRUE(View().ends_with(": Failed|"));
-  EXPECT_EQ(controller.lumet->bCommandDone, 0);
+  EXPECT_EQ(controller.lumet->bCommandDone(), false);
   EXPECT_EQ(scanner->Report().commandsSeen, before);
 
   scanner->AddFault("at 0ms send 40");

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/Clock.h"
@@ -23,12 +25,18 @@ class FakeClock final : public platform::Clock {
 
   platform::CalendarTime LocalTime() override {
     const std::lock_guard lock(mutex_);
-    return now_;
+    return std::exchange(now_, next_.value_or(now_));
   }
 
   void Set(const platform::CalendarTime& now) {
     const std::lock_guard lock(mutex_);
     now_ = now;
+  }
+
+  /// The time of day from the reading after the next on.
+  void SetNext(const platform::CalendarTime& next) {
+    const std::lock_guard lock(mutex_);
+    next_ = next;
   }
 
   std::chrono::nanoseconds Now() override { return steady_.load(); }
@@ -84,6 +92,7 @@ class FakeClock final : public platform::Clock {
   std::atomic<std::chrono::nanoseconds> steady_{std::chrono::seconds(1)};
   mutable std::mutex mutex_;
   platform::CalendarTime now_{2026, 11, 16, 1, 4, 9};
+  std::optional<platform::CalendarTime> next_;
   std::vector<Duration> sleeps_;
   std::function<void(std::size_t)> onSleep_;
 };

@@ -2,62 +2,97 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "device/Lumet.h"
+#include "download/RecordDownload.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingOwner.h"
-#include "tests/support/SystemLine.h"
+#include "tests/support/ScriptedLine.h"
 
 namespace quillet::test {
 
-/// A session without a scanner, whose bytes the test feeds in itself.
+/// A session on a scripted line, without threads: the test passes the command thread's turns with
+/// Dispatch, and `answer` says what the scanner answers to each command.
 class LumetFixture : public ::testing::Test {
  protected:
-  LumetFixture() { lumet.setDelegate(&owner); }
-
-  void Receive(std::initializer_list<int> bytes) {
-    for (const int byte : bytes) lumet.HandleInputData(static_cast<std::uint8_t>(byte));
+  LumetFixture() {
+    lumet.setDelegate(&owner);
+    clock.OnSleep([this](std::size_t) { AnswerAtPoll(); });
   }
+
   void Receive(std::string_view text) {
-    for (const char character : text) lumet.HandleInputData(static_cast<std::uint8_t>(character));
+    lumet.DataFromDevice(reinterpret_cast<const std::uint8_t*>(text.data()),
+                         static_cast<std::int32_t>(text.size()));
   }
 
-  /// As if a command of this type had been sent and waited for its answer.
-  void Await(char type) {
-    lumet.commandType = type;
-    lumet.bCommandDone = 0;
+  /// Lets the command thread take a number of turns.
+  void Dispatch(int turns = 1) {
+    for (int turn = 0; turn < turns; ++turn) lumet.DispatchCommand();
   }
 
-  /// The queued bytes that wait, in order.
+  /// Sends a queued command and receives its answer.
+  void Exchange(std::string_view text) {
+    answer = [text](std::string_view) { return std::string(text); };
+    Dispatch();
+    answer = nullptr;
+  }
+
+  /// Makes the scanner say how many records it holds.
+  void Count(int records) {
+    lumet.Queue({1, 'N'});
+    Exchange(std::string{0, 0, static_cast<char>(records >> 8), static_cast<char>(records), '@'});
+  }
+
+  /// Sends a command that is not answered in time, so that its answer is still due afterwards.
+  void Await(std::initializer_list<std::uint8_t> entry) {
+    lumet.Queue(entry);
+    Dispatch();
+    line.Sent();
+  }
+  void AwaitBurst() {
+    Count(1);
+    Await({1, 'P'});
+  }
+  void AwaitRecord() {
+    Count(1);
+    Await({1, 'p'});
+  }
+
+  /// The queued bytes, in order.
   std::string Queued() const {
     std::string bytes;
-    for (std::int32_t i = lumet.cmdArray.cmdRead(); i < lumet.cmdArray.cmdWrite(); ++i) {
-      bytes.push_back(static_cast<char>(lumet.cmdArray.at(static_cast<std::size_t>(i))));
+    for (std::int32_t i = lumet.cmdArray().cmdRead(); i < lumet.cmdArray().cmdWrite(); ++i) {
+      bytes.push_back(static_cast<char>(lumet.cmdArray().at(static_cast<std::size_t>(i))));
     }
     return bytes;
   }
 
-  /// Puts a stored record at the place where received records stand.
-  void PutRecord(std::string_view bytes, std::size_t offset = 3) {
-    std::copy(bytes.begin(), bytes.end(), lumet.RxBuffer + offset);
-    lumet.BufferOffset = static_cast<std::int32_t>(offset);
-  }
-
-  std::string Composed() const {
-    return {reinterpret_cast<const char*>(lumet.BarcodeBuffer),
-            static_cast<std::size_t>(lumet.BarcodeBufferOffset)};
-  }
+  /// Answers a command, at its first poll; nothing when it returns an empty text.
+  std::function<std::string(std::string_view command)> answer;
+  std::vector<std::string> commands;  ///< those that were answered
 
   RecordingLog& log = Immortal<RecordingLog>();
-  FakeClock& clock = Immortal<FakeClock>();
+  FakeClock& clock = Immortal<FakeClock>(1e6);
+  ScriptedLine& line = Immortal<ScriptedLine>();
   RecordingOwner& owner = Immortal<RecordingOwner>();
-  Lumet& lumet = Immortal<Lumet>(log, clock, test::SystemLine());
+  Lumet& lumet = Immortal<Lumet>(log, clock, line);
+  RecordDownload& download = Immortal<RecordDownload>(log, lumet);
+
+ private:
+  void AnswerAtPoll() {
+    if (!answer || lumet.bCommandDone() || clock.sleeps().back() != std::chrono::milliseconds(100))
+      return;
+    commands.push_back(line.Sent());
+    Receive(answer(commands.back()));
+  }
 };
 
 }  // namespace quillet::test

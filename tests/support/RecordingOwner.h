@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -8,16 +9,31 @@
 
 namespace quillet::test {
 
-/// Owner of a session that keeps what it is told: "done:1", "finished", or the record itself.
+/// Owner of a session that keeps its calls: "done:1", "finished", or the record.
 class RecordingOwner final : public LumetDelegate {
  public:
   void TavoInitializationDone(bool connected) override { Add(connected ? "done:1" : "done:0"); }
   void DisplayBarcode(const std::string& record) override {
-    const std::lock_guard lock(mutex_);
-    calls_.push_back(record);
-    records_.push_back(record);
+    {
+      const std::lock_guard lock(mutex_);
+      calls_.push_back(record);
+      records_.push_back(record);
+    }
+    if (const auto hook = onRecord) hook();
   }
-  void SynchronizeFinished() override { Add("finished"); }
+  void SynchronizeFinished() override {
+    Add("finished");
+    if (onFinished) onFinished();
+  }
+
+  std::function<void()> onRecord;    ///< called with each record
+  std::function<void()> onFinished;  ///< called at the end of a download
+
+  void Clear() {
+    const std::lock_guard lock(mutex_);
+    calls_.clear();
+    records_.clear();
+  }
 
   std::vector<std::string> calls() const {
     const std::lock_guard lock(mutex_);

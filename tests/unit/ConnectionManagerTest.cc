@@ -174,7 +174,7 @@ TEST_F(ConnectionManagerTest, AScannerThatDoesNotAnswerIsGivenUpAfterFiveSeconds
   Launch();
   EXPECT_EQ(clock.Count(10ms), 500U);
   EXPECT_TRUE(View().ends_with("port: Failed|Failed to connect to Tavo|"));
-  EXPECT_EQ(controller.lumet->bConnected, 1) << "the port is not closed";
+  EXPECT_TRUE(controller.lumet->bConnected()) << "the port is not closed";
 }
 
 TEST_F(ConnectionManagerTest, ALateReportBehindTheLastOf32PortsReadsNoNameOutsideTheArrays) {

@@ -23,11 +23,14 @@ class ProtocolDocumentTest : public test::LumetFixture {
   }
 
   void ExpectRecords(std::string_view name) {
-    for (const ExampleLine& line : ProtocolExample(name)) {
-      PutRecord(BytesOf(line.example));
-      lumet.ComposeRecord(lumet.RxBuffer);
-      EXPECT_EQ(Composed(), line.explanation) << line.example;
+    for (const ExampleLine& example : ProtocolExample(name)) {
+      EXPECT_EQ(Composed(BytesOf(example.example)), example.explanation) << example.example;
     }
+  }
+
+  std::string Composed(const std::string& record) {
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(record.data()), record.size());
+    return std::string(std::make_unique<RecordComposer>(log, lumet, lumet)->Compose(bytes, 0));
   }
 
   // The numbers and names in the tables below a heading, up to the next one.
@@ -58,26 +61,25 @@ TEST_F(ProtocolDocumentTest, RecordsOfThe300Series) {
 
 TEST_F(ProtocolDocumentTest, PackedDatesAndTimes) {
   lumet.bAttachType = 0;
-  for (const ExampleLine& line : ProtocolExample("packed")) {
-    PutRecord("\x05\x04" + BytesOf(line.example));
-    lumet.ComposeRecord(lumet.RxBuffer);
-    EXPECT_EQ(Composed(), "," + line.explanation) << line.example;
+  for (const ExampleLine& example : ProtocolExample("packed")) {
+    EXPECT_EQ(Composed("\x05\x04" + BytesOf(example.example)), "," + example.explanation)
+        << example.example;
   }
 }
 
 TEST_F(ProtocolDocumentTest, FirmwareVersionsAndTheirLayout) {
-  for (const ExampleLine& line : ProtocolExample("firmware")) {
-    Await('V');
-    Receive(line.example + "@");
-    EXPECT_EQ(lumet.bTavo300 ? "300 series" : "older", line.explanation) << line.example;
+  for (const ExampleLine& example : ProtocolExample("firmware")) {
+    lumet.GetFWVersion();
+    Exchange(example.example + "@");
+    EXPECT_EQ(lumet.bTavo300 ? "300 series" : "older", example.explanation) << example.example;
   }
 }
 
 TEST_F(ProtocolDocumentTest, ARecordThatNobodyAskedFor) {
-  for (const ExampleLine& line : ProtocolExample("unsolicited")) {
-    Receive(BytesOf(line.example));
+  for (const ExampleLine& example : ProtocolExample("unsolicited")) {
+    Receive(BytesOf(example.example));
     ASSERT_FALSE(owner.records().empty());
-    EXPECT_EQ(owner.records().back(), line.explanation);
+    EXPECT_EQ(owner.records().back(), example.explanation);
   }
 }
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "app/RunProgress.h"
-#include "device/ReceiveState.h"
 #include "tests/support/AppFixture.h"
 
 namespace quillet {
@@ -127,11 +126,10 @@ TEST_F(ProgressTest, NothingIsShownAndNothingTicksWhileNoRunGoesOn) {
 TEST_F(ProgressTest, ARunIsShownBesideTheViewUntilItHasFinished) {
   controller.synchronizeButton();
   EXPECT_EQ(After(150ms), "Asking the scanner for its records");
-  controller.lumet->SyncEndIndex = 130;
-  controller.lumet->commandType = 'p';
+  controller.lumet->Show(DisplayState::Phase::kRecords);
   controller.DisplayBarcode("one\r\n");
-  EXPECT_EQ(After(150ms), "Received 1 of 130 records");
-  controller.lumet->commandType = '1';
+  EXPECT_EQ(After(150ms), "Received 1 of 0 records");
+  controller.lumet->Show(DisplayState::Phase::kClosing);
   EXPECT_EQ(After(150ms), "Received 1 record");
   const std::string shown = View();
   controller.SynchronizeFinished();
@@ -140,46 +138,12 @@ TEST_F(ProgressTest, ARunIsShownBesideTheViewUntilItHasFinished) {
   EXPECT_EQ(shown.find("Received"), std::string::npos);
 }
 
-TEST_F(ProgressTest, ABurstIsShownByItsBytes) {
+TEST_F(ProgressTest, FollowsWhatTheSessionPublishes) {
   controller.synchronizeButton();
-  controller.lumet->SyncEndIndex = 130;
-  controller.lumet->commandType = 'P';
-  EXPECT_EQ(After(150ms), "Waiting for 130 records");
-  controller.lumet->state = kBurstBody;
-  controller.lumet->totallength = 3000;
-  controller.lumet->writePtr = 1500;
-  EXPECT_EQ(After(150ms), "130 records  ·  1.5 of 3.0 kB");
+  controller.lumet->Show({DisplayState::Phase::kBurst, 1500, 3000});
+  EXPECT_EQ(After(150ms), "0 records  ·  1.5 of 3.0 kB");
   EXPECT_EQ(progress.fraction(), 0.5);
-  controller.lumet->writePtr = 3000;
-  controller.DisplayBarcode("one\r\n");
-  EXPECT_EQ(After(150ms), "Delivered 1 of 130 records");
-}
-
-TEST_F(ProgressTest, ABurstThatSaysItIsItsLengthAloneIsStillWaitedFor) {
-  controller.synchronizeButton();
-  controller.lumet->SyncEndIndex = 130;
-  controller.lumet->commandType = 'P';
-  controller.lumet->state = kBurstBody;
-  controller.lumet->totallength = kLengthBytes;
-  controller.lumet->writePtr = 3000;
-  EXPECT_EQ(After(150ms), "Waiting for 130 records");
-}
-
-TEST_F(ProgressTest, ABurstOfNothingIsNotWaitedFor) {
-  controller.synchronizeButton();
-  controller.lumet->SyncEndIndex = 0;
-  controller.lumet->commandType = 'P';
-  EXPECT_EQ(After(150ms), "Asking the scanner for its records");
-}
-
-TEST_F(ProgressTest, ARunWhoseWakeUpWasNotAnsweredIsGivenUp) {
-  controller.synchronizeButton();
-  controller.lumet->commandType = 'W';
-  controller.lumet->bCommandDone = 0;
-  EXPECT_EQ(After(150ms), "Asking the scanner for its records");
-  controller.lumet->bCommandDone = 1;
-  EXPECT_EQ(After(150ms), "Asking the scanner for its records") << "commands are waiting";
-  controller.lumet->cmdArray.Reset();
+  controller.lumet->Show(DisplayState::Phase::kGivenUp);
   EXPECT_EQ(After(150ms), "The scanner did not answer. Please start Quillet again.");
 }
 

@@ -14,6 +14,7 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
+#include "tests/support/ScriptedLine.h"
 #include "tests/support/SystemLine.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
@@ -80,14 +81,15 @@ class SerialPortTest : public ::testing::Test {
   FakeClock& clock = Immortal<FakeClock>();
   Collector& collector = Immortal<Collector>();
   SerialPort& port = Immortal<SerialPort>(log, clock, test::SystemLine());
+  test::ScriptedLine& line = Immortal<test::ScriptedLine>();
+  SerialPort& scripted = Immortal<SerialPort>(log, clock, line);  // no thread reads it
   TemporaryFolder folder;
 };
 
 TEST_F(SerialPortTest, AFreshChannelHoldsDescriptorZeroInBothFields) {
-  EXPECT_EQ(port.inputfd, 0);
-  EXPECT_EQ(port.outputfd, 0);
-  EXPECT_EQ(port.bIsClosed, 0);
-  EXPECT_TRUE(port.readThread.empty());
+  EXPECT_EQ(port.inputfd(), 0);
+  EXPECT_EQ(port.outputfd(), 0);
+  EXPECT_EQ(port.bIsClosed(), 0);
 }
 
 TEST_F(SerialPortTest, OpeningAgainAfterClosingStartsNoSecondReadThread) {
@@ -98,10 +100,10 @@ TEST_F(SerialPortTest, OpeningAgainAfterClosingStartsNoSecondReadThread) {
   const std::size_t once = NumberOfThreads();
   EXPECT_EQ(once, before + 1);
   port.closeConnections();
-  EXPECT_EQ(port.bIsClosed, 1);
+  EXPECT_EQ(port.bIsClosed(), 1);
   ASSERT_EQ(port.openConnections((folder / "fifo").c_str()), 1);
   EXPECT_EQ(NumberOfThreads(), once);
-  EXPECT_EQ(port.bIsClosed, 0);
+  EXPECT_EQ(port.bIsClosed(), 0);
   const std::uint8_t bytes[] = {'h', 'i'};
   port.transmitCharacters(bytes, 2);
   EXPECT_TRUE(WaitFor([&] { return collector.received() == "hi"; }));
@@ -110,38 +112,27 @@ TEST_F(SerialPortTest, OpeningAgainAfterClosingStartsNoSecondReadThread) {
 TEST_F(SerialPortTest, AnOpenWhoseOutputSideFailsLeavesBothSidesClosed) {
   // A directory opens for reading and not for writing.
   EXPECT_EQ(port.openConnections(folder.path().c_str()), 0);
-  EXPECT_EQ(port.inputfd, -1);
-  EXPECT_EQ(port.outputfd, -1);
-  EXPECT_TRUE(port.readThread.empty());
+  EXPECT_EQ(port.inputfd(), -1);
+  EXPECT_EQ(port.outputfd(), -1);
 }
 
 TEST_F(SerialPortTest, AnOpenWhoseInputSideFailsLeavesTheOutputSideAsItWas) {
   EXPECT_EQ(port.openConnections((folder / "absent").c_str()), 0);
-  EXPECT_LT(port.inputfd, 0);
-  EXPECT_EQ(port.outputfd, 0);
+  EXPECT_LT(port.inputfd(), 0);
+  EXPECT_EQ(port.outputfd(), 0);
 }
 
-TEST_F(SerialPortTest, AChunkOf2047BytesIsFollowedByNulAndOneOf2048IsNot) {
+TEST_F(SerialPortTest, EndsChunksBelow2048BytesWithNul) {
   ByteBehind receiver;
-  port.setDelegate(&receiver);
-  const std::string fifo = FifoIn(folder);
-  const int descriptor = open(fifo.c_str(), O_RDWR | O_NONBLOCK);
-  ASSERT_GE(descriptor, 0);
-  // Read by this thread alone: the port's own read thread is not started.
-  ASSERT_LE(port.inputfd.Exchange(descriptor), 0);
-  std::vector<std::uint8_t> buffer(SerialPort::kReadBufferSize, 0x55);
-  const std::string chunk(2048, 'x');
-
-  ASSERT_EQ(write(descriptor, chunk.data(), 2047), 2047);
-  port.ReadOnce(buffer.data());
-  EXPECT_EQ(receiver.lastCount, 2047);
-  EXPECT_EQ(receiver.behind, 0);
-
-  std::fill(buffer.begin(), buffer.end(), std::uint8_t{0x55});
-  ASSERT_EQ(write(descriptor, chunk.data(), 2048), 2048);
-  port.ReadOnce(buffer.data());
-  EXPECT_EQ(receiver.lastCount, 2048);
-  EXPECT_EQ(receiver.behind, 0x55);
+  scripted.setDelegate(&receiver);
+  std::vector<std::uint8_t> buffer(SerialPort::kReadBufferSize);
+  for (const std::size_t size : {1U, 2047U, 2048U, 10239U}) {
+    std::fill(buffer.begin(), buffer.end(), std::uint8_t{0x55});
+    line.Arrive(std::string(size, 'x'));
+    scripted.ReadOnce(buffer.data());
+    EXPECT_EQ(receiver.lastCount, static_cast<std::int32_t>(size));
+    EXPECT_EQ(receiver.behind, size < 2048 ? 0 : 0x55) << size;
+  }
 }
 
 TEST_F(SerialPortTest, TransmittingNothingWritesNothingAndDoesNotSleep) {
@@ -163,30 +154,37 @@ TEST_F(SerialPortTest, EachTransmittedByteIsFollowedByAPauseOfOneMillisecond) {
   EXPECT_EQ(clock.sleeps(), (std::vector<FakeClock::Duration>{1ms, 1ms, 1ms}));
 }
 
-TEST_F(SerialPortTest, WithoutADelegateEveryChunkIsLoggedAndDropped) {
-  const int descriptor = open(FifoIn(folder).c_str(), O_RDWR | O_NONBLOCK);
-  ASSERT_GE(descriptor, 0);
-  port.inputfd.Exchange(descriptor);
+TEST_F(SerialPortTest, LogsAndDropsChunksWithoutADelegate) {
   std::vector<std::uint8_t> buffer(SerialPort::kReadBufferSize);
-  ASSERT_EQ(write(descriptor, "one", 3), 3);
-  port.ReadOnce(buffer.data());
-  ASSERT_EQ(write(descriptor, "two", 3), 3);
-  port.ReadOnce(buffer.data());
-  port.ReadOnce(buffer.data());  // nothing there
+  for (const char* chunk : {"one", "two", ""}) {
+    line.Arrive(chunk);
+    scripted.ReadOnce(buffer.data());
+  }
   EXPECT_EQ(log.Count("No Lumet delegate"), 2U);
-  port.setDelegate(&collector);
-  ASSERT_EQ(write(descriptor, "three", 5), 5);
-  port.ReadOnce(buffer.data());
+  scripted.setDelegate(&collector);
+  line.Arrive("three");
+  scripted.ReadOnce(buffer.data());
   EXPECT_EQ(collector.received(), "three");
+}
+
+TEST_F(SerialPortTest, FailsAnOpenThatACloseOvertakes) {
+  int opened = 0;
+  line.onOpen = [&](const std::string&) {
+    if (++opened == 2) scripted.closeConnections();
+  };
+  EXPECT_EQ(scripted.openConnections("port"), 0);
+  EXPECT_EQ(scripted.inputfd(), -1);
+  EXPECT_EQ(scripted.outputfd(), -1);
+  EXPECT_EQ(scripted.bIsClosed(), 1);
 }
 
 TEST_F(SerialPortTest, TheInputSideNeverClosesDescriptorZeroAndTheOutputSideDoes) {
   ASSERT_TRUE(IsOpen(0) || open("/dev/null", O_RDWR) == 0);
   port.closeInputConnection();
-  EXPECT_EQ(port.inputfd, -1);
+  EXPECT_EQ(port.inputfd(), -1);
   EXPECT_TRUE(IsOpen(0));
   port.closeOutputConnection();
-  EXPECT_EQ(port.outputfd, -1);
+  EXPECT_EQ(port.outputfd(), -1);
   EXPECT_FALSE(IsOpen(0));
   EXPECT_EQ(open("/dev/null", O_RDWR), 0);
 }
@@ -194,14 +192,14 @@ TEST_F(SerialPortTest, TheInputSideNeverClosesDescriptorZeroAndTheOutputSideDoes
 TEST_F(SerialPortTest, APortThatTakesAnothersPlaceGivesItsDescriptorsBack) {
   port.setDelegate(&collector);
   ASSERT_EQ(port.openConnections(FifoIn(folder).c_str()), 1);
-  const int input = port.inputfd;
-  const int output = port.outputfd;
+  const int input = port.inputfd();
+  const int output = port.outputfd();
   TemporaryFolder other;
   ASSERT_EQ(port.openConnections(FifoIn(other).c_str()), 1);
-  EXPECT_NE(port.inputfd, input);
-  EXPECT_NE(port.outputfd, output);
-  EXPECT_FALSE(IsOpen(input) && input != port.outputfd);
-  EXPECT_FALSE(IsOpen(output) && output != port.inputfd);
+  EXPECT_NE(port.inputfd(), input);
+  EXPECT_NE(port.outputfd(), output);
+  EXPECT_FALSE(IsOpen(input) && input != port.outputfd());
+  EXPECT_FALSE(IsOpen(output) && output != port.inputfd());
 }
 
 TEST_F(SerialPortTest, TheLineIsRawAt115200BitsWith8DataBitsAndNoParity) {
@@ -211,18 +209,18 @@ TEST_F(SerialPortTest, TheLineIsRawAt115200BitsWith8DataBitsAndNoParity) {
   ASSERT_EQ(unlockpt(master), 0);
   port.setDelegate(&collector);
   ASSERT_EQ(port.openConnections(ptsname(master)), 1);
-  for (const int descriptor : {int{port.inputfd}, int{port.outputfd}}) {
-    termios line{};
-    ASSERT_EQ(tcgetattr(descriptor, &line), 0);
-    EXPECT_EQ(cfgetispeed(&line), speed_t{B115200});
-    EXPECT_EQ(cfgetospeed(&line), speed_t{B115200});
-    EXPECT_EQ(line.c_cflag & CSIZE, tcflag_t{CS8});
-    EXPECT_EQ(line.c_cflag & (CSTOPB | PARENB | PARODD), 0U);
-    EXPECT_NE(line.c_cflag & CLOCAL, 0U);
-    EXPECT_NE(line.c_cflag & CREAD, 0U);
-    EXPECT_EQ(line.c_lflag & (ICANON | ECHO | ISIG), 0U);
-    EXPECT_EQ(line.c_iflag & (IXON | IXOFF | ICRNL | INLCR | IGNCR | ISTRIP), 0U);
-    EXPECT_EQ(line.c_oflag & OPOST, 0U);
+  for (const int descriptor : {port.inputfd(), port.outputfd()}) {
+    termios settings{};
+    ASSERT_EQ(tcgetattr(descriptor, &settings), 0);
+    EXPECT_EQ(cfgetispeed(&settings), speed_t{B115200});
+    EXPECT_EQ(cfgetospeed(&settings), speed_t{B115200});
+    EXPECT_EQ(settings.c_cflag & CSIZE, tcflag_t{CS8});
+    EXPECT_EQ(settings.c_cflag & (CSTOPB | PARENB | PARODD), 0U);
+    EXPECT_NE(settings.c_cflag & CLOCAL, 0U);
+    EXPECT_NE(settings.c_cflag & CREAD, 0U);
+    EXPECT_EQ(settings.c_lflag & (ICANON | ECHO | ISIG), 0U);
+    EXPECT_EQ(settings.c_iflag & (IXON | IXOFF | ICRNL | INLCR | IGNCR | ISTRIP), 0U);
+    EXPECT_EQ(settings.c_oflag & OPOST, 0U);
     EXPECT_NE(fcntl(descriptor, F_GETFL) & O_NONBLOCK, 0);
   }
   std::string every;

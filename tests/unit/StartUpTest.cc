@@ -42,7 +42,7 @@ TEST_F(StartUpTest, ClosingTheWindowStopsTheNotificationsAndThenDisconnects) {
   EXPECT_EQ(lines[2], "-[SyncController Terminate]");
   EXPECT_FALSE(controller.bIsConnected);
   EXPECT_FALSE(registry.HasPort());
-  EXPECT_EQ(controller.lumet->serial.bIsClosed, 1);
+  EXPECT_EQ(controller.lumet->bConnected(), false);
   EXPECT_TRUE(View().ends_with("Disconnected from Tavo[123456]|"));
   EXPECT_TRUE(application.applicationShouldTerminateAfterLastWindowClosed());
 }
@@ -51,7 +51,7 @@ TEST_F(StartUpTest, ClosingTheWindowDisconnectsEvenWhenNoScannerEverWas) {
   Launch();
   window.CloseByUser();
   EXPECT_TRUE(View().ends_with("Disconnected from Tavo[000000]|"));
-  EXPECT_EQ(controller.lumet->serial.bIsClosed, 1);
+  EXPECT_EQ(controller.lumet->bConnected(), false);
 }
 
 TEST_F(StartUpTest, TheTitleIsTheBareOneAfterStartUpAndAfterEveryDisconnect) {

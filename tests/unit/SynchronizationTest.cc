@@ -46,7 +46,7 @@ TEST_F(SynchronizationTest, ARunWithoutRecordsWritesNoFileAndErasesNothing) {
             "|Synchronization has started...|No data to synchronize...|"
             "Synchronization finished. Tavo can be plugged off now|");
   EXPECT_FALSE(FileContents(GeneratedFile()));
-  for (std::size_t i = 0; i < 32; ++i) EXPECT_NE(controller.lumet->cmdArray.at(i), 'E');
+  for (std::size_t i = 0; i < 32; ++i) EXPECT_NE(controller.lumet->cmdArray().at(i), 'E');
 }
 
 TEST_F(SynchronizationTest, APathWithoutThePlaceholderIsWrittenAsItIs) {
@@ -139,13 +139,13 @@ TEST_F(SynchronizationTest, MemoryIsErasedAfterTheCountIsShown) {
   controller.lumet->bClearMemory = 1;
   synchronize.Press();
   Deliver(2);
-  controller.lumet->cmdArray.Reset();
+  const std::int32_t before = controller.lumet->cmdArray().cmdWrite();
   controller.SynchronizeFinished();
   EXPECT_TRUE(
       View().ends_with("|2 barcodes synchronized|Erased Tavo memory...|"
                        "Synchronization finished. Tavo can be plugged off now|"));
-  EXPECT_EQ(controller.lumet->cmdArray.at(1), 'E');
-  EXPECT_EQ(controller.lumet->cmdArray.cmdWrite(), 2);
+  EXPECT_EQ(controller.lumet->cmdArray().cmdWrite(), before + 2);
+  EXPECT_EQ(controller.lumet->cmdArray().at(static_cast<std::size_t>(before) + 1), 'E');
 }
 
 TEST_F(SynchronizationTest, AFailedWriteIsShownAsDoneAndLogged) {

@@ -1,13 +1,9 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <span>
 
 namespace quillet {
-
-/// The bits of a symbology byte that hold the code.
-inline constexpr std::int32_t kCodeMask = 0x3F;
 
 /// The byte at a position, 0 outside the buffer: positions are computed from lengths that the
 /// scanner sent.
@@ -16,9 +12,12 @@ inline std::uint8_t ByteAt(std::span<const std::uint8_t> buffer, std::int32_t in
                                                            : std::uint8_t{0};
 }
 
-/// Two bytes, most significant first.
-inline std::uint16_t TwoBytesAt(std::span<const std::uint8_t> buffer, std::int32_t index) {
-  return static_cast<std::uint16_t>(ByteAt(buffer, index) << 8 | ByteAt(buffer, index + 1));
+/// The big-endian number in `count` (0 to 4) bytes from `start`.
+inline std::uint32_t NumberAt(std::span<const std::uint8_t> buffer, std::int32_t start,
+                              std::int32_t count) {
+  std::uint32_t value = 0;
+  for (std::int32_t i = 0; i < count; ++i) value = value << 8 | ByteAt(buffer, start + i);
+  return value;
 }
 
 }  // namespace quillet

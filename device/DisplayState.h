@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+
+namespace quillet {
+
+/// What a display may know of a download, packed into one word: published by the thread that knows
+/// and read by any.
+class DisplayState {
+ public:
+  /// The step of the download.
+  enum class Phase : std::uint8_t {
+    kPreparing,   ///< records have not been requested yet
+    kRecords,     ///< records arrive one by one
+    kBurst,       ///< records arrive in one transfer
+    kDelivering,  ///< the transfer is complete; its records are being delivered
+    kClosing,     ///< every record has been delivered
+    kGivenUp,     ///< the scanner could not be woken; the download does not continue
+  };
+
+  /// @param phase      the step
+  /// @param bytes      received bytes of a burst, 0 to 2^24
+  /// @param announced  length of a burst in bytes, 0 to 2^24; 0 while unknown
+  constexpr DisplayState(Phase phase = Phase::kPreparing, std::int32_t bytes = 0,
+                         std::int32_t announced = 0)
+      : word_(static_cast<std::uint64_t>(phase) | static_cast<std::uint64_t>(bytes) << 8 |
+              static_cast<std::uint64_t>(announced) << 36) {}
+
+  Phase phase() const { return static_cast<Phase>(word_ & 0xFF); }
+  std::int32_t bytes() const { return static_cast<std::int32_t>(word_ >> 8 & 0xFFFFFFF); }
+  std::int32_t announced() const { return static_cast<std::int32_t>(word_ >> 36); }
+
+ private:
+  std::uint64_t word_;
+};
+
+}  // namespace quillet

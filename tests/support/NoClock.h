@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/Clock.h"
+
+namespace quillet::test {
+
+/// A clock that stands still and never waits.
+class NoClock final : public platform::Clock {
+ public:
+  platform::CalendarTime LocalTime() override { return {}; }
+  std::chrono::nanoseconds Now() override { return {}; }
+  void Sleep(std::chrono::microseconds) override {}
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/SerialLine.h"
+
+namespace quillet::test {
+
+/// A serial line without a system: every path opens, what is written is kept, and what
+/// Arrive gave is read.
+class ScriptedLine final : public platform::SerialLine {
+ public:
+  std::int32_t Open(const char* path, Access, const platform::LineSettings&) override {
+    if (onOpen) onOpen(path);
+    return opens ? kFirstNumber + opened_++ : -1;
+  }
+  std::int32_t Read(std::int32_t, std::span<std::uint8_t> buffer) override {
+    const std::lock_guard lock(mutex_);
+    const std::size_t count = std::min(buffer.size(), arrived_.size());
+    std::copy_n(arrived_.begin(), count, buffer.begin());
+    arrived_.erase(0, count);
+    return static_cast<std::int32_t>(count);
+  }
+  void Write(std::int32_t line, std::uint8_t byte) override {
+    if (line < 0) return;
+    const std::lock_guard lock(mutex_);
+    sent_.push_back(static_cast<char>(byte));
+  }
+  void Close(std::int32_t line) override { closed.push_back(line); }
+
+  /// What has been written since the last call.
+  std::string Sent() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(sent_, {});
+  }
+
+  /// Lets bytes arrive.
+  void Arrive(std::string_view bytes) {
+    const std::lock_guard lock(mutex_);
+    arrived_.append(bytes);
+  }
+
+  bool opens = true;                        ///< whether paths open
+  std::function<void(std::string)> onOpen;  ///< called with each path before it opens
+  std::vector<std::int32_t> closed;         ///< the lines closed, in order
+
+  static constexpr std::int32_t kFirstNumber = 100;
+
+ private:
+  std::mutex mutex_;
+  std::string sent_;
+  std::string arrived_;
+  std::int32_t opened_ = 0;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,440 @@
+#include <fcntl.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "tests/support/LumetFixture.h"
+#include "tests/support/WaitFor.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using test::WaitFor;
+
+constexpr std::string_view kStartCommands("\0W\x01M\x01V\x03w1#", 10);
+const std::string kScan = "\x09\x06"s + "ABCD\x31\x47\x41\x09";
+const std::string kScanFrame = "\x03\0\0\x0D"s + kScan;
+const std::string kBurst = "\0\0\x0D"s + kScan;
+
+class LumetTest : public test::LumetFixture {
+ protected:
+  LumetTest() { lumet.recorddelimiter = 0; }
+
+  std::string Serial() const { return lumet.returnSerialNumber().TextFrom(0); }
+
+  bool IsOf300Series(std::string_view firmware) {
+    lumet.GetFWVersion();
+    Exchange(std::string(firmware) + "@");
+    EXPECT_EQ(lumet.FWVersion.TextFrom(0), firmware);
+    return lumet.bTavo300 != 0;
+  }
+
+  static std::ptrdiff_t Threads() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+  }
+};
+
+// --- Answers ------------------------------------------------------------------------------------
+
+TEST_F(LumetTest, StoresTheSerialNumberUpToItsTerminator) {
+  lumet.GetSerialNumber();
+  Exchange("1234567890@");
+  EXPECT_EQ(Serial(), "1234567890");
+  EXPECT_TRUE(log.Has("-[Lumet HandleCommandData::][1234567890@:11:11:4d]"));
+  EXPECT_TRUE(lumet.bCommandDone());
+  lumet.GetSerialNumber();
+  Exchange("\x03\0\0\x09"s + "12@34!");
+  EXPECT_EQ(Serial(), std::string()) << "the length bytes begin with a NUL";
+}
+
+TEST_F(LumetTest, EmptiesIdentityTextsOnABareTerminator) {
+  lumet.GetSerialNumber();
+  Exchange("!");
+  EXPECT_EQ(Serial(), "");
+  lumet.GetFWVersion();
+  Exchange("!");
+  EXPECT_EQ(lumet.FWVersion.TextFrom(0), "");
+  lumet.GetAssetNumber();
+  Exchange("ASSET-7@");
+  EXPECT_EQ(lumet.AssetNumber.TextFrom(0), "ASSET-7");
+  lumet.GetAssetNumber();
+  Exchange("!");
+  EXPECT_EQ(lumet.AssetNumber.TextFrom(0), "");
+}
+
+TEST_F(LumetTest, CutsAnswersLongerThanTheirField) {
+  lumet.GetSerialNumber();
+  Exchange(std::string(300, '7') + "@");
+  EXPECT_EQ(Serial(), "7777777777");
+  EXPECT_EQ(lumet.FWVersion.TextFrom(0), "0.00.00000");
+  lumet.GetFWVersion();
+  Exchange(std::string(300, '8') + "@");
+  EXPECT_EQ(lumet.FWVersion.TextFrom(0), "8888888888");
+  lumet.GetAssetNumber();
+  Exchange(std::string(300, '9') + "@");
+  EXPECT_EQ(lumet.AssetNumber.TextFrom(0), std::string(32, '9'));
+  EXPECT_EQ(Serial(), "7777777777");
+}
+
+TEST_F(LumetTest, TakesTheCountFromFourBytes) {
+  lumet.Queue({1, 'N'});
+  Exchange("\0\0\0\x21"s);
+  EXPECT_EQ(lumet.SyncEndIndex(), 33);
+  lumet.Queue({1, 'N'});
+  Exchange("\0\0\0\x40"s);
+  EXPECT_EQ(lumet.SyncEndIndex(), 64);
+  // 8,448 is 00 00 21 00: '!' ends the answer early, and the fourth byte is the previous one.
+  lumet.Queue({1, 'N'});
+  Exchange("\0\0\x21"s);
+  EXPECT_EQ(lumet.SyncEndIndex(), 0x2140);
+}
+
+TEST_F(LumetTest, RecognisesThe300SeriesByItsFirmware) {
+  for (const char* firmware : {"1.00.45010", "1.00.42010", "1.00.30010", "1.20.31010"}) {
+    EXPECT_TRUE(IsOf300Series(firmware)) << firmware;
+  }
+  for (const char* firmware : {"1.00.41010", "1.00.31010", "1.20.41010", "0.00.00000"}) {
+    EXPECT_FALSE(IsOf300Series(firmware)) << firmware;
+  }
+  EXPECT_TRUE(log.Has("-[Lumet InitialSetting]"));
+  // After "1.0" and its NUL, characters 5 and 6 are those of the previous answer.
+  ASSERT_TRUE(IsOf300Series("1.00.42010"));
+  EXPECT_TRUE(IsOf300Series("1.0"));
+}
+
+TEST_F(LumetTest, SetsTheClockAfterTheWedgeModeAnswer) {
+  clock.Set({2026, 11, 16, 1, 4, 9});
+  lumet.SetWedgeMode(true);
+  Exchange("@");
+  EXPECT_EQ(Queued(), "\x07\x43\x1A\x0B\x10\x01\x04\x09");
+  EXPECT_TRUE(owner.calls().empty());
+  Exchange("@");
+  EXPECT_EQ(owner.calls(), std::vector<std::string>{"done:1"});
+}
+
+TEST_F(LumetTest, ReadsTheClockTwiceToSetIt) {
+  clock.Set({2026, 11, 16, 23, 59, 59});
+  clock.SetNext({2026, 11, 17, 0, 0, 0});
+  lumet.SyncTavoClock();
+  EXPECT_EQ(Queued(), "\x07\x43\x1A\x0B\x10\0\0\0"s) << "date of the first, time of the second";
+}
+
+TEST_F(LumetTest, IsReadyAtOnceWithClockSettingOff) {
+  lumet.bSyncClock = 0;
+  lumet.SyncTavoClock();
+  EXPECT_EQ(Queued(), "");
+  EXPECT_EQ(owner.calls(), std::vector<std::string>{"done:1"});
+}
+
+TEST_F(LumetTest, ReportsTheEndAfterTheCommandIsDone) {
+  bool done = false;
+  owner.onFinished = [&] { done = lumet.bCommandDone(); };
+  lumet.Queue({3, '1', 'S', '0'});
+  Exchange("@");
+  EXPECT_EQ(owner.calls(), std::vector<std::string>{"finished"});
+  EXPECT_TRUE(done);
+}
+
+TEST_F(LumetTest, DiscardsAnswersThatNoCommandWaitsFor) {
+  lumet.GetSerialNumber();
+  Exchange("1234567890@");
+  Receive("abc@");
+  EXPECT_EQ(Serial(), "1234567890");
+  EXPECT_EQ(lumet.receive().writePtr(), 0);
+}
+
+TEST_F(LumetTest, ReadsBytesAfterAnAnswerWithoutACommand) {
+  AwaitRecord();
+  // The frame answers the record command; the same bytes again are a record nobody requested.
+  Receive(kScanFrame + "x@" + kScanFrame + "@" + "y@");
+  EXPECT_EQ(owner.records(), (std::vector<std::string>{"ABCD", "ABCD"}));
+}
+
+TEST_F(LumetTest, FormatsAnUnsolicitedFrameAfterItsEndMark) {
+  Receive(kScanFrame + "x");
+  EXPECT_TRUE(owner.records().empty());
+  Receive("@");
+  EXPECT_EQ(owner.records(), std::vector<std::string>{"ABCD"});
+}
+
+TEST_F(LumetTest, KeepsABurstAnnouncedWhileARecordIsDelivered) {
+  owner.onRecord = [this] {
+    owner.onRecord = nullptr;
+    lumet.ExpectBurst();
+  };
+  Receive(kScanFrame + "@");
+  EXPECT_EQ(lumet.receive().state(), kBurstLength);
+}
+
+TEST_F(LumetTest, DeliversABurstEvenIfNoCommandWaits) {
+  AwaitBurst();
+  lumet.HandleCommandData(nullptr, 0);  // the answer due is over
+  lumet.ExpectBurst();
+  owner.Clear();
+  Receive(kBurst);
+  EXPECT_EQ(owner.records(), std::vector<std::string>{"ABCD"});
+}
+
+TEST_F(LumetTest, SurvivesABurstLargerThanTheBuffer) {
+  AwaitBurst();
+  constexpr std::size_t kTotal = ReceiveMachine::kBufferSize + 200;
+  std::string burst{static_cast<char>(kTotal >> 16), static_cast<char>(kTotal >> 8 & 0xFF),
+                    static_cast<char>(kTotal & 0xFF)};
+  // Records of 100 bytes; the one that crosses the end of the buffer and the rest are left out.
+  while (burst.size() < kTotal) burst += "\x63\x06" + std::string(98, 'd');
+  Receive(burst.substr(0, kTotal));
+  EXPECT_EQ(owner.records().size(), (ReceiveMachine::kBufferSize - 3) / 100U);
+  EXPECT_EQ(owner.records().back(), std::string(94, 'd'));
+  lumet.GetSerialNumber();
+  answer = [](std::string_view) { return "1234567890@"; };
+  Dispatch(4);
+  EXPECT_EQ(Serial(), "1234567890");
+}
+
+TEST_F(LumetTest, LogsReceivedBytesWithoutControlCharacters) {
+  Receive("ab\x1b[2J\r");
+  EXPECT_TRUE(log.Has("-[Lumet DataFromDevice::][ab\\x1b[2J\\r:7]"));
+  Receive(std::string(2999, 'z'));  // not followed by a NUL
+  EXPECT_TRUE(log.Has("-[Lumet DataFromDevice::][" + std::string(2999, 'z') + ":2999]"));
+  const std::uint8_t byte = 'x';
+  lumet.DataFromDevice(&byte, 0);
+  lumet.DataFromDevice(&byte, -1);
+  EXPECT_TRUE(log.Has("-[Lumet DataFromDevice::][:0]"));
+  EXPECT_TRUE(log.Has("-[Lumet DataFromDevice::][:-1]"));
+}
+
+struct StateCase {
+  std::int32_t state;
+  bool burst;
+  std::string bytes;  // bring the receive path into the state
+};
+
+class LumetStateTest : public LumetTest, public testing::WithParamInterface<StateCase> {};
+
+TEST_P(LumetStateTest, RewindsAnEmptyQueueOnAnyByte) {
+  if (GetParam().burst) lumet.ExpectBurst();
+  Receive(GetParam().bytes);
+  ASSERT_EQ(lumet.receive().state(), GetParam().state);
+  lumet.EraseTavoMemory();
+  Dispatch();
+  ASSERT_EQ(lumet.cmdArray().cmdRead(), 2);
+  Receive("x");
+  EXPECT_EQ(lumet.cmdArray().cmdRead(), 0);
+  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 0);
+  lumet.EraseTavoMemory();
+  Receive("x");
+  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 2) << "a waiting entry stays";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    States, LumetStateTest,
+    testing::Values(StateCase{kPlainAnswer, false, ""}, StateCase{kFrameLength, false, "\x03"},
+                    StateCase{kFrameBody, false, "\x03\0\0\x09"s},
+                    StateCase{kUnsolicitedEnd, false, "\x03\0\0\x04"s + "a"},
+                    StateCase{kBurstLength, true, ""}, StateCase{kBurstBody, true, "\0\0\x09"s}),
+    [](const auto& state) { return "State" + std::to_string(state.param.state); });
+
+// --- Sending ------------------------------------------------------------------------------------
+
+TEST_F(LumetTest, QueuesEachDeviceCommand) {
+  lumet.GetSerialNumber();
+  lumet.GetFWVersion();
+  lumet.GetAssetNumber();
+  lumet.EraseTavoMemory();
+  lumet.SetWedgeMode(true);
+  lumet.SetWedgeMode(false);
+  EXPECT_EQ(Queued(),
+            "\x01M\x01V\x04"
+            "2ZSG\x01"
+            "E\x03w1#\x03w0#");
+}
+
+TEST_F(LumetTest, SendsAndReturnsAtOnceWithWaitFactorZero) {
+  lumet.SetCommand("M");
+  EXPECT_EQ(lumet.SendCommandAndWait(0), 0);
+  EXPECT_EQ(line.Sent(), "M");
+  EXPECT_EQ(clock.sleeps(), std::vector<test::FakeClock::Duration>{1ms});
+  EXPECT_FALSE(lumet.bCommandDone());
+}
+
+TEST_F(LumetTest, SendsATaggedEntryWithGAndKeepsItsTag) {
+  lumet.Queue({3, '1', 'S', '0'});
+  Exchange("@");
+  EXPECT_EQ(commands, std::vector<std::string>{"GS0"});
+  EXPECT_EQ(lumet.commandType(), '1');
+}
+
+TEST_F(LumetTest, LogsCommandsWithTextAndLength) {
+  lumet.SetWedgeMode(true);
+  Exchange("@");
+  EXPECT_TRUE(log.Has("-[Lumet CommandThread]"));
+  EXPECT_TRUE(log.Has("-[Lumet SendCommand][w1#:3]"));
+}
+
+TEST_F(LumetTest, IgnoresTheArgumentOfAWakeup) {
+  for (const bool flag : {false, true}) {
+    lumet.WakeupTavo(flag);
+    Exchange("@");
+  }
+  EXPECT_EQ(commands, (std::vector<std::string>{"W", "W"}));
+}
+
+TEST_F(LumetTest, SendsThreeNulsBeforeAWakeupAfterA01Command) {
+  lumet.SetCommand("\x01");
+  lumet.WakeupTavo(false);
+  lumet.HandleCommandData(nullptr, 0);  // no answer is due
+  Exchange("@");
+  lumet.WakeupTavo(true);
+  Exchange("@");
+  EXPECT_EQ(commands, (std::vector<std::string>{"\0\0\0W"s, "W"}));
+}
+
+TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
+  lumet.WakeupTavo(false);
+  lumet.GetSerialNumber();
+  Receive("\x03\0\0\x09"s + "ab");
+  Dispatch();
+  EXPECT_EQ(line.Sent(), "WWWWW");
+  EXPECT_EQ(clock.Count(100ms), 25U) << "five attempts of half a second";
+  EXPECT_EQ(Queued(), "");
+  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 0);
+  EXPECT_EQ(lumet.receive().state(), 0);
+  EXPECT_EQ(lumet.receive().writePtr(), 0);
+  EXPECT_TRUE(lumet.bCommandDone());
+  EXPECT_EQ(lumet.display().phase(), DisplayState::Phase::kGivenUp);
+}
+
+TEST_F(LumetTest, KeepsANewConnectionsCommandsAfterAFailedWakeup) {
+  lumet.WakeupTavo(false);
+  bool reconnected = false;
+  clock.OnSleep([&](std::size_t) {
+    if (clock.Count(100ms) != 3 || std::exchange(reconnected, true)) return;
+    lumet.InitTavo();
+    Receive("\x03\0\0\x09"s + "ab");
+  });
+  Dispatch();
+  EXPECT_EQ(Queued(), kStartCommands);
+  EXPECT_EQ(lumet.receive().writePtr(), 5) << "what the new connection has received stays";
+  EXPECT_TRUE(lumet.bCommandDone());
+}
+
+TEST_F(LumetTest, CountsAnAnswerWithinThePauseAfterTheLastByte) {
+  clock.OnSleep([this](std::size_t) {
+    if (clock.sleeps().back() == 1ms) Receive("1234567890@");
+  });
+  lumet.GetSerialNumber();
+  Dispatch();
+  EXPECT_EQ(Serial(), "1234567890");
+  EXPECT_EQ(clock.Count(100ms), 0U);
+}
+
+TEST_F(LumetTest, DoesNotCheckAfterTheLastSleep) {
+  clock.OnSleep([this](std::size_t) {
+    if (clock.Count(100ms) == 5) Receive("@");
+  });
+  lumet.SetCommand("M");
+  EXPECT_EQ(lumet.SendCommandAndWait(1), 0);
+  EXPECT_TRUE(lumet.bCommandDone());
+}
+
+TEST_F(LumetTest, BlocksTheQueueAtAnUnknownEntryUntilInit) {
+  lumet.Queue({1, 'z'});
+  lumet.GetSerialNumber();
+  Dispatch(2);
+  EXPECT_EQ(line.Sent(), "");
+  lumet.InitTavo();
+  Dispatch();
+  EXPECT_EQ(line.Sent().substr(0, 1), "W");
+}
+
+TEST_F(LumetTest, BlocksSendingOverAReconnectUntilAnAnswer) {
+  lumet.GetSerialNumber();
+  Dispatch();
+  EXPECT_EQ(line.Sent(), "M");
+  EXPECT_EQ(clock.Count(100ms), 50U) << "five seconds";
+  lumet.disconnectTavo();
+  ASSERT_EQ(lumet.connectTavo("port"), 1);
+  Dispatch();
+  EXPECT_EQ(line.Sent(), "");
+  Receive("@");
+  EXPECT_TRUE(WaitFor([&] { return line.Sent().starts_with("W"); }));
+}
+
+TEST_F(LumetTest, LogsAnEntryThatDoesNotFit) {
+  for (int i = 0; i < 128; ++i) lumet.GetSerialNumber();
+  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
+  lumet.EraseTavoMemory();
+  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
+  EXPECT_TRUE(log.Has("-[Lumet Queue]: no room for command 45"));
+}
+
+// --- Connection ---------------------------------------------------------------------------------
+
+TEST_F(LumetTest, QueuesTheStartCommandsAndSleepsASecond) {
+  Receive("\x03\0\0\x09"s + "ab");
+  lumet.EraseTavoMemory();
+  lumet.InitTavo();
+  EXPECT_EQ(Queued(), kStartCommands);
+  EXPECT_EQ(lumet.receive().state(), 0);
+  EXPECT_EQ(lumet.receive().writePtr(), 0);
+  EXPECT_EQ(clock.Count(1s), 1U);
+}
+
+TEST_F(LumetTest, ReportsAPortThatDoesNotOpen) {
+  line.opens = false;
+  EXPECT_EQ(lumet.connectTavo("/dev/absent"), 0);
+  EXPECT_FALSE(lumet.bConnected());
+  EXPECT_TRUE(log.Has("[/dev/absent]:Open failed !!!"));
+}
+
+TEST_F(LumetTest, StaysDisconnectedWhenClosedWhileOpening) {
+  // The disconnect comes while the port is being opened for writing.
+  int opened = 0;
+  line.onOpen = [&](const std::string&) {
+    if (++opened == 2) lumet.disconnectTavo();
+  };
+  EXPECT_EQ(lumet.connectTavo("port"), 0);
+  EXPECT_FALSE(lumet.bConnected());
+  EXPECT_EQ(Queued(), "");
+}
+
+TEST_F(LumetTest, EmptiesTheIdentityTextsOnDisconnect) {
+  ASSERT_NE(fcntl(0, F_GETFD), -1);
+  lumet.disconnectTavo();
+  EXPECT_EQ(Serial(), "");
+  EXPECT_EQ(lumet.FWVersion.TextFrom(0), "");
+  EXPECT_FALSE(lumet.bConnected());
+  EXPECT_EQ(line.closed, std::vector<std::int32_t>{0}) << "a channel that was never opened holds 0";
+}
+
+TEST_F(LumetTest, EndsTheCommandThreadAfterTheOperationInProgress) {
+  std::atomic<int> polls = 0;
+  clock.OnSleep([&](std::size_t) {
+    // Disconnects in the second of five wake-up attempts.
+    if (clock.sleeps().back() == 100ms && ++polls == 8) lumet.disconnectTavo();
+  });
+  ASSERT_EQ(lumet.connectTavo("port"), 1);
+  EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
+  EXPECT_EQ(line.Sent(), "WW") << "the line closed; the attempts continued to their end";
+  EXPECT_GE(polls, 25);
+}
+
+TEST_F(LumetTest, RunsAtMostOneCommandThread) {
+  std::thread([] {}).join();  // with the first thread a sanitizer starts one of its own
+  ASSERT_EQ(lumet.connectTavo("port"), 1);  // starts the read thread, which stays
+  lumet.disconnectTavo();
+  EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
+  const auto before = Threads();
+  for (int round = 0; round < 50; ++round) {
+    ASSERT_EQ(lumet.connectTavo("port"), 1);
+    EXPECT_LE(Threads(), before + 1);
+    lumet.disconnectTavo();
+    std::this_thread::sleep_for(std::chrono::microseconds(round * 10));
+  }
+  EXPECT_TRUE(WaitFor([&] { return Threads() == before; }));
+}
+
+}  // namespace
+}  // namespace quillet
