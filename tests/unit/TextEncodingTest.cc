@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "base/Utf8.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {
@@ -41,16 +40,6 @@ TEST(TextEncodingTest, RepairMarksWhatIsBrokenAndKeepsTheRest) {
             "\xEF\xBF\xBD\xEF\xBF\xBD"
             "b");
   EXPECT_EQ(RepairUtf8("\xC3\xA9"), "\xC3\xA9");
-}
-
-TEST(TextEncodingTest, OnlyWellFormedSequencesAreValid) {
-  EXPECT_TRUE(IsValidUtf8("\xF4\x8F\xBF\xBF"));
-  EXPECT_FALSE(IsValidUtf8("\xF4\x90\x80\x80")) << "beyond the last character";
-  EXPECT_FALSE(IsValidUtf8("\xC0\xAF")) << "overlong";
-  EXPECT_FALSE(IsValidUtf8("\xE0\x9F\xBF")) << "overlong";
-  EXPECT_FALSE(IsValidUtf8("\xED\xA0\x80")) << "a surrogate";
-  EXPECT_FALSE(IsValidUtf8("\x80"));
-  EXPECT_FALSE(IsValidUtf8("\xE2\x82"));
 }
 
 TEST(TextEncodingTest, Utf16LengthCountsPairsTwice) {
