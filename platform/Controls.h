@@ -15,7 +15,7 @@ class TextView {
  public:
   virtual ~TextView() = default;
 
-  /// Appends text behind the last character. A line feed ends a line; no other character does.
+  /// Appends text. A line feed ends a line; no other character does.
   virtual void Append(std::string_view text) = 0;
 
   /// Scrolls so that the end of the text is visible.
@@ -25,12 +25,14 @@ class TextView {
   virtual void SetText(std::string_view text) = 0;
 };
 
-/// A list of which one item is selected and shown. Positions count from 0.
+/// A list of which one item is selected and shown. Positions count from 0; titles may repeat. The
+/// first item of an empty list is selected as it is added. When the selected item is removed, the
+/// item that takes its position is selected, or the last one.
 class PopUpList {
  public:
   virtual ~PopUpList() = default;
 
-  /// Adds an item behind the others.
+  /// Adds an item at the end.
   virtual void AddItem(std::string_view title) = 0;
 
   /// Removes the item at a position; a position without an item does nothing.
@@ -49,7 +51,8 @@ class PopUpList {
   virtual std::int32_t SelectedItem() const = 0;
 
   /// Sets what is called, with the new position, whenever another item is selected, by the user
-  /// or by a change of the list.
+  /// or by a change of the list; also when the selected item has moved, and with -1 when none is
+  /// selected any longer.
   virtual void OnSelection(std::function<void(std::int32_t position)> action) = 0;
 };
 
@@ -75,7 +78,7 @@ class ProgressDisplay {
   /// @param fraction  how much of it is done, 0 to 1; a negative one when that is not known
   virtual void Show(std::string_view text, double fraction) = 0;
 
-  /// Shows nothing. Nothing is what it shows at first.
+  /// Hides the display. Hidden initially.
   virtual void Hide() = 0;
 };
 

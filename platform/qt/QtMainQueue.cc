@@ -42,50 +42,50 @@ Pipe MakePipe() {
 
 }  // namespace
 
-QtMainQueue::QtMainQueue() : wake_up_(QSocketNotifier::Read) {
+QtMainQueue::QtMainQueue() : wakeUp_(QSocketNotifier::Read) {
   Pipe wakeUp = MakePipe();
-  wake_up_reader_ = std::move(wakeUp.reader);
-  wake_up_writer_ = std::move(wakeUp.writer);
-  wake_up_.setSocket(wake_up_reader_.Get());
-  wake_up_.setEnabled(true);
+  wakeUpReader_ = std::move(wakeUp.reader);
+  wakeUpWriter_ = std::move(wakeUp.writer);
+  wakeUp_.setSocket(wakeUpReader_.Get());
+  wakeUp_.setEnabled(true);
   // The slices run from a timer and not from the descriptor. A main loop may serve descriptors
   // before timers, and repainting is a timer on some desktops: work that kept the descriptor
   // ready would hold it up, where a timer takes turns with it.
-  slice_timer_.setInterval(0);
-  QObject::connect(&wake_up_, &QSocketNotifier::activated, [this] { HearWakeUp(); });
-  QObject::connect(&slice_timer_, &QTimer::timeout, [this] { RunSlice(); });
-  QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &slice_timer_,
+  sliceTimer_.setInterval(0);
+  QObject::connect(&wakeUp_, &QSocketNotifier::activated, [this] { HearWakeUp(); });
+  QObject::connect(&sliceTimer_, &QTimer::timeout, [this] { RunSlice(); });
+  QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &sliceTimer_,
                    [this] { Close(); });
 }
 
 QtMainQueue::~QtMainQueue() {
-  wake_up_.setEnabled(false);
+  wakeUp_.setEnabled(false);
 }
 
 void QtMainQueue::Async(std::function<void()> work) {
-  bool wake_up = false;
+  bool wakeUp = false;
   {
     const std::scoped_lock lock(mutex_);
     if (closed_) return;
     queued_.push_back(std::move(work));
-    wake_up = !std::exchange(wake_up_sent_, true);
+    wakeUp = !std::exchange(wakeUpSent_, true);
   }
-  if (!wake_up) return;
+  if (!wakeUp) return;
   const char byte = 0;
   // Cannot be full: a second byte is written only after the first has been read.
-  RetryOnSignal([&] { return write(wake_up_writer_.Get(), &byte, 1); });
+  RetryOnSignal([&] { return write(wakeUpWriter_.Get(), &byte, 1); });
 }
 
 void QtMainQueue::HearWakeUp() {
   std::array<char, 16> bytes{};
-  RetryOnSignal([&] { return read(wake_up_reader_.Get(), bytes.data(), bytes.size()); });
-  slice_timer_.start();
+  RetryOnSignal([&] { return read(wakeUpReader_.Get(), bytes.data(), bytes.size()); });
+  sliceTimer_.start();
 }
 
 void QtMainQueue::RunSlice() {
   // A loop inside the work runs no other work: the timer is off, and no wake-up is sent before the
   // queue has been seen empty.
-  slice_timer_.stop();
+  sliceTimer_.stop();
   const auto deadline = steady_clock::now() + kSlice;
   bool more = TakeQueued();
   while (more) {
@@ -95,7 +95,7 @@ void QtMainQueue::RunSlice() {
     more = TakeQueued();
     if (steady_clock::now() >= deadline) break;
   }
-  if (more) slice_timer_.start();
+  if (more) sliceTimer_.start();
 }
 
 /// Refills running_ when it is empty. @return whether there is something to run.
@@ -103,7 +103,7 @@ bool QtMainQueue::TakeQueued() {
   if (!running_.empty()) return true;
   const std::scoped_lock lock(mutex_);
   if (queued_.empty()) {
-    wake_up_sent_ = false;
+    wakeUpSent_ = false;
     return false;
   }
   running_.swap(queued_);
@@ -111,7 +111,7 @@ bool QtMainQueue::TakeQueued() {
 }
 
 void QtMainQueue::Close() {
-  slice_timer_.stop();
+  sliceTimer_.stop();
   Entries dropped;
   {
     const std::scoped_lock lock(mutex_);

@@ -39,18 +39,18 @@ class QtMainQueue final : public MainQueue {
   bool TakeQueued();
   void Close();
 
-  std::mutex mutex_;           // guards the next three
-  Entries queued_;             // what Async has added since the last TakeQueued
-  bool wake_up_sent_ = false;  // from the first entry until the queue has been seen empty
-  bool closed_ = false;        // the main loop has ended
+  std::mutex mutex_;         // guards the next three
+  Entries queued_;           // what Async has added since the last TakeQueued
+  bool wakeUpSent_ = false;  // from the first entry until the queue has been seen empty
+  bool closed_ = false;      // the main loop has ended
 
-  UniqueFd wake_up_writer_;  // pipe: one byte wakes the main loop
-  UniqueFd wake_up_reader_;
+  UniqueFd wakeUpWriter_;  // pipe: one byte wakes the main loop
+  UniqueFd wakeUpReader_;
 
   // Main thread only.
   Entries running_;  // taken from queued_, next to run first
-  QTimer slice_timer_;
-  QSocketNotifier wake_up_;
+  QTimer sliceTimer_;
+  QSocketNotifier wakeUp_;
 };
 
 }  // namespace quillet::platform::qt

@@ -64,33 +64,33 @@ QWidget* MakeStretch() {
 
 struct QtMainWindow::Parts {
   QMainWindow frame;
-  RecordView& record_view = *new RecordView;
-  QComboBox& port_box = *new ListBox;
-  QLabel& progress_label = *new QLabel;
-  QProgressBar& progress_bar = *new QProgressBar;
-  QAction& connect_action = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_K)});
-  QAction& synchronize_action =
+  RecordView& recordView = *new RecordView;
+  QComboBox& portBox = *new ListBox;
+  QLabel& progressLabel = *new QLabel;
+  QProgressBar& progressBar = *new QProgressBar;
+  QAction& connectAction = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_K)});
+  QAction& synchronizeAction =
       MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)});
-  QAction& settings_action = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_Comma)});
-  QAction& clear_action = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_L)});
+  QAction& settingsAction = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_Comma)});
+  QAction& clearAction = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_L)});
 
-  QtTextView view{record_view};
-  QtPopUpList port_list{port_box};
-  QtToolbarItem connect_item{connect_action,
-                             {{QStringLiteral("Connect"), NamedIcon("connect"),
-                               QStringLiteral("Connect to the scanner on the chosen port")},
-                              {QStringLiteral("Disconnect"), NamedIcon("disconnect"),
-                               QStringLiteral("Disconnect from the scanner")}}};
-  QtToolbarItem synchronize_item{synchronize_action,
-                                 {{QStringLiteral("Synchronize"), NamedIcon("synchronize"),
-                                   QStringLiteral("Collect the scanner's records")}}};
-  QtToolbarItem settings_item{settings_action,
-                              {{QStringLiteral("Settings"), NamedIcon("settings"),
-                                QStringLiteral("Choose what is collected and where it goes")}}};
-  QtToolbarItem clear_item{clear_action,
-                           {{QStringLiteral("Clear"), NamedIcon("clear"),
-                             QStringLiteral("Clear the messages and records below")}}};
-  QtProgressDisplay progress{progress_label, progress_bar};
+  QtTextView view{recordView};
+  QtPopUpList portList{portBox};
+  QtToolbarItem connectItem{connectAction,
+                            {{QStringLiteral("Connect"), NamedIcon("connect"),
+                              QStringLiteral("Connect to the scanner on the chosen port")},
+                             {QStringLiteral("Disconnect"), NamedIcon("disconnect"),
+                              QStringLiteral("Disconnect from the scanner")}}};
+  QtToolbarItem synchronizeItem{synchronizeAction,
+                                {{QStringLiteral("Synchronize"), NamedIcon("synchronize"),
+                                  QStringLiteral("Collect the scanner's records")}}};
+  QtToolbarItem settingsItem{settingsAction,
+                             {{QStringLiteral("Settings"), NamedIcon("settings"),
+                               QStringLiteral("Choose what is collected and where it goes")}}};
+  QtToolbarItem clearItem{clearAction,
+                          {{QStringLiteral("Clear"), NamedIcon("clear"),
+                            QStringLiteral("Clear the messages and records below")}}};
+  QtProgressDisplay progress{progressLabel, progressBar};
   QtWindow window{frame};
 
   void MakeView();
@@ -104,10 +104,10 @@ struct QtMainWindow::Parts {
 };
 
 void QtMainWindow::Parts::MakeView() {
-  record_view.setFrameShape(QFrame::NoFrame);
-  record_view.setAccessibleName(QStringLiteral("Messages and records"));
-  record_view.setPlaceholderText(QStringLiteral("Messages and records appear here."));
-  frame.setCentralWidget(&record_view);
+  recordView.setFrameShape(QFrame::NoFrame);
+  recordView.setAccessibleName(QStringLiteral("Messages and records"));
+  recordView.setPlaceholderText(QStringLiteral("Messages and records appear here."));
+  frame.setCentralWidget(&recordView);
 }
 
 /// The list with its caption below it, as the buttons have theirs.
@@ -115,16 +115,16 @@ QWidget* QtMainWindow::Parts::MakePortPanel() {
   auto* panel = new QWidget;
   auto* caption = new QLabel(QStringLiteral("Port"));
   caption->setAlignment(Qt::AlignHCenter);
-  caption->setBuddy(&port_box);
-  port_box.setAccessibleName(QStringLiteral("Port"));
-  port_box.setToolTip(QStringLiteral("The port that Connect uses"));
-  port_box.setMinimumContentsLength(kPortCharacters);
-  port_box.setSizeAdjustPolicy(QComboBox::AdjustToContents);
-  Outline(port_box);
+  caption->setBuddy(&portBox);
+  portBox.setAccessibleName(QStringLiteral("Port"));
+  portBox.setToolTip(QStringLiteral("The port that Connect uses"));
+  portBox.setMinimumContentsLength(kPortCharacters);
+  portBox.setSizeAdjustPolicy(QComboBox::AdjustToContents);
+  Outline(portBox);
   auto* layout = new QVBoxLayout(panel);
   layout->setContentsMargins(4, 2, 4, 4);
   layout->setSpacing(0);
-  layout->addWidget(&port_box, 1, Qt::AlignVCenter);
+  layout->addWidget(&portBox, 1, Qt::AlignVCenter);
   layout->addWidget(caption);
   return panel;
 }
@@ -148,11 +148,11 @@ void QtMainWindow::Parts::MakeToolbar() {
   bar->setIconSize(QSize(kIconSize, kIconSize));
   frame.setContextMenuPolicy(Qt::NoContextMenu);  // which would offer to hide the toolbar
   bar->addWidget(MakePortPanel());
-  bar->addWidget(MakeButton(connect_action, connect_item));
-  bar->addWidget(MakeButton(synchronize_action, synchronize_item));
+  bar->addWidget(MakeButton(connectAction, connectItem));
+  bar->addWidget(MakeButton(synchronizeAction, synchronizeItem));
   bar->addWidget(MakeStretch());
-  bar->addWidget(MakeButton(settings_action, settings_item));
-  bar->addWidget(MakeButton(clear_action, clear_item));
+  bar->addWidget(MakeButton(settingsAction, settingsItem));
+  bar->addWidget(MakeButton(clearAction, clearItem));
   frame.addToolBar(bar);
   frame.setUnifiedTitleAndToolBarOnMac(true);
 }
@@ -160,17 +160,17 @@ void QtMainWindow::Parts::MakeToolbar() {
 /// A run may type its records into whatever has the keyboard. Should that be this window, a line
 /// end must not press the button that has just been pressed, and so start the next run.
 void QtMainWindow::Parts::KeepKeysFromButtons() {
-  QObject::connect(&synchronize_action, &QAction::triggered, &record_view,
-                   [this] { record_view.setFocus(); });
+  QObject::connect(&synchronizeAction, &QAction::triggered, &recordView,
+                   [this] { recordView.setFocus(); });
 }
 
 void QtMainWindow::Parts::MakeMenus() {
-  settings_action.setMenuRole(QAction::PreferencesRole);
+  settingsAction.setMenuRole(QAction::PreferencesRole);
   auto* scanner = frame.menuBar()->addMenu(QStringLiteral("&Scanner"));
-  scanner->addAction(&connect_action);
-  scanner->addAction(&synchronize_action);
+  scanner->addAction(&connectAction);
+  scanner->addAction(&synchronizeAction);
   scanner->addSeparator();
-  scanner->addAction(&settings_action);
+  scanner->addAction(&settingsAction);
   scanner->addSeparator();
   scanner->addAction(QStringLiteral("C&lose"), QKeySequence(Qt::CTRL | Qt::Key_W), &frame,
                      &QWidget::close);
@@ -179,32 +179,32 @@ void QtMainWindow::Parts::MakeMenus() {
   quit->setMenuRole(QAction::QuitRole);
 
   auto* edit = frame.menuBar()->addMenu(QStringLiteral("&Edit"));
-  auto* copy = edit->addAction(QStringLiteral("&Copy"), &record_view, &RecordView::copy);
+  auto* copy = edit->addAction(QStringLiteral("&Copy"), &recordView, &RecordView::copy);
   copy->setShortcuts(QKeySequence::Copy);
   copy->setEnabled(false);
-  QObject::connect(&record_view, &RecordView::copyAvailable, copy, &QAction::setEnabled);
+  QObject::connect(&recordView, &RecordView::copyAvailable, copy, &QAction::setEnabled);
   auto* select =
-      edit->addAction(QStringLiteral("Select &All"), &record_view, &RecordView::selectAll);
+      edit->addAction(QStringLiteral("Select &All"), &recordView, &RecordView::selectAll);
   select->setShortcuts(QKeySequence::SelectAll);
   edit->addSeparator();
-  edit->addAction(&clear_action);
+  edit->addAction(&clearAction);
 }
 
 /// The strip below the view. It keeps its height while it is empty, so that nothing moves.
 void QtMainWindow::Parts::MakeProgress() {
-  progress_label.setContentsMargins(8, 0, 0, 0);
+  progressLabel.setContentsMargins(8, 0, 0, 0);
   // A text that is wider than the window is cut, and does not hold the window open.
-  progress_label.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-  progress_bar.setAccessibleName(QStringLiteral("Progress"));
-  progress_bar.setFixedWidth(kProgressWidth);
-  Outline(progress_bar);
+  progressLabel.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  progressBar.setAccessibleName(QStringLiteral("Progress"));
+  progressBar.setFixedWidth(kProgressWidth);
+  Outline(progressBar);
   QStatusBar& strip = *frame.statusBar();
   strip.setSizeGripEnabled(false);
-  strip.setMinimumHeight(
-      qMax(progress_bar.sizeHint().height(), progress_label.sizeHint().height()) + 8);
+  strip.setMinimumHeight(qMax(progressBar.sizeHint().height(), progressLabel.sizeHint().height()) +
+                         8);
   strip.setContentsMargins(0, 0, 8, 0);
-  strip.addWidget(&progress_label, 1);
-  strip.addPermanentWidget(&progress_bar);
+  strip.addWidget(&progressLabel, 1);
+  strip.addPermanentWidget(&progressBar);
   progress.Hide();
 }
 
@@ -227,7 +227,7 @@ QtMainWindow::~QtMainWindow() = default;
 
 void QtMainWindow::Show() {
   // Not on a button: a record that is typed into the wrong window must press nothing.
-  parts_->record_view.setFocus();
+  parts_->recordView.setFocus();
   parts_->frame.show();
 }
 
@@ -235,19 +235,19 @@ QtTextView& QtMainWindow::view() {
   return parts_->view;
 }
 PopUpList& QtMainWindow::portList() {
-  return parts_->port_list;
+  return parts_->portList;
 }
 ToolbarItem& QtMainWindow::connectItem() {
-  return parts_->connect_item;
+  return parts_->connectItem;
 }
 ToolbarItem& QtMainWindow::synchronizeItem() {
-  return parts_->synchronize_item;
+  return parts_->synchronizeItem;
 }
 ToolbarItem& QtMainWindow::settingsItem() {
-  return parts_->settings_item;
+  return parts_->settingsItem;
 }
 ToolbarItem& QtMainWindow::clearItem() {
-  return parts_->clear_item;
+  return parts_->clearItem;
 }
 ProgressDisplay& QtMainWindow::progress() {
   return parts_->progress;

@@ -33,7 +33,9 @@ void QtPopUpList::RemoveItem(std::int32_t position) {
 }
 
 void QtPopUpList::SelectItem(std::int32_t position) {
-  box_.setCurrentIndex(Has(position) ? position : -1);
+  const std::int32_t wanted = Has(position) ? position : -1;
+  // The box reports a repeated -1.
+  if (wanted != SelectedItem()) box_.setCurrentIndex(wanted);
 }
 
 std::int32_t QtPopUpList::NumberOfItems() const {

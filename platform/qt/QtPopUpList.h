@@ -12,10 +12,6 @@ class QComboBox;
 namespace quillet::platform::qt {
 
 /// A combo box as the program's PopUpList. Main thread only.
-///
-/// A list that is not empty always has a selected item: the first one added is selected, and
-/// when the selected item is removed, the one that takes its position is, or the last one. Titles
-/// need not be unique.
 class QtPopUpList final : public PopUpList {
  public:
   /// @param box  an empty box that cannot be edited; it outlives this object
@@ -27,9 +23,6 @@ class QtPopUpList final : public PopUpList {
   std::int32_t NumberOfItems() const override;
   std::string ItemTitle(std::int32_t position) const override;
   std::int32_t SelectedItem() const override;
-
-  /// Also called with -1 when the last item has gone, and when the selected item has merely
-  /// moved to another position.
   void OnSelection(std::function<void(std::int32_t position)> action) override;
 
  private:

@@ -24,8 +24,8 @@ constexpr std::size_t kKept = 256 * 1024;
 }  // namespace
 
 QtTextView::QtTextView(RecordView& view) : view_(view) {
-  slice_timer_.setInterval(0);
-  QObject::connect(&slice_timer_, &QTimer::timeout, [this] { RunSlice(); });
+  sliceTimer_.setInterval(0);
+  QObject::connect(&sliceTimer_, &QTimer::timeout, [this] { RunSlice(); });
 }
 
 void QtTextView::Append(std::string_view text) {
@@ -35,13 +35,14 @@ void QtTextView::Append(std::string_view text) {
 }
 
 void QtTextView::ScrollToEnd() {
-  scroll_wanted_ = true;
+  scrollWanted_ = true;
   Schedule();
 }
 
 void QtTextView::SetText(std::string_view text) {
   pending_.clear();
   inserted_ = 0;
+  scrollWanted_ = false;
   view_.clear();
   Append(text);
 }
@@ -53,16 +54,16 @@ std::string QtTextView::ShownText() const {
 }
 
 void QtTextView::Schedule() {
-  if (!slice_timer_.isActive()) slice_timer_.start();
+  if (!sliceTimer_.isActive()) sliceTimer_.start();
 }
 
 void QtTextView::RunSlice() {
   const auto deadline = steady_clock::now() + kSlice;
   while (HasPending() && steady_clock::now() < deadline) InsertPiece();
-  if (scroll_wanted_) view_.ScrollToEnd();
+  if (scrollWanted_) view_.ScrollToEnd();
   if (HasPending()) return;
-  slice_timer_.stop();
-  scroll_wanted_ = false;
+  sliceTimer_.stop();
+  scrollWanted_ = false;
   pending_.clear();
   inserted_ = 0;
 }

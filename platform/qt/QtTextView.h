@@ -41,8 +41,8 @@ class QtTextView final : public TextView {
   RecordView& view_;
   std::string pending_;       // appended; UTF-8
   std::size_t inserted_ = 0;  // bytes at the beginning of pending_ that are in the view
-  bool scroll_wanted_ = false;
-  QTimer slice_timer_;
+  bool scrollWanted_ = false;
+  QTimer sliceTimer_;
 };
 
 }  // namespace quillet::platform::qt

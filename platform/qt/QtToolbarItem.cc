@@ -11,7 +11,7 @@ namespace quillet::platform::qt {
 QtToolbarItem::QtToolbarItem(QAction& action, std::vector<ToolbarFace> faces)
     : action_(action), faces_(std::move(faces)) {
   QObject::connect(&action_, &QAction::triggered, &action_, [this] {
-    if (on_press_) on_press_();
+    if (onPress_) onPress_();
   });
   if (!faces_.empty()) SetLabel(faces_.front().label.toStdString());
 }
@@ -28,7 +28,7 @@ void QtToolbarItem::SetLabel(std::string_view label) {
 }
 
 void QtToolbarItem::OnPress(std::function<void()> action) {
-  on_press_ = std::move(action);
+  onPress_ = std::move(action);
 }
 
 std::vector<QString> QtToolbarItem::Labels() const {

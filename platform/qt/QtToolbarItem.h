@@ -42,7 +42,7 @@ class QtToolbarItem final : public ToolbarItem {
 
   QAction& action_;
   const std::vector<ToolbarFace> faces_;
-  std::function<void()> on_press_;
+  std::function<void()> onPress_;
 };
 
 }  // namespace quillet::platform::qt

@@ -49,16 +49,16 @@ QString ToDocumentText(std::string_view text) {
 void InsertAtEnd(QTextCursor& end, const QString& text) {
   end.beginEditBlock();
   qsizetype length = end.positionInBlock();
-  bool after_blank = length > 0 && IsBlank(end.block().text().back());
+  bool afterBlank = length > 0 && IsBlank(end.block().text().back());
   qsizetype inserted = 0;
   for (qsizetype i = 0; i < text.size(); ++i) {
     const QChar c = text[i];
     if (c == u'\n') {
       length = 0;
-      after_blank = false;
+      afterBlank = false;
       continue;
     }
-    const bool full = length >= kFullLength || (after_blank && length >= kFairLength);
+    const bool full = length >= kFullLength || (afterBlank && length >= kFairLength);
     if (full && !c.isLowSurrogate()) {
       end.insertText(text.mid(inserted, i - inserted));
       StartContinuation(end);
@@ -66,7 +66,7 @@ void InsertAtEnd(QTextCursor& end, const QString& text) {
       length = 0;
     }
     ++length;
-    after_blank = IsBlank(c);
+    afterBlank = IsBlank(c);
   }
   end.insertText(text.mid(inserted));
   end.endEditBlock();
