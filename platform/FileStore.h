@@ -28,7 +28,8 @@ class FileStore {
   /// Replaces a file, or creates it, as a whole: a process that is killed at any instant leaves
   /// either the old file or the new one, never a part. A symbolic link at `path` is itself
   /// replaced and never followed.
-  /// @return true when the new contents are on the storage device, false when nothing changed.
+  /// @return true when the file was replaced, by contents that had been synchronized with the
+  ///         storage device; false when nothing changed.
   virtual bool Replace(const std::string& path, std::string_view contents) = 0;
 };
 

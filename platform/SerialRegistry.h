@@ -10,8 +10,8 @@ namespace quillet::platform {
 /// The system's registry of serial stream devices, and its news of their arrival and removal.
 /// All calls, and all callbacks, are on the main thread.
 ///
-/// Notifications are handed out through iterators: a callback receives an iterator, takes every
-/// object off it with Next and releases each. Taking the last one re-arms the notification; until
+/// Notifications are passed through iterators: a callback receives an iterator, takes every object
+/// off it with Next and releases each. Next arms the notification again when it returns 0; until
 /// then no further callback is made for that iterator.
 class SerialRegistry {
  public:

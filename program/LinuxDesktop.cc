@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "platform/linux/DesktopApplications.h"
-#include "platform/linux/KeyEventsOfSession.h"
+#include "platform/linux/DesktopSession.h"
 #include "platform/linux/UdevSerialRegistry.h"
 #include "platform/qt/QtDescriptorWatch.h"
 #include "platform/qt/QtPasteboard.h"
@@ -15,7 +15,8 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
   return {.workspace = std::make_unique<platform::qt::QtWorkspace>(*parts.window),
           .keyEvents = MakeKeyEventsOfSession(std::getenv, parts.log, parts.clock),
           .pasteboard = std::make_unique<platform::qt::QtPasteboard>(parts.mainQueue),
-          .applications = std::make_unique<DesktopApplications>(IsX11Session(std::getenv))};
+          .applications =
+              std::make_unique<DesktopApplications>(IsX11Session(std::getenv), parts.clock)};
 }
 
 platform::SerialRegistry& SerialRegistryOfSystem() {

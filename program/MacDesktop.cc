@@ -1,8 +1,7 @@
-#include "platform/macos/GeneralPasteboard.h"
+#include "platform/macos/AppKit.h"
 #include "platform/macos/IoKitSerialRegistry.h"
 #include "platform/macos/LaunchServicesApplications.h"
 #include "platform/macos/QuartzKeyEvents.h"
-#include "platform/macos/SharedApplication.h"
 #include "program/Desktop.h"
 
 namespace quillet {

@@ -1,15 +1,79 @@
 #include "platform/linux/DesktopApplications.h"
 
+#include <gio/gdesktopappinfo.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
-
-#include "platform/linux/RunningProcesses.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
+
+constexpr std::string_view kEntryEnding = ".desktop";
+
+std::string LowerCase(const std::string& text) {
+  const std::unique_ptr<char, decltype(&g_free)> lower(g_ascii_strdown(text.c_str(), -1), g_free);
+  return lower.get();
+}
+
+std::string FileName(std::string_view path) {
+  return std::string(path.substr(path.rfind('/') + 1));
+}
+
+bool IsExecutableFile(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         access(path.c_str(), X_OK) == 0;
+}
+
+// A word of a command without its codes, of which %% is a percent sign and the others stand for
+// files or names that are not given.
+std::string WithoutCodes(std::string_view word) {
+  std::string plain;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (word[i] != '%') {
+      plain.push_back(word[i]);
+    } else if (++i < word.size() && word[i] == '%') {
+      plain.push_back('%');
+    }
+  }
+  return plain;
+}
+
+std::vector<std::string> CommandOf(GAppInfo* info) {
+  std::vector<std::string> command;
+  const char* line = g_app_info_get_commandline(info);
+  gchar** words = nullptr;
+  if (line == nullptr || !g_shell_parse_argv(line, nullptr, &words, nullptr)) return command;
+  for (gchar** word = words; *word != nullptr; ++word) {
+    std::string plain = WithoutCodes(*word);
+    if (!plain.empty()) command.push_back(std::move(plain));
+  }
+  g_strfreev(words);
+  return command;
+}
+
+std::shared_ptr<GAppInfo> Owned(void* info) {
+  if (info == nullptr) return nullptr;
+  return {static_cast<GAppInfo*>(info), [](GAppInfo* owned) { g_object_unref(owned); }};
+}
+
+// In the child between fork and exec: nothing but what signal-safety(7) allows. The session is a
+// new one, so that the end of this one does not reach the application.
+void PrepareChild(void*) {
+  setsid();
+  signal(SIGPIPE, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void TellPid(GDesktopAppInfo*, GPid pid, void* started) {
+  (*static_cast<const std::function<void(int)>*>(started))(pid);
+}
 
 using namespace std::chrono_literals;
 
@@ -35,12 +99,53 @@ bool IsOfClass(const X11Windows::Window& window, const std::vector<std::string>&
 // program's own are none, whatever they are called and whoever has started it.
 int Rank(const X11Windows::Window& window, int process, const std::vector<std::string>& classes) {
   if (window.pid == getpid()) return 0;
-  const bool is_of_process = IsOfProcess(window, process);
-  if (!is_of_process && !IsOfClass(window, classes)) return 0;
-  return 1 + (window.isNormal ? 1 : 0) + (is_of_process ? 2 : 0);
+  const bool isOfProcess = IsOfProcess(window, process);
+  if (!isOfProcess && !IsOfClass(window, classes)) return 0;
+  return 1 + (window.isNormal ? 1 : 0) + (isOfProcess ? 2 : 0);
 }
 
 }  // namespace
+
+std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
+  if (!path.starts_with('/')) return std::nullopt;
+  ApplicationFile file;
+  if (path.ends_with(kEntryEnding)) {
+    file.info_ = Owned(g_desktop_app_info_new_from_filename(path.c_str()));
+    if (!file.info_) return std::nullopt;
+    file.command_ = CommandOf(file.info_.get());
+    const char* named =
+        g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
+    if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
+    const std::string name = FileName(path);
+    file.windowClasses_.push_back(LowerCase(name.substr(0, name.size() - kEntryEnding.size())));
+    // A program that is given words is often one that many applications share, such as a terminal.
+    if (named == nullptr && file.command_.size() == 1) {
+      file.windowClasses_.push_back(LowerCase(FileName(file.command_[0])));
+    }
+  } else if (IsExecutableFile(path)) {
+    std::string escaped;
+    for (const char character : path) escaped.append(character == '%' ? 2 : 1, character);
+    const std::unique_ptr<char, decltype(&g_free)> quoted(g_shell_quote(escaped.c_str()), g_free);
+    file.info_ = Owned(
+        g_app_info_create_from_commandline(quoted.get(), nullptr, G_APP_INFO_CREATE_NONE, nullptr));
+    file.command_ = {path};
+    file.windowClasses_ = {LowerCase(FileName(path))};
+  }
+  if (!file.info_ || file.command_.empty()) return std::nullopt;
+  return file;
+}
+
+bool ApplicationFile::Start(const std::function<void(int)>& started) const {
+  // GLib closes every descriptor above the standard ones in the child, and puts another process in
+  // between, which ends at once: nobody has to wait for the application.
+  constexpr auto kFlags = static_cast<GSpawnFlags>(
+      G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
+  const std::unique_ptr<GAppLaunchContext, decltype(&g_object_unref)> context(
+      g_app_launch_context_new(), g_object_unref);
+  return g_desktop_app_info_launch_uris_as_manager(
+             G_DESKTOP_APP_INFO(info_.get()), nullptr, context.get(), kFlags, PrepareChild, nullptr,
+             TellPid, const_cast<std::function<void(int)>*>(&started), nullptr) != 0;
+}
 
 bool DesktopApplications::HasApplication(const std::string& path) {
   struct stat status {};
@@ -69,10 +174,10 @@ std::vector<std::string> DesktopApplications::LaunchedApplications() {
 
 bool DesktopApplications::Start(const ApplicationFile& file, Opened& opened) {
   opened = {};
-  opened.start = now_();
+  opened.start = clock_.Now();
   const bool started = file.Start([this, &opened](int pid) {
     opened.pid = pid;
-    opened.process = std::make_unique<WatchedProcess>(pid, now_);
+    opened.process = std::make_unique<WatchedProcess>(pid, clock_);
   });
   // What another process has started has no number here.
   if (started && (!opened.process || !opened.process->IsKnown())) opened.handedOver = opened.start;
@@ -89,11 +194,11 @@ bool DesktopApplications::IsRunning(const ApplicationFile& file, Opened& opened)
   opened.start.reset();
   opened.pid = FindProcess(file.command());
   if (opened.pid != 0) {
-    opened.process = std::make_unique<WatchedProcess>(opened.pid, now_);
+    opened.process = std::make_unique<WatchedProcess>(opened.pid, clock_);
     return true;
   }
   if (WindowOf(file, opened)) return true;
-  const auto now = now_();
+  const auto now = clock_.Now();
   if (opened.handedOver && Windows() != nullptr && now - *opened.handedOver > kHandedOver) {
     opened.handedOver.reset();
   }
@@ -106,16 +211,16 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
                                                                 const Opened& opened) {
   X11Windows* const windows = Windows();
   if (windows == nullptr) return std::nullopt;
-  const auto rank_of = [&](const X11Windows::Window& window) {
+  const auto rankOf = [&](const X11Windows::Window& window) {
     return Rank(window, opened.pid, file.windowClasses());
   };
   // Whichever of them has the focus, the user wants it to have the focus.
   auto found = windows->Active();
-  if (found && rank_of(*found) > 0) return found;
+  if (found && rankOf(*found) > 0) return found;
   found.reset();
   int best = 0;
   for (X11Windows::Window& window : windows->All()) {
-    const int rank = rank_of(window);
+    const int rank = rankOf(window);
     if (rank <= best) continue;
     best = rank;
     found = std::move(window);
@@ -125,7 +230,7 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
 
 void DesktopApplications::BringToFront(const ApplicationFile& file, const Opened& opened) {
   const auto window = WindowOf(file, opened);
-  if (window && !window->isActive) windows_->Activate(window->id, kFocusLimit);
+  if (window && !window->isActive) windows_->Activate(window->id, kFocusLimit, clock_);
 }
 
 // The connection to the X server; made anew when the server has gone. Null where there is none.

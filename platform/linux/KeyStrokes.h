@@ -3,7 +3,10 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <string>
+#include <utility>
 
+#include "base/SystemLog.h"
 #include "platform/KeyEvents.h"
 
 namespace quillet::platform::linux_desktop {
@@ -27,5 +30,21 @@ std::uint16_t EvdevKeyCode(std::uint16_t virtualKey);
 /// it types while Caps Lock is off. Events of keys that there are none for are left out.
 void ToKeyStrokes(std::span<const KeyEvent> events, bool capsLock,
                   const std::function<void(KeyStroke)>& put);
+
+/// Tells the log once, however many keys follow, that keys cannot be pressed. One thread at a time.
+class TypingFailure {
+ public:
+  /// @param log  outlives this object
+  explicit TypingFailure(SystemLog& log) : log_(log) {}
+
+  /// @param reason  why not, behind a colon
+  void Tell(const std::string& reason) {
+    if (!std::exchange(told_, true)) log_.Write("Cannot type on this desktop: " + reason);
+  }
+
+ private:
+  SystemLog& log_;
+  bool told_ = false;
+};
 
 }  // namespace quillet::platform::linux_desktop

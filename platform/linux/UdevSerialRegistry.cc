@@ -19,7 +19,7 @@ std::int32_t UdevSerialRegistry::ReadSerialStreams(std::span<std::string> names,
   std::size_t count = 0;
   for (SerialStream& stream : ListSerialStreams(udev_.get())) {
     if (count == room) break;
-    if (monitor_ != nullptr && !told_.contains(stream.system_path)) continue;
+    if (monitor_ != nullptr && !told_.contains(stream.systemPath)) continue;
     names[count] = std::move(stream.name);
     paths[count] = std::move(stream.node);
     ++count;
@@ -29,27 +29,60 @@ std::int32_t UdevSerialRegistry::ReadSerialStreams(std::span<std::string> names,
 
 SerialRegistry::NotifyPort UdevSerialRegistry::CreateNotifyPort() {
   if (monitor_ == nullptr && !StartMonitor()) return 0;
-  return notifications_.AddPort();
+  return *ports_.insert(++lastPort_).first;
 }
 
 SerialRegistry::Handle UdevSerialRegistry::AddMatchingNotification(NotifyPort port, Event event,
                                                                    Callback callback,
                                                                    void* context) {
+  if (!ports_.contains(port) || callback == nullptr) return 0;
+  const Handle handle = NewHandle();
   const std::size_t present = event == Event::FirstMatch ? told_.size() : 0;
-  return notifications_.AddIterator(port, event, callback, context, present);
+  iterators_.emplace(handle, Iterator{port, event, std::move(callback), context, present, false});
+  return handle;
 }
 
 SerialRegistry::Handle UdevSerialRegistry::Next(Handle iterator) {
-  return notifications_.Next(iterator);
+  const auto found = iterators_.find(iterator);
+  if (found == iterators_.end()) return 0;
+  Iterator& entry = found->second;
+  entry.armed = entry.waiting == 0;
+  if (entry.armed) return 0;
+  --entry.waiting;
+  return NewHandle();
 }
 
 void UdevSerialRegistry::Release(Handle handle) {
-  notifications_.Release(handle);
+  iterators_.erase(handle);
 }
 
 void UdevSerialRegistry::DestroyNotifyPort(NotifyPort port) {
-  notifications_.RemovePort(port);
-  if (!notifications_.HasPorts()) StopMonitor();
+  ports_.erase(port);
+  std::erase_if(iterators_, [port](const auto& entry) { return entry.second.port == port; });
+  if (ports_.empty()) StopMonitor();
+}
+
+SerialRegistry::Handle UdevSerialRegistry::NewHandle() {
+  do {
+    ++lastHandle_;
+  } while (lastHandle_ == 0 || iterators_.contains(lastHandle_));
+  return lastHandle_;
+}
+
+// A callback may call every operation of this class; an iterator that it releases is not called.
+void UdevSerialRegistry::Post(Event event) {
+  std::vector<Handle> toCall;
+  for (auto& [handle, entry] : iterators_) {
+    if (entry.event != event) continue;
+    ++entry.waiting;
+    if (std::exchange(entry.armed, false)) toCall.push_back(handle);
+  }
+  for (const Handle handle : toCall) {
+    const auto found = iterators_.find(handle);
+    if (found == iterators_.end()) continue;
+    const Iterator called = found->second;
+    called.callback(called.context, handle);
+  }
 }
 
 bool UdevSerialRegistry::StartMonitor() {
@@ -67,7 +100,7 @@ bool UdevSerialRegistry::StartMonitor() {
   // Read after the monitor has begun to listen: a device that comes or goes meanwhile is in this
   // list, or its event is waiting, or both, which does no harm.
   for (const SerialStream& stream : ListSerialStreams(udev_.get())) {
-    told_.emplace(stream.system_path, stream.since);
+    told_.emplace(stream.systemPath, stream.since);
   }
   return true;
 }
@@ -87,24 +120,23 @@ void UdevSerialRegistry::HandleEvent() {
     return;
   }
   const char* const action = udev_device_get_action(device.get());
-  const char* const system_path = udev_device_get_syspath(device.get());
-  if (action == nullptr || system_path == nullptr) return;
+  const char* const systemPath = udev_device_get_syspath(device.get());
+  if (action == nullptr || systemPath == nullptr) return;
   if (std::string_view(action) == "remove") {
-    HandleRemoval(system_path);
-  } else if (auto stream = ReadSerialStream(udev_.get(), system_path)) {
+    HandleRemoval(systemPath);
+  } else if (auto stream = ReadSerialStream(udev_.get(), systemPath)) {
     HandleArrival(*std::move(stream));
   }
 }
 
 void UdevSerialRegistry::HandleArrival(SerialStream stream) {
-  const auto [place, is_news] =
-      told_.emplace(std::move(stream.system_path), std::move(stream.since));
-  if (is_news) notifications_.Post(Event::FirstMatch);
+  const auto [place, isNews] = told_.emplace(std::move(stream.systemPath), std::move(stream.since));
+  if (isNews) Post(Event::FirstMatch);
 }
 
 // Sysfs shows nothing of a device that has gone; what was told of it is all there is to go by.
-void UdevSerialRegistry::HandleRemoval(const std::string& system_path) {
-  if (told_.erase(system_path) > 0) notifications_.Post(Event::Terminate);
+void UdevSerialRegistry::HandleRemoval(const std::string& systemPath) {
+  if (told_.erase(systemPath) > 0) Post(Event::Terminate);
 }
 
 // The kernel drops events when the socket's buffer is full and says so once, with ENOBUFS
@@ -116,12 +148,12 @@ void UdevSerialRegistry::CompareAfterLoss() {
   std::vector<SerialStream> present = ListSerialStreams(udev_.get());
   ToldDevices gone = told_;
   for (const SerialStream& stream : present) {
-    const auto same = gone.find(stream.system_path);
+    const auto same = gone.find(stream.systemPath);
     if (same != gone.end() && same->second == stream.since) gone.erase(same);
   }
   // A callback may destroy the port, which ends the monitor.
-  for (const auto& [system_path, since] : gone) {
-    if (monitor_ != nullptr) HandleRemoval(system_path);
+  for (const auto& [systemPath, since] : gone) {
+    if (monitor_ != nullptr) HandleRemoval(systemPath);
   }
   for (SerialStream& stream : present) {
     if (monitor_ != nullptr) HandleArrival(std::move(stream));

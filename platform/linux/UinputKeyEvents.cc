@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "base/Retry.h"
-#include "platform/linux/KeyStrokes.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -37,7 +36,7 @@ static_assert(8 * (1 + 7 + kSilentAxes.size() + kLastSilentPosition - kFirstSile
 // The steady rate, about 320 characters in a second, and how far ahead of it a burst may be: a scan
 // of ordinary length leaves at once, and a desktop may be busy with something else for 0.3 seconds
 // before anything is lost.
-constexpr auto kTimePerEvent = 781250ns;
+constexpr std::chrono::nanoseconds kTimePerEvent = 781250ns;
 constexpr std::size_t kMostAhead = 96;
 constexpr auto kReadingPause = 25ms;
 static_assert(kMostAhead + 300ms / kTimePerEvent < 512);
@@ -115,9 +114,8 @@ class UinputKeyEvents::Report {
   std::size_t size_ = 0;
 };
 
-UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, MakeKeyboard make,
-                                 std::function<Time()> now)
-    : clock_(clock), make_(std::move(make)), now_(std::move(now)), failure_(log) {}
+UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, MakeKeyboard make)
+    : clock_(clock), make_(std::move(make)), failure_(log) {}
 
 void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   if (!HaveKeyboard()) return;
@@ -164,10 +162,10 @@ void UinputKeyEvents::Write(const Report& report) {
 }
 
 void UinputKeyEvents::LetTheDesktopRead(std::size_t count) {
-  if (allRead_ + count * kTimePerEvent > now_() + kMostAhead * kTimePerEvent) {
+  if (allRead_ + count * kTimePerEvent > clock_.Now() + kMostAhead * kTimePerEvent) {
     clock_.Sleep(kReadingPause);
   }
-  allRead_ = std::max(allRead_, now_()) + count * kTimePerEvent;
+  allRead_ = std::max(allRead_, clock_.Now()) + count * kTimePerEvent;
 }
 
 void UinputKeyEvents::GiveUpKeyboard(int error) {

@@ -9,7 +9,7 @@
 #include "base/UniqueFd.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
-#include "platform/linux/TypingFailure.h"
+#include "platform/linux/KeyStrokes.h"
 
 namespace quillet::platform::linux_desktop {
 
@@ -22,29 +22,24 @@ int MakeVirtualKeyboard(const char* path);
 
 /// Key events by a virtual keyboard, for desktops that let no program type into another one.
 ///
-/// The keyboard is made when it is first needed, and the desktop gets a while then to notice it.
-/// What its keys type is the desktop's layout, which has to be the US one. While the desktop lights
-/// the keyboard's Caps Lock, the letters' Shift is turned round. A keyboard that fails is given up,
-/// whereby the system lets go of its keys, and made anew at the next key.
-///
-/// One thread at a time.
+/// The keyboard is created when it is first needed; the desktop then gets 1.5 s to notice it. The
+/// desktop's layout has to be the US one. While the desktop lights the keyboard's Caps Lock, the
+/// Shift of letters is inverted. A keyboard that fails is closed, which releases its keys, and
+/// created again at the next key. One thread at a time.
 class UinputKeyEvents final : public KeyEvents {
  public:
   using MakeKeyboard = std::function<int()>;
-  using Time = std::chrono::steady_clock::time_point;
 
-  /// @param log    told once of a system that refuses; it outlives this object
+  /// @param log    receives one line if the system refuses; it outlives this object
   /// @param clock  for the pauses; it outlives this object
-  /// @param make   makes the keyboard, as MakeVirtualKeyboard does
-  /// @param now    a clock that goes on steadily
+  /// @param make   creates the keyboard, as MakeVirtualKeyboard does
   UinputKeyEvents(
       SystemLog& log, Clock& clock,
-      MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); },
-      std::function<Time()> now = std::chrono::steady_clock::now);
+      MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); });
 
-  /// Pauses when keys have come faster for a while than a busy desktop may read them, and not
-  /// behind each: the kernel keeps a limited number of events for a desktop that has not come to
-  /// read them, and drops the next. About 24 characters leave at once, more at 320 in a second.
+  /// Pauses when keys are posted faster than a busy desktop may read them: the kernel keeps a
+  /// limited number of unread events and drops the next. About 24 characters are sent at once, more
+  /// at 320 per second.
   void Post(std::span<const KeyEvent> events) override;
 
  private:
@@ -58,11 +53,11 @@ class UinputKeyEvents final : public KeyEvents {
 
   Clock& clock_;
   const MakeKeyboard make_;
-  const std::function<Time()> now_;
   TypingFailure failure_;
   std::optional<UniqueFd> keyboard_;
   bool capsLock_ = false;
-  Time allRead_{};  // when a desktop that reads at the steady rate has read what was written
+  // When a desktop that reads at the steady rate has read what was written.
+  std::chrono::nanoseconds allRead_{};
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -1,6 +1,5 @@
 #include "platform/linux/X11KeyEvents.h"
 
-#include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 #include <xcb/xtest.h>
 
@@ -17,16 +16,13 @@
 #pragma clang diagnostic pop
 #endif
 
-#include "platform/linux/KeyStrokes.h"
-#include "platform/linux/XcbReply.h"
+#include "platform/linux/Xcb.h"
 
 namespace quillet::platform::linux_desktop {
 
-/// A connection by XCB, which hands errors over as return values and events and, other than Xlib,
-/// never ends the process.
-class X11KeyEvents::Connection {
+class X11KeyEvents::Connection : public XcbConnection {
  public:
-  Connection() : xcb_(xcb_connect(nullptr, nullptr)) {
+  Connection() {
     if (IsBroken()) return;
     const auto* test = xcb_get_extension_data(xcb_, &xcb_test_id);
     if (test == nullptr || !test->present) return;
@@ -35,11 +31,6 @@ class X11KeyEvents::Connection {
     offset_ = xcb_get_setup(xcb_)->min_keycode;
     FollowCapsLock();
   }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-  ~Connection() { xcb_disconnect(xcb_); }
-
-  bool IsBroken() const { return xcb_connection_has_error(xcb_) != 0; }
   bool CanTest() const { return canTest_; }
 
   /// Caps Lock as the server has last told of it; costs no round trip.
@@ -48,8 +39,8 @@ class X11KeyEvents::Connection {
       // Every event of the keyboard extension comes under one number; only the state was asked for.
       if (keyboardEvent_ != 0 && (event->response_type & 0x7F) == keyboardEvent_ &&
           event->pad0 == XCB_XKB_STATE_NOTIFY) {
-        const auto* news = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event.get());
-        capsLock_ = (news->lockedMods & XCB_MOD_MASK_LOCK) != 0;
+        const auto* state = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event.get());
+        capsLock_ = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0;
       }
     }
     return capsLock_;
@@ -82,7 +73,6 @@ class X11KeyEvents::Connection {
     keyboardEvent_ = extension->first_event;
   }
 
-  xcb_connection_t* const xcb_;  // never null, even when it could not be made
   bool canTest_ = false;
   std::uint8_t offset_ = 0;
   std::uint8_t keyboardEvent_ = 0;  // 0 when Caps Lock cannot be followed

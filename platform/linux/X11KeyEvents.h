@@ -4,23 +4,22 @@
 
 #include "base/SystemLog.h"
 #include "platform/KeyEvents.h"
-#include "platform/linux/TypingFailure.h"
+#include "platform/linux/KeyStrokes.h"
 
 namespace quillet::platform::linux_desktop {
 
-/// Key events by the X test extension, on a connection to the X server of its own, so that any
-/// thread may post. The connection is made at the first Post, and again at a later one when the
-/// server has gone meanwhile; a server that goes takes nothing else with it.
+/// Key events by the X test extension, on a connection of this object, so that any thread may post.
+/// It connects at the first Post, and again after the server has ended; a server that ends does not
+/// end the process.
 ///
-/// Keys are posted by their place on the keyboard; what a key types is the server's layout, which
-/// has to be the US one. Caps Lock is followed as the server tells of it: the letters' Shift is
-/// turned round while it is on (the X keyboard extension's ALPHABETIC key type, under which Shift
-/// and Caps Lock undo each other), and the lock itself is not touched.
+/// Keys are posted by their place on the keyboard; the server's layout has to be the US one. While
+/// Caps Lock is on, the Shift of letters is inverted (ALPHABETIC key type of the X keyboard
+/// extension: Shift and Caps Lock undo each other). The lock itself is not touched.
 ///
 /// One thread at a time.
 class X11KeyEvents final : public KeyEvents {
  public:
-  /// @param log  told once of a server that cannot be reached or has no test extension; it
+  /// @param log  receives one line if the server cannot be reached or has no test extension; it
   ///             outlives this object
   explicit X11KeyEvents(SystemLog& log);
   ~X11KeyEvents() override;

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 #include <xcb/res.h>
-#include <xcb/xcb.h>
 
 #include <algorithm>
 #include <cctype>
@@ -10,9 +9,9 @@
 #include <cstring>
 #include <span>
 #include <string_view>
-#include <thread>
 
-#include "platform/linux/XcbReply.h"
+#include "platform/linux/Processes.h"
+#include "platform/linux/Xcb.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -51,18 +50,12 @@ std::uint32_t FirstNumber(const PropertyReply& property) {
   return numbers.empty() ? 0 : numbers[0];
 }
 
-// The texts that stand in a property one behind the other, in lower case.
 std::vector<std::string> LowerCaseTexts(const PropertyReply& property) {
-  std::vector<std::string> texts;
-  const std::string all = Text(property);
-  for (std::size_t start = 0; start < all.size();) {
-    const std::size_t end = std::min(all.find('\0', start), all.size());
-    std::string text = all.substr(start, end - start);
+  std::vector<std::string> texts = SplitAtNuls(Text(property));
+  for (std::string& text : texts) {
     for (char& character : text) {
       character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
     }
-    texts.push_back(std::move(text));
-    start = end + 1;
   }
   return texts;
 }
@@ -75,14 +68,12 @@ std::string ThisMachine() {
 
 }  // namespace
 
-class X11Windows::Connection {
+class X11Windows::Connection : public XcbConnection {
  public:
   Connection() {
-    int screen = 0;
-    xcb_ = xcb_connect(nullptr, &screen);
     if (IsBroken()) return;
     auto roots = xcb_setup_roots_iterator(xcb_get_setup(xcb_));
-    while (screen-- > 0 && roots.rem > 1) xcb_screen_next(&roots);
+    while (screen_-- > 0 && roots.rem > 1) xcb_screen_next(&roots);
     root_ = roots.data->root;
     clientList_ = Atom("_NET_CLIENT_LIST_STACKING");
     activeWindow_ = Atom("_NET_ACTIVE_WINDOW");
@@ -96,12 +87,6 @@ class X11Windows::Connection {
     canAskForPids_ = version && (version->server_major > kResourceMajor ||
                                  version->server_minor >= kResourceMinor);
   }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-  ~Connection() { xcb_disconnect(xcb_); }
-
-  bool IsBroken() const { return xcb_connection_has_error(xcb_) != 0; }
-
   std::vector<std::uint32_t> Clients() { return Numbers(Take(Ask(root_, clientList_))); }
   std::uint32_t Active() { return FirstNumber(Take(Ask(root_, activeWindow_))); }
 
@@ -208,7 +193,6 @@ class X11Windows::Connection {
   }
 
   const std::string machine_ = ThisMachine();
-  xcb_connection_t* xcb_ = nullptr;  // never null from the constructor on
   xcb_window_t root_ = XCB_NONE;
   xcb_atom_t clientList_ = XCB_ATOM_NONE;
   xcb_atom_t activeWindow_ = XCB_ATOM_NONE;
@@ -243,13 +227,13 @@ std::optional<X11Windows::Window> X11Windows::Active() {
   return window;
 }
 
-bool X11Windows::Activate(std::uint32_t window, std::chrono::milliseconds limit) {
+bool X11Windows::Activate(std::uint32_t window, std::chrono::milliseconds limit, Clock& clock) {
   if (!IsConnected()) return false;
   connection_->AskToActivate(window);
-  const auto end = std::chrono::steady_clock::now() + limit;
+  const auto end = clock.Now() + limit;
   while (connection_->Active() != window) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(kPollPause);
+    if (clock.Now() > end) return false;
+    clock.Sleep(kPollPause);
   }
   return true;
 }

@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/Clock.h"
+
 namespace quillet::platform::linux_desktop {
 
-/// The windows of an X11 desktop, as its window manager tells of them (Extended Window Manager
-/// Hints: _NET_CLIENT_LIST_STACKING, _NET_ACTIVE_WINDOW, _NET_WM_PID, _NET_WM_WINDOW_TYPE; ICCCM:
-/// WM_CLASS, WM_CLIENT_MACHINE, WM_TRANSIENT_FOR; X resource extension), on a connection of its
-/// own. A server that goes takes nothing else with it. One thread at a time.
+/// The windows of an X11 desktop, as its window manager lists them (Extended Window Manager Hints,
+/// ICCCM, X resource extension), on a connection of this object. A server that ends does not end
+/// the process. One thread at a time.
 class X11Windows {
  public:
   struct Window {
@@ -40,7 +41,7 @@ class X11Windows {
   /// Asks the window manager to bring a window to the front and to give it the focus, and waits
   /// until that has happened.
   /// @return whether it has, within the limit
-  bool Activate(std::uint32_t window, std::chrono::milliseconds limit);
+  bool Activate(std::uint32_t window, std::chrono::milliseconds limit, Clock& clock);
 
  private:
   class Connection;

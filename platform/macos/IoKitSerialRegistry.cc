@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/macos/CfText.h"
-
 namespace quillet::platform::macos {
 namespace {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/SerialRegistry.h"
-#include "platform/macos/CfOwner.h"
+#include "platform/macos/CfText.h"
 
 namespace quillet::platform::macos {
 

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/macos/CfOwner.h"
+#include "platform/macos/CfText.h"
 
 namespace quillet::platform::macos {
 namespace {

@@ -32,16 +32,16 @@ constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IR
 /// A folder that is looked up once, so that everything done in it meets the same folder even when
 /// its path leads elsewhere in the meantime.
 int OpenFolder(const std::string& path) {
-  const auto open_with = [&](int access) {
+  const auto openWith = [&](int access) {
     return RetryOnSignal([&] { return open(path.c_str(), access | O_DIRECTORY | O_CLOEXEC); });
   };
-  const int folder = open_with(O_RDONLY);
+  const int folder = openWith(O_RDONLY);
   if (folder >= 0 || errno != EACCES) return folder;
     // Files can be made in a folder that may be written and not listed.
 #ifdef O_PATH
-  return open_with(O_PATH);
+  return openWith(O_PATH);
 #else
-  return open_with(O_SEARCH);
+  return openWith(O_SEARCH);
 #endif
 }
 
@@ -105,7 +105,8 @@ class TemporaryFile {
 
   bool Synchronize() {
 #ifdef F_FULLFSYNC
-    // fsync() alone leaves the bytes in the drive's own cache there (fsync(2) of that system).
+    // On macOS fsync() leaves the bytes in the drive's cache (fsync(2)); it is used where a file
+    // system does not support F_FULLFSYNC.
     if (fcntl(file_.Get(), F_FULLFSYNC) == 0) return true;
 #endif
     return RetryOnSignal([&] { return fsync(file_.Get()); }) == 0;
@@ -189,24 +190,24 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   if (!folder.IsOpen()) return false;
 
   struct stat old {};
-  const bool replaces_link =
+  const bool replacesLink =
       fstatat(folder.Get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(old.st_mode);
   // The new file stands for what a link led to: what was read there, to be added to, must not
   // become readable by more than it was.
-  const bool replaces_file =
+  const bool replacesFile =
       fstatat(folder.Get(), name.c_str(), &old, 0) == 0 && S_ISREG(old.st_mode);
   // What replaces a private file must at no instant be readable by others. For a new file the
   // kernel takes the creation mask off the mode by itself; asking for the mask would mean to
   // change it for all threads (umask(3p)).
   TemporaryFile temporary(folder.Get(), name,
-                          replaces_file || replaces_link ? S_IRUSR | S_IWUSR : kDefaultFileMode);
+                          replacesFile || replacesLink ? S_IRUSR | S_IWUSR : kDefaultFileMode);
   if (!temporary.Exists()) return false;
-  if (replaces_file && !temporary.TakeOver(old)) return false;
+  if (replacesFile && !temporary.TakeOver(old)) return false;
   if (!temporary.Write(contents) || !temporary.Synchronize() || !temporary.RenameTo(name)) {
     return false;
   }
-  // Puts the new name on the device. It is too late for a failure to be one: the file is replaced
-  // by now, and some file systems cannot synchronize a folder at all.
+  // Writes the new name to the device. A failure is ignored: the file is already replaced, and some
+  // file systems cannot synchronize a folder.
   RetryOnSignal([&] { return fsync(folder.Get()); });
   return true;
 }

@@ -4,9 +4,8 @@
 
 namespace quillet::platform::posix {
 
-/// Opens /dev/null on each of the descriptors 0, 1 and 2 that is closed. To be called first of
-/// all, while there is one thread: a file that got such a number would receive what is printed,
-/// and would be closed together with it.
+/// Opens /dev/null on each of the descriptors 0, 1 and 2 that is closed: a file with such a number
+/// would receive what is printed. To be called first, while there is one thread.
 void EnsureStandardDescriptors();
 
 /// Ends the process in good order while its other threads still run: what was written to the log

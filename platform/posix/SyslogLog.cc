@@ -42,8 +42,8 @@ std::thread StartWithoutSignals(Work work) {
 
 }  // namespace
 
-SyslogLog::SyslogLog(Transport transport, std::chrono::milliseconds longest_wait)
-    : transport_(std::move(transport)), longest_wait_(longest_wait), waiting_(EmptyBuffer()) {
+SyslogLog::SyslogLog(Transport transport, std::chrono::milliseconds longestWait)
+    : transport_(std::move(transport)), longestWait_(longestWait), waiting_(EmptyBuffer()) {
   // LOG_NDELAY connects now, while low descriptor numbers are taken. LOG_CONS and LOG_PERROR stay
   // out: a missing daemon must not fill the terminal.
   openlog("quillet", LOG_PID | LOG_NDELAY, LOG_USER);
@@ -55,7 +55,7 @@ SyslogLog::~SyslogLog() {
     const std::lock_guard lock(mutex_);
     stop_ = true;
   }
-  wake_sender_.notify_one();
+  wakeSender_.notify_one();
   sender_.join();
 }
 
@@ -68,32 +68,32 @@ void SyslogLog::Write(std::string_view line) {
   {
     std::unique_lock lock(mutex_);
     if (!AwaitRoom(lock, line.size())) {
-      ++left_out_;
+      ++leftOut_;
       return;
     }
     try {
-      if (left_out_ != 0) Keep(std::to_string(left_out_) + " lines were left out");
-      left_out_ = 0;
+      if (leftOut_ != 0) Keep(std::to_string(leftOut_) + " lines were left out");
+      leftOut_ = 0;
       Keep(line);
     } catch (const std::exception&) {
       return;  // no memory for a huge line; every other one has its room already
     }
-    wake = std::exchange(sender_idle_, false);
+    wake = std::exchange(senderIdle_, false);
   }
-  if (wake) wake_sender_.notify_one();
+  if (wake) wakeSender_.notify_one();
 }
 
 bool SyslogLog::AwaitRoom(std::unique_lock<std::mutex>& lock, std::size_t size) {
-  const auto has_room = [&] {
+  const auto hasRoom = [&] {
     return waiting_.empty() || waiting_.size() + sizeof(LineLength) + size <= kBacklogBytes;
   };
-  while (!has_room()) {
+  while (!hasRoom()) {
     if (stalled_) return false;
     hurry_ = true;
-    wake_sender_.notify_one();
-    const std::uint64_t before = messages_sent_.load();
-    const bool found = room_made_.wait_for(lock, longest_wait_, has_room);
-    stalled_ = !found && messages_sent_.load() == before;
+    wakeSender_.notify_one();
+    const std::uint64_t before = messagesSent_.load();
+    const bool found = roomMade_.wait_for(lock, longestWait_, hasRoom);
+    stalled_ = !found && messagesSent_.load() == before;
   }
   return true;
 }
@@ -103,38 +103,38 @@ void SyslogLog::Keep(std::string_view line) {
   waiting_.reserve(waiting_.size() + sizeof length + line.size());
   waiting_.append(reinterpret_cast<const char*>(&length), sizeof length);
   waiting_.append(line);
-  bytes_written_ += sizeof length + line.size();
+  bytesWritten_ += sizeof length + line.size();
 }
 
 bool SyslogLog::Flush(std::chrono::milliseconds limit) {
   std::unique_lock lock(mutex_);
-  const std::uint64_t goal = bytes_written_;
+  const std::uint64_t goal = bytesWritten_;
   hurry_ = true;
-  wake_sender_.notify_one();
-  return batch_sent_.wait_for(lock, limit, [&] { return bytes_sent_ >= goal; });
+  wakeSender_.notify_one();
+  return batchSent_.wait_for(lock, limit, [&] { return bytesSent_ >= goal; });
 }
 
 void SyslogLog::SendLines() {
   std::string batch = EmptyBuffer();
   std::unique_lock lock(mutex_);
   while (true) {
-    sender_idle_ = waiting_.empty();
-    wake_sender_.wait(lock, [this] { return stop_ || !waiting_.empty(); });
-    sender_idle_ = false;
+    senderIdle_ = waiting_.empty();
+    wakeSender_.wait(lock, [this] { return stop_ || !waiting_.empty(); });
+    senderIdle_ = false;
     if (waiting_.empty()) return;
-    wake_sender_.wait_for(lock, kGathering, [this] { return stop_ || hurry_; });
+    wakeSender_.wait_for(lock, kGathering, [this] { return stop_ || hurry_; });
     hurry_ = false;
     batch.swap(waiting_);
     stalled_ = false;
     lock.unlock();
-    room_made_.notify_all();
+    roomMade_.notify_all();
     SendBatch(batch);
     const std::size_t sent = batch.size();
     if (sent > kBacklogBytes) batch = EmptyBuffer();  // gives a huge line's memory back
     batch.clear();
     lock.lock();
-    bytes_sent_ += sent;
-    batch_sent_.notify_all();
+    bytesSent_ += sent;
+    batchSent_.notify_all();
   }
 }
 
@@ -147,7 +147,7 @@ void SyslogLog::SendBatch(std::string_view batch) {
     do {
       const std::size_t piece = Utf8Prefix(line, kLongestMessage).size();
       transport_(line.substr(0, piece));
-      ++messages_sent_;
+      ++messagesSent_;
       line.remove_prefix(piece);
     } while (!line.empty());
   }

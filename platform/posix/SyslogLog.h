@@ -18,19 +18,17 @@ namespace quillet::platform::posix {
 /// The system log through syslog(3): identity "quillet" with the process number, facility user,
 /// priority info.
 ///
-/// Sending to the log takes microseconds and can stall altogether, so lines are collected in
-/// memory and a thread of this object's own sends them, in the order in which they were written.
-/// Where no log daemon listens the lines are dropped, without waiting and without a message.
+/// Sending takes microseconds and can stall, so lines are collected in memory and a thread sends
+/// them in order. Without a log daemon they are dropped, without waiting and without a message.
 class SyslogLog final : public SystemLog {
  public:
-  /// The most bytes of one message; a longer line goes out as several messages in a row, none cut
-  /// within a UTF-8 sequence. Widespread daemons cut messages at 8,192 bytes, header included.
+  /// The most bytes of one message; a longer line is sent as several, none cut within a UTF-8
+  /// sequence. Widespread daemons cut messages at 8,192 bytes, header included.
   static constexpr std::size_t kLongestMessage = 8000;
 
-  /// The most bytes that wait to be taken up by the sending thread, which itself holds up to as
-  /// many again. A line that finds no room makes its writer wait; a line larger than the whole
-  /// room is taken in when nothing else is in it. Where the log has taken nothing for the longest
-  /// wait, lines are left out until it goes on, and their number is logged then.
+  /// The most bytes that wait for the sending thread, which itself holds up to as many again. A
+  /// writer waits for room; a line larger than all of it is accepted when nothing else waits. If
+  /// the log accepts nothing for the longest wait, lines are left out and counted until it does.
   static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
 
   /// Sends one message of at most kLongestMessage bytes. Called on this object's thread.
@@ -41,9 +39,9 @@ class SyslogLog final : public SystemLog {
 
   /// Starts the sending thread.
   /// @param transport     what sends; the default is syslog(3). Tests hand in their own.
-  /// @param longest_wait  the same as kLongestWait, for tests
+  /// @param longestWait  the same as kLongestWait, for tests
   explicit SyslogLog(Transport transport = SendToSyslog,
-                     std::chrono::milliseconds longest_wait = kLongestWait);
+                     std::chrono::milliseconds longestWait = kLongestWait);
 
   /// Sends what is left, however long that takes.
   ~SyslogLog() override;
@@ -69,19 +67,19 @@ class SyslogLog final : public SystemLog {
   void Keep(std::string_view line);
 
   const Transport transport_;
-  const std::chrono::milliseconds longest_wait_;
-  std::atomic<std::uint64_t> messages_sent_ = 0;
+  const std::chrono::milliseconds longestWait_;
+  std::atomic<std::uint64_t> messagesSent_ = 0;
 
   std::mutex mutex_;
-  std::condition_variable wake_sender_;
-  std::condition_variable room_made_;
-  std::condition_variable batch_sent_;
+  std::condition_variable wakeSender_;
+  std::condition_variable roomMade_;
+  std::condition_variable batchSent_;
   std::string waiting_;  ///< lines not yet taken up, each behind its length
-  std::uint64_t bytes_written_ = 0;
-  std::uint64_t bytes_sent_ = 0;
-  std::uint64_t left_out_ = 0;  ///< lines since the last one that found room
-  bool stalled_ = false;        ///< a writer has waited in vain since the sender last took lines up
-  bool sender_idle_ = false;
+  std::uint64_t bytesWritten_ = 0;
+  std::uint64_t bytesSent_ = 0;
+  std::uint64_t leftOut_ = 0;  ///< lines since the last one that found room
+  bool stalled_ = false;       ///< a writer has waited in vain since the sender last took lines up
+  bool senderIdle_ = false;
   bool hurry_ = false;  ///< somebody waits for the sender
   bool stop_ = false;
 

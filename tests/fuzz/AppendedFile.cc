@@ -4,10 +4,13 @@
 #include "output/LumetFile.h"
 #include "output/TextEncoding.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/MemoryFiles.h"
 #include "tests/support/NoClock.h"
 
 namespace quillet::fuzz {
 namespace {
+
+constexpr char kPath[] = "/records.txt";
 
 std::string Text(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -20,9 +23,10 @@ void Run(Input& input) {
   test::NoClock clock;
   const std::string added = RepairUtf8(Text(input.Bytes(input.Byte())));
   const std::string before = Text(input.Rest());
-  MemoryFile file{before};
-  LumetFile(log, clock, file).WriteDataToFile("/records.txt", added, false, true);
-  const std::string& after = *file.contents();
+  MemoryFiles files;
+  files.Replace(kPath, before);
+  LumetFile(log, clock, files).WriteDataToFile(kPath, added, false, true);
+  const std::string after = files.Read(kPath, std::string::npos).value();
   Require(after.ends_with(added), "what is new stands at the end");
   Require(RepairUtf8(after) == after, "a file is UTF-8");
   if (RepairUtf8(before) == before && !HasByteOrderMark(before)) {

@@ -3,6 +3,7 @@
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/MemoryFiles.h"
 #include "tests/support/NoClock.h"
 
 namespace quillet::fuzz {
@@ -11,10 +12,13 @@ void Run(Input& input) {
   const auto bytes = input.Rest();
   StrictLog log;
   test::NoClock clock;
-  MemoryFile file{std::string(bytes.begin(), bytes.end())};
-  LumetFile files(log, clock, file);
+  MemoryFiles disk;
+  disk.CreateFolder(kDataFolder);
+  disk.Replace(std::string(kDataFolder) + "/QuilletRegistry.txt",
+               {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  LumetFile files(log, clock, disk);
   SettingsImage image{};
-  if (!files.ReadRegistry(image)) return;
+  Require(files.ReadRegistry(image), "the settings file is read");
   Settings settings;
   ReadChoices(image, settings);
   for (const std::size_t position : {kApplicationNamePosition, kFileNamePosition}) {

@@ -1,9 +1,8 @@
 // Pasteboard, application object, applications and key events.
 
-#include "platform/macos/GeneralPasteboard.h"
+#include "platform/macos/AppKit.h"
 #include "platform/macos/LaunchServicesApplications.h"
 #include "platform/macos/QuartzKeyEvents.h"
-#include "platform/macos/SharedApplication.h"
 #include "tests/macos/fakes/Fakes.h"
 #include "tests/support/RecordingLog.h"
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "platform/linux/ApplicationFile.h"
+#include "platform/linux/DesktopApplications.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quillet::platform::linux_desktop {

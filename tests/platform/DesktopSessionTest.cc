@@ -4,7 +4,6 @@
 #include <string>
 
 #include "platform/linux/DesktopSession.h"
-#include "platform/linux/KeyEventsOfSession.h"
 #include "platform/linux/UinputKeyEvents.h"
 #include "platform/linux/X11KeyEvents.h"
 #include "tests/support/FakeClock.h"
@@ -34,11 +33,11 @@ TEST(DesktopSessionTest, WindowsAreOnTheXServerUnlessTheSessionIsWayland) {
 TEST(DesktopSessionTest, KeysArePressedTheWayOfTheSession) {
   test::RecordingLog log;
   test::FakeClock clock;
-  const auto on_x11 = MakeKeyEventsOfSession(Holding({{"DISPLAY", ":0"}}), log, clock);
-  EXPECT_NE(dynamic_cast<X11KeyEvents*>(on_x11.get()), nullptr);
-  const auto on_wayland = MakeKeyEventsOfSession(
+  const auto onX11 = MakeKeyEventsOfSession(Holding({{"DISPLAY", ":0"}}), log, clock);
+  EXPECT_NE(dynamic_cast<X11KeyEvents*>(onX11.get()), nullptr);
+  const auto onWayland = MakeKeyEventsOfSession(
       Holding({{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", "wayland-0"}}), log, clock);
-  EXPECT_NE(dynamic_cast<UinputKeyEvents*>(on_wayland.get()), nullptr);
+  EXPECT_NE(dynamic_cast<UinputKeyEvents*>(onWayland.get()), nullptr);
   const auto elsewhere = MakeKeyEventsOfSession(Holding({}), log, clock);
   EXPECT_NE(dynamic_cast<UinputKeyEvents*>(elsewhere.get()), nullptr);
 }

@@ -59,11 +59,10 @@ TEST(KeyStrokesTest, UnderCapsLockTheLettersShiftIsTurnedRound) {
   for (std::uint16_t key = 0; key <= 50; ++key) {
     const std::uint16_t code = EvdevKeyCode(key);
     const std::string letters = "asdfhgzxcv*bqweryt*************ou*ip*lj*k****nm****";
-    const bool is_letter = letters.at(key) != '*';
-    EXPECT_EQ(Press(key, KeyFlag::kNone, true), is_letter ? With(KEY_LEFTSHIFT, code) : Plain(code))
+    const bool isLetter = letters.at(key) != '*';
+    EXPECT_EQ(Press(key, KeyFlag::kNone, true), isLetter ? With(KEY_LEFTSHIFT, code) : Plain(code))
         << key;
-    EXPECT_EQ(Press(key, KeyFlag::kShift, true),
-              is_letter ? Plain(code) : With(KEY_LEFTSHIFT, code))
+    EXPECT_EQ(Press(key, KeyFlag::kShift, true), isLetter ? Plain(code) : With(KEY_LEFTSHIFT, code))
         << key;
   }
 }

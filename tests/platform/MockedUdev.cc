@@ -73,45 +73,44 @@ void MockedUdev::AddUsbParents(const std::string& place, const std::string& driv
                 "\nL: driver=../../../../../../bus/usb/drivers/" + driver + "\n");
 }
 
-std::string MockedUdev::Terminal(const std::string& parent, const std::string& kernel_name,
+std::string MockedUdev::Terminal(const std::string& parent, const std::string& kernelName,
                                  const std::string& more) {
-  const std::string path = parent + "/tty/" + kernel_name;
+  const std::string path = parent + "/tty/" + kernelName;
   microseconds_ += 1'000;
-  Add("P: " + path + "\nE: DEVNAME=/dev/" + kernel_name +
+  Add("P: " + path + "\nE: DEVNAME=/dev/" + kernelName +
       "\nE: SUBSYSTEM=tty\nE: USEC_INITIALIZED=" + std::to_string(microseconds_) + "\n" + more);
   return "/sys" + path;
 }
 
-std::string MockedUdev::AddUsbModem(const std::string& place, const std::string& kernel_name) {
+std::string MockedUdev::AddUsbModem(const std::string& place, const std::string& kernelName) {
   AddUsbParents(place, "cdc_acm", "Tavo Scanner");
-  return Terminal(InterfacePath(place), kernel_name,
+  return Terminal(InterfacePath(place), kernelName,
                   "E: ID_BUS=usb\nE: ID_USB_DRIVER=cdc_acm\nE: ID_MODEL=Tavo_Scanner\n"
                   "E: ID_MODEL_ENC=Tavo\\x20Scanner\nE: ID_USB_INTERFACE_NUM=00\n");
 }
 
-std::string MockedUdev::AddUsbConverter(const std::string& place, const std::string& kernel_name,
-                                        const std::string& encoded_model,
+std::string MockedUdev::AddUsbConverter(const std::string& place, const std::string& kernelName,
+                                        const std::string& encodedModel,
                                         const std::string& product) {
   AddUsbParents(place, "ftdi_sio", product);
-  const std::string properties = encoded_model.empty()
-                                     ? ""
-                                     : "E: ID_BUS=usb\nE: ID_USB_DRIVER=ftdi_sio\n"
-                                       "E: ID_MODEL_ENC=" +
-                                           encoded_model + "\n";
+  const std::string properties = encodedModel.empty() ? ""
+                                                      : "E: ID_BUS=usb\nE: ID_USB_DRIVER=ftdi_sio\n"
+                                                        "E: ID_MODEL_ENC=" +
+                                                            encodedModel + "\n";
   // A converter has its port between interface and terminal.
-  const std::string port = InterfacePath(place) + "/" + kernel_name;
+  const std::string port = InterfacePath(place) + "/" + kernelName;
   AddParent(port, "E: SUBSYSTEM=usb-serial\nE: DRIVER=ftdi_sio\n");
-  return Terminal(port, kernel_name, properties);
+  return Terminal(port, kernelName, properties);
 }
 
-std::string MockedUdev::AddUart(const std::string& kernel_name, int type) {
+std::string MockedUdev::AddUart(const std::string& kernelName, int type) {
   const std::string platform = "/devices/platform/serial8250";
   AddParent(platform, "E: SUBSYSTEM=platform\nE: DRIVER=serial8250\n");
-  return Terminal(platform, kernel_name, "A: type=" + std::to_string(type) + "\nA: line=0\n");
+  return Terminal(platform, kernelName, "A: type=" + std::to_string(type) + "\nA: line=0\n");
 }
 
-std::string MockedUdev::AddVirtualTerminal(const std::string& kernel_name) {
-  return Terminal("/devices/virtual", kernel_name, "");
+std::string MockedUdev::AddVirtualTerminal(const std::string& kernelName) {
+  return Terminal("/devices/virtual", kernelName, "");
 }
 
 void MockedUdev::Remove(const std::string& terminal) {

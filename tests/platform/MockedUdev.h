@@ -24,18 +24,18 @@ class MockedUdev {
   /// A USB device with one interface of class CDC-ACM. Arriving sends the event.
   /// @param place  as the kernel writes it, "3-1.4:1.0"
   /// @return the terminal's path in sysfs
-  std::string AddUsbModem(const std::string& place, const std::string& kernel_name);
+  std::string AddUsbModem(const std::string& place, const std::string& kernelName);
 
   /// A USB serial converter of another driver. An empty model sends none of udev's properties.
-  std::string AddUsbConverter(const std::string& place, const std::string& kernel_name,
-                              const std::string& encoded_model, const std::string& product = {});
+  std::string AddUsbConverter(const std::string& place, const std::string& kernelName,
+                              const std::string& encodedModel, const std::string& product = {});
 
   /// A port of the 8250 driver.
   /// @param type  as in linux/serial_core.h: 0 no UART, 4 a 16550A
-  std::string AddUart(const std::string& kernel_name, int type);
+  std::string AddUart(const std::string& kernelName, int type);
 
   /// A terminal without hardware.
-  std::string AddVirtualTerminal(const std::string& kernel_name);
+  std::string AddVirtualTerminal(const std::string& kernelName);
 
   /// A device as `description` has it, in umockdev's language.
   void Add(const std::string& description);
@@ -54,7 +54,7 @@ class MockedUdev {
   void AddParent(const std::string& path, const std::string& lines);
   void AddUsbParents(const std::string& place, const std::string& driver,
                      const std::string& product);
-  std::string Terminal(const std::string& parent, const std::string& kernel_name,
+  std::string Terminal(const std::string& parent, const std::string& kernelName,
                        const std::string& more);
 
   UMockdevTestbed* const testbed_;

@@ -37,18 +37,18 @@ int ReplaceFile(const std::string& path, std::size_t bytes) {
 /// The exit status is 10 and the sum of 1, 2 and 4 for each of the descriptors 0, 1 and 2 that is
 /// the null device afterwards; less than 10 when one is closed or a further one was opened.
 int CheckDescriptors() {
-  struct stat null_device {};
+  struct stat nullDevice {};
   struct stat status {};
-  if (stat("/dev/null", &null_device) != 0) return 1;
-  const bool was_open = fstat(STDERR_FILENO + 1, &status) == 0;
+  if (stat("/dev/null", &nullDevice) != 0) return 1;
+  const bool wasOpen = fstat(STDERR_FILENO + 1, &status) == 0;
   quillet::platform::posix::EnsureStandardDescriptors();
-  if (was_open != (fstat(STDERR_FILENO + 1, &status) == 0)) return 2;
-  int null_descriptors = 0;
+  if (wasOpen != (fstat(STDERR_FILENO + 1, &status) == 0)) return 2;
+  int nullDescriptors = 0;
   for (int number = 0; number <= STDERR_FILENO; ++number) {
     if (fstat(number, &status) != 0) return 3;
-    if (status.st_rdev == null_device.st_rdev) null_descriptors |= 1 << number;
+    if (status.st_rdev == nullDevice.st_rdev) nullDescriptors |= 1 << number;
   }
-  return 10 + null_descriptors;
+  return 10 + nullDescriptors;
 }
 
 struct DiesWhenDestroyed {
@@ -58,7 +58,7 @@ struct DiesWhenDestroyed {
 /// Leaves while another thread runs, with unflushed output and a log line still on its way; or,
 /// with no status, as a library does that knows nothing of all that.
 [[noreturn]] void Leave(std::optional<int> status) {
-  static const DiesWhenDestroyed never_destroyed;
+  static const DiesWhenDestroyed neverDestroyed;
   std::atexit([] { std::abort(); });
   std::thread([] {
     while (true) std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -21,14 +21,12 @@ namespace quillet::platform::linux_desktop {
 namespace {
 
 using namespace std::chrono_literals;
-using std::chrono::steady_clock;
 using test::FakeClock;
 
 constexpr std::uint16_t kVirtualA = 0;
 constexpr std::uint16_t kVirtualReturn = 36;
 
-// A keyboard whose events come out of a socket, and whose lights are set through it. Time goes on
-// by sleeps, and when the test says so.
+// A keyboard whose events come out of a socket, and whose lights are set through it.
 class UinputKeyEventsTest : public ::testing::Test {
  protected:
   UinputKeyEventsTest() {
@@ -53,17 +51,11 @@ class UinputKeyEventsTest : public ::testing::Test {
     return keyboard_;
   }
 
-  steady_clock::time_point Now() const {
-    steady_clock::time_point now(1h + passed_);
-    for (const auto sleep : clock_.sleeps()) now += sleep;
-    return now;
-  }
-
-  /// Has the keyboard made, and lets a second pass behind it.
+  /// Creates the keyboard, and lets a second pass.
   void Begin() {
     Press(kVirtualReturn);
     Written();
-    passed_ = Now() - steady_clock::time_point(1h) + 1s;
+    clock_.Advance(1s);
     clock_.ForgetSleeps();
   }
 
@@ -97,14 +89,13 @@ class UinputKeyEventsTest : public ::testing::Test {
     return text;
   }
 
-  steady_clock::duration passed_{0};
   int made_ = 0;
   int error_ = 0;
   int keyboard_ = -1;
   int desktop_ = -1;
   test::RecordingLog log_;
   FakeClock clock_{100000};
-  UinputKeyEvents keys_{log_, clock_, [this] { return Make(); }, [this] { return Now(); }};
+  UinputKeyEvents keys_{log_, clock_, [this] { return Make(); }};
 };
 
 TEST_F(UinputKeyEventsTest, EveryStrokeIsAReportOfItsOwn) {
@@ -128,15 +119,15 @@ TEST_F(UinputKeyEventsTest, TheKeyboardIsMadeOnceWhenItIsFirstNeeded) {
 TEST_F(UinputKeyEventsTest, APauseComesLongBeforeTheKernelsRoomIsUsed) {
   constexpr std::size_t kRoom = 512;  // of the kernel's, for a keyboard with so many axes
   Begin();
-  std::vector<std::pair<steady_clock::time_point, std::size_t>> writes;
+  std::vector<std::pair<std::chrono::nanoseconds, std::size_t>> writes;
   std::size_t all = 0;
-  const auto start = Now();
+  const auto start = clock_.Now();
   for (int i = 0; i < 1000; ++i) {
     Press(kVirtualA, i % 3 == 0 ? KeyFlag::kShift : KeyFlag::kNone);
     const std::string written = Written();
     const auto count =
         2 * static_cast<std::size_t>(std::count(written.begin(), written.end(), '.'));
-    writes.emplace_back(Now(), count);
+    writes.emplace_back(clock_.Now(), count);
     all += count;
   }
   // A desktop that does not read for 0.3 seconds finds everything, whenever that begins.
@@ -148,7 +139,7 @@ TEST_F(UinputKeyEventsTest, APauseComesLongBeforeTheKernelsRoomIsUsed) {
     ASSERT_LT(unread, kRoom);
   }
   // Nor is it slower than it has to be.
-  const std::chrono::duration<double> taken = Now() - start;
+  const std::chrono::duration<double> taken = clock_.Now() - start;
   EXPECT_NEAR(static_cast<double>(all - 96) / taken.count(), 1280, 40);
   EXPECT_EQ(clock_.Count(25ms), clock_.sleeps().size());
 }
@@ -156,7 +147,7 @@ TEST_F(UinputKeyEventsTest, APauseComesLongBeforeTheKernelsRoomIsUsed) {
 TEST_F(UinputKeyEventsTest, AScanOfOrdinaryLengthIsNotPaused) {
   Begin();
   for (int scan = 0; scan < 10; ++scan) {
-    passed_ += 100ms;
+    clock_.Advance(100ms);
     for (int digit = 0; digit < 13; ++digit) Press(18);
     Press(kVirtualReturn);
   }

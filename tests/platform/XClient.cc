@@ -50,6 +50,25 @@ std::uint32_t XClient::Atom(const std::string& name) {
   return reply->atom;
 }
 
+void XClient::TakeKeys() {
+  const std::uint32_t window = MakeWindow();
+  const std::uint32_t keys = XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE;
+  xcb_change_window_attributes(xcb_, window, XCB_CW_EVENT_MASK, &keys);
+  xcb_map_window(xcb_, window);
+  xcb_set_input_focus(xcb_, XCB_INPUT_FOCUS_NONE, window, XCB_CURRENT_TIME);
+  Atom("until it has happened");
+}
+
+int XClient::NextKey() {
+  while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_), std::free}) {
+    const int type = event->response_type & 0x7F;
+    const int code = reinterpret_cast<const xcb_key_press_event_t*>(event.get())->detail;
+    if (type == XCB_KEY_PRESS) return code;
+    if (type == XCB_KEY_RELEASE) return -code;
+  }
+  return 0;
+}
+
 void XClient::ChangeKeyboard() {
   const xcb_keycode_t key = xcb_get_setup(xcb_)->max_keycode;
   const xcb_keysym_t symbol = 'a';

@@ -25,6 +25,11 @@ class XClient {
   void SetActive(std::uint32_t window);
   std::uint32_t Atom(const std::string& name);
 
+  /// Gives the focus to a new window.
+  void TakeKeys();
+  /// The code of the next key that has come to it, negative for its release; 0 when none has.
+  int NextKey();
+
   /// Makes the server tell every program of a changed keyboard.
   void ChangeKeyboard();
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -39,10 +38,17 @@ class FakeClock final : public platform::Clock {
     next_ = next;
   }
 
-  std::chrono::nanoseconds Now() override { return steady_.load(); }
+  /// Goes on by sleeps, and when the test says so.
+  std::chrono::nanoseconds Now() override {
+    const std::lock_guard lock(mutex_);
+    return steady_;
+  }
 
   /// Moves the steady time on.
-  void Advance(std::chrono::nanoseconds passed) { steady_ = steady_.load() + passed; }
+  void Advance(std::chrono::nanoseconds passed) {
+    const std::lock_guard lock(mutex_);
+    steady_ += passed;
+  }
 
   void Sleep(Duration duration) override {
     // The read thread's pauses go on for ever and say nothing.
@@ -52,6 +58,7 @@ class FakeClock final : public platform::Clock {
       {
         const std::lock_guard lock(mutex_);
         sleeps_.push_back(duration);
+        steady_ += std::max(duration, Duration::zero());
         count = sleeps_.size();
         hook = onSleep_;
       }
@@ -89,8 +96,8 @@ class FakeClock final : public platform::Clock {
   static constexpr std::chrono::nanoseconds kShortest{20000};
 
   const double speed_;
-  std::atomic<std::chrono::nanoseconds> steady_{std::chrono::seconds(1)};
   mutable std::mutex mutex_;
+  std::chrono::nanoseconds steady_ = std::chrono::seconds(1);
   platform::CalendarTime now_{2026, 11, 16, 1, 4, 9};
   std::optional<platform::CalendarTime> next_;
   std::vector<Duration> sleeps_;

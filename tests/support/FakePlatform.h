@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -9,6 +10,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Applications.h"
@@ -28,25 +30,37 @@ class FakeMainQueue final : public platform::MainQueue {
  public:
   void Async(std::function<void()> work) override {
     const std::lock_guard lock(mutex_);
-    work_.push_back(std::move(work));
+    if (!ended_) work_.push_back(std::move(work));
   }
 
+  /// Runs what is queued. Work that calls this runs nothing else, as on any serial queue.
   void RunAll() {
-    for (;;) {
-      std::function<void()> next;
-      {
-        const std::lock_guard lock(mutex_);
-        if (work_.empty()) return;
-        next = std::move(work_.front());
-        work_.pop_front();
-      }
-      next();
-    }
+    if (std::exchange(running_, true)) return;
+    while (const auto next = Take()) next();
+    running_ = false;
+  }
+
+  /// Ends the main loop: drops what is queued, and what will be.
+  void End() {
+    std::deque<std::function<void()>> dropped;
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+    dropped.swap(work_);
   }
 
  private:
+  std::function<void()> Take() {
+    const std::lock_guard lock(mutex_);
+    if (work_.empty()) return nullptr;
+    auto next = std::move(work_.front());
+    work_.pop_front();
+    return next;
+  }
+
   std::mutex mutex_;
   std::deque<std::function<void()>> work_;
+  bool ended_ = false;
+  bool running_ = false;
 };
 
 class FakeTextView final : public platform::TextView {
@@ -56,7 +70,10 @@ class FakeTextView final : public platform::TextView {
     scrolledToEnd_ = false;
   }
   void ScrollToEnd() override { scrolledToEnd_ = true; }
-  void SetText(std::string_view text) override { text_ = text; }
+  void SetText(std::string_view text) override {
+    text_ = text;
+    scrolledToEnd_ = text.empty();
+  }
   const std::string& text() const { return text_; }
   bool scrolledToEnd() const { return scrolledToEnd_; }
 
@@ -65,8 +82,6 @@ class FakeTextView final : public platform::TextView {
   bool scrolledToEnd_ = true;
 };
 
-/// Keeps its selection as toolkits do: on the first item added, and on a neighbour of a removed
-/// one.
 class FakePopUpList final : public platform::PopUpList {
  public:
   void AddItem(std::string_view title) override {
@@ -76,9 +91,14 @@ class FakePopUpList final : public platform::PopUpList {
   void RemoveItem(std::int32_t position) override {
     if (!Exists(position)) return;
     items_.erase(items_.begin() + position);
-    if (selected_ > position || selected_ >= NumberOfItems()) Select(selected_ - 1);
+    if (position > selected_) return;
+    const bool takesItsPlace = position == selected_ && Exists(position);
+    Select(takesItsPlace ? position : selected_ - 1);
   }
-  void SelectItem(std::int32_t position) override { Select(Exists(position) ? position : -1); }
+  void SelectItem(std::int32_t position) override {
+    const std::int32_t wanted = Exists(position) ? position : -1;
+    if (wanted != selected_) Select(wanted);
+  }
   std::int32_t NumberOfItems() const override { return static_cast<std::int32_t>(items_.size()); }
   std::string ItemTitle(std::int32_t position) const override {
     return Exists(position) ? items_[static_cast<std::size_t>(position)] : std::string();
@@ -119,21 +139,31 @@ class FakeToolbarItem final : public platform::ToolbarItem {
 class FakeWindow final : public platform::Window {
  public:
   void SetTitle(std::string_view title) override { title_ = title; }
-  void OnClose(std::function<void()> action) override { close_ = std::move(action); }
-  void OrderFront() override { doings_.emplace_back("front"); }
-  void MakeKeyAndOrderFront() override { doings_.emplace_back("key"); }
-  void Close() override { doings_.emplace_back("close"); }
-  void CloseByUser() { close_(); }
+  void OnClose(std::function<void()> action) override { action_ = std::move(action); }
+  void OrderFront() override { Do("front", true); }
+  void MakeKeyAndOrderFront() override { Do("key", true); }
+  void Close() override { Do("close", false); }
+  void CloseByUser() {
+    if (const auto action = action_; action && !std::exchange(closed_, true)) action();
+    shown_ = false;
+  }
   const std::string& title() const { return title_; }
 
-  /// "front", "key" and "close" in the order in which they were asked for.
+  /// "front", "key" and "close" in the order of the calls.
   const std::vector<std::string>& doings() const { return doings_; }
-  bool IsShown() const { return !doings_.empty() && doings_.back() != "close"; }
+  bool IsShown() const { return shown_; }
 
  private:
+  void Do(const char* what, bool shown) {
+    doings_.emplace_back(what);
+    shown_ = shown;
+  }
+
   std::vector<std::string> doings_;
   std::string title_;
-  std::function<void()> close_;
+  std::function<void()> action_;
+  bool shown_ = false;
+  bool closed_ = false;
 };
 
 class FakeProgressDisplay final : public platform::ProgressDisplay {
@@ -141,12 +171,18 @@ class FakeProgressDisplay final : public platform::ProgressDisplay {
   void Show(std::string_view text, double fraction) override {
     text_ = text;
     fraction_ = fraction;
+    shown_ = true;
   }
-  void Hide() override { Show("", 0); }
+  void Hide() override {
+    Show("", 0);
+    shown_ = false;
+  }
   const std::string& text() const { return text_; }
   double fraction() const { return fraction_; }
+  bool IsShown() const { return shown_; }
 
  private:
+  bool shown_ = false;
   std::string text_;
   double fraction_ = 0;
 };
@@ -238,7 +274,8 @@ class FakeApplications final : public platform::Applications {
   bool HasApplication(const std::string& path) override { return installed.contains(path); }
   bool OpenApplication(const std::string& path) override {
     opened.push_back(path);
-    if (!opens) return false;
+    if (!opens || !installed.contains(path)) return false;
+    if (std::find(running.begin(), running.end(), path) != running.end()) return true;
     looksLeft_ = looksBeforeListed;
     running.push_back(path);
     return true;
@@ -273,37 +310,35 @@ class FakeRegistry final : public platform::SerialRegistry {
     return static_cast<std::int32_t>(count);
   }
 
-  NotifyPort CreateNotifyPort() override { return port_ = 1; }
+  NotifyPort CreateNotifyPort() override { return *ports_.insert(++lastPort_).first; }
 
-  Handle AddMatchingNotification(NotifyPort, Event event, Callback callback,
+  Handle AddMatchingNotification(NotifyPort port, Event event, Callback callback,
                                  void* context) override {
-    const Handle handle = next_++;
-    Iterator iterator{event, std::move(callback), context, {}, false};
-    if (event == Event::FirstMatch) {
-      for (std::size_t i = 0; i < devices_.size(); ++i) iterator.objects.push_back(NewObject());
-    }
-    iterators_.emplace(handle, std::move(iterator));
-    return handle;
+    if (!ports_.contains(port) || !callback) return 0;
+    const std::size_t present = event == Event::FirstMatch ? devices_.size() : 0;
+    iterators_.emplace(++lastHandle_,
+                       Iterator{port, event, std::move(callback), context, present, false});
+    return lastHandle_;
   }
 
   Handle Next(Handle handle) override {
     const auto found = iterators_.find(handle);
     if (found == iterators_.end()) return 0;
     Iterator& iterator = found->second;
-    if (iterator.objects.empty()) {
-      iterator.armed = true;
-      return 0;
-    }
-    const Handle object = iterator.objects.front();
-    iterator.objects.pop_front();
-    return object;
+    iterator.armed = iterator.objects == 0;
+    if (iterator.armed) return 0;
+    --iterator.objects;
+    return *objects_.insert(++lastHandle_).first;
   }
 
   void Release(Handle handle) override {
-    if (iterators_.erase(handle) == 0) --objectsHeld_;
+    if (objects_.erase(handle) == 0) iterators_.erase(handle);
   }
 
-  void DestroyNotifyPort(NotifyPort) override { port_ = 0; }
+  void DestroyNotifyPort(NotifyPort port) override {
+    ports_.erase(port);
+    std::erase_if(iterators_, [&](const auto& entry) { return entry.second.port == port; });
+  }
 
   void Plug(const std::string& name, const std::string& path) {
     devices_.push_back({name, path});
@@ -311,8 +346,9 @@ class FakeRegistry final : public platform::SerialRegistry {
   }
 
   void Unplug(const std::string& path) {
-    std::erase_if(devices_, [&](const Device& device) { return device.path == path; });
-    Notify(Event::Terminate);
+    if (std::erase_if(devices_, [&](const Device& device) { return device.path == path; }) > 0) {
+      Notify(Event::Terminate);
+    }
   }
 
   /// Present before the program starts: no news of it.
@@ -320,43 +356,46 @@ class FakeRegistry final : public platform::SerialRegistry {
     devices_.push_back({name, path});
   }
 
-  bool HasPort() const { return port_ != 0; }
+  bool HasPort() const { return !ports_.empty(); }
   std::size_t iterators() const { return iterators_.size(); }
-  int objectsHeld() const { return objectsHeld_; }
+  /// Objects that were taken off an iterator and not released.
+  int objectsHeld() const { return static_cast<int>(objects_.size()); }
 
  private:
   struct Device {
     std::string name, path;
   };
   struct Iterator {
+    NotifyPort port;
     Event event;
     Callback callback;
     void* context;
-    std::deque<Handle> objects;
+    std::size_t objects;  // that wait to be taken
     bool armed;
   };
 
-  Handle NewObject() {
-    ++objectsHeld_;
-    return next_++;
-  }
-
+  // A callback may release any iterator and destroy the port.
   void Notify(Event event) {
+    std::vector<Handle> armed;
     for (auto& [handle, iterator] : iterators_) {
       if (iterator.event != event) continue;
-      iterator.objects.push_back(NewObject());
-      if (!iterator.armed) continue;
-      iterator.armed = false;
-      iterator.callback(iterator.context, handle);
-      return;
+      ++iterator.objects;
+      if (std::exchange(iterator.armed, false)) armed.push_back(handle);
+    }
+    for (const Handle handle : armed) {
+      const auto found = iterators_.find(handle);
+      if (found == iterators_.end()) continue;
+      const Iterator called = found->second;
+      called.callback(called.context, handle);
     }
   }
 
   std::vector<Device> devices_;
+  std::set<NotifyPort> ports_;
   std::map<Handle, Iterator> iterators_;
-  Handle next_ = 1;
-  NotifyPort port_ = 0;
-  int objectsHeld_ = 0;
+  std::set<Handle> objects_;
+  NotifyPort lastPort_ = 0;
+  Handle lastHandle_ = 0;
 };
 
 }  // namespace quillet::test

@@ -1,4 +1,7 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
@@ -7,10 +10,10 @@
 #include <QWidget>
 #include <atomic>
 #include <chrono>
-#include <memory>
-#include <string>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
 #include <thread>
-#include <vector>
 
 #include "platform/qt/QtMainQueue.h"
 #include "tests/window/MainLoop.h"
@@ -19,60 +22,6 @@ namespace quillet::window_tests {
 namespace {
 
 using platform::qt::QtMainQueue;
-
-TEST(MainQueue, NeverRunsWorkInsideTheCall) {
-  QtMainQueue queue;
-  bool ran = false;
-  queue.Async([&] { ran = true; });
-  EXPECT_FALSE(ran);
-  EXPECT_TRUE(SpinUntil([&] { return ran; }));
-}
-
-TEST(MainQueue, RunsWorkInTheOrderOfTheCalls) {
-  QtMainQueue queue;
-  std::vector<int> order;
-  for (int i = 0; i < 1000; ++i) queue.Async([&order, i] { order.push_back(i); });
-  ASSERT_TRUE(SpinUntil([&] { return order.size() == 1000; }));
-  for (int i = 0; i < 1000; ++i) ASSERT_EQ(order[static_cast<std::size_t>(i)], i);
-}
-
-TEST(MainQueue, WorkQueuedByWorkRunsBehindWhatWasQueuedBefore) {
-  QtMainQueue queue;
-  std::string order;
-  queue.Async([&] {
-    order += "a";
-    queue.Async([&] { order += "c"; });
-    order += "A";
-  });
-  queue.Async([&] { order += "b"; });
-  ASSERT_TRUE(SpinUntil([&] { return order.size() == 4; }));
-  EXPECT_EQ(order, "aAbc");
-}
-
-TEST(MainQueue, RunsEverythingOnTheMainThreadAndKeepsEachThreadsOrder) {
-  constexpr int kThreads = 4;
-  constexpr int kEach = 5000;
-  QtMainQueue queue;
-  std::vector<int> next(kThreads, 0);
-  int total = 0;
-  int wrong = 0;
-  const auto main_thread = std::this_thread::get_id();
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = 0; i < kEach; ++i) {
-        queue.Async([&, thread, i] {
-          if (std::this_thread::get_id() != main_thread) ++wrong;
-          if (next[static_cast<std::size_t>(thread)]++ != i) ++wrong;
-          ++total;
-        });
-      }
-    });
-  }
-  EXPECT_TRUE(SpinUntil([&] { return total == kThreads * kEach; }));
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(wrong, 0);
-}
 
 TEST(MainQueue, SleepingMainLoopIsWokenByAnotherThread) {
   QtMainQueue queue;
@@ -93,10 +42,10 @@ TEST(MainQueue, SleepingMainLoopIsWokenByAnotherThread) {
 TEST(MainQueue, LongWorkIsSpreadOverTurnsOfTheLoop) {
   QtMainQueue queue;
   int done = 0;
-  int turns_between = 0;
+  int turnsBetween = 0;
   QTimer other;
   QObject::connect(&other, &QTimer::timeout, [&] {
-    if (done > 0 && done < 50) ++turns_between;
+    if (done > 0 && done < 50) ++turnsBetween;
   });
   other.start(0);
   for (int i = 0; i < 50; ++i) {
@@ -106,7 +55,7 @@ TEST(MainQueue, LongWorkIsSpreadOverTurnsOfTheLoop) {
     });
   }
   ASSERT_TRUE(SpinUntil([&] { return done == 50; }));
-  EXPECT_GE(turns_between, 3);
+  EXPECT_GE(turnsBetween, 3);
 }
 
 TEST(MainQueue, MainLoopSleepsWhenTheQueueIsEmpty) {
@@ -155,44 +104,36 @@ TEST(MainQueue, SteadyWorkLetsRepaintsThrough) {
   EXPECT_GE(widget.paints, 5);
 }
 
-TEST(MainQueue, WorkThatRunsALoopOfItsOwnHoldsUpWhatIsBehindIt) {
-  QtMainQueue queue;
-  std::string order;
-  queue.Async([&] {
-    order += "<";
-    queue.Async([&] { order += "c"; });
-    SpinUntilIdle();
-    order += ">";
-  });
-  queue.Async([&] { order += "b"; });
-  ASSERT_TRUE(SpinUntil([&] { return order.size() == 4; }));
-  EXPECT_EQ(order, "<>bc");
+std::ptrdiff_t OpenDescriptors() {
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return std::distance(begin(descriptors), end(descriptors));
 }
 
-TEST(MainQueue, WorkQueuedWhenTheLoopHasEndedIsNeverRun) {
-  QtMainQueue queue;
-  int ran = 0;
-  const auto witness = std::make_shared<int>(0);
-  QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(0); });
-  QApplication::exec();
-  queue.Async([&ran, witness] { ++ran; });
-  std::thread other([&] { queue.Async([&ran, witness] { ++ran; }); });
-  other.join();
-  SpinUntilIdle();
-  EXPECT_EQ(ran, 0);
-  EXPECT_EQ(witness.use_count(), 1) << "the work is still held";
-}
-
-TEST(MainQueue, WorkStillQueuedWhenTheLoopEndsIsDropped) {
-  QtMainQueue queue;
-  int ran = 0;
-  QTimer::singleShot(0, qApp, [&] {
-    QCoreApplication::exit(0);
-    queue.Async([&] { ++ran; });
-  });
-  QApplication::exec();
-  SpinUntilIdle();
-  EXPECT_EQ(ran, 0);
+// With the standard descriptors closed, a pipe gets two of their numbers and is duplicated.
+TEST(MainQueue, AFailedStartLeaksNoDescriptor) {
+  int kept[3];
+  for (const int number : {0, 1, 2}) {
+    kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 3);
+    close(number);
+  }
+  const int first = dup(kept[0]);  // 0; the pipe gets 1 and 2
+  const int free = fcntl(kept[0], F_DUPFD_CLOEXEC, 3);
+  close(free);
+  const std::ptrdiff_t before = OpenDescriptors();
+  rlimit usual{};
+  getrlimit(RLIMIT_NOFILE, &usual);
+  // Room for the first duplicate only.
+  const rlimit tight{static_cast<rlim_t>(free) + 1, usual.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &tight);
+  EXPECT_THROW(QtMainQueue(), std::system_error);
+  setrlimit(RLIMIT_NOFILE, &usual);
+  const std::ptrdiff_t after = OpenDescriptors();
+  close(first);
+  for (const int number : {0, 1, 2}) {
+    dup2(kept[number], number);
+    close(kept[number]);
+  }
+  EXPECT_EQ(after, before);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtPasteboard.h"
+#include "tests/support/FakePlatform.h"
 #include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
@@ -19,24 +20,6 @@ using std::chrono::steady_clock;
 std::string Clipboard() {
   return QGuiApplication::clipboard()->text().toStdString();
 }
-
-// A queue whose main loop has ended: nothing is run any more.
-class EndedQueue final : public platform::MainQueue {
- public:
-  void Async(std::function<void()>) override {}
-};
-
-// A queue that nobody comes to.
-class StalledQueue final : public platform::MainQueue {
- public:
-  void Async(std::function<void()> work) override { work_.push_back(std::move(work)); }
-  void RunAll() {
-    for (const auto& work : work_) work();
-  }
-
- private:
-  std::vector<std::function<void()>> work_;
-};
 
 TEST(Pasteboard, TextIsThereWhenTheCallFromAnotherThreadReturns) {
   QtMainQueue queue;
@@ -56,21 +39,16 @@ TEST(Pasteboard, TextIsThereWhenTheCallFromAnotherThreadReturns) {
             "e 5 \xE2\x82\xAC\r\n");
 }
 
-TEST(Pasteboard, TheMainThreadSetsItWithoutWaiting) {
-  StalledQueue queue;
-  EXPECT_TRUE(QtPasteboard(queue).SetString("at once"));
-  EXPECT_EQ(Clipboard(), "at once");
-}
-
 TEST(Pasteboard, ACallReturnsAtOnceWhenTheMainLoopHasEnded) {
-  EndedQueue queue;
+  test::FakeMainQueue queue;
+  queue.End();
   const auto start = steady_clock::now();
   std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();
   EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(1));
 }
 
-TEST(Pasteboard, ACallReturnsAfterAWhileWhenTheMainThreadDoesNotComeToIt) {
-  StalledQueue queue;
+TEST(Pasteboard, ACallReturnsAfterTwoSecondsOfABusyMainThread) {
+  test::FakeMainQueue queue;
   QGuiApplication::clipboard()->setText("the user's own");
   const auto start = steady_clock::now();
   std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();

@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/linux/RunningProcesses.h"
+#include "platform/linux/Processes.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Variable.h"
 #include "tests/support/WaitFor.h"
 
 namespace quillet::platform::linux_desktop {
@@ -46,43 +48,39 @@ class Child {
   int pid_ = 0;
 };
 
-class RunningProcessesTest : public ::testing::Test {
+class ProcessesTest : public ::testing::Test {
  protected:
-  RunningProcessesTest() {
-    const std::string script = folder_ / "stock-program";
-    test::PutFile(script, "#!/bin/sh\nwhile :; do sleep 0.1; done\n");
-    chmod(script.c_str(), 0700);
-    const char* before = getenv("PATH");
-    if (before != nullptr) path_ = before;
+  std::string Script(const std::string& name) {
+    const std::string path = folder_.Put(name, "#!/bin/sh\nwhile :; do sleep 0.1; done\n");
+    chmod(path.c_str(), 0700);
+    return path;
   }
-  ~RunningProcessesTest() override { setenv("PATH", path_.c_str(), 1); }
-
-  void PutInPath(const std::string& folders) { setenv("PATH", folders.c_str(), 1); }
 
   test::TemporaryFolder folder_;
-  std::string path_;
 };
 
-TEST_F(RunningProcessesTest, AProgramWithoutAFolderIsLookedForInThePath) {
+TEST_F(ProcessesTest, AProgramWithoutAFolderIsLookedForInThePath) {
+  const std::string script = Script("stock-program");
+  const std::string usual = getenv("PATH");
   for (const std::string& folders :
-       {folder_.path() + ":" + path_, "/nowhere::" + path_ + ":" + folder_.path()}) {
-    PutInPath(folders);
+       {folder_.path() + ":" + usual, "/nowhere::" + usual + ":" + folder_.path()}) {
+    std::optional<test::Variable> path(std::in_place, "PATH", folders);
     const Child child({"stock-program", "list"});
     EXPECT_TRUE(WaitFor([&] {
       return FindProcess({"stock-program", "list"}) == child.pid();
     })) << folders;
-    EXPECT_EQ(FindProcess({folder_ / "stock-program"}), child.pid());
-    PutInPath(path_);
+    EXPECT_EQ(FindProcess({script}), child.pid());
+    path.reset();
     EXPECT_EQ(FindProcess({"stock-program"}), 0);
   }
 }
 
-TEST_F(RunningProcessesTest, NothingIsFoundForNoCommand) {
+TEST_F(ProcessesTest, NothingIsFoundForNoCommand) {
   EXPECT_EQ(FindProcess({}), 0);
   EXPECT_EQ(FindProcess({""}), 0);
 }
 
-TEST_F(RunningProcessesTest, AProcessDescendsFromItsParentsAndItself) {
+TEST_F(ProcessesTest, AProcessDescendsFromItsParentsAndItself) {
   const int pid = getpid();
   EXPECT_TRUE(IsOrDescendsFrom(pid, pid));
   EXPECT_TRUE(IsOrDescendsFrom(pid, getppid()));
@@ -97,12 +95,9 @@ TEST_F(RunningProcessesTest, AProcessDescendsFromItsParentsAndItself) {
   EXPECT_FALSE(IsOrDescendsFrom(ended, pid));
 }
 
-TEST_F(RunningProcessesTest, AParentIsFoundWhateverAProcessIsCalled) {
+TEST_F(ProcessesTest, AParentIsFoundWhateverAProcessIsCalled) {
   // The name stands in parentheses in front of the parent's number.
-  const std::string name = ") 1 (2) R 3";
-  const std::string script = folder_ / name;
-  test::PutFile(script, "#!/bin/sh\nwhile :; do sleep 0.1; done\n");
-  chmod(script.c_str(), 0700);
+  const std::string script = Script(") 1 (2) R 3");
   const Child child({script});
   ASSERT_TRUE(WaitFor([&] { return FindProcess({script}) == child.pid(); }));
   EXPECT_TRUE(IsOrDescendsFrom(child.pid(), getpid()));

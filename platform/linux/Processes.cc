@@ -1,9 +1,12 @@
-#include "platform/linux/RunningProcesses.h"
+#include "platform/linux/Processes.h"
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <stdlib.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +16,6 @@
 #include <string_view>
 
 #include "base/Retry.h"
-#include "base/UniqueFd.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -32,16 +34,6 @@ std::string Contents(const std::string& path) {
     if (count <= 0) return contents;
     contents.append(bytes, static_cast<std::size_t>(count));
   }
-}
-
-std::vector<std::string> Words(const std::string& text) {
-  std::vector<std::string> words;
-  for (std::size_t start = 0; start < text.size();) {
-    const std::size_t end = std::min(text.find('\0', start), text.size());
-    words.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
-  return words;
 }
 
 // Empty where there is no such file.
@@ -72,7 +64,7 @@ bool FollowsWith(const std::vector<std::string>& words, std::size_t from,
 
 bool WasStartedBy(const std::string& process, const std::vector<std::string>& command,
                   const std::string& program) {
-  const auto words = Words(Contents(process + "/cmdline"));
+  const auto words = SplitAtNuls(Contents(process + "/cmdline"));
   if (words.empty()) return false;  // a kernel's thread, or one that has ended
   if (FollowsWith(words, 1, command) && RealPath(process + "/exe") == program) return true;
   return words.size() > 1 && words[1].starts_with('/') && FollowsWith(words, 2, command) &&
@@ -90,7 +82,22 @@ int Parent(int process) {
   return parent;
 }
 
+// By its number: the C library of Debian 12 knows the call, that of older systems does not.
+int OpenProcess(int pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
+
 }  // namespace
+
+std::vector<std::string> SplitAtNuls(const std::string& texts) {
+  std::vector<std::string> split;
+  for (std::size_t start = 0; start < texts.size();) {
+    const std::size_t end = std::min(texts.find('\0', start), texts.size());
+    split.push_back(texts.substr(start, end - start));
+    start = end + 1;
+  }
+  return split;
+}
 
 int FindProcess(const std::vector<std::string>& command) {
   if (command.empty()) return 0;
@@ -117,6 +124,33 @@ bool IsOrDescendsFrom(int process, int ancestor) {
     process = Parent(process);
   }
   return false;
+}
+
+WatchedProcess::WatchedProcess(int pid, Clock& clock)
+    : clock_(clock), process_(OpenProcess(pid)), stop_(eventfd(0, EFD_CLOEXEC)) {
+  if (IsKnown()) thread_ = std::thread([this] { WaitForEnd(); });
+}
+
+WatchedProcess::~WatchedProcess() {
+  if (!thread_.joinable()) return;
+  eventfd_write(stop_.Get(), 1);
+  thread_.join();
+}
+
+std::optional<std::chrono::nanoseconds> WatchedProcess::End() const {
+  pollfd look{process_.Get(), POLLIN, 0};
+  if (poll(&look, 1, 0) <= 0) return std::nullopt;
+  ended_.wait(false);  // the thread notes it at once
+  return end_;
+}
+
+void WatchedProcess::WaitForEnd() {
+  pollfd events[] = {{process_.Get(), POLLIN, 0}, {stop_.Get(), POLLIN, 0}};
+  RetryOnSignal([&] { return poll(events, 2, -1); });
+  if (events[0].revents == 0) return;
+  end_ = clock_.Now();
+  ended_ = true;
+  ended_.notify_all();
 }
 
 }  // namespace quillet::platform::linux_desktop

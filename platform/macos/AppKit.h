@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Pasteboard.h"
+#include "platform/Workspace.h"
 #include "platform/macos/ObjectiveC.h"
 
 namespace quillet::platform::macos {
@@ -20,6 +21,14 @@ class GeneralPasteboard final : public Pasteboard {
   /// Whom the pasteboard takes for the owner of what is on it. It would be asked for data that was
   /// promised; nothing is, since the text is put there at once.
   const id owner_;
+};
+
+/// The application object that this process shares with the toolkit. Main thread only, once the
+/// toolkit has made it.
+class SharedApplication final : public Workspace {
+ public:
+  /// Since macOS 14 the system takes this as a request and may leave another application in front.
+  void ActivateIgnoringOtherApps() override;
 };
 
 }  // namespace quillet::platform::macos

@@ -1,4 +1,4 @@
-#include "platform/macos/GeneralPasteboard.h"
+#include "platform/macos/AppKit.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -29,6 +29,13 @@ bool GeneralPasteboard::SetString(std::string_view text) {
   const CfOwner<CFStringRef> string = MakeString(text);
   return string != nullptr &&
          Send<BOOL>(pasteboard, "setString:forType:", string.get(), NSPasteboardTypeString) != 0;
+}
+
+void SharedApplication::ActivateIgnoringOtherApps() {
+  constexpr BOOL kEvenIfAnotherIsActive = 1;
+  const AutoreleasePool pool;
+  const id application = Send<id>(ClassNamed("NSApplication"), "sharedApplication");
+  Send<void>(application, "activateIgnoringOtherApps:", kEvenIfAnotherIsActive);
 }
 
 }  // namespace quillet::platform::macos

@@ -1,0 +1,97 @@
+#include <optional>
+
+#include "platform/FileStore.h"
+#include "tests/contract/Contract.h"
+#include "tests/fuzz/MemoryFiles.h"
+#include "tests/support/HookedFileStore.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quillet::test {
+namespace {
+
+class FileStoreHarness {
+ public:
+  virtual ~FileStoreHarness() = default;
+  virtual platform::FileStore& Store() = 0;
+
+  const TemporaryFolder folder;
+};
+
+template <class Backend>
+struct OnDisk final : FileStoreHarness {
+  static constexpr const char* kName =
+      std::is_same_v<Backend, HookedFileStore> ? "Hooked" : "Posix";
+  platform::FileStore& Store() override { return store; }
+
+  Backend store;
+};
+
+struct InMemory final : FileStoreHarness {
+  static constexpr char kName[] = "Memory";
+  InMemory() { EXPECT_TRUE(files.CreateFolder(folder.path())); }
+  platform::FileStore& Store() override { return files; }
+
+  fuzz::MemoryFiles files;
+};
+
+class FileStoreContract : public Contract<FileStoreHarness> {
+ protected:
+  static constexpr std::size_t kAll = std::size_t{1} << 30;
+
+  platform::FileStore& store_ = harness_->Store();
+  const std::string path_ = harness_->folder / "file.txt";
+};
+
+TEST_P(FileStoreContract, ReadsNothingWhereThereIsNoFile) {
+  EXPECT_EQ(store_.Read(path_, kAll), std::nullopt);
+  EXPECT_EQ(store_.Read(path_, 0), std::nullopt);
+}
+
+TEST_P(FileStoreContract, ReplaceCreatesAndReplaces) {
+  const std::string large(3'000'000, 'y');
+  for (const std::string& contents : {std::string("a\0\xFF\r\n", 5), large, std::string()}) {
+    EXPECT_TRUE(store_.Replace(path_, contents));
+    EXPECT_EQ(store_.Read(path_, kAll), contents);
+  }
+}
+
+TEST_P(FileStoreContract, ReadsNoMoreThanTheLimit) {
+  ASSERT_TRUE(store_.Replace(path_, "0123456789"));
+  EXPECT_EQ(store_.Read(path_, 0), "");
+  EXPECT_EQ(store_.Read(path_, 9), "012345678");
+  EXPECT_EQ(store_.Read(path_, 10), "0123456789");
+}
+
+TEST_P(FileStoreContract, CreatesAFolderAndThoseAboveIt) {
+  for (int time = 0; time < 2; ++time) EXPECT_TRUE(store_.CreateFolder(path_ + "/a/b"));
+  EXPECT_TRUE(store_.Replace(path_ + "/a/b/file", "inside"));
+  EXPECT_EQ(store_.Read(path_ + "/a/b/file", kAll), "inside");
+  EXPECT_EQ(store_.Read(path_ + "/a", kAll), std::nullopt) << "it is a folder";
+  EXPECT_FALSE(store_.Replace(path_ + "/a", "new")) << "it is a folder";
+}
+
+TEST_P(FileStoreContract, CreatesNoFolderWhereAFileIs) {
+  ASSERT_TRUE(store_.Replace(path_, "contents"));
+  EXPECT_FALSE(store_.CreateFolder(path_));
+  EXPECT_FALSE(store_.CreateFolder(path_ + "/below"));
+  EXPECT_EQ(store_.Read(path_, kAll), "contents");
+}
+
+TEST_P(FileStoreContract, ReplacesNothingWithoutAFolder) {
+  EXPECT_FALSE(store_.Replace(path_ + "/file", "new"));
+  EXPECT_EQ(store_.Read(path_ + "/file", kAll), std::nullopt);
+}
+
+TEST_P(FileStoreContract, KeepsFilesApart) {
+  ASSERT_TRUE(store_.Replace(path_, "one"));
+  ASSERT_TRUE(store_.Replace(path_ + "2", "two"));
+  EXPECT_EQ(store_.Read(path_, kAll), "one");
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, FileStoreContract,
+                         (Implementations<FileStoreHarness, OnDisk<HookedFileStore>,
+                                          OnDisk<platform::posix::PosixFileStore>, InMemory>()),
+                         kNameOf);
+
+}  // namespace
+}  // namespace quillet::test

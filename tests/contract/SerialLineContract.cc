@@ -1,0 +1,120 @@
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "base/UniqueFd.h"
+#include "platform/posix/PosixSerialLine.h"
+#include "tests/contract/Contract.h"
+#include "tests/support/WaitFor.h"
+
+namespace quillet::test {
+namespace {
+
+using Access = platform::SerialLine::Access;
+
+constexpr platform::LineSettings kSettings{115200, 8, 0, 1};
+
+class LineHarness {
+ public:
+  virtual ~LineHarness() = default;
+  virtual platform::SerialLine& Line() = 0;
+  /// The path of a device, and what the device does.
+  virtual std::string Device() = 0;
+  virtual void Send(std::string_view bytes) = 0;
+  virtual std::string Received() = 0;
+};
+
+struct PosixLineHarness final : LineHarness {
+  static constexpr char kName[] = "Posix";
+  PosixLineHarness() {
+    EXPECT_EQ(grantpt(device.Get()) + unlockpt(device.Get()), 0);
+    keptOpen = UniqueFd(open(Device().c_str(), O_RDWR | O_NOCTTY));
+  }
+  platform::SerialLine& Line() override { return line; }
+  std::string Device() override { return ptsname(device.Get()); }
+  void Send(std::string_view bytes) override {
+    EXPECT_EQ(write(device.Get(), bytes.data(), bytes.size()), std::ssize(bytes));
+  }
+  std::string Received() override {
+    std::array<char, 256> bytes{};
+    const ssize_t count = read(device.Get(), bytes.data(), bytes.size());
+    return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+  }
+
+  UniqueFd device{posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)};
+  UniqueFd keptOpen;
+  platform::posix::PosixSerialLine line;
+};
+
+class SerialLineContract : public Contract<LineHarness> {
+ protected:
+  std::int32_t Open(Access access) {
+    return line_.Open(harness_->Device().c_str(), access, kSettings);
+  }
+  /// Reads until `size` bytes have arrived.
+  std::string Read(std::int32_t line, std::size_t size) {
+    std::string bytes;
+    WaitFor([&] {
+      std::array<std::uint8_t, 5> buffer{};
+      const auto count = line_.Read(line, buffer);
+      if (count > 0) bytes.append(buffer.begin(), buffer.begin() + count);
+      return bytes.size() >= size;
+    });
+    return bytes;
+  }
+
+  platform::SerialLine& line_ = harness_->Line();
+};
+
+TEST_P(SerialLineContract, CarriesEveryByteUnchanged) {
+  std::string every;
+  for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<char>(byte));
+  const std::int32_t in = Open(Access::kRead);
+  const std::int32_t out = Open(Access::kWrite);
+  harness_->Send(every);
+  EXPECT_EQ(Read(in, every.size()), every);
+  for (const char byte : every) line_.Write(out, static_cast<std::uint8_t>(byte));
+  std::string received;
+  EXPECT_TRUE(WaitFor([&] { return (received += harness_->Received()).size() >= every.size(); }));
+  EXPECT_EQ(received, every);
+  line_.Close(in);
+  line_.Close(out);
+}
+
+TEST_P(SerialLineContract, ReadsNothingAtOnceFromASilentDevice) {
+  const std::int32_t line = Open(Access::kRead);
+  ASSERT_GE(line, 0);
+  std::array<std::uint8_t, 5> buffer{};
+  EXPECT_LE(line_.Read(line, buffer), 0);
+  line_.Close(line);
+}
+
+TEST_P(SerialLineContract, OpensNoMissingDevice) {
+  EXPECT_EQ(line_.Open("/nowhere/device", Access::kRead, kSettings), -1);
+  std::array<std::uint8_t, 5> buffer{};
+  EXPECT_LE(line_.Read(-1, buffer), 0);
+  line_.Write(-1, 0);
+  line_.Close(-1);
+}
+
+TEST_P(SerialLineContract, AClosedLineReadsNothing) {
+  const std::int32_t line = Open(Access::kRead);
+  harness_->Send("late");
+  line_.Close(line);
+  std::array<std::uint8_t, 5> buffer{};
+  EXPECT_LE(line_.Read(line, buffer), 0);
+}
+
+TEST_P(SerialLineContract, AFullLineDropsBytesAndClosesAtOnce) {
+  const std::int32_t line = Open(Access::kWrite);
+  for (int i = 0; i < 100'000; ++i) line_.Write(line, 'x');
+  line_.Close(line);
+}
+
+INSTANTIATE_TEST_SUITE_P(Line, SerialLineContract,
+                         (Implementations<LineHarness, PosixLineHarness>()), kNameOf);
+
+}  // namespace
+}  // namespace quillet::test
