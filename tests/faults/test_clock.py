@@ -6,13 +6,14 @@ import os
 import re
 import struct
 import subprocess
+import tempfile
 import time
 
 from fault_case import FaultTest, Settings, messages, some_records
 from harness.waiting import wait_until
 
 _SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "set_clock.c")
-_LIBRARY = "/tmp/set_clock.so"
+_LIBRARY = f"{tempfile.gettempdir()}/set_clock.so"
 _OFFSET = "/tmp/clock-offset"
 
 

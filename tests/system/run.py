@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Runs tests of the shipped program in a sandbox:
+"""Runs tests of the shipped program in a sandbox (see harness/sandbox.py):
 
     run.py --quillet PROGRAM --simulator PROGRAM [--folder FOLDER] [--figures] [TEST...]
 
@@ -31,16 +31,22 @@ def main():
     if missing:
         sys.exit("The tests need these packages: " + " ".join(missing))
     environment = {"SYSTEM_TEST_QUILLET": os.path.realpath(arguments.quillet),
-                   "SYSTEM_TEST_SIMULATOR": os.path.realpath(arguments.simulator)}
+                   "SYSTEM_TEST_SIMULATOR": os.path.realpath(arguments.simulator),
+                   "PYTHONPATH": HERE}
     folder = os.path.realpath(arguments.folder)
     pattern = "measure_*.py" if arguments.figures else "test_*.py"
     tests = arguments.tests or ["discover", "--start-directory", folder, "--pattern", pattern]
-    inner = [sandbox.PYTHON, "-m", "unittest", *tests, "--verbose"]
+    inner = [sandbox.PYTHON, "-m", "harness.main", *tests, "--verbose"]
     os.chdir(folder)
-    programs = sorted({os.path.dirname(path) for path in environment.values()})
-    command = sandbox.command(inner, [HERE, folder, *programs], environment | {"PYTHONPATH": HERE})
+    programs = os.path.dirname(environment["SYSTEM_TEST_SIMULATOR"])
+    visible = sorted({HERE, folder, programs, os.path.dirname(environment["SYSTEM_TEST_QUILLET"])})
     sys.stdout.flush()
-    os.execvp(command[0], command)
+    if sandbox.has_namespaces():
+        environment["SYSTEM_TEST_PRIVATE_DISK"] = "1"
+        command = sandbox.in_namespaces(inner, visible, environment)
+        os.execvp(command[0], command)
+    sys.exit(sandbox.run_with_private_paths(inner, visible, environment,
+                                            programs + "/private_paths.so"))
 
 
 if __name__ == "__main__":

@@ -13,9 +13,9 @@ class Desktop:
     def __init__(self):
         self._processes = []
         self.environment = dict(os.environ)
-        # What the test itself runs under (see sandbox.py) is not for the programs it starts.
-        for name in ("LD_PRELOAD", "UMOCKDEV_DIR"):
-            self.environment.pop(name, None)
+        # Faked devices are for the program under test alone.
+        self.environment.pop("UMOCKDEV_DIR", None)
+        self.environment["LD_PRELOAD"] = os.environ.get("SYSTEM_TEST_PRELOAD", "")
         try:
             self._start()
         except BaseException:

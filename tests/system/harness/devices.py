@@ -25,7 +25,8 @@ class Devices:
     @property
     def environment(self):
         """What makes a program see these devices instead of the machine's."""
-        return {"LD_PRELOAD": "libumockdev-preload.so.0",
+        libraries = [os.environ.get("SYSTEM_TEST_PRELOAD", ""), "libumockdev-preload.so.0"]
+        return {"LD_PRELOAD": ":".join(filter(None, libraries)),
                 "UMOCKDEV_DIR": self._testbed.get_root_dir()}
 
     def _add(self, path, *lines):

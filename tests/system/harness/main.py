@@ -1,0 +1,12 @@
+"""Runs tests as unittest does. The exit status is SKIPPED if one was skipped and none failed."""
+
+import sys
+import unittest
+
+SKIPPED = 77  # as in ProductTests.cmake
+
+if __name__ == "__main__":
+    outcome = unittest.main(module=None, exit=False).result
+    if not outcome.wasSuccessful() or not outcome.testsRun:
+        sys.exit(1)
+    sys.exit(SKIPPED if outcome.skipped else 0)

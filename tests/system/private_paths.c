@@ -1,0 +1,226 @@
+/* A library to preload where the system refuses namespaces: each test gets folders of its own for
+ * the paths that the program has fixed. Of the libc functions that take a path, those that the
+ * tests' programs call are replaced; a path below one of the prefixes gets PRIVATE_PATHS_ROOT in
+ * front, except below the folders in PRIVATE_PATHS_VISIBLE (separated by colons). */
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <spawn.h>
+#include <stdarg.h>
+#include <stddef.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+#include <utime.h>
+
+static const char* const kFolders[] = {"/Users", "/tmp", "/run"};
+static const char* const kFiles[] = {"/dev/log", "/dev/ttyACM", "/dev/ttyUSB"};
+
+static int IsBelow(const char* path, const char* folder, size_t length) {
+  return strncmp(path, folder, length) == 0 && (path[length] == '/' || path[length] == '\0');
+}
+
+static int IsVisible(const char* path) {
+  const char* folder = getenv("PRIVATE_PATHS_VISIBLE");
+  while (folder != NULL && *folder != '\0') {
+    const size_t length = strcspn(folder, ":");
+    if (IsBelow(path, folder, length)) return 1;
+    folder += length + (folder[length] == ':');
+  }
+  return 0;
+}
+
+static int IsPrivate(const char* path) {
+  for (size_t i = 0; i < sizeof kFolders / sizeof *kFolders; ++i)
+    if (IsBelow(path, kFolders[i], strlen(kFolders[i]))) return !IsVisible(path);
+  for (size_t i = 0; i < sizeof kFiles / sizeof *kFiles; ++i)
+    if (strncmp(path, kFiles[i], strlen(kFiles[i])) == 0) return 1;
+  return 0;
+}
+
+/* The path to use instead, written to `room` (PATH_MAX bytes) if it differs. */
+static const char* Map(const char* path, char* room) {
+  const char* root = getenv("PRIVATE_PATHS_ROOT");
+  if (path == NULL || root == NULL || IsBelow(path, root, strlen(root)) || !IsPrivate(path))
+    return path;
+  return snprintf(room, PATH_MAX, "%s%s", root, path) < PATH_MAX ? room : path;
+}
+
+/* The path that a program is shown; returns its length. */
+static size_t Unmap(char* path, size_t length) {
+  const char* root = getenv("PRIVATE_PATHS_ROOT");
+  const size_t prefix = root == NULL ? 0 : strlen(root);
+  if (prefix == 0 || length <= prefix || strncmp(path, root, prefix) != 0 || path[prefix] != '/')
+    return length;
+  memmove(path, path + prefix, length - prefix);
+  return length - prefix;
+}
+
+#define NEXT(name)                     \
+  static __typeof__(&name) next;       \
+  if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name)
+
+/* A function with a path, which is M(path) in the arguments of the call, or two: N(other). */
+#define WRAP(type, name, parameters, ...) \
+  type name parameters {                  \
+    NEXT(name);                           \
+    char room[PATH_MAX];                  \
+    return next(__VA_ARGS__);             \
+  }
+#define WRAP2(type, name, parameters, ...) \
+  type name parameters {                   \
+    NEXT(name);                            \
+    char room[PATH_MAX];                   \
+    char other_room[PATH_MAX];             \
+    return next(__VA_ARGS__);              \
+  }
+#define M(path) Map(path, room)
+#define N(path) Map(path, other_room)
+
+#define WRAP_OPEN(name, parameters, ...)                                \
+  int name parameters {                                                 \
+    NEXT(name);                                                         \
+    char room[PATH_MAX];                                                \
+    va_list arguments;                                                  \
+    va_start(arguments, flags);                                         \
+    const mode_t mode = flags & (O_CREAT | __O_TMPFILE) ? va_arg(arguments, mode_t) : 0; \
+    va_end(arguments);                                                  \
+    return next(__VA_ARGS__, flags, mode);                              \
+  }
+WRAP_OPEN(open, (const char* path, int flags, ...), M(path))
+WRAP_OPEN(open64, (const char* path, int flags, ...), M(path))
+WRAP_OPEN(openat, (int folder, const char* path, int flags, ...), folder, M(path))
+WRAP_OPEN(openat64, (int folder, const char* path, int flags, ...), folder, M(path))
+int __open_2(const char* path, int flags);
+int __open64_2(const char* path, int flags);
+WRAP(int, __open_2, (const char* path, int flags), M(path), flags)
+WRAP(int, __open64_2, (const char* path, int flags), M(path), flags)
+WRAP(int, creat64, (const char* path, mode_t mode), M(path), mode)
+WRAP(FILE*, fopen, (const char* path, const char* mode), M(path), mode)
+WRAP(FILE*, fopen64, (const char* path, const char* mode), M(path), mode)
+WRAP(DIR*, opendir, (const char* path), M(path))
+
+WRAP(int, stat, (const char* path, struct stat* status), M(path), status)
+WRAP(int, lstat, (const char* path, struct stat* status), M(path), status)
+WRAP(int, stat64, (const char* path, struct stat64* status), M(path), status)
+WRAP(int, lstat64, (const char* path, struct stat64* status), M(path), status)
+WRAP(int, fstatat, (int folder, const char* path, struct stat* status, int flags), folder, M(path),
+     status, flags)
+WRAP(int, fstatat64, (int folder, const char* path, struct stat64* status, int flags), folder,
+     M(path), status, flags)
+WRAP(int, statx, (int folder, const char* path, int flags, unsigned mask, struct statx* status),
+     folder, M(path), flags, mask, status)
+WRAP(int, statfs64, (const char* path, struct statfs64* status), M(path), status)
+WRAP(int, statvfs64, (const char* path, struct statvfs64* status), M(path), status)
+WRAP(int, access, (const char* path, int mode), M(path), mode)
+WRAP(int, faccessat, (int folder, const char* path, int mode, int flags), folder, M(path), mode,
+     flags)
+
+WRAP(int, mkdir, (const char* path, mode_t mode), M(path), mode)
+WRAP(int, mkdirat, (int folder, const char* path, mode_t mode), folder, M(path), mode)
+WRAP(int, mkfifo, (const char* path, mode_t mode), M(path), mode)
+WRAP(int, rmdir, (const char* path), M(path))
+WRAP(int, unlink, (const char* path), M(path))
+WRAP(int, unlinkat, (int folder, const char* path, int flags), folder, M(path), flags)
+WRAP2(int, rename, (const char* path, const char* other), M(path), N(other))
+WRAP2(int, renameat, (int folder, const char* path, int second, const char* other), folder, M(path),
+      second, N(other))
+WRAP2(int, renameat2,
+      (int folder, const char* path, int second, const char* other, unsigned flags), folder,
+      M(path), second, N(other), flags)
+WRAP2(int, link, (const char* path, const char* other), M(path), N(other))
+WRAP2(int, symlink, (const char* path, const char* other), M(path), N(other))
+WRAP2(int, symlinkat, (const char* path, int folder, const char* other), M(path), folder, N(other))
+WRAP(int, chmod, (const char* path, mode_t mode), M(path), mode)
+WRAP(int, fchmodat, (int folder, const char* path, mode_t mode, int flags), folder, M(path), mode,
+     flags)
+WRAP(int, chown, (const char* path, uid_t user, gid_t group), M(path), user, group)
+WRAP(int, truncate, (const char* path, off_t size), M(path), size)
+WRAP(int, truncate64, (const char* path, off64_t size), M(path), size)
+WRAP(int, utimensat,
+     (int folder, const char* path, const struct timespec times[2], int flags), folder, M(path),
+     times, flags)
+WRAP(int, chdir, (const char* path), M(path))
+WRAP(int, inotify_add_watch, (int queue, const char* path, uint32_t mask), queue, M(path), mask)
+
+WRAP(int, execve, (const char* path, char* const arguments[], char* const environment[]), M(path),
+     arguments, environment)
+WRAP(int, execv, (const char* path, char* const arguments[]), M(path), arguments)
+WRAP(int, posix_spawn,
+     (pid_t * process, const char* path, const posix_spawn_file_actions_t* actions,
+      const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]),
+     process, M(path), actions, attributes, arguments, environment)
+
+ssize_t readlink(const char* path, char* text, size_t size) {
+  NEXT(readlink);
+  char room[PATH_MAX];
+  const ssize_t length = next(M(path), text, size);
+  return length > 0 ? (ssize_t)Unmap(text, (size_t)length) : length;
+}
+
+char* realpath(const char* path, char* result) {
+  NEXT(realpath);
+  char room[PATH_MAX];
+  char* found = next(M(path), result);
+  if (found != NULL) found[Unmap(found, strlen(found))] = '\0';
+  return found;
+}
+
+/* Sockets with a name in the file system. */
+static socklen_t MapAddress(const struct sockaddr* address, socklen_t length,
+                            struct sockaddr_un* result) {
+  const struct sockaddr_un* local = (const struct sockaddr_un*)address;
+  char path[sizeof local->sun_path + 1] = "";
+  char room[PATH_MAX];
+  if (address->sa_family != AF_UNIX || length > sizeof *local) return 0;
+  memcpy(path, local->sun_path, length - offsetof(struct sockaddr_un, sun_path));
+  if (path[0] == '\0' || M(path) == path || strlen(room) >= sizeof result->sun_path) return 0;
+  result->sun_family = AF_UNIX;
+  strcpy(result->sun_path, room);
+  return (socklen_t)sizeof *result;
+}
+
+#define WRAP_ADDRESS(name)                                                 \
+  int name(int socket, const struct sockaddr* address, socklen_t length) { \
+    NEXT(name);                                                            \
+    struct sockaddr_un mapped;                                             \
+    const socklen_t size = MapAddress(address, length, &mapped);           \
+    if (size == 0) return next(socket, address, length);                   \
+    return next(socket, (const struct sockaddr*)&mapped, size);            \
+  }
+WRAP_ADDRESS(bind)
+WRAP_ADDRESS(connect)
+
+/* syslog(3) connects to /dev/log within libc, past the functions above. This one writes the same
+ * datagrams: priority with the facility "user", local time, identity, process, message. */
+void syslog(int priority, const char* format, ...) {
+  static int log_socket = -1;
+  if (log_socket == -1) log_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const struct sockaddr_un address = {AF_UNIX, "/dev/log"};
+  const time_t now = time(NULL);
+  struct tm local;
+  char day[32];
+  char* message = NULL;
+  char* line = NULL;
+  va_list arguments;
+  va_start(arguments, format);
+  strftime(day, sizeof day, "%h %e %T", localtime_r(&now, &local));
+  if (vasprintf(&message, format, arguments) != -1 &&
+      asprintf(&line, "<%d>%s quillet[%d]: %s", priority | LOG_USER, day, (int)getpid(),
+               message) != -1 &&
+      connect(log_socket, (const struct sockaddr*)&address, sizeof address) == 0)
+    send(log_socket, line, strlen(line), MSG_NOSIGNAL);
+  va_end(arguments);
+  free(line);
+  free(message);
+}
