@@ -2,8 +2,9 @@
 set(PRODUCT_TEST_PYTHON /usr/bin/python3)
 set(PRODUCT_TEST_RUNNER ${CMAKE_CURRENT_LIST_DIR}/run.py)
 
-# Makes each test of the current folder's test_*.py one for CTest: PREFIX.file.test, which also is
-# its label. LIMIT is in seconds; under a sanitizer two and a half times that.
+# Adds each test of the current folder's test_*.py to CTest as PREFIX.file.test, with the label
+# PREFIX. LIMIT is in seconds; with a sanitizer, two and a half times that. These tests start first,
+# because they are the longest.
 function(add_product_tests prefix limit)
   if(QUILLET_SANITIZE)
     math(EXPR limit "${limit} * 5 / 2")
@@ -26,7 +27,7 @@ function(add_product_tests prefix limit)
             --simulator=$<TARGET_FILE:tavo-simulator>
             ${module}.${class}.test_${CMAKE_MATCH_1})
         set_tests_properties(${name} PROPERTIES TIMEOUT ${limit} LABELS ${prefix}
-                             SKIP_RETURN_CODE 77)
+                             SKIP_RETURN_CODE 77 COST 1)
       endif()
     endforeach()
   endforeach()

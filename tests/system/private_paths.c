@@ -130,6 +130,7 @@ WRAP(int, mkdir, (const char* path, mode_t mode), M(path), mode)
 WRAP(int, mkdirat, (int folder, const char* path, mode_t mode), folder, M(path), mode)
 WRAP(int, mkfifo, (const char* path, mode_t mode), M(path), mode)
 WRAP(int, rmdir, (const char* path), M(path))
+WRAP(int, remove, (const char* path), M(path))
 WRAP(int, unlink, (const char* path), M(path))
 WRAP(int, unlinkat, (int folder, const char* path, int flags), folder, M(path), flags)
 WRAP2(int, rename, (const char* path, const char* other), M(path), N(other))
@@ -156,6 +157,7 @@ WRAP(int, inotify_add_watch, (int queue, const char* path, uint32_t mask), queue
 WRAP(int, execve, (const char* path, char* const arguments[], char* const environment[]), M(path),
      arguments, environment)
 WRAP(int, execv, (const char* path, char* const arguments[]), M(path), arguments)
+WRAP(int, execvp, (const char* path, char* const arguments[]), M(path), arguments)
 WRAP(int, posix_spawn,
      (pid_t * process, const char* path, const posix_spawn_file_actions_t* actions,
       const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]),

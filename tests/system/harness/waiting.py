@@ -6,7 +6,11 @@ import time
 PATIENCE = float(os.environ.get("SYSTEM_TEST_PATIENCE", "40"))
 """How long a condition gets, in seconds: many times what it takes on an idle machine."""
 
-_PAUSE = 0.02
+# Between two checks, in seconds: a share of the time waited so far, within limits. Each check costs
+# several processes time.
+_SHARE = 0.05
+_SHORTEST = 0.02
+_LONGEST = 0.1
 
 
 def wait_until(condition, what, limit=PATIENCE):
@@ -15,12 +19,13 @@ def wait_until(condition, what, limit=PATIENCE):
     `what` says, for a person, what was waited for: a text, or a function that makes one when the
     waiting was in vain.
     """
-    end = time.monotonic() + limit
+    start = time.monotonic()
     while True:
         result = condition()
         if result:
             return result
-        if time.monotonic() > end:
+        waited = time.monotonic() - start
+        if waited > limit:
             text = what() if callable(what) else what
             raise AssertionError(f"waited {limit:.0f} s in vain for: {text}")
-        time.sleep(_PAUSE)
+        time.sleep(min(max(_SHORTEST, _SHARE * waited), _LONGEST))
