@@ -1,4 +1,5 @@
-# To be sourced: which Debian packages the project needs, and how they come onto the machine.
+# To be sourced: the Debian packages that the project needs, and how they are installed.
+# shellcheck shell=sh disable=SC2034
 
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libudev-dev
   libxcb1-dev libxcb-res0-dev libxcb-xtest0-dev libxcb-xkb-dev libglib2.0-dev"
@@ -7,13 +8,13 @@ picture_packages="xdotool openbox imagemagick bubblewrap"
 test_packages="libgtest-dev libgmock-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox
   at-spi2-core gir1.2-atspi-2.0 python3 python3-gi dbus bubblewrap x11-utils imagemagick
   xterm python3-tk x11-xserver-utils desktop-file-utils appstream mandoc"
-package_packages="dpkg-dev debootstrap lintian"
+package_packages="dpkg-dev debootstrap mmdebstrap lintian"
 document_packages="doxygen"
 bench_packages="libbenchmark-dev"
-check_packages="clang clang-format libclang-rt-14-dev"
+check_packages="clang clang-format clang-tidy libclang-rt-dev shellcheck"
 
-# Sees to it that the named packages are installed. Where this user may install none, it prints the
-# one command that somebody has to type, and ends the script.
+# Installs the named packages that are missing. If this user may install none, it prints the command
+# to type, and ends the script.
 need_packages() {
   missing=""
   for package in "$@"; do
@@ -26,7 +27,7 @@ need_packages() {
   elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
     as_root="sudo"
   else
-    echo "These packages are missing; please type" >&2
+    echo "These packages are missing. Type" >&2
     echo "  sudo apt-get install$missing" >&2
     exit 1
   fi
