@@ -81,7 +81,9 @@ void SyncController::GatherForFile(const std::string& record) {
     // As many bytes as the record has characters: one outside ASCII costs the record its end.
     buffer->append(record, 0, Utf16Length(record));
     std::string* none = nullptr;
-    if (barcodedata.compare_exchange_strong(none, buffer.get())) buffer.release();
+    if (barcodedata.compare_exchange_strong(none, buffer.get())) {
+      static_cast<void>(buffer.release());
+    }
   }
   if (barcodeindex++ % kRecordsPerDot == 0) DisplayText(".", false);
 }

@@ -6,7 +6,7 @@ namespace quillet::log_detail {
 namespace {
 
 // Lines are short, but for the text of a written file; that one's memory is not worth keeping.
-constexpr std::size_t kKeptCapacity = 64 * 1024;
+constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
 
 // Whether the character, in UTF-8, cannot be seen and changes how those around it are: marks of
 // width and direction (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to U+206F, U+FEFF) and

@@ -48,7 +48,7 @@ std::string InSearchPath(const std::string& program) {
   const char* folders = getenv("PATH");
   std::string_view rest = folders == nullptr ? "/usr/bin:/bin" : folders;
   while (!rest.empty()) {
-    const std::string path = std::string(rest.substr(0, rest.find(':'))) + "/" + program;
+    std::string path = std::string(rest.substr(0, rest.find(':'))) + "/" + program;
     if (access(path.c_str(), X_OK) == 0) return path;
     rest.remove_prefix(std::min(rest.find(':'), rest.size() - 1) + 1);
   }

@@ -15,7 +15,7 @@ using Location = QStandardPaths::StandardLocation;
 /// The folder, or where the desktop keeps such things instead: the last of its places that exists,
 /// which is the one that all users share.
 QString Existing(const std::string& folder, const std::initializer_list<Location>& instead) {
-  const QString wanted = ToQString(folder);
+  QString wanted = ToQString(folder);
   if (QFileInfo(wanted).isDir()) return wanted;
   for (const Location location : instead) {
     const QStringList places = QStandardPaths::standardLocations(location);

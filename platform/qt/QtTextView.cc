@@ -19,7 +19,7 @@ constexpr auto kSlice = std::chrono::milliseconds(4);
 constexpr std::size_t kPiece = 8192;
 
 // The bytes already inserted that are kept before the pending ones, to be removed in one go.
-constexpr std::size_t kKept = 256 * 1024;
+constexpr std::size_t kKept = std::size_t{256} * 1024;
 
 }  // namespace
 
