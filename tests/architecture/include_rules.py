@@ -22,7 +22,7 @@ INTERFACES = {'platform': {'base'}}
 BACKENDS = {f'platform/{name}': {'base', 'platform'} for name in ('posix', 'linux', 'macos', 'qt')}
 OTHERS = {'simulator': {'base'}}
 
-STANDARD = set('''algorithm array atomic cctype cerrno charconv chrono cmath compare
+STANDARD = set('''algorithm array atomic bit cctype cerrno charconv chrono cmath compare
     condition_variable csignal cstddef cstdint cstdio cstdlib cstring ctime deque exception
     filesystem fstream functional initializer_list iterator limits locale map memory mutex optional
     random set span sstream stdexcept string string_view system_error thread type_traits utility
