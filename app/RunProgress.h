@@ -11,12 +11,12 @@ namespace quillet {
 
 /// What can be seen of a run at one moment.
 struct RunState {
-  using Phase = DisplayState::Phase;
-  Phase phase = Phase::kPreparing;  ///< how far it is
-  std::int32_t records = 0;         ///< records that have been delivered
-  std::int32_t expected = 0;        ///< records that the scanner holds
-  std::int32_t bytes = 0;           ///< of a burst, received
-  std::int32_t announced = 0;       ///< of a burst, to come in all; 0 while that is not known
+  using Phase = DisplayState::Phase;  ///< the step of the download
+  Phase phase = Phase::kPreparing;    ///< how far it is
+  std::int32_t records = 0;           ///< records that have been delivered
+  std::int32_t expected = 0;          ///< records that the scanner holds
+  std::int32_t bytes = 0;             ///< of a burst, received
+  std::int32_t announced = 0;         ///< of a burst, to come in all; 0 while that is not known
 
   /// Whether all of it is the same.
   bool operator==(const RunState&) const = default;

@@ -85,7 +85,8 @@ class SerialPort {
 
   /// Writes bytes, each followed by a pause of one millisecond, so that the scanner can keep up.
   /// Write errors are ignored: a command that was not sent times out.
-  /// @param count  number of bytes; 0 or less does nothing
+  /// @param bytes  the bytes
+  /// @param count  their number; 0 or less does nothing
   void transmitCharacters(const std::uint8_t* bytes, std::int32_t count);
 
   /// Body of the read thread.

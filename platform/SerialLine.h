@@ -24,7 +24,9 @@ class SerialLine {
 
   /// Opens a device in raw mode, without making it the controlling terminal. A path that is not a
   /// terminal is opened unchanged.
-  /// @param path  NUL-terminated path of the device
+  /// @param path      NUL-terminated path of the device
+  /// @param access    the direction
+  /// @param settings  speed and framing
   /// @return the line's number, 0 or more; -1 if the device cannot be opened.
   virtual std::int32_t Open(const char* path, Access access, const LineSettings& settings) = 0;
 

@@ -13,6 +13,7 @@ namespace quillet::platform::qt {
 class QtProgressDisplay final : public ProgressDisplay {
  public:
   /// @param label  outlives this object, as does `bar`
+  /// @param bar    shows how much is done; outlives this object
   QtProgressDisplay(QLabel& label, QProgressBar& bar);
 
   void Show(std::string_view text, double fraction) override;
