@@ -12,7 +12,6 @@ constexpr auto kProgressPeriod = 150ms;
 // Only the main thread shows progress; the threads of the run leave their numbers behind in atomic
 // words and never wait for it.
 void SyncController::StartProgress() {
-  runShown_ = true;
   OnMainThread([this] {
     runProgress_ = RunProgress();
     platform_.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
@@ -20,16 +19,16 @@ void SyncController::StartProgress() {
 }
 
 void SyncController::ShowProgress() {
-  if (!runShown_) {
+  if (!run_.IsShown()) {
     platform_.ticker.Stop();
-    progress.Hide();
+    controls_.progress.Hide();
     return;
   }
   // A run whose records are asked for one by one goes on over a new connection.
-  if (!bIsConnected) return progress.Hide();
+  if (!bIsConnected) return controls_.progress.Hide();
   const RunProgress::Shown shown = runProgress_.Look(
       std::chrono::duration_cast<RunProgress::Time>(platform_.clock.Now()), PresentRunState());
-  progress.Show(shown.text, shown.fraction);
+  controls_.progress.Show(shown.text, shown.fraction);
 }
 
 RunState SyncController::PresentRunState() const {

@@ -1,24 +1,37 @@
 #include "app/SyncController.h"
 
 #include <utility>
+#include <vector>
 
 #include "app/QuilletAppDelegate.h"
 #include "app/Version.h"
+#include "base/Log.h"
 #include "download/RecordDownload.h"
 
 namespace quillet {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::SerialRegistry;
+
+constexpr int kPortWaits = 20;
+constexpr auto kPortWait = 1s;
+constexpr int kScannerPolls = 500;
+constexpr auto kScannerPoll = 10ms;
+
+}  // namespace
 
 SyncController::SyncController(const Platform& platform, const MainWindowControls& controls,
                                platform::SettingsForm& form, std::string dataFolder)
-    : MainWindowControls(controls),
-      settingsForm(form),
+    : settingsForm(form),
       platform_(platform),
+      controls_(controls),
       dataFolder_(std::move(dataFolder)) {
-  connectTavo.OnPress([this] { connectButton(); });
-  synchronize.OnPress([this] { synchronizeButton(); });
-  clearview.OnPress([this] { clearviewButton(); });
-  portList.OnSelection([this](std::int32_t position) { selectedPort_ = position; });
-  settings.OnPress([this] { settingsButton(); });
+  controls_.connectTavo.OnPress([this] { connectButton(); });
+  controls_.synchronize.OnPress([this] { synchronizeButton(); });
+  controls_.clearview.OnPress([this] { clearviewButton(); });
+  controls_.portList.OnSelection([this](std::int32_t item) { ports_.selectedItem = item; });
+  controls_.settings.OnPress([this] { settingsButton(); });
 }
 
 void SyncController::Initialize() {
@@ -31,10 +44,10 @@ void SyncController::Initialize() {
   lumetfile->CreateBarcodeDirectory();
   lumet = new Lumet(platform_.log, platform_.clock, platform_.line);
   lumet->setDelegate(this);
+  new RecordDownload(platform_.log, *lumet);  // becomes the session's download
   settingsEditor_ = new SettingsEditor(
       {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels});
-  new RecordDownload(platform_.log, *lumet);  // becomes the session's
-  ChangePortList([](platform::PopUpList& list) { list.AddItem("None"); });
+  ChangePortList({0, {"None"}});
   updatePortList(true);
   RestoreSettings();
   delegate_->changeWindowTitle(kWindowTitle);
@@ -44,6 +57,205 @@ void SyncController::Initialize() {
 
 void SyncController::OnMainThread(std::function<void()> change) {
   platform_.mainQueue.Async(std::move(change));
+}
+
+// --- Serial ports -------------------------------------------------------------------------------
+
+std::int32_t SyncController::findSerialPorts() {
+  std::vector<std::string> names(kMaximumPorts);
+  std::vector<std::string> paths(kMaximumPorts);
+  const std::int32_t found = platform_.registry.ReadSerialStreams(names, paths);
+  Log(platform_.log, "-[SyncController findSerialPorts]", "[", found, "]");
+  names.resize(static_cast<std::size_t>(found));
+  return ports_.Keep(names, paths);
+}
+
+void SyncController::updatePortList(bool flag) {
+  const std::int32_t before = numPorts;
+  numPorts = findSerialPorts();
+  Log(platform_.log, "-[SyncController updatePortList:]", "[", std::int32_t{numPorts}, "]");
+  ChangePortList(ports_.AfterSearch(before, flag, bIsConnected));
+}
+
+void SyncController::ChangePortList(PortTable::ListChange change) {
+  OnMainThread([this, change = std::move(change), connected = bool{bIsConnected},
+                ports = std::int32_t{numPorts}] {
+    platform::PopUpList& list = controls_.portList;
+    const std::string before = list.ItemTitle(list.SelectedItem());
+    for (std::int32_t i = 0; i < change.removals; ++i) list.RemoveItem(1);
+    for (const std::string& title : change.titles) list.AddItem(title);
+    std::vector<std::string> titles;
+    for (std::int32_t i = 0; i < list.NumberOfItems(); ++i) titles.push_back(list.ItemTitle(i));
+    list.SelectItem(PortTable::ItemToSelect(titles, before, ports, connected));
+  });
+}
+
+void SyncController::startNotification() {
+  Log(platform_.log, "-[SyncController startNotification]");
+  SerialRegistry& registry = platform_.registry;
+  notifyPort = registry.CreateNotifyPort();
+  // Emptying each iterator of the present devices arms it and starts nothing.
+  addIterator = registry.AddMatchingNotification(
+      notifyPort, SerialRegistry::Event::FirstMatch,
+      [this](void* context, SerialRegistry::Handle iterator) { deviceAdded(context, iterator); },
+      this);
+  deviceAdded(nullptr, addIterator);
+  removeIterator = registry.AddMatchingNotification(
+      notifyPort, SerialRegistry::Event::Terminate,
+      [this](void* context, SerialRegistry::Handle iterator) { deviceRemoved(context, iterator); },
+      this);
+  deviceRemoved(nullptr, removeIterator);
+}
+
+void SyncController::stopNotification() {
+  Log(platform_.log, "-[SyncController stopNotification]");
+  SerialRegistry& registry = platform_.registry;
+  if (addIterator != 0) registry.Release(std::exchange(addIterator, 0));
+  if (removeIterator != 0) registry.Release(std::exchange(removeIterator, 0));
+  if (notifyPort != 0) registry.DestroyNotifyPort(std::exchange(notifyPort, 0));
+}
+
+void SyncController::deviceAdded(void* context, SerialRegistry::Handle iterator) {
+  Log(platform_.log, "deviceAdded");
+  if (context == nullptr) return Drain(iterator);
+  static_cast<SyncController*>(context)->PortChanged(true, iterator);
+}
+
+void SyncController::deviceRemoved(void* context, SerialRegistry::Handle iterator) {
+  Log(platform_.log, "deviceRemoved");
+  if (context == nullptr) return Drain(iterator);
+  static_cast<SyncController*>(context)->PortChanged(false, iterator);
+}
+
+void SyncController::Drain(SerialRegistry::Handle iterator) {
+  while (const SerialRegistry::Handle object = platform_.registry.Next(iterator)) {
+    platform_.registry.Release(object);
+  }
+}
+
+void SyncController::PortChanged(bool added, SerialRegistry::Handle iterator) {
+  updatePortList(true);
+  Drain(iterator);
+  if (added) {
+    if (!bIsConnected) StartConnectionThread(true);
+  } else if (bIsConnected && ports_.EndsConnection()) {
+    Terminate();
+  }
+}
+
+// --- Connection
+// -----------------------------------------------------------------------------------
+
+void SyncController::connectButton() {
+  Log(platform_.log, "-[SyncController connectButton:]");
+  if (bConnecting || bIsUnderSynchronization) return;
+  if (bIsConnected) {
+    Terminate();
+  } else if (numPorts != 0) {
+    StartConnectionThread(false);
+  }
+}
+
+void SyncController::StartConnectionThread(bool tryAll) {
+  if (bConnecting) return;
+  bAutoConnect = tryAll;
+  // The thread itself sets bConnecting, once it runs.
+  if (!connectThread.Start([this] { ConnectThread(); })) {
+    Log(platform_.log, "-[SyncController StartConnectionThread:]", ": no thread to connect with");
+  }
+}
+
+void SyncController::ConnectThread() {
+  Log(platform_.log, "-[SyncController ConnectThread]");
+  DisplayText("", true);
+  bConnecting = true;
+  if (bAutoConnect) {
+    TryToConnectTavo();
+  } else {
+    StartTavo();
+  }
+  bConnecting = false;
+}
+
+// Shows the port, opens it and waits for the scanner; shows "Failed" if that fails.
+bool SyncController::TryPort() {
+  const std::string device = ports_.PathTried();
+  DisplayText("Trying to connect " + device + ": ", false);
+  if (!device.empty() && lumet->connectTavo(device.c_str()) && IsTavoConnected()) return true;
+  DisplayText("Failed", true);
+  return false;
+}
+
+void SyncController::TryToConnectTavo() {
+  Log(platform_.log, "-[SyncController TryToConnectTavo]", ":", std::int32_t{numPorts});
+  if (numPorts == 0) {
+    DisplayText("Trying to connect", false);
+    for (int wait = 0; wait < kPortWaits && numPorts == 0; ++wait) {
+      platform_.clock.Sleep(kPortWait);
+      DisplayText(".", false);
+    }
+    DisplayText("\r\n", false);
+    if (numPorts == 0) return DisplayConnectionMessage(portIndex);
+  }
+  // A port that opened but brought no scanner stays open while the next one is tried.
+  for (portIndex = 0; portIndex < numPorts; portIndex = portIndex + 1) {
+    if (TryPort()) return;
+  }
+  DisplayConnectionMessage(portIndex);
+}
+
+void SyncController::StartTavo() {
+  Log(platform_.log, "-[SyncController StartTavo]");
+  portIndex = ports_.selectedItem - 1;
+  TryPort();  // a selected port that failed has no closing line
+}
+
+bool SyncController::IsTavoConnected() {
+  for (int poll = 0; poll < kScannerPolls; ++poll) {
+    if (bIsConnected) return true;
+    platform_.clock.Sleep(kScannerPoll);
+  }
+  return false;
+}
+
+void SyncController::TavoInitializationDone(bool connected) {
+  Log(platform_.log, "-[SyncController TavoInitializationDone:]");
+  bIsConnected = connected;
+  DisplayConnectionMessage(portIndex);
+  // The setting alone decides. The text is spelled as it is on purpose.
+  if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
+  if (lumet->bAutoSync && bIsConnected) DoSynchronization();
+}
+
+std::string SyncController::ShownSerialNumber() const {
+  return lumet->returnSerialNumber().TextFrom(kHiddenSerialCharacters);
+}
+
+void SyncController::DisplayConnectionMessage(std::int32_t index) {
+  Log(platform_.log, "-[SyncController DisplayConnectionMessage:]");
+  OnMainThread([this] { platform_.workspace.ActivateIgnoringOtherApps(); });
+  if (!bIsConnected) return DisplayText("Failed to connect to Tavo", true);
+  const std::int32_t ports = numPorts;
+  const std::string serial = "[" + ShownSerialNumber() + "]";
+  delegate_->changeWindowTitle(kWindowTitle + serial);
+  OnMainThread([this] { controls_.connectTavo.SetLabel("Disconnect"); });
+  ports_.SetConnected(index);
+  Log(platform_.log, "-[SyncController DisplayConnectionMessage:]", "[", index, ":", ports, "]",
+      ForeignText(connectedPortString.Get()));
+  ChangePortList({ports, {"Tavo" + serial}});
+  DisplayText("\r\nConnected to Tavo" + serial, true);
+}
+
+void SyncController::Terminate() {
+  Log(platform_.log, "-[SyncController Terminate]");
+  delegate_->changeWindowTitle(kWindowTitle);
+  const std::string message = "Disconnected from Tavo[" + ShownSerialNumber() + "]";
+  lumet->disconnectTavo();
+  DisplayText(message, true);
+  ChangePortList({1, {}});
+  OnMainThread([this] { controls_.connectTavo.SetLabel("Connect"); });
+  bIsConnected = false;
+  updatePortList(false);
 }
 
 }  // namespace quillet

@@ -40,7 +40,8 @@ class ProgramOnMacTest : public test::AppFixture {
 
   void DeliverTo(std::int32_t destination) {
     Launch();
-    BecomeConnected();
+    controller.TavoInitializationDone(true);
+    mainQueue.RunAll();
     controller.lumet->destination = destination;
     controller.lumet->appname.Set(kTextEdit);
     TheMac().installed = {kTextEdit};
@@ -75,12 +76,13 @@ TEST_F(ProgramOnMacTest, ConnectingComesForwardAndUnpluggingDisconnects) {
   Launch();
   controller.portIndex = 0;
   const int before = TheMac().activations;
-  BecomeConnected();
+  controller.TavoInitializationDone(true);
+  mainQueue.RunAll();
   EXPECT_EQ(TheMac().activations, before + 1);
   ClearView();
   Unplug(scanner);
   EXPECT_EQ(RunLoopTurn(), 1);
-  EXPECT_EQ(View(), "Disconnected from Tavo[123456]|");
+  EXPECT_EQ(View(), "Disconnected from Tavo[000000]|");
 }
 
 TEST_F(ProgramOnMacTest, ARecordIsTypedKeyByKey) {

@@ -7,6 +7,7 @@
 #include "simulator/RecordGenerator.h"
 #include "simulator/Simulator.h"
 #include "tests/support/AppFixture.h"
+#include "tests/support/SystemLine.h"
 
 namespace quillet::test {
 
@@ -17,7 +18,7 @@ using simulator::Simulator;
 /// The program with a simulated scanner on a pseudo-terminal, in real time.
 class SessionFixture : public AppFixture {
  protected:
-  SessionFixture() : AppFixture(1) {}
+  SessionFixture() : AppFixture(1, {.line = &SystemLine()}) {}
   ~SessionFixture() override {
     if (!scanner) return;
     EXPECT_TRUE(scanner->Report().complaints.empty()) << scanner->Report().complaints.front();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <string>
 #include <type_traits>
@@ -14,14 +13,15 @@
 #include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
-#include "tests/support/SystemLine.h"
+#include "tests/support/ScannerLine.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 
 namespace quillet::test {
 
-/// What a test brings itself in place of the fixture's own; null for what it does not.
+/// Parts of the platform that replace the fixture's, or null.
 struct OwnPlatform {
+  platform::SerialLine* line = nullptr;
   platform::SerialRegistry* registry = nullptr;
   platform::Workspace* workspace = nullptr;
   platform::KeyEvents* keyEvents = nullptr;
@@ -29,15 +29,63 @@ struct OwnPlatform {
   platform::Applications* applications = nullptr;
 };
 
-/// The whole program but for its window and its ports, which the test holds in its hands.
+/// The settings that a test chooses.
+struct Choice {
+  int destination = 0;
+  std::string path = {};  ///< of the file or application; empty: unchanged
+  bool syncclock = false, clearmemory = false, burstsync = true, autosync = false;
+  bool appenddata = false, nonenglish = false;
+};
+
+/// The whole program without its windows, in the test's hands.
 class AppFixture : public ::testing::Test {
  protected:
-  /// @param speed  how many times faster than real time the program's waits go by
+  /// @param speed  how many times faster than real time the program's waits are
   /// @param own    lives as long as the process
   explicit AppFixture(double speed = 1000, const OwnPlatform& own = {})
       : clock(Immortal<FakeClock>(speed)), own_(own) {
     application.setWindow(&window);
     application.setSyncController(&controller);
+    clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected](std::size_t) {
+      tavo.Settle(connected);
+    });
+  }
+
+  /// Writes a settings file. With it a line is the record's data, a carriage return and a line
+  /// feed. Before Launch.
+  void StartWith(const Choice& choice) {
+    SettingsImage image;
+    image.fill('0');
+    const std::pair<int, int> values[] = {{4, 4},
+                                          {5, choice.syncclock},
+                                          {6, choice.clearmemory},
+                                          {7, choice.destination},
+                                          {8, choice.burstsync},
+                                          {9, choice.autosync},
+                                          {10, choice.appenddata},
+                                          {11, 1},
+                                          {13, choice.nonenglish}};
+    for (const auto& [place, value] : values) image[place] = static_cast<char>('0' + value);
+    for (const auto place : {kApplicationNamePosition, kFileNamePosition}) {
+      WriteName(image, place, choice.path.empty() ? dataFolder + kPlaceholder : choice.path);
+    }
+    std::filesystem::create_directory(dataFolder);
+    PutFile(dataFolder + "/QuilletRegistry.txt", {image.data(), image.size()});
+  }
+
+  /// Chooses in the settings window and saves.
+  void Choose(const Choice& choice) {
+    settings.Press();
+    using Values = platform::SettingsValues;
+    form.Set(&Values::destination, choice.destination);
+    const std::pair<bool Values::*, bool> boxes[] = {
+        {&Values::syncclock, choice.syncclock},   {&Values::clearmemory, choice.clearmemory},
+        {&Values::burstsync, choice.burstsync},   {&Values::autosync, choice.autosync},
+        {&Values::appenddata, choice.appenddata}, {&Values::nonenglish, choice.nonenglish}};
+    for (const auto& [box, on] : boxes) form.Set(box, on);
+    panels.answer = choice.path;
+    if (!choice.path.empty()) form.Browse();
+    form.Save();
   }
 
   /// Starts the program and waits until its first attempt to connect has ended.
@@ -49,19 +97,46 @@ class AppFixture : public ::testing::Test {
   /// Waits until one more attempt to connect has ended.
   void FinishConnecting() {
     ++attempts_;
-    ASSERT_TRUE(WaitFor([&] {
-      return Started() == attempts_ && log.Count("-[SyncController ConnectThread]") == attempts_ &&
-             !controller.bConnecting;
-    }));
+    ASSERT_TRUE(WaitFor([&] { return Started() == attempts_ && !controller.bConnecting; }));
+    tavo.WaitUntilRead();
     mainQueue.RunAll();
   }
 
-  /// As a session reports: the scanner has been initialised.
-  void BecomeConnected(std::string_view serial = "0000123456") {
-    controller.lumet->SerialNo.Assign(reinterpret_cast<const std::uint8_t*>(serial.data()),
-                                      serial.size());
-    controller.TavoInitializationDone(true);
+  /// A port with a scanner, present before the program starts. @return its path
+  std::string Attach(const std::string& name, simulator::DeviceSettings scanner = Scanner()) {
+    tavo.Attach(folder / name, std::move(scanner));
+    registry.Attach(name, folder / name);
+    return folder / name;
+  }
+
+  /// A scanner is plugged in and connected.
+  void BecomeConnected(simulator::DeviceSettings scanner = Scanner()) {
+    tavo.Attach(folder / "usbmodem1", std::move(scanner));
+    registry.Plug("usbmodem1", folder / "usbmodem1");
+    ++attempts_;
+    ASSERT_TRUE(WaitFor([&] { return controller.bIsConnected && !controller.bConnecting; }));
+    tavo.WaitUntilRead();
     mainQueue.RunAll();
+  }
+
+  /// Connected, with an empty view.
+  void LaunchConnected(simulator::DeviceSettings scanner = Scanner()) {
+    Attach("usbmodem1", std::move(scanner));
+    Launch();
+    ClearView();
+  }
+
+  /// Presses Synchronize and waits for the end of the run.
+  void Synchronize() {
+    const std::size_t before = Ends();
+    synchronize.Press();
+    AwaitEnd(before);
+  }
+  std::size_t Ends() const { return log.Count("-[SyncController SynchronizeFinished]"); }
+  /// Waits until more runs than these have ended.
+  void AwaitEnd(std::size_t before) {
+    ASSERT_TRUE(WaitFor([&] { return Ends() > before; }));
+    tavo.WaitUntilRead();
   }
 
   /// The text of the view, line ends shown as "|".
@@ -77,17 +152,14 @@ class AppFixture : public ::testing::Test {
     view.SetText("");
   }
 
-  /// A path that opens like a port and never answers.
-  std::string SilentPort(const std::string& name) {
-    const std::string fifo = folder / name;
-    mkfifo(fifo.c_str(), 0600);
-    return fifo;
-  }
+  /// Attempts to connect so far.
+  std::size_t Attempts() const { return log.Count("-[SyncController ConnectThread]"); }
 
   TemporaryFolder folder;
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock;
   const OwnPlatform own_;
+  ScannerLine& tavo = Immortal<ScannerLine>();
   HookedFileStore& files = Immortal<HookedFileStore>();
   FakeMainQueue& mainQueue = Immortal<FakeMainQueue>();
   FakeRegistry& registry = Immortal<FakeRegistry>();
@@ -109,7 +181,7 @@ class AppFixture : public ::testing::Test {
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
   SyncController& controller = Immortal<SyncController>(
-      Platform{log, clock, SystemLine(), files, mainQueue, Or(own_.registry, registry),
+      Platform{log, clock, Or(own_.line, tavo), files, mainQueue, Or(own_.registry, registry),
                Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
                Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
       MainWindowControls{view, ports, connect, settings, synchronize, clear, progress}, form,
@@ -121,16 +193,13 @@ class AppFixture : public ::testing::Test {
     return own == nullptr ? ours : *own;
   }
 
-  // Attempts that have come past the point where they say that they are connecting.
+  // Attempts that have set bConnecting.
   std::size_t Started() const {
-    std::size_t started = 0;
-    for (const std::string& line : log.lines()) {
-      if (line.starts_with("-[SyncController TryToConnectTavo]") ||
-          line == "-[SyncController StartTavo]") {
-        ++started;
-      }
-    }
-    return started;
+    const auto lines = log.lines();
+    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [](auto& line) {
+      return line.starts_with("-[SyncController TryToConnectTavo]") ||
+             line == "-[SyncController StartTavo]";
+    }));
   }
 
   std::size_t attempts_ = 0;

@@ -1,3 +1,5 @@
+#include <gtest/gtest.h>
+
 #include "tests/support/AppFixture.h"
 
 namespace quillet {
@@ -8,6 +10,7 @@ using platform::KeyEvent;
 using platform::KeyFlag;
 using Post = std::vector<KeyEvent>;
 using Posts = std::vector<Post>;
+using Texts = std::vector<std::string>;
 
 constexpr const char* kEditor = "/usr/bin/editor";
 constexpr const char* kNoReference = "-[SyncController RunApplication]:Couldn't get FSRef";
@@ -18,15 +21,12 @@ Post Press(std::uint16_t key, KeyFlag flag = KeyFlag::kNone) {
 
 class DeliveryTest : public test::AppFixture {
  protected:
-  void SetUp() override {
-    Launch();
-    controller.lumet->bSyncClock = 0;
-    BecomeConnected();
-    ClearView();
-    controller.lumet->destination = 2;
-    controller.lumet->appname.Set(kEditor);
-    applications.installed = {kEditor};
-    log.Clear();
+  DeliveryTest() { applications.installed = {kEditor}; }
+
+  /// Connected to a scanner, as if the user had chosen this before.
+  void ConnectWith(const test::Choice& choice) {
+    StartWith(choice);
+    LaunchConnected(test::Scanner({"1", "2"}));
     clock.ForgetSleeps();
   }
 
@@ -44,172 +44,137 @@ class DeliveryTest : public test::AppFixture {
     }
     return text;
   }
+
+  ApplicationDelivery delivery{Platform{log, clock, tavo, files, mainQueue, registry, workspace,
+                                        panels, ticker, keyEvents, pasteboard, applications}};
 };
 
-TEST_F(DeliveryTest, AKeyGoesDownWithItsFlagAndUpWithout) {
+TEST_F(DeliveryTest, PressesAKeyWithItsFlagAndReleasesWithout) {
   controller.SendKeyCode(0x80);
   controller.SendKeyCode(36);
-  EXPECT_EQ(keyEvents.posts(), (Posts{Press(0, KeyFlag::kShift), Press(36)}));
-}
-
-TEST_F(DeliveryTest, PastingIsTheVKeyWithCommand) {
   controller.SendCommandAndV();
-  EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
+  EXPECT_EQ(keyEvents.posts(),
+            (Posts{Press(0, KeyFlag::kShift), Press(36), Press(9, KeyFlag::kCommand)}));
+  EXPECT_EQ(SyncController::ConvertFromCharToKeyCode(u'A'), 0x80);
 }
 
-TEST_F(DeliveryTest, ARecordIsTypedCharacterByCharacterWithoutAnyPause) {
-  controller.DisplayBarcode("Code 128,aB-7\t\n");
+TEST_F(DeliveryTest, TypesARecordWithoutAPause) {
+  delivery.Deliver("Code 128,aB-7\t\n", false);
   EXPECT_EQ(Typed(), "Code 128,aB-7\t\n");
-  EXPECT_EQ(clock.sleeps(), std::vector<test::FakeClock::Duration>{});
-  EXPECT_EQ(pasteboard.texts(), std::vector<std::string>{});
+  EXPECT_TRUE(clock.sleeps().empty());
+  EXPECT_TRUE(pasteboard.texts().empty());
 }
 
 TEST_F(DeliveryTest, ACarriageReturnIsNeverTyped) {
-  controller.DisplayBarcode("1\r\n");
-  EXPECT_EQ(Typed(), "1\n");
-  controller.DisplayBarcode("2\r");
+  delivery.Deliver("1\r\n", false);
+  delivery.Deliver("2\r", false);
   EXPECT_EQ(Typed(), "1\n2");
 }
 
-TEST_F(DeliveryTest, ACharacterWithoutAKeyIsLeftOutAndThoseBehindItAreTyped) {
-  controller.DisplayBarcode(
-      std::string("a\x01\x7F\x1B"
-                  "b\0c",
-                  7));
+TEST_F(DeliveryTest, SkipsCharactersWithoutAKey) {
+  using namespace std::string_literals;
+  delivery.Deliver(
+      "a\x01\x7F\x1B"
+      "b\0c"s,
+      false);
   EXPECT_EQ(Typed(), "abc");
 }
 
-TEST_F(DeliveryTest, ARecordOutsideAsciiTypesNothing) {
-  controller.DisplayBarcode("12\xC3\xA9\n");
+TEST_F(DeliveryTest, PastesWholeButTypesNothingOutsideAscii) {
+  delivery.Deliver("12\xC3\xA9\n", false);
   EXPECT_TRUE(keyEvents.posts().empty());
-  EXPECT_EQ(controller.barcodeCount, 1);
-  EXPECT_EQ(pasteboard.texts(), std::vector<std::string>{});
-}
-
-TEST_F(DeliveryTest, ARecordOutsideAsciiIsPastedWhole) {
-  controller.lumet->bNonEnglish = 1;
-  controller.DisplayBarcode("12\xC3\xA9 \xE2\x82\xAC\r\n");
-  EXPECT_EQ(pasteboard.texts(), std::vector<std::string>{"12\xC3\xA9 \xE2\x82\xAC\r\n"});
+  delivery.Deliver("12\xC3\xA9 \xE2\x82\xAC\r\n", true);
+  EXPECT_EQ(pasteboard.texts(), Texts{"12\xC3\xA9 \xE2\x82\xAC\r\n"});
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
 }
 
-TEST_F(DeliveryTest, PastingPausesATenthOfASecondBeforeTheKeyAndBehindIt) {
-  controller.lumet->bNonEnglish = 1;
+TEST_F(DeliveryTest, PausesBeforeAndAfterThePastingKey) {
   std::vector<std::pair<std::string, std::size_t>> steps;
   pasteboard.onSet = [&] { steps.emplace_back("text", clock.sleeps().size()); };
   keyEvents.onPost = [&] { steps.emplace_back("key", clock.sleeps().size()); };
-  controller.DisplayBarcode("plain");
+  delivery.Deliver("plain", true);
   EXPECT_EQ(steps, (decltype(steps){{"text", 0U}, {"key", 1U}}));
   EXPECT_EQ(clock.sleeps(), (std::vector<test::FakeClock::Duration>{100ms, 100ms}));
 }
 
-TEST_F(DeliveryTest, ARecordThatDoesNotComeToThePasteboardIsLoggedAndNothingIsPasted) {
-  controller.lumet->bNonEnglish = 1;
+TEST_F(DeliveryTest, PastesNothingWhenThePasteboardRefuses) {
   pasteboard.takes = false;
-  controller.DisplayBarcode("1");
-  EXPECT_TRUE(keyEvents.posts().empty());
-  EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't set pasteboard"), 1U);
+  delivery.Deliver("1", true);
+  EXPECT_EQ(log.lines(), Texts{"-[SyncController DisplayBarcode:]:Couldn't set pasteboard"});
   EXPECT_TRUE(clock.sleeps().empty());
-  EXPECT_EQ(controller.barcodeCount, 1);
   pasteboard.takes = true;
-  controller.DisplayBarcode("2");
-  EXPECT_EQ(pasteboard.texts(), std::vector<std::string>{"2"});
+  delivery.Deliver("2", true);
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
 }
 
-TEST_F(DeliveryTest, OtherNumbersOfDestinationsDeliverToTheFrontmostApplication) {
-  for (const int destination : {2, 4, 9, -48}) {
-    controller.lumet->destination = destination;
-    controller.DisplayBarcode("x");
+TEST_F(DeliveryTest, ChecksTenTimesForTheApplicationWithoutAPause) {
+  for (const int unlisted : {0, 9, 10}) {
+    applications.looks = 0;
+    applications.running.clear();
+    applications.looksBeforeListed = unlisted;
+    log.Clear();
+    EXPECT_EQ(delivery.Run(kEditor), unlisted < 10);
+    EXPECT_EQ(applications.looks, std::min(unlisted + 1, 10));
+    EXPECT_EQ(log.lines(), unlisted < 10 ? Texts{"/usr/bin/editor Is Running"} : Texts{});
   }
-  EXPECT_EQ(Typed(), "xxxx");
-  EXPECT_TRUE(applications.opened.empty());
-}
-
-TEST_F(DeliveryTest, TheNamedApplicationIsOpenedBeforeTheRunAndBeforeEveryRecord) {
-  controller.lumet->destination = 3;
-  std::vector<std::size_t> opensBeforeKeys;
-  keyEvents.onPost = [&] { opensBeforeKeys.push_back(applications.opened.size()); };
-  controller.DoSynchronization();
-  EXPECT_EQ(applications.opened.size(), 1U);
-  controller.DisplayBarcode("1");
-  controller.DisplayBarcode("2");
-  EXPECT_EQ(opensBeforeKeys, (std::vector<std::size_t>{2, 3}));
-  EXPECT_EQ(applications.opened, (std::vector<std::string>{kEditor, kEditor, kEditor}));
-  EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:][/usr/bin/editor]"), 2U);
-  EXPECT_EQ(Typed(), "12");
-}
-
-TEST_F(DeliveryTest, OnlyTheNamedApplicationIsOpenedBeforeARun) {
-  for (const int destination : {0, 1, 2, 4}) {
-    controller.lumet->destination = destination;
-    controller.DoSynchronization();
-  }
-  EXPECT_TRUE(applications.opened.empty());
-}
-
-TEST_F(DeliveryTest, AnApplicationThatIsListedIsSeenAtTheFirstLook) {
-  EXPECT_TRUE(controller.RunApplication());
-  EXPECT_EQ(applications.looks, 1);
-  EXPECT_EQ(controller.applicationPath.Get(), kEditor);
-  EXPECT_TRUE(log.Has("/usr/bin/editor Is Running"));
-}
-
-TEST_F(DeliveryTest, TenLooksFollowEachOtherWithoutAPause) {
-  applications.looksBeforeListed = 9;
-  EXPECT_TRUE(controller.RunApplication());
-  EXPECT_EQ(applications.looks, 10);
-  EXPECT_EQ(log.Count("/usr/bin/editor Is Running"), 1U);
   EXPECT_TRUE(clock.sleeps().empty());
 }
 
-TEST_F(DeliveryTest, AnApplicationThatTakesLongerThanTenLooksIsGivenUpSilently) {
-  applications.looksBeforeListed = 10;
-  log.Clear();
-  EXPECT_FALSE(controller.RunApplication());
-  EXPECT_EQ(applications.looks, 10);
-  EXPECT_TRUE(clock.sleeps().empty());
-  EXPECT_EQ(log.lines(), std::vector<std::string>{});
-  controller.lumet->destination = 3;
-  controller.DisplayBarcode("on it goes");
-  EXPECT_EQ(Typed(), "on it goes");
-}
-
-TEST_F(DeliveryTest, APathThatNamesNothingIsLoggedAndTypingGoesOn) {
-  controller.lumet->destination = 3;
-  controller.lumet->appname.Set("/Applications/TextEdit");
-  controller.DoSynchronization();
-  controller.DisplayBarcode("7\r\n");
-  EXPECT_EQ(log.Count(kNoReference), 2U);
-  EXPECT_TRUE(applications.opened.empty());
-  EXPECT_EQ(applications.looks, 0);
-  EXPECT_EQ(controller.applicationPath.Get(), "/Applications/TextEdit");
-  EXPECT_EQ(Typed(), "7\n");
-}
-
-TEST_F(DeliveryTest, AnApplicationThatDoesNotOpenIsLoggedAndTypingGoesOn) {
-  controller.lumet->destination = 3;
-  applications.opens = false;
-  controller.DisplayBarcode("7");
-  EXPECT_TRUE(
-      log.Has("-[SyncController RunApplication]:Couldn't open application /usr/bin/editor"));
-  EXPECT_EQ(applications.looks, 0);
-  EXPECT_EQ(Typed(), "7");
-}
-
-TEST_F(DeliveryTest, PathsAreTakenAsTheyAre) {
+TEST_F(DeliveryTest, ComparesPathsExactly) {
   applications.running = {"/usr/bin/editor2", "/usr/bin/Editor", "/usr/bin/editor/"};
-  controller.applicationPath.Set(kEditor);
-  EXPECT_FALSE(controller.IsApplicationRunning());
+  delivery.applicationPath.Set(kEditor);
+  EXPECT_FALSE(delivery.IsRunning());
   applications.running.push_back(kEditor);
+  EXPECT_TRUE(delivery.IsRunning());
+}
+
+/// Every destination that is no file, view or named application.
+class FrontmostTest : public DeliveryTest, public testing::WithParamInterface<int> {};
+
+TEST_P(FrontmostTest, TypesEveryRecordAndShowsNone) {
+  ConnectWith({.destination = GetParam()});
+  Synchronize();
+  EXPECT_EQ(Typed(), "1\n2\n");
+  EXPECT_TRUE(applications.opened.empty());
+  EXPECT_EQ(View(),
+            "|Synchronization has started...|2 barcodes synchronized|"
+            "Synchronization finished. Tavo can be plugged off now|");
+}
+
+INSTANTIATE_TEST_SUITE_P(Destinations, FrontmostTest, testing::Values(2, 4, 9, -48));
+
+TEST_F(DeliveryTest, PastesIfChosen) {
+  ConnectWith({.destination = 2, .nonenglish = true});
+  Synchronize();
+  EXPECT_EQ(pasteboard.texts(), (Texts{"1\r\n", "2\r\n"}));
+  EXPECT_EQ(Typed(), "");
+}
+
+TEST_F(DeliveryTest, OpensTheApplicationBeforeTheRunAndEachRecord) {
+  ConnectWith({.destination = 3, .path = kEditor});
+  Texts steps;
+  keyEvents.onPost = [&] { steps.push_back(std::to_string(applications.opened.size())); };
+  Synchronize();
+  EXPECT_EQ(steps, (Texts{"2", "2", "3", "3"})) << "two keys for each record";
+  EXPECT_EQ(applications.opened, Texts(3, kEditor));
+  EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:][/usr/bin/editor]"), 2U);
+  EXPECT_EQ(controller.applicationPath.Get(), kEditor);
   EXPECT_TRUE(controller.IsApplicationRunning());
 }
 
-TEST_F(DeliveryTest, DeliveredRecordsAreNotShown) {
-  controller.DisplayBarcode("typed\n");
-  controller.lumet->bNonEnglish = 1;
-  controller.DisplayBarcode("pasted\n");
-  EXPECT_EQ(View(), "");
+TEST_F(DeliveryTest, TypesOnWithoutTheApplication) {
+  ConnectWith({.destination = 3, .path = "/Applications/TextEdit"});
+  Synchronize();
+  EXPECT_EQ(log.Count(kNoReference), 3U);
+  EXPECT_TRUE(applications.opened.empty());
+  EXPECT_EQ(applications.looks, 0);
+  applications.opens = false;
+  Choose({.destination = 3, .path = kEditor});
+  Synchronize();
+  EXPECT_EQ(log.Count("-[SyncController RunApplication]:Couldn't open application /usr/bin/editor"),
+            3U);
+  EXPECT_EQ(applications.looks, 0);
+  EXPECT_EQ(Typed(), "1\n2\n1\n2\n");
 }
 
 }  // namespace

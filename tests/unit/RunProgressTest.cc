@@ -59,7 +59,7 @@ TEST(RunProgressTest, WhenAllHasComeOnlyTheCountIsLeft) {
             (Shown{"Received 1 record", 1}));
 }
 
-TEST(RunProgressTest, ABurstThatHasComeShowsHowManyOfItsRecordsAreDelivered) {
+TEST(RunProgressTest, ShowsDeliveredRecordsOnceABurstHasArrived) {
   RunProgress progress;
   progress.Look(0ms, Burst(30000, 30000));
   const auto delivered = [](std::int32_t records) {
@@ -77,23 +77,17 @@ TEST(RunProgressTest, AScannerThatCouldNotBeWokenIsSaidOnceAndForAll) {
   EXPECT_EQ(progress.Look(60s, {.phase = Phase::kGivenUp}), shown);
 }
 
-TEST(RunProgressTest, ASilentScannerIsSaidToBeSilent) {
+TEST(RunProgressTest, SaysHowLongTheScannerIsSilent) {
   RunProgress progress;
-  progress.Look(0ms, OneByOne(4, 130));
-  EXPECT_EQ(progress.Look(2999ms, OneByOne(4, 130)).text, "Received 4 of 130 records");
-  EXPECT_EQ(progress.Look(3000ms, OneByOne(4, 130)).text,
-            "Received 4 of 130 records  ·  nothing new for 3 s");
-  EXPECT_EQ(progress.Look(3150ms, OneByOne(5, 130)).text.find("nothing new"), std::string::npos);
-}
-
-TEST(RunProgressTest, ASilenceThatOutlastsEveryWaitIsSaidToNeedANewStart) {
-  RunProgress progress;
-  progress.Look(0ms, OneByOne(4, 130));
-  EXPECT_EQ(progress.Look(59999ms, OneByOne(4, 130)).text,
-            "Received 4 of 130 records  ·  nothing new for 59 s");
-  EXPECT_EQ(progress.Look(60000ms, OneByOne(4, 130)).text,
-            "Nothing new for 60 s. If it stays so, please start Quillet again.");
-  EXPECT_TRUE(progress.Look(60150ms, OneByOne(5, 130)).text.starts_with("Received 5 of 130"));
+  const std::pair<std::chrono::milliseconds, const char*> cases[] = {
+      {0ms, "Received 4 of 130 records"},
+      {2999ms, "Received 4 of 130 records"},
+      {3000ms, "Received 4 of 130 records  ·  nothing new for 3 s"},
+      {59999ms, "Received 4 of 130 records  ·  nothing new for 59 s"},
+      {60000ms, "Nothing new for 60 s. If it stays so, please start Quillet again."},
+  };
+  for (const auto& [now, text] : cases) EXPECT_EQ(progress.Look(now, OneByOne(4, 130)).text, text);
+  EXPECT_EQ(progress.Look(60150ms, OneByOne(5, 130)).text.find("othing new"), std::string::npos);
 }
 
 TEST(RunProgressTest, MoreThanExpectedIsNoMoreThanAll) {
@@ -104,65 +98,99 @@ TEST(RunProgressTest, MoreThanExpectedIsNoMoreThanAll) {
 
 class ProgressTest : public test::AppFixture {
  protected:
-  ProgressTest() {
-    Launch();
-    BecomeConnected();
-    controller.lumet->destination = 1;
+  /// Connected to a scanner with three records; collects them with this choice.
+  void ConnectWith(const test::Choice& choice) {
+    StartWith(choice);
+    LaunchConnected(test::Scanner({"1", "2", "3"}));
   }
 
-  std::string After(std::chrono::milliseconds passed) {
+  /// Starts a run and stops it before the answer to `command`.
+  void StartAndHold(const std::string& command) {
+    tavo.Hold(command);
+    synchronize.Press();
+    tavo.WaitUntilHeld();
+  }
+
+  std::string Shown() {
     mainQueue.RunAll();
-    clock.Advance(passed);
+    clock.Advance(150ms);
     ticker.Tick();
     return progress.text();
   }
 };
 
-TEST_F(ProgressTest, NothingIsShownAndNothingTicksWhileNoRunGoesOn) {
+TEST_F(ProgressTest, ShowsARunOneByOneUntilItsEnd) {
+  ConnectWith({.destination = 1, .burstsync = false});
   EXPECT_EQ(progress.text(), "");
   EXPECT_FALSE(ticker.IsRunning());
-}
-
-TEST_F(ProgressTest, ARunIsShownBesideTheViewUntilItHasFinished) {
-  controller.synchronizeButton();
-  EXPECT_EQ(After(150ms), "Asking the scanner for its records");
-  controller.lumet->Show(DisplayState::Phase::kRecords);
-  controller.DisplayBarcode("one\r\n");
-  EXPECT_EQ(After(150ms), "Received 1 of 0 records");
-  controller.lumet->Show(DisplayState::Phase::kClosing);
-  EXPECT_EQ(After(150ms), "Received 1 record");
-  const std::string shown = View();
-  controller.SynchronizeFinished();
-  EXPECT_EQ(After(150ms), "");
+  StartAndHold("W");
+  EXPECT_EQ(Shown(), "Asking the scanner for its records");
+  tavo.Hold("p1#");
+  tavo.Release();
+  tavo.WaitUntilHeld();
+  EXPECT_EQ(Shown(), "Received 1 of 3 records");
+  tavo.Hold("GS0");
+  tavo.Release();
+  tavo.WaitUntilHeld();
+  EXPECT_EQ(Shown(), "Received 3 records");
+  tavo.Release();
+  AwaitEnd(0);
+  EXPECT_EQ(Shown(), "");
   EXPECT_FALSE(ticker.IsRunning());
-  EXPECT_EQ(shown.find("Received"), std::string::npos);
+  EXPECT_EQ(View().find("Received"), std::string::npos);
 }
 
-TEST_F(ProgressTest, FollowsWhatTheSessionPublishes) {
-  controller.synchronizeButton();
-  controller.lumet->Show({DisplayState::Phase::kBurst, 1500, 3000});
-  EXPECT_EQ(After(150ms), "0 records  ·  1.5 of 3.0 kB");
-  EXPECT_EQ(progress.fraction(), 0.5);
-  controller.lumet->Show(DisplayState::Phase::kGivenUp);
-  EXPECT_EQ(After(150ms), "The scanner did not answer. Please start Quillet again.");
+TEST_F(ProgressTest, ShowsABurstByItsBytesThenByItsRecords) {
+  ConnectWith({.destination = 2});
+  auto& delivered = test::Immortal<std::atomic<bool>>(false);
+  keyEvents.onPost = [&delivered] { test::WaitFor([&] { return delivered.load(); }); };
+  StartAndHold("P");
+  EXPECT_EQ(Shown(), "Waiting for 3 records");
+  tavo.Release(3 + 5);
+  tavo.WaitUntilRead();
+  EXPECT_EQ(Shown(), "3 records  ·  0.0 of 0.0 kB");
+  EXPECT_DOUBLE_EQ(progress.fraction(), 8.0 / 24);
+  tavo.Release();
+  ASSERT_TRUE(test::WaitFor([&] { return controller.barcodeCount == 1; }));
+  EXPECT_EQ(Shown(), "Delivered 1 of 3 records");
+  delivered = true;
+  AwaitEnd(0);
 }
 
-TEST_F(ProgressTest, ARunThatOutlivesTheConnectionIsHiddenUntilThereIsAnother) {
-  controller.synchronizeButton();
-  EXPECT_NE(After(150ms), "");
-  controller.Terminate();
-  EXPECT_EQ(After(150ms), "");
+TEST_F(ProgressTest, WaitsForABurstThatIsItsLengthAlone) {
+  ConnectWith({.destination = 1});
+  tavo.Answer("P", {0, 0, 3, 'x'});
+  tavo.Hold("P");
+  synchronize.Press();
+  tavo.WaitUntilHeld();
+  tavo.Release();
+  EXPECT_EQ(Shown(), "Waiting for 3 records");
+}
+
+TEST_F(ProgressTest, GivesUpAScannerThatDoesNotWakeUp) {
+  ConnectWith({});
+  tavo.Answer("W", {});
+  synchronize.Press();
+  EXPECT_TRUE(test::WaitFor(
+      [&] { return Shown() == "The scanner did not answer. Please start Quillet again."; }));
+}
+
+TEST_F(ProgressTest, HidesARunWithoutAConnection) {
+  ConnectWith({});
+  StartAndHold("W");
+  EXPECT_NE(Shown(), "");
+  registry.Unplug(folder / "usbmodem1");
+  EXPECT_EQ(Shown(), "");
+  ASSERT_TRUE(test::WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
   BecomeConnected();
-  EXPECT_NE(After(150ms), "");
-  controller.SynchronizeFinished();
-  EXPECT_EQ(After(150ms), "");
-  EXPECT_FALSE(ticker.IsRunning());
+  EXPECT_NE(Shown(), "");
+  EXPECT_TRUE(ticker.IsRunning());
 }
 
-TEST_F(ProgressTest, ARunThatEndedBeforeItCouldBeShownIsHidden) {
-  controller.synchronizeButton();
-  controller.SynchronizeFinished();
-  EXPECT_EQ(After(150ms), "");
+TEST_F(ProgressTest, HidesARunThatEndedBeforeItWasShown) {
+  ConnectWith({});
+  Synchronize();
+  EXPECT_EQ(Shown(), "");
   EXPECT_FALSE(ticker.IsRunning());
 }
 

@@ -322,9 +322,11 @@ TEST_F(SettingsButtonTest, OnlyLogsWhileConnecting) {
 
 TEST_F(SettingsButtonTest, OnlyLogsDuringARunThatLeavesTheWindowOpen) {
   Launch();
-  BecomeConnected();
+  BecomeConnected(test::Scanner({"1"}));
+  tavo.Hold("P");
   settings.Press();
-  controller.synchronizeButton();
+  synchronize.Press();
+  tavo.WaitUntilHeld();
   mainQueue.RunAll();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
   EXPECT_TRUE(IsOpen());
@@ -332,6 +334,9 @@ TEST_F(SettingsButtonTest, OnlyLogsDuringARunThatLeavesTheWindowOpen) {
   EXPECT_FALSE(IsOpen());
   settings.Press();
   EXPECT_FALSE(IsOpen());
+  const std::size_t ends = Ends();
+  tavo.Release();
+  AwaitEnd(ends);
 }
 
 TEST_F(SettingsButtonTest, EveryOperationReachesTheEditor) {

@@ -1,19 +1,11 @@
-#include <fcntl.h>
-
 #include "tests/support/AppFixture.h"
 
 namespace quillet {
 namespace {
 
-class StartUpTest : public test::AppFixture {
- protected:
-  // Closing a session that never connected closes descriptor 0.
-  ~StartUpTest() override {
-    if (fcntl(0, F_GETFD) == -1) open("/dev/null", O_RDWR);
-  }
-};
+using StartUpTest = test::AppFixture;
 
-TEST_F(StartUpTest, WithoutAScannerTheProgramWaitsTwentySecondsAndSaysSo) {
+TEST_F(StartUpTest, WaitsTwentySecondsWithoutAPort) {
   Launch();
   EXPECT_EQ(View(),
             "Quillet has started...||Trying to connect....................|"
@@ -22,19 +14,18 @@ TEST_F(StartUpTest, WithoutAScannerTheProgramWaitsTwentySecondsAndSaysSo) {
   EXPECT_TRUE(view.scrolledToEnd());
 }
 
-TEST_F(StartUpTest, AScannerThatIsAttachedIsTriedWithoutAnyAction) {
-  registry.Attach("usbmodem1", SilentPort("port"));
+TEST_F(StartUpTest, ConnectsToAnAttachedScanner) {
+  const std::string path = Attach("usbmodem1");
   Launch();
-  EXPECT_TRUE(
-      View().starts_with("Quillet has started...||Trying to connect " + folder.path() + "/port: "));
+  EXPECT_EQ(View(), "Quillet has started...||Trying to connect " + path +
+                        ": |Connected to Tavo[123456]|Tavo Time sychronized...|");
 }
 
-TEST_F(StartUpTest, ClosingTheWindowStopsTheNotificationsAndThenDisconnects) {
-  Launch();
-  BecomeConnected();
+TEST_F(StartUpTest, DisconnectsAfterDisarmingWhenTheWindowCloses) {
+  LaunchConnected();
   log.Clear();
   window.CloseByUser();
-  mainQueue.RunAll();
+  EXPECT_EQ(View(), "Disconnected from Tavo[123456]|");
   const auto lines = log.lines();
   ASSERT_GE(lines.size(), 3U);
   EXPECT_EQ(lines[0], "-[QuilletAppDelegate windowWillClose:]");
@@ -42,49 +33,47 @@ TEST_F(StartUpTest, ClosingTheWindowStopsTheNotificationsAndThenDisconnects) {
   EXPECT_EQ(lines[2], "-[SyncController Terminate]");
   EXPECT_FALSE(controller.bIsConnected);
   EXPECT_FALSE(registry.HasPort());
-  EXPECT_EQ(controller.lumet->bConnected(), false);
-  EXPECT_TRUE(View().ends_with("Disconnected from Tavo[123456]|"));
+  EXPECT_FALSE(tavo.IsOpen());
   EXPECT_TRUE(application.applicationShouldTerminateAfterLastWindowClosed());
 }
 
-TEST_F(StartUpTest, ClosingTheWindowDisconnectsEvenWhenNoScannerEverWas) {
+TEST_F(StartUpTest, DisconnectsWhenTheWindowClosesUnconnected) {
   Launch();
   window.CloseByUser();
   EXPECT_TRUE(View().ends_with("Disconnected from Tavo[000000]|"));
-  EXPECT_EQ(controller.lumet->bConnected(), false);
 }
 
-TEST_F(StartUpTest, TheTitleIsTheBareOneAfterStartUpAndAfterEveryDisconnect) {
+TEST_F(StartUpTest, ShowsTheSerialNumberInTheTitleWhileConnected) {
+  Attach("usbmodem1");
   Launch();
-  EXPECT_EQ(window.title(), "Quillet V1.25");
   for (int round = 0; round < 2; ++round) {
-    BecomeConnected();
     EXPECT_EQ(window.title(), "Quillet V1.25[123456]");
-    controller.Terminate();
+    connect.Press();
     mainQueue.RunAll();
     EXPECT_EQ(window.title(), "Quillet V1.25");
+    connect.Press();
+    FinishConnecting();
   }
 }
 
-TEST_F(StartUpTest, StartUpGoesThroughItsStepsInOrder) {
+TEST_F(StartUpTest, TakesItsStepsInOrder) {
   Launch();
+  EXPECT_EQ(window.title(), "Quillet V1.25");
   const auto lines = log.lines();
-  const auto at = [&](std::string_view line) {
-    return std::find(lines.begin(), lines.end(), line) - lines.begin();
-  };
-  EXPECT_LT(at("-[LumetFile CreateBarcodeDirectory]"), at("-[Lumet init]"));
-  EXPECT_LT(at("-[Lumet init]"), at("-[SyncController findSerialPorts][0]"));
-  EXPECT_LT(at("-[SyncController findSerialPorts][0]"),
-            at("-[SyncController RestoreSettings]: Read registry file done..."));
-  EXPECT_LT(at("-[SyncController RestoreSettings]: Read registry file done..."),
-            at("-[QuilletAppDelegate changeWindowTitle:]"));
-  EXPECT_LT(at("-[QuilletAppDelegate changeWindowTitle:]"),
-            at("-[SyncController startNotification]"));
-  EXPECT_LT(at("-[SyncController startNotification]"), at("-[SyncController ConnectThread]"));
+  auto last = lines.begin();
+  for (const char* step :
+       {"-[LumetFile CreateBarcodeDirectory]", "-[Lumet init]",
+        "-[SyncController findSerialPorts][0]",
+        "-[SyncController RestoreSettings]: Read registry file done...",
+        "-[QuilletAppDelegate changeWindowTitle:]", "-[SyncController startNotification]",
+        "-[SyncController ConnectThread]"}) {
+    last = std::find(last, lines.end(), step);
+    EXPECT_NE(last, lines.end()) << step;
+  }
   EXPECT_EQ(ports.items(), (std::vector<std::string>{"None", "None"}));
 }
 
-TEST_F(StartUpTest, TheStringPropertyKeepsACopy) {
+TEST_F(StartUpTest, StoresACopyOfTheString) {
   std::string text = "one";
   controller.setString(text);
   text = "two";

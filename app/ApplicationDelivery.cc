@@ -1,4 +1,5 @@
-#include "app/SyncController.h"
+#include "app/ApplicationDelivery.h"
+
 #include "base/Log.h"
 #include "base/Utf8.h"
 
@@ -24,28 +25,37 @@ void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag fla
 
 }  // namespace
 
-void SyncController::SendKeyCode(KeyValue key) {
+void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
+  if (paste) return Paste(record);
+  if (!IsAscii(record)) return;
+  for (const char character : record) {
+    const KeyValue key = KeyForCharacter(static_cast<unsigned char>(character));
+    if (key != kNoKey) SendKeyCode(key);
+  }
+}
+
+void ApplicationDelivery::Paste(const std::string& record) {
+  // The key would paste the pasteboard's older text.
+  if (!platform_.pasteboard.SetString(record)) {
+    Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
+    return;
+  }
+  platform_.clock.Sleep(kPastePause);
+  SendCommandAndV();
+  platform_.clock.Sleep(kPastePause);
+}
+
+void ApplicationDelivery::SendKeyCode(KeyValue key) {
   PressKey(platform_.keyEvents, key & kKeyCodeMask,
            key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone);
 }
 
-void SyncController::SendCommandAndV() {
+void ApplicationDelivery::SendCommandAndV() {
   PressKey(platform_.keyEvents, kKeyV, KeyFlag::kCommand);
 }
 
-bool SyncController::IsApplicationRunning() {
-  for (const std::string& running : platform_.applications.LaunchedApplications()) {
-    if (running == applicationPath.Get()) {
-      Log(platform_.log, ForeignText(running), " Is Running");
-      return true;
-    }
-  }
-  return false;
-}
-
-bool SyncController::RunApplication() {
-  applicationPath.Set(lumet->appname.Get());
-  const std::string& application = applicationPath.Get();
+bool ApplicationDelivery::Run(const std::string& application) {
+  applicationPath.Set(application);
   if (!platform_.applications.HasApplication(application)) {
     Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't get FSRef");
     return false;
@@ -58,28 +68,19 @@ bool SyncController::RunApplication() {
   // The checks follow each other at once; an application that takes longer to appear is not waited
   // for.
   for (int check = 0; check < kRunningChecks; ++check) {
-    if (IsApplicationRunning()) return true;
+    if (IsRunning()) return true;
   }
   return false;
 }
 
-void SyncController::DeliverToApplication(const std::string& record) {
-  if (lumet->bNonEnglish) {
-    // Control-V would paste what the pasteboard holds instead.
-    if (!platform_.pasteboard.SetString(record)) {
-      Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
-      return;
-    }
-    platform_.clock.Sleep(kPastePause);
-    SendCommandAndV();
-    platform_.clock.Sleep(kPastePause);
-  } else if (IsAscii(record)) {
-    // A record with any other character cannot be typed, and nothing of it is.
-    for (const char character : record) {
-      const KeyValue key = ConvertFromCharToKeyCode(static_cast<unsigned char>(character));
-      if (key != kNoKey) SendKeyCode(key);
+bool ApplicationDelivery::IsRunning() {
+  for (const std::string& running : platform_.applications.LaunchedApplications()) {
+    if (running == applicationPath.Get()) {
+      Log(platform_.log, ForeignText(running), " Is Running");
+      return true;
     }
   }
+  return false;
 }
 
 }  // namespace quillet

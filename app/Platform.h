@@ -1,0 +1,50 @@
+#pragma once
+
+#include "base/SystemLog.h"
+#include "platform/Applications.h"
+#include "platform/Clock.h"
+#include "platform/Controls.h"
+#include "platform/FileStore.h"
+#include "platform/KeyEvents.h"
+#include "platform/MainQueue.h"
+#include "platform/Panels.h"
+#include "platform/Pasteboard.h"
+#include "platform/SerialLine.h"
+#include "platform/SerialRegistry.h"
+#include "platform/Ticker.h"
+#include "platform/Workspace.h"
+
+namespace quillet {
+
+/// What the program needs of the system and the toolkit. Everything outlives the controller.
+struct Platform {
+  ///@{ The interface of this name.
+  SystemLog& log;
+  platform::Clock& clock;
+  platform::SerialLine& line;
+  platform::FileStore& files;
+  platform::MainQueue& mainQueue;
+  platform::SerialRegistry& registry;
+  platform::Workspace& workspace;
+  platform::Panels& panels;
+  platform::Ticker& ticker;
+  platform::KeyEvents& keyEvents;
+  platform::Pasteboard& pasteboard;
+  platform::Applications& applications;
+  ///@}
+};
+
+/// The controls of the main window. Main thread.
+struct MainWindowControls {
+  ///@{ Named for what it shows or does.
+  platform::TextView& barcodeView;
+  platform::PopUpList& portList;
+  platform::ToolbarItem& connectTavo;
+  platform::ToolbarItem& settings;
+  platform::ToolbarItem& synchronize;
+  platform::ToolbarItem& clearview;
+  platform::ProgressDisplay& progress;
+  ///@}
+};
+
+}  // namespace quillet

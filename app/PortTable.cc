@@ -1,0 +1,72 @@
+#include "app/PortTable.h"
+
+#include <algorithm>
+
+#include "base/Log.h"
+
+namespace quillet {
+namespace {
+
+constexpr std::string_view kScannerNames[] = {"Tavo", "usbmodem"};
+
+bool MayBeScanner(const std::string& name) {
+  return std::any_of(std::begin(kScannerNames), std::end(kScannerNames),
+                     [&](std::string_view part) { return name.find(part) != std::string::npos; });
+}
+
+}  // namespace
+
+std::int32_t PortTable::Keep(std::span<const std::string> names,
+                             std::span<const std::string> paths) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    Log(log_, ForeignText(names[i]));
+    const std::string name = names[i].substr(0, names[i].find('-'));
+    Log(log_, ForeignText(name));
+    Log(log_, ForeignText(paths[i]));
+    if (!MayBeScanner(name)) continue;
+    // A connection thread may be reading the table: rejected devices are never stored here, not
+    // even temporarily.
+    stream[kept].Set(name);
+    path[kept].Set(paths[i]);
+    ++kept;
+  }
+  return static_cast<std::int32_t>(kept);
+}
+
+PortTable::ListChange PortTable::AfterSearch(std::int32_t before, bool flag, bool connected) const {
+  ListChange change;
+  if (!connected) {
+    // Without a port there was an extra "None".
+    if (flag) change.removals = std::max(before, 1);
+    for (std::int32_t i = 0; i < numPorts; ++i) {
+      change.titles.push_back(At(stream, i));
+      Log(log_, "-[SyncController updatePortList:]", "[", ForeignText(change.titles.back()), "]");
+    }
+  }
+  if (numPorts == 0) change.titles.emplace_back("None");
+  return change;
+}
+
+std::int32_t PortTable::ItemToSelect(std::span<const std::string> titles, std::string_view before,
+                                     std::int32_t ports, bool connected) {
+  const auto count = static_cast<std::int32_t>(titles.size());
+  if (connected) return count - 1;
+  for (std::int32_t item = 1; item <= ports && item < count; ++item) {
+    if (titles[static_cast<std::size_t>(item)] == before) return item;
+  }
+  return ports > 0 ? 1 : 0;
+}
+
+void PortTable::SetConnected(std::int32_t index) {
+  connectedPortString.Set(IsPort(index) ? At(stream, index) : std::string());
+}
+
+bool PortTable::EndsConnection() const {
+  for (std::int32_t i = 0; i < numPorts; ++i) {
+    if (At(stream, i) != connectedPortString.Get()) return true;
+  }
+  return numPorts == 0;
+}
+
+}  // namespace quillet

@@ -1,0 +1,176 @@
+#pragma once
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/Word.h"
+#include "platform/SerialLine.h"
+#include "simulator/TavoDevice.h"
+#include "tests/support/WaitFor.h"
+
+namespace quillet::test {
+
+using simulator::Bytes;
+
+/// A scanner that is not yet attached, with these records.
+inline simulator::DeviceSettings Scanner(const std::vector<std::string>& records = {}) {
+  simulator::DeviceSettings settings;
+  settings.serial = "0000123456";
+  settings.storeLiveScans = false;
+  for (const std::string& text : records) {
+    settings.records.emplace_back().data = simulator::ToBytes(text);
+  }
+  return settings;
+}
+
+/// Serial lines in memory, each with a scanner that answers at once. Only attached paths can be
+/// opened.
+class ScannerLine final : public platform::SerialLine {
+ public:
+  void Attach(const std::string& path, simulator::DeviceSettings settings) {
+    const std::lock_guard lock(mutex_);
+    scanners_.insert_or_assign(
+        path, simulator::TavoDevice(std::move(settings), [] { return std::chrono::seconds(0); }));
+  }
+
+  /// A device that can be opened and does not answer.
+  void AttachSilent(const std::string& path) {
+    const std::lock_guard lock(mutex_);
+    silent_.insert(path);
+  }
+
+  /// A barcode is scanned. Returns when the program has received it.
+  void Scan(std::string_view text) {
+    {
+      const std::lock_guard lock(mutex_);
+      simulator::ScanRecord record;
+      record.data = simulator::ToBytes(text);
+      simulator::Append(unread_, scanner_->Scan(record));
+    }
+    WaitUntilRead();
+  }
+
+  /// From now on the scanner answers `command` with these bytes.
+  void Answer(const std::string& command, const Bytes& answer) {
+    const std::lock_guard lock(mutex_);
+    answers_[command] = answer;
+  }
+
+  /// Delays the answer to `command`; the program's time-outs do not expire until it is sent.
+  void Hold(const std::string& command) {
+    const std::lock_guard lock(mutex_);
+    heldCommand_ = command;
+  }
+  void WaitUntilHeld() {
+    WaitUntil([this] { return holding_; });
+  }
+  /// Sends the first `count` bytes of the delayed answer.
+  void Release(std::size_t count = SIZE_MAX) {
+    const std::lock_guard lock(mutex_);
+    const auto end = held_.begin() + static_cast<long>(std::min(count, held_.size()));
+    unread_.insert(unread_.end(), held_.begin(), end);
+    held_.erase(held_.begin(), end);
+    holding_ = !held_.empty();
+  }
+
+  /// Waits until the program has acted on everything that the scanner has sent.
+  void WaitUntilRead() {
+    WaitUntil(
+        [this] { return unread_.empty() && !reading_ && (!holding_ || role_ == Role::kOther); });
+  }
+
+  /// Called before each sleep of the program's threads: waits for the answer that is on the line.
+  /// So no time-out expires on a slow machine. The read thread itself never waits.
+  void Settle(const Word<bool>& connected) {
+    if (role_ == Role::kReader) return;
+    if (role_ != Role::kConnector) return WaitUntilRead();
+    WaitUntil([&] { return scanner_ == nullptr || connected; });
+  }
+
+  /// The commands that the scanner has received, separated by blanks.
+  std::string Commands() {
+    const std::lock_guard lock(mutex_);
+    std::string all;
+    for (const std::string& command : scanner_->Report().commandsSeen) all += command + " ";
+    return all;
+  }
+
+  bool IsOpen() {
+    const std::lock_guard lock(mutex_);
+    return !open_.empty();
+  }
+
+  std::int32_t Open(const char* path, Access, const platform::LineSettings&) override {
+    const std::lock_guard lock(mutex_);
+    role_ = Role::kConnector;
+    const auto found = scanners_.find(path);
+    if (found == scanners_.end() && !silent_.contains(path)) return -1;
+    scanner_ = found == scanners_.end() ? nullptr : &found->second;
+    open_.insert(++last_);
+    return last_;
+  }
+
+  std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) override {
+    const std::lock_guard lock(mutex_);
+    role_ = Role::kReader;
+    if (!open_.contains(line)) unread_.clear();
+    const std::size_t count = std::min(buffer.size(), unread_.size());
+    reading_ = count > 0;
+    std::copy_n(unread_.begin(), count, buffer.begin());
+    unread_.erase(unread_.begin(), unread_.begin() + static_cast<long>(count));
+    return static_cast<std::int32_t>(count);
+  }
+
+  void Write(std::int32_t line, std::uint8_t byte) override {
+    const std::lock_guard lock(mutex_);
+    role_ = Role::kSender;
+    if (scanner_ == nullptr || !open_.contains(line)) return;
+    const auto command = scanner_->Receive(byte);
+    if (!command) return;
+    Bytes answer = scanner_->Execute(*command).value_or(Bytes{});
+    if (const auto own = answers_.find(command->text); own != answers_.end()) answer = own->second;
+    holding_ = command->text == heldCommand_;
+    if (holding_) heldCommand_.clear();
+    simulator::Append(holding_ ? held_ : unread_, answer);
+  }
+
+  void Close(std::int32_t line) override {
+    const std::lock_guard lock(mutex_);
+    open_.erase(line);
+    holding_ = false;
+    held_.clear();
+  }
+
+ private:
+  enum class Role { kOther, kConnector, kReader, kSender };
+
+  template <class Condition>
+  void WaitUntil(Condition condition) {
+    WaitFor([&] {
+      const std::lock_guard lock(mutex_);
+      return condition();
+    });
+  }
+
+  static inline thread_local Role role_ = Role::kOther;  // of a thread, by its first call
+
+  std::mutex mutex_;
+  std::map<std::string, simulator::TavoDevice> scanners_;
+  std::set<std::string> silent_;
+  simulator::TavoDevice* scanner_ = nullptr;  // at the path opened last
+  std::set<std::int32_t> open_;
+  std::int32_t last_ = 100;
+  Bytes unread_;
+  bool reading_ = false;  // the read thread has not returned for more
+  std::map<std::string, Bytes> answers_;
+  std::string heldCommand_;
+  Bytes held_;
+  bool holding_ = false;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+
+#include "app/Run.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/HookedFileStore.h"
+#include "tests/support/RecordingLog.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quillet {
+namespace {
+
+using test::FileContents;
+
+class RunTest : public testing::Test {
+ protected:
+  RunTest() {
+    settings.filename.Set(folder / "stock.txt");
+    settings.destination = 0;
+  }
+
+  /// Plays steps: B begins a run, E ends one, a digit chooses a destination, a small letter is a
+  /// record and "_" one without text. @return the texts shown, and the file's text after each end
+  std::string Play(std::string_view steps) {
+    shown.clear();
+    for (const char step : steps) {
+      if (step == 'B') {
+        run.Begin(settings.destination);
+      } else if (step == 'E') {
+        run.End(settings, serial, file);
+        shown += "{" + FileContents(folder / "stock.txt").value_or("no file") + "}";
+      } else if (step >= '0' && step <= '9') {
+        settings.destination = step - '0';
+      } else {
+        run.Add(step == '_' ? "" : std::string(1, step), settings.destination);
+      }
+    }
+    return shown;
+  }
+
+  std::string Written(const std::string& count) const {
+    return "|Synchronized to " + folder.path() + "/stock.txt|" + count + " barcodes synchronized|";
+  }
+
+  test::TemporaryFolder folder;
+  test::RecordingLog log;
+  test::FakeClock clock;
+  test::HookedFileStore files;
+  LumetFile file{log, clock, files, folder.path()};
+  Settings settings;
+  SerialNumberField serial{"0000123456"};
+  std::string shown;
+  quillet::Run run{log, [this](std::string_view text, bool newline) {
+                     shown += text;
+                     if (newline) shown += "|";
+                     std::replace(shown.begin(), shown.end(), '\n', '|');
+                   }};
+};
+
+TEST_F(RunTest, WritesItsRecordsThenShowsPathAndCount) {
+  EXPECT_EQ(Play("BabE"), "." + Written("2") + "{ab}");
+  EXPECT_EQ(Play("BcE"), "." + Written("1") + "{c}");
+  EXPECT_EQ(run.syncfileName.Get(), folder / "stock.txt");
+}
+
+TEST_F(RunTest, ShowsADotForEvery64thRecord) {
+  EXPECT_EQ(Play("B" + std::string(64, 'a')), ".");
+  EXPECT_EQ(Play("a" + std::string(63, 'a')), ".");
+  EXPECT_EQ(Play("aa"), ".");
+}
+
+TEST_F(RunTest, AppendsToTheFileIfChosen) {
+  settings.bAppendData = 1;
+  EXPECT_EQ(Play("BaEBbE"), "." + Written("1") + "{a}." + Written("1") + "{ab}");
+}
+
+TEST_F(RunTest, WritesTheFileWhenAllRecordsAreEmpty) {
+  EXPECT_EQ(Play("B__E"), "." + Written("2") + "{}");
+}
+
+TEST_F(RunTest, WritesNothingWithoutRecords) {
+  EXPECT_EQ(Play("BE"), "No data to synchronize...|{no file}");
+}
+
+TEST_F(RunTest, GathersNothingForOtherDestinations) {
+  EXPECT_EQ(Play("1BaE2BbE3BcE"),
+            "1 barcodes synchronized|{no file}1 barcodes synchronized|{no file}"
+            "1 barcodes synchronized|{no file}");
+}
+
+TEST_F(RunTest, KeepsTheFileWhenNoRecordWentThere) {
+  test::PutFile(folder / "stock.txt", "kept");
+  EXPECT_EQ(Play("B1a0E"), "1 barcodes synchronized|{kept}");
+  EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records gathered"));
+}
+
+TEST_F(RunTest, GathersFromTheMomentThatTheFileIsChosen) {
+  EXPECT_EQ(Play("1Ba0bcE"), "." + Written("3") + "{bc}");
+}
+
+TEST_F(RunTest, CountsARecordOutsideARunAndDropsIt) {
+  EXPECT_EQ(Play("a"), ".");
+  EXPECT_EQ(run.barcodeCount, 1);
+  EXPECT_EQ(run.barcodeindex, 1);
+  EXPECT_EQ(run.barcodedata(), nullptr);
+  EXPECT_EQ(Play("BbE"), "." + Written("1") + "{b}");
+  EXPECT_EQ(Play("c"), "");
+  EXPECT_EQ(run.barcodedata(), nullptr);
+}
+
+TEST_F(RunTest, KeepsTheFileWhenItsEndIsReportedTwice) {
+  EXPECT_EQ(Play("BaEE"), "." + Written("1") + "{a}1 barcodes synchronized|{a}");
+}
+
+TEST_F(RunTest, CountsNoRunLessAfterAnEndReportedTwice) {
+  Play("BaEE");
+  EXPECT_EQ(Play("BbBcEdE"), ".." + Written("1") + "{c}" + Written("2") + "{d}");
+}
+
+TEST_F(RunTest, WritesTheNewerRunTooWhenTwoOverlap) {
+  EXPECT_EQ(Play("BabBcEdefE"), ".." + Written("1") + "{c}" + Written("4") + "{def}");
+}
+
+TEST_F(RunTest, ShowsItsOwnCountWhenTheNextRunHasBegun) {
+  files.whileReplacing = [this] { run.Begin(0); };
+  EXPECT_EQ(Play("BabE"), "." + Written("2") + "{ab}");
+  EXPECT_EQ(run.barcodeCount, 0);
+  EXPECT_EQ(Play("cE"), "." + Written("1") + "{c}");
+}
+
+TEST_F(RunTest, IsOverBeforeTheFileIsWritten) {
+  run.bIsUnderSynchronization = true;
+  bool over = false;
+  files.whileReplacing = [&] { over = !run.bIsUnderSynchronization && !run.IsShown(); };
+  Play("BaE");
+  EXPECT_TRUE(over);
+}
+
+TEST_F(RunTest, GeneratesAFileNameForThePlaceholder) {
+  clock.Set({2026, 11, 16, 1, 4, 9});
+  settings.filename.Set(folder / "stock/sn_timestamp.txt");
+  Play("BaE");
+  EXPECT_EQ(FileContents(folder / "stock123456_20261116_010409.txt"), "a");
+}
+
+TEST_F(RunTest, ShowsAFailedWriteAsDone) {
+  settings.filename.Set(folder / "absent/out.txt");
+  EXPECT_EQ(Play("BaE"), ".|Synchronized to " + folder.path() +
+                             "/absent/out.txt|1 barcodes synchronized|{no file}");
+  EXPECT_TRUE(log.Has("Fail to write"));
+}
+
+TEST_F(RunTest, CutsARecordByItsBytesOutsideAscii) {
+  run.Begin(0);
+  for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"}) run.Add(record, 0);
+  Play("E");
+  // The last record is cut within its character, the rest of which is marked.
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "\xC3\xA9\x31\rplain\r\n1\xEF\xBF\xBD");
+}
+
+}  // namespace
+}  // namespace quillet
