@@ -39,7 +39,7 @@ std::string Hexadecimal(const Text& bytes) {
   std::string text;
   char digits[8];
   for (std::size_t i = 0; i < std::min(bytes.size(), kMost); ++i) {
-    std::snprintf(digits, sizeof digits, "%02x ", bytes[i] & 0xFFU);
+    std::snprintf(digits, sizeof digits, "%02x ", static_cast<unsigned char>(bytes[i]));
     text += digits;
   }
   return text + "(" + std::to_string(bytes.size()) + " bytes)";

@@ -56,15 +56,15 @@ class AppFixture : public ::testing::Test {
   void StartWith(const Choice& choice) {
     SettingsImage image;
     image.fill('0');
-    const std::pair<int, int> values[] = {{4, 4},
-                                          {5, choice.syncclock},
-                                          {6, choice.clearmemory},
-                                          {7, choice.destination},
-                                          {8, choice.burstsync},
-                                          {9, choice.autosync},
-                                          {10, choice.appenddata},
-                                          {11, 1},
-                                          {13, choice.nonenglish}};
+    const std::pair<std::size_t, int> values[] = {{4, 4},
+                                                  {5, choice.syncclock},
+                                                  {6, choice.clearmemory},
+                                                  {7, choice.destination},
+                                                  {8, choice.burstsync},
+                                                  {9, choice.autosync},
+                                                  {10, choice.appenddata},
+                                                  {11, 1},
+                                                  {13, choice.nonenglish}};
     for (const auto& [place, value] : values) image[place] = static_cast<char>('0' + value);
     for (const auto place : {kApplicationNamePosition, kFileNamePosition}) {
       WriteName(image, place, choice.path.empty() ? dataFolder + kPlaceholder : choice.path);
