@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <string>
 
 #include "base/Log.h"
@@ -112,9 +111,8 @@ std::string_view RecordComposer::Compose(Bytes buffer, std::int32_t offset) {
 // The last byte of the buffer is for the NUL.
 void RecordComposer::Append(std::string_view text) {
   const auto room = static_cast<std::size_t>(kBarcodeBufferSize - 1 - BarcodeBufferOffset);
-  const std::size_t count = std::min(text.size(), room);
-  std::memcpy(barcodeBuffer_ + BarcodeBufferOffset, text.data(), count);
-  BarcodeBufferOffset += static_cast<std::int32_t>(count);
+  BarcodeBufferOffset +=
+      static_cast<std::int32_t>(text.copy(barcodeBuffer_ + BarcodeBufferOffset, room));
 }
 
 void RecordComposer::GetDataByOrder(Bytes buffer) {
