@@ -16,6 +16,7 @@
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingOwner.h"
 #include "tests/support/ScriptedLine.h"
+#include "tests/support/WaitFor.h"
 
 namespace quillet::test {
 
@@ -26,6 +27,18 @@ class LumetFixture : public ::testing::Test {
   LumetFixture() {
     lumet.setDelegate(&owner);
     clock.OnSleep([this](std::size_t) { AnswerAtPoll(); });
+  }
+  ~LumetFixture() override {
+    AwaitCommandThread();
+    clock.OnSleep(nullptr);
+  }
+
+  /// Waits until no command thread uses this object any more, disconnecting if necessary. A test
+  /// whose sleep hook uses its own variables calls this at its end.
+  void AwaitCommandThread() {
+    if (lumet.bConnected()) lumet.disconnectTavo();
+    if (!log.Has("-[Lumet InitTavo]")) return;
+    EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
   }
 
   void Receive(std::string_view text) {

@@ -318,6 +318,7 @@ TEST_F(LumetTest, KeepsANewConnectionsCommandsAfterAFailedWakeup) {
   EXPECT_EQ(Queued(), kStartCommands);
   EXPECT_EQ(lumet.receive().writePtr(), 5) << "what the new connection has received stays";
   EXPECT_TRUE(lumet.bCommandDone());
+  AwaitCommandThread();
 }
 
 TEST_F(LumetTest, CountsAnAnswerWithinThePauseAfterTheLastByte) {

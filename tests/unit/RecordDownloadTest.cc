@@ -191,6 +191,7 @@ TEST_F(RecordDownloadTest, KeepsANewConnectionsCommandsOneByOne) {
   EXPECT_EQ(Queued(),
             "\0W\x01M\x01V\x03w1#\x03"
             "1S0"s);
+  AwaitCommandThread();
 }
 
 }  // namespace
