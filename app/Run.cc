@@ -50,7 +50,9 @@ void Run::Gather(const std::string& record) {
   records->text.append(record, 0, Utf16Length(record));
   ++records->count;
   Records* none = nullptr;
-  if (gathered_.compare_exchange_strong(none, records.get())) records.release();
+  if (gathered_.compare_exchange_strong(none, records.get())) {
+    static_cast<void>(records.release());
+  }
 }
 
 bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFile& file) {

@@ -84,8 +84,10 @@ void SyncController::ChangePortList(PortTable::ListChange change) {
     const std::string before = list.ItemTitle(list.SelectedItem());
     for (std::int32_t i = 0; i < change.removals; ++i) list.RemoveItem(1);
     for (const std::string& title : change.titles) list.AddItem(title);
-    std::vector<std::string> titles;
-    for (std::int32_t i = 0; i < list.NumberOfItems(); ++i) titles.push_back(list.ItemTitle(i));
+    std::vector<std::string> titles(static_cast<std::size_t>(list.NumberOfItems()));
+    for (std::size_t i = 0; i < titles.size(); ++i) {
+      titles[i] = list.ItemTitle(static_cast<std::int32_t>(i));
+    }
     list.SelectItem(PortTable::ItemToSelect(titles, before, ports, connected));
   });
 }

@@ -129,10 +129,10 @@ bool CommandQueue::Restart(std::optional<std::uint64_t> only, std::uint32_t newC
 }
 
 std::int32_t CommandQueue::cmdRead() const {
-  return Indices::From(indices_.load()).cmdRead;
+  return static_cast<std::int32_t>(Indices::From(indices_.load()).cmdRead);
 }
 std::int32_t CommandQueue::cmdWrite() const {
-  return Indices::From(indices_.load()).cmdWrite;
+  return static_cast<std::int32_t>(Indices::From(indices_.load()).cmdWrite);
 }
 
 }  // namespace quillet

@@ -41,14 +41,12 @@ std::vector<std::string> SplitLine(std::string_view line) {
     } else if (quoted && letter == '"') {
       quoted = false;
       closed = true;
-    } else if (quoted) {
-      fields.back() += letter;
-    } else if (letter == ',') {
+    } else if (!quoted && letter == ',') {
       fields.emplace_back();
       closed = false;
-    } else if (closed) {
+    } else if (!quoted && closed) {
       throw Complaint("expected a comma after the closing quotation mark");
-    } else if (letter == '"' && fields.back().empty()) {
+    } else if (!quoted && letter == '"' && fields.back().empty()) {
       quoted = true;
     } else {
       fields.back() += letter;
