@@ -1,5 +1,6 @@
 #include <fcntl.h>
 
+#include <atomic>
 #include <filesystem>
 #include <thread>
 
@@ -308,9 +309,9 @@ TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
 
 TEST_F(LumetTest, KeepsANewConnectionsCommandsAfterAFailedWakeup) {
   lumet.WakeupTavo(false);
-  bool reconnected = false;
+  std::atomic<bool> reconnected = false;
   clock.OnSleep([&](std::size_t) {
-    if (clock.Count(100ms) != 3 || std::exchange(reconnected, true)) return;
+    if (clock.Count(100ms) != 3 || reconnected.exchange(true)) return;
     lumet.InitTavo();
     Receive("\x03\0\0\x09"s + "ab");
   });

@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include "tests/support/LumetFixture.h"
 
 namespace quillet {
@@ -183,9 +185,9 @@ TEST_F(RecordDownloadTest, SendsTheSingleRecordCommandAndIgnoresItsAnswer) {
 TEST_F(RecordDownloadTest, KeepsANewConnectionsCommandsOneByOne) {
   Count(1);
   lumet.Queue({1, 'p'});
-  bool reconnected = false;
+  std::atomic<bool> reconnected = false;
   clock.OnSleep([&](std::size_t) {
-    if (!std::exchange(reconnected, true)) lumet.InitTavo();
+    if (!reconnected.exchange(true)) lumet.InitTavo();
   });
   Dispatch();
   EXPECT_EQ(Queued(),
