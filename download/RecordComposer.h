@@ -77,6 +77,7 @@ class RecordComposer {
 
  private:
   void Append(std::string_view text);
+  void AppendDelimiter(std::string_view delimiter);
 
   SystemLog& log_;
   const Settings& settings_;
