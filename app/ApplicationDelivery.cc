@@ -13,11 +13,10 @@ using platform::KeyFlag;
 constexpr std::uint16_t kKeyV = 9;
 constexpr int kRunningChecks = 10;
 
-// The pasteboard settles before the key is pressed, and the other application takes the text before
-// the next record replaces it.
+// Pause before and after pressing the paste keys: the clipboard must be ready first, and then the
+// application must read it before the next record replaces the contents.
 constexpr auto kPastePause = 100ms;
 
-// The flag is on the key-down only.
 void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag flag) {
   const KeyEvent press[] = {{virtualKey, true, flag}, {virtualKey, false, KeyFlag::kNone}};
   events.Post(press);
@@ -35,7 +34,7 @@ void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
 }
 
 void ApplicationDelivery::Paste(const std::string& record) {
-  // The key would paste the pasteboard's older text.
+  // If this fails, Command-V would paste the old contents.
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
     return;
@@ -65,8 +64,7 @@ bool ApplicationDelivery::Run(const std::string& application) {
         ForeignText(application));
     return false;
   }
-  // The checks follow each other at once; an application that takes longer to appear is not waited
-  // for.
+  // No pause between the checks: a slow application is reported as not running.
   for (int check = 0; check < kRunningChecks; ++check) {
     if (IsRunning()) return true;
   }

@@ -8,32 +8,28 @@
 
 namespace quillet {
 
-/// Delivers records into other applications: types or pastes them, and starts applications. It logs
-/// under the name of the controller, whose operations these are.
+/// Delivers records to other applications: types or pastes them, and starts applications. Log lines
+/// use the names of the SyncController operations.
 ///
-/// Read thread; Run also on the thread that begins a run.
+/// Called on the read thread; Run also on the thread that begins a synchronization.
 class ApplicationDelivery {
  public:
-  /// @param platform  its clock, keys, pasteboard and applications are used
+  /// @param platform  its clock, key events, pasteboard and applications are used
   explicit ApplicationDelivery(const Platform& platform) : platform_(platform) {}
 
-  /// Types a record, or pastes it. A record with a character outside ASCII is not typed.
+  /// Pastes or types a record. Records with non-ASCII characters are not typed.
   void Deliver(const std::string& record, bool paste);
 
-  /// Presses and releases a key, with Shift if its bit is set.
-  void SendKeyCode(KeyValue key);
+  void SendKeyCode(KeyValue key);  ///< types a key, with Shift if `key` has the Shift bit
+  void SendCommandAndV();          ///< types Command-V (Control-V on Linux)
 
-  /// Presses the key for pasting: V with Command, which is Control where there is no Command.
-  void SendCommandAndV();
-
-  /// Starts an application, or brings it to the front, and remembers it in `applicationPath`.
-  /// @return whether it was seen running.
+  /// Stores the path in `applicationPath` and starts that application or brings it to the front.
+  /// @return true if it is running afterwards
   bool Run(const std::string& application);
 
-  /// Whether `applicationPath` is among the running applications.
-  bool IsRunning();
+  bool IsRunning();  ///< returns true if the application at `applicationPath` is running
 
-  SharedText applicationPath;  ///< the last application, empty at first
+  SharedText applicationPath;  ///< the last application opened, initially empty
 
  private:
   void Paste(const std::string& record);

@@ -4,8 +4,7 @@
 
 namespace quillet {
 
-// Where records go: the numbers of the setting `destination`. Any other number is treated as the
-// frontmost application.
+// Values of the setting `destination`. Any other value means the frontmost application.
 inline constexpr std::int32_t kToFile = 0;
 inline constexpr std::int32_t kToView = 1;
 inline constexpr std::int32_t kToFrontmostApplication = 2;

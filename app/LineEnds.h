@@ -5,9 +5,8 @@
 
 namespace quillet {
 
-/// Turns every line end of one text into a line feed: a carriage return with a line feed behind it
-/// is one line end, either of them alone is one too. A text is folded by itself: a carriage return
-/// at the end of one text and a line feed at the start of the next are two line ends.
+/// Returns `text` with every line end (CR LF, CR or LF) replaced by LF. Keeps no state between
+/// calls: a CR at the end of one text and an LF at the start of the next are two line ends.
 std::string FoldLineEnds(std::string_view text);
 
 }  // namespace quillet

@@ -16,9 +16,9 @@
 
 namespace quillet {
 
-/// What the program needs of the system and the toolkit. Everything outlives the controller.
+/// The interfaces to the operating system and the toolkit. All objects outlive the controller.
 struct Platform {
-  ///@{ The interface of this name.
+  ///@{ See the headers in platform/.
   SystemLog& log;
   platform::Clock& clock;
   platform::SerialLine& line;
@@ -36,7 +36,7 @@ struct Platform {
 
 /// The controls of the main window. Main thread.
 struct MainWindowControls {
-  ///@{ Named for what it shows or does.
+  ///@{ See platform/Controls.h.
   platform::TextView& barcodeView;
   platform::PopUpList& portList;
   platform::ToolbarItem& connectTavo;

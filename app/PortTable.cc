@@ -7,11 +7,8 @@
 namespace quillet {
 namespace {
 
-constexpr std::string_view kScannerNames[] = {"Tavo", "usbmodem"};
-
 bool MayBeScanner(const std::string& name) {
-  return std::any_of(std::begin(kScannerNames), std::end(kScannerNames),
-                     [&](std::string_view part) { return name.find(part) != std::string::npos; });
+  return name.find("Tavo") != std::string::npos || name.find("usbmodem") != std::string::npos;
 }
 
 }  // namespace
@@ -25,7 +22,7 @@ std::int32_t PortTable::Keep(std::span<const std::string> names,
     Log(log_, ForeignText(name));
     Log(log_, ForeignText(paths[i]));
     if (!MayBeScanner(name)) continue;
-    // A connection thread may be reading the table: rejected devices are never stored here, not
+    // The connection thread may be reading the table. Rejected devices are never stored here, not
     // even temporarily.
     stream[kept].Set(name);
     path[kept].Set(paths[i]);
@@ -37,7 +34,7 @@ std::int32_t PortTable::Keep(std::span<const std::string> names,
 PortTable::ListChange PortTable::AfterSearch(std::int32_t before, bool flag, bool connected) const {
   ListChange change;
   if (!connected) {
-    // Without a port there was an extra "None".
+    // Without ports, the list has a second item "None".
     if (flag) change.removals = std::max(before, 1);
     for (std::int32_t i = 0; i < numPorts; ++i) {
       change.titles.push_back(At(stream, i));

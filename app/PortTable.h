@@ -13,65 +13,65 @@
 
 namespace quillet {
 
-/// The serial ports on which a scanner may be: which there are, which one is selected in the port
-/// list, tried and connected, and how the port list shows them.
+/// The serial ports that may have a scanner. Tracks which port is selected, tried and connected,
+/// and computes the items of the port list.
 ///
-/// The main thread searches and selects. The connection thread tries. Any thread reads.
+/// Threads: the main thread searches and selects ports, the connection thread tries them. Any
+/// thread may read.
 class PortTable {
  public:
-  static constexpr std::int32_t kMaximumPorts = 32;  ///< ports that are read
+  static constexpr std::int32_t kMaximumPorts = 32;  ///< capacity of the table
 
-  /// A change of the port list. Its first item, "None", always stays.
+  /// A change of the port list. The list's first item, "None", is never removed.
   struct ListChange {
-    std::int32_t removals = 0;        ///< how often the item at position 1 is removed
-    std::vector<std::string> titles;  ///< items to append afterwards
-
-    /// Whether both changes are the same.
-    bool operator==(const ListChange&) const = default;
+    std::int32_t removals = 0;        ///< number of items to remove, from position 1
+    std::vector<std::string> titles;  ///< items to append after the removals
+    bool operator==(const ListChange&) const = default;  ///< compares all members
   };
 
   /// @param log  outlives this object
   explicit PortTable(SystemLog& log) : log_(log) {}
 
-  /// Fills `stream` and `path` with the devices that have a scanner's name. A name ends before its
-  /// first hyphen.
-  /// @return how many were kept. The caller stores it in `numPorts`.
+  /// Fills `stream` and `path` with the devices whose name contains "Tavo" or "usbmodem". Names are
+  /// cut at their first hyphen.
+  /// @param names  device names, at most kMaximumPorts
+  /// @param paths  device paths, in the same order
+  /// @return the number of devices kept; the caller stores it in `numPorts`
   std::int32_t Keep(std::span<const std::string> names, std::span<const std::string> paths);
 
-  /// The change of the list after a search.
+  /// Returns the change of the port list after a search.
   /// @param before     `numPorts` before the search
-  /// @param flag       remove the entries of the ports before the search
-  /// @param connected  the list shows the scanner
+  /// @param flag       whether to remove the items of the previous ports
+  /// @param connected  whether the list shows a connected scanner instead of ports
   ListChange AfterSearch(std::int32_t before, bool flag, bool connected) const;
 
-  /// The item to select after a change of the list: the scanner's, else the port that was selected
-  /// before, else the first port. Otherwise the list would show "None" beside a connected scanner,
-  /// and Connect would try nothing although there is a port.
-  /// @param titles     the items of the list
-  /// @param before     the title that was selected before the change
-  /// @param ports      how many ports there are
-  /// @param connected  the last item is the scanner's
+  /// Returns the position to select after a change of the list: the connected scanner, else the
+  /// previously selected port, else the first port, else "None".
+  /// @param titles     all items of the list
+  /// @param before     the title selected before the change
+  /// @param ports      the number of ports
+  /// @param connected  whether the last item is a connected scanner
   static std::int32_t ItemToSelect(std::span<const std::string> titles, std::string_view before,
                                    std::int32_t ports, bool connected);
 
-  /// The path of the port that is tried, empty if it is not in the table: the selected item may be
-  /// no port.
+  /// Returns the path of the port `portIndex`, or an empty string if that is not a port: the
+  /// selected item can be "None".
   std::string PathTried() const { return IsPort(portIndex) ? At(path, portIndex) : std::string(); }
 
-  /// Stores the name of the port with this index as the connected one. It is empty for an answer
-  /// that arrives after the last port has failed.
+  /// Stores the name of port `index` in `connectedPortString`, or an empty string if `index` is not
+  /// a port: the scanner can answer after the last port has been given up.
   void SetConnected(std::int32_t index);
 
-  /// Whether the removal of a port ends the connection: unless every remaining port has the name of
-  /// the connected one.
+  /// Returns true if the removal of a port ends the connection: no port remains, or one remains
+  /// whose name is not `connectedPortString`.
   bool EndsConnection() const;
 
-  Word<std::int32_t> numPorts = 0;               ///< ports in the table
-  std::array<SharedText, kMaximumPorts> stream;  ///< device names; stale from numPorts on
-  std::array<SharedText, kMaximumPorts> path;    ///< device paths; stale from numPorts on
+  Word<std::int32_t> numPorts = 0;               ///< number of ports
+  std::array<SharedText, kMaximumPorts> stream;  ///< device names; valid below numPorts
+  std::array<SharedText, kMaximumPorts> path;    ///< device paths; valid below numPorts
   SharedText connectedPortString;                ///< device name of the connected port
-  Word<std::int32_t> selectedItem = 0;           ///< the list's selection; 1 is the first port
-  Word<std::int32_t> portIndex = 0;              ///< the port that is tried
+  Word<std::int32_t> selectedItem = 0;           ///< selected position; 1 is the first port
+  Word<std::int32_t> portIndex = 0;              ///< the port being tried, from 0
 
  private:
   using Texts = std::array<SharedText, kMaximumPorts>;

@@ -10,34 +10,28 @@ namespace quillet {
 
 class SyncController;
 
-/// The application object: hears when the program has started and when its window closes.
+/// The application object: handles the start of the program and the closing of its window.
 class QuilletAppDelegate {
  public:
-  /// @param log        outlives this object, as does `mainQueue`
-  /// @param mainQueue  the queue of changes of controls
+  /// @param log        outlives this object
+  /// @param mainQueue  receives title changes; outlives this object
   QuilletAppDelegate(SystemLog& log, platform::MainQueue& mainQueue)
       : log_(log), mainQueue_(mainQueue) {}
 
-  /// The main window; not owned.
+  ///@{ Main window and controller, not owned. Set both before the start.
   platform::Window* window() const { return window_; }
-  /// Sets the main window. Before the program is brought up.
   void setWindow(platform::Window* window) { window_ = window; }
-
-  /// The controller; not owned.
   SyncController* syncController() const { return syncController_; }
-  /// Sets the controller. Before the program is brought up.
   void setSyncController(SyncController* controller) { syncController_ = controller; }
+  ///@}
 
-  /// Brings the program up. `window` and `syncController` must be set. Main thread, once.
-  void applicationDidFinishLaunching();
+  void applicationDidFinishLaunching();  ///< initializes the controller; once, on the main thread
+  void windowWillClose();                ///< disconnects and stops port notifications; main thread
 
-  /// Ends the connection and the notifications. Main thread.
-  void windowWillClose();
-
-  /// Changes the main window's title, in call order with all other changes. Any thread.
+  /// Queues a change of the main window's title on the main thread. Any thread.
   void changeWindowTitle(std::string_view title);
 
-  /// Closing the main window ends the program.
+  /// Returns true: closing the main window ends the program.
   bool applicationShouldTerminateAfterLastWindowClosed() const { return true; }
 
  private:

@@ -9,8 +9,8 @@ namespace {
 
 constexpr std::int32_t kRecordsPerDot = 64;
 
-// Room for some 80,000 usual records. Moving the text to a larger buffer would cost as much as
-// everything else that is done with them. Memory that is never written to costs nothing.
+// Enough for about 80,000 records. Without this reserve, growing the buffer takes as long as all
+// other work on the records. The kernel allocates pages only when they are written.
 constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
 
 }  // namespace
@@ -37,16 +37,17 @@ void Run::Add(const std::string& record, std::int32_t destination) {
   if (barcodeindex++ % kRecordsPerDot == 0) show_(".", false);
 }
 
-// The main thread may begin a run at any moment and replace the records. They are therefore taken
-// out while one is added, and are not put back if they have been replaced in the meantime.
+// The main thread may begin a run and replace the records at any time. Gather therefore takes them
+// out of gathered_ and puts them back only if they have not been replaced.
 void Run::Gather(const std::string& record) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // The run began with another destination, or the end of an older run took the records.
+    // The run began with another destination, or an older run's End took the records.
     records = std::make_unique<Records>();
   }
-  // As many bytes as the record has characters: one outside ASCII costs the record its end.
+  // Intentional: takes as many bytes as the record has UTF-16 units, which cuts records with
+  // non-ASCII characters.
   records->text.append(record, 0, Utf16Length(record));
   ++records->count;
   Records* none = nullptr;
@@ -56,7 +57,8 @@ void Run::Gather(const std::string& record) {
 }
 
 bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFile& file) {
-  // As soon as the flag is cleared, the main thread may begin a run, which resets the fields.
+  // Read these fields first: after bIsUnderSynchronization is cleared, the main thread may begin a
+  // run and reset them.
   const std::int32_t count = barcodeCount;
   const bool toFile = count != 0 && settings.destination == kToFile;
   const std::unique_ptr<Records> records(toFile ? gathered_.exchange(nullptr) : nullptr);
@@ -72,19 +74,19 @@ bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFi
   return true;
 }
 
-// Without a gathered record the run had another destination, or its end was reported twice. A file
-// that was written before must not be emptied then.
+// Nothing is gathered if the run had another destination or End is called twice. An existing file
+// must not be overwritten with empty data.
 void Run::Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
                 LumetFile& file) {
   if (records == nullptr || records->count == 0) {
-    Log(log_, "-[SyncController SynchronizeFinished]", ": no records gathered");
+    Log(log_, "-[SyncController SynchronizeFinished]", ": no records to write");
     return;
   }
   syncfileName.Set(
       ResolveSyncFileName(settings.filename.Get(), [&] { return file.GetSyncFileName(serial); }));
   const std::string& name = syncfileName.Get();
   Log(log_, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
-  // A record that was cut within a character must not cost the file: the broken end is marked.
+  // Gather may cut a record within a character. RepairUtf8 replaces the broken character.
   file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0);
   show_("\nSynchronized to " + name, true);
 }

@@ -17,15 +17,14 @@
 
 namespace quillet {
 
-/// The present synchronization: how many records it has delivered, those gathered for the file, and
-/// whether it has ended.
+/// The current synchronization: counts its records and gathers those that go to a file.
 ///
-/// Threads: the main thread or the read thread begins a run. The read thread adds its records and
-/// ends it. Any thread reads the public fields.
+/// Threads: the main thread or the read thread begins a run; the read thread adds records and ends
+/// the run. Any thread may read the public fields.
 ///
-/// A run can begin before the one before has ended, since an automatic run does not block the
-/// button. The counts and the gathered records are then those of the newer run, and the first end
-/// writes them. The newer run is still under way and gathers its further records.
+/// An automatic run does not block the Synchronize button, so a second run can begin before the
+/// first has ended. Counts and gathered records then belong to the second run. The first call of
+/// End writes them; the second run then gathers its remaining records.
 class Run {
  public:
   /// Shows a text in the main view; see SyncController::DisplayText.
@@ -38,29 +37,29 @@ class Run {
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
-  /// Begins a run with no records. Drops the records that are gathered, if it goes to the file.
+  /// Begins a run. If the destination is the file, drops the gathered records.
   void Begin(std::int32_t destination);
 
-  /// Counts a record. If it goes to the file, gathers it and shows the dot of every 64th record.
-  /// Outside a run the record is not gathered. Read thread.
+  /// Counts a record. If the destination is the file and a run is in progress, also gathers it.
+  /// Shows a dot for the first of every 64 file records. Read thread.
   void Add(const std::string& record, std::int32_t destination);
 
-  /// Ends a run: writes the file, shows its path and the number of records. The end can be reported
-  /// twice. Read thread.
-  /// @return whether the run had records.
+  /// Ends a run: writes the file and shows its path and the number of records. May be called twice
+  /// for one run. Read thread.
+  /// @return true if the run had records
   bool End(const Settings& settings, const SerialNumberField& serial, LumetFile& file);
 
-  /// Whether no end has followed the last beginning.
+  /// Returns true between Begin and End. Used by the progress display.
   bool IsShown() const { return isShown_; }
 
-  /// The text gathered for the file, null if there is none. Read thread.
+  /// Returns the gathered text, or null if nothing has been gathered. Read thread.
   const std::string* barcodedata() const;
 
-  Word<bool> bIsUnderSynchronization = false;  ///< a run that the button started has not ended
+  Word<bool> bIsUnderSynchronization = false;  ///< a run started by the button is in progress
   std::atomic<std::int32_t> barcodeCount{0};   ///< records of the run
-  std::atomic<std::int32_t> barcodeindex{0};   ///< records of the run that went to the file
+  std::atomic<std::int32_t> barcodeindex{0};   ///< records of the run that go to the file
   SharedText syncfileData;                     ///< always empty
-  SharedText syncfileName;                     ///< the file that the last run wrote
+  SharedText syncfileName;                     ///< path of the last file written
 
  private:
   struct Records {
@@ -75,8 +74,8 @@ class Run {
 
   SystemLog& log_;
   const ShowText show_;
-  std::atomic<Records*> gathered_{nullptr};    // see Gather
-  std::atomic<std::int32_t> runsUnderWay_{0};  // begun and not ended
+  std::atomic<Records*> gathered_{nullptr};  // owned; see Gather
+  std::atomic<std::int32_t> runsUnderWay_{0};
   Word<bool> isShown_ = false;
 };
 

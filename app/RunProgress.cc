@@ -9,30 +9,25 @@ namespace {
 using namespace std::chrono_literals;
 using Phase = RunState::Phase;
 
-// The rate is that of the last seconds: long enough to be steady, short enough to follow a change.
+// The rate is the average over this time.
 constexpr RunProgress::Time kWindow = 4s;
 constexpr RunProgress::Time kLeastWindow = 800ms;
 
-// After how long without any change the scanner counts as silent.
+// Time without a change before the display reports silence.
 constexpr RunProgress::Time kSilence = 3s;
-
-// After how long nothing can be hoped for: the longest that any answer is waited for is 50 seconds.
+// Longer than the longest time-out for an answer, which is 50 s.
 constexpr RunProgress::Time kHopelessSilence = 60s;
 
 constexpr const char* kSeparator = "  ·  ";
 
-// With one place behind the point. Not by way of the C library, which would ask the locale for it.
+// One decimal place, independent of the locale.
 std::string WithTenths(double value) {
   const auto tenths = static_cast<long long>(std::llround(value * 10));
   return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
 }
 
-double InKilobytes(double bytes) {
-  return bytes / 1000;
-}
-
 std::string Kilobytes(double bytes) {
-  return WithTenths(InKilobytes(bytes)) + " kB";
+  return WithTenths(bytes / 1000) + " kB";
 }
 
 std::string PerSecond(const RunState& state, double rate) {
@@ -68,9 +63,9 @@ RunProgress::Shown RunProgress::Look(Time now, const RunState& state) {
   const std::string seconds = std::to_string(silent / 1s) + " s";
   if (silent < kHopelessSilence) {
     shown.text += kSeparator;
-    shown.text += "nothing new for " + seconds;
+    shown.text += "no data for " + seconds;
   } else {
-    shown.text = "Nothing new for " + seconds + ". If it stays so, please start Quillet again.";
+    shown.text = "No data for " + seconds + ". If this continues, restart Quillet.";
   }
   return shown;
 }
@@ -78,32 +73,29 @@ RunProgress::Shown RunProgress::Look(Time now, const RunState& state) {
 RunProgress::Shown RunProgress::Describe(Time now, const RunState& state) {
   switch (state.phase) {
     case Phase::kPreparing:
-      return {"Asking the scanner for its records", -1};
+      return {"Requesting records from the scanner", -1};
     case Phase::kRecords:
+    case Phase::kDelivering:
       Remember(now, state.records);
-      return {"Received " + std::to_string(state.records) + " of " + Records(state.expected) +
+      return {(state.phase == Phase::kRecords ? "Received " : "Delivered ") +
+                  std::to_string(state.records) + " of " + Records(state.expected) +
                   Pace(state, state.expected - state.records),
               Fraction(state.records, state.expected)};
     case Phase::kBurst:
       if (state.announced == 0) return {"Waiting for " + Records(state.expected), -1};
       Remember(now, state.bytes);
-      return {Records(state.expected) + kSeparator + WithTenths(InKilobytes(state.bytes)) + " of " +
+      return {Records(state.expected) + kSeparator + WithTenths(state.bytes / 1000.0) + " of " +
                   Kilobytes(state.announced) + Pace(state, state.announced - state.bytes),
               Fraction(state.bytes, state.announced)};
-    case Phase::kDelivering:
-      Remember(now, state.records);
-      return {"Delivered " + std::to_string(state.records) + " of " + Records(state.expected) +
-                  Pace(state, state.expected - state.records),
-              Fraction(state.records, state.expected)};
     case Phase::kGivenUp:
-      return {"The scanner did not answer. Please start Quillet again.", 0};
+      return {"The scanner did not answer. Restart Quillet.", 0};
     case Phase::kClosing:
       break;
   }
   return {"Received " + Records(state.records), 1};
 }
 
-// Rate and time left, as far as they are known yet.
+// Returns the rate and time left, or an empty string while the rate is unknown.
 std::string RunProgress::Pace(const RunState& state, double remaining) const {
   const double rate = Rate();
   if (rate <= 0) return {};

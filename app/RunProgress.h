@@ -9,38 +9,34 @@
 
 namespace quillet {
 
-/// What can be seen of a run at one moment.
+/// A snapshot of a run.
 struct RunState {
-  using Phase = DisplayState::Phase;  ///< the step of the download
-  Phase phase = Phase::kPreparing;    ///< how far it is
-  std::int32_t records = 0;           ///< records that have been delivered
-  std::int32_t expected = 0;          ///< records that the scanner holds
-  std::int32_t bytes = 0;             ///< of a burst, received
-  std::int32_t announced = 0;         ///< of a burst, to come in all; 0 while that is not known
-
-  /// Whether all of it is the same.
-  bool operator==(const RunState&) const = default;
+  using Phase = DisplayState::Phase;                 ///< phase of the download
+  Phase phase = Phase::kPreparing;                   ///< current phase
+  std::int32_t records = 0;                          ///< records delivered
+  std::int32_t expected = 0;                         ///< records stored in the scanner
+  std::int32_t bytes = 0;                            ///< bytes of the burst received
+  std::int32_t announced = 0;                        ///< total bytes of the burst; 0 if unknown
+  bool operator==(const RunState&) const = default;  ///< compares all members
 };
 
-/// Turns what is seen of a run, several times a second, into what is shown of it: how much has
-/// come, how fast it comes, and how long the rest will take. One object per run.
+/// Computes the progress display of one run from periodic snapshots: amount received, rate and time
+/// left. One object per run; one thread.
 class RunProgress {
  public:
-  /// Time since any fixed moment.
+  /// Time since a fixed moment.
   using Time = std::chrono::milliseconds;
 
-  /// What is shown.
+  /// Contents of the progress display.
   struct Shown {
-    std::string text;      ///< UTF-8, one line
-    double fraction = -1;  ///< 0 to 1, negative when not known
-
-    /// Whether all of it is the same.
-    bool operator==(const Shown&) const = default;
+    std::string text;                               ///< UTF-8, one line
+    double fraction = -1;                           ///< 0 to 1; negative if unknown
+    bool operator==(const Shown&) const = default;  ///< compares all members
   };
 
-  /// What is to be shown now.
-  /// @param now    a clock that never goes back
-  /// @param state  the run as it is seen now
+  /// Returns the contents to show now. Call several times a second.
+  /// @param now    time of a monotonic clock
+  /// @param state  the current snapshot
   Shown Look(Time now, const RunState& state);
 
  private:
@@ -56,7 +52,7 @@ class RunProgress {
 
   RunState seen_;
   Time lastChange_{-1};
-  std::deque<Sample> samples_;  // of the last seconds
+  std::deque<Sample> samples_;  // of the last kWindow
 };
 
 }  // namespace quillet

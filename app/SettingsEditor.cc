@@ -10,15 +10,9 @@
 namespace quillet {
 namespace {
 
-// Where the open panel begins. The doubled slash is intended.
+// Initial folder of the open panel. The double slash is intentional.
 constexpr char kApplications[] = "//Applications";
 constexpr char kProposedApplication[] = "TextEdit.app";
-
-// Destinations for which the window can have changed the names. For the others both areas of the
-// image keep their characters, so that names chosen earlier survive.
-bool WritesNames(std::int32_t destination) {
-  return destination == kToFile || destination == kToNamedApplication;
-}
 
 }  // namespace
 
@@ -33,7 +27,8 @@ SettingsEditor::SettingsEditor(const Parts& parts)
 
 void SettingsEditor::Save() {
   WriteChoices(settings_, parts_.image);
-  if (WritesNames(settings_.destination)) {
+  // For other destinations, the settings file keeps the names saved earlier.
+  if (settings_.destination == kToFile || settings_.destination == kToNamedApplication) {
     for (const auto& [position, name] : {std::pair(kApplicationNamePosition, &settings_.appname),
                                          std::pair(kFileNamePosition, &settings_.filename)}) {
       WriteName(parts_.image, position, name->Get());
@@ -52,7 +47,7 @@ void SettingsEditor::Restore() {
   settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
 }
 
-// The other settings keep the values with which the record was created.
+// Settings not listed keep their initial values.
 void SettingsEditor::RestoreDefaults() {
   settings_.bAttachSerial = 1;
   settings_.bAttachTimestamp = 1;
@@ -108,7 +103,7 @@ void SettingsEditor::Browse() {
   const std::int32_t destination = form_.Values().destination;
   std::optional<std::string> chosen;
   if (destination == kToFile) {
-    // The proposed name is the placeholder's, so that it can be chosen again.
+    // Proposing the placeholder's name allows the user to choose it again.
     chosen =
         parts_.panels.RunSavePanel(parts_.file.dataFolder(), std::string(kPlaceholder).substr(1));
   } else if (destination == kToNamedApplication) {
@@ -131,7 +126,7 @@ void SettingsEditor::Cancel() {
   form_.settingsWindow().Close();
 }
 
-// The lines that would be delivered if the user saved now.
+// Shows the lines that the unsaved values in the window would produce.
 void SettingsEditor::ShowSamples() {
   StoreValues(form_.Values(), settings_, sample_);
   const bool toApplication = sample_.destination != kToFile && sample_.destination != kToView;

@@ -12,53 +12,45 @@
 
 namespace quillet {
 
-/// Restores the user's settings from their file, has the user edit them in the settings window, and
-/// saves them. Main thread only.
-///
-/// It logs under the name of the controller, whose operations these are.
+/// Loads, edits and saves the user's settings. Log lines use the names of the SyncController
+/// operations. Main thread only.
 class SettingsEditor {
  public:
-  /// What it works on. Everything outlives it.
+  /// The objects that the editor uses. All outlive it.
   struct Parts {
     SystemLog& log;                ///< the system log
-    LumetFile& file;               ///< reads and writes the settings file
-    SettingsImage& image;          ///< the settings file's text
-    Settings& settings;            ///< the record that is edited
+    LumetFile& file;               ///< settings file and data folder
+    SettingsImage& image;          ///< contents of the settings file
+    Settings& settings;            ///< the settings to edit
     platform::SettingsForm& form;  ///< the settings window
-    platform::Panels& panels;      ///< choose a file or an application
+    platform::Panels& panels;      ///< file dialogs
   };
 
-  /// Sets the form's actions.
+  /// Sets the actions of the form.
   explicit SettingsEditor(const Parts& parts);
   SettingsEditor(const SettingsEditor&) = delete;
   SettingsEditor& operator=(const SettingsEditor&) = delete;
 
-  /// Writes the settings file; a failure is only logged.
-  void Save();
+  void Save();     ///< writes the settings file; logs errors
+  void Restore();  ///< reads the settings file; if that fails, sets and saves the defaults
 
-  /// Reads the settings file. If there is none, sets and saves the settings of a first start.
-  void Restore();
-
-  /// Opens the window and fills it from the settings.
-  /// @param busy  an attempt to connect or a run is in progress, and this call is only logged
+  /// Opens the settings window and shows the settings.
+  /// @param busy  a connection attempt or a run is in progress; the call is then only logged
   void Open(bool busy);
 
-  /// Shows the path for another selected destination. The record keeps its destination until the
-  /// user saves.
+  /// Updates the path and the samples after the user selects a destination. The setting itself
+  /// changes when the user saves.
   void DestinationChanged();
 
-  /// Shows the path for the selected destination: the file, the application, or none.
+  /// Shows the path for the selected destination: the file, the application, or an empty path.
   void ChangeDestinationInformation();
 
-  /// Has the user choose the file or the application. The choice takes effect at once: closing the
-  /// window without saving does not revert it.
+  /// Lets the user choose the file or the application. The choice takes effect immediately and
+  /// Cancel does not revert it.
   void Browse();
 
-  /// Stores the values of the window, saves them and closes the window.
-  void SaveAndClose();
-
-  /// Closes the window. A path chosen in the meantime stays in effect.
-  void Cancel();
+  void SaveAndClose();  ///< stores and saves the values of the window, then closes it
+  void Cancel();        ///< closes the window; a path chosen with Browse stays in effect
 
  private:
   void RestoreDefaults();

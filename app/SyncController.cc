@@ -59,8 +59,6 @@ void SyncController::OnMainThread(std::function<void()> change) {
   platform_.mainQueue.Async(std::move(change));
 }
 
-// --- Serial ports -------------------------------------------------------------------------------
-
 std::int32_t SyncController::findSerialPorts() {
   std::vector<std::string> names(kMaximumPorts);
   std::vector<std::string> paths(kMaximumPorts);
@@ -96,7 +94,7 @@ void SyncController::startNotification() {
   Log(platform_.log, "-[SyncController startNotification]");
   SerialRegistry& registry = platform_.registry;
   notifyPort = registry.CreateNotifyPort();
-  // Emptying each iterator of the present devices arms it and starts nothing.
+  // Called without a context, deviceAdded and deviceRemoved only empty the iterator, which arms it.
   addIterator = registry.AddMatchingNotification(
       notifyPort, SerialRegistry::Event::FirstMatch,
       [this](void* context, SerialRegistry::Handle iterator) { deviceAdded(context, iterator); },
@@ -145,9 +143,6 @@ void SyncController::PortChanged(bool added, SerialRegistry::Handle iterator) {
   }
 }
 
-// --- Connection
-// -----------------------------------------------------------------------------------
-
 void SyncController::connectButton() {
   Log(platform_.log, "-[SyncController connectButton:]");
   if (bConnecting || bIsUnderSynchronization) return;
@@ -161,9 +156,8 @@ void SyncController::connectButton() {
 void SyncController::StartConnectionThread(bool tryAll) {
   if (bConnecting) return;
   bAutoConnect = tryAll;
-  // The thread itself sets bConnecting, once it runs.
   if (!connectThread.Start([this] { ConnectThread(); })) {
-    Log(platform_.log, "-[SyncController StartConnectionThread:]", ": no thread to connect with");
+    Log(platform_.log, "-[SyncController StartConnectionThread:]", ": Couldn't start thread");
   }
 }
 
@@ -179,7 +173,6 @@ void SyncController::ConnectThread() {
   bConnecting = false;
 }
 
-// Shows the port, opens it and waits for the scanner; shows "Failed" if that fails.
 bool SyncController::TryPort() {
   const std::string device = ports_.PathTried();
   DisplayText("Trying to connect " + device + ": ", false);
@@ -199,7 +192,7 @@ void SyncController::TryToConnectTavo() {
     DisplayText("\r\n", false);
     if (numPorts == 0) return DisplayConnectionMessage(portIndex);
   }
-  // A port that opened but brought no scanner stays open while the next one is tried.
+  // Intentional: if a port opens but no scanner answers, it stays open while the next is tried.
   for (portIndex = 0; portIndex < numPorts; portIndex = portIndex + 1) {
     if (TryPort()) return;
   }
@@ -209,7 +202,7 @@ void SyncController::TryToConnectTavo() {
 void SyncController::StartTavo() {
   Log(platform_.log, "-[SyncController StartTavo]");
   portIndex = ports_.selectedItem - 1;
-  TryPort();  // a selected port that failed has no closing line
+  TryPort();  // intentionally no message after "Failed"
 }
 
 bool SyncController::IsTavoConnected() {
@@ -224,7 +217,7 @@ void SyncController::TavoInitializationDone(bool connected) {
   Log(platform_.log, "-[SyncController TavoInitializationDone:]");
   bIsConnected = connected;
   DisplayConnectionMessage(portIndex);
-  // The setting alone decides. The text is spelled as it is on purpose.
+  // Shown even if not connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
   if (lumet->bAutoSync && bIsConnected) DoSynchronization();
 }

@@ -26,76 +26,75 @@ namespace quillet {
 
 class QuilletAppDelegate;
 
-/// The hub of the program: owns the scanner session, the file object and the parts below, and
-/// connects them to the main window. The rules are in the parts: PortTable, Run,
-/// ApplicationDelivery and RunProgress.
+/// The hub of the program: owns the scanner session and the parts PortTable, Run,
+/// ApplicationDelivery, SettingsEditor and RunProgress, and connects them to the main window.
 ///
-/// Source files: app/SyncController.cc (start-up, ports, connection), app/Synchronization.cc (runs
-/// and the main view) and app/Progress.cc.
+/// Implemented in app/SyncController.cc (start-up, ports, connection) and app/Synchronization.cc
+/// (runs, main view).
 ///
-/// Threads: user actions and port events arrive on the main thread; an attempt to connect runs on
-/// its own thread; the session calls back on its read thread. Every change of a control is queued
-/// onto the main thread in call order, from every thread, the main one included, so the order on
-/// the screen is the order of the calls. Exceptions: the settings window and the progress display,
-/// which no other thread changes, and Clear, which leaves queued texts alone.
+/// Threads: user actions and port events arrive on the main thread. Each connection attempt has a
+/// thread. The session calls back on its read thread. All threads, including the main thread, queue
+/// their changes of controls on the main thread, so changes appear in call order. Only the settings
+/// window, the progress display and Clear change controls directly.
 ///
-/// A controller is created once and never destroyed, since the session's read thread and a waiting
-/// connection thread may outlive the window.
+/// Never destroyed: the read thread and a waiting connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
  public:
-  static constexpr std::int32_t kMaximumPorts = PortTable::kMaximumPorts;  ///< see there
+  static constexpr std::int32_t kMaximumPorts = PortTable::kMaximumPorts;  ///< see PortTable
 
-  /// @param platform    what it needs of the system; the parts outlive it
-  /// @param controls    of the main window
-  /// @param form        the settings window; outlives it
+  /// @param platform    interfaces to the system; outlive this object
+  /// @param controls    controls of the main window; outlive this object
+  /// @param form        settings window; outlives this object
   /// @param dataFolder  absolute path of the folder for settings and output files
   SyncController(const Platform& platform, const MainWindowControls& controls,
                  platform::SettingsForm& form, std::string dataFolder = kDataFolder);
 
   // --- Start-up: main thread --------------------------------------------------------------------
 
-  /// The application object, which shows the window's title; not owned.
+  /// Returns the application object, which is not owned.
   QuilletAppDelegate* delegate() const { return delegate_; }
-  /// Sets the application object. Before Initialize.
+  /// Sets the application object. Call before Initialize.
   void setDelegate(QuilletAppDelegate* application) { delegate_ = application; }
   const std::string& string() const { return string_.Get(); }   ///< the stored text; any thread
   void setString(std::string_view text) { string_.Set(text); }  ///< stores a copy; any thread
-  void Initialize();  ///< starts the controller, once, and an attempt to connect
+  void Initialize();  ///< starts the controller and a connection attempt; call once
 
   // --- Serial ports: main thread ----------------------------------------------------------------
 
-  std::int32_t findSerialPorts();  ///< fills `stream` and `path`; returns how many ports it kept
-  void updatePortList(bool flag);  ///< searches; `flag`: removes the old port entries first
-  void startNotification();        ///< registers for ports that are plugged in and removed
-  void stopNotification();         ///< undoes that; may be called without having started
-  ///@{ Called by the registry. Without a context the iterator is emptied only, which arms it.
+  std::int32_t findSerialPorts();  ///< fills `stream` and `path`; returns the number of ports
+  void updatePortList(bool flag);  ///< updates the port list; `flag`: remove the old items first
+  void startNotification();        ///< registers for arrivals and removals of ports
+  void stopNotification();         ///< ends the registrations, if any
+  ///@{ Registry callbacks. With a null `context` they only empty the iterator, which arms it.
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
   ///@}
-  /// Updates the list and empties the iterator. An arrival starts an attempt to connect; a removal
-  /// may disconnect.
+  /// Updates the list and empties the iterator. An added port starts a connection attempt; a
+  /// removed port disconnects if PortTable::EndsConnection is true.
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------
 
-  void connectButton();                     ///< connects to the selected port, or disconnects
-  void StartConnectionThread(bool tryAll);  ///< unless one runs; tries all ports or the selected
-  void ConnectThread();                     ///< the body of the connection thread
-  void TryToConnectTavo();                  ///< tries every port, in order. Connection thread.
-  void StartTavo();                         ///< tries the selected port. Connection thread.
-  bool IsTavoConnected();                   ///< waits up to five seconds. Connection thread.
-  /// Shows the connection and, if the settings say so, starts a run. Read thread.
+  void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
+  /// Starts the connection thread unless it is running. Main thread.
+  /// @param tryAll  true: try all ports; false: try only the selected port
+  void StartConnectionThread(bool tryAll);
+  void ConnectThread();     ///< body of the connection thread
+  void TryToConnectTavo();  ///< tries all ports in order. Connection thread.
+  void StartTavo();         ///< tries the selected port. Connection thread.
+  bool IsTavoConnected();   ///< waits up to 5 s for the scanner. Connection thread.
+  /// Shows the connection. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
-  void DisplayConnectionMessage(std::int32_t index);  ///< shows the connection. Any thread.
-  void Terminate();  ///< disconnects, whether or not a scanner is connected. Main thread.
+  void DisplayConnectionMessage(std::int32_t index);  ///< shows the result. Any thread.
+  void Terminate();  ///< disconnects, even if no scanner is connected. Main thread.
 
   // --- Synchronization --------------------------------------------------------------------------
 
-  void synchronizeButton();  ///< starts a run, unless one from the button is under way
-  void DoSynchronization();  ///< starts a run. Main thread, or read thread after a connection.
+  void synchronizeButton();  ///< starts a run unless one started by the button is in progress
+  void DoSynchronization();  ///< starts a run. Main thread or read thread.
   void DisplayBarcode(const std::string& record) override;  ///< delivers a record. Read thread.
   void SynchronizeFinished() override;                      ///< ends a run. Read thread.
-  ///@{ Callbacks of a URL loading, which nothing starts. They only log.
+  ///@{ URL loading callbacks. Never called by Quillet; they only log.
   void connectionDidReceiveResponse();
   void connectionDidReceiveData(std::string_view data);
   void connectionDidFailWithError();
@@ -113,12 +112,12 @@ class SyncController final : public LumetDelegate {
 
   // --- Main window ------------------------------------------------------------------------------
 
-  /// Appends a text to the main view, in call order. Any thread; returns at once.
-  /// @param text     UTF-8; a carriage return, a line feed or both together end a line
-  /// @param newline  end the text with a line end
+  /// Queues text for the main view. Any thread; returns immediately.
+  /// @param text     UTF-8; lines end with CR LF, CR or LF
+  /// @param newline  whether to append a line end
   void DisplayText(std::string_view text, bool newline);
-  void clearviewButton();  ///< empties the main view. Main thread.
-  void ShowProgress();     ///< shows the progress of the run, or hides it. Main thread.
+  void clearviewButton();  ///< clears the main view. Main thread.
+  void ShowProgress();     ///< updates or hides the progress display. Main thread.
 
   // --- Settings: main thread, after Initialize --------------------------------------------------
 
@@ -136,17 +135,17 @@ class SyncController final : public LumetDelegate {
   // --- Fields -----------------------------------------------------------------------------------
 
   platform::SerialRegistry::NotifyPort notifyPort = 0;  ///< 0 while not registered; main thread
-  platform::SerialRegistry::Handle addIterator = 0;     ///< of arrivals; main thread
-  platform::SerialRegistry::Handle removeIterator = 0;  ///< of removals; main thread
-  platform::SettingsForm& settingsForm;                 ///< the settings window
-  void* newfile = nullptr;                              ///< part of the window's layout; not used
+  platform::SerialRegistry::Handle addIterator = 0;     ///< for arrivals; main thread
+  platform::SerialRegistry::Handle removeIterator = 0;  ///< for removals; main thread
+  platform::SettingsForm& settingsForm;                 ///< settings window
+  void* newfile = nullptr;                              ///< unused
   Lumet* lumet = nullptr;                               ///< created by Initialize, never destroyed
   LumetFile* lumetfile = nullptr;                       ///< created by Initialize, never destroyed
-  SettingsImage QuilletRegistry{};  ///< the text of the settings file; main thread
-  ThreadHandle connectThread;       ///< the thread of the last attempt
-  Word<bool> bIsConnected = false;  ///< a scanner has answered
-  Word<bool> bConnecting = false;   ///< an attempt to connect is running
-  Word<bool> bAutoConnect = false;  ///< it tries every port
+  SettingsImage QuilletRegistry{};  ///< contents of the settings file; main thread
+  ThreadHandle connectThread;       ///< last connection thread
+  Word<bool> bIsConnected = false;  ///< a scanner is connected
+  Word<bool> bConnecting = false;   ///< a connection attempt is in progress
+  Word<bool> bAutoConnect = false;  ///< the attempt tries all ports
 
  private:
   void OnMainThread(std::function<void()> change);
@@ -155,7 +154,6 @@ class SyncController final : public LumetDelegate {
   std::string ShownSerialNumber() const;
   bool TryPort();
   void StartProgress();
-  RunState PresentRunState() const;
 
   const Platform platform_;
   const MainWindowControls controls_;
@@ -169,7 +167,7 @@ class SyncController final : public LumetDelegate {
   SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed
 
  public:
-  ///@{ Fields of the parts.
+  ///@{ See PortTable, Run and ApplicationDelivery.
   Word<std::int32_t>& numPorts = ports_.numPorts;
   std::array<SharedText, kMaximumPorts>& stream = ports_.stream;
   std::array<SharedText, kMaximumPorts>& path = ports_.path;

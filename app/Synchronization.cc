@@ -4,6 +4,11 @@
 #include "base/Log.h"
 
 namespace quillet {
+namespace {
+
+constexpr std::chrono::milliseconds kProgressPeriod{150};
+
+}  // namespace
 
 void SyncController::synchronizeButton() {
   if (bConnecting || bIsUnderSynchronization) return;
@@ -47,6 +52,33 @@ void SyncController::SynchronizeFinished() {
   DisplayText("Synchronization finished. Tavo can be plugged off now", true);
 }
 
+// The threads of a run store their counts in atomic words; the main thread polls them.
+void SyncController::StartProgress() {
+  OnMainThread([this] {
+    runProgress_ = RunProgress();
+    platform_.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
+  });
+}
+
+void SyncController::ShowProgress() {
+  if (!run_.IsShown()) {
+    platform_.ticker.Stop();
+    controls_.progress.Hide();
+    return;
+  }
+  // The ticker keeps running: a run in single-record mode continues after a reconnection.
+  if (!bIsConnected) return controls_.progress.Hide();
+  const DisplayState state = lumet->display();
+  const RunProgress::Shown shown =
+      runProgress_.Look(std::chrono::duration_cast<RunProgress::Time>(platform_.clock.Now()),
+                        {.phase = state.phase(),
+                         .records = barcodeCount,
+                         .expected = lumet->SyncEndIndex(),
+                         .bytes = state.bytes(),
+                         .announced = state.announced()});
+  controls_.progress.Show(shown.text, shown.fraction);
+}
+
 void SyncController::connectionDidReceiveResponse() {
   Log(platform_.log, "-[SyncController connection:didReceiveResponse:]");
 }
@@ -70,7 +102,7 @@ void SyncController::DisplayText(std::string_view text, bool newline) {
 
 void SyncController::clearviewButton() {
   if (bConnecting || bIsUnderSynchronization) return;
-  // Not queued: a text that waits to be shown was not there to be cleared, and may be a record.
+  // Not queued: queued texts that are not yet visible may be records and must not be cleared.
   controls_.barcodeView.SetText("");
 }
 

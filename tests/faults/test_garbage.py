@@ -19,7 +19,7 @@ class GarbageTest(FaultTest):
     def test_misleading_bytes(self):
         self.check_silent_runs(
             # The frame that 0x03 begins takes up what follows.
-            ("on W 1 after 03", "Asking the scanner for its records", {}),
+            ("on W 1 after 03", "Requesting records from the scanner", {}),
             ("on P 1 before ff", "3 records  ·  0.1 of 16711.7 kB", {}),
             # The rest of the record is taken up too, until something ends an answer.
             ("on p1# 1 before ff", "Received 1 of 3 records", _SINGLY),

@@ -5,7 +5,7 @@ from fault_case import (BURST, CHAIN, FAILED_ATTEMPT, END_OF_ANSWER, PATH, Fault
 
 # The answer to each command of the start, for when it comes after all.
 _LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
-_GIVEN_UP = "The scanner did not answer. Please start Quillet again."
+_GIVEN_UP = "The scanner did not answer. Restart Quillet."
 _TOO_LATE_MS = 5500  # an answer is waited for 5 seconds
 _IN_TIME_MS = 4500
 
@@ -117,8 +117,8 @@ class SilenceTest(FaultTest):
 
     def test_commands_of_a_run(self):
         self.check_silent_runs(
-            ("on N 1 silence", "Asking the scanner for its records", {}),
-            ("on GS1 1 silence", "Asking the scanner for its records", {}),
+            ("on N 1 silence", "Requesting records from the scanner", {}),
+            ("on GS1 1 silence", "Requesting records from the scanner", {}),
             ("on P 1 silence", "Waiting for 3 records", {}))
 
     def test_erasing(self):
@@ -128,7 +128,7 @@ class SilenceTest(FaultTest):
         self.assert_file(PATH, self.text())
         # The next run waits for the answer too.
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_silence("Asking the scanner for its records")
+        self.quillet.wait_for_silence("Requesting records from the scanner")
         scanner.fault(END_OF_ANSWER)
         self.quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
         self.assert_file(PATH, self.text())

@@ -43,7 +43,7 @@ class UnsolicitedTest(FaultTest):
             with self.subTest(frame):
                 self.check_lost_run(
                     [f"at 0ms send {frame}"], lambda quillet: quillet.wait_for_progress(
-                        "The scanner did not answer. Please start Quillet again."))
+                        "The scanner did not answer. Restart Quillet."))
 
     def test_cut_short(self):
         # The frame waits for its end, which the next answer brings.

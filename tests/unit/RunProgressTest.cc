@@ -20,7 +20,7 @@ RunState Burst(std::int32_t bytes, std::int32_t announced) {
 
 TEST(RunProgressTest, BeforeTheScannerIsAskedNothingIsKnown) {
   RunProgress progress;
-  EXPECT_EQ(progress.Look(0ms, {}), (Shown{"Asking the scanner for its records", -1}));
+  EXPECT_EQ(progress.Look(0ms, {}), (Shown{"Requesting records from the scanner", -1}));
 }
 
 TEST(RunProgressTest, OneByOneShowsRecordsRateAndTimeLeft) {
@@ -72,7 +72,7 @@ TEST(RunProgressTest, ShowsDeliveredRecordsOnceABurstHasArrived) {
 
 TEST(RunProgressTest, AScannerThatCouldNotBeWokenIsSaidOnceAndForAll) {
   RunProgress progress;
-  const Shown shown{"The scanner did not answer. Please start Quillet again.", 0};
+  const Shown shown{"The scanner did not answer. Restart Quillet.", 0};
   EXPECT_EQ(progress.Look(0ms, {.phase = Phase::kGivenUp}), shown);
   EXPECT_EQ(progress.Look(60s, {.phase = Phase::kGivenUp}), shown);
 }
@@ -82,9 +82,9 @@ TEST(RunProgressTest, SaysHowLongTheScannerIsSilent) {
   const std::pair<std::chrono::milliseconds, const char*> cases[] = {
       {0ms, "Received 4 of 130 records"},
       {2999ms, "Received 4 of 130 records"},
-      {3000ms, "Received 4 of 130 records  ·  nothing new for 3 s"},
-      {59999ms, "Received 4 of 130 records  ·  nothing new for 59 s"},
-      {60000ms, "Nothing new for 60 s. If it stays so, please start Quillet again."},
+      {3000ms, "Received 4 of 130 records  ·  no data for 3 s"},
+      {59999ms, "Received 4 of 130 records  ·  no data for 59 s"},
+      {60000ms, "No data for 60 s. If this continues, restart Quillet."},
   };
   for (const auto& [now, text] : cases) EXPECT_EQ(progress.Look(now, OneByOne(4, 130)).text, text);
   EXPECT_EQ(progress.Look(60150ms, OneByOne(5, 130)).text.find("othing new"), std::string::npos);
@@ -124,7 +124,7 @@ TEST_F(ProgressTest, ShowsARunOneByOneUntilItsEnd) {
   EXPECT_EQ(progress.text(), "");
   EXPECT_FALSE(ticker.IsRunning());
   StartAndHold("W");
-  EXPECT_EQ(Shown(), "Asking the scanner for its records");
+  EXPECT_EQ(Shown(), "Requesting records from the scanner");
   tavo.Hold("p1#");
   tavo.Release();
   tavo.WaitUntilHeld();
@@ -171,8 +171,8 @@ TEST_F(ProgressTest, GivesUpAScannerThatDoesNotWakeUp) {
   ConnectWith({});
   tavo.Answer("W", {});
   synchronize.Press();
-  EXPECT_TRUE(test::WaitFor(
-      [&] { return Shown() == "The scanner did not answer. Please start Quillet again."; }));
+  EXPECT_TRUE(
+      test::WaitFor([&] { return Shown() == "The scanner did not answer. Restart Quillet."; }));
 }
 
 TEST_F(ProgressTest, HidesARunWithoutAConnection) {

@@ -90,7 +90,7 @@ TEST_F(RunTest, GathersNothingForOtherDestinations) {
 TEST_F(RunTest, KeepsTheFileWhenNoRecordWentThere) {
   test::PutFile(folder / "stock.txt", "kept");
   EXPECT_EQ(Play("B1a0E"), "1 barcodes synchronized|{kept}");
-  EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records gathered"));
+  EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records to write"));
 }
 
 TEST_F(RunTest, GathersFromTheMomentThatTheFileIsChosen) {

@@ -140,7 +140,7 @@ class Quillet:
     def wait_for_silence(self, text):
         """Waits until the progress is this, and nothing new has come for some seconds."""
         wait_until(lambda: (self._settled(self.progress) or "").startswith(
-                       f"{text}  ·  nothing new for "),
+                       f"{text}  ·  no data for "),
                    lambda: f"silence behind {text!r}; it is {self._settled(self.progress)!r}")
 
     # The toolbar
