@@ -5,24 +5,22 @@
 
 namespace quillet::platform {
 
-/// Other applications on the desktop, each known by the path that it is opened by.
+/// Other applications on the desktop, identified by absolute path. Any thread.
 class Applications {
  public:
   virtual ~Applications() = default;
 
-  /// Whether a path, which has to be an absolute one, names anything, be it an application or not.
-  /// Any thread.
+  /// Returns true if `path` is absolute and exists, whether or not it is an application.
   virtual bool HasApplication(const std::string& path) = 0;
 
-  /// Starts the application at a path, or brings it to the front when it runs already; never
-  /// starts a second one. Any thread; does not wait until a started application is ready, and
-  /// waits a short stated while at most for one that comes to the front.
-  /// @return false when the system could do neither, as with a path that names no application.
+  /// Starts an application, or brings it to the front if it is running. Never starts a second
+  /// instance. Does not wait for the application to become ready; may wait up to 0.3 s for its
+  /// window to get the focus.
+  /// @return false if the system refused or `path` is not an application
   virtual bool OpenApplication(const std::string& path) = 0;
 
-  /// The paths of applications that run, in the form in which OpenApplication takes them. Where
-  /// the system does not know which application a process belongs to, only those that were opened
-  /// through this object are listed. Any thread.
+  /// Returns the paths of running applications, in the form that OpenApplication takes. On systems
+  /// that cannot map processes to applications, lists only those opened through this object.
   virtual std::vector<std::string> LaunchedApplications() = 0;
 };
 

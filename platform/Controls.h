@@ -7,52 +7,32 @@
 
 namespace quillet::platform {
 
-// The controls of the program's windows, each as little as the program needs of it. Texts are
-// UTF-8. Every call is made on the main thread, and so is every action that a control reports.
+// The controls of the program's windows. Texts are UTF-8. Calls and callbacks: main thread.
 
-/// A scrolling view of text that the user can select and copy but not change.
+/// A scrolling, read-only view of text.
 class TextView {
  public:
   virtual ~TextView() = default;
-
-  /// Appends text. A line feed ends a line; no other character does.
-  virtual void Append(std::string_view text) = 0;
-
-  /// Scrolls so that the end of the text is visible.
-  virtual void ScrollToEnd() = 0;
-
-  /// Replaces the whole text.
-  virtual void SetText(std::string_view text) = 0;
+  virtual void Append(std::string_view text) = 0;   ///< appends text; only LF ends a line
+  virtual void ScrollToEnd() = 0;                   ///< scrolls to the end of the text
+  virtual void SetText(std::string_view text) = 0;  ///< replaces the whole text
 };
 
-/// A list of which one item is selected and shown. Positions count from 0; titles may repeat. The
-/// first item of an empty list is selected as it is added. When the selected item is removed, the
-/// item that takes its position is selected, or the last one.
+/// A list that shows its selected item. Positions count from 0; titles may repeat. The first item
+/// added to an empty list becomes selected. If the selected item is removed, the item that takes
+/// its position becomes selected, or the last item.
 class PopUpList {
  public:
   virtual ~PopUpList() = default;
+  virtual void AddItem(std::string_view title) = 0;    ///< adds an item at the end
+  virtual void RemoveItem(std::int32_t position) = 0;  ///< ignores invalid positions
+  virtual void SelectItem(std::int32_t position) = 0;  ///< clears the selection if invalid
+  virtual std::int32_t NumberOfItems() const = 0;      ///< returns the number of items
+  virtual std::string ItemTitle(std::int32_t position) const = 0;  ///< returns "" if invalid
+  virtual std::int32_t SelectedItem() const = 0;  ///< returns -1 if no item is selected
 
-  /// Adds an item at the end.
-  virtual void AddItem(std::string_view title) = 0;
-
-  /// Removes the item at a position; a position without an item does nothing.
-  virtual void RemoveItem(std::int32_t position) = 0;
-
-  /// Selects the item at a position; a position without an item selects nothing.
-  virtual void SelectItem(std::int32_t position) = 0;
-
-  /// How many items there are.
-  virtual std::int32_t NumberOfItems() const = 0;
-
-  /// The title at a position, empty when there is no such item.
-  virtual std::string ItemTitle(std::int32_t position) const = 0;
-
-  /// The position of the selected item, -1 when none is.
-  virtual std::int32_t SelectedItem() const = 0;
-
-  /// Sets what is called, with the new position, whenever another item is selected, by the user
-  /// or by a change of the list; also when the selected item has moved, and with -1 when none is
-  /// selected any longer.
+  /// Sets the action to call if the selected item or its position changes, through the user or
+  /// through a change of the list. Its argument is the new position, or -1 if no item is selected.
   virtual void OnSelection(std::function<void(std::int32_t position)> action) = 0;
 };
 
@@ -60,48 +40,38 @@ class PopUpList {
 class ToolbarItem {
  public:
   virtual ~ToolbarItem() = default;
-
-  /// Replaces the label.
-  virtual void SetLabel(std::string_view label) = 0;
-
-  /// Sets what is called when the user presses the item.
-  virtual void OnPress(std::function<void()> action) = 0;
+  virtual void SetLabel(std::string_view label) = 0;       ///< replaces the label
+  virtual void OnPress(std::function<void()> action) = 0;  ///< sets the action for a press
 };
 
-/// How far something has come, shown beside the main view and never in it.
+/// The progress display of the main window. Hidden initially.
 class ProgressDisplay {
  public:
   virtual ~ProgressDisplay() = default;
 
-  /// Shows how far it has come.
-  /// @param text      what is going on, in a few words
-  /// @param fraction  how much of it is done, 0 to 1; a negative one when that is not known
+  /// Shows a progress message.
+  /// @param text      one short line
+  /// @param fraction  part completed, 0 to 1; negative if unknown
   virtual void Show(std::string_view text, double fraction) = 0;
 
-  /// Hides the display. Hidden initially.
-  virtual void Hide() = 0;
+  virtual void Hide() = 0;  ///< hides the display
 };
 
-/// A window. It exists, hidden or shown, as long as the program runs.
+/// A window, hidden or visible. Exists until the program ends.
 class Window {
  public:
   virtual ~Window() = default;
+  virtual void SetTitle(std::string_view title) = 0;  ///< replaces the title
 
-  /// Replaces the title.
-  virtual void SetTitle(std::string_view title) = 0;
-
-  /// Sets what is called once when the user, or the desktop, closes the window.
+  /// Sets the action to call, once, if the user or the desktop closes the window.
   virtual void OnClose(std::function<void()> action) = 0;
 
-  /// Shows the window in front of the program's others, without asking for the keyboard. (Some
-  /// desktops give it to every window that appears.)
+  /// Shows the window in front of the program's other windows without requesting focus. Some
+  /// desktops focus every new window.
   virtual void OrderFront() = 0;
 
-  /// Shows the window in front and gives it the keyboard.
-  virtual void MakeKeyAndOrderFront() = 0;
-
-  /// Takes the window off the screen. That is not reported through OnClose.
-  virtual void Close() = 0;
+  virtual void MakeKeyAndOrderFront() = 0;  ///< shows the window in front, with keyboard focus
+  virtual void Close() = 0;                 ///< hides the window; does not call OnClose's action
 };
 
 }  // namespace quillet::platform

@@ -5,24 +5,22 @@
 
 namespace quillet::platform {
 
-/// A watch over one file descriptor. Destroying it ends the watch: its action is not called
-/// again, also when it is destroyed within that action. Main thread only. The descriptor stays
-/// the caller's, who destroys the watch before closing it.
+/// A watch on a file descriptor. Its destructor ends the watch, even if called from the watch's
+/// action. Destroy it before closing the descriptor. Main thread only.
 class DescriptorWatch {
  public:
   virtual ~DescriptorWatch() = default;
 };
 
-/// The main loop's service of watching file descriptors. Main thread only.
+/// Watches file descriptors from the main loop. Main thread only.
 class DescriptorWatcher {
  public:
   virtual ~DescriptorWatcher() = default;
 
-  /// Calls `ready` from the main loop, on the main thread, whenever a read of the descriptor
-  /// would not block (data, end of file or an error), and again as long as that stays so: the
-  /// action reads what is there.
-  /// @param descriptor  an open descriptor
-  /// @param ready       called as long as the watch lives
+  /// Calls `ready` on the main thread repeatedly while a read would not block (data, end of file or
+  /// an error). The action must read the descriptor to stop the calls.
+  /// @param descriptor  an open descriptor; stays owned by the caller
+  /// @param ready       called until the watch is destroyed
   /// @return the watch, never null
   virtual std::unique_ptr<DescriptorWatch> Watch(int descriptor, std::function<void()> ready) = 0;
 };

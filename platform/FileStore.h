@@ -7,29 +7,25 @@
 
 namespace quillet::platform {
 
-/// The few file operations that the program needs. Paths are UTF-8, absolute. All calls are
-/// synchronous and may be made from any thread.
+/// Synchronous file operations. Paths are UTF-8 and absolute. Any thread.
 class FileStore {
  public:
   virtual ~FileStore() = default;
 
-  /// Creates a folder and the folders above it with default permissions.
-  /// @return true when the folder exists afterwards (also when it existed before), false when
-  ///         something that is not a folder stands there or the system refused.
+  /// Creates a folder and its parents with default permissions.
+  /// @return true if the folder exists afterwards, whether or not this call created it
   virtual bool CreateFolder(const std::string& path) = 0;
 
   /// Reads a regular file from its beginning.
   /// @param path   absolute path of the file
-  /// @param limit  the most bytes to read; the rest of a longer file is left out.
-  /// @return the bytes, or nothing when there is no such file, it is not a regular file, or it
-  ///         cannot be read.
+  /// @param limit  maximum number of bytes to read; the rest of the file is ignored
+  /// @return the bytes, or no value if the file is missing, not regular or not readable
   virtual std::optional<std::string> Read(const std::string& path, std::size_t limit) = 0;
 
-  /// Replaces a file, or creates it, as a whole: a process that is killed at any instant leaves
-  /// either the old file or the new one, never a part. A symbolic link at `path` is itself
-  /// replaced and never followed.
-  /// @return true when the file was replaced, by contents that had been synchronized with the
-  ///         storage device; false when nothing changed.
+  /// Creates or replaces a file atomically: if the process is killed, the file has either its old
+  /// or its new contents. A symbolic link at `path` is replaced, not followed.
+  /// @return true if the file was replaced and its contents synchronized with the storage device;
+  ///         false if it is unchanged
   virtual bool Replace(const std::string& path, std::string_view contents) = 0;
 };
 

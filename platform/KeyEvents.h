@@ -5,32 +5,31 @@
 
 namespace quillet::platform {
 
-/// A modifier that a key-down carries.
+/// The modifier of a key-down event.
 enum class KeyFlag { kNone, kShift, kCommand };
 
-/// One synthetic keyboard event.
+/// A synthetic keyboard event.
 struct KeyEvent {
-  std::uint16_t virtualKey = 0;  ///< ANSI virtual key code: key 0 is A, 36 Return, 48 Tab, 49 Space
-  bool down = false;             ///< the key goes down, else up
-  KeyFlag flag = KeyFlag::kNone;  ///< on the key-down only
-
-  /// Whether all of it is the same.
-  bool operator==(const KeyEvent&) const = default;
+  std::uint16_t virtualKey = 0;   ///< ANSI virtual key code: 0 is A, 36 Return, 48 Tab, 49 Space
+  bool down = false;              ///< true for key-down, false for key-up
+  KeyFlag flag = KeyFlag::kNone;  ///< modifier; key-down events only
+  bool operator==(const KeyEvent&) const = default;  ///< compares all members
 };
 
-/// Posts keyboard events to whatever application has the keyboard's focus.
+/// Posts keyboard events to the application that has the focus.
 class KeyEvents {
  public:
   virtual ~KeyEvents() = default;
 
-  /// Posts the events in order. There is no pause between keys; a backend may hold back what the
-  /// system has no room for yet. One thread at a time, any thread. A system that refuses, or has no
-  /// way to do so, is told of in the log by the backend, once; the events are dropped then.
+  /// Posts the events in order. A backend may pause if the system cannot accept more events. Any
+  /// thread, one at a time.
   ///
-  /// Where modifiers are keys and not flags, a key-down with a flag is preceded by the modifier's
-  /// own key-down and followed by its key-up; where the system has no Command key, Control takes
-  /// its place. Caps Lock, as far as the backend is told of it, changes nothing in what arrives
-  /// and is left as it is. A modifier that the user holds down meanwhile joins the keys posted.
+  /// If the system refuses or does not support synthetic events, the backend logs it once and drops
+  /// the events.
+  ///
+  /// Linux backends press and release the modifier key around a key-down with a flag, and use
+  /// Control for Command. If Caps Lock is known to be on, they compensate for it and leave it on.
+  /// Modifiers that the user holds down combine with the posted keys.
   virtual void Post(std::span<const KeyEvent> events) = 0;
 };
 

@@ -4,14 +4,13 @@
 
 namespace quillet::platform {
 
-/// The serial queue of the main thread.
+/// The serial work queue of the main thread.
 class MainQueue {
  public:
   virtual ~MainQueue() = default;
 
-  /// Queues `work` to run on the main thread, after everything queued before, and returns at
-  /// once. Any thread, the main thread included; never runs `work` inside the call. Work that is
-  /// still queued when the main loop has ended is never run.
+  /// Queues `work` for the main thread and returns immediately. Work runs in queue order, never
+  /// inside this call. Work still queued after the main loop has ended is not run. Any thread.
   virtual void Async(std::function<void()> work) = 0;
 };
 

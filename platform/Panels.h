@@ -5,27 +5,26 @@
 
 namespace quillet::platform {
 
-/// The desktop's own panels for choosing a file. Each call runs a panel until the user has ended
-/// it; the main loop goes on meanwhile, and the program's windows take no input. Main thread.
+/// The desktop's file dialogs. Each call runs a modal dialog until the user closes it; the main
+/// loop continues to run. Paths and names are UTF-8. Main thread.
 ///
-/// Paths and names are UTF-8. Where `folder` does not exist, a panel begins where the desktop keeps
-/// what is looked for: a save panel at the user's documents, an open panel at the applications or,
-/// where there is no such place, at the documents too.
+/// If `folder` does not exist, a save panel starts in the user's documents folder, and an open
+/// panel in the applications folder if the system has one, else also in the documents folder.
 class Panels {
  public:
   virtual ~Panels() = default;
 
-  /// Lets the user choose where something shall be saved. Nothing is written.
-  /// @param folder  absolute path of the folder that is shown first
-  /// @param name    the file name that is proposed, whether or not such a file exists
-  /// @return the absolute path, or nothing when the panel was not ended with its OK button.
+  /// Lets the user choose a path for a file. Writes nothing.
+  /// @param folder  absolute path of the initial folder
+  /// @param name    proposed file name; need not exist
+  /// @return the absolute path, or no value if the user cancels
   virtual std::optional<std::string> RunSavePanel(const std::string& folder,
                                                   const std::string& name) = 0;
 
   /// Lets the user choose an existing file.
-  /// @param folder  absolute path of the folder that is shown first
-  /// @param name    the file that is selected first, if the folder holds it
-  /// @return as RunSavePanel.
+  /// @param folder  absolute path of the initial folder
+  /// @param name    file selected initially, if it is in `folder`
+  /// @return the absolute path, or no value if the user cancels
   virtual std::optional<std::string> RunOpenPanel(const std::string& folder,
                                                   const std::string& name) = 0;
 };

@@ -4,16 +4,15 @@
 
 namespace quillet::platform {
 
-/// The general pasteboard, or clipboard.
+/// The system clipboard.
 class Pasteboard {
  public:
   virtual ~Pasteboard() = default;
 
-  /// Clears the contents and puts a plain text there; what was there before is lost. Any thread.
-  /// Returns when the text is there, or after a stated while when the main thread does not come to
-  /// it, as at the end of the program.
+  /// Replaces the contents with plain text. Waits for the main thread, but at most 2 s, because the
+  /// main loop may have ended. Any thread.
   /// @param text  UTF-8
-  /// @return false when the text is not there and will not come there later either
+  /// @return false if the text was not stored and will not be stored later
   virtual bool SetString(std::string_view text) = 0;
 };
 

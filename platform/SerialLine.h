@@ -7,39 +7,39 @@ namespace quillet::platform {
 
 /// Speed and framing of a serial line.
 struct LineSettings {
-  std::int32_t bitsPerSecond;  ///< 115200
-  std::int32_t dataBits;       ///< 7, else 8
-  std::int32_t parity;         ///< 0 none, 1 odd, else even
-  std::int32_t stopBits;       ///< 1; 2 or more for two
+  std::int32_t bitsPerSecond;  ///< 115200; any other value means 9600
+  std::int32_t dataBits;       ///< 7; any other value means 8
+  std::int32_t parity;         ///< 0: none, 1: odd, other: even
+  std::int32_t stopBits;       ///< 2 or more: two; other: one
 };
 
-/// The serial devices of the system, opened by path. All calls return at once. Any thread; the
-/// caller does not close a line while another thread uses it.
+/// Serial devices, opened by path. No call blocks. Any thread, but do not close a line while
+/// another thread uses it.
 class SerialLine {
  public:
-  /// What a line is opened for.
+  /// Direction of a line.
   enum class Access { kRead, kWrite };
 
   virtual ~SerialLine() = default;
 
-  /// Opens a device in raw mode, without making it the controlling terminal. A path that is not a
-  /// terminal is opened unchanged.
+  /// Opens a device in raw mode, without making it the controlling terminal. Files that are
+  /// not terminals are opened without configuration.
   /// @param path      NUL-terminated path of the device
-  /// @param access    the direction
+  /// @param access    direction
   /// @param settings  speed and framing
-  /// @return the line's number, 0 or more; -1 if the device cannot be opened.
+  /// @return the line's number, at least 0; -1 if the device cannot be opened
   virtual std::int32_t Open(const char* path, Access access, const LineSettings& settings) = 0;
 
   /// Reads the bytes that have arrived.
-  /// @param line    a number, or -1
-  /// @param buffer  receives at most its size
-  /// @return the number of bytes; 0 or less if there are none, on an error, or for -1.
+  /// @param line    number from Open, or -1
+  /// @param buffer  receives the bytes
+  /// @return the number of bytes read; 0 or less if there are none, on error, or if `line` is -1
   virtual std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) = 0;
 
-  /// Sends one byte. An error is not reported, nor is a full line: the byte is dropped.
+  /// Sends one byte. On error, or if the output queue is full, drops it without a report.
   virtual void Write(std::int32_t line, std::uint8_t byte) = 0;
 
-  /// Closes a line. Bytes that the device has not accepted are discarded.
+  /// Closes a line. Discards unsent bytes.
   virtual void Close(std::int32_t line) = 0;
 };
 

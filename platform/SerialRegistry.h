@@ -7,55 +7,53 @@
 
 namespace quillet::platform {
 
-/// The system's registry of serial stream devices, and its news of their arrival and removal.
-/// All calls, and all callbacks, are on the main thread.
+/// The system's serial devices and notifications of their arrival and removal. All calls and
+/// callbacks are on the main thread.
 ///
-/// Notifications are passed through iterators: a callback receives an iterator, takes every object
-/// off it with Next and releases each. Next arms the notification again when it returns 0; until
-/// then no further callback is made for that iterator.
+/// A callback receives an iterator and must call Next until it returns 0, releasing each object.
+/// Returning 0 arms the notification again. Until then, the iterator's callback is not called.
 class SerialRegistry {
  public:
-  /// A handle of an iterator or of an object taken from one; 0 is none.
+  /// Identifies an iterator or an object returned by Next; 0 is invalid.
   using Handle = std::uint32_t;
-  /// A handle of a notification port; 0 is none.
+  /// Identifies a notification port; 0 is invalid.
   using NotifyPort = std::uintptr_t;
-  /// Called with the context given at registration and the iterator that has news.
+  /// Receives the context given at registration and the iterator with the new objects.
   using Callback = std::function<void(void* context, Handle iterator)>;
 
-  /// What there is news of.
+  /// Kind of notification.
   enum class Event {
-    FirstMatch,  ///< a serial stream device has arrived
-    Terminate,   ///< a serial stream device has gone; it is no longer enumerated
+    FirstMatch,  ///< a device was added
+    Terminate,   ///< a device was removed and is no longer listed
   };
 
   virtual ~SerialRegistry() = default;
 
-  /// Reads the serial stream devices present now, in a stable order: virtual consoles and
-  /// placeholders for hardware that is not there are none.
-  /// @param names  receives each device's name, as the user's system shows it
-  /// @param paths  receives each device's path, to be opened
-  /// @return how many devices were read, at most the smaller of the two sizes; 0 when the
-  ///         registry cannot be reached.
+  /// Lists the serial devices in a stable order, without virtual consoles and missing hardware.
+  /// @param names  receives the devices' display names
+  /// @param paths  receives the devices' paths
+  /// @return the number of devices listed, at most the smaller of the two sizes; 0 if the registry
+  ///         is not available
   virtual std::int32_t ReadSerialStreams(std::span<std::string> names,
                                          std::span<std::string> paths) = 0;
 
-  /// Creates a notification port and adds its source to the main thread's loop.
-  /// @return the port, or 0 when the system has no such service at the moment.
+  /// Creates a notification port and adds it to the main loop.
+  /// @return the port, or 0 if the system's service is not available
   virtual NotifyPort CreateNotifyPort() = 0;
 
-  /// Registers for one kind of event on the port.
-  /// @return an iterator that holds the devices present already; nothing is notified until it has
-  ///         been emptied. 0 when the registration was refused.
+  /// Registers a callback for one kind of event.
+  /// @return an iterator over the devices already present, to be emptied before the first
+  ///         notification; 0 if the system refused
   virtual Handle AddMatchingNotification(NotifyPort port, Event event, Callback callback,
                                          void* context) = 0;
 
-  /// Takes the next object off an iterator; 0 when it is empty.
+  /// Removes the next object from an iterator and returns it, or 0 if the iterator is empty.
   virtual Handle Next(Handle iterator) = 0;
 
-  /// Releases an object or an iterator. A released iterator notifies no more.
+  /// Releases an object or an iterator. Releasing an iterator ends its notifications.
   virtual void Release(Handle handle) = 0;
 
-  /// Removes the port's source from the main loop and destroys the port.
+  /// Removes a port from the main loop and destroys it.
   virtual void DestroyNotifyPort(NotifyPort port) = 0;
 };
 

@@ -9,12 +9,11 @@
 
 namespace quillet::platform {
 
-/// The values of the settings window's controls, each under the name of its control. A choice is
-/// the position of the selected item, counted from 0; it is negative if no item is selected.
-///
-/// The members are in the order in which a form sets and reads its controls.
+/// The values of the settings window's controls, named after the controls. A number is the position
+/// of the selected item, from 0, or negative if no item is selected. A form sets and reads its
+/// controls in the order of the members.
 struct SettingsValues {
-  ///@{ See `Settings` for the numbers.
+  ///@{ See `Settings`.
   bool attachserial = false;
   bool attachtimestamp = false;
   bool attachtype = false;
@@ -32,49 +31,44 @@ struct SettingsValues {
   ///@}
 };
 
-/// The titles of a choice's items. A form gets those of every choice when it is created.
+/// The item titles of a list in the settings window.
 struct ChoiceTitles {
-  std::int32_t SettingsValues::*choice;      ///< whose titles these are
-  std::span<const std::string_view> titles;  ///< by position
+  std::int32_t SettingsValues::*choice;      ///< the list
+  std::span<const std::string_view> titles;  ///< titles by position
 };
 
-/// The actions of the user that a form reports.
+/// Callbacks for the user's actions.
 struct SettingsActions {
-  std::function<void()> changed;             ///< a value other than `destination` has changed
-  std::function<void()> destinationChanged;  ///< another `destination` is selected
-  std::function<void()> browse;              ///< the button `newfileButton` is pressed
-  std::function<void()> save;                ///< the button `savewindow` is pressed
-  std::function<void()> cancel;              ///< the button `cancelwindow` is pressed
+  std::function<void()> changed;             ///< a value other than `destination` changed
+  std::function<void()> destinationChanged;  ///< `destination` changed
+  std::function<void()> browse;              ///< `newfileButton` was pressed
+  std::function<void()> save;                ///< `savewindow` was pressed
+  std::function<void()> cancel;              ///< `cancelwindow` was pressed
 };
 
-/// The settings window: a control for each setting, a path with a button to browse for another
-/// one, two sample lines, and buttons to save and to cancel. Texts are UTF-8. Main thread only.
+/// The settings window: a control for each setting, a path field with a browse button, two sample
+/// lines, and buttons to save and cancel. Texts are UTF-8. Main thread only.
 class SettingsForm {
  public:
   virtual ~SettingsForm() = default;
 
-  /// Sets the actions. Called once, before the window is shown.
-  virtual void SetActions(SettingsActions actions) = 0;
+  virtual void SetActions(SettingsActions actions) = 0;  ///< call once, before showing the window
 
-  /// Sets every control. This is not reported as a change. A choice without an item at the
-  /// position has no item selected then.
+  /// Sets all controls without calling the callbacks. Invalid positions clear a list's selection.
   virtual void Show(const SettingsValues& values) = 0;
 
-  /// The present values of all controls.
-  virtual SettingsValues Values() const = 0;
+  virtual SettingsValues Values() const = 0;  ///< returns the values of all controls
 
-  /// Replaces the text of the path field, `filenametextfield`. The field cannot be read: a path
-  /// that the user types has no effect.
+  /// Replaces the text of the path field `filenametextfield`. There is no function to read the
+  /// field: a path typed by the user has no effect.
   virtual void SetPath(std::string_view path) = 0;
 
-  /// Allows the user to edit the path field and to press the button that browses, or neither.
-  virtual void SetPathEnabled(bool enabled) = 0;
+  virtual void SetPathEnabled(bool enabled) = 0;  ///< also applies to the browse button
 
-  /// Shows a line as an older scanner and one as a scanner of the 300 series delivers it.
+  /// Shows the sample lines of an older scanner and of a 300 series scanner.
   virtual void ShowSamples(std::string_view older, std::string_view series300) = 0;
 
-  /// The window itself.
-  virtual Window& settingsWindow() = 0;
+  virtual Window& settingsWindow() = 0;  ///< returns the window
 };
 
 }  // namespace quillet::platform

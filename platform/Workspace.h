@@ -2,13 +2,13 @@
 
 namespace quillet::platform {
 
-/// The desktop on which the program's own window stands.
+/// The desktop session.
 class Workspace {
  public:
   virtual ~Workspace() = default;
 
-  /// Brings this application to the front even if another one is active. Main thread. A desktop
-  /// that does not allow it marks the window as asking for attention instead.
+  /// Brings this application to the front. A desktop that does not allow this may mark the window
+  /// as demanding attention instead. Main thread.
   virtual void ActivateIgnoringOtherApps() = 0;
 };
 
