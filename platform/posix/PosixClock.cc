@@ -6,8 +6,7 @@
 namespace quillet::platform::posix {
 
 CalendarTime PosixClock::LocalTime() {
-  // POSIX obliges localtime() but not localtime_r() to look for a changed time zone
-  // (localtime(3p)); tzset() makes it so.
+  // Unlike localtime(), localtime_r() need not check for a changed time zone (localtime(3p)).
   tzset();
   const std::time_t now = std::time(nullptr);
   std::tm local{};
@@ -26,8 +25,8 @@ std::chrono::nanoseconds PosixClock::Now() {
 
 void PosixClock::Sleep(std::chrono::microseconds duration) {
   if (duration <= duration.zero()) return;
-  // An absolute deadline, so that a stream of signals does not add up rounding errors; by the
-  // standard library, since macOS has no clock_nanosleep(3p).
+  // An absolute deadline: rounding errors do not add up if signals interrupt the sleep. The
+  // standard library is used because macOS has no clock_nanosleep(3p).
   std::this_thread::sleep_until(std::chrono::steady_clock::now() + duration);
 }
 

@@ -4,18 +4,16 @@
 
 namespace quillet::platform::posix {
 
-/// The system's clocks. Holds no state; every call may be made from any thread.
+/// The system's clocks. Stateless.
 class PosixClock final : public Clock {
  public:
-  /// The wall clock (CLOCK_REALTIME) in the user's time zone. A change of the zone takes effect
-  /// at the next call. A clock that stands outside the calendar gives CalendarTime's defaults.
+  /// Uses CLOCK_REALTIME. A change of the time zone takes effect at the next call. Returns
+  /// CalendarTime's defaults if the time is outside the calendar's range.
   CalendarTime LocalTime() override;
 
-  /// CLOCK_MONOTONIC.
-  std::chrono::nanoseconds Now() override;
+  std::chrono::nanoseconds Now() override;  ///< uses CLOCK_MONOTONIC
 
-  /// Suspends the calling thread against CLOCK_MONOTONIC, so that setting the wall clock neither
-  /// shortens nor prolongs it. Zero and negative durations return at once.
+  /// Uses CLOCK_MONOTONIC. Returns immediately if `duration` is zero or negative.
   void Sleep(std::chrono::microseconds duration) override;
 };
 

@@ -7,7 +7,6 @@
 namespace quillet::platform::posix {
 namespace {
 
-// POSIX takes symbolic codes for speeds (termios.h).
 speed_t SpeedCode(std::int32_t bitsPerSecond) {
   return bitsPerSecond == 115200 ? B115200 : B9600;
 }
@@ -26,8 +25,7 @@ void Configure(int descriptor, const LineSettings& settings) {
   if (tcgetattr(descriptor, &line) != 0) return;
   line.c_cflag &= ~static_cast<tcflag_t>(CSIZE | CSTOPB | PARENB | PARODD);
   line.c_cflag |= ControlBits(settings);
-  // Raw: on Linux a line starts in canonical mode with echo and flow control, but records hold
-  // every byte value, carriage returns and XON/XOFF included.
+  // Raw mode: records can contain any byte value, including CR, XON and XOFF.
   line.c_iflag = 0;
   line.c_oflag = 0;
   line.c_lflag = 0;

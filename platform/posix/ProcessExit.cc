@@ -7,9 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-// The leak check of the address sanitizer, which otherwise runs as one of the exit handlers that
-// are passed over here. Nobody else defines it: it is absent, and its address null, in a program
-// that is built without (sanitizer/lsan_interface.h). Only ELF's linkers leave such a name open.
+// LeakSanitizer's check (sanitizer/lsan_interface.h), normally an exit handler. Null in builds
+// without the sanitizer. Undefined weak symbols need ELF.
 #ifdef __ELF__
 extern "C" __attribute__((weak)) void __lsan_do_leak_check();
 #else
@@ -19,7 +18,7 @@ constexpr void (*__lsan_do_leak_check)() = nullptr;
 namespace quillet::platform::posix {
 
 void EnsureStandardDescriptors() {
-  // open() gives the lowest free number (open(3p)), so the gaps fill up from below.
+  // open() returns the lowest free number (open(3p)).
   int number = 0;
   do {
     number = open("/dev/null", O_RDWR);

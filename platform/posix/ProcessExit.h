@@ -4,23 +4,19 @@
 
 namespace quillet::platform::posix {
 
-/// Opens /dev/null on each of the descriptors 0, 1 and 2 that is closed: a file with such a number
-/// would receive what is printed. To be called first, while there is one thread.
+/// Opens /dev/null on each closed descriptor of 0, 1 and 2. Otherwise a file opened later could get
+/// such a number and receive printed messages. Call first, before starting threads.
 void EnsureStandardDescriptors();
 
-/// Ends the process in good order while its other threads still run: what was written to the log
-/// reaches it (waiting at most five seconds for a log that has stalled), standard output is
-/// flushed, and no destructor and no exit handler runs. Any thread.
-///
-/// @param status  the process's exit status, 0 to 255
+/// Ends the process while other threads are running: flushes the log (for at most 5 s) and standard
+/// output, and runs no destructors or exit handlers. Any thread.
+/// @param status  exit status, 0 to 255
 /// @param log     the program's log
 [[noreturn]] void LeaveProcess(int status, SyslogLog& log);
 
-/// From now on, a library that ends the process with exit() ends it in that same order, with status
-/// 1; the toolkit does so when the X server goes. Handlers that are registered later still run.
-/// To be called once, from any thread.
-///
-/// @param log  the program's log; it is never destroyed
+/// Makes exit() call LeaveProcess with status 1. Qt calls exit() if the X server ends. Exit
+/// handlers registered after this call still run. Call once, from any thread.
+/// @param log  the program's log, never destroyed
 void LeaveLikewiseOnExit(SyslogLog& log);
 
 }  // namespace quillet::platform::posix

@@ -11,24 +11,23 @@
 #include "base/Utf8.h"
 
 namespace quillet::platform::posix {
-
 namespace {
 
 using LineLength = std::uint64_t;
 
-/// How long the sender, once woken, lets lines come together before it takes them up. Without it
-/// every line of a slow trickle costs its writer a system call to wake the sender.
+// The sending thread waits this long to collect lines. Without it, each line of a slow sequence
+// would need a system call to wake the thread.
 constexpr std::chrono::milliseconds kGathering{2};
 
-/// An empty buffer with the whole room, so that no usual line allocates. Memory that was never
-/// written to costs nothing.
+// Reserves the full backlog, so that Write normally does not allocate. The kernel allocates pages
+// only when they are written.
 std::string EmptyBuffer() {
   std::string buffer;
   buffer.reserve(SyslogLog::kBacklogBytes);
   return buffer;
 }
 
-/// A thread that takes no signals: an interrupted send would lose its message within syslog(3).
+// Starts a thread with all signals blocked: syslog(3) loses a message if a signal interrupts it.
 template <typename Work>
 std::thread StartWithoutSignals(Work work) {
   sigset_t all;
@@ -44,8 +43,8 @@ std::thread StartWithoutSignals(Work work) {
 
 SyslogLog::SyslogLog(Transport transport, std::chrono::milliseconds longestWait)
     : transport_(std::move(transport)), longestWait_(longestWait), waiting_(EmptyBuffer()) {
-  // LOG_NDELAY connects now, while low descriptor numbers are taken. LOG_CONS and LOG_PERROR stay
-  // out: a missing daemon must not fill the terminal.
+  // LOG_NDELAY connects now, while descriptors 0 to 2 are in use. LOG_CONS and LOG_PERROR are not
+  // set: log lines must not appear on the terminal.
   openlog("quillet", LOG_PID | LOG_NDELAY, LOG_USER);
   sender_ = StartWithoutSignals([this] { SendLines(); });
 }
@@ -68,15 +67,15 @@ void SyslogLog::Write(std::string_view line) {
   {
     std::unique_lock lock(mutex_);
     if (!AwaitRoom(lock, line.size())) {
-      ++leftOut_;
+      ++dropped_;
       return;
     }
     try {
-      if (leftOut_ != 0) Keep(std::to_string(leftOut_) + " lines were left out");
-      leftOut_ = 0;
+      if (dropped_ != 0) Keep(std::to_string(dropped_) + " lines were dropped");
+      dropped_ = 0;
       Keep(line);
     } catch (const std::exception&) {
-      return;  // no memory for a huge line; every other one has its room already
+      return;  // no memory for a line larger than the buffer
     }
     wake = std::exchange(senderIdle_, false);
   }
@@ -130,7 +129,7 @@ void SyslogLog::SendLines() {
     roomMade_.notify_all();
     SendBatch(batch);
     const std::size_t sent = batch.size();
-    if (sent > kBacklogBytes) batch = EmptyBuffer();  // gives a huge line's memory back
+    if (sent > kBacklogBytes) batch = EmptyBuffer();  // frees the memory of a huge line
     batch.clear();
     lock.lock();
     bytesSent_ += sent;

@@ -138,7 +138,7 @@ TEST(SyslogLog, AStalledLogDelaysNoWriterAndCountsLostLines) {
   const std::size_t kept = messages.size() - 2;
   EXPECT_LT(kept, lines);
   EXPECT_GE(kept, SyslogLog::kBacklogBytes / (line.size() + 8));
-  EXPECT_EQ(messages[kept], std::to_string(lines - kept) + " lines were left out");
+  EXPECT_EQ(messages[kept], std::to_string(lines - kept) + " lines were dropped");
   EXPECT_EQ(messages[kept + 1], "the first one that finds room again");
 }
 
