@@ -2,35 +2,17 @@
 
 #include <gio/gdesktopappinfo.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
 namespace quillet::platform::linux_desktop {
 namespace {
 
-constexpr std::string_view kEntryEnding = ".desktop";
-
-std::string LowerCase(const std::string& text) {
-  const std::unique_ptr<char, decltype(&g_free)> lower(g_ascii_strdown(text.c_str(), -1), g_free);
-  return lower.get();
-}
-
-std::string FileName(std::string_view path) {
-  return std::string(path.substr(path.rfind('/') + 1));
-}
-
-bool IsExecutableFile(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-         access(path.c_str(), X_OK) == 0;
-}
-
-// A word of a command without its codes, of which %% is a percent sign and the others stand for
-// files or names that are not given.
+// Removes field codes and unescapes %% (Desktop Entry Specification, "The Exec key").
 std::string WithoutCodes(std::string_view word) {
   std::string plain;
   for (std::size_t i = 0; i < word.size(); ++i) {
@@ -61,8 +43,8 @@ std::shared_ptr<GAppInfo> Owned(void* info) {
   return {static_cast<GAppInfo*>(info), [](GAppInfo* owned) { g_object_unref(owned); }};
 }
 
-// In the child between fork and exec: nothing but what signal-safety(7) allows. The session is a
-// new one, so that the end of this one does not reach the application.
+// Runs in the child before exec, so only async-signal-safe calls are allowed (signal-safety(7)).
+// The new session keeps the application running after this process and its terminal end.
 void PrepareChild(void*) {
   setsid();
   signal(SIGPIPE, SIG_DFL);
@@ -71,36 +53,25 @@ void PrepareChild(void*) {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-void TellPid(GDesktopAppInfo*, GPid pid, void* started) {
+void ReportPid(GDesktopAppInfo*, GPid pid, void* started) {
   (*static_cast<const std::function<void(int)>*>(started))(pid);
 }
 
 using namespace std::chrono_literals;
 
-// A process that ends sooner has told another one to open the window, or has failed.
+// Documented in DesktopApplications.h.
 constexpr auto kShortestLife = 10s;
-
-// For how long nothing is started again behind such a process, where windows tell what runs.
 constexpr auto kHandedOver = 1min;
-
-// What a window manager gets to give a window the focus.
 constexpr auto kFocusLimit = 300ms;
 
-bool IsOfProcess(const X11Windows::Window& window, int process) {
-  return process != 0 && window.pid != 0 && IsOrDescendsFrom(window.pid, process);
-}
-
-bool IsOfClass(const X11Windows::Window& window, const std::vector<std::string>& classes) {
-  return std::find_first_of(window.classes.begin(), window.classes.end(), classes.begin(),
-                            classes.end()) != window.classes.end();
-}
-
-// How well a window stands for an application; 0 when it is none of the application's. This
-// program's own are none, whatever they are called and whoever has started it.
+// Returns how suitable a window is for activation, or 0 if it does not belong to the application.
+// The windows of this process never belong to another application, whatever their class.
 int Rank(const X11Windows::Window& window, int process, const std::vector<std::string>& classes) {
   if (window.pid == getpid()) return 0;
-  const bool isOfProcess = IsOfProcess(window, process);
-  if (!isOfProcess && !IsOfClass(window, classes)) return 0;
+  const bool isOfProcess = process != 0 && window.pid != 0 && IsOrDescendsFrom(window.pid, process);
+  const bool isOfClass = std::find_first_of(window.classes.begin(), window.classes.end(),
+                                            classes.begin(), classes.end()) != window.classes.end();
+  if (!isOfProcess && !isOfClass) return 0;
   return 1 + (window.isNormal ? 1 : 0) + (isOfProcess ? 2 : 0);
 }
 
@@ -109,47 +80,45 @@ int Rank(const X11Windows::Window& window, int process, const std::vector<std::s
 std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
   if (!path.starts_with('/')) return std::nullopt;
   ApplicationFile file;
-  if (path.ends_with(kEntryEnding)) {
+  if (path.ends_with(".desktop")) {
     file.info_ = Owned(g_desktop_app_info_new_from_filename(path.c_str()));
     if (!file.info_) return std::nullopt;
     file.command_ = CommandOf(file.info_.get());
     const char* named =
         g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
     if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
-    const std::string name = FileName(path);
-    file.windowClasses_.push_back(LowerCase(name.substr(0, name.size() - kEntryEnding.size())));
-    // A program that is given words is often one that many applications share, such as a terminal.
+    file.windowClasses_.push_back(LowerCase(std::filesystem::path(path).stem()));
+    // A program with arguments is often shared by several applications, such as a terminal.
     if (named == nullptr && file.command_.size() == 1) {
-      file.windowClasses_.push_back(LowerCase(FileName(file.command_[0])));
+      file.windowClasses_.push_back(LowerCase(std::filesystem::path(file.command_[0]).filename()));
     }
-  } else if (IsExecutableFile(path)) {
+  } else if (g_file_test(path.c_str(), G_FILE_TEST_IS_REGULAR) && access(path.c_str(), X_OK) == 0) {
     std::string escaped;
     for (const char character : path) escaped.append(character == '%' ? 2 : 1, character);
     const std::unique_ptr<char, decltype(&g_free)> quoted(g_shell_quote(escaped.c_str()), g_free);
     file.info_ = Owned(
         g_app_info_create_from_commandline(quoted.get(), nullptr, G_APP_INFO_CREATE_NONE, nullptr));
     file.command_ = {path};
-    file.windowClasses_ = {LowerCase(FileName(path))};
+    file.windowClasses_ = {LowerCase(std::filesystem::path(path).filename())};
   }
   if (!file.info_ || file.command_.empty()) return std::nullopt;
   return file;
 }
 
 bool ApplicationFile::Start(const std::function<void(int)>& started) const {
-  // GLib closes every descriptor above the standard ones in the child, and puts another process in
-  // between, which ends at once: nobody has to wait for the application.
+  // GLib closes all other descriptors in the child. It forks twice, so the application is not a
+  // child of this process and leaves no zombie.
   constexpr auto kFlags = static_cast<GSpawnFlags>(
       G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
   const std::unique_ptr<GAppLaunchContext, decltype(&g_object_unref)> context(
       g_app_launch_context_new(), g_object_unref);
   return g_desktop_app_info_launch_uris_as_manager(
              G_DESKTOP_APP_INFO(info_.get()), nullptr, context.get(), kFlags, PrepareChild, nullptr,
-             TellPid, const_cast<std::function<void(int)>*>(&started), nullptr) != 0;
+             ReportPid, const_cast<std::function<void(int)>*>(&started), nullptr) != 0;
 }
 
 bool DesktopApplications::HasApplication(const std::string& path) {
-  struct stat status {};
-  return path.starts_with('/') && stat(path.c_str(), &status) == 0;
+  return path.starts_with('/') && access(path.c_str(), F_OK) == 0;
 }
 
 bool DesktopApplications::OpenApplication(const std::string& path) {
@@ -158,7 +127,8 @@ bool DesktopApplications::OpenApplication(const std::string& path) {
   const std::scoped_lock lock(mutex_);
   Opened& opened = opened_[path];
   if (!IsRunning(*file, opened)) return Start(*file, opened);
-  BringToFront(*file, opened);
+  const auto window = WindowOf(*file, opened);
+  if (window && !window->isActive) windows_->Activate(window->id, kFocusLimit, clock_);
   return true;
 }
 
@@ -179,7 +149,7 @@ bool DesktopApplications::Start(const ApplicationFile& file, Opened& opened) {
     opened.pid = pid;
     opened.process = std::make_unique<WatchedProcess>(pid, clock_);
   });
-  // What another process has started has no number here.
+  // If D-Bus starts the application, its process number is unknown.
   if (started && (!opened.process || !opened.process->IsKnown())) opened.handedOver = opened.start;
   return started;
 }
@@ -214,7 +184,7 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
   const auto rankOf = [&](const X11Windows::Window& window) {
     return Rank(window, opened.pid, file.windowClasses());
   };
-  // Whichever of them has the focus, the user wants it to have the focus.
+  // A window that already has the focus keeps it.
   auto found = windows->Active();
   if (found && rankOf(*found) > 0) return found;
   found.reset();
@@ -228,12 +198,7 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
   return found;
 }
 
-void DesktopApplications::BringToFront(const ApplicationFile& file, const Opened& opened) {
-  const auto window = WindowOf(file, opened);
-  if (window && !window->isActive) windows_->Activate(window->id, kFocusLimit, clock_);
-}
-
-// The connection to the X server; made anew when the server has gone. Null where there is none.
+// Returns the connection to the X server, reopened if necessary, or null if there is none.
 X11Windows* DesktopApplications::Windows() {
   if (!onX11_) return nullptr;
   if (!windows_ || !windows_->IsConnected()) windows_ = std::make_unique<X11Windows>();

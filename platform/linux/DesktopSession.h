@@ -9,19 +9,19 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// What an environment variable holds, null when it is not set, as getenv(3) has it.
+/// Looks up an environment variable like getenv(3); returns null if it is not set.
 using Environment = std::function<const char*(const char*)>;
 
-/// Whether the session's windows are on an X server, told by the environment. A Wayland session is
-/// not one even where an X server is offered besides: that one reaches the windows of X clients
-/// only. (WAYLAND_DISPLAY: libwayland; XDG_SESSION_TYPE: pam_systemd(8); DISPLAY: X(7).)
+/// Returns true in an X11 session. Returns false in a Wayland session even if DISPLAY is set:
+/// Xwayland reaches only the windows of X clients. Reads WAYLAND_DISPLAY (libwayland),
+/// XDG_SESSION_TYPE (pam_systemd(8)) and DISPLAY (X(7)).
 bool IsX11Session(const Environment& environment);
 
-/// The key events for a session: by the X test extension where its windows are on an X server, else
-/// by a virtual keyboard. Neither takes hold of anything before it is used.
-/// @param environment  looks up a variable, as getenv does
-/// @param log          outlives what is returned
-/// @param clock        outlives what is returned
+/// Creates the key events for a session: X11KeyEvents in an X11 session, else UinputKeyEvents.
+/// Opens no device or connection.
+/// @param environment  looks up variables
+/// @param log          outlives the result
+/// @param clock        outlives the result
 std::unique_ptr<KeyEvents> MakeKeyEventsOfSession(const Environment& environment, SystemLog& log,
                                                   Clock& clock);
 

@@ -8,8 +8,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// By position, in the order of the virtual key codes. Key 10 is the one between the left Shift and
-// Z, which only keyboards of other countries have.
+// Evdev codes by ANSI virtual key code. Key 10, left of Z, does not exist on US keyboards.
 constexpr std::array<std::uint16_t, 51> kKeyCodes = {
     KEY_A,          KEY_S,         KEY_D,         KEY_F,         KEY_H,           // 0
     KEY_G,          KEY_Z,         KEY_X,         KEY_C,         KEY_V,           // 5
@@ -26,22 +25,15 @@ constexpr std::array<std::uint16_t, 51> kKeyCodes = {
 
 static_assert(*std::max_element(kKeyCodes.begin(), kKeyCodes.end()) == kHighestKeyCode);
 
-// Caps Lock concerns the letters only. In evdev's order they stand in three rows.
+// Evdev key codes are numbered by keyboard row.
 bool IsLetter(std::uint16_t code) {
   return (code >= KEY_Q && code <= KEY_P) || (code >= KEY_A && code <= KEY_L) ||
          (code >= KEY_Z && code <= KEY_M);
 }
 
-std::uint16_t ModifierFor(KeyFlag flag, bool turnShift) {
-  switch (flag) {
-    case KeyFlag::kNone:
-      return turnShift ? KEY_LEFTSHIFT : 0;
-    case KeyFlag::kShift:
-      return turnShift ? 0 : KEY_LEFTSHIFT;
-    case KeyFlag::kCommand:
-      return KEY_LEFTCTRL;
-  }
-  return 0;
+std::uint16_t ModifierFor(KeyFlag flag, bool invertShift) {
+  if (flag == KeyFlag::kCommand) return KEY_LEFTCTRL;
+  return (flag == KeyFlag::kShift) != invertShift ? KEY_LEFTSHIFT : 0;
 }
 
 }  // namespace

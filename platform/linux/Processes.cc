@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <glib.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/eventfd.h>
@@ -10,21 +11,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <memory>
-#include <string_view>
 
 #include "base/Retry.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Ancestors that are looked at; more than a desktop's processes have.
+// Limits the search through parent processes; desktop processes have fewer ancestors.
 constexpr int kGenerations = 32;
 
-// The file's contents, as much as there is: a process may end while its files are being read, and
-// the read then fails (proc(5)). The standard's streams throw in that case.
+// Reads until the end or an error: reads fail if the process ends in the meantime (proc(5)).
 std::string Contents(const std::string& path) {
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   std::string contents;
@@ -36,7 +34,6 @@ std::string Contents(const std::string& path) {
   }
 }
 
-// Empty where there is no such file.
 std::string RealPath(const std::string& path) {
   std::error_code error;
   const auto real = std::filesystem::canonical(path, error);
@@ -44,15 +41,9 @@ std::string RealPath(const std::string& path) {
 }
 
 std::string InSearchPath(const std::string& program) {
-  if (program.find('/') != std::string::npos) return program;
-  const char* folders = getenv("PATH");
-  std::string_view rest = folders == nullptr ? "/usr/bin:/bin" : folders;
-  while (!rest.empty()) {
-    std::string path = std::string(rest.substr(0, rest.find(':'))) + "/" + program;
-    if (access(path.c_str(), X_OK) == 0) return path;
-    rest.remove_prefix(std::min(rest.find(':'), rest.size() - 1) + 1);
-  }
-  return program;
+  const std::unique_ptr<char, decltype(&g_free)> path(g_find_program_in_path(program.c_str()),
+                                                      g_free);
+  return path ? path.get() : program;
 }
 
 bool FollowsWith(const std::vector<std::string>& words, std::size_t from,
@@ -65,24 +56,21 @@ bool FollowsWith(const std::vector<std::string>& words, std::size_t from,
 bool WasStartedBy(const std::string& process, const std::vector<std::string>& command,
                   const std::string& program) {
   const auto words = SplitAtNuls(Contents(process + "/cmdline"));
-  if (words.empty()) return false;  // a kernel's thread, or one that has ended
+  if (words.empty()) return false;  // a kernel thread or an ended process
   if (FollowsWith(words, 1, command) && RealPath(process + "/exe") == program) return true;
   return words.size() > 1 && words[1].starts_with('/') && FollowsWith(words, 2, command) &&
          RealPath(words[1]) == program;
 }
 
 int Parent(int process) {
-  // pid (name) state ppid ...; the name may hold anything, parentheses too.
+  // pid (name) state ppid ...; the name can contain parentheses.
   const std::string text = Contents("/proc/" + std::to_string(process) + "/stat");
   const std::size_t name = text.rfind(") ");
-  int parent = 0;
-  if (name != std::string::npos && text.size() > name + 4) {
-    std::from_chars(text.data() + name + 4, text.data() + text.size(), parent);
-  }
-  return parent;
+  if (name == std::string::npos || text.size() <= name + 4) return 0;
+  return static_cast<int>(strtol(text.c_str() + name + 4, nullptr, 10));
 }
 
-// By its number: the C library of Debian 12 knows the call, that of older systems does not.
+// Older C libraries have no pidfd_open function.
 int OpenProcess(int pid) {
   return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
 }
@@ -106,11 +94,9 @@ int FindProcess(const std::vector<std::string>& command) {
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc"), closedir);
   if (!folder) return 0;
   while (const dirent* entry = readdir(folder.get())) {
-    const std::string_view name = entry->d_name;
-    int pid = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
-    if (error != std::errc() || end != name.data() + name.size() || pid == getpid()) continue;
-    const std::string path = "/proc/" + std::string(name);
+    const auto pid = static_cast<int>(strtol(entry->d_name, nullptr, 10));
+    if (pid == 0 || pid == getpid()) continue;
+    const std::string path = "/proc/" + std::to_string(pid);
     struct stat status {};
     if (stat(path.c_str(), &status) != 0 || status.st_uid != getuid()) continue;
     if (WasStartedBy(path, command, program)) return pid;
@@ -140,7 +126,7 @@ WatchedProcess::~WatchedProcess() {
 std::optional<std::chrono::nanoseconds> WatchedProcess::End() const {
   pollfd look{process_.Get(), POLLIN, 0};
   if (poll(&look, 1, 0) <= 0) return std::nullopt;
-  ended_.wait(false);  // the thread notes it at once
+  ended_.wait(false);  // the thread is about to set it
   return end_;
 }
 

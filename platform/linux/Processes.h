@@ -12,40 +12,41 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// The number of a process of this user that was started by a command, 0 if there is none. A script
-/// counts as started by its name, whatever interpreter runs it. Further words, such as files to
-/// open, do not matter. Reads proc(5).
+/// Finds a process of this user that was started with a command (proc(5)). A script matches by its
+/// path, whatever its interpreter. The process may have further arguments.
+/// @param command  program and arguments
+/// @return the process number, or 0 if there is none
 int FindProcess(const std::vector<std::string>& command);
 
-/// The texts of which each ends with a NUL, the last one perhaps without.
+/// Splits NUL-terminated texts. The last NUL may be missing.
 std::vector<std::string> SplitAtNuls(const std::string& texts);
 
-/// Whether a process is another one or descends from it.
+/// Returns true if `process` is `ancestor` or one of its descendants.
 bool IsOrDescendsFrom(int process, int ancestor);
 
-/// A process that is not a child of this one, and when it ended. The system reports that it has
-/// ended, but not when, so a thread waits for its end (pidfd_open(2)). Any thread.
+/// Records the time when another process ends, which need not be a child process. A thread waits
+/// for the end (pidfd_open(2)), since the system does not report its time. Any thread.
 class WatchedProcess {
  public:
-  /// @param pid    the process's number
-  /// @param clock  gives the time, on this object's thread; it outlives this object
+  /// @param pid    process number
+  /// @param clock  used on the waiting thread; outlives this object
   WatchedProcess(int pid, Clock& clock);
   WatchedProcess(const WatchedProcess&) = delete;
   WatchedProcess& operator=(const WatchedProcess&) = delete;
   ~WatchedProcess();
 
-  /// Whether there is such a process, ended or not, and the system lets it be watched.
+  /// Returns true if the process existed and can be watched.
   bool IsKnown() const { return process_.IsOpen(); }
 
-  /// When it ended, by the clock; nothing while it runs. Only where IsKnown.
+  /// Returns the time of the process's end, or no value while it is running. Requires IsKnown().
   std::optional<std::chrono::nanoseconds> End() const;
 
  private:
   void WaitForEnd();
 
   Clock& clock_;
-  const UniqueFd process_;        // readable once that has ended
-  const UniqueFd stop_;           // readable once this object is destroyed
+  const UniqueFd process_;        // readable after the process has ended
+  const UniqueFd stop_;           // readable after the destructor has started
   std::chrono::nanoseconds end_;  // written before ended_
   std::atomic<bool> ended_ = false;
   std::thread thread_;

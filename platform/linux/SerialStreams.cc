@@ -1,21 +1,15 @@
 #include "platform/linux/SerialStreams.h"
 
+#include <string.h>
+
 #include <algorithm>
 #include <charconv>
-#include <compare>
-#include <cstdint>
 
 namespace quillet::platform::linux_desktop {
-
 namespace {
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-/// Takes a decimal number off the front of `text`; nothing when there is none or it is too large.
+// Removes a decimal number from the front of `text`; no value if there is none or it overflows.
 std::optional<unsigned> TakeNumber(std::string_view& text) {
-  if (text.empty() || !IsDigit(text.front())) return std::nullopt;
   unsigned number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc{}) return std::nullopt;
@@ -29,7 +23,7 @@ bool TakeCharacter(std::string_view& text, char character) {
   return true;
 }
 
-/// Appends a number in the form that SerialStreams.h describes; false when it is too large.
+// Appends a number in the encoding of UsbModemName; returns false if it is above 998.
 bool AppendDigits(std::string& digits, unsigned number) {
   if (number > 998) return false;
   const std::string decimal = std::to_string(number);
@@ -42,21 +36,14 @@ bool AppendDigits(std::string& digits, unsigned number) {
   return true;
 }
 
-std::optional<unsigned> HexDigit(char c) {
-  if (IsDigit(c)) return static_cast<unsigned>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a') + 10;
-  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A') + 10;
-  return std::nullopt;
-}
-
-/// Takes one byte, escaped or not, off the front of `encoded`, which is not empty.
+// Removes one byte, escaped or not, from the front of `encoded`, which must not be empty.
 char TakeByte(std::string_view& encoded) {
   if (encoded.size() >= 4 && encoded.starts_with("\\x")) {
-    const auto high = HexDigit(encoded[2]);
-    const auto low = HexDigit(encoded[3]);
-    if (high && low) {
+    unsigned value = 0;
+    const char* const end = encoded.data() + 4;
+    if (std::from_chars(encoded.data() + 2, end, value, 16).ptr == end) {
       encoded.remove_prefix(4);
-      return static_cast<char>(*high * 16 + *low);
+      return static_cast<char>(value);
     }
   }
   const char byte = encoded.front();
@@ -64,25 +51,49 @@ char TakeByte(std::string_view& encoded) {
   return byte;
 }
 
-/// Takes a run of digits, or a run of other characters, off the front of `text`.
-std::string_view TakeRun(std::string_view& text) {
-  const bool digits = !text.empty() && IsDigit(text.front());
-  const auto end =
-      std::find_if(text.begin(), text.end(), [&](char c) { return IsDigit(c) != digits; });
-  const std::string_view run = text.substr(0, static_cast<std::size_t>(end - text.begin()));
-  text.remove_prefix(run.size());
-  return run;
+std::string_view TextOrEmpty(const char* text) {
+  return text == nullptr ? "" : text;
 }
 
-std::strong_ordering CompareNumbers(std::string_view first, std::string_view second) {
-  const auto strip = [](std::string_view digits) {
-    const std::size_t start = digits.find_first_not_of('0');
-    return start == std::string_view::npos ? std::string_view{} : digits.substr(start);
-  };
-  first = strip(first);
-  second = strip(second);
-  if (first.size() != second.size()) return first.size() <=> second.size();
-  return first <=> second;
+std::string_view Property(udev_device* device, const char* key) {
+  return TextOrEmpty(udev_device_get_property_value(device, key));
+}
+
+// The kernel puts terminals without a parent device into this folder (drivers/base/core.c,
+// get_device_parent). There are about 70; checking the path is faster than reading the device.
+bool IsVirtual(std::string_view systemPath) {
+  return systemPath.starts_with("/sys/devices/virtual/tty/");
+}
+
+// The 8250 driver creates a fixed number of ttyS devices even without hardware. Their attribute
+// "type" is then 0, PORT_UNKNOWN (kernel documentation, ABI/testing/sysfs-tty;
+// linux/serial_core.h).
+bool IsPlaceholder(udev_device* device) {
+  return TextOrEmpty(udev_device_get_sysattr_value(device, "type")) == "0";
+}
+
+std::string ModelOf(udev_device* device, udev_device* usbDevice) {
+  const std::string_view encoded = Property(device, "ID_MODEL_ENC");
+  if (!encoded.empty()) return DecodeModel(encoded);
+  const std::string_view plain = Property(device, "ID_MODEL");
+  if (!plain.empty()) return DecodeModel(plain);
+  // Without udevd there are no properties; sysfs has the device's product name.
+  return DecodeModel(TextOrEmpty(udev_device_get_sysattr_value(usbDevice, "product")));
+}
+
+std::string NameOf(udev_device* device, const std::string& kernelName) {
+  // `device` owns its parents (libudev.h).
+  udev_device* const usbDevice =
+      udev_device_get_parent_with_subsystem_devtype(device, "usb", "usb_device");
+  udev_device* const usbInterface =
+      udev_device_get_parent_with_subsystem_devtype(device, "usb", "usb_interface");
+  if (usbDevice == nullptr || usbInterface == nullptr) return kernelName;
+  const bool isModem = Property(device, "ID_USB_DRIVER") == "cdc_acm" ||
+                       TextOrEmpty(udev_device_get_driver(usbInterface)) == "cdc_acm";
+  if (!isModem) return UsbSerialName(ModelOf(device, usbDevice), kernelName);
+  // The kernel name is unique but depends on the order of plugging in.
+  return UsbModemName(TextOrEmpty(udev_device_get_sysname(usbInterface)))
+      .value_or("usbmodem" + kernelName);
 }
 
 }  // namespace
@@ -122,69 +133,9 @@ std::string DecodeModel(std::string_view encoded) {
   return model.substr(first, model.find_last_not_of(' ') - first + 1);
 }
 
-bool ComesBefore(std::string_view first, std::string_view second) {
-  const std::string_view wholeFirst = first;
-  const std::string_view wholeSecond = second;
-  while (!first.empty() && !second.empty()) {
-    const std::string_view a = TakeRun(first);
-    const std::string_view b = TakeRun(second);
-    const bool numbers = IsDigit(a.front()) && IsDigit(b.front());
-    const auto order = numbers ? CompareNumbers(a, b) : a <=> b;
-    if (order != 0) return order < 0;
-  }
-  if (first.empty() != second.empty()) return first.empty();
-  return wholeFirst < wholeSecond;  // equal but for leading zeros
+bool ComesBefore(const std::string& first, const std::string& second) {
+  return strverscmp(first.c_str(), second.c_str()) < 0;
 }
-
-namespace {
-
-std::string_view TextOrEmpty(const char* text) {
-  return text == nullptr ? "" : text;
-}
-
-std::string_view Property(udev_device* device, const char* key) {
-  return TextOrEmpty(udev_device_get_property_value(device, key));
-}
-
-/// The kernel puts a terminal that has no parent device into this folder (get_device_parent in
-/// its drivers/base/core.c). There are some seventy of them, so it pays to tell them by their path.
-bool IsVirtual(std::string_view systemPath) {
-  return systemPath.starts_with("/sys/devices/virtual/tty/");
-}
-
-/// The kernel's 8250 driver makes ttyS0 to ttyS3, or as many as it was built for, whether the
-/// hardware is there or not. Attribute "type" shows what was found, 0 meaning PORT_UNKNOWN: no
-/// UART (sysfs-tty in the kernel's ABI documents; linux/serial_core.h). Only UART drivers have
-/// the attribute.
-bool IsPlaceholder(udev_device* device) {
-  return TextOrEmpty(udev_device_get_sysattr_value(device, "type")) == "0";
-}
-
-std::string ModelOf(udev_device* device, udev_device* usbDevice) {
-  const std::string_view encoded = Property(device, "ID_MODEL_ENC");
-  if (!encoded.empty()) return DecodeModel(encoded);
-  const std::string_view plain = Property(device, "ID_MODEL");
-  if (!plain.empty()) return DecodeModel(plain);
-  // Without udevd there are no properties; the kernel shows the device's own text.
-  return DecodeModel(TextOrEmpty(udev_device_get_sysattr_value(usbDevice, "product")));
-}
-
-std::string NameOf(udev_device* device, const std::string& kernelName) {
-  // The parents belong to `device` (libudev.h).
-  udev_device* const usbDevice =
-      udev_device_get_parent_with_subsystem_devtype(device, "usb", "usb_device");
-  udev_device* const usbInterface =
-      udev_device_get_parent_with_subsystem_devtype(device, "usb", "usb_interface");
-  if (usbDevice == nullptr || usbInterface == nullptr) return kernelName;
-  const bool isModem = Property(device, "ID_USB_DRIVER") == "cdc_acm" ||
-                       TextOrEmpty(udev_device_get_driver(usbInterface)) == "cdc_acm";
-  if (!isModem) return UsbSerialName(ModelOf(device, usbDevice), kernelName);
-  // A place that cannot be told in digits leaves a name that is none the less unique.
-  return UsbModemName(TextOrEmpty(udev_device_get_sysname(usbInterface)))
-      .value_or("usbmodem" + kernelName);
-}
-
-}  // namespace
 
 bool UdevIsActive(udev* context) {
   const UdevOwner<udev_queue> queue(udev_queue_new(context));

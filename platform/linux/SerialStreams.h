@@ -10,7 +10,7 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Gives a libudev object back.
+/// Deleter for libudev objects.
 struct UdevRelease {
   void operator()(udev* object) const { udev_unref(object); }
   void operator()(udev_device* object) const { udev_device_unref(object); }
@@ -22,70 +22,62 @@ struct UdevRelease {
 template <typename Object>
 using UdevOwner = std::unique_ptr<Object, UdevRelease>;
 
-/// A serial stream device as udev and sysfs show it.
+/// A serial device.
 struct SerialStream {
-  std::string systemPath;  ///< its folder in sysfs, which tells it from every other device
+  std::string systemPath;  ///< unique folder in sysfs
   std::string kernelName;  ///< for example "ttyACM0"
-  std::string name;        ///< the name for people; see below
-  std::string node;        ///< the path to open, for example "/dev/ttyACM0"
-  /// When udev first saw it, in microseconds since the system's start. It tells a device from its
-  /// successor at the same place. Empty where udev does not run.
+  std::string name;        ///< display name; see UsbModemName and UsbSerialName
+  std::string node;        ///< path to open, for example "/dev/ttyACM0"
+  /// Time when udev first saw the device (USEC_INITIALIZED), to detect that a device at the same
+  /// path was replaced. Empty if udevd is not running.
   std::string since;
 };
 
-/// Whether udevd runs and looks after the devices. It does not in most containers. Any thread.
+/// Returns true if udevd is running. In most containers it is not. Any thread.
 bool UdevIsActive(udev* context);
 
-/// Reads a device of the subsystem tty as sysfs and udev show it now.
-/// @param context      udev's library
-/// @param systemPath  its folder in sysfs
-/// @return nothing if it has no node, is virtual (a console, a pseudo-terminal, the kernel's
-/// message
-///         terminal), stands for a UART that does not exist, or has been removed; and, while udevd
-///         runs, before udevd has processed it: the event of its arrival is still to come
+/// Reads a device of the subsystem tty from sysfs and udev.
+/// @param context     libudev context
+/// @param systemPath  folder in sysfs
+/// @return no value if the device has no node, is virtual (such as a console or pseudo-terminal),
+///         has no UART or has been removed. Also no value if udevd is running but has not processed
+///         the device yet; its "add" event is then pending.
 std::optional<SerialStream> ReadSerialStream(udev* context, const char* systemPath);
 
-/// Reads the serial stream devices present now, in ComesBefore order of their kernel names.
-/// @return empty also when sysfs cannot be read
+/// Lists the serial devices, sorted by kernel name with ComesBefore.
+/// @return an empty list also if sysfs cannot be read
 std::vector<SerialStream> ListSerialStreams(udev* context);
 
-// The names under which serial stream devices are known to the program. Plain functions; any
-// thread.
-
-/// The name of a USB modem-class (CDC-ACM) device: "usbmodem" and digits that say where it is
-/// plugged in, so that two devices differ and a socket keeps its name whatever is plugged into it
-/// and in whatever order.
+/// Returns the name of a USB CDC-ACM device: "usbmodem" and digits that identify the USB port. The
+/// name does not depend on the device or the order of plugging in.
 ///
-/// The digits are the bus number, the number of each hub port on the way from the root hub, and
-/// the interface number, each written as follows, one behind the other:
+/// The digits are the bus number, the port number of each hub and the interface number, encoded as:
 ///
-///     0 to 8      that digit                                 3 -> 3
-///     9 to 98     "9" and two digits                        12 -> 912
-///     99 to 998   "999" and three digits                   127 -> 999127
+///     0 to 8      one digit                   3 -> 3
+///     9 to 98     "9" and two digits         12 -> 912
+///     99 to 998   "999" and three digits    127 -> 999127
 ///
-/// No number's digits begin with another number's digits, so the row can be taken apart again in
-/// one way only: two different places never share a name.
+/// No encoded number is a prefix of another, so names of different ports differ.
 ///
-/// @param usbInterface  the kernel's name of the USB interface: bus, ports, configuration and
-///                       interface, for example "3-1.4:1.0" (sysfs-bus-usb in the kernel's ABI
-///                       documents). The configuration is left out: a device has one at a time.
-/// @return for example "usbmodem3140"; nothing when the text is not such a name or has a number
-///         above 998 (USB itself ends at 255).
+/// @param usbInterface  kernel name of the USB interface, for example "3-1.4:1.0": bus, ports,
+///                      configuration (unused) and interface (kernel documentation,
+///                      ABI/testing/sysfs-bus-usb)
+/// @return for example "usbmodem3140"; no value if the argument has another form or a number above
+///         998. Any thread.
 std::optional<std::string> UsbModemName(std::string_view usbInterface);
 
-/// The name of another USB serial device: its model, "-", and the kernel's name of the device,
-/// for example "USB-Serial Controller-ttyUSB0".
-/// @param model        as from DecodeModel; when it is empty the kernel's name stands alone
+/// Returns the name of any other USB serial device: model, "-" and kernel name, for example
+/// "USB-Serial Controller-ttyUSB0". Any thread.
+/// @param model       from DecodeModel; if empty, the result is the kernel name
 /// @param kernelName  for example "ttyUSB0"
 std::string UsbSerialName(std::string_view model, std::string_view kernelName);
 
-/// The model name out of udev's property ID_MODEL_ENC, in which it writes each byte that is not
-/// plain as `\xHH` (udev_util_encode_string in libudev). Blanks around the name are taken off, and
-/// control characters, which a device can put there, become blanks.
+/// Decodes udev's property ID_MODEL_ENC, which escapes special bytes as `\xHH`
+/// (udev_util_encode_string in libudev). Replaces control characters with spaces, then trims
+/// spaces. Any thread.
 std::string DecodeModel(std::string_view encoded);
 
-/// Whether one kernel name comes before another in the order that people expect: runs of digits
-/// compare as numbers, so ttyACM2 stands before ttyACM10. A strict order over all texts.
-bool ComesBefore(std::string_view first, std::string_view second);
+/// Compares in natural order: ttyACM2 comes before ttyACM10. Any thread.
+bool ComesBefore(const std::string& first, const std::string& second);
 
 }  // namespace quillet::platform::linux_desktop

@@ -19,7 +19,7 @@ std::int32_t UdevSerialRegistry::ReadSerialStreams(std::span<std::string> names,
   std::size_t count = 0;
   for (SerialStream& stream : ListSerialStreams(udev_.get())) {
     if (count == room) break;
-    if (monitor_ != nullptr && !told_.contains(stream.systemPath)) continue;
+    if (monitor_ != nullptr && !notified_.contains(stream.systemPath)) continue;
     names[count] = std::move(stream.name);
     paths[count] = std::move(stream.node);
     ++count;
@@ -37,7 +37,7 @@ SerialRegistry::Handle UdevSerialRegistry::AddMatchingNotification(NotifyPort po
                                                                    void* context) {
   if (!ports_.contains(port) || callback == nullptr) return 0;
   const Handle handle = NewHandle();
-  const std::size_t present = event == Event::FirstMatch ? told_.size() : 0;
+  const std::size_t present = event == Event::FirstMatch ? notified_.size() : 0;
   iterators_.emplace(handle, Iterator{port, event, std::move(callback), context, present, false});
   return handle;
 }
@@ -59,7 +59,10 @@ void UdevSerialRegistry::Release(Handle handle) {
 void UdevSerialRegistry::DestroyNotifyPort(NotifyPort port) {
   ports_.erase(port);
   std::erase_if(iterators_, [port](const auto& entry) { return entry.second.port == port; });
-  if (ports_.empty()) StopMonitor();
+  if (!ports_.empty()) return;
+  watch_.reset();
+  monitor_.reset();
+  notified_.clear();
 }
 
 SerialRegistry::Handle UdevSerialRegistry::NewHandle() {
@@ -69,7 +72,8 @@ SerialRegistry::Handle UdevSerialRegistry::NewHandle() {
   return lastHandle_;
 }
 
-// A callback may call every operation of this class; an iterator that it releases is not called.
+// A callback may call any function of this class. If it releases an iterator, that iterator's
+// callback is not called.
 void UdevSerialRegistry::Post(Event event) {
   std::vector<Handle> toCall;
   for (auto& [handle, entry] : iterators_) {
@@ -87,7 +91,7 @@ void UdevSerialRegistry::Post(Event event) {
 
 bool UdevSerialRegistry::StartMonitor() {
   if (udev_ == nullptr) return false;
-  // udev's events come when a device is ready to be used, the kernel's when it exists.
+  // A udev event arrives when the device is ready for use, a kernel event as soon as it exists.
   const char* const source = UdevIsActive(udev_.get()) ? "udev" : "kernel";
   UdevOwner<udev_monitor> monitor(udev_monitor_new_from_netlink(udev_.get(), source));
   if (monitor == nullptr ||
@@ -97,22 +101,14 @@ bool UdevSerialRegistry::StartMonitor() {
   }
   monitor_ = std::move(monitor);
   watch_ = watcher_.Watch(udev_monitor_get_fd(monitor_.get()), [this] { HandleEvent(); });
-  // Read after the monitor has begun to listen: a device that comes or goes meanwhile is in this
-  // list, or its event is waiting, or both, which does no harm.
+  // Listing after enabling the monitor misses no device. Duplicate events are ignored.
   for (const SerialStream& stream : ListSerialStreams(udev_.get())) {
-    told_.emplace(stream.systemPath, stream.since);
+    notified_.emplace(stream.systemPath, stream.since);
   }
   return true;
 }
 
-void UdevSerialRegistry::StopMonitor() {
-  watch_.reset();
-  monitor_.reset();
-  told_.clear();
-}
-
-// One event in one turn of the main loop: the callbacks of one event may do anything, destroying
-// the port included, and the rest of the program gets its turn between two events.
+// Handles one event per turn of the main loop, because a callback may destroy the port.
 void UdevSerialRegistry::HandleEvent() {
   const UdevOwner<udev_device> device(udev_monitor_receive_device(monitor_.get()));
   if (device == nullptr) {
@@ -130,28 +126,28 @@ void UdevSerialRegistry::HandleEvent() {
 }
 
 void UdevSerialRegistry::HandleArrival(SerialStream stream) {
-  const auto [place, isNews] = told_.emplace(std::move(stream.systemPath), std::move(stream.since));
-  if (isNews) Post(Event::FirstMatch);
+  const auto [place, isNew] =
+      notified_.emplace(std::move(stream.systemPath), std::move(stream.since));
+  if (isNew) Post(Event::FirstMatch);
 }
 
-// Sysfs shows nothing of a device that has gone; what was told of it is all there is to go by.
 void UdevSerialRegistry::HandleRemoval(const std::string& systemPath) {
-  if (told_.erase(systemPath) > 0) Post(Event::Terminate);
+  if (notified_.erase(systemPath) > 0) Post(Event::Terminate);
 }
 
-// The kernel drops events when the socket's buffer is full and says so once, with ENOBUFS
-// (netlink(7)). The events still queued are older than the loss and would undo what is read now.
+// Called after ENOBUFS: the socket buffer was full and the kernel dropped events (netlink(7)).
+// Discards the queued events, which are older, and compares the devices with those notified.
 void UdevSerialRegistry::CompareAfterLoss() {
   while (UdevOwner<udev_device>(udev_monitor_receive_device(monitor_.get())) != nullptr ||
          errno == ENOBUFS) {
   }
   std::vector<SerialStream> present = ListSerialStreams(udev_.get());
-  ToldDevices gone = told_;
+  NotifiedDevices gone = notified_;
   for (const SerialStream& stream : present) {
     const auto same = gone.find(stream.systemPath);
     if (same != gone.end() && same->second == stream.since) gone.erase(same);
   }
-  // A callback may destroy the port, which ends the monitor.
+  // A callback may destroy the port and with it the monitor.
   for (const auto& [systemPath, since] : gone) {
     if (monitor_ != nullptr) HandleRemoval(systemPath);
   }

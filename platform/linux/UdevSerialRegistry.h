@@ -12,24 +12,22 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// The serial stream devices that udev knows, through libudev. Needs no privilege. Main thread
-/// only.
+/// Serial devices from libudev, or from sysfs and kernel events if udevd is not running. Needs no
+/// privileges. Main thread only.
 ///
-/// While a notification port exists, a device is read from the moment its arrival is notified until
-/// the moment its removal is notified. A device that is unplugged and plugged in again at once is
-/// therefore absent while its removal is handled, even if sysfs already shows the new one. Events
-/// of a device whose arrival was notified before, or never, are ignored.
+/// While a notification port exists, a device is listed from its arrival notification to its
+/// removal notification. If a device is unplugged and plugged in again, it is therefore not listed
+/// while its removal is handled, even if sysfs already shows the new device. Repeated arrivals and
+/// removals of unlisted devices are ignored.
 ///
-/// Without udevd, the kernel's events and the plain attributes in sysfs are used.
-///
-/// Handles count upwards and repeat only after 2^32 of them: a released handle refers to nothing.
+/// Handles are not reused until 2^32 have been created.
 class UdevSerialRegistry final : public SerialRegistry {
  public:
   /// @param watcher  the main loop; outlives this object
   explicit UdevSerialRegistry(DescriptorWatcher& watcher);
   ~UdevSerialRegistry() override;
 
-  /// Names and order are those of SerialStreams.h; a path is the device's node under /dev.
+  /// Names and order are described in SerialStreams.h; paths are device nodes under /dev.
   std::int32_t ReadSerialStreams(std::span<std::string> names,
                                  std::span<std::string> paths) override;
   NotifyPort CreateNotifyPort() override;
@@ -40,22 +38,21 @@ class UdevSerialRegistry final : public SerialRegistry {
   void DestroyNotifyPort(NotifyPort port) override;
 
  private:
-  /// The devices whose arrival was notified, by their path in sysfs, with SerialStream::since.
-  using ToldDevices = std::map<std::string, std::string>;
+  // Maps the sysfs path of each notified device to its SerialStream::since.
+  using NotifiedDevices = std::map<std::string, std::string>;
 
   struct Iterator {
     NotifyPort port;
     Event event;
     Callback callback;
     void* context;
-    std::size_t waiting;  // objects; they carry nothing but their handle
+    std::size_t waiting;  // number of objects not yet returned by Next
     bool armed;
   };
 
   Handle NewHandle();
   void Post(Event event);
   bool StartMonitor();
-  void StopMonitor();
   void HandleEvent();
   void HandleArrival(SerialStream stream);
   void HandleRemoval(const std::string& systemPath);
@@ -67,8 +64,8 @@ class UdevSerialRegistry final : public SerialRegistry {
   std::map<Handle, Iterator> iterators_;
   NotifyPort lastPort_ = 0;
   Handle lastHandle_ = 0;
-  ToldDevices told_;
-  // The watch is destroyed before the monitor, whose descriptor it watches.
+  NotifiedDevices notified_;
+  // Declared before watch_, which must be destroyed first.
   UdevOwner<udev_monitor> monitor_;
   std::unique_ptr<DescriptorWatch> watch_;
 };

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "base/Retry.h"
 
@@ -19,12 +20,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// What a desktop takes to notice a new keyboard: udev's rules run, then the desktop opens it.
+// Time for udev to process a new keyboard and for the desktop to open it.
 constexpr auto kNewKeyboardPause = 1500ms;
 
-// The kernel drops what a reader has no room for. It makes room for eight times the events that a
-// device could send at once, rounded up to a power of two: 64 for plain keys, 512 with these axes,
-// which nothing ever moves and no desktop acts on (drivers/input/input.c,
+// Unused axes enlarge the kernel's event buffer for each reader from 64 to 512 events: its size is
+// eight times the estimated events per packet, rounded up to a power of two (drivers/input/input.c,
 // input_estimate_events_per_packet; drivers/input/evdev.c, evdev_compute_buffer_size).
 constexpr std::array kSilentAxes = {REL_Z,    REL_RX,       REL_RY, REL_RZ, REL_DIAL,
                                     REL_MISC, REL_RESERVED, 0x0d,   0x0e,   0x0f};
@@ -33,20 +33,19 @@ constexpr int kLastSilentPosition = ABS_RESERVED;
 static_assert(8 * (1 + 7 + kSilentAxes.size() + kLastSilentPosition - kFirstSilentPosition + 1) >
               256);
 
-// The steady rate, about 320 characters in a second, and how far ahead of it a burst may be: a scan
-// of ordinary length leaves at once, and a desktop may be busy with something else for 0.3 seconds
-// before anything is lost.
+// The steady rate is 320 characters (1280 events) per second. A burst may be 96 events ahead of it:
+// typical records are sent immediately, and a desktop may stop reading for 0.3 s without a loss.
 constexpr std::chrono::nanoseconds kTimePerEvent = 781250ns;
 constexpr std::size_t kMostAhead = 96;
 constexpr auto kReadingPause = 25ms;
 static_assert(kMostAhead + 300ms / kTimePerEvent < 512);
 
-// What is written at once; a pause has to make room for all of it.
+// Events per write. During one pause, the desktop must be able to read all of them.
 constexpr std::size_t kReportSize = 32;
 static_assert(kReportSize * kTimePerEvent <= kReadingPause);
 
 input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
-  input_event event{};  // the kernel puts in the time
+  input_event event{};  // the kernel sets the time
   event.type = type;
   event.code = code;
   event.value = value;
@@ -63,14 +62,14 @@ bool AddSilentAxes(int descriptor) {
   for (int axis = kFirstSilentPosition; axis <= kLastSilentPosition; ++axis) {
     uinput_abs_setup setup{};
     setup.code = static_cast<std::uint16_t>(axis);
-    setup.absinfo.maximum = 1;  // libinput refuses a device with an axis that has no length
+    setup.absinfo.maximum = 1;  // libinput rejects devices with an empty axis range
     if (ioctl(descriptor, UI_ABS_SETUP, &setup) < 0) return false;
   }
   return true;
 }
 
-// udev takes a device for a keyboard only when it has all of the first keys, from Esc to S
-// (udev-builtin-input_id.c in systemd).
+// udev treats a device as a keyboard only if it has all keys from Esc to S (udev-builtin-input_id.c
+// in systemd).
 bool Describe(int descriptor) {
   if (ioctl(descriptor, UI_SET_EVBIT, EV_KEY) < 0 || ioctl(descriptor, UI_SET_EVBIT, EV_LED) < 0 ||
       ioctl(descriptor, UI_SET_LEDBIT, LED_CAPSL) < 0) {
@@ -97,35 +96,19 @@ int MakeVirtualKeyboard(const char* path) {
   return -1;
 }
 
-/// Events that are written together.
-class UinputKeyEvents::Report {
- public:
-  void Add(KeyStroke stroke) {
-    events_[size_++] = Event(EV_KEY, stroke.code, stroke.down);
-    events_[size_++] = Event(EV_SYN, SYN_REPORT, 0);
-  }
-  void Clear() { size_ = 0; }
-  bool IsFull() const { return size_ == events_.size(); }
-  std::size_t size() const { return size_; }
-  const input_event* data() const { return events_.data(); }
-
- private:
-  std::array<input_event, kReportSize> events_;
-  std::size_t size_ = 0;
-};
-
 UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, MakeKeyboard make)
     : clock_(clock), make_(std::move(make)), failure_(log) {}
 
 void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   if (!HaveKeyboard()) return;
   ReadLights();
-  Report report;
+  std::vector<input_event> report;
   ToKeyStrokes(events, capsLock_, [&](KeyStroke stroke) {
-    report.Add(stroke);
-    if (!report.IsFull()) return;
+    report.push_back(Event(EV_KEY, stroke.code, stroke.down));
+    report.push_back(Event(EV_SYN, SYN_REPORT, 0));
+    if (report.size() < kReportSize) return;
     Write(report);
-    report.Clear();
+    report.clear();
   });
   Write(report);
 }
@@ -145,23 +128,24 @@ void UinputKeyEvents::ReadLights() {
   std::array<input_event, 16> lights{};
   for (;;) {
     const ssize_t count = read(keyboard_->Get(), lights.data(), sizeof lights);
-    if (count < static_cast<ssize_t>(sizeof lights[0])) return;  // none is left
+    if (count < static_cast<ssize_t>(sizeof lights[0])) return;  // no more events
     for (std::size_t i = 0; i < static_cast<std::size_t>(count) / sizeof lights[0]; ++i) {
       if (lights[i].type == EV_LED && lights[i].code == LED_CAPSL) capsLock_ = lights[i].value != 0;
     }
   }
 }
 
-void UinputKeyEvents::Write(const Report& report) {
-  if (!keyboard_ || report.size() == 0) return;
-  LetTheDesktopRead(report.size());
-  const std::size_t size = report.size() * sizeof(input_event);
+void UinputKeyEvents::Write(std::span<const input_event> report) {
+  if (!keyboard_ || report.empty()) return;
+  WaitForDesktop(report.size());
   const ssize_t written =
-      RetryOnSignal([&] { return write(keyboard_->Get(), report.data(), size); });
-  if (written != static_cast<ssize_t>(size)) GiveUpKeyboard(written < 0 ? errno : EIO);
+      RetryOnSignal([&] { return write(keyboard_->Get(), report.data(), report.size_bytes()); });
+  if (written != static_cast<ssize_t>(report.size_bytes())) {
+    GiveUpKeyboard(written < 0 ? errno : EIO);
+  }
 }
 
-void UinputKeyEvents::LetTheDesktopRead(std::size_t count) {
+void UinputKeyEvents::WaitForDesktop(std::size_t count) {
   if (allRead_ + count * kTimePerEvent > clock_.Now() + kMostAhead * kTimePerEvent) {
     clock_.Sleep(kReadingPause);
   }
@@ -170,12 +154,12 @@ void UinputKeyEvents::LetTheDesktopRead(std::size_t count) {
 
 void UinputKeyEvents::GiveUpKeyboard(int error) {
   keyboard_.reset();
-  capsLock_ = false;  // the next one is told anew
+  capsLock_ = false;  // the desktop reports it again to the next keyboard
   std::string reason = std::string("/dev/uinput: ") + std::strerror(error);
   if (error == EACCES || error == EPERM) {
-    reason += ". The udev rule 70-quillet-uinput.rules allows it once it is installed.";
+    reason += ". Install the udev rule 70-quillet-uinput.rules.";
   }
-  failure_.Tell(reason);
+  failure_.LogOnce(reason);
 }
 
 }  // namespace quillet::platform::linux_desktop

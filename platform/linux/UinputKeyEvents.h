@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <span>
 
 #include "base/SystemLog.h"
 #include "base/UniqueFd.h"
@@ -11,44 +12,41 @@
 #include "platform/KeyEvents.h"
 #include "platform/linux/KeyStrokes.h"
 
+struct input_event;
+
 namespace quillet::platform::linux_desktop {
 
-/// Makes a virtual keyboard with the keys that ToKeyStrokes needs, and a Caps Lock light
-/// (kernel: Documentation/input/uinput.rst).
-/// @param path  the device that makes devices, /dev/uinput
-/// @return the descriptor on which its events are written, close-on-exec and never waiting; -1
-///         with errno when the system refuses
+/// Creates a virtual keyboard with the keys of ToKeyStrokes and a Caps Lock LED (kernel
+/// documentation, input/uinput.rst).
+/// @param path  the uinput device, /dev/uinput
+/// @return a non-blocking, close-on-exec descriptor for writing events; -1 with errno on failure
 int MakeVirtualKeyboard(const char* path);
 
-/// Key events by a virtual keyboard, for desktops that let no program type into another one.
+/// Key events through a virtual keyboard, for Wayland desktops. One thread at a time.
 ///
-/// The keyboard is created when it is first needed; the desktop then gets 1.5 s to notice it. The
-/// desktop's layout has to be the US one. While the desktop lights the keyboard's Caps Lock, the
-/// Shift of letters is inverted. A keyboard that fails is closed, which releases its keys, and
-/// created again at the next key. One thread at a time.
+/// The first Post creates the keyboard and waits 1.5 s for the desktop to detect it. The desktop
+/// must use the US layout. While the Caps Lock LED is on, Shift is inverted for letters. A write
+/// error closes the keyboard, which releases its keys; the next Post creates a new one.
 class UinputKeyEvents final : public KeyEvents {
  public:
   using MakeKeyboard = std::function<int()>;
 
-  /// @param log    receives one line if the system refuses; it outlives this object
-  /// @param clock  for the pauses; it outlives this object
-  /// @param make   creates the keyboard, as MakeVirtualKeyboard does
+  /// @param log    receives one line if the system refuses; outlives this object
+  /// @param clock  used for pauses; outlives this object
+  /// @param make   creates the keyboard like MakeVirtualKeyboard
   UinputKeyEvents(
       SystemLog& log, Clock& clock,
       MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); });
 
-  /// Pauses when keys are posted faster than a busy desktop may read them: the kernel keeps a
-  /// limited number of unread events and drops the next. About 24 characters are sent at once, more
-  /// at 320 per second.
+  /// Sends about 24 characters immediately and more at 320 per second. The kernel drops events if
+  /// the desktop does not read them fast enough.
   void Post(std::span<const KeyEvent> events) override;
 
  private:
-  class Report;
-
   bool HaveKeyboard();
   void ReadLights();
-  void Write(const Report& report);
-  void LetTheDesktopRead(std::size_t count);
+  void Write(std::span<const input_event> report);
+  void WaitForDesktop(std::size_t count);
   void GiveUpKeyboard(int error);
 
   Clock& clock_;
@@ -56,7 +54,7 @@ class UinputKeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::optional<UniqueFd> keyboard_;
   bool capsLock_ = false;
-  // When a desktop that reads at the steady rate has read what was written.
+  // Time when a desktop that reads at the steady rate has read all events.
   std::chrono::nanoseconds allRead_{};
 };
 

@@ -3,8 +3,7 @@
 #include <xcb/xcbext.h>
 #include <xcb/xtest.h>
 
-// The header is C's and names a structure's member "explicit", which C++ keeps for itself; under
-// another name the member is where it was.
+// This C header has a member named "explicit", a C++ keyword.
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wkeyword-macro"
@@ -27,16 +26,16 @@ class X11KeyEvents::Connection : public XcbConnection {
     const auto* test = xcb_get_extension_data(xcb_, &xcb_test_id);
     if (test == nullptr || !test->present) return;
     canTest_ = true;
-    // A keyboard's first code is for the key that evdev numbers 0.
+    // X key codes are evdev codes plus this offset.
     offset_ = xcb_get_setup(xcb_)->min_keycode;
     FollowCapsLock();
   }
   bool CanTest() const { return canTest_; }
 
-  /// Caps Lock as the server has last told of it; costs no round trip.
+  // Returns the Caps Lock state last reported by the server, without a round trip.
   bool CapsLock() {
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
-      // Every event of the keyboard extension comes under one number; only the state was asked for.
+      // All XKB events have the same type; pad0 has the XKB subtype.
       if (keyboardEvent_ != 0 && (event->response_type & 0x7F) == keyboardEvent_ &&
           event->pad0 == XCB_XKB_STATE_NOTIFY) {
         const auto* state = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event.get());
@@ -75,7 +74,7 @@ class X11KeyEvents::Connection : public XcbConnection {
 
   bool canTest_ = false;
   std::uint8_t offset_ = 0;
-  std::uint8_t keyboardEvent_ = 0;  // 0 when Caps Lock cannot be followed
+  std::uint8_t keyboardEvent_ = 0;  // 0 if XKB is not available
   bool capsLock_ = false;
 };
 
@@ -93,12 +92,10 @@ void X11KeyEvents::Post(std::span<const KeyEvent> events) {
 bool X11KeyEvents::Connect() {
   if (connection_ && !connection_->IsBroken()) return connection_->CanTest();
   connection_ = std::make_unique<Connection>();
-  if (connection_->IsBroken()) {
-    failure_.Tell("the X server cannot be reached");
-  } else if (!connection_->CanTest()) {
-    failure_.Tell("the X server has no test extension");
-  }
-  return !connection_->IsBroken() && connection_->CanTest();
+  if (connection_->CanTest()) return true;
+  failure_.LogOnce(connection_->IsBroken() ? "the X server cannot be reached"
+                                           : "the X server has no XTEST extension");
+  return false;
 }
 
 }  // namespace quillet::platform::linux_desktop

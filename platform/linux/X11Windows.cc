@@ -1,11 +1,9 @@
 #include "platform/linux/X11Windows.h"
 
-#include <unistd.h>
+#include <glib.h>
 #include <xcb/res.h>
 
 #include <algorithm>
-#include <cctype>
-#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -18,15 +16,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A pager, or another program that acts for the user, may take the focus for a window.
-constexpr std::uint32_t kActsForTheUser = 2;
+// Source indication of _NET_ACTIVE_WINDOW for requests on behalf of the user, such as a pager's.
+constexpr std::uint32_t kUserRequest = 2;
 
 constexpr std::uint32_t kLongestProperty = 16384;  // in units of four bytes
-
-// The version of the X resource extension that tells the processes of clients.
-constexpr std::uint8_t kResourceMajor = 1;
-constexpr std::uint8_t kResourceMinor = 2;
-
 constexpr auto kPollPause = 2ms;
 
 using PropertyReply = XcbReply<xcb_get_property_reply_t>;
@@ -50,22 +43,6 @@ std::uint32_t FirstNumber(const PropertyReply& property) {
   return numbers.empty() ? 0 : numbers[0];
 }
 
-std::vector<std::string> LowerCaseTexts(const PropertyReply& property) {
-  std::vector<std::string> texts = SplitAtNuls(Text(property));
-  for (std::string& text : texts) {
-    for (char& character : text) {
-      character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-    }
-  }
-  return texts;
-}
-
-std::string ThisMachine() {
-  char name[256] = {};
-  gethostname(name, sizeof name - 1);
-  return name;
-}
-
 }  // namespace
 
 class X11Windows::Connection : public XcbConnection {
@@ -80,45 +57,42 @@ class X11Windows::Connection : public XcbConnection {
     pid_ = Atom("_NET_WM_PID");
     type_ = Atom("_NET_WM_WINDOW_TYPE");
     normalType_ = Atom("_NET_WM_WINDOW_TYPE_NORMAL");
+    // Servers with an older version of the extension reply to RequestPid with an error.
     const auto* resources = xcb_get_extension_data(xcb_, &xcb_res_id);
-    if (resources == nullptr || !resources->present) return;
-    const XcbReply<xcb_res_query_version_reply_t> version{xcb_res_query_version_reply(
-        xcb_, xcb_res_query_version(xcb_, kResourceMajor, kResourceMinor), nullptr)};
-    canAskForPids_ = version && (version->server_major > kResourceMajor ||
-                                 version->server_minor >= kResourceMinor);
+    hasClientPids_ = resources != nullptr && resources->present;
   }
-  std::vector<std::uint32_t> Clients() { return Numbers(Take(Ask(root_, clientList_))); }
-  std::uint32_t Active() { return FirstNumber(Take(Ask(root_, activeWindow_))); }
+  std::vector<std::uint32_t> Clients() { return Numbers(Reply(Request(root_, clientList_))); }
+  std::uint32_t Active() { return FirstNumber(Reply(Request(root_, activeWindow_))); }
 
-  // All is asked for before the first answer is waited for.
+  // Sends all requests before waiting for the first reply.
   std::vector<Window> Describe(std::span<const std::uint32_t> ids) {
-    ForgetNews();
-    std::vector<Asked> asked;
+    DiscardEvents();
+    std::vector<Requests> requests;
     for (const std::uint32_t id : ids) {
-      asked.push_back({canAskForPids_ ? AskForClient(id) : xcb_res_query_client_ids_cookie_t{},
-                       Ask(id, pid_), Ask(id, XCB_ATOM_WM_CLIENT_MACHINE),
-                       Ask(id, XCB_ATOM_WM_CLASS), Ask(id, type_),
-                       Ask(id, XCB_ATOM_WM_TRANSIENT_FOR)});
+      requests.push_back({hasClientPids_ ? RequestPid(id) : xcb_res_query_client_ids_cookie_t{},
+                          Request(id, pid_), Request(id, XCB_ATOM_WM_CLIENT_MACHINE),
+                          Request(id, XCB_ATOM_WM_CLASS), Request(id, type_),
+                          Request(id, XCB_ATOM_WM_TRANSIENT_FOR)});
     }
     std::vector<Window> windows;
     for (std::size_t i = 0; i < ids.size(); ++i) {
       Window window;
       window.id = ids[i];
-      window.pid = PidOf(asked[i]);
-      window.classes = LowerCaseTexts(Take(asked[i].classes));
-      window.isNormal = IsNormal(Take(asked[i].type), Take(asked[i].transientFor));
+      window.pid = PidOf(requests[i]);
+      window.classes = SplitAtNuls(LowerCase(Text(Reply(requests[i].classes))));
+      window.isNormal = IsNormal(Reply(requests[i].type), Reply(requests[i].transientFor));
       windows.push_back(std::move(window));
     }
     return windows;
   }
 
-  void AskToActivate(std::uint32_t window) {
+  void RequestActivation(std::uint32_t window) {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = window;
     message.type = activeWindow_;
-    message.data.data32[0] = kActsForTheUser;
+    message.data.data32[0] = kUserRequest;
     message.data.data32[1] = XCB_CURRENT_TIME;
     xcb_send_event(xcb_, 0, root_,
                    XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
@@ -127,31 +101,29 @@ class X11Windows::Connection : public XcbConnection {
   }
 
  private:
-  // What was asked about one window.
-  struct Asked {
+  // The pending requests for a window.
+  struct Requests {
     xcb_res_query_client_ids_cookie_t client;
     xcb_get_property_cookie_t pid, machine, classes, type, transientFor;
   };
 
-  xcb_res_query_client_ids_cookie_t AskForClient(std::uint32_t window) {
-    const xcb_res_client_id_spec_t asked{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    return xcb_res_query_client_ids(xcb_, 1, &asked);
+  xcb_res_query_client_ids_cookie_t RequestPid(std::uint32_t window) {
+    const xcb_res_client_id_spec_t client{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    return xcb_res_query_client_ids(xcb_, 1, &client);
   }
 
-  // The server knows the process at the other end of a window's connection, which many windows do
-  // not tell of themselves. It knows none of a remote one, whose number means nothing here.
-  int PidOf(const Asked& asked) {
-    const int known = canAskForPids_ ? PidOfClient(asked.client) : 0;
-    const auto told = static_cast<int>(FirstNumber(Take(asked.pid)));
-    const bool isHere = Text(Take(asked.machine)) == machine_;
-    return known != 0 ? known : isHere ? told : 0;
+  // Prefers the process ID known to the server, since many windows have no _NET_WM_PID. Ignores the
+  // _NET_WM_PID of windows of other computers.
+  int PidOf(const Requests& requests) {
+    const int fromServer = hasClientPids_ ? PidOfClient(requests.client) : 0;
+    const auto fromWindow = static_cast<int>(FirstNumber(Reply(requests.pid)));
+    const bool isLocal = Text(Reply(requests.machine)) == g_get_host_name();
+    return fromServer != 0 ? fromServer : isLocal ? fromWindow : 0;
   }
 
-  int PidOfClient(xcb_res_query_client_ids_cookie_t asked) {
-    xcb_generic_error_t* error = nullptr;
+  int PidOfClient(xcb_res_query_client_ids_cookie_t request) {
     const XcbReply<xcb_res_query_client_ids_reply_t> reply{
-        xcb_res_query_client_ids_reply(xcb_, asked, &error)};
-    std::free(error);
+        xcb_res_query_client_ids_reply(xcb_, request, nullptr)};
     if (!reply) return 0;
     for (auto ids = xcb_res_query_client_ids_ids_iterator(reply.get()); ids.rem > 0;
          xcb_res_client_id_value_next(&ids)) {
@@ -168,8 +140,8 @@ class X11Windows::Connection : public XcbConnection {
     return std::find(types.begin(), types.end(), normalType_) != types.end();
   }
 
-  // News comes unasked, as of a changed keyboard, and nobody here wants it.
-  void ForgetNews() {
+  // The server sends some events, such as keyboard changes, without a request.
+  void DiscardEvents() {
     while (XcbReply<xcb_generic_event_t>(xcb_poll_for_event(xcb_))) continue;
   }
 
@@ -180,27 +152,28 @@ class X11Windows::Connection : public XcbConnection {
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
   }
 
-  xcb_get_property_cookie_t Ask(std::uint32_t window, xcb_atom_t property) {
+  xcb_get_property_cookie_t Request(std::uint32_t window, xcb_atom_t property) {
     return xcb_get_property(xcb_, 0, window, property, XCB_ATOM_ANY, 0, kLongestProperty);
   }
 
-  PropertyReply Take(xcb_get_property_cookie_t asked) {
-    // An error, as of a window that has just gone, is taken with the reply.
-    xcb_generic_error_t* error = nullptr;
-    PropertyReply reply{xcb_get_property_reply(xcb_, asked, &error)};
-    std::free(error);
-    return reply;
+  // Returns null on an error, for example if the window no longer exists.
+  PropertyReply Reply(xcb_get_property_cookie_t request) {
+    return PropertyReply(xcb_get_property_reply(xcb_, request, nullptr));
   }
 
-  const std::string machine_ = ThisMachine();
   xcb_window_t root_ = XCB_NONE;
   xcb_atom_t clientList_ = XCB_ATOM_NONE;
   xcb_atom_t activeWindow_ = XCB_ATOM_NONE;
   xcb_atom_t pid_ = XCB_ATOM_NONE;
   xcb_atom_t type_ = XCB_ATOM_NONE;
   xcb_atom_t normalType_ = XCB_ATOM_NONE;
-  bool canAskForPids_ = false;
+  bool hasClientPids_ = false;
 };
+
+std::string LowerCase(std::string text) {
+  for (char& character : text) character = g_ascii_tolower(character);
+  return text;
+}
 
 X11Windows::X11Windows() : connection_(std::make_unique<Connection>()) {}
 
@@ -229,7 +202,7 @@ std::optional<X11Windows::Window> X11Windows::Active() {
 
 bool X11Windows::Activate(std::uint32_t window, std::chrono::milliseconds limit, Clock& clock) {
   if (!IsConnected()) return false;
-  connection_->AskToActivate(window);
+  connection_->RequestActivation(window);
   const auto end = clock.Now() + limit;
   while (connection_->Active() != window) {
     if (clock.Now() > end) return false;

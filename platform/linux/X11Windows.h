@@ -11,17 +11,19 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// The windows of an X11 desktop, as its window manager lists them (Extended Window Manager Hints,
-/// ICCCM, X resource extension), on a connection of this object. A server that ends does not end
-/// the process. One thread at a time.
+/// Converts ASCII letters to lower case.
+std::string LowerCase(std::string text);
+
+/// The windows of an X11 desktop (Extended Window Manager Hints, ICCCM, X resource extension). Uses
+/// a separate connection. One thread at a time.
 class X11Windows {
  public:
   struct Window {
     std::uint32_t id = 0;
-    int pid = 0;                       // 0 when it is not known, as with another computer's
-    std::vector<std::string> classes;  // its instance's name and its class, in lower case
-    bool isNormal = false;             // rather than a dialog, a palette or the like
-    bool isActive = false;             // it has the focus
+    int pid = 0;                       // 0 if unknown, for example on another computer
+    std::vector<std::string> classes;  // instance and class names (WM_CLASS), in lower case
+    bool isNormal = false;             // not a dialog, utility window or similar
+    bool isActive = false;             // has the focus
   };
 
   X11Windows();
@@ -29,18 +31,15 @@ class X11Windows {
   X11Windows(const X11Windows&) = delete;
   X11Windows& operator=(const X11Windows&) = delete;
 
-  /// Whether there is a server, still.
-  bool IsConnected() const;
+  bool IsConnected() const;        ///< returns true while the connection to the server works
+  std::vector<Window> All();       ///< returns the windows of all applications, topmost first
+  std::optional<Window> Active();  ///< returns the window with the focus; faster than All
 
-  /// All applications' windows, the topmost first.
-  std::vector<Window> All();
-
-  /// The window with the focus, if any has it. Costs less than All.
-  std::optional<Window> Active();
-
-  /// Asks the window manager to bring a window to the front and to give it the focus, and waits
-  /// until that has happened.
-  /// @return whether it has, within the limit
+  /// Requests the window manager to raise and focus a window, and waits for the focus.
+  /// @param window  Window::id
+  /// @param limit   time-out
+  /// @param clock   measures the time-out
+  /// @return false if the time-out expired or the connection is broken
   bool Activate(std::uint32_t window, std::chrono::milliseconds limit, Clock& clock);
 
  private:

@@ -11,12 +11,12 @@ struct FreeReply {
   void operator()(void* memory) const { std::free(memory); }
 };
 
-/// Owns a reply, an event or an error of XCB; null if there was none.
+/// Owns an XCB reply or event, or is null.
 template <class T>
 using XcbReply = std::unique_ptr<T, FreeReply>;
 
-/// A connection to the X server of the environment, by XCB: errors are return values and events,
-/// and unlike Xlib it never ends the process. One thread at a time.
+/// A connection to the X server named by DISPLAY. Unlike Xlib, XCB does not end the process if the
+/// server ends. One thread at a time.
 class XcbConnection {
  public:
   XcbConnection() = default;
@@ -28,7 +28,7 @@ class XcbConnection {
 
  protected:
   int screen_ = 0;
-  xcb_connection_t* const xcb_ = xcb_connect(nullptr, &screen_);  // never null, even if it failed
+  xcb_connection_t* const xcb_ = xcb_connect(nullptr, &screen_);  // never null (xcb_connect(3))
 };
 
 }  // namespace quillet::platform::linux_desktop

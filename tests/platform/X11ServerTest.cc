@@ -57,7 +57,7 @@ TEST(X11ServerTest, AMissingTestExtensionIsLoggedOnce) {
   const KeyEvent press[] = {{0, true, KeyFlag::kNone}, {0, false, KeyFlag::kNone}};
   for (int i = 0; i < 3; ++i) keys.Post(press);
   EXPECT_EQ(log.lines(), std::vector<std::string>{
-                             "Cannot type on this desktop: the X server has no test extension"});
+                             "Cannot type on this desktop: the X server has no XTEST extension"});
 }
 
 }  // namespace
