@@ -15,27 +15,27 @@ class QWidget;
 
 namespace quillet {
 
-/// This system's desktop: what of it the program acts on, and its ways to other applications.
+/// The desktop's backends.
 struct Desktop {
-  std::unique_ptr<platform::Workspace> workspace;        ///< brings the program forward
+  std::unique_ptr<platform::Workspace> workspace;        ///< brings Quillet to the front
   std::unique_ptr<platform::KeyEvents> keyEvents;        ///< types into other applications
-  std::unique_ptr<platform::Pasteboard> pasteboard;      ///< what they paste
-  std::unique_ptr<platform::Applications> applications;  ///< starts them
+  std::unique_ptr<platform::Pasteboard> pasteboard;      ///< provides text for pasting
+  std::unique_ptr<platform::Applications> applications;  ///< starts other applications
 };
 
-/// What the desktop is made from. Each of them outlives it.
+/// Objects that the desktop's backends use. All outlive the desktop.
 struct DesktopParts {
-  SystemLog& log;                  ///< where refusals are told of
-  platform::Clock& clock;          ///< paces a virtual keyboard
-  platform::MainQueue& mainQueue;  ///< where the clipboard is used
-  QWidget* window;                 ///< the one that stands for the program
+  SystemLog& log;                  ///< receives errors
+  platform::Clock& clock;          ///< paces the virtual keyboard
+  platform::MainQueue& mainQueue;  ///< runs clipboard operations
+  QWidget* window;                 ///< main window
 };
 
-/// The desktop of the session that the process runs in. Main thread.
+/// Creates the backends for the process's session. Main thread.
 Desktop DesktopOfSession(const DesktopParts& parts);
 
-/// This system's registry of serial ports. Made at the first call, on the main thread once there is
-/// an application object, and never destroyed.
+/// Returns the registry of serial ports. The first call creates it; it is never destroyed. Main
+/// thread, after creation of the QApplication.
 platform::SerialRegistry& SerialRegistryOfSystem();
 
 }  // namespace quillet

@@ -8,7 +8,7 @@
 
 namespace quillet {
 
-// The toolkit is shown no arguments: the program has none.
+// Qt gets only the program's name: Quillet has no arguments.
 Program::Program(char* name, std::string dataFolder)
     : argv_{name, nullptr},
       dataFolder_(std::move(dataFolder)),

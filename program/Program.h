@@ -19,27 +19,27 @@
 
 namespace quillet {
 
-/// The whole program put together but for the registry of serial ports. Made once, with `new`, on
-/// the main thread after EnsureStandardDescriptors, and never destroyed: the read thread and a
-/// waiting connection thread go on using its parts until the process has gone.
+/// The complete program except the registry of serial ports. Create one with `new` on the main
+/// thread, after EnsureStandardDescriptors. Never destroyed: the read thread and a waiting
+/// connection thread use its members until the process ends.
 class Program {
  public:
-  /// @param name        the process's own name, as argv[0] has it
-  /// @param dataFolder  absolute path of the folder for the settings file and the output files
+  /// @param name        argv[0]
+  /// @param dataFolder  absolute path of the folder for settings and output files
   Program(char* name, std::string dataFolder);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
   ~Program() = delete;
 
-  /// Shows the window, starts everything and runs until the window has been closed; then leaves
-  /// the process.
-  /// @param registry  lives as long as the process
+  /// Shows the window and runs the main loop until the window is closed, then ends the process.
+  /// Main thread.
+  /// @param registry  never destroyed
   [[noreturn]] void Run(platform::SerialRegistry& registry);
 
-  /// Leaves the process as it is, with an exit status. Main thread.
+  /// Ends the process through LeaveProcess. Main thread.
   [[noreturn]] void Leave(int status);
 
-  /// The main window. Main thread.
+  /// Returns the main window. Main thread.
   platform::qt::QtMainWindow& window() { return window_; }
 
  private:

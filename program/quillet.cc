@@ -5,7 +5,7 @@
 int main(int, char** argv) {
   using namespace quillet;
   platform::posix::EnsureStandardDescriptors();
-  // Static, so that the memory that is never given back can be seen to be in use.
+  // Static, so that LeakSanitizer sees it as reachable.
   static auto* const program = new Program(argv[0], kDataFolder);
   program->Run(SerialRegistryOfSystem());
 }
