@@ -5,12 +5,12 @@
 namespace quillet::log_detail {
 namespace {
 
-// Lines are short, but for the text of a written file; that one's memory is not worth keeping.
+// Larger line buffers are freed after use. Most lines are much shorter.
 constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
 
-// Whether the character, in UTF-8, cannot be seen and changes how those around it are: marks of
-// width and direction (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to U+206F, U+FEFF) and
-// ends of lines and paragraphs (U+2028, U+2029).
+// Whether a UTF-8 character is invisible and changes the display of its neighbours: width and
+// direction marks (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to U+206F, U+FEFF), line and
+// paragraph separators (U+2028, U+2029).
 bool RearrangesText(std::string_view character) {
   if (character.empty()) return false;
   const auto last = static_cast<unsigned char>(character.back());
@@ -20,8 +20,8 @@ bool RearrangesText(std::string_view character) {
   return character == "\xD8\x9C" || character == "\xEF\xBB\xBF";
 }
 
-// The number of bytes of the character at the start of `text`, 0 when it is one that a terminal may
-// act on, or part of none. U+0080 to U+009F, C2 80 to C2 9F in UTF-8, are control characters too.
+// Length in bytes of the character at the start of `text`, or 0 if it must be escaped: invalid
+// UTF-8, text-rearranging characters and control characters (U+0080 to U+009F included).
 std::size_t PrintableLength(std::string_view text) {
   const auto byte = static_cast<unsigned char>(text[0]);
   if (byte < 0x80) return byte >= 0x20 && byte != 0x7F ? 1 : 0;
@@ -30,23 +30,18 @@ std::size_t PrintableLength(std::string_view text) {
   return control || RearrangesText(text.substr(0, length)) ? 0 : length;
 }
 
-void AppendVisibly(std::string& line, char character) {
+void AppendEscaped(std::string& line, char character) {
   constexpr char kDigits[] = "0123456789abcdef";
-  switch (character) {
-    case '\r':
-      line.append("\\r");
-      break;
-    case '\n':
-      line.append("\\n");
-      break;
-    case '\t':
-      line.append("\\t");
-      break;
-    default: {
-      const auto byte = static_cast<unsigned char>(character);
-      const char escaped[] = {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
-      line.append(escaped, sizeof escaped);
-    }
+  if (character == '\r') {
+    line.append("\\r");
+  } else if (character == '\n') {
+    line.append("\\n");
+  } else if (character == '\t') {
+    line.append("\\t");
+  } else {
+    const auto byte = static_cast<unsigned char>(character);
+    const char escaped[] = {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+    line.append(escaped, sizeof escaped);
   }
 }
 
@@ -63,7 +58,7 @@ void Append(std::string& line, const ForeignText& piece) {
       continue;
     }
     line.append(text.substr(plain, at - plain));
-    AppendVisibly(line, text[at]);
+    AppendEscaped(line, text[at]);
     plain = ++at;
   }
   line.append(text.substr(plain));

@@ -12,28 +12,54 @@
 
 namespace quillet {
 
-/// A number to be logged in lower-case hexadecimal.
+/// A number that is logged in lower-case hexadecimal.
 struct Hex {
   std::uint32_t value;  ///< the number
 };
 
-/// Text from outside the program, to be logged with its control characters made visible (a carriage
-/// return as `\r`, others as `\x1b` and the like), so that nothing that arrives can act on the
-/// terminal of whoever reads the log.
+/// Text from outside the program. It is logged with its control characters escaped (`\r`, `\x1b`),
+/// so that received data cannot control the terminal that displays the log.
 struct ForeignText {
-  /// A text, which must outlive this object.
+  /// @param t  the text, which must outlive this object
   explicit ForeignText(std::string_view t) : text(t) {}
 
-  /// Received bytes as text: up to their first NUL, at most `length` of them.
+  /// Text in received bytes. It ends at the first NUL or after `length` bytes.
   ForeignText(const std::uint8_t* bytes, std::size_t length)
       : text(reinterpret_cast<const char*>(bytes), length) {
     text = text.substr(0, text.find('\0'));
   }
 
-  std::string_view text;  ///< as it came
+  std::string_view text;  ///< the text, not escaped
 };
 
 namespace log_detail {
+
+/// Maximum length of a number or string literal as text; 0 if it is not known at compile time.
+/// Every char array counts as a literal. Pass text in a buffer as a string_view.
+template <class Piece>
+inline constexpr std::size_t kMost = std::is_integral_v<Piece> ? 20 : 0;
+template <>
+inline constexpr std::size_t kMost<Hex> = 8;
+template <std::size_t Size>
+inline constexpr std::size_t kMost<char[Size]> = Size;
+
+// Put writes a piece to a buffer of at least kMost<Piece> bytes and returns the end of the text.
+
+template <std::size_t Size>
+char* Put(char* buffer, const char (&piece)[Size]) {
+  std::memcpy(buffer, piece, Size);
+  return buffer + Size - 1;
+}
+
+template <class Number>
+requires std::is_integral_v<Number>
+char* Put(char* buffer, Number piece) {
+  return std::to_chars(buffer, buffer + kMost<Number>, piece).ptr;
+}
+
+inline char* Put(char* buffer, Hex piece) {
+  return std::to_chars(buffer, buffer + kMost<Hex>, piece.value, 16).ptr;
+}
 
 void Append(std::string& line, const ForeignText& piece);
 
@@ -42,61 +68,26 @@ inline void Append(std::string& line, std::string_view piece) {
 }
 
 template <class Number>
-requires std::is_integral_v<Number>
-void Append(std::string& line, Number piece) {
-  char digits[24];
-  const auto end = std::to_chars(digits, digits + sizeof digits, piece);
-  line.append(digits, end.ptr);
+requires(std::is_integral_v<Number> || std::is_same_v<Number, Hex>) void Append(std::string& line,
+                                                                                Number piece) {
+  char text[kMost<Number>];
+  line.append(text, Put(text, piece));
 }
 
-inline void Append(std::string& line, Hex piece) {
-  char digits[16];
-  const auto end = std::to_chars(digits, digits + sizeof digits, piece.value, 16);
-  line.append(digits, end.ptr);
-}
-
-/// The most characters of a piece whose length is known to the compiler, a literal or a number; 0
-/// for any other. An array of characters is taken for a literal, with all that it holds: text in a
-/// buffer is handed over as a string_view.
-template <class Piece>
-inline constexpr std::size_t kMost = std::is_integral_v<Piece> ? 20 : 0;
-template <>
-inline constexpr std::size_t kMost<Hex> = 8;
-template <std::size_t Size>
-inline constexpr std::size_t kMost<char[Size]> = Size;
-
-// Put a piece at a place with room for it; each returns where it ends.
-
-template <std::size_t Size>
-char* Put(char* place, const char (&piece)[Size]) {
-  std::memcpy(place, piece, Size);
-  return place + Size - 1;
-}
-
-template <class Number>
-requires std::is_integral_v<Number>
-char* Put(char* place, Number piece) {
-  return std::to_chars(place, place + kMost<Number>, piece).ptr;
-}
-
-inline char* Put(char* place, Hex piece) {
-  return std::to_chars(place, place + kMost<Hex>, piece.value, 16).ptr;
-}
-
-/// The calling thread's line buffer, empty.
+/// Returns the calling thread's line buffer, emptied.
 std::string& EmptyLine();
 
-/// Gives back the memory of an exceptionally long line.
+/// Frees the memory of an exceptionally long line.
 void Trim(std::string& line);
 
 }  // namespace log_detail
 
-/// Writes one line made of the given pieces to the system log. Any thread.
+/// Writes one line, the concatenation of `pieces`, to the system log. Any thread.
 template <class... Pieces>
 void Log(SystemLog& log, const Pieces&... pieces) {
   using namespace log_detail;
   if constexpr (((kMost < Pieces >> 0) && ...)) {
-    // Every record has such lines; they are made in half the time without a string.
+    // A buffer on the stack takes half the time of a string. Every record logs lines of this kind.
     char line[(kMost<Pieces> + ...)];
     char* end = line;
     ((end = Put(end, pieces)), ...);

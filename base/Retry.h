@@ -4,9 +4,9 @@
 
 namespace quillet {
 
-/// Repeats a system call while a signal interrupts it (errno EINTR).
+/// Repeats a system call until no signal interrupts it (errno EINTR).
 /// @param call  makes the system call and returns its result; negative means failure
-/// @return the result of the last call.
+/// @return the last result.
 template <class Call>
 auto RetryOnSignal(Call call) {
   decltype(call()) result;

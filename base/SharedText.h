@@ -7,36 +7,32 @@
 
 namespace quillet {
 
-/// A text that one thread replaces while others read it. A value is published whole and never
-/// changes or goes away afterwards, so a reader may keep the reference that it got. A value that
-/// was held before is published again instead of being stored a second time: memory grows with the
-/// number of different values only.
+/// A text that one thread replaces while other threads read it. Every value is kept unchanged until
+/// the object is destroyed, so readers may keep references. Equal values are stored only once:
+/// memory grows with the number of different values.
 class SharedText {
  public:
-  /// @param initial  the text at first
+  /// @param initial  the initial text
   explicit SharedText(std::string_view initial = {}) { Set(initial); }
   SharedText(const SharedText&) = delete;
   SharedText& operator=(const SharedText&) = delete;
-
   ~SharedText() {
     for (Value* value = newest_.load(); value != nullptr;)
       delete std::exchange(value, value->older);
   }
 
-  /// The present text. Any thread; the reference stays valid as long as this object.
+  /// Returns the current text. The reference is valid for the lifetime of this object. Any thread.
   const std::string& Get() const noexcept { return current_.load(std::memory_order_acquire)->text; }
 
   /// Replaces the text. Any thread.
   void Set(std::string_view text) {
     Value* head = newest_.load(std::memory_order_acquire);
-    for (Value* value = head; value != nullptr; value = value->older) {
-      if (value->text == text) {
-        current_.store(value, std::memory_order_release);
-        return;
+    Value* value = head;
+    while (value != nullptr && value->text != text) value = value->older;
+    if (value == nullptr) {
+      value = new Value{std::string(text), head};
+      while (!newest_.compare_exchange_weak(value->older, value, std::memory_order_acq_rel)) {
       }
-    }
-    auto* value = new Value{std::string(text), head};
-    while (!newest_.compare_exchange_weak(value->older, value, std::memory_order_acq_rel)) {
     }
     current_.store(value, std::memory_order_release);
   }

@@ -9,10 +9,9 @@ class SystemLog {
  public:
   virtual ~SystemLog() = default;
 
-  /// Writes one line, in call order per thread. Any thread; returns without waiting for the log
-  /// unless the backend's stated backlog is full. Never fails towards the caller.
-  /// @param line  the text, any length, without a line end; control characters have been made
-  ///              visible by the caller.
+  /// Writes one line. Lines of a thread keep their order. Waits only if the backend's backlog is
+  /// full, and reports no errors. Any thread.
+  /// @param line  text of any length without a line end; control characters are already escaped
   virtual void Write(std::string_view line) = 0;
 };
 

@@ -7,24 +7,24 @@
 
 namespace quillet {
 
-/// The handle of a thread that nobody joins: empty, or holding a started thread. The threads of
-/// this program end by themselves or with the process.
+/// The handle of a detached thread: empty, or held for a started thread. Any thread may call any
+/// function.
 class ThreadHandle {
  public:
-  /// Whether no thread is held. Any thread, as all operations.
+  /// Whether the handle is empty.
   bool empty() const noexcept { return !held_.load(); }
 
-  /// Takes an empty handle for the caller; false when it is held already.
+  /// Takes the handle if it is empty. Returns false if it is already held.
   bool Claim() noexcept {
     bool expected = false;
     return held_.compare_exchange_strong(expected, true);
   }
 
-  /// Empties the handle. The thread that it held goes on.
+  /// Empties the handle. The thread continues.
   void Clear() noexcept { held_.store(false); }
 
-  /// Starts a thread and holds it, whatever was held before.
-  /// @return false, with the handle empty, when the system has no thread to give.
+  /// Starts a thread and holds the handle for it, even if the handle is already held.
+  /// @return false if the system cannot start a thread; the handle is then empty.
   template <class Body>
   bool Start(Body&& body) {
     try {

@@ -4,15 +4,15 @@
 
 namespace quillet {
 
-/// Owns a file descriptor and closes it. Used by one thread at a time.
+/// Owns a file descriptor and closes it. For use by one thread at a time.
 class UniqueFd {
  public:
-  /// Holds no descriptor.
+  /// Owns no descriptor.
   UniqueFd() = default;
 
-  /// Takes ownership of a descriptor; -1 is none. A standard descriptor (0 to 2) is replaced by a
-  /// higher one with close-on-exec set: another part of the program may close descriptor 0 at any
-  /// time. If no other descriptor is available, none is held and errno says why.
+  /// Takes ownership of a descriptor; -1 means none. A standard descriptor (0 to 2) is replaced by
+  /// a higher one with close-on-exec set, since another part of the program may close descriptor 0
+  /// at any time. If the replacement fails, the object owns no descriptor and errno is set.
   explicit UniqueFd(int descriptor);
 
   ~UniqueFd() { Close(); }
@@ -25,13 +25,10 @@ class UniqueFd {
     return *this;
   }
 
-  /// Whether a descriptor is held.
-  bool IsOpen() const { return descriptor_ >= 0; }
+  bool IsOpen() const { return descriptor_ >= 0; }  ///< whether a descriptor is owned
+  int Get() const { return descriptor_; }           ///< the descriptor, or -1
 
-  /// The descriptor, -1 if none is held.
-  int Get() const { return descriptor_; }
-
-  /// Closes the descriptor now.
+  /// Closes the descriptor.
   /// @return false if the system reports that data written earlier was lost (close(3p)).
   bool Close();
 

@@ -12,7 +12,7 @@ std::uint8_t Byte(std::string_view text, std::size_t index) {
 }  // namespace
 
 bool IsAscii(std::string_view bytes) {
-  // Without an early end, so that the compiler looks at many bytes at a time.
+  // No early return, to allow vectorization.
   std::uint8_t any = 0;
   for (const char c : bytes) any |= static_cast<std::uint8_t>(c);
   return any < 0x80;
@@ -22,23 +22,14 @@ std::size_t Utf8SequenceLength(std::string_view text) {
   if (text.empty()) return 0;
   const std::uint8_t lead = Byte(text, 0);
   if (lead < 0x80) return 1;
-  std::size_t length = 0;
-  // The narrowed ranges of the second byte shut out overlong forms, surrogates and what lies
-  // beyond U+10FFFF.
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
   std::uint8_t low = 0x80, high = 0xBF;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  }
-  if (length == 0 || text.size() < length) return 0;
-  if (Byte(text, 1) < low || Byte(text, 1) > high) return 0;
+  if (lead == 0xE0) low = 0xA0;   // excludes overlong forms
+  if (lead == 0xED) high = 0x9F;  // excludes surrogates
+  if (lead == 0xF0) low = 0x90;   // excludes overlong forms
+  if (lead == 0xF4) high = 0x8F;  // excludes values above U+10FFFF
+  if (text.size() < length || Byte(text, 1) < low || Byte(text, 1) > high) return 0;
   for (std::size_t i = 2; i < length; ++i) {
     if ((Byte(text, i) & 0xC0) != 0x80) return 0;
   }
@@ -55,7 +46,7 @@ bool IsValidUtf8(std::string_view text) {
 }
 
 std::string_view Utf8Prefix(std::string_view text, std::size_t limit) {
-  constexpr std::size_t kLongestTail = 3;  // continuation bytes of the longest sequence
+  constexpr std::size_t kLongestTail = 3;  // maximum number of continuation bytes
   if (text.size() <= limit) return text;
   const auto continues = [&](std::size_t at) { return (Byte(text, at) & 0xC0) == 0x80; };
   std::size_t end = limit;

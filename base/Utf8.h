@@ -5,18 +5,18 @@
 
 namespace quillet {
 
-/// The number of bytes of the UTF-8 sequence at the start of `text`, 0 when none is valid there:
-/// no overlong forms, no surrogates, nothing above U+10FFFF (RFC 3629, section 3).
+/// Returns the length in bytes of the UTF-8 sequence at the start of `text`, or 0 if it is invalid.
+/// Overlong forms, surrogates and values above U+10FFFF are invalid (RFC 3629, section 3).
 std::size_t Utf8SequenceLength(std::string_view text);
 
-/// Whether a text is valid UTF-8 throughout.
+/// Whether the whole text is valid UTF-8.
 bool IsValidUtf8(std::string_view text);
 
-/// The longest beginning of `text` that has at most `limit` bytes and does not end inside a UTF-8
-/// sequence. Bytes that are not UTF-8 may be cut anywhere.
+/// Returns the longest prefix of `text` of at most `limit` bytes that does not end inside a UTF-8
+/// sequence. Invalid UTF-8 may be cut anywhere.
 std::string_view Utf8Prefix(std::string_view text, std::size_t limit);
 
-/// Whether every byte is 7-bit ASCII.
+/// Whether all bytes are 7-bit ASCII.
 bool IsAscii(std::string_view bytes);
 
 }  // namespace quillet

@@ -4,21 +4,21 @@
 
 namespace quillet {
 
-/// One word that several threads touch: read and written whole, and visible to the others without
-/// delay. It reads like a plain field. What is written before a store is seen by a thread that has
-/// read the stored value. There is deliberately no += : a read and a write are two steps.
+/// A value shared by several threads without a lock; it reads like a plain field. A thread that
+/// reads a value also sees everything written before that value was stored. There is deliberately
+/// no operator +=, because reading and writing are two separate steps.
 template <class T>
 class Word {
  public:
   constexpr Word() noexcept = default;
-  /// A word that holds `value` at first.
+  /// @param value  the initial value
   constexpr Word(T value) noexcept : value_(value) {}
   Word(const Word&) = delete;
   Word& operator=(const Word&) = delete;
 
-  /// Reads it, with what was written before the store of that value.
+  /// Reads the value (acquire).
   operator T() const noexcept { return value_.load(std::memory_order_acquire); }
-  /// Stores `value` and returns it.
+  /// Stores `value` (release) and returns it.
   T operator=(T value) noexcept {
     value_.store(value, std::memory_order_release);
     return value;
