@@ -10,72 +10,82 @@
 
 namespace quillet {
 
-/// The commands that wait to be sent: a linear buffer of whole entries, appended by any thread and
-/// taken by the command thread alone. It starts again at its beginning whenever it has run empty
-/// and the scanner sends a byte.
+/// The commands to be sent: a linear buffer of entries that any thread appends to and the command
+/// thread reads. After the queue has become empty, the next byte from the scanner rewinds it to the
+/// beginning of the buffer.
 ///
-/// An append, a rewind and a reset may meet. All of them go through one word that holds the
-/// indices, so each happens wholly before or after the others, and an entry becomes visible only
-/// when all its bytes stand. Nobody holds a lock; the one thing waited for is that a writer who
-/// came first finishes copying its few bytes.
+/// The queue has no lock. All its indices are in one atomic word, so every operation is atomic. An
+/// operation may wait until another thread has copied its entry into the buffer.
 class CommandQueue {
  public:
-  static constexpr std::size_t kSize = 256;  ///< bytes that it holds
+  static constexpr std::size_t kSize = 256;  ///< capacity in bytes
 
-  /// The entry at the head as it stood when it was looked at.
-  struct Entry {
-    std::uint8_t first = 0;                        ///< its length byte (of a wake-up: its argument)
-    std::uint8_t type = 0;                         ///< the byte behind it: the command's type
-    std::array<std::uint8_t, kSize> command = {};  ///< the command bytes
-    std::size_t commandLength = 0;                 ///< how many
-    std::uint64_t indices = 0;                     ///< where it stood, for Consume
+  /// The state of the queue. `claimed` is ahead of `cmdWrite` while entries are being copied; the
+  /// buffer is not restarted in that time. A restart changes `generation`, which makes older
+  /// indices invalid.
+  struct Indices {
+    std::uint64_t cmdRead : 10;     ///< index of the next entry to send
+    std::uint64_t cmdWrite : 10;    ///< index of the end of the visible entries
+    std::uint64_t claimed : 10;     ///< index of the end of all entries
+    std::uint64_t generation : 17;  ///< the number of restarts
+    std::uint64_t connection : 17;  ///< the number of connections
   };
 
-  /// Appends a whole entry. Any thread.
-  /// @param entry  the length byte and the command bytes; for a wake-up its argument and 'W'
-  /// @return false when it does not fit behind the entries that wait: nothing is appended then.
+  /// A copy of the entry at the head.
+  struct Entry {
+    std::uint8_t first = 0;                        ///< the length byte, or a wake-up's argument
+    std::uint8_t type = 0;                         ///< the byte after `first`: the command's type
+    std::array<std::uint8_t, kSize> command = {};  ///< the command bytes
+    std::size_t commandLength = 0;                 ///< the number of command bytes
+    Indices indices{};                             ///< the indices at the time of the copy
+  };
+
+  /// Appends an entry. Any thread.
+  /// @param entry  the length byte and the command bytes; for a wake-up, its argument and 'W'
+  /// @return false if the buffer has no room; the queue is then unchanged.
   bool Append(std::span<const std::uint8_t> entry);
-  /// The same, for an entry that is written down.
+  /// Appends an entry given as a list of bytes. Any thread.
   bool Append(std::initializer_list<std::uint8_t> entry) {
     return Append(std::span(entry.begin(), entry.size()));
   }
 
-  /// The entry at the head, or nothing when the queue is empty. Command thread.
+  /// Returns the entry at the head, or nothing if the queue is empty. Command thread.
   std::optional<Entry> Head() const;
 
-  /// Takes the entry off the queue. Command thread.
-  /// @return false when the queue was reset since `entry` was looked at; it is gone already then,
-  ///         and what has been appended meanwhile stays.
+  /// Removes an entry. Command thread.
+  /// @param entry  the entry that Head returned
+  /// @return false if the queue was reset after Head; it is then unchanged.
   bool Consume(const Entry& entry);
 
-  /// Goes back to the beginning of the buffer if no entry waits. Any thread; costs one load when
-  /// there is nothing to do.
+  /// Restarts the buffer if the queue is empty; otherwise costs one load. Any thread.
   void RewindIfEmpty();
 
-  /// Drops every entry. Any thread.
-  void Reset();
+  /// Drops all entries. Any thread.
+  void Reset() { Restart(std::nullopt, 0); }
 
-  /// Drops every entry and begins a new connection. Any thread.
-  void StartConnection();
+  /// Drops all entries and begins a new connection. Any thread.
+  void StartConnection() { Restart(std::nullopt, 1); }
 
-  /// Drops every entry, unless a new connection has begun since `entry` was read. Any thread.
-  /// @return false if a new connection has begun; its entries stay.
-  bool ResetConnectionOf(const Entry& entry);
+  /// Drops all entries, unless a new connection has begun since Head returned `entry`. Any thread.
+  /// @return false if a new connection has begun; its entries are kept.
+  bool ResetConnectionOf(const Entry& entry) {
+    return Restart(std::uint64_t{entry.indices.connection}, 0);
+  }
 
-  std::int32_t cmdRead() const;   ///< index of the next entry to send
-  std::int32_t cmdWrite() const;  ///< index of the next free byte; equal to cmdRead when empty
+  /// Index of the next entry to send.
+  std::int32_t cmdRead() const { return static_cast<std::int32_t>(indices_.load().cmdRead); }
+  /// Index of the next free byte; equal to cmdRead if the queue is empty.
+  std::int32_t cmdWrite() const { return static_cast<std::int32_t>(indices_.load().cmdWrite); }
 
-  /// The byte at an index of the buffer, for looking at what was queued.
+  /// Returns the byte at an index of the buffer.
   std::uint8_t at(std::size_t index) const { return cmdArray_[index].load(); }
 
  private:
-  struct Indices;
-  bool Replace(Indices& expected, Indices desired);
   bool Restart(std::optional<std::uint64_t> only, std::uint32_t newConnections);
-  Entry EntryAt(std::size_t start, std::size_t end) const;
 
   std::array<std::atomic<std::uint8_t>, kSize> cmdArray_{};
-  std::atomic<std::uint64_t> indices_{0};
+  std::atomic<Indices> indices_{Indices{}};
+  static_assert(std::atomic<Indices>::is_always_lock_free);
 };
 
 }  // namespace quillet

@@ -4,23 +4,22 @@
 
 namespace quillet {
 
-/// What a display may know of a download, packed into one word: published by the thread that knows
-/// and read by any.
+/// The progress of a download, packed into one word that one thread writes and any thread reads.
 class DisplayState {
  public:
   /// The step of the download.
   enum class Phase : std::uint8_t {
-    kPreparing,   ///< records have not been requested yet
+    kPreparing,   ///< no record has been requested yet
     kRecords,     ///< records arrive one by one
-    kBurst,       ///< records arrive in one transfer
+    kBurst,       ///< all records arrive in one transfer
     kDelivering,  ///< the transfer is complete; its records are being delivered
-    kClosing,     ///< every record has been delivered
-    kGivenUp,     ///< the scanner could not be woken; the download does not continue
+    kClosing,     ///< all records have been delivered
+    kGivenUp,     ///< the scanner did not answer the wake-up; the download does not continue
   };
 
   /// @param phase      the step
   /// @param bytes      received bytes of a burst, 0 to 2^24
-  /// @param announced  length of a burst in bytes, 0 to 2^24; 0 while unknown
+  /// @param announced  length of a burst in bytes, 0 to 2^24; 0 if not known yet
   constexpr DisplayState(Phase phase = Phase::kPreparing, std::int32_t bytes = 0,
                          std::int32_t announced = 0)
       : word_(static_cast<std::uint64_t>(phase) | static_cast<std::uint64_t>(bytes) << 8 |
@@ -30,7 +29,7 @@ class DisplayState {
   Phase phase() const { return static_cast<Phase>(word_ & 0xFF); }
   /// Received bytes of a burst.
   std::int32_t bytes() const { return static_cast<std::int32_t>(word_ >> 8 & 0xFFFFFFF); }
-  /// Length of a burst in bytes, 0 while unknown.
+  /// Length of a burst in bytes; 0 if not known yet.
   std::int32_t announced() const { return static_cast<std::int32_t>(word_ >> 36); }
 
  private:

@@ -29,8 +29,6 @@ Lumet::Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
   serial_.setDelegate(this);
 }
 
-// --- Connection ---------------------------------------------------------------------------------
-
 std::uint8_t Lumet::connectTavo(const char* path) {
   Log(log_, "-[Lumet connectTavo:]");
   if (!serial_.openConnections(path)) {
@@ -40,8 +38,7 @@ std::uint8_t Lumet::connectTavo(const char* path) {
   bConnected_ = 1;
   Log(log_, "[", ForeignText(path), "]:Open succeeded !!!");
   if (serial_.bIsClosed()) {
-    // Disconnected since the port was opened: disconnectTavo may have cleared the flag before it
-    // was set here.
+    // disconnectTavo ran after the port was opened, possibly before the flag was set.
     bConnected_ = 0;
     return 0;
   }
@@ -54,9 +51,9 @@ void Lumet::InitTavo() {
   receive_.Reset();
   cmdArray_.StartConnection();
   display_ = DisplayState();
-  // A command thread that is left from the previous connection serves this one too.
+  // The command thread of the previous connection may still be running; it is then reused.
   if (commandThread_.Claim() && !commandThread_.Start([this] { CommandThread(); })) {
-    Log(log_, "-[Lumet InitTavo]", ": no thread to send with");
+    Log(log_, "-[Lumet InitTavo]", ": cannot start the command thread");
   }
   WakeupTavo(false);
   GetSerialNumber();
@@ -72,16 +69,10 @@ void Lumet::disconnectTavo() {
   bConnected_ = 0;
 }
 
-// --- Receiving ----------------------------------------------------------------------------------
-
 void Lumet::DataFromDevice(const std::uint8_t* bytes, std::int32_t count) {
   const auto size = static_cast<std::size_t>(std::max(count, 0));
   Log(log_, "-[Lumet DataFromDevice::]", "[", ForeignText(bytes, size), ":", count, "]");
   Receive({bytes, size});
-}
-
-void Lumet::HandleInputData(std::uint8_t byte) {
-  Receive({&byte, 1});
 }
 
 void Lumet::Receive(std::span<const std::uint8_t> bytes) {
@@ -89,27 +80,16 @@ void Lumet::Receive(std::span<const std::uint8_t> bytes) {
     const ReceiveMachine::Step step = receive_.Take(bytes);
     bytes = bytes.subspan(step.taken);
     ShowReceived();
-    HandleEvent(step.event);
+    if (step.event == Event::kUnsolicited) {
+      download_->SynchronizeData();
+    } else if (step.event != Event::kNone) {
+      HandleCommandData(receive_.RxBuffer().data(), receive_.writePtr());
+    }
     cmdArray_.RewindIfEmpty();
   }
 }
 
-void Lumet::HandleEvent(Event event) {
-  switch (event) {
-    case Event::kNone:
-      break;
-    case Event::kAnswer:
-    case Event::kFrame:
-    case Event::kBurst:
-      HandleCommandData(receive_.RxBuffer().data(), receive_.writePtr());
-      break;
-    case Event::kUnsolicited:
-      download_->SynchronizeData();
-      break;
-  }
-}
-
-// The length of a burst without records never completes; it is not shown.
+// Does not show the progress of a burst without records, which never completes.
 void Lumet::ShowReceived() {
   const std::int32_t announced = receive_.totallength();
   if (receive_.state() != kBurstBody || announced <= kLengthBytes) return;
@@ -153,7 +133,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
       break;
   }
 
-  // Read before the answer is reported: from then on the command thread may change the type.
+  // Read before bCommandDone_ is set, since the command thread may change the type afterwards.
   const std::int32_t answered = commandType_;
   receive_.Reset();
   bCommandDone_ = 1;
@@ -163,7 +143,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
 }
 
 void Lumet::TruncateSerialNumber(std::int32_t length) {
-  const auto last = static_cast<std::int32_t>(SerialNumberField::size()) - 1;  // always a NUL
+  const auto last = static_cast<std::int32_t>(SerialNumberField::size()) - 1;
   const auto limit = static_cast<std::size_t>(std::clamp(length, 0, last));
   std::size_t index = 0;
   while (index < limit && SerialNo[index] != '@') ++index;
@@ -174,26 +154,16 @@ void Lumet::InitialSetting() {
   Log(log_, "-[Lumet InitialSetting]");
   const std::uint8_t family = FWVersion[5];
   const std::uint8_t variant = FWVersion[6];
-  // The last test reads character 2, not 6.
+  // The last condition intentionally reads character 2, not 6.
   const bool is300 = (family == '4' && (variant == '2' || variant == '5')) ||
                      (family == '3' && (variant == '0' || FWVersion[2] == '2'));
   bTavo300 = is300 ? 1 : 0;
 }
 
-std::uint32_t Lumet::MakeInteger(std::int32_t start, std::int32_t count) const {
-  return NumberAt(receive_.RxBuffer(), start, count);
-}
-
-// --- Sending ------------------------------------------------------------------------------------
-
 void Lumet::Queue(std::initializer_list<std::uint8_t> entry) {
   if (!cmdArray_.Append(entry)) {
-    Log(log_, "-[Lumet Queue]", ": no room for command ", Hex{std::data(entry)[1]});
+    Log(log_, "-[Lumet Queue]", ": queue full, dropped command ", Hex{std::data(entry)[1]});
   }
-}
-
-void Lumet::WakeupTavo(bool flag) {
-  Queue({static_cast<std::uint8_t>(flag), 'W'});
 }
 
 void Lumet::CommandThread() {
@@ -203,9 +173,9 @@ void Lumet::CommandThread() {
       if (bConnected_) DispatchCommand();
     } while (bConnected_);
     commandThread_.Clear();
-    // A connection made between the last check and Clear has seen this thread and started none of
-    // its own; the thread then continues for it. Both sides store first and check second, in one
-    // order for all threads, so at least one of them sees the other.
+    // A connection made between the last check and Clear has not started another thread, so this
+    // thread continues. Both sides store before they check (sequentially consistent), so at least
+    // one of them sees the other.
   } while (bConnected_ && commandThread_.Claim());
   Log(log_, "-[Lumet CommandThread]", " has finished");
 }
@@ -246,7 +216,7 @@ void Lumet::DispatchCommand() {
       download_->SynchronizeOneRecord();
       break;
     default:
-      break;  // stays at the head and blocks the queue until the next InitTavo
+      break;  // an unknown command blocks the queue until the next InitTavo
   }
 }
 
@@ -280,8 +250,7 @@ void Lumet::ThreadSendCommand() {
 void Lumet::SendCommand() {
   Log(log_, "-[Lumet SendCommand]", "[",
       ForeignText(commandBuf_, static_cast<std::size_t>(commandLength_)), ":", commandLength_, "]");
-  // Cleared before the bytes are sent, not after: a quick scanner answers within the pause after
-  // the last byte, and clearing then would lose its answer.
+  // Cleared before sending, since a fast scanner answers during the pause after the last byte.
   bCommandDone_ = 0;
   serial_.transmitCharacters(commandBuf_, commandLength_);
 }
@@ -292,20 +261,19 @@ std::uint8_t Lumet::SendCommandAndWait(std::int32_t waitFactor) {
     if (bCommandDone_) return 1;
     clock_.Sleep(kPollPause);
   }
-  // No check follows the last sleep.
-  return 0;
+  return 0;  // an answer during the last sleep counts as late
 }
 
 void Lumet::WakeupCommand() {
   Log(log_, "-[Lumet WakeupCommand]");
   ConsumeHead();
-  // Decided by the previous command, not by the argument in the wake-up entry.
+  // Depends on the previous command; the argument of the wake-up is not used.
   if (commandBuf_[0] == 0x01) SendNullData();
   for (int attempt = 0; attempt < kWakeupAttempts; ++attempt) {
     SetCommand("W");
     if (SendCommandAndWait(kWakeupWait)) return;
   }
-  // A connection made during the attempts keeps its commands and what it has received.
+  // A connection made during the attempts keeps its commands and its received bytes.
   if (DropQueue()) {
     receive_.Reset();
     Show(Phase::kGivenUp);
@@ -318,40 +286,18 @@ void Lumet::SendNullData() {
   SendCommand();
 }
 
-// --- Device commands ----------------------------------------------------------------------------
-
-void Lumet::GetSerialNumber() {
-  Queue({0x01, 'M'});
-}
-
-void Lumet::GetFWVersion() {
-  Queue({0x01, 'V'});
-}
-
-void Lumet::GetAssetNumber() {
-  Queue({0x04, '2', 'Z', 'S', 'G'});
-}
-
-void Lumet::SetWedgeMode(bool on) {
-  Queue({0x03, 'w', static_cast<std::uint8_t>('0' | static_cast<int>(on)), '#'});
-}
-
 void Lumet::SyncTavoClock() {
   if (!bSyncClock) {
     if (LumetDelegate* owner = delegate()) owner->TavoInitializationDone(true);
     return;
   }
-  // Date and time are two readings of the clock.
+  // Intentionally reads the clock twice.
   const platform::CalendarTime date = clock_.LocalTime();
   const platform::CalendarTime time = clock_.LocalTime();
   Queue({0x07, 'C', static_cast<std::uint8_t>(date.year - 2000),
          static_cast<std::uint8_t>(date.month), static_cast<std::uint8_t>(date.day),
          static_cast<std::uint8_t>(time.hour), static_cast<std::uint8_t>(time.minute),
          static_cast<std::uint8_t>(time.second)});
-}
-
-void Lumet::EraseTavoMemory() {
-  Queue({0x01, 'E'});
 }
 
 }  // namespace quillet

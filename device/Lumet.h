@@ -23,122 +23,120 @@
 
 namespace quillet {
 
-/// The scanner session. It owns the serial channel, dispatches what the scanner sends, sends one
-/// queued command at a time, and holds the scanner's identity and the user's settings.
+/// The scanner session. Owns the serial channel, dispatches received data, sends queued commands
+/// one at a time, and stores the scanner's identity and the user's settings.
 ///
-/// Threads: the main and the connection thread connect, disconnect and queue commands. The read
-/// thread dispatches answers. The command thread sends and waits. They share words and the queue
-/// without locks. A session is never destroyed, since the read thread lives as long as the process.
+/// The main thread and the connection thread connect, disconnect and queue commands. The read
+/// thread dispatches answers. The command thread sends commands and waits for their answers. A
+/// session is never destroyed, since the read thread runs until the process ends.
 class Lumet final : public Settings, public ScannerIdentity, public SerialPortDelegate {
  public:
-  static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command with its NUL
+  static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command, with its NUL
 
-  /// @param log    outlives the session, which is never destroyed; so do `clock` and `line`
-  /// @param clock  makes the pauses and gives the scanner the time
-  /// @param line   the way to the scanner's port
+  /// @param log    the log; never destroyed, like `clock` and `line`
+  /// @param clock  sleeps and returns the date and time for the scanner's clock
+  /// @param line   opens, reads and writes the scanner's port
   Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line);
   Lumet(const Lumet&) = delete;
   Lumet& operator=(const Lumet&) = delete;
 
-  /// The receiver of the callbacks, null at first; not owned. Any thread.
+  /// The receiver of the callbacks, or null; not owned. Any thread.
   LumetDelegate* delegate() const { return delegate_.load(); }
-  /// Sets the receiver, which is never destroyed. Any thread.
+  /// Sets the receiver, which must never be destroyed. Any thread.
   void setDelegate(LumetDelegate* owner) { delegate_.store(owner); }
 
-  /// Sets the download, which is never destroyed. Once, before connecting.
+  /// Sets the download, which must never be destroyed. Call it once, before the first connection.
   void setDownload(Download* download) { download_ = download; }
 
-  // --- Connection -------------------------------------------------------------------------------
-
-  /// Opens the scanner's port and queues the start-up commands. Takes about a second. Connection
-  /// thread.
+  // --- Connection ---
+  /// Opens the scanner's port, queues the start-up commands and sleeps 1 s. The answers are
+  /// reported later, by TavoInitializationDone. Connection thread.
   /// @param path  NUL-terminated path of the port
-  /// @return 1 if the port was opened, else 0. The scanner's answers are reported later, through
-  ///         TavoInitializationDone.
+  /// @return 1 if the port is open, else 0.
   std::uint8_t connectTavo(const char* path);
 
-  /// Resets the receive path and the queue, starts the command thread if there is none, queues the
-  /// start-up commands and sleeps one second.
+  /// Clears received data and the queue, queues the start-up commands and sleeps 1 s.
   void InitTavo();
 
-  /// Closes the port, empties the identity texts and ends the command thread. Allowed on a session
-  /// that never connected. Any thread except the read thread.
+  /// Closes the port, clears the serial number and firmware version and ends the command thread.
+  /// May be called before the first connection. Any thread except the read thread.
   void disconnectTavo();
 
-  /// The scanner's serial number. Users show it from kHiddenSerialCharacters on.
+  /// The scanner's serial number. Display it from index kHiddenSerialCharacters.
   const SerialNumberField& returnSerialNumber() const { return SerialNo; }
 
-  // --- Receiving: read thread -------------------------------------------------------------------
-
+  // --- Receiving: read thread ---
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override;
 
-  /// Receives one byte: DataFromDevice without its log line.
-  void HandleInputData(std::uint8_t byte);
+  /// Receives one byte, without logging it.
+  void HandleInputData(std::uint8_t byte) { Receive({&byte, 1}); }
 
-  /// Dispatches a complete answer by the type of the command in progress.
+  /// Handles a complete answer to the command `commandType`.
   /// @param data    always RxBuffer
-  /// @param length  bytes received, which may be more than RxBuffer holds
+  /// @param length  the number of received bytes; may exceed the size of RxBuffer
   void HandleCommandData(const std::uint8_t* data, std::int32_t length);
 
-  // --- Sending: command thread, except for WakeupTavo -------------------------------------------
-
-  void WakeupTavo(bool flag);  ///< queues a wake-up; the flag has no effect. Any thread.
-  void CommandThread();        ///< body of the command thread
-  void DispatchCommand();      ///< one pass: serves the entry at the head, if no answer is due
-  void ThreadSendCommand();    ///< sends the entry at the head and waits up to 5 s
-  void SendCommand();          ///< sends commandBuf, one byte per millisecond
-  void SendNullData();         ///< sends three NULs, which have no answer
-  void WakeupCommand();        ///< sends "W" up to five times, 0.5 s each
+  // --- Sending: command thread ---
+  void CommandThread();      ///< body of the command thread
+  void DispatchCommand();    ///< runs the command at the head, if no answer is pending
+  void ThreadSendCommand();  ///< sends the command at the head and waits up to 5 s
+  void SendCommand();        ///< sends commandBuf, one byte per millisecond
+  void SendNullData();       ///< sends three NULs, which the scanner does not answer
+  void WakeupCommand();      ///< sends "W" up to five times and waits 0.5 s each time
 
   /// Sends commandBuf and polls for the answer every 0.1 s.
-  /// @param waitFactor  longest wait in half seconds; 0 does not wait
-  /// @return 1 if it was answered in time, else 0.
+  /// @param waitFactor  time-out in units of 0.5 s; 0 returns after sending
+  /// @return 1 if the scanner answered in time, else 0.
   std::uint8_t SendCommandAndWait(std::int32_t waitFactor);
 
-  // --- Device commands: each queues and returns. Any thread. ------------------------------------
+  // --- Device commands: each one is queued. Any thread. ---
+  void WakeupTavo(bool flag) { Queue({flag, 'W'}); }  ///< wakes the scanner; `flag` is unused
+  void GetSerialNumber() { Queue({0x01, 'M'}); }      ///< the answer sets SerialNo
+  void GetFWVersion() { Queue({0x01, 'V'}); }         ///< the answer sets FWVersion and bTavo300
+  void GetAssetNumber() { Queue({0x04, '2', 'Z', 'S', 'G'}); }  ///< the answer sets AssetNumber
+  void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< erases all records in the scanner
+  void Synchronize() { download_->Synchronize(); }  ///< downloads all records
 
-  void GetSerialNumber();      ///< the answer fills SerialNo
-  void GetFWVersion();         ///< the answer fills FWVersion and sets bTavo300
-  void GetAssetNumber();       ///< the answer fills AssetNumber
-  void SetWedgeMode(bool on);  ///< the answer calls SyncTavoClock
-  void SyncTavoClock();        ///< sets the clock if bSyncClock; TavoInitializationDone follows
-  void EraseTavoMemory();      ///< erases every record in the scanner
-  void Synchronize() { download_->Synchronize(); }  ///< downloads every record
+  /// Switches wedge mode on or off. The answer calls SyncTavoClock.
+  void SetWedgeMode(bool on) { Queue({0x03, 'w', static_cast<std::uint8_t>(on ? '1' : '0'), '#'}); }
 
-  // --- For the download -------------------------------------------------------------------------
+  /// Sets the scanner's clock if bSyncClock is on. TavoInitializationDone is called afterwards.
+  void SyncTavoClock();
 
-  /// Appends an entry to the queue. If it does not fit, it is logged and dropped. Any thread.
+  // --- For the download ---
+  /// Appends an entry to the queue, or logs and drops it if the queue is full. Any thread.
   void Queue(std::initializer_list<std::uint8_t> entry);
 
-  void SetCommand(std::string_view command);  ///< fills commandBuf; its answer is due from now on
-  void TakeCommand();                         ///< moves the entry being served into commandBuf
-  void ConsumeHead();                         ///< removes the entry being served
-  bool DropQueue();  ///< empties the queue; false if a new connection has begun
-  void ExpectBurst() { receive_.ExpectBurst(); }  ///< makes the next byte the first of a burst
+  void SetCommand(std::string_view command);  ///< fills commandBuf and clears bCommandDone
+  void TakeCommand();                         ///< moves the current entry to commandBuf
+  void ConsumeHead();                         ///< removes the current entry
+  bool DropQueue();  ///< empties the queue; returns false if a new connection has begun
+  void ExpectBurst() { receive_.ExpectBurst(); }  ///< treats the next byte as the start of a burst
 
-  /// Publishes the step of the download. The thread that knows it.
+  /// Publishes the progress of the download. Called by the thread that runs the current step.
   void Show(const DisplayState& state) { display_ = state; }
 
-  // --- State ------------------------------------------------------------------------------------
-
-  DisplayState display() const { return display_; }            ///< for a display; any thread
-  std::int32_t SyncEndIndex() const { return syncEndIndex_; }  ///< records in the scanner
-  std::int32_t SyncStartIndex() const { return 0; }            ///< index for "q"; nothing sets it
-  std::int32_t commandType() const { return commandType_; }    ///< type of the command in progress
-  bool bCommandDone() const { return bCommandDone_ != 0; }     ///< no command waits for its answer
+  // --- State ---
+  DisplayState display() const { return display_; }            ///< download progress; any thread
+  std::int32_t SyncEndIndex() const { return syncEndIndex_; }  ///< number of records in the scanner
+  std::int32_t SyncStartIndex() const { return 0; }            ///< index for "q"; always 0
+  std::int32_t commandType() const { return commandType_; }    ///< type of the last command
+  bool bCommandDone() const { return bCommandDone_ != 0; }     ///< no answer is pending
   bool bConnected() const { return bConnected_ != 0; }         ///< the port is open
-  const CommandQueue& cmdArray() const { return cmdArray_; }   ///< the commands that wait
-  const ReceiveMachine& receive() const { return receive_; }   ///< the unit being received
+  const CommandQueue& cmdArray() const { return cmdArray_; }   ///< the queued commands
+  const ReceiveMachine& receive() const { return receive_; }   ///< the received data
 
-  /// The big-endian number in `count` (0 to 4) bytes of RxBuffer from `start`. Read thread.
-  std::uint32_t MakeInteger(std::int32_t start, std::int32_t count) const;
+  /// Returns the big-endian number in `count` (0 to 4) bytes of RxBuffer at `start`. Read thread.
+  std::uint32_t MakeInteger(std::int32_t start, std::int32_t count) const {
+    return NumberAt(receive_.RxBuffer(), start, count);
+  }
 
-  /// The big-endian number in four bytes.
+  /// Returns the big-endian number in four bytes.
   static std::uint32_t MakeOneNumber(const std::uint8_t* fourBytes) {
     return NumberAt({fourBytes, 4}, 0, 4);
   }
 
-  /// Stores an answer without its last byte, as much of it as fits.
+  /// Stores an answer without its last byte, truncated to the size of the field.
   template <std::size_t Size>
   static void CopyStringData(const std::uint8_t* source, ByteField<Size>& destination,
                              std::int32_t length) {
@@ -147,7 +145,6 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
  private:
   void Receive(std::span<const std::uint8_t> bytes);
-  void HandleEvent(ReceiveMachine::Event event);
   void ShowReceived();
   void InitialSetting();
   void TruncateSerialNumber(std::int32_t length);
@@ -161,7 +158,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   ReceiveMachine receive_{bCommandDone_};
   Word<std::int32_t> syncEndIndex_ = 0;
   CommandQueue cmdArray_;
-  std::optional<CommandQueue::Entry> head_;  // the entry being served; command thread
+  std::optional<CommandQueue::Entry> head_;  // the current entry; command thread
   ThreadHandle commandThread_;
   std::atomic<std::uint8_t> bConnected_ = 0;
   Word<std::int32_t> commandType_ = 0;

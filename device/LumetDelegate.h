@@ -4,35 +4,35 @@
 
 namespace quillet {
 
-/// The owner of a session. The session calls it on its read thread, and reads nothing from the
-/// scanner during a call. With clock setting off, TavoInitializationDone is called on the thread
-/// that called SyncTavoClock.
+/// Receives the callbacks of a session, on the session's read thread. The session does not read
+/// from the scanner during a callback.
 class LumetDelegate {
  public:
-  /// The start-up commands have been answered.
+  /// Called after the scanner has answered the start-up commands. If bSyncClock is off, runs on the
+  /// thread that called SyncTavoClock.
   /// @param connected  always true
   virtual void TavoInitializationDone(bool connected) = 0;
 
-  /// One record has been composed into a line.
-  /// @param record  UTF-8 text with its record delimiter; valid during the call only
+  /// Called for each record.
+  /// @param record  the composed line in UTF-8, with its record delimiter; valid during the call
   virtual void DisplayBarcode(const std::string& record) = 0;
 
-  /// The closing command of a download has been answered.
+  /// Called after the scanner has answered the closing command of a download.
   virtual void SynchronizeFinished() = 0;
 
  protected:
   ~LumetDelegate() = default;
 };
 
-/// The record download, which builds on the session: see download/RecordDownload.h.
+/// The download functions that the session calls. Implemented by RecordDownload.
 class Download {
  public:
-  virtual void Synchronize() = 0;           ///< queues a download; any thread
-  virtual void SynchronizeRecord() = 0;     ///< serves "p"; command thread
-  virtual void SynchronizeBurst() = 0;      ///< serves "P"; command thread
-  virtual void SynchronizeOneRecord() = 0;  ///< serves "q"; command thread
-  virtual void SynchronizeBurstData() = 0;  ///< formats a burst; read thread
-  virtual void SynchronizeData() = 0;       ///< formats the record after the length; read thread
+  virtual void Synchronize() = 0;           ///< queues the commands of a download; any thread
+  virtual void SynchronizeRecord() = 0;     ///< runs the command "p"; command thread
+  virtual void SynchronizeBurst() = 0;      ///< runs the command "P"; command thread
+  virtual void SynchronizeOneRecord() = 0;  ///< runs the command "q"; command thread
+  virtual void SynchronizeBurstData() = 0;  ///< delivers the records of a burst; read thread
+  virtual void SynchronizeData() = 0;       ///< delivers the record of a frame; read thread
 
  protected:
   ~Download() = default;

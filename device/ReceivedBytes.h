@@ -5,14 +5,14 @@
 
 namespace quillet {
 
-/// The byte at a position, 0 outside the buffer: positions are computed from lengths that the
-/// scanner sent.
+/// Returns the byte at `index`, or 0 if `index` is outside the buffer. Indices are computed from
+/// lengths that the scanner sent, which may be wrong.
 inline std::uint8_t ByteAt(std::span<const std::uint8_t> buffer, std::int32_t index) {
   return static_cast<std::uint32_t>(index) < buffer.size() ? buffer[static_cast<std::size_t>(index)]
                                                            : std::uint8_t{0};
 }
 
-/// The big-endian number in `count` (0 to 4) bytes from `start`.
+/// Returns the big-endian number in `count` (0 to 4) bytes from index `start`.
 inline std::uint32_t NumberAt(std::span<const std::uint8_t> buffer, std::int32_t start,
                               std::int32_t count) {
   std::uint32_t value = 0;

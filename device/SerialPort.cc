@@ -14,7 +14,7 @@ using platform::SerialLine;
 constexpr auto kReadPause = 200us;
 constexpr auto kTransmitPause = 1ms;
 
-// Longer chunks are not followed by a NUL; shorter ones can be logged as text.
+// Shorter chunks are followed by a NUL.
 constexpr std::int32_t kTerminatedBelow = 2048;
 
 constexpr platform::LineSettings kScannerLine{115200, 8, 0, 1};
@@ -27,8 +27,8 @@ std::int32_t Descriptor::Exchange(std::int32_t replacement) {
   return old;
 }
 
-// The previous port stays open until the next one takes its place. 0 is what a new channel holds
-// without owning it.
+// Stores the line and closes the previous one. A channel that was never opened contains 0, which is
+// not its own descriptor.
 void SerialPort::Put(Descriptor& place, std::int32_t line) {
   const std::int32_t replaced = place.Exchange(line);
   if (replaced > 0) line_.Close(replaced);
@@ -43,13 +43,13 @@ std::uint8_t SerialPort::openConnections(const char* path) {
     return 0;
   }
   bIsClosed_ = 0;
-  // A close on another thread may have come between the two opens, or before the flag was cleared.
+  // Another thread may have closed the port between the two opens or before the flag was cleared.
   if (inputfd_ < 0 || outputfd_ < 0) {
     closeConnections();
     return 0;
   }
   if (readThread_.Claim() && !readThread_.Start([this] { ReadThread(); })) {
-    Log(log_, "-[SerialPort openConnections:]", ": no thread to read with");
+    Log(log_, "-[SerialPort openConnections:]", ": cannot start the read thread");
     closeConnections();
     return 0;
   }
@@ -87,8 +87,8 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
   }
 }
 
-// The two tests differ on purpose: the input side never closes descriptor 0, the output side does.
-// A channel that was never opened holds 0 in both, so closing it closes descriptor 0.
+// The conditions differ intentionally: only closing the output closes descriptor 0. Therefore,
+// closing a channel that was never opened closes descriptor 0.
 void SerialPort::closeInputConnection() {
   const std::int32_t line = inputfd_.Exchange(-1);
   if (line > 0) line_.Close(line);

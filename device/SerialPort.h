@@ -11,27 +11,28 @@
 
 namespace quillet {
 
-/// Receives what a SerialPort reads.
+/// Receives the bytes that a SerialPort reads.
 class SerialPortDelegate {
  public:
-  /// Called on the port's read thread with each chunk; nothing is read until it returns.
-  /// @param bytes  the port's read buffer; valid during the call only
-  /// @param count  how many bytes, 1 to 10240
+  /// Called on the port's read thread with each chunk. The next chunk is read after it returns.
+  /// @param bytes  the port's read buffer, valid during the call
+  /// @param count  the number of bytes, 1 to 10240
   virtual void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) = 0;
 
  protected:
   ~SerialPortDelegate() = default;
 };
 
-/// The number of a line that one thread uses while another may close it. The closer replaces the
-/// number first, waits until no thread uses it, and closes it then. Otherwise a file opened in
-/// between could get the same number and lose bytes to the read thread.
+/// The number of a serial line that one thread uses and another thread may close. To close the
+/// line, replace its number, wait until no thread uses the old number, then close. Otherwise a file
+/// opened in between could get the same number and lose bytes to the read thread.
 class Descriptor {
  public:
-  /// The present number, -1 when closed. Another thread may close it at any time.
+  /// The current number, or -1 if closed. Another thread may close the line at any time.
   operator std::int32_t() const noexcept { return number_.load(); }
 
-  /// Calls `use` with the present number, which stays open during the call. It must not block.
+  /// Calls `use`, which must not block, with the current number. The line stays open until `use`
+  /// returns.
   template <class Use>
   auto With(Use&& use) {
     users_.fetch_add(1);
@@ -41,7 +42,7 @@ class Descriptor {
   }
 
   /// Replaces the number and waits until no thread uses the old one.
-  /// @return the old number, for the caller to close.
+  /// @return the old number, which the caller closes.
   std::int32_t Exchange(std::int32_t replacement);
 
  private:
@@ -49,19 +50,18 @@ class Descriptor {
   std::atomic<std::int32_t> users_{0};
 };
 
-/// The byte channel to the scanner: one device, opened twice, for reading and for writing. The same
-/// channel is opened and closed again and again.
+/// The byte channel to the scanner: one device, opened once for reading and once for writing. The
+/// channel may be opened and closed repeatedly.
 ///
-/// Threads: one thread at a time opens. Another may close at any time; an open that it overtakes
-/// fails or leaves `bIsClosed` 1. A sending thread transmits. The read thread starts with the first
-/// successful open and ends with the process, so a channel that was opened is never destroyed.
+/// One thread at a time may open the channel. Any thread may close it, even during an open, which
+/// then fails or leaves `bIsClosed` at 1. The read thread starts with the first successful open and
+/// never ends, so the channel, its log, clock and line are never destroyed.
 class SerialPort {
  public:
-  /// The most bytes of one chunk.
-  static constexpr std::int32_t kReadBufferSize = 10240;
+  static constexpr std::int32_t kReadBufferSize = 10240;  ///< maximum size of a chunk in bytes
 
-  /// @param log    outlives the channel, which is never destroyed; so do `clock` and `line`
-  /// @param clock  makes the pauses
+  /// @param log    logs chunks without a receiver and failed thread starts
+  /// @param clock  sleeps between reads and between written bytes
   /// @param line   opens, reads and writes the device
   SerialPort(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
       : log_(log), clock_(clock), line_(line) {}
@@ -70,34 +70,34 @@ class SerialPort {
 
   /// The receiver of the bytes, or null; not owned. Any thread.
   SerialPortDelegate* delegate() const { return delegate_.load(); }
-  /// Sets the receiver. The old one may still get one chunk. Any thread.
+  /// Sets the receiver. The previous receiver may still get one chunk. Any thread.
   void setDelegate(SerialPortDelegate* receiver) { delegate_.store(receiver); }
 
-  /// Opens the device for 115200 bit/s, 8 data bits, no parity, 1 stop bit. A port that is still
-  /// open is closed.
+  /// Opens the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit. Closes a port that is
+  /// already open.
   /// @param path  NUL-terminated path of the device
   /// @return 1 if both directions are open, else 0.
   std::uint8_t openConnections(const char* path);
 
-  void closeInputConnection();   ///< closes the reading side, except descriptor 0
-  void closeOutputConnection();  ///< closes the writing side, descriptor 0 included
-  void closeConnections();       ///< closes both sides; the read thread continues
+  void closeInputConnection();   ///< closes the line for reading, except descriptor 0
+  void closeOutputConnection();  ///< closes the line for writing, including descriptor 0
+  void closeConnections();       ///< closes both lines; the read thread continues
 
-  /// Writes bytes, each followed by a pause of one millisecond, so that the scanner can keep up.
-  /// Write errors are ignored: a command that was not sent times out.
-  /// @param bytes  the bytes
-  /// @param count  their number; 0 or less does nothing
+  /// Writes bytes with a pause of 1 ms after each, which gives the scanner time to process them.
+  /// Write errors are ignored: a lost command times out.
+  /// @param bytes  the bytes to write
+  /// @param count  the number of bytes; 0 or less writes nothing
   void transmitCharacters(const std::uint8_t* bytes, std::int32_t count);
 
   /// Body of the read thread.
   [[noreturn]] void ReadThread();
 
-  /// One pass of the read thread without its pause.
+  /// Reads once and passes the bytes to the delegate.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 
-  std::int32_t outputfd() const { return outputfd_; }    ///< open for writing; -1 when closed
-  std::int32_t inputfd() const { return inputfd_; }      ///< open for reading; -1 when closed
+  std::int32_t outputfd() const { return outputfd_; }    ///< line for writing; -1 if closed
+  std::int32_t inputfd() const { return inputfd_; }      ///< line for reading; -1 if closed
   std::uint8_t bIsClosed() const { return bIsClosed_; }  ///< 1 after closeConnections
 
  private:
@@ -107,7 +107,7 @@ class SerialPort {
   platform::Clock& clock_;
   platform::SerialLine& line_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
-  // A new channel holds descriptor 0 in both fields without having opened it.
+  // Both are initially 0, a descriptor that the channel has not opened.
   Descriptor outputfd_;
   Descriptor inputfd_;
   std::atomic<std::uint8_t> bIsClosed_{0};

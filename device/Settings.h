@@ -7,9 +7,8 @@
 
 namespace quillet {
 
-/// The user's choices. They are fields of the session, whose formatting and delivery code reads
-/// them on the read thread at any time; the settings window and the settings file write them on
-/// the main thread. Numbers outside the stated ranges may occur and mean "none of these".
+/// The user's settings. The main thread writes them; the read thread may read them at any time.
+/// Flags are 0 or 1. Numbers may be outside their range, which selects none of the choices.
 struct Settings {
   Word<std::uint8_t> bAttachType = 0;       ///< add the symbology name
   Word<std::uint8_t> bAttachSerial = 0;     ///< add the scanner's serial number
@@ -18,15 +17,14 @@ struct Settings {
   Word<std::int32_t> recorddelimiter = 4;   ///< 0 none, 1 LF, 2 CR, 3 tab, 4 CR LF
   Word<std::int32_t> sn_position = 1;       ///< serial number: 0 first, 1 last
   Word<std::int32_t> dataorder = 0;         ///< order of name, data and time, 0 to 5
-  Word<std::uint8_t> bBurstSync = 1;        ///< all records in one transfer, not one by one
+  Word<std::uint8_t> bBurstSync = 1;        ///< download all records in one transfer
   Word<std::uint8_t> bSyncClock = 1;        ///< set the scanner's clock when it connects
   Word<std::uint8_t> bClearMemory = 0;      ///< erase the scanner after a download
-  Word<std::uint8_t> bAutoSync = 0;         ///< download as soon as the scanner is connected
-  Word<std::uint8_t> bAppendData = 0;       ///< append to the output file, do not replace it
-  Word<std::uint8_t> bNonEnglish = 0;       ///< deliver by pasting, not by typing
+  Word<std::uint8_t> bAutoSync = 0;         ///< download when the scanner connects
+  Word<std::uint8_t> bAppendData = 0;       ///< append to the output file instead of replacing it
+  Word<std::uint8_t> bNonEnglish = 0;       ///< paste lines instead of typing them
   Word<std::int32_t> destination = 1;  ///< 0 file, 1 view, 2 frontmost application, 3 `appname`
-  // The bare file name and the missing ".app" are what a fresh program starts with; the settings
-  // file, or its defaults, replace the former before anything is written.
+  // The settings file, or its defaults, replace `filename` before the first use.
   SharedText filename{"sn_timestamp.txt"};       ///< path of the output file
   SharedText appname{"/Applications/TextEdit"};  ///< path of the application
 };

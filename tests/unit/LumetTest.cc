@@ -369,7 +369,7 @@ TEST_F(LumetTest, LogsAnEntryThatDoesNotFit) {
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
   lumet.EraseTavoMemory();
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
-  EXPECT_TRUE(log.Has("-[Lumet Queue]: no room for command 45"));
+  EXPECT_TRUE(log.Has("-[Lumet Queue]: queue full, dropped command 45"));
 }
 
 // --- Connection ---------------------------------------------------------------------------------
