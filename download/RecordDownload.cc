@@ -42,13 +42,11 @@ void RecordDownload::SynchronizeRecord() {
   if (session_.bClearMemory) session_.Queue({0x01, 'E'});
 }
 
-// Sends "p", the index in lower-case hexadecimal and "#". A record that is not answered is left
-// out.
+// Sends "p", the index in lower-case hexadecimal and "#". A record without an answer is skipped.
 void RecordDownload::RequestRecord(std::int32_t index) {
   char command[16] = {'p'};
-  char* end = std::to_chars(command + 1, command + sizeof command - 1,
-                            static_cast<std::uint32_t>(index), 16)
-                  .ptr;
+  const auto number = static_cast<std::uint32_t>(index);
+  char* end = std::to_chars(command + 1, command + sizeof command - 1, number, 16).ptr;
   *end++ = '#';
   session_.SetCommand({command, static_cast<std::size_t>(end - command)});
   session_.SendCommandAndWait(kRecordWait);
@@ -72,7 +70,7 @@ void RecordDownload::SynchronizeOneRecord() {
 }
 
 void RecordDownload::SynchronizeBurstData() {
-  // Read once: a new connection may reset the count during the walk.
+  // Read only once, since a new connection may reset the count during the loop.
   const std::int32_t received = session_.receive().writePtr();
   const std::int32_t end = std::min(received, ReceiveMachine::kBufferSize);
   const bool is300 = session_.bTavo300;
@@ -81,17 +79,18 @@ void RecordDownload::SynchronizeBurstData() {
                                                       : session_.MakeInteger(offset, 1) + 1);
     const std::uint32_t symbology = session_.MakeInteger(offset + (is300 ? 2 : 1), 1);
     Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
-    // A record of length 0 would be read for ever, and one that exceeds the buffer is not what was
-    // scanned. Other lengths are trusted as received.
+    // Length 0 would loop forever; a record that exceeds the buffer is incomplete. All other
+    // lengths are accepted.
     if (step == 0 || step > ReceiveMachine::kBufferSize - offset) {
-      Log(log_, "-[Lumet SynchronizeBurstData]", ": the remaining records are left out");
+      Log(log_, "-[Lumet SynchronizeBurstData]",
+          ": invalid length, remaining records skipped");
       break;
     }
     if (symbology != kErasedSlot) Deliver(offset);
     offset += step;
   }
   session_.Show(Phase::kClosing);
-  // The scanner is woken again after the long transfer, before the closing command.
+  // The scanner must be woken again after the long transfer.
   session_.Queue({0x01, 'W'});
   session_.Queue({0x03, '1', 'S', '0'});
 }

@@ -8,11 +8,11 @@
 
 namespace quillet {
 
-/// The record download of a session: queues and serves its commands, and turns received records
-/// into lines for the session's owner. Never destroyed, as the session is not.
+/// The record download of a session: queues and runs its commands, composes a line from each
+/// received record and passes it to the session's delegate. Never destroyed, like the session.
 class RecordDownload final : public Download {
  public:
-  /// Becomes the download of the session.
+  /// Registers itself as the download of the session.
   RecordDownload(SystemLog& log, Lumet& session);
 
   void Synchronize() override;
@@ -22,7 +22,7 @@ class RecordDownload final : public Download {
   void SynchronizeBurstData() override;
   void SynchronizeData() override;
 
-  /// The bytes of the line composed last. Read thread.
+  /// The most recently composed line, before its conversion to UTF-8. Read thread.
   std::string_view BarcodeBuffer() const { return composer_.BarcodeBuffer(); }
 
  private:

@@ -8,10 +8,10 @@ namespace {
 
 constexpr std::size_t kOlderNames = 16;
 
-// The two tables lie one behind the other: a code of the older layout that runs past its own 16
-// names goes on in those of the 300 series.
+// The tables of both series, concatenated. Older codes from 16 intentionally continue into the
+// names of the 300 series.
 constexpr std::array<std::string_view, kOlderNames + 45> kNames = {
-    // Older layout
+    // Older scanners
     "EAN 13", "EAN 8", "UPCA", "UPCE",                //  0
     "Code 39", "ITF-14", "Code 128", "I2of5",         //  4
     "CodaBar", "UCC/EAN-128", "Code 93", "Code 35",   //  8
@@ -37,14 +37,7 @@ std::string_view SymbologyName(std::int32_t code, bool bTavo300) {
 }
 
 std::int32_t RemapOlderCode(std::int32_t code) {
-  switch (code) {
-    case 20:
-      return 10;
-    case 21:
-      return 11;
-    default:
-      return code;
-  }
+  return code == 20 || code == 21 ? code - 10 : code;
 }
 
 }  // namespace quillet

@@ -5,14 +5,12 @@
 
 namespace quillet {
 
-/// The name of a symbology.
-/// @param code       symbology code; on the older layout after its remapping
-/// @param bTavo300   whether the scanner is of the 300 series, which has a table of its own
-/// @return the name; "Unknown" for a code that no table holds.
+/// Returns the name of a symbology, or "Unknown".
+/// @param code      symbology code; for older scanners, the result of RemapOlderCode
+/// @param bTavo300  whether the code is from a 300-series scanner; they use different codes
 std::string_view SymbologyName(std::int32_t code, bool bTavo300);
 
-/// The code under which the older table holds a symbology that the scanner reports with a later
-/// code: 20 becomes 10 and 21 becomes 11.
+/// Maps the codes 20 and 21 of older scanners to 10 and 11. Returns other codes unchanged.
 std::int32_t RemapOlderCode(std::int32_t code);
 
 }  // namespace quillet

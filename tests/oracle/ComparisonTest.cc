@@ -301,7 +301,7 @@ void ComparisonTest::CompareBurstOf(Bytes burst) {
               std::to_string(visit.offset) + ":" + std::to_string(visit.step) + "]\n";
     if (visit.last) {
       ++ended_;
-      logged += "-[Lumet SynchronizeBurstData]: the remaining records are left out\n";
+      logged += "-[Lumet SynchronizeBurstData]: invalid length, remaining records skipped\n";
     } else if (visit.erased) {
       ++erased_;
     } else {
