@@ -6,8 +6,8 @@
 
 namespace quillet {
 
-// The titles of the settings window's choices. The position of a title is the number that is
-// stored. Invisible characters are followed by the mark that the sample line shows for them.
+// The titles of the choices in the settings window. The index of a title is the stored number. The
+// name of an invisible character is followed by the symbol that the sample line shows for it.
 
 inline constexpr std::string_view kDataDelimiterTitles[] = {
     "Nothing", "Tab  →", "Space  ␣", "Comma  ,", "Semicolon  ;",
@@ -15,10 +15,8 @@ inline constexpr std::string_view kDataDelimiterTitles[] = {
 inline constexpr std::string_view kRecordDelimiterTitles[] = {
     "Nothing", "Line feed (LF)  ↓", "Carriage return (CR)  ←", "Tab  →", "New line (CR LF)  ⏎",
 };
-inline constexpr std::string_view kSerialPositionTitles[] = {
-    "First in the line",
-    "Last in the line",
-};
+inline constexpr std::string_view kSerialPositionTitles[] = {"First in the line",
+                                                             "Last in the line"};
 inline constexpr std::string_view kOrderTitles[] = {
     "Symbology, Data, Time", "Symbology, Time, Data", "Data, Symbology, Time",
     "Data, Time, Symbology", "Time, Symbology, Data", "Time, Data, Symbology",

@@ -5,9 +5,8 @@
 namespace quillet {
 namespace {
 
-// The characters of the keys of a US keyboard, in the order of their virtual key codes. Key 10 has
-// no character there; its place is held by one that no other key has. No record types that one:
-// such a record is not ASCII.
+// The characters on the keys of a US keyboard, indexed by virtual key code. Key 10 has no character
+// there; its place is taken by U+00FF, which is never looked up because only ASCII text is typed.
 // clang-format off
 constexpr std::u16string_view kUnshifted =
     u"asdfhgzxcv"  // 0

@@ -4,15 +4,15 @@
 
 namespace quillet {
 
-/// The key that types a character on a US keyboard: bits 0 to 6 are the virtual key code.
+/// A key on a US keyboard: its virtual key code in bits 0 to 6, and kShiftBit.
 using KeyValue = std::uint16_t;
 
 inline constexpr KeyValue kShiftBit = 0x80;  ///< the key is pressed with Shift
 inline constexpr KeyValue kKeyCodeMask = 0x7F;
-inline constexpr KeyValue kNoKey = 0x00FF;  ///< no key types this character
+inline constexpr KeyValue kNoKey = 0x00FF;  ///< the character has no key
 
-/// The key for a UTF-16 character. The characters that stand in both tables (line feed, tab, space)
-/// come without Shift. A carriage return has no key: a record's line end types one Return at most.
+/// Returns the key for a UTF-16 character, or kNoKey. Line feed, tab and space need no Shift. A
+/// carriage return has no key, so that CR LF presses Return only once.
 KeyValue KeyForCharacter(char16_t character);
 
 }  // namespace quillet

@@ -12,26 +12,15 @@
 namespace quillet {
 namespace {
 
-constexpr char kRegistryName[] = "QuilletRegistry.txt";
-
-// Far more than the settings file ever holds; what stands in its place may be anything.
+// Far larger than any valid settings file. Limits the memory used for an unrelated file.
 constexpr std::size_t kRegistryReadLimit = 1 << 20;
 
-// A serial number that the line has garbled must not lead into another folder, nor put control
-// characters into a file's name.
+// Replaces slashes and control characters, which a corrupted serial number may contain.
 std::string FileNamePart(std::string text) {
   std::replace_if(
       text.begin(), text.end(),
       [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '_');
   return text;
-}
-
-// "yyyyMMdd_HHmmss"
-std::string TimeStamp(const platform::CalendarTime& time) {
-  char text[64];
-  const int length = std::snprintf(text, sizeof text, "%04d%02d%02d_%02d%02d%02d", time.year,
-                                   time.month, time.day, time.hour, time.minute, time.second);
-  return std::string(text, static_cast<std::size_t>(length));
 }
 
 }  // namespace
@@ -64,8 +53,8 @@ bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {
   if (!registry) return false;
   const auto bytes = files_.Read(RegistryPath(), kRegistryReadLimit);
   if (!bytes) return false;
-  // Without a mark the bytes stay as they are: positions count bytes, and each name in the file is
-  // in whatever encoding its owner's file system uses.
+  // Without a byte-order mark, the bytes are not converted: positions count bytes, and a path may
+  // be in any encoding.
   const std::string text = HasByteOrderMark(*bytes) ? DecodeTextFile(*bytes) : *bytes;
   const std::size_t count = std::min(text.size(), dest.size() - 1);
   std::memcpy(dest.data(), text.data(), count);
@@ -74,23 +63,16 @@ bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {
 }
 
 std::string LumetFile::GetSyncFileName(const SerialNumberField& serial) {
-  return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + "_" +
-         TimeStamp(clock_.LocalTime()) + ".txt";
-}
-
-bool LumetFile::ReadRegistry(std::span<char> dest) {
-  return ReadDataFromFile(dest, true);
+  const platform::CalendarTime now = clock_.LocalTime();
+  char stamp[64];
+  std::snprintf(stamp, sizeof stamp, "_%04d%02d%02d_%02d%02d%02d.txt", now.year, now.month, now.day,
+                now.hour, now.minute, now.second);
+  return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + stamp;
 }
 
 void LumetFile::SaveRegistry(std::span<const char> src) {
   const auto end = std::find(src.begin(), src.end(), '\0');
-  WriteDataToFile(RegistryPath(),
-                  std::string_view(src.data(), static_cast<std::size_t>(end - src.begin())), true,
-                  false);
-}
-
-std::string LumetFile::RegistryPath() const {
-  return dataFolder_ + "/" + kRegistryName;
+  WriteDataToFile(RegistryPath(), {src.begin(), end}, true, false);
 }
 
 }  // namespace quillet

@@ -11,55 +11,54 @@
 
 namespace quillet {
 
-/// Where every user of the computer finds the data.
+/// The default data folder.
 inline constexpr char kDataFolder[] = "/Users/Shared/QuilletData";
 
-/// In the configured path of the output file this stands for a name made anew for each run.
+/// The part of the configured output path that each run replaces with a new file name.
 inline constexpr char kPlaceholder[] = "/sn_timestamp.txt";
 
-/// Everything that touches the disk. It keeps nothing between calls, so a call of the main thread,
-/// to save the settings, may run beside one of the read thread at the end of a run.
+/// Reads and writes the settings file and the output files. Has no mutable state, so the main
+/// thread and the read thread may use it at the same time.
 class LumetFile {
  public:
-  /// @param log         outlives this object, as do `clock` and `files`
-  /// @param clock       tells the time for names
-  /// @param files       does what is done on the disk
-  /// @param dataFolder  absolute path of the folder for the settings file and, as a rule, the
-  ///                    output files
+  /// @param log         must outlive this object, like `clock` and `files`
+  /// @param clock       the time for file names
+  /// @param files       reads and writes files
+  /// @param dataFolder  absolute path of the folder for the settings file and new output files
   LumetFile(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
             std::string dataFolder = kDataFolder);
 
-  /// The folder's absolute path.
+  /// Absolute path of the data folder.
   const std::string& dataFolder() const { return dataFolder_; }
 
-  /// Creates the data folder with the folders above it; a failure is only logged.
+  /// Creates the data folder and its parent folders. A failure is only logged.
   void CreateBarcodeDirectory();
 
-  /// Writes a text file as a whole, in UTF-8. The outcome is only logged.
+  /// Replaces a text file. The result is only logged.
   /// @param path    absolute path of the file
-  /// @param data    UTF-8 text
-  /// @param spare   never consulted
-  /// @param append  keep the text that the file already holds in front of `data`
+  /// @param data    the text in UTF-8
+  /// @param spare   unused
+  /// @param append  whether to keep the text of an existing file, converted to UTF-8, before `data`
   void WriteDataToFile(const std::string& path, std::string_view data, bool spare, bool append);
 
-  /// Reads the settings file into a buffer as UTF-8 with a NUL behind it.
-  /// @param dest      receives as much as fits
-  /// @param registry  must be true: no other file is read through here
-  /// @return false, with `dest` untouched, when there was nothing to read.
+  /// Reads the settings file into a buffer and appends a NUL.
+  /// @param dest      receives the text, truncated to its size
+  /// @param registry  must be true; the function cannot read other files
+  /// @return false if the file cannot be read or `registry` is false; `dest` is then unchanged.
   bool ReadDataFromFile(std::span<char> dest, bool registry);
 
-  /// The name for an output file written now: the shown part of the serial number, "_", the local
+  /// Returns a name for a new output file: the displayed part of the serial number, "_", the local
   /// date and time, ".txt".
   std::string GetSyncFileName(const SerialNumberField& serial);
 
-  /// Reads the settings file; as ReadDataFromFile.
-  bool ReadRegistry(std::span<char> dest);
+  /// Reads the settings file as ReadDataFromFile does.
+  bool ReadRegistry(std::span<char> dest) { return ReadDataFromFile(dest, true); }
 
-  /// Replaces the settings file by the buffer's text up to its first NUL.
+  /// Replaces the settings file with the text in `src` up to the first NUL.
   void SaveRegistry(std::span<const char> src);
 
  private:
-  std::string RegistryPath() const;
+  std::string RegistryPath() const { return dataFolder_ + "/QuilletRegistry.txt"; }
 
   SystemLog& log_;
   platform::Clock& clock_;
@@ -67,22 +66,20 @@ class LumetFile {
   const std::string dataFolder_;
 };
 
-/// The path that a run writes: every placeholder in the configured path gives way to the result of
-/// `name`, which is asked only if there is one. The placeholder's slash goes with it, on purpose:
-/// the file then stands beside the folder, its name beginning with the folder's.
+/// Returns the path of a run's output file: `path` with each placeholder, including its slash,
+/// replaced by the result of `name`. Without the slash, the file is created next to the folder and
+/// its name begins with the folder's name; this is intended. `name` is called at most once.
 template <class Name>
-std::string ResolveSyncFileName(const std::string& configured, Name&& name) {
+std::string ResolveSyncFileName(std::string path, Name&& name) {
   constexpr std::string_view placeholder = kPlaceholder;
-  std::size_t found = configured.find(placeholder);
-  if (found == std::string::npos) return configured;
+  std::size_t found = path.find(placeholder);
+  if (found == std::string::npos) return path;
   const std::string replacement = name();
-  std::string path;
-  std::size_t copied = 0;
-  for (; found != std::string::npos; found = configured.find(placeholder, copied)) {
-    path.append(configured, copied, found - copied).append(replacement);
-    copied = found + placeholder.size();
+  while (found != std::string::npos) {
+    path.replace(found, placeholder.size(), replacement);
+    found = path.find(placeholder, found + replacement.size());
   }
-  return path.append(configured, copied);
+  return path;
 }
 
 }  // namespace quillet

@@ -9,28 +9,28 @@
 
 namespace quillet {
 
-/// Composes the line of a made-up record with the code that composes real lines. It has settings of
-/// its own, to be filled in by the caller.
+/// Composes the line of a sample record with the code that composes received records. Set the
+/// inherited settings before composing.
 class SampleComposer final : public Settings {
  public:
   SampleComposer();
 
-  /// The line of the sample record, as it would be delivered.
-  /// @param series300  as from a 300-series scanner, else as from an older one
+  /// Returns the line of the sample record in UTF-8.
+  /// @param series300  whether a 300-series scanner sends the record
   std::string Line(bool series300);
 
  private:
-  ScannerIdentity identity_;
+  ScannerIdentity identity_{.SerialNo = SerialNumberField("2104005771")};
   RecordComposer composer_;
 };
 
-/// Spells a text so that every character in it can be seen: a tab as →, a space as ␣, a carriage
-/// return with a line feed behind it as ⏎, either alone as ← or ↓.
+/// Returns a text with symbols for its invisible characters: → for tab, ␣ for space, ⏎ for CR LF,
+/// ← for CR, ↓ for LF.
 /// @param text  UTF-8
 std::string VisibleSpelling(std::string_view text);
 
-/// Spells a line in the same way as it appears where it is typed key by key: a line feed is the
-/// Return key, ⏎, and characters without a key, as a carriage return, are left out.
+/// Returns a line as it is typed, with symbols for the invisible characters. A line feed is ⏎ (the
+/// Return key). Characters without a key, such as a carriage return, are omitted.
 /// @param text  ASCII
 std::string TypedSpelling(std::string_view text);
 

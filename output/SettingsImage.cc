@@ -12,8 +12,8 @@ constexpr std::size_t kNameArea = 128;
 
 using platform::SettingsValues;
 
-// A setting in the record, in the image and in the window: a flag with its check box, or a number
-// with its choice.
+// Describes one setting: its field in `Settings`, its position in the image and its control in the
+// settings window. A flag has a check box, a number has a choice.
 struct Setting {
   constexpr Setting(Word<std::uint8_t> Settings::*flagField, std::size_t place,
                     bool SettingsValues::*boxValue)
@@ -29,7 +29,7 @@ struct Setting {
   std::int32_t SettingsValues::*choice = nullptr;
 };
 
-// In the order in which they are stored; other threads read them.
+// Functions that write the fields write them in this order.
 constexpr Setting kSettings[] = {
     {&Settings::bAttachSerial, 0, &SettingsValues::attachserial},
     {&Settings::bAttachTimestamp, 1, &SettingsValues::attachtimestamp},
@@ -93,19 +93,14 @@ void StoreValues(const SettingsValues& values, const Settings& stored, Settings&
 }
 
 void WriteName(SettingsImage& image, std::size_t position, std::string_view name) {
-  const auto area = image.begin() + static_cast<std::ptrdiff_t>(position);
-  if (name.size() <= kLongestName) {
-    *std::copy(name.begin(), name.end(), area) = kNameEnd;
-    return;
-  }
-  *std::copy_n(name.begin(), kLongestName, area) = kFiller;
+  char* end = std::copy_n(name.data(), std::min(name.size(), kLongestName), &image[position]);
+  *end = name.size() <= kLongestName ? kNameEnd : kFiller;
 }
 
 std::string ReadName(const SettingsImage& image, std::size_t position) {
-  const auto area = image.begin() + static_cast<std::ptrdiff_t>(position);
-  const auto end = std::find(area, area + kNameArea, kNameEnd);
-  if (end == area + kNameArea) return {};
-  return std::string(area, end);
+  const std::string_view area(&image[position], kNameArea);
+  const std::size_t length = area.find(kNameEnd);
+  return length == area.npos ? std::string() : std::string(area.substr(0, length));
 }
 
 }  // namespace quillet

@@ -1,5 +1,6 @@
 #include "output/TextEncoding.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "base/Utf8.h"
@@ -17,19 +18,19 @@ void AppendUtf8(std::string& text, char32_t code) {
   const auto put = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
   if (code < 0x80) {
     put(code);
-  } else if (code < 0x800) {
+    return;
+  }
+  if (code < 0x800) {
     put(0xC0 | code >> 6);
-    put(0x80 | (code & 0x3F));
   } else if (code < 0x10000) {
     put(0xE0 | code >> 12);
     put(0x80 | (code >> 6 & 0x3F));
-    put(0x80 | (code & 0x3F));
   } else {
     put(0xF0 | code >> 18);
     put(0x80 | (code >> 12 & 0x3F));
     put(0x80 | (code >> 6 & 0x3F));
-    put(0x80 | (code & 0x3F));
   }
+  put(0x80 | (code & 0x3F));
 }
 
 bool IsHighSurrogate(char32_t unit) {
@@ -82,13 +83,9 @@ std::string RepairUtf8(std::string_view bytes) {
   std::string text;
   while (!bytes.empty()) {
     const std::size_t length = Utf8SequenceLength(bytes);
-    if (length == 0) {
-      AppendUtf8(text, kReplacement);
-      bytes.remove_prefix(1);
-    } else {
-      text.append(bytes.substr(0, length));
-      bytes.remove_prefix(length);
-    }
+    if (length == 0) AppendUtf8(text, kReplacement);
+    text.append(bytes.substr(0, length));
+    bytes.remove_prefix(std::max<std::size_t>(length, 1));
   }
   return text;
 }
@@ -97,9 +94,8 @@ std::size_t Utf16Length(std::string_view text) {
   std::size_t units = 0;
   for (const char character : text) {
     const auto byte = static_cast<std::uint8_t>(character);
-    const bool continues = (byte & 0xC0) == 0x80;
-    const bool needsPair = byte >= 0xF0;
-    units += (continues ? 0U : 1U) + (needsPair ? 1U : 0U);
+    // A sequence of four bytes is a surrogate pair.
+    units += ((byte & 0xC0) != 0x80 ? 1U : 0U) + (byte >= 0xF0 ? 1U : 0U);
   }
   return units;
 }

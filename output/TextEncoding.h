@@ -6,20 +6,18 @@
 
 namespace quillet {
 
-/// Reads the bytes of a text file, detecting their encoding: UTF-8 or UTF-16 by their byte-order
-/// mark (which is left out of the result), else UTF-8 when the bytes are valid UTF-8, else Latin-1.
-/// @return the text in UTF-8. Ill-formed UTF-16 and UTF-8 behind a mark gives U+FFFD where it is
-///         broken.
+/// Converts the contents of a text file to UTF-8. A byte-order mark determines the encoding, UTF-8
+/// or UTF-16. Without a mark it is UTF-8 if the bytes are valid UTF-8, else Latin-1.
+/// @return the text without the mark. U+FFFD replaces invalid sequences after a mark.
 std::string DecodeTextFile(std::string_view bytes);
 
-/// Whether a file begins with the byte-order mark of UTF-8 or UTF-16.
+/// Whether the bytes begin with the byte-order mark of UTF-8 or UTF-16.
 bool HasByteOrderMark(std::string_view bytes);
 
-/// Makes valid UTF-8 of bytes that are meant to be UTF-8: what is broken becomes U+FFFD, one for
-/// each byte that begins no valid sequence.
+/// Replaces each byte that is not part of a valid UTF-8 sequence with U+FFFD.
 std::string RepairUtf8(std::string_view bytes);
 
-/// The number of UTF-16 units that a valid UTF-8 text has.
+/// Returns the length of a valid UTF-8 text in UTF-16 code units.
 std::size_t Utf16Length(std::string_view text);
 
 }  // namespace quillet
