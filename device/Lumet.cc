@@ -294,10 +294,9 @@ void Lumet::SyncTavoClock() {
   // Intentionally reads the clock twice.
   const platform::CalendarTime date = clock_.LocalTime();
   const platform::CalendarTime time = clock_.LocalTime();
-  Queue({0x07, 'C', static_cast<std::uint8_t>(date.year - 2000),
-         static_cast<std::uint8_t>(date.month), static_cast<std::uint8_t>(date.day),
-         static_cast<std::uint8_t>(time.hour), static_cast<std::uint8_t>(time.minute),
-         static_cast<std::uint8_t>(time.second)});
+  const auto byte = [](std::int32_t value) { return static_cast<std::uint8_t>(value); };
+  Queue({0x07, 'C', byte(date.year - 2000), byte(date.month), byte(date.day), byte(time.hour),
+         byte(time.minute), byte(time.second)});
 }
 
 }  // namespace quillet

@@ -12,39 +12,32 @@ constexpr std::size_t kNameArea = 128;
 
 using platform::SettingsValues;
 
-// Describes one setting: its field in `Settings`, its position in the image and its control in the
+// Describes one setting: its field in `Settings`, its place in the image and its control in the
 // settings window. A flag has a check box, a number has a choice.
 struct Setting {
-  constexpr Setting(Word<std::uint8_t> Settings::*flagField, std::size_t place,
-                    bool SettingsValues::*boxValue)
-      : flag(flagField), position(place), box(boxValue) {}
-  constexpr Setting(Word<std::int32_t> Settings::*numberField, std::size_t place,
-                    std::int32_t SettingsValues::*choiceValue)
-      : number(numberField), position(place), choice(choiceValue) {}
-
   Word<std::uint8_t> Settings::*flag = nullptr;
   Word<std::int32_t> Settings::*number = nullptr;
-  std::size_t position;
+  std::size_t place = 0;
   bool SettingsValues::*box = nullptr;
   std::int32_t SettingsValues::*choice = nullptr;
 };
 
-// Functions that write the fields write them in this order.
+// Fields are written in this order; other threads may read them at any time.
 constexpr Setting kSettings[] = {
-    {&Settings::bAttachSerial, 0, &SettingsValues::attachserial},
-    {&Settings::bAttachTimestamp, 1, &SettingsValues::attachtimestamp},
-    {&Settings::bAttachType, 2, &SettingsValues::attachtype},
-    {&Settings::datadelimiter, 3, &SettingsValues::datadelimiter},
-    {&Settings::recorddelimiter, 4, &SettingsValues::recorddelimiter},
-    {&Settings::sn_position, 11, &SettingsValues::sn_position},
-    {&Settings::dataorder, 12, &SettingsValues::dataorder},
-    {&Settings::bSyncClock, 5, &SettingsValues::syncclock},
-    {&Settings::bClearMemory, 6, &SettingsValues::clearmemory},
-    {&Settings::bBurstSync, 8, &SettingsValues::burstsync},
-    {&Settings::bAutoSync, 9, &SettingsValues::autosync},
-    {&Settings::bAppendData, 10, &SettingsValues::appenddata},
-    {&Settings::bNonEnglish, 13, &SettingsValues::nonenglish},
-    {&Settings::destination, 7, &SettingsValues::destination},
+    {.flag = &Settings::bAttachSerial, .place = 0, .box = &SettingsValues::attachserial},
+    {.flag = &Settings::bAttachTimestamp, .place = 1, .box = &SettingsValues::attachtimestamp},
+    {.flag = &Settings::bAttachType, .place = 2, .box = &SettingsValues::attachtype},
+    {.number = &Settings::datadelimiter, .place = 3, .choice = &SettingsValues::datadelimiter},
+    {.number = &Settings::recorddelimiter, .place = 4, .choice = &SettingsValues::recorddelimiter},
+    {.number = &Settings::sn_position, .place = 11, .choice = &SettingsValues::sn_position},
+    {.number = &Settings::dataorder, .place = 12, .choice = &SettingsValues::dataorder},
+    {.flag = &Settings::bSyncClock, .place = 5, .box = &SettingsValues::syncclock},
+    {.flag = &Settings::bClearMemory, .place = 6, .box = &SettingsValues::clearmemory},
+    {.flag = &Settings::bBurstSync, .place = 8, .box = &SettingsValues::burstsync},
+    {.flag = &Settings::bAutoSync, .place = 9, .box = &SettingsValues::autosync},
+    {.flag = &Settings::bAppendData, .place = 10, .box = &SettingsValues::appenddata},
+    {.flag = &Settings::bNonEnglish, .place = 13, .box = &SettingsValues::nonenglish},
+    {.number = &Settings::destination, .place = 7, .choice = &SettingsValues::destination},
 };
 
 }  // namespace
@@ -54,13 +47,13 @@ void WriteChoices(const Settings& settings, SettingsImage& image) {
   for (const Setting& each : kSettings) {
     const std::int32_t number =
         each.flag ? std::int32_t{settings.*each.flag != 0} : std::int32_t{settings.*each.number};
-    image[each.position] = static_cast<char>(kFiller + number);
+    image[each.place] = static_cast<char>(kFiller + number);
   }
 }
 
 void ReadChoices(const SettingsImage& image, Settings& settings) {
   for (const Setting& each : kSettings) {
-    const char character = image[each.position];
+    const char character = image[each.place];
     if (each.flag) {
       settings.*each.flag = static_cast<std::uint8_t>(character == '1');
     } else {
