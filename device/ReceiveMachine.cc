@@ -10,8 +10,7 @@ namespace {
 
 constexpr std::uint8_t kFrameStart = 0x03;
 
-// One more than a 24-bit length can announce. Counting stops here, so that a unit without an end
-// neither overflows the count nor reaches a length.
+// Larger than any 24-bit length. Limits the byte count of an answer that does not end.
 constexpr std::int32_t kCountLimit = 1 << 24;
 
 bool EndsAnswer(std::uint8_t byte) {
@@ -31,10 +30,10 @@ ReceiveMachine::Step ReceiveMachine::Take(std::span<const std::uint8_t> bytes) {
   return {taken, Event::kNone};
 }
 
-// Stores the bytes of a body before its last one at once: none of them can cause an event.
+// Copies the bytes of a body except the last one, which completes it.
 std::size_t ReceiveMachine::StoreBody(std::span<const std::uint8_t> bytes) {
-  // The count is read before the state and written before the bytes are copied. A reset by another
-  // thread, which writes the state first, is then lost only where it would be lost byte by byte.
+  // Another thread may call Reset, which writes the state first. Reading the count before the state
+  // and writing it before the copy loses a Reset only where receiving single bytes would lose it.
   const std::int32_t index = writePtr_;
   const std::int32_t receiving = state_;
   if (receiving != kFrameBody && receiving != kBurstBody) return 0;
@@ -58,7 +57,7 @@ ReceiveMachine::Event ReceiveMachine::TakeByte(std::uint8_t byte) {
         writePtr_ = 0;
         state_ = kFrameLength;
       } else if (commandDone_) {
-        writePtr_ = 0;  // no command waits for it
+        writePtr_ = 0;  // no command is waiting for an answer
       } else if (EndsAnswer(byte)) {
         return Event::kAnswer;
       }
@@ -73,8 +72,8 @@ ReceiveMachine::Event ReceiveMachine::TakeByte(std::uint8_t byte) {
       break;
     case kUnsolicitedEnd:
       if (byte != '@') break;
-      // Reset before the record is delivered: delivery can take seconds, and the command thread may
-      // announce a burst in that time.
+      // Reset before the delivery, which can take seconds. The command thread may call ExpectBurst
+      // in that time.
       Reset();
       return Event::kUnsolicited;
     case kBurstLength:

@@ -13,10 +13,10 @@
 namespace quillet {
 namespace {
 
-// The bits of a symbology byte that hold the code.
+// The low six bits of a symbology byte are the code.
 constexpr std::int32_t kCodeMask = 0x3F;
 
-// Tab is choice 1 for data and choice 3 for records; stored settings rely on both.
+// The indices are stored in settings files.
 constexpr std::array<std::string_view, 5> kDataDelimiters = {"", "\t", " ", ",", ";"};
 constexpr std::array<std::string_view, 5> kRecordDelimiters = {"", "\n", "\r", "\t", "\r\n"};
 
@@ -30,11 +30,10 @@ enum class Field { kName, kData, kTime };
 
 struct OrderedField {
   Field field;
-  bool delimiterBefore = false;  // else after; the data has none
+  bool delimiterBefore = false;  // false for the data, which has no delimiter
 };
 
-// The delimiter belongs to the name or time next to the data: a field that is switched off leaves
-// no delimiter.
+// The delimiter is part of the name or time, so a field that is off adds no delimiter.
 constexpr bool kBefore = true;
 constexpr bool kAfter = false;
 constexpr std::array<std::array<OrderedField, 3>, 6> kOrders = {{
@@ -68,7 +67,8 @@ char* PutNumber(char* out, int value) {
   return std::to_chars(out, out + 4, value).ptr;
 }
 
-// "[year/month/day:hour:minute:second]"; every number but the year is written by `put`.
+// Writes "[year/month/day:hour:minute:second]" and returns its length. `put` writes each number
+// after the year.
 template <class Put>
 std::size_t FormatScanTime(char* text, const ScanTime& scan, Put put) {
   char* out = text;
@@ -108,7 +108,7 @@ std::string_view RecordComposer::Compose(Bytes buffer, std::int32_t offset) {
   return BarcodeBuffer();
 }
 
-// The last byte of the buffer is for the NUL.
+// The last byte of the buffer is reserved for the NUL.
 void RecordComposer::Append(std::string_view text) {
   const auto room = static_cast<std::size_t>(kBarcodeBufferSize - 1 - BarcodeBufferOffset);
   BarcodeBufferOffset +=
@@ -138,7 +138,7 @@ void RecordComposer::GetDataByOrder(Bytes buffer) {
   }
 }
 
-// Delimiters have at most two bytes: a loop is faster than a call of memcpy.
+// A loop is faster than memcpy here, since delimiters have at most two bytes.
 void RecordComposer::AppendDelimiter(std::string_view delimiter) {
   for (const char byte : delimiter) {
     if (BarcodeBufferOffset < kBarcodeBufferSize - 1) barcodeBuffer_[BarcodeBufferOffset++] = byte;

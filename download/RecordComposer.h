@@ -10,67 +10,64 @@
 
 namespace quillet {
 
-/// Composes the line of a record: reads the record's fields from received bytes and joins them as
-/// the settings say. docs/protocol.md has the layout of records. Lengths are trusted as received;
-/// bytes outside the buffer count as 0, and a line that is too long is cut.
+/// Composes the line of a received record from the fields that the settings select. Record layouts
+/// are in docs/protocol.md. Lengths are used as received. Bytes outside the buffer are read as 0,
+/// and long lines are truncated.
 ///
-/// One thread at a time composes: the read thread, or the main thread for a sample. The settings
-/// may change at any time.
+/// For use by one thread at a time. The settings may change at any time.
 class RecordComposer {
  public:
-  static constexpr std::int32_t kBarcodeBufferSize = 10240;  ///< bytes of a line with its NUL
+  static constexpr std::int32_t kBarcodeBufferSize = 10240;  ///< bytes of a line, with its NUL
 
-  /// The received data.
+  /// Received bytes.
   using Bytes = std::span<const std::uint8_t>;
 
-  /// @param log       outlives this object, as do `settings` and `identity`
-  /// @param settings  which fields, in which order, with which delimiters
+  /// @param log       must outlive this object, like `settings` and `identity`
+  /// @param settings  the selected fields, their order and the delimiters
   /// @param identity  the scanner's serial number and record layout
   RecordComposer(SystemLog& log, const Settings& settings, const ScannerIdentity& identity)
       : log_(log), settings_(settings), identity_(identity) {}
   RecordComposer(const RecordComposer&) = delete;
   RecordComposer& operator=(const RecordComposer&) = delete;
 
-  /// Composes the record at `offset` of the data.
-  /// @return the line, valid until the next call.
+  /// Composes the line of the record at `offset`.
+  /// @return the line, not converted to UTF-8; valid until the next call.
   std::string_view Compose(Bytes buffer, std::int32_t offset);
 
-  // --- Steps of Compose. They read at BufferOffset and append at BarcodeBufferOffset. -----------
-
-  void GetBarcodeLength(Bytes buffer);  ///< reads BarcodeLength; 0 or less means no data
+  // --- Steps of Compose: read at BufferOffset, append at BarcodeBufferOffset ---
+  void GetBarcodeLength(Bytes buffer);  ///< reads BarcodeLength; may be negative for a bad record
   void GetBarcodeData(Bytes buffer);    ///< appends the data unchanged
 
-  /// Appends name, data and time in the order `dataorder`, nothing for an unknown order.
+  /// Appends name, data and time in the order `dataorder`. Appends nothing if it is out of range.
   void GetDataByOrder(Bytes buffer);
 
-  /// Appends the symbology's name, if wanted.
-  /// @param code    symbology code, remapped for the older layout
-  /// @param before  the delimiter comes before the name, else after it
+  /// Appends the symbology name if `bAttachType` is set.
+  /// @param code    symbology code; for older scanners, the result of RemapOlderCode
+  /// @param before  whether the delimiter is before or after the name
   void GetBarcodeTypeEx(Bytes, std::int32_t code, bool before);
 
-  /// Appends the serial number from kHiddenSerialCharacters on, if wanted.
+  /// Appends the displayed part of the serial number if `bAttachSerial` is set.
   void AttachSerialNumberEx(Bytes);
 
-  /// Appends "[year/month/day:hour:minute:second]", if wanted.
+  /// Appends "[year/month/day:hour:minute:second]" if `bAttachTimestamp` is set.
   /// @param date    packed date of the record
   /// @param time    packed time of the record
-  /// @param before  the delimiter comes before the time, else after it
+  /// @param before  whether the delimiter is before or after the time
   void AttachTimestampEx(Bytes, std::uint16_t date, std::uint16_t time, bool before);
 
   void GetDataDelimiter();         ///< appends the delimiter `datadelimiter`
   void GetRecordDelimiter(Bytes);  ///< appends the delimiter `recorddelimiter`
 
-  // --- Single fields. Compose does not use them. ------------------------------------------------
+  // --- Single fields, not used by Compose ---
+  void GetBarcodeType(Bytes buffer);   ///< appends the symbology name if `bAttachType` is set
+  void AttachSerialNumber(Bytes);      ///< appends the complete serial number
+  void AttachTimestamp(Bytes buffer);  ///< appends the time without leading zeros
 
-  void GetBarcodeType(Bytes buffer);   ///< reads the symbology byte; appends its name, if wanted
-  void AttachSerialNumber(Bytes);      ///< appends the whole serial number
-  void AttachTimestamp(Bytes buffer);  ///< reads and appends the time, without leading zeros
+  std::int32_t BufferOffset = 0;         ///< index in the received bytes
+  std::int32_t BarcodeLength = 0;        ///< length of the record's data in bytes
+  std::int32_t BarcodeBufferOffset = 0;  ///< length of the line in bytes
 
-  std::int32_t BufferOffset = 0;         ///< position in the data
-  std::int32_t BarcodeLength = 0;        ///< data bytes of the record
-  std::int32_t BarcodeBufferOffset = 0;  ///< bytes of the line so far
-
-  /// The line so far.
+  /// The line composed up to now.
   std::string_view BarcodeBuffer() const {
     return {barcodeBuffer_, static_cast<std::size_t>(BarcodeBufferOffset)};
   }
@@ -85,10 +82,9 @@ class RecordComposer {
   char barcodeBuffer_[kBarcodeBufferSize] = {};
 };
 
-/// Converts a composed line to UTF-8. Valid UTF-8, and so ASCII, stays as it is. In any other line
-/// each byte above 0x7F becomes the Latin-1 character of its value, so that nothing is lost.
+/// Converts a composed line to UTF-8. A line that is not valid UTF-8 is converted from Latin-1.
 /// @param bytes  the composed line
-/// @param text   receives the text; its memory is reused from call to call
+/// @param text   receives the text; its memory is reused
 void DecodeRecordText(std::string_view bytes, std::string& text);
 
 }  // namespace quillet
