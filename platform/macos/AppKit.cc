@@ -4,18 +4,10 @@
 
 #include "platform/macos/CfText.h"
 
-/// The pasteboard's type of plain text (NSPasteboardTypeString in the AppKit reference), whose
-/// header only Objective-C can read.
+// The plain text type, as in the AppKit reference. Its header requires Objective-C.
 extern "C" const CFStringRef NSPasteboardTypeString;
 
 namespace quillet::platform::macos {
-
-GeneralPasteboard::GeneralPasteboard()
-    : owner_(Send<id>(Send<id>(ClassNamed("NSObject"), "alloc"), "init")) {}
-
-GeneralPasteboard::~GeneralPasteboard() {
-  Send<void>(owner_, "release");
-}
 
 bool GeneralPasteboard::SetString(std::string_view text) {
   const AutoreleasePool pool;
@@ -25,17 +17,17 @@ bool GeneralPasteboard::SetString(std::string_view text) {
   const CfOwner<CFArrayRef> plainText(
       CFArrayCreate(kCFAllocatorDefault, types, 1, &kCFTypeArrayCallBacks));
   Send<CFIndex>(pasteboard, "declareTypes:owner:", plainText.get(), owner_);
-  // A null string would be an exception.
+  // setString raises an exception if the string is null.
   const CfOwner<CFStringRef> string = MakeString(text);
   return string != nullptr &&
          Send<BOOL>(pasteboard, "setString:forType:", string.get(), NSPasteboardTypeString) != 0;
 }
 
 void SharedApplication::ActivateIgnoringOtherApps() {
-  constexpr BOOL kEvenIfAnotherIsActive = 1;
+  constexpr BOOL kIgnoringOtherApps = 1;
   const AutoreleasePool pool;
   const id application = Send<id>(ClassNamed("NSApplication"), "sharedApplication");
-  Send<void>(application, "activateIgnoringOtherApps:", kEvenIfAnotherIsActive);
+  Send<void>(application, "activateIgnoringOtherApps:", kIgnoringOtherApps);
 }
 
 }  // namespace quillet::platform::macos

@@ -6,28 +6,24 @@
 
 namespace quillet::platform::macos {
 
-/// The general pasteboard of macOS. The text is there when a call returns, whichever thread makes
-/// it; nothing waits for the main thread. One thread at a time.
+/// The general pasteboard of macOS. Any thread, one at a time. Never waits for the main thread.
 class GeneralPasteboard final : public Pasteboard {
  public:
-  GeneralPasteboard();
-  ~GeneralPasteboard() override;
+  GeneralPasteboard() : owner_(Send<id>(Send<id>(ClassNamed("NSObject"), "alloc"), "init")) {}
+  ~GeneralPasteboard() override { Send<void>(owner_, "release"); }
   GeneralPasteboard(const GeneralPasteboard&) = delete;
   GeneralPasteboard& operator=(const GeneralPasteboard&) = delete;
 
   bool SetString(std::string_view text) override;
 
  private:
-  /// Whom the pasteboard takes for the owner of what is on it. It would be asked for data that was
-  /// promised; nothing is, since the text is put there at once.
-  const id owner_;
+  const id owner_;  // of the contents; the pasteboard requires one but never calls it
 };
 
-/// The application object that this process shares with the toolkit. Main thread only, once the
-/// toolkit has made it.
+/// The shared NSApplication object, which the toolkit creates first. Main thread only.
 class SharedApplication final : public Workspace {
  public:
-  /// Since macOS 14 the system takes this as a request and may leave another application in front.
+  /// Since macOS 14 this is a request, and the system may ignore it.
   void ActivateIgnoringOtherApps() override;
 };
 

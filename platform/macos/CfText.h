@@ -10,24 +10,38 @@
 
 namespace quillet::platform::macos {
 
-/// Gives one reference to a Core Foundation object back.
+/// Releases one reference to a Core Foundation object.
 struct CfRelease {
   void operator()(CFTypeRef object) const { CFRelease(object); }
 };
 
-/// Owns one reference to a Core Foundation object: what a function with Create or Copy in its name
-/// has returned ("The Create Rule", Memory Management Programming Guide for Core Foundation).
+/// Owns one reference to a Core Foundation object, as returned by functions with Create or Copy in
+/// the name ("The Create Rule", Memory Management Programming Guide for Core Foundation).
 template <typename Reference>
 using CfOwner = std::unique_ptr<std::remove_pointer_t<Reference>, CfRelease>;
 
-/// Makes a string object. Any thread.
-/// @param text  UTF-8, of any length
-/// @return null when the text is not UTF-8
-CfOwner<CFStringRef> MakeString(std::string_view text);
+/// Creates a string object. Any thread.
+/// @param text  UTF-8
+/// @return null if the text is not UTF-8.
+inline CfOwner<CFStringRef> MakeString(std::string_view text) {
+  constexpr Boolean kWithoutByteOrderMark = 0;
+  return CfOwner<CFStringRef>(CFStringCreateWithBytes(
+      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
+      static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, kWithoutByteOrderMark));
+}
 
-/// The text of a string object, as UTF-8. Any thread.
-/// @param object  any object, or null; stays the caller's
-/// @return nothing when it is no string
-std::optional<std::string> TextOf(CFTypeRef object);
+/// Returns the text of a string object, as UTF-8. Any thread.
+/// @param object  any object, or null
+/// @return nothing if the object is not a string.
+inline std::optional<std::string> TextOf(CFTypeRef object) {
+  if (object == nullptr || CFGetTypeID(object) != CFStringGetTypeID()) return std::nullopt;
+  const auto string = static_cast<CFStringRef>(object);
+  const CFIndex length = CFStringGetLength(string);
+  const CFIndex room = CFStringGetMaximumSizeForEncoding(length, kCFStringEncodingUTF8) + 1;  // NUL
+  std::string text(static_cast<std::size_t>(room), '\0');
+  if (!CFStringGetCString(string, text.data(), room, kCFStringEncodingUTF8)) return std::nullopt;
+  text.resize(text.find('\0'));
+  return text;
+}
 
 }  // namespace quillet::platform::macos

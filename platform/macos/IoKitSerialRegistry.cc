@@ -6,15 +6,14 @@
 namespace quillet::platform::macos {
 namespace {
 
-// The class of serial clients and its properties, as <IOKit/serial/IOSerialKeys.h> has them. With
-// the type "IOSerialStream" the system matches streams of every type; a scanner may be any of them.
+// From <IOKit/serial/IOSerialKeys.h>. The type "IOSerialStream" matches all types of streams.
 constexpr char kSerialService[] = "IOSerialBSDClient";
 constexpr char kTypeKey[] = "IOSerialBSDClientType";
 constexpr char kStreamType[] = "IOSerialStream";
 constexpr char kNameKey[] = "IOTTYDevice";
 constexpr char kCalloutKey[] = "IOCalloutDevice";
 
-// The kinds of notification, as <IOKit/IOKitKeys.h> has them.
+// From <IOKit/IOKitKeys.h>.
 constexpr char kFirstMatch[] = "IOServiceFirstMatch";
 constexpr char kTerminate[] = "IOServiceTerminate";
 
@@ -45,8 +44,7 @@ std::int32_t IoKitSerialRegistry::ReadSerialStreams(std::span<std::string> names
   Matching matching = MakeMatching();
   if (matching == nullptr) return 0;
   io_iterator_t iterator = IO_OBJECT_NULL;
-  // Takes over the dictionary's reference, also when it fails. There may be no iterator where there
-  // are no services.
+  // Consumes the dictionary even on failure. May return no iterator if no service matches.
   if (IOServiceGetMatchingServices(masterPort_, matching.release(), &iterator) != KERN_SUCCESS ||
       iterator == IO_OBJECT_NULL) {
     return 0;
@@ -85,22 +83,18 @@ SerialRegistry::Handle IoKitSerialRegistry::AddMatchingNotification(NotifyPort p
   if (matching == nullptr) return 0;
   auto registration = std::make_unique<Registration>(
       Registration{.callback = std::move(callback), .context = context});
-  // Takes over one reference to the dictionary, also when it fails.
-  if (IOServiceAddMatchingNotification(AsPort(port), KindOf(event), matching.release(), &HandleNews,
-                                       registration.get(),
+  // Consumes one reference to the dictionary even on failure.
+  if (IOServiceAddMatchingNotification(AsPort(port), KindOf(event), matching.release(),
+                                       &HandleNotification, registration.get(),
                                        &registration->iterator) != KERN_SUCCESS) {
     return 0;
   }
   return found->second.registrations.emplace_back(std::move(registration))->iterator;
 }
 
-SerialRegistry::Handle IoKitSerialRegistry::Next(Handle iterator) {
-  return iterator == IO_OBJECT_NULL ? 0 : IOIteratorNext(iterator);
-}
-
 void IoKitSerialRegistry::Release(Handle handle) {
   if (handle == IO_OBJECT_NULL) return;
-  // The handle's number may be given out again once it is free.
+  // A new iterator may get the number of a released one.
   for (auto& [port, entry] : ports_) {
     for (const auto& registration : entry.registrations) {
       if (registration->iterator == handle) *registration = {};
@@ -118,14 +112,14 @@ void IoKitSerialRegistry::DestroyNotifyPort(NotifyPort port) {
   ports_.erase(found);
 }
 
-/// What I/O Kit calls, from the run loop. The callback may do anything, releasing the iterator and
-/// destroying the port included, so it is called by a copy.
-void IoKitSerialRegistry::HandleNews(void* registration, io_iterator_t iterator) {
+// Called from the run loop. Calls a copy of the callback, because the callback may release the
+// iterator or destroy the port.
+void IoKitSerialRegistry::HandleNotification(void* registration, io_iterator_t iterator) {
   const Registration called = *static_cast<const Registration*>(registration);
   if (called.callback) called.callback(called.context, iterator);
 }
 
-/// @return a dictionary that matches serial stream devices, null when none can be made
+// Returns a dictionary that matches serial devices, or null on failure.
 IoKitSerialRegistry::Matching IoKitSerialRegistry::MakeMatching() {
   Matching matching(IOServiceMatching(kSerialService));
   if (matching != nullptr) {
@@ -134,8 +128,7 @@ IoKitSerialRegistry::Matching IoKitSerialRegistry::MakeMatching() {
   return matching;
 }
 
-/// The reference that the next registration will consume. A dictionary serves both kinds of event,
-/// so one extra reference is taken to it.
+// Returns the reference that the next registration consumes. Two registrations share a dictionary.
 IoKitSerialRegistry::Matching IoKitSerialRegistry::TakeMatching(Port& port) {
   if (port.matching.empty()) {
     Matching first = MakeMatching();
@@ -149,8 +142,7 @@ IoKitSerialRegistry::Matching IoKitSerialRegistry::TakeMatching(Port& port) {
   return matching;
 }
 
-/// The port to I/O Kit is asked for until it has been got, and kept then: each call of IOMasterPort
-/// makes one more reference to it that would have to be given back.
+// Retries until IOMasterPort succeeds. Each successful call adds a reference to the port.
 bool IoKitSerialRegistry::FindMasterPort() {
   return masterPort_ != MACH_PORT_NULL ||
          IOMasterPort(MACH_PORT_NULL, &masterPort_) == KERN_SUCCESS;

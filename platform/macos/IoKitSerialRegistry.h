@@ -11,51 +11,48 @@
 
 namespace quillet::platform::macos {
 
-/// The serial stream devices that I/O Kit knows: services of the class of serial clients whose type
-/// is a stream, by their names and callout paths. Main thread only.
+/// The serial devices that I/O Kit knows, with their names and callout paths. Main thread only.
 ///
-/// Notifications come through the run loop of the thread that creates a port, in its default mode;
-/// the toolkit's main loop is that run loop. While a modal panel or a menu is open, the loop runs
-/// in another mode, and the news waits until that has ended.
+/// Notifications arrive through the run loop of the thread that creates a port, in its default
+/// mode. The toolkit's main loop runs in another mode while a modal panel or menu is open, which
+/// delays notifications until it is closed.
 class IoKitSerialRegistry final : public SerialRegistry {
  public:
   IoKitSerialRegistry() = default;
-
-  /// Gives back what was not: a port that was not destroyed, and references no registration took.
+  /// Destroys the remaining ports.
   ~IoKitSerialRegistry() override;
 
-  IoKitSerialRegistry(const IoKitSerialRegistry&) = delete;
-  IoKitSerialRegistry& operator=(const IoKitSerialRegistry&) = delete;
-
-  /// Names and paths are the properties "IOTTYDevice" and "IOCalloutDevice", the order is that of
-  /// the registry's iterator. A service with a name and no path leaves its name behind the others.
+  /// Names are the property "IOTTYDevice", paths "IOCalloutDevice", in the order of I/O Kit's
+  /// iterator. A service without a path is not counted, but its name is stored after the others.
   std::int32_t ReadSerialStreams(std::span<std::string> names,
                                  std::span<std::string> paths) override;
   NotifyPort CreateNotifyPort() override;
   Handle AddMatchingNotification(NotifyPort port, Event event, Callback callback,
                                  void* context) override;
-  Handle Next(Handle iterator) override;
+  Handle Next(Handle iterator) override {
+    return iterator == IO_OBJECT_NULL ? 0 : IOIteratorNext(iterator);
+  }
   void Release(Handle handle) override;
   void DestroyNotifyPort(NotifyPort port) override;
 
  private:
   using Matching = CfOwner<CFMutableDictionaryRef>;
 
-  // What I/O Kit is given to remember a registration by.
   struct Registration {
-    Callback callback;  // empty once the iterator was released
+    Callback callback;  // empty after the iterator has been released
     void* context = nullptr;
     io_iterator_t iterator = IO_OBJECT_NULL;
   };
 
-  // The registrations stay as long as the port: news that is already on its way when an iterator is
-  // released still names one of them.
   struct Port {
-    std::vector<Matching> matching;  // references to one dictionary, one for each registration
+    // Unused references to one dictionary. Each registration consumes one.
+    std::vector<Matching> matching;
+    // Kept until the port is destroyed, because a pending notification may refer to a registration
+    // whose iterator has been released.
     std::vector<std::unique_ptr<Registration>> registrations;
   };
 
-  static void HandleNews(void* registration, io_iterator_t iterator);
+  static void HandleNotification(void* registration, io_iterator_t iterator);
   static Matching MakeMatching();
   static Matching TakeMatching(Port& port);
   bool FindMasterPort();

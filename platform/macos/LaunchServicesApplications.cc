@@ -31,7 +31,7 @@ bool LaunchServicesApplications::HasApplication(const std::string& path) {
 bool LaunchServicesApplications::OpenApplication(const std::string& path) {
   const auto reference = FileReference(path);
   if (!reference) return false;
-  LSApplicationParameters parameters{};  // no reference constant, environment, arguments or event
+  LSApplicationParameters parameters{};
   parameters.version = kParametersVersion;
   parameters.flags = kDefaultLaunch;
   parameters.application = &*reference;
@@ -41,8 +41,8 @@ bool LaunchServicesApplications::OpenApplication(const std::string& path) {
 std::vector<std::string> LaunchServicesApplications::LaunchedApplications() {
   const AutoreleasePool pool;
   const id workspace = Send<id>(ClassNamed("NSWorkspace"), "sharedWorkspace");
-  // Foundation's arrays, dictionaries and strings are those of Core Foundation ("Toll-Free Bridged
-  // Types", Core Foundation Design Concepts).
+  // An NSArray can be used as a CFArray ("Toll-Free Bridged Types", Core Foundation Design
+  // Concepts).
   const auto applications = Send<CFArrayRef>(workspace, "launchedApplications");
   const CfOwner<CFStringRef> key = MakeString(kPathKey);
   std::vector<std::string> paths;

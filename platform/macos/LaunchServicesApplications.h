@@ -4,17 +4,15 @@
 
 namespace quillet::platform::macos {
 
-/// The applications of macOS, by Launch Services and the shared workspace. A path names an
-/// application's bundle as the Finder has it, with ".app" at its end.
-///
-/// Launch Services itself brings an application to the front that runs already, and returns before
-/// a started one is ready.
+/// The applications of macOS, by Launch Services and NSWorkspace. A path names an application
+/// bundle and ends in ".app". Any thread.
 class LaunchServicesApplications final : public Applications {
  public:
   bool HasApplication(const std::string& path) override;
-  bool OpenApplication(const std::string& path) override;
 
-  /// Every application that the workspace lists, whoever has launched it.
+  /// Also activates an application that is already running. Returns before a started application
+  /// is ready.
+  bool OpenApplication(const std::string& path) override;
   std::vector<std::string> LaunchedApplications() override;
 };
 

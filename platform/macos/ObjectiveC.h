@@ -5,28 +5,25 @@
 
 namespace quillet::platform::macos {
 
-// The toolkit's classes are reached through the C functions of the Objective-C runtime, so that
-// this folder is plain C++. Any thread, as far as the class that is called allows it.
+// Calls Objective-C classes from plain C++. Each class documents the threads that may call it.
 
-/// The class of this name, as an object that takes messages; null when no loaded framework has it.
+/// Returns a class as an object that receives messages, or null if no loaded framework has it.
 inline id ClassNamed(const char* name) {
   return reinterpret_cast<id>(objc_getClass(name));
 }
 
-/// Sends a message. objc_msgSend has to be called as a function of the very type that the method
-/// has (objc_msgSend in the Objective-C Runtime reference), so the caller names the result's type
-/// and passes arguments of the types that the method declares: pointers, whole numbers and BOOL.
-/// @param receiver   an object or a class; null is allowed and gives 0
-/// @param selector   the method's name with its colons
-/// @param arguments  what it takes, in its order
+/// Sends a message. `Result` and `Arguments` must be exactly the method's types, because
+/// objc_msgSend is called as a function of this type (Objective-C Runtime reference).
+/// @param receiver   an object or a class; if null, the result is 0
+/// @param selector   the method's name, including colons
+/// @param arguments  pointers, integers or BOOL
 template <typename Result, typename... Arguments>
 Result Send(id receiver, const char* selector, Arguments... arguments) {
   using Method = Result (*)(id, SEL, Arguments...);
   return reinterpret_cast<Method>(objc_msgSend)(receiver, sel_registerName(selector), arguments...);
 }
 
-/// Takes up what the calls in its scope return without handing it over, and releases it at the end
-/// of the scope. Threads that Core Foundation did not make have no such pool of their own
+/// Releases autoreleased objects at the end of its scope. C++ threads have no default pool
 /// (NSAutoreleasePool).
 class AutoreleasePool {
  public:

@@ -10,12 +10,8 @@
 namespace quillet::platform::macos {
 namespace {
 
-// Events of the user and of programs together make the state of the keyboard.
 constexpr auto kCombinedSessionState = static_cast<CGEventSourceStateID>(0);
-
-// Where events go straight to the application that they are meant for.
 constexpr auto kAnnotatedSessionTap = static_cast<CGEventTapLocation>(2);
-
 constexpr auto kShiftFlag = static_cast<CGEventFlags>(0x20000);
 constexpr auto kCommandFlag = static_cast<CGEventFlags>(0x100000);
 
@@ -31,22 +27,22 @@ CfOwner<CGEventRef> MakeEvent(CGEventSourceRef source, const KeyEvent& event) {
 
 void QuartzKeyEvents::Post(std::span<const KeyEvent> events) {
   AskForPermission();
-  // Events can be made without a source where there is none.
+  // A null source is allowed.
   const CfOwner<CGEventSourceRef> source(CGEventSourceCreate(kCombinedSessionState));
   std::vector<CfOwner<CGEventRef>> made;
   for (const KeyEvent& event : events) {
     if (auto one = MakeEvent(source.get(), event)) made.push_back(std::move(one));
   }
   for (const auto& event : made) CGEventPost(kAnnotatedSessionTap, event.get());
-  // In the order in which they were posted, and the source behind them.
+  // Releases the events in posting order, before the source.
   for (auto& event : made) event.reset();
 }
 
 void QuartzKeyEvents::AskForPermission() {
   if (std::exchange(asked_, true) || CGPreflightPostEventAccess()) return;
   log_.Write(
-      "Cannot type into other applications: Quillet is not allowed to under System Settings, "
-      "Privacy & Security, Accessibility");
+      "Cannot type into other applications. Allow Quillet in System Settings, Privacy & Security, "
+      "Accessibility");
   CGRequestPostEventAccess();
 }
 

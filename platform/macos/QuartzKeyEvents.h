@@ -5,18 +5,16 @@
 
 namespace quillet::platform::macos {
 
-/// Key events by Quartz event services, posted to the application that has the keyboard's focus.
+/// Posts key events by Quartz event services to the application that has focus.
 ///
-/// A modifier is a flag of the key-down and not a key. What a key types is the layout that the user
-/// has chosen, which has to be the US one.
+/// A modifier is a flag of the key-down event, not a key. The user's keyboard layout must be US.
 ///
-/// macOS delivers posted events only of an application that the user has allowed to control the
-/// computer (System Settings, Privacy & Security, Accessibility). The first Post looks whether that
-/// is so and, if not, says so in the log and has the system ask the user. Events are posted all the
-/// same: a permission that is given meanwhile is in effect for the next ones.
+/// macOS delivers the events only if the user allows it (System Settings, Privacy & Security,
+/// Accessibility). If the permission is missing, the first Post logs it and makes the system ask
+/// the user. Events are posted anyway, because the user may grant the permission at any time.
 class QuartzKeyEvents final : public KeyEvents {
  public:
-  /// @param log  told once that the permission is missing; it outlives this object
+  /// @param log  receives the message about the missing permission; it outlives this object
   explicit QuartzKeyEvents(SystemLog& log) : log_(log) {}
 
   void Post(std::span<const KeyEvent> events) override;

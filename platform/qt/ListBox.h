@@ -5,11 +5,15 @@
 
 namespace quillet::platform::qt {
 
-/// A list to choose from that the mouse wheel changes only while the keyboard is in it: whoever
-/// scrolls a window does not want to change what the pointer happens to pass over.
+/// A combo box that ignores the mouse wheel unless it has focus, so that scrolling a window does
+/// not change a selection.
+///
+/// An accessible name must be set before the first item is added. Assistive technology then finds
+/// the box by this name, with the selected item as its value. Without this class, Qt on Unix
+/// reports the selected item as the name (qtbase, QAccessibleComboBox::text). Main thread only.
 class ListBox final : public QComboBox {
  public:
-  ListBox() { setFocusPolicy(Qt::StrongFocus); }
+  ListBox();
 
  protected:
   void wheelEvent(QWheelEvent* event) override {

@@ -4,15 +4,14 @@
 #include <QEvent>
 #include <QWidget>
 
-#include "platform/qt/Mix.h"
-
 namespace quillet::platform::qt {
 namespace {
 
-// How much darker than its palette's colour for windows the style draws an outline, in percent.
+// The style draws an outline in the palette's window colour, darkened by this percentage.
 constexpr int kDarkened = 140;
 
-/// Belongs to its control and ends with it.
+// Sets the window colour of one control, which owns this object. The colour affects the outline
+// only: none of these controls fills its background with it.
 class Outliner final : public QObject {
  public:
   explicit Outliner(QWidget& control) : QObject(&control), control_(control) {
@@ -27,7 +26,6 @@ class Outliner final : public QObject {
   }
 
  private:
-  // None of these controls draws a ground in its palette's colour for windows.
   void Choose() {
     const QPalette desktop = QApplication::palette();
     const QColor outline = Mix(desktop.color(QPalette::Active, QPalette::Window),
@@ -43,6 +41,13 @@ class Outliner final : public QObject {
 };
 
 }  // namespace
+
+QColor Mix(const QColor& first, const QColor& second, float share) {
+  const auto mixed = [share](float one, float other) { return one + (other - one) * share; };
+  return QColor::fromRgbF(mixed(first.redF(), second.redF()),
+                          mixed(first.greenF(), second.greenF()),
+                          mixed(first.blueF(), second.blueF()));
+}
 
 void Outline(QWidget& control) {
   new Outliner(control);

@@ -1,13 +1,20 @@
 #pragma once
 
+#include <QColor>
+
 class QWidget;
 
 namespace quillet::platform::qt {
 
-/// Lets a control's outline stand out from its ground as a control should, at least three to one,
-/// whatever the desktop's colours become. Qt's own style draws outlines a little darker than the
-/// window's colour, which can hardly be seen in a light window and not at all in a dark one. Styles
-/// that do otherwise are not affected.
+/// Mixes two colours.
+/// @param first   the result if `share` is 0
+/// @param second  the result if `share` is 1
+/// @param share   the part of `second`, 0 to 1
+QColor Mix(const QColor& first, const QColor& second, float share);
+
+/// Gives a control's outline a contrast of at least 3:1 to the window, with every palette. Qt's
+/// default style draws outlines slightly darker than the window, which is invisible in dark mode.
+/// Styles that draw outlines another way are not affected.
 /// @param control  a check box, list, field, button or progress bar. Main thread.
 void Outline(QWidget& control);
 

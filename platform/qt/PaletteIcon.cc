@@ -13,16 +13,9 @@ namespace {
 
 QColor ColourFor(QIcon::Mode mode) {
   const QPalette palette = QGuiApplication::palette();
-  switch (mode) {
-    case QIcon::Disabled:
-      return palette.color(QPalette::Disabled, QPalette::ButtonText);
-    case QIcon::Selected:
-      return palette.color(QPalette::Active, QPalette::HighlightedText);
-    case QIcon::Normal:
-    case QIcon::Active:
-      break;
-  }
-  return palette.color(QPalette::Active, QPalette::ButtonText);
+  if (mode == QIcon::Disabled) return palette.color(QPalette::Disabled, QPalette::ButtonText);
+  return palette.color(QPalette::Active,
+                       mode == QIcon::Selected ? QPalette::HighlightedText : QPalette::ButtonText);
 }
 
 class Engine final : public QIconEngine {

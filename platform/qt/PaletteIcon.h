@@ -5,11 +5,9 @@
 
 namespace quillet::platform::qt {
 
-/// An icon drawn from a vector file at the very size that is asked for, in the colour that the
-/// palette has for button texts at the moment of drawing: it follows a change between a light and
-/// a dark palette by itself.
-/// @param file  an SVG file, usually a resource; wherever it says currentColor, the palette's
-///              colour is put in. A file without that is drawn as it is.
+/// Creates an icon from a vector file, drawn at the requested size in the palette's current colour
+/// for button text. It follows a change between a light and a dark palette.
+/// @param file  an SVG file, usually a resource. Each "currentColor" in it is replaced.
 QIcon PaletteIcon(const QString& file);
 
 }  // namespace quillet::platform::qt

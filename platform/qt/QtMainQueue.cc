@@ -17,42 +17,34 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// How long one turn of the main loop may spend here. With the text view's own slice and a
-// repaint it stays within a frame of a 60 Hz screen.
+// Limit per turn of the main loop. Together with the slice of QtTextView and a repaint it fits into
+// a frame of a 60 Hz screen.
 constexpr auto kSlice = std::chrono::milliseconds(5);
 
-struct Pipe {
-  UniqueFd reader;
-  UniqueFd writer;
-};
-
-Pipe MakePipe() {
-  std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) {
-    throw std::system_error(errno, std::generic_category(), "main queue");
-  }
-  Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
-  for (const UniqueFd* end : {&made.reader, &made.writer}) {
-    if (!end->IsOpen()) throw std::system_error(errno, std::generic_category(), "main queue");
-    fcntl(end->Get(), F_SETFD, FD_CLOEXEC);
-    fcntl(end->Get(), F_SETFL, fcntl(end->Get(), F_GETFL) | O_NONBLOCK);
-  }
-  return made;
+void MakeNonBlocking(const UniqueFd& end) {
+  if (!end.IsOpen()) throw std::system_error(errno, std::generic_category(), "main queue");
+  fcntl(end.Get(), F_SETFD, FD_CLOEXEC);
+  fcntl(end.Get(), F_SETFL, fcntl(end.Get(), F_GETFL) | O_NONBLOCK);
 }
 
 }  // namespace
 
 QtMainQueue::QtMainQueue() : wakeUp_(QSocketNotifier::Read) {
-  Pipe wakeUp = MakePipe();
-  wakeUpReader_ = std::move(wakeUp.reader);
-  wakeUpWriter_ = std::move(wakeUp.writer);
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) {
+    throw std::system_error(errno, std::generic_category(), "main queue");
+  }
+  wakeUpReader_ = UniqueFd(ends[0]);
+  wakeUpWriter_ = UniqueFd(ends[1]);
+  MakeNonBlocking(wakeUpReader_);
+  MakeNonBlocking(wakeUpWriter_);
   wakeUp_.setSocket(wakeUpReader_.Get());
   wakeUp_.setEnabled(true);
-  // The slices run from a timer and not from the descriptor. A main loop may serve descriptors
-  // before timers, and repainting is a timer on some desktops: work that kept the descriptor
-  // ready would hold it up, where a timer takes turns with it.
+  // The slices run from a timer, not from the descriptor. A main loop may serve descriptors before
+  // timers, and some desktops repaint from a timer. A descriptor that is always ready would then
+  // block repainting.
   sliceTimer_.setInterval(0);
-  QObject::connect(&wakeUp_, &QSocketNotifier::activated, [this] { HearWakeUp(); });
+  QObject::connect(&wakeUp_, &QSocketNotifier::activated, [this] { HandleWakeUp(); });
   QObject::connect(&sliceTimer_, &QTimer::timeout, [this] { RunSlice(); });
   QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &sliceTimer_,
                    [this] { Close(); });
@@ -72,19 +64,19 @@ void QtMainQueue::Async(std::function<void()> work) {
   }
   if (!wakeUp) return;
   const char byte = 0;
-  // Cannot be full: a second byte is written only after the first has been read.
+  // The pipe cannot be full: the next byte is written only after this one has been read.
   RetryOnSignal([&] { return write(wakeUpWriter_.Get(), &byte, 1); });
 }
 
-void QtMainQueue::HearWakeUp() {
+void QtMainQueue::HandleWakeUp() {
   std::array<char, 16> bytes{};
   RetryOnSignal([&] { return read(wakeUpReader_.Get(), bytes.data(), bytes.size()); });
   sliceTimer_.start();
 }
 
 void QtMainQueue::RunSlice() {
-  // A loop inside the work runs no other work: the timer is off, and no wake-up is sent before the
-  // queue has been seen empty.
+  // If the work runs a nested loop, that loop runs no other work: the timer is stopped, and no
+  // wake-up is sent until the queue is empty.
   sliceTimer_.stop();
   const auto deadline = steady_clock::now() + kSlice;
   bool more = TakeQueued();
@@ -98,7 +90,7 @@ void QtMainQueue::RunSlice() {
   if (more) sliceTimer_.start();
 }
 
-/// Refills running_ when it is empty. @return whether there is something to run.
+/// Refills running_ if it is empty. @return whether running_ has an entry.
 bool QtMainQueue::TakeQueued() {
   if (!running_.empty()) return true;
   const std::scoped_lock lock(mutex_);

@@ -2,34 +2,19 @@
 
 #include <QAction>
 #include <QComboBox>
-#include <QFontMetrics>
-#include <QIcon>
-#include <QKeySequence>
-#include <QLabel>
-#include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
-#include <QProgressBar>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <array>
 
 #include "platform/qt/ListBox.h"
-#include "platform/qt/NamedListAccessible.h"
 #include "platform/qt/Outline.h"
 #include "platform/qt/PaletteIcon.h"
-#include "platform/qt/QtPopUpList.h"
-#include "platform/qt/QtProgressDisplay.h"
-#include "platform/qt/QtTextView.h"
-#include "platform/qt/QtToolbarItem.h"
-#include "platform/qt/QtWindow.h"
-#include "platform/qt/RecordView.h"
 #include "platform/qt/ToolbarButton.h"
 
-// A static library's resources are linked in only where they are asked for, which the macro does
-// outside of any namespace.
+// Links the resources of this static library. The macro must be used outside of any namespace.
 static void InitializeIcons() {
   Q_INIT_RESOURCE(icons);
 }
@@ -40,98 +25,26 @@ namespace {
 constexpr QSize kUsualSize(900, 600);
 constexpr int kIconSize = 24;
 constexpr int kProgressWidth = 120;
-constexpr int kPortCharacters = 16;  // the port list's least width; it shows longer names whole
-
-using Keys = QList<QKeySequence>;
+constexpr int kPortCharacters = 16;  // minimum width of the port list
 
 QIcon NamedIcon(const char* name) {
+  InitializeIcons();
   return PaletteIcon(QStringLiteral(":/quillet/icons/%1.svg").arg(QLatin1String(name)));
 }
 
-QAction& MakeAction(QMainWindow& window, const Keys& keys) {
+ToolbarFace Face(const char* label, const char* icon, const char* explanation) {
+  return {QString::fromUtf8(label), NamedIcon(icon), QString::fromUtf8(explanation)};
+}
+
+QAction& CreateAction(QMainWindow& window, const QList<QKeySequence>& keys) {
   auto* action = new QAction(&window);
   action->setShortcuts(keys);
   return *action;
 }
 
-QWidget* MakeStretch() {
-  auto* stretch = new QWidget;
-  stretch->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-  return stretch;
-}
-
-}  // namespace
-
-struct QtMainWindow::Parts {
-  QMainWindow frame;
-  RecordView& recordView = *new RecordView;
-  QComboBox& portBox = *new ListBox;
-  QLabel& progressLabel = *new QLabel;
-  QProgressBar& progressBar = *new QProgressBar;
-  QAction& connectAction = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_K)});
-  QAction& synchronizeAction =
-      MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)});
-  QAction& settingsAction = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_Comma)});
-  QAction& clearAction = MakeAction(frame, {QKeySequence(Qt::CTRL | Qt::Key_L)});
-
-  QtTextView view{recordView};
-  QtPopUpList portList{portBox};
-  QtToolbarItem connectItem{connectAction,
-                            {{QStringLiteral("Connect"), NamedIcon("connect"),
-                              QStringLiteral("Connect to the scanner on the chosen port")},
-                             {QStringLiteral("Disconnect"), NamedIcon("disconnect"),
-                              QStringLiteral("Disconnect from the scanner")}}};
-  QtToolbarItem synchronizeItem{synchronizeAction,
-                                {{QStringLiteral("Synchronize"), NamedIcon("synchronize"),
-                                  QStringLiteral("Collect the scanner's records")}}};
-  QtToolbarItem settingsItem{settingsAction,
-                             {{QStringLiteral("Settings"), NamedIcon("settings"),
-                               QStringLiteral("Choose what is collected and where it goes")}}};
-  QtToolbarItem clearItem{clearAction,
-                          {{QStringLiteral("Clear"), NamedIcon("clear"),
-                            QStringLiteral("Clear the messages and records below")}}};
-  QtProgressDisplay progress{progressLabel, progressBar};
-  QtWindow window{frame};
-
-  void MakeView();
-  QWidget* MakePortPanel();
-  QWidget* MakeButton(QAction& action, const QtToolbarItem& item);
-  void MakeToolbar();
-  void KeepKeysFromButtons();
-  void MakeMenus();
-  void MakeProgress();
-  void ChooseSize();
-};
-
-void QtMainWindow::Parts::MakeView() {
-  recordView.setFrameShape(QFrame::NoFrame);
-  recordView.setAccessibleName(QStringLiteral("Messages and records"));
-  recordView.setPlaceholderText(QStringLiteral("Messages and records appear here."));
-  frame.setCentralWidget(&recordView);
-}
-
-/// The list with its caption below it, as the buttons have theirs.
-QWidget* QtMainWindow::Parts::MakePortPanel() {
-  auto* panel = new QWidget;
-  auto* caption = new QLabel(QStringLiteral("Port"));
-  caption->setAlignment(Qt::AlignHCenter);
-  caption->setBuddy(&portBox);
-  portBox.setAccessibleName(QStringLiteral("Port"));
-  portBox.setToolTip(QStringLiteral("The port that Connect uses"));
-  portBox.setMinimumContentsLength(kPortCharacters);
-  portBox.setSizeAdjustPolicy(QComboBox::AdjustToContents);
-  Outline(portBox);
-  auto* layout = new QVBoxLayout(panel);
-  layout->setContentsMargins(4, 2, 4, 4);
-  layout->setSpacing(0);
-  layout->addWidget(&portBox, 1, Qt::AlignVCenter);
-  layout->addWidget(caption);
-  return panel;
-}
-
-/// A button wide enough for all of its labels, so that nothing moves when the label changes.
-QWidget* QtMainWindow::Parts::MakeButton(QAction& action, const QtToolbarItem& item) {
-  auto* button = new ToolbarButton(&action);
+// The button is wide enough for all labels. A label change does not move its neighbours.
+QWidget* CreateButton(const QtToolbarItem& item) {
+  auto* button = new ToolbarButton(&item.action());
   button->setIconSize(QSize(kIconSize, kIconSize));
   int widest = 0;
   for (const QString& label : item.Labels()) {
@@ -141,122 +54,129 @@ QWidget* QtMainWindow::Parts::MakeButton(QAction& action, const QtToolbarItem& i
   return button;
 }
 
-void QtMainWindow::Parts::MakeToolbar() {
+}  // namespace
+
+QtMainWindow::QtMainWindow()
+    : recordView_(*new RecordView),
+      portBox_(*new ListBox),
+      progressLabel_(*new QLabel),
+      progressBar_(*new QProgressBar),
+      view_(recordView_),
+      portList_(portBox_),
+      connectItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_K}),
+                   {Face("Connect", "connect", "Connect to the scanner on the selected port"),
+                    Face("Disconnect", "disconnect", "Disconnect from the scanner")}),
+      synchronizeItem_(
+          CreateAction(frame_, {Qt::CTRL | Qt::Key_R, Qt::Key_F5}),
+          {Face("Synchronize", "synchronize", "Download the records from the scanner")}),
+      settingsItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_Comma}),
+                    {Face("Settings", "settings", "Change what is downloaded and where it goes")}),
+      clearItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_L}),
+                 {Face("Clear", "clear", "Clear the messages and records")}),
+      progress_(progressLabel_, progressBar_),
+      window_(frame_) {
+  frame_.setWindowIcon(NamedIcon("quillet"));
+  SetUpView();
+  SetUpToolbar();
+  SetUpMenus();
+  SetUpStatusStrip();
+  frame_.resize(kUsualSize.boundedTo(RoomOnScreen(frame_)));
+}
+
+void QtMainWindow::SetUpView() {
+  recordView_.setFrameShape(QFrame::NoFrame);
+  recordView_.setAccessibleName(QStringLiteral("Messages and records"));
+  recordView_.setPlaceholderText(QStringLiteral("Messages and records appear here."));
+  frame_.setCentralWidget(&recordView_);
+  // A run may type its records into this window. With the focus on the Synchronize button, a line
+  // end would start the next run.
+  QObject::connect(&synchronizeItem_.action(), &QAction::triggered, &recordView_,
+                   [this] { recordView_.setFocus(); });
+}
+
+QWidget* QtMainWindow::PortPanel() {
+  auto* panel = new QWidget;
+  auto* caption = new QLabel(QStringLiteral("Port"));
+  caption->setAlignment(Qt::AlignHCenter);
+  caption->setBuddy(&portBox_);
+  portBox_.setAccessibleName(QStringLiteral("Port"));
+  portBox_.setToolTip(QStringLiteral("Port that Connect opens"));
+  portBox_.setMinimumContentsLength(kPortCharacters);
+  portBox_.setSizeAdjustPolicy(QComboBox::AdjustToContents);
+  Outline(portBox_);
+  auto* layout = new QVBoxLayout(panel);
+  layout->setContentsMargins(4, 2, 4, 4);
+  layout->setSpacing(0);
+  layout->addWidget(&portBox_, 1, Qt::AlignVCenter);
+  layout->addWidget(caption);
+  return panel;
+}
+
+void QtMainWindow::SetUpToolbar() {
   auto* bar = new QToolBar(QStringLiteral("Toolbar"));
   bar->setMovable(false);
   bar->setFloatable(false);
   bar->setIconSize(QSize(kIconSize, kIconSize));
-  frame.setContextMenuPolicy(Qt::NoContextMenu);  // which would offer to hide the toolbar
-  bar->addWidget(MakePortPanel());
-  bar->addWidget(MakeButton(connectAction, connectItem));
-  bar->addWidget(MakeButton(synchronizeAction, synchronizeItem));
-  bar->addWidget(MakeStretch());
-  bar->addWidget(MakeButton(settingsAction, settingsItem));
-  bar->addWidget(MakeButton(clearAction, clearItem));
-  frame.addToolBar(bar);
-  frame.setUnifiedTitleAndToolBarOnMac(true);
+  frame_.setContextMenuPolicy(Qt::NoContextMenu);  // the default menu can hide the toolbar
+  auto* stretch = new QWidget;
+  stretch->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+  bar->addWidget(PortPanel());
+  bar->addWidget(CreateButton(connectItem_));
+  bar->addWidget(CreateButton(synchronizeItem_));
+  bar->addWidget(stretch);
+  bar->addWidget(CreateButton(settingsItem_));
+  bar->addWidget(CreateButton(clearItem_));
+  frame_.addToolBar(bar);
+  frame_.setUnifiedTitleAndToolBarOnMac(true);
 }
 
-/// A run may type its records into whatever has the keyboard. Should that be this window, a line
-/// end must not press the button that has just been pressed, and so start the next run.
-void QtMainWindow::Parts::KeepKeysFromButtons() {
-  QObject::connect(&synchronizeAction, &QAction::triggered, &recordView,
-                   [this] { recordView.setFocus(); });
-}
-
-void QtMainWindow::Parts::MakeMenus() {
-  settingsAction.setMenuRole(QAction::PreferencesRole);
-  auto* scanner = frame.menuBar()->addMenu(QStringLiteral("&Scanner"));
-  scanner->addAction(&connectAction);
-  scanner->addAction(&synchronizeAction);
+void QtMainWindow::SetUpMenus() {
+  settingsItem_.action().setMenuRole(QAction::PreferencesRole);
+  auto* scanner = frame_.menuBar()->addMenu(QStringLiteral("&Scanner"));
+  scanner->addAction(&connectItem_.action());
+  scanner->addAction(&synchronizeItem_.action());
   scanner->addSeparator();
-  scanner->addAction(&settingsAction);
+  scanner->addAction(&settingsItem_.action());
   scanner->addSeparator();
-  scanner->addAction(QStringLiteral("C&lose"), QKeySequence(Qt::CTRL | Qt::Key_W), &frame,
+  scanner->addAction(QStringLiteral("C&lose"), QKeySequence(Qt::CTRL | Qt::Key_W), &frame_,
                      &QWidget::close);
   auto* quit = scanner->addAction(QStringLiteral("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q),
-                                  &frame, &QWidget::close);
+                                  &frame_, &QWidget::close);
   quit->setMenuRole(QAction::QuitRole);
 
-  auto* edit = frame.menuBar()->addMenu(QStringLiteral("&Edit"));
-  auto* copy = edit->addAction(QStringLiteral("&Copy"), &recordView, &RecordView::copy);
+  auto* edit = frame_.menuBar()->addMenu(QStringLiteral("&Edit"));
+  auto* copy = edit->addAction(QStringLiteral("&Copy"), &recordView_, &RecordView::copy);
   copy->setShortcuts(QKeySequence::Copy);
   copy->setEnabled(false);
-  QObject::connect(&recordView, &RecordView::copyAvailable, copy, &QAction::setEnabled);
+  QObject::connect(&recordView_, &RecordView::copyAvailable, copy, &QAction::setEnabled);
   auto* select =
-      edit->addAction(QStringLiteral("Select &All"), &recordView, &RecordView::selectAll);
+      edit->addAction(QStringLiteral("Select &All"), &recordView_, &RecordView::selectAll);
   select->setShortcuts(QKeySequence::SelectAll);
   edit->addSeparator();
-  edit->addAction(&clearAction);
+  edit->addAction(&clearItem_.action());
 }
 
-/// The strip below the view. It keeps its height while it is empty, so that nothing moves.
-void QtMainWindow::Parts::MakeProgress() {
-  progressLabel.setContentsMargins(8, 0, 0, 0);
-  // A text that is wider than the window is cut, and does not hold the window open.
-  progressLabel.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-  progressBar.setAccessibleName(QStringLiteral("Progress"));
-  progressBar.setFixedWidth(kProgressWidth);
-  Outline(progressBar);
-  QStatusBar& strip = *frame.statusBar();
+// The status strip keeps its height while it is empty.
+void QtMainWindow::SetUpStatusStrip() {
+  progressLabel_.setContentsMargins(8, 0, 0, 0);
+  // A long text is cut off. It must not enforce a minimum width of the window.
+  progressLabel_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  progressBar_.setAccessibleName(QStringLiteral("Progress"));
+  progressBar_.setFixedWidth(kProgressWidth);
+  Outline(progressBar_);
+  QStatusBar& strip = *frame_.statusBar();
   strip.setSizeGripEnabled(false);
-  strip.setMinimumHeight(qMax(progressBar.sizeHint().height(), progressLabel.sizeHint().height()) +
-                         8);
+  strip.setMinimumHeight(
+      qMax(progressBar_.sizeHint().height(), progressLabel_.sizeHint().height()) + 8);
   strip.setContentsMargins(0, 0, 8, 0);
-  strip.addWidget(&progressLabel, 1);
-  strip.addPermanentWidget(&progressBar);
-  progress.Hide();
+  strip.addWidget(&progressLabel_, 1);
+  strip.addPermanentWidget(&progressBar_);
 }
-
-void QtMainWindow::Parts::ChooseSize() {
-  frame.resize(kUsualSize.boundedTo(RoomOnScreen(frame)));
-}
-
-QtMainWindow::QtMainWindow() : parts_((InitializeIcons(), std::make_unique<Parts>())) {
-  NameListsForAssistiveTechnology();
-  parts_->frame.setWindowIcon(NamedIcon("quillet"));
-  parts_->MakeView();
-  parts_->MakeToolbar();
-  parts_->KeepKeysFromButtons();
-  parts_->MakeMenus();
-  parts_->MakeProgress();
-  parts_->ChooseSize();
-}
-
-QtMainWindow::~QtMainWindow() = default;
 
 void QtMainWindow::Show() {
-  // Not on a button: a record that is typed into the wrong window must press nothing.
-  parts_->recordView.setFocus();
-  parts_->frame.show();
-}
-
-QtTextView& QtMainWindow::view() {
-  return parts_->view;
-}
-PopUpList& QtMainWindow::portList() {
-  return parts_->portList;
-}
-ToolbarItem& QtMainWindow::connectItem() {
-  return parts_->connectItem;
-}
-ToolbarItem& QtMainWindow::synchronizeItem() {
-  return parts_->synchronizeItem;
-}
-ToolbarItem& QtMainWindow::settingsItem() {
-  return parts_->settingsItem;
-}
-ToolbarItem& QtMainWindow::clearItem() {
-  return parts_->clearItem;
-}
-ProgressDisplay& QtMainWindow::progress() {
-  return parts_->progress;
-}
-Window& QtMainWindow::window() {
-  return parts_->window;
-}
-QWidget& QtMainWindow::widget() {
-  return parts_->frame;
+  // With the focus on a button, a record typed into this window by mistake would press it.
+  recordView_.setFocus();
+  frame_.show();
 }
 
 }  // namespace quillet::platform::qt

@@ -1,48 +1,63 @@
 #pragma once
 
-#include <memory>
+#include <QMainWindow>
 
-#include "platform/Controls.h"
+#include "platform/qt/QtPopUpList.h"
+#include "platform/qt/QtProgressDisplay.h"
 #include "platform/qt/QtTextView.h"
-
-class QMainWindow;
-class QWidget;
+#include "platform/qt/QtToolbarItem.h"
+#include "platform/qt/QtWindow.h"
+#include "platform/qt/RecordView.h"
 
 namespace quillet::platform::qt {
 
-/// The main window: a toolbar with Connect, Synchronize, the list of ports, Settings and Clear, a
-/// menu with the same and their keys, the view of messages and records, and below it how far a run
-/// has come. It holds no behaviour: whoever makes it sets what the controls do.
+/// The main window: a toolbar and menus, the main view and the status strip. The caller sets what
+/// the controls do.
 ///
-/// Main thread only. Needs a QApplication, which it must not outlive if it is destroyed at all.
-/// Closing it ends the application's main loop, since it is the only window of its own (a window
-/// that has widget() as its parent does not keep the loop alive).
+/// Main thread only. Needs a QApplication. Destroying the window is optional, but it must happen
+/// before the QApplication is destroyed. Closing the window ends the application's main loop.
 class QtMainWindow {
  public:
-  /// Makes the window, hidden.
+  /// Creates the window, hidden.
   QtMainWindow();
-  ~QtMainWindow();
-  QtMainWindow(const QtMainWindow&) = delete;
-  QtMainWindow& operator=(const QtMainWindow&) = delete;
 
-  /// Shows the window, with the keyboard's focus in the view.
+  /// Shows the window, with the focus in the view.
   void Show();
 
-  QtTextView& view();
-  PopUpList& portList();
-  ToolbarItem& connectItem();
-  ToolbarItem& synchronizeItem();
-  ToolbarItem& settingsItem();
-  ToolbarItem& clearItem();
-  ProgressDisplay& progress();
-  Window& window();
+  QtTextView& view() { return view_; }
+  PopUpList& portList() { return portList_; }
+  ToolbarItem& connectItem() { return connectItem_; }
+  ToolbarItem& synchronizeItem() { return synchronizeItem_; }
+  ToolbarItem& settingsItem() { return settingsItem_; }
+  ToolbarItem& clearItem() { return clearItem_; }
+  ProgressDisplay& progress() { return progress_; }
+  Window& window() { return window_; }
 
-  /// The window itself: the parent for further windows.
-  QWidget& widget();
+  /// The window as a widget, for example as the parent of other windows. A window with this parent
+  /// does not keep the main loop running.
+  QWidget& widget() { return frame_; }
 
  private:
-  struct Parts;
-  const std::unique_ptr<Parts> parts_;
+  void SetUpView();
+  void SetUpToolbar();
+  QWidget* PortPanel();
+  void SetUpMenus();
+  void SetUpStatusStrip();
+
+  QMainWindow frame_;  // owns the widgets and actions
+  RecordView& recordView_;
+  QComboBox& portBox_;
+  QLabel& progressLabel_;
+  QProgressBar& progressBar_;
+
+  QtTextView view_;
+  QtPopUpList portList_;
+  QtToolbarItem connectItem_;
+  QtToolbarItem synchronizeItem_;
+  QtToolbarItem settingsItem_;
+  QtToolbarItem clearItem_;
+  QtProgressDisplay progress_;
+  QtWindow window_;
 };
 
 }  // namespace quillet::platform::qt

@@ -12,8 +12,8 @@ namespace {
 
 using Location = QStandardPaths::StandardLocation;
 
-/// The folder, or where the desktop keeps such things instead: the last of its places that exists,
-/// which is the one that all users share.
+// Returns the folder if it exists, else the last existing default folder of the desktop. The last
+// one is shared by all users.
 QString Existing(const std::string& folder, const std::initializer_list<Location>& instead) {
   QString wanted = ToQString(folder);
   if (QFileInfo(wanted).isDir()) return wanted;
@@ -35,11 +35,11 @@ std::optional<std::string> Run(QFileDialog& panel) {
 
 std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
                                                   const std::string& name) {
-  QFileDialog panel(&parent_, QStringLiteral("Choose the File for the Records"));
+  QFileDialog panel(&parent_, QStringLiteral("Choose a file for the records"));
   panel.setAcceptMode(QFileDialog::AcceptSave);
   panel.setFileMode(QFileDialog::AnyFile);
   panel.setLabelText(QFileDialog::Accept, QStringLiteral("Choose"));
-  // Nothing is written now, and a file may be meant to grow.
+  // The file is written later, and the user may want to append to it.
   panel.setOption(QFileDialog::DontConfirmOverwrite);
   panel.setDirectory(Existing(folder, {QStandardPaths::DocumentsLocation}));
   panel.selectFile(ToQString(name));
@@ -48,7 +48,7 @@ std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
 
 std::optional<std::string> QtPanels::RunOpenPanel(const std::string& folder,
                                                   const std::string& name) {
-  QFileDialog panel(&parent_, QStringLiteral("Choose the Application for the Records"));
+  QFileDialog panel(&parent_, QStringLiteral("Choose an application for the records"));
   panel.setAcceptMode(QFileDialog::AcceptOpen);
   panel.setFileMode(QFileDialog::ExistingFile);
   panel.setLabelText(QFileDialog::Accept, QStringLiteral("Choose"));

@@ -8,10 +8,10 @@ class QWidget;
 
 namespace quillet::platform::qt {
 
-/// The desktop's file dialogs; where the desktop has none, Qt's own. Main thread only.
+/// The desktop's file dialogs, or Qt's dialogs if the desktop has none. Main thread only.
 class QtPanels final : public Panels {
  public:
-  /// @param parent  the window in front of which the panels appear; it outlives this object
+  /// @param parent  the window that the panels belong to; it outlives this object
   explicit QtPanels(QWidget& parent) : parent_(parent) {}
 
   std::optional<std::string> RunSavePanel(const std::string& folder,

@@ -2,17 +2,18 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QString>
 #include <QThread>
 #include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
 
+#include "platform/qt/Text.h"
+
 namespace quillet::platform::qt {
 namespace {
 
-// Far more than a main thread needs that shows thousands of lines meanwhile.
+// Enough even while the main thread displays thousands of lines.
 constexpr std::chrono::seconds kLongestWait{2};
 
 void SetClipboard(const QString& text) {
@@ -22,13 +23,13 @@ void SetClipboard(const QString& text) {
 }  // namespace
 
 bool QtPasteboard::SetString(std::string_view text) {
-  const QString string = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+  const QString string = ToQString(text);
   if (QThread::currentThread() == QCoreApplication::instance()->thread()) {
     SetClipboard(string);
     return true;
   }
-  // The work owns the promise: when the queue drops it, the promise is broken and the wait ends.
-  // Whoever comes first, the main thread or the end of the wait, decides about the text.
+  // The queued work owns the promise. If the queue drops the work, the promise is broken and the
+  // wait ends. `decided` is set by the main thread or at the end of the wait, whichever is first.
   auto promise = std::make_shared<std::promise<void>>();
   auto decided = std::make_shared<std::atomic<bool>>(false);
   const std::future<void> done = promise->get_future();
@@ -39,7 +40,7 @@ bool QtPasteboard::SetString(std::string_view text) {
   });
   done.wait_for(kLongestWait);
   if (!decided->exchange(true)) return false;
-  done.wait();  // should the main thread be at it just now
+  done.wait();  // the main thread may be setting the text now
   return true;
 }
 

@@ -5,12 +5,11 @@
 
 namespace quillet::platform::qt {
 
-/// The clipboard by Qt, which lets the main thread only use it.
+/// The clipboard, through Qt, which allows only the main thread to use it.
 ///
-/// A call from another thread waits until the main thread has come to it, at most two seconds, and
-/// no longer than the main loop runs: work that the queue drops ends the wait at once. A text that
-/// was given up is not put there later. The main thread waits for nobody, so neither can wait for
-/// the other.
+/// A call from another thread waits until the main thread has set the text, for at most two
+/// seconds. If the main queue drops the work, the wait ends at once. After a failure the text is
+/// never set.
 class QtPasteboard final : public Pasteboard {
  public:
   /// @param queue  the main thread's queue; it outlives this object

@@ -1,32 +1,33 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
-#include <string>
-#include <string_view>
+#include <QComboBox>
+#include <utility>
 
 #include "platform/Controls.h"
-
-class QComboBox;
+#include "platform/qt/Text.h"
 
 namespace quillet::platform::qt {
 
-/// A combo box as the program's PopUpList. Main thread only.
+/// A PopUpList that uses a combo box. Main thread only.
 class QtPopUpList final : public PopUpList {
  public:
-  /// @param box  an empty box that cannot be edited; it outlives this object
+  /// @param box  empty and not editable; it outlives this object
   explicit QtPopUpList(QComboBox& box);
 
-  void AddItem(std::string_view title) override;
+  void AddItem(std::string_view title) override { box_.addItem(ToQString(title)); }
   void RemoveItem(std::int32_t position) override;
   void SelectItem(std::int32_t position) override;
-  std::int32_t NumberOfItems() const override;
-  std::string ItemTitle(std::int32_t position) const override;
-  std::int32_t SelectedItem() const override;
-  void OnSelection(std::function<void(std::int32_t position)> action) override;
+  std::int32_t NumberOfItems() const override { return box_.count(); }
+  std::string ItemTitle(std::int32_t position) const override {
+    return Has(position) ? box_.itemText(position).toStdString() : std::string();
+  }
+  std::int32_t SelectedItem() const override { return box_.currentIndex(); }
+  void OnSelection(std::function<void(std::int32_t position)> action) override {
+    action_ = std::move(action);
+  }
 
  private:
-  bool Has(std::int32_t position) const;
+  bool Has(std::int32_t position) const { return position >= 0 && position < box_.count(); }
   void Report() const;
 
   QComboBox& box_;

@@ -1,23 +1,37 @@
 #pragma once
 
-#include <string_view>
+#include <QLabel>
+#include <QProgressBar>
 
 #include "platform/Controls.h"
-
-class QLabel;
-class QProgressBar;
+#include "platform/qt/Text.h"
 
 namespace quillet::platform::qt {
 
-/// A text with a bar beside it. Main thread only.
+/// A ProgressDisplay that uses a label and a progress bar. Main thread only.
 class QtProgressDisplay final : public ProgressDisplay {
  public:
-  /// @param label  outlives this object, as does `bar`
-  /// @param bar    shows how much is done; outlives this object
-  QtProgressDisplay(QLabel& label, QProgressBar& bar);
+  /// @param label  shows the text; it outlives this object
+  /// @param bar    shows the fraction; it outlives this object
+  QtProgressDisplay(QLabel& label, QProgressBar& bar) : label_(label), bar_(bar) {
+    bar_.setTextVisible(false);
+    Hide();
+  }
 
-  void Show(std::string_view text, double fraction) override;
-  void Hide() override;
+  void Show(std::string_view text, double fraction) override {
+    constexpr int kSteps = 1000;
+    label_.setText(ToQString(text));
+    label_.setToolTip(label_.text());  // the label may be too narrow
+    bar_.setRange(0, fraction < 0 ? 0 : kSteps);
+    if (fraction >= 0) bar_.setValue(static_cast<int>(fraction * kSteps));
+    bar_.show();
+  }
+
+  void Hide() override {
+    label_.clear();
+    label_.setToolTip({});
+    bar_.hide();
+  }
 
  private:
   QLabel& label_;

@@ -12,10 +12,8 @@
 #include <QPushButton>
 #include <map>
 #include <utility>
-#include <vector>
 
 #include "platform/qt/ListBox.h"
-#include "platform/qt/NamedListAccessible.h"
 #include "platform/qt/Outline.h"
 #include "platform/qt/QtPopUpList.h"
 #include "platform/qt/QtWindow.h"
@@ -26,12 +24,10 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr int kRoomyRows = 20;       // of text: a lower window hides the legend
-constexpr int kPathCharacters = 52;  // that the path field shows where there is room
+constexpr int kLegendRows = 20;      // a window with fewer rows of text hides the legend
+constexpr int kPathCharacters = 52;  // preferred width of the path field
+constexpr SettingsValues kKeys;      // see KeyOf
 
-constexpr SettingsValues kPlaces;
-
-/// A field that would like to show a whole path and can do with less.
 class PathField final : public QLineEdit {
  public:
   QSize sizeHint() const override {
@@ -40,89 +36,64 @@ class PathField final : public QLineEdit {
   }
 };
 
-/// The meaning of the marks in the samples. A low window hides it.
+// Explains the marks in the samples. It must not enforce a minimum height of the window.
 class Legend final : public QLabel {
  public:
   using QLabel::QLabel;
   QSize minimumSizeHint() const override { return {0, 0}; }
 };
 
-/// Names a control that has its tool tip for assistive technology. A list gets its name before its
-/// items: its first reported change decides whether it is treated as one with a name.
+// Sets the accessible name and description. The tool tip must already be set.
 void Name(QWidget& control, QString text) {
   control.setAccessibleName(text.remove(QLatin1Char('&')).remove(QLatin1Char(':')));
   control.setAccessibleDescription(control.toolTip());
 }
 
-/// Names a field beside it, and looks as if it could be used when the field can.
-class Caption final : public QLabel {
+// A group box with rows of check boxes and labelled fields.
+class Group final : public QGroupBox {
  public:
-  Caption(const QString& text, QWidget& field) : QLabel(text), field_(field) {
-    setBuddy(&field);
-    field.installEventFilter(this);
-  }
-
- protected:
-  bool eventFilter(QObject*, QEvent* event) override {
-    if (event->type() == QEvent::EnabledChange) setEnabled(field_.isEnabled());
-    return false;
-  }
-
- private:
-  QWidget& field_;
-};
-
-/// A group with its checks above its labelled fields.
-class Group {
- public:
-  explicit Group(const char* title) : box_(new QGroupBox(QString::fromUtf8(title))) {
-    form_ = new QFormLayout(box_);
-    form_->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
-    form_->setFormAlignment(Qt::AlignLeft | Qt::AlignTop);
-    form_->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+  explicit Group(const char* title) : QGroupBox(QString::fromUtf8(title)) {
+    form_.setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    form_.setFormAlignment(Qt::AlignLeft | Qt::AlignTop);
+    form_.setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
   }
 
   Group& Add(QWidget& row) {
-    form_->addRow(&row);
+    form_.addRow(&row);
     return *this;
   }
 
   Group& Add(const char* caption, QWidget& field) { return Add(caption, field, field); }
 
-  /// @param named  the part of the field that the caption names
+  // `named` is the part of `field` that the caption belongs to.
   Group& Add(const char* caption, QWidget& field, QWidget& named) {
-    auto* label = new Caption(QString::fromUtf8(caption), named);
+    auto* label = new QLabel(QString::fromUtf8(caption));
+    label->setBuddy(&named);
     Name(named, label->text());
-    form_->addRow(label, &field);
-    captions_.push_back(label);
+    form_.addRow(label, &field);
     return *this;
   }
 
-  /// Lets the fields of two groups that stand one above the other begin at the same place.
-  void AlignWith(const Group& other) const {
-    int widest = 0;
-    for (const Group* group : {this, &other}) {
-      for (const QLabel* label : group->captions_) widest = qMax(widest, label->sizeHint().width());
-    }
-    for (const Group* group : {this, &other}) {
-      for (QLabel* label : group->captions_) label->setMinimumWidth(widest);
-    }
-  }
-
-  QGroupBox* widget() const { return box_; }
+  QWidget* CaptionOf(QWidget& field) const { return form_.labelForField(&field); }
 
  private:
-  QGroupBox* const box_;
-  QFormLayout* form_;
-  std::vector<QLabel*> captions_;
+  QFormLayout& form_ = *new QFormLayout(this);
 };
+
+// Left-aligns the fields of two groups.
+void Align(const Group& first, const Group& second) {
+  const QList<QLabel*> captions = first.findChildren<QLabel*>() + second.findChildren<QLabel*>();
+  int widest = 0;
+  for (const QLabel* caption : captions) widest = qMax(widest, caption->sizeHint().width());
+  for (QLabel* caption : captions) caption->setMinimumWidth(widest);
+}
 
 QWidget* Column(std::initializer_list<QWidget*> groups) {
   auto* column = new QWidget;
   auto* layout = new QVBoxLayout(column);
   layout->setContentsMargins(0, 0, 0, 0);
   for (QWidget* group : groups) layout->addWidget(group);
-  layout->setStretchFactor(*(groups.end() - 1), 1);  // both columns end at the same height
+  layout->setStretchFactor(*(groups.end() - 1), 1);  // fills the height of the taller column
   return column;
 }
 
@@ -140,18 +111,16 @@ void ShowSample(SampleView& view, std::string_view line) {
   if (view.toPlainText() != text) view.setPlainText(text);
 }
 
-/// The place of a value among the others: its address in one object.
+// Identifies a member of SettingsValues. Show and Values use the order of the members.
 template <class Value>
-const void* PlaceOf(Value SettingsValues::*value) {
-  return &(kPlaces.*value);
+const void* KeyOf(Value SettingsValues::*member) {
+  return &(kKeys.*member);
 }
 
 }  // namespace
 
 struct QtSettingsWindow::Parts {
-  explicit Parts(QtSettingsWindow& dialog) : window(dialog) {}
-
-  /// A check box with its flag, or a list with its choice.
+  // Either a check box with its flag, or a list with its choice.
   struct Control {
     bool SettingsValues::*flag = nullptr;
     QCheckBox* box = nullptr;
@@ -159,22 +128,24 @@ struct QtSettingsWindow::Parts {
     std::unique_ptr<QtPopUpList> list = nullptr;
   };
 
+  explicit Parts(QtSettingsWindow& dialog) : window(dialog) {}
+
   QCheckBox& MakeBox(bool SettingsValues::*flag, const char* text, const char* explanation);
   QComboBox& MakeList(std::int32_t SettingsValues::*choice, const char* explanation);
   QPushButton& MakeButton(std::function<void()> SettingsActions::*action, const char* text);
   QWidget* MakeLeftColumn();
   QWidget* MakeRightColumn();
   QWidget* MakeSampleGroup();
-  QWidget* MakeButtons();
   void Report(std::function<void()> SettingsActions::*action) const;
 
   QtWindow window;
   SettingsActions actions;
-  bool showing = false;                     // and therefore not reporting changes
-  std::map<const void*, Control> controls;  // by the places of their values
+  bool showing = false;                     // Show is running; changes are not reported
+  std::map<const void*, Control> controls;  // by KeyOf
   QCheckBox& first = MakeBox(&SettingsValues::attachtype, "S&ymbology",
-                             "The kind of barcode, for example EAN 13 or Code 39");
+                             "The barcode type, for example EAN 13 or Code 39");
   QLineEdit& path = *new PathField;
+  QWidget* pathCaption = nullptr;
   QPushButton& browse = MakeButton(&SettingsActions::browse, "&Browse…");
   SampleView& older = *new SampleView;
   SampleView& series300 = *new SampleView;
@@ -191,7 +162,7 @@ QCheckBox& QtSettingsWindow::Parts::MakeBox(bool SettingsValues::*flag, const ch
   box->setToolTip(QString::fromUtf8(explanation));
   Name(*box, box->text());
   QObject::connect(box, &QCheckBox::toggled, box, [this] { Report(&SettingsActions::changed); });
-  controls[PlaceOf(flag)] = {.flag = flag, .box = box};
+  controls[KeyOf(flag)] = {.flag = flag, .box = box};
   return *box;
 }
 
@@ -206,7 +177,7 @@ QComboBox& QtSettingsWindow::Parts::MakeList(std::int32_t SettingsValues::*choic
                                                              : &SettingsActions::changed;
   auto list = std::make_unique<QtPopUpList>(*box);
   list->OnSelection([this, action](std::int32_t) { Report(action); });
-  controls[PlaceOf(choice)] = {.choice = choice, .list = std::move(list)};
+  controls[KeyOf(choice)] = {.choice = choice, .list = std::move(list)};
   return *box;
 }
 
@@ -223,57 +194,58 @@ void QtSettingsWindow::Parts::Report(std::function<void()> SettingsActions::*act
 }
 
 QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
-  Group contents("What each line contains");
-  contents.Add(first)
+  auto* contents = new Group("What each line contains");
+  contents->Add(first)
       .Add(MakeBox(&SettingsValues::attachtimestamp, "&Time of the scan",
-                   "Date and time by the scanner's clock, for example [2026/11/16:14:07:09]"))
+                   "Date and time from the scanner's clock, for example [2026/11/16:14:07:09]"))
       .Add(MakeBox(&SettingsValues::attachserial, "Scanner's serial &number",
-                   "Tells apart the records of several scanners"))
-      .Add("O&rder:", MakeList(&SettingsValues::dataorder,
-                               "In which order the fields of a line follow each other. Those that "
-                               "are switched off are left out."))
-      .Add("Serial number's &place:",
-           MakeList(&SettingsValues::sn_position, "Where in the line the serial number stands"));
-  Group separation("How fields are separated");
+                   "Identifies the scanner that read the barcode"))
+      .Add("O&rder:",
+           MakeList(&SettingsValues::dataorder,
+                    "The order of the fields in a line. Fields that are off are left out."))
+      .Add("Serial number &position:",
+           MakeList(&SettingsValues::sn_position, "Position of the serial number in the line"));
+  auto* separation = new Group("How fields are separated");
   separation
-      .Add("Bet&ween fields:",
-           MakeList(&SettingsValues::datadelimiter, "What stands between two fields of a line"))
+      ->Add("Bet&ween fields:",
+            MakeList(&SettingsValues::datadelimiter, "Text between two fields of a line"))
       .Add("After each rec&ord:",
            MakeList(&SettingsValues::recorddelimiter,
-                    "What stands behind each record. Most programs expect a new line."));
-  contents.AlignWith(separation);
-  return Column({contents.widget(), separation.widget()});
+                    "Text after each record. Most programs expect a new line."));
+  Align(*contents, *separation);
+  return Column({contents, separation});
 }
 
 QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
-  Group connected("When the scanner is connected");
+  auto* connected = new Group("When the scanner is connected");
   connected
-      .Add(MakeBox(&SettingsValues::syncclock, "Set the scanner's cloc&k to the computer's time",
-                   "So that the times of the scans are right"))
+      ->Add(MakeBox(&SettingsValues::syncclock, "Set the scanner's cloc&k to the computer's time",
+                    "Keeps the scan times correct"))
       .Add(MakeBox(&SettingsValues::autosync, "Synchronize a&utomatically",
-                   "Start as soon as the scanner is connected, without the Synchronize button"))
+                   "Start a synchronization as soon as the scanner is connected"))
       .Add(MakeBox(&SettingsValues::burstsync, "&Fetch all records in one transfer",
-                   "Much faster. Off, each record is asked for by itself, which takes about a "
-                   "tenth of a second."))
+                   "Much faster. If off, each record is requested separately, which takes about "
+                   "0.1 s per record."))
       .Add(MakeBox(&SettingsValues::clearmemory, "&Erase the scanner after synchronizing",
-                   "The records are then only where they have been delivered to. Off, the scanner "
-                   "keeps them and delivers them again next time."));
+                   "If off, the scanner keeps the records and delivers them again next time."));
   Outline(path);
-  path.setToolTip(
-      QStringLiteral("Browse changes it; what is typed here is not used. A file named "
-                     "sn_timestamp.txt gets its name from the scanner's serial number and the "
-                     "time, and stands beside the folder shown."));
+  path.setToolTip(QStringLiteral(
+      "Use Browse to change the path. In a file name, sn_timestamp.txt is replaced by "
+      "the scanner's serial number and the time."));
   browse.setAutoDefault(false);  // Return saves
-  Group delivery("Where the records go");
-  delivery.Add("&Deliver to:", MakeList(&SettingsValues::destination, "Who gets the records"))
-      .Add("Pat&h:", Beside(path, browse), path)
+  QWidget& pathRow = Beside(path, browse);
+  auto* delivery = new Group("Where the records go");
+  delivery
+      ->Add("&Deliver to:", MakeList(&SettingsValues::destination, "Destination of the records"))
+      .Add("Pat&h:", pathRow, path)
       .Add(MakeBox(&SettingsValues::appenddata, "&Add to the file instead of replacing it",
-                   "For a file with a fixed name. With the name sn_timestamp.txt every "
-                   "synchronization writes a file of its own."))
-      .Add(MakeBox(&SettingsValues::nonenglish, "Paste instead of typing, for te&xt beyond English",
-                   "Records reach an application by way of the clipboard, whatever characters they "
-                   "hold. Off, they are typed key by key."));
-  return Column({connected.widget(), delivery.widget()});
+                   "For a file with a fixed name. With the name sn_timestamp.txt, each "
+                   "synchronization creates a new file."))
+      .Add(MakeBox(&SettingsValues::nonenglish, "Paste te&xt instead of typing it",
+                   "Needed for records that contain non-English characters. Replaces the contents "
+                   "of the clipboard."));
+  pathCaption = delivery->CaptionOf(pathRow);
+  return Column({connected, delivery});
 }
 
 QWidget* QtSettingsWindow::Parts::MakeSampleGroup() {
@@ -281,33 +253,28 @@ QWidget* QtSettingsWindow::Parts::MakeSampleGroup() {
     Outline(*view);
     view->setToolTip(legend.text());
   }
-  Group sample("A line will look like this");
-  sample.Add("O&lder scanners:", older).Add("&300 series:", series300).Add(legend);
-  return sample.widget();
-}
-
-QWidget* QtSettingsWindow::Parts::MakeButtons() {
-  auto* buttons = new QDialogButtonBox;
-  buttons->addButton(&save, QDialogButtonBox::AcceptRole);
-  buttons->addButton(&cancel, QDialogButtonBox::RejectRole);
-  return buttons;
+  auto* sample = new Group("A line will look like this");
+  sample->Add("O&lder scanners:", older).Add("&300 series:", series300).Add(legend);
+  return sample;
 }
 
 QtSettingsWindow::QtSettingsWindow(QWidget& parent, std::span<const ChoiceTitles> choices)
     : QDialog(&parent), parts_(std::make_unique<Parts>(*this)) {
-  NameListsForAssistiveTechnology();
   auto* columns = new ScrollingColumns;
   columns->AddColumn(parts_->MakeLeftColumn());
   columns->AddColumn(parts_->MakeRightColumn());
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(columns, 1);
   layout->addWidget(parts_->MakeSampleGroup());
-  layout->addWidget(parts_->MakeButtons());
+  auto* buttons = new QDialogButtonBox;
+  buttons->addButton(&parts_->save, QDialogButtonBox::AcceptRole);
+  buttons->addButton(&parts_->cancel, QDialogButtonBox::RejectRole);
+  layout->addWidget(buttons);
   for (const auto& [choice, titles] : choices) {
-    QtPopUpList& list = *parts_->controls.at(PlaceOf(choice)).list;
+    QtPopUpList& list = *parts_->controls.at(KeyOf(choice)).list;
     for (const std::string_view title : titles) list.AddItem(title);
   }
-  parts_->save.setDefault(true);  // which only takes within the dialog
+  parts_->save.setDefault(true);  // works only after the button has been added to the dialog
   setWindowTitle(QStringLiteral("Settings"));
 }
 
@@ -319,11 +286,11 @@ void QtSettingsWindow::SetActions(SettingsActions actions) {
 
 void QtSettingsWindow::Show(const SettingsValues& values) {
   parts_->showing = true;
-  for (const auto& [place, each] : parts_->controls) {
-    if (each.box) {
-      each.box->setChecked(values.*each.flag);
+  for (const auto& [key, control] : parts_->controls) {
+    if (control.box) {
+      control.box->setChecked(values.*control.flag);
     } else {
-      each.list->SelectItem(values.*each.choice);
+      control.list->SelectItem(values.*control.choice);
     }
   }
   parts_->showing = false;
@@ -331,11 +298,11 @@ void QtSettingsWindow::Show(const SettingsValues& values) {
 
 SettingsValues QtSettingsWindow::Values() const {
   SettingsValues values;
-  for (const auto& [place, each] : parts_->controls) {
-    if (each.box) {
-      values.*each.flag = each.box->isChecked();
+  for (const auto& [key, control] : parts_->controls) {
+    if (control.box) {
+      values.*control.flag = control.box->isChecked();
     } else {
-      values.*each.choice = each.list->SelectedItem();
+      values.*control.choice = control.list->SelectedItem();
     }
   }
   return values;
@@ -348,10 +315,10 @@ void QtSettingsWindow::SetPath(std::string_view path) {
   parts_->path.setCursorPosition(0);
 }
 
-// A field that cannot be edited looks disabled.
 void QtSettingsWindow::SetPathEnabled(bool enabled) {
   parts_->path.setReadOnly(!enabled);
   parts_->path.setEnabled(enabled);
+  parts_->pathCaption->setEnabled(enabled);
   parts_->browse.setEnabled(enabled);
 }
 
@@ -382,14 +349,14 @@ void QtSettingsWindow::setVisible(bool visible) {
 
 bool QtSettingsWindow::event(QEvent* event) {
   if (event->type() == QEvent::ApplicationFontChange) sized_ = false;
-  // Lets the style show the focus from the beginning.
+  // Makes the style show the focus before the first key press.
   if (event->type() == QEvent::WindowActivate) setAttribute(Qt::WA_KeyboardFocusChange);
   return QDialog::event(event);
 }
 
 void QtSettingsWindow::resizeEvent(QResizeEvent* event) {
   QDialog::resizeEvent(event);
-  parts_->legend.setVisible(height() >= kRoomyRows * fontMetrics().height());
+  parts_->legend.setVisible(height() >= kLegendRows * fontMetrics().height());
 }
 
 }  // namespace quillet::platform::qt

@@ -7,19 +7,17 @@
 
 namespace quillet::platform::qt {
 
-/// The settings window: what each line contains, how its fields are separated, what happens when
-/// the scanner is connected, where the records go, and two sample lines.
+/// The settings window, with all settings and two sample lines.
 ///
-/// Return presses Save (or the button that has focus). Escape and the window's close button press
-/// Cancel. On a screen that is too small for everything the choices scroll, and the samples and the
-/// buttons stay visible.
+/// Return presses the button that has focus, else Save. Escape and the window's close button press
+/// Cancel. On a small screen the settings scroll, and the samples and buttons stay visible.
 ///
 /// Main thread only.
 class QtSettingsWindow final : public QDialog, public SettingsForm {
  public:
   /// Creates the window, hidden.
-  /// @param parent   the main window, which this window stays in front of
-  /// @param choices  the titles of the lists' items
+  /// @param parent   the main window; this window stays in front of it
+  /// @param choices  the titles of the items of every list
   QtSettingsWindow(QWidget& parent, std::span<const ChoiceTitles> choices);
   ~QtSettingsWindow() override;
 
@@ -27,7 +25,7 @@ class QtSettingsWindow final : public QDialog, public SettingsForm {
   void Show(const SettingsValues& values) override;
   SettingsValues Values() const override;
 
-  /// The text is shown from its beginning, however long it is.
+  /// Shows the beginning of a path that is too long for the field.
   void SetPath(std::string_view path) override;
   void SetPathEnabled(bool enabled) override;
   void ShowSamples(std::string_view older, std::string_view series300) override;

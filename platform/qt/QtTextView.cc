@@ -12,13 +12,10 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// How long one turn of the main loop may insert.
-constexpr auto kSlice = std::chrono::milliseconds(4);
+constexpr auto kSlice = std::chrono::milliseconds(4);  // limit per turn of the main loop
+constexpr std::size_t kPiece = 8192;                   // bytes inserted between two time checks
 
-// The bytes that are inserted between two looks at the clock.
-constexpr std::size_t kPiece = 8192;
-
-// The bytes already inserted that are kept before the pending ones, to be removed in one go.
+// Inserted bytes are removed from pending_ in pieces of at least this size.
 constexpr std::size_t kKept = std::size_t{256} * 1024;
 
 }  // namespace

@@ -11,11 +11,10 @@ namespace quillet::platform::qt {
 
 class RecordView;
 
-/// The program's TextView on a RecordView. Main thread only.
+/// A TextView that uses a RecordView. Main thread only.
 ///
-/// Texts are collected and inserted in slices of a few milliseconds, one per turn of the main
-/// loop: a hundred thousand appends cost the window no more than a hundred. They are inserted at
-/// the end of the document whatever the user has selected, and the selection stays.
+/// Appended text is collected and inserted in slices of 4 ms, one slice per turn of the main loop,
+/// so that the window stays responsive. Inserting does not change the user's selection.
 class QtTextView final : public TextView {
  public:
   /// @param view  an empty view; it outlives this object
@@ -24,13 +23,13 @@ class QtTextView final : public TextView {
   void Append(std::string_view text) override;
   void ScrollToEnd() override;
 
-  /// What was on screen goes at once, and so does what was still to be inserted.
+  /// Clears the view at once, and drops text that is not inserted yet.
   void SetText(std::string_view text) override;
 
-  /// Whether something is still to be inserted.
+  /// Whether appended text is not inserted yet.
   bool HasPending() const { return inserted_ < pending_.size(); }
 
-  /// The text that has been inserted, as it was appended; the exceptions are in RecordText.h.
+  /// The inserted text, as UTF-8. It equals the appended text, with the exceptions in RecordText.h.
   std::string ShownText() const;
 
  private:
@@ -39,8 +38,8 @@ class QtTextView final : public TextView {
   void InsertPiece();
 
   RecordView& view_;
-  std::string pending_;       // appended; UTF-8
-  std::size_t inserted_ = 0;  // bytes at the beginning of pending_ that are in the view
+  std::string pending_;       // UTF-8
+  std::size_t inserted_ = 0;  // leading bytes of pending_ that are already in the view
   bool scrollWanted_ = false;
   QTimer sliceTimer_;
 };

@@ -1,25 +1,24 @@
 #pragma once
 
 #include <QTimer>
-#include <functional>
+#include <utility>
 
 #include "platform/Ticker.h"
 
 namespace quillet::platform::qt {
 
-/// A timer of Qt's main loop as the program's Ticker. Main thread only.
+/// A Ticker that uses a timer of Qt's main loop. Main thread only.
 class QtTicker final : public Ticker {
  public:
-  QtTicker();
-
-  void Start(std::chrono::milliseconds period, std::function<void()> action) override;
-  void Stop() override;
+  void Start(std::chrono::milliseconds period, std::function<void()> action) override {
+    timer_.disconnect();
+    QObject::connect(&timer_, &QTimer::timeout, std::move(action));
+    timer_.start(period);
+  }
+  void Stop() override { timer_.stop(); }
 
  private:
-  void Tick();
-
   QTimer timer_;
-  std::function<void()> action_;
 };
 
 }  // namespace quillet::platform::qt

@@ -2,7 +2,7 @@
 
 #include <QAction>
 #include <QKeySequence>
-#include <utility>
+#include <algorithm>
 
 #include "platform/qt/Text.h"
 
@@ -18,30 +18,22 @@ QtToolbarItem::QtToolbarItem(QAction& action, std::vector<ToolbarFace> faces)
 
 void QtToolbarItem::SetLabel(std::string_view label) {
   action_.setText(ToLabel(label));
-  const QString wanted = ToQString(label);
-  for (const ToolbarFace& face : faces_) {
-    if (face.label != wanted) continue;
-    action_.setIcon(face.icon);
-    return Explain(face.explanation);
+  QString toolTip = ToQString(label);
+  const auto face = std::ranges::find(faces_, toolTip, &ToolbarFace::label);
+  if (face != faces_.end()) {
+    action_.setIcon(face->icon);
+    toolTip = face->explanation;
   }
-  Explain(wanted);
-}
-
-void QtToolbarItem::OnPress(std::function<void()> action) {
-  onPress_ = std::move(action);
+  const QString keys =
+      QKeySequence::listToString(action_.shortcuts(), QKeySequence::NativeText).replace("; ", ", ");
+  if (!keys.isEmpty()) toolTip += QStringLiteral(" (%1)").arg(keys);
+  action_.setToolTip(toolTip);
 }
 
 std::vector<QString> QtToolbarItem::Labels() const {
   std::vector<QString> labels;
   for (const ToolbarFace& face : faces_) labels.push_back(face.label);
   return labels;
-}
-
-void QtToolbarItem::Explain(const QString& explanation) {
-  const QString keys =
-      QKeySequence::listToString(action_.shortcuts(), QKeySequence::NativeText).replace("; ", ", ");
-  action_.setToolTip(keys.isEmpty() ? explanation
-                                    : QStringLiteral("%1 (%2)").arg(explanation, keys));
 }
 
 }  // namespace quillet::platform::qt

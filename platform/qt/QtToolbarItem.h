@@ -4,6 +4,7 @@
 #include <QString>
 #include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/Controls.h"
@@ -12,34 +13,33 @@ class QAction;
 
 namespace quillet::platform::qt {
 
-/// What an item looks like while it bears a label.
+/// A label with the icon and tool tip that belong to it.
 struct ToolbarFace {
-  QString label;        ///< the label that this face belongs to
-  QIcon icon;           ///< drawn with the label
-  QString explanation;  ///< a few words for the tool tip, without the keys
+  QString label;
+  QIcon icon;
+  QString explanation;  ///< the tool tip, without the shortcuts
 };
 
-/// An action, shown as a toolbar button and perhaps in a menu, as the program's ToolbarItem. Main
-/// thread only.
+/// A ToolbarItem that uses an action, which is also shown in menus. Main thread only.
 class QtToolbarItem final : public ToolbarItem {
  public:
-  /// @param action  the action, its shortcuts already set; it outlives this object
-  /// @param faces   the item shows the first one until it is given a label. A label without a
-  ///                face keeps the icon and explains itself.
+  /// @param action  has its shortcuts already; it outlives this object
+  /// @param faces   the first one is shown initially
   QtToolbarItem(QAction& action, std::vector<ToolbarFace> faces);
 
-  /// Changes the visible text and, with it, the name that assistive technology finds.
+  /// Also changes the accessible name. Shows the icon and tool tip of the label's face. A label
+  /// without a face keeps the icon and is its own tool tip.
   void SetLabel(std::string_view label) override;
 
-  /// Called for the button, the menu and the keys alike.
-  void OnPress(std::function<void()> action) override;
+  /// The action runs for the button, the menu item and the shortcuts.
+  void OnPress(std::function<void()> action) override { onPress_ = std::move(action); }
 
-  /// The labels of all faces, so that room can be kept for the longest.
+  QAction& action() const { return action_; }
+
+  /// The labels of all faces.
   std::vector<QString> Labels() const;
 
  private:
-  void Explain(const QString& explanation);
-
   QAction& action_;
   const std::vector<ToolbarFace> faces_;
   std::function<void()> onPress_;

@@ -3,7 +3,6 @@
 #include <QEvent>
 #include <QScreen>
 #include <QWidget>
-#include <utility>
 
 #include "platform/qt/Text.h"
 
@@ -18,13 +17,9 @@ QtWindow::QtWindow(QWidget& widget) : widget_(widget) {
 }
 
 void QtWindow::SetTitle(std::string_view title) {
-  // Qt takes "[*]" for the place of a mark of unsaved changes, unless it is doubled.
+  // In a window title, Qt replaces "[*]" with a mark for unsaved changes. Doubling it escapes it.
   const QLatin1String mark("[*]");
   widget_.setWindowTitle(ToQString(title).replace(mark, QLatin1String("[*][*]")));
-}
-
-void QtWindow::OnClose(std::function<void()> action) {
-  action_ = std::move(action);
 }
 
 void QtWindow::OrderFront() {

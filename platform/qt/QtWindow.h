@@ -3,6 +3,7 @@
 #include <QObject>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 #include "platform/Controls.h"
 
@@ -11,21 +12,19 @@ class QWidget;
 
 namespace quillet::platform::qt {
 
-/// The largest size of a window that fits on its screen, with the desktop's frame around it.
+/// The largest size of a window that fits on its screen together with the window frame.
 QSize RoomOnScreen(const QWidget& window);
 
-/// A top-level widget as the program's Window. Main thread only.
+/// A Window that uses a top-level widget. Main thread only.
 class QtWindow final : public QObject, public Window {
  public:
-  /// @param widget  a top-level widget that accepts being closed; it outlives this object
+  /// @param widget  a top-level widget that accepts close events; it outlives this object
   explicit QtWindow(QWidget& widget);
 
-  /// The title stands as given. (Qt adds the application's display name behind it where one has
-  /// been set with QGuiApplication::setApplicationDisplayName.)
   void SetTitle(std::string_view title) override;
 
-  /// The action runs while the window is still there, before it disappears.
-  void OnClose(std::function<void()> action) override;
+  /// The action runs before the window disappears.
+  void OnClose(std::function<void()> action) override { action_ = std::move(action); }
 
   void OrderFront() override;
   void MakeKeyAndOrderFront() override;

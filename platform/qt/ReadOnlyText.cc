@@ -9,8 +9,9 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr qreal kTabColumns = 16;  // a tab stop's distance, in characters: most symbologies' names
-                                   // and the common codes stand in columns, and so do times
+// Distance of tab stops, in characters. Most symbology names and common codes are shorter, so that
+// the fields of different records line up.
+constexpr qreal kTabColumns = 16;
 
 }  // namespace
 
@@ -22,27 +23,21 @@ ReadOnlyText::ReadOnlyText(qreal larger, QWidget* parent)
   setTabChangesFocus(true);
   setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
   ShowCaret(false);
-  ChooseFace();
+  ChooseFont();
 }
 
 bool ReadOnlyText::event(QEvent* event) {
-  if (event->type() == QEvent::ApplicationFontChange) ChooseFace();
+  if (event->type() == QEvent::ApplicationFontChange) ChooseFont();
   return QPlainTextEdit::event(event);
 }
 
 void ReadOnlyText::focusInEvent(QFocusEvent* event) {
-  switch (event->reason()) {
-    case Qt::TabFocusReason:
-    case Qt::BacktabFocusReason:
-    case Qt::ShortcutFocusReason:
-      ShowCaret(true);
-      break;
-    case Qt::MouseFocusReason:
-    case Qt::OtherFocusReason:
-      ShowCaret(false);
-      break;
-    default:
-      break;  // as it was before the window or a menu took the keyboard
+  // Other reasons, such as a closed menu, leave the caret unchanged.
+  const Qt::FocusReason reason = event->reason();
+  if (reason == Qt::MouseFocusReason || reason == Qt::OtherFocusReason) ShowCaret(false);
+  if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
+      reason == Qt::ShortcutFocusReason) {
+    ShowCaret(true);
   }
   QPlainTextEdit::focusInEvent(event);
 }
@@ -58,15 +53,11 @@ void ReadOnlyText::mousePressEvent(QMouseEvent* event) {
   QPlainTextEdit::mousePressEvent(event);
 }
 
-void ReadOnlyText::ChooseFace() {
-  QFont face = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  face.setPointSizeF(qMax(face.pointSizeF(), QApplication::font().pointSizeF() + larger_));
-  setFont(face);
-  setTabStopDistance(kTabColumns * QFontMetricsF(face).horizontalAdvance(QLatin1Char('0')));
-}
-
-void ReadOnlyText::ShowCaret(bool show) {
-  setCursorWidth(show ? 1 : 0);
+void ReadOnlyText::ChooseFont() {
+  QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  font.setPointSizeF(qMax(font.pointSizeF(), QApplication::font().pointSizeF() + larger_));
+  setFont(font);
+  setTabStopDistance(kTabColumns * QFontMetricsF(font).horizontalAdvance(QLatin1Char('0')));
 }
 
 }  // namespace quillet::platform::qt

@@ -4,16 +4,14 @@
 
 namespace quillet::platform::qt {
 
-/// A widget with text that can be read, selected and copied, by mouse and keyboard, and not
-/// changed, in the desktop's fixed-width face. It follows the desktop's font: one that is set to
-/// large text gets large records too.
+/// A text widget that the user can select and copy from, but not edit. It uses the desktop's
+/// fixed-width font and follows changes of the font size.
 ///
-/// A caret shows only while the keyboard is used in it. A blinking one promises that something can
-/// be written there.
+/// The caret is visible only during keyboard use, because it suggests that the text is editable.
 class ReadOnlyText : public QPlainTextEdit {
  protected:
-  /// @param larger  how much larger than the desktop's general face, in points
-  /// @param parent  owns it, if there is one
+  /// @param larger  font size above the desktop's general font, in points
+  /// @param parent  the owner, or null
   explicit ReadOnlyText(qreal larger, QWidget* parent = nullptr);
 
   bool event(QEvent* event) override;
@@ -22,8 +20,8 @@ class ReadOnlyText : public QPlainTextEdit {
   void mousePressEvent(QMouseEvent* event) override;
 
  private:
-  void ChooseFace();
-  void ShowCaret(bool show);
+  void ChooseFont();
+  void ShowCaret(bool show) { setCursorWidth(show ? 1 : 0); }
 
   const qreal larger_;
 };

@@ -8,17 +8,16 @@
 namespace quillet::platform::qt {
 namespace {
 
-// Characters with a meaning of their own in a document, in the order of their stand-ins.
+// The replaced characters, in the order of their replacements.
 constexpr std::array<char16_t, 7> kReserved = {0x0000, 0x000D, 0x2028, 0x2029,
                                                0xFDD0, 0xFDD1, 0xFFFC};
-constexpr char16_t kFirstStandIn = 0xFDE0;
+constexpr char16_t kFirstReplacement = 0xFDE0;
 
-// The state of a block that continues the paragraph of the one before it.
+// The state of a block that continues the paragraph of the previous block.
 constexpr int kContinuation = 1;
 
-// The lengths, in UTF-16 units, at which a block is continued in another: behind a blank from the
-// first on, anywhere at the second. Long enough to be rare in real lines, short enough to be laid
-// out in about a millisecond.
+// Lengths of a block in UTF-16 units. From the first on, a paragraph is split after a blank. At the
+// second it is split anywhere. A block of this length is laid out in about 1 ms.
 constexpr int kFairLength = 1800;
 constexpr int kFullLength = 2000;
 
@@ -34,13 +33,13 @@ void StartContinuation(QTextCursor& end) {
 }  // namespace
 
 QString ToDocumentText(std::string_view text) {
-  // A byte order mark is a character like any other here, wherever a text begins.
+  // Keeps a byte order mark at the beginning of a text.
   QStringDecoder decode(QStringConverter::Utf8, QStringConverter::Flag::Stateless |
                                                     QStringConverter::Flag::ConvertInitialBom);
   QString decoded = decode(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
   for (QChar& c : decoded) {
     for (std::size_t i = 0; i < kReserved.size(); ++i) {
-      if (c == kReserved[i]) c = QChar(static_cast<char16_t>(kFirstStandIn + i));
+      if (c == kReserved[i]) c = QChar(static_cast<char16_t>(kFirstReplacement + i));
     }
   }
   return decoded;
@@ -84,9 +83,9 @@ QString SelectedRecordText(const QTextCursor& selection) {
     text += QStringView(block.text()).mid(from, end - block.position() - from);
   }
   for (QChar& c : text) {
-    const int stand_in = c.unicode() - kFirstStandIn;
-    if (stand_in >= 0 && stand_in < static_cast<int>(kReserved.size())) {
-      c = QChar(kReserved[static_cast<std::size_t>(stand_in)]);
+    const int index = c.unicode() - kFirstReplacement;
+    if (index >= 0 && index < static_cast<int>(kReserved.size())) {
+      c = QChar(kReserved[static_cast<std::size_t>(index)]);
     }
   }
   return text;

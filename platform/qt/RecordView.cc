@@ -11,7 +11,7 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr qreal kRecordMargin = 10;      // between the view's edge and its text, in pixels
-constexpr qreal kRecordEnlargement = 1;  // than the desktop's general face, in points
+constexpr qreal kRecordEnlargement = 1;  // see ReadOnlyText
 
 }  // namespace
 
@@ -29,8 +29,7 @@ void RecordView::InsertAtEnd(const QString& text) {
   end.movePosition(QTextCursor::End);
   qt::InsertAtEnd(end, text);
 
-  // A cursor at the place of an insertion moves along with it. That is right where nothing is
-  // selected: a cursor at the end stays there.
+  // The insertion moves a cursor that is at the end. This is wanted only without a selection.
   if (!users_selected) return;
   if (textCursor().anchor() == anchor && textCursor().position() == position) return;
   QTextCursor restored(document());
@@ -40,7 +39,7 @@ void RecordView::InsertAtEnd(const QString& text) {
 }
 
 void RecordView::ScrollToEnd() {
-  // Lines are wrapped as they come into sight, which can move the end further down.
+  // Lines are wrapped when they become visible, which can move the end further down.
   QScrollBar* bar = verticalScrollBar();
   for (int tries = 0; tries < 4 && bar->value() != bar->maximum(); ++tries) {
     bar->setValue(bar->maximum());

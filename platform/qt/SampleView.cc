@@ -5,17 +5,15 @@
 #include <QTextBlock>
 #include <QTextLayout>
 
-#include "platform/qt/Mix.h"
+#include "platform/qt/Outline.h"
 
 namespace quillet::platform::qt {
 namespace {
 
-constexpr qreal kSampleEnlargement =
-    2;  // than the desktop's general face, in points: the marks are small
-constexpr qreal kSampleMargin = 3;  // between the frame and the text, in pixels
-constexpr float kTint = 0.7F;       // of the colour for selections in that of the marks
+constexpr qreal kSampleEnlargement = 2;  // see ReadOnlyText; the marks are small
+constexpr qreal kSampleMargin = 3;       // between the frame and the text, in pixels
+constexpr float kTint = 0.7F;            // share of the highlight colour in the marks
 
-// As a sample spells what cannot be seen.
 constexpr QStringView kMarks = u"→␣←↓⏎";
 
 }  // namespace
@@ -52,10 +50,6 @@ QSize SampleView::sizeHint() const {
   return {20 * fontMetrics().averageCharWidth(), HeightFor(1)};
 }
 
-QSize SampleView::minimumSizeHint() const {
-  return sizeHint();
-}
-
 void SampleView::resizeEvent(QResizeEvent* event) {
   ReadOnlyText::resizeEvent(event);
   FitHeight();
@@ -70,7 +64,7 @@ void SampleView::changeEvent(QEvent* event) {
 void SampleView::FitHeight() {
   int rows = 0;
   for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
-    blockBoundingRect(block);  // lays it out for the present width
+    blockBoundingRect(block);  // lays the block out for the current width
     rows += qMax(1, block.layout()->lineCount());
   }
   setFixedHeight(HeightFor(rows));

@@ -4,16 +4,15 @@
 
 namespace quillet::platform::qt {
 
-/// Shows a sample line whole, over as many rows as it needs, with the marks for invisible
-/// characters in a colour of their own, so that they are not taken for something that will be
-/// written.
+/// Shows a whole sample line, wrapped if necessary. The marks for invisible characters are
+/// coloured.
 class SampleView final : public ReadOnlyText {
  public:
   SampleView();
 
-  /// One row, however long the text is: it decides the height and never the width.
+  /// The size of one row. The text determines the height only.
   QSize sizeHint() const override;
-  QSize minimumSizeHint() const override;
+  QSize minimumSizeHint() const override { return sizeHint(); }
 
  protected:
   void resizeEvent(QResizeEvent* event) override;

@@ -26,7 +26,7 @@ void ScrollingColumns::AddColumn(QWidget* column) {
 }
 
 QSize ScrollingColumns::sizeHint() const {
-  return SideBySide() + QSize(0, 2);  // a pixel of rounding must not bring a scroll bar
+  return SideBySide() + QSize(0, 2);  // rounding must not cause a scroll bar
 }
 
 QSize ScrollingColumns::minimumSizeHint() const {

@@ -6,15 +6,15 @@ class QBoxLayout;
 
 namespace quillet::platform::qt {
 
-/// Columns side by side where there is room for them, else one above the other, and scrolling where
-/// even that does not fit. Whatever the keyboard goes to comes into sight.
+/// Shows columns side by side, or one above the other in a narrow window. Scrolls if the height is
+/// too small. A control that gets focus is scrolled into view.
 class ScrollingColumns final : public QScrollArea {
  public:
   ScrollingColumns();
 
   void AddColumn(QWidget* column);
 
-  /// All columns side by side, whole.
+  /// The size of all columns side by side.
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
 

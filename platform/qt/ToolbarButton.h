@@ -1,18 +1,26 @@
 #pragma once
 
+#include <QKeyEvent>
 #include <QToolButton>
 
 namespace quillet::platform::qt {
 
-/// A toolbar button that the keyboard reaches with Tab and presses with Space, Return or Enter.
+/// A toolbar button that the user can focus with Tab and press with Space, Return or Enter.
 class ToolbarButton final : public QToolButton {
  public:
-  /// @param action  what the button shows and triggers; it outlives the button
-  /// @param parent  owns the button, if there is one
-  explicit ToolbarButton(QAction* action, QWidget* parent = nullptr);
+  /// @param action  provides label, icon and shortcuts; it outlives the button
+  explicit ToolbarButton(QAction* action) {
+    setDefaultAction(action);
+    setAutoRaise(true);
+    setFocusPolicy(Qt::TabFocus);
+    setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+  }
 
  protected:
-  void keyPressEvent(QKeyEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) return click();
+    QToolButton::keyPressEvent(event);
+  }
 };
 
 }  // namespace quillet::platform::qt

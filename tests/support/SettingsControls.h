@@ -63,7 +63,7 @@ inline constexpr SettingsControl kSettingsControls[] = {
     {"Time of the scan", 1, &Settings::bAttachTimestamp, &SettingsValues::attachtimestamp},
     {"Scanner's serial number", 0, &Settings::bAttachSerial, &SettingsValues::attachserial},
     {"Order", 12, &Settings::dataorder, &SettingsValues::dataorder, 6},
-    {"Serial number's place", 11, &Settings::sn_position, &SettingsValues::sn_position, 2},
+    {"Serial number position", 11, &Settings::sn_position, &SettingsValues::sn_position, 2},
     {"Between fields", 3, &Settings::datadelimiter, &SettingsValues::datadelimiter, 5},
     {"After each record", 4, &Settings::recorddelimiter, &SettingsValues::recorddelimiter, 5},
     {"Set the scanner's clock to the computer's time", 5, &Settings::bSyncClock,
@@ -75,7 +75,7 @@ inline constexpr SettingsControl kSettingsControls[] = {
     {"Deliver to", 7, &Settings::destination, &SettingsValues::destination, 4},
     {"Add to the file instead of replacing it", 10, &Settings::bAppendData,
      &SettingsValues::appenddata},
-    {"Paste instead of typing, for text beyond English", 13, &Settings::bNonEnglish,
+    {"Paste text instead of typing it", 13, &Settings::bNonEnglish,
      &SettingsValues::nonenglish},
 };
 

@@ -14,12 +14,12 @@ _BOXES = {
     "Fetch all records in one transfer": "burst_sync",
     "Erase the scanner after synchronizing": "clear_memory",
     "Add to the file instead of replacing it": "append_data",
-    "Paste instead of typing, for text beyond English": "non_english",
+    "Paste text instead of typing it": "non_english",
 }
 # Each list with its field and how many items it has.
 _LISTS = {
     "Order": ("data_order", 6),
-    "Serial number's place": ("serial_position", 2),
+    "Serial number position": ("serial_position", 2),
     "Between fields": ("data_delimiter", 5),
     "After each record": ("record_delimiter", 5),
     "Deliver to": ("destination", 4),
@@ -122,7 +122,7 @@ class SettingsWindowTest(SystemTest):
             self.window.open()
             self.window.choose("Between fields", delimiter)
             self.window.choose("Order", order)
-            self.window.choose("Serial number's place", place)
+            self.window.choose("Serial number position", place)
             sample = self.window.field("Older scanners").text()
             self.window.type_keys("Return")
             self.window.wait_until_closed()

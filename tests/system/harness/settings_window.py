@@ -29,7 +29,7 @@ class SettingsWindow:
     def open_panel(self):
         """Opens the panel to choose the file and waits until it has the keyboard."""
         self.type_keys("alt+b")
-        wait_until(lambda: self._has_keyboard("Choose the File for the Records"), "the file panel")
+        wait_until(lambda: self._has_keyboard("Choose a file for the records"), "the file panel")
 
     def _dialog(self):
         application = self._desktop.accessibility.application(self._quillet.pid)

@@ -1,14 +1,13 @@
-#include "platform/qt/NamedListAccessible.h"
+#include "platform/qt/ListBox.h"
 
 #include <QAbstractItemView>
 #include <QAccessible>
 #include <QAccessibleWidget>
-#include <QComboBox>
 
 namespace quillet::platform::qt {
 namespace {
 
-// A combo box with its list as the only child, as Qt's own interface has it but for the name.
+// Replaces Qt's accessible interface of a combo box. Only the name and the value differ.
 class NamedList final : public QAccessibleWidget {
  public:
   explicit NamedList(QComboBox* box) : QAccessibleWidget(box, QAccessible::ComboBox), box_(box) {}
@@ -33,7 +32,7 @@ class NamedList final : public QAccessibleWidget {
   }
   void doAction(const QString& action) override {
     if (action != showMenuAction() && action != pressAction()) {
-      return QAccessibleWidget::doAction(action);  // to take the keyboard
+      return QAccessibleWidget::doAction(action);
     }
     if (box_->view()->isVisible()) {
       box_->hidePopup();
@@ -47,7 +46,7 @@ class NamedList final : public QAccessibleWidget {
   QComboBox* const box_;
 };
 
-QAccessibleInterface* MakeNamedList(const QString& className, QObject* object) {
+QAccessibleInterface* CreateNamedList(const QString& className, QObject* object) {
   if (className != QStringLiteral("QComboBox")) return nullptr;
   auto* box = qobject_cast<QComboBox*>(object);
   return box != nullptr && !box->accessibleName().isEmpty() ? new NamedList(box) : nullptr;
@@ -55,8 +54,9 @@ QAccessibleInterface* MakeNamedList(const QString& className, QObject* object) {
 
 }  // namespace
 
-void NameListsForAssistiveTechnology() {
-  QAccessible::installFactory(MakeNamedList);
+ListBox::ListBox() {
+  setFocusPolicy(Qt::StrongFocus);
+  QAccessible::installFactory(CreateNamedList);  // installs it only once
 }
 
 }  // namespace quillet::platform::qt
