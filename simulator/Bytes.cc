@@ -2,14 +2,6 @@
 
 namespace quillet::simulator {
 
-Bytes ToBytes(std::string_view text) {
-  return Bytes(text.begin(), text.end());
-}
-
-void Append(Bytes& bytes, const Bytes& tail) {
-  bytes.insert(bytes.end(), tail.begin(), tail.end());
-}
-
 void AppendBigEndian(Bytes& bytes, std::size_t value, int size) {
   for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) {
     bytes.push_back(static_cast<std::uint8_t>((value >> shift) & 0xFF));

@@ -7,22 +7,26 @@
 
 namespace quillet::simulator {
 
-/// Bytes on the line, in order.
+/// Bytes as sent or received, in order.
 using Bytes = std::vector<std::uint8_t>;
 
-/// The bytes of a text, one per char.
-Bytes ToBytes(std::string_view text);
+/// Converts a text to bytes.
+inline Bytes ToBytes(std::string_view text) {
+  return Bytes(text.begin(), text.end());
+}
 
 /// Appends `tail` to `bytes`.
-void Append(Bytes& bytes, const Bytes& tail);
+inline void Append(Bytes& bytes, const Bytes& tail) {
+  bytes.insert(bytes.end(), tail.begin(), tail.end());
+}
 
-/// Appends the `size` (1 to 4) low bytes of `value`, most significant first.
+/// Appends the low `size` bytes (1 to 4) of `value`, most significant byte first.
 void AppendBigEndian(Bytes& bytes, std::size_t value, int size);
 
-/// Two lower-case hexadecimal digits per byte, separated by blanks: "57 00 40".
+/// Formats bytes as lower-case hexadecimal digits, for example "57 00 40".
 std::string ToHex(const Bytes& bytes);
 
-/// Printable ASCII unchanged, every other byte as a dot.
+/// Replaces every byte that is not printable ASCII by a dot.
 std::string ToReadable(const Bytes& bytes);
 
 }  // namespace quillet::simulator

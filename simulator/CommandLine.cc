@@ -19,8 +19,8 @@ constexpr std::size_t kDefaultRecords = 130;
 constexpr std::uint64_t kMostRecords = 10'000'000;
 constexpr std::uint64_t kFastest = 1'000'000'000;
 
-/// The arguments before the records are created: these depend on the model, which may follow them.
-struct Wishes {
+/// The parsed arguments. The records are created later, because they depend on the model.
+struct Parsed {
   bool help = false;
   Options options;
   std::optional<std::uint64_t> stockTaking;
@@ -32,70 +32,71 @@ struct Wishes {
 
 struct Argument {
   std::string_view name;
-  void (*set)(Wishes&, const std::string&);
+  void (*set)(Parsed&, const std::string&);
 };
 
 std::uint64_t NumberUpTo(std::uint64_t most, const char* name, const std::string& text) {
   const auto value = ReadNumber(text);
   if (!value || *value > most) {
-    throw UsageError(std::string(name) + " takes a whole number up to " + std::to_string(most) +
+    throw UsageError(std::string(name) + " must be a whole number up to " + std::to_string(most) +
                      ", not \"" + text + "\"");
   }
   return *value;
 }
 
-void SetModel(Wishes& wishes, const std::string& text) {
+void SetModel(Parsed& parsed, const std::string& text) {
   if (text != "old" && text != "300")
-    throw UsageError("--model is old or 300, not \"" + text + "\"");
-  wishes.options.device.model = text == "old" ? Model::kOlder : Model::kSeries300;
+    throw UsageError("--model must be old or 300, not \"" + text + "\"");
+  parsed.options.device.model = text == "old" ? Model::kOlder : Model::kSeries300;
 }
 
-void SetTerminator(Wishes& wishes, const std::string& text) {
-  if (text != "@" && text != "!") throw UsageError("--terminator is @ or !, not \"" + text + "\"");
-  wishes.options.device.terminator = text.front();
+void SetTerminator(Parsed& parsed, const std::string& text) {
+  if (text != "@" && text != "!")
+    throw UsageError("--terminator must be @ or !, not \"" + text + "\"");
+  parsed.options.device.terminator = text.front();
 }
 
-void SetSpeed(Wishes& wishes, const std::string& text) {
+void SetSpeed(Parsed& parsed, const std::string& text) {
   const bool unlimited = text == "unlimited";
-  wishes.options.speed = unlimited ? 0 : NumberUpTo(kFastest, "--speed", text);
-  if (wishes.options.speed == 0 && !unlimited) {
-    throw UsageError("--speed is at least 1, or unlimited");
+  parsed.options.speed = unlimited ? 0 : NumberUpTo(kFastest, "--speed", text);
+  if (parsed.options.speed == 0 && !unlimited) {
+    throw UsageError("--speed must be at least 1, or unlimited");
   }
 }
 
-void SetLatency(Wishes& wishes, const std::string& text) {
+void SetLatency(Parsed& parsed, const std::string& text) {
   const auto latency = ReadDuration(text, std::chrono::milliseconds(1));
-  if (!latency) throw UsageError("--latency takes a number of milliseconds, not \"" + text + "\"");
-  wishes.options.latency = *latency;
+  if (!latency) throw UsageError("--latency must be in milliseconds, not \"" + text + "\"");
+  parsed.options.latency = *latency;
 }
 
 using Text = const std::string&;
 
 constexpr std::array kArguments = std::to_array<Argument>({
     {"--model", SetModel},
-    {"--serial", [](Wishes& w, Text text) { w.options.device.serial = text; }},
-    {"--firmware", [](Wishes& w, Text text) { w.options.device.firmware = text; }},
-    {"--asset", [](Wishes& w, Text text) { w.options.device.asset = text; }},
+    {"--serial", [](Parsed& w, Text text) { w.options.device.serial = text; }},
+    {"--firmware", [](Parsed& w, Text text) { w.options.device.firmware = text; }},
+    {"--asset", [](Parsed& w, Text text) { w.options.device.asset = text; }},
     {"--terminator", SetTerminator},
     {"--records",
-     [](Wishes& w, Text text) { w.stockTaking = NumberUpTo(kMostRecords, "--records", text); }},
+     [](Parsed& w, Text text) { w.stockTaking = NumberUpTo(kMostRecords, "--records", text); }},
     {"--extreme",
-     [](Wishes& w, Text text) { w.extreme = NumberUpTo(kMostRecords, "--extreme", text); }},
-    {"--csv", [](Wishes& w, Text text) { w.csvFile = text; }},
+     [](Parsed& w, Text text) { w.extreme = NumberUpTo(kMostRecords, "--extreme", text); }},
+    {"--csv", [](Parsed& w, Text text) { w.csvFile = text; }},
     {"--random",
-     [](Wishes& w, Text text) { w.randomState = NumberUpTo(UINT64_MAX, "--random", text); }},
+     [](Parsed& w, Text text) { w.randomState = NumberUpTo(UINT64_MAX, "--random", text); }},
     {"--speed", SetSpeed},
     {"--latency", SetLatency},
-    {"--link", [](Wishes& w, Text text) { w.options.linkPath = text; }},
-    {"--device", [](Wishes& w, Text text) { w.options.deviceNode = text; }},
-    {"--faults", [](Wishes& w, Text text) { w.faultsFile = text; }},
-    {"--transcript", [](Wishes& w, Text text) { w.options.transcriptFile = text; }},
+    {"--link", [](Parsed& w, Text text) { w.options.linkPath = text; }},
+    {"--device", [](Parsed& w, Text text) { w.options.deviceNode = text; }},
+    {"--faults", [](Parsed& w, Text text) { w.faultsFile = text; }},
+    {"--transcript", [](Parsed& w, Text text) { w.options.transcriptFile = text; }},
 });
 
-/// Reads a file with `parse`, which may throw InputError.
+/// Parses a file. Adds its path to an InputError of `parse`.
 template <typename Parse>
 auto ReadFileWith(const std::string& path, Parse parse) {
-  // A folder can be opened, only reading it fails.
+  // A folder can be opened but not read.
   if (std::filesystem::is_directory(path)) {
     throw std::system_error(EISDIR, std::generic_category(), path);
   }
@@ -109,61 +110,61 @@ auto ReadFileWith(const std::string& path, Parse parse) {
   }
 }
 
-Wishes ReadArguments(const std::vector<std::string>& arguments) {
-  Wishes wishes;
+Parsed ReadArguments(const std::vector<std::string>& arguments) {
+  Parsed parsed;
   for (std::size_t at = 0; at < arguments.size(); ++at) {
     const std::size_t equals = arguments[at].find('=');
     const std::string name = arguments[at].substr(0, equals);
     const bool hasValue = equals != std::string::npos;
     if (arguments[at] == "--help" || arguments[at] == "-h") {
-      wishes.help = true;
-      return wishes;
+      parsed.help = true;
+      return parsed;
     }
     if (name == "--cooked") {
       if (hasValue) throw UsageError("--cooked takes no value");
-      wishes.options.terminalMode = TerminalMode::kCooked;
+      parsed.options.terminalMode = TerminalMode::kCooked;
       continue;
     }
     const auto* argument = FindByName(kArguments, name);
     if (argument == nullptr) throw UsageError("unknown argument \"" + name + "\"");
-    if (!hasValue && at + 1 == arguments.size()) throw UsageError(name + " needs a value");
-    argument->set(wishes, hasValue ? arguments[at].substr(equals + 1) : arguments[++at]);
+    if (!hasValue && at + 1 == arguments.size()) throw UsageError(name + " requires a value");
+    argument->set(parsed, hasValue ? arguments[at].substr(equals + 1) : arguments[++at]);
   }
-  return wishes;
+  return parsed;
 }
 
-std::vector<ScanRecord> CreateRecords(const Wishes& wishes) {
-  const Model model = wishes.options.device.model;
+std::vector<ScanRecord> CreateRecords(const Parsed& parsed) {
+  const Model model = parsed.options.device.model;
   std::vector<ScanRecord> records;
   const auto add = [&](std::vector<ScanRecord> more) {
     std::move(more.begin(), more.end(), std::back_inserter(records));
   };
-  if (!wishes.csvFile.empty()) {
-    add(ReadFileWith(wishes.csvFile,
+  if (!parsed.csvFile.empty()) {
+    add(ReadFileWith(parsed.csvFile,
                      [&](const std::string& text) { return ParseRecords(text, model); }));
   }
-  const bool otherSource = !wishes.csvFile.empty() || wishes.extreme > 0;
-  const std::size_t stockTaking = wishes.stockTaking.value_or(otherSource ? 0 : kDefaultRecords);
-  add(StockTaking(stockTaking, model, wishes.randomState));
-  add(ExtremeRecords(wishes.extreme, model, wishes.randomState));
+  const bool otherSource = !parsed.csvFile.empty() || parsed.extreme > 0;
+  const std::size_t stockTaking = parsed.stockTaking.value_or(otherSource ? 0 : kDefaultRecords);
+  add(StockTaking(stockTaking, model, parsed.randomState));
+  add(ExtremeRecords(parsed.extreme, model, parsed.randomState));
   return records;
 }
 
 }  // namespace
 
 CommandLine ReadCommandLine(const std::vector<std::string>& arguments) {
-  const Wishes wishes = ReadArguments(arguments);
-  if (wishes.help) return {true, {}};
-  Options options = wishes.options;
+  const Parsed parsed = ReadArguments(arguments);
+  if (parsed.help) return {true, {}};
+  Options options = parsed.options;
   if (!options.deviceNode.empty() && !options.linkPath.empty()) {
-    throw UsageError("--device and --link exclude each other: the device has its path");
+    throw UsageError("--device and --link cannot be combined");
   }
-  options.device.records = CreateRecords(wishes);
-  if (!wishes.faultsFile.empty()) {
+  options.device.records = CreateRecords(parsed);
+  if (!parsed.faultsFile.empty()) {
     options.faults =
-        ReadFileWith(wishes.faultsFile, [](const std::string& text) { return ParseFaults(text); });
+        ReadFileWith(parsed.faultsFile, [](const std::string& text) { return ParseFaults(text); });
   }
-  options.keepTranscript = false;  // the file is enough
+  options.keepTranscript = false;
   return {false, std::move(options)};
 }
 

@@ -16,7 +16,7 @@ struct FixedCommand {
   CommandKind kind;
 };
 
-/// The commands that consist of the same bytes each time.
+/// The commands without parameters.
 constexpr std::array kFixedCommands = std::to_array<FixedCommand>({
     {"W", CommandKind::kWakeUp},
     {"M", CommandKind::kSerialNumber},
@@ -34,7 +34,7 @@ constexpr std::array kFixedCommands = std::to_array<FixedCommand>({
 constexpr std::size_t kClockCommandSize = 7;
 constexpr std::size_t kMostIndexDigits = 8;
 
-/// True for "p", "p1", "p1a", "p1a#": digits without leading zeros, then the end mark.
+/// Whether the bytes are the beginning of a request such as "p1a#", which has no leading zeros.
 bool BeginsRecordRequest(std::string_view bytes) {
   if (bytes.front() != 'p') return false;
   std::string_view digits = bytes.substr(1);
@@ -60,24 +60,20 @@ CommandParser::Result CommandParser::Feed(std::uint8_t byte) {
   if (!pending_.empty() && !Continues(letter)) {
     const Bytes unfinished = ToBytes(pending_);
     result.complaint = "unfinished command " + ToHex(unfinished) + " (" + ToReadable(unfinished) +
-                       ") cut off by " + Describe(letter);
+                       ") before " + Describe(letter);
     pending_.clear();
   }
   if (pending_.empty()) {
     if (byte == 0) return result;
     if (!Continues(letter)) {
       if (!result.complaint.empty()) result.complaint += "; ";
-      result.complaint += Describe(letter) + " begins no command";
+      result.complaint += Describe(letter) + " does not begin a command";
       return result;
     }
   }
   pending_ += letter;
   if (IsComplete()) result.command = Take();
   return result;
-}
-
-std::string CommandParser::Reset() {
-  return std::exchange(pending_, {});
 }
 
 bool CommandParser::Continues(char byte) const {

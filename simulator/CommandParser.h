@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace quillet::simulator {
 
@@ -23,34 +24,32 @@ enum class CommandKind {
   kSendOneRecord,   ///< p, the record's index in lower-case hexadecimal, #
 };
 
-/// One complete command.
+/// A complete command.
 struct Command {
   CommandKind kind = CommandKind::kWakeUp;
-  /// The command's bytes; "C" for the clock command, whose other bytes are not text.
+  /// The command's bytes. Only "C" for the clock command, because its other bytes are binary.
   std::string text;
   std::array<std::uint8_t, 6> clock = {};  ///< kSetClock only
   std::uint32_t index = 0;                 ///< kSendOneRecord only
 };
 
-/// Finds the commands in the bytes that the scanner receives, and everything else.
+/// Splits the bytes that the scanner receives into commands, and reports invalid bytes.
 ///
-/// A byte that cannot continue an unfinished command counts as the first byte of the next one: one
-/// lost byte costs one command. NUL bytes between commands are ignored: they only wake the scanner.
+/// A byte that cannot continue an unfinished command is the first byte of the next command, so that
+/// a lost byte affects only one command. NUL bytes between commands only wake the scanner.
 class CommandParser {
  public:
   struct Result {
-    /// The command that this byte completed.
-    std::optional<Command> command;
-    /// The error in this byte, or in the unfinished bytes before it; "" if there is none.
-    std::string complaint;
+    std::optional<Command> command;  ///< completed by this byte
+    std::string complaint;           ///< error in this byte or the unfinished command; "" if none
   };
 
-  /// Reads the next byte from the line.
+  /// Processes the next received byte.
   Result Feed(std::uint8_t byte);
 
-  /// Forgets an unfinished command, as the scanner does when the cable is pulled.
-  /// @return its bytes
-  std::string Reset();
+  /// Drops an unfinished command, as the scanner does if the cable is pulled.
+  /// @return the bytes of the unfinished command.
+  std::string Reset() { return std::exchange(pending_, {}); }
 
  private:
   bool Continues(char byte) const;

@@ -31,8 +31,7 @@ UniqueFd OpenTerminal(const std::string& path) {
   return UniqueFd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
 }
 
-/// Sets a terminal raw and to the speed, if it is a known one. Failures are not reported: what
-/// cannot be set stays unchanged.
+/// Sets a terminal raw, and sets the speed if it is in kSpeeds. Ignores failures.
 void SetRaw(int descriptor, std::uint64_t bitsPerSecond) {
   termios settings = {};
   if (tcgetattr(descriptor, &settings) != 0) return;
@@ -47,7 +46,7 @@ void SetRaw(int descriptor, std::uint64_t bitsPerSecond) {
   tcsetattr(descriptor, TCSANOW, &settings);
 }
 
-/// The events of poll(2) that hold now.
+/// Returns the current events of poll(2).
 int PollNow(int descriptor, short events) {
   pollfd entry{descriptor, events, 0};
   return ::poll(&entry, 1, 0) > 0 ? entry.revents : 0;
@@ -58,8 +57,8 @@ Endpoint::Transfer ResultOf(ssize_t count) {
   return {0, errno != EAGAIN && errno != EWOULDBLOCK};
 }
 
-/// The scanner holds the master side. It does not keep the slave side open: so it can see whether
-/// the computer has its port open, and what is sent while it has not is lost as on a real line.
+/// The scanner has only the master side open. This shows whether the computer has the port open.
+/// Bytes sent while the port is closed are lost, as on a real line.
 class PseudoTerminal final : public Endpoint {
  public:
   explicit PseudoTerminal(TerminalMode mode) : mode_(mode) {}
@@ -76,8 +75,8 @@ class PseudoTerminal final : public Endpoint {
     const int flags = fcntl(master.Get(), F_GETFL);
     if (flags < 0 || fcntl(master.Get(), F_SETFL, flags | O_NONBLOCK) != 0) throw Failure("fcntl");
 
-    // The slave must be opened once in any mode: only one that was open before shows as closed. Its
-    // settings last as long as the master is open.
+    // The master reports a closed slave only if the slave has been open before. The settings of the
+    // slave are kept while the master is open.
     const UniqueFd slave = OpenTerminal(path_);
     if (!slave.IsOpen()) throw Failure(path_);
     if (mode_ == TerminalMode::kRaw) SetRaw(slave.Get(), 0);
@@ -95,14 +94,14 @@ class PseudoTerminal final : public Endpoint {
 
   bool HasUnreadOutput() override {
     if (!IsPortOpen()) return false;
-    // Only the slave side knows what has not been read. It stays open until Close(), which follows:
-    // until then the computer's closing cannot be seen.
+    // Only the slave side shows unread bytes. While it is open here, IsPortOpen() is true. It stays
+    // open until Close(), which soon follows.
     if (!probe_.IsOpen()) probe_ = OpenTerminal(path_);
     return probe_.IsOpen() && (PollNow(probe_.Get(), POLLIN) & POLLIN) != 0;
   }
 
   void DiscardOutput() override {
-    // What has already arrived at the slave, only its own side can discard.
+    // Bytes that have reached the slave can be discarded only on the slave side.
     tcflush(line_.Get(), TCOFLUSH);
     const UniqueFd slave = OpenTerminal(path_);
     if (slave.IsOpen()) tcflush(slave.Get(), TCIFLUSH);
@@ -144,7 +143,7 @@ class DeviceNode final : public Endpoint {
 Endpoint::Transfer Endpoint::Read(std::span<std::uint8_t> buffer) {
   const ssize_t count =
       RetryOnSignal([&] { return ::read(line_.Get(), buffer.data(), buffer.size()); });
-  // Without bytes, this kind of terminal answers EAGAIN; 0 means that the line is gone.
+  // If no bytes are available, read(2) fails with EAGAIN. The result 0 is a hang-up.
   return count == 0 ? Transfer{0, true} : ResultOf(count);
 }
 
@@ -167,7 +166,7 @@ void PathLink::PointTo(const std::string& target) {
     throw std::system_error(std::make_error_code(std::errc::file_exists),
                             path_ + " is not a symbolic link");
   }
-  // A link cannot be changed, but one can be renamed over another.
+  // rename(2) replaces an existing link atomically.
   const std::string fresh = path_ + ".new." + std::to_string(getpid());
   std::error_code ignored;
   fs::remove(fresh, ignored);

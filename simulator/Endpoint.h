@@ -10,43 +10,34 @@
 
 namespace quillet::simulator {
 
-/// The scanner's end of the line. Used by one thread at a time. Nothing here blocks.
+/// The scanner's end of the line. Used by one thread at a time. No function blocks.
 class Endpoint {
  public:
-  /// The result of a transfer.
+  /// The result of Read() or Write().
   struct Transfer {
-    std::size_t count = 0;  ///< bytes moved
-    bool hungUp = false;    ///< the line is gone, or the computer has the port closed
+    std::size_t count = 0;  ///< bytes transferred
+    bool hungUp = false;    ///< the line failed, or the computer has closed the port
   };
 
   virtual ~Endpoint() = default;
 
-  /// Creates the line, or opens it. Does nothing if it is open. Throws std::system_error on
-  /// failure.
+  /// Creates or opens the line, unless it is open. Throws std::system_error on failure.
   virtual void Open() = 0;
-
-  /// Closes the line: the computer sees a hang-up. Does nothing if it is closed.
+  /// Closes the line. The computer sees a hang-up.
   virtual void Close() { line_.Close(); }
-
-  /// The descriptor to wait on, -1 if closed.
+  /// The descriptor to wait for, -1 if closed.
   int Descriptor() const { return line_.Get(); }
-
-  /// The path by which the computer finds the line; "" before the first Open().
+  /// The path of the computer's end; "" before the first Open().
   const std::string& Path() const { return path_; }
-
-  /// Whether the computer has the port open, as far as this can be known.
+  /// Whether the computer has the port open, if this can be determined.
   virtual bool IsPortOpen() const = 0;
-
-  /// Whether the computer has not yet read everything that was written.
+  /// Whether the computer has not yet read all written bytes.
   virtual bool HasUnreadOutput() = 0;
-
-  /// Discards what was written and not read.
+  /// Discards the bytes that the computer has not read.
   virtual void DiscardOutput() = 0;
-
-  /// Reads the bytes that have arrived, up to the buffer's size.
+  /// Reads the available bytes, up to the size of `buffer`.
   Transfer Read(std::span<std::uint8_t> buffer);
-
-  /// Writes as many of the bytes as fit.
+  /// Writes as many bytes as fit.
   Transfer Write(std::span<const std::uint8_t> bytes);
 
  protected:
@@ -54,33 +45,32 @@ class Endpoint {
   std::string path_;
 };
 
-/// How the computer's end of a new pseudo-terminal is set.
+/// The initial settings of a new pseudo-terminal.
 enum class TerminalMode {
-  kRaw,     ///< bytes pass unaltered from the start
-  kCooked,  ///< as a fresh serial port of the system: line by line, with echo, until set otherwise
+  kRaw,     ///< bytes pass unchanged
+  kCooked,  ///< the system's default: line editing and echo
 };
 
-/// A pseudo-terminal; a new one at each Open().
+/// Returns a pseudo-terminal that is created at each Open().
 std::unique_ptr<Endpoint> MakePseudoTerminal(TerminalMode mode);
 
-/// An existing terminal device at `node`. It is set raw and, if the system knows it, to this speed
-/// in bit/s (0: unchanged). Its port counts as open: whether it is cannot be known.
+/// Returns the existing terminal device `node`. Open() sets it raw, and sets the speed (bit/s) if
+/// the system supports it; 0 keeps the speed. IsPortOpen() is true while the device is open.
 std::unique_ptr<Endpoint> MakeDeviceNode(const std::string& node, std::uint64_t bitsPerSecond);
 
 /// A symbolic link at a fixed path that leads to the line.
 class PathLink {
  public:
-  /// @param path  "": there is no link, and nothing is ever done
+  /// @param path  if "", the object does nothing
   explicit PathLink(std::string path) : path_(std::move(path)) {}
   ~PathLink() { Remove(); }
   PathLink(const PathLink&) = delete;
   PathLink& operator=(const PathLink&) = delete;
 
-  /// Points the link to `target`. Replaces another link there in a single step. Throws
-  /// std::system_error if that fails, or if something other than a link is there.
+  /// Creates the link, or atomically replaces an existing one. Throws std::system_error on failure,
+  /// and if the path exists but is not a link.
   void PointTo(const std::string& target);
-
-  /// Removes the link if it is still the one that PointTo() created.
+  /// Removes the link, unless it has been changed since PointTo().
   void Remove();
 
  private:

@@ -15,7 +15,7 @@ bool CountsSentBytes(FaultTrigger trigger) {
   return trigger == FaultTrigger::kBytesSent || trigger == FaultTrigger::kBytesBothWays;
 }
 
-/// The value of the counter that the trigger watches, 0 if it watches none.
+/// Returns the number of bytes that the trigger counts, 0 for other triggers.
 std::uint64_t Watched(FaultTrigger trigger, const LineCounters& counters) {
   const bool countsReceived =
       trigger == FaultTrigger::kBytesReceived || trigger == FaultTrigger::kBytesBothWays;
@@ -23,7 +23,7 @@ std::uint64_t Watched(FaultTrigger trigger, const LineCounters& counters) {
 }
 
 void OverwriteLength(Bytes& answer, std::uint64_t length, CommandKind kind) {
-  // In the answer to a request for one record, a lead byte precedes the length.
+  // In the answer to "p", a start byte precedes the length.
   const std::size_t offset = kind == CommandKind::kSendOneRecord ? 1 : 0;
   if (answer.size() < offset + 3) return;
   for (std::size_t i = 0; i < 3; ++i) {

@@ -15,33 +15,33 @@
 
 namespace quillet::simulator {
 
-/// What sets a fault off.
+/// The event that triggers a fault. Bytes are counted since plugging in.
 enum class FaultTrigger {
   kCommand,        ///< a command arrives ("on")
-  kBytesSent,      ///< bytes sent to the computer since plugging in ("after-sent")
-  kBytesReceived,  ///< bytes received from it since plugging in ("after-received")
+  kBytesSent,      ///< bytes sent to the computer ("after-sent")
+  kBytesReceived,  ///< bytes received from the computer ("after-received")
   kBytesBothWays,  ///< the sum of both ("after-bytes")
-  kTime,           ///< time since the start ("at")
+  kTime,           ///< time since the fault was armed ("at")
 };
 
-/// What goes wrong.
+/// The effect of a fault.
 enum class FaultAction {
-  // On the answer to a command:
-  kIgnore,   ///< not carried out, not answered
-  kSilence,  ///< carried out, not answered
-  kDelay,    ///< answered later by `duration`
-  kChunks,   ///< answered in pieces of `number` bytes with `duration` between them
-  kInsert,   ///< `bytes` after the answer's first `number` bytes
-  kAnswer,   ///< `bytes` instead of the answer
-  kLength,   ///< the answer's frame announces `number` bytes
-  // On an answer, or at any time:
-  kLose,    ///< `count` bytes are lost; of an answer, those after its first `number` bytes
-  kUnplug,  ///< the cable is pulled, and plugged in again after `replug`, if there is one
-  // At any time:
+  // Only with kCommand:
+  kIgnore,   ///< the command is neither executed nor answered
+  kSilence,  ///< the command is executed but not answered
+  kDelay,    ///< the answer is delayed by `duration`
+  kChunks,   ///< the answer is sent in chunks of `number` bytes with pauses of `duration`
+  kInsert,   ///< `bytes` are inserted after the first `number` bytes of the answer
+  kAnswer,   ///< `bytes` replace the answer
+  kLength,   ///< the length field of the answer's frame is set to `number`
+  // With all triggers:
+  kLose,    ///< the next `count` bytes are lost; kCommand: after `number` bytes of the answer
+  kUnplug,  ///< the cable is pulled, and plugged in again after `replug`, if present
+  // Not with kCommand:
   kPlug,   ///< the cable is plugged in
-  kSend,   ///< `bytes` at once, in the middle of an answer too
-  kPause,  ///< nothing is sent for `duration`
-  kScan,   ///< a barcode is scanned: symbology byte `number`, data `bytes`
+  kSend,   ///< `bytes` are sent at once, even within an answer
+  kPause,  ///< sending stops for `duration`
+  kScan,   ///< a barcode is scanned, with the symbology byte `number` and the data `bytes`
 };
 
 /// One rule of a fault script.
@@ -49,16 +49,11 @@ struct Fault {
   static constexpr std::uint64_t kAll = std::numeric_limits<std::uint64_t>::max();
 
   FaultTrigger trigger = FaultTrigger::kCommand;
-  /// kCommand: the command's text; "w" and "p" mean all that begin so, "any" means all.
-  std::string command;
-  /// kCommand: which occurrence, counted from 1 since the fault was armed.
-  std::uint64_t occurrence = 1;
-  /// kCommand: all later occurrences as well.
-  bool andLater = true;
-  /// The triggers that count bytes: how many.
-  std::uint64_t afterBytes = 0;
-  /// kTime: how long after the fault was armed.
-  std::chrono::nanoseconds after{0};
+  std::string command;           ///< kCommand: the text, or "w", "p" or "any" for several commands
+  std::uint64_t occurrence = 1;  ///< kCommand: the occurrence since the fault was armed, from 1
+  bool andLater = true;          ///< kCommand: all later occurrences too
+  std::uint64_t afterBytes = 0;  ///< the triggers that count bytes: the number
+  std::chrono::nanoseconds after{0};  ///< kTime
 
   FaultAction action = FaultAction::kSilence;
   std::uint64_t number = 0;
@@ -68,51 +63,45 @@ struct Fault {
   Bytes bytes;
 };
 
-/// Reads one rule, such as "on P delay 700". Throws std::invalid_argument with a message for its
-/// writer.
+/// Parses a rule such as "on P delay 700". Throws std::invalid_argument with a message.
 Fault ParseFault(std::string_view rule);
 
-/// Reads a script: one rule per line. Empty lines and everything from a word that begins with '#'
-/// are ignored. Throws InputError.
+/// Parses a script with one rule per line. Ignores empty lines and comments, which begin with '#'.
+/// Throws InputError.
 std::vector<Fault> ParseFaults(std::string_view script);
 
-/// The description of the rules that --help shows.
+/// The part of HelpText() about fault scripts.
 extern const std::string_view kFaultHelp;
 
-/// Bytes since plugging in.
+/// Numbers of bytes since plugging in.
 struct LineCounters {
   std::uint64_t sent = 0;
   std::uint64_t received = 0;
-  std::uint64_t lost = 0;  ///< sent while the computer had its port closed
+  std::uint64_t lost = 0;  ///< sent while the computer had the port closed
 };
 
-/// The faults that may still happen, and when they are due.
+/// The armed faults.
 class FaultInjector {
  public:
   /// Adds a fault. Its bytes, time and occurrences are counted from now.
   void Arm(Fault fault, const LineCounters& counters, Time now);
-
-  /// Counts bytes from zero again, on a new line.
+  /// Counts bytes from zero again, after plugging in.
   void RestartCounting();
-
-  /// Counts a command that has arrived; returns the faults that apply to it, in order of arming.
+  /// Counts a received command. Returns the faults that apply to it, in the order of Arm().
   std::vector<Fault> OnCommand(const std::string& command);
-
-  /// The faults of bytes and times that have become due; each is returned once.
+  /// Returns the faults that are due by bytes or time. Each fault is returned once.
   std::vector<Fault> TakeDue(const LineCounters& counters, Time now);
-
-  /// How many bytes may be sent before such a fault becomes due; at least 1.
+  /// The number of bytes until the next fault that counts sent bytes; at least 1.
   std::uint64_t SendableBefore(const LineCounters& counters) const;
-
-  /// When the next fault that waits for a time becomes due, or Time::max().
+  /// The time of the next kTime fault, or Time::max().
   Time NextTime() const;
 
  private:
   struct Armed {
     Fault fault;
     Time due = Time::max();         ///< kTime
-    std::uint64_t atBytes = 0;      ///< the triggers of bytes: the counter's value
-    std::uint64_t occurrences = 0;  ///< kCommand: so far
+    std::uint64_t atBytes = 0;      ///< the triggers that count bytes: the counter's value
+    std::uint64_t occurrences = 0;  ///< kCommand: the number of matching commands so far
   };
 
   std::vector<Armed> armed_;
@@ -120,14 +109,13 @@ class FaultInjector {
 
 /// How one command is answered.
 struct AnswerPlan {
-  std::optional<Bytes> answer;  ///< nothing: no answer
+  std::optional<Bytes> answer;  ///< none: the command is not answered
   std::chrono::nanoseconds delay{0};
-  std::size_t chunkSize = 0;  ///< 0: not divided
+  std::size_t chunkSize = 0;  ///< 0: not split
   std::chrono::nanoseconds chunkPause{0};
 };
 
-/// Applies these faults to the plan, in their order. kIgnore and kUnplug change nothing: they keep
-/// the command from being carried out.
+/// Applies the faults to the plan, in order. kIgnore and kUnplug have no effect on it.
 void ApplyFaults(const std::vector<Fault>& faults, CommandKind kind, AnswerPlan& plan);
 
 }  // namespace quillet::simulator

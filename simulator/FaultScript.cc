@@ -15,7 +15,7 @@ struct Word {
   bool quoted = false;
 };
 
-/// The words of a rule still to be read.
+/// The words of a rule, without comments.
 class Words {
  public:
   explicit Words(std::string_view rule) {
@@ -45,7 +45,7 @@ class Words {
   std::size_t ReadQuoted(std::string_view rule, std::size_t at) {
     std::size_t end = at + 1;
     while (end < rule.size() && rule[end] != '"') end += rule[end] == '\\' ? 2 : 1;
-    if (end >= rule.size()) throw Complaint("a text in quotation marks does not end");
+    if (end >= rule.size()) throw Complaint("a closing quotation mark is missing");
     words_.push_back({std::string(rule.substr(at + 1, end - at - 1)), true});
     return end + 1;
   }
@@ -73,24 +73,20 @@ std::chrono::nanoseconds TakeMilliseconds(Words& words) {
   return *duration;
 }
 
-/// "2.5s" or "700ms".
 std::chrono::nanoseconds TakeMoment(Words& words) {
   constexpr const char* kWhat = "a time such as 2.5s or 700ms";
   const Word word = words.Take(kWhat);
   std::string_view number = word.text;
-  std::chrono::nanoseconds unit = std::chrono::seconds(1);
   if (!number.ends_with('s')) Expected(kWhat, word.text);
-  number.remove_suffix(1);
-  if (number.ends_with('m')) {
-    number.remove_suffix(1);
-    unit = std::chrono::milliseconds(1);
-  }
-  const auto moment = ReadDuration(number, unit);
+  const bool inMilliseconds = number.ends_with("ms");
+  number.remove_suffix(inMilliseconds ? 2 : 1);
+  const auto moment =
+      ReadDuration(number, inMilliseconds ? std::chrono::milliseconds(1) : std::chrono::seconds(1));
   if (!moment) Expected(kWhat, word.text);
   return *moment;
 }
 
-/// All remaining words: pairs of hexadecimal digits, with or without blanks, and quoted texts.
+/// Reads all remaining words as hexadecimal digits and quoted texts.
 Bytes TakeBytes(Words& words) {
   constexpr const char* kWhat = "bytes, such as 03 1f or \"text\"";
   Bytes bytes;
@@ -116,8 +112,8 @@ void ReadMilliseconds(Words& words, Fault& fault) {
 }
 
 void ReadChunks(Words& words, Fault& fault) {
-  fault.number = TakeNumber(words, "the size of the pieces in bytes");
-  if (fault.number == 0) throw Complaint("the pieces must have at least one byte");
+  fault.number = TakeNumber(words, "a chunk size in bytes");
+  if (fault.number == 0) throw Complaint("a chunk has at least one byte");
   if (!words.AtEnd()) ReadMilliseconds(words, fault);
 }
 
@@ -131,7 +127,7 @@ void ReadBytesAtEnd(Words& words, Fault& fault) {
 }
 
 void ReadBytesWithin(Words& words, Fault& fault) {
-  fault.number = TakeNumber(words, "the number of bytes to come before");
+  fault.number = TakeNumber(words, "a number of bytes");
   ReadBytes(words, fault);
 }
 
@@ -167,7 +163,7 @@ void ReadReplug(Words& words, Fault& fault) {
 
 void ReadScan(Words& words, Fault& fault) {
   fault.number = TakeNumber(words, "the symbology byte");
-  if (fault.number > 0xFF) throw Complaint("a symbology byte is 0 to 255");
+  if (fault.number > 0xFF) throw Complaint("a symbology byte is from 0 to 255");
   fault.bytes = Unescape(words.Take("the barcode's data").text);
 }
 
@@ -211,7 +207,7 @@ constexpr std::array kTriggers = std::to_array<TriggerName>({
     {"at", FaultTrigger::kTime},
 });
 
-/// Whether a rule may name this: one whole command, or several by their first letter.
+/// Whether the text names one complete command or a group of commands.
 bool NamesCommand(const std::string& text) {
   if (text == "C" || text == "w" || text == "p" || text == "any") return true;
   CommandParser parser;
@@ -220,7 +216,7 @@ bool NamesCommand(const std::string& text) {
   return result.command && result.command->text == text;
 }
 
-/// "3", "3+", "every", or nothing, which means every.
+/// Reads the optional occurrence: "3", "3+" or "every", which is the default.
 void ReadOccurrence(Words& words, Fault& fault) {
   if (words.AtEnd()) return;
   std::string text = words.Peek().text;
@@ -232,17 +228,15 @@ void ReadOccurrence(Words& words, Fault& fault) {
   if (fault.andLater) text.pop_back();
   fault.occurrence = ReadNumber(text).value_or(0);
   if (fault.occurrence == 0) {
-    throw Complaint("an occurrence is written as 1, 2, ... or 2+ or every, not \"" + text + "\"");
+    throw Complaint("an occurrence is written as 2, 2+ or every, not \"" + text + "\"");
   }
 }
 
 void ReadTrigger(Words& words, Fault& fault) {
-  const std::string name = words.Take("on, after-sent, after-received, after-bytes or at").text;
+  constexpr const char* kNames = "on, after-sent, after-received, after-bytes or at";
+  const std::string name = words.Take(kNames).text;
   const auto* found = FindByName(kTriggers, name);
-  if (found == nullptr) {
-    throw Complaint("a rule begins with on, after-sent, after-received, after-bytes or at, not \"" +
-                    name + "\"");
-  }
+  if (found == nullptr) Expected(kNames, name);
   fault.trigger = found->trigger;
   if (fault.trigger == FaultTrigger::kCommand) {
     fault.command = words.Take("a command").text;
@@ -261,18 +255,18 @@ void ReadTrigger(Words& words, Fault& fault) {
 Fault ReadRule(Words& words) {
   Fault fault;
   ReadTrigger(words, fault);
-  const std::string name = words.Take("what shall happen").text;
+  const std::string name = words.Take("an action").text;
   const auto* rule = FindByName(kActionRules, name);
-  if (rule == nullptr) throw Complaint("nothing called \"" + name + "\" can happen");
+  if (rule == nullptr) throw Complaint("unknown action \"" + name + "\"");
   const bool onCommand = fault.trigger == FaultTrigger::kCommand;
   if (onCommand ? !rule->onCommand : !rule->otherwise) {
-    throw Complaint("\"" + name + "\" can " + (onCommand ? "not" : "only") +
-                    " happen on a command");
+    throw Complaint("\"" + name + "\" is " + (onCommand ? "not" : "only") +
+                    " allowed after \"on\"");
   }
   fault.action = rule->action;
   rule->read(words, fault);
   if (!words.AtEnd()) {
-    throw Complaint("\"" + words.Peek().text + "\" is more than the rule takes");
+    throw Complaint("unexpected \"" + words.Peek().text + "\" at the end of the rule");
   }
   return fault;
 }
@@ -281,7 +275,7 @@ Fault ReadRule(Words& words) {
 
 Fault ParseFault(std::string_view rule) {
   Words words(rule);
-  if (words.AtEnd()) throw Complaint("there is no rule");
+  if (words.AtEnd()) throw Complaint("the rule is empty");
   return ReadRule(words);
 }
 

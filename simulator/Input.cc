@@ -59,8 +59,8 @@ std::vector<std::string> SplitLine(std::string_view line) {
 ScanRecord ReadRecord(std::string_view line, Model model) {
   const std::vector<std::string> fields = SplitLine(line);
   if (fields.size() != 3) {
-    throw Complaint("expected symbology, data and time; there are " +
-                    std::to_string(fields.size()) + " fields");
+    throw Complaint("expected symbology, data and time, not " + std::to_string(fields.size()) +
+                    " fields");
   }
   ScanRecord record;
   const std::string symbology = Trimmed(fields[0]);
@@ -73,8 +73,7 @@ ScanRecord ReadRecord(std::string_view line, Model model) {
   const std::string time = Trimmed(fields[2]);
   const auto moment = ParseCalendarTime(time);
   if (!moment) {
-    throw Complaint("\"" + time +
-                    "\" is no time of the years 2000 to 2063 written as YYYY-MM-DD HH:MM:SS");
+    throw Complaint("\"" + time + "\" is not a time from 2000 to 2063 as YYYY-MM-DD HH:MM:SS");
   }
   record.time = *moment;
   return record;
@@ -103,7 +102,7 @@ std::optional<std::uint64_t> ReadNumber(std::string_view text) {
 
 std::optional<std::chrono::nanoseconds> ReadDuration(std::string_view text,
                                                      std::chrono::nanoseconds unit) {
-  // Not std::from_chars: on macOS it does not read numbers with decimals.
+  // std::from_chars does not support decimals on macOS.
   if (text.empty() || text.front() == '+') return std::nullopt;
   std::istringstream stream{std::string(text)};
   stream.imbue(std::locale::classic());
@@ -153,7 +152,7 @@ std::uint8_t ParseSymbologyByte(Model model, std::string_view text) {
   const auto value = ReadNumber(text);
   if (!value || *value > 0xFF) {
     throw std::invalid_argument("\"" + std::string(text) +
-                                "\" is no symbology of this model and no number 0 to 255");
+                                "\" is neither a symbology of this model nor a number up to 255");
   }
   return static_cast<std::uint8_t>(*value);
 }

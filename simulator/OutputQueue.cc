@@ -12,8 +12,6 @@ constexpr double kNanosecondsPerSecond = 1e9;
 
 }  // namespace
 
-OutputQueue::OutputQueue(std::uint64_t bitsPerSecond) : bitsPerSecond_(bitsPerSecond) {}
-
 void OutputQueue::Append(Bytes bytes, Time earliest, Duration pause) {
   if (bytes.empty()) return;
   pieces_.push_back({std::move(bytes), 0, earliest, pause});

@@ -14,45 +14,34 @@ using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 using Duration = Clock::duration;
 
-/// The bytes that the scanner still has to send, and when each of them leaves the line.
+/// The bytes that the scanner still has to send, and the time at which each of them is due.
 ///
-/// Pure arithmetic: the caller passes the present time. A byte takes ten bit times on the line and
-/// is due when its last bit has passed. The line runs on from byte to byte: a late caller gets more
-/// bytes at once, and the whole still takes the line's time.
+/// Has no clock: the caller passes the current time. A byte takes ten bit times and is due after
+/// its last bit. If the caller is late, more bytes are due at once.
 class OutputQueue {
  public:
-  /// @param bitsPerSecond  0: no line time at all
-  explicit OutputQueue(std::uint64_t bitsPerSecond);
+  /// @param bitsPerSecond  0: bytes take no time
+  explicit OutputQueue(std::uint64_t bitsPerSecond) : bitsPerSecond_(bitsPerSecond) {}
 
-  /// Queues bytes that begin no earlier than `earliest`, and no earlier than `pause` after the
-  /// bytes queued before them have left. Does nothing for no bytes.
+  /// Queues bytes. Sending begins at `earliest` or later, and at least `pause` after the bytes that
+  /// are already queued.
   void Append(Bytes bytes, Time earliest, Duration pause = Duration::zero());
-
-  /// Puts bytes before everything that has not left yet, in the middle of an answer too.
+  /// Inserts bytes before all unsent bytes, even within an answer.
   void InsertNow(Bytes bytes, Time now);
-
-  /// Nothing leaves before `until`; what is queued later waits as well.
+  /// Sends nothing before `until`.
   void HoldUntil(Time until);
-
-  /// Loses the next `count` bytes, or as many as there are.
+  /// Drops the next `count` bytes, or all if fewer are queued.
   void Drop(std::size_t count);
-
-  /// Forgets everything that has not left.
+  /// Drops all unsent bytes.
   void Clear();
-
   bool IsEmpty() const { return pieces_.empty(); }
-
-  /// Bytes that are due now; they stay queued until Consume(). There may be more after Consume().
+  /// Returns bytes that are due. They stay queued until Consume(), after which more may be due.
   std::span<const std::uint8_t> Due(Time now) const;
-
   /// Removes the first `count` of the bytes that Due() returned.
   void Consume(std::size_t count, Time now);
-
-  /// The receiver's buffer is full: the line has stood still until now, and does not catch up.
+  /// Shifts the remaining bytes in time, because the receiver's buffer has been full until now.
   void Stall(Time now);
-
-  /// When to call Due() again: after about a millisecond's worth of bytes, at the end of the piece,
-  /// or, without line time, at its beginning. Time::max() if the queue is empty.
+  /// The time to call Due() again, after about 1 ms of bytes. Time::max() if the queue is empty.
   Time NextDue() const;
 
  private:
@@ -65,13 +54,12 @@ class OutputQueue {
 
   Time StartOf(const Piece& piece) const;
   Duration LineTime(std::size_t bytes) const;
-  /// Makes the rest of a piece that has begun a separate piece.
+  /// Removes the sent bytes of the first piece.
   void SplitHead();
 
   std::uint64_t bitsPerSecond_;
   std::deque<Piece> pieces_;
-  /// When the last byte of the removed pieces left.
-  Time lineFree_ = Time::min();
+  Time lineFree_ = Time::min();  ///< the end of the last removed piece
 };
 
 }  // namespace quillet::simulator

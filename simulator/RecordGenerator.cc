@@ -5,15 +5,13 @@
 #include <cstdio>
 #include <random>
 #include <string>
-#include <utility>
 
 #include "simulator/Symbologies.h"
 
 namespace quillet::simulator {
 namespace {
 
-/// The same numbers on every machine. The language fixes the engine, but not the distributions of
-/// the standard library.
+/// Returns the same numbers on every platform, unlike the distributions of the standard library.
 class Random {
  public:
   explicit Random(std::uint64_t state) : engine_(state) {}
@@ -52,7 +50,7 @@ struct Label {
   std::string data;
 };
 
-/// The labels that are found on the shelves in a stock-taking.
+/// Generates the labels of the shelves, articles and cartons in a stockroom.
 class Stockroom {
  public:
   Stockroom(Model model, std::uint64_t randomState) : model_(model), random_(randomState) {
@@ -77,7 +75,7 @@ class Stockroom {
 
  private:
   Label NewArticle() {
-    // Number ranges of several countries.
+    // EAN prefixes of several countries.
     constexpr std::array<std::string_view, 8> kPrefixes = {"400", "426", "301", "376",
                                                            "501", "541", "761", "871"};
     const std::uint64_t kind = random_.Below(10);
@@ -99,7 +97,7 @@ class Stockroom {
                                random_.Between(1, 24), level_)};
   }
 
-  /// A carton of an article: a digit for the size of the packing, then the article's number.
+  /// The code of a carton: a digit for the packing size, then the article number.
   Label Carton() {
     const Label& article = random_.OneOf(assortment_);
     std::string inner = article.data.substr(0, article.data.size() - 1);
@@ -134,7 +132,7 @@ class Stockroom {
   int level_ = 0;
 };
 
-/// Bytes with a meaning on the line.
+/// Bytes with a meaning in the protocol.
 constexpr std::array<std::uint8_t, 10> kMeaningful = {0x03, 0x0A, 0x0D, 0x11, 0x13,
                                                       0x21, 0x40, 0x00, 0xFF, 0x7F};
 

@@ -9,21 +9,20 @@
 
 namespace quillet::simulator {
 
-/// `count` records of one working day of stock-taking, 2026-11-16: shelf by shelf a label, then
-/// articles and cartons with correct check digits, some scanned several times, at increasing times.
-/// A 300-series scanner also read some matrix codes.
+/// Generates the records of one day of stock-taking, 2026-11-16: a label for each shelf, then
+/// articles and cartons with valid check digits, some of them repeated, at increasing times. The
+/// 300 series also scans matrix codes. `randomState` selects another day.
 ///
-/// The same arguments give the same records everywhere; `randomState` selects another day.
+/// The result depends only on the arguments, on every platform.
 std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t randomState = 1);
 
-/// `count` records from the edges of what can be stored: every symbology byte but the erased one in
-/// turn, the first, the last and other moments, no data, the most data, and bytes with a meaning on
-/// the line (0x03 0x0A 0x0D 0x11 0x13 0x21 0x40 0x00 0xFF). At most one record in eight has more
-/// than 300 bytes. The same arguments give the same records everywhere.
+/// Generates records with extreme contents: each symbology byte except the erased one, extreme
+/// times, empty and very long data, and bytes with a meaning in the protocol. At most one record in
+/// eight has more than 300 bytes. The result depends only on the arguments, on every platform.
 std::vector<ScanRecord> ExtremeRecords(std::size_t count, Model model,
                                        std::uint64_t randomState = 1);
 
-/// The check digit '0' to '9' that follows these digits in EAN, UPC and ITF-14 codes.
+/// Returns the check digit, '0' to '9', of an EAN, UPC or ITF-14 code.
 char CheckDigit(std::string_view digits);
 
 }  // namespace quillet::simulator

@@ -10,8 +10,8 @@ namespace {
 
 constexpr int kYears = 64;
 
-/// What a record's length field counts besides the data. The older field does not count itself, the
-/// newer one does.
+/// The bytes that the length field counts in addition to the data: symbology and time, and in the
+/// 300 series also the length field.
 constexpr std::size_t kOlderFixedSize = 1 + 4;
 constexpr std::size_t kSeries300FixedSize = 2 + 1 + 4;
 
@@ -72,10 +72,6 @@ std::uint16_t PackDate(const CalendarTime& time) {
 std::uint16_t PackTime(const CalendarTime& time) {
   return static_cast<std::uint16_t>((time.hour % 12) << 12 | (time.minute & 63) << 6 |
                                     (time.second & 63));
-}
-
-ScanRecord MakeRecord(std::uint8_t symbology, std::string_view text, const CalendarTime& time) {
-  return {symbology, ToBytes(text), time};
 }
 
 ScanRecord Erased(ScanRecord record) {

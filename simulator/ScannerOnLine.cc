@@ -12,20 +12,11 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// A pseudo-terminal does not report that its other end is opened: it is polled this often.
-constexpr milliseconds kPortPoll{2};
-/// How often a missing device node is tried again.
-constexpr milliseconds kNodePoll{100};
-/// How often a full buffer is tried again, besides when poll(2) says so.
-constexpr milliseconds kFullPoll{5};
-/// The computer's time to read what was sent, before a fault pulls the cable.
-constexpr milliseconds kCutPatience{1000};
+constexpr milliseconds kPortPoll{2};       // a pseudo-terminal does not report opening of its port
+constexpr milliseconds kNodePoll{100};     // for a missing device node
+constexpr milliseconds kFullPoll{5};       // for a full buffer, in addition to poll(2)
+constexpr milliseconds kCutTimeout{1000};  // for the computer to read all bytes before a cut
 constexpr std::chrono::microseconds kCutPoll{100};
-
-std::unique_ptr<Endpoint> MakeEndpoint(const Options& options) {
-  if (!options.deviceNode.empty()) return MakeDeviceNode(options.deviceNode, options.speed);
-  return MakePseudoTerminal(options.terminalMode);
-}
 
 template <class Span>
 Bytes CopyOf(Span bytes) {
@@ -38,7 +29,8 @@ ScannerOnLine::ScannerOnLine(const Options& options, Transcript& transcript)
     : options_(options),
       transcript_(transcript),
       device_(options.device, [] { return Clock::now().time_since_epoch(); }),
-      endpoint_(MakeEndpoint(options)),
+      endpoint_(options.deviceNode.empty() ? MakePseudoTerminal(options.terminalMode)
+                                           : MakeDeviceNode(options.deviceNode, options.speed)),
       link_(options.linkPath),
       output_(options.speed) {}
 
@@ -65,20 +57,12 @@ void ScannerOnLine::Unplug(Time now) {
   PullOut(now, "unplugged");
 }
 
-void ScannerOnLine::Scan(const ScanRecord& record, Time now) {
-  output_.Append(device_.Scan(record), now);
-}
-
-void ScannerOnLine::AddFault(Fault fault, Time now) {
-  faults_.Arm(std::move(fault), counters_, now);
-}
-
 void ScannerOnLine::TakeTurn(Time now) {
   if (cutting_) {
     FinishCut(now);
     return;
   }
-  LetFaultsHappen(now);
+  TriggerFaults(now);
   if (replugAt_ && now >= *replugAt_) {
     Attempt("cannot be plugged in: ", now, [&] { Plug(now); });
   }
@@ -89,7 +73,7 @@ void ScannerOnLine::TakeTurn(Time now) {
     } catch (const std::system_error&) {  // still missing
     }
   }
-  // An opening is noticed before the bytes that follow it, a closing after those before it.
+  // Reports an opened port before its first bytes, and a closed port after its last bytes.
   if (!portOpen_) FollowPort(now);
   if (HasLine()) ReceiveAll(now);
   FollowPort(now);
@@ -132,7 +116,7 @@ void ScannerOnLine::ReceiveAll(Time now) {
 void ScannerOnLine::ReceiveByte(std::uint8_t byte, Time now) {
   counters_.received += 1;
   if (const auto command = device_.Receive(byte)) Answer(*command, now);
-  LetFaultsHappen(now);
+  TriggerFaults(now);
 }
 
 void ScannerOnLine::Answer(const Command& command, Time now) {
@@ -166,7 +150,7 @@ void ScannerOnLine::FollowPort(Time now) {
   receiverFull_ = false;
   transcript_.AddEvent(now, open ? "port opened" : "port closed");
   if (open || !plugged_) return;
-  // As a driver does when its port is closed for the last time.
+  // A driver does the same if its port is closed for the last time.
   endpoint_->DiscardOutput();
   device_.ForgetUnfinishedCommand();
 }
@@ -178,11 +162,11 @@ void ScannerOnLine::SendDue(Time now) {
     const auto sendable = static_cast<std::size_t>(
         std::min<std::uint64_t>(due.size(), faults_.SendableBefore(counters_)));
     if (!SendSome(due.first(sendable), now)) return;
-    LetFaultsHappen(now);
+    TriggerFaults(now);
   }
 }
 
-/// @return false if the receiver takes no more at the moment
+/// @return false if the receiver's buffer is full.
 bool ScannerOnLine::SendSome(std::span<const std::uint8_t> bytes, Time now) {
   if (!portOpen_) {
     counters_.lost += bytes.size();
@@ -202,11 +186,11 @@ bool ScannerOnLine::SendSome(std::span<const std::uint8_t> bytes, Time now) {
   return !receiverFull_;
 }
 
-void ScannerOnLine::LetFaultsHappen(Time now) {
-  for (const Fault& fault : faults_.TakeDue(counters_, now)) LetHappen(fault, now);
+void ScannerOnLine::TriggerFaults(Time now) {
+  for (const Fault& fault : faults_.TakeDue(counters_, now)) Trigger(fault, now);
 }
 
-void ScannerOnLine::LetHappen(const Fault& fault, Time now) {
+void ScannerOnLine::Trigger(const Fault& fault, Time now) {
   switch (fault.action) {
     case FaultAction::kUnplug:
       BeginCut(fault.replug, now);
@@ -230,7 +214,7 @@ void ScannerOnLine::LetHappen(const Fault& fault, Time now) {
       });
       break;
     default:
-      break;  // the others belong to a command
+      break;  // applied to answers
   }
 }
 
@@ -246,11 +230,11 @@ void ScannerOnLine::Attempt(std::string_view failure, Time now,
 void ScannerOnLine::BeginCut(std::optional<std::chrono::nanoseconds> replug, Time now) {
   if (!plugged_ || cutting_) return;
   output_.Clear();
-  cutting_ = Cut{now + kCutPatience, replug};
+  cutting_ = Cut{now + kCutTimeout, replug};
 }
 
-/// The cable is pulled at an exact byte. A hang-up destroys what the computer has not read yet, so
-/// it waits until that is read; nothing is received or sent in the meantime.
+/// Pulls the cable after the computer has read all sent bytes, because a hang-up discards unread
+/// bytes. Until then nothing is sent or received.
 void ScannerOnLine::FinishCut(Time now) {
   if (endpoint_->HasUnreadOutput() && now < cutting_->deadline) return;
   const Cut cut = *std::exchange(cutting_, std::nullopt);
@@ -270,7 +254,7 @@ void ScannerOnLine::PullOut(Time now, std::string_view reason) {
   if (!plugged_) return;
   plugged_ = false;
   cutting_.reset();
-  // First the link: a program that looks for the path after the hang-up must not find the old one.
+  // The link is removed first, so that a program does not find the old link after the hang-up.
   link_.Remove();
   HangUp(now, reason);
   FollowPort(now);

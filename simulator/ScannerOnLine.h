@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "simulator/Endpoint.h"
@@ -20,30 +21,21 @@ namespace quillet::simulator {
 
 /// The properties of a simulated scanner. The defaults are those of a real one.
 struct Options {
-  /// The scanner: model, identity, stored records, clock.
   DeviceSettings device;
 
-  /// Bit/s on the line, ten per byte; 0: the line takes no time.
-  std::uint64_t speed = 115200;
-  /// From the last byte of a command to the first of its answer.
+  std::uint64_t speed = 115200;  ///< bit/s, ten bits per byte; 0: bytes take no time
+  /// From the last byte of a command to the first byte of its answer.
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
+  std::vector<Fault> faults;  ///< see ParseFaults()
 
-  /// What goes wrong; see ParseFaults().
-  std::vector<Fault> faults;
+  std::string linkPath;    ///< a symbolic link to the line while it is plugged in; "": none
+  std::string deviceNode;  ///< a terminal device instead of a new pseudo-terminal; "": none
+  TerminalMode terminalMode = TerminalMode::kRaw;  ///< of a new pseudo-terminal
 
-  /// A symbolic link that leads to the line while it is plugged in; "": none.
-  std::string linkPath;
-  /// An existing terminal device to serve instead of a new pseudo-terminal; "": none.
-  std::string deviceNode;
-  /// How the computer's end of a new pseudo-terminal is set.
-  TerminalMode terminalMode = TerminalMode::kRaw;
+  bool keepTranscript = true;  ///< keep the transcript in memory
+  std::string transcriptFile;  ///< "": none
 
-  /// Whether the transcript is kept in memory.
-  bool keepTranscript = true;
-  /// The file that the transcript is written to; "": none.
-  std::string transcriptFile;
-
-  /// A scanner without latency on a line that takes no time, for tests that are not about time.
+  /// A scanner without delays, for tests that do not depend on time.
   static Options Instant(Model model = Model::kOlder) {
     Options options;
     options.device.model = model;
@@ -53,13 +45,13 @@ struct Options {
   }
 };
 
-/// The scanner, its line and its faults together, one turn at a time. Between the turns the caller
-/// waits as Wait() says. Used by one thread at a time.
+/// The scanner with its line and faults. The caller alternates TakeTurn() and a wait as returned by
+/// Wait(). Used by one thread at a time.
 class ScannerOnLine {
  public:
-  /// What to wait for until the next turn.
+  /// What to wait for before the next turn.
   struct Waiting {
-    int descriptor = -1;  ///< -1: only for the time
+    int descriptor = -1;  ///< -1: none
     short events = 0;     ///< as for poll(2)
     Time until = Time::max();
   };
@@ -67,30 +59,24 @@ class ScannerOnLine {
   /// `options` and `transcript` must outlive the object. Throws std::length_error as TavoDevice.
   ScannerOnLine(const Options& options, Transcript& transcript);
 
-  /// Plugs the cable in: creates the line and the link, the first time adds the faults of the
-  /// options. Does nothing if it is plugged in. Throws std::system_error on failure.
+  /// Plugs the cable in, unless it is plugged in. Creates the line and the link. The first call
+  /// arms the faults of the options. Throws std::system_error on failure.
   void Plug(Time now);
-
-  /// Pulls the cable: the computer sees a hang-up, and unsent bytes are lost. Does nothing if it is
-  /// unplugged.
+  /// Pulls the cable, if it is plugged in. The computer sees a hang-up, and unsent bytes are lost.
   void Unplug(Time now);
-
-  /// A barcode is scanned: its frame follows the pending answer. Throws as TavoDevice::Scan().
-  void Scan(const ScanRecord& record, Time now);
-
-  /// Adds a fault as FaultInjector::Arm().
-  void AddFault(Fault fault, Time now);
-
-  /// Does everything that is due: reads what was received, answers, lets faults happen.
+  /// Scans a barcode. Its frame is sent after the pending answer. Throws as TavoDevice::Scan().
+  void Scan(const ScanRecord& record, Time now) { output_.Append(device_.Scan(record), now); }
+  /// Adds a fault, as FaultInjector::Arm().
+  void AddFault(Fault fault, Time now) { faults_.Arm(std::move(fault), counters_, now); }
+  /// Does everything that is due: receives, answers, sends, triggers faults.
   void TakeTurn(Time now);
-
   Waiting Wait(Time now) const;
 
   TavoDevice& Device() { return device_; }
   const TavoDevice& Device() const { return device_; }
   bool IsPlugged() const { return plugged_; }
   bool IsPortOpen() const { return portOpen_; }
-  /// Whether the scanner has nothing more to send.
+  /// Whether no bytes remain to be sent.
   bool IsQuiet() const { return output_.IsEmpty() && !cutting_; }
   const LineCounters& Counters() const { return counters_; }
   const std::string& LinePath() const { return endpoint_->Path(); }
@@ -109,8 +95,8 @@ class ScannerOnLine {
   void FollowPort(Time now);
   void SendDue(Time now);
   bool SendSome(std::span<const std::uint8_t> bytes, Time now);
-  void LetFaultsHappen(Time now);
-  void LetHappen(const Fault& fault, Time now);
+  void TriggerFaults(Time now);
+  void Trigger(const Fault& fault, Time now);
   void Attempt(std::string_view failure, Time now, const std::function<void()>& action);
   void BeginCut(std::optional<std::chrono::nanoseconds> replug, Time now);
   void FinishCut(Time now);

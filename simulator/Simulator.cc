@@ -24,7 +24,7 @@ UniqueFd NonBlocking(UniqueFd descriptor) {
   return descriptor;
 }
 
-/// poll(2) to the nanosecond where the system can, else to the millisecond.
+/// Calls poll(2) with a time-out in nanoseconds if the system supports it, else in milliseconds.
 void PollFor(pollfd* entries, nfds_t count, Duration duration) {
 #if defined(__linux__)
   const auto seconds = std::chrono::floor<std::chrono::seconds>(duration);
@@ -39,7 +39,7 @@ void PollFor(pollfd* entries, nfds_t count, Duration duration) {
 
 }  // namespace
 
-/// Waits for a descriptor and for a time, and can be interrupted from another thread.
+/// Waits for a descriptor or a time. Another thread can interrupt the wait.
 class Alarm {
  public:
   /// Throws std::system_error if no pipe can be created.
@@ -53,13 +53,13 @@ class Alarm {
 
   /// Ends the wait in progress, or the next one. Any thread.
   void Ring() {
-    // A full pipe is as good as a written one.
+    // If the pipe is full, the wait ends anyway.
     [[maybe_unused]] const ssize_t ignored = ::write(ringer_.Get(), "", 1);
   }
 
-  /// Waits until one of the events of poll(2), until `waiting.until`, or until Ring().
+  /// Waits for an event of poll(2), the time `waiting.until`, or Ring().
   void Wait(const ScannerOnLine::Waiting& waiting) {
-    // Longer than any wait between two events; a spurious turn does no harm.
+    // Limits the time-out of poll(2). An extra turn is harmless.
     constexpr std::chrono::seconds kLongest{60};
     const Time now = Clock::now();
     const Time until = std::clamp<Time>(waiting.until, now, now + kLongest);
@@ -75,13 +75,6 @@ class Alarm {
   UniqueFd listener_;
   UniqueFd ringer_;
 };
-
-/// Asks the scanner between two turns.
-template <class Question>
-auto Simulator::Ask(Question question) const {
-  const std::scoped_lock lock(mutex_);
-  return question(scanner_);
-}
 
 Simulator::Simulator(Options options)
     : options_(std::move(options)),
@@ -132,43 +125,26 @@ void Simulator::Run() {
   }
 }
 
-/// Carries the action out while the thread is not waiting on the line: such a wait keeps a closed
-/// line open, and the other end would not see the hang-up before its end. Then the thread takes a
-/// turn.
+/// Runs the action while the thread is not waiting, then makes the thread take a turn. A wait in
+/// progress keeps a closed line open, which would delay the hang-up.
 void Simulator::Change(const std::function<void()>& action) {
   std::unique_lock lock(mutex_);
   changes_ += 1;
   alarm_->Ring();
   turned_.wait(lock, [this] { return !waitingOnLine_; });
-  struct LetGo {
+  struct AtEnd {
     Simulator& simulator;
-    ~LetGo() {
+    ~AtEnd() {
       simulator.changes_ -= 1;
       simulator.turned_.notify_all();
     }
-  } const letGo{*this};
+  } const atEnd{*this};
   action();
 }
 
 std::string Simulator::Path() const {
   if (!options_.linkPath.empty()) return options_.linkPath;
-  return Ask([](const ScannerOnLine& scanner) { return scanner.LinePath(); });
-}
-
-void Simulator::Unplug() {
-  Change([this] { scanner_.Unplug(Clock::now()); });
-}
-
-void Simulator::Plug() {
-  Change([this] { scanner_.Plug(Clock::now()); });
-}
-
-bool Simulator::IsPlugged() const {
-  return Ask([](const ScannerOnLine& scanner) { return scanner.IsPlugged(); });
-}
-
-bool Simulator::IsPortOpen() const {
-  return Ask([](const ScannerOnLine& scanner) { return scanner.IsPortOpen(); });
+  return Ask(&ScannerOnLine::LinePath);
 }
 
 void Simulator::Scan(const ScanRecord& record) {
@@ -206,18 +182,14 @@ std::size_t Simulator::CountOf(std::string_view command) const {
   });
 }
 
-LineCounters Simulator::Counters() const {
-  return Ask([](const ScannerOnLine& scanner) { return scanner.Counters(); });
-}
-
 const Transcript& Simulator::GetTranscript() const {
-  // Bytes are written before they are recorded; this waits for the end of that turn.
+  // Waits for the end of the current turn, because bytes are recorded after they have been sent.
   const std::scoped_lock lock(mutex_);
   return transcript_;
 }
 
 bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds timeout) const {
-  constexpr Milliseconds kPoll{5};  // for conditions that do not depend on the scanner alone
+  constexpr Milliseconds kPoll{5};  // the condition may depend on more than the scanner
   const Time deadline = Clock::now() + timeout;
   std::unique_lock lock(mutex_);
   while (true) {
@@ -229,20 +201,6 @@ bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds tim
     const Time next = std::min<Time>(deadline, Clock::now() + kPoll);
     turned_.wait_until(lock, next, [&] { return turns_ != turns; });
   }
-}
-
-bool Simulator::WaitForCommand(std::string_view command, std::size_t times,
-                               Milliseconds timeout) const {
-  return WaitFor([&] { return CountOf(command) >= times; }, timeout);
-}
-
-bool Simulator::WaitForPort(bool open, Milliseconds timeout) const {
-  return WaitFor([&] { return IsPortOpen() == open; }, timeout);
-}
-
-bool Simulator::WaitForQuiet(Milliseconds timeout) const {
-  const auto isQuiet = [](const ScannerOnLine& scanner) { return scanner.IsQuiet(); };
-  return WaitFor([&] { return Ask(isQuiet); }, timeout);
 }
 
 }  // namespace quillet::simulator

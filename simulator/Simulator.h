@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "simulator/ScannerOnLine.h"
@@ -19,18 +20,17 @@ namespace quillet::simulator {
 
 class Alarm;
 
-/// A simulated scanner on its own thread, at the other end of a terminal device.
+/// A simulated scanner with its own thread, at the other end of a terminal device.
 ///
 ///     Options options = Options::Instant();
 ///     options.device.records = StockTaking(130, Model::kOlder);
 ///     Simulator scanner(options);
 ///     scanner.Start();
-///     ... open scanner.Path() as a serial port, talk to it ...
+///     ... open scanner.Path() as a serial port, download the records ...
 ///     ASSERT_TRUE(scanner.WaitForCommand("GS0"));
 ///     EXPECT_TRUE(scanner.Report().complaints.empty());
 ///
-/// Any thread may call all operations, but only one at a time Start() and Stop(). Results are
-/// copies.
+/// Any thread may call all functions, but Start() and Stop() must not run at the same time.
 class Simulator {
  public:
   using Milliseconds = std::chrono::milliseconds;
@@ -40,31 +40,36 @@ class Simulator {
   explicit Simulator(Options options);
   ~Simulator();
 
-  /// Plugs it in and starts its thread. Path() can be opened afterwards. Does nothing if it is
-  /// started. Throws std::system_error if the line or the link cannot be created.
+  /// Plugs the scanner in and starts its thread, unless it runs. Path() can be opened afterwards.
+  /// Throws std::system_error if the line or the link cannot be created.
   void Start();
-  /// Unplugs it and ends its thread. What it has seen stays available.
+  /// Unplugs the scanner and ends its thread. Its reports stay available.
   void Stop();
 
-  /// The path to open: the link if there is one, else the line itself. "" before the first Start().
+  /// The path to open: the link if the options have one, else the line. "" before Start().
   std::string Path() const;
-  /// Pulls the cable: on return the port has hung up and the link is removed. A device node is only
-  /// closed.
-  void Unplug();
-  /// Plugs the cable in; Path() can be opened afterwards. Throws as Start().
-  void Plug();
-  bool IsPlugged() const;
-  /// Whether the computer has the port open; noticed within a few milliseconds.
-  bool IsPortOpen() const;
+  /// Pulls the cable. Afterwards the port has hung up and the link is removed. A device node is
+  /// only closed.
+  void Unplug() {
+    Change([this] { scanner_.Unplug(Clock::now()); });
+  }
+  /// Plugs the cable in. Path() can be opened afterwards. Throws as Start().
+  void Plug() {
+    Change([this] { scanner_.Plug(Clock::now()); });
+  }
+  bool IsPlugged() const { return Ask(&ScannerOnLine::IsPlugged); }
+  /// Whether the computer has the port open. Updated every few milliseconds.
+  bool IsPortOpen() const { return Ask(&ScannerOnLine::IsPortOpen); }
 
-  /// A barcode is scanned: its frame is sent unasked, after the pending answer. Throws
-  /// std::length_error if the data is too long.
+  /// Scans a barcode. Its frame is sent after the pending answer. Throws std::length_error if the
+  /// data is too long.
   void Scan(const ScanRecord& record);
-  /// The same with the time of the scanner's clock.
+  /// Scans a barcode, with the time of the scanner's clock.
   void Scan(std::uint8_t symbology, std::string_view data);
-  /// Adds a fault, counted from now, such as "on P delay 700". Throws as ParseFault().
+  /// Adds a fault such as "on P delay 700", counted from now. Throws as ParseFault().
   void AddFault(std::string_view rule);
-  /// Throws std::length_error, and changes nothing, if a record is too long for the model.
+  /// Replaces the stored records. Throws std::length_error, and changes nothing, if a record is too
+  /// long for the model.
   void SetRecords(std::vector<ScanRecord> records);
 
   std::vector<ScanRecord> Records() const;
@@ -72,23 +77,32 @@ class Simulator {
   DeviceReport Report() const;
   /// How often this command was received.
   std::size_t CountOf(std::string_view command) const;
-
-  LineCounters Counters() const;
-  /// What passed on the line, including everything that the computer has read.
+  LineCounters Counters() const { return Ask(&ScannerOnLine::Counters); }
+  /// Everything sent and received. Contains all bytes that the computer has read so far.
   const Transcript& GetTranscript() const;
 
-  /// Waits until the condition holds. The calling thread checks it after each event and every few
-  /// milliseconds. @return false on time-out
+  /// Waits until `condition` is true. The calling thread checks it after each event and every 5 ms.
+  /// @return false on time-out.
   bool WaitFor(const std::function<bool()>& condition, Milliseconds timeout = kPatience) const;
   bool WaitForCommand(std::string_view command, std::size_t times = 1,
-                      Milliseconds timeout = kPatience) const;
-  bool WaitForPort(bool open, Milliseconds timeout = kPatience) const;
-  /// Waits until nothing is left to be sent.
-  bool WaitForQuiet(Milliseconds timeout = kPatience) const;
+                      Milliseconds timeout = kPatience) const {
+    return WaitFor([&] { return CountOf(command) >= times; }, timeout);
+  }
+  bool WaitForPort(bool open, Milliseconds timeout = kPatience) const {
+    return WaitFor([&] { return IsPortOpen() == open; }, timeout);
+  }
+  /// Waits until no bytes remain to be sent.
+  bool WaitForQuiet(Milliseconds timeout = kPatience) const {
+    return WaitFor([&] { return Ask(&ScannerOnLine::IsQuiet); }, timeout);
+  }
 
  private:
-  template <class Question>
-  auto Ask(Question question) const;
+  /// Returns a copy of a property of the scanner, read between two turns.
+  template <class Property>
+  std::decay_t<std::invoke_result_t<Property, const ScannerOnLine&>> Ask(Property property) const {
+    const std::scoped_lock lock(mutex_);
+    return std::invoke(property, scanner_);
+  }
   void Run();
   void Change(const std::function<void()>& action);
 
@@ -96,11 +110,11 @@ class Simulator {
   Transcript transcript_;
   std::unique_ptr<Alarm> alarm_;
 
-  mutable std::mutex mutex_;  ///< guards what follows
+  mutable std::mutex mutex_;  ///< guards the members below, except thread_
   ScannerOnLine scanner_;
   bool stopping_ = false;
-  bool waitingOnLine_ = false;  ///< the thread waits for the line, without the mutex
-  int changes_ = 0;             ///< callers of Change() that the thread lets go first
+  bool waitingOnLine_ = false;  ///< the thread waits for an event, without the mutex
+  int changes_ = 0;             ///< pending calls of Change(), which take precedence
   std::uint64_t turns_ = 0;
   mutable std::condition_variable turned_;
 

@@ -7,9 +7,7 @@
 namespace quillet::simulator {
 namespace {
 
-// The names by code; "" where a model has none. The second of two equal names is another code for
-// the same symbology.
-
+// The names by code. Two equal names are two codes of the same symbology.
 constexpr std::string_view kOlder[] = {"EAN-13",  "EAN-8",    "UPC-A", "UPC-E",   "Code 39",
                                        "ITF-14",  "Code 128", "I2of5", "Codabar", "UCC/EAN-128",
                                        "Code 93", "Code 35",  "",      "",        "Bookland EAN",
@@ -31,7 +29,7 @@ std::span<const std::string_view> NamesOf(Model model) {
   return kSeries300;
 }
 
-/// The letters and digits of a name, in lower case.
+/// Returns the letters and digits of a name, in lower case.
 std::string Plain(std::string_view name) {
   std::string plain;
   for (const char letter : name) {

@@ -8,14 +8,13 @@
 
 namespace quillet::simulator {
 
-// The numbers that each model stores for a symbology. Only for people who write records down and
-// for the generator: the scanner itself does not interpret the numbers.
+// Symbology codes by model, for user input and the generator. The scanner does not interpret them.
 
-/// The code for a name, or nothing. Only letters and digits count, in either case: "EAN-13",
-/// "ean13" and "EAN 13" are the same.
+/// Returns the code of a symbology, if the name is known. Only letters and digits of the name
+/// count, in either case: "EAN-13", "ean13" and "EAN 13" are equal.
 std::optional<std::uint8_t> SymbologyCode(Model model, std::string_view name);
 
-/// The name for a code 0 to 63, or "" if the model has no symbology with this number.
+/// Returns the name of a symbology code, 0 to 63, or "" if the model does not have it.
 std::string_view SymbologyName(Model model, std::uint8_t code);
 
 }  // namespace quillet::simulator

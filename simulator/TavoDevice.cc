@@ -10,14 +10,14 @@ constexpr std::uint8_t kFrameEnd = '@';
 constexpr std::size_t kFrameLengthSize = 3;
 constexpr std::size_t kLongestFrame = 0xFFFFFF;
 
-/// The lead bytes, the three length bytes, which count themselves, and the content.
+/// Returns the lead bytes, three length bytes and the content. The length includes its own bytes.
 Bytes Frame(Bytes lead, const Bytes& content) {
   AppendBigEndian(lead, kFrameLengthSize + content.size(), kFrameLengthSize);
   Append(lead, content);
   return lead;
 }
 
-/// Encode() throws for a record that is too long; better now than in the middle of an answer.
+/// Throws std::length_error, as Encode(), if a record is too long.
 void CheckSizes(const std::vector<ScanRecord>& records, Model model) {
   for (const ScanRecord& record : records) {
     if (record.data.size() > MaxDataSize(model)) Encode(record, model);
@@ -26,7 +26,7 @@ void CheckSizes(const std::vector<ScanRecord>& records, Model model) {
 
 void AddLimited(std::vector<std::string>& list, std::string text) {
   if (list.size() > kMostComplaints) return;
-  if (list.size() == kMostComplaints) text = "there is more, not listed";
+  if (list.size() == kMostComplaints) text = "further entries are not listed";
   list.push_back(std::move(text));
 }
 
@@ -105,7 +105,8 @@ void TavoDevice::SetRecords(std::vector<ScanRecord> records) {
 void TavoDevice::ForgetUnfinishedCommand() {
   const std::string unfinished = parser_.Reset();
   if (!unfinished.empty()) {
-    AddLimited(report_.notes, "the line was cut within the command " + ToHex(ToBytes(unfinished)));
+    AddLimited(report_.notes,
+               "the port was closed within the command " + ToHex(ToBytes(unfinished)));
   }
 }
 
@@ -118,7 +119,7 @@ Bytes TavoDevice::AllRecordsAnswer() {
   Bytes content;
   for (std::size_t index = 0; index < settings_.records.size(); ++index) {
     const Bytes record = Encode(settings_.records[index], settings_.model);
-    // A frame's length has 24 bits. Whole records that do not fit stay in the scanner.
+    // The length of a frame has 24 bits. Records that do not fit are not sent.
     if (kFrameLengthSize + content.size() + record.size() > kLongestFrame) {
       AddLimited(report_.notes, "records from number " + std::to_string(index) +
                                     " on do not fit into the answer to P");
@@ -131,7 +132,7 @@ Bytes TavoDevice::AllRecordsAnswer() {
 
 std::optional<Bytes> TavoDevice::OneRecordAnswer(std::uint32_t index) {
   if (index >= settings_.records.size()) {
-    AddLimited(report_.notes, "record " + std::to_string(index) + " was requested; there are " +
+    AddLimited(report_.notes, "record " + std::to_string(index) + " was requested; stored: " +
                                   std::to_string(settings_.records.size()));
     return std::nullopt;
   }
@@ -141,7 +142,7 @@ std::optional<Bytes> TavoDevice::OneRecordAnswer(std::uint32_t index) {
 void TavoDevice::SetClock(const std::array<std::uint8_t, 6>& fields) {
   const CalendarTime time{2000 + fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]};
   if (!IsValid(time)) {
-    AddLimited(report_.complaints, "the clock command holds no valid date and time: " +
+    AddLimited(report_.complaints, "the clock command has an invalid date or time: " +
                                        ToHex({fields.begin(), fields.end()}));
     return;
   }

@@ -7,7 +7,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "simulator/CommandParser.h"
@@ -15,75 +14,58 @@
 
 namespace quillet::simulator {
 
-/// The properties of a scanner without its line.
+/// The properties of a scanner, without its line.
 struct DeviceSettings {
   Model model = Model::kOlder;
-  /// Answer to M. A genuine serial number has ten characters.
-  std::string serial = "2104005771";
-  /// Answer to V. If absent, a text of ten characters that suits the model.
-  std::optional<std::string> firmware;
-  /// Answer to GZSG.
-  std::string asset = "STOCKROOM-04";
-  /// Ends every plain answer: '@', or '!' as in some firmware.
-  char terminator = '@';
-  /// What is stored at first.
-  std::vector<ScanRecord> records;
-  /// Whether a live scan is also stored.
+  std::string serial = "2104005771";    ///< answer to M, ten characters in real scanners
+  std::optional<std::string> firmware;  ///< answer to V; none: a default for the model
+  std::string asset = "STOCKROOM-04";   ///< answer to GZSG
+  char terminator = '@';                ///< of plain answers; some firmware uses '!'
+  std::vector<ScanRecord> records;      ///< the stored records
   bool storeLiveScans = true;
-  /// What the scanner's clock shows at first.
-  CalendarTime clock = kFirstMoment;
+  CalendarTime clock = kFirstMoment;  ///< the initial time
 };
 
-/// The number of complaints, and of notes, that a scanner lists. One more says that there are more.
+/// The maximum number of complaints, and of notes, in a report. A last entry says that more exist.
 inline constexpr std::size_t kMostComplaints = 1000;
 
 /// What a scanner has received and done.
 struct DeviceReport {
-  /// Every command that arrived, in order, as in Command::text.
-  std::vector<std::string> commandsSeen;
-  /// Everything received that is not a valid command, in words, in order.
-  std::vector<std::string> complaints;
-  /// Valid but remarkable: a request for a record that does not exist, a command left unfinished
-  /// when the port was closed.
+  std::vector<std::string> commandsSeen;  ///< all received commands, as in Command::text
+  std::vector<std::string> complaints;    ///< descriptions of all invalid input
+  /// Descriptions of valid but unusual input: requests for missing records, commands left
+  /// unfinished when the port was closed.
   std::vector<std::string> notes;
-  /// How often the memory was erased.
   std::size_t eraseCount = 0;
-  /// The moment that the last clock command set; nothing before the first.
-  std::optional<CalendarTime> clockSetTo;
+  std::optional<CalendarTime> clockSetTo;  ///< by the last clock command
 };
 
-/// The scanner itself: bytes in, answers out. It has no line, no threads and no clock except the
-/// one that it is given, and knows nothing of its peer. Used by one thread at a time.
+/// The scanner itself: bytes in, answers out. Used by one thread at a time.
 class TavoDevice {
  public:
-  /// Time since any fixed moment; it never decreases.
+  /// The time since a fixed moment. Never decreases.
   using TimeSource = std::function<std::chrono::nanoseconds()>;
 
-  /// The scanner's clock advances with `timeSource`. Throws std::length_error if a record's data
-  /// is too long for the model.
+  /// The scanner's clock runs with `timeSource`. Throws std::length_error if a record is too long
+  /// for the model.
   TavoDevice(DeviceSettings settings, TimeSource timeSource);
 
-  /// Reads the next byte from the line; returns the command that it completed.
+  /// Processes the next received byte. Returns the command that it completed.
   std::optional<Command> Receive(std::uint8_t byte);
-
-  /// Carries the command out and returns the answer. A request for a record that does not exist has
-  /// no answer.
+  /// Executes a command and returns the answer. A request for a missing record has no answer.
   std::optional<Bytes> Execute(const Command& command);
-
-  /// The trigger is pressed: stores the record if the settings say so, and returns the frame that
-  /// the scanner sends unasked. Throws std::length_error, and does nothing, if the record's data is
-  /// too long.
+  /// Scans a barcode. Stores the record if the settings say so, and returns the frame to send.
+  /// Throws std::length_error, and stores nothing, if the data is too long.
   Bytes Scan(const ScanRecord& record);
-
-  /// The cable is pulled, or the computer closes the port.
+  /// Drops an unfinished command. Called if the cable is pulled or the computer closes the port.
   void ForgetUnfinishedCommand();
 
   const std::vector<ScanRecord>& Records() const { return settings_.records; }
-  /// Replaces what is stored. Throws std::length_error, and does nothing, if a record's data is too
+  /// Replaces the stored records. Throws std::length_error, and changes nothing, if a record is too
   /// long for the model.
   void SetRecords(std::vector<ScanRecord> records);
 
-  /// What the scanner's clock shows now.
+  /// The current time of the scanner's clock.
   CalendarTime ClockNow() const;
   const DeviceReport& Report() const { return report_; }
 

@@ -1,6 +1,7 @@
 #include "simulator/Transcript.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 #include <utility>
 
@@ -9,26 +10,17 @@ namespace quillet::simulator {
 Transcript::Transcript(bool keep, const std::string& file)
     : keep_(keep), start_(std::chrono::steady_clock::now()) {
   if (file.empty()) return;
-  // "e": close-on-exec.
-  file_.reset(std::fopen(file.c_str(), "we"));
+  file_.open(file);
   if (!file_) throw std::system_error(errno, std::generic_category(), file);
-  // Whole lines: the file can be read while it grows, and a killed process leaves no half line.
-  std::setvbuf(file_.get(), nullptr, _IOLBF, std::size_t{64} * 1024);
 }
 
 void Transcript::Add(std::chrono::steady_clock::time_point time, Direction direction, Bytes bytes) {
   if (bytes.empty()) return;
   const std::scoped_lock lock(mutex_);
   TranscriptEntry entry{time, direction, std::move(bytes)};
-  if (file_) {
-    const std::string line = FormatLine(entry, start_) + '\n';
-    std::fwrite(line.data(), 1, line.size(), file_.get());
-  }
+  // Flushing each line leaves only whole lines if the process is killed.
+  if (file_.is_open()) file_ << FormatLine(entry, start_) + '\n' << std::flush;
   if (keep_) entries_.push_back(std::move(entry));
-}
-
-void Transcript::AddEvent(std::chrono::steady_clock::time_point time, std::string_view text) {
-  Add(time, Direction::kEvent, ToBytes(text));
 }
 
 std::vector<TranscriptEntry> Transcript::Entries() const {

@@ -1,4 +1,4 @@
-// tavo-simulator: a simulated scanner as a program. See HelpText().
+// tavo-simulator: a simulated scanner. See HelpText().
 
 #include <fcntl.h>
 #include <poll.h>
@@ -12,6 +12,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "simulator/CommandLine.h"
@@ -22,7 +23,7 @@ namespace {
 
 using namespace quillet::simulator;
 
-/// The pipe by which a signal reaches the loop: a signal handler may only write.
+/// A signal writes a byte to this pipe, which wakes Serve().
 int gSignalPipe[2] = {-1, -1};
 
 void OnSignal(int) {
@@ -32,19 +33,15 @@ void OnSignal(int) {
   errno = saved;
 }
 
-bool CatchSignals() {
-  if (pipe(gSignalPipe) != 0) return false;
-  for (const int end : gSignalPipe) {
-    if (fcntl(end, F_SETFD, FD_CLOEXEC) != 0) return false;
-  }
+void CatchSignals() {
+  if (pipe(gSignalPipe) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  for (const int end : gSignalPipe) fcntl(end, F_SETFD, FD_CLOEXEC);
   struct sigaction action = {};
   action.sa_handler = OnSignal;
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    if (sigaction(signal, &action, nullptr) != 0) return false;
-  }
-  // The line must be closed in good order even if the reader of the output has ended.
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+  // The program must remove the link even if the reader of its output has ended.
   action.sa_handler = SIG_IGN;
-  return sigaction(SIGPIPE, &action, nullptr) == 0;
+  sigaction(SIGPIPE, &action, nullptr);
 }
 
 void Print(const std::string& text) {
@@ -52,7 +49,7 @@ void Print(const std::string& text) {
   std::fflush(stdout);
 }
 
-/// Removes the first word and the blank after it.
+/// Removes and returns the first word. Also removes the blank after it.
 std::string TakeWord(std::string_view& text) {
   const std::size_t end = std::min(text.find(' '), text.size());
   std::string word(text.substr(0, end));
@@ -66,7 +63,7 @@ std::string ListOf(const char* name, const std::vector<std::string>& lines) {
   return text;
 }
 
-/// One line of standard input, after its first word, and the answer to it.
+/// A line of standard input, without its first word, and the answer.
 struct Request {
   Simulator& simulator;
   Model model;
@@ -85,10 +82,6 @@ void Plug(Request& request) {
   request.answer = "ready " + request.simulator.Path();
 }
 
-void CountRecords(Request& request) {
-  request.answer = "records " + std::to_string(request.simulator.Records().size());
-}
-
 struct ConsoleCommand {
   std::string_view name;
   void (*run)(Request&);
@@ -98,7 +91,8 @@ constexpr std::array kConsoleCommands = std::to_array<ConsoleCommand>({
     {"scan", Scan},
     {"unplug", [](Request& r) { r.simulator.Unplug(); }},
     {"plug", Plug},
-    {"records", CountRecords},
+    {"records",
+     [](Request& r) { r.answer = "records " + std::to_string(r.simulator.Records().size()); }},
     {"commands",
      [](Request& r) { r.answer = ListOf("commands", r.simulator.Report().commandsSeen); }},
     {"complaints",
@@ -107,12 +101,11 @@ constexpr std::array kConsoleCommands = std::to_array<ConsoleCommand>({
     {"help", [](Request& r) { r.answer = kConsoleHelp; }},
 });
 
-/// Carries out one line of standard input and prints the answer.
+/// Executes a line of standard input and prints the answer.
 void RunLine(const std::string& name, Request request) {
   const auto* command = FindByName(kConsoleCommands, name);
   try {
-    if (command == nullptr)
-      throw std::runtime_error("nothing is called \"" + name + "\"; try help");
+    if (command == nullptr) throw std::runtime_error("unknown command \"" + name + "\". Try help.");
     command->run(request);
     Print(request.answer);
   } catch (const std::exception& error) {
@@ -120,7 +113,7 @@ void RunLine(const std::string& name, Request request) {
   }
 }
 
-/// Runs the complete lines of the input and removes them; false if one says quit.
+/// Executes and removes the complete lines of the input. Returns false after "quit".
 bool RunLines(std::string& input, Simulator& simulator, Model model) {
   for (std::size_t end = input.find('\n'); end != std::string::npos; end = input.find('\n')) {
     const std::string whole = input.substr(0, end);
@@ -135,7 +128,7 @@ bool RunLines(std::string& input, Simulator& simulator, Model model) {
   return true;
 }
 
-/// Runs until a signal, "quit", or the end of an interactive input.
+/// Runs until a signal, "quit", or the end of standard input if that is a terminal.
 void Serve(Simulator& simulator, Model model) {
   const bool interactive = isatty(STDIN_FILENO) != 0;
   std::string input;
@@ -149,7 +142,7 @@ void Serve(Simulator& simulator, Model model) {
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
     if (count <= 0) {
       if (interactive) return;
-      entries[1].fd = -1;  // poll(2) ignores it from now on
+      entries[1].fd = -1;  // ignored by poll(2)
       continue;
     }
     input.append(buffer, static_cast<std::size_t>(count));
@@ -157,11 +150,8 @@ void Serve(Simulator& simulator, Model model) {
   }
 }
 
-int Run(const CommandLine& commandLine) {
-  if (!CatchSignals()) {
-    std::perror("tavo-simulator");
-    return 1;
-  }
+void Run(const CommandLine& commandLine) {
+  CatchSignals();
   Simulator simulator(commandLine.options);
   simulator.Start();
   Print("ready " + simulator.Path());
@@ -171,7 +161,6 @@ int Run(const CommandLine& commandLine) {
   for (const std::string& complaint : report.complaints) {
     std::fprintf(stderr, "tavo-simulator: %s\n", complaint.c_str());
   }
-  return 0;
 }
 
 }  // namespace
@@ -182,9 +171,9 @@ int main(int argc, char** argv) {
         ReadCommandLine(std::vector<std::string>(argv + 1, argv + argc));
     if (commandLine.help) {
       std::fputs(HelpText().c_str(), stdout);
-      return 0;
+    } else {
+      Run(commandLine);
     }
-    return Run(commandLine);
   } catch (const UsageError& error) {
     std::fprintf(stderr, "tavo-simulator: %s (see --help)\n", error.what());
     return 2;

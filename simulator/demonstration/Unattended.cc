@@ -15,8 +15,8 @@ namespace {
 constexpr int kPollMilliseconds = 100;
 constexpr int kShownLines = 5;
 
-/// The name that the program writes for a code: for some codes of an older scanner not the one that
-/// the simulator knows.
+/// Returns the symbology name that Quillet writes. For some codes of the older scanners it differs
+/// from the simulator's name.
 std::string_view WrittenName(Model model, std::uint8_t code) {
   constexpr std::pair<std::uint8_t, std::string_view> kOthers[] = {
       {0, "EAN 13"}, {1, "EAN 8"}, {2, "UPCA"}, {3, "UPCE"}, {8, "CodaBar"}};
@@ -26,8 +26,8 @@ std::string_view WrittenName(Model model, std::uint8_t code) {
   return SymbologyName(model, code);
 }
 
-/// The program's output for these records with its first-run settings: symbology, data, time and
-/// serial number, separated by commas, one record per line.
+/// Returns the expected output with the settings of a first run: symbology, data, time and serial
+/// number, separated by commas.
 std::string ExpectedFile(const std::vector<ScanRecord>& records, const DeviceSettings& device) {
   std::string file;
   for (const ScanRecord& record : records) {
@@ -53,15 +53,14 @@ std::string SyncedFile(const std::string& text) {
 void PrintStart(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::string line;
-  std::printf("It begins:\n");
+  std::printf("First lines:\n");
   for (int i = 0; i < kShownLines && std::getline(file, line); ++i) {
     std::erase(line, '\r');
     std::printf("  %s\n", line.c_str());
   }
 }
 
-/// Prints the results.
-/// @return whether all of them are as they should be
+/// Prints the results. @return true if the records, the scanner's input and the picture are right.
 bool Check(QWidget& window, const Simulator& scanner, const DeviceSettings& device,
            const std::string& folder) {
   const std::string picture = folder + "/window.png";
@@ -78,13 +77,13 @@ bool Check(QWidget& window, const Simulator& scanner, const DeviceSettings& devi
 
   std::printf("%s\n", text.c_str());
   for (const std::string& complaint : complaints) {
-    std::printf("The scanner did not understand: %s\n", complaint.c_str());
+    std::printf("The scanner received invalid input: %s\n", complaint.c_str());
   }
   std::printf("File:       %s\nScreenshot: %s\n", path.empty() ? "(none)" : path.c_str(),
               pictureSaved ? picture.c_str() : "(could not be saved)");
   if (!path.empty()) PrintStart(path);
   std::printf("%s\n", exact ? "Every record arrived exactly."
-                            : "What arrived is not what the scanner holds.");
+                            : "The records in the file differ from the scanner's records.");
   return exact && pictureSaved;
 }
 
@@ -98,7 +97,7 @@ void CheckWhenFinished(Program& program, const Simulator& scanner, const DeviceS
     const QString text = window.findChild<QPlainTextEdit*>()->toPlainText();
     if (!text.contains("Synchronization finished") && !text.contains("Failed to connect")) return;
     timer->stop();
-    // The last lines are painted before the picture is taken.
+    // Waits until the last lines have been painted.
     QTimer::singleShot(kPollMilliseconds,
                        [&] { program.Leave(Check(window, scanner, device, folder) ? 0 : 1); });
   });

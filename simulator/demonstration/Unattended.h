@@ -7,8 +7,9 @@
 
 namespace quillet::simulator {
 
-/// Waits for the end of the run, checks the file, saves a picture of the window in `folder`, and
-/// leaves the process: with 0 only if every record arrived exactly. The arguments must outlive it.
+/// Waits until the synchronization has finished, checks the file, saves a picture of the window in
+/// `folder`, and exits, with 0 only if all of it succeeded. The arguments must stay valid until
+/// then.
 /// @param device  the scanner's settings
 void CheckWhenFinished(Program& program, const Simulator& scanner, const DeviceSettings& device,
                        const std::string& folder);

@@ -1,4 +1,4 @@
-// quillet-demo: the application with one simulated scanner instead of the attached ones.
+// quillet-demo: Quillet with a simulated scanner instead of attached ones.
 
 #include <cstdio>
 #include <cstdlib>
@@ -27,11 +27,11 @@ using simulator::UsageError;
 
 struct Arguments {
   bool help = false;
-  bool unattended = false;         // run without a user, check the file, save a picture, end
-  bool burst = true;               // all records in one transfer
-  bool autoSync = false;           // synchronize as soon as the scanner is connected
-  std::string folder;              // where the data folder is created; absolute
-  simulator::CommandLine scanner;  // everything else
+  bool unattended = false;  // synchronize, check the file, save a picture, end
+  bool burst = true;        // all records in one transfer
+  bool autoSync = false;    // synchronize as soon as the scanner is connected
+  std::string folder;       // absolute path of the parent of the data folder
+  simulator::CommandLine scanner;
 };
 
 std::string DefaultFolder() {
@@ -54,7 +54,7 @@ Arguments ReadArguments(const std::vector<std::string>& arguments) {
     } else if (argument == "--auto-sync") {
       read.autoSync = true;
     } else if (argument == "--folder") {
-      if (++i == arguments.size()) throw UsageError("--folder takes a folder");
+      if (++i == arguments.size()) throw UsageError("--folder requires a folder");
       read.folder = fs::absolute(arguments[i]).lexically_normal().string();
     } else {
       scanner.push_back(argument);
@@ -65,22 +65,22 @@ Arguments ReadArguments(const std::vector<std::string>& arguments) {
 }
 
 void PrintHelp() {
-  std::printf(R"(quillet-demo: Quillet with one simulated scanner attached
+  std::printf(R"(quillet-demo: Quillet with one simulated scanner
 
-  --no-burst     fetch the records one by one, not in one transfer
+  --no-burst     fetch the records one by one instead of in one transfer
   --auto-sync    synchronize as soon as the scanner is connected
   --folder DIR   create the data folder in DIR ("%s")
-  --unattended   synchronize without a user, check that every record arrived, save a
-                 picture of the window and end; 0 only if all is right
+  --unattended   synchronize without a user, check the records, save a picture of the
+                 window and end; the exit status is 0 only if every record arrived
 
-All other arguments are the scanner's:
+All other arguments are those of the scanner:
 
 %s)",
               DefaultFolder().c_str(), simulator::HelpText().c_str());
 }
 
-// The settings of a first run, with those of the arguments. In an attended run the user's settings
-// are kept, unless an argument changes them.
+// Writes the settings file: the settings of a first run, changed by the arguments. Without
+// --unattended, existing settings are kept and changed only by the arguments.
 void PrepareSettings(const Arguments& arguments, const std::string& dataFolder) {
   const std::string path = dataFolder + "/QuilletRegistry.txt";
   SettingsImage image{};
@@ -109,7 +109,7 @@ void PrepareSettings(const Arguments& arguments, const std::string& dataFolder) 
   std::ofstream(path, std::ios::binary).write(image.data(), image.size() - 1);
 }
 
-// A registry of serial ports that knows only the simulated scanner's, which is always attached.
+// A registry with one serial port, that of the simulated scanner.
 class SimulatedPort final : public platform::SerialRegistry {
  public:
   explicit SimulatedPort(std::string path) : path_(std::move(path)) {}
@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
     }
     program->Run(*port);
   } catch (const UsageError& error) {
-    std::fprintf(stderr, "quillet-demo: %s\nTry --help.\n", error.what());
+    std::fprintf(stderr, "quillet-demo: %s (see --help)\n", error.what());
     return 2;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "quillet-demo: %s\n", error.what());

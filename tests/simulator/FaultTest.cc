@@ -69,20 +69,20 @@ TEST(FaultScript, IgnoresCommentsAndEmptyLines) {
 TEST(FaultScript, ErrorsHaveLineAndReason) {
   const std::pair<const char*, const char*> kErrors[] = {
       {"on M silence\n\nif M silence\n",
-       "line 3: a rule begins with on, after-sent, after-received, after-bytes or at, not \"if\""},
+       "line 3: expected on, after-sent, after-received, after-bytes or at, not \"if\""},
       {"on Q silence", "line 1: \"Q\" is not a command of the scanner"},
       {"on p01# silence", "line 1: \"p01#\" is not a command of the scanner"},
       {"on", "line 1: expected a command at the end of the rule"},
-      {"on M", "line 1: expected what shall happen at the end of the rule"},
-      {"on M explode", "line 1: nothing called \"explode\" can happen"},
+      {"on M", "line 1: expected an action at the end of the rule"},
+      {"on M explode", "line 1: unknown action \"explode\""},
       {"on M 0 silence", "an occurrence is written as"},
       {"on M delay soon", "not \"soon\""},
       {"on M before 0", "expected bytes, such as 03 1f or \"text\", not \"0\""},
       {"on M before", "expected bytes, such as 03 1f or \"text\" at the end of the rule"},
-      {"on M before \"x", "a text in quotation marks does not end"},
-      {"on M silence now", "\"now\" is more than the rule takes"},
-      {"on M send 40", "line 1: \"send\" can not happen on a command"},
-      {"at 1s silence", "line 1: \"silence\" can only happen on a command"},
+      {"on M before \"x", "a closing quotation mark is missing"},
+      {"on M silence now", "unexpected \"now\" at the end of the rule"},
+      {"on M send 40", "line 1: \"send\" is not allowed after \"on\""},
+      {"at 1s silence", "line 1: \"silence\" is only allowed after \"on\""},
       {"at 1 unplug", "such as 2.5s or 700ms"},
       {"at s unplug", "such as 2.5s or 700ms"},
       {"after-sent 0 unplug", "counted from 1"},
@@ -90,7 +90,7 @@ TEST(FaultScript, ErrorsHaveLineAndReason) {
       {"on P length 16777216", "24 bits"},
       {"on P chunks 0", "at least one byte"},
       {"after-sent 5 unplug again 3", "expected \"replug\""},
-      {"at 1s scan 256 abc", "0 to 255"}};
+      {"at 1s scan 256 abc", "from 0 to 255"}};
   for (const auto& [script, error] : kErrors) {
     EXPECT_THAT(ScriptError(script), HasSubstr(error)) << script;
   }

@@ -80,10 +80,10 @@ TEST(RecordTable, ErrorsHaveLineAndReason) {
   const std::string good = "0,1,2026-11-16 09:15:00\n";
   const std::pair<std::string, const char*> kErrors[] = {
       {good + "# note\n99 bottles,1,2026-11-16 09:15:00\n",
-       "line 3: \"99 bottles\" is no symbology of this model and no number 0 to 255"},
-      {good + "0,1\n", "line 2: expected symbology, data and time; there are 2 fields"},
+       "line 3: \"99 bottles\" is neither a symbology of this model nor a number up to 255"},
+      {good + "0,1\n", "line 2: expected symbology, data and time, not 2 fields"},
       {good + "0,1,2026-11-31 09:15:00\n",
-       "line 2: \"2026-11-31 09:15:00\" is no time of the years 2000 to 2063 written as "
+       "line 2: \"2026-11-31 09:15:00\" is not a time from 2000 to 2063 as "
        "YYYY-MM-DD HH:MM:SS"},
       {"0,\\x4,2026-11-16 09:15:00", "line 1: \\x must be followed by two hexadecimal digits"},
       {"0,\\q,2026-11-16 09:15:00",
