@@ -1,10 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "simulator/CommandParser.h"
 
@@ -34,20 +31,20 @@ Parsed Parse(std::string_view bytes) {
   return parsed;
 }
 
-TEST(CommandParser, FindsEveryFixedCommandWithoutGaps) {
+TEST(CommandParser, ReadsConsecutiveFixedCommands) {
   const Parsed parsed = Parse("WMVGZSGw0#w1#ENGS1GS0P");
   EXPECT_THAT(parsed.commands,
               ElementsAre("W", "M", "V", "GZSG", "w0#", "w1#", "E", "N", "GS1", "GS0", "P"));
   EXPECT_THAT(parsed.complaints, IsEmpty());
 }
 
-TEST(CommandParser, ReadsSixBytesOfAnyValueAfterC) {
+TEST(CommandParser, ReadsSixArbitraryBytesAfterC) {
   const Parsed parsed = Parse({"WC\0W\x10\0\xFF\x45", 8});
   EXPECT_THAT(parsed.commands, ElementsAre("W", "C"));
   EXPECT_THAT(parsed.last.clock, ElementsAre(0x00, 'W', 0x10, 0x00, 0xFF, 'E'));
 }
 
-TEST(CommandParser, ReadsRecordNumbersInLowerCaseHexadecimal) {
+TEST(CommandParser, ReadsRecordNumbersInLowerCaseHex) {
   for (const auto& [request, index] :
        {std::pair("p0#", 0U), {"pa#", 10U}, {"p100#", 256U}, {"pffffffff#", 0xFFFFFFFFU}}) {
     EXPECT_EQ(Parse(request).last.index, index) << request;
@@ -66,7 +63,7 @@ TEST(CommandParser, IgnoresNulOnlyBetweenCommands) {
   EXPECT_FALSE(Parse({"w\0\x31#", 4}).complaints.empty());
 }
 
-TEST(CommandParser, ReportsEveryByteThatBeginsNoCommand) {
+TEST(CommandParser, ReportsEachByteThatStartsNoCommand) {
   for (int byte = 1; byte < 256; ++byte) {
     const auto letter = static_cast<char>(byte);
     const bool begins = std::string_view("WMVGwCENPp").find(letter) != std::string_view::npos;
@@ -74,7 +71,7 @@ TEST(CommandParser, ReportsEveryByteThatBeginsNoCommand) {
   }
 }
 
-TEST(CommandParser, ReportsABrokenCommandAndFindsTheNext) {
+TEST(CommandParser, ReportsUnfinishedCommandAndReadsNext) {
   for (const std::string broken : {"w", "w1", "p", "p1", "G", "GZ", "GZS", "GS"}) {
     const Parsed parsed = Parse(broken + "W");
     EXPECT_THAT(parsed.commands, ElementsAre("W")) << broken;

@@ -14,33 +14,32 @@ namespace fs = std::filesystem;
 
 class DeviceNodeTest : public ScannerTest {
  protected:
-  DeviceNodeTest() { LayCable(); }
+  DeviceNodeTest() {
+    options.deviceNode = folder_ / "ttyGS0";
+    options.speed = 57'600;
+    CreateNode();
+  }
 
-  /// Puts a new terminal device at the node: `port` is the other end of its cable.
-  void LayCable() {
+  /// Creates a new terminal device at the node. `port` is the computer's end of its line.
+  void CreateNode() {
     port.emplace(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     grantpt(port->Descriptor());
     unlockpt(port->Descriptor());
-    fs::remove(node_);
-    fs::create_symlink(ptsname(port->Descriptor()), node_);
+    fs::remove(options.deviceNode);
+    fs::create_symlink(ptsname(port->Descriptor()), options.deviceNode);
   }
 
-  void Serve(const std::string& node) {
-    Options options = Options::Instant();
-    options.device.serial = "1234567890";
-    options.deviceNode = node;
-    options.speed = 57'600;
+  void Serve() {
     scanner.emplace(options);
     scanner->Start();
   }
 
   const test::TemporaryFolder folder_;
-  const std::string node_ = folder_ / "ttyGS0";
 };
 
-TEST_F(DeviceNodeTest, IsServedRawAtTheSpeedOfTheLine) {
-  Serve(node_);
-  EXPECT_EQ(scanner->Path(), node_);
+TEST_F(DeviceNodeTest, IsServedRawAtLineSpeed) {
+  Serve();
+  EXPECT_EQ(scanner->Path(), options.deviceNode);
   EXPECT_EQ(port->Ask("M", 11), ToBytes("1234567890@"));
   termios settings = {};
   ASSERT_EQ(tcgetattr(port->Descriptor(), &settings), 0);
@@ -48,20 +47,20 @@ TEST_F(DeviceNodeTest, IsServedRawAtTheSpeedOfTheLine) {
   EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B57600));
 }
 
-TEST_F(DeviceNodeTest, IsOpenedAgainAfterAHangUp) {
-  Serve(node_);
+TEST_F(DeviceNodeTest, IsReopenedAfterHangUp) {
+  Serve();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   port.reset();
   ASSERT_TRUE(scanner->WaitForPort(false));
   EXPECT_TRUE(scanner->IsPlugged());
 
-  LayCable();
+  CreateNode();
   ASSERT_TRUE(scanner->WaitForPort(true));
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
 }
 
 TEST_F(DeviceNodeTest, IsNotServedWhileUnplugged) {
-  Serve(node_);
+  Serve();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   scanner->Unplug();
   port->Send("W");
@@ -70,8 +69,9 @@ TEST_F(DeviceNodeTest, IsNotServedWhileUnplugged) {
   EXPECT_TRUE(scanner->WaitForCommand("W", 2));
 }
 
-TEST_F(DeviceNodeTest, MustExistAtTheStart) {
-  EXPECT_THROW(Serve("/no/such/device"), std::system_error);
+TEST_F(DeviceNodeTest, MustExistWhenTheScannerStarts) {
+  options.deviceNode = "/no/such/device";
+  EXPECT_THROW(Serve(), std::system_error);
 }
 
 }  // namespace

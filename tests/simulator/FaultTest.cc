@@ -26,7 +26,7 @@ std::string ScriptError(std::string_view script) {
   return "no error";
 }
 
-TEST(FaultScript, ReadsTheOccurrenceOfACommand) {
+TEST(FaultScript, ReadsOccurrenceOfCommand) {
   for (const auto& [rule, occurrence, andLater] : {std::tuple("on M 2 silence", 2U, false),
                                                    {"on M 2+ silence", 2U, true},
                                                    {"on M every silence", 1U, true},
@@ -66,7 +66,7 @@ TEST(FaultScript, IgnoresCommentsAndEmptyLines) {
   EXPECT_THROW(ParseFault("  # nothing"), std::invalid_argument);
 }
 
-TEST(FaultScript, ErrorsHaveLineAndReason) {
+TEST(FaultScript, ReportsErrorsWithLineAndReason) {
   const std::pair<const char*, const char*> kErrors[] = {
       {"on M silence\n\nif M silence\n",
        "line 3: expected on, after-sent, after-received, after-bytes or at, not \"if\""},
@@ -100,7 +100,7 @@ TEST(FaultScript, ReadsEveryExampleOfTheHelp) {
   EXPECT_THAT(ParseFaults(kFaultHelp.substr(kFaultHelp.find("Examples:\n") + 10)), SizeIs(11));
 }
 
-/// The answer to `command` after one rule.
+/// Applies one rule to an answer.
 std::optional<Bytes> Edited(const char* rule, std::optional<Bytes> answer,
                             CommandKind kind = CommandKind::kWakeUp) {
   AnswerPlan plan{std::move(answer)};
@@ -108,7 +108,7 @@ std::optional<Bytes> Edited(const char* rule, std::optional<Bytes> answer,
   return plan.answer;
 }
 
-TEST(AnswerFaults, EditTheAnswer) {
+TEST(AnswerFaults, InsertReplaceOrRemoveBytes) {
   const std::pair<const char*, const char*> kEdits[] = {
       {"on W before \"xy\"", "xyabc@"},
       {"on W within 2 \"xy\"", "abxyc@"},
@@ -125,7 +125,7 @@ TEST(AnswerFaults, EditTheAnswer) {
   }
 }
 
-TEST(AnswerFaults, RemoveOrReplaceTheAnswerOrItsLength) {
+TEST(AnswerFaults, RemoveAnswerOrChangeItsLength) {
   EXPECT_EQ(Edited("on W silence", ToBytes("@")), std::nullopt);
   EXPECT_EQ(Edited("on p answer 40", std::nullopt), ToBytes("@"));
   EXPECT_EQ(Edited("on P length 0x123456", Bytes{0, 0, 4, 'x'}, CommandKind::kSendAllRecords),
@@ -134,7 +134,7 @@ TEST(AnswerFaults, RemoveOrReplaceTheAnswerOrItsLength) {
             (Bytes{3, 0, 0, 0, 'x'}));
 }
 
-TEST(AnswerFaults, ApplyInTheOrderOfTheScript) {
+TEST(AnswerFaults, ApplyInScriptOrder) {
   AnswerPlan plan{ToBytes("abc@")};
   ApplyFaults(ParseFaults("on W truncate 2\non W after \"z\"\non W delay 5\non W delay 7"),
               CommandKind::kWakeUp, plan);
@@ -157,7 +157,7 @@ class FaultInjectorTest : public testing::Test {
   FaultInjector injector_;
 };
 
-TEST_F(FaultInjectorTest, CountsTheOccurrencesOfACommand) {
+TEST_F(FaultInjectorTest, CountsOccurrencesOfCommand) {
   Arm("on W 2 silence");
   Arm("on W 2+ silence");
   EXPECT_THAT(injector_.OnCommand("W"), SizeIs(0));
@@ -166,7 +166,7 @@ TEST_F(FaultInjectorTest, CountsTheOccurrencesOfACommand) {
   EXPECT_THAT(injector_.OnCommand("W"), SizeIs(1));
 }
 
-TEST_F(FaultInjectorTest, MatchesSeveralCommandsByOneName) {
+TEST_F(FaultInjectorTest, MatchesCommandsByNameOrGroup) {
   Arm("on p silence");
   Arm("on any silence");
   Arm("on p1# silence");
@@ -175,7 +175,7 @@ TEST_F(FaultInjectorTest, MatchesSeveralCommandsByOneName) {
   EXPECT_THAT(injector_.OnCommand("P"), SizeIs(1));
 }
 
-TEST_F(FaultInjectorTest, CountsBytesFromTheArmingOnce) {
+TEST_F(FaultInjectorTest, FiresOnceAfterBytesSinceArming) {
   Arm("after-sent 10 unplug", {100, 0});
   EXPECT_EQ(injector_.SendableBefore({100, 0}), 10U);
   EXPECT_EQ(injector_.SendableBefore({104, 50}), 6U);
@@ -184,14 +184,14 @@ TEST_F(FaultInjectorTest, CountsBytesFromTheArmingOnce) {
   EXPECT_EQ(CountDue({110, 0}), 0U);
 }
 
-TEST_F(FaultInjectorTest, CountsFromZeroOnANewLine) {
+TEST_F(FaultInjectorTest, CountsBytesFromZeroOnNewLine) {
   Arm("after-received 10 unplug", {0, 100});
   injector_.RestartCounting();
   EXPECT_EQ(CountDue({0, 9}), 0U);
   EXPECT_EQ(CountDue({0, 10}), 1U);
 }
 
-TEST_F(FaultInjectorTest, CountsTimeFromTheArming) {
+TEST_F(FaultInjectorTest, FiresAtTimeSinceArming) {
   EXPECT_EQ(injector_.NextTime(), Time::max());
   Arm("at 20ms plug");
   EXPECT_EQ(injector_.NextTime(), kStart + milliseconds(20));

@@ -17,29 +17,27 @@
 
 namespace quillet::simulator {
 
-/// The computer's end of a line in the tests: an open serial port.
+/// An open serial port: the computer's end of a scanner's line.
 class HostPort {
  public:
   static constexpr std::chrono::seconds kPatience{20};
 
   explicit HostPort(const std::string& path)
       : line_(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {}
-  /// @param line  a descriptor that does not block
+  /// @param line  non-blocking descriptor; the object closes it
   explicit HostPort(int line) : line_(line) {}
 
   bool IsOpen() const { return line_.IsOpen(); }
   int Descriptor() const { return line_.Get(); }
 
-  bool Send(const Bytes& bytes) {
-    const ssize_t written = ::write(line_.Get(), bytes.data(), bytes.size());
-    return written == static_cast<ssize_t>(bytes.size());
+  bool Send(std::string_view bytes) {
+    return ::write(line_.Get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   }
-  bool Send(std::string_view text) { return Send(ToBytes(text)); }
 
-  /// Reads `count` bytes, or fewer if the line hangs up or the time is over.
-  Bytes Receive(std::size_t count, std::chrono::milliseconds patience = kPatience) {
+  /// Reads until `count` bytes have arrived, the line hangs up or the time-out expires.
+  Bytes Receive(std::size_t count, std::chrono::milliseconds timeout = kPatience) {
     Bytes bytes;
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (bytes.size() < count && !hungUp_) {
       const auto left =
           std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
@@ -53,13 +51,13 @@ class HostPort {
 
   Bytes ReceiveUntilHangUp() { return Receive(~std::size_t{0}); }
 
-  /// Sends a command and reads its answer.
+  /// Sends a command and reads its answer of `answerSize` bytes.
   Bytes Ask(std::string_view command, std::size_t answerSize) {
     Send(command);
     return Receive(answerSize);
   }
 
-  /// Whether the line has hung up, as a read has found.
+  /// True if a read found that the line hung up.
   bool HungUp() const { return hungUp_; }
 
  private:
@@ -75,28 +73,24 @@ class HostPort {
   bool hungUp_ = false;
 };
 
-/// A scanner and the computer's port on its line.
+/// Fixture: a simulated scanner with the serial number 1234567890 and a port opened on its line.
 class ScannerTest : public testing::Test {
  protected:
   static constexpr std::chrono::milliseconds kSilence{60};
 
-  /// Starts a scanner with the serial number 1234567890, and opens its port.
-  void Attach(Options options = Options::Instant()) {
-    options.device.serial = "1234567890";
-    scanner.emplace(std::move(options));
+  ScannerTest() { options.device.serial = "1234567890"; }
+
+  /// Starts a scanner with `options` and opens its port.
+  void Attach() {
+    scanner.emplace(options);
     scanner->Start();
     port.emplace(scanner->Path());
   }
 
-  static Options WithFaults(std::string_view script) {
-    Options options = Options::Instant();
-    options.faults = ParseFaults(script);
-    return options;
-  }
-
-  /// Whether a newly opened port gets an answer.
+  /// Opens the port a second time and returns true if "W" is answered.
   bool Answers() { return HostPort(scanner->Path()).Ask("W", 1) == ToBytes("@"); }
 
+  Options options = Options::Instant();
   std::optional<Simulator> scanner;
   std::optional<HostPort> port;
 };

@@ -28,7 +28,7 @@ std::string CsvError(std::string_view csv, Model model = Model::kOlder) {
   return "no error";
 }
 
-TEST(Duration, IsAnyNumberOfUnitsOfZeroOrMore) {
+TEST(Duration, AcceptsNonNegativeNumbersOnly) {
   EXPECT_EQ(ReadDuration("0", milliseconds(1)), milliseconds(0));
   EXPECT_EQ(ReadDuration("700", milliseconds(1)), milliseconds(700));
   EXPECT_EQ(ReadDuration("2.5", milliseconds(1000)), milliseconds(2500));
@@ -40,7 +40,7 @@ TEST(Duration, IsAnyNumberOfUnitsOfZeroOrMore) {
   }
 }
 
-TEST(Duration, HasADecimalPointInEveryLocale) {
+TEST(Duration, UsesDecimalPointInEveryLocale) {
   struct Comma : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
   };
@@ -50,7 +50,7 @@ TEST(Duration, HasADecimalPointInEveryLocale) {
   std::locale::global(before);
 }
 
-TEST(SymbologyByte, IsWrittenAsNameDecimalOrHexadecimal) {
+TEST(SymbologyByte, AcceptsNameDecimalOrHexadecimal) {
   EXPECT_EQ(ParseSymbologyByte(Model::kSeries300, "QR/Micro QR"), 34);
   EXPECT_EQ(ParseSymbologyByte(Model::kOlder, "255"), 255);
   EXPECT_EQ(ParseSymbologyByte(Model::kOlder, "0x86"), 0x86);
@@ -76,7 +76,7 @@ TEST(RecordTable, IgnoresCommentsAndEmptyLines) {
   EXPECT_EQ(records[1].data, ToBytes("2"));
 }
 
-TEST(RecordTable, ErrorsHaveLineAndReason) {
+TEST(RecordTable, ReportsErrorsWithLineAndReason) {
   const std::string good = "0,1,2026-11-16 09:15:00\n";
   const std::pair<std::string, const char*> kErrors[] = {
       {good + "# note\n99 bottles,1,2026-11-16 09:15:00\n",

@@ -13,7 +13,8 @@ using std::chrono::seconds;
 
 constexpr Time kQueueStart{seconds(1000)};
 
-/// A queue on a line of one byte per millisecond. Times are counted from its start.
+/// Fixture: a queue on a line that takes 1 ms per byte, and one without line time. Times are
+/// relative to kQueueStart.
 class OutputQueueTest : public testing::Test {
  protected:
   void Append(std::string_view text, Duration pause = Duration::zero()) {
@@ -36,7 +37,7 @@ class OutputQueueTest : public testing::Test {
   OutputQueue instant_{0};
 };
 
-TEST_F(OutputQueueTest, HasEverythingDueAtItsTimeWithoutLineTime) {
+TEST_F(OutputQueueTest, ReleasesAllBytesAtOnceWithoutLineTime) {
   instant_.Append(ToBytes("abc"), kQueueStart + milliseconds(2));
   EXPECT_EQ(instant_.NextDue(), kQueueStart + milliseconds(2));
   EXPECT_EQ(Take(instant_, microseconds(1999)), "");
@@ -45,45 +46,42 @@ TEST_F(OutputQueueTest, HasEverythingDueAtItsTimeWithoutLineTime) {
   EXPECT_EQ(instant_.NextDue(), Time::max());
 }
 
-TEST_F(OutputQueueTest, HasAByteDueWhenItsLastBitHasPassed) {
-  Append("abc");
+TEST_F(OutputQueueTest, ReleasesBytesAtLineSpeed) {
+  Append("abcdefgh");
   EXPECT_EQ(Take(microseconds(999)), "");
   EXPECT_EQ(Take(microseconds(1000)), "a");
   EXPECT_EQ(Take(microseconds(2999)), "b");
   EXPECT_EQ(Take(microseconds(3000)), "c");
-}
-
-TEST_F(OutputQueueTest, LosesNoTimeIfTheCallerIsLate) {
-  Append("abcdefgh");
-  EXPECT_EQ(Take(microseconds(5400)), "abcde");
+  // A late caller does not slow the line down.
+  EXPECT_EQ(Take(microseconds(5400)), "de");
   EXPECT_EQ(Take(microseconds(6000)), "f");
 }
 
-TEST_F(OutputQueueTest, TakesTheLinesTimeForALongBurst) {
+TEST_F(OutputQueueTest, KeepsLineSpeedOverALongBurst) {
   constexpr std::size_t kSize = 400'000;
   OutputQueue queue(115'200);
   queue.Append(Bytes(kSize), kQueueStart);
   Time now = kQueueStart;
   while (!queue.IsEmpty()) {
-    now = queue.NextDue() + microseconds(37);  // a caller that always wakes a little late
+    now = queue.NextDue() + microseconds(37);  // the caller always wakes late
     Take(queue, now - kQueueStart);
   }
   const double taken = std::chrono::duration<double>(now - kQueueStart).count();
   EXPECT_NEAR(taken, kSize * 10 / 115'200.0, 0.0001);
 }
 
-TEST_F(OutputQueueTest, SendsAnswersOneAfterTheOther) {
+TEST_F(OutputQueueTest, SendsAnswersInSequenceWithPauses) {
   Append("ab");
   Append("cd");
   Append("e", milliseconds(10));
   EXPECT_EQ(Take(milliseconds(2)), "ab");
   EXPECT_EQ(Take(milliseconds(3)), "c");
-  // A pause begins when the bytes before it have left.
+  // The pause starts after the last byte of the previous answer.
   EXPECT_EQ(Take(microseconds(14'999)), "d");
   EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST_F(OutputQueueTest, IsDueAboutEveryMillisecondOrByte) {
+TEST_F(OutputQueueTest, IsDueAfterOneMillisecondOrOneByte) {
   OutputQueue fast(115'200);
   fast.Append(Bytes(1000), kQueueStart);
   EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));
@@ -94,15 +92,13 @@ TEST_F(OutputQueueTest, IsDueAboutEveryMillisecondOrByte) {
   EXPECT_LT(slow.NextDue(), kQueueStart + milliseconds(34));
 }
 
-TEST_F(OutputQueueTest, InsertsBytesWithinThePendingAnswer) {
+TEST_F(OutputQueueTest, InsertsBytesIntoOrBeforePendingAnswer) {
   Append("abcd");
   EXPECT_EQ(Take(milliseconds(2)), "ab");
   queue_.InsertNow(ToBytes("XY"), kQueueStart + milliseconds(2));
   EXPECT_EQ(Take(milliseconds(5)), "XYc");
   EXPECT_EQ(Take(milliseconds(6)), "d");
-}
 
-TEST_F(OutputQueueTest, InsertsBytesBeforeADelayedAnswer) {
   instant_.Append(ToBytes("late"), kQueueStart + seconds(5));
   instant_.InsertNow(ToBytes("now"), kQueueStart);
   EXPECT_EQ(Take(instant_, seconds(0)), "now");
@@ -110,7 +106,7 @@ TEST_F(OutputQueueTest, InsertsBytesBeforeADelayedAnswer) {
   EXPECT_EQ(Take(instant_, seconds(5)), "late");
 }
 
-TEST_F(OutputQueueTest, ContinuesAtItsSpeedAfterAHold) {
+TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterHold) {
   Append("abcd");
   EXPECT_EQ(Take(milliseconds(2)), "ab");
   queue_.HoldUntil(kQueueStart + milliseconds(50));
@@ -119,7 +115,7 @@ TEST_F(OutputQueueTest, ContinuesAtItsSpeedAfterAHold) {
   EXPECT_EQ(Take(milliseconds(52)), "d");
 }
 
-TEST_F(OutputQueueTest, DropsBytesAcrossPieces) {
+TEST_F(OutputQueueTest, DropsBytesAcrossAnswers) {
   instant_.Append(ToBytes("abcd"), kQueueStart);
   instant_.Append(ToBytes("efgh"), kQueueStart);
   instant_.Consume(1, kQueueStart);
@@ -130,7 +126,7 @@ TEST_F(OutputQueueTest, DropsBytesAcrossPieces) {
   EXPECT_TRUE(instant_.IsEmpty());
 }
 
-TEST_F(OutputQueueTest, DoesNotCatchUpAfterAStall) {
+TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterStall) {
   Append("abcdef");
   queue_.Consume(2, kQueueStart + milliseconds(2));
   queue_.Stall(kQueueStart + milliseconds(100));
@@ -139,7 +135,7 @@ TEST_F(OutputQueueTest, DoesNotCatchUpAfterAStall) {
   EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST_F(OutputQueueTest, IsEmptyAfterClearingAndForNoBytes) {
+TEST_F(OutputQueueTest, IsEmptyAfterClearAndWithoutBytes) {
   Append("abcd");
   queue_.Clear();
   queue_.Append({}, kQueueStart);

@@ -1,4 +1,4 @@
-// The program tavo-simulator, as its users see it.
+// The command line of tavo-simulator: options, standard input and output, exit codes.
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -24,7 +24,7 @@ using testing::StartsWith;
 
 using Arguments = std::vector<std::string>;
 
-/// The running program, with pipes to its standard streams.
+/// A running tavo-simulator whose standard streams are pipes.
 class Program {
  public:
   explicit Program(Arguments arguments) {
@@ -56,7 +56,7 @@ class Program {
   void CloseInput() { streams_[STDIN_FILENO].Close(); }
   void Signal(int signal) const { kill(pid_, signal); }
 
-  /// The next line of standard output, without its end; "" at the end.
+  /// Reads a line of standard output, without the line end. Returns "" at the end of the stream.
   std::string Line() {
     std::string line;
     char letter = 0;
@@ -64,7 +64,7 @@ class Program {
     return line;
   }
 
-  /// Types a line, and reads one.
+  /// Writes a line to standard input and reads a line of standard output.
   std::string Say(const std::string& line) {
     const std::string text = line + "\n";
     EXPECT_EQ(write(streams_[STDIN_FILENO].Get(), text.data(), text.size()),
@@ -72,21 +72,21 @@ class Program {
     return Line();
   }
 
-  /// The path of the line "ready PATH".
+  /// Reads the line "ready PATH" and returns the path.
   std::string ReadyPath() {
     const std::string line = Line();
     EXPECT_THAT(line, StartsWith("ready "));
     return line.substr(6);
   }
 
-  /// Waits for the end; the exit code, or -1 if a signal killed it.
+  /// Waits until the program ends. Returns its exit code, or -1 if a signal killed it.
   int ExitCode() {
     int status = 0;
     waitpid(std::exchange(pid_, 0), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
-  /// The rest of an output stream.
+  /// Reads an output stream to its end.
   std::string Rest(int stream) const {
     std::string text;
     char buffer[4096];
@@ -107,7 +107,7 @@ Arguments Quick(Arguments more = {}) {
   return more;
 }
 
-TEST(TavoSimulatorProgram, AnswersAsItsArgumentsSay) {
+TEST(TavoSimulatorProgram, AnswersAccordingToItsOptions) {
   const test::TemporaryFolder folder;
   const std::string table = folder.Put("table.csv", "Code 128,A,2012-05-03 16:04:09\n");
   struct Row {
@@ -132,7 +132,7 @@ TEST(TavoSimulatorProgram, AnswersAsItsArgumentsSay) {
   }
 }
 
-TEST(TavoSimulatorProgram, KeepsItsLinkWhilePlugged) {
+TEST(TavoSimulatorProgram, KeepsItsLinkWhilePluggedIn) {
   const test::TemporaryFolder folder;
   const std::string link = folder / "scanner";
   Program program(Quick({"--link", link}));
@@ -147,7 +147,7 @@ TEST(TavoSimulatorProgram, KeepsItsLinkWhilePlugged) {
   EXPECT_FALSE(fs::is_symlink(link));
 }
 
-TEST(TavoSimulatorProgram, EndsInGoodOrderAfterASignalOnly) {
+TEST(TavoSimulatorProgram, SurvivesEndOfInputAndEndsOnSignal) {
   Program program(Quick());
   HostPort port(program.ReadyPath());
   program.CloseInput();
@@ -160,7 +160,7 @@ TEST(TavoSimulatorProgram, EndsInGoodOrderAfterASignalOnly) {
   EXPECT_EQ(program.Errors(), "");
 }
 
-TEST(TavoSimulatorProgram, CarriesOutLinesOfItsInput) {
+TEST(TavoSimulatorProgram, ExecutesLinesOfItsInput) {
   Program program(Quick({"--records", "0"}));
   HostPort port(program.ReadyPath());
   EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
@@ -181,7 +181,7 @@ TEST(TavoSimulatorProgram, CarriesOutLinesOfItsInput) {
   EXPECT_THAT(program.Say("help"), StartsWith("While it runs"));
 }
 
-TEST(TavoSimulatorProgram, ReadsFaultsAndReportsWhatItReceived) {
+TEST(TavoSimulatorProgram, ReadsFaultsAndWritesTranscript) {
   const test::TemporaryFolder folder;
   const std::string faults = folder.Put("faults", "on M 1 answer \"abc@\"\n");
   const std::string transcript = folder / "transcript";
@@ -196,7 +196,7 @@ TEST(TavoSimulatorProgram, ReadsFaultsAndReportsWhatItReceived) {
   EXPECT_THAT(text, HasSubstr(" > 61 62 63 40  abc@\n"));
 }
 
-TEST(TavoSimulatorProgram, ExplainsEveryArgument) {
+TEST(TavoSimulatorProgram, ExplainsEveryOptionInItsHelp) {
   Program program({"--help"});
   const std::string help = program.Rest(STDOUT_FILENO);
   EXPECT_EQ(program.ExitCode(), 0);
@@ -209,7 +209,7 @@ TEST(TavoSimulatorProgram, ExplainsEveryArgument) {
   }
 }
 
-TEST(TavoSimulatorProgram, EndsWithTwoForInvalidArguments) {
+TEST(TavoSimulatorProgram, ExitsWith2OnInvalidArguments) {
   const std::vector<Arguments> wrong = {
       {"--model", "400"},  {"--model"},
       {"--frobnicate"},    {"loose"},
@@ -225,7 +225,7 @@ TEST(TavoSimulatorProgram, EndsWithTwoForInvalidArguments) {
   }
 }
 
-TEST(TavoSimulatorProgram, EndsWithOneAndAReasonIfItFails) {
+TEST(TavoSimulatorProgram, ExitsWith1AndAReasonOnFailure) {
   const test::TemporaryFolder folder;
   const std::string table = folder.Put("table.csv", "0,1\n");
   const std::string faults = folder.Put("faults", "\non Q silence\n");

@@ -17,27 +17,28 @@ using testing::SizeIs;
 
 class SimulatorFaultTest : public ScannerTest {
  protected:
+  /// Attaches a scanner with 20 records and these faults.
   void AttachWith(std::string_view script) {
-    Options options = WithFaults(script);
+    options.faults = ParseFaults(script);
     options.device.records = StockTaking(20, Model::kOlder);
-    Attach(options);
+    Attach();
   }
 
   bool WaitForUnplug() {
     return scanner->WaitFor([&] { return !scanner->IsPlugged(); });
   }
 
-  /// The bytes of the transcript that passed at once in this direction.
-  std::vector<Bytes> Pieces(Direction direction) {
-    std::vector<Bytes> pieces;
+  /// Returns one element for each transfer in this direction.
+  std::vector<Bytes> Transfers(Direction direction) {
+    std::vector<Bytes> transfers;
     for (const TranscriptEntry& entry : scanner->GetTranscript().Entries()) {
-      if (entry.direction == direction) pieces.push_back(entry.bytes);
+      if (entry.direction == direction) transfers.push_back(entry.bytes);
     }
-    return pieces;
+    return transfers;
   }
 };
 
-TEST_F(SimulatorFaultTest, CarriesOutSilentButNotIgnoredCommands) {
+TEST_F(SimulatorFaultTest, ExecutesSilentButNotIgnoredCommands) {
   AttachWith("on E 1 ignore\non E 2 silence");
   port->Send("E");
   ASSERT_TRUE(scanner->WaitForCommand("E"));
@@ -49,7 +50,7 @@ TEST_F(SimulatorFaultTest, CarriesOutSilentButNotIgnoredCommands) {
   EXPECT_EQ(port->Ask("E", 1), ToBytes("@"));
 }
 
-TEST_F(SimulatorFaultTest, DelaysAnAnswerAndTheRestOfAnother) {
+TEST_F(SimulatorFaultTest, DelaysOrPausesAnswer) {
   AttachWith("on M delay 80\nafter-sent 15 pause 80");
   for (const auto& [command, answer] : {std::pair("M", "1234567890@"), {"V", "0.00.41000@"}}) {
     const auto begin = steady_clock::now();
@@ -58,7 +59,7 @@ TEST_F(SimulatorFaultTest, DelaysAnAnswerAndTheRestOfAnother) {
   }
 }
 
-TEST_F(SimulatorFaultTest, IsNotDoubledByStoppingAndStarting) {
+TEST_F(SimulatorFaultTest, AppliesFaultOnceAfterRestart) {
   AttachWith("on M after \"x\"");
   scanner->Stop();
   scanner->Start();
@@ -67,31 +68,31 @@ TEST_F(SimulatorFaultTest, IsNotDoubledByStoppingAndStarting) {
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
 }
 
-TEST_F(SimulatorFaultTest, SendsAnAnswerInPieces) {
+TEST_F(SimulatorFaultTest, SendsAnswerInChunks) {
   AttachWith("on V chunks 4 2");
   EXPECT_EQ(port->Ask("V", 11), ToBytes("0.00.41000@"));
-  EXPECT_THAT(Pieces(Direction::kSent),
+  EXPECT_THAT(Transfers(Direction::kSent),
               ElementsAre(ToBytes("0.00"), ToBytes(".410"), ToBytes("00@")));
 }
 
-TEST_F(SimulatorFaultTest, SendsOrLosesBytesWithinAnAnswer) {
+TEST_F(SimulatorFaultTest, InsertsOrLosesBytesInAnswer) {
   AttachWith("after-sent 4 send \"??\"\nafter-sent 17 lose 3");
   EXPECT_EQ(port->Ask("M", 13), ToBytes("1234??567890@"));
   EXPECT_EQ(port->Ask("M", 8), ToBytes("1234890@"));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAfterExactlySoManySentBytes) {
+TEST_F(SimulatorFaultTest, UnplugsAfterExactNumberOfSentBytes) {
   for (const std::size_t count : {1U, 2U, 50U, 300U}) {
     AttachWith("after-sent " + std::to_string(count) + " unplug");
     port->Send("P");
     EXPECT_THAT(port->ReceiveUntilHangUp(), SizeIs(count));
     ASSERT_TRUE(WaitForUnplug());
     EXPECT_EQ(scanner->Counters().sent, count);
-    EXPECT_THAT(Pieces(Direction::kSent), ElementsAre(SizeIs(count)));
+    EXPECT_THAT(Transfers(Direction::kSent), ElementsAre(SizeIs(count)));
   }
 }
 
-TEST_F(SimulatorFaultTest, UnplugsWhenTheComputerHasReadWhatWasSent) {
+TEST_F(SimulatorFaultTest, DelaysUnplugUntilSentBytesAreRead) {
   AttachWith("after-sent 5 unplug");
   port->Send("M");
   ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().sent == 5; }));
@@ -99,19 +100,19 @@ TEST_F(SimulatorFaultTest, UnplugsWhenTheComputerHasReadWhatWasSent) {
   EXPECT_EQ(port->ReceiveUntilHangUp(), ToBytes("12345"));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsInTheEndIfTheComputerDoesNotRead) {
+TEST_F(SimulatorFaultTest, UnplugsEvenIfSentBytesAreNeverRead) {
   AttachWith("after-sent 5 unplug");
   port->Send("M");
   EXPECT_TRUE(WaitForUnplug());
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAfterExactlySoManyReceivedBytes) {
+TEST_F(SimulatorFaultTest, UnplugsAfterExactNumberOfReceivedBytes) {
   AttachWith("after-received 2 unplug");
   port->Send("WMV");
   ASSERT_TRUE(WaitForUnplug());
   EXPECT_THAT(scanner->Report().commandsSeen, ElementsAre("W", "M"));
   EXPECT_EQ(scanner->Counters().received, 2U);
-  EXPECT_THAT(Pieces(Direction::kReceived), ElementsAre(ToBytes("WM")));
+  EXPECT_THAT(Transfers(Direction::kReceived), ElementsAre(ToBytes("WM")));
   EXPECT_TRUE((port->ReceiveUntilHangUp(), port->HungUp()));
 }
 
@@ -119,16 +120,16 @@ TEST_F(SimulatorFaultTest, UnplugsAtEveryByteOfASession) {
   // W @ M 1234567890@ GS1 @: 17 bytes in both directions.
   for (std::size_t cut = 1; cut <= 17; ++cut) {
     AttachWith("after-bytes " + std::to_string(cut) + " unplug");
-    port->Ask("W", 1);
-    if (!port->HungUp()) port->Ask("M", 11);
-    if (!port->HungUp()) port->Ask("GS1", 1);
+    for (const auto& [command, size] : {std::pair("W", 1U), {"M", 11U}, {"GS1", 1U}}) {
+      if (!port->HungUp()) port->Ask(command, size);
+    }
     port->ReceiveUntilHangUp();
     ASSERT_TRUE(WaitForUnplug()) << cut;
     EXPECT_EQ(scanner->Counters().sent + scanner->Counters().received, cut);
   }
 }
 
-TEST_F(SimulatorFaultTest, PlugsInAgainByItself) {
+TEST_F(SimulatorFaultTest, ReplugsAfterTheGivenTime) {
   AttachWith("after-sent 5 unplug replug 20");
   port->Send("M");
   EXPECT_EQ(port->ReceiveUntilHangUp(), ToBytes("12345"));
@@ -137,7 +138,7 @@ TEST_F(SimulatorFaultTest, PlugsInAgainByItself) {
   EXPECT_EQ(HostPort(scanner->Path()).Ask("M", 11), ToBytes("1234567890@"));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsOnACommand) {
+TEST_F(SimulatorFaultTest, UnplugsOnCommand) {
   AttachWith("on GS1 unplug");
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   port->Send("GS1");
@@ -145,7 +146,7 @@ TEST_F(SimulatorFaultTest, UnplugsOnACommand) {
   EXPECT_TRUE(port->HungUp());
 }
 
-TEST_F(SimulatorFaultTest, MayBeAddedWhileTheScannerRuns) {
+TEST_F(SimulatorFaultTest, AcceptsFaultsWhileRunning) {
   AttachWith("");
   EXPECT_EQ(port->Ask("M", 11), ToBytes("1234567890@"));
   scanner->AddFault("at 50ms send 03 00 00 06 61 62 63 40");

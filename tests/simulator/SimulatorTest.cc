@@ -23,82 +23,80 @@ using testing::SizeIs;
 
 constexpr CalendarTime kScanTime{2012, 5, 3, 16, 4, 9};
 
-/// What the scanner without its line answers.
-Bytes AnswerTo(std::string_view text, const Options& options) {
-  TavoDevice device(options.device, [] { return std::chrono::nanoseconds(0); });
-  std::optional<Command> command;
-  for (const char letter : text) command = device.Receive(static_cast<std::uint8_t>(letter));
-  return device.Execute(command.value()).value();
-}
-
 class SimulatorTest : public ScannerTest {
  protected:
-  void AttachWithLatency(milliseconds latency) {
-    Options options = Options::Instant();
-    options.latency = latency;
-    Attach(options);
+  /// Returns the answer that a device with the same settings gives without a line.
+  Bytes AnswerTo(std::string_view text) const {
+    TavoDevice device(options.device, [] { return std::chrono::nanoseconds(0); });
+    std::optional<Command> command;
+    for (const char letter : text) command = device.Receive(static_cast<std::uint8_t>(letter));
+    return device.Execute(command.value()).value();
   }
 
   void ClosePort() {
     port.reset();
     ASSERT_TRUE(scanner->WaitForPort(false));
   }
+
+  bool WaitForSent(std::size_t bytes) {
+    return scanner->WaitFor([&] { return scanner->Counters().sent >= bytes; });
+  }
 };
 
-TEST_F(SimulatorTest, AnswersAndListsAWholeSession) {
-  Options options = Options::Instant();
+TEST_F(SimulatorTest, AnswersAndReportsAWholeSession) {
   options.device.records = StockTaking(130, Model::kOlder);
-  Attach(options);
-
-  const std::pair<std::string, Bytes> kSession[] = {
-      {"W", ToBytes("@")},
-      {"M", ToBytes("1234567890@")},
-      {"V", ToBytes("0.00.41000@")},
-      {"w1#", ToBytes("@")},
-      {{"C\x1A\x0B\x10\x01\x04\x09", 7}, ToBytes("@")},
-      {"N", {0, 0, 0, 130, '@'}},
-      {"GS1", ToBytes("@")},
-      {"P", AnswerTo("P", options)},
-      {{"\0\0\0W", 4}, ToBytes("@")},
-      {"GS0", ToBytes("@")},
-      {"E", ToBytes("@")}};
-  for (const auto& [command, answer] : kSession) {
+  Attach();
+  for (const std::string command :
+       {"W", "M", "V", "w1#", "C\x1A\x0B\x10\x01\x04\x09", "N", "GS1", "P", "GS0", "E"}) {
+    const Bytes answer = AnswerTo(command);
     EXPECT_EQ(port->Ask(command, answer.size()), answer) << command;
   }
   const DeviceReport report = scanner->Report();
   EXPECT_THAT(report.commandsSeen,
-              ElementsAre("W", "M", "V", "w1#", "C", "N", "GS1", "P", "W", "GS0", "E"));
+              ElementsAre("W", "M", "V", "w1#", "C", "N", "GS1", "P", "GS0", "E"));
   EXPECT_THAT(report.complaints, IsEmpty());
   EXPECT_EQ(report.clockSetTo, (CalendarTime{2026, 11, 16, 1, 4, 9}));
   EXPECT_EQ(report.eraseCount, 1U);
   EXPECT_THAT(scanner->Records(), IsEmpty());
 }
 
-TEST_F(SimulatorTest, SendsExtremeRecordsUnaltered) {
+TEST_F(SimulatorTest, SendsEveryByteUnalteredOnRawLine) {
+  options.device.asset = std::string("\r\n\x03\x11\x13\x04\x1A\x7F\x15\x17", 10);
   for (const Model model : {Model::kOlder, Model::kSeries300}) {
-    Options options = Options::Instant(model);
+    options.device.model = model;
     options.device.records = ExtremeRecords(400, model);
-    Attach(options);
-    for (const char* command : {"P", "pff#"}) {
-      const Bytes expected = AnswerTo(command, options);
+    Attach();
+    for (const char* command : {"GZSG", "P", "pff#"}) {
+      const Bytes expected = AnswerTo(command);
       EXPECT_TRUE(port->Ask(command, expected.size()) == expected) << command;
     }
+    EXPECT_THAT(scanner->Report().complaints, IsEmpty()) << "the line echoes";
   }
 }
 
-TEST_F(SimulatorTest, AnswersAfterEachOpeningOfThePort) {
+TEST_F(SimulatorTest, EchoesOnCookedLine) {
+  options.terminalMode = TerminalMode::kCooked;
+  Attach();
+  termios settings = {};
+  ASSERT_EQ(tcgetattr(port->Descriptor(), &settings), 0);
+  EXPECT_NE(settings.c_lflag & static_cast<tcflag_t>(ECHO | ICANON), 0U);
+  // The terminal returns the answer to the scanner, which complains about it.
+  port->Send("M");
+  ASSERT_TRUE(scanner->WaitFor([&] { return !scanner->Report().complaints.empty(); }));
+}
+
+TEST_F(SimulatorTest, AnswersEachTimeThePortIsOpened) {
   Attach();
   for (int round = 0; round < 20; ++round) {
     if (round > 0) port.emplace(scanner->Path());
     ASSERT_EQ(port->Ask("W", 1), ToBytes("@")) << round;
     EXPECT_TRUE(scanner->IsPortOpen());
-    port.reset();
-    ASSERT_TRUE(scanner->WaitForPort(false)) << round;
+    ClosePort();
   }
   EXPECT_EQ(scanner->CountOf("W"), 20U);
 }
 
-TEST_F(SimulatorTest, LosesWhatIsSentToAClosedPort) {
+TEST_F(SimulatorTest, LosesBytesSentToClosedPort) {
   Attach();
   ClosePort();
   scanner->Scan(MakeRecord(6, "A", kScanTime));
@@ -108,15 +106,15 @@ TEST_F(SimulatorTest, LosesWhatIsSentToAClosedPort) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, DiscardsUnreadBytesWhenThePortIsClosed) {
+TEST_F(SimulatorTest, DiscardsUnreadBytesWhenPortCloses) {
   Attach();
   port->Send("M");
-  ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().sent == 11; }));
+  ASSERT_TRUE(WaitForSent(11));
   ClosePort();
   EXPECT_EQ(HostPort(scanner->Path()).Receive(1, kSilence), Bytes{});
 }
 
-TEST_F(SimulatorTest, OnlyNotesACommandCutByClosingThePort) {
+TEST_F(SimulatorTest, NotesCommandCutOffByClosingThePort) {
   Attach();
   port->Send("GS");
   ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().received == 2; }));
@@ -126,23 +124,23 @@ TEST_F(SimulatorTest, OnlyNotesACommandCutByClosingThePort) {
   EXPECT_THAT(scanner->Report().notes, ElementsAre(testing::HasSubstr("47 53")));
 }
 
-TEST_F(SimulatorTest, SendsALiveScanWithItsOwnTime) {
-  Options options = Options::Instant();
+TEST_F(SimulatorTest, SendsLiveScanWithTimeOfItsClock) {
   options.device.clock = kScanTime;
-  Attach(options);
+  Attach();
   ASSERT_TRUE(scanner->WaitForPort(true));
   scanner->Scan(6, "ABC");
-  const Bytes frame = port->Receive(14);
+  Bytes frame = port->Receive(14);
   ASSERT_THAT(frame, SizeIs(14));
-  EXPECT_EQ(Bytes(frame.begin(), frame.begin() + 9),
-            (Bytes{0x03, 0x00, 0x00, 0x0C, 0x08, 0x06, 'A', 'B', 'C'}));
   EXPECT_EQ(frame.back(), '@');
+  frame.resize(9);
+  EXPECT_EQ(frame, (Bytes{0x03, 0x00, 0x00, 0x0C, 0x08, 0x06, 'A', 'B', 'C'}));
   ASSERT_THAT(scanner->Records(), SizeIs(1));
   EXPECT_EQ(scanner->Records()[0].time.year, 2012);
 }
 
-TEST_F(SimulatorTest, SendsAScanAfterThePendingAnswer) {
-  AttachWithLatency(milliseconds(100));
+TEST_F(SimulatorTest, SendsLiveScanAfterPendingAnswer) {
+  options.latency = milliseconds(100);
+  Attach();
   port->Send("M");
   ASSERT_TRUE(scanner->WaitForCommand("M"));
   scanner->Scan(MakeRecord(6, "A", kScanTime));
@@ -152,7 +150,7 @@ TEST_F(SimulatorTest, SendsAScanAfterThePendingAnswer) {
   EXPECT_EQ(bytes[11], 0x03);
 }
 
-TEST_F(SimulatorTest, HangsUpWhenUnpluggedAndComesBackPlugged) {
+TEST_F(SimulatorTest, HangsUpWhenUnpluggedAndAnswersWhenPlugged) {
   Attach();
   scanner->Plug();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
@@ -162,14 +160,14 @@ TEST_F(SimulatorTest, HangsUpWhenUnpluggedAndComesBackPlugged) {
   EXPECT_EQ(port->Receive(1), Bytes{});
   EXPECT_TRUE(port->HungUp());
   EXPECT_FALSE(port->Send("W"));
-
   scanner->Plug();
   EXPECT_TRUE(scanner->IsPlugged());
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, ForgetsThePendingAnswerWhenUnplugged) {
-  AttachWithLatency(milliseconds(200));
+TEST_F(SimulatorTest, DropsPendingAnswerWhenUnplugged) {
+  options.latency = milliseconds(200);
+  Attach();
   port->Send("M");
   ASSERT_TRUE(scanner->WaitForCommand("M"));
   scanner->Unplug();
@@ -177,62 +175,39 @@ TEST_F(SimulatorTest, ForgetsThePendingAnswerWhenUnplugged) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, ReplacesOnlyLinksAndRemovesOnlyItsOwn) {
+TEST_F(SimulatorTest, ProtectsForeignFilesAtLinkPath) {
   const test::TemporaryFolder folder;
-  Options options = Options::Instant();
   options.linkPath = folder / "scanner";
   fs::create_symlink("/dev/null", options.linkPath);
-  Attach(options);
+  Attach();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   fs::remove(options.linkPath);
   fs::create_symlink("/dev/zero", options.linkPath);
   scanner->Stop();
   EXPECT_EQ(fs::read_symlink(options.linkPath), "/dev/zero");
   options.linkPath = folder.Put("file", "precious");
-  EXPECT_THROW(Attach(options), std::system_error);
+  EXPECT_THROW(Attach(), std::system_error);
   EXPECT_EQ(test::FileContents(options.linkPath).value_or(""), "precious");
 }
 
-TEST_F(SimulatorTest, EchoesOnACookedLine) {
-  Options options = Options::Instant();
-  options.terminalMode = TerminalMode::kCooked;
-  Attach(options);
-  termios settings = {};
-  ASSERT_EQ(tcgetattr(port->Descriptor(), &settings), 0);
-  EXPECT_NE(settings.c_lflag & static_cast<tcflag_t>(ECHO | ICANON), 0U);
-  // The terminal sends the scanner's own answer back to it.
-  port->Send("M");
-  ASSERT_TRUE(scanner->WaitFor([&] { return !scanner->Report().complaints.empty(); }));
-}
-
-TEST_F(SimulatorTest, NeitherEchoesNorTranslatesOnARawLine) {
-  Options options = Options::Instant();
-  options.device.asset = std::string("\r\n\x03\x11\x13\x04\x1A\x7F\x15\x17", 10);
-  Attach(options);
-  EXPECT_EQ(port->Ask("GZSG", 11), ToBytes(options.device.asset + "@"));
-  EXPECT_THAT(scanner->Report().complaints, IsEmpty());
-}
-
-TEST_F(SimulatorTest, TakesLatencyAndTheTimeOfTheLine) {
-  Options options = Options::Instant();
+TEST_F(SimulatorTest, AnswersNoFasterThanLatencyAndLineSpeed) {
   options.speed = 115'200;
   options.latency = milliseconds(30);
   options.device.records = StockTaking(100, Model::kOlder);
-  const Bytes expected = AnswerTo("P", options);
-  Attach(options);
+  const Bytes expected = AnswerTo("P");
+  Attach();
   const auto begin = steady_clock::now();
   EXPECT_EQ(port->Ask("P", expected.size()), expected);
   const std::chrono::duration<double> taken = steady_clock::now() - begin;
   EXPECT_GE(taken.count(), 0.030 + static_cast<double>(expected.size()) * 10 / 115'200);
 }
 
-TEST_F(SimulatorTest, WaitsForASlowReaderButNotForAClosedPort) {
-  Options options = Options::Instant();
-  options.device.records = StockTaking(20'000, Model::kOlder);  // more than a terminal's buffers
-  const Bytes expected = AnswerTo("P", options);
-  Attach(options);
+TEST_F(SimulatorTest, WaitsForSlowReaderUntilPortCloses) {
+  options.device.records = StockTaking(20'000, Model::kOlder);  // exceeds the terminal's buffers
+  const Bytes expected = AnswerTo("P");
+  Attach();
   port->Send("P");
-  ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().sent > 4096; }));
+  ASSERT_TRUE(WaitForSent(4097));
   std::this_thread::sleep_for(milliseconds(50));
   EXPECT_LT(scanner->Counters().sent, expected.size());
   EXPECT_TRUE(port->Receive(expected.size()) == expected);
@@ -245,7 +220,7 @@ TEST_F(SimulatorTest, WaitsForASlowReaderButNotForAClosedPort) {
   EXPECT_GT(scanner->Counters().lost, 0U);
 }
 
-TEST_F(SimulatorTest, RecordsBothDirectionsInOrder) {
+TEST_F(SimulatorTest, RecordsEventsAndBytesInOrder) {
   Attach();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   std::vector<Direction> directions;
@@ -257,8 +232,7 @@ TEST_F(SimulatorTest, RecordsBothDirectionsInOrder) {
                                       Direction::kSent));
 }
 
-TEST_F(SimulatorTest, UsesNoStandardDescriptor) {
-  // As in a program that has closed its standard input.
+TEST_F(SimulatorTest, LeavesClosedStandardInputUnused) {
   const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100);
   close(STDIN_FILENO);
   Attach();
@@ -270,7 +244,7 @@ TEST_F(SimulatorTest, UsesNoStandardDescriptor) {
   }
 }
 
-TEST_F(SimulatorTest, ExchangesRecordsWhileItRuns) {
+TEST_F(SimulatorTest, ReplacesRecordsWhileRunning) {
   Attach();
   scanner->SetRecords(StockTaking(64, Model::kOlder));
   EXPECT_EQ(port->Ask("N", 5), (Bytes{0, 0, 0, 64, '@'}));
@@ -293,7 +267,7 @@ TEST_F(SimulatorTest, KeepsItsReportWhenStopped) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, StopsWaitingOnTimeOut) {
+TEST_F(SimulatorTest, StopsWaitingAfterTimeOut) {
   Attach();
   EXPECT_FALSE(scanner->WaitForCommand("W", 1, milliseconds(20)));
   EXPECT_TRUE(scanner->WaitFor([] { return true; }, milliseconds(0)));
@@ -301,10 +275,9 @@ TEST_F(SimulatorTest, StopsWaitingOnTimeOut) {
   EXPECT_FALSE(scanner->WaitForPort(true, milliseconds(20)));
 }
 
-TEST_F(SimulatorTest, MayBeUsedFromSeveralThreads) {
-  Options options = Options::Instant();
+TEST_F(SimulatorTest, AllowsConcurrentCalls) {
   options.device.storeLiveScans = false;
-  Attach(options);
+  Attach();
   port.reset();
   std::thread scans([&] {
     for (int round = 0; round < 50; ++round) scanner->Scan(6, "ABC");
@@ -315,7 +288,7 @@ TEST_F(SimulatorTest, MayBeUsedFromSeveralThreads) {
       scanner->Plug();
     }
   });
-  std::thread looks([&] {
+  std::thread reads([&] {
     for (int round = 0; round < 50; ++round) {
       static_cast<void>(scanner->GetTranscript().Entries());
       static_cast<void>(scanner->Records());
@@ -325,21 +298,19 @@ TEST_F(SimulatorTest, MayBeUsedFromSeveralThreads) {
   });
   scans.join();
   plugs.join();
-  looks.join();
+  reads.join();
   ASSERT_TRUE(scanner->WaitForPort(false));
   ASSERT_TRUE(scanner->WaitForQuiet());
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, DoesNotDisturbAnotherScanner) {
+TEST_F(SimulatorTest, RunsBesideAnotherScanner) {
   Attach();
-  Options options = Options::Instant();
   options.device.serial = "2222222222";
   Simulator second(options);
   second.Start();
-  HostPort secondPort(second.Path());
   EXPECT_EQ(port->Ask("M", 11), ToBytes("1234567890@"));
-  EXPECT_EQ(secondPort.Ask("M", 11), ToBytes("2222222222@"));
+  EXPECT_EQ(HostPort(second.Path()).Ask("M", 11), ToBytes("2222222222@"));
 }
 
 }  // namespace

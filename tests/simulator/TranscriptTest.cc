@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
 #include <system_error>
 
 #include "simulator/Transcript.h"
@@ -15,7 +14,7 @@ using std::chrono::steady_clock;
 
 const steady_clock::time_point kNow = steady_clock::now();
 
-TEST(Transcript, KeepsEveryEntryWithTimeAndDirection) {
+TEST(Transcript, KeepsTimeDirectionAndBytesOfEntries) {
   Transcript transcript;
   transcript.Add(kNow, Direction::kReceived, ToBytes("W"));
   transcript.Add(kNow, Direction::kSent, {});
@@ -31,7 +30,7 @@ TEST(Transcript, KeepsEveryEntryWithTimeAndDirection) {
   EXPECT_EQ(entries[2].bytes, ToBytes("unplugged"));
 }
 
-TEST(Transcript, LinesShowTimeDirectionBytesAndText) {
+TEST(Transcript, FormatsTimeDirectionBytesAndText) {
   EXPECT_EQ(
       FormatLine({kNow + microseconds(1'250'001), Direction::kReceived, {'w', '1', '#'}}, kNow),
       "1.250001 < 77 31 23  w1#");
@@ -41,7 +40,7 @@ TEST(Transcript, LinesShowTimeDirectionBytesAndText) {
             "0.000000 # port opened");
 }
 
-TEST(Transcript, WritesItsFileEvenIfNothingIsKept) {
+TEST(Transcript, WritesFileWithoutKeepingEntries) {
   const test::TemporaryFolder folder;
   const std::string file = folder / "transcript";
   Transcript transcript(false, file);
@@ -53,7 +52,7 @@ TEST(Transcript, WritesItsFileEvenIfNothingIsKept) {
                                     "[0-9]+\\.[0-9]{6} > 40  @\n"));
 }
 
-TEST(Transcript, ThrowsIfItsFileCannotBeWritten) {
+TEST(Transcript, ThrowsIfFileCannotBeWritten) {
   EXPECT_THROW(Transcript(false, "/no/such/folder/transcript"), std::system_error);
 }
 
