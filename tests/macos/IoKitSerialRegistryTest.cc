@@ -30,7 +30,7 @@ struct IoKitSerialRegistryTest : testing::Test {
     return devices;
   }
 
-  /// Registers a callback that counts, empties its iterator and then does `then`.
+  /// Registers a callback that counts its calls, empties the iterator and then calls `then`.
   Handle Listen(Event event, std::function<void()> then = nullptr) {
     if (port == 0) port = registry.CreateNotifyPort();
     const auto callback = [this, event, then](void* context, Handle iterator) {
@@ -66,7 +66,7 @@ struct IoKitSerialRegistryTest : testing::Test {
   int removals = 0;
 };
 
-TEST_F(IoKitSerialRegistryTest, DevicesWithNameAndPathAreReadInOrder) {
+TEST_F(IoKitSerialRegistryTest, ReadsDevicesWithNameAndPathInOrder) {
   const struct {
     std::vector<Service> services;
     Devices devices;
@@ -90,7 +90,7 @@ TEST_F(IoKitSerialRegistryTest, DevicesWithNameAndPathAreReadInOrder) {
   }
 }
 
-TEST_F(IoKitSerialRegistryTest, ANameWithoutAPathStaysAfterTheOthers) {
+TEST_F(IoKitSerialRegistryTest, ReusesSlotOfDeviceWithoutPath) {
   TheMac().services = {{.name = "usbmodem1", .path = {}}, kScanner, {.name = "last", .path = {}}};
   std::array<std::string, 32> names;
   std::array<std::string, 32> paths;
@@ -101,7 +101,7 @@ TEST_F(IoKitSerialRegistryTest, ANameWithoutAPathStaysAfterTheOthers) {
   EXPECT_EQ(paths[1], "");
 }
 
-TEST_F(IoKitSerialRegistryTest, OnlySerialStreamsAreRequested) {
+TEST_F(IoKitSerialRegistryTest, RequestsSerialStreamsOnly) {
   TheMac().services = {kScanner};
   Read();
   const Calls request = {"IOServiceMatching IOSerialBSDClient",
@@ -111,10 +111,10 @@ TEST_F(IoKitSerialRegistryTest, OnlySerialStreamsAreRequested) {
   EXPECT_TRUE(std::equal(request.begin(), request.end(), TheMac().calls.begin() + 1));
   TheMac().calls.clear();
   Read();
-  EXPECT_EQ(TheMac().calls, request) << "the master port is kept";
+  EXPECT_EQ(TheMac().calls, request) << "the master port is not kept";
 }
 
-TEST_F(IoKitSerialRegistryTest, NoMoreDevicesAreReadThanThereIsRoom) {
+TEST_F(IoKitSerialRegistryTest, ReadsNoMoreDevicesThanTheListHolds) {
   for (int i = 0; i < 40; ++i) Plug({.name = "usbmodem", .path = "/dev/" + std::to_string(i)});
   const Devices devices = Read();
   ASSERT_EQ(devices.size(), 32U);
@@ -123,7 +123,7 @@ TEST_F(IoKitSerialRegistryTest, NoMoreDevicesAreReadThanThereIsRoom) {
   EXPECT_EQ(Read(100).size(), 40U);
 }
 
-TEST_F(IoKitSerialRegistryTest, AFailureYieldsNoDevicesAndIsRetried) {
+TEST_F(IoKitSerialRegistryTest, ReadsNoDevicesOnFailureAndRetries) {
   Plug(kScanner);
   for (bool Mac::*fault :
        {&Mac::masterPortFails, &Mac::matchingFails, &Mac::matchingServicesFails}) {
@@ -134,7 +134,7 @@ TEST_F(IoKitSerialRegistryTest, AFailureYieldsNoDevicesAndIsRetried) {
   EXPECT_EQ(Read().size(), 1U);
 }
 
-TEST_F(IoKitSerialRegistryTest, ArmingAndDisarmingCallTheSystemInThisOrder) {
+TEST_F(IoKitSerialRegistryTest, RegistersAndReleasesInOrder) {
   Listen(Event::FirstMatch);
   Listen(Event::Terminate);
   EXPECT_EQ(TheMac().calls,
@@ -149,7 +149,7 @@ TEST_F(IoKitSerialRegistryTest, ArmingAndDisarmingCallTheSystemInThisOrder) {
                                    "CFRunLoopRemoveSource", "IONotificationPortDestroy"}));
 }
 
-TEST_F(IoKitSerialRegistryTest, NothingIsNotifiedBeforeTheIteratorWasEmptied) {
+TEST_F(IoKitSerialRegistryTest, NotifiesOnlyAfterIteratorIsEmptied) {
   Plug(kScanner);
   const Handle arriving = Listen(Event::FirstMatch);
   EXPECT_EQ(Empty(Listen(Event::Terminate)), 0);
@@ -160,7 +160,7 @@ TEST_F(IoKitSerialRegistryTest, NothingIsNotifiedBeforeTheIteratorWasEmptied) {
   EXPECT_EQ(RunLoopTurn(), 1);
 }
 
-TEST_F(IoKitSerialRegistryTest, EmptyingTheIteratorArmsItAgain) {
+TEST_F(IoKitSerialRegistryTest, NotifiesEachPlugAndUnplug) {
   Empty(Listen(Event::FirstMatch));
   Empty(Listen(Event::Terminate));
   for (int round = 1; round <= 3; ++round) {
@@ -177,7 +177,7 @@ TEST_F(IoKitSerialRegistryTest, EmptyingTheIteratorArmsItAgain) {
   }
 }
 
-TEST_F(IoKitSerialRegistryTest, AReleasedIteratorNotifiesNoLonger) {
+TEST_F(IoKitSerialRegistryTest, DropsPendingEventOfReleasedIterator) {
   const Handle iterator = Listen(Event::FirstMatch);
   Empty(iterator);
   Plug(kScanner);
@@ -189,7 +189,7 @@ TEST_F(IoKitSerialRegistryTest, AReleasedIteratorNotifiesNoLonger) {
   EXPECT_EQ(arrivals, 0);
 }
 
-TEST_F(IoKitSerialRegistryTest, ACallbackMayDestroyThePort) {
+TEST_F(IoKitSerialRegistryTest, AllowsCallbackToDestroyThePort) {
   Empty(Listen(Event::FirstMatch, [this] { Disarm(); }));
   Plug(kScanner);
   RunLoopTurn();
@@ -197,14 +197,14 @@ TEST_F(IoKitSerialRegistryTest, ACallbackMayDestroyThePort) {
   EXPECT_EQ(NotifyPorts(), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, AThirdRegistrationHasADictionaryToo) {
+TEST_F(IoKitSerialRegistryTest, AcceptsThirdRegistration) {
   for (int i = 0; i < 3; ++i) EXPECT_NE(Listen(Event::FirstMatch), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, ARefusalIsZeroAndLeavesNothingBehind) {
+TEST_F(IoKitSerialRegistryTest, ReturnsZeroIfRegistrationFails) {
   TheMac().notifyPortFails = true;
   EXPECT_EQ(registry.CreateNotifyPort(), 0U);
-  EXPECT_EQ(Listen(Event::FirstMatch), 0U) << "without a port";
+  EXPECT_EQ(Listen(Event::FirstMatch), 0U) << "registered without a port";
   TheMac().notifyPortFails = false;
   port = registry.CreateNotifyPort();
   EXPECT_EQ(registry.AddMatchingNotification(port, Event::FirstMatch, nullptr, this), 0U);
@@ -215,7 +215,7 @@ TEST_F(IoKitSerialRegistryTest, ARefusalIsZeroAndLeavesNothingBehind) {
   EXPECT_EQ(Listen(Event::FirstMatch), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, NoHandleAndUnknownPortsDoNothing) {
+TEST_F(IoKitSerialRegistryTest, IgnoresHandleZeroAndUnknownPorts) {
   EXPECT_EQ(registry.Next(0), 0U);
   registry.Release(0);
   registry.DestroyNotifyPort(0);
@@ -223,7 +223,7 @@ TEST_F(IoKitSerialRegistryTest, NoHandleAndUnknownPortsDoNothing) {
   EXPECT_EQ(TheMac().calls, Calls{});
 }
 
-TEST(IoKitSerialRegistryEndTest, ARemainingPortIsDestroyedWithTheRegistry) {
+TEST(IoKitSerialRegistryEndTest, DestroysRemainingPort) {
   const Account account;
   platform::macos::IoKitSerialRegistry registry;
   const auto port = registry.CreateNotifyPort();

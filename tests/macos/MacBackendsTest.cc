@@ -1,4 +1,4 @@
-// Pasteboard, application object, applications and key events.
+// The backends for the pasteboard, the application object, other applications and key events.
 
 #include "platform/macos/AppKit.h"
 #include "platform/macos/LaunchServicesApplications.h"
@@ -18,7 +18,7 @@ struct GeneralPasteboardTest : testing::Test {
   platform::macos::GeneralPasteboard pasteboard;
 };
 
-TEST_F(GeneralPasteboardTest, ItIsClearedThenTheTypeIsDeclaredThenTheTextIsSet) {
+TEST_F(GeneralPasteboardTest, ClearsAndDeclaresTypeBeforeSettingText) {
   for (const std::string& text :
        {std::string("12\xC3\xA9 \xE2\x82\xAC\r\n"), std::string("a\0b", 3), std::string()}) {
     TheMac().calls.clear();
@@ -31,14 +31,14 @@ TEST_F(GeneralPasteboardTest, ItIsClearedThenTheTypeIsDeclaredThenTheTextIsSet) 
   }
 }
 
-TEST_F(GeneralPasteboardTest, InvalidUtf8LeavesItEmpty) {
+TEST_F(GeneralPasteboardTest, IsEmptyAfterInvalidUtf8) {
   pasteboard.SetString("first");
   EXPECT_FALSE(pasteboard.SetString("\xFF"));
   EXPECT_EQ(TheMac().pasteboardText, std::nullopt);
   EXPECT_EQ(TheMac().declaredTypes, Texts{"public.utf8-plain-text"});
 }
 
-TEST(SharedApplicationTest, ItComesForwardEvenIfAnotherIsActive) {
+TEST(SharedApplicationTest, ActivatesOverOtherApplications) {
   const Account account;
   platform::macos::SharedApplication().ActivateIgnoringOtherApps();
   EXPECT_EQ(TheMac().activations, 1);
@@ -54,28 +54,28 @@ struct LaunchServicesApplicationsTest : testing::Test {
   platform::macos::LaunchServicesApplications applications;
 };
 
-TEST_F(LaunchServicesApplicationsTest, APathWithoutItsEndingNamesNothing) {
+TEST_F(LaunchServicesApplicationsTest, FindsOnlyPathsWithExtension) {
   EXPECT_TRUE(applications.HasApplication(kEditor));
   EXPECT_FALSE(applications.HasApplication("/Applications/TextEdit"));
   EXPECT_FALSE(applications.HasApplication(""));
 }
 
-TEST_F(LaunchServicesApplicationsTest, AnApplicationIsOpenedByItsReference) {
+TEST_F(LaunchServicesApplicationsTest, OpensAndListsApplicationsByPath) {
   EXPECT_TRUE(applications.OpenApplication(kEditor));
   EXPECT_TRUE(applications.OpenApplication(kOther));
-  EXPECT_TRUE(applications.OpenApplication(kEditor)) << "it comes to the front";
+  EXPECT_TRUE(applications.OpenApplication(kEditor)) << "running applications can be opened again";
   EXPECT_EQ(TheMac().opened, (Texts{kEditor, kOther, kEditor}));
   EXPECT_EQ(applications.LaunchedApplications(), (Texts{kEditor, kOther}));
 }
 
-TEST_F(LaunchServicesApplicationsTest, AFailedOpenIsReported) {
+TEST_F(LaunchServicesApplicationsTest, ReturnsFalseIfOpeningFails) {
   EXPECT_FALSE(applications.OpenApplication("/Applications/TextEdit"));
   TheMac().opens = false;
   EXPECT_FALSE(applications.OpenApplication(kEditor));
   EXPECT_EQ(TheMac().opened, Texts{});
 }
 
-TEST_F(LaunchServicesApplicationsTest, EveryLaunchedApplicationIsListedByItsPath) {
+TEST_F(LaunchServicesApplicationsTest, SkipsApplicationsWithoutPath) {
   EXPECT_EQ(applications.LaunchedApplications(), Texts{});
   TheMac().listsNameless = true;
   TheMac().running = {kOther, "/System/Library/CoreServices/Finder.app"};
@@ -94,7 +94,8 @@ struct QuartzKeyEventsTest : testing::Test {
     events.Post(press);
   }
 
-  /// An event with macOS's numbers of the annotated session and the combined state.
+  /// The expected event: tap kCGAnnotatedSessionEventTap, source state
+  /// kCGEventSourceStateCombinedSessionState.
   static PostedKey Posted(std::uint16_t key, bool down, std::uint64_t flags = 0) {
     return {.tap = 2,
             .key = key,
@@ -109,7 +110,7 @@ struct QuartzKeyEventsTest : testing::Test {
   platform::macos::QuartzKeyEvents events{log};
 };
 
-TEST_F(QuartzKeyEventsTest, AFlagIsOnTheKeyDownOnly) {
+TEST_F(QuartzKeyEventsTest, SetsFlagsOnKeyDownOnly) {
   Press(kReturn, KeyFlag::kNone);
   Press(kKeyA, KeyFlag::kShift);
   Press(kKeyV, KeyFlag::kCommand);
@@ -121,35 +122,31 @@ TEST_F(QuartzKeyEventsTest, AFlagIsOnTheKeyDownOnly) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(QuartzKeyEventsTest, EventsArePostedThenReleasedAndTheSourceLast) {
+TEST_F(QuartzKeyEventsTest, ReleasesSourceAfterEvents) {
   Press(kKeyA, KeyFlag::kShift);
   EXPECT_EQ(TheMac().calls,
             (Texts{"source created", "down created", "down flags", "up created", "down posted",
                    "up posted", "down released", "up released", "source released"}));
 }
 
-TEST_F(QuartzKeyEventsTest, WithoutASourceTheEventsHaveNone) {
+TEST_F(QuartzKeyEventsTest, ToleratesMissingSourceAndEvents) {
   TheMac().hasSources = false;
   Press(kReturn, KeyFlag::kNone);
   ASSERT_EQ(TheMac().posted.size(), 2U);
-  EXPECT_EQ(TheMac().posted[0].sourceState, -1);
-  EXPECT_EQ(TheMac().posted[1].sourceState, -1);
-}
-
-TEST_F(QuartzKeyEventsTest, AnEventThatCannotBeCreatedIsLeftOut) {
+  for (const PostedKey& posted : TheMac().posted) EXPECT_EQ(posted.sourceState, -1);
   TheMac().hasEvents = false;
   Press(kKeyA, KeyFlag::kShift);
-  EXPECT_TRUE(TheMac().posted.empty());
+  EXPECT_EQ(TheMac().posted.size(), 2U);
 }
 
-TEST_F(QuartzKeyEventsTest, MissingPermissionIsOneLogLineAndOneQuestion) {
+TEST_F(QuartzKeyEventsTest, LogsAndRequestsMissingPermissionOnce) {
   TheMac().mayPost = false;
   Press(kKeyA, KeyFlag::kNone);
   Press(kKeyA, KeyFlag::kNone);
   EXPECT_EQ(TheMac().requests, 1);
   ASSERT_EQ(log.lines().size(), 1U);
   EXPECT_NE(log.lines()[0].find("Accessibility"), std::string::npos);
-  EXPECT_EQ(TheMac().posted.size(), 4U) << "the user may have granted it in the meantime";
+  EXPECT_EQ(TheMac().posted.size(), 4U) << "events must be posted even if not permitted";
 }
 
 }  // namespace

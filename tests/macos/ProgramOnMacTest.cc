@@ -1,4 +1,4 @@
-// The program with the backends for macOS: ports, hot-plugging, typing and pasting.
+// The whole program, without its window, on the macOS backends and the fake frameworks.
 
 #include "app/Destinations.h"
 #include "program/Desktop.h"
@@ -12,7 +12,7 @@ using Texts = std::vector<std::string>;
 
 constexpr char kTextEdit[] = "/Applications/TextEdit.app";
 
-/// The desktop as the program assembles it.
+/// The backends that the program uses on macOS.
 struct MacDesktop {
   test::RecordingLog log;
   test::FakeClock clock;
@@ -50,20 +50,14 @@ class ProgramOnMacTest : public test::AppFixture {
   Account account_;
 };
 
-TEST_F(ProgramOnMacTest, ScannersAreListedByNameUpToAHyphen) {
-  for (const char* name : {"Bluetooth", "MyTavo300-1234", "usbmodem14"}) PlugIn(name);
-  Launch();
-  EXPECT_EQ(ports.items(), (Texts{"None", "MyTavo300", "usbmodem14"}));
-  EXPECT_EQ(controller.path[1].Get(), folder / "usbmodem14");
-}
-
-TEST_F(ProgramOnMacTest, EachPlugAndUnplugIsNotified) {
+TEST_F(ProgramOnMacTest, UpdatesPortsOnEachPlugAndUnplug) {
   Launch();
   for (int round = 0; round < 3; ++round) {
     const std::size_t scanner = PlugIn("usbmodem1");
     EXPECT_EQ(RunLoopTurn(), 1);
     FinishConnecting();
     EXPECT_EQ(ports.items(), (Texts{"None", "usbmodem1"}));
+    EXPECT_EQ(controller.path[0].Get(), folder / "usbmodem1");
     Unplug(scanner);
     EXPECT_EQ(RunLoopTurn(), 1);
     mainQueue.RunAll();
@@ -71,7 +65,7 @@ TEST_F(ProgramOnMacTest, EachPlugAndUnplugIsNotified) {
   }
 }
 
-TEST_F(ProgramOnMacTest, ConnectingComesForwardAndUnpluggingDisconnects) {
+TEST_F(ProgramOnMacTest, ActivatesOnConnectAndDisconnectsOnUnplug) {
   const std::size_t scanner = PlugIn("usbmodem1");
   Launch();
   controller.portIndex = 0;
@@ -85,7 +79,7 @@ TEST_F(ProgramOnMacTest, ConnectingComesForwardAndUnpluggingDisconnects) {
   EXPECT_EQ(View(), "Disconnected from Tavo[000000]|");
 }
 
-TEST_F(ProgramOnMacTest, ARecordIsTypedKeyByKey) {
+TEST_F(ProgramOnMacTest, TypesRecordKeyByKey) {
   DeliverTo(kToFrontmostApplication);
   controller.DisplayBarcode("aB\r\n");
   std::vector<std::pair<int, std::uint64_t>> downs;
@@ -95,7 +89,7 @@ TEST_F(ProgramOnMacTest, ARecordIsTypedKeyByKey) {
   EXPECT_EQ(downs, (decltype(downs){{0, 0}, {11, 0x20000}, {36, 0}}));
 }
 
-TEST_F(ProgramOnMacTest, ARecordIsPastedWithCommandAndV) {
+TEST_F(ProgramOnMacTest, PastesRecordWithCommandV) {
   DeliverTo(kToFrontmostApplication);
   controller.lumet->bNonEnglish = 1;
   controller.DisplayBarcode("12\xC3\xA9\r\n");
@@ -105,7 +99,7 @@ TEST_F(ProgramOnMacTest, ARecordIsPastedWithCommandAndV) {
   EXPECT_EQ(TheMac().posted[0].flags, 0x100000U);
 }
 
-TEST_F(ProgramOnMacTest, TheNamedApplicationIsOpenedForEachRecord) {
+TEST_F(ProgramOnMacTest, OpensNamedApplicationForEachRecord) {
   DeliverTo(kToNamedApplication);
   controller.DisplayBarcode("1");
   controller.DisplayBarcode("2");

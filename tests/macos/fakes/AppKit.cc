@@ -1,6 +1,6 @@
-// The Objective-C runtime, the used classes of Foundation and AppKit, and Launch Services. The
-// header with objc_msgSend is omitted on purpose: here the function has the parameters that it is
-// called with.
+// Fake Objective-C runtime, Foundation, AppKit and Launch Services, as far as platform/macos uses
+// them. <objc/message.h> is not included: objc_msgSend is defined here with the parameters that it
+// is called with.
 
 #include <CoreServices/CoreServices.h>
 #include <objc/runtime.h>
@@ -23,14 +23,13 @@ constexpr char kTheApplication[] = "the application";
 constexpr char kTheGeneralPasteboard[] = "the general pasteboard";
 constexpr char kTheWorkspace[] = "the workspace";
 
-/// An object by its class; for a pool, also the objects that it releases at its end.
 struct Instance final : Object {
   explicit Instance(std::string name) : className(std::move(name)) {}
   const std::string className;
-  std::vector<Held> held;
+  std::vector<Held> held;  // autoreleased objects, if this is a pool
 };
 
-std::vector<Instance*> pools;  // the last is the innermost
+std::vector<Instance*> pools;  // innermost last
 
 std::uintptr_t Number(const void* address) {
   return reinterpret_cast<std::uintptr_t>(address);
@@ -68,14 +67,14 @@ std::uintptr_t ToInstance(const void* reference, const std::string& selector) {
     return Unknown(instance.className, selector);
   }
   if (isPool) {
-    EXPECT_EQ(pools.back(), &instance) << "pools are drained from the innermost outwards";
+    EXPECT_EQ(pools.back(), &instance) << "only the innermost pool can be drained";
     pools.pop_back();
   }
   CFRelease(reference);
   return 0;
 }
 
-/// The dictionaries of running applications. The innermost pool owns the list, not the caller.
+// Returns the dictionaries of the running applications. The innermost pool owns the array.
 std::uintptr_t ListApplications() {
   if (TheMac().listsNothing) return 0;
   const auto list = Make<CFArrayRef, Array>();
@@ -89,7 +88,7 @@ std::uintptr_t ListApplications() {
   };
   if (TheMac().listsNameless) add("NSApplicationName", "Nameless");
   for (const std::string& path : TheMac().running) add("NSApplicationPath", path);
-  EXPECT_FALSE(pools.empty()) << "no pool would release the list";
+  EXPECT_FALSE(pools.empty()) << "no pool releases the list";
   if (!pools.empty()) pools.back()->held.push_back(Hold(list));
   CFRelease(list);
   return Number(list);
@@ -97,8 +96,8 @@ std::uintptr_t ListApplications() {
 
 std::uintptr_t ToPasteboard(const std::string& selector, std::uintptr_t first,
                             std::uintptr_t second) {
+  Called(selector);
   Mac& mac = TheMac();
-  mac.calls.push_back(selector);
   if (selector == "clearContents") {
     mac.declaredTypes.clear();
     mac.pasteboardText.reset();
@@ -119,7 +118,7 @@ std::uintptr_t ToPasteboard(const std::string& selector, std::uintptr_t first,
 
 std::uintptr_t ToApplication(const std::string& selector, std::uintptr_t first) {
   if (selector != "activateIgnoringOtherApps:") return Unknown(kTheApplication, selector);
-  // Of a BOOL only the low byte is passed.
+  // Only the low byte of a BOOL argument is defined.
   if ((first & 0xFFU) == 1) ++TheMac().activations;
   return 0;
 }
@@ -147,8 +146,8 @@ SEL sel_registerName(const char* name) {
   return reinterpret_cast<SEL>(const_cast<std::string*>(&*names.emplace(name).first));
 }
 
-// Arguments are whole numbers and addresses, which are passed alike in registers; those that a
-// method does not have are not read.
+// Integer and pointer arguments are passed in the same registers. Arguments that a method does not
+// take are undefined and not read.
 std::uintptr_t objc_msgSend(const void* receiver, SEL method, std::uintptr_t first,
                             std::uintptr_t second) {
   const std::string& selector = *reinterpret_cast<const std::string*>(method);
@@ -165,7 +164,7 @@ std::uintptr_t objc_msgSend(const void* receiver, SEL method, std::uintptr_t fir
   return ToInstance(receiver, selector);
 }
 
-// A reference holds the path, which has to be short enough.
+// Stores the path in the reference.
 OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory) {
   const std::string text = reinterpret_cast<const char*>(path);
   if (!TheMac().installed.contains(text)) return kNoSuchFile;
@@ -178,7 +177,7 @@ OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory
 OSStatus LSOpenApplication(const LSApplicationParameters* parameters,
                            ProcessSerialNumber* process) {
   EXPECT_EQ(process, nullptr);
-  // Not by reference: the packed structure does not align its members.
+  // EXPECT_EQ cannot bind references to members of a packed structure.
   EXPECT_TRUE(parameters->version == 0 && parameters->flags == 1U);
   EXPECT_TRUE(parameters->asyncLaunchRefCon == nullptr && parameters->environment == nullptr);
   EXPECT_TRUE(parameters->argv == nullptr && parameters->initialEvent == nullptr);

@@ -1,4 +1,4 @@
-// Core Foundation's objects, strings, collections and run loop.
+// Fake Core Foundation: objects, strings, collections and the run loop.
 
 #include "output/TextEncoding.h"
 #include "tests/macos/fakes/Fakes.h"
@@ -12,7 +12,7 @@ constexpr CFTypeID kOtherType = 1;
 
 const std::string kDefaultModeName = "kCFRunLoopDefaultMode";
 
-// Its address tells one thread's loop from another's.
+// The address identifies this thread's run loop.
 thread_local char loop;
 thread_local std::set<CFRunLoopSourceRef> sources;
 
@@ -95,8 +95,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
   return quillet::RepairUtf8(text) == text ? Make<CFStringRef, String>(text) : nullptr;
 }
 
-// On macOS a length is in UTF-16 units and the size is the maximum for such a text. Here it is
-// exactly what this one needs, so that forgotten room is noticed.
+// macOS counts UTF-16 units and returns an upper bound of the size. This fake returns the exact
+// size, so that a buffer without room for the terminating NUL is detected.
 CFIndex CFStringGetLength(CFStringRef string) {
   return static_cast<CFIndex>(As<String>(string).text.size());
 }
@@ -118,7 +118,7 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
 
 CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex count,
                          const CFArrayCallBacks* callBacks) {
-  EXPECT_EQ(callBacks, &kCFTypeArrayCallBacks) << "the elements would not be retained";
+  EXPECT_EQ(callBacks, &kCFTypeArrayCallBacks) << "the elements are not retained";
   const auto array = Make<CFArrayRef, Array>();
   for (CFIndex i = 0; i < count; ++i) As<Array>(array).elements.push_back(Hold(values[i]));
   return array;
@@ -147,13 +147,13 @@ CFRunLoopRef CFRunLoopGetCurrent() {
 }
 
 void CFRunLoopAddSource(CFRunLoopRef which, CFRunLoopSourceRef source, CFRunLoopMode mode) {
-  TheMac().calls.emplace_back("CFRunLoopAddSource");
+  Called("CFRunLoopAddSource");
   ASSERT_TRUE(IsThisLoopsDefaultMode(which, mode));
   if (sources.insert(source).second) CFRetain(source);
 }
 
 void CFRunLoopRemoveSource(CFRunLoopRef which, CFRunLoopSourceRef source, CFRunLoopMode mode) {
-  TheMac().calls.emplace_back("CFRunLoopRemoveSource");
+  Called("CFRunLoopRemoveSource");
   ASSERT_TRUE(IsThisLoopsDefaultMode(which, mode));
   if (sources.erase(source) > 0) CFRelease(source);
 }

@@ -15,10 +15,10 @@
 
 namespace quillet::macos_tests {
 
-// Objects of the fake frameworks. Their retain counts are checked: releasing a destroyed object
-// fails the test, and leaked ones are counted. One thread.
+// The fake frameworks and the objects behind their references. Releasing a destroyed object fails
+// the test, and so does a leak: see Account. Call all functions on one thread.
 
-/// An object with a retain count, initially one.
+/// An object with a retain count, initially 1.
 struct Object {
   Object();
   virtual ~Object();
@@ -28,7 +28,7 @@ struct Object {
   int references = 1;
 };
 
-/// A retained reference.
+/// A retained reference. Releases the object when destroyed.
 using Held = std::shared_ptr<const void>;
 inline Held Hold(CFTypeRef object) {
   return {CFRetain(object), CFRelease};
@@ -44,32 +44,32 @@ struct Array final : Object {
 };
 
 struct Dictionary final : Object {
-  /// The text under a key, empty if there is none.
+  /// Returns the text stored under a key, or "".
   std::string Text(const std::string& key) const;
 
   std::map<std::string, Held> values;
 };
 
-/// The object that a reference of any framework's type denotes.
+/// Returns the object of a framework reference. Throws std::bad_cast if it is not a `Kind`.
 template <typename Kind>
 Kind& As(const void* reference) {
   return dynamic_cast<Kind&>(*static_cast<Object*>(const_cast<void*>(reference)));
 }
 
-/// Creates an object. The caller owns the reference, of whatever type the framework gives it.
+/// Creates an object and returns it as the framework's reference type. The caller owns it.
 template <typename Reference, typename Kind, typename... Arguments>
 Reference Make(Arguments&&... arguments) {
   Object* const object = new Kind(std::forward<Arguments>(arguments)...);
   return static_cast<Reference>(static_cast<void*>(object));
 }
 
-/// A service in the registry of I/O Kit.
+/// A service in the I/O Kit registry.
 struct Service {
   std::optional<std::string> name;  ///< property "IOTTYDevice"
   std::optional<std::string> path;  ///< property "IOCalloutDevice"
   std::string type = "IOSerialStream";
   std::string serviceClass = "IOSerialBSDClient";
-  bool nameIsString = true;  ///< a faulty driver may put another object there
+  bool nameIsString = true;  ///< false: the property is not a string, as from a faulty driver
   bool present = true;
 };
 
@@ -80,7 +80,7 @@ struct PostedKey {
   bool down = false;
   std::uint64_t flags = 0;
   bool flagsWereSet = false;
-  int sourceState = -1;  ///< -1 for an event without a source
+  int sourceState = -1;  ///< -1: the event has no source
 
   bool operator==(const PostedKey&) const = default;
 };
@@ -89,10 +89,10 @@ struct PostedKey {
 struct Mac {
   std::vector<std::string> calls;  ///< called functions in order, some with arguments
 
-  std::vector<Service> services;  ///< of I/O Kit, by number
+  std::vector<Service> services;  ///< I/O Kit registry; the index is the service's number
   bool masterPortFails = false;
-  bool matchingFails = false;          ///< no dictionary
-  bool matchingServicesFails = false;  ///< no iterator of the present services
+  bool matchingFails = false;          ///< IOServiceMatching fails
+  bool matchingServicesFails = false;  ///< IOServiceGetMatchingServices fails
   bool notifyPortFails = false;
   bool registrationFails = false;
 
@@ -100,31 +100,36 @@ struct Mac {
   bool hasSources = true;
   bool hasEvents = true;
   bool mayPost = true;
-  int requests = 0;  ///< how often the user was asked for permission to post
+  int requests = 0;  ///< calls of CGRequestPostEventAccess
 
   std::set<std::string> installed;   ///< paths of applications
-  std::vector<std::string> opened;   ///< every successful call
-  std::vector<std::string> running;  ///< in the order of the workspace's list
-  bool opens = true;
-  bool listsNameless = false;  ///< the workspace also lists an application without a path
-  bool listsNothing = false;   ///< the workspace has no list
+  std::vector<std::string> opened;   ///< paths of successful LSOpenApplication calls
+  std::vector<std::string> running;  ///< paths in the order of the workspace's list
+  bool opens = true;                 ///< false: LSOpenApplication fails
+  bool listsNameless = false;        ///< the workspace also lists an application without a path
+  bool listsNothing = false;         ///< the workspace returns nil instead of a list
 
-  std::vector<std::string> declaredTypes;  ///< of the pasteboard
-  std::string pasteboardOwner;             ///< the class of its owner, empty for none
+  std::vector<std::string> declaredTypes;  ///< types on the pasteboard
+  std::string pasteboardOwner;             ///< class of the pasteboard's owner, "" if none
   std::optional<std::string> pasteboardText;
-  int activations = 0;  ///< how often the application came forward even if another was active
+  int activations = 0;  ///< calls of activateIgnoringOtherApps: with YES
 };
 Mac& TheMac();
 
-/// A service appears; the notification waits for the run loop. Returns its number.
+/// Records the call of a function.
+inline void Called(const std::string& call) {
+  TheMac().calls.push_back(call);
+}
+
+/// Adds a service and queues its notification for the run loop. Returns the service's number.
 std::size_t Plug(Service service);
-/// A service disappears; the notification waits for the run loop.
+/// Removes a service and queues its notification for the run loop.
 void Unplug(std::size_t number);
-/// One turn of this thread's run loop. Returns the number of callbacks that were called.
+/// Runs this thread's run loop until no callback is pending. Returns the number of callbacks.
 int RunLoopTurn();
-/// The callback of an iterator, which can be called even after the iterator was released.
+/// Returns the callback of an iterator. It can be called even after the iterator is released.
 std::function<void()> CallbackOf(std::uint32_t iterator);
-/// Whether this thread's run loop has the source in its default mode.
+/// Returns true if the source is in the default mode of this thread's run loop.
 bool IsOnRunLoop(CFRunLoopSourceRef source);
 
 std::size_t LiveObjects();
@@ -132,7 +137,7 @@ std::size_t HandlesHeld();
 std::size_t NotifyPorts();
 std::size_t OpenPools();
 
-/// Resets the fakes for a test. At its end each reference must have been released.
+/// Resets the fakes when created. When destroyed, fails the test if a reference was not released.
 struct Account {
   Account() { TheMac() = {}; }
   ~Account() {

@@ -1,3 +1,5 @@
+// Fake I/O Kit: the service registry and its notifications.
+
 #include <IOKit/IOKitLib.h>
 
 #include <deque>
@@ -6,7 +8,7 @@
 
 struct IONotificationPort {
   CFRunLoopSourceRef source;
-  std::deque<io_iterator_t> pending;  // iterators whose callback is due
+  std::deque<io_iterator_t> pending;  // iterators with a pending callback
 };
 
 namespace quillet::macos_tests {
@@ -21,28 +23,28 @@ struct Iterator {
   std::deque<std::size_t> services;
   std::string serviceClass;
   std::string type;
-  // Of a notification only.
+  // Set for notifications only.
   IONotificationPortRef port = nullptr;
   std::string kind;
   IOServiceMatchingCallback callback = nullptr;
   void* context = nullptr;
   bool armed = false;
 
-  /// <IOKit/serial/IOSerialKeys.h> names the type "IOSerialStream" kIOSerialBSDAllTypes: it matches
-  /// streams of every type.
+  // The type "IOSerialStream" is kIOSerialBSDAllTypes (IOKit/serial/IOSerialKeys.h) and matches
+  // streams of every type.
   bool Matches(const Service& service) const {
     return service.serviceClass == serviceClass &&
            (type.empty() || type == "IOSerialStream" || service.type == type);
   }
 };
 
-// What the caller holds.
-std::map<io_object_t, std::size_t> objects;  // the service of each
+// Handles that the program has not yet released.
+std::map<io_object_t, std::size_t> objects;  // service numbers
 std::map<io_iterator_t, Iterator> iterators;
 std::set<IONotificationPortRef> ports;
 io_object_t lastHandle = 100;
 
-/// An iterator for a dictionary, whose reference is consumed.
+// Creates an iterator from a matching dictionary and releases the dictionary.
 Iterator IteratorOf(CFDictionaryRef matching, bool withPresent) {
   const auto& dictionary = As<Dictionary>(matching);
   Iterator iterator;
@@ -70,7 +72,7 @@ void Announce(const std::string& kind, std::size_t number) {
   }
 }
 
-/// Calls one callback that is due. A callback may change everything.
+// Calls at most one pending callback, because the callback may change `ports`.
 bool DeliverOne() {
   for (const IONotificationPortRef port : ports) {
     if (port->pending.empty() || !IsOnRunLoop(port->source)) continue;
@@ -80,10 +82,6 @@ bool DeliverOne() {
     return true;
   }
   return false;
-}
-
-void Called(const std::string& call) {
-  TheMac().calls.push_back(call);
 }
 
 }  // namespace
@@ -158,7 +156,7 @@ kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort, CFDictionaryR
 
 io_object_t IOIteratorNext(io_iterator_t handle) {
   const auto found = iterators.find(handle);
-  EXPECT_NE(found, iterators.end()) << "a released iterator";
+  EXPECT_NE(found, iterators.end()) << "the iterator was released";
   if (found == iterators.end()) return IO_OBJECT_NULL;
   Iterator& iterator = found->second;
   iterator.armed = iterator.services.empty();
@@ -177,7 +175,7 @@ kern_return_t IOObjectRelease(io_object_t handle) {
     Called("IOObjectRelease iterator" + (kind.empty() ? "" : " " + kind));
   }
   if (iterators.erase(handle) + objects.erase(handle) > 0) return KERN_SUCCESS;
-  ADD_FAILURE() << "released an object that is not held";
+  ADD_FAILURE() << "the object was released already";
   return KERN_INVALID_NAME;
 }
 
@@ -201,17 +199,17 @@ IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort) {
 
 void IONotificationPortDestroy(IONotificationPortRef port) {
   Called("IONotificationPortDestroy");
-  ASSERT_EQ(ports.erase(port), 1U) << "a destroyed port";
+  ASSERT_EQ(ports.erase(port), 1U) << "the port was destroyed already";
   for (const auto& [handle, iterator] : iterators) {
-    EXPECT_NE(iterator.port, port) << "an iterator would outlive its port";
+    EXPECT_NE(iterator.port, port) << "an iterator outlives its port";
   }
-  EXPECT_FALSE(IsOnRunLoop(port->source)) << "the source would outlive its port";
+  EXPECT_FALSE(IsOnRunLoop(port->source)) << "the source outlives its port";
   CFRelease(port->source);
   delete port;
 }
 
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port) {
-  EXPECT_TRUE(ports.contains(port)) << "a destroyed port";
+  EXPECT_TRUE(ports.contains(port)) << "the port was destroyed";
   return port->source;
 }
 
@@ -221,7 +219,7 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
                                                io_iterator_t* notification) {
   Called(std::string("IOServiceAddMatchingNotification ") + kind + " " +
          As<Dictionary>(matching).Text("IOSerialBSDClientType"));
-  EXPECT_TRUE(ports.contains(port)) << "a destroyed port";
+  EXPECT_TRUE(ports.contains(port)) << "the port was destroyed";
   Iterator iterator = IteratorOf(matching, std::string(kind) == "IOServiceFirstMatch");
   if (TheMac().registrationFails) return kFailure;
   iterator.port = port;

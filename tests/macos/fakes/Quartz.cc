@@ -1,3 +1,5 @@
+// Fake Quartz event services.
+
 #include <CoreGraphics/CoreGraphics.h>
 
 #include "tests/macos/fakes/Fakes.h"
@@ -5,10 +7,6 @@
 using namespace quillet::macos_tests;
 
 namespace {
-
-void Called(const std::string& call) {
-  TheMac().calls.push_back(call);
-}
 
 struct EventSource final : Object {
   explicit EventSource(int value) : state(value) {}

@@ -1,6 +1,6 @@
 #pragma once
 
-// The basic types of <MacTypes.h>, for systems that do not have it.
+// Basic types of <MacTypes.h> for systems without that header.
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-// Prints the serial stream devices that the system's registry shows, one in a line: name and path.
+// Prints each serial device of the system as a line: name, tab, path.
 
 #include <array>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #pragma once
 
-// Names of Mach's ports and results, for systems that do not have <mach/mach.h>.
+// Types and constants of <mach/mach.h> for systems without that header.
 
 using mach_port_t = unsigned int;
 using kern_return_t = int;

@@ -1,7 +1,6 @@
 #pragma once
 
-// The sending of messages, for systems that do not have <objc/message.h>. The function is called
-// as one of the type that the method has.
+// objc_msgSend for systems without <objc/message.h>. Callers cast it to the type of the method.
 
 #include <objc/runtime.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The types and functions of the Objective-C runtime that platform/macos uses, for systems that do
-// not have <objc/runtime.h> (Objective-C Runtime reference).
+// Declarations of <objc/runtime.h> for systems without that header, as far as platform/macos uses
+// them. Source: Objective-C Runtime reference.
 
 using Class = struct objc_class*;
 using id = struct objc_object*;

@@ -1,14 +1,11 @@
 #pragma once
 
-// The parts of Core Foundation that platform/macos uses, for builds without the framework's
-// headers. Checked against the public declarations, which the pages of the same names describe at
-// developer.apple.com/documentation/corefoundation.
+// Declarations of Core Foundation for builds without the framework's headers, as far as
+// platform/macos uses them. Source: developer.apple.com/documentation/corefoundation.
 
 #include <MacTypes.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 typedef long CFIndex;
 typedef unsigned long CFTypeID;
@@ -23,8 +20,7 @@ typedef struct __CFRunLoopSource* CFRunLoopSourceRef;
 typedef const struct __CFString* CFStringRef;
 typedef CFStringRef CFRunLoopMode;
 
-// CFArrayCallBacks: the structure's first member says which form it has; the functions behind it
-// are declared by their size only, since nothing here makes such a structure.
+// The function pointers are declared by size only because platform/macos creates no such structure.
 typedef struct {
   CFIndex version;
   const void* functions[4];
@@ -60,6 +56,4 @@ CFRunLoopRef CFRunLoopGetCurrent(void);
 void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode);
 void CFRunLoopRemoveSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode);
 
-#ifdef __cplusplus
-}
-#endif
+}  // extern "C"

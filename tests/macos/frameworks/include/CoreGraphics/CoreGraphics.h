@@ -1,16 +1,12 @@
 #pragma once
 
-// The parts of Quartz event services that platform/macos uses, for builds without the framework's
-// headers. Checked against the public declarations, which the pages of the same names describe at
-// developer.apple.com/documentation/coregraphics.
+// Declarations of Quartz event services for builds without the framework's headers, as far as
+// platform/macos uses them. Source: developer.apple.com/documentation/coregraphics.
 
 #include <CoreFoundation/CoreFoundation.h>
-#include <stdbool.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 typedef struct __CGEvent* CGEventRef;
 typedef struct __CGEventSource* CGEventSourceRef;
@@ -26,6 +22,4 @@ void CGEventPost(CGEventTapLocation tap, CGEventRef event);
 bool CGPreflightPostEventAccess(void);
 bool CGRequestPostEventAccess(void);
 
-#ifdef __cplusplus
-}
-#endif
+}  // extern "C"

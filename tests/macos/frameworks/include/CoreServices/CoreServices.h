@@ -1,16 +1,12 @@
 #pragma once
 
-// The parts of the File Manager and Launch Services that platform/macos uses, for builds without
-// the framework's headers. Checked against the public declarations, which the pages of the same
-// names describe at developer.apple.com/documentation/coreservices.
+// Declarations of the File Manager and Launch Services for builds without the framework's headers,
+// as far as platform/macos uses them. Source: developer.apple.com/documentation/coreservices.
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
-// FSRef: opaque, 80 bytes.
 typedef struct FSRef {
   UInt8 hidden[80];
 } FSRef;
@@ -18,8 +14,7 @@ typedef struct FSRef {
 typedef OptionBits LSLaunchFlags;
 typedef struct AEDesc AppleEvent;
 
-// LSApplicationParameters. Its public declaration stands between "#pragma pack(push, 2)" and
-// "#pragma pack(pop)".
+// The public declaration is packed to 2 bytes, too.
 #pragma pack(push, 2)
 typedef struct LSApplicationParameters {
   CFIndex version;
@@ -32,15 +27,11 @@ typedef struct LSApplicationParameters {
 } LSApplicationParameters;
 #pragma pack(pop)
 
-#ifdef __cplusplus
 static_assert(sizeof(FSRef) == 80);
 static_assert(__builtin_offsetof(LSApplicationParameters, application) == 12);
 static_assert(sizeof(LSApplicationParameters) == 52);
-#endif
 
 OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* isDirectory);
 OSStatus LSOpenApplication(const LSApplicationParameters* parameters, ProcessSerialNumber* process);
 
-#ifdef __cplusplus
-}
-#endif
+}  // extern "C"

@@ -1,15 +1,12 @@
 #pragma once
 
-// The parts of I/O Kit that platform/macos uses, for builds without the framework's headers.
-// Checked against the public declarations, which the pages of the same names describe at
-// developer.apple.com/documentation/iokit.
+// Declarations of I/O Kit for builds without the framework's headers, as far as platform/macos uses
+// them. Source: developer.apple.com/documentation/iokit.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <mach/mach.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 typedef mach_port_t io_object_t;
 typedef io_object_t io_iterator_t;
@@ -40,12 +37,10 @@ IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort);
 void IONotificationPortDestroy(IONotificationPortRef port);
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port);
 
-// Consumes one reference to the dictionary, also when it fails.
+// Consumes one reference to the dictionary, even on failure.
 kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const io_name_t kind,
                                                CFDictionaryRef matching,
                                                IOServiceMatchingCallback callback, void* context,
                                                io_iterator_t* notification);
 
-#ifdef __cplusplus
-}
-#endif
+}  // extern "C"
