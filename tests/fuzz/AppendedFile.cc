@@ -1,5 +1,6 @@
-// A file of records that may hold anything is read, and records are added to it. The first byte
-// says how many bytes of the input are new.
+// Fuzzes appending records to a file with arbitrary contents.
+//
+// Input: the number of bytes to append (one byte), these bytes, the contents of the existing file.
 
 #include "output/LumetFile.h"
 #include "output/TextEncoding.h"
@@ -27,10 +28,10 @@ void Run(Input& input) {
   files.Replace(kPath, before);
   LumetFile(log, clock, files).WriteDataToFile(kPath, added, false, true);
   const std::string after = files.Read(kPath, std::string::npos).value();
-  Require(after.ends_with(added), "what is new stands at the end");
-  Require(RepairUtf8(after) == after, "a file is UTF-8");
+  Require(after.ends_with(added), "the file ends with the appended text");
+  Require(RepairUtf8(after) == after, "the file is UTF-8");
   if (RepairUtf8(before) == before && !HasByteOrderMark(before)) {
-    Require(after == before + added, "what the file held stays as it was");
+    Require(after == before + added, "the existing contents are unchanged");
   }
 }
 

@@ -1,4 +1,6 @@
-// The records of one whole transfer, walked and composed, in both layouts and with all settings.
+// Fuzzes the composition of the records of a burst.
+//
+// Input: the settings, a byte whose bit 0 selects the layout, the records.
 
 #include <array>
 #include <memory>
@@ -19,10 +21,10 @@ void Run(Input& input) {
                            static_cast<std::uint8_t>(length >> 8U),
                            static_cast<std::uint8_t>(length)});
   session->Feed(records);
-  // A burst that announces its length alone never completes.
-  Require(lumet.bCommandDone() == !records.empty(), "a complete burst is an answer");
+  // A burst without records never completes.
+  Require(lumet.bCommandDone() == !records.empty(), "a complete burst completes its command");
 
-  // The first record again, by the operations for single fields.
+  // The functions for single fields must accept the same bytes.
   StrictLog log;
   const auto composer = std::make_unique<RecordComposer>(log, lumet, lumet);
   composer->GetBarcodeLength(records);

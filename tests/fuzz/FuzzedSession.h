@@ -9,7 +9,7 @@
 
 namespace quillet::fuzz {
 
-/// A new session for each input.
+/// A session with a scripted scanner that checks each line and the receive state.
 class FuzzedSession final : public LumetDelegate {
   StrictLog log_;
   test::ScriptedSession session_{log_, this};
@@ -23,14 +23,14 @@ class FuzzedSession final : public LumetDelegate {
 
   void Feed(std::span<const std::uint8_t> bytes) {
     session_.Receive(bytes);
-    Require(lumet.receive().writePtr() >= 0, "no count is negative");
+    Require(lumet.receive().writePtr() >= 0, "writePtr is not negative");
     Require(lumet.cmdArray().cmdRead() <= lumet.cmdArray().cmdWrite(),
-            "the queue's head is not after its end");
+            "the read index is not past the write index");
   }
 
-  /// Makes the answer to a command due, unless one is due already.
+  /// Sends a command unless an answer is pending.
   void Send(char type) {
-    // Without a known number of records, their download would have no end.
+    // A download of an unknown number of records never ends.
     const bool oneRecord = lumet.SyncEndIndex() == 1;
     if (type == 'P' && !oneRecord) return session_.SendBurst();
     if (type == 'p' && !oneRecord) return;
@@ -40,9 +40,9 @@ class FuzzedSession final : public LumetDelegate {
   void TavoInitializationDone(bool) override {}
   void SynchronizeFinished() override {}
   void DisplayBarcode(const std::string& record) override {
-    Require(RepairUtf8(record) == record, "a line is UTF-8");
+    Require(RepairUtf8(record) == record, "each line is UTF-8");
     Require(session_.download.BarcodeBuffer().size() < RecordComposer::kBarcodeBufferSize,
-            "a line stays within its buffer");
+            "each line fits into its buffer");
   }
 };
 

@@ -9,7 +9,7 @@
 
 namespace quillet::fuzz {
 
-/// A disk in memory.
+/// A file store in memory.
 class MemoryFiles final : public platform::FileStore {
  public:
   bool CreateFolder(const std::string& path) override {
@@ -32,7 +32,7 @@ class MemoryFiles final : public platform::FileStore {
   static std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
   std::map<std::string, std::string> files_;
-  std::set<std::string> folders_{""};  // without the slash at the end
+  std::set<std::string> folders_{""};  // without trailing slash
 };
 
 }  // namespace quillet::fuzz

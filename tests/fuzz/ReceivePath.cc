@@ -1,11 +1,12 @@
-// Everything that a scanner can send while the program waits for any command or none.
+// Fuzzes the receive path with arbitrary bytes from the scanner, with and without a pending
+// command.
 //
-// After the settings, an input is a row of steps. The two low bits of a step's first byte are its
-// kind, the others its argument:
-//   0  a command is sent; the argument is its place in kCommands
-//   1  as many bytes arrive as the argument says; they follow
-//   2  the same in units of 256 bytes
-//   3  the end of a plain answer arrives
+// Input: the settings, then steps. In the first byte of a step, bits 0-1 are the type and bits 2-7
+// the argument N:
+//   0  the program sends command N of kCommands
+//   1  the next N bytes arrive
+//   2  the next N * 256 bytes arrive
+//   3  the terminator of a plain answer arrives
 
 #include <array>
 #include <memory>

@@ -1,5 +1,5 @@
-// Runs a fuzzer's inputs once each, without a fuzzer: the corpus, and what has ever failed, as an
-// ordinary test.
+// Usage: FUZZER_replay FOLDER...
+// Runs a fuzz test once with each file in the folders, without libFuzzer.
 
 #include <cstdint>
 #include <cstdio>

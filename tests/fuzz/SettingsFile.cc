@@ -1,4 +1,4 @@
-// A settings file that may hold anything is read, written back, and read again.
+// Fuzzes reading a settings file with arbitrary contents. Input: the contents.
 
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
@@ -18,15 +18,15 @@ void Run(Input& input) {
                {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   LumetFile files(log, clock, disk);
   SettingsImage image{};
-  Require(files.ReadRegistry(image), "the settings file is read");
+  Require(files.ReadRegistry(image), "the settings file can be read");
   Settings settings;
   ReadChoices(image, settings);
   for (const std::size_t position : {kApplicationNamePosition, kFileNamePosition}) {
     const std::string name = ReadName(image, position);
-    Require(name.size() <= kLongestName, "a name keeps to its length");
+    Require(name.size() <= kLongestName, "names are at most kLongestName bytes");
     SettingsImage written = image;
     WriteName(written, position, name);
-    Require(ReadName(written, position) == name, "a name that was read can be written");
+    Require(ReadName(written, position) == name, "names are unchanged after writing");
   }
   WriteChoices(settings, image);
   Settings again;
@@ -35,7 +35,7 @@ void Run(Input& input) {
               again.sn_position == settings.sn_position &&
               again.datadelimiter == settings.datadelimiter &&
               again.recorddelimiter == settings.recorddelimiter,
-          "numbers come back as they were");
+          "numbers are unchanged after writing");
   files.SaveRegistry(image);
 }
 
