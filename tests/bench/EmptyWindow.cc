@@ -1,5 +1,5 @@
-// A window with the same controls as the program's two, and nothing behind them: what a program
-// with such windows costs in this toolkit.
+// Baseline for start and memory: windows with the same controls as the program's two windows, but
+// without any function.
 
 #include <QAction>
 #include <QApplication>

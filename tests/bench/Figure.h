@@ -1,15 +1,22 @@
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 
 namespace quillet::bench {
 
-/// Prints what was measured in one round, for tests/bench/run to gather.
-/// @param name     of the figure, as that script has it
-/// @param ours     what the program takes
-/// @param against  what it is held against, in the same unit
-inline void PrintFigure(const char* name, double ours, double against) {
-  std::printf("figure\t%s\t%.9g\t%.9g\n", name, ours, against);
+using Clock = std::chrono::steady_clock;
+
+inline double Seconds(Clock::duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
+
+/// Prints the result of one round in the format that tests/bench/table.py reads.
+/// @param name      row of the table (table.py)
+/// @param ours      result of the program
+/// @param baseline  result of the baseline, in the same unit
+inline void PrintFigure(const char* name, double ours, double baseline) {
+  std::printf("figure\t%s\t%.9g\t%.9g\n", name, ours, baseline);
   std::fflush(stdout);
 }
 

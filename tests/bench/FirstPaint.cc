@@ -1,10 +1,10 @@
-// Starts a program and prints how long it takes until its window has been painted, in seconds, and
-// its process number; ends then, and leaves the program running.
-//
-// The window counts as painted when a good part of the line through the middle of the screen is as
-// white as a text view is. So nothing white may be there before.
-//
 // Usage: first_paint PROGRAM [ARGUMENT...]
+//
+// Starts a program, prints the seconds until its window is painted and its process ID, and exits.
+// The program keeps running.
+//
+// The window counts as painted when 300 pixels in the middle row of the screen are white, the
+// background colour of a text view. The row must not be white before.
 
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -17,10 +17,12 @@
 #include <cstdlib>
 #include <thread>
 
+#include "tests/bench/Figure.h"
+
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
+using quillet::bench::Clock;
 
 constexpr std::uint32_t kColour = 0xFFFFFF;
 constexpr int kEnoughPixels = 300;
@@ -51,13 +53,13 @@ int main(int argc, char** argv) {
   if (argc < 2) return 2;
   Screen screen;
   if (screen.IsPainted()) {
-    std::fputs("something white is on the screen already\n", stderr);
+    std::fputs("The screen already shows a white window. Close it and try again.\n", stderr);
     return 1;
   }
   const auto start = Clock::now();
   const pid_t child = fork();
   if (child == 0) {
-    dup2(STDERR_FILENO, STDOUT_FILENO);  // whoever reads our output must not wait for its end
+    dup2(STDERR_FILENO, STDOUT_FILENO);  // the caller's pipe closes when first_paint exits
     execv(argv[1], argv + 1);
     _exit(127);
   }
@@ -65,7 +67,6 @@ int main(int argc, char** argv) {
     if (waitpid(child, nullptr, WNOHANG) != 0) return 1;
     std::this_thread::sleep_for(500us);
   }
-  const double taken = std::chrono::duration<double>(Clock::now() - start).count();
-  std::printf("%.6f %d\n", taken, static_cast<int>(child));
+  std::printf("%.6f %d\n", quillet::bench::Seconds(Clock::now() - start), static_cast<int>(child));
   return 0;
 }

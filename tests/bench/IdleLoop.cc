@@ -1,7 +1,7 @@
-// What the read thread does at least: sleeps 200 microseconds and reads, for ever.
+// Usage: idle_loop [PATH]
 //
-// Usage: idle_loop [PATH]; without a path nothing is open and the read fails, as when no scanner is
-// connected.
+// Baseline for the idle read thread: sleeps 200 µs and reads, in an endless loop. Without PATH the
+// read fails, as in the program without a scanner.
 
 #include <fcntl.h>
 #include <termios.h>
@@ -21,6 +21,6 @@ int main(int argc, char** argv) {
   static char buffer[10240];
   for (;;) {
     std::this_thread::sleep_for(std::chrono::microseconds(200));
-    if (read(line, buffer, sizeof buffer) > 0) return 1;  // the line is meant to be silent
+    if (read(line, buffer, sizeof buffer) > 0) return 1;  // the line must be silent
   }
 }

@@ -12,14 +12,14 @@
 
 namespace quillet::bench {
 
-/// A log that goes nowhere.
+/// Drops all log lines.
 class NoLog final : public SystemLog {
  public:
   void Write(std::string_view) override {}
 };
 
-/// A process that takes messages in as a log daemon does, and drops them. To be made before there
-/// are threads.
+/// A child process that receives messages like a log daemon and drops them. Create it before any
+/// thread.
 class LogListener {
  public:
   LogListener() {
@@ -36,7 +36,7 @@ class LogListener {
     socket_ = ends[0];
   }
 
-  /// Sends a message with the head that syslog(3) gives it.
+  /// Sends a message with the header that syslog(3) adds.
   void Send(std::string_view message) const {
     char datagram[8192];
     const std::time_t now = std::time(nullptr);

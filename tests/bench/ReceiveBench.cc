@@ -1,6 +1,6 @@
-// The receive path without a line: a whole burst through DataFromDevice, composition and gathering,
-// beside a bare loop that stores each byte with one comparison. The counter "stored" is what the
-// receive path writes in a second: bytes received, bytes of composed lines and of log lines.
+// Speed of the receive path without a serial line: a burst passes through DataFromDevice,
+// composition and collection. Baseline: a loop that stores and compares each byte. The counter
+// "stored" is the number of bytes written per second: received bytes, composed lines, log lines.
 
 #include <benchmark/benchmark.h>
 
@@ -17,7 +17,7 @@ using namespace quillet;
 
 constexpr std::size_t kChunk = 4096;
 
-class NoLog final : public SystemLog {
+class CountingLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {
     benchmark::DoNotOptimize(line.data());
@@ -26,15 +26,15 @@ class NoLog final : public SystemLog {
   std::size_t bytes = 0;
 };
 
-class Gatherer final : public LumetDelegate {
+class Collector final : public LumetDelegate {
  public:
   void TavoInitializationDone(bool) override {}
-  void DisplayBarcode(const std::string& record) override { gathered.append(record); }
+  void DisplayBarcode(const std::string& record) override { lines.append(record); }
   void SynchronizeFinished() override {}
-  std::string gathered;
+  std::string lines;
 };
 
-// A burst of about `size` bytes as a scanner sends it: a believable stock-taking, repeated.
+// Returns a burst of at most `size` bytes as a scanner sends it.
 std::vector<std::uint8_t> Burst(std::size_t size) {
   std::vector<std::uint8_t> burst(3);
   burst.reserve(size);
@@ -51,8 +51,8 @@ std::vector<std::uint8_t> Burst(std::size_t size) {
 }
 
 void ReceivePath(benchmark::State& benchmark) {
-  static auto& log = *new NoLog;
-  static auto& owner = *new Gatherer;
+  static auto& log = *new CountingLog;
+  static auto& owner = *new Collector;
   static auto& session = *new test::ScriptedSession(log, &owner);
   Lumet& lumet = session.lumet;
   lumet.bAttachType = lumet.bAttachSerial = lumet.bAttachTimestamp = 1;
@@ -60,7 +60,7 @@ void ReceivePath(benchmark::State& benchmark) {
   const auto burst = Burst(static_cast<std::size_t>(benchmark.range(0)));
   log.bytes = 0;
   for (auto _ : benchmark) {
-    owner.gathered.clear();
+    owner.lines.clear();
     session.SendBurst();
     for (std::size_t sent = 0; sent < burst.size(); sent += kChunk) {
       const std::size_t count = std::min(kChunk, burst.size() - sent);
@@ -70,7 +70,7 @@ void ReceivePath(benchmark::State& benchmark) {
     session.DropQueue();
   }
   benchmark.SetBytesProcessed(static_cast<std::int64_t>(benchmark.iterations() * burst.size()));
-  const std::size_t kept = benchmark.iterations() * (burst.size() + owner.gathered.size());
+  const std::size_t kept = benchmark.iterations() * (burst.size() + owner.lines.size());
   benchmark.counters["stored"] = {static_cast<double>(kept + log.bytes),
                                   benchmark::Counter::kIsRate};
 }

@@ -1,19 +1,17 @@
-// A burst of 20,000 records to a file, through the whole program but for its window, over a
-// pseudo-terminal. Printed, in seconds, for each round:
-//   unpaced  from the moment at which the scanner has "P" to the last record composed, with a log
-//            that somebody listens to, beside the same scanner's answer to "P" read by the same
-//            poll and nothing else
-//   tail     of it: from the first record composed, which is behind the last byte received, to the
-//            last, beside all of it
-//   log      the same run beside one with a log that goes nowhere
-//   syslog   the same run with this system's syslog(3), beside the same poll: where there is no log
-//            daemon each line costs a search for one
-//   paced    once: the run at 115200 bit/s, beside the time that its line needs
-//   record   instead of these, with "singly": from one record composed to the next, records being
-//            requested one by one, beside the pauses that are part of the protocol: a millisecond
-//            for each byte of the command and the poll of 0.1 s for its answer
-//
 // Usage: run_bench [ROUNDS [RECORDS]] | run_bench singly
+//
+// Measures a burst to a file (default: 15 rounds of 20,000 records). The program runs without its
+// window and is connected over a pseudo-terminal. Prints in seconds, for each round:
+//   unpaced  from the command "P" to the last record, with a log listener; baseline: a poll loop
+//            that only reads the same burst
+//   tail     from the first record to the last; baseline: the program's time of "unpaced"
+//   log      the program's time of "unpaced"; baseline: the same without log
+//   syslog   like "unpaced", with the system's syslog(3)
+// and once:
+//   paced    the same run at 115200 bit/s; baseline: the transfer time of the burst
+//
+// With "singly", prints the time per record when records are requested one by one:
+//   record   baseline: the pauses of the protocol, 1 ms per byte of the command and 0.1 s per poll
 
 #include <fcntl.h>
 #include <termios.h>
@@ -24,7 +22,6 @@
 #include <string_view>
 
 #include "platform/posix/SyslogLog.h"
-#include "tests/bench/Figure.h"
 #include "tests/bench/LogListener.h"
 #include "tests/bench/WholeProgram.h"
 
@@ -47,12 +44,12 @@ void AwaitCommand(const simulator::Simulator& scanner, std::size_t earlier) {
   Await([&] { return scanner.CountOf("P") > earlier; });
 }
 
-struct Taken {
+struct RunTime {
   double whole;  // from "P" to the last record
-  double tail;   // of that, from the first record
+  double tail;   // from the first record to the last
 };
 
-// The program, collecting from a scanner of its own.
+// The program and its scanner.
 class Collector {
  public:
   Collector(simulator::Simulator& scanner, SystemLog& log)
@@ -60,7 +57,7 @@ class Collector {
     program_.setWatch(watch_);
   }
 
-  Taken Once() {
+  RunTime Once() {
     const std::size_t earlier = scanner_.CountOf("P");
     watch_.Expect(scanner_.Records().size());
     program_.StartRun();
@@ -76,7 +73,7 @@ class Collector {
   RecordWatch watch_;
 };
 
-// The other end of a scanner's line, from which a burst is read and dropped.
+// Reads bursts from a scanner and drops them.
 class BarePoll {
  public:
   explicit BarePoll(simulator::Simulator& scanner)
@@ -110,8 +107,8 @@ class BarePoll {
   const int line_;
 };
 
-// The scanner answers after 20 ms: one that answers within the pause after the last byte of its
-// command needs no poll.
+// With a latency of 20 ms, no answer arrives in the pause after the command, and each command takes
+// a poll interval of 0.1 s.
 void MeasureSingly(SystemLog& log) {
   constexpr std::size_t kRecords = 100;
   WholeProgram program(StartScanner(kRecords, 0, std::chrono::milliseconds(20)), log, false);
@@ -131,34 +128,34 @@ void MeasureSingly(SystemLog& log) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  static auto& unheard = *new platform::posix::SyslogLog;
+  static auto& systemLog = *new platform::posix::SyslogLog;
   if (argc > 1 && std::string_view(argv[1]) == "singly") {
-    MeasureSingly(unheard);
+    MeasureSingly(systemLog);
     _exit(0);
   }
   const std::size_t rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 15;
   const std::size_t records = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 20000;
   static const LogListener listener;
-  static NoLog nowhere;
+  static NoLog noLog;
   static auto& log =
       *new platform::posix::SyslogLog([](std::string_view message) { listener.Send(message); });
 
   BarePoll bare(StartScanner(records, 0));
-  Collector usual(StartScanner(records, 0), log);
-  Collector silent(StartScanner(records, 0), nowhere);
-  Collector alone(StartScanner(records, 0), unheard);
+  Collector heard(StartScanner(records, 0), log);
+  Collector silent(StartScanner(records, 0), noLog);
+  Collector unheard(StartScanner(records, 0), systemLog);
   for (std::size_t round = 0; round < rounds; ++round) {
-    const Taken taken = usual.Once();
+    const RunTime time = heard.Once();
     const double polled = bare.Once();
-    PrintFigure("unpaced", taken.whole, polled);
-    PrintFigure("tail", taken.tail, taken.whole);
-    PrintFigure("log", taken.whole, silent.Once().whole);
-    PrintFigure("syslog", alone.Once().whole, polled);
+    PrintFigure("unpaced", time.whole, polled);
+    PrintFigure("tail", time.tail, time.whole);
+    PrintFigure("log", time.whole, silent.Once().whole);
+    PrintFigure("syslog", unheard.Once().whole, polled);
   }
 
-  auto& slow_scanner = StartScanner(records, kLineSpeed);
-  Collector paced(slow_scanner, log);
+  auto& pacedScanner = StartScanner(records, kLineSpeed);
+  Collector paced(pacedScanner, log);
   PrintFigure("paced", paced.Once().whole,
-              static_cast<double>(BurstBytes(slow_scanner)) * 10 / kLineSpeed);
+              static_cast<double>(BurstBytes(pacedScanner)) * 10 / kLineSpeed);
   _exit(0);
 }

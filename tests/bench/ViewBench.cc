@@ -1,13 +1,10 @@
-// How fast texts reach the screen, and whether the window stays responsive.
-//
-// A thread queues one append and one scroll to the end per record, as fast as it can, as the
-// program does. The main thread runs its loop with a shown window. Printed, in milliseconds:
-//   view-N          until the last character was in the view, beside one insertion of the same text
-//                   into the same widget
-//   turn            longest time between two passes of the main loop, beside a frame at 60 Hz
-//   turn-processor  the same in processor time
-//
 // Usage: view_bench ROUNDS
+//
+// Speed of the main view and responsiveness of the window. A thread queues one append and one
+// scroll per record while the main loop runs. Prints in milliseconds, for each round:
+//   view-N          time to display N records; baseline: one insertion of the same text
+//   turn            longest time between two passes of the main loop; baseline: a frame at 60 Hz
+//   turn-processor  the same in processor time
 
 #include <QApplication>
 #include <QPlainTextEdit>
@@ -28,16 +25,16 @@
 
 namespace {
 
+using quillet::bench::Clock;
 using quillet::bench::PrintFigure;
 using quillet::platform::qt::QtMainQueue;
 using quillet::platform::qt::QtMainWindow;
-using Clock = std::chrono::steady_clock;
 
 double Milliseconds(Clock::duration duration) {
-  return std::chrono::duration<double, std::milli>(duration).count();
+  return 1e3 * quillet::bench::Seconds(duration);
 }
 
-/// Processor time of the calling thread.
+/// Returns the processor time of the calling thread.
 Clock::duration ProcessorTime() {
   timespec spent{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &spent);
@@ -82,7 +79,7 @@ class Pulse {
   Clock::duration longestBusy_{};
 };
 
-/// Returns the time until the last character was in the view.
+/// Appends records from another thread. Returns the milliseconds until all are in the view.
 double AppendAll(int records, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse) {
   window.view().SetText("");
   QCoreApplication::processEvents();
@@ -110,6 +107,7 @@ double AppendAll(int records, QtMainQueue& queue, QtMainWindow& window, Pulse& p
   return total;
 }
 
+/// Inserts the same records in a single call. Returns the milliseconds that this takes.
 double InsertAtOnce(int records, QtMainWindow& window) {
   auto& view = static_cast<quillet::platform::qt::RecordView&>(
       *window.widget().findChild<QPlainTextEdit*>());
@@ -147,7 +145,7 @@ int main(int argc, char** argv) {
   QtMainWindow window;
   window.Show();
   Pulse pulse;
-  // Inside the application's loop, whose priorities differ from those of single passes.
+  // Runs inside exec(), which schedules events differently from single calls of processEvents().
   QTimer::singleShot(100, [&] {
     Measure(argc > 1 ? std::atoi(argv[1]) : 1, queue, window, pulse);
     application.quit();

@@ -10,6 +10,7 @@
 #include "platform/posix/PosixFileStore.h"
 #include "simulator/RecordGenerator.h"
 #include "simulator/Simulator.h"
+#include "tests/bench/Figure.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/FakeSettingsForm.h"
 #include "tests/support/SystemLine.h"
@@ -17,21 +18,15 @@
 
 namespace quillet::bench {
 
-using Clock = std::chrono::steady_clock;
-
-inline double Seconds(Clock::duration duration) {
-  return std::chrono::duration<double>(duration).count();
-}
-
 template <class Condition>
 void Await(Condition&& condition,
            std::chrono::microseconds pause = std::chrono::microseconds(100)) {
   while (!condition()) std::this_thread::sleep_for(pause);
 }
 
-/// A scanner with a believable stock-taking.
-/// @param speed    of its line in bit/s; 0: the line takes no time
-/// @param latency  from the last byte of a command to the first of its answer
+/// Starts a scanner with records of a stock-taking. It is never destroyed.
+/// @param speed    line speed in bit/s; 0: unlimited
+/// @param latency  time from the last byte of a command to the first byte of its answer
 inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t speed,
                                           std::chrono::milliseconds latency = {}) {
   simulator::Options options;
@@ -43,21 +38,19 @@ inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t spe
   return scanner;
 }
 
-/// Stands between a session and its owner, and notes on the read thread when the first record of a
-/// run is delivered and when the last one has been: a thread that looked for that now and then
-/// would take processor time from the run.
+/// Forwards the callbacks of a session to its owner and takes the times of the first and last
+/// record. The times are taken on the read thread because polling would slow down the run.
 class RecordWatch final : public LumetDelegate {
  public:
   explicit RecordWatch(LumetDelegate& owner) : owner_(owner) {}
 
-  /// Before a run.
-  /// @param records  that the run will deliver
+  /// Prepares for a run that delivers this number of records.
   void Expect(std::size_t records) { expected_ = left_ = records; }
 
-  ///@{ Behind the run.
+  /// When the first record was composed. Valid after the run.
   Clock::time_point first() const { return first_; }
+  /// When the last record was delivered. Valid after the run.
   Clock::time_point last() const { return last_; }
-  ///@}
 
   void TavoInitializationDone(bool connected) override { owner_.TavoInitializationDone(connected); }
   void DisplayBarcode(const std::string& record) override {
@@ -75,11 +68,11 @@ class RecordWatch final : public LumetDelegate {
   Clock::time_point last_;
 };
 
-/// The whole program but for its window, connected to a simulated scanner over a pseudo-terminal.
-/// Made once and never destroyed, as in the program itself.
+/// The program without its window, connected to a simulated scanner over a pseudo-terminal. Its
+/// parts are never destroyed, because the threads of a session use them until the process ends.
 class WholeProgram {
  public:
-  /// @param burst  collects all records in one transfer, else one by one
+  /// @param burst  true: all records in one transfer; false: record by record
   WholeProgram(simulator::Simulator& scanner, SystemLog& log, bool burst = true)
       : application_(*new QuilletAppDelegate(log, queue_)),
         controller_(*new SyncController(
@@ -103,10 +96,10 @@ class WholeProgram {
     controller_.synchronizeButton();
   }
 
-  /// The records that the present run has composed and delivered.
+  /// Number of records that the current run has delivered.
   std::int32_t records() const { return controller_.barcodeCount; }
 
-  /// Puts a watch between the session and the controller. The watch outlives both.
+  /// Sends the session's callbacks to `watch`, which must outlive the program.
   void setWatch(RecordWatch& watch) { controller_.lumet->setDelegate(&watch); }
   LumetDelegate& owner() { return controller_; }
 

@@ -1,5 +1,7 @@
-"""The processor time of the idle program, beside a bare loop of a 200-microsecond sleep and a read
-that runs during the same time."""
+"""Measures the processor time of the idle program.
+
+Baseline: idle_loop, which runs at the same time.
+"""
 
 import os
 import time
@@ -9,11 +11,11 @@ from harness.processes import Process
 
 _ROUNDS = 16
 _SPAN = 5.0  # seconds
-_PORTS = 32  # as many as the program looks at
+_PORTS = 32  # the maximum that the program lists
 
 
 def _processor_seconds(pid):
-    """What all threads of a process have had of the processors."""
+    """Returns the processor time of all threads of a process."""
     total = 0
     for task in os.listdir(f"/proc/{pid}/task"):
         with open(f"/proc/{pid}/task/{task}/schedstat", encoding="ascii") as schedstat:
@@ -25,7 +27,7 @@ class Idle(SystemTest):
 
     def setUp(self):
         super().setUp()
-        # The program's own environment, in which a read goes by way of what stands in for udev.
+        # Same as the program's, including the preloaded umockdev that intercepts each read.
         self._environment = self.desktop.environment | self.devices.environment
 
     def _measure(self, name, *line):
@@ -45,7 +47,7 @@ class Idle(SystemTest):
     def test_connected_and_disconnected(self):
         self.plugged_in_scanner()
         other = self.scanner(node="ttyACM1", place="3-2:1.0")
-        other.switch_on()  # for the loop; the computer is not told of it
+        other.switch_on()  # read by the loop; not announced to the program
         self.start_connected()
         self._measure("idle-connected", other.link)
         self.quillet.press("Disconnect")

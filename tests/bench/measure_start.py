@@ -1,5 +1,7 @@
-"""How soon the program's window is on the screen, and how much memory the idle program holds,
-beside a window with the same controls and nothing behind them."""
+"""Measures the time until the window is painted and the memory of the idle program.
+
+Baseline: a window with the same controls but without any function.
+"""
 
 import os
 import re
@@ -11,7 +13,7 @@ from harness.case import SystemTest
 from harness.waiting import wait_until
 
 _ROUNDS = 9
-_SETTLING = 2.0  # seconds, after which a program that has been painted is idle
+_SETTLING = 2.0  # seconds from the first paint until the program is idle
 
 
 def _resident_mebibytes(pid):
@@ -22,7 +24,7 @@ def _resident_mebibytes(pid):
 class Start(SystemTest):
 
     def test_first_paint_and_memory(self):
-        """Each program in turn, in a first round that is not counted and in those that are."""
+        """Starts both programs in turn. The first round is a warm-up."""
         folder = os.path.dirname(os.environ["SYSTEM_TEST_QUILLET"])
         environment = self.desktop.environment | self.devices.environment
         for round_number in range(_ROUNDS + 1):
@@ -33,15 +35,15 @@ class Start(SystemTest):
                     print("figure", name, *values, sep="\t", flush=True)
 
     def _start_once(self, first_paint, program, environment):
-        """Seconds until the first paint, resident MiB when idle."""
+        """Returns the seconds until the first paint and the resident MiB when idle."""
         done = subprocess.run([first_paint, program], env=environment, stdout=subprocess.PIPE,
                               check=True, text=True)
         seconds, pid = done.stdout.split()
         time.sleep(_SETTLING)
         memory = _resident_mebibytes(pid)
         os.kill(int(pid), signal.SIGKILL)
-        wait_until(lambda: not self._is_running(pid), "the end of the program")
-        time.sleep(0.3)  # the X server takes the window away
+        wait_until(lambda: not self._is_running(pid), "the program to exit")
+        time.sleep(0.3)  # the X server removes the window
         return float(seconds), memory
 
     def _is_running(self, pid):

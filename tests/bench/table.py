@@ -1,50 +1,53 @@
-"""Runs the benchmark programs and prints what they measured as one table: see run."""
+"""Runs the benchmark programs and prints their results as one table. Started by tests/bench/run."""
 
 import collections
 import json
+import operator
 import os
 import re
 import statistics
 import subprocess
 import sys
 
-# Name of a figure, what is measured, what it is held against, the target, and how the ratio of
-# both has to stand to it.
+# Name of the figure, measurement, baseline, target and kind of the target.
 _ROWS = [
-    ("receive", "receive path, 4 MiB burst to composed lines, bytes/s",
-     "a bare loop that stores each byte with one comparison", 0.5, "at least"),
-    ("stored", "the same, counting every byte that it writes: received, composed, logged",
-     "the same", 0.5, "at least"),
-    ("growth-2", "receive path, time for 2 MiB", "twice the time for 1 MiB", 1.05, "at most"),
-    ("growth-4", "receive path, time for 4 MiB", "four times the time for 1 MiB", 1.05, "at most"),
-    ("paced", "whole run, 20,000 records in a burst at 115200 bit/s",
-     "the time that the line needs", 1.01, "at most"),
-    ("unpaced", "whole run, unpaced", "the same bytes read by the same poll and nothing else",
+    ("receive", "receive path, burst of 4 MiB to composed lines, bytes/s",
+     "loop that stores and compares each byte", 0.5, "at least"),
+    ("stored", "receive path, bytes received, composed and logged, bytes/s", "same loop",
+     0.5, "at least"),
+    ("growth-2", "receive path, 2 MiB, ms", "2 × time for 1 MiB", 1.05, "at most"),
+    ("growth-4", "receive path, 4 MiB, ms", "4 × time for 1 MiB", 1.05, "at most"),
+    ("paced", "burst of 20,000 records at 115200 bit/s, s", "transfer time at this speed",
+     1.01, "at most"),
+    ("unpaced", "burst of 20,000 records, unlimited speed, s", "poll loop that only reads",
      1.15, "at most"),
-    ("tail", "of it, from the first record composed to the last", "the whole run", None, ""),
-    ("syslog", "whole run, unpaced, by this system's own syslog(3)", "the same poll", None, ""),
-    ("record", "record by record, per record", "0.1 s and 1 ms for each byte of the command",
+    ("tail", "same burst, first to last record, s", "whole burst", None, ""),
+    ("syslog", "same burst, syslog(3) of this system, s", "poll loop that only reads", None, ""),
+    ("log", "same burst, log with a listener, s", "same burst without log", 1.1, "at most"),
+    ("record", "record by record, time per record, s", "0.1 s + 1 ms per command byte",
      1.02, "at most"),
-    ("idle-connected", "processor time when idle, connected",
-     "a bare loop of a 200-microsecond sleep and a read", 1.05, "at most"),
-    ("idle-disconnected", "processor time when idle, disconnected", "the same", 1.05, "at most"),
-    ("idle-ports", "the same, connected, with 32 ports there", "the same", 1.05, "at most"),
-    ("ports-1", "reading which ports there are, 1, ms", "libudev's own walk over them", None, ""),
-    ("ports-8", "the same, 8, ms", "the same", None, ""),
-    ("ports-32", "the same, 32, ms", "the same", None, ""),
-    ("start", "start to first painted window", "a window with the same controls", 1.3, "at most"),
-    ("memory", "resident memory when idle, MiB", "the same window", 16, "at most more"),
-    ("view-25000", "25,000 records to the view, ms",
-     "one insertion of the same text into the same widget", 3, "at most"),
-    ("view-50000", "50,000 records to the view, ms", "the same", 3, "at most"),
-    ("view-100000", "100,000 records to the view, ms", "the same", 3, "at most"),
-    ("growth-view", "100,000 records to the view", "four times the time for 25,000", 1.05,
-     "at most"),
-    ("turn", "longest turn of the main thread meanwhile, ms", "a frame of 16 ms", 1, "at most"),
-    ("turn-processor", "the same, processor time alone", "the same", 1, "at most"),
+    ("idle-connected", "idle processor time in 5 s, connected, s",
+     "loop of 200 µs sleep and read", 1.05, "at most"),
+    ("idle-disconnected", "idle processor time in 5 s, disconnected, s", "same loop",
+     1.05, "at most"),
+    ("idle-ports", "idle processor time in 5 s, 32 ports, s", "same loop", 1.05, "at most"),
+    ("ports-1", "listing 1 port, ms", "libudev enumeration", None, ""),
+    ("ports-8", "listing 8 ports, ms", "libudev enumeration", None, ""),
+    ("ports-32", "listing 32 ports, ms", "libudev enumeration", None, ""),
+    ("start", "start to first painted window, s", "window with the same controls", 1.3, "at most"),
+    ("memory", "resident memory when idle, MiB", "window with the same controls",
+     16, "at most more"),
+    ("view-25000", "25,000 records to the view, ms", "one insertion of the same text",
+     3, "at most"),
+    ("view-50000", "50,000 records to the view, ms", "one insertion of the same text",
+     3, "at most"),
+    ("view-100000", "100,000 records to the view, ms", "one insertion of the same text",
+     3, "at most"),
+    ("growth-view", "100,000 records to the view, ms", "4 × time for 25,000", 1.05, "at most"),
+    ("turn", "longest pass of the main loop, ms", "frame of 16 ms", 1, "at most"),
+    ("turn-processor", "longest pass of the main loop, processor time, ms", "frame of 16 ms",
+     1, "at most"),
     ("typing", "typing, characters/s", "`xdotool type --delay 0`, same client", 5, "at least"),
-    ("log", "whole run, unpaced, with a log that is listened to",
-     "the same run with the log going nowhere", 1.1, "at most"),
 ]
 
 _FIGURE = re.compile(r"(?:^|\.\.\. )figure\t(\S+)\t(\S+)\t(\S+)$", re.MULTILINE)
@@ -52,7 +55,7 @@ _TYPED = re.compile(r"^(quillet|other): .* s, (\d+) per second", re.MULTILINE)
 
 
 class Bench:
-    """The figures of each name: pairs of what the program takes and what it is held against."""
+    """Measures each part. `figures` has a list of pairs (program, baseline) for each row."""
 
     def __init__(self, programs):
         self._programs = programs
@@ -60,11 +63,11 @@ class Bench:
         self.complete = True
 
     def _run(self, *command, **environment):
-        print("measuring:", " ".join(command), file=sys.stderr, flush=True)
+        print("Measuring:", " ".join(command), file=sys.stderr, flush=True)
         done = subprocess.run(command, env=os.environ | environment, stdout=subprocess.PIPE,
                               text=True, check=False)
         if done.returncode != 0:
-            print(f"{command[0]} ended with {done.returncode}", file=sys.stderr)
+            print(f"{command[0]} failed with exit code {done.returncode}", file=sys.stderr)
             self.complete = False
         return done.stdout
 
@@ -127,23 +130,18 @@ class Bench:
         self.figures["typing"] = list(zip(rates["quillet"], rates["other"]))
 
 
-def _line(name, what, against, target, kind, pairs):
-    """A line of the table: the medians of both sides, and the ratio of these with the least and the
-    greatest of a single round."""
+def _line(name, what, baseline, target, kind, pairs):
+    """Returns a line of the table: both medians, their ratio and the range of single rounds."""
     ours, theirs = (statistics.median(side) for side in zip(*pairs))
-    compare, met = (lambda a, b: a / b), None
-    if target is None:
-        pass
-    elif kind == "at most more":
-        compare, met = (lambda a, b: a - b), ours - theirs <= target
-    else:
-        met = ours / theirs >= target if kind == "at least" else ours / theirs <= target
-    each = [compare(*pair) for pair in pairs]
+    compare = operator.sub if kind == "at most more" else operator.truediv
+    ratio, each = compare(ours, theirs), [compare(*pair) for pair in pairs]
     digits = ".4f" if name in ("paced", "record") else ".2f"
-    return (f"| {what} | {against} | {ours:.4g} | {theirs:.4g} | {compare(ours, theirs):{digits}} "
-            f"({min(each):{digits}} to {max(each):{digits}}, {len(each)}) | "
-            + (" | |" if target is None else
-               f"{kind} {target:g} | {'met' if met else 'missed'} |"))
+    result = " | |"
+    if target is not None:
+        met = ratio >= target if kind == "at least" else ratio <= target
+        result = f"{kind} {target:g} | {'met' if met else 'missed'} |"
+    return (f"| {what} | {baseline} | {ours:.4g} | {theirs:.4g} | {ratio:{digits}} "
+            f"({min(each):{digits}} to {max(each):{digits}}, {len(each)}) | {result}")
 
 
 def main():
@@ -151,13 +149,14 @@ def main():
     bench = Bench(programs)
     for part in parts or ["receive", "run", "records", "ports", "view", "desktop", "typing"]:
         getattr(bench, part)()
-    print("| What | Against | Median | Beside | Ratio (of single rounds, how many) | Target | |")
+    print("| Measurement | Baseline | Median | Baseline median | Ratio (range, rounds) | Target "
+          "| Result |")
     print("|---|---|---|---|---|---|---|")
     for name, *row in _ROWS:
         if bench.figures[name]:
             print(_line(name, *row, bench.figures[name]))
     if not bench.complete:
-        sys.exit("A program failed; its figures are missing.")
+        sys.exit("The table is incomplete because a program failed. See its messages above.")
 
 
 if __name__ == "__main__":
