@@ -1,4 +1,4 @@
-"""The programs that are typed into."""
+"""Programs that receive the records."""
 
 import os
 import re
@@ -12,7 +12,7 @@ TEXT_WINDOW = f"{PROGRAMS}/text_window.py"
 
 
 class Editor:
-    """A program with a window, and a file into which it writes what it was given."""
+    """A program with a window. It writes its text to a file."""
 
     def __init__(self, test, name, command, path, **popen):
         desktop = test.desktop
@@ -21,7 +21,7 @@ class Editor:
         self.process = Process(name, command, desktop.environment, **popen)
         test.addCleanup(self.process.stop)
         wait_until(lambda: os.path.exists(path), lambda: f"{name}\n{self.process.output()}")
-        wait_until(lambda: self._windows(), f"the window of {name}")
+        wait_until(self._windows, f"the window of {name}")
         self.window = self._windows()[-1]
         self.focus()
 
@@ -43,18 +43,17 @@ class Editor:
 
     def wait_for_text(self, text, limit=40):
         wait_until(lambda: self.text() == text,
-                   lambda: f"the text\n{text[-500:]!r}\nIt is ({len(self.text())} of {len(text)})\n"
-                           f"{self.text()[-500:]!r}", limit)
+                   lambda: f"{len(text)} characters that end with\n{text[-500:]!r}\nThere are "
+                           f"{len(self.text())}\n{self.text()[-500:]!r}", limit)
 
 
 class Terminal(Editor):
-    """xterm, in which a program reads its standard input."""
+    """xterm with terminal_reader.py."""
 
     TITLE = "terminal reader"
 
     def __init__(self, test, path="/tmp/terminal.text"):
-        # The line between the two is made here: xterm by itself would give it to a group that the
-        # sandbox does not have.
+        # xterm would set the terminal's group to one that does not exist in the sandbox.
         window_side, program_side = os.openpty()
         reader = Process("reader", ["/usr/bin/python3", f"{PROGRAMS}/terminal_reader.py", path],
                          test.desktop.environment, stdin=program_side)
@@ -65,7 +64,7 @@ class Terminal(Editor):
                          path, pass_fds=[window_side])
         os.close(window_side)
         os.close(program_side)
-        # xterm first says which window it has.
+        # With -S, xterm first writes its window number.
         wait_until(lambda: super(Terminal, self).text().endswith("\n"), "xterm's first line")
         self._first_line = len(super().text())
 
@@ -73,7 +72,7 @@ class Terminal(Editor):
         return super().text()[self._first_line:]
 
     def time_of_last_read(self):
-        """When the last character came, by time.monotonic(); known a moment later."""
+        """Returns the time.monotonic() of the last read. Updated when the input pauses."""
         if not os.path.exists(self.path + ".time"):
             return 0.0
         with open(self.path + ".time", encoding="ascii") as file:
@@ -81,7 +80,7 @@ class Terminal(Editor):
 
 
 class TextWindow(Editor):
-    """A text field of Tk's."""
+    """text_window.py, a text field."""
 
     TITLE = "text window"
 
@@ -90,13 +89,13 @@ class TextWindow(Editor):
 
 
 def caps_lock(desktop):
-    """Whether the keyboard's light for Caps Lock is on."""
-    told = subprocess.run(["xset", "q"], env=desktop.environment, capture_output=True, text=True,
+    """Returns whether Caps Lock is on."""
+    output = subprocess.run(["xset", "q"], env=desktop.environment, capture_output=True, text=True,
                           check=True).stdout
-    return re.search(r"Caps Lock:\s+(\w+)", told).group(1) == "on"
+    return re.search(r"Caps Lock:\s+(\w+)", output).group(1) == "on"
 
 
 def set_caps_lock(desktop, on):
     if caps_lock(desktop) != on:
         desktop.xdotool("key", "Caps_Lock")
-    wait_until(lambda: caps_lock(desktop) == on, f"Caps Lock to be {on}")
+    wait_until(lambda: caps_lock(desktop) == on, f"Caps Lock {on}")

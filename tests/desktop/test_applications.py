@@ -1,41 +1,31 @@
-"""Records for an application that is named in the settings."""
+"""Delivery to the application named in the settings."""
 
 import os
 import shutil
 import signal
 
 from editors import TEXT_WINDOW, Terminal, TextWindow
-from harness.case import Record, SystemTest, messages
-from harness.waiting import wait_until
-from test_typing import data_only
+from harness.case import wait_until
+from typing_case import TypingCase, data_only, lines
 
-_TIME = "2026-11-16 09:15:00"
-_COUNT = 100
 _PROGRAM = "/tmp/stock"
 _ENTRY = "/tmp/stock.desktop"
-_TEXTS = [f"Item {number}" for number in range(_COUNT)]
-_ALL = "".join(text + "\n" for text in _TEXTS)
+_TEXTS = [f"Item {number}" for number in range(100)]
 
 
-class ApplicationsTest(SystemTest):
+class ApplicationsTest(TypingCase):
 
     def prepare(self, application, arguments="%F"):
-        for path in (_PROGRAM + ".starts", _PROGRAM + ".text", _PROGRAM + ".palette"):
-            if os.path.exists(path):
-                os.unlink(path)
+        """Installs the application with a desktop entry, and connects the program."""
+        for ending in (".starts", ".text", ".palette"):
+            if os.path.exists(_PROGRAM + ending):
+                os.unlink(_PROGRAM + ending)
         self.addCleanup(self.stop_application)
         shutil.copy(TEXT_WINDOW, _PROGRAM)
         with open(_ENTRY, "w", encoding="ascii") as entry:
-            entry.write(f"[Desktop Entry]\nType=Application\nName=Stock\nExec={_PROGRAM} {arguments}\n")
-        data_only(destination=3, application=application).save()
-        self.plugged_in_scanner([Record(6, text.encode(), _TIME) for text in _TEXTS],
-                                options=["--speed", "unlimited"])
-        self.start_connected()
-
-    def synchronize(self):
-        self.quillet.press("Synchronize")
-        wait_until(lambda: self.quillet.view().endswith(
-            messages.count(_COUNT) + messages.FINISHED), "the end of the run", 100)
+            entry.write(f"[Desktop Entry]\nType=Application\nName=Stock\n"
+                        f"Exec={_PROGRAM} {arguments}\n")
+        self.connect(_TEXTS, data_only(destination=3, application=application))
 
     def stop_application(self):
         for pid in self.starts():
@@ -43,6 +33,7 @@ class ApplicationsTest(SystemTest):
                 os.kill(pid, signal.SIGKILL)
 
     def starts(self):
+        """Returns the process numbers of all starts of the application."""
         if not os.path.exists(_PROGRAM + ".starts"):
             return []
         with open(_PROGRAM + ".starts", encoding="ascii") as starts:
@@ -57,67 +48,57 @@ class ApplicationsTest(SystemTest):
         return self.desktop.xdotool("search", "--onlyvisible", "--name", f"^{title}$")
 
     def start_application(self):
-        """By a run, which does not wait for it: what is typed meanwhile goes to whatever is in
-        front."""
-        self.synchronize()
+        """Starts the application with a run. The run does not wait for the application, which may
+        miss the first records."""
+        self.deliver()
         wait_until(lambda: os.path.exists(_PROGRAM + ".text"), "the application")
         wait_until(lambda: self.window("text window"), "its window")
+
+    def deliver_again(self, expected):
+        """Delivers to the running application, whose text must become `expected`."""
+        self.quillet.press("Clear")
+        self.deliver()
+        wait_until(lambda: self.text() == expected,
+                   lambda: f"the records in the application; its text is {self.text()!r}")
 
     def check_application(self, application):
         self.prepare(application)
         self.start_application()
         other = Terminal(self)
         self.assertTrue(other.has_focus())
-        before = self.text()
-        self.quillet.press("Clear")
-        self.synchronize()
-        wait_until(lambda: self.text() == before + _ALL,
-                   lambda: f"the records in the application, which has {self.text()!r}")
+        self.deliver_again(self.text() + lines(_TEXTS))
         self.assertEqual("", other.text())
         self.assertFalse(other.has_focus())
-        self.assertEqual(1, len(self.starts()))
         (pid,) = self.starts()
         self.assertTrue(os.path.exists(f"/proc/{pid}"))
         self.close()
-        self.assertTrue(os.path.exists(f"/proc/{pid}"), "ended together with the program")
+        self.assertTrue(os.path.exists(f"/proc/{pid}"), "the application ended with the program")
 
-    def test_desktop_entry_is_started_once_and_brought_forward(self):
+    def test_starts_desktop_entry_once_and_activates_it(self):
         self.check_application(_ENTRY)
 
-    def test_executable_file_is_started_once_and_brought_forward(self):
+    def test_starts_executable_once_and_activates_it(self):
         self.check_application(_PROGRAM)
 
-    def test_palette_that_stays_on_top_takes_nothing_from_the_document(self):
+    def test_types_into_document_and_not_into_palette(self):
         self.prepare(_ENTRY, "--palette")
         self.start_application()
         wait_until(lambda: self.window("palette"), "the palette")
         self.desktop.xdotool("windowactivate", "--sync", self.window("text window"))
         document, palette = self.text(), self.text(".palette")
-
-        self.quillet.press("Clear")
-        self.synchronize()
-        document += _ALL
-        self.wait_for_texts(document, palette)
+        self.deliver_again(document + lines(_TEXTS))
+        self.assertEqual(palette, self.text(".palette"))
 
         other = Terminal(self)
         self.assertTrue(other.has_focus())
-        self.quillet.press("Clear")
-        self.synchronize()
-        document += _ALL
-        self.wait_for_texts(document, palette)
+        self.deliver_again(document + lines(_TEXTS) * 2)
+        self.assertEqual(palette, self.text(".palette"))
         self.assertEqual("", other.text())
 
-    def wait_for_texts(self, document, palette):
-        """Waits for the document's text; the palette's must be as it was."""
-        wait_until(lambda: self.text() == document,
-                   lambda: f"the records in the document, which has {self.text()!r}, the palette "
-                           f"{self.text('.palette')!r}")
-        self.assertEqual(palette, self.text(".palette"))
-
-    def test_path_that_names_nothing_is_logged_and_typing_goes_on(self):
+    def test_logs_missing_application_and_types_anyway(self):
         self.prepare("/Applications/TextEdit")
         window = TextWindow(self)
-        self.synchronize()
-        window.wait_for_text(_ALL)
-        self.assertEqual(1 + _COUNT, self.log.lines().count(
+        self.deliver()
+        window.wait_for_text(lines(_TEXTS))
+        self.assertEqual(1 + len(_TEXTS), self.log.lines().count(
             "-[SyncController RunApplication]:Couldn't get FSRef"))

@@ -1,24 +1,21 @@
-"""A burst is waited for 50 seconds."""
+"""Bursts that begin just before and just after the time-out of 50 s."""
 
-from fault_case import PATH, FaultTest, messages, some_records
-from harness.waiting import wait_until
+from fault_case import OUTPUT, FaultTest, messages, wait_until
 
 
 class BurstWaitTest(FaultTest):
 
     def check(self, delay):
-        scanner = self.begin(some_records(3))
-        self.start_connected()
-        scanner.fault(f"on P 1 delay {delay}")
+        self.begin_connected(3, f"on P 1 delay {delay}")
         self.quillet.press("Synchronize")
-        wait_until(lambda: self.quillet.view() == messages.file_run(3, PATH), "the run to end",
-                   limit=2 * delay / 1000)
-        self.assert_file(PATH, self.text())
-        self.clear()
-        self.synchronize()
+        wait_until(lambda: self.quillet.view() == messages.file_run(3, OUTPUT),
+                   "the end of the run", limit=2 * delay / 1000)
+        self.assert_file(OUTPUT, self.text())
+        self.quillet.clear()
+        self.check_run()
 
-    def test_just_in_time(self):
+    def test_accepts_a_burst_after_49_s(self):
         self.check(49_000)
 
-    def test_too_late(self):
+    def test_accepts_a_burst_after_52_s(self):
         self.check(52_000)

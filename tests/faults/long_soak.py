@@ -1,12 +1,11 @@
-"""Everything that can happen in a day, in ten minutes and in any order."""
+"""Random user actions and device events for ten minutes."""
 
 import random
 import time
 
-from fault_case import END_OF_ANSWER, FaultTest, messages, some_records
+from fault_case import END_OF_ANSWER, FaultTest, messages, some_records, wait_until
 from harness.settings import PATH as SETTINGS_PATH
 from harness.settings_window import SettingsWindow
-from harness.waiting import wait_until
 
 _MINUTES = 10
 _TOGGLED = ["Symbology", "Time of the scan", "Scanner's serial number",
@@ -16,21 +15,21 @@ _TOGGLED = ["Symbology", "Time of the scan", "Scanner's serial number",
 
 class SoakTest(FaultTest):
 
-    def test_ten_minutes(self):
+    def test_survives_ten_minutes_of_random_actions(self):
         self.chance = random.Random(1)
         self.device = self.begin(some_records(40))
         self.second = self.scanner(some_records(2), serial="2104009999", node="ttyACM1",
                                    place="3-2:1.0")
         self.start_connected()
-        ways = [self.run_once, self.run_once, self.change_settings, self.connect_again,
-                self.plug_again, self.unplug_in_a_run, self.other_devices, self.scan]
-        counts = {way.__name__: 0 for way in ways}
+        actions = [self.run_once, self.run_once, self.change_settings, self.connect_again,
+                   self.plug_again, self.unplug_in_a_run, self.other_devices, self.scan]
+        counts = {action.__name__: 0 for action in actions}
         end = time.monotonic() + 60 * _MINUTES
         while time.monotonic() < end:
-            way = self.chance.choice(ways)
-            way()
-            counts[way.__name__] += 1
-            self.clear()
+            action = self.chance.choice(actions)
+            action()
+            counts[action.__name__] += 1
+            self.quillet.clear()
         print(f"{_MINUTES} minutes of {counts}", flush=True)
 
     def run_once(self):
@@ -48,8 +47,7 @@ class SoakTest(FaultTest):
     def connect_again(self):
         self.quillet.press("Disconnect")
         self.quillet.wait_for_connect_label("Connect")
-        self.quillet.choose_port(1)
-        self.quillet.press("Connect")
+        self.connect()
         self.quillet.wait_for_connect_label("Disconnect")
 
     def plug_again(self):
@@ -61,19 +59,18 @@ class SoakTest(FaultTest):
     def unplug_in_a_run(self):
         self.device.fault(f"after-sent {self.chance.randrange(1, 400)} unplug")
         self.quillet.press("Synchronize")
-        self.device.wait_until_line_is_down()
-        self.device.leave_socket()
+        self.device.wait_until_unplugged()
         self.quillet.wait_for_connect_label("Connect")
         self.device.plug_in()
 
-        # What is still waited for has its end, whatever it is.
+        # Ends the pending answer, of whatever command.
         def is_connected():
             self.device.fault(END_OF_ANSWER)
             time.sleep(1)
             return self.quillet.connect_label() == "Disconnect"
         wait_until(is_connected, "the scanner to be connected again", limit=120)
         if messages.FINISHED not in self.quillet.view():
-            # The new connection has taken the place of the run, which will not end any more.
+            # The new connection has cancelled the run.
             self.close()
             self.start_connected(clock_set=self.clock_set())
 

@@ -1,5 +1,5 @@
-/* Loaded before a program, this moves its time of day by the seconds that stand in a file. What goes
- * by the clock that nobody can set is left alone. */
+/* A library to preload that adds an offset, read from a file, to a program's time of day. The
+ * monotonic clock is not changed. */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -15,7 +15,7 @@
 static const volatile int64_t *offset;
 static int (*real_clock_gettime)(clockid_t, struct timespec *);
 
-/* With the first question; other libraries may ask before this one's turn to be prepared comes. */
+/* Called by the first clock_gettime(), which may come before this library's constructors. */
 static void Prepare(void) {
   real_clock_gettime = (int (*)(clockid_t, struct timespec *))dlsym(RTLD_NEXT, "clock_gettime");
   const int file = open(OFFSET_PATH, O_RDONLY | O_CLOEXEC);

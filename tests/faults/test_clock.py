@@ -1,16 +1,14 @@
-"""The computer's clock is set while the program runs."""
+"""Sets the computer's clock while the program runs."""
 
 import calendar
 import mmap
 import os
-import re
 import struct
 import subprocess
 import tempfile
 import time
 
-from fault_case import FaultTest, Settings, messages, some_records
-from harness.waiting import wait_until
+from fault_case import FaultTest, Settings, messages, some_records, wait_until
 
 _SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "set_clock.c")
 _LIBRARY = f"{tempfile.gettempdir()}/set_clock.so"
@@ -18,8 +16,7 @@ _OFFSET = "/tmp/clock-offset"
 
 
 class ClockTest(FaultTest):
-    """Only the time of day is set: what waits for a time to pass goes by another clock, which
-    nobody can set."""
+    """Changes CLOCK_REALTIME only. Time-outs use the monotonic clock."""
 
     def setUp(self):
         super().setUp()
@@ -31,14 +28,11 @@ class ClockTest(FaultTest):
             self.offset = mmap.mmap(file.fileno(), 8)
 
     def set_clock(self, *when):
-        """The day begins to be this, in UTC, as is the sandbox's zone."""
+        """Sets year, month, day, hour, minute and second in UTC."""
         seconds = calendar.timegm((*when, 0, 0, 0)) - int(time.time())
         struct.pack_into("=q", self.offset, 0, seconds)
 
-    def files(self):
-        return {name for name in os.listdir("/Users/Shared") if name.endswith(".txt")}
-
-    def test_jumps(self):
+    def test_file_name_follows_clock_changes_in_a_run(self):
         scanner = self.begin(some_records(3))
         Settings().save()
         self.set_clock(2031, 5, 6, 7, 8, 9)
@@ -47,17 +41,16 @@ class ClockTest(FaultTest):
         quillet.wait_for_view(messages.STARTED + messages.connecting())
         self.assertEqual((31, 5, 6, 7), scanner.clock_settings()[0][:4])
         quillet.wait_for_connect_label("Disconnect")
-        self.clear()
+        quillet.clear()
         for year, command in ((1999, "P"), (2035, "GS0"), (1999, "N"), (2031, "GS1")):
             scanner.fault(f"on {command} 1 delay 300")
             times = scanner.commands().count(command)
             quillet.press("Synchronize")
-            # In the middle of the run, while an answer is waited for.
             wait_until(lambda: scanner.commands().count(command) > times, f"{command} to be sent")
             self.set_clock(year, 1, 2, 3, 4, 5)
             quillet.wait_for_view_end(messages.count(3) + messages.FINISHED)
-            (name,) = self.files()
-            self.assertTrue(re.fullmatch(rf"QuilletData005771_{year}0102_0304\d\d\.txt", name), name)
-            self.assert_file(f"/Users/Shared/{name}", self.text())
-            os.unlink(f"/Users/Shared/{name}")
-            self.clear()
+            (path,) = self.generated_files()
+            self.assertRegex(path, rf"/QuilletData005771_{year}0102_0304\d\d\.txt\Z")
+            self.assert_file(path, self.text())
+            os.unlink(path)
+            quillet.clear()

@@ -1,13 +1,14 @@
-"""Bytes that are not an answer, and answers with wrong lengths or counts."""
+"""Unexpected bytes, and answers with wrong lengths or counts."""
 
-from fault_case import PATH, FaultTest, Record, erasing_run, messages, some_records
-from harness.waiting import wait_until
+from fault_case import (CHAIN, OUTPUT, FaultTest, Record, messages, some_records,
+                        wait_until)
 
-_HARMLESS = '"garbage" 00 ff 0a 1b'  # no end of an answer in it, and no 0x03 in front
-_ROOM = 4 << 20  # bytes of a burst that the program keeps
-_FIRST_RECORD = 3 + 19  # bytes of a burst of records of 13 characters: its length, and one of them
-_SINGLY = {"burst_sync": 0}
-# Records whose own length is zero, one, or beyond the end, in both layouts.
+_HARMLESS = '"garbage" 00 ff 0a 1b'  # contains no end of an answer and no start of a frame (03)
+_BURST_LIMIT = 4 << 20  # bytes of a burst that the program keeps
+_HEADER = 3  # bytes of a burst before the first record
+_RECORD = 19  # bytes of a record with 13 characters
+_ONE_BY_ONE = {"burst_sync": 0}
+# Records with a length field of 0, of 1, and past the end, for both layouts.
 _FRAMES = {
     "old": [bytes(20), b"\xff" * 20, b"\x01" * 20, b"\x10\x06" + b"a" * 18],
     "300": [bytes(20), b"\xff" * 20, b"\x00\x01" * 10, b"\x00\x10\x06" + b"a" * 17],
@@ -16,110 +17,96 @@ _FRAMES = {
 
 class GarbageTest(FaultTest):
 
-    def test_misleading_bytes(self):
+    def test_misleading_bytes_block_the_run(self):
         self.check_silent_runs(
-            # The frame that 0x03 begins takes up what follows.
-            ("on W 1 after 03", "Requesting records from the scanner", {}),
+            # 03 starts a frame, which contains the following answers.
+            ("on W 1 after 03", messages.REQUESTING, {}),
             ("on P 1 before ff", "3 records  ·  0.1 of 16711.7 kB", {}),
-            # The rest of the record is taken up too, until something ends an answer.
-            ("on p1# 1 before ff", "Received 1 of 3 records", _SINGLY),
-            # 8,453 is 00 00 21 05. The exclamation mark ends the answer, and the fourth byte is
-            # where the scanner's version has left a zero, 0x30.
-            ("on N 1 answer 00 00 21 05 40", "Received 3 of 8496 records", _SINGLY))
+            ("on p1# 1 before ff", "Received 1 of 3 records", _ONE_BY_ONE),
+            # The count is 00 00 21 05 (8,453). 21 ends the answer early. The fourth byte is still
+            # 30 from the version, so the count is read as 00 00 21 30 (8,496).
+            ("on N 1 answer 00 00 21 05 40", "Received 3 of 8496 records", _ONE_BY_ONE))
 
-    def test_unusable_lengths(self):
+    def test_invalid_lengths_block_the_run(self):
         self.check_silent_runs(
             ("on P 1 length 0", "Waiting for 3 records", {}),
             ("on P 1 length 3", "Waiting for 3 records", {}),
             ("on P 1 length 70", "3 records  ·  0.1 of 0.1 kB", {}),
             ("on P 1 length 16777215", "3 records  ·  0.1 of 16777.2 kB", {}),
-            ("on p1# 1 length 0", "Received 1 of 3 records", _SINGLY))
+            ("on p1# 1 length 0", "Received 1 of 3 records", _ONE_BY_ONE))
 
-    def test_behind_every_answer(self):
-        scanner = self.begin(some_records(3))
-        scanner.fault(f"on any every after {_HARMLESS}")
+    def test_ignores_garbage_after_every_answer(self):
+        self.begin(some_records(3), f"on any every after {_HARMLESS}")
         self.start_connected()
-        self.synchronize()
+        self.check_run()
 
-    def test_before_the_serial_number(self):
-        scanner = self.begin(some_records(1))
-        scanner.fault('on M 1 before "xx"')
-        quillet = self.start()
-        quillet.wait_for_view(messages.STARTED + messages.connecting(serial="040057"))
-        self.clear()
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.file_run(1, PATH))
-        self.assert_file(PATH, self.text(serial="xx21040057"))
+    def test_garbage_becomes_part_of_serial_number(self):
+        records = some_records(1)
+        self.begin(records, 'on M 1 before "xx"')
+        self.start().wait_for_view(messages.STARTED + messages.connecting(serial="040057"))
+        self.quillet.clear()
+        self.synchronize_to_file(records, serial="xx21040057")
 
-    def test_before_the_count(self):
+    def test_garbage_before_count_does_not_affect_burst(self):
         self.begin_connected(3, "on N 1 before ff")
-        self.synchronize()
+        self.check_run()
 
-    def test_before_the_count_one_by_one(self):
-        # The number is negative then: nothing is asked for, and what is there is erased.
-        scanner = self.begin_connected(3, "on N 1 before ff", burst_sync=0, clear_memory=1)
-        before = scanner.commands()
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.EMPTY_RUN)
+    def test_garbage_before_count_erases_unread_records(self):
+        # The count is negative: without a burst, no record is requested.
+        scanner = self.begin_connected(3, "on N 1 before ff", clear_memory=1, **_ONE_BY_ONE)
+        self.synchronize(messages.EMPTY_RUN)
         self.assert_old_file()
-        scanner.wait_for_commands([*before, "W", "N", "GS1", "GS0", "E"])
+        scanner.wait_for_commands([*CHAIN, "W", "N", "GS1", "GS0", "E"])
         self.assertEqual(0, scanner.record_count())
 
-    def test_barcode_scanned_behind_a_burst_that_was_cut(self):
-        scanner = self.begin(some_records(130), clear_memory=1)
-        quillet = self.start_connected()
-        scanner.fault("after-sent 500 unplug")
+    def test_scan_after_an_interrupted_burst_ends_it(self):
+        scanner = self.begin_connected(130, "after-sent 500 unplug", clear_memory=1)
+        quillet = self.quillet
         quillet.press("Synchronize")
-        scanner.wait_until_line_is_down()
-        scanner.leave_socket()
+        scanner.wait_until_unplugged()
         quillet.wait_for_connect_label("Connect")
         scanner.plug_in()
         quillet.wait_for_view_end(messages.trying())
         scanner.scan(0, "4006381333931")
         quillet.wait_for_view(
             messages.RUN_STARTED + messages.disconnected() + messages.ATTEMPT + messages.trying()
-            + "." + erasing_run(1).removeprefix(messages.RUN_STARTED + ".") + messages.connected() + messages.CLOCK_SET)
-        # The scan is taken for the burst, and the rest is erased with it.
-        with open(PATH, encoding="utf-8", newline="") as file:
-            self.assertRegex(file.read(), r"\AEAN 13,4006381333931,\[[^]]*\],005771\r\n\Z")
+            + messages.erasing_run(1, OUTPUT).removeprefix(messages.RUN_STARTED)
+            + messages.connected() + messages.CLOCK_SET)
+        # The scan is read as the whole burst. All other records are erased.
+        self.assertRegex(self.read_file(), r"\AEAN 13,4006381333931,\[[^]]*\],005771\r\n\Z")
         wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased", limit=8)
 
-    def test_pause_in_a_count_that_holds_the_end_of_an_answer(self):
-        # 33 is 0x21, an exclamation mark; the last byte answers what is asked next.
+    def test_accepts_a_pause_within_a_count(self):
+        # The count 33 is 21, the end of an answer. The last byte arrives after the next command.
         self.begin_connected(33, "on N 1 chunks 4 250")
-        self.synchronize()
+        self.check_run()
 
-    def test_between_the_records_of_a_burst(self):
-        # It counts as a record of its own that is longer than what is left.
-        self.begin_connected(3, f"on P 1 within {_FIRST_RECORD} ff")
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.file_run(2, PATH))
-        with open(PATH, encoding="utf-8", newline="") as file:
-            self.assertEqual(self.text(self.records[:1]), file.readline())
-        self.clear()
-        self.synchronize()
+    def test_garbage_in_a_burst_replaces_later_records(self):
+        # The extra byte is read as the length of a record that exceeds the burst.
+        self.begin_connected(3, f"on P 1 within {_HEADER + _RECORD} ff")
+        self.synchronize(messages.file_run(2, OUTPUT))
+        self.assertEqual(self.text(self.records[:1]),
+                         self.read_file().splitlines(keepends=True)[0])
+        self.quillet.clear()
+        self.check_run()
 
-    def test_burst_that_says_it_is_shorter(self):
-        # By one byte and by a record. The complete records arrive complete.
-        size = 3 + 3 * 19
+    def test_keeps_complete_records_of_shortened_burst(self):
+        size = _HEADER + 3 * _RECORD
         scanner = self.begin_connected(3)
-        for length, count in ((size - 1, 3), (size - 19, 2)):
+        for length, count in ((size - 1, 3), (size - _RECORD, 2)):
             with self.subTest(length):
                 scanner.fault(f"on P 1 length {length}")
-                self.quillet.press("Synchronize")
-                self.quillet.wait_for_view(messages.file_run(count, PATH))
-                with open(PATH, encoding="utf-8", newline="") as file:
-                    lines = file.readlines()
+                self.synchronize(messages.file_run(count, OUTPUT))
+                lines = self.read_file().splitlines(keepends=True)
                 self.assertEqual(self.text(self.records[:2]), "".join(lines[:2]))
                 self.assertNotIn(self.text(self.records[2:]), lines[2:])
-                self.clear()
-                self.synchronize()
+                self.quillet.clear()
+                self.check_run()
 
     def check_lengths(self, command, head, check, **settings):
-        """Answers a command with each frame. A run with it ends, and the next one is complete."""
+        """Answers a command with each frame. The run must end, and the next one be complete."""
         for model, frames in _FRAMES.items():
-            scanner = self.begin(some_records(3), scanner={"model": model}, **settings)
-            self.start_connected()
+            scanner = self.begin_connected(3, model=model, **settings)
             for frame in frames:
                 with self.subTest(model=model, frame=frame.hex()):
                     scanner.fault(f"on {command} 1 answer {head} 00 00 {len(frame) + 3:02x} "
@@ -127,60 +114,54 @@ class GarbageTest(FaultTest):
                     self.quillet.press("Synchronize")
                     self.quillet.wait_for_view_end(messages.FINISHED)
                     check()
-                    self.clear()
-            self.synchronize()
+                    self.quillet.clear()
+            self.check_run()
             self.end_program()
 
-    def test_lengths_within_a_burst(self):
+    def test_run_ends_if_records_in_burst_are_malformed(self):
         self.check_lengths("P", "", lambda: None)
 
-    def test_lengths_within_a_record(self):
+    def test_malformed_record_does_not_affect_others(self):
         def check():
-            # The record's frame is right; so the records around it arrive unchanged.
-            self.assertEqual(messages.file_run(3, PATH), self.quillet.view())
+            self.assertEqual(messages.file_run(3, OUTPUT), self.quillet.view())
             first, _, last = self.text().splitlines(keepends=True)
-            with open(PATH, encoding="utf-8", errors="surrogateescape", newline="") as file:
-                text = file.read()
+            text = self.read_file()
             self.assertEqual((first, last), (text[:len(first)], text[-len(last):]))
-        self.check_lengths("p1#", "03", check, **_SINGLY)
+        self.check_lengths("p1#", "03", check, **_ONE_BY_ONE)
 
-    def check_more_than_fits(self, run, left, **settings):
-        """A burst can announce four times the room. What does not fit is left out, and the number
-        at the end shows it."""
+    def check_oversized_burst(self, remaining, **settings):
+        """The file and the count must contain only the records within the limit. `remaining` is
+        the number of records in the scanner after the run."""
         data = bytes(range(0x20, 0x7F)) * 2
         scanner = self.begin([Record(6, data, "2026-11-16 09:15:00")] * 22_000,
-                             scanner={"options": ["--speed", "unlimited"]}, **settings)
-        quillet = self.start_connected()
-        quillet.press("Synchronize")
-        fits = (_ROOM - 3) // (len(data) + 6)
-        quillet.wait_for_view(run(fits))
-        self.assert_file(PATH, self.text(self.records[:fits]))
-        wait_until(lambda: scanner.record_count() == left, f"{left} records in the scanner")
-        self.clear()
+                             options=["--speed", "unlimited"], **settings)
+        self.start_connected()
+        count = (_BURST_LIMIT - _HEADER) // (len(data) + 6)
+        self.check_run(self.records[:count], clear=False)
+        wait_until(lambda: scanner.record_count() == remaining,
+                   f"{remaining} records in the scanner")
+        self.quillet.clear()
         scanner.fault("on N 1 answer 00 00 00 00 40")
-        quillet.press("Synchronize")
-        quillet.wait_for_view(messages.EMPTY_RUN)
+        self.synchronize(messages.EMPTY_RUN)
 
-    def test_more_than_fits(self):
-        self.check_more_than_fits(lambda count: messages.file_run(count, PATH), left=22_000)
+    def test_keeps_4_mib_of_an_oversized_burst(self):
+        self.check_oversized_burst(remaining=22_000)
 
-    def test_more_than_fits_is_erased_too(self):
-        self.check_more_than_fits(erasing_run, left=0, clear_memory=1)
+    def test_oversized_burst_is_erased_completely(self):
+        self.check_oversized_burst(remaining=0, clear_memory=1)
 
     def check_count(self, count, **settings):
         with self.subTest(count):
-            self.begin(some_records(count), scanner={"options": ["--speed", "unlimited"]},
-                       **settings)
-            self.start_connected()
-            self.synchronize()
+            self.begin_connected(count, options=["--speed", "unlimited"], **settings)
+            self.check_run()
             self.end_program()
 
-    def test_counts(self):
-        # The bytes of all but the first hold the end of an answer.
+    def test_accepts_counts_that_contain_an_end(self):
+        # 33, 64, 8448 and 16384 contain the byte 21 or 40, the end of an answer.
         for count in (1, 8448, 16384):
             self.check_count(count)
         for count in (33, 64):
-            self.check_count(count, burst_sync=0)
+            self.check_count(count, **_ONE_BY_ONE)
 
-    def test_100000(self):
+    def test_accepts_100000_records(self):
         self.check_count(100_000)

@@ -1,150 +1,120 @@
-"""Commands that are answered never, or late."""
+"""Commands that the scanner answers late or not at all."""
 
-from fault_case import (BURST, CHAIN, FAILED_ATTEMPT, END_OF_ANSWER, PATH, FaultTest, erasing_run,
+from fault_case import (BURST, CHAIN, END_OF_ANSWER, IN_TIME_MS, OUTPUT, TOO_LATE_MS, FaultTest,
                         messages, some_records)
 
-# The answer to each command of the start, for when it comes after all.
+# The late answers to the commands of a connection.
 _LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
-_GIVEN_UP = "The scanner did not answer. Restart Quillet."
-_TOO_LATE_MS = 5500  # an answer is waited for 5 seconds
-_IN_TIME_MS = 4500
 
 
 class SilenceTest(FaultTest):
 
-    def test_each_command_of_the_start(self):
+    def test_late_answer_connects_after_all(self):
         scanner = self.begin_connected(3)
         for command, answer in _LATE.items():
             with self.subTest(command):
-                self.quillet.press("Disconnect")
-                self.quillet.wait_for_view(messages.disconnected())
-                self.quillet.wait_for_connect_label("Connect")
+                self.disconnect()
                 before = len(scanner.commands())
                 scanner.fault(f"on {command} 1 silence")
-                self.quillet.choose_port(1)
-                self.quillet.press("Connect")
-                text = messages.disconnected() + messages.ATTEMPT + messages.trying()
-                self.quillet.wait_for_view(text + messages.FAILED)
+                self.connect()
+                text = (messages.disconnected() + messages.ATTEMPT + messages.trying()
+                        + messages.FAILED)
+                self.quillet.wait_for_view(text)
                 sent = CHAIN[:CHAIN.index(command) + 1]
                 self.assertEqual(sent, scanner.commands()[before:])
                 scanner.fault(f"at 0ms send {answer}")
-                self.quillet.wait_for_view(text + messages.FAILED + messages.connected()
-                                      + messages.CLOCK_SET)
+                self.quillet.wait_for_view(text + messages.connected() + messages.CLOCK_SET)
                 self.quillet.wait_for_connect_label("Disconnect")
-                self.clear()
-        self.synchronize()
+                self.quillet.clear()
+        self.check_run()
 
-    def test_wake_up_of_a_run(self):
-        records = some_records(3)
-        scanner = self.begin(records)
-        quillet = self.start_connected()
+    def test_gives_up_a_run_after_five_wake_ups(self):
+        scanner = self.begin_connected(3)
         before = scanner.all_commands()
-        for number in range(1, 6):
-            scanner.fault(f"on W {number} ignore")
-        quillet.press("Synchronize")
-        quillet.wait_for_progress(_GIVEN_UP)
+        scanner.fault(*(f"on W {number} ignore" for number in range(1, 6)))
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_progress(messages.GIVEN_UP)
         self.assertEqual([*before, *["W"] * 5], scanner.all_commands())
-        for label in ("Synchronize", "Disconnect", "Clear"):
-            quillet.press(label)
-        self.assertEqual(messages.RUN_STARTED, quillet.view())
+        self.quillet.press("Synchronize", "Disconnect", "Clear")
+        self.assertEqual(messages.RUN_STARTED, self.quillet.view())
         self.assert_old_file()
         self.close()
         self.start_connected()
-        self.synchronize()
+        self.check_run()
 
-    def check_late(self, delay):
-        """Answers of a run that are late by so much change nothing but how long it takes."""
-        scanner = self.begin_connected(3, clear_memory=1)
-        for command in ("N", "GS1", "GS0", "E"):
-            scanner.fault(f"on {command} 1 delay {delay}")
-        before = scanner.commands()
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(erasing_run(3))
-        self.assert_file(PATH, self.text())
-        scanner.wait_for_commands([*before, *BURST, "E"])
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
-        self.assert_file(PATH, self.text())
+    def check_delayed_answers(self, delay):
+        """A run must be complete although four of its answers are delayed."""
+        scanner = self.begin_connected(3, *(f"on {command} 1 delay {delay}"
+                                            for command in ("N", "GS1", "GS0", "E")),
+                                       clear_memory=1)
+        self.check_run(clear=False)
+        scanner.wait_for_commands([*CHAIN, *BURST, "E"])
+        self.synchronize(messages.erasing_run(3, OUTPUT) + messages.EMPTY_RUN)
+        self.assert_file(OUTPUT, self.text())
 
-    def test_answers_of_a_run_just_in_time(self):
-        self.check_late(_IN_TIME_MS)
+    def test_run_completes_if_answers_are_slow(self):
+        self.check_delayed_answers(IN_TIME_MS)
 
-    def test_answers_of_a_run_too_late(self):
-        self.check_late(_TOO_LATE_MS)
+    def test_run_completes_if_answers_are_late(self):
+        self.check_delayed_answers(TOO_LATE_MS)
 
-    def test_unanswered_end_of_a_run_keeps_its_records_until_an_answer_comes(self):
+    def test_writes_file_after_late_end_of_run(self):
         scanner = self.begin_connected(3, "on GS0 1 silence")
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.RUN_STARTED + ".")
+        self.synchronize(messages.RUN_STARTED + ".")
         self.quillet.wait_for_silence("Received 3 records")
         self.assert_old_file()
         scanner.fault(END_OF_ANSWER)
-        self.quillet.wait_for_view(messages.file_run(3, PATH))
-        self.assert_file(PATH, self.text())
+        self.quillet.wait_for_view(messages.file_run(3, OUTPUT))
+        self.assert_file(OUTPUT, self.text())
 
-    def test_record_that_is_not_answered_is_left_out(self):
-        records = some_records(4)
-        scanner = self.begin(records, burst_sync=0)
-        quillet = self.start_connected()
-        scanner.fault("on p1# 1 ignore")
-        quillet.press("Synchronize")
-        rest = [*records[:1], *records[2:]]
-        quillet.wait_for_view(messages.file_run(3, PATH))
-        self.assert_file(PATH, self.text(rest))
-        self.clear()
-        self.synchronize()
+    def test_omits_an_unanswered_record(self):
+        self.begin_connected(4, "on p1# 1 ignore", burst_sync=0)
+        self.check_run([*self.records[:1], *self.records[2:]])
+        self.check_run()
 
-    def test_record_just_in_time(self):
-        self.begin_connected(4, f"on p1# 1 delay {_IN_TIME_MS}", burst_sync=0)
-        self.synchronize()
+    def test_waits_for_a_slow_record(self):
+        self.begin_connected(4, f"on p1# 1 delay {IN_TIME_MS}", burst_sync=0)
+        self.check_run()
 
-    def test_record_too_late(self):
-        # It is taken for the next one, whose own answer then waits for an end that never comes.
-        self.check_lost_run([f"on p1# 1 delay {_TOO_LATE_MS}"],
-                            lambda quillet: quillet.wait_for_silence("Received 3 records"),
-                            burst_sync=0)
+    def test_late_record_blocks_the_run(self):
+        # It is read as the answer to the next request. That request's answer never ends.
+        self.check_silent_runs(
+            (f"on p1# 1 delay {TOO_LATE_MS}", "Received 3 records", {"burst_sync": 0}))
 
-    def test_wake_up_just_in_time_and_too_late(self):
+    def test_accepts_slow_and_late_wake_ups(self):
         scanner = self.begin_connected(4)
         for delay in (400, 700):
             scanner.fault(f"on W 1 delay {delay}")
-            self.synchronize()
+            self.check_run()
 
-    def test_wake_up_behind_a_burst(self):
-        # Its records have come; what ends the run, and writes the file, was dropped.
-        self.check_lost_run([f"on W {number} ignore" for number in range(2, 7)],
-                            lambda quillet: quillet.wait_for_progress(_GIVEN_UP))
+    def test_silence_after_a_burst_loses_the_run(self):
+        self.check_given_up_run(*(f"on W {number} ignore" for number in range(2, 7)))
 
-    def test_commands_of_a_run(self):
-        self.check_silent_runs(
-            ("on N 1 silence", "Requesting records from the scanner", {}),
-            ("on GS1 1 silence", "Requesting records from the scanner", {}),
-            ("on P 1 silence", "Waiting for 3 records", {}))
+    def test_unanswered_commands_change_no_file(self):
+        self.check_silent_runs(("on N 1 silence", messages.REQUESTING, {}),
+                               ("on GS1 1 silence", messages.REQUESTING, {}),
+                               ("on P 1 silence", "Waiting for 3 records", {}))
 
-    def test_erasing(self):
+    def test_next_run_waits_for_the_erasing_answer(self):
         scanner = self.begin_connected(3, "on E 1 silence", clear_memory=1)
+        self.check_run(clear=False)
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(erasing_run(3))
-        self.assert_file(PATH, self.text())
-        # The next run waits for the answer too.
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_silence("Requesting records from the scanner")
+        self.quillet.wait_for_silence(messages.REQUESTING)
         scanner.fault(END_OF_ANSWER)
-        self.quillet.wait_for_view(erasing_run(3) + messages.EMPTY_RUN)
-        self.assert_file(PATH, self.text())
+        self.quillet.wait_for_view(messages.erasing_run(3, OUTPUT) + messages.EMPTY_RUN)
+        self.assert_file(OUTPUT, self.text())
 
-    def check_clock_answered_late(self, delay, text):
-        scanner = self.begin(some_records(3))
-        scanner.fault(f"on C 1 delay {delay}")
+    def check_delayed_clock_answer(self, delay, text):
+        self.begin(some_records(3), f"on C 1 delay {delay}")
         self.start().wait_for_view(messages.STARTED + text)
         self.assert_old_file()
         self.quillet.wait_for_connect_label("Disconnect")
-        self.clear()
-        self.synchronize()
+        self.quillet.clear()
+        self.check_run()
 
-    def test_start_just_in_time(self):
-        self.check_clock_answered_late(_IN_TIME_MS, messages.connecting())
+    def test_connects_if_clock_answer_is_slow(self):
+        self.check_delayed_clock_answer(IN_TIME_MS, messages.connecting())
 
-    def test_start_too_late(self):
-        self.check_clock_answered_late(
-            7000, FAILED_ATTEMPT + messages.connected() + messages.CLOCK_SET)
+    def test_late_clock_answer_connects_after_all(self):
+        self.check_delayed_clock_answer(
+            7000, messages.failed_attempt() + messages.connected() + messages.CLOCK_SET)

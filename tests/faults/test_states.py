@@ -1,91 +1,91 @@
-"""The window is closed, or the program killed, in any state. The file is unharmed."""
+"""Closes or kills the program in various states. The file must not change."""
 
 import os
 
-from fault_case import BURST, CHAIN, FAILED_ATTEMPT, PATH, FaultTest, messages, some_records
+from fault_case import BURST, CHAIN, OUTPUT, FaultTest, messages
 from harness.settings_window import SettingsWindow
 
-_FAREWELL = ["-[QuilletAppDelegate windowWillClose:]",
-             "-[SyncController stopNotification]",
-             "-[SyncController Terminate]"]
+_CLOSING = ["-[QuilletAppDelegate windowWillClose:]",
+            "-[SyncController stopNotification]",
+            "-[SyncController Terminate]"]
 
 
 class StatesTest(FaultTest):
 
     def check_close(self):
-        """The log shows, to its last line, that the program disconnected and listed the ports."""
+        """Closes the program. It must log the disconnection and the port list."""
         self.close()
         lines = self.log.lines(self.quillet.pid)
-        at = lines.index(_FAREWELL[0])
-        self.assertEqual(_FAREWELL, lines[at:at + 3])
+        at = lines.index(_CLOSING[0])
+        self.assertEqual(_CLOSING, lines[at:at + 3])
         self.assertTrue([line for line in lines[at:]
                          if line.startswith("-[SyncController updatePortList:]")], lines[at:])
         self.assert_old_file()
 
-    def test_connected(self):
+    def begin_burst(self, scanner):
+        self.quillet.press("Synchronize")
+        scanner.wait_for_commands([*CHAIN, *BURST[:4]])
+
+    def test_closes_while_connected(self):
         scanner = self.begin_connected(3)
         self.check_close()
         self.assertIn("port closed", scanner.transcript())
         self.assertEqual(CHAIN, scanner.commands())
 
-    def test_disconnected(self):
+    def test_closes_while_disconnected(self):
         self.begin_connected(3)
-        self.quillet.press("Disconnect")
-        self.quillet.wait_for_view(messages.disconnected())
+        self.disconnect()
         self.check_close()
 
-    def test_waiting_for_a_port(self):
+    def test_closes_while_waiting_for_a_port(self):
         self.begin([]).unplug()
         self.start().wait_for_view_start(messages.STARTED + messages.ATTEMPT
                                          + "Trying to connect.")
         self.check_close()
 
-    def test_connecting(self):
-        self.begin([], scanner={"faults": ["on any ignore"]})
+    def test_closes_while_connecting(self):
+        self.begin([], "on any ignore")
         self.start().wait_for_view_start(messages.STARTED + messages.ATTEMPT + messages.trying())
         self.check_close()
 
-    def test_unanswered(self):
-        self.begin([]).fault("on V 1 silence")
-        self.start().wait_for_view(messages.STARTED + FAILED_ATTEMPT)
+    def test_closes_after_a_failed_attempt(self):
+        self.begin([], "on V 1 silence")
+        self.start().wait_for_view(messages.STARTED + messages.failed_attempt())
         self.check_close()
 
-    def test_in_a_burst(self):
+    def test_closes_during_a_burst(self):
         scanner = self.begin_connected(130, "on P chunks 10 20")
-        self.quillet.press("Synchronize")
-        scanner.wait_for_commands([*CHAIN, *BURST[:4]])
+        self.begin_burst(scanner)
         self.check_close()
 
-    def test_one_by_one(self):
+    def test_closes_between_records(self):
         scanner = self.begin_connected(130, burst_sync=0)
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.RUN_STARTED + ".")
+        self.synchronize(messages.RUN_STARTED + ".")
         self.check_close()
         self.assertNotIn("GS0", scanner.commands())
 
-    def test_unplugged_in_a_burst(self):
+    def test_closes_after_unplugging_in_a_burst(self):
         scanner = self.begin_connected(130, "on P 1 chunks 10 20", "after-sent 500 unplug")
         self.quillet.press("Synchronize")
-        scanner.wait_until_line_is_down()
+        scanner.wait_until_line_is_closed()
         self.check_close()
 
-    def test_waiting_for_the_end_of_a_run(self):
+    def test_closes_while_waiting_for_end_of_run(self):
         self.begin_connected(3, "on GS0 1 silence")
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.RUN_STARTED + ".")
+        self.synchronize(messages.RUN_STARTED + ".")
         self.check_close()
 
-    def test_settings_open(self):
+    def test_closes_with_settings_window_open(self):
         self.begin_connected(3)
         SettingsWindow(self.desktop, self.quillet).open()
         self.check_close()
 
-    def test_file_panel_open(self):
+    def test_closes_after_the_file_panel(self):
         self.begin_connected(3)
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()
         window.open_panel()
-        # The panel has to be answered first.
+        # The panel is modal: the window closes only after the panel.
         self.quillet.close_window()
         window.type_keys("Escape")
         window.wait_until_open()
@@ -97,23 +97,22 @@ class StatesTest(FaultTest):
         self.log.wait_for("-[SyncController DisplayBarcode:]", times=3)
         self.check_close()
 
-    def test_pasting(self):
+    def test_closes_while_pasting(self):
         self.check_delivering(non_english=1)
 
-    def test_typing(self):
+    def test_closes_while_typing(self):
         self.check_delivering(non_english=0, burst_sync=0)
 
-    def test_killed(self):
+    def test_killed_during_a_burst_leaves_old_file(self):
         scanner = self.begin_connected(65, "on P 1 chunks 10 20")
-        self.quillet.press("Synchronize")
-        scanner.wait_for_commands([*CHAIN, *BURST[:4]])
+        self.begin_burst(scanner)
         self.quillet.kill()
         self.assert_old_file()
-        self.assert_no_stray_files(PATH)
+        self.assert_no_stray_files(OUTPUT)
 
-        os.unlink(PATH)
-        # The scanner would continue its burst for the next program that opens the line.
+        os.unlink(OUTPUT)
+        # Unplugging stops the scanner's burst, which the next program would receive.
         scanner.unplug()
         scanner.plug_in()
         self.start_connected()
-        self.synchronize()
+        self.check_run()

@@ -1,51 +1,44 @@
-"""Frames that nobody asked for."""
+"""Frames that the program has not requested."""
 
-from fault_case import PATH, FaultTest, messages, some_records
+from fault_case import FaultTest, messages, some_records
 
 _FRAME = "03 00 00 0f 0b 06 61 62 63 64 65 66 31 47 41 09 40"
 
 
 class UnsolicitedTest(FaultTest):
 
-    def test_while_nothing_was_ever_run(self):
-        scanner = self.begin_connected(3)
-        for _ in range(3):
-            scanner.fault(f"at 0ms send {_FRAME}")
-        self.quillet.wait_for_view(".")  # for the first one
+    def test_accepts_frames_before_the_first_run(self):
+        self.begin_connected(3, *[f"at 0ms send {_FRAME}"] * 3)
+        self.quillet.wait_for_view(".")  # one dot for up to 64 frames
         self.log.wait_for("-[SyncController DisplayBarcode:]", times=3)
         self.assert_old_file()
-        self.clear()
-        self.synchronize()
+        self.quillet.clear()
+        self.check_run()
 
-    def begin_with_frame_for_version(self, model):
-        """The frame takes the place of the firmware's version, which tells the layout."""
-        scanner = self.begin(some_records(3), scanner={"model": model})
-        scanner.fault("on V 1 before 03 00 00 06 61 62 63")
+    def begin_with_frame_as_version(self, model):
+        """Sends a frame instead of the version, which determines the layout of records."""
+        self.begin(some_records(3), "on V 1 before 03 00 00 06 61 62 63", model=model)
         self.start_connected()
 
-    def test_while_connecting(self):
-        self.begin_with_frame_for_version("old")
-        self.synchronize()
+    def test_frame_as_version_of_older_scanner(self):
+        self.begin_with_frame_as_version("old")
+        self.check_run()
 
-    def test_while_connecting_to_the_300_series(self):
-        # The older layout is assumed: nothing that comes is right, until the next connection.
-        self.begin_with_frame_for_version("300")
+    def test_frame_as_version_of_300_series(self):
+        # The program assumes the older layout and misreads all records until it reconnects.
+        self.begin_with_frame_as_version("300")
         self.quillet.press("Synchronize")
         self.quillet.wait_for_view_end(messages.FINISHED)
-        with open(PATH, encoding="utf-8", newline="") as file:
-            self.assertNotEqual(self.text(), file.read())
+        self.assertNotEqual(self.text(), self.read_file())
         self.restart()
-        self.synchronize()
+        self.check_run()
 
-    def test_cut_short_by_more(self):
-        # Nothing that is answered brings its end.
+    def test_gives_up_run_after_incomplete_frame(self):
+        # The answers do not complete the frame.
         for frame in ("03 00 00 00", "03 00 01 00"):
             with self.subTest(frame):
-                self.check_lost_run(
-                    [f"at 0ms send {frame}"], lambda quillet: quillet.wait_for_progress(
-                        "The scanner did not answer. Restart Quillet."))
+                self.check_given_up_run(f"at 0ms send {frame}")
 
-    def test_cut_short(self):
-        # The frame waits for its end, which the next answer brings.
+    def test_answer_completes_a_short_frame(self):
         self.begin_connected(3, "at 0ms send 03 00 00 06 61 62")
-        self.synchronize()
+        self.check_run()

@@ -1,9 +1,6 @@
-"""Installs a build below a prefix of its own and looks at what came:
+"""Installs a build to a temporary prefix and checks the files: installed.py CMAKE BUILD VERSION
 
-    installed.py CMAKE BUILD VERSION
-
-Nothing is outside of the prefix, every part names the others as they are called, and all agree on the
-version.
+All files must be inside the prefix, their names must match, and all must have the same version.
 """
 
 import configparser
@@ -21,24 +18,24 @@ NAME = "org.quillet.Quillet"
 SIZES = (16, 22, 24, 32, 48, 64, 128, 256, 512)
 
 
-def check(condition, what):
+def check(condition, error):
     if not condition:
-        sys.exit(f"installed.py: {what}")
+        sys.exit(f"installed.py: {error}")
 
 
 def text_of(path):
-    """What stands in a file, which may be compressed."""
+    """Returns the text of a file, which may be compressed."""
     return (gzip.decompress(path.read_bytes()) if path.suffix == ".gz" else path.read_bytes()).decode()
 
 
 def check_icon(prefix):
     icons = prefix / "share/icons/hicolor"
     drawing = icons / f"scalable/apps/{NAME}.svg"
-    check(b"<svg" in drawing.read_bytes(), "the drawing is no drawing")
+    check(b"<svg" in drawing.read_bytes(), "the drawing is not an SVG file")
     for size in SIZES:
         picture = (icons / f"{size}x{size}/apps/{NAME}.png").read_bytes()
-        check(picture.startswith(b"\x89PNG\r\n\x1a\n"), f"the picture of {size} is no PNG")
-        check(struct.unpack(">II", picture[16:24]) == (size, size), f"{size} is not its size")
+        check(picture.startswith(b"\x89PNG\r\n\x1a\n"), f"the icon of size {size} is not a PNG file")
+        check(struct.unpack(">II", picture[16:24]) == (size, size), f"the icon of size {size} has another size")
 
 
 def check_names(prefix):
@@ -46,37 +43,37 @@ def check_names(prefix):
     entry.optionxform = str
     entry.read(prefix / f"share/applications/{NAME}.desktop")
     entry = entry["Desktop Entry"]
-    check(entry["Icon"] == NAME, "the desktop entry names another icon")
-    check(os.access(prefix / "bin" / entry["Exec"], os.X_OK), "the desktop entry starts nothing")
-    check(entry["TryExec"] == entry["Exec"], "TryExec")
+    check(entry["Icon"] == NAME, "the desktop entry has another icon")
+    check(os.access(prefix / "bin" / entry["Exec"], os.X_OK), "Exec is not a program")
+    check(entry["TryExec"] == entry["Exec"], "TryExec differs from Exec")
     info = xml.etree.ElementTree.parse(prefix / f"share/metainfo/{NAME}.metainfo.xml").getroot()
-    check(info.findtext("id") == NAME, "the metainfo's id")
-    check(info.findtext("launchable") == f"{NAME}.desktop", "the metainfo's desktop entry")
+    check(info.findtext("id") == NAME, "wrong id in the metainfo")
+    check(info.findtext("launchable") == f"{NAME}.desktop", "wrong desktop entry in the metainfo")
     documents = prefix / "share/doc/quillet"
     for image in info.iter("image"):
         picture = documents / "images" / image.text.rsplit("/", 1)[1]
         size = struct.unpack(">II", picture.read_bytes()[16:24])
-        check(size == (int(image.get("width")), int(image.get("height"))), f"the size of {picture}")
+        check(size == (int(image.get("width")), int(image.get("height"))), f"wrong size of {picture}")
     for picture in re.findall(r"\((images/[^)]*)\)", text_of(documents / "user-guide.md")):
-        check((documents / picture).is_file(), f"the user guide's {picture} is missing")
+        check((documents / picture).is_file(), f"{picture} is missing")
 
 
 def check_version(prefix, version):
     info = xml.etree.ElementTree.parse(prefix / f"share/metainfo/{NAME}.metainfo.xml").getroot()
-    check(next(info.iter("release")).get("version") == version, "the metainfo's version")
+    check(next(info.iter("release")).get("version") == version, "wrong version in the metainfo")
     changelog = text_of(prefix / "share/doc/quillet/changelog.gz")
-    check(changelog.startswith(f"quillet ({version}) "), "the changelog does not begin with it")
+    check(changelog.startswith(f"quillet ({version}) "), "wrong version in the changelog")
     manual = text_of(prefix / "share/man/man1/quillet.1.gz")
-    check(f".Os Quillet {version}\n" in manual, "the manual page's version")
+    check(f".Os Quillet {version}\n" in manual, "wrong version in the manual page")
     check(f"Quillet V{version}\0".encode() in (prefix / "bin/quillet").read_bytes(),
-          "the window's title")
+          "wrong version in the program")
 
 
 def check_rules(prefix):
-    """The rule for the port is where udev looks, before 73-seat-late.rules; that for typing is not."""
+    """udev must read the scanner's rule before 73-seat-late.rules, and not read the typing rule."""
     rules = [path.name for path in (prefix / "lib/udev/rules.d").iterdir()]
-    check(rules == ["70-quillet-scanner.rules"], f"udev gets {rules}")
-    check((prefix / "share/quillet/70-quillet-uinput.rules").is_file(), "the rule for typing")
+    check(rules == ["70-quillet-scanner.rules"], f"udev reads {rules}")
+    check((prefix / "share/quillet/70-quillet-uinput.rules").is_file(), "the typing rule is missing")
 
 
 def main():
@@ -87,7 +84,7 @@ def main():
                               text=True)
         check(done.returncode == 0, done.stderr)
         for line in re.findall(r"^-- (?:Installing|Up-to-date): (.*)$", done.stdout, re.MULTILINE):
-            check(line.startswith(str(prefix)), f"{line} is outside of the prefix")
+            check(line.startswith(str(prefix)), f"{line} is outside the prefix")
         check_icon(prefix)
         check_names(prefix)
         check_version(prefix, version)

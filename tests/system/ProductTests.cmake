@@ -1,10 +1,10 @@
-# The system's own interpreter: another one in the search path would not know its modules.
+# The system's interpreter has the modules of Debian's packages.
 set(PRODUCT_TEST_PYTHON /usr/bin/python3)
 set(PRODUCT_TEST_RUNNER ${CMAKE_CURRENT_LIST_DIR}/run.py)
 
-# Adds each test of the current folder's test_*.py to CTest as PREFIX.file.test, with the label
-# PREFIX. LIMIT is in seconds; with a sanitizer, two and a half times that. These tests start first,
-# because they are the longest.
+# Adds each test in test_*.py of the current folder to CTest as PREFIX.file.test with the label
+# PREFIX. LIMIT is the time-out in seconds; it is 2.5 times longer with a sanitizer. COST makes
+# CTest start these tests first, because they take longest.
 function(add_product_tests prefix limit)
   if(QUILLET_SANITIZE)
     math(EXPR limit "${limit} * 5 / 2")

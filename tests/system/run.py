@@ -1,17 +1,17 @@
 #!/usr/bin/python3
-"""Runs tests of the shipped program in a sandbox (see harness/sandbox.py):
+"""Runs tests of the program in a sandbox (harness/sandbox.py):
 
     run.py --quillet PROGRAM --simulator PROGRAM [--folder FOLDER] [--figures] [TEST...]
 
-A TEST is a module of the folder, a class in it or one test, as unittest names them, for example
-test_start.StartTest.test_one_scanner_is_connected_by_itself. Without one, all are run.
+TEST is a unittest name of a module, class or test in FOLDER, for example
+test_start.StartTest.test_connects_the_scanner. By default all tests are run.
 """
 
 import argparse
 import os
 import sys
 
-sys.dont_write_bytecode = True  # the sources may belong to somebody else
+sys.dont_write_bytecode = True  # the source folder may be read-only
 HERE = os.path.dirname(os.path.realpath(__file__))
 sys.path.insert(0, HERE)
 from harness import sandbox  # noqa: E402
@@ -22,14 +22,14 @@ def main():
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--quillet", required=True, help="the program under test")
     parser.add_argument("--simulator", required=True, help="the simulated scanner")
-    parser.add_argument("--folder", default=HERE, help="where the tests stand")
-    parser.add_argument("--figures", action="store_true", help="measure instead of testing")
+    parser.add_argument("--folder", default=HERE, help="folder of the tests (default: %(default)s)")
+    parser.add_argument("--figures", action="store_true", help="run the measurements in measure_*.py")
     parser.add_argument("tests", nargs="*", metavar="TEST")
     arguments = parser.parse_args()
 
     missing = sandbox.missing_packages()
     if missing:
-        sys.exit("The tests need these packages: " + " ".join(missing))
+        sys.exit("Packages are missing. Install them: sudo apt-get install " + " ".join(missing))
     environment = {"SYSTEM_TEST_QUILLET": os.path.realpath(arguments.quillet),
                    "SYSTEM_TEST_SIMULATOR": os.path.realpath(arguments.simulator),
                    "PYTHONPATH": HERE}

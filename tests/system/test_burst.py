@@ -1,40 +1,35 @@
-"""All records in one transfer."""
+"""Runs that fetch all records in one transfer."""
 
 import datetime
 import re
 
-from harness.case import FOLDER, Record, Settings, SystemTest, messages, some_records
+from harness.case import (BURST, CHAIN, OUTPUT, Record, Settings, SystemTest, messages,
+                          some_records)
 from harness.lines import file_text, view_text
 
-_PATH = f"{FOLDER}/out.txt"
 _TIME = "2026-11-16 09:15:00"
-_RUN = ["W", "N", "GS1", "P", "W", "GS0"]
-_EMPTY_RUN = ["W", "N", "GS1", "GS0"]
+_EMPTY_BURST = ["W", "N", "GS1", "GS0"]
 
 
 class BurstTest(SystemTest):
 
-    def synchronize(self, expected_view):
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(expected_view)
-
     def check_records(self, records, count):
-        Settings(filename=_PATH).save()
+        """`count` is the number of records without erased slots."""
+        Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records)
         self.start_connected()
-        self.synchronize(messages.file_run(count, _PATH))
-        self.assert_file(_PATH, file_text(records))
-        self.assert_no_stray_files(_PATH)
+        self.synchronize(messages.file_run(count, OUTPUT))
+        self.assert_file(OUTPUT, file_text(records))
+        self.assert_no_stray_files(OUTPUT)
 
-    def test_every_64_records_show_a_dot(self):
+    def test_shows_a_dot_per_64_records(self):
         for count, dots in ((64, "."), (65, "..")):
             with self.subTest(count):
                 self.check_records(some_records(count), count)
                 self.assertIn(f"has started...\n{dots}\nSynchronized to ", self.quillet.view())
-                self.close()
-                self.assertEqual("", self.scanners.pop().stop())
+                self.end_program()
 
-    def test_130_records_reach_the_file_with_the_generated_name(self):
+    def test_writes_file_with_generated_name(self):
         records = some_records(130)
         scanner = self.plugged_in_scanner(records)
         self.start_connected()
@@ -49,86 +44,83 @@ class BurstTest(SystemTest):
         self.assertTrue(before <= written <= after, path)
         self.assert_file(path, file_text(records))
         self.assert_no_stray_files(path)
-        self.assertEqual(_RUN, scanner.commands()[5:])
+        self.assertEqual([*CHAIN, *BURST], scanner.commands())
 
-    def test_line_holds_all_fields(self):
-        Settings(filename=_PATH).save()
+    def test_writes_all_fields_of_a_record(self):
+        Settings(filename=OUTPUT).save()
         self.plugged_in_scanner([Record(6, b"ABCD", "2012-05-03 16:04:09"),
                                  Record(21, b"4711", "2026-01-31 00:00:59")])
         self.start_connected()
-        self.synchronize(messages.file_run(2, _PATH))
-        self.assert_file(_PATH,
+        self.synchronize(messages.file_run(2, OUTPUT))
+        self.assert_file(OUTPUT,
                          "Code 128,ABCD,[2012/05/03:16:04:09],005771\r\n"
                          "Code 35,4711,[2026/01/31:00:00:59],005771\r\n")
 
-    def test_series_300_records_of_all_kinds(self):
+    def test_writes_all_symbologies_of_300_series(self):
         records = [Record(code, b"%d" % code * (code * 20 + 1), _TIME) for code in range(64)]
-        Settings(filename=_PATH).save()
+        Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records, model="300", serial="3001234567",
                                 options=["--speed", "unlimited"])
         self.start().wait_for_view(messages.STARTED + messages.connecting(serial="234567"))
-        self.quillet.wait_until_attempt_is_over()
-        self.synchronize(messages.file_run(64, _PATH))
-        self.assert_file(_PATH, file_text(records, serial="3001234567", model="300"))
+        self.quillet.clear()
+        self.synchronize_to_file(records, serial="3001234567", model="300")
 
-    def test_older_records_of_all_kinds(self):
-        # The last one is an erased slot.
+    def test_writes_all_symbologies_of_older_scanners(self):
+        # Code 255 is an erased slot.
         self.check_records([Record(code, b"%d" % code, _TIME) for code in range(256)], 255)
 
-    def test_data_of_any_bytes_reaches_the_file(self):
+    def test_writes_data_with_any_bytes(self):
         records = [Record(6, data, _TIME) for data in (
             b"", b"!", b"@", b"\x03\x00\x00\x06", b"\x11\x13\x04\x1a", b"\r", b"\n", b"a\r\nb",
             b"\x00", b"tab\tand\x7f", b'quotes "', b"\\", b"x" * 250,
             "Größe 5 €".encode(), b"caf\xe9", bytes(range(128, 256)), bytes(range(1, 128)))]
         self.check_records(records, len(records))
 
-    def test_no_records_write_no_file(self):
+    def test_writes_no_file_without_records(self):
         scanner = self.plugged_in_scanner()
         Settings(clear_memory=1).save()
         self.start_connected()
         self.synchronize("\nSynchronization has started...\n"
                          "No data to synchronize...\n"
                          "Synchronization finished. Tavo can be plugged off now\n")
-        self.assertEqual(_EMPTY_RUN, scanner.commands()[5:])
+        self.assertEqual([*CHAIN, *_EMPTY_BURST], scanner.commands())
         self.assert_no_stray_files()
 
-    def test_clearing_the_memory_erases_once(self):
+    def test_erases_the_scanner_once(self):
         records = some_records(4)
-        Settings(clear_memory=1, filename=_PATH).save()
+        Settings(clear_memory=1, filename=OUTPUT).save()
         scanner = self.plugged_in_scanner(records)
         self.start_connected()
-        run = messages.file_run(4, _PATH).replace(messages.FINISHED,
-                                                 "Erased Tavo memory...\n" + messages.FINISHED)
+        run = messages.erasing_run(4, OUTPUT)
         self.synchronize(run)
-        chain = scanner.commands()[:5]
-        scanner.wait_for_commands([*chain, *_RUN, "E"])
+        scanner.wait_for_commands([*CHAIN, *BURST, "E"])
         self.assertEqual(0, scanner.record_count())
         self.synchronize(run + messages.EMPTY_RUN)
-        scanner.wait_for_commands([*chain, *_RUN, "E", *_EMPTY_RUN])
-        self.assert_file(_PATH, file_text(records))
+        scanner.wait_for_commands([*CHAIN, *BURST, "E", *_EMPTY_BURST])
+        self.assert_file(OUTPUT, file_text(records))
 
-    def test_next_run_replaces_the_file(self):
-        self.check_second_run(append_data=0)
+    def test_replaces_the_file(self):
+        self.check_two_runs(append_data=0)
 
-    def test_next_run_is_appended_when_the_settings_say_so(self):
-        self.check_second_run(append_data=1)
+    def test_appends_to_the_file(self):
+        self.check_two_runs(append_data=1)
 
-    def check_second_run(self, append_data):
-        Settings(append_data=append_data, attach_timestamp=0, filename=_PATH).save()
+    def check_two_runs(self, append_data):
+        Settings(append_data=append_data, attach_timestamp=0, filename=OUTPUT).save()
         old = "kept from last year: äöü\r\n"
-        with open(_PATH, "w", encoding="utf-8", newline="") as file:
+        with open(OUTPUT, "w", encoding="utf-8", newline="") as file:
             file.write(old)
         self.plugged_in_scanner([Record(6, b"new", _TIME)])
         self.start_connected()
-        run = messages.file_run(1, _PATH)
+        run = messages.file_run(1, OUTPUT)
         new = "Code 128,new,005771\r\n"
         self.synchronize(run)
-        self.assert_file(_PATH, old + new if append_data else new)
+        self.assert_file(OUTPUT, old + new if append_data else new)
         self.synchronize(run + run)
-        self.assert_file(_PATH, old + new + new if append_data else new)
-        self.assert_no_stray_files(_PATH)
+        self.assert_file(OUTPUT, old + new + new if append_data else new)
+        self.assert_no_stray_files(OUTPUT)
 
-    def test_records_go_to_the_view_when_the_settings_say_so(self):
+    def test_shows_records_in_the_view(self):
         settings = Settings(destination=1, attach_type=0, data_delimiter=1)
         settings.save()
         records = [*some_records(70), Record(0, "Größe 5 €".encode(), _TIME)]
@@ -138,7 +130,7 @@ class BurstTest(SystemTest):
                          + messages.FINISHED)
         self.assert_no_stray_files()
 
-    def test_live_scan_goes_to_the_view(self):
+    def test_shows_live_scans_in_the_view(self):
         Settings(destination=1, attach_timestamp=0, record_delimiter=1).save()
         scanner = self.plugged_in_scanner()
         self.start_connected()
@@ -146,12 +138,12 @@ class BurstTest(SystemTest):
         scanner.scan(4, "A-2")
         self.quillet.wait_for_view("Code 39,A-1,005771\nCode 39,A-2,005771\n")
 
-    def test_live_scan_for_a_file_waits_in_the_scanner(self):
-        Settings(attach_timestamp=0, filename=_PATH).save()
+    def test_writes_live_scan_in_the_next_run(self):
+        Settings(attach_timestamp=0, filename=OUTPUT).save()
         scanner = self.plugged_in_scanner()
         self.start_connected()
         scanner.scan(4, "A-1")
         self.quillet.wait_for_view(".")
         self.assert_no_stray_files()
-        self.synchronize("." + messages.file_run(1, _PATH))
-        self.assert_file(_PATH, "Code 39,A-1,005771\r\n")
+        self.synchronize("." + messages.file_run(1, OUTPUT))
+        self.assert_file(OUTPUT, "Code 39,A-1,005771\r\n")

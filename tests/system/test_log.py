@@ -1,16 +1,15 @@
-"""What goes to the system log."""
+"""The program's lines in the system log."""
 
 import unicodedata
 
-from harness.case import FOLDER, Record, Settings, SystemTest, messages, some_records
-from harness.lines import file_text
+from harness.case import FOLDER, OUTPUT, Record, Settings, SystemTest, messages, some_records
 
 _TIME = "2026-11-16 09:15:00"
 
 
 class LogTest(SystemTest):
 
-    def test_start_is_told_in_order(self):
+    def test_logs_the_start_in_order(self):
         self.plugged_in_scanner()
         self.start_connected()
         self.close()
@@ -38,16 +37,16 @@ class LogTest(SystemTest):
                          "-[SyncController TavoInitializationDone:]",
                          "-[SyncController DisplayConnectionMessage:][0:1]usbmodem310",
                          "-[QuilletAppDelegate windowWillClose:]"):
-            # Takes lines up to the expected one: so the order is checked too.
+            # assertIn consumes the iterator up to the expected line, which checks the order.
             self.assertIn(expected, lines)
 
-    def test_control_characters_are_made_harmless(self):
+    def test_escapes_control_characters(self):
         path = f"{FOLDER}/out\x1b[2J\n.txt"
         Settings(filename=path).save()
         data = bytes(range(1, 32)) + b"\x7f\x1b]0;title\x07"
-        # The same beyond ASCII, as one byte and as a character.
-        more = [Record(6, b"\x9b2J", _TIME), Record(6, "\u009b2J".encode(), _TIME)]
-        scanner = self.plugged_in_scanner([Record(6, data, _TIME), *more])
+        # CSI as an invalid byte and as a character.
+        scanner = self.plugged_in_scanner([Record(6, each, _TIME) for each in
+                                           (data, b"\x9b2J", "\u009b2J".encode())])
         quillet = self.start_connected()
         scanner.fault('on N before "\\x1b[31m"')
         quillet.press("Synchronize")
@@ -62,28 +61,22 @@ class LogTest(SystemTest):
         self.assertTrue([line for line in lines if line.startswith("-[LumetFile WriteDataToFile")
                          and "\\x7f\\x1b]0;title\\x07" in line], "the record's data")
 
-    def test_long_lines_come_in_pieces_and_whole(self):
-        records = some_records(200)
-        path = f"{FOLDER}/out.txt"
-        Settings(filename=path).save()
-        self.plugged_in_scanner(records)
+    def test_splits_long_lines_without_loss(self):
+        Settings(filename=OUTPUT).save()
+        self.plugged_in_scanner(some_records(200))
         self.start_connected()
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.file_run(200, path))
+        self.synchronize(messages.file_run(200, OUTPUT))
         self.close()
-        with open(path, encoding="utf-8", newline="") as file:
+        with open(OUTPUT, encoding="utf-8", newline="") as file:
             text = file.read().replace("\r", "\\r").replace("\n", "\\n")
-        self.assertIn(f"-[LumetFile WriteDataToFile::::][{path}]{text}",
+        self.assertIn(f"-[LumetFile WriteDataToFile::::][{OUTPUT}]{text}",
                       "".join(self.log.lines()))
 
-    def test_system_without_a_log_does_no_harm(self):
+    def test_works_without_a_system_log(self):
         self.log.remove_socket()
-        path = f"{FOLDER}/out.txt"
-        Settings(filename=path).save()
+        Settings(filename=OUTPUT).save()
         records = some_records(3)
         self.plugged_in_scanner(records)
         self.start_connected()
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.file_run(3, path))
-        self.assert_file(path, file_text(records))
+        self.synchronize_to_file(records)
         self.close()

@@ -1,10 +1,10 @@
-"""The settings window of the shipped program, by assistive technology and by keys."""
+"""The settings window, operated with a screen reader's interface and with keys."""
 
-from harness.case import FOLDER, Record, Settings, SystemTest, messages, wait_until
+from harness.case import OUTPUT, Record, Settings, SystemTest, messages, wait_until
 from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
-# Each box with its field of the settings.
+# The check boxes and their fields in the settings.
 _BOXES = {
     "Symbology": "attach_type",
     "Time of the scan": "attach_timestamp",
@@ -16,7 +16,7 @@ _BOXES = {
     "Add to the file instead of replacing it": "append_data",
     "Paste text instead of typing it": "non_english",
 }
-# Each list with its field and how many items it has.
+# The lists, their fields and their numbers of items.
 _LISTS = {
     "Order": ("data_order", 6),
     "Serial number position": ("serial_position", 2),
@@ -25,11 +25,12 @@ _LISTS = {
     "Deliver to": ("destination", 4),
 }
 
-# The record that the window's sample is made of.
+# The record from which the window makes its sample line.
 _SAMPLE = Record(symbology=0, data=b"9780306406157", time="2026-11-16 14:07:09")
 
 
-def spelled(text):
+def with_symbols(text):
+    """Replaces delimiters by the sample's symbols."""
     for invisible, visible in (("\r\n", "⏎"), ("\r", "←"), ("\n", "↓"), ("\t", "→"), (" ", "␣")):
         text = text.replace(invisible, visible)
     return text
@@ -37,10 +38,13 @@ def spelled(text):
 
 class SettingsWindowTest(SystemTest):
 
-    def start_with_window(self, records=()):
-        self.plugged_in_scanner(records)
+    def start_with_window(self):
         self.start_connected()
         self.window = SettingsWindow(self.desktop, self.quillet)
+
+    def save(self):
+        self.window.type_keys("Return")
+        self.window.wait_until_closed()
 
     def wait_for_settings_file(self, settings):
         def contents():
@@ -50,10 +54,10 @@ class SettingsWindowTest(SystemTest):
                    lambda: f"the settings file {settings}; it is {contents()!r}")
 
     def change_everything(self, turn):
-        """Sets every control, each in another way over the turns 0 to 3; returns the settings.
+        """Sets every control for turn 0 to 3. Returns the settings.
 
-        Which boxes are changed is told by the binary digits of their places, so that no two are
-        changed in the same turns.
+        Turn N toggles the boxes whose number has bit N set, so no two boxes change in the same
+        turns.
         """
         wanted = {}
         for place, (name, field) in enumerate(_BOXES.items(), start=1):
@@ -72,7 +76,8 @@ class SettingsWindowTest(SystemTest):
         for name, (field, _) in _LISTS.items():
             self.assertEqual(settings[field], self.window.chosen(name), name)
 
-    def test_every_control_is_saved_and_shown_after_a_new_start(self):
+    def test_saves_and_shows_every_control(self):
+        self.plugged_in_scanner()
         self.start_with_window()
         self.window.open()
         self.assert_shown(vars(Settings()))
@@ -87,21 +92,19 @@ class SettingsWindowTest(SystemTest):
         self.window.wait_until_closed()
         self.close()
 
-        self.start_connected()
-        self.window = SettingsWindow(self.desktop, self.quillet)
+        self.start_with_window()
         self.window.open()
         self.assert_shown(wanted)
 
-    def test_everything_goes_by_keyboard_alone(self):
+    def test_is_usable_with_keyboard_alone(self):
         self.plugged_in_scanner([_SAMPLE])
-        self.start_connected()
-        self.window = SettingsWindow(self.desktop, self.quillet)
+        self.start_with_window()
         self.quillet.type_keys("ctrl+comma")
         self.window.wait_until_open()
-        # Off goes the symbology, to a line feed the end of a record, to the window the records.
+        # Clear "Symbology", then select LF after each record, then delivery to the view.
         self.window.type_keys("space", *["Tab"] * 6, "Home", "Down")
-        self.window.type_keys(*["Tab"] * 5, "Home", "Down", "Return")
-        self.window.wait_until_closed()
+        self.window.type_keys(*["Tab"] * 5, "Home", "Down")
+        self.save()
         self.wait_for_settings_file(Settings(attach_type=0, record_delimiter=1, destination=1))
         self.quillet.type_keys("ctrl+l")
         self.quillet.wait_for_view("")
@@ -114,21 +117,19 @@ class SettingsWindowTest(SystemTest):
         self.quillet.type_keys("ctrl+w")
         self.quillet.wait_for_end()
 
-    def test_file_holds_what_the_sample_showed(self):
-        path = f"{FOLDER}/out.txt"
-        Settings(filename=path).save()
-        self.start_with_window([_SAMPLE])
+    def test_sample_matches_the_file(self):
+        Settings(filename=OUTPUT).save()
+        self.plugged_in_scanner([_SAMPLE])
+        self.start_with_window()
         for delimiter, order, place in ((1, 5, 0), (2, 3, 1), (4, 0, 0)):
             self.window.open()
             self.window.choose("Between fields", delimiter)
             self.window.choose("Order", order)
             self.window.choose("Serial number position", place)
             sample = self.window.field("Older scanners").text()
-            self.window.type_keys("Return")
-            self.window.wait_until_closed()
+            self.save()
             self.quillet.press("Clear")
             self.quillet.wait_for_view("")
-            self.quillet.press("Synchronize")
-            self.quillet.wait_for_view(messages.file_run(1, path))
-            with open(path, encoding="utf-8", newline="") as file:
-                self.assertEqual(sample, spelled(file.read()))
+            self.synchronize(messages.file_run(1, OUTPUT))
+            with open(OUTPUT, encoding="utf-8", newline="") as file:
+                self.assertEqual(sample, with_symbols(file.read()))

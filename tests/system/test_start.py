@@ -1,18 +1,16 @@
-"""Starting with a scanner plugged in."""
+"""Starts with a scanner plugged in."""
 
 import datetime
 import os
 
-from harness.case import FOLDER, Settings, SystemTest, messages, some_records
-from harness.lines import file_text
+from harness.case import (BURST, CHAIN, FOLDER, OUTPUT, Settings, SystemTest, messages,
+                          some_records)
 from harness.settings import PATH
-
-_START_CHAIN = ["W", "M", "V", "w1#", "C"]
 
 
 class StartTest(SystemTest):
 
-    def test_scanner_is_connected_without_any_action(self):
+    def test_connects_the_scanner(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start()
         quillet.wait_for_view("Quillet has started...\n"
@@ -23,9 +21,9 @@ class StartTest(SystemTest):
         quillet.wait_for_connect_label("Disconnect")
         quillet.wait_for_ports(["None", "Tavo[005771]"])
         self.assertEqual(["Disconnect", "Synchronize", "Settings", "Clear"], quillet.buttons())
-        self.assertEqual(_START_CHAIN, scanner.commands())
+        self.assertEqual(CHAIN, scanner.commands())
 
-    def test_window_title_names_the_scanner(self):
+    def test_title_names_the_connected_scanner(self):
         self.plugged_in_scanner()
         self.start_connected()
         self.quillet.wait_for_title("Quillet V1.25[005771]")
@@ -34,9 +32,9 @@ class StartTest(SystemTest):
         self.quillet.wait_for_title("Quillet V1.25")
         self.assertEqual("Quillet V1.25", self.quillet.screen_reader_title())
 
-    def test_scanners_clock_is_set_to_local_time(self):
+    def test_sets_scanner_clock_to_local_time(self):
         scanner = self.plugged_in_scanner()
-        # No machine that runs this test is set to this zone by itself.
+        # An unusual offset, which differs from the machine's time zone.
         zone = datetime.timezone(datetime.timedelta(hours=-5, minutes=-29))
         before = datetime.datetime.now(zone).replace(microsecond=0, tzinfo=None)
         self.start(environment={"TZ": "XST+5:29"})
@@ -46,13 +44,13 @@ class StartTest(SystemTest):
         self.assertLessEqual(before, datetime.datetime(2000 + year, *rest))
         self.assertLessEqual(datetime.datetime(2000 + year, *rest), after)
 
-    def test_clock_is_left_alone_when_the_settings_say_so(self):
+    def test_does_not_set_clock_if_disabled(self):
         Settings(sync_clock=0).save()
         scanner = self.plugged_in_scanner()
         self.start_connected(clock_set=False)
-        self.assertEqual(["W", "M", "V", "w1#"], scanner.commands())
+        self.assertEqual(CHAIN[:-1], scanner.commands())
 
-    def test_first_start_writes_the_default_settings(self):
+    def test_first_start_writes_default_settings(self):
         self.plugged_in_scanner()
         self.start_connected()
         name = "/Applications/TextEdit\r"
@@ -63,30 +61,26 @@ class StartTest(SystemTest):
         self.assert_file(PATH, expected)
         self.assert_no_stray_files()
 
-    def test_auto_sync_runs_once_connected(self):
-        records = some_records(3)
+    def test_auto_sync_runs_after_connecting(self):
         Settings(auto_sync=1, filename=f"{FOLDER}/auto.txt").save()
-        scanner = self.plugged_in_scanner(records)
+        scanner = self.plugged_in_scanner(some_records(3))
         self.start().wait_for_view(messages.STARTED + messages.connecting()
                                    + messages.file_run(3, f"{FOLDER}/auto.txt"))
-        self.assertEqual([*_START_CHAIN, "W", "N", "GS1", "P", "W", "GS0"], scanner.commands())
+        self.assertEqual([*CHAIN, *BURST], scanner.commands())
 
-    def test_auto_sync_leaves_clear_and_disconnect_working(self):
+    def test_clear_and_disconnect_work_during_auto_sync(self):
         Settings(auto_sync=1, filename=f"{FOLDER}/auto.txt").save()
         self.plugged_in_scanner(some_records(3), faults=["on P silence"])
         self.start().wait_for_view(messages.STARTED + messages.connecting()
                                    + messages.RUN_STARTED)
-        self.quillet.wait_until_attempt_is_over()
-        self.quillet.press("Disconnect")
-        self.quillet.wait_for_view(messages.disconnected())
+        self.quillet.clear()
+        self.disconnect()
         self.assertFalse(os.path.exists(f"{FOLDER}/auto.txt"))
 
-    def test_closed_standard_streams_do_no_harm(self):
-        # What is opened first would get the number of what was closed, and be written to or closed
-        # for it.
+    def test_works_with_closed_standard_streams(self):
+        # The next opened file would get the closed descriptor's number, and receive the output.
         records = some_records(5)
-        path = f"{FOLDER}/out.txt"
-        Settings(filename=path).save()
+        Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records)
         for number in (0, 1, 2):
             with self.subTest(closed=number):
@@ -94,8 +88,6 @@ class StartTest(SystemTest):
                 self.assertEqual("/dev/null",
                                  os.readlink(f"/proc/{self.quillet.pid}/fd/{number}"))
                 self.quillet.wait_for_view(messages.STARTED + messages.connecting())
-                self.quillet.wait_until_attempt_is_over()
-                self.quillet.press("Synchronize")
-                self.quillet.wait_for_view(messages.file_run(5, path))
-                self.assert_file(path, file_text(records))
+                self.quillet.clear()
+                self.synchronize_to_file(records)
                 self.close()

@@ -1,7 +1,7 @@
-"""Runs in a terminal: writes every byte that is typed there into a file.
+"""Writes everything that is typed into its terminal to a file: terminal_reader.py FILE
 
-terminal_reader.py FILE. The terminal turns Return into a line feed, as for any program; nothing
-else is changed and no byte is a command. FILE.time gets the time of the last read.
+The terminal translates Return to a line feed. All other bytes are unchanged, and control characters
+have no effect. FILE.time contains the time of the last read.
 """
 
 import os
@@ -20,7 +20,7 @@ termios.tcsetattr(0, termios.TCSANOW, settings)
 with open(path, "wb", buffering=0) as file:
     last = None
     while True:
-        # The time is written down in a lull only, so that this program holds nobody up.
+        # Writing the time only during pauses does not slow down reading.
         if last is not None and not select.select([0], [], [], 0.1)[0]:
             with open(path + ".new", "w", encoding="ascii") as times:
                 times.write(f"{last}\n")

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""A window that is one text field of Tk's: text_window.py [FILE | --palette]
+"""A window with a text field: text_window.py [FILE | --palette]
 
-Writes the field's whole text into FILE whenever it has changed. FILE is else named as the program
-is, with ".text" behind it, and its number goes into a file with ".starts". With --palette there is
-another window that stays on top of all, with a field of its own, whose text goes into ".palette".
+Writes the text to FILE after each change. The default is the program's path with ".text" appended.
+Appends its process number to a file with ".starts". With --palette, a second window with a field
+stays on top of all windows, and its text is written to a file with ".palette".
 """
 
 import os

@@ -1,9 +1,10 @@
-"""Inside the guest, in a running desktop: desktop.py KIND. Records go from a simulated scanner on
-USB through the program into a terminal, from which they are read back."""
+"""Delivers records from a simulated USB scanner to a terminal: desktop.py KIND
+
+Runs in a desktop in the guest. KIND is the case's name, see desktop-session.
+"""
 
 import glob
 import os
-import socket
 import subprocess
 import sys
 import threading
@@ -13,6 +14,7 @@ import evdev
 
 from harness.scanner import Record
 from harness.settings import Settings
+from harness.system_log import SystemLog
 from harness.waiting import wait_until
 
 KIND = sys.argv[1]
@@ -34,20 +36,12 @@ def as_root(*command):
     subprocess.run([*([] if os.getuid() == 0 else ["sudo"]), *command], check=True)
 
 
-class Log:
-    """The system log's socket."""
+class Log(SystemLog):
+    """The system log. sudo also writes to it, so not all lines are the program's."""
 
-    def __init__(self):
-        self.lines = []
-        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self._socket.bind(LOG)
-        as_root("ln", "-sf", LOG, "/dev/log")
-        threading.Thread(target=self._receive, daemon=True).start()
-
-    def _receive(self):
-        while True:
-            line = self._socket.recv(1 << 16).decode("utf-8", "replace")
-            self.lines.append(line.split("]: ", 1)[-1])
+    def lines(self):
+        return [datagram.decode("utf-8", "replace").split("]: ", 1)[-1]
+                for datagram in self.datagrams()]
 
 
 def start(name, *command):
@@ -60,7 +54,7 @@ def start_scanner():
         table.writelines(Record(6, record.encode(), "2026-11-16 09:15:00").table_line()
                          for record in RECORDS)
     as_root("bash", f"{HERE}/usb-scanner", "create")
-    # A fresh line echoes what it is sent until somebody has opened it, the scanner's end too.
+    # Until the simulator opens its end, the terminal echoes the program's commands.
     start("simulator", f"{HERE}/tavo-simulator", "--csv", "/tmp/records.csv", "--device",
           "/dev/ttyGS0", "--speed", "unlimited")
 
@@ -68,10 +62,10 @@ def start_scanner():
 class Terminal:
     def __init__(self):
         reader = ["python3", f"{HERE}/terminal_reader.py", TYPED]
-        # Terminals mostly have another key for it.
+        # By default foot pastes with another key.
         start("terminal", "foot", "--override=key-bindings.clipboard-paste=Control+v", *reader)
         wait_until(lambda: os.path.exists(TYPED), "the terminal")
-        # A Wayland desktop's own time to give it the focus, which it tells nobody of.
+        # Wayland does not report focus to other programs.
         time.sleep(3)
 
     @staticmethod
@@ -81,10 +75,10 @@ class Terminal:
 
 
 class Events:
-    """The virtual keyboard as any desktop reads it that is busy with something else at times."""
+    """Reads the virtual keyboard's events. Pauses several times, like a busy desktop."""
 
-    _BUSY = 0.3
-    _TIMES = 3
+    _PAUSE = 0.3  # seconds
+    _PAUSES = 3
 
     _KEYS = {"MINUS": "-_", "EQUAL": "=+", "LEFTBRACE": "[{", "RIGHTBRACE": "]}",
              "BACKSLASH": "\\|", "SEMICOLON": ";:", "APOSTROPHE": "'\"", "COMMA": ",<", "DOT": ".>",
@@ -93,7 +87,7 @@ class Events:
 
     def __init__(self):
         self._text = ""
-        self._busy_times = 0
+        self._paused = 0
         threading.Thread(target=self._read, daemon=True).start()
 
     def _read(self):
@@ -104,10 +98,10 @@ class Events:
             keyboard = found[0] if found else None
         shift = False
         for event in keyboard.read_loop():
-            if len(self._text) >= (self._busy_times + 1) * len(TEXT) // (self._TIMES + 1) \
-                    and self._busy_times < self._TIMES:
-                self._busy_times += 1
-                time.sleep(self._BUSY)
+            if len(self._text) >= (self._paused + 1) * len(TEXT) // (self._PAUSES + 1) \
+                    and self._paused < self._PAUSES:
+                self._paused += 1
+                time.sleep(self._PAUSE)
             if event.type == evdev.ecodes.EV_SYN and event.code == evdev.ecodes.SYN_DROPPED:
                 self._text += "(dropped)"
             if event.type != evdev.ecodes.EV_KEY:
@@ -124,15 +118,15 @@ class Events:
 
 
 def has_arrived(text):
-    """The first records that are pasted may be missing: an emulated terminal takes longer over the
-    layout of the new keyboard than the clipboard holds a record."""
+    """Returns whether the text is complete. The first pasted records may be missing, because the
+    emulated terminal needs longer to load the keyboard's layout than the program waits."""
     if KIND == "paste":
         return TEXT.endswith(text) and 2 * text.count("\n") >= len(RECORDS)
     return text == TEXT
 
 
 def caps_lock_is_lit():
-    """On the virtual keyboard."""
+    """Returns the state of the virtual keyboard's light."""
     for light in glob.glob("/sys/class/leds/*::capslock"):
         with open(f"{light}/device/name", encoding="ascii") as name, \
                 open(f"{light}/brightness", encoding="ascii") as brightness:
@@ -142,31 +136,32 @@ def caps_lock_is_lit():
 
 
 def main():
-    log = Log()
-    # The data and a line feed, to the frontmost application, as soon as it is connected.
+    log = Log(LOG)
+    as_root("ln", "-sf", LOG, "/dev/log")
+    # Each line is the data and LF. Records are delivered right after connecting.
     Settings(attach_serial=0, attach_timestamp=0, attach_type=0, data_delimiter=0,
              record_delimiter=1, destination=2, auto_sync=1, non_english=int(KIND == "paste")).save()
     start_scanner()
     program = start("quillet", f"{HERE}/quillet")
-    wait_until(lambda: "-[SyncController ConnectThread]" in log.lines, "the program's start")
+    wait_until(lambda: "-[SyncController ConnectThread]" in log.lines(), "the program's start")
     time.sleep(2)
     window = Events() if KIND == "events" else Terminal()
     began = time.monotonic()
     as_root("bash", f"{HERE}/usb-scanner", "plug")
-    wait_until(lambda: FINISHED in log.lines,
-               lambda: "the end of the run\n" + "\n".join(log.lines[-20:]), 120)
-    print(f"run ended {time.monotonic() - began:.1f} s behind the plug")
+    wait_until(lambda: FINISHED in log.lines(),
+               lambda: "the end of the run\n" + "\n".join(log.lines()[-20:]), 120)
+    print(f"the run ended {time.monotonic() - began:.1f} s after plugging in")
     if KIND == "refused":
-        assert log.lines.count(REFUSAL) == 1, log.lines
+        assert log.lines().count(REFUSAL) == 1, log.lines()
         assert window.text() == "", window.text()
     else:
         wait_until(lambda: has_arrived(window.text()),
                    lambda: f"{len(TEXT)} characters, got {len(window.text())}:\n{window.text()}\n"
-                   + "\n".join(line for line in log.lines if line.startswith("Cannot type")))
-        assert not any(line.startswith("Cannot type") for line in log.lines)
-        print(f"{len(window.text())} of {len(TEXT)} characters arrived exactly")
+                   + "\n".join(line for line in log.lines() if line.startswith("Cannot type")))
+        assert not any(line.startswith("Cannot type") for line in log.lines())
+        print(f"received {len(window.text())} of {len(TEXT)} characters without errors")
         assert caps_lock_is_lit() == (KIND == "caps")
-    assert program.poll() is None, "the program has ended"
+    assert program.poll() is None, "the program ended"
     with open("/tmp/quillet.out", encoding="utf-8", errors="replace") as output:
         print("the program's standard streams:", repr(output.read()))
 

@@ -1,5 +1,4 @@
-"""What the system tests stand on: a desktop, a scanner, and the program between them.
+"""Shared code of the tests that run the program on a desktop.
 
-Everything here runs inside the sandbox that sandbox.py makes, and only there: it takes the paths
-/Users, /dev/log and /dev/ttyACM0 for its own.
+Run it in the sandbox of sandbox.py only: it uses the paths /Users, /dev/log and /dev/ttyACM0.
 """

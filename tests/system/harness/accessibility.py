@@ -1,7 +1,6 @@
-"""The program as an assistive technology meets it: AT-SPI over D-Bus.
+"""Reads and operates the program's controls over AT-SPI, as a screen reader does.
 
-The calls go over the bus one by one and nothing is remembered between them, so that what is read is
-what the program says at that moment.
+Nothing is cached: each value is requested from the program over D-Bus.
 """
 
 import gi
@@ -13,14 +12,14 @@ _ROOT = "/org/a11y/atspi/accessible/root"
 _REGISTRY = "org.a11y.atspi.Registry"
 _CALL_LIMIT = 20_000  # milliseconds
 
-# Numbers of states.
+# Values of AtspiStateType.
 _CHECKED = 4
 _PRESSED = 20
 _SELECTED = 23
 
 
 class Unreachable(Exception):
-    """The object, or the program that it belongs to, has gone."""
+    """The object no longer exists, or its program has ended."""
 
 
 def _connect(address):
@@ -39,7 +38,7 @@ def _call(bus, name, path, interface, method, arguments=None):
 
 
 class Accessibility:
-    """The accessibility bus, with accessibility switched on for everybody in the session."""
+    """The accessibility bus of a session. Enables accessibility for the session's programs."""
 
     def __init__(self, session_address):
         self._session = _connect(session_address)
@@ -51,7 +50,7 @@ class Accessibility:
         self.bus = _connect(address)
 
     def application(self, pid):
-        """The application of this process, or None as long as it has not registered."""
+        """Returns the application of a process, or None if it has not registered yet."""
         for child in Node(self.bus, _REGISTRY, _ROOT).children():
             if child.owner_pid() == pid:
                 return child
@@ -66,7 +65,7 @@ class Node:
         self._owner = owner
         self._path = path
 
-    def _ask(self, interface, method, signature=None, *arguments):
+    def _request(self, interface, method, signature=None, *arguments):
         packed = GLib.Variant(signature, arguments) if signature else None
         return _call(self._bus, self._owner, self._path, f"org.a11y.atspi.{interface}", method,
                      packed)
@@ -88,42 +87,42 @@ class Node:
 
     @property
     def role(self):
-        (role,) = self._ask("Accessible", "GetRoleName")
+        (role,) = self._request("Accessible", "GetRoleName")
         return role
 
     def children(self):
-        (children,) = self._ask("Accessible", "GetChildren")
+        (children,) = self._request("Accessible", "GetChildren")
         return [Node(self._bus, owner, path) for owner, path in children]
 
     def descendants(self):
-        """All objects below, nearest first among brothers."""
+        """Yields all objects below this one in preorder."""
         for child in self.children():
             yield child
             yield from child.descendants()
 
     def find(self, role, name=None):
-        """The only object below with this role and name."""
+        """Returns the only descendant with this role and name."""
         found = [node for node in self.descendants()
                  if node.role == role and name in (None, node.name)]
         if len(found) != 1:
-            raise AssertionError(f"{len(found)} objects are a {role} called {name}:\n{self.tree()}")
+            raise AssertionError(f"{len(found)} objects are {role} {name}:\n{self.tree()}")
         return found[0]
 
     def text(self):
-        (text,) = self._ask("Text", "GetText", "(ii)", 0, -1)
+        (text,) = self._request("Text", "GetText", "(ii)", 0, -1)
         return text
 
     def actions(self):
-        (actions,) = self._ask("Action", "GetActions")
+        (actions,) = self._request("Action", "GetActions")
         return [name for name, _description, _keys in actions]
 
     def act(self, action):
-        (done,) = self._ask("Action", "DoAction", "(i)", self.actions().index(action))
+        (done,) = self._request("Action", "DoAction", "(i)", self.actions().index(action))
         if not done:
-            raise AssertionError(f"{self.name} refused to {action}")
+            raise AssertionError(f"{self.name}: {action} failed")
 
     def _has_state(self, number):
-        ((low, _high),) = self._ask("Accessible", "GetState")
+        ((low, _high),) = self._request("Accessible", "GetState")
         return bool(low & 1 << number)
 
     def is_checked(self):
@@ -136,14 +135,14 @@ class Node:
         return self._has_state(_SELECTED)
 
     def has_text(self):
-        (interfaces,) = self._ask("Accessible", "GetInterfaces")
+        (interfaces,) = self._request("Accessible", "GetInterfaces")
         return "org.a11y.atspi.Text" in interfaces
 
     def grab_focus(self):
-        self._ask("Component", "GrabFocus")
+        self._request("Component", "GrabFocus")
 
     def tree(self, depth=0):
-        """Everything below in words, for a person who looks for a mistake."""
+        """Returns the roles and names of all descendants as text, for failure messages."""
         lines = []
         for child in self.children():
             lines.append("  " * depth + f"{child.role}: {child.name!r}")

@@ -1,4 +1,4 @@
-"""The test case that all system tests are."""
+"""Base classes of the tests that run the program on a desktop."""
 
 import os
 import re
@@ -8,90 +8,92 @@ import unittest
 
 from harness import messages
 from harness.desktop import Desktop
-from harness.devices import Devices
+from harness.lines import file_text
 from harness.product import Quillet
 from harness.scanner import Record, Scanner, some_records
-from harness.settings import FOLDER, Settings
+from harness.settings import FOLDER, OUTPUT, Settings
 from harness.system_log import SystemLog
 from harness.waiting import wait_until
 
 SHARED = "/Users/Shared"
+CHAIN = ["W", "M", "V", "w1#", "C"]  # the commands of a connection
+BURST = ["W", "N", "GS1", "P", "W", "GS0"]  # the commands of a run in one transfer
 _GENERATED = re.compile(r"QuilletData([^_/]*)_\d{8}_\d{6}\.txt")
-
-# How much of what was written while a test ran is shown when it fails.
-_STORY_LINES = 60
+_REPORTED_LINES = 60  # of each log, after a failure
 
 
-class SystemTest(unittest.TestCase):
-    """A desktop with nothing plugged in and no data folder yet.
+class ProductTest(unittest.TestCase):
+    """Starts a desktop without scanners before each test.
 
-    Whatever a test does, the program must end in good order when its window is closed at the end,
-    must have written nothing to its standard streams, and must have sent no scanner anything that
-    is no command.
+    After each test the window is closed. The program must exit with 0 and must have written nothing
+    to its standard streams. The scanners must have received valid commands only.
     """
 
     maxDiff = None
+    log_path = "/dev/log"
+    scanner_class = Scanner
 
     def setUp(self):
         self.desktop = self.devices = self.quillet = None
         self.scanners = []
-        self.log = SystemLog()
-        self.desktop_story = []
-        self.addCleanup(self._sweep)
+        self.log = SystemLog(self.log_path)
+        self.desktop_report = []
+        self.addCleanup(self._clean_up)
         self.desktop = Desktop()
-        self.devices = Devices()
+        self.devices = self.create_devices()
+
+    def create_devices(self):
+        """Returns the devices that the program sees. See harness.devices.Devices."""
+        raise NotImplementedError
+
+    def remove_files(self):
+        """Removes the files of the test."""
+        raise NotImplementedError
 
     def run(self, result=None):
         before = len(result.failures) + len(result.errors)
         outcome = super().run(result)
         if len(result.failures) + len(result.errors) > before:
-            print(self._story(), file=sys.stderr)
+            print(self._report(), file=sys.stderr)
         return outcome
 
     def tearDown(self):
         if self.quillet is not None and self.quillet.process.is_running():
             self.close()
         if self.quillet is not None:
-            self.assertEqual("", self.quillet.output(), "on the program's standard streams")
+            self.assertEqual("", self.quillet.process.output(), "standard streams")
         for scanner in self.scanners:
-            self.assertEqual("", scanner.stop(), "sent to the scanner")
+            self.assertEqual("", scanner.stop(), "invalid commands")
 
-    def _sweep(self):
-        """Ends whatever still runs, and leaves nothing to the next test."""
+    def _clean_up(self):
         if self.quillet is not None:
             self.quillet.process.stop()
         for scanner in self.scanners:
-            scanner.stop()
+            scanner.discard()
         if self.desktop is not None:
-            self.desktop_story = self.desktop.story()
+            self.desktop_report = self.desktop.report()
             self.desktop.stop()
         self.log.stop()
-        for name in os.listdir("/Users"):
-            os.chmod(f"/Users/{name}", 0o700)
-            if os.path.isdir(f"/Users/{name}"):
-                shutil.rmtree(f"/Users/{name}")
-            else:
-                os.unlink(f"/Users/{name}")
+        self.remove_files()
 
-    def _story(self):
-        parts = []
+    def _report(self):
+        parts = ["The last lines of the log:",
+                 *[repr(line) for line in self.log.datagrams()[-_REPORTED_LINES:]],
+                 "The desktop:", *self.desktop_report]
         if self.quillet is not None:
-            parts += ["The view, when last looked at:", self.quillet.last_view,
-                      "The program's standard streams:", self.quillet.output()]
-        parts += ["The end of the log:",
-                  *[repr(line) for line in self.log.datagrams()[-_STORY_LINES:]],
-                  "The desktop:", *self.desktop_story]
+            parts += ["The view when last read:", self.quillet.last_view,
+                      "The program's standard streams:", self.quillet.process.output()]
         for scanner in self.scanners:
             if os.path.exists(scanner.transcript_path):
-                parts += [f"The end of what passed on {scanner.link}:",
-                          *scanner.transcript().splitlines()[-_STORY_LINES:]]
+                parts += [f"The last bytes on {scanner.link}:",
+                          *scanner.transcript().splitlines()[-_REPORTED_LINES:]]
         return "\n".join(parts)
 
-    # The parts of a test
+    # Steps
 
     def scanner(self, records=(), **more):
-        """A scanner that holds these records; it is not plugged in yet."""
-        scanner = Scanner(self.desktop, self.devices, records, **more)
+        """Creates a scanner with these records. It is not plugged in yet."""
+        scanner = self.scanner_class(self.desktop, self.devices, records, **more)
         self.scanners.append(scanner)
         return scanner
 
@@ -101,53 +103,89 @@ class SystemTest(unittest.TestCase):
         return scanner
 
     def start(self, **popen):
-        """Starts the program."""
+        """Starts the program and waits for its window."""
         self.quillet = Quillet(self.desktop, self.devices, **popen)
         self.devices.listener = self.quillet.process
         self.quillet.wait_for_window()
         return self.quillet
 
     def start_connected(self, clock_set=True):
-        """Starts the program and waits until the scanner at ttyACM0 is connected and the program
-        is ready for more. The view is empty then."""
+        """Starts the program, waits until the scanner at ttyACM0 is connected, and clears the
+        view. `clock_set` is the expected setting of "sync_clock"."""
         self.start()
         text = messages.STARTED + messages.connecting()
         if not clock_set:
             text = text.removesuffix(messages.CLOCK_SET)
         self.quillet.wait_for_view(text)
         self.quillet.wait_for_connect_label("Disconnect")
-        self.quillet.wait_until_attempt_is_over()
+        self.quillet.clear()
         return self.quillet
 
+    def synchronize(self, expected_view):
+        """Presses Synchronize and waits until the view shows exactly this text."""
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view(expected_view)
+
+    def synchronize_to_file(self, records, settings=Settings(), path=OUTPUT, **scanner):
+        """Synchronizes. The view must have been empty, and the file must contain these records."""
+        self.synchronize(messages.file_run(len(records), path))
+        self.assert_file(path, file_text(records, settings, **scanner))
+
+    def disconnect(self):
+        """Presses Disconnect in a connected program with an empty view."""
+        self.quillet.press("Disconnect")
+        self.quillet.wait_for_view(messages.disconnected())
+        self.quillet.wait_for_connect_label("Connect")
+
     def close(self):
-        """Closes the window, upon which the program ends in good order."""
+        """Closes the window and expects exit status 0."""
         self.quillet.close_window()
         self.assertEqual(0, self.quillet.wait_for_end())
 
-    # What it leaves behind
+    # Files
+
+    def assert_file(self, path, text):
+        with open(path, "rb") as file:
+            self.assertEqual(text.encode("utf-8"), file.read())
+
+
+class SystemTest(ProductTest):
+    """A test on mocked USB devices. There is no data folder at first."""
+
+    def create_devices(self):
+        from harness.devices import Devices  # needs umockdev, which tests/guest does not install
+        return Devices()
+
+    def remove_files(self):
+        for name in os.listdir("/Users"):
+            os.chmod(f"/Users/{name}", 0o700)
+            if os.path.isdir(f"/Users/{name}"):
+                shutil.rmtree(f"/Users/{name}")
+            else:
+                os.unlink(f"/Users/{name}")
+
+    def end_program(self):
+        """Closes the program and removes the scanner. The test can start both again."""
+        self.close()
+        self.assertEqual("", self.scanners.pop().stop(), "invalid commands")
 
     def generated_files(self):
-        """The files with generated names, oldest first."""
+        """Returns the paths of all files with generated names, oldest first."""
         return sorted(f"{SHARED}/{name}" for name in os.listdir(SHARED)
                       if _GENERATED.fullmatch(name))
 
     def wait_for_generated_file(self):
-        """Waits until there is a file with a generated name; returns its path."""
+        """Waits for a file with a generated name. Returns its path."""
         wait_until(self.generated_files, "a file with a generated name")
         (path,) = self.generated_files()
         return path
 
-    def assert_file(self, path, text):
-        """The file's bytes are exactly this text's in UTF-8."""
-        with open(path, "rb") as file:
-            self.assertEqual(text.encode("utf-8"), file.read())
-
     def assert_no_stray_files(self, *expected):
-        """Nothing is left in the shared folder but these paths, the settings file and folders."""
+        """Expects only these files and the settings file in the shared folder."""
         found = sorted(os.path.join(folder, name) for folder, _folders, names in os.walk(SHARED)
                        for name in names)
         self.assertEqual(sorted([*expected, f"{FOLDER}/QuilletRegistry.txt"]), found)
 
 
-__all__ = ["FOLDER", "SHARED", "Record", "Settings", "SystemTest", "messages", "some_records",
-           "wait_until"]
+__all__ = ["BURST", "CHAIN", "FOLDER", "OUTPUT", "SHARED", "ProductTest", "Record", "Settings",
+           "SystemTest", "messages", "some_records", "wait_until"]

@@ -13,7 +13,7 @@ class Desktop:
     def __init__(self):
         self._processes = []
         self.environment = dict(os.environ)
-        # Faked devices are for the program under test alone.
+        # Only the program under test sees the mocked devices.
         self.environment.pop("UMOCKDEV_DIR", None)
         self.environment["LD_PRELOAD"] = os.environ.get("SYSTEM_TEST_PRELOAD", "")
         try:
@@ -28,7 +28,7 @@ class Desktop:
                      "-noreset"])
         self.environment["DISPLAY"] = f":{display}"
         self._start_program("openbox", ["--sm-disable"])
-        # A window that comes while the window manager starts may be overlooked by it.
+        # The window manager may miss windows that open while it starts.
         wait_until(lambda: self.xdotool("get_num_desktops"), "the window manager")
         address = self._start_announced(
             "dbus-daemon", ["--session", "--nofork", "--nopidfile", "--print-address={}"])
@@ -41,31 +41,30 @@ class Desktop:
         return process
 
     def _start_announced(self, program, arguments):
-        """Starts a program that says on a descriptor, in a line, where it can be reached."""
+        """Starts a program that writes its address to a descriptor. Returns the address."""
         reader, writer = os.pipe()
         arguments = [argument.format(writer) for argument in arguments]
         process = self._start_program(program, arguments, pass_fds=[writer])
         os.close(writer)
         return read_line(process, reader)
 
-    def story(self):
-        """What its programs have to say, for a person who looks for a mistake."""
-        return [f"{process.name}: {process.output() or 'nothing'}" for process in self._processes]
+    def report(self):
+        """Returns the output of the desktop's programs, for failure messages."""
+        return [f"{process.name}: {process.output() or 'no output'}" for process in self._processes]
 
     def stop(self):
         while self._processes:
             self._processes.pop().stop()
 
     def xdotool(self, *arguments):
-        """What a person does with mouse and keyboard; returns what xdotool prints."""
+        """Runs xdotool. Returns its output, or None if it fails."""
         done = subprocess.run(["xdotool", *map(str, arguments)], env=self.environment,
                               stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               timeout=PATIENCE / 2)
         return done.stdout.rstrip("\n") if done.returncode == 0 else None
 
     def clipboard_text(self):
-        """What a program that pastes would get."""
-        ask = ("import sys, tkinter; root = tkinter.Tk(); root.withdraw(); "
-               "sys.stdout.write(root.clipboard_get())")
-        return subprocess.run([PYTHON, "-c", ask], env=self.environment, check=True, text=True,
+        script = ("import sys, tkinter; root = tkinter.Tk(); root.withdraw(); "
+                  "sys.stdout.write(root.clipboard_get())")
+        return subprocess.run([PYTHON, "-c", script], env=self.environment, check=True, text=True,
                               capture_output=True).stdout

@@ -1,4 +1,4 @@
-"""What is plugged in, as udev and sysfs tell it. The terminals themselves are the scanners'."""
+"""Mocked USB devices in udev and sysfs. The simulated scanners create the terminals."""
 
 import os
 import signal
@@ -12,33 +12,31 @@ _CONTROLLER = "/devices/pci0000:00/0000:00:14.0"
 
 
 class Devices:
-    """A machine whose USB sockets the test fills and empties."""
-
     def __init__(self):
         self._testbed = UMockdev.Testbed.new()
         if "devices" in os.listdir("/sys"):
-            raise AssertionError("the test does not run under umockdev-wrapper")
+            raise AssertionError("run the test under umockdev-wrapper")
         self._microseconds = 1_000_000
         self._present = set()
         self.listener = None  # the process of the program under test
 
     @property
     def environment(self):
-        """What makes a program see these devices instead of the machine's."""
+        """Variables with which a program sees these devices instead of the machine's."""
         libraries = [os.environ.get("SYSTEM_TEST_PRELOAD", ""), "libumockdev-preload.so.0"]
         return {"LD_PRELOAD": ":".join(filter(None, libraries)),
                 "UMOCKDEV_DIR": self._testbed.get_root_dir()}
 
     def _add(self, path, *lines):
-        """Adds a device, unless it is there."""
+        """Adds a device unless it exists."""
         if path not in self._present:
             self._present.add(path)
             self._testbed.add_from_string("\n".join([f"P: {path}", *lines]) + "\n")
 
     def _add_usb(self, place, driver, product):
-        """The device and its interface, without the terminal. Returns the interface's path.
+        """Adds a USB device and its interface. Returns the interface's path.
 
-        `place` is written as the kernel does, "3-1:1.0": bus, port, configuration, interface.
+        `place` is "BUS-PORT:CONFIGURATION.INTERFACE", the kernel's notation.
         """
         device = place.split(":")[0]
         path = f"{_CONTROLLER}/usb{device.split('-')[0]}/{device}"
@@ -59,20 +57,20 @@ class Devices:
         return f"/sys{path}"
 
     def add_scanner(self, kernel_name="ttyACM0", place="3-1:1.0"):
-        """A modem-class device arrives. Returns the terminal's path in sysfs."""
+        """Plugs in a modem-class device. Returns the terminal's path in sysfs."""
         interface = self._add_usb(place, "cdc_acm", "Tavo Scanner")
         return self._add_terminal(interface, kernel_name, "cdc_acm", "Tavo Scanner")
 
     def add_converter(self, kernel_name="ttyUSB0", place="1-4:1.0"):
-        """A serial converter, which is no scanner, arrives. Returns the terminal's path."""
+        """Plugs in a USB serial converter. Returns the terminal's path in sysfs."""
         interface = self._add_usb(place, "ftdi_sio", "USB Serial Converter")
         port = f"{interface}/{kernel_name}"
         self._add(port, "E: SUBSYSTEM=usb-serial", "E: DRIVER=ftdi_sio")
         return self._add_terminal(port, kernel_name, "ftdi_sio", "USB Serial Converter")
 
     def remove(self, terminal):
-        """A terminal goes. The event can only be made while it is there, but as with the kernel's
-        own, nobody must be able to act on it before it has gone: the listener sleeps meanwhile."""
+        """Removes a terminal. umockdev sends the event while the device still exists, the kernel
+        afterwards. To restore the kernel's order, the program is stopped in between."""
         if self.listener is not None:
             self.listener.send(signal.SIGSTOP)
         self._testbed.uevent(terminal, "remove")

@@ -1,4 +1,4 @@
-"""What the program is to make of a scanner's records, worked out from the records themselves."""
+"""Computes the program's expected output from a scanner's records."""
 
 from harness.settings import Settings
 
@@ -11,20 +11,18 @@ _SERIES_300 = ["Code 32", "Trioptic", "Korea Post", "Aus. Post", "British Post",
                "Code 49", "Matrix2of5", "Plessey", "Code 16K", "Codablock F", "PDF417",
                "QR/Micro QR", "Telepen", "VeriCode", "Data Matrix", "MaxiCode", "EAN/UCC", "RSS",
                "Aztec Code", "No Read", "HanXin Code", "Unknown"]
-_RENUMBERED = {20: 10, 21: 11}  # on the older scanners
+_RENUMBERED = {20: 10, 21: 11}  # older scanners only
 _DATA_DELIMITERS = ["", "\t", " ", ",", ";"]
 _RECORD_DELIMITERS = ["", "\n", "\r", "\t", "\r\n"]
 _ORDERS = ["NDT", "NTD", "DNT", "DTN", "TND", "TDN"]  # name, data, time
 _ERASED = 0xFF
 
 
-
-
 def _name(record, model):
     code = record.symbology & 0x3F
     table = _SERIES_300
     if model == "old":
-        # The older scanners' table runs on into the newer ones'.
+        # Codes past the end of the older table continue in the newer one.
         table = _OLDER + _SERIES_300
         code = _RENUMBERED.get(code, code)
     return table[code] if code < len(table) else "Unknown"
@@ -38,7 +36,7 @@ def _text(data):
 
 
 def line(record, settings=Settings(), serial="2104005771", model="old"):
-    """The line of one record."""
+    """Returns the line of one record."""
     fields = {"D": _text(record.data)}
     if settings.attach_type:
         fields["N"] = _name(record, model)
@@ -51,21 +49,22 @@ def line(record, settings=Settings(), serial="2104005771", model="old"):
             + _RECORD_DELIMITERS[settings.record_delimiter])
 
 
-def _with_slot(records, settings):
-    """A burst leaves out the slots that were erased; one by one they are like any other."""
+def _transferred(records, settings):
+    """A burst leaves out erased slots. Record by record, they are transferred."""
     return [record for record in records if record.symbology != _ERASED or not settings.burst_sync]
 
 
 def file_text(records, settings=Settings(), serial="2104005771", model="old"):
-    """What the file holds: of each line as many bytes of UTF-8 as it has UTF-16 units, so that one
-    with characters outside ASCII loses its end. Half a character is marked as broken."""
+    """Returns the file's expected text. Each line is cut to as many UTF-8 bytes as it has UTF-16
+    units, so lines with characters outside ASCII lose their end. Incomplete characters become
+    U+FFFD."""
     cut = [text.encode("utf-8")[:len(text.encode("utf-16-le")) // 2] for text in
-           (line(record, settings, serial, model) for record in _with_slot(records, settings))]
+           (line(record, settings, serial, model) for record in _transferred(records, settings))]
     return b"".join(cut).decode("utf-8", "replace")
 
 
 def view_text(records, settings=Settings(), serial="2104005771", model="old"):
-    """What the view shows: in each line by itself, each of the three kinds of line end is one."""
+    """Returns the view's expected text, in which CR LF, CR and LF are all line ends."""
     return "".join(
         line(record, settings, serial, model).replace("\r\n", "\n").replace("\r", "\n")
-        for record in _with_slot(records, settings))
+        for record in _transferred(records, settings))

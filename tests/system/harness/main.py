@@ -1,4 +1,4 @@
-"""Runs tests as unittest does. The exit status is SKIPPED if one was skipped and none failed."""
+"""Runs tests like unittest. Exits with SKIPPED if no test failed and at least one was skipped."""
 
 import sys
 import unittest

@@ -1,4 +1,4 @@
-"""What the program says in its view, in the order in which it comes up."""
+"""The program's messages in the view and in the progress display."""
 
 STARTED = "Quillet has started...\n"
 CLOCK_SET = "Tavo Time sychronized...\n"
@@ -10,8 +10,11 @@ NO_DATA = "No data to synchronize...\n"
 ERASED = "Erased Tavo memory...\n"
 FINISHED = "Synchronization finished. Tavo can be plugged off now\n"
 
-ATTEMPT = "\n"
-"""Every attempt to connect begins on a line of its own."""
+ATTEMPT = "\n"  # each attempt to connect begins with an empty line
+
+# The progress display
+GIVEN_UP = "The scanner did not answer. Restart Quillet."
+REQUESTING = "Requesting records from the scanner"
 
 
 def trying(node="ttyACM0"):
@@ -27,13 +30,13 @@ def disconnected(serial="005771"):
 
 
 def connecting(node="ttyACM0", serial="005771"):
-    """An attempt that succeeds at this port, with the scanner's clock set."""
+    """A successful attempt to connect that sets the scanner's clock."""
     return ATTEMPT + trying(node) + connected(serial) + CLOCK_SET
 
 
-def dots(count):
-    """The signs of progress of a run of so many records to a file."""
-    return "." * ((count + 63) // 64)
+def failed_attempt(node="ttyACM0"):
+    """A failed automatic attempt to connect."""
+    return ATTEMPT + trying(node) + FAILED + FAILED_TO_CONNECT
 
 
 def count(number):
@@ -41,8 +44,14 @@ def count(number):
 
 
 def file_run(number, path):
-    """A run that writes so many records to a file."""
-    return (RUN_STARTED + dots(number) + f"\nSynchronized to {path}\n" + count(number) + FINISHED)
+    """A run that writes `number` records to a file. There is one dot per 64 records."""
+    dots = "." * ((number + 63) // 64)
+    return RUN_STARTED + dots + f"\nSynchronized to {path}\n" + count(number) + FINISHED
+
+
+def erasing_run(number, path):
+    """A run to a file that erases the scanner at its end."""
+    return file_run(number, path).replace(FINISHED, ERASED + FINISHED)
 
 
 EMPTY_RUN = RUN_STARTED + NO_DATA + FINISHED

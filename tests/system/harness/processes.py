@@ -1,23 +1,23 @@
-"""Processes that end with the test that started them."""
+"""Child processes of a test."""
 
 import os
 import signal
 import subprocess
+import tempfile
 
 from harness.waiting import wait_until
 
-# How long a process gets to end by itself once it was told to.
-_FAREWELL = 5.0
+_TERMINATION_TIMEOUT = 5.0  # seconds from SIGTERM to SIGKILL
 
 
 class Process:
-    """A program that runs beside the test. Its output goes to a file of the sandbox's."""
+    """A running program. Its output goes to a file in the folder for temporary files."""
 
     def __init__(self, name, arguments, environment, **popen):
         self.name = name
-        self.output_path = f"/tmp/{name}.output"
-        # The mode shares one file offset among everybody who writes into it, and keeps what an
-        # earlier process of this name has written.
+        self.output_path = f"{tempfile.gettempdir()}/{name}.output"
+        # Append mode: stdout and stderr share the file, and the output of an earlier process
+        # with this name is kept.
         with open(self.output_path, "ab") as output:
             popen.setdefault("stdin", subprocess.DEVNULL)
             popen.setdefault("stdout", output)
@@ -40,11 +40,11 @@ class Process:
         return self._popen.poll() is None
 
     def status(self):
-        """The exit status; negative for a signal. None while it runs."""
+        """Returns the exit status, -N after signal N, or None while the process runs."""
         return self._popen.poll()
 
     def wait(self):
-        """Waits for the end; returns the status as `status` has it."""
+        """Waits until the process ends. Returns its status()."""
         wait_until(lambda: not self.is_running(), f"the end of {self.name}")
         return self.status()
 
@@ -53,11 +53,11 @@ class Process:
             os.kill(self.pid, number)
 
     def stop(self):
-        """Ends it if it still runs."""
+        """Ends the process if it is still running, and closes its streams."""
         if self.is_running():
             self._popen.terminate()
             try:
-                self._popen.wait(_FAREWELL)
+                self._popen.wait(_TERMINATION_TIMEOUT)
             except subprocess.TimeoutExpired:
                 self.send(signal.SIGKILL)
                 self._popen.wait()
@@ -65,13 +65,21 @@ class Process:
             if stream is not None:
                 stream.close()
 
+    def resources(self):
+        """Returns the number of descriptors and threads, and the resident memory in KiB."""
+        with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
+            status = dict(line.split(":", 1) for line in file)
+        return {"descriptors": len(os.listdir(f"/proc/{self.pid}/fd")),
+                "threads": int(status["Threads"]),
+                "resident KiB": int(status["VmRSS"].split()[0])}
+
     def output(self):
         with open(self.output_path, encoding="utf-8", errors="replace") as output:
             return output.read()
 
 
 def read_line(process, stream_descriptor):
-    """The first line that comes out of a descriptor, without its end; it is closed then."""
+    """Reads a line from a descriptor and closes it. Returns the line without its end."""
     with os.fdopen(stream_descriptor, "rb", buffering=0) as stream:
         line = stream.readline()
     if not line.endswith(b"\n"):

@@ -1,4 +1,4 @@
-"""The program under test, as its user meets it."""
+"""The program under test and its main window."""
 
 import os
 import signal
@@ -13,9 +13,8 @@ PORT_LIST = "Port"
 
 _FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
-# A program that is built with sanitizers ends with a status of theirs after a report. umockdev is
-# loaded before their libraries, which does no harm: it stands in for none of the functions that
-# manage memory. What other libraries do themselves is left out.
+# After a report of a sanitizer, the program's exit status is not 0. umockdev is preloaded before
+# the sanitizers' libraries, which is safe: it replaces none of the memory functions.
 _SANITIZERS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
     "LSAN_OPTIONS": f"print_suppressions=0:suppressions={_FOLDER}/libraries.lsan",
@@ -25,7 +24,7 @@ _SANITIZERS = {
 
 
 class Quillet:
-    """One run of the program, from its start on."""
+    """A running program."""
 
     def __init__(self, desktop, devices, *, environment=None, **popen):
         self._desktop = desktop
@@ -56,28 +55,29 @@ class Quillet:
             application = self._desktop.accessibility.application(self.pid)
             frames = application.children() if application else []
         except Unreachable:
-            return False  # it was just about to come
+            return False  # not registered completely yet
         if frames:
             (self._frame_node,) = frames
         return bool(frames)
 
     def wait_for_window(self):
-        """Waits until there is a window and everything that comes at the start is in it."""
+        """Waits until the window is on the screen and accessible."""
         self._frame()
-        wait_until(lambda: self.window(), "the window on the screen")
+        wait_until(self.window, "the window on the screen")
 
     def window(self):
-        """The X server's number of the visible window; None when there is none."""
+        """Returns the X11 number of the visible window, or None."""
         windows = self._windows("--name", "^Quillet V")
         return windows[0] if windows else None
 
-    def _windows(self, *which):
-        """The numbers of the program's visible windows, opened lists among them."""
-        found = self._desktop.xdotool("search", "--all", "--onlyvisible", "--pid", self.pid, *which)
+    def _windows(self, *options):
+        """Returns the X11 numbers of the program's visible windows, open lists included."""
+        found = self._desktop.xdotool("search", "--all", "--onlyvisible", "--pid", self.pid,
+                                      *options)
         return found.splitlines() if found else []
 
     def title(self):
-        """The window's title as the window manager shows it."""
+        """Returns the window's title on the screen."""
         return self._desktop.xdotool("getwindowname", self.window())
 
     def wait_for_title(self, title):
@@ -86,49 +86,48 @@ class Quillet:
     def screen_reader_title(self):
         return self._frame().name
 
-    def _settled(self, question):
-        """The answer to a question about the window, asked again when something in the window
-        went away meanwhile."""
-        answers = []
+    def _settled(self, read):
+        """Returns read(). Repeats it if a control disappears in the meantime."""
+        results = []
 
-        def ask():
+        def attempt():
             try:
-                answers.append(question())
+                results.append(read())
             except Unreachable:
                 if not self.process.is_running():
                     raise
-            return answers
+            return results
 
-        wait_until(ask, "the window to settle")
-        return answers[0]
+        wait_until(attempt, "the window to settle")
+        return results[0]
 
     # The view
 
     def view(self):
-        """The whole text of the view."""
+        """Returns the text of the view."""
         if self._view_node is None:
             self._view_node = self._settled(lambda: self._frame().find("text", VIEW))
         self.last_view = self._view_node.text()
         return self.last_view
 
+    def _wait_for_view(self, condition, text, relation):
+        wait_until(lambda: condition(self.view()),
+                   lambda: f"the view {relation}\n{text!r}\nIt is\n{self.last_view!r}")
+
     def wait_for_view(self, text):
-        """Waits until the view's text is exactly this."""
-        wait_until(lambda: self.view() == text,
-                   lambda: f"the view to show\n{text!r}\nIt shows\n{self.last_view!r}")
+        """Waits until the view shows exactly this text."""
+        self._wait_for_view(lambda view: view == text, text, "equal to")
 
     def wait_for_view_start(self, text):
-        """Waits until the view's text begins so; for what more may follow at any moment."""
-        wait_until(lambda: self.view().startswith(text),
-                   lambda: f"the view to begin with\n{text!r}\nIt shows\n{self.last_view!r}")
+        self._wait_for_view(lambda view: view.startswith(text), text, "beginning with")
 
     def wait_for_view_end(self, text):
-        wait_until(lambda: self.view().endswith(text),
-                   lambda: f"the view to end with\n{text!r}\nIt shows\n{self.last_view!r}")
+        self._wait_for_view(lambda view: view.endswith(text), text, "ending with")
 
-    # The progress of a run, beside the view
+    # The progress display of a run
 
     def progress(self):
-        """The text beside the view; None while there is none."""
+        """Returns the progress text, or None if it is hidden."""
         labels = [node.name for node in self._frame().descendants()
                   if node.role == "label" and node.name != PORT_LIST]
         return labels[0] if labels else None
@@ -138,10 +137,10 @@ class Quillet:
                    lambda: f"the progress {text!r}; it is {self._settled(self.progress)!r}")
 
     def wait_for_silence(self, text):
-        """Waits until the progress is this, and nothing new has come for some seconds."""
+        """Waits until the progress shows `text` and that no data arrives."""
         wait_until(lambda: (self._settled(self.progress) or "").startswith(
                        f"{text}  ·  no data for "),
-                   lambda: f"silence behind {text!r}; it is {self._settled(self.progress)!r}")
+                   lambda: f"silence after {text!r}; it is {self._settled(self.progress)!r}")
 
     # The toolbar
 
@@ -152,26 +151,27 @@ class Quillet:
         return self._settled(find)
 
     def buttons(self):
-        """The labels of the buttons, from left to right."""
+        """Returns the buttons' labels from left to right."""
         return list(self._buttons())
 
-    def press(self, label):
-        """Presses a button. What it does has been done, or refused, when this returns; what it
-        shows may still be on its way."""
-        button = self._buttons()[label]
-        button.act("Press")
-        wait_until(lambda: not button.is_pressed(), f"{label} to come up again")
+    def press(self, *labels):
+        """Presses buttons. On return the program has handled them, except for updates of the view
+        that it has queued."""
+        for label in labels:
+            button = self._buttons()[label]
+            button.act("Press")
+            wait_until(lambda button=button: not button.is_pressed(), f"{label} to be released")
 
-    def wait_until_attempt_is_over(self):
-        """Waits until no attempt to connect runs any more. The view is empty then: Clear is
-        refused as long as one runs, and nothing else tells."""
+    def clear(self):
+        """Waits until no attempt to connect is running, and clears the view. Clear has no effect
+        during an attempt; the end of an attempt is not visible otherwise."""
         def is_cleared():
             self.press("Clear")
             return self.view() == ""
-        wait_until(is_cleared, lambda: f"the view to be cleared; it shows {self.last_view!r}")
+        wait_until(is_cleared, lambda: f"an empty view; it shows {self.last_view!r}")
 
     def connect_label(self):
-        """What the button for connecting is for at the moment."""
+        """Returns the label of the button that connects and disconnects."""
         return self.buttons()[0]
 
     def wait_for_connect_label(self, label):
@@ -189,7 +189,7 @@ class Quillet:
         return entries.children()
 
     def ports(self):
-        """The entries of the port list."""
+        """Returns the entries of the port list."""
         return self._settled(lambda: [entry.name for entry in self._port_entries()])
 
     def wait_for_ports(self, entries):
@@ -197,8 +197,8 @@ class Quillet:
                    lambda: f"the port list {entries}; it is {self.ports()}")
 
     def chosen_port(self):
-        """The chosen entry as an assistive technology can tell it: by the entry's state, or as the
-        list's own text. None when it cannot tell."""
+        """Returns the selected port as a screen reader finds it: by the entry's state, or in the
+        list's text. Returns None if neither names one port."""
         chosen = self._settled(lambda: [entry.name for entry in self._port_entries()
                                         if entry.is_selected()])
         if not chosen and self._port_list().has_text():
@@ -207,15 +207,15 @@ class Quillet:
 
     def wait_for_chosen_port(self, name):
         wait_until(lambda: self.chosen_port() == name,
-                   lambda: f"{name} to be told as chosen, not {self.chosen_port()}", limit=10)
+                   lambda: f"{name} selected, not {self.chosen_port()}", limit=10)
 
     def choose_port(self, position):
-        """Opens the list and chooses an entry, counted from 0."""
+        """Selects a port in the opened list. Positions begin at 0."""
         self._desktop.xdotool("windowactivate", "--sync", self.window())
         self._port_list().act("Press")
-        wait_until(lambda: len(self._windows()) == 2, "the opened list on the screen")
+        wait_until(lambda: len(self._windows()) == 2, "the open list on the screen")
         self._desktop.xdotool("key", "Home", *["Down"] * position, "Return")
-        wait_until(lambda: len(self._windows()) == 1, "the list to be closed")
+        wait_until(lambda: len(self._windows()) == 1, "the list to close")
 
     def type_keys(self, *keys):
         self._desktop.xdotool("windowactivate", "--sync", self.window(), "key", *keys)
@@ -223,17 +223,13 @@ class Quillet:
     # The end
 
     def close_window(self):
-        """Closes the window as a user does, through the window manager."""
+        """Closes the window through the window manager."""
         close_window(self._desktop.environment["DISPLAY"], int(self.window()))
 
     def wait_for_end(self):
-        """Waits until the program has ended by itself; returns its status."""
+        """Waits until the program ends. Returns its exit status."""
         return self.process.wait()
 
     def kill(self):
         self.process.send(signal.SIGKILL)
         self.process.wait()
-
-    def output(self):
-        """What it has written to its standard output and error streams, which is nothing."""
-        return self.process.output()

@@ -1,13 +1,13 @@
-"""The sandbox of a test: to the program, a separate machine.
+"""Runs a test in a sandbox that looks like a separate machine to the program.
 
-In namespaces, if the system allows them: the machine's files are read-only; /Users, /tmp, /run and
-/dev are empty and private. There is no network. When the sandbox ends, all processes and files in
-it are removed.
+The sandbox uses namespaces if the system allows them. The machine's files are read-only. /Users,
+/tmp, /run and /dev are empty and private. The network is disabled. At the end, all processes and
+files of the sandbox are removed.
 
-Elsewhere, with a preloaded library that redirects those paths into a folder (see private_paths.c).
-Processes and the rest of the machine are shared then, and /Users has no size of its own.
+Without namespaces, a preloaded library redirects the private paths to a folder (private_paths.c).
+Processes and all other paths are shared with the machine, and /Users cannot be limited in size.
 
-Neither needs a privilege, and both drop those of an administrator, so that files have permissions.
+Both kinds run without privileges and drop those of root, to which file permissions do not apply.
 """
 
 import ctypes
@@ -20,13 +20,13 @@ import tempfile
 
 PYTHON = "/usr/bin/python3"
 _SEARCH_PATH = "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin"
-_ROOM = 64 << 20  # bytes for /Users, so that a disk can be full
-_OWN = {"dev", "proc", "tmp", "run", "Users"}
+_DISK_SIZE = 64 << 20  # bytes for /Users
+_PRIVATE = {"dev", "proc", "tmp", "run", "Users"}
 
-# Set for tests in namespaces only: /Users is a disk that can be filled without harm.
+# True in namespaces: /Users is a small disk that a test may fill.
 PRIVATE_DISK = os.environ.get("SYSTEM_TEST_PRIVATE_DISK") == "1"
 
-# What has to be installed, and Debian's package of it.
+# Required programs and files, with their Debian packages.
 _PROGRAMS = {
     "bwrap": "bubblewrap",
     "dbus-daemon": "dbus",
@@ -44,16 +44,16 @@ _FILES = {
 
 
 def missing_packages():
-    """The packages without which no test can run."""
+    """Returns the required packages that are not installed."""
     missing = [package for program, package in _PROGRAMS.items()
                if shutil.which(program, path=_SEARCH_PATH) is None]
     return missing + [package for path, package in _FILES.items() if not os.path.exists(path)]
 
 
 def _machine():
-    """Arguments that show the machine's files, read-only."""
+    """Returns bwrap's arguments that mount the machine's files read-only."""
     arguments = []
-    for name in sorted(set(os.listdir("/")) - _OWN):
+    for name in sorted(set(os.listdir("/")) - _PRIVATE):
         path = "/" + name
         if os.path.islink(path):
             arguments += ["--symlink", os.readlink(path), path]
@@ -63,7 +63,7 @@ def _machine():
 
 
 def has_namespaces():
-    """Whether the system allows what in_namespaces() needs."""
+    """Returns whether the system allows in_namespaces()."""
     return subprocess.run(in_namespaces(["true"], [], {}), capture_output=True).returncode == 0
 
 
@@ -78,18 +78,18 @@ def _usual_environment():
 
 
 def in_namespaces(inner, visible, environment):
-    """The command that runs `inner`, a list of words, in namespaces.
+    """Returns the command that runs `inner`, a list of words, in namespaces.
 
-    `visible` are paths that must be there, `environment` are variables besides the usual ones.
+    `visible` are paths that stay visible. `environment` is added to the default variables.
     """
     arguments = ["bwrap", *_machine(), "--dev", "/dev", "--proc", "/proc"]
     for folder in ("/tmp", "/run"):
         arguments += ["--tmpfs", folder]
-    arguments += ["--size", str(_ROOM), "--tmpfs", "/Users"]
-    # These may lie in one of the folders that were just hidden.
+    arguments += ["--size", str(_DISK_SIZE), "--tmpfs", "/Users"]
+    # The visible paths may be inside the private folders.
     for path in visible:
         arguments += ["--ro-bind", path, path]
-    # libudev detects udev by its socket.
+    # libudev checks this file to detect udev.
     arguments += ["--dir", "/run/udev", "--ro-bind", "/dev/null", "/run/udev/control"]
     arguments += ["--perms", "0700", "--dir", "/run/user"]
     arguments += ["--unshare-pid", "--unshare-net", "--unshare-ipc", "--die-with-parent",
@@ -100,16 +100,16 @@ def in_namespaces(inner, visible, environment):
 
 
 def run_with_private_paths(inner, visible, environment, library):
-    """Runs `inner` with the preloaded library; returns its exit status."""
+    """Runs `inner` with the preloaded library. Returns its exit status."""
     root = tempfile.mkdtemp(prefix="quillet-")
     for folder in ("Users", "tmp", "run/udev", "run/user", "dev"):
         os.makedirs(root + "/" + folder, 0o700)
     os.symlink("/dev/null", root + "/run/udev/control")
-    # umockdev calls libc directly: its library comes second, its folder gets no redirected path.
+    # umockdev calls libc directly. Its library is loaded second, and its folder is not redirected.
     environment = {**_usual_environment(), **environment, "SYSTEM_TEST_PRELOAD": library,
                    "LD_PRELOAD": f"{library}:libumockdev-preload.so.0", "TMPDIR": root + "/tmp",
                    "PRIVATE_PATHS_ROOT": root, "PRIVATE_PATHS_VISIBLE": ":".join(visible)}
-    _adopt_orphans()
+    _libc.prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
     process = subprocess.Popen(inner, env=environment, preexec_fn=_drop_privileges)
     try:
         return process.wait()
@@ -126,18 +126,14 @@ _libc = ctypes.CDLL(None, use_errno=True)
 
 
 def _drop_privileges():
-    """Not even a program started by the administrator gets a capability after this."""
+    """Removes all capabilities, also those of root, and prevents gaining new ones."""
     _libc.prctl(_PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0)
     if _libc.capset(struct.pack("=Ii", _CAPABILITY_VERSION, 0), bytes(24)) != 0:
         raise OSError(ctypes.get_errno(), "capset")
 
 
-def _adopt_orphans():
-    _libc.prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
-
-
 def _kill_children():
-    """Ends all processes that the test has left, each of which is a child sooner or later."""
+    """Kills all remaining processes of the test. As the subreaper, this process is their parent."""
     while True:
         with open(f"/proc/self/task/{os.getpid()}/children", encoding="ascii") as children:
             for pid in children.read().split():

@@ -1,10 +1,11 @@
-"""A simulated scanner and the USB socket that it is plugged into."""
+"""A simulated scanner and its USB cable."""
 
 import dataclasses
 import itertools
 import os
 import re
 import subprocess
+import tempfile
 
 from harness.processes import Process
 from harness.waiting import wait_until
@@ -15,9 +16,9 @@ _CLOCK_COMMAND = re.compile(rb"w1#C(.{6})", re.DOTALL)
 
 @dataclasses.dataclass
 class Record:
-    """One scan as the scanner has stored it."""
+    """A record in the scanner's memory."""
 
-    symbology: int  # the byte; 0xFF is an erased slot
+    symbology: int  # one byte; 0xFF marks an erased slot
     data: bytes
     time: str  # "YYYY-MM-DD HH:MM:SS"
 
@@ -28,7 +29,7 @@ class Record:
 
 
 def some_records(count):
-    """Records that all differ."""
+    """Returns `count` different records."""
     return [Record(symbology=number % 10, data=b"%012d" % (4_006_381_000_000 + 37 * number),
                    time=f"2026-11-{1 + number // 60 % 28:02d} {number % 24:02d}:{number % 60:02d}:"
                         f"{number * 7 % 60:02d}")
@@ -36,13 +37,15 @@ def some_records(count):
 
 
 class Scanner:
-    """Holds its records from the start; is at the computer from plug_in() on.
+    """A simulator process with a table of records. plug_in() connects it to the computer.
 
-    `faults` is what goes wrong with it, as "on P delay 700"; `options` are further words of the
-    simulator's command line.
+    `faults` are lines of the simulator's fault script, for example "on P delay 700". `options` are
+    added to its command line.
     """
 
     _LINE = "--link"
+    _FOLDER = "/dev"  # of the link
+    _USER = []  # a command that runs the simulator as another user
 
     def __init__(self, desktop, devices, records=(), *, serial="2104005771", model="old",
                  node="ttyACM0", place="3-1:1.0", faults=(), options=()):
@@ -52,22 +55,20 @@ class Scanner:
         self._place = place
         self._terminal = None
         self._process = None
-        base = f"/tmp/{node}"
-        self.link = f"/dev/{node}"
+        base = f"{tempfile.gettempdir()}/{node}"
+        self.link = f"{self._FOLDER}/{node}"
         self.transcript_path = f"{base}.transcript"
         with open(f"{base}.csv", "w", encoding="ascii") as table:
             table.writelines(record.table_line() for record in records)
         with open(f"{base}.faults", "w", encoding="utf-8") as script:
             script.writelines(rule + "\n" for rule in faults)
-        self._command = [os.environ["SYSTEM_TEST_SIMULATOR"], "--csv", f"{base}.csv",
-                         "--faults", f"{base}.faults", self._LINE, self.link,
+        self._command = [*self._USER, os.environ["SYSTEM_TEST_SIMULATOR"],
+                         "--csv", f"{base}.csv", "--faults", f"{base}.faults", self._LINE, self.link,
                          "--transcript", self.transcript_path, "--serial", serial,
                          "--model", model, *options]
 
-    # The line
-
     def switch_on(self):
-        """Its terminal is there from now on, although the computer is not told yet."""
+        """Starts the simulator, which creates the terminal. The computer is not notified."""
         self._process = Process(f"simulator-{self._node}", self._command,
                                 self._desktop.environment, stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE)
@@ -75,18 +76,18 @@ class Scanner:
 
     def _expect_ready(self, line):
         if line != f"ready {self.link}":
-            raise AssertionError(f"the simulator says {line!r}\n{self._process.output()}")
+            raise AssertionError(f"the simulator printed {line!r}\n{self._process.output()}")
 
     def _read_line(self):
         return self._process.stdout.readline().decode().rstrip("\n")
 
-    def _tell(self, line):
+    def _send(self, line):
         self._process.stdin.write(line.encode() + b"\n")
         self._process.stdin.flush()
         return self._read_line()
 
-    def _tell_expecting_ok(self, line):
-        answer = self._tell(line)
+    def _send_expecting_ok(self, line):
+        answer = self._send(line)
         if answer != "ok":
             raise AssertionError(f"{line}: {answer}")
 
@@ -96,54 +97,60 @@ class Scanner:
         if self._process is None:
             self.switch_on()
         elif not os.path.lexists(self.link):
-            self._expect_ready(self._tell("plug"))
+            self._expect_ready(self._send("plug"))
         self._terminal = self._devices.add_scanner(self._node, self._place)
 
     def unplug(self):
-        self._tell_expecting_ok("unplug")
-        self.leave_socket()
+        self._send_expecting_ok("unplug")
+        self.remove_device()
 
-    def leave_socket(self):
-        """The computer notices that the scanner has gone, whose line is down already."""
+    def remove_device(self):
+        """Removes the device after its line was closed."""
         self._devices.remove(self._terminal)
 
-    def wait_until_line_is_down(self):
-        wait_until(lambda: not os.path.lexists(self.link), f"{self.link} to go")
+    def wait_until_line_is_closed(self):
+        """Waits until a fault of the kind "unplug" closes the line."""
+        wait_until(lambda: not os.path.lexists(self.link), f"{self.link} to disappear")
 
-    # What happens to it
+    def wait_until_unplugged(self):
+        """Waits until a fault closes the line, and removes the device."""
+        self.wait_until_line_is_closed()
+        self.remove_device()
+
+    # Faults and events
 
     def scan(self, symbology, data):
-        """Somebody scans a barcode."""
-        self._tell_expecting_ok(f"scan 0x{symbology:02x} {data}")
+        """Scans a barcode."""
+        self._send_expecting_ok(f"scan 0x{symbology:02x} {data}")
 
-    def fault(self, rule):
-        """One more thing that goes wrong from now on."""
-        self._tell_expecting_ok(f"fault {rule}")
+    def fault(self, *rules):
+        """Adds rules to the fault script."""
+        for rule in rules:
+            self._send_expecting_ok(f"fault {rule}")
 
-    # What it has seen
+    # Results
 
     def all_commands(self):
-        """What the computer has sent since the scanner was switched on."""
-        _name, count = self._tell("commands").split()
+        """Returns the commands that the scanner has received since it was switched on."""
+        _name, count = self._send("commands").split()
         return [self._read_line().strip() for _ in range(int(count))]
 
     def commands(self):
-        """The same, with one attempt to wake the scanner where there were several in a row: on a
-        busy machine the scanner may not get to answer within the half second that it is given."""
+        """Returns the commands with consecutive wake-ups reduced to one. On a busy machine the
+        program repeats a wake-up because the answer takes longer than 0.5 s."""
         commands = self.all_commands()
         return [command for before, command in itertools.pairwise(["", *commands])
                 if (before, command) != ("W", "W")]
 
     def wait_for_commands(self, expected):
-        """Waits until these are all the commands."""
         wait_until(lambda: self.commands() == expected,
-                   lambda: f"{expected}; there are {self.commands()}")
+                   lambda: f"commands {expected}; received {self.commands()}")
 
     def record_count(self):
-        return int(self._tell("records").split()[1])
+        return int(self._send("records").split()[1])
 
     def clock_settings(self):
-        """The clock commands: year minus 2000, month, day, hour, minute, second of each."""
+        """Returns the received clock settings: year - 2000, month, day, hour, minute, second."""
         received = b"".join(bytes.fromhex(line) for line in _RECEIVED.findall(self.transcript()))
         return [tuple(fields) for fields in _CLOCK_COMMAND.findall(received)]
 
@@ -152,8 +159,12 @@ class Scanner:
             return transcript.read()
 
     def stop(self):
-        """Switches it off; returns what it found wrong with the computer, which is nothing."""
+        """Switches the scanner off. Returns the simulator's complaints about invalid commands."""
         if self._process is None:
             return ""
         self._process.stop()
         return self._process.output()
+
+    def discard(self):
+        """Removes the scanner after a test."""
+        self.stop()

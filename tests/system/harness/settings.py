@@ -1,10 +1,11 @@
-"""The settings file."""
+"""The settings file and the data folder."""
 
 import dataclasses
 import os
 
 FOLDER = "/Users/Shared/QuilletData"
 PATH = f"{FOLDER}/QuilletRegistry.txt"
+OUTPUT = f"{FOLDER}/out.txt"  # a file for the records, chosen by many tests
 SIZE = 1023
 
 _APPLICATION_POSITION = 256
@@ -13,7 +14,7 @@ _FILE_POSITION = 384
 
 @dataclasses.dataclass
 class Settings:
-    """What the file holds, in its order. As they are here, these are the first start's."""
+    """The settings in the file's order. The defaults are those of the first start."""
 
     attach_serial: int = 1
     attach_timestamp: int = 1
@@ -33,7 +34,7 @@ class Settings:
     filename: str = f"{FOLDER}/sn_timestamp.txt"
 
     def text(self):
-        """The whole file."""
+        """Returns the file's text."""
         *choices, application, filename = dataclasses.astuple(self)
         text = "".join(map(str, choices)).ljust(_APPLICATION_POSITION, "0")
         text = (text + application + "\r").ljust(_FILE_POSITION, "0")

@@ -4,7 +4,7 @@ from harness.waiting import wait_until
 
 
 class SettingsWindow:
-    """Opened from the program's main window; found anew each time it is asked for something."""
+    """Finds its controls again for each call."""
 
     def __init__(self, desktop, quillet):
         self._desktop = desktop
@@ -14,22 +14,22 @@ class SettingsWindow:
         return self._desktop.xdotool("search", "--onlyvisible", "--name", "^Settings$") is not None
 
     def open(self):
-        """Opens the window by its button and waits until it has the keyboard."""
+        """Opens the window with its button and waits until it has focus."""
         self._quillet.press("Settings")
         self.wait_until_open()
 
     def wait_until_open(self):
-        """Waits until the window is there and has the keyboard."""
+        """Waits until the window is open and has focus."""
         wait_until(self.is_open, "the settings window")
-        wait_until(self._has_keyboard, "the keyboard to be in the settings window")
+        wait_until(self._has_focus, "focus in the settings window")
 
-    def _has_keyboard(self, name="Settings"):
+    def _has_focus(self, name="Settings"):
         return self._desktop.xdotool("getactivewindow", "getwindowname") == name
 
     def open_panel(self):
-        """Opens the panel to choose the file and waits until it has the keyboard."""
+        """Opens the file panel and waits until it has focus."""
         self.type_keys("alt+b")
-        wait_until(lambda: self._has_keyboard("Choose a file for the records"), "the file panel")
+        wait_until(lambda: self._has_focus("Choose a file for the records"), "the file panel")
 
     def _dialog(self):
         application = self._desktop.accessibility.application(self._quillet.pid)
@@ -53,18 +53,18 @@ class SettingsWindow:
         self._desktop.xdotool("key", *keys)
 
     def choose(self, name, position):
-        """Chooses an item of a list, counted from 0, with the keyboard."""
+        """Selects a list's item with the keyboard. Positions begin at 0."""
         self.list(name).grab_focus()
         self.type_keys("Home", *["Down"] * position)
         wait_until(lambda: self.chosen(name) == position,
-                   lambda: f"{name} to be at {position}, not {self.chosen(name)}", limit=10)
+                   lambda: f"position {position} of {name}; it is {self.chosen(name)}", limit=10)
 
     def chosen(self, name):
-        """The position of the chosen item; None when none is."""
+        """Returns the position of the selected item, or None."""
         (entries,) = self.list(name).children()
         chosen = [position for position, entry in enumerate(entries.children())
                   if entry.is_selected()]
         return chosen[0] if chosen else None
 
     def wait_until_closed(self):
-        wait_until(lambda: not self.is_open(), "the settings window to be closed")
+        wait_until(lambda: not self.is_open(), "the settings window to close")

@@ -1,4 +1,4 @@
-"""The system log's socket, and what the program writes to it."""
+"""Receives the program's lines in place of the system log."""
 
 import os
 import re
@@ -7,7 +7,7 @@ import threading
 
 from harness.waiting import wait_until
 
-# As syslog(3) of the C library writes it: priority, time, identity.
+# The header of glibc's syslog(3): priority, time, identity.
 _HEADER = re.compile(rb"<14>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d quillet\[(\d+)\]: ")
 
 
@@ -23,7 +23,7 @@ class SystemLog:
         self._thread.start()
 
     def _receive(self):
-        # A buffer of its own for each would be as many mappings of memory, which are limited.
+        # One buffer for all datagrams: a new one each time would exhaust the memory mappings.
         buffer = memoryview(bytearray(1 << 20))
         while True:
             size = self._socket.recv_into(buffer)
@@ -33,11 +33,11 @@ class SystemLog:
                 self._lines.append(bytes(buffer[:size]))
 
     def remove_socket(self):
-        """From now on the system has no log."""
+        """Removes the socket, as on a system without a log."""
         os.unlink(self._path)
 
     def stop(self):
-        # The empty datagram that ends the thread cannot be sent by name when the name has gone.
+        # shutdown() ends the thread even if the socket's name has been removed.
         self._socket.shutdown(socket.SHUT_RD)
         self._thread.join()
         self._socket.close()
@@ -45,23 +45,23 @@ class SystemLog:
             self.remove_socket()
 
     def datagrams(self):
-        """Everything that was sent, as it came."""
+        """Returns all received datagrams."""
         with self._lock:
             return list(self._lines)
 
     def lines(self, pid=None):
-        """The texts of the lines that the program wrote, or only those of one process."""
+        """Returns the lines without headers, of all processes or of process `pid`."""
         lines = []
         for datagram in self.datagrams():
             header = _HEADER.match(datagram)
             if not header:
-                raise AssertionError(f"not a line of the program's: {datagram!r}")
+                raise AssertionError(f"not a line of the program: {datagram!r}")
             if pid in (None, int(header.group(1))):
                 lines.append(datagram[header.end():].decode("utf-8", "replace"))
         return lines
 
     def wait_for(self, line, times=1):
-        """Waits until this very line was written so many times."""
+        """Waits until exactly this line has been written at least `times` times."""
         wait_until(lambda: self.lines().count(line) >= times,
-                   lambda: f"{times} x {line!r} in the log, which ends with\n"
+                   lambda: f"{times} x {line!r} in the log. Its end:\n"
                            + "\n".join(self.lines()[-40:]))

@@ -1,23 +1,23 @@
-"""Waiting for conditions. Nothing in these tests waits for a time to pass."""
+"""Waits for conditions."""
 
 import os
 import time
 
+# Default time-out in seconds. Many times what an idle machine needs.
 PATIENCE = float(os.environ.get("SYSTEM_TEST_PATIENCE", "40"))
-"""How long a condition gets, in seconds: many times what it takes on an idle machine."""
 
-# Between two checks, in seconds: a share of the time waited so far, within limits. Each check costs
-# several processes time.
+# The pause between two checks grows with the time waited, within limits in seconds: a check takes
+# processor time from several processes.
 _SHARE = 0.05
 _SHORTEST = 0.02
 _LONGEST = 0.1
 
 
 def wait_until(condition, what, limit=PATIENCE):
-    """Asks `condition` until it answers with something true, and returns that.
+    """Calls `condition` until it returns a true value, and returns that value.
 
-    `what` says, for a person, what was waited for: a text, or a function that makes one when the
-    waiting was in vain.
+    Fails after `limit` seconds. `what` is the expected event for the failure message: a text, or
+    a function that returns one.
     """
     start = time.monotonic()
     while True:
@@ -27,5 +27,5 @@ def wait_until(condition, what, limit=PATIENCE):
         waited = time.monotonic() - start
         if waited > limit:
             text = what() if callable(what) else what
-            raise AssertionError(f"waited {limit:.0f} s in vain for: {text}")
+            raise AssertionError(f"not within {limit:.0f} s: {text}")
         time.sleep(min(max(_SHORTEST, _SHARE * waited), _LONGEST))

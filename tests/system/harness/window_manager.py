@@ -1,4 +1,4 @@
-"""What only a client of the X server can ask the window manager."""
+"""Sends window manager requests that xdotool does not support."""
 
 import ctypes
 
@@ -7,16 +7,16 @@ _CLIENT_MESSAGE = 33
 
 
 class _ClientMessage(ctypes.Structure):
-    """XClientMessageEvent of Xlib, with the room that an XEvent takes."""
+    """XClientMessageEvent of Xlib, padded to the size of XEvent."""
 
     _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
                 ("display", ctypes.c_void_p), ("window", ctypes.c_ulong),
                 ("message_type", ctypes.c_ulong), ("format", ctypes.c_int),
-                ("data", ctypes.c_long * 5), ("room", ctypes.c_long * 24)]
+                ("data", ctypes.c_long * 5), ("padding", ctypes.c_long * 24)]
 
 
 def close_window(display_name, window):
-    """Asks the window manager to close a window, as the button in the window's frame does."""
+    """Closes a window through the window manager, like the button in the window's frame."""
     x11 = ctypes.CDLL("libX11.so.6")
     x11.XOpenDisplay.restype = ctypes.c_void_p
     x11.XDefaultRootWindow.argtypes = [ctypes.c_void_p]
@@ -29,9 +29,9 @@ def close_window(display_name, window):
 
     display = x11.XOpenDisplay(display_name.encode())
     if not display:
-        raise AssertionError(f"no display {display_name}")
+        raise AssertionError(f"cannot open display {display_name}")
     message = _ClientMessage(type=_CLIENT_MESSAGE, window=window, format=32,
                              message_type=x11.XInternAtom(display, b"_NET_CLOSE_WINDOW", 0))
     x11.XSendEvent(display, x11.XDefaultRootWindow(display), 0, _SUBSTRUCTURE,
                    ctypes.byref(message))
-    x11.XCloseDisplay(display)  # after everything has reached the server
+    x11.XCloseDisplay(display)  # sends the pending request

@@ -1,4 +1,4 @@
-"""The simulated scanner behind the kernel's USB gadget, and what the kernel makes of it."""
+"""A simulated scanner on a USB gadget, and the kernel's view of it."""
 
 import os
 import re
@@ -9,12 +9,13 @@ from harness.waiting import wait_until
 
 _HERE = os.path.dirname(os.path.abspath(__file__))
 _TERMINALS = "/sys/class/tty"
-# "Co" is a request to the device; "s" what is submitted: type, request, value, index, length, data.
+# usbmon's format: "Co" is a control transfer to the device. After "s": type, request, value, index,
+# length and data.
 _REQUEST = re.compile(r" Co:\d+:\d+:0 s 21 (20|22) (\w{4}) \w{4} \w{4} \d+(?: = ([\w ]+))?")
 
 
 def as_root(*command):
-    """What plugs and watches has the administrator's rights; the program never has."""
+    """Runs a command as root. Returns its output."""
     done = subprocess.run(["sudo", *command], capture_output=True, text=True)
     if done.returncode != 0:
         raise AssertionError(f"{' '.join(command)}: {done.stderr}")
@@ -22,28 +23,28 @@ def as_root(*command):
 
 
 def modem_terminals():
-    """The kernel's names of the modem-class devices that are there."""
+    """Returns the names of all modem-class terminals."""
     return sorted(name for name in os.listdir(_TERMINALS) if name.startswith("ttyACM"))
 
 
 def port_name(terminal):
-    """What the program is to call it: by the socket, bus-port:configuration.interface."""
+    """Returns the program's name for a terminal. It is made of bus, port and interface number."""
     interface = os.path.basename(os.path.realpath(f"{_TERMINALS}/{terminal}/device"))
     bus, port, _configuration, number = re.fullmatch(r"(\d)-(\d):(\d)\.(\d)", interface).groups()
     return f"usbmodem{bus}{port}{number}"
 
 
 class UsbScanner(Scanner):
-    """A scanner on USB. The kernel names the computer's end of the line."""
+    """A scanner on a USB gadget. The kernel chooses the name of its port."""
 
     _LINE = "--device"
 
-    def __init__(self, desktop, records=(), **more):
+    def __init__(self, desktop, _devices, records=(), **more):
         as_root("bash", f"{_HERE}/../usb-scanner", "create")
         super().__init__(desktop, None, records, node="ttyGS0", **more)
 
     def _has_opened_line(self):
-        """Whether that is the last that happened to it."""
+        """Returns whether the last event in the transcript is the opening of the port."""
         with open(self.transcript_path, "rb") as transcript:
             transcript.seek(max(0, os.path.getsize(self.transcript_path) - 1000))
             lines = transcript.read().decode("utf-8", "replace").splitlines()
@@ -56,35 +57,34 @@ class UsbScanner(Scanner):
     def plug_in(self):
         if self._process is None:
             self.switch_on()
-        # A fresh line echoes what it is sent until somebody has opened it, the scanner's end too.
-        wait_until(self._has_opened_line, "the scanner to open its line")
+        # Until the simulator opens its end, the terminal echoes the program's commands.
+        wait_until(self._has_opened_line, "the simulator to open its terminal")
         before = modem_terminals()
         self._bind("dummy_udc.0")
-        wait_until(lambda: len(modem_terminals()) > len(before), "the computer to see the scanner")
+        wait_until(lambda: len(modem_terminals()) > len(before), "a new terminal")
 
     def unplug(self):
         before = modem_terminals()
         self._bind("")
-        wait_until(lambda: len(modem_terminals()) < len(before), "the computer to miss the scanner")
+        wait_until(lambda: len(modem_terminals()) < len(before), "the terminal to disappear")
 
-    def take_away(self):
-        """The socket is as if it had never been there."""
+    def discard(self):
         self.stop()
         as_root("bash", f"{_HERE}/../usb-scanner", "remove")
-        wait_until(lambda: not os.path.exists(self.link), f"{self.link} to go")
+        wait_until(lambda: not os.path.exists(self.link), f"{self.link} to disappear")
 
     def sent_bytes(self):
-        """How many bytes it has sent since it was switched on."""
+        """Returns the number of bytes that the scanner has sent since it was switched on."""
         lines = re.findall(r"^[\d.]+ > ((?:[0-9a-f]{2} )+) ", self.transcript(), re.MULTILINE)
         return sum(len(line.split()) for line in lines)
 
     def wait_for_more_sent(self, before, count):
         wait_until(lambda: self.sent_bytes() >= before + count,
-                   lambda: f"{count} bytes to be sent; there are {self.sent_bytes() - before}")
+                   lambda: f"{count} sent bytes; there are {self.sent_bytes() - before}")
 
 
 class BusTrace:
-    """What the kernel sends to the devices, written down by usbmon while this is open."""
+    """Records USB transfers with usbmon while the context is active."""
 
     def __enter__(self):
         as_root("modprobe", "usbmon")
@@ -100,15 +100,15 @@ class BusTrace:
 
     @staticmethod
     def line_requests():
-        """SET_LINE_CODING and SET_CONTROL_LINE_STATE in words, one behind the other."""
+        """Returns the SET_LINE_CODING and SET_CONTROL_LINE_STATE requests as text, in order."""
         with open("/tmp/usbmon", encoding="ascii") as trace:
             requests = _REQUEST.findall(trace.read())
-        said = []
+        described = []
         for kind, value, data in requests:
             if kind == "22":
-                said.append(f"DTR {int(value, 16) & 1} RTS {int(value, 16) >> 1 & 1}")
+                described.append(f"DTR {int(value, 16) & 1} RTS {int(value, 16) >> 1 & 1}")
                 continue
             coding = bytes.fromhex(data.replace(" ", ""))
-            said.append(f"{int.from_bytes(coding[:4], 'little')} {coding[6]}"
-                        f"{'NOEMS'[coding[5]]}{('1', '1.5', '2')[coding[4]]}")
-        return said
+            described.append(f"{int.from_bytes(coding[:4], 'little')} {coding[6]}"
+                             f"{'NOEMS'[coding[5]]}{('1', '1.5', '2')[coding[4]]}")
+        return described

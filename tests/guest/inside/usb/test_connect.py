@@ -1,4 +1,4 @@
-"""A scanner is found by what udev says of it."""
+"""Connects a scanner on USB."""
 
 import os
 
@@ -8,7 +8,7 @@ from case import UsbTest, messages
 
 class ConnectTest(UsbTest):
 
-    def test_scanner_that_is_there_is_connected_by_itself(self):
+    def test_connects_a_plugged_in_scanner(self):
         scanner = self.plugged_in_scanner()
         properties = as_root("udevadm", "info", "--query=property", "--name=/dev/ttyACM0")
         for expected in ("ID_USB_DRIVER=cdc_acm", "ID_MODEL=Tavo_Scanner", "SUBSYSTEM=tty"):
@@ -23,7 +23,7 @@ class ConnectTest(UsbTest):
         self.assertEqual(["W", "M", "V", "w1#", "C"], scanner.commands())
         self.say(f"found as {name} at {os.path.realpath('/sys/class/tty/ttyACM0')}")
 
-    def test_line_is_set_to_115200_8n1_and_its_signals_are_raised(self):
+    def test_sets_115200_8n1_and_control_lines(self):
         with BusTrace() as trace:
             self.plugged_in_scanner()
             quillet = self.start_connected()
@@ -32,7 +32,7 @@ class ConnectTest(UsbTest):
             quillet.wait_for_view(messages.disconnected())
         lowered = trace.line_requests()[len(raised):]
         self.say(f"sent to the device: {', '.join(raised)}; then {', '.join(lowered)}")
-        # The driver itself begins with its own coding when the device arrives.
-        self.assertEqual("115200 8N1", [said for said in raised if "DTR" not in said][-1])
-        self.assertEqual("DTR 1 RTS 1", [said for said in raised if "DTR" in said][-1])
+        # The driver sets its default coding first.
+        self.assertEqual("115200 8N1", [each for each in raised if "DTR" not in each][-1])
+        self.assertEqual("DTR 1 RTS 1", [each for each in raised if "DTR" in each][-1])
         self.assertEqual(["DTR 0 RTS 0"], lowered)

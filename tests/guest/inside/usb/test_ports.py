@@ -1,4 +1,4 @@
-"""A serial converter beside the scanner."""
+"""A serial converter next to the scanner."""
 
 import ctypes
 import os
@@ -11,8 +11,8 @@ _IN_OPEN = 0x20
 
 
 class Openings:
-    """Counts how often a device is opened since it was last asked, by whomever. Openings without
-    anything else between them count as one (inotify(7))."""
+    """Counts how often any process opens a device. Consecutive openings without another event
+    count once (inotify(7))."""
 
     def __init__(self, path):
         libc = ctypes.CDLL(None, use_errno=True)
@@ -21,6 +21,7 @@ class Openings:
             raise OSError(ctypes.get_errno(), path)
 
     def count(self):
+        """Returns the number of openings since the last call."""
         try:
             data = os.read(self._descriptor, 65536)
         except BlockingIOError:
@@ -35,7 +36,7 @@ class Openings:
 
 class PortsTest(UsbTest):
 
-    def test_converter_is_never_opened(self):
+    def test_does_not_open_a_converter(self):
         as_root("modprobe", "ftdi_sio")
         wait_until(lambda: os.path.exists("/dev/ttyUSB0"), "the converter")
         as_root("udevadm", "settle")
@@ -47,15 +48,14 @@ class PortsTest(UsbTest):
         self.assertEqual(0, converter.count())
 
         self.plugged_in_scanner()
-        wait_until(lambda: os.access("/dev/ttyACM0", os.R_OK), "the user's right to the scanner")
+        wait_until(lambda: os.access("/dev/ttyACM0", os.R_OK), "the permission for the scanner")
         scanner = Openings("/dev/ttyACM0")
         quillet.wait_for_view_end(messages.connected() + messages.CLOCK_SET)
         self.assertNotIn("ttyUSB", quillet.view())
         self.assertGreaterEqual(scanner.count(), 1)
         quillet.wait_for_ports(["None", "Tavo[005771]"])
-        quillet.wait_until_attempt_is_over()
-        quillet.press("Disconnect")
-        quillet.wait_for_view(messages.disconnected())
+        quillet.clear()
+        self.disconnect()
         quillet.press("Connect")
         quillet.wait_for_view(messages.disconnected() + messages.connecting())
         self.assertGreaterEqual(scanner.count(), 1)

@@ -1,27 +1,19 @@
-"""The cable is pulled while something goes on, and put in again."""
+"""Unplugs the scanner and plugs it in again."""
 
 from bus import modem_terminals
 from case import OUTPUT, Settings, UsbTest, messages, some_records
 from harness.lines import file_text
 
-_FAILED = messages.ATTEMPT + messages.trying() + messages.FAILED + messages.FAILED_TO_CONNECT
-
 
 class UnplugTest(UsbTest):
 
-    def synchronize(self, records, settings):
-        self.quillet.press("Synchronize")
-        self.quillet.wait_for_view(messages.file_run(len(records), OUTPUT))
-        self.assert_file(file_text(records, settings))
-        self.quillet.wait_until_attempt_is_over()
-
-    def test_in_the_middle_of_a_burst(self):
-        settings = Settings(filename=OUTPUT)
-        settings.save()
+    def test_unplugged_in_a_burst(self):
+        Settings(filename=OUTPUT).save()
         records = some_records(200)
         scanner = self.plugged_in_scanner(records)
         quillet = self.start_connected()
-        self.synchronize(records, settings)
+        self.synchronize_to_file(records)
+        quillet.clear()
 
         before = scanner.sent_bytes()
         scanner.fault("on P 1 truncate 1000")
@@ -31,31 +23,31 @@ class UnplugTest(UsbTest):
         scanner.unplug()
         text = messages.RUN_STARTED + messages.disconnected()
         quillet.wait_for_view(text)
-        self.assert_file(file_text(records, settings))
+        self.assert_file(OUTPUT, file_text(records))
 
-        # The burst is still waited for, so the scanner that comes back is sent nothing ...
+        # The program still waits for the burst, so it sends no command after the reconnection.
         commands = scanner.commands()
         self.assertEqual(["W", "N", "GS1", "P"], commands[-4:])
         scanner.plug_in()
-        text += _FAILED
+        text += messages.failed_attempt()
         quillet.wait_for_view(text)
         self.assertEqual(commands, scanner.commands())
 
-        # ... until the end of an answer arrives. It ends the run, which has brought nothing.
+        # The end of any answer ends the run, without records.
         scanner.fault("at 0ms send 40")
         quillet.wait_for_view(text + messages.NO_DATA + messages.FINISHED + messages.connected()
                               + messages.CLOCK_SET)
-        self.assert_file(file_text(records, settings))
-        quillet.wait_until_attempt_is_over()
-        self.synchronize(records, settings)
+        self.assert_file(OUTPUT, file_text(records))
+        quillet.clear()
+        self.synchronize_to_file(records)
 
-    def test_comes_back_under_another_name_while_its_line_is_open(self):
-        """A scanner that does not wake is given up, but its line stays open."""
+    def test_connects_under_a_new_name(self):
+        """The program keeps the port of a silent scanner open. The kernel then chooses a new name
+        for the next connection."""
         scanner = self.plugged_in_scanner(faults=[f"on W {n} ignore" for n in range(1, 6)])
         quillet = self.start()
-        text = messages.STARTED + _FAILED
-        quillet.wait_for_view(text)
-        quillet.wait_until_attempt_is_over()
+        quillet.wait_for_view(messages.STARTED + messages.failed_attempt())
+        quillet.clear()
         scanner.unplug()
         self.log.wait_for("deviceRemoved", 2)
         scanner.plug_in()
@@ -63,8 +55,8 @@ class UnplugTest(UsbTest):
         quillet.wait_for_view(messages.connecting("ttyACM1"))
         quillet.wait_for_ports(["None", "Tavo[005771]"])
 
-        # The old line was given back with that: from now on it has its name again.
-        quillet.wait_until_attempt_is_over()
+        # Connecting has closed the old port, so its name is free again.
+        quillet.clear()
         scanner.unplug()
         quillet.wait_for_view(messages.disconnected())
         scanner.plug_in()

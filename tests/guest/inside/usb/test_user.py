@@ -1,4 +1,4 @@
-"""A user to whom the scanner is closed."""
+"""A user without permission for the scanner's port."""
 
 import grp
 import os
@@ -9,18 +9,16 @@ from case import UsbTest, messages
 
 class WithoutPermissionTest(UsbTest):
 
-    def test_failure_is_shown_and_mended_by_the_permission(self):
+    def test_connects_after_permission_is_granted(self):
         self.assertNotIn(grp.getgrnam("dialout").gr_gid, os.getgroups())
         scanner = self.plugged_in_scanner()
         self.assertFalse(os.access("/dev/ttyACM0", os.R_OK | os.W_OK))
         quillet = self.start()
-        failed = (messages.ATTEMPT + messages.trying() + messages.FAILED
-                  + messages.FAILED_TO_CONNECT)
-        quillet.wait_for_view(messages.STARTED + failed)
+        quillet.wait_for_view(messages.STARTED + messages.failed_attempt())
         self.log.wait_for("[/dev/ttyACM0]:Open failed !!!")
         self.assertEqual([], scanner.commands())
         self.assertEqual("Quillet V1.25", quillet.title())
-        quillet.wait_until_attempt_is_over()
+        quillet.clear()
         quillet.press("Connect")
         text = messages.ATTEMPT + messages.trying() + messages.FAILED
         quillet.wait_for_view(text)
