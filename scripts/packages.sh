@@ -1,4 +1,4 @@
-# To be sourced: the Debian packages that the project needs, and how they are installed.
+# Debian packages that the project needs, and functions to install them and to build. Source it.
 # shellcheck shell=sh disable=SC2034
 
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libudev-dev
@@ -13,8 +13,8 @@ document_packages="doxygen"
 bench_packages="libbenchmark-dev"
 check_packages="clang clang-format clang-tidy libclang-rt-dev shellcheck"
 
-# Installs the named packages that are missing. If this user may install none, it prints the command
-# to type, and ends the script.
+# need_packages PACKAGE...: installs missing packages. If the user may not install packages, prints
+# the command and exits.
 need_packages() {
   missing=""
   for package in "$@"; do
@@ -27,7 +27,7 @@ need_packages() {
   elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
     as_root="sudo"
   else
-    echo "These packages are missing. Type" >&2
+    echo "Packages are missing. Install them:" >&2
     echo "  sudo apt-get install$missing" >&2
     exit 1
   fi
@@ -38,7 +38,7 @@ need_packages() {
     apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# Configures and builds one of the presets in CMakePresets.json, all of it or the named targets.
+# build_preset PRESET [TARGET...]: configures and builds a preset of CMakePresets.json.
 build_preset() {
   preset=$1
   shift

@@ -1,21 +1,20 @@
 # The Debian package: cmake --build --preset release --target package
 #
-# Whoever gives it to others says who they are:
+# To distribute the package, set the maintainer:
 #   cmake --preset release -DQUILLET_MAINTAINER="Name <address>"
-# Without that it is for the computer on which it was built.
 set(QUILLET_MAINTAINER "The Quillet authors <quillet@localhost>" CACHE STRING
-    "Who answers for the Debian package")
+    "Maintainer of the Debian package")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quillet)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "collects the barcodes stored in a Tavo scanner")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-"Quillet fetches the barcodes that a handheld Tavo scanner has stored, over its
-USB cable, and delivers them as lines of text: into a file, into its own
-window, or into another application, typed or pasted.
+"Quillet downloads the barcodes stored in a handheld Tavo scanner over USB and
+delivers them as lines of text. It writes the lines to a file, shows them in
+its window, or types or pastes them into another application.
 .
-What a line contains, how its fields are separated and where it goes is chosen
-in a window that shows a sample of it.")
+The contents of a line, the delimiters and the destination can be chosen. The
+settings window shows a sample line.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -30,8 +29,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${QUILLET_MAINTAINER}")
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-# The libraries are found out from the program. It runs no other program and loads nothing by name
-# but Qt's own plugins: the one for X comes with Qt's libraries, the one for Wayland does not.
+# dpkg-shlibdeps finds the libraries. Qt's plugin for X11 is part of Qt's libraries, the one for
+# Wayland is a separate package.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland, udev")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA

@@ -1,7 +1,6 @@
 set(QUILLET_BUNDLE_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
-# Makes an application bundle of a program. What the system shows of it and asks of it stands in
-# Info.plist.in beside this file; the version is the project's.
+# Makes a program an application bundle with the properties in Info.plist.in.
 function(quillet_bundle target)
   set_target_properties(${target} PROPERTIES
     MACOSX_BUNDLE ON
@@ -14,7 +13,7 @@ function(quillet_bundle target)
     MACOSX_BUNDLE_ICON_FILE quillet.icns)
 endfunction()
 
-# Puts the icon into a bundle, made from the drawing that the program shows everywhere else.
+# Adds the icon to a bundle.
 function(quillet_bundle_icon target)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_COMMAND} -E make_directory $<TARGET_BUNDLE_CONTENT_DIR:${target}>/Resources

@@ -67,26 +67,26 @@ class EveryByteTest(FaultTest):
         self.assertTrue(self.whole.startswith(view.replace(messages.disconnected(), "")), view)
         return connected
 
-    def test_burst_is_interrupted_safely_1(self):
+    def test_unplugging_in_a_burst_keeps_file_intact_1(self):
         self.check(0)
 
-    def test_burst_is_interrupted_safely_2(self):
+    def test_unplugging_in_a_burst_keeps_file_intact_2(self):
         self.check(1)
 
-    def test_burst_is_interrupted_safely_3(self):
+    def test_unplugging_in_a_burst_keeps_file_intact_3(self):
         self.check(2)
 
-    def test_burst_is_interrupted_safely_4(self):
+    def test_unplugging_in_a_burst_keeps_file_intact_4(self):
         self.check(3)
 
-    def test_one_by_one_is_interrupted_safely_1(self):
+    def test_unplugging_between_records_keeps_file_intact_1(self):
         self.check(0, model="300", burst_sync=0)
 
-    def test_one_by_one_is_interrupted_safely_2(self):
+    def test_unplugging_between_records_keeps_file_intact_2(self):
         self.check(1, model="300", burst_sync=0)
 
-    def test_one_by_one_is_interrupted_safely_3(self):
+    def test_unplugging_between_records_keeps_file_intact_3(self):
         self.check(2, model="300", burst_sync=0)
 
-    def test_one_by_one_is_interrupted_safely_4(self):
+    def test_unplugging_between_records_keeps_file_intact_4(self):
         self.check(3, model="300", burst_sync=0)

@@ -156,7 +156,7 @@ class GarbageTest(FaultTest):
             self.check_run()
             self.end_program()
 
-    def test_accepts_counts_that_contain_an_end(self):
+    def test_accepts_counts_with_end_of_answer_bytes(self):
         # 33, 64, 8448 and 16384 contain the byte 21 or 40, the end of an answer.
         for count in (1, 8448, 16384):
             self.check_count(count)

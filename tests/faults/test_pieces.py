@@ -16,14 +16,14 @@ class PiecesTest(FaultTest):
             self.put_old_file()
             self.check_run()
 
-    def test_burst_answers_may_be_split(self):
+    def test_accepts_burst_answers_in_pieces(self):
         self.check_runs(BURST, 3 + 2 * (2 + 13 + 4))
 
-    def test_record_answers_may_be_split(self):
+    def test_accepts_record_answers_in_pieces(self):
         self.check_runs(["W", "N", "GS1", "p0#", "p1#", "GS0"], 4 + 3 + 13 + 4,
                         burst_sync=0, model="300")
 
-    def test_start_answers_may_be_split(self):
+    def test_accepts_start_answers_in_pieces(self):
         scanner = self.begin_connected(2)
         for size in range(1, len("2104005771@")):
             self.disconnect()

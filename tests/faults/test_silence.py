@@ -9,7 +9,7 @@ _LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
 
 class SilenceTest(FaultTest):
 
-    def test_late_answer_connects_after_all(self):
+    def test_connects_when_late_answer_arrives(self):
         scanner = self.begin_connected(3)
         for command, answer in _LATE.items():
             with self.subTest(command):
@@ -28,7 +28,7 @@ class SilenceTest(FaultTest):
                 self.quillet.clear()
         self.check_run()
 
-    def test_gives_up_a_run_after_five_wake_ups(self):
+    def test_gives_up_run_after_5_unanswered_wake_ups(self):
         scanner = self.begin_connected(3)
         before = scanner.all_commands()
         scanner.fault(*(f"on W {number} ignore" for number in range(1, 6)))
@@ -52,10 +52,10 @@ class SilenceTest(FaultTest):
         self.synchronize(messages.erasing_run(3, OUTPUT) + messages.EMPTY_RUN)
         self.assert_file(OUTPUT, self.text())
 
-    def test_run_completes_if_answers_are_slow(self):
+    def test_run_completes_if_answers_take_4_5_s(self):
         self.check_delayed_answers(IN_TIME_MS)
 
-    def test_run_completes_if_answers_are_late(self):
+    def test_run_completes_if_answers_take_5_5_s(self):
         self.check_delayed_answers(TOO_LATE_MS)
 
     def test_writes_file_after_late_end_of_run(self):
@@ -72,22 +72,22 @@ class SilenceTest(FaultTest):
         self.check_run([*self.records[:1], *self.records[2:]])
         self.check_run()
 
-    def test_waits_for_a_slow_record(self):
+    def test_waits_4_5_s_for_a_record(self):
         self.begin_connected(4, f"on p1# 1 delay {IN_TIME_MS}", burst_sync=0)
         self.check_run()
 
-    def test_late_record_blocks_the_run(self):
+    def test_record_after_5_5_s_blocks_the_run(self):
         # It is read as the answer to the next request. That request's answer never ends.
         self.check_silent_runs(
             (f"on p1# 1 delay {TOO_LATE_MS}", "Received 3 records", {"burst_sync": 0}))
 
-    def test_accepts_slow_and_late_wake_ups(self):
+    def test_accepts_wake_ups_after_0_4_and_0_7_s(self):
         scanner = self.begin_connected(4)
         for delay in (400, 700):
             scanner.fault(f"on W 1 delay {delay}")
             self.check_run()
 
-    def test_silence_after_a_burst_loses_the_run(self):
+    def test_gives_up_run_if_silent_after_burst(self):
         self.check_given_up_run(*(f"on W {number} ignore" for number in range(2, 7)))
 
     def test_unanswered_commands_change_no_file(self):
@@ -95,7 +95,7 @@ class SilenceTest(FaultTest):
                                ("on GS1 1 silence", messages.REQUESTING, {}),
                                ("on P 1 silence", "Waiting for 3 records", {}))
 
-    def test_next_run_waits_for_the_erasing_answer(self):
+    def test_next_run_waits_for_answer_to_erase_command(self):
         scanner = self.begin_connected(3, "on E 1 silence", clear_memory=1)
         self.check_run(clear=False)
         self.quillet.press("Synchronize")
@@ -112,9 +112,9 @@ class SilenceTest(FaultTest):
         self.quillet.clear()
         self.check_run()
 
-    def test_connects_if_clock_answer_is_slow(self):
+    def test_connects_if_clock_answer_takes_4_5_s(self):
         self.check_delayed_clock_answer(IN_TIME_MS, messages.connecting())
 
-    def test_late_clock_answer_connects_after_all(self):
+    def test_connects_when_late_clock_answer_arrives(self):
         self.check_delayed_clock_answer(
             7000, messages.failed_attempt() + messages.connected() + messages.CLOCK_SET)

@@ -80,7 +80,7 @@ class StatesTest(FaultTest):
         SettingsWindow(self.desktop, self.quillet).open()
         self.check_close()
 
-    def test_closes_after_the_file_panel(self):
+    def test_closes_after_file_panel_is_cancelled(self):
         self.begin_connected(3)
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()

@@ -20,11 +20,11 @@ class UnsolicitedTest(FaultTest):
         self.begin(some_records(3), "on V 1 before 03 00 00 06 61 62 63", model=model)
         self.start_connected()
 
-    def test_frame_as_version_of_older_scanner(self):
+    def test_run_succeeds_if_frame_replaces_version(self):
         self.begin_with_frame_as_version("old")
         self.check_run()
 
-    def test_frame_as_version_of_300_series(self):
+    def test_misreads_300_series_if_frame_replaces_version(self):
         # The program assumes the older layout and misreads all records until it reconnects.
         self.begin_with_frame_as_version("300")
         self.quillet.press("Synchronize")

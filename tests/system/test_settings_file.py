@@ -84,7 +84,7 @@ class SettingsFileTest(SystemTest):
         os.chmod(PATH, 0o600)
         self.assert_settings_file()
 
-    def test_folder_instead_of_file_gives_defaults(self):
+    def test_uses_defaults_if_file_is_a_folder(self):
         os.makedirs(PATH)
         self.check_defaults()
         self.assertTrue(os.path.isdir(PATH))
@@ -96,7 +96,7 @@ class SettingsFileTest(SystemTest):
         self.check_defaults()
         self.assert_settings_file()
 
-    def test_missing_data_folder_is_logged(self):
+    def test_logs_that_data_folder_cannot_be_created(self):
         with open(SHARED, "w", encoding="ascii"):
             pass
         self.plugged_in_scanner(self.records)
@@ -110,7 +110,7 @@ class SettingsFileTest(SystemTest):
                          r"Synchronized to /Users/Shared/QuilletData005771_\d{8}_\d{6}\.txt\n")
         self.log.wait_for("Fail to write", 2)
 
-    def test_read_only_data_folder_gives_defaults(self):
+    def test_uses_defaults_in_read_only_data_folder(self):
         os.makedirs(FOLDER)
         os.chmod(FOLDER, 0o500)
         self.check_defaults()

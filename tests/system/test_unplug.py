@@ -28,7 +28,7 @@ class UnplugTest(SystemTest):
         quillet.clear()
         self.synchronize_to_file(records)
 
-    def test_unplugged_while_connecting(self):
+    def test_attempt_fails_if_unplugged_while_connecting(self):
         scanner = self.plugged_in_scanner(faults=["on V 1 unplug"])
         quillet = self.start()
         scanner.wait_until_line_is_closed()
@@ -36,7 +36,7 @@ class UnplugTest(SystemTest):
         scanner.remove_device()
         quillet.wait_for_ports(["None", "None"])
 
-    def test_unplugged_in_a_burst(self):
+    def test_reconnects_after_unplugging_in_a_burst(self):
         records = some_records(200)
         scanner = self.plugged_in_scanner(records)
         quillet = self.start_connected()
@@ -73,7 +73,7 @@ class UnplugTest(SystemTest):
         self.synchronize_to_file(records)
         self.assert_no_stray_files(OUTPUT)
 
-    def test_unplugged_in_a_record(self):
+    def test_continues_run_after_unplugging_in_a_record(self):
         settings = Settings(filename=OUTPUT, burst_sync=0, clear_memory=1)
         settings.save()
         records = some_records(80)

@@ -7,7 +7,7 @@ from harness.lines import file_text
 
 class UnplugTest(UsbTest):
 
-    def test_unplugged_in_a_burst(self):
+    def test_reconnects_after_unplugging_in_a_burst(self):
         Settings(filename=OUTPUT).save()
         records = some_records(200)
         scanner = self.plugged_in_scanner(records)
