@@ -1,6 +1,6 @@
-"""Every test that docs/behaviour.md and docs/reliability.md name exists.
+"""Checks that the tests named in docs/behaviour.md and docs/reliability.md exist.
 
-A test is named Suite.Test, or as CTest has those of the shipped program: folder.file.test.
+C++ tests are named Suite.Test, Python tests folder.file.test as in CTest.
 """
 import pathlib
 import re
@@ -21,9 +21,9 @@ for document in ('behaviour.md', 'reliability.md'):
     text = (ROOT / 'docs' / document).read_text()
     named = {name for name in re.findall(r'\b\w+\.\w+(?:\.\w+)?(?![\w*])', text)
              if name.partition('.')[0] in suites or re.match(r'[A-Z]\w*Test\.', name)}
-    print(f'{document} names {len(named)} tests.')
-    missing += [f'{document}: no test {name}' for name in sorted(named - tests)]
+    print(f'{document}: {len(named)} tests')
+    missing += [f'{document}: {name} does not exist' for name in sorted(named - tests)]
     if not named:
-        missing.append(f'{document} names no test')
+        missing.append(f'{document}: no tests')
 print('\n'.join(missing))
 sys.exit(1 if missing else 0)

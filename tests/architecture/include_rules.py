@@ -1,7 +1,7 @@
-"""Checks who may include whom.
+"""Checks which folders' headers a folder includes.
 
-program -> app -> output -> download -> device -> platform (interfaces) -> base, and each backend
--> platform (interfaces), base. The rooms and base know the standard library and POSIX, no toolkit.
+program -> app -> output -> download -> device -> platform (interfaces) -> base. Backends include
+interfaces and base. Rooms and base include the standard library and POSIX headers, but no toolkit.
 """
 import pathlib
 import re
@@ -10,7 +10,7 @@ import sys
 ROOT = pathlib.Path(sys.argv[1])
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 
-# What a folder may include beside its own headers. 'platform' means the interfaces only.
+# The folders that a folder may include besides itself. 'platform' means the interfaces only.
 ROOMS = {
     'base': set(),
     'device': {'base', 'platform'},
@@ -28,7 +28,7 @@ STANDARD = set('''algorithm array atomic bit cctype cerrno charconv chrono cmath
     random set span sstream stdexcept string string_view system_error thread type_traits utility
     vector'''.split())
 POSIX = {'fcntl.h', 'termios.h', 'unistd.h'}
-# The folders of macOS's own headers, which platform/macos alone may include.
+# Folders of macOS headers. Only platform/macos may include them.
 MACOS = {'AppKit', 'ApplicationServices', 'Carbon', 'Cocoa', 'CoreFoundation', 'CoreGraphics',
          'CoreServices', 'Foundation', 'IOKit', 'mach', 'objc'}
 
@@ -52,15 +52,15 @@ def problems():
             where = f'{path} includes {header}'
             if not system:
                 if folder_of(header) not in {folder, *allowed}:
-                    yield f'{where}: {folder} may not use it'
+                    yield f'{where}: not allowed in {folder}'
             elif header not in STANDARD:
                 is_macos = header.split('/')[0] in MACOS
                 if folder in INTERFACES or folder in ROOMS and header not in POSIX:
-                    yield f'{where}: neither the standard library nor POSIX'
+                    yield f'{where}: not a standard or POSIX header'
                 elif is_macos != (folder == 'platform/macos') and (is_macos or '.' in header):
-                    yield f'{where}: only platform/macos knows macOS, and nothing else'
+                    yield f'{where}: macOS headers belong in platform/macos only'
 
 
 found = list(problems())
-print('\n'.join(found) or 'Every include follows the rules.')
+print('\n'.join(found) or 'All includes are allowed.')
 sys.exit(1 if found else 0)

@@ -1,6 +1,6 @@
-"""Checks that no room needs a symbol of a room above it.
+"""Checks that no room needs symbols of a room above it: link_rules.py NM LIBRARY...
 
-usage: link_rules.py NM LIBRARY...   the libraries in order, the lowest room first
+The libraries are ordered from the lowest room to the highest.
 """
 import subprocess
 import sys
@@ -22,5 +22,5 @@ for place, library in enumerate(libraries):
     for above in libraries[place + 1:]:
         faults += [f'{library} needs {name} of {above}'
                    for name in sorted(needed & defined[above] - below)]
-print('\n'.join(faults) or 'No room needs a room above it.')
+print('\n'.join(faults) or 'No room needs symbols of a room above it.')
 sys.exit(1 if faults or not all(defined.values()) else 0)

@@ -4,7 +4,7 @@ import os
 import shutil
 import signal
 
-from editors import TEXT_WINDOW, Terminal, TextWindow
+from editors import TEXT_WINDOW, Terminal
 from harness.case import wait_until
 from typing_case import TypingCase, data_only, lines
 
@@ -94,11 +94,3 @@ class ApplicationsTest(TypingCase):
         self.deliver_again(document + lines(_TEXTS) * 2)
         self.assertEqual(palette, self.text(".palette"))
         self.assertEqual("", other.text())
-
-    def test_logs_missing_application_and_types_anyway(self):
-        self.prepare("/Applications/TextEdit")
-        window = TextWindow(self)
-        self.deliver()
-        window.wait_for_text(lines(_TEXTS))
-        self.assertEqual(1 + len(_TEXTS), self.log.lines().count(
-            "-[SyncController RunApplication]:Couldn't get FSRef"))

@@ -53,12 +53,6 @@ class TypingTest(TypingCase):
             self.deliver()
             window.wait_for_text("aBc\n" * run)
 
-    def test_does_not_type_carriage_returns(self):
-        self.check(["1", "2"], "1\n2\n", record_delimiter=4)
-
-    def test_skips_records_outside_ascii(self):
-        self.check(["1", "Größe 5 €", "3"], "1\n3\n")
-
     def test_pastes_200_records_in_order(self):
         self.check([f"Größe {number} € – 条码 {number * 37}" for number in range(200)],
                    non_english=1)

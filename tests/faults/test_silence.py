@@ -81,6 +81,14 @@ class SilenceTest(FaultTest):
         self.check_silent_runs(
             (f"on p1# 1 delay {TOO_LATE_MS}", "Received 3 records", {"burst_sync": 0}))
 
+    def test_accepts_answers_byte_by_byte(self):
+        for settings in ({}, {"burst_sync": 0, "model": "300"}):
+            with self.subTest(settings):
+                self.begin(some_records(2), "on any every chunks 1 1", **settings)
+                self.start_connected()
+                self.check_run()
+                self.end_program()
+
     def test_accepts_wake_ups_after_0_4_and_0_7_s(self):
         scanner = self.begin_connected(4)
         for delay in (400, 700):

@@ -1,7 +1,7 @@
-/* A library to preload where the system refuses namespaces: each test gets folders of its own for
- * the paths that the program has fixed. Of the libc functions that take a path, those that the
- * tests' programs call are replaced; a path below one of the prefixes gets PRIVATE_PATHS_ROOT in
- * front, except below the folders in PRIVATE_PATHS_VISIBLE (separated by colons). */
+/* A library to preload on systems without namespaces. It redirects the program's fixed paths to a
+ * folder per test: paths with one of the prefixes below get the prefix PRIVATE_PATHS_ROOT, except
+ * those in the folders in PRIVATE_PATHS_VISIBLE (separated by colons). It replaces the libc functions
+ * with path arguments that the programs in the tests call. */
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -48,15 +48,15 @@ static int IsPrivate(const char* path) {
   return 0;
 }
 
-/* The path to use instead, written to `room` (PATH_MAX bytes) if it differs. */
-static const char* Map(const char* path, char* room) {
+/* Returns the redirected path, in `buffer` (PATH_MAX bytes), or `path` if it is not redirected. */
+static const char* Map(const char* path, char* buffer) {
   const char* root = getenv("PRIVATE_PATHS_ROOT");
   if (path == NULL || root == NULL || IsBelow(path, root, strlen(root)) || !IsPrivate(path))
     return path;
-  return snprintf(room, PATH_MAX, "%s%s", root, path) < PATH_MAX ? room : path;
+  return snprintf(buffer, PATH_MAX, "%s%s", root, path) < PATH_MAX ? buffer : path;
 }
 
-/* The path that a program is shown; returns its length. */
+/* Removes PRIVATE_PATHS_ROOT from a path. Returns the new length. */
 static size_t Unmap(char* path, size_t length) {
   const char* root = getenv("PRIVATE_PATHS_ROOT");
   const size_t prefix = root == NULL ? 0 : strlen(root);
@@ -70,27 +70,27 @@ static size_t Unmap(char* path, size_t length) {
   static __typeof__(&name) next;       \
   if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name)
 
-/* A function with a path, which is M(path) in the arguments of the call, or two: N(other). */
+/* Replace a function with one path, M(path) in the call's arguments, or two, M(path) and N(other). */
 #define WRAP(type, name, parameters, ...) \
   type name parameters {                  \
     NEXT(name);                           \
-    char room[PATH_MAX];                  \
+    char buffer[PATH_MAX];                  \
     return next(__VA_ARGS__);             \
   }
 #define WRAP2(type, name, parameters, ...) \
   type name parameters {                   \
     NEXT(name);                            \
-    char room[PATH_MAX];                   \
-    char other_room[PATH_MAX];             \
+    char buffer[PATH_MAX];                   \
+    char otherBuffer[PATH_MAX];             \
     return next(__VA_ARGS__);              \
   }
-#define M(path) Map(path, room)
-#define N(path) Map(path, other_room)
+#define M(path) Map(path, buffer)
+#define N(path) Map(path, otherBuffer)
 
 #define WRAP_OPEN(name, parameters, ...)                                \
   int name parameters {                                                 \
     NEXT(name);                                                         \
-    char room[PATH_MAX];                                                \
+    char buffer[PATH_MAX];                                                \
     va_list arguments;                                                  \
     va_start(arguments, flags);                                         \
     const mode_t mode = flags & (O_CREAT | __O_TMPFILE) ? va_arg(arguments, mode_t) : 0; \
@@ -128,7 +128,6 @@ WRAP(int, faccessat, (int folder, const char* path, int mode, int flags), folder
 
 WRAP(int, mkdir, (const char* path, mode_t mode), M(path), mode)
 WRAP(int, mkdirat, (int folder, const char* path, mode_t mode), folder, M(path), mode)
-WRAP(int, mkfifo, (const char* path, mode_t mode), M(path), mode)
 WRAP(int, rmdir, (const char* path), M(path))
 WRAP(int, remove, (const char* path), M(path))
 WRAP(int, unlink, (const char* path), M(path))
@@ -165,30 +164,30 @@ WRAP(int, posix_spawn,
 
 ssize_t readlink(const char* path, char* text, size_t size) {
   NEXT(readlink);
-  char room[PATH_MAX];
+  char buffer[PATH_MAX];
   const ssize_t length = next(M(path), text, size);
   return length > 0 ? (ssize_t)Unmap(text, (size_t)length) : length;
 }
 
 char* realpath(const char* path, char* result) {
   NEXT(realpath);
-  char room[PATH_MAX];
+  char buffer[PATH_MAX];
   char* found = next(M(path), result);
   if (found != NULL) found[Unmap(found, strlen(found))] = '\0';
   return found;
 }
 
-/* Sockets with a name in the file system. */
+/* Redirects the address of a Unix socket. Returns its length, or 0 if it is not redirected. */
 static socklen_t MapAddress(const struct sockaddr* address, socklen_t length,
                             struct sockaddr_un* result) {
   const struct sockaddr_un* local = (const struct sockaddr_un*)address;
   char path[sizeof local->sun_path + 1] = "";
-  char room[PATH_MAX];
+  char buffer[PATH_MAX];
   if (address->sa_family != AF_UNIX || length > sizeof *local) return 0;
   memcpy(path, local->sun_path, length - offsetof(struct sockaddr_un, sun_path));
-  if (path[0] == '\0' || M(path) == path || strlen(room) >= sizeof result->sun_path) return 0;
+  if (path[0] == '\0' || M(path) == path || strlen(buffer) >= sizeof result->sun_path) return 0;
   result->sun_family = AF_UNIX;
-  strcpy(result->sun_path, room);
+  strcpy(result->sun_path, buffer);
   return (socklen_t)sizeof *result;
 }
 
@@ -203,8 +202,8 @@ static socklen_t MapAddress(const struct sockaddr* address, socklen_t length,
 WRAP_ADDRESS(bind)
 WRAP_ADDRESS(connect)
 
-/* syslog(3) connects to /dev/log within libc, past the functions above. This one writes the same
- * datagrams: priority with the facility "user", local time, identity, process, message. */
+/* libc's syslog() does not call the functions above. This one writes the same datagrams: priority with
+ * the facility "user", local time, identity, process number, message. */
 void syslog(int priority, const char* format, ...) {
   static int log_socket = -1;
   if (log_socket == -1) log_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -22,13 +22,6 @@ class BurstTest(SystemTest):
         self.assert_file(OUTPUT, file_text(records))
         self.assert_no_stray_files(OUTPUT)
 
-    def test_shows_a_dot_per_64_records(self):
-        for count, dots in ((64, "."), (65, "..")):
-            with self.subTest(count):
-                self.check_records(some_records(count), count)
-                self.assertIn(f"has started...\n{dots}\nSynchronized to ", self.quillet.view())
-                self.end_program()
-
     def test_writes_file_with_generated_name(self):
         records = some_records(130)
         scanner = self.plugged_in_scanner(records)
@@ -99,14 +92,8 @@ class BurstTest(SystemTest):
         scanner.wait_for_commands([*CHAIN, *BURST, "E", *_EMPTY_BURST])
         self.assert_file(OUTPUT, file_text(records))
 
-    def test_replaces_the_file(self):
-        self.check_two_runs(append_data=0)
-
     def test_appends_to_the_file(self):
-        self.check_two_runs(append_data=1)
-
-    def check_two_runs(self, append_data):
-        Settings(append_data=append_data, attach_timestamp=0, filename=OUTPUT).save()
+        Settings(append_data=1, attach_timestamp=0, filename=OUTPUT).save()
         old = "kept from last year: äöü\r\n"
         with open(OUTPUT, "w", encoding="utf-8", newline="") as file:
             file.write(old)
@@ -115,9 +102,9 @@ class BurstTest(SystemTest):
         run = messages.file_run(1, OUTPUT)
         new = "Code 128,new,005771\r\n"
         self.synchronize(run)
-        self.assert_file(OUTPUT, old + new if append_data else new)
+        self.assert_file(OUTPUT, old + new)
         self.synchronize(run + run)
-        self.assert_file(OUTPUT, old + new + new if append_data else new)
+        self.assert_file(OUTPUT, old + new + new)
         self.assert_no_stray_files(OUTPUT)
 
     def test_shows_records_in_the_view(self):

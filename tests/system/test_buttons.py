@@ -1,18 +1,9 @@
 """The buttons, their menu entries and their keys."""
 
-from harness.case import BURST, CHAIN, OUTPUT, Settings, SystemTest, messages, some_records
+from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_records
 
 
 class ButtonsTest(SystemTest):
-
-    def test_synchronize_needs_a_connection(self):
-        self.plugged_in_scanner()
-        self.start_connected()
-        self.disconnect()
-        text = (messages.disconnected()
-                + "Tavo is not connected. Please try after connecting Tavo.\n")
-        self.synchronize(text)
-        self.synchronize(text + messages.NOT_CONNECTED)
 
     def test_clear_empties_the_view(self):
         Settings(filename=OUTPUT).save()
@@ -33,24 +24,6 @@ class ButtonsTest(SystemTest):
         quillet.wait_for_ports(["None", "Tavo[005771]"])
         quillet.wait_for_connect_label("Disconnect")
         self.assertEqual(CHAIN * 2, scanner.commands())
-
-    def test_buttons_have_no_effect_while_connecting(self):
-        self.plugged_in_scanner(faults=["on M 1 delay 3000"])
-        quillet = self.start()
-        quillet.wait_for_view_start(messages.STARTED + messages.ATTEMPT + messages.trying())
-        quillet.press("Connect", "Synchronize", "Clear")
-        self.log.wait_for("-[SyncController connectButton:]")
-        quillet.wait_for_view(messages.STARTED + messages.connecting())
-
-    def test_buttons_have_no_effect_while_synchronizing(self):
-        Settings(filename=OUTPUT).save()
-        scanner = self.plugged_in_scanner(some_records(1), faults=["on P delay 4000"])
-        quillet = self.start_connected()
-        self.synchronize(messages.RUN_STARTED)
-        quillet.press("Disconnect", "Synchronize", "Clear")
-        self.log.wait_for("-[SyncController connectButton:]")
-        quillet.wait_for_view(messages.file_run(1, OUTPUT))
-        self.assertEqual([*CHAIN, *BURST], scanner.commands())
 
     def test_keys_operate_the_buttons(self):
         self.plugged_in_scanner()

@@ -2,7 +2,7 @@
 
 import unicodedata
 
-from harness.case import FOLDER, OUTPUT, Record, Settings, SystemTest, messages, some_records
+from harness.case import FOLDER, Record, Settings, SystemTest, messages
 
 _TIME = "2026-11-16 09:15:00"
 
@@ -60,23 +60,3 @@ class LogTest(SystemTest):
         self.assertIn(f"-[SyncController SynchronizeFinished][{FOLDER}/out\\x1b[2J\\n.txt]", lines)
         self.assertTrue([line for line in lines if line.startswith("-[LumetFile WriteDataToFile")
                          and "\\x7f\\x1b]0;title\\x07" in line], "the record's data")
-
-    def test_splits_long_lines_without_loss(self):
-        Settings(filename=OUTPUT).save()
-        self.plugged_in_scanner(some_records(200))
-        self.start_connected()
-        self.synchronize(messages.file_run(200, OUTPUT))
-        self.close()
-        with open(OUTPUT, encoding="utf-8", newline="") as file:
-            text = file.read().replace("\r", "\\r").replace("\n", "\\n")
-        self.assertIn(f"-[LumetFile WriteDataToFile::::][{OUTPUT}]{text}",
-                      "".join(self.log.lines()))
-
-    def test_works_without_a_system_log(self):
-        self.log.remove_socket()
-        Settings(filename=OUTPUT).save()
-        records = some_records(3)
-        self.plugged_in_scanner(records)
-        self.start_connected()
-        self.synchronize_to_file(records)
-        self.close()

@@ -1,6 +1,6 @@
 """Starts without a scanner."""
 
-from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_records
+from harness.case import CHAIN, SystemTest, messages
 
 _WAITING = messages.STARTED + messages.ATTEMPT + "Trying to connect"
 
@@ -22,23 +22,6 @@ class NoScannerTest(SystemTest):
         quillet.wait_for_view(messages.NOT_CONNECTED + messages.connecting())
         quillet.wait_for_ports(["None", "Tavo[005771]"])
         self.assertEqual(CHAIN, scanner.commands())
-
-    def test_connects_a_scanner_while_waiting(self):
-        Settings(filename=OUTPUT).save()
-        records = some_records(2)
-        quillet = self.start()
-        quillet.wait_for_view_start(_WAITING + "..")
-        quillet.wait_for_ports(["None", "None"])
-        quillet.press("Connect")  # no effect during an attempt
-        self.plugged_in_scanner(records)
-        quillet.wait_for_ports(["None", "usbmodem310"])
-        quillet.wait_for_view_end(messages.connected() + messages.CLOCK_SET)
-        self.assertRegex(quillet.view().removeprefix(_WAITING),
-                         r"\A\.{3,20}\nTrying to connect /dev/ttyACM0: \n"
-                         r"Connected to Tavo\[005771\]\nTavo Time sychronized\.\.\.\n\Z")
-        quillet.wait_for_ports(["None", "Tavo[005771]"])
-        quillet.clear()
-        self.synchronize_to_file(records)
 
     def test_ignores_other_serial_devices(self):
         self.devices.add_converter()

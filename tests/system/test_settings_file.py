@@ -3,7 +3,7 @@
 import os
 
 from harness.case import CHAIN, FOLDER, SHARED, Settings, SystemTest, messages, some_records
-from harness.lines import file_text, view_text
+from harness.lines import file_text
 from harness.settings import PATH
 
 _RUN = ["W", "N", "GS1", "p0#", "p1#", "GS0"]
@@ -69,33 +69,6 @@ class SettingsFileTest(SystemTest):
                 self.assert_settings_file(contents)
                 self.end_program()
 
-    def test_reads_a_file_that_is_too_long(self):
-        settings = Settings(destination=1, data_order=3)
-        contents = settings.text().encode() + b"1" * 5000
-        self.save(contents)
-        self.connect_and_synchronize(messages.RUN_STARTED + view_text(self.records, settings)
-                                     + messages.count(2) + messages.FINISHED)
-        self.assert_settings_file(contents)
-
-    def test_replaces_an_unreadable_file(self):
-        self.save(b"0" * 1023)
-        os.chmod(PATH, 0)
-        self.check_defaults()
-        os.chmod(PATH, 0o600)
-        self.assert_settings_file()
-
-    def test_uses_defaults_if_file_is_a_folder(self):
-        os.makedirs(PATH)
-        self.check_defaults()
-        self.assertTrue(os.path.isdir(PATH))
-        self.assertIn("Fail to write", self.log.lines())
-
-    def test_replaces_a_pipe_without_blocking(self):
-        os.makedirs(FOLDER)
-        os.mkfifo(PATH)
-        self.check_defaults()
-        self.assert_settings_file()
-
     def test_logs_that_data_folder_cannot_be_created(self):
         with open(SHARED, "w", encoding="ascii"):
             pass
@@ -109,12 +82,3 @@ class SettingsFileTest(SystemTest):
         self.assertRegex(self.quillet.view(), r"\A\nSynchronization has started\.\.\.\n\.\n"
                          r"Synchronized to /Users/Shared/QuilletData005771_\d{8}_\d{6}\.txt\n")
         self.log.wait_for("Fail to write", 2)
-
-    def test_uses_defaults_in_read_only_data_folder(self):
-        os.makedirs(FOLDER)
-        os.chmod(FOLDER, 0o500)
-        self.check_defaults()
-        self.assertEqual([], os.listdir(FOLDER))
-        self.assertNotIn("Error to create directory /Users/Shared/QuilletData", self.log.lines())
-        self.assertIn("Fail to write", self.log.lines())
-        os.chmod(FOLDER, 0o700)

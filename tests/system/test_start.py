@@ -5,7 +5,6 @@ import os
 
 from harness.case import (BURST, CHAIN, FOLDER, OUTPUT, Settings, SystemTest, messages,
                           some_records)
-from harness.settings import PATH
 
 
 class StartTest(SystemTest):
@@ -20,17 +19,9 @@ class StartTest(SystemTest):
                               "Tavo Time sychronized...\n")
         quillet.wait_for_connect_label("Disconnect")
         quillet.wait_for_ports(["None", "Tavo[005771]"])
+        quillet.wait_for_title("Quillet V1.25[005771]")
         self.assertEqual(["Disconnect", "Synchronize", "Settings", "Clear"], quillet.buttons())
         self.assertEqual(CHAIN, scanner.commands())
-
-    def test_title_names_the_connected_scanner(self):
-        self.plugged_in_scanner()
-        self.start_connected()
-        self.quillet.wait_for_title("Quillet V1.25[005771]")
-        self.assertEqual("Quillet V1.25[005771]", self.quillet.screen_reader_title())
-        self.quillet.press("Disconnect")
-        self.quillet.wait_for_title("Quillet V1.25")
-        self.assertEqual("Quillet V1.25", self.quillet.screen_reader_title())
 
     def test_sets_scanner_clock_to_local_time(self):
         scanner = self.plugged_in_scanner()
@@ -44,38 +35,12 @@ class StartTest(SystemTest):
         self.assertLessEqual(before, datetime.datetime(2000 + year, *rest))
         self.assertLessEqual(datetime.datetime(2000 + year, *rest), after)
 
-    def test_does_not_set_clock_if_disabled(self):
-        Settings(sync_clock=0).save()
-        scanner = self.plugged_in_scanner()
-        self.start_connected(clock_set=False)
-        self.assertEqual(CHAIN[:-1], scanner.commands())
-
-    def test_first_start_writes_default_settings(self):
-        self.plugged_in_scanner()
-        self.start_connected()
-        name = "/Applications/TextEdit\r"
-        path = "/Users/Shared/QuilletData/sn_timestamp.txt\r"
-        expected = ("11134100100100" + "0" * 242 + name + "0" * (128 - len(name))
-                    + path + "0" * (639 - len(path)))
-        self.assertEqual(1023, len(expected))
-        self.assert_file(PATH, expected)
-        self.assert_no_stray_files()
-
     def test_auto_sync_runs_after_connecting(self):
         Settings(auto_sync=1, filename=f"{FOLDER}/auto.txt").save()
         scanner = self.plugged_in_scanner(some_records(3))
         self.start().wait_for_view(messages.STARTED + messages.connecting()
                                    + messages.file_run(3, f"{FOLDER}/auto.txt"))
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
-
-    def test_clear_and_disconnect_work_during_auto_sync(self):
-        Settings(auto_sync=1, filename=f"{FOLDER}/auto.txt").save()
-        self.plugged_in_scanner(some_records(3), faults=["on P silence"])
-        self.start().wait_for_view(messages.STARTED + messages.connecting()
-                                   + messages.RUN_STARTED)
-        self.quillet.clear()
-        self.disconnect()
-        self.assertFalse(os.path.exists(f"{FOLDER}/auto.txt"))
 
     def test_works_with_closed_standard_streams(self):
         # The next opened file would get the closed descriptor's number, and receive the output.

@@ -45,31 +45,6 @@ class TwoDevicesTest(SystemTest):
         quillet.clear()
         self.synchronize_to_file(records, serial=_OTHER_SERIAL)
 
-    def test_connecting_to_none_fails(self):
-        scanner = self.plugged_in_scanner()
-        quillet = self.start_connected()
-        self.disconnect()
-        quillet.wait_for_ports(["None", "usbmodem310"])
-        quillet.choose_port(0)
-        quillet.press("Connect")
-        quillet.wait_for_view(messages.disconnected() + messages.ATTEMPT
-                              + "Trying to connect : Failed\n")
-        self.assertEqual(CHAIN, scanner.commands())
-        self.assertEqual("Connect", quillet.connect_label())
-
-    def test_removed_converter_disconnects_second_port(self):
-        converter = self.devices.add_converter()
-        self.devices.add_scanner("ttyACM0", "3-1:1.0")  # without a terminal
-        second = self.second_scanner()
-        second.plug_in()
-        self.start()
-        self.wait_until_second_is_connected()
-        self.devices.remove(converter)
-        self.quillet.wait_for_view(messages.disconnected("009999"))
-        self.quillet.wait_for_ports(["None", "usbmodem310", "usbmodem320"])
-        self.quillet.wait_for_connect_label("Connect")
-        self.assertEqual(CHAIN, second.commands())
-
     def test_other_devices_do_not_disconnect_first_port(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start_connected()

@@ -12,9 +12,10 @@ FINISHED = "Synchronization finished. Tavo can be plugged off now\n"
 
 ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
-# The progress display
+# The progress display of a run
 GIVEN_UP = "The scanner did not answer. Restart Quillet."
 REQUESTING = "Requesting records from the scanner"
+SILENCE = "  ·  no data for "  # follows the progress after 3 s without data
 
 
 def trying(node="ttyACM0"):

@@ -4,6 +4,7 @@ import os
 import signal
 
 from harness.accessibility import Unreachable
+from harness.messages import SILENCE
 from harness.processes import Process
 from harness.waiting import wait_until
 from harness.window_manager import close_window
@@ -83,9 +84,6 @@ class Quillet:
     def wait_for_title(self, title):
         wait_until(lambda: self.title() == title, lambda: f"title {title!r}, not {self.title()!r}")
 
-    def screen_reader_title(self):
-        return self._frame().name
-
     def _settled(self, read):
         """Returns read(). Repeats it if a control disappears in the meantime."""
         results = []
@@ -138,8 +136,7 @@ class Quillet:
 
     def wait_for_silence(self, text):
         """Waits until the progress shows `text` and that no data arrives."""
-        wait_until(lambda: (self._settled(self.progress) or "").startswith(
-                       f"{text}  ·  no data for "),
+        wait_until(lambda: (self._settled(self.progress) or "").startswith(text + SILENCE),
                    lambda: f"silence after {text!r}; it is {self._settled(self.progress)!r}")
 
     # The toolbar

@@ -32,17 +32,11 @@ class SystemLog:
             with self._lock:
                 self._lines.append(bytes(buffer[:size]))
 
-    def remove_socket(self):
-        """Removes the socket, as on a system without a log."""
-        os.unlink(self._path)
-
     def stop(self):
-        # shutdown() ends the thread even if the socket's name has been removed.
         self._socket.shutdown(socket.SHUT_RD)
         self._thread.join()
         self._socket.close()
-        if os.path.exists(self._path):
-            self.remove_socket()
+        os.unlink(self._path)
 
     def datagrams(self):
         """Returns all received datagrams."""
