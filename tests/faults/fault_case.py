@@ -6,8 +6,6 @@ from harness.lines import file_text
 
 OLD = "saved yesterday\r\n"
 END_OF_ANSWER = "at 0ms send 40"
-TOO_LATE_MS = 5500  # the time-out for an answer is 5 s
-IN_TIME_MS = 4500
 
 
 class FaultTest(SystemTest):
@@ -98,6 +96,5 @@ class FaultTest(SystemTest):
             return file.read()
 
 
-__all__ = ["BURST", "CHAIN", "END_OF_ANSWER", "FOLDER", "IN_TIME_MS", "OLD", "OUTPUT",
-           "TOO_LATE_MS", "FaultTest", "Record", "Settings", "messages", "some_records",
-           "wait_until"]
+__all__ = ["BURST", "CHAIN", "END_OF_ANSWER", "FOLDER", "OLD", "OUTPUT", "FaultTest", "Record",
+           "Settings", "messages", "some_records", "wait_until"]

@@ -10,7 +10,7 @@ from harness.product import Quillet
 _KILLS = 250
 _LONGEST_DELAY = 0.030  # seconds from the creation of the file to the kill
 _OLD_LINES = 100_000
-_TIMEOUT = 30  # seconds for a run, which may fail on a stalled machine
+_TIMEOUT = 30  # seconds until the program must begin to write
 
 
 class KillTest(FaultTest):

@@ -32,11 +32,6 @@ class StatesTest(FaultTest):
         self.assertIn("port closed", scanner.transcript())
         self.assertEqual(CHAIN, scanner.commands())
 
-    def test_closes_while_disconnected(self):
-        self.begin_connected(3)
-        self.disconnect()
-        self.check_close()
-
     def test_closes_while_waiting_for_a_port(self):
         self.begin([]).unplug()
         self.start().wait_for_view_start(messages.STARTED + messages.ATTEMPT

@@ -51,7 +51,7 @@ class TwoDevicesTest(SystemTest):
         converter = self.devices.add_converter()
         self.log.wait_for("USB Serial Converter-ttyUSB0")
         self.devices.remove(converter)
-        self.log.wait_for("deviceRemoved", 2)  # the first one is logged at the start
+        self.log.wait_for("deviceRemoved", 2)  # one was logged at the start
         second = self.second_scanner()
         second.plug_in()
         self.log.wait_for("deviceAdded", 3)
