@@ -19,7 +19,7 @@ class DiskTest(FaultTest):
             self.assertTrue([entry for entry in self.log.lines() if line in entry], line)
         self.quillet.clear()
 
-    @unittest.skipUnless(PRIVATE_DISK, "needs a disk of limited size, which needs namespaces")
+    @unittest.skipUnless(PRIVATE_DISK, "needs namespaces for a disk of limited size")
     def test_full_disk_keeps_the_old_file(self):
         for append in (0, 1):
             with self.subTest(append=append):
