@@ -6,73 +6,60 @@
 #include <memory>
 #include <string>
 
+#include "base/UniqueFd.h"
 #include "platform/qt/QtDescriptorWatch.h"
 #include "tests/window/MainLoop.h"
 
 namespace quillet::window_tests {
 namespace {
 
-using platform::DescriptorWatch;
-using platform::qt::QtDescriptorWatcher;
-
 class DescriptorWatchTest : public testing::Test {
  protected:
-  DescriptorWatchTest() { EXPECT_EQ(pipe(ends_.data()), 0); }
-
-  ~DescriptorWatchTest() override {
-    watch_.reset();
-    close(ends_[0]);
-    close(ends_[1]);
-  }
-
-  void Watch() {
-    watch_ = watcher_.Watch(ends_[0], [this] {
+  DescriptorWatchTest() {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    input_ = UniqueFd(ends[0]);
+    output_ = UniqueFd(ends[1]);
+    watch_ = watcher_.Watch(input_.Get(), [this] {
       std::array<char, 16> bytes{};
-      const auto n = read(ends_[0], bytes.data(), bytes.size());
-      if (n > 0) received_.append(bytes.data(), static_cast<std::size_t>(n));
+      const auto count = read(input_.Get(), bytes.data(), bytes.size());
+      if (count > 0) received_.append(bytes.data(), static_cast<std::size_t>(count));
     });
   }
 
-  void Send(const char* text) {
-    const std::string bytes(text);
-    EXPECT_EQ(write(ends_[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  void Send(const std::string& bytes) {
+    EXPECT_EQ(write(output_.Get(), bytes.data(), bytes.size()), std::ssize(bytes));
   }
 
-  std::array<int, 2> ends_{};
-  QtDescriptorWatcher watcher_;
-  std::unique_ptr<DescriptorWatch> watch_;
+  UniqueFd input_;
+  UniqueFd output_;
   std::string received_;
+  platform::qt::QtDescriptorWatcher watcher_;
+  std::unique_ptr<platform::DescriptorWatch> watch_;
 };
 
-TEST_F(DescriptorWatchTest, CallsFromTheMainLoopWhenThereIsSomethingToRead) {
-  Watch();
+TEST_F(DescriptorWatchTest, CallsTheActionWhileBytesAreUnread) {
   SpinUntilIdle();
-  EXPECT_EQ(received_, "");
-  Send("one");
-  EXPECT_EQ(received_, "");
-  EXPECT_TRUE(SpinUntil([this] { return received_ == "one"; }));
-  Send("two");
-  EXPECT_TRUE(SpinUntil([this] { return received_ == "onetwo"; }));
+  std::string sent;
+  for (const char* bytes : {"one", "two", "more bytes than one read takes"}) {
+    Send(bytes);
+    EXPECT_EQ(received_, sent) << "only the main loop calls the action";
+    sent += bytes;
+    EXPECT_TRUE(SpinUntil([&] { return received_ == sent; }));
+  }
 }
 
-TEST_F(DescriptorWatchTest, CallsAgainAsLongAsSomethingIsLeft) {
-  Watch();
-  Send("more than sixteen bytes at once");
-  EXPECT_TRUE(SpinUntil([this] { return received_ == "more than sixteen bytes at once"; }));
-}
-
-TEST_F(DescriptorWatchTest, DestroyingTheWatchEndsIt) {
-  Watch();
+TEST_F(DescriptorWatchTest, EndsWhenDestroyed) {
   Send("one");
   watch_.reset();
   SpinUntilIdle();
   EXPECT_EQ(received_, "");
 }
 
-TEST_F(DescriptorWatchTest, WatchMayBeDestroyedWithinItsOwnAction) {
+TEST_F(DescriptorWatchTest, CanBeDestroyedWithinItsAction) {
   int calls = 0;
   const auto witness = std::make_shared<std::string>("still here");
-  watch_ = watcher_.Watch(ends_[0], [this, &calls, witness] {
+  watch_ = watcher_.Watch(input_.Get(), [this, &calls, witness] {
     watch_.reset();
     ++calls;
     EXPECT_EQ(*witness, "still here");

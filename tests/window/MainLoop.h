@@ -4,12 +4,10 @@
 
 namespace quillet::window_tests {
 
-/// Runs passes of the main loop until the condition holds. Gives up after a minute, which is no
-/// limit of what is tested but an end for a test that has failed.
-/// @return whether the condition holds
+/// Runs the main loop until `condition` is true. @return false after a minute
 bool SpinUntil(const std::function<bool()>& condition);
 
-/// Runs passes of the main loop until nothing has been left to do for a number of them.
+/// Runs 50 passes of the main loop, enough for all pending events.
 void SpinUntilIdle();
 
 }  // namespace quillet::window_tests

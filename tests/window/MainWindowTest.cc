@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QAccessible>
+#include <QAccessibleInterface>
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
@@ -7,7 +9,6 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPlainTextEdit>
-#include <QProgressBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
@@ -23,18 +24,25 @@
 namespace quillet::window_tests {
 namespace {
 
+constexpr const char* kButtons[] = {"Connect", "Synchronize", "Settings", "Clear"};
+
 class MainWindow : public testing::Test {
  protected:
   MainWindow() {
-    window_.connectItem().OnPress([this] { ++pressed_["connect"]; });
-    window_.synchronizeItem().OnPress([this] { ++pressed_["synchronize"]; });
-    window_.settingsItem().OnPress([this] { ++pressed_["settings"]; });
-    window_.clearItem().OnPress([this] { ++pressed_["clear"]; });
+    platform::ToolbarItem* items[] = {&window_.connectItem(), &window_.synchronizeItem(),
+                                      &window_.settingsItem(), &window_.clearItem()};
+    for (std::size_t i = 0; i < std::size(items); ++i) {
+      items[i]->OnPress([this, i] { ++pressed_[kButtons[i]]; });
+    }
     window_.portList().AddItem("None");
     window_.portList().AddItem("usbmodem1421");
+    Show();
+  }
+
+  void Show() {
     window_.Show();
     window_.widget().activateWindow();
-    EXPECT_TRUE(SpinUntil([this] { return window_.widget().isActiveWindow(); }));
+    ASSERT_TRUE(SpinUntil([this] { return window_.widget().isActiveWindow(); }));
   }
 
   QToolButton* Button(const QString& label) {
@@ -44,7 +52,6 @@ class MainWindow : public testing::Test {
     ADD_FAILURE() << "no button " << label.toStdString();
     return nullptr;
   }
-
   QPlainTextEdit* TextWidget() { return window_.widget().findChild<QPlainTextEdit*>(); }
   QComboBox* PortBox() { return window_.widget().findChild<QComboBox*>(); }
 
@@ -52,20 +59,31 @@ class MainWindow : public testing::Test {
     QTest::keyClick(QApplication::focusWidget(), key, modifiers);
   }
 
+  void Append(const char* text) {
+    window_.view().Append(text);
+    ASSERT_TRUE(SpinUntil([this] { return !window_.view().HasPending(); }));
+  }
+
+  /// Finds a control by the role and name that assistive technology sees.
+  QAccessibleInterface* Accessible(QAccessible::Role role, const QString& name) {
+    return Accessible(QAccessible::queryAccessibleInterface(&window_.widget()), role, name);
+  }
+  static QAccessibleInterface* Accessible(QAccessibleInterface* in, QAccessible::Role role,
+                                          const QString& name) {
+    if (in == nullptr || (in->role() == role && in->text(QAccessible::Name) == name)) return in;
+    for (int i = 0; i < in->childCount(); ++i) {
+      if (QAccessibleInterface* found = Accessible(in->child(i), role, name)) return found;
+    }
+    return nullptr;
+  }
+
   using Presses = std::map<std::string, int>;
   Presses pressed_;
   platform::qt::QtMainWindow window_;
 };
 
-TEST_F(MainWindow, ButtonsPressTheirItems) {
-  for (const char* label : {"Connect", "Synchronize", "Settings", "Clear"}) {
-    QTest::mouseClick(Button(label), Qt::LeftButton);
-  }
-  EXPECT_EQ(pressed_, (Presses{{"connect", 1}, {"synchronize", 1}, {"settings", 1}, {"clear", 1}}));
-}
-
-TEST_F(MainWindow, LabelsAndIconsAreVisible) {
-  for (const char* label : {"Connect", "Synchronize", "Settings", "Clear"}) {
+TEST_F(MainWindow, ButtonsShowLabelsAndIcons) {
+  for (const char* label : kButtons) {
     const QToolButton* button = Button(label);
     EXPECT_TRUE(button->isVisible()) << label;
     EXPECT_FALSE(button->icon().isNull()) << label;
@@ -77,16 +95,35 @@ TEST_F(MainWindow, LabelsAndIconsAreVisible) {
   }));
 }
 
-TEST_F(MainWindow, NothingMovesWhenConnectBecomesDisconnect) {
+TEST_F(MainWindow, ClicksAndAssistiveTechnologyPressButtons) {
+  for (const char* label : kButtons) {
+    QTest::mouseClick(Button(label), Qt::LeftButton);
+    EXPECT_EQ(std::exchange(pressed_, {}), (Presses{{label, 1}}));
+    QAccessibleInterface* button = Accessible(QAccessible::Button, label);
+    ASSERT_NE(button, nullptr) << label;
+    EXPECT_TRUE(button->state().focusable) << label;
+    button->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    SpinUntilIdle();
+    EXPECT_EQ(std::exchange(pressed_, {}), (Presses{{label, 1}}));
+  }
+  window_.connectItem().SetLabel("Disconnect");
+  EXPECT_NE(Accessible(QAccessible::Button, "Disconnect"), nullptr);
+  EXPECT_EQ(Accessible(QAccessible::Button, "Connect"), nullptr);
+}
+
+TEST_F(MainWindow, LabelsAndProgressDoNotMoveControls) {
   const QRect connect = Button("Connect")->geometry();
   const QRect synchronize = Button("Synchronize")->geometry();
+  const QRect text = TextWidget()->geometry();
   window_.connectItem().SetLabel("Disconnect");
+  window_.progress().Show("Received 45 of 130 records", 0.25);
   SpinUntilIdle();
   EXPECT_EQ(Button("Disconnect")->geometry(), connect);
   EXPECT_EQ(Button("Synchronize")->geometry(), synchronize);
+  EXPECT_EQ(TextWidget()->geometry(), text);
 }
 
-TEST_F(MainWindow, TabReachesEveryControlInOrderFromTheView) {
+TEST_F(MainWindow, TabVisitsEveryControlFromTheView) {
   EXPECT_EQ(QApplication::focusWidget(), TextWidget());
   const std::vector<QWidget*> expected = {
       PortBox(),          Button("Connect"), Button("Synchronize"),
@@ -101,56 +138,39 @@ TEST_F(MainWindow, TabReachesEveryControlInOrderFromTheView) {
   }
 }
 
-TEST_F(MainWindow, WholeTaskIsDoneWithTheKeyboardAlone) {
-  std::int32_t selected = 0;
-  window_.portList().OnSelection([&](std::int32_t position) { selected = position; });
-  Press(Qt::Key_Tab);
-  Press(Qt::Key_Down);
-  EXPECT_EQ(selected, 1);
-  Press(Qt::Key_Tab);
-  Press(Qt::Key_Return);
-  Press(Qt::Key_Tab);
-  Press(Qt::Key_Space);
-  EXPECT_EQ(pressed_, (Presses{{"connect", 1}, {"synchronize", 1}}));
-}
-
-TEST_F(MainWindow, KeysWorkFromAnywhereAndStandInTheToolTips) {
+TEST_F(MainWindow, ShortcutsWorkWithAnyFocusAndAreInToolTips) {
   const struct {
     const char* label;
-    const char* item;
     Qt::Key key;
     const char* shown;
-  } keys[] = {{"Connect", "connect", Qt::Key_K, "(Ctrl+K)"},
-              {"Synchronize", "synchronize", Qt::Key_R, "(Ctrl+R, F5)"},
-              {"Settings", "settings", Qt::Key_Comma, "(Ctrl+,)"},
-              {"Clear", "clear", Qt::Key_L, "(Ctrl+L)"}};
-  for (const auto& [label, item, key, shown] : keys) {
+  } shortcuts[] = {{"Connect", Qt::Key_K, "(Ctrl+K)"},
+                   {"Synchronize", Qt::Key_R, "(Ctrl+R, F5)"},
+                   {"Settings", Qt::Key_Comma, "(Ctrl+,)"},
+                   {"Clear", Qt::Key_L, "(Ctrl+L)"}};
+  for (const auto& [label, key, shown] : shortcuts) {
     for (QWidget* from : {static_cast<QWidget*>(TextWidget()), static_cast<QWidget*>(PortBox())}) {
-      pressed_.clear();
       from->setFocus();
       Press(key, Qt::ControlModifier);
-      EXPECT_EQ(pressed_, (Presses{{item, 1}})) << label;
+      EXPECT_EQ(std::exchange(pressed_, {}), (Presses{{label, 1}}));
     }
     EXPECT_TRUE(Button(label)->toolTip().endsWith(shown)) << label;
   }
-  pressed_.clear();
   Press(Qt::Key_F5);
-  EXPECT_EQ(pressed_, (Presses{{"synchronize", 1}}));
+  EXPECT_EQ(pressed_, (Presses{{"Synchronize", 1}}));
 }
 
-TEST_F(MainWindow, SelectAllAndCopyWorkFromAnywhere) {
-  window_.view().Append("some\ntext");
-  ASSERT_TRUE(SpinUntil([this] { return !window_.view().HasPending(); }));
+TEST_F(MainWindow, SelectAllAndCopyWorkWithAnyFocus) {
+  Append("some\ntext");
   Button("Clear")->setFocus();
   Press(Qt::Key_A, Qt::ControlModifier);
   Press(Qt::Key_C, Qt::ControlModifier);
   EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), "some\ntext");
 }
 
-// Records are typed into whatever application is in front, and that may be this one.
-TEST_F(MainWindow, TypingIntoTheWindowAsItOpensPressesNothing) {
-  for (const char c : std::string("4006381333931 CODE 39\t")) {
-    if (c != '\t') QTest::keyClick(QApplication::focusWidget(), c);
+// Records are typed into the active application, which may be this one.
+TEST_F(MainWindow, TypedRecordsPressNothing) {
+  for (const char c : std::string("4006381333931 CODE 39")) {
+    QTest::keyClick(QApplication::focusWidget(), c);
   }
   Press(Qt::Key_Return);
   Press(Qt::Key_Space);
@@ -159,14 +179,20 @@ TEST_F(MainWindow, TypingIntoTheWindowAsItOpensPressesNothing) {
   EXPECT_EQ(window_.view().ShownText(), "");
 }
 
-TEST_F(MainWindow, CaretShowsOnlyWhileTheKeyboardMovesIt) {
-  window_.view().Append("first\nsecond\n");
-  ASSERT_TRUE(SpinUntil([this] { return !window_.view().HasPending(); }));
+TEST_F(MainWindow, TypedLineEndsDoNotPressAgain) {
+  Button("Synchronize")->setFocus(Qt::TabFocusReason);
+  Press(Qt::Key_Space);
+  for (int i = 0; i < 10; ++i) Press(Qt::Key_Return);
+  EXPECT_EQ(pressed_, (Presses{{"Synchronize", 1}}));
+}
+
+TEST_F(MainWindow, ShowsTheCaretOnlyWhileKeysMoveIt) {
+  Append("first\nsecond\n");
   const auto caret = [this] { return TextWidget()->cursorWidth(); };
   EXPECT_EQ(caret(), 0);
   TextWidget()->setFocus();
   Press(Qt::Key_C);
-  EXPECT_EQ(caret(), 0) << "which moves nothing";
+  EXPECT_EQ(caret(), 0) << "C does not move the caret";
   Press(Qt::Key_Up);
   EXPECT_GT(caret(), 0);
   QTest::mouseClick(TextWidget()->viewport(), Qt::LeftButton);
@@ -176,14 +202,7 @@ TEST_F(MainWindow, CaretShowsOnlyWhileTheKeyboardMovesIt) {
   EXPECT_GT(caret(), 0);
 }
 
-TEST_F(MainWindow, LineEndsTypedIntoTheWindowStartNoSecondRun) {
-  Button("Synchronize")->setFocus(Qt::TabFocusReason);
-  Press(Qt::Key_Space);
-  for (int i = 0; i < 10; ++i) Press(Qt::Key_Return);
-  EXPECT_EQ(pressed_, (Presses{{"synchronize", 1}}));
-}
-
-TEST_F(MainWindow, EmptyViewSaysWhatItIsFor) {
+TEST_F(MainWindow, AnEmptyViewShowsAPlaceholder) {
   EXPECT_FALSE(TextWidget()->placeholderText().isEmpty());
   EXPECT_EQ(window_.view().ShownText(), "");
 }
@@ -194,28 +213,27 @@ TEST_F(MainWindow, FitsASmallScreenAtDoubleScale) {
   EXPECT_LE(least.height(), 300 - 30);
 }
 
-TEST_F(MainWindow, ClosingKeysCloseTheWindow) {
+TEST_F(MainWindow, QuitAndCloseKeysCloseTheWindow) {
   for (const Qt::Key key : {Qt::Key_Q, Qt::Key_W}) {
-    window_.Show();
-    window_.widget().activateWindow();
-    ASSERT_TRUE(SpinUntil([this] { return window_.widget().isActiveWindow(); }));
+    Show();
     Press(key, Qt::ControlModifier);
     EXPECT_FALSE(window_.widget().isVisible());
   }
 }
 
-TEST_F(MainWindow, ClosingIsReportedOnceAndEndsTheMainLoop) {
+TEST_F(MainWindow, ClosingEndsTheMainLoopAndIsReportedOnce) {
   int closed = 0;
   window_.window().OnClose([&] { ++closed; });
-  QWidget further(&window_.widget(), Qt::Window);
-  further.show();
+  QWidget other(&window_.widget(), Qt::Window);
+  other.show();
   QTimer::singleShot(0, &window_.widget(), [this] { window_.widget().windowHandle()->close(); });
   QTimer::singleShot(60'000, &window_.widget(), [] { QCoreApplication::exit(1); });
   EXPECT_EQ(QApplication::exec(), 0);
   EXPECT_EQ(closed, 1);
 }
 
-TEST_F(MainWindow, SettingsAndQuitHaveTheRolesThatMacsPlaceThemBy) {
+// macOS moves actions with these roles into the application menu.
+TEST_F(MainWindow, SettingsAndQuitHaveMenuRoles) {
   std::map<QAction::MenuRole, QString> byRole;
   for (const QMenu* menu : window_.widget().findChildren<QMenu*>()) {
     for (const QAction* action : menu->actions()) byRole[action->menuRole()] = action->text();
@@ -224,19 +242,40 @@ TEST_F(MainWindow, SettingsAndQuitHaveTheRolesThatMacsPlaceThemBy) {
   EXPECT_EQ(byRole[QAction::PreferencesRole], "Settings");
 }
 
-TEST_F(MainWindow, ProgressIsShownBesideTheViewAndHidden) {
-  auto* bar = window_.widget().findChild<QProgressBar*>();
-  EXPECT_FALSE(bar->isVisible());
-  const int height = TextWidget()->height();
-  window_.progress().Show("Received 45 of 130 records", 0.25);
-  SpinUntilIdle();
-  EXPECT_TRUE(bar->isVisible());
-  EXPECT_EQ(bar->value() * 4, bar->maximum());
-  EXPECT_EQ(TextWidget()->height(), height) << "nothing moves";
-  window_.progress().Show("Asking", -1);
-  EXPECT_EQ(bar->maximum(), 0);
-  window_.progress().Hide();
-  EXPECT_FALSE(bar->isVisible());
+TEST_F(MainWindow, ThePortListIsAccessible) {
+  QAccessibleInterface* list = Accessible(QAccessible::ComboBox, "Port");
+  ASSERT_NE(list, nullptr);
+  ASSERT_EQ(list->childCount(), 1);
+  QAccessibleInterface* items = list->child(0);
+  ASSERT_NE(items, nullptr);
+  EXPECT_EQ(list->indexOfChild(items), 0);
+  EXPECT_EQ(items->childCount(), 2);
+  EXPECT_EQ(list->text(QAccessible::Value), "None");
+  window_.portList().SelectItem(1);
+  EXPECT_EQ(list->text(QAccessible::Name), "Port");
+  EXPECT_EQ(list->text(QAccessible::Value), "usbmodem1421");
+  EXPECT_FALSE(items->child(0)->state().selected);
+  EXPECT_TRUE(items->child(1)->state().selected);
+  for (const bool closed : {false, true}) {
+    list->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
+    EXPECT_EQ(items->state().invisible, closed);
+  }
+  window_.portList().RemoveItem(1);
+  EXPECT_TRUE(items->child(0)->state().selected);
+}
+
+TEST_F(MainWindow, ProgressAndViewAreAccessible) {
+  for (const char* progress : {"Received 45 of 130 records", "Received 46 of 130 records"}) {
+    window_.progress().Show(progress, 0.25);
+    EXPECT_NE(Accessible(QAccessible::StaticText, progress), nullptr);
+  }
+  Append("first\nsecond\n");
+  QAccessibleInterface* view = Accessible(QAccessible::EditableText, "Messages and records");
+  ASSERT_NE(view, nullptr);
+  EXPECT_TRUE(view->state().readOnly);
+  QAccessibleTextInterface* text = view->textInterface();
+  ASSERT_NE(text, nullptr);
+  EXPECT_EQ(text->text(0, text->characterCount()), "first\nsecond\n");
 }
 
 }  // namespace

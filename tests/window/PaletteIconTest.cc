@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QImage>
 #include <QPalette>
-#include <QWidget>
 
 #include "platform/qt/PaletteIcon.h"
 #include "platform/qt/QtMainWindow.h"
@@ -11,23 +10,24 @@
 namespace quillet::window_tests {
 namespace {
 
-using platform::qt::PaletteIcon;
-
 class PaletteIconTest : public testing::Test {
  protected:
   ~PaletteIconTest() override { QApplication::setPalette(QPalette()); }
 
-  static void UseTextColour(const QColor& colour) {
-    QPalette palette;
-    palette.setColor(QPalette::ButtonText, colour);
-    QApplication::setPalette(palette);
+  static QIcon Icon(const char* name) {
+    return platform::qt::PaletteIcon(QStringLiteral(":/quillet/icons/%1.svg").arg(name));
   }
 
   static QImage Draw(const QIcon& icon, qreal scale) {
     return icon.pixmap(QSize(24, 24), scale).toImage().convertToFormat(QImage::Format_ARGB32);
   }
 
-  static int OpaquePixels(const QImage& image, const QColor& colour) {
+  /// Draws an icon with a text colour, and counts the opaque pixels of a colour.
+  static int PixelsWith(const QColor& textColour, const QIcon& icon, const QColor& colour) {
+    QPalette palette;
+    palette.setColor(QPalette::ButtonText, textColour);
+    QApplication::setPalette(palette);
+    const QImage image = Draw(icon, 1);
     int count = 0;
     for (int y = 0; y < image.height(); ++y) {
       for (int x = 0; x < image.width(); ++x) count += image.pixelColor(x, y) == colour ? 1 : 0;
@@ -35,37 +35,27 @@ class PaletteIconTest : public testing::Test {
     return count;
   }
 
-  // The icons are linked in by the window that shows them.
-  platform::qt::QtMainWindow window_;
+  platform::qt::QtMainWindow window_;  // links in the icons
 };
 
-TEST_F(PaletteIconTest, EveryIconIsDrawnInThePalettesColour) {
+TEST_F(PaletteIconTest, DrawsEveryIconInTheTextColour) {
   for (const char* name : {"connect", "disconnect", "synchronize", "settings", "clear"}) {
-    const QIcon icon = PaletteIcon(QStringLiteral(":/quillet/icons/%1.svg").arg(name));
+    const QIcon icon = Icon(name);
     ASSERT_FALSE(icon.isNull()) << name;
-    UseTextColour(Qt::black);
-    EXPECT_GT(OpaquePixels(Draw(icon, 1), Qt::black), 10) << name;
-    UseTextColour(Qt::white);
-    const QImage light = Draw(icon, 1);
-    EXPECT_GT(OpaquePixels(light, Qt::white), 10) << name;
-    EXPECT_EQ(OpaquePixels(light, Qt::black), 0) << name;
+    EXPECT_GT(PixelsWith(Qt::black, icon, Qt::black), 10) << name;
+    EXPECT_GT(PixelsWith(Qt::white, icon, Qt::white), 10) << name;
+    EXPECT_EQ(PixelsWith(Qt::white, icon, Qt::black), 0) << name;
   }
+  EXPECT_TRUE(Icon("missing").isNull());
 }
 
-TEST_F(PaletteIconTest, IconsAreDrawnAtTheScreensOwnResolution) {
-  const QIcon icon = PaletteIcon(QStringLiteral(":/quillet/icons/settings.svg"));
-  EXPECT_EQ(Draw(icon, 1).size(), QSize(24, 24));
-  EXPECT_EQ(Draw(icon, 2).size(), QSize(48, 48));
-}
-
-TEST_F(PaletteIconTest, ApplicationIconIsThere) {
-  const QImage drawn = Draw(window_.widget().windowIcon(), 2);
-  EXPECT_EQ(drawn.size(), QSize(48, 48));
-  EXPECT_EQ(qAlpha(drawn.pixel(24, 24)), 255);
-}
-
-TEST_F(PaletteIconTest, MissingFileGivesNoIcon) {
-  EXPECT_TRUE(PaletteIcon(QStringLiteral(":/quillet/icons/missing.svg")).isNull());
+TEST_F(PaletteIconTest, DrawsAtTheResolutionOfTheScreen) {
+  for (const int scale : {1, 2}) {
+    EXPECT_EQ(Draw(Icon("settings"), scale).size(), QSize(24, 24) * scale);
+  }
+  const QImage application = Draw(window_.widget().windowIcon(), 2);
+  EXPECT_EQ(application.size(), QSize(48, 48));
+  EXPECT_EQ(qAlpha(application.pixel(24, 24)), 255);
 }
 
 }  // namespace

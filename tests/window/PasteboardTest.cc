@@ -3,6 +3,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "platform/qt/QtMainQueue.h"
@@ -13,67 +14,67 @@
 namespace quillet::window_tests {
 namespace {
 
+using namespace std::chrono_literals;
 using platform::qt::QtMainQueue;
 using platform::qt::QtPasteboard;
-using std::chrono::steady_clock;
 
-std::string Clipboard() {
-  return QGuiApplication::clipboard()->text().toStdString();
-}
+/// Calls of SetString on a thread other than the main thread.
+class Pasteboard : public testing::Test {
+ protected:
+  Pasteboard() { QGuiApplication::clipboard()->setText("before"); }
 
-TEST(Pasteboard, TextIsThereWhenTheCallFromAnotherThreadReturns) {
+  static std::string Clipboard() { return QGuiApplication::clipboard()->text().toStdString(); }
+
+  /// Calls SetString while the main loop does not run. @return the duration of the call
+  static auto TimeOfAFailure(platform::MainQueue& queue) {
+    const auto start = std::chrono::steady_clock::now();
+    std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();
+    return std::chrono::steady_clock::now() - start;
+  }
+};
+
+TEST_F(Pasteboard, ReturnsAfterTheMainThreadHasSetTheText) {
   QtMainQueue queue;
-  QtPasteboard pasteboard(queue);
-  QGuiApplication::clipboard()->setText("before");
+  const std::string text = "Ma\xC3\x9F 5 \xE2\x82\xAC\r\n";
   std::atomic<bool> returned = false;
   std::thread thread([&] {
-    EXPECT_TRUE(
-        pasteboard.SetString("Gr\xC3\xB6\xC3\x9F"
-                             "e 5 \xE2\x82\xAC\r\n"));
+    EXPECT_TRUE(QtPasteboard(queue).SetString(text));
     returned = true;
   });
   EXPECT_TRUE(SpinUntil([&] { return returned.load(); }));
   thread.join();
-  EXPECT_EQ(Clipboard(),
-            "Gr\xC3\xB6\xC3\x9F"
-            "e 5 \xE2\x82\xAC\r\n");
+  EXPECT_EQ(Clipboard(), text);
 }
 
-TEST(Pasteboard, ACallReturnsAtOnceWhenTheMainLoopHasEnded) {
+TEST_F(Pasteboard, FailsAtOnceAfterTheMainLoopHasEnded) {
   test::FakeMainQueue queue;
   queue.End();
-  const auto start = steady_clock::now();
-  std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();
-  EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(1));
+  EXPECT_LT(TimeOfAFailure(queue), 1s);
 }
 
-TEST(Pasteboard, ACallReturnsAfterTwoSecondsOfABusyMainThread) {
+TEST_F(Pasteboard, FailsAfterTwoSecondsOfABusyMainThread) {
   test::FakeMainQueue queue;
-  QGuiApplication::clipboard()->setText("the user's own");
-  const auto start = steady_clock::now();
-  std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();
-  EXPECT_GE(steady_clock::now() - start, std::chrono::seconds(2));
+  EXPECT_GE(TimeOfAFailure(queue), 2s);
   queue.RunAll();
-  EXPECT_EQ(Clipboard(), "the user's own");
+  EXPECT_EQ(Clipboard(), "before");
 }
 
-TEST(Pasteboard, ACallThatWaitsIsLetGoWhenTheMainLoopEnds) {
+TEST_F(Pasteboard, FailsIfTheMainLoopEndsDuringTheCall) {
   QtMainQueue queue;
-  QtPasteboard pasteboard(queue);
-  QGuiApplication::clipboard()->setText("the user's own");
   std::thread thread;
-  std::atomic<bool> came = true;
+  std::atomic<bool> wasSet = true;
   queue.Async([&] {
-    thread = std::thread([&] { came = pasteboard.SetString("late"); });
-    // Longer than the queue's turn, so that the text is left for the next one, which never comes.
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    thread = std::thread([&] { wasSet = QtPasteboard(queue).SetString("late"); });
+    // Longer than one turn of the queue. The loop ends before the next turn, which would set the
+    // text.
+    std::this_thread::sleep_for(50ms);
     QCoreApplication::exit(0);
   });
   QGuiApplication::exec();
   thread.join();
-  EXPECT_FALSE(came);
+  EXPECT_FALSE(wasSet);
   SpinUntilIdle();
-  EXPECT_EQ(Clipboard(), "the user's own");
+  EXPECT_EQ(Clipboard(), "before");
 }
 
 }  // namespace

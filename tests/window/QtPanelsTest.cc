@@ -17,14 +17,20 @@ namespace {
 class QtPanelsTest : public testing::Test {
  protected:
   using Chosen = std::optional<std::string>;
+  using Answer = std::function<void(QFileDialog&, QLineEdit& name)>;
 
-  /// Ends the panel that opens next as a user does.
-  static void Answer(const std::function<void(QFileDialog&, QLineEdit& name)>& answer) {
+  /// Calls `answer` when the next panel is open. It ends the panel as a user would.
+  static void OnOpen(const Answer& answer) {
     QTimer::singleShot(0, [answer] {
       auto* panel = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
       ASSERT_NE(panel, nullptr);
       answer(*panel, *panel->findChild<QLineEdit*>("fileNameEdit"));
     });
+  }
+
+  Chosen RunSavePanel(const Answer& answer) {
+    OnOpen(answer);
+    return panels_.RunSavePanel(path_, "sn_timestamp.txt");
   }
 
   const QTemporaryDir temporary_;
@@ -35,39 +41,37 @@ class QtPanelsTest : public testing::Test {
 };
 
 TEST_F(QtPanelsTest, TheSavePanelProposesTheFolderAndTheName) {
-  Answer([this](QFileDialog& panel, QLineEdit& name) {
-    EXPECT_EQ(panel.acceptMode(), QFileDialog::AcceptSave);
-    EXPECT_EQ(panel.directory().absolutePath().toStdString(), path_);
-    EXPECT_EQ(name.text(), "sn_timestamp.txt");
-    QTest::keyClick(&name, Qt::Key_Return);
-  });
-  EXPECT_EQ(panels_.RunSavePanel(path_, "sn_timestamp.txt"), Chosen(path_ + "/sn_timestamp.txt"));
+  EXPECT_EQ(RunSavePanel([this](QFileDialog& panel, QLineEdit& name) {
+              EXPECT_EQ(panel.acceptMode(), QFileDialog::AcceptSave);
+              EXPECT_EQ(panel.directory().absolutePath().toStdString(), path_);
+              EXPECT_EQ(name.text(), "sn_timestamp.txt");
+              QTest::keyClick(&name, Qt::Key_Return);
+            }),
+            path_ + "/sn_timestamp.txt");
 }
 
-TEST_F(QtPanelsTest, ReturnsThePathThatTheUserEnters) {
+TEST_F(QtPanelsTest, ReturnsTheEnteredPathOrNothingAfterEscape) {
   const std::string chosen = path_ + "/stock.txt";
-  Answer([&](QFileDialog&, QLineEdit& name) {
-    name.setText(QString::fromStdString(chosen));
-    QTest::keyClick(&name, Qt::Key_Return);
-  });
-  EXPECT_EQ(panels_.RunSavePanel(path_, "sn_timestamp.txt"), Chosen(chosen));
-}
-
-TEST_F(QtPanelsTest, EscapeReturnsNothing) {
-  Answer([](QFileDialog& panel, QLineEdit&) { QTest::keyClick(&panel, Qt::Key_Escape); });
-  EXPECT_EQ(panels_.RunSavePanel(path_, "sn_timestamp.txt"), std::nullopt);
+  EXPECT_EQ(RunSavePanel([&](QFileDialog&, QLineEdit& name) {
+              name.setText(QString::fromStdString(chosen));
+              QTest::keyClick(&name, Qt::Key_Return);
+            }),
+            chosen);
+  EXPECT_EQ(
+      RunSavePanel([](QFileDialog& panel, QLineEdit&) { QTest::keyClick(&panel, Qt::Key_Escape); }),
+      std::nullopt);
 }
 
 TEST_F(QtPanelsTest, OpensElsewhereIfTheFolderIsMissing) {
   ASSERT_TRUE(folder_.mkpath("Documents"));
   ASSERT_TRUE(folder_.mkpath("share/applications"));
-  const test::Variable homes("HOME", path_);
+  const test::Variable home("HOME", path_);
   const test::Variable data("XDG_DATA_DIRS", path_ + "/share");
   for (const bool save : {true, false}) {
-    Answer([&](QFileDialog& panel, QLineEdit& name) {
+    OnOpen([&](QFileDialog& panel, QLineEdit& name) {
       EXPECT_EQ(panel.directory().path().toStdString(),
                 path_ + (save ? "/Documents" : "/share/applications"));
-      // A missing file can be proposed for saving, but not for opening.
+      // The name of a missing file can be proposed only for saving.
       EXPECT_EQ(name.text(), save ? "sn_timestamp.txt" : "");
       panel.reject();
     });

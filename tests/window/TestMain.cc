@@ -2,16 +2,14 @@
 
 #include <QApplication>
 
-// Asked for by the leak checker in builds that have one. The library that finds a face for a
-// character keeps what it has found and gives it back only to those who ask it to end, which the
-// toolkit does not.
+// The leak sanitizer calls this. Fontconfig frees its cache only in FcFini, which Qt does not call.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() {
   return "leak:libfontconfig.so\n";
 }
 
 int main(int argc, char** argv) {
-  // The tests are also listed at build time, where there may be no display.
+  // The build also runs this program, to list the tests, possibly without a display.
   if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(true);

@@ -37,18 +37,33 @@ class TextView : public testing::Test {
     SpinUntilIdle();
   }
 
+  void Show(std::string_view text) {
+    view_.Append(text);
+    Settle();
+  }
+
+  static std::string Clipboard() { return QGuiApplication::clipboard()->text().toStdString(); }
+
   std::string CopyAll() {
     widget_.selectAll();
     widget_.copy();
-    return QGuiApplication::clipboard()->text().toStdString();
+    return Clipboard();
   }
 
-  /// Selects as a user would, from the anchor to the position.
   void Select(int anchor, int position) {
     QTextCursor cursor(widget_.document());
     cursor.setPosition(anchor);
     cursor.setPosition(position, QTextCursor::KeepAnchor);
     widget_.setTextCursor(cursor);
+  }
+
+  /// The length of the longest block. The widget lays out blocks as a whole.
+  int LongestBlock() const {
+    int longest = 0;
+    for (QTextBlock block = widget_.document()->begin(); block.isValid(); block = block.next()) {
+      longest = std::max(longest, block.length());
+    }
+    return longest;
   }
 
   bool AtEnd() {
@@ -60,46 +75,31 @@ class TextView : public testing::Test {
 };
 
 TEST_F(TextView, OnlyALineFeedEndsALine) {
-  view_.Append(
-      "a\rb\vc\fd\xE2\x80\xA8"
-      "e\xE2\x80\xA9"
-      "f\x1Dg\xC2\x85"
-      "h");
-  Settle();
+  Show("a\rb\vc\fd\xE2\x80\xA8 e\xE2\x80\xA9 f\x1Dg\xC2\x85h");
   EXPECT_EQ(widget_.document()->blockCount(), 1);
-  view_.Append("\n\n");
-  Settle();
+  Show("\n\n");
   EXPECT_EQ(widget_.document()->blockCount(), 3);
 }
 
-// Every character that the widget is known to treat in a way of its own, and some neighbours.
-TEST_F(TextView, EveryCharacterComesBackAsItWas) {
-  std::string text(
-      "\xEF\xBB\xBF"
-      "first\r\nsecond\rthird\n\tfourth ");
+TEST_F(TextView, KeepsCharactersThatQtTreatsSpecially) {
+  std::string text("\xEF\xBB\xBF first\r\nsecond\rthird\n\tfourth ");
   text += std::string("NUL\0FF\fVT\vGS\x1D", 13);
   text += "\xC2\xA0\xE2\x80\xA8\xE2\x80\xA9\xEF\xB7\x90\xEF\xB7\x91\xEF\xBF\xBC\xEF\xBB\xBF";
   text += "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xA6&amp;<b>  spaces  </b>\n";
-  view_.Append(text);
-  Settle();
+  Show(text);
   EXPECT_EQ(view_.ShownText(), text);
   EXPECT_EQ(CopyAll(), text);
 }
 
-TEST_F(TextView, BytesThatAreNotUtf8BecomeReplacementCharacters) {
-  view_.Append(
-      "a\xFF"
-      "b\xC3");
-  Settle();
-  view_.Append("c\n");
-  Settle();
+TEST_F(TextView, ReplacesInvalidUtf8) {
+  Show("a\xFF|\xC3");
+  Show("c\n");
   EXPECT_EQ(view_.ShownText(),
-            "a\xEF\xBF\xBD"
-            "b\xEF\xBF\xBD"
+            "a\xEF\xBF\xBD|\xEF\xBF\xBD"
             "c\n");
 }
 
-TEST_F(TextView, CharactersAreWholeWhereALongTextIsCut) {
+TEST_F(TextView, SplitsALongTextBetweenCharacters) {
   std::string text = "x";
   while (text.size() < 40'000) text += "\xF0\x9F\x93\xA6";
   view_.SetText(text);
@@ -110,52 +110,37 @@ TEST_F(TextView, CharactersAreWholeWhereALongTextIsCut) {
   }
 }
 
-TEST_F(TextView, TextIsInsertedAtTheEndWhereverTheUserHasSelected) {
-  view_.Append("0123456789\nabcdef");
-  Settle();
-  Select(2, 5);
-  view_.Append("GH\n");
-  Settle();
-  EXPECT_EQ(view_.ShownText(), "0123456789\nabcdefGH\n");
-  EXPECT_EQ(widget_.textCursor().anchor(), 2);
-  EXPECT_EQ(widget_.textCursor().position(), 5);
-}
-
-TEST_F(TextView, SelectionThatReachesTheEndDoesNotGrow) {
-  for (const bool backwards : {false, true}) {
-    view_.SetText("0123456789");
-    Settle();
-    backwards ? Select(10, 4) : Select(4, 10);
-    view_.Append("more");
-    Settle();
-    EXPECT_EQ(widget_.textCursor().selectedText(), "456789");
-    EXPECT_EQ(widget_.textCursor().anchor(), backwards ? 10 : 4);
-    EXPECT_EQ(view_.ShownText(), "0123456789more");
+TEST_F(TextView, AppendingKeepsTheSelection) {
+  const struct {
+    int anchor;
+    int position;
+    const char* selected;
+  } selections[] = {{2, 5, "234"}, {4, 10, "456789"}, {10, 4, "456789"}, {1, 1, ""}};
+  for (const auto& [anchor, position, selected] : selections) {
+    view_.SetText("");
+    Show("0123456789");
+    EXPECT_TRUE(widget_.textCursor().atEnd());
+    Select(anchor, position);
+    Show("more\n");
+    EXPECT_EQ(widget_.textCursor().anchor(), anchor);
+    EXPECT_EQ(widget_.textCursor().position(), position);
+    EXPECT_EQ(widget_.textCursor().selectedText(), selected);
+    EXPECT_EQ(view_.ShownText(), "0123456789more\n");
   }
 }
 
-TEST_F(TextView, CursorAtTheEndStaysAtTheEndAndAnyOtherWhereItIs) {
-  view_.Append("abc");
-  Settle();
-  EXPECT_TRUE(widget_.textCursor().atEnd());
-  Select(1, 1);
-  view_.Append("def");
-  Settle();
-  EXPECT_EQ(widget_.textCursor().position(), 1);
-}
-
-TEST_F(TextView, ClearingInTheMiddleOfALongInsertionDropsTheRest) {
+TEST_F(TextView, SetTextDropsALongPendingText) {
   view_.Append(std::string(20'000'000, 'x'));
   QCoreApplication::processEvents();
   ASSERT_TRUE(view_.HasPending());
   EXPECT_NE(view_.ShownText(), "");
   view_.SetText("new");
-  EXPECT_EQ(view_.ShownText(), "") << "the old text goes at once";
+  EXPECT_EQ(view_.ShownText(), "") << "the old text is removed at once";
   Settle();
   EXPECT_EQ(view_.ShownText(), "new");
 }
 
-TEST_F(TextView, ScrollsToTheEndOfLinesThatWrap) {
+TEST_F(TextView, ScrollsToTheEndOfWrappedLines) {
   for (int i = 0; i < 200; ++i) {
     view_.Append(std::string(static_cast<std::size_t>(50 + i * 3), 'w') + "\n");
     view_.ScrollToEnd();
@@ -169,7 +154,7 @@ TEST_F(TextView, ScrollsToTheEndOfLinesThatWrap) {
   EXPECT_TRUE(widget_.viewport()->rect().contains(widget_.cursorRect(end)));
 }
 
-TEST_F(TextView, FaceIsOfFixedWidthAndGrowsWithTheDesktops) {
+TEST_F(TextView, TheFontIsFixedPitchAndFollowsTheDesktops) {
   const QFont usual = QApplication::font();
   const qreal before = widget_.font().pointSizeF();
   EXPECT_TRUE(QFontInfo(widget_.font()).fixedPitch());
@@ -183,14 +168,13 @@ TEST_F(TextView, FaceIsOfFixedWidthAndGrowsWithTheDesktops) {
   EXPECT_TRUE(SpinUntil([&] { return widget_.font().pointSizeF() == before; }));
 }
 
-TEST_F(TextView, UserCannotChangeTheText) {
-  view_.Append("fixed");
-  Settle();
+TEST_F(TextView, TheUserCannotChangeTheText) {
+  Show("fixed");
   widget_.setFocus();
   QTest::keyClicks(&widget_, "typed");
-  QTest::keyClick(&widget_, Qt::Key_Backspace);
-  QTest::keyClick(&widget_, Qt::Key_Delete);
-  QTest::keyClick(&widget_, Qt::Key_Return);
+  for (const Qt::Key key : {Qt::Key_Backspace, Qt::Key_Delete, Qt::Key_Return}) {
+    QTest::keyClick(&widget_, key);
+  }
   QTest::keyClick(&widget_, Qt::Key_Z, Qt::ControlModifier);
   QGuiApplication::clipboard()->setText("pasted");
   QTest::keyClick(&widget_, Qt::Key_V, Qt::ControlModifier);
@@ -199,20 +183,18 @@ TEST_F(TextView, UserCannotChangeTheText) {
   EXPECT_EQ(view_.ShownText(), "fixed");
 }
 
-TEST_F(TextView, UserSelectsAndCopiesWithTheKeyboard) {
-  view_.Append("first\nsecond\nthird");
-  Settle();
+TEST_F(TextView, KeysSelectAndCopy) {
+  Show("first\nsecond\nthird");
   widget_.setFocus();
   QTest::keyClick(&widget_, Qt::Key_Home, Qt::ControlModifier);
   QTest::keyClick(&widget_, Qt::Key_Right);
   QTest::keyClick(&widget_, Qt::Key_Down, Qt::ShiftModifier);
   QTest::keyClick(&widget_, Qt::Key_C, Qt::ControlModifier);
-  EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), "irst\ns");
+  EXPECT_EQ(Clipboard(), "irst\ns");
 }
 
-TEST_F(TextView, UserSelectsAndCopiesWithTheMouse) {
-  view_.Append("0123456789");
-  Settle();
+TEST_F(TextView, TheMouseSelects) {
+  Show("0123456789");
   const auto point = [this](int position) {
     QTextCursor cursor(widget_.document());
     cursor.setPosition(position);
@@ -229,13 +211,15 @@ std::string Record(int number) {
   return "EAN-13 " + std::to_string(4006381333931 + number);
 }
 
-TEST_F(TextView, AHundredThousandQueuedAppendsArriveComplete) {
+constexpr int kRecords = 100'000;
+
+TEST_F(TextView, ShowsAHundredThousandRecordsOfAnotherThread) {
   QtMainQueue queue;
   std::string expected;
-  for (int i = 0; i < 100'000; ++i) expected += Record(i) + "\n";
+  for (int i = 0; i < kRecords; ++i) expected += Record(i) + "\n";
   bool queued = false;
   std::thread producer([&] {
-    for (int i = 0; i < 100'000; ++i) {
+    for (int i = 0; i < kRecords; ++i) {
       queue.Async([this, text = Record(i) + "\n"] {
         view_.Append(text);
         view_.ScrollToEnd();
@@ -247,59 +231,46 @@ TEST_F(TextView, AHundredThousandQueuedAppendsArriveComplete) {
   producer.join();
   Settle();
   EXPECT_TRUE(view_.ShownText() == expected);
-  EXPECT_EQ(widget_.document()->blockCount(), 100'001);
+  EXPECT_EQ(widget_.document()->blockCount(), kRecords + 1);
   EXPECT_TRUE(AtEnd());
 }
 
-/// The longest block of the document, which is what is laid out as a whole.
-int LongestBlock(const QTextDocument& document) {
-  int longest = 0;
-  for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
-    longest = std::max(longest, block.length());
-  }
-  return longest;
-}
-
-TEST_F(TextView, ALongParagraphIsCopiedWithoutLineFeeds) {
+TEST_F(TextView, SplitsLongLinesIntoBlocksInvisibly) {
   for (const std::string delimiter : {"", "\t"}) {
     view_.SetText("");
     std::string expected;
-    for (int i = 0; i < 100'000; ++i) {
+    for (int i = 0; i < kRecords; ++i) {
       view_.Append(Record(i) + delimiter);
       expected += Record(i) + delimiter;
     }
-    view_.Append("\nnext");
     expected += "\nnext";
-    Settle();
+    Show("\nnext");
     EXPECT_TRUE(view_.ShownText() == expected);
     EXPECT_TRUE(CopyAll() == expected);
-    EXPECT_LE(LongestBlock(*widget_.document()), 2100);
+    EXPECT_LE(LongestBlock(), 2100);
   }
 }
 
-TEST_F(TextView, AParagraphOfSingleCharactersIsContinued) {
+TEST_F(TextView, SplitsALineOfSingleCharacters) {
   for (int i = 0; i < 5'000; ++i) {
     view_.Append(".");
     if (i % 100 == 0) QCoreApplication::processEvents();
   }
   Settle();
   EXPECT_EQ(view_.ShownText(), std::string(5'000, '.'));
-  EXPECT_LE(LongestBlock(*widget_.document()), 2100);
+  EXPECT_LE(LongestBlock(), 2100);
 }
 
-TEST_F(TextView, PartOfAContinuedParagraphIsCopiedAsItIs) {
+TEST_F(TextView, CopiesPartOfASplitLineWithoutALineFeed) {
   std::string text;
   for (int i = 0; i < 1'000; ++i) text += Record(i) + "\t";
-  view_.Append(text + "\n");
-  Settle();
+  Show(text + "\n");
   ASSERT_GT(widget_.document()->blockCount(), 2);
-  const QTextBlock second = widget_.document()->findBlockByNumber(1);
-  EXPECT_EQ(widget_.document()->characterAt(second.position() - 2), u'\t');
-  Select(second.position() - 5, second.position() + 5);
+  const int second = widget_.document()->findBlockByNumber(1).position();
+  EXPECT_EQ(widget_.document()->characterAt(second - 2), u'\t');
+  Select(second - 5, second + 5);
   widget_.copy();
-  const std::string copied = QGuiApplication::clipboard()->text().toStdString();
-  const auto at = static_cast<std::size_t>(second.position() - 5);
-  EXPECT_EQ(copied, text.substr(at, 9));
+  EXPECT_EQ(Clipboard(), text.substr(static_cast<std::size_t>(second - 5), 9));
 }
 
 }  // namespace

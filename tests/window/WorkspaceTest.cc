@@ -8,35 +8,37 @@
 namespace quillet::window_tests {
 namespace {
 
-using platform::qt::QtWorkspace;
+class Workspace : public testing::Test {
+ protected:
+  void Activate() { platform::qt::QtWorkspace(window_).ActivateIgnoringOtherApps(); }
 
-TEST(Workspace, BringsTheWindowToTheFront) {
-  QWidget window;
+  QWidget window_;
+};
+
+TEST_F(Workspace, RaisesTheWindow) {
   QWidget other;
-  window.show();
+  window_.show();
   other.show();
   other.activateWindow();
   ASSERT_TRUE(SpinUntil([&] { return other.isActiveWindow(); }));
-  QtWorkspace(window).ActivateIgnoringOtherApps();
-  EXPECT_TRUE(SpinUntil([&] { return window.isActiveWindow(); }));
+  Activate();
+  EXPECT_TRUE(SpinUntil([&] { return window_.isActiveWindow(); }));
 }
 
-TEST(Workspace, RestoresAMinimizedWindow) {
-  QWidget window;
-  window.showMinimized();
+TEST_F(Workspace, RestoresAMinimizedWindow) {
+  window_.showMinimized();
   SpinUntilIdle();
-  QtWorkspace(window).ActivateIgnoringOtherApps();
-  EXPECT_FALSE(window.isMinimized());
-  EXPECT_TRUE(window.isVisible());
+  Activate();
+  EXPECT_FALSE(window_.isMinimized());
+  EXPECT_TRUE(window_.isVisible());
 }
 
-TEST(Workspace, LeavesAClosedWindowClosed) {
-  QWidget window;
-  window.show();
-  window.close();
-  QtWorkspace(window).ActivateIgnoringOtherApps();
+TEST_F(Workspace, DoesNotReopenAClosedWindow) {
+  window_.show();
+  window_.close();
+  Activate();
   SpinUntilIdle();
-  EXPECT_FALSE(window.isVisible());
+  EXPECT_FALSE(window_.isVisible());
 }
 
 }  // namespace
