@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 
 #include "platform/posix/PosixClock.h"
@@ -28,7 +29,7 @@ class ClockContract : public Contract<ClockHarness> {
   platform::Clock& clock_ = harness_->Clock();
 };
 
-TEST_P(ClockContract, LocalTimeIsInTheCalendar) {
+TEST_P(ClockContract, LocalTimeIsAValidDateAndTime) {
   const platform::CalendarTime now = clock_.LocalTime();
   EXPECT_TRUE((std::chrono::year(now.year) / now.month / now.day).ok());
   EXPECT_GT(now.year, 2000);
@@ -37,20 +38,11 @@ TEST_P(ClockContract, LocalTimeIsInTheCalendar) {
   EXPECT_TRUE(now.second >= 0 && now.second <= 60);
 }
 
-TEST_P(ClockContract, TimePassesDuringASleep) {
-  for (const auto duration : {1us, 300us, 20'000us}) {
+TEST_P(ClockContract, SleepLastsAtLeastItsDuration) {
+  for (const auto duration : {1us, 300us, 20'000us, 0us, -1us, std::chrono::microseconds(-100h)}) {
     const auto before = clock_.Now();
     clock_.Sleep(duration);
-    EXPECT_GE(clock_.Now() - before, duration);
-  }
-}
-
-TEST_P(ClockContract, TimeNeverGoesBack) {
-  auto before = clock_.Now();
-  for (const auto duration : {0us, -1us, std::chrono::microseconds(-100h)}) {
-    clock_.Sleep(duration);
-    EXPECT_GE(clock_.Now(), before);
-    before = clock_.Now();
+    EXPECT_GE(clock_.Now() - before, std::max(duration, 0us));
   }
 }
 

@@ -7,16 +7,16 @@
 
 namespace quillet::test {
 
-/// One implementation of an interface and how to set it up for a test.
+/// Creates the harness of one implementation of an interface.
 template <class Harness>
 struct Implementation {
   const char* name;
   std::unique_ptr<Harness> (*make)();
 };
 
-/// Base class of a contract suite: what an interface promises, checked on the fake and on every
-/// backend that can run here, so that the two cannot drift apart. `Harness` gives the test the
-/// implementation and plays its user or its device.
+/// Base class of a contract suite. The tests check the promises of an interface on its fake and on
+/// each backend that can run here. The harness creates the implementation and plays its user or
+/// device.
 template <class Harness>
 class Contract : public testing::TestWithParam<Implementation<Harness>> {
  protected:

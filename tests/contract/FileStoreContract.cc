@@ -42,12 +42,12 @@ class FileStoreContract : public Contract<FileStoreHarness> {
   const std::string path_ = harness_->folder / "file.txt";
 };
 
-TEST_P(FileStoreContract, ReadsNothingWhereThereIsNoFile) {
+TEST_P(FileStoreContract, ReadReturnsNothingForAMissingFile) {
   EXPECT_EQ(store_.Read(path_, kAll), std::nullopt);
   EXPECT_EQ(store_.Read(path_, 0), std::nullopt);
 }
 
-TEST_P(FileStoreContract, ReplaceCreatesAndReplaces) {
+TEST_P(FileStoreContract, ReplaceCreatesOrOverwritesAFile) {
   const std::string large(3'000'000, 'y');
   for (const std::string& contents : {std::string("a\0\xFF\r\n", 5), large, std::string()}) {
     EXPECT_TRUE(store_.Replace(path_, contents));
@@ -55,34 +55,34 @@ TEST_P(FileStoreContract, ReplaceCreatesAndReplaces) {
   }
 }
 
-TEST_P(FileStoreContract, ReadsNoMoreThanTheLimit) {
+TEST_P(FileStoreContract, ReadsAtMostTheLimit) {
   ASSERT_TRUE(store_.Replace(path_, "0123456789"));
   EXPECT_EQ(store_.Read(path_, 0), "");
   EXPECT_EQ(store_.Read(path_, 9), "012345678");
   EXPECT_EQ(store_.Read(path_, 10), "0123456789");
 }
 
-TEST_P(FileStoreContract, CreatesAFolderAndThoseAboveIt) {
-  for (int time = 0; time < 2; ++time) EXPECT_TRUE(store_.CreateFolder(path_ + "/a/b"));
+TEST_P(FileStoreContract, CreatesAFolderAndItsParents) {
+  for (int i = 0; i < 2; ++i) EXPECT_TRUE(store_.CreateFolder(path_ + "/a/b"));
   EXPECT_TRUE(store_.Replace(path_ + "/a/b/file", "inside"));
   EXPECT_EQ(store_.Read(path_ + "/a/b/file", kAll), "inside");
-  EXPECT_EQ(store_.Read(path_ + "/a", kAll), std::nullopt) << "it is a folder";
-  EXPECT_FALSE(store_.Replace(path_ + "/a", "new")) << "it is a folder";
+  EXPECT_EQ(store_.Read(path_ + "/a", kAll), std::nullopt) << "a folder";
+  EXPECT_FALSE(store_.Replace(path_ + "/a", "new")) << "a folder";
 }
 
-TEST_P(FileStoreContract, CreatesNoFolderWhereAFileIs) {
+TEST_P(FileStoreContract, CreateFolderFailsIfAFileExists) {
   ASSERT_TRUE(store_.Replace(path_, "contents"));
   EXPECT_FALSE(store_.CreateFolder(path_));
   EXPECT_FALSE(store_.CreateFolder(path_ + "/below"));
   EXPECT_EQ(store_.Read(path_, kAll), "contents");
 }
 
-TEST_P(FileStoreContract, ReplacesNothingWithoutAFolder) {
+TEST_P(FileStoreContract, ReplaceFailsIfTheFolderIsMissing) {
   EXPECT_FALSE(store_.Replace(path_ + "/file", "new"));
   EXPECT_EQ(store_.Read(path_ + "/file", kAll), std::nullopt);
 }
 
-TEST_P(FileStoreContract, KeepsFilesApart) {
+TEST_P(FileStoreContract, ReplaceLeavesOtherFilesUnchanged) {
   ASSERT_TRUE(store_.Replace(path_, "one"));
   ASSERT_TRUE(store_.Replace(path_ + "2", "two"));
   EXPECT_EQ(store_.Read(path_, kAll), "one");

@@ -1,16 +1,18 @@
-// The contracts of what runs on the main loop, on the fakes and on Qt.
+// Contracts of the queue, ticker and pasteboard of the main loop, on the fakes and on Qt.
 
 #include <QApplication>
 #include <QClipboard>
 #include <QTimer>
+#include <functional>
+#include <string>
 #include <thread>
 
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtPasteboard.h"
 #include "platform/qt/QtTicker.h"
 #include "tests/contract/Contract.h"
-#include "tests/contract/DeliveryContract.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/WaitFor.h"
 #include "tests/window/MainLoop.h"
 
 namespace quillet::test {
@@ -18,39 +20,55 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class QueueHarness {
- public:
-  virtual ~QueueHarness() = default;
+struct LoopHarness {
+  virtual ~LoopHarness() = default;
   virtual platform::MainQueue& Queue() = 0;
-  /// Runs the main loop until `condition` holds. @return false if it never does
+  virtual platform::Ticker& Ticker() = 0;
+  virtual platform::Pasteboard& Pasteboard() = 0;
+  /// The text that another program would paste.
+  virtual std::string Paste() = 0;
+  /// Runs the main loop until `condition` is true. @return false after a minute
   virtual bool RunUntil(const std::function<bool()>& condition) = 0;
-  /// Runs the main loop as a modal dialog does, until nothing is pending.
+  /// Runs a nested main loop, as a modal dialog does, for several ticks and until no work is
+  /// queued.
   virtual void RunUntilIdle() = 0;
-  /// Runs the main loop to its end, with `last` in its last turn.
+  /// Runs the main loop to its end. Calls `last` in the last turn.
   virtual void EndLoop(const std::function<void()>& last) = 0;
 };
 
-struct FakeQueueHarness final : QueueHarness {
+struct FakeLoopHarness final : LoopHarness {
   static constexpr char kName[] = "Fake";
   platform::MainQueue& Queue() override { return queue; }
+  platform::Ticker& Ticker() override { return ticker; }
+  platform::Pasteboard& Pasteboard() override { return pasteboard; }
+  std::string Paste() override { return pasteboard.texts().back(); }
   bool RunUntil(const std::function<bool()>& condition) override {
     return WaitFor([&] {
       queue.RunAll();
+      ticker.Tick();
       return condition();
     });
   }
-  void RunUntilIdle() override { queue.RunAll(); }
+  void RunUntilIdle() override {
+    queue.RunAll();
+    for (int i = 0; i < 10; ++i) ticker.Tick();
+  }
   void EndLoop(const std::function<void()>& last) override {
     last();
     queue.End();
   }
 
   FakeMainQueue queue;
+  FakeTicker ticker;
+  FakePasteboard pasteboard;
 };
 
-struct QtQueueHarness final : QueueHarness {
+struct QtLoopHarness final : LoopHarness {
   static constexpr char kName[] = "Qt";
   platform::MainQueue& Queue() override { return queue; }
+  platform::Ticker& Ticker() override { return ticker; }
+  platform::Pasteboard& Pasteboard() override { return pasteboard; }
+  std::string Paste() override { return QGuiApplication::clipboard()->text().toStdString(); }
   bool RunUntil(const std::function<bool()>& condition) override {
     return window_tests::SpinUntil(condition);
   }
@@ -64,21 +82,25 @@ struct QtQueueHarness final : QueueHarness {
   }
 
   platform::qt::QtMainQueue queue;
+  platform::qt::QtTicker ticker;
+  platform::qt::QtPasteboard pasteboard{queue};
 };
 
-class MainQueueContract : public Contract<QueueHarness> {
+const auto kLoops = Implementations<LoopHarness, FakeLoopHarness, QtLoopHarness>();
+
+class MainQueueContract : public Contract<LoopHarness> {
  protected:
   platform::MainQueue& queue_ = harness_->Queue();
 };
 
-TEST_P(MainQueueContract, NeverRunsWorkInsideTheCall) {
+TEST_P(MainQueueContract, DoesNotRunWorkInsideTheCall) {
   bool ran = false;
   queue_.Async([&] { ran = true; });
   EXPECT_FALSE(ran);
   EXPECT_TRUE(harness_->RunUntil([&] { return ran; }));
 }
 
-TEST_P(MainQueueContract, RunsWorkQueuedByWorkLast) {
+TEST_P(MainQueueContract, RunsWorkInTheOrderOfTheCalls) {
   std::string order;
   queue_.Async([&] {
     order += "a";
@@ -113,7 +135,7 @@ TEST_P(MainQueueContract, RunsEachThreadsWorkInOrderOnTheMainThread) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST_P(MainQueueContract, WorkThatRunsALoopHoldsUpTheNext) {
+TEST_P(MainQueueContract, ANestedLoopDoesNotRunTheNextWork) {
   std::string order;
   queue_.Async([&] {
     order += "<";
@@ -126,7 +148,7 @@ TEST_P(MainQueueContract, WorkThatRunsALoopHoldsUpTheNext) {
   EXPECT_EQ(order, "<>bc");
 }
 
-TEST_P(MainQueueContract, DropsWorkOnceTheLoopHasEnded) {
+TEST_P(MainQueueContract, DropsWorkAfterTheLoopHasEnded) {
   int ran = 0;
   const auto witness = std::make_shared<int>(0);
   const auto work = [&ran, witness] { ++ran; };
@@ -136,71 +158,26 @@ TEST_P(MainQueueContract, DropsWorkOnceTheLoopHasEnded) {
   std::thread([&] { queue_.Async(work); }).join();
   harness_->RunUntilIdle();
   EXPECT_EQ(ran, 0);
-  EXPECT_EQ(witness.use_count(), held) << "the work is still held";
+  EXPECT_EQ(witness.use_count(), held) << "the dropped work is destroyed";
 }
 
-INSTANTIATE_TEST_SUITE_P(Queue, MainQueueContract,
-                         (Implementations<QueueHarness, FakeQueueHarness, QtQueueHarness>()),
-                         kNameOf);
+INSTANTIATE_TEST_SUITE_P(Queue, MainQueueContract, kLoops, kNameOf);
 
-class TickerHarness {
- public:
-  virtual ~TickerHarness() = default;
-  virtual platform::Ticker& Clockwork() = 0;
-  /// Lets time pass until `condition` holds. @return false if it never does
-  virtual bool PassUntil(const std::function<bool()>& condition) = 0;
-  /// Lets several periods pass.
-  virtual void Pass() = 0;
-};
-
-struct FakeTickerHarness final : TickerHarness {
-  static constexpr char kName[] = "Fake";
-  platform::Ticker& Clockwork() override { return ticker; }
-  bool PassUntil(const std::function<bool()>& condition) override {
-    return WaitFor([&] {
-      ticker.Tick();
-      return condition();
-    });
-  }
-  void Pass() override {
-    for (int i = 0; i < 10; ++i) ticker.Tick();
-  }
-
-  FakeTicker ticker;
-};
-
-struct QtTickerHarness final : TickerHarness {
-  static constexpr char kName[] = "Qt";
-  platform::Ticker& Clockwork() override { return ticker; }
-  bool PassUntil(const std::function<bool()>& condition) override {
-    return window_tests::SpinUntil(condition);
-  }
-  void Pass() override { window_tests::SpinUntilIdle(); }
-
-  platform::qt::QtTicker ticker;
-};
-
-class TickerContract : public Contract<TickerHarness> {
+class TickerContract : public Contract<LoopHarness> {
  protected:
-  platform::Ticker& ticker_ = harness_->Clockwork();
+  platform::Ticker& ticker_ = harness_->Ticker();
 };
 
-TEST_P(TickerContract, CallsAgainAndAgain) {
+TEST_P(TickerContract, CallsRepeatedlyFromStartToStop) {
   int calls = 0;
+  ticker_.Stop();
+  harness_->RunUntilIdle();
   ticker_.Start(1ms, [&] { ++calls; });
   EXPECT_EQ(calls, 0) << "within the call";
-  EXPECT_TRUE(harness_->PassUntil([&] { return calls >= 5; }));
-}
-
-TEST_P(TickerContract, CallsOnlyBetweenStartAndStop) {
-  int calls = 0;
-  ticker_.Stop();
-  harness_->Pass();
-  ticker_.Start(1ms, [&] { ++calls; });
-  ASSERT_TRUE(harness_->PassUntil([&] { return calls > 0; }));
+  ASSERT_TRUE(harness_->RunUntil([&] { return calls >= 5; }));
   ticker_.Stop();
   const int before = calls;
-  harness_->Pass();
+  harness_->RunUntilIdle();
   EXPECT_EQ(calls, before);
 }
 
@@ -210,48 +187,34 @@ TEST_P(TickerContract, StopsWithinTheAction) {
     ++calls;
     ticker_.Stop();
   });
-  ASSERT_TRUE(harness_->PassUntil([&] { return calls > 0; }));
-  harness_->Pass();
+  ASSERT_TRUE(harness_->RunUntil([&] { return calls > 0; }));
+  harness_->RunUntilIdle();
   EXPECT_EQ(calls, 1);
 }
 
-TEST_P(TickerContract, StartReplacesTheActionEvenWithinIt) {
+TEST_P(TickerContract, StartWithinTheActionReplacesIt) {
   int first = 0;
   int second = 0;
   ticker_.Start(1ms, [&] {
     ++first;
     ticker_.Start(1ms, [&] { ++second; });
   });
-  ASSERT_TRUE(harness_->PassUntil([&] { return second >= 3; }));
+  ASSERT_TRUE(harness_->RunUntil([&] { return second >= 3; }));
   EXPECT_EQ(first, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Ticker, TickerContract,
-                         (Implementations<TickerHarness, FakeTickerHarness, QtTickerHarness>()),
-                         kNameOf);
+INSTANTIATE_TEST_SUITE_P(Ticker, TickerContract, kLoops, kNameOf);
 
-struct FakePasteboardHarness final : PasteboardHarness {
-  static constexpr char kName[] = "Fake";
-  platform::Pasteboard& Board() override { return board; }
-  std::optional<std::string> Paste() override { return board.texts().back(); }
+class PasteboardContract : public Contract<LoopHarness> {};
 
-  FakePasteboard board;
-};
-
-struct QtPasteboardHarness final : PasteboardHarness {
-  static constexpr char kName[] = "Qt";
-  platform::Pasteboard& Board() override { return board; }
-  std::optional<std::string> Paste() override {
-    return QGuiApplication::clipboard()->text().toStdString();
+TEST_P(PasteboardContract, SetStringReplacesTheTextAtOnce) {
+  for (const std::string text : {"4006381333931\r\n", "Ma\xC3\x9F 5 \xE2\x82\xAC\t", "", "x"}) {
+    EXPECT_TRUE(harness_->Pasteboard().SetString(text));
+    EXPECT_EQ(harness_->Paste(), text);
   }
+}
 
-  FakeMainQueue queue;  // the main thread does not need it
-  platform::qt::QtPasteboard board{queue};
-};
-
-INSTANTIATE_TEST_SUITE_P(
-    Pasteboard, PasteboardContract,
-    (Implementations<PasteboardHarness, FakePasteboardHarness, QtPasteboardHarness>()), kNameOf);
+INSTANTIATE_TEST_SUITE_P(Pasteboard, PasteboardContract, kLoops, kNameOf);
 
 }  // namespace
 }  // namespace quillet::test

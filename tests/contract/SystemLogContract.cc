@@ -14,7 +14,7 @@ class LogHarness {
  public:
   virtual ~LogHarness() = default;
   virtual SystemLog& Log() = 0;
-  /// Every line that has been written, once all have arrived.
+  /// Waits until all lines written have arrived, and returns them.
   virtual Lines Arrived() = 0;
 };
 
@@ -34,7 +34,7 @@ struct SyslogHarness final : LogHarness {
     return arrived;
   }
 
-  Lines arrived;  // written by the log's thread only; read after a Flush
+  Lines arrived;  // written by the log's thread; read after Flush
   platform::posix::SyslogLog log{
       [this](std::string_view message) { arrived.emplace_back(message); }};
 };
@@ -44,7 +44,7 @@ class SystemLogContract : public Contract<LogHarness> {
   SystemLog& log_ = harness_->Log();
 };
 
-TEST_P(SystemLogContract, KeepsTheOrderAndEveryByteOfTheLines) {
+TEST_P(SystemLogContract, WritesLinesInOrderWithEveryByte) {
   Lines expected;
   for (int i = 0; i < 10'000; ++i) {
     expected.push_back(i % 7 == 0 ? "" : "line " + std::to_string(i) + " of 100% %s \xC3\xA9\x80");
@@ -53,7 +53,7 @@ TEST_P(SystemLogContract, KeepsTheOrderAndEveryByteOfTheLines) {
   EXPECT_EQ(harness_->Arrived(), expected);
 }
 
-TEST_P(SystemLogContract, KeepsTheOrderOfEachThread) {
+TEST_P(SystemLogContract, KeepsTheLineOrderOfEachThread) {
   constexpr std::size_t kThreads = 4;
   constexpr int kLines = 5'000;
   std::vector<std::thread> writers;
@@ -71,7 +71,7 @@ TEST_P(SystemLogContract, KeepsTheOrderOfEachThread) {
   EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
 }
 
-TEST_P(SystemLogContract, TakesALineOfAnyLength) {
+TEST_P(SystemLogContract, AcceptsALineOfAnyLength) {
   const std::string large(9'000'000, 'x');
   for (const std::string& line : {std::string("before"), large, large, std::string("after")}) {
     log_.Write(line);

@@ -12,45 +12,32 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-Environment Holding(std::map<std::string, std::string> variables) {
-  return [variables = std::move(variables)](const char* name) {
-    const auto found = variables.find(name);
-    return found == variables.end() ? nullptr : found->second.c_str();
+TEST(DesktopSessionTest, UsesX11ForKeysUnlessTheSessionIsWayland) {
+  const struct {
+    bool isX11;
+    std::map<std::string, std::string> variables;
+  } sessions[] = {
+      {true, {{"DISPLAY", ":0"}}},
+      {true, {{"DISPLAY", ":0"}, {"XDG_SESSION_TYPE", "x11"}}},
+      {true, {{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", ""}}},
+      {false, {{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", "wayland-0"}}},
+      {false, {{"DISPLAY", ":0"}, {"XDG_SESSION_TYPE", "wayland"}}},
+      {false, {{"WAYLAND_DISPLAY", "wayland-0"}}},
+      {false, {}},
+      {false, {{"DISPLAY", ""}}},
   };
-}
-
-TEST(DesktopSessionTest, WindowsAreOnTheXServerUnlessTheSessionIsWayland) {
-  EXPECT_TRUE(IsX11Session(Holding({{"DISPLAY", ":0"}})));
-  EXPECT_TRUE(IsX11Session(Holding({{"DISPLAY", ":0"}, {"XDG_SESSION_TYPE", "x11"}})));
-  EXPECT_TRUE(IsX11Session(Holding({{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", ""}})));
-  EXPECT_FALSE(IsX11Session(Holding({{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", "wayland-0"}})));
-  EXPECT_FALSE(IsX11Session(Holding({{"DISPLAY", ":0"}, {"XDG_SESSION_TYPE", "wayland"}})));
-  EXPECT_FALSE(IsX11Session(Holding({{"WAYLAND_DISPLAY", "wayland-0"}})));
-  EXPECT_FALSE(IsX11Session(Holding({})));
-  EXPECT_FALSE(IsX11Session(Holding({{"DISPLAY", ""}})));
-}
-
-TEST(DesktopSessionTest, KeysArePressedTheWayOfTheSession) {
   test::RecordingLog log;
   test::FakeClock clock;
-  const auto onX11 = MakeKeyEventsOfSession(Holding({{"DISPLAY", ":0"}}), log, clock);
-  EXPECT_NE(dynamic_cast<X11KeyEvents*>(onX11.get()), nullptr);
-  const auto onWayland = MakeKeyEventsOfSession(
-      Holding({{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", "wayland-0"}}), log, clock);
-  EXPECT_NE(dynamic_cast<UinputKeyEvents*>(onWayland.get()), nullptr);
-  const auto elsewhere = MakeKeyEventsOfSession(Holding({}), log, clock);
-  EXPECT_NE(dynamic_cast<UinputKeyEvents*>(elsewhere.get()), nullptr);
-}
-
-TEST(DesktopSessionTest, AnXServerThatCannotBeReachedIsOneLogLine) {
-  setenv("DISPLAY", "/nowhere:7", 1);
-  test::RecordingLog log;
-  X11KeyEvents keys(log);
-  const KeyEvent press[] = {{0, true, KeyFlag::kNone}};
-  keys.Post(press);
-  keys.Post(press);
-  EXPECT_EQ(log.lines(), std::vector<std::string>{
-                             "Cannot type on this desktop: the X server cannot be reached"});
+  for (const auto& session : sessions) {
+    const Environment environment = [&session](const char* name) {
+      const auto found = session.variables.find(name);
+      return found == session.variables.end() ? nullptr : found->second.c_str();
+    };
+    EXPECT_EQ(IsX11Session(environment), session.isX11);
+    const auto keys = MakeKeyEventsOfSession(environment, log, clock);
+    EXPECT_EQ(dynamic_cast<X11KeyEvents*>(keys.get()) != nullptr, session.isX11);
+    EXPECT_EQ(dynamic_cast<UinputKeyEvents*>(keys.get()) != nullptr, !session.isX11);
+  }
 }
 
 }  // namespace

@@ -5,15 +5,15 @@
 #include <stdexcept>
 #include <vector>
 
-// The thread sanitizer does not see how glib, which is built without it, makes umockdev's own
-// thread and the test agree.
+// GLib is built without the thread sanitizer, which therefore misses how GLib synchronizes
+// umockdev's thread with the test.
 extern "C" const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {
   return "race:libglib-2.0.so\nrace:libgobject-2.0.so\nrace:libgio-2.0.so\nrace:libumockdev\n";
 }
 
-// umockdev is loaded before all other libraries, g++'s address sanitizer among them, which is no
-// harm: it stands in for none of the functions that manage memory.
+// umockdev is preloaded, and therefore loaded before the address sanitizer. It replaces no memory
+// function, so the order does not matter.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "verify_asan_link_order=0";
@@ -23,23 +23,13 @@ namespace quillet::test {
 
 namespace {
 
-const std::string kController = "/devices/pci0000:00/0000:00:14.0";
-
-/// "3-1.4:1.0" stands below "usb3/3-1/3-1.4/3-1.4:1.0".
-std::vector<std::string> UsbDevicePaths(const std::string& place) {
-  const std::string device = place.substr(0, place.find(':'));
-  std::string path = kController + "/usb" + device.substr(0, device.find('-'));
-  std::vector<std::string> paths{path};
-  for (std::size_t end = device.find('-'); end != std::string::npos;) {
-    end = device.find('.', end + 1);
-    path += "/" + device.substr(0, end);
-    paths.push_back(path);
-  }
-  return paths;
+/// The path of a USB device, for example of "3-1.4" for the place "3-1.4:1.0".
+std::string DevicePath(const std::string& place) {
+  return "/devices/pci0000:00/0000:00:14.0/" + place.substr(0, place.find(':'));
 }
 
 std::string InterfacePath(const std::string& place) {
-  return UsbDevicePaths(place).back() + "/" + place;
+  return DevicePath(place) + "/" + place;
 }
 
 }  // namespace
@@ -65,12 +55,11 @@ void MockedUdev::AddParent(const std::string& path, const std::string& lines) {
 
 void MockedUdev::AddUsbParents(const std::string& place, const std::string& driver,
                                const std::string& product) {
-  for (const std::string& path : UsbDevicePaths(place)) {
-    AddParent(path, "E: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: product=" + product + "\n");
-  }
+  AddParent(DevicePath(place),
+            "E: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: product=" + product + "\n");
   AddParent(InterfacePath(place),
             "E: SUBSYSTEM=usb\nE: DEVTYPE=usb_interface\nE: DRIVER=" + driver +
-                "\nL: driver=../../../../../../bus/usb/drivers/" + driver + "\n");
+                "\nL: driver=../../../../../bus/usb/drivers/" + driver + "\n");
 }
 
 std::string MockedUdev::Terminal(const std::string& parent, const std::string& kernelName,
@@ -93,11 +82,11 @@ std::string MockedUdev::AddUsbConverter(const std::string& place, const std::str
                                         const std::string& encodedModel,
                                         const std::string& product) {
   AddUsbParents(place, "ftdi_sio", product);
-  const std::string properties = encodedModel.empty() ? ""
-                                                      : "E: ID_BUS=usb\nE: ID_USB_DRIVER=ftdi_sio\n"
-                                                        "E: ID_MODEL_ENC=" +
-                                                            encodedModel + "\n";
-  // A converter has its port between interface and terminal.
+  std::string properties;
+  if (!encodedModel.empty()) {
+    properties = "E: ID_BUS=usb\nE: ID_USB_DRIVER=ftdi_sio\nE: ID_MODEL_ENC=" + encodedModel + "\n";
+  }
+  // Between the interface and the terminal, a converter has a port.
   const std::string port = InterfacePath(place) + "/" + kernelName;
   AddParent(port, "E: SUBSYSTEM=usb-serial\nE: DRIVER=ftdi_sio\n");
   return Terminal(port, kernelName, properties);
@@ -114,16 +103,12 @@ std::string MockedUdev::AddVirtualTerminal(const std::string& kernelName) {
 }
 
 void MockedUdev::Remove(const std::string& terminal) {
-  Send(terminal, "remove");  // waits in the monitor's socket
-  Vanish(terminal);
+  Send(terminal, "remove");  // stays in the monitor's socket until the main loop runs
+  umockdev_testbed_remove_device(testbed_, terminal.c_str());
 }
 
 void MockedUdev::Send(const std::string& terminal, const char* action) {
   umockdev_testbed_uevent(testbed_, terminal.c_str(), action);
-}
-
-void MockedUdev::Vanish(const std::string& terminal) {
-  umockdev_testbed_remove_device(testbed_, terminal.c_str());
 }
 
 class PollLoop::Registration final : public platform::DescriptorWatch {
@@ -154,15 +139,14 @@ bool PollLoop::Turn() {
   for (std::size_t i = 0; i < descriptors.size(); ++i) {
     const auto found = watches_.find(numbers[i]);
     if (descriptors[i].revents == 0 || found == watches_.end()) continue;
-    const std::function<void()> ready = found->second.ready;  // may end its own watch
+    const std::function<void()> ready = found->second.ready;  // a copy: it may end its own watch
     ready();
   }
   return true;
 }
 
 void PollLoop::RunUntilQuiet() {
-  while (Turn()) {
-  }
+  while (Turn()) continue;
 }
 
 }  // namespace quillet::test

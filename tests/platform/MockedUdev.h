@@ -12,8 +12,8 @@
 
 namespace quillet::test {
 
-/// A system whose devices the test makes up: sysfs and udev's events as umockdev shows them to
-/// the real libudev. The test program must run under umockdev-wrapper.
+/// The devices that libudev sees: umockdev provides sysfs and udev's events. The test program must
+/// run under umockdev-wrapper. Adding a device sends its event.
 class MockedUdev {
  public:
   MockedUdev();
@@ -21,36 +21,33 @@ class MockedUdev {
   MockedUdev(const MockedUdev&) = delete;
   MockedUdev& operator=(const MockedUdev&) = delete;
 
-  /// A USB device with one interface of class CDC-ACM. Arriving sends the event.
-  /// @param place  as the kernel writes it, "3-1.4:1.0"
+  /// Adds a USB device with one interface of class CDC-ACM.
+  /// @param place  the kernel's name of the interface, for example "3-1.4:1.0"
   /// @return the terminal's path in sysfs
   std::string AddUsbModem(const std::string& place, const std::string& kernelName);
 
-  /// A USB serial converter of another driver. An empty model sends none of udev's properties.
+  /// Adds a USB serial converter. If `encodedModel` is empty, it lacks udev's properties.
   std::string AddUsbConverter(const std::string& place, const std::string& kernelName,
                               const std::string& encodedModel, const std::string& product = {});
 
-  /// A port of the 8250 driver.
-  /// @param type  as in linux/serial_core.h: 0 no UART, 4 a 16550A
+  /// Adds a port of the 8250 driver.
+  /// @param type  see linux/serial_core.h; 0 is no UART, 4 a 16550A
   std::string AddUart(const std::string& kernelName, int type);
 
-  /// A terminal without hardware.
+  /// Adds a terminal without hardware.
   std::string AddVirtualTerminal(const std::string& kernelName);
 
-  /// A device as `description` has it, in umockdev's language.
+  /// Adds the devices of a description in umockdev's format.
   void Add(const std::string& description);
 
-  /// Takes a terminal away as the kernel does: sysfs first, then the event.
+  /// Removes a terminal. When the event is read, sysfs no longer has the terminal.
   void Remove(const std::string& terminal);
 
   /// Sends an event.
   void Send(const std::string& terminal, const char* action);
 
-  /// Takes a terminal from sysfs without an event.
-  void Vanish(const std::string& terminal);
-
  private:
-  /// Adds a device that several terminals may share, unless it is there.
+  /// Adds a device that terminals share, unless it exists.
   void AddParent(const std::string& path, const std::string& lines);
   void AddUsbParents(const std::string& place, const std::string& driver,
                      const std::string& product);
@@ -59,7 +56,7 @@ class MockedUdev {
 
   UMockdevTestbed* const testbed_;
   std::set<std::string> parents_;
-  long microseconds_ = 1'000'000;  ///< udev's time stamp of the next device
+  long microseconds_ = 1'000'000;  ///< when udev first saw the latest device
 };
 
 /// A main loop.
@@ -68,11 +65,11 @@ class PollLoop final : public platform::DescriptorWatcher {
   std::unique_ptr<platform::DescriptorWatch> Watch(int descriptor,
                                                    std::function<void()> ready) override;
 
-  /// Calls what is ready, once.
-  /// @return false when nothing was
+  /// Calls the watches of all readable descriptors. Waits at most 20 ms for one.
+  /// @return false if none was readable
   bool Turn();
 
-  /// Turns until nothing is ready any more.
+  /// Runs until no descriptor is readable.
   void RunUntilQuiet();
 
   std::size_t Watches() const { return watches_.size(); }

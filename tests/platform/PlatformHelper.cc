@@ -1,5 +1,4 @@
-// What the tests of platform/posix need done in a process of its own. The first argument says
-// what; see main.
+// Runs code of platform/posix in a separate process for its tests. usage: see main
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,7 +21,7 @@ namespace {
 using quillet::platform::posix::LeaveProcess;
 using quillet::platform::posix::SyslogLog;
 
-/// Writes lines to the system log and leaves at once.
+/// Writes lines to the system log and ends at once.
 [[noreturn]] void WriteLog(int lines) {
   SyslogLog log;
   for (int i = 0; i < lines; ++i) log.Write("line " + std::to_string(i) + " of 100% %s%n");
@@ -34,8 +33,9 @@ int ReplaceFile(const std::string& path, std::size_t bytes) {
   return store.Replace(path, std::string(bytes, 'n')) ? 0 : 1;
 }
 
-/// The exit status is 10 and the sum of 1, 2 and 4 for each of the descriptors 0, 1 and 2 that is
-/// the null device afterwards; less than 10 when one is closed or a further one was opened.
+/// Opens the standard descriptors that are closed.
+/// @return 10 plus 1, 2 and 4 for each of the descriptors 0, 1 and 2 that is the null device
+///         afterwards; less than 10 if one is closed or another descriptor was opened
 int CheckDescriptors() {
   struct stat nullDevice {};
   struct stat status {};
@@ -55,8 +55,8 @@ struct DiesWhenDestroyed {
   ~DiesWhenDestroyed() { std::abort(); }
 };
 
-/// Leaves while another thread runs, with unflushed output and a log line still on its way; or,
-/// with no status, as a library does that knows nothing of all that.
+/// Ends the process while another thread runs, output is not flushed and a log line is pending.
+/// Without a status it calls exit, as a library may.
 [[noreturn]] void Leave(std::optional<int> status) {
   static const DiesWhenDestroyed neverDestroyed;
   std::atexit([] { std::abort(); });

@@ -14,9 +14,12 @@ namespace quillet::platform::posix {
 namespace {
 
 using std::chrono::milliseconds;
-using Steady = std::chrono::steady_clock;
 
-std::time_t AsUtc(const CalendarTime& time) {
+/// The local time in a time zone, as seconds since 1970 of the same time in UTC.
+std::time_t LocalTimeIn(const char* timeZone) {
+  static PosixClock clock;
+  const test::Variable zone("TZ", timeZone);
+  const CalendarTime time = clock.LocalTime();
   std::tm calendar{};
   calendar.tm_year = time.year - 1900;
   calendar.tm_mon = time.month - 1;
@@ -27,44 +30,33 @@ std::time_t AsUtc(const CalendarTime& time) {
   return timegm(&calendar);
 }
 
-TEST(PosixClock, LocalTimeIsTheWallClockInTheCalendar) {
-  const test::Variable zone("TZ", "UTC0");
+TEST(PosixClock, LocalTimeIsTheWallClockInTheCurrentZone) {
   const std::time_t before = std::time(nullptr);
-  const std::time_t read = AsUtc(PosixClock().LocalTime());
-  EXPECT_GE(read, before);
-  EXPECT_LE(read, std::time(nullptr));
-}
-
-TEST(PosixClock, AChangedTimeZoneTakesEffectAtTheNextCall) {
-  PosixClock clock;
-  std::time_t inUtc = 0;
-  {
-    const test::Variable zone("TZ", "UTC0");
-    inUtc = AsUtc(clock.LocalTime());
-  }
-  const test::Variable zone("TZ", "XXX-5:30");
-  const std::time_t east = AsUtc(clock.LocalTime());
-  EXPECT_NEAR(static_cast<double>(east - inUtc), 5.5 * 3600, 2);
+  const std::time_t utc = LocalTimeIn("UTC0");
+  EXPECT_GE(utc, before);
+  EXPECT_LE(utc, std::time(nullptr));
+  EXPECT_NEAR(static_cast<double>(LocalTimeIn("XXX-5:30") - utc), 5.5 * 3600, 2);
 }
 
 TEST(PosixClock, SignalsDoNotShortenASleep) {
+  using Steady = std::chrono::steady_clock;
   static std::atomic<int> signals;
   struct sigaction action {};
   struct sigaction before {};
   action.sa_handler = [](int) { ++signals; };
   sigaction(SIGUSR1, &action, &before);
-  std::atomic<bool> asleep = true;
-  std::atomic<bool> begun = false;
+  std::atomic<bool> started = false;
+  std::atomic<bool> ended = false;
   Steady::duration slept{};
   std::thread sleeper([&] {
     const auto start = Steady::now();
-    begun = true;
+    started = true;
     PosixClock().Sleep(milliseconds(100));
     slept = Steady::now() - start;
-    asleep = false;
+    ended = true;
   });
-  while (!begun) std::this_thread::yield();
-  while (asleep) {
+  while (!started) std::this_thread::yield();
+  while (!ended) {
     pthread_kill(sleeper.native_handle(), SIGUSR1);
     std::this_thread::sleep_for(milliseconds(2));
   }

@@ -14,30 +14,27 @@
 namespace quillet::platform::posix {
 namespace {
 
-TEST(ProcessExit, ClosedStandardDescriptorsAreOpenedOnTheNullDevice) {
-  constexpr int kNoneChanged = 10;  // then one bit for each that was
+TEST(ProcessExit, OpensClosedStandardDescriptorsOnTheNullDevice) {
+  constexpr int kNone = 10;  // plus a bit for each descriptor that is the null device
   const auto run = [](const std::set<int>& closed) {
     return test::RunProgram({PLATFORM_HELPER, "descriptors"}, closed).status;
   };
-  const int input = run({}) - kNoneChanged;  // the test's own input may be the null device
+  const int input = run({}) - kNone;  // the test's own input may be the null device
   EXPECT_EQ(input & ~1, 0);
-  EXPECT_EQ(run({0}), kNoneChanged + 1);
-  EXPECT_EQ(run({1}), kNoneChanged + (input | 2));
-  EXPECT_EQ(run({2}), kNoneChanged + (input | 4));
-  EXPECT_EQ(run({0, 2}), kNoneChanged + 5);
-  EXPECT_EQ(run({0, 1, 2}), kNoneChanged + 7);
+  EXPECT_EQ(run({0}), kNone + 1);
+  EXPECT_EQ(run({1}), kNone + (input | 2));
+  EXPECT_EQ(run({2}), kNone + (input | 4));
+  EXPECT_EQ(run({0, 2}), kNone + 5);
+  EXPECT_EQ(run({0, 1, 2}), kNone + 7);
 }
 
-TEST(ProcessExit, LeavingFlushesLogAndOutputAndRunsNoDestructor) {
-  const test::ProgramResult result = test::RunProgram({PLATFORM_HELPER, "leave", "7"});
-  EXPECT_EQ(result.status, 7) << result.errors;
-  EXPECT_EQ(result.output, "a line of the log");
-}
-
-TEST(ProcessExit, ALibraryThatEndsTheProcessEndsItInTheSameOrder) {
-  const test::ProgramResult result = test::RunProgram({PLATFORM_HELPER, "exit"});
-  EXPECT_EQ(result.status, 1) << result.errors;
-  EXPECT_EQ(result.output, "a line of the log");
+TEST(ProcessExit, LeavingFlushesWithoutRunningDestructors) {
+  const test::ProgramResult left = test::RunProgram({PLATFORM_HELPER, "leave", "7"});
+  EXPECT_EQ(left.status, 7) << left.errors;
+  EXPECT_EQ(left.output, "a line of the log");
+  const test::ProgramResult exited = test::RunProgram({PLATFORM_HELPER, "exit"});
+  EXPECT_EQ(exited.status, 1) << "a library called exit: " << exited.errors;
+  EXPECT_EQ(exited.output, "a line of the log");
 }
 
 #ifdef QUILLET_CHECKS_LEAKS

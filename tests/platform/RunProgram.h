@@ -7,22 +7,24 @@
 namespace quillet::test {
 
 struct ProgramResult {
-  int status = -1;  ///< exit status; minus the signal's number when a signal ended it
+  int status = -1;  ///< exit status, or minus the number of the fatal signal
   std::string output;
   std::string errors;
 };
 
-/// Runs a program to its end and collects what it prints.
+/// Runs a program to its end and collects its output.
 /// @param arguments  the program, found on PATH, and its arguments
-/// @param closed     which of the descriptors 0, 1 and 2 the program starts without
-ProgramResult RunProgram(std::vector<std::string> arguments, const std::set<int>& closed = {});
+/// @param closed     the standard descriptors (0 to 2) that are closed in the program
+ProgramResult RunProgram(const std::vector<std::string>& arguments,
+                         const std::set<int>& closed = {});
 
-/// What to put before a program's arguments to run it in a mount namespace of its own, with
-/// further options to follow: "bwrap --dev-bind / /".
+/// The command that runs a program in a mount namespace of its own.
+/// @param options    further options of bwrap(1)
+/// @param arguments  the program and its arguments
 std::vector<std::string> InOwnNamespace(const std::vector<std::string>& options,
                                         const std::vector<std::string>& arguments);
 
-/// Whether InOwnNamespace works here; some containers forbid it.
+/// Whether InOwnNamespace works here. Some containers forbid it.
 bool OwnNamespaceWorks();
 
 }  // namespace quillet::test

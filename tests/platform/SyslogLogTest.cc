@@ -7,15 +7,15 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/posix/SyslogLog.h"
 #include "tests/platform/RunProgram.h"
+#include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitFor.h"
 
 namespace quillet::platform::posix {
 namespace {
@@ -23,132 +23,102 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// Stands for the log daemon: keeps the messages, and takes none while it is stalled.
-class Receiver {
- public:
+/// A log daemon that can be stalled.
+struct Receiver {
   SyslogLog::Transport Transport() {
     return [this](std::string_view message) {
-      std::unique_lock lock(mutex_);
-      resumed_.wait(lock, [this] { return !stalled_; });
-      messages_.emplace_back(message);
+      stalled.wait(true);
+      messages.Write(message);
     };
   }
-
-  void Stall() {
-    const std::lock_guard lock(mutex_);
-    stalled_ = true;
-  }
-
   void Resume() {
-    {
-      const std::lock_guard lock(mutex_);
-      stalled_ = false;
-    }
-    resumed_.notify_all();
+    stalled = false;
+    stalled.notify_all();
   }
 
-  std::vector<std::string> Messages() {
-    const std::lock_guard lock(mutex_);
-    return messages_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable resumed_;
-  bool stalled_ = false;
-  std::vector<std::string> messages_;
+  std::atomic<bool> stalled = false;
+  test::RecordingLog messages;
 };
 
-TEST(SyslogLog, ALineArrivesSoonWithoutAFlush) {
+TEST(SyslogLog, SendsALineWithoutAFlush) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
-  for (int i = 1; i <= 3; ++i) {
+  for (std::size_t i = 1; i <= 3; ++i) {
     log.Write("a line");
-    for (int wait = 0; wait < 2'000 && std::ssize(receiver.Messages()) < i; ++wait) {
-      std::this_thread::sleep_for(milliseconds(1));
-    }
-    EXPECT_EQ(std::ssize(receiver.Messages()), i);
+    EXPECT_TRUE(test::WaitFor([&] { return receiver.messages.Count("a line") == i; }, seconds(2)));
   }
 }
 
-TEST(SyslogLog, ALongLineIsSplitBetweenCharacters) {
+TEST(SyslogLog, SplitsALongLineBetweenCharacters) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
   const std::string whole(SyslogLog::kLongestMessage, 'x');
-  const std::string cut = whole.substr(1);  // a character of two bytes does not fit
+  const std::string cut = whole.substr(1);  // leaves no room for a character of two bytes
   for (const std::string& line : {whole, whole + "y", cut + "\xC3\xA9", "\x80" + whole}) {
     log.Write(line);
   }
   ASSERT_TRUE(log.Flush(seconds(20)));
-  EXPECT_EQ(receiver.Messages(),
+  EXPECT_EQ(receiver.messages.lines(),
             (std::vector<std::string>{whole, whole, "y", cut, "\xC3\xA9", "\x80" + cut, "x"}));
 }
 
-TEST(SyslogLog, FlushGivesUpOnALogThatStalls) {
+TEST(SyslogLog, FlushTimesOutIfTheLogStalls) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
   EXPECT_TRUE(log.Flush(seconds(20)));
-  receiver.Stall();
+  receiver.stalled = true;
   log.Write("a line");
   EXPECT_FALSE(log.Flush(milliseconds(50)));
   receiver.Resume();
   EXPECT_TRUE(log.Flush(seconds(20)));
-  EXPECT_EQ(receiver.Messages().size(), 1U);
+  EXPECT_EQ(receiver.messages.lines().size(), 1U);
 }
 
-TEST(SyslogLog, AWriterWaitsWhenTheBacklogIsFullAndNothingIsLost) {
+constexpr std::size_t kLineBytes = 1'000;
+constexpr std::size_t kLines = 4 * SyslogLog::kBacklogBytes / kLineBytes;  // four times the backlog
+constexpr std::size_t kRoom = SyslogLog::kBacklogBytes / (kLineBytes + 8);
+
+TEST(SyslogLog, AFullBacklogBlocksWritersWithoutLosingLines) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
-  receiver.Stall();
-  const std::string line(1'000, 'x');
-  // What the sender has taken up and what waits for it, and as much again.
-  const std::size_t lines = 4 * SyslogLog::kBacklogBytes / line.size();
+  receiver.stalled = true;
   std::atomic<std::size_t> written = 0;
   std::thread writer([&] {
-    for (std::size_t i = 0; i < lines; ++i) {
-      log.Write(line);
-      ++written;
-    }
+    for (; written < kLines; ++written) log.Write(std::string(kLineBytes, 'x'));
   });
-  const std::size_t room = SyslogLog::kBacklogBytes / (line.size() + 8);
-  for (int wait = 0; wait < 2'000 && written < room; ++wait) {
-    std::this_thread::sleep_for(milliseconds(10));
-  }
-  std::this_thread::sleep_for(milliseconds(200));  // time to come further than it may
-  EXPECT_GE(written, room);
-  EXPECT_LE(written, 2 * room);
+  EXPECT_TRUE(test::WaitFor([&] { return written >= kRoom; }));
+  std::this_thread::sleep_for(milliseconds(200));  // time to exceed the limit
+  EXPECT_LE(written, 2 * kRoom);
   receiver.Resume();
   writer.join();
   ASSERT_TRUE(log.Flush(seconds(20)));
-  EXPECT_EQ(receiver.Messages().size(), lines);
+  EXPECT_EQ(receiver.messages.lines().size(), kLines);
 }
 
-TEST(SyslogLog, AStalledLogDelaysNoWriterAndCountsLostLines) {
+TEST(SyslogLog, CountsLinesLostWhileTheLogStalls) {
   Receiver receiver;
   SyslogLog log(receiver.Transport(), milliseconds(50));
-  receiver.Stall();
-  const std::string line(1'000, 'x');
-  const std::size_t lines = 4 * SyslogLog::kBacklogBytes / line.size();
-  for (std::size_t i = 0; i < lines; ++i) log.Write(line);
+  receiver.stalled = true;
+  for (std::size_t i = 0; i < kLines; ++i) log.Write(std::string(kLineBytes, 'x'));
   receiver.Resume();
   ASSERT_TRUE(log.Flush(seconds(20)));
-  log.Write("the first one that finds room again");
+  log.Write("the first line after the stall");
   ASSERT_TRUE(log.Flush(seconds(20)));
-  const std::vector<std::string> messages = receiver.Messages();
+  const std::vector<std::string> messages = receiver.messages.lines();
   const std::size_t kept = messages.size() - 2;
-  EXPECT_LT(kept, lines);
-  EXPECT_GE(kept, SyslogLog::kBacklogBytes / (line.size() + 8));
-  EXPECT_EQ(messages[kept], std::to_string(lines - kept) + " lines were dropped");
-  EXPECT_EQ(messages[kept + 1], "the first one that finds room again");
+  EXPECT_LT(kept, kLines);
+  EXPECT_GE(kept, kRoom);
+  EXPECT_EQ(messages[kept], std::to_string(kLines - kept) + " lines were dropped");
+  EXPECT_EQ(messages[kept + 1], "the first line after the stall");
 }
 
-TEST(SyslogLog, WhatIsLeftIsSentAtTheEnd) {
+TEST(SyslogLog, SendsPendingLinesWhenDestroyed) {
   Receiver receiver;
   {
     SyslogLog log(receiver.Transport());
     for (int i = 0; i < 1'000; ++i) log.Write("a line");
   }
-  EXPECT_EQ(receiver.Messages().size(), 1'000U);
+  EXPECT_EQ(receiver.messages.Count("a line"), 1'000U);
 }
 
 /// A log daemon's socket.
@@ -161,8 +131,8 @@ class LogSocket {
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     if (bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
       std::abort();
-    const timeval patience{.tv_sec = 20, .tv_usec = 0};
-    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const timeval limit{.tv_sec = 20, .tv_usec = 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   }
   ~LogSocket() { close(socket_); }
   LogSocket(const LogSocket&) = delete;
@@ -178,19 +148,19 @@ class LogSocket {
   int socket_;
 };
 
-TEST(SyslogLog, ReachesTheSystemsLogUnderTheProgramsName) {
-  if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "no /dev/log can be put in place here";
+TEST(SyslogLog, WritesToDevLogUnderTheProgramsName) {
+  if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "/dev/log cannot be replaced here";
   const test::TemporaryFolder folder;
   const LogSocket socket(folder / "log");
-  constexpr int kLines = 3'000;
+  constexpr int kCount = 3'000;
   test::ProgramResult result;
   std::thread program([&] {
     result = test::RunProgram(
         test::InOwnNamespace({"--dev", "/dev", "--bind", folder / "log", "/dev/log"},
-                             {PLATFORM_HELPER, "log", std::to_string(kLines)}));
+                             {PLATFORM_HELPER, "log", std::to_string(kCount)}));
   });
-  // Priority 14 is facility user (1), level info (6): RFC 3164, section 4.1.1.
-  for (int i = 0; i < kLines; ++i) {
+  // Priority 14 is facility 1 (user), level 6 (info): RFC 3164, section 4.1.1.
+  for (int i = 0; i < kCount; ++i) {
     const std::string message = socket.Receive();
     ASSERT_TRUE(message.starts_with("<14>")) << message;
     const std::size_t name = message.find(" quillet[");
@@ -202,8 +172,8 @@ TEST(SyslogLog, ReachesTheSystemsLogUnderTheProgramsName) {
   EXPECT_EQ(result.status, 0) << result.errors;
 }
 
-TEST(SyslogLog, WithoutALogNothingIsSaidAndNothingWaits) {
-  if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "/dev/log cannot be taken away here";
+TEST(SyslogLog, WithoutALogDropsLinesSilentlyAtOnce) {
+  if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "/dev/log cannot be removed here";
   const auto start = std::chrono::steady_clock::now();
   const test::ProgramResult result =
       test::RunProgram(test::InOwnNamespace({"--dev", "/dev"}, {PLATFORM_HELPER, "log", "5000"}));

@@ -26,11 +26,11 @@ using test::FakeClock;
 constexpr std::uint16_t kVirtualA = 0;
 constexpr std::uint16_t kVirtualReturn = 36;
 
-// A keyboard whose events come out of a socket, and whose lights are set through it.
+/// A virtual keyboard on a socket. The test reads its events and sets its lights at the other end.
 class UinputKeyEventsTest : public ::testing::Test {
  protected:
   UinputKeyEventsTest() {
-    signal(SIGPIPE, SIG_IGN);  // a device that fails sends none
+    signal(SIGPIPE, SIG_IGN);  // a failing device, unlike a socket, does not raise it
     Connect();
   }
   ~UinputKeyEventsTest() override { close(desktop_); }
@@ -44,14 +44,11 @@ class UinputKeyEventsTest : public ::testing::Test {
 
   int Make() {
     ++made_;
-    if (error_ != 0) {
-      errno = error_;
-      return -1;
-    }
-    return keyboard_;
+    errno = error_;
+    return error_ == 0 ? keyboard_ : -1;
   }
 
-  /// Creates the keyboard, and lets a second pass.
+  /// Creates the keyboard, and advances the clock by a second.
   void Begin() {
     Press(kVirtualReturn);
     Written();
@@ -64,15 +61,15 @@ class UinputKeyEventsTest : public ::testing::Test {
     keys_.Post(press);
   }
 
-  void Light(std::int32_t on) {
+  void SetCapsLockLight(bool on) {
     input_event light{};
     light.type = EV_LED;
     light.code = LED_CAPSL;
-    light.value = on;
+    light.value = on ? 1 : 0;
     ASSERT_EQ(write(desktop_, &light, sizeof light), static_cast<ssize_t>(sizeof light));
   }
 
-  /// What has been written, "a+ ." for key 'a' down and the report's end. Empties it.
+  /// Takes the events written: "30+" for key 30 down, "30-" for up, "." for the end of a report.
   std::string Written() {
     std::string text;
     input_event event{};
@@ -89,6 +86,11 @@ class UinputKeyEventsTest : public ::testing::Test {
     return text;
   }
 
+  void ExpectFailure(const std::string& reason) {
+    EXPECT_EQ(log_.lines(),
+              std::vector<std::string>{"Cannot type on this desktop: /dev/uinput: " + reason});
+  }
+
   int made_ = 0;
   int error_ = 0;
   int keyboard_ = -1;
@@ -98,26 +100,15 @@ class UinputKeyEventsTest : public ::testing::Test {
   UinputKeyEvents keys_{log_, clock_, [this] { return Make(); }};
 };
 
-TEST_F(UinputKeyEventsTest, EveryStrokeIsAReportOfItsOwn) {
-  Press(kVirtualA);
-  EXPECT_EQ(Written(), "30+. 30-. ");
-  Press(kVirtualA, KeyFlag::kShift);
-  EXPECT_EQ(Written(), "42+. 30+. 42-. 30-. ");
-  Press(9, KeyFlag::kCommand);
-  EXPECT_EQ(Written(), "29+. 47+. 29-. 47-. ");
-  Press(kVirtualReturn);
-  EXPECT_EQ(Written(), "28+. 28-. ");
-}
-
-TEST_F(UinputKeyEventsTest, TheKeyboardIsMadeOnceWhenItIsFirstNeeded) {
+TEST_F(UinputKeyEventsTest, CreatesTheKeyboardOnceOnFirstUse) {
   EXPECT_EQ(made_, 0);
   for (int i = 0; i < 5; ++i) Press(kVirtualA);
   EXPECT_EQ(made_, 1);
   EXPECT_EQ(clock_.sleeps(), (std::vector<FakeClock::Duration>{1500ms}));
 }
 
-TEST_F(UinputKeyEventsTest, APauseComesLongBeforeTheKernelsRoomIsUsed) {
-  constexpr std::size_t kRoom = 512;  // of the kernel's, for a keyboard with so many axes
+TEST_F(UinputKeyEventsTest, PausesBeforeTheKernelsBufferIsFull) {
+  constexpr std::size_t kBuffer = 512;  // unread events that the kernel keeps for this keyboard
   Begin();
   std::vector<std::pair<std::chrono::nanoseconds, std::size_t>> writes;
   std::size_t all = 0;
@@ -130,21 +121,21 @@ TEST_F(UinputKeyEventsTest, APauseComesLongBeforeTheKernelsRoomIsUsed) {
     writes.emplace_back(clock_.Now(), count);
     all += count;
   }
-  // A desktop that does not read for 0.3 seconds finds everything, whenever that begins.
+  // A desktop may stop reading at any time for 0.3 s without losing events.
   for (auto from = writes.begin(); from != writes.end(); ++from) {
     std::size_t unread = 0;
     for (auto it = from; it != writes.end() && it->first <= from->first + 300ms; ++it) {
       unread += it->second;
     }
-    ASSERT_LT(unread, kRoom);
+    ASSERT_LT(unread, kBuffer);
   }
-  // Nor is it slower than it has to be.
+  // It types at 1280 events per second after the first 96.
   const std::chrono::duration<double> taken = clock_.Now() - start;
   EXPECT_NEAR(static_cast<double>(all - 96) / taken.count(), 1280, 40);
   EXPECT_EQ(clock_.Count(25ms), clock_.sleeps().size());
 }
 
-TEST_F(UinputKeyEventsTest, AScanOfOrdinaryLengthIsNotPaused) {
+TEST_F(UinputKeyEventsTest, DoesNotPauseForAnOrdinaryScan) {
   Begin();
   for (int scan = 0; scan < 10; ++scan) {
     clock_.Advance(100ms);
@@ -154,51 +145,50 @@ TEST_F(UinputKeyEventsTest, AScanOfOrdinaryLengthIsNotPaused) {
   EXPECT_EQ(clock_.sleeps(), std::vector<FakeClock::Duration>{});
 }
 
-TEST_F(UinputKeyEventsTest, EventsOfOneCallAreHeldBackLikeOthers) {
+TEST_F(UinputKeyEventsTest, PausesWithinALongCall) {
   Begin();
   std::vector<KeyEvent> events;
+  std::string expected;
   for (int i = 0; i < 100; ++i) {
     events.push_back({kVirtualA, true, KeyFlag::kNone});
     events.push_back({kVirtualA, false, KeyFlag::kNone});
+    expected += "30+. 30-. ";
   }
   keys_.Post(events);
-  std::string expected;
-  for (int i = 0; i < 100; ++i) expected += "30+. 30-. ";
   EXPECT_EQ(Written(), expected);
   EXPECT_EQ(clock_.sleeps().size(), (400U - 96U + 31U) / 32U);
 }
 
-TEST_F(UinputKeyEventsTest, WhileCapsLockIsLitTheLettersShiftIsTurnedRound) {
-  Light(1);
+TEST_F(UinputKeyEventsTest, InvertsShiftWhileTheCapsLockLightIsOn) {
+  SetCapsLockLight(true);
   Press(kVirtualA);
-  EXPECT_EQ(Written(), "42+. 30+. 42-. 30-. ");
   Press(kVirtualReturn);
-  EXPECT_EQ(Written(), "28+. 28-. ");
-  Light(0);
+  EXPECT_EQ(Written(), "42+. 30+. 42-. 30-. 28+. 28-. ");
+  SetCapsLockLight(false);
   Press(kVirtualA);
   EXPECT_EQ(Written(), "30+. 30-. ");
 }
 
-TEST_F(UinputKeyEventsTest, MissingPermissionIsOneLogLineThatNamesTheRule) {
+TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnceUntilItIsGranted) {
   error_ = EACCES;
   for (int i = 0; i < 3; ++i) Press(kVirtualA);
-  EXPECT_EQ(log_.lines(),
-            std::vector<std::string>{"Cannot type on this desktop: /dev/uinput: Permission denied. "
-                                     "Install the udev rule 70-quillet-uinput.rules."});
+  ExpectFailure(
+      "Permission denied. Install the udev rule 70-quillet-uinput.rules.");
   EXPECT_EQ(clock_.sleeps(), std::vector<FakeClock::Duration>{});
-  close(keyboard_);
+  error_ = 0;
+  Press(kVirtualA);
+  EXPECT_EQ(Written(), "30+. 30-. ");
 }
 
-TEST_F(UinputKeyEventsTest, OnlyMissingPermissionNamesTheRule) {
+TEST_F(UinputKeyEventsTest, LogsOtherErrorsWithoutTheUdevRule) {
   error_ = ENOENT;
   Press(kVirtualA);
-  EXPECT_EQ(log_.lines(), std::vector<std::string>{"Cannot type on this desktop: /dev/uinput: No "
-                                                   "such file or directory"});
+  ExpectFailure("No such file or directory");
   close(keyboard_);
 }
 
-TEST_F(UinputKeyEventsTest, AKeyboardThatFailsIsMadeAnew) {
-  Light(1);
+TEST_F(UinputKeyEventsTest, CreatesAFailedKeyboardAgain) {
+  SetCapsLockLight(true);
   Press(kVirtualA);
   close(desktop_);
   Press(kVirtualA);
@@ -207,8 +197,7 @@ TEST_F(UinputKeyEventsTest, AKeyboardThatFailsIsMadeAnew) {
     close(desktop_);
     Press(kVirtualA);
   }
-  EXPECT_EQ(log_.lines(),
-            std::vector<std::string>{"Cannot type on this desktop: /dev/uinput: Broken pipe"});
+  ExpectFailure("Broken pipe");
   Connect();
   Press(kVirtualA);
   EXPECT_EQ(Written(), "30+. 30-. ");
@@ -216,7 +205,7 @@ TEST_F(UinputKeyEventsTest, AKeyboardThatFailsIsMadeAnew) {
   EXPECT_EQ(clock_.Count(1500ms), 4U);
 }
 
-TEST_F(UinputKeyEventsTest, AShortWriteIsAFailure) {
+TEST_F(UinputKeyEventsTest, TreatsAShortWriteAsAnError) {
   const test::TemporaryFolder folder;
   close(keyboard_);
   keyboard_ = open((folder / "keyboard").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -226,23 +215,15 @@ TEST_F(UinputKeyEventsTest, AShortWriteIsAFailure) {
   setrlimit(RLIMIT_FSIZE, &small);
   Press(kVirtualA);
   setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_EQ(log_.lines(), std::vector<std::string>{
-                              "Cannot type on this desktop: /dev/uinput: Input/output error"});
+  ExpectFailure("Input/output error");
 }
 
-TEST_F(UinputKeyEventsTest, PermissionThatComesLaterIsUsed) {
-  error_ = EACCES;
-  Press(kVirtualA);
-  error_ = 0;
-  Press(kVirtualA);
-  EXPECT_EQ(Written(), "30+. 30-. ");
-}
-
-TEST_F(UinputKeyEventsTest, ADeviceThatIsNoUinputIsRefused) {
+TEST_F(UinputKeyEventsTest, RefusesADeviceOtherThanUinput) {
   EXPECT_EQ(MakeVirtualKeyboard("/dev/null"), -1);
   EXPECT_EQ(errno, ENOTTY);
   EXPECT_EQ(MakeVirtualKeyboard("/nowhere"), -1);
   EXPECT_EQ(errno, ENOENT);
+  close(keyboard_);
 }
 
 }  // namespace

@@ -14,50 +14,48 @@ namespace {
 
 using test::XServer;
 
-TEST(X11ServerTest, AServerThatGoesTakesNothingWithItAndIsOneLogLine) {
-  XServer server;
-  test::RecordingLog log;
-  X11KeyEvents keys(log);
+class X11ServerTest : public ::testing::Test {
+ protected:
+  void Press() {
+    const KeyEvent press[] = {{0, true, KeyFlag::kShift}, {0, false, KeyFlag::kNone}};
+    keys_.Post(press);
+  }
+  void ExpectLog(const std::vector<std::string>& lines) { EXPECT_EQ(log_.lines(), lines); }
+
+  test::RecordingLog log_;
+  X11KeyEvents keys_{log_};
+};
+
+TEST_F(X11ServerTest, LogsALostServerOnceAndUsesTheNext) {
+  XServer first;
   X11Windows windows;
-  const KeyEvent press[] = {{0, true, KeyFlag::kShift}, {0, false, KeyFlag::kNone}};
-  keys.Post(press);
-  EXPECT_EQ(log.lines(), std::vector<std::string>{});
+  Press();
+  ExpectLog({});
   EXPECT_TRUE(windows.IsConnected());
-  server.End();
-  for (int i = 0; i < 100; ++i) keys.Post(press);
-  EXPECT_EQ(log.lines(), std::vector<std::string>{
-                             "Cannot type on this desktop: the X server cannot be reached"});
+  first.End();
+  for (int i = 0; i < 100; ++i) Press();
+  ExpectLog({"Cannot type on this desktop: the X server cannot be reached"});
   EXPECT_TRUE(windows.All().empty());
   EXPECT_FALSE(windows.Active());
   test::FakeClock clock;
   EXPECT_FALSE(windows.Activate(1, std::chrono::seconds(1), clock));
   EXPECT_FALSE(windows.IsConnected());
-}
-
-TEST(X11ServerTest, AServerThatComesBackIsUsedAgain) {
-  test::RecordingLog log;
-  X11KeyEvents keys(log);
-  const KeyEvent press[] = {{0, true, KeyFlag::kNone}, {0, false, KeyFlag::kNone}};
-  {
-    XServer first;
-    keys.Post(press);
-  }
-  keys.Post(press);
   XServer second;
-  log.Clear();
-  keys.Post(press);
-  keys.Post(press);
-  EXPECT_EQ(log.lines(), std::vector<std::string>{});
+  log_.Clear();
+  for (int i = 0; i < 2; ++i) Press();
+  ExpectLog({});
 }
 
-TEST(X11ServerTest, AMissingTestExtensionIsLoggedOnce) {
+TEST_F(X11ServerTest, LogsAMissingServerOnce) {
+  setenv("DISPLAY", "/nowhere:7", 1);
+  for (int i = 0; i < 2; ++i) Press();
+  ExpectLog({"Cannot type on this desktop: the X server cannot be reached"});
+}
+
+TEST_F(X11ServerTest, LogsAMissingTestExtensionOnce) {
   XServer server({"-extension", "XTEST"});
-  test::RecordingLog log;
-  X11KeyEvents keys(log);
-  const KeyEvent press[] = {{0, true, KeyFlag::kNone}, {0, false, KeyFlag::kNone}};
-  for (int i = 0; i < 3; ++i) keys.Post(press);
-  EXPECT_EQ(log.lines(), std::vector<std::string>{
-                             "Cannot type on this desktop: the X server has no XTEST extension"});
+  for (int i = 0; i < 3; ++i) Press();
+  ExpectLog({"Cannot type on this desktop: the X server has no XTEST extension"});
 }
 
 }  // namespace

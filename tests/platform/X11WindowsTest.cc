@@ -15,13 +15,7 @@ using test::XClient;
 using test::XServer;
 using Texts = std::vector<std::string>;
 
-std::string ThisMachine() {
-  char name[256] = {};
-  gethostname(name, sizeof name - 1);
-  return name;
-}
-
-TEST(X11WindowsTest, WindowsAreToldTheTopmostFirstAndWhichIsActive) {
+TEST(X11WindowsTest, ListsWindowsTopmostFirst) {
   XServer server;
   XClient client;
   const auto below = client.MakeWindow();
@@ -57,34 +51,35 @@ TEST(X11WindowsTest, PalettesAndDialogsAreNotNormal) {
   client.SetNumber(normal, "_NET_WM_WINDOW_TYPE", client.Atom("_NET_WM_WINDOW_TYPE_NORMAL"));
   client.SetNumber(palette, "_NET_WM_WINDOW_TYPE", client.Atom("_NET_WM_WINDOW_TYPE_UTILITY"));
   client.SetNumber(dialog, "WM_TRANSIENT_FOR", plain);
-  std::vector<bool> told;
-  for (const auto& window : X11Windows().All()) told.push_back(window.isNormal);
-  EXPECT_EQ(told, (std::vector<bool>{false, false, true, true}));
+  std::vector<bool> isNormal;
+  for (const auto& window : X11Windows().All()) isNormal.push_back(window.isNormal);
+  EXPECT_EQ(isNormal, (std::vector<bool>{false, false, true, true}));
 }
 
-TEST(X11WindowsTest, AProcessThatAWindowNamesCountsOnThisMachineOnly) {
-  // A server that does not know the processes of its clients.
+TEST(X11WindowsTest, UsesTheProcessPropertyOfLocalWindowsOnly) {
+  // Without this extension the server does not know the process of a client.
   XServer server({"-extension", "X-Resource"});
   XClient client;
-  const auto here = client.MakeWindow();
-  const auto elsewhere = client.MakeWindow();
+  char machine[256] = {};
+  gethostname(machine, sizeof machine - 1);
+  const auto local = client.MakeWindow();
+  const auto remote = client.MakeWindow();
   const auto unknown = client.MakeWindow();
-  for (const auto window : {here, elsewhere, unknown}) client.SetNumber(window, "_NET_WM_PID", 17);
-  client.SetText(here, "WM_CLIENT_MACHINE", ThisMachine());
-  client.SetText(elsewhere, "WM_CLIENT_MACHINE", ThisMachine() + ".elsewhere.example");
+  for (const auto window : {local, remote, unknown}) client.SetNumber(window, "_NET_WM_PID", 17);
+  client.SetText(local, "WM_CLIENT_MACHINE", machine);
+  client.SetText(remote, "WM_CLIENT_MACHINE", std::string(machine) + ".elsewhere.example");
   std::vector<int> pids;
   for (const auto& window : X11Windows().All()) pids.push_back(window.pid);
   EXPECT_EQ(pids, (std::vector<int>{0, 0, 17}));
 }
 
-TEST(X11WindowsTest, NewsThatNobodyAskedForDoesNotDisturb) {
+TEST(X11WindowsTest, IgnoresUnrequestedEvents) {
   XServer server;
   XClient client;
   X11Windows windows;
   client.MakeWindow();
   client.ChangeKeyboard();
-  EXPECT_EQ(windows.All().size(), 1U);
-  EXPECT_EQ(windows.All().size(), 1U);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(windows.All().size(), 1U);
 }
 
 }  // namespace

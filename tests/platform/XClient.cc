@@ -50,13 +50,13 @@ std::uint32_t XClient::Atom(const std::string& name) {
   return reply->atom;
 }
 
-void XClient::TakeKeys() {
+void XClient::TakeFocus() {
   const std::uint32_t window = MakeWindow();
   const std::uint32_t keys = XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE;
   xcb_change_window_attributes(xcb_, window, XCB_CW_EVENT_MASK, &keys);
   xcb_map_window(xcb_, window);
   xcb_set_input_focus(xcb_, XCB_INPUT_FOCUS_NONE, window, XCB_CURRENT_TIME);
-  Atom("until it has happened");
+  Synchronize();
 }
 
 int XClient::NextKey() {
@@ -73,14 +73,14 @@ void XClient::ChangeKeyboard() {
   const xcb_keycode_t key = xcb_get_setup(xcb_)->max_keycode;
   const xcb_keysym_t symbol = 'a';
   xcb_change_keyboard_mapping(xcb_, 1, key, 1, &symbol);
-  Atom("until it has happened");
+  Synchronize();
 }
 
 void XClient::Set(std::uint32_t window, const std::string& property, std::uint32_t type, int bits,
                   const void* data, std::size_t count) {
   xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, Atom(property), type,
                       static_cast<std::uint8_t>(bits), static_cast<std::uint32_t>(count), data);
-  Atom("until it has happened");
+  Synchronize();
 }
 
 }  // namespace quillet::test

@@ -8,8 +8,8 @@ struct xcb_connection_t;
 
 namespace quillet::test {
 
-/// A program with windows on the X server to which DISPLAY leads. It lists them as a window manager
-/// does, of which there is none.
+/// A program with windows on the X server of DISPLAY. It also sets the properties of the root
+/// window that a window manager would set.
 class XClient {
  public:
   XClient();
@@ -17,7 +17,7 @@ class XClient {
   XClient& operator=(const XClient&) = delete;
   ~XClient();
 
-  /// @return a new window, which is on top of those before
+  /// Creates a window on top of the others. @return its number
   std::uint32_t MakeWindow();
 
   void SetText(std::uint32_t window, const std::string& property, const std::string& text);
@@ -26,16 +26,17 @@ class XClient {
   std::uint32_t Atom(const std::string& name);
 
   /// Gives the focus to a new window.
-  void TakeKeys();
-  /// The code of the next key that has come to it, negative for its release; 0 when none has.
+  void TakeFocus();
+  /// The code of the next key that the window has received, negative for a release; 0 if none.
   int NextKey();
 
-  /// Makes the server tell every program of a changed keyboard.
+  /// Changes the keyboard's mapping, which the server reports to every client.
   void ChangeKeyboard();
 
  private:
   void Set(std::uint32_t window, const std::string& property, std::uint32_t type, int bits,
            const void* data, std::size_t count);
+  void Synchronize() { Atom("round trip"); }
 
   xcb_connection_t* const xcb_;
   const std::uint32_t root_;

@@ -1,17 +1,15 @@
 #include "tests/platform/XServer.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 
 namespace quillet::test {
 namespace {
 
-// The display is no other test's: a server that looks for a free number may take that of one that
-// has just ended, and then be found by those who still look for the old one.
+// The display number depends on the process. A server that searches for a free number could get
+// that of a server that has just ended, whose clients would then connect to the wrong one.
 constexpr int kFirstDisplay = 1000;
 constexpr int kDisplays = 50000;
 
@@ -19,33 +17,19 @@ constexpr int kDisplays = 50000;
 
 XServer::XServer(const std::vector<std::string>& options) {
   const std::string display = ":" + std::to_string(kFirstDisplay + getpid() % kDisplays);
-  int ready[2];
-  if (pipe(ready) != 0) std::abort();
-  std::vector<std::string> words = {"Xvfb",      display, "-displayfd", std::to_string(ready[1]),
-                                    "-nolisten", "tcp",   "-noreset"};
-  words.insert(words.end(), options.begin(), options.end());
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  process_ = fork();
-  if (process_ == 0) {
-    execvp(arguments[0], arguments.data());
-    _exit(127);
-  }
+  std::array<int, 2> ready{};
+  if (pipe(ready.data()) != 0) std::abort();
+  std::vector<std::string> command = {"Xvfb",      display, "-displayfd", std::to_string(ready[1]),
+                                      "-nolisten", "tcp",   "-noreset"};
+  command.insert(command.end(), options.begin(), options.end());
+  process_.emplace([&] { return Execute(command); });
   close(ready[1]);
-  // The server writes a line when it listens, and none when it cannot.
+  // The server writes a line when it accepts connections.
   char character = 0;
   while (character != '\n' && read(ready[0], &character, 1) == 1) continue;
   close(ready[0]);
-  EXPECT_EQ(character, '\n') << "Xvfb has not started";
+  EXPECT_EQ(character, '\n') << "Xvfb did not start";
   setenv("DISPLAY", display.c_str(), 1);
-}
-
-void XServer::End() {
-  if (process_ <= 0) return;
-  kill(process_, SIGKILL);
-  waitpid(process_, nullptr, 0);
-  process_ = 0;
 }
 
 }  // namespace quillet::test

@@ -1,25 +1,23 @@
 #pragma once
 
-#include <sys/types.h>
-
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tests/platform/Child.h"
+
 namespace quillet::test {
 
-/// An X server of the test's own, to which DISPLAY leads. It ends when the test says so.
+/// An X server without a screen (Xvfb). Sets DISPLAY to it.
 class XServer {
  public:
-  /// @param options  for Xvfb, besides the usual ones
+  /// @param options  further options of Xvfb
   explicit XServer(const std::vector<std::string>& options = {});
-  XServer(const XServer&) = delete;
-  XServer& operator=(const XServer&) = delete;
-  ~XServer() { End(); }
 
-  void End();
+  void End() { process_.reset(); }
 
  private:
-  pid_t process_ = 0;
+  std::optional<Child> process_;
 };
 
 }  // namespace quillet::test

@@ -20,8 +20,9 @@ class ScriptedLine final : public platform::SerialLine {
     if (onOpen) onOpen(path);
     return opens ? kFirstNumber + opened_++ : -1;
   }
-  std::int32_t Read(std::int32_t, std::span<std::uint8_t> buffer) override {
+  std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) override {
     const std::lock_guard lock(mutex_);
+    if (line < 0 || std::find(closed.begin(), closed.end(), line) != closed.end()) return 0;
     const std::size_t count = std::min(buffer.size(), arrived_.size());
     std::copy_n(arrived_.begin(), count, buffer.begin());
     arrived_.erase(0, count);
@@ -32,7 +33,10 @@ class ScriptedLine final : public platform::SerialLine {
     const std::lock_guard lock(mutex_);
     sent_.push_back(static_cast<char>(byte));
   }
-  void Close(std::int32_t line) override { closed.push_back(line); }
+  void Close(std::int32_t line) override {
+    const std::lock_guard lock(mutex_);
+    closed.push_back(line);
+  }
 
   /// What has been written since the last call.
   std::string Sent() {

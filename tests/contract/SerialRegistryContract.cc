@@ -1,27 +1,55 @@
-#pragma once
-
 #include <algorithm>
-#include <functional>
+#include <map>
 #include <optional>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/SerialRegistry.h"
+#include "platform/linux/UdevSerialRegistry.h"
 #include "tests/contract/Contract.h"
+#include "tests/platform/MockedUdev.h"
+#include "tests/platform/RegistryListener.h"
+#include "tests/support/FakePlatform.h"
 
 namespace quillet::test {
+namespace {
 
-class RegistryHarness {
- public:
+struct RegistryHarness {
   virtual ~RegistryHarness() = default;
   virtual platform::SerialRegistry& Registry() = 0;
-  /// Plugs a device in. @param number  1 to 9; the paths' order is that of the numbers
+  /// Plugs in a device. @param number  1 to 9; paths sort by it
   virtual void Plug(int number) = 0;
   virtual void Unplug(int number) = 0;
-  /// Makes the callbacks that are pending.
+  /// Runs the main loop until all pending callbacks have been called.
   virtual void RunMainLoop() = 0;
+};
+
+struct FakeRegistryHarness final : RegistryHarness {
+  static constexpr char kName[] = "Fake";
+  platform::SerialRegistry& Registry() override { return registry; }
+  void Plug(int number) override {
+    registry.Plug("usbmodem" + std::to_string(number), "/dev/" + std::to_string(number));
+  }
+  void Unplug(int number) override { registry.Unplug("/dev/" + std::to_string(number)); }
+  void RunMainLoop() override {}
+
+  FakeRegistry registry;
+};
+
+struct UdevHarness final : RegistryHarness {
+  static constexpr char kName[] = "Udev";
+  platform::SerialRegistry& Registry() override { return registry; }
+  void Plug(int number) override {
+    const std::string digit = std::to_string(number);
+    terminals[number] = system.AddUsbModem("3-" + digit + ":1.0", "ttyACM" + digit);
+  }
+  void Unplug(int number) override { system.Remove(terminals.at(number)); }
+  void RunMainLoop() override { loop.RunUntilQuiet(); }
+
+  MockedUdev system;
+  PollLoop loop;
+  std::map<int, std::string> terminals;
+  platform::linux_desktop::UdevSerialRegistry registry{loop};
 };
 
 class SerialRegistryContract : public Contract<RegistryHarness> {
@@ -29,42 +57,8 @@ class SerialRegistryContract : public Contract<RegistryHarness> {
   using Registry = platform::SerialRegistry;
   using Event = Registry::Event;
   using Handle = Registry::Handle;
+  using Listener = RegistryListener;
   using Paths = std::vector<std::string>;
-
-  /// Registers a callback, and counts its calls. Ends the registration when destroyed.
-  class Listener {
-   public:
-    Listener(Registry& registry, Registry::NotifyPort port, Event event) : registry_(registry) {
-      iterator = registry.AddMatchingNotification(
-          port, event,
-          [this](void* context, Handle notified) {
-            EXPECT_EQ(context, this);
-            EXPECT_EQ(notified, iterator);
-            ++calls;
-            if (action) action();
-          },
-          this);
-      EXPECT_NE(iterator, 0U);
-    }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-    ~Listener() { Release(); }
-
-    /// Takes every object off the iterator. @return how many there were
-    int Empty() {
-      int objects = 0;
-      for (; const Handle object = registry_.Next(iterator); ++objects) registry_.Release(object);
-      return objects;
-    }
-    void Release() { registry_.Release(std::exchange(iterator, 0)); }
-
-    Handle iterator = 0;
-    int calls = 0;
-    std::function<void()> action;
-
-   private:
-    Registry& registry_;
-  };
 
   ~SerialRegistryContract() override { registry_.DestroyNotifyPort(port_); }
 
@@ -86,27 +80,23 @@ class SerialRegistryContract : public Contract<RegistryHarness> {
   Registry::NotifyPort port_ = registry_.CreateNotifyPort();
 };
 
-TEST_P(SerialRegistryContract, ReadsTheDevicesInAStableOrder) {
+TEST_P(SerialRegistryContract, ReadsDevicesInPathOrder) {
   EXPECT_EQ(Read(), Paths{});
   for (const int number : {1, 2, 3}) Plug(number);
   Paths paths = Read();
   ASSERT_EQ(paths.size(), 3U);
   EXPECT_TRUE(std::is_sorted(paths.begin(), paths.end()));
   EXPECT_EQ(Read(), paths);
+  Paths one(1), two(2);
+  EXPECT_EQ(registry_.ReadSerialStreams(one, two), 1);
+  EXPECT_EQ(registry_.ReadSerialStreams(two, one), 1);
+  EXPECT_EQ(Read(0), Paths{});
   Unplug(2);
   paths.erase(paths.begin() + 1);
   EXPECT_EQ(Read(), paths);
 }
 
-TEST_P(SerialRegistryContract, ReadsNoMoreThanThereIsRoomFor) {
-  for (const int number : {1, 2, 3}) Plug(number);
-  Paths few(1), more(2);
-  EXPECT_EQ(registry_.ReadSerialStreams(few, more), 1);
-  EXPECT_EQ(registry_.ReadSerialStreams(more, few), 1);
-  EXPECT_EQ(Read(0), Paths{});
-}
-
-TEST_P(SerialRegistryContract, AnIteratorHoldsTheDevicesPresent) {
+TEST_P(SerialRegistryContract, AnArrivalIteratorBeginsWithThePresentDevices) {
   Plug(1);
   Plug(2);
   Listener arrivals(registry_, port_, Event::FirstMatch);
@@ -117,24 +107,17 @@ TEST_P(SerialRegistryContract, AnIteratorHoldsTheDevicesPresent) {
   EXPECT_EQ(arrivals.calls + removals.calls, 0);
 }
 
-TEST_P(SerialRegistryContract, NotifiesOnlyOnceNextHasReturnedZero) {
+TEST_P(SerialRegistryContract, NotifiesOnceAfterEachEmptying) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   Plug(1);
   registry_.Release(registry_.Next(arrivals.iterator));
   Plug(2);
-  EXPECT_EQ(arrivals.calls, 0);
+  EXPECT_EQ(arrivals.calls, 0) << "Next has not returned 0 yet";
   EXPECT_EQ(arrivals.Empty(), 1);
-  Plug(3);
-  EXPECT_EQ(arrivals.calls, 1);
-}
-
-TEST_P(SerialRegistryContract, CollectsEventsUntilEmptiedAgain) {
-  Listener arrivals(registry_, port_, Event::FirstMatch);
-  arrivals.Empty();
-  for (const int number : {1, 2, 3}) Plug(number);
+  for (const int number : {3, 4, 5}) Plug(number);
   EXPECT_EQ(arrivals.calls, 1);
   EXPECT_EQ(arrivals.Empty(), 3);
-  Plug(4);
+  Plug(6);
   EXPECT_EQ(arrivals.calls, 2);
 }
 
@@ -155,7 +138,7 @@ TEST_P(SerialRegistryContract, NotifiesEveryIteratorOfTheEvent) {
   EXPECT_EQ(removals.calls, 1);
 }
 
-TEST_P(SerialRegistryContract, ReadsInACallbackWhatItNotifies) {
+TEST_P(SerialRegistryContract, ACallbackReadsTheChangedDevices) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   Listener removals(registry_, port_, Event::Terminate);
   std::vector<std::size_t> present;
@@ -172,7 +155,7 @@ TEST_P(SerialRegistryContract, ReadsInACallbackWhatItNotifies) {
   EXPECT_EQ(present, (std::vector<std::size_t>{1, 2, 1}));
 }
 
-TEST_P(SerialRegistryContract, AReleasedIteratorNotifiesNoMore) {
+TEST_P(SerialRegistryContract, AReleasedIteratorIsNotNotified) {
   Listener first(registry_, port_, Event::FirstMatch);
   Listener second(registry_, port_, Event::FirstMatch);
   Listener third(registry_, port_, Event::FirstMatch);
@@ -185,7 +168,7 @@ TEST_P(SerialRegistryContract, AReleasedIteratorNotifiesNoMore) {
   EXPECT_EQ(third.calls, 0);
 }
 
-TEST_P(SerialRegistryContract, ANewIteratorIsNotCalledForTheEventBefore) {
+TEST_P(SerialRegistryContract, ANewIteratorSkipsTheCurrentEvent) {
   Listener outer(registry_, port_, Event::FirstMatch);
   std::optional<Listener> inner;
   outer.Empty();
@@ -201,7 +184,7 @@ TEST_P(SerialRegistryContract, ANewIteratorIsNotCalledForTheEventBefore) {
   EXPECT_EQ(inner->calls, 1);
 }
 
-TEST_P(SerialRegistryContract, ACallbackMayDestroyThePort) {
+TEST_P(SerialRegistryContract, ACallbackCanDestroyThePort) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   arrivals.Empty();
   arrivals.action = [&] {
@@ -214,17 +197,7 @@ TEST_P(SerialRegistryContract, ACallbackMayDestroyThePort) {
   EXPECT_EQ(Read().size(), 2U);
 }
 
-TEST_P(SerialRegistryContract, APortIsIndependentOfADestroyedOne) {
-  const Registry::NotifyPort other = registry_.CreateNotifyPort();
-  EXPECT_NE(other, port_);
-  Listener arrivals(registry_, port_, Event::FirstMatch);
-  arrivals.Empty();
-  registry_.DestroyNotifyPort(other);
-  Plug(1);
-  EXPECT_EQ(arrivals.calls, 1);
-}
-
-TEST_P(SerialRegistryContract, RefusesAnIteratorWithoutPortOrCallback) {
+TEST_P(SerialRegistryContract, RefusesAMissingPortOrCallback) {
   const auto ignore = [](void*, Handle) {};
   EXPECT_EQ(registry_.AddMatchingNotification(0, Event::FirstMatch, ignore, this), 0U);
   EXPECT_EQ(registry_.AddMatchingNotification(port_, Event::FirstMatch, nullptr, this), 0U);
@@ -233,10 +206,38 @@ TEST_P(SerialRegistryContract, RefusesAnIteratorWithoutPortOrCallback) {
   registry_.DestroyNotifyPort(port_);
 }
 
-TEST_P(SerialRegistryContract, IgnoresHandleZero) {
-  EXPECT_EQ(registry_.Next(0), 0U);
-  registry_.Release(0);
-  registry_.DestroyNotifyPort(0);
+TEST_P(SerialRegistryContract, IgnoresZeroAndReleasedHandles) {
+  Plug(1);
+  Listener first(registry_, port_, Event::FirstMatch);
+  const Handle iterator = first.iterator;
+  const Handle object = registry_.Next(iterator);
+  first.Release();
+  Listener second(registry_, port_, Event::FirstMatch);
+  for (const Handle stale : {iterator, object, object, Handle{0}, Handle{4711}}) {
+    EXPECT_NE(stale, second.iterator);
+    registry_.Release(stale);
+    EXPECT_EQ(registry_.Next(stale), 0U);
+  }
+  EXPECT_EQ(second.Empty(), 1);
 }
 
+TEST_P(SerialRegistryContract, APortIsIndependentOfDestroyedPorts) {
+  Listener(registry_, port_, Event::FirstMatch).Empty();
+  registry_.DestroyNotifyPort(port_);
+  Plug(1);
+  port_ = registry_.CreateNotifyPort();
+  const Registry::NotifyPort other = registry_.CreateNotifyPort();
+  EXPECT_NE(other, port_);
+  Listener arrivals(registry_, port_, Event::FirstMatch);
+  EXPECT_EQ(arrivals.Empty(), 1);
+  registry_.DestroyNotifyPort(other);
+  Plug(2);
+  EXPECT_EQ(arrivals.calls, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Registry, SerialRegistryContract,
+                         (Implementations<RegistryHarness, FakeRegistryHarness, UdevHarness>()),
+                         kNameOf);
+
+}  // namespace
 }  // namespace quillet::test

@@ -1,28 +1,25 @@
-// The contracts of devices and delivery, on the fakes and on the backends of Linux.
+// Contracts of the interfaces that deliver records to other applications.
 
-#include <fcntl.h>
 #include <linux/input.h>
-#include <signal.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "platform/linux/DesktopApplications.h"
 #include "platform/linux/KeyStrokes.h"
-#include "platform/linux/UdevSerialRegistry.h"
 #include "platform/linux/UinputKeyEvents.h"
 #include "platform/linux/X11KeyEvents.h"
-#include "tests/contract/DeliveryContract.h"
-#include "tests/contract/SerialRegistryContract.h"
-#include "tests/platform/MockedUdev.h"
+#include "tests/contract/Contract.h"
+#include "tests/platform/ScriptApplications.h"
 #include "tests/platform/XClient.h"
 #include "tests/platform/XServer.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/RecordingLog.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitFor.h"
 
 namespace quillet::test {
 namespace {
@@ -31,41 +28,13 @@ using namespace platform::linux_desktop;
 using platform::KeyEvent;
 using platform::KeyFlag;
 
-std::string Numbered(const std::string& text, int number) {
-  return text + std::to_string(number);
-}
-
-struct FakeRegistryHarness final : RegistryHarness {
-  static constexpr char kName[] = "Fake";
-  platform::SerialRegistry& Registry() override { return registry; }
-  void Plug(int number) override {
-    registry.Plug(Numbered("usbmodem", number), Numbered("/dev/", number));
-  }
-  void Unplug(int number) override { registry.Unplug(Numbered("/dev/", number)); }
-  void RunMainLoop() override {}
-
-  FakeRegistry registry;
+struct KeyEventsHarness {
+  virtual ~KeyEventsHarness() = default;
+  virtual platform::KeyEvents& Keys() = 0;
+  /// Waits until the application with the focus has received the next `count` events. If modifiers
+  /// are keys, they become flags of the key-down.
+  virtual std::vector<KeyEvent> Receive(std::size_t count) = 0;
 };
-
-struct UdevHarness final : RegistryHarness {
-  static constexpr char kName[] = "Udev";
-  platform::SerialRegistry& Registry() override { return registry; }
-  void Plug(int number) override {
-    terminals[number] =
-        system.AddUsbModem(Numbered("3-", number) + ":1.0", Numbered("ttyACM", number));
-  }
-  void Unplug(int number) override { system.Remove(terminals.at(number)); }
-  void RunMainLoop() override { loop.RunUntilQuiet(); }
-
-  MockedUdev system;
-  PollLoop loop;
-  std::map<int, std::string> terminals;
-  UdevSerialRegistry registry{loop};
-};
-
-INSTANTIATE_TEST_SUITE_P(Registry, SerialRegistryContract,
-                         (Implementations<RegistryHarness, FakeRegistryHarness, UdevHarness>()),
-                         kNameOf);
 
 struct FakeKeysHarness final : KeyEventsHarness {
   static constexpr char kName[] = "Fake";
@@ -82,7 +51,7 @@ struct FakeKeysHarness final : KeyEventsHarness {
   std::size_t read = 0;
 };
 
-/// A backend that strokes modifiers as keys.
+/// A backend that presses modifiers as keys.
 struct StrokesHarness : KeyEventsHarness {
   /// The next stroke that has arrived, if any.
   virtual std::optional<KeyStroke> NextStroke() = 0;
@@ -90,7 +59,6 @@ struct StrokesHarness : KeyEventsHarness {
   std::vector<KeyEvent> Receive(std::size_t count) override {
     std::vector<KeyEvent> received;
     KeyFlag flag = KeyFlag::kNone;
-    const auto modifierIsUp = [&] { return flag == KeyFlag::kNone; };
     WaitFor([&] {
       while (const auto stroke = NextStroke()) {
         if (stroke->code == KEY_LEFTSHIFT || stroke->code == KEY_LEFTCTRL) {
@@ -102,7 +70,7 @@ struct StrokesHarness : KeyEventsHarness {
         while (key < 51 && EvdevKeyCode(key) != stroke->code) ++key;
         received.push_back({key, stroke->down, flag});
       }
-      return received.size() >= count && modifierIsUp();
+      return received.size() >= count && flag == KeyFlag::kNone;
     });
     return received;
   }
@@ -112,7 +80,7 @@ struct StrokesHarness : KeyEventsHarness {
 
 struct X11KeysHarness final : StrokesHarness {
   static constexpr char kName[] = "X11";
-  X11KeysHarness() { client.TakeKeys(); }
+  X11KeysHarness() { client.TakeFocus(); }
   platform::KeyEvents& Keys() override { return keys; }
   std::optional<KeyStroke> NextStroke() override {
     const int key = client.NextKey();
@@ -144,9 +112,48 @@ struct UinputHarness final : StrokesHarness {
   UinputKeyEvents keys{log, clock, [this] { return ends[0]; }};
 };
 
+class KeyEventsContract : public Contract<KeyEventsHarness> {
+ protected:
+  void ExpectDelivered(const std::vector<KeyEvent>& events) {
+    harness_->Keys().Post(events);
+    const std::vector<KeyEvent> received = harness_->Receive(events.size());
+    ASSERT_EQ(received.size(), events.size());
+    for (std::size_t i = 0; i < events.size(); ++i) EXPECT_TRUE(received[i] == events[i]) << i;
+  }
+};
+
+TEST_P(KeyEventsContract, PostsEachKeyWithItsFlag) {
+  for (std::uint16_t key = 0; key <= 50; key += 9) {
+    for (const KeyFlag flag : {KeyFlag::kNone, KeyFlag::kShift, KeyFlag::kCommand}) {
+      ExpectDelivered({{key, true, flag}, {key, false, KeyFlag::kNone}});
+    }
+  }
+}
+
+TEST_P(KeyEventsContract, PostsTheEventsOfACallInOrder) {
+  std::vector<KeyEvent> events;
+  for (std::uint16_t key = 0; key < 50; ++key) {
+    events.push_back({key, true, key % 3 == 0 ? KeyFlag::kShift : KeyFlag::kNone});
+    events.push_back({key, false, KeyFlag::kNone});
+  }
+  ExpectDelivered(events);
+}
+
+TEST_P(KeyEventsContract, PostsNothingForAnEmptyCall) {
+  ExpectDelivered({});
+  ExpectDelivered({{36, true, KeyFlag::kNone}, {36, false, KeyFlag::kNone}});
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Keys, KeyEventsContract,
     (Implementations<KeyEventsHarness, FakeKeysHarness, X11KeysHarness, UinputHarness>()), kNameOf);
+
+struct ApplicationsHarness {
+  virtual ~ApplicationsHarness() = default;
+  virtual platform::Applications& Apps() = 0;
+  /// Installs an application that runs until the test ends. @return its path
+  virtual std::string Install(const std::string& name) = 0;
+};
 
 struct FakeApplicationsHarness final : ApplicationsHarness {
   static constexpr char kName[] = "Fake";
@@ -160,23 +167,47 @@ struct FakeApplicationsHarness final : ApplicationsHarness {
 
 struct DesktopHarness final : ApplicationsHarness {
   static constexpr char kName[] = "Desktop";
-  ~DesktopHarness() override {
-    std::ifstream started(folder / "started");
-    for (int pid = 0; started >> pid;) kill(pid, SIGTERM);
-  }
   platform::Applications& Apps() override { return applications; }
-  std::string Install(const std::string& name) override {
-    const std::string path =
-        folder.Put(name, "#!/bin/sh\necho $$ >>'" + folder / "started" + "'\nwhile [ -e '" +
-                             folder.path() + "' ]; do sleep 0.1; done\n");
-    chmod(path.c_str(), 0700);
-    return path;
-  }
+  std::string Install(const std::string& name) override { return scripts.InstallEditor(name); }
 
-  TemporaryFolder folder;
+  ScriptApplications scripts;
   FakeClock clock;
   DesktopApplications applications{false, clock};
 };
+
+class ApplicationsContract : public Contract<ApplicationsHarness> {
+ protected:
+  std::size_t TimesListed(const std::string& path) {
+    std::size_t times = 0;
+    for (const std::string& listed : applications_.LaunchedApplications()) times += listed == path;
+    return times;
+  }
+
+  platform::Applications& applications_ = harness_->Apps();
+};
+
+TEST_P(ApplicationsContract, HasOnlyExistingAbsolutePaths) {
+  EXPECT_TRUE(applications_.HasApplication(harness_->Install("Editor")));
+  for (const char* path : {"/nowhere/Editor", "Editor", ""}) {
+    EXPECT_FALSE(applications_.HasApplication(path)) << path;
+  }
+}
+
+TEST_P(ApplicationsContract, DoesNotOpenAMissingPath) {
+  EXPECT_FALSE(applications_.OpenApplication("/nowhere/Editor"));
+  EXPECT_EQ(TimesListed("/nowhere/Editor"), 0U);
+}
+
+TEST_P(ApplicationsContract, ListsEachOpenedApplicationOnce) {
+  const std::string editor = harness_->Install("Editor");
+  const std::string other = harness_->Install("Other");
+  EXPECT_EQ(TimesListed(editor), 0U);
+  for (int opening = 0; opening < 2; ++opening) {
+    EXPECT_TRUE(applications_.OpenApplication(editor));
+    EXPECT_TRUE(WaitFor([&] { return TimesListed(editor) == 1; }));
+  }
+  EXPECT_EQ(TimesListed(other), 0U);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Applications, ApplicationsContract,

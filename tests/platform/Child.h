@@ -1,0 +1,53 @@
+#pragma once
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace quillet::test {
+
+/// A child process. It is killed when the object is destroyed.
+class Child {
+ public:
+  /// @param work  runs in the child; its result is the exit status
+  explicit Child(const std::function<int()>& work) : pid_(fork()) {
+    if (pid_ == 0) _exit(work());
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() { Kill(); }
+
+  int pid() const { return pid_; }
+
+  void Kill() {
+    if (pid_ <= 0) return;
+    kill(pid_, SIGKILL);
+    Wait();
+  }
+
+  /// Waits for the end. @return the exit status, or minus the number of the fatal signal
+  int Wait() {
+    int status = 0;
+    waitpid(std::exchange(pid_, 0), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+ private:
+  pid_t pid_;
+};
+
+/// Replaces this process by a program that is found on PATH. @return 127 on failure
+inline int Execute(std::vector<std::string> command) {
+  std::vector<char*> words;
+  for (std::string& word : command) words.push_back(word.data());
+  words.push_back(nullptr);
+  execvp(words[0], words.data());
+  return 127;
+}
+
+}  // namespace quillet::test
