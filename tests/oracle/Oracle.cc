@@ -8,7 +8,7 @@
 namespace quillet::oracle {
 namespace {
 
-// By code: the 16 names of the older layout, then those of the 300 series.
+// Names by code: 16 of the older layout, then those of the 300 series.
 const char* const kNames[] = {
     "EAN 13",      "EAN 8",        "UPCA",         "UPCE",        "Code 39",  "ITF-14",
     "Code 128",    "I2of5",        "CodaBar",      "UCC/EAN-128", "Code 93",  "Code 35",
@@ -31,7 +31,7 @@ std::string NameOf(int code, Layout layout) {
   return index < kAllNames ? kNames[index] : "Unknown";
 }
 
-/// The code under which a stored symbology has its name.
+/// The code that a stored symbology is looked up with.
 int CodeOf(int symbology, Layout layout) {
   const int code = symbology % 64;
   if (layout == Layout::kOlder && code == 20) return 10;
@@ -55,7 +55,7 @@ std::string RecordDelimiter(std::int32_t choice) {
   return "";
 }
 
-std::string TimeOfScan(const char* format, int date, int time) {
+std::string TimeOfScan(int date, int time) {
   const int year = 2000 + date / 1024;
   const int month = date / 64 % 16;
   const int day = date / 2 % 32;
@@ -63,7 +63,8 @@ std::string TimeOfScan(const char* format, int date, int time) {
   const int minute = time / 64 % 64;
   const int second = time % 64;
   char text[64];
-  std::snprintf(text, sizeof text, format, year, month, day, hour, minute, second);
+  std::snprintf(text, sizeof text, "[%02d/%02d/%02d:%02d:%02d:%02d]", year, month, day, hour,
+                minute, second);
   return text;
 }
 
@@ -79,40 +80,30 @@ std::string ShownSerial(const std::string& field) {
 Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const Choices& choices) {
   const bool older = layout == Layout::kOlder;
 
-  // Where each field stands.
   const std::int64_t symbology = start + (older ? 1 : 2);
   const std::int64_t data = symbology + 1;
   const int dataLength = older ? memory.At(start) - 5 : memory.PairAt(start) - 7;
-  const std::int64_t date = data + dataLength;  // before the data when the length is too small
-  const std::int64_t time = date + 2;
-
+  const std::int64_t date = data + dataLength;  // before the data if the length is too small
   const int code = CodeOf(memory.At(symbology), layout);
-
   const std::string delimiter = DataDelimiter(choices.dataDelimiter);
-  std::string name, scanned;
-  if (choices.typeWanted != 0) name = NameOf(code, layout);
-  if (choices.timeWanted != 0) {
-    scanned =
-        TimeOfScan("[%02d/%02d/%02d:%02d:%02d:%02d]", memory.PairAt(date), memory.PairAt(time));
-  }
-  // A field that is there has its delimiter on the side of the data.
-  const std::string nameFirst = choices.typeWanted != 0 ? name + delimiter : "";
-  const std::string nameLast = choices.typeWanted != 0 ? delimiter + name : "";
-  const std::string timeFirst = choices.timeWanted != 0 ? scanned + delimiter : "";
-  const std::string timeLast = choices.timeWanted != 0 ? delimiter + scanned : "";
 
-  // The line of each order, from the name, the data and the time.
-  std::string text;
-  for (int i = 0; i < dataLength && data + i < memory.Size(); ++i) {
-    text += static_cast<char>(memory.At(data + i));
-  }
-  const std::string orders[] = {nameFirst + text + timeLast,  nameFirst + timeFirst + text,
-                                text + nameLast + timeLast,   text + timeLast + nameLast,
-                                timeFirst + nameFirst + text, timeFirst + text + nameLast};
   Line line;
   if (choices.order >= 0 && choices.order <= 5) {
     line.loggedCode = code;
-    line.text = orders[choices.order];
+    // n is the name of the symbology, d the data, t the time.
+    constexpr const char* kOrders[] = {"ndt", "ntd", "dnt", "dtn", "tnd", "tdn"};
+    std::string fields;
+    for (const char field : std::string(kOrders[choices.order])) {
+      if (field == 'n' && choices.typeWanted == 0) continue;
+      if (field == 't' && choices.timeWanted == 0) continue;
+      if (!fields.empty()) line.text += delimiter;
+      fields += field;
+      if (field == 'n') line.text += NameOf(code, layout);
+      if (field == 't') line.text += TimeOfScan(memory.PairAt(date), memory.PairAt(date + 2));
+      for (int i = 0; field == 'd' && i < dataLength && data + i < memory.Size(); ++i) {
+        line.text += static_cast<char>(memory.At(data + i));
+      }
+    }
   }
   if (choices.serialWanted != 0) {
     const std::string serial = ShownSerial(choices.serialField);
@@ -123,29 +114,13 @@ Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const
   return line;
 }
 
-SingleFields FieldsAt(const Memory& memory, std::int64_t symbology, Layout layout,
-                      const Choices& choices) {
-  const std::string delimiter = DataDelimiter(choices.dataDelimiter);
-  const int stored = memory.At(symbology);
-  SingleFields fields;
-  if (choices.typeWanted != 0) {
-    fields.text = NameOf(CodeOf(stored, layout), layout) + delimiter;
-    fields.loggedCode = stored % 64;
-  }
-  fields.text += choices.serialField.substr(0, choices.serialField.find('\0'));
-  fields.text += delimiter + TimeOfScan("[%d/%d/%d:%d:%d:%d]", memory.PairAt(symbology + 1),
-                                        memory.PairAt(symbology + 3));
-  fields.end = symbology + 5;
-  return fields;
-}
-
 std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout layout) {
   const bool older = layout == Layout::kOlder;
   std::vector<Visit> visits;
   for (std::int64_t offset = 3; offset < received; offset += visits.back().step) {
     const std::int64_t step = older ? memory.At(offset) + 1 : memory.PairAt(offset);
     const int symbology = memory.At(offset + (older ? 1 : 2));
-    // A step of zero would never end; a record that runs out of the buffer was not scanned.
+    // A step of zero would never end. A record that extends past the buffer was not scanned.
     const bool last = step == 0 || offset + step > memory.Size();
     visits.push_back({offset, step, symbology == 0xFF, last});
     if (last) break;
@@ -155,7 +130,7 @@ std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout
 
 namespace {
 
-/// Converts with the C library; no value if the bytes are not valid in the encoding.
+/// Converts with the C library. Returns nothing if the bytes are invalid in the encoding `from`.
 std::optional<std::string> Converted(const char* to, const char* from, std::string_view bytes) {
   const iconv_t converter = iconv_open(to, from);
   if (converter == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error("iconv_open");

@@ -7,15 +7,15 @@
 #include <string_view>
 #include <vector>
 
-// A second, plain implementation of how stored records become lines. It shares no code with the
-// program: it reads a record with arithmetic on offsets and builds whole strings.
+// A second implementation of the composition of lines from stored records. It shares no code with
+// the program: it computes with offsets and builds whole strings.
 
 namespace quillet::oracle {
 
 enum class Layout { kOlder, k300Series };
 
-/// The buffer that holds the records. A record with a wrong length extends past the received bytes:
-/// inside the buffer those are left over from earlier answers, outside it they are zero.
+/// The buffer with the records. A record with a wrong length may extend past the received bytes.
+/// The buffer has bytes of earlier answers there; outside the buffer every byte is zero.
 class Memory {
  public:
   explicit Memory(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
@@ -23,7 +23,7 @@ class Memory {
   int At(std::int64_t position) const {
     return position < 0 || position >= Size() ? 0 : bytes_[static_cast<std::size_t>(position)];
   }
-  /// Two bytes, the first the most significant.
+  /// Two bytes, most significant first.
   int PairAt(std::int64_t position) const { return At(position) * 256 + At(position + 1); }
 
   std::int64_t Size() const { return static_cast<std::int64_t>(bytes_.size()); }
@@ -36,35 +36,25 @@ class Memory {
 
 /// The user's settings, and the scanner's serial number.
 struct Choices {
-  int typeWanted = 0;  ///< these three: 0 is no, anything else yes
+  int typeWanted = 0;  ///< 0: no, else: yes
   int serialWanted = 0;
   int timeWanted = 0;
   std::int32_t dataDelimiter = 0;
   std::int32_t recordDelimiter = 0;
   std::int32_t serialPosition = 0;
   std::int32_t order = 0;
-  std::string serialField;  ///< all bytes of the field, those after its text too
+  std::string serialField;  ///< the whole field, including the bytes after its text
 };
 
 struct Line {
-  std::string text;               ///< whole, however long
-  std::optional<int> loggedCode;  ///< the code under which the symbology was looked up and logged
+  std::string text;               ///< not cut to the buffer
+  std::optional<int> loggedCode;  ///< the logged code of the symbology, if any
 };
 
-/// The line of the record that begins at `start`.
+/// Composes the line of the record at `start`.
 Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const Choices& choices);
 
-/// Result of the operations for single fields: symbology at a position, whole serial number, time.
-struct SingleFields {
-  std::string text;
-  std::int64_t end = 0;           ///< the position after them
-  std::optional<int> loggedCode;  ///< the code as stored, if it was wanted
-};
-
-SingleFields FieldsAt(const Memory& memory, std::int64_t symbology, Layout layout,
-                      const Choices& choices);
-
-/// A record that the walk through a burst reaches.
+/// A record in a burst.
 struct Visit {
   std::int64_t offset = 0;
   std::int64_t step = 0;  ///< distance to the next one
@@ -72,10 +62,10 @@ struct Visit {
   bool last = false;      ///< yields no line and ends the walk
 };
 
-/// The records of a burst of `received` bytes, including the three of its length.
+/// The records of a burst. @param received  its bytes, including the three of its length
 std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout layout);
 
-/// A line's bytes as displayed: UTF-8 if the whole line is valid UTF-8, else Latin-1.
+/// The displayed text of a line: its bytes are UTF-8 if the whole line is valid, else Latin-1.
 std::string Shown(std::string_view line);
 
 }  // namespace quillet::oracle

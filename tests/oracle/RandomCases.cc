@@ -21,7 +21,7 @@ void AddCharacter(Bytes& bytes, std::uint32_t character) {
   }
 }
 
-/// Characters as UTF-8 encodes them, among them surrogates and numbers beyond the last character.
+/// UTF-8 sequences, including surrogates and numbers above U+10FFFF.
 Bytes Characters(Random& random, int length) {
   Bytes data;
   while (static_cast<int>(data.size()) < length) {
@@ -29,7 +29,7 @@ Bytes Characters(Random& random, int length) {
         random.Of({0x80, 0x800, 0x800, 0x10000, 0x10000, 0x110000, 0x110000, 0x200000}));
     AddCharacter(data, static_cast<std::uint32_t>(random.Next() % limit));
   }
-  // Cut to length, which may spoil the last character.
+  // Cutting to the length may cut the last character.
   if (!random.OneIn(4)) {
     while (static_cast<int>(data.size()) > length || (!data.empty() && data.back() >= 0x80)) {
       data.pop_back();
@@ -79,7 +79,7 @@ int RandomPair(Random& random) {
                          : random.Below(65536);
 }
 
-/// A length that is told, whatever follows it.
+/// A stated length that is probably wrong.
 int WrongLength(Random& random, Layout layout) {
   if (layout == Layout::kOlder) return random.OneIn(2) ? random.Below(8) : random.Below(256);
   if (random.OneIn(100)) return random.Below(65536);
@@ -104,8 +104,7 @@ Bytes MakeRecord(Random& random, Layout layout, int symbology) {
   return record;
 }
 
-/// A number of the settings: mostly in its table, else near it, far from it, or one that would be
-/// in it if only its last byte counted.
+/// A number of the settings, mostly in its table. Some are in the table in their last byte only.
 std::int32_t RandomNumber(Random& random, int last) {
   if (!random.OneIn(5)) return random.Between(0, last);
   if (random.OneIn(2)) return random.Between(last + 1, 9);
@@ -131,7 +130,7 @@ int RandomSwitch(Random& random) {
 
 Bytes RandomRecord(Random& random, Layout layout) {
   Bytes record = MakeRecord(random, layout, RandomSymbology(random));
-  // Some end early, down to their first byte.
+  // Some are incomplete. At least the first byte remains.
   if (random.OneIn(20)) {
     record.resize(static_cast<std::size_t>(random.Between(1, static_cast<int>(record.size()))));
   }
@@ -175,7 +174,7 @@ Choices RandomChoices(Random& random) {
   choices.recordDelimiter = RandomNumber(random, 4);
   choices.serialPosition = RandomNumber(random, 1);
   choices.order = RandomNumber(random, 5);
-  // A field always ends in a NUL; an earlier one leaves an older text's tail behind it.
+  // The field ends with a NUL. An earlier NUL is followed by the rest of an older text.
   choices.serialField.assign(11, '\0');
   const bool anything = random.OneIn(8);
   for (std::size_t i = 0; i + 1 < choices.serialField.size(); ++i) {

@@ -9,8 +9,8 @@
 
 namespace quillet::oracle {
 
-/// Numbers that are the same for a state on every machine, which the library's distributions do not
-/// promise.
+/// Random numbers that depend only on the state. The distributions of the standard library may
+/// differ between machines.
 class Random {
  public:
   explicit Random(std::uint64_t randomState) : engine_(randomState) {}
@@ -32,19 +32,18 @@ class Random {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A record as a scanner may send it: most have the length that they tell, some another one, and
-/// any byte may be anything. Never empty.
+/// A record of any bytes. Most have the length that their first bytes state. Never empty.
 Bytes RandomRecord(Random& random, Layout layout);
 
-/// A record of so many bytes, at least 7.
-/// @param tellsMore  the length that it tells is larger by one
+/// A record of a size.
+/// @param size       at least 7 bytes
+/// @param tellsMore  the record states a length that is larger by one
 Bytes RecordOfSize(Random& random, Layout layout, int size, bool tellsMore);
 
-/// Records one behind the other, some of them erased, possibly with a piece of one at the end.
-/// @param records  how many
+/// Consecutive records, some of them erased. The last one may be incomplete.
 Bytes RandomRecords(Random& random, Layout layout, int records);
 
-/// Settings with numbers in and outside their tables.
+/// Random settings, with numbers inside and outside their tables.
 Choices RandomChoices(Random& random);
 
 }  // namespace quillet::oracle
