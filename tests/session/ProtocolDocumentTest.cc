@@ -1,4 +1,4 @@
-// The conversations in docs/protocol.md are those of the program with a scanner, byte by byte.
+// Compares the conversations in docs/protocol.md with those of the program and a scanner.
 
 #include "tests/session/SessionFixture.h"
 #include "tests/support/ProtocolDocument.h"
@@ -15,7 +15,7 @@ class ProtocolDocumentTest : public SessionFixture {
  protected:
   ProtocolDocumentTest() { clock.Set({2026, 11, 16, 1, 4, 9}); }
 
-  // The scanner that the document describes.
+  // Attaches the scanner that the document describes.
   void AttachExample(Model model) {
     Options options = Options::Instant(model);
     const bool newer = model == Model::kSeries300;
@@ -25,8 +25,9 @@ class ProtocolDocumentTest : public SessionFixture {
     Attach(options);
   }
 
-  // What has been said, a turn a line: "computer 57", "scanner 40". A scanner that a busy machine
-  // lets answer late is woken several times; that is no part of the conversation.
+  // The conversation with the scanner, one string for each turn: "computer 57", "scanner 40".
+  // On a busy machine the scanner may answer late and be woken several times: the additional turns
+  // are removed.
   std::vector<std::string> Conversation() const {
     std::vector<std::string> turns;
     Direction last = Direction::kEvent;
@@ -52,7 +53,7 @@ class ProtocolDocumentTest : public SessionFixture {
     return turns;
   }
 
-  // The same out of the document, where a turn may take several lines.
+  // The conversation in the document. A turn may have several lines there.
   static std::vector<std::string> Written(std::string_view name) {
     std::vector<std::string> turns;
     for (const ExampleLine& line : ProtocolExample(name)) {

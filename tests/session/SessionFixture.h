@@ -24,14 +24,13 @@ class SessionFixture : public AppFixture {
     EXPECT_TRUE(scanner->Report().complaints.empty()) << scanner->Report().complaints.front();
   }
 
-  Simulator& Attach(simulator::Options options) {
+  void Attach(simulator::Options options) {
     scanner = std::make_unique<Simulator>(std::move(options));
     scanner->Start();
     registry.Attach("usbmodem1", scanner->Path());
-    return *scanner;
   }
 
-  /// Starts the program; true if it is connected afterwards.
+  /// Starts the program. @return whether it is connected
   bool Connect() {
     Launch();
     return controller.bIsConnected;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <type_traits>
 
@@ -19,7 +20,7 @@
 
 namespace quillet::test {
 
-/// Parts of the platform that replace the fixture's, or null.
+/// Parts of the platform that replace the fixture's fakes. Null: use the fake.
 struct OwnPlatform {
   platform::SerialLine* line = nullptr;
   platform::SerialRegistry* registry = nullptr;
@@ -29,72 +30,62 @@ struct OwnPlatform {
   platform::Applications* applications = nullptr;
 };
 
-/// The settings that a test chooses.
+/// Settings of a test.
 struct Choice {
   int destination = 0;
-  std::string path = {};  ///< of the file or application; empty: unchanged
+  std::string path = {};  ///< of the file or application; empty: the default file
   bool syncclock = false, clearmemory = false, burstsync = true, autosync = false;
   bool appenddata = false, nonenglish = false;
 };
 
-/// The whole program without its windows, in the test's hands.
+/// The whole program with fake windows and a fake platform. The test's thread is the main thread.
 class AppFixture : public ::testing::Test {
  protected:
-  /// @param speed  how many times faster than real time the program's waits are
-  /// @param own    lives as long as the process
+  /// @param speed  see FakeClock
+  /// @param own    parts that are never destroyed
   explicit AppFixture(double speed = 1000, const OwnPlatform& own = {})
       : clock(Immortal<FakeClock>(speed)), own_(own) {
     application.setWindow(&window);
     application.setSyncController(&controller);
-    clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected](std::size_t) {
-      tavo.Settle(connected);
-    });
+    clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected] { tavo.Settle(connected); });
   }
 
-  /// Writes a settings file. With it a line is the record's data, a carriage return and a line
-  /// feed. Before Launch.
+  /// Writes a settings file before Launch. A line of a record is its data and CR LF.
   void StartWith(const Choice& choice) {
+    Settings chosen;
+    chosen.destination = choice.destination;
+    chosen.bSyncClock = choice.syncclock;
+    chosen.bClearMemory = choice.clearmemory;
+    chosen.bBurstSync = choice.burstsync;
+    chosen.bAutoSync = choice.autosync;
+    chosen.bAppendData = choice.appenddata;
+    chosen.bNonEnglish = choice.nonenglish;
     SettingsImage image;
     image.fill('0');
-    const std::pair<std::size_t, int> values[] = {{4, 4},
-                                                  {5, choice.syncclock},
-                                                  {6, choice.clearmemory},
-                                                  {7, choice.destination},
-                                                  {8, choice.burstsync},
-                                                  {9, choice.autosync},
-                                                  {10, choice.appenddata},
-                                                  {11, 1},
-                                                  {13, choice.nonenglish}};
-    for (const auto& [place, value] : values) image[place] = static_cast<char>('0' + value);
-    for (const auto place : {kApplicationNamePosition, kFileNamePosition}) {
-      WriteName(image, place, choice.path.empty() ? dataFolder + kPlaceholder : choice.path);
+    WriteChoices(chosen, image);
+    for (const auto position : {kApplicationNamePosition, kFileNamePosition}) {
+      WriteName(image, position, choice.path.empty() ? dataFolder + kPlaceholder : choice.path);
     }
     std::filesystem::create_directory(dataFolder);
     PutFile(dataFolder + "/QuilletRegistry.txt", {image.data(), image.size()});
   }
 
-  /// Chooses in the settings window and saves.
-  void Choose(const Choice& choice) {
+  /// Chooses a destination in the settings window, browses for its path and saves.
+  void Choose(int destination, const std::string& path = {}) {
     settings.Press();
-    using Values = platform::SettingsValues;
-    form.Set(&Values::destination, choice.destination);
-    const std::pair<bool Values::*, bool> boxes[] = {
-        {&Values::syncclock, choice.syncclock},   {&Values::clearmemory, choice.clearmemory},
-        {&Values::burstsync, choice.burstsync},   {&Values::autosync, choice.autosync},
-        {&Values::appenddata, choice.appenddata}, {&Values::nonenglish, choice.nonenglish}};
-    for (const auto& [box, on] : boxes) form.Set(box, on);
-    panels.answer = choice.path;
-    if (!choice.path.empty()) form.Browse();
+    form.Set(&platform::SettingsValues::destination, destination);
+    panels.answer = path;
+    form.Browse();
     form.Save();
   }
 
-  /// Starts the program and waits until its first attempt to connect has ended.
+  /// Starts the program and waits for the end of its first attempt to connect.
   void Launch() {
     application.applicationDidFinishLaunching();
     FinishConnecting();
   }
 
-  /// Waits until one more attempt to connect has ended.
+  /// Waits for the end of one more attempt to connect.
   void FinishConnecting() {
     ++attempts_;
     ASSERT_TRUE(WaitFor([&] { return Started() == attempts_ && !controller.bConnecting; }));
@@ -102,24 +93,22 @@ class AppFixture : public ::testing::Test {
     mainQueue.RunAll();
   }
 
-  /// A port with a scanner, present before the program starts. @return its path
+  /// Adds a port with a scanner, without a notification. @return its path
   std::string Attach(const std::string& name, simulator::DeviceSettings scanner = Scanner()) {
     tavo.Attach(folder / name, std::move(scanner));
     registry.Attach(name, folder / name);
     return folder / name;
   }
 
-  /// A scanner is plugged in and connected.
+  /// Plugs in a scanner and waits until it is connected.
   void BecomeConnected(simulator::DeviceSettings scanner = Scanner()) {
     tavo.Attach(folder / "usbmodem1", std::move(scanner));
     registry.Plug("usbmodem1", folder / "usbmodem1");
-    ++attempts_;
-    ASSERT_TRUE(WaitFor([&] { return controller.bIsConnected && !controller.bConnecting; }));
-    tavo.WaitUntilRead();
-    mainQueue.RunAll();
+    FinishConnecting();
+    ASSERT_TRUE(controller.bIsConnected);
   }
 
-  /// Connected, with an empty view.
+  /// Starts the program with a scanner, waits until it is connected and clears the view.
   void LaunchConnected(simulator::DeviceSettings scanner = Scanner()) {
     Attach("usbmodem1", std::move(scanner));
     Launch();
@@ -128,18 +117,19 @@ class AppFixture : public ::testing::Test {
 
   /// Presses Synchronize and waits for the end of the run.
   void Synchronize() {
-    const std::size_t before = Ends();
+    const std::size_t ends = Ends();
     synchronize.Press();
-    AwaitEnd(before);
+    AwaitEnd(ends);
   }
+  /// Number of runs that have ended.
   std::size_t Ends() const { return log.Count("-[SyncController SynchronizeFinished]"); }
-  /// Waits until more runs than these have ended.
+  /// Waits until more than `before` runs have ended.
   void AwaitEnd(std::size_t before) {
     ASSERT_TRUE(WaitFor([&] { return Ends() > before; }));
     tavo.WaitUntilRead();
   }
 
-  /// The text of the view, line ends shown as "|".
+  /// The text of the main view, with "|" for line feeds.
   std::string View() {
     mainQueue.RunAll();
     std::string text = view.text();
@@ -152,7 +142,7 @@ class AppFixture : public ::testing::Test {
     view.SetText("");
   }
 
-  /// Attempts to connect so far.
+  /// Number of attempts to connect.
   std::size_t Attempts() const { return log.Count("-[SyncController ConnectThread]"); }
 
   TemporaryFolder folder;
@@ -193,10 +183,9 @@ class AppFixture : public ::testing::Test {
     return own == nullptr ? ours : *own;
   }
 
-  // Attempts that have set bConnecting.
+  // Number of attempts that have set bConnecting.
   std::size_t Started() const {
-    const auto lines = log.lines();
-    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [](auto& line) {
+    return static_cast<std::size_t>(std::ranges::count_if(log.lines(), [](const auto& line) {
       return line.starts_with("-[SyncController TryToConnectTavo]") ||
              line == "-[SyncController StartTavo]";
     }));

@@ -13,13 +13,13 @@
 
 namespace quillet::test {
 
-/// A clock whose time of day is set by the test and whose sleeps are shortened. Sleeps are counted,
-/// so a test can say how long the code would have waited.
+/// A clock whose time of day the test sets. It shortens sleeps and counts them, so that a test can
+/// check how long the program would have waited. Any thread.
 class FakeClock final : public platform::Clock {
  public:
   using Duration = std::chrono::microseconds;
 
-  /// @param speed  how many times shorter than asked for a sleep is
+  /// @param speed  requested duration of a sleep divided by its real duration
   explicit FakeClock(double speed = 1000) : speed_(speed) {}
 
   platform::CalendarTime LocalTime() override {
@@ -27,49 +27,42 @@ class FakeClock final : public platform::Clock {
     return std::exchange(now_, next_.value_or(now_));
   }
 
-  void Set(const platform::CalendarTime& now) {
+  /// Sets the time of day.
+  /// @param next  replaces it after the first call of LocalTime
+  void Set(const platform::CalendarTime& now, std::optional<platform::CalendarTime> next = {}) {
     const std::lock_guard lock(mutex_);
     now_ = now;
-  }
-
-  /// The time of day from the reading after the next on.
-  void SetNext(const platform::CalendarTime& next) {
-    const std::lock_guard lock(mutex_);
     next_ = next;
   }
 
-  /// Goes on by sleeps, and when the test says so.
+  /// The steady time. Sleep and Advance move it on.
   std::chrono::nanoseconds Now() override {
     const std::lock_guard lock(mutex_);
     return steady_;
   }
 
-  /// Moves the steady time on.
   void Advance(std::chrono::nanoseconds passed) {
     const std::lock_guard lock(mutex_);
     steady_ += passed;
   }
 
   void Sleep(Duration duration) override {
-    // The read thread's pauses go on for ever and say nothing.
+    // The read thread sleeps all the time: its pauses are not recorded.
     if (duration != kReadPause) {
-      std::function<void(std::size_t)> hook;
-      std::size_t count = 0;
+      std::function<void()> hook;
       {
         const std::lock_guard lock(mutex_);
         sleeps_.push_back(duration);
         steady_ += std::max(duration, Duration::zero());
-        count = sleeps_.size();
         hook = onSleep_;
       }
-      if (hook) hook(count);
+      if (hook) hook();
     }
-    const auto shortened = std::chrono::duration_cast<std::chrono::nanoseconds>(duration) / speed_;
     std::this_thread::sleep_for(
-        std::max(std::chrono::duration_cast<std::chrono::nanoseconds>(shortened), kShortest));
+        std::max<std::chrono::duration<double>>(duration / speed_, kShortest));
   }
 
-  /// Every sleep so far but the read thread's, in order.
+  /// Every sleep except the read thread's, in order.
   std::vector<Duration> sleeps() const {
     const std::lock_guard lock(mutex_);
     return sleeps_;
@@ -85,15 +78,15 @@ class FakeClock final : public platform::Clock {
     sleeps_.clear();
   }
 
-  /// Calls `hook` before each sleep with the number of sleeps so far, that one included.
-  void OnSleep(std::function<void(std::size_t)> hook) {
+  /// Sets a function that each sleep calls before it waits. sleeps() contains that sleep already.
+  void OnSleep(std::function<void()> hook) {
     const std::lock_guard lock(mutex_);
     onSleep_ = std::move(hook);
   }
 
  private:
   static constexpr Duration kReadPause{200};
-  static constexpr std::chrono::nanoseconds kShortest{20000};
+  static constexpr Duration kShortest{20};
 
   const double speed_;
   mutable std::mutex mutex_;
@@ -101,7 +94,7 @@ class FakeClock final : public platform::Clock {
   platform::CalendarTime now_{2026, 11, 16, 1, 4, 9};
   std::optional<platform::CalendarTime> next_;
   std::vector<Duration> sleeps_;
-  std::function<void(std::size_t)> onSleep_;
+  std::function<void()> onSleep_;
 };
 
 }  // namespace quillet::test

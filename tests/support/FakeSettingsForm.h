@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// A settings window without a window.
+/// The values and texts of a settings window, without controls.
 class FakeSettingsForm final : public platform::SettingsForm {
  public:
   void SetActions(platform::SettingsActions actions) override { actions_ = std::move(actions); }
@@ -28,7 +28,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   }
   FakeWindow& settingsWindow() override { return window_; }
 
-  ///@{ What a user does.
+  ///@{ Acts like the user.
   void Set(bool platform::SettingsValues::*box, bool on) {
     if (std::exchange(values_.*box, on) != on) actions_.changed();
   }
@@ -45,7 +45,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   void Cancel() { actions_.cancel(); }
   ///@}
 
-  ///@{ What a user sees.
+  ///@{ The texts that the window shows.
   const std::string& path() const { return path_; }
   bool pathEnabled() const { return pathEnabled_; }
   const std::string& older() const { return older_; }

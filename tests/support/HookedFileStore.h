@@ -7,7 +7,7 @@
 
 namespace quillet::test {
 
-/// The real files, and a chance to do something while one is being replaced.
+/// The system's files, with a hook that runs before a file is replaced.
 class HookedFileStore final : public platform::FileStore {
  public:
   bool CreateFolder(const std::string& path) override { return files_.CreateFolder(path); }
@@ -19,7 +19,7 @@ class HookedFileStore final : public platform::FileStore {
     return files_.Replace(path, contents);
   }
 
-  std::function<void()> whileReplacing;  ///< called once
+  std::function<void()> whileReplacing;  ///< called by the next Replace only
 
  private:
   platform::posix::PosixFileStore files_;

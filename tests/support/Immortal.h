@@ -5,8 +5,8 @@
 
 namespace quillet::test {
 
-/// Makes an object that is never destroyed, as the program's own: threads that never end go on
-/// using it. The pointer is kept, so that a leak checker sees that it is meant.
+/// Creates an object that is never destroyed, because threads that never end use it. The static
+/// list keeps it reachable for LeakSanitizer.
 template <class T, class... Arguments>
 T& Immortal(Arguments&&... arguments) {
   static std::vector<T*>& kept = *new std::vector<T*>;

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <functional>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,25 +19,36 @@
 
 namespace quillet::test {
 
-/// A session on a scripted line, without threads: the test passes the command thread's turns with
-/// Dispatch, and `answer` says what the scanner answers to each command.
+/// A session on a scripted line, without threads. Dispatch does the work of the command thread, and
+/// `answer` returns the scanner's answer to each command.
 class LumetFixture : public ::testing::Test {
  protected:
   LumetFixture() {
+    lumet.recorddelimiter = 0;
     lumet.setDelegate(&owner);
-    clock.OnSleep([this](std::size_t) { AnswerAtPoll(); });
+    clock.OnSleep([this] { AnswerAtPoll(); });
   }
   ~LumetFixture() override {
     AwaitCommandThread();
     clock.OnSleep(nullptr);
   }
 
-  /// Waits until no command thread uses this object any more, disconnecting if necessary. A test
-  /// whose sleep hook uses its own variables calls this at its end.
+  /// Disconnects and waits until the command thread has ended. A test whose sleep hook uses local
+  /// variables must call this before it returns.
   void AwaitCommandThread() {
     if (lumet.bConnected()) lumet.disconnectTavo();
     if (!log.Has("-[Lumet InitTavo]")) return;
     EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
+  }
+
+  /// A stored record with the data "ABCD".
+  static inline const std::string kRecord =
+      "\x09\x06"
+      "ABCD\x31\x47\x41\x09";
+
+  /// Records of up to 252 bytes as a burst. After 0x03 it is a frame.
+  static std::string Framed(const std::string& records = kRecord) {
+    return std::string{0, 0, static_cast<char>(records.size() + 3)} + records;
   }
 
   void Receive(std::string_view text) {
@@ -46,40 +56,34 @@ class LumetFixture : public ::testing::Test {
                          static_cast<std::int32_t>(text.size()));
   }
 
-  /// Lets the command thread take a number of turns.
+  /// Runs the loop of the command thread `turns` times.
   void Dispatch(int turns = 1) {
     for (int turn = 0; turn < turns; ++turn) lumet.DispatchCommand();
   }
 
-  /// Sends a queued command and receives its answer.
+  /// Sends a queued command and receives `text` as its answer.
   void Exchange(std::string_view text) {
     answer = [text](std::string_view) { return std::string(text); };
     Dispatch();
     answer = nullptr;
   }
 
-  /// Makes the scanner say how many records it holds.
+  /// The answer to "N".
+  static std::string CountAnswer(int records) {
+    return {0, 0, static_cast<char>(records >> 8), static_cast<char>(records), '@'};
+  }
+
+  /// Requests and receives the number of records.
   void Count(int records) {
     lumet.Queue({1, 'N'});
-    Exchange(std::string{0, 0, static_cast<char>(records >> 8), static_cast<char>(records), '@'});
+    Exchange(CountAnswer(records));
   }
 
-  /// Sends a command that is not answered in time, so that its answer is still due afterwards.
-  void Await(std::initializer_list<std::uint8_t> entry) {
-    lumet.Queue(entry);
-    Dispatch();
-    line.Sent();
-  }
-  void AwaitBurst() {
-    Count(1);
-    Await({1, 'P'});
-  }
-  void AwaitRecord() {
-    Count(1);
-    Await({1, 'p'});
-  }
+  /// Requests a burst or a record whose time-out expires. The session still accepts the answer.
+  void AwaitBurst() { Await('P'); }
+  void AwaitRecord() { Await('p'); }
 
-  /// The queued bytes, in order.
+  /// The bytes in the command queue.
   std::string Queued() const {
     std::string bytes;
     for (std::int32_t i = lumet.cmdArray().cmdRead(); i < lumet.cmdArray().cmdWrite(); ++i) {
@@ -88,9 +92,9 @@ class LumetFixture : public ::testing::Test {
     return bytes;
   }
 
-  /// Answers a command, at its first poll; nothing when it returns an empty text.
+  /// Returns the answer to a command, received at the first poll after it. Empty: no answer.
   std::function<std::string(std::string_view command)> answer;
-  std::vector<std::string> commands;  ///< those that were answered
+  std::vector<std::string> commands;  ///< the commands that `answer` has been called with
 
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock = Immortal<FakeClock>(1e6);
@@ -100,6 +104,13 @@ class LumetFixture : public ::testing::Test {
   RecordDownload& download = Immortal<RecordDownload>(log, lumet);
 
  private:
+  void Await(std::uint8_t command) {
+    Count(1);
+    lumet.Queue({1, command});
+    Dispatch();
+    line.Sent();
+  }
+
   void AnswerAtPoll() {
     if (!answer || lumet.bCommandDone() || clock.sleeps().back() != std::chrono::milliseconds(100))
       return;

@@ -4,7 +4,7 @@
 
 namespace quillet::test {
 
-/// A clock that stands still and never waits.
+/// A clock whose time never changes and whose sleeps return at once.
 class NoClock final : public platform::Clock {
  public:
   platform::CalendarTime LocalTime() override { return {}; }

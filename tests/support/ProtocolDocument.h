@@ -9,13 +9,13 @@
 
 namespace quillet::test {
 
-/// A line of an example in docs/protocol.md: words or bytes, two or more blanks, an explanation.
+/// A line of an example in docs/protocol.md: words or bytes, three or more blanks, an explanation.
 struct ExampleLine {
   std::string example;
   std::string explanation;
 };
 
-/// The lines of docs/protocol.md, without their ends.
+/// The lines of docs/protocol.md, without line ends.
 inline std::vector<std::string> ProtocolDocument() {
   std::ifstream file(PROTOCOL_DOCUMENT);
   std::vector<std::string> lines;
@@ -23,8 +23,8 @@ inline std::vector<std::string> ProtocolDocument() {
   return lines;
 }
 
-/// What stands in the example of this name, a block fenced by "```name" and "```". Throws
-/// std::runtime_error when there is none.
+/// The lines of an example: the block between "```name" and "```". Throws std::runtime_error if
+/// there is none.
 inline std::vector<ExampleLine> ProtocolExample(std::string_view name) {
   std::vector<ExampleLine> example;
   bool inside = false;
@@ -43,7 +43,7 @@ inline std::vector<ExampleLine> ProtocolExample(std::string_view name) {
   throw std::runtime_error("docs/protocol.md has no example " + std::string(name));
 }
 
-/// The bytes of "09 06 41".
+/// Converts hexadecimal text such as "09 06 41" to bytes.
 inline std::string BytesOf(std::string_view hexadecimal) {
   std::string bytes;
   for (std::size_t at = 0; at < hexadecimal.size(); at += 3) {

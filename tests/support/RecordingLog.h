@@ -9,26 +9,22 @@
 
 namespace quillet::test {
 
-/// Keeps every line.
+/// A log that keeps every line. Any thread.
 class RecordingLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {
     const std::lock_guard lock(mutex_);
     lines_.emplace_back(line);
   }
-
   std::vector<std::string> lines() const {
     const std::lock_guard lock(mutex_);
     return lines_;
   }
-
   std::size_t Count(std::string_view line) const {
     const std::lock_guard lock(mutex_);
     return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), line));
   }
-
   bool Has(std::string_view line) const { return Count(line) > 0; }
-
   void Clear() {
     const std::lock_guard lock(mutex_);
     lines_.clear();

@@ -9,16 +9,12 @@
 
 namespace quillet::test {
 
-/// Owner of a session that keeps its calls: "done:1", "finished", or the record.
+/// Owner of a session that keeps the calls it gets. Any thread.
 class RecordingOwner final : public LumetDelegate {
  public:
   void TavoInitializationDone(bool connected) override { Add(connected ? "done:1" : "done:0"); }
   void DisplayBarcode(const std::string& record) override {
-    {
-      const std::lock_guard lock(mutex_);
-      calls_.push_back(record);
-      records_.push_back(record);
-    }
+    Add(record);
     if (const auto hook = onRecord) hook();
   }
   void SynchronizeFinished() override {
@@ -26,27 +22,24 @@ class RecordingOwner final : public LumetDelegate {
     if (onFinished) onFinished();
   }
 
-  std::function<void()> onRecord;    ///< called with each record
+  std::function<void()> onRecord;    ///< called after each record
   std::function<void()> onFinished;  ///< called at the end of a download
 
   void Clear() {
     const std::lock_guard lock(mutex_);
     calls_.clear();
-    records_.clear();
   }
-
+  /// "done:1" or "done:0", the record, or "finished" for each call.
   std::vector<std::string> calls() const {
     const std::lock_guard lock(mutex_);
     return calls_;
   }
   std::vector<std::string> records() const {
-    const std::lock_guard lock(mutex_);
-    return records_;
-  }
-  std::size_t Count(std::string_view call) const {
-    std::size_t count = 0;
-    for (const auto& made : calls()) count += made == call ? 1 : 0;
-    return count;
+    auto records = calls();
+    std::erase_if(records, [](const std::string& call) {
+      return call.starts_with("done:") || call == "finished";
+    });
+    return records;
   }
 
  private:
@@ -57,7 +50,6 @@ class RecordingOwner final : public LumetDelegate {
 
   mutable std::mutex mutex_;
   std::vector<std::string> calls_;
-  std::vector<std::string> records_;
 };
 
 }  // namespace quillet::test

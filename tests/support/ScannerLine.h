@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -17,7 +18,7 @@ namespace quillet::test {
 
 using simulator::Bytes;
 
-/// A scanner that is not yet attached, with these records.
+/// Settings of a scanner with these records.
 inline simulator::DeviceSettings Scanner(const std::vector<std::string>& records = {}) {
   simulator::DeviceSettings settings;
   settings.serial = "0000123456";
@@ -28,23 +29,22 @@ inline simulator::DeviceSettings Scanner(const std::vector<std::string>& records
   return settings;
 }
 
-/// Serial lines in memory, each with a scanner that answers at once. Only attached paths can be
-/// opened.
+/// Serial lines in memory with simulated scanners that answer at once. Only attached paths open.
+/// Any thread.
 class ScannerLine final : public platform::SerialLine {
  public:
   void Attach(const std::string& path, simulator::DeviceSettings settings) {
     const std::lock_guard lock(mutex_);
-    scanners_.insert_or_assign(
-        path, simulator::TavoDevice(std::move(settings), [] { return std::chrono::seconds(0); }));
+    scanners_[path].emplace(std::move(settings), [] { return std::chrono::seconds(0); });
   }
 
-  /// A device that can be opened and does not answer.
+  /// Adds a device that opens and never answers.
   void AttachSilent(const std::string& path) {
     const std::lock_guard lock(mutex_);
-    silent_.insert(path);
+    scanners_[path] = std::nullopt;
   }
 
-  /// A barcode is scanned. Returns when the program has received it.
+  /// Scans a barcode and waits until the program has received it.
   void Scan(std::string_view text) {
     {
       const std::lock_guard lock(mutex_);
@@ -55,13 +55,13 @@ class ScannerLine final : public platform::SerialLine {
     WaitUntilRead();
   }
 
-  /// From now on the scanner answers `command` with these bytes.
+  /// Sets the bytes with which the scanner answers `command`.
   void Answer(const std::string& command, const Bytes& answer) {
     const std::lock_guard lock(mutex_);
     answers_[command] = answer;
   }
 
-  /// Delays the answer to `command`; the program's time-outs do not expire until it is sent.
+  /// Delays the next answer to `command` until Release. The program's time-outs wait for it.
   void Hold(const std::string& command) {
     const std::lock_guard lock(mutex_);
     heldCommand_ = command;
@@ -69,7 +69,7 @@ class ScannerLine final : public platform::SerialLine {
   void WaitUntilHeld() {
     WaitUntil([this] { return holding_; });
   }
-  /// Sends the first `count` bytes of the delayed answer.
+  /// Sends the next `count` bytes of the delayed answer.
   void Release(std::size_t count = SIZE_MAX) {
     const std::lock_guard lock(mutex_);
     const auto end = held_.begin() + static_cast<long>(std::min(count, held_.size()));
@@ -78,14 +78,14 @@ class ScannerLine final : public platform::SerialLine {
     holding_ = !held_.empty();
   }
 
-  /// Waits until the program has acted on everything that the scanner has sent.
+  /// Waits until the program has handled all bytes that the scanner has sent.
   void WaitUntilRead() {
     WaitUntil(
         [this] { return unread_.empty() && !reading_ && (!holding_ || role_ == Role::kOther); });
   }
 
-  /// Called before each sleep of the program's threads: waits for the answer that is on the line.
-  /// So no time-out expires on a slow machine. The read thread itself never waits.
+  /// Waits until the pending answer is handled. Called before each sleep of the program's threads,
+  /// it keeps time-outs from expiring on a slow machine. Returns at once on the read thread.
   void Settle(const Word<bool>& connected) {
     if (role_ == Role::kReader) return;
     if (role_ != Role::kConnector) return WaitUntilRead();
@@ -109,8 +109,8 @@ class ScannerLine final : public platform::SerialLine {
     const std::lock_guard lock(mutex_);
     role_ = Role::kConnector;
     const auto found = scanners_.find(path);
-    if (found == scanners_.end() && !silent_.contains(path)) return -1;
-    scanner_ = found == scanners_.end() ? nullptr : &found->second;
+    if (found == scanners_.end()) return -1;
+    scanner_ = found->second ? &*found->second : nullptr;
     open_.insert(++last_);
     return last_;
   }
@@ -157,16 +157,15 @@ class ScannerLine final : public platform::SerialLine {
     });
   }
 
-  static inline thread_local Role role_ = Role::kOther;  // of a thread, by its first call
+  static inline thread_local Role role_ = Role::kOther;  // set by the thread's last call
 
   std::mutex mutex_;
-  std::map<std::string, simulator::TavoDevice> scanners_;
-  std::set<std::string> silent_;
-  simulator::TavoDevice* scanner_ = nullptr;  // at the path opened last
+  std::map<std::string, std::optional<simulator::TavoDevice>> scanners_;  // without: silent
+  simulator::TavoDevice* scanner_ = nullptr;  // of the path opened last; null if silent
   std::set<std::int32_t> open_;
   std::int32_t last_ = 100;
   Bytes unread_;
-  bool reading_ = false;  // the read thread has not returned for more
+  bool reading_ = false;  // the read thread is handling bytes
   std::map<std::string, Bytes> answers_;
   std::string heldCommand_;
   Bytes held_;

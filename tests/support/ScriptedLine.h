@@ -12,8 +12,8 @@
 
 namespace quillet::test {
 
-/// A serial line without a system: every path opens, what is written is kept, and what
-/// Arrive gave is read.
+/// A serial line in memory: every path opens, written bytes are kept, and the bytes passed to
+/// Arrive are read.
 class ScriptedLine final : public platform::SerialLine {
  public:
   std::int32_t Open(const char* path, Access, const platform::LineSettings&) override {
@@ -38,13 +38,13 @@ class ScriptedLine final : public platform::SerialLine {
     closed.push_back(line);
   }
 
-  /// What has been written since the last call.
+  /// Returns the bytes written since the last call.
   std::string Sent() {
     const std::lock_guard lock(mutex_);
     return std::exchange(sent_, {});
   }
 
-  /// Lets bytes arrive.
+  /// Adds bytes to read.
   void Arrive(std::string_view bytes) {
     const std::lock_guard lock(mutex_);
     arrived_.append(bytes);

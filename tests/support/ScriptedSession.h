@@ -12,8 +12,8 @@
 
 namespace quillet::test {
 
-/// A session without threads, waits or system: commands are sent and answers received on the
-/// caller's thread. May be destroyed, since nothing else uses it.
+/// A session in memory without threads or waits: commands are sent and answers received on the
+/// caller's thread. Unlike a session with threads it can be destroyed.
 class ScriptedSession {
   NoClock clock_;
   ScriptedLine line_;
@@ -24,7 +24,7 @@ class ScriptedSession {
     lumet.setDelegate(owner);
   }
 
-  /// The answer of a scanner of one record to "N".
+  /// The answer of a scanner with one record to "N".
   static constexpr std::string_view kCountAnswer{"\0\0\0\1@", 5};
 
   Lumet lumet;
@@ -37,25 +37,25 @@ class ScriptedSession {
     Receive({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   }
 
-  /// Sends a command whose answer is due afterwards, unless one is due already.
+  /// Sends a command, unless another one still waits for its answer.
   void Send(std::initializer_list<std::uint8_t> entry) {
     lumet.Queue(entry);
     lumet.DispatchCommand();
   }
 
-  /// Makes a burst due from a scanner of one record.
+  /// Requests a burst from a scanner with one record. The answer is still missing.
   void SendBurst() {
     SendCount();
     Send({1, 'P'});
   }
 
-  /// Makes a record due from a scanner of one record.
+  /// Requests a record from a scanner with one record. The answer is still missing.
   void SendRecord() {
     SendCount();
     Send({1, 'p'});
   }
 
-  /// Drops what is queued after a burst: its wake-up is not answered.
+  /// Drops the commands queued after a burst, because their wake-up is not answered.
   void DropQueue() { lumet.DispatchCommand(); }
 
  private:

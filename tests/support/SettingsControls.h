@@ -10,7 +10,7 @@ namespace quillet::test {
 
 using platform::SettingsValues;
 
-/// A control of the settings window with its setting. A check box has the values 0 and 1.
+/// A control of the settings window and its setting. A check box has the values 0 and 1.
 class SettingsControl {
  public:
   constexpr SettingsControl(const char* title, std::size_t place,
@@ -46,9 +46,9 @@ class SettingsControl {
     }
   }
 
-  const char* name;      ///< for assistive technology
+  const char* name;      ///< accessible name
   std::size_t position;  ///< in the settings file
-  std::int32_t items;
+  std::int32_t items;    ///< number of values
 
  private:
   Word<std::uint8_t> Settings::*flag_ = nullptr;
@@ -57,7 +57,7 @@ class SettingsControl {
   std::int32_t SettingsValues::*list_ = nullptr;
 };
 
-/// Every control with a setting, in the order of the Tab key.
+/// All controls with a setting, in tab order.
 inline constexpr SettingsControl kSettingsControls[] = {
     {"Symbology", 2, &Settings::bAttachType, &SettingsValues::attachtype},
     {"Time of the scan", 1, &Settings::bAttachTimestamp, &SettingsValues::attachtimestamp},

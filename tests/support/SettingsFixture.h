@@ -14,10 +14,12 @@
 
 namespace quillet::test {
 
-/// The part of the program that handles settings, with a real file and a fake window.
+/// The settings editor with a real file and a fake window.
 class SettingsFixture : public testing::Test {
  protected:
-  /// As a start of the program: a new record, restored from the file.
+  SettingsFixture() { Start(); }
+
+  /// Starts the program: restores new settings from the file.
   void Start() {
     image_ = {};
     settings_ = std::make_unique<Settings>();
@@ -28,6 +30,8 @@ class SettingsFixture : public testing::Test {
   }
 
   Settings& settings() { return *settings_; }
+  std::string filename() { return settings_->filename.Get(); }
+  std::string appname() { return settings_->appname.Get(); }
   SettingsEditor& editor() { return *editor_; }
   void Open() { editor().Open(false); }
   bool IsOpen() { return form.settingsWindow().IsShown(); }

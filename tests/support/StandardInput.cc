@@ -1,8 +1,7 @@
-// Gives every test a descriptor 0 that is /dev/null, as it is when the test runs by itself.
+// Opens /dev/null as descriptor 0 before each test.
 //
-// Closing a channel that was never opened closes descriptor 0, and what is opened next gets its
-// number. A read thread that an earlier test has left behind would read from it then, and a later
-// test's closing would close it.
+// Closing a channel that was never opened closes descriptor 0, and the next file opened gets that
+// number. Read threads of earlier tests would read from the file, and a later test would close it.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

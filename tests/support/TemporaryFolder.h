@@ -24,8 +24,7 @@ inline void PutFile(const std::string& path, std::string_view contents) {
   std::ofstream(path, std::ios::binary) << contents;
 }
 
-/// A folder of the test's own, removed with everything in it at the end. Every user may look into
-/// it.
+/// A new folder, readable by every user. The destructor removes it with its contents.
 class TemporaryFolder {
  public:
   TemporaryFolder() : path_(std::filesystem::temp_directory_path() / "quillet-test-XXXXXX") {
@@ -35,7 +34,7 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder() {
-    chmod(path_.c_str(), 0755);  // a test may have closed it
+    chmod(path_.c_str(), 0755);  // a test may have changed it
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }
@@ -50,7 +49,7 @@ class TemporaryFolder {
     return file;
   }
 
-  /// The names in the folder.
+  /// The names of the files in the folder.
   std::vector<std::string> Names() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path_)) {

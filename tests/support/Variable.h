@@ -6,7 +6,7 @@
 
 namespace quillet::test {
 
-/// Sets a variable of the environment, and puts it back as it was.
+/// Sets an environment variable. The destructor restores its previous value.
 class Variable {
  public:
   Variable(const char* name, const std::string& value) : name_(name) {

@@ -5,8 +5,9 @@
 
 namespace quillet::test {
 
-/// Waits until `condition` holds. The limit is far beyond what a loaded machine needs; reaching it
-/// means that the thing never happens.
+/// Waits until `condition` returns true.
+/// @param limit  much longer than a loaded machine needs
+/// @return false if the limit has passed
 template <class Condition>
 bool WaitFor(Condition&& condition, std::chrono::seconds limit = std::chrono::seconds(60)) {
   const auto end = std::chrono::steady_clock::now() + limit;

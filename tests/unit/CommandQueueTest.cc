@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -10,26 +10,26 @@
 namespace quillet {
 namespace {
 
-TEST(CommandQueueTest, EntriesComeOutInTheOrderOfAppending) {
+TEST(CommandQueueTest, ReturnsEntriesInOrder) {
   CommandQueue queue;
   queue.Append({0x01, 'M'});
   queue.Append({0x03, 'w', '1', '#'});
-  auto head = queue.Head();
-  ASSERT_TRUE(head);
-  EXPECT_EQ(head->type, 'M');
-  EXPECT_EQ(head->commandLength, 1U);
-  ASSERT_TRUE(queue.Consume(*head));
-  head = queue.Head();
-  ASSERT_TRUE(head);
-  EXPECT_EQ(head->type, 'w');
-  EXPECT_EQ(head->commandLength, 3U);
-  EXPECT_EQ(head->command[2], '#');
-  ASSERT_TRUE(queue.Consume(*head));
+  const std::string commands[] = {"M", "w1#"};
+  for (const std::string& command : commands) {
+    const auto head = queue.Head();
+    ASSERT_TRUE(head);
+    EXPECT_EQ(head->type, command[0]);
+    EXPECT_EQ(std::string(head->command.begin(), head->command.begin() + head->commandLength),
+              command);
+    ASSERT_TRUE(queue.Consume(*head));
+  }
   EXPECT_FALSE(queue.Head());
+  queue.Append({0x01});
+  EXPECT_FALSE(queue.Head()) << "a single byte";
 }
 
-TEST(CommandQueueTest, AWakeupIsTwoBytesWhateverItsArgument) {
-  for (const std::uint8_t argument : {std::uint8_t{0}, std::uint8_t{1}, std::uint8_t{7}}) {
+TEST(CommandQueueTest, StoresAWakeupInTwoBytes) {
+  for (std::uint8_t argument = 0; argument < 8; ++argument) {
     CommandQueue queue;
     queue.Append({argument, 'W'});
     queue.Append({0x01, 'N'});
@@ -39,7 +39,7 @@ TEST(CommandQueueTest, AWakeupIsTwoBytesWhateverItsArgument) {
   }
 }
 
-TEST(CommandQueueTest, AnEntryThatDoesNotFitIsRefusedWhole) {
+TEST(CommandQueueTest, RejectsAnEntryThatDoesNotFit) {
   CommandQueue queue;
   int accepted = 0;
   while (queue.Append({0x04, '2', 'Z', 'S', 'G'})) ++accepted;
@@ -51,7 +51,7 @@ TEST(CommandQueueTest, AnEntryThatDoesNotFitIsRefusedWhole) {
   EXPECT_TRUE(queue.Append({0x01, 'M'}));
 }
 
-TEST(CommandQueueTest, WhatWasAppendedAfterAResetSurvivesTheTakingOfAnOlderEntry) {
+TEST(CommandQueueTest, KeepsNewEntriesIfConsumingAnEntryBeforeReset) {
   CommandQueue queue;
   queue.Append({0x01, 'p'});
   const auto old = queue.Head();
@@ -61,7 +61,7 @@ TEST(CommandQueueTest, WhatWasAppendedAfterAResetSurvivesTheTakingOfAnOlderEntry
   EXPECT_EQ(queue.Head()->type, 'W');
 }
 
-TEST(CommandQueueTest, ConcurrentAppendsAndRewindsLoseAndTearNothing) {
+TEST(CommandQueueTest, KeepsEntriesWholeDuringAppendsAndRewinds) {
   CommandQueue queue;
   constexpr int kWriters = 3;
   constexpr int kEntries = 20000;
@@ -94,7 +94,7 @@ TEST(CommandQueueTest, ConcurrentAppendsAndRewindsLoseAndTearNothing) {
     const auto& bytes = entry->command;
     ASSERT_EQ(entry->commandLength, 5U);
     ASSERT_EQ(static_cast<std::uint8_t>(bytes[1] + bytes[2] + bytes[3]), bytes[4]);
-    ASSERT_EQ(bytes[2] << 8 | bytes[3], next[bytes[1]]++) << "of writer " << int{bytes[1]};
+    ASSERT_EQ(bytes[2] << 8 | bytes[3], next[bytes[1]]++) << "writer " << int{bytes[1]};
     ASSERT_TRUE(queue.Consume(*entry));
     ++taken;
   }
@@ -104,7 +104,7 @@ TEST(CommandQueueTest, ConcurrentAppendsAndRewindsLoseAndTearNothing) {
   EXPECT_FALSE(queue.Head());
 }
 
-TEST(CommandQueueTest, AResetTearsNoEntryThatIsBeingLookedAt) {
+TEST(CommandQueueTest, KeepsEntriesWholeDuringResets) {
   CommandQueue queue;
   std::atomic<bool> finished{false};
   std::thread reconnecting([&] {
@@ -116,14 +116,14 @@ TEST(CommandQueueTest, AResetTearsNoEntryThatIsBeingLookedAt) {
       queue.Append({0x05, 'x', 1, 2, 3, 4});
     }
   });
-  int long_entries = 0;
-  while (long_entries < 20000) {
+  int longEntries = 0;
+  while (longEntries < 20000) {
     const auto entry = queue.Head();
     if (!entry) continue;
     if (entry->type == 'x') {
       ASSERT_EQ(entry->commandLength, 5U);
       for (std::uint8_t i = 1; i < 5; ++i) ASSERT_EQ(entry->command[i], i);
-      ++long_entries;
+      ++longEntries;
     } else {
       ASSERT_EQ(entry->commandLength, 1U);
       ASSERT_TRUE((entry->first == 0 && entry->type == 'W') ||
@@ -133,12 +133,6 @@ TEST(CommandQueueTest, AResetTearsNoEntryThatIsBeingLookedAt) {
   }
   finished = true;
   reconnecting.join();
-}
-
-TEST(CommandQueueTest, AByteAloneIsNoEntry) {
-  CommandQueue queue;
-  queue.Append({0x01});
-  EXPECT_FALSE(queue.Head());
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ using test::WaitFor;
 
 using ConnectionManagerTest = test::AppFixture;
 
-TEST_F(ConnectionManagerTest, ConnectDoesNothingWithoutAPort) {
+TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
   Launch();
   ClearView();
   connect.Press();
@@ -17,10 +17,10 @@ TEST_F(ConnectionManagerTest, ConnectDoesNothingWithoutAPort) {
   EXPECT_TRUE(log.Has("-[SyncController connectButton:]"));
 }
 
-TEST_F(ConnectionManagerTest, ButtonsDoNothingUntilTheAttemptEnds) {
-  // When the scanner has answered, the attempt goes on until Connect has been pressed.
+TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAnAttempt) {
+  // After the scanner has answered, the attempt continues until Connect is pressed.
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
-  clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &pressed](std::size_t) {
+  clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &pressed] {
     tavo.Settle(connected);
     if (connected) WaitFor([&] { return pressed.load(); });
   });
@@ -40,13 +40,13 @@ TEST_F(ConnectionManagerTest, ButtonsDoNothingUntilTheAttemptEnds) {
   EXPECT_EQ(Attempts(), 1U);
 }
 
-TEST_F(ConnectionManagerTest, TriesAPortThatAppearsDuringTheWait) {
-  // It is plugged in during the third second; the connection thread sleeps until that is done.
+TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
+  // The third sleep of a second ends after the test has plugged in the device.
   const std::string port = folder / "usbmodem1";
   tavo.AttachSilent(port);
   auto& third = test::Immortal<std::atomic<bool>>(false);
   auto& plugged = test::Immortal<std::atomic<bool>>(false);
-  clock.OnSleep([&clock = clock, &third, &plugged](std::size_t) {
+  clock.OnSleep([&clock = clock, &third, &plugged] {
     if (clock.Count(1s) != 3 || third) return;
     third = true;
     WaitFor([&] { return plugged.load(); });
@@ -58,7 +58,7 @@ TEST_F(ConnectionManagerTest, TriesAPortThatAppearsDuringTheWait) {
   FinishConnecting();
   EXPECT_EQ(View(), "Quillet has started...||Trying to connect...|Trying to connect " + port +
                         ": Failed|Failed to connect to Tavo|");
-  EXPECT_EQ(Attempts(), 1U) << "the arrival started no second attempt";
+  EXPECT_EQ(Attempts(), 1U);
 }
 
 TEST_F(ConnectionManagerTest, ConnectsToTheFirstPortThatAnswers) {
@@ -73,24 +73,24 @@ TEST_F(ConnectionManagerTest, ConnectsToTheFirstPortThatAnswers) {
   EXPECT_EQ(controller.connectedPortString.Get(), "usbmodem3");
   EXPECT_EQ(controller.portIndex, 2);
   EXPECT_EQ(connect.label(), "Disconnect");
-  EXPECT_EQ(workspace.activations(), 1);
+  EXPECT_EQ(workspace.activations, 1);
   EXPECT_EQ(ports.items(), (std::vector<std::string>{"None", "Tavo[123456]"}));
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 
-TEST_F(ConnectionManagerTest, ShowsAReportOfNoConnection) {
+TEST_F(ConnectionManagerTest, ShowsAFailureThatTheSessionReports) {
   StartWith({.syncclock = true, .autosync = true});
   Launch();
   ClearView();
-  const int before = workspace.activations();
+  const int before = workspace.activations;
   controller.TavoInitializationDone(false);
   EXPECT_EQ(View(), "Failed to connect to Tavo|Tavo Time sychronized...|");
   EXPECT_FALSE(controller.bIsConnected);
-  EXPECT_EQ(workspace.activations(), before + 1);
+  EXPECT_EQ(workspace.activations, before + 1);
   EXPECT_FALSE(log.Has("-[SyncController DoSynchronization]"));
 }
 
-TEST_F(ConnectionManagerTest, AnAutomaticRunBlocksNoButton) {
+TEST_F(ConnectionManagerTest, AllowsButtonsDuringAnAutomaticRun) {
   StartWith({.destination = 1, .autosync = true});
   const std::string path = Attach("usbmodem1", test::Scanner({"1"}));
   tavo.Hold("P");
@@ -106,7 +106,7 @@ TEST_F(ConnectionManagerTest, AnAutomaticRunBlocksNoButton) {
   EXPECT_EQ(connect.label(), "Connect");
 }
 
-TEST_F(ConnectionManagerTest, TriesTheSelectedPortWithoutAClosingLine) {
+TEST_F(ConnectionManagerTest, TriesOnlyTheSelectedPortOnConnect) {
   registry.Attach("usbmodem1", "/one");
   registry.Attach("usbmodem2", "/two");
   Launch();
@@ -119,7 +119,7 @@ TEST_F(ConnectionManagerTest, TriesTheSelectedPortWithoutAClosingLine) {
   EXPECT_EQ(controller.portIndex, 1);
 }
 
-TEST_F(ConnectionManagerTest, OpensNothingForAnEntryThatIsNoPort) {
+TEST_F(ConnectionManagerTest, OpensNothingIfTheEntryIsNoPort) {
   registry.Attach("usbmodem1", "/one");
   Launch();
   for (const int entry : {0, 5}) {
@@ -133,7 +133,7 @@ TEST_F(ConnectionManagerTest, OpensNothingForAnEntryThatIsNoPort) {
   EXPECT_EQ(log.Count("-[Lumet connectTavo:]"), 1U);
 }
 
-TEST_F(ConnectionManagerTest, GivesASilentScannerFiveSecondsAndKeepsItOpen) {
+TEST_F(ConnectionManagerTest, WaitsFiveSecondsAndKeepsASilentPortOpen) {
   registry.Attach("usbmodem1", folder / "port");
   tavo.AttachSilent(folder / "port");
   Launch();
@@ -142,7 +142,7 @@ TEST_F(ConnectionManagerTest, GivesASilentScannerFiveSecondsAndKeepsItOpen) {
   EXPECT_TRUE(tavo.IsOpen());
 }
 
-TEST_F(ConnectionManagerTest, KnowsNoPortNameWhenTheAnswerIsLate) {
+TEST_F(ConnectionManagerTest, HasNoPortNameAfterALateAnswer) {
   registry.Attach("usbmodem1", "/absent");
   Launch();
   controller.TavoInitializationDone(true);

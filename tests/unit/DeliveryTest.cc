@@ -23,14 +23,14 @@ class DeliveryTest : public test::AppFixture {
  protected:
   DeliveryTest() { applications.installed = {kEditor}; }
 
-  /// Connected to a scanner, as if the user had chosen this before.
+  /// Starts the program with these settings and connects a scanner with two records.
   void ConnectWith(const test::Choice& choice) {
     StartWith(choice);
     LaunchConnected(test::Scanner({"1", "2"}));
     clock.ForgetSleeps();
   }
 
-  /// The text that a US keyboard would have typed with these keys.
+  /// The text that the posted keys type on a US keyboard.
   std::string Typed() const {
     std::string text;
     for (const Post& post : keyEvents.posts()) {
@@ -49,7 +49,7 @@ class DeliveryTest : public test::AppFixture {
                                         panels, ticker, keyEvents, pasteboard, applications}};
 };
 
-TEST_F(DeliveryTest, PressesAKeyWithItsFlagAndReleasesWithout) {
+TEST_F(DeliveryTest, PressesAKeyWithItsModifier) {
   controller.SendKeyCode(0x80);
   controller.SendKeyCode(36);
   controller.SendCommandAndV();
@@ -58,29 +58,18 @@ TEST_F(DeliveryTest, PressesAKeyWithItsFlagAndReleasesWithout) {
   EXPECT_EQ(SyncController::ConvertFromCharToKeyCode(u'A'), 0x80);
 }
 
-TEST_F(DeliveryTest, TypesARecordWithoutAPause) {
+TEST_F(DeliveryTest, TypesCharactersThatHaveAKeyWithoutAPause) {
+  using namespace std::string_literals;
   delivery.Deliver("Code 128,aB-7\t\n", false);
-  EXPECT_EQ(Typed(), "Code 128,aB-7\t\n");
+  delivery.Deliver("1\r\n", false);
+  delivery.Deliver("2\r", false);
+  delivery.Deliver("a\x01\x7F\x1B\0z"s, false);
+  EXPECT_EQ(Typed(), "Code 128,aB-7\t\n1\n2az");
   EXPECT_TRUE(clock.sleeps().empty());
   EXPECT_TRUE(pasteboard.texts().empty());
 }
 
-TEST_F(DeliveryTest, ACarriageReturnIsNeverTyped) {
-  delivery.Deliver("1\r\n", false);
-  delivery.Deliver("2\r", false);
-  EXPECT_EQ(Typed(), "1\n2");
-}
-
-TEST_F(DeliveryTest, SkipsCharactersWithoutAKey) {
-  using namespace std::string_literals;
-  delivery.Deliver(
-      "a\x01\x7F\x1B"
-      "b\0c"s,
-      false);
-  EXPECT_EQ(Typed(), "abc");
-}
-
-TEST_F(DeliveryTest, PastesWholeButTypesNothingOutsideAscii) {
+TEST_F(DeliveryTest, PastesTextOutsideAsciiButDoesNotTypeIt) {
   delivery.Deliver("12\xC3\xA9\n", false);
   EXPECT_TRUE(keyEvents.posts().empty());
   delivery.Deliver("12\xC3\xA9 \xE2\x82\xAC\r\n", true);
@@ -88,7 +77,7 @@ TEST_F(DeliveryTest, PastesWholeButTypesNothingOutsideAscii) {
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
 }
 
-TEST_F(DeliveryTest, PausesBeforeAndAfterThePastingKey) {
+TEST_F(DeliveryTest, PausesBeforeAndAfterThePasteKeys) {
   std::vector<std::pair<std::string, std::size_t>> steps;
   pasteboard.onSet = [&] { steps.emplace_back("text", clock.sleeps().size()); };
   keyEvents.onPost = [&] { steps.emplace_back("key", clock.sleeps().size()); };
@@ -97,7 +86,7 @@ TEST_F(DeliveryTest, PausesBeforeAndAfterThePastingKey) {
   EXPECT_EQ(clock.sleeps(), (std::vector<test::FakeClock::Duration>{100ms, 100ms}));
 }
 
-TEST_F(DeliveryTest, PastesNothingWhenThePasteboardRefuses) {
+TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   pasteboard.takes = false;
   delivery.Deliver("1", true);
   EXPECT_EQ(log.lines(), Texts{"-[SyncController DisplayBarcode:]:Couldn't set pasteboard"});
@@ -107,7 +96,7 @@ TEST_F(DeliveryTest, PastesNothingWhenThePasteboardRefuses) {
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
 }
 
-TEST_F(DeliveryTest, ChecksTenTimesForTheApplicationWithoutAPause) {
+TEST_F(DeliveryTest, ChecksTheApplicationTenTimesWithoutAPause) {
   for (const int unlisted : {0, 9, 10}) {
     applications.looks = 0;
     applications.running.clear();
@@ -128,10 +117,10 @@ TEST_F(DeliveryTest, ComparesPathsExactly) {
   EXPECT_TRUE(delivery.IsRunning());
 }
 
-/// Every destination that is no file, view or named application.
+/// Destination 2 and numbers outside the table.
 class FrontmostTest : public DeliveryTest, public testing::WithParamInterface<int> {};
 
-TEST_P(FrontmostTest, TypesEveryRecordAndShowsNone) {
+TEST_P(FrontmostTest, TypesEachRecordAndShowsNone) {
   ConnectWith({.destination = GetParam()});
   Synchronize();
   EXPECT_EQ(Typed(), "1\n2\n");
@@ -143,33 +132,33 @@ TEST_P(FrontmostTest, TypesEveryRecordAndShowsNone) {
 
 INSTANTIATE_TEST_SUITE_P(Destinations, FrontmostTest, testing::Values(2, 4, 9, -48));
 
-TEST_F(DeliveryTest, PastesIfChosen) {
+TEST_F(DeliveryTest, PastesEachRecordIfChosen) {
   ConnectWith({.destination = 2, .nonenglish = true});
   Synchronize();
   EXPECT_EQ(pasteboard.texts(), (Texts{"1\r\n", "2\r\n"}));
   EXPECT_EQ(Typed(), "");
 }
 
-TEST_F(DeliveryTest, OpensTheApplicationBeforeTheRunAndEachRecord) {
+TEST_F(DeliveryTest, OpensTheApplicationBeforeRunAndEachRecord) {
   ConnectWith({.destination = 3, .path = kEditor});
   Texts steps;
   keyEvents.onPost = [&] { steps.push_back(std::to_string(applications.opened.size())); };
   Synchronize();
-  EXPECT_EQ(steps, (Texts{"2", "2", "3", "3"})) << "two keys for each record";
+  EXPECT_EQ(steps, (Texts{"2", "2", "3", "3"})) << "each record is two keys";
   EXPECT_EQ(applications.opened, Texts(3, kEditor));
   EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:][/usr/bin/editor]"), 2U);
   EXPECT_EQ(controller.applicationPath.Get(), kEditor);
   EXPECT_TRUE(controller.IsApplicationRunning());
 }
 
-TEST_F(DeliveryTest, TypesOnWithoutTheApplication) {
+TEST_F(DeliveryTest, TypesEvenIfTheApplicationDoesNotOpen) {
   ConnectWith({.destination = 3, .path = "/Applications/TextEdit"});
   Synchronize();
   EXPECT_EQ(log.Count(kNoReference), 3U);
   EXPECT_TRUE(applications.opened.empty());
   EXPECT_EQ(applications.looks, 0);
   applications.opens = false;
-  Choose({.destination = 3, .path = kEditor});
+  Choose(3, kEditor);
   Synchronize();
   EXPECT_EQ(log.Count("-[SyncController RunApplication]:Couldn't open application /usr/bin/editor"),
             3U);

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <array>
 #include <set>
 
 #include "output/KeyTables.h"
@@ -12,8 +11,9 @@ struct Key {
   char16_t plain, shifted;
 };
 
-// What each key of a US keyboard types, in the order of the virtual key codes.
-constexpr std::array<Key, 51> kKeys = {{
+// The characters of each key of a US keyboard, in the order of the virtual key codes. Key 10 does
+// not exist on it: its place is filled with 0xFF.
+constexpr Key kKeys[] = {
     {u'a', u'A'},   {u's', u'S'}, {u'd', u'D'}, {u'f', u'F'},  {u'h', u'H'}, {u'g', u'G'},
     {u'z', u'Z'},   {u'x', u'X'}, {u'c', u'C'}, {u'v', u'V'},  {0xFF, 0xFF}, {u'b', u'B'},
     {u'q', u'Q'},   {u'w', u'W'}, {u'e', u'E'}, {u'r', u'R'},  {u'y', u'Y'}, {u't', u'T'},
@@ -23,39 +23,22 @@ constexpr std::array<Key, 51> kKeys = {{
     {u'\n', u'\n'}, {u'l', u'L'}, {u'j', u'J'}, {u'\'', u'"'}, {u'k', u'K'}, {u';', u':'},
     {u'\\', u'|'},  {u',', u'<'}, {u'/', u'?'}, {u'n', u'N'},  {u'm', u'M'}, {u'.', u'>'},
     {u'\t', u'\t'}, {u' ', u' '}, {u'`', u'~'},
-}};
+};
 
-TEST(KeyTablesTest, EveryKeyTypesItsCharacterPlainAndShifted) {
-  for (std::size_t code = 0; code < kKeys.size(); ++code) {
-    const auto [plain, shifted] = kKeys[code];
+TEST(KeyTablesTest, FindsTheKeyAndShiftOfEachCharacter) {
+  KeyValue code = 0;
+  for (const auto [plain, shifted] : kKeys) {
     EXPECT_EQ(KeyForCharacter(plain), code);
-    EXPECT_EQ(KeyForCharacter(shifted), plain == shifted ? code : code | kShiftBit);
+    EXPECT_EQ(KeyForCharacter(shifted), plain == shifted ? code : code | 0x80);
+    ++code;
   }
 }
 
-TEST(KeyTablesTest, ACapitalIsItsLettersKeyWithShift) {
-  EXPECT_EQ(KeyForCharacter(u'A'), 0x80);
-  EXPECT_EQ(KeyForCharacter(u'a'), 0);
-}
-
-TEST(KeyTablesTest, ACharacterInBothTablesComesWithoutShift) {
-  EXPECT_EQ(KeyForCharacter(u'\n'), 36);
-  EXPECT_EQ(KeyForCharacter(u'\t'), 48);
-  EXPECT_EQ(KeyForCharacter(u' '), 49);
-}
-
-TEST(KeyTablesTest, ACarriageReturnHasNoKey) {
-  EXPECT_EQ(KeyForCharacter(u'\r'), kNoKey);
-}
-
-TEST(KeyTablesTest, TheFillersCharacterFindsKey10) {
-  EXPECT_EQ(KeyForCharacter(0xFF), 10);
-}
-
-TEST(KeyTablesTest, AllOtherCharactersHaveNoKey) {
+TEST(KeyTablesTest, FindsNoKeyForOtherCharacters) {
   std::set<char16_t> typed;
   for (const auto& key : kKeys) typed.insert({key.plain, key.shifted});
-  EXPECT_EQ(typed.size(), 95U + 2U + 1U);
+  EXPECT_EQ(typed.size(), 95U + 2U + 1U) << "ASCII, tab and line feed, the filler";
+  EXPECT_FALSE(typed.contains(u'\r'));
   for (std::uint32_t character = 0; character <= 0xFFFF; ++character) {
     if (typed.contains(static_cast<char16_t>(character))) continue;
     EXPECT_EQ(KeyForCharacter(static_cast<char16_t>(character)), kNoKey) << character;

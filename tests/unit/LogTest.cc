@@ -8,54 +8,54 @@
 namespace quillet {
 namespace {
 
-TEST(LogTest, PiecesMakeOneLine) {
+/// The line that the pieces are logged as.
+template <class... Pieces>
+std::string Logged(const Pieces&... pieces) {
   test::RecordingLog log;
-  Log(log, "-[Lumet X:]", "[", std::int32_t{-3}, ":", std::size_t{7}, ":", Hex{255}, "]");
-  EXPECT_EQ(log.lines(), std::vector<std::string>{"-[Lumet X:][-3:7:ff]"});
+  Log(log, pieces...);
+  return log.lines().at(0);
 }
 
-TEST(LogTest, TheLongestNumbersHaveRoom) {
-  test::RecordingLog log;
-  Log(log, "", std::numeric_limits<std::int64_t>::min(), "", Hex{0xFFFFFFFF},
-      std::numeric_limits<std::uint64_t>::max());
-  EXPECT_EQ(log.lines().back(), "-9223372036854775808ffffffff18446744073709551615");
+TEST(LogTest, JoinsPiecesToOneLine) {
+  EXPECT_EQ(Logged("-[Lumet X:]", "[", std::int32_t{-3}, ":", std::size_t{7}, ":", Hex{255}, "]"),
+            "-[Lumet X:][-3:7:ff]");
 }
 
-TEST(LogTest, ControlCharactersFromOutsideAreMadeVisible) {
-  test::RecordingLog log;
-  Log(log, ForeignText(std::string_view("a\r\n\t\x1b[31m\x7f\0z", 12)));
-  EXPECT_EQ(log.lines().back(), "a\\r\\n\\t\\x1b[31m\\x7f\\x00z");
+TEST(LogTest, WritesTheLongestNumbers) {
+  EXPECT_EQ(Logged("", std::numeric_limits<std::int64_t>::min(), "", Hex{0xFFFFFFFF},
+                   std::numeric_limits<std::uint64_t>::max()),
+            "-9223372036854775808ffffffff18446744073709551615");
 }
 
-TEST(LogTest, CharactersOutsideAsciiStayUnlessTheyAreControlCharactersOrBroken) {
-  test::RecordingLog log;
-  Log(log, ForeignText("\xC3\xA9 \xE2\x82\xAC"));
-  EXPECT_EQ(log.lines().back(), "\xC3\xA9 \xE2\x82\xAC");
-  Log(log, ForeignText("\xC2\x9B"
-                       "31m\xC2\xA0"));
-  EXPECT_EQ(log.lines().back(), "\\xc2\\x9b31m\xC2\xA0");
-  Log(log, ForeignText("\x9B \xC3"));
-  EXPECT_EQ(log.lines().back(), "\\x9b \\xc3");
+TEST(LogTest, EscapesControlCharactersAndBrokenUtf8) {
+  const std::pair<std::string_view, const char*> cases[] = {
+      {std::string_view("a\r\n\t\x1b[31m\x7f\0z", 12), "a\\r\\n\\t\\x1b[31m\\x7f\\x00z"},
+      {"\xC2\x9B"
+       "31m",
+       "\\xc2\\x9b31m"},
+      {"\x9B \xC3", "\\x9b \\xc3"},
+  };
+  for (const auto& [text, line] : cases) EXPECT_EQ(Logged(ForeignText(text)), line);
 }
 
-TEST(LogTest, CharactersThatRearrangeOthersAreMadeVisible) {
-  test::RecordingLog log;
-  Log(log, ForeignText("a\xE2\x80\xAE"
-                       "b\xE2\x80\xA8"
-                       "c\xE2\x81\xA6\xD8\x9C\xEF\xBB\xBF"));
-  EXPECT_EQ(log.lines().back(),
+TEST(LogTest, EscapesCharactersThatReorderText) {
+  EXPECT_EQ(Logged(ForeignText("a\xE2\x80\xAE"
+                               "b\xE2\x80\xA8"
+                               "c\xE2\x81\xA6\xD8\x9C\xEF\xBB\xBF")),
             "a\\xe2\\x80\\xaeb\\xe2\\x80\\xa8c\\xe2\\x81\\xa6\\xd8\\x9c\\xef\\xbb\\xbf");
-  Log(log, ForeignText("\xE2\x80\x93\xE2\x80\x99\xE2\x81\x84"));
-  EXPECT_EQ(log.lines().back(), "\xE2\x80\x93\xE2\x80\x99\xE2\x81\x84");
 }
 
-TEST(LogTest, ReceivedBytesEndAtTheirFirstNul) {
-  test::RecordingLog log;
+TEST(LogTest, KeepsOtherCharactersOutsideAscii) {
+  for (const char* text :
+       {"\xC3\xA9 \xE2\x82\xAC\xC2\xA0", "\xE2\x80\x93\xE2\x80\x99\xE2\x81\x84"}) {
+    EXPECT_EQ(Logged(ForeignText(text)), text);
+  }
+}
+
+TEST(LogTest, EndsReceivedBytesAtTheirFirstNul) {
   const std::uint8_t bytes[] = {'a', 'b', 0, 'c'};
-  Log(log, ForeignText(bytes, 4));
-  EXPECT_EQ(log.lines().back(), "ab");
-  Log(log, ForeignText(bytes, 1));
-  EXPECT_EQ(log.lines().back(), "a");
+  EXPECT_EQ(Logged(ForeignText(bytes, 4)), "ab");
+  EXPECT_EQ(Logged(ForeignText(bytes, 1)), "a");
 }
 
 }  // namespace

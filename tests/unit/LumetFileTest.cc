@@ -20,18 +20,25 @@ class LumetFileTest : public ::testing::Test {
     return ResolveSyncFileName(configured, [&] { return file.GetSyncFileName(serial); });
   }
 
+  /// Creates the data folder and writes the settings file in it.
+  void PutSettings(std::string_view contents) {
+    file.CreateBarcodeDirectory();
+    PutFile(settingsPath, contents);
+  }
+
   test::TemporaryFolder folder;
   test::RecordingLog log;
   test::FakeClock clock;
   platform::posix::PosixFileStore files;
   LumetFile file{log, clock, files, folder / "Shared/QuilletData"};
   SerialNumberField serial{"0000123456"};
+  const std::string path = folder / "out.txt";
+  const std::string settingsPath = folder / "Shared/QuilletData/QuilletRegistry.txt";
 };
 
-TEST_F(LumetFileTest, APathWithoutThePlaceholderIsWrittenAsGivenReplacingOrGrowing) {
-  const std::string path = folder / "out.txt";
-  EXPECT_EQ(Resolve(path), path);
-  file.WriteDataToFile(path, "one", false, false);
+TEST_F(LumetFileTest, ReplacesOrAppendsToTheFile) {
+  file.WriteDataToFile(path, "one", false, true);
+  EXPECT_EQ(FileContents(path), "one") << "creates a missing file";
   file.WriteDataToFile(path, "two", false, false);
   EXPECT_EQ(FileContents(path), "two");
   file.WriteDataToFile(path, "three", false, true);
@@ -39,107 +46,82 @@ TEST_F(LumetFileTest, APathWithoutThePlaceholderIsWrittenAsGivenReplacingOrGrowi
   EXPECT_EQ(log.Count("Success"), 3U);
 }
 
-TEST_F(LumetFileTest, TwoRunsWithinASecondShareTheirNameAndTheSecondReplacesTheFirst) {
-  const std::string configured = folder.path() + kPlaceholder;
-  const std::string first = Resolve(configured);
-  EXPECT_EQ(first, folder.path() + "123456_20140305_140709.txt");
-  EXPECT_EQ(Resolve(configured), first);
-  file.WriteDataToFile(first, "one", false, false);
-  file.WriteDataToFile(Resolve(configured), "two", false, false);
-  EXPECT_EQ(FileContents(first), "two");
-  file.WriteDataToFile(Resolve(configured), "three", false, true);
-  EXPECT_EQ(FileContents(first), "twothree");
-  std::filesystem::remove(first);
-}
-
-TEST_F(LumetFileTest, APlaceholderThatStandsTwiceGetsTheSameNameInBothPlaces) {
+TEST_F(LumetFileTest, ReplacesEachPlaceholderInAPath) {
+  EXPECT_EQ(Resolve("/a/out.txt"), "/a/out.txt");
+  EXPECT_EQ(Resolve(std::string("/a") + kPlaceholder), "/a123456_20140305_140709.txt");
   EXPECT_EQ(Resolve("/a/sn_timestamp.txt/b/sn_timestamp.txt"),
             "/a123456_20140305_140709.txt/b123456_20140305_140709.txt");
 }
 
-TEST_F(LumetFileTest, BeforeAnyScannerTheNameBeginsWithSixZeros) {
+TEST_F(LumetFileTest, NamesFilesByTheSafePartOfTheSerialNumber) {
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("0000000000")), "000000_20140305_140709.txt");
-}
-
-TEST_F(LumetFileTest, AGarbledSerialNumberLeadsIntoNoOtherFolder) {
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234/../\x1b\x7f")),
             "_..____20140305_140709.txt");
 }
 
-TEST_F(LumetFileTest, AppendingToAFileThatIsNotThereCreatesItWithTheNewDataOnly) {
-  file.WriteDataToFile(folder / "new.txt", "data", false, true);
-  EXPECT_EQ(FileContents(folder / "new.txt"), "data");
-}
-
-TEST_F(LumetFileTest, NothingButTheSettingsFileIsRead) {
-  file.CreateBarcodeDirectory();
-  PutFile(file.dataFolder() + "/QuilletRegistry.txt", "settings");
+TEST_F(LumetFileTest, ReadsOnlyTheSettingsFile) {
   char buffer[16] = "untouched";
+  EXPECT_FALSE(file.ReadRegistry(buffer));
+  PutSettings("settings");
   EXPECT_FALSE(file.ReadDataFromFile(buffer, false));
   EXPECT_STREQ(buffer, "untouched");
   EXPECT_TRUE(file.ReadDataFromFile(buffer, true));
   EXPECT_STREQ(buffer, "settings");
 }
 
-TEST_F(LumetFileTest, TheFolderIsCreatedWithThoseAboveIt) {
+TEST_F(LumetFileTest, CreatesTheDataFolderAndItsParents) {
   file.CreateBarcodeDirectory();
   EXPECT_TRUE(std::filesystem::is_directory(folder / "Shared/QuilletData"));
   file.CreateBarcodeDirectory();
-  EXPECT_EQ(log.lines(), (std::vector<std::string>{"-[LumetFile CreateBarcodeDirectory]",
-                                                   "-[LumetFile CreateBarcodeDirectory]"}));
+  EXPECT_EQ(log.lines(), std::vector<std::string>(2, "-[LumetFile CreateBarcodeDirectory]"));
 }
 
-TEST_F(LumetFileTest, AFolderThatCannotBeCreatedIsLogged) {
-  PutFile(folder / "Shared", "a file stands here");
+TEST_F(LumetFileTest, LogsIfItCannotCreateTheDataFolder) {
+  PutFile(folder / "Shared", "a file in place of the folder");
   file.CreateBarcodeDirectory();
   EXPECT_TRUE(log.Has("Error to create directory " + file.dataFolder()));
 }
 
-TEST_F(LumetFileTest, AFailedWriteIsLoggedAndHarmsNothing) {
+TEST_F(LumetFileTest, LogsIfItCannotWrite) {
   const std::string absent = folder / "absent/out.txt";
   file.WriteDataToFile(absent, "data", true, false);
   EXPECT_TRUE(log.Has("-[LumetFile WriteDataToFile::::][" + absent + "]data"));
   EXPECT_TRUE(log.Has("Fail to write"));
 }
 
-TEST_F(LumetFileTest, TheTextThatAFileHeldIsKeptInFrontWhateverItsEncoding) {
-  const std::string path = folder / "out.txt";
-  PutFile(path, std::string("\xFF\xFE"
-                            "a\0",
-                            4));
-  file.WriteDataToFile(path, "b", false, true);
-  EXPECT_EQ(FileContents(path), "ab");
-  PutFile(path, "\xE9");
-  file.WriteDataToFile(path, "b", false, true);
-  EXPECT_EQ(FileContents(path),
-            "\xC3\xA9"
-            "b");
+TEST_F(LumetFileTest, ConvertsTheOldTextToUtf8WhenAppending) {
+  const std::pair<std::string, const char*> cases[] = {
+      {std::string("\xFF\xFE"
+                   "a\0",
+                   4),
+       "ab"},
+      {"\xE9",
+       "\xC3\xA9"
+       "b"},
+  };
+  for (const auto& [old, both] : cases) {
+    PutFile(path, old);
+    file.WriteDataToFile(path, "b", false, true);
+    EXPECT_EQ(FileContents(path), both);
+  }
 }
 
-TEST_F(LumetFileTest, AMissingSettingsFileLeavesTheBufferAlone) {
-  char buffer[16] = "untouched";
-  EXPECT_FALSE(file.ReadRegistry(buffer));
-  EXPECT_STREQ(buffer, "untouched");
-}
-
-TEST_F(LumetFileTest, ALongSettingsFileIsCutToTheBuffer) {
-  file.CreateBarcodeDirectory();
-  PutFile(file.dataFolder() + "/QuilletRegistry.txt", std::string(5000, 'x'));
+TEST_F(LumetFileTest, CutsSettingsAtTheEndOfTheBuffer) {
+  PutSettings(std::string(5000, 'x'));
   char buffer[8];
   EXPECT_TRUE(file.ReadRegistry(buffer));
   EXPECT_STREQ(buffer, "xxxxxxx");
 }
 
-TEST_F(LumetFileTest, TheSettingsAreSavedUpToTheirFirstNul) {
+TEST_F(LumetFileTest, SavesSettingsUpToTheFirstNul) {
   file.CreateBarcodeDirectory();
   const char image[] = {'a', 'b', '\0', 'c', '\0'};
   file.SaveRegistry(image);
-  EXPECT_EQ(FileContents(file.dataFolder() + "/QuilletRegistry.txt"), "ab");
+  EXPECT_EQ(FileContents(settingsPath), "ab");
 }
 
-TEST_F(LumetFileTest, TheDataFolderOfTheProductIsShared) {
-  LumetFile product(log, clock, files);
-  EXPECT_EQ(product.dataFolder(), "/Users/Shared/QuilletData");
+TEST_F(LumetFileTest, HasASharedDataFolderByDefault) {
+  EXPECT_EQ(LumetFile(log, clock, files).dataFolder(), "/Users/Shared/QuilletData");
 }
 
 }  // namespace

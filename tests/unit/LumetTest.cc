@@ -15,19 +15,20 @@ using namespace std::string_literals;
 using test::WaitFor;
 
 constexpr std::string_view kStartCommands("\0W\x01M\x01V\x03w1#", 10);
-const std::string kScan = "\x09\x06"s + "ABCD\x31\x47\x41\x09";
-const std::string kScanFrame = "\x03\0\0\x0D"s + kScan;
-const std::string kBurst = "\0\0\x0D"s + kScan;
+using Texts = std::vector<std::string>;
 
 class LumetTest : public test::LumetFixture {
  protected:
-  LumetTest() { lumet.recorddelimiter = 0; }
-
   std::string Serial() const { return lumet.returnSerialNumber().TextFrom(0); }
 
-  bool IsOf300Series(std::string_view firmware) {
-    lumet.GetFWVersion();
-    Exchange(std::string(firmware) + "@");
+  /// Sends a command and receives its answer.
+  void Ask(void (Lumet::*command)(), std::string_view text) {
+    (lumet.*command)();
+    Exchange(text);
+  }
+
+  bool IsOf300Series(const std::string& firmware) {
+    Ask(&Lumet::GetFWVersion, firmware + "@");
     EXPECT_EQ(lumet.FWVersion.TextFrom(0), firmware);
     return lumet.bTavo300 != 0;
   }
@@ -37,62 +38,45 @@ class LumetTest : public test::LumetFixture {
   }
 };
 
-// --- Answers ------------------------------------------------------------------------------------
+// --- Received bytes -----------------------------------------------------------------------------
 
-TEST_F(LumetTest, StoresTheSerialNumberUpToItsTerminator) {
-  lumet.GetSerialNumber();
-  Exchange("1234567890@");
-  EXPECT_EQ(Serial(), "1234567890");
+TEST_F(LumetTest, StoresIdentityTextsUpToTheTerminator) {
+  const struct {
+    void (Lumet::*command)();
+    std::string text, identity;
+  } cases[] = {
+      {&Lumet::GetAssetNumber, "ASSET-7@", "0000000000|0.00.00000|ASSET-7"},
+      {&Lumet::GetSerialNumber, "1234567890@", "1234567890|0.00.00000|ASSET-7"},
+      {&Lumet::GetSerialNumber, "\x03\0\0\x09"s + "12@34!", "|0.00.00000|ASSET-7"},
+      {&Lumet::GetSerialNumber, std::string(300, '7') + "@", "7777777777|0.00.00000|ASSET-7"},
+      {&Lumet::GetFWVersion, std::string(300, '8') + "@", "7777777777|8888888888|ASSET-7"},
+      {&Lumet::GetAssetNumber, std::string(300, '9') + "@",
+       "7777777777|8888888888|" + std::string(32, '9')},
+      {&Lumet::GetAssetNumber, "!", "7777777777|8888888888|"},
+      {&Lumet::GetSerialNumber, "!", "|8888888888|"},
+      {&Lumet::GetFWVersion, "!", "||"},
+  };
+  for (const auto& [command, text, identity] : cases) {
+    Ask(command, text);
+    EXPECT_EQ(Serial() + "|" + lumet.FWVersion.TextFrom(0) + "|" + lumet.AssetNumber.TextFrom(0),
+              identity);
+    EXPECT_TRUE(lumet.bCommandDone());
+  }
   EXPECT_TRUE(log.Has("-[Lumet HandleCommandData::][1234567890@:11:11:4d]"));
-  EXPECT_TRUE(lumet.bCommandDone());
-  lumet.GetSerialNumber();
-  Exchange("\x03\0\0\x09"s + "12@34!");
-  EXPECT_EQ(Serial(), std::string()) << "the length bytes begin with a NUL";
 }
 
-TEST_F(LumetTest, EmptiesIdentityTextsOnABareTerminator) {
-  lumet.GetSerialNumber();
-  Exchange("!");
-  EXPECT_EQ(Serial(), "");
-  lumet.GetFWVersion();
-  Exchange("!");
-  EXPECT_EQ(lumet.FWVersion.TextFrom(0), "");
-  lumet.GetAssetNumber();
-  Exchange("ASSET-7@");
-  EXPECT_EQ(lumet.AssetNumber.TextFrom(0), "ASSET-7");
-  lumet.GetAssetNumber();
-  Exchange("!");
-  EXPECT_EQ(lumet.AssetNumber.TextFrom(0), "");
+TEST_F(LumetTest, ReadsTheCountFromFourBytes) {
+  // 8,448 is 00 00 21 00. The '!' (21) ends the answer, so the fourth byte is the previous one.
+  const std::pair<std::string, int> cases[] = {
+      {"\0\0\0\x21"s, 33}, {"\0\0\0\x40"s, 64}, {"\0\0\x21"s, 0x2140}};
+  for (const auto& [text, count] : cases) {
+    lumet.Queue({1, 'N'});
+    Exchange(text);
+    EXPECT_EQ(lumet.SyncEndIndex(), count);
+  }
 }
 
-TEST_F(LumetTest, CutsAnswersLongerThanTheirField) {
-  lumet.GetSerialNumber();
-  Exchange(std::string(300, '7') + "@");
-  EXPECT_EQ(Serial(), "7777777777");
-  EXPECT_EQ(lumet.FWVersion.TextFrom(0), "0.00.00000");
-  lumet.GetFWVersion();
-  Exchange(std::string(300, '8') + "@");
-  EXPECT_EQ(lumet.FWVersion.TextFrom(0), "8888888888");
-  lumet.GetAssetNumber();
-  Exchange(std::string(300, '9') + "@");
-  EXPECT_EQ(lumet.AssetNumber.TextFrom(0), std::string(32, '9'));
-  EXPECT_EQ(Serial(), "7777777777");
-}
-
-TEST_F(LumetTest, TakesTheCountFromFourBytes) {
-  lumet.Queue({1, 'N'});
-  Exchange("\0\0\0\x21"s);
-  EXPECT_EQ(lumet.SyncEndIndex(), 33);
-  lumet.Queue({1, 'N'});
-  Exchange("\0\0\0\x40"s);
-  EXPECT_EQ(lumet.SyncEndIndex(), 64);
-  // 8,448 is 00 00 21 00: '!' ends the answer early, and the fourth byte is the previous one.
-  lumet.Queue({1, 'N'});
-  Exchange("\0\0\x21"s);
-  EXPECT_EQ(lumet.SyncEndIndex(), 0x2140);
-}
-
-TEST_F(LumetTest, RecognisesThe300SeriesByItsFirmware) {
+TEST_F(LumetTest, RecognizesThe300SeriesByItsFirmware) {
   for (const char* firmware : {"1.00.45010", "1.00.42010", "1.00.30010", "1.20.31010"}) {
     EXPECT_TRUE(IsOf300Series(firmware)) << firmware;
   }
@@ -100,7 +84,7 @@ TEST_F(LumetTest, RecognisesThe300SeriesByItsFirmware) {
     EXPECT_FALSE(IsOf300Series(firmware)) << firmware;
   }
   EXPECT_TRUE(log.Has("-[Lumet InitialSetting]"));
-  // After "1.0" and its NUL, characters 5 and 6 are those of the previous answer.
+  // A short answer leaves characters 5 and 6 of the previous one in the field.
   ASSERT_TRUE(IsOf300Series("1.00.42010"));
   EXPECT_TRUE(IsOf300Series("1.0"));
 }
@@ -112,89 +96,75 @@ TEST_F(LumetTest, SetsTheClockAfterTheWedgeModeAnswer) {
   EXPECT_EQ(Queued(), "\x07\x43\x1A\x0B\x10\x01\x04\x09");
   EXPECT_TRUE(owner.calls().empty());
   Exchange("@");
-  EXPECT_EQ(owner.calls(), std::vector<std::string>{"done:1"});
+  EXPECT_EQ(owner.calls(), Texts{"done:1"});
 }
 
 TEST_F(LumetTest, ReadsTheClockTwiceToSetIt) {
-  clock.Set({2026, 11, 16, 23, 59, 59});
-  clock.SetNext({2026, 11, 17, 0, 0, 0});
+  clock.Set({2026, 11, 16, 23, 59, 59}, {{2026, 11, 17, 0, 0, 0}});
   lumet.SyncTavoClock();
-  EXPECT_EQ(Queued(), "\x07\x43\x1A\x0B\x10\0\0\0"s) << "date of the first, time of the second";
+  EXPECT_EQ(Queued(), "\x07\x43\x1A\x0B\x10\0\0\0"s) << "date of the 16th, time of the 17th";
 }
 
-TEST_F(LumetTest, IsReadyAtOnceWithClockSettingOff) {
+TEST_F(LumetTest, IsReadyWithoutSettingTheClockIfOff) {
   lumet.bSyncClock = 0;
   lumet.SyncTavoClock();
   EXPECT_EQ(Queued(), "");
-  EXPECT_EQ(owner.calls(), std::vector<std::string>{"done:1"});
+  EXPECT_EQ(owner.calls(), Texts{"done:1"});
 }
 
-TEST_F(LumetTest, ReportsTheEndAfterTheCommandIsDone) {
+TEST_F(LumetTest, ReportsTheEndAfterTheClosingCommand) {
   bool done = false;
   owner.onFinished = [&] { done = lumet.bCommandDone(); };
   lumet.Queue({3, '1', 'S', '0'});
   Exchange("@");
-  EXPECT_EQ(owner.calls(), std::vector<std::string>{"finished"});
+  EXPECT_EQ(commands, Texts{"GS0"});
+  EXPECT_EQ(lumet.commandType(), '1');
+  EXPECT_EQ(owner.calls(), Texts{"finished"});
   EXPECT_TRUE(done);
-}
-
-TEST_F(LumetTest, DiscardsAnswersThatNoCommandWaitsFor) {
-  lumet.GetSerialNumber();
-  Exchange("1234567890@");
-  Receive("abc@");
-  EXPECT_EQ(Serial(), "1234567890");
-  EXPECT_EQ(lumet.receive().writePtr(), 0);
 }
 
 TEST_F(LumetTest, ReadsBytesAfterAnAnswerWithoutACommand) {
   AwaitRecord();
-  // The frame answers the record command; the same bytes again are a record nobody requested.
-  Receive(kScanFrame + "x@" + kScanFrame + "@" + "y@");
-  EXPECT_EQ(owner.records(), (std::vector<std::string>{"ABCD", "ABCD"}));
+  // The first frame answers the command. The second one is an unsolicited record.
+  Receive("\x03" + Framed() + "x@\x03" + Framed() + "@y@");
+  EXPECT_EQ(owner.records(), (Texts{"ABCD", "ABCD"}));
 }
 
-TEST_F(LumetTest, FormatsAnUnsolicitedFrameAfterItsEndMark) {
-  Receive(kScanFrame + "x");
-  EXPECT_TRUE(owner.records().empty());
-  Receive("@");
-  EXPECT_EQ(owner.records(), std::vector<std::string>{"ABCD"});
-}
-
-TEST_F(LumetTest, KeepsABurstAnnouncedWhileARecordIsDelivered) {
+TEST_F(LumetTest, ExpectsABurstAnnouncedDuringADelivery) {
   owner.onRecord = [this] {
     owner.onRecord = nullptr;
     lumet.ExpectBurst();
   };
-  Receive(kScanFrame + "@");
+  Receive("\x03" + Framed() + "@");
   EXPECT_EQ(lumet.receive().state(), kBurstLength);
 }
 
-TEST_F(LumetTest, DeliversABurstEvenIfNoCommandWaits) {
+TEST_F(LumetTest, DeliversABurstWithoutACommand) {
   AwaitBurst();
-  lumet.HandleCommandData(nullptr, 0);  // the answer due is over
+  lumet.HandleCommandData(nullptr, 0);  // ends the command
   lumet.ExpectBurst();
   owner.Clear();
-  Receive(kBurst);
-  EXPECT_EQ(owner.records(), std::vector<std::string>{"ABCD"});
+  Receive(Framed());
+  EXPECT_EQ(owner.records(), Texts{"ABCD"});
 }
 
-TEST_F(LumetTest, SurvivesABurstLargerThanTheBuffer) {
+TEST_F(LumetTest, DeliversWhatFitsOfABurstLargerThanTheBuffer) {
   AwaitBurst();
   constexpr std::size_t kTotal = ReceiveMachine::kBufferSize + 200;
   std::string burst{static_cast<char>(kTotal >> 16), static_cast<char>(kTotal >> 8 & 0xFF),
                     static_cast<char>(kTotal & 0xFF)};
-  // Records of 100 bytes; the one that crosses the end of the buffer and the rest are left out.
+  // Records of 100 bytes. The record that crosses the end of the buffer is left out.
   while (burst.size() < kTotal) burst += "\x63\x06" + std::string(98, 'd');
   Receive(burst.substr(0, kTotal));
   EXPECT_EQ(owner.records().size(), (ReceiveMachine::kBufferSize - 3) / 100U);
   EXPECT_EQ(owner.records().back(), std::string(94, 'd'));
-  lumet.GetSerialNumber();
   answer = [](std::string_view) { return "1234567890@"; };
+  lumet.GetSerialNumber();
   Dispatch(4);
   EXPECT_EQ(Serial(), "1234567890");
 }
 
-TEST_F(LumetTest, LogsReceivedBytesWithoutControlCharacters) {
+TEST_F(LumetTest, LogsReceivedBytesEscapedAndUpToTheirCount) {
   Receive("ab\x1b[2J\r");
   EXPECT_TRUE(log.Has("-[Lumet DataFromDevice::][ab\\x1b[2J\\r:7]"));
   Receive(std::string(2999, 'z'));  // not followed by a NUL
@@ -209,12 +179,12 @@ TEST_F(LumetTest, LogsReceivedBytesWithoutControlCharacters) {
 struct StateCase {
   std::int32_t state;
   bool burst;
-  std::string bytes;  // bring the receive path into the state
+  std::string bytes;  // that lead to the state
 };
 
 class LumetStateTest : public LumetTest, public testing::WithParamInterface<StateCase> {};
 
-TEST_P(LumetStateTest, RewindsAnEmptyQueueOnAnyByte) {
+TEST_P(LumetStateTest, RewindsAnEmptyQueueOnEachByte) {
   if (GetParam().burst) lumet.ExpectBurst();
   Receive(GetParam().bytes);
   ASSERT_EQ(lumet.receive().state(), GetParam().state);
@@ -226,7 +196,7 @@ TEST_P(LumetStateTest, RewindsAnEmptyQueueOnAnyByte) {
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 0);
   lumet.EraseTavoMemory();
   Receive("x");
-  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 2) << "a waiting entry stays";
+  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 2) << "the entry is not sent yet";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -252,19 +222,12 @@ TEST_F(LumetTest, QueuesEachDeviceCommand) {
             "E\x03w1#\x03w0#");
 }
 
-TEST_F(LumetTest, SendsAndReturnsAtOnceWithWaitFactorZero) {
+TEST_F(LumetTest, SendsWithoutWaitingIfTheWaitFactorIsZero) {
   lumet.SetCommand("M");
   EXPECT_EQ(lumet.SendCommandAndWait(0), 0);
   EXPECT_EQ(line.Sent(), "M");
   EXPECT_EQ(clock.sleeps(), std::vector<test::FakeClock::Duration>{1ms});
   EXPECT_FALSE(lumet.bCommandDone());
-}
-
-TEST_F(LumetTest, SendsATaggedEntryWithGAndKeepsItsTag) {
-  lumet.Queue({3, '1', 'S', '0'});
-  Exchange("@");
-  EXPECT_EQ(commands, std::vector<std::string>{"GS0"});
-  EXPECT_EQ(lumet.commandType(), '1');
 }
 
 TEST_F(LumetTest, LogsCommandsWithTextAndLength) {
@@ -274,22 +237,14 @@ TEST_F(LumetTest, LogsCommandsWithTextAndLength) {
   EXPECT_TRUE(log.Has("-[Lumet SendCommand][w1#:3]"));
 }
 
-TEST_F(LumetTest, IgnoresTheArgumentOfAWakeup) {
-  for (const bool flag : {false, true}) {
-    lumet.WakeupTavo(flag);
-    Exchange("@");
-  }
-  EXPECT_EQ(commands, (std::vector<std::string>{"W", "W"}));
-}
-
 TEST_F(LumetTest, SendsThreeNulsBeforeAWakeupAfterA01Command) {
   lumet.SetCommand("\x01");
   lumet.WakeupTavo(false);
-  lumet.HandleCommandData(nullptr, 0);  // no answer is due
+  lumet.HandleCommandData(nullptr, 0);  // ends the command
   Exchange("@");
   lumet.WakeupTavo(true);
   Exchange("@");
-  EXPECT_EQ(commands, (std::vector<std::string>{"\0\0\0W"s, "W"}));
+  EXPECT_EQ(commands, (Texts{"\0\0\0W"s, "W"}));
 }
 
 TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
@@ -298,7 +253,7 @@ TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
   Receive("\x03\0\0\x09"s + "ab");
   Dispatch();
   EXPECT_EQ(line.Sent(), "WWWWW");
-  EXPECT_EQ(clock.Count(100ms), 25U) << "five attempts of half a second";
+  EXPECT_EQ(clock.Count(100ms), 25U) << "five times 0.5 s";
   EXPECT_EQ(Queued(), "");
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 0);
   EXPECT_EQ(lumet.receive().state(), 0);
@@ -310,20 +265,20 @@ TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
 TEST_F(LumetTest, KeepsANewConnectionsCommandsAfterAFailedWakeup) {
   lumet.WakeupTavo(false);
   std::atomic<bool> reconnected = false;
-  clock.OnSleep([&](std::size_t) {
+  clock.OnSleep([&] {
     if (clock.Count(100ms) != 3 || reconnected.exchange(true)) return;
     lumet.InitTavo();
     Receive("\x03\0\0\x09"s + "ab");
   });
   Dispatch();
   EXPECT_EQ(Queued(), kStartCommands);
-  EXPECT_EQ(lumet.receive().writePtr(), 5) << "what the new connection has received stays";
+  EXPECT_EQ(lumet.receive().writePtr(), 5) << "bytes of the new connection";
   EXPECT_TRUE(lumet.bCommandDone());
   AwaitCommandThread();
 }
 
-TEST_F(LumetTest, CountsAnAnswerWithinThePauseAfterTheLastByte) {
-  clock.OnSleep([this](std::size_t) {
+TEST_F(LumetTest, AcceptsAnAnswerDuringThePauseAfterTheLastByte) {
+  clock.OnSleep([this] {
     if (clock.sleeps().back() == 1ms) Receive("1234567890@");
   });
   lumet.GetSerialNumber();
@@ -332,8 +287,8 @@ TEST_F(LumetTest, CountsAnAnswerWithinThePauseAfterTheLastByte) {
   EXPECT_EQ(clock.Count(100ms), 0U);
 }
 
-TEST_F(LumetTest, DoesNotCheckAfterTheLastSleep) {
-  clock.OnSleep([this](std::size_t) {
+TEST_F(LumetTest, ReportsATimeOutIfTheAnswerIsInTheLastSleep) {
+  clock.OnSleep([this] {
     if (clock.Count(100ms) == 5) Receive("@");
   });
   lumet.SetCommand("M");
@@ -341,7 +296,7 @@ TEST_F(LumetTest, DoesNotCheckAfterTheLastSleep) {
   EXPECT_TRUE(lumet.bCommandDone());
 }
 
-TEST_F(LumetTest, BlocksTheQueueAtAnUnknownEntryUntilInit) {
+TEST_F(LumetTest, StopsAtAnUnknownCommandUntilInit) {
   lumet.Queue({1, 'z'});
   lumet.GetSerialNumber();
   Dispatch(2);
@@ -351,7 +306,7 @@ TEST_F(LumetTest, BlocksTheQueueAtAnUnknownEntryUntilInit) {
   EXPECT_EQ(line.Sent().substr(0, 1), "W");
 }
 
-TEST_F(LumetTest, BlocksSendingOverAReconnectUntilAnAnswer) {
+TEST_F(LumetTest, SendsNothingAfterATimeOutUntilAnAnswer) {
   lumet.GetSerialNumber();
   Dispatch();
   EXPECT_EQ(line.Sent(), "M");
@@ -364,7 +319,7 @@ TEST_F(LumetTest, BlocksSendingOverAReconnectUntilAnAnswer) {
   EXPECT_TRUE(WaitFor([&] { return line.Sent().starts_with("W"); }));
 }
 
-TEST_F(LumetTest, LogsAnEntryThatDoesNotFit) {
+TEST_F(LumetTest, LogsACommandThatDoesNotFit) {
   for (int i = 0; i < 128; ++i) lumet.GetSerialNumber();
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
   lumet.EraseTavoMemory();
@@ -391,8 +346,8 @@ TEST_F(LumetTest, ReportsAPortThatDoesNotOpen) {
   EXPECT_TRUE(log.Has("[/dev/absent]:Open failed !!!"));
 }
 
-TEST_F(LumetTest, StaysDisconnectedWhenClosedWhileOpening) {
-  // The disconnect comes while the port is being opened for writing.
+TEST_F(LumetTest, StaysDisconnectedIfClosedDuringOpening) {
+  // Disconnects while the port is opened for writing.
   int opened = 0;
   line.onOpen = [&](const std::string&) {
     if (++opened == 2) lumet.disconnectTavo();
@@ -408,24 +363,24 @@ TEST_F(LumetTest, EmptiesTheIdentityTextsOnDisconnect) {
   EXPECT_EQ(Serial(), "");
   EXPECT_EQ(lumet.FWVersion.TextFrom(0), "");
   EXPECT_FALSE(lumet.bConnected());
-  EXPECT_EQ(line.closed, std::vector<std::int32_t>{0}) << "a channel that was never opened holds 0";
+  EXPECT_EQ(line.closed, std::vector<std::int32_t>{0}) << "a new channel has descriptor 0";
 }
 
-TEST_F(LumetTest, EndsTheCommandThreadAfterTheOperationInProgress) {
+TEST_F(LumetTest, EndsTheCommandThreadAfterItsOperation) {
   std::atomic<int> polls = 0;
-  clock.OnSleep([&](std::size_t) {
-    // Disconnects in the second of five wake-up attempts.
+  clock.OnSleep([&] {
+    // Disconnects during the second of five wake-up attempts.
     if (clock.sleeps().back() == 100ms && ++polls == 8) lumet.disconnectTavo();
   });
   ASSERT_EQ(lumet.connectTavo("port"), 1);
   EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
-  EXPECT_EQ(line.Sent(), "WW") << "the line closed; the attempts continued to their end";
+  EXPECT_EQ(line.Sent(), "WW") << "nothing is written to a closed line";
   EXPECT_GE(polls, 25);
 }
 
 TEST_F(LumetTest, RunsAtMostOneCommandThread) {
-  std::thread([] {}).join();  // with the first thread a sanitizer starts one of its own
-  ASSERT_EQ(lumet.connectTavo("port"), 1);  // starts the read thread, which stays
+  std::thread([] {}).join();  // a sanitizer starts its thread together with the first one
+  ASSERT_EQ(lumet.connectTavo("port"), 1);  // starts the read thread, which never ends
   lumet.disconnectTavo();
   EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
   const auto before = Threads();

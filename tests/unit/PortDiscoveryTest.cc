@@ -7,7 +7,7 @@ using Titles = std::vector<std::string>;
 
 class PortDiscoveryTest : public test::AppFixture {
  protected:
-  /// A device without a scanner.
+  /// Adds a device without a scanner.
   void AttachOther(const std::string& name) { registry.Attach(name, folder / name); }
   void Unplug(const std::string& name) {
     registry.Unplug(folder / name);
@@ -15,27 +15,20 @@ class PortDiscoveryTest : public test::AppFixture {
   }
 };
 
-TEST_F(PortDiscoveryTest, ListsPortsWithAScannersName) {
-  AttachOther("usbmodem14");
-  AttachOther("Bluetooth");
-  Launch();
-  EXPECT_EQ(controller.numPorts, 1);
-  EXPECT_EQ(controller.stream[0].Get(), "usbmodem14");
-  EXPECT_EQ(controller.path[0].Get(), folder / "usbmodem14");
-  EXPECT_EQ(ports.items(), (Titles{"None", "usbmodem14"}));
-  EXPECT_EQ(ports.SelectedItem(), 1);
-}
-
-TEST_F(PortDiscoveryTest, ReadsAtMost32Devices) {
+TEST_F(PortDiscoveryTest, ListsScannersAmongTheFirst32Devices) {
   for (int i = 0; i < 31; ++i) AttachOther("printer");
   AttachOther("usbmodem1");
   AttachOther("usbmodem2");
   Launch();
   EXPECT_TRUE(log.Has("-[SyncController findSerialPorts][32]"));
   EXPECT_EQ(ports.items(), (Titles{"None", "usbmodem1"}));
+  EXPECT_EQ(ports.SelectedItem(), 1);
+  EXPECT_EQ(controller.numPorts, 1);
+  EXPECT_EQ(controller.stream[0].Get(), "usbmodem1");
+  EXPECT_EQ(controller.path[0].Get(), folder / "usbmodem1");
 }
 
-TEST_F(PortDiscoveryTest, AnArrivalStartsAnAttemptUnlessConnected) {
+TEST_F(PortDiscoveryTest, StartsAnAttemptOnArrivalUnlessConnected) {
   Launch();
   BecomeConnected();
   EXPECT_EQ(Attempts(), 2U);
@@ -47,7 +40,7 @@ TEST_F(PortDiscoveryTest, AnArrivalStartsAnAttemptUnlessConnected) {
   EXPECT_FALSE(controller.bConnecting);
 }
 
-TEST_F(PortDiscoveryTest, ARemovalDisconnectsIfAnotherPortIsLeft) {
+TEST_F(PortDiscoveryTest, DisconnectsOnRemovalIfAnotherPortRemains) {
   AttachOther("usbmodemA");
   Attach("usbmodemB");
   AttachOther("printer");
@@ -57,7 +50,7 @@ TEST_F(PortDiscoveryTest, ARemovalDisconnectsIfAnotherPortIsLeft) {
   EXPECT_FALSE(controller.bIsConnected);
 }
 
-TEST_F(PortDiscoveryTest, ARemovalKeepsTheConnectionOnTheOnlyPort) {
+TEST_F(PortDiscoveryTest, StaysConnectedOnRemovalIfItsPortRemainsAlone) {
   Attach("usbmodemA");
   AttachOther("usbmodemB");
   Launch();
@@ -65,7 +58,7 @@ TEST_F(PortDiscoveryTest, ARemovalKeepsTheConnectionOnTheOnlyPort) {
   EXPECT_TRUE(controller.bIsConnected);
 }
 
-TEST_F(PortDiscoveryTest, RemovingTheLastPortDisconnectsAndLeavesEntries) {
+TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
   LaunchConnected();
   Unplug("usbmodem1");
   EXPECT_EQ(View(), "Disconnected from Tavo[123456]|");
@@ -73,20 +66,20 @@ TEST_F(PortDiscoveryTest, RemovingTheLastPortDisconnectsAndLeavesEntries) {
   registry.Plug("usbmodem1", "/absent");
   FinishConnecting();
   EXPECT_EQ(ports.items(), (Titles{"None", "None", "usbmodem1"}));
-  // The entry with the port's position is preselected.
+  // The selection follows the position in the table of ports, so it is not the port's entry.
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 
-TEST_F(PortDiscoveryTest, ArmingIsNoArrival) {
+TEST_F(PortDiscoveryTest, StartsNoAttemptWhenItArmsNotifications) {
   AttachOther("usbmodem1");
   Launch();
   EXPECT_EQ(Attempts(), 1U);
   EXPECT_EQ(log.Count("deviceAdded"), 1U);
   EXPECT_EQ(log.Count("deviceRemoved"), 1U);
-  EXPECT_EQ(registry.objectsHeld(), 0) << "every object taken was released";
+  EXPECT_EQ(registry.objectsHeld(), 0);
 }
 
-TEST_F(PortDiscoveryTest, EachChangeArmsTheNotificationAgain) {
+TEST_F(PortDiscoveryTest, ArmsNotificationsAfterEachChange) {
   Launch();
   for (int round = 0; round < 3; ++round) {
     registry.Plug("usbmodem1", "/one");
@@ -98,7 +91,7 @@ TEST_F(PortDiscoveryTest, EachChangeArmsTheNotificationAgain) {
   }
 }
 
-TEST_F(PortDiscoveryTest, AChosenPortStaysChosen) {
+TEST_F(PortDiscoveryTest, KeepsTheSelectedPortAfterAnArrival) {
   AttachOther("usbmodem1");
   AttachOther("usbmodem2");
   Launch();
@@ -108,7 +101,7 @@ TEST_F(PortDiscoveryTest, AChosenPortStaysChosen) {
   EXPECT_EQ(ports.ItemTitle(ports.SelectedItem()), "usbmodem2");
 }
 
-TEST_F(PortDiscoveryTest, StoppingClearsEveryHandleAndMayBeRepeated) {
+TEST_F(PortDiscoveryTest, ClearsAllHandlesWhenNotificationsStop) {
   Launch();
   EXPECT_EQ(registry.iterators(), 2U);
   for (int round = 0; round < 2; ++round) {

@@ -10,12 +10,10 @@ using Texts = std::vector<std::string>;
 
 class PortTableTest : public testing::Test {
  protected:
-  /// Fills the table with devices of these names, with the paths "/0", "/1" and so on.
+  /// Fills the table with devices of these names and the paths "/0", "/1" and so on.
   void Fill(const Texts& names) {
     Texts paths;
-    for (const std::string& name : names) {
-      paths.push_back(name.empty() ? "" : "/" + std::to_string(paths.size()));
-    }
+    while (paths.size() < names.size()) paths.push_back("/" + std::to_string(paths.size()));
     table.numPorts = table.Keep(names, paths);
   }
 
@@ -35,7 +33,7 @@ class PortTableTest : public testing::Test {
   }
 };
 
-TEST_F(PortTableTest, KeepsScannersByTheNameBeforeTheHyphen) {
+TEST_F(PortTableTest, KeepsScannersByTheirNameUpToAHyphen) {
   Fill({"usbmodem14", "Bluetooth", "MyTavo300-1234-5", "Serial-usbmodem", "tavo"});
   EXPECT_EQ(Names(), (Texts{"usbmodem14", "MyTavo300"}));
   EXPECT_EQ(Paths(), (Texts{"/0", "/2"}));
@@ -44,13 +42,13 @@ TEST_F(PortTableTest, KeepsScannersByTheNameBeforeTheHyphen) {
                                 "/3", "tavo", "tavo", "/4"}));
 }
 
-TEST_F(PortTableTest, StoresNoRejectedDeviceTemporarily) {
+TEST_F(PortTableTest, NeverStoresARejectedDevice) {
   Fill({"usbmodem1"});
   Fill({"printer"});
   EXPECT_EQ(table.stream[0].Get(), "usbmodem1");
 }
 
-TEST_F(PortTableTest, ChangesTheListByCountFlagAndConnection) {
+TEST_F(PortTableTest, ChangesTheListByPortsFlagAndConnection) {
   const struct {
     Texts ports;
     std::int32_t before;
@@ -74,7 +72,7 @@ TEST_F(PortTableTest, ChangesTheListByCountFlagAndConnection) {
   EXPECT_EQ(log.Count("-[SyncController updatePortList:][Tavo2]"), 1U);
 }
 
-TEST_F(PortTableTest, SelectsTheScannerThenThePortBeforeThenTheFirst) {
+TEST_F(PortTableTest, SelectsScannerElseEarlierPortElseFirst) {
   const Texts list{"None", "A", "B", "extra"};
   EXPECT_EQ(PortTable::ItemToSelect(list, "A", 2, true), 3);
   EXPECT_EQ(PortTable::ItemToSelect(list, "B", 2, false), 2);
@@ -85,7 +83,7 @@ TEST_F(PortTableTest, SelectsTheScannerThenThePortBeforeThenTheFirst) {
   EXPECT_EQ(PortTable::ItemToSelect(list, "A", 0, false), 0);
 }
 
-TEST_F(PortTableTest, EndsTheConnectionUnlessEveryNameIsTheConnected) {
+TEST_F(PortTableTest, EndsConnectionUnlessOnlyItsNameRemains) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

@@ -1,4 +1,4 @@
-// The examples and tables of docs/protocol.md are what the program makes of them.
+// Compares the examples and tables of docs/protocol.md with the program.
 
 #include <map>
 #include <regex>
@@ -33,7 +33,7 @@ class ProtocolDocumentTest : public test::LumetFixture {
     return std::string(std::make_unique<RecordComposer>(log, lumet, lumet)->Compose(bytes, 0));
   }
 
-  // The numbers and names in the tables below a heading, up to the next one.
+  // The numbers and names in the tables between a heading and the next one.
   static std::map<int, std::string> TableBelow(const std::string& heading) {
     static const std::regex kEntry(R"(\| *(\d+) *\| *([^|]*[^| ]) *(?=\|))");
     std::map<int, std::string> table;
@@ -75,7 +75,7 @@ TEST_F(ProtocolDocumentTest, FirmwareVersionsAndTheirLayout) {
   }
 }
 
-TEST_F(ProtocolDocumentTest, ARecordThatNobodyAskedFor) {
+TEST_F(ProtocolDocumentTest, UnsolicitedRecords) {
   for (const ExampleLine& example : ProtocolExample("unsolicited")) {
     Receive(BytesOf(example.example));
     ASSERT_FALSE(owner.records().empty());

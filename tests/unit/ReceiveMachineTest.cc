@@ -16,10 +16,9 @@ using Event = ReceiveMachine::Event;
 
 constexpr std::string_view kEventNames[] = {"none", "answer", "frame", "burst", "unsolicited"};
 
-/// A machine whose caller handles every event at once, and keeps "event:unit".
-class Receiver {
- public:
-  explicit Receiver(bool commandWaits) : commandDone_(commandWaits ? 0 : 1) {}
+/// A receive machine whose events are handled at once and kept as "event:unit".
+struct Receiver {
+  explicit Receiver(bool commandWaits) : commandDone(commandWaits ? 0 : 1) {}
 
   void Take(std::string_view text) {
     std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
@@ -37,125 +36,117 @@ class Receiver {
     return {bytes, static_cast<std::size_t>(machine.writePtr())};
   }
 
- private:
-  Word<std::uint8_t> commandDone_;
-
- public:
-  ReceiveMachine machine{commandDone_};
+  Word<std::uint8_t> commandDone;
+  ReceiveMachine machine{commandDone};
   std::vector<std::string> events;
 };
 
+// What the session waits for when the bytes arrive. kBurstOnly: the command has timed out.
+enum Waits { kNothing, kAnswer, kBurst, kBurstOnly };
+
 struct Case {
   const char* name;
-  bool commandWaits;
-  bool burst;
+  Waits waits;
   std::string bytes;
   std::vector<std::string> events;
-  std::int32_t state;
+  std::int32_t state = 0;  // a ReceiveState
 };
 
 std::ostream& operator<<(std::ostream& out, const Case& one) {
   return out << one.name;
 }
 
+const std::string k500Bytes(500, '@');
+const std::string k297Bytes(297, 'x');
+
 const Case kCases[] = {
-    {"AnswerWithAt", true, false, "0123456789@", {"answer:0123456789@"}, 0},
-    {"AnswerWithExclamationMark", true, false, "ab!", {"answer:ab!"}, 0},
-    {"OnlyATerminator", true, false, "!", {"answer:!"}, 0},
-    {"TwoAnswers", true, false, "a@b!", {"answer:a@", "answer:b!"}, 0},
-    {"UnfinishedAnswer", true, false, "abc", {}, 0},
-    {"AnswerThatNoCommandWaitsFor", false, false, "abc@", {}, 0},
-    {"FrameStartInsideAnAnswer", true, false, "A\x03"s + "B@", {"answer:A\x03"s + "B@"}, 0},
-    {"Frame", true, false, "\x03\0\0\x06"s + "abc", {"frame:\0\0\x06"s + "abc"}, 0},
-    {"FrameWithAt", true, false, "\x03\0\0\x06"s + "@!@", {"frame:\0\0\x06"s + "@!@"}, 0},
-    {"UnfinishedFrame", true, false, "\x03\0\0\x06"s + "ab", {}, 11},
-    {"FrameLengthOnly", true, false, "\x03\0"s, {}, 10},
-    {"FrameThenAnswer",
-     true,
-     false,
-     "\x03\0\0\x04"s + "ab@",
-     {"frame:\0\0\x04"s + "a", "answer:b@"},
-     0},
-    {"UnsolicitedFrame", false, false, "\x03\0\0\x06"s + "abc@", {"unsolicited:"}, 0},
-    {"UnsolicitedFrameAfterNoise", false, false, "\x03\0\0\x06"s + "abcx!y@", {"unsolicited:"}, 0},
-    {"UnsolicitedFrameWithoutEnd", false, false, "\x03\0\0\x06"s + "abc", {}, 12},
-    {"NoiseThenUnsolicitedFrame", false, false, "zz\x03\0\0\x04"s + "a@", {"unsolicited:"}, 0},
-    {"Burst", true, true, "\0\0\x06"s + "abc", {"burst:\0\0\x06"s + "abc"}, 0},
-    {"BurstThatNoCommandWaitsFor", false, true, "\0\0\x05"s + "@!", {"burst:\0\0\x05"s + "@!"}, 0},
-    {"UnfinishedBurst", true, true, "\0\0\x06"s + "ab", {}, 31},
-    {"BurstThenNoise", false, true, "\0\0\x04"s + "axyz", {"burst:\0\0\x04"s + "a"}, 0},
-    {"FrameOfLengthZero", true, false, "\x03\0\0\0"s + std::string(500, '@'), {}, 11},
-    {"FrameOfLengthThree", true, false, "\x03\0\0\x03"s + std::string(500, '@'), {}, 11},
-    {"BurstOfLengthTwo", true, true, "\0\0\x02"s + std::string(500, '@'), {}, 31},
-    {"BurstOfLengthThree", true, true, "\0\0\x03"s + std::string(500, '@'), {}, 31},
+    {"AnswerWithAt", kAnswer, "0123456789@", {"answer:0123456789@"}},
+    {"AnswerWithExclamationMark", kAnswer, "ab!", {"answer:ab!"}},
+    {"OnlyATerminator", kAnswer, "!", {"answer:!"}},
+    {"TwoAnswers", kAnswer, "a@b!", {"answer:a@", "answer:b!"}},
+    {"UnfinishedAnswer", kAnswer, "abc", {}},
+    {"AnswerWithoutACommand", kNothing, "abc@", {}},
+    {"FrameStartInsideAnAnswer", kAnswer, "A\x03"s + "B@", {"answer:A\x03"s + "B@"}},
+    {"Frame", kAnswer, "\x03\0\0\x06"s + "abc", {"frame:\0\0\x06"s + "abc"}},
+    {"FrameWithAt", kAnswer, "\x03\0\0\x06"s + "@!@", {"frame:\0\0\x06"s + "@!@"}},
+    {"UnfinishedFrame", kAnswer, "\x03\0\0\x06"s + "ab", {}, 11},
+    {"PartOfAFrameLength", kAnswer, "\x03\0"s, {}, 10},
+    {"FrameThenAnswer", kAnswer, "\x03\0\0\4ab@"s, {"frame:\0\0\4a"s, "answer:b@"}},
+    {"UnsolicitedFrame", kNothing, "\x03\0\0\x06"s + "abc@", {"unsolicited:"}},
+    {"UnsolicitedFrameThenNoise", kNothing, "\x03\0\0\x06"s + "abcx!y@", {"unsolicited:"}},
+    {"UnsolicitedFrameWithoutEnd", kNothing, "\x03\0\0\x06"s + "abc", {}, 12},
+    {"NoiseThenUnsolicitedFrame", kNothing, "zz\x03\0\0\4a@"s, {"unsolicited:"}},
+    {"Burst", kBurst, "\0\0\x06"s + "abc", {"burst:\0\0\x06"s + "abc"}},
+    {"BurstWithoutACommand", kBurstOnly, "\0\0\5@!"s, {"burst:\0\0\5@!"s}},
+    {"UnfinishedBurst", kBurst, "\0\0\x06"s + "ab", {}, 31},
+    {"BurstThenNoise", kBurstOnly, "\0\0\4axyz"s, {"burst:\0\0\4a"s}},
+    {"FrameOfLengthZero", kAnswer, "\x03\0\0\0"s + k500Bytes, {}, 11},
+    {"FrameOfLengthThree", kAnswer, "\x03\0\0\x03"s + k500Bytes, {}, 11},
+    {"BurstOfLengthTwo", kBurst, "\0\0\x02"s + k500Bytes, {}, 31},
+    {"BurstOfLengthThree", kBurst, "\0\0\x03"s + k500Bytes, {}, 31},
     {"LongFrame",
-     true,
-     false,
-     "\x03\0\x01\x2C"s + std::string(297, 'x') + "y@",
-     {"frame:\0\x01\x2C"s + std::string(297, 'x'), "answer:y@"},
-     0},
+     kAnswer,
+     "\x03\0\1\x2C"s + k297Bytes + "y@",
+     {"frame:\0\1\x2C"s + k297Bytes, "answer:y@"}},
 };
 
 class ReceiveMachineTest : public testing::TestWithParam<Case> {
  protected:
-  static void Check(Receiver& receiver) {
-    EXPECT_EQ(receiver.events, GetParam().events);
-    EXPECT_EQ(receiver.machine.state(), GetParam().state);
+  void Restart() {
+    receiver->machine.Reset();
+    receiver->events.clear();
+    if (GetParam().waits >= kBurst) receiver->machine.ExpectBurst();
   }
-  static std::unique_ptr<Receiver> Make() {
-    auto receiver = std::make_unique<Receiver>(GetParam().commandWaits);
-    if (GetParam().burst) receiver->machine.ExpectBurst();
-    return receiver;
+  void Check() const {
+    EXPECT_EQ(receiver->events, GetParam().events);
+    EXPECT_EQ(receiver->machine.state(), GetParam().state);
   }
+
+  const bool commandWaits_ = GetParam().waits == kAnswer || GetParam().waits == kBurst;
+  const std::unique_ptr<Receiver> receiver = std::make_unique<Receiver>(commandWaits_);
 };
 
 TEST_P(ReceiveMachineTest, GivesTheSameEventsAtEverySplit) {
   const std::string_view bytes = GetParam().bytes;
-  const auto receiver = Make();
   for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-    receiver->machine.Reset();
-    if (GetParam().burst) receiver->machine.ExpectBurst();
-    receiver->events.clear();
+    Restart();
     receiver->Take(bytes.substr(0, cut));
     receiver->Take(bytes.substr(cut));
-    Check(*receiver);
+    Check();
   }
-}
-
-TEST_P(ReceiveMachineTest, GivesTheSameEventsByteByByte) {
-  const auto receiver = Make();
-  for (const char byte : GetParam().bytes) receiver->Take({&byte, 1});
-  Check(*receiver);
+  Restart();
+  for (const char& byte : bytes) receiver->Take({&byte, 1});
+  Check();
 }
 
 INSTANTIATE_TEST_SUITE_P(Bytes, ReceiveMachineTest, testing::ValuesIn(kCases),
                          [](const auto& one) { return one.param.name; });
 
-TEST(ReceiveMachineLimits, StopsTakingAtEachEvent) {
+TEST(ReceiveMachineLimits, ReturnsAtEachEvent) {
   const Word<std::uint8_t> waiting = 0;
   const auto machine = std::make_unique<ReceiveMachine>(waiting);
   const std::uint8_t bytes[] = {'a', '@', 'b', '@'};
   const auto step = machine->Take(bytes);
   EXPECT_EQ(step.taken, 2U);
   EXPECT_EQ(step.event, Event::kAnswer);
-  EXPECT_EQ(machine->writePtr(), 2) << "the unit stays until the caller has handled it";
+  EXPECT_EQ(machine->writePtr(), 2) << "the caller still reads the unit";
 }
 
-TEST(ReceiveMachineLimits, KeepsAnUnsolicitedRecordAfterItsReset) {
+TEST(ReceiveMachineLimits, KeepsAnUnsolicitedRecordAfterReset) {
   const auto receiver = std::make_unique<Receiver>(false);
   receiver->Take("\x03\0\0\x06"s + "abc@");
   EXPECT_EQ(receiver->machine.writePtr(), 0);
   EXPECT_TRUE(std::ranges::equal(receiver->machine.RxBuffer().subspan(3, 3), "abc"s));
 }
 
-TEST(ReceiveMachineLimits, CountsNoFurtherThanAnyLength) {
+TEST(ReceiveMachineLimits, CountsUpToTheLargestLength) {
   const auto receiver = std::make_unique<Receiver>(true);
   receiver->Take(std::string((1 << 24) + 10, 'x'));
   EXPECT_EQ(receiver->machine.writePtr(), 1 << 24);
   EXPECT_TRUE(receiver->events.empty());
 }
 
-TEST(ReceiveMachineLimits, EndsABurstLargerThanTheBuffer) {
+TEST(ReceiveMachineLimits, CompletesABurstLargerThanTheBuffer) {
   constexpr std::int32_t kSize = ReceiveMachine::kBufferSize + 10;
   const Word<std::uint8_t> waiting = 0;
   const auto machine = std::make_unique<ReceiveMachine>(waiting);
@@ -170,7 +161,7 @@ TEST(ReceiveMachineLimits, EndsABurstLargerThanTheBuffer) {
   EXPECT_EQ(machine->writePtr(), kSize);
 }
 
-// What a scanner may send, right and wrong, in random pieces and byte by byte.
+// Random bytes, with or without the start of a valid frame.
 TEST(ReceiveMachineLimits, TreatsRandomPiecesLikeSingleBytes) {
   std::mt19937 random(20);
   const auto below = [&](int limit) {

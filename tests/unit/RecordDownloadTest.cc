@@ -8,32 +8,25 @@ namespace {
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 using Phase = DisplayState::Phase;
+using Texts = std::vector<std::string>;
 
-const std::string kStoredRecord = "\x09\x06"s + "ABCD\x31\x47\x41\x09";
-
-std::string Framed(const std::string& records) {
-  return "\0\0"s + static_cast<char>(records.size() + 3) + records;
-}
-
-// A scanner that answers every command.
 class RecordDownloadTest : public test::LumetFixture {
  protected:
-  RecordDownloadTest() { lumet.recorddelimiter = 0; }
+  static inline const std::string kRecord300 = "\0\x0B\x22"s + "ABCD\x31\x47\x41\x09";
 
-  void Download(int count, const std::string& burst = Framed(kStoredRecord)) {
+  /// Downloads from a scanner that answers every command.
+  void Download(int count, const std::string& burst = Framed()) {
     answer = [=](std::string_view command) {
-      if (command == "N") {
-        return std::string{0, 0, static_cast<char>(count >> 8), static_cast<char>(count), '@'};
-      }
+      if (command == "N") return CountAnswer(count);
       if (command == "P") return burst;
-      return command.starts_with('p') ? "\x03" + Framed(kStoredRecord) : "@"s;
+      return command.starts_with('p') ? "\x03" + Framed() : "@"s;
     };
     lumet.Synchronize();
     Dispatch(10);
   }
 
-  /// Sends "P" and receives a burst from a scanner of either layout.
-  std::vector<std::string> RecordsOf(const std::string& burst, bool series300 = false) {
+  /// The records delivered from a burst of a scanner of either layout.
+  Texts RecordsOf(const std::string& burst, bool series300 = false) {
     if (series300) {
       lumet.GetFWVersion();
       Exchange("1.00.42010@");
@@ -44,7 +37,7 @@ class RecordDownloadTest : public test::LumetFixture {
   }
 };
 
-TEST_F(RecordDownloadTest, OnlyQueuesAtFirst) {
+TEST_F(RecordDownloadTest, QueuesItsFirstCommands) {
   lumet.Synchronize();
   EXPECT_EQ(Queued(),
             "\x01W\x01N\x03"
@@ -58,8 +51,8 @@ TEST_F(RecordDownloadTest, OnlyQueuesAtFirst) {
 TEST_F(RecordDownloadTest, RequestsRecordsByIndexAndCloses) {
   lumet.bBurstSync = 0;
   Download(3);
-  EXPECT_EQ(commands, (std::vector<std::string>{"W", "N", "GS1", "p0#", "p1#", "p2#", "GS0"}));
-  EXPECT_EQ(owner.calls(), (std::vector<std::string>{"ABCD", "ABCD", "ABCD", "finished"}));
+  EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "p0#", "p1#", "p2#", "GS0"}));
+  EXPECT_EQ(owner.calls(), (Texts{"ABCD", "ABCD", "ABCD", "finished"}));
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
@@ -74,8 +67,8 @@ TEST_F(RecordDownloadTest, WritesIndexesInLowerCaseHexadecimal) {
 
 TEST_F(RecordDownloadTest, WakesTheScannerAfterABurst) {
   Download(1);
-  EXPECT_EQ(commands, (std::vector<std::string>{"W", "N", "GS1", "P", "W", "GS0"}));
-  EXPECT_EQ(owner.calls(), (std::vector<std::string>{"ABCD", "finished"}));
+  EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "P", "W", "GS0"}));
+  EXPECT_EQ(owner.calls(), (Texts{"ABCD", "finished"}));
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
@@ -83,10 +76,10 @@ TEST_F(RecordDownloadTest, ClosesWithoutABurstIfThereAreNoRecords) {
   lumet.Synchronize();
   answer = [](std::string_view command) { return command == "N" ? "\0\0\0\0@"s : "@"s; };
   Dispatch(3);
-  lumet.EraseTavoMemory();  // entries after the "P" are dropped
+  lumet.EraseTavoMemory();  // dropped together with the "P"
   Dispatch(5);
-  EXPECT_EQ(commands, (std::vector<std::string>{"W", "N", "GS1", "GS0"}));
-  EXPECT_EQ(owner.calls(), std::vector<std::string>{"finished"});
+  EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "GS0"}));
+  EXPECT_EQ(owner.calls(), Texts{"finished"});
 }
 
 TEST_F(RecordDownloadTest, RequestsABurstForANegativeCount) {
@@ -94,42 +87,39 @@ TEST_F(RecordDownloadTest, RequestsABurstForANegativeCount) {
   Exchange("\xFF\xFF\xFF\xFF@");
   ASSERT_EQ(lumet.SyncEndIndex(), -1);
   lumet.Queue({1, 'P'});
-  Exchange(Framed(kStoredRecord));
+  Exchange(Framed());
   EXPECT_EQ(owner.records().size(), 1U);
 }
 
-TEST_F(RecordDownloadTest, ErasesAfterClosingOneByOneEvenWithoutRecords) {
+TEST_F(RecordDownloadTest, ErasesOneByOneEvenWithoutRecords) {
   lumet.bBurstSync = 0;
   lumet.bClearMemory = 1;
   Download(0);
-  EXPECT_EQ(commands, (std::vector<std::string>{"W", "N", "GS1", "GS0", "E"}));
+  EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "GS0", "E"}));
 }
 
 TEST_F(RecordDownloadTest, SkipsErasedSlotsInABurstOnly) {
   const std::string erased = "\x08\xFF"s + "ABC\x31\x47\x41\x09";
-  EXPECT_EQ(RecordsOf(Framed(kStoredRecord + erased)), std::vector<std::string>{"ABCD"});
+  EXPECT_EQ(RecordsOf(Framed(kRecord + erased)), Texts{"ABCD"});
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][22:3:10]"));
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][22:13:9]"));
   AwaitRecord();
   owner.Clear();
   Receive("\x03" + Framed(erased));
-  EXPECT_EQ(owner.records(), std::vector<std::string>{"ABC"});
+  EXPECT_EQ(owner.records(), Texts{"ABC"});
 }
 
-TEST_F(RecordDownloadTest, StepsByTheLengthItselfFor300Series) {
-  const std::string record = "\0\x0B\x22"s + "ABCD\x31\x47\x41\x09";
-  EXPECT_EQ(RecordsOf(Framed(record + record), true), (std::vector<std::string>{"ABCD", "ABCD"}));
+TEST_F(RecordDownloadTest, StepsByTheWholeLengthForThe300Series) {
+  EXPECT_EQ(RecordsOf(Framed(kRecord300 + kRecord300), true), (Texts{"ABCD", "ABCD"}));
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][25:14:11]"));
 }
 
-TEST_F(RecordDownloadTest, EndsTheWalkAtARecordWithoutLength) {
-  const std::string record = "\0\x0B\x22"s + "ABCD\x31\x47\x41\x09";
-  EXPECT_EQ(RecordsOf(Framed(record + std::string(6, '\0')), true),
-            std::vector<std::string>{"ABCD"});
+TEST_F(RecordDownloadTest, EndsABurstAtARecordOfLengthZero) {
+  EXPECT_EQ(RecordsOf(Framed(kRecord300 + std::string(6, '\0')), true), Texts{"ABCD"});
   EXPECT_EQ(commands.back(), "GS0");
 }
 
-TEST_F(RecordDownloadTest, QueuesNothingMoreAfterAFailedWakeup) {
+TEST_F(RecordDownloadTest, QueuesNothingAfterAFailedWakeup) {
   lumet.Synchronize();
   Dispatch(10);
   EXPECT_EQ(line.Sent(), "WWWWW");
@@ -137,7 +127,7 @@ TEST_F(RecordDownloadTest, QueuesNothingMoreAfterAFailedWakeup) {
   EXPECT_TRUE(owner.calls().empty());
 }
 
-TEST_F(RecordDownloadTest, LeavesOutARecordNotAnsweredInFiveSeconds) {
+TEST_F(RecordDownloadTest, SkipsARecordNotAnsweredWithinFiveSeconds) {
   Count(2);
   const std::size_t polls = clock.Count(100ms);
   lumet.Queue({1, 'p'});
@@ -160,9 +150,9 @@ TEST_F(RecordDownloadTest, WaitsFiftySecondsForABurst) {
   EXPECT_EQ(lumet.display().phase(), Phase::kBurst);
 }
 
-TEST_F(RecordDownloadTest, PublishesHowMuchOfABurstHasArrived) {
+TEST_F(RecordDownloadTest, PublishesTheReceivedBytesOfABurst) {
   AwaitBurst();
-  Receive(Framed(kStoredRecord).substr(0, 7));
+  Receive(Framed().substr(0, 7));
   EXPECT_EQ(lumet.display().phase(), Phase::kBurst);
   EXPECT_EQ(lumet.display().bytes(), 7);
   EXPECT_EQ(lumet.display().announced(), 13);
@@ -170,23 +160,23 @@ TEST_F(RecordDownloadTest, PublishesHowMuchOfABurstHasArrived) {
     EXPECT_EQ(lumet.display().phase(), Phase::kDelivering);
     EXPECT_EQ(lumet.display().bytes(), 13);
   };
-  Receive(Framed(kStoredRecord).substr(7));
+  Receive(Framed().substr(7));
   EXPECT_EQ(owner.records().size(), 1U);
 }
 
 TEST_F(RecordDownloadTest, SendsTheSingleRecordCommandAndIgnoresItsAnswer) {
   lumet.Queue({1, 'q'});
-  Exchange("\x03" + Framed(kStoredRecord));
-  EXPECT_EQ(commands, std::vector<std::string>{"p0#"});
+  Exchange("\x03" + Framed());
+  EXPECT_EQ(commands, Texts{"p0#"});
   EXPECT_EQ(Queued(), "");
   EXPECT_TRUE(owner.records().empty());
 }
 
-TEST_F(RecordDownloadTest, KeepsANewConnectionsCommandsOneByOne) {
+TEST_F(RecordDownloadTest, KeepsCommandsOfANewConnectionOneByOne) {
   Count(1);
   lumet.Queue({1, 'p'});
   std::atomic<bool> reconnected = false;
-  clock.OnSleep([&](std::size_t) {
+  clock.OnSleep([&] {
     if (!reconnected.exchange(true)) lumet.InitTavo();
   });
   Dispatch();

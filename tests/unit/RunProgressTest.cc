@@ -18,23 +18,26 @@ RunState Burst(std::int32_t bytes, std::int32_t announced) {
   return {.phase = Phase::kBurst, .expected = 130, .bytes = bytes, .announced = announced};
 }
 
-TEST(RunProgressTest, BeforeTheScannerIsAskedNothingIsKnown) {
-  RunProgress progress;
-  EXPECT_EQ(progress.Look(0ms, {}), (Shown{"Requesting records from the scanner", -1}));
+TEST(RunProgressTest, ShowsUnknownProgressAtFirst) {
+  EXPECT_EQ(RunProgress().Look(0ms, {}), (Shown{"Requesting records from the scanner", -1}));
 }
 
-TEST(RunProgressTest, OneByOneShowsRecordsRateAndTimeLeft) {
+TEST(RunProgressTest, ShowsRecordsRateAndTimeLeftOneByOne) {
+  const struct {
+    std::chrono::milliseconds now;
+    std::int32_t records;
+    const char* text;
+  } cases[] = {{0ms, 0, "Received 0 of 130 records"},
+               {500ms, 5, "Received 5 of 130 records"},
+               {1000ms, 10, "Received 10 of 130 records  ·  10 per second  ·  12 s left"},
+               {2000ms, 15, "Received 15 of 130 records  ·  7.5 per second  ·  16 s left"}};
   RunProgress progress;
-  EXPECT_EQ(progress.Look(0ms, OneByOne(0, 130)), (Shown{"Received 0 of 130 records", 0}));
-  EXPECT_EQ(progress.Look(500ms, OneByOne(5, 130)),
-            (Shown{"Received 5 of 130 records", 5.0 / 130}));
-  EXPECT_EQ(progress.Look(1000ms, OneByOne(10, 130)),
-            (Shown{"Received 10 of 130 records  ·  10 per second  ·  12 s left", 10.0 / 130}));
-  EXPECT_EQ(progress.Look(2000ms, OneByOne(15, 130)),
-            (Shown{"Received 15 of 130 records  ·  7.5 per second  ·  16 s left", 15.0 / 130}));
+  for (const auto& [now, records, text] : cases) {
+    EXPECT_EQ(progress.Look(now, OneByOne(records, 130)), (Shown{text, records / 130.0}));
+  }
 }
 
-TEST(RunProgressTest, TheRateIsThatOfTheLastSeconds) {
+TEST(RunProgressTest, MeasuresTheRateOfTheLastSeconds) {
   RunProgress progress;
   for (int i = 0; i <= 10; ++i) progress.Look(i * 1000ms, OneByOne(i * 10, 1000));
   for (int i = 11; i <= 19; ++i) progress.Look(i * 1000ms, OneByOne(100 + (i - 10) * 2, 1000));
@@ -42,7 +45,7 @@ TEST(RunProgressTest, TheRateIsThatOfTheLastSeconds) {
             "Received 120 of 1000 records  ·  2.0 per second  ·  8 min left");
 }
 
-TEST(RunProgressTest, ABurstShowsBytesUntilItsRecordsAreThere) {
+TEST(RunProgressTest, ShowsBytesOfABurst) {
   RunProgress progress;
   EXPECT_EQ(progress.Look(0ms, Burst(0, 0)), (Shown{"Waiting for 130 records", -1}));
   EXPECT_EQ(progress.Look(500ms, Burst(3, 30000)),
@@ -52,14 +55,14 @@ TEST(RunProgressTest, ABurstShowsBytesUntilItsRecordsAreThere) {
   EXPECT_EQ(progress.Look(3500ms, Burst(30000, 30000)).fraction, 1);
 }
 
-TEST(RunProgressTest, WhenAllHasComeOnlyTheCountIsLeft) {
+TEST(RunProgressTest, ShowsOnlyTheCountAtTheEnd) {
   RunProgress progress;
   progress.Look(0ms, Burst(0, 100));
   EXPECT_EQ(progress.Look(500ms, {.phase = Phase::kClosing, .records = 1}),
             (Shown{"Received 1 record", 1}));
 }
 
-TEST(RunProgressTest, ShowsDeliveredRecordsOnceABurstHasArrived) {
+TEST(RunProgressTest, ShowsDeliveredRecordsAfterABurst) {
   RunProgress progress;
   progress.Look(0ms, Burst(30000, 30000));
   const auto delivered = [](std::int32_t records) {
@@ -70,14 +73,14 @@ TEST(RunProgressTest, ShowsDeliveredRecordsOnceABurstHasArrived) {
             (Shown{"Delivered 5 of 4000 records  ·  5.0 per second  ·  14 min left", 5.0 / 4000}));
 }
 
-TEST(RunProgressTest, AScannerThatCouldNotBeWokenIsSaidOnceAndForAll) {
+TEST(RunProgressTest, ShowsThatTheScannerDidNotAnswer) {
   RunProgress progress;
   const Shown shown{"The scanner did not answer. Restart Quillet.", 0};
   EXPECT_EQ(progress.Look(0ms, {.phase = Phase::kGivenUp}), shown);
   EXPECT_EQ(progress.Look(60s, {.phase = Phase::kGivenUp}), shown);
 }
 
-TEST(RunProgressTest, SaysHowLongTheScannerIsSilent) {
+TEST(RunProgressTest, ShowsTheSecondsWithoutData) {
   RunProgress progress;
   const std::pair<std::chrono::milliseconds, const char*> cases[] = {
       {0ms, "Received 4 of 130 records"},
@@ -90,27 +93,34 @@ TEST(RunProgressTest, SaysHowLongTheScannerIsSilent) {
   EXPECT_EQ(progress.Look(60150ms, OneByOne(5, 130)).text.find("othing new"), std::string::npos);
 }
 
-TEST(RunProgressTest, MoreThanExpectedIsNoMoreThanAll) {
-  RunProgress progress;
-  EXPECT_EQ(progress.Look(0ms, OneByOne(140, 130)).fraction, 1);
-  EXPECT_EQ(progress.Look(0ms, OneByOne(0, 0)).fraction, -1);
+TEST(RunProgressTest, LimitsTheFractionToOne) {
+  EXPECT_EQ(RunProgress().Look(0ms, OneByOne(140, 130)).fraction, 1);
+  EXPECT_EQ(RunProgress().Look(0ms, OneByOne(0, 0)).fraction, -1);
 }
 
 class ProgressTest : public test::AppFixture {
  protected:
-  /// Connected to a scanner with three records; collects them with this choice.
+  /// Starts the program with these settings and connects a scanner with three records.
   void ConnectWith(const test::Choice& choice) {
     StartWith(choice);
     LaunchConnected(test::Scanner({"1", "2", "3"}));
   }
 
-  /// Starts a run and stops it before the answer to `command`.
+  /// Starts a run and delays the scanner's answer to `command`.
   void StartAndHold(const std::string& command) {
     tavo.Hold(command);
     synchronize.Press();
     tavo.WaitUntilHeld();
   }
 
+  /// Lets the scanner answer and delays its answer to `command`.
+  void ReleaseAndHold(const std::string& command) {
+    tavo.Hold(command);
+    tavo.Release();
+    tavo.WaitUntilHeld();
+  }
+
+  /// The progress after the next tick.
   std::string Shown() {
     mainQueue.RunAll();
     clock.Advance(150ms);
@@ -125,13 +135,9 @@ TEST_F(ProgressTest, ShowsARunOneByOneUntilItsEnd) {
   EXPECT_FALSE(ticker.IsRunning());
   StartAndHold("W");
   EXPECT_EQ(Shown(), "Requesting records from the scanner");
-  tavo.Hold("p1#");
-  tavo.Release();
-  tavo.WaitUntilHeld();
+  ReleaseAndHold("p1#");
   EXPECT_EQ(Shown(), "Received 1 of 3 records");
-  tavo.Hold("GS0");
-  tavo.Release();
-  tavo.WaitUntilHeld();
+  ReleaseAndHold("GS0");
   EXPECT_EQ(Shown(), "Received 3 records");
   tavo.Release();
   AwaitEnd(0);
@@ -140,7 +146,7 @@ TEST_F(ProgressTest, ShowsARunOneByOneUntilItsEnd) {
   EXPECT_EQ(View().find("Received"), std::string::npos);
 }
 
-TEST_F(ProgressTest, ShowsABurstByItsBytesThenByItsRecords) {
+TEST_F(ProgressTest, ShowsBytesOfABurstThenDeliveredRecords) {
   ConnectWith({.destination = 2});
   auto& delivered = test::Immortal<std::atomic<bool>>(false);
   keyEvents.onPost = [&delivered] { test::WaitFor([&] { return delivered.load(); }); };
@@ -157,17 +163,15 @@ TEST_F(ProgressTest, ShowsABurstByItsBytesThenByItsRecords) {
   AwaitEnd(0);
 }
 
-TEST_F(ProgressTest, WaitsForABurstThatIsItsLengthAlone) {
+TEST_F(ProgressTest, WaitsForABurstOfLengthThree) {
   ConnectWith({.destination = 1});
   tavo.Answer("P", {0, 0, 3, 'x'});
-  tavo.Hold("P");
-  synchronize.Press();
-  tavo.WaitUntilHeld();
+  StartAndHold("P");
   tavo.Release();
   EXPECT_EQ(Shown(), "Waiting for 3 records");
 }
 
-TEST_F(ProgressTest, GivesUpAScannerThatDoesNotWakeUp) {
+TEST_F(ProgressTest, ShowsThatTheScannerDidNotAnswer) {
   ConnectWith({});
   tavo.Answer("W", {});
   synchronize.Press();
@@ -187,7 +191,7 @@ TEST_F(ProgressTest, HidesARunWithoutAConnection) {
   EXPECT_TRUE(ticker.IsRunning());
 }
 
-TEST_F(ProgressTest, HidesARunThatEndedBeforeItWasShown) {
+TEST_F(ProgressTest, HidesARunThatEndedBeforeTheFirstTick) {
   ConnectWith({});
   Synchronize();
   EXPECT_EQ(Shown(), "");

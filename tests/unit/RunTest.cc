@@ -18,8 +18,8 @@ class RunTest : public testing::Test {
     settings.destination = 0;
   }
 
-  /// Plays steps: B begins a run, E ends one, a digit chooses a destination, a small letter is a
-  /// record and "_" one without text. @return the texts shown, and the file's text after each end
+  /// Plays steps: "B" begins a run, "E" ends it, a digit chooses a destination, a small letter is a
+  /// record and "_" an empty one. @return the texts shown, and the contents of the file after "E"
   std::string Play(std::string_view steps) {
     shown.clear();
     for (const char step : steps) {
@@ -56,13 +56,13 @@ class RunTest : public testing::Test {
                    }};
 };
 
-TEST_F(RunTest, WritesItsRecordsThenShowsPathAndCount) {
+TEST_F(RunTest, WritesRecordsAndShowsPathAndCount) {
   EXPECT_EQ(Play("BabE"), "." + Written("2") + "{ab}");
   EXPECT_EQ(Play("BcE"), "." + Written("1") + "{c}");
   EXPECT_EQ(run.syncfileName.Get(), folder / "stock.txt");
 }
 
-TEST_F(RunTest, ShowsADotForEvery64thRecord) {
+TEST_F(RunTest, ShowsADotForTheFirstOfEvery64Records) {
   EXPECT_EQ(Play("B" + std::string(64, 'a')), ".");
   EXPECT_EQ(Play("a" + std::string(63, 'a')), ".");
   EXPECT_EQ(Play("aa"), ".");
@@ -73,7 +73,7 @@ TEST_F(RunTest, AppendsToTheFileIfChosen) {
   EXPECT_EQ(Play("BaEBbE"), "." + Written("1") + "{a}." + Written("1") + "{ab}");
 }
 
-TEST_F(RunTest, WritesTheFileWhenAllRecordsAreEmpty) {
+TEST_F(RunTest, WritesTheFileIfAllRecordsAreEmpty) {
   EXPECT_EQ(Play("B__E"), "." + Written("2") + "{}");
 }
 
@@ -81,23 +81,23 @@ TEST_F(RunTest, WritesNothingWithoutRecords) {
   EXPECT_EQ(Play("BE"), "No data to synchronize...|{no file}");
 }
 
-TEST_F(RunTest, GathersNothingForOtherDestinations) {
+TEST_F(RunTest, WritesNoFileForOtherDestinations) {
   EXPECT_EQ(Play("1BaE2BbE3BcE"),
             "1 barcodes synchronized|{no file}1 barcodes synchronized|{no file}"
             "1 barcodes synchronized|{no file}");
 }
 
-TEST_F(RunTest, KeepsTheFileWhenNoRecordWentThere) {
+TEST_F(RunTest, KeepsTheFileIfNoRecordWasForIt) {
   test::PutFile(folder / "stock.txt", "kept");
   EXPECT_EQ(Play("B1a0E"), "1 barcodes synchronized|{kept}");
   EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records to write"));
 }
 
-TEST_F(RunTest, GathersFromTheMomentThatTheFileIsChosen) {
+TEST_F(RunTest, WritesRecordsFromTheChoiceOfTheFile) {
   EXPECT_EQ(Play("1Ba0bcE"), "." + Written("3") + "{bc}");
 }
 
-TEST_F(RunTest, CountsARecordOutsideARunAndDropsIt) {
+TEST_F(RunTest, CountsAndDropsARecordOutsideARun) {
   EXPECT_EQ(Play("a"), ".");
   EXPECT_EQ(run.barcodeCount, 1);
   EXPECT_EQ(run.barcodeindex, 1);
@@ -107,27 +107,23 @@ TEST_F(RunTest, CountsARecordOutsideARunAndDropsIt) {
   EXPECT_EQ(run.barcodedata(), nullptr);
 }
 
-TEST_F(RunTest, KeepsTheFileWhenItsEndIsReportedTwice) {
+TEST_F(RunTest, IgnoresASecondEnd) {
   EXPECT_EQ(Play("BaEE"), "." + Written("1") + "{a}1 barcodes synchronized|{a}");
-}
-
-TEST_F(RunTest, CountsNoRunLessAfterAnEndReportedTwice) {
-  Play("BaEE");
   EXPECT_EQ(Play("BbBcEdE"), ".." + Written("1") + "{c}" + Written("2") + "{d}");
 }
 
-TEST_F(RunTest, WritesTheNewerRunTooWhenTwoOverlap) {
+TEST_F(RunTest, WritesBothRunsIfTheyOverlap) {
   EXPECT_EQ(Play("BabBcEdefE"), ".." + Written("1") + "{c}" + Written("4") + "{def}");
 }
 
-TEST_F(RunTest, ShowsItsOwnCountWhenTheNextRunHasBegun) {
+TEST_F(RunTest, ShowsItsCountIfTheNextRunHasBegun) {
   files.whileReplacing = [this] { run.Begin(0); };
   EXPECT_EQ(Play("BabE"), "." + Written("2") + "{ab}");
   EXPECT_EQ(run.barcodeCount, 0);
   EXPECT_EQ(Play("cE"), "." + Written("1") + "{c}");
 }
 
-TEST_F(RunTest, IsOverBeforeTheFileIsWritten) {
+TEST_F(RunTest, EndsBeforeItWritesTheFile) {
   run.bIsUnderSynchronization = true;
   bool over = false;
   files.whileReplacing = [&] { over = !run.bIsUnderSynchronization && !run.IsShown(); };
@@ -149,11 +145,11 @@ TEST_F(RunTest, ShowsAFailedWriteAsDone) {
   EXPECT_TRUE(log.Has("Fail to write"));
 }
 
-TEST_F(RunTest, CutsARecordByItsBytesOutsideAscii) {
+TEST_F(RunTest, CutsRecordsOutsideAsciiAtTheUtf16Length) {
   run.Begin(0);
   for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"}) run.Add(record, 0);
   Play("E");
-  // The last record is cut within its character, the rest of which is marked.
+  // The last record is cut within its character, which is replaced by U+FFFD.
   EXPECT_EQ(FileContents(folder / "stock.txt"), "\xC3\xA9\x31\rplain\r\n1\xEF\xBF\xBD");
 }
 

@@ -10,29 +10,30 @@
 namespace quillet {
 namespace {
 
-TEST(SampleLineTest, InvisibleCharactersAreSpelledVisibly) {
+TEST(SampleLineTest, SpellsInvisibleCharacters) {
   EXPECT_EQ(VisibleSpelling("a\tb c\r\n"), "a→b␣c⏎");
   EXPECT_EQ(VisibleSpelling("\n\r\n\r"), "↓⏎←");
   EXPECT_EQ(VisibleSpelling("é,;[]"), "é,;[]");
   EXPECT_EQ(VisibleSpelling(""), "");
 }
 
-TEST(SampleLineTest, WhatIsTypedHasNoCarriageReturn) {
+TEST(SampleLineTest, SpellsTypedTextWithoutCarriageReturns) {
   EXPECT_EQ(TypedSpelling("a\tb c\r\n"), "a→b␣c⏎");
   EXPECT_EQ(TypedSpelling("a\r"), "a");
   EXPECT_EQ(TypedSpelling("a\n"), "a⏎");
   EXPECT_EQ(TypedSpelling(""), "");
 }
 
-TEST(SampleLineTest, TheSampleIsARecordWithEveryField) {
+TEST(SampleLineTest, ComposesASampleForEachLayout) {
   SampleComposer sample;
   sample.bAttachType = sample.bAttachSerial = sample.bAttachTimestamp = 1;
-  EXPECT_EQ(sample.Line(false), "EAN 13;9780306406157;[2026/11/16:14:07:09];005771\r\n");
-  EXPECT_EQ(sample.Line(true), "EAN-13;9780306406157;[2026/11/16:14:07:09];005771\r\n");
-  EXPECT_EQ(sample.Line(false), "EAN 13;9780306406157;[2026/11/16:14:07:09];005771\r\n");
+  for (const bool series300 : {false, true, false}) {
+    EXPECT_EQ(sample.Line(series300), std::string(series300 ? "EAN-13" : "EAN 13") +
+                                          ";9780306406157;[2026/11/16:14:07:09];005771\r\n");
+  }
 }
 
-TEST(SampleLineTest, EachDelimiterIsShownInItsTitleAsInTheSample) {
+TEST(SampleLineTest, MarksDelimitersAsTheirTitlesDo) {
   SampleComposer sample;
   sample.bAttachType = 1;
   sample.sn_position = 2;
@@ -48,7 +49,7 @@ TEST(SampleLineTest, EachDelimiterIsShownInItsTitleAsInTheSample) {
   }
 }
 
-TEST(SampleLineTest, EachOrderIsSpelledInItsTitle) {
+TEST(SampleLineTest, OrdersFieldsAsTheTitleOfTheOrderDoes) {
   SampleComposer sample;
   sample.bAttachType = sample.bAttachTimestamp = 1;
   sample.recorddelimiter = 0;
@@ -64,7 +65,7 @@ TEST(SampleLineTest, EachOrderIsSpelledInItsTitle) {
   }
 }
 
-TEST(SampleLineTest, NoTwoTitlesOfAListAreTheSame) {
+TEST(ChoicesTest, HaveDifferentTitles) {
   for (const auto& [choice, titles] : kChoices) {
     EXPECT_EQ(std::set<std::string_view>(titles.begin(), titles.end()).size(), titles.size());
   }

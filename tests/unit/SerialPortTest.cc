@@ -25,11 +25,10 @@ namespace {
 using namespace std::chrono_literals;
 using test::FakeClock;
 using test::Immortal;
-using test::RecordingLog;
 using test::TemporaryFolder;
 using test::WaitFor;
 
-// A FIFO opens like a device, and what is written to it is read back.
+/// Creates a FIFO, which opens like a device and returns the bytes written to it.
 std::string FifoIn(const TemporaryFolder& folder) {
   const std::string fifo = folder / "fifo";
   mkfifo(fifo.c_str(), 0600);
@@ -41,34 +40,23 @@ class Collector final : public SerialPortDelegate {
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override {
     const std::lock_guard lock(mutex_);
     received_.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
+    next_ = bytes[count];
   }
   std::string received() const {
     const std::lock_guard lock(mutex_);
     return received_;
   }
+  /// The byte that follows the last chunk in the buffer.
+  int next() const { return next_; }
 
  private:
   mutable std::mutex mutex_;
   std::string received_;
+  std::uint8_t next_ = 0;
 };
 
-// Hands over one chunk and notes the byte behind it.
-class ByteBehind final : public SerialPortDelegate {
- public:
-  void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override {
-    lastCount = count;
-    behind = bytes[count];
-  }
-  std::int32_t lastCount = 0;
-  std::uint8_t behind = 0;
-};
-
-std::size_t NumberOfThreads() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    ++count;
-  }
-  return count;
+std::ptrdiff_t Threads() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
 bool IsOpen(int descriptor) {
@@ -77,97 +65,83 @@ bool IsOpen(int descriptor) {
 
 class SerialPortTest : public ::testing::Test {
  protected:
-  RecordingLog& log = Immortal<RecordingLog>();
+  /// Opens the system's line and starts the read thread.
+  void Open(const std::string& path) {
+    port.setDelegate(&collector);
+    ASSERT_EQ(port.openConnections(path.c_str()), 1);
+  }
+
+  /// Lets a chunk arrive on the scripted line and reads it.
+  void Read(std::string_view chunk) {
+    std::vector<std::uint8_t> buffer(SerialPort::kReadBufferSize, 0x55);
+    line.Arrive(chunk);
+    scripted.ReadOnce(buffer.data());
+  }
+
+  test::RecordingLog& log = Immortal<test::RecordingLog>();
   FakeClock& clock = Immortal<FakeClock>();
   Collector& collector = Immortal<Collector>();
   SerialPort& port = Immortal<SerialPort>(log, clock, test::SystemLine());
   test::ScriptedLine& line = Immortal<test::ScriptedLine>();
-  SerialPort& scripted = Immortal<SerialPort>(log, clock, line);  // no thread reads it
+  SerialPort& scripted = Immortal<SerialPort>(log, clock, line);
   TemporaryFolder folder;
 };
 
-TEST_F(SerialPortTest, AFreshChannelHoldsDescriptorZeroInBothFields) {
-  EXPECT_EQ(port.inputfd(), 0);
-  EXPECT_EQ(port.outputfd(), 0);
-  EXPECT_EQ(port.bIsClosed(), 0);
-}
-
-TEST_F(SerialPortTest, OpeningAgainAfterClosingStartsNoSecondReadThread) {
-  port.setDelegate(&collector);
-  std::thread([] {}).join();  // with the first thread a sanitizer starts one of its own
-  const std::size_t before = NumberOfThreads();
-  ASSERT_EQ(port.openConnections(FifoIn(folder).c_str()), 1);
-  const std::size_t once = NumberOfThreads();
-  EXPECT_EQ(once, before + 1);
+TEST_F(SerialPortTest, StartsOneReadThreadForAllConnections) {
+  std::thread([] {}).join();  // a sanitizer starts its thread together with the first one
+  const auto before = Threads();
+  Open(FifoIn(folder));
+  EXPECT_EQ(Threads(), before + 1);
   port.closeConnections();
   EXPECT_EQ(port.bIsClosed(), 1);
-  ASSERT_EQ(port.openConnections((folder / "fifo").c_str()), 1);
-  EXPECT_EQ(NumberOfThreads(), once);
+  Open(folder / "fifo");
+  EXPECT_EQ(Threads(), before + 1);
   EXPECT_EQ(port.bIsClosed(), 0);
   const std::uint8_t bytes[] = {'h', 'i'};
   port.transmitCharacters(bytes, 2);
   EXPECT_TRUE(WaitFor([&] { return collector.received() == "hi"; }));
 }
 
-TEST_F(SerialPortTest, AnOpenWhoseOutputSideFailsLeavesBothSidesClosed) {
-  // A directory opens for reading and not for writing.
+TEST_F(SerialPortTest, ClosesInputIfOutputDoesNotOpen) {
+  EXPECT_EQ(port.openConnections((folder / "absent").c_str()), 0);
+  EXPECT_LT(port.inputfd(), 0);
+  EXPECT_EQ(port.outputfd(), 0) << "not tried";
+  // A folder can be opened for reading only.
   EXPECT_EQ(port.openConnections(folder.path().c_str()), 0);
   EXPECT_EQ(port.inputfd(), -1);
   EXPECT_EQ(port.outputfd(), -1);
 }
 
-TEST_F(SerialPortTest, AnOpenWhoseInputSideFailsLeavesTheOutputSideAsItWas) {
-  EXPECT_EQ(port.openConnections((folder / "absent").c_str()), 0);
-  EXPECT_LT(port.inputfd(), 0);
-  EXPECT_EQ(port.outputfd(), 0);
-}
-
 TEST_F(SerialPortTest, EndsChunksBelow2048BytesWithNul) {
-  ByteBehind receiver;
-  scripted.setDelegate(&receiver);
-  std::vector<std::uint8_t> buffer(SerialPort::kReadBufferSize);
+  scripted.setDelegate(&collector);
+  std::size_t received = 0;
   for (const std::size_t size : {1U, 2047U, 2048U, 10239U}) {
-    std::fill(buffer.begin(), buffer.end(), std::uint8_t{0x55});
-    line.Arrive(std::string(size, 'x'));
-    scripted.ReadOnce(buffer.data());
-    EXPECT_EQ(receiver.lastCount, static_cast<std::int32_t>(size));
-    EXPECT_EQ(receiver.behind, size < 2048 ? 0 : 0x55) << size;
+    Read(std::string(size, 'x'));
+    EXPECT_EQ(collector.received().size(), received += size);
+    EXPECT_EQ(collector.next(), size < 2048 ? 0 : 0x55) << size;
   }
 }
 
-TEST_F(SerialPortTest, TransmittingNothingWritesNothingAndDoesNotSleep) {
-  port.setDelegate(&collector);
-  ASSERT_EQ(port.openConnections(FifoIn(folder).c_str()), 1);
-  const std::uint8_t byte = 'x';
-  port.transmitCharacters(&byte, 0);
-  port.transmitCharacters(&byte, -1);
-  EXPECT_TRUE(clock.sleeps().empty());
-  port.transmitCharacters(&byte, 1);
-  EXPECT_TRUE(WaitFor([&] { return collector.received() == "x"; }));
-}
-
-TEST_F(SerialPortTest, EachTransmittedByteIsFollowedByAPauseOfOneMillisecond) {
-  port.setDelegate(&collector);
-  ASSERT_EQ(port.openConnections(FifoIn(folder).c_str()), 1);
+TEST_F(SerialPortTest, PausesAfterEachTransmittedByte) {
+  ASSERT_EQ(scripted.openConnections("port"), 1);
   const std::uint8_t bytes[] = {'w', '1', '#'};
-  port.transmitCharacters(bytes, 3);
+  scripted.transmitCharacters(bytes, 0);
+  scripted.transmitCharacters(bytes, -1);
+  EXPECT_TRUE(clock.sleeps().empty());
+  scripted.transmitCharacters(bytes, 3);
+  EXPECT_EQ(line.Sent(), "w1#");
   EXPECT_EQ(clock.sleeps(), (std::vector<FakeClock::Duration>{1ms, 1ms, 1ms}));
 }
 
 TEST_F(SerialPortTest, LogsAndDropsChunksWithoutADelegate) {
-  std::vector<std::uint8_t> buffer(SerialPort::kReadBufferSize);
-  for (const char* chunk : {"one", "two", ""}) {
-    line.Arrive(chunk);
-    scripted.ReadOnce(buffer.data());
-  }
+  for (const char* chunk : {"one", "two", ""}) Read(chunk);
   EXPECT_EQ(log.Count("No Lumet delegate"), 2U);
   scripted.setDelegate(&collector);
-  line.Arrive("three");
-  scripted.ReadOnce(buffer.data());
+  Read("three");
   EXPECT_EQ(collector.received(), "three");
 }
 
-TEST_F(SerialPortTest, FailsAnOpenThatACloseOvertakes) {
+TEST_F(SerialPortTest, FailsToOpenIfClosedInTheMeantime) {
   int opened = 0;
   line.onOpen = [&](const std::string&) {
     if (++opened == 2) scripted.closeConnections();
@@ -178,8 +152,11 @@ TEST_F(SerialPortTest, FailsAnOpenThatACloseOvertakes) {
   EXPECT_EQ(scripted.bIsClosed(), 1);
 }
 
-TEST_F(SerialPortTest, TheInputSideNeverClosesDescriptorZeroAndTheOutputSideDoes) {
+TEST_F(SerialPortTest, ClosesDescriptorZeroForOutputOnly) {
   ASSERT_TRUE(IsOpen(0) || open("/dev/null", O_RDWR) == 0);
+  EXPECT_EQ(port.inputfd(), 0);
+  EXPECT_EQ(port.outputfd(), 0);
+  EXPECT_EQ(port.bIsClosed(), 0);
   port.closeInputConnection();
   EXPECT_EQ(port.inputfd(), -1);
   EXPECT_TRUE(IsOpen(0));
@@ -189,26 +166,24 @@ TEST_F(SerialPortTest, TheInputSideNeverClosesDescriptorZeroAndTheOutputSideDoes
   EXPECT_EQ(open("/dev/null", O_RDWR), 0);
 }
 
-TEST_F(SerialPortTest, APortThatTakesAnothersPlaceGivesItsDescriptorsBack) {
-  port.setDelegate(&collector);
-  ASSERT_EQ(port.openConnections(FifoIn(folder).c_str()), 1);
+TEST_F(SerialPortTest, ClosesTheDescriptorsOfThePreviousPort) {
+  Open(FifoIn(folder));
   const int input = port.inputfd();
   const int output = port.outputfd();
   TemporaryFolder other;
-  ASSERT_EQ(port.openConnections(FifoIn(other).c_str()), 1);
+  Open(FifoIn(other));
   EXPECT_NE(port.inputfd(), input);
   EXPECT_NE(port.outputfd(), output);
   EXPECT_FALSE(IsOpen(input) && input != port.outputfd());
   EXPECT_FALSE(IsOpen(output) && output != port.inputfd());
 }
 
-TEST_F(SerialPortTest, TheLineIsRawAt115200BitsWith8DataBitsAndNoParity) {
+TEST_F(SerialPortTest, OpensARawLineWith115200BitsPerSecondAnd8N1) {
   const int master = posix_openpt(O_RDWR | O_NOCTTY);
   ASSERT_GE(master, 0);
   ASSERT_EQ(grantpt(master), 0);
   ASSERT_EQ(unlockpt(master), 0);
-  port.setDelegate(&collector);
-  ASSERT_EQ(port.openConnections(ptsname(master)), 1);
+  Open(ptsname(master));
   for (const int descriptor : {port.inputfd(), port.outputfd()}) {
     termios settings{};
     ASSERT_EQ(tcgetattr(descriptor, &settings), 0);
@@ -223,25 +198,19 @@ TEST_F(SerialPortTest, TheLineIsRawAt115200BitsWith8DataBitsAndNoParity) {
     EXPECT_EQ(settings.c_oflag & OPOST, 0U);
     EXPECT_NE(fcntl(descriptor, F_GETFL) & O_NONBLOCK, 0);
   }
-  std::string every;
-  for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<char>(byte));
-  ASSERT_EQ(write(master, every.data(), every.size()), 256);
-  EXPECT_TRUE(WaitFor([&] { return collector.received().size() >= 256; }));
-  EXPECT_EQ(collector.received(), every);
 }
 
-TEST_F(SerialPortTest, AClosedDescriptorIsNotReadUnderItsNextOwner) {
-  // Files are opened and filled as fast as ports are closed; not one byte of theirs may arrive.
-  port.setDelegate(&collector);
+TEST_F(SerialPortTest, NeverReadsADescriptorAfterClosingIt) {
+  // A new pipe usually gets the number of a descriptor that was just closed.
   const std::string fifo = FifoIn(folder);
   for (int round = 0; round < 200; ++round) {
-    ASSERT_EQ(port.openConnections(fifo.c_str()), 1);
+    Open(fifo);
     std::this_thread::sleep_for(std::chrono::microseconds(round * 3));
     port.closeConnections();
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
     ASSERT_EQ(write(ends[1], "mine", 4), 4);
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    std::this_thread::sleep_for(200us);
     char text[8];
     ASSERT_EQ(read(ends[0], text, sizeof text), 4);
     close(ends[0]);

@@ -13,31 +13,27 @@ using Strings = std::vector<std::string>;
 
 class SettingsEditorTest : public test::SettingsFixture {
  protected:
-  SettingsEditorTest() {
-    Start();
-    log.Clear();
-  }
+  SettingsEditorTest() { log.Clear(); }
 
+  void SelectDestination(std::int32_t item) { form.Set(&SettingsValues::destination, item); }
+  void Browse(const std::optional<std::string>& answer) {
+    panels.answer = answer;
+    form.Browse();
+  }
   void ExpectPath(const std::string& path, bool enabled) {
     EXPECT_EQ(form.path(), path);
     EXPECT_EQ(form.pathEnabled(), enabled);
   }
 };
 
-TEST_F(SettingsEditorTest, OpenLogsBothNamesAndShowsTheWindowInTwoSteps) {
+TEST_F(SettingsEditorTest, LogsBothNamesAndShowsTheWindowOnOpen) {
   Open();
   EXPECT_EQ(log.lines(), (Strings{"-[SyncController settingsButton:][" + DefaultFile() +
                                   ",/Applications/TextEdit]"}));
   EXPECT_EQ(form.settingsWindow().doings(), (Strings{"front", "key"}));
 }
 
-TEST_F(SettingsEditorTest, OpenOnlyLogsWhileBusy) {
-  editor().Open(true);
-  EXPECT_EQ(form.settingsWindow().doings(), Strings{});
-  EXPECT_EQ(log.lines().size(), 1U);
-}
-
-TEST_F(SettingsEditorTest, OpenShowsEverySetting) {
+TEST_F(SettingsEditorTest, ShowsEverySettingOnOpen) {
   for (const bool odd : {false, true}) {
     bool last = odd;
     for (const auto& each : kSettingsControls) {
@@ -50,7 +46,7 @@ TEST_F(SettingsEditorTest, OpenShowsEverySetting) {
   }
 }
 
-TEST_F(SettingsEditorTest, AnyFlagOtherThanZeroIsShownAsOn) {
+TEST_F(SettingsEditorTest, ShowsAFlagAsOnUnlessZero) {
   settings().bAppendData = 7;
   Open();
   EXPECT_TRUE(form.Values().appenddata);
@@ -58,7 +54,7 @@ TEST_F(SettingsEditorTest, AnyFlagOtherThanZeroIsShownAsOn) {
   EXPECT_EQ(settings().bAppendData, 1);
 }
 
-TEST_F(SettingsEditorTest, SaveStoresEachValueInItsPlaceAndNowhereElse) {
+TEST_F(SettingsEditorTest, StoresEachChangedValueInItsPlaceOnSave) {
   for (const auto& each : kSettingsControls) {
     for (std::int32_t step = 1; step <= each.items; ++step) {
       Open();
@@ -66,7 +62,7 @@ TEST_F(SettingsEditorTest, SaveStoresEachValueInItsPlaceAndNowhereElse) {
       const std::int32_t before = each.Stored(settings());
       const std::int32_t value = (before + step) % each.items;
       each.Set(form, value);
-      EXPECT_EQ(each.Stored(settings()), before) << "until the window is saved";
+      EXPECT_EQ(each.Stored(settings()), before) << "before Save";
       form.Save();
       expected[each.position] = static_cast<char>('0' + value);
       EXPECT_EQ(SavedFile(), expected) << each.name;
@@ -75,7 +71,7 @@ TEST_F(SettingsEditorTest, SaveStoresEachValueInItsPlaceAndNowhereElse) {
   }
 }
 
-TEST_F(SettingsEditorTest, SaveLogsWritesAndCloses) {
+TEST_F(SettingsEditorTest, LogsWritesAndClosesOnSave) {
   Open();
   log.Clear();
   form.Save();
@@ -84,7 +80,7 @@ TEST_F(SettingsEditorTest, SaveLogsWritesAndCloses) {
   EXPECT_EQ(form.settingsWindow().doings(), (Strings{"front", "key", "close"}));
 }
 
-TEST_F(SettingsEditorTest, CancelDropsTheChanges) {
+TEST_F(SettingsEditorTest, DropsChangesOnCancel) {
   const std::string before = SavedFile();
   Open();
   for (const auto& each : kSettingsControls) {
@@ -103,93 +99,80 @@ TEST_F(SettingsEditorTest, CancelDropsTheChanges) {
   ExpectPath(DefaultFile(), true);
 }
 
-TEST_F(SettingsEditorTest, KeepsANumberThatHasNoItem) {
-  for (const std::int32_t value : {6, 9, -1}) {
-    for (const auto& each : kSettingsControls) {
-      if (each.IsList()) each.Store(settings(), value);
-    }
-    Open();
-    for (const auto& each : kSettingsControls) {
-      if (each.IsList()) {
-        EXPECT_EQ(each.Shown(form.Values()), -1) << each.name;
-      }
-    }
-    form.Save();
-    for (const auto& each : kSettingsControls) {
-      if (!each.IsList()) continue;
+TEST_F(SettingsEditorTest, KeepsANumberWithoutAnItem) {
+  for (const auto& each : kSettingsControls) {
+    if (!each.IsList()) continue;
+    for (const std::int32_t value : {6, 9, -1}) {
+      each.Store(settings(), value);
+      Open();
+      EXPECT_EQ(each.Shown(form.Values()), -1) << each.name;
+      form.Save();
       EXPECT_EQ(each.Stored(settings()), value) << each.name;
       EXPECT_EQ(SavedFile()[each.position], static_cast<char>('0' + value)) << each.name;
     }
   }
 }
 
-TEST_F(SettingsEditorTest, ShowsTheDestinationsPathOrLocksTheField) {
+TEST_F(SettingsEditorTest, ShowsThePathOfTheSelectedDestination) {
   Open();
   log.Clear();
   for (const std::int32_t without : {1, 2}) {
-    form.Set(&SettingsValues::destination, without);
+    SelectDestination(without);
     ExpectPath("", false);
-    form.Set(&SettingsValues::destination, 3);
+    SelectDestination(3);
     ExpectPath("/Applications/TextEdit", true);
-    form.Set(&SettingsValues::destination, without);
-    form.Set(&SettingsValues::destination, 0);
+    SelectDestination(without);
+    SelectDestination(0);
     ExpectPath(DefaultFile(), true);
   }
   EXPECT_EQ(log.lines(), Strings(8, "-[SyncController destinationChanged:]"));
-  EXPECT_EQ(settings().destination, 0) << "only saving changes it";
+  EXPECT_EQ(settings().destination, 0) << "before Save";
 }
 
-TEST_F(SettingsEditorTest, KeepsThePathIfNoDestinationIsSelected) {
+TEST_F(SettingsEditorTest, KeepsThePathWithoutASelectedDestination) {
   Open();
   settings().destination = 9;
   Open();
   ExpectPath(DefaultFile(), true);
-  panels.answer = "/elsewhere";
-  form.Browse();
-  EXPECT_EQ(panels.runs(), Strings{});
-  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+  Browse("/elsewhere");
+  EXPECT_EQ(panels.runs, Strings{});
+  EXPECT_EQ(filename(), DefaultFile());
 }
 
-TEST_F(SettingsEditorTest, BrowseForAFileProposesThePlaceholder) {
+TEST_F(SettingsEditorTest, ProposesPlaceholderOrTextEditOnBrowse) {
   Open();
   log.Clear();
-  panels.answer = DefaultFile();
-  form.Browse();
-  EXPECT_EQ(panels.runs(), (Strings{"save|" + dataFolder + "|sn_timestamp.txt"}));
-  EXPECT_EQ(log.lines(), (Strings{"-[SyncController newfileButtonChanged:]"}));
-  EXPECT_EQ(settings().filename.Get(), DefaultFile());
-}
-
-TEST_F(SettingsEditorTest, BrowseForAnApplicationProposesTextEdit) {
-  Open();
-  form.Set(&SettingsValues::destination, 3);
-  panels.answer = "/usr/bin/editor";
-  form.Browse();
-  EXPECT_EQ(panels.runs(), (Strings{"open|//Applications|TextEdit.app"}));
+  Browse(DefaultFile());
+  SelectDestination(3);
+  Browse("/usr/bin/editor");
+  EXPECT_EQ(panels.runs, (Strings{"save|" + dataFolder + "|sn_timestamp.txt",
+                                  "open|//Applications|TextEdit.app"}));
+  EXPECT_EQ(log.lines(), (Strings{"-[SyncController newfileButtonChanged:]",
+                                  "-[SyncController destinationChanged:]",
+                                  "-[SyncController newfileButtonChanged:]"}));
   ExpectPath("/usr/bin/editor", true);
-  EXPECT_EQ(settings().appname.Get(), "/usr/bin/editor");
-  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+  EXPECT_EQ(appname(), "/usr/bin/editor");
+  EXPECT_EQ(filename(), DefaultFile());
 }
 
-TEST_F(SettingsEditorTest, ACancelledPanelChangesNothing) {
+TEST_F(SettingsEditorTest, KeepsThePathsIfThePanelIsCancelled) {
   Open();
-  form.Browse();
-  form.Set(&SettingsValues::destination, 3);
-  form.Browse();
-  EXPECT_EQ(panels.runs().size(), 2U);
+  Browse(std::nullopt);
+  SelectDestination(3);
+  Browse(std::nullopt);
+  EXPECT_EQ(panels.runs.size(), 2U);
   ExpectPath("/Applications/TextEdit", true);
-  EXPECT_EQ(settings().filename.Get(), DefaultFile());
-  EXPECT_EQ(settings().appname.Get(), "/Applications/TextEdit");
+  EXPECT_EQ(filename(), DefaultFile());
+  EXPECT_EQ(appname(), "/Applications/TextEdit");
 }
 
-TEST_F(SettingsEditorTest, ABrowsedFileSurvivesCancelUntilTheNextSave) {
+TEST_F(SettingsEditorTest, KeepsAChosenFileAfterCancel) {
   const std::string before = SavedFile();
   Open();
-  panels.answer = "/data/stock.txt";
-  form.Browse();
+  Browse("/data/stock.txt");
   ExpectPath("/data/stock.txt", true);
   form.Cancel();
-  EXPECT_EQ(settings().filename.Get(), "/data/stock.txt");
+  EXPECT_EQ(filename(), "/data/stock.txt");
   EXPECT_EQ(SavedFile(), before);
   Open();
   ExpectPath("/data/stock.txt", true);
@@ -202,42 +185,15 @@ TEST_F(SettingsEditorTest, IgnoresATypedPath) {
   Open();
   form.Type("/typed/by/hand.txt");
   form.Save();
-  EXPECT_EQ(settings().filename.Get(), DefaultFile());
+  EXPECT_EQ(filename(), DefaultFile());
   EXPECT_EQ(SavedFile(), before);
   Open();
   ExpectPath(DefaultFile(), true);
 }
 
-TEST_F(SettingsEditorTest, SavingADestinationWithoutAPathKeepsThePaths) {
-  const std::string names = SavedFile().substr(256);
-  panels.answer = "/data/stock.txt";
+TEST_F(SettingsEditorTest, UpdatesTheSamplesAfterEachChange) {
   Open();
-  form.Browse();
-  EXPECT_EQ(settings().filename.Get(), "/data/stock.txt");
-  for (const std::int32_t without : {1, 2}) {
-    Open();
-    form.Set(&SettingsValues::destination, without);
-    form.Save();
-    EXPECT_EQ(SavedFile()[7], static_cast<char>('0' + without));
-    EXPECT_EQ(SavedFile().substr(256), names);
-  }
-}
-
-TEST_F(SettingsEditorTest, ShowsTheSavedValuesAfterAnotherStart) {
-  Open();
-  for (const auto& each : kSettingsControls) each.Set(form, 1 - (each.Stored(settings()) == 1));
-  form.Save();
-  const std::string saved = SavedFile();
-  form.Show({});
-  Start();
-  Open();
-  for (const auto& each : kSettingsControls) {
-    EXPECT_EQ(each.Shown(form.Values()), saved[each.position] - '0') << each.name;
-  }
-}
-
-TEST_F(SettingsEditorTest, TheSampleFollowsEveryChange) {
-  Open();
+  log.Clear();
   EXPECT_EQ(form.older(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
   EXPECT_EQ(form.series300(), "EAN-13,9780306406157,[2026/11/16:14:07:09],005771⏎");
   form.Set(&SettingsValues::datadelimiter, 1);
@@ -255,30 +211,32 @@ TEST_F(SettingsEditorTest, TheSampleFollowsEveryChange) {
   form.Set(&SettingsValues::attachtype, false);
   EXPECT_EQ(form.older(), "9780306406157↓");
   EXPECT_EQ(form.series300(), "9780306406157↓");
+  EXPECT_EQ(log.lines(), Strings{});
+  EXPECT_EQ(settings().datadelimiter, 3);
   form.Cancel();
   Open();
   EXPECT_EQ(form.older(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
 }
 
-TEST_F(SettingsEditorTest, TheSampleForTypingShowsOnlyKeys) {
+TEST_F(SettingsEditorTest, ShowsOnlyTypedCharactersInASampleForTyping) {
   Open();
   const std::string line = "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771";
   form.Set(&SettingsValues::recorddelimiter, 2);
   EXPECT_EQ(form.older(), line + "←");
   for (const std::int32_t typed : {2, 3}) {
-    form.Set(&SettingsValues::destination, typed);
-    EXPECT_EQ(form.older(), line) << "a carriage return is not typed";
+    SelectDestination(typed);
+    EXPECT_EQ(form.older(), line);
   }
   form.Set(&SettingsValues::nonenglish, true);
-  EXPECT_EQ(form.older(), line + "←") << "and is pasted";
+  EXPECT_EQ(form.older(), line + "←") << "for pasting";
   form.Set(&SettingsValues::nonenglish, false);
   form.Set(&SettingsValues::recorddelimiter, 1);
   EXPECT_EQ(form.older(), line + "⏎");
-  form.Set(&SettingsValues::destination, 1);
+  SelectDestination(1);
   EXPECT_EQ(form.older(), line + "↓");
 }
 
-TEST_F(SettingsEditorTest, TheSampleUsesNumbersThatHaveNoItem) {
+TEST_F(SettingsEditorTest, ComposesTheSampleFromNumbersWithoutAnItem) {
   settings().sn_position = 5;
   settings().datadelimiter = 4;
   Open();
@@ -288,24 +246,16 @@ TEST_F(SettingsEditorTest, TheSampleUsesNumbersThatHaveNoItem) {
   EXPECT_EQ(form.older(), "⏎");
 }
 
-TEST_F(SettingsEditorTest, TheSampleTouchesNeitherLogNorSettings) {
-  Open();
-  log.Clear();
-  form.Set(&SettingsValues::datadelimiter, 2);
-  EXPECT_EQ(log.lines(), Strings{});
-  EXPECT_EQ(settings().datadelimiter, 3);
-}
-
-/// The controller's part: when the window may open, and its operations.
+/// The settings window in the whole program.
 class SettingsButtonTest : public test::AppFixture {
  protected:
   bool IsOpen() { return form.settingsWindow().IsShown(); }
 };
 
-TEST_F(SettingsButtonTest, OnlyLogsWhileConnecting) {
+TEST_F(SettingsButtonTest, OnlyLogsDuringAnAttemptToConnect) {
   auto& connecting = test::Immortal<std::atomic<bool>>(false);
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
-  clock.OnSleep([&connecting, &pressed](std::size_t) {
+  clock.OnSleep([&connecting, &pressed] {
     connecting = true;
     test::WaitFor([&] { return pressed.load(); });
   });
@@ -320,7 +270,7 @@ TEST_F(SettingsButtonTest, OnlyLogsWhileConnecting) {
   EXPECT_TRUE(IsOpen());
 }
 
-TEST_F(SettingsButtonTest, OnlyLogsDuringARunThatLeavesTheWindowOpen) {
+TEST_F(SettingsButtonTest, OnlyLogsDuringARunButKeepsTheWindowOpen) {
   Launch();
   BecomeConnected(test::Scanner({"1"}));
   tavo.Hold("P");
@@ -339,7 +289,7 @@ TEST_F(SettingsButtonTest, OnlyLogsDuringARunThatLeavesTheWindowOpen) {
   AwaitEnd(ends);
 }
 
-TEST_F(SettingsButtonTest, EveryOperationReachesTheEditor) {
+TEST_F(SettingsButtonTest, PassesEachOperationToTheEditor) {
   Launch();
   log.Clear();
   controller.settingsButton();

@@ -9,20 +9,16 @@ using test::PutFile;
 
 class SettingsFileTest : public test::SettingsFixture {
  protected:
-  /// Saves the settings with these names, and starts again.
+  /// Saves the settings with these names and starts again.
   void SaveAndStart(std::string_view appname, std::string_view filename) {
     settings().appname.Set(appname);
     settings().filename.Set(filename);
     editor().Save();
     Start();
   }
-
-  std::string appname() { return settings().appname.Get(); }
-  std::string filename() { return settings().filename.Get(); }
 };
 
 TEST_F(SettingsFileTest, WritesTheDefaultsAtTheFirstStart) {
-  Start();
   const std::string name = DefaultFile();
   EXPECT_EQ(SavedFile(), "11134100100100" + std::string(242, '0') + "/Applications/TextEdit\r" +
                              std::string(105, '0') + name + "\r" +
@@ -35,7 +31,6 @@ TEST_F(SettingsFileTest, WritesTheDefaultsAtTheFirstStart) {
 }
 
 TEST_F(SettingsFileTest, KeepsTheNamesIfTheDestinationHasNoPath) {
-  Start();
   const std::string names = SavedFile().substr(256);
   settings().filename.Set("/elsewhere");
   settings().appname.Set("/else");
@@ -55,8 +50,7 @@ TEST_F(SettingsFileTest, KeepsTheNamesIfTheDestinationHasNoPath) {
   EXPECT_EQ(log.lines()[1], "-[SyncController SaveSettings][/elsewhere]");
 }
 
-TEST_F(SettingsFileTest, KeepsTheTailOfALongerNameAfterAShorterOne) {
-  Start();
+TEST_F(SettingsFileTest, KeepsTheRestOfALongerNameInTheFile) {
   SaveAndStart("/app", "/long/name.txt");
   SaveAndStart("/app", "/short");
   EXPECT_EQ(SavedFile().substr(384, 15), "/short\rame.txt\r");
@@ -64,7 +58,6 @@ TEST_F(SettingsFileTest, KeepsTheTailOfALongerNameAfterAShorterOne) {
 }
 
 TEST_F(SettingsFileTest, RestoresNamesOfUpTo127Bytes) {
-  Start();
   const std::string longest = "/" + std::string(126, 'n');
   SaveAndStart(longest, longest);
   EXPECT_EQ(appname(), longest);
@@ -72,39 +65,36 @@ TEST_F(SettingsFileTest, RestoresNamesOfUpTo127Bytes) {
   SaveAndStart(longest + "n", "/f");
   EXPECT_EQ(SavedFile().substr(256, 128), longest + "0");
   EXPECT_EQ(appname(), "");
-  EXPECT_EQ(filename(), "/f") << "the next area is untouched";
+  EXPECT_EQ(filename(), "/f") << "the next name";
   SaveAndStart("/app", longest + "n");
   EXPECT_EQ(SavedFile().size(), 1023U);
   EXPECT_EQ(filename(), "");
 }
 
 TEST_F(SettingsFileTest, RestoresNamesByteForByte) {
-  Start();
   const std::string utf8 =
       "/B\xC3\xBC"
       "cher/\xE2\x82\xAC.txt";
   SaveAndStart("/app", utf8);
   EXPECT_EQ(filename(), utf8);
   SaveAndStart("/opt/caf\xE9", utf8);
-  EXPECT_EQ(appname(), "/opt/caf\xE9") << "which is not UTF-8";
+  EXPECT_EQ(appname(), "/opt/caf\xE9") << "not UTF-8";
   EXPECT_EQ(filename(), utf8);
 }
 
-TEST_F(SettingsFileTest, HalfACharacterDoesNotSpoilTheOtherName) {
-  Start();
-  // A long name is cut within its last character.
+TEST_F(SettingsFileTest, KeepsTheOtherNameIfACharacterIsCut) {
+  // The name is cut within its last character.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
   EXPECT_EQ(filename(), "");
-  // A shorter name is followed by the second half of a character.
+  // The rest of the longer name begins within a character.
   SaveAndStart("/opt/caf\xC3\xA9/x", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   SaveAndStart("/opt/caf", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   EXPECT_EQ(appname(), "/opt/caf");
   EXPECT_EQ(filename(), "/home/j\xC3\xBCrgen/sn_timestamp.txt");
 }
 
-TEST_F(SettingsFileTest, ReadsAnyCharacterButOneAsOff) {
-  Start();
+TEST_F(SettingsFileTest, ReadsAFlagAsOffUnlessItsCharacterIs1) {
   for (const char character : {'0', '2', 'x', ' ', 'T', '1'}) {
     PutFile(SettingsPath(), std::string(1023, character));
     Start();
@@ -115,8 +105,7 @@ TEST_F(SettingsFileTest, ReadsAnyCharacterButOneAsOff) {
   }
 }
 
-TEST_F(SettingsFileTest, KeepsEachSettingInItsOwnPosition) {
-  Start();
+TEST_F(SettingsFileTest, SavesAndRestoresEachSettingInItsPosition) {
   for (const auto& changed : kSettingsControls) {
     for (const auto& each : kSettingsControls) each.Store(settings(), &each == &changed);
     editor().Save();
@@ -130,18 +119,16 @@ TEST_F(SettingsFileTest, KeepsEachSettingInItsOwnPosition) {
 }
 
 TEST_F(SettingsFileTest, ReadsNegativeNumbersFromAnEmptyFile) {
-  Start();
   PutFile(SettingsPath(), "");
   Start();
   for (const auto& each : kSettingsControls) {
     EXPECT_EQ(each.Stored(settings()), each.IsList() ? -'0' : 0) << each.name;
   }
   EXPECT_EQ(filename(), "");
-  EXPECT_EQ(SavedFile(), "") << "a file that was read is not written";
+  EXPECT_EQ(SavedFile(), "") << "reading does not write the file";
 }
 
 TEST_F(SettingsFileTest, SurvivesAnyContents) {
-  Start();
   std::string every;
   for (int i = 0; i < 4096; ++i) every.push_back(static_cast<char>(i * 7));
   for (const std::string& contents :
@@ -154,6 +141,7 @@ TEST_F(SettingsFileTest, SurvivesAnyContents) {
 }
 
 TEST_F(SettingsFileTest, UsesTheDefaultsIfItCannotWriteTheFile) {
+  std::filesystem::remove_all(dataFolder);
   PutFile(dataFolder, "a file in place of the folder");
   Start();
   EXPECT_TRUE(log.Has("Fail to write"));
@@ -161,15 +149,6 @@ TEST_F(SettingsFileTest, UsesTheDefaultsIfItCannotWriteTheFile) {
   EXPECT_EQ(settings().bAttachType, 1);
   EXPECT_EQ(settings().destination, 0);
   EXPECT_EQ(filename(), DefaultFile());
-}
-
-TEST_F(SettingsFileTest, LogsWhatItRestoresAndSaves) {
-  Start();
-  EXPECT_EQ(log.lines().back(), "-[SyncController RestoreSettings]: Read registry file done...");
-  log.Clear();
-  editor().Save();
-  EXPECT_EQ(log.lines()[0], "-[SyncController SaveSettings][/Applications/TextEdit]");
-  EXPECT_EQ(log.lines()[1], "-[SyncController SaveSettings][" + DefaultFile() + "]");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 namespace quillet {
 namespace {
 
-TEST(SharedTextTest, AReaderKeepsTheValueThatItGot) {
+TEST(SharedTextTest, KeepsTheValueOfAReaderAfterSet) {
   SharedText text("old");
   const std::string& before = text.Get();
   text.Set("new");
@@ -16,7 +16,7 @@ TEST(SharedTextTest, AReaderKeepsTheValueThatItGot) {
   EXPECT_EQ(text.Get(), "new");
 }
 
-TEST(SharedTextTest, AValueHeldBeforeIsNotStoredTwice) {
+TEST(SharedTextTest, StoresAnEarlierValueOnlyOnce) {
   SharedText text("a");
   const std::string* first = &text.Get();
   text.Set("b");
@@ -24,7 +24,7 @@ TEST(SharedTextTest, AValueHeldBeforeIsNotStoredTwice) {
   EXPECT_EQ(&text.Get(), first);
 }
 
-TEST(SharedTextTest, ReadersSeeWholeValues) {
+TEST(SharedTextTest, ReturnsWholeValuesDuringChanges) {
   SharedText text(std::string(1000, 'a'));
   std::atomic<bool> stop{false};
   std::thread writer([&] {

@@ -4,8 +4,9 @@ namespace quillet {
 namespace {
 
 using StartUpTest = test::AppFixture;
+using Texts = std::vector<std::string>;
 
-TEST_F(StartUpTest, WaitsTwentySecondsWithoutAPort) {
+TEST_F(StartUpTest, WaitsTwentySecondsForAPort) {
   Launch();
   EXPECT_EQ(View(),
             "Quillet has started...||Trying to connect....................|"
@@ -14,36 +15,28 @@ TEST_F(StartUpTest, WaitsTwentySecondsWithoutAPort) {
   EXPECT_TRUE(view.scrolledToEnd());
 }
 
-TEST_F(StartUpTest, ConnectsToAnAttachedScanner) {
-  const std::string path = Attach("usbmodem1");
-  Launch();
-  EXPECT_EQ(View(), "Quillet has started...||Trying to connect " + path +
-                        ": |Connected to Tavo[123456]|Tavo Time sychronized...|");
-}
-
-TEST_F(StartUpTest, DisconnectsAfterDisarmingWhenTheWindowCloses) {
+TEST_F(StartUpTest, StopsNotificationsAndDisconnectsOnWindowClose) {
   LaunchConnected();
   log.Clear();
   window.CloseByUser();
   EXPECT_EQ(View(), "Disconnected from Tavo[123456]|");
-  const auto lines = log.lines();
-  ASSERT_GE(lines.size(), 3U);
-  EXPECT_EQ(lines[0], "-[QuilletAppDelegate windowWillClose:]");
-  EXPECT_EQ(lines[1], "-[SyncController stopNotification]");
-  EXPECT_EQ(lines[2], "-[SyncController Terminate]");
+  Texts lines = log.lines();
+  lines.resize(3);
+  EXPECT_EQ(lines, (Texts{"-[QuilletAppDelegate windowWillClose:]",
+                          "-[SyncController stopNotification]", "-[SyncController Terminate]"}));
   EXPECT_FALSE(controller.bIsConnected);
   EXPECT_FALSE(registry.HasPort());
   EXPECT_FALSE(tavo.IsOpen());
   EXPECT_TRUE(application.applicationShouldTerminateAfterLastWindowClosed());
 }
 
-TEST_F(StartUpTest, DisconnectsWhenTheWindowClosesUnconnected) {
+TEST_F(StartUpTest, DisconnectsOnWindowCloseWithoutAScanner) {
   Launch();
   window.CloseByUser();
   EXPECT_TRUE(View().ends_with("Disconnected from Tavo[000000]|"));
 }
 
-TEST_F(StartUpTest, ShowsTheSerialNumberInTheTitleWhileConnected) {
+TEST_F(StartUpTest, ShowsTheSerialNumberInTheTitleIfConnected) {
   Attach("usbmodem1");
   Launch();
   for (int round = 0; round < 2; ++round) {
@@ -56,10 +49,10 @@ TEST_F(StartUpTest, ShowsTheSerialNumberInTheTitleWhileConnected) {
   }
 }
 
-TEST_F(StartUpTest, TakesItsStepsInOrder) {
+TEST_F(StartUpTest, StartsItsPartsInOrder) {
   Launch();
   EXPECT_EQ(window.title(), "Quillet V1.25");
-  const auto lines = log.lines();
+  const Texts lines = log.lines();
   auto last = lines.begin();
   for (const char* step :
        {"-[LumetFile CreateBarcodeDirectory]", "-[Lumet init]",
@@ -70,7 +63,7 @@ TEST_F(StartUpTest, TakesItsStepsInOrder) {
     last = std::find(last, lines.end(), step);
     EXPECT_NE(last, lines.end()) << step;
   }
-  EXPECT_EQ(ports.items(), (std::vector<std::string>{"None", "None"}));
+  EXPECT_EQ(ports.items(), (Texts{"None", "None"}));
 }
 
 TEST_F(StartUpTest, StoresACopyOfTheString) {

@@ -14,10 +14,17 @@ class SynchronizationTest : public test::AppFixture {
     LaunchConnected(Scanner(records));
   }
 
+  void StartRunAndHoldItsBurst() {
+    ConnectWith({.destination = 1}, {"1"});
+    tavo.Hold("P");
+    synchronize.Press();
+    tavo.WaitUntilHeld();
+  }
+
   const std::string closing_ = "Synchronization finished. Tavo can be plugged off now|";
 };
 
-TEST_F(SynchronizationTest, ARunToTheFileShowsDotsFileAndCount) {
+TEST_F(SynchronizationTest, ShowsDotsFileAndCountOfARunToTheFile) {
   std::vector<std::string> records;
   std::string lines;
   for (int i = 0; i < 130; ++i) lines += records.emplace_back(std::to_string(i)) + "\r\n";
@@ -32,7 +39,7 @@ TEST_F(SynchronizationTest, ARunToTheFileShowsDotsFileAndCount) {
   EXPECT_EQ(controller.barcodeindex, 130);
 }
 
-TEST_F(SynchronizationTest, ARunWithoutRecordsErasesNothing) {
+TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {});
   Synchronize();
   EXPECT_EQ(View(), "|Synchronization has started...|No data to synchronize...|" + closing_);
@@ -50,14 +57,14 @@ TEST_F(SynchronizationTest, ErasesTheScannerAfterTheCount) {
   EXPECT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("P W GS0 E "); }));
 }
 
-TEST_F(SynchronizationTest, DeliversToTheDestinationOfTheMoment) {
+TEST_F(SynchronizationTest, DeliversEachRecordToTheCurrentDestination) {
   ConnectWith({.destination = 1}, {});
   tavo.Scan("seen");
   EXPECT_EQ(View(), "seen|");
-  Choose({.destination = 0, .path = folder / "stock.txt"});
+  Choose(0, folder / "stock.txt");
   tavo.Scan("dropped outside a run");
   EXPECT_EQ(View(), "seen|.");
-  Choose({.destination = 2});
+  Choose(2);
   tavo.Scan("7");
   EXPECT_EQ(keyEvents.posts().size(), 2U);
   EXPECT_EQ(View(), "seen|.");
@@ -65,11 +72,8 @@ TEST_F(SynchronizationTest, DeliversToTheDestinationOfTheMoment) {
   EXPECT_EQ(controller.barcodedata(), nullptr);
 }
 
-TEST_F(SynchronizationTest, ARunFromTheButtonBlocksTheButtons) {
-  ConnectWith({.destination = 1}, {"1"});
-  tavo.Hold("P");
-  synchronize.Press();
-  tavo.WaitUntilHeld();
+TEST_F(SynchronizationTest, IgnoresButtonsDuringARunFromTheButton) {
+  StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
   const std::string before = View();
   for (auto* button : {&synchronize, &clear, &connect}) button->Press();
@@ -82,17 +86,14 @@ TEST_F(SynchronizationTest, ARunFromTheButtonBlocksTheButtons) {
   EXPECT_EQ(View(), "");
 }
 
-TEST_F(SynchronizationTest, ARunFromTheButtonOutlivesTheConnection) {
-  ConnectWith({.destination = 1}, {"1"});
-  tavo.Hold("P");
-  synchronize.Press();
-  tavo.WaitUntilHeld();
+TEST_F(SynchronizationTest, ContinuesARunFromTheButtonAfterUnplugging) {
+  StartRunAndHoldItsBurst();
   registry.Unplug(folder / "usbmodem1");
   EXPECT_FALSE(controller.bIsConnected);
   EXPECT_TRUE(controller.bIsUnderSynchronization);
 }
 
-TEST_F(SynchronizationTest, SaysWhatToDoWithoutAScanner) {
+TEST_F(SynchronizationTest, AsksForAScannerIfNoneIsConnected) {
   Launch();
   ClearView();
   synchronize.Press();
@@ -100,14 +101,14 @@ TEST_F(SynchronizationTest, SaysWhatToDoWithoutAScanner) {
   EXPECT_FALSE(controller.bIsUnderSynchronization);
 }
 
-TEST_F(SynchronizationTest, ClearLeavesPendingTextsAlone) {
+TEST_F(SynchronizationTest, KeepsPendingTextsOnClear) {
   Launch();
   controller.DisplayText("pending", true);
   clear.Press();
   EXPECT_EQ(View(), "pending|");
 }
 
-TEST_F(SynchronizationTest, UrlLoadingOnlyLogs) {
+TEST_F(SynchronizationTest, LogsCallbacksOfUrlLoading) {
   controller.connectionDidReceiveResponse();
   controller.connectionDidReceiveData("data");
   controller.connectionDidFailWithError();
@@ -139,7 +140,7 @@ TEST_F(SynchronizationTest, ShowsTheTextsOfEachThreadInOrder) {
   EXPECT_EQ(next[0] + next[1], 1000);
 }
 
-TEST_F(SynchronizationTest, ShowsALineEndForEachOfATextsOwn) {
+TEST_F(SynchronizationTest, ShowsEachLineEndOfAText) {
   controller.DisplayText("a\rb\nc\r\nd", false);
   controller.DisplayText("\r\r\n\n", true);
   controller.DisplayText("\r\ne", true);

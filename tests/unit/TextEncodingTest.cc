@@ -7,25 +7,25 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(TextEncodingTest, FilesWithoutAMarkAreUtf8WhenTheyCanBeAndLatin1Otherwise) {
-  EXPECT_EQ(DecodeTextFile("plain"), "plain");
-  EXPECT_EQ(DecodeTextFile("\xC3\xA9"), "\xC3\xA9");
-  EXPECT_EQ(DecodeTextFile("\xE9t\xE9"), "\xC3\xA9t\xC3\xA9");
-  EXPECT_EQ(DecodeTextFile(""), "");
+TEST(TextEncodingTest, DecodesTextByItsMarkOrContents) {
+  const std::pair<std::string, const char*> cases[] = {
+      {"", ""},
+      {"plain", "plain"},
+      {"\xC3\xA9", "\xC3\xA9"},
+      {"\xE9t\xE9", "\xC3\xA9t\xC3\xA9"},
+      {"\xEF\xBB\xBF"
+       "ab",
+       "ab"},
+      {"\xFE\xFF\0a\x20\xAC"s, "a\xE2\x82\xAC"},
+      {"\xFF\xFE"
+       "a\0\xAC\x20"s,
+       "a\xE2\x82\xAC"},
+      {"\xFE\xFF\xD8\x3D\xDE\x00"s, "\xF0\x9F\x98\x80"},
+  };
+  for (const auto& [file, text] : cases) EXPECT_EQ(DecodeTextFile(file), text);
 }
 
-TEST(TextEncodingTest, ByteOrderMarksDecideAndAreLeftOut) {
-  EXPECT_EQ(DecodeTextFile("\xEF\xBB\xBF"
-                           "ab"),
-            "ab");
-  EXPECT_EQ(DecodeTextFile("\xFE\xFF\0a\x20\xAC"s), "a\xE2\x82\xAC");
-  EXPECT_EQ(DecodeTextFile("\xFF\xFE"
-                           "a\0\xAC\x20"s),
-            "a\xE2\x82\xAC");
-  EXPECT_EQ(DecodeTextFile("\xFE\xFF\xD8\x3D\xDE\x00"s), "\xF0\x9F\x98\x80");
-}
-
-TEST(TextEncodingTest, BrokenUtf16BecomesReplacementCharacters) {
+TEST(TextEncodingTest, ReplacesBrokenUtf16) {
   EXPECT_EQ(DecodeTextFile("\xFE\xFF\xD8\x3D\0a"s),
             "\xEF\xBF\xBD"
             "a");
@@ -33,7 +33,7 @@ TEST(TextEncodingTest, BrokenUtf16BecomesReplacementCharacters) {
   EXPECT_EQ(DecodeTextFile("\xFE\xFF\xDE\x00"s), "\xEF\xBF\xBD");
 }
 
-TEST(TextEncodingTest, RepairMarksWhatIsBrokenAndKeepsTheRest) {
+TEST(TextEncodingTest, RepairsOnlyBrokenUtf8) {
   EXPECT_EQ(RepairUtf8("a\xC3"), "a\xEF\xBF\xBD");
   EXPECT_EQ(RepairUtf8("\xE2\x82"
                        "b"),
@@ -42,7 +42,7 @@ TEST(TextEncodingTest, RepairMarksWhatIsBrokenAndKeepsTheRest) {
   EXPECT_EQ(RepairUtf8("\xC3\xA9"), "\xC3\xA9");
 }
 
-TEST(TextEncodingTest, Utf16LengthCountsPairsTwice) {
+TEST(TextEncodingTest, CountsUtf16Units) {
   EXPECT_EQ(Utf16Length("ab"), 2U);
   EXPECT_EQ(Utf16Length("\xC3\xA9"), 1U);
   EXPECT_EQ(Utf16Length("\xE2\x82\xAC"), 1U);
