@@ -80,21 +80,21 @@ class ProtocolDocumentTest : public SessionFixture {
   }
 };
 
-TEST_F(ProtocolDocumentTest, StartUp) {
+TEST_F(ProtocolDocumentTest, MatchesStartUp) {
   AttachExample(Model::kOlder);
   ASSERT_TRUE(Connect());
   EXPECT_EQ(Conversation(), Written("start-up"));
 }
 
-TEST_F(ProtocolDocumentTest, OneTransfer) {
+TEST_F(ProtocolDocumentTest, MatchesOneTransfer) {
   ExpectRun(Model::kOlder, true, "one transfer");
 }
 
-TEST_F(ProtocolDocumentTest, OneTransferOfThe300Series) {
+TEST_F(ProtocolDocumentTest, MatchesOneTransferOfThe300Series) {
   ExpectRun(Model::kSeries300, true, "one transfer 300");
 }
 
-TEST_F(ProtocolDocumentTest, OneByOne) {
+TEST_F(ProtocolDocumentTest, MatchesOneByOne) {
   ExpectRun(Model::kOlder, false, "one by one");
 }
 

@@ -128,6 +128,7 @@ TEST_F(LumetTest, ReadsBytesAfterAnAnswerWithoutACommand) {
   // The first frame answers the command. The second one is an unsolicited record.
   Receive("\x03" + Framed() + "x@\x03" + Framed() + "@y@");
   EXPECT_EQ(owner.records(), (Texts{"ABCD", "ABCD"}));
+  EXPECT_EQ(lumet.receive().writePtr(), 0);
 }
 
 TEST_F(LumetTest, ExpectsABurstAnnouncedDuringADelivery) {
@@ -287,7 +288,7 @@ TEST_F(LumetTest, AcceptsAnAnswerDuringThePauseAfterTheLastByte) {
   EXPECT_EQ(clock.Count(100ms), 0U);
 }
 
-TEST_F(LumetTest, ReportsATimeOutIfTheAnswerIsInTheLastSleep) {
+TEST_F(LumetTest, TimesOutIfTheAnswerArrivesInTheLastSleep) {
   clock.OnSleep([this] {
     if (clock.Count(100ms) == 5) Receive("@");
   });

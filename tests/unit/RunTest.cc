@@ -93,7 +93,7 @@ TEST_F(RunTest, KeepsTheFileIfNoRecordWasForIt) {
   EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records to write"));
 }
 
-TEST_F(RunTest, WritesRecordsFromTheChoiceOfTheFile) {
+TEST_F(RunTest, WritesRecordsAfterTheFileIsChosen) {
   EXPECT_EQ(Play("1Ba0bcE"), "." + Written("3") + "{bc}");
 }
 
@@ -116,7 +116,7 @@ TEST_F(RunTest, WritesBothRunsIfTheyOverlap) {
   EXPECT_EQ(Play("BabBcEdefE"), ".." + Written("1") + "{c}" + Written("4") + "{def}");
 }
 
-TEST_F(RunTest, ShowsItsCountIfTheNextRunHasBegun) {
+TEST_F(RunTest, ShowsItsCountEvenIfTheNextRunHasBegun) {
   files.whileReplacing = [this] { run.Begin(0); };
   EXPECT_EQ(Play("BabE"), "." + Written("2") + "{ab}");
   EXPECT_EQ(run.barcodeCount, 0);
