@@ -82,8 +82,7 @@ void RecordDownload::SynchronizeBurstData() {
     // Length 0 would loop forever; a record that exceeds the buffer is incomplete. All other
     // lengths are accepted.
     if (step == 0 || step > ReceiveMachine::kBufferSize - offset) {
-      Log(log_, "-[Lumet SynchronizeBurstData]",
-          ": invalid length, remaining records skipped");
+      Log(log_, "-[Lumet SynchronizeBurstData]", ": invalid length, remaining records skipped");
       break;
     }
     if (symbology != kErasedSlot) Deliver(offset);

@@ -172,8 +172,7 @@ TEST_F(UinputKeyEventsTest, InvertsShiftWhileTheCapsLockLightIsOn) {
 TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnceUntilItIsGranted) {
   error_ = EACCES;
   for (int i = 0; i < 3; ++i) Press(kVirtualA);
-  ExpectFailure(
-      "Permission denied. Install the udev rule 70-quillet-uinput.rules.");
+  ExpectFailure("Permission denied. Install the udev rule 70-quillet-uinput.rules.");
   EXPECT_EQ(clock_.sleeps(), std::vector<FakeClock::Duration>{});
   error_ = 0;
   Press(kVirtualA);

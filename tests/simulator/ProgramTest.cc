@@ -174,7 +174,8 @@ TEST(TavoSimulatorProgram, ExecutesLinesOfItsInput) {
   EXPECT_EQ(program.Say("fault on M silence"), "ok");
   EXPECT_EQ(program.Say("complaints"), "complaints 0");
   EXPECT_THAT(program.Say("dance"), HasSubstr("error: unknown command \"dance\""));
-  EXPECT_THAT(program.Say("scan nonsense 1"), HasSubstr("error: \"nonsense\" is neither a symbology"));
+  EXPECT_THAT(program.Say("scan nonsense 1"),
+              HasSubstr("error: \"nonsense\" is neither a symbology"));
   EXPECT_THAT(program.Say("scan 1 " + std::string(251, 'x')), HasSubstr("error: a record of this"));
   EXPECT_THAT(program.Say("fault on Q silence"), HasSubstr("error: \"Q\" is not a command"));
   EXPECT_EQ(program.Say("records"), "records 1");
@@ -190,7 +191,8 @@ TEST(TavoSimulatorProgram, ReadsFaultsAndWritesTranscript) {
   EXPECT_EQ(port.Ask("zM", 4), ToBytes("abc@"));
   program.Say("quit");
   EXPECT_EQ(program.ExitCode(), 0);
-  EXPECT_EQ(program.Errors(), "tavo-simulator: byte 1 received: byte 0x7a 'z' does not begin a command\n");
+  EXPECT_EQ(program.Errors(),
+            "tavo-simulator: byte 1 received: byte 0x7a 'z' does not begin a command\n");
   const std::string text = test::FileContents(transcript).value_or("");
   EXPECT_THAT(text, HasSubstr(" < 7a 4d  zM\n"));
   EXPECT_THAT(text, HasSubstr(" > 61 62 63 40  abc@\n"));

@@ -75,8 +75,7 @@ inline constexpr SettingsControl kSettingsControls[] = {
     {"Deliver to", 7, &Settings::destination, &SettingsValues::destination, 4},
     {"Add to the file instead of replacing it", 10, &Settings::bAppendData,
      &SettingsValues::appenddata},
-    {"Paste text instead of typing it", 13, &Settings::bNonEnglish,
-     &SettingsValues::nonenglish},
+    {"Paste text instead of typing it", 13, &Settings::bNonEnglish, &SettingsValues::nonenglish},
 };
 
 }  // namespace quillet::test
