@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 namespace quillet::test {
@@ -12,6 +13,8 @@ template <class Harness>
 struct Implementation {
   const char* name;
   std::unique_ptr<Harness> (*make)();
+
+  friend void PrintTo(const Implementation& self, std::ostream* out) { *out << self.name; }
 };
 
 /// Base class of a contract suite. The tests check the promises of an interface on its fake and on

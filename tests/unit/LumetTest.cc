@@ -368,15 +368,21 @@ TEST_F(LumetTest, EmptiesTheIdentityTextsOnDisconnect) {
 }
 
 TEST_F(LumetTest, EndsTheCommandThreadAfterItsOperation) {
-  std::atomic<int> polls = 0;
+  std::string sent;  // used by the command thread only until it has finished
+  int waits = 0;
+  bool disconnected = false;
   clock.OnSleep([&] {
-    // Disconnects during the second of five wake-up attempts.
-    if (clock.sleeps().back() == 100ms && ++polls == 8) lumet.disconnectTavo();
+    if (clock.sleeps().back() != 100ms) return;
+    sent += line.Sent();
+    if (sent.empty()) return;  // no wake-up is queued yet
+    ++waits;
+    // In the second of five attempts.
+    if (sent == "WW" && !std::exchange(disconnected, true)) lumet.disconnectTavo();
   });
   ASSERT_EQ(lumet.connectTavo("port"), 1);
   EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
-  EXPECT_EQ(line.Sent(), "WW") << "nothing is written to a closed line";
-  EXPECT_GE(polls, 25);
+  EXPECT_EQ(sent + line.Sent(), "WW") << "nothing is written to a closed line";
+  EXPECT_GE(waits, 25);
 }
 
 TEST_F(LumetTest, RunsAtMostOneCommandThread) {
