@@ -158,10 +158,11 @@ TEST_F(DeliveryTest, TypesEvenIfTheApplicationDoesNotOpen) {
   EXPECT_TRUE(applications.opened.empty());
   EXPECT_EQ(applications.looks, 0);
   applications.opens = false;
+  EXPECT_FALSE(delivery.Run(kEditor));
   Choose(3, kEditor);
   Synchronize();
   EXPECT_EQ(log.Count("-[SyncController RunApplication]:Couldn't open application /usr/bin/editor"),
-            3U);
+            4U);
   EXPECT_EQ(applications.looks, 0);
   EXPECT_EQ(Typed(), "1\n2\n1\n2\n");
 }

@@ -45,6 +45,23 @@ TEST(LogTest, EscapesCharactersThatReorderText) {
             "a\\xe2\\x80\\xaeb\\xe2\\x80\\xa8c\\xe2\\x81\\xa6\\xd8\\x9c\\xef\\xbb\\xbf");
 }
 
+TEST(LogTest, EscapesTheBoundsOfEachReorderingRange) {
+  const struct {
+    const char* lead;
+    const char* escapedLead;
+    unsigned char before, first, last, after;
+  } ranges[] = {{"\xE2\x80", "\\xe2\\x80", 0x8A, 0x8B, 0x8F, 0x90},
+                {"\xE2\x80", "\\xe2\\x80", 0xA7, 0xA8, 0xAE, 0xAF},
+                {"\xE2\x81", "\\xe2\\x81", 0x9F, 0xA0, 0xAF, 0xB0}};
+  for (const auto& range : ranges) {
+    for (const unsigned char byte : {range.before, range.first, range.last, range.after}) {
+      const std::string text = range.lead + std::string(1, static_cast<char>(byte));
+      const bool escaped = byte == range.first || byte == range.last;
+      EXPECT_EQ(Logged(ForeignText(text)).starts_with(range.escapedLead), escaped) << int{byte};
+    }
+  }
+}
+
 TEST(LogTest, KeepsOtherCharactersOutsideAscii) {
   for (const char* text :
        {"\xC3\xA9 \xE2\x82\xAC\xC2\xA0", "\xE2\x80\x93\xE2\x80\x99\xE2\x81\x84"}) {

@@ -55,8 +55,8 @@ TEST_F(LumetFileTest, ReplacesEachPlaceholderInAPath) {
 
 TEST_F(LumetFileTest, NamesFilesByTheSafePartOfTheSerialNumber) {
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("0000000000")), "000000_20140305_140709.txt");
-  EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234/../\x1b\x7f")),
-            "_..____20140305_140709.txt");
+  EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234/. /\x1f\x7f")),
+            "_. ____20140305_140709.txt");
 }
 
 TEST_F(LumetFileTest, ReadsOnlyTheSettingsFile) {

@@ -53,6 +53,8 @@ TEST(RunProgressTest, ShowsBytesOfABurst) {
   EXPECT_EQ(progress.Look(1500ms, Burst(11003, 30000)).text,
             "130 records  ·  11.0 of 30.0 kB  ·  11.0 kB/s  ·  2 s left");
   EXPECT_EQ(progress.Look(3500ms, Burst(30000, 30000)).fraction, 1);
+  EXPECT_TRUE(progress.Look(4000ms, Burst(1230003, 4000000))
+                  .text.starts_with("130 records  ·  1230.0 of 4000.0 kB"));
 }
 
 TEST(RunProgressTest, ShowsOnlyTheCountAtTheEnd) {
