@@ -21,23 +21,31 @@ using std::chrono::steady_clock;
 // a frame of a 60 Hz screen.
 constexpr auto kSlice = std::chrono::milliseconds(5);
 
-void MakeNonBlocking(const UniqueFd& end) {
-  if (!end.IsOpen()) throw std::system_error(errno, std::generic_category(), "main queue");
-  fcntl(end.Get(), F_SETFD, FD_CLOEXEC);
-  fcntl(end.Get(), F_SETFL, fcntl(end.Get(), F_GETFL) | O_NONBLOCK);
+struct Pipe {
+  UniqueFd reader;
+  UniqueFd writer;
+};
+
+Pipe MakePipe() {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) {
+    throw std::system_error(errno, std::generic_category(), "main queue");
+  }
+  Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
+  for (const UniqueFd* end : {&made.reader, &made.writer}) {
+    if (!end->IsOpen()) throw std::system_error(errno, std::generic_category(), "main queue");
+    fcntl(end->Get(), F_SETFD, FD_CLOEXEC);
+    fcntl(end->Get(), F_SETFL, fcntl(end->Get(), F_GETFL) | O_NONBLOCK);
+  }
+  return made;
 }
 
 }  // namespace
 
 QtMainQueue::QtMainQueue() : wakeUp_(QSocketNotifier::Read) {
-  std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) {
-    throw std::system_error(errno, std::generic_category(), "main queue");
-  }
-  wakeUpReader_ = UniqueFd(ends[0]);
-  wakeUpWriter_ = UniqueFd(ends[1]);
-  MakeNonBlocking(wakeUpReader_);
-  MakeNonBlocking(wakeUpWriter_);
+  Pipe wakeUp = MakePipe();
+  wakeUpReader_ = std::move(wakeUp.reader);
+  wakeUpWriter_ = std::move(wakeUp.writer);
   wakeUp_.setSocket(wakeUpReader_.Get());
   wakeUp_.setEnabled(true);
   // The slices run from a timer, not from the descriptor. A main loop may serve descriptors before
