@@ -66,7 +66,7 @@ void SetSpeed(Parsed& parsed, const std::string& text) {
 
 void SetLatency(Parsed& parsed, const std::string& text) {
   const auto latency = ReadDuration(text, std::chrono::milliseconds(1));
-  if (!latency) throw UsageError("--latency must be in milliseconds, not \"" + text + "\"");
+  if (!latency) throw UsageError("--latency takes milliseconds, not \"" + text + "\"");
   parsed.options.latency = *latency;
 }
 
@@ -93,7 +93,7 @@ constexpr std::array kArguments = std::to_array<Argument>({
     {"--transcript", [](Parsed& w, Text text) { w.options.transcriptFile = text; }},
 });
 
-/// Parses a file. Adds its path to an InputError of `parse`.
+/// Parses a file. If `parse` throws InputError, adds the file's path to the message.
 template <typename Parse>
 auto ReadFileWith(const std::string& path, Parse parse) {
   // A folder can be opened but not read.

@@ -31,7 +31,7 @@ UniqueFd OpenTerminal(const std::string& path) {
   return UniqueFd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
 }
 
-/// Sets a terminal raw, and sets the speed if it is in kSpeeds. Ignores failures.
+/// Sets a terminal to raw mode, and sets the speed if it is in kSpeeds. Ignores failures.
 void SetRaw(int descriptor, std::uint64_t bitsPerSecond) {
   termios settings = {};
   if (tcgetattr(descriptor, &settings) != 0) return;
@@ -46,7 +46,7 @@ void SetRaw(int descriptor, std::uint64_t bitsPerSecond) {
   tcsetattr(descriptor, TCSANOW, &settings);
 }
 
-/// Returns the current events of poll(2).
+/// Returns the descriptor's current poll(2) events, without waiting.
 int PollNow(int descriptor, short events) {
   pollfd entry{descriptor, events, 0};
   return ::poll(&entry, 1, 0) > 0 ? entry.revents : 0;
@@ -57,8 +57,8 @@ Endpoint::Transfer ResultOf(ssize_t count) {
   return {0, errno != EAGAIN && errno != EWOULDBLOCK};
 }
 
-/// The scanner has only the master side open. This shows whether the computer has the port open.
-/// Bytes sent while the port is closed are lost, as on a real line.
+/// The scanner has only the master side open, so it can detect whether the computer has the port
+/// open. Bytes sent while the port is closed are lost, as on a real line.
 class PseudoTerminal final : public Endpoint {
  public:
   explicit PseudoTerminal(TerminalMode mode) : mode_(mode) {}
@@ -75,8 +75,8 @@ class PseudoTerminal final : public Endpoint {
     const int flags = fcntl(master.Get(), F_GETFL);
     if (flags < 0 || fcntl(master.Get(), F_SETFL, flags | O_NONBLOCK) != 0) throw Failure("fcntl");
 
-    // The master reports a closed slave only if the slave has been open before. The settings of the
-    // slave are kept while the master is open.
+    // The master reports a closed slave only if the slave has been open before. The slave's
+    // settings persist while the master is open.
     const UniqueFd slave = OpenTerminal(path_);
     if (!slave.IsOpen()) throw Failure(path_);
     if (mode_ == TerminalMode::kRaw) SetRaw(slave.Get(), 0);
@@ -94,8 +94,8 @@ class PseudoTerminal final : public Endpoint {
 
   bool HasUnreadOutput() override {
     if (!IsPortOpen()) return false;
-    // Only the slave side shows unread bytes. While it is open here, IsPortOpen() is true. It stays
-    // open until Close(), which soon follows.
+    // Only the slave side reports unread bytes. While it is open here, IsPortOpen() is true. It
+    // stays open until Close(), which the caller calls soon afterwards.
     if (!probe_.IsOpen()) probe_ = OpenTerminal(path_);
     return probe_.IsOpen() && (PollNow(probe_.Get(), POLLIN) & POLLIN) != 0;
   }
@@ -143,7 +143,7 @@ class DeviceNode final : public Endpoint {
 Endpoint::Transfer Endpoint::Read(std::span<std::uint8_t> buffer) {
   const ssize_t count =
       RetryOnSignal([&] { return ::read(line_.Get(), buffer.data(), buffer.size()); });
-  // If no bytes are available, read(2) fails with EAGAIN. The result 0 is a hang-up.
+  // If no bytes are available, read(2) fails with EAGAIN. A result of 0 means a hang-up.
   return count == 0 ? Transfer{0, true} : ResultOf(count);
 }
 

@@ -54,11 +54,12 @@ enum class TerminalMode {
 /// Returns a pseudo-terminal that is created at each Open().
 std::unique_ptr<Endpoint> MakePseudoTerminal(TerminalMode mode);
 
-/// Returns the existing terminal device `node`. Open() sets it raw, and sets the speed (bit/s) if
-/// the system supports it; 0 keeps the speed. IsPortOpen() is true while the device is open.
+/// Returns the existing terminal device `node`. Open() sets it to raw mode and sets the speed
+/// (bit/s) if the system supports it; 0 keeps the speed. IsPortOpen() is true while the device is
+/// open.
 std::unique_ptr<Endpoint> MakeDeviceNode(const std::string& node, std::uint64_t bitsPerSecond);
 
-/// A symbolic link at a fixed path that leads to the line.
+/// A symbolic link to the line, at a fixed path.
 class PathLink {
  public:
   /// @param path  if "", the object does nothing

@@ -15,7 +15,7 @@
 
 namespace quillet::simulator {
 
-/// The event that triggers a fault. Bytes are counted since plugging in.
+/// The event that triggers a fault. Bytes are counted from the time the cable is plugged in.
 enum class FaultTrigger {
   kCommand,        ///< a command arrives ("on")
   kBytesSent,      ///< bytes sent to the computer ("after-sent")
@@ -49,10 +49,10 @@ struct Fault {
   static constexpr std::uint64_t kAll = std::numeric_limits<std::uint64_t>::max();
 
   FaultTrigger trigger = FaultTrigger::kCommand;
-  std::string command;           ///< kCommand: the text, or "w", "p" or "any" for several commands
+  std::string command;           ///< kCommand: its text; "w", "p" or "any" for a group
   std::uint64_t occurrence = 1;  ///< kCommand: the occurrence since the fault was armed, from 1
-  bool andLater = true;          ///< kCommand: all later occurrences too
-  std::uint64_t afterBytes = 0;  ///< the triggers that count bytes: the number
+  bool andLater = true;          ///< kCommand: also applies to all later occurrences
+  std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
   std::chrono::nanoseconds after{0};  ///< kTime
 
   FaultAction action = FaultAction::kSilence;
@@ -73,7 +73,7 @@ std::vector<Fault> ParseFaults(std::string_view script);
 /// The part of HelpText() about fault scripts.
 extern const std::string_view kFaultHelp;
 
-/// Numbers of bytes since plugging in.
+/// Numbers of bytes since the cable was plugged in.
 struct LineCounters {
   std::uint64_t sent = 0;
   std::uint64_t received = 0;
@@ -85,11 +85,11 @@ class FaultInjector {
  public:
   /// Adds a fault. Its bytes, time and occurrences are counted from now.
   void Arm(Fault fault, const LineCounters& counters, Time now);
-  /// Counts bytes from zero again, after plugging in.
+  /// Counts bytes from zero again. Called when the cable is plugged in.
   void RestartCounting();
   /// Counts a received command. Returns the faults that apply to it, in the order of Arm().
   std::vector<Fault> OnCommand(const std::string& command);
-  /// Returns the faults that are due by bytes or time. Each fault is returned once.
+  /// Returns the faults whose byte count or time has been reached. Each fault is returned once.
   std::vector<Fault> TakeDue(const LineCounters& counters, Time now);
   /// The number of bytes until the next fault that counts sent bytes; at least 1.
   std::uint64_t SendableBefore(const LineCounters& counters) const;
@@ -100,7 +100,7 @@ class FaultInjector {
   struct Armed {
     Fault fault;
     Time due = Time::max();         ///< kTime
-    std::uint64_t atBytes = 0;      ///< the triggers that count bytes: the counter's value
+    std::uint64_t atBytes = 0;      ///< byte triggers: the counter's value
     std::uint64_t occurrences = 0;  ///< kCommand: the number of matching commands so far
   };
 

@@ -113,7 +113,7 @@ void ReadMilliseconds(Words& words, Fault& fault) {
 
 void ReadChunks(Words& words, Fault& fault) {
   fault.number = TakeNumber(words, "a chunk size in bytes");
-  if (fault.number == 0) throw Complaint("a chunk has at least one byte");
+  if (fault.number == 0) throw Complaint("a chunk must have at least one byte");
   if (!words.AtEnd()) ReadMilliseconds(words, fault);
 }
 
@@ -157,13 +157,13 @@ void ReadLength(Words& words, Fault& fault) {
 void ReadReplug(Words& words, Fault& fault) {
   if (words.AtEnd()) return;
   const Word word = words.Take("replug");
-  if (word.text != "replug") Expected("\"replug\" or nothing", word.text);
+  if (word.text != "replug") Expected("\"replug\" or the end of the rule", word.text);
   fault.replug = TakeMilliseconds(words);
 }
 
 void ReadScan(Words& words, Fault& fault) {
   fault.number = TakeNumber(words, "the symbology byte");
-  if (fault.number > 0xFF) throw Complaint("a symbology byte is from 0 to 255");
+  if (fault.number > 0xFF) throw Complaint("a symbology byte must be from 0 to 255");
   fault.bytes = Unescape(words.Take("the barcode's data").text);
 }
 
@@ -228,7 +228,7 @@ void ReadOccurrence(Words& words, Fault& fault) {
   if (fault.andLater) text.pop_back();
   fault.occurrence = ReadNumber(text).value_or(0);
   if (fault.occurrence == 0) {
-    throw Complaint("an occurrence is written as 2, 2+ or every, not \"" + text + "\"");
+    throw Complaint("an occurrence must have the form 2, 2+ or every, not \"" + text + "\"");
   }
 }
 
@@ -248,7 +248,7 @@ void ReadTrigger(Words& words, Fault& fault) {
     fault.after = TakeMoment(words);
   } else {
     fault.afterBytes = TakeNumber(words, "a number of bytes");
-    if (fault.afterBytes == 0) throw Complaint("bytes are counted from 1");
+    if (fault.afterBytes == 0) throw Complaint("the number of bytes must be at least 1");
   }
 }
 

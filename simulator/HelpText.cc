@@ -12,10 +12,10 @@ a serial port. Prints "ready PATH" when PATH can be opened.
 Scanner:
   --model old|300          the record layout and symbology codes of the older scanners
                            (default) or of the 300 series
-  --serial TEXT            serial number (2104005771); real ones have ten characters
+  --serial TEXT            serial number (2104005771); ten characters in real scanners
   --firmware TEXT          firmware version (0.00.41000; 300 series: 1.00.42010)
   --asset TEXT             asset number (STOCKROOM-04)
-  --terminator @|!         end of plain answers (@)
+  --terminator @|!         last character of plain answers (@)
 
 Records (default: --records 130; can be combined, in this order):
   --csv FILE               the records of a table with the fields symbology,data,time:
@@ -27,7 +27,7 @@ Records (default: --records 130; can be combined, in this order):
                            0x). Lines that begin with # are ignored.
   --records N              N records of a realistic stock-taking
   --extreme N              N records with extreme contents
-  --random N               another stock-taking, other extreme contents (1)
+  --random N               number that selects the generated contents (1)
 
 Line:
   --link PATH              create a symbolic link to the line, or replace an existing link
@@ -81,7 +81,7 @@ Triggers:
   on COMMAND [N|N+|every]  COMMAND is received: the N-th time, from the N-th time on, or
                            every time (default).
                            COMMAND: W M V GZSG w0# w1# C E N GS1 GS0 P, p1a# for one
-                           record, w or p for all that begin with it, any for all
+                           record, w or p for all commands with that letter, any for all
   after-sent K             K bytes have been sent to the computer since plugging in
   after-received K         K bytes have been received since plugging in
   after-bytes K            K bytes have been sent and received in total since plugging in

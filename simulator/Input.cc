@@ -52,7 +52,7 @@ std::vector<std::string> SplitLine(std::string_view line) {
       fields.back() += letter;
     }
   }
-  if (quoted) throw Complaint("a quotation mark is not closed");
+  if (quoted) throw Complaint("a closing quotation mark is missing");
   return fields;
 }
 

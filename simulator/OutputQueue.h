@@ -39,9 +39,10 @@ class OutputQueue {
   std::span<const std::uint8_t> Due(Time now) const;
   /// Removes the first `count` of the bytes that Due() returned.
   void Consume(std::size_t count, Time now);
-  /// Shifts the remaining bytes in time, because the receiver's buffer has been full until now.
+  /// Delays the remaining bytes, because the receiver's buffer was full until now.
   void Stall(Time now);
-  /// The time to call Due() again, after about 1 ms of bytes. Time::max() if the queue is empty.
+  /// The time to call Due() again, when about 1 ms of bytes is due. Time::max() if the queue is
+  /// empty.
   Time NextDue() const;
 
  private:
@@ -59,7 +60,7 @@ class OutputQueue {
 
   std::uint64_t bitsPerSecond_;
   std::deque<Piece> pieces_;
-  Time lineFree_ = Time::min();  ///< the end of the last removed piece
+  Time lineFree_ = Time::min();  ///< end time of the last removed piece
 };
 
 }  // namespace quillet::simulator

@@ -11,7 +11,7 @@
 namespace quillet::simulator {
 namespace {
 
-/// Returns the same numbers on every platform, unlike the distributions of the standard library.
+/// Generates the same numbers on every platform, unlike the distributions of the standard library.
 class Random {
  public:
   explicit Random(std::uint64_t state) : engine_(state) {}

@@ -11,14 +11,15 @@ namespace quillet::simulator {
 
 /// Generates the records of one day of stock-taking, 2026-11-16: a label for each shelf, then
 /// articles and cartons with valid check digits, some of them repeated, at increasing times. The
-/// 300 series also scans matrix codes. `randomState` selects another day.
+/// 300 series also scans matrix codes. Other values of `randomState` produce other records.
 ///
 /// The result depends only on the arguments, on every platform.
 std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t randomState = 1);
 
 /// Generates records with extreme contents: each symbology byte except the erased one, extreme
-/// times, empty and very long data, and bytes with a meaning in the protocol. At most one record in
-/// eight has more than 300 bytes. The result depends only on the arguments, on every platform.
+/// times, empty and very long data, and bytes that have a meaning in the protocol. At most one
+/// record in eight has more than 300 bytes. The result depends only on the arguments, on every
+/// platform.
 std::vector<ScanRecord> ExtremeRecords(std::size_t count, Model model,
                                        std::uint64_t randomState = 1);
 

@@ -16,16 +16,17 @@ enum class Model {
   kSeries300,  ///< two length bytes per record
 };
 
-/// The first time that a scanner can store. The last year is 2063, because the year has six bits.
+/// The earliest time that a scanner can store. The last year is 2063, because the year has six
+/// bits.
 inline constexpr CalendarTime kFirstMoment{2000, 1, 1, 0, 0, 0};
 
-/// Whether the time exists and a scanner can store it.
+/// Whether the time is valid and a scanner can store it.
 bool IsValid(const CalendarTime& time);
 
 /// Adds `seconds`, which may be negative, to a valid time. The year wraps from 2063 to 2000.
 CalendarTime AddSeconds(const CalendarTime& time, std::int64_t seconds);
 
-/// Parses "YYYY-MM-DD HH:MM:SS". Returns nothing for other text or an invalid time.
+/// Parses "YYYY-MM-DD HH:MM:SS". Returns no value for other text or an invalid time.
 std::optional<CalendarTime> ParseCalendarTime(std::string_view text);
 
 /// A record's 16-bit date: year minus 2000 in bits 15-10, month in 9-6, day in 5-1, PM flag in 0.

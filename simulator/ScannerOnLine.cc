@@ -12,10 +12,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kPortPoll{2};       // a pseudo-terminal does not report opening of its port
-constexpr milliseconds kNodePoll{100};     // for a missing device node
-constexpr milliseconds kFullPoll{5};       // for a full buffer, in addition to poll(2)
-constexpr milliseconds kCutTimeout{1000};  // for the computer to read all bytes before a cut
+// Interval for checking whether the port is open, which a pseudo-terminal does not report.
+constexpr milliseconds kPortPoll{2};
+// Interval for retrying to open a missing device node.
+constexpr milliseconds kNodePoll{100};
+// Interval for retrying while the buffer is full, in addition to poll(2).
+constexpr milliseconds kFullPoll{5};
+// Time for the computer to read all bytes before the cable is pulled.
+constexpr milliseconds kCutTimeout{1000};
 constexpr std::chrono::microseconds kCutPoll{100};
 
 template <class Span>
@@ -150,7 +154,7 @@ void ScannerOnLine::FollowPort(Time now) {
   receiverFull_ = false;
   transcript_.AddEvent(now, open ? "port opened" : "port closed");
   if (open || !plugged_) return;
-  // A driver does the same if its port is closed for the last time.
+  // A driver also discards the output when the last descriptor of its port is closed.
   endpoint_->DiscardOutput();
   device_.ForgetUnfinishedCommand();
 }

@@ -19,12 +19,12 @@
 
 namespace quillet::simulator {
 
-/// The properties of a simulated scanner. The defaults are those of a real one.
+/// The properties of a simulated scanner. The defaults are those of a real scanner.
 struct Options {
   DeviceSettings device;
 
   std::uint64_t speed = 115200;  ///< bit/s, ten bits per byte; 0: bytes take no time
-  /// From the last byte of a command to the first byte of its answer.
+  /// Time from the last byte of a command to the first byte of its answer.
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
   std::vector<Fault> faults;  ///< see ParseFaults()
 
@@ -45,8 +45,8 @@ struct Options {
   }
 };
 
-/// The scanner with its line and faults. The caller alternates TakeTurn() and a wait as returned by
-/// Wait(). Used by one thread at a time.
+/// The scanner with its line and faults. The caller alternately calls TakeTurn() and waits for the
+/// events and time that Wait() returns. Used by one thread at a time.
 class ScannerOnLine {
  public:
   /// What to wait for before the next turn.
@@ -56,7 +56,7 @@ class ScannerOnLine {
     Time until = Time::max();
   };
 
-  /// `options` and `transcript` must outlive the object. Throws std::length_error as TavoDevice.
+  /// `options` and `transcript` must outlive the object. Throws std::length_error like TavoDevice.
   ScannerOnLine(const Options& options, Transcript& transcript);
 
   /// Plugs the cable in, unless it is plugged in. Creates the line and the link. The first call
@@ -64,9 +64,9 @@ class ScannerOnLine {
   void Plug(Time now);
   /// Pulls the cable, if it is plugged in. The computer sees a hang-up, and unsent bytes are lost.
   void Unplug(Time now);
-  /// Scans a barcode. Its frame is sent after the pending answer. Throws as TavoDevice::Scan().
+  /// Scans a barcode. Its frame is sent after the pending answer. Throws like TavoDevice::Scan().
   void Scan(const ScanRecord& record, Time now) { output_.Append(device_.Scan(record), now); }
-  /// Adds a fault, as FaultInjector::Arm().
+  /// Adds a fault. See FaultInjector::Arm().
   void AddFault(Fault fault, Time now) { faults_.Arm(std::move(fault), counters_, now); }
   /// Does everything that is due: receives, answers, sends, triggers faults.
   void TakeTurn(Time now);

@@ -30,18 +30,18 @@ class Alarm;
 ///     ASSERT_TRUE(scanner.WaitForCommand("GS0"));
 ///     EXPECT_TRUE(scanner.Report().complaints.empty());
 ///
-/// Any thread may call all functions, but Start() and Stop() must not run at the same time.
+/// Any thread may call any function, but Start() and Stop() must not run at the same time.
 class Simulator {
  public:
   using Milliseconds = std::chrono::milliseconds;
   static constexpr Milliseconds kPatience{10'000};
 
-  /// Throws as TavoDevice and Transcript.
+  /// Throws like TavoDevice and Transcript.
   explicit Simulator(Options options);
   ~Simulator();
 
-  /// Plugs the scanner in and starts its thread, unless it runs. Path() can be opened afterwards.
-  /// Throws std::system_error if the line or the link cannot be created.
+  /// Plugs the scanner in and starts its thread, unless it is running. Path() can be opened
+  /// afterwards. Throws std::system_error if the line or the link cannot be created.
   void Start();
   /// Unplugs the scanner and ends its thread. Its reports stay available.
   void Stop();
@@ -53,7 +53,7 @@ class Simulator {
   void Unplug() {
     Change([this] { scanner_.Unplug(Clock::now()); });
   }
-  /// Plugs the cable in. Path() can be opened afterwards. Throws as Start().
+  /// Plugs the cable in. Path() can be opened afterwards. Throws like Start().
   void Plug() {
     Change([this] { scanner_.Plug(Clock::now()); });
   }
@@ -66,7 +66,7 @@ class Simulator {
   void Scan(const ScanRecord& record);
   /// Scans a barcode, with the time of the scanner's clock.
   void Scan(std::uint8_t symbology, std::string_view data);
-  /// Adds a fault such as "on P delay 700", counted from now. Throws as ParseFault().
+  /// Adds a fault such as "on P delay 700", counted from now. Throws like ParseFault().
   void AddFault(std::string_view rule);
   /// Replaces the stored records. Throws std::length_error, and changes nothing, if a record is too
   /// long for the model.
@@ -75,7 +75,7 @@ class Simulator {
   std::vector<ScanRecord> Records() const;
   /// What the scanner has received and done since the first Start().
   DeviceReport Report() const;
-  /// How often this command was received.
+  /// The number of times this command was received.
   std::size_t CountOf(std::string_view command) const;
   LineCounters Counters() const { return Ask(&ScannerOnLine::Counters); }
   /// Everything sent and received. Contains all bytes that the computer has read so far.

@@ -7,7 +7,7 @@
 namespace quillet::simulator {
 namespace {
 
-// The names by code. Two equal names are two codes of the same symbology.
+// The names, indexed by code. A symbology with two codes is listed twice.
 constexpr std::string_view kOlder[] = {"EAN-13",  "EAN-8",    "UPC-A", "UPC-E",   "Code 39",
                                        "ITF-14",  "Code 128", "I2of5", "Codabar", "UCC/EAN-128",
                                        "Code 93", "Code 35",  "",      "",        "Bookland EAN",

@@ -10,8 +10,8 @@ namespace quillet::simulator {
 
 // Symbology codes by model, for user input and the generator. The scanner does not interpret them.
 
-/// Returns the code of a symbology, if the name is known. Only letters and digits of the name
-/// count, in either case: "EAN-13", "ean13" and "EAN 13" are equal.
+/// Returns the code of a symbology, if the name is known. Ignores case and all characters other
+/// than letters and digits: "EAN-13", "ean13" and "EAN 13" are equal.
 std::optional<std::uint8_t> SymbologyCode(Model model, std::string_view name);
 
 /// Returns the name of a symbology code, 0 to 63, or "" if the model does not have it.

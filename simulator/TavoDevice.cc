@@ -10,14 +10,15 @@ constexpr std::uint8_t kFrameEnd = '@';
 constexpr std::size_t kFrameLengthSize = 3;
 constexpr std::size_t kLongestFrame = 0xFFFFFF;
 
-/// Returns the lead bytes, three length bytes and the content. The length includes its own bytes.
+/// Returns the lead bytes, three length bytes and the content. The length includes the length
+/// bytes.
 Bytes Frame(Bytes lead, const Bytes& content) {
   AppendBigEndian(lead, kFrameLengthSize + content.size(), kFrameLengthSize);
   Append(lead, content);
   return lead;
 }
 
-/// Throws std::length_error, as Encode(), if a record is too long.
+/// Throws std::length_error, like Encode(), if a record is too long.
 void CheckSizes(const std::vector<ScanRecord>& records, Model model) {
   for (const ScanRecord& record : records) {
     if (record.data.size() > MaxDataSize(model)) Encode(record, model);
@@ -106,7 +107,7 @@ void TavoDevice::ForgetUnfinishedCommand() {
   const std::string unfinished = parser_.Reset();
   if (!unfinished.empty()) {
     AddLimited(report_.notes,
-               "the port was closed within the command " + ToHex(ToBytes(unfinished)));
+               "the port was closed in the middle of the command " + ToHex(ToBytes(unfinished)));
   }
 }
 

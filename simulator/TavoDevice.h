@@ -26,7 +26,8 @@ struct DeviceSettings {
   CalendarTime clock = kFirstMoment;  ///< the initial time
 };
 
-/// The maximum number of complaints, and of notes, in a report. A last entry says that more exist.
+/// The maximum number of complaints, and of notes, in a report. If there are more, a last entry
+/// says so.
 inline constexpr std::size_t kMostComplaints = 1000;
 
 /// What a scanner has received and done.
@@ -40,7 +41,8 @@ struct DeviceReport {
   std::optional<CalendarTime> clockSetTo;  ///< by the last clock command
 };
 
-/// The scanner itself: bytes in, answers out. Used by one thread at a time.
+/// The scanner without its line: takes received bytes and returns answers. Used by one thread at a
+/// time.
 class TavoDevice {
  public:
   /// The time since a fixed moment. Never decreases.

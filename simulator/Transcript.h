@@ -33,7 +33,7 @@ class Transcript {
   /// @param file  receives all entries; an existing file is replaced; "": none
   explicit Transcript(bool keep = true, const std::string& file = "");
 
-  /// Adds bytes that were transferred at this time. Does nothing without bytes.
+  /// Adds bytes that were transferred at this time. Does nothing if `bytes` is empty.
   void Add(std::chrono::steady_clock::time_point time, Direction direction, Bytes bytes);
   /// Adds an event.
   void AddEvent(std::chrono::steady_clock::time_point time, std::string_view text) {

@@ -1,4 +1,4 @@
-// quillet-demo: Quillet with a simulated scanner instead of attached ones.
+// quillet-demo: Quillet with a simulated scanner instead of real ones.
 
 #include <cstdio>
 #include <cstdlib>

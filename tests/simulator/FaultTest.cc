@@ -75,7 +75,7 @@ TEST(FaultScript, ReportsErrorsWithLineAndReason) {
       {"on", "line 1: expected a command at the end of the rule"},
       {"on M", "line 1: expected an action at the end of the rule"},
       {"on M explode", "line 1: unknown action \"explode\""},
-      {"on M 0 silence", "an occurrence is written as"},
+      {"on M 0 silence", "an occurrence must have the form"},
       {"on M delay soon", "not \"soon\""},
       {"on M before 0", "expected bytes, such as 03 1f or \"text\", not \"0\""},
       {"on M before", "expected bytes, such as 03 1f or \"text\" at the end of the rule"},

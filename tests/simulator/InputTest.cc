@@ -88,7 +88,7 @@ TEST(RecordTable, ReportsErrorsWithLineAndReason) {
       {"0,\\x4,2026-11-16 09:15:00", "line 1: \\x must be followed by two hexadecimal digits"},
       {"0,\\q,2026-11-16 09:15:00",
        "line 1: a backslash must be followed by x and two digits, \\, n, r or t"},
-      {"0,\"1,2026-11-16 09:15:00\n", "line 1: a quotation mark is not closed"},
+      {"0,\"1,2026-11-16 09:15:00\n", "line 1: a closing quotation mark is missing"},
       {"0,\"1\"2,2026-11-16 09:15:00\n",
        "line 1: expected a comma after the closing quotation mark"}};
   for (const auto& [csv, error] : kErrors) EXPECT_EQ(CsvError(csv), error);
