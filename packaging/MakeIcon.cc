@@ -18,7 +18,8 @@ struct Size {
   int pixels;
 };
 
-// The sizes of an icon set (iconutil(1)). macOS scales the missing sizes of 16 and 32 pixels.
+// The sizes of an icon set (iconutil(1)). macOS creates the missing sizes, 16 and 32 pixels, by
+// scaling.
 constexpr Size kSizes[] = {{"ic11", 32},  {"ic12", 64},  {"ic07", 128}, {"ic13", 256},
                            {"ic08", 256}, {"ic14", 512}, {"ic09", 512}, {"ic10", 1024}};
 

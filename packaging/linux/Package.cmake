@@ -29,8 +29,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${QUILLET_MAINTAINER}")
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-# dpkg-shlibdeps finds the libraries. Qt's plugin for X11 is part of Qt's libraries, the one for
-# Wayland is a separate package.
+# dpkg-shlibdeps finds the required library packages. They include Qt's X11 plugin, but not its
+# Wayland plugin.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland, udev")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
