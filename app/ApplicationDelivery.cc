@@ -13,8 +13,8 @@ using platform::KeyFlag;
 constexpr std::uint16_t kKeyV = 9;
 constexpr int kRunningChecks = 10;
 
-// Pause before and after pressing the paste keys: the clipboard must be ready first, and then the
-// application must read it before the next record replaces the contents.
+// Pause before and after pressing the paste keys. Before, the clipboard may not be ready yet.
+// After, the application needs time to read it before the next record replaces the contents.
 constexpr auto kPastePause = 100ms;
 
 void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag flag) {

@@ -14,7 +14,7 @@ namespace quillet {
 /// Called on the read thread; Run also on the thread that begins a synchronization.
 class ApplicationDelivery {
  public:
-  /// @param platform  its clock, key events, pasteboard and applications are used
+  /// @param platform  provides clock, key events, pasteboard and applications
   explicit ApplicationDelivery(const Platform& platform) : platform_(platform) {}
 
   /// Pastes or types a record. Records with non-ASCII characters are not typed.

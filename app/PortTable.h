@@ -54,16 +54,16 @@ class PortTable {
   static std::int32_t ItemToSelect(std::span<const std::string> titles, std::string_view before,
                                    std::int32_t ports, bool connected);
 
-  /// Returns the path of the port `portIndex`, or an empty string if that is not a port: the
-  /// selected item can be "None".
+  /// Returns the path of the port `portIndex`, or an empty string if there is no such port, for
+  /// example because "None" is selected.
   std::string PathTried() const { return IsPort(portIndex) ? At(path, portIndex) : std::string(); }
 
   /// Stores the name of port `index` in `connectedPortString`, or an empty string if `index` is not
-  /// a port: the scanner can answer after the last port has been given up.
+  /// a port. That happens if the scanner answers after the attempt on the last port has ended.
   void SetConnected(std::int32_t index);
 
-  /// Returns true if the removal of a port ends the connection: no port remains, or one remains
-  /// whose name is not `connectedPortString`.
+  /// Returns true if the removal of a port ends the connection: no port remains, or a remaining
+  /// port has a name other than `connectedPortString`.
   bool EndsConnection() const;
 
   Word<std::int32_t> numPorts = 0;               ///< number of ports

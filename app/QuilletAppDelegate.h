@@ -18,7 +18,7 @@ class QuilletAppDelegate {
   QuilletAppDelegate(SystemLog& log, platform::MainQueue& mainQueue)
       : log_(log), mainQueue_(mainQueue) {}
 
-  ///@{ Main window and controller, not owned. Set both before the start.
+  ///@{ Main window and controller, not owned. Set both before applicationDidFinishLaunching.
   platform::Window* window() const { return window_; }
   void setWindow(platform::Window* window) { window_ = window; }
   SyncController* syncController() const { return syncController_; }

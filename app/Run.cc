@@ -43,11 +43,11 @@ void Run::Gather(const std::string& record) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // The run began with another destination, or an older run's End took the records.
+    // The run began with another destination, or the End of an earlier run took the records.
     records = std::make_unique<Records>();
   }
-  // Intentional: takes as many bytes as the record has UTF-16 units, which cuts records with
-  // non-ASCII characters.
+  // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of
+  // records with non-ASCII characters.
   records->text.append(record, 0, Utf16Length(record));
   ++records->count;
   Records* none = nullptr;
@@ -74,8 +74,8 @@ bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFi
   return true;
 }
 
-// Nothing is gathered if the run had another destination or End is called twice. An existing file
-// must not be overwritten with empty data.
+// Without records, an existing file must not be overwritten. There are none if the run had another
+// destination or End is called twice.
 void Run::Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
                 LumetFile& file) {
   if (records == nullptr || records->count == 0) {
@@ -86,7 +86,7 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
       ResolveSyncFileName(settings.filename.Get(), [&] { return file.GetSyncFileName(serial); }));
   const std::string& name = syncfileName.Get();
   Log(log_, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
-  // Gather may cut a record within a character. RepairUtf8 replaces the broken character.
+  // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
   file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0);
   show_("\nSynchronized to " + name, true);
 }

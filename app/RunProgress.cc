@@ -13,7 +13,7 @@ using Phase = RunState::Phase;
 constexpr RunProgress::Time kWindow = 4s;
 constexpr RunProgress::Time kLeastWindow = 800ms;
 
-// Time without a change before the display reports silence.
+// Time without a change after which the display shows "no data".
 constexpr RunProgress::Time kSilence = 3s;
 // Longer than the longest time-out for an answer, which is 50 s.
 constexpr RunProgress::Time kHopelessSilence = 60s;

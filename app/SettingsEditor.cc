@@ -103,7 +103,7 @@ void SettingsEditor::Browse() {
   const std::int32_t destination = form_.Values().destination;
   std::optional<std::string> chosen;
   if (destination == kToFile) {
-    // Proposing the placeholder's name allows the user to choose it again.
+    // Proposing the placeholder's name allows the user to choose the placeholder again.
     chosen =
         parts_.panels.RunSavePanel(parts_.file.dataFolder(), std::string(kPlaceholder).substr(1));
   } else if (destination == kToNamedApplication) {

@@ -192,7 +192,8 @@ void SyncController::TryToConnectTavo() {
     DisplayText("\r\n", false);
     if (numPorts == 0) return DisplayConnectionMessage(portIndex);
   }
-  // Intentional: if a port opens but no scanner answers, it stays open while the next is tried.
+  // Intentional: if a port opens but no scanner answers, the port stays open while the next one is
+  // tried.
   for (portIndex = 0; portIndex < numPorts; portIndex = portIndex + 1) {
     if (TryPort()) return;
   }
@@ -217,7 +218,7 @@ void SyncController::TavoInitializationDone(bool connected) {
   Log(platform_.log, "-[SyncController TavoInitializationDone:]");
   bIsConnected = connected;
   DisplayConnectionMessage(portIndex);
-  // Shown even if not connected. The misspelling is intentional.
+  // Shown even if no scanner is connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
   if (lumet->bAutoSync && bIsConnected) DoSynchronization();
 }

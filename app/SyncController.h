@@ -32,10 +32,10 @@ class QuilletAppDelegate;
 /// Implemented in app/SyncController.cc (start-up, ports, connection) and app/Synchronization.cc
 /// (runs, main view).
 ///
-/// Threads: user actions and port events arrive on the main thread. Each connection attempt has a
-/// thread. The session calls back on its read thread. All threads, including the main thread, queue
-/// their changes of controls on the main thread, so changes appear in call order. Only the settings
-/// window, the progress display and Clear change controls directly.
+/// Threads: user actions and port events arrive on the main thread. Each connection attempt runs on
+/// a separate thread. The session calls back on its read thread. All threads, including the main
+/// thread, queue their changes of controls on the main thread, so changes appear in call order.
+/// Only the settings window, the progress display and Clear change controls directly.
 ///
 /// Never destroyed: the read thread and a waiting connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
@@ -83,7 +83,7 @@ class SyncController final : public LumetDelegate {
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.
   void StartTavo();         ///< tries the selected port. Connection thread.
   bool IsTavoConnected();   ///< waits up to 5 s for the scanner. Connection thread.
-  /// Shows the connection. Starts a run if `bAutoSync` is set. Read thread.
+  /// Shows the connected scanner. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
   void DisplayConnectionMessage(std::int32_t index);  ///< shows the result. Any thread.
   void Terminate();  ///< disconnects, even if no scanner is connected. Main thread.

@@ -12,7 +12,7 @@
 
 namespace quillet {
 
-/// A number that is logged in lower-case hexadecimal.
+/// A number to log in lower-case hexadecimal.
 struct Hex {
   std::uint32_t value;  ///< the number
 };
@@ -23,7 +23,7 @@ struct ForeignText {
   /// @param t  the text, which must outlive this object
   explicit ForeignText(std::string_view t) : text(t) {}
 
-  /// Text in received bytes. It ends at the first NUL or after `length` bytes.
+  /// Received bytes as text, up to the first NUL or `length` bytes.
   ForeignText(const std::uint8_t* bytes, std::size_t length)
       : text(reinterpret_cast<const char*>(bytes), length) {
     text = text.substr(0, text.find('\0'));
@@ -77,7 +77,7 @@ requires(std::is_integral_v<Number> || std::is_same_v<Number, Hex>) void Append(
 /// Returns the calling thread's line buffer, emptied.
 std::string& EmptyLine();
 
-/// Frees the memory of an exceptionally long line.
+/// Frees the memory of `line` if it is exceptionally large.
 void Trim(std::string& line);
 
 }  // namespace log_detail
@@ -87,7 +87,7 @@ template <class... Pieces>
 void Log(SystemLog& log, const Pieces&... pieces) {
   using namespace log_detail;
   if constexpr (((kMost < Pieces >> 0) && ...)) {
-    // A buffer on the stack takes half the time of a string. Every record logs lines of this kind.
+    // A stack buffer is twice as fast as a string. Such lines are logged for every record.
     char line[(kMost<Pieces> + ...)];
     char* end = line;
     ((end = Put(end, pieces)), ...);

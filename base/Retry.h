@@ -4,7 +4,7 @@
 
 namespace quillet {
 
-/// Repeats a system call until no signal interrupts it (errno EINTR).
+/// Repeats a system call while signals interrupt it (errno EINTR).
 /// @param call  makes the system call and returns its result; negative means failure
 /// @return the last result.
 template <class Call>

@@ -9,8 +9,8 @@ class SystemLog {
  public:
   virtual ~SystemLog() = default;
 
-  /// Writes one line. Lines of a thread keep their order. Waits only if the backend's backlog is
-  /// full, and reports no errors. Any thread.
+  /// Writes one line. Lines from one thread keep their order. Waits only if the backend's backlog
+  /// is full. Reports no errors. Any thread.
   /// @param line  text of any length without a line end; control characters are already escaped
   virtual void Write(std::string_view line) = 0;
 };

@@ -7,23 +7,23 @@
 
 namespace quillet {
 
-/// The handle of a detached thread: empty, or held for a started thread. Any thread may call any
+/// The handle of a detached thread. It is empty or held by a thread. Any thread may call any
 /// function.
 class ThreadHandle {
  public:
   /// Whether the handle is empty.
   bool empty() const noexcept { return !held_.load(); }
 
-  /// Takes the handle if it is empty. Returns false if it is already held.
+  /// Claims the handle. Returns false, without effect, if it was already held.
   bool Claim() noexcept {
     bool expected = false;
     return held_.compare_exchange_strong(expected, true);
   }
 
-  /// Empties the handle. The thread continues.
+  /// Empties the handle. Does not end the thread.
   void Clear() noexcept { held_.store(false); }
 
-  /// Starts a thread and holds the handle for it, even if the handle is already held.
+  /// Starts a thread that holds the handle, even if the handle was already held.
   /// @return false if the system cannot start a thread; the handle is then empty.
   template <class Body>
   bool Start(Body&& body) {

@@ -4,9 +4,9 @@
 
 namespace quillet {
 
-/// A value shared by several threads without a lock; it reads like a plain field. A thread that
-/// reads a value also sees everything written before that value was stored. There is deliberately
-/// no operator +=, because reading and writing are two separate steps.
+/// A value shared by several threads without a lock, for use like a plain field. A thread that
+/// reads a value also sees everything written before that value was stored. Operator += is
+/// deliberately missing, because it would not be atomic.
 template <class T>
 class Word {
  public:

@@ -11,8 +11,8 @@
 namespace quillet {
 
 /// A fixed-size field of NUL-terminated text, written by the read thread and displayed by other
-/// threads. Each byte is atomic, the text is not: a reader may see a mixture of the old and the new
-/// text, but never reads outside the field.
+/// threads. Each byte is atomic, but the whole text is not: a reader may see a mixture of the old
+/// and the new text, but never reads outside the field.
 template <std::size_t Size>
 class ByteField {
  public:
@@ -24,12 +24,12 @@ class ByteField {
   /// Size in bytes, including the NUL.
   static constexpr std::size_t size() { return Size; }
 
-  /// Returns the byte at `index`, which is not checked.
+  /// Returns the byte at `index`. The index is not checked.
   std::uint8_t operator[](std::size_t index) const noexcept {
     return bytes_[index].load(std::memory_order_acquire);
   }
 
-  /// Stores a byte at `index`, which is not checked.
+  /// Stores a byte at `index`. The index is not checked.
   void Put(std::size_t index, std::uint8_t byte) noexcept {
     bytes_[index].store(byte, std::memory_order_release);
   }
@@ -43,7 +43,7 @@ class ByteField {
   }
 
   /// Returns the text from index `start` to the next NUL or the end of the field. If `start` is
-  /// after the NUL of the current text, returns the remains of an earlier text.
+  /// after the NUL of the current text, returns the rest of an earlier text.
   std::string TextFrom(std::size_t start) const {
     std::string text;
     for (std::size_t i = start; i < Size; ++i) {

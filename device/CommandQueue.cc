@@ -59,7 +59,7 @@ std::optional<CommandQueue::Entry> CommandQueue::Head() const {
     for (std::size_t i = 0; i < entry.commandLength; ++i) {
       entry.command[i] = cmdArray_[start + 1 + i].load();
     }
-    // After a restart, the bytes may belong to two different entries.
+    // If the buffer was restarted during the copy, the bytes may belong to two different entries.
     const Indices now = indices_.load();
     if (now.generation == entry.indices.generation) return entry;
   }
@@ -82,8 +82,8 @@ void CommandQueue::RewindIfEmpty() {
   }
 }
 
-// Drops all entries and adds `newConnections` to the connection number. If `only` is given, does
-// nothing and returns false for any other connection.
+// Drops all entries and adds `newConnections` to the connection number. If `only` is given and is
+// not the current connection, does nothing and returns false.
 bool CommandQueue::Restart(std::optional<std::uint64_t> only, std::uint32_t newConnections) {
   Indices now = indices_.load();
   while (!only || *only == now.connection) {

@@ -11,22 +11,22 @@
 namespace quillet {
 
 /// The commands to be sent: a linear buffer of entries that any thread appends to and the command
-/// thread reads. After the queue has become empty, the next byte from the scanner rewinds it to the
-/// beginning of the buffer.
+/// thread reads. When the queue is empty, the next byte from the scanner rewinds the buffer to its
+/// beginning.
 ///
-/// The queue has no lock. All its indices are in one atomic word, so every operation is atomic. An
-/// operation may wait until another thread has copied its entry into the buffer.
+/// The queue has no lock. All indices are packed into one atomic word, so every operation is
+/// atomic. An operation may wait until another thread has copied its entry into the buffer.
 class CommandQueue {
  public:
   static constexpr std::size_t kSize = 256;  ///< capacity in bytes
 
-  /// The state of the queue. `claimed` is ahead of `cmdWrite` while entries are being copied; the
-  /// buffer is not restarted in that time. A restart changes `generation`, which makes older
-  /// indices invalid.
+  /// The state of the queue. While entries are being copied, `claimed` is greater than `cmdWrite`
+  /// and the buffer cannot be restarted. A restart changes `generation`, which makes older indices
+  /// invalid.
   struct Indices {
     std::uint64_t cmdRead : 10;     ///< index of the next entry to send
-    std::uint64_t cmdWrite : 10;    ///< index of the end of the visible entries
-    std::uint64_t claimed : 10;     ///< index of the end of all entries
+    std::uint64_t cmdWrite : 10;    ///< end of the completely copied entries
+    std::uint64_t claimed : 10;     ///< end of all entries
     std::uint64_t generation : 17;  ///< the number of restarts
     std::uint64_t connection : 17;  ///< the number of connections
   };
@@ -49,7 +49,7 @@ class CommandQueue {
     return Append(std::span(entry.begin(), entry.size()));
   }
 
-  /// Returns the entry at the head, or nothing if the queue is empty. Command thread.
+  /// Returns the entry at the head, or no value if the queue is empty. Command thread.
   std::optional<Entry> Head() const;
 
   /// Removes an entry. Command thread.
@@ -57,7 +57,7 @@ class CommandQueue {
   /// @return false if the queue was reset after Head; it is then unchanged.
   bool Consume(const Entry& entry);
 
-  /// Restarts the buffer if the queue is empty; otherwise costs one load. Any thread.
+  /// Restarts the buffer if the queue is empty. Otherwise does nothing. Any thread.
   void RewindIfEmpty();
 
   /// Drops all entries. Any thread.

@@ -51,7 +51,7 @@ void Lumet::InitTavo() {
   receive_.Reset();
   cmdArray_.StartConnection();
   display_ = DisplayState();
-  // The command thread of the previous connection may still be running; it is then reused.
+  // If the command thread of the previous connection is still running, it is reused.
   if (commandThread_.Claim() && !commandThread_.Start([this] { CommandThread(); })) {
     Log(log_, "-[Lumet InitTavo]", ": cannot start the command thread");
   }
@@ -173,9 +173,9 @@ void Lumet::CommandThread() {
       if (bConnected_) DispatchCommand();
     } while (bConnected_);
     commandThread_.Clear();
-    // A connection made between the last check and Clear has not started another thread, so this
-    // thread continues. Both sides store before they check (sequentially consistent), so at least
-    // one of them sees the other.
+    // A connection made between the last check and Clear did not start another thread, so this one
+    // continues. Both threads store before they check (sequentially consistent), so at least one of
+    // them sees the other.
   } while (bConnected_ && commandThread_.Claim());
   Log(log_, "-[Lumet CommandThread]", " has finished");
 }
@@ -250,7 +250,7 @@ void Lumet::ThreadSendCommand() {
 void Lumet::SendCommand() {
   Log(log_, "-[Lumet SendCommand]", "[",
       ForeignText(commandBuf_, static_cast<std::size_t>(commandLength_)), ":", commandLength_, "]");
-  // Cleared before sending, since a fast scanner answers during the pause after the last byte.
+  // Cleared before sending, since a fast scanner may answer during the pause after the last byte.
   bCommandDone_ = 0;
   serial_.transmitCharacters(commandBuf_, commandLength_);
 }
@@ -267,7 +267,7 @@ std::uint8_t Lumet::SendCommandAndWait(std::int32_t waitFactor) {
 void Lumet::WakeupCommand() {
   Log(log_, "-[Lumet WakeupCommand]");
   ConsumeHead();
-  // Depends on the previous command; the argument of the wake-up is not used.
+  // Depends on the previous command; the wake-up's argument is ignored.
   if (commandBuf_[0] == 0x01) SendNullData();
   for (int attempt = 0; attempt < kWakeupAttempts; ++attempt) {
     SetCommand("W");

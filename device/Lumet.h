@@ -34,7 +34,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command, with its NUL
 
   /// @param log    the log; never destroyed, like `clock` and `line`
-  /// @param clock  sleeps and returns the date and time for the scanner's clock
+  /// @param clock  used for pauses and as the time to set the scanner's clock to
   /// @param line   opens, reads and writes the scanner's port
   Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line);
   Lumet(const Lumet&) = delete;
@@ -49,8 +49,8 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void setDownload(Download* download) { download_ = download; }
 
   // --- Connection ---
-  /// Opens the scanner's port, queues the start-up commands and sleeps 1 s. The answers are
-  /// reported later, by TavoInitializationDone. Connection thread.
+  /// Opens the scanner's port, queues the start-up commands and sleeps 1 s. After the scanner has
+  /// answered them, TavoInitializationDone is called. Connection thread.
   /// @param path  NUL-terminated path of the port
   /// @return 1 if the port is open, else 0.
   std::uint8_t connectTavo(const char* path);
@@ -62,7 +62,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// May be called before the first connection. Any thread except the read thread.
   void disconnectTavo();
 
-  /// The scanner's serial number. Display it from index kHiddenSerialCharacters.
+  /// The scanner's serial number. Displayed from index kHiddenSerialCharacters.
   const SerialNumberField& returnSerialNumber() const { return SerialNo; }
 
   // --- Receiving: read thread ---
@@ -79,13 +79,13 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   // --- Sending: command thread ---
   void CommandThread();      ///< body of the command thread
   void DispatchCommand();    ///< runs the command at the head, if no answer is pending
-  void ThreadSendCommand();  ///< sends the command at the head and waits up to 5 s
+  void ThreadSendCommand();  ///< sends the command at the head, waits up to 5 s
   void SendCommand();        ///< sends commandBuf, one byte per millisecond
   void SendNullData();       ///< sends three NULs, which the scanner does not answer
   void WakeupCommand();      ///< sends "W" up to five times and waits 0.5 s each time
 
   /// Sends commandBuf and polls for the answer every 0.1 s.
-  /// @param waitFactor  time-out in units of 0.5 s; 0 returns after sending
+  /// @param waitFactor  time-out in units of 0.5 s; if 0, does not wait
   /// @return 1 if the scanner answered in time, else 0.
   std::uint8_t SendCommandAndWait(std::int32_t waitFactor);
 
@@ -97,7 +97,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< erases all records in the scanner
   void Synchronize() { download_->Synchronize(); }  ///< downloads all records
 
-  /// Switches wedge mode on or off. The answer calls SyncTavoClock.
+  /// Switches wedge mode on or off. SyncTavoClock is called after the scanner has answered.
   void SetWedgeMode(bool on) { Queue({0x03, 'w', static_cast<std::uint8_t>(on ? '1' : '0'), '#'}); }
 
   /// Sets the scanner's clock if bSyncClock is on. TavoInitializationDone is called afterwards.

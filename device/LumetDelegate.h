@@ -8,8 +8,8 @@ namespace quillet {
 /// from the scanner during a callback.
 class LumetDelegate {
  public:
-  /// Called after the scanner has answered the start-up commands. If bSyncClock is off, runs on the
-  /// thread that called SyncTavoClock.
+  /// Called after the scanner has answered the start-up commands. If bSyncClock is off, called on
+  /// the thread that called SyncTavoClock.
   /// @param connected  always true
   virtual void TavoInitializationDone(bool connected) = 0;
 

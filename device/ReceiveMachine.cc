@@ -30,10 +30,11 @@ ReceiveMachine::Step ReceiveMachine::Take(std::span<const std::uint8_t> bytes) {
   return {taken, Event::kNone};
 }
 
-// Copies the bytes of a body except the last one, which completes it.
+// Copies body bytes in bulk, except the last one, which completes the body.
 std::size_t ReceiveMachine::StoreBody(std::span<const std::uint8_t> bytes) {
-  // Another thread may call Reset, which writes the state first. Reading the count before the state
-  // and writing it before the copy loses a Reset only where receiving single bytes would lose it.
+  // Another thread may call Reset, which writes the state before the count. Because this function
+  // reads the count before the state and writes the count before the copy, a Reset is lost only if
+  // it would also be lost when receiving single bytes.
   const std::int32_t index = writePtr_;
   const std::int32_t receiving = state_;
   if (receiving != kFrameBody && receiving != kBurstBody) return 0;

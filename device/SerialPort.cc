@@ -27,8 +27,8 @@ std::int32_t Descriptor::Exchange(std::int32_t replacement) {
   return old;
 }
 
-// Stores the line and closes the previous one. A channel that was never opened contains 0, which is
-// not its own descriptor.
+// Stores a line and closes the previous one, except descriptor 0: that is the initial value, and
+// the channel does not own it.
 void SerialPort::Put(Descriptor& place, std::int32_t line) {
   const std::int32_t replaced = place.Exchange(line);
   if (replaced > 0) line_.Close(replaced);
@@ -87,8 +87,8 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
   }
 }
 
-// The conditions differ intentionally: only closing the output closes descriptor 0. Therefore,
-// closing a channel that was never opened closes descriptor 0.
+// The conditions of the two functions differ intentionally: only closing the output closes
+// descriptor 0. Therefore, closing a channel that was never opened closes descriptor 0.
 void SerialPort::closeInputConnection() {
   const std::int32_t line = inputfd_.Exchange(-1);
   if (line > 0) line_.Close(line);

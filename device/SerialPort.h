@@ -23,9 +23,10 @@ class SerialPortDelegate {
   ~SerialPortDelegate() = default;
 };
 
-/// The number of a serial line that one thread uses and another thread may close. To close the
-/// line, replace its number, wait until no thread uses the old number, then close. Otherwise a file
-/// opened in between could get the same number and lose bytes to the read thread.
+/// The descriptor of a serial line that one thread uses and another thread may close. To close the
+/// line, a thread replaces the number, waits until no thread uses the old number, then closes it.
+/// Otherwise a file opened in between could get the same number, and the read thread would read
+/// from that file.
 class Descriptor {
  public:
   /// The current number, or -1 if closed. Another thread may close the line at any time.
@@ -60,7 +61,7 @@ class SerialPort {
  public:
   static constexpr std::int32_t kReadBufferSize = 10240;  ///< maximum size of a chunk in bytes
 
-  /// @param log    logs chunks without a receiver and failed thread starts
+  /// @param log    logs chunks received without a delegate and failures to start a thread
   /// @param clock  sleeps between reads and between written bytes
   /// @param line   opens, reads and writes the device
   SerialPort(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)

@@ -8,7 +8,7 @@
 namespace quillet {
 
 /// The user's settings. The main thread writes them; the read thread may read them at any time.
-/// Flags are 0 or 1. Numbers may be outside their range, which selects none of the choices.
+/// Flags are 0 or 1. A number may be outside its range; it then selects none of the choices.
 struct Settings {
   Word<std::uint8_t> bAttachType = 0;       ///< add the symbology name
   Word<std::uint8_t> bAttachSerial = 0;     ///< add the scanner's serial number
@@ -24,7 +24,7 @@ struct Settings {
   Word<std::uint8_t> bAppendData = 0;       ///< append to the output file instead of replacing it
   Word<std::uint8_t> bNonEnglish = 0;       ///< paste lines instead of typing them
   Word<std::int32_t> destination = 1;  ///< 0 file, 1 view, 2 frontmost application, 3 `appname`
-  // The settings file, or its defaults, replace `filename` before the first use.
+  // Replaced with the stored or default path before its first use.
   SharedText filename{"sn_timestamp.txt"};       ///< path of the output file
   SharedText appname{"/Applications/TextEdit"};  ///< path of the application
 };

@@ -16,7 +16,7 @@ namespace {
 // The low six bits of a symbology byte are the code.
 constexpr std::int32_t kCodeMask = 0x3F;
 
-// The indices are stored in settings files.
+// Settings files store the indices, so the order must not change.
 constexpr std::array<std::string_view, 5> kDataDelimiters = {"", "\t", " ", ",", ";"};
 constexpr std::array<std::string_view, 5> kRecordDelimiters = {"", "\n", "\r", "\t", "\r\n"};
 
@@ -33,7 +33,7 @@ struct OrderedField {
   bool delimiterBefore = false;  // false for the data, which has no delimiter
 };
 
-// The delimiter is part of the name or time, so a field that is off adds no delimiter.
+// Each delimiter is written with the name or the time, so a field that is off adds no delimiter.
 constexpr bool kBefore = true;
 constexpr bool kAfter = false;
 constexpr std::array<std::array<OrderedField, 3>, 6> kOrders = {{

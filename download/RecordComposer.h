@@ -11,8 +11,8 @@
 namespace quillet {
 
 /// Composes the line of a received record from the fields that the settings select. Record layouts
-/// are in docs/protocol.md. Lengths are used as received. Bytes outside the buffer are read as 0,
-/// and long lines are truncated.
+/// are in docs/protocol.md. Received lengths are not checked: bytes outside the buffer are read as
+/// 0, and long lines are truncated.
 ///
 /// For use by one thread at a time. The settings may change at any time.
 class RecordComposer {
@@ -38,7 +38,8 @@ class RecordComposer {
   void GetBarcodeLength(Bytes buffer);  ///< reads BarcodeLength; may be negative for a bad record
   void GetBarcodeData(Bytes buffer);    ///< appends the data unchanged
 
-  /// Appends name, data and time in the order `dataorder`. Appends nothing if it is out of range.
+  /// Appends name, data and time in the order `dataorder`. Appends nothing if `dataorder` is out of
+  /// range.
   void GetDataByOrder(Bytes buffer);
 
   /// Appends the symbology name if `bAttachType` is set.
@@ -67,7 +68,7 @@ class RecordComposer {
   std::int32_t BarcodeLength = 0;        ///< length of the record's data in bytes
   std::int32_t BarcodeBufferOffset = 0;  ///< length of the line in bytes
 
-  /// The line composed up to now.
+  /// The line composed so far.
   std::string_view BarcodeBuffer() const {
     return {barcodeBuffer_, static_cast<std::size_t>(BarcodeBufferOffset)};
   }
@@ -82,7 +83,7 @@ class RecordComposer {
   char barcodeBuffer_[kBarcodeBufferSize] = {};
 };
 
-/// Converts a composed line to UTF-8. A line that is not valid UTF-8 is converted from Latin-1.
+/// Converts a composed line to UTF-8. A line that is not valid UTF-8 is treated as Latin-1.
 /// @param bytes  the composed line
 /// @param text   receives the text; its memory is reused
 void DecodeRecordText(std::string_view bytes, std::string& text);

@@ -42,7 +42,8 @@ void RecordDownload::SynchronizeRecord() {
   if (session_.bClearMemory) session_.Queue({0x01, 'E'});
 }
 
-// Sends "p", the index in lower-case hexadecimal and "#". A record without an answer is skipped.
+// Sends "p", the index in lower-case hexadecimal and "#". If the scanner does not answer, the
+// record is skipped.
 void RecordDownload::RequestRecord(std::int32_t index) {
   char command[16] = {'p'};
   const auto number = static_cast<std::uint32_t>(index);
@@ -79,8 +80,8 @@ void RecordDownload::SynchronizeBurstData() {
                                                       : session_.MakeInteger(offset, 1) + 1);
     const std::uint32_t symbology = session_.MakeInteger(offset + (is300 ? 2 : 1), 1);
     Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
-    // Length 0 would loop forever; a record that exceeds the buffer is incomplete. All other
-    // lengths are accepted.
+    // A length of 0 would cause an endless loop. A record that exceeds the buffer is incomplete.
+    // All other lengths are accepted.
     if (step == 0 || step > ReceiveMachine::kBufferSize - offset) {
       Log(log_, "-[Lumet SynchronizeBurstData]", ": invalid length, remaining records skipped");
       break;

@@ -8,8 +8,8 @@ namespace {
 
 constexpr std::size_t kOlderNames = 16;
 
-// The tables of both series, concatenated. Older codes from 16 intentionally continue into the
-// names of the 300 series.
+// The tables of the older scanners and of the 300 series, concatenated. Older scanners' codes from
+// 16 up intentionally continue into the second table.
 constexpr std::array<std::string_view, kOlderNames + 45> kNames = {
     // Older scanners
     "EAN 13", "EAN 8", "UPCA", "UPCE",                //  0

@@ -6,8 +6,9 @@
 
 namespace quillet {
 
-// The titles of the choices in the settings window. The index of a title is the stored number. The
-// name of an invisible character is followed by the symbol that the sample line shows for it.
+// The titles of the choices in the settings window. The index of a title is the number stored in
+// the settings file. The name of an invisible character is followed by the symbol that the sample
+// line shows for it.
 
 inline constexpr std::string_view kDataDelimiterTitles[] = {
     "Nothing", "Tab  →", "Space  ␣", "Comma  ,", "Semicolon  ;",

@@ -5,8 +5,8 @@
 namespace quillet {
 namespace {
 
-// The characters on the keys of a US keyboard, indexed by virtual key code. Key 10 has no character
-// there; its place is taken by U+00FF, which is never looked up because only ASCII text is typed.
+// The characters on the keys of a US keyboard, indexed by virtual key code. US keyboards have no
+// key 10. U+00FF fills its position and is never looked up, because only ASCII text is typed.
 // clang-format off
 constexpr std::u16string_view kUnshifted =
     u"asdfhgzxcv"  // 0

@@ -12,7 +12,7 @@
 namespace quillet {
 namespace {
 
-// Far larger than any valid settings file. Limits the memory used for an unrelated file.
+// Far larger than any valid settings file. Limits the memory used if the file is something else.
 constexpr std::size_t kRegistryReadLimit = 1 << 20;
 
 // Replaces slashes and control characters, which a corrupted serial number may contain.

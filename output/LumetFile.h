@@ -22,7 +22,7 @@ inline constexpr char kPlaceholder[] = "/sn_timestamp.txt";
 class LumetFile {
  public:
   /// @param log         must outlive this object, like `clock` and `files`
-  /// @param clock       the time for file names
+  /// @param clock       provides the time for file names
   /// @param files       reads and writes files
   /// @param dataFolder  absolute path of the folder for the settings file and new output files
   LumetFile(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
@@ -67,8 +67,9 @@ class LumetFile {
 };
 
 /// Returns the path of a run's output file: `path` with each placeholder, including its slash,
-/// replaced by the result of `name`. Without the slash, the file is created next to the folder and
-/// its name begins with the folder's name; this is intended. `name` is called at most once.
+/// replaced by the result of `name`. Because the slash is replaced too, the file is created next to
+/// the folder, and its name begins with the folder's name. This is intended. `name` is called at
+/// most once.
 template <class Name>
 std::string ResolveSyncFileName(std::string path, Name&& name) {
   constexpr std::string_view placeholder = kPlaceholder;

@@ -42,7 +42,7 @@ SampleComposer::SampleComposer() : composer_(no_log, *this, identity_) {}
 
 std::string SampleComposer::Line(bool series300) {
   identity_.bTavo300 = series300 ? 1 : 0;
-  // Length and symbology. The length of an older record does not include its own byte.
+  // Length and symbology. In an older record, the length does not include the length byte.
   std::vector<std::uint8_t> record = {5 + kData.size(), 0};
   if (series300) record = {0, 7 + kData.size(), 21};
   record.insert(record.end(), kData.begin(), kData.end());

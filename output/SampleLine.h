@@ -16,7 +16,7 @@ class SampleComposer final : public Settings {
   SampleComposer();
 
   /// Returns the line of the sample record in UTF-8.
-  /// @param series300  whether a 300-series scanner sends the record
+  /// @param series300  whether the record is from a 300-series scanner
   std::string Line(bool series300);
 
  private:
@@ -29,8 +29,8 @@ class SampleComposer final : public Settings {
 /// @param text  UTF-8
 std::string VisibleSpelling(std::string_view text);
 
-/// Returns a line as it is typed, with symbols for the invisible characters. A line feed is ⏎ (the
-/// Return key). Characters without a key, such as a carriage return, are omitted.
+/// Returns a line as it is typed, with symbols for the invisible characters. A line feed is shown
+/// as ⏎ (the Return key). Characters without a key, such as a carriage return, are omitted.
 /// @param text  ASCII
 std::string TypedSpelling(std::string_view text);
 

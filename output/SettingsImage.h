@@ -30,12 +30,12 @@ platform::SettingsValues ShownValues(const Settings& settings);
 
 /// Converts the values of the settings window to flags and numbers.
 /// @param values    the values of the window
-/// @param stored    provides the number of a choice without a selected item
+/// @param stored    provides the number for a list without a selected item
 /// @param settings  receives the flags and numbers; may be the same object as `stored`
 void StoreValues(const platform::SettingsValues& values, const Settings& stored,
                  Settings& settings);
 
-/// Writes a name and a carriage return to `position`. A name longer than kLongestName is truncated
+/// Writes a name and a carriage return at `position`. A name longer than kLongestName is truncated
 /// and followed by "0" instead; ReadName then returns an empty name.
 void WriteName(SettingsImage& image, std::size_t position, std::string_view name);
 

@@ -94,7 +94,7 @@ std::size_t Utf16Length(std::string_view text) {
   std::size_t units = 0;
   for (const char character : text) {
     const auto byte = static_cast<std::uint8_t>(character);
-    // A sequence of four bytes is a surrogate pair.
+    // A sequence of four bytes becomes a surrogate pair.
     units += ((byte & 0xC0) != 0x80 ? 1U : 0U) + (byte >= 0xF0 ? 1U : 0U);
   }
   return units;

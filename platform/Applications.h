@@ -19,8 +19,9 @@ class Applications {
   /// @return false if the system refused or `path` is not an application
   virtual bool OpenApplication(const std::string& path) = 0;
 
-  /// Returns the paths of running applications, in the form that OpenApplication takes. On systems
-  /// that cannot map processes to applications, lists only those opened through this object.
+  /// Returns the paths of running applications, in the form that OpenApplication accepts. On
+  /// systems that cannot map processes to applications, lists only those opened through this
+  /// object.
   virtual std::vector<std::string> LaunchedApplications() = 0;
 };
 

@@ -20,7 +20,7 @@ class TextView {
 
 /// A list that shows its selected item. Positions count from 0; titles may repeat. The first item
 /// added to an empty list becomes selected. If the selected item is removed, the item that takes
-/// its position becomes selected, or the last item.
+/// its position becomes selected, or the last item if there is none.
 class PopUpList {
  public:
   virtual ~PopUpList() = default;
@@ -31,8 +31,8 @@ class PopUpList {
   virtual std::string ItemTitle(std::int32_t position) const = 0;  ///< returns "" if invalid
   virtual std::int32_t SelectedItem() const = 0;  ///< returns -1 if no item is selected
 
-  /// Sets the action to call if the selected item or its position changes, through the user or
-  /// through a change of the list. Its argument is the new position, or -1 if no item is selected.
+  /// Sets the action to call when the selected item or its position changes, whether the user or an
+  /// update of the list changed it. The argument is the new position, or -1 if no item is selected.
   virtual void OnSelection(std::function<void(std::int32_t position)> action) = 0;
 };
 
@@ -41,7 +41,7 @@ class ToolbarItem {
  public:
   virtual ~ToolbarItem() = default;
   virtual void SetLabel(std::string_view label) = 0;       ///< replaces the label
-  virtual void OnPress(std::function<void()> action) = 0;  ///< sets the action for a press
+  virtual void OnPress(std::function<void()> action) = 0;  ///< sets the action to call when pressed
 };
 
 /// The progress display of the main window. Hidden initially.
@@ -51,7 +51,7 @@ class ProgressDisplay {
 
   /// Shows a progress message.
   /// @param text      one short line
-  /// @param fraction  part completed, 0 to 1; negative if unknown
+  /// @param fraction  completed part, 0 to 1; negative if unknown
   virtual void Show(std::string_view text, double fraction) = 0;
 
   virtual void Hide() = 0;  ///< hides the display
@@ -63,7 +63,7 @@ class Window {
   virtual ~Window() = default;
   virtual void SetTitle(std::string_view title) = 0;  ///< replaces the title
 
-  /// Sets the action to call, once, if the user or the desktop closes the window.
+  /// Sets the action to call once, when the user or the desktop closes the window.
   virtual void OnClose(std::function<void()> action) = 0;
 
   /// Shows the window in front of the program's other windows without requesting focus. Some

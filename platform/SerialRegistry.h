@@ -11,7 +11,8 @@ namespace quillet::platform {
 /// callbacks are on the main thread.
 ///
 /// A callback receives an iterator and must call Next until it returns 0, releasing each object.
-/// Returning 0 arms the notification again. Until then, the iterator's callback is not called.
+/// When Next returns 0, the notification is armed again. Until then, the callback is not called for
+/// this iterator.
 class SerialRegistry {
  public:
   /// Identifies an iterator or an object returned by Next; 0 is invalid.
@@ -29,7 +30,8 @@ class SerialRegistry {
 
   virtual ~SerialRegistry() = default;
 
-  /// Lists the serial devices in a stable order, without virtual consoles and missing hardware.
+  /// Lists the serial devices in a stable order, without virtual consoles and ports that have no
+  /// hardware.
   /// @param names  receives the devices' display names
   /// @param paths  receives the devices' paths
   /// @return the number of devices listed, at most the smaller of the two sizes; 0 if the registry
@@ -42,8 +44,8 @@ class SerialRegistry {
   virtual NotifyPort CreateNotifyPort() = 0;
 
   /// Registers a callback for one kind of event.
-  /// @return an iterator over the devices already present, to be emptied before the first
-  ///         notification; 0 if the system refused
+  /// @return an iterator over the devices already present; empty it to arm the notification; 0 if
+  ///         the system refused
   virtual Handle AddMatchingNotification(NotifyPort port, Event event, Callback callback,
                                          void* context) = 0;
 

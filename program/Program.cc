@@ -8,7 +8,7 @@
 
 namespace quillet {
 
-// Qt gets only the program's name: Quillet has no arguments.
+// Qt gets only the program's name: Quillet takes no arguments.
 Program::Program(char* name, std::string dataFolder)
     : argv_{name, nullptr},
       dataFolder_(std::move(dataFolder)),

@@ -26,7 +26,7 @@ void AppendBigEndian(Bytes& bytes, std::size_t value, int size);
 /// Formats bytes as lower-case hexadecimal digits, for example "57 00 40".
 std::string ToHex(const Bytes& bytes);
 
-/// Replaces every byte that is not printable ASCII by a dot.
+/// Replaces every byte that is not printable ASCII with a dot.
 std::string ToReadable(const Bytes& bytes);
 
 }  // namespace quillet::simulator

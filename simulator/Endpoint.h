@@ -21,7 +21,7 @@ class Endpoint {
 
   virtual ~Endpoint() = default;
 
-  /// Creates or opens the line, unless it is open. Throws std::system_error on failure.
+  /// Creates or opens the line, unless it is already open. Throws std::system_error on failure.
   virtual void Open() = 0;
   /// Closes the line. The computer sees a hang-up.
   virtual void Close() { line_.Close(); }
@@ -51,7 +51,7 @@ enum class TerminalMode {
   kCooked,  ///< the system's default: line editing and echo
 };
 
-/// Returns a pseudo-terminal that is created at each Open().
+/// Returns an endpoint whose Open() creates a new pseudo-terminal each time.
 std::unique_ptr<Endpoint> MakePseudoTerminal(TerminalMode mode);
 
 /// Returns the existing terminal device `node`. Open() sets it to raw mode and sets the speed

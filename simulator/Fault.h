@@ -63,7 +63,8 @@ struct Fault {
   Bytes bytes;
 };
 
-/// Parses a rule such as "on P delay 700". Throws std::invalid_argument with a message.
+/// Parses a rule such as "on P delay 700". Throws std::invalid_argument, with a message for the
+/// user, if the rule is invalid.
 Fault ParseFault(std::string_view rule);
 
 /// Parses a script with one rule per line. Ignores empty lines and comments, which begin with '#'.

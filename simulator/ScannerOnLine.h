@@ -59,8 +59,8 @@ class ScannerOnLine {
   /// `options` and `transcript` must outlive the object. Throws std::length_error like TavoDevice.
   ScannerOnLine(const Options& options, Transcript& transcript);
 
-  /// Plugs the cable in, unless it is plugged in. Creates the line and the link. The first call
-  /// arms the faults of the options. Throws std::system_error on failure.
+  /// Plugs the cable in, unless it is already plugged in. Creates the line and the link. The first
+  /// call arms the faults of the options. Throws std::system_error on failure.
   void Plug(Time now);
   /// Pulls the cable, if it is plugged in. The computer sees a hang-up, and unsent bytes are lost.
   void Unplug(Time now);

@@ -88,7 +88,7 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
         g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
     if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
     file.windowClasses_.push_back(LowerCase(std::filesystem::path(path).stem()));
-    // A program with arguments is often shared by several applications, such as a terminal.
+    // With arguments, the program is often one that several applications share, such as a terminal.
     if (named == nullptr && file.command_.size() == 1) {
       file.windowClasses_.push_back(LowerCase(std::filesystem::path(file.command_[0]).filename()));
     }
@@ -198,7 +198,8 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
   return found;
 }
 
-// Returns the connection to the X server, reopened if necessary, or null if there is none.
+// Returns the connection to the X server, reopened if necessary, or null if the server cannot be
+// reached.
 X11Windows* DesktopApplications::Windows() {
   if (!onX11_) return nullptr;
   if (!windows_ || !windows_->IsConnected()) windows_ = std::make_unique<X11Windows>();

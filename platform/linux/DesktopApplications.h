@@ -29,7 +29,8 @@ class ApplicationFile {
   const std::vector<std::string>& command() const { return command_; }
 
   /// Returns the possible classes of its windows, in lower case: StartupWMClass, the file name
-  /// without ".desktop", and in some cases the program's name.
+  /// without ".desktop", and the program's name if the command has no arguments and StartupWMClass
+  /// is not set.
   const std::vector<std::string>& windowClasses() const { return windowClasses_; }
 
   /// Starts the application.
@@ -49,8 +50,8 @@ class ApplicationFile {
 /// thread; calls are serialized.
 ///
 /// An application counts as running while one of these exists: the process that was started,
-/// another process with the same command line, or on X11 a window of the process, of its
-/// descendants or of one of the application's classes.
+/// another process with the same command line, or, on X11, a window that belongs to the process, to
+/// a descendant of it, or to one of the application's classes.
 ///
 /// If a started process ends within 10 s, it has failed or has passed the request to another
 /// process, which may be impossible to find. To avoid a new start for every record, the application

@@ -21,7 +21,7 @@ struct KeyStroke {
 /// The largest evdev key code that ToKeyStrokes uses.
 inline constexpr std::uint16_t kHighestKeyCode = 86;
 
-/// Returns the evdev code for the position of an ANSI virtual key, or 0 if there is none.
+/// Returns the evdev code for the position of an ANSI virtual key, or 0 if the key is unknown.
 std::uint16_t EvdevKeyCode(std::uint16_t virtualKey);
 
 /// Converts key events to strokes, including those of the modifiers Shift and Control (for

@@ -15,7 +15,7 @@ namespace quillet::platform::linux_desktop {
 /// Finds a process of this user that was started with a command (proc(5)). A script matches by its
 /// path, whatever its interpreter. The process may have further arguments.
 /// @param command  program and arguments
-/// @return the process number, or 0 if there is none
+/// @return the process number, or 0 if no process was found
 int FindProcess(const std::vector<std::string>& command);
 
 /// Splits NUL-terminated texts. The last NUL may be missing.
@@ -24,8 +24,8 @@ std::vector<std::string> SplitAtNuls(const std::string& texts);
 /// Returns true if `process` is `ancestor` or one of its descendants.
 bool IsOrDescendsFrom(int process, int ancestor);
 
-/// Records the time when another process ends, which need not be a child process. A thread waits
-/// for the end (pidfd_open(2)), since the system does not report its time. Any thread.
+/// Records the time when another process ends. The process need not be a child. A thread waits for
+/// the end (pidfd_open(2)), since the system does not report when a process ended. Any thread.
 class WatchedProcess {
  public:
   /// @param pid    process number

@@ -8,7 +8,8 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Removes a decimal number from the front of `text`; no value if there is none or it overflows.
+// Removes a decimal number from the front of `text`; no value if there is no number or it is too
+// large.
 std::optional<unsigned> TakeNumber(std::string_view& text) {
   unsigned number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -33,7 +33,7 @@ struct SerialStream {
   std::string since;
 };
 
-/// Returns true if udevd is running. In most containers it is not. Any thread.
+/// Returns true if udevd is running. Most containers have no udevd. Any thread.
 bool UdevIsActive(udev* context);
 
 /// Reads a device of the subsystem tty from sysfs and udev.
@@ -45,7 +45,7 @@ bool UdevIsActive(udev* context);
 std::optional<SerialStream> ReadSerialStream(udev* context, const char* systemPath);
 
 /// Lists the serial devices, sorted by kernel name with ComesBefore.
-/// @return an empty list also if sysfs cannot be read
+/// @return the devices; an empty list if sysfs cannot be read
 std::vector<SerialStream> ListSerialStreams(udev* context);
 
 /// Returns the name of a USB CDC-ACM device: "usbmodem" and digits that identify the USB port. The

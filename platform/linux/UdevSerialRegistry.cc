@@ -101,7 +101,8 @@ bool UdevSerialRegistry::StartMonitor() {
   }
   monitor_ = std::move(monitor);
   watch_ = watcher_.Watch(udev_monitor_get_fd(monitor_.get()), [this] { HandleEvent(); });
-  // Listing after enabling the monitor misses no device. Duplicate events are ignored.
+  // Lists the devices after enabling the monitor, so that none is missed. Duplicate events are
+  // ignored.
   for (const SerialStream& stream : ListSerialStreams(udev_.get())) {
     notified_.emplace(stream.systemPath, stream.since);
   }
@@ -136,7 +137,8 @@ void UdevSerialRegistry::HandleRemoval(const std::string& systemPath) {
 }
 
 // Called after ENOBUFS: the socket buffer was full and the kernel dropped events (netlink(7)).
-// Discards the queued events, which are older, and compares the devices with those notified.
+// Discards the queued events, which are outdated, and compares the present devices with those
+// reported.
 void UdevSerialRegistry::CompareAfterLoss() {
   while (UdevOwner<udev_device>(udev_monitor_receive_device(monitor_.get())) != nullptr ||
          errno == ENOBUFS) {

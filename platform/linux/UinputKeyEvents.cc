@@ -33,14 +33,15 @@ constexpr int kLastSilentPosition = ABS_RESERVED;
 static_assert(8 * (1 + 7 + kSilentAxes.size() + kLastSilentPosition - kFirstSilentPosition + 1) >
               256);
 
-// The steady rate is 320 characters (1280 events) per second. A burst may be 96 events ahead of it:
-// typical records are sent immediately, and a desktop may stop reading for 0.3 s without a loss.
+// The steady rate is 320 characters (1280 events) per second. A burst may be up to 96 events ahead
+// of this rate: typical records are sent immediately, and a desktop may stop reading for 0.3 s
+// without a loss.
 constexpr std::chrono::nanoseconds kTimePerEvent = 781250ns;
 constexpr std::size_t kMostAhead = 96;
 constexpr auto kReadingPause = 25ms;
 static_assert(kMostAhead + 300ms / kTimePerEvent < 512);
 
-// Events per write. During one pause, the desktop must be able to read all of them.
+// Events per write. The desktop must be able to read all of them during one pause.
 constexpr std::size_t kReportSize = 32;
 static_assert(kReportSize * kTimePerEvent <= kReadingPause);
 

@@ -16,7 +16,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Source indication of _NET_ACTIVE_WINDOW for requests on behalf of the user, such as a pager's.
+// Source indication of _NET_ACTIVE_WINDOW for requests on behalf of the user, such as those of a
+// pager.
 constexpr std::uint32_t kUserRequest = 2;
 
 constexpr std::uint32_t kLongestProperty = 16384;  // in units of four bytes

@@ -35,7 +35,7 @@ class X11Windows {
   std::vector<Window> All();       ///< returns the windows of all applications, topmost first
   std::optional<Window> Active();  ///< returns the window with the focus; faster than All
 
-  /// Requests the window manager to raise and focus a window, and waits for the focus.
+  /// Asks the window manager to raise and focus a window, and waits for the focus.
   /// @param window  Window::id
   /// @param limit   time-out
   /// @param clock   measures the time-out

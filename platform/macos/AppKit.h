@@ -17,13 +17,13 @@ class GeneralPasteboard final : public Pasteboard {
   bool SetString(std::string_view text) override;
 
  private:
-  const id owner_;  // of the contents; the pasteboard requires one but never calls it
+  const id owner_;  // owner of the contents; required, but never called
 };
 
-/// The shared NSApplication object, which the toolkit creates first. Main thread only.
+/// The shared NSApplication object, which the toolkit must have created. Main thread only.
 class SharedApplication final : public Workspace {
  public:
-  /// Since macOS 14 this is a request, and the system may ignore it.
+  /// Since macOS 14, this is only a request that the system may ignore.
   void ActivateIgnoringOtherApps() override;
 };
 

@@ -32,7 +32,7 @@ inline CfOwner<CFStringRef> MakeString(std::string_view text) {
 
 /// Returns the text of a string object, as UTF-8. Any thread.
 /// @param object  any object, or null
-/// @return nothing if the object is not a string.
+/// @return no value if the object is not a string.
 inline std::optional<std::string> TextOf(CFTypeRef object) {
   if (object == nullptr || CFGetTypeID(object) != CFStringGetTypeID()) return std::nullopt;
   const auto string = static_cast<CFStringRef>(object);

@@ -4,7 +4,7 @@
 
 namespace quillet::platform::macos {
 
-/// The applications of macOS, by Launch Services and NSWorkspace. A path names an application
+/// The applications of macOS, through Launch Services and NSWorkspace. A path names an application
 /// bundle and ends in ".app". Any thread.
 class LaunchServicesApplications final : public Applications {
  public:

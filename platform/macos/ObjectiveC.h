@@ -12,7 +12,7 @@ inline id ClassNamed(const char* name) {
   return reinterpret_cast<id>(objc_getClass(name));
 }
 
-/// Sends a message. `Result` and `Arguments` must be exactly the method's types, because
+/// Sends a message. `Result` and `Arguments` must match the method's types exactly, because
 /// objc_msgSend is called as a function of this type (Objective-C Runtime reference).
 /// @param receiver   an object or a class; if null, the result is 0
 /// @param selector   the method's name, including colons

@@ -5,7 +5,7 @@
 
 namespace quillet::platform::macos {
 
-/// Posts key events by Quartz event services to the application that has focus.
+/// Posts key events through Quartz event services to the application that has focus.
 ///
 /// A modifier is a flag of the key-down event, not a key. The user's keyboard layout must be US.
 ///

@@ -91,7 +91,7 @@ bool Synchronize(int file) {
 bool PosixFileStore::CreateFolder(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
-  // The call's result is not used: it can report an error if another process creates the folder at
+  // The call's result is ignored: it can report an error if another process creates the folder at
   // the same time.
   return std::filesystem::is_directory(path, error);
 }

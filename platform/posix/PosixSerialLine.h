@@ -11,9 +11,9 @@ class PosixSerialLine final : public SerialLine {
   std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) override;
   void Write(std::int32_t line, std::uint8_t byte) override;
 
-  /// Discards the output queue of descriptors other than 0, then closes. Otherwise close(2) would
-  /// wait for a device that does not accept data, usually 30 s on Linux (setserial(8),
-  /// closing_wait).
+  /// Discards the output queue, except that of descriptor 0, then closes the line. Otherwise
+  /// close(2) would wait for a device that does not accept data, usually 30 s on Linux
+  /// (setserial(8), closing_wait).
   void Close(std::int32_t line) override;
 };
 

@@ -4,8 +4,8 @@
 
 namespace quillet::platform::posix {
 
-/// Opens /dev/null on each closed descriptor of 0, 1 and 2. Otherwise a file opened later could get
-/// such a number and receive printed messages. Call first, before starting threads.
+/// Opens /dev/null for each of the descriptors 0, 1 and 2 that is closed. Otherwise a file opened
+/// later could get this number and receive printed messages. Call first, before starting threads.
 void EnsureStandardDescriptors();
 
 /// Ends the process while other threads are running: flushes the log (for at most 5 s) and standard

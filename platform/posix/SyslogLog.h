@@ -18,16 +18,16 @@ namespace quillet::platform::posix {
 /// The system log through syslog(3): identity "quillet" with the process number, facility user,
 /// priority info.
 ///
-/// A thread sends the lines in order, since syslog(3) can block. Without a log daemon, lines are
-/// dropped silently.
+/// A separate thread sends the lines in order, since syslog(3) can block. Without a log daemon,
+/// lines are dropped silently.
 class SyslogLog final : public SystemLog {
  public:
   /// Maximum bytes of a message. Longer lines are split between UTF-8 characters. Common daemons
   /// truncate messages at 8,192 bytes, including the header.
   static constexpr std::size_t kLongestMessage = 8000;
 
-  /// Maximum bytes waiting for the sending thread, which holds up to the same number. Write waits
-  /// for space. A larger line is accepted if no other line is waiting.
+  /// Maximum bytes waiting for the sending thread, which can hold the same number in addition.
+  /// Write waits for space. A larger line is accepted if no other line is waiting.
   static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
 
   /// Sends one message of at most kLongestMessage bytes. Called on this object's thread.
@@ -48,7 +48,7 @@ class SyslogLog final : public SystemLog {
   SyslogLog(const SyslogLog&) = delete;
   SyslogLog& operator=(const SyslogLog&) = delete;
 
-  /// Any thread.
+  /// See SystemLog. Any thread.
   void Write(std::string_view line) override;
 
   /// Waits until all lines written before this call have been sent. Any thread.

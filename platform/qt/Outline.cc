@@ -7,7 +7,7 @@
 namespace quillet::platform::qt {
 namespace {
 
-// The style draws an outline in the palette's window colour, darkened by this percentage.
+// The style draws an outline in the palette's window colour, darkened by this factor (percent).
 constexpr int kDarkened = 140;
 
 // Sets the window colour of one control, which owns this object. The colour affects the outline

@@ -48,7 +48,7 @@ QtMainQueue::QtMainQueue() : wakeUp_(QSocketNotifier::Read) {
   wakeUpWriter_ = std::move(wakeUp.writer);
   wakeUp_.setSocket(wakeUpReader_.Get());
   wakeUp_.setEnabled(true);
-  // The slices run from a timer, not from the descriptor. A main loop may serve descriptors before
+  // The slices run from a timer, not from the descriptor. A main loop may handle descriptors before
   // timers, and some desktops repaint from a timer. A descriptor that is always ready would then
   // block repainting.
   sliceTimer_.setInterval(0);

@@ -100,7 +100,7 @@ QWidget* QtMainWindow::PortPanel() {
   caption->setAlignment(Qt::AlignHCenter);
   caption->setBuddy(&portBox_);
   portBox_.setAccessibleName(QStringLiteral("Port"));
-  portBox_.setToolTip(QStringLiteral("Port that Connect opens"));
+  portBox_.setToolTip(QStringLiteral("Port to connect to"));
   portBox_.setMinimumContentsLength(kPortCharacters);
   portBox_.setSizeAdjustPolicy(QComboBox::AdjustToContents);
   Outline(portBox_);
@@ -159,7 +159,7 @@ void QtMainWindow::SetUpMenus() {
 // The status strip keeps its height while it is empty.
 void QtMainWindow::SetUpStatusStrip() {
   progressLabel_.setContentsMargins(8, 0, 0, 0);
-  // A long text is cut off. It must not enforce a minimum width of the window.
+  // A long text is cut off. It must not increase the window's minimum width.
   progressLabel_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   progressBar_.setAccessibleName(QStringLiteral("Progress"));
   progressBar_.setFixedWidth(kProgressWidth);

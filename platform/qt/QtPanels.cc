@@ -12,8 +12,8 @@ namespace {
 
 using Location = QStandardPaths::StandardLocation;
 
-// Returns the folder if it exists, else the last existing default folder of the desktop. The last
-// one is shared by all users.
+// Returns `folder` if it exists, else a default folder. Of the folders of one location, prefers the
+// last, which all users share.
 QString Existing(const std::string& folder, const std::initializer_list<Location>& instead) {
   QString wanted = ToQString(folder);
   if (QFileInfo(wanted).isDir()) return wanted;

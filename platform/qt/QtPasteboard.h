@@ -5,7 +5,7 @@
 
 namespace quillet::platform::qt {
 
-/// The clipboard, through Qt, which allows only the main thread to use it.
+/// The clipboard, through Qt. Qt allows only the main thread to use it.
 ///
 /// A call from another thread waits until the main thread has set the text, for at most two
 /// seconds. If the main queue drops the work, the wait ends at once. After a failure the text is

@@ -36,7 +36,7 @@ class PathField final : public QLineEdit {
   }
 };
 
-// Explains the marks in the samples. It must not enforce a minimum height of the window.
+// Explains the marks in the samples. It must not increase the window's minimum height.
 class Legend final : public QLabel {
  public:
   using QLabel::QLabel;
@@ -202,7 +202,7 @@ QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
                    "Identifies the scanner that read the barcode"))
       .Add("O&rder:",
            MakeList(&SettingsValues::dataorder,
-                    "The order of the fields in a line. Fields that are off are left out."))
+                    "The order of the fields in a line. Fields that are off are omitted."))
       .Add("Serial number &position:",
            MakeList(&SettingsValues::sn_position, "Position of the serial number in the line"));
   auto* separation = new Group("How fields are separated");

@@ -17,7 +17,7 @@ class QtSettingsWindow final : public QDialog, public SettingsForm {
  public:
   /// Creates the window, hidden.
   /// @param parent   the main window; this window stays in front of it
-  /// @param choices  the titles of the items of every list
+  /// @param choices  the item titles of every list
   QtSettingsWindow(QWidget& parent, std::span<const ChoiceTitles> choices);
   ~QtSettingsWindow() override;
 

@@ -23,13 +23,14 @@ class QtTextView final : public TextView {
   void Append(std::string_view text) override;
   void ScrollToEnd() override;
 
-  /// Clears the view at once, and drops text that is not inserted yet.
+  /// Clears the view at once and drops text that has not been inserted yet.
   void SetText(std::string_view text) override;
 
-  /// Whether appended text is not inserted yet.
+  /// Whether some appended text has not been inserted yet.
   bool HasPending() const { return inserted_ < pending_.size(); }
 
-  /// The inserted text, as UTF-8. It equals the appended text, with the exceptions in RecordText.h.
+  /// The inserted text, as UTF-8. It equals the appended text, except for the changes described in
+  /// RecordText.h.
   std::string ShownText() const;
 
  private:

@@ -13,7 +13,7 @@ class QAction;
 
 namespace quillet::platform::qt {
 
-/// A label with the icon and tool tip that belong to it.
+/// A label with its icon and tool tip.
 struct ToolbarFace {
   QString label;
   QIcon icon;
@@ -23,12 +23,12 @@ struct ToolbarFace {
 /// A ToolbarItem that uses an action, which is also shown in menus. Main thread only.
 class QtToolbarItem final : public ToolbarItem {
  public:
-  /// @param action  has its shortcuts already; it outlives this object
+  /// @param action  an action with its shortcuts set; it outlives this object
   /// @param faces   the first one is shown initially
   QtToolbarItem(QAction& action, std::vector<ToolbarFace> faces);
 
-  /// Also changes the accessible name. Shows the icon and tool tip of the label's face. A label
-  /// without a face keeps the icon and is its own tool tip.
+  /// Also changes the accessible name. Shows the icon and tool tip of the label's face. If no face
+  /// has this label, the icon is kept and the label is also the tool tip.
   void SetLabel(std::string_view label) override;
 
   /// The action runs for the button, the menu item and the shortcuts.

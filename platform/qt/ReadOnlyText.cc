@@ -32,7 +32,7 @@ bool ReadOnlyText::event(QEvent* event) {
 }
 
 void ReadOnlyText::focusInEvent(QFocusEvent* event) {
-  // Other reasons, such as a closed menu, leave the caret unchanged.
+  // Focus changes for other reasons, such as a closed menu, leave the caret unchanged.
   const Qt::FocusReason reason = event->reason();
   if (reason == Qt::MouseFocusReason || reason == Qt::OtherFocusReason) ShowCaret(false);
   if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||

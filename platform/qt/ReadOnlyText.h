@@ -10,7 +10,7 @@ namespace quillet::platform::qt {
 /// The caret is visible only during keyboard use, because it suggests that the text is editable.
 class ReadOnlyText : public QPlainTextEdit {
  protected:
-  /// @param larger  font size above the desktop's general font, in points
+  /// @param larger  points to add to the font size of the desktop's general font
   /// @param parent  the owner, or null
   explicit ReadOnlyText(qreal larger, QWidget* parent = nullptr);
 

@@ -16,8 +16,8 @@ constexpr char16_t kFirstReplacement = 0xFDE0;
 // The state of a block that continues the paragraph of the previous block.
 constexpr int kContinuation = 1;
 
-// Lengths of a block in UTF-16 units. From the first on, a paragraph is split after a blank. At the
-// second it is split anywhere. A block of this length is laid out in about 1 ms.
+// Lengths of a block in UTF-16 units. A paragraph is split after the first blank beyond the fair
+// length, but at the full length at the latest. Layout of a full block takes about 1 ms.
 constexpr int kFairLength = 1800;
 constexpr int kFullLength = 2000;
 

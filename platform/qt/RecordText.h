@@ -13,9 +13,9 @@ namespace quillet::platform::qt {
 // Many programs treat NUL as the end of a pasted text. These seven characters are replaced by
 // U+FDE0 to U+FDE6, which Unicode reserves for internal use.
 //
-// The document lays out a paragraph as a whole, which is slow for a long one. A long paragraph is
-// therefore split into blocks of about 2,000 characters. The split looks like a wrapped line and is
-// removed from copied text. Assistive technology sees each block as a line.
+// The document lays out a paragraph as a whole, which is slow for a long paragraph. A long
+// paragraph is therefore split into blocks of about 2,000 characters. The split looks like a
+// wrapped line and is removed from copied text. Assistive technology sees each block as a line.
 //
 // Two kinds of text are changed: bytes that are not UTF-8 become U+FFFD, and U+FDE0 to U+FDE6
 // become the characters above.

@@ -29,7 +29,8 @@ void RecordView::InsertAtEnd(const QString& text) {
   end.movePosition(QTextCursor::End);
   qt::InsertAtEnd(end, text);
 
-  // The insertion moves a cursor that is at the end. This is wanted only without a selection.
+  // The insertion moves a cursor that is at the end. If text was selected, the code below undoes
+  // this.
   if (!users_selected) return;
   if (textCursor().anchor() == anchor && textCursor().position() == position) return;
   QTextCursor restored(document());
