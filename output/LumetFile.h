@@ -72,7 +72,7 @@ class LumetFile {
 /// most once.
 template <class Name>
 std::string ResolveSyncFileName(std::string path, Name&& name) {
-  constexpr std::string_view placeholder = kPlaceholder;
+  const std::string_view placeholder = kPlaceholder;
   std::size_t found = path.find(placeholder);
   if (found == std::string::npos) return path;
   const std::string replacement = name();
