@@ -16,7 +16,7 @@ class NoLog final : public SystemLog {
   void Write(std::string_view) override {}
 };
 
-NoLog no_log;
+NoLog noLog;
 
 // An EAN-13, scanned on 2026/11/16 at 14:07:09.
 // Packed date: year, month, day, PM flag. Packed time: 12-hour hour, minute, second.
@@ -38,7 +38,7 @@ constexpr Spelling kSpellings[] = {
 
 }  // namespace
 
-SampleComposer::SampleComposer() : composer_(no_log, *this, identity_) {}
+SampleComposer::SampleComposer() : composer_(noLog, *this, identity_) {}
 
 std::string SampleComposer::Line(bool series300) {
   identity_.bTavo300 = series300 ? 1 : 0;

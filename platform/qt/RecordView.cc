@@ -23,7 +23,7 @@ void RecordView::InsertAtEnd(const QString& text) {
   const QTextCursor users = textCursor();
   const int anchor = users.anchor();
   const int position = users.position();
-  const bool users_selected = users.hasSelection();
+  const bool usersSelected = users.hasSelection();
 
   QTextCursor end(document());
   end.movePosition(QTextCursor::End);
@@ -31,7 +31,7 @@ void RecordView::InsertAtEnd(const QString& text) {
 
   // The insertion moves a cursor that is at the end. If text was selected, the code below undoes
   // this.
-  if (!users_selected) return;
+  if (!usersSelected) return;
   if (textCursor().anchor() == anchor && textCursor().position() == position) return;
   QTextCursor restored(document());
   restored.setPosition(anchor);
