@@ -164,7 +164,7 @@ TEST_P(PopUpListContract, ReportsOnlyChangedSelections) {
   EXPECT_EQ(list_.SelectedItem(), 1);
 }
 
-TEST_P(PopUpListContract, AMissingPositionSelectsAndRemovesNothing) {
+TEST_P(PopUpListContract, AnInvalidPositionSelectsAndRemovesNothing) {
   Add({"a", "b", "c"});
   EXPECT_EQ(Remove(3), Positions{});
   EXPECT_EQ(Remove(-1), Positions{});
@@ -306,7 +306,7 @@ TEST_P(WindowContract, IsShownFromOrderFrontToClose) {
   EXPECT_EQ(closed, 0);
 }
 
-TEST_P(WindowContract, ReportsOnceThatTheUserClosesIt) {
+TEST_P(WindowContract, ReportsOnlyTheFirstCloseByTheUser) {
   int closed = 0;
   bool wasShown = false;
   window_.OnClose([&] {

@@ -186,7 +186,7 @@ class ApplicationsContract : public Contract<ApplicationsHarness> {
   platform::Applications& applications_ = harness_->Apps();
 };
 
-TEST_P(ApplicationsContract, HasOnlyExistingAbsolutePaths) {
+TEST_P(ApplicationsContract, AcceptsOnlyExistingAbsolutePaths) {
   EXPECT_TRUE(applications_.HasApplication(harness_->Install("Editor")));
   for (const char* path : {"/nowhere/Editor", "Editor", ""}) {
     EXPECT_FALSE(applications_.HasApplication(path)) << path;

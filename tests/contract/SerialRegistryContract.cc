@@ -96,7 +96,7 @@ TEST_P(SerialRegistryContract, ReadsDevicesInPathOrder) {
   EXPECT_EQ(Read(), paths);
 }
 
-TEST_P(SerialRegistryContract, AnArrivalIteratorBeginsWithThePresentDevices) {
+TEST_P(SerialRegistryContract, AnArrivalIteratorStartsWithPresentDevices) {
   Plug(1);
   Plug(2);
   Listener arrivals(registry_, port_, Event::FirstMatch);
@@ -107,7 +107,7 @@ TEST_P(SerialRegistryContract, AnArrivalIteratorBeginsWithThePresentDevices) {
   EXPECT_EQ(arrivals.calls + removals.calls, 0);
 }
 
-TEST_P(SerialRegistryContract, NotifiesOnceAfterEachEmptying) {
+TEST_P(SerialRegistryContract, NotifiesOnceEachTimeTheIteratorIsEmptied) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   Plug(1);
   registry_.Release(registry_.Next(arrivals.iterator));

@@ -160,7 +160,7 @@ TEST_F(IoKitSerialRegistryTest, NotifiesOnlyAfterIteratorIsEmptied) {
   EXPECT_EQ(RunLoopTurn(), 1);
 }
 
-TEST_F(IoKitSerialRegistryTest, NotifiesEachPlugAndUnplug) {
+TEST_F(IoKitSerialRegistryTest, NotifiesOfEachPlugAndUnplug) {
   Empty(Listen(Event::FirstMatch));
   Empty(Listen(Event::Terminate));
   for (int round = 1; round <= 3; ++round) {

@@ -38,7 +38,7 @@ TEST_F(GeneralPasteboardTest, IsEmptyAfterInvalidUtf8) {
   EXPECT_EQ(TheMac().declaredTypes, Texts{"public.utf8-plain-text"});
 }
 
-TEST(SharedApplicationTest, ActivatesOverOtherApplications) {
+TEST(SharedApplicationTest, ActivatesInFrontOfOtherApplications) {
   const Account account;
   platform::macos::SharedApplication().ActivateIgnoringOtherApps();
   EXPECT_EQ(TheMac().activations, 1);

@@ -125,7 +125,7 @@ TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatEndsAtOnce) {
   EXPECT_EQ(CountStarts(), 1U);
 }
 
-TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationEndedAfterNineSeconds) {
+TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatRanNineSeconds) {
   const std::string path = OpenEditor(applications_);
   EndAfter(9s);
   for (const auto pause : {12s, 61s, 3600s}) {
@@ -136,7 +136,7 @@ TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationEndedAfterNineSeconds
   EXPECT_EQ(CountStarts(), 1U);
 }
 
-TEST_F(DesktopApplicationsTest, RestartsAnApplicationEndedAfterElevenSeconds) {
+TEST_F(DesktopApplicationsTest, RestartsAnApplicationThatRanElevenSeconds) {
   const std::string path = OpenEditor(applications_);
   EndAfter(11s);
   EXPECT_EQ(applications_.LaunchedApplications(), Texts{});
@@ -144,7 +144,7 @@ TEST_F(DesktopApplicationsTest, RestartsAnApplicationEndedAfterElevenSeconds) {
   EXPECT_TRUE(WaitForStarts(2));
 }
 
-TEST_F(DesktopApplicationsTest, OnX11RestartsAfterAMinuteWithoutARequest) {
+TEST_F(DesktopApplicationsTest, RestartsOnX11AfterAMinuteWithoutRequests) {
   test::XServer server;
   DesktopApplications applications(true, clock_);
   const std::string path = OpenEditor(applications);
@@ -170,7 +170,7 @@ TEST_F(DesktopApplicationsTest, IgnoresWindowsOfThisProgram) {
   EXPECT_TRUE(WaitForStarts(1));
 }
 
-TEST_F(DesktopApplicationsTest, RestartsAFoundApplicationAfterItsEnd) {
+TEST_F(DesktopApplicationsTest, RestartsAnEndedApplicationThatItDidNotStart) {
   DesktopApplications others(false, clock_);
   const std::string path = OpenEditor(others);
   ASSERT_TRUE(applications_.OpenApplication(path));
@@ -180,7 +180,7 @@ TEST_F(DesktopApplicationsTest, RestartsAFoundApplicationAfterItsEnd) {
   EXPECT_TRUE(WaitForStarts(2));
 }
 
-TEST_F(DesktopApplicationsTest, StartsWithOwnSessionAndNullDevices) {
+TEST_F(DesktopApplicationsTest, StartsInANewSessionWithNullDevices) {
   const int leak = open("/dev/null", O_RDONLY);  // without close-on-exec
   std::string links;
   for (const int descriptor : {0, 1, 2, leak}) {
@@ -196,7 +196,7 @@ TEST_F(DesktopApplicationsTest, StartsWithOwnSessionAndNullDevices) {
   close(leak);
 }
 
-TEST_F(DesktopApplicationsTest, LeavesNoChildToWaitFor) {
+TEST_F(DesktopApplicationsTest, LeavesNoZombieProcess) {
   ASSERT_TRUE(applications_.OpenApplication(scripts_.Install("short", "exit 3\n")));
   ASSERT_TRUE(WaitForStarts(1));
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);

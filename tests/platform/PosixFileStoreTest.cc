@@ -144,7 +144,7 @@ TEST_F(PosixFileStoreTest, ReplaceKeepsTheGroupButNotTheOwner) {
   EXPECT_EQ(ModeOf(foreign), 0664U) << "other users lose write access";
 }
 
-TEST_F(PosixFileStoreTest, ReplacesALinkItself) {
+TEST_F(PosixFileStoreTest, ReplacesALinkNotItsTarget) {
   Put("elsewhere", "untouched", 0600);
   const CreationMask mask(022);
   for (const char* target : {"elsewhere", "nowhere"}) {
@@ -177,7 +177,7 @@ TEST_F(PosixFileStoreTest, ReplaceRefusesFoldersAndRelativePaths) {
   EXPECT_EQ(folder_.Names(), Names{"target"});
 }
 
-TEST_F(PosixFileStoreTest, ReplaceAcceptsNamesUpToTheLongest) {
+TEST_F(PosixFileStoreTest, ReplaceAcceptsNamesUpToTheLengthLimit) {
   const auto longest = static_cast<std::size_t>(pathconf(folder_.path().c_str(), _PC_NAME_MAX));
   for (const std::size_t length : {longest, longest - 1, longest - 22, longest - 23}) {
     EXPECT_TRUE(store_.Replace(folder_ / std::string(length, 'n'), "x")) << length;
@@ -290,7 +290,7 @@ TEST_F(PosixFileStoreTest, AReaderSeesWholeFilesDuringReplacement) {
   EXPECT_EQ(failures.load(), 0);
 }
 
-TEST(UniqueFdTest, ReplacesAStandardDescriptorByAHigherOne) {
+TEST(UniqueFdTest, ReplacesAStandardDescriptorWithAHigherOne) {
   EXPECT_EQ(Child([&] {
               close(STDIN_FILENO);
               const UniqueFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));

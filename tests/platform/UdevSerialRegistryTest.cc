@@ -179,7 +179,7 @@ TEST_F(UdevSerialRegistryTest, OmitsAReplacedDeviceDuringItsRemoval) {
   EXPECT_EQ(seen, (std::vector<Devices>{{}, {{"usbmodem310", "/dev/ttyACM1"}}}));
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesConvertersAndUarts) {
+TEST_F(UdevSerialRegistryTest, NotifiesOfConvertersAndUarts) {
   Listen();
   const std::string converter = system_.AddUsbConverter("3-2:1.0", "ttyUSB0", "Model");
   const std::string uart = system_.AddUart("ttyS4", 4);
@@ -189,7 +189,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesConvertersAndUarts) {
   ExpectNotified(2, 2);
 }
 
-TEST_F(UdevSerialRegistryTest, DoesNotNotifyOtherDevices) {
+TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfOtherDevices) {
   Listen();
   const std::string console = system_.AddVirtualTerminal("tty1");
   const std::string placeholder = system_.AddUart("ttyS1", 0);
@@ -199,7 +199,7 @@ TEST_F(UdevSerialRegistryTest, DoesNotNotifyOtherDevices) {
   ExpectNotified(0, 0);
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesArrivalAndRemovalOnlyOnce) {
+TEST_F(UdevSerialRegistryTest, NotifiesOfArrivalAndRemovalOnlyOnce) {
   const std::string scanner = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   Listen();
   for (const char* action : {"add", "change", "bind", "add"}) system_.Send(scanner, action);
@@ -209,14 +209,14 @@ TEST_F(UdevSerialRegistryTest, NotifiesArrivalAndRemovalOnlyOnce) {
   ExpectNotified(0, 1);
 }
 
-TEST_F(UdevSerialRegistryTest, DoesNotNotifyAnAlreadyRemovedDevice) {
+TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfAnAlreadyRemovedDevice) {
   Listen();
   system_.Remove(system_.AddUsbModem("3-1:1.0", "ttyACM0"));
   ExpectNotified(0, 0);
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesEachOfFortyDevices) {
+TEST_F(UdevSerialRegistryTest, NotifiesOfEachOfFortyDevices) {
   Listen();
   std::vector<std::string> terminals;
   for (int i = 0; i < 40; ++i) {
@@ -254,7 +254,7 @@ TEST_F(UdevSerialRegistryTest, DestroyingThePortEndsTheWatch) {
   EXPECT_EQ(Read(), Devices{kScanner});
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesTheDifferencesAfterLostEvents) {
+TEST_F(UdevSerialRegistryTest, NotifiesOfTheDifferencesAfterLostEvents) {
   const std::string gone = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   const std::string changed = system_.AddUsbModem("3-2:1.0", "ttyACM1");
   system_.AddUsbModem("3-3:1.0", "ttyACM2");
@@ -274,7 +274,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesTheDifferencesAfterLostEvents) {
                       {second, third}, {third}, {second, third}, {second, third, fourth}}));
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesNothingIfLostEventsChangedNothing) {
+TEST_F(UdevSerialRegistryTest, DoesNotNotifyIfLostEventsChangedNothing) {
   const std::string scanner = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   Listen();
   system_.Send(scanner, "change");

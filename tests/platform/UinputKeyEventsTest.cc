@@ -159,7 +159,7 @@ TEST_F(UinputKeyEventsTest, PausesWithinALongCall) {
   EXPECT_EQ(clock_.sleeps().size(), (400U - 96U + 31U) / 32U);
 }
 
-TEST_F(UinputKeyEventsTest, InvertsShiftWhileTheCapsLockLightIsOn) {
+TEST_F(UinputKeyEventsTest, InvertsShiftWhileTheCapsLockLedIsOn) {
   SetCapsLockLight(true);
   Press(kVirtualA);
   Press(kVirtualReturn);
@@ -186,7 +186,7 @@ TEST_F(UinputKeyEventsTest, LogsOtherErrorsWithoutTheUdevRule) {
   close(keyboard_);
 }
 
-TEST_F(UinputKeyEventsTest, CreatesAFailedKeyboardAgain) {
+TEST_F(UinputKeyEventsTest, RecreatesAFailedKeyboard) {
   SetCapsLockLight(true);
   Press(kVirtualA);
   close(desktop_);

@@ -86,15 +86,15 @@ TEST_F(ProtocolDocumentTest, MatchesStartUp) {
   EXPECT_EQ(Conversation(), Written("start-up"));
 }
 
-TEST_F(ProtocolDocumentTest, MatchesOneTransfer) {
+TEST_F(ProtocolDocumentTest, MatchesABurstRun) {
   ExpectRun(Model::kOlder, true, "one transfer");
 }
 
-TEST_F(ProtocolDocumentTest, MatchesOneTransferOfThe300Series) {
+TEST_F(ProtocolDocumentTest, MatchesABurstRunOfThe300Series) {
   ExpectRun(Model::kSeries300, true, "one transfer 300");
 }
 
-TEST_F(ProtocolDocumentTest, MatchesOneByOne) {
+TEST_F(ProtocolDocumentTest, MatchesARecordByRecordRun) {
   ExpectRun(Model::kOlder, false, "one by one");
 }
 

@@ -135,7 +135,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterStall) {
   EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST_F(OutputQueueTest, IsEmptyAfterClearAndWithoutBytes) {
+TEST_F(OutputQueueTest, IsEmptyAfterClearAndAddingNoBytes) {
   Append("abcd");
   queue_.Clear();
   queue_.Append({}, kQueueStart);

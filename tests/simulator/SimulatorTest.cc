@@ -114,7 +114,7 @@ TEST_F(SimulatorTest, DiscardsUnreadBytesWhenPortCloses) {
   EXPECT_EQ(HostPort(scanner->Path()).Receive(1, kSilence), Bytes{});
 }
 
-TEST_F(SimulatorTest, NotesCommandCutOffByClosingThePort) {
+TEST_F(SimulatorTest, NotesCommandCutOffWhenPortCloses) {
   Attach();
   port->Send("GS");
   ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().received == 2; }));

@@ -120,7 +120,7 @@ TEST_F(LumetFileTest, SavesSettingsUpToTheFirstNul) {
   EXPECT_EQ(FileContents(settingsPath), "ab");
 }
 
-TEST_F(LumetFileTest, HasASharedDataFolderByDefault) {
+TEST_F(LumetFileTest, UsesTheSharedDataFolderByDefault) {
   EXPECT_EQ(LumetFile(log, clock, files).dataFolder(), "/Users/Shared/QuilletData");
 }
 

@@ -105,7 +105,7 @@ TEST_F(LumetTest, ReadsTheClockTwiceToSetIt) {
   EXPECT_EQ(Queued(), "\x07\x43\x1A\x0B\x10\0\0\0"s) << "date of the 16th, time of the 17th";
 }
 
-TEST_F(LumetTest, IsReadyWithoutSettingTheClockIfOff) {
+TEST_F(LumetTest, IsReadyAtOnceIfClockSettingIsOff) {
   lumet.bSyncClock = 0;
   lumet.SyncTavoClock();
   EXPECT_EQ(Queued(), "");
@@ -149,7 +149,7 @@ TEST_F(LumetTest, DeliversABurstWithoutACommand) {
   EXPECT_EQ(owner.records(), Texts{"ABCD"});
 }
 
-TEST_F(LumetTest, DeliversWhatFitsOfABurstLargerThanTheBuffer) {
+TEST_F(LumetTest, DeliversThePartOfALongBurstThatFits) {
   AwaitBurst();
   constexpr std::size_t kTotal = ReceiveMachine::kBufferSize + 200;
   std::string burst{static_cast<char>(kTotal >> 16), static_cast<char>(kTotal >> 8 & 0xFF),
@@ -238,7 +238,7 @@ TEST_F(LumetTest, LogsCommandsWithTextAndLength) {
   EXPECT_TRUE(log.Has("-[Lumet SendCommand][w1#:3]"));
 }
 
-TEST_F(LumetTest, SendsThreeNulsBeforeAWakeupAfterA01Command) {
+TEST_F(LumetTest, AWakeupAfterCommand01BeginsWithThreeNuls) {
   lumet.SetCommand("\x01");
   lumet.WakeupTavo(false);
   lumet.HandleCommandData(nullptr, 0);  // ends the command

@@ -70,7 +70,7 @@ TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 
-TEST_F(PortDiscoveryTest, StartsNoAttemptWhenItArmsNotifications) {
+TEST_F(PortDiscoveryTest, ArmingNotificationsStartsNoAttempt) {
   AttachOther("usbmodem1");
   Launch();
   EXPECT_EQ(Attempts(), 1U);

@@ -33,7 +33,7 @@ class PortTableTest : public testing::Test {
   }
 };
 
-TEST_F(PortTableTest, KeepsScannersByTheirNameUpToAHyphen) {
+TEST_F(PortTableTest, StoresScannerNamesUpToAHyphen) {
   Fill({"usbmodem14", "Bluetooth", "MyTavo300-1234-5", "Serial-usbmodem", "tavo"});
   EXPECT_EQ(Names(), (Texts{"usbmodem14", "MyTavo300"}));
   EXPECT_EQ(Paths(), (Texts{"/0", "/2"}));
@@ -48,7 +48,7 @@ TEST_F(PortTableTest, NeverStoresARejectedDevice) {
   EXPECT_EQ(table.stream[0].Get(), "usbmodem1");
 }
 
-TEST_F(PortTableTest, ChangesTheListByPortsFlagAndConnection) {
+TEST_F(PortTableTest, ComputesTheListChangeAfterASearch) {
   const struct {
     Texts ports;
     std::int32_t before;
@@ -72,7 +72,7 @@ TEST_F(PortTableTest, ChangesTheListByPortsFlagAndConnection) {
   EXPECT_EQ(log.Count("-[SyncController updatePortList:][Tavo2]"), 1U);
 }
 
-TEST_F(PortTableTest, SelectsScannerElseEarlierPortElseFirst) {
+TEST_F(PortTableTest, PrefersScannerThenEarlierPortThenFirst) {
   const Texts list{"None", "A", "B", "extra"};
   EXPECT_EQ(PortTable::ItemToSelect(list, "A", 2, true), 3);
   EXPECT_EQ(PortTable::ItemToSelect(list, "B", 2, false), 2);
@@ -83,7 +83,7 @@ TEST_F(PortTableTest, SelectsScannerElseEarlierPortElseFirst) {
   EXPECT_EQ(PortTable::ItemToSelect(list, "A", 0, false), 0);
 }
 
-TEST_F(PortTableTest, EndsConnectionUnlessOnlyItsNameRemains) {
+TEST_F(PortTableTest, EndsConnectionUnlessOnlyItsPortNameRemains) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

@@ -91,7 +91,7 @@ TEST_F(RecordDownloadTest, RequestsABurstForANegativeCount) {
   EXPECT_EQ(owner.records().size(), 1U);
 }
 
-TEST_F(RecordDownloadTest, ErasesOneByOneEvenWithoutRecords) {
+TEST_F(RecordDownloadTest, RecordModeErasesEvenWithoutRecords) {
   lumet.bBurstSync = 0;
   lumet.bClearMemory = 1;
   Download(0);
@@ -172,7 +172,7 @@ TEST_F(RecordDownloadTest, SendsTheSingleRecordCommandAndIgnoresItsAnswer) {
   EXPECT_TRUE(owner.records().empty());
 }
 
-TEST_F(RecordDownloadTest, KeepsCommandsOfANewConnectionOneByOne) {
+TEST_F(RecordDownloadTest, RecordModeKeepsANewConnectionsCommands) {
   Count(1);
   lumet.Queue({1, 'p'});
   std::atomic<bool> reconnected = false;

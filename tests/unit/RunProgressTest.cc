@@ -22,7 +22,7 @@ TEST(RunProgressTest, ShowsUnknownProgressAtFirst) {
   EXPECT_EQ(RunProgress().Look(0ms, {}), (Shown{"Requesting records from the scanner", -1}));
 }
 
-TEST(RunProgressTest, ShowsRecordsRateAndTimeLeftOneByOne) {
+TEST(RunProgressTest, ShowsRecordsRateAndTimeLeft) {
   const struct {
     std::chrono::milliseconds now;
     std::int32_t records;
@@ -37,7 +37,7 @@ TEST(RunProgressTest, ShowsRecordsRateAndTimeLeftOneByOne) {
   }
 }
 
-TEST(RunProgressTest, MeasuresTheRateOfTheLastSeconds) {
+TEST(RunProgressTest, MeasuresTheRateOverTheLastSeconds) {
   RunProgress progress;
   for (int i = 0; i <= 10; ++i) progress.Look(i * 1000ms, OneByOne(i * 10, 1000));
   for (int i = 11; i <= 19; ++i) progress.Look(i * 1000ms, OneByOne(100 + (i - 10) * 2, 1000));
@@ -131,7 +131,7 @@ class ProgressTest : public test::AppFixture {
   }
 };
 
-TEST_F(ProgressTest, ShowsARunOneByOneUntilItsEnd) {
+TEST_F(ProgressTest, ShowsProgressOfARecordByRecordRun) {
   ConnectWith({.destination = 1, .burstsync = false});
   EXPECT_EQ(progress.text(), "");
   EXPECT_FALSE(ticker.IsRunning());
@@ -181,7 +181,7 @@ TEST_F(ProgressTest, ShowsThatTheScannerDidNotAnswer) {
       test::WaitFor([&] { return Shown() == "The scanner did not answer. Restart Quillet."; }));
 }
 
-TEST_F(ProgressTest, HidesARunWithoutAConnection) {
+TEST_F(ProgressTest, HidesProgressWhileDisconnected) {
   ConnectWith({});
   StartAndHold("W");
   EXPECT_NE(Shown(), "");
@@ -193,7 +193,7 @@ TEST_F(ProgressTest, HidesARunWithoutAConnection) {
   EXPECT_TRUE(ticker.IsRunning());
 }
 
-TEST_F(ProgressTest, HidesARunThatEndedBeforeTheFirstTick) {
+TEST_F(ProgressTest, HidesProgressIfTheRunEndsBeforeTheFirstTick) {
   ConnectWith({});
   Synchronize();
   EXPECT_EQ(Shown(), "");

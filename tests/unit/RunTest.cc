@@ -87,7 +87,7 @@ TEST_F(RunTest, WritesNoFileForOtherDestinations) {
             "1 barcodes synchronized|{no file}");
 }
 
-TEST_F(RunTest, KeepsTheFileIfNoRecordWasForIt) {
+TEST_F(RunTest, KeepsTheFileIfNoRecordIsForTheFile) {
   test::PutFile(folder / "stock.txt", "kept");
   EXPECT_EQ(Play("B1a0E"), "1 barcodes synchronized|{kept}");
   EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records to write"));
@@ -138,7 +138,7 @@ TEST_F(RunTest, GeneratesAFileNameForThePlaceholder) {
   EXPECT_EQ(FileContents(folder / "stock123456_20261116_010409.txt"), "a");
 }
 
-TEST_F(RunTest, ShowsAFailedWriteAsDone) {
+TEST_F(RunTest, ReportsSuccessEvenIfTheWriteFails) {
   settings.filename.Set(folder / "absent/out.txt");
   EXPECT_EQ(Play("BaE"), ".|Synchronized to " + folder.path() +
                              "/absent/out.txt|1 barcodes synchronized|{no file}");

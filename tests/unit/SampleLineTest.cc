@@ -10,14 +10,14 @@
 namespace quillet {
 namespace {
 
-TEST(SampleLineTest, SpellsInvisibleCharacters) {
+TEST(SampleLineTest, ShowsInvisibleCharactersAsSymbols) {
   EXPECT_EQ(VisibleSpelling("a\tb c\r\n"), "a→b␣c⏎");
   EXPECT_EQ(VisibleSpelling("\n\r\n\r"), "↓⏎←");
   EXPECT_EQ(VisibleSpelling("é,;[]"), "é,;[]");
   EXPECT_EQ(VisibleSpelling(""), "");
 }
 
-TEST(SampleLineTest, SpellsTypedTextWithoutCarriageReturns) {
+TEST(SampleLineTest, ShowsTypedTextWithoutCarriageReturns) {
   EXPECT_EQ(TypedSpelling("a\tb c\r\n"), "a→b␣c⏎");
   EXPECT_EQ(TypedSpelling("a\r"), "a");
   EXPECT_EQ(TypedSpelling("a\n"), "a⏎");
@@ -33,7 +33,7 @@ TEST(SampleLineTest, ComposesASampleForEachLayout) {
   }
 }
 
-TEST(SampleLineTest, MarksDelimitersAsTheirTitlesDo) {
+TEST(SampleLineTest, ShowsDelimitersAsInTheirTitles) {
   SampleComposer sample;
   sample.bAttachType = 1;
   sample.sn_position = 2;
@@ -49,7 +49,7 @@ TEST(SampleLineTest, MarksDelimitersAsTheirTitlesDo) {
   }
 }
 
-TEST(SampleLineTest, OrdersFieldsAsTheTitleOfTheOrderDoes) {
+TEST(SampleLineTest, OrdersFieldsAsInTheOrderTitle) {
   SampleComposer sample;
   sample.bAttachType = sample.bAttachTimestamp = 1;
   sample.recorddelimiter = 0;

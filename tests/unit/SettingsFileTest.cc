@@ -50,7 +50,7 @@ TEST_F(SettingsFileTest, KeepsTheNamesIfTheDestinationHasNoPath) {
   EXPECT_EQ(log.lines()[1], "-[SyncController SaveSettings][/elsewhere]");
 }
 
-TEST_F(SettingsFileTest, KeepsTheRestOfALongerNameInTheFile) {
+TEST_F(SettingsFileTest, LeavesTheRestOfALongerNameInTheFile) {
   SaveAndStart("/app", "/long/name.txt");
   SaveAndStart("/app", "/short");
   EXPECT_EQ(SavedFile().substr(384, 15), "/short\rame.txt\r");

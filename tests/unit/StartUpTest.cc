@@ -66,7 +66,7 @@ TEST_F(StartUpTest, StartsItsPartsInOrder) {
   EXPECT_EQ(ports.items(), (Texts{"None", "None"}));
 }
 
-TEST_F(StartUpTest, StoresACopyOfTheString) {
+TEST_F(StartUpTest, SetStringStoresACopy) {
   std::string text = "one";
   controller.setString(text);
   text = "two";

@@ -72,7 +72,7 @@ TEST_F(SynchronizationTest, DeliversEachRecordToTheCurrentDestination) {
   EXPECT_EQ(controller.barcodedata(), nullptr);
 }
 
-TEST_F(SynchronizationTest, IgnoresButtonsDuringARunFromTheButton) {
+TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
   StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
   const std::string before = View();
@@ -86,14 +86,14 @@ TEST_F(SynchronizationTest, IgnoresButtonsDuringARunFromTheButton) {
   EXPECT_EQ(View(), "");
 }
 
-TEST_F(SynchronizationTest, ContinuesARunFromTheButtonAfterUnplugging) {
+TEST_F(SynchronizationTest, ContinuesAManualRunAfterUnplugging) {
   StartRunAndHoldItsBurst();
   registry.Unplug(folder / "usbmodem1");
   EXPECT_FALSE(controller.bIsConnected);
   EXPECT_TRUE(controller.bIsUnderSynchronization);
 }
 
-TEST_F(SynchronizationTest, AsksForAScannerIfNoneIsConnected) {
+TEST_F(SynchronizationTest, ShowsThatNoScannerIsConnected) {
   Launch();
   ClearView();
   synchronize.Press();
@@ -108,7 +108,7 @@ TEST_F(SynchronizationTest, KeepsPendingTextsOnClear) {
   EXPECT_EQ(View(), "pending|");
 }
 
-TEST_F(SynchronizationTest, LogsCallbacksOfUrlLoading) {
+TEST_F(SynchronizationTest, LogsUrlLoadingCallbacks) {
   controller.connectionDidReceiveResponse();
   controller.connectionDidReceiveData("data");
   controller.connectionDidFailWithError();

@@ -168,7 +168,7 @@ TEST_F(MainWindow, SelectAllAndCopyWorkWithAnyFocus) {
 }
 
 // Records are typed into the active application, which may be this one.
-TEST_F(MainWindow, TypedRecordsPressNothing) {
+TEST_F(MainWindow, TypedRecordsPressNoButton) {
   for (const char c : std::string("4006381333931 CODE 39")) {
     QTest::keyClick(QApplication::focusWidget(), c);
   }
@@ -179,7 +179,7 @@ TEST_F(MainWindow, TypedRecordsPressNothing) {
   EXPECT_EQ(window_.view().ShownText(), "");
 }
 
-TEST_F(MainWindow, TypedLineEndsDoNotPressAgain) {
+TEST_F(MainWindow, TypedLineEndsDoNotPressAButtonAgain) {
   Button("Synchronize")->setFocus(Qt::TabFocusReason);
   Press(Qt::Key_Space);
   for (int i = 0; i < 10; ++i) Press(Qt::Key_Return);

@@ -52,7 +52,7 @@ TEST_F(Pasteboard, FailsAtOnceAfterTheMainLoopHasEnded) {
   EXPECT_LT(TimeOfAFailure(queue), 1s);
 }
 
-TEST_F(Pasteboard, FailsAfterTwoSecondsOfABusyMainThread) {
+TEST_F(Pasteboard, FailsIfTheMainThreadIsBusyForTwoSeconds) {
   test::FakeMainQueue queue;
   EXPECT_GE(TimeOfAFailure(queue), 2s);
   queue.RunAll();

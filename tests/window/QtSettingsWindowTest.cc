@@ -452,7 +452,7 @@ TEST_F(QtSettingsWindowTest, ControlOutlinesHaveContrastInLightAndDark) {
   });
 }
 
-TEST_F(QtSettingsWindowTest, MarksHaveContrastInLightAndDark) {
+TEST_F(QtSettingsWindowTest, SampleMarksHaveContrastInLightAndDark) {
   auto* sample = Find<QPlainTextEdit>("Older scanners");
   const QString every = QString::fromStdString(VisibleSpelling("\t \r\n\r.\n"));
   sample->setPlainText(every);

@@ -154,7 +154,7 @@ TEST_F(TextView, ScrollsToTheEndOfWrappedLines) {
   EXPECT_TRUE(widget_.viewport()->rect().contains(widget_.cursorRect(end)));
 }
 
-TEST_F(TextView, TheFontIsFixedPitchAndFollowsTheDesktops) {
+TEST_F(TextView, TheFontIsFixedPitchAndFollowsTheDesktopFont) {
   const QFont usual = QApplication::font();
   const qreal before = widget_.font().pointSizeF();
   EXPECT_TRUE(QFontInfo(widget_.font()).fixedPitch());
@@ -213,7 +213,7 @@ std::string Record(int number) {
 
 constexpr int kRecords = 100'000;
 
-TEST_F(TextView, ShowsAHundredThousandRecordsOfAnotherThread) {
+TEST_F(TextView, ShowsAHundredThousandRecordsFromAnotherThread) {
   QtMainQueue queue;
   std::string expected;
   for (int i = 0; i < kRecords; ++i) expected += Record(i) + "\n";
