@@ -1,5 +1,5 @@
-// Baseline for start and memory: windows with the same controls as the program's two windows, but
-// without any function.
+// Baseline for start-up time and memory: windows with the same controls as Quillet's two windows.
+// The controls do nothing.
 
 #include <QAction>
 #include <QApplication>

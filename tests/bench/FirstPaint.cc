@@ -1,10 +1,10 @@
 // Usage: first_paint PROGRAM [ARGUMENT...]
 //
-// Starts a program, prints the seconds until its window is painted and its process ID, and exits.
-// The program keeps running.
+// Starts a program and waits until its window is painted. Prints the time in seconds and the
+// process ID of the program, then exits. The program keeps running.
 //
 // The window counts as painted when 300 pixels in the middle row of the screen are white, the
-// background colour of a text view. The row must not be white before.
+// background colour of a text view. At the start, the row must not be white.
 
 #include <sys/types.h>
 #include <sys/wait.h>

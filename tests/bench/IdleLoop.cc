@@ -1,7 +1,7 @@
 // Usage: idle_loop [PATH]
 //
-// Baseline for the idle read thread: sleeps 200 µs and reads, in an endless loop. Without PATH the
-// read fails, as in the program without a scanner.
+// Baseline for the idle read thread: sleeps 200 µs and reads, in an endless loop. Without PATH
+// every read fails, as in Quillet without a scanner.
 
 #include <fcntl.h>
 #include <termios.h>
@@ -21,6 +21,6 @@ int main(int argc, char** argv) {
   static char buffer[10240];
   for (;;) {
     std::this_thread::sleep_for(std::chrono::microseconds(200));
-    if (read(line, buffer, sizeof buffer) > 0) return 1;  // the line must be silent
+    if (read(line, buffer, sizeof buffer) > 0) return 1;  // the device must not send data
   }
 }

@@ -18,8 +18,8 @@ class NoLog final : public SystemLog {
   void Write(std::string_view) override {}
 };
 
-/// A child process that receives messages like a log daemon and drops them. Create it before any
-/// thread.
+/// A child process that receives messages like a log daemon and drops them. Create it before
+/// starting any thread, because it forks.
 class LogListener {
  public:
   LogListener() {

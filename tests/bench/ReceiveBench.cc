@@ -1,6 +1,6 @@
-// Speed of the receive path without a serial line: a burst passes through DataFromDevice,
-// composition and collection. Baseline: a loop that stores and compares each byte. The counter
-// "stored" is the number of bytes written per second: received bytes, composed lines, log lines.
+// Measures the receive path without a serial line: a burst is received, composed into lines and
+// collected. Baseline: a loop that stores and compares each byte. The counter "stored" is the
+// number of bytes stored per second: received bytes, composed lines and log lines.
 
 #include <benchmark/benchmark.h>
 
@@ -34,7 +34,7 @@ class Collector final : public LumetDelegate {
   std::string lines;
 };
 
-// Returns a burst of at most `size` bytes as a scanner sends it.
+// Returns a burst of at most `size` bytes in the scanner's format.
 std::vector<std::uint8_t> Burst(std::size_t size) {
   std::vector<std::uint8_t> burst(3);
   burst.reserve(size);

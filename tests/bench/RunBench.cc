@@ -1,12 +1,12 @@
 // Usage: run_bench [ROUNDS [RECORDS]] | run_bench singly
 //
-// Measures a burst to a file (default: 15 rounds of 20,000 records). The program runs without its
-// window and is connected over a pseudo-terminal. Prints in seconds, for each round:
+// Measures downloading a burst to a file (default: 15 rounds of 20,000 records). The program runs
+// without its window and is connected over a pseudo-terminal. Prints in seconds, for each round:
 //   unpaced  from the command "P" to the last record, with a log listener; baseline: a poll loop
 //            that only reads the same burst
-//   tail     from the first record to the last; baseline: the program's time of "unpaced"
-//   log      the program's time of "unpaced"; baseline: the same without log
-//   syslog   like "unpaced", with the system's syslog(3)
+//   tail     from the first record to the last; baseline: the program's "unpaced" time
+//   log      the program's "unpaced" time; baseline: the same without a log
+//   syslog   like "unpaced", but with the system's syslog(3)
 // and once:
 //   paced    the same run at 115200 bit/s; baseline: the transfer time of the burst
 //
@@ -107,8 +107,8 @@ class BarePoll {
   const int line_;
 };
 
-// With a latency of 20 ms, no answer arrives in the pause after the command, and each command takes
-// a poll interval of 0.1 s.
+// The latency of 20 ms is longer than the pause after a command. Each command therefore takes one
+// poll interval of 0.1 s.
 void MeasureSingly(SystemLog& log) {
   constexpr std::size_t kRecords = 100;
   WholeProgram program(StartScanner(kRecords, 0, std::chrono::milliseconds(20)), log, false);

@@ -1,10 +1,10 @@
 // Usage: view_bench ROUNDS
 //
-// Speed of the main view and responsiveness of the window. A thread queues one append and one
-// scroll per record while the main loop runs. Prints in milliseconds, for each round:
+// Measures the speed of the main view and the responsiveness of the window. A thread queues an
+// append and a scroll per record while the main loop runs. Prints in milliseconds, for each round:
 //   view-N          time to display N records; baseline: one insertion of the same text
 //   turn            longest time between two passes of the main loop; baseline: a frame at 60 Hz
-//   turn-processor  the same in processor time
+//   turn-processor  longest processor time between two passes; same baseline
 
 #include <QApplication>
 #include <QPlainTextEdit>
@@ -79,7 +79,8 @@ class Pulse {
   Clock::duration longestBusy_{};
 };
 
-/// Appends records from another thread. Returns the milliseconds until all are in the view.
+/// Appends records from another thread. Returns the time until the view contains all of them, in
+/// milliseconds.
 double AppendAll(int records, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse) {
   window.view().SetText("");
   QCoreApplication::processEvents();
@@ -107,7 +108,7 @@ double AppendAll(int records, QtMainQueue& queue, QtMainWindow& window, Pulse& p
   return total;
 }
 
-/// Inserts the same records in a single call. Returns the milliseconds that this takes.
+/// Inserts the same records in a single call. Returns its duration in milliseconds.
 double InsertAtOnce(int records, QtMainWindow& window) {
   auto& view = static_cast<quillet::platform::qt::RecordView&>(
       *window.widget().findChild<QPlainTextEdit*>());

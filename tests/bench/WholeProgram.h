@@ -24,7 +24,7 @@ void Await(Condition&& condition,
   while (!condition()) std::this_thread::sleep_for(pause);
 }
 
-/// Starts a scanner with records of a stock-taking. It is never destroyed.
+/// Starts a scanner with the records of a stock-taking. The scanner is never destroyed.
 /// @param speed    line speed in bit/s; 0: unlimited
 /// @param latency  time from the last byte of a command to the first byte of its answer
 inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t speed,
@@ -38,18 +38,18 @@ inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t spe
   return scanner;
 }
 
-/// Forwards the callbacks of a session to its owner and takes the times of the first and last
-/// record. The times are taken on the read thread because polling would slow down the run.
+/// Forwards the callbacks of a session to its owner and records the times of the first and last
+/// record. It does so on the read thread because polling would slow down the run.
 class RecordWatch final : public LumetDelegate {
  public:
   explicit RecordWatch(LumetDelegate& owner) : owner_(owner) {}
 
-  /// Prepares for a run that delivers this number of records.
+  /// Prepares for a run that delivers `records` records.
   void Expect(std::size_t records) { expected_ = left_ = records; }
 
-  /// When the first record was composed. Valid after the run.
+  /// The time at which the first record was composed. Valid after the run.
   Clock::time_point first() const { return first_; }
-  /// When the last record was delivered. Valid after the run.
+  /// The time at which the last record was delivered. Valid after the run.
   Clock::time_point last() const { return last_; }
 
   void TavoInitializationDone(bool connected) override { owner_.TavoInitializationDone(connected); }

@@ -17,9 +17,9 @@ struct Implementation {
   friend void PrintTo(const Implementation& self, std::ostream* out) { *out << self.name; }
 };
 
-/// Base class of a contract suite. The tests check the promises of an interface on its fake and on
-/// each backend that can run here. The harness creates the implementation and plays its user or
-/// device.
+/// Base class of a contract suite. The tests check the contract of an interface on its fake and on
+/// each backend that runs on this system. The harness creates the implementation and acts as its
+/// user or device.
 template <class Harness>
 class Contract : public testing::TestWithParam<Implementation<Harness>> {
  protected:

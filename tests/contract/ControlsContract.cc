@@ -1,4 +1,4 @@
-// Contracts of the main window and its controls, on the fakes and on Qt's widgets.
+// Tests of the contracts of the main window and its controls, on the fakes and on Qt's widgets.
 
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -17,7 +17,7 @@
 namespace quillet::test {
 namespace {
 
-/// The main window: its controls, and what a user sees and does.
+/// The main window, its controls, and the actions and observations of a user.
 struct WindowHarness {
   virtual ~WindowHarness() = default;
   virtual platform::Window& Window() = 0;
@@ -35,7 +35,7 @@ struct WindowHarness {
   virtual void Press() = 0;
   virtual platform::ProgressDisplay& Progress() = 0;
   virtual std::string ProgressText() = 0;
-  /// The fraction shown; negative if unknown, none if the display is hidden.
+  /// The displayed fraction; negative if unknown, std::nullopt if the display is hidden.
   virtual std::optional<double> Fraction() = 0;
 };
 
@@ -175,7 +175,7 @@ TEST_P(PopUpListContract, AnInvalidPositionSelectsAndRemovesNothing) {
   reported_.clear();
   EXPECT_EQ(Remove(0), Positions{});
   list_.AddItem("d");
-  EXPECT_EQ(list_.SelectedItem(), -1) << "AddItem selects only in an empty list";
+  EXPECT_EQ(list_.SelectedItem(), -1) << "AddItem selects the item only if the list was empty";
   EXPECT_EQ(Titles(), "b|c|d|");
 }
 
@@ -184,14 +184,14 @@ TEST_P(PopUpListContract, RemovalMovesOrReplacesTheSelection) {
   Select(1);
   EXPECT_EQ(Remove(2), Positions{});
   EXPECT_EQ(list_.SelectedItem(), 1);
-  EXPECT_EQ(Remove(0), Positions{0}) << "the selected item has moved";
+  EXPECT_EQ(Remove(0), Positions{0}) << "the selected item moved up";
   EXPECT_EQ(list_.ItemTitle(list_.SelectedItem()), "b");
   Add({"d", "e"});
-  EXPECT_EQ(Remove(0), Positions{0}) << "the selected item";
+  EXPECT_EQ(Remove(0), Positions{0}) << "removed the selected item";
   EXPECT_EQ(list_.ItemTitle(list_.SelectedItem()), "d");
   Select(1);
-  EXPECT_EQ(Remove(1), Positions{0}) << "the last item";
-  EXPECT_EQ(Remove(0), Positions{-1}) << "the only item";
+  EXPECT_EQ(Remove(1), Positions{0}) << "removed the selected item at the end";
+  EXPECT_EQ(Remove(0), Positions{-1}) << "removed the only item";
 }
 
 INSTANTIATE_TEST_SUITE_P(List, PopUpListContract, kWindows, kNameOf);

@@ -1,4 +1,4 @@
-// Contracts of the interfaces that deliver records to other applications.
+// Tests of the contracts of the interfaces that deliver records to other applications.
 
 #include <linux/input.h>
 #include <sys/socket.h>
@@ -31,8 +31,8 @@ using platform::KeyFlag;
 struct KeyEventsHarness {
   virtual ~KeyEventsHarness() = default;
   virtual platform::KeyEvents& Keys() = 0;
-  /// Waits until the application with the focus has received the next `count` events. If modifiers
-  /// are keys, they become flags of the key-down.
+  /// Waits until the application with the focus has received the next `count` events. Strokes of
+  /// modifier keys are returned as flags of the key-down event that they modify.
   virtual std::vector<KeyEvent> Receive(std::size_t count) = 0;
 };
 
@@ -53,7 +53,7 @@ struct FakeKeysHarness final : KeyEventsHarness {
 
 /// A backend that presses modifiers as keys.
 struct StrokesHarness : KeyEventsHarness {
-  /// The next stroke that has arrived, if any.
+  /// The next received stroke, if any.
   virtual std::optional<KeyStroke> NextStroke() = 0;
 
   std::vector<KeyEvent> Receive(std::size_t count) override {

@@ -1,4 +1,4 @@
-// Contracts of the queue, ticker and pasteboard of the main loop, on the fakes and on Qt.
+// Tests of the contracts of the main queue, the ticker and the pasteboard, on the fakes and on Qt.
 
 #include <QApplication>
 #include <QClipboard>
@@ -32,7 +32,7 @@ struct LoopHarness {
   /// Runs a nested main loop, as a modal dialog does, for several ticks and until no work is
   /// queued.
   virtual void RunUntilIdle() = 0;
-  /// Runs the main loop to its end. Calls `last` in the last turn.
+  /// Runs the main loop until it ends. Calls `last` in its last turn.
   virtual void EndLoop(const std::function<void()>& last) = 0;
 };
 
@@ -173,7 +173,7 @@ TEST_P(TickerContract, CallsRepeatedlyFromStartToStop) {
   ticker_.Stop();
   harness_->RunUntilIdle();
   ticker_.Start(1ms, [&] { ++calls; });
-  EXPECT_EQ(calls, 0) << "within the call";
+  EXPECT_EQ(calls, 0) << "called before Start returned";
   ASSERT_TRUE(harness_->RunUntil([&] { return calls >= 5; }));
   ticker_.Stop();
   const int before = calls;

@@ -25,7 +25,7 @@ class LineHarness {
   virtual std::string MissingDevice() { return "/nowhere/device"; }
   /// Sends bytes from the device.
   virtual void Send(std::string_view bytes) = 0;
-  /// Takes the bytes that the device has received.
+  /// Returns the bytes that the device has received since the last call.
   virtual std::string Received() = 0;
 };
 

@@ -14,7 +14,7 @@ class LogHarness {
  public:
   virtual ~LogHarness() = default;
   virtual SystemLog& Log() = 0;
-  /// Waits until all lines written have arrived, and returns them.
+  /// Waits until all written lines have arrived and returns them.
   virtual Lines Arrived() = 0;
 };
 

@@ -15,7 +15,7 @@
 static const volatile int64_t *offset;
 static int (*real_clock_gettime)(clockid_t, struct timespec *);
 
-/* Called by the first clock_gettime(), which may come before this library's constructors. */
+/* Called by the first clock_gettime(), which may run before this library's constructors. */
 static void Prepare(void) {
   real_clock_gettime = (int (*)(clockid_t, struct timespec *))dlsym(RTLD_NEXT, "clock_gettime");
   const int file = open(OFFSET_PATH, O_RDONLY | O_CLOEXEC);

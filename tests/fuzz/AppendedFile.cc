@@ -1,6 +1,6 @@
 // Fuzzes appending records to a file with arbitrary contents.
 //
-// Input: the number of bytes to append (one byte), these bytes, the contents of the existing file.
+// Input: one byte N, N bytes to append, the contents of the existing file.
 
 #include "output/LumetFile.h"
 #include "output/TextEncoding.h"

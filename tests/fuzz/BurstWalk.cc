@@ -1,6 +1,6 @@
-// Fuzzes the composition of the records of a burst.
+// Fuzzes composing lines from the records of a burst.
 //
-// Input: the settings, a byte whose bit 0 selects the layout, the records.
+// Input: the settings, a byte whose bit 0 selects the layout, and the records.
 
 #include <array>
 #include <memory>
@@ -22,9 +22,10 @@ void Run(Input& input) {
                            static_cast<std::uint8_t>(length)});
   session->Feed(records);
   // A burst without records never completes.
-  Require(lumet.bCommandDone() == !records.empty(), "a complete burst completes its command");
+  Require(lumet.bCommandDone() == !records.empty(),
+          "a burst completes its command if it has records");
 
-  // The functions for single fields must accept the same bytes.
+  // Functions that append a single field must accept the same bytes.
   StrictLog log;
   const auto composer = std::make_unique<RecordComposer>(log, lumet, lumet);
   composer->GetBarcodeLength(records);

@@ -45,7 +45,7 @@ class Input {
   std::span<const std::uint8_t> rest_;
 };
 
-/// Runs the test with one input. Each fuzzer defines it.
+/// Runs the test with one input. Each fuzzer defines this function.
 void Run(Input& input);
 
 /// Reads the settings that determine the layout of a line. Numbers may be out of range.
@@ -60,7 +60,7 @@ inline void TakeSettings(Input& input, Settings& settings) {
   settings.dataorder = number();
 }
 
-/// Requires log lines without control characters.
+/// A log that requires lines without control characters.
 class StrictLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {

@@ -9,7 +9,7 @@
 
 namespace quillet::fuzz {
 
-/// A session with a scripted scanner that checks each line and the receive state.
+/// A session with a scripted scanner. It checks each composed line and the receive state.
 class FuzzedSession final : public LumetDelegate {
   StrictLog log_;
   test::ScriptedSession session_{log_, this};
@@ -28,9 +28,9 @@ class FuzzedSession final : public LumetDelegate {
             "the read index is not past the write index");
   }
 
-  /// Sends a command unless an answer is pending.
+  /// Sends a command, unless the session is waiting for an answer.
   void Send(char type) {
-    // A download of an unknown number of records never ends.
+    // Avoids downloads of an arbitrary number of records, which take too long.
     const bool oneRecord = lumet.SyncEndIndex() == 1;
     if (type == 'P' && !oneRecord) return session_.SendBurst();
     if (type == 'p' && !oneRecord) return;

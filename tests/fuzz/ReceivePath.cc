@@ -2,7 +2,7 @@
 // command.
 //
 // Input: the settings, then steps. In the first byte of a step, bits 0-1 are the type and bits 2-7
-// the argument N:
+// are the argument N:
 //   0  the program sends command N of kCommands
 //   1  the next N bytes arrive
 //   2  the next N * 256 bytes arrive

@@ -204,7 +204,7 @@ TEST_F(IoKitSerialRegistryTest, AcceptsThirdRegistration) {
 TEST_F(IoKitSerialRegistryTest, ReturnsZeroIfRegistrationFails) {
   TheMac().notifyPortFails = true;
   EXPECT_EQ(registry.CreateNotifyPort(), 0U);
-  EXPECT_EQ(Listen(Event::FirstMatch), 0U) << "registered without a port";
+  EXPECT_EQ(Listen(Event::FirstMatch), 0U) << "there is no port";
   TheMac().notifyPortFails = false;
   port = registry.CreateNotifyPort();
   EXPECT_EQ(registry.AddMatchingNotification(port, Event::FirstMatch, nullptr, this), 0U);

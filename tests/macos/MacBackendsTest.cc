@@ -1,4 +1,4 @@
-// The backends for the pasteboard, the application object, other applications and key events.
+// Tests of the pasteboard, the application object, other applications and key events on macOS.
 
 #include "platform/macos/AppKit.h"
 #include "platform/macos/LaunchServicesApplications.h"
@@ -146,7 +146,7 @@ TEST_F(QuartzKeyEventsTest, LogsAndRequestsMissingPermissionOnce) {
   EXPECT_EQ(TheMac().requests, 1);
   ASSERT_EQ(log.lines().size(), 1U);
   EXPECT_NE(log.lines()[0].find("Accessibility"), std::string::npos);
-  EXPECT_EQ(TheMac().posted.size(), 4U) << "events must be posted even if not permitted";
+  EXPECT_EQ(TheMac().posted.size(), 4U) << "events must be posted even without permission";
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The whole program, without its window, on the macOS backends and the fake frameworks.
+// Tests of the whole program, without its window, on the macOS backends and the fake frameworks.
 
 #include "app/Destinations.h"
 #include "program/Desktop.h"

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::int64_t kUsualCases = 100000;
 
-// A NUL follows the text in the line's buffer.
+// The line's buffer also holds the terminating NUL.
 constexpr std::size_t kTextRoom = RecordComposer::kBarcodeBufferSize - 1;
 
 std::int64_t FromEnvironment(const char* name, std::int64_t otherwise) {
@@ -36,7 +36,7 @@ std::string TypeLogged(int code) {
   return line.str();
 }
 
-/// Keeps the lines about symbologies and bursts.
+/// A log that keeps the lines about symbologies and bursts.
 class Log final : public SystemLog {
  public:
   void Write(std::string_view line) override {
@@ -81,7 +81,7 @@ void Choose(Settings& settings, ScannerIdentity& identity, Layout layout, const 
 }
 
 /// Passes records to the program as a scanner does: as an answer to a command, unsolicited or in a
-/// burst. Composes some directly from a buffer that ends with the record.
+/// burst. Also composes single records directly, without a session.
 class ComparisonTest : public ::testing::TestWithParam<Layout> {
  protected:
   ComparisonTest() { owner_.session = &session_; }
@@ -91,7 +91,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     const std::int64_t cases = FromEnvironment("QUILLET_ORACLE_CASES", kUsualCases);
     ASSERT_GT(cases, 0);
     while (lines_ < cases && !HasFailure()) compare();
-    if (cases < kUsualCases) return;  // too few for the counts below
+    if (cases < kUsualCases) return;  // too few cases for the checks below
     EXPECT_EQ(std::count(codes_.begin(), codes_.end(), 0), 0);
     EXPECT_EQ(std::count(orders_.begin(), orders_.end(), 0), 0);
     EXPECT_GT(nothing_, 0);
@@ -125,7 +125,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     }
   }
 
-  /// Feeds the length bytes and the bytes of the current case.
+  /// Passes the length bytes and the bytes of the current case to the session.
   void FeedUnit() {
     received_ = 0;
     const std::size_t length = bytes_.size() + kLengthBytes;
@@ -150,7 +150,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     CompareOnly(Memory(buffer), lead, {{made, Shown(made)}});  // only a session decodes lines
   }
 
-  /// @param requested  the frame is the answer to a command. Otherwise it is unsolicited.
+  /// @param requested  true: the frame answers a command; false: it is unsolicited
   void CompareFrame(bool requested) {
     if (requested) {
       session_.SendRecord();
@@ -175,7 +175,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     }
   }
 
-  /// Compares the single line of a record and its log.
+  /// Compares the line of a single record and its log line.
   void CompareOnly(const Memory& memory, std::int64_t start, const std::vector<Made>& made) {
     const Line expected = LineOfRecord(memory, start, GetParam(), choices_);
     Count(memory, start);
@@ -194,7 +194,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     Begin(std::move(burst), RandomChoices(random_));
     auto received = static_cast<std::int64_t>(bytes_.size()) + kLengthBytes;
     if (bytes_.empty()) {
-      // The session never completes this burst. Walks it anyway, with fewer length bytes.
+      // The session never completes an empty burst. Walks it anyway, with an incomplete length.
       received = random_.Between(0, kLengthBytes - 1);
       session_.lumet.ExpectBurst();
       const std::string lengthBytes(static_cast<std::size_t>(received), '\0');
@@ -236,13 +236,13 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   }
 
   /// Compares a burst that fills the receive buffer to its last byte.
-  /// @param runsOut  the last record states a length that is one byte too large
+  /// @param runsOut  the length field of the last record is too large by one
   void CompareFullBuffer(bool runsOut) {
     const std::size_t room = ReceiveMachine::kBufferSize - kLengthBytes;
     const std::size_t most = GetParam() == Layout::kOlder ? 256 : 65535;
     Bytes burst;
     while (burst.size() < room) {
-      // The last two records share the remaining bytes.
+      // The last two records are of about equal size.
       const std::size_t left = room - burst.size();
       const std::size_t size = left <= most ? left : std::min(most, left / 2);
       const Bytes record = RecordOfSize(random_, GetParam(), static_cast<int>(size),
@@ -301,10 +301,10 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   Memory memory_{Bytes(ReceiveMachine::kBufferSize)};  // the session's receive buffer
   std::size_t received_ = 0;                           // bytes of the current unit
 
-  // Counts of special cases. They show whether the random cases are sufficient.
+  // Counts that show whether the random cases include all special cases.
   std::int64_t lines_ = 0, ended_ = 0, cut_ = 0, nothing_ = 0, foreign_ = 0;
   std::array<std::int64_t, 64> codes_{};
-  std::array<std::int64_t, 7> orders_{};  // the last one: outside the table
+  std::array<std::int64_t, 7> orders_{};  // last: orders outside the table
 };
 
 TEST_P(ComparisonTest, ComposesTheSameLinesFromRecords) {

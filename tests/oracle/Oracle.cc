@@ -8,7 +8,7 @@
 namespace quillet::oracle {
 namespace {
 
-// Names by code: 16 of the older layout, then those of the 300 series.
+// Symbology names by code: 16 of the older layout, then those of the 300 series.
 const char* const kNames[] = {
     "EAN 13",      "EAN 8",        "UPCA",         "UPCE",        "Code 39",  "ITF-14",
     "Code 128",    "I2of5",        "CodaBar",      "UCC/EAN-128", "Code 93",  "Code 35",
@@ -31,7 +31,7 @@ std::string NameOf(int code, Layout layout) {
   return index < kAllNames ? kNames[index] : "Unknown";
 }
 
-/// The code that a stored symbology is looked up with.
+/// The code used to look up a stored symbology.
 int CodeOf(int symbology, Layout layout) {
   const int code = symbology % 64;
   if (layout == Layout::kOlder && code == 20) return 10;
@@ -83,7 +83,7 @@ Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const
   const std::int64_t symbology = start + (older ? 1 : 2);
   const std::int64_t data = symbology + 1;
   const int dataLength = older ? memory.At(start) - 5 : memory.PairAt(start) - 7;
-  const std::int64_t date = data + dataLength;  // before the data if the length is too small
+  const std::int64_t date = data + dataLength;  // precedes `data` if the length is too small
   const int code = CodeOf(memory.At(symbology), layout);
   const std::string delimiter = DataDelimiter(choices.dataDelimiter);
 
@@ -120,7 +120,7 @@ std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout
   for (std::int64_t offset = 3; offset < received; offset += visits.back().step) {
     const std::int64_t step = older ? memory.At(offset) + 1 : memory.PairAt(offset);
     const int symbology = memory.At(offset + (older ? 1 : 2));
-    // A step of zero would never end. A record that extends past the buffer was not scanned.
+    // With a step of zero the walk would never end. A record cannot extend past the buffer.
     const bool last = step == 0 || offset + step > memory.Size();
     visits.push_back({offset, step, symbology == 0xFF, last});
     if (last) break;

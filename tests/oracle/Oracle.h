@@ -8,14 +8,14 @@
 #include <vector>
 
 // A second implementation of the composition of lines from stored records. It shares no code with
-// the program: it computes with offsets and builds whole strings.
+// the program.
 
 namespace quillet::oracle {
 
 enum class Layout { kOlder, k300Series };
 
-/// The buffer with the records. A record with a wrong length may extend past the received bytes.
-/// The buffer has bytes of earlier answers there; outside the buffer every byte is zero.
+/// The receive buffer. A record with a wrong length may extend past the received bytes, into bytes
+/// of earlier answers. Bytes outside the buffer read as zero.
 class Memory {
  public:
   explicit Memory(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
@@ -36,18 +36,18 @@ class Memory {
 
 /// The user's settings, and the scanner's serial number.
 struct Choices {
-  int typeWanted = 0;  ///< 0: no, else: yes
+  int typeWanted = 0;  ///< 0: no; otherwise: yes
   int serialWanted = 0;
   int timeWanted = 0;
   std::int32_t dataDelimiter = 0;
   std::int32_t recordDelimiter = 0;
   std::int32_t serialPosition = 0;
   std::int32_t order = 0;
-  std::string serialField;  ///< the whole field, including the bytes after its text
+  std::string serialField;  ///< the whole field, including bytes after the NUL
 };
 
 struct Line {
-  std::string text;               ///< not cut to the buffer
+  std::string text;               ///< not truncated to the buffer
   std::optional<int> loggedCode;  ///< the logged code of the symbology, if any
 };
 
@@ -57,12 +57,13 @@ Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const
 /// A record in a burst.
 struct Visit {
   std::int64_t offset = 0;
-  std::int64_t step = 0;  ///< distance to the next one
+  std::int64_t step = 0;  ///< distance to the next record
   bool erased = false;    ///< yields no line
   bool last = false;      ///< yields no line and ends the walk
 };
 
-/// The records of a burst. @param received  its bytes, including the three of its length
+/// Returns the records of a burst.
+/// @param received  number of received bytes, including the three length bytes
 std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout layout);
 
 /// The displayed text of a line: its bytes are UTF-8 if the whole line is valid, else Latin-1.

@@ -21,7 +21,7 @@ void AddCharacter(Bytes& bytes, std::uint32_t character) {
   }
 }
 
-/// UTF-8 sequences, including surrogates and numbers above U+10FFFF.
+/// UTF-8 sequences, including invalid ones: surrogates and code points above U+10FFFF.
 Bytes Characters(Random& random, int length) {
   Bytes data;
   while (static_cast<int>(data.size()) < length) {
@@ -29,7 +29,7 @@ Bytes Characters(Random& random, int length) {
         random.Of({0x80, 0x800, 0x800, 0x10000, 0x10000, 0x110000, 0x110000, 0x200000}));
     AddCharacter(data, static_cast<std::uint32_t>(random.Next() % limit));
   }
-  // Cutting to the length may cut the last character.
+  // Truncating to `length` may split the last character. In most cases, this is avoided.
   if (!random.OneIn(4)) {
     while (static_cast<int>(data.size()) > length || (!data.empty() && data.back() >= 0x80)) {
       data.pop_back();
@@ -79,7 +79,7 @@ int RandomPair(Random& random) {
                          : random.Below(65536);
 }
 
-/// A stated length that is probably wrong.
+/// A value of the length field that is probably wrong.
 int WrongLength(Random& random, Layout layout) {
   if (layout == Layout::kOlder) return random.OneIn(2) ? random.Below(8) : random.Below(256);
   if (random.OneIn(100)) return random.Below(65536);
@@ -104,7 +104,8 @@ Bytes MakeRecord(Random& random, Layout layout, int symbology) {
   return record;
 }
 
-/// A number of the settings, mostly in its table. Some are in the table in their last byte only.
+/// A setting with the valid values 0 to `last`. Most results are valid. Of some invalid ones, the
+/// low byte alone would be valid.
 std::int32_t RandomNumber(Random& random, int last) {
   if (!random.OneIn(5)) return random.Between(0, last);
   if (random.OneIn(2)) return random.Between(last + 1, 9);
@@ -130,7 +131,7 @@ int RandomSwitch(Random& random) {
 
 Bytes RandomRecord(Random& random, Layout layout) {
   Bytes record = MakeRecord(random, layout, RandomSymbology(random));
-  // Some are incomplete. At least the first byte remains.
+  // Some records are incomplete. At least the first byte remains.
   if (random.OneIn(20)) {
     record.resize(static_cast<std::size_t>(random.Between(1, static_cast<int>(record.size()))));
   }
@@ -174,7 +175,7 @@ Choices RandomChoices(Random& random) {
   choices.recordDelimiter = RandomNumber(random, 4);
   choices.serialPosition = RandomNumber(random, 1);
   choices.order = RandomNumber(random, 5);
-  // The field ends with a NUL. An earlier NUL is followed by the rest of an older text.
+  // The field ends with a NUL. Bytes after an earlier NUL are the rest of a previous text.
   choices.serialField.assign(11, '\0');
   const bool anything = random.OneIn(8);
   for (std::size_t i = 0; i + 1 < choices.serialField.size(); ++i) {

@@ -9,16 +9,16 @@
 
 namespace quillet::oracle {
 
-/// Random numbers that depend only on the state. The distributions of the standard library may
-/// differ between machines.
+/// A random number generator whose results depend only on its state. The distributions of the
+/// standard library may differ between implementations.
 class Random {
  public:
   explicit Random(std::uint64_t randomState) : engine_(randomState) {}
 
   std::uint64_t Next() { return engine_(); }
-  /// 0 up to `limit` - 1.
+  /// A number from 0 to `limit` - 1.
   int Below(int limit) { return static_cast<int>(Next() % static_cast<std::uint64_t>(limit)); }
-  /// `least` up to `most`.
+  /// A number from `least` to `most`.
   int Between(int least, int most) { return least + Below(most - least + 1); }
   bool OneIn(int many) { return Below(many) == 0; }
   int Of(std::initializer_list<int> values) {
@@ -32,12 +32,12 @@ class Random {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A record of any bytes. Most have the length that their first bytes state. Never empty.
+/// A non-empty record of arbitrary bytes. The length field of most records is correct.
 Bytes RandomRecord(Random& random, Layout layout);
 
-/// A record of a size.
+/// A record of the given size.
 /// @param size       at least 7 bytes
-/// @param tellsMore  the record states a length that is larger by one
+/// @param tellsMore  the length field is too large by one
 Bytes RecordOfSize(Random& random, Layout layout, int size, bool tellsMore);
 
 /// Consecutive records, some of them erased. The last one may be incomplete.

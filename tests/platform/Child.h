@@ -30,7 +30,8 @@ class Child {
     Wait();
   }
 
-  /// Waits for the end. @return the exit status, or minus the number of the fatal signal
+  /// Waits until the process has ended.
+  /// @return the exit status, or minus the number of the fatal signal
   int Wait() {
     int status = 0;
     waitpid(std::exchange(pid_, 0), &status, 0);
@@ -41,7 +42,7 @@ class Child {
   pid_t pid_;
 };
 
-/// Replaces this process by a program that is found on PATH. @return 127 on failure
+/// Replaces this process with a program found on PATH. @return 127 on failure
 inline int Execute(std::vector<std::string> command) {
   std::vector<char*> words;
   for (std::string& word : command) words.push_back(word.data());

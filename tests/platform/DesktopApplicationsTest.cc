@@ -22,13 +22,13 @@ using namespace std::chrono_literals;
 using test::WaitFor;
 using Texts = std::vector<std::string>;
 
-/// A clock that is advanced by sleeps and by the test.
+/// A clock that only sleeps and the test advance.
 class TestClock final : public Clock {
  public:
   CalendarTime LocalTime() override { return {}; }
   std::chrono::nanoseconds Now() override {
     const auto now = 1h + passed.load();
-    // Other threads read the time only when a process has ended.
+    // Threads other than the test's read the time only when a process has ended.
     if (std::this_thread::get_id() != test_) ++ends;
     return now;
   }
@@ -52,7 +52,7 @@ class DesktopApplicationsTest : public ::testing::Test {
     return WaitFor([&] { return scripts_.Started().size() >= count; });
   }
 
-  /// Opens a new application and waits until it has started. @return its path
+  /// Installs and opens an application and waits until it has started. @return its path
   std::string OpenEditor(DesktopApplications& applications) {
     const std::string path = scripts_.InstallEditor();
     EXPECT_TRUE(applications.OpenApplication(path));
@@ -60,8 +60,8 @@ class DesktopApplicationsTest : public ::testing::Test {
     return path;
   }
 
-  /// Counts the starts after all pending ones have been recorded: starts one more application and
-  /// waits for it.
+  /// Returns the number of starts. To make sure that all pending starts have been recorded, it
+  /// starts one more application and waits for it.
   std::size_t CountStarts() {
     const std::string mark = scripts_.folder / "mark";
     const std::string marker = scripts_.Install("marker", ": >'" + mark + "'\n");
@@ -72,7 +72,7 @@ class DesktopApplicationsTest : public ::testing::Test {
 
   void Pass(std::chrono::seconds time) { clock_.passed = clock_.passed.load() + time; }
 
-  /// Ends the first application started, after `age` from its start.
+  /// Ends the application that was started first, `age` after its start.
   void EndAfter(std::chrono::seconds age) {
     Pass(age);
     const int ends = clock_.ends;
@@ -80,7 +80,7 @@ class DesktopApplicationsTest : public ::testing::Test {
     ASSERT_TRUE(WaitFor([&] { return clock_.ends > ends; }));
   }
 
-  /// Opens an application while this program has a window of its class.
+  /// Opens an application while this process has a window of the application's class.
   void OpenWithWindow(const Texts& serverOptions) {
     test::XServer server(serverOptions);
     test::XClient client;
@@ -161,7 +161,7 @@ TEST_F(DesktopApplicationsTest, RestartsOnX11AfterAMinuteWithoutRequests) {
 }
 
 TEST_F(DesktopApplicationsTest, DoesNotStartIfAnotherProgramHasAWindow) {
-  OpenWithWindow({"-extension", "X-Resource"});  // hides that the window is this program's
+  OpenWithWindow({"-extension", "X-Resource"});  // hides that this process owns the window
   EXPECT_EQ(CountStarts(), 0U);
 }
 

@@ -12,8 +12,8 @@ extern "C" const char* __tsan_default_suppressions() {
   return "race:libglib-2.0.so\nrace:libgobject-2.0.so\nrace:libgio-2.0.so\nrace:libumockdev\n";
 }
 
-// umockdev is preloaded, and therefore loaded before the address sanitizer. It replaces no memory
-// function, so the order does not matter.
+// The preloaded umockdev is loaded before the address sanitizer, which rejects this order by
+// default. The order does not matter, because umockdev replaces no memory functions.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "verify_asan_link_order=0";
@@ -23,7 +23,7 @@ namespace quillet::test {
 
 namespace {
 
-/// The path of a USB device, for example of "3-1.4" for the place "3-1.4:1.0".
+/// The sysfs path of an interface's USB device: for the interface "3-1.4:1.0", that of "3-1.4".
 std::string DevicePath(const std::string& place) {
   return "/devices/pci0000:00/0000:00:14.0/" + place.substr(0, place.find(':'));
 }
@@ -86,7 +86,7 @@ std::string MockedUdev::AddUsbConverter(const std::string& place, const std::str
   if (!encodedModel.empty()) {
     properties = "E: ID_BUS=usb\nE: ID_USB_DRIVER=ftdi_sio\nE: ID_MODEL_ENC=" + encodedModel + "\n";
   }
-  // Between the interface and the terminal, a converter has a port.
+  // A converter has a port between the interface and the terminal.
   const std::string port = InterfacePath(place) + "/" + kernelName;
   AddParent(port, "E: SUBSYSTEM=usb-serial\nE: DRIVER=ftdi_sio\n");
   return Terminal(port, kernelName, properties);
@@ -139,7 +139,7 @@ bool PollLoop::Turn() {
   for (std::size_t i = 0; i < descriptors.size(); ++i) {
     const auto found = watches_.find(numbers[i]);
     if (descriptors[i].revents == 0 || found == watches_.end()) continue;
-    const std::function<void()> ready = found->second.ready;  // a copy: it may end its own watch
+    const std::function<void()> ready = found->second.ready;  // a copy: the call may end the watch
     ready();
   }
   return true;

@@ -12,8 +12,8 @@
 
 namespace quillet::test {
 
-/// The devices that libudev sees: umockdev provides sysfs and udev's events. The test program must
-/// run under umockdev-wrapper. Adding a device sends its event.
+/// Mocked devices for libudev. umockdev provides sysfs and udev's events. The test program must run
+/// under umockdev-wrapper. Adding a device sends its event.
 class MockedUdev {
  public:
   MockedUdev();
@@ -26,12 +26,12 @@ class MockedUdev {
   /// @return the terminal's path in sysfs
   std::string AddUsbModem(const std::string& place, const std::string& kernelName);
 
-  /// Adds a USB serial converter. If `encodedModel` is empty, it lacks udev's properties.
+  /// Adds a USB serial converter. It has udev's properties unless `encodedModel` is empty.
   std::string AddUsbConverter(const std::string& place, const std::string& kernelName,
                               const std::string& encodedModel, const std::string& product = {});
 
   /// Adds a port of the 8250 driver.
-  /// @param type  see linux/serial_core.h; 0 is no UART, 4 a 16550A
+  /// @param type  see linux/serial_core.h; 0: no UART, 4: 16550A
   std::string AddUart(const std::string& kernelName, int type);
 
   /// Adds a terminal without hardware.
@@ -43,11 +43,11 @@ class MockedUdev {
   /// Removes a terminal. When the event is read, sysfs no longer has the terminal.
   void Remove(const std::string& terminal);
 
-  /// Sends an event.
+  /// Sends an event for a terminal.
   void Send(const std::string& terminal, const char* action);
 
  private:
-  /// Adds a device that terminals share, unless it exists.
+  /// Adds a parent device, which terminals can share, unless it exists.
   void AddParent(const std::string& path, const std::string& lines);
   void AddUsbParents(const std::string& place, const std::string& driver,
                      const std::string& product);
@@ -59,13 +59,13 @@ class MockedUdev {
   long microseconds_ = 1'000'000;  ///< when udev first saw the latest device
 };
 
-/// A main loop.
+/// A main loop based on poll(2).
 class PollLoop final : public platform::DescriptorWatcher {
  public:
   std::unique_ptr<platform::DescriptorWatch> Watch(int descriptor,
                                                    std::function<void()> ready) override;
 
-  /// Calls the watches of all readable descriptors. Waits at most 20 ms for one.
+  /// Calls the watches of all readable descriptors. Waits at most 20 ms.
   /// @return false if none was readable
   bool Turn();
 

@@ -1,4 +1,4 @@
-// Runs code of platform/posix in a separate process for its tests. usage: see main
+// Runs code of platform/posix in a separate process for its tests. For usage, see main().
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +21,7 @@ namespace {
 using quillet::platform::posix::LeaveProcess;
 using quillet::platform::posix::SyslogLog;
 
-/// Writes lines to the system log and ends at once.
+/// Writes lines to the system log and ends the process at once.
 [[noreturn]] void WriteLog(int lines) {
   SyslogLog log;
   for (int i = 0; i < lines; ++i) log.Write("line " + std::to_string(i) + " of 100% %s%n");
@@ -34,8 +34,8 @@ int ReplaceFile(const std::string& path, std::size_t bytes) {
 }
 
 /// Opens the standard descriptors that are closed.
-/// @return 10 plus 1, 2 and 4 for each of the descriptors 0, 1 and 2 that is the null device
-///         afterwards; less than 10 if one is closed or another descriptor was opened
+/// @return 10 plus a bit (1, 2, 4) for each of the descriptors 0 to 2 that is the null device
+///         afterwards; less than 10 if one of them is closed or another descriptor was opened
 int CheckDescriptors() {
   struct stat nullDevice {};
   struct stat status {};
@@ -55,8 +55,8 @@ struct DiesWhenDestroyed {
   ~DiesWhenDestroyed() { std::abort(); }
 };
 
-/// Ends the process while another thread runs, output is not flushed and a log line is pending.
-/// Without a status it calls exit, as a library may.
+/// Ends the process while another thread runs, output is not flushed and a log line is pending. If
+/// `status` is empty, calls exit, as a library might.
 [[noreturn]] void Leave(std::optional<int> status) {
   static const DiesWhenDestroyed neverDestroyed;
   std::atexit([] { std::abort(); });

@@ -46,8 +46,8 @@ class CreationMask {
   mode_t before_;
 };
 
-/// Runs `work` as a user to whom permissions apply. Root becomes nobody; if it lacks the capability
-/// for that, permissions apply to root too.
+/// Runs `work` in a child process to which file permissions apply. Root becomes the user nobody. If
+/// root lacks the capability to do so, permissions apply to root too.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
   constexpr id_t kNobody = 65534;
   constexpr int kNotPossible = 2;
@@ -209,7 +209,7 @@ TEST_F(PosixFileStoreTest, ReplacesInAFolderThatCannotBeListed) {
 TEST_F(PosixFileStoreTest, AFailedWriteChangesNothing) {
   const std::string path = folder_.Put("file", "old");
   EXPECT_EQ(Child([&] {
-              // A write beyond the limit is cut short. The next write fails.
+              // The first write beyond the limit is short. The next write fails.
               const rlimit limit{100'000, 100'000};
               setrlimit(RLIMIT_FSIZE, &limit);
               std::signal(SIGXFSZ, SIG_IGN);

@@ -63,7 +63,7 @@ TEST(ProcessesTest, AProcessDescendsFromItselfAndItsParents) {
 }
 
 TEST(ProcessesTest, FindsTheParentDespiteParenthesesInTheName) {
-  // In /proc/PID/stat the name is in parentheses, before the parent's number.
+  // In /proc/PID/stat the parent's process ID follows the name, which is in parentheses.
   const test::ScriptApplications scripts;
   const std::string script = scripts.InstallEditor(") 1 (2) R 3");
   const test::Child child = Start({script});

@@ -33,7 +33,7 @@ class RegistryListener {
   RegistryListener& operator=(const RegistryListener&) = delete;
   ~RegistryListener() { Release(); }
 
-  /// Takes every object off the iterator, which arms it. @return the number of objects
+  /// Reads and releases all objects of the iterator, which arms it. @return the number of objects
   int Empty() {
     int objects = 0;
     for (; const Handle object = registry_.Next(iterator); ++objects) registry_.Release(object);
@@ -43,7 +43,7 @@ class RegistryListener {
 
   Handle iterator = 0;
   int calls = 0;
-  std::function<void()> action;  ///< called by the callback
+  std::function<void()> action;  ///< called on each notification
 
  private:
   Registry& registry_;

@@ -12,19 +12,19 @@ struct ProgramResult {
   std::string errors;
 };
 
-/// Runs a program to its end and collects its output.
+/// Runs a program until it ends and collects its output.
 /// @param arguments  the program, found on PATH, and its arguments
 /// @param closed     the standard descriptors (0 to 2) that are closed in the program
 ProgramResult RunProgram(const std::vector<std::string>& arguments,
                          const std::set<int>& closed = {});
 
-/// The command that runs a program in a mount namespace of its own.
+/// Returns a command that runs a program in a new mount namespace.
 /// @param options    further options of bwrap(1)
 /// @param arguments  the program and its arguments
 std::vector<std::string> InOwnNamespace(const std::vector<std::string>& options,
                                         const std::vector<std::string>& arguments);
 
-/// Whether InOwnNamespace works here. Some containers forbid it.
+/// Returns true if this system allows InOwnNamespace. Some containers forbid it.
 bool OwnNamespaceWorks();
 
 }  // namespace quillet::test

@@ -12,7 +12,7 @@
 
 namespace quillet::test {
 
-/// Shell scripts as applications. Each start appends the process number to a file.
+/// Shell scripts that act as applications. Each start appends the process ID to a file.
 class ScriptApplications {
   UniqueFd writer_;  // closed after the folder is removed, so that no script can wait for it later
 
@@ -30,14 +30,14 @@ class ScriptApplications {
     return path;
   }
 
-  /// Installs an application that runs `lines`, and then until it is killed or the test ends. It
-  /// waits without a child process: before exec, a child has the command line of its parent.
+  /// Installs an application that runs `lines` and then waits until it is killed or the test ends.
+  /// It waits without a child process, which would have the same command line until it calls exec.
   std::string InstallEditor(const std::string& name = "editor",
                             const std::string& lines = "") const {
     return Install(name, lines + "read _ <'" + Fifo() + "'\n");
   }
 
-  /// The process numbers of all starts, in order.
+  /// The process IDs of all starts, in order.
   std::vector<int> Started() const {
     std::istringstream text(FileContents(folder / "starts").value_or(""));
     std::vector<int> pids;

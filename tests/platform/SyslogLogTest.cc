@@ -53,7 +53,7 @@ TEST(SyslogLog, SplitsALongLineBetweenCharacters) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
   const std::string whole(SyslogLog::kLongestMessage, 'x');
-  const std::string cut = whole.substr(1);  // leaves no room for a character of two bytes
+  const std::string cut = whole.substr(1);  // one byte is left, too little for a two-byte character
   for (const std::string& line : {whole, whole + "y", cut + "\xC3\xA9", "\x80" + whole}) {
     log.Write(line);
   }
@@ -87,7 +87,7 @@ TEST(SyslogLog, AFullBacklogBlocksWritersWithoutLosingLines) {
     for (; written < kLines; ++written) log.Write(std::string(kLineBytes, 'x'));
   });
   EXPECT_TRUE(test::WaitFor([&] { return written >= kRoom; }));
-  std::this_thread::sleep_for(milliseconds(200));  // time to exceed the limit
+  std::this_thread::sleep_for(milliseconds(200));  // time in which writers could exceed the limit
   EXPECT_LE(written, 2 * kRoom);
   receiver.Resume();
   writer.join();

@@ -20,8 +20,8 @@ std::atomic<bool> loseEvents = false;
 
 }  // namespace
 
-// Replaces the C library's function, for libudev too. If `loseEvents` is set, fails once as the
-// kernel does after it has dropped events.
+// Replaces the C library's function, also for libudev. If `loseEvents` is set, the next call fails
+// as it does after the kernel has dropped events.
 extern "C" ssize_t recvmsg(int descriptor, msghdr* message, int flags) {
   static const auto next =
       reinterpret_cast<ssize_t (*)(int, msghdr*, int)>(dlsym(RTLD_NEXT, "recvmsg"));
@@ -52,7 +52,7 @@ class UdevSerialRegistryTest : public testing::Test {
     return devices;
   }
 
-  /// Registers for both events. The callbacks count the objects, after calling `onEvent_`.
+  /// Registers for both events. The callbacks call `onEvent_`, then count the objects.
   void Listen() {
     port_ = registry_.CreateNotifyPort();
     ASSERT_NE(port_, 0U);
@@ -174,7 +174,7 @@ TEST_F(UdevSerialRegistryTest, OmitsAReplacedDeviceDuringItsRemoval) {
   std::vector<Devices> seen;
   onEvent_ = [&] { seen.push_back(Read()); };
   system_.Remove(scanner);
-  system_.AddUsbModem("3-1:1.0", "ttyACM1");  // a new number, since ttyACM0 is still open
+  system_.AddUsbModem("3-1:1.0", "ttyACM1");  // a new number because ttyACM0 is still open
   ExpectNotified(1, 1);
   EXPECT_EQ(seen, (std::vector<Devices>{{}, {{"usbmodem310", "/dev/ttyACM1"}}}));
 }

@@ -26,11 +26,11 @@ using test::FakeClock;
 constexpr std::uint16_t kVirtualA = 0;
 constexpr std::uint16_t kVirtualReturn = 36;
 
-/// A virtual keyboard on a socket. The test reads its events and sets its lights at the other end.
+/// A virtual keyboard on a socket. At the other end, the test reads its events and sets its LEDs.
 class UinputKeyEventsTest : public ::testing::Test {
  protected:
   UinputKeyEventsTest() {
-    signal(SIGPIPE, SIG_IGN);  // a failing device, unlike a socket, does not raise it
+    signal(SIGPIPE, SIG_IGN);  // raised by a broken socket, but not by a failing device
     Connect();
   }
   ~UinputKeyEventsTest() override { close(desktop_); }
@@ -69,7 +69,7 @@ class UinputKeyEventsTest : public ::testing::Test {
     ASSERT_EQ(write(desktop_, &light, sizeof light), static_cast<ssize_t>(sizeof light));
   }
 
-  /// Takes the events written: "30+" for key 30 down, "30-" for up, "." for the end of a report.
+  /// Returns the new events: "30+" for key 30 down, "30-" for up, "." for the end of a report.
   std::string Written() {
     std::string text;
     input_event event{};
@@ -121,7 +121,7 @@ TEST_F(UinputKeyEventsTest, PausesBeforeTheKernelsBufferIsFull) {
     writes.emplace_back(clock_.Now(), count);
     all += count;
   }
-  // A desktop may stop reading at any time for 0.3 s without losing events.
+  // A desktop that stops reading for 0.3 s at any time must not lose events.
   for (auto from = writes.begin(); from != writes.end(); ++from) {
     std::size_t unread = 0;
     for (auto it = from; it != writes.end() && it->first <= from->first + 300ms; ++it) {
@@ -129,7 +129,7 @@ TEST_F(UinputKeyEventsTest, PausesBeforeTheKernelsBufferIsFull) {
     }
     ASSERT_LT(unread, kBuffer);
   }
-  // It types at 1280 events per second after the first 96.
+  // After the first 96 events, the rate is 1280 events per second.
   const std::chrono::duration<double> taken = clock_.Now() - start;
   EXPECT_NEAR(static_cast<double>(all - 96) / taken.count(), 1280, 40);
   EXPECT_EQ(clock_.Count(25ms), clock_.sleeps().size());

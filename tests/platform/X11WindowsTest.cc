@@ -57,7 +57,7 @@ TEST(X11WindowsTest, PalettesAndDialogsAreNotNormal) {
 }
 
 TEST(X11WindowsTest, UsesTheProcessPropertyOfLocalWindowsOnly) {
-  // Without this extension the server does not know the process of a client.
+  // Without this extension the server does not report the process ID of a client.
   XServer server({"-extension", "X-Resource"});
   XClient client;
   char machine[256] = {};

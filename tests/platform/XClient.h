@@ -8,7 +8,7 @@ struct xcb_connection_t;
 
 namespace quillet::test {
 
-/// A program with windows on the X server of DISPLAY. It also sets the properties of the root
+/// An X client with windows on the server of DISPLAY. It also sets the properties of the root
 /// window that a window manager would set.
 class XClient {
  public:
@@ -17,7 +17,7 @@ class XClient {
   XClient& operator=(const XClient&) = delete;
   ~XClient();
 
-  /// Creates a window on top of the others. @return its number
+  /// Creates a window on top of the others. @return its ID
   std::uint32_t MakeWindow();
 
   void SetText(std::uint32_t window, const std::string& property, const std::string& text);
@@ -27,7 +27,7 @@ class XClient {
 
   /// Gives the focus to a new window.
   void TakeFocus();
-  /// The code of the next key that the window has received, negative for a release; 0 if none.
+  /// The code of the next key event of the window: negative for a release, 0 if there is none.
   int NextKey();
 
   /// Changes the keyboard's mapping, which the server reports to every client.

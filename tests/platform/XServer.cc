@@ -8,8 +8,8 @@
 namespace quillet::test {
 namespace {
 
-// The display number depends on the process. A server that searches for a free number could get
-// that of a server that has just ended, whose clients would then connect to the wrong one.
+// The display number depends on the process ID. If the server chose a free number itself, it could
+// reuse that of a server that has just ended. Clients of that server would connect to this one.
 constexpr int kFirstDisplay = 1000;
 constexpr int kDisplays = 50000;
 
@@ -24,7 +24,7 @@ XServer::XServer(const std::vector<std::string>& options) {
   command.insert(command.end(), options.begin(), options.end());
   process_.emplace([&] { return Execute(command); });
   close(ready[1]);
-  // The server writes a line when it accepts connections.
+  // The server writes a line when it is ready to accept connections.
   char character = 0;
   while (character != '\n' && read(ready[0], &character, 1) == 1) continue;
   close(ready[0]);

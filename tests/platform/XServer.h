@@ -8,7 +8,7 @@
 
 namespace quillet::test {
 
-/// An X server without a screen (Xvfb). Sets DISPLAY to it.
+/// An X server without a physical screen (Xvfb). Sets DISPLAY to its display.
 class XServer {
  public:
   /// @param options  further options of Xvfb

@@ -25,9 +25,9 @@ class ProtocolDocumentTest : public SessionFixture {
     Attach(options);
   }
 
-  // The conversation with the scanner, one string for each turn: "computer 57", "scanner 40".
-  // On a busy machine the scanner may answer late and be woken several times: the additional turns
-  // are removed.
+  // Returns the conversation with the scanner, one string for each turn: "computer 57", "scanner
+  // 40". On a busy machine the scanner may answer late, so that the program sends several wake-ups.
+  // The additional turns are omitted.
   std::vector<std::string> Conversation() const {
     std::vector<std::string> turns;
     Direction last = Direction::kEvent;
@@ -53,7 +53,7 @@ class ProtocolDocumentTest : public SessionFixture {
     return turns;
   }
 
-  // The conversation in the document. A turn may have several lines there.
+  // Returns a conversation from the document, where a turn may span several lines.
   static std::vector<std::string> Written(std::string_view name) {
     std::vector<std::string> turns;
     for (const ExampleLine& line : ProtocolExample(name)) {

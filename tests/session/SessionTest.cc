@@ -10,7 +10,7 @@ using simulator::Options;
 
 class SessionTest : public SessionFixture {
  protected:
-  /// Connects a scanner with these records. A line is the data of a record and CR LF.
+  /// Connects a scanner with these records. A line consists of the data of a record and CR LF.
   void ConnectWith(std::vector<ScanRecord> records, Model model = Model::kOlder,
                    std::chrono::microseconds latency = 0us) {
     Options options = Options::Instant(model);
@@ -47,7 +47,7 @@ TEST_P(LatencyTest, WritesAllRecordsToTheFile) {
   }
 }
 
-// The scanner answers within the pause after the command's last byte, or long after it.
+// The scanner answers during or after the pause that follows the command's last byte.
 INSTANTIATE_TEST_SUITE_P(Latencies, LatencyTest, ::testing::Values(0us, 500us, 2000us, 20000us),
                          [](const auto& each) {
                            return std::to_string(each.param.count()) + "Microseconds";
@@ -57,7 +57,7 @@ class LayoutTest : public SessionTest, public ::testing::WithParamInterface<Mode
 
 TEST_P(LayoutTest, ShowsEveryByteOfExtremeRecords) {
   std::vector<ScanRecord> records = simulator::ExtremeRecords(500, GetParam());
-  // The program would cut these at the end of its line buffer.
+  // The program would truncate longer records at the end of its line buffer.
   std::erase_if(records, [](const ScanRecord& record) { return record.data.size() > 10000; });
   ConnectWith(records, GetParam());
   EXPECT_EQ(controller.lumet->bTavo300, GetParam() == Model::kSeries300 ? 1 : 0);

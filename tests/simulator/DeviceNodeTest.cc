@@ -20,7 +20,7 @@ class DeviceNodeTest : public ScannerTest {
     CreateNode();
   }
 
-  /// Creates a new terminal device at the node. `port` is the computer's end of its line.
+  /// Creates a terminal and links the device node to it. `port` is the computer's end of the line.
   void CreateNode() {
     port.emplace(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     grantpt(port->Descriptor());

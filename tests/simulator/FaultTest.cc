@@ -100,7 +100,7 @@ TEST(FaultScript, ReadsEveryExampleOfTheHelp) {
   EXPECT_THAT(ParseFaults(kFaultHelp.substr(kFaultHelp.find("Examples:\n") + 10)), SizeIs(11));
 }
 
-/// Applies one rule to an answer.
+/// Applies one rule to an answer and returns the result.
 std::optional<Bytes> Edited(const char* rule, std::optional<Bytes> answer,
                             CommandKind kind = CommandKind::kWakeUp) {
   AnswerPlan plan{std::move(answer)};

@@ -73,7 +73,7 @@ class HostPort {
   bool hungUp_ = false;
 };
 
-/// Fixture: a simulated scanner with the serial number 1234567890 and a port opened on its line.
+/// Fixture with a simulated scanner (serial number 1234567890) and an open port on its line.
 class ScannerTest : public testing::Test {
  protected:
   static constexpr std::chrono::milliseconds kSilence{60};
@@ -87,7 +87,7 @@ class ScannerTest : public testing::Test {
     port.emplace(scanner->Path());
   }
 
-  /// Opens the port a second time and returns true if "W" is answered.
+  /// Opens the port a second time. Returns true if the scanner answers "W".
   bool Answers() { return HostPort(scanner->Path()).Ask("W", 1) == ToBytes("@"); }
 
   Options options = Options::Instant();

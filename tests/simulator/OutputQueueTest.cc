@@ -13,8 +13,8 @@ using std::chrono::seconds;
 
 constexpr Time kQueueStart{seconds(1000)};
 
-/// Fixture: a queue on a line that takes 1 ms per byte, and one without line time. Times are
-/// relative to kQueueStart.
+/// Fixture with two queues: one on a line that takes 1 ms per byte, one on a line of unlimited
+/// speed. Times are relative to kQueueStart.
 class OutputQueueTest : public testing::Test {
  protected:
   void Append(std::string_view text, Duration pause = Duration::zero()) {
@@ -63,7 +63,7 @@ TEST_F(OutputQueueTest, KeepsLineSpeedOverALongBurst) {
   queue.Append(Bytes(kSize), kQueueStart);
   Time now = kQueueStart;
   while (!queue.IsEmpty()) {
-    now = queue.NextDue() + microseconds(37);  // the caller always wakes late
+    now = queue.NextDue() + microseconds(37);  // the caller always wakes up late
     Take(queue, now - kQueueStart);
   }
   const double taken = std::chrono::duration<double>(now - kQueueStart).count();

@@ -1,4 +1,4 @@
-// The command line of tavo-simulator: options, standard input and output, exit codes.
+// Tests of the program tavo-simulator: options, standard input and output, exit codes.
 
 #include <gmock/gmock.h>
 #include <signal.h>

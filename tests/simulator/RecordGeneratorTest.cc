@@ -39,7 +39,7 @@ TEST(Symbologies, HaveNumberForNameInAnySpelling) {
 }
 
 TEST(Symbologies, HaveNameForUsedNumbersOnly) {
-  EXPECT_EQ(SymbologyName(Model::kOlder, 20), "Code 93");  // a second number of Code 93
+  EXPECT_EQ(SymbologyName(Model::kOlder, 20), "Code 93");  // Code 93 has two numbers
   EXPECT_EQ(SymbologyName(Model::kOlder, 12), "");
   EXPECT_EQ(SymbologyName(Model::kSeries300, 43), "HanXin Code");
   EXPECT_EQ(SymbologyName(Model::kSeries300, 44), "");

@@ -43,7 +43,7 @@ TEST(CalendarTime, CarriesSecondsIntoDaysMonthsAndYears) {
   EXPECT_EQ(AddSeconds({2024, 2, 28, 23, 59, 59}, 1), (CalendarTime{2024, 2, 29, 0, 0, 0}));
   EXPECT_EQ(AddSeconds({2024, 2, 29, 23, 59, 59}, 1), (CalendarTime{2024, 3, 1, 0, 0, 0}));
   EXPECT_EQ(AddSeconds({2024, 1, 1, 0, 0, 0}, -1), (CalendarTime{2023, 12, 31, 23, 59, 59}));
-  // The scanner stores six bits of the year.
+  // The scanner stores the year in six bits.
   EXPECT_EQ(AddSeconds({2063, 12, 31, 23, 59, 59}, 1), (CalendarTime{2000, 1, 1, 0, 0, 0}));
   EXPECT_EQ(AddSeconds({2000, 1, 1, 0, 0, 0}, -1), (CalendarTime{2063, 12, 31, 23, 59, 59}));
 }
@@ -57,7 +57,7 @@ TEST(CalendarTime, ReadsExactlyOneFormat) {
 }
 
 TEST(ScanRecord, HasLayoutOfItsModel) {
-  // One length byte does not count itself. Two length bytes count themselves.
+  // A one-byte length does not include itself. A two-byte length does.
   EXPECT_EQ(Encode(MakeRecord(6, "ABCD", kTime), Model::kOlder),
             (Bytes{0x09, 0x06, 'A', 'B', 'C', 'D', 0x31, 0x47, 0x41, 0x09}));
   EXPECT_EQ(Encode(MakeRecord(0x22, "ABCD", kTime), Model::kSeries300),

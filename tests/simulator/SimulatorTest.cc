@@ -25,7 +25,7 @@ constexpr CalendarTime kScanTime{2012, 5, 3, 16, 4, 9};
 
 class SimulatorTest : public ScannerTest {
  protected:
-  /// Returns the answer that a device with the same settings gives without a line.
+  /// Returns the answer of a device with the same settings, computed without a line.
   Bytes AnswerTo(std::string_view text) const {
     TavoDevice device(options.device, [] { return std::chrono::nanoseconds(0); });
     std::optional<Command> command;
@@ -70,7 +70,7 @@ TEST_F(SimulatorTest, SendsEveryByteUnalteredOnRawLine) {
       const Bytes expected = AnswerTo(command);
       EXPECT_TRUE(port->Ask(command, expected.size()) == expected) << command;
     }
-    EXPECT_THAT(scanner->Report().complaints, IsEmpty()) << "the line echoes";
+    EXPECT_THAT(scanner->Report().complaints, IsEmpty()) << "the line must not echo";
   }
 }
 
@@ -80,7 +80,7 @@ TEST_F(SimulatorTest, EchoesOnCookedLine) {
   termios settings = {};
   ASSERT_EQ(tcgetattr(port->Descriptor(), &settings), 0);
   EXPECT_NE(settings.c_lflag & static_cast<tcflag_t>(ECHO | ICANON), 0U);
-  // The terminal returns the answer to the scanner, which complains about it.
+  // The terminal echoes the answer back to the scanner, which reports it as an unknown command.
   port->Send("M");
   ASSERT_TRUE(scanner->WaitFor([&] { return !scanner->Report().complaints.empty(); }));
 }

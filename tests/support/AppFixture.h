@@ -20,7 +20,7 @@
 
 namespace quillet::test {
 
-/// Parts of the platform that replace the fixture's fakes. Null: use the fake.
+/// Parts of the platform that replace the fixture's fakes. If null, the fake is used.
 struct OwnPlatform {
   platform::SerialLine* line = nullptr;
   platform::SerialRegistry* registry = nullptr;
@@ -33,7 +33,7 @@ struct OwnPlatform {
 /// Settings of a test.
 struct Choice {
   int destination = 0;
-  std::string path = {};  ///< of the file or application; empty: the default file
+  std::string path = {};  ///< path of the file or application; empty: default file
   bool syncclock = false, clearmemory = false, burstsync = true, autosync = false;
   bool appenddata = false, nonenglish = false;
 };
@@ -42,7 +42,7 @@ struct Choice {
 class AppFixture : public ::testing::Test {
  protected:
   /// @param speed  see FakeClock
-  /// @param own    parts that are never destroyed
+  /// @param own    replacements of the fakes; they must never be destroyed
   explicit AppFixture(double speed = 1000, const OwnPlatform& own = {})
       : clock(Immortal<FakeClock>(speed)), own_(own) {
     application.setWindow(&window);
@@ -50,7 +50,7 @@ class AppFixture : public ::testing::Test {
     clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected] { tavo.Settle(connected); });
   }
 
-  /// Writes a settings file before Launch. A line of a record is its data and CR LF.
+  /// Writes a settings file. Call it before Launch. A line consists of the record's data and CR LF.
   void StartWith(const Choice& choice) {
     Settings chosen;
     chosen.destination = choice.destination;
@@ -79,13 +79,13 @@ class AppFixture : public ::testing::Test {
     form.Save();
   }
 
-  /// Starts the program and waits for the end of its first attempt to connect.
+  /// Starts the program and waits until its first attempt to connect has ended.
   void Launch() {
     application.applicationDidFinishLaunching();
     FinishConnecting();
   }
 
-  /// Waits for the end of one more attempt to connect.
+  /// Waits until one more attempt to connect has ended.
   void FinishConnecting() {
     ++attempts_;
     ASSERT_TRUE(WaitFor([&] { return Started() == attempts_ && !controller.bConnecting; }));
@@ -93,7 +93,7 @@ class AppFixture : public ::testing::Test {
     mainQueue.RunAll();
   }
 
-  /// Adds a port with a scanner, without a notification. @return its path
+  /// Adds a port with a scanner, without a notification. @return the path of the port
   std::string Attach(const std::string& name, simulator::DeviceSettings scanner = Scanner()) {
     tavo.Attach(folder / name, std::move(scanner));
     registry.Attach(name, folder / name);
@@ -115,7 +115,7 @@ class AppFixture : public ::testing::Test {
     ClearView();
   }
 
-  /// Presses Synchronize and waits for the end of the run.
+  /// Presses Synchronize and waits until the run has ended.
   void Synchronize() {
     const std::size_t ends = Ends();
     synchronize.Press();

@@ -13,13 +13,13 @@
 
 namespace quillet::test {
 
-/// A clock whose time of day the test sets. It shortens sleeps and counts them, so that a test can
-/// check how long the program would have waited. Any thread.
+/// A clock whose time of day the test sets. It shortens sleeps and records them, so that a test can
+/// check how long the program would have waited. Any thread may use it.
 class FakeClock final : public platform::Clock {
  public:
   using Duration = std::chrono::microseconds;
 
-  /// @param speed  requested duration of a sleep divided by its real duration
+  /// @param speed  factor by which sleeps are shortened
   explicit FakeClock(double speed = 1000) : speed_(speed) {}
 
   platform::CalendarTime LocalTime() override {
@@ -28,14 +28,14 @@ class FakeClock final : public platform::Clock {
   }
 
   /// Sets the time of day.
-  /// @param next  replaces it after the first call of LocalTime
+  /// @param next  new time of day after the next call of LocalTime
   void Set(const platform::CalendarTime& now, std::optional<platform::CalendarTime> next = {}) {
     const std::lock_guard lock(mutex_);
     now_ = now;
     next_ = next;
   }
 
-  /// The steady time. Sleep and Advance move it on.
+  /// The monotonic time. Only Sleep and Advance change it.
   std::chrono::nanoseconds Now() override {
     const std::lock_guard lock(mutex_);
     return steady_;
@@ -47,7 +47,7 @@ class FakeClock final : public platform::Clock {
   }
 
   void Sleep(Duration duration) override {
-    // The read thread sleeps all the time: its pauses are not recorded.
+    // The pauses of the read thread are too frequent to record.
     if (duration != kReadPause) {
       std::function<void()> hook;
       {
@@ -62,7 +62,7 @@ class FakeClock final : public platform::Clock {
         std::max<std::chrono::duration<double>>(duration / speed_, kShortest));
   }
 
-  /// Every sleep except the read thread's, in order.
+  /// The durations of all sleeps except those of the read thread, in order.
   std::vector<Duration> sleeps() const {
     const std::lock_guard lock(mutex_);
     return sleeps_;
@@ -78,7 +78,7 @@ class FakeClock final : public platform::Clock {
     sleeps_.clear();
   }
 
-  /// Sets a function that each sleep calls before it waits. sleeps() contains that sleep already.
+  /// Sets a function that each recorded sleep calls before it waits, after its entry in sleeps().
   void OnSleep(std::function<void()> hook) {
     const std::lock_guard lock(mutex_);
     onSleep_ = std::move(hook);

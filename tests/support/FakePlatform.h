@@ -107,10 +107,10 @@ class FakeKeyEvents final : public platform::KeyEvents {
     posts_.emplace_back(events.begin(), events.end());
     if (onPost) onPost();
   }
-  /// The events of each call.
+  /// The events of each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
-  std::function<void()> onPost;  ///< called after each call
+  std::function<void()> onPost;  ///< called after each call of Post
 
  private:
   std::vector<std::vector<platform::KeyEvent>> posts_;
@@ -124,7 +124,7 @@ class FakePasteboard final : public platform::Pasteboard {
     if (onSet) onSet();
     return true;
   }
-  /// Every text that was set.
+  /// All texts that were set, in order.
   const std::vector<std::string>& texts() const { return texts_; }
 
   bool takes = true;            ///< whether SetString succeeds
@@ -134,8 +134,8 @@ class FakePasteboard final : public platform::Pasteboard {
   std::vector<std::string> texts_;
 };
 
-/// Applications that the test installs. A new one is listed after `looksBeforeListed` calls of
-/// LaunchedApplications.
+/// Applications that the test installs. A newly opened application is listed after
+/// `looksBeforeListed` calls of LaunchedApplications.
 class FakeApplications final : public platform::Applications {
  public:
   bool HasApplication(const std::string& path) override { return installed.contains(path); }

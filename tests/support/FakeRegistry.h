@@ -73,7 +73,7 @@ class FakeRegistry final : public platform::SerialRegistry {
 
   bool HasPort() const { return !ports_.empty(); }
   std::size_t iterators() const { return iterators_.size(); }
-  /// Number of objects returned by Next and not yet released.
+  /// Number of objects that Next has returned and the program has not released.
   int objectsHeld() const { return static_cast<int>(objects_.size()); }
 
  private:
@@ -85,7 +85,7 @@ class FakeRegistry final : public platform::SerialRegistry {
     Event event;
     Callback callback;
     void* context;
-    std::size_t objects;  // that Next has not returned yet
+    std::size_t objects;  // number of objects that Next has not returned yet
     bool armed;
   };
 

@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// The values and texts of a settings window, without controls.
+/// A settings window without controls: its values and texts.
 class FakeSettingsForm final : public platform::SettingsForm {
  public:
   void SetActions(platform::SettingsActions actions) override { actions_ = std::move(actions); }
@@ -28,7 +28,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   }
   FakeWindow& settingsWindow() override { return window_; }
 
-  ///@{ Acts like the user.
+  ///@{ Actions of the user.
   void Set(bool platform::SettingsValues::*box, bool on) {
     if (std::exchange(values_.*box, on) != on) actions_.changed();
   }

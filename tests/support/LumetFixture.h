@@ -46,7 +46,7 @@ class LumetFixture : public ::testing::Test {
       "\x09\x06"
       "ABCD\x31\x47\x41\x09";
 
-  /// Records of up to 252 bytes as a burst. After 0x03 it is a frame.
+  /// A burst of these records (up to 252 bytes in total). With a 0x03 before it, it is a frame.
   static std::string Framed(const std::string& records = kRecord) {
     return std::string{0, 0, static_cast<char>(records.size() + 3)} + records;
   }
@@ -56,7 +56,7 @@ class LumetFixture : public ::testing::Test {
                          static_cast<std::int32_t>(text.size()));
   }
 
-  /// Runs the loop of the command thread `turns` times.
+  /// Runs `turns` turns of the command thread's loop.
   void Dispatch(int turns = 1) {
     for (int turn = 0; turn < turns; ++turn) lumet.DispatchCommand();
   }
@@ -79,7 +79,7 @@ class LumetFixture : public ::testing::Test {
     Exchange(CountAnswer(records));
   }
 
-  /// Requests a burst or a record whose time-out expires. The session still accepts the answer.
+  /// Requests a burst or a record and lets it time out. The session still accepts the answer.
   void AwaitBurst() { Await('P'); }
   void AwaitRecord() { Await('p'); }
 
@@ -92,9 +92,10 @@ class LumetFixture : public ::testing::Test {
     return bytes;
   }
 
-  /// Returns the answer to a command, received at the first poll after it. Empty: no answer.
+  /// Returns the scanner's answer to a command; empty: no answer. The session receives the answer
+  /// at its first poll after the command.
   std::function<std::string(std::string_view command)> answer;
-  std::vector<std::string> commands;  ///< the commands that `answer` has been called with
+  std::vector<std::string> commands;  ///< the arguments of all calls of `answer`
 
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock = Immortal<FakeClock>(1e6);

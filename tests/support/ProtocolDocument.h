@@ -9,7 +9,8 @@
 
 namespace quillet::test {
 
-/// A line of an example in docs/protocol.md: words or bytes, three or more blanks, an explanation.
+/// A line of an example in docs/protocol.md. It consists of words or bytes, three or more blanks,
+/// and an explanation.
 struct ExampleLine {
   std::string example;
   std::string explanation;
@@ -24,7 +25,7 @@ inline std::vector<std::string> ProtocolDocument() {
 }
 
 /// The lines of an example: the block between "```name" and "```". Throws std::runtime_error if
-/// there is none.
+/// the document has no such example.
 inline std::vector<ExampleLine> ProtocolExample(std::string_view name) {
   std::vector<ExampleLine> example;
   bool inside = false;

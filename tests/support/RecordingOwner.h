@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// Owner of a session that keeps the calls it gets. Any thread.
+/// A session owner that records the calls it receives. Any thread may use it.
 class RecordingOwner final : public LumetDelegate {
  public:
   void TavoInitializationDone(bool connected) override { Add(connected ? "done:1" : "done:0"); }
@@ -29,7 +29,7 @@ class RecordingOwner final : public LumetDelegate {
     const std::lock_guard lock(mutex_);
     calls_.clear();
   }
-  /// "done:1" or "done:0", the record, or "finished" for each call.
+  /// All calls in order: "done:1" or "done:0" (TavoInitializationDone), the record, or "finished".
   std::vector<std::string> calls() const {
     const std::lock_guard lock(mutex_);
     return calls_;

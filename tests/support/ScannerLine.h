@@ -18,7 +18,7 @@ namespace quillet::test {
 
 using simulator::Bytes;
 
-/// Settings of a scanner with these records.
+/// Returns the settings of a scanner with these records.
 inline simulator::DeviceSettings Scanner(const std::vector<std::string>& records = {}) {
   simulator::DeviceSettings settings;
   settings.serial = "0000123456";
@@ -29,8 +29,8 @@ inline simulator::DeviceSettings Scanner(const std::vector<std::string>& records
   return settings;
 }
 
-/// Serial lines in memory with simulated scanners that answer at once. Only attached paths open.
-/// Any thread.
+/// Serial lines in memory with simulated scanners that answer at once. Only attached paths can
+/// be opened. Any thread may use it.
 class ScannerLine final : public platform::SerialLine {
  public:
   void Attach(const std::string& path, simulator::DeviceSettings settings) {
@@ -38,7 +38,7 @@ class ScannerLine final : public platform::SerialLine {
     scanners_[path].emplace(std::move(settings), [] { return std::chrono::seconds(0); });
   }
 
-  /// Adds a device that opens and never answers.
+  /// Adds a device that can be opened but never answers.
   void AttachSilent(const std::string& path) {
     const std::lock_guard lock(mutex_);
     scanners_[path] = std::nullopt;
@@ -55,13 +55,13 @@ class ScannerLine final : public platform::SerialLine {
     WaitUntilRead();
   }
 
-  /// Sets the bytes with which the scanner answers `command`.
+  /// Sets the scanner's answer to `command`.
   void Answer(const std::string& command, const Bytes& answer) {
     const std::lock_guard lock(mutex_);
     answers_[command] = answer;
   }
 
-  /// Delays the next answer to `command` until Release. The program's time-outs wait for it.
+  /// Delays the next answer to `command` until Release is called. The program does not time out.
   void Hold(const std::string& command) {
     const std::lock_guard lock(mutex_);
     heldCommand_ = command;
@@ -84,8 +84,9 @@ class ScannerLine final : public platform::SerialLine {
         [this] { return unread_.empty() && !reading_ && (!holding_ || role_ == Role::kOther); });
   }
 
-  /// Waits until the pending answer is handled. Called before each sleep of the program's threads,
-  /// it keeps time-outs from expiring on a slow machine. Returns at once on the read thread.
+  /// Waits until the program has handled the pending answer. Call it before each sleep of the
+  /// program's threads, so that time-outs do not expire on a slow machine. Returns at once on the
+  /// read thread.
   void Settle(const Word<bool>& connected) {
     if (role_ == Role::kReader) return;
     if (role_ != Role::kConnector) return WaitUntilRead();
@@ -157,11 +158,11 @@ class ScannerLine final : public platform::SerialLine {
     });
   }
 
-  static inline thread_local Role role_ = Role::kOther;  // set by the thread's last call
+  static inline thread_local Role role_ = Role::kOther;  // determined by the thread's last call
 
   std::mutex mutex_;
-  std::map<std::string, std::optional<simulator::TavoDevice>> scanners_;  // without: silent
-  simulator::TavoDevice* scanner_ = nullptr;  // of the path opened last; null if silent
+  std::map<std::string, std::optional<simulator::TavoDevice>> scanners_;  // nullopt: silent device
+  simulator::TavoDevice* scanner_ = nullptr;  // of the path opened last; null if it is silent
   std::set<std::int32_t> open_;
   std::int32_t last_ = 100;
   Bytes unread_;

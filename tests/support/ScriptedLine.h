@@ -12,8 +12,8 @@
 
 namespace quillet::test {
 
-/// A serial line in memory: every path opens, written bytes are kept, and the bytes passed to
-/// Arrive are read.
+/// A serial line in memory. Every path can be opened. Written bytes are kept. Reads return the
+/// bytes passed to Arrive.
 class ScriptedLine final : public platform::SerialLine {
  public:
   std::int32_t Open(const char* path, Access, const platform::LineSettings&) override {
@@ -44,15 +44,15 @@ class ScriptedLine final : public platform::SerialLine {
     return std::exchange(sent_, {});
   }
 
-  /// Adds bytes to read.
+  /// Adds bytes for Read to return.
   void Arrive(std::string_view bytes) {
     const std::lock_guard lock(mutex_);
     arrived_.append(bytes);
   }
 
-  bool opens = true;                        ///< whether paths open
+  bool opens = true;                        ///< whether paths can be opened
   std::function<void(std::string)> onOpen;  ///< called with each path before it opens
-  std::vector<std::int32_t> closed;         ///< the lines closed, in order
+  std::vector<std::int32_t> closed;         ///< the closed lines, in order
 
   static constexpr std::int32_t kFirstNumber = 100;
 

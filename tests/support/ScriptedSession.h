@@ -24,7 +24,7 @@ class ScriptedSession {
     lumet.setDelegate(owner);
   }
 
-  /// The answer of a scanner with one record to "N".
+  /// The answer to "N" of a scanner with one record.
   static constexpr std::string_view kCountAnswer{"\0\0\0\1@", 5};
 
   Lumet lumet;
@@ -37,25 +37,25 @@ class ScriptedSession {
     Receive({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   }
 
-  /// Sends a command, unless another one still waits for its answer.
+  /// Sends a command, unless an earlier command is still waiting for its answer.
   void Send(std::initializer_list<std::uint8_t> entry) {
     lumet.Queue(entry);
     lumet.DispatchCommand();
   }
 
-  /// Requests a burst from a scanner with one record. The answer is still missing.
+  /// Requests a burst from a scanner with one record. The caller passes the answer to Receive.
   void SendBurst() {
     SendCount();
     Send({1, 'P'});
   }
 
-  /// Requests a record from a scanner with one record. The answer is still missing.
+  /// Requests a record from a scanner with one record. The caller passes the answer to Receive.
   void SendRecord() {
     SendCount();
     Send({1, 'p'});
   }
 
-  /// Drops the commands queued after a burst, because their wake-up is not answered.
+  /// Drops the commands queued after a burst by leaving their wake-up unanswered.
   void DropQueue() { lumet.DispatchCommand(); }
 
  private:

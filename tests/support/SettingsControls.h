@@ -10,7 +10,7 @@ namespace quillet::test {
 
 using platform::SettingsValues;
 
-/// A control of the settings window and its setting. A check box has the values 0 and 1.
+/// A control of the settings window and its setting. A check box has two values, 0 and 1.
 class SettingsControl {
  public:
   constexpr SettingsControl(const char* title, std::size_t place,
@@ -47,7 +47,7 @@ class SettingsControl {
   }
 
   const char* name;      ///< accessible name
-  std::size_t position;  ///< in the settings file
+  std::size_t position;  ///< position in the settings file
   std::int32_t items;    ///< number of values
 
  private:

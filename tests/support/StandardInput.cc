@@ -1,7 +1,7 @@
 // Opens /dev/null as descriptor 0 before each test.
 //
-// Closing a channel that was never opened closes descriptor 0, and the next file opened gets that
-// number. Read threads of earlier tests would read from the file, and a later test would close it.
+// Closing a serial port that was never opened closes descriptor 0. The next opened file would get
+// that number. Read threads of earlier tests would read from it, and later tests would close it.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -24,7 +24,7 @@ inline void PutFile(const std::string& path, std::string_view contents) {
   std::ofstream(path, std::ios::binary) << contents;
 }
 
-/// A new folder, readable by every user. The destructor removes it with its contents.
+/// A new folder that every user can read. The destructor removes the folder and its contents.
 class TemporaryFolder {
  public:
   TemporaryFolder() : path_(std::filesystem::temp_directory_path() / "quillet-test-XXXXXX") {
@@ -34,7 +34,7 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder() {
-    chmod(path_.c_str(), 0755);  // a test may have changed it
+    chmod(path_.c_str(), 0755);  // a test may have changed the mode
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }

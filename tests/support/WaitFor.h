@@ -6,8 +6,8 @@
 namespace quillet::test {
 
 /// Waits until `condition` returns true.
-/// @param limit  much longer than a loaded machine needs
-/// @return false if the limit has passed
+/// @param limit  should be much longer than a loaded machine needs
+/// @return false if the condition is still false after `limit`
 template <class Condition>
 bool WaitFor(Condition&& condition, std::chrono::seconds limit = std::chrono::seconds(60)) {
   const auto end = std::chrono::steady_clock::now() + limit;

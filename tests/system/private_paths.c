@@ -1,7 +1,7 @@
 /* A library to preload on systems without namespaces. It redirects the program's fixed paths to a
- * folder per test: paths with one of the prefixes below get the prefix PRIVATE_PATHS_ROOT, except
- * those in the folders in PRIVATE_PATHS_VISIBLE (separated by colons). It replaces the libc functions
- * with path arguments that the programs in the tests call. */
+ * folder per test. A path that begins with one of the prefixes below gets the prefix
+ * PRIVATE_PATHS_ROOT, unless it is in a folder in PRIVATE_PATHS_VISIBLE (separated by colons).
+ * The library replaces all libc functions with path arguments that the tested programs call. */
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -70,7 +70,8 @@ static size_t Unmap(char* path, size_t length) {
   static __typeof__(&name) next;       \
   if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name)
 
-/* Replace a function with one path, M(path) in the call's arguments, or two, M(path) and N(other). */
+/* Defines the replacement of a function. The arguments of the call contain M(path) for its path and
+ * N(other) for its second path, if any. */
 #define WRAP(type, name, parameters, ...) \
   type name parameters {                  \
     NEXT(name);                           \
@@ -203,7 +204,7 @@ WRAP_ADDRESS(bind)
 WRAP_ADDRESS(connect)
 
 /* libc's syslog() does not call the functions above. This one writes the same datagrams: priority with
- * the facility "user", local time, identity, process number, message. */
+ * the facility "user", local time, program name, process ID, message. */
 void syslog(int priority, const char* format, ...) {
   static int log_socket = -1;
   if (log_socket == -1) log_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -18,7 +18,7 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
 }
 
 TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAnAttempt) {
-  // After the scanner has answered, the attempt continues until Connect is pressed.
+  // Keeps the attempt from ending after the scanner's answer until the test has pressed Connect.
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
   clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &pressed] {
     tavo.Settle(connected);
@@ -41,7 +41,7 @@ TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAnAttempt) {
 }
 
 TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
-  // The third sleep of a second ends after the test has plugged in the device.
+  // Keeps the third one-second sleep from ending until the test has plugged in the device.
   const std::string port = folder / "usbmodem1";
   tavo.AttachSilent(port);
   auto& third = test::Immortal<std::atomic<bool>>(false);

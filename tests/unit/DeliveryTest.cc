@@ -30,7 +30,7 @@ class DeliveryTest : public test::AppFixture {
     clock.ForgetSleeps();
   }
 
-  /// The text that the posted keys type on a US keyboard.
+  /// The text typed by the posted keys on a US keyboard.
   std::string Typed() const {
     std::string text;
     for (const Post& post : keyEvents.posts()) {
@@ -117,7 +117,7 @@ TEST_F(DeliveryTest, ComparesPathsExactly) {
   EXPECT_TRUE(delivery.IsRunning());
 }
 
-/// Destination 2 and numbers outside the table.
+/// Tests of destination 2 and of numbers outside the table, which are treated like it.
 class FrontmostTest : public DeliveryTest, public testing::WithParamInterface<int> {};
 
 TEST_P(FrontmostTest, TypesEachRecordAndShowsNone) {
@@ -144,7 +144,7 @@ TEST_F(DeliveryTest, OpensTheApplicationBeforeRunAndEachRecord) {
   Texts steps;
   keyEvents.onPost = [&] { steps.push_back(std::to_string(applications.opened.size())); };
   Synchronize();
-  EXPECT_EQ(steps, (Texts{"2", "2", "3", "3"})) << "each record is two keys";
+  EXPECT_EQ(steps, (Texts{"2", "2", "3", "3"})) << "each record consists of two keys";
   EXPECT_EQ(applications.opened, Texts(3, kEditor));
   EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:][/usr/bin/editor]"), 2U);
   EXPECT_EQ(controller.applicationPath.Get(), kEditor);

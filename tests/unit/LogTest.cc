@@ -8,7 +8,7 @@
 namespace quillet {
 namespace {
 
-/// The line that the pieces are logged as.
+/// The log line composed from these pieces.
 template <class... Pieces>
 std::string Logged(const Pieces&... pieces) {
   test::RecordingLog log;

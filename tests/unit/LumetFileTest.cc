@@ -20,7 +20,7 @@ class LumetFileTest : public ::testing::Test {
     return ResolveSyncFileName(configured, [&] { return file.GetSyncFileName(serial); });
   }
 
-  /// Creates the data folder and writes the settings file in it.
+  /// Creates the data folder and a settings file in it.
   void PutSettings(std::string_view contents) {
     file.CreateBarcodeDirectory();
     PutFile(settingsPath, contents);

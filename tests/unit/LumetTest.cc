@@ -66,7 +66,7 @@ TEST_F(LumetTest, StoresIdentityTextsUpToTheTerminator) {
 }
 
 TEST_F(LumetTest, ReadsTheCountFromFourBytes) {
-  // 8,448 is 00 00 21 00. The '!' (21) ends the answer, so the fourth byte is the previous one.
+  // 8,448 is 00 00 21 00. The '!' (21) ends the answer, so the fourth byte is left from before.
   const std::pair<std::string, int> cases[] = {
       {"\0\0\0\x21"s, 33}, {"\0\0\0\x40"s, 64}, {"\0\0\x21"s, 0x2140}};
   for (const auto& [text, count] : cases) {
@@ -142,7 +142,7 @@ TEST_F(LumetTest, ExpectsABurstAnnouncedDuringADelivery) {
 
 TEST_F(LumetTest, DeliversABurstWithoutACommand) {
   AwaitBurst();
-  lumet.HandleCommandData(nullptr, 0);  // ends the command
+  lumet.HandleCommandData(nullptr, 0);  // completes the command
   lumet.ExpectBurst();
   owner.Clear();
   Receive(Framed());
@@ -154,7 +154,7 @@ TEST_F(LumetTest, DeliversThePartOfALongBurstThatFits) {
   constexpr std::size_t kTotal = ReceiveMachine::kBufferSize + 200;
   std::string burst{static_cast<char>(kTotal >> 16), static_cast<char>(kTotal >> 8 & 0xFF),
                     static_cast<char>(kTotal & 0xFF)};
-  // Records of 100 bytes. The record that crosses the end of the buffer is left out.
+  // Records of 100 bytes. The record that extends past the buffer is skipped.
   while (burst.size() < kTotal) burst += "\x63\x06" + std::string(98, 'd');
   Receive(burst.substr(0, kTotal));
   EXPECT_EQ(owner.records().size(), (ReceiveMachine::kBufferSize - 3) / 100U);
@@ -180,7 +180,7 @@ TEST_F(LumetTest, LogsReceivedBytesEscapedAndUpToTheirCount) {
 struct StateCase {
   std::int32_t state;
   bool burst;
-  std::string bytes;  // that lead to the state
+  std::string bytes;  // bytes that lead to the state
 };
 
 class LumetStateTest : public LumetTest, public testing::WithParamInterface<StateCase> {};
@@ -197,7 +197,7 @@ TEST_P(LumetStateTest, RewindsAnEmptyQueueOnEachByte) {
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 0);
   lumet.EraseTavoMemory();
   Receive("x");
-  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 2) << "the entry is not sent yet";
+  EXPECT_EQ(lumet.cmdArray().cmdWrite(), 2) << "the entry has not been sent yet";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -241,7 +241,7 @@ TEST_F(LumetTest, LogsCommandsWithTextAndLength) {
 TEST_F(LumetTest, AWakeupAfterCommand01BeginsWithThreeNuls) {
   lumet.SetCommand("\x01");
   lumet.WakeupTavo(false);
-  lumet.HandleCommandData(nullptr, 0);  // ends the command
+  lumet.HandleCommandData(nullptr, 0);  // completes the command
   Exchange("@");
   lumet.WakeupTavo(true);
   Exchange("@");
@@ -368,7 +368,7 @@ TEST_F(LumetTest, EmptiesTheIdentityTextsOnDisconnect) {
 }
 
 TEST_F(LumetTest, EndsTheCommandThreadAfterItsOperation) {
-  std::string sent;  // used by the command thread only until it has finished
+  std::string sent;  // only the command thread uses it until it has finished
   int waits = 0;
   bool disconnected = false;
   clock.OnSleep([&] {
@@ -376,17 +376,17 @@ TEST_F(LumetTest, EndsTheCommandThreadAfterItsOperation) {
     sent += line.Sent();
     if (sent.empty()) return;  // no wake-up is queued yet
     ++waits;
-    // In the second of five attempts.
+    // During the second of five wake-up attempts.
     if (sent == "WW" && !std::exchange(disconnected, true)) lumet.disconnectTavo();
   });
   ASSERT_EQ(lumet.connectTavo("port"), 1);
   EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
-  EXPECT_EQ(sent + line.Sent(), "WW") << "nothing is written to a closed line";
+  EXPECT_EQ(sent + line.Sent(), "WW") << "must not write to a closed line";
   EXPECT_GE(waits, 25);
 }
 
 TEST_F(LumetTest, RunsAtMostOneCommandThread) {
-  std::thread([] {}).join();  // a sanitizer starts its thread together with the first one
+  std::thread([] {}).join();  // a sanitizer may start its thread with the first thread
   ASSERT_EQ(lumet.connectTavo("port"), 1);  // starts the read thread, which never ends
   lumet.disconnectTavo();
   EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));

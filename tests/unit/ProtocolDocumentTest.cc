@@ -33,7 +33,7 @@ class ProtocolDocumentTest : public test::LumetFixture {
     return std::string(std::make_unique<RecordComposer>(log, lumet, lumet)->Compose(bytes, 0));
   }
 
-  // The numbers and names in the tables between a heading and the next one.
+  // Returns the numbers and names in the tables between a heading and the next heading.
   static std::map<int, std::string> TableBelow(const std::string& heading) {
     static const std::regex kEntry(R"(\| *(\d+) *\| *([^|]*[^| ]) *(?=\|))");
     std::map<int, std::string> table;

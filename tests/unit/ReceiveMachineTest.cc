@@ -16,7 +16,7 @@ using Event = ReceiveMachine::Event;
 
 constexpr std::string_view kEventNames[] = {"none", "answer", "frame", "burst", "unsolicited"};
 
-/// A receive machine whose events are handled at once and kept as "event:unit".
+/// A receive machine. Its events are handled at once and kept as text: "event:unit".
 struct Receiver {
   explicit Receiver(bool commandWaits) : commandDone(commandWaits ? 0 : 1) {}
 
@@ -41,7 +41,7 @@ struct Receiver {
   std::vector<std::string> events;
 };
 
-// What the session waits for when the bytes arrive. kBurstOnly: the command has timed out.
+// The answer that the session expects when the bytes arrive. kBurstOnly: the command has timed out.
 enum Waits { kNothing, kAnswer, kBurst, kBurstOnly };
 
 struct Case {
@@ -161,7 +161,7 @@ TEST(ReceiveMachineLimits, CompletesABurstLargerThanTheBuffer) {
   EXPECT_EQ(machine->writePtr(), kSize);
 }
 
-// Random bytes, with or without the start of a valid frame.
+// Tests random bytes, with and without the start of a valid frame.
 TEST(ReceiveMachineLimits, TreatsRandomPiecesLikeSingleBytes) {
   std::mt19937 random(20);
   const auto below = [&](int limit) {

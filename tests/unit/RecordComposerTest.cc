@@ -16,8 +16,8 @@ const std::string kTime = "\x31\x47\x41\x09";
 const std::string kRecord = "\x09\x06"s + "ABCD" + kTime;
 const std::string kRecord300 = "\x00\x0B\x22"s + "ABCD" + kTime;
 
-/// Settings of a line, and its fields: n is the symbology name, d the data, t the time, s the
-/// serial number.
+/// The settings of a line and its expected fields: n for the symbology name, d for the data, t for
+/// the time, s for the serial number.
 struct LineCase {
   bool name = true, time = true, serial = true;
   int dataDelimiter = 3, recordDelimiter = 4, position = 1, order = 0;
@@ -78,7 +78,7 @@ class RecordComposerTest : public testing::Test {
     settings.dataorder = line.order;
   }
 
-  /// Sets a line to the data alone.
+  /// Sets the settings so that a line consists of the data alone.
   void SetDataOnly() {
     Set({.name = false, .time = false, .serial = false, .recordDelimiter = 0, .fields = "d"});
   }
@@ -91,7 +91,7 @@ class RecordComposerTest : public testing::Test {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
   }
 
-  /// The delivered line of a record.
+  /// Returns the delivered line of a record.
   std::string Line(std::string_view record = kRecord) {
     std::string line;
     DecodeRecordText(composer.Compose(BytesOf(record), 0), line);
@@ -189,7 +189,7 @@ TEST_F(RecordComposerTest, ShowsTheSerialNumberFromItsFifthCharacter) {
   settings.sn_position = 2;
   composer.AttachSerialNumberEx({});
   EXPECT_EQ(composer.BarcodeBuffer(), "567890");
-  // A shorter number leaves the rest of the previous one in the field.
+  // A shorter number leaves the rest of the previous number in the field.
   SetSerial("ab");
   composer.BarcodeBufferOffset = 0;
   composer.AttachSerialNumberEx({});

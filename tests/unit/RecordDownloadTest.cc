@@ -25,7 +25,7 @@ class RecordDownloadTest : public test::LumetFixture {
     Dispatch(10);
   }
 
-  /// The records delivered from a burst of a scanner of either layout.
+  /// Returns the records that the program delivers from a burst in the given layout.
   Texts RecordsOf(const std::string& burst, bool series300 = false) {
     if (series300) {
       lumet.GetFWVersion();
@@ -76,7 +76,7 @@ TEST_F(RecordDownloadTest, ClosesWithoutABurstIfThereAreNoRecords) {
   lumet.Synchronize();
   answer = [](std::string_view command) { return command == "N" ? "\0\0\0\0@"s : "@"s; };
   Dispatch(3);
-  lumet.EraseTavoMemory();  // dropped together with the "P"
+  lumet.EraseTavoMemory();  // its command is dropped together with "P"
   Dispatch(5);
   EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "GS0"}));
   EXPECT_EQ(owner.calls(), Texts{"finished"});

@@ -115,14 +115,14 @@ class ProgressTest : public test::AppFixture {
     tavo.WaitUntilHeld();
   }
 
-  /// Lets the scanner answer and delays its answer to `command`.
+  /// Releases the delayed answer and delays the scanner's answer to `command`.
   void ReleaseAndHold(const std::string& command) {
     tavo.Hold(command);
     tavo.Release();
     tavo.WaitUntilHeld();
   }
 
-  /// The progress after the next tick.
+  /// The displayed progress after the next tick.
   std::string Shown() {
     mainQueue.RunAll();
     clock.Advance(150ms);

@@ -18,8 +18,9 @@ class RunTest : public testing::Test {
     settings.destination = 0;
   }
 
-  /// Plays steps: "B" begins a run, "E" ends it, a digit chooses a destination, a small letter is a
-  /// record and "_" an empty one. @return the texts shown, and the contents of the file after "E"
+  /// Executes steps: "B" begins a run, "E" ends it, a digit selects a destination, a lower-case
+  /// letter is a record and "_" is an empty record.
+  /// @return the displayed texts and, after each "E", the contents of the file in braces
   std::string Play(std::string_view steps) {
     shown.clear();
     for (const char step : steps) {
@@ -149,7 +150,7 @@ TEST_F(RunTest, CutsRecordsOutsideAsciiAtTheUtf16Length) {
   run.Begin(0);
   for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"}) run.Add(record, 0);
   Play("E");
-  // The last record is cut within its character, which is replaced by U+FFFD.
+  // The last record is cut in the middle of a character, which is replaced by U+FFFD.
   EXPECT_EQ(FileContents(folder / "stock.txt"), "\xC3\xA9\x31\rplain\r\n1\xEF\xBF\xBD");
 }
 

@@ -28,7 +28,7 @@ using test::Immortal;
 using test::TemporaryFolder;
 using test::WaitFor;
 
-/// Creates a FIFO, which opens like a device and returns the bytes written to it.
+/// Creates a FIFO, which can be opened like a device and returns the bytes written to it.
 std::string FifoIn(const TemporaryFolder& folder) {
   const std::string fifo = folder / "fifo";
   mkfifo(fifo.c_str(), 0600);
@@ -46,7 +46,7 @@ class Collector final : public SerialPortDelegate {
     const std::lock_guard lock(mutex_);
     return received_;
   }
-  /// The byte that follows the last chunk in the buffer.
+  /// The byte after the last chunk in the read buffer.
   int next() const { return next_; }
 
  private:
@@ -88,7 +88,7 @@ class SerialPortTest : public ::testing::Test {
 };
 
 TEST_F(SerialPortTest, StartsOneReadThreadForAllConnections) {
-  std::thread([] {}).join();  // a sanitizer starts its thread together with the first one
+  std::thread([] {}).join();  // a sanitizer may start its thread with the first thread
   const auto before = Threads();
   Open(FifoIn(folder));
   EXPECT_EQ(Threads(), before + 1);
@@ -105,8 +105,8 @@ TEST_F(SerialPortTest, StartsOneReadThreadForAllConnections) {
 TEST_F(SerialPortTest, ClosesInputIfOutputDoesNotOpen) {
   EXPECT_EQ(port.openConnections((folder / "absent").c_str()), 0);
   EXPECT_LT(port.inputfd(), 0);
-  EXPECT_EQ(port.outputfd(), 0) << "not tried";
-  // A folder can be opened for reading only.
+  EXPECT_EQ(port.outputfd(), 0) << "the output must not be opened";
+  // A folder can be opened for reading, but not for writing.
   EXPECT_EQ(port.openConnections(folder.path().c_str()), 0);
   EXPECT_EQ(port.inputfd(), -1);
   EXPECT_EQ(port.outputfd(), -1);

@@ -228,7 +228,7 @@ TEST_F(SettingsEditorTest, ShowsOnlyTypedCharactersInASampleForTyping) {
     EXPECT_EQ(form.older(), line);
   }
   form.Set(&SettingsValues::nonenglish, true);
-  EXPECT_EQ(form.older(), line + "←") << "for pasting";
+  EXPECT_EQ(form.older(), line + "←") << "the sample shows the pasted text";
   form.Set(&SettingsValues::nonenglish, false);
   form.Set(&SettingsValues::recorddelimiter, 1);
   EXPECT_EQ(form.older(), line + "⏎");
@@ -246,7 +246,7 @@ TEST_F(SettingsEditorTest, ComposesTheSampleFromNumbersWithoutAnItem) {
   EXPECT_EQ(form.older(), "⏎");
 }
 
-/// The settings window in the whole program.
+/// Tests of the Settings button in the whole program.
 class SettingsButtonTest : public test::AppFixture {
  protected:
   bool IsOpen() { return form.settingsWindow().IsShown(); }

@@ -9,7 +9,7 @@ using test::PutFile;
 
 class SettingsFileTest : public test::SettingsFixture {
  protected:
-  /// Saves the settings with these names and starts again.
+  /// Saves the settings with these names and restarts the program.
   void SaveAndStart(std::string_view appname, std::string_view filename) {
     settings().appname.Set(appname);
     settings().filename.Set(filename);
@@ -65,7 +65,7 @@ TEST_F(SettingsFileTest, RestoresNamesOfUpTo127Bytes) {
   SaveAndStart(longest + "n", "/f");
   EXPECT_EQ(SavedFile().substr(256, 128), longest + "0");
   EXPECT_EQ(appname(), "");
-  EXPECT_EQ(filename(), "/f") << "the next name";
+  EXPECT_EQ(filename(), "/f") << "the name after it is restored";
   SaveAndStart("/app", longest + "n");
   EXPECT_EQ(SavedFile().size(), 1023U);
   EXPECT_EQ(filename(), "");
@@ -78,16 +78,16 @@ TEST_F(SettingsFileTest, RestoresNamesByteForByte) {
   SaveAndStart("/app", utf8);
   EXPECT_EQ(filename(), utf8);
   SaveAndStart("/opt/caf\xE9", utf8);
-  EXPECT_EQ(appname(), "/opt/caf\xE9") << "not UTF-8";
+  EXPECT_EQ(appname(), "/opt/caf\xE9") << "names need not be UTF-8";
   EXPECT_EQ(filename(), utf8);
 }
 
 TEST_F(SettingsFileTest, KeepsTheOtherNameIfACharacterIsCut) {
-  // The name is cut within its last character.
+  // The name is cut in the middle of its last character.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
   EXPECT_EQ(filename(), "");
-  // The rest of the longer name begins within a character.
+  // The rest of the longer name begins in the middle of a character.
   SaveAndStart("/opt/caf\xC3\xA9/x", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   SaveAndStart("/opt/caf", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   EXPECT_EQ(appname(), "/opt/caf");
@@ -125,7 +125,7 @@ TEST_F(SettingsFileTest, ReadsNegativeNumbersFromAnEmptyFile) {
     EXPECT_EQ(each.Stored(settings()), each.IsList() ? -'0' : 0) << each.name;
   }
   EXPECT_EQ(filename(), "");
-  EXPECT_EQ(SavedFile(), "") << "reading does not write the file";
+  EXPECT_EQ(SavedFile(), "") << "reading must not write the file";
 }
 
 TEST_F(SettingsFileTest, SurvivesAnyContents) {

@@ -99,14 +99,14 @@ std::ptrdiff_t OpenDescriptors() {
   return std::distance(begin(descriptors), end(descriptors));
 }
 
-// If standard descriptors are closed, a pipe gets their numbers and is duplicated to higher ones.
+// A pipe that gets the numbers of closed standard descriptors is duplicated to higher numbers.
 TEST(MainQueue, AFailedConstructorLeaksNoDescriptor) {
   int kept[3];
   for (const int number : {0, 1, 2}) {
     kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 3);
     close(number);
   }
-  const int first = dup(kept[0]);  // gets 0, and the pipe 1 and 2
+  const int first = dup(kept[0]);  // gets number 0, so that the pipe gets 1 and 2
   const int free = fcntl(kept[0], F_DUPFD_CLOEXEC, 3);
   close(free);
   const std::ptrdiff_t before = OpenDescriptors();

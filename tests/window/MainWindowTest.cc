@@ -64,7 +64,7 @@ class MainWindow : public testing::Test {
     ASSERT_TRUE(SpinUntil([this] { return !window_.view().HasPending(); }));
   }
 
-  /// Finds a control by the role and name that assistive technology sees.
+  /// Finds a control by its accessible role and name.
   QAccessibleInterface* Accessible(QAccessible::Role role, const QString& name) {
     return Accessible(QAccessible::queryAccessibleInterface(&window_.widget()), role, name);
   }
@@ -167,7 +167,7 @@ TEST_F(MainWindow, SelectAllAndCopyWorkWithAnyFocus) {
   EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), "some\ntext");
 }
 
-// Records are typed into the active application, which may be this one.
+// The program types records into the active application, which may be the program itself.
 TEST_F(MainWindow, TypedRecordsPressNoButton) {
   for (const char c : std::string("4006381333931 CODE 39")) {
     QTest::keyClick(QApplication::focusWidget(), c);

@@ -22,7 +22,7 @@ class PaletteIconTest : public testing::Test {
     return icon.pixmap(QSize(24, 24), scale).toImage().convertToFormat(QImage::Format_ARGB32);
   }
 
-  /// Draws an icon with a text colour, and counts the opaque pixels of a colour.
+  /// Draws an icon with the given text colour and returns the number of opaque pixels of `colour`.
   static int PixelsWith(const QColor& textColour, const QIcon& icon, const QColor& colour) {
     QPalette palette;
     palette.setColor(QPalette::ButtonText, textColour);
@@ -35,7 +35,7 @@ class PaletteIconTest : public testing::Test {
     return count;
   }
 
-  platform::qt::QtMainWindow window_;  // links in the icons
+  platform::qt::QtMainWindow window_;  // links the icons into the test
 };
 
 TEST_F(PaletteIconTest, DrawsEveryIconInTheTextColour) {

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 using platform::qt::QtMainQueue;
 using platform::qt::QtPasteboard;
 
-/// Calls of SetString on a thread other than the main thread.
+/// Tests of SetString, called on a thread other than the main thread.
 class Pasteboard : public testing::Test {
  protected:
   Pasteboard() { QGuiApplication::clipboard()->setText("before"); }
@@ -65,8 +65,8 @@ TEST_F(Pasteboard, FailsIfTheMainLoopEndsDuringTheCall) {
   std::atomic<bool> wasSet = true;
   queue.Async([&] {
     thread = std::thread([&] { wasSet = QtPasteboard(queue).SetString("late"); });
-    // Longer than one turn of the queue. The loop ends before the next turn, which would set the
-    // text.
+    // Sleeps longer than a turn of the queue. The loop ends before the next turn, which would set
+    // the text.
     std::this_thread::sleep_for(50ms);
     QCoreApplication::exit(0);
   });

@@ -19,7 +19,7 @@ class QtPanelsTest : public testing::Test {
   using Chosen = std::optional<std::string>;
   using Answer = std::function<void(QFileDialog&, QLineEdit& name)>;
 
-  /// Calls `answer` when the next panel is open. It ends the panel as a user would.
+  /// Calls `answer` when the next panel is open. `answer` closes the panel as a user would.
   static void OnOpen(const Answer& answer) {
     QTimer::singleShot(0, [answer] {
       auto* panel = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
@@ -71,7 +71,7 @@ TEST_F(QtPanelsTest, OpensElsewhereIfTheFolderIsMissing) {
     OnOpen([&](QFileDialog& panel, QLineEdit& name) {
       EXPECT_EQ(panel.directory().path().toStdString(),
                 path_ + (save ? "/Documents" : "/share/applications"));
-      // The name of a missing file can be proposed only for saving.
+      // Only a save panel can propose the name of a missing file.
       EXPECT_EQ(name.text(), save ? "sn_timestamp.txt" : "");
       panel.reject();
     });

@@ -66,7 +66,7 @@ class QtSettingsWindowTest : public testing::Test {
 
   void Close() { window_.settingsWindow().Close(); }
 
-  /// Opens the window with a light and a dark palette, and with the light one again.
+  /// Opens the window with a light, a dark and again a light palette. Calls `check` each time.
   void OpenInLightAndDark(const std::function<void(const QPalette&)>& check) {
     QPalette dark(QColor(58, 64, 69), QColor(42, 46, 50));
     dark.setColor(QPalette::Base, QColor(27, 30, 32));
@@ -98,7 +98,7 @@ class QtSettingsWindowTest : public testing::Test {
                             : Find<QCheckBox>(control.name);
   }
 
-  /// A control of each kind.
+  /// Returns a control of each kind.
   std::vector<QWidget*> KindsOfControls() {
     return {Find<QCheckBox>("Add to the file instead of replacing it"), Find<QComboBox>("Order"),
             Find<QLineEdit>("Path"), Find<QPushButton>("Browse…"),
@@ -117,7 +117,7 @@ class QtSettingsWindowTest : public testing::Test {
     EXPECT_EQ(QApplication::focusWidget(), widget);
   }
 
-  /// Opens the list and clicks an item.
+  /// Opens a list and clicks an item.
   void ClickItem(QComboBox* list, std::int32_t item) {
     list->showPopup();
     QWidget* view = list->view()->viewport();
@@ -126,7 +126,7 @@ class QtSettingsWindowTest : public testing::Test {
     const QPoint at = list->view()->visualRect(index).center();
     QTest::mouseMove(view, at);
     QTest::mousePress(view, Qt::LeftButton, {}, at);
-    // The list ignores a release soon after it has opened.
+    // A list ignores releases of the button shortly after it opens.
     QTest::qWait(QApplication::doubleClickInterval() + 20);
     QTest::mouseRelease(view, Qt::LeftButton, {}, at);
     EXPECT_TRUE(SpinUntil([&] { return list->currentIndex() == item; })) << item;
@@ -273,9 +273,9 @@ TEST_F(QtSettingsWindowTest, EveryControlHasANameAndADescription) {
       EXPECT_FALSE(found->text(QAccessible::Description).isEmpty()) << name.toStdString();
     }
   }
-  // The others are the path, Browse, two samples, Save and Cancel.
+  // The 6 controls without a setting are the path, Browse, two samples, Save and Cancel.
   EXPECT_EQ(controls, std::size(kSettingsControls) + 6);
-  EXPECT_EQ(names.size(), controls) << "names are unique";
+  EXPECT_EQ(names.size(), controls) << "names must be unique";
 }
 
 TEST_F(QtSettingsWindowTest, MnemonicsAreUnique) {
@@ -432,7 +432,7 @@ double Contrast(const QColor& one, const QColor& other) {
   return (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05);
 }
 
-/// The best contrast with the window among the pixels at a control's left edge.
+/// The highest contrast between a pixel at a control's left edge and the window's background.
 double OutlineContrast(QWidget& control, const QColor& ground) {
   const QImage picture = control.grab().toImage();
   double best = 1;

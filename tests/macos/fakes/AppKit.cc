@@ -1,6 +1,6 @@
 // Fake Objective-C runtime, Foundation, AppKit and Launch Services, as far as platform/macos uses
-// them. <objc/message.h> is not included: objc_msgSend is defined here with the parameters that it
-// is called with.
+// them. <objc/message.h> is not included because this file defines objc_msgSend with the parameters
+// of the actual calls.
 
 #include <CoreServices/CoreServices.h>
 #include <objc/runtime.h>
@@ -67,7 +67,7 @@ std::uintptr_t ToInstance(const void* reference, const std::string& selector) {
     return Unknown(instance.className, selector);
   }
   if (isPool) {
-    EXPECT_EQ(pools.back(), &instance) << "only the innermost pool can be drained";
+    EXPECT_EQ(pools.back(), &instance) << "pools must be drained from the innermost outwards";
     pools.pop_back();
   }
   CFRelease(reference);
@@ -108,7 +108,7 @@ std::uintptr_t ToPasteboard(const std::string& selector, std::uintptr_t first,
     if (second != 0) mac.pasteboardOwner = As<Instance>(Reference(second)).className;
   } else if (selector == "setString:forType:") {
     const std::vector<std::string> type = {As<String>(Reference(second)).text};
-    EXPECT_EQ(mac.declaredTypes, type) << "only a declared type can be set";
+    EXPECT_EQ(mac.declaredTypes, type) << "the type was not declared";
     mac.pasteboardText = As<String>(Reference(first)).text;
   } else {
     return Unknown(kTheGeneralPasteboard, selector);

@@ -12,7 +12,7 @@ constexpr CFTypeID kOtherType = 1;
 
 const std::string kDefaultModeName = "kCFRunLoopDefaultMode";
 
-// The address identifies this thread's run loop.
+// Only the address is used. It identifies this thread's run loop.
 thread_local char loop;
 thread_local std::set<CFRunLoopSourceRef> sources;
 

@@ -15,8 +15,8 @@
 
 namespace quillet::macos_tests {
 
-// The fake frameworks and the objects behind their references. Releasing a destroyed object fails
-// the test, and so does a leak: see Account. Call all functions on one thread.
+// The fake frameworks and the objects that their references point to. Releasing a destroyed object
+// fails the test. A leak also fails the test (see Account). Call all functions on one thread.
 
 /// An object with a retain count, initially 1.
 struct Object {
@@ -56,7 +56,7 @@ Kind& As(const void* reference) {
   return dynamic_cast<Kind&>(*static_cast<Object*>(const_cast<void*>(reference)));
 }
 
-/// Creates an object and returns it as the framework's reference type. The caller owns it.
+/// Creates an object, which the caller owns. Returns it as the framework's reference type.
 template <typename Reference, typename Kind, typename... Arguments>
 Reference Make(Arguments&&... arguments) {
   Object* const object = new Kind(std::forward<Arguments>(arguments)...);
@@ -69,7 +69,7 @@ struct Service {
   std::optional<std::string> path;  ///< property "IOCalloutDevice"
   std::string type = "IOSerialStream";
   std::string serviceClass = "IOSerialBSDClient";
-  bool nameIsString = true;  ///< false: the property is not a string, as from a faulty driver
+  bool nameIsString = true;  ///< false: not a string, as with a faulty driver
   bool present = true;
 };
 
@@ -104,7 +104,7 @@ struct Mac {
 
   std::set<std::string> installed;   ///< paths of applications
   std::vector<std::string> opened;   ///< paths of successful LSOpenApplication calls
-  std::vector<std::string> running;  ///< paths in the order of the workspace's list
+  std::vector<std::string> running;  ///< paths, in the order of the workspace's list
   bool opens = true;                 ///< false: LSOpenApplication fails
   bool listsNameless = false;        ///< the workspace also lists an application without a path
   bool listsNothing = false;         ///< the workspace returns nil instead of a list
@@ -127,7 +127,7 @@ std::size_t Plug(Service service);
 void Unplug(std::size_t number);
 /// Runs this thread's run loop until no callback is pending. Returns the number of callbacks.
 int RunLoopTurn();
-/// Returns the callback of an iterator. It can be called even after the iterator is released.
+/// Returns the callback of an iterator, which can be called even after the iterator is released.
 std::function<void()> CallbackOf(std::uint32_t iterator);
 /// Returns true if the source is in the default mode of this thread's run loop.
 bool IsOnRunLoop(CFRunLoopSourceRef source);

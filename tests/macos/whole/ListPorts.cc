@@ -1,4 +1,4 @@
-// Prints each serial device of the system as a line: name, tab, path.
+// Prints a line for each serial device of the system: name, tab, path.
 
 #include <array>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #pragma once
 
-// objc_msgSend for systems without <objc/message.h>. Callers cast it to the type of the method.
+// objc_msgSend for systems without <objc/message.h>. Callers cast it to the method's function type.
 
 #include <objc/runtime.h>
 

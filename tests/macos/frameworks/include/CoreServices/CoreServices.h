@@ -14,7 +14,7 @@ typedef struct FSRef {
 typedef OptionBits LSLaunchFlags;
 typedef struct AEDesc AppleEvent;
 
-// The public declaration is packed to 2 bytes, too.
+// The public declaration is also packed to 2 bytes.
 #pragma pack(push, 2)
 typedef struct LSApplicationParameters {
   CFIndex version;
