@@ -271,7 +271,7 @@ class ProgressDisplayContract : public Contract<WindowHarness> {
   ProgressDisplayContract() { harness_->Window().OrderFront(); }
 };
 
-TEST_P(ProgressDisplayContract, IsShownFromShowToHide) {
+TEST_P(ProgressDisplayContract, IsVisibleBetweenShowAndHide) {
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(harness_->ProgressText(), "");
     EXPECT_EQ(harness_->Fraction(), std::nullopt);

@@ -132,7 +132,7 @@ TEST_P(FrontmostTest, TypesEachRecordAndShowsNone) {
 
 INSTANTIATE_TEST_SUITE_P(Destinations, FrontmostTest, testing::Values(2, 4, 9, -48));
 
-TEST_F(DeliveryTest, PastesEachRecordIfChosen) {
+TEST_F(DeliveryTest, PastesEachRecordIfPastingIsOn) {
   ConnectWith({.destination = 2, .nonenglish = true});
   Synchronize();
   EXPECT_EQ(pasteboard.texts(), (Texts{"1\r\n", "2\r\n"}));

@@ -45,6 +45,13 @@ TEST(RunProgressTest, MeasuresTheRateOverTheLastSeconds) {
             "Received 120 of 1000 records  ·  2.0 per second  ·  8 min left");
 }
 
+TEST(RunProgressTest, ShowsARateBelowOneRecordPerSecond) {
+  RunProgress progress;
+  progress.Look(0ms, OneByOne(0, 10));
+  EXPECT_EQ(progress.Look(4000ms, OneByOne(2, 10)).text,
+            "Received 2 of 10 records  ·  0.5 per second  ·  16 s left");
+}
+
 TEST(RunProgressTest, ShowsBytesOfABurst) {
   RunProgress progress;
   EXPECT_EQ(progress.Look(0ms, Burst(0, 0)), (Shown{"Waiting for 130 records", -1}));
@@ -92,7 +99,7 @@ TEST(RunProgressTest, ShowsTheSecondsWithoutData) {
       {60000ms, "No data for 60 s. If this continues, restart Quillet."},
   };
   for (const auto& [now, text] : cases) EXPECT_EQ(progress.Look(now, OneByOne(4, 130)).text, text);
-  EXPECT_EQ(progress.Look(60150ms, OneByOne(5, 130)).text.find("othing new"), std::string::npos);
+  EXPECT_EQ(progress.Look(60150ms, OneByOne(5, 130)).text.find("o data for"), std::string::npos);
 }
 
 TEST(RunProgressTest, LimitsTheFractionToOne) {

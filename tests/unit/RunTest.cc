@@ -69,7 +69,7 @@ TEST_F(RunTest, ShowsADotForTheFirstOfEvery64Records) {
   EXPECT_EQ(Play("aa"), ".");
 }
 
-TEST_F(RunTest, AppendsToTheFileIfChosen) {
+TEST_F(RunTest, AppendsToTheFileIfAppendIsOn) {
   settings.bAppendData = 1;
   EXPECT_EQ(Play("BaEBbE"), "." + Written("1") + "{a}." + Written("1") + "{ab}");
 }

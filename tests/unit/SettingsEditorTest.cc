@@ -129,7 +129,7 @@ TEST_F(SettingsEditorTest, ShowsThePathOfTheSelectedDestination) {
   EXPECT_EQ(settings().destination, 0) << "before Save";
 }
 
-TEST_F(SettingsEditorTest, KeepsThePathWithoutASelectedDestination) {
+TEST_F(SettingsEditorTest, KeepsThePathIfNoDestinationIsSelected) {
   Open();
   settings().destination = 9;
   Open();
