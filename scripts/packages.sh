@@ -1,4 +1,5 @@
-# Debian packages that the project needs, and functions to install them and to build. Source it.
+# Debian packages that the project needs, and functions that install packages
+# and build presets. Other scripts source this file.
 # shellcheck shell=sh disable=SC2034
 
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libudev-dev

@@ -1,6 +1,6 @@
 """Checks that the tests named in docs/behaviour.md and docs/reliability.md exist.
 
-C++ tests are named Suite.Test, Python tests folder.file.test as in CTest.
+The documents call C++ tests Suite.Test and Python tests folder.file.test, as in CTest.
 """
 import pathlib
 import re

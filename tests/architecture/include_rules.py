@@ -1,5 +1,6 @@
-"""Checks which folders' headers a folder includes.
+"""Checks that each folder includes only the headers that it may include.
 
+Each folder may include headers of the folders after it:
 program -> app -> output -> download -> device -> platform (interfaces) -> base. Backends include
 interfaces and base. Rooms and base include the standard library and POSIX headers, but no toolkit.
 """
@@ -10,7 +11,7 @@ import sys
 ROOT = pathlib.Path(sys.argv[1])
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 
-# The folders that a folder may include besides itself. 'platform' means the interfaces only.
+# The folders whose headers a folder may include besides its own. 'platform': interfaces only.
 ROOMS = {
     'base': set(),
     'device': {'base', 'platform'},

@@ -27,7 +27,7 @@ class Idle(SystemTest):
 
     def setUp(self):
         super().setUp()
-        # Same as the program's, including the preloaded umockdev that intercepts each read.
+        # The program's environment, including the preloaded umockdev, which intercepts each read.
         self._environment = self.desktop.environment | self.devices.environment
 
     def _measure(self, name, *line):

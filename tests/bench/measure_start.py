@@ -43,7 +43,7 @@ class Start(SystemTest):
         memory = _resident_mebibytes(pid)
         os.kill(int(pid), signal.SIGKILL)
         wait_until(lambda: not self._is_running(pid), "the program to exit")
-        time.sleep(0.3)  # the X server removes the window
+        time.sleep(0.3)  # until the X server has removed the window
         return float(seconds), memory
 
     def _is_running(self, pid):

@@ -55,7 +55,7 @@ _TYPED = re.compile(r"^(quillet|other): .* s, (\d+) per second", re.MULTILINE)
 
 
 class Bench:
-    """Measures each part. `figures` has a list of pairs (program, baseline) for each row."""
+    """Each method measures one part. `figures` maps row names to (program, baseline) pairs."""
 
     def __init__(self, programs):
         self._programs = programs

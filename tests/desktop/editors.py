@@ -1,4 +1,4 @@
-"""Programs that receive the records."""
+"""Programs into which records are typed or pasted."""
 
 import os
 import re
@@ -12,7 +12,7 @@ TEXT_WINDOW = f"{PROGRAMS}/text_window.py"
 
 
 class Editor:
-    """A program with a window. It writes its text to a file."""
+    """A program with a window. It writes the text that it receives to a file."""
 
     def __init__(self, test, name, command, path, **popen):
         desktop = test.desktop
@@ -48,12 +48,12 @@ class Editor:
 
 
 class Terminal(Editor):
-    """xterm with terminal_reader.py."""
+    """xterm connected to terminal_reader.py."""
 
     TITLE = "terminal reader"
 
     def __init__(self, test, path="/tmp/terminal.text"):
-        # xterm would set the terminal's group to one that does not exist in the sandbox.
+        # xterm itself would set the terminal's group to one that the sandbox does not have.
         window_side, program_side = os.openpty()
         reader = Process("reader", ["/usr/bin/python3", f"{PROGRAMS}/terminal_reader.py", path],
                          test.desktop.environment, stdin=program_side)
@@ -72,7 +72,7 @@ class Terminal(Editor):
         return super().text()[self._first_line:]
 
     def time_of_last_read(self):
-        """Returns the time.monotonic() of the last read. Updated when the input pauses."""
+        """Returns the time.monotonic() of the last read. The reader updates it only in pauses."""
         if not os.path.exists(self.path + ".time"):
             return 0.0
         with open(self.path + ".time", encoding="ascii") as file:

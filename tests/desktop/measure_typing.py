@@ -13,7 +13,7 @@ _ROUNDS = 3
 class TypingSpeed(TypingCase):
 
     def test_characters_per_second(self):
-        """Types 100,000 characters into the same terminal, three times with each program in turn.
+        """Types 100,000 characters into a terminal with each program in turn, three times.
         Measures the time from the start to the last character that the terminal reads."""
         whole = lines(long_texts())
         self.connect(long_texts(), data_only(destination=2))

@@ -16,7 +16,7 @@ _TEXTS = [f"Item {number}" for number in range(100)]
 class ApplicationsTest(TypingCase):
 
     def prepare(self, application, arguments="%F"):
-        """Installs the application with a desktop entry, and connects the program."""
+        """Installs the application with a desktop entry, and starts the program with a scanner."""
         for ending in (".starts", ".text", ".palette"):
             if os.path.exists(_PROGRAM + ending):
                 os.unlink(_PROGRAM + ending)
@@ -33,7 +33,7 @@ class ApplicationsTest(TypingCase):
                 os.kill(pid, signal.SIGKILL)
 
     def starts(self):
-        """Returns the process numbers of all starts of the application."""
+        """Returns the process ID of each start of the application."""
         if not os.path.exists(_PROGRAM + ".starts"):
             return []
         with open(_PROGRAM + ".starts", encoding="ascii") as starts:
@@ -48,8 +48,8 @@ class ApplicationsTest(TypingCase):
         return self.desktop.xdotool("search", "--onlyvisible", "--name", f"^{title}$")
 
     def start_application(self):
-        """Starts the application with a run. The run does not wait for the application, which may
-        miss the first records."""
+        """Starts the application by synchronizing. The first records may be lost, because the run
+        does not wait until the application is ready."""
         self.deliver()
         wait_until(lambda: os.path.exists(_PROGRAM + ".text"), "the application")
         wait_until(lambda: self.window("text window"), "its window")

@@ -68,6 +68,6 @@ class TypingTest(TypingCase):
 
     def test_releases_all_keys(self):
         window = self.check(["AbC"] * 50, non_english=0)
-        # A held key would change the next one.
+        # A modifier key that is still pressed would change the next character.
         subprocess.run(["xdotool", "key", "x"], env=self.desktop.environment, check=True)
         window.wait_for_text("AbC\n" * 50 + "x")

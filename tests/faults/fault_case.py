@@ -21,14 +21,14 @@ class FaultTest(SystemTest):
         return self.plugged_in_scanner(records, model=model, options=options, faults=faults)
 
     def begin_connected(self, count, *faults, **more):
-        """Begins with `count` records and starts the program. Then adds the faults."""
+        """Like begin(), with `count` records. Starts the program and then adds the faults."""
         scanner = self.begin(some_records(count), **more)
         self.start_connected()
         scanner.fault(*faults)
         return scanner
 
     def text(self, records=None, serial="2104005771"):
-        """Returns the file's expected text for these records, or for all."""
+        """Returns the file's expected text for these records (default: all)."""
         records = self.records if records is None else records
         return file_text(records, self.settings, serial, self.model)
 
@@ -47,7 +47,7 @@ class FaultTest(SystemTest):
         self.quillet.press("Connect")
 
     def wait_until_reconnected(self):
-        """Waits for the end of disconnect() and connect(), and clears the view."""
+        """Waits until disconnect() and connect() have taken effect, and clears the view."""
         self.quillet.wait_for_view(messages.disconnected() + messages.connecting())
         self.quillet.wait_for_connect_label("Disconnect")
         self.quillet.clear()
@@ -61,7 +61,7 @@ class FaultTest(SystemTest):
 
     def check_lost_run(self, faults, wait, **settings):
         """A run with these faults must not end, and must not change the file or erase the scanner.
-        After a restart, the next run must be complete. `wait` waits for the effect."""
+        After a restart, the next run must be complete. `wait` waits until the faults take effect."""
         scanner = self.begin_connected(3, *faults, clear_memory=1, **settings)
         self.quillet.press("Synchronize")
         wait()
@@ -76,8 +76,8 @@ class FaultTest(SystemTest):
         self.check_lost_run(faults, lambda: self.quillet.wait_for_progress(messages.GIVEN_UP))
 
     def check_silent_runs(self, *runs):
-        """Checks lost runs. Each is a fault, the progress after which no data arrives, and
-        settings."""
+        """Checks lost runs. Each run is a tuple: a fault, the progress text when data stops
+        arriving, and settings."""
         for fault, progress, settings in runs:
             with self.subTest(fault):
                 self.check_lost_run(

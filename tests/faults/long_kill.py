@@ -17,10 +17,10 @@ class KillTest(FaultTest):
 
     def check(self, seed):
         """Kills the program at random times while it appends a run to a file of 6.6 MB. The file
-        must be complete: either the old one or the new one."""
+        must have either its complete old or its complete new contents."""
         chance = random.Random(seed)
         self.begin(some_records(64), auto_sync=1, append_data=1)
-        old = "".join(f"{line:08d} a line that was saved yesterday, and that is to stay so\r\n"
+        old = "".join(f"{line:08d} a line that was saved yesterday and must remain intact.\r\n"
                       for line in range(_OLD_LINES))
         new = old + self.text()
         counts = {"old": 0, "new": 0}

@@ -3,7 +3,7 @@
 from fault_case import (CHAIN, OUTPUT, FaultTest, Record, messages, some_records,
                         wait_until)
 
-_HARMLESS = '"garbage" 00 ff 0a 1b'  # contains no end of an answer and no start of a frame (03)
+_HARMLESS = '"garbage" 00 ff 0a 1b'  # no end-of-answer byte (21, 40), no frame start (03)
 _BURST_LIMIT = 4 << 20  # bytes of a burst that the program keeps
 _HEADER = 3  # bytes of a burst before the first record
 _RECORD = 19  # bytes of a record with 13 characters
@@ -14,7 +14,7 @@ class GarbageTest(FaultTest):
 
     def test_misleading_bytes_block_the_run(self):
         self.check_silent_runs(
-            # 03 starts a frame, which contains the following answers.
+            # 03 starts a frame. The following answers are read as its contents.
             ("on W 1 after 03", messages.REQUESTING, {}),
             ("on P 1 before ff", "3 records  ·  0.1 of 16711.7 kB", {}),
             ("on p1# 1 before ff", "Received 1 of 3 records", _ONE_BY_ONE),
@@ -47,7 +47,7 @@ class GarbageTest(FaultTest):
         self.check_run()
 
     def test_garbage_before_count_erases_unread_records(self):
-        # The count is negative: without a burst, no record is requested.
+        # The count is read as negative. Without a burst, the program then requests no records.
         scanner = self.begin_connected(3, "on N 1 before ff", clear_memory=1, **_ONE_BY_ONE)
         self.synchronize(messages.EMPTY_RUN)
         self.assert_old_file()
@@ -72,7 +72,7 @@ class GarbageTest(FaultTest):
         wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased", limit=8)
 
     def test_accepts_a_pause_within_a_count(self):
-        # The count 33 is 21, the end of an answer. The last byte arrives after the next command.
+        # The count 33 is the end-of-answer byte 21 (hex). The last byte arrives after the next command.
         self.begin_connected(33, "on N 1 chunks 4 250")
         self.check_run()
 
@@ -116,7 +116,7 @@ class GarbageTest(FaultTest):
             self.end_program()
 
     def test_accepts_counts_with_end_of_answer_bytes(self):
-        # 33, 64, 8448 and 16384 contain the byte 21 or 40, the end of an answer.
+        # 33, 64, 8448 and 16384 contain an end-of-answer byte (hexadecimal 21 or 40).
         for count in (1, 8448, 16384):
             self.check_count(count)
         for count in (33, 64):

@@ -66,7 +66,8 @@ class SilenceTest(FaultTest):
         self.check_run()
 
     def test_record_after_5_5_s_blocks_the_run(self):
-        # It is read as the answer to the next request. That request's answer never ends.
+        # The late record is read as the answer to the next request. The program then waits for the end
+        # of that request's real answer.
         self.check_silent_runs(
             (f"on p1# 1 delay {_LATE_MS}", "Received 3 records", {"burst_sync": 0}))
 

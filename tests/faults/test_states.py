@@ -13,7 +13,7 @@ _CLOSING = ["-[QuilletAppDelegate windowWillClose:]",
 class StatesTest(FaultTest):
 
     def check_close(self):
-        """Closes the program. It must log the disconnection and the port list."""
+        """Closes the program. It must log the lines of _CLOSING and then the port list."""
         self.close()
         lines = self.log.lines(self.quillet.pid)
         at = lines.index(_CLOSING[0])
@@ -106,7 +106,7 @@ class StatesTest(FaultTest):
         self.assert_no_stray_files(OUTPUT)
 
         os.unlink(OUTPUT)
-        # Unplugging stops the scanner's burst, which the next program would receive.
+        # Unplugging stops the burst. Otherwise the restarted program would receive the rest of it.
         scanner.unplug()
         scanner.plug_in()
         self.start_connected()

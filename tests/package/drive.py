@@ -30,7 +30,7 @@ RECORDS = some_records(130)
 
 
 class UserScanner(Scanner):
-    """Runs as the ordinary user, who thus owns the terminal."""
+    """A simulator that runs as the ordinary user, who therefore owns the terminal."""
 
     _USER = AS_USER
 
@@ -89,7 +89,7 @@ def synchronize(desktop, running, scanner, system, picture):
         text = file.read()
     if len(written) != 1 or text != file_text(RECORDS):
         errors.append(f"{written} differ from the scanner's records:\n{text}")
-    print(f"{written[0].removeprefix(system)}: {text.count(chr(10))} lines. The first one:")
+    print(f"{written[0].removeprefix(system)}: {text.count(chr(10))} lines. First line:")
     print("  " + text.splitlines()[0])
     paint(desktop, window, picture)
     desktop.xdotool("windowfocus", "--sync", window, "key", "ctrl+q")
@@ -123,7 +123,7 @@ def main():
                 if process is not None:
                     process.stop()
     for text in errors:
-        print("WRONG:", text)
+        print("ERROR:", text)
     sys.exit(1 if errors else 0)
 
 

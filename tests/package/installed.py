@@ -35,7 +35,7 @@ def check_icon(prefix):
     for size in SIZES:
         picture = (icons / f"{size}x{size}/apps/{NAME}.png").read_bytes()
         check(picture.startswith(b"\x89PNG\r\n\x1a\n"), f"the icon of size {size} is not a PNG file")
-        check(struct.unpack(">II", picture[16:24]) == (size, size), f"the icon of size {size} has another size")
+        check(struct.unpack(">II", picture[16:24]) == (size, size), f"the icon of size {size} has the wrong size")
 
 
 def check_names(prefix):

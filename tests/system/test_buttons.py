@@ -1,4 +1,4 @@
-"""The buttons, their menu entries and their keys."""
+"""The toolbar buttons and their keyboard shortcuts."""
 
 from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_records
 

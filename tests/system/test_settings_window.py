@@ -1,15 +1,15 @@
-"""The settings window, operated with a screen reader's interface and with keys."""
+"""The settings window, operated through the accessibility interface and with the keyboard."""
 
 from harness.case import OUTPUT, Record, Settings, SystemTest, messages, wait_until
 from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
-# The record from which the window makes its sample line.
+# The record that the window's sample line shows.
 _SAMPLE = Record(symbology=0, data=b"9780306406157", time="2026-11-16 14:07:09")
 
 
 def with_symbols(text):
-    """Replaces delimiters by the sample's symbols."""
+    """Replaces delimiters with the symbols that the sample shows."""
     for invisible, visible in (("\r\n", "⏎"), ("\r", "←"), ("\n", "↓"), ("\t", "→"), (" ", "␣")):
         text = text.replace(invisible, visible)
     return text

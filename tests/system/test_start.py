@@ -43,7 +43,7 @@ class StartTest(SystemTest):
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
 
     def test_works_with_closed_standard_streams(self):
-        # The next opened file would get the closed descriptor's number, and receive the output.
+        # Otherwise the next opened file would get the descriptor's number and receive the output.
         records = some_records(5)
         Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records)

@@ -61,7 +61,7 @@ class UnplugTest(SystemTest):
         self.assertEqual(before, scanner.commands())
         quillet.press("Synchronize")
 
-        # The end of any answer ends the run, without records.
+        # An end-of-answer byte ends the run without records.
         scanner.fault("at 0ms send 40")
         text += messages.NO_DATA + messages.FINISHED + messages.connected() + messages.CLOCK_SET
         quillet.wait_for_view(text)
@@ -89,7 +89,7 @@ class UnplugTest(SystemTest):
         quillet.wait_for_view(messages.RUN_STARTED + "." + messages.disconnected())
         self.assert_file(OUTPUT, "saved yesterday\r\n")
 
-        # The run continues after the reconnection. Records requested in between are missing.
+        # The run continues after the reconnection. Records requested while unplugged are missing.
         scanner.plug_in()
         quillet.wait_for_view_end(messages.ERASED + messages.FINISHED + messages.connected()
                                   + messages.CLOCK_SET)

@@ -62,10 +62,10 @@ def start_scanner():
 class Terminal:
     def __init__(self):
         reader = ["python3", f"{HERE}/terminal_reader.py", TYPED]
-        # By default foot pastes with another key.
+        # By default, foot does not paste with Ctrl+V.
         start("terminal", "foot", "--override=key-bindings.clipboard-paste=Control+v", *reader)
         wait_until(lambda: os.path.exists(TYPED), "the terminal")
-        # Wayland does not report focus to other programs.
+        # Wayland provides no way to wait until another program has focus.
         time.sleep(3)
 
     @staticmethod
@@ -126,13 +126,13 @@ def has_arrived(text):
 
 
 def caps_lock_is_lit():
-    """Returns the state of the virtual keyboard's light."""
+    """Returns whether the virtual keyboard's Caps Lock LED is on."""
     for light in glob.glob("/sys/class/leds/*::capslock"):
         with open(f"{light}/device/name", encoding="ascii") as name, \
                 open(f"{light}/brightness", encoding="ascii") as brightness:
             if name.read() == "Quillet keyboard\n":
                 return brightness.read() != "0\n"
-    raise AssertionError("the virtual keyboard has no light")
+    raise AssertionError("the virtual keyboard has no Caps Lock LED")
 
 
 def main():

@@ -104,7 +104,7 @@ class Node:
         found = [node for node in self.descendants()
                  if node.role == role and name in (None, node.name)]
         if len(found) != 1:
-            raise AssertionError(f"{len(found)} objects are {role} {name}:\n{self.tree()}")
+            raise AssertionError(f"{len(found)} objects with role {role}, name {name}:\n{self.tree()}")
         return found[0]
 
     def text(self):

@@ -127,12 +127,12 @@ class ProductTest(unittest.TestCase):
         self.quillet.wait_for_view(expected_view)
 
     def synchronize_to_file(self, records, settings=Settings(), path=OUTPUT, **scanner):
-        """Synchronizes. The view must have been empty, and the file must contain these records."""
+        """Synchronizes. The view must be empty before. The file must then contain these records."""
         self.synchronize(messages.file_run(len(records), path))
         self.assert_file(path, file_text(records, settings, **scanner))
 
     def disconnect(self):
-        """Presses Disconnect in a connected program with an empty view."""
+        """Presses Disconnect. The program must be connected and the view empty."""
         self.quillet.press("Disconnect")
         self.quillet.wait_for_view(messages.disconnected())
         self.quillet.wait_for_connect_label("Connect")
@@ -150,7 +150,7 @@ class ProductTest(unittest.TestCase):
 
 
 class SystemTest(ProductTest):
-    """A test on mocked USB devices. There is no data folder at first."""
+    """A test with mocked USB devices. The data folder does not exist at first."""
 
     def create_devices(self):
         from harness.devices import Devices  # needs umockdev, which tests/guest does not install

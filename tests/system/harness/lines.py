@@ -50,7 +50,7 @@ def line(record, settings=Settings(), serial="2104005771", model="old"):
 
 
 def _transferred(records, settings):
-    """A burst leaves out erased slots. Record by record, they are transferred."""
+    """A burst omits erased slots. A record-by-record run transfers them."""
     return [record for record in records if record.symbology != _ERASED or not settings.burst_sync]
 
 
@@ -64,7 +64,7 @@ def file_text(records, settings=Settings(), serial="2104005771", model="old"):
 
 
 def view_text(records, settings=Settings(), serial="2104005771", model="old"):
-    """Returns the view's expected text, in which CR LF, CR and LF are all line ends."""
+    """Returns the view's expected text. CR LF, CR and LF each end a line."""
     return "".join(
         line(record, settings, serial, model).replace("\r\n", "\n").replace("\r", "\n")
         for record in _transferred(records, settings))

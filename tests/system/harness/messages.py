@@ -31,12 +31,12 @@ def disconnected(serial="005771"):
 
 
 def connecting(node="ttyACM0", serial="005771"):
-    """A successful attempt to connect that sets the scanner's clock."""
+    """Messages of a successful attempt to connect that sets the scanner's clock."""
     return ATTEMPT + trying(node) + connected(serial) + CLOCK_SET
 
 
 def failed_attempt(node="ttyACM0"):
-    """A failed automatic attempt to connect."""
+    """Messages of a failed automatic attempt to connect."""
     return ATTEMPT + trying(node) + FAILED + FAILED_TO_CONNECT
 
 
@@ -45,13 +45,13 @@ def count(number):
 
 
 def file_run(number, path):
-    """A run that writes `number` records to a file. There is one dot per 64 records."""
+    """Messages of a run that writes `number` records to a file. There is one dot per 64 records."""
     dots = "." * ((number + 63) // 64)
     return RUN_STARTED + dots + f"\nSynchronized to {path}\n" + count(number) + FINISHED
 
 
 def erasing_run(number, path):
-    """A run to a file that erases the scanner at its end."""
+    """Messages of a run to a file that erases the scanner at its end."""
     return file_run(number, path).replace(FINISHED, ERASED + FINISHED)
 
 

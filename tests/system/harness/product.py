@@ -14,8 +14,8 @@ PORT_LIST = "Port"
 
 _FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
-# After a report of a sanitizer, the program's exit status is not 0. umockdev is preloaded before
-# the sanitizers' libraries, which is safe: it replaces none of the memory functions.
+# If a sanitizer reports an error, the program's exit status is not 0. Preloading umockdev before
+# the sanitizers' libraries is safe, because it does not replace memory functions.
 _SANITIZERS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
     "LSAN_OPTIONS": f"print_suppressions=0:suppressions={_FOLDER}/libraries.lsan",
@@ -85,7 +85,7 @@ class Quillet:
         wait_until(lambda: self.title() == title, lambda: f"title {title!r}, not {self.title()!r}")
 
     def _settled(self, read):
-        """Returns read(). Repeats it if a control disappears in the meantime."""
+        """Returns the result of read(). Calls it again if a control disappears during the call."""
         results = []
 
         def attempt():

@@ -7,7 +7,7 @@ files of the sandbox are removed.
 Without namespaces, a preloaded library redirects the private paths to a folder (private_paths.c).
 Processes and all other paths are shared with the machine, and /Users cannot be limited in size.
 
-Both kinds run without privileges and drop those of root, to which file permissions do not apply.
+Both kinds of sandbox drop root's privileges, because file permissions do not apply to root.
 """
 
 import ctypes
@@ -86,7 +86,7 @@ def in_namespaces(inner, visible, environment):
     for folder in ("/tmp", "/run"):
         arguments += ["--tmpfs", folder]
     arguments += ["--size", str(_DISK_SIZE), "--tmpfs", "/Users"]
-    # The visible paths may be inside the private folders.
+    # Mounted last, because the visible paths may be inside the private folders.
     for path in visible:
         arguments += ["--ro-bind", path, path]
     # libudev checks this file to detect udev.

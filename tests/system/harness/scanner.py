@@ -159,7 +159,7 @@ class Scanner:
             return transcript.read()
 
     def stop(self):
-        """Switches the scanner off. Returns the simulator's complaints about invalid commands."""
+        """Switches the scanner off. Returns the simulator's error messages about invalid commands."""
         if self._process is None:
             return ""
         self._process.stop()

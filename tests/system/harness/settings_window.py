@@ -4,7 +4,7 @@ from harness.waiting import wait_until
 
 
 class SettingsWindow:
-    """Finds its controls again for each call."""
+    """The settings window. Each call looks up its controls again."""
 
     def __init__(self, desktop, quillet):
         self._desktop = desktop

@@ -57,5 +57,5 @@ class SystemLog:
     def wait_for(self, line, times=1):
         """Waits until exactly this line has been written at least `times` times."""
         wait_until(lambda: self.lines().count(line) >= times,
-                   lambda: f"{times} x {line!r} in the log. Its end:\n"
+                   lambda: f"{times} x {line!r} in the log. The log ends with:\n"
                            + "\n".join(self.lines()[-40:]))

@@ -3,11 +3,11 @@
 import os
 import time
 
-# Default time-out in seconds. Many times what an idle machine needs.
+# Default time-out in seconds, many times longer than an idle machine needs.
 PATIENCE = float(os.environ.get("SYSTEM_TEST_PATIENCE", "40"))
 
-# The pause between two checks grows with the time waited, within limits in seconds: a check takes
-# processor time from several processes.
+# The pause between two checks is a share of the time waited, within limits in seconds. Each check
+# takes processor time in several processes.
 _SHARE = 0.05
 _SHORTEST = 0.02
 _LONGEST = 0.1
@@ -27,5 +27,5 @@ def wait_until(condition, what, limit=PATIENCE):
         waited = time.monotonic() - start
         if waited > limit:
             text = what() if callable(what) else what
-            raise AssertionError(f"not within {limit:.0f} s: {text}")
+            raise AssertionError(f"timed out after {limit:.0f} s, waiting for {text}")
         time.sleep(min(max(_SHORTEST, _SHARE * waited), _LONGEST))

@@ -28,7 +28,7 @@ def modem_terminals():
 
 
 def port_name(terminal):
-    """Returns the program's name for a terminal. It is made of bus, port and interface number."""
+    """Returns the program's name for a terminal. It consists of bus, port and interface number."""
     interface = os.path.basename(os.path.realpath(f"{_TERMINALS}/{terminal}/device"))
     bus, port, _configuration, number = re.fullmatch(r"(\d)-(\d):(\d)\.(\d)", interface).groups()
     return f"usbmodem{bus}{port}{number}"

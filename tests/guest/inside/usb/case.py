@@ -16,7 +16,7 @@ class _RealDevices:
 
 
 class UsbTest(ProductTest):
-    """A test as an ordinary user."""
+    """A test that runs as an ordinary user."""
 
     log_path = "/tmp/log.socket"
     scanner_class = UsbScanner

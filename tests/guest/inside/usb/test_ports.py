@@ -11,8 +11,8 @@ _IN_OPEN = 0x20
 
 
 class Openings:
-    """Counts how often any process opens a device. Consecutive openings without another event
-    count once (inotify(7))."""
+    """Counts how often processes open a device. Consecutive openings count once, because
+    inotify(7) merges identical events."""
 
     def __init__(self, path):
         libc = ctypes.CDLL(None, use_errno=True)
