@@ -21,6 +21,7 @@ TEST(TextEncodingTest, DecodesTextByItsMarkOrContents) {
        "a\0\xAC\x20"s,
        "a\xE2\x82\xAC"},
       {"\xFE\xFF\xD8\x3D\xDE\x00"s, "\xF0\x9F\x98\x80"},
+      {"\xFE\xFF\xDB\xFF\xDF\xFF"s, "\xF4\x8F\xBF\xBF"},
   };
   for (const auto& [file, text] : cases) EXPECT_EQ(DecodeTextFile(file), text);
 }
