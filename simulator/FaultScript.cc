@@ -241,7 +241,7 @@ void ReadTrigger(Words& words, Fault& fault) {
   if (fault.trigger == FaultTrigger::kCommand) {
     fault.command = words.Take("a command").text;
     if (!NamesCommand(fault.command)) {
-      throw Complaint("\"" + fault.command + "\" is not a command of the scanner");
+      throw Complaint("\"" + fault.command + "\" is not a scanner command");
     }
     ReadOccurrence(words, fault);
   } else if (fault.trigger == FaultTrigger::kTime) {

@@ -73,7 +73,8 @@ ScanRecord ReadRecord(std::string_view line, Model model) {
   const std::string time = Trimmed(fields[2]);
   const auto moment = ParseCalendarTime(time);
   if (!moment) {
-    throw Complaint("\"" + time + "\" is not a time from 2000 to 2063 as YYYY-MM-DD HH:MM:SS");
+    throw Complaint("\"" + time +
+                    "\" is not a valid time: use YYYY-MM-DD HH:MM:SS, years 2000 to 2063");
   }
   record.time = *moment;
   return record;

@@ -122,8 +122,8 @@ Bytes TavoDevice::AllRecordsAnswer() {
     const Bytes record = Encode(settings_.records[index], settings_.model);
     // The length of a frame has 24 bits. Records that do not fit are not sent.
     if (kFrameLengthSize + content.size() + record.size() > kLongestFrame) {
-      AddLimited(report_.notes, "records from number " + std::to_string(index) +
-                                    " on do not fit into the answer to P");
+      AddLimited(report_.notes,
+                 "record " + std::to_string(index) + " and later do not fit in the answer to P");
       break;
     }
     Append(content, record);
@@ -133,8 +133,8 @@ Bytes TavoDevice::AllRecordsAnswer() {
 
 std::optional<Bytes> TavoDevice::OneRecordAnswer(std::uint32_t index) {
   if (index >= settings_.records.size()) {
-    AddLimited(report_.notes, "record " + std::to_string(index) + " was requested; stored: " +
-                                  std::to_string(settings_.records.size()));
+    AddLimited(report_.notes, "record " + std::to_string(index) + " was requested, but only " +
+                                  std::to_string(settings_.records.size()) + " are stored");
     return std::nullopt;
   }
   return Frame({kFrameStart}, Encode(settings_.records[index], settings_.model));

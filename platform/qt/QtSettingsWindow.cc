@@ -253,7 +253,7 @@ QWidget* QtSettingsWindow::Parts::MakeSampleGroup() {
     Outline(*view);
     view->setToolTip(legend.text());
   }
-  auto* sample = new Group("A line will look like this");
+  auto* sample = new Group("Preview");
   sample->Add("O&lder scanners:", older).Add("&300 series:", series300).Add(legend);
   return sample;
 }

@@ -10,7 +10,8 @@ from harness.sandbox import PRIVATE_DISK
 class DiskTest(FaultTest):
 
     def check_failed_run(self, failures=1):
-        """The view reports success. The file is unchanged, and the log contains all records."""
+        """Checks that the file is unchanged and the log has all records, although the view
+        reports success."""
         self.synchronize(messages.file_run(3, OUTPUT))
         self.log.wait_for("Fail to write", failures)
         self.assert_old_file()

@@ -72,7 +72,7 @@ class GarbageTest(FaultTest):
         wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased", limit=8)
 
     def test_accepts_a_pause_within_a_count(self):
-        # The count 33 is the end-of-answer byte 21 (hex). The last byte arrives after the next command.
+        # A count of 33 is the byte 0x21, which also ends an answer. The last byte arrives late.
         self.begin_connected(33, "on N 1 chunks 4 250")
         self.check_run()
 

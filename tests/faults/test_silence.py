@@ -28,7 +28,7 @@ class SilenceTest(FaultTest):
                 self.quillet.clear()
         self.check_run()
 
-    def test_gives_up_run_after_5_unanswered_wake_ups(self):
+    def test_aborts_run_after_5_unanswered_wake_ups(self):
         scanner = self.begin_connected(3)
         before = scanner.all_commands()
         scanner.fault(*(f"on W {number} ignore" for number in range(1, 6)))
@@ -85,7 +85,7 @@ class SilenceTest(FaultTest):
             scanner.fault(f"on W 1 delay {delay}")
             self.check_run()
 
-    def test_gives_up_run_if_silent_after_burst(self):
+    def test_aborts_run_if_silent_after_burst(self):
         self.check_given_up_run(*(f"on W {number} ignore" for number in range(2, 7)))
 
     def test_unanswered_commands_change_no_file(self):

@@ -33,7 +33,7 @@ class UnsolicitedTest(FaultTest):
         self.restart()
         self.check_run()
 
-    def test_gives_up_run_after_incomplete_frame(self):
+    def test_aborts_run_after_incomplete_frame(self):
         # The answers do not complete the frame.
         for frame in ("03 00 00 00", "03 00 01 00"):
             with self.subTest(frame):

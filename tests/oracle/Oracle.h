@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-// A second implementation of the composition of lines from stored records. It shares no code with
+// An independent implementation that composes lines from stored records. It shares no code with
 // the program.
 
 namespace quillet::oracle {

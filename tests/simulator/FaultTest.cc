@@ -70,8 +70,8 @@ TEST(FaultScript, ReportsErrorsWithLineAndReason) {
   const std::pair<const char*, const char*> kErrors[] = {
       {"on M silence\n\nif M silence\n",
        "line 3: expected on, after-sent, after-received, after-bytes or at, not \"if\""},
-      {"on Q silence", "line 1: \"Q\" is not a command of the scanner"},
-      {"on p01# silence", "line 1: \"p01#\" is not a command of the scanner"},
+      {"on Q silence", "line 1: \"Q\" is not a scanner command"},
+      {"on p01# silence", "line 1: \"p01#\" is not a scanner command"},
       {"on", "line 1: expected a command at the end of the rule"},
       {"on M", "line 1: expected an action at the end of the rule"},
       {"on M explode", "line 1: unknown action \"explode\""},

@@ -83,8 +83,8 @@ TEST(RecordTable, ReportsErrorsWithLineAndReason) {
        "line 3: \"99 bottles\" is neither a symbology of this model nor a number up to 255"},
       {good + "0,1\n", "line 2: expected symbology, data and time, not 2 fields"},
       {good + "0,1,2026-11-31 09:15:00\n",
-       "line 2: \"2026-11-31 09:15:00\" is not a time from 2000 to 2063 as "
-       "YYYY-MM-DD HH:MM:SS"},
+       "line 2: \"2026-11-31 09:15:00\" is not a valid time: use "
+       "YYYY-MM-DD HH:MM:SS, years 2000 to 2063"},
       {"0,\\x4,2026-11-16 09:15:00", "line 1: \\x must be followed by two hexadecimal digits"},
       {"0,\\q,2026-11-16 09:15:00",
        "line 1: a backslash must be followed by x and two digits, \\, n, r or t"},

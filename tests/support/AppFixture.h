@@ -85,7 +85,7 @@ class AppFixture : public ::testing::Test {
     FinishConnecting();
   }
 
-  /// Waits until one more attempt to connect has ended.
+  /// Waits for the next connection attempt to finish.
   void FinishConnecting() {
     ++attempts_;
     ASSERT_TRUE(WaitFor([&] { return Started() == attempts_ && !controller.bConnecting; }));

@@ -95,7 +95,7 @@ class FakeWindow final : public platform::Window {
   }
   const std::string& title() const { return title_; }
 
-  /// The calls of the program: "front", "key" or "close", in order.
+  /// Calls made by the program, in order: "front", "key" or "close".
   const std::vector<std::string>& doings() const { return doings_; }
   bool IsShown() const { return shown_; }
 

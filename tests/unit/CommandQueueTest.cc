@@ -61,7 +61,7 @@ TEST(CommandQueueTest, ConsumesNoEntryFromBeforeAReset) {
   EXPECT_EQ(queue.Head()->type, 'W');
 }
 
-TEST(CommandQueueTest, KeepsEntriesWholeDuringAppendsAndRewinds) {
+TEST(CommandQueueTest, KeepsEntriesIntactDuringAppendsAndRewinds) {
   CommandQueue queue;
   constexpr int kWriters = 3;
   constexpr int kEntries = 20000;
@@ -104,7 +104,7 @@ TEST(CommandQueueTest, KeepsEntriesWholeDuringAppendsAndRewinds) {
   EXPECT_FALSE(queue.Head());
 }
 
-TEST(CommandQueueTest, KeepsEntriesWholeDuringResets) {
+TEST(CommandQueueTest, KeepsEntriesIntactDuringResets) {
   CommandQueue queue;
   std::atomic<bool> finished{false};
   std::thread reconnecting([&] {

@@ -66,7 +66,7 @@ TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
   registry.Plug("usbmodem1", "/absent");
   FinishConnecting();
   EXPECT_EQ(ports.items(), (Titles{"None", "None", "usbmodem1"}));
-  // The item is selected by position in the port table, so it is not that of the new port.
+  // The selection is a position in the port table, so it is not the new port.
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 

@@ -139,7 +139,7 @@ TEST(ReceiveMachineLimits, KeepsAnUnsolicitedRecordAfterReset) {
   EXPECT_TRUE(std::ranges::equal(receiver->machine.RxBuffer().subspan(3, 3), "abc"s));
 }
 
-TEST(ReceiveMachineLimits, CountsUpToTheLargestLength) {
+TEST(ReceiveMachineLimits, StopsCountingAboveTheLargestLength) {
   const auto receiver = std::make_unique<Receiver>(true);
   receiver->Take(std::string((1 << 24) + 10, 'x'));
   EXPECT_EQ(receiver->machine.writePtr(), 1 << 24);

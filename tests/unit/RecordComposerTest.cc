@@ -141,7 +141,7 @@ TEST_F(RecordComposerTest, DecodesDataAsUtf8OrLatin1) {
   for (const auto& [record, line] : cases) EXPECT_EQ(Line(record + kTime), line);
 }
 
-TEST_F(RecordComposerTest, ReadsTheLengthOfEitherLayout) {
+TEST_F(RecordComposerTest, ReadsTheLengthInBothLayouts) {
   composer.GetBarcodeLength(BytesOf(kRecord));
   EXPECT_EQ(composer.BarcodeLength, 4);
   EXPECT_EQ(composer.BufferOffset, 1);
@@ -152,7 +152,7 @@ TEST_F(RecordComposerTest, ReadsTheLengthOfEitherLayout) {
   EXPECT_EQ(composer.BufferOffset, 2);
 }
 
-TEST_F(RecordComposerTest, NamesTheSymbologyOfEitherLayout) {
+TEST_F(RecordComposerTest, NamesTheSymbologyInBothLayouts) {
   Set({.serial = false, .recordDelimiter = 0, .fields = "n,d,t"});
   const struct {
     bool series300;

@@ -109,7 +109,7 @@ TEST_F(RecordDownloadTest, SkipsErasedSlotsInABurstOnly) {
   EXPECT_EQ(owner.records(), Texts{"ABC"});
 }
 
-TEST_F(RecordDownloadTest, StepsByTheWholeLengthForThe300Series) {
+TEST_F(RecordDownloadTest, AdvancesByTheWholeLengthOnThe300Series) {
   EXPECT_EQ(RecordsOf(Framed(kRecord300 + kRecord300), true), (Texts{"ABCD", "ABCD"}));
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][25:14:11]"));
 }

@@ -118,7 +118,7 @@ TEST_F(SettingsFileTest, SavesAndRestoresEachSettingInItsPosition) {
   }
 }
 
-TEST_F(SettingsFileTest, ReadsNegativeNumbersFromAnEmptyFile) {
+TEST_F(SettingsFileTest, ReadsMinus48ForNumbersOfAnEmptyFile) {
   PutFile(SettingsPath(), "");
   Start();
   for (const auto& each : kSettingsControls) {

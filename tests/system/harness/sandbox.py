@@ -78,7 +78,7 @@ def _usual_environment():
 
 
 def in_namespaces(inner, visible, environment):
-    """Returns the command that runs `inner`, a list of words, in namespaces.
+    """Returns the command that runs `inner`, an argument list, in namespaces.
 
     `visible` are paths that stay visible. `environment` is added to the default variables.
     """

@@ -113,7 +113,7 @@ class Scanner:
         wait_until(lambda: not os.path.lexists(self.link), f"{self.link} to disappear")
 
     def wait_until_unplugged(self):
-        """Waits until a fault closes the line, and removes the device."""
+        """Waits until a fault closes the line, then removes the device."""
         self.wait_until_line_is_closed()
         self.remove_device()
 

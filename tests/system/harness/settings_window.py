@@ -53,7 +53,7 @@ class SettingsWindow:
         self._desktop.xdotool("key", *keys)
 
     def choose(self, name, position):
-        """Selects a list's item with the keyboard. Positions begin at 0."""
+        """Selects a list item with the keyboard. Positions start at 0."""
         self.list(name).grab_focus()
         self.type_keys("Home", *["Down"] * position)
         wait_until(lambda: self.chosen(name) == position,

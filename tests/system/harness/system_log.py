@@ -44,7 +44,7 @@ class SystemLog:
             return list(self._lines)
 
     def lines(self, pid=None):
-        """Returns the lines without headers, of all processes or of process `pid`."""
+        """Returns the lines, without headers, from all processes or only from `pid`."""
         lines = []
         for datagram in self.datagrams():
             header = _HEADER.match(datagram)
