@@ -78,7 +78,7 @@ extern const std::string_view kFaultHelp;
 struct LineCounters {
   std::uint64_t sent = 0;
   std::uint64_t received = 0;
-  std::uint64_t lost = 0;  ///< sent while the computer had the port closed
+  std::uint64_t lost = 0;  ///< bytes sent while the port was closed
 };
 
 /// The armed faults.

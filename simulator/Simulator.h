@@ -114,7 +114,7 @@ class Simulator {
   ScannerOnLine scanner_;
   bool stopping_ = false;
   bool waitingOnLine_ = false;  ///< the thread waits for an event, without the mutex
-  int changes_ = 0;             ///< pending calls of Change(), which take precedence
+  int changes_ = 0;             ///< pending calls of Change()
   std::uint64_t turns_ = 0;
   mutable std::condition_variable turned_;
 

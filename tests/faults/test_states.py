@@ -80,8 +80,9 @@ class StatesTest(FaultTest):
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()
         window.open_panel()
-        # The panel is modal: the window closes only after the panel.
+        # The panel is modal: a request to close the window has no effect.
         self.quillet.close_window()
+        self.desktop.wait_for_window_manager()
         window.type_keys("Escape")
         window.wait_until_open()
         self.check_close()

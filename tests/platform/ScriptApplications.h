@@ -14,7 +14,7 @@ namespace quillet::test {
 
 /// Shell scripts that act as applications. Each start appends the process ID to a file.
 class ScriptApplications {
-  UniqueFd writer_;  // closed after the folder is removed, so that no script can wait for it later
+  UniqueFd writer_;  // closed after the folder is removed
 
  public:
   ScriptApplications() {

@@ -26,8 +26,8 @@ class ProtocolDocumentTest : public SessionFixture {
   }
 
   // Returns the conversation with the scanner, one string for each turn: "computer 57", "scanner
-  // 40". On a busy machine the scanner may answer late, so that the program sends several wake-ups.
-  // The additional turns are omitted.
+  // 40". On a busy machine the scanner may answer late, and the program then sends several
+  // wake-ups. The additional turns are omitted.
   std::vector<std::string> Conversation() const {
     std::vector<std::string> turns;
     Direction last = Direction::kEvent;

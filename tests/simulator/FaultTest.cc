@@ -85,7 +85,7 @@ TEST(FaultScript, ReportsErrorsWithLineAndReason) {
       {"at 1s silence", "line 1: \"silence\" is only allowed after \"on\""},
       {"at 1 unplug", "such as 2.5s or 700ms"},
       {"at s unplug", "such as 2.5s or 700ms"},
-      {"after-sent 0 unplug", "counted from 1"},
+      {"after-sent 0 unplug", "line 1: the number of bytes must be at least 1"},
       {"on M length 5", "only the answers to p and P"},
       {"on P length 16777216", "24 bits"},
       {"on P chunks 0", "at least one byte"},

@@ -150,7 +150,7 @@ TEST_F(SimulatorTest, SendsLiveScanAfterPendingAnswer) {
   EXPECT_EQ(bytes[11], 0x03);
 }
 
-TEST_F(SimulatorTest, HangsUpWhenUnpluggedAndAnswersWhenPlugged) {
+TEST_F(SimulatorTest, HangsUpWhenUnpluggedAnswersWhenPluggedIn) {
   Attach();
   scanner->Plug();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));

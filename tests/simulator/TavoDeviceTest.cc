@@ -77,7 +77,7 @@ TEST_F(TavoDeviceTest, AnswersIdentityAsText) {
   }
 }
 
-TEST_F(TavoDeviceTest, SendsRecordsInLayoutOfModel) {
+TEST_F(TavoDeviceTest, SendsRecordsInTheLayoutOfTheModel) {
   CreateWith({MakeRecord(6, "A", kMoment), MakeRecord(4, "BC", kMoment)});
   EXPECT_EQ(Exchange("p1#"),
             (Bytes{0x03, 0x00, 0x00, 0x0B, 0x07, 0x04, 'B', 'C', 0x31, 0x47, 0x41, 0x09}));

@@ -42,7 +42,7 @@ struct Choice {
 class AppFixture : public ::testing::Test {
  protected:
   /// @param speed  see FakeClock
-  /// @param own    replacements of the fakes; they must never be destroyed
+  /// @param own    replacements for the fakes; they must never be destroyed
   explicit AppFixture(double speed = 1000, const OwnPlatform& own = {})
       : clock(Immortal<FakeClock>(speed)), own_(own) {
     application.setWindow(&window);

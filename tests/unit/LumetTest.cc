@@ -123,7 +123,7 @@ TEST_F(LumetTest, ReportsTheEndAfterTheClosingCommand) {
   EXPECT_TRUE(done);
 }
 
-TEST_F(LumetTest, ReadsAFrameAfterAnAnswerAsUnsolicited) {
+TEST_F(LumetTest, TreatsAFrameAfterAnAnswerAsUnsolicited) {
   AwaitRecord();
   // The first frame answers the command. The second one is an unsolicited record.
   Receive("\x03" + Framed() + "x@\x03" + Framed() + "@y@");

@@ -24,7 +24,7 @@ class SynchronizationTest : public test::AppFixture {
   const std::string closing_ = "Synchronization finished. Tavo can be plugged off now|";
 };
 
-TEST_F(SynchronizationTest, ShowsDotsFileAndCountOfARunToTheFile) {
+TEST_F(SynchronizationTest, ShowsDotsPathAndCountWhenWritingAFile) {
   std::vector<std::string> records;
   std::string lines;
   for (int i = 0; i < 130; ++i) lines += records.emplace_back(std::to_string(i)) + "\r\n";

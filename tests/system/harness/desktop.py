@@ -63,6 +63,12 @@ class Desktop:
                               timeout=PATIENCE / 2)
         return done.stdout.rstrip("\n") if done.returncode == 0 else None
 
+    def wait_for_window_manager(self):
+        """Waits until the window manager has handled all earlier requests: it keeps their order."""
+        number = str(int(self.xdotool("get_num_desktops")) + 1)
+        self.xdotool("set_num_desktops", number)
+        wait_until(lambda: self.xdotool("get_num_desktops") == number, "the window manager")
+
     def clipboard_text(self):
         script = ("import sys, tkinter; root = tkinter.Tk(); root.withdraw(); "
                   "sys.stdout.write(root.clipboard_get())")

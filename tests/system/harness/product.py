@@ -194,8 +194,8 @@ class Quillet:
                    lambda: f"the port list {entries}; it is {self.ports()}")
 
     def chosen_port(self):
-        """Returns the selected port as a screen reader finds it: by the entry's state, or in the
-        list's text. Returns None if neither names one port."""
+        """Returns the selected port as a screen reader reports it, from the state of the entry or
+        the text of the list. Returns None if neither identifies a single port."""
         chosen = self._settled(lambda: [entry.name for entry in self._port_entries()
                                         if entry.is_selected()])
         if not chosen and self._port_list().has_text():
