@@ -177,7 +177,8 @@ TEST(TavoSimulatorProgram, ExecutesLinesOfItsInput) {
   EXPECT_THAT(program.Say("scan nonsense 1"),
               HasSubstr("error: \"nonsense\" is neither a symbology"));
   EXPECT_THAT(program.Say("scan 1 " + std::string(251, 'x')), HasSubstr("error: a record of this"));
-  EXPECT_THAT(program.Say("fault on Q silence"), HasSubstr("error: \"Q\" is not a command"));
+  EXPECT_THAT(program.Say("fault on Q silence"),
+              HasSubstr("error: \"Q\" is not a scanner command"));
   EXPECT_EQ(program.Say("records"), "records 1");
   EXPECT_THAT(program.Say("help"), StartsWith("While it runs"));
 }
@@ -235,7 +236,7 @@ TEST(TavoSimulatorProgram, ExitsWith1AndAReasonOnFailure) {
       {{"--csv", "/no/such/file"}, "/no/such/file: No such file"},
       {{"--csv", "/tmp"}, "/tmp: Is a directory"},
       {{"--csv", table}, "table.csv, line 1: expected symbology, data and time"},
-      {{"--faults", faults}, "faults, line 2: \"Q\" is not a command"},
+      {{"--faults", faults}, "faults, line 2: \"Q\" is not a scanner command"},
       {{"--transcript", "/no/such/folder/file"}, "/no/such/folder/file: No such file"},
       {{"--link", "/no/such/folder/link"}, "/no/such/folder/link"},
       {{"--device", "/no/such/device"}, "/no/such/device: No such file"}};
