@@ -13,8 +13,9 @@ using platform::KeyFlag;
 constexpr std::uint16_t kKeyV = 9;
 constexpr int kRunningChecks = 10;
 
-// Pause before and after pressing the paste keys. Before, the clipboard may not be ready yet.
-// After, the application needs time to read it before the next record replaces the contents.
+// Pause before and after pressing the paste keys. The first pause gives the clipboard time to
+// become ready. The second gives the application time to read the clipboard before the next record
+// replaces its contents.
 constexpr auto kPastePause = 100ms;
 
 void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag flag) {
@@ -34,7 +35,7 @@ void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
 }
 
 void ApplicationDelivery::Paste(const std::string& record) {
-  // If this fails, Command-V would paste the old contents.
+  // If SetString fails, Command-V would paste the old contents of the clipboard.
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
     return;

@@ -11,7 +11,7 @@ namespace quillet {
 /// Delivers records to other applications: types or pastes them, and starts applications. Log lines
 /// use the names of the SyncController operations.
 ///
-/// Called on the read thread; Run also on the thread that begins a synchronization.
+/// Called on the read thread. Run is also called on the thread that begins a synchronization.
 class ApplicationDelivery {
  public:
   /// @param platform  provides clock, key events, pasteboard and applications

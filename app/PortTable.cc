@@ -34,7 +34,7 @@ std::int32_t PortTable::Keep(std::span<const std::string> names,
 PortTable::ListChange PortTable::AfterSearch(std::int32_t before, bool flag, bool connected) const {
   ListChange change;
   if (!connected) {
-    // If no ports were found, the list has a second item "None" after the first.
+    // If the previous search found no ports, the list has a second item "None" to remove.
     if (flag) change.removals = std::max(before, 1);
     for (std::int32_t i = 0; i < numPorts; ++i) {
       change.titles.push_back(At(stream, i));

@@ -59,7 +59,8 @@ class PortTable {
   std::string PathTried() const { return IsPort(portIndex) ? At(path, portIndex) : std::string(); }
 
   /// Stores the name of port `index` in `connectedPortString`, or an empty string if `index` is not
-  /// a port. That happens if the scanner answers after the attempt on the last port has ended.
+  /// a port. `index` equals `numPorts` if the scanner answers after the attempt on the last port
+  /// has ended.
   void SetConnected(std::int32_t index);
 
   /// Returns true if the removal of a port ends the connection: no port remains, or a remaining
@@ -70,8 +71,8 @@ class PortTable {
   std::array<SharedText, kMaximumPorts> stream;  ///< device names; valid below numPorts
   std::array<SharedText, kMaximumPorts> path;    ///< device paths; valid below numPorts
   SharedText connectedPortString;                ///< device name of the connected port
-  Word<std::int32_t> selectedItem = 0;           ///< selected position; 1 is the first port
-  Word<std::int32_t> portIndex = 0;              ///< the port being tried, from 0
+  Word<std::int32_t> selectedItem = 0;           ///< selected list position; 1 is the first port
+  Word<std::int32_t> portIndex = 0;              ///< index of the port being tried, from 0
 
  private:
   using Texts = std::array<SharedText, kMaximumPorts>;

@@ -25,7 +25,7 @@ class QuilletAppDelegate {
   void setSyncController(SyncController* controller) { syncController_ = controller; }
   ///@}
 
-  void applicationDidFinishLaunching();  ///< initializes the controller; once, on the main thread
+  void applicationDidFinishLaunching();  ///< initializes the controller; main thread, once
   void windowWillClose();                ///< disconnects and stops port notifications; main thread
 
   /// Queues a change of the main window's title on the main thread. Any thread.

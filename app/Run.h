@@ -24,7 +24,7 @@ namespace quillet {
 ///
 /// An automatic run does not block the Synchronize button, so a second run can begin before the
 /// first has ended. Counts and gathered records then belong to the second run. The first call of
-/// End writes them; the second run then gathers its remaining records.
+/// End writes the records gathered so far, and the second call writes the remaining ones.
 class Run {
  public:
   /// Shows a text in the main view; see SyncController::DisplayText.

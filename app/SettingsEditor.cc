@@ -47,7 +47,7 @@ void SettingsEditor::Restore() {
   settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
 }
 
-// Settings not listed keep their initial values.
+// Settings that are not set here keep their initial values.
 void SettingsEditor::RestoreDefaults() {
   settings_.bAttachSerial = 1;
   settings_.bAttachTimestamp = 1;

@@ -35,7 +35,7 @@ class SettingsEditor {
   void Restore();  ///< reads the settings file; if that fails, sets and saves the defaults
 
   /// Opens the settings window and shows the settings.
-  /// @param busy  a connection attempt or a run is in progress; the call is then only logged
+  /// @param busy  true during a connection attempt or a run; the call is then only logged
   void Open(bool busy);
 
   /// Updates the path and the samples after the user selects a destination. The setting itself

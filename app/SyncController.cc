@@ -94,7 +94,8 @@ void SyncController::startNotification() {
   Log(platform_.log, "-[SyncController startNotification]");
   SerialRegistry& registry = platform_.registry;
   notifyPort = registry.CreateNotifyPort();
-  // Called without a context, deviceAdded and deviceRemoved only empty the iterator, which arms it.
+  // Called without a context, deviceAdded and deviceRemoved only empty the iterator, which arms the
+  // notification.
   addIterator = registry.AddMatchingNotification(
       notifyPort, SerialRegistry::Event::FirstMatch,
       [this](void* context, SerialRegistry::Handle iterator) { deviceAdded(context, iterator); },
@@ -203,7 +204,7 @@ void SyncController::TryToConnectTavo() {
 void SyncController::StartTavo() {
   Log(platform_.log, "-[SyncController StartTavo]");
   portIndex = ports_.selectedItem - 1;
-  TryPort();  // intentionally no message after "Failed"
+  TryPort();  // intentionally shows nothing after "Failed"
 }
 
 bool SyncController::IsTavoConnected() {

@@ -65,12 +65,12 @@ class SyncController final : public LumetDelegate {
   void updatePortList(bool flag);  ///< updates the port list; `flag`: remove the old items first
   void startNotification();        ///< registers for arrivals and removals of ports
   void stopNotification();         ///< ends the registrations, if any
-  ///@{ Registry callbacks. With a null `context` they only empty the iterator, which arms it.
+  ///@{ Registry callbacks. With a null `context`, they only arm the iterator by emptying it.
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
   ///@}
-  /// Updates the list and empties the iterator. An added port starts a connection attempt; a
-  /// removed port disconnects if PortTable::EndsConnection is true.
+  /// Updates the list and empties the iterator. If a port was added, starts a connection attempt.
+  /// If a port was removed and PortTable::EndsConnection returns true, disconnects.
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------
@@ -94,7 +94,7 @@ class SyncController final : public LumetDelegate {
   void DoSynchronization();  ///< starts a run. Main thread or read thread.
   void DisplayBarcode(const std::string& record) override;  ///< delivers a record. Read thread.
   void SynchronizeFinished() override;                      ///< ends a run. Read thread.
-  ///@{ URL loading callbacks. Never called by Quillet; they only log.
+  ///@{ URL loading callbacks. Quillet never calls them; they only log.
   void connectionDidReceiveResponse();
   void connectionDidReceiveData(std::string_view data);
   void connectionDidFailWithError();
@@ -142,7 +142,7 @@ class SyncController final : public LumetDelegate {
   Lumet* lumet = nullptr;                               ///< created by Initialize, never destroyed
   LumetFile* lumetfile = nullptr;                       ///< created by Initialize, never destroyed
   SettingsImage QuilletRegistry{};  ///< contents of the settings file; main thread
-  ThreadHandle connectThread;       ///< last connection thread
+  ThreadHandle connectThread;       ///< handle of the connection thread
   Word<bool> bIsConnected = false;  ///< a scanner is connected
   Word<bool> bConnecting = false;   ///< a connection attempt is in progress
   Word<bool> bAutoConnect = false;  ///< the attempt tries all ports

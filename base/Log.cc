@@ -8,9 +8,9 @@ namespace {
 // Larger line buffers are freed after use. Most lines are much shorter.
 constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
 
-// Whether a UTF-8 character is invisible and changes how its neighbours are displayed: width and
-// direction marks (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to U+206F, U+FEFF), line and
-// paragraph separators (U+2028, U+2029).
+// Whether a UTF-8 character is invisible but changes how the text around it is displayed:
+// zero-width characters and direction marks (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to
+// U+206F, U+FEFF), line and paragraph separators (U+2028, U+2029).
 bool RearrangesText(std::string_view character) {
   if (character.empty()) return false;
   const auto last = static_cast<unsigned char>(character.back());
@@ -20,8 +20,9 @@ bool RearrangesText(std::string_view character) {
   return character == "\xD8\x9C" || character == "\xEF\xBB\xBF";
 }
 
-// Length in bytes of the character at the start of `text`, or 0 if it must be escaped: invalid
-// UTF-8, text-rearranging characters and control characters (U+0080 to U+009F included).
+// Length in bytes of the character at the start of `text`, or 0 if the character must be escaped.
+// Invalid UTF-8, control characters (including U+0080 to U+009F) and characters that rearrange text
+// must be escaped.
 std::size_t PrintableLength(std::string_view text) {
   const auto byte = static_cast<unsigned char>(text[0]);
   if (byte < 0x80) return byte >= 0x20 && byte != 0x7F ? 1 : 0;

@@ -43,7 +43,8 @@ inline constexpr std::size_t kMost<Hex> = 8;
 template <std::size_t Size>
 inline constexpr std::size_t kMost<char[Size]> = Size;
 
-// Put writes a piece to a buffer of at least kMost<Piece> bytes and returns the end of the text.
+// Each Put function writes a piece to a buffer of at least kMost<Piece> bytes and returns a pointer
+// to the end of the written text.
 
 template <std::size_t Size>
 char* Put(char* buffer, const char (&piece)[Size]) {
@@ -87,7 +88,8 @@ template <class... Pieces>
 void Log(SystemLog& log, const Pieces&... pieces) {
   using namespace log_detail;
   if constexpr (((kMost < Pieces >> 0) && ...)) {
-    // A stack buffer is twice as fast as a string. Such lines are logged for every record.
+    // Lines of limited length are logged for every record. Building them in a stack buffer is twice
+    // as fast as in a std::string.
     char line[(kMost<Pieces> + ...)];
     char* end = line;
     ((end = Put(end, pieces)), ...);

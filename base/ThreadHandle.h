@@ -7,8 +7,8 @@
 
 namespace quillet {
 
-/// The handle of a detached thread. It is empty or held by a thread. Any thread may call any
-/// function.
+/// The handle of a detached thread. The handle is empty or held by one thread. Any thread may call
+/// any function.
 class ThreadHandle {
  public:
   /// Whether the handle is empty.

@@ -31,7 +31,7 @@ class CommandQueue {
     std::uint64_t connection : 17;  ///< the number of connections
   };
 
-  /// A copy of the entry at the head.
+  /// A copy of the entry at the head of the queue.
   struct Entry {
     std::uint8_t first = 0;                        ///< the length byte, or a wake-up's argument
     std::uint8_t type = 0;                         ///< the byte after `first`: the command's type

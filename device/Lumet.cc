@@ -89,7 +89,7 @@ void Lumet::Receive(std::span<const std::uint8_t> bytes) {
   }
 }
 
-// Does not show the progress of a burst without records, which never completes.
+// A burst without records never completes, so its progress is not shown.
 void Lumet::ShowReceived() {
   const std::int32_t announced = receive_.totallength();
   if (receive_.state() != kBurstBody || announced <= kLengthBytes) return;
@@ -173,9 +173,9 @@ void Lumet::CommandThread() {
       if (bConnected_) DispatchCommand();
     } while (bConnected_);
     commandThread_.Clear();
-    // A connection made between the last check and Clear did not start another thread, so this one
-    // continues. Both threads store before they check (sequentially consistent), so at least one of
-    // them sees the other.
+    // If a connection was made between the loop's last check and Clear, no new thread was started,
+    // so this thread must continue. Both threads store before they load (sequentially consistent),
+    // so at least one of them sees the other's store.
   } while (bConnected_ && commandThread_.Claim());
   Log(log_, "-[Lumet CommandThread]", " has finished");
 }
@@ -267,13 +267,13 @@ std::uint8_t Lumet::SendCommandAndWait(std::int32_t waitFactor) {
 void Lumet::WakeupCommand() {
   Log(log_, "-[Lumet WakeupCommand]");
   ConsumeHead();
-  // Depends on the previous command; the wake-up's argument is ignored.
+  // The previous command decides whether NULs are sent. The wake-up's argument is ignored.
   if (commandBuf_[0] == 0x01) SendNullData();
   for (int attempt = 0; attempt < kWakeupAttempts; ++attempt) {
     SetCommand("W");
     if (SendCommandAndWait(kWakeupWait)) return;
   }
-  // A connection made during the attempts keeps its commands and its received bytes.
+  // If a new connection was made during the attempts, its commands and received bytes are kept.
   if (DropQueue()) {
     receive_.Reset();
     Show(Phase::kGivenUp);

@@ -34,7 +34,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command, with its NUL
 
   /// @param log    the log; never destroyed, like `clock` and `line`
-  /// @param clock  used for pauses and as the time to set the scanner's clock to
+  /// @param clock  used for pauses and to set the scanner's clock
   /// @param line   opens, reads and writes the scanner's port
   Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line);
   Lumet(const Lumet&) = delete;
@@ -62,7 +62,8 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// May be called before the first connection. Any thread except the read thread.
   void disconnectTavo();
 
-  /// The scanner's serial number. Displayed from index kHiddenSerialCharacters.
+  /// The scanner's serial number. Only the characters from index kHiddenSerialCharacters on are
+  /// displayed.
   const SerialNumberField& returnSerialNumber() const { return SerialNo; }
 
   // --- Receiving: read thread ---
@@ -78,11 +79,11 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   // --- Sending: command thread ---
   void CommandThread();      ///< body of the command thread
-  void DispatchCommand();    ///< runs the command at the head, if no answer is pending
-  void ThreadSendCommand();  ///< sends the command at the head, waits up to 5 s
+  void DispatchCommand();    ///< runs the next command in the queue, if no answer is pending
+  void ThreadSendCommand();  ///< sends the next command and waits up to 5 s for its answer
   void SendCommand();        ///< sends commandBuf, one byte per millisecond
   void SendNullData();       ///< sends three NULs, which the scanner does not answer
-  void WakeupCommand();      ///< sends "W" up to five times and waits 0.5 s each time
+  void WakeupCommand();      ///< sends "W" up to five times, waits 0.5 s for each answer
 
   /// Sends commandBuf and polls for the answer every 0.1 s.
   /// @param waitFactor  time-out in units of 0.5 s; if 0, does not wait

@@ -45,8 +45,9 @@ class ReceiveMachine {
   /// @param commandDone  1 if no command waits for an answer; must outlive this object
   explicit ReceiveMachine(const Word<std::uint8_t>& commandDone) : commandDone_(commandDone) {}
 
-  /// Processes bytes up to and including the byte that causes an event. The unit stays in RxBuffer
-  /// until the next call. Call Reset after an event, except after kUnsolicited. Read thread.
+  /// Processes bytes up to and including the byte that causes an event. The completed unit stays in
+  /// RxBuffer until the next call. Call Reset after an event, except after kUnsolicited. Read
+  /// thread.
   Step Take(std::span<const std::uint8_t> bytes);
 
   /// Treats the next byte as the start of a unit. Any thread.

@@ -27,8 +27,8 @@ std::int32_t Descriptor::Exchange(std::int32_t replacement) {
   return old;
 }
 
-// Stores a line and closes the previous one, except descriptor 0: that is the initial value, and
-// the channel does not own it.
+// Stores a line and closes the previous line. Descriptor 0 is not closed: it is the initial value,
+// and the channel does not own it.
 void SerialPort::Put(Descriptor& place, std::int32_t line) {
   const std::int32_t replaced = place.Exchange(line);
   if (replaced > 0) line_.Close(replaced);

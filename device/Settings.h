@@ -24,7 +24,7 @@ struct Settings {
   Word<std::uint8_t> bAppendData = 0;       ///< append to the output file instead of replacing it
   Word<std::uint8_t> bNonEnglish = 0;       ///< paste lines instead of typing them
   Word<std::int32_t> destination = 1;  ///< 0 file, 1 view, 2 frontmost application, 3 `appname`
-  // Replaced with the stored or default path before its first use.
+  // The initial texts are replaced with stored or default paths before their first use.
   SharedText filename{"sn_timestamp.txt"};       ///< path of the output file
   SharedText appname{"/Applications/TextEdit"};  ///< path of the application
 };

@@ -34,12 +34,12 @@ class RecordComposer {
   /// @return the line, not converted to UTF-8; valid until the next call.
   std::string_view Compose(Bytes buffer, std::int32_t offset);
 
-  // --- Steps of Compose: read at BufferOffset, append at BarcodeBufferOffset ---
+  // --- Steps of Compose: each reads at BufferOffset and appends at BarcodeBufferOffset ---
   void GetBarcodeLength(Bytes buffer);  ///< reads BarcodeLength; may be negative for a bad record
   void GetBarcodeData(Bytes buffer);    ///< appends the data unchanged
 
-  /// Appends name, data and time in the order `dataorder`. Appends nothing if `dataorder` is out of
-  /// range.
+  /// Appends symbology name, data and time in the order that `dataorder` selects. Appends nothing
+  /// if `dataorder` is out of range.
   void GetDataByOrder(Bytes buffer);
 
   /// Appends the symbology name if `bAttachType` is set.

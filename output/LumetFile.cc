@@ -12,7 +12,8 @@
 namespace quillet {
 namespace {
 
-// Far larger than any valid settings file. Limits the memory used if the file is something else.
+// Far larger than any valid settings file. Limits memory use if the path names another kind of
+// file.
 constexpr std::size_t kRegistryReadLimit = 1 << 20;
 
 // Replaces slashes and control characters, which a corrupted serial number may contain.
@@ -53,8 +54,8 @@ bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {
   if (!registry) return false;
   const auto bytes = files_.Read(RegistryPath(), kRegistryReadLimit);
   if (!bytes) return false;
-  // Without a byte-order mark, the bytes are not converted: positions count bytes, and a path may
-  // be in any encoding.
+  // Without a byte-order mark, the bytes are kept unchanged: the fields have fixed byte positions,
+  // and stored paths may be in any encoding.
   const std::string text = HasByteOrderMark(*bytes) ? DecodeTextFile(*bytes) : *bytes;
   const std::size_t count = std::min(text.size(), dest.size() - 1);
   std::memcpy(dest.data(), text.data(), count);

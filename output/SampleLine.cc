@@ -31,7 +31,7 @@ struct Spelling {
   std::string_view shown;
 };
 
-// The first match is used.
+// The first matching entry is used, so CR LF must precede CR and LF.
 constexpr Spelling kSpellings[] = {
     {"\r\n", kReturn}, {"\r", "←"}, {"\n", "↓"}, {"\t", "→"}, {" ", "␣"},
 };

@@ -12,8 +12,8 @@ constexpr std::size_t kNameArea = 128;
 
 using platform::SettingsValues;
 
-// Describes one setting: its field in `Settings`, its place in the image and its control in the
-// settings window. A flag has a check box, a number has a list.
+// Describes one setting: its field in `Settings`, its index in the SettingsImage and its control in
+// the settings window. A flag has a check box, a number has a list.
 struct Setting {
   Word<std::uint8_t> Settings::*flag = nullptr;
   Word<std::int32_t> Settings::*number = nullptr;
@@ -22,7 +22,7 @@ struct Setting {
   std::int32_t SettingsValues::*choice = nullptr;
 };
 
-// Fields are written in this order; other threads may read them at any time.
+// ReadChoices stores the fields in this order. Other threads may read them at any time.
 constexpr Setting kSettings[] = {
     {.flag = &Settings::bAttachSerial, .place = 0, .box = &SettingsValues::attachserial},
     {.flag = &Settings::bAttachTimestamp, .place = 1, .box = &SettingsValues::attachtimestamp},
