@@ -19,8 +19,8 @@ class TextView {
 };
 
 /// A list that shows its selected item. Positions count from 0; titles may repeat. The first item
-/// added to an empty list becomes selected. If the selected item is removed, the item that takes
-/// its position becomes selected, or the last item if there is none.
+/// added to an empty list becomes selected. If the selected item is removed, the next item becomes
+/// selected, or the last item if no item follows.
 class PopUpList {
  public:
   virtual ~PopUpList() = default;

@@ -8,8 +8,9 @@ namespace quillet::platform {
 /// The desktop's file dialogs. Each call runs a modal dialog until the user closes it; the main
 /// loop continues to run. Paths and names are UTF-8. Main thread.
 ///
-/// If `folder` does not exist, a save panel starts in the user's documents folder, and an open
-/// panel in the applications folder if the system has one, else also in the documents folder.
+/// If `folder` does not exist, a save panel starts in the user's documents folder. An open panel
+/// starts in the applications folder, or in the documents folder if the system has no applications
+/// folder.
 class Panels {
  public:
   virtual ~Panels() = default;

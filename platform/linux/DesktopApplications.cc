@@ -59,7 +59,7 @@ void ReportPid(GDesktopAppInfo*, GPid pid, void* started) {
 
 using namespace std::chrono_literals;
 
-// Documented in DesktopApplications.h.
+// Described in the class comment in DesktopApplications.h.
 constexpr auto kShortestLife = 10s;
 constexpr auto kHandedOver = 1min;
 constexpr auto kFocusLimit = 300ms;
@@ -88,7 +88,8 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
         g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
     if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
     file.windowClasses_.push_back(LowerCase(std::filesystem::path(path).stem()));
-    // With arguments, the program is often one that several applications share, such as a terminal.
+    // A program that is started with arguments is often shared by several applications, such as a
+    // terminal, so its windows need not belong to this one.
     if (named == nullptr && file.command_.size() == 1) {
       file.windowClasses_.push_back(LowerCase(std::filesystem::path(file.command_[0]).filename()));
     }
@@ -106,8 +107,8 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
 }
 
 bool ApplicationFile::Start(const std::function<void(int)>& started) const {
-  // GLib closes all other descriptors in the child. It forks twice, so the application is not a
-  // child of this process and leaves no zombie.
+  // GLib closes all other descriptors in the child. GLib also forks twice, so the application is
+  // not a child of this process and leaves no zombie.
   constexpr auto kFlags = static_cast<GSpawnFlags>(
       G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
   const std::unique_ptr<GAppLaunchContext, decltype(&g_object_unref)> context(
@@ -184,7 +185,7 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
   const auto rankOf = [&](const X11Windows::Window& window) {
     return Rank(window, opened.pid, file.windowClasses());
   };
-  // A window that already has the focus keeps it.
+  // A window of the application that already has the focus keeps the focus.
   auto found = windows->Active();
   if (found && rankOf(*found) > 0) return found;
   found.reset();

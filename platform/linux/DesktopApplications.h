@@ -28,9 +28,9 @@ class ApplicationFile {
   /// Returns the program and arguments of the start command, without field codes for files.
   const std::vector<std::string>& command() const { return command_; }
 
-  /// Returns the possible classes of its windows, in lower case: StartupWMClass, the file name
-  /// without ".desktop", and the program's name if the command has no arguments and StartupWMClass
-  /// is not set.
+  /// Returns the possible classes of the application's windows, in lower case: StartupWMClass, the
+  /// file name without ".desktop", and the program's name if the command has no arguments and
+  /// StartupWMClass is not set.
   const std::vector<std::string>& windowClasses() const { return windowClasses_; }
 
   /// Starts the application.
@@ -54,8 +54,9 @@ class ApplicationFile {
 /// a descendant of it, or to one of the application's classes.
 ///
 /// If a started process ends within 10 s, it has failed or has passed the request to another
-/// process, which may be impossible to find. To avoid a new start for every record, the application
-/// then counts as running: on X11 until no request has been made for 1 min, else permanently.
+/// process, which may be impossible to find. The application then counts as running, which avoids a
+/// new start for every record. On X11, this ends when no request has been made for 1 min. Without
+/// X11, it does not end.
 ///
 /// Started applications are not child processes. They have a separate session, so they outlive this
 /// process, and inherit no descriptors: standard input, output and error are /dev/null.
@@ -67,8 +68,8 @@ class DesktopApplications final : public Applications {
 
   bool HasApplication(const std::string& path) override;
 
-  /// If no window of the application has the focus, gives it to the topmost one, preferring normal
-  /// windows to dialogs. Waits at most 0.3 s for the focus.
+  /// Gives the focus to the application's topmost window, preferring normal windows to dialogs,
+  /// unless one of its windows already has the focus. Waits at most 0.3 s for the focus.
   bool OpenApplication(const std::string& path) override;
 
   std::vector<std::string> LaunchedApplications() override;
@@ -78,8 +79,8 @@ class DesktopApplications final : public Applications {
   struct Opened {
     int pid = 0;                                         // process that was started or found, or 0
     std::unique_ptr<WatchedProcess> process;             // watches `pid`
-    std::optional<std::chrono::nanoseconds> start;       // set if the process was started here
-    std::optional<std::chrono::nanoseconds> handedOver;  // process end or last request
+    std::optional<std::chrono::nanoseconds> start;       // set if this object started the process
+    std::optional<std::chrono::nanoseconds> handedOver;  // time of process end or last request
   };
 
   bool Start(const ApplicationFile& file, Opened& opened);

@@ -25,7 +25,7 @@ constexpr std::array<std::uint16_t, 51> kKeyCodes = {
 
 static_assert(*std::max_element(kKeyCodes.begin(), kKeyCodes.end()) == kHighestKeyCode);
 
-// Evdev key codes are numbered by keyboard row.
+// Evdev key codes are numbered by keyboard row, so the letters form three ranges.
 bool IsLetter(std::uint16_t code) {
   return (code >= KEY_Q && code <= KEY_P) || (code >= KEY_A && code <= KEY_L) ||
          (code >= KEY_Z && code <= KEY_M);

@@ -22,7 +22,8 @@ namespace {
 // Limits the search through parent processes; desktop processes have fewer ancestors.
 constexpr int kGenerations = 32;
 
-// Reads until the end or an error: reads fail if the process ends in the meantime (proc(5)).
+// Reads a file up to its end or an error. Reading fails if the process ends in the meantime
+// (proc(5)).
 std::string Contents(const std::string& path) {
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   std::string contents;
@@ -126,7 +127,7 @@ WatchedProcess::~WatchedProcess() {
 std::optional<std::chrono::nanoseconds> WatchedProcess::End() const {
   pollfd look{process_.Get(), POLLIN, 0};
   if (poll(&look, 1, 0) <= 0) return std::nullopt;
-  ended_.wait(false);  // the thread is about to set it
+  ended_.wait(false);  // the waiting thread is about to set ended_
   return end_;
 }
 

@@ -25,7 +25,7 @@ std::vector<std::string> SplitAtNuls(const std::string& texts);
 bool IsOrDescendsFrom(int process, int ancestor);
 
 /// Records the time when another process ends. The process need not be a child. A thread waits for
-/// the end (pidfd_open(2)), since the system does not report when a process ended. Any thread.
+/// the process to end (pidfd_open(2)), since the system does not record the time. Any thread.
 class WatchedProcess {
  public:
   /// @param pid    process number
@@ -38,7 +38,7 @@ class WatchedProcess {
   /// Returns true if the process existed and can be watched.
   bool IsKnown() const { return process_.IsOpen(); }
 
-  /// Returns the time of the process's end, or no value while it is running. Requires IsKnown().
+  /// Returns the time when the process ended, or no value while it is running. Requires IsKnown().
   std::optional<std::chrono::nanoseconds> End() const;
 
  private:

@@ -8,8 +8,8 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Removes a decimal number from the front of `text`; no value if there is no number or it is too
-// large.
+// Removes a decimal number from the front of `text` and returns it. Returns no value if `text` does
+// not begin with a number or the number is too large.
 std::optional<unsigned> TakeNumber(std::string_view& text) {
   unsigned number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -60,8 +60,9 @@ std::string_view Property(udev_device* device, const char* key) {
   return TextOrEmpty(udev_device_get_property_value(device, key));
 }
 
-// The kernel puts terminals without a parent device into this folder (drivers/base/core.c,
-// get_device_parent). There are about 70; checking the path is faster than reading the device.
+// The kernel puts terminals without a parent device into the folder virtual/tty
+// (drivers/base/core.c, get_device_parent). About 70 terminals are there. Checking the path is
+// faster than reading the device.
 bool IsVirtual(std::string_view systemPath) {
   return systemPath.starts_with("/sys/devices/virtual/tty/");
 }
@@ -78,7 +79,7 @@ std::string ModelOf(udev_device* device, udev_device* usbDevice) {
   if (!encoded.empty()) return DecodeModel(encoded);
   const std::string_view plain = Property(device, "ID_MODEL");
   if (!plain.empty()) return DecodeModel(plain);
-  // Without udevd there are no properties; sysfs has the device's product name.
+  // Without udevd, devices have no properties, but sysfs has the product name.
   return DecodeModel(TextOrEmpty(udev_device_get_sysattr_value(usbDevice, "product")));
 }
 
@@ -92,7 +93,7 @@ std::string NameOf(udev_device* device, const std::string& kernelName) {
   const bool isModem = Property(device, "ID_USB_DRIVER") == "cdc_acm" ||
                        TextOrEmpty(udev_device_get_driver(usbInterface)) == "cdc_acm";
   if (!isModem) return UsbSerialName(ModelOf(device, usbDevice), kernelName);
-  // The kernel name is unique but depends on the order of plugging in.
+  // The kernel name is the fallback: it is unique but depends on the order of plugging in.
   return UsbModemName(TextOrEmpty(udev_device_get_sysname(usbInterface)))
       .value_or("usbmodem" + kernelName);
 }

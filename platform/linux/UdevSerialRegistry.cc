@@ -72,8 +72,8 @@ SerialRegistry::Handle UdevSerialRegistry::NewHandle() {
   return lastHandle_;
 }
 
-// A callback may call any function of this class. If it releases an iterator, that iterator's
-// callback is not called.
+// A callback may call any function of this class. If a callback releases an iterator, that
+// iterator's callback is no longer called.
 void UdevSerialRegistry::Post(Event event) {
   std::vector<Handle> toCall;
   for (auto& [handle, entry] : iterators_) {
@@ -91,7 +91,8 @@ void UdevSerialRegistry::Post(Event event) {
 
 bool UdevSerialRegistry::StartMonitor() {
   if (udev_ == nullptr) return false;
-  // A udev event arrives when the device is ready for use, a kernel event as soon as it exists.
+  // A udev event arrives when the device is ready for use, a kernel event as soon as the device
+  // exists.
   const char* const source = UdevIsActive(udev_.get()) ? "udev" : "kernel";
   UdevOwner<udev_monitor> monitor(udev_monitor_new_from_netlink(udev_.get(), source));
   if (monitor == nullptr ||
@@ -101,8 +102,8 @@ bool UdevSerialRegistry::StartMonitor() {
   }
   monitor_ = std::move(monitor);
   watch_ = watcher_.Watch(udev_monitor_get_fd(monitor_.get()), [this] { HandleEvent(); });
-  // Lists the devices after enabling the monitor, so that none is missed. Duplicate events are
-  // ignored.
+  // The devices are listed after the monitor is enabled, so no device is missed. Duplicate events
+  // are ignored.
   for (const SerialStream& stream : ListSerialStreams(udev_.get())) {
     notified_.emplace(stream.systemPath, stream.since);
   }
@@ -137,8 +138,8 @@ void UdevSerialRegistry::HandleRemoval(const std::string& systemPath) {
 }
 
 // Called after ENOBUFS: the socket buffer was full and the kernel dropped events (netlink(7)).
-// Discards the queued events, which are outdated, and compares the present devices with those
-// reported.
+// Discards the queued events, which are outdated. Then posts the differences between the present
+// devices and the notified devices.
 void UdevSerialRegistry::CompareAfterLoss() {
   while (UdevOwner<udev_device>(udev_monitor_receive_device(monitor_.get())) != nullptr ||
          errno == ENOBUFS) {

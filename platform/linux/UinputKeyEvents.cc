@@ -34,8 +34,8 @@ static_assert(8 * (1 + 7 + kSilentAxes.size() + kLastSilentPosition - kFirstSile
               256);
 
 // The steady rate is 320 characters (1280 events) per second. A burst may be up to 96 events ahead
-// of this rate: typical records are sent immediately, and a desktop may stop reading for 0.3 s
-// without a loss.
+// of this rate. Typical records are therefore sent immediately, and no event is lost if the desktop
+// stops reading for 0.3 s.
 constexpr std::chrono::nanoseconds kTimePerEvent = 781250ns;
 constexpr std::size_t kMostAhead = 96;
 constexpr auto kReadingPause = 25ms;
@@ -155,7 +155,7 @@ void UinputKeyEvents::WaitForDesktop(std::size_t count) {
 
 void UinputKeyEvents::GiveUpKeyboard(int error) {
   keyboard_.reset();
-  capsLock_ = false;  // the desktop reports it again to the next keyboard
+  capsLock_ = false;  // the desktop sends the Caps Lock state to the next keyboard
   std::string reason = std::string("/dev/uinput: ") + std::strerror(error);
   if (error == EACCES || error == EPERM) {
     reason += ". Install the udev rule 70-quillet-uinput.rules.";

@@ -141,7 +141,8 @@ class X11Windows::Connection : public XcbConnection {
     return std::find(types.begin(), types.end(), normalType_) != types.end();
   }
 
-  // The server sends some events, such as keyboard changes, without a request.
+  // Discards events that the server sends without a request, such as keyboard changes, because they
+  // would accumulate.
   void DiscardEvents() {
     while (XcbReply<xcb_generic_event_t>(xcb_poll_for_event(xcb_))) continue;
   }

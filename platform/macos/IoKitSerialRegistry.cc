@@ -94,7 +94,7 @@ SerialRegistry::Handle IoKitSerialRegistry::AddMatchingNotification(NotifyPort p
 
 void IoKitSerialRegistry::Release(Handle handle) {
   if (handle == IO_OBJECT_NULL) return;
-  // A new iterator may get the number of a released one.
+  // Clears the registration, because a new iterator may get the number of the released one.
   for (auto& [port, entry] : ports_) {
     for (const auto& registration : entry.registrations) {
       if (registration->iterator == handle) *registration = {};
@@ -128,7 +128,8 @@ IoKitSerialRegistry::Matching IoKitSerialRegistry::MakeMatching() {
   return matching;
 }
 
-// Returns the reference that the next registration consumes. Two registrations share a dictionary.
+// Returns a reference to a dictionary, which the next registration consumes. Two registrations
+// share one dictionary.
 IoKitSerialRegistry::Matching IoKitSerialRegistry::TakeMatching(Port& port) {
   if (port.matching.empty()) {
     Matching first = MakeMatching();
@@ -142,7 +143,8 @@ IoKitSerialRegistry::Matching IoKitSerialRegistry::TakeMatching(Port& port) {
   return matching;
 }
 
-// Retries until IOMasterPort succeeds. Each successful call adds a reference to the port.
+// Calls IOMasterPort until one call has succeeded. Every further successful call would add a
+// reference to the port.
 bool IoKitSerialRegistry::FindMasterPort() {
   return masterPort_ != MACH_PORT_NULL ||
          IOMasterPort(MACH_PORT_NULL, &masterPort_) == KERN_SUCCESS;

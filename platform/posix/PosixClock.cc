@@ -25,7 +25,7 @@ std::chrono::nanoseconds PosixClock::Now() {
 
 void PosixClock::Sleep(std::chrono::microseconds duration) {
   if (duration <= duration.zero()) return;
-  // An absolute deadline: rounding errors do not add up if signals interrupt the sleep. The
+  // With an absolute deadline, rounding errors do not add up if signals interrupt the sleep. The
   // standard library is used because macOS has no clock_nanosleep(3p).
   std::this_thread::sleep_until(std::chrono::steady_clock::now() + duration);
 }

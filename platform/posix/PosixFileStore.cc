@@ -91,8 +91,8 @@ bool Synchronize(int file) {
 bool PosixFileStore::CreateFolder(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
-  // The call's result is ignored: it can report an error if another process creates the folder at
-  // the same time.
+  // The result of create_directories is ignored: it can be an error if another process creates the
+  // folder at the same time.
   return std::filesystem::is_directory(path, error);
 }
 
@@ -134,8 +134,8 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   struct stat old {};
   const bool replacesLink =
       fstatat(folder.Get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(old.st_mode);
-  // Follows a link: the new file may contain text read from the link's target, so it gets the
-  // target's permissions.
+  // This call follows a link: the new file may contain text read from the link's target, so it gets
+  // the target's permissions.
   const bool replacesFile =
       fstatat(folder.Get(), name.c_str(), &old, 0) == 0 && S_ISREG(old.st_mode);
   // The replacement of a private file must never be readable by others, not even temporarily. For a

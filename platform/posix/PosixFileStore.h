@@ -20,8 +20,8 @@ class PosixFileStore final : public FileStore {
   /// If `path` is a regular file, the new file gets its permission bits and, if possible, its
   /// group. Otherwise the mode is 0666, restricted by the umask.
   ///
-  /// A killed process can leave its temporary file. Temporary files are not cleaned up later, since
-  /// another process may be writing them.
+  /// If the process is killed, its temporary file may remain. Remaining files are not deleted
+  /// later, since another process may be writing them.
   /// @return false if the folder is missing or not writable, `path` ends with a slash or is a
   ///         folder, a name is too long, or the device is full or fails
   bool Replace(const std::string& path, std::string_view contents) override;

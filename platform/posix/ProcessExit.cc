@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-// LeakSanitizer's check (sanitizer/lsan_interface.h), normally an exit handler. Null in builds
-// without the sanitizer. Undefined weak symbols need ELF.
+// LeakSanitizer's check (sanitizer/lsan_interface.h), which normally runs as an exit handler. Null
+// in builds without the sanitizer. Undefined weak symbols need ELF.
 #ifdef __ELF__
 extern "C" __attribute__((weak)) void __lsan_do_leak_check();
 #else
@@ -18,7 +18,7 @@ constexpr void (*__lsan_do_leak_check)() = nullptr;
 namespace quillet::platform::posix {
 
 void EnsureStandardDescriptors() {
-  // open() returns the lowest free number (open(3p)).
+  // open() returns the lowest free number, so the loop opens 0, 1 and 2 first (open(3p)).
   int number = 0;
   do {
     number = open("/dev/null", O_RDWR);

@@ -5,7 +5,8 @@
 namespace quillet::platform::posix {
 
 /// Opens /dev/null for each of the descriptors 0, 1 and 2 that is closed. Otherwise a file opened
-/// later could get this number and receive printed messages. Call first, before starting threads.
+/// later could get one of these numbers and receive printed messages. Call first, before starting
+/// threads.
 void EnsureStandardDescriptors();
 
 /// Ends the process while other threads are running: flushes the log (for at most 5 s) and standard

@@ -26,14 +26,15 @@ class SyslogLog final : public SystemLog {
   /// truncate messages at 8,192 bytes, including the header.
   static constexpr std::size_t kLongestMessage = 8000;
 
-  /// Maximum bytes waiting for the sending thread, which can hold the same number in addition.
-  /// Write waits for space. A larger line is accepted if no other line is waiting.
+  /// Maximum bytes waiting for the sending thread. The sending thread can hold the same number in
+  /// addition. Write waits for space. A larger line is accepted if no other line is waiting.
   static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
 
   /// Sends one message of at most kLongestMessage bytes. Called on this object's thread.
   using Transport = std::function<void(std::string_view message)>;
 
-  /// If the log accepts no message for this time, lines are dropped and counted until it does.
+  /// If the log accepts no message for this time, lines are dropped and counted until the log
+  /// accepts messages again.
   static constexpr std::chrono::seconds kLongestWait{5};
 
   /// Starts the sending thread.

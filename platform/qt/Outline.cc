@@ -11,7 +11,7 @@ namespace {
 constexpr int kDarkened = 140;
 
 // Sets the window colour of one control, which owns this object. The colour affects the outline
-// only: none of these controls fills its background with it.
+// only: none of these controls uses the window colour for its background.
 class Outliner final : public QObject {
  public:
   explicit Outliner(QWidget& control) : QObject(&control), control_(control) {

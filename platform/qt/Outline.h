@@ -12,9 +12,9 @@ namespace quillet::platform::qt {
 /// @param share   the part of `second`, 0 to 1
 QColor Mix(const QColor& first, const QColor& second, float share);
 
-/// Gives a control's outline a contrast of at least 3:1 to the window, with every palette. Qt's
-/// default style draws outlines slightly darker than the window. Such outlines are invisible in
-/// dark mode. Other styles are not affected.
+/// Gives a control's outline a contrast of at least 3:1 against the window, with every palette.
+/// Qt's default style draws outlines slightly darker than the window. Such outlines are invisible
+/// in dark mode. Other styles are not affected.
 /// @param control  a check box, list, field, button or progress bar. Main thread.
 void Outline(QWidget& control);
 

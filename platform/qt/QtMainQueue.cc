@@ -17,8 +17,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Limit per turn of the main loop. Together with the slice of QtTextView and a repaint it fits into
-// a frame of a 60 Hz screen.
+// Limit per turn of the main loop. This slice, the slice of QtTextView and a repaint together fit
+// into one frame of a 60 Hz screen.
 constexpr auto kSlice = std::chrono::milliseconds(5);
 
 struct Pipe {
@@ -83,8 +83,8 @@ void QtMainQueue::HandleWakeUp() {
 }
 
 void QtMainQueue::RunSlice() {
-  // If the work runs a nested loop, that loop runs no other work: the timer is stopped, and no
-  // wake-up is sent until the queue is empty.
+  // The timer is stopped, and no wake-up is sent until the queue is empty. If the work runs a
+  // nested loop, that loop therefore runs no other work.
   sliceTimer_.stop();
   const auto deadline = steady_clock::now() + kSlice;
   bool more = TakeQueued();
@@ -98,7 +98,7 @@ void QtMainQueue::RunSlice() {
   if (more) sliceTimer_.start();
 }
 
-/// Refills running_ if it is empty. @return whether running_ has an entry.
+/// Refills running_ if it is empty. Returns false if running_ stays empty.
 bool QtMainQueue::TakeQueued() {
   if (!running_.empty()) return true;
   const std::scoped_lock lock(mutex_);

@@ -17,9 +17,9 @@ namespace quillet::platform::qt {
 /// continue while a lot of work is queued. Work that runs a modal dialog delays the work queued
 /// after it.
 ///
-/// Create and destroy it on the main thread while a QCoreApplication exists. Destroying it is
-/// optional: other threads may call Async until the process exits. After the main loop has ended,
-/// queued work is dropped.
+/// Create and destroy the queue on the main thread while a QCoreApplication exists. Destroying it
+/// is optional: other threads may call Async until the process exits. After the main loop has
+/// ended, queued work is dropped.
 class QtMainQueue final : public MainQueue {
  public:
   QtMainQueue();
@@ -38,8 +38,8 @@ class QtMainQueue final : public MainQueue {
   void Close();
 
   std::mutex mutex_;         // guards queued_, wakeUpSent_ and closed_
-  Entries queued_;           // added since the last TakeQueued
-  bool wakeUpSent_ = false;  // until TakeQueued finds the queue empty
+  Entries queued_;           // work added since TakeQueued last refilled running_
+  bool wakeUpSent_ = false;  // true until TakeQueued finds the queue empty
   bool closed_ = false;      // the main loop has ended
 
   UniqueFd wakeUpWriter_;  // pipe: one byte wakes the main loop

@@ -42,7 +42,7 @@ QAction& CreateAction(QMainWindow& window, const QList<QKeySequence>& keys) {
   return *action;
 }
 
-// The button is wide enough for all labels. A label change does not move its neighbours.
+// The button is wide enough for all labels, so a label change does not move its neighbours.
 QWidget* CreateButton(const QtToolbarItem& item) {
   auto* button = new ToolbarButton(&item.action());
   button->setIconSize(QSize(kIconSize, kIconSize));
@@ -88,8 +88,8 @@ void QtMainWindow::SetUpView() {
   recordView_.setAccessibleName(QStringLiteral("Messages and records"));
   recordView_.setPlaceholderText(QStringLiteral("Messages and records appear here."));
   frame_.setCentralWidget(&recordView_);
-  // A run may type its records into this window. With the focus on the Synchronize button, a line
-  // end would start the next run.
+  // A run may type its records into this window. If the Synchronize button had the focus, a typed
+  // line end would press it and start another run.
   QObject::connect(&synchronizeItem_.action(), &QAction::triggered, &recordView_,
                    [this] { recordView_.setFocus(); });
 }
@@ -159,7 +159,7 @@ void QtMainWindow::SetUpMenus() {
 // The status strip keeps its height while it is empty.
 void QtMainWindow::SetUpStatusStrip() {
   progressLabel_.setContentsMargins(8, 0, 0, 0);
-  // A long text is cut off. It must not increase the window's minimum width.
+  // A long text is cut off, so it cannot increase the window's minimum width.
   progressLabel_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   progressBar_.setAccessibleName(QStringLiteral("Progress"));
   progressBar_.setFixedWidth(kProgressWidth);
@@ -174,7 +174,7 @@ void QtMainWindow::SetUpStatusStrip() {
 }
 
 void QtMainWindow::Show() {
-  // With the focus on a button, a record typed into this window by mistake would press it.
+  // If a button had the focus, a record typed into this window by mistake would press the button.
   recordView_.setFocus();
   frame_.show();
 }

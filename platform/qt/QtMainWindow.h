@@ -11,8 +11,8 @@
 
 namespace quillet::platform::qt {
 
-/// The main window: a toolbar and menus, the main view and the status strip. The caller sets what
-/// the controls do.
+/// The main window: a toolbar and menus, the main view and the status strip. The caller sets the
+/// actions of the controls.
 ///
 /// Main thread only. Needs a QApplication. Destroying the window is optional, but it must happen
 /// before the QApplication is destroyed. Closing the window ends the application's main loop.

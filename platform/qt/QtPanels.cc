@@ -12,8 +12,8 @@ namespace {
 
 using Location = QStandardPaths::StandardLocation;
 
-// Returns `folder` if it exists, else a default folder. Of the folders of one location, prefers the
-// last, which all users share.
+// Returns `folder` if it exists, else a default folder. If a location has several folders, prefers
+// the last one, which all users share.
 QString Existing(const std::string& folder, const std::initializer_list<Location>& instead) {
   QString wanted = ToQString(folder);
   if (QFileInfo(wanted).isDir()) return wanted;

@@ -29,7 +29,8 @@ bool QtPasteboard::SetString(std::string_view text) {
     return true;
   }
   // The queued work owns the promise. If the queue drops the work, the promise is broken and the
-  // wait ends. `decided` is set by the main thread or at the end of the wait, whichever is first.
+  // wait ends. `decided` is set by the main thread or at the end of the wait, whichever comes
+  // first.
   auto promise = std::make_shared<std::promise<void>>();
   auto decided = std::make_shared<std::atomic<bool>>(false);
   const std::future<void> done = promise->get_future();

@@ -13,8 +13,8 @@ void QtPopUpList::RemoveItem(std::int32_t position) {
   if (!Has(position)) return;
   const std::int32_t selected = SelectedItem();
   {
-    // The box reports only changes of the position. It would not report that another item is now at
-    // the selected position.
+    // The combo box reports only changes of the position, not that another item is now at the
+    // selected position. Its signals are therefore blocked, and Report is called below.
     const QSignalBlocker blocker(box_);
     box_.removeItem(position);
     if (position == selected) {
@@ -26,12 +26,12 @@ void QtPopUpList::RemoveItem(std::int32_t position) {
 
 void QtPopUpList::SelectItem(std::int32_t position) {
   const std::int32_t wanted = Has(position) ? position : -1;
-  // The box reports -1 even if no item was selected before.
+  // The combo box would report -1 even if no item was selected before.
   if (wanted != SelectedItem()) box_.setCurrentIndex(wanted);
 }
 
 void QtPopUpList::Report() const {
-  // Assistive technology reads the selected item from the list view, even while it is closed.
+  // Assistive technology reads the selected item from the list view, even while the list is closed.
   box_.view()->setCurrentIndex(box_.model()->index(SelectedItem(), box_.modelColumn()));
   if (action_) action_(SelectedItem());
 }

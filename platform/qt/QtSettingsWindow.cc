@@ -36,7 +36,7 @@ class PathField final : public QLineEdit {
   }
 };
 
-// Explains the marks in the samples. It must not increase the window's minimum height.
+// Explains the marks in the samples. The legend must not increase the window's minimum height.
 class Legend final : public QLabel {
  public:
   using QLabel::QLabel;
@@ -93,7 +93,8 @@ QWidget* Column(std::initializer_list<QWidget*> groups) {
   auto* layout = new QVBoxLayout(column);
   layout->setContentsMargins(0, 0, 0, 0);
   for (QWidget* group : groups) layout->addWidget(group);
-  layout->setStretchFactor(*(groups.end() - 1), 1);  // fills the height of the taller column
+  // The last group fills the height of the taller column.
+  layout->setStretchFactor(*(groups.end() - 1), 1);
   return column;
 }
 
@@ -111,7 +112,8 @@ void ShowSample(SampleView& view, std::string_view line) {
   if (view.toPlainText() != text) view.setPlainText(text);
 }
 
-// Identifies a member of SettingsValues. Show and Values use the order of the members.
+// Returns a map key for a member of SettingsValues. The keys are ordered like the members, so Show
+// and Values process the controls in that order.
 template <class Value>
 const void* KeyOf(Value SettingsValues::*member) {
   return &(kKeys.*member);
@@ -232,7 +234,7 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
   path.setToolTip(QStringLiteral(
       "Use Browse to change the path. In a file name, sn_timestamp.txt is replaced by "
       "the scanner's serial number and the time."));
-  browse.setAutoDefault(false);  // Return saves
+  browse.setAutoDefault(false);  // the Return key presses Save
   QWidget& pathRow = Beside(path, browse);
   auto* delivery = new Group("Where the records go");
   delivery

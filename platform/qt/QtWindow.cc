@@ -17,7 +17,8 @@ QtWindow::QtWindow(QWidget& widget) : widget_(widget) {
 }
 
 void QtWindow::SetTitle(std::string_view title) {
-  // In a window title, Qt replaces "[*]" with a mark for unsaved changes. Doubling it escapes it.
+  // In a window title, Qt replaces "[*]" with a mark for unsaved changes. Writing "[*]" twice
+  // escapes it.
   const QLatin1String mark("[*]");
   widget_.setWindowTitle(ToQString(title).replace(mark, QLatin1String("[*][*]")));
 }

@@ -7,7 +7,8 @@ namespace quillet::platform::qt {
 /// A text widget that the user can select and copy from, but not edit. It uses the desktop's
 /// fixed-width font and follows changes of the font size.
 ///
-/// The caret is visible only during keyboard use, because it suggests that the text is editable.
+/// The caret is visible only during keyboard use, because a caret suggests that the text is
+/// editable.
 class ReadOnlyText : public QPlainTextEdit {
  protected:
   /// @param larger  points to add to the font size of the desktop's general font

@@ -8,7 +8,7 @@
 namespace quillet::platform::qt {
 namespace {
 
-// The replaced characters, in the order of their replacements.
+// The replaced characters, in the order of their replacement characters.
 constexpr std::array<char16_t, 7> kReserved = {0x0000, 0x000D, 0x2028, 0x2029,
                                                0xFDD0, 0xFDD1, 0xFFFC};
 constexpr char16_t kFirstReplacement = 0xFDE0;
@@ -16,8 +16,9 @@ constexpr char16_t kFirstReplacement = 0xFDE0;
 // The state of a block that continues the paragraph of the previous block.
 constexpr int kContinuation = 1;
 
-// Lengths of a block in UTF-16 units. A paragraph is split after the first blank beyond the fair
-// length, but at the full length at the latest. Layout of a full block takes about 1 ms.
+// Lengths of a block in UTF-16 units. A paragraph is split after the first blank beyond
+// kFairLength, or at kFullLength if no such blank precedes it. A full block takes about 1 ms to lay
+// out.
 constexpr int kFairLength = 1800;
 constexpr int kFullLength = 2000;
 
@@ -33,7 +34,7 @@ void StartContinuation(QTextCursor& end) {
 }  // namespace
 
 QString ToDocumentText(std::string_view text) {
-  // Keeps a byte order mark at the beginning of a text.
+  // ConvertInitialBom keeps a byte order mark at the beginning of a text.
   QStringDecoder decode(QStringConverter::Utf8, QStringConverter::Flag::Stateless |
                                                     QStringConverter::Flag::ConvertInitialBom);
   QString decoded = decode(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));

@@ -17,13 +17,13 @@ namespace quillet::platform::qt {
 // paragraph is therefore split into blocks of about 2,000 characters. The split looks like a
 // wrapped line and is removed from copied text. Assistive technology sees each block as a line.
 //
-// Two kinds of text are changed: bytes that are not UTF-8 become U+FFFD, and U+FDE0 to U+FDE6
-// become the characters above.
+// The conversion and its reverse change two kinds of text: bytes that are not UTF-8 become U+FFFD,
+// and U+FDE0 to U+FDE6 become the characters above.
 
 /// Decodes UTF-8 and replaces the characters that the document cannot contain.
 QString ToDocumentText(std::string_view text);
 
-/// Inserts text from ToDocumentText. The document reports it as one change.
+/// Inserts text from ToDocumentText. The document reports the insertion as one change.
 /// @param end   a cursor at the end of its document
 /// @param text  may contain several paragraphs
 void InsertAtEnd(QTextCursor& end, const QString& text);

@@ -29,8 +29,8 @@ void RecordView::InsertAtEnd(const QString& text) {
   end.movePosition(QTextCursor::End);
   qt::InsertAtEnd(end, text);
 
-  // The insertion moves a cursor that is at the end. If text was selected, the code below undoes
-  // this.
+  // The insertion moves a cursor that is at the end of the text. If the user's selection has
+  // changed, the code below restores it.
   if (!usersSelected) return;
   if (textCursor().anchor() == anchor && textCursor().position() == position) return;
   QTextCursor restored(document());
