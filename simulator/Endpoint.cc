@@ -94,14 +94,15 @@ class PseudoTerminal final : public Endpoint {
 
   bool HasUnreadOutput() override {
     if (!IsPortOpen()) return false;
-    // Only the slave side reports unread bytes. While it is open here, IsPortOpen() is true. It
-    // stays open until Close(), which the caller calls soon afterwards.
+    // Only the slave side reports unread bytes. IsPortOpen() is true while the probe keeps the
+    // slave open. The caller calls Close() soon afterwards, which closes the probe.
     if (!probe_.IsOpen()) probe_ = OpenTerminal(path_);
     return probe_.IsOpen() && (PollNow(probe_.Get(), POLLIN) & POLLIN) != 0;
   }
 
   void DiscardOutput() override {
-    // Bytes that have reached the slave can be discarded only on the slave side.
+    // The master side cannot discard bytes that have already reached the slave, so both sides are
+    // flushed.
     tcflush(line_.Get(), TCOFLUSH);
     const UniqueFd slave = OpenTerminal(path_);
     if (slave.IsOpen()) tcflush(slave.Get(), TCIFLUSH);

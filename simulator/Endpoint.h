@@ -25,7 +25,7 @@ class Endpoint {
   virtual void Open() = 0;
   /// Closes the line. The computer sees a hang-up.
   virtual void Close() { line_.Close(); }
-  /// The descriptor to wait for, -1 if closed.
+  /// The descriptor for poll(2), or -1 if the line is closed.
   int Descriptor() const { return line_.Get(); }
   /// The path of the computer's end; "" before the first Open().
   const std::string& Path() const { return path_; }
@@ -54,9 +54,9 @@ enum class TerminalMode {
 /// Returns an endpoint whose Open() creates a new pseudo-terminal each time.
 std::unique_ptr<Endpoint> MakePseudoTerminal(TerminalMode mode);
 
-/// Returns the existing terminal device `node`. Open() sets it to raw mode and sets the speed
-/// (bit/s) if the system supports it; 0 keeps the speed. IsPortOpen() is true while the device is
-/// open.
+/// Returns an endpoint for the existing terminal device `node`. Open() sets it to raw mode and sets
+/// the speed (bit/s) if the system supports it; 0 keeps the speed. IsPortOpen() is true while the
+/// device is open.
 std::unique_ptr<Endpoint> MakeDeviceNode(const std::string& node, std::uint64_t bitsPerSecond);
 
 /// A symbolic link to the line, at a fixed path.

@@ -35,7 +35,7 @@ enum class FaultAction {
   kAnswer,   ///< `bytes` replace the answer
   kLength,   ///< the length field of the answer's frame is set to `number`
   // With all triggers:
-  kLose,    ///< the next `count` bytes are lost; kCommand: after `number` bytes of the answer
+  kLose,    ///< the next `count` bytes are lost; with kCommand, after `number` bytes of the answer
   kUnplug,  ///< the cable is pulled, and plugged in again after `replug`, if present
   // Not with kCommand:
   kPlug,   ///< the cable is plugged in
@@ -49,7 +49,7 @@ struct Fault {
   static constexpr std::uint64_t kAll = std::numeric_limits<std::uint64_t>::max();
 
   FaultTrigger trigger = FaultTrigger::kCommand;
-  std::string command;           ///< kCommand: its text; "w", "p" or "any" for a group
+  std::string command;           ///< kCommand: the command's text; "w", "p" or "any" for a group
   std::uint64_t occurrence = 1;  ///< kCommand: the occurrence since the fault was armed, from 1
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
@@ -92,7 +92,8 @@ class FaultInjector {
   std::vector<Fault> OnCommand(const std::string& command);
   /// Returns the faults whose byte count or time has been reached. Each fault is returned once.
   std::vector<Fault> TakeDue(const LineCounters& counters, Time now);
-  /// The number of bytes until the next fault that counts sent bytes; at least 1.
+  /// The number of bytes that can be sent until the next fault that counts sent bytes is due; at
+  /// least 1.
   std::uint64_t SendableBefore(const LineCounters& counters) const;
   /// The time of the next kTime fault, or Time::max().
   Time NextTime() const;
@@ -116,7 +117,7 @@ struct AnswerPlan {
   std::chrono::nanoseconds chunkPause{0};
 };
 
-/// Applies the faults to the plan, in order. kIgnore and kUnplug have no effect on it.
+/// Applies the faults to the plan, in order. kIgnore and kUnplug do not change the plan.
 void ApplyFaults(const std::vector<Fault>& faults, CommandKind kind, AnswerPlan& plan);
 
 }  // namespace quillet::simulator

@@ -42,8 +42,8 @@ class OutputQueue {
   void Consume(std::size_t count, Time now);
   /// Delays the remaining bytes, because the receiver's buffer was full until now.
   void Stall(Time now);
-  /// The time to call Due() again, when about 1 ms of bytes is due. Time::max() if the queue is
-  /// empty.
+  /// The time to call Due() again, chosen so that about 1 ms of bytes is due at once. Time::max()
+  /// if the queue is empty.
   Time NextDue() const;
 
  private:
@@ -61,7 +61,7 @@ class OutputQueue {
 
   std::uint64_t bitsPerSecond_;
   std::deque<Piece> pieces_;
-  Time lineFree_ = Time::min();  ///< end time of the last removed piece
+  Time lineFree_ = Time::min();  ///< time when the last removed piece was completely sent
 };
 
 }  // namespace quillet::simulator

@@ -16,7 +16,7 @@ class Random {
  public:
   explicit Random(std::uint64_t state) : engine_(state) {}
 
-  /// 0 to `end` - 1.
+  /// Returns a number from 0 to `end` - 1.
   std::uint64_t Below(std::uint64_t end) { return engine_() % end; }
 
   int Between(int low, int high) {

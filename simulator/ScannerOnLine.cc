@@ -12,13 +12,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Interval for checking whether the port is open, which a pseudo-terminal does not report.
+// A pseudo-terminal does not report when its port is opened, so the port is checked at this
+// interval.
 constexpr milliseconds kPortPoll{2};
 // Interval for retrying to open a missing device node.
 constexpr milliseconds kNodePoll{100};
 // Interval for retrying while the buffer is full, in addition to poll(2).
 constexpr milliseconds kFullPoll{5};
-// Time for the computer to read all bytes before the cable is pulled.
+// Time limit for the computer to read all bytes before the cable is pulled.
 constexpr milliseconds kCutTimeout{1000};
 constexpr std::chrono::microseconds kCutPoll{100};
 
@@ -74,7 +75,7 @@ void ScannerOnLine::TakeTurn(Time now) {
     try {
       endpoint_->Open();
       transcript_.AddEvent(now, "line opened again");
-    } catch (const std::system_error&) {  // still missing
+    } catch (const std::system_error&) {  // the device node is still missing
     }
   }
   // Reports an opened port before its first bytes, and a closed port after its last bytes.
@@ -154,7 +155,7 @@ void ScannerOnLine::FollowPort(Time now) {
   receiverFull_ = false;
   transcript_.AddEvent(now, open ? "port opened" : "port closed");
   if (open || !plugged_) return;
-  // A driver also discards the output when the last descriptor of its port is closed.
+  // A serial driver also discards unread output when the last descriptor of its port is closed.
   endpoint_->DiscardOutput();
   device_.ForgetUnfinishedCommand();
 }
@@ -218,7 +219,7 @@ void ScannerOnLine::Trigger(const Fault& fault, Time now) {
       });
       break;
     default:
-      break;  // applied to answers
+      break;  // the other actions apply to answers
   }
 }
 
@@ -258,7 +259,8 @@ void ScannerOnLine::PullOut(Time now, std::string_view reason) {
   if (!plugged_) return;
   plugged_ = false;
   cutting_.reset();
-  // The link is removed first, so that a program does not find the old link after the hang-up.
+  // The link is removed first: a program that looks for the port after the hang-up must not find
+  // the link.
   link_.Remove();
   HangUp(now, reason);
   FollowPort(now);

@@ -28,12 +28,12 @@ struct Options {
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
   std::vector<Fault> faults;  ///< see ParseFaults()
 
-  std::string linkPath;    ///< a symbolic link to the line while it is plugged in; "": none
+  std::string linkPath;    ///< path of a link to the line while it is plugged in; "": none
   std::string deviceNode;  ///< a terminal device instead of a new pseudo-terminal; "": none
   TerminalMode terminalMode = TerminalMode::kRaw;  ///< of a new pseudo-terminal
 
   bool keepTranscript = true;  ///< keep the transcript in memory
-  std::string transcriptFile;  ///< "": none
+  std::string transcriptFile;  ///< path of the transcript; "": none
 
   /// A scanner without delays, for tests that do not depend on time.
   static Options Instant(Model model = Model::kOlder) {

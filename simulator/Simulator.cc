@@ -125,8 +125,8 @@ void Simulator::Run() {
   }
 }
 
-/// Runs the action while the thread is not waiting, then makes the thread take a turn. During a
-/// wait, a closed line would stay open and the hang-up would be delayed.
+/// Runs the action while the thread is not in poll(2), then makes the thread take a turn. poll(2)
+/// would keep open a line that the action closes, which would delay the hang-up.
 void Simulator::Change(const std::function<void()>& action) {
   std::unique_lock lock(mutex_);
   changes_ += 1;

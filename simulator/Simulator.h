@@ -48,8 +48,8 @@ class Simulator {
 
   /// The path to open: the link if the options have one, else the line. "" before Start().
   std::string Path() const;
-  /// Pulls the cable. Afterwards the port has hung up and the link is removed. A device node is
-  /// only closed.
+  /// Pulls the cable. Afterwards the port has hung up and the link is removed. With `deviceNode`,
+  /// the device is only closed.
   void Unplug() {
     Change([this] { scanner_.Unplug(Clock::now()); });
   }
@@ -113,7 +113,7 @@ class Simulator {
   mutable std::mutex mutex_;  ///< guards the members below, except thread_
   ScannerOnLine scanner_;
   bool stopping_ = false;
-  bool waitingOnLine_ = false;  ///< the thread waits for an event, without the mutex
+  bool waitingOnLine_ = false;  ///< the thread waits for an event and does not hold the mutex
   int changes_ = 0;             ///< pending calls of Change()
   std::uint64_t turns_ = 0;
   mutable std::condition_variable turned_;

@@ -20,14 +20,14 @@ struct DeviceSettings {
   std::string serial = "2104005771";    ///< answer to M, ten characters in real scanners
   std::optional<std::string> firmware;  ///< answer to V; none: a default for the model
   std::string asset = "STOCKROOM-04";   ///< answer to GZSG
-  char terminator = '@';                ///< of plain answers; some firmware uses '!'
+  char terminator = '@';                ///< last character of plain answers; some firmware uses '!'
   std::vector<ScanRecord> records;      ///< the stored records
   bool storeLiveScans = true;
   CalendarTime clock = kFirstMoment;  ///< the initial time
 };
 
-/// The maximum number of complaints, and of notes, in a report. If there are more, a last entry
-/// says so.
+/// The maximum number of complaints, and of notes, in a report. If the maximum is exceeded, one
+/// more entry says so.
 inline constexpr std::size_t kMostComplaints = 1000;
 
 /// What a scanner has received and done.
@@ -48,15 +48,15 @@ class TavoDevice {
   /// The time since a fixed moment. Never decreases.
   using TimeSource = std::function<std::chrono::nanoseconds()>;
 
-  /// The scanner's clock runs with `timeSource`. Throws std::length_error if a record is too long
-  /// for the model.
+  /// The scanner's clock advances with `timeSource`. Throws std::length_error if a record is too
+  /// long for the model.
   TavoDevice(DeviceSettings settings, TimeSource timeSource);
 
   /// Processes the next received byte. Returns the command that it completed.
   std::optional<Command> Receive(std::uint8_t byte);
   /// Executes a command and returns the answer. A request for a missing record has no answer.
   std::optional<Bytes> Execute(const Command& command);
-  /// Scans a barcode. Stores the record if the settings say so, and returns the frame to send.
+  /// Scans a barcode. Returns the frame to send. Also stores the record if `storeLiveScans` is set.
   /// Throws std::length_error, and stores nothing, if the data is too long.
   Bytes Scan(const ScanRecord& record);
   /// Drops an unfinished command. Called if the cable is pulled or the computer closes the port.

@@ -33,7 +33,7 @@ class Transcript {
   /// @param file  receives all entries; an existing file is replaced; "": none
   explicit Transcript(bool keep = true, const std::string& file = "");
 
-  /// Adds bytes that were transferred at this time. Does nothing if `bytes` is empty.
+  /// Adds bytes that were transferred at `time`. Does nothing if `bytes` is empty.
   void Add(std::chrono::steady_clock::time_point time, Direction direction, Bytes bytes);
   /// Adds an event.
   void AddEvent(std::chrono::steady_clock::time_point time, std::string_view text) {
@@ -50,8 +50,8 @@ class Transcript {
   std::ofstream file_;
 };
 
-/// Formats an entry as a line of the file, without line end: seconds since `start`, the sign of the
-/// direction, the bytes in hexadecimal (not for an event), the text.
+/// Formats an entry as a line of the file, without line end: seconds since `start`, the character
+/// of the direction, the bytes in hexadecimal (not for an event), the text.
 std::string FormatLine(const TranscriptEntry& entry, std::chrono::steady_clock::time_point start);
 
 }  // namespace quillet::simulator

@@ -23,7 +23,7 @@ namespace {
 
 using namespace quillet::simulator;
 
-/// A signal writes a byte to this pipe, which wakes Serve().
+/// The signal handler writes a byte to this pipe, which wakes Serve().
 int gSignalPipe[2] = {-1, -1};
 
 void OnSignal(int) {

@@ -27,7 +27,7 @@ using simulator::UsageError;
 
 struct Arguments {
   bool help = false;
-  bool unattended = false;  // synchronize, check the file, save a picture, end
+  bool unattended = false;  // synchronize, check the file, save a picture and exit
   bool burst = true;        // all records in one transfer
   bool autoSync = false;    // synchronize as soon as the scanner is connected
   std::string folder;       // absolute path of the parent of the data folder
@@ -79,8 +79,8 @@ All other arguments are those of the scanner:
               DefaultFolder().c_str(), simulator::HelpText().c_str());
 }
 
-// Writes the settings file: the settings of a first run, changed by the arguments. Without
-// --unattended, existing settings are kept and changed only by the arguments.
+// Writes the settings file. Starts from the existing settings, or from those of a first run if none
+// exist or --unattended is given. Then applies the arguments.
 void PrepareSettings(const Arguments& arguments, const std::string& dataFolder) {
   const std::string path = dataFolder + "/QuilletRegistry.txt";
   SettingsImage image{};
