@@ -16,7 +16,7 @@ namespace quillet {
 /// operations. Main thread only.
 class SettingsEditor {
  public:
-  /// The objects that the editor uses. All outlive it.
+  /// The objects that the editor uses. All outlive the editor.
   struct Parts {
     SystemLog& log;                ///< the system log
     LumetFile& file;               ///< settings file and data folder

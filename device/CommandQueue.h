@@ -54,7 +54,7 @@ class CommandQueue {
 
   /// Removes an entry. Command thread.
   /// @param entry  the entry that Head returned
-  /// @return false if the queue was reset after Head; it is then unchanged.
+  /// @return false, without effect, if the queue was reset after Head.
   bool Consume(const Entry& entry);
 
   /// Restarts the buffer if the queue is empty. Otherwise does nothing. Any thread.

@@ -18,7 +18,7 @@ enum ReceiveState : std::int32_t {
 };
 
 /// Size in bytes of the length field of a frame or burst. The length includes this field. The first
-/// record follows it.
+/// record follows the field.
 inline constexpr std::int32_t kLengthBytes = 3;
 
 /// Assembles received bytes into units: answers, frames, bursts and unsolicited records. Does no

@@ -14,7 +14,8 @@ namespace quillet {
 /// Receives the bytes that a SerialPort reads.
 class SerialPortDelegate {
  public:
-  /// Called on the port's read thread with each chunk. The next chunk is read after it returns.
+  /// Called on the port's read thread with each chunk. The next chunk is read after the call
+  /// returns.
   /// @param bytes  the port's read buffer, valid during the call
   /// @param count  the number of bytes, 1 to 10240
   virtual void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) = 0;

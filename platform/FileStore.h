@@ -25,7 +25,7 @@ class FileStore {
   /// Creates or replaces a file atomically: if the process is killed, the file has either its old
   /// or its new contents. A symbolic link at `path` is replaced, not followed.
   /// @return true if the file was replaced and its contents synchronized with the storage device;
-  ///         false if it is unchanged
+  ///         false if the file is unchanged
   virtual bool Replace(const std::string& path, std::string_view contents) = 0;
 };
 

@@ -24,12 +24,12 @@ class KeyEvents {
   /// Posts the events in order. A backend may pause if the system cannot accept more events. Any
   /// thread, one at a time.
   ///
-  /// If the system refuses or does not support synthetic events, the backend logs it once and drops
-  /// the events.
+  /// If the system refuses or does not support synthetic events, the backend logs this failure once
+  /// and drops the events.
   ///
   /// Linux backends press and release the modifier key around a key-down with a flag, and use
-  /// Control for Command. If Caps Lock is known to be on, they compensate for it and leave it on.
-  /// Modifiers that the user holds down combine with the posted keys.
+  /// Control for Command. If Caps Lock is known to be on, Linux backends compensate for it and
+  /// leave it on. Modifiers that the user holds down combine with the posted keys.
   virtual void Post(std::span<const KeyEvent> events) = 0;
 };
 

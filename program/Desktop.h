@@ -34,8 +34,8 @@ struct DesktopParts {
 /// Creates the backends for the process's session. Main thread.
 Desktop DesktopOfSession(const DesktopParts& parts);
 
-/// Returns the registry of serial ports. The first call creates it; it is never destroyed. Main
-/// thread, after creation of the QApplication.
+/// Returns the registry of serial ports. The first call creates the registry, which is never
+/// destroyed. Main thread, after creation of the QApplication.
 platform::SerialRegistry& SerialRegistryOfSystem();
 
 }  // namespace quillet

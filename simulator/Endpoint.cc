@@ -57,8 +57,8 @@ Endpoint::Transfer ResultOf(ssize_t count) {
   return {0, errno != EAGAIN && errno != EWOULDBLOCK};
 }
 
-/// The scanner has only the master side open, so it can detect whether the computer has the port
-/// open. Bytes sent while the port is closed are lost, as on a real line.
+/// The simulator keeps only the master side open, so it can detect whether the computer has the
+/// port open. Bytes sent while the port is closed are lost, as on a real line.
 class PseudoTerminal final : public Endpoint {
  public:
   explicit PseudoTerminal(TerminalMode mode) : mode_(mode) {}

@@ -8,7 +8,8 @@
 
 namespace quillet::simulator {
 
-// Symbology codes by model, for user input and the generator. The scanner does not interpret them.
+// Symbology codes by model, for user input and the generator. The simulated scanner does not
+// interpret the codes.
 
 /// Returns the code of a symbology, if the name is known. Ignores case and all characters other
 /// than letters and digits: "EAN-13", "ean13" and "EAN 13" are equal.

@@ -55,8 +55,8 @@ class ApplicationFile {
 ///
 /// If a started process ends within 10 s, it has failed or has passed the request to another
 /// process, which may be impossible to find. The application then counts as running, which avoids a
-/// new start for every record. On X11, this ends when no request has been made for 1 min. Without
-/// X11, it does not end.
+/// new start for every record. On X11, it stops counting as running after 1 min without a request.
+/// Without X11, it counts as running from then on.
 ///
 /// Started applications are not child processes. They have a separate session, so they outlive this
 /// process, and inherit no descriptors: standard input, output and error are /dev/null.

@@ -24,7 +24,7 @@ bool TakeCharacter(std::string_view& text, char character) {
   return true;
 }
 
-// Appends a number in the encoding of UsbModemName; returns false if it is above 998.
+// Appends a number in the encoding of UsbModemName; returns false if the number is above 998.
 bool AppendDigits(std::string& digits, unsigned number) {
   if (number > 998) return false;
   const std::string decimal = std::to_string(number);
@@ -61,8 +61,8 @@ std::string_view Property(udev_device* device, const char* key) {
 }
 
 // The kernel puts terminals without a parent device into the folder virtual/tty
-// (drivers/base/core.c, get_device_parent). About 70 terminals are there. Checking the path is
-// faster than reading the device.
+// (drivers/base/core.c, get_device_parent). About 70 devices are of this kind. Checking the path is
+// faster than reading each device.
 bool IsVirtual(std::string_view systemPath) {
   return systemPath.starts_with("/sys/devices/virtual/tty/");
 }

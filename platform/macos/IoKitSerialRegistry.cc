@@ -143,7 +143,7 @@ IoKitSerialRegistry::Matching IoKitSerialRegistry::TakeMatching(Port& port) {
   return matching;
 }
 
-// Calls IOMasterPort until one call has succeeded. Every further successful call would add a
+// Calls IOMasterPort only until it has succeeded once, because every successful call adds a
 // reference to the port.
 bool IoKitSerialRegistry::FindMasterPort() {
   return masterPort_ != MACH_PORT_NULL ||

@@ -14,8 +14,8 @@ namespace quillet::platform::macos {
 /// The serial devices that I/O Kit knows, with their names and callout paths. Main thread only.
 ///
 /// Notifications arrive through the run loop of the thread that creates a port, in its default
-/// mode. The toolkit's main loop runs in another mode while a modal panel or menu is open, which
-/// delays notifications until it is closed.
+/// mode. While a modal panel or menu is open, the toolkit's main loop runs in another mode and
+/// notifications are delayed.
 class IoKitSerialRegistry final : public SerialRegistry {
  public:
   IoKitSerialRegistry() = default;

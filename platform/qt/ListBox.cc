@@ -56,7 +56,7 @@ QAccessibleInterface* CreateNamedList(const QString& className, QObject* object)
 
 ListBox::ListBox() {
   setFocusPolicy(Qt::StrongFocus);
-  QAccessible::installFactory(CreateNamedList);  // Qt installs it only once
+  QAccessible::installFactory(CreateNamedList);  // Qt installs the same factory only once
 }
 
 }  // namespace quillet::platform::qt

@@ -156,7 +156,7 @@ void QtMainWindow::SetUpMenus() {
   edit->addAction(&clearItem_.action());
 }
 
-// The status strip keeps its height while it is empty.
+// The status strip has the same height when it is empty.
 void QtMainWindow::SetUpStatusStrip() {
   progressLabel_.setContentsMargins(8, 0, 0, 0);
   // A long text is cut off, so it cannot increase the window's minimum width.

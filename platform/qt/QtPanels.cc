@@ -39,7 +39,8 @@ std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
   panel.setAcceptMode(QFileDialog::AcceptSave);
   panel.setFileMode(QFileDialog::AnyFile);
   panel.setLabelText(QFileDialog::Accept, QStringLiteral("Choose"));
-  // The file is written later, and the user may want to append to it.
+  // The dialog must not ask about overwriting: the file is written later, and records may be
+  // appended.
   panel.setOption(QFileDialog::DontConfirmOverwrite);
   panel.setDirectory(Existing(folder, {QStandardPaths::DocumentsLocation}));
   panel.selectFile(ToQString(name));

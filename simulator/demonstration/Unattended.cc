@@ -15,8 +15,8 @@ namespace {
 constexpr int kPollMilliseconds = 100;
 constexpr int kShownLines = 5;
 
-/// Returns the symbology name that Quillet writes. For some codes of the older scanners it differs
-/// from the simulator's name.
+/// Returns the symbology name that Quillet writes. For some codes of the older scanners, Quillet's
+/// name differs from the simulator's.
 std::string_view WrittenName(Model model, std::uint8_t code) {
   constexpr std::pair<std::uint8_t, std::string_view> kOthers[] = {
       {0, "EAN 13"}, {1, "EAN 8"}, {2, "UPCA"}, {3, "UPCE"}, {8, "CodaBar"}};
