@@ -164,7 +164,7 @@ TEST_P(PopUpListContract, ReportsOnlyChangedSelections) {
   EXPECT_EQ(list_.SelectedItem(), 1);
 }
 
-TEST_P(PopUpListContract, AnInvalidPositionSelectsAndRemovesNothing) {
+TEST_P(PopUpListContract, InvalidPositionSelectsAndRemovesNothing) {
   Add({"a", "b", "c"});
   EXPECT_EQ(Remove(3), Positions{});
   EXPECT_EQ(Remove(-1), Positions{});
@@ -245,13 +245,13 @@ class ToolbarItemContract : public Contract<WindowHarness> {
   ToolbarItemContract() { harness_->Window().OrderFront(); }
 };
 
-TEST_P(ToolbarItemContract, ShowsItsLabel) {
+TEST_P(ToolbarItemContract, ShowsTheCurrentLabel) {
   EXPECT_EQ(harness_->Label(), "Connect");
   harness_->Item().SetLabel("Disconnect");
   EXPECT_EQ(harness_->Label(), "Disconnect");
 }
 
-TEST_P(ToolbarItemContract, APressCallsTheActionSetLast) {
+TEST_P(ToolbarItemContract, PressCallsTheActionSetLast) {
   std::string pressed;
   harness_->Press();
   for (const char* action : {"a", "b"}) {
@@ -328,7 +328,7 @@ TEST_P(WindowContract, ClosesWithoutAnAction) {
   EXPECT_FALSE(harness_->IsShown());
 }
 
-TEST_P(WindowContract, ShowsItsTitleUnchanged) {
+TEST_P(WindowContract, ShowsTheTitleUnchanged) {
   window_.OrderFront();
   for (const char* title : {"Quillet V1.25", "Quillet V1.25[30012345]", "Quillet V1.25[*]",
                             "Quillet V1.25[\xC3\xA9]", "Quillet V1.25"}) {

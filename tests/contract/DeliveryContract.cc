@@ -193,7 +193,7 @@ TEST_P(ApplicationsContract, AcceptsOnlyExistingAbsolutePaths) {
   }
 }
 
-TEST_P(ApplicationsContract, DoesNotOpenAMissingPath) {
+TEST_P(ApplicationsContract, DoesNotOpenAMissingApplication) {
   EXPECT_FALSE(applications_.OpenApplication("/nowhere/Editor"));
   EXPECT_EQ(TimesListed("/nowhere/Editor"), 0U);
 }

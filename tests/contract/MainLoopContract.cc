@@ -93,14 +93,14 @@ class MainQueueContract : public Contract<LoopHarness> {
   platform::MainQueue& queue_ = harness_->Queue();
 };
 
-TEST_P(MainQueueContract, DoesNotRunWorkInsideTheCall) {
+TEST_P(MainQueueContract, DoesNotRunWorkInsideAsync) {
   bool ran = false;
   queue_.Async([&] { ran = true; });
   EXPECT_FALSE(ran);
   EXPECT_TRUE(harness_->RunUntil([&] { return ran; }));
 }
 
-TEST_P(MainQueueContract, RunsWorkInTheOrderOfTheCalls) {
+TEST_P(MainQueueContract, RunsWorkInCallOrder) {
   std::string order;
   queue_.Async([&] {
     order += "a";
@@ -135,7 +135,7 @@ TEST_P(MainQueueContract, RunsEachThreadsWorkInOrderOnTheMainThread) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST_P(MainQueueContract, ANestedLoopDoesNotRunTheNextWork) {
+TEST_P(MainQueueContract, RunsNoQueuedWorkInANestedLoop) {
   std::string order;
   queue_.Async([&] {
     order += "<";
@@ -168,7 +168,7 @@ class TickerContract : public Contract<LoopHarness> {
   platform::Ticker& ticker_ = harness_->Ticker();
 };
 
-TEST_P(TickerContract, CallsRepeatedlyFromStartToStop) {
+TEST_P(TickerContract, CallsTheActionRepeatedlyFromStartToStop) {
   int calls = 0;
   ticker_.Stop();
   harness_->RunUntilIdle();
@@ -181,7 +181,7 @@ TEST_P(TickerContract, CallsRepeatedlyFromStartToStop) {
   EXPECT_EQ(calls, before);
 }
 
-TEST_P(TickerContract, StopsWithinTheAction) {
+TEST_P(TickerContract, CanBeStoppedWithinTheAction) {
   int calls = 0;
   ticker_.Start(1ms, [&] {
     ++calls;
@@ -192,7 +192,7 @@ TEST_P(TickerContract, StopsWithinTheAction) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_P(TickerContract, StartWithinTheActionReplacesIt) {
+TEST_P(TickerContract, StartWithinTheActionReplacesTheAction) {
   int first = 0;
   int second = 0;
   ticker_.Start(1ms, [&] {

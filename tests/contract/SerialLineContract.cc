@@ -113,7 +113,7 @@ TEST_P(SerialLineContract, ReadDoesNotWaitForASilentDevice) {
   line_.Close(line);
 }
 
-TEST_P(SerialLineContract, FailsForAMissingDevice) {
+TEST_P(SerialLineContract, OpenFailsForAMissingDevice) {
   EXPECT_EQ(line_.Open(harness_->MissingDevice().c_str(), Access::kRead, kSettings), -1);
   harness_->Send("bytes of another line");
   EXPECT_TRUE(ReadsNothing(-1));
@@ -128,7 +128,7 @@ TEST_P(SerialLineContract, ReadsNothingAfterClosing) {
   EXPECT_TRUE(ReadsNothing(line));
 }
 
-TEST_P(SerialLineContract, AFullLineDropsBytesWithoutWaiting) {
+TEST_P(SerialLineContract, DropsBytesWithoutWaitingIfTheLineIsFull) {
   const std::int32_t line = Open(Access::kWrite);
   for (int i = 0; i < 100'000; ++i) line_.Write(line, 'x');
   line_.Close(line);

@@ -96,7 +96,7 @@ TEST_P(SerialRegistryContract, ReadsDevicesInPathOrder) {
   EXPECT_EQ(Read(), paths);
 }
 
-TEST_P(SerialRegistryContract, AnArrivalIteratorStartsWithPresentDevices) {
+TEST_P(SerialRegistryContract, ArrivalIteratorStartsWithPresentDevices) {
   Plug(1);
   Plug(2);
   Listener arrivals(registry_, port_, Event::FirstMatch);
@@ -107,7 +107,7 @@ TEST_P(SerialRegistryContract, AnArrivalIteratorStartsWithPresentDevices) {
   EXPECT_EQ(arrivals.calls + removals.calls, 0);
 }
 
-TEST_P(SerialRegistryContract, NotifiesOnceEachTimeTheIteratorIsEmptied) {
+TEST_P(SerialRegistryContract, NotifiesAgainOnlyAfterTheIteratorIsEmptied) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   Plug(1);
   registry_.Release(registry_.Next(arrivals.iterator));
@@ -138,7 +138,7 @@ TEST_P(SerialRegistryContract, NotifiesEveryIteratorOfTheEvent) {
   EXPECT_EQ(removals.calls, 1);
 }
 
-TEST_P(SerialRegistryContract, ACallbackReadsTheChangedDevices) {
+TEST_P(SerialRegistryContract, CallbackReadsTheChangedDevices) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   Listener removals(registry_, port_, Event::Terminate);
   std::vector<std::size_t> present;
@@ -155,7 +155,7 @@ TEST_P(SerialRegistryContract, ACallbackReadsTheChangedDevices) {
   EXPECT_EQ(present, (std::vector<std::size_t>{1, 2, 1}));
 }
 
-TEST_P(SerialRegistryContract, AReleasedIteratorIsNotNotified) {
+TEST_P(SerialRegistryContract, DoesNotNotifyAReleasedIterator) {
   Listener first(registry_, port_, Event::FirstMatch);
   Listener second(registry_, port_, Event::FirstMatch);
   Listener third(registry_, port_, Event::FirstMatch);
@@ -168,7 +168,7 @@ TEST_P(SerialRegistryContract, AReleasedIteratorIsNotNotified) {
   EXPECT_EQ(third.calls, 0);
 }
 
-TEST_P(SerialRegistryContract, ANewIteratorSkipsTheCurrentEvent) {
+TEST_P(SerialRegistryContract, DoesNotNotifyANewIteratorOfTheCurrentEvent) {
   Listener outer(registry_, port_, Event::FirstMatch);
   std::optional<Listener> inner;
   outer.Empty();
@@ -184,7 +184,7 @@ TEST_P(SerialRegistryContract, ANewIteratorSkipsTheCurrentEvent) {
   EXPECT_EQ(inner->calls, 1);
 }
 
-TEST_P(SerialRegistryContract, ACallbackCanDestroyThePort) {
+TEST_P(SerialRegistryContract, CallbackCanDestroyThePort) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   arrivals.Empty();
   arrivals.action = [&] {
@@ -221,7 +221,7 @@ TEST_P(SerialRegistryContract, IgnoresZeroAndReleasedHandles) {
   EXPECT_EQ(second.Empty(), 1);
 }
 
-TEST_P(SerialRegistryContract, APortIsIndependentOfDestroyedPorts) {
+TEST_P(SerialRegistryContract, NewPortWorksAfterOthersAreDestroyed) {
   Listener(registry_, port_, Event::FirstMatch).Empty();
   registry_.DestroyNotifyPort(port_);
   Plug(1);

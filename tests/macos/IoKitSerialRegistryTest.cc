@@ -90,7 +90,7 @@ TEST_F(IoKitSerialRegistryTest, ReadsDevicesWithNameAndPathInOrder) {
   }
 }
 
-TEST_F(IoKitSerialRegistryTest, ReusesSlotOfDeviceWithoutPath) {
+TEST_F(IoKitSerialRegistryTest, ReusesTheSlotOfADeviceWithoutAPath) {
   TheMac().services = {{.name = "usbmodem1", .path = {}}, kScanner, {.name = "last", .path = {}}};
   std::array<std::string, 32> names;
   std::array<std::string, 32> paths;
@@ -123,7 +123,7 @@ TEST_F(IoKitSerialRegistryTest, ReadsNoMoreDevicesThanTheListHolds) {
   EXPECT_EQ(Read(100).size(), 40U);
 }
 
-TEST_F(IoKitSerialRegistryTest, ReadsNoDevicesOnFailureAndRetries) {
+TEST_F(IoKitSerialRegistryTest, RetriesAfterAFailureToReadDevices) {
   Plug(kScanner);
   for (bool Mac::*fault :
        {&Mac::masterPortFails, &Mac::matchingFails, &Mac::matchingServicesFails}) {
@@ -149,7 +149,7 @@ TEST_F(IoKitSerialRegistryTest, RegistersAndReleasesInOrder) {
                                    "CFRunLoopRemoveSource", "IONotificationPortDestroy"}));
 }
 
-TEST_F(IoKitSerialRegistryTest, NotifiesOnlyAfterIteratorIsEmptied) {
+TEST_F(IoKitSerialRegistryTest, NotifiesOnlyAfterTheIteratorIsEmptied) {
   Plug(kScanner);
   const Handle arriving = Listen(Event::FirstMatch);
   EXPECT_EQ(Empty(Listen(Event::Terminate)), 0);
@@ -177,7 +177,7 @@ TEST_F(IoKitSerialRegistryTest, NotifiesOfEachPlugAndUnplug) {
   }
 }
 
-TEST_F(IoKitSerialRegistryTest, DropsPendingEventOfReleasedIterator) {
+TEST_F(IoKitSerialRegistryTest, DropsThePendingEventOfAReleasedIterator) {
   const Handle iterator = Listen(Event::FirstMatch);
   Empty(iterator);
   Plug(kScanner);
@@ -189,7 +189,7 @@ TEST_F(IoKitSerialRegistryTest, DropsPendingEventOfReleasedIterator) {
   EXPECT_EQ(arrivals, 0);
 }
 
-TEST_F(IoKitSerialRegistryTest, AllowsCallbackToDestroyThePort) {
+TEST_F(IoKitSerialRegistryTest, CallbackCanDestroyThePort) {
   Empty(Listen(Event::FirstMatch, [this] { Disarm(); }));
   Plug(kScanner);
   RunLoopTurn();
@@ -197,7 +197,7 @@ TEST_F(IoKitSerialRegistryTest, AllowsCallbackToDestroyThePort) {
   EXPECT_EQ(NotifyPorts(), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, AcceptsThirdRegistration) {
+TEST_F(IoKitSerialRegistryTest, AcceptsAThirdRegistration) {
   for (int i = 0; i < 3; ++i) EXPECT_NE(Listen(Event::FirstMatch), 0U);
 }
 
@@ -223,7 +223,7 @@ TEST_F(IoKitSerialRegistryTest, IgnoresHandleZeroAndUnknownPorts) {
   EXPECT_EQ(TheMac().calls, Calls{});
 }
 
-TEST(IoKitSerialRegistryEndTest, DestroysRemainingPort) {
+TEST(IoKitSerialRegistryEndTest, DestroysTheRemainingPort) {
   const Account account;
   platform::macos::IoKitSerialRegistry registry;
   const auto port = registry.CreateNotifyPort();

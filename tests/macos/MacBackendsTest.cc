@@ -18,7 +18,7 @@ struct GeneralPasteboardTest : testing::Test {
   platform::macos::GeneralPasteboard pasteboard;
 };
 
-TEST_F(GeneralPasteboardTest, ClearsAndDeclaresTypeBeforeSettingText) {
+TEST_F(GeneralPasteboardTest, ClearsAndDeclaresTheTypeBeforeSettingText) {
   for (const std::string& text :
        {std::string("12\xC3\xA9 \xE2\x82\xAC\r\n"), std::string("a\0b", 3), std::string()}) {
     TheMac().calls.clear();
@@ -54,7 +54,7 @@ struct LaunchServicesApplicationsTest : testing::Test {
   platform::macos::LaunchServicesApplications applications;
 };
 
-TEST_F(LaunchServicesApplicationsTest, FindsOnlyPathsWithExtension) {
+TEST_F(LaunchServicesApplicationsTest, FindsApplicationsOnlyByPathWithExtension) {
   EXPECT_TRUE(applications.HasApplication(kEditor));
   EXPECT_FALSE(applications.HasApplication("/Applications/TextEdit"));
   EXPECT_FALSE(applications.HasApplication(""));
@@ -75,7 +75,7 @@ TEST_F(LaunchServicesApplicationsTest, ReturnsFalseIfOpeningFails) {
   EXPECT_EQ(TheMac().opened, Texts{});
 }
 
-TEST_F(LaunchServicesApplicationsTest, SkipsApplicationsWithoutPath) {
+TEST_F(LaunchServicesApplicationsTest, SkipsApplicationsWithoutAPath) {
   EXPECT_EQ(applications.LaunchedApplications(), Texts{});
   TheMac().listsNameless = true;
   TheMac().running = {kOther, "/System/Library/CoreServices/Finder.app"};
@@ -122,14 +122,14 @@ TEST_F(QuartzKeyEventsTest, SetsFlagsOnKeyDownOnly) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(QuartzKeyEventsTest, ReleasesSourceAfterEvents) {
+TEST_F(QuartzKeyEventsTest, ReleasesTheSourceAfterTheEvents) {
   Press(kKeyA, KeyFlag::kShift);
   EXPECT_EQ(TheMac().calls,
             (Texts{"source created", "down created", "down flags", "up created", "down posted",
                    "up posted", "down released", "up released", "source released"}));
 }
 
-TEST_F(QuartzKeyEventsTest, ToleratesMissingSourceAndEvents) {
+TEST_F(QuartzKeyEventsTest, ToleratesAMissingSourceOrMissingEvents) {
   TheMac().hasSources = false;
   Press(kReturn, KeyFlag::kNone);
   ASSERT_EQ(TheMac().posted.size(), 2U);

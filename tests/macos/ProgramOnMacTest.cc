@@ -79,7 +79,7 @@ TEST_F(ProgramOnMacTest, ActivatesOnConnectAndDisconnectsOnUnplug) {
   EXPECT_EQ(View(), "Disconnected from Tavo[000000]|");
 }
 
-TEST_F(ProgramOnMacTest, TypesRecordKeyByKey) {
+TEST_F(ProgramOnMacTest, TypesARecordKeyByKey) {
   DeliverTo(kToFrontmostApplication);
   controller.DisplayBarcode("aB\r\n");
   std::vector<std::pair<int, std::uint64_t>> downs;
@@ -89,7 +89,7 @@ TEST_F(ProgramOnMacTest, TypesRecordKeyByKey) {
   EXPECT_EQ(downs, (decltype(downs){{0, 0}, {11, 0x20000}, {36, 0}}));
 }
 
-TEST_F(ProgramOnMacTest, PastesRecordWithCommandV) {
+TEST_F(ProgramOnMacTest, PastesARecordWithCommandV) {
   DeliverTo(kToFrontmostApplication);
   controller.lumet->bNonEnglish = 1;
   controller.DisplayBarcode("12\xC3\xA9\r\n");
@@ -99,7 +99,7 @@ TEST_F(ProgramOnMacTest, PastesRecordWithCommandV) {
   EXPECT_EQ(TheMac().posted[0].flags, 0x100000U);
 }
 
-TEST_F(ProgramOnMacTest, OpensNamedApplicationForEachRecord) {
+TEST_F(ProgramOnMacTest, OpensTheNamedApplicationForEachRecord) {
   DeliverTo(kToNamedApplication);
   controller.DisplayBarcode("1");
   controller.DisplayBarcode("2");

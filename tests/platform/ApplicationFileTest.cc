@@ -36,7 +36,7 @@ TEST_F(ApplicationFileTest, AcceptsAnExecutableFile) {
   EXPECT_EQ(file->windowClasses(), Texts{"stock program"});
 }
 
-TEST_F(ApplicationFileTest, RefusesOtherPaths) {
+TEST_F(ApplicationFileTest, RefusesPathsThatAreNotApplications) {
   for (const std::string& path :
        {std::string(), std::string("/Applications/TextEdit"), std::string("true"),
         std::string("/usr/bin"), folder_ / "absent.desktop", Entry("no-command.desktop", ""),

@@ -160,7 +160,7 @@ TEST_F(DesktopApplicationsTest, RestartsOnX11AfterAMinuteWithoutRequests) {
   EXPECT_TRUE(WaitForStarts(before + 1));
 }
 
-TEST_F(DesktopApplicationsTest, DoesNotStartIfAnotherProgramHasAWindow) {
+TEST_F(DesktopApplicationsTest, DoesNotStartAnApplicationThatHasAWindow) {
   OpenWithWindow({"-extension", "X-Resource"});  // hides that this process owns the window
   EXPECT_EQ(CountStarts(), 0U);
 }
@@ -170,7 +170,7 @@ TEST_F(DesktopApplicationsTest, IgnoresWindowsOfThisProgram) {
   EXPECT_TRUE(WaitForStarts(1));
 }
 
-TEST_F(DesktopApplicationsTest, RestartsAnEndedApplicationThatItDidNotStart) {
+TEST_F(DesktopApplicationsTest, RestartsAnEndedApplicationStartedElsewhere) {
   DesktopApplications others(false, clock_);
   const std::string path = OpenEditor(others);
   ASSERT_TRUE(applications_.OpenApplication(path));
@@ -180,7 +180,7 @@ TEST_F(DesktopApplicationsTest, RestartsAnEndedApplicationThatItDidNotStart) {
   EXPECT_TRUE(WaitForStarts(2));
 }
 
-TEST_F(DesktopApplicationsTest, StartsInANewSessionWithNullDevices) {
+TEST_F(DesktopApplicationsTest, StartsApplicationsInANewSessionWithNullDevices) {
   const int leak = open("/dev/null", O_RDONLY);  // without close-on-exec
   std::string links;
   for (const int descriptor : {0, 1, 2, leak}) {

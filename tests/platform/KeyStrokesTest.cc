@@ -19,7 +19,7 @@ Strokes Press(std::uint16_t key, KeyFlag flag, bool capsLock) {
   return strokes;
 }
 
-TEST(KeyStrokesTest, MapsEachVirtualKeyToItsOwnCode) {
+TEST(KeyStrokesTest, MapsEachVirtualKeyToAUniqueCode) {
   std::set<std::uint16_t> codes;
   for (std::uint16_t key = 0; key <= 50; ++key) codes.insert(EvdevKeyCode(key));
   EXPECT_EQ(codes.size(), 51U);

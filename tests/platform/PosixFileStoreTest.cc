@@ -206,7 +206,7 @@ TEST_F(PosixFileStoreTest, ReplacesInAFolderThatCannotBeListed) {
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
-TEST_F(PosixFileStoreTest, AFailedWriteChangesNothing) {
+TEST_F(PosixFileStoreTest, FailedWriteChangesNothing) {
   const std::string path = folder_.Put("file", "old");
   EXPECT_EQ(Child([&] {
               // The first write beyond the limit is short. The next write fails.
@@ -220,7 +220,7 @@ TEST_F(PosixFileStoreTest, AFailedWriteChangesNothing) {
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
-TEST_F(PosixFileStoreTest, AFullDeviceChangesNothing) {
+TEST_F(PosixFileStoreTest, ReplaceOnAFullDeviceChangesNothing) {
   if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "no small file system can be mounted here";
   const std::string mount = folder_ / "small";
   fs::create_directory(mount);
@@ -236,7 +236,7 @@ TEST_F(PosixFileStoreTest, AFullDeviceChangesNothing) {
   EXPECT_EQ(result.output, "0\n1\n150000\nfile\n") << result.errors;
 }
 
-TEST_F(PosixFileStoreTest, AKilledProcessLeavesTheOldOrTheNewFile) {
+TEST_F(PosixFileStoreTest, KilledProcessLeavesTheOldOrTheNewFile) {
   const std::string path = folder_ / "file";
   const std::string oldContents(200'000, 'o');
   const std::string newContents(350'000, 'n');
@@ -269,7 +269,7 @@ TEST_F(PosixFileStoreTest, AKilledProcessLeavesTheOldOrTheNewFile) {
   }
 }
 
-TEST_F(PosixFileStoreTest, AReaderSeesWholeFilesDuringReplacement) {
+TEST_F(PosixFileStoreTest, ReadersSeeWholeFilesDuringReplacement) {
   const std::string path = folder_ / "file";
   const std::string contents[] = {std::string(100'000, 'a'), std::string(120'000, 'b')};
   ASSERT_TRUE(store_.Replace(path, contents[0]));

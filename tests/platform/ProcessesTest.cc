@@ -36,7 +36,7 @@ TEST(ProcessesTest, FindsAProgramOnThePath) {
   }
 }
 
-TEST(ProcessesTest, FindsOnlyTheFirstWordsOfACommandLine) {
+TEST(ProcessesTest, MatchesTheFirstWordsOfACommandLine) {
   const test::ScriptApplications scripts;
   const std::string path = scripts.InstallEditor();
   const test::Child child = Start({path, "stock", "list"});
@@ -47,7 +47,7 @@ TEST(ProcessesTest, FindsOnlyTheFirstWordsOfACommandLine) {
   for (const auto& command : others) EXPECT_EQ(FindProcess(command), 0) << command.size();
 }
 
-TEST(ProcessesTest, AProcessDescendsFromItselfAndItsParents) {
+TEST(ProcessesTest, RecognizesAProcessAndItsDescendants) {
   const int pid = getpid();
   EXPECT_TRUE(IsOrDescendsFrom(pid, pid));
   EXPECT_TRUE(IsOrDescendsFrom(pid, getppid()));

@@ -23,7 +23,7 @@ TEST(UsbModemName, EncodesBusPortsAndInterface) {
   for (const auto& [place, name] : names) EXPECT_EQ(UsbModemName(place), name);
 }
 
-TEST(UsbModemName, DiffersForEachPlace) {
+TEST(UsbModemName, DiffersForEachInterface) {
   const std::vector<int> numbers{0, 1, 8, 9, 10, 12, 89, 90, 98, 99, 100, 127, 255};
   std::map<std::string, std::string> places;
   const auto add = [&](const std::string& place) {

@@ -78,7 +78,7 @@ constexpr std::size_t kLineBytes = 1'000;
 constexpr std::size_t kLines = 4 * SyslogLog::kBacklogBytes / kLineBytes;  // four times the backlog
 constexpr std::size_t kRoom = SyslogLog::kBacklogBytes / (kLineBytes + 8);
 
-TEST(SyslogLog, AFullBacklogBlocksWritersWithoutLosingLines) {
+TEST(SyslogLog, FullBacklogBlocksWritersButLosesNoLine) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
   receiver.stalled = true;
@@ -148,7 +148,7 @@ class LogSocket {
   int socket_;
 };
 
-TEST(SyslogLog, WritesToDevLogUnderTheProgramsName) {
+TEST(SyslogLog, WritesToDevLogUnderTheProgramName) {
   if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "/dev/log cannot be replaced here";
   const test::TemporaryFolder folder;
   const LogSocket socket(folder / "log");

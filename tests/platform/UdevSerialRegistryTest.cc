@@ -87,7 +87,7 @@ class UdevSerialRegistryTest : public testing::Test {
 
 const Device kScanner{"usbmodem310", "/dev/ttyACM0"};
 
-TEST_F(UdevSerialRegistryTest, NamesAModemAfterItsPlace) {
+TEST_F(UdevSerialRegistryTest, NamesAModemAfterItsUsbInterface) {
   const std::string first = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   system_.AddUsbModem("3-2:1.0", "ttyACM1");
   system_.AddUsbModem("3-1.4.10:1.2", "ttyACM2");
@@ -150,7 +150,7 @@ TEST_F(UdevSerialRegistryTest, SortsByKernelNameWithNumbersByValue) {
                              {"ttyS0", "/dev/ttyS0"}}));
 }
 
-TEST_F(UdevSerialRegistryTest, ReadsADeviceOnlyAfterUdevProcessedIt) {
+TEST_F(UdevSerialRegistryTest, OmitsADeviceUntilUdevHasProcessedIt) {
   system_.AddUsbModem("3-1:1.0", "ttyACM0");
   system_.Add("P: /devices/new\nE: SUBSYSTEM=platform\n");
   system_.Add("P: /devices/new/tty/ttyX0\nE: SUBSYSTEM=tty\nE: DEVNAME=/dev/ttyX0\n");
@@ -283,7 +283,7 @@ TEST_F(UdevSerialRegistryTest, DoesNotNotifyIfLostEventsChangedNothing) {
   EXPECT_FALSE(loseEvents);
 }
 
-TEST_F(UdevSerialRegistryTest, ACallbackCanDestroyThePortAfterLostEvents) {
+TEST_F(UdevSerialRegistryTest, CallbackCanDestroyThePortAfterLostEvents) {
   const std::string first = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   const std::string second = system_.AddUsbModem("3-2:1.0", "ttyACM1");
   Listen();

@@ -107,7 +107,7 @@ TEST_F(UinputKeyEventsTest, CreatesTheKeyboardOnceOnFirstUse) {
   EXPECT_EQ(clock_.sleeps(), (std::vector<FakeClock::Duration>{1500ms}));
 }
 
-TEST_F(UinputKeyEventsTest, PausesBeforeTheKernelsBufferIsFull) {
+TEST_F(UinputKeyEventsTest, PausesBeforeTheKernelBufferIsFull) {
   constexpr std::size_t kBuffer = 512;  // unread events that the kernel keeps for this keyboard
   Begin();
   std::vector<std::pair<std::chrono::nanoseconds, std::size_t>> writes;

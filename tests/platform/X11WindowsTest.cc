@@ -41,7 +41,7 @@ TEST(X11WindowsTest, ListsWindowsTopmostFirst) {
   EXPECT_FALSE(windows.Active());
 }
 
-TEST(X11WindowsTest, PalettesAndDialogsAreNotNormal) {
+TEST(X11WindowsTest, MarksPalettesAndDialogsAsNotNormal) {
   XServer server;
   XClient client;
   const auto plain = client.MakeWindow();

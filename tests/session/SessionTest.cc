@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, LayoutTest, ::testing::Values(Model::kOlder, M
                            return each.param == Model::kOlder ? "Older" : "Of300Series";
                          });
 
-TEST_F(SessionTest, SendsNothingAfterATimeOutUntilAnAnswer) {
+TEST_F(SessionTest, SendsNothingAfterATimeOutUntilAnAnswerArrives) {
   ConnectWith(StockTaking(3, Model::kOlder));
   controller.lumet->bClearMemory = 1;
   scanner->AddFault("on E 1 silence");

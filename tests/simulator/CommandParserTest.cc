@@ -71,7 +71,7 @@ TEST(CommandParser, ReportsEachByteThatStartsNoCommand) {
   }
 }
 
-TEST(CommandParser, ReportsUnfinishedCommandAndReadsNext) {
+TEST(CommandParser, ReportsAnUnfinishedCommandAndReadsTheNext) {
   for (const std::string broken : {"w", "w1", "p", "p1", "G", "GZ", "GZS", "GS"}) {
     const Parsed parsed = Parse(broken + "W");
     EXPECT_THAT(parsed.commands, ElementsAre("W")) << broken;

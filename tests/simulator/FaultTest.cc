@@ -26,7 +26,7 @@ std::string ScriptError(std::string_view script) {
   return "no error";
 }
 
-TEST(FaultScript, ReadsOccurrenceOfCommand) {
+TEST(FaultScript, ReadsOccurrenceNumbersOfCommands) {
   for (const auto& [rule, occurrence, andLater] : {std::tuple("on M 2 silence", 2U, false),
                                                    {"on M 2+ silence", 2U, true},
                                                    {"on M every silence", 1U, true},
@@ -96,7 +96,7 @@ TEST(FaultScript, ReportsErrorsWithLineAndReason) {
   }
 }
 
-TEST(FaultScript, ReadsEveryExampleOfTheHelp) {
+TEST(FaultScript, ReadsEveryExampleInTheHelp) {
   EXPECT_THAT(ParseFaults(kFaultHelp.substr(kFaultHelp.find("Examples:\n") + 10)), SizeIs(11));
 }
 
@@ -125,7 +125,7 @@ TEST(AnswerFaults, InsertReplaceOrRemoveBytes) {
   }
 }
 
-TEST(AnswerFaults, RemoveAnswerOrChangeItsLength) {
+TEST(AnswerFaults, RemoveTheAnswerOrChangeItsLength) {
   EXPECT_EQ(Edited("on W silence", ToBytes("@")), std::nullopt);
   EXPECT_EQ(Edited("on p answer 40", std::nullopt), ToBytes("@"));
   EXPECT_EQ(Edited("on P length 0x123456", Bytes{0, 0, 4, 'x'}, CommandKind::kSendAllRecords),
@@ -157,7 +157,7 @@ class FaultInjectorTest : public testing::Test {
   FaultInjector injector_;
 };
 
-TEST_F(FaultInjectorTest, CountsOccurrencesOfCommand) {
+TEST_F(FaultInjectorTest, CountsOccurrencesOfEachCommand) {
   Arm("on W 2 silence");
   Arm("on W 2+ silence");
   EXPECT_THAT(injector_.OnCommand("W"), SizeIs(0));
@@ -175,7 +175,7 @@ TEST_F(FaultInjectorTest, MatchesCommandsByNameOrGroup) {
   EXPECT_THAT(injector_.OnCommand("P"), SizeIs(1));
 }
 
-TEST_F(FaultInjectorTest, FiresOnceAfterBytesSinceArming) {
+TEST_F(FaultInjectorTest, FiresOnceAfterTheGivenNumberOfBytes) {
   Arm("after-sent 10 unplug", {100, 0});
   EXPECT_EQ(injector_.SendableBefore({100, 0}), 10U);
   EXPECT_EQ(injector_.SendableBefore({104, 50}), 6U);
@@ -184,14 +184,14 @@ TEST_F(FaultInjectorTest, FiresOnceAfterBytesSinceArming) {
   EXPECT_EQ(CountDue({110, 0}), 0U);
 }
 
-TEST_F(FaultInjectorTest, CountsBytesFromZeroOnNewLine) {
+TEST_F(FaultInjectorTest, RestartCountingResetsTheByteCount) {
   Arm("after-received 10 unplug", {0, 100});
   injector_.RestartCounting();
   EXPECT_EQ(CountDue({0, 9}), 0U);
   EXPECT_EQ(CountDue({0, 10}), 1U);
 }
 
-TEST_F(FaultInjectorTest, FiresAtTimeSinceArming) {
+TEST_F(FaultInjectorTest, FiresAtTheGivenTimeAfterArming) {
   EXPECT_EQ(injector_.NextTime(), Time::max());
   Arm("at 20ms plug");
   EXPECT_EQ(injector_.NextTime(), kStart + milliseconds(20));

@@ -40,7 +40,7 @@ TEST(Duration, AcceptsNonNegativeNumbersOnly) {
   }
 }
 
-TEST(Duration, UsesDecimalPointInEveryLocale) {
+TEST(Duration, UsesADecimalPointInEveryLocale) {
   struct Comma : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
   };
@@ -50,7 +50,7 @@ TEST(Duration, UsesDecimalPointInEveryLocale) {
   std::locale::global(before);
 }
 
-TEST(SymbologyByte, AcceptsNameDecimalOrHexadecimal) {
+TEST(SymbologyByte, AcceptsANameOrADecimalOrHexadecimalNumber) {
   EXPECT_EQ(ParseSymbologyByte(Model::kSeries300, "QR/Micro QR"), 34);
   EXPECT_EQ(ParseSymbologyByte(Model::kOlder, "255"), 255);
   EXPECT_EQ(ParseSymbologyByte(Model::kOlder, "0x86"), 0x86);

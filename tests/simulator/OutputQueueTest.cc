@@ -37,7 +37,7 @@ class OutputQueueTest : public testing::Test {
   OutputQueue instant_{0};
 };
 
-TEST_F(OutputQueueTest, ReleasesAllBytesAtOnceWithoutLineTime) {
+TEST_F(OutputQueueTest, ReleasesAllBytesAtOnceAtUnlimitedSpeed) {
   instant_.Append(ToBytes("abc"), kQueueStart + milliseconds(2));
   EXPECT_EQ(instant_.NextDue(), kQueueStart + milliseconds(2));
   EXPECT_EQ(Take(instant_, microseconds(1999)), "");
@@ -92,7 +92,7 @@ TEST_F(OutputQueueTest, IsDueAfterOneMillisecondOrOneByte) {
   EXPECT_LT(slow.NextDue(), kQueueStart + milliseconds(34));
 }
 
-TEST_F(OutputQueueTest, InsertsBytesIntoOrBeforePendingAnswer) {
+TEST_F(OutputQueueTest, InsertsBytesIntoOrBeforeAPendingAnswer) {
   Append("abcd");
   EXPECT_EQ(Take(milliseconds(2)), "ab");
   queue_.InsertNow(ToBytes("XY"), kQueueStart + milliseconds(2));
@@ -106,7 +106,7 @@ TEST_F(OutputQueueTest, InsertsBytesIntoOrBeforePendingAnswer) {
   EXPECT_EQ(Take(instant_, seconds(5)), "late");
 }
 
-TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterHold) {
+TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAHold) {
   Append("abcd");
   EXPECT_EQ(Take(milliseconds(2)), "ab");
   queue_.HoldUntil(kQueueStart + milliseconds(50));
@@ -126,7 +126,7 @@ TEST_F(OutputQueueTest, DropsBytesAcrossAnswers) {
   EXPECT_TRUE(instant_.IsEmpty());
 }
 
-TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterStall) {
+TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAStall) {
   Append("abcdef");
   queue_.Consume(2, kQueueStart + milliseconds(2));
   queue_.Stall(kQueueStart + milliseconds(100));
@@ -135,7 +135,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterStall) {
   EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST_F(OutputQueueTest, IsEmptyAfterClearAndAddingNoBytes) {
+TEST_F(OutputQueueTest, IsEmptyAfterClearAndEmptyInsertions) {
   Append("abcd");
   queue_.Clear();
   queue_.Append({}, kQueueStart);

@@ -132,7 +132,7 @@ TEST(TavoSimulatorProgram, AnswersAccordingToItsOptions) {
   }
 }
 
-TEST(TavoSimulatorProgram, KeepsItsLinkWhilePluggedIn) {
+TEST(TavoSimulatorProgram, LinkExistsOnlyWhilePluggedIn) {
   const test::TemporaryFolder folder;
   const std::string link = folder / "scanner";
   Program program(Quick({"--link", link}));
@@ -160,7 +160,7 @@ TEST(TavoSimulatorProgram, SurvivesEndOfInputAndEndsOnSignal) {
   EXPECT_EQ(program.Errors(), "");
 }
 
-TEST(TavoSimulatorProgram, ExecutesLinesOfItsInput) {
+TEST(TavoSimulatorProgram, ExecutesCommandsFromStandardInput) {
   Program program(Quick({"--records", "0"}));
   HostPort port(program.ReadyPath());
   EXPECT_EQ(port.Ask("W", 1), ToBytes("@"));
@@ -199,7 +199,7 @@ TEST(TavoSimulatorProgram, ReadsFaultsAndWritesTranscript) {
   EXPECT_THAT(text, HasSubstr(" > 61 62 63 40  abc@\n"));
 }
 
-TEST(TavoSimulatorProgram, ExplainsEveryOptionInItsHelp) {
+TEST(TavoSimulatorProgram, HelpExplainsEveryOption) {
   Program program({"--help"});
   const std::string help = program.Rest(STDOUT_FILENO);
   EXPECT_EQ(program.ExitCode(), 0);

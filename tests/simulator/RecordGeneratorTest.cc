@@ -28,7 +28,7 @@ TEST(CheckDigit, MatchesPrintedBarcodes) {
   EXPECT_EQ(CheckDigit("1540014128876"), '3');  // 14 digits
 }
 
-TEST(Symbologies, HaveNumberForNameInAnySpelling) {
+TEST(Symbologies, AreFoundByNameInAnySpelling) {
   EXPECT_EQ(SymbologyCode(Model::kSeries300, "EAN-13"), 21);
   const std::pair<const char*, std::optional<int>> kOlderCodes[] = {
       {"EAN-13", 0},       {"Ean 13", 0}, {"ean13", 0}, {"Code 93", 10},
@@ -38,14 +38,14 @@ TEST(Symbologies, HaveNumberForNameInAnySpelling) {
   }
 }
 
-TEST(Symbologies, HaveNameForUsedNumbersOnly) {
+TEST(Symbologies, HaveNamesOnlyForUsedNumbers) {
   EXPECT_EQ(SymbologyName(Model::kOlder, 20), "Code 93");  // Code 93 has two numbers
   EXPECT_EQ(SymbologyName(Model::kOlder, 12), "");
   EXPECT_EQ(SymbologyName(Model::kSeries300, 43), "HanXin Code");
   EXPECT_EQ(SymbologyName(Model::kSeries300, 44), "");
 }
 
-TEST_P(BothModels, StockTakingDependsOnlyOnState) {
+TEST_P(BothModels, StockTakingDependsOnlyOnTheRandomState) {
   EXPECT_EQ(StockTaking(500, GetParam(), 7), StockTaking(500, GetParam(), 7));
   EXPECT_NE(StockTaking(500, GetParam(), 7), StockTaking(500, GetParam(), 8));
   EXPECT_TRUE(StockTaking(0, GetParam()).empty());
@@ -63,7 +63,7 @@ TEST_P(BothModels, StockTakingTimesSpanOneWorkingDay) {
   }
 }
 
-TEST_P(BothModels, StockTakingHasValidCodesOfItsModel) {
+TEST_P(BothModels, StockTakingHasValidCodesOfTheModel) {
   const std::map<std::string_view, std::size_t> lengths = {
       {"EAN-13", 13}, {"EAN-8", 8}, {"UPC-A", 12}, {"ITF-14", 14}, {"I2of5", 14}};
   std::size_t checked = 0;

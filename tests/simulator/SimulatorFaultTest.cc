@@ -38,7 +38,7 @@ class SimulatorFaultTest : public ScannerTest {
   }
 };
 
-TEST_F(SimulatorFaultTest, ExecutesSilentButNotIgnoredCommands) {
+TEST_F(SimulatorFaultTest, ExecutesSilencedButNotIgnoredCommands) {
   AttachWith("on E 1 ignore\non E 2 silence");
   port->Send("E");
   ASSERT_TRUE(scanner->WaitForCommand("E"));
@@ -50,7 +50,7 @@ TEST_F(SimulatorFaultTest, ExecutesSilentButNotIgnoredCommands) {
   EXPECT_EQ(port->Ask("E", 1), ToBytes("@"));
 }
 
-TEST_F(SimulatorFaultTest, DelaysOrPausesAnswer) {
+TEST_F(SimulatorFaultTest, DelaysOrPausesAnAnswer) {
   AttachWith("on M delay 80\nafter-sent 15 pause 80");
   for (const auto& [command, answer] : {std::pair("M", "1234567890@"), {"V", "0.00.41000@"}}) {
     const auto begin = steady_clock::now();
@@ -59,7 +59,7 @@ TEST_F(SimulatorFaultTest, DelaysOrPausesAnswer) {
   }
 }
 
-TEST_F(SimulatorFaultTest, AppliesFaultOnceAfterRestart) {
+TEST_F(SimulatorFaultTest, AppliesEachFaultOnceAfterARestart) {
   AttachWith("on M after \"x\"");
   scanner->Stop();
   scanner->Start();
@@ -68,20 +68,20 @@ TEST_F(SimulatorFaultTest, AppliesFaultOnceAfterRestart) {
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
 }
 
-TEST_F(SimulatorFaultTest, SendsAnswerInChunks) {
+TEST_F(SimulatorFaultTest, SendsAnAnswerInChunks) {
   AttachWith("on V chunks 4 2");
   EXPECT_EQ(port->Ask("V", 11), ToBytes("0.00.41000@"));
   EXPECT_THAT(Transfers(Direction::kSent),
               ElementsAre(ToBytes("0.00"), ToBytes(".410"), ToBytes("00@")));
 }
 
-TEST_F(SimulatorFaultTest, InsertsOrLosesBytesInAnswer) {
+TEST_F(SimulatorFaultTest, InsertsOrLosesBytesInAnAnswer) {
   AttachWith("after-sent 4 send \"??\"\nafter-sent 17 lose 3");
   EXPECT_EQ(port->Ask("M", 13), ToBytes("1234??567890@"));
   EXPECT_EQ(port->Ask("M", 8), ToBytes("1234890@"));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAfterExactNumberOfSentBytes) {
+TEST_F(SimulatorFaultTest, UnplugsAfterTheExactNumberOfSentBytes) {
   for (const std::size_t count : {1U, 2U, 50U, 300U}) {
     AttachWith("after-sent " + std::to_string(count) + " unplug");
     port->Send("P");
@@ -92,7 +92,7 @@ TEST_F(SimulatorFaultTest, UnplugsAfterExactNumberOfSentBytes) {
   }
 }
 
-TEST_F(SimulatorFaultTest, DelaysUnplugUntilSentBytesAreRead) {
+TEST_F(SimulatorFaultTest, DelaysUnpluggingUntilSentBytesAreRead) {
   AttachWith("after-sent 5 unplug");
   port->Send("M");
   ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().sent == 5; }));
@@ -106,7 +106,7 @@ TEST_F(SimulatorFaultTest, UnplugsEvenIfSentBytesAreNeverRead) {
   EXPECT_TRUE(WaitForUnplug());
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAfterExactNumberOfReceivedBytes) {
+TEST_F(SimulatorFaultTest, UnplugsAfterTheExactNumberOfReceivedBytes) {
   AttachWith("after-received 2 unplug");
   port->Send("WMV");
   ASSERT_TRUE(WaitForUnplug());
@@ -138,7 +138,7 @@ TEST_F(SimulatorFaultTest, ReplugsAfterTheGivenTime) {
   EXPECT_EQ(HostPort(scanner->Path()).Ask("M", 11), ToBytes("1234567890@"));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsOnCommand) {
+TEST_F(SimulatorFaultTest, UnplugsWhenTheCommandArrives) {
   AttachWith("on GS1 unplug");
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   port->Send("GS1");

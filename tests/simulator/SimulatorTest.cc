@@ -60,7 +60,7 @@ TEST_F(SimulatorTest, AnswersAndReportsAWholeSession) {
   EXPECT_THAT(scanner->Records(), IsEmpty());
 }
 
-TEST_F(SimulatorTest, SendsEveryByteUnalteredOnRawLine) {
+TEST_F(SimulatorTest, SendsEveryByteUnchangedOnARawLine) {
   options.device.asset = std::string("\r\n\x03\x11\x13\x04\x1A\x7F\x15\x17", 10);
   for (const Model model : {Model::kOlder, Model::kSeries300}) {
     options.device.model = model;
@@ -74,7 +74,7 @@ TEST_F(SimulatorTest, SendsEveryByteUnalteredOnRawLine) {
   }
 }
 
-TEST_F(SimulatorTest, EchoesOnCookedLine) {
+TEST_F(SimulatorTest, EchoesOnACookedLine) {
   options.terminalMode = TerminalMode::kCooked;
   Attach();
   termios settings = {};
@@ -96,7 +96,7 @@ TEST_F(SimulatorTest, AnswersEachTimeThePortIsOpened) {
   EXPECT_EQ(scanner->CountOf("W"), 20U);
 }
 
-TEST_F(SimulatorTest, LosesBytesSentToClosedPort) {
+TEST_F(SimulatorTest, LosesBytesSentToAClosedPort) {
   Attach();
   ClosePort();
   scanner->Scan(MakeRecord(6, "A", kScanTime));
@@ -106,7 +106,7 @@ TEST_F(SimulatorTest, LosesBytesSentToClosedPort) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, DiscardsUnreadBytesWhenPortCloses) {
+TEST_F(SimulatorTest, DiscardsUnreadBytesWhenThePortCloses) {
   Attach();
   port->Send("M");
   ASSERT_TRUE(WaitForSent(11));
@@ -114,7 +114,7 @@ TEST_F(SimulatorTest, DiscardsUnreadBytesWhenPortCloses) {
   EXPECT_EQ(HostPort(scanner->Path()).Receive(1, kSilence), Bytes{});
 }
 
-TEST_F(SimulatorTest, NotesCommandCutOffWhenPortCloses) {
+TEST_F(SimulatorTest, NotesACommandCutOffByClosingThePort) {
   Attach();
   port->Send("GS");
   ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().received == 2; }));
@@ -124,7 +124,7 @@ TEST_F(SimulatorTest, NotesCommandCutOffWhenPortCloses) {
   EXPECT_THAT(scanner->Report().notes, ElementsAre(testing::HasSubstr("47 53")));
 }
 
-TEST_F(SimulatorTest, SendsLiveScanWithTimeOfItsClock) {
+TEST_F(SimulatorTest, SendsALiveScanWithTheTimeOfTheClock) {
   options.device.clock = kScanTime;
   Attach();
   ASSERT_TRUE(scanner->WaitForPort(true));
@@ -138,7 +138,7 @@ TEST_F(SimulatorTest, SendsLiveScanWithTimeOfItsClock) {
   EXPECT_EQ(scanner->Records()[0].time.year, 2012);
 }
 
-TEST_F(SimulatorTest, SendsLiveScanAfterPendingAnswer) {
+TEST_F(SimulatorTest, SendsALiveScanAfterThePendingAnswer) {
   options.latency = milliseconds(100);
   Attach();
   port->Send("M");
@@ -150,7 +150,7 @@ TEST_F(SimulatorTest, SendsLiveScanAfterPendingAnswer) {
   EXPECT_EQ(bytes[11], 0x03);
 }
 
-TEST_F(SimulatorTest, HangsUpWhenUnpluggedAnswersWhenPluggedIn) {
+TEST_F(SimulatorTest, HangsUpWhenUnpluggedUntilPluggedInAgain) {
   Attach();
   scanner->Plug();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
@@ -165,7 +165,7 @@ TEST_F(SimulatorTest, HangsUpWhenUnpluggedAnswersWhenPluggedIn) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, DropsPendingAnswerWhenUnplugged) {
+TEST_F(SimulatorTest, DropsThePendingAnswerWhenUnplugged) {
   options.latency = milliseconds(200);
   Attach();
   port->Send("M");
@@ -175,7 +175,7 @@ TEST_F(SimulatorTest, DropsPendingAnswerWhenUnplugged) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, ProtectsForeignFilesAtLinkPath) {
+TEST_F(SimulatorTest, ProtectsForeignFilesAtTheLinkPath) {
   const test::TemporaryFolder folder;
   options.linkPath = folder / "scanner";
   fs::create_symlink("/dev/null", options.linkPath);
@@ -202,7 +202,7 @@ TEST_F(SimulatorTest, AnswersNoFasterThanLatencyAndLineSpeed) {
   EXPECT_GE(taken.count(), 0.030 + static_cast<double>(expected.size()) * 10 / 115'200);
 }
 
-TEST_F(SimulatorTest, WaitsForSlowReaderUntilPortCloses) {
+TEST_F(SimulatorTest, WaitsForASlowReaderUntilThePortCloses) {
   options.device.records = StockTaking(20'000, Model::kOlder);  // exceeds the terminal's buffers
   const Bytes expected = AnswerTo("P");
   Attach();
@@ -232,7 +232,7 @@ TEST_F(SimulatorTest, RecordsEventsAndBytesInOrder) {
                                       Direction::kSent));
 }
 
-TEST_F(SimulatorTest, LeavesClosedStandardInputUnused) {
+TEST_F(SimulatorTest, LeavesClosedStandardInputClosed) {
   const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100);
   close(STDIN_FILENO);
   Attach();
@@ -254,7 +254,7 @@ TEST_F(SimulatorTest, ReplacesRecordsWhileRunning) {
   EXPECT_THAT(scanner->Records(), SizeIs(64));
 }
 
-TEST_F(SimulatorTest, KeepsItsReportWhenStopped) {
+TEST_F(SimulatorTest, KeepsTheReportWhenStopped) {
   Attach();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   scanner->Stop();
@@ -267,7 +267,7 @@ TEST_F(SimulatorTest, KeepsItsReportWhenStopped) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, StopsWaitingAfterTimeOut) {
+TEST_F(SimulatorTest, StopsWaitingAfterTheTimeOut) {
   Attach();
   EXPECT_FALSE(scanner->WaitForCommand("W", 1, milliseconds(20)));
   EXPECT_TRUE(scanner->WaitFor([] { return true; }, milliseconds(0)));
@@ -304,7 +304,7 @@ TEST_F(SimulatorTest, AllowsConcurrentCalls) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, RunsBesideAnotherScanner) {
+TEST_F(SimulatorTest, RunsAlongsideAnotherScanner) {
   Attach();
   options.device.serial = "2222222222";
   Simulator second(options);

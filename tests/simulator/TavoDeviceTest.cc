@@ -51,7 +51,7 @@ class TavoDeviceTest : public testing::Test {
   std::optional<TavoDevice> device_;
 };
 
-TEST_F(TavoDeviceTest, AnswersPlainCommandsWithTerminator) {
+TEST_F(TavoDeviceTest, AnswersPlainCommandsWithATerminator) {
   for (const char terminator : {'@', '!'}) {
     settings_.terminator = terminator;
     Create();
@@ -62,7 +62,7 @@ TEST_F(TavoDeviceTest, AnswersPlainCommandsWithTerminator) {
   }
 }
 
-TEST_F(TavoDeviceTest, AnswersIdentityAsText) {
+TEST_F(TavoDeviceTest, AnswersIdentityCommandsWithText) {
   settings_.serial = "1234567890";
   settings_.asset = "SHELF";
   Create();
@@ -100,21 +100,21 @@ TEST_F(TavoDeviceTest, CountsAllSlotsIncludingErasedOnes) {
   EXPECT_EQ(Exchange("P"), (Bytes{0x00, 0x00, 0x03}));
 }
 
-TEST_F(TavoDeviceTest, NotesMissingRecordWithoutAnswer) {
+TEST_F(TavoDeviceTest, NotesARequestForAMissingRecord) {
   CreateWith({MakeRecord(6, "A", kMoment)});
   EXPECT_EQ(Exchange("p1#"), Bytes{});
   EXPECT_THAT(Report().notes, ElementsAre(HasSubstr("record 1 was requested")));
   EXPECT_THAT(Report().complaints, IsEmpty());
 }
 
-TEST_F(TavoDeviceTest, ErasesItsRecords) {
+TEST_F(TavoDeviceTest, ErasesAllRecords) {
   CreateWith(StockTaking(3, Model::kOlder));
   EXPECT_EQ(Exchange("EN"), (Bytes{'@', 0, 0, 0, 0, '@'}));
   EXPECT_THAT(device_->Records(), IsEmpty());
   EXPECT_EQ(Report().eraseCount, 1U);
 }
 
-TEST_F(TavoDeviceTest, AdvancesItsClockFromTheTimeSet) {
+TEST_F(TavoDeviceTest, AdvancesTheClockFromTheSetTime) {
   Create();
   EXPECT_EQ(Report().clockSetTo, std::nullopt);
   now_ += seconds(5);
@@ -125,14 +125,14 @@ TEST_F(TavoDeviceTest, AdvancesItsClockFromTheTimeSet) {
   EXPECT_EQ(device_->ClockNow(), (CalendarTime{2026, 11, 16, 1, 5, 9}));
 }
 
-TEST_F(TavoDeviceTest, KeepsItsClockIfTheTimeIsInvalid) {
+TEST_F(TavoDeviceTest, KeepsTheClockIfTheNewTimeIsInvalid) {
   Create();
   EXPECT_EQ(Exchange({'C', 0x1A, 13, 0x10, 0x01, 0x04, 0x09}), ToBytes("@"));
   EXPECT_EQ(Report().clockSetTo, std::nullopt);
   EXPECT_THAT(Report().complaints, ElementsAre(HasSubstr("1a 0d 10 01 04 09")));
 }
 
-TEST_F(TavoDeviceTest, SendsLiveScanAndStoresItIfEnabled) {
+TEST_F(TavoDeviceTest, SendsALiveScanAndStoresItIfEnabled) {
   for (const bool store : {true, false}) {
     settings_.storeLiveScans = store;
     Create();
@@ -150,7 +150,7 @@ TEST_F(TavoDeviceTest, RejectsRecordsTooLongForTheModel) {
   EXPECT_THAT(device_->Records(), IsEmpty());
 }
 
-TEST_F(TavoDeviceTest, EndsOversizedDownloadAfterWholeRecord) {
+TEST_F(TavoDeviceTest, EndsAnOversizedDownloadAfterAWholeRecord) {
   const ScanRecord longest{1, Bytes(65528), kMoment};
   CreateWith(std::vector<ScanRecord>(300, longest), Model::kSeries300);
   const Bytes answer = Exchange("P");

@@ -40,7 +40,7 @@ TEST(Transcript, FormatsTimeDirectionBytesAndText) {
             "0.000000 # port opened");
 }
 
-TEST(Transcript, WritesFileWithoutKeepingEntries) {
+TEST(Transcript, WritesAFileWithoutKeepingEntries) {
   const test::TemporaryFolder folder;
   const std::string file = folder / "transcript";
   Transcript transcript(false, file);
@@ -52,7 +52,7 @@ TEST(Transcript, WritesFileWithoutKeepingEntries) {
                                     "[0-9]+\\.[0-9]{6} > 40  @\n"));
 }
 
-TEST(Transcript, ThrowsIfFileCannotBeWritten) {
+TEST(Transcript, ThrowsIfTheFileCannotBeWritten) {
   EXPECT_THROW(Transcript(false, "/no/such/folder/transcript"), std::system_error);
 }
 

@@ -119,7 +119,7 @@ TEST_F(ConnectionManagerTest, TriesOnlyTheSelectedPortOnConnect) {
   EXPECT_EQ(controller.portIndex, 1);
 }
 
-TEST_F(ConnectionManagerTest, OpensNothingIfTheEntryIsNoPort) {
+TEST_F(ConnectionManagerTest, OpensNothingIfTheEntryIsNotAPort) {
   registry.Attach("usbmodem1", "/one");
   Launch();
   for (const int entry : {0, 5}) {

@@ -58,7 +58,7 @@ TEST_F(DeliveryTest, PressesAKeyWithItsModifier) {
   EXPECT_EQ(SyncController::ConvertFromCharToKeyCode(u'A'), 0x80);
 }
 
-TEST_F(DeliveryTest, TypesCharactersThatHaveAKeyWithoutAPause) {
+TEST_F(DeliveryTest, TypesOnlyCharactersWithAKeyAndNeverPauses) {
   using namespace std::string_literals;
   delivery.Deliver("Code 128,aB-7\t\n", false);
   delivery.Deliver("1\r\n", false);
@@ -69,7 +69,7 @@ TEST_F(DeliveryTest, TypesCharactersThatHaveAKeyWithoutAPause) {
   EXPECT_TRUE(pasteboard.texts().empty());
 }
 
-TEST_F(DeliveryTest, PastesTextOutsideAsciiButDoesNotTypeIt) {
+TEST_F(DeliveryTest, PastesButNeverTypesTextOutsideAscii) {
   delivery.Deliver("12\xC3\xA9\n", false);
   EXPECT_TRUE(keyEvents.posts().empty());
   delivery.Deliver("12\xC3\xA9 \xE2\x82\xAC\r\n", true);
@@ -96,7 +96,7 @@ TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
 }
 
-TEST_F(DeliveryTest, ChecksTheApplicationTenTimesWithoutAPause) {
+TEST_F(DeliveryTest, ChecksUpToTenTimesForTheApplication) {
   for (const int unlisted : {0, 9, 10}) {
     applications.looks = 0;
     applications.running.clear();
@@ -139,7 +139,7 @@ TEST_F(DeliveryTest, PastesEachRecordIfPastingIsOn) {
   EXPECT_EQ(Typed(), "");
 }
 
-TEST_F(DeliveryTest, OpensTheApplicationBeforeRunAndEachRecord) {
+TEST_F(DeliveryTest, OpensTheApplicationBeforeTheRunAndEachRecord) {
   ConnectWith({.destination = 3, .path = kEditor});
   Texts steps;
   keyEvents.onPost = [&] { steps.push_back(std::to_string(applications.opened.size())); };
@@ -151,7 +151,7 @@ TEST_F(DeliveryTest, OpensTheApplicationBeforeRunAndEachRecord) {
   EXPECT_TRUE(controller.IsApplicationRunning());
 }
 
-TEST_F(DeliveryTest, TypesEvenIfTheApplicationDoesNotOpen) {
+TEST_F(DeliveryTest, TypesEvenIfTheApplicationCannotBeOpened) {
   ConnectWith({.destination = 3, .path = "/Applications/TextEdit"});
   Synchronize();
   EXPECT_EQ(log.Count(kNoReference), 3U);

@@ -16,12 +16,12 @@ std::string Logged(const Pieces&... pieces) {
   return log.lines().at(0);
 }
 
-TEST(LogTest, JoinsPiecesToOneLine) {
+TEST(LogTest, JoinsPiecesIntoOneLine) {
   EXPECT_EQ(Logged("-[Lumet X:]", "[", std::int32_t{-3}, ":", std::size_t{7}, ":", Hex{255}, "]"),
             "-[Lumet X:][-3:7:ff]");
 }
 
-TEST(LogTest, WritesTheLongestNumbers) {
+TEST(LogTest, FormatsNumbersAtTheirLimits) {
   EXPECT_EQ(Logged("", std::numeric_limits<std::int64_t>::min(), "", Hex{0xFFFFFFFF},
                    std::numeric_limits<std::uint64_t>::max()),
             "-9223372036854775808ffffffff18446744073709551615");
@@ -69,7 +69,7 @@ TEST(LogTest, KeepsOtherCharactersOutsideAscii) {
   }
 }
 
-TEST(LogTest, EndsReceivedBytesAtTheirFirstNul) {
+TEST(LogTest, CutsReceivedBytesAtTheFirstNul) {
   const std::uint8_t bytes[] = {'a', 'b', 0, 'c'};
   EXPECT_EQ(Logged(ForeignText(bytes, 4)), "ab");
   EXPECT_EQ(Logged(ForeignText(bytes, 1)), "a");

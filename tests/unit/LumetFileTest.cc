@@ -53,7 +53,7 @@ TEST_F(LumetFileTest, ReplacesEachPlaceholderInAPath) {
             "/a123456_20140305_140709.txt/b123456_20140305_140709.txt");
 }
 
-TEST_F(LumetFileTest, NamesFilesByTheSafePartOfTheSerialNumber) {
+TEST_F(LumetFileTest, ReplacesUnsafeSerialCharactersInFileNames) {
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("0000000000")), "000000_20140305_140709.txt");
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234/. /\x1f\x7f")),
             "_. ____20140305_140709.txt");
@@ -76,13 +76,13 @@ TEST_F(LumetFileTest, CreatesTheDataFolderAndItsParents) {
   EXPECT_EQ(log.lines(), std::vector<std::string>(2, "-[LumetFile CreateBarcodeDirectory]"));
 }
 
-TEST_F(LumetFileTest, LogsIfItCannotCreateTheDataFolder) {
+TEST_F(LumetFileTest, LogsIfTheDataFolderCannotBeCreated) {
   PutFile(folder / "Shared", "a file in place of the folder");
   file.CreateBarcodeDirectory();
   EXPECT_TRUE(log.Has("Error to create directory " + file.dataFolder()));
 }
 
-TEST_F(LumetFileTest, LogsIfItCannotWrite) {
+TEST_F(LumetFileTest, LogsIfTheFileCannotBeWritten) {
   const std::string absent = folder / "absent/out.txt";
   file.WriteDataToFile(absent, "data", true, false);
   EXPECT_TRUE(log.Has("-[LumetFile WriteDataToFile::::][" + absent + "]data"));

@@ -65,7 +65,7 @@ TEST_F(LumetTest, StoresIdentityTextsUpToTheTerminator) {
   EXPECT_TRUE(log.Has("-[Lumet HandleCommandData::][1234567890@:11:11:4d]"));
 }
 
-TEST_F(LumetTest, ReadsTheCountFromFourBytes) {
+TEST_F(LumetTest, ReadsTheRecordCountFromFourBytes) {
   // 8,448 is 00 00 21 00. The '!' (21) ends the answer, so the fourth byte is left from before.
   const std::pair<std::string, int> cases[] = {
       {"\0\0\0\x21"s, 33}, {"\0\0\0\x40"s, 64}, {"\0\0\x21"s, 0x2140}};
@@ -99,20 +99,20 @@ TEST_F(LumetTest, SetsTheClockAfterTheWedgeModeAnswer) {
   EXPECT_EQ(owner.calls(), Texts{"done:1"});
 }
 
-TEST_F(LumetTest, ReadsTheClockTwiceToSetIt) {
+TEST_F(LumetTest, ReadsDateAndTimeSeparatelyToSetTheClock) {
   clock.Set({2026, 11, 16, 23, 59, 59}, {{2026, 11, 17, 0, 0, 0}});
   lumet.SyncTavoClock();
   EXPECT_EQ(Queued(), "\x07\x43\x1A\x0B\x10\0\0\0"s) << "date of the 16th, time of the 17th";
 }
 
-TEST_F(LumetTest, IsReadyAtOnceIfClockSettingIsOff) {
+TEST_F(LumetTest, ReportsInitDoneAtOnceIfClockSyncIsOff) {
   lumet.bSyncClock = 0;
   lumet.SyncTavoClock();
   EXPECT_EQ(Queued(), "");
   EXPECT_EQ(owner.calls(), Texts{"done:1"});
 }
 
-TEST_F(LumetTest, ReportsTheEndAfterTheClosingCommand) {
+TEST_F(LumetTest, ReportsTheEndOfARunAfterTheClosingCommand) {
   bool done = false;
   owner.onFinished = [&] { done = lumet.bCommandDone(); };
   lumet.Queue({3, '1', 'S', '0'});
@@ -131,7 +131,7 @@ TEST_F(LumetTest, TreatsAFrameAfterAnAnswerAsUnsolicited) {
   EXPECT_EQ(lumet.receive().writePtr(), 0);
 }
 
-TEST_F(LumetTest, ExpectsABurstAnnouncedDuringADelivery) {
+TEST_F(LumetTest, AllowsExpectBurstDuringADelivery) {
   owner.onRecord = [this] {
     owner.onRecord = nullptr;
     lumet.ExpectBurst();
@@ -140,7 +140,7 @@ TEST_F(LumetTest, ExpectsABurstAnnouncedDuringADelivery) {
   EXPECT_EQ(lumet.receive().state(), kBurstLength);
 }
 
-TEST_F(LumetTest, DeliversABurstWithoutACommand) {
+TEST_F(LumetTest, DeliversABurstWithoutAPendingCommand) {
   AwaitBurst();
   lumet.HandleCommandData(nullptr, 0);  // completes the command
   lumet.ExpectBurst();
@@ -149,7 +149,7 @@ TEST_F(LumetTest, DeliversABurstWithoutACommand) {
   EXPECT_EQ(owner.records(), Texts{"ABCD"});
 }
 
-TEST_F(LumetTest, DeliversThePartOfALongBurstThatFits) {
+TEST_F(LumetTest, DeliversOnlyRecordsThatFitIntoTheBuffer) {
   AwaitBurst();
   constexpr std::size_t kTotal = ReceiveMachine::kBufferSize + 200;
   std::string burst{static_cast<char>(kTotal >> 16), static_cast<char>(kTotal >> 8 & 0xFF),
@@ -165,7 +165,7 @@ TEST_F(LumetTest, DeliversThePartOfALongBurstThatFits) {
   EXPECT_EQ(Serial(), "1234567890");
 }
 
-TEST_F(LumetTest, LogsReceivedBytesEscapedAndUpToTheirCount) {
+TEST_F(LumetTest, LogsReceivedBytesWithEscapesAndCount) {
   Receive("ab\x1b[2J\r");
   EXPECT_TRUE(log.Has("-[Lumet DataFromDevice::][ab\\x1b[2J\\r:7]"));
   Receive(std::string(2999, 'z'));  // not followed by a NUL
@@ -185,7 +185,7 @@ struct StateCase {
 
 class LumetStateTest : public LumetTest, public testing::WithParamInterface<StateCase> {};
 
-TEST_P(LumetStateTest, RewindsAnEmptyQueueOnEachByte) {
+TEST_P(LumetStateTest, RewindsAnEmptyCommandQueueOnEachByte) {
   if (GetParam().burst) lumet.ExpectBurst();
   Receive(GetParam().bytes);
   ASSERT_EQ(lumet.receive().state(), GetParam().state);
@@ -238,7 +238,7 @@ TEST_F(LumetTest, LogsCommandsWithTextAndLength) {
   EXPECT_TRUE(log.Has("-[Lumet SendCommand][w1#:3]"));
 }
 
-TEST_F(LumetTest, AWakeupAfterCommand01BeginsWithThreeNuls) {
+TEST_F(LumetTest, SendsThreeNulsBeforeAWakeupAfterCommand01) {
   lumet.SetCommand("\x01");
   lumet.WakeupTavo(false);
   lumet.HandleCommandData(nullptr, 0);  // completes the command
@@ -263,7 +263,7 @@ TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
   EXPECT_EQ(lumet.display().phase(), DisplayState::Phase::kGivenUp);
 }
 
-TEST_F(LumetTest, KeepsANewConnectionsCommandsAfterAFailedWakeup) {
+TEST_F(LumetTest, KeepsCommandsOfANewConnectionAfterAFailedWakeup) {
   lumet.WakeupTavo(false);
   std::atomic<bool> reconnected = false;
   clock.OnSleep([&] {
@@ -297,7 +297,7 @@ TEST_F(LumetTest, TimesOutIfTheAnswerArrivesInTheLastSleep) {
   EXPECT_TRUE(lumet.bCommandDone());
 }
 
-TEST_F(LumetTest, StopsAtAnUnknownCommandUntilInit) {
+TEST_F(LumetTest, StopsSendingAtAnUnknownCommandUntilInitTavo) {
   lumet.Queue({1, 'z'});
   lumet.GetSerialNumber();
   Dispatch(2);
@@ -307,7 +307,7 @@ TEST_F(LumetTest, StopsAtAnUnknownCommandUntilInit) {
   EXPECT_EQ(line.Sent().substr(0, 1), "W");
 }
 
-TEST_F(LumetTest, SendsNothingAfterATimeOutUntilAnAnswer) {
+TEST_F(LumetTest, SendsNothingAfterATimeOutUntilAnAnswerArrives) {
   lumet.GetSerialNumber();
   Dispatch();
   EXPECT_EQ(line.Sent(), "M");
@@ -320,7 +320,7 @@ TEST_F(LumetTest, SendsNothingAfterATimeOutUntilAnAnswer) {
   EXPECT_TRUE(WaitFor([&] { return line.Sent().starts_with("W"); }));
 }
 
-TEST_F(LumetTest, LogsACommandThatDoesNotFit) {
+TEST_F(LumetTest, LogsACommandThatDoesNotFitIntoTheQueue) {
   for (int i = 0; i < 128; ++i) lumet.GetSerialNumber();
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
   lumet.EraseTavoMemory();
@@ -330,7 +330,7 @@ TEST_F(LumetTest, LogsACommandThatDoesNotFit) {
 
 // --- Connection ---------------------------------------------------------------------------------
 
-TEST_F(LumetTest, QueuesTheStartCommandsAndSleepsASecond) {
+TEST_F(LumetTest, InitTavoQueuesStartCommandsAndSleepsASecond) {
   Receive("\x03\0\0\x09"s + "ab");
   lumet.EraseTavoMemory();
   lumet.InitTavo();
@@ -340,7 +340,7 @@ TEST_F(LumetTest, QueuesTheStartCommandsAndSleepsASecond) {
   EXPECT_EQ(clock.Count(1s), 1U);
 }
 
-TEST_F(LumetTest, ReportsAPortThatDoesNotOpen) {
+TEST_F(LumetTest, ReportsAPortThatCannotBeOpened) {
   line.opens = false;
   EXPECT_EQ(lumet.connectTavo("/dev/absent"), 0);
   EXPECT_FALSE(lumet.bConnected());
@@ -358,7 +358,7 @@ TEST_F(LumetTest, StaysDisconnectedIfClosedDuringOpening) {
   EXPECT_EQ(Queued(), "");
 }
 
-TEST_F(LumetTest, EmptiesTheIdentityTextsOnDisconnect) {
+TEST_F(LumetTest, ClearsTheIdentityTextsOnDisconnect) {
   ASSERT_NE(fcntl(0, F_GETFD), -1);
   lumet.disconnectTavo();
   EXPECT_EQ(Serial(), "");
@@ -367,7 +367,7 @@ TEST_F(LumetTest, EmptiesTheIdentityTextsOnDisconnect) {
   EXPECT_EQ(line.closed, std::vector<std::int32_t>{0}) << "a new channel has descriptor 0";
 }
 
-TEST_F(LumetTest, EndsTheCommandThreadAfterItsOperation) {
+TEST_F(LumetTest, CommandThreadEndsAfterTheCurrentOperation) {
   std::string sent;  // only the command thread uses it until it has finished
   int waits = 0;
   bool disconnected = false;

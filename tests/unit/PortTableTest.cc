@@ -72,7 +72,7 @@ TEST_F(PortTableTest, ComputesTheListChangeAfterASearch) {
   EXPECT_EQ(log.Count("-[SyncController updatePortList:][Tavo2]"), 1U);
 }
 
-TEST_F(PortTableTest, PrefersScannerThenEarlierPortThenFirst) {
+TEST_F(PortTableTest, SelectsScannerThenPreviousPortThenFirst) {
   const Texts list{"None", "A", "B", "extra"};
   EXPECT_EQ(PortTable::ItemToSelect(list, "A", 2, true), 3);
   EXPECT_EQ(PortTable::ItemToSelect(list, "B", 2, false), 2);

@@ -106,7 +106,7 @@ class ReceiveMachineTest : public testing::TestWithParam<Case> {
   const std::unique_ptr<Receiver> receiver = std::make_unique<Receiver>(commandWaits_);
 };
 
-TEST_P(ReceiveMachineTest, ReturnsTheSameEventsForEverySplit) {
+TEST_P(ReceiveMachineTest, ReturnsTheSameEventsForEverySplitOfTheBytes) {
   const std::string_view bytes = GetParam().bytes;
   for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
     Restart();
@@ -122,7 +122,7 @@ TEST_P(ReceiveMachineTest, ReturnsTheSameEventsForEverySplit) {
 INSTANTIATE_TEST_SUITE_P(Bytes, ReceiveMachineTest, testing::ValuesIn(kCases),
                          [](const auto& one) { return one.param.name; });
 
-TEST(ReceiveMachineLimits, ReturnsAtEachEvent) {
+TEST(ReceiveMachineLimits, TakeReturnsAtEachEvent) {
   const Word<std::uint8_t> waiting = 0;
   const auto machine = std::make_unique<ReceiveMachine>(waiting);
   const std::uint8_t bytes[] = {'a', '@', 'b', '@'};
@@ -132,14 +132,14 @@ TEST(ReceiveMachineLimits, ReturnsAtEachEvent) {
   EXPECT_EQ(machine->writePtr(), 2) << "the caller still reads the unit";
 }
 
-TEST(ReceiveMachineLimits, KeepsAnUnsolicitedRecordAfterReset) {
+TEST(ReceiveMachineLimits, KeepsTheBytesOfAnUnsolicitedRecordAfterReset) {
   const auto receiver = std::make_unique<Receiver>(false);
   receiver->Take("\x03\0\0\x06"s + "abc@");
   EXPECT_EQ(receiver->machine.writePtr(), 0);
   EXPECT_TRUE(std::ranges::equal(receiver->machine.RxBuffer().subspan(3, 3), "abc"s));
 }
 
-TEST(ReceiveMachineLimits, StopsCountingAboveTheLargestLength) {
+TEST(ReceiveMachineLimits, StopsCountingBytesAboveTheLargestLength) {
   const auto receiver = std::make_unique<Receiver>(true);
   receiver->Take(std::string((1 << 24) + 10, 'x'));
   EXPECT_EQ(receiver->machine.writePtr(), 1 << 24);

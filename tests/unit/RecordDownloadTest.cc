@@ -37,7 +37,7 @@ class RecordDownloadTest : public test::LumetFixture {
   }
 };
 
-TEST_F(RecordDownloadTest, QueuesItsFirstCommands) {
+TEST_F(RecordDownloadTest, QueuesTheFirstCommandsOfADownload) {
   lumet.Synchronize();
   EXPECT_EQ(Queued(),
             "\x01W\x01N\x03"
@@ -48,7 +48,7 @@ TEST_F(RecordDownloadTest, QueuesItsFirstCommands) {
   EXPECT_EQ(lumet.display().phase(), Phase::kPreparing);
 }
 
-TEST_F(RecordDownloadTest, RequestsRecordsByIndexAndCloses) {
+TEST_F(RecordDownloadTest, RequestsEachRecordByIndexThenCloses) {
   lumet.bBurstSync = 0;
   Download(3);
   EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "p0#", "p1#", "p2#", "GS0"}));
@@ -72,7 +72,7 @@ TEST_F(RecordDownloadTest, WakesTheScannerAfterABurst) {
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
-TEST_F(RecordDownloadTest, ClosesWithoutABurstIfThereAreNoRecords) {
+TEST_F(RecordDownloadTest, RequestsNoBurstIfThereAreNoRecords) {
   lumet.Synchronize();
   answer = [](std::string_view command) { return command == "N" ? "\0\0\0\0@"s : "@"s; };
   Dispatch(3);
@@ -91,14 +91,14 @@ TEST_F(RecordDownloadTest, RequestsABurstForANegativeCount) {
   EXPECT_EQ(owner.records().size(), 1U);
 }
 
-TEST_F(RecordDownloadTest, RecordModeErasesEvenWithoutRecords) {
+TEST_F(RecordDownloadTest, ErasesInRecordModeEvenWithoutRecords) {
   lumet.bBurstSync = 0;
   lumet.bClearMemory = 1;
   Download(0);
   EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "GS0", "E"}));
 }
 
-TEST_F(RecordDownloadTest, SkipsErasedSlotsInABurstOnly) {
+TEST_F(RecordDownloadTest, SkipsErasedSlotsOnlyInABurst) {
   const std::string erased = "\x08\xFF"s + "ABC\x31\x47\x41\x09";
   EXPECT_EQ(RecordsOf(Framed(kRecord + erased)), Texts{"ABCD"});
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][22:3:10]"));
@@ -109,7 +109,7 @@ TEST_F(RecordDownloadTest, SkipsErasedSlotsInABurstOnly) {
   EXPECT_EQ(owner.records(), Texts{"ABC"});
 }
 
-TEST_F(RecordDownloadTest, AdvancesByTheWholeLengthOnThe300Series) {
+TEST_F(RecordDownloadTest, AdvancesByTheLengthFieldOnThe300Series) {
   EXPECT_EQ(RecordsOf(Framed(kRecord300 + kRecord300), true), (Texts{"ABCD", "ABCD"}));
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][25:14:11]"));
 }
@@ -127,7 +127,7 @@ TEST_F(RecordDownloadTest, QueuesNothingAfterAFailedWakeup) {
   EXPECT_TRUE(owner.calls().empty());
 }
 
-TEST_F(RecordDownloadTest, SkipsARecordNotAnsweredWithinFiveSeconds) {
+TEST_F(RecordDownloadTest, SkipsARecordAfterFiveSecondsWithoutAnAnswer) {
   Count(2);
   const std::size_t polls = clock.Count(100ms);
   lumet.Queue({1, 'p'});
@@ -150,7 +150,7 @@ TEST_F(RecordDownloadTest, WaitsFiftySecondsForABurst) {
   EXPECT_EQ(lumet.display().phase(), Phase::kBurst);
 }
 
-TEST_F(RecordDownloadTest, PublishesTheReceivedBytesOfABurst) {
+TEST_F(RecordDownloadTest, PublishesTheReceivedByteCountOfABurst) {
   AwaitBurst();
   Receive(Framed().substr(0, 7));
   EXPECT_EQ(lumet.display().phase(), Phase::kBurst);
@@ -172,7 +172,7 @@ TEST_F(RecordDownloadTest, SendsTheSingleRecordCommandAndIgnoresItsAnswer) {
   EXPECT_TRUE(owner.records().empty());
 }
 
-TEST_F(RecordDownloadTest, RecordModeKeepsANewConnectionsCommands) {
+TEST_F(RecordDownloadTest, KeepsCommandsOfANewConnectionInRecordMode) {
   Count(1);
   lumet.Queue({1, 'p'});
   std::atomic<bool> reconnected = false;

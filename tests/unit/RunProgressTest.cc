@@ -64,7 +64,7 @@ TEST(RunProgressTest, ShowsBytesOfABurst) {
                   .text.starts_with("130 records  ·  1230.0 of 4000.0 kB"));
 }
 
-TEST(RunProgressTest, ShowsOnlyTheCountAtTheEnd) {
+TEST(RunProgressTest, ShowsOnlyTheCountWhileClosing) {
   RunProgress progress;
   progress.Look(0ms, Burst(0, 100));
   EXPECT_EQ(progress.Look(500ms, {.phase = Phase::kClosing, .records = 1}),
@@ -172,7 +172,7 @@ TEST_F(ProgressTest, ShowsBytesOfABurstThenDeliveredRecords) {
   AwaitEnd(0);
 }
 
-TEST_F(ProgressTest, WaitsForABurstOfLengthThree) {
+TEST_F(ProgressTest, ShowsWaitingForABurstOfLengthThree) {
   ConnectWith({.destination = 1});
   tavo.Answer("P", {0, 0, 3, 'x'});
   StartAndHold("P");

@@ -74,7 +74,7 @@ TEST_F(RunTest, AppendsToTheFileIfAppendIsOn) {
   EXPECT_EQ(Play("BaEBbE"), "." + Written("1") + "{a}." + Written("1") + "{ab}");
 }
 
-TEST_F(RunTest, WritesTheFileIfAllRecordsAreEmpty) {
+TEST_F(RunTest, WritesAnEmptyFileIfAllRecordsAreEmpty) {
   EXPECT_EQ(Play("B__E"), "." + Written("2") + "{}");
 }
 
@@ -94,7 +94,7 @@ TEST_F(RunTest, KeepsTheFileIfNoRecordIsForTheFile) {
   EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records to write"));
 }
 
-TEST_F(RunTest, WritesRecordsAfterTheFileIsChosen) {
+TEST_F(RunTest, WritesOnlyRecordsAddedAfterChoosingTheFile) {
   EXPECT_EQ(Play("1Ba0bcE"), "." + Written("3") + "{bc}");
 }
 
@@ -108,7 +108,7 @@ TEST_F(RunTest, CountsAndDropsARecordOutsideARun) {
   EXPECT_EQ(run.barcodedata(), nullptr);
 }
 
-TEST_F(RunTest, IgnoresASecondEnd) {
+TEST_F(RunTest, WritesNothingOnASecondEnd) {
   EXPECT_EQ(Play("BaEE"), "." + Written("1") + "{a}1 barcodes synchronized|{a}");
   EXPECT_EQ(Play("BbBcEdE"), ".." + Written("1") + "{c}" + Written("2") + "{d}");
 }
@@ -117,14 +117,14 @@ TEST_F(RunTest, WritesBothRunsIfTheyOverlap) {
   EXPECT_EQ(Play("BabBcEdefE"), ".." + Written("1") + "{c}" + Written("4") + "{def}");
 }
 
-TEST_F(RunTest, ShowsItsCountEvenIfTheNextRunHasBegun) {
+TEST_F(RunTest, ShowsTheCountEvenIfTheNextRunHasBegun) {
   files.whileReplacing = [this] { run.Begin(0); };
   EXPECT_EQ(Play("BabE"), "." + Written("2") + "{ab}");
   EXPECT_EQ(run.barcodeCount, 0);
   EXPECT_EQ(Play("cE"), "." + Written("1") + "{c}");
 }
 
-TEST_F(RunTest, EndsBeforeItWritesTheFile) {
+TEST_F(RunTest, EndsBeforeTheFileIsWritten) {
   run.bIsUnderSynchronization = true;
   bool over = false;
   files.whileReplacing = [&] { over = !run.bIsUnderSynchronization && !run.IsShown(); };
@@ -146,7 +146,7 @@ TEST_F(RunTest, ReportsSuccessEvenIfTheWriteFails) {
   EXPECT_TRUE(log.Has("Fail to write"));
 }
 
-TEST_F(RunTest, CutsRecordsOutsideAsciiAtTheUtf16Length) {
+TEST_F(RunTest, CutsRecordsToTheirLengthInUtf16Units) {
   run.Begin(0);
   for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"}) run.Add(record, 0);
   Play("E");

@@ -65,7 +65,7 @@ TEST(SampleLineTest, OrdersFieldsAsInTheOrderTitle) {
   }
 }
 
-TEST(ChoicesTest, HaveDifferentTitles) {
+TEST(ChoicesTest, HaveUniqueTitles) {
   for (const auto& [choice, titles] : kChoices) {
     EXPECT_EQ(std::set<std::string_view>(titles.begin(), titles.end()).size(), titles.size());
   }

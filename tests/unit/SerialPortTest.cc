@@ -102,7 +102,7 @@ TEST_F(SerialPortTest, StartsOneReadThreadForAllConnections) {
   EXPECT_TRUE(WaitFor([&] { return collector.received() == "hi"; }));
 }
 
-TEST_F(SerialPortTest, ClosesInputIfOutputDoesNotOpen) {
+TEST_F(SerialPortTest, ClosesInputIfOutputCannotBeOpened) {
   EXPECT_EQ(port.openConnections((folder / "absent").c_str()), 0);
   EXPECT_LT(port.inputfd(), 0);
   EXPECT_EQ(port.outputfd(), 0) << "the output must not be opened";
@@ -141,7 +141,7 @@ TEST_F(SerialPortTest, LogsAndDropsChunksWithoutADelegate) {
   EXPECT_EQ(collector.received(), "three");
 }
 
-TEST_F(SerialPortTest, FailsToOpenIfClosedInTheMeantime) {
+TEST_F(SerialPortTest, FailsToOpenIfClosedDuringOpening) {
   int opened = 0;
   line.onOpen = [&](const std::string&) {
     if (++opened == 2) scripted.closeConnections();
@@ -152,7 +152,7 @@ TEST_F(SerialPortTest, FailsToOpenIfClosedInTheMeantime) {
   EXPECT_EQ(scripted.bIsClosed(), 1);
 }
 
-TEST_F(SerialPortTest, ClosesDescriptorZeroForOutputOnly) {
+TEST_F(SerialPortTest, OnlyClosingOutputClosesDescriptorZero) {
   ASSERT_TRUE(IsOpen(0) || open("/dev/null", O_RDWR) == 0);
   EXPECT_EQ(port.inputfd(), 0);
   EXPECT_EQ(port.outputfd(), 0);
@@ -178,7 +178,7 @@ TEST_F(SerialPortTest, ClosesTheDescriptorsOfThePreviousPort) {
   EXPECT_FALSE(IsOpen(output) && output != port.inputfd());
 }
 
-TEST_F(SerialPortTest, OpensARawLineWith115200BitsPerSecondAnd8N1) {
+TEST_F(SerialPortTest, OpensARawLineAt115200BitsPerSecondAnd8N1) {
   const int master = posix_openpt(O_RDWR | O_NOCTTY);
   ASSERT_GE(master, 0);
   ASSERT_EQ(grantpt(master), 0);

@@ -54,7 +54,7 @@ TEST_F(SettingsEditorTest, ShowsAFlagAsOnUnlessZero) {
   EXPECT_EQ(settings().bAppendData, 1);
 }
 
-TEST_F(SettingsEditorTest, StoresEachChangedValueInItsPlaceOnSave) {
+TEST_F(SettingsEditorTest, SavesEachChangedValueAtItsPosition) {
   for (const auto& each : kSettingsControls) {
     for (std::int32_t step = 1; step <= each.items; ++step) {
       Open();
@@ -71,7 +71,7 @@ TEST_F(SettingsEditorTest, StoresEachChangedValueInItsPlaceOnSave) {
   }
 }
 
-TEST_F(SettingsEditorTest, LogsWritesAndClosesOnSave) {
+TEST_F(SettingsEditorTest, LogsThePathAndClosesTheWindowOnSave) {
   Open();
   log.Clear();
   form.Save();
@@ -99,7 +99,7 @@ TEST_F(SettingsEditorTest, DropsChangesOnCancel) {
   ExpectPath(DefaultFile(), true);
 }
 
-TEST_F(SettingsEditorTest, KeepsANumberWithoutAnItem) {
+TEST_F(SettingsEditorTest, KeepsANumberThatMatchesNoItem) {
   for (const auto& each : kSettingsControls) {
     if (!each.IsList()) continue;
     for (const std::int32_t value : {6, 9, -1}) {
@@ -218,7 +218,7 @@ TEST_F(SettingsEditorTest, UpdatesTheSamplesAfterEachChange) {
   EXPECT_EQ(form.older(), "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771⏎");
 }
 
-TEST_F(SettingsEditorTest, ShowsOnlyTypedCharactersInASampleForTyping) {
+TEST_F(SettingsEditorTest, SampleShowsOnlyCharactersThatWillBeTyped) {
   Open();
   const std::string line = "EAN␣13,9780306406157,[2026/11/16:14:07:09],005771";
   form.Set(&SettingsValues::recorddelimiter, 2);
@@ -236,7 +236,7 @@ TEST_F(SettingsEditorTest, ShowsOnlyTypedCharactersInASampleForTyping) {
   EXPECT_EQ(form.older(), line + "↓");
 }
 
-TEST_F(SettingsEditorTest, ComposesTheSampleFromNumbersWithoutAnItem) {
+TEST_F(SettingsEditorTest, ComposesTheSampleFromInvalidNumbers) {
   settings().sn_position = 5;
   settings().datadelimiter = 4;
   Open();
@@ -252,7 +252,7 @@ class SettingsButtonTest : public test::AppFixture {
   bool IsOpen() { return form.settingsWindow().IsShown(); }
 };
 
-TEST_F(SettingsButtonTest, OnlyLogsDuringAnAttemptToConnect) {
+TEST_F(SettingsButtonTest, OnlyLogsAPressDuringAConnectionAttempt) {
   auto& connecting = test::Immortal<std::atomic<bool>>(false);
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
   clock.OnSleep([&connecting, &pressed] {
@@ -270,7 +270,7 @@ TEST_F(SettingsButtonTest, OnlyLogsDuringAnAttemptToConnect) {
   EXPECT_TRUE(IsOpen());
 }
 
-TEST_F(SettingsButtonTest, OnlyLogsDuringARunButKeepsTheWindowOpen) {
+TEST_F(SettingsButtonTest, KeepsAnOpenWindowButOpensNoneDuringARun) {
   Launch();
   BecomeConnected(test::Scanner({"1"}));
   tavo.Hold("P");

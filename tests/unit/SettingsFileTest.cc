@@ -18,7 +18,7 @@ class SettingsFileTest : public test::SettingsFixture {
   }
 };
 
-TEST_F(SettingsFileTest, WritesTheDefaultsAtTheFirstStart) {
+TEST_F(SettingsFileTest, WritesTheDefaultsOnTheFirstStart) {
   const std::string name = DefaultFile();
   EXPECT_EQ(SavedFile(), "11134100100100" + std::string(242, '0') + "/Applications/TextEdit\r" +
                              std::string(105, '0') + name + "\r" +
@@ -50,7 +50,7 @@ TEST_F(SettingsFileTest, KeepsTheNamesIfTheDestinationHasNoPath) {
   EXPECT_EQ(log.lines()[1], "-[SyncController SaveSettings][/elsewhere]");
 }
 
-TEST_F(SettingsFileTest, LeavesTheRestOfALongerNameInTheFile) {
+TEST_F(SettingsFileTest, LeavesTheTailOfAnEarlierLongerNameInTheFile) {
   SaveAndStart("/app", "/long/name.txt");
   SaveAndStart("/app", "/short");
   EXPECT_EQ(SavedFile().substr(384, 15), "/short\rame.txt\r");
@@ -105,7 +105,7 @@ TEST_F(SettingsFileTest, ReadsAFlagAsOffUnlessItsCharacterIs1) {
   }
 }
 
-TEST_F(SettingsFileTest, SavesAndRestoresEachSettingInItsPosition) {
+TEST_F(SettingsFileTest, SavesAndRestoresEachSettingAtItsPosition) {
   for (const auto& changed : kSettingsControls) {
     for (const auto& each : kSettingsControls) each.Store(settings(), &each == &changed);
     editor().Save();
@@ -118,7 +118,7 @@ TEST_F(SettingsFileTest, SavesAndRestoresEachSettingInItsPosition) {
   }
 }
 
-TEST_F(SettingsFileTest, ReadsMinus48ForNumbersOfAnEmptyFile) {
+TEST_F(SettingsFileTest, ReadsNumbersAsMinus48FromAnEmptyFile) {
   PutFile(SettingsPath(), "");
   Start();
   for (const auto& each : kSettingsControls) {
@@ -140,7 +140,7 @@ TEST_F(SettingsFileTest, SurvivesAnyContents) {
   }
 }
 
-TEST_F(SettingsFileTest, UsesTheDefaultsIfItCannotWriteTheFile) {
+TEST_F(SettingsFileTest, UsesTheDefaultsIfTheFileCannotBeWritten) {
   std::filesystem::remove_all(dataFolder);
   PutFile(dataFolder, "a file in place of the folder");
   Start();

@@ -8,7 +8,7 @@
 namespace quillet {
 namespace {
 
-TEST(SharedTextTest, KeepsTheValueOfAReaderAfterSet) {
+TEST(SharedTextTest, KeepsEarlierReferencesValidAfterSet) {
   SharedText text("old");
   const std::string& before = text.Get();
   text.Set("new");
@@ -16,7 +16,7 @@ TEST(SharedTextTest, KeepsTheValueOfAReaderAfterSet) {
   EXPECT_EQ(text.Get(), "new");
 }
 
-TEST(SharedTextTest, StoresAnEarlierValueOnlyOnce) {
+TEST(SharedTextTest, StoresARepeatedValueOnlyOnce) {
   SharedText text("a");
   const std::string* first = &text.Get();
   text.Set("b");
@@ -24,7 +24,7 @@ TEST(SharedTextTest, StoresAnEarlierValueOnlyOnce) {
   EXPECT_EQ(&text.Get(), first);
 }
 
-TEST(SharedTextTest, ReturnsWholeValuesDuringChanges) {
+TEST(SharedTextTest, ReturnsCompleteValuesDuringConcurrentSets) {
   SharedText text(std::string(1000, 'a'));
   std::atomic<bool> stop{false};
   std::thread writer([&] {

@@ -49,7 +49,7 @@ TEST_F(StartUpTest, ShowsTheSerialNumberInTheTitleIfConnected) {
   }
 }
 
-TEST_F(StartUpTest, StartsItsPartsInOrder) {
+TEST_F(StartUpTest, RunsTheStartUpStepsInOrder) {
   Launch();
   EXPECT_EQ(window.title(), "Quillet V1.25");
   const Texts lines = log.lines();

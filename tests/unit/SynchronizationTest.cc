@@ -47,7 +47,7 @@ TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
   EXPECT_EQ(tavo.Commands(), "W M V w1# W N GS1 GS0 ");
 }
 
-TEST_F(SynchronizationTest, ErasesTheScannerAfterTheCount) {
+TEST_F(SynchronizationTest, ErasesScannerMemoryAfterShowingTheCount) {
   ConnectWith({.destination = 1, .clearmemory = true}, {"one", "two"});
   Synchronize();
   EXPECT_EQ(View(),
@@ -122,7 +122,7 @@ TEST_F(SynchronizationTest, LogsUrlLoadingCallbacks) {
                                       "-[SyncController connection:didFailWithError:]"}));
 }
 
-TEST_F(SynchronizationTest, ShowsTheTextsOfEachThreadInOrder) {
+TEST_F(SynchronizationTest, KeepsTheOrderOfTextsFromEachThread) {
   std::vector<std::thread> threads;
   for (const char name : {'a', 'b'}) {
     threads.emplace_back([this, name] {
@@ -140,7 +140,7 @@ TEST_F(SynchronizationTest, ShowsTheTextsOfEachThreadInOrder) {
   EXPECT_EQ(next[0] + next[1], 1000);
 }
 
-TEST_F(SynchronizationTest, ShowsEachLineEndOfAText) {
+TEST_F(SynchronizationTest, ConvertsEachLineEndingToALineFeed) {
   controller.DisplayText("a\rb\nc\r\nd", false);
   controller.DisplayText("\r\r\n\n", true);
   controller.DisplayText("\r\ne", true);

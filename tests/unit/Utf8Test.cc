@@ -26,14 +26,14 @@ TEST(Utf8Test, CutsAPrefixBetweenCharacters) {
   }
 }
 
-TEST(Utf8Test, ReturnsAShortTextWhole) {
+TEST(Utf8Test, ReturnsAShortTextUnchanged) {
   for (const std::size_t limit : {2U, 3U, 100U})
     EXPECT_EQ(Utf8Prefix("\xC3\xA9", limit), "\xC3\xA9");
   EXPECT_EQ(Utf8Prefix("", 0), "");
   EXPECT_EQ(Utf8Prefix("abc", 0), "");
 }
 
-TEST(Utf8Test, CutsOtherBytesAtTheLimit) {
+TEST(Utf8Test, CutsInvalidUtf8AtTheLimit) {
   const std::string continuations(20, '\x80');
   EXPECT_EQ(Utf8Prefix(continuations, 7), continuations.substr(0, 7));
   EXPECT_EQ(Utf8Prefix("a\xC3"

@@ -49,14 +49,14 @@ TEST_F(DescriptorWatchTest, CallsTheActionWhileBytesAreUnread) {
   }
 }
 
-TEST_F(DescriptorWatchTest, EndsWhenDestroyed) {
+TEST_F(DescriptorWatchTest, DoesNotCallTheActionAfterDestruction) {
   Send("one");
   watch_.reset();
   SpinUntilIdle();
   EXPECT_EQ(received_, "");
 }
 
-TEST_F(DescriptorWatchTest, CanBeDestroyedWithinItsAction) {
+TEST_F(DescriptorWatchTest, CanBeDestroyedWithinTheAction) {
   int calls = 0;
   const auto witness = std::make_shared<std::string>("still here");
   watch_ = watcher_.Watch(input_.Get(), [this, &calls, witness] {

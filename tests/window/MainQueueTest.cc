@@ -23,7 +23,7 @@ namespace {
 
 using platform::qt::QtMainQueue;
 
-TEST(MainQueue, AnotherThreadWakesTheSleepingMainLoop) {
+TEST(MainQueue, WakesTheSleepingMainLoopFromAnotherThread) {
   QtMainQueue queue;
   QTimer::singleShot(60'000, qApp, [] { QCoreApplication::exit(1); });
   std::thread other([&] {
@@ -34,7 +34,7 @@ TEST(MainQueue, AnotherThreadWakesTheSleepingMainLoop) {
   other.join();
 }
 
-TEST(MainQueue, LongWorkTakesSeveralTurnsOfTheLoop) {
+TEST(MainQueue, SpreadsLongWorkOverSeveralLoopTurns) {
   QtMainQueue queue;
   int done = 0;
   int turnsBetween = 0;
@@ -53,7 +53,7 @@ TEST(MainQueue, LongWorkTakesSeveralTurnsOfTheLoop) {
   EXPECT_GE(turnsBetween, 3);
 }
 
-TEST(MainQueue, TheMainLoopSleepsWhileTheQueueIsEmpty) {
+TEST(MainQueue, MainLoopSleepsWhileTheQueueIsEmpty) {
   QtMainQueue queue;
   bool ran = false;
   queue.Async([&] { ran = true; });
@@ -100,7 +100,7 @@ std::ptrdiff_t OpenDescriptors() {
 }
 
 // A pipe that gets the numbers of closed standard descriptors is duplicated to higher numbers.
-TEST(MainQueue, AFailedConstructorLeaksNoDescriptor) {
+TEST(MainQueue, FailedConstructorLeaksNoDescriptor) {
   int kept[3];
   for (const int number : {0, 1, 2}) {
     kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 3);

@@ -138,7 +138,7 @@ TEST_F(MainWindow, TabVisitsEveryControlFromTheView) {
   }
 }
 
-TEST_F(MainWindow, ShortcutsWorkWithAnyFocusAndAreInToolTips) {
+TEST_F(MainWindow, ShortcutsWorkWithAnyFocusAndAppearInToolTips) {
   const struct {
     const char* label;
     Qt::Key key;
@@ -202,7 +202,7 @@ TEST_F(MainWindow, ShowsTheCaretOnlyWhileKeysMoveIt) {
   EXPECT_GT(caret(), 0);
 }
 
-TEST_F(MainWindow, AnEmptyViewShowsAPlaceholder) {
+TEST_F(MainWindow, EmptyViewShowsAPlaceholder) {
   EXPECT_FALSE(TextWidget()->placeholderText().isEmpty());
   EXPECT_EQ(window_.view().ShownText(), "");
 }
@@ -242,7 +242,7 @@ TEST_F(MainWindow, SettingsAndQuitHaveMenuRoles) {
   EXPECT_EQ(byRole[QAction::PreferencesRole], "Settings");
 }
 
-TEST_F(MainWindow, ThePortListIsAccessible) {
+TEST_F(MainWindow, PortListIsAccessible) {
   QAccessibleInterface* list = Accessible(QAccessible::ComboBox, "Port");
   ASSERT_NE(list, nullptr);
   ASSERT_EQ(list->childCount(), 1);

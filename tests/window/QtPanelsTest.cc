@@ -40,7 +40,7 @@ class QtPanelsTest : public testing::Test {
   platform::qt::QtPanels panels_{window_};
 };
 
-TEST_F(QtPanelsTest, TheSavePanelProposesTheFolderAndTheName) {
+TEST_F(QtPanelsTest, SavePanelProposesFolderAndName) {
   EXPECT_EQ(RunSavePanel([this](QFileDialog& panel, QLineEdit& name) {
               EXPECT_EQ(panel.acceptMode(), QFileDialog::AcceptSave);
               EXPECT_EQ(panel.directory().absolutePath().toStdString(), path_);
@@ -62,7 +62,7 @@ TEST_F(QtPanelsTest, ReturnsTheEnteredPathOrNothingAfterEscape) {
       std::nullopt);
 }
 
-TEST_F(QtPanelsTest, OpensElsewhereIfTheFolderIsMissing) {
+TEST_F(QtPanelsTest, OpensADefaultFolderIfTheFolderIsMissing) {
   ASSERT_TRUE(folder_.mkpath("Documents"));
   ASSERT_TRUE(folder_.mkpath("share/applications"));
   const test::Variable home("HOME", path_);

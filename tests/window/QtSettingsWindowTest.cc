@@ -187,7 +187,7 @@ TEST_F(QtSettingsWindowTest, ShowSetsControlsInTheOrderOfTheValues) {
   EXPECT_EQ(order, (std::vector<std::size_t>{0, 1, 2, 3, 4, 11, 12, 5, 6, 8, 9, 10, 13, 7}));
 }
 
-TEST_F(QtSettingsWindowTest, SelectsNoItemForANumberWithoutOne) {
+TEST_F(QtSettingsWindowTest, SelectsNoItemForAnUnknownNumber) {
   for (const std::int32_t number : {8, -1, -48}) {
     SettingsValues values = kValues;
     for (const SettingsControl& each : kSettingsControls) {
@@ -201,7 +201,7 @@ TEST_F(QtSettingsWindowTest, SelectsNoItemForANumberWithoutOne) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, TheMouseSetsEveryValue) {
+TEST_F(QtSettingsWindowTest, MouseSetsEveryValue) {
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
     for (std::int32_t i = 0; i < (each.IsList() ? each.items : 1); ++i) {
@@ -374,7 +374,7 @@ TEST_F(QtSettingsWindowTest, FitsAnOrdinaryScreenWithoutScrolling) {
   EXPECT_FALSE(area->horizontalScrollBar()->isVisible());
 }
 
-TEST_F(QtSettingsWindowTest, ScrollsOnASmallScreenWithVisibleButtons) {
+TEST_F(QtSettingsWindowTest, KeepsButtonsVisibleOnASmallScreen) {
   window_.resize(512 - 16, 300 - 48);
   SpinUntilIdle();
   EXPECT_LE(window_.width(), 512);
@@ -468,7 +468,7 @@ TEST_F(QtSettingsWindowTest, SampleMarksHaveContrastInLightAndDark) {
   });
 }
 
-TEST_F(QtSettingsWindowTest, TheWheelChangesOnlyAListWithFocus) {
+TEST_F(QtSettingsWindowTest, WheelChangesOnlyAListWithFocus) {
   auto* list = Find<QComboBox>("Order");
   const int chosen = list->currentIndex();
   const auto turn = [list] {

@@ -154,7 +154,7 @@ TEST_F(TextView, ScrollsToTheEndOfWrappedLines) {
   EXPECT_TRUE(widget_.viewport()->rect().contains(widget_.cursorRect(end)));
 }
 
-TEST_F(TextView, TheFontIsFixedPitchAndFollowsTheDesktopFont) {
+TEST_F(TextView, FontIsFixedPitchAndFollowsTheDesktopFont) {
   const QFont usual = QApplication::font();
   const qreal before = widget_.font().pointSizeF();
   EXPECT_TRUE(QFontInfo(widget_.font()).fixedPitch());
@@ -168,7 +168,7 @@ TEST_F(TextView, TheFontIsFixedPitchAndFollowsTheDesktopFont) {
   EXPECT_TRUE(SpinUntil([&] { return widget_.font().pointSizeF() == before; }));
 }
 
-TEST_F(TextView, TheUserCannotChangeTheText) {
+TEST_F(TextView, UserCannotChangeTheText) {
   Show("fixed");
   widget_.setFocus();
   QTest::keyClicks(&widget_, "typed");
@@ -183,7 +183,7 @@ TEST_F(TextView, TheUserCannotChangeTheText) {
   EXPECT_EQ(view_.ShownText(), "fixed");
 }
 
-TEST_F(TextView, KeysSelectAndCopy) {
+TEST_F(TextView, KeysSelectAndCopyText) {
   Show("first\nsecond\nthird");
   widget_.setFocus();
   QTest::keyClick(&widget_, Qt::Key_Home, Qt::ControlModifier);
@@ -193,7 +193,7 @@ TEST_F(TextView, KeysSelectAndCopy) {
   EXPECT_EQ(Clipboard(), "irst\ns");
 }
 
-TEST_F(TextView, TheMouseSelects) {
+TEST_F(TextView, MouseSelectsText) {
   Show("0123456789");
   const auto point = [this](int position) {
     QTextCursor cursor(widget_.document());
@@ -251,7 +251,7 @@ TEST_F(TextView, SplitsLongLinesIntoBlocksInvisibly) {
   }
 }
 
-TEST_F(TextView, SplitsALineOfSingleCharacters) {
+TEST_F(TextView, SplitsALineAppendedCharacterByCharacter) {
   for (int i = 0; i < 5'000; ++i) {
     view_.Append(".");
     if (i % 100 == 0) QCoreApplication::processEvents();

@@ -41,7 +41,7 @@ TEST_F(ToolbarItem, LabelSelectsIconAndToolTip) {
   ExpectFace("Disconnect", red_, "Stop (Ctrl+K)");
 }
 
-TEST_F(ToolbarItem, SpaceReturnAndEnterPressIt) {
+TEST_F(ToolbarItem, SpaceReturnAndEnterPressTheButton) {
   int presses = 0;
   item_.OnPress([&] { ++presses; });
   button_.show();
