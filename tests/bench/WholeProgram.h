@@ -39,7 +39,7 @@ inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t spe
 }
 
 /// Forwards the callbacks of a session to its owner and records the times of the first and last
-/// record. It does so on the read thread because polling would slow down the run.
+/// record. Runs on the read thread, because polling would slow down the run.
 class RecordWatch final : public LumetDelegate {
  public:
   explicit RecordWatch(LumetDelegate& owner) : owner_(owner) {}

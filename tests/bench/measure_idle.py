@@ -27,7 +27,7 @@ class Idle(SystemTest):
 
     def setUp(self):
         super().setUp()
-        # The program's environment, including the preloaded umockdev, which intercepts each read.
+        # Both processes preload umockdev, which intercepts each read.
         self._environment = self.desktop.environment | self.devices.environment
 
     def _measure(self, name, *line):
@@ -47,7 +47,7 @@ class Idle(SystemTest):
     def test_connected_and_disconnected(self):
         self.plugged_in_scanner()
         other = self.scanner(node="ttyACM1", place="3-2:1.0")
-        other.switch_on()  # read by the loop; not announced to the program
+        other.switch_on()  # only idle_loop reads this port; the program gets no event
         self.start_connected()
         self._measure("idle-connected", other.link)
         self.quillet.press("Disconnect")

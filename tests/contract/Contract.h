@@ -26,7 +26,7 @@ class Contract : public testing::TestWithParam<Implementation<Harness>> {
   const std::unique_ptr<Harness> harness_ = this->GetParam().make();
 };
 
-/// The parameters of a suite. Each class derives from `Harness` and has a kName.
+/// The parameters of a suite. Each of the `Harnesses` derives from `Harness` and has a kName.
 template <class Harness, class... Harnesses>
 auto Implementations() {
   return testing::Values(Implementation<Harness>{

@@ -17,7 +17,7 @@
 namespace quillet::test {
 namespace {
 
-/// The main window, its controls, and the actions and observations of a user.
+/// The main window and its controls, with functions that act and read as a user does.
 struct WindowHarness {
   virtual ~WindowHarness() = default;
   virtual platform::Window& Window() = 0;

@@ -9,7 +9,7 @@
 
 namespace quillet::fuzz {
 
-/// A session with a scripted scanner. It checks each composed line and the receive state.
+/// A session with a scripted scanner. Checks each composed line and the receive state.
 class FuzzedSession final : public LumetDelegate {
   StrictLog log_;
   test::ScriptedSession session_{log_, this};

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::int64_t kUsualCases = 100000;
 
-// The line's buffer also holds the terminating NUL.
+// One byte of the line buffer holds the terminating NUL.
 constexpr std::size_t kTextRoom = RecordComposer::kBarcodeBufferSize - 1;
 
 std::int64_t FromEnvironment(const char* name, std::int64_t otherwise) {
@@ -108,7 +108,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     Choose(settings_, identity_, GetParam(), choices_);
   }
 
-  /// Stores an answer, which replaces the beginning of the receive buffer.
+  /// Copies an answer to the start of `memory_`, as the session does.
   void Remember(std::string_view answer) {
     for (std::size_t i = 0; i < answer.size(); ++i) {
       memory_.Put(i, static_cast<std::uint8_t>(answer[i]));
@@ -147,7 +147,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     for (std::uint8_t& byte : buffer) byte = random_.Byte();
     buffer.insert(buffer.end(), bytes_.begin(), bytes_.end());
     const std::string made(composer_.Compose(buffer, lead));
-    CompareOnly(Memory(buffer), lead, {{made, Shown(made)}});  // only a session decodes lines
+    CompareOnly(Memory(buffer), lead, {{made, Shown(made)}});  // Shown decodes the bytes
   }
 
   /// @param requested  true: the frame answers a command; false: it is unsolicited
@@ -164,7 +164,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
         rest.push_back(static_cast<std::uint8_t>(random_.Of({'!', 0, 3, 'a'})));
       }
       Feed(rest);
-      Compare("the number of lines before the end mark", "0", std::to_string(owner_.made.size()));
+      Compare("the number of lines before the terminator", "0", std::to_string(owner_.made.size()));
       Feed({'@'});
     }
     CompareOnly(memory_, kLengthBytes, owner_.made);
@@ -194,7 +194,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     Begin(std::move(burst), RandomChoices(random_));
     auto received = static_cast<std::int64_t>(bytes_.size()) + kLengthBytes;
     if (bytes_.empty()) {
-      // The session never completes an empty burst. Walks it anyway, with an incomplete length.
+      // The session never completes an empty burst. The test calls the walk directly.
       received = random_.Between(0, kLengthBytes - 1);
       session_.lumet.ExpectBurst();
       const std::string lengthBytes(static_cast<std::size_t>(received), '\0');
@@ -299,12 +299,12 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   RecordComposer& composer_ = test::Immortal<RecordComposer>(log_, settings_, identity_);
   test::ScriptedSession& session_ = test::Immortal<test::ScriptedSession>(log_, &owner_);
   Memory memory_{Bytes(ReceiveMachine::kBufferSize)};  // the session's receive buffer
-  std::size_t received_ = 0;                           // bytes of the current unit
+  std::size_t received_ = 0;                           // of the current record or burst
 
   // Counts that show whether the random cases include all special cases.
   std::int64_t lines_ = 0, ended_ = 0, cut_ = 0, nothing_ = 0, foreign_ = 0;
   std::array<std::int64_t, 64> codes_{};
-  std::array<std::int64_t, 7> orders_{};  // last: orders outside the table
+  std::array<std::int64_t, 7> orders_{};  // last element: orders outside the table
 };
 
 TEST_P(ComparisonTest, ComposesTheSameLinesFromRecords) {

@@ -29,7 +29,7 @@ Bytes Characters(Random& random, int length) {
         random.Of({0x80, 0x800, 0x800, 0x10000, 0x10000, 0x110000, 0x110000, 0x200000}));
     AddCharacter(data, static_cast<std::uint32_t>(random.Next() % limit));
   }
-  // Truncating to `length` may split the last character. In most cases, this is avoided.
+  // Truncating to `length` may split the last character. Three of four cases avoid this.
   if (!random.OneIn(4)) {
     while (static_cast<int>(data.size()) > length || (!data.empty() && data.back() >= 0x80)) {
       data.pop_back();
@@ -104,8 +104,8 @@ Bytes MakeRecord(Random& random, Layout layout, int symbology) {
   return record;
 }
 
-/// A setting with the valid values 0 to `last`. Most results are valid. Of some invalid ones, the
-/// low byte alone would be valid.
+/// A setting whose valid values are 0 to `last`. Most results are valid. Some invalid results have
+/// a valid low byte.
 std::int32_t RandomNumber(Random& random, int last) {
   if (!random.OneIn(5)) return random.Between(0, last);
   if (random.OneIn(2)) return random.Between(last + 1, 9);

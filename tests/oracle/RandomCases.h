@@ -9,8 +9,8 @@
 
 namespace quillet::oracle {
 
-/// A random number generator whose results depend only on its state. The distributions of the
-/// standard library may differ between implementations.
+/// A random number generator that gives the same results with every standard library. The standard
+/// distributions do not.
 class Random {
  public:
   explicit Random(std::uint64_t randomState) : engine_(randomState) {}

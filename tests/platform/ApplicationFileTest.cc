@@ -48,7 +48,7 @@ TEST_F(ApplicationFileTest, RefusesPathsThatAreNotApplications) {
 TEST_F(ApplicationFileTest, RemovesFieldCodesFromTheCommand) {
   EXPECT_EQ(CommandOf("/bin/sh -c \"echo 100%%\" %U --icon %i"),
             (Texts{"/bin/sh", "-c", "echo 100%", "--icon"}));
-  EXPECT_EQ(CommandOf("/bin/sh stock%"), (Texts{"/bin/sh", "stock"})) << "a code cut short";
+  EXPECT_EQ(CommandOf("/bin/sh stock%"), (Texts{"/bin/sh", "stock"})) << "a truncated field code";
 }
 
 TEST_F(ApplicationFileTest, ReadsWindowClassesFromTheEntryAndItsFileNames) {

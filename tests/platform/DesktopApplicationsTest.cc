@@ -22,13 +22,13 @@ using namespace std::chrono_literals;
 using test::WaitFor;
 using Texts = std::vector<std::string>;
 
-/// A clock that only sleeps and the test advance.
+/// A clock that advances only during sleeps and on request of the test.
 class TestClock final : public Clock {
  public:
   CalendarTime LocalTime() override { return {}; }
   std::chrono::nanoseconds Now() override {
     const auto now = 1h + passed.load();
-    // Threads other than the test's read the time only when a process has ended.
+    // The backend's threads read the time only when a process has ended.
     if (std::this_thread::get_id() != test_) ++ends;
     return now;
   }

@@ -103,7 +103,7 @@ std::string MockedUdev::AddVirtualTerminal(const std::string& kernelName) {
 }
 
 void MockedUdev::Remove(const std::string& terminal) {
-  Send(terminal, "remove");  // stays in the monitor's socket until the main loop runs
+  Send(terminal, "remove");  // the event stays in the socket until the main loop runs
   umockdev_testbed_remove_device(testbed_, terminal.c_str());
 }
 

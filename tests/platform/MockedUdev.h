@@ -26,7 +26,8 @@ class MockedUdev {
   /// @return the terminal's path in sysfs
   std::string AddUsbModem(const std::string& place, const std::string& kernelName);
 
-  /// Adds a USB serial converter. It has udev's properties unless `encodedModel` is empty.
+  /// Adds a USB serial converter. The terminal has udev's USB properties unless `encodedModel` is
+  /// empty.
   std::string AddUsbConverter(const std::string& place, const std::string& kernelName,
                               const std::string& encodedModel, const std::string& product = {});
 

@@ -31,7 +31,7 @@ class ScriptApplications {
   }
 
   /// Installs an application that runs `lines` and then waits until it is killed or the test ends.
-  /// It waits without a child process, which would have the same command line until it calls exec.
+  /// It waits without a child process. Until exec, a child would have the same command line.
   std::string InstallEditor(const std::string& name = "editor",
                             const std::string& lines = "") const {
     return Install(name, lines + "read _ <'" + Fifo() + "'\n");

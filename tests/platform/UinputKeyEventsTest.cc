@@ -30,7 +30,7 @@ constexpr std::uint16_t kVirtualReturn = 36;
 class UinputKeyEventsTest : public ::testing::Test {
  protected:
   UinputKeyEventsTest() {
-    signal(SIGPIPE, SIG_IGN);  // raised by a broken socket, but not by a failing device
+    signal(SIGPIPE, SIG_IGN);  // a broken socket raises SIGPIPE; a failing device does not
     Connect();
   }
   ~UinputKeyEventsTest() override { close(desktop_); }

@@ -9,7 +9,8 @@ namespace quillet::test {
 namespace {
 
 // The display number depends on the process ID. If the server chose a free number itself, it could
-// reuse that of a server that has just ended. Clients of that server would connect to this one.
+// reuse the number of a server that has just ended. Clients of the old server would then connect to
+// the new server.
 constexpr int kFirstDisplay = 1000;
 constexpr int kDisplays = 50000;
 

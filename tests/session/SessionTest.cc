@@ -23,7 +23,7 @@ class SessionTest : public SessionFixture {
     lumet.recorddelimiter = 4;
   }
 
-  /// The lines of the scanner's records.
+  /// The expected lines of all records.
   std::string Lines() const {
     std::string lines, line;
     for (const ScanRecord& record : scanner->Records()) {
@@ -47,7 +47,7 @@ TEST_P(LatencyTest, WritesAllRecordsToTheFile) {
   }
 }
 
-// The scanner answers during or after the pause that follows the command's last byte.
+// With these latencies, the scanner answers during or after the pause that follows a command.
 INSTANTIATE_TEST_SUITE_P(Latencies, LatencyTest, ::testing::Values(0us, 500us, 2000us, 20000us),
                          [](const auto& each) {
                            return std::to_string(each.param.count()) + "Microseconds";

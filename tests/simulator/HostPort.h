@@ -57,7 +57,7 @@ class HostPort {
     return Receive(answerSize);
   }
 
-  /// True if a read found that the line hung up.
+  /// Returns true if a read has detected a hang-up.
   bool HungUp() const { return hungUp_; }
 
  private:

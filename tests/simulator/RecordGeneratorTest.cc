@@ -22,10 +22,10 @@ INSTANTIATE_TEST_SUITE_P(RecordGenerator, BothModels,
                          testing::Values(Model::kOlder, Model::kSeries300), NameOf);
 
 TEST(CheckDigit, MatchesPrintedBarcodes) {
-  EXPECT_EQ(CheckDigit("400638133393"), '1');   // 13 digits
-  EXPECT_EQ(CheckDigit("9638507"), '4');        // 8 digits
-  EXPECT_EQ(CheckDigit("03600029145"), '2');    // 12 digits
-  EXPECT_EQ(CheckDigit("1540014128876"), '3');  // 14 digits
+  EXPECT_EQ(CheckDigit("400638133393"), '1');   // EAN-13
+  EXPECT_EQ(CheckDigit("9638507"), '4');        // EAN-8
+  EXPECT_EQ(CheckDigit("03600029145"), '2');    // UPC-A
+  EXPECT_EQ(CheckDigit("1540014128876"), '3');  // ITF-14
 }
 
 TEST(Symbologies, AreFoundByNameInAnySpelling) {

@@ -20,7 +20,8 @@
 
 namespace quillet::test {
 
-/// Parts of the platform that replace the fixture's fakes. If null, the fake is used.
+/// Parts of the platform that replace the fixture's fakes. For a null part, the fixture uses its
+/// fake.
 struct OwnPlatform {
   platform::SerialLine* line = nullptr;
   platform::SerialRegistry* registry = nullptr;
@@ -50,7 +51,8 @@ class AppFixture : public ::testing::Test {
     clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected] { tavo.Settle(connected); });
   }
 
-  /// Writes a settings file. Call it before Launch. A line consists of the record's data and CR LF.
+  /// Writes a settings file for lines that consist of a record's data and CR LF. Call before
+  /// Launch.
   void StartWith(const Choice& choice) {
     Settings chosen;
     chosen.destination = choice.destination;

@@ -28,7 +28,7 @@ class FakeClock final : public platform::Clock {
   }
 
   /// Sets the time of day.
-  /// @param next  new time of day after the next call of LocalTime
+  /// @param next  time of day from the second call of LocalTime on
   void Set(const platform::CalendarTime& now, std::optional<platform::CalendarTime> next = {}) {
     const std::lock_guard lock(mutex_);
     now_ = now;
@@ -78,7 +78,8 @@ class FakeClock final : public platform::Clock {
     sleeps_.clear();
   }
 
-  /// Sets a function that each recorded sleep calls before it waits, after its entry in sleeps().
+  /// Sets a function that each recorded sleep calls after recording its duration and before
+  /// waiting.
   void OnSleep(std::function<void()> hook) {
     const std::lock_guard lock(mutex_);
     onSleep_ = std::move(hook);

@@ -46,7 +46,7 @@ class LumetFixture : public ::testing::Test {
       "\x09\x06"
       "ABCD\x31\x47\x41\x09";
 
-  /// A burst of these records (up to 252 bytes in total). With a 0x03 before it, it is a frame.
+  /// A burst of these records (up to 252 bytes). A preceding 0x03 makes it a frame.
   static std::string Framed(const std::string& records = kRecord) {
     return std::string{0, 0, static_cast<char>(records.size() + 3)} + records;
   }
@@ -56,7 +56,7 @@ class LumetFixture : public ::testing::Test {
                          static_cast<std::int32_t>(text.size()));
   }
 
-  /// Runs `turns` turns of the command thread's loop.
+  /// Runs `turns` iterations of the command thread's loop.
   void Dispatch(int turns = 1) {
     for (int turn = 0; turn < turns; ++turn) lumet.DispatchCommand();
   }
@@ -79,7 +79,8 @@ class LumetFixture : public ::testing::Test {
     Exchange(CountAnswer(records));
   }
 
-  /// Requests a burst or a record and lets it time out. The session still accepts the answer.
+  /// Requests a burst or a record and lets the command time out. The session still accepts an
+  /// answer.
   void AwaitBurst() { Await('P'); }
   void AwaitRecord() { Await('p'); }
 

@@ -162,7 +162,7 @@ class ScannerLine final : public platform::SerialLine {
 
   std::mutex mutex_;
   std::map<std::string, std::optional<simulator::TavoDevice>> scanners_;  // nullopt: silent device
-  simulator::TavoDevice* scanner_ = nullptr;  // of the path opened last; null if it is silent
+  simulator::TavoDevice* scanner_ = nullptr;  // scanner of the last opened path; null if silent
   std::set<std::int32_t> open_;
   std::int32_t last_ = 100;
   Bytes unread_;

@@ -19,7 +19,7 @@ class SettingsFixture : public testing::Test {
  protected:
   SettingsFixture() { Start(); }
 
-  /// Starts the program: restores new settings from the file.
+  /// Simulates a start of the program: creates settings and restores them from the file.
   void Start() {
     image_ = {};
     settings_ = std::make_unique<Settings>();

@@ -1,7 +1,8 @@
 // Opens /dev/null as descriptor 0 before each test.
 //
-// Closing a serial port that was never opened closes descriptor 0. The next opened file would get
-// that number. Read threads of earlier tests would read from it, and later tests would close it.
+// Closing a serial port that was never opened closes descriptor 0. If it stayed closed, the next
+// file that a test opens would become descriptor 0. Read threads of earlier tests would read from
+// that file, and later tests would close it.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -25,7 +25,7 @@ TEST(CommandQueueTest, ReturnsEntriesInOrder) {
   }
   EXPECT_FALSE(queue.Head());
   queue.Append({0x01});
-  EXPECT_FALSE(queue.Head()) << "a single byte";
+  EXPECT_FALSE(queue.Head()) << "an entry of a single byte";
 }
 
 TEST(CommandQueueTest, StoresAWakeupInTwoBytes) {

@@ -18,7 +18,7 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
 }
 
 TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAnAttempt) {
-  // Keeps the attempt from ending after the scanner's answer until the test has pressed Connect.
+  // Delays the end of the attempt until the test has pressed Connect.
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
   clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &pressed] {
     tavo.Settle(connected);
@@ -41,7 +41,7 @@ TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAnAttempt) {
 }
 
 TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
-  // Keeps the third one-second sleep from ending until the test has plugged in the device.
+  // Delays the end of the third one-second sleep until the test has plugged in the device.
   const std::string port = folder / "usbmodem1";
   tavo.AttachSilent(port);
   auto& third = test::Immortal<std::atomic<bool>>(false);

@@ -11,8 +11,8 @@ struct Key {
   char16_t plain, shifted;
 };
 
-// The characters of each key of a US keyboard, in the order of the virtual key codes. US
-// keyboards have no key 10. Its entry is a filler, 0xFF.
+// The characters of each key of a US keyboard, in the order of the virtual key codes. 0xFF is a
+// filler for key 10, which US keyboards do not have.
 constexpr Key kKeys[] = {
     {u'a', u'A'},   {u's', u'S'}, {u'd', u'D'}, {u'f', u'F'},  {u'h', u'H'}, {u'g', u'G'},
     {u'z', u'Z'},   {u'x', u'X'}, {u'c', u'C'}, {u'v', u'V'},  {0xFF, 0xFF}, {u'b', u'B'},
@@ -37,7 +37,7 @@ TEST(KeyTablesTest, FindsTheKeyAndShiftOfEachCharacter) {
 TEST(KeyTablesTest, FindsNoKeyForOtherCharacters) {
   std::set<char16_t> typed;
   for (const auto& key : kKeys) typed.insert({key.plain, key.shifted});
-  EXPECT_EQ(typed.size(), 95U + 2U + 1U) << "printable ASCII, tab and line feed, the filler";
+  EXPECT_EQ(typed.size(), 95U + 2U + 1U) << "printable ASCII, tab, line feed and the filler";
   EXPECT_FALSE(typed.contains(u'\r'));
   for (std::uint32_t character = 0; character <= 0xFFFF; ++character) {
     if (typed.contains(static_cast<char16_t>(character))) continue;

@@ -8,7 +8,7 @@
 namespace quillet {
 namespace {
 
-/// The log line composed from these pieces.
+/// Returns the log line that consists of these pieces.
 template <class... Pieces>
 std::string Logged(const Pieces&... pieces) {
   test::RecordingLog log;

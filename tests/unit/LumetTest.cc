@@ -66,7 +66,8 @@ TEST_F(LumetTest, StoresIdentityTextsUpToTheTerminator) {
 }
 
 TEST_F(LumetTest, ReadsTheRecordCountFromFourBytes) {
-  // 8,448 is 00 00 21 00. The '!' (21) ends the answer, so the fourth byte is left from before.
+  // In the count 8,448 (00 00 21 00), the byte 21 ('!') ends the answer. The fourth byte keeps its
+  // previous value.
   const std::pair<std::string, int> cases[] = {
       {"\0\0\0\x21"s, 33}, {"\0\0\0\x40"s, 64}, {"\0\0\x21"s, 0x2140}};
   for (const auto& [text, count] : cases) {
@@ -84,7 +85,7 @@ TEST_F(LumetTest, RecognizesThe300SeriesByItsFirmware) {
     EXPECT_FALSE(IsOf300Series(firmware)) << firmware;
   }
   EXPECT_TRUE(log.Has("-[Lumet InitialSetting]"));
-  // A short answer leaves characters 5 and 6 of the previous one in the field.
+  // A short answer leaves characters 5 and 6 of the previous version in the field.
   ASSERT_TRUE(IsOf300Series("1.00.42010"));
   EXPECT_TRUE(IsOf300Series("1.0"));
 }
@@ -364,11 +365,12 @@ TEST_F(LumetTest, ClearsTheIdentityTextsOnDisconnect) {
   EXPECT_EQ(Serial(), "");
   EXPECT_EQ(lumet.FWVersion.TextFrom(0), "");
   EXPECT_FALSE(lumet.bConnected());
-  EXPECT_EQ(line.closed, std::vector<std::int32_t>{0}) << "a new channel has descriptor 0";
+  EXPECT_EQ(line.closed, std::vector<std::int32_t>{0})
+      << "a port that was never opened has descriptor 0";
 }
 
 TEST_F(LumetTest, CommandThreadEndsAfterTheCurrentOperation) {
-  std::string sent;  // only the command thread uses it until it has finished
+  std::string sent;  // used only by the command thread until that thread ends
   int waits = 0;
   bool disconnected = false;
   clock.OnSleep([&] {
@@ -376,7 +378,7 @@ TEST_F(LumetTest, CommandThreadEndsAfterTheCurrentOperation) {
     sent += line.Sent();
     if (sent.empty()) return;  // no wake-up is queued yet
     ++waits;
-    // During the second of five wake-up attempts.
+    // Disconnects during the second of five wake-up attempts.
     if (sent == "WW" && !std::exchange(disconnected, true)) lumet.disconnectTavo();
   });
   ASSERT_EQ(lumet.connectTavo("port"), 1);
@@ -386,7 +388,8 @@ TEST_F(LumetTest, CommandThreadEndsAfterTheCurrentOperation) {
 }
 
 TEST_F(LumetTest, RunsAtMostOneCommandThread) {
-  std::thread([] {}).join();  // a sanitizer may start its thread with the first thread
+  // A sanitizer may add a helper thread when the first thread starts. `before` must include it.
+  std::thread([] {}).join();
   ASSERT_EQ(lumet.connectTavo("port"), 1);  // starts the read thread, which never ends
   lumet.disconnectTavo();
   EXPECT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));

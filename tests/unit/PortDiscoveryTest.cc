@@ -7,7 +7,7 @@ using Titles = std::vector<std::string>;
 
 class PortDiscoveryTest : public test::AppFixture {
  protected:
-  /// Adds a device without a scanner.
+  /// Adds a device that is not a scanner.
   void AttachOther(const std::string& name) { registry.Attach(name, folder / name); }
   void Unplug(const std::string& name) {
     registry.Unplug(folder / name);
@@ -66,7 +66,7 @@ TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
   registry.Plug("usbmodem1", "/absent");
   FinishConnecting();
   EXPECT_EQ(ports.items(), (Titles{"None", "None", "usbmodem1"}));
-  // The selection is a position in the port table, so it is not the new port.
+  // The program selects by position in the port table, which differs from that in the list.
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 

@@ -16,7 +16,7 @@ using Event = ReceiveMachine::Event;
 
 constexpr std::string_view kEventNames[] = {"none", "answer", "frame", "burst", "unsolicited"};
 
-/// A receive machine. Its events are handled at once and kept as text: "event:unit".
+/// A receive machine that is reset after each event. Keeps events as text: "event:received bytes".
 struct Receiver {
   explicit Receiver(bool commandWaits) : commandDone(commandWaits ? 0 : 1) {}
 
@@ -129,7 +129,7 @@ TEST(ReceiveMachineLimits, TakeReturnsAtEachEvent) {
   const auto step = machine->Take(bytes);
   EXPECT_EQ(step.taken, 2U);
   EXPECT_EQ(step.event, Event::kAnswer);
-  EXPECT_EQ(machine->writePtr(), 2) << "the caller still reads the unit";
+  EXPECT_EQ(machine->writePtr(), 2) << "the caller still reads these bytes";
 }
 
 TEST(ReceiveMachineLimits, KeepsTheBytesOfAnUnsolicitedRecordAfterReset) {

@@ -124,7 +124,7 @@ TEST_F(RecordComposerTest, OmitsFieldsIfTheOrderIsUnknown) {
   for (const int order : {7, 6, -1, -48}) {
     Set({.order = order, .fields = ",s\r\n"});
     EXPECT_EQ(Line(), ",567890\r\n");
-    EXPECT_EQ(composer.BufferOffset, 2) << "after the symbology";
+    EXPECT_EQ(composer.BufferOffset, 2) << "the position after the symbology";
     settings.bAttachSerial = 0;
     EXPECT_EQ(Line(), "\r\n");
   }

@@ -76,7 +76,7 @@ TEST_F(RecordDownloadTest, RequestsNoBurstIfThereAreNoRecords) {
   lumet.Synchronize();
   answer = [](std::string_view command) { return command == "N" ? "\0\0\0\0@"s : "@"s; };
   Dispatch(3);
-  lumet.EraseTavoMemory();  // its command is dropped together with "P"
+  lumet.EraseTavoMemory();  // "E" is dropped together with "P"
   Dispatch(5);
   EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "GS0"}));
   EXPECT_EQ(owner.calls(), Texts{"finished"});

@@ -28,7 +28,7 @@ using test::Immortal;
 using test::TemporaryFolder;
 using test::WaitFor;
 
-/// Creates a FIFO, which can be opened like a device and returns the bytes written to it.
+/// Creates a FIFO, which can be opened like a device. @return its path
 std::string FifoIn(const TemporaryFolder& folder) {
   const std::string fifo = folder / "fifo";
   mkfifo(fifo.c_str(), 0600);
@@ -88,7 +88,8 @@ class SerialPortTest : public ::testing::Test {
 };
 
 TEST_F(SerialPortTest, StartsOneReadThreadForAllConnections) {
-  std::thread([] {}).join();  // a sanitizer may start its thread with the first thread
+  // A sanitizer may add a helper thread when the first thread starts. `before` must include it.
+  std::thread([] {}).join();
   const auto before = Threads();
   Open(FifoIn(folder));
   EXPECT_EQ(Threads(), before + 1);
@@ -201,7 +202,8 @@ TEST_F(SerialPortTest, OpensARawLineAt115200BitsPerSecondAnd8N1) {
 }
 
 TEST_F(SerialPortTest, NeverReadsADescriptorAfterClosingIt) {
-  // A new pipe usually gets the number of a descriptor that was just closed.
+  // A new pipe usually gets the numbers of the descriptors that were just closed. A late read would
+  // take the pipe's bytes.
   const std::string fifo = FifoIn(folder);
   for (int round = 0; round < 200; ++round) {
     Open(fifo);

@@ -65,7 +65,7 @@ TEST_F(SettingsFileTest, RestoresNamesOfUpTo127Bytes) {
   SaveAndStart(longest + "n", "/f");
   EXPECT_EQ(SavedFile().substr(256, 128), longest + "0");
   EXPECT_EQ(appname(), "");
-  EXPECT_EQ(filename(), "/f") << "the name after it is restored";
+  EXPECT_EQ(filename(), "/f") << "the second name is restored";
   SaveAndStart("/app", longest + "n");
   EXPECT_EQ(SavedFile().size(), 1023U);
   EXPECT_EQ(filename(), "");
@@ -83,11 +83,11 @@ TEST_F(SettingsFileTest, RestoresNamesByteForByte) {
 }
 
 TEST_F(SettingsFileTest, KeepsTheOtherNameIfACharacterIsCut) {
-  // The name is cut in the middle of its last character.
+  // The file name is cut in the middle of its last character.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
   EXPECT_EQ(filename(), "");
-  // The rest of the longer name begins in the middle of a character.
+  // The remaining bytes of the longer name begin in the middle of a character.
   SaveAndStart("/opt/caf\xC3\xA9/x", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   SaveAndStart("/opt/caf", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   EXPECT_EQ(appname(), "/opt/caf");

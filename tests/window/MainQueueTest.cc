@@ -99,7 +99,8 @@ std::ptrdiff_t OpenDescriptors() {
   return std::distance(begin(descriptors), end(descriptors));
 }
 
-// A pipe that gets the numbers of closed standard descriptors is duplicated to higher numbers.
+// The constructor duplicates a pipe on standard descriptors to higher numbers. Here the second
+// duplication fails.
 TEST(MainQueue, FailedConstructorLeaksNoDescriptor) {
   int kept[3];
   for (const int number : {0, 1, 2}) {

@@ -126,7 +126,7 @@ class QtSettingsWindowTest : public testing::Test {
     const QPoint at = list->view()->visualRect(index).center();
     QTest::mouseMove(view, at);
     QTest::mousePress(view, Qt::LeftButton, {}, at);
-    // A list ignores releases of the button shortly after it opens.
+    // A list ignores releases of the mouse button shortly after it opens.
     QTest::qWait(QApplication::doubleClickInterval() + 20);
     QTest::mouseRelease(view, Qt::LeftButton, {}, at);
     EXPECT_TRUE(SpinUntil([&] { return list->currentIndex() == item; })) << item;

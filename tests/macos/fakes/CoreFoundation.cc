@@ -12,7 +12,7 @@ constexpr CFTypeID kOtherType = 1;
 
 const std::string kDefaultModeName = "kCFRunLoopDefaultMode";
 
-// Only the address is used. It identifies this thread's run loop.
+// The address of this variable identifies the thread's run loop.
 thread_local char loop;
 thread_local std::set<CFRunLoopSourceRef> sources;
 

@@ -20,7 +20,7 @@ typedef struct __CFRunLoopSource* CFRunLoopSourceRef;
 typedef const struct __CFString* CFStringRef;
 typedef CFStringRef CFRunLoopMode;
 
-// The function pointers are declared by size only because platform/macos creates no such structure.
+// The real structure has typed function pointers. platform/macos does not use them.
 typedef struct {
   CFIndex version;
   const void* functions[4];
