@@ -322,7 +322,7 @@ TEST_P(WindowContract, ReportsOnlyTheFirstCloseByTheUser) {
   EXPECT_TRUE(wasShown) << "during the report";
 }
 
-TEST_P(WindowContract, ClosesWithoutAnAction) {
+TEST_P(WindowContract, CanBeClosedWithoutACloseAction) {
   window_.OrderFront();
   harness_->CloseByUser();
   EXPECT_FALSE(harness_->IsShown());

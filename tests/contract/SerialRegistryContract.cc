@@ -121,7 +121,7 @@ TEST_P(SerialRegistryContract, NotifiesAgainOnlyAfterTheIteratorIsEmptied) {
   EXPECT_EQ(arrivals.calls, 2);
 }
 
-TEST_P(SerialRegistryContract, NotifiesEveryIteratorOfTheEvent) {
+TEST_P(SerialRegistryContract, NotifiesEveryIteratorRegisteredForTheEvent) {
   Listener first(registry_, port_, Event::FirstMatch);
   Listener second(registry_, port_, Event::FirstMatch);
   Listener removals(registry_, port_, Event::Terminate);

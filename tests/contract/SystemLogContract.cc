@@ -44,7 +44,7 @@ class SystemLogContract : public Contract<LogHarness> {
   SystemLog& log_ = harness_->Log();
 };
 
-TEST_P(SystemLogContract, WritesLinesInOrderWithEveryByte) {
+TEST_P(SystemLogContract, WritesEveryByteAndKeepsTheLineOrder) {
   Lines expected;
   for (int i = 0; i < 10'000; ++i) {
     expected.push_back(i % 7 == 0 ? "" : "line " + std::to_string(i) + " of 100% %s \xC3\xA9\x80");

@@ -31,7 +31,7 @@ TEST(KeyStrokesTest, MapsEachVirtualKeyToAUniqueCode) {
   EXPECT_EQ(EvdevKeyCode(50), KEY_GRAVE);
 }
 
-TEST(KeyStrokesTest, CapsLockInvertsTheShiftOfLettersOnly) {
+TEST(KeyStrokesTest, CapsLockInvertsShiftForLettersOnly) {
   constexpr std::string_view kLetters = "asdfhgzxcv*bqweryt*************ou*ip*lj*k****nm****";
   for (const bool capsLock : {false, true}) {
     for (std::uint16_t key = 0; key <= 50; ++key) {

@@ -144,7 +144,7 @@ TEST_F(PosixFileStoreTest, ReplaceKeepsTheGroupButNotTheOwner) {
   EXPECT_EQ(ModeOf(foreign), 0664U) << "other users lose write access";
 }
 
-TEST_F(PosixFileStoreTest, ReplacesALinkNotItsTarget) {
+TEST_F(PosixFileStoreTest, ReplacesALinkInsteadOfItsTarget) {
   Put("elsewhere", "untouched", 0600);
   const CreationMask mask(022);
   for (const char* target : {"elsewhere", "nowhere"}) {
@@ -290,7 +290,7 @@ TEST_F(PosixFileStoreTest, ReadersSeeWholeFilesDuringReplacement) {
   EXPECT_EQ(failures.load(), 0);
 }
 
-TEST(UniqueFdTest, ReplacesAStandardDescriptorWithAHigherOne) {
+TEST(UniqueFdTest, MovesAStandardDescriptorToAHigherNumber) {
   EXPECT_EQ(Child([&] {
               close(STDIN_FILENO);
               const UniqueFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));

@@ -28,7 +28,7 @@ TEST(ProcessExit, OpensClosedStandardDescriptorsOnTheNullDevice) {
   EXPECT_EQ(run({0, 1, 2}), kNone + 7);
 }
 
-TEST(ProcessExit, LeavingFlushesWithoutRunningDestructors) {
+TEST(ProcessExit, LeavingFlushesTheLogWithoutRunningDestructors) {
   const test::ProgramResult left = test::RunProgram({PLATFORM_HELPER, "leave", "7"});
   EXPECT_EQ(left.status, 7) << left.errors;
   EXPECT_EQ(left.output, "a line of the log");

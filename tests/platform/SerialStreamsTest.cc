@@ -61,7 +61,7 @@ TEST(UsbModemName, DiffersForEachInterface) {
   }
 }
 
-TEST(UsbModemName, RejectsOtherNames) {
+TEST(UsbModemName, RejectsMalformedNames) {
   for (const char* text : {"", "usb3", "3", "3-", "3-1", "3-1:", "3-1:1", "3-1:1.", "3-1:1.0x",
                            "3-1.:1.0", "3-.1:1.0", "-1:1.0", "3-1:1.0:1.0", "3--1:1.0", "a-1:1.0",
                            "3-999:1.0", "999-1:1.0", "3-1:1.999", "3-99999999999999999999:1.0"}) {

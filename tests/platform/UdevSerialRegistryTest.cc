@@ -139,7 +139,7 @@ TEST_F(UdevSerialRegistryTest, OmitsMissingUartsAndVirtualTerminals) {
   EXPECT_EQ(Read(), (Devices{{"ttyS0", "/dev/ttyS0"}}));
 }
 
-TEST_F(UdevSerialRegistryTest, SortsByKernelNameWithNumbersByValue) {
+TEST_F(UdevSerialRegistryTest, SortsByKernelNameWithNumbersInNumericOrder) {
   system_.AddUsbModem("3-3:1.0", "ttyACM10");
   system_.AddUart("ttyS0", 4);
   system_.AddUsbModem("3-2:1.0", "ttyACM9");
@@ -254,7 +254,7 @@ TEST_F(UdevSerialRegistryTest, DestroyingThePortEndsTheWatch) {
   EXPECT_EQ(Read(), Devices{kScanner});
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesOfTheDifferencesAfterLostEvents) {
+TEST_F(UdevSerialRegistryTest, NotifiesOfAllChangesAfterLostEvents) {
   const std::string gone = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   const std::string changed = system_.AddUsbModem("3-2:1.0", "ttyACM1");
   system_.AddUsbModem("3-3:1.0", "ttyACM2");

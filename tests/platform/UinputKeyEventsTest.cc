@@ -169,7 +169,7 @@ TEST_F(UinputKeyEventsTest, InvertsShiftWhileTheCapsLockLedIsOn) {
   EXPECT_EQ(Written(), "30+. 30-. ");
 }
 
-TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnceUntilItIsGranted) {
+TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnlyOnceUntilGranted) {
   error_ = EACCES;
   for (int i = 0; i < 3; ++i) Press(kVirtualA);
   ExpectFailure("Permission denied. Install the udev rule 70-quillet-uinput.rules.");

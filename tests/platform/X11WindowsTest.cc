@@ -56,7 +56,7 @@ TEST(X11WindowsTest, MarksPalettesAndDialogsAsNotNormal) {
   EXPECT_EQ(isNormal, (std::vector<bool>{false, false, true, true}));
 }
 
-TEST(X11WindowsTest, UsesTheProcessPropertyOfLocalWindowsOnly) {
+TEST(X11WindowsTest, UsesTheProcessIdPropertyOfLocalWindowsOnly) {
   // Without this extension the server does not report the process ID of a client.
   XServer server({"-extension", "X-Resource"});
   XClient client;

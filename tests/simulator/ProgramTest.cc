@@ -228,7 +228,7 @@ TEST(TavoSimulatorProgram, ExitsWith2OnInvalidArguments) {
   }
 }
 
-TEST(TavoSimulatorProgram, ExitsWith1AndAReasonOnFailure) {
+TEST(TavoSimulatorProgram, ExitsWith1AndAnErrorMessageOnFailure) {
   const test::TemporaryFolder folder;
   const std::string table = folder.Put("table.csv", "0,1\n");
   const std::string faults = folder.Put("faults", "\non Q silence\n");

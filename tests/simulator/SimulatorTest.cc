@@ -190,7 +190,7 @@ TEST_F(SimulatorTest, ProtectsForeignFilesAtTheLinkPath) {
   EXPECT_EQ(test::FileContents(options.linkPath).value_or(""), "precious");
 }
 
-TEST_F(SimulatorTest, AnswersNoFasterThanLatencyAndLineSpeed) {
+TEST_F(SimulatorTest, AnswersNoFasterThanLatencyAndLineSpeedAllow) {
   options.speed = 115'200;
   options.latency = milliseconds(30);
   options.device.records = StockTaking(100, Model::kOlder);

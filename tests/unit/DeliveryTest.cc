@@ -49,7 +49,7 @@ class DeliveryTest : public test::AppFixture {
                                         panels, ticker, keyEvents, pasteboard, applications}};
 };
 
-TEST_F(DeliveryTest, PressesAKeyWithItsModifier) {
+TEST_F(DeliveryTest, PressesKeysWithModifiers) {
   controller.SendKeyCode(0x80);
   controller.SendKeyCode(36);
   controller.SendCommandAndV();

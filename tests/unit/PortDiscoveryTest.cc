@@ -50,7 +50,7 @@ TEST_F(PortDiscoveryTest, DisconnectsOnRemovalIfAnotherPortRemains) {
   EXPECT_FALSE(controller.bIsConnected);
 }
 
-TEST_F(PortDiscoveryTest, StaysConnectedIfOnlyItsPortRemains) {
+TEST_F(PortDiscoveryTest, StaysConnectedIfOnlyTheConnectedPortRemains) {
   Attach("usbmodemA");
   AttachOther("usbmodemB");
   Launch();

@@ -83,7 +83,7 @@ TEST_F(PortTableTest, SelectsScannerThenPreviousPortThenFirst) {
   EXPECT_EQ(PortTable::ItemToSelect(list, "A", 0, false), 0);
 }
 
-TEST_F(PortTableTest, EndsConnectionUnlessOnlyItsPortNameRemains) {
+TEST_F(PortTableTest, EndsConnectionUnlessOnlyTheConnectedNameRemains) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

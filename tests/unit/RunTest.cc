@@ -88,7 +88,7 @@ TEST_F(RunTest, WritesNoFileForOtherDestinations) {
             "1 barcodes synchronized|{no file}");
 }
 
-TEST_F(RunTest, KeepsTheFileIfNoRecordIsForTheFile) {
+TEST_F(RunTest, KeepsTheFileIfAllRecordsGoElsewhere) {
   test::PutFile(folder / "stock.txt", "kept");
   EXPECT_EQ(Play("B1a0E"), "1 barcodes synchronized|{kept}");
   EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records to write"));

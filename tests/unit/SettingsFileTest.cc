@@ -128,7 +128,7 @@ TEST_F(SettingsFileTest, ReadsNumbersAsMinus48FromAnEmptyFile) {
   EXPECT_EQ(SavedFile(), "") << "reading must not write the file";
 }
 
-TEST_F(SettingsFileTest, SurvivesAnyContents) {
+TEST_F(SettingsFileTest, SurvivesAnyFileContents) {
   std::string every;
   for (int i = 0; i < 4096; ++i) every.push_back(static_cast<char>(i * 7));
   for (const std::string& contents :

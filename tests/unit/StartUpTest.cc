@@ -30,7 +30,7 @@ TEST_F(StartUpTest, StopsNotificationsAndDisconnectsOnWindowClose) {
   EXPECT_TRUE(application.applicationShouldTerminateAfterLastWindowClosed());
 }
 
-TEST_F(StartUpTest, DisconnectsOnWindowCloseWithoutAScanner) {
+TEST_F(StartUpTest, ReportsDisconnectOnCloseWithoutAScanner) {
   Launch();
   window.CloseByUser();
   EXPECT_TRUE(View().ends_with("Disconnected from Tavo[000000]|"));

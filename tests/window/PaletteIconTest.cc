@@ -49,7 +49,7 @@ TEST_F(PaletteIconTest, DrawsEveryIconInTheTextColour) {
   EXPECT_TRUE(Icon("missing").isNull());
 }
 
-TEST_F(PaletteIconTest, DrawsAtTheResolutionOfTheScreen) {
+TEST_F(PaletteIconTest, DrawsIconsAtTheScreenResolution) {
   for (const int scale : {1, 2}) {
     EXPECT_EQ(Draw(Icon("settings"), scale).size(), QSize(24, 24) * scale);
   }
