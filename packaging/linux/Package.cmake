@@ -9,12 +9,12 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quillet)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "collects the barcodes stored in a Tavo scanner")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-"Quillet downloads the barcodes stored in a handheld Tavo scanner over USB and
-delivers them as lines of text. It writes the lines to a file, shows them in
-its window, or types or pastes them into another application.
+"Quillet downloads barcodes from a handheld Tavo scanner over USB and delivers
+them as lines of text. It writes the lines to a file, shows them in its window,
+or types or pastes them into another application.
 .
-The contents of a line, the delimiters and the destination can be chosen. The
-settings window shows a sample line.")
+You can choose the contents of a line, the delimiters and the destination. The
+settings window shows sample lines.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
