@@ -12,7 +12,7 @@ TEXT_WINDOW = f"{PROGRAMS}/text_window.py"
 
 
 class Editor:
-    """A program with a window. It writes the text that it receives to a file."""
+    """A program that opens a window and writes the text that it receives to a file."""
 
     def __init__(self, test, name, command, path, **popen):
         desktop = test.desktop
@@ -31,7 +31,7 @@ class Editor:
 
     def focus(self):
         self._desktop.xdotool("windowactivate", "--sync", self.window)
-        wait_until(self.has_focus, "the focus")
+        wait_until(self.has_focus, "the editor to have focus")
 
     def has_focus(self):
         return self._desktop.xdotool("getwindowfocus") is not None and \
@@ -43,7 +43,7 @@ class Editor:
 
     def wait_for_text(self, text, limit=40):
         wait_until(lambda: self.text() == text,
-                   lambda: f"{len(text)} characters that end with\n{text[-500:]!r}\nThere are "
+                   lambda: f"{len(text)} characters that end with\n{text[-500:]!r}\nThe file has "
                            f"{len(self.text())}\n{self.text()[-500:]!r}", limit)
 
 
@@ -53,7 +53,7 @@ class Terminal(Editor):
     TITLE = "terminal reader"
 
     def __init__(self, test, path="/tmp/terminal.text"):
-        # xterm itself would set the terminal's group to one that the sandbox does not have.
+        # If xterm opened the terminal, it would assign a group that does not exist in the sandbox.
         window_side, program_side = os.openpty()
         reader = Process("reader", ["/usr/bin/python3", f"{PROGRAMS}/terminal_reader.py", path],
                          test.desktop.environment, stdin=program_side)
@@ -64,7 +64,7 @@ class Terminal(Editor):
                          path, pass_fds=[window_side])
         os.close(window_side)
         os.close(program_side)
-        # With -S, xterm first writes its window number.
+        # With -S, xterm first writes its window ID to the terminal.
         wait_until(lambda: super(Terminal, self).text().endswith("\n"), "xterm's first line")
         self._first_line = len(super().text())
 
@@ -72,7 +72,7 @@ class Terminal(Editor):
         return super().text()[self._first_line:]
 
     def time_of_last_read(self):
-        """Returns the time.monotonic() of the last read. The reader updates it only in pauses."""
+        """Returns the time.monotonic() of the last read. The reader saves it only during pauses."""
         if not os.path.exists(self.path + ".time"):
             return 0.0
         with open(self.path + ".time", encoding="ascii") as file:

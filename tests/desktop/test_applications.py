@@ -52,14 +52,14 @@ class ApplicationsTest(TypingCase):
         does not wait until the application is ready."""
         self.deliver()
         wait_until(lambda: os.path.exists(_PROGRAM + ".text"), "the application")
-        wait_until(lambda: self.window("text window"), "its window")
+        wait_until(lambda: self.window("text window"), "the application's window")
 
     def deliver_again(self, expected):
         """Delivers to the running application, whose text must become `expected`."""
         self.quillet.press("Clear")
         self.deliver()
         wait_until(lambda: self.text() == expected,
-                   lambda: f"the records in the application; its text is {self.text()!r}")
+                   lambda: f"the records in the application, not {self.text()!r}")
 
     def check_application(self, application):
         self.prepare(application)

@@ -33,13 +33,13 @@ class TypingTest(TypingCase):
     def test_types_every_key_into_a_terminal(self):
         self.check_every_key(Terminal, caps=False)
 
-    def test_types_into_a_terminal_with_caps_lock(self):
+    def test_types_into_a_terminal_while_caps_lock_is_on(self):
         self.check_every_key(Terminal, caps=True)
 
     def test_types_every_key_into_a_text_field(self):
         self.check_every_key(TextWindow, caps=False)
 
-    def test_types_into_a_text_field_with_caps_lock(self):
+    def test_types_into_a_text_field_while_caps_lock_is_on(self):
         self.check_every_key(TextWindow, caps=True)
 
     def test_types_100000_characters_in_order(self):

@@ -16,7 +16,7 @@ def lines(texts):
 
 
 def long_texts():
-    """Returns 500 different texts, 100,000 characters with a line feed after each."""
+    """Returns 500 different texts. With a line feed after each, they have 100,000 characters."""
     return [(f"{number:04d} " + PRINTABLE * 3)[:199] for number in range(500)]
 
 
@@ -31,7 +31,7 @@ class TypingCase(SystemTest):
         self.start_connected()
 
     def deliver(self):
-        """Synchronizes and waits for the end of the run."""
+        """Synchronizes and waits until the run ends."""
         self.quillet.press("Synchronize")
         wait_until(lambda: self.quillet.view().endswith(
             messages.count(self.count) + messages.FINISHED), "the end of the run", 100)

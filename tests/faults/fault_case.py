@@ -12,7 +12,7 @@ class FaultTest(SystemTest):
     """A test with one scanner and a file that contains OLD."""
 
     def begin(self, records, *faults, model="old", options=(), **settings):
-        """Saves the settings and the old file, and plugs in a scanner. Returns the scanner."""
+        """Saves the settings, writes OLD to the file, and plugs in a scanner, which it returns."""
         self.settings = Settings(filename=OUTPUT, **settings)
         self.settings.save()
         self.put_old_file()
@@ -21,7 +21,7 @@ class FaultTest(SystemTest):
         return self.plugged_in_scanner(records, model=model, options=options, faults=faults)
 
     def begin_connected(self, count, *faults, **more):
-        """Like begin(), with `count` records. Starts the program and then adds the faults."""
+        """Like begin() with `count` records, but connects the program before it adds the faults."""
         scanner = self.begin(some_records(count), **more)
         self.start_connected()
         scanner.fault(*faults)
@@ -33,7 +33,8 @@ class FaultTest(SystemTest):
         return file_text(records, self.settings, serial, self.model)
 
     def check_run(self, records=None, clear=True):
-        """Synchronizes with an empty view and checks the file. Clears the view if requested."""
+        """Synchronizes with an empty view, and checks the view and the file. Then clears the view
+        unless `clear` is False."""
         records = self.records if records is None else records
         run = messages.erasing_run if self.settings.clear_memory else messages.file_run
         self.synchronize(run(len(records), OUTPUT))
@@ -42,7 +43,7 @@ class FaultTest(SystemTest):
             self.quillet.clear()
 
     def connect(self):
-        """Connects the first port after disconnect()."""
+        """Presses Connect for the first port. The program must be disconnected."""
         self.quillet.choose_port(1)
         self.quillet.press("Connect")
 
@@ -60,8 +61,9 @@ class FaultTest(SystemTest):
         self.start_connected()
 
     def check_lost_run(self, faults, wait, **settings):
-        """A run with these faults must not end, and must not change the file or erase the scanner.
-        After a restart, the next run must be complete. `wait` waits until the faults take effect."""
+        """Checks that a run with these faults does not end, change the file or erase the scanner,
+        and that the first run after a restart is complete. `wait` returns when the faults have
+        taken effect."""
         scanner = self.begin_connected(3, *faults, clear_memory=1, **settings)
         self.quillet.press("Synchronize")
         wait()
@@ -76,8 +78,8 @@ class FaultTest(SystemTest):
         self.check_lost_run(faults, lambda: self.quillet.wait_for_progress(messages.GIVEN_UP))
 
     def check_silent_runs(self, *runs):
-        """Checks lost runs. Each run is a tuple: a fault, the progress text when data stops
-        arriving, and settings."""
+        """Calls check_lost_run() for each run: a tuple of a fault, the progress text when data
+        stops arriving, and settings."""
         for fault, progress, settings in runs:
             with self.subTest(fault):
                 self.check_lost_run(

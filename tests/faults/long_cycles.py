@@ -18,7 +18,7 @@ def _slope(points):
 class ResourcesTest(FaultTest):
 
     def assert_no_more(self, before, after):
-        """The numbers may decrease, because Qt ends idle threads."""
+        """Compares descriptors and threads. Both may decrease, because Qt ends idle threads."""
         self.assertLessEqual(after["descriptors"], before["descriptors"])
         self.assertLessEqual(after["threads"], before["threads"])
 

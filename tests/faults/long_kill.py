@@ -8,16 +8,16 @@ from fault_case import FOLDER, OUTPUT, FaultTest, some_records
 from harness.product import Quillet
 
 _KILLS = 250
-_LONGEST_DELAY = 0.030  # seconds from the creation of the file to the kill
+_LONGEST_DELAY = 0.030  # seconds from the start of writing to the kill
 _OLD_LINES = 100_000
-_TIMEOUT = 30  # seconds until the program must begin to write
+_TIMEOUT = 30  # seconds until the program must have begun to write
 
 
 class KillTest(FaultTest):
 
     def check(self, seed):
-        """Kills the program at random times while it appends a run to a file of 6.6 MB. The file
-        must have either its complete old or its complete new contents."""
+        """Kills the program at random times while it appends records to a file of 6.6 MB.
+        Afterwards, the file must have either its complete old or its complete new contents."""
         chance = random.Random(seed)
         self.begin(some_records(64), auto_sync=1, append_data=1)
         old = "".join(f"{line:08d} a line that was saved yesterday and must remain intact.\r\n"
@@ -48,7 +48,7 @@ class KillTest(FaultTest):
         return [name for name in os.listdir(FOLDER) if name.startswith(".out.txt.quillet-")]
 
     def wait_for_writing(self):
-        """Waits until the program begins to write. Returns whether it did in time."""
+        """Waits until the program begins to write. Returns False after a time-out."""
         end = time.monotonic() + _TIMEOUT
         before = os.stat(OUTPUT).st_ino
         # A new inode number means that the file was already replaced.

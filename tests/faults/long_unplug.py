@@ -14,8 +14,8 @@ class EveryByteTest(FaultTest):
             scanner.transcript()))
 
     def check(self, **settings):
-        """Counts the bytes of a session, from the start to the saved file. Then interrupts one
-        session after each byte."""
+        """Counts the bytes of a session, from the start of the program to the saved file. Then runs
+        one session per byte, and unplugs the scanner after that byte."""
         scanner = self.begin(some_records(3), auto_sync=1, **settings)
         self.whole = messages.STARTED + messages.connecting() + messages.file_run(3, OUTPUT)
         self.check_whole_session()
@@ -56,8 +56,8 @@ class EveryByteTest(FaultTest):
         return "run lost" if connected else "not connected"
 
     def check_view(self):
-        """Expects the beginning of a whole session in the view, and the disconnection if the
-        program was connected. Returns whether it was connected."""
+        """Expects the view to show the beginning of a whole session and, if the program was
+        connected, the disconnection. Returns whether the program was connected."""
         connected = messages.connected() in self.quillet.view()
         if connected:
             wait_until(lambda: messages.disconnected() in self.quillet.view(), "the disconnection")
@@ -65,7 +65,7 @@ class EveryByteTest(FaultTest):
         self.assertTrue(self.whole.startswith(view.replace(messages.disconnected(), "")), view)
         return connected
 
-    def test_unplugging_in_a_burst_keeps_file_intact(self):
+    def test_unplugging_during_a_burst_keeps_file_intact(self):
         self.check()
 
     def test_unplugging_between_records_keeps_file_intact(self):

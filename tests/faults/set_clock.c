@@ -1,4 +1,4 @@
-/* A library to preload that adds an offset, read from a file, to a program's time of day. The
+/* A library to preload. It reads an offset from a file and adds it to a program's time of day. The
  * monotonic clock is not changed. */
 
 #define _GNU_SOURCE

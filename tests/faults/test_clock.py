@@ -28,11 +28,11 @@ class ClockTest(FaultTest):
             self.offset = mmap.mmap(file.fileno(), 8)
 
     def set_clock(self, *when):
-        """Sets year, month, day, hour, minute and second in UTC."""
+        """Sets the clock to `when`: year, month, day, hour, minute and second in UTC."""
         seconds = calendar.timegm((*when, 0, 0, 0)) - int(time.time())
         struct.pack_into("=q", self.offset, 0, seconds)
 
-    def test_file_name_follows_clock_changes_in_a_run(self):
+    def test_file_name_follows_clock_changes_during_a_run(self):
         scanner = self.begin(some_records(3))
         Settings().save()
         self.set_clock(2031, 5, 6, 7, 8, 9)

@@ -10,8 +10,8 @@ from harness.sandbox import PRIVATE_DISK
 class DiskTest(FaultTest):
 
     def check_failed_run(self, failures=1):
-        """Checks that the file is unchanged and the log has all records, although the view
-        reports success."""
+        """Synchronizes. Checks that the file is unchanged and the log contains all records,
+        although the view reports success."""
         self.synchronize(messages.file_run(3, OUTPUT))
         self.log.wait_for("Fail to write", failures)
         self.assert_old_file()
@@ -21,7 +21,7 @@ class DiskTest(FaultTest):
         self.quillet.clear()
 
     @unittest.skipUnless(PRIVATE_DISK, "needs namespaces for a disk of limited size")
-    def test_full_disk_keeps_the_old_file(self):
+    def test_keeps_old_file_if_disk_is_full(self):
         for append in (0, 1):
             with self.subTest(append=append):
                 self.begin(some_records(3), append_data=append)
@@ -39,7 +39,7 @@ class DiskTest(FaultTest):
                 self.assert_file(OUTPUT, (OLD if append else "") + self.text())
                 self.end_program()
 
-    def test_read_only_folder_keeps_the_old_file(self):
+    def test_keeps_old_file_if_folder_is_read_only(self):
         self.begin_connected(3)
         os.chmod(FOLDER, 0o555)
         self.check_failed_run()

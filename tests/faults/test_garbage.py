@@ -14,12 +14,12 @@ class GarbageTest(FaultTest):
 
     def test_misleading_bytes_block_the_run(self):
         self.check_silent_runs(
-            # 03 starts a frame. The following answers are read as its contents.
+            # 03 starts a frame. The program reads the following answers as the frame's contents.
             ("on W 1 after 03", messages.REQUESTING, {}),
             ("on P 1 before ff", "3 records  ·  0.1 of 16711.7 kB", {}),
             ("on p1# 1 before ff", "Received 1 of 3 records", _ONE_BY_ONE),
-            # The count is 00 00 21 05 (8,453). 21 ends the answer early. The fourth byte is still
-            # 30 from the version, so the count is read as 00 00 21 30 (8,496).
+            # The count is 00 00 21 05 (8,453). Its byte 21 ends the answer early. The fourth byte
+            # in the buffer is still 30, from the version, so the program reads 00 00 21 30 (8,496).
             ("on N 1 answer 00 00 21 05 40", "Received 3 of 8496 records", _ONE_BY_ONE))
 
     def test_invalid_lengths_block_the_run(self):
@@ -47,14 +47,14 @@ class GarbageTest(FaultTest):
         self.check_run()
 
     def test_garbage_before_count_erases_unread_records(self):
-        # The count is read as negative. Without a burst, the program then requests no records.
+        # The program reads a negative count. In a run without a burst, it then requests no records.
         scanner = self.begin_connected(3, "on N 1 before ff", clear_memory=1, **_ONE_BY_ONE)
         self.synchronize(messages.EMPTY_RUN)
         self.assert_old_file()
         scanner.wait_for_commands([*CHAIN, "W", "N", "GS1", "GS0", "E"])
         self.assertEqual(0, scanner.record_count())
 
-    def test_scan_after_an_interrupted_burst_ends_it(self):
+    def test_scan_ends_an_interrupted_burst(self):
         scanner = self.begin_connected(130, "after-sent 500 unplug", clear_memory=1)
         quillet = self.quillet
         quillet.press("Synchronize")
@@ -67,17 +67,18 @@ class GarbageTest(FaultTest):
             messages.RUN_STARTED + messages.disconnected() + messages.ATTEMPT + messages.trying()
             + messages.erasing_run(1, OUTPUT).removeprefix(messages.RUN_STARTED)
             + messages.connected() + messages.CLOCK_SET)
-        # The scan is read as the whole burst. All other records are erased.
+        # The program treats the scan as the whole burst, and erases all other records.
         self.assertRegex(self.read_file(), r"\AEAN 13,4006381333931,\[[^]]*\],005771\r\n\Z")
         wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased", limit=8)
 
-    def test_accepts_a_pause_within_a_count(self):
-        # A count of 33 is the byte 0x21, which also ends an answer. The last byte arrives late.
+    def test_accepts_late_end_of_answer_after_a_count(self):
+        # The count 00 00 00 21 (33) contains 21, which also ends an answer. The actual end, 40,
+        # arrives 250 ms after the count.
         self.begin_connected(33, "on N 1 chunks 4 250")
         self.check_run()
 
     def test_garbage_in_a_burst_replaces_later_records(self):
-        # The extra byte is read as the length of a record that exceeds the burst.
+        # The program reads the extra byte as a record length, which exceeds the burst.
         self.begin_connected(3, f"on P 1 within {_HEADER + _RECORD} ff")
         self.synchronize(messages.file_run(2, OUTPUT))
         self.assertEqual(self.text(self.records[:1]),
@@ -85,7 +86,7 @@ class GarbageTest(FaultTest):
         self.quillet.clear()
         self.check_run()
 
-    def test_keeps_complete_records_of_shortened_burst(self):
+    def test_keeps_complete_records_of_a_truncated_burst(self):
         size = _HEADER + 3 * _RECORD
         scanner = self.begin_connected(3)
         for length, count in ((size - 1, 3), (size - _RECORD, 2)):

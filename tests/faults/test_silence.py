@@ -3,7 +3,7 @@
 from fault_case import BURST, CHAIN, END_OF_ANSWER, OUTPUT, FaultTest, messages, some_records
 
 _LATE_MS = 5500  # the time-out for an answer is 5 s
-# The late answers to the commands of a connection.
+# Answers to the commands sent when connecting. The tests send them late.
 _LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
 
 
@@ -51,7 +51,7 @@ class SilenceTest(FaultTest):
         self.synchronize(messages.erasing_run(3, OUTPUT) + messages.EMPTY_RUN)
         self.assert_file(OUTPUT, self.text())
 
-    def test_writes_file_after_late_end_of_run(self):
+    def test_writes_file_when_last_answer_arrives_late(self):
         scanner = self.begin_connected(3, "on GS0 1 silence")
         self.synchronize(messages.RUN_STARTED + ".")
         self.quillet.wait_for_silence("Received 3 records")
@@ -60,14 +60,14 @@ class SilenceTest(FaultTest):
         self.quillet.wait_for_view(messages.file_run(3, OUTPUT))
         self.assert_file(OUTPUT, self.text())
 
-    def test_omits_an_unanswered_record(self):
+    def test_omits_record_if_request_is_unanswered(self):
         self.begin_connected(4, "on p1# 1 ignore", burst_sync=0)
         self.check_run([*self.records[:1], *self.records[2:]])
         self.check_run()
 
-    def test_record_after_5_5_s_blocks_the_run(self):
-        # The late record is read as the answer to the next request. The program then waits for the end
-        # of that request's real answer.
+    def test_record_that_takes_5_5_s_blocks_the_run(self):
+        # The program reads the late record as the answer to its next request. It then waits for the
+        # end of the actual answer to that request.
         self.check_silent_runs(
             (f"on p1# 1 delay {_LATE_MS}", "Received 3 records", {"burst_sync": 0}))
 
@@ -79,16 +79,16 @@ class SilenceTest(FaultTest):
                 self.check_run()
                 self.end_program()
 
-    def test_accepts_wake_ups_after_0_4_and_0_7_s(self):
+    def test_accepts_wake_up_answers_after_0_4_and_0_7_s(self):
         scanner = self.begin_connected(4)
         for delay in (400, 700):
             scanner.fault(f"on W 1 delay {delay}")
             self.check_run()
 
-    def test_aborts_run_if_silent_after_burst(self):
+    def test_aborts_run_if_scanner_is_silent_after_burst(self):
         self.check_given_up_run(*(f"on W {number} ignore" for number in range(2, 7)))
 
-    def test_unanswered_commands_change_no_file(self):
+    def test_unanswered_commands_do_not_change_the_file(self):
         self.check_silent_runs(("on N 1 silence", messages.REQUESTING, {}),
                                ("on GS1 1 silence", messages.REQUESTING, {}),
                                ("on P 1 silence", "Waiting for 3 records", {}))

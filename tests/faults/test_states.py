@@ -13,7 +13,7 @@ _CLOSING = ["-[QuilletAppDelegate windowWillClose:]",
 class StatesTest(FaultTest):
 
     def check_close(self):
-        """Closes the program. It must log the lines of _CLOSING and then the port list."""
+        """Closes the program. The log must contain _CLOSING and, after it, the port list."""
         self.close()
         lines = self.log.lines(self.quillet.pid)
         at = lines.index(_CLOSING[0])
@@ -59,7 +59,7 @@ class StatesTest(FaultTest):
         self.check_close()
         self.assertNotIn("GS0", scanner.commands())
 
-    def test_closes_after_unplugging_in_a_burst(self):
+    def test_closes_after_unplugging_during_a_burst(self):
         scanner = self.begin_connected(130, "on P 1 chunks 10 20", "after-sent 500 unplug")
         self.quillet.press("Synchronize")
         scanner.wait_until_line_is_closed()
@@ -99,7 +99,7 @@ class StatesTest(FaultTest):
     def test_closes_while_typing(self):
         self.check_delivering(non_english=0, burst_sync=0)
 
-    def test_killed_during_a_burst_leaves_old_file(self):
+    def test_kill_during_a_burst_keeps_the_old_file(self):
         scanner = self.begin_connected(65, "on P 1 chunks 10 20")
         self.begin_burst(scanner)
         self.quillet.kill()
@@ -107,7 +107,7 @@ class StatesTest(FaultTest):
         self.assert_no_stray_files(OUTPUT)
 
         os.unlink(OUTPUT)
-        # Unplugging stops the burst. Otherwise the restarted program would receive the rest of it.
+        # Unplugging stops the burst, so the restarted program does not receive the remaining bytes.
         scanner.unplug()
         scanner.plug_in()
         self.start_connected()

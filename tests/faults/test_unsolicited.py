@@ -16,7 +16,8 @@ class UnsolicitedTest(FaultTest):
         self.check_run()
 
     def begin_with_frame_as_version(self, model):
-        """Sends a frame instead of the version, which determines the layout of records."""
+        """Connects a scanner that sends a frame before its version. The program takes the frame for
+        the version, which determines the layout of records."""
         self.begin(some_records(3), "on V 1 before 03 00 00 06 61 62 63", model=model)
         self.start_connected()
 

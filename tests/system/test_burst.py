@@ -14,7 +14,7 @@ _EMPTY_BURST = ["W", "N", "GS1", "GS0"]
 class BurstTest(SystemTest):
 
     def check_records(self, records, count):
-        """`count` is the expected number of records, excluding erased slots."""
+        """Checks the file of a run. `count` is the number of records without erased slots."""
         Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records)
         self.start_connected()
@@ -59,10 +59,10 @@ class BurstTest(SystemTest):
         self.synchronize_to_file(records, serial="3001234567", model="300")
 
     def test_writes_all_symbologies_of_older_scanners(self):
-        # Code 255 is an erased slot.
+        # Code 255 marks an erased slot.
         self.check_records([Record(code, b"%d" % code, _TIME) for code in range(256)], 255)
 
-    def test_writes_data_with_any_bytes(self):
+    def test_writes_records_with_arbitrary_bytes(self):
         records = [Record(6, data, _TIME) for data in (
             b"", b"!", b"@", b"\x03\x00\x00\x06", b"\x11\x13\x04\x1a", b"\r", b"\n", b"a\r\nb",
             b"\x00", b"tab\tand\x7f", b'quotes "', b"\\", b"x" * 250,
@@ -79,7 +79,7 @@ class BurstTest(SystemTest):
         self.assertEqual([*CHAIN, *_EMPTY_BURST], scanner.commands())
         self.assert_no_stray_files()
 
-    def test_erases_the_scanner_once(self):
+    def test_erases_scanner_once_after_a_run(self):
         records = some_records(4)
         Settings(clear_memory=1, filename=OUTPUT).save()
         scanner = self.plugged_in_scanner(records)
@@ -125,7 +125,7 @@ class BurstTest(SystemTest):
         scanner.scan(4, "A-2")
         self.quillet.wait_for_view("Code 39,A-1,005771\nCode 39,A-2,005771\n")
 
-    def test_writes_live_scan_in_the_next_run(self):
+    def test_next_run_writes_a_live_scan_to_the_file(self):
         Settings(attach_timestamp=0, filename=OUTPUT).save()
         scanner = self.plugged_in_scanner()
         self.start_connected()

@@ -5,7 +5,7 @@ from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_rec
 
 class ButtonsTest(SystemTest):
 
-    def test_clear_empties_the_view(self):
+    def test_clear_button_empties_the_view(self):
         Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(some_records(1))
         self.start_connected()
@@ -14,7 +14,7 @@ class ButtonsTest(SystemTest):
         self.quillet.wait_for_view("")
         self.synchronize(messages.file_run(1, OUTPUT))
 
-    def test_connect_reconnects_the_scanner(self):
+    def test_connect_button_reconnects_the_scanner(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start_connected()
         self.disconnect()
@@ -25,7 +25,7 @@ class ButtonsTest(SystemTest):
         quillet.wait_for_connect_label("Disconnect")
         self.assertEqual(CHAIN * 2, scanner.commands())
 
-    def test_keys_operate_the_buttons(self):
+    def test_keyboard_shortcuts_trigger_actions(self):
         self.plugged_in_scanner()
         quillet = self.start_connected()
         for key, text in (("F5", messages.EMPTY_RUN), ("ctrl+l", ""),

@@ -9,7 +9,7 @@ _TIME = "2026-11-16 09:15:00"
 
 class LogTest(SystemTest):
 
-    def test_logs_the_start_in_order(self):
+    def test_logs_a_session_in_order(self):
         self.plugged_in_scanner()
         self.start_connected()
         self.close()
@@ -44,7 +44,7 @@ class LogTest(SystemTest):
         path = f"{FOLDER}/out\x1b[2J\n.txt"
         Settings(filename=path).save()
         data = bytes(range(1, 32)) + b"\x7f\x1b]0;title\x07"
-        # CSI as an invalid byte and as a character.
+        # The second and third record contain CSI (U+009B), as an invalid byte and in UTF-8.
         scanner = self.plugged_in_scanner([Record(6, each, _TIME) for each in
                                            (data, b"\x9b2J", "\u009b2J".encode())])
         quillet = self.start_connected()

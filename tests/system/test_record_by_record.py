@@ -7,7 +7,7 @@ from harness.lines import file_text
 class RecordByRecordTest(SystemTest):
 
     def check(self, records, *, closing, model="old", **settings):
-        """`closing` are the expected commands after the last record."""
+        """Checks a run. `closing` lists the commands expected after the last record request."""
         chosen = Settings(burst_sync=0, filename=OUTPUT, **settings)
         chosen.save()
         scanner = self.plugged_in_scanner(records, model=model)

@@ -48,7 +48,7 @@ class SettingsFileTest(SystemTest):
         self.assert_file(path, file_text(self.records, settings))
         self.assert_settings_file(settings.text().encode())
 
-    def test_second_start_reads_the_file_of_the_first(self):
+    def test_second_start_reads_the_saved_defaults(self):
         first = self.check_defaults()
         self.close()
         os.unlink(first)
@@ -59,7 +59,7 @@ class SettingsFileTest(SystemTest):
         self.assert_settings_file()
 
     def test_invalid_numbers_disable_settings(self):
-        # The clock is not set. Records are requested one by one and counted, but not delivered.
+        # The program does not set the clock. It requests and counts each record, but delivers none.
         for contents in (b"", b"11134", bytes(range(256)) * 4, b"\xff\xfd\x80\r\n\x1b" * 200):
             with self.subTest(contents[:5]):
                 self.save(contents)
@@ -69,7 +69,7 @@ class SettingsFileTest(SystemTest):
                 self.assert_settings_file(contents)
                 self.end_program()
 
-    def test_logs_that_data_folder_cannot_be_created(self):
+    def test_logs_failure_to_create_the_data_folder(self):
         with open(SHARED, "w", encoding="ascii"):
             pass
         self.plugged_in_scanner(self.records)

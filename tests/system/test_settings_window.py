@@ -33,7 +33,7 @@ class SettingsWindowTest(SystemTest):
         wait_until(lambda: contents() == settings.text(),
                    lambda: f"the settings file {settings}; it is {contents()!r}")
 
-    def test_is_usable_with_keyboard_alone(self):
+    def test_works_without_a_mouse(self):
         self.start_with_window()
         self.quillet.type_keys("ctrl+comma")
         self.window.wait_until_open()
@@ -53,7 +53,7 @@ class SettingsWindowTest(SystemTest):
         self.quillet.type_keys("ctrl+w")
         self.quillet.wait_for_end()
 
-    def test_sample_matches_the_file(self):
+    def test_sample_line_matches_the_file(self):
         Settings(filename=OUTPUT).save()
         self.start_with_window()
         for delimiter, order, place in ((1, 5, 0), (2, 3, 1), (4, 0, 0)):

@@ -25,7 +25,7 @@ class StartTest(SystemTest):
 
     def test_sets_scanner_clock_to_local_time(self):
         scanner = self.plugged_in_scanner()
-        # An unusual offset, which differs from the machine's time zone.
+        # An unusual offset, because it must differ from the machine's time zone.
         zone = datetime.timezone(datetime.timedelta(hours=-5, minutes=-29))
         before = datetime.datetime.now(zone).replace(microsecond=0, tzinfo=None)
         self.start(environment={"TZ": "XST+5:29"})
@@ -43,7 +43,8 @@ class StartTest(SystemTest):
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
 
     def test_works_with_closed_standard_streams(self):
-        # Otherwise the next opened file would get the descriptor's number and receive the output.
+        # The program must open /dev/null in place of a closed stream. Otherwise, the next opened
+        # file would get the stream's descriptor and receive the output.
         records = some_records(5)
         Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records)

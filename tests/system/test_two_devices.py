@@ -45,13 +45,13 @@ class TwoDevicesTest(SystemTest):
         quillet.clear()
         self.synchronize_to_file(records, serial=_OTHER_SERIAL)
 
-    def test_other_devices_do_not_disconnect_first_port(self):
+    def test_other_devices_do_not_disconnect_the_scanner(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start_connected()
         converter = self.devices.add_converter()
         self.log.wait_for("USB Serial Converter-ttyUSB0")
         self.devices.remove(converter)
-        self.log.wait_for("deviceRemoved", 2)  # one was logged at the start
+        self.log.wait_for("deviceRemoved", 2)  # the first was logged at the start
         second = self.second_scanner()
         second.plug_in()
         self.log.wait_for("deviceAdded", 3)

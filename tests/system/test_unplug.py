@@ -17,18 +17,18 @@ class UnplugTest(SystemTest):
         scanner.unplug()
         quillet.wait_for_view("Disconnected from Tavo[005771]\n")
         quillet.wait_for_connect_label("Connect")
-        # The second "None" is for the empty list, the third for the disconnection.
+        # The program adds "None" to the empty list, and again for the disconnection.
         quillet.wait_for_ports(["None", "None", "None"])
 
         scanner.plug_in()
         quillet.wait_for_view(messages.disconnected() + messages.connecting())
         quillet.wait_for_connect_label("Disconnect")
-        # Each update removes one entry only, so "usbmodem310" remains.
+        # Each update of the list removes only one entry, so "usbmodem310" remains.
         quillet.wait_for_ports(["None", "usbmodem310", "Tavo[005771]"])
         quillet.clear()
         self.synchronize_to_file(records)
 
-    def test_attempt_fails_if_unplugged_while_connecting(self):
+    def test_connecting_fails_if_scanner_is_unplugged(self):
         scanner = self.plugged_in_scanner(faults=["on V 1 unplug"])
         quillet = self.start()
         scanner.wait_until_line_is_closed()
@@ -36,7 +36,7 @@ class UnplugTest(SystemTest):
         scanner.remove_device()
         quillet.wait_for_ports(["None", "None"])
 
-    def test_reconnects_after_unplugging_in_a_burst(self):
+    def test_reconnects_after_unplugging_during_a_burst(self):
         records = some_records(200)
         scanner = self.plugged_in_scanner(records)
         quillet = self.start_connected()
@@ -73,7 +73,7 @@ class UnplugTest(SystemTest):
         self.synchronize_to_file(records)
         self.assert_no_stray_files(OUTPUT)
 
-    def test_continues_run_after_unplugging_in_a_record(self):
+    def test_continues_run_after_unplugging_during_a_record(self):
         settings = Settings(filename=OUTPUT, burst_sync=0, clear_memory=1)
         settings.save()
         records = some_records(80)
@@ -89,7 +89,8 @@ class UnplugTest(SystemTest):
         quillet.wait_for_view(messages.RUN_STARTED + "." + messages.disconnected())
         self.assert_file(OUTPUT, "saved yesterday\r\n")
 
-        # The run continues after the reconnection. Records requested while unplugged are missing.
+        # The run continues after the reconnection. The records requested while the scanner was
+        # unplugged are missing.
         scanner.plug_in()
         quillet.wait_for_view_end(messages.ERASED + messages.FINISHED + messages.connected()
                                   + messages.CLOCK_SET)
@@ -104,7 +105,7 @@ class UnplugTest(SystemTest):
         self.synchronize(messages.EMPTY_RUN)
         self.assert_no_stray_files(OUTPUT)
 
-    def test_connect_succeeds_after_a_late_wake_up(self):
+    def test_connects_after_five_unanswered_wake_ups(self):
         scanner = self.plugged_in_scanner(
             faults=[f"on W {number} ignore" for number in range(1, 6)])
         quillet = self.start()

@@ -21,7 +21,7 @@ class Openings:
             raise OSError(ctypes.get_errno(), path)
 
     def count(self):
-        """Returns how many times the port was opened since the last call."""
+        """Returns the number of openings since the last call."""
         try:
             data = os.read(self._descriptor, 65536)
         except BlockingIOError:

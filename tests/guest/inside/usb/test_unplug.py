@@ -7,7 +7,7 @@ from harness.lines import file_text
 
 class UnplugTest(UsbTest):
 
-    def test_reconnects_after_unplugging_in_a_burst(self):
+    def test_reconnects_after_unplugging_during_a_burst(self):
         Settings(filename=OUTPUT).save()
         records = some_records(200)
         scanner = self.plugged_in_scanner(records)
@@ -41,9 +41,9 @@ class UnplugTest(UsbTest):
         quillet.clear()
         self.synchronize_to_file(records)
 
-    def test_connects_under_a_new_name(self):
-        """The program keeps the port of a silent scanner open. The kernel then chooses a new name
-        for the next connection."""
+    def test_connects_scanner_with_a_new_device_name(self):
+        """The program keeps the port of a silent scanner open, so the kernel chooses a new name
+        when the scanner is plugged in again."""
         scanner = self.plugged_in_scanner(faults=[f"on W {n} ignore" for n in range(1, 6)])
         quillet = self.start()
         quillet.wait_for_view(messages.STARTED + messages.failed_attempt())
