@@ -2,7 +2,8 @@
 
 Each folder may include headers of the folders after it:
 program -> app -> output -> download -> device -> platform (interfaces) -> base. Backends include
-interfaces and base. Rooms and base include the standard library and POSIX headers, but no toolkit.
+interfaces and base. Rooms (device, download, output, app) and base may include standard and POSIX
+headers, but no headers of a toolkit.
 """
 import pathlib
 import re

@@ -1,6 +1,6 @@
 """Measures the time until the window is painted and the memory of the idle program.
 
-Baseline: a window with the same controls but without any function.
+Baseline: a window with the same controls, which have no function.
 """
 
 import os

@@ -55,7 +55,7 @@ _TYPED = re.compile(r"^(quillet|other): .* s, (\d+) per second", re.MULTILINE)
 
 
 class Bench:
-    """Each method measures one part. `figures` maps row names to (program, baseline) pairs."""
+    """Each public method measures a part. `figures` maps row names to (program, baseline) pairs."""
 
     def __init__(self, programs):
         self._programs = programs
@@ -131,7 +131,7 @@ class Bench:
 
 
 def _line(name, what, baseline, target, kind, pairs):
-    """Returns a line of the table: both medians, their ratio and the range of single rounds."""
+    """Returns a line of the table: both medians, their ratio, and its range over the rounds."""
     ours, theirs = (statistics.median(side) for side in zip(*pairs))
     compare = operator.sub if kind == "at most more" else operator.truediv
     ratio, each = compare(ours, theirs), [compare(*pair) for pair in pairs]

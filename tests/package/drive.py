@@ -4,7 +4,7 @@
     umockdev-wrapper drive.py SYSTEM SIMULATOR PICTURE
 
 SYSTEM is the folder of a Debian system with the package and a user "tester". The display and the
-scanner belong to the host. Saves a picture of the window in PICTURE.
+simulated scanner run on the host. Saves a picture of the window in PICTURE.
 """
 
 import configparser
@@ -40,7 +40,7 @@ class UserScanner(Scanner):
 
 
 def paint(desktop, window, path):
-    """Saves a picture of a window, or of the screen ("root")."""
+    """Saves a picture of a window, or of the whole screen if `window` is "root"."""
     subprocess.run(["import", "-window", window, path], env=desktop.environment, check=False)
 
 
@@ -88,7 +88,7 @@ def synchronize(desktop, running, scanner, system, picture):
     with open(written[0], encoding="utf-8", newline="") as file:
         text = file.read()
     if len(written) != 1 or text != file_text(RECORDS):
-        errors.append(f"{written} differ from the scanner's records:\n{text}")
+        errors.append(f"{written} does not match the scanner's records:\n{text}")
     print(f"{written[0].removeprefix(system)}: {text.count(chr(10))} lines. First line:")
     print("  " + text.splitlines()[0])
     paint(desktop, window, picture)

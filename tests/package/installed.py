@@ -1,6 +1,6 @@
 """Installs a build to a temporary prefix and checks the files: installed.py CMAKE BUILD VERSION
 
-All files must be inside the prefix, their names must match, and all must have the same version.
+All files must be inside the prefix, and they must agree on names and version.
 """
 
 import configparser
@@ -43,7 +43,7 @@ def check_names(prefix):
     entry.optionxform = str
     entry.read(prefix / f"share/applications/{NAME}.desktop")
     entry = entry["Desktop Entry"]
-    check(entry["Icon"] == NAME, "the desktop entry has another icon")
+    check(entry["Icon"] == NAME, "wrong icon in the desktop entry")
     check(os.access(prefix / "bin" / entry["Exec"], os.X_OK), "Exec is not a program")
     check(entry["TryExec"] == entry["Exec"], "TryExec differs from Exec")
     info = xml.etree.ElementTree.parse(prefix / f"share/metainfo/{NAME}.metainfo.xml").getroot()
@@ -70,7 +70,7 @@ def check_version(prefix, version):
 
 
 def check_rules(prefix):
-    """udev must read the scanner's rule before 73-seat-late.rules, and not read the typing rule."""
+    """udev must read the scanner's rule, and before 73-seat-late.rules, but not the typing rule."""
     rules = [path.name for path in (prefix / "lib/udev/rules.d").iterdir()]
     check(rules == ["70-quillet-scanner.rules"], f"udev reads {rules}")
     check((prefix / "share/quillet/70-quillet-uinput.rules").is_file(), "the typing rule is missing")

@@ -1,10 +1,10 @@
-# The system's interpreter has the modules of Debian's packages.
+# The system interpreter has the Python modules that Debian packages install.
 set(PRODUCT_TEST_PYTHON /usr/bin/python3)
 set(PRODUCT_TEST_RUNNER ${CMAKE_CURRENT_LIST_DIR}/run.py)
 
 # Adds each test in test_*.py of the current folder to CTest as PREFIX.file.test with the label
-# PREFIX. LIMIT is the time-out in seconds; it is 2.5 times longer with a sanitizer. COST makes
-# CTest start these tests first, because they take longest.
+# PREFIX. LIMIT is the time-out in seconds; builds with sanitizers multiply it by 2.5. Because of
+# COST, CTest starts these tests first. They take longer than all others.
 function(add_product_tests prefix limit)
   if(QUILLET_SANITIZE)
     math(EXPR limit "${limit} * 5 / 2")

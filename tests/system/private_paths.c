@@ -1,6 +1,6 @@
 /* A library to preload on systems without namespaces. It redirects the program's fixed paths to a
- * folder per test. A path that begins with one of the prefixes below gets the prefix
- * PRIVATE_PATHS_ROOT, unless it is in a folder in PRIVATE_PATHS_VISIBLE (separated by colons).
+ * separate folder for each test. PRIVATE_PATHS_ROOT is put before each path that begins with one of
+ * the prefixes below, except paths in the folders in PRIVATE_PATHS_VISIBLE (separated by colons).
  * The library replaces all libc functions with path arguments that the tested programs call. */
 #include <dirent.h>
 #include <dlfcn.h>
@@ -56,7 +56,7 @@ static const char* Map(const char* path, char* buffer) {
   return snprintf(buffer, PATH_MAX, "%s%s", root, path) < PATH_MAX ? buffer : path;
 }
 
-/* Removes PRIVATE_PATHS_ROOT from a path. Returns the new length. */
+/* Removes PRIVATE_PATHS_ROOT from the start of a path. Returns the new length. */
 static size_t Unmap(char* path, size_t length) {
   const char* root = getenv("PRIVATE_PATHS_ROOT");
   const size_t prefix = root == NULL ? 0 : strlen(root);
@@ -70,8 +70,8 @@ static size_t Unmap(char* path, size_t length) {
   static __typeof__(&name) next;       \
   if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name)
 
-/* Defines the replacement of a function. The arguments of the call contain M(path) for its path and
- * N(other) for its second path, if any. */
+/* Defines a replacement for a libc function with one path (WRAP) or two paths (WRAP2). The last
+ * macro arguments are passed to the original function, with the paths as M(path) and N(other). */
 #define WRAP(type, name, parameters, ...) \
   type name parameters {                  \
     NEXT(name);                           \
@@ -178,19 +178,14 @@ char* realpath(const char* path, char* result) {
   return found;
 }
 
-/* Redirects the address of a Unix socket. Returns its length, or 0 if it is not redirected. */
-static socklen_t MapAddress(const struct sockaddr* address, socklen_t length,
-                            struct sockaddr_un* result) {
-  const struct sockaddr_un* local = (const struct sockaddr_un*)address;
-  char path[sizeof local->sun_path + 1] = "";
-  char buffer[PATH_MAX];
-  if (address->sa_family != AF_UNIX || length > sizeof *local) return 0;
-  memcpy(path, local->sun_path, length - offsetof(struct sockaddr_un, sun_path));
-  if (path[0] == '\0' || M(path) == path || strlen(buffer) >= sizeof result->sun_path) return 0;
-  result->sun_family = AF_UNIX;
-  strcpy(result->sun_path, buffer);
-  return (socklen_t)sizeof *result;
-}
+/* Writes the redirected address of a Unix socket to `result`. Returns the new address's length, or
+0 * if the address is not redirected. */ static socklen_t MapAddress(const struct sockaddr* address,
+socklen_t length, struct sockaddr_un* result) { const struct sockaddr_un* local = (const struct
+sockaddr_un*)address; char path[sizeof local->sun_path + 1] = ""; char buffer[PATH_MAX]; if
+(address->sa_family != AF_UNIX || length > sizeof *local) return 0; memcpy(path, local->sun_path,
+length - offsetof(struct sockaddr_un, sun_path)); if (path[0] == '\0' || M(path) == path ||
+strlen(buffer) >= sizeof result->sun_path) return 0; result->sun_family = AF_UNIX;
+strcpy(result->sun_path, buffer); return (socklen_t)sizeof *result; }
 
 #define WRAP_ADDRESS(name)                                                 \
   int name(int socket, const struct sockaddr* address, socklen_t length) { \
@@ -203,8 +198,8 @@ static socklen_t MapAddress(const struct sockaddr* address, socklen_t length,
 WRAP_ADDRESS(bind)
 WRAP_ADDRESS(connect)
 
-/* libc's syslog() does not call the functions above. This one writes the same datagrams: priority with
- * the facility "user", local time, program name, process ID, message. */
+/* libc's syslog() does not call the functions above. This replacement sends the same datagrams:
+ * priority with the facility "user", local time, program name, process ID, message. */
 void syslog(int priority, const char* format, ...) {
   static int log_socket = -1;
   if (log_socket == -1) log_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -4,7 +4,7 @@
     run.py --quillet PROGRAM --simulator PROGRAM [--folder FOLDER] [--figures] [TEST...]
 
 TEST is a unittest name of a module, class or test in FOLDER, for example
-test_start.StartTest.test_connects_the_scanner. By default all tests are run.
+test_start.StartTest.test_connects_the_scanner. Without TEST, all tests are run.
 """
 
 import argparse
@@ -23,7 +23,7 @@ def main():
     parser.add_argument("--quillet", required=True, help="the program under test")
     parser.add_argument("--simulator", required=True, help="the simulated scanner")
     parser.add_argument("--folder", default=HERE, help="folder of the tests (default: %(default)s)")
-    parser.add_argument("--figures", action="store_true", help="run the measurements in measure_*.py")
+    parser.add_argument("--figures", action="store_true", help="run measure_*.py, not test_*.py")
     parser.add_argument("tests", nargs="*", metavar="TEST")
     arguments = parser.parse_args()
 

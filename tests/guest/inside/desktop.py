@@ -1,6 +1,6 @@
 """Delivers records from a simulated USB scanner to a terminal: desktop.py KIND
 
-Runs in a desktop in the guest. KIND is the case's name, see desktop-session.
+Runs in a desktop session in the guest. desktop-session lists the values of KIND.
 """
 
 import glob
@@ -37,7 +37,7 @@ def as_root(*command):
 
 
 class Log(SystemLog):
-    """The system log. sudo also writes to it, so not all lines are the program's."""
+    """The system log. It contains lines of the program and of sudo."""
 
     def lines(self):
         return [datagram.decode("utf-8", "replace").split("]: ", 1)[-1]
@@ -54,7 +54,8 @@ def start_scanner():
         table.writelines(Record(6, record.encode(), "2026-11-16 09:15:00").table_line()
                          for record in RECORDS)
     as_root("bash", f"{HERE}/usb-scanner", "create")
-    # Until the simulator opens its end, the terminal echoes the program's commands.
+    # The simulator starts before the scanner is plugged in. Until the simulator opens its end of
+    # the line, the terminal echoes the program's commands.
     start("simulator", f"{HERE}/tavo-simulator", "--csv", "/tmp/records.csv", "--device",
           "/dev/ttyGS0", "--speed", "unlimited")
 
@@ -118,8 +119,9 @@ class Events:
 
 
 def has_arrived(text):
-    """Returns whether the text is complete. The first pasted records may be missing, because the
-    emulated terminal needs longer to load the keyboard's layout than the program waits."""
+    """Returns whether the text is complete. The first pasted records may be missing, because in the
+    emulated machine the terminal takes longer to load the keyboard layout than the program
+    waits."""
     if KIND == "paste":
         return TEXT.endswith(text) and 2 * text.count("\n") >= len(RECORDS)
     return text == TEXT
@@ -138,7 +140,7 @@ def caps_lock_is_lit():
 def main():
     log = Log(LOG)
     as_root("ln", "-sf", LOG, "/dev/log")
-    # Each line is the data and LF. Records are delivered right after connecting.
+    # Each line consists of the data and LF. The program synchronizes right after connecting.
     Settings(attach_serial=0, attach_timestamp=0, attach_type=0, data_delimiter=0,
              record_delimiter=1, destination=2, auto_sync=1, non_english=int(KIND == "paste")).save()
     start_scanner()

@@ -1,4 +1,5 @@
 """Shared code of the tests that run the program on a desktop.
 
-Run it in the sandbox of sandbox.py only: it uses the paths /Users, /dev/log and /dev/ttyACM0.
+The tests use the paths /Users, /dev/log and /dev/ttyACM0. Run them only in the sandbox (sandbox.py)
+or in a virtual machine (tests/guest).
 """

@@ -37,7 +37,7 @@ def _call(bus, name, path, interface, method, arguments=None):
 
 
 class Accessibility:
-    """The accessibility bus of a session. Enables accessibility for the session's programs."""
+    """The accessibility bus of a session. The constructor enables accessibility."""
 
     def __init__(self, session_address):
         self._session = _connect(session_address)
@@ -49,7 +49,7 @@ class Accessibility:
         self.bus = _connect(address)
 
     def application(self, pid):
-        """Returns the application of a process, or None if it has not registered yet."""
+        """Returns the application of a process, or None if the process has not registered."""
         for child in Node(self.bus, _REGISTRY, _ROOT).children():
             if child.owner_pid() == pid:
                 return child
@@ -100,7 +100,7 @@ class Node:
             yield from child.descendants()
 
     def find(self, role, name=None):
-        """Returns the only descendant with this role and name."""
+        """Returns the descendant with this role and name. Fails unless exactly one exists."""
         found = [node for node in self.descendants()
                  if node.role == role and name in (None, node.name)]
         if len(found) != 1:

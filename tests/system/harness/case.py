@@ -16,17 +16,18 @@ from harness.system_log import SystemLog
 from harness.waiting import wait_until
 
 SHARED = "/Users/Shared"
-CHAIN = ["W", "M", "V", "w1#", "C"]  # the commands of a connection
-BURST = ["W", "N", "GS1", "P", "W", "GS0"]  # the commands of a run in one transfer
+CHAIN = ["W", "M", "V", "w1#", "C"]  # the commands sent when connecting
+BURST = ["W", "N", "GS1", "P", "W", "GS0"]  # the commands of a burst run
 _GENERATED = re.compile(r"QuilletData([^_/]*)_\d{8}_\d{6}\.txt")
-_REPORTED_LINES = 60  # of each log, after a failure
+_REPORTED_LINES = 60  # lines of each log to print after a failure
 
 
 class ProductTest(unittest.TestCase):
-    """Starts a desktop without scanners before each test.
+    """Base class of all tests of the program. Each test starts with a new desktop without scanners.
 
-    After each test the window is closed. The program must exit with 0 and must have written nothing
-    to its standard streams. The scanners must have received valid commands only.
+    After each test, tearDown() closes the window. The test fails if the exit status is not 0, if
+    the program has written to its standard streams, or if a scanner has received an invalid
+    command.
     """
 
     maxDiff = None
@@ -47,7 +48,7 @@ class ProductTest(unittest.TestCase):
         raise NotImplementedError
 
     def remove_files(self):
-        """Removes the files of the test."""
+        """Removes the files that the test created."""
         raise NotImplementedError
 
     def run(self, result=None):
@@ -92,7 +93,7 @@ class ProductTest(unittest.TestCase):
     # Steps
 
     def scanner(self, records=(), **more):
-        """Creates a scanner with these records. It is not plugged in yet."""
+        """Creates a scanner with these records, without plugging it in."""
         scanner = self.scanner_class(self.desktop, self.devices, records, **more)
         self.scanners.append(scanner)
         return scanner
@@ -111,7 +112,7 @@ class ProductTest(unittest.TestCase):
 
     def start_connected(self, clock_set=True):
         """Starts the program, waits until the scanner at ttyACM0 is connected, and clears the
-        view. `clock_set` is the expected setting of "sync_clock"."""
+        view. `clock_set`: whether the program must set the scanner's clock."""
         self.start()
         text = messages.STARTED + messages.connecting()
         if not clock_set:
@@ -122,17 +123,17 @@ class ProductTest(unittest.TestCase):
         return self.quillet
 
     def synchronize(self, expected_view):
-        """Presses Synchronize and waits until the view shows exactly this text."""
+        """Presses Synchronize and waits until the view shows exactly `expected_view`."""
         self.quillet.press("Synchronize")
         self.quillet.wait_for_view(expected_view)
 
     def synchronize_to_file(self, records, settings=Settings(), path=OUTPUT, **scanner):
-        """Synchronizes. The view must be empty before. The file must then contain these records."""
+        """Synchronizes with an empty view. Expects exactly these records in the file."""
         self.synchronize(messages.file_run(len(records), path))
         self.assert_file(path, file_text(records, settings, **scanner))
 
     def disconnect(self):
-        """Presses Disconnect. The program must be connected and the view empty."""
+        """Presses Disconnect. The program must be connected, and the view must be empty."""
         self.quillet.press("Disconnect")
         self.quillet.wait_for_view(messages.disconnected())
         self.quillet.wait_for_connect_label("Connect")
@@ -150,10 +151,10 @@ class ProductTest(unittest.TestCase):
 
 
 class SystemTest(ProductTest):
-    """A test with mocked USB devices. The data folder does not exist at first."""
+    """A test with mocked USB devices. Before the first start, the data folder does not exist."""
 
     def create_devices(self):
-        from harness.devices import Devices  # needs umockdev, which tests/guest does not install
+        from harness.devices import Devices  # tests/guest has no umockdev
         return Devices()
 
     def remove_files(self):
@@ -165,7 +166,7 @@ class SystemTest(ProductTest):
                 os.unlink(f"/Users/{name}")
 
     def end_program(self):
-        """Closes the program and removes the scanner. The test can start both again."""
+        """Closes the program and switches the last scanner off. The test may create new ones."""
         self.close()
         self.assertEqual("", self.scanners.pop().stop(), "invalid commands")
 
@@ -181,7 +182,7 @@ class SystemTest(ProductTest):
         return path
 
     def assert_no_stray_files(self, *expected):
-        """Expects only these files and the settings file in the shared folder."""
+        """Expects the shared folder to contain only these files and the settings file."""
         found = sorted(os.path.join(folder, name) for folder, _folders, names in os.walk(SHARED)
                        for name in names)
         self.assertEqual(sorted([*expected, f"{FOLDER}/QuilletRegistry.txt"]), found)

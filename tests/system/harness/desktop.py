@@ -41,7 +41,8 @@ class Desktop:
         return process
 
     def _start_announced(self, program, arguments):
-        """Starts a program that writes its address to a descriptor. Returns the address."""
+        """Starts a program and returns the address that the program writes to a descriptor. "{}" in
+        the arguments is replaced with the descriptor's number."""
         reader, writer = os.pipe()
         arguments = [argument.format(writer) for argument in arguments]
         process = self._start_program(program, arguments, pass_fds=[writer])
@@ -64,7 +65,8 @@ class Desktop:
         return done.stdout.rstrip("\n") if done.returncode == 0 else None
 
     def wait_for_window_manager(self):
-        """Waits until the window manager has handled all earlier requests: it keeps their order."""
+        """Waits until the window manager has handled all earlier requests. The window manager
+        handles requests in order."""
         number = str(int(self.xdotool("get_num_desktops")) + 1)
         self.xdotool("set_num_desktops", number)
         wait_until(lambda: self.xdotool("get_num_desktops") == number, "the window manager")

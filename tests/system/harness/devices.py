@@ -1,4 +1,4 @@
-"""Mocked USB devices in udev and sysfs. The simulated scanners create the terminals."""
+"""Mocked USB devices in udev and sysfs. The simulators create the terminals in /dev."""
 
 import os
 import signal
@@ -28,7 +28,7 @@ class Devices:
                 "UMOCKDEV_DIR": self._testbed.get_root_dir()}
 
     def _add(self, path, *lines):
-        """Adds a device unless it exists."""
+        """Adds a device if it does not exist yet."""
         if path not in self._present:
             self._present.add(path)
             self._testbed.add_from_string("\n".join([f"P: {path}", *lines]) + "\n")
@@ -36,7 +36,7 @@ class Devices:
     def _add_usb(self, place, driver, product):
         """Adds a USB device and its interface. Returns the interface's path.
 
-        `place` is "BUS-PORT:CONFIGURATION.INTERFACE", the kernel's notation.
+        `place` is in the kernel's notation, BUS-PORT:CONFIGURATION.INTERFACE.
         """
         device = place.split(":")[0]
         path = f"{_CONTROLLER}/usb{device.split('-')[0]}/{device}"
@@ -69,8 +69,9 @@ class Devices:
         return self._add_terminal(port, kernel_name, "ftdi_sio", "USB Serial Converter")
 
     def remove(self, terminal):
-        """Removes a terminal. umockdev sends the event while the device still exists, the kernel
-        afterwards. To restore the kernel's order, the program is stopped in between."""
+        """Removes a terminal. The kernel removes the device before it sends the event, but umockdev
+        can send the event only for an existing device. The program is therefore stopped until the
+        device is removed."""
         if self.listener is not None:
             self.listener.send(signal.SIGSTOP)
         self._testbed.uevent(terminal, "remove")

@@ -11,10 +11,10 @@ _SERIES_300 = ["Code 32", "Trioptic", "Korea Post", "Aus. Post", "British Post",
                "Code 49", "Matrix2of5", "Plessey", "Code 16K", "Codablock F", "PDF417",
                "QR/Micro QR", "Telepen", "VeriCode", "Data Matrix", "MaxiCode", "EAN/UCC", "RSS",
                "Aztec Code", "No Read", "HanXin Code", "Unknown"]
-_RENUMBERED = {20: 10, 21: 11}  # older scanners only
+_RENUMBERED = {20: 10, 21: 11}  # codes of older scanners and their positions in _OLDER
 _DATA_DELIMITERS = ["", "\t", " ", ",", ";"]
 _RECORD_DELIMITERS = ["", "\n", "\r", "\t", "\r\n"]
-_ORDERS = ["NDT", "NTD", "DNT", "DTN", "TND", "TDN"]  # name, data, time
+_ORDERS = ["NDT", "NTD", "DNT", "DTN", "TND", "TDN"]  # N: name, D: data, T: time
 _ERASED = 0xFF
 
 
@@ -36,7 +36,7 @@ def _text(data):
 
 
 def line(record, settings=Settings(), serial="2104005771", model="old"):
-    """Returns the line of one record."""
+    """Returns the expected line for a record."""
     fields = {"D": _text(record.data)}
     if settings.attach_type:
         fields["N"] = _name(record, model)
@@ -55,9 +55,9 @@ def _transferred(records, settings):
 
 
 def file_text(records, settings=Settings(), serial="2104005771", model="old"):
-    """Returns the file's expected text. Each line is cut to as many UTF-8 bytes as it has UTF-16
-    units, so lines with characters outside ASCII lose their end. Incomplete characters become
-    U+FFFD."""
+    """Returns the file's expected text. The program truncates each line to as many UTF-8 bytes as
+    the line has UTF-16 units, so lines with characters outside ASCII lose their last characters.
+    Incomplete characters become U+FFFD."""
     cut = [text.encode("utf-8")[:len(text.encode("utf-16-le")) // 2] for text in
            (line(record, settings, serial, model) for record in _transferred(records, settings))]
     return b"".join(cut).decode("utf-8", "replace")

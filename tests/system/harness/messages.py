@@ -15,7 +15,7 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 # The progress display of a run
 GIVEN_UP = "The scanner did not answer. Restart Quillet."
 REQUESTING = "Requesting records from the scanner"
-SILENCE = "  ·  no data for "  # follows the progress after 3 s without data
+SILENCE = "  ·  no data for "  # appended to the progress text after 3 s without data
 
 
 def trying(node="ttyACM0"):
@@ -45,13 +45,13 @@ def count(number):
 
 
 def file_run(number, path):
-    """Messages of a run that writes `number` records to a file. There is one dot per 64 records."""
+    """Messages of a run that writes `number` records to a file. A dot appears per 64 records."""
     dots = "." * ((number + 63) // 64)
     return RUN_STARTED + dots + f"\nSynchronized to {path}\n" + count(number) + FINISHED
 
 
 def erasing_run(number, path):
-    """Messages of a run to a file that erases the scanner at its end."""
+    """Messages of a run that writes `number` records to a file and then erases the scanner."""
     return file_run(number, path).replace(FINISHED, ERASED + FINISHED)
 
 

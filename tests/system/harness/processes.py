@@ -11,7 +11,7 @@ _TERMINATION_TIMEOUT = 5.0  # seconds from SIGTERM to SIGKILL
 
 
 class Process:
-    """A running program. Its output goes to a file in the folder for temporary files."""
+    """A running program. Its output is saved in a temporary file."""
 
     def __init__(self, name, arguments, environment, **popen):
         self.name = name
@@ -40,12 +40,12 @@ class Process:
         return self._popen.poll() is None
 
     def status(self):
-        """Returns the exit status, -N after signal N, or None while the process runs."""
+        """Returns the exit status, -N if signal N ended the process, or None if it is running."""
         return self._popen.poll()
 
     def wait(self):
         """Waits until the process ends. Returns its status()."""
-        wait_until(lambda: not self.is_running(), f"the end of {self.name}")
+        wait_until(lambda: not self.is_running(), f"{self.name} to end")
         return self.status()
 
     def send(self, number):
@@ -79,7 +79,7 @@ class Process:
 
 
 def read_line(process, stream_descriptor):
-    """Reads a line from a descriptor and closes it. Returns the line without its end."""
+    """Reads a line from a descriptor and closes it. Returns the line without the line feed."""
     with os.fdopen(stream_descriptor, "rb", buffering=0) as stream:
         line = stream.readline()
     if not line.endswith(b"\n"):

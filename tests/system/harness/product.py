@@ -14,8 +14,9 @@ PORT_LIST = "Port"
 
 _FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
-# If a sanitizer reports an error, the program's exit status is not 0. Preloading umockdev before
-# the sanitizers' libraries is safe, because it does not replace memory functions.
+# Options of builds with sanitizers. A program with a reported error exits with a status other than
+# 0, so the test fails. The address sanitizer's link order need not be verified, because the
+# preloaded umockdev library does not replace memory functions.
 _SANITIZERS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
     "LSAN_OPTIONS": f"print_suppressions=0:suppressions={_FOLDER}/libraries.lsan",
@@ -25,7 +26,7 @@ _SANITIZERS = {
 
 
 class Quillet:
-    """A running program."""
+    """The running program under test."""
 
     def __init__(self, desktop, devices, *, environment=None, **popen):
         self._desktop = desktop
@@ -56,7 +57,7 @@ class Quillet:
             application = self._desktop.accessibility.application(self.pid)
             frames = application.children() if application else []
         except Unreachable:
-            return False  # not registered completely yet
+            return False  # the program has not registered completely yet
         if frames:
             (self._frame_node,) = frames
         return bool(frames)
@@ -67,12 +68,12 @@ class Quillet:
         wait_until(self.window, "the window on the screen")
 
     def window(self):
-        """Returns the X11 number of the visible window, or None."""
+        """Returns the X11 ID of the main window, or None if the window is not visible."""
         windows = self._windows("--name", "^Quillet V")
         return windows[0] if windows else None
 
     def _windows(self, *options):
-        """Returns the X11 numbers of the program's visible windows, open lists included."""
+        """Returns the X11 IDs of the program's visible windows, including open lists."""
         found = self._desktop.xdotool("search", "--all", "--onlyvisible", "--pid", self.pid,
                                       *options)
         return found.splitlines() if found else []
@@ -110,34 +111,34 @@ class Quillet:
 
     def _wait_for_view(self, condition, text, relation):
         wait_until(lambda: condition(self.view()),
-                   lambda: f"the view {relation}\n{text!r}\nIt is\n{self.last_view!r}")
+                   lambda: f"the view to {relation}\n{text!r}\nThe view is\n{self.last_view!r}")
 
     def wait_for_view(self, text):
         """Waits until the view shows exactly this text."""
-        self._wait_for_view(lambda view: view == text, text, "equal to")
+        self._wait_for_view(lambda view: view == text, text, "be")
 
     def wait_for_view_start(self, text):
-        self._wait_for_view(lambda view: view.startswith(text), text, "beginning with")
+        self._wait_for_view(lambda view: view.startswith(text), text, "begin with")
 
     def wait_for_view_end(self, text):
-        self._wait_for_view(lambda view: view.endswith(text), text, "ending with")
+        self._wait_for_view(lambda view: view.endswith(text), text, "end with")
 
     # The progress display of a run
 
     def progress(self):
-        """Returns the progress text, or None if it is hidden."""
+        """Returns the progress text, or None if the progress display is hidden."""
         labels = [node.name for node in self._frame().descendants()
                   if node.role == "label" and node.name != PORT_LIST]
         return labels[0] if labels else None
 
     def wait_for_progress(self, text):
         wait_until(lambda: self._settled(self.progress) == text,
-                   lambda: f"the progress {text!r}; it is {self._settled(self.progress)!r}")
+                   lambda: f"the progress text {text!r}, not {self._settled(self.progress)!r}")
 
     def wait_for_silence(self, text):
-        """Waits until the progress shows `text` and that no data arrives."""
+        """Waits until the progress display shows `text` and reports that no data arrives."""
         wait_until(lambda: (self._settled(self.progress) or "").startswith(text + SILENCE),
-                   lambda: f"silence after {text!r}; it is {self._settled(self.progress)!r}")
+                   lambda: f"silence after {text!r}, not {self._settled(self.progress)!r}")
 
     # The toolbar
 
@@ -152,20 +153,20 @@ class Quillet:
         return list(self._buttons())
 
     def press(self, *labels):
-        """Presses buttons. On return the program has handled them, except for updates of the view
-        that it has queued."""
+        """Presses buttons and waits until the program has handled each press. Updates of the view
+        may still be pending."""
         for label in labels:
             button = self._buttons()[label]
             button.act("Press")
             wait_until(lambda button=button: not button.is_pressed(), f"{label} to be released")
 
     def clear(self):
-        """Waits until no attempt to connect is running, and clears the view. Clear has no effect
-        during an attempt; the end of an attempt is not visible otherwise."""
+        """Presses Clear until the view is empty. During an attempt to connect, Clear has no effect,
+        and nothing else shows when the attempt ends."""
         def is_cleared():
             self.press("Clear")
             return self.view() == ""
-        wait_until(is_cleared, lambda: f"an empty view; it shows {self.last_view!r}")
+        wait_until(is_cleared, lambda: f"an empty view, not {self.last_view!r}")
 
     def connect_label(self):
         """Returns the label of the button that connects and disconnects."""
@@ -191,11 +192,11 @@ class Quillet:
 
     def wait_for_ports(self, entries):
         wait_until(lambda: self.ports() == entries,
-                   lambda: f"the port list {entries}; it is {self.ports()}")
+                   lambda: f"the port list {entries}, not {self.ports()}")
 
     def chosen_port(self):
-        """Returns the selected port as a screen reader reports it, from the state of the entry or
-        the text of the list. Returns None if neither identifies a single port."""
+        """Returns the selected port, or None if it cannot be determined. Like a screen reader, uses
+        the states of the entries or the text of the list."""
         chosen = self._settled(lambda: [entry.name for entry in self._port_entries()
                                         if entry.is_selected()])
         if not chosen and self._port_list().has_text():
@@ -207,7 +208,7 @@ class Quillet:
                    lambda: f"{name} selected, not {self.chosen_port()}", limit=10)
 
     def choose_port(self, position):
-        """Selects a port in the opened list. Positions begin at 0."""
+        """Opens the port list and selects an entry. Positions start at 0."""
         self._desktop.xdotool("windowactivate", "--sync", self.window())
         self._port_list().act("Press")
         wait_until(lambda: len(self._windows()) == 2, "the open list on the screen")
@@ -217,7 +218,7 @@ class Quillet:
     def type_keys(self, *keys):
         self._desktop.xdotool("windowactivate", "--sync", self.window(), "key", *keys)
 
-    # The end
+    # Exit
 
     def close_window(self):
         """Closes the window through the window manager."""

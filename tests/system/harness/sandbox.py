@@ -1,8 +1,8 @@
 """Runs a test in a sandbox that looks like a separate machine to the program.
 
 The sandbox uses namespaces if the system allows them. The machine's files are read-only. /Users,
-/tmp, /run and /dev are empty and private. The network is disabled. At the end, all processes and
-files of the sandbox are removed.
+/tmp, /run and /dev are empty and private. The network is disabled. When the test ends, all
+processes and files of the sandbox are removed.
 
 Without namespaces, a preloaded library redirects the private paths to a folder (private_paths.c).
 Processes and all other paths are shared with the machine, and /Users cannot be limited in size.
@@ -20,10 +20,10 @@ import tempfile
 
 PYTHON = "/usr/bin/python3"
 _SEARCH_PATH = "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin"
-_DISK_SIZE = 64 << 20  # bytes for /Users
+_DISK_SIZE = 64 << 20  # size of /Users in bytes
 _PRIVATE = {"dev", "proc", "tmp", "run", "Users"}
 
-# True in namespaces: /Users is a small disk that a test may fill.
+# Whether /Users is a small disk that a test may fill. This requires namespaces.
 PRIVATE_DISK = os.environ.get("SYSTEM_TEST_PRIVATE_DISK") == "1"
 
 # Required programs and files, with their Debian packages.
@@ -63,7 +63,7 @@ def _machine():
 
 
 def has_namespaces():
-    """Returns whether the system allows in_namespaces()."""
+    """Returns whether the system allows the namespaces that in_namespaces() uses."""
     return subprocess.run(in_namespaces(["true"], [], {}), capture_output=True).returncode == 0
 
 
@@ -80,7 +80,8 @@ def _usual_environment():
 def in_namespaces(inner, visible, environment):
     """Returns the command that runs `inner`, an argument list, in namespaces.
 
-    `visible` are paths that stay visible. `environment` is added to the default variables.
+    `visible` lists paths to show even if they are in a private folder. `environment` is added to
+    the default variables.
     """
     arguments = ["bwrap", *_machine(), "--dev", "/dev", "--proc", "/proc"]
     for folder in ("/tmp", "/run"):
@@ -105,7 +106,8 @@ def run_with_private_paths(inner, visible, environment, library):
     for folder in ("Users", "tmp", "run/udev", "run/user", "dev"):
         os.makedirs(root + "/" + folder, 0o700)
     os.symlink("/dev/null", root + "/run/udev/control")
-    # umockdev calls libc directly. Its library is loaded second, and its folder is not redirected.
+    # umockdev's library calls libc directly, so it must receive redirected paths. It is therefore
+    # loaded second, and its own folder (in TMPDIR) has a path that is not redirected.
     environment = {**_usual_environment(), **environment, "SYSTEM_TEST_PRELOAD": library,
                    "LD_PRELOAD": f"{library}:libumockdev-preload.so.0", "TMPDIR": root + "/tmp",
                    "PRIVATE_PATHS_ROOT": root, "PRIVATE_PATHS_VISIBLE": ":".join(visible)}
@@ -126,7 +128,7 @@ _libc = ctypes.CDLL(None, use_errno=True)
 
 
 def _drop_privileges():
-    """Removes all capabilities, also those of root, and prevents gaining new ones."""
+    """Removes all capabilities, including root's, and prevents gaining new ones."""
     _libc.prctl(_PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0)
     if _libc.capset(struct.pack("=Ii", _CAPABILITY_VERSION, 0), bytes(24)) != 0:
         raise OSError(ctypes.get_errno(), "capset")

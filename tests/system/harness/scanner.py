@@ -40,11 +40,11 @@ class Scanner:
     """A simulator process with a table of records. plug_in() connects it to the computer.
 
     `faults` are lines of the simulator's fault script, for example "on P delay 700". `options` are
-    added to its command line.
+    added to the simulator's command line.
     """
 
     _LINE = "--link"
-    _FOLDER = "/dev"  # of the link
+    _FOLDER = "/dev"  # folder of `link`
     _USER = []  # a command that runs the simulator as another user
 
     def __init__(self, desktop, devices, records=(), *, serial="2104005771", model="old",
@@ -68,7 +68,7 @@ class Scanner:
                          "--model", model, *options]
 
     def switch_on(self):
-        """Starts the simulator, which creates the terminal. The computer is not notified."""
+        """Starts the simulator, which creates the terminal. The program receives no event."""
         self._process = Process(f"simulator-{self._node}", self._command,
                                 self._desktop.environment, stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE)
@@ -105,11 +105,11 @@ class Scanner:
         self.remove_device()
 
     def remove_device(self):
-        """Removes the device after its line was closed."""
+        """Removes the device, whose line must be closed."""
         self._devices.remove(self._terminal)
 
     def wait_until_line_is_closed(self):
-        """Waits until a fault of the kind "unplug" closes the line."""
+        """Waits until an "unplug" fault closes the line."""
         wait_until(lambda: not os.path.lexists(self.link), f"{self.link} to disappear")
 
     def wait_until_unplugged(self):
@@ -136,15 +136,15 @@ class Scanner:
         return [self._read_line().strip() for _ in range(int(count))]
 
     def commands(self):
-        """Returns the commands with consecutive wake-ups reduced to one. On a busy machine the
-        program repeats a wake-up because the answer takes longer than 0.5 s."""
+        """Returns the received commands, with consecutive wake-ups reduced to one. On a busy
+        machine, the program may repeat a wake-up because the answer takes longer than 0.5 s."""
         commands = self.all_commands()
         return [command for before, command in itertools.pairwise(["", *commands])
                 if (before, command) != ("W", "W")]
 
     def wait_for_commands(self, expected):
         wait_until(lambda: self.commands() == expected,
-                   lambda: f"commands {expected}; received {self.commands()}")
+                   lambda: f"commands {expected}, not {self.commands()}")
 
     def record_count(self):
         return int(self._send("records").split()[1])

@@ -5,7 +5,7 @@ import os
 
 FOLDER = "/Users/Shared/QuilletData"
 PATH = f"{FOLDER}/QuilletRegistry.txt"
-OUTPUT = f"{FOLDER}/out.txt"  # a file for the records, chosen by many tests
+OUTPUT = f"{FOLDER}/out.txt"  # the output file in many tests
 SIZE = 1023
 
 _APPLICATION_POSITION = 256
@@ -14,7 +14,7 @@ _FILE_POSITION = 384
 
 @dataclasses.dataclass
 class Settings:
-    """The settings in the file's order. The defaults are those of the first start."""
+    """The settings, in the file's order. The defaults are those of a new settings file."""
 
     attach_serial: int = 1
     attach_timestamp: int = 1

@@ -4,7 +4,7 @@ from harness.waiting import wait_until
 
 
 class SettingsWindow:
-    """The settings window. Each call looks up its controls again."""
+    """The settings window. Each method looks up the controls again."""
 
     def __init__(self, desktop, quillet):
         self._desktop = desktop
@@ -14,7 +14,7 @@ class SettingsWindow:
         return self._desktop.xdotool("search", "--onlyvisible", "--name", "^Settings$") is not None
 
     def open(self):
-        """Opens the window with its button and waits until it has focus."""
+        """Presses Settings and waits until the window has focus."""
         self._quillet.press("Settings")
         self.wait_until_open()
 
@@ -57,10 +57,10 @@ class SettingsWindow:
         self.list(name).grab_focus()
         self.type_keys("Home", *["Down"] * position)
         wait_until(lambda: self.chosen(name) == position,
-                   lambda: f"position {position} of {name}; it is {self.chosen(name)}", limit=10)
+                   lambda: f"position {position} of {name}, not {self.chosen(name)}", limit=10)
 
     def chosen(self, name):
-        """Returns the position of the selected item, or None."""
+        """Returns the position of the selected list item, or None if none is selected."""
         (entries,) = self.list(name).children()
         chosen = [position for position, entry in enumerate(entries.children())
                   if entry.is_selected()]

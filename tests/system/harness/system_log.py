@@ -23,7 +23,7 @@ class SystemLog:
         self._thread.start()
 
     def _receive(self):
-        # One buffer for all datagrams: a new one each time would exhaust the memory mappings.
+        # A new buffer of 1 MiB for each datagram would exhaust the memory mappings.
         buffer = memoryview(bytearray(1 << 20))
         while True:
             size = self._socket.recv_into(buffer)

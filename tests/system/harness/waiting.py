@@ -6,8 +6,8 @@ import time
 # Default time-out in seconds, many times longer than an idle machine needs.
 PATIENCE = float(os.environ.get("SYSTEM_TEST_PATIENCE", "40"))
 
-# The pause between two checks is a share of the time waited, within limits in seconds. Each check
-# takes processor time in several processes.
+# The pause between two checks is a share of the time waited, within limits in seconds. Longer
+# pauses save processor time, because each check involves several processes.
 _SHARE = 0.05
 _SHORTEST = 0.02
 _LONGEST = 0.1
@@ -17,7 +17,7 @@ def wait_until(condition, what, limit=PATIENCE):
     """Calls `condition` until it returns a true value, and returns that value.
 
     Fails after `limit` seconds. `what` is the expected event for the failure message: a text, or
-    a function that returns one.
+    a function that returns the text.
     """
     start = time.monotonic()
     while True:

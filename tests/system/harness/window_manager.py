@@ -34,4 +34,4 @@ def close_window(display_name, window):
                              message_type=x11.XInternAtom(display, b"_NET_CLOSE_WINDOW", 0))
     x11.XSendEvent(display, x11.XDefaultRootWindow(display), 0, _SUBSTRUCTURE,
                    ctypes.byref(message))
-    x11.XCloseDisplay(display)  # sends the pending request
+    x11.XCloseDisplay(display)  # also sends the pending request

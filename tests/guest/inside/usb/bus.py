@@ -1,4 +1,4 @@
-"""A simulated scanner on a USB gadget, and the kernel's view of it."""
+"""A simulated scanner on a USB gadget, and functions that read the state of the USB bus."""
 
 import os
 import re
@@ -9,8 +9,8 @@ from harness.waiting import wait_until
 
 _HERE = os.path.dirname(os.path.abspath(__file__))
 _TERMINALS = "/sys/class/tty"
-# usbmon's format: "Co" is a control transfer to the device. After "s": type, request, value, index,
-# length and data.
+# usbmon's format: "Co" is a control transfer to the device. The fields after "s" are the request's
+# type, number, value, index, length and data.
 _REQUEST = re.compile(r" Co:\d+:\d+:0 s 21 (20|22) (\w{4}) \w{4} \w{4} \d+(?: = ([\w ]+))?")
 
 
@@ -28,7 +28,7 @@ def modem_terminals():
 
 
 def port_name(terminal):
-    """Returns the program's name for a terminal. It consists of bus, port and interface number."""
+    """Returns the program's name for a terminal: "usbmodem", bus, port and interface number."""
     interface = os.path.basename(os.path.realpath(f"{_TERMINALS}/{terminal}/device"))
     bus, port, _configuration, number = re.fullmatch(r"(\d)-(\d):(\d)\.(\d)", interface).groups()
     return f"usbmodem{bus}{port}{number}"
@@ -44,7 +44,7 @@ class UsbScanner(Scanner):
         super().__init__(desktop, None, records, node="ttyGS0", **more)
 
     def _has_opened_line(self):
-        """Returns whether the last event in the transcript is the opening of the port."""
+        """Returns whether the last line of the transcript is "port opened"."""
         with open(self.transcript_path, "rb") as transcript:
             transcript.seek(max(0, os.path.getsize(self.transcript_path) - 1000))
             lines = transcript.read().decode("utf-8", "replace").splitlines()
@@ -57,7 +57,7 @@ class UsbScanner(Scanner):
     def plug_in(self):
         if self._process is None:
             self.switch_on()
-        # Until the simulator opens its end, the terminal echoes the program's commands.
+        # Until the simulator opens its end of the line, the terminal echoes the program's commands.
         wait_until(self._has_opened_line, "the simulator to open its terminal")
         before = modem_terminals()
         self._bind("dummy_udc.0")
@@ -80,7 +80,7 @@ class UsbScanner(Scanner):
 
     def wait_for_more_sent(self, before, count):
         wait_until(lambda: self.sent_bytes() >= before + count,
-                   lambda: f"{count} sent bytes; there are {self.sent_bytes() - before}")
+                   lambda: f"{count} bytes sent, not {self.sent_bytes() - before}")
 
 
 class BusTrace:
