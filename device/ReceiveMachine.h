@@ -39,7 +39,7 @@ class ReceiveMachine {
   /// Result of Take.
   struct Step {
     std::size_t taken;  ///< the number of bytes used
-    Event event;        ///< the event caused by the last used byte
+    Event event;        ///< the event caused by the last byte taken
   };
 
   /// @param commandDone  1 if no command waits for an answer; must outlive this object

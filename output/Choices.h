@@ -25,7 +25,7 @@ inline constexpr std::string_view kOrderTitles[] = {
 inline constexpr std::string_view kDestinationTitles[] = {
     "A file",
     "Quillet's window only",
-    "The application in front",
+    "The active application",
     "An application that Quillet opens",
 };
 

@@ -13,8 +13,8 @@ struct LineSettings {
   std::int32_t stopBits;       ///< 2 or more: two; other: one
 };
 
-/// Serial devices, opened by path. No call blocks. Any thread, but do not close a line while
-/// another thread uses it.
+/// Serial devices, opened by path. No call blocks. Any thread may call any function, but a
+/// line must not be closed while another thread uses it.
 class SerialLine {
  public:
   /// Direction of a line.

@@ -151,7 +151,7 @@ void ReadLength(Words& words, Fault& fault) {
     throw Complaint("only the answers to p and P have a length");
   }
   fault.number = TakeNumber(words, "a length");
-  if (fault.number > 0xFFFFFF) throw Complaint("a length has 24 bits: at most 16777215");
+  if (fault.number > 0xFFFFFF) throw Complaint("a length must be at most 16777215 (24 bits)");
 }
 
 void ReadReplug(Words& words, Fault& fault) {

@@ -38,7 +38,7 @@ class UdevSerialRegistry final : public SerialRegistry {
   void DestroyNotifyPort(NotifyPort port) override;
 
  private:
-  // Maps the sysfs path of each notified device to its SerialStream::since.
+  // Maps the sysfs path of each reported device to its SerialStream::since.
   using NotifiedDevices = std::map<std::string, std::string>;
 
   struct Iterator {

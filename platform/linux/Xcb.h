@@ -15,8 +15,8 @@ struct FreeReply {
 template <class T>
 using XcbReply = std::unique_ptr<T, FreeReply>;
 
-/// A connection to the X server named by DISPLAY. Unlike Xlib, XCB does not end the process if the
-/// server ends. One thread at a time.
+/// A connection to the X server named by DISPLAY. Unlike Xlib, XCB does not end the process when
+/// the connection is lost. For use by one thread at a time.
 class XcbConnection {
  public:
   XcbConnection() = default;

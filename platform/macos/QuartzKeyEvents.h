@@ -10,8 +10,9 @@ namespace quillet::platform::macos {
 /// A modifier is a flag of the key-down event, not a key. The user's keyboard layout must be US.
 ///
 /// macOS delivers the events only with the user's permission (System Settings, Privacy & Security,
-/// Accessibility). If the permission is missing, the first Post logs a message and makes the system
-/// ask the user. Events are posted anyway, because the user may grant the permission at any time.
+/// Accessibility). If the permission is missing, the first Post logs a message and triggers the
+/// system's permission prompt. Events are posted anyway, because the user may grant the permission
+/// at any time.
 class QuartzKeyEvents final : public KeyEvents {
  public:
   /// @param log  receives the message about the missing permission; it outlives this object

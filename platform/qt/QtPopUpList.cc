@@ -13,8 +13,8 @@ void QtPopUpList::RemoveItem(std::int32_t position) {
   if (!Has(position)) return;
   const std::int32_t selected = SelectedItem();
   {
-    // The combo box reports only changes of the position, not that another item is now at the
-    // selected position. Its signals are therefore blocked, and Report is called below.
+    // The combo box signals only a change of the selected index, not that a different item moved to
+    // that index. Its signals are therefore blocked, and Report is called below.
     const QSignalBlocker blocker(box_);
     box_.removeItem(position);
     if (position == selected) {

@@ -178,14 +178,20 @@ char* realpath(const char* path, char* result) {
   return found;
 }
 
-/* Writes the redirected address of a Unix socket to `result`. Returns the new address's length, or
-0 * if the address is not redirected. */ static socklen_t MapAddress(const struct sockaddr* address,
-socklen_t length, struct sockaddr_un* result) { const struct sockaddr_un* local = (const struct
-sockaddr_un*)address; char path[sizeof local->sun_path + 1] = ""; char buffer[PATH_MAX]; if
-(address->sa_family != AF_UNIX || length > sizeof *local) return 0; memcpy(path, local->sun_path,
-length - offsetof(struct sockaddr_un, sun_path)); if (path[0] == '\0' || M(path) == path ||
-strlen(buffer) >= sizeof result->sun_path) return 0; result->sun_family = AF_UNIX;
-strcpy(result->sun_path, buffer); return (socklen_t)sizeof *result; }
+/* Writes the redirected address of a Unix socket to `result`. Returns the new address's length, or 0
+ * if the address is not redirected. */
+static socklen_t MapAddress(const struct sockaddr* address, socklen_t length,
+                            struct sockaddr_un* result) {
+  const struct sockaddr_un* local = (const struct sockaddr_un*)address;
+  char path[sizeof local->sun_path + 1] = "";
+  char buffer[PATH_MAX];
+  if (address->sa_family != AF_UNIX || length > sizeof *local) return 0;
+  memcpy(path, local->sun_path, length - offsetof(struct sockaddr_un, sun_path));
+  if (path[0] == '\0' || M(path) == path || strlen(buffer) >= sizeof result->sun_path) return 0;
+  result->sun_family = AF_UNIX;
+  strcpy(result->sun_path, buffer);
+  return (socklen_t)sizeof *result;
+}
 
 #define WRAP_ADDRESS(name)                                                 \
   int name(int socket, const struct sockaddr* address, socklen_t length) { \

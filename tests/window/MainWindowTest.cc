@@ -123,7 +123,7 @@ TEST_F(MainWindow, LabelsAndProgressDoNotMoveControls) {
   EXPECT_EQ(TextWidget()->geometry(), text);
 }
 
-TEST_F(MainWindow, TabVisitsEveryControlFromTheView) {
+TEST_F(MainWindow, TabFromTheViewVisitsEveryControl) {
   EXPECT_EQ(QApplication::focusWidget(), TextWidget());
   const std::vector<QWidget*> expected = {
       PortBox(),          Button("Connect"), Button("Synchronize"),
@@ -168,7 +168,7 @@ TEST_F(MainWindow, SelectAllAndCopyWorkWithAnyFocus) {
 }
 
 // The program types records into the active application, which may be the program itself.
-TEST_F(MainWindow, TypedRecordsPressNoButton) {
+TEST_F(MainWindow, TypedRecordsDoNotPressButtons) {
   for (const char c : std::string("4006381333931 CODE 39")) {
     QTest::keyClick(QApplication::focusWidget(), c);
   }

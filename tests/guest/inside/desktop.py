@@ -119,9 +119,8 @@ class Events:
 
 
 def has_arrived(text):
-    """Returns whether the text is complete. The first pasted records may be missing, because in the
-    emulated machine the terminal takes longer to load the keyboard layout than the program
-    waits."""
+    """Returns whether all records have arrived. Ignores the first pasted records: in the emulated
+    machine, the terminal takes longer to load the keyboard layout than the program waits."""
     if KIND == "paste":
         return TEXT.endswith(text) and 2 * text.count("\n") >= len(RECORDS)
     return text == TEXT
