@@ -1,9 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "platform/GrowingFile.h"
 
 namespace quillet::platform {
 
@@ -27,6 +32,30 @@ class FileStore {
   /// @return true if the file was replaced and its contents synchronized with the storage device;
   ///         false if the file is unchanged
   virtual bool Replace(const std::string& path, std::string_view contents) = 0;
+
+  /// Creates a folder for GrowingFiles, and its parents, accessible to the user only.
+  /// @return true if the folder exists afterwards
+  virtual bool CreatePrivateFolder(const std::string& path) = 0;
+
+  /// Creates a file that is readable and writable by the user only, or opens an existing one.
+  /// @param path   absolute path of the file
+  /// @param fresh  whether to fail if the file exists; otherwise fails if it does not exist
+  /// @return null after an error, if the file is a symbolic link, or if another process has it open
+  virtual std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) = 0;
+
+  /// A regular file of a folder.
+  struct Entry {
+    std::string name;         ///< name without the folder
+    std::uint64_t bytes = 0;  ///< size
+  };
+
+  /// Returns the regular files of a folder in ascending order of their names. Returns no files if
+  /// the folder cannot be read.
+  virtual std::vector<Entry> List(const std::string& folder) = 0;
+
+  /// Deletes a file.
+  /// @return true if the file existed and was deleted
+  virtual bool Remove(const std::string& path) = 0;
 };
 
 }  // namespace quillet::platform

@@ -15,6 +15,8 @@
 #include "base/Retry.h"
 #include "base/UniqueFd.h"
 #include "base/Utf8.h"
+#include "platform/posix/FileWrites.h"
+#include "platform/posix/PosixGrowingFile.h"
 
 namespace quillet::platform::posix {
 namespace {
@@ -65,25 +67,6 @@ bool CopyPermissions(int file, const struct stat& old) {
   }
   if (own.st_uid != old.st_uid) mode &= ~static_cast<mode_t>(S_IWOTH);
   return fchmod(file, mode) == 0;
-}
-
-bool WriteAll(int file, std::string_view contents) {
-  while (!contents.empty()) {
-    const ssize_t written =
-        RetryOnSignal([&] { return write(file, contents.data(), contents.size()); });
-    if (written < 0) return false;
-    contents.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-bool Synchronize(int file) {
-#ifdef F_FULLFSYNC
-  // On macOS, fsync() leaves data in the drive's cache (fsync(2)). Some file systems do not support
-  // F_FULLFSYNC.
-  if (fcntl(file, F_FULLFSYNC) == 0) return true;
-#endif
-  return RetryOnSignal([&] { return fsync(file); }) == 0;
 }
 
 }  // namespace
@@ -148,14 +131,48 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   }));
   if (!file.IsOpen()) return false;
   if ((replacesFile && !CopyPermissions(file.Get(), old)) || !WriteAll(file.Get(), contents) ||
-      !Synchronize(file.Get()) || !file.Close() ||
+      !SynchronizeFile(file.Get()) || !file.Close() ||
       renameat(folder.Get(), temporary.c_str(), folder.Get(), name.c_str()) != 0) {
     unlinkat(folder.Get(), temporary.c_str(), 0);
     return false;
   }
   // Errors are ignored: the file is replaced, and some file systems cannot synchronize folders.
-  RetryOnSignal([&] { return fsync(folder.Get()); });
+  SynchronizeFile(folder.Get());
   return true;
+}
+
+bool PosixFileStore::CreatePrivateFolder(const std::string& path) {
+  struct stat found {};
+  if (stat(path.c_str(), &found) == 0) return S_ISDIR(found.st_mode);
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos || slash + 1 == path.size()) return false;
+  if (slash != 0 && !CreatePrivateFolder(path.substr(0, slash))) return false;
+  // Another process may create the folder at the same time.
+  return mkdir(path.c_str(), S_IRWXU) == 0 || errno == EEXIST;
+}
+
+std::shared_ptr<GrowingFile> PosixFileStore::OpenGrowing(const std::string& path, bool fresh) {
+  return PosixGrowingFile::Open(path, fresh);
+}
+
+std::vector<FileStore::Entry> PosixFileStore::List(const std::string& folder) {
+  std::vector<Entry> entries;
+  std::error_code error;
+  for (std::filesystem::directory_iterator item(folder, error), end; !error && item != end;
+       item.increment(error)) {
+    std::error_code missing;  // another process may delete the file
+    const auto status = item->symlink_status(missing);
+    const auto bytes = item->file_size(missing);
+    if (!missing && std::filesystem::is_regular_file(status)) {
+      entries.push_back({item->path().filename().string(), bytes});
+    }
+  }
+  std::ranges::sort(entries, {}, &Entry::name);
+  return entries;
+}
+
+bool PosixFileStore::Remove(const std::string& path) {
+  return unlink(path.c_str()) == 0;
 }
 
 }  // namespace quillet::platform::posix

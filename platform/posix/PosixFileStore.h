@@ -25,6 +25,15 @@ class PosixFileStore final : public FileStore {
   /// @return false if the folder is missing or not writable, `path` ends with a slash or is a
   ///         folder, a name is too long, or the device is full or fails
   bool Replace(const std::string& path, std::string_view contents) override;
+
+  /// Creates folders with mode 0700.
+  bool CreatePrivateFolder(const std::string& path) override;
+
+  /// The file has mode 0600 and an advisory lock (flock(2)).
+  std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override;
+
+  std::vector<Entry> List(const std::string& folder) override;
+  bool Remove(const std::string& path) override;
 };
 
 }  // namespace quillet::platform::posix

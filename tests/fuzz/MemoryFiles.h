@@ -27,8 +27,39 @@ class MemoryFiles final : public platform::FileStore {
     files_[path] = contents;
     return true;
   }
+  bool CreatePrivateFolder(const std::string& path) override { return CreateFolder(path); }
+  std::shared_ptr<platform::GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
+    if (folders_.contains(path) || files_.contains(path) == fresh ||
+        !folders_.contains(FolderOf(path))) {
+      return nullptr;
+    }
+    return std::make_shared<File>(files_[path]);
+  }
+  std::vector<Entry> List(const std::string& folder) override {
+    std::vector<Entry> entries;
+    for (const auto& [path, contents] : files_) {
+      if (FolderOf(path) == folder) {
+        entries.push_back({path.substr(folder.size() + 1), contents.size()});
+      }
+    }
+    return entries;
+  }
+  bool Remove(const std::string& path) override { return files_.erase(path) != 0; }
 
  private:
+  class File final : public platform::GrowingFile {
+   public:
+    explicit File(std::string& contents) : contents_(contents) {}
+    bool Append(std::string_view bytes) override {
+      contents_.append(bytes);
+      return true;
+    }
+    bool Synchronize(std::chrono::milliseconds) override { return true; }
+
+   private:
+    std::string& contents_;
+  };
+
   static std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
   std::map<std::string, std::string> files_;

@@ -18,6 +18,14 @@ class HookedFileStore final : public platform::FileStore {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
     return files_.Replace(path, contents);
   }
+  bool CreatePrivateFolder(const std::string& path) override {
+    return files_.CreatePrivateFolder(path);
+  }
+  std::shared_ptr<platform::GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
+    return files_.OpenGrowing(path, fresh);
+  }
+  std::vector<Entry> List(const std::string& folder) override { return files_.List(folder); }
+  bool Remove(const std::string& path) override { return files_.Remove(path); }
 
   std::function<void()> whileReplacing;  ///< called by the next Replace only
 

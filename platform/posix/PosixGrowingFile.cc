@@ -1,0 +1,83 @@
+#include "platform/posix/PosixGrowingFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <future>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "base/Retry.h"
+#include "platform/posix/FileWrites.h"
+
+namespace quillet::platform::posix {
+namespace {
+
+// A new file's entry is in its folder, a new folder's entry in its parent. An earlier process may
+// have created the folders without synchronizing them, so all of them are synchronized. A folder
+// that cannot be opened belongs to another user, who created it.
+bool SynchronizeFolders(std::string path) {
+  while (path.size() > 1) {
+    path.resize(std::max<std::size_t>(path.rfind('/'), 1));
+    const UniqueFd folder(
+        RetryOnSignal([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!folder.IsOpen()) {
+      if (errno == EACCES) continue;
+      return false;
+    }
+    // Some file systems cannot synchronize folders (fsync(2): EINVAL).
+    if (!SynchronizeFile(folder.Get()) && errno != EINVAL && errno != EROFS) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::shared_ptr<GrowingFile> PosixGrowingFile::Open(const std::string& path, bool fresh) {
+  const int creation = fresh ? O_CREAT | O_EXCL : 0;
+  auto file = std::make_shared<File>();
+  file->path = path;
+  file->descriptor = UniqueFd(RetryOnSignal([&] {
+    return open(path.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | creation,
+                S_IRUSR | S_IWUSR);
+  }));
+  struct stat status {};
+  if (!file->descriptor.IsOpen() || fstat(file->descriptor.Get(), &status) != 0 ||
+      !S_ISREG(status.st_mode) || flock(file->descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
+    return nullptr;
+  }
+  return std::shared_ptr<GrowingFile>(new PosixGrowingFile(std::move(file)));
+}
+
+bool PosixGrowingFile::Append(std::string_view bytes) {
+  if (!file_->failed && !WriteAll(file_->descriptor.Get(), bytes)) file_->failed = true;
+  return !file_->failed;
+}
+
+bool PosixGrowingFile::SynchronizeNow(File& file) {
+  if (file.failed || !SynchronizeFile(file.descriptor.Get())) return false;
+  if (!file.foldersSynchronized) {
+    if (!SynchronizeFolders(file.path)) return false;
+    file.foldersSynchronized = true;
+  }
+  return true;
+}
+
+bool PosixGrowingFile::Synchronize(std::chrono::milliseconds limit) {
+  std::packaged_task<bool()> task([file = file_] { return SynchronizeNow(*file); });
+  std::future<bool> result = task.get_future();
+  try {
+    std::thread(std::move(task)).detach();
+  } catch (const std::system_error&) {
+    file_->failed = true;
+    return false;
+  }
+  if (result.wait_for(limit) != std::future_status::ready || !result.get()) file_->failed = true;
+  return !file_->failed;
+}
+
+}  // namespace quillet::platform::posix
