@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "base/SystemLog.h"
 #include "platform/Applications.h"
 #include "platform/Clock.h"
@@ -32,6 +34,12 @@ struct Platform {
   platform::Pasteboard& pasteboard;
   platform::Applications& applications;
   ///@}
+};
+
+/// The folders of the program's files: absolute paths.
+struct Folders {
+  std::string data;     ///< settings and output files; shared by all users
+  std::string archive;  ///< the user's archive of received records
 };
 
 /// The controls of the main window. Main thread.

@@ -64,6 +64,7 @@ bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFi
   const std::unique_ptr<Records> records(toFile ? gathered_.exchange(nullptr) : nullptr);
   if (runsUnderWay_ > 0) --runsUnderWay_;
   isShown_ = false;
+  recordsInFile = 0;
   bIsUnderSynchronization = false;
   if (count == 0) {
     show_("No data to synchronize...", true);
@@ -87,7 +88,9 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   const std::string& name = syncfileName.Get();
   Log(log_, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
   // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
-  file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0);
+  if (file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0)) {
+    recordsInFile = records->count;
+  }
   show_("\nSynchronized to " + name, true);
 }
 

@@ -22,11 +22,8 @@ constexpr auto kScannerPoll = 10ms;
 }  // namespace
 
 SyncController::SyncController(const Platform& platform, const MainWindowControls& controls,
-                               platform::SettingsForm& form, std::string dataFolder)
-    : settingsForm(form),
-      platform_(platform),
-      controls_(controls),
-      dataFolder_(std::move(dataFolder)) {
+                               platform::SettingsForm& form, Folders folders)
+    : settingsForm(form), platform_(platform), controls_(controls), folders_(std::move(folders)) {
   controls_.connectTavo.OnPress([this] { connectButton(); });
   controls_.synchronize.OnPress([this] { synchronizeButton(); });
   controls_.clearview.OnPress([this] { clearviewButton(); });
@@ -40,11 +37,12 @@ void SyncController::Initialize() {
   bConnecting = false;
   numPorts = 0;
   DisplayText("Quillet has started...", true);
-  lumetfile = new LumetFile(platform_.log, platform_.clock, platform_.files, dataFolder_);
+  lumetfile = new LumetFile(platform_.log, platform_.clock, platform_.files, folders_.data);
   lumetfile->CreateBarcodeDirectory();
   lumet = new Lumet(platform_.log, platform_.clock, platform_.line);
   lumet->setDelegate(this);
   new RecordDownload(platform_.log, *lumet);  // becomes the session's download
+  OpenArchive();
   settingsEditor_ = new SettingsEditor(
       {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels});
   ChangePortList({0, {"None"}});
@@ -245,6 +243,7 @@ void SyncController::DisplayConnectionMessage(std::int32_t index) {
 
 void SyncController::Terminate() {
   Log(platform_.log, "-[SyncController Terminate]");
+  archive_->ConnectionEnded();
   delegate_->changeWindowTitle(kWindowTitle);
   const std::string message = "Disconnected from Tavo[" + ShownSerialNumber() + "]";
   lumet->disconnectTavo();

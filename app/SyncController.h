@@ -14,11 +14,13 @@
 #include "app/Run.h"
 #include "app/RunProgress.h"
 #include "app/SettingsEditor.h"
+#include "app/StatusStrip.h"
 #include "base/SharedText.h"
 #include "base/ThreadHandle.h"
 #include "base/Word.h"
 #include "device/Lumet.h"
 #include "output/LumetFile.h"
+#include "output/RunArchive.h"
 #include "output/SettingsImage.h"
 #include "platform/SettingsForm.h"
 
@@ -45,9 +47,9 @@ class SyncController final : public LumetDelegate {
   /// @param platform    interfaces to the system; outlive this object
   /// @param controls    controls of the main window; outlive this object
   /// @param form        settings window; outlives this object
-  /// @param dataFolder  absolute path of the folder for settings and output files
+  /// @param folders     folders for the program's files
   SyncController(const Platform& platform, const MainWindowControls& controls,
-                 platform::SettingsForm& form, std::string dataFolder = kDataFolder);
+                 platform::SettingsForm& form, Folders folders);
 
   // --- Start-up: main thread --------------------------------------------------------------------
 
@@ -154,16 +156,21 @@ class SyncController final : public LumetDelegate {
   std::string ShownSerialNumber() const;
   bool TryPort();
   void StartProgress();
+  void OpenArchive();
+  void ReportArchiveProblem(RunArchive::Problem problem);
+  void ShowMessage(std::string_view message);
 
   const Platform platform_;
   const MainWindowControls controls_;
-  const std::string dataFolder_;
+  const Folders folders_;
   QuilletAppDelegate* delegate_ = nullptr;
   SharedText string_;
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
   ApplicationDelivery delivery_{platform_};
   RunProgress runProgress_;                   // main thread
+  StatusStrip strip_{controls_.progress};     // main thread
+  RunArchive* archive_ = nullptr;             // created by Initialize, never destroyed
   SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed
 
  public:

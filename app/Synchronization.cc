@@ -23,6 +23,7 @@ void SyncController::synchronizeButton() {
 void SyncController::DoSynchronization() {
   Log(platform_.log, "-[SyncController DoSynchronization]");
   DisplayText("\r\nSynchronization has started...", true);
+  archive_->Begin();
   run_.Begin(lumet->destination);
   StartProgress();
   if (lumet->destination == kToNamedApplication) RunApplication();
@@ -31,6 +32,7 @@ void SyncController::DoSynchronization() {
 
 void SyncController::DisplayBarcode(const std::string& record) {
   Log(platform_.log, "-[SyncController DisplayBarcode:]");
+  archive_->KeepLine(record);
   const std::int32_t target = lumet->destination;
   run_.Add(record, target);
   if (target == kToFile) return;
@@ -45,7 +47,12 @@ void SyncController::DisplayBarcode(const std::string& record) {
 
 void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
-  if (run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile) && lumet->bClearMemory) {
+  // In burst mode, missing records cannot be counted: erased ones are in the scanner's number too.
+  const bool complete = lumet->bBurstSync || barcodeCount >= lumet->SyncEndIndex();
+  const bool hadRecords = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
+  if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.recordsInFile);
+  archive_->End(complete);
+  if (hadRecords && lumet->bClearMemory) {
     DisplayText("Erased Tavo memory...", true);
     lumet->EraseTavoMemory();
   }
@@ -55,6 +62,7 @@ void SyncController::SynchronizeFinished() {
 // The threads of a run store their counts in atomic words; the main thread polls them.
 void SyncController::StartProgress() {
   OnMainThread([this] {
+    strip_.ShowMessage("");
     runProgress_ = RunProgress();
     platform_.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
   });
@@ -63,11 +71,11 @@ void SyncController::StartProgress() {
 void SyncController::ShowProgress() {
   if (!run_.IsShown()) {
     platform_.ticker.Stop();
-    controls_.progress.Hide();
+    strip_.EndProgress();
     return;
   }
   // The ticker keeps running: a run in single-record mode continues after a reconnection.
-  if (!bIsConnected) return controls_.progress.Hide();
+  if (!bIsConnected) return strip_.EndProgress();
   const DisplayState state = lumet->display();
   const RunProgress::Shown shown =
       runProgress_.Look(std::chrono::duration_cast<RunProgress::Time>(platform_.clock.Now()),
@@ -76,7 +84,39 @@ void SyncController::ShowProgress() {
                          .expected = lumet->SyncEndIndex(),
                          .bytes = state.bytes(),
                          .announced = state.announced()});
-  controls_.progress.Show(shown.text, shown.fraction);
+  strip_.ShowProgress(shown);
+}
+
+void SyncController::OpenArchive() {
+  archive_ = new RunArchive(platform_.log, platform_.clock, platform_.files, *lumet, *lumet,
+                            folders_.archive);
+  archive_->OnProblem([this](RunArchive::Problem problem) { ReportArchiveProblem(problem); });
+  lumet->setArchive(archive_);
+  const std::vector<std::string> interrupted = archive_->MarkInterruptedRuns();
+  for (const std::string& name : interrupted) {
+    Log(platform_.log, "Quillet: synchronization interrupted: ", ForeignText(name));
+  }
+  if (!interrupted.empty()) {
+    ShowMessage("A synchronization was interrupted. Its records are in the archive: " +
+                folders_.archive);
+  }
+}
+
+void SyncController::ReportArchiveProblem(RunArchive::Problem problem) {
+  switch (problem) {
+    case RunArchive::Problem::kNotWritten:
+      return ShowMessage("Records cannot be saved in the archive. Check the disk: " +
+                         folders_.archive);
+    case RunArchive::Problem::kEraseWithheld:
+      return ShowMessage("The scanner was not erased, because its records are not on the disk.");
+    case RunArchive::Problem::kCutOff:
+      return ShowMessage("The scanner was not erased, because records were cut off.");
+  }
+}
+
+void SyncController::ShowMessage(std::string_view message) {
+  Log(platform_.log, "Quillet: ", ForeignText(message));
+  OnMainThread([this, text = std::string(message)] { strip_.ShowMessage(text); });
 }
 
 void SyncController::connectionDidReceiveResponse() {

@@ -57,6 +57,12 @@ class CommandQueue {
   /// @return false, without effect, if the queue was reset after Head.
   bool Consume(const Entry& entry);
 
+  /// Returns true if an entry that Head returned is still in the queue. Command thread.
+  bool Contains(const Entry& entry) const {
+    const Indices now = indices_.load();
+    return now.generation == entry.indices.generation && now.cmdRead == entry.indices.cmdRead;
+  }
+
   /// Restarts the buffer if the queue is empty. Otherwise does nothing. Any thread.
   void RewindIfEmpty();
 

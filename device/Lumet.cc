@@ -109,6 +109,9 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
     case 'C':
       if (LumetDelegate* owner = delegate()) owner->TavoInitializationDone(true);
       break;
+    case 'E':
+      if (archive_) archive_->Erased();
+      break;
     case 'M':
       CopyStringData(data, SerialNo, length);
       TruncateSerialNumber(length);
@@ -195,13 +198,15 @@ void Lumet::DispatchCommand() {
       break;
     case 'A':
     case 'C':
-    case 'E':
     case 'M':
     case 'N':
     case 'V':
     case 'b':
     case 'w':
       ThreadSendCommand();
+      break;
+    case 'E':
+      EraseIfPermitted();
       break;
     case 'P':
       download_->SynchronizeBurst();
@@ -245,6 +250,20 @@ void Lumet::SetCommand(std::string_view command) {
 void Lumet::ThreadSendCommand() {
   TakeCommand();
   SendCommandAndWait(kCommandWait);
+}
+
+void Lumet::EraseIfPermitted() {
+  const std::optional<ErasePermit> permit = archive_ ? archive_->AwaitCopy() : std::nullopt;
+  if (!permit) {
+    Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the records are not on the disk");
+    return ConsumeHead();
+  }
+  // During the wait, the cable may have been connected to another scanner.
+  if (cmdArray_.Contains(*head_)) SendErase(*permit);
+}
+
+void Lumet::SendErase(const ErasePermit& /*permit*/) {
+  ThreadSendCommand();
 }
 
 void Lumet::SendCommand() {

@@ -15,6 +15,7 @@
 #include "device/LumetDelegate.h"
 #include "device/ReceiveMachine.h"
 #include "device/ReceivedBytes.h"
+#include "device/RecordArchive.h"
 #include "device/ScannerIdentity.h"
 #include "device/SerialPort.h"
 #include "device/Settings.h"
@@ -47,6 +48,11 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   /// Sets the download, which must never be destroyed. Call it once, before the first connection.
   void setDownload(Download* download) { download_ = download; }
+
+  /// The archive, or null. Without an archive, the session sends no erase command.
+  RecordArchive* archive() const { return archive_; }
+  /// Sets the archive, which must never be destroyed. Call it once, before the first connection.
+  void setArchive(RecordArchive* archive) { archive_ = archive; }
 
   // --- Connection ---
   /// Opens the scanner's port, queues the start-up commands and sleeps 1 s. After the scanner has
@@ -83,6 +89,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void ThreadSendCommand();  ///< sends the next command and waits up to 5 s for its answer
   void SendCommand();        ///< sends commandBuf, one byte per millisecond
   void SendNullData();       ///< sends three NULs, which the scanner does not answer
+  void EraseIfPermitted();   ///< sends or drops the next command, an erase command
   void WakeupCommand();      ///< sends "W" up to five times, waits 0.5 s for each answer
 
   /// Sends commandBuf and polls for the answer every 0.1 s.
@@ -95,7 +102,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void GetSerialNumber() { Queue({0x01, 'M'}); }      ///< the answer sets SerialNo
   void GetFWVersion() { Queue({0x01, 'V'}); }         ///< the answer sets FWVersion and bTavo300
   void GetAssetNumber() { Queue({0x04, '2', 'Z', 'S', 'G'}); }  ///< the answer sets AssetNumber
-  void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< erases all records in the scanner
+  void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< erases all records if the archive permits
   void Synchronize() { download_->Synchronize(); }  ///< downloads all records
 
   /// Switches wedge mode on or off. SyncTavoClock is called after the scanner has answered.
@@ -146,6 +153,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
  private:
   void Receive(std::span<const std::uint8_t> bytes);
+  void SendErase(const ErasePermit& permit);
   void ShowReceived();
   void InitialSetting();
   void TruncateSerialNumber(std::int32_t length);
@@ -155,6 +163,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   SerialPort serial_;
   std::atomic<LumetDelegate*> delegate_{nullptr};
   Download* download_ = nullptr;
+  RecordArchive* archive_ = nullptr;
   Word<std::uint8_t> bCommandDone_ = 1;
   ReceiveMachine receive_{bCommandDone_};
   Word<std::int32_t> syncEndIndex_ = 0;

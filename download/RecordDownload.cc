@@ -4,6 +4,8 @@
 #include <charconv>
 
 #include "base/Log.h"
+#include "device/RecordArchive.h"
+#include "download/BurstRecords.h"
 
 namespace quillet {
 namespace {
@@ -12,7 +14,6 @@ using Phase = DisplayState::Phase;
 
 constexpr std::int32_t kRecordWait = 10;
 constexpr std::int32_t kBurstWait = 100;
-constexpr std::uint8_t kErasedSlot = 0xFF;
 
 }  // namespace
 
@@ -74,21 +75,22 @@ void RecordDownload::SynchronizeBurstData() {
   // Read only once, since a new connection may reset the count during the loop.
   const std::int32_t received = session_.receive().writePtr();
   const std::int32_t end = std::min(received, ReceiveMachine::kBufferSize);
-  const bool is300 = session_.bTavo300;
-  for (std::int32_t offset = kLengthBytes; offset < end;) {
-    const auto step = static_cast<std::int32_t>(is300 ? session_.MakeInteger(offset, 2)
-                                                      : session_.MakeInteger(offset, 1) + 1);
-    const std::uint32_t symbology = session_.MakeInteger(offset + (is300 ? 2 : 1), 1);
-    Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
-    // A length of 0 would cause an endless loop. A record that exceeds the buffer is incomplete.
-    // All other lengths are accepted.
-    if (step == 0 || step > ReceiveMachine::kBufferSize - offset) {
-      Log(log_, "-[Lumet SynchronizeBurstData]", ": invalid length, remaining records skipped");
-      break;
-    }
-    if (symbology != kErasedSlot) Deliver(offset);
-    offset += step;
+  RecordArchive* const archive = session_.archive();
+  const auto buffer = session_.receive().RxBuffer();
+  if (archive && end > kLengthBytes) {
+    archive->KeepBurst(buffer.subspan(kLengthBytes, static_cast<std::size_t>(end - kLengthBytes)));
   }
+  const std::int32_t walked = ForEachBurstRecord(
+      buffer, kLengthBytes, end, session_.bTavo300,
+      [&](std::int32_t offset, std::int32_t step, bool usable) {
+        Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
+        if (usable) Deliver(offset);
+      });
+  if (walked < end) {
+    Log(log_, "-[Lumet SynchronizeBurstData]", ": invalid length, remaining records skipped");
+  }
+  // A burst without records has no byte after its length.
+  if (archive) archive->BurstDelivered(walked == std::max(received, kLengthBytes));
   session_.Show(Phase::kClosing);
   // The scanner must be woken again after the long transfer.
   session_.Queue({0x01, 'W'});
@@ -96,6 +98,13 @@ void RecordDownload::SynchronizeBurstData() {
 }
 
 void RecordDownload::SynchronizeData() {
+  const ReceiveMachine& receive = session_.receive();
+  if (RecordArchive* const archive = session_.archive()) {
+    const std::int32_t end =
+        std::clamp(receive.writePtr(), kLengthBytes, ReceiveMachine::kBufferSize);
+    archive->KeepRecord(
+        receive.RxBuffer().subspan(kLengthBytes, static_cast<std::size_t>(end - kLengthBytes)));
+  }
   Deliver(kLengthBytes);
 }
 

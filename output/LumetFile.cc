@@ -16,15 +16,14 @@ namespace {
 // file.
 constexpr std::size_t kRegistryReadLimit = 1 << 20;
 
-// Replaces slashes and control characters, which a corrupted serial number may contain.
+}  // namespace
+
 std::string FileNamePart(std::string text) {
   std::replace_if(
       text.begin(), text.end(),
       [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '_');
   return text;
 }
-
-}  // namespace
 
 LumetFile::LumetFile(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
                      std::string dataFolder)
@@ -37,7 +36,7 @@ void LumetFile::CreateBarcodeDirectory() {
   }
 }
 
-void LumetFile::WriteDataToFile(const std::string& path, std::string_view data, bool /*spare*/,
+bool LumetFile::WriteDataToFile(const std::string& path, std::string_view data, bool /*spare*/,
                                 bool append) {
   Log(log_, "-[LumetFile WriteDataToFile::::]", "[", ForeignText(path), "]", ForeignText(data));
   std::string text;
@@ -46,7 +45,9 @@ void LumetFile::WriteDataToFile(const std::string& path, std::string_view data, 
     if (existing) text = DecodeTextFile(*existing);
   }
   text.append(data);
-  Log(log_, files_.Replace(path, text) ? "Success" : "Fail to write");
+  const bool written = files_.Replace(path, text);
+  Log(log_, written ? "Success" : "Fail to write");
+  return written;
 }
 
 bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {

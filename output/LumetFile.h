@@ -34,12 +34,13 @@ class LumetFile {
   /// Creates the data folder and its parent folders. A failure is only logged.
   void CreateBarcodeDirectory();
 
-  /// Replaces a text file. The result is only logged.
+  /// Replaces a text file and logs the result.
   /// @param path    absolute path of the file
   /// @param data    the text in UTF-8
   /// @param spare   unused
   /// @param append  whether to keep the text of an existing file, converted to UTF-8, before `data`
-  void WriteDataToFile(const std::string& path, std::string_view data, bool spare, bool append);
+  /// @return true if the file is replaced and synchronized with the storage device
+  bool WriteDataToFile(const std::string& path, std::string_view data, bool spare, bool append);
 
   /// Reads the settings file into a buffer and appends a NUL.
   /// @param dest      receives the text, truncated to its size
@@ -65,6 +66,10 @@ class LumetFile {
   platform::FileStore& files_;
   const std::string dataFolder_;
 };
+
+/// Returns a text in which slashes and control characters are replaced with '_'. A corrupted serial
+/// number may contain them.
+std::string FileNamePart(std::string text);
 
 /// Returns the path of a run's output file: `path` with each placeholder, including its slash,
 /// replaced by the result of `name`. Intentional: because the slash is replaced too, the file is

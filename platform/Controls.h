@@ -44,7 +44,7 @@ class ToolbarItem {
   virtual void OnPress(std::function<void()> action) = 0;  ///< sets the action to call when pressed
 };
 
-/// The progress display of the main window. Hidden initially.
+/// The line below the main view, which shows progress or a message. Hidden initially.
 class ProgressDisplay {
  public:
   virtual ~ProgressDisplay() = default;
@@ -54,7 +54,8 @@ class ProgressDisplay {
   /// @param fraction  completed part, 0 to 1; negative if unknown
   virtual void Show(std::string_view text, double fraction) = 0;
 
-  virtual void Hide() = 0;  ///< hides the display
+  virtual void ShowMessage(std::string_view text) = 0;  ///< shows one line without progress
+  virtual void Hide() = 0;                              ///< hides the display
 };
 
 /// A window, hidden or visible. Exists until the program ends.

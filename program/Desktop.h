@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "base/SystemLog.h"
 #include "platform/Applications.h"
@@ -33,6 +34,10 @@ struct DesktopParts {
 
 /// Creates the backends for the process's session. Main thread.
 Desktop DesktopOfSession(const DesktopParts& parts);
+
+/// Returns the absolute path of the folder for the user's archive, or an empty text if the user has
+/// no home folder. Main thread.
+std::string ArchiveFolderOfUser();
 
 /// Returns the registry of serial ports. The first call creates the registry, which is never
 /// destroyed. Main thread, after creation of the QApplication.

@@ -3,6 +3,7 @@
 #include "platform/linux/DesktopApplications.h"
 #include "platform/linux/DesktopSession.h"
 #include "platform/linux/UdevSerialRegistry.h"
+#include "platform/posix/HomeFolder.h"
 #include "platform/qt/QtDescriptorWatch.h"
 #include "platform/qt/QtPasteboard.h"
 #include "platform/qt/QtWorkspace.h"
@@ -17,6 +18,14 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
           .pasteboard = std::make_unique<platform::qt::QtPasteboard>(parts.mainQueue),
           .applications =
               std::make_unique<DesktopApplications>(IsX11Session(std::getenv), parts.clock)};
+}
+
+// $XDG_STATE_HOME must be absolute (XDG Base Directory Specification).
+std::string ArchiveFolderOfUser() {
+  const char* const state = std::getenv("XDG_STATE_HOME");
+  if (state != nullptr && state[0] == '/') return std::string(state) + "/quillet/runs";
+  const std::string home = platform::posix::HomeFolder();
+  return home.empty() ? home : home + "/.local/state/quillet/runs";
 }
 
 platform::SerialRegistry& SerialRegistryOfSystem() {

@@ -2,6 +2,7 @@
 #include "platform/macos/IoKitSerialRegistry.h"
 #include "platform/macos/LaunchServicesApplications.h"
 #include "platform/macos/QuartzKeyEvents.h"
+#include "platform/posix/HomeFolder.h"
 #include "program/Desktop.h"
 
 namespace quillet {
@@ -12,6 +13,11 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
           .keyEvents = std::make_unique<QuartzKeyEvents>(parts.log),
           .pasteboard = std::make_unique<GeneralPasteboard>(),
           .applications = std::make_unique<LaunchServicesApplications>()};
+}
+
+std::string ArchiveFolderOfUser() {
+  const std::string home = platform::posix::HomeFolder();
+  return home.empty() ? home : home + "/Library/Application Support/Quillet/Runs";
 }
 
 platform::SerialRegistry& SerialRegistryOfSystem() {

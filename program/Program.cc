@@ -9,9 +9,9 @@
 namespace quillet {
 
 // Qt gets only the program's name: Quillet takes no arguments.
-Program::Program(char* name, std::string dataFolder)
+Program::Program(char* name, Folders folders)
     : argv_{name, nullptr},
-      dataFolder_(std::move(dataFolder)),
+      folders_(std::move(folders)),
       application_(argc_, argv_),
       settingsWindow_(window_.widget(), kChoices),
       panels_(settingsWindow_),
@@ -34,7 +34,7 @@ void Program::Run(platform::SerialRegistry& registry) {
                          .synchronize = window_.synchronizeItem(),
                          .clearview = window_.clearItem(),
                          .progress = window_.progress()},
-      settingsWindow_, dataFolder_);
+      settingsWindow_, folders_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);
   window_.Show();

@@ -24,9 +24,9 @@ namespace quillet {
 /// connection thread use its members until the process ends.
 class Program {
  public:
-  /// @param name        argv[0]
-  /// @param dataFolder  absolute path of the folder for settings and output files
-  Program(char* name, std::string dataFolder);
+  /// @param name     argv[0]
+  /// @param folders  folders for the program's files
+  Program(char* name, Folders folders);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
   ~Program() = delete;
@@ -45,7 +45,7 @@ class Program {
  private:
   int argc_ = 1;
   char* argv_[2];
-  const std::string dataFolder_;
+  const Folders folders_;
   platform::posix::SyslogLog log_;
   platform::posix::PosixClock clock_;
   platform::posix::PosixSerialLine line_;

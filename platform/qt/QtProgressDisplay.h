@@ -20,11 +20,16 @@ class QtProgressDisplay final : public ProgressDisplay {
 
   void Show(std::string_view text, double fraction) override {
     constexpr int kSteps = 1000;
-    label_.setText(ToQString(text));
-    label_.setToolTip(label_.text());  // the label may be too narrow for the text
+    ShowMessage(text);
     bar_.setRange(0, fraction < 0 ? 0 : kSteps);
     if (fraction >= 0) bar_.setValue(static_cast<int>(fraction * kSteps));
     bar_.show();
+  }
+
+  void ShowMessage(std::string_view text) override {
+    label_.setText(ToQString(text));
+    label_.setToolTip(label_.text());  // the label may be too narrow
+    bar_.hide();
   }
 
   void Hide() override {

@@ -27,7 +27,7 @@ using simulator::UsageError;
 
 struct Arguments {
   bool help = false;
-  bool unattended = false;  // synchronize, check the file, save a picture and exit
+  bool unattended = false;  // synchronize, check the file, save a screenshot and exit
   bool burst = true;        // all records in one transfer
   bool autoSync = false;    // synchronize as soon as the scanner is connected
   std::string folder;       // absolute path of the parent of the data folder
@@ -152,7 +152,8 @@ int main(int argc, char** argv) {
                 scanner->Path().c_str(), scanner->Records().size(), dataFolder.c_str());
     std::fflush(stdout);
 
-    static auto* const program = new Program(argv[0], dataFolder);
+    static auto* const program =
+        new Program(argv[0], {.data = dataFolder, .archive = arguments.folder + "/Archive"});
     static auto* const port = new SimulatedPort(scanner->Path());
     if (arguments.unattended) {
       CheckWhenFinished(*program, *scanner, options.device, arguments.folder);

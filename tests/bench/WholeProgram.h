@@ -79,7 +79,7 @@ class WholeProgram {
             Platform{log, clock_, test::SystemLine(), files_, queue_, registry_, workspace_,
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
             MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_}, form_,
-            folder_ / "QuilletData")) {
+            Folders{folder_ / "QuilletData", folder_ / "Archive"})) {
     registry_.Attach("usbmodem1", scanner.Path());
     application_.setWindow(&window_);
     application_.setSyncController(&controller_);

@@ -286,6 +286,15 @@ TEST_P(ProgressDisplayContract, IsVisibleBetweenShowAndHide) {
   EXPECT_EQ(harness_->Fraction(), std::nullopt);
 }
 
+TEST_P(ProgressDisplayContract, ShowsAMessageWithoutProgress) {
+  harness_->Progress().Show("Received 1", 0.5);
+  harness_->Progress().ShowMessage("The disk is full.");
+  EXPECT_EQ(harness_->ProgressText(), "The disk is full.");
+  EXPECT_EQ(harness_->Fraction(), std::nullopt);
+  harness_->Progress().Hide();
+  EXPECT_EQ(harness_->ProgressText(), "");
+}
+
 INSTANTIATE_TEST_SUITE_P(Progress, ProgressDisplayContract, kWindows, kNameOf);
 
 class WindowContract : public Contract<WindowHarness> {

@@ -172,12 +172,13 @@ class AppFixture : public ::testing::Test {
   FakeWindow& window = Immortal<FakeWindow>();
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
+  std::string archiveFolder = folder / "Archive";
   SyncController& controller = Immortal<SyncController>(
       Platform{log, clock, Or(own_.line, tavo), files, mainQueue, Or(own_.registry, registry),
                Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
                Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
       MainWindowControls{view, ports, connect, settings, synchronize, clear, progress}, form,
-      dataFolder);
+      Folders{dataFolder, archiveFolder});
 
  private:
   template <class Interface>

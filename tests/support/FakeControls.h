@@ -118,6 +118,11 @@ class FakeProgressDisplay final : public platform::ProgressDisplay {
     text_ = text;
     fraction_ = fraction;
     shown_ = true;
+    isMessage_ = false;
+  }
+  void ShowMessage(std::string_view text) override {
+    Show(text, 0);
+    isMessage_ = true;
   }
   void Hide() override {
     Show("", 0);
@@ -125,10 +130,13 @@ class FakeProgressDisplay final : public platform::ProgressDisplay {
   }
   const std::string& text() const { return text_; }
   double fraction() const { return fraction_; }
-  bool IsShown() const { return shown_; }
+  bool IsShown() const { return shown_ && !isMessage_; }
+  /// The message, or an empty text while progress is shown.
+  std::string Message() const { return isMessage_ ? text_ : std::string(); }
 
  private:
   bool shown_ = false;
+  bool isMessage_ = false;
   std::string text_;
   double fraction_ = 0;
 };

@@ -12,6 +12,7 @@
 #include "download/RecordDownload.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/Immortal.h"
+#include "tests/support/RecordingArchive.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/RecordingOwner.h"
 #include "tests/support/ScriptedLine.h"
@@ -26,6 +27,7 @@ class LumetFixture : public ::testing::Test {
   LumetFixture() {
     lumet.recorddelimiter = 0;
     lumet.setDelegate(&owner);
+    lumet.setArchive(&archive);
     clock.OnSleep([this] { AnswerAtPoll(); });
   }
   ~LumetFixture() override {
@@ -102,6 +104,7 @@ class LumetFixture : public ::testing::Test {
   FakeClock& clock = Immortal<FakeClock>(1e6);
   ScriptedLine& line = Immortal<ScriptedLine>();
   RecordingOwner& owner = Immortal<RecordingOwner>();
+  RecordingArchive& archive = Immortal<RecordingArchive>();
   Lumet& lumet = Immortal<Lumet>(log, clock, line);
   RecordDownload& download = Immortal<RecordDownload>(log, lumet);
 

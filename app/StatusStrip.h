@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "app/RunProgress.h"
+#include "platform/Controls.h"
+
+namespace quillet {
+
+/// The line below the main view. Shows the progress of a run, and otherwise the latest message.
+/// Main thread.
+class StatusStrip {
+ public:
+  /// @param display  shows the line; outlives this object
+  explicit StatusStrip(platform::ProgressDisplay& display) : display_(display) {}
+
+  void ShowProgress(const RunProgress::Shown& shown);  ///< shows progress until EndProgress
+  void EndProgress();                                  ///< shows the message again, if there is one
+
+  /// Shows a message until the next one.
+  /// @param message  UTF-8, one line; empty: removes the message
+  void ShowMessage(std::string_view message);
+
+ private:
+  void ShowLatest();
+
+  platform::ProgressDisplay& display_;
+  std::string message_;
+  bool inProgress_ = false;
+};
+
+}  // namespace quillet

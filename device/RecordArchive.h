@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace quillet {
+
+/// Proof that erasing the scanner loses no record. Only such a proof lets Lumet send the erase
+/// command.
+class ErasePermit {
+ public:
+  /// Returns a permit for a run without records.
+  /// @param received  number of records received in the run
+  /// @return no value unless `received` is 0
+  static std::optional<ErasePermit> ForEmptyRun(std::int64_t received) {
+    if (received != 0) return std::nullopt;
+    return ErasePermit();
+  }
+
+ private:
+  friend class RunArchive;  // creates permits for synchronized copies
+  ErasePermit() = default;
+};
+
+/// Keeps every record that the session receives, and decides whether the scanner may be erased.
+/// Implemented by RunArchive.
+class RecordArchive {
+ public:
+  /// Keeps a record that arrived alone. Called before the record is delivered. Read thread.
+  /// @param record  the stored record as received; valid during the call
+  virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;
+
+  /// Keeps a burst. Called before its first record is delivered. Read thread.
+  /// @param records  the stored records as received; valid during the call
+  virtual void KeepBurst(std::span<const std::uint8_t> records) = 0;
+
+  /// Called after the last record of a burst has been delivered. Read thread.
+  /// @param complete  false if records are known to be cut off
+  virtual void BurstDelivered(bool complete) = 0;
+
+  /// Waits until every record of the run is on the computer's disk. The wait is bounded. Command
+  /// thread.
+  /// @return no value if the scanner must not be erased
+  virtual std::optional<ErasePermit> AwaitCopy() = 0;
+
+  /// Called after the scanner has confirmed that it is erased. Read thread.
+  virtual void Erased() = 0;
+
+ protected:
+  ~RecordArchive() = default;
+};
+
+}  // namespace quillet

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "device/ReceivedBytes.h"
+
+namespace quillet {
+
+/// Calls `record(offset, step, usable)` for each stored record of a burst. `step` is its length in
+/// bytes. `usable` is false for an erased record and for a record with an invalid length, which
+/// ends the walk: a length of 0 would cause an endless loop, and a record that exceeds the buffer
+/// is incomplete. All other lengths are accepted.
+/// @param buffer  the received bytes, read as 0 beyond their end
+/// @param offset  index of the first record
+/// @param end     index after the last record
+/// @param is300   whether the records have the 300-series layout
+/// @return the index where the walk ended: less than `end` after an invalid length, greater if the
+///         last record exceeds `end`
+template <class Record>
+std::int32_t ForEachBurstRecord(std::span<const std::uint8_t> buffer, std::int32_t offset,
+                                std::int32_t end, bool is300, Record&& record) {
+  constexpr std::uint32_t kErasedSlot = 0xFF;
+  const auto size = static_cast<std::int32_t>(buffer.size());
+  while (offset < end) {
+    const auto step = static_cast<std::int32_t>(is300 ? NumberAt(buffer, offset, 2)
+                                                      : NumberAt(buffer, offset, 1) + 1);
+    const bool valid = step != 0 && step <= size - offset;
+    record(offset, step, valid && NumberAt(buffer, offset + (is300 ? 2 : 1), 1) != kErasedSlot);
+    if (!valid) break;
+    offset += step;
+  }
+  return offset;
+}
+
+}  // namespace quillet

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "device/ScannerIdentity.h"
+
+namespace quillet {
+
+/// The first line of a records file.
+inline constexpr std::string_view kArchiveHeader = "quillet-archive 1";
+
+/// Returns a text with '%', spaces at its ends and control characters written as "%" and two
+/// hexadecimal digits.
+std::string EscapedText(std::string_view text);
+/// Reverses EscapedText. Invalid escapes are kept.
+std::string UnescapedText(std::string_view text);
+
+/// The contents of a records file, except its records. Texts are empty if the file does not state
+/// them.
+struct ArchivedRun {
+  std::string time;              ///< local time when the file was opened: YYYY-MM-DD hh:mm:ss
+  std::string serial;            ///< serial number of the scanner
+  std::string file;              ///< path of the output file, if it was written
+  std::string target;            ///< path in the settings: of the output file or the application
+  std::int32_t destination = 1;  ///< see app/Destinations.h
+  std::int64_t records = 0;      ///< number of records, without erased ones
+  bool ended = false;            ///< false for live scans and for a run that was interrupted
+  bool complete = false;         ///< all records of the scanner were received
+  bool erased = false;           ///< the scanner confirmed that it was erased
+};
+
+/// Receives a stored record.
+/// @param scanner  the scanner that sent the record
+/// @param record   the record as received
+using ArchivedRecord =
+    std::function<void(const ScannerIdentity& scanner, std::span<const std::uint8_t> record)>;
+
+/// Reads a records file. An incomplete last entry is ignored.
+/// @param contents  contents of the file
+/// @param record    called for each record that is not erased, in the order of arrival
+/// @return no value if `contents` is no records file
+std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
+                                           const ArchivedRecord& record = nullptr);
+
+}  // namespace quillet

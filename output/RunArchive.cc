@@ -1,0 +1,296 @@
+#include "output/RunArchive.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/Log.h"
+#include "output/ArchivedRun.h"
+#include "output/LumetFile.h"
+#include "output/SettingsImage.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::FileStore;
+
+constexpr std::string_view kRecordsEnding = ".records";
+constexpr std::string_view kLinesEnding = ".txt";
+constexpr std::string_view kOpenEnding = ".open";
+
+// An ordinary run takes milliseconds. A slow device with much other data to write takes seconds.
+constexpr auto kLongestSynchronization = 30s;
+constexpr auto kPollPause = 50ms;
+constexpr int kOutputFilePolls = 30s / kPollPause;
+
+constexpr std::size_t kLinesPerWrite = std::size_t{64} * 1024;  // bytes
+constexpr int kMaximumNumber = 1000;
+constexpr std::size_t kChoices = 14;  // characters of the settings file with flags and numbers
+
+}  // namespace
+
+RunArchive::RunArchive(SystemLog& log, platform::Clock& clock, FileStore& files,
+                       const Settings& settings, const ScannerIdentity& scanner, std::string folder)
+    : log_(log),
+      clock_(clock),
+      files_(files),
+      settings_(settings),
+      scanner_(scanner),
+      folder_(std::move(folder)) {}
+
+std::string RunArchive::PathOf(std::string_view name, std::string_view ending) const {
+  return folder_ + "/" + std::string(name) + std::string(ending);
+}
+
+std::vector<std::string> RunArchive::MarkInterruptedRuns() {
+  std::vector<std::string> names;
+  for (const FileStore::Entry& entry : files_.List(folder_)) {
+    if (!entry.name.ends_with(kOpenEnding)) continue;
+    std::string name = entry.name.substr(0, entry.name.size() - kOpenEnding.size());
+    // The file cannot be opened while another process writes the run.
+    const File records = files_.OpenGrowing(PathOf(name, kRecordsEnding), false);
+    if (!records) continue;
+    // A line feed first, since the last entry may be incomplete.
+    records->Append("\nend incomplete " + Timestamp() + "\n");
+    files_.Remove(PathOf(name, kOpenEnding));
+    names.push_back(std::move(name));
+  }
+  return names;
+}
+
+void RunArchive::Begin() {
+  if (runsInProgress_ == 0) {
+    received_ = 0;
+    inOutputFile_ = 0;
+    failed_ = false;
+    cutOff_ = false;
+    startsRun_ = true;
+  } else if (interrupted_) {
+    // The earlier run may still receive records: its counts and failures remain valid.
+    runsInProgress_ = 0;
+    startsRun_ = true;
+  }
+  interrupted_ = false;
+  ++runsInProgress_;
+}
+
+void RunArchive::KeepRecord(std::span<const std::uint8_t> record) {
+  KeepUnit("record", record);
+}
+
+void RunArchive::KeepBurst(std::span<const std::uint8_t> records) {
+  KeepUnit("burst", records);
+  inBurst_ = true;
+}
+
+void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> bytes) {
+  Volume& volume = Current();
+  // The scanner or the settings may have changed since the file was opened.
+  std::string header = Header();
+  if (header != volume.header) {
+    AppendEntry(volume, header);
+    volume.header = std::move(header);
+  }
+  entry_.assign(kind).append(" ").append(std::to_string(bytes.size())).append("\n");
+  entry_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()).append("\n");
+  AppendEntry(volume, entry_);
+}
+
+void RunArchive::KeepLine(std::string_view line) {
+  ++received_;
+  pendingLines_.append(line);
+  if (!inBurst_ || pendingLines_.size() >= kLinesPerWrite) AppendLines();
+}
+
+void RunArchive::AppendLines() {
+  Volume& volume = runsInProgress_ > 0 ? run_ : day_;
+  if (!volume.lines || !volume.lines->Append(pendingLines_)) Failed();
+  volume.size += pendingLines_.size();
+  pendingLines_.clear();
+}
+
+void RunArchive::BurstDelivered(bool complete) {
+  inBurst_ = false;
+  AppendLines();
+  if (!complete) cutOff_ = true;
+}
+
+void RunArchive::OutputFileWritten(const std::string& path, std::int64_t records) {
+  inOutputFile_ += records;
+  if (run_.records) AppendEntry(run_, "file " + EscapedText(path) + "\n");
+}
+
+void RunArchive::End(bool complete) {
+  if (runsInProgress_ > 0) --runsInProgress_;
+  CloseRun(complete && !cutOff_ && !failed_ ? "complete" : "incomplete");
+  if (runsInProgress_ > 0) startsRun_ = true;
+}
+
+void RunArchive::CloseRun(std::string_view status) {
+  if (!std::exchange(run_.open, false)) return;
+  AppendEntry(run_, "end " + std::string(status) + " " + Timestamp() + "\n");
+  files_.Remove(PathOf(run_.name, kOpenEnding));
+}
+
+void RunArchive::Erased() {
+  if (run_.records && !startsRun_) AppendEntry(run_, "erased " + Timestamp() + "\n");
+}
+
+std::optional<ErasePermit> RunArchive::AwaitCopy() {
+  if (const auto permit = ErasePermit::ForEmptyRun(received_)) return permit;
+  if (cutOff_) {
+    Report(Problem::kCutOff);
+    return std::nullopt;
+  }
+  if (FilesSynchronized()) return ErasePermit();
+  // In a record-by-record download, the erase is queued before the output file is written.
+  for (int poll = 0; poll < kOutputFilePolls; ++poll) {
+    if (OutputFileIsACopy()) return ErasePermit();
+    if (settings_.destination != 0 || runsInProgress_ == 0) break;
+    clock_.Sleep(kPollPause);
+  }
+  if (OutputFileIsACopy()) return ErasePermit();
+  Report(Problem::kEraseWithheld);
+  return std::nullopt;
+}
+
+bool RunArchive::OutputFileIsACopy() const {
+  return inOutputFile_ == received_;
+}
+
+bool RunArchive::FilesSynchronized() {
+  if (failed_) return false;
+  std::vector<File> files;
+  {
+    const std::lock_guard lock(mutex_);
+    files.swap(closed_);
+    for (const File& file : current_) {
+      if (file) files.push_back(file);
+    }
+  }
+  for (const File& file : files) {
+    if (file->Synchronize(kLongestSynchronization)) continue;
+    Failed();
+    return false;
+  }
+  return true;
+}
+
+void RunArchive::Failed() {
+  if (failed_) return;
+  failed_ = true;
+  Report(Problem::kNotWritten);
+}
+
+void RunArchive::Report(Problem problem) const {
+  if (onProblem_) onProblem_(problem);
+}
+
+std::string RunArchive::Timestamp() const {
+  const platform::CalendarTime now = clock_.LocalTime();
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", now.year, now.month, now.day,
+                now.hour, now.minute, now.second);
+  return text;
+}
+
+RunArchive::Volume& RunArchive::Current() {
+  if (runsInProgress_ == 0) {
+    OpenDay();
+    return day_;
+  }
+  if (startsRun_ || run_.size >= kFileSize) {
+    if (startsRun_) CloseRun("incomplete");  // an interrupted run
+    startsRun_ = false;
+    OpenRun();
+  }
+  return run_;
+}
+
+void RunArchive::OpenRun() {
+  CloseRun("continued");
+  DropOldRuns();
+  const platform::CalendarTime now = clock_.LocalTime();
+  char stamp[64];
+  std::snprintf(stamp, sizeof stamp, "%04d%02d%02d_%02d%02d%02d_", now.year, now.month, now.day,
+                now.hour, now.minute, now.second);
+  const std::string name = stamp + FileNamePart(scanner_.SerialNo.TextFrom(0));
+  std::string numbered = name;
+  for (int number = 2; !OpenVolume(run_, numbered, true) && number < kMaximumNumber; ++number) {
+    if (!files_.Read(PathOf(numbered, kRecordsEnding), 0)) return Failed();  // not a name conflict
+    numbered = name + "_" + std::to_string(number);
+  }
+  run_.open = true;
+  files_.Replace(PathOf(run_.name, kOpenEnding), "");
+}
+
+void RunArchive::OpenDay() {
+  const platform::CalendarTime now = clock_.LocalTime();
+  char name[64];
+  std::snprintf(name, sizeof name, "%04d%02d%02d_live", now.year, now.month, now.day);
+  if (day_.records && day_.size < kFileSize && day_.name.starts_with(name)) return;
+  std::string numbered = name;
+  for (int number = 2; number < kMaximumNumber; ++number) {
+    if (OpenVolume(day_, numbered, false) && day_.size < kFileSize) return;
+    if (OpenVolume(day_, numbered, true)) return;
+    if (!files_.Read(PathOf(numbered, kRecordsEnding), 0)) return Failed();
+    numbered = std::string(name) + "_" + std::to_string(number);  // full, or open elsewhere
+  }
+}
+
+// Replaces the volume, which is then empty after an error.
+bool RunArchive::OpenVolume(Volume& volume, const std::string& name, bool fresh) {
+  volume = {};
+  if (!files_.CreatePrivateFolder(folder_)) return false;
+  File records = files_.OpenGrowing(PathOf(name, kRecordsEnding), fresh);
+  File lines = records ? files_.OpenGrowing(PathOf(name, kLinesEnding), fresh) : nullptr;
+  if (!lines) return false;
+  volume = {.records = records, .lines = std::move(lines), .name = name};
+  if (!fresh) {
+    for (const FileStore::Entry& entry : files_.List(folder_)) {
+      if (entry.name == name + std::string(kRecordsEnding)) volume.size = entry.bytes;
+    }
+  }
+  AppendEntry(volume, std::string(kArchiveHeader) + "\ntime " + Timestamp() + "\n");
+  const std::lock_guard lock(mutex_);
+  File& current = current_[&volume == &run_ ? 0 : 1];
+  if (current) closed_.push_back(std::move(current));
+  current = std::move(records);
+  return true;
+}
+
+void RunArchive::AppendEntry(Volume& volume, std::string_view entry) {
+  if (!volume.records || !volume.records->Append(entry)) return Failed();
+  volume.size += entry.size();
+}
+
+// Keeps the newest runs. Names begin with the date, so they sort by age.
+void RunArchive::DropOldRuns() {
+  std::vector<FileStore::Entry> entries = files_.List(folder_);
+  std::size_t runs = 0;
+  std::uint64_t bytes = 0;
+  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+    bytes += entry->bytes;
+    if (entry->name.ends_with(kRecordsEnding)) ++runs;
+    if (runs < kRuns && bytes <= kArchiveSize - kFileSize) continue;
+    const std::string name = entry->name.substr(0, entry->name.rfind('.'));
+    if (name == day_.name || !files_.OpenGrowing(PathOf(name, kRecordsEnding), false)) continue;
+    for (const auto ending : {kLinesEnding, kRecordsEnding}) files_.Remove(PathOf(name, ending));
+  }
+}
+
+std::string RunArchive::Header() const {
+  const std::int32_t destination = settings_.destination;
+  std::string target;
+  if (destination == 0) target = settings_.filename.Get();
+  if (destination == 3) target = settings_.appname.Get();
+  SettingsImage image;
+  WriteChoices(settings_, image);
+  const std::string choices(image.data(), kChoices);
+  return "scanner " + EscapedText(scanner_.SerialNo.TextFrom(0)) + "\nfirmware " +
+         EscapedText(scanner_.FWVersion.TextFrom(0)) + "\nlayout " +
+         (scanner_.bTavo300 ? "300" : "older") + "\nsettings " + EscapedText(choices) +
+         "\ndestination " + std::to_string(destination) + " " + EscapedText(target) + "\n";
+}
+
+}  // namespace quillet

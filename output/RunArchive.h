@@ -1,0 +1,148 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/SystemLog.h"
+#include "base/Word.h"
+#include "device/RecordArchive.h"
+#include "device/ScannerIdentity.h"
+#include "device/Settings.h"
+#include "platform/Clock.h"
+#include "platform/FileStore.h"
+
+namespace quillet {
+
+/// Writes every received record to the user's archive folder, in the format of docs/archive.md, and
+/// permits an erase only if all records of the run are on the disk.
+///
+/// A run has two files of the same name: NAME.txt with the composed lines, and NAME.records with
+/// the records as received. Scans that arrive outside a run go to two files per day. While a run is
+/// in progress, NAME.open marks its files.
+class RunArchive final : public RecordArchive {
+ public:
+  /// A problem that the user should know about.
+  enum class Problem {
+    kNotWritten,     ///< a record could not be written to the archive
+    kEraseWithheld,  ///< the scanner is not erased, because records are on no disk
+    kCutOff,         ///< the scanner is not erased, because records were cut off
+  };
+
+  static constexpr std::uint64_t kFileSize = 20'000'000;      ///< size that starts a new file
+  static constexpr std::uint64_t kArchiveSize = 200'000'000;  ///< size of all files that are kept
+  static constexpr std::size_t kRuns = 100;                   ///< number of runs that are kept
+
+  /// @param log       must outlive this object, like all other arguments
+  /// @param clock     provides the times in names and files
+  /// @param files     writes the files
+  /// @param settings  written to the files
+  /// @param scanner   written to the files
+  /// @param folder    absolute path of the archive folder; need not exist
+  RunArchive(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
+             const Settings& settings, const ScannerIdentity& scanner, std::string folder);
+  RunArchive(const RunArchive&) = delete;
+  RunArchive& operator=(const RunArchive&) = delete;
+
+  /// Sets the function to call when a problem occurs. Call it before the first record. The function
+  /// is called on the read thread or the command thread.
+  void OnProblem(std::function<void(Problem)> action) { onProblem_ = std::move(action); }
+
+  /// Marks the runs as incomplete that an earlier process did not end. Call it before the first
+  /// record.
+  /// @return the names of these runs
+  std::vector<std::string> MarkInterruptedRuns();
+
+  /// Begins a run. A run that begins while another one is in progress uses the same files, unless
+  /// the connection ended in between. Any thread.
+  void Begin();
+  /// Called when the connection ends. Any thread.
+  void ConnectionEnded() { interrupted_ = true; }
+  /// Keeps a composed line. Read thread.
+  void KeepLine(std::string_view line);
+  /// Called when the output file of a run has been written. Read thread.
+  /// @param path     absolute path of the file
+  /// @param records  number of records that are in the file and synchronized; 0 after an error
+  void OutputFileWritten(const std::string& path, std::int64_t records);
+  /// Ends a run. Read thread.
+  /// @param complete  whether all records of the scanner were received
+  void End(bool complete);
+
+  void KeepRecord(std::span<const std::uint8_t> record) override;
+  void KeepBurst(std::span<const std::uint8_t> records) override;
+  void BurstDelivered(bool complete) override;
+  std::optional<ErasePermit> AwaitCopy() override;
+  void Erased() override;
+
+  /// Absolute path of the archive folder.
+  const std::string& folder() const { return folder_; }
+
+ private:
+  using File = std::shared_ptr<platform::GrowingFile>;
+
+  /// The files of a run or of a day.
+  struct Volume {
+    File records;
+    File lines;
+    std::string name;
+    std::string header = {};  // the last header written
+    std::uint64_t size = 0;
+    bool open = false;
+  };
+
+  Volume& Current();
+  void OpenRun();
+  void OpenDay();
+  bool OpenVolume(Volume& volume, const std::string& name, bool fresh);
+  void CloseRun(std::string_view status);
+  void KeepUnit(std::string_view kind, std::span<const std::uint8_t> bytes);
+  void AppendEntry(Volume& volume, std::string_view entry);
+  void AppendLines();
+  void Failed();
+  void Report(Problem problem) const;
+  std::string Header() const;
+  std::string Timestamp() const;
+  std::string PathOf(std::string_view name, std::string_view ending) const;
+  bool FilesSynchronized();
+  bool OutputFileIsACopy() const;
+  void DropOldRuns();
+
+  SystemLog& log_;
+  platform::Clock& clock_;
+  platform::FileStore& files_;
+  const Settings& settings_;
+  const ScannerIdentity& scanner_;
+  const std::string folder_;
+  std::function<void(Problem)> onProblem_;
+
+  std::atomic<std::int32_t> runsInProgress_{0};
+  std::atomic<std::int64_t> received_{0};      // records since the last run began
+  std::atomic<std::int64_t> inOutputFile_{0};  // of these, records in the output file
+  Word<bool> startsRun_ = false;               // the next record opens the files of a run
+  Word<bool> interrupted_ = false;
+  Word<bool> failed_ = false;
+  Word<bool> cutOff_ = false;
+
+  // Read thread.
+  Volume run_;
+  Volume day_;
+  std::string pendingLines_;
+  std::string entry_;
+  bool inBurst_ = false;
+
+  // The records files that AwaitCopy synchronizes. The lock is held only while they are copied.
+  std::mutex mutex_;
+  std::array<File, 2> current_;  // of the run and of the day
+  std::vector<File> closed_;
+};
+
+}  // namespace quillet

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "device/RecordArchive.h"
+
+namespace quillet::test {
+
+/// An archive that records what it is given. By default it permits every erase.
+class RecordingArchive final : public RecordArchive {
+ public:
+  void KeepRecord(std::span<const std::uint8_t> record) override { Keep("record ", record); }
+  void KeepBurst(std::span<const std::uint8_t> records) override { Keep("burst ", records); }
+  void BurstDelivered(bool complete) override { kept.push_back(complete ? "complete" : "cut off"); }
+  std::optional<ErasePermit> AwaitCopy() override {
+    if (onAwait) onAwait();
+    return ErasePermit::ForEmptyRun(permits ? 0 : 1);
+  }
+  void Erased() override { kept.push_back("erased"); }
+
+  bool permits = true;
+  std::function<void()> onAwait;  ///< called by AwaitCopy
+  std::vector<std::string> kept;  ///< the kind and bytes of each unit, and the other calls
+
+ private:
+  void Keep(std::string kind, std::span<const std::uint8_t> bytes) {
+    kept.push_back(kind.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  }
+};
+
+}  // namespace quillet::test
