@@ -92,7 +92,7 @@ void SyncController::OpenArchive() {
                             folders_.archive);
   archive_->OnProblem([this](RunArchive::Problem problem) { ReportArchiveProblem(problem); });
   lumet->setArchive(archive_);
-  const std::vector<std::string> interrupted = archive_->MarkInterruptedRuns();
+  const std::vector<std::string> interrupted = archive_->TakeInterruptedRuns();
   for (const std::string& name : interrupted) {
     Log(platform_.log, "Quillet: synchronization interrupted: ", ForeignText(name));
   }

@@ -118,6 +118,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
       break;
     case 'N':
       syncEndIndex_ = static_cast<std::int32_t>(MakeOneNumber(data));
+      if (archive_) archive_->DownloadStarted();
       break;
     case 'P':
       download_->SynchronizeBurstData();

@@ -27,6 +27,9 @@ class ErasePermit {
 /// Implemented by RunArchive.
 class RecordArchive {
  public:
+  /// Called when the scanner has stated its number of records. Read thread.
+  virtual void DownloadStarted() = 0;
+
   /// Keeps a record that arrived alone. Called before the record is delivered. Read thread.
   /// @param record  the stored record as received; valid during the call
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;

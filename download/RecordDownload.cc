@@ -5,7 +5,7 @@
 
 #include "base/Log.h"
 #include "device/RecordArchive.h"
-#include "download/BurstRecords.h"
+#include "download/StoredRecords.h"
 
 namespace quillet {
 namespace {
@@ -89,7 +89,7 @@ void RecordDownload::SynchronizeBurstData() {
   if (walked < end) {
     Log(log_, "-[Lumet SynchronizeBurstData]", ": invalid length, remaining records skipped");
   }
-  // A burst without records has no byte after its length.
+  // An answer without records may be shorter than a length.
   if (archive) archive->BurstDelivered(walked == std::max(received, kLengthBytes));
   session_.Show(Phase::kClosing);
   // The scanner must be woken again after the long transfer.
@@ -98,12 +98,13 @@ void RecordDownload::SynchronizeBurstData() {
 }
 
 void RecordDownload::SynchronizeData() {
-  const ReceiveMachine& receive = session_.receive();
   if (RecordArchive* const archive = session_.archive()) {
-    const std::int32_t end =
-        std::clamp(receive.writePtr(), kLengthBytes, ReceiveMachine::kBufferSize);
-    archive->KeepRecord(
-        receive.RxBuffer().subspan(kLengthBytes, static_cast<std::size_t>(end - kLengthBytes)));
+    const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
+    // Both lengths can be wrong. All bytes that the composer may read are kept.
+    const std::int32_t frame = session_.receive().totallength() - kLengthBytes;
+    const std::int32_t record = RecordLength(records, 0, session_.bTavo300);
+    const auto length = static_cast<std::size_t>(std::max(frame, record));
+    archive->KeepRecord(records.first(std::min(length, records.size())));
   }
   Deliver(kLengthBytes);
 }

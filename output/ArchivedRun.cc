@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "download/BurstRecords.h"
+#include "download/StoredRecords.h"
 
 namespace quillet {
 namespace {
@@ -18,9 +18,12 @@ std::string_view TakeUntil(std::string_view& text, char separator) {
   return taken;
 }
 
-std::size_t Number(std::string_view text) {
+// Returns no value if the text is not a decimal number or the number is too large.
+std::optional<std::size_t> Number(std::string_view text) {
   std::size_t number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number);
+  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
   return number;
 }
 
@@ -34,7 +37,7 @@ class Reader {
     if (name == "scanner") SetScanner(UnescapedText(line));
     if (name == "layout") scanner_.bTavo300 = line == "300";
     if (name == "destination") {
-      run.destination = static_cast<std::int32_t>(Number(TakeUntil(line, ' ')));
+      run.destination = static_cast<std::int32_t>(Number(TakeUntil(line, ' ')).value_or(0));
       run.target = UnescapedText(line);
     }
     if (name == "file") run.file = UnescapedText(line);
@@ -118,11 +121,12 @@ std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
       reader.Entry(line);
       continue;
     }
-    const std::size_t size = Number(line.substr(line.find(' ') + 1));
-    if (size >= contents.size()) break;
-    reader.Records(burst, contents.substr(0, size));
-    contents.remove_prefix(size + 1);
+    const std::optional<std::size_t> size = Number(line.substr(line.find(' ') + 1));
+    if (!size || *size >= contents.size() || contents[*size] != '\n') return reader.run;
+    reader.Records(burst, contents.substr(0, *size));
+    contents.remove_prefix(*size + 1);
   }
+  reader.run.whole = contents.empty();
   return reader.run;
 }
 

@@ -29,6 +29,7 @@ struct ArchivedRun {
   std::string target;            ///< path in the settings: of the output file or the application
   std::int32_t destination = 1;  ///< see app/Destinations.h
   std::int64_t records = 0;      ///< number of records, without erased ones
+  bool whole = false;            ///< the file has no incomplete entry
   bool ended = false;            ///< false for live scans and for a run that was interrupted
   bool complete = false;         ///< all records of the scanner were received
   bool erased = false;           ///< the scanner confirmed that it was erased

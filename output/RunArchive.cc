@@ -42,16 +42,13 @@ std::string RunArchive::PathOf(std::string_view name, std::string_view ending) c
   return folder_ + "/" + std::string(name) + std::string(ending);
 }
 
-std::vector<std::string> RunArchive::MarkInterruptedRuns() {
+std::vector<std::string> RunArchive::TakeInterruptedRuns() {
   std::vector<std::string> names;
   for (const FileStore::Entry& entry : files_.List(folder_)) {
     if (!entry.name.ends_with(kOpenEnding)) continue;
     std::string name = entry.name.substr(0, entry.name.size() - kOpenEnding.size());
     // The file cannot be opened while another process writes the run.
-    const File records = files_.OpenGrowing(PathOf(name, kRecordsEnding), false);
-    if (!records) continue;
-    // A line feed first, since the last entry may be incomplete.
-    records->Append("\nend incomplete " + Timestamp() + "\n");
+    if (!files_.OpenGrowing(PathOf(name, kRecordsEnding), false)) continue;
     files_.Remove(PathOf(name, kOpenEnding));
     names.push_back(std::move(name));
   }
@@ -59,19 +56,24 @@ std::vector<std::string> RunArchive::MarkInterruptedRuns() {
 }
 
 void RunArchive::Begin() {
-  if (runsInProgress_ == 0) {
-    received_ = 0;
-    inOutputFile_ = 0;
-    failed_ = false;
-    cutOff_ = false;
-    startsRun_ = true;
-  } else if (interrupted_) {
-    // The earlier run may still receive records: its counts and failures remain valid.
-    runsInProgress_ = 0;
-    startsRun_ = true;
-  }
+  const bool ownFiles = runsInProgress_ == 0 || interrupted_;
+  // An interrupted run may still receive records and send its erase command.
+  overlaps_ = runsInProgress_ > 0;
+  if (interrupted_) runsInProgress_ = 0;
+  if (ownFiles) startsRun_ = true;
   interrupted_ = false;
   ++runsInProgress_;
+}
+
+// The erase command of an earlier run is sent before this point, not before Begin.
+void RunArchive::DownloadStarted() {
+  if (overlaps_) return;
+  received_ = 0;
+  inOutputFile_ = 0;
+  failed_ = false;
+  cutOff_ = false;
+  const std::lock_guard lock(mutex_);
+  closed_.clear();
 }
 
 void RunArchive::KeepRecord(std::span<const std::uint8_t> record) {
@@ -122,6 +124,7 @@ void RunArchive::OutputFileWritten(const std::string& path, std::int64_t records
 
 void RunArchive::End(bool complete) {
   if (runsInProgress_ > 0) --runsInProgress_;
+  if (runsInProgress_ == 0) overlaps_ = false;
   CloseRun(complete && !cutOff_ && !failed_ ? "complete" : "incomplete");
   if (runsInProgress_ > 0) startsRun_ = true;
 }
@@ -155,7 +158,7 @@ std::optional<ErasePermit> RunArchive::AwaitCopy() {
 }
 
 bool RunArchive::OutputFileIsACopy() const {
-  return inOutputFile_ == received_;
+  return inOutputFile_ >= received_;
 }
 
 bool RunArchive::FilesSynchronized() {
@@ -163,7 +166,7 @@ bool RunArchive::FilesSynchronized() {
   std::vector<File> files;
   {
     const std::lock_guard lock(mutex_);
-    files.swap(closed_);
+    files = closed_;
     for (const File& file : current_) {
       if (file) files.push_back(file);
     }
@@ -231,10 +234,18 @@ void RunArchive::OpenDay() {
   if (day_.records && day_.size < kFileSize && day_.name.starts_with(name)) return;
   std::string numbered = name;
   for (int number = 2; number < kMaximumNumber; ++number) {
-    if (OpenVolume(day_, numbered, false) && day_.size < kFileSize) return;
-    if (OpenVolume(day_, numbered, true)) return;
-    if (!files_.Read(PathOf(numbered, kRecordsEnding), 0)) return Failed();
-    numbered = std::string(name) + "_" + std::to_string(number);  // full, or open elsewhere
+    const auto existing = files_.Read(PathOf(numbered, kRecordsEnding), kFileSize);
+    if (!existing) {
+      if (!OpenVolume(day_, numbered, true)) Failed();
+      return;
+    }
+    // A full file, a file whose last entry is incomplete, or a file that another process uses.
+    const auto run = ReadArchivedRun(*existing);
+    if (run && run->whole && OpenVolume(day_, numbered, false)) {
+      day_.size = existing->size();
+      return;
+    }
+    numbered = std::string(name) + "_" + std::to_string(number);
   }
 }
 
@@ -246,11 +257,6 @@ bool RunArchive::OpenVolume(Volume& volume, const std::string& name, bool fresh)
   File lines = records ? files_.OpenGrowing(PathOf(name, kLinesEnding), fresh) : nullptr;
   if (!lines) return false;
   volume = {.records = records, .lines = std::move(lines), .name = name};
-  if (!fresh) {
-    for (const FileStore::Entry& entry : files_.List(folder_)) {
-      if (entry.name == name + std::string(kRecordsEnding)) volume.size = entry.bytes;
-    }
-  }
   AppendEntry(volume, std::string(kArchiveHeader) + "\ntime " + Timestamp() + "\n");
   const std::lock_guard lock(mutex_);
   File& current = current_[&volume == &run_ ? 0 : 1];

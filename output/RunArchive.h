@@ -57,10 +57,9 @@ class RunArchive final : public RecordArchive {
   /// is called on the read thread or the command thread.
   void OnProblem(std::function<void(Problem)> action) { onProblem_ = std::move(action); }
 
-  /// Marks the runs as incomplete that an earlier process did not end. Call it before the first
-  /// record.
+  /// Finds the runs that an earlier process did not end. A later call does not find them again.
   /// @return the names of these runs
-  std::vector<std::string> MarkInterruptedRuns();
+  std::vector<std::string> TakeInterruptedRuns();
 
   /// Begins a run. A run that begins while another one is in progress uses the same files, unless
   /// the connection ended in between. Any thread.
@@ -77,6 +76,7 @@ class RunArchive final : public RecordArchive {
   /// @param complete  whether all records of the scanner were received
   void End(bool complete);
 
+  void DownloadStarted() override;
   void KeepRecord(std::span<const std::uint8_t> record) override;
   void KeepBurst(std::span<const std::uint8_t> records) override;
   void BurstDelivered(bool complete) override;
@@ -125,10 +125,11 @@ class RunArchive final : public RecordArchive {
   std::function<void(Problem)> onProblem_;
 
   std::atomic<std::int32_t> runsInProgress_{0};
-  std::atomic<std::int64_t> received_{0};      // records since the last run began
+  std::atomic<std::int64_t> received_{0};      // records of the current download
   std::atomic<std::int64_t> inOutputFile_{0};  // of these, records in the output file
   Word<bool> startsRun_ = false;               // the next record opens the files of a run
-  Word<bool> interrupted_ = false;
+  Word<bool> interrupted_ = false;             // the connection of the run in progress has ended
+  Word<bool> overlaps_ = false;                // the run began before the previous one ended
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
 

@@ -88,6 +88,41 @@ TEST_P(FileStoreContract, ReplaceLeavesOtherFilesUnchanged) {
   EXPECT_EQ(store_.Read(path_, kAll), "one");
 }
 
+TEST_P(FileStoreContract, GrowingFilesKeepAllAppendedBytes) {
+  const std::string folder = path_ + "/a";
+  EXPECT_EQ(store_.OpenGrowing(folder + "/log", true), nullptr) << "no folder";
+  ASSERT_TRUE(store_.CreatePrivateFolder(folder));
+  EXPECT_TRUE(store_.CreatePrivateFolder(folder)) << "exists";
+  EXPECT_EQ(store_.OpenGrowing(folder + "/log", false), nullptr) << "no file";
+  for (const bool fresh : {true, false}) {
+    const auto file = store_.OpenGrowing(folder + "/log", fresh);
+    ASSERT_NE(file, nullptr);
+    EXPECT_TRUE(file->Append(std::string("a\0b", 3)));
+    EXPECT_TRUE(file->Append(""));
+    EXPECT_TRUE(file->Synchronize(std::chrono::seconds(30)));
+    EXPECT_TRUE(file->Append("c"));
+  }
+  EXPECT_EQ(store_.Read(folder + "/log", kAll), std::string("a\0bca\0bc", 8));
+  EXPECT_EQ(store_.OpenGrowing(folder + "/log", true), nullptr) << "exists";
+}
+
+TEST_P(FileStoreContract, ListsAndRemovesFiles) {
+  const std::string folder = path_ + "/a";
+  EXPECT_TRUE(store_.List(folder).empty()) << "no folder";
+  ASSERT_TRUE(store_.CreatePrivateFolder(folder));
+  ASSERT_TRUE(store_.CreateFolder(folder + "/inner"));
+  EXPECT_TRUE(store_.List(folder).empty());
+  ASSERT_TRUE(store_.Replace(folder + "/two", "22") && store_.Replace(folder + "/one", "1"));
+  const auto files = store_.List(folder);
+  ASSERT_EQ(files.size(), 2U);
+  EXPECT_EQ(files[0].name, "one");
+  EXPECT_EQ(files[1].name, "two");
+  EXPECT_EQ(files[1].bytes, 2U);
+  EXPECT_TRUE(store_.Remove(folder + "/one"));
+  EXPECT_FALSE(store_.Remove(folder + "/one"));
+  EXPECT_EQ(store_.List(folder).size(), 1U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Files, FileStoreContract,
                          (Implementations<FileStoreHarness, OnDisk<HookedFileStore>,
                                           OnDisk<platform::posix::PosixFileStore>, InMemory>()),

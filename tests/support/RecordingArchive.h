@@ -13,6 +13,7 @@ namespace quillet::test {
 /// An archive that records what it is given. By default it permits every erase.
 class RecordingArchive final : public RecordArchive {
  public:
+  void DownloadStarted() override { kept.push_back("download"); }
   void KeepRecord(std::span<const std::uint8_t> record) override { Keep("record ", record); }
   void KeepBurst(std::span<const std::uint8_t> records) override { Keep("burst ", records); }
   void BurstDelivered(bool complete) override { kept.push_back(complete ? "complete" : "cut off"); }

@@ -321,6 +321,31 @@ TEST_F(LumetTest, SendsNothingAfterATimeOutUntilAnAnswerArrives) {
   EXPECT_TRUE(WaitFor([&] { return line.Sent().starts_with("W"); }));
 }
 
+TEST_F(LumetTest, SendsAnEraseThatTheArchivePermits) {
+  lumet.EraseTavoMemory();
+  Exchange("@");
+  EXPECT_EQ(commands, std::vector<std::string>{"E"});
+  EXPECT_EQ(archive.kept, std::vector<std::string>{"erased"});
+}
+
+TEST_F(LumetTest, DropsAnEraseThatTheArchiveDoesNotPermit) {
+  archive.permits = false;
+  lumet.EraseTavoMemory();
+  lumet.GetSerialNumber();
+  Dispatch(2);
+  EXPECT_EQ(line.Sent(), "M");
+  EXPECT_EQ(archive.kept, std::vector<std::string>{});
+}
+
+TEST_F(LumetTest, AnotherScannerIsNotErasedAfterTheWait) {
+  lumet.EraseTavoMemory();
+  archive.onAwait = [this] { lumet.InitTavo(); };
+  Dispatch();
+  EXPECT_EQ(line.Sent(), "");
+  EXPECT_EQ(Queued(), kStartCommands);
+  EXPECT_TRUE(lumet.bCommandDone());
+}
+
 TEST_F(LumetTest, LogsACommandThatDoesNotFitIntoTheQueue) {
   for (int i = 0; i < 128; ++i) lumet.GetSerialNumber();
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);

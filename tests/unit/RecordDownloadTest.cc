@@ -56,6 +56,31 @@ TEST_F(RecordDownloadTest, RequestsEachRecordByIndexThenCloses) {
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
+TEST_F(RecordDownloadTest, ArchivesEachRecordBeforeItIsDelivered) {
+  owner.onRecord = [this] { archive.kept.push_back("delivered"); };
+  lumet.bBurstSync = 0;
+  Download(1);
+  Receive("\x03" + Framed() + "@");
+  EXPECT_EQ(archive.kept, (Texts{"download", "record " + kRecord, "delivered", "record " + kRecord,
+                                 "delivered"}));
+}
+
+TEST_F(RecordDownloadTest, ArchivesABurstBeforeItIsDelivered) {
+  owner.onRecord = [this] { archive.kept.push_back("delivered"); };
+  Download(2, Framed(kRecord + kRecord));
+  EXPECT_EQ(archive.kept, (Texts{"download", "burst " + kRecord + kRecord, "delivered", "delivered",
+                                 "complete"}));
+}
+
+TEST_F(RecordDownloadTest, TellsTheArchiveThatABurstIsCutOff) {
+  Download(2, Framed(kRecord + "\x20\x06zz"));
+  EXPECT_EQ(archive.kept.back(), "cut off") << "the last record exceeds the burst";
+  lumet.GetFWVersion();
+  Exchange("1.00.42010@");
+  Download(2, Framed(kRecord300 + "\0\0\0"s));
+  EXPECT_EQ(archive.kept.back(), "cut off") << "a record of length 0";
+}
+
 TEST_F(RecordDownloadTest, WritesIndexesInLowerCaseHexadecimal) {
   lumet.bBurstSync = 0;
   Download(257);

@@ -4,6 +4,7 @@ namespace quillet {
 namespace {
 
 using test::FileContents;
+using test::PutFile;
 using test::Scanner;
 using test::WaitFor;
 
@@ -19,6 +20,17 @@ class SynchronizationTest : public test::AppFixture {
     tavo.Hold("P");
     synchronize.Press();
     tavo.WaitUntilHeld();
+  }
+
+  /// The lines of each run and of the live scans.
+  std::vector<std::string> ArchivedLines() {
+    std::vector<std::string> lines;
+    for (const auto& entry : files.List(archiveFolder)) {
+      if (entry.name.ends_with(".txt")) {
+        lines.push_back(FileContents(archiveFolder + "/" + entry.name).value());
+      }
+    }
+    return lines;
   }
 
   const std::string closing_ = "Synchronization finished. Tavo can be plugged off now|";
@@ -55,6 +67,54 @@ TEST_F(SynchronizationTest, ErasesScannerMemoryAfterShowingTheCount) {
             "Erased Tavo memory...|" +
                 closing_);
   EXPECT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("P W GS0 E "); }));
+}
+
+TEST_F(SynchronizationTest, KeepsAllRecordsInTheArchive) {
+  ConnectWith({.destination = 1}, {"one", "two"});
+  Synchronize();
+  tavo.Scan("live");
+  ASSERT_EQ(ArchivedLines().size(), 2U);
+  EXPECT_EQ(ArchivedLines()[0], "one\r\ntwo\r\n");
+  EXPECT_EQ(ArchivedLines()[1], "live\r\n");
+}
+
+TEST_F(SynchronizationTest, DoesNotEraseRecordsThatAreOnNoDisk) {
+  PutFile(archiveFolder, "a file where the folder should be");
+  ConnectWith({.destination = 1, .clearmemory = true}, {"one"});
+  Synchronize();
+  EXPECT_TRUE(View().ends_with("one|1 barcodes synchronized|Erased Tavo memory...|" + closing_));
+  EXPECT_TRUE(WaitFor([&] {
+    mainQueue.RunAll();
+    ticker.Tick();
+    return progress.Message() ==
+           "The scanner was not erased, because its records are not on the disk.";
+  }));
+  EXPECT_EQ(tavo.Commands().find('E'), std::string::npos);
+}
+
+TEST_F(SynchronizationTest, ErasesIfOnlyTheOutputFileWasWritten) {
+  PutFile(archiveFolder, "a file where the folder should be");
+  ConnectWith({.path = folder / "stock.txt", .clearmemory = true, .burstsync = false}, {"one"});
+  Synchronize();
+  EXPECT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("p0# GS0 E E "); }));
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "one\r\n");
+}
+
+TEST_F(SynchronizationTest, ErasesIfOnlyTheArchiveWasWritten) {
+  ConnectWith({.path = folder / "missing/stock.txt", .clearmemory = true}, {"one"});
+  Synchronize();
+  EXPECT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("P W GS0 E "); }));
+  EXPECT_EQ(ArchivedLines(), std::vector<std::string>{"one\r\n"});
+}
+
+TEST_F(SynchronizationTest, ReportsAnInterruptedRunOnceAfterTheNextStart) {
+  std::filesystem::create_directories(archiveFolder);
+  for (const auto* ending : {".open", ".records"}) PutFile(archiveFolder + "/run" + ending, "");
+  Launch();
+  mainQueue.RunAll();
+  EXPECT_EQ(progress.Message(),
+            "A synchronization was interrupted. Its records are in the archive: " + archiveFolder);
+  EXPECT_FALSE(std::filesystem::exists(archiveFolder + "/run.open"));
 }
 
 TEST_F(SynchronizationTest, DeliversEachRecordToTheCurrentDestination) {

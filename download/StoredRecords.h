@@ -7,6 +7,14 @@
 
 namespace quillet {
 
+/// Returns the length in bytes that a stored record states.
+/// @param offset  index of the record in `buffer`
+inline std::int32_t RecordLength(std::span<const std::uint8_t> buffer, std::int32_t offset,
+                                 bool is300) {
+  return static_cast<std::int32_t>(is300 ? NumberAt(buffer, offset, 2)
+                                         : NumberAt(buffer, offset, 1) + 1);
+}
+
 /// Calls `record(offset, step, usable)` for each stored record of a burst. `step` is its length in
 /// bytes. `usable` is false for an erased record and for a record with an invalid length, which
 /// ends the walk: a length of 0 would cause an endless loop, and a record that exceeds the buffer
@@ -23,8 +31,7 @@ std::int32_t ForEachBurstRecord(std::span<const std::uint8_t> buffer, std::int32
   constexpr std::uint32_t kErasedSlot = 0xFF;
   const auto size = static_cast<std::int32_t>(buffer.size());
   while (offset < end) {
-    const auto step = static_cast<std::int32_t>(is300 ? NumberAt(buffer, offset, 2)
-                                                      : NumberAt(buffer, offset, 1) + 1);
+    const std::int32_t step = RecordLength(buffer, offset, is300);
     const bool valid = step != 0 && step <= size - offset;
     record(offset, step, valid && NumberAt(buffer, offset + (is300 ? 2 : 1), 1) != kErasedSlot);
     if (!valid) break;

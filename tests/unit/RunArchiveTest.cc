@@ -1,0 +1,442 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "output/ArchivedRun.h"
+#include "output/RunArchive.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/HookedFileStore.h"
+#include "tests/support/RecordingLog.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::string_literals;
+using platform::GrowingFile;
+using Problem = RunArchive::Problem;
+using Texts = std::vector<std::string>;
+
+// The system's files. Appending and synchronizing can be made to fail.
+class FaultyFiles final : public platform::FileStore {
+ public:
+  class File final : public GrowingFile {
+   public:
+    File(FaultyFiles& store, std::shared_ptr<GrowingFile> file)
+        : store_(store), file_(std::move(file)) {}
+    bool Append(std::string_view bytes) override { return !store_.full && file_->Append(bytes); }
+    bool Synchronize(std::chrono::milliseconds limit) override {
+      ++store_.synchronizations;
+      return !store_.broken && file_->Synchronize(limit);
+    }
+
+   private:
+    FaultyFiles& store_;
+    const std::shared_ptr<GrowingFile> file_;
+  };
+
+  bool CreateFolder(const std::string& path) override { return files_.CreateFolder(path); }
+  std::optional<std::string> Read(const std::string& path, std::size_t limit) override {
+    return files_.Read(path, limit);
+  }
+  bool Replace(const std::string& path, std::string_view contents) override {
+    return files_.Replace(path, contents);
+  }
+  bool CreatePrivateFolder(const std::string& path) override {
+    return files_.CreatePrivateFolder(path);
+  }
+  std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
+    auto file = files_.OpenGrowing(path, fresh);
+    return file ? std::make_shared<File>(*this, std::move(file)) : nullptr;
+  }
+  std::vector<Entry> List(const std::string& folder) override { return files_.List(folder); }
+  bool Remove(const std::string& path) override { return files_.Remove(path); }
+
+  bool full = false;    // appending fails
+  bool broken = false;  // synchronizing fails
+  int synchronizations = 0;
+
+ private:
+  test::HookedFileStore files_;
+};
+
+class RunArchiveTest : public ::testing::Test {
+ protected:
+  RunArchiveTest() {
+    clock_.Set({2026, 11, 16, 1, 4, 9});
+    settings_.destination = 1;
+    Put("W1234005771");
+    archive_.OnProblem([this](Problem problem) { problems_.push_back(problem); });
+  }
+
+  void Put(const std::string& serial) {
+    scanner_.SerialNo.Assign(reinterpret_cast<const std::uint8_t*>(serial.data()), serial.size());
+  }
+
+  static std::span<const std::uint8_t> Bytes(const std::string& text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+  }
+
+  // A stored record of the older layout.
+  static std::string Stored(const std::string& data, char symbology = 6) {
+    return std::string{static_cast<char>(data.size() + 5), symbology} + data + "\x31\x47\x41\x09";
+  }
+
+  void Begin() {
+    archive_.Begin();
+    archive_.DownloadStarted();
+  }
+
+  // What the download does with a record that arrives alone.
+  void Receive(const std::string& data) {
+    archive_.KeepRecord(Bytes(Stored(data)));
+    archive_.KeepLine(data + "\r\n");
+  }
+
+  // The names of the files that end with `ending`.
+  Texts Names(const std::string& ending) {
+    Texts names;
+    for (const auto& entry : files_.List(folder_)) {
+      if (entry.name.ends_with(ending)) names.push_back(entry.name);
+    }
+    return names;
+  }
+
+  // The data of all records in a file.
+  static Texts RecordsOf(const std::string& path, std::string* serial = nullptr) {
+    Texts records;
+    ReadArchivedRun(*test::FileContents(path), [&](const auto& scanner, auto record) {
+      records.emplace_back(reinterpret_cast<const char*>(record.data()) + 2, record.size() - 6);
+      if (serial != nullptr) *serial = scanner.SerialNo.TextFrom(0);
+    });
+    return records;
+  }
+  static ArchivedRun Summary(const std::string& path) {
+    return ReadArchivedRun(*test::FileContents(path)).value();
+  }
+
+  const test::TemporaryFolder temporary_;
+  const std::string folder_ = temporary_ / "state/runs";
+  const std::string first_ = folder_ + "/20261116_010409_W123400577";
+  test::RecordingLog log_;
+  test::FakeClock clock_;
+  FaultyFiles files_;
+  Settings settings_;
+  ScannerIdentity scanner_;
+  RunArchive archive_{log_, clock_, files_, settings_, scanner_, folder_};
+  std::vector<Problem> problems_;
+};
+
+TEST_F(RunArchiveTest, KeepsTheRecordsAndLinesOfARun) {
+  Begin();
+  Receive("4006381333931");
+  Receive("\xC3\xA9t\xC3\xA9");
+  EXPECT_EQ(Names(".open"), Texts{"20261116_010409_W123400577.open"});
+  archive_.End(true);
+  EXPECT_EQ(test::FileContents(first_ + ".txt"), "4006381333931\r\n\xC3\xA9t\xC3\xA9\r\n");
+  std::string serial;
+  EXPECT_EQ(RecordsOf(first_ + ".records", &serial), (Texts{"4006381333931", "\xC3\xA9t\xC3\xA9"}));
+  EXPECT_EQ(serial, "W123400577");
+  EXPECT_EQ(Names(".open"), Texts{});
+  const ArchivedRun run = Summary(first_ + ".records");
+  EXPECT_EQ(run.time, "2026-11-16 01:04:09");
+  EXPECT_EQ(run.records, 2);
+  EXPECT_TRUE(run.ended && run.complete && !run.erased);
+}
+
+TEST_F(RunArchiveTest, OnlyTheUserCanReadTheFiles) {
+  Begin();
+  Receive("1");
+  using std::filesystem::perms;
+  const auto mode = [](const std::string& path) {
+    return std::filesystem::status(path).permissions();
+  };
+  EXPECT_EQ(mode(folder_), perms::owner_all);
+  EXPECT_EQ(mode(temporary_ / "state"), perms::owner_all);
+  for (const auto* ending : {".records", ".txt"}) {
+    EXPECT_EQ(mode(first_ + ending), perms::owner_read | perms::owner_write);
+  }
+}
+
+TEST_F(RunArchiveTest, KeepsABurstBeforeItsFirstLine) {
+  Begin();
+  archive_.KeepBurst(Bytes(Stored("1") + Stored("gone", '\xFF') + Stored("2")));
+  EXPECT_EQ(RecordsOf(first_ + ".records"), (Texts{"1", "2"}));
+  archive_.KeepLine("1|");
+  archive_.KeepLine("2|");
+  archive_.BurstDelivered(true);
+  EXPECT_EQ(test::FileContents(first_ + ".txt"), "1|2|");
+}
+
+TEST_F(RunArchiveTest, KeepsScansOutsideARunInFilesOfTheDay) {
+  Receive("live");
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  clock_.Set({2026, 11, 16, 23, 59, 59});
+  Receive("late");
+  clock_.Set({2026, 11, 17, 0, 0, 0});
+  Receive("next day");
+  EXPECT_EQ(RecordsOf(folder_ + "/20261116_live.records"), (Texts{"live", "late"}));
+  EXPECT_EQ(RecordsOf(folder_ + "/20261117_live.records"), Texts{"next day"});
+  EXPECT_EQ(test::FileContents(folder_ + "/20261116_live.txt"), "live\r\nlate\r\n");
+  EXPECT_FALSE(Summary(folder_ + "/20261116_live.records").ended);
+}
+
+TEST_F(RunArchiveTest, RunsInTheSameSecondHaveDifferentNames) {
+  for (const auto* data : {"1", "2", "3"}) {
+    Begin();
+    Receive(data);
+    archive_.End(true);
+  }
+  EXPECT_EQ(RecordsOf(first_ + ".records"), Texts{"1"});
+  EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
+  EXPECT_EQ(RecordsOf(first_ + "_3.records"), Texts{"3"});
+}
+
+TEST_F(RunArchiveTest, NamesScannersAndSettingsAsTheyChange) {
+  Begin();
+  Receive("1");
+  Put("X987600001");
+  settings_.destination = 3;
+  settings_.appname.Set(" /opt/a%b\n");
+  Receive("2");
+  archive_.End(false);
+  std::string serial;
+  RecordsOf(first_ + ".records", &serial);
+  EXPECT_EQ(serial, "X987600001");
+  const ArchivedRun run = Summary(first_ + ".records");
+  EXPECT_EQ(run.destination, 3);
+  EXPECT_EQ(run.target, " /opt/a%b\n");
+  EXPECT_TRUE(run.ended && !run.complete);
+}
+
+TEST_F(RunArchiveTest, ARunWithoutRecordsHasNoFiles) {
+  Begin();
+  EXPECT_TRUE(archive_.AwaitCopy());
+  archive_.End(true);
+  archive_.Erased();
+  EXPECT_EQ(Names(""), Texts{});
+}
+
+TEST_F(RunArchiveTest, PermitsTheEraseOfSynchronizedRecords) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  EXPECT_EQ(files_.synchronizations, 0);
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(files_.synchronizations, 1);
+  archive_.Erased();
+  EXPECT_TRUE(Summary(first_ + ".records").erased);
+  EXPECT_EQ(problems_, std::vector<Problem>{});
+}
+
+TEST_F(RunArchiveTest, TheNextRunDoesNotPermitAPendingErase) {
+  Begin();
+  Receive("1");
+  files_.full = true;
+  Receive("2");
+  archive_.End(true);
+  archive_.Begin();
+  EXPECT_FALSE(archive_.AwaitCopy());
+  archive_.DownloadStarted();
+  EXPECT_TRUE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, ReleasesTheFilesOfEarlierRuns) {
+  for (const auto* data : {"1", "2", "3"}) {
+    Begin();
+    Receive(data);
+    archive_.End(true);
+  }
+  EXPECT_NE(files_.OpenGrowing(first_ + ".records", false), nullptr);
+  EXPECT_EQ(files_.OpenGrowing(first_ + "_3.records", false), nullptr) << "the last run";
+}
+
+TEST_F(RunArchiveTest, ContinuesTheDaysFilesUnlessTheyAreDamaged) {
+  const std::string day = folder_ + "/20261116_live";
+  Receive("1");
+  RunArchive second(log_, clock_, files_, settings_, scanner_, folder_);
+  second.KeepRecord(Bytes(Stored("another process")));
+  EXPECT_EQ(RecordsOf(day + "_2.records"), Texts{"another process"});
+  {
+    RunArchive unused(log_, clock_, files_, settings_, scanner_, temporary_ / "other");
+    unused.KeepRecord(Bytes(Stored("1")));
+  }
+  RunArchive third(log_, clock_, files_, settings_, scanner_, temporary_ / "other");
+  third.KeepRecord(Bytes(Stored("2")));
+  const std::string other = temporary_ / "other/20261116_live";
+  EXPECT_EQ(RecordsOf(other + ".records"), (Texts{"1", "2"}));
+}
+
+TEST_F(RunArchiveTest, WithholdsTheEraseAfterAFailedSynchronization) {
+  Begin();
+  Receive("1");
+  files_.broken = true;
+  EXPECT_FALSE(archive_.AwaitCopy());
+  files_.broken = false;
+  EXPECT_FALSE(archive_.AwaitCopy()) << "the system reports a lost write only once";
+  EXPECT_EQ(problems_,
+            (std::vector{Problem::kNotWritten, Problem::kEraseWithheld, Problem::kEraseWithheld}));
+  archive_.End(true);
+  Begin();
+  Receive("2");
+  EXPECT_TRUE(archive_.AwaitCopy()) << "a later run";
+}
+
+TEST_F(RunArchiveTest, WithholdsTheEraseIfARecordWasNotWritten) {
+  Begin();
+  files_.full = true;
+  Receive("1");
+  files_.full = false;
+  Receive("2");
+  archive_.End(true);
+  EXPECT_FALSE(archive_.AwaitCopy());
+  EXPECT_EQ(problems_, (std::vector{Problem::kNotWritten, Problem::kEraseWithheld}));
+}
+
+TEST_F(RunArchiveTest, TheOutputFileReplacesAFailedArchive) {
+  settings_.destination = 0;
+  Begin();
+  files_.full = true;
+  Receive("1");
+  Receive("2");
+  archive_.OutputFileWritten("/tmp/out.txt", 1);
+  archive_.End(true);
+  EXPECT_FALSE(archive_.AwaitCopy()) << "a record is missing";
+  archive_.OutputFileWritten("/tmp/out.txt", 1);
+  EXPECT_TRUE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, WaitsForTheOutputFileOfARunInProgress) {
+  settings_.destination = 0;
+  Begin();
+  files_.full = true;
+  Receive("1");
+  clock_.OnSleep([this] {
+    if (clock_.sleeps().size() == 3) archive_.OutputFileWritten("/tmp/out.txt", 1);
+  });
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(clock_.sleeps().size(), 3U);
+}
+
+TEST_F(RunArchiveTest, TheWaitForTheOutputFileIsBounded) {
+  settings_.destination = 0;
+  Begin();
+  files_.full = true;
+  Receive("1");
+  const auto before = clock_.Now();
+  EXPECT_FALSE(archive_.AwaitCopy());
+  EXPECT_EQ(clock_.Now() - before, std::chrono::seconds(30));
+}
+
+TEST_F(RunArchiveTest, WithholdsTheEraseOfRecordsThatWereCutOff) {
+  Begin();
+  archive_.KeepBurst(Bytes(Stored("1") + "\x20\x06"));
+  archive_.KeepLine("1");
+  archive_.BurstDelivered(false);
+  EXPECT_FALSE(archive_.AwaitCopy());
+  EXPECT_EQ(problems_, std::vector{Problem::kCutOff});
+  archive_.End(true);
+  EXPECT_FALSE(Summary(first_ + ".records").complete);
+}
+
+TEST_F(RunArchiveTest, ARunAfterAnInterruptionHasItsOwnFiles) {
+  Begin();
+  Receive("1");
+  archive_.ConnectionEnded();
+  Receive("still the first run");
+  Begin();
+  Receive("2");
+  archive_.End(true);
+  EXPECT_EQ(RecordsOf(first_ + ".records"), (Texts{"1", "still the first run"}));
+  EXPECT_FALSE(Summary(first_ + ".records").complete);
+  EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
+  EXPECT_TRUE(Summary(first_ + "_2.records").complete);
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(files_.synchronizations, 2) << "the erase may belong to either run";
+}
+
+TEST_F(RunArchiveTest, OverlappingRunsUseTheSameFilesUntilOneEnds) {
+  Begin();
+  Receive("1");
+  Begin();
+  Receive("2");
+  archive_.End(true);
+  Receive("3");
+  archive_.End(true);
+  EXPECT_EQ(RecordsOf(first_ + ".records"), (Texts{"1", "2"}));
+  EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"3"});
+}
+
+TEST_F(RunArchiveTest, FindsARunThatAnEarlierProcessDidNotEnd) {
+  {
+    RunArchive earlier(log_, clock_, files_, settings_, scanner_, folder_);
+    earlier.Begin();
+    earlier.KeepRecord(Bytes(Stored("1")));
+    earlier.KeepLine("1");
+    EXPECT_EQ(archive_.TakeInterruptedRuns(), Texts{}) << "the run is in progress";
+  }
+  test::PutFile(first_ + ".records", *test::FileContents(first_ + ".records") + "record 9\ncut");
+  EXPECT_EQ(archive_.TakeInterruptedRuns(), Texts{"20261116_010409_W123400577"});
+  EXPECT_EQ(archive_.TakeInterruptedRuns(), Texts{});
+  EXPECT_EQ(RecordsOf(first_ + ".records"), Texts{"1"});
+  EXPECT_FALSE(Summary(first_ + ".records").complete);
+}
+
+TEST_F(RunArchiveTest, KeepsTheNewestHundredRuns) {
+  for (int i = 0; i < 103; ++i) {
+    Begin();
+    Receive(std::to_string(i));
+    archive_.End(true);
+    clock_.Set({2026, 11, 16, 1, 5 + i / 60, i % 60});
+  }
+  EXPECT_EQ(Names(".records").size(), 100U);
+  EXPECT_EQ(Names(".txt").size(), 100U);
+  EXPECT_FALSE(Names(".records").front().starts_with("20261116_010409"));
+}
+
+TEST_F(RunArchiveTest, DropsTheOldestRunsOfALargeArchive) {
+  std::filesystem::create_directories(folder_);
+  for (const auto* name : {"/20250101_000000_A", "/20250102_000000_B"}) {
+    test::PutFile(folder_ + name + ".records", kArchiveHeader);
+    std::filesystem::resize_file(folder_ + name + ".records", 100'000'000);
+  }
+  Begin();
+  Receive("1");
+  EXPECT_EQ(Names(".records"),
+            (Texts{"20250102_000000_B.records", "20261116_010409_W123400577.records"}));
+}
+
+TEST_F(RunArchiveTest, StartsANewFileAfter20Megabytes) {
+  const std::string burst = Stored(std::string(200, 'x')) + std::string(3'999'000, '\0');
+  Begin();
+  for (int i = 0; i < 6; ++i) {
+    archive_.KeepBurst(Bytes(burst));
+    archive_.BurstDelivered(true);
+  }
+  Receive("after");
+  EXPECT_EQ(RecordsOf(first_ + "_2.records").back(), "after");
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(files_.synchronizations, 2);
+}
+
+TEST(ArchivedRunTest, IgnoresAnIncompleteEntryAndOtherFiles) {
+  EXPECT_FALSE(ReadArchivedRun(""));
+  EXPECT_FALSE(ReadArchivedRun("another file\n"));
+  EXPECT_EQ(ReadArchivedRun("quillet-archive 1\nrecord 3\nabc\nrecord 3\nab")->records, 1);
+  EXPECT_EQ(ReadArchivedRun("quillet-archive 1\nrecord 99999999999999999999\nab\n")->records, 0);
+  EXPECT_FALSE(ReadArchivedRun("quillet-archive 1\nend complete")->ended);
+}
+
+TEST(ArchivedRunTest, EscapesAndRestoresTexts) {
+  for (const std::string& text :
+       {"plain"s, ""s, " "s, " a b "s, "100%"s, "a\r\n\0\x7F"s, "\xC3\xA9"s}) {
+    EXPECT_EQ(UnescapedText(EscapedText(text)), text);
+    EXPECT_EQ(EscapedText(text).find('\n'), std::string::npos);
+  }
+  EXPECT_EQ(UnescapedText("%4x%"), "%4x%");
+}
+
+}  // namespace
+}  // namespace quillet
