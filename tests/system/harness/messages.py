@@ -14,6 +14,8 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # The progress display of a run
 GIVEN_UP = "The scanner did not answer. Restart Quillet."
+CUT_OFF = "The scanner was not erased, because records were cut off."
+NO_COPY = "The scanner was not erased, because its records are not on the disk."
 REQUESTING = "Requesting records from the scanner"
 SILENCE = "  ·  no data for "  # appended to the progress text after 3 s without data
 
