@@ -8,7 +8,8 @@ import sys
 
 ROOT = pathlib.Path(sys.argv[1])
 
-sources = '\n'.join(path.read_text() for path in (ROOT / 'tests').rglob('*.[ch]*'))
+sources = '\n'.join(path.read_text() for pattern in ('*.h', '*.cc')
+                    for path in (ROOT / 'tests').rglob(pattern))
 tests = {f'{suite}.{name}'
          for suite, name in re.findall(r'^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)', sources, re.M)}
 for path in (ROOT / 'tests').rglob('*.py'):

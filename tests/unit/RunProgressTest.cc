@@ -7,6 +7,7 @@ namespace quillet {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using Phase = RunState::Phase;
 using Shown = RunProgress::Shown;
 
@@ -50,6 +51,15 @@ TEST(RunProgressTest, ShowsARateBelowOneRecordPerSecond) {
   progress.Look(0ms, OneByOne(0, 10));
   EXPECT_EQ(progress.Look(4000ms, OneByOne(2, 10)).text,
             "Received 2 of 10 records  ·  0.5 per second  ·  16 s left");
+}
+
+TEST(RunProgressTest, RoundsMinutesLeftUp) {
+  for (const auto& [expected, minutes] : {std::pair(244, "2"), std::pair(246, "3")}) {
+    RunProgress progress;
+    progress.Look(0ms, OneByOne(0, expected));
+    const std::string text = progress.Look(2000ms, OneByOne(4, expected)).text;
+    EXPECT_TRUE(text.ends_with("2.0 per second  ·  "s + minutes + " min left")) << text;
+  }
 }
 
 TEST(RunProgressTest, ShowsBytesOfABurst) {

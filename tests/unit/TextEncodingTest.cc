@@ -26,6 +26,11 @@ TEST(TextEncodingTest, DetectsTheEncodingByMarkOrContents) {
   for (const auto& [file, text] : cases) EXPECT_EQ(DecodeTextFile(file), text);
 }
 
+TEST(TextEncodingTest, EncodesTheFirstAndLastCodePointOfEachLength) {
+  EXPECT_EQ(DecodeTextFile("\xFE\xFF\x00\x7F\x00\x80\x07\xFF\x08\x00\xFF\xFF\xD8\x00\xDC\x00"s),
+            "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80");
+}
+
 TEST(TextEncodingTest, ReplacesBrokenUtf16) {
   EXPECT_EQ(DecodeTextFile("\xFE\xFF\xD8\x3D\0a"s),
             "\xEF\xBF\xBD"
