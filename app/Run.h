@@ -57,7 +57,7 @@ class Run {
 
   Word<bool> bIsUnderSynchronization = false;  ///< a run started by the button is in progress
   std::atomic<std::int32_t> barcodeCount{0};   ///< records of the run
-  std::atomic<std::int32_t> barcodeindex{0};   ///< records of the run that go to the file
+  std::atomic<std::int32_t> barcodeindex{0};   ///< number of records gathered for the file
   Word<std::int32_t> recordsInFile = 0;        ///< records in the file that the last End wrote
   SharedText syncfileData;                     ///< always empty
   SharedText syncfileName;                     ///< path of the last file written

@@ -142,7 +142,7 @@ void SyncController::DisplayText(std::string_view text, bool newline) {
 
 void SyncController::clearviewButton() {
   if (bConnecting || bIsUnderSynchronization) return;
-  // Not queued: queued texts that are not yet visible may be records and must not be cleared.
+  // Clears the view directly, not through the queue, which may hold records that must not be lost.
   controls_.barcodeView.SetText("");
 }
 

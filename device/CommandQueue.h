@@ -28,7 +28,7 @@ class CommandQueue {
     std::uint64_t cmdWrite : 10;    ///< end of the completely copied entries
     std::uint64_t claimed : 10;     ///< end of all entries
     std::uint64_t generation : 17;  ///< the number of restarts
-    std::uint64_t connection : 17;  ///< the number of connections
+    std::uint64_t connection : 17;  ///< counts the connections
   };
 
   /// A copy of the entry at the head of the queue.

@@ -32,7 +32,8 @@ namespace quillet {
 /// session is never destroyed, since the read thread runs until the process ends.
 class Lumet final : public Settings, public ScannerIdentity, public SerialPortDelegate {
  public:
-  static constexpr std::int32_t kCommandBufferSize = 1024;  ///< bytes of a command, with its NUL
+  static constexpr std::int32_t kCommandBufferSize =
+      1024;  ///< longest command in bytes, with its NUL
 
   /// @param log    the log; never destroyed, like `clock` and `line`
   /// @param clock  used for pauses and to set the scanner's clock

@@ -36,7 +36,7 @@ class SerialLine {
   /// @return the number of bytes read; 0 or less if there are none, on error, or if `line` is -1
   virtual std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) = 0;
 
-  /// Sends one byte. On error, or if the output queue is full, drops it without a report.
+  /// Sends one byte. After an error, or if the output queue is full, the byte is silently lost.
   virtual void Write(std::int32_t line, std::uint8_t byte) = 0;
 
   /// Closes a line. Discards unsent bytes.

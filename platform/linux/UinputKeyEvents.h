@@ -38,8 +38,8 @@ class UinputKeyEvents final : public KeyEvents {
       SystemLog& log, Clock& clock,
       MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); });
 
-  /// Sends about 24 characters immediately and more at 320 per second. The kernel drops events if
-  /// the desktop does not read them fast enough.
+  /// Sends about 24 characters immediately and the rest at 320 per second. The kernel drops events
+  /// if the desktop does not read them fast enough.
   void Post(std::span<const KeyEvent> events) override;
 
  private:

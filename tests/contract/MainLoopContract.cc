@@ -181,7 +181,7 @@ TEST_P(TickerContract, CallsTheActionRepeatedlyFromStartToStop) {
   EXPECT_EQ(calls, before);
 }
 
-TEST_P(TickerContract, CanBeStoppedWithinTheAction) {
+TEST_P(TickerContract, CanBeStoppedFromItsAction) {
   int calls = 0;
   ticker_.Start(1ms, [&] {
     ++calls;

@@ -56,7 +56,7 @@ class EveryByteTest(FaultTest):
         return "run lost" if connected else "not connected"
 
     def check_view(self):
-        """Expects the view to show the beginning of a whole session and, if the program was
+        """Expects the view to show the messages of a start and a connection and, if the program was
         connected, the disconnection. Returns whether the program was connected."""
         connected = messages.connected() in self.quillet.view()
         if connected:

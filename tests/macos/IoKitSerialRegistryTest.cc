@@ -114,7 +114,7 @@ TEST_F(IoKitSerialRegistryTest, RequestsSerialStreamsOnly) {
   EXPECT_EQ(TheMac().calls, request) << "the master port is not kept";
 }
 
-TEST_F(IoKitSerialRegistryTest, ReadsNoMoreDevicesThanTheListHolds) {
+TEST_F(IoKitSerialRegistryTest, StopsReadingWhenTheListIsFull) {
   for (int i = 0; i < 40; ++i) Plug({.name = "usbmodem", .path = "/dev/" + std::to_string(i)});
   const Devices devices = Read();
   ASSERT_EQ(devices.size(), 32U);

@@ -3,8 +3,8 @@
 
     umockdev-wrapper drive.py SYSTEM SIMULATOR PICTURE
 
-SYSTEM is the folder of a Debian system with the package and a user "tester". The display and the
-simulated scanner run on the host. Saves a picture of the window in PICTURE.
+SYSTEM is the root folder of a Debian system with the package and a user "tester". The display and the
+simulated scanner run on the host. Saves a screenshot of the window to PICTURE.
 """
 
 import configparser

@@ -11,7 +11,7 @@ namespace quillet::test {
 /// An X server without a physical screen (Xvfb). Sets DISPLAY to its display.
 class XServer {
  public:
-  /// @param options  further options of Xvfb
+  /// @param options  additional command-line options for Xvfb
   explicit XServer(const std::vector<std::string>& options = {});
 
   void End() { process_.reset(); }

@@ -78,7 +78,7 @@ TEST_F(ConnectionManagerTest, ConnectsToTheFirstPortThatAnswers) {
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 
-TEST_F(ConnectionManagerTest, ShowsAFailureThatTheSessionReports) {
+TEST_F(ConnectionManagerTest, ShowsSessionFailures) {
   StartWith({.syncclock = true, .autosync = true});
   Launch();
   ClearView();
@@ -90,7 +90,7 @@ TEST_F(ConnectionManagerTest, ShowsAFailureThatTheSessionReports) {
   EXPECT_FALSE(log.Has("-[SyncController DoSynchronization]"));
 }
 
-TEST_F(ConnectionManagerTest, AllowsButtonsDuringAnAutomaticRun) {
+TEST_F(ConnectionManagerTest, KeepsButtonsEnabledDuringAnAutomaticRun) {
   StartWith({.destination = 1, .autosync = true});
   const std::string path = Attach("usbmodem1", test::Scanner({"1"}));
   tavo.Hold("P");

@@ -442,7 +442,7 @@ double OutlineContrast(QWidget& control, const QColor& ground) {
   return best;
 }
 
-TEST_F(QtSettingsWindowTest, ControlOutlinesHaveContrastInLightAndDark) {
+TEST_F(QtSettingsWindowTest, ControlOutlinesAreVisibleInLightAndDarkThemes) {
   OpenInLightAndDark([this](const QPalette& palette) {
     const QColor ground = palette.color(QPalette::Window);
     for (QWidget* control : KindsOfControls()) {
@@ -452,7 +452,7 @@ TEST_F(QtSettingsWindowTest, ControlOutlinesHaveContrastInLightAndDark) {
   });
 }
 
-TEST_F(QtSettingsWindowTest, SampleMarksHaveContrastInLightAndDark) {
+TEST_F(QtSettingsWindowTest, SampleMarksAreVisibleInLightAndDarkThemes) {
   auto* sample = Find<QPlainTextEdit>("Older scanners");
   const QString every = QString::fromStdString(VisibleSpelling("\t \r\n\r.\n"));
   sample->setPlainText(every);

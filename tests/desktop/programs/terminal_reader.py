@@ -20,7 +20,7 @@ termios.tcsetattr(0, termios.TCSANOW, settings)
 with open(path, "wb", buffering=0) as file:
     last = None
     while True:
-        # Writing the time only during pauses does not slow down reading.
+        # The time is written only during pauses, so that reading is not slowed down.
         if last is not None and not select.select([0], [], [], 0.1)[0]:
             with open(path + ".new", "w", encoding="ascii") as times:
                 times.write(f"{last}\n")
