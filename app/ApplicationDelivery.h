@@ -9,12 +9,12 @@
 namespace quillet {
 
 /// Delivers records to other applications: types or pastes them, and starts applications. Log lines
-/// use the names of the SyncController operations.
+/// contain names of SyncController functions.
 ///
 /// Called on the read thread. Run is also called on the thread that begins a synchronization.
 class ApplicationDelivery {
  public:
-  /// @param platform  provides clock, key events, pasteboard and applications
+  /// @param platform  provides the clock, key events, pasteboard and applications
   explicit ApplicationDelivery(const Platform& platform) : platform_(platform) {}
 
   /// Pastes or types a record. Records with non-ASCII characters are not typed.
@@ -29,7 +29,7 @@ class ApplicationDelivery {
 
   bool IsRunning();  ///< returns true if the application at `applicationPath` is running
 
-  SharedText applicationPath;  ///< the last application opened, initially empty
+  SharedText applicationPath;  ///< path last passed to Run; initially empty
 
  private:
   void Paste(const std::string& record);

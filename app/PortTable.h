@@ -22,7 +22,7 @@ class PortTable {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;  ///< capacity of the table
 
-  /// A change of the port list. The list's first item, "None", is never removed.
+  /// A change to the port list. The list's first item, "None", is never removed.
   struct ListChange {
     std::int32_t removals = 0;        ///< number of items to remove, from position 1
     std::vector<std::string> titles;  ///< items to append after the removals
@@ -39,7 +39,7 @@ class PortTable {
   /// @return the number of devices kept; the caller stores it in `numPorts`
   std::int32_t Keep(std::span<const std::string> names, std::span<const std::string> paths);
 
-  /// Returns the change of the port list after a search.
+  /// Returns the change to make to the port list after a search.
   /// @param before     `numPorts` before the search
   /// @param flag       whether to remove the items of the previous ports
   /// @param connected  whether the list shows a connected scanner instead of ports
@@ -68,8 +68,8 @@ class PortTable {
   bool EndsConnection() const;
 
   Word<std::int32_t> numPorts = 0;               ///< number of ports
-  std::array<SharedText, kMaximumPorts> stream;  ///< device names; valid below numPorts
-  std::array<SharedText, kMaximumPorts> path;    ///< device paths; valid below numPorts
+  std::array<SharedText, kMaximumPorts> stream;  ///< device names; the first numPorts are valid
+  std::array<SharedText, kMaximumPorts> path;    ///< device paths; the first numPorts are valid
   SharedText connectedPortString;                ///< device name of the connected port
   Word<std::int32_t> selectedItem = 0;           ///< selected list position; 1 is the first port
   Word<std::int32_t> portIndex = 0;              ///< index of the port being tried, from 0

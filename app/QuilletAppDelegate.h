@@ -10,7 +10,7 @@ namespace quillet {
 
 class SyncController;
 
-/// The application object: handles the start of the program and the closing of its window.
+/// The application object: handles the start of the program and the closing of the main window.
 class QuilletAppDelegate {
  public:
   /// @param log        outlives this object

@@ -43,7 +43,8 @@ void Run::Gather(const std::string& record) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // The run began with another destination, or End took the records for an earlier run.
+    // There are none yet if the run began with another destination or End took them for an earlier
+    // run.
     records = std::make_unique<Records>();
   }
   // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of
@@ -75,8 +76,8 @@ bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFi
   return true;
 }
 
-// There are no records if the run had another destination or if End is called twice. An existing
-// file must then not be overwritten.
+// There may be no records, because the run had another destination or End has been called before.
+// In that case, an existing file must not be overwritten.
 void Run::Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
                 LumetFile& file) {
   if (records == nullptr || records->count == 0) {

@@ -37,11 +37,11 @@ class Run {
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
-  /// Begins a run. If the destination is the file, drops the gathered records.
+  /// Begins a run. If the destination is the file, drops the records gathered earlier.
   void Begin(std::int32_t destination);
 
-  /// Counts a record. If the destination is the file and a run is in progress, also gathers it.
-  /// Shows a dot for the first of every 64 file records. Read thread.
+  /// Counts a record. If the destination is the file and a run is in progress, also gathers it. If
+  /// the destination is the file, shows a dot for the first of every 64 records. Read thread.
   void Add(const std::string& record, std::int32_t destination);
 
   /// Ends a run: writes the file and shows its path and the number of records. May be called twice
@@ -56,11 +56,11 @@ class Run {
   const std::string* barcodedata() const;
 
   Word<bool> bIsUnderSynchronization = false;  ///< a run started by the button is in progress
-  std::atomic<std::int32_t> barcodeCount{0};   ///< records of the run
+  std::atomic<std::int32_t> barcodeCount{0};   ///< number of records in the run
   std::atomic<std::int32_t> barcodeindex{0};   ///< number of records gathered for the file
-  Word<std::int32_t> recordsInFile = 0;        ///< records in the file that the last End wrote
-  SharedText syncfileData;                     ///< always empty
-  SharedText syncfileName;                     ///< path of the last file written
+  Word<std::int32_t> recordsInFile = 0;  ///< number of records that the last End wrote to the file
+  SharedText syncfileData;               ///< always empty
+  SharedText syncfileName;               ///< path of the last file written
 
  private:
   struct Records {

@@ -9,7 +9,7 @@ namespace {
 using namespace std::chrono_literals;
 using Phase = RunState::Phase;
 
-// The rate is the average over this time.
+// The rate is the average over the last kWindow. It is unknown until kLeastWindow has passed.
 constexpr RunProgress::Time kWindow = 4s;
 constexpr RunProgress::Time kLeastWindow = 800ms;
 
@@ -20,7 +20,7 @@ constexpr RunProgress::Time kHopelessSilence = 60s;
 
 constexpr const char* kSeparator = "  ·  ";
 
-// One decimal place, independent of the locale.
+// Formats a number with one decimal place, independent of the locale.
 std::string WithTenths(double value) {
   const auto tenths = static_cast<long long>(std::llround(value * 10));
   return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);

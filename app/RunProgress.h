@@ -11,12 +11,12 @@ namespace quillet {
 
 /// A snapshot of a run.
 struct RunState {
-  using Phase = DisplayState::Phase;                 ///< phase of the download
+  using Phase = DisplayState::Phase;                 ///< see DisplayState
   Phase phase = Phase::kPreparing;                   ///< current phase
-  std::int32_t records = 0;                          ///< records delivered
-  std::int32_t expected = 0;                         ///< records stored in the scanner
-  std::int32_t bytes = 0;                            ///< bytes of the burst received
-  std::int32_t announced = 0;                        ///< total bytes of the burst; 0 if unknown
+  std::int32_t records = 0;                          ///< number of records delivered
+  std::int32_t expected = 0;                         ///< number of records stored in the scanner
+  std::int32_t bytes = 0;                            ///< number of burst bytes received
+  std::int32_t announced = 0;                        ///< length of the burst in bytes; 0 if unknown
   bool operator==(const RunState&) const = default;  ///< compares all members
 };
 
@@ -52,7 +52,7 @@ class RunProgress {
 
   RunState seen_;
   Time lastChange_{-1};
-  std::deque<Sample> samples_;  // of the last kWindow
+  std::deque<Sample> samples_;  // taken within the last kWindow
 };
 
 }  // namespace quillet

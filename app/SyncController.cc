@@ -41,7 +41,7 @@ void SyncController::Initialize() {
   lumetfile->CreateBarcodeDirectory();
   lumet = new Lumet(platform_.log, platform_.clock, platform_.line);
   lumet->setDelegate(this);
-  new RecordDownload(platform_.log, *lumet);  // becomes the session's download
+  new RecordDownload(platform_.log, *lumet);  // registers itself with the session
   OpenArchive();
   settingsEditor_ = new SettingsEditor(
       {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels});
@@ -202,7 +202,7 @@ void SyncController::TryToConnectTavo() {
 void SyncController::StartTavo() {
   Log(platform_.log, "-[SyncController StartTavo]");
   portIndex = ports_.selectedItem - 1;
-  TryPort();  // intentionally shows nothing after "Failed"
+  TryPort();  // intentional: after a failure, only "Failed" is shown
 }
 
 bool SyncController::IsTavoConnected() {

@@ -36,7 +36,7 @@ class QuilletAppDelegate;
 ///
 /// Threads: user actions and port events arrive on the main thread. Each connection attempt runs on
 /// a separate thread. The session calls back on its read thread. All threads, including the main
-/// thread, queue their changes of controls on the main thread, so changes appear in call order.
+/// thread, queue their changes to controls on the main thread, so changes appear in call order.
 /// Only the settings window, the progress display and Clear change controls directly.
 ///
 /// Never destroyed: the read thread and a waiting connection thread may outlive the window.
@@ -57,14 +57,14 @@ class SyncController final : public LumetDelegate {
   QuilletAppDelegate* delegate() const { return delegate_; }
   /// Sets the application object. Call before Initialize.
   void setDelegate(QuilletAppDelegate* application) { delegate_ = application; }
-  const std::string& string() const { return string_.Get(); }   ///< the stored text; any thread
+  const std::string& string() const { return string_.Get(); }   ///< text from setString; any thread
   void setString(std::string_view text) { string_.Set(text); }  ///< stores a copy; any thread
   void Initialize();  ///< starts the controller and a connection attempt; call once
 
   // --- Serial ports: main thread ----------------------------------------------------------------
 
   std::int32_t findSerialPorts();  ///< fills `stream` and `path`; returns the number of ports
-  void updatePortList(bool flag);  ///< updates the port list; `flag`: remove the old items first
+  void updatePortList(bool flag);  ///< updates the port list; if `flag`, removes old items first
   void startNotification();        ///< registers for arrivals and removals of ports
   void stopNotification();         ///< ends the registrations, if any
   ///@{ Registry callbacks. With a null `context`, they only arm the iterator by emptying it.
@@ -87,7 +87,7 @@ class SyncController final : public LumetDelegate {
   bool IsTavoConnected();   ///< waits up to 5 s for the scanner. Connection thread.
   /// Shows the connected scanner. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
-  void DisplayConnectionMessage(std::int32_t index);  ///< shows the result. Any thread.
+  void DisplayConnectionMessage(std::int32_t index);  ///< shows an attempt's result. Any thread.
   void Terminate();  ///< disconnects, even if no scanner is connected. Main thread.
 
   // --- Synchronization --------------------------------------------------------------------------
@@ -137,8 +137,8 @@ class SyncController final : public LumetDelegate {
   // --- Fields -----------------------------------------------------------------------------------
 
   platform::SerialRegistry::NotifyPort notifyPort = 0;  ///< 0 while not registered; main thread
-  platform::SerialRegistry::Handle addIterator = 0;     ///< for arrivals; main thread
-  platform::SerialRegistry::Handle removeIterator = 0;  ///< for removals; main thread
+  platform::SerialRegistry::Handle addIterator = 0;     ///< ports that were added; main thread
+  platform::SerialRegistry::Handle removeIterator = 0;  ///< ports that were removed; main thread
   platform::SettingsForm& settingsForm;                 ///< settings window
   void* newfile = nullptr;                              ///< unused
   Lumet* lumet = nullptr;                               ///< created by Initialize, never destroyed
@@ -147,7 +147,7 @@ class SyncController final : public LumetDelegate {
   ThreadHandle connectThread;       ///< handle of the connection thread
   Word<bool> bIsConnected = false;  ///< a scanner is connected
   Word<bool> bConnecting = false;   ///< a connection attempt is in progress
-  Word<bool> bAutoConnect = false;  ///< the attempt tries all ports
+  Word<bool> bAutoConnect = false;  ///< the connection attempt tries all ports
 
  private:
   void OnMainThread(std::function<void()> change);

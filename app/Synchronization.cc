@@ -47,7 +47,7 @@ void SyncController::DisplayBarcode(const std::string& record) {
 
 void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
-  // In burst mode, missing records cannot be counted: erased ones are in the scanner's number too.
+  // In burst mode, missing records cannot be detected: the scanner's count includes erased records.
   const bool complete = lumet->bBurstSync || barcodeCount >= lumet->SyncEndIndex();
   const bool hadRecords = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
   if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.recordsInFile);
@@ -59,7 +59,7 @@ void SyncController::SynchronizeFinished() {
   DisplayText("Synchronization finished. Tavo can be plugged off now", true);
 }
 
-// The threads of a run store their counts in atomic words; the main thread polls them.
+// The main thread polls the run's counts, which other threads store in atomic words.
 void SyncController::StartProgress() {
   OnMainThread([this] {
     strip_.ShowMessage("");

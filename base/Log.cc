@@ -8,7 +8,7 @@ namespace {
 // Larger line buffers are freed after use. Most lines are much shorter.
 constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
 
-// Whether a UTF-8 character is invisible but changes how the text around it is displayed:
+// Returns true if a UTF-8 character is invisible but changes how the text around it is displayed:
 // zero-width characters and direction marks (U+061C, U+200B to U+200F, U+202A to U+202E, U+2060 to
 // U+206F, U+FEFF), line and paragraph separators (U+2028, U+2029).
 bool RearrangesText(std::string_view character) {

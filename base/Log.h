@@ -34,8 +34,8 @@ struct ForeignText {
 
 namespace log_detail {
 
-/// Maximum length of a number or string literal as text; 0 if it is not known at compile time.
-/// Every char array counts as a literal. Pass text in a buffer as a string_view.
+/// Maximum length in bytes of a piece of a log line; 0 if it is not known at compile time. Every
+/// char array counts as a string literal, so pass text in a buffer as a string_view.
 template <class Piece>
 inline constexpr std::size_t kMost = std::is_integral_v<Piece> ? 20 : 0;
 template <>
@@ -75,7 +75,7 @@ requires(std::is_integral_v<Number> || std::is_same_v<Number, Hex>) void Append(
   line.append(text, Put(text, piece));
 }
 
-/// Returns the calling thread's line buffer, emptied.
+/// Empties the calling thread's line buffer and returns it.
 std::string& EmptyLine();
 
 /// Frees the memory of `line` if it is exceptionally large.

@@ -6,7 +6,7 @@ namespace quillet {
 
 /// Repeats a system call while signals interrupt it (errno EINTR).
 /// @param call  makes the system call and returns its result; negative means failure
-/// @return the last result.
+/// @return the result of the last call.
 template <class Call>
 auto RetryOnSignal(Call call) {
   decltype(call()) result;

@@ -11,7 +11,7 @@ namespace quillet {
 /// any function.
 class ThreadHandle {
  public:
-  /// Whether the handle is empty.
+  /// Returns true if the handle is empty.
   bool empty() const noexcept { return !held_.load(); }
 
   /// Claims the handle. Returns false, without effect, if it was already held.

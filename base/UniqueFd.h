@@ -25,7 +25,7 @@ class UniqueFd {
     return *this;
   }
 
-  bool IsOpen() const { return descriptor_ >= 0; }  ///< whether a descriptor is owned
+  bool IsOpen() const { return descriptor_ >= 0; }  ///< returns true if a descriptor is owned
   int Get() const { return descriptor_; }           ///< the descriptor, or -1
 
   /// Closes the descriptor.

@@ -9,14 +9,14 @@ namespace quillet {
 /// Overlong forms, surrogates and values above U+10FFFF are invalid (RFC 3629, section 3).
 std::size_t Utf8SequenceLength(std::string_view text);
 
-/// Whether the whole text is valid UTF-8.
+/// Returns true if the whole text is valid UTF-8.
 bool IsValidUtf8(std::string_view text);
 
 /// Returns the longest prefix of `text` of at most `limit` bytes that does not end inside a UTF-8
 /// sequence. Invalid UTF-8 may be cut anywhere.
 std::string_view Utf8Prefix(std::string_view text, std::size_t limit);
 
-/// Whether all bytes are 7-bit ASCII.
+/// Returns true if all bytes are 7-bit ASCII.
 bool IsAscii(std::string_view bytes);
 
 }  // namespace quillet

@@ -83,7 +83,7 @@ void CommandQueue::RewindIfEmpty() {
 }
 
 // Drops all entries and adds `newConnections` to the connection number. If `only` is given and is
-// not the current connection, does nothing and returns false.
+// not the number of the current connection, does nothing and returns false.
 bool CommandQueue::Restart(std::optional<std::uint64_t> only, std::uint32_t newConnections) {
   Indices now = indices_.load();
   while (!only || *only == now.connection) {

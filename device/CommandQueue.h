@@ -11,8 +11,8 @@
 namespace quillet {
 
 /// The commands to be sent: a linear buffer of entries that any thread appends to and the command
-/// thread reads. When the queue is empty, the next byte from the scanner rewinds the buffer to its
-/// beginning.
+/// thread reads. If a byte arrives from the scanner while the queue is empty, the buffer is reused
+/// from its beginning.
 ///
 /// The queue has no lock. All indices are packed into one atomic word, so every operation is
 /// atomic. An operation may wait until another thread has copied its entry into the buffer.
@@ -26,8 +26,8 @@ class CommandQueue {
   struct Indices {
     std::uint64_t cmdRead : 10;     ///< index of the next entry to send
     std::uint64_t cmdWrite : 10;    ///< end of the completely copied entries
-    std::uint64_t claimed : 10;     ///< end of all entries
-    std::uint64_t generation : 17;  ///< the number of restarts
+    std::uint64_t claimed : 10;     ///< end of all entries, including those being copied
+    std::uint64_t generation : 17;  ///< counts the restarts
     std::uint64_t connection : 17;  ///< counts the connections
   };
 
@@ -52,7 +52,7 @@ class CommandQueue {
   /// Returns the entry at the head, or no value if the queue is empty. Command thread.
   std::optional<Entry> Head() const;
 
-  /// Removes an entry. Command thread.
+  /// Removes the entry at the head. Command thread.
   /// @param entry  the entry that Head returned
   /// @return false, without effect, if the queue was reset after Head.
   bool Consume(const Entry& entry);

@@ -25,7 +25,7 @@ class DisplayState {
       : word_(static_cast<std::uint64_t>(phase) | static_cast<std::uint64_t>(bytes) << 8 |
               static_cast<std::uint64_t>(announced) << 36) {}
 
-  /// The step.
+  /// The current step of the download.
   Phase phase() const { return static_cast<Phase>(word_ & 0xFF); }
   /// Received bytes of a burst.
   std::int32_t bytes() const { return static_cast<std::int32_t>(word_ >> 8 & 0xFFFFFFF); }

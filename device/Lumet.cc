@@ -38,7 +38,7 @@ std::uint8_t Lumet::connectTavo(const char* path) {
   bConnected_ = 1;
   Log(log_, "[", ForeignText(path), "]:Open succeeded !!!");
   if (serial_.bIsClosed()) {
-    // disconnectTavo ran after the port was opened, possibly before the flag was set.
+    // disconnectTavo ran after the port was opened, possibly before bConnected_ was set.
     bConnected_ = 0;
     return 0;
   }
@@ -178,8 +178,8 @@ void Lumet::CommandThread() {
     } while (bConnected_);
     commandThread_.Clear();
     // If a connection was made between the loop's last check and Clear, no new thread was started,
-    // so this thread must continue. Both threads store before they load (sequentially consistent),
-    // so at least one of them sees the other's store.
+    // so this thread must continue. This thread and the connecting thread each store before they
+    // load (sequentially consistent), so at least one of them sees the other's store.
   } while (bConnected_ && commandThread_.Claim());
   Log(log_, "-[Lumet CommandThread]", " has finished");
 }
@@ -311,7 +311,7 @@ void Lumet::SyncTavoClock() {
     if (LumetDelegate* owner = delegate()) owner->TavoInitializationDone(true);
     return;
   }
-  // Intentionally reads the clock twice.
+  // Intentional: the clock is read twice. Around midnight, date and time may be of different days.
   const platform::CalendarTime date = clock_.LocalTime();
   const platform::CalendarTime time = clock_.LocalTime();
   const auto byte = [](std::int32_t value) { return static_cast<std::uint8_t>(value); };

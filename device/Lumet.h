@@ -90,8 +90,8 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void ThreadSendCommand();  ///< sends the next command and waits up to 5 s for its answer
   void SendCommand();        ///< sends commandBuf, one byte per millisecond
   void SendNullData();       ///< sends three NULs, which the scanner does not answer
-  void EraseIfPermitted();   ///< sends or drops the next command, an erase command
-  void WakeupCommand();      ///< sends "W" up to five times, waits 0.5 s for each answer
+  void EraseIfPermitted();   ///< sends the next command, an erase, or drops it if not permitted
+  void WakeupCommand();      ///< sends "W" up to five times; waits 0.5 s for each answer
 
   /// Sends commandBuf and polls for the answer every 0.1 s.
   /// @param waitFactor  time-out in units of 0.5 s; if 0, does not wait
@@ -128,7 +128,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   // --- State ---
   DisplayState display() const { return display_; }            ///< download progress; any thread
   std::int32_t SyncEndIndex() const { return syncEndIndex_; }  ///< number of records in the scanner
-  std::int32_t SyncStartIndex() const { return 0; }            ///< index for "q"; always 0
+  std::int32_t SyncStartIndex() const { return 0; }            ///< index sent for "q"; always 0
   std::int32_t commandType() const { return commandType_; }    ///< type of the last command
   bool bCommandDone() const { return bCommandDone_ != 0; }     ///< no answer is pending
   bool bConnected() const { return bConnected_ != 0; }         ///< the port is open

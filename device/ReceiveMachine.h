@@ -25,9 +25,9 @@ inline constexpr std::int32_t kLengthBytes = 3;
 /// I/O, logging or waiting.
 class ReceiveMachine {
  public:
-  static constexpr std::int32_t kBufferSize = 4194304;  ///< maximum size of a stored unit
+  static constexpr std::int32_t kBufferSize = 4194304;  ///< maximum size of a stored unit in bytes
 
-  /// A completed unit.
+  /// The kind of unit that the last byte completed.
   enum class Event {
     kNone,         ///< the unit is not complete
     kAnswer,       ///< a plain answer, including its '!' or '@'
@@ -38,7 +38,7 @@ class ReceiveMachine {
 
   /// Result of Take.
   struct Step {
-    std::size_t taken;  ///< the number of bytes used
+    std::size_t taken;  ///< the number of bytes processed
     Event event;        ///< the event caused by the last byte taken
   };
 
@@ -57,7 +57,7 @@ class ReceiveMachine {
   void ExpectBurst() { state_ = kBurstLength; }
 
   std::int32_t state() const { return state_; }              ///< a ReceiveState
-  std::int32_t writePtr() const { return writePtr_; }        ///< received bytes of the current unit
+  std::int32_t writePtr() const { return writePtr_; }        ///< size of the current unit so far
   std::int32_t totallength() const { return totallength_; }  ///< length of the frame or burst
 
   /// The buffer with the current unit, kBufferSize bytes. Read thread.

@@ -6,8 +6,8 @@
 
 namespace quillet {
 
-/// Proof that erasing the scanner loses no record. Only such a proof lets Lumet send the erase
-/// command.
+/// Proof that erasing the scanner loses no record. Lumet sends the erase command only with such a
+/// proof.
 class ErasePermit {
  public:
   /// Returns a permit for a run without records.
@@ -27,10 +27,11 @@ class ErasePermit {
 /// Implemented by RunArchive.
 class RecordArchive {
  public:
-  /// Called when the scanner has stated its number of records. Read thread.
+  /// Called when the scanner has reported its number of records. Read thread.
   virtual void DownloadStarted() = 0;
 
-  /// Keeps a record that arrived alone. Called before the record is delivered. Read thread.
+  /// Keeps a record that is not part of a burst. Called before the record is delivered. Read
+  /// thread.
   /// @param record  the stored record as received; valid during the call
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;
 

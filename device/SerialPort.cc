@@ -27,8 +27,8 @@ std::int32_t Descriptor::Exchange(std::int32_t replacement) {
   return old;
 }
 
-// Stores a line and closes the previous line. Descriptor 0 is not closed: it is the initial value,
-// and the channel does not own it.
+// Stores a descriptor and closes the previous one. Descriptor 0 is not closed: it is the initial
+// value, and the channel does not own it.
 void SerialPort::Put(Descriptor& place, std::int32_t line) {
   const std::int32_t replaced = place.Exchange(line);
   if (replaced > 0) line_.Close(replaced);
@@ -43,7 +43,7 @@ std::uint8_t SerialPort::openConnections(const char* path) {
     return 0;
   }
   bIsClosed_ = 0;
-  // Another thread may have closed the port between the two opens or before the flag was cleared.
+  // Another thread may have closed the port between the two opens or before bIsClosed_ was cleared.
   if (inputfd_ < 0 || outputfd_ < 0) {
     closeConnections();
     return 0;
@@ -87,8 +87,8 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
   }
 }
 
-// The conditions of the two functions differ intentionally: only closing the output closes
-// descriptor 0. Therefore, closing a channel that was never opened closes descriptor 0.
+// The two close functions differ intentionally: only closing the output closes descriptor 0.
+// Therefore, closing a channel that was never opened closes descriptor 0.
 void SerialPort::closeInputConnection() {
   const std::int32_t line = inputfd_.Exchange(-1);
   if (line > 0) line_.Close(line);

@@ -33,8 +33,8 @@ struct OrderedField {
   bool delimiterBefore = false;  // false for the data, which has no delimiter
 };
 
-// The name and the time each add their delimiter, before or after the field. If such a field is
-// off, its delimiter is omitted too.
+// The symbology name and the time each add one delimiter, before or after the field. If such a
+// field is off, its delimiter is omitted too.
 constexpr bool kBefore = true;
 constexpr bool kAfter = false;
 constexpr std::array<std::array<OrderedField, 3>, 6> kOrders = {{

@@ -17,7 +17,8 @@ namespace quillet {
 /// For use by one thread at a time. The settings may change at any time.
 class RecordComposer {
  public:
-  static constexpr std::int32_t kBarcodeBufferSize = 10240;  ///< bytes of a line, with its NUL
+  /// Longest line in bytes, with its NUL.
+  static constexpr std::int32_t kBarcodeBufferSize = 10240;
 
   /// Received bytes.
   using Bytes = std::span<const std::uint8_t>;
@@ -44,7 +45,7 @@ class RecordComposer {
 
   /// Appends the symbology name if `bAttachType` is set.
   /// @param code    symbology code; for older scanners, the result of RemapOlderCode
-  /// @param before  whether the delimiter is before or after the name
+  /// @param before  true: delimiter before the name; false: after it
   void GetBarcodeTypeEx(Bytes, std::int32_t code, bool before);
 
   /// Appends the displayed part of the serial number if `bAttachSerial` is set.
@@ -53,7 +54,7 @@ class RecordComposer {
   /// Appends "[year/month/day:hour:minute:second]" if `bAttachTimestamp` is set.
   /// @param date    packed date of the record
   /// @param time    packed time of the record
-  /// @param before  whether the delimiter is before or after the time
+  /// @param before  true: delimiter before the time; false: after it
   void AttachTimestampEx(Bytes, std::uint16_t date, std::uint16_t time, bool before);
 
   void GetDataDelimiter();         ///< appends the delimiter `datadelimiter`
@@ -64,7 +65,7 @@ class RecordComposer {
   void AttachSerialNumber(Bytes);      ///< appends the complete serial number
   void AttachTimestamp(Bytes buffer);  ///< appends the time without leading zeros
 
-  std::int32_t BufferOffset = 0;         ///< index in the received bytes
+  std::int32_t BufferOffset = 0;         ///< index of the next received byte to read
   std::int32_t BarcodeLength = 0;        ///< length of the record's data in bytes
   std::int32_t BarcodeBufferOffset = 0;  ///< length of the line in bytes
 

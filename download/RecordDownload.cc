@@ -89,7 +89,7 @@ void RecordDownload::SynchronizeBurstData() {
   if (walked < end) {
     Log(log_, "-[Lumet SynchronizeBurstData]", ": invalid length, remaining records skipped");
   }
-  // An answer without records may be shorter than a length.
+  // An answer without records may be shorter than the length field.
   if (archive) archive->BurstDelivered(walked == std::max(received, kLengthBytes));
   session_.Show(Phase::kClosing);
   // The scanner must be woken again after the long transfer.
@@ -100,7 +100,7 @@ void RecordDownload::SynchronizeBurstData() {
 void RecordDownload::SynchronizeData() {
   if (RecordArchive* const archive = session_.archive()) {
     const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
-    // Both lengths can be wrong. All bytes that the composer may read are kept.
+    // Either length may be wrong, so all bytes that the composer may read are kept.
     const std::int32_t frame = session_.receive().totallength() - kLengthBytes;
     const std::int32_t record = RecordLength(records, 0, session_.bTavo300);
     const auto length = static_cast<std::size_t>(std::max(frame, record));

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kDigits = "0123456789ABCDEF";
 
-// Removes and returns the text before the next `separator`, which is removed too.
+// Returns the text before the next `separator` and removes both from `text`.
 std::string_view TakeUntil(std::string_view& text, char separator) {
   const std::size_t end = std::min(text.find(separator), text.size());
   const std::string_view taken = text.substr(0, end);

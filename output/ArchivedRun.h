@@ -14,8 +14,8 @@ namespace quillet {
 /// The first line of a records file.
 inline constexpr std::string_view kArchiveHeader = "quillet-archive 1";
 
-/// Returns a text with '%', spaces at its ends and control characters written as "%" and two
-/// hexadecimal digits.
+/// Returns `text` with '%', control characters, and leading and trailing spaces replaced by '%' and
+/// two hexadecimal digits.
 std::string EscapedText(std::string_view text);
 /// Reverses EscapedText. Invalid escapes are kept.
 std::string UnescapedText(std::string_view text);
@@ -26,7 +26,7 @@ struct ArchivedRun {
   std::string time;              ///< local time when the file was opened: YYYY-MM-DD hh:mm:ss
   std::string serial;            ///< serial number of the scanner
   std::string file;              ///< path of the output file, if it was written
-  std::string target;            ///< path in the settings: of the output file or the application
+  std::string target;            ///< path of the output file or the application in the settings
   std::int32_t destination = 1;  ///< see app/Destinations.h
   std::int64_t records = 0;      ///< number of records, without erased ones
   bool whole = false;            ///< the file has no incomplete entry
@@ -44,7 +44,7 @@ using ArchivedRecord =
 /// Reads a records file. An incomplete last entry is ignored.
 /// @param contents  contents of the file
 /// @param record    called for each record that is not erased, in the order of arrival
-/// @return no value if `contents` is no records file
+/// @return no value if `contents` is not a records file
 std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
                                            const ArchivedRecord& record = nullptr);
 

@@ -67,8 +67,8 @@ class LumetFile {
   const std::string dataFolder_;
 };
 
-/// Returns a text in which slashes and control characters are replaced with '_'. A corrupted serial
-/// number may contain them.
+/// Returns `text` with slashes and control characters replaced by '_'. A corrupted serial number
+/// may contain them.
 std::string FileNamePart(std::string text);
 
 /// Returns the path of a run's output file: `path` with each placeholder, including its slash,

@@ -24,7 +24,7 @@ class SampleComposer final : public Settings {
   RecordComposer composer_;
 };
 
-/// Returns a text with symbols for its invisible characters: → for tab, ␣ for space, ⏎ for CR LF,
+/// Returns `text` with symbols for its invisible characters: → for tab, ␣ for space, ⏎ for CR LF,
 /// ← for CR, ↓ for LF.
 /// @param text  UTF-8
 std::string VisibleSpelling(std::string_view text);

@@ -13,7 +13,7 @@ constexpr std::size_t kNameArea = 128;
 using platform::SettingsValues;
 
 // Describes one setting: its field in `Settings`, its index in the SettingsImage and its control in
-// the settings window. A flag has a check box, a number has a list.
+// the settings window. A flag has a check box; a number has a list.
 struct Setting {
   Word<std::uint8_t> Settings::*flag = nullptr;
   Word<std::int32_t> Settings::*number = nullptr;

@@ -11,10 +11,10 @@ namespace quillet {
 /// @return the text without the mark. If there is a mark, invalid sequences become U+FFFD.
 std::string DecodeTextFile(std::string_view bytes);
 
-/// Whether the bytes begin with the byte-order mark of UTF-8 or UTF-16.
+/// Returns true if the bytes begin with the byte-order mark of UTF-8 or UTF-16.
 bool HasByteOrderMark(std::string_view bytes);
 
-/// Replaces with U+FFFD each byte that does not belong to a valid UTF-8 sequence.
+/// Replaces each byte that is not part of a valid UTF-8 sequence with U+FFFD.
 std::string RepairUtf8(std::string_view bytes);
 
 /// Returns the length of a valid UTF-8 text in UTF-16 code units.

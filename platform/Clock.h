@@ -8,7 +8,7 @@ namespace quillet::platform {
 
 using quillet::CalendarTime;
 
-/// Time and sleep. An interface, so that tests can replace waits of many seconds. Any thread.
+/// Time and sleep. An interface, so that tests can skip long waits. Any thread.
 class Clock {
  public:
   virtual ~Clock() = default;
@@ -19,7 +19,7 @@ class Clock {
   /// Returns the time since a fixed moment. Monotonic; not affected by changes of the wall clock.
   virtual std::chrono::nanoseconds Now() = 0;
 
-  /// Suspends the calling thread for at least `duration`. Signals do not shorten it.
+  /// Suspends the calling thread for at least `duration`. Signals do not shorten the sleep.
   virtual void Sleep(std::chrono::microseconds duration) = 0;
 };
 

@@ -39,14 +39,14 @@ class FileStore {
 
   /// Creates a file that is readable and writable by the user only, or opens an existing one.
   /// @param path   absolute path of the file
-  /// @param fresh  whether to fail if the file exists; otherwise fails if it does not exist
+  /// @param fresh  true: the file must not exist; false: the file must exist
   /// @return null after an error, if the file is a symbolic link, or if another process has it open
   virtual std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) = 0;
 
-  /// A regular file of a folder.
+  /// A regular file in a folder.
   struct Entry {
     std::string name;         ///< name without the folder
-    std::uint64_t bytes = 0;  ///< size
+    std::uint64_t bytes = 0;  ///< file size
   };
 
   /// Returns the regular files of a folder in ascending order of their names. Returns no files if

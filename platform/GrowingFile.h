@@ -15,9 +15,9 @@ class GrowingFile {
   /// @return false if not all bytes were written. All later calls then fail too.
   virtual bool Append(std::string_view bytes) = 0;
 
-  /// Waits until all bytes appended before the call, and the entries of the file and its folders,
-  /// are on the storage device.
-  /// @param limit  longest wait
+  /// Waits until all bytes appended before the call, and the directory entries of the file and its
+  /// folders, are on the storage device.
+  /// @param limit  time-out
   /// @return false after an error or after `limit`. All later calls then fail too, because the
   ///         system reports a lost write only once.
   virtual bool Synchronize(std::chrono::milliseconds limit) = 0;

@@ -10,7 +10,7 @@ struct LineSettings {
   std::int32_t bitsPerSecond;  ///< 115200; any other value means 9600
   std::int32_t dataBits;       ///< 7; any other value means 8
   std::int32_t parity;         ///< 0: none, 1: odd, other: even
-  std::int32_t stopBits;       ///< 2 or more: two; other: one
+  std::int32_t stopBits;       ///< 2 or more: two stop bits; other: one
 };
 
 /// Serial devices, opened by path. No call blocks. Any thread may call any function, but a

@@ -30,8 +30,7 @@ class SerialRegistry {
 
   virtual ~SerialRegistry() = default;
 
-  /// Lists the serial devices in a stable order, without virtual consoles and ports that have no
-  /// hardware.
+  /// Lists the serial devices in a stable order. Omits virtual consoles and ports without hardware.
   /// @param names  receives the devices' display names
   /// @param paths  receives the devices' paths
   /// @return the number of devices listed, at most the smaller of the two sizes; 0 if the registry

@@ -63,9 +63,9 @@ class SettingsForm {
   /// field: a path typed by the user has no effect.
   virtual void SetPath(std::string_view path) = 0;
 
-  virtual void SetPathEnabled(bool enabled) = 0;  ///< also applies to the browse button
+  virtual void SetPathEnabled(bool enabled) = 0;  ///< enables the path field and browse button
 
-  /// Shows the sample lines of an older scanner and of a 300 series scanner.
+  /// Shows the sample lines of an older scanner and of a 300-series scanner.
   virtual void ShowSamples(std::string_view older, std::string_view series300) = 0;
 
   virtual Window& settingsWindow() = 0;  ///< returns the window

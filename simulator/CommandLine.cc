@@ -93,7 +93,7 @@ constexpr std::array kArguments = std::to_array<Argument>({
     {"--transcript", [](Parsed& w, Text text) { w.options.transcriptFile = text; }},
 });
 
-/// Parses a file. If `parse` throws InputError, adds the file's path to the message.
+/// Reads and parses a file. If `parse` throws InputError, adds the file's path to the message.
 template <typename Parse>
 auto ReadFileWith(const std::string& path, Parse parse) {
   // A folder can be opened but not read.

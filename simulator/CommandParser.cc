@@ -34,8 +34,8 @@ constexpr std::array kFixedCommands = std::to_array<FixedCommand>({
 constexpr std::size_t kClockCommandSize = 7;
 constexpr std::size_t kMostIndexDigits = 8;
 
-/// Whether the bytes are the beginning of a request such as "p1a#". The number has no leading
-/// zeros.
+/// Returns true if the bytes are the beginning of a request such as "p1a#". The number has no
+/// leading zeros.
 bool BeginsRecordRequest(std::string_view bytes) {
   if (bytes.front() != 'p') return false;
   std::string_view digits = bytes.substr(1);

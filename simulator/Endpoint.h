@@ -29,15 +29,15 @@ class Endpoint {
   int Descriptor() const { return line_.Get(); }
   /// The path of the computer's end; "" before the first Open().
   const std::string& Path() const { return path_; }
-  /// Whether the computer has the port open, if this can be determined.
+  /// Returns whether the computer has the port open, as far as this can be determined.
   virtual bool IsPortOpen() const = 0;
-  /// Whether the computer has not yet read all written bytes.
+  /// Returns true if the computer has not yet read all written bytes.
   virtual bool HasUnreadOutput() = 0;
   /// Discards the bytes that the computer has not read.
   virtual void DiscardOutput() = 0;
   /// Reads the available bytes, up to the size of `buffer`.
   Transfer Read(std::span<std::uint8_t> buffer);
-  /// Writes as many bytes as fit.
+  /// Writes as many bytes as the line accepts.
   Transfer Write(std::span<const std::uint8_t> bytes);
 
  protected:

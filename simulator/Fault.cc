@@ -15,7 +15,8 @@ bool CountsSentBytes(FaultTrigger trigger) {
   return trigger == FaultTrigger::kBytesSent || trigger == FaultTrigger::kBytesBothWays;
 }
 
-/// Returns the counter that the trigger watches, or 0 if the trigger does not count bytes.
+/// Returns the value of the byte counter that the trigger watches, or 0 if the trigger does not
+/// count bytes.
 std::uint64_t Watched(FaultTrigger trigger, const LineCounters& counters) {
   const bool countsReceived =
       trigger == FaultTrigger::kBytesReceived || trigger == FaultTrigger::kBytesBothWays;

@@ -18,10 +18,10 @@ namespace quillet::simulator {
 /// The event that triggers a fault. Bytes are counted from the time the cable is plugged in.
 enum class FaultTrigger {
   kCommand,        ///< a command arrives ("on")
-  kBytesSent,      ///< bytes sent to the computer ("after-sent")
-  kBytesReceived,  ///< bytes received from the computer ("after-received")
-  kBytesBothWays,  ///< the sum of both ("after-bytes")
-  kTime,           ///< time since the fault was armed ("at")
+  kBytesSent,      ///< a number of bytes has been sent to the computer ("after-sent")
+  kBytesReceived,  ///< a number of bytes has been received from the computer ("after-received")
+  kBytesBothWays,  ///< a number of bytes has been sent and received in total ("after-bytes")
+  kTime,           ///< a time has passed since the fault was armed ("at")
 };
 
 /// The effect of a fault.
@@ -53,7 +53,7 @@ struct Fault {
   std::uint64_t occurrence = 1;  ///< kCommand: the occurrence since the fault was armed, from 1
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
-  std::chrono::nanoseconds after{0};  ///< kTime
+  std::chrono::nanoseconds after{0};  ///< kTime: the time since the fault was armed
 
   FaultAction action = FaultAction::kSilence;
   std::uint64_t number = 0;
@@ -74,7 +74,7 @@ std::vector<Fault> ParseFaults(std::string_view script);
 /// The part of HelpText() about fault scripts.
 extern const std::string_view kFaultHelp;
 
-/// Numbers of bytes since the cable was plugged in.
+/// Byte counts since the cable was plugged in.
 struct LineCounters {
   std::uint64_t sent = 0;
   std::uint64_t received = 0;
@@ -101,7 +101,7 @@ class FaultInjector {
  private:
   struct Armed {
     Fault fault;
-    Time due = Time::max();         ///< kTime
+    Time due = Time::max();         ///< kTime: when the fault is due
     std::uint64_t atBytes = 0;      ///< byte triggers: the counter's value
     std::uint64_t occurrences = 0;  ///< kCommand: the number of matching commands so far
   };
@@ -109,11 +109,11 @@ class FaultInjector {
   std::vector<Armed> armed_;
 };
 
-/// How one command is answered.
+/// The planned answer to a command.
 struct AnswerPlan {
   std::optional<Bytes> answer;  ///< none: the command is not answered
   std::chrono::nanoseconds delay{0};
-  std::size_t chunkSize = 0;  ///< 0: not split
+  std::size_t chunkSize = 0;  ///< in bytes; 0: the answer is not split
   std::chrono::nanoseconds chunkPause{0};
 };
 

@@ -207,7 +207,7 @@ constexpr std::array kTriggers = std::to_array<TriggerName>({
     {"at", FaultTrigger::kTime},
 });
 
-/// Whether the text names one complete command or a group of commands.
+/// Returns true if the text names one complete command or a group of commands.
 bool NamesCommand(const std::string& text) {
   if (text == "C" || text == "w" || text == "p" || text == "any") return true;
   CommandParser parser;

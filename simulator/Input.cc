@@ -103,7 +103,7 @@ std::optional<std::uint64_t> ReadNumber(std::string_view text) {
 
 std::optional<std::chrono::nanoseconds> ReadDuration(std::string_view text,
                                                      std::chrono::nanoseconds unit) {
-  // std::from_chars does not support decimals on macOS.
+  // std::from_chars does not support floating-point numbers on macOS.
   if (text.empty() || text.front() == '+') return std::nullopt;
   std::istringstream stream{std::string(text)};
   stream.imbue(std::locale::classic());

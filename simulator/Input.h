@@ -14,7 +14,8 @@
 
 namespace quillet::simulator {
 
-/// Thrown for an invalid table of records or fault script. what() is "line 3: ...".
+/// Thrown for an invalid table of records or fault script. what() begins with the line number, for
+/// example "line 3: ".
 class InputError : public std::runtime_error {
   using runtime_error::runtime_error;
 };

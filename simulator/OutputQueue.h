@@ -20,7 +20,7 @@ using Duration = Clock::duration;
 /// its last bit. If the caller is late, more bytes are due at once.
 class OutputQueue {
  public:
-  /// @param bitsPerSecond  0: bytes take no time
+  /// @param bitsPerSecond  speed of the line; 0: bytes take no time
   explicit OutputQueue(std::uint64_t bitsPerSecond) : bitsPerSecond_(bitsPerSecond) {}
 
   /// Queues bytes. Sending begins at `earliest` or later, and at least `pause` after the bytes that

@@ -20,7 +20,7 @@ enum class Model {
 /// bits.
 inline constexpr CalendarTime kFirstMoment{2000, 1, 1, 0, 0, 0};
 
-/// Whether the time is valid and a scanner can store it.
+/// Returns true if the time is valid and a scanner can store it.
 bool IsValid(const CalendarTime& time);
 
 /// Adds `seconds`, which may be negative, to a valid time. The year wraps from 2063 to 2000.

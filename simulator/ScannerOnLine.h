@@ -28,9 +28,9 @@ struct Options {
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
   std::vector<Fault> faults;  ///< see ParseFaults()
 
-  std::string linkPath;    ///< path of a link to the line while it is plugged in; "": none
+  std::string linkPath;    ///< path of the link to the line while the cable is plugged in; "": none
   std::string deviceNode;  ///< a terminal device instead of a new pseudo-terminal; "": none
-  TerminalMode terminalMode = TerminalMode::kRaw;  ///< of a new pseudo-terminal
+  TerminalMode terminalMode = TerminalMode::kRaw;  ///< initial mode of a new pseudo-terminal
 
   bool keepTranscript = true;  ///< keep the transcript in memory
   std::string transcriptFile;  ///< path of the transcript; "": none
@@ -49,10 +49,10 @@ struct Options {
 /// events and time that Wait() returns. Used by one thread at a time.
 class ScannerOnLine {
  public:
-  /// What to wait for before the next turn.
+  /// The events and the time that end the wait before the next turn.
   struct Waiting {
-    int descriptor = -1;  ///< -1: none
-    short events = 0;     ///< as for poll(2)
+    int descriptor = -1;  ///< descriptor for poll(2); -1: none
+    short events = 0;     ///< events for poll(2)
     Time until = Time::max();
   };
 
@@ -76,7 +76,7 @@ class ScannerOnLine {
   const TavoDevice& Device() const { return device_; }
   bool IsPlugged() const { return plugged_; }
   bool IsPortOpen() const { return portOpen_; }
-  /// Whether no bytes remain to be sent.
+  /// Returns true if no bytes remain to be sent.
   bool IsQuiet() const { return output_.IsEmpty() && !cutting_; }
   const LineCounters& Counters() const { return counters_; }
   const std::string& LinePath() const { return endpoint_->Path(); }

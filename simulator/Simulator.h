@@ -48,8 +48,8 @@ class Simulator {
 
   /// The path to open: the link if the options have one, else the line. "" before Start().
   std::string Path() const;
-  /// Pulls the cable. Afterwards the port has hung up and the link is removed. With `deviceNode`,
-  /// the device is only closed.
+  /// Pulls the cable. After the call, the port has hung up and the link is removed. With
+  /// `deviceNode`, the device is only closed.
   void Unplug() {
     Change([this] { scanner_.Unplug(Clock::now()); });
   }
@@ -58,7 +58,7 @@ class Simulator {
     Change([this] { scanner_.Plug(Clock::now()); });
   }
   bool IsPlugged() const { return Ask(&ScannerOnLine::IsPlugged); }
-  /// Whether the computer has the port open. Updated every few milliseconds.
+  /// Returns true if the computer has the port open. Updated every few milliseconds.
   bool IsPortOpen() const { return Ask(&ScannerOnLine::IsPortOpen); }
 
   /// Scans a barcode. Its frame is sent after the pending answer. Throws std::length_error if the
@@ -73,12 +73,13 @@ class Simulator {
   void SetRecords(std::vector<ScanRecord> records);
 
   std::vector<ScanRecord> Records() const;
-  /// What the scanner has received and done since the first Start().
+  /// Returns a report of the scanner's input and actions since the first Start().
   DeviceReport Report() const;
   /// The number of times this command was received.
   std::size_t CountOf(std::string_view command) const;
   LineCounters Counters() const { return Ask(&ScannerOnLine::Counters); }
-  /// Everything sent and received. Contains all bytes that the computer has read so far.
+  /// Returns a transcript of all transfers. It contains all bytes that the computer has read so
+  /// far.
   const Transcript& GetTranscript() const;
 
   /// Waits until `condition` is true. The calling thread checks it after each event and every 5 ms.
@@ -114,7 +115,7 @@ class Simulator {
   ScannerOnLine scanner_;
   bool stopping_ = false;
   bool waitingOnLine_ = false;  ///< the thread waits for an event and does not hold the mutex
-  int changes_ = 0;             ///< pending calls of Change()
+  int changes_ = 0;             ///< number of pending calls of Change()
   std::uint64_t turns_ = 0;
   mutable std::condition_variable turned_;
 

@@ -30,7 +30,7 @@ struct DeviceSettings {
 /// more entry says so.
 inline constexpr std::size_t kMostComplaints = 1000;
 
-/// What a scanner has received and done.
+/// A report of a scanner's input and actions.
 struct DeviceReport {
   std::vector<std::string> commandsSeen;  ///< all received commands, as in Command::text
   std::vector<std::string> complaints;    ///< descriptions of all invalid input
@@ -41,8 +41,8 @@ struct DeviceReport {
   std::optional<CalendarTime> clockSetTo;  ///< by the last clock command
 };
 
-/// The scanner without its line: takes received bytes and returns answers. Used by one thread at a
-/// time.
+/// The scanner without its line: processes received bytes and returns answers. Used by one thread
+/// at a time.
 class TavoDevice {
  public:
   /// The time since a fixed moment. Never decreases.

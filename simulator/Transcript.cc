@@ -18,7 +18,7 @@ void Transcript::Add(std::chrono::steady_clock::time_point time, Direction direc
   if (bytes.empty()) return;
   const std::scoped_lock lock(mutex_);
   TranscriptEntry entry{time, direction, std::move(bytes)};
-  // Flushing each line leaves only whole lines if the process is killed.
+  // Each line is flushed, so the file contains only whole lines if the process is killed.
   if (file_.is_open()) file_ << FormatLine(entry, start_) + '\n' << std::flush;
   if (keep_) entries_.push_back(std::move(entry));
 }

@@ -22,7 +22,7 @@ enum class Direction {
 struct TranscriptEntry {
   std::chrono::steady_clock::time_point time;
   Direction direction = Direction::kEvent;
-  Bytes bytes;  ///< kEvent: the text
+  Bytes bytes;  ///< the transferred bytes, or the text of an event
 };
 
 /// Everything sent and received, with time stamps. Any thread.

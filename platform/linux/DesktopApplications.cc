@@ -59,7 +59,8 @@ void ReportPid(GDesktopAppInfo*, GPid pid, void* started) {
 
 using namespace std::chrono_literals;
 
-// Described in the class comment in DesktopApplications.h.
+// A process that ends within kShortestLife may have passed the request on. On X11, the application
+// then counts as running until kHandedOver has passed without a request.
 constexpr auto kShortestLife = 10s;
 constexpr auto kHandedOver = 1min;
 constexpr auto kFocusLimit = 300ms;
@@ -88,8 +89,8 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
         g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
     if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
     file.windowClasses_.push_back(LowerCase(std::filesystem::path(path).stem()));
-    // A program that is started with arguments is often shared by several applications, such as a
-    // terminal, so its windows need not belong to this one.
+    // A program started with arguments, such as a terminal, is often shared by several
+    // applications, so its windows need not belong to this one.
     if (named == nullptr && file.command_.size() == 1) {
       file.windowClasses_.push_back(LowerCase(std::filesystem::path(file.command_[0]).filename()));
     }

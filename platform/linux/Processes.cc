@@ -64,7 +64,7 @@ bool WasStartedBy(const std::string& process, const std::vector<std::string>& co
 }
 
 int Parent(int process) {
-  // pid (name) state ppid ...; the name can contain parentheses.
+  // The text is "pid (name) state ppid ...". The name can contain parentheses.
   const std::string text = Contents("/proc/" + std::to_string(process) + "/stat");
   const std::size_t name = text.rfind(") ");
   if (name == std::string::npos || text.size() <= name + 4) return 0;

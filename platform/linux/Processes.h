@@ -45,8 +45,8 @@ class WatchedProcess {
   void WaitForEnd();
 
   Clock& clock_;
-  const UniqueFd process_;        // readable after the process has ended
-  const UniqueFd stop_;           // readable after the destructor has started
+  const UniqueFd process_;        // pidfd; becomes readable when the process ends
+  const UniqueFd stop_;           // eventfd; the destructor makes it readable
   std::chrono::nanoseconds end_;  // written before ended_
   std::atomic<bool> ended_ = false;
   std::thread thread_;

@@ -84,7 +84,7 @@ std::string ModelOf(udev_device* device, udev_device* usbDevice) {
 }
 
 std::string NameOf(udev_device* device, const std::string& kernelName) {
-  // `device` owns its parents (libudev.h).
+  // `device` owns its parents, so they are not released (libudev.h).
   udev_device* const usbDevice =
       udev_device_get_parent_with_subsystem_devtype(device, "usb", "usb_device");
   udev_device* const usbInterface =

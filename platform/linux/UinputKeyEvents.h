@@ -31,7 +31,7 @@ class UinputKeyEvents final : public KeyEvents {
  public:
   using MakeKeyboard = std::function<int()>;
 
-  /// @param log    receives one line if the system refuses; outlives this object
+  /// @param log    receives one line if keys cannot be typed; outlives this object
   /// @param clock  used for pauses; outlives this object
   /// @param make   creates the keyboard like MakeVirtualKeyboard
   UinputKeyEvents(
@@ -54,7 +54,7 @@ class UinputKeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::optional<UniqueFd> keyboard_;
   bool capsLock_ = false;
-  // Time when a desktop that reads at the steady rate has read all events.
+  // Time by which a desktop that reads at the steady rate has read all events sent so far.
   std::chrono::nanoseconds allRead_{};
 };
 

@@ -74,7 +74,7 @@ class X11KeyEvents::Connection : public XcbConnection {
 
   bool canTest_ = false;
   std::uint8_t offset_ = 0;
-  std::uint8_t keyboardEvent_ = 0;  // 0 if XKB is not available
+  std::uint8_t keyboardEvent_ = 0;  // event type of XKB; 0 if XKB is not available
   bool capsLock_ = false;
 };
 

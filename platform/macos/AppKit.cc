@@ -4,7 +4,7 @@
 
 #include "platform/macos/CfText.h"
 
-// The plain text type, as in the AppKit reference. Its header requires Objective-C.
+// Declared here as in the AppKit reference, because the AppKit header requires Objective-C.
 extern "C" const CFStringRef NSPasteboardTypeString;
 
 namespace quillet::platform::macos {

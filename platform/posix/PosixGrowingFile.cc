@@ -19,7 +19,7 @@ namespace {
 
 // A new file's entry is in its folder, a new folder's entry in its parent. An earlier process may
 // have created the folders without synchronizing them, so all of them are synchronized. A folder
-// that cannot be opened belongs to another user, who created it.
+// without read permission is skipped: another user created it.
 bool SynchronizeFolders(std::string path) {
   while (path.size() > 1) {
     path.resize(std::max<std::size_t>(path.rfind('/'), 1));

@@ -22,11 +22,11 @@ namespace quillet::platform::posix {
 /// lines are dropped silently.
 class SyslogLog final : public SystemLog {
  public:
-  /// Maximum bytes of a message. Longer lines are split between UTF-8 characters. Common daemons
-  /// truncate messages at 8,192 bytes, including the header.
+  /// Maximum length of a message in bytes. Longer lines are split between UTF-8 characters. Common
+  /// daemons truncate messages at 8,192 bytes, including the header.
   static constexpr std::size_t kLongestMessage = 8000;
 
-  /// Maximum bytes waiting for the sending thread. The sending thread can hold the same number in
+  /// Maximum number of bytes waiting for the sending thread, which can hold the same number in
   /// addition. Write waits for space. A larger line is accepted if no other line is waiting.
   static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
 
@@ -80,7 +80,7 @@ class SyslogLog final : public SystemLog {
   std::uint64_t dropped_ = 0;  // lines dropped since the last accepted line
   bool stalled_ = false;       // a writer has timed out since the sender last fetched lines
   bool senderIdle_ = false;
-  bool hurry_ = false;  // do not wait to collect lines
+  bool hurry_ = false;  // the sending thread must not wait to collect lines
   bool stop_ = false;
 
   std::thread sender_;

@@ -7,7 +7,7 @@
 namespace quillet::platform::qt {
 namespace {
 
-// Replaces Qt's accessible interface of a combo box. Only the name and the value differ.
+// Replaces Qt's accessible interface for combo boxes. Only the name and the value differ.
 class NamedList final : public QAccessibleWidget {
  public:
   explicit NamedList(QComboBox* box) : QAccessibleWidget(box, QAccessible::ComboBox), box_(box) {}

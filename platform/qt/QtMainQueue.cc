@@ -17,8 +17,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Limit per turn of the main loop. This slice, the slice of QtTextView and a repaint together fit
-// into one frame of a 60 Hz screen.
+// Time limit per turn of the main loop. This slice, the slice of QtTextView and a repaint together
+// fit into one frame of a 60 Hz screen.
 constexpr auto kSlice = std::chrono::milliseconds(5);
 
 struct Pipe {

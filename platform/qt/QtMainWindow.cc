@@ -25,7 +25,7 @@ namespace {
 constexpr QSize kUsualSize(900, 600);
 constexpr int kIconSize = 24;
 constexpr int kProgressWidth = 120;
-constexpr int kPortCharacters = 16;  // minimum width of the port list
+constexpr int kPortCharacters = 16;  // minimum width of the port list in characters
 
 QIcon NamedIcon(const char* name) {
   InitializeIcons();
@@ -156,7 +156,7 @@ void QtMainWindow::SetUpMenus() {
   edit->addAction(&clearItem_.action());
 }
 
-// The status strip has the same height when it is empty.
+// The status strip keeps its height when it is empty.
 void QtMainWindow::SetUpStatusStrip() {
   progressLabel_.setContentsMargins(8, 0, 0, 0);
   // A long text is cut off, so it cannot increase the window's minimum width.

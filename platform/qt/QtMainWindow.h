@@ -18,7 +18,7 @@ namespace quillet::platform::qt {
 /// before the QApplication is destroyed. Closing the window ends the application's main loop.
 class QtMainWindow {
  public:
-  /// Creates the window, hidden.
+  /// Creates the window but does not show it.
   QtMainWindow();
 
   /// Shows the window, with the focus in the view.

@@ -28,7 +28,7 @@ class QtProgressDisplay final : public ProgressDisplay {
 
   void ShowMessage(std::string_view text) override {
     label_.setText(ToQString(text));
-    label_.setToolTip(label_.text());  // the label may be too narrow
+    label_.setToolTip(label_.text());  // the label may cut off its text
     bar_.hide();
   }
 

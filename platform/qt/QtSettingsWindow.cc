@@ -24,8 +24,8 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr int kLegendRows = 20;      // a window with fewer rows of text hides the legend
-constexpr int kPathCharacters = 52;  // preferred width of the path field
+constexpr int kLegendRows = 20;      // a window lower than this many rows of text hides the legend
+constexpr int kPathCharacters = 52;  // preferred width of the path field in characters
 constexpr SettingsValues kKeys;      // see KeyOf
 
 class PathField final : public QLineEdit {

@@ -15,7 +15,7 @@ namespace quillet::platform::qt {
 /// Main thread only.
 class QtSettingsWindow final : public QDialog, public SettingsForm {
  public:
-  /// Creates the window, hidden.
+  /// Creates the window but does not show it.
   /// @param parent   the main window; this window stays in front of it
   /// @param choices  the item titles of every list
   QtSettingsWindow(QWidget& parent, std::span<const ChoiceTitles> choices);

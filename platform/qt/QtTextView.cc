@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr auto kSlice = std::chrono::milliseconds(4);  // limit per turn of the main loop
+constexpr auto kSlice = std::chrono::milliseconds(4);  // time limit per turn of the main loop
 constexpr std::size_t kPiece = 8192;                   // bytes inserted between two time checks
 
 // Inserted bytes are removed from pending_ in pieces of at least this size.

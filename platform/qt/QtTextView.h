@@ -26,7 +26,7 @@ class QtTextView final : public TextView {
   /// Clears the view at once and drops text that has not been inserted yet.
   void SetText(std::string_view text) override;
 
-  /// Whether some appended text has not been inserted yet.
+  /// Returns true if some appended text has not been inserted yet.
   bool HasPending() const { return inserted_ < pending_.size(); }
 
   /// The inserted text, as UTF-8. It equals the appended text, except for the changes described in
@@ -40,7 +40,7 @@ class QtTextView final : public TextView {
 
   RecordView& view_;
   std::string pending_;       // UTF-8
-  std::size_t inserted_ = 0;  // leading bytes of pending_ that are already in the view
+  std::size_t inserted_ = 0;  // number of leading bytes of pending_ that are in the view
   bool scrollWanted_ = false;
   QTimer sliceTimer_;
 };

@@ -9,8 +9,8 @@
 namespace quillet::platform::qt {
 namespace {
 
-// Distance of tab stops, in characters. Most symbology names and common codes are shorter, so the
-// fields of different records line up.
+// Distance between tab stops, in characters. Most symbology names and common codes are shorter, so
+// the fields of different records line up.
 constexpr qreal kTabColumns = 16;
 
 }  // namespace

@@ -28,7 +28,7 @@ QString ToDocumentText(std::string_view text);
 /// @param text  may contain several paragraphs
 void InsertAtEnd(QTextCursor& end, const QString& text);
 
-/// The selected text, with the original characters.
+/// Returns the selected text with the original characters.
 QString SelectedRecordText(const QTextCursor& selection);
 
 }  // namespace quillet::platform::qt

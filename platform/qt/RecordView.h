@@ -10,7 +10,7 @@ class RecordView final : public ReadOnlyText {
   explicit RecordView(QWidget* parent = nullptr);
 
   /// Inserts text from ToDocumentText at the end. Keeps the user's selection. A cursor at the end
-  /// without a selection stays at the end.
+  /// stays at the end if nothing is selected.
   void InsertAtEnd(const QString& text);
 
   /// Scrolls down until the last line is visible.

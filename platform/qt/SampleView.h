@@ -10,7 +10,7 @@ class SampleView final : public ReadOnlyText {
  public:
   SampleView();
 
-  /// The size of one row, with a width that does not depend on the text.
+  /// The size of one row. The width does not depend on the text.
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override { return sizeHint(); }
 

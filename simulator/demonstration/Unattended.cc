@@ -60,7 +60,8 @@ void PrintStart(const std::string& path) {
   }
 }
 
-/// Prints the results. @return true if the records, the scanner's input and the picture are right.
+/// Prints the results. @return true if the records, the scanner's input and the screenshot are
+/// correct.
 bool Check(QWidget& window, const Simulator& scanner, const DeviceSettings& device,
            const std::string& folder) {
   const std::string picture = folder + "/window.png";

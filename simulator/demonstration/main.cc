@@ -28,7 +28,7 @@ using simulator::UsageError;
 struct Arguments {
   bool help = false;
   bool unattended = false;  // synchronize, check the file, save a screenshot and exit
-  bool burst = true;        // all records in one transfer
+  bool burst = true;        // download all records in one transfer
   bool autoSync = false;    // synchronize as soon as the scanner is connected
   std::string folder;       // absolute path of the parent of the data folder
   simulator::CommandLine scanner;
@@ -109,7 +109,7 @@ void PrepareSettings(const Arguments& arguments, const std::string& dataFolder) 
   std::ofstream(path, std::ios::binary).write(image.data(), image.size() - 1);
 }
 
-// A registry with one serial port, that of the simulated scanner.
+// A registry whose only serial port is that of the simulated scanner.
 class SimulatedPort final : public platform::SerialRegistry {
  public:
   explicit SimulatedPort(std::string path) : path_(std::move(path)) {}
