@@ -88,7 +88,7 @@ class SyncController final : public LumetDelegate {
   /// Shows the connected scanner. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
   void DisplayConnectionMessage(std::int32_t index);  ///< shows an attempt's result. Any thread.
-  void Terminate();  ///< disconnects, even if no scanner is connected. Main thread.
+  void Terminate();  ///< disconnects; may be called while no scanner is connected. Main thread.
 
   // --- Synchronization --------------------------------------------------------------------------
 

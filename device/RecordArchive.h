@@ -43,7 +43,7 @@ class RecordArchive {
   /// @param complete  false if records are known to be cut off
   virtual void BurstDelivered(bool complete) = 0;
 
-  /// Waits until every record of the run is on the computer's disk. The wait is bounded. Command
+  /// Waits, for a limited time, until every record of the run is on the computer's disk. Command
   /// thread.
   /// @return no value if the scanner must not be erased
   virtual std::optional<ErasePermit> AwaitCopy() = 0;

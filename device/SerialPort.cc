@@ -14,7 +14,7 @@ using platform::SerialLine;
 constexpr auto kReadPause = 200us;
 constexpr auto kTransmitPause = 1ms;
 
-// Shorter chunks are followed by a NUL.
+// Chunks with fewer bytes than this are followed by a NUL.
 constexpr std::int32_t kTerminatedBelow = 2048;
 
 constexpr platform::LineSettings kScannerLine{115200, 8, 0, 1};

@@ -15,7 +15,7 @@ class Endpoint {
  public:
   /// The result of Read() or Write().
   struct Transfer {
-    std::size_t count = 0;  ///< bytes transferred
+    std::size_t count = 0;  ///< number of bytes transferred
     bool hungUp = false;    ///< the line failed, or the computer has closed the port
   };
 

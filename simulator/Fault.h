@@ -102,7 +102,7 @@ class FaultInjector {
   struct Armed {
     Fault fault;
     Time due = Time::max();         ///< kTime: when the fault is due
-    std::uint64_t atBytes = 0;      ///< byte triggers: the counter's value
+    std::uint64_t atBytes = 0;      ///< byte triggers: the counter's value when due
     std::uint64_t occurrences = 0;  ///< kCommand: the number of matching commands so far
   };
 

@@ -171,7 +171,8 @@ void ScannerOnLine::SendDue(Time now) {
   }
 }
 
-/// @return false if the receiver's buffer is full.
+/// Sends bytes, or drops them if the port is closed.
+/// @return false if the receiver's buffer is full or the line has hung up.
 bool ScannerOnLine::SendSome(std::span<const std::uint8_t> bytes, Time now) {
   if (!portOpen_) {
     counters_.lost += bytes.size();
@@ -239,7 +240,7 @@ void ScannerOnLine::BeginCut(std::optional<std::chrono::nanoseconds> replug, Tim
 }
 
 /// Pulls the cable after the computer has read all sent bytes, because a hang-up discards unread
-/// bytes. Until then nothing is sent or received.
+/// bytes. Until then, nothing is sent or received.
 void ScannerOnLine::FinishCut(Time now) {
   if (endpoint_->HasUnreadOutput() && now < cutting_->deadline) return;
   const Cut cut = *std::exchange(cutting_, std::nullopt);

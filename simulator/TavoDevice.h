@@ -23,7 +23,7 @@ struct DeviceSettings {
   char terminator = '@';                ///< last character of plain answers; some firmware uses '!'
   std::vector<ScanRecord> records;      ///< the stored records
   bool storeLiveScans = true;
-  CalendarTime clock = kFirstMoment;  ///< the initial time
+  CalendarTime clock = kFirstMoment;  ///< initial time of the scanner's clock
 };
 
 /// The maximum number of complaints, and of notes, in a report. If the maximum is exceeded, one
@@ -38,14 +38,14 @@ struct DeviceReport {
   /// unfinished when the port was closed.
   std::vector<std::string> notes;
   std::size_t eraseCount = 0;
-  std::optional<CalendarTime> clockSetTo;  ///< by the last clock command
+  std::optional<CalendarTime> clockSetTo;  ///< time set by the last clock command
 };
 
 /// The scanner without its line: processes received bytes and returns answers. Used by one thread
 /// at a time.
 class TavoDevice {
  public:
-  /// The time since a fixed moment. Never decreases.
+  /// Returns the time since a fixed moment, which never decreases.
   using TimeSource = std::function<std::chrono::nanoseconds()>;
 
   /// The scanner's clock advances with `timeSource`. Throws std::length_error if a record is too

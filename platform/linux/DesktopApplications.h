@@ -22,7 +22,7 @@ namespace quillet::platform::linux_desktop {
 /// thread at a time.
 class ApplicationFile {
  public:
-  /// @return no value if `path` is not an application file
+  /// Returns the application at `path`, or no value if the file is not an application.
   static std::optional<ApplicationFile> At(const std::string& path);
 
   /// Returns the program and arguments of the start command, without field codes for files.
@@ -79,7 +79,7 @@ class DesktopApplications final : public Applications {
   struct Opened {
     int pid = 0;                                         // process that was started or found, or 0
     std::unique_ptr<WatchedProcess> process;             // watches `pid`
-    std::optional<std::chrono::nanoseconds> start;       // set if this object started the process
+    std::optional<std::chrono::nanoseconds> start;       // start time of a process started here
     std::optional<std::chrono::nanoseconds> handedOver;  // time of process end or last request
   };
 

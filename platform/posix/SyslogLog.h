@@ -30,7 +30,7 @@ class SyslogLog final : public SystemLog {
   /// addition. Write waits for space. A larger line is accepted if no other line is waiting.
   static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
 
-  /// Sends one message of at most kLongestMessage bytes. Called on this object's thread.
+  /// Sends one message of at most kLongestMessage bytes. Called on the sending thread.
   using Transport = std::function<void(std::string_view message)>;
 
   /// If the log accepts no message for this time, lines are dropped and counted until the log
@@ -77,7 +77,7 @@ class SyslogLog final : public SystemLog {
   std::string waiting_;  // unsent lines, each preceded by its length
   std::uint64_t bytesWritten_ = 0;
   std::uint64_t bytesSent_ = 0;
-  std::uint64_t dropped_ = 0;  // lines dropped since the last accepted line
+  std::uint64_t dropped_ = 0;  // number of lines dropped since the last accepted line
   bool stalled_ = false;       // a writer has timed out since the sender last fetched lines
   bool senderIdle_ = false;
   bool hurry_ = false;  // the sending thread must not wait to collect lines

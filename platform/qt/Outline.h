@@ -9,7 +9,7 @@ namespace quillet::platform::qt {
 /// Mixes two colours.
 /// @param first   the result if `share` is 0
 /// @param second  the result if `share` is 1
-/// @param share   the part of `second`, 0 to 1
+/// @param share   the proportion of `second`, 0 to 1
 QColor Mix(const QColor& first, const QColor& second, float share);
 
 /// Gives a control's outline a contrast of at least 3:1 against the window, with every palette.

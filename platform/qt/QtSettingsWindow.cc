@@ -26,7 +26,7 @@ namespace {
 
 constexpr int kLegendRows = 20;      // a window lower than this many rows of text hides the legend
 constexpr int kPathCharacters = 52;  // preferred width of the path field in characters
-constexpr SettingsValues kKeys;      // see KeyOf
+constexpr SettingsValues kKeys;      // KeyOf returns its members' addresses
 
 class PathField final : public QLineEdit {
  public:

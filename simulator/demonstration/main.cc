@@ -70,8 +70,8 @@ void PrintHelp() {
   --no-burst     fetch the records one by one instead of in one transfer
   --auto-sync    synchronize as soon as the scanner is connected
   --folder DIR   create the data folder in DIR ("%s")
-  --unattended   synchronize without a user, check the records, save a picture of the
-                 window and end; the exit status is 0 only if every record arrived
+  --unattended   synchronize without a user, check the records, save a screenshot of
+                 the window and end; the exit status is 0 only if every record arrived
 
 All other arguments are those of the scanner:
 
