@@ -7,7 +7,7 @@
 
 namespace quillet {
 
-/// Returns the length in bytes that a stored record states.
+/// Returns a stored record's length in bytes, computed from its length field.
 /// @param offset  index of the record in `buffer`
 inline std::int32_t RecordLength(std::span<const std::uint8_t> buffer, std::int32_t offset,
                                  bool is300) {

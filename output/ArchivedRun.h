@@ -20,7 +20,7 @@ std::string EscapedText(std::string_view text);
 /// Reverses EscapedText. Invalid escapes are kept.
 std::string UnescapedText(std::string_view text);
 
-/// The contents of a records file, except its records. Texts are empty if the file does not state
+/// The contents of a records file, except its records. Texts are empty if the file does not contain
 /// them.
 struct ArchivedRun {
   std::string time;              ///< local time when the file was opened: YYYY-MM-DD hh:mm:ss

@@ -29,7 +29,7 @@ struct Options {
   std::vector<Fault> faults;  ///< see ParseFaults()
 
   std::string linkPath;    ///< path of the link to the line while the cable is plugged in; "": none
-  std::string deviceNode;  ///< a terminal device instead of a new pseudo-terminal; "": none
+  std::string deviceNode;  ///< path of a terminal device to use; "": creates a pseudo-terminal
   TerminalMode terminalMode = TerminalMode::kRaw;  ///< initial mode of a new pseudo-terminal
 
   bool keepTranscript = true;  ///< keep the transcript in memory
