@@ -1,6 +1,6 @@
 // Creates the program's icons from an SVG file:
 //   quillet-icon DRAWING.svg ICON.icns            icon file for a macOS bundle, with all sizes
-//   quillet-icon DRAWING.svg PICTURE.png PIXELS   square PNG picture
+//   quillet-icon DRAWING.svg PICTURE.png PIXELS   square PNG image
 
 #include <QBuffer>
 #include <QFile>
@@ -14,11 +14,11 @@
 namespace {
 
 struct Size {
-  const char* type;  // type code in the icon file
+  const char* type;  // image type in the .icns file
   int pixels;
 };
 
-// The sizes of an icon set (iconutil(1)). macOS creates the missing sizes, 16 and 32 pixels, by
+// All sizes of an icon set (iconutil(1)) except icon_16x16 and icon_32x32, which macOS creates by
 // scaling.
 constexpr Size kSizes[] = {{"ic11", 32},  {"ic12", 64},  {"ic07", 128}, {"ic13", 256},
                            {"ic08", 256}, {"ic14", 512}, {"ic09", 512}, {"ic10", 1024}};
@@ -36,14 +36,14 @@ QByteArray Picture(QSvgRenderer& drawing, int pixels) {
   return bytes;
 }
 
-/// Returns a block of the icon file: type, length including this header, and contents.
+/// Returns a block of an .icns file: type, total length and contents.
 QByteArray Block(const char* type, const QByteArray& contents) {
   QByteArray length(4, '\0');
   qToBigEndian(static_cast<quint32>(8 + contents.size()), length.data());
   return QByteArray(type, 4) + length + contents;
 }
 
-/// Returns the icon file of a macOS bundle.
+/// Returns the contents of an .icns file.
 QByteArray Icon(QSvgRenderer& drawing) {
   QByteArray pictures;
   for (const Size& size : kSizes) pictures += Block(size.type, Picture(drawing, size.pixels));

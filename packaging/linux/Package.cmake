@@ -1,4 +1,4 @@
-# The Debian package: cmake --build --preset release --target package
+# To create the Debian package: cmake --build --preset release --target package
 #
 # To distribute the package, set the maintainer:
 #   cmake --preset release -DQUILLET_MAINTAINER="Name <address>"

@@ -1,6 +1,6 @@
 set(QUILLET_BUNDLE_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
-# Makes a program an application bundle with the properties in Info.plist.in.
+# Turns a program into an application bundle with the properties in Info.plist.in.
 function(quillet_bundle target)
   set_target_properties(${target} PROPERTIES
     MACOSX_BUNDLE ON

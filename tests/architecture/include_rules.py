@@ -1,9 +1,9 @@
 """Checks that each folder includes only the headers that it may include.
 
 Each folder may include headers of the folders after it:
-program -> app -> output -> download -> device -> platform (interfaces) -> base. Backends include
-interfaces and base. Rooms (device, download, output, app) and base may include standard and POSIX
-headers, but no headers of a toolkit.
+program -> app -> output -> download -> device -> platform (interfaces) -> base. Backends may
+include the interfaces and base. device, download, output, app and base may include standard and
+POSIX headers, but no toolkit headers.
 """
 import pathlib
 import re
@@ -12,7 +12,8 @@ import sys
 ROOT = pathlib.Path(sys.argv[1])
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 
-# The folders whose headers a folder may include besides its own. 'platform': interfaces only.
+# For each folder, the other folders whose headers it may include. 'platform' means the interfaces
+# only.
 ROOMS = {
     'base': set(),
     'device': {'base', 'platform'},

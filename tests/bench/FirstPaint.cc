@@ -1,7 +1,7 @@
 // Usage: first_paint PROGRAM [ARGUMENT...]
 //
-// Starts a program and waits until its window is painted. Prints the time in seconds and the
-// process ID of the program, then exits. The program keeps running.
+// Starts a program and waits until its window is painted. Prints the seconds from the start to the
+// first paint and the process ID of the program, then exits. The program keeps running.
 //
 // The window counts as painted when 300 pixels in the middle row of the screen are white, the
 // background colour of a text view. At the start, the row must not be white.
@@ -59,7 +59,8 @@ int main(int argc, char** argv) {
   const auto start = Clock::now();
   const pid_t child = fork();
   if (child == 0) {
-    dup2(STDERR_FILENO, STDOUT_FILENO);  // the caller's pipe closes when first_paint exits
+    // Otherwise, the program would keep the caller's pipe open after first_paint exits.
+    dup2(STDERR_FILENO, STDOUT_FILENO);
     execv(argv[1], argv + 1);
     _exit(127);
   }

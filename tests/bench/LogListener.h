@@ -19,7 +19,7 @@ class NoLog final : public SystemLog {
 };
 
 /// A child process that receives messages like a log daemon and drops them. Create it before
-/// starting any thread, because it forks.
+/// starting any thread, because the constructor forks.
 class LogListener {
  public:
   LogListener() {

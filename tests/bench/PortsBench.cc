@@ -1,6 +1,6 @@
 // Measures the time to list 1, 8 and 32 serial ports with libudev on a system with 64 virtual
-// terminals. Baseline: enumerating the same devices with libudev alone. Prints "ports-N" in seconds
-// for each round. Run under umockdev-wrapper.
+// terminals. Baseline: enumerating the same devices with libudev alone. For each round, prints the
+// seconds to list N ports as "ports-N". Run under umockdev-wrapper.
 
 #include <array>
 #include <cstdlib>

@@ -45,11 +45,11 @@ void AwaitCommand(const simulator::Simulator& scanner, std::size_t earlier) {
 }
 
 struct RunTime {
-  double whole;  // from "P" to the last record
-  double tail;   // from the first record to the last
+  double whole;  // seconds from command "P" to the last record
+  double tail;   // seconds from the first record to the last
 };
 
-// The program and its scanner.
+// The program, connected to a simulated scanner.
 class Collector {
  public:
   Collector(simulator::Simulator& scanner, SystemLog& log)

@@ -24,7 +24,8 @@ void Await(Condition&& condition,
   while (!condition()) std::this_thread::sleep_for(pause);
 }
 
-/// Starts a scanner with the records of a stock-taking. The scanner is never destroyed.
+/// Starts a simulated scanner with `records` records of a stock-taking. The scanner is never
+/// destroyed.
 /// @param speed    line speed in bit/s; 0: unlimited
 /// @param latency  time from the last byte of a command to the first byte of its answer
 inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t speed,

@@ -27,7 +27,7 @@ class Idle(SystemTest):
 
     def setUp(self):
         super().setUp()
-        # Both processes preload umockdev, which intercepts each read.
+        # umockdev intercepts each read, so both processes preload it.
         self._environment = self.desktop.environment | self.devices.environment
 
     def _measure(self, name, *line):

@@ -1,6 +1,6 @@
 """Measures the time until the window is painted and the memory of the idle program.
 
-Baseline: a window with the same controls, which have no function.
+Baseline: a window with the same controls, which do nothing.
 """
 
 import os
@@ -35,7 +35,8 @@ class Start(SystemTest):
                     print("figure", name, *values, sep="\t", flush=True)
 
     def _start_once(self, first_paint, program, environment):
-        """Returns the seconds until the first paint and the resident MiB when idle."""
+        """Returns the time to the first paint in seconds and the resident memory when idle in
+        MiB."""
         done = subprocess.run([first_paint, program], env=environment, stdout=subprocess.PIPE,
                               check=True, text=True)
         seconds, pid = done.stdout.split()

@@ -9,7 +9,7 @@ import statistics
 import subprocess
 import sys
 
-# Name of the figure, measurement, baseline, target and kind of the target.
+# Columns: figure name, measurement, baseline, target, kind of target (lower or upper limit).
 _ROWS = [
     ("receive", "receive path, burst of 4 MiB to composed lines, bytes/s",
      "loop that stores and compares each byte", 0.5, "at least"),
@@ -55,7 +55,8 @@ _TYPED = re.compile(r"^(quillet|other): .* s, (\d+) per second", re.MULTILINE)
 
 
 class Bench:
-    """Each public method measures a part. `figures` maps row names to (program, baseline) pairs."""
+    """Each public method measures one part of the benchmark. `figures` maps row names to (program,
+    baseline) pairs."""
 
     def __init__(self, programs):
         self._programs = programs
@@ -131,7 +132,8 @@ class Bench:
 
 
 def _line(name, what, baseline, target, kind, pairs):
-    """Returns a line of the table: both medians, their ratio, and its range over the rounds."""
+    """Returns a line of the table: both medians, their ratio, and the ratio's range over the
+    rounds."""
     ours, theirs = (statistics.median(side) for side in zip(*pairs))
     compare = operator.sub if kind == "at most more" else operator.truediv
     ratio, each = compare(ours, theirs), [compare(*pair) for pair in pairs]

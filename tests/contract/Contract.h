@@ -8,7 +8,7 @@
 
 namespace quillet::test {
 
-/// Creates the harness of one implementation of an interface.
+/// The name of one implementation of an interface, and a function that creates its harness.
 template <class Harness>
 struct Implementation {
   const char* name;

@@ -17,7 +17,7 @@
 namespace quillet::test {
 namespace {
 
-/// The main window and its controls, with functions that act and read as a user does.
+/// The main window and its controls, with functions that operate and read them as a user does.
 struct WindowHarness {
   virtual ~WindowHarness() = default;
   virtual platform::Window& Window() = 0;
@@ -29,7 +29,7 @@ struct WindowHarness {
   /// Waits until no text is pending and returns the text of the view.
   virtual std::string Text() = 0;
   virtual bool ShowsTheEnd() = 0;
-  /// The item "Connect".
+  /// The toolbar item "Connect".
   virtual platform::ToolbarItem& Item() = 0;
   virtual std::string Label() = 0;
   virtual void Press() = 0;
@@ -130,7 +130,7 @@ class PopUpListContract : public Contract<WindowHarness> {
     list_.SelectItem(position);
     reported_.clear();
   }
-  /// @return the selections reported by the removal
+  /// Removes an item. @return the selections reported during the removal
   Positions Remove(std::int32_t position) {
     list_.RemoveItem(position);
     return std::exchange(reported_, {});

@@ -31,7 +31,7 @@ using platform::KeyFlag;
 struct KeyEventsHarness {
   virtual ~KeyEventsHarness() = default;
   virtual platform::KeyEvents& Keys() = 0;
-  /// Waits until the application with the focus has received the next `count` events. Strokes of
+  /// Waits until the application with focus has received the next `count` events. Strokes of
   /// modifier keys are returned as flags of the key-down event that they modify.
   virtual std::vector<KeyEvent> Receive(std::size_t count) = 0;
 };
@@ -51,7 +51,7 @@ struct FakeKeysHarness final : KeyEventsHarness {
   std::size_t read = 0;
 };
 
-/// A backend that presses modifiers as keys.
+/// A backend that sends modifiers as separate key strokes.
 struct StrokesHarness : KeyEventsHarness {
   /// The next received stroke, if any.
   virtual std::optional<KeyStroke> NextStroke() = 0;

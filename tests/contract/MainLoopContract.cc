@@ -29,10 +29,10 @@ struct LoopHarness {
   virtual std::string Paste() = 0;
   /// Runs the main loop until `condition` is true. @return false after a minute
   virtual bool RunUntil(const std::function<bool()>& condition) = 0;
-  /// Runs a nested main loop, as a modal dialog does. Returns after several ticks, when no work is
-  /// queued.
+  /// Runs a nested main loop, as a modal dialog does. Returns when several ticks have passed and no
+  /// work is queued.
   virtual void RunUntilIdle() = 0;
-  /// Runs the main loop until it ends. Calls `last` in its last turn.
+  /// Ends the main loop. Calls `last` in its final pass.
   virtual void EndLoop(const std::function<void()>& last) = 0;
 };
 

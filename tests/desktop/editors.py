@@ -53,7 +53,8 @@ class Terminal(Editor):
     TITLE = "terminal reader"
 
     def __init__(self, test, path="/tmp/terminal.text"):
-        # If xterm opened the terminal, it would assign a group that does not exist in the sandbox.
+        # xterm would give the terminal a group that does not exist in the sandbox, so the test
+        # opens the terminal.
         window_side, program_side = os.openpty()
         reader = Process("reader", ["/usr/bin/python3", f"{PROGRAMS}/terminal_reader.py", path],
                          test.desktop.environment, stdin=program_side)
@@ -72,7 +73,8 @@ class Terminal(Editor):
         return super().text()[self._first_line:]
 
     def time_of_last_read(self):
-        """Returns the time.monotonic() of the last read. The reader saves it only during pauses."""
+        """Returns the time.monotonic() value of the last read. The reader saves it only during
+        pauses."""
         if not os.path.exists(self.path + ".time"):
             return 0.0
         with open(self.path + ".time", encoding="ascii") as file:
@@ -80,7 +82,7 @@ class Terminal(Editor):
 
 
 class TextWindow(Editor):
-    """text_window.py, a text field."""
+    """text_window.py, a window with a text field."""
 
     TITLE = "text window"
 

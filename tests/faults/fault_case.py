@@ -9,10 +9,11 @@ END_OF_ANSWER = "at 0ms send 40"
 
 
 class FaultTest(SystemTest):
-    """A test with one scanner and a file that contains OLD."""
+    """A test with one scanner and an output file that contains OLD."""
 
     def begin(self, records, *faults, model="old", options=(), **settings):
-        """Saves the settings, writes OLD to the file, and plugs in a scanner, which it returns."""
+        """Saves the settings, writes OLD to the output file and plugs in a scanner. Returns the
+        scanner."""
         self.settings = Settings(filename=OUTPUT, **settings)
         self.settings.save()
         self.put_old_file()
@@ -21,14 +22,14 @@ class FaultTest(SystemTest):
         return self.plugged_in_scanner(records, model=model, options=options, faults=faults)
 
     def begin_connected(self, count, *faults, **more):
-        """Like begin() with `count` records, but connects the program before it adds the faults."""
+        """Like begin() with `count` records, but connects the program before adding the faults."""
         scanner = self.begin(some_records(count), **more)
         self.start_connected()
         scanner.fault(*faults)
         return scanner
 
     def text(self, records=None, serial="2104005771"):
-        """Returns the file's expected text for these records (default: all)."""
+        """Returns the expected text of the output file for these records (default: all)."""
         records = self.records if records is None else records
         return file_text(records, self.settings, serial, self.model)
 
@@ -43,7 +44,7 @@ class FaultTest(SystemTest):
             self.quillet.clear()
 
     def connect(self):
-        """Presses Connect for the first port. The program must be disconnected."""
+        """Selects the first port and presses Connect. The program must be disconnected."""
         self.quillet.choose_port(1)
         self.quillet.press("Connect")
 

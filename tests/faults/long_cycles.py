@@ -18,7 +18,8 @@ def _slope(points):
 class ResourcesTest(FaultTest):
 
     def assert_no_more(self, before, after):
-        """Compares descriptors and threads. Both may decrease, because Qt ends idle threads."""
+        """Fails if the number of descriptors or threads has grown. Both may decrease, because Qt
+        ends idle threads."""
         self.assertLessEqual(after["descriptors"], before["descriptors"])
         self.assertLessEqual(after["threads"], before["threads"])
 

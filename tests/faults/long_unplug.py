@@ -42,7 +42,7 @@ class EveryByteTest(FaultTest):
         scanner.fault(f"after-bytes {count} unplug")
         quillet = self.start()
         scanner.wait_until_unplugged()
-        # The first "deviceRemoved" is logged at the start, the second for the scanner.
+        # The program logs "deviceRemoved" once at the start and once when the scanner is removed.
         wait_until(lambda: self.log.lines(quillet.pid).count("deviceRemoved") == 2,
                    "the removal in the log")
         connected = self.check_view()

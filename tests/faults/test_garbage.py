@@ -19,7 +19,8 @@ class GarbageTest(FaultTest):
             ("on P 1 before ff", "3 records  ·  0.1 of 16711.7 kB", {}),
             ("on p1# 1 before ff", "Received 1 of 3 records", _ONE_BY_ONE),
             # The count is 00 00 21 05 (8,453). Its byte 21 ends the answer early. The fourth byte
-            # in the buffer is still 30, from the version, so the program reads 00 00 21 30 (8,496).
+            # in the buffer is still 30, from the version answer, so the program reads 00 00 21 30
+            # (8,496).
             ("on N 1 answer 00 00 21 05 40", "Received 3 of 8496 records", _ONE_BY_ONE))
 
     def test_invalid_lengths_block_the_run(self):

@@ -3,7 +3,7 @@
 from fault_case import BURST, CHAIN, END_OF_ANSWER, OUTPUT, FaultTest, messages, some_records
 
 _LATE_MS = 5500  # the time-out for an answer is 5 s
-# Answers to the commands sent when connecting. The tests send them late.
+# Answers to the commands sent when connecting. The tests delay these answers.
 _LATE = {"M": '"2104005771@"', "V": '"0.00.41000@"', "w1#": "40", "C": "40"}
 
 

@@ -1,4 +1,4 @@
-"""Closes or kills the program in various states. The file must not change."""
+"""Closes or kills the program in various states. The output file must not change."""
 
 import os
 
@@ -80,7 +80,7 @@ class StatesTest(FaultTest):
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()
         window.open_panel()
-        # The panel is modal: a request to close the window has no effect.
+        # The file panel is modal: a request to close the window has no effect.
         self.quillet.close_window()
         self.desktop.wait_for_window_manager()
         window.type_keys("Escape")

@@ -16,7 +16,7 @@ class UnsolicitedTest(FaultTest):
         self.check_run()
 
     def begin_with_frame_as_version(self, model):
-        """Connects a scanner that sends a frame before its version. The program takes the frame for
+        """Connects a scanner that sends a frame before its version. The program treats the frame as
         the version, which determines the layout of records."""
         self.begin(some_records(3), "on V 1 before 03 00 00 06 61 62 63", model=model)
         self.start_connected()
@@ -35,7 +35,7 @@ class UnsolicitedTest(FaultTest):
         self.check_run()
 
     def test_aborts_run_after_incomplete_frame(self):
-        # The answers do not complete the frame.
+        # Later answers do not complete these frames.
         for frame in ("03 00 00 00", "03 00 01 00"):
             with self.subTest(frame):
                 self.check_given_up_run(f"at 0ms send {frame}")

@@ -94,7 +94,7 @@ struct QuartzKeyEventsTest : testing::Test {
     events.Post(press);
   }
 
-  /// The expected event: tap kCGAnnotatedSessionEventTap, source state
+  /// Returns the expected event. Tap 2 is kCGAnnotatedSessionEventTap. Source state 0 is
   /// kCGEventSourceStateCombinedSessionState.
   static PostedKey Posted(std::uint16_t key, bool down, std::uint64_t flags = 0) {
     return {.tap = 2,

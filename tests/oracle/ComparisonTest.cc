@@ -91,7 +91,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     const std::int64_t cases = FromEnvironment("QUILLET_ORACLE_CASES", kUsualCases);
     ASSERT_GT(cases, 0);
     while (lines_ < cases && !HasFailure()) compare();
-    if (cases < kUsualCases) return;  // too few cases for the checks below
+    if (cases < kUsualCases) return;  // the checks below need more cases
     EXPECT_EQ(std::count(codes_.begin(), codes_.end(), 0), 0);
     EXPECT_EQ(std::count(orders_.begin(), orders_.end(), 0), 0);
     EXPECT_GT(nothing_, 0);
@@ -147,7 +147,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     for (std::uint8_t& byte : buffer) byte = random_.Byte();
     buffer.insert(buffer.end(), bytes_.begin(), bytes_.end());
     const std::string made(composer_.Compose(buffer, lead));
-    CompareOnly(Memory(buffer), lead, {{made, Shown(made)}});  // Shown decodes the bytes
+    CompareOnly(Memory(buffer), lead, {{made, Shown(made)}});
   }
 
   /// @param requested  true: the frame answers a command; false: it is unsolicited
@@ -169,7 +169,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     }
     CompareOnly(memory_, kLengthBytes, owner_.made);
     if (requested) {
-      session_.lumet.DispatchCommand();  // the closing command
+      session_.lumet.DispatchCommand();  // sends the closing command
       session_.Receive("@");
       Remember("@");
     }
@@ -194,7 +194,8 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     Begin(std::move(burst), RandomChoices(random_));
     auto received = static_cast<std::int64_t>(bytes_.size()) + kLengthBytes;
     if (bytes_.empty()) {
-      // The session never completes an empty burst. The test calls the walk directly.
+      // The session never completes an empty burst, so the test calls SynchronizeBurstData()
+      // directly.
       received = random_.Between(0, kLengthBytes - 1);
       session_.lumet.ExpectBurst();
       const std::string lengthBytes(static_cast<std::size_t>(received), '\0');
@@ -242,7 +243,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     const std::size_t most = GetParam() == Layout::kOlder ? 256 : 65535;
     Bytes burst;
     while (burst.size() < room) {
-      // The last two records are of about equal size.
+      // The last two records share the remaining space about equally.
       const std::size_t left = room - burst.size();
       const std::size_t size = left <= most ? left : std::min(most, left / 2);
       const Bytes record = RecordOfSize(random_, GetParam(), static_cast<int>(size),
@@ -289,7 +290,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   }
 
   Random random_{RandomState()};
-  Bytes bytes_;  // of the current case
+  Bytes bytes_;  // bytes of the current record or burst
   Choices choices_;
 
   Log& log_ = test::Immortal<Log>();
@@ -299,12 +300,12 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   RecordComposer& composer_ = test::Immortal<RecordComposer>(log_, settings_, identity_);
   test::ScriptedSession& session_ = test::Immortal<test::ScriptedSession>(log_, &owner_);
   Memory memory_{Bytes(ReceiveMachine::kBufferSize)};  // the session's receive buffer
-  std::size_t received_ = 0;                           // of the current record or burst
+  std::size_t received_ = 0;  // bytes received of the current record or burst
 
   // Counts that show whether the random cases include all special cases.
   std::int64_t lines_ = 0, ended_ = 0, cut_ = 0, nothing_ = 0, foreign_ = 0;
   std::array<std::int64_t, 64> codes_{};
-  std::array<std::int64_t, 7> orders_{};  // last element: orders outside the table
+  std::array<std::int64_t, 7> orders_{};  // counts by field order; last: orders outside the table
 };
 
 TEST_P(ComparisonTest, ComposesTheSameLinesFromRecords) {

@@ -31,7 +31,7 @@ std::string NameOf(int code, Layout layout) {
   return index < kAllNames ? kNames[index] : "Unknown";
 }
 
-/// The code used to look up a stored symbology.
+/// Returns the code to look up for a stored symbology.
 int CodeOf(int symbology, Layout layout) {
   const int code = symbology % 64;
   if (layout == Layout::kOlder && code == 20) return 10;
@@ -83,7 +83,7 @@ Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const
   const std::int64_t symbology = start + (older ? 1 : 2);
   const std::int64_t data = symbology + 1;
   const int dataLength = older ? memory.At(start) - 5 : memory.PairAt(start) - 7;
-  const std::int64_t date = data + dataLength;  // precedes `data` if the length is too small
+  const std::int64_t date = data + dataLength;  // before `data` if the record's length is too small
   const int code = CodeOf(memory.At(symbology), layout);
   const std::string delimiter = DataDelimiter(choices.dataDelimiter);
 
@@ -120,7 +120,7 @@ std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout
   for (std::int64_t offset = 3; offset < received; offset += visits.back().step) {
     const std::int64_t step = older ? memory.At(offset) + 1 : memory.PairAt(offset);
     const int symbology = memory.At(offset + (older ? 1 : 2));
-    // With a step of zero the walk would never end. A record cannot extend past the buffer.
+    // With a step of zero, the walk would never end. A record must not extend past the buffer.
     const bool last = step == 0 || offset + step > memory.Size();
     visits.push_back({offset, step, symbology == 0xFF, last});
     if (last) break;
@@ -130,7 +130,8 @@ std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout
 
 namespace {
 
-/// Converts with the C library. Returns nothing if the bytes are invalid in the encoding `from`.
+/// Converts text with iconv(3). Returns std::nullopt if the bytes are not valid in the encoding
+/// `from`.
 std::optional<std::string> Converted(const char* to, const char* from, std::string_view bytes) {
   const iconv_t converter = iconv_open(to, from);
   if (converter == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error("iconv_open");

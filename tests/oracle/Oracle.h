@@ -36,7 +36,7 @@ class Memory {
 
 /// The user's settings, and the scanner's serial number.
 struct Choices {
-  int typeWanted = 0;  ///< 0: no; otherwise: yes
+  int typeWanted = 0;  ///< 0: omit the symbology; otherwise: include it
   int serialWanted = 0;
   int timeWanted = 0;
   std::int32_t dataDelimiter = 0;
@@ -47,8 +47,8 @@ struct Choices {
 };
 
 struct Line {
-  std::string text;               ///< not truncated to the buffer
-  std::optional<int> loggedCode;  ///< the logged code of the symbology, if any
+  std::string text;               ///< the whole line, not truncated to the line buffer
+  std::optional<int> loggedCode;  ///< symbology code in the log line, if any
 };
 
 /// Composes the line of the record at `start`.
@@ -57,16 +57,17 @@ Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const
 /// A record in a burst.
 struct Visit {
   std::int64_t offset = 0;
-  std::int64_t step = 0;  ///< distance to the next record
-  bool erased = false;    ///< yields no line
-  bool last = false;      ///< yields no line and ends the walk
+  std::int64_t step = 0;  ///< bytes to the next record
+  bool erased = false;    ///< an erased record, which yields no line
+  bool last = false;      ///< an invalid record, which yields no line and ends the walk
 };
 
 /// Returns the records of a burst.
 /// @param received  number of received bytes, including the three length bytes
 std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout layout);
 
-/// The displayed text of a line: its bytes are UTF-8 if the whole line is valid, else Latin-1.
+/// Returns the displayed text of a line: its bytes are UTF-8 if the whole line is valid UTF-8,
+/// otherwise Latin-1.
 std::string Shown(std::string_view line);
 
 }  // namespace quillet::oracle

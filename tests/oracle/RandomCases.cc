@@ -29,7 +29,8 @@ Bytes Characters(Random& random, int length) {
         random.Of({0x80, 0x800, 0x800, 0x10000, 0x10000, 0x110000, 0x110000, 0x200000}));
     AddCharacter(data, static_cast<std::uint32_t>(random.Next() % limit));
   }
-  // Truncating to `length` may split the last character. Three of four cases avoid this.
+  // Truncating to `length` may split the last character. In three of four cases, the whole
+  // character is removed instead.
   if (!random.OneIn(4)) {
     while (static_cast<int>(data.size()) > length || (!data.empty() && data.back() >= 0x80)) {
       data.pop_back();
@@ -79,7 +80,7 @@ int RandomPair(Random& random) {
                          : random.Below(65536);
 }
 
-/// A value of the length field that is probably wrong.
+/// Returns a value for the length field that is probably wrong.
 int WrongLength(Random& random, Layout layout) {
   if (layout == Layout::kOlder) return random.OneIn(2) ? random.Below(8) : random.Below(256);
   if (random.OneIn(100)) return random.Below(65536);
@@ -104,8 +105,8 @@ Bytes MakeRecord(Random& random, Layout layout, int symbology) {
   return record;
 }
 
-/// A setting whose valid values are 0 to `last`. Most results are valid. Some invalid results have
-/// a valid low byte.
+/// Returns a setting whose valid values are 0 to `last`. Most results are valid. Some invalid
+/// results have a valid low byte.
 std::int32_t RandomNumber(Random& random, int last) {
   if (!random.OneIn(5)) return random.Between(0, last);
   if (random.OneIn(2)) return random.Between(last + 1, 9);

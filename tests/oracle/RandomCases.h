@@ -43,7 +43,7 @@ Bytes RecordOfSize(Random& random, Layout layout, int size, bool tellsMore);
 /// Consecutive records, some of them erased. The last one may be incomplete.
 Bytes RandomRecords(Random& random, Layout layout, int records);
 
-/// Random settings, with numbers inside and outside their tables.
+/// Random settings. Some numbers are outside their tables.
 Choices RandomChoices(Random& random);
 
 }  // namespace quillet::oracle

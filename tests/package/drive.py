@@ -3,8 +3,8 @@
 
     umockdev-wrapper drive.py SYSTEM SIMULATOR PICTURE
 
-SYSTEM is the root folder of a Debian system with the package and a user "tester". The display and the
-simulated scanner run on the host. Saves a screenshot of the window to PICTURE.
+SYSTEM is the root folder of a Debian system with the package and a user "tester". The display and
+the simulated scanner run on the host. Saves a screenshot of the window to PICTURE.
 """
 
 import configparser
@@ -40,7 +40,7 @@ class UserScanner(Scanner):
 
 
 def paint(desktop, window, path):
-    """Saves a picture of a window, or of the whole screen if `window` is "root"."""
+    """Saves a screenshot of a window, or of the whole screen if `window` is "root"."""
     subprocess.run(["import", "-window", window, path], env=desktop.environment, check=False)
 
 

@@ -1,6 +1,6 @@
 """Installs a build to a temporary prefix and checks the files: installed.py CMAKE BUILD VERSION
 
-All files must be inside the prefix, and they must agree on names and version.
+All files must be inside the prefix and must use the same names and version.
 """
 
 import configparser
@@ -70,7 +70,8 @@ def check_version(prefix, version):
 
 
 def check_rules(prefix):
-    """udev must read the scanner's rule, and before 73-seat-late.rules, but not the typing rule."""
+    """Checks that udev reads the scanner's rule before 73-seat-late.rules and does not read the
+    typing rule."""
     rules = [path.name for path in (prefix / "lib/udev/rules.d").iterdir()]
     check(rules == ["70-quillet-scanner.rules"], f"udev reads {rules}")
     check((prefix / "share/quillet/70-quillet-uinput.rules").is_file(), "the typing rule is missing")

@@ -11,7 +11,7 @@
 
 namespace quillet::test {
 
-/// A child process. It is killed when the object is destroyed.
+/// A child process. The destructor kills it.
 class Child {
  public:
   /// @param work  runs in the child; its result is the exit status
@@ -31,7 +31,7 @@ class Child {
   }
 
   /// Waits until the process has ended.
-  /// @return the exit status, or minus the number of the fatal signal
+  /// @return the exit status, or -N if signal N ended the process
   int Wait() {
     int status = 0;
     waitpid(std::exchange(pid_, 0), &status, 0);

@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 using test::WaitFor;
 using Texts = std::vector<std::string>;
 
-/// A clock that advances only during sleeps and on request of the test.
+/// A clock that advances only during sleeps and when the test advances it.
 class TestClock final : public Clock {
  public:
   CalendarTime LocalTime() override { return {}; }
@@ -60,8 +60,8 @@ class DesktopApplicationsTest : public ::testing::Test {
     return path;
   }
 
-  /// Returns the number of starts. To make sure that all pending starts have been recorded, it
-  /// starts one more application and waits for it.
+  /// Returns the number of starts. First starts one more application and waits for it, so that all
+  /// pending starts have been recorded.
   std::size_t CountStarts() {
     const std::string mark = scripts_.folder / "mark";
     const std::string marker = scripts_.Install("marker", ": >'" + mark + "'\n");

@@ -23,7 +23,8 @@ namespace quillet::test {
 
 namespace {
 
-/// The sysfs path of an interface's USB device: for the interface "3-1.4:1.0", that of "3-1.4".
+/// Returns the sysfs path of an interface's USB device: for the interface "3-1.4:1.0", the path of
+/// "3-1.4".
 std::string DevicePath(const std::string& place) {
   return "/devices/pci0000:00/0000:00:14.0/" + place.substr(0, place.find(':'));
 }

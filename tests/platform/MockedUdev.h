@@ -41,14 +41,14 @@ class MockedUdev {
   /// Adds the devices of a description in umockdev's format.
   void Add(const std::string& description);
 
-  /// Removes a terminal. When the event is read, sysfs no longer has the terminal.
+  /// Removes a terminal. When the event is read, the terminal is no longer in sysfs.
   void Remove(const std::string& terminal);
 
   /// Sends an event for a terminal.
   void Send(const std::string& terminal, const char* action);
 
  private:
-  /// Adds a parent device, which terminals can share, unless it exists.
+  /// Adds a parent device unless it exists. Terminals can share a parent.
   void AddParent(const std::string& path, const std::string& lines);
   void AddUsbParents(const std::string& place, const std::string& driver,
                      const std::string& product);
@@ -57,7 +57,7 @@ class MockedUdev {
 
   UMockdevTestbed* const testbed_;
   std::set<std::string> parents_;
-  long microseconds_ = 1'000'000;  ///< when udev first saw the latest device
+  long microseconds_ = 1'000'000;  ///< time at which udev first saw the latest device
 };
 
 /// A main loop based on poll(2).

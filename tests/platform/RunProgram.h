@@ -7,7 +7,7 @@
 namespace quillet::test {
 
 struct ProgramResult {
-  int status = -1;  ///< exit status, or minus the number of the fatal signal
+  int status = -1;  ///< exit status, or -N if signal N ended the program
   std::string output;
   std::string errors;
 };
@@ -19,7 +19,7 @@ ProgramResult RunProgram(const std::vector<std::string>& arguments,
                          const std::set<int>& closed = {});
 
 /// Returns a command that runs a program in a new mount namespace.
-/// @param options    further options of bwrap(1)
+/// @param options    additional options for bwrap(1)
 /// @param arguments  the program and its arguments
 std::vector<std::string> InOwnNamespace(const std::vector<std::string>& options,
                                         const std::vector<std::string>& arguments);

@@ -14,7 +14,7 @@ namespace quillet::test {
 
 /// Shell scripts that act as applications. Each start appends the process ID to a file.
 class ScriptApplications {
-  UniqueFd writer_;  // closed after the folder is removed
+  UniqueFd writer_;  // destroyed after the folder; closing it ends the waiting scripts
 
  public:
   ScriptApplications() {
@@ -22,7 +22,7 @@ class ScriptApplications {
     writer_ = UniqueFd(open(Fifo().c_str(), O_RDWR | O_CLOEXEC));
   }
 
-  /// Installs an application. @return its path
+  /// Installs a script with these lines as an application. @return its path
   std::string Install(const std::string& name, const std::string& lines) const {
     const std::string path =
         folder.Put(name, "#!/bin/sh\necho $$ >>'" + folder / "starts" + "'\n" + lines);
@@ -31,13 +31,13 @@ class ScriptApplications {
   }
 
   /// Installs an application that runs `lines` and then waits until it is killed or the test ends.
-  /// It waits without a child process. Until exec, a child would have the same command line.
+  /// It waits without a child process, because a child would have the same command line until exec.
   std::string InstallEditor(const std::string& name = "editor",
                             const std::string& lines = "") const {
     return Install(name, lines + "read _ <'" + Fifo() + "'\n");
   }
 
-  /// The process IDs of all starts, in order.
+  /// Returns the process IDs of all starts, in order.
   std::vector<int> Started() const {
     std::istringstream text(FileContents(folder / "starts").value_or(""));
     std::vector<int> pids;

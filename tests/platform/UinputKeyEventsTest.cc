@@ -108,7 +108,7 @@ TEST_F(UinputKeyEventsTest, CreatesTheKeyboardOnceOnFirstUse) {
 }
 
 TEST_F(UinputKeyEventsTest, PausesBeforeTheKernelBufferIsFull) {
-  constexpr std::size_t kBuffer = 512;  // unread events that the kernel keeps for this keyboard
+  constexpr std::size_t kBuffer = 512;  // maximum number of unread events that the kernel keeps
   Begin();
   std::vector<std::pair<std::chrono::nanoseconds, std::size_t>> writes;
   std::size_t all = 0;
@@ -129,7 +129,7 @@ TEST_F(UinputKeyEventsTest, PausesBeforeTheKernelBufferIsFull) {
     }
     ASSERT_LT(unread, kBuffer);
   }
-  // After the first 96 events, the rate is 1280 events per second.
+  // After the first 96 events, the expected rate is 1280 events per second.
   const std::chrono::duration<double> taken = clock_.Now() - start;
   EXPECT_NEAR(static_cast<double>(all - 96) / taken.count(), 1280, 40);
   EXPECT_EQ(clock_.Count(25ms), clock_.sleeps().size());

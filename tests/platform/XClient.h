@@ -25,9 +25,9 @@ class XClient {
   void SetActive(std::uint32_t window);
   std::uint32_t Atom(const std::string& name);
 
-  /// Gives the focus to a new window.
+  /// Creates a window and gives it focus.
   void TakeFocus();
-  /// The code of the next key event of the window: negative for a release, 0 if there is none.
+  /// Returns the code of the window's next key event: negative for a release, 0 if there is none.
   int NextKey();
 
   /// Changes the keyboard's mapping, which the server reports to every client.

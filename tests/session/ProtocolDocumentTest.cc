@@ -1,4 +1,5 @@
-// Compares the conversations in docs/protocol.md with those of the program and a scanner.
+// Compares the conversations in docs/protocol.md with those between the program and a simulated
+// scanner.
 
 #include "tests/session/SessionFixture.h"
 #include "tests/support/ProtocolDocument.h"
@@ -15,7 +16,7 @@ class ProtocolDocumentTest : public SessionFixture {
  protected:
   ProtocolDocumentTest() { clock.Set({2026, 11, 16, 1, 4, 9}); }
 
-  // Attaches the scanner that the document describes.
+  // Attaches the scanner that docs/protocol.md describes.
   void AttachExample(Model model) {
     Options options = Options::Instant(model);
     const bool newer = model == Model::kSeries300;
@@ -53,7 +54,7 @@ class ProtocolDocumentTest : public SessionFixture {
     return turns;
   }
 
-  // Returns a conversation from the document, where a turn may span several lines.
+  // Returns a conversation from docs/protocol.md, where a turn may span several lines.
   static std::vector<std::string> Written(std::string_view name) {
     std::vector<std::string> turns;
     for (const ExampleLine& line : ProtocolExample(name)) {

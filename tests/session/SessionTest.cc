@@ -23,7 +23,7 @@ class SessionTest : public SessionFixture {
     lumet.recorddelimiter = 4;
   }
 
-  /// The expected lines of all records.
+  /// Returns the expected lines of all records.
   std::string Lines() const {
     std::string lines, line;
     for (const ScanRecord& record : scanner->Records()) {

@@ -28,7 +28,7 @@ class SimulatorFaultTest : public ScannerTest {
     return scanner->WaitFor([&] { return !scanner->IsPlugged(); });
   }
 
-  /// Returns the bytes of each transfer in this direction.
+  /// Returns the bytes of each transfer in the given direction.
   std::vector<Bytes> Transfers(Direction direction) {
     std::vector<Bytes> transfers;
     for (const TranscriptEntry& entry : scanner->GetTranscript().Entries()) {

@@ -31,7 +31,7 @@ struct OwnPlatform {
   platform::Applications* applications = nullptr;
 };
 
-/// Settings of a test.
+/// Settings that a test chooses.
 struct Choice {
   int destination = 0;
   std::string path = {};  ///< path of the file or application; empty: default file
@@ -43,7 +43,7 @@ struct Choice {
 class AppFixture : public ::testing::Test {
  protected:
   /// @param speed  see FakeClock
-  /// @param own    replacements for the fakes; they must never be destroyed
+  /// @param own    replacements for the fakes; must live until the process ends
   explicit AppFixture(double speed = 1000, const OwnPlatform& own = {})
       : clock(Immortal<FakeClock>(speed)), own_(own) {
     application.setWindow(&window);
@@ -95,7 +95,7 @@ class AppFixture : public ::testing::Test {
     mainQueue.RunAll();
   }
 
-  /// Adds a port with a scanner, without a notification. @return the path of the port
+  /// Adds a port with a scanner without notifying the program. @return the path of the port
   std::string Attach(const std::string& name, simulator::DeviceSettings scanner = Scanner()) {
     tavo.Attach(folder / name, std::move(scanner));
     registry.Attach(name, folder / name);
@@ -131,7 +131,7 @@ class AppFixture : public ::testing::Test {
     tavo.WaitUntilRead();
   }
 
-  /// The text of the main view, with "|" for line feeds.
+  /// Returns the text of the main view, with "|" for line feeds.
   std::string View() {
     mainQueue.RunAll();
     std::string text = view.text();
@@ -144,7 +144,7 @@ class AppFixture : public ::testing::Test {
     view.SetText("");
   }
 
-  /// Number of attempts to connect.
+  /// Number of attempts to connect so far.
   std::size_t Attempts() const { return log.Count("-[SyncController ConnectThread]"); }
 
   TemporaryFolder folder;
@@ -186,7 +186,7 @@ class AppFixture : public ::testing::Test {
     return own == nullptr ? ours : *own;
   }
 
-  // Number of attempts that have set bConnecting.
+  // Number of attempts to connect that have set bConnecting.
   std::size_t Started() const {
     return static_cast<std::size_t>(std::ranges::count_if(log.lines(), [](const auto& line) {
       return line.starts_with("-[SyncController TryToConnectTavo]") ||

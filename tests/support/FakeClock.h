@@ -78,8 +78,8 @@ class FakeClock final : public platform::Clock {
     sleeps_.clear();
   }
 
-  /// Sets a function that each recorded sleep calls after recording its duration and before
-  /// waiting.
+  /// Sets a function that runs during each recorded sleep, after the duration has been recorded and
+  /// before the wait.
   void OnSleep(std::function<void()> hook) {
     const std::lock_guard lock(mutex_);
     onSleep_ = std::move(hook);

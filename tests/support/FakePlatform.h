@@ -75,7 +75,7 @@ class FakePanels final : public platform::Panels {
     return answer;
   }
 
-  std::vector<std::string> runs;  ///< "save" or "open", folder and proposed name of each panel
+  std::vector<std::string> runs;  ///< for each panel: "save" or "open", folder and proposed name
   std::optional<std::string> answer;
 };
 
@@ -134,7 +134,7 @@ class FakePasteboard final : public platform::Pasteboard {
   std::vector<std::string> texts_;
 };
 
-/// Applications that the test installs. A newly opened application is listed after
+/// Applications that the test installs. A newly opened application is listed only after
 /// `looksBeforeListed` calls of LaunchedApplications.
 class FakeApplications final : public platform::Applications {
  public:
@@ -158,7 +158,7 @@ class FakeApplications final : public platform::Applications {
   int looksBeforeListed = 0;
   std::vector<std::string> running;  ///< listed applications, including the opened ones
   std::vector<std::string> opened;   ///< the path of each call of OpenApplication
-  int looks = 0;                     ///< calls of LaunchedApplications
+  int looks = 0;                     ///< number of calls of LaunchedApplications
 
  private:
   int looksLeft_ = 0;

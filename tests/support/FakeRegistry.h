@@ -66,7 +66,7 @@ class FakeRegistry final : public platform::SerialRegistry {
     }
   }
 
-  /// Adds a device without a notification.
+  /// Adds a device without notifying the program.
   void Attach(const std::string& name, const std::string& path) {
     devices_.push_back({name, path});
   }

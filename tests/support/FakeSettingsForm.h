@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// A settings window without controls: its values and texts.
+/// A settings window without controls that only holds values and texts.
 class FakeSettingsForm final : public platform::SettingsForm {
  public:
   void SetActions(platform::SettingsActions actions) override { actions_ = std::move(actions); }
@@ -28,7 +28,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   }
   FakeWindow& settingsWindow() override { return window_; }
 
-  ///@{ Actions of the user.
+  ///@{ @{ User actions.
   void Set(bool platform::SettingsValues::*box, bool on) {
     if (std::exchange(values_.*box, on) != on) actions_.changed();
   }
@@ -45,7 +45,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   void Cancel() { actions_.cancel(); }
   ///@}
 
-  ///@{ The texts that the window shows.
+  ///@{ @{ Texts that the window shows.
   const std::string& path() const { return path_; }
   bool pathEnabled() const { return pathEnabled_; }
   const std::string& older() const { return older_; }

@@ -48,7 +48,7 @@ class LumetFixture : public ::testing::Test {
       "\x09\x06"
       "ABCD\x31\x47\x41\x09";
 
-  /// A burst of these records (up to 252 bytes). A preceding 0x03 makes it a frame.
+  /// Returns a burst of these records (up to 252 bytes). A preceding 0x03 makes it a frame.
   static std::string Framed(const std::string& records = kRecord) {
     return std::string{0, 0, static_cast<char>(records.size() + 3)} + records;
   }
@@ -70,7 +70,7 @@ class LumetFixture : public ::testing::Test {
     answer = nullptr;
   }
 
-  /// The answer to "N".
+  /// Returns the answer to "N".
   static std::string CountAnswer(int records) {
     return {0, 0, static_cast<char>(records >> 8), static_cast<char>(records), '@'};
   }
@@ -98,7 +98,7 @@ class LumetFixture : public ::testing::Test {
   /// Returns the scanner's answer to a command; empty: no answer. The session receives the answer
   /// at its first poll after the command.
   std::function<std::string(std::string_view command)> answer;
-  std::vector<std::string> commands;  ///< the arguments of all calls of `answer`
+  std::vector<std::string> commands;  ///< the commands passed to `answer`, in order
 
   RecordingLog& log = Immortal<RecordingLog>();
   FakeClock& clock = Immortal<FakeClock>(1e6);

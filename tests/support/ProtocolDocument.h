@@ -16,7 +16,7 @@ struct ExampleLine {
   std::string explanation;
 };
 
-/// The lines of docs/protocol.md, without line ends.
+/// Returns the lines of docs/protocol.md, without line ends.
 inline std::vector<std::string> ProtocolDocument() {
   std::ifstream file(PROTOCOL_DOCUMENT);
   std::vector<std::string> lines;
@@ -24,8 +24,8 @@ inline std::vector<std::string> ProtocolDocument() {
   return lines;
 }
 
-/// The lines of an example: the block between "```name" and "```". Throws std::runtime_error if
-/// the document has no such example.
+/// Returns the lines of an example: the block between "```name" and "```". Throws
+/// std::runtime_error if the document has no such example.
 inline std::vector<ExampleLine> ProtocolExample(std::string_view name) {
   std::vector<ExampleLine> example;
   bool inside = false;

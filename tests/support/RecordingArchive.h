@@ -10,7 +10,7 @@
 
 namespace quillet::test {
 
-/// An archive that records what it is given. By default it permits every erase.
+/// An archive that records its calls. By default, it permits erasing.
 class RecordingArchive final : public RecordArchive {
  public:
   void DownloadStarted() override { kept.push_back("download"); }
@@ -25,7 +25,7 @@ class RecordingArchive final : public RecordArchive {
 
   bool permits = true;
   std::function<void()> onAwait;  ///< called by AwaitCopy
-  std::vector<std::string> kept;  ///< the kind and bytes of each unit, and the other calls
+  std::vector<std::string> kept;  ///< all calls except AwaitCopy, with the bytes passed
 
  private:
   void Keep(std::string kind, std::span<const std::uint8_t> bytes) {

@@ -166,7 +166,7 @@ class ScannerLine final : public platform::SerialLine {
   std::set<std::int32_t> open_;
   std::int32_t last_ = 100;
   Bytes unread_;
-  bool reading_ = false;  // the read thread is handling bytes
+  bool reading_ = false;  // true while the read thread is handling bytes
   std::map<std::string, Bytes> answers_;
   std::string heldCommand_;
   Bytes held_;

@@ -52,7 +52,7 @@ class ScriptedLine final : public platform::SerialLine {
 
   bool opens = true;                        ///< whether paths can be opened
   std::function<void(std::string)> onOpen;  ///< called with each path before it is opened
-  std::vector<std::int32_t> closed;         ///< the closed lines, in order
+  std::vector<std::int32_t> closed;         ///< handles of the closed lines, in order
 
   static constexpr std::int32_t kFirstNumber = 100;
 

@@ -13,7 +13,7 @@
 namespace quillet::test {
 
 /// A session in memory without threads or waits: commands are sent and answers received on the
-/// caller's thread. Unlike a session with threads it can be destroyed.
+/// caller's thread. Unlike a session with threads, it can be destroyed.
 class ScriptedSession {
   NoClock clock_;
   ScriptedLine line_;

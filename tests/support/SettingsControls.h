@@ -48,7 +48,7 @@ class SettingsControl {
 
   const char* name;      ///< accessible name
   std::size_t position;  ///< position in the settings file
-  std::int32_t items;    ///< number of values
+  std::int32_t items;    ///< number of values that the control offers
 
  private:
   Word<std::uint8_t> Settings::*flag_ = nullptr;

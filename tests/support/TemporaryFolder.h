@@ -34,7 +34,7 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder() {
-    chmod(path_.c_str(), 0755);  // a test may have changed the mode
+    chmod(path_.c_str(), 0755);  // restores the mode, which a test may have changed
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }
@@ -49,7 +49,7 @@ class TemporaryFolder {
     return file;
   }
 
-  /// The names of the files in the folder.
+  /// Returns the names of the files in the folder.
   std::vector<std::string> Names() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path_)) {

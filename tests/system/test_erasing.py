@@ -1,4 +1,4 @@
-"""The archive of received records, and when the scanner is erased."""
+"""Tests archiving received records and erasing the scanner."""
 
 import os
 import stat
@@ -14,8 +14,8 @@ _ARCHIVE = f"{_STATE}/state/quillet/runs"
 class ErasingTest(SystemTest):
 
     def begin(self, records, *, options=(), archive=True, **settings):
-        """Starts the program with a connected scanner. Without `archive`, a file is where the
-        archive's folder should be."""
+        """Starts the program with a connected scanner. If `archive` is false, a file blocks the
+        archive's folder."""
         self.settings = Settings(filename=OUTPUT, clear_memory=1, **settings)
         self.settings.save()
         self.addCleanup(os.system, f"rm -rf {_STATE}")
@@ -33,7 +33,7 @@ class ErasingTest(SystemTest):
         return sorted(f"{_ARCHIVE}/{name}" for name in names if name.endswith(ending))
 
     def assert_archived(self, records):
-        """Expects the lines of one run in the archive."""
+        """Expects the archive to contain exactly one run, with these records."""
         (path,) = self.archived(".txt")
         self.assert_file(path, file_text(records, self.settings))
         (path,) = self.archived(".records")

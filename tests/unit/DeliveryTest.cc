@@ -30,7 +30,7 @@ class DeliveryTest : public test::AppFixture {
     clock.ForgetSleeps();
   }
 
-  /// The text typed by the posted keys on a US keyboard.
+  /// Returns the text that the posted keys type on a US keyboard.
   std::string Typed() const {
     std::string text;
     for (const Post& post : keyEvents.posts()) {

@@ -181,7 +181,7 @@ TEST_F(LumetTest, LogsReceivedBytesWithEscapesAndCount) {
 struct StateCase {
   std::int32_t state;
   bool burst;
-  std::string bytes;  // bytes that lead to the state
+  std::string bytes;  // bytes that lead to this state
 };
 
 class LumetStateTest : public LumetTest, public testing::WithParamInterface<StateCase> {};

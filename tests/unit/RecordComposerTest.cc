@@ -78,7 +78,7 @@ class RecordComposerTest : public testing::Test {
     settings.dataorder = line.order;
   }
 
-  /// Sets the settings so that a line consists of the data alone.
+  /// Selects lines that consist of the data alone.
   void SetDataOnly() {
     Set({.name = false, .time = false, .serial = false, .recordDelimiter = 0, .fields = "d"});
   }
@@ -189,7 +189,7 @@ TEST_F(RecordComposerTest, ShowsTheSerialNumberFromItsFifthCharacter) {
   settings.sn_position = 2;
   composer.AttachSerialNumberEx({});
   EXPECT_EQ(composer.BarcodeBuffer(), "567890");
-  // A shorter number leaves the rest of the previous number in the field.
+  // A shorter serial number leaves the rest of the previous number in the field.
   SetSerial("ab");
   composer.BarcodeBufferOffset = 0;
   composer.AttachSerialNumberEx({});

@@ -87,13 +87,13 @@ class RunArchiveTest : public ::testing::Test {
     archive_.DownloadStarted();
   }
 
-  // What the download does with a record that arrives alone.
+  // Passes a single received record to the archive, as a download does.
   void Receive(const std::string& data) {
     archive_.KeepRecord(Bytes(Stored(data)));
     archive_.KeepLine(data + "\r\n");
   }
 
-  // The names of the files that end with `ending`.
+  // Returns the names of the files that end with `ending`.
   Texts Names(const std::string& ending) {
     Texts names;
     for (const auto& entry : files_.List(folder_)) {
@@ -102,7 +102,7 @@ class RunArchiveTest : public ::testing::Test {
     return names;
   }
 
-  // The data of all records in a file.
+  // Returns the data of all records in a file.
   static Texts RecordsOf(const std::string& path, std::string* serial = nullptr) {
     Texts records;
     ReadArchivedRun(*test::FileContents(path), [&](const auto& scanner, auto record) {

@@ -139,7 +139,7 @@ class ProgressTest : public test::AppFixture {
     tavo.WaitUntilHeld();
   }
 
-  /// The displayed progress after the next tick.
+  /// Returns the displayed progress after the next tick.
   std::string Shown() {
     mainQueue.RunAll();
     clock.Advance(150ms);

@@ -150,7 +150,7 @@ TEST_F(RunTest, CutsRecordsToTheirLengthInUtf16Units) {
   run.Begin(0);
   for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"}) run.Add(record, 0);
   Play("E");
-  // The last record is cut in the middle of a character, which is replaced by U+FFFD.
+  // The last record is truncated in the middle of a character, which is replaced by U+FFFD.
   EXPECT_EQ(FileContents(folder / "stock.txt"), "\xC3\xA9\x31\rplain\r\n1\xEF\xBF\xBD");
 }
 

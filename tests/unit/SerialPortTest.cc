@@ -71,7 +71,7 @@ class SerialPortTest : public ::testing::Test {
     ASSERT_EQ(port.openConnections(path.c_str()), 1);
   }
 
-  /// Lets a chunk arrive on the scripted line and reads it.
+  /// Adds a chunk to the scripted line and reads it.
   void Read(std::string_view chunk) {
     std::vector<std::uint8_t> buffer(SerialPort::kReadBufferSize, 0x55);
     line.Arrive(chunk);
@@ -203,7 +203,7 @@ TEST_F(SerialPortTest, OpensARawLineAt115200BitsPerSecondAnd8N1) {
 
 TEST_F(SerialPortTest, NeverReadsADescriptorAfterClosingIt) {
   // A new pipe usually gets the numbers of the descriptors that were just closed. A late read would
-  // take the pipe's bytes.
+  // consume the pipe's bytes.
   const std::string fifo = FifoIn(folder);
   for (int round = 0; round < 200; ++round) {
     Open(fifo);

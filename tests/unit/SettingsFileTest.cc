@@ -9,7 +9,7 @@ using test::PutFile;
 
 class SettingsFileTest : public test::SettingsFixture {
  protected:
-  /// Saves the settings with these names and restarts the program.
+  /// Saves settings with these names and restarts the program.
   void SaveAndStart(std::string_view appname, std::string_view filename) {
     settings().appname.Set(appname);
     settings().filename.Set(filename);
@@ -83,7 +83,7 @@ TEST_F(SettingsFileTest, RestoresNamesByteForByte) {
 }
 
 TEST_F(SettingsFileTest, KeepsTheOtherNameIfACharacterIsCut) {
-  // The file name is cut in the middle of its last character.
+  // The file name is truncated in the middle of its last character.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
   EXPECT_EQ(filename(), "");

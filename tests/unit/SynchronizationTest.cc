@@ -22,7 +22,7 @@ class SynchronizationTest : public test::AppFixture {
     tavo.WaitUntilHeld();
   }
 
-  /// The lines of each run and of the live scans.
+  /// Returns the archived lines of each run and of the live scans.
   std::vector<std::string> ArchivedLines() {
     std::vector<std::string> lines;
     for (const auto& entry : files.List(archiveFolder)) {

@@ -99,8 +99,8 @@ std::ptrdiff_t OpenDescriptors() {
   return std::distance(begin(descriptors), end(descriptors));
 }
 
-// The constructor duplicates a pipe on standard descriptors to higher numbers. Here the second
-// duplication fails.
+// If the pipe gets standard descriptors, the constructor duplicates them to higher numbers. In this
+// test, the second duplication fails.
 TEST(MainQueue, FailedConstructorLeaksNoDescriptor) {
   int kept[3];
   for (const int number : {0, 1, 2}) {

@@ -35,7 +35,7 @@ class PaletteIconTest : public testing::Test {
     return count;
   }
 
-  platform::qt::QtMainWindow window_;  // links the icons into the test
+  platform::qt::QtMainWindow window_;  // links the icons into the test program
 };
 
 TEST_F(PaletteIconTest, DrawsEveryIconInTheTextColour) {

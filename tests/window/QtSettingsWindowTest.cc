@@ -66,7 +66,8 @@ class QtSettingsWindowTest : public testing::Test {
 
   void Close() { window_.settingsWindow().Close(); }
 
-  /// Opens the window with a light, a dark and again a light palette. Calls `check` each time.
+  /// Opens the window three times: with a light, a dark and again a light palette. Calls `check`
+  /// each time.
   void OpenInLightAndDark(const std::function<void(const QPalette&)>& check) {
     QPalette dark(QColor(58, 64, 69), QColor(42, 46, 50));
     dark.setColor(QPalette::Base, QColor(27, 30, 32));
@@ -417,7 +418,7 @@ TEST_F(QtSettingsWindowTest, GrowsWithTheFont) {
   QApplication::setFont(usual);
 }
 
-/// Relative luminance (Web Content Accessibility Guidelines 2.1).
+/// Returns the relative luminance (Web Content Accessibility Guidelines 2.1).
 double Luminance(const QColor& colour) {
   const auto linear = [](double part) {
     return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
@@ -426,13 +427,14 @@ double Luminance(const QColor& colour) {
          0.0722 * linear(colour.blueF());
 }
 
-/// Contrast ratio (Web Content Accessibility Guidelines 2.1).
+/// Returns the contrast ratio (Web Content Accessibility Guidelines 2.1).
 double Contrast(const QColor& one, const QColor& other) {
   const double a = Luminance(one), b = Luminance(other);
   return (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05);
 }
 
-/// The highest contrast between a pixel at a control's left edge and the window's background.
+/// Returns the highest contrast between a pixel at a control's left edge and the window's
+/// background.
 double OutlineContrast(QWidget& control, const QColor& ground) {
   const QImage picture = control.grab().toImage();
   double best = 1;

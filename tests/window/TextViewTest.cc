@@ -57,7 +57,7 @@ class TextView : public testing::Test {
     widget_.setTextCursor(cursor);
   }
 
-  /// The length of the longest block. The widget always lays out whole blocks.
+  /// Returns the length of the longest block. The widget always lays out whole blocks.
   int LongestBlock() const {
     int longest = 0;
     for (QTextBlock block = widget_.document()->begin(); block.isValid(); block = block.next()) {

@@ -1,6 +1,6 @@
-// Fake Objective-C runtime, Foundation, AppKit and Launch Services, as far as platform/macos uses
-// them. <objc/message.h> is not included because this file defines objc_msgSend with the parameters
-// of the actual calls.
+// Fake versions of the parts of the Objective-C runtime, Foundation, AppKit and Launch Services
+// that platform/macos uses. <objc/message.h> is not included because this file defines objc_msgSend
+// with the parameters of the actual calls.
 
 #include <CoreServices/CoreServices.h>
 #include <objc/runtime.h>

@@ -56,7 +56,7 @@ Kind& As(const void* reference) {
   return dynamic_cast<Kind&>(*static_cast<Object*>(const_cast<void*>(reference)));
 }
 
-/// Creates an object, which the caller owns. Returns it as the framework's reference type.
+/// Creates an object owned by the caller. Returns it as the framework's reference type.
 template <typename Reference, typename Kind, typename... Arguments>
 Reference Make(Arguments&&... arguments) {
   Object* const object = new Kind(std::forward<Arguments>(arguments)...);
@@ -100,7 +100,7 @@ struct Mac {
   bool hasSources = true;
   bool hasEvents = true;
   bool mayPost = true;
-  int requests = 0;  ///< calls of CGRequestPostEventAccess
+  int requests = 0;  ///< number of CGRequestPostEventAccess calls
 
   std::set<std::string> installed;   ///< paths of applications
   std::vector<std::string> opened;   ///< paths of successful LSOpenApplication calls
@@ -112,11 +112,11 @@ struct Mac {
   std::vector<std::string> declaredTypes;  ///< types on the pasteboard
   std::string pasteboardOwner;             ///< class of the pasteboard's owner, "" if none
   std::optional<std::string> pasteboardText;
-  int activations = 0;  ///< calls of activateIgnoringOtherApps: with YES
+  int activations = 0;  ///< number of activateIgnoringOtherApps: calls with YES
 };
 Mac& TheMac();
 
-/// Records the call of a function.
+/// Records a function call.
 inline void Called(const std::string& call) {
   TheMac().calls.push_back(call);
 }

@@ -23,7 +23,7 @@ struct Iterator {
   std::deque<std::size_t> services;
   std::string serviceClass;
   std::string type;
-  // Set for notifications only.
+  // Only notification iterators use the following fields.
   IONotificationPortRef port = nullptr;
   std::string kind;
   IOServiceMatchingCallback callback = nullptr;
@@ -39,7 +39,7 @@ struct Iterator {
 };
 
 // Handles that the program has not yet released.
-std::map<io_object_t, std::size_t> objects;  // service numbers
+std::map<io_object_t, std::size_t> objects;  // service number of each handle
 std::map<io_iterator_t, Iterator> iterators;
 std::set<IONotificationPortRef> ports;
 io_object_t lastHandle = 100;

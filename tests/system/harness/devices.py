@@ -22,7 +22,7 @@ class Devices:
 
     @property
     def environment(self):
-        """Variables that make a program see these devices instead of the machine's."""
+        """Returns the variables that make a program see these devices instead of the machine's."""
         libraries = [os.environ.get("SYSTEM_TEST_PRELOAD", ""), "libumockdev-preload.so.0"]
         return {"LD_PRELOAD": ":".join(filter(None, libraries)),
                 "UMOCKDEV_DIR": self._testbed.get_root_dir()}

@@ -12,7 +12,7 @@ FINISHED = "Synchronization finished. Tavo can be plugged off now\n"
 
 ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
-# The progress display of a run
+# Texts of the progress display
 GIVEN_UP = "The scanner did not answer. Restart Quillet."
 CUT_OFF = "The scanner was not erased, because records were cut off."
 NO_COPY = "The scanner was not erased, because its records are not on the disk."

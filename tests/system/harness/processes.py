@@ -79,7 +79,8 @@ class Process:
 
 
 def read_line(process, stream_descriptor):
-    """Reads a line from a descriptor and closes it. Returns the line without the line feed."""
+    """Reads a line from a descriptor, then closes the descriptor. Returns the line without the line
+    feed."""
     with os.fdopen(stream_descriptor, "rb", buffering=0) as stream:
         line = stream.readline()
     if not line.endswith(b"\n"):

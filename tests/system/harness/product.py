@@ -14,8 +14,8 @@ PORT_LIST = "Port"
 
 _FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
-# Options of builds with sanitizers. A program with a reported error exits with a status other than
-# 0, so the test fails. The address sanitizer's link order need not be verified, because the
+# Options of builds with sanitizers. After a reported error, the program exits with a status other
+# than 0, so the test fails. The address sanitizer's link order need not be verified, because the
 # preloaded umockdev library does not replace memory functions.
 _SANITIZERS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
@@ -73,7 +73,7 @@ class Quillet:
         return windows[0] if windows else None
 
     def _windows(self, *options):
-        """Returns the X11 IDs of the program's visible windows, including open lists."""
+        """Returns the X11 IDs of the program's visible windows, including open drop-down lists."""
         found = self._desktop.xdotool("search", "--all", "--onlyvisible", "--pid", self.pid,
                                       *options)
         return found.splitlines() if found else []
@@ -225,7 +225,7 @@ class Quillet:
         close_window(self._desktop.environment["DISPLAY"], int(self.window()))
 
     def wait_for_end(self):
-        """Waits until the program ends. Returns its exit status."""
+        """Waits until the program exits. Returns its exit status."""
         return self.process.wait()
 
     def kill(self):

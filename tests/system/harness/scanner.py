@@ -105,7 +105,7 @@ class Scanner:
         self.remove_device()
 
     def remove_device(self):
-        """Removes the device, whose line must be closed."""
+        """Removes the device. Its line must already be closed."""
         self._devices.remove(self._terminal)
 
     def wait_until_line_is_closed(self):
@@ -136,8 +136,8 @@ class Scanner:
         return [self._read_line().strip() for _ in range(int(count))]
 
     def commands(self):
-        """Returns the received commands, with consecutive wake-ups reduced to one. On a busy
-        machine, the program may repeat a wake-up because the answer takes longer than 0.5 s."""
+        """Returns the received commands, with consecutive wake-ups merged. On a busy machine, the
+        program may repeat a wake-up because the answer takes longer than 0.5 s."""
         commands = self.all_commands()
         return [command for before, command in itertools.pairwise(["", *commands])
                 if (before, command) != ("W", "W")]

@@ -34,7 +34,7 @@ class Settings:
     filename: str = f"{FOLDER}/sn_timestamp.txt"
 
     def text(self):
-        """Returns the file's text."""
+        """Returns the text of the settings file."""
         *choices, application, filename = dataclasses.astuple(self)
         text = "".join(map(str, choices)).ljust(_APPLICATION_POSITION, "0")
         text = (text + application + "\r").ljust(_FILE_POSITION, "0")

@@ -1,4 +1,4 @@
-"""Receives the program's lines in place of the system log."""
+"""Receives the program's log lines in place of the system log."""
 
 import os
 import re

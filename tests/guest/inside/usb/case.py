@@ -10,13 +10,13 @@ from harness.settings import FOLDER
 
 
 class _RealDevices:
-    """The program sees the guest's own devices."""
+    """Replaces the mocked devices: the program sees the guest's own devices."""
 
     environment = {}
 
 
 class UsbTest(ProductTest):
-    """A test that runs as an ordinary user."""
+    """A test with a USB scanner that runs as an ordinary user."""
 
     log_path = "/tmp/log.socket"
     scanner_class = UsbScanner

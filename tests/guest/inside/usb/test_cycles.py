@@ -20,7 +20,7 @@ class CyclesTest(UsbTest):
         return self.quillet.process.resources()
 
     def wait_for_log(self, line):
-        """Waits for the next occurrence of a line. Polling the view instead would slow down the
+        """Waits for the next occurrence of a log line. Polling the view instead would slow down the
         program, and SystemLog.wait_for() reads the whole log each time."""
         def is_logged():
             for datagram in self.log.datagrams()[self.log_position:]:

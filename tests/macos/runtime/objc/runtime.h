@@ -1,7 +1,7 @@
 #pragma once
 
-// Declarations of <objc/runtime.h> for systems without that header, as far as platform/macos uses
-// them. Source: Objective-C Runtime reference.
+// Declares the parts of <objc/runtime.h> that platform/macos uses, for systems without that header.
+// Source: Objective-C Runtime reference.
 
 using Class = struct objc_class*;
 using id = struct objc_object*;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Declarations of Core Foundation for builds without the framework's headers, as far as
-// platform/macos uses them. Source: developer.apple.com/documentation/corefoundation.
+// Declares the parts of Core Foundation that platform/macos uses, for builds without the
+// framework's headers. Source: developer.apple.com/documentation/corefoundation.
 
 #include <MacTypes.h>
 

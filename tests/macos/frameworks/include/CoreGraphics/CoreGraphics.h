@@ -1,7 +1,7 @@
 #pragma once
 
-// Declarations of Quartz event services for builds without the framework's headers, as far as
-// platform/macos uses them. Source: developer.apple.com/documentation/coregraphics.
+// Declares the parts of Quartz event services that platform/macos uses, for builds without the
+// framework's headers. Source: developer.apple.com/documentation/coregraphics.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdint.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-// Declarations of the File Manager and Launch Services for builds without the framework's headers,
-// as far as platform/macos uses them. Source: developer.apple.com/documentation/coreservices.
+// Declares the parts of the File Manager and Launch Services that platform/macos uses, for builds
+// without the frameworks' headers. Source: developer.apple.com/documentation/coreservices.
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -14,7 +14,7 @@ typedef struct FSRef {
 typedef OptionBits LSLaunchFlags;
 typedef struct AEDesc AppleEvent;
 
-// The public declaration is also packed to 2 bytes.
+// Packed to 2 bytes, like the public declaration.
 #pragma pack(push, 2)
 typedef struct LSApplicationParameters {
   CFIndex version;

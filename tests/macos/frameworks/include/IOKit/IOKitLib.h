@@ -1,7 +1,7 @@
 #pragma once
 
-// Declarations of I/O Kit for builds without the framework's headers, as far as platform/macos uses
-// them. Source: developer.apple.com/documentation/iokit.
+// Declares the parts of I/O Kit that platform/macos uses, for builds without the framework's
+// headers. Source: developer.apple.com/documentation/iokit.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <mach/mach.h>
