@@ -55,7 +55,8 @@ class ApplicationsTest(TypingCase):
         wait_until(lambda: self.window("text window"), "the application's window")
 
     def deliver_again(self, expected):
-        """Delivers to the running application, whose text must become `expected`."""
+        """Delivers the records to the running application and waits until its text is
+        `expected`."""
         self.quillet.press("Clear")
         self.deliver()
         wait_until(lambda: self.text() == expected,

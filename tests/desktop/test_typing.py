@@ -12,7 +12,8 @@ _EVERY_KEY = [PRINTABLE, "tab\tand\ttab", "line\nin between", PRINTABLE[::-1], "
 class TypingTest(TypingCase):
 
     def check(self, texts, expected=None, editor=TextWindow, limit=40, **settings):
-        """Delivers the texts to an editor. Returns the editor."""
+        """Delivers the texts to an editor and waits until it contains the expected text. Returns
+        the editor."""
         self.connect(texts, data_only(destination=2, **settings))
         window = editor(self)
         self.deliver()

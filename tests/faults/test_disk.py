@@ -10,8 +10,8 @@ from harness.sandbox import PRIVATE_DISK
 class DiskTest(FaultTest):
 
     def check_failed_run(self, failures=1):
-        """Synchronizes. Checks that the file is unchanged and the log contains all records,
-        although the view reports success."""
+        """Synchronizes. Checks that the file is unchanged and that the log contains all records and
+        `failures` write errors, although the view reports success."""
         self.synchronize(messages.file_run(3, OUTPUT))
         self.log.wait_for("Fail to write", failures)
         self.assert_old_file()

@@ -21,11 +21,11 @@ void Run(Input& input) {
                            static_cast<std::uint8_t>(length >> 8U),
                            static_cast<std::uint8_t>(length)});
   session->Feed(records);
-  // A burst without records never completes.
+  // A burst completes its command only if the burst contains records.
   Require(lumet.bCommandDone() == !records.empty(),
           "a burst completes its command if it has records");
 
-  // Functions that append a single field must accept the same bytes.
+  // Functions that append a single field must also accept these bytes.
   StrictLog log;
   const auto composer = std::make_unique<RecordComposer>(log, lumet, lumet);
   composer->GetBarcodeLength(records);

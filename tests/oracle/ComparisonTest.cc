@@ -237,7 +237,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   }
 
   /// Compares a burst that fills the receive buffer to its last byte.
-  /// @param runsOut  the length field of the last record is too large by one
+  /// @param runsOut  true: the length field of the last record is too large by one
   void CompareFullBuffer(bool runsOut) {
     const std::size_t room = ReceiveMachine::kBufferSize - kLengthBytes;
     const std::size_t most = GetParam() == Layout::kOlder ? 256 : 65535;

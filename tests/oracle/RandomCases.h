@@ -37,7 +37,7 @@ Bytes RandomRecord(Random& random, Layout layout);
 
 /// A record of the given size.
 /// @param size       at least 7 bytes
-/// @param tellsMore  the length field is too large by one
+/// @param tellsMore  true: the length field is too large by one
 Bytes RecordOfSize(Random& random, Layout layout, int size, bool tellsMore);
 
 /// Consecutive records, some of them erased. The last one may be incomplete.

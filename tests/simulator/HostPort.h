@@ -80,7 +80,7 @@ class ScannerTest : public testing::Test {
 
   ScannerTest() { options.device.serial = "1234567890"; }
 
-  /// Starts a scanner with `options` and opens its port.
+  /// Starts a scanner with `options` and opens a port on its line.
   void Attach() {
     scanner.emplace(options);
     scanner->Start();

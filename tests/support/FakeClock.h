@@ -35,7 +35,7 @@ class FakeClock final : public platform::Clock {
     next_ = next;
   }
 
-  /// The monotonic time. Only Sleep and Advance change it.
+  /// Returns the monotonic time, which only Sleep and Advance change.
   std::chrono::nanoseconds Now() override {
     const std::lock_guard lock(mutex_);
     return steady_;

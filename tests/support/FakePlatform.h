@@ -107,7 +107,7 @@ class FakeKeyEvents final : public platform::KeyEvents {
     posts_.emplace_back(events.begin(), events.end());
     if (onPost) onPost();
   }
-  /// The events of each call of Post.
+  /// Returns the events of each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
   std::function<void()> onPost;  ///< called after each call of Post
@@ -124,7 +124,7 @@ class FakePasteboard final : public platform::Pasteboard {
     if (onSet) onSet();
     return true;
   }
-  /// All texts that were set, in order.
+  /// Returns all texts that were set, in order.
   const std::vector<std::string>& texts() const { return texts_; }
 
   bool takes = true;            ///< whether SetString succeeds

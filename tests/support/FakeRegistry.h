@@ -73,7 +73,7 @@ class FakeRegistry final : public platform::SerialRegistry {
 
   bool HasPort() const { return !ports_.empty(); }
   std::size_t iterators() const { return iterators_.size(); }
-  /// Number of objects that Next has returned and the program has not released.
+  /// Returns the number of objects that Next has returned and the program has not yet released.
   int objectsHeld() const { return static_cast<int>(objects_.size()); }
 
  private:

@@ -93,7 +93,7 @@ class ScannerLine final : public platform::SerialLine {
     WaitUntil([&] { return scanner_ == nullptr || connected; });
   }
 
-  /// The commands that the scanner has received, separated by blanks.
+  /// Returns the commands that the scanner has received, separated by blanks.
   std::string Commands() {
     const std::lock_guard lock(mutex_);
     std::string all;

@@ -47,7 +47,7 @@ class SettingsControl {
   }
 
   const char* name;      ///< accessible name
-  std::size_t position;  ///< position in the settings file
+  std::size_t position;  ///< byte offset of the setting in the settings file
   std::int32_t items;    ///< number of values that the control offers
 
  private:

@@ -117,7 +117,7 @@ TEST_F(DeliveryTest, ComparesPathsExactly) {
   EXPECT_TRUE(delivery.IsRunning());
 }
 
-/// Tests of destination 2 and of invalid numbers, which the program treats like 2.
+/// Tests of destination 2 and of invalid destination numbers, which the program treats like 2.
 class FrontmostTest : public DeliveryTest, public testing::WithParamInterface<int> {};
 
 TEST_P(FrontmostTest, TypesEachRecordAndShowsNone) {

@@ -66,7 +66,8 @@ TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
   registry.Plug("usbmodem1", "/absent");
   FinishConnecting();
   EXPECT_EQ(ports.items(), (Titles{"None", "None", "usbmodem1"}));
-  // The program selects by position in the port table, which differs from that in the list.
+  // The program selects a port by its position in the port table, which differs from its position
+  // in the list.
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 

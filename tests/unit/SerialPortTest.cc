@@ -46,7 +46,7 @@ class Collector final : public SerialPortDelegate {
     const std::lock_guard lock(mutex_);
     return received_;
   }
-  /// The byte after the last chunk in the read buffer.
+  /// Returns the byte after the last chunk in the read buffer.
   int next() const { return next_; }
 
  private:

@@ -134,7 +134,7 @@ class QtSettingsWindowTest : public testing::Test {
     list->hidePopup();
   }
 
-  /// Checks the widgets, Values(), and the reports since the last check.
+  /// Checks the widgets, Values(), and the changes reported since the last check.
   void Expect(const SettingsValues& values, const std::string& reports) {
     for (const SettingsControl& each : kSettingsControls) {
       EXPECT_EQ(each.Shown(window_.Values()), each.Shown(values)) << each.name;
@@ -173,7 +173,7 @@ TEST_F(QtSettingsWindowTest, ShowsEveryValueWithoutReportingAChange) {
 }
 
 TEST_F(QtSettingsWindowTest, ShowSetsControlsInTheOrderOfTheValues) {
-  std::vector<std::size_t> order;  // positions in the settings file
+  std::vector<std::size_t> order;  // byte offsets in the settings file
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
     const auto note = [&order, &each] { order.push_back(each.position); };
