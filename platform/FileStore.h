@@ -56,6 +56,15 @@ class FileStore {
   /// Deletes a file.
   /// @return true if the file existed and was deleted
   virtual bool Remove(const std::string& path) = 0;
+
+  /// Deletes the temporary files in a folder that Replace left when its process was killed. Keeps
+  /// the files of other users and files that a process is writing.
+  /// @return the number of deleted files
+  virtual std::size_t RemoveUnfinished(const std::string& folder) = 0;
+
+  /// Returns true if both paths lead to the same file through symbolic links, hard links, ".." or
+  /// repeated slashes. The file need not exist.
+  virtual bool IsSameFile(const std::string& path, const std::string& other) = 0;
 };
 
 }  // namespace quillet::platform

@@ -1,6 +1,7 @@
 #include "platform/posix/PosixFileStore.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,6 +23,10 @@ namespace quillet::platform::posix {
 namespace {
 
 constexpr mode_t kPermissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
+constexpr std::string_view kTemporaryMark = ".quillet-";
+constexpr std::string_view kTemporaryLetters = "abcdefghijklmnopqrstuvwxyz234567";
+constexpr std::size_t kTemporaryLength = 12;
+constexpr int kTemporaryAttempts = 10;
 constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
 // All later steps use the descriptor, so they act on the same folder even if its path changes.
@@ -42,31 +47,88 @@ int OpenFolder(const std::string& path) {
 // Returns ".NAME.quillet-" and random letters, or an empty string on an error. NAME is the target's
 // name, shortened if necessary.
 std::string TemporaryName(int folder, std::string_view target) {
-  constexpr std::string_view kMark = ".quillet-";
-  constexpr std::string_view kAlphabet = "abcdefghijklmnopqrstuvwxyz234567";
   constexpr long kUsualLimit = 255;
-  std::array<unsigned char, 12> random{};
+  std::array<unsigned char, kTemporaryLength> random{};
   if (getentropy(random.data(), random.size()) != 0) return {};
   const long stated = fpathconf(folder, _PC_NAME_MAX);
   const auto limit = static_cast<std::size_t>(stated < 0 ? kUsualLimit : stated);
-  const std::size_t added = 1 + kMark.size() + random.size();
+  const std::size_t added = 1 + kTemporaryMark.size() + random.size();
   std::string name(".");
-  name.append(Utf8Prefix(target, limit - std::min(limit, added))).append(kMark);
-  for (const unsigned char byte : random) name += kAlphabet[byte % kAlphabet.size()];
+  name.append(Utf8Prefix(target, limit - std::min(limit, added))).append(kTemporaryMark);
+  for (const unsigned char byte : random)
+    name += kTemporaryLetters[byte % kTemporaryLetters.size()];
   return name;
 }
 
+bool IsTemporaryName(std::string_view name) {
+  constexpr std::size_t kAdded = kTemporaryMark.size() + kTemporaryLength;
+  if (!name.starts_with('.') || name.size() < 2 + kAdded) return false;
+  const std::string_view ending = name.substr(name.size() - kAdded);
+  return ending.starts_with(kTemporaryMark) &&
+         ending.find_first_not_of(kTemporaryLetters, kTemporaryMark.size()) ==
+             std::string_view::npos;
+}
+
+// Locks a temporary file, so that no other process deletes it as unfinished.
+// @return false if another process has deleted it before it was locked
+bool LockTemporary(int folder, const std::string& name, int file) {
+  // Without support for locks, the other process cannot lock the file either.
+  if (flock(file, LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;
+  struct stat status {};
+  return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+struct Temporary {
+  std::string name;
+  UniqueFd file;
+};
+
+// Creates a locked file. The file is not open after an error.
+Temporary CreateTemporary(int folder, std::string_view target, mode_t mode) {
+  for (int attempt = 0; attempt < kTemporaryAttempts; ++attempt) {
+    std::string name = TemporaryName(folder, target);
+    // O_EXCL also rejects symbolic links (open(3p)).
+    UniqueFd file(RetryOnSignal([&] {
+      return openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    }));
+    if (!file.IsOpen()) break;
+    if (LockTemporary(folder, name, file.Get())) return {std::move(name), std::move(file)};
+  }
+  return {};
+}
+
+// Deletes a file if it is a regular file of this user and no process has locked it.
+bool RemoveUnlocked(int folder, const std::string& name) {
+  const auto openWith = [&](int access) {
+    return RetryOnSignal([&] {
+      return openat(folder, name.c_str(), access | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    });
+  };
+  struct stat status {};
+  if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+      !S_ISREG(status.st_mode) || status.st_uid != geteuid()) {
+    return false;
+  }
+  // A network file system locks only files that are open for writing (flock(2)).
+  int opened = openWith(O_RDWR);
+  if (opened < 0 && errno == EACCES) opened = openWith(O_RDONLY);
+  const UniqueFd file(opened);
+  return file.IsOpen() && flock(file.Get(), LOCK_EX | LOCK_NB) == 0 &&
+         unlinkat(folder, name.c_str(), 0) == 0;
+}
+
 // Copies the group and permissions of the file to be replaced. Drops the group permissions if the
-// group cannot be set, and world write permission if the old file has another owner.
-bool CopyPermissions(int file, const struct stat& old) {
+// group cannot be set, and world write permission if the old file has another owner. Errors are
+// ignored, because some file systems (FUSE, CIFS) have no groups and permissions.
+void CopyPermissions(int file, const struct stat& old) {
   mode_t mode = old.st_mode & kPermissionBits;
   struct stat own {};
-  if (fstat(file, &own) != 0) return false;
+  if (fstat(file, &own) != 0) return;
   if (own.st_gid != old.st_gid && fchown(file, own.st_uid, old.st_gid) != 0) {
     mode &= ~static_cast<mode_t>(S_IRWXG);
   }
   if (own.st_uid != old.st_uid) mode &= ~static_cast<mode_t>(S_IWOTH);
-  return fchmod(file, mode) == 0;
+  static_cast<void>(fchmod(file, mode));
 }
 
 }  // namespace
@@ -124,16 +186,15 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   // The replacement of a private file must never be readable by others, not even temporarily. For a
   // new file, the kernel applies the umask.
   const mode_t mode = replacesFile || replacesLink ? S_IRUSR | S_IWUSR : kDefaultFileMode;
-  const std::string temporary = TemporaryName(folder.Get(), name);
-  // O_EXCL also rejects symbolic links (open(3p)).
-  UniqueFd file(RetryOnSignal([&] {
-    return openat(folder.Get(), temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-  }));
+  Temporary temporary = CreateTemporary(folder.Get(), name, mode);
+  UniqueFd& file = temporary.file;
   if (!file.IsOpen()) return false;
-  if ((replacesFile && !CopyPermissions(file.Get(), old)) || !WriteAll(file.Get(), contents) ||
-      !SynchronizeFile(file.Get()) || !file.Close() ||
-      renameat(folder.Get(), temporary.c_str(), folder.Get(), name.c_str()) != 0) {
-    unlinkat(folder.Get(), temporary.c_str(), 0);
+  // Keeps the lock until the file is renamed, while the result of closing `file` is checked.
+  const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+  if (replacesFile) CopyPermissions(file.Get(), old);
+  if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||
+      renameat(folder.Get(), temporary.name.c_str(), folder.Get(), name.c_str()) != 0) {
+    unlinkat(folder.Get(), temporary.name.c_str(), 0);
     return false;
   }
   // Errors are ignored: the file is replaced, and some file systems cannot synchronize folders.
@@ -173,6 +234,27 @@ std::vector<FileStore::Entry> PosixFileStore::List(const std::string& folder) {
 
 bool PosixFileStore::Remove(const std::string& path) {
   return unlink(path.c_str()) == 0;
+}
+
+std::size_t PosixFileStore::RemoveUnfinished(const std::string& folder) {
+  const UniqueFd opened(OpenFolder(folder));
+  if (!opened.IsOpen()) return 0;
+  std::size_t removed = 0;
+  for (const Entry& entry : List(folder)) {
+    if (IsTemporaryName(entry.name) && RemoveUnlocked(opened.Get(), entry.name)) ++removed;
+  }
+  return removed;
+}
+
+bool PosixFileStore::IsSameFile(const std::string& path, const std::string& other) {
+  struct stat one {};
+  struct stat two {};
+  if (stat(path.c_str(), &one) == 0 && stat(other.c_str(), &two) == 0) {
+    return one.st_dev == two.st_dev && one.st_ino == two.st_ino;
+  }
+  std::error_code error;
+  const auto resolved = std::filesystem::weakly_canonical(path, error);
+  return !error && resolved == std::filesystem::weakly_canonical(other, error) && !error;
 }
 
 }  // namespace quillet::platform::posix

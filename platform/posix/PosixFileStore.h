@@ -20,8 +20,11 @@ class PosixFileStore final : public FileStore {
   /// If `path` is a regular file, the new file gets its permission bits and, if possible, its
   /// group. Otherwise the mode is 0666, restricted by the umask.
   ///
-  /// If the process is killed, its temporary file may remain. Remaining files are not deleted
-  /// later, since another process may be writing them.
+  /// If the file system refuses to set the group or the permission bits, the new file stays
+  /// accessible to the user only.
+  ///
+  /// If the process is killed, its temporary file may remain. While the file is being written, it
+  /// has an advisory lock (flock(2)).
   /// @return false if the folder is missing or not writable, `path` ends with a slash or is a
   ///         folder, a name is too long, or the device is full or fails
   bool Replace(const std::string& path, std::string_view contents) override;
@@ -34,6 +37,12 @@ class PosixFileStore final : public FileStore {
 
   std::vector<Entry> List(const std::string& folder) override;
   bool Remove(const std::string& path) override;
+
+  /// Deletes the user's regular files whose names have the form of Replace's temporary files, if
+  /// they can be locked.
+  std::size_t RemoveUnfinished(const std::string& folder) override;
+
+  bool IsSameFile(const std::string& path, const std::string& other) override;
 };
 
 }  // namespace quillet::platform::posix

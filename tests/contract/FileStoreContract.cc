@@ -123,6 +123,32 @@ TEST_P(FileStoreContract, ListsAndRemovesFiles) {
   EXPECT_EQ(store_.List(folder).size(), 1U);
 }
 
+TEST_P(FileStoreContract, ComparesResolvedPaths) {
+  for (const bool exists : {false, true}) {
+    if (exists) {
+      ASSERT_TRUE(store_.Replace(path_, "one"));
+      ASSERT_TRUE(store_.Replace(path_ + "2", "two"));
+    }
+    const std::string folder = path_.substr(0, path_.rfind('/'));
+    for (const char* same : {"/file.txt", "//file.txt", "/./file.txt", "/../"}) {
+      std::string path = folder + same;
+      if (path.ends_with("../")) path += folder.substr(folder.rfind('/') + 1) + "/file.txt";
+      EXPECT_TRUE(store_.IsSameFile(path, path_)) << path;
+      EXPECT_TRUE(store_.IsSameFile(path_, path)) << path;
+    }
+    EXPECT_FALSE(store_.IsSameFile(path_ + "2", path_));
+    EXPECT_FALSE(store_.IsSameFile(folder, path_));
+  }
+}
+
+TEST_P(FileStoreContract, RemoveUnfinishedKeepsOtherFiles) {
+  ASSERT_TRUE(store_.Replace(path_, "contents"));
+  const std::string folder = path_.substr(0, path_.rfind('/'));
+  EXPECT_EQ(store_.RemoveUnfinished(folder), 0U);
+  EXPECT_EQ(store_.RemoveUnfinished(folder + "/missing"), 0U);
+  EXPECT_EQ(store_.Read(path_, kAll), "contents");
+}
+
 INSTANTIATE_TEST_SUITE_P(Files, FileStoreContract,
                          (Implementations<FileStoreHarness, OnDisk<HookedFileStore>,
                                           OnDisk<platform::posix::PosixFileStore>, InMemory>()),

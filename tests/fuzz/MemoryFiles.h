@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
@@ -45,6 +46,11 @@ class MemoryFiles final : public platform::FileStore {
     return entries;
   }
   bool Remove(const std::string& path) override { return files_.erase(path) != 0; }
+  std::size_t RemoveUnfinished(const std::string&) override { return 0; }
+  bool IsSameFile(const std::string& path, const std::string& other) override {
+    return std::filesystem::path(path).lexically_normal() ==
+           std::filesystem::path(other).lexically_normal();
+  }
 
  private:
   class File final : public platform::GrowingFile {

@@ -3,16 +3,26 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <random>
 #include <thread>
+
+#ifdef __linux__
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#endif
 
 #include "base/UniqueFd.h"
 #include "platform/posix/PosixFileStore.h"
@@ -63,6 +73,23 @@ bool AsOrdinaryUser(const std::function<bool()>& work) {
   EXPECT_NE(result, kNotPossible);
   return result == 0;
 }
+
+#ifdef __linux__
+/// Makes fchmod and fchown fail in this process.
+bool RefuseModes(int error) {
+  const auto refusal = SECCOMP_RET_ERRNO | static_cast<unsigned>(error);
+  sock_filter rules[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fchmod, 1, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fchown, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, refusal),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program{std::size(rules), rules};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+#endif
 
 class PosixFileStoreTest : public testing::Test {
  protected:
@@ -267,7 +294,70 @@ TEST_F(PosixFileStoreTest, KilledProcessLeavesTheOldOrTheNewFile) {
   for (const std::string& name : folder_.Names()) {
     EXPECT_TRUE(name == "file" || name.starts_with(".file.quillet-")) << name;
   }
+  EXPECT_EQ(store_.RemoveUnfinished(folder_.path()), folder_.Names().size() - 1);
+  EXPECT_EQ(folder_.Names(), Names{"file"});
 }
+
+TEST_F(PosixFileStoreTest, RemovesUnfinishedFilesOfThisUserOnly) {
+  const Names unfinished = {".a.quillet-abcdefghijkl", ".n.quillet-x.quillet-234567mnopqr"};
+  for (const std::string& name : unfinished) Put(name, "", name.starts_with(".a") ? 0444 : 0600);
+  const Names others = {".a.quillet-abcdefghijk", ".a.quillet-abcdefghijk1",
+                        ".quillet-abcdefghijkl", "a.quillet-abcdefghijkl"};
+  for (const std::string& name : others) folder_.Put(name, "");
+  fs::create_symlink("a.quillet-abcdefghijkl", folder_ / ".a.quillet-linklinklink");
+  fs::create_directory(folder_ / ".a.quillet-folderfolder");
+  mkfifo((folder_ / ".a.quillet-fifofifofifo").c_str(), 0666);
+  std::size_t kept = others.size() + 3;
+  const std::string foreign = Put(".a.quillet-foreignfilee", "", 0666);
+  if (chown(foreign.c_str(), 12345, static_cast<gid_t>(-1)) == 0) {
+    ++kept;
+  } else {
+    fs::remove(foreign);
+  }
+  EXPECT_EQ(store_.RemoveUnfinished(folder_.path()), unfinished.size());
+  EXPECT_EQ(folder_.Names().size(), kept);
+}
+
+TEST_F(PosixFileStoreTest, KeepsTheFileThatAnotherProcessIsWriting) {
+  const std::string path = folder_ / "file";
+  Child writer([&] {
+    while (store_.Replace(path, std::string(100'000, 'n'))) continue;
+    return 1;
+  });
+  for (int i = 0; i < 2000; ++i) store_.RemoveUnfinished(folder_.path());
+  EXPECT_EQ(waitpid(writer.pid(), nullptr, WNOHANG), 0) << "Replace failed";
+}
+
+TEST_F(PosixFileStoreTest, DetectsLinksToTheSameFile) {
+  const std::string path = folder_.Put("file", "contents");
+  folder_.Put("copy", "contents");
+  fs::create_symlink("file", folder_ / "link");
+  fs::create_symlink("link", folder_ / "second");
+  fs::create_hard_link(path, folder_ / "hard");
+  fs::create_directory_symlink(".", folder_ / "folder");
+  for (const char* same : {"link", "second", "hard", "folder/file", "folder/folder/hard"}) {
+    EXPECT_TRUE(store_.IsSameFile(folder_ / same, path)) << same;
+  }
+  EXPECT_FALSE(store_.IsSameFile(folder_ / "copy", path));
+  EXPECT_TRUE(store_.IsSameFile(folder_ / "folder/new", folder_ / "new"));
+  EXPECT_FALSE(store_.IsSameFile("", path));
+}
+
+#ifdef __linux__
+TEST_F(PosixFileStoreTest, ReplacesIfTheSystemRefusesModes) {
+  for (const int error : {EPERM, EOPNOTSUPP, EINVAL, ENOSYS}) {
+    for (const mode_t mode : {0600U, 0644U}) {
+      const std::string path = Put("file", "old", mode);
+      EXPECT_EQ(
+          Child([&] { return RefuseModes(error) && store_.Replace(path, "new") ? 0 : 1; }).Wait(),
+          0);
+      EXPECT_EQ(store_.Read(path, kAll), "new");
+      EXPECT_EQ(ModeOf(path), 0600U);
+    }
+  }
+  EXPECT_EQ(folder_.Names(), Names{"file"});
+}
+#endif
 
 TEST_F(PosixFileStoreTest, ReadersSeeWholeFilesDuringReplacement) {
   const std::string path = folder_ / "file";

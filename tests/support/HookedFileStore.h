@@ -26,6 +26,12 @@ class HookedFileStore final : public platform::FileStore {
   }
   std::vector<Entry> List(const std::string& folder) override { return files_.List(folder); }
   bool Remove(const std::string& path) override { return files_.Remove(path); }
+  std::size_t RemoveUnfinished(const std::string& folder) override {
+    return files_.RemoveUnfinished(folder);
+  }
+  bool IsSameFile(const std::string& path, const std::string& other) override {
+    return files_.IsSameFile(path, other);
+  }
 
   std::function<void()> whileReplacing;  ///< called by the next Replace only
 
