@@ -1,6 +1,8 @@
 #include "program/Program.h"
 
 #include <QIcon>
+#include <chrono>
+#include <cstdlib>
 #include <utility>
 
 #include "output/Choices.h"
@@ -37,10 +39,19 @@ void Program::Run(platform::SerialRegistry& registry) {
       settingsWindow_, folders_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);
+  signals_.emplace(watcher_, [this] { LeaveOnSignal(); });
   window_.Show();
   delegate_.applicationDidFinishLaunching();
   platform::posix::LeaveLikewiseOnExit(log_);
   Leave(QApplication::exec());
+}
+
+// A nested main loop, such as that of a modal dialog, does not return when the main loop ends. The
+// process therefore ends here.
+void Program::LeaveOnSignal() {
+  constexpr std::chrono::seconds kLongestFlush{1};
+  delegate_.windowWillClose();
+  platform::posix::LeaveProcess(EXIT_SUCCESS, log_, kLongestFlush);
 }
 
 void Program::Leave(int status) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QApplication>
+#include <optional>
 #include <string>
 
 #include "app/QuilletAppDelegate.h"
@@ -10,6 +11,8 @@
 #include "platform/posix/PosixFileStore.h"
 #include "platform/posix/PosixSerialLine.h"
 #include "platform/posix/SyslogLog.h"
+#include "platform/posix/TerminationSignals.h"
+#include "platform/qt/QtDescriptorWatch.h"
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
 #include "platform/qt/QtPanels.h"
@@ -31,8 +34,8 @@ class Program {
   Program& operator=(const Program&) = delete;
   ~Program() = delete;
 
-  /// Shows the window and runs the main loop until the window is closed, then ends the process.
-  /// Main thread.
+  /// Shows the window and runs the main loop until the window is closed or a signal requests the
+  /// end, then ends the process. Main thread.
   /// @param registry  never destroyed
   [[noreturn]] void Run(platform::SerialRegistry& registry);
 
@@ -43,6 +46,8 @@ class Program {
   platform::qt::QtMainWindow& window() { return window_; }
 
  private:
+  [[noreturn]] void LeaveOnSignal();
+
   int argc_ = 1;
   char* argv_[2];
   const Folders folders_;
@@ -56,6 +61,8 @@ class Program {
   platform::qt::QtSettingsWindow settingsWindow_;
   platform::qt::QtPanels panels_;
   platform::qt::QtTicker ticker_;
+  platform::qt::QtDescriptorWatcher watcher_;
+  std::optional<platform::posix::TerminationSignals> signals_;
   const Desktop desktop_;
   QuilletAppDelegate delegate_;
   SyncController* controller_ = nullptr;

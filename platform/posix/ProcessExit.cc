@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
@@ -26,9 +25,8 @@ void EnsureStandardDescriptors() {
   if (number >= 0) close(number);
 }
 
-void LeaveProcess(int status, SyslogLog& log) {
-  constexpr std::chrono::seconds kLongestFlush{5};
-  log.Flush(kLongestFlush);
+void LeaveProcess(int status, SyslogLog& log, std::chrono::milliseconds longestFlush) {
+  log.Flush(longestFlush);
   std::fflush(nullptr);
   if (__lsan_do_leak_check != nullptr) __lsan_do_leak_check();
   _exit(status);

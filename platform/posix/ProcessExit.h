@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 #include "platform/posix/SyslogLog.h"
 
 namespace quillet::platform::posix {
@@ -9,11 +11,13 @@ namespace quillet::platform::posix {
 /// threads.
 void EnsureStandardDescriptors();
 
-/// Ends the process while other threads are running: flushes the log (for at most 5 s) and standard
-/// output, and runs no destructors or exit handlers. Any thread.
-/// @param status  exit status, 0 to 255
-/// @param log     the program's log
-[[noreturn]] void LeaveProcess(int status, SyslogLog& log);
+/// Ends the process while other threads are running: flushes the log and standard output, and runs
+/// no destructors or exit handlers. Any thread.
+/// @param status        exit status, 0 to 255
+/// @param log           the program's log
+/// @param longestFlush  longest wait for the log
+[[noreturn]] void LeaveProcess(int status, SyslogLog& log,
+                               std::chrono::milliseconds longestFlush = std::chrono::seconds(5));
 
 /// Makes exit() call LeaveProcess with status 1. Qt calls exit() if the X server ends. Exit
 /// handlers registered after this call still run. Call once, from any thread.

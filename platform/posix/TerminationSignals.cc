@@ -1,0 +1,69 @@
+#include "platform/posix/TerminationSignals.h"
+
+#include <fcntl.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+namespace quillet::platform::posix {
+namespace {
+
+// Desktops kill a program that takes longer to end. The rest of the two seconds is for the system.
+constexpr itimerval kLongestEnd{.it_interval = {}, .it_value = {.tv_sec = 1, .tv_usec = 800'000}};
+
+std::atomic<int> signalPipe = -1;
+static_assert(std::atomic<int>::is_always_lock_free, "used by a signal handler");
+
+// setitimer() is a plain system call, although POSIX does not list it as safe in signal handlers.
+// It works even if the main thread hangs.
+void HandleSignal(int) {
+  const int before = errno;
+  const char byte = 0;
+  static_cast<void>(!write(signalPipe, &byte, 1));
+  setitimer(ITIMER_REAL, &kLongestEnd, nullptr);
+  errno = before;
+}
+
+void HandleTimeOut(int) {
+  _exit(EXIT_FAILURE);
+}
+
+void Handle(int signal, void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  sigaction(signal, &action, nullptr);
+}
+
+}  // namespace
+
+TerminationSignals::TerminationSignals(DescriptorWatcher& watcher, std::function<void()> end) {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "signals");
+  reader_ = UniqueFd(ends[0]);
+  writer_ = UniqueFd(ends[1]);
+  for (const UniqueFd* each : {&reader_, &writer_}) {
+    fcntl(each->Get(), F_SETFD, FD_CLOEXEC);
+    fcntl(each->Get(), F_SETFL, fcntl(each->Get(), F_GETFL) | O_NONBLOCK);
+  }
+  watch_ = watcher.Watch(reader_.Get(), [this, end = std::move(end)] {
+    std::array<char, 16> bytes{};
+    if (read(reader_.Get(), bytes.data(), bytes.size()) > 0) end();
+  });
+  signalPipe = writer_.Get();
+  Handle(SIGALRM, HandleTimeOut);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) Handle(signal, HandleSignal);
+  }
+}
+
+}  // namespace quillet::platform::posix
