@@ -66,6 +66,7 @@ bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFi
   if (runsUnderWay_ > 0) --runsUnderWay_;
   isShown_ = false;
   recordsInFile = 0;
+  refusedSettingsFile = false;
   bIsUnderSynchronization = false;
   if (count == 0) {
     show_("No data to synchronize...", true);
@@ -88,8 +89,10 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
       ResolveSyncFileName(settings.filename.Get(), [&] { return file.GetSyncFileName(serial); }));
   const std::string& name = syncfileName.Get();
   Log(log_, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
+  refusedSettingsFile = file.IsSettingsFile(name);
   // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
-  if (file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0)) {
+  if (!refusedSettingsFile &&
+      file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0)) {
     recordsInFile = records->count;
   }
   show_("\nSynchronized to " + name, true);

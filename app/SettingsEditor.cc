@@ -14,6 +14,10 @@ namespace {
 constexpr char kApplications[] = "//Applications";
 constexpr char kProposedApplication[] = "TextEdit.app";
 
+constexpr std::string_view kReplacesMessage =
+    "Each synchronization replaces this file. To keep its contents, turn on \"Add to the file "
+    "instead of replacing it\".";
+
 }  // namespace
 
 SettingsEditor::SettingsEditor(const Parts& parts)
@@ -104,14 +108,29 @@ void SettingsEditor::Browse() {
   std::optional<std::string> chosen;
   if (destination == kToFile) {
     // Proposing the placeholder's name allows the user to choose the placeholder again.
-    chosen =
-        parts_.panels.RunSavePanel(parts_.file.dataFolder(), std::string(kPlaceholder).substr(1));
+    chosen = parts_.panels.RunSavePanel(
+        parts_.file.dataFolder(), std::string(kPlaceholder).substr(1), parts_.file.RegistryPath());
   } else if (destination == kToNamedApplication) {
     chosen = parts_.panels.RunOpenPanel(kApplications, kProposedApplication);
   }
-  if (!chosen) return;
+  if (!chosen || (destination == kToFile && !Accepts(*chosen))) return;
   form_.SetPath(*chosen);
   (destination == kToFile ? settings_.filename : settings_.appname).Set(*chosen);
+}
+
+bool SettingsEditor::Accepts(const std::string& file) {
+  if (parts_.file.IsSettingsFile(file)) {
+    ShowMessage(kSettingsFileMessage);
+    return false;
+  }
+  const bool replaces = !form_.Values().appenddata && parts_.file.IsReplaced(file);
+  ShowMessage(replaces ? kReplacesMessage : "");
+  return true;
+}
+
+// Removes only a message about an earlier choice.
+void SettingsEditor::ShowMessage(std::string_view message) {
+  if (std::exchange(messageShown_, !message.empty()) || messageShown_) parts_.showMessage(message);
 }
 
 void SettingsEditor::SaveAndClose() {

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
 
 #include "base/SystemLog.h"
 #include "device/Settings.h"
@@ -16,6 +19,10 @@ namespace quillet {
 /// operations. Main thread only.
 class SettingsEditor {
  public:
+  /// Message after an attempt to use the settings file as the output file.
+  static constexpr std::string_view kSettingsFileMessage =
+      "The settings file cannot hold records. Choose another file.";
+
   /// The objects that the editor uses. All outlive the editor.
   struct Parts {
     SystemLog& log;                ///< the system log
@@ -24,6 +31,9 @@ class SettingsEditor {
     Settings& settings;            ///< the settings to edit
     platform::SettingsForm& form;  ///< the settings window
     platform::Panels& panels;      ///< file dialogs
+
+    /// Shows a message in the status strip; an empty one removes the last message.
+    std::function<void(std::string_view message)> showMessage;
   };
 
   /// Sets the actions of the form.
@@ -46,13 +56,16 @@ class SettingsEditor {
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and
-  /// Cancel does not revert it.
+  /// Cancel does not revert it. Rejects the settings file, and says if runs replace the chosen
+  /// file.
   void Browse();
 
   void SaveAndClose();  ///< stores and saves the values of the window, then closes it
   void Cancel();        ///< closes the window; a path chosen with Browse stays in effect
 
  private:
+  bool Accepts(const std::string& file);
+  void ShowMessage(std::string_view message);
   void RestoreDefaults();
   void ShowSamples();
 
@@ -60,6 +73,7 @@ class SettingsEditor {
   Settings& settings_;
   platform::SettingsForm& form_;
   SampleComposer sample_;
+  bool messageShown_ = false;  // by Browse
 };
 
 }  // namespace quillet

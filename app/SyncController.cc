@@ -43,11 +43,13 @@ void SyncController::Initialize() {
   lumet->setDelegate(this);
   new RecordDownload(platform_.log, *lumet);  // registers itself with the session
   OpenArchive();
-  settingsEditor_ = new SettingsEditor(
-      {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels});
+  settingsEditor_ =
+      new SettingsEditor({platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm,
+                          platform_.panels, [this](auto message) { ShowMessage(message); }});
   ChangePortList({0, {"None"}});
   updatePortList(true);
   RestoreSettings();
+  ReportInterruption();
   delegate_->changeWindowTitle(kWindowTitle);
   startNotification();
   StartConnectionThread(true);

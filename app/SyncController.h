@@ -157,6 +157,8 @@ class SyncController final : public LumetDelegate {
   bool TryPort();
   void StartProgress();
   void OpenArchive();
+  void ReportInterruption();
+  void ReportRefusedFile();
   void ReportArchiveProblem(RunArchive::Problem problem);
   void ShowMessage(std::string_view message);
 

@@ -52,6 +52,7 @@ void SyncController::SynchronizeFinished() {
   const bool hadRecords = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
   if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.recordsInFile);
   archive_->End(complete);
+  if (run_.refusedSettingsFile) ReportRefusedFile();
   if (hadRecords && lumet->bClearMemory) {
     DisplayText("Erased Tavo memory...", true);
     lumet->EraseTavoMemory();
@@ -92,13 +93,25 @@ void SyncController::OpenArchive() {
                             folders_.archive);
   archive_->OnProblem([this](RunArchive::Problem problem) { ReportArchiveProblem(problem); });
   lumet->setArchive(archive_);
+}
+
+// Reports the runs and removes the temporary files of an earlier process that did not end them.
+void SyncController::ReportInterruption() {
   const std::vector<std::string> interrupted = archive_->TakeInterruptedRuns();
   for (const std::string& name : interrupted) {
     Log(platform_.log, "Quillet: synchronization interrupted: ", ForeignText(name));
   }
+  const std::size_t removed = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
+                              platform_.files.RemoveUnfinished(folders_.archive);
+  const std::string files = removed == 0 ? ""
+                            : removed == 1
+                                ? "1 unfinished file was removed."
+                                : std::to_string(removed) + " unfinished files were removed.";
   if (!interrupted.empty()) {
     ShowMessage("A synchronization was interrupted. Its records are in the archive: " +
-                folders_.archive);
+                folders_.archive + (files.empty() ? "" : ". " + files));
+  } else if (!files.empty()) {
+    ShowMessage(files + " Synchronize again if records are missing.");
   }
 }
 
@@ -114,8 +127,15 @@ void SyncController::ReportArchiveProblem(RunArchive::Problem problem) {
   }
 }
 
+void SyncController::ReportRefusedFile() {
+  std::string message(SettingsEditor::kSettingsFileMessage);
+  message += archive_->failed() ? " The records of this synchronization were not saved."
+                                : " The records are in the archive: " + folders_.archive;
+  ShowMessage(message);
+}
+
 void SyncController::ShowMessage(std::string_view message) {
-  Log(platform_.log, "Quillet: ", ForeignText(message));
+  if (!message.empty()) Log(platform_.log, "Quillet: ", ForeignText(message));
   OnMainThread([this, text = std::string(message)] { strip_.ShowMessage(text); });
 }
 

@@ -50,6 +50,22 @@ bool LumetFile::WriteDataToFile(const std::string& path, std::string_view data, 
   return written;
 }
 
+bool LumetFile::IsSettingsFile(const std::string& path) {
+  return files_.IsSameFile(path, RegistryPath());
+}
+
+bool LumetFile::IsReplaced(const std::string& path) {
+  return path.find(kPlaceholder) == std::string::npos && files_.Read(path, 0).has_value();
+}
+
+std::size_t LumetFile::RemoveUnfinished(const std::string& path) {
+  std::size_t removed = files_.RemoveUnfinished(dataFolder_);
+  const std::string output = ResolveSyncFileName(path, [] { return std::string("name"); });
+  const std::size_t slash = output.rfind('/');
+  if (slash != std::string::npos) removed += files_.RemoveUnfinished(output.substr(0, slash + 1));
+  return removed;
+}
+
 bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {
   Log(log_, "-[LumetFile ReadDataFromFile::]");
   if (!registry) return false;

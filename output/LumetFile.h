@@ -31,6 +31,9 @@ class LumetFile {
   /// Absolute path of the data folder.
   const std::string& dataFolder() const { return dataFolder_; }
 
+  /// Absolute path of the settings file.
+  std::string RegistryPath() const { return dataFolder_ + "/QuilletRegistry.txt"; }
+
   /// Creates the data folder and its parent folders. A failure is only logged.
   void CreateBarcodeDirectory();
 
@@ -41,6 +44,18 @@ class LumetFile {
   /// @param append  whether to keep the text of an existing file, converted to UTF-8, before `data`
   /// @return true if the file is replaced and synchronized with the storage device
   bool WriteDataToFile(const std::string& path, std::string_view data, bool spare, bool append);
+
+  /// Returns true if `path` leads to the settings file, also through a link. Runs must not write
+  /// there: their records would replace the settings, and the next Save would replace the records.
+  bool IsSettingsFile(const std::string& path);
+
+  /// Returns true if each run replaces an existing file at the output path `path`.
+  bool IsReplaced(const std::string& path);
+
+  /// Deletes the temporary files that a killed process left in the data folder and in the folder of
+  /// the output path `path`.
+  /// @return the number of deleted files
+  std::size_t RemoveUnfinished(const std::string& path);
 
   /// Reads the settings file into a buffer and appends a NUL.
   /// @param dest      receives the text, truncated to its size
@@ -59,8 +74,6 @@ class LumetFile {
   void SaveRegistry(std::span<const char> src);
 
  private:
-  std::string RegistryPath() const { return dataFolder_ + "/QuilletRegistry.txt"; }
-
   SystemLog& log_;
   platform::Clock& clock_;
   platform::FileStore& files_;

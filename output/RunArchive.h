@@ -83,6 +83,9 @@ class RunArchive final : public RecordArchive {
   std::optional<ErasePermit> AwaitCopy() override;
   void Erased() override;
 
+  /// Returns true if a record could not be kept since the last run began. Any thread.
+  bool failed() const { return failed_; }
+
   /// Absolute path of the archive folder.
   const std::string& folder() const { return folder_; }
 

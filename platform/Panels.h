@@ -16,11 +16,14 @@ class Panels {
   virtual ~Panels() = default;
 
   /// Lets the user choose a path for a file. Writes nothing.
-  /// @param folder  absolute path of the initial folder
-  /// @param name    proposed file name; need not exist
+  /// @param folder   absolute path of the initial folder
+  /// @param name     proposed file name; need not exist
+  /// @param omitted  absolute path of a file that the panel does not list if possible; the user can
+  ///                 enter it
   /// @return the absolute path, or no value if the user cancels
   virtual std::optional<std::string> RunSavePanel(const std::string& folder,
-                                                  const std::string& name) = 0;
+                                                  const std::string& name,
+                                                  const std::string& omitted) = 0;
 
   /// Lets the user choose an existing file.
   /// @param folder  absolute path of the initial folder

@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFileSystemModel>
+#include <QSortFilterProxyModel>
 #include <QStandardPaths>
 
 #include "platform/qt/Text.h"
@@ -26,6 +28,23 @@ QString Existing(const std::string& folder, const std::initializer_list<Location
   return QDir::homePath();
 }
 
+// Hides one file. Keeps the order of the files.
+class AllFilesBut final : public QSortFilterProxyModel {
+ public:
+  AllFilesBut(const QString& path, QObject* parent) : QSortFilterProxyModel(parent), path_(path) {}
+
+  void sort(int column, Qt::SortOrder order) override { sourceModel()->sort(column, order); }
+
+ protected:
+  bool filterAcceptsRow(int row, const QModelIndex& folder) const override {
+    const QModelIndex file = sourceModel()->index(row, 0, folder);
+    return file.data(QFileSystemModel::FilePathRole).toString() != path_;
+  }
+
+ private:
+  const QString path_;
+};
+
 std::optional<std::string> Run(QFileDialog& panel) {
   if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty()) return std::nullopt;
   return QDir::cleanPath(panel.selectedFiles().constFirst()).toStdString();
@@ -34,7 +53,8 @@ std::optional<std::string> Run(QFileDialog& panel) {
 }  // namespace
 
 std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
-                                                  const std::string& name) {
+                                                  const std::string& name,
+                                                  const std::string& omitted) {
   QFileDialog panel(&parent_, QStringLiteral("Choose a file for the records"));
   panel.setAcceptMode(QFileDialog::AcceptSave);
   panel.setFileMode(QFileDialog::AnyFile);
@@ -42,6 +62,7 @@ std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
   // The dialog must not ask about overwriting: the file is written later, and records may be
   // appended.
   panel.setOption(QFileDialog::DontConfirmOverwrite);
+  panel.setProxyModel(new AllFilesBut(ToQString(omitted), &panel));
   panel.setDirectory(Existing(folder, {QStandardPaths::DocumentsLocation}));
   panel.selectFile(ToQString(name));
   return Run(panel);

@@ -14,8 +14,9 @@ class QtPanels final : public Panels {
   /// @param parent  the window that the panels belong to; it outlives this object
   explicit QtPanels(QWidget& parent) : parent_(parent) {}
 
-  std::optional<std::string> RunSavePanel(const std::string& folder,
-                                          const std::string& name) override;
+  /// The desktop's dialog lists all files. Qt's dialog does not list `omitted`.
+  std::optional<std::string> RunSavePanel(const std::string& folder, const std::string& name,
+                                          const std::string& omitted) override;
   std::optional<std::string> RunOpenPanel(const std::string& folder,
                                           const std::string& name) override;
 

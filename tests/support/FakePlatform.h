@@ -64,9 +64,9 @@ class FakeMainQueue final : public platform::MainQueue {
 /// Panels that return `answer` at once.
 class FakePanels final : public platform::Panels {
  public:
-  std::optional<std::string> RunSavePanel(const std::string& folder,
-                                          const std::string& name) override {
-    runs.push_back("save|" + folder + "|" + name);
+  std::optional<std::string> RunSavePanel(const std::string& folder, const std::string& name,
+                                          const std::string& omitted) override {
+    runs.push_back("save|" + folder + "|" + name + "|" + omitted);
     return answer;
   }
   std::optional<std::string> RunOpenPanel(const std::string& folder,
@@ -75,7 +75,8 @@ class FakePanels final : public platform::Panels {
     return answer;
   }
 
-  std::vector<std::string> runs;  ///< for each panel: "save" or "open", folder and proposed name
+  /// For each panel: "save" or "open", folder, proposed name and omitted file.
+  std::vector<std::string> runs;
   std::optional<std::string> answer;
 };
 

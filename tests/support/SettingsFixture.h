@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "app/SettingsEditor.h"
 #include "platform/posix/PosixFileStore.h"
@@ -23,8 +25,9 @@ class SettingsFixture : public testing::Test {
   void Start() {
     image_ = {};
     settings_ = std::make_unique<Settings>();
-    editor_ = std::make_unique<SettingsEditor>(
-        SettingsEditor::Parts{log, file_, image_, *settings_, form, panels});
+    editor_ = std::make_unique<SettingsEditor>(SettingsEditor::Parts{
+        log, file_, image_, *settings_, form, panels,
+        [this](std::string_view message) { messages.emplace_back(message); }});
     file_.CreateBarcodeDirectory();
     editor_->Restore();
   }
@@ -45,6 +48,7 @@ class SettingsFixture : public testing::Test {
   RecordingLog log;
   FakeSettingsForm form;
   FakePanels panels;
+  std::vector<std::string> messages;  ///< shown in the status strip
 
  private:
   FakeClock clock_;

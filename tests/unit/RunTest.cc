@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "app/Run.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/HookedFileStore.h"
@@ -144,6 +146,30 @@ TEST_F(RunTest, ReportsSuccessEvenIfTheWriteFails) {
   EXPECT_EQ(Play("BaE"), ".|Synchronized to " + folder.path() +
                              "/absent/out.txt|1 barcodes synchronized|{no file}");
   EXPECT_TRUE(log.Has("Fail to write"));
+}
+
+TEST_F(RunTest, WritesNothingToTheSettingsFile) {
+  const std::string path = folder / "QuilletRegistry.txt";
+  test::PutFile(path, "settings");
+  std::filesystem::create_symlink(path, folder / "link");
+  std::filesystem::create_hard_link(path, folder / "hard");
+  for (const char* leads : {"QuilletRegistry.txt", "link", "hard"}) {
+    for (const bool append : {false, true}) {
+      settings.bAppendData = append;
+      settings.filename.Set(folder / leads);
+      EXPECT_EQ(Play("BabE"), ".|Synchronized to " + folder.path() + "/" + leads +
+                                  "|2 barcodes synchronized|{no file}");
+      EXPECT_EQ(FileContents(path), "settings");
+      EXPECT_EQ(FileContents(folder / leads), "settings");
+      EXPECT_TRUE(run.refusedSettingsFile);
+      EXPECT_EQ(run.recordsInFile, 0);
+    }
+  }
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
+  settings.bAppendData = 0;
+  settings.filename.Set(folder / "stock.txt");
+  EXPECT_EQ(Play("BcE"), "." + Written("1") + "{c}");
+  EXPECT_FALSE(run.refusedSettingsFile);
 }
 
 TEST_F(RunTest, CutsRecordsToTheirLengthInUtf16Units) {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 
 #include "tests/support/AppFixture.h"
 #include "tests/support/SettingsControls.h"
@@ -145,7 +146,7 @@ TEST_F(SettingsEditorTest, ProposesPlaceholderOrTextEditOnBrowse) {
   Browse(DefaultFile());
   SelectDestination(3);
   Browse("/usr/bin/editor");
-  EXPECT_EQ(panels.runs, (Strings{"save|" + dataFolder + "|sn_timestamp.txt",
+  EXPECT_EQ(panels.runs, (Strings{"save|" + dataFolder + "|sn_timestamp.txt|" + SettingsPath(),
                                   "open|//Applications|TextEdit.app"}));
   EXPECT_EQ(log.lines(), (Strings{"-[SyncController newfileButtonChanged:]",
                                   "-[SyncController destinationChanged:]",
@@ -178,6 +179,43 @@ TEST_F(SettingsEditorTest, KeepsAChosenFileAfterCancel) {
   ExpectPath("/data/stock.txt", true);
   form.Save();
   EXPECT_EQ(SavedFile().substr(384, 16), "/data/stock.txt\r");
+}
+
+TEST_F(SettingsEditorTest, RejectsTheSettingsFileAsOutput) {
+  Open();
+  std::filesystem::create_symlink(SettingsPath(), folder / "link");
+  for (const std::string& path : {SettingsPath(), folder / "link"}) {
+    Browse(path);
+    EXPECT_EQ(messages, Strings{std::string(SettingsEditor::kSettingsFileMessage)});
+    messages.clear();
+    ExpectPath(DefaultFile(), true);
+    EXPECT_EQ(filename(), DefaultFile());
+  }
+  Browse(folder / "new.txt");
+  EXPECT_EQ(messages, Strings{""});
+  EXPECT_EQ(filename(), folder / "new.txt");
+  SelectDestination(3);
+  Browse(SettingsPath());
+  EXPECT_EQ(appname(), SettingsPath()) << "not an output file";
+}
+
+TEST_F(SettingsEditorTest, SaysOnceThatRunsReplaceTheChosenFile) {
+  Open();
+  const std::string path = folder.Put("stock.txt", "old");
+  Browse(path);
+  ASSERT_EQ(messages.size(), 1U);
+  EXPECT_TRUE(messages[0].starts_with("Each synchronization replaces this file.")) << messages[0];
+  form.Save();
+  Open();
+  EXPECT_EQ(messages.size(), 1U);
+  form.Set(&SettingsValues::appenddata, true);
+  Browse(path);
+  EXPECT_EQ(messages.size(), 2U);
+  EXPECT_EQ(messages.back(), "");
+  form.Set(&SettingsValues::appenddata, false);
+  test::PutFile(DefaultFile(), "never replaced");
+  for (const std::string& other : {DefaultFile(), folder / "new.txt"}) Browse(other);
+  EXPECT_EQ(messages.size(), 2U);
 }
 
 TEST_F(SettingsEditorTest, IgnoresATypedPath) {

@@ -51,6 +51,27 @@ TEST_F(SynchronizationTest, ShowsDotsPathAndCountWhenWritingAFile) {
   EXPECT_EQ(controller.barcodeindex, 130);
 }
 
+TEST_F(SynchronizationTest, SaysWhereRecordsForTheSettingsFileAre) {
+  const std::string path = dataFolder + "/QuilletRegistry.txt";
+  ConnectWith({.path = path}, {"1"});
+  const auto settingsFile = FileContents(path);
+  const std::string refused(SettingsEditor::kSettingsFileMessage);
+  Synchronize();
+  EXPECT_EQ(View(), "|Synchronization has started...|.|Synchronized to " + path +
+                        "|1 barcodes synchronized|" + closing_);
+  ticker.Tick();
+  EXPECT_EQ(progress.Message(), refused + " The records are in the archive: " + archiveFolder);
+  EXPECT_EQ(FileContents(path), settingsFile);
+
+  std::filesystem::remove_all(archiveFolder);
+  test::PutFile(archiveFolder, "not a folder");
+  Synchronize();
+  mainQueue.RunAll();
+  ticker.Tick();
+  EXPECT_EQ(progress.Message(), refused + " The records of this synchronization were not saved.");
+  EXPECT_EQ(FileContents(path), settingsFile);
+}
+
 TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {});
   Synchronize();

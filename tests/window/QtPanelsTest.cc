@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QListView>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -30,7 +31,7 @@ class QtPanelsTest : public testing::Test {
 
   Chosen RunSavePanel(const Answer& answer) {
     OnOpen(answer);
-    return panels_.RunSavePanel(path_, "sn_timestamp.txt");
+    return panels_.RunSavePanel(path_, "sn_timestamp.txt", path_ + "/omitted.txt");
   }
 
   const QTemporaryDir temporary_;
@@ -62,6 +63,26 @@ TEST_F(QtPanelsTest, ReturnsTheEnteredPathOrNothingAfterEscape) {
       std::nullopt);
 }
 
+TEST_F(QtPanelsTest, SavePanelListsAllFilesButTheOmittedOne) {
+  ASSERT_TRUE(folder_.mkpath("z folder"));
+  for (const char* name : {"b.txt", "omitted.txt", "a.txt"}) {
+    QFile(folder_.filePath(name)).open(QFile::WriteOnly);
+  }
+  RunSavePanel([](QFileDialog& panel, QLineEdit&) {
+    const QListView& view = *panel.findChild<QListView*>("listView");
+    QStringList names;
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+      names.clear();
+      for (int row = 0; row < view.model()->rowCount(view.rootIndex()); ++row) {
+        names += view.model()->index(row, 0, view.rootIndex()).data().toString();
+      }
+      return names.size() >= 3;
+    }));
+    EXPECT_EQ(names, QStringList({"z folder", "a.txt", "b.txt"}));
+    panel.reject();
+  });
+}
+
 TEST_F(QtPanelsTest, OpensADefaultFolderIfTheFolderIsMissing) {
   ASSERT_TRUE(folder_.mkpath("Documents"));
   ASSERT_TRUE(folder_.mkpath("share/applications"));
@@ -75,7 +96,7 @@ TEST_F(QtPanelsTest, OpensADefaultFolderIfTheFolderIsMissing) {
       EXPECT_EQ(name.text(), save ? "sn_timestamp.txt" : "");
       panel.reject();
     });
-    EXPECT_EQ(save ? panels_.RunSavePanel("/not/there", "sn_timestamp.txt")
+    EXPECT_EQ(save ? panels_.RunSavePanel("/not/there", "sn_timestamp.txt", "")
                    : panels_.RunOpenPanel("/not/there", "TextEdit.app"),
               std::nullopt);
   }
