@@ -134,6 +134,20 @@ class SignalTest(ArchiveFaultsTest):
                                              + messages.trying())
         self.check_each_signal(prepare)
 
+    def test_signal_ends_a_program_that_hangs(self):
+        Settings().save()
+        self.plugged_in_scanner()
+        self.start(environment=self.preload(BLOCKED_SYNC="/.QuilletRegistry.txt.quillet-"))
+        self.quillet.clear()
+        window = SettingsWindow(self.desktop, self.quillet)
+        window.open()
+        window.type_keys("Return")
+        wait_until(lambda: len(os.listdir(FOLDER)) == 2, "the main thread to hang")
+        began = time.monotonic()
+        self.quillet.process.send(signal.SIGTERM)
+        self.assertEqual(1, self.quillet.wait_for_end())
+        self.assertLess(time.monotonic() - began, _LONGEST_END)
+
     def test_ignores_a_signal_ignored_at_the_start(self):
         self.start(preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         self.quillet.process.send(signal.SIGHUP)
