@@ -44,7 +44,7 @@ class Idle(SystemTest):
             spent = (end - start for start, end in zip(before, after))
             print("figure", name, *spent, sep="\t", flush=True)
 
-    def test_connected_and_disconnected(self):
+    def test_measures_idle_processor_time(self):
         self.plugged_in_scanner()
         other = self.scanner(node="ttyACM1", place="3-2:1.0")
         other.switch_on()  # only idle_loop reads this port; the program gets no event

@@ -70,7 +70,7 @@ TEST_P(FileStoreContract, CreatesAFolderAndItsParents) {
   EXPECT_FALSE(store_.Replace(path_ + "/a", "new")) << "a folder";
 }
 
-TEST_P(FileStoreContract, CreateFolderFailsIfAFileExists) {
+TEST_P(FileStoreContract, CreateFolderFailsIfAFileIsInTheWay) {
   ASSERT_TRUE(store_.Replace(path_, "contents"));
   EXPECT_FALSE(store_.CreateFolder(path_));
   EXPECT_FALSE(store_.CreateFolder(path_ + "/below"));

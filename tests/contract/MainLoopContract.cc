@@ -192,7 +192,7 @@ TEST_P(TickerContract, CanBeStoppedFromItsAction) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_P(TickerContract, StartWithinTheActionReplacesTheAction) {
+TEST_P(TickerContract, StartFromItsActionSetsANewAction) {
   int first = 0;
   int second = 0;
   ticker_.Start(1ms, [&] {

@@ -91,7 +91,7 @@ class SerialLineContract : public Contract<LineHarness> {
   platform::SerialLine& line_ = harness_->Line();
 };
 
-TEST_P(SerialLineContract, CarriesEveryByteUnchanged) {
+TEST_P(SerialLineContract, TransfersEveryByteUnchanged) {
   std::string every;
   for (int byte = 0; byte < 256; ++byte) every.push_back(static_cast<char>(byte));
   const std::int32_t in = Open(Access::kRead);

@@ -138,7 +138,7 @@ TEST_P(SerialRegistryContract, NotifiesEveryIteratorRegisteredForTheEvent) {
   EXPECT_EQ(removals.calls, 1);
 }
 
-TEST_P(SerialRegistryContract, CallbackReadsTheChangedDevices) {
+TEST_P(SerialRegistryContract, CallbackReadsTheUpdatedDeviceList) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   Listener removals(registry_, port_, Event::Terminate);
   std::vector<std::size_t> present;
@@ -184,7 +184,7 @@ TEST_P(SerialRegistryContract, DoesNotNotifyANewIteratorOfTheCurrentEvent) {
   EXPECT_EQ(inner->calls, 1);
 }
 
-TEST_P(SerialRegistryContract, CallbackCanDestroyThePort) {
+TEST_P(SerialRegistryContract, CallbackCanDestroyTheNotifyPort) {
   Listener arrivals(registry_, port_, Event::FirstMatch);
   arrivals.Empty();
   arrivals.action = [&] {
@@ -197,7 +197,7 @@ TEST_P(SerialRegistryContract, CallbackCanDestroyThePort) {
   EXPECT_EQ(Read().size(), 2U);
 }
 
-TEST_P(SerialRegistryContract, RefusesAMissingPortOrCallback) {
+TEST_P(SerialRegistryContract, RefusesAMissingNotifyPortOrCallback) {
   const auto ignore = [](void*, Handle) {};
   EXPECT_EQ(registry_.AddMatchingNotification(0, Event::FirstMatch, ignore, this), 0U);
   EXPECT_EQ(registry_.AddMatchingNotification(port_, Event::FirstMatch, nullptr, this), 0U);
@@ -221,7 +221,7 @@ TEST_P(SerialRegistryContract, IgnoresZeroAndReleasedHandles) {
   EXPECT_EQ(second.Empty(), 1);
 }
 
-TEST_P(SerialRegistryContract, NewPortWorksAfterOthersAreDestroyed) {
+TEST_P(SerialRegistryContract, NewNotifyPortWorksAfterOthersAreDestroyed) {
   Listener(registry_, port_, Event::FirstMatch).Empty();
   registry_.DestroyNotifyPort(port_);
   Plug(1);

@@ -12,7 +12,7 @@ _ROUNDS = 3
 
 class TypingSpeed(TypingCase):
 
-    def test_characters_per_second(self):
+    def test_types_five_times_as_fast_as_xdotool(self):
         """Types 100,000 characters into a terminal with each program in turn, three times.
         Measures the time from the start to the last character that the terminal reads."""
         whole = lines(long_texts())

@@ -59,14 +59,14 @@ class KillTest(FaultTest):
             time.sleep(0.0002)
         return True
 
-    def test_kill_while_writing_keeps_file_intact_1(self):
+    def test_kill_while_writing_keeps_file_intact_seed_1(self):
         self.check(1)
 
-    def test_kill_while_writing_keeps_file_intact_2(self):
+    def test_kill_while_writing_keeps_file_intact_seed_2(self):
         self.check(2)
 
-    def test_kill_while_writing_keeps_file_intact_3(self):
+    def test_kill_while_writing_keeps_file_intact_seed_3(self):
         self.check(3)
 
-    def test_kill_while_writing_keeps_file_intact_4(self):
+    def test_kill_while_writing_keeps_file_intact_seed_4(self):
         self.check(4)

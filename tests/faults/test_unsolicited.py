@@ -40,6 +40,6 @@ class UnsolicitedTest(FaultTest):
             with self.subTest(frame):
                 self.check_given_up_run(f"at 0ms send {frame}")
 
-    def test_answer_completes_a_short_frame(self):
+    def test_next_answer_completes_an_incomplete_frame(self):
         self.begin_connected(3, "at 0ms send 03 00 00 06 61 62")
         self.check_run()

@@ -66,7 +66,7 @@ struct IoKitSerialRegistryTest : testing::Test {
   int removals = 0;
 };
 
-TEST_F(IoKitSerialRegistryTest, ReadsDevicesWithNameAndPathInOrder) {
+TEST_F(IoKitSerialRegistryTest, ReadsSerialDevicesThatHaveANameAndAPath) {
   const struct {
     std::vector<Service> services;
     Devices devices;
@@ -134,7 +134,7 @@ TEST_F(IoKitSerialRegistryTest, RetriesAfterAFailureToReadDevices) {
   EXPECT_EQ(Read().size(), 1U);
 }
 
-TEST_F(IoKitSerialRegistryTest, RegistersAndReleasesInOrder) {
+TEST_F(IoKitSerialRegistryTest, CallsIoKitInTheRequiredOrder) {
   Listen(Event::FirstMatch);
   Listen(Event::Terminate);
   EXPECT_EQ(TheMac().calls,
@@ -189,7 +189,7 @@ TEST_F(IoKitSerialRegistryTest, DropsThePendingEventOfAReleasedIterator) {
   EXPECT_EQ(arrivals, 0);
 }
 
-TEST_F(IoKitSerialRegistryTest, CallbackCanDestroyThePort) {
+TEST_F(IoKitSerialRegistryTest, CallbackCanDestroyTheNotifyPort) {
   Empty(Listen(Event::FirstMatch, [this] { Disarm(); }));
   Plug(kScanner);
   RunLoopTurn();
@@ -215,7 +215,7 @@ TEST_F(IoKitSerialRegistryTest, ReturnsZeroIfRegistrationFails) {
   EXPECT_EQ(Listen(Event::FirstMatch), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, IgnoresHandleZeroAndUnknownPorts) {
+TEST_F(IoKitSerialRegistryTest, IgnoresHandleZeroAndUnknownNotifyPorts) {
   EXPECT_EQ(registry.Next(0), 0U);
   registry.Release(0);
   registry.DestroyNotifyPort(0);
@@ -223,7 +223,7 @@ TEST_F(IoKitSerialRegistryTest, IgnoresHandleZeroAndUnknownPorts) {
   EXPECT_EQ(TheMac().calls, Calls{});
 }
 
-TEST(IoKitSerialRegistryEndTest, DestroysTheRemainingPort) {
+TEST(IoKitSerialRegistryEndTest, DestructorDestroysTheRemainingNotifyPort) {
   const Account account;
   platform::macos::IoKitSerialRegistry registry;
   const auto port = registry.CreateNotifyPort();

@@ -54,7 +54,7 @@ struct LaunchServicesApplicationsTest : testing::Test {
   platform::macos::LaunchServicesApplications applications;
 };
 
-TEST_F(LaunchServicesApplicationsTest, FindsApplicationsOnlyByPathWithExtension) {
+TEST_F(LaunchServicesApplicationsTest, RequiresTheExtensionInAnApplicationPath) {
   EXPECT_TRUE(applications.HasApplication(kEditor));
   EXPECT_FALSE(applications.HasApplication("/Applications/TextEdit"));
   EXPECT_FALSE(applications.HasApplication(""));
@@ -122,14 +122,14 @@ TEST_F(QuartzKeyEventsTest, SetsFlagsOnKeyDownOnly) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(QuartzKeyEventsTest, ReleasesTheSourceAfterTheEvents) {
+TEST_F(QuartzKeyEventsTest, ReleasesTheEventSourceAfterTheEvents) {
   Press(kKeyA, KeyFlag::kShift);
   EXPECT_EQ(TheMac().calls,
             (Texts{"source created", "down created", "down flags", "up created", "down posted",
                    "up posted", "down released", "up released", "source released"}));
 }
 
-TEST_F(QuartzKeyEventsTest, ToleratesAMissingSourceOrMissingEvents) {
+TEST_F(QuartzKeyEventsTest, ToleratesFailureToCreateASourceOrAnEvent) {
   TheMac().hasSources = false;
   Press(kReturn, KeyFlag::kNone);
   ASSERT_EQ(TheMac().posted.size(), 2U);

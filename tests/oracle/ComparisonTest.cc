@@ -308,15 +308,15 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   std::array<std::int64_t, 7> orders_{};  // counts by field order; last: orders outside the table
 };
 
-TEST_P(ComparisonTest, ComposesTheSameLinesFromRecords) {
+TEST_P(ComparisonTest, BothImplementationsAgreeOnRecords) {
   Run([this] { CompareRecord(); });
 }
 
-TEST_P(ComparisonTest, ComposesTheSameLinesFromBursts) {
+TEST_P(ComparisonTest, BothImplementationsAgreeOnBursts) {
   Run([this] { CompareBurst(); });
 }
 
-TEST_P(ComparisonTest, EndsABurstAtTheEndOfTheBuffer) {
+TEST_P(ComparisonTest, BothImplementationsEndABurstAtTheBufferEnd) {
   CompareFullBuffer(false);
   EXPECT_EQ(ended_, 0);
   const std::int64_t whole = lines_;

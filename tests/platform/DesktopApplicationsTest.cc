@@ -170,7 +170,7 @@ TEST_F(DesktopApplicationsTest, IgnoresWindowsOfThisProgram) {
   EXPECT_TRUE(WaitForStarts(1));
 }
 
-TEST_F(DesktopApplicationsTest, RestartsAnEndedApplicationStartedElsewhere) {
+TEST_F(DesktopApplicationsTest, RestartsAnApplicationStartedByAnotherProgram) {
   DesktopApplications others(false, clock_);
   const std::string path = OpenEditor(others);
   ASSERT_TRUE(applications_.OpenApplication(path));

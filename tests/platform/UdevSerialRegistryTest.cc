@@ -244,7 +244,7 @@ TEST_F(UdevSerialRegistryTest, HandlesOneEventPerLoopTurn) {
   EXPECT_EQ(arrivals_->calls, 2);
 }
 
-TEST_F(UdevSerialRegistryTest, DestroyingThePortEndsTheWatch) {
+TEST_F(UdevSerialRegistryTest, DestroyingTheNotifyPortEndsTheWatch) {
   Listen();
   EXPECT_EQ(loop_.Watches(), 1U);
   registry_.DestroyNotifyPort(port_);
@@ -283,7 +283,7 @@ TEST_F(UdevSerialRegistryTest, DoesNotNotifyIfLostEventsChangedNothing) {
   EXPECT_FALSE(loseEvents);
 }
 
-TEST_F(UdevSerialRegistryTest, CallbackCanDestroyThePortAfterLostEvents) {
+TEST_F(UdevSerialRegistryTest, CallbackCanDestroyTheNotifyPortAfterLostEvents) {
   const std::string first = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   const std::string second = system_.AddUsbModem("3-2:1.0", "ttyACM1");
   Listen();

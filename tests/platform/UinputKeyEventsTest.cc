@@ -145,7 +145,7 @@ TEST_F(UinputKeyEventsTest, DoesNotPauseForAnOrdinaryScan) {
   EXPECT_EQ(clock_.sleeps(), std::vector<FakeClock::Duration>{});
 }
 
-TEST_F(UinputKeyEventsTest, PausesWithinALongCall) {
+TEST_F(UinputKeyEventsTest, PausesDuringALongCall) {
   Begin();
   std::vector<KeyEvent> events;
   std::string expected;

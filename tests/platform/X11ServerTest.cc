@@ -26,7 +26,7 @@ class X11ServerTest : public ::testing::Test {
   X11KeyEvents keys_{log_};
 };
 
-TEST_F(X11ServerTest, LogsALostServerOnceAndUsesTheNext) {
+TEST_F(X11ServerTest, LogsALostServerOnceAndUsesANewServer) {
   XServer first;
   X11Windows windows;
   Press();

@@ -37,7 +37,7 @@ class DeviceNodeTest : public ScannerTest {
   const test::TemporaryFolder folder_;
 };
 
-TEST_F(DeviceNodeTest, IsServedRawAtLineSpeed) {
+TEST_F(DeviceNodeTest, IsSetToRawModeAndLineSpeed) {
   Serve();
   EXPECT_EQ(scanner->Path(), options.deviceNode);
   EXPECT_EQ(port->Ask("M", 11), ToBytes("1234567890@"));
@@ -59,7 +59,7 @@ TEST_F(DeviceNodeTest, IsReopenedAfterHangUp) {
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
 }
 
-TEST_F(DeviceNodeTest, IsNotServedWhileUnplugged) {
+TEST_F(DeviceNodeTest, ReceivesNoCommandsWhileUnplugged) {
   Serve();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   scanner->Unplug();
@@ -69,7 +69,7 @@ TEST_F(DeviceNodeTest, IsNotServedWhileUnplugged) {
   EXPECT_TRUE(scanner->WaitForCommand("W", 2));
 }
 
-TEST_F(DeviceNodeTest, MustExistWhenTheScannerStarts) {
+TEST_F(DeviceNodeTest, StartFailsIfTheDeviceIsMissing) {
   options.deviceNode = "/no/such/device";
   EXPECT_THROW(Serve(), std::system_error);
 }

@@ -38,7 +38,7 @@ TEST(Symbologies, AreFoundByNameInAnySpelling) {
   }
 }
 
-TEST(Symbologies, HaveNamesOnlyForUsedNumbers) {
+TEST(Symbologies, UnusedNumbersHaveNoName) {
   EXPECT_EQ(SymbologyName(Model::kOlder, 20), "Code 93");  // Code 93 has two numbers
   EXPECT_EQ(SymbologyName(Model::kOlder, 12), "");
   EXPECT_EQ(SymbologyName(Model::kSeries300, 43), "HanXin Code");
@@ -63,7 +63,7 @@ TEST_P(BothModels, StockTakingTimesSpanOneWorkingDay) {
   }
 }
 
-TEST_P(BothModels, StockTakingHasValidCodesOfTheModel) {
+TEST_P(BothModels, StockTakingHasValidBarcodesOfTheModel) {
   const std::map<std::string_view, std::size_t> lengths = {
       {"EAN-13", 13}, {"EAN-8", 8}, {"UPC-A", 12}, {"ITF-14", 14}, {"I2of5", 14}};
   std::size_t checked = 0;

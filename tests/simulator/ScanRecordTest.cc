@@ -48,7 +48,7 @@ TEST(CalendarTime, CarriesSecondsIntoDaysMonthsAndYears) {
   EXPECT_EQ(AddSeconds({2000, 1, 1, 0, 0, 0}, -1), (CalendarTime{2063, 12, 31, 23, 59, 59}));
 }
 
-TEST(CalendarTime, ReadsExactlyOneFormat) {
+TEST(CalendarTime, ParsesOnlyOneTextFormat) {
   EXPECT_EQ(ParseCalendarTime("2026-11-16 01:04:09"), (CalendarTime{2026, 11, 16, 1, 4, 9}));
   for (const char* text : {"", "2026-11-16", "2026-11-16T01:04:09", "2026-11-16 01:04:9 ",
                            "2026-11-16 01:04:091", "20x6-11-16 01:04:09", "2026-02-30 00:00:00"}) {
@@ -66,7 +66,7 @@ TEST(ScanRecord, HasTheLayoutOfTheModel) {
   EXPECT_EQ(Encode(MakeRecord(1, "", kTime), Model::kSeries300).size(), 7U);
 }
 
-TEST(ScanRecord, HoldsDataUpToTheLimitOfTheLengthField) {
+TEST(ScanRecord, RejectsDataThatExceedsTheLengthField) {
   EXPECT_EQ(Encode({1, Bytes(250), kTime}, Model::kOlder).front(), 0xFF);
   EXPECT_THROW(Encode({1, Bytes(251), kTime}, Model::kOlder), std::length_error);
   const Bytes bytes = Encode({1, Bytes(65528), kTime}, Model::kSeries300);

@@ -59,7 +59,7 @@ TEST_F(SimulatorFaultTest, DelaysOrPausesAnAnswer) {
   }
 }
 
-TEST_F(SimulatorFaultTest, AppliesEachFaultOnceAfterARestart) {
+TEST_F(SimulatorFaultTest, AppliesFaultsAfterARestart) {
   AttachWith("on M after \"x\"");
   scanner->Stop();
   scanner->Start();

@@ -114,7 +114,7 @@ TEST_F(SimulatorTest, DiscardsUnreadBytesWhenThePortCloses) {
   EXPECT_EQ(HostPort(scanner->Path()).Receive(1, kSilence), Bytes{});
 }
 
-TEST_F(SimulatorTest, NotesACommandCutOffByClosingThePort) {
+TEST_F(SimulatorTest, ReportsACommandCutOffByClosingThePort) {
   Attach();
   port->Send("GS");
   ASSERT_TRUE(scanner->WaitFor([&] { return scanner->Counters().received == 2; }));
@@ -124,7 +124,7 @@ TEST_F(SimulatorTest, NotesACommandCutOffByClosingThePort) {
   EXPECT_THAT(scanner->Report().notes, ElementsAre(testing::HasSubstr("47 53")));
 }
 
-TEST_F(SimulatorTest, SendsALiveScanWithTheTimeOfTheClock) {
+TEST_F(SimulatorTest, SendsALiveScanWithTheScannerTime) {
   options.device.clock = kScanTime;
   Attach();
   ASSERT_TRUE(scanner->WaitForPort(true));
@@ -150,7 +150,7 @@ TEST_F(SimulatorTest, SendsALiveScanAfterThePendingAnswer) {
   EXPECT_EQ(bytes[11], 0x03);
 }
 
-TEST_F(SimulatorTest, HangsUpWhenUnpluggedUntilPluggedInAgain) {
+TEST_F(SimulatorTest, HangsUpUntilPluggedInAgain) {
   Attach();
   scanner->Plug();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
@@ -175,7 +175,7 @@ TEST_F(SimulatorTest, DropsThePendingAnswerWhenUnplugged) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, ProtectsForeignFilesAtTheLinkPath) {
+TEST_F(SimulatorTest, KeepsOtherFilesAtTheLinkPath) {
   const test::TemporaryFolder folder;
   options.linkPath = folder / "scanner";
   fs::create_symlink("/dev/null", options.linkPath);
@@ -220,7 +220,7 @@ TEST_F(SimulatorTest, WaitsForASlowReaderUntilThePortCloses) {
   EXPECT_GT(scanner->Counters().lost, 0U);
 }
 
-TEST_F(SimulatorTest, RecordsEventsAndBytesInOrder) {
+TEST_F(SimulatorTest, TranscriptHasEventsAndBytesInOrder) {
   Attach();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   std::vector<Direction> directions;
@@ -232,7 +232,7 @@ TEST_F(SimulatorTest, RecordsEventsAndBytesInOrder) {
                                       Direction::kSent));
 }
 
-TEST_F(SimulatorTest, LeavesClosedStandardInputClosed) {
+TEST_F(SimulatorTest, DoesNotReopenClosedStandardInput) {
   const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100);
   close(STDIN_FILENO);
   Attach();

@@ -100,7 +100,7 @@ TEST_F(TavoDeviceTest, CountsAllSlotsIncludingErasedOnes) {
   EXPECT_EQ(Exchange("P"), (Bytes{0x00, 0x00, 0x03}));
 }
 
-TEST_F(TavoDeviceTest, NotesARequestForAMissingRecord) {
+TEST_F(TavoDeviceTest, ReportsARequestForAMissingRecord) {
   CreateWith({MakeRecord(6, "A", kMoment)});
   EXPECT_EQ(Exchange("p1#"), Bytes{});
   EXPECT_THAT(Report().notes, ElementsAre(HasSubstr("record 1 was requested")));

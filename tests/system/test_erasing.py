@@ -50,7 +50,7 @@ class ErasingTest(SystemTest):
         self.quillet.wait_for_view_end(messages.count(count) + messages.ERASED + messages.FINISHED)
         self.quillet.wait_for_progress(end)
 
-    def test_keeps_a_run_that_is_only_shown(self):
+    def test_archives_a_run_that_is_only_shown(self):
         scanner = self.begin(some_records(3), destination=1)
         self.quillet.press("Synchronize")
         self.wait_for_erasing(scanner)
@@ -79,7 +79,7 @@ class ErasingTest(SystemTest):
                 self.assert_file(OUTPUT, file_text(self.records, self.settings))
                 self.end_program()
 
-    def test_does_not_erase_records_that_are_on_no_disk(self):
+    def test_does_not_erase_records_that_were_not_saved(self):
         scanner = self.begin(some_records(3), archive=False, destination=1)
         self.run_to_view(3, messages.NO_COPY)
         self.assertEqual([*CHAIN, *BURST], scanner.commands())

@@ -51,7 +51,7 @@ TEST(CommandQueueTest, RejectsAnEntryThatDoesNotFit) {
   EXPECT_TRUE(queue.Append({0x01, 'M'}));
 }
 
-TEST(CommandQueueTest, ConsumesNoEntryFromBeforeAReset) {
+TEST(CommandQueueTest, CannotConsumeAnEntryAddedBeforeAReset) {
   CommandQueue queue;
   queue.Append({0x01, 'p'});
   const auto old = queue.Head();

@@ -17,7 +17,7 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
   EXPECT_TRUE(log.Has("-[SyncController connectButton:]"));
 }
 
-TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAnAttempt) {
+TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAConnectionAttempt) {
   // Delays the end of the attempt until the test has pressed Connect.
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
   clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &pressed] {
@@ -119,7 +119,7 @@ TEST_F(ConnectionManagerTest, TriesOnlyTheSelectedPortOnConnect) {
   EXPECT_EQ(controller.portIndex, 1);
 }
 
-TEST_F(ConnectionManagerTest, OpensNothingIfTheEntryIsNotAPort) {
+TEST_F(ConnectionManagerTest, OpensNothingIfTheSelectedItemIsNotAPort) {
   registry.Attach("usbmodem1", "/one");
   Launch();
   for (const int entry : {0, 5}) {
@@ -142,7 +142,7 @@ TEST_F(ConnectionManagerTest, WaitsFiveSecondsAndKeepsASilentPortOpen) {
   EXPECT_TRUE(tavo.IsOpen());
 }
 
-TEST_F(ConnectionManagerTest, HasNoPortNameAfterALateAnswer) {
+TEST_F(ConnectionManagerTest, LateAnswerSetsNoPortName) {
   registry.Attach("usbmodem1", "/absent");
   Launch();
   controller.TavoInitializationDone(true);

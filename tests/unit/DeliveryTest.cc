@@ -96,7 +96,7 @@ TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
 }
 
-TEST_F(DeliveryTest, ChecksUpToTenTimesForTheApplication) {
+TEST_F(DeliveryTest, ChecksUpToTenTimesIfTheApplicationRuns) {
   for (const int unlisted : {0, 9, 10}) {
     applications.looks = 0;
     applications.running.clear();
@@ -109,7 +109,7 @@ TEST_F(DeliveryTest, ChecksUpToTenTimesForTheApplication) {
   EXPECT_TRUE(clock.sleeps().empty());
 }
 
-TEST_F(DeliveryTest, ComparesPathsExactly) {
+TEST_F(DeliveryTest, ComparesApplicationPathsExactly) {
   applications.running = {"/usr/bin/editor2", "/usr/bin/Editor", "/usr/bin/editor/"};
   delivery.applicationPath.Set(kEditor);
   EXPECT_FALSE(delivery.IsRunning());
@@ -120,7 +120,7 @@ TEST_F(DeliveryTest, ComparesPathsExactly) {
 /// Tests of destination 2 and of invalid destination numbers, which the program treats like 2.
 class FrontmostTest : public DeliveryTest, public testing::WithParamInterface<int> {};
 
-TEST_P(FrontmostTest, TypesEachRecordAndShowsNone) {
+TEST_P(FrontmostTest, TypesRecordsWithoutShowingThem) {
   ConnectWith({.destination = GetParam()});
   Synchronize();
   EXPECT_EQ(Typed(), "1\n2\n");

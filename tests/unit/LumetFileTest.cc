@@ -89,7 +89,7 @@ TEST_F(LumetFileTest, LogsIfTheFileCannotBeWritten) {
   EXPECT_TRUE(log.Has("Fail to write"));
 }
 
-TEST_F(LumetFileTest, ConvertsTheOldTextToUtf8WhenAppending) {
+TEST_F(LumetFileTest, ConvertsTheExistingTextToUtf8WhenAppending) {
   const std::pair<std::string, const char*> cases[] = {
       {std::string("\xFF\xFE"
                    "a\0",
@@ -106,7 +106,7 @@ TEST_F(LumetFileTest, ConvertsTheOldTextToUtf8WhenAppending) {
   }
 }
 
-TEST_F(LumetFileTest, CutsSettingsAtTheEndOfTheBuffer) {
+TEST_F(LumetFileTest, TruncatesSettingsToTheBufferSize) {
   PutSettings(std::string(5000, 'x'));
   char buffer[8];
   EXPECT_TRUE(file.ReadRegistry(buffer));

@@ -132,7 +132,7 @@ TEST_F(LumetTest, TreatsAFrameAfterAnAnswerAsUnsolicited) {
   EXPECT_EQ(lumet.receive().writePtr(), 0);
 }
 
-TEST_F(LumetTest, AllowsExpectBurstDuringADelivery) {
+TEST_F(LumetTest, CanExpectABurstDuringADelivery) {
   owner.onRecord = [this] {
     owner.onRecord = nullptr;
     lumet.ExpectBurst();
@@ -264,7 +264,7 @@ TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
   EXPECT_EQ(lumet.display().phase(), DisplayState::Phase::kGivenUp);
 }
 
-TEST_F(LumetTest, KeepsCommandsOfANewConnectionAfterAFailedWakeup) {
+TEST_F(LumetTest, FailedWakeupKeepsCommandsOfANewConnection) {
   lumet.WakeupTavo(false);
   std::atomic<bool> reconnected = false;
   clock.OnSleep([&] {
@@ -289,7 +289,7 @@ TEST_F(LumetTest, AcceptsAnAnswerDuringThePauseAfterTheLastByte) {
   EXPECT_EQ(clock.Count(100ms), 0U);
 }
 
-TEST_F(LumetTest, TimesOutIfTheAnswerArrivesInTheLastSleep) {
+TEST_F(LumetTest, TimesOutIfTheAnswerArrivesDuringTheLastSleep) {
   clock.OnSleep([this] {
     if (clock.Count(100ms) == 5) Receive("@");
   });
@@ -298,7 +298,7 @@ TEST_F(LumetTest, TimesOutIfTheAnswerArrivesInTheLastSleep) {
   EXPECT_TRUE(lumet.bCommandDone());
 }
 
-TEST_F(LumetTest, StopsSendingAtAnUnknownCommandUntilInitTavo) {
+TEST_F(LumetTest, UnknownCommandBlocksSendingUntilInitTavo) {
   lumet.Queue({1, 'z'});
   lumet.GetSerialNumber();
   Dispatch(2);
@@ -337,7 +337,7 @@ TEST_F(LumetTest, DropsAnEraseThatTheArchiveDoesNotPermit) {
   EXPECT_EQ(archive.kept, std::vector<std::string>{});
 }
 
-TEST_F(LumetTest, AnotherScannerIsNotErasedAfterTheWait) {
+TEST_F(LumetTest, DoesNotEraseAScannerConnectedDuringTheWait) {
   lumet.EraseTavoMemory();
   archive.onAwait = [this] { lumet.InitTavo(); };
   Dispatch();

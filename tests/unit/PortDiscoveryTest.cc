@@ -80,7 +80,7 @@ TEST_F(PortDiscoveryTest, ArmingNotificationsStartsNoAttempt) {
   EXPECT_EQ(registry.objectsHeld(), 0);
 }
 
-TEST_F(PortDiscoveryTest, ArmsNotificationsAfterEachChange) {
+TEST_F(PortDiscoveryTest, RearmsNotificationsAfterEachChange) {
   Launch();
   for (int round = 0; round < 3; ++round) {
     registry.Plug("usbmodem1", "/one");

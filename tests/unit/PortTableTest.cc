@@ -72,7 +72,7 @@ TEST_F(PortTableTest, ComputesTheListChangeAfterASearch) {
   EXPECT_EQ(log.Count("-[SyncController updatePortList:][Tavo2]"), 1U);
 }
 
-TEST_F(PortTableTest, SelectsScannerThenPreviousPortThenFirst) {
+TEST_F(PortTableTest, PrefersScannerThenPreviousPortThenFirstPort) {
   const Texts list{"None", "A", "B", "extra"};
   EXPECT_EQ(PortTable::ItemToSelect(list, "A", 2, true), 3);
   EXPECT_EQ(PortTable::ItemToSelect(list, "B", 2, false), 2);
@@ -100,7 +100,7 @@ TEST_F(PortTableTest, EndsConnectionUnlessOnlyTheConnectedNameRemains) {
   }
 }
 
-TEST_F(PortTableTest, HasNoNameOrPathOutsideTheTable) {
+TEST_F(PortTableTest, InvalidIndexHasNoNameOrPath) {
   Fill(Texts(PortTable::kMaximumPorts, "Tavo"));
   for (const std::int32_t index : {-1, 32, 100}) {
     table.portIndex = index;

@@ -122,7 +122,7 @@ TEST_P(ReceiveMachineTest, ReturnsTheSameEventsForEverySplitOfTheBytes) {
 INSTANTIATE_TEST_SUITE_P(Bytes, ReceiveMachineTest, testing::ValuesIn(kCases),
                          [](const auto& one) { return one.param.name; });
 
-TEST(ReceiveMachineLimits, TakeReturnsAtEachEvent) {
+TEST(ReceiveMachineLimits, TakeReturnsAfterEachEvent) {
   const Word<std::uint8_t> waiting = 0;
   const auto machine = std::make_unique<ReceiveMachine>(waiting);
   const std::uint8_t bytes[] = {'a', '@', 'b', '@'};

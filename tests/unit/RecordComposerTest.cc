@@ -251,7 +251,7 @@ TEST_F(RecordComposerTest, AppendsSingleFieldsAtAnOffset) {
   EXPECT_EQ(composer.BufferOffset, 8);
 }
 
-TEST(SymbologyNamesTest, LooksUpHighOlderCodesInThe300SeriesTable) {
+TEST(SymbologyNamesTest, OlderCodesFrom16UseThe300SeriesTable) {
   EXPECT_EQ(SymbologyName(15, false), "Unknown");
   EXPECT_EQ(SymbologyName(16, false), "Code 32");
   EXPECT_EQ(SymbologyName(59, false), "HanXin Code");

@@ -72,7 +72,7 @@ TEST_F(RecordDownloadTest, ArchivesABurstBeforeItIsDelivered) {
                                  "complete"}));
 }
 
-TEST_F(RecordDownloadTest, TellsTheArchiveThatABurstIsCutOff) {
+TEST_F(RecordDownloadTest, ReportsACutOffBurstToTheArchive) {
   Download(2, Framed(kRecord + "\x20\x06zz"));
   EXPECT_EQ(archive.kept.back(), "cut off") << "the last record exceeds the burst";
   lumet.GetFWVersion();

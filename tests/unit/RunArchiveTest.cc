@@ -158,7 +158,7 @@ TEST_F(RunArchiveTest, OnlyTheUserCanReadTheFiles) {
   }
 }
 
-TEST_F(RunArchiveTest, KeepsABurstBeforeItsFirstLine) {
+TEST_F(RunArchiveTest, StoresABurstBeforeItsFirstLine) {
   Begin();
   archive_.KeepBurst(Bytes(Stored("1") + Stored("gone", '\xFF') + Stored("2")));
   EXPECT_EQ(RecordsOf(first_ + ".records"), (Texts{"1", "2"}));
@@ -168,7 +168,7 @@ TEST_F(RunArchiveTest, KeepsABurstBeforeItsFirstLine) {
   EXPECT_EQ(test::FileContents(first_ + ".txt"), "1|2|");
 }
 
-TEST_F(RunArchiveTest, KeepsScansOutsideARunInFilesOfTheDay) {
+TEST_F(RunArchiveTest, KeepsScansOutsideARunInDailyFiles) {
   Receive("live");
   Begin();
   Receive("1");
@@ -194,7 +194,7 @@ TEST_F(RunArchiveTest, RunsInTheSameSecondHaveDifferentNames) {
   EXPECT_EQ(RecordsOf(first_ + "_3.records"), Texts{"3"});
 }
 
-TEST_F(RunArchiveTest, NamesScannersAndSettingsAsTheyChange) {
+TEST_F(RunArchiveTest, StoresChangesOfScannerAndSettings) {
   Begin();
   Receive("1");
   Put("X987600001");
@@ -211,7 +211,7 @@ TEST_F(RunArchiveTest, NamesScannersAndSettingsAsTheyChange) {
   EXPECT_TRUE(run.ended && !run.complete);
 }
 
-TEST_F(RunArchiveTest, ARunWithoutRecordsHasNoFiles) {
+TEST_F(RunArchiveTest, CreatesNoFilesForARunWithoutRecords) {
   Begin();
   EXPECT_TRUE(archive_.AwaitCopy());
   archive_.End(true);
@@ -219,7 +219,7 @@ TEST_F(RunArchiveTest, ARunWithoutRecordsHasNoFiles) {
   EXPECT_EQ(Names(""), Texts{});
 }
 
-TEST_F(RunArchiveTest, PermitsTheEraseOfSynchronizedRecords) {
+TEST_F(RunArchiveTest, FlushesTheFilesBeforePermittingTheErase) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -231,7 +231,7 @@ TEST_F(RunArchiveTest, PermitsTheEraseOfSynchronizedRecords) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, TheNextRunDoesNotPermitAPendingErase) {
+TEST_F(RunArchiveTest, WithholdsAPendingEraseOnceTheNextRunBegins) {
   Begin();
   Receive("1");
   files_.full = true;
@@ -243,7 +243,7 @@ TEST_F(RunArchiveTest, TheNextRunDoesNotPermitAPendingErase) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, ReleasesTheFilesOfEarlierRuns) {
+TEST_F(RunArchiveTest, ClosesTheFilesOfEarlierRuns) {
   for (const auto* data : {"1", "2", "3"}) {
     Begin();
     Receive(data);
@@ -253,7 +253,7 @@ TEST_F(RunArchiveTest, ReleasesTheFilesOfEarlierRuns) {
   EXPECT_EQ(files_.OpenGrowing(first_ + "_3.records", false), nullptr) << "the last run";
 }
 
-TEST_F(RunArchiveTest, ContinuesTheDaysFilesUnlessTheyAreDamaged) {
+TEST_F(RunArchiveTest, ContinuesDailyFilesUnlessTheyAreDamaged) {
   const std::string day = folder_ + "/20261116_live";
   Receive("1");
   RunArchive second(log_, clock_, files_, settings_, scanner_, folder_);
@@ -269,7 +269,7 @@ TEST_F(RunArchiveTest, ContinuesTheDaysFilesUnlessTheyAreDamaged) {
   EXPECT_EQ(RecordsOf(other + ".records"), (Texts{"1", "2"}));
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseAfterAFailedSynchronization) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfFlushingTheFilesFails) {
   Begin();
   Receive("1");
   files_.broken = true;
@@ -295,7 +295,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfARecordWasNotWritten) {
   EXPECT_EQ(problems_, (std::vector{Problem::kNotWritten, Problem::kEraseWithheld}));
 }
 
-TEST_F(RunArchiveTest, TheOutputFileReplacesAFailedArchive) {
+TEST_F(RunArchiveTest, PermitsTheEraseIfOnlyTheOutputFileIsComplete) {
   settings_.destination = 0;
   Begin();
   files_.full = true;
@@ -320,7 +320,7 @@ TEST_F(RunArchiveTest, WaitsForTheOutputFileOfARunInProgress) {
   EXPECT_EQ(clock_.sleeps().size(), 3U);
 }
 
-TEST_F(RunArchiveTest, TheWaitForTheOutputFileIsBounded) {
+TEST_F(RunArchiveTest, WaitsAtMost30SecondsForTheOutputFile) {
   settings_.destination = 0;
   Begin();
   files_.full = true;
@@ -341,7 +341,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseOfRecordsThatWereCutOff) {
   EXPECT_FALSE(Summary(first_ + ".records").complete);
 }
 
-TEST_F(RunArchiveTest, ARunAfterAnInterruptionHasItsOwnFiles) {
+TEST_F(RunArchiveTest, StartsNewFilesAfterAnInterruptedRun) {
   Begin();
   Receive("1");
   archive_.ConnectionEnded();
@@ -369,7 +369,7 @@ TEST_F(RunArchiveTest, OverlappingRunsUseTheSameFilesUntilOneEnds) {
   EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"3"});
 }
 
-TEST_F(RunArchiveTest, FindsARunThatAnEarlierProcessDidNotEnd) {
+TEST_F(RunArchiveTest, FindsARunInterruptedInAnEarlierProcess) {
   {
     RunArchive earlier(log_, clock_, files_, settings_, scanner_, folder_);
     earlier.Begin();

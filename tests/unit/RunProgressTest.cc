@@ -53,7 +53,7 @@ TEST(RunProgressTest, ShowsARateBelowOneRecordPerSecond) {
             "Received 2 of 10 records  ·  0.5 per second  ·  16 s left");
 }
 
-TEST(RunProgressTest, RoundsMinutesLeftUp) {
+TEST(RunProgressTest, RoundsUpTheMinutesLeft) {
   for (const auto& [expected, minutes] : {std::pair(244, "2"), std::pair(246, "3")}) {
     RunProgress progress;
     progress.Look(0ms, OneByOne(0, expected));
@@ -182,7 +182,7 @@ TEST_F(ProgressTest, ShowsBytesOfABurstThenDeliveredRecords) {
   AwaitEnd(0);
 }
 
-TEST_F(ProgressTest, ShowsWaitingForABurstOfLengthThree) {
+TEST_F(ProgressTest, ShowsWaitingIfTheBurstLengthIsThree) {
   ConnectWith({.destination = 1});
   tavo.Answer("P", {0, 0, 3, 'x'});
   StartAndHold("P");

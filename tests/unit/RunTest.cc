@@ -110,7 +110,7 @@ TEST_F(RunTest, CountsAndDropsARecordOutsideARun) {
   EXPECT_EQ(run.barcodedata(), nullptr);
 }
 
-TEST_F(RunTest, WritesNothingWhenEndedTwice) {
+TEST_F(RunTest, SecondEndWritesNothing) {
   EXPECT_EQ(Play("BaEE"), "." + Written("1") + "{a}1 barcodes synchronized|{a}");
   EXPECT_EQ(Play("BbBcEdE"), ".." + Written("1") + "{c}" + Written("2") + "{d}");
 }

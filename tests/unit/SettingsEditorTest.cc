@@ -27,7 +27,7 @@ class SettingsEditorTest : public test::SettingsFixture {
   }
 };
 
-TEST_F(SettingsEditorTest, LogsBothNamesAndShowsTheWindowOnOpen) {
+TEST_F(SettingsEditorTest, LogsBothPathsAndShowsTheWindowOnOpen) {
   Open();
   EXPECT_EQ(log.lines(), (Strings{"-[SyncController settingsButton:][" + DefaultFile() +
                                   ",/Applications/TextEdit]"}));
@@ -55,7 +55,7 @@ TEST_F(SettingsEditorTest, ShowsAFlagAsOnUnlessZero) {
   EXPECT_EQ(settings().bAppendData, 1);
 }
 
-TEST_F(SettingsEditorTest, SavesEachChangedValueAtItsPosition) {
+TEST_F(SettingsEditorTest, SavesEachChangedValueAtItsFilePosition) {
   for (const auto& each : kSettingsControls) {
     for (std::int32_t step = 1; step <= each.items; ++step) {
       Open();

@@ -30,7 +30,7 @@ TEST_F(SettingsFileTest, WritesTheDefaultsOnTheFirstStart) {
   }
 }
 
-TEST_F(SettingsFileTest, KeepsTheNamesIfTheDestinationHasNoPath) {
+TEST_F(SettingsFileTest, KeepsSavedPathsIfTheDestinationHasNoPath) {
   const std::string names = SavedFile().substr(256);
   settings().filename.Set("/elsewhere");
   settings().appname.Set("/else");
@@ -50,14 +50,14 @@ TEST_F(SettingsFileTest, KeepsTheNamesIfTheDestinationHasNoPath) {
   EXPECT_EQ(log.lines()[1], "-[SyncController SaveSettings][/elsewhere]");
 }
 
-TEST_F(SettingsFileTest, LeavesTheTailOfAnEarlierLongerNameInTheFile) {
+TEST_F(SettingsFileTest, LeavesTheEndOfALongerOldPathInTheFile) {
   SaveAndStart("/app", "/long/name.txt");
   SaveAndStart("/app", "/short");
   EXPECT_EQ(SavedFile().substr(384, 15), "/short\rame.txt\r");
   EXPECT_EQ(filename(), "/short");
 }
 
-TEST_F(SettingsFileTest, RestoresNamesOfUpTo127Bytes) {
+TEST_F(SettingsFileTest, RestoresPathsOfUpTo127Bytes) {
   const std::string longest = "/" + std::string(126, 'n');
   SaveAndStart(longest, longest);
   EXPECT_EQ(appname(), longest);
@@ -71,7 +71,7 @@ TEST_F(SettingsFileTest, RestoresNamesOfUpTo127Bytes) {
   EXPECT_EQ(filename(), "");
 }
 
-TEST_F(SettingsFileTest, RestoresNamesByteForByte) {
+TEST_F(SettingsFileTest, RestoresPathsByteForByte) {
   const std::string utf8 =
       "/B\xC3\xBC"
       "cher/\xE2\x82\xAC.txt";
@@ -82,7 +82,7 @@ TEST_F(SettingsFileTest, RestoresNamesByteForByte) {
   EXPECT_EQ(filename(), utf8);
 }
 
-TEST_F(SettingsFileTest, KeepsTheOtherNameIfACharacterIsCut) {
+TEST_F(SettingsFileTest, KeepsTheOtherPathIfACharacterIsCut) {
   // The file name is truncated in the middle of its last character.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
@@ -105,7 +105,7 @@ TEST_F(SettingsFileTest, ReadsAFlagAsOffUnlessItsCharacterIs1) {
   }
 }
 
-TEST_F(SettingsFileTest, SavesAndRestoresEachSettingAtItsPosition) {
+TEST_F(SettingsFileTest, SavesAndRestoresEachSettingAtItsFilePosition) {
   for (const auto& changed : kSettingsControls) {
     for (const auto& each : kSettingsControls) each.Store(settings(), &each == &changed);
     editor().Save();

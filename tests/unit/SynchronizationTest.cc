@@ -99,7 +99,7 @@ TEST_F(SynchronizationTest, KeepsAllRecordsInTheArchive) {
   EXPECT_EQ(ArchivedLines()[1], "live\r\n");
 }
 
-TEST_F(SynchronizationTest, DoesNotEraseRecordsThatAreOnNoDisk) {
+TEST_F(SynchronizationTest, DoesNotEraseRecordsThatWereNotSaved) {
   PutFile(archiveFolder, "a file where the folder should be");
   ConnectWith({.destination = 1, .clearmemory = true}, {"one"});
   Synchronize();

@@ -7,7 +7,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(TextEncodingTest, DetectsTheEncodingByMarkOrContents) {
+TEST(TextEncodingTest, DetectsEncodingByByteOrderMarkOrContents) {
   const std::pair<std::string, const char*> cases[] = {
       {"", ""},
       {"plain", "plain"},

@@ -56,7 +56,7 @@ TEST_F(DescriptorWatchTest, DoesNotCallTheActionAfterDestruction) {
   EXPECT_EQ(received_, "");
 }
 
-TEST_F(DescriptorWatchTest, CanBeDestroyedWithinTheAction) {
+TEST_F(DescriptorWatchTest, CanBeDestroyedFromItsAction) {
   int calls = 0;
   const auto witness = std::make_shared<std::string>("still here");
   watch_ = watcher_.Watch(input_.Get(), [this, &calls, witness] {

@@ -111,7 +111,7 @@ TEST_F(MainWindow, ClicksAndAssistiveTechnologyPressButtons) {
   EXPECT_EQ(Accessible(QAccessible::Button, "Connect"), nullptr);
 }
 
-TEST_F(MainWindow, LabelsAndProgressDoNotMoveControls) {
+TEST_F(MainWindow, ChangingLabelsOrProgressDoesNotMoveControls) {
   const QRect connect = Button("Connect")->geometry();
   const QRect synchronize = Button("Synchronize")->geometry();
   const QRect text = TextWidget()->geometry();

@@ -235,7 +235,7 @@ TEST_F(TextView, ShowsAHundredThousandRecordsFromAnotherThread) {
   EXPECT_TRUE(AtEnd());
 }
 
-TEST_F(TextView, SplitsLongLinesIntoBlocksInvisibly) {
+TEST_F(TextView, SplitsLongLinesWithoutChangingTheText) {
   for (const std::string delimiter : {"", "\t"}) {
     view_.SetText("");
     std::string expected;

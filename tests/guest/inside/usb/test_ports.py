@@ -36,7 +36,7 @@ class Openings:
 
 class PortsTest(UsbTest):
 
-    def test_does_not_open_a_converter(self):
+    def test_does_not_open_a_serial_converter(self):
         as_root("modprobe", "ftdi_sio")
         wait_until(lambda: os.path.exists("/dev/ttyUSB0"), "the converter")
         as_root("udevadm", "settle")
