@@ -164,7 +164,7 @@ TEST_P(PopUpListContract, ReportsOnlyChangedSelections) {
   EXPECT_EQ(list_.SelectedItem(), 1);
 }
 
-TEST_P(PopUpListContract, InvalidPositionSelectsAndRemovesNothing) {
+TEST_P(PopUpListContract, InvalidPositionClearsSelectionAndRemovesNothing) {
   Add({"a", "b", "c"});
   EXPECT_EQ(Remove(3), Positions{});
   EXPECT_EQ(Remove(-1), Positions{});

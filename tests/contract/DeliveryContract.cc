@@ -122,7 +122,7 @@ class KeyEventsContract : public Contract<KeyEventsHarness> {
   }
 };
 
-TEST_P(KeyEventsContract, PostsEachKeyWithItsFlag) {
+TEST_P(KeyEventsContract, PostsEachKeyWithItsModifier) {
   for (std::uint16_t key = 0; key <= 50; key += 9) {
     for (const KeyFlag flag : {KeyFlag::kNone, KeyFlag::kShift, KeyFlag::kCommand}) {
       ExpectDelivered({{key, true, flag}, {key, false, KeyFlag::kNone}});

@@ -225,7 +225,7 @@ TEST_F(PosixFileStoreTest, FailsWithoutPermission) {
   EXPECT_EQ(store_.Read(file, kAll), "old");
 }
 
-TEST_F(PosixFileStoreTest, ReplacesInAFolderThatCannotBeListed) {
+TEST_F(PosixFileStoreTest, ReplaceWorksInAFolderThatCannotBeListed) {
   chmod(folder_.path().c_str(), 0333);
   EXPECT_TRUE(AsOrdinaryUser([&] { return store_.Replace(folder_ / "file", "new"); }));
   chmod(folder_.path().c_str(), 0755);

@@ -28,7 +28,7 @@ TEST(ProcessExit, OpensClosedStandardDescriptorsOnTheNullDevice) {
   EXPECT_EQ(run({0, 1, 2}), kNone + 7);
 }
 
-TEST(ProcessExit, LeavingFlushesTheLogWithoutRunningDestructors) {
+TEST(ProcessExit, LeaveProcessFlushesTheLogAndRunsNoDestructors) {
   const test::ProgramResult left = test::RunProgram({PLATFORM_HELPER, "leave", "7"});
   EXPECT_EQ(left.status, 7) << left.errors;
   EXPECT_EQ(left.output, "a line of the log");
@@ -38,7 +38,7 @@ TEST(ProcessExit, LeavingFlushesTheLogWithoutRunningDestructors) {
 }
 
 #ifdef QUILLET_CHECKS_LEAKS
-TEST(ProcessExit, LeavingChecksForLeaks) {
+TEST(ProcessExit, LeaveProcessChecksForLeaks) {
   const test::ProgramResult result = test::RunProgram({PLATFORM_HELPER, "leave-leaking"});
   EXPECT_NE(result.status, 0);
   EXPECT_NE(result.errors.find("detected memory leaks"), std::string::npos) << result.errors;

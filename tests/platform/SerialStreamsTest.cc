@@ -74,7 +74,7 @@ TEST(UsbSerialName, JoinsModelAndKernelName) {
   EXPECT_EQ(UsbSerialName("", "ttyUSB0"), "ttyUSB0");
 }
 
-TEST(DecodeModel, DecodesEscapesAndRemovesOuterBlanks) {
+TEST(DecodeModel, DecodesEscapesAndTrimsBlanks) {
   const std::pair<const char*, const char*> models[] = {
       {"USB-Serial\\x20Controller", "USB-Serial Controller"},
       {"Tavo\\x2fA\\x2FB", "Tavo/A/B"},

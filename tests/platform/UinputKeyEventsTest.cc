@@ -179,7 +179,7 @@ TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnlyOnceUntilGranted) {
   EXPECT_EQ(Written(), "30+. 30-. ");
 }
 
-TEST_F(UinputKeyEventsTest, LogsOtherErrorsWithoutTheUdevRule) {
+TEST_F(UinputKeyEventsTest, LogsOtherErrorsWithoutNamingTheUdevRule) {
   error_ = ENOENT;
   Press(kVirtualA);
   ExpectFailure("No such file or directory");

@@ -347,7 +347,7 @@ TEST_F(QtSettingsWindowTest, DoesNotReportATypedPath) {
   EXPECT_EQ(path->cursorPosition(), 0) << "the beginning is visible";
 }
 
-TEST_F(QtSettingsWindowTest, DisablesThePathWithItsCaptionAndButton) {
+TEST_F(QtSettingsWindowTest, DisablesPathCaptionAndButtonTogether) {
   for (const bool enabled : {false, true, false}) {
     window_.SetPathEnabled(enabled);
     EXPECT_EQ(Find<QLineEdit>("Path")->isReadOnly(), !enabled);
