@@ -2,8 +2,8 @@
 
 Each folder may include headers of the folders after it:
 program -> app -> output -> download -> device -> platform (interfaces) -> base. Backends may
-include the interfaces and base. device, download, output, app and base may include standard and
-POSIX headers, but no toolkit headers.
+include the interfaces and base. The folders device, download, output, app and base may include
+standard and POSIX headers, but no toolkit headers.
 """
 import pathlib
 import re

@@ -26,7 +26,8 @@ class Contract : public testing::TestWithParam<Implementation<Harness>> {
   const std::unique_ptr<Harness> harness_ = this->GetParam().make();
 };
 
-/// The parameters of a suite. Each of the `Harnesses` derives from `Harness` and has a kName.
+/// Returns the parameters of a suite, one for each of the `Harnesses`. Each of these derives from
+/// `Harness` and has a kName.
 template <class Harness, class... Harnesses>
 auto Implementations() {
   return testing::Values(Implementation<Harness>{

@@ -125,7 +125,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     }
   }
 
-  /// Passes the length bytes and the bytes of the current case to the session.
+  /// Passes the length bytes and the current record or burst to the session.
   void FeedUnit() {
     received_ = 0;
     const std::size_t length = bytes_.size() + kLengthBytes;

@@ -23,7 +23,7 @@ class Memory {
   int At(std::int64_t position) const {
     return position < 0 || position >= Size() ? 0 : bytes_[static_cast<std::size_t>(position)];
   }
-  /// Two bytes, most significant first.
+  /// Returns the value of two bytes, most significant first.
   int PairAt(std::int64_t position) const { return At(position) * 256 + At(position + 1); }
 
   std::int64_t Size() const { return static_cast<std::int64_t>(bytes_.size()); }

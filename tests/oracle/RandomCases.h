@@ -16,9 +16,9 @@ class Random {
   explicit Random(std::uint64_t randomState) : engine_(randomState) {}
 
   std::uint64_t Next() { return engine_(); }
-  /// A number from 0 to `limit` - 1.
+  /// Returns a random number from 0 to `limit` - 1.
   int Below(int limit) { return static_cast<int>(Next() % static_cast<std::uint64_t>(limit)); }
-  /// A number from `least` to `most`.
+  /// Returns a random number from `least` to `most`.
   int Between(int least, int most) { return least + Below(most - least + 1); }
   bool OneIn(int many) { return Below(many) == 0; }
   int Of(std::initializer_list<int> values) {
@@ -32,18 +32,18 @@ class Random {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A non-empty record of arbitrary bytes. The length field of most records is correct.
+/// Returns a non-empty record of arbitrary bytes. The length field of most records is correct.
 Bytes RandomRecord(Random& random, Layout layout);
 
-/// A record of the given size.
+/// Returns a random record of the given size.
 /// @param size       at least 7 bytes
 /// @param tellsMore  true: the length field is too large by one
 Bytes RecordOfSize(Random& random, Layout layout, int size, bool tellsMore);
 
-/// Consecutive records, some of them erased. The last one may be incomplete.
+/// Returns consecutive records, some of them erased. The last one may be incomplete.
 Bytes RandomRecords(Random& random, Layout layout, int records);
 
-/// Random settings. Some numbers are outside their tables.
+/// Returns random settings. Some numbers are outside their tables.
 Choices RandomChoices(Random& random);
 
 }  // namespace quillet::oracle

@@ -1,4 +1,4 @@
-// Runs code of platform/posix in a separate process for its tests. For usage, see main().
+// Runs code of platform/posix in a separate process for the tests. For usage, see main().
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -15,7 +15,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// The local time in a time zone, converted to seconds since 1970 as if it were UTC.
+/// Returns the local time in a time zone, converted to seconds since 1970 as if it were UTC.
 std::time_t LocalTimeIn(const char* timeZone) {
   static PosixClock clock;
   const test::Variable zone("TZ", timeZone);

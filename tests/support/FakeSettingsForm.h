@@ -28,7 +28,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   }
   FakeWindow& settingsWindow() override { return window_; }
 
-  ///@{ @{ User actions.
+  ///@{ User actions.
   void Set(bool platform::SettingsValues::*box, bool on) {
     if (std::exchange(values_.*box, on) != on) actions_.changed();
   }
@@ -45,7 +45,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   void Cancel() { actions_.cancel(); }
   ///@}
 
-  ///@{ @{ Texts that the window shows.
+  ///@{ Texts that the window shows.
   const std::string& path() const { return path_; }
   bool pathEnabled() const { return pathEnabled_; }
   const std::string& older() const { return older_; }

@@ -70,7 +70,7 @@ class LumetFixture : public ::testing::Test {
     answer = nullptr;
   }
 
-  /// Returns the answer to "N".
+  /// Returns the scanner's answer to "N": the number of records.
   static std::string CountAnswer(int records) {
     return {0, 0, static_cast<char>(records >> 8), static_cast<char>(records), '@'};
   }

@@ -1,10 +1,10 @@
-# The system interpreter has the Python modules that Debian packages install.
+# The system interpreter, because it finds the Python modules that Debian packages install.
 set(PRODUCT_TEST_PYTHON /usr/bin/python3)
 set(PRODUCT_TEST_RUNNER ${CMAKE_CURRENT_LIST_DIR}/run.py)
 
 # Adds each test in test_*.py of the current folder to CTest as PREFIX.file.test with the label
-# PREFIX. LIMIT is the time-out in seconds; builds with sanitizers multiply it by 2.5. Because of
-# COST, CTest starts these tests first. They take longer than all others.
+# PREFIX. LIMIT is the time-out in seconds; builds with sanitizers multiply it by 2.5. COST makes
+# CTest start these tests first, because they take the longest.
 function(add_product_tests prefix limit)
   if(QUILLET_SANITIZE)
     math(EXPR limit "${limit} * 5 / 2")

@@ -17,7 +17,8 @@ class UnplugTest(SystemTest):
         scanner.unplug()
         quillet.wait_for_view("Disconnected from Tavo[005771]\n")
         quillet.wait_for_connect_label("Connect")
-        # The program adds "None" to the empty list, and again for the disconnection.
+        # The first "None" is permanent. The program adds one when no port remains, and another when
+        # it disconnects.
         quillet.wait_for_ports(["None", "None", "None"])
 
         scanner.plug_in()

@@ -16,7 +16,7 @@ class _RealDevices:
 
 
 class UsbTest(ProductTest):
-    """A test with a USB scanner that runs as an ordinary user."""
+    """A test with a USB scanner. The test runs as an ordinary user."""
 
     log_path = "/tmp/log.socket"
     scanner_class = UsbScanner
