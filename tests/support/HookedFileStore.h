@@ -8,7 +8,7 @@
 namespace quillet::test {
 
 /// The system's files, with a hook that runs before a file is replaced.
-class HookedFileStore final : public platform::FileStore {
+class HookedFileStore : public platform::FileStore {
  public:
   bool CreateFolder(const std::string& path) override { return files_.CreateFolder(path); }
   std::optional<std::string> Read(const std::string& path, std::size_t limit) override {

@@ -18,7 +18,7 @@ using Problem = RunArchive::Problem;
 using Texts = std::vector<std::string>;
 
 // The system's files. Appending and synchronizing can be made to fail.
-class FaultyFiles final : public platform::FileStore {
+class FaultyFiles final : public test::HookedFileStore {
  public:
   class File final : public GrowingFile {
    public:
@@ -35,29 +35,14 @@ class FaultyFiles final : public platform::FileStore {
     const std::shared_ptr<GrowingFile> file_;
   };
 
-  bool CreateFolder(const std::string& path) override { return files_.CreateFolder(path); }
-  std::optional<std::string> Read(const std::string& path, std::size_t limit) override {
-    return files_.Read(path, limit);
-  }
-  bool Replace(const std::string& path, std::string_view contents) override {
-    return files_.Replace(path, contents);
-  }
-  bool CreatePrivateFolder(const std::string& path) override {
-    return files_.CreatePrivateFolder(path);
-  }
   std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
-    auto file = files_.OpenGrowing(path, fresh);
+    auto file = HookedFileStore::OpenGrowing(path, fresh);
     return file ? std::make_shared<File>(*this, std::move(file)) : nullptr;
   }
-  std::vector<Entry> List(const std::string& folder) override { return files_.List(folder); }
-  bool Remove(const std::string& path) override { return files_.Remove(path); }
 
   bool full = false;    // appending fails
   bool broken = false;  // synchronizing fails
   int synchronizations = 0;
-
- private:
-  test::HookedFileStore files_;
 };
 
 class RunArchiveTest : public ::testing::Test {
