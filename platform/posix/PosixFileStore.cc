@@ -26,7 +26,7 @@ constexpr mode_t kPermissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr std::string_view kTemporaryMark = ".quillet-";
 constexpr std::string_view kTemporaryLetters = "abcdefghijklmnopqrstuvwxyz234567";
 constexpr std::size_t kTemporaryLength = 12;
-constexpr int kTemporaryAttempts = 10;
+constexpr int kTemporaryAttempts = 100;
 constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
 // All later steps use the descriptor, so they act on the same folder even if its path changes.

@@ -68,10 +68,14 @@ bool PosixGrowingFile::SynchronizeNow(File& file) {
 }
 
 bool PosixGrowingFile::Synchronize(std::chrono::milliseconds limit) {
-  std::packaged_task<bool()> task([file = file_] { return SynchronizeNow(*file); });
-  std::future<bool> result = task.get_future();
+  std::promise<bool> promise;
+  std::future<bool> result = promise.get_future();
   try {
-    std::thread(std::move(task)).detach();
+    std::thread([file = file_, done = std::move(promise)]() mutable {
+      const bool synchronized = SynchronizeNow(*file);
+      file.reset();  // releases the lock before the caller continues
+      done.set_value(synchronized);
+    }).detach();
   } catch (const std::system_error&) {
     file_->failed = true;
     return false;
