@@ -133,6 +133,7 @@ void RunArchive::CloseRun(std::string_view status) {
   if (!std::exchange(run_.open, false)) return;
   AppendEntry(run_, "end " + std::string(status) + " " + Timestamp() + "\n");
   files_.Remove(PathOf(run_.name, kOpenEnding));
+  DropOldRuns();  // not before the run, since listing the files would delay its records
 }
 
 void RunArchive::Erased() {
@@ -212,7 +213,6 @@ RunArchive::Volume& RunArchive::Current() {
 
 void RunArchive::OpenRun() {
   CloseRun("continued");
-  DropOldRuns();
   const platform::CalendarTime now = clock_.LocalTime();
   char stamp[64];
   std::snprintf(stamp, sizeof stamp, "%04d%02d%02d_%02d%02d%02d_", now.year, now.month, now.day,
@@ -224,7 +224,8 @@ void RunArchive::OpenRun() {
     numbered = name + "_" + std::to_string(number);
   }
   run_.open = true;
-  files_.Replace(PathOf(run_.name, kOpenEnding), "");
+  // AwaitCopy synchronizes the folder and thus the mark. Synchronizing it here would delay the run.
+  files_.OpenGrowing(PathOf(run_.name, kOpenEnding), true);
 }
 
 void RunArchive::OpenDay() {
@@ -270,7 +271,8 @@ void RunArchive::AppendEntry(Volume& volume, std::string_view entry) {
   volume.size += entry.size();
 }
 
-// Keeps the newest runs. Names begin with the date, so they sort by age.
+// Keeps the newest runs. Names begin with the date, so they sort by age. The files of the present
+// run cannot be opened again and are therefore kept.
 void RunArchive::DropOldRuns() {
   std::vector<FileStore::Entry> entries = files_.List(folder_);
   std::size_t runs = 0;
@@ -278,7 +280,7 @@ void RunArchive::DropOldRuns() {
   for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
     bytes += entry->bytes;
     if (entry->name.ends_with(kRecordsEnding)) ++runs;
-    if (runs < kRuns && bytes <= kArchiveSize - kFileSize) continue;
+    if (runs <= kRuns && bytes <= kArchiveSize) continue;
     const std::string name = entry->name.substr(0, entry->name.rfind('.'));
     if (name == day_.name || !files_.OpenGrowing(PathOf(name, kRecordsEnding), false)) continue;
     for (const auto ending : {kLinesEnding, kRecordsEnding}) files_.Remove(PathOf(name, ending));

@@ -29,8 +29,8 @@ class FileStore {
 
   /// Creates or replaces a file atomically: if the process is killed, the file has either its old
   /// or its new contents. A symbolic link at `path` is replaced, not followed.
-  /// @return true if the file was replaced and its contents synchronized with the storage device;
-  ///         false if the file is unchanged
+  /// @return true if the file was replaced and synchronized with the storage device; false if the
+  ///         file is unchanged or a power failure may undo the replacement
   virtual bool Replace(const std::string& path, std::string_view contents) = 0;
 
   /// Creates a folder for GrowingFiles, and its parents, accessible to the user only.

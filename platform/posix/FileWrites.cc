@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "base/Retry.h"
 
 namespace quillet::platform::posix {
@@ -23,6 +25,11 @@ bool SynchronizeFile(int file) {
   if (fcntl(file, F_FULLFSYNC) == 0) return true;
 #endif
   return RetryOnSignal([&] { return fsync(file); }) == 0;
+}
+
+bool SynchronizeFolder(int folder) {
+  // fsync(2): EINVAL and EROFS mean that the file system cannot synchronize folders.
+  return SynchronizeFile(folder) || errno == EINVAL || errno == EROFS;
 }
 
 }  // namespace quillet::platform::posix

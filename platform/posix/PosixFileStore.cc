@@ -197,9 +197,8 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
     unlinkat(folder.Get(), temporary.name.c_str(), 0);
     return false;
   }
-  // Errors are ignored: the file is replaced, and some file systems cannot synchronize folders.
-  SynchronizeFile(folder.Get());
-  return true;
+  // A folder without read permission cannot be synchronized (fsync(2): EBADF).
+  return SynchronizeFolder(folder.Get()) || errno == EBADF;
 }
 
 bool PosixFileStore::CreatePrivateFolder(const std::string& path) {

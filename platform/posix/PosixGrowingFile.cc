@@ -29,8 +29,7 @@ bool SynchronizeFolders(std::string path) {
       if (errno == EACCES) continue;
       return false;
     }
-    // Some file systems cannot synchronize folders (fsync(2): EINVAL).
-    if (!SynchronizeFile(folder.Get()) && errno != EINVAL && errno != EROFS) return false;
+    if (!SynchronizeFolder(folder.Get())) return false;
   }
   return true;
 }

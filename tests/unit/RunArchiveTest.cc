@@ -389,6 +389,7 @@ TEST_F(RunArchiveTest, DropsTheOldestRunsOfALargeArchive) {
   }
   Begin();
   Receive("1");
+  archive_.End(true);
   EXPECT_EQ(Names(".records"),
             (Texts{"20250102_000000_B.records", "20261116_010409_W123400577.records"}));
 }
