@@ -1,4 +1,4 @@
-// Usage: run_bench [ROUNDS [RECORDS]] | run_bench singly
+// Usage: run_bench [ROUNDS [RECORDS]] | run_bench singly | run_bench archive [ROUNDS]
 //
 // Measures downloading a burst to a file (default: 15 rounds of 20,000 records). The program runs
 // without its window and is connected over a pseudo-terminal. Prints in seconds, for each round:
@@ -12,6 +12,14 @@
 //
 // With "singly", prints the time per record when records are requested one by one:
 //   record   baseline: the pauses of the protocol, 1 ms per byte of the command and 0.1 s per poll
+//
+// With "archive", prints for each round (default: 15) of programs with and without the archive:
+//   archive-burst   20,000 records, unpaced, from the command "P" to the last archived line
+//   archive-record  the time per record when 200 records are requested one by one and the scanner
+//                   answers at once
+//   archive-burst-processor, archive-record-processor
+//                   processor time of the read thread from the transfer's end to the last archived
+//                   line, and per record
 
 #include <fcntl.h>
 #include <termios.h>
@@ -19,6 +27,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "platform/posix/SyslogLog.h"
@@ -125,12 +134,79 @@ void MeasureSingly(SystemLog& log) {
   program.AwaitEndOfRun();
 }
 
+// A program whose records are archived or not.
+class ArchivedRuns {
+ public:
+  ArchivedRuns(std::size_t records, SystemLog& log, bool burst, bool archived)
+      : scanner_(StartScanner(records, 0)),
+        program_(scanner_, log, burst),
+        archive_(program_.WatchArchive(archived)),
+        watch_(program_.owner()) {
+    program_.setWatch(watch_);
+  }
+
+  struct Cost {
+    double time;
+    double processor;  // of the read thread
+  };
+
+  Cost Burst() {
+    const std::size_t earlier = scanner_.CountOf("P");
+    watch_.Expect(scanner_.Records().size());
+    program_.StartRun();
+    AwaitCommand(scanner_, earlier);
+    const auto start = Clock::now();
+    program_.AwaitEndOfRun();
+    return {Seconds(archive_.delivered() - start), archive_.ProcessorTime()};
+  }
+
+  Cost PerRecord() {
+    const std::size_t records = scanner_.Records().size();
+    watch_.Expect(records);
+    program_.StartRun();
+    program_.AwaitEndOfRun();
+    const auto steps = static_cast<double>(records - 1);
+    return {Seconds(watch_.last() - watch_.first()) / steps, watch_.ProcessorTime() / steps};
+  }
+
+ private:
+  simulator::Simulator& scanner_;
+  WholeProgram program_;
+  const ArchiveWatch& archive_;
+  RecordWatch watch_;
+};
+
+using Measurement = ArchivedRuns::Cost (ArchivedRuns::*)();
+
+// The order of the two programs alternates.
+void CompareArchive(const std::string& name, Measurement measure, std::size_t rounds,
+                    std::size_t records) {
+  static NoLog noLog;  // without the log, the archive's share is greatest
+  const bool burst = measure == &ArchivedRuns::Burst;
+  ArchivedRuns archived(records, noLog, burst, true);
+  ArchivedRuns plain(records, noLog, burst, false);
+  for (std::size_t round = 0; round < rounds; ++round) {
+    ArchivedRuns::Cost without{};
+    if (round % 2 == 0) without = (plain.*measure)();
+    const ArchivedRuns::Cost with = (archived.*measure)();
+    if (round % 2 != 0) without = (plain.*measure)();
+    PrintFigure(name.c_str(), with.time, without.time);
+    PrintFigure((name + "-processor").c_str(), with.processor, without.processor);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   static auto& systemLog = *new platform::posix::SyslogLog;
   if (argc > 1 && std::string_view(argv[1]) == "singly") {
     MeasureSingly(systemLog);
+    _exit(0);
+  }
+  if (argc > 1 && std::string_view(argv[1]) == "archive") {
+    const std::size_t rounds = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 15;
+    CompareArchive("archive-burst", &ArchivedRuns::Burst, rounds, 20000);
+    CompareArchive("archive-record", &ArchivedRuns::PerRecord, rounds, 200);
     _exit(0);
   }
   const std::size_t rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 15;

@@ -26,6 +26,14 @@ _ROWS = [
     ("log", "same burst, log with a listener, s", "same burst without log", 1.1, "at most"),
     ("record", "record by record, time per record, s", "0.1 s + 1 ms per command byte",
      1.02, "at most"),
+    ("archive-burst", "burst of 20,000 records, unlimited speed, archived, s",
+     "same burst, not archived", 1.05, "at most"),
+    ("archive-record", "record by record, fast answers, archived, time per record, s",
+     "same run, not archived", 1.02, "at most"),
+    ("archive-burst-processor", "same burst, processor time after the transfer, ms",
+     "same burst, not archived", None, "at most more"),
+    ("archive-record-processor", "same records, processor time per record, µs",
+     "same run, not archived", None, "at most more"),
     ("idle-connected", "idle processor time in 5 s, connected, s",
      "loop of 200 µs sleep and read", 1.05, "at most"),
     ("idle-disconnected", "idle processor time in 5 s, disconnected, s", "same loop",
@@ -109,6 +117,13 @@ class Bench:
     def records(self):
         self._gather(self._run(self._program("run_bench"), "singly"))
 
+    def archive(self):
+        self._gather(self._run(self._program("run_bench"), "archive", "31"))
+        for name, factor in (("burst", 1e3), ("record", 1e6)):
+            name = f"archive-{name}-processor"
+            self.figures[name] = [(factor * ours, factor * theirs)
+                                  for ours, theirs in self.figures[name]]
+
     def ports(self):
         output = self._run("umockdev-wrapper", self._program("ports_bench"))
         self._gather(output)
@@ -137,7 +152,7 @@ def _line(name, what, baseline, target, kind, pairs):
     ours, theirs = (statistics.median(side) for side in zip(*pairs))
     compare = operator.sub if kind == "at most more" else operator.truediv
     ratio, each = compare(ours, theirs), [compare(*pair) for pair in pairs]
-    digits = ".4f" if name in ("paced", "record") else ".2f"
+    digits = ".4f" if name in ("paced", "record", "archive-record") else ".2f"
     result = " | |"
     if target is not None:
         met = ratio >= target if kind == "at least" else ratio <= target
@@ -149,7 +164,8 @@ def _line(name, what, baseline, target, kind, pairs):
 def main():
     programs, *parts = sys.argv[1:]
     bench = Bench(programs)
-    for part in parts or ["receive", "run", "records", "ports", "view", "desktop", "typing"]:
+    for part in parts or ["receive", "run", "records", "archive", "ports", "view", "desktop",
+                          "typing"]:
         getattr(bench, part)()
     print("| Measurement | Baseline | Median | Baseline median | Ratio (range, rounds) | Target "
           "| Result |")

@@ -1,9 +1,12 @@
-"""Kills the program while it writes the file."""
+"""Kills the program while it writes the file and the archive."""
 
+import collections
 import os
 import random
 import time
 
+from archive_case import (TO_FILE, TO_FRONTMOST, TO_NAMED, TO_VIEW, ArchiveTest, archive,
+                          wait_until)
 from fault_case import FOLDER, OUTPUT, FaultTest, some_records
 from harness.product import Quillet
 
@@ -11,6 +14,11 @@ _KILLS = 250
 _LONGEST_DELAY = 0.030  # seconds from the start of writing to the kill
 _OLD_LINES = 100_000
 _TIMEOUT = 30  # seconds until the program must have begun to write
+
+_ARCHIVE_KILLS = 250  # for each destination
+_RECORDS = {1: 300, 0: 60}  # records of a burst and of a record-by-record run
+_LINE_DELAY = 0.3  # seconds until the scanner must have read what the program had sent
+_APPLICATION = "/tmp/typed-text"
 
 
 class KillTest(FaultTest):
@@ -70,3 +78,77 @@ class KillTest(FaultTest):
 
     def test_kill_while_writing_keeps_file_intact_seed_4(self):
         self.check(4)
+
+
+class ArchiveKillTest(ArchiveTest):
+    """Kills the program at random times of a run that erases the scanner."""
+
+    def check(self, destination):
+        """Half of the kills occur at any time of the run, a quarter after the archive's first file
+        is created, and a quarter near its end, when the scanner is erased."""
+        chance = random.Random(destination)
+        counts = collections.Counter()
+        for way in (1, 0):
+            records = some_records(_RECORDS[way])
+            length = self.time_run(records, destination, way)
+            for kill in range(_ARCHIVE_KILLS // 2):
+                counts[self.kill_once(records, destination, way, length, kill, chance)] += 1
+        print(f"destination {destination}, seed {destination}: {sum(counts.values())} kills, "
+              f"{dict(counts)}", flush=True)
+        self.quillet = None
+
+    def begin_run(self, records, destination, way):
+        """Starts the program. Returns the scanner when the program has begun a run."""
+        settings = {}
+        if destination in (TO_FRONTMOST, TO_NAMED):
+            # Digits only: the frontmost window may be the program's, where they have no effect.
+            settings = {"attach_serial": 0, "attach_timestamp": 0, "attach_type": 0,
+                        "data_delimiter": 0, "record_delimiter": 0, "application": _APPLICATION}
+        scanner = self.begin_attempt(records, destination, way, **settings)
+        wait_until(lambda: "N" in scanner.all_commands(), "the run")
+        return scanner
+
+    def time_run(self, records, destination, way):
+        """Returns the time that an undisturbed run needs, in seconds."""
+        scanner = self.begin_run(records, destination, way)
+        start = time.monotonic()
+        wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased")
+        length = time.monotonic() - start
+        self.assertEqual([], self.missing_from_archive())
+        self.quillet.kill()
+        return length
+
+    def kill_once(self, records, destination, way, length, kill, chance):
+        """Kills the program during a run. Returns where the records are."""
+        scanner = self.begin_run(records, destination, way)
+        if kill % 4 == 0:
+            wait_until(archive.records_files, "the archive")
+            time.sleep(chance.uniform(0, _LONGEST_DELAY))
+        else:
+            earliest = 0.8 * length if kill % 4 == 1 else 0
+            time.sleep(chance.uniform(earliest, 1.2 * length))
+        self.quillet.kill()
+        missing = self.missing_from_archive()
+        if missing:
+            time.sleep(_LINE_DELAY)  # the scanner may not have read the last byte yet
+        in_scanner = scanner.record_count() == len(records)
+        self.assertTrue(in_scanner or not missing, f"kill {kill}: {len(missing)} records lost")
+        if not in_scanner:
+            return "only in the archive"
+        return "only in the scanner" if missing else "in both"
+
+    def test_kill_loses_no_record_for_a_file(self):
+        self.check(TO_FILE)
+
+    def test_kill_loses_no_record_for_the_view(self):
+        self.check(TO_VIEW)
+
+    def test_kill_loses_no_record_for_the_frontmost_application(self):
+        self.check(TO_FRONTMOST)
+
+    def test_kill_loses_no_record_for_a_named_application(self):
+        with open(_APPLICATION, "w", encoding="ascii") as program:
+            program.write("#!/usr/bin/python3\nimport tkinter\ntkinter.Text().pack()\n"
+                          "tkinter.mainloop()\n")
+        os.chmod(_APPLICATION, 0o755)
+        self.check(TO_NAMED)

@@ -1,0 +1,199 @@
+"""Base class of the tests that check that no record is lost while the archive is written."""
+
+import collections
+import errno
+import os
+import shutil
+import subprocess
+import tempfile
+
+from fault_case import OUTPUT, FaultTest, Settings, messages, some_records, wait_until
+from harness import archive
+from harness.lines import file_text, view_text
+from harness.product import Quillet
+
+TO_FILE, TO_VIEW, TO_FRONTMOST, TO_NAMED = range(4)
+
+_SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "fail_calls.c")
+_LIBRARY = f"{tempfile.gettempdir()}/fail_calls.so"
+_CALLS = "/tmp/calls"
+_STATE = "/tmp/.local"
+_FAST = ["--speed", "2000000", "--latency", "0.5"]
+HALF = -1
+NOTHING = 0
+
+# The errors that fail_calls.c injects into each call.
+ERRORS = {
+    "open": [errno.EIO, errno.EACCES, errno.EINTR],
+    "create": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EROFS, errno.EACCES, errno.EINTR],
+    "mkdir": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EROFS, errno.EACCES],
+    "write": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EINTR, HALF, NOTHING],
+    "fsync": [errno.EIO, errno.ENOSPC, errno.EDQUOT, errno.EINTR],
+    "rename": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EROFS, errno.EACCES],
+    "flock": [errno.EIO, errno.ENOLCK],
+    "fchmod": [errno.EIO, errno.EROFS, errno.EACCES],
+    "close": [errno.EIO, errno.ENOSPC, errno.EDQUOT, errno.EINTR],
+    "unlink": [errno.EIO, errno.EROFS, errno.EACCES],
+}
+
+Call = collections.namedtuple("Call", "call file number result path")
+
+
+class Point(collections.namedtuple("Point", "call file first last error")):
+    """The calls number `first` to `last` of this kind on this file fail."""
+
+    def __str__(self):
+        name = {HALF: "short write", NOTHING: "zero write"}.get(self.error)
+        calls = str(self.first) if self.last == self.first else f"{self.first} to {self.last}"
+        return f"{self.call} {self.file} {calls}: {name or errno.errorcode[self.error]}"
+
+
+class Disk:
+    """What a power failure leaves of the files, according to the calls that were logged."""
+
+    def __init__(self):
+        self.written = collections.Counter()  # bytes of each file
+        self.begun = {}  # bytes when the synchronization in progress began; entries of a folder
+        self.safe = {}  # bytes that are synchronized
+        self.failed = set()  # files of which a synchronization failed
+        self.output = None  # the temporary file that becomes the output file
+        self.entries = collections.defaultdict(set)  # of each folder: new files and folders
+        self.safe_entries = set()
+
+    def apply(self, entry):
+        path = entry.path.rstrip("/") or "/"
+        if entry.call == "begin":
+            self.begun[path] = (self.written[path], set(self.entries[entry.file]))
+        elif entry.result < 0:
+            if entry.call == "open" and entry.result == -errno.EACCES:
+                # The folder belongs to another user, whose program has created its entries.
+                self.safe_entries |= self.entries[entry.file]
+            if entry.call == "fsync" and entry.result != -errno.EINTR:
+                self.failed.add(path)
+        elif entry.call == "write":
+            self.written[path] += entry.result
+        elif entry.call == "create" and entry.file == "records":
+            self.entries["runs"].add(path)
+        elif entry.call == "create" and entry.file == "output":
+            self.output = path
+        elif entry.call == "mkdir":
+            parent = {"runs": "quillet", "quillet": "state", "state": "local", "local": "tmp"}
+            self.entries[parent[entry.file]].add(entry.file)
+        elif entry.call == "rename" and entry.file == "output":
+            if self.output and self.safe.get(self.output) == self.written[self.output]:
+                self.entries["data"].add("output")
+        elif entry.call == "fsync":
+            self.safe[path], entries = self.begun[path]
+            if path in self.failed:
+                self.safe[path] = 0
+            self.safe_entries |= entries
+
+    def archived(self):
+        """Returns the archived records that would survive."""
+        records = []
+        for path in archive.records_files():
+            if path not in self.safe or not {path, "runs", "quillet"} <= self.safe_entries:
+                continue
+            with open(path, "rb") as file:
+                records += archive.read_run(file.read()[:self.safe[path]]).records
+        return records
+
+
+class ArchiveTest(FaultTest):
+    """Each attempt starts the program, which synchronizes automatically and erases the scanner."""
+
+    def setUp(self):
+        super().setUp()
+        subprocess.run(["gcc", "-shared", "-fPIC", "-O1", "-Wall", "-Wextra", "-Werror",
+                        "-o", _LIBRARY, _SOURCE], check=True)
+
+    def begin_attempt(self, records, destination, burst, faults=None, **settings):
+        """Removes all files of earlier attempts, switches a new scanner on, and starts the program.
+        `faults`: points at which calls fail, or None to run without the preloaded library."""
+        shutil.rmtree(_STATE, ignore_errors=True)
+        if os.path.exists(_CALLS):
+            os.unlink(_CALLS)
+        self.settings = Settings(destination=destination, burst_sync=burst, auto_sync=1,
+                                 clear_memory=1, filename=OUTPUT, **settings)
+        self.settings.save()
+        self.put_old_file()
+        while self.scanners:
+            self.scanners.pop().stop()
+        self.records = records
+        scanner = self.plugged_in_scanner(records, options=_FAST)
+        environment = None
+        if faults is not None:
+            preload = self.devices.environment["LD_PRELOAD"]
+            environment = {"LD_PRELOAD": f"{_LIBRARY}:{preload}", "FAIL_LOG": _CALLS,
+                           "FAIL_CALLS": ";".join(" ".join(map(str, fault)) for fault in faults)}
+        self.quillet = Quillet(self.desktop, self.devices, environment=environment)
+        self.devices.listener = self.quillet.process
+        return scanner
+
+    def missing_from_archive(self, found=None):
+        """Returns the records that are not in the archive, or not in `found`."""
+        found = set(archive.archived_records() if found is None else found)
+        return [record for record in self.records if archive.stored(record) not in found]
+
+    # Failed calls
+
+    def view_of_run(self):
+        count = len(self.records)
+        start = messages.STARTED + messages.connecting()
+        if self.settings.destination == TO_FILE:
+            return start + messages.erasing_run(count, OUTPUT)
+        return (start + messages.RUN_STARTED + view_text(self.records, self.settings)
+                + messages.count(count) + messages.ERASED + messages.FINISHED)
+
+    @staticmethod
+    def calls():
+        with open(_CALLS, encoding="utf-8") as log:
+            return [Call(call, file, int(number), int(result), path) for call, file, number, result,
+                    path in (line.rstrip("\n").split(" ", 4) for line in log)]
+
+    def check_faults(self, records, destination, burst, *faults):
+        """Synchronizes while the calls at these points fail. Returns the logged calls."""
+        earlier = len(self.log.datagrams())
+        # A record-by-record run requests the erasure twice.
+        decisions = 1 if burst else 2
+        scanner = self.begin_attempt(records, destination, burst, faults)
+        self.quillet.wait_for_view(self.view_of_run())
+        wait_until(lambda: self.withheld(earlier) + self.erasures(scanner) >= decisions,
+                   "the scanner to be erased or kept")
+        self.close()
+        self.assertEqual("", self.quillet.process.output(), "standard streams")
+        self.check_calls(scanner)
+        return self.calls()
+
+    def withheld(self, earlier):
+        return sum(b"withheld" in line for line in self.log.datagrams()[earlier:])
+
+    @staticmethod
+    def erasures(scanner):
+        return scanner.all_commands().count("E")
+
+    def check_calls(self, scanner):
+        """Checks that a power failure at any erase command would have lost no record."""
+        calls = self.calls()
+        erasures = self.erasures(scanner)
+        self.assertEqual(0 if erasures else len(self.records), scanner.record_count())
+        positions = [at for at, call in enumerate(calls) if call.call == "erase"]
+        # Earlier ones are part of the command that sets the scanner's clock.
+        positions = positions[len(positions) - erasures:]
+        disk = Disk()
+        for at, call in enumerate(calls):
+            if at in positions:
+                self.assertTrue(self.is_safe(disk), f"erased too early:\n{calls[:at + 1]}")
+            disk.apply(call)
+
+    def is_safe(self, disk):
+        """Returns whether all records would survive, in the archive or in the output file."""
+        if not self.missing_from_archive(disk.archived()):
+            return True
+        return ("output" in disk.safe_entries
+                and self.read_file() == file_text(self.records, self.settings))
+
+
+__all__ = ["ERRORS", "HALF", "NOTHING", "TO_FILE", "TO_FRONTMOST", "TO_NAMED", "TO_VIEW",
+           "ArchiveTest", "Disk", "Point", "archive", "file_text", "messages", "some_records",
+           "wait_until"]

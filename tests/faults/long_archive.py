@@ -1,0 +1,60 @@
+"""Makes each system call of the write path fail."""
+
+import collections
+import errno
+
+from archive_case import ERRORS, TO_FILE, TO_VIEW, ArchiveTest, Point, some_records
+
+_RECORDS = some_records(20)
+_EVERY_NUMBER = {"write", "fsync"}
+_LAST = 10 ** 9
+
+
+class EveryCallTest(ArchiveTest):
+
+    def points(self, destination, burst):
+        """Enumerates the calls of a run. Returns the points at which a call must fail."""
+        counts = collections.Counter()
+        for call in self.check_faults(_RECORDS, destination, burst):
+            if call.call in ERRORS:
+                counts[call.call, call.file] += 1
+        points = []
+        for (call, file), count in sorted(counts.items()):
+            numbers = {1, 2, (count + 1) // 2, count} if call in _EVERY_NUMBER else {1, count}
+            if file == "root":
+                numbers = {count}  # at their start, libraries open the root folder too
+            points += [Point(call, file, number, number, error)
+                       for number in sorted(numbers) if number <= count for error in ERRORS[call]]
+            if call in ("write", "fsync", "create"):
+                points.append(Point(call, file, 1, _LAST, errno.EIO))
+        return points
+
+    def check(self, destination, burst):
+        """Synchronizes once per point. If the destination is a file, also makes one copy fail while
+        each call on the other one fails."""
+        results = collections.Counter()
+        points = self.points(destination, burst)
+        runs = [[point] for point in points]
+        if destination == TO_FILE:
+            lost = Point("fsync", "records", 1, _LAST, errno.EIO)
+            runs += [[lost, point] for point in points
+                     if point.file in ("output", "data") and point.error == errno.EIO]
+        for faults in runs:
+            with self.subTest("; ".join(map(str, faults))):
+                self.check_faults(_RECORDS, destination, burst, *faults)
+                kept = self.scanners[-1].record_count() != 0
+                results["kept" if kept else "erased"] += 1
+        print(f"destination {destination}, burst {burst}: {len(runs)} failed calls: {dict(results)}",
+              flush=True)
+
+    def test_failed_calls_in_a_burst_to_a_file_lose_nothing(self):
+        self.check(TO_FILE, 1)
+
+    def test_failed_calls_between_records_to_a_file_lose_nothing(self):
+        self.check(TO_FILE, 0)
+
+    def test_failed_calls_in_a_burst_to_the_view_lose_nothing(self):
+        self.check(TO_VIEW, 1)
+
+    def test_failed_calls_between_records_to_the_view_lose_nothing(self):
+        self.check(TO_VIEW, 0)
