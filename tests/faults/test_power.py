@@ -1,0 +1,93 @@
+"""Power failures. The model of the disk loses everything that the program does not synchronize."""
+
+import os
+import subprocess
+import tempfile
+
+from disk_model import archived_bytes, read_trace, survivors_at_erases, synchronized_paths
+from fault_case import FOLDER, OUTPUT, FaultTest, Settings, messages, some_records, wait_until
+
+_SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "disk_calls.c")
+_LIBRARY = f"{tempfile.gettempdir()}/disk_calls.so"
+_TRACE = f"{tempfile.gettempdir()}/disk-calls"
+_STATE = "/tmp/state"  # does not exist: the program creates it for its archive
+
+
+class PowerTest(FaultTest):
+
+    def setUp(self):
+        super().setUp()
+        subprocess.run(["gcc", "-D_GNU_SOURCE", "-shared", "-fPIC", "-O1", "-Wall", "-Werror",
+                        "-o", _LIBRARY, _SOURCE], check=True)
+        with open(_TRACE, "w", encoding="ascii"):
+            pass
+
+    def erasing_runs(self, *runs, **settings):
+        """Synchronizes each list of records and erases the scanner. Returns the traced calls."""
+        Settings(filename=OUTPUT, clear_memory=1, **settings).save()
+        preload = self.devices.environment["LD_PRELOAD"]
+        for records in runs:
+            scanner = self.plugged_in_scanner(records)
+            quillet = self.start(environment={"LD_PRELOAD": f"{_LIBRARY}:{preload}",
+                                              "DISK_CALLS_TRACE": _TRACE,
+                                              "XDG_STATE_HOME": _STATE})
+            quillet.wait_for_view(messages.STARTED + messages.connecting())
+            quillet.wait_for_connect_label("Disconnect")
+            quillet.clear()
+            quillet.press("Synchronize")
+            wait_until(lambda: "E" in scanner.commands(), "the erase command")
+            quillet.wait_for_view_end(messages.FINISHED)
+            self.assertEqual(0, scanner.record_count())
+            self.end_program()
+        return read_trace(_TRACE)
+
+    @staticmethod
+    def lost(calls, runs, skipped=None):
+        """Returns the records that a power failure at an erase loses, of this and earlier runs.
+
+        skipped: path of a file or folder that is not synchronized
+        """
+        lost = []
+        erases = survivors_at_erases(calls, skipped)
+        for number, survivors in enumerate(erases, 1):
+            kept = b"".join(archived_bytes(contents) for path, contents in survivors.items()
+                            if path.endswith(".records")) + survivors.get(OUTPUT, b"")
+            lost += [record for run in runs[:number] for record in run if record.data not in kept]
+        return lost if len(erases) == len(runs) else ["erase commands missing in the trace"]
+
+    def check_erased_records_survive(self, **settings):
+        records = some_records(9)
+        runs = [records[:4], records[4:]]
+        calls = self.erasing_runs(*runs, **settings)
+        archived = [call for call in calls if OUTPUT not in call]
+        self.assertEqual([], self.lost(archived, runs))
+
+    def check_each_synchronization_is_needed(self, calls, runs, *folders):
+        """Checks that the model loses records if it skips one of the folders or the only file."""
+        self.assertEqual([], self.lost(calls, runs))
+        (file,) = [path for path in synchronized_paths(calls)
+                   if path.endswith(".records") or path.startswith(f"{FOLDER}/.out.txt.")]
+        for path in [*folders, file]:
+            with self.subTest(path):
+                self.assertTrue(self.lost(calls, runs, skipped=path))
+
+    def test_burst_survives_power_failure_at_the_erase(self):
+        self.check_erased_records_survive(burst_sync=1)
+
+    def test_single_records_survive_power_failure_at_the_erase(self):
+        self.check_erased_records_survive(burst_sync=0)
+
+    def test_records_in_view_survive_power_failure_at_erase(self):
+        self.check_erased_records_survive(destination=1)
+
+    def test_archive_needs_each_synchronization(self):
+        runs = [some_records(4)]
+        self.check_each_synchronization_is_needed(
+            self.erasing_runs(*runs, destination=1), runs, "/tmp", _STATE, f"{_STATE}/quillet",
+            f"{_STATE}/quillet/runs")
+
+    def test_output_file_needs_each_synchronization(self):
+        with open(_STATE, "w", encoding="ascii"):
+            pass  # the archive's folder cannot be created
+        runs = [some_records(4)]
+        self.check_each_synchronization_is_needed(self.erasing_runs(*runs), runs, FOLDER)
