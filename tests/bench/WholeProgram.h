@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <thread>
 
 #include "app/QuilletAppDelegate.h"
@@ -135,14 +136,16 @@ class ArchiveWatch final : public RecordArchive {
 /// parts are never destroyed, because the threads of a session use them until the process ends.
 class WholeProgram {
  public:
-  /// @param burst  true: all records in one transfer; false: record by record
-  WholeProgram(simulator::Simulator& scanner, SystemLog& log, bool burst = true)
+  /// @param burst    true: all records in one transfer; false: record by record
+  /// @param archive  path of the archive folder; empty: a folder in the temporary folder
+  WholeProgram(simulator::Simulator& scanner, SystemLog& log, bool burst = true,
+               const std::string& archive = {})
       : application_(*new QuilletAppDelegate(log, queue_)),
         controller_(*new SyncController(
             Platform{log, clock_, test::SystemLine(), files_, queue_, registry_, workspace_,
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
             MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_}, form_,
-            Folders{folder_ / "QuilletData", folder_ / "Archive"})) {
+            Folders{folder_ / "QuilletData", archive.empty() ? folder_ / "Archive" : archive})) {
     registry_.Attach("usbmodem1", scanner.Path());
     application_.setWindow(&window_);
     application_.setSyncController(&controller_);
@@ -165,6 +168,7 @@ class WholeProgram {
   /// Sends the session's callbacks to `watch`, which must outlive the program.
   void setWatch(RecordWatch& watch) { controller_.lumet->setDelegate(&watch); }
   LumetDelegate& owner() { return controller_; }
+  SyncController& controller() { return controller_; }
 
   /// Archives the records of later runs, or not. Returns the watch of these runs.
   const ArchiveWatch& WatchArchive(bool archived) {
