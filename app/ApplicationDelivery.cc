@@ -26,6 +26,7 @@ void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag fla
 }  // namespace
 
 void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
+  const std::lock_guard lock(delivering_);
   if (paste) return Paste(record);
   if (!IsAscii(record)) return;
   for (const char character : record) {

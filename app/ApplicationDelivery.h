@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <string>
 
 #include "app/Platform.h"
@@ -11,7 +12,7 @@ namespace quillet {
 /// Delivers records to other applications: types or pastes them, and starts applications. Log lines
 /// contain names of SyncController functions.
 ///
-/// Called on the read thread. Run is also called on the thread that begins a synchronization.
+/// Deliver: any thread; whole records alternate. Run: any thread. All others: read thread.
 class ApplicationDelivery {
  public:
   /// @param platform  provides the clock, key events, pasteboard and applications
@@ -35,6 +36,7 @@ class ApplicationDelivery {
   void Paste(const std::string& record);
 
   const Platform platform_;
+  std::mutex delivering_;  // held while a record is typed or pasted
 };
 
 }  // namespace quillet

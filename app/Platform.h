@@ -51,6 +51,7 @@ struct MainWindowControls {
   platform::ToolbarItem& settings;
   platform::ToolbarItem& synchronize;
   platform::ToolbarItem& clearview;
+  platform::ToolbarItem& earlierRuns;
   platform::ProgressDisplay& progress;
   ///@}
 };

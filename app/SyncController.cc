@@ -22,13 +22,19 @@ constexpr auto kScannerPoll = 10ms;
 }  // namespace
 
 SyncController::SyncController(const Platform& platform, const MainWindowControls& controls,
-                               platform::SettingsForm& form, Folders folders)
-    : settingsForm(form), platform_(platform), controls_(controls), folders_(std::move(folders)) {
+                               platform::SettingsForm& form, platform::RunsWindow& runs,
+                               Folders folders)
+    : settingsForm(form),
+      platform_(platform),
+      controls_(controls),
+      runsWindow_(runs),
+      folders_(std::move(folders)) {
   controls_.connectTavo.OnPress([this] { connectButton(); });
   controls_.synchronize.OnPress([this] { synchronizeButton(); });
   controls_.clearview.OnPress([this] { clearviewButton(); });
   controls_.portList.OnSelection([this](std::int32_t item) { ports_.selectedItem = item; });
   controls_.settings.OnPress([this] { settingsButton(); });
+  controls_.earlierRuns.OnPress([this] { OpenEarlierRuns(); });
 }
 
 void SyncController::Initialize() {

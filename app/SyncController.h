@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "app/ApplicationDelivery.h"
+#include "app/EarlierRuns.h"
 #include "app/Platform.h"
 #include "app/PortTable.h"
 #include "app/Run.h"
@@ -22,6 +23,7 @@
 #include "output/LumetFile.h"
 #include "output/RunArchive.h"
 #include "output/SettingsImage.h"
+#include "platform/RunsWindow.h"
 #include "platform/SettingsForm.h"
 
 namespace quillet {
@@ -29,7 +31,8 @@ namespace quillet {
 class QuilletAppDelegate;
 
 /// The hub of the program: owns the scanner session and the parts PortTable, Run,
-/// ApplicationDelivery, SettingsEditor and RunProgress, and connects them to the main window.
+/// ApplicationDelivery, SettingsEditor, EarlierRuns and RunProgress, and connects them to the main
+/// window.
 ///
 /// Implemented in app/SyncController.cc (start-up, ports, connection) and app/Synchronization.cc
 /// (runs, main view).
@@ -47,9 +50,10 @@ class SyncController final : public LumetDelegate {
   /// @param platform    interfaces to the system; outlive this object
   /// @param controls    controls of the main window; outlive this object
   /// @param form        settings window; outlives this object
+  /// @param runs        window with the earlier synchronizations; outlives this object
   /// @param folders     folders for the program's files
   SyncController(const Platform& platform, const MainWindowControls& controls,
-                 platform::SettingsForm& form, Folders folders);
+                 platform::SettingsForm& form, platform::RunsWindow& runs, Folders folders);
 
   // --- Start-up: main thread --------------------------------------------------------------------
 
@@ -118,8 +122,9 @@ class SyncController final : public LumetDelegate {
   /// @param text     UTF-8; lines end with CR LF, CR or LF
   /// @param newline  whether to append a line end
   void DisplayText(std::string_view text, bool newline);
-  void clearviewButton();  ///< clears the main view. Main thread.
-  void ShowProgress();     ///< updates or hides the progress display. Main thread.
+  void clearviewButton();                           ///< clears the main view. Main thread.
+  void OpenEarlierRuns() { earlierRuns_->Open(); }  ///< see EarlierRuns. Main thread.
+  void ShowProgress();  ///< updates or hides the progress display. Main thread.
 
   // --- Settings: main thread, after Initialize --------------------------------------------------
 
@@ -164,6 +169,7 @@ class SyncController final : public LumetDelegate {
 
   const Platform platform_;
   const MainWindowControls controls_;
+  platform::RunsWindow& runsWindow_;
   const Folders folders_;
   QuilletAppDelegate* delegate_ = nullptr;
   SharedText string_;
@@ -174,6 +180,7 @@ class SyncController final : public LumetDelegate {
   StatusStrip strip_{controls_.progress};     // main thread
   RunArchive* archive_ = nullptr;             // created by Initialize, never destroyed
   SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed
+  EarlierRuns* earlierRuns_ = nullptr;        // created by Initialize, never destroyed
 
  public:
   ///@{ See PortTable, Run and ApplicationDelivery.

@@ -93,6 +93,16 @@ void SyncController::OpenArchive() {
                             folders_.archive);
   archive_->OnProblem([this](RunArchive::Problem problem) { ReportArchiveProblem(problem); });
   lumet->setArchive(archive_);
+  earlierRuns_ =
+      new EarlierRuns({.platform = platform_,
+                       .window = runsWindow_,
+                       .archive = *archive_,
+                       .file = *lumetfile,
+                       .settings = *lumet,
+                       .delivery = delivery_,
+                       .strip = strip_,
+                       .isBusy = [this] { return run_.IsShown() || bIsUnderSynchronization; },
+                       .showLine = [this](std::string_view line) { DisplayText(line, false); }});
 }
 
 // Reports the runs and removes the temporary files of an earlier process that did not end them.

@@ -15,4 +15,10 @@ class SystemLog {
   virtual void Write(std::string_view line) = 0;
 };
 
+/// A log that drops every line.
+class NoLog final : public SystemLog {
+ public:
+  void Write(std::string_view) override {}
+};
+
 }  // namespace quillet

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <charconv>
 
+#include "download/RecordComposer.h"
 #include "download/StoredRecords.h"
+#include "output/SettingsImage.h"
 
 namespace quillet {
 namespace {
@@ -35,6 +37,7 @@ class Reader {
     const std::string_view name = TakeUntil(line, ' ');
     if (name == "time" && run.time.empty()) run.time = line;
     if (name == "scanner") SetScanner(UnescapedText(line));
+    if (name == "settings") SetSettings(UnescapedText(line));
     if (name == "layout") scanner_.bTavo300 = line == "300";
     if (name == "destination") {
       run.destination = static_cast<std::int32_t>(Number(TakeUntil(line, ' ')).value_or(0));
@@ -69,13 +72,21 @@ class Reader {
     scanner_.SerialNo.Assign(reinterpret_cast<const std::uint8_t*>(serial.data()), serial.size());
   }
 
+  void SetSettings(const std::string& choices) {
+    SettingsImage image;
+    image.fill('0');
+    choices.copy(image.data(), image.size());
+    ReadChoices(image, settings_);
+  }
+
   void Record(std::span<const std::uint8_t> record) {
     ++run.records;
-    if (record_) record_(scanner_, record);
+    if (record_) record_(scanner_, settings_, record);
   }
 
   const ArchivedRecord& record_;
   ScannerIdentity scanner_;
+  Settings settings_;
 };
 
 }  // namespace
@@ -128,6 +139,20 @@ std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
   }
   reader.run.whole = contents.empty();
   return reader.run;
+}
+
+std::optional<ArchivedRun> ReadArchivedLines(
+    std::string_view contents, const Settings* settings,
+    const std::function<void(const std::string& line)>& line) {
+  NoLog log;
+  std::optional<RecordComposer> composer;
+  std::string text;
+  return ReadArchivedRun(contents, [&](const ScannerIdentity& scanner, const Settings& recorded,
+                                       std::span<const std::uint8_t> record) {
+    if (!composer) composer.emplace(log, settings != nullptr ? *settings : recorded, scanner);
+    DecodeRecordText(composer->Compose(record, 0), text);
+    line(text);
+  });
 }
 
 }  // namespace quillet

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "device/ScannerIdentity.h"
+#include "device/Settings.h"
 
 namespace quillet {
 
@@ -35,11 +36,13 @@ struct ArchivedRun {
   bool erased = false;           ///< the scanner confirmed that it was erased
 };
 
-/// Receives a stored record.
-/// @param scanner  the scanner that sent the record
-/// @param record   the record as received
-using ArchivedRecord =
-    std::function<void(const ScannerIdentity& scanner, std::span<const std::uint8_t> record)>;
+/// Receives a stored record. `scanner` and `settings` are the same objects for all records of a
+/// file, with changing values.
+/// @param scanner   the scanner that sent the record
+/// @param settings  the choices in effect when the record arrived
+/// @param record    the record as received
+using ArchivedRecord = std::function<void(const ScannerIdentity& scanner, const Settings& settings,
+                                          std::span<const std::uint8_t> record)>;
 
 /// Reads a records file. An incomplete last entry is ignored.
 /// @param contents  contents of the file
@@ -47,5 +50,14 @@ using ArchivedRecord =
 /// @return no value if `contents` is not a records file
 std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
                                            const ArchivedRecord& record = nullptr);
+
+/// Reads a records file and composes its lines.
+/// @param contents  contents of the file
+/// @param settings  the fields of the lines; null: the choices in effect when each record arrived
+/// @param line      called for each line, in UTF-8
+/// @return no value if `contents` is no records file
+std::optional<ArchivedRun> ReadArchivedLines(
+    std::string_view contents, const Settings* settings,
+    const std::function<void(const std::string& line)>& line);
 
 }  // namespace quillet

@@ -158,22 +158,46 @@ std::optional<ErasePermit> RunArchive::AwaitCopy() {
   return std::nullopt;
 }
 
+// The files are removed before dayDeleted_ is set: the read thread then never reopens a file that
+// is about to be removed.
+bool RunArchive::Delete(const std::string& name) {
+  if (files_.Exists(PathOf(name, kOpenEnding))) return false;
+  bool isDay = false;
+  bool isHeld = false;
+  {
+    const std::lock_guard lock(mutex_);
+    isDay = current_[1].name == name;
+    isHeld = current_[0].name == name ||
+             std::ranges::any_of(closed_, [&](const Held& held) { return held.name == name; });
+  }
+  // A file that this process holds may belong to the run in progress.
+  if (isHeld && runsInProgress_ > 0) return false;
+  const std::string records = PathOf(name, kRecordsEnding);
+  if (!isHeld && !isDay && files_.Exists(records) && !files_.OpenGrowing(records, false)) {
+    return false;
+  }
+  if (isHeld) failed_ = true;
+  for (const auto ending : {kLinesEnding, kRecordsEnding}) files_.Remove(PathOf(name, ending));
+  if (isDay) dayDeleted_ = true;
+  return true;
+}
+
 bool RunArchive::OutputFileIsACopy() const {
   return inOutputFile_ >= received_;
 }
 
 bool RunArchive::FilesSynchronized() {
   if (failed_) return false;
-  std::vector<File> files;
+  std::vector<Held> files;
   {
     const std::lock_guard lock(mutex_);
     files = closed_;
-    for (const File& file : current_) {
-      if (file) files.push_back(file);
+    for (const Held& held : current_) {
+      if (held.file) files.push_back(held);
     }
   }
-  for (const File& file : files) {
-    if (file->Synchronize(kLongestSynchronization)) continue;
+  for (const Held& held : files) {
+    if (held.file->Synchronize(kLongestSynchronization)) continue;
     Failed();
     return false;
   }
@@ -232,7 +256,9 @@ void RunArchive::OpenDay() {
   const platform::CalendarTime now = clock_.LocalTime();
   char name[64];
   std::snprintf(name, sizeof name, "%04d%02d%02d_live", now.year, now.month, now.day);
-  if (day_.records && day_.size < kFileSize && day_.name.starts_with(name)) return;
+  const bool deleted = dayDeleted_;
+  if (deleted) dayDeleted_ = false;
+  if (!deleted && day_.records && day_.size < kFileSize && day_.name.starts_with(name)) return;
   std::string numbered = name;
   for (int number = 2; number < kMaximumNumber; ++number) {
     const auto existing = files_.Read(PathOf(numbered, kRecordsEnding), kFileSize);
@@ -260,9 +286,9 @@ bool RunArchive::OpenVolume(Volume& volume, const std::string& name, bool fresh)
   volume = {.records = records, .lines = std::move(lines), .name = name};
   AppendEntry(volume, std::string(kArchiveHeader) + "\ntime " + Timestamp() + "\n");
   const std::lock_guard lock(mutex_);
-  File& current = current_[&volume == &run_ ? 0 : 1];
-  if (current) closed_.push_back(std::move(current));
-  current = std::move(records);
+  Held& current = current_[&volume == &run_ ? 0 : 1];
+  if (current.file) closed_.push_back(std::move(current));
+  current = {name, std::move(records)};
   return true;
 }
 

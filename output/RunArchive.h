@@ -76,6 +76,12 @@ class RunArchive final : public RecordArchive {
   /// @param complete  whether all records of the scanner were received
   void End(bool complete);
 
+  /// Deletes the files of a run or of a day's live scans. If the scanner has not been erased yet
+  /// after this run, it is not erased without another copy. Main thread.
+  /// @param name  name of the files, without the ending
+  /// @return false if the run is in progress or another process has the files open
+  bool Delete(const std::string& name);
+
   void DownloadStarted() override;
   void KeepRecord(std::span<const std::uint8_t> record) override;
   void KeepBurst(std::span<const std::uint8_t> records) override;
@@ -135,6 +141,7 @@ class RunArchive final : public RecordArchive {
   Word<bool> overlaps_ = false;                // the run began before the previous one ended
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
+  Word<bool> dayDeleted_ = false;
 
   // Read thread.
   Volume run_;
@@ -145,8 +152,12 @@ class RunArchive final : public RecordArchive {
 
   // The records files that AwaitCopy synchronizes. The lock is held only while they are copied.
   std::mutex mutex_;
-  std::array<File, 2> current_;  // of the run and of the day
-  std::vector<File> closed_;
+  struct Held {
+    std::string name;
+    File file;
+  };
+  std::array<Held, 2> current_;  // of the run and of the day
+  std::vector<Held> closed_;
 };
 
 }  // namespace quillet

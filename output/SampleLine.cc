@@ -10,12 +10,6 @@
 namespace quillet {
 namespace {
 
-// Samples are not logged.
-class NoLog final : public SystemLog {
- public:
-  void Write(std::string_view) override {}
-};
-
 NoLog noLog;
 
 // An EAN-13, scanned on 2026/11/16 at 14:07:09.

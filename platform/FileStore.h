@@ -53,6 +53,9 @@ class FileStore {
   /// the folder cannot be read.
   virtual std::vector<Entry> List(const std::string& folder) = 0;
 
+  /// Whether a file, a folder or a symbolic link exists at `path`.
+  virtual bool Exists(const std::string& path) = 0;
+
   /// Deletes a file.
   /// @return true if the file existed and was deleted
   virtual bool Remove(const std::string& path) = 0;

@@ -31,6 +31,16 @@ class Panels {
   /// @return the absolute path, or no value if the user cancels
   virtual std::optional<std::string> RunOpenPanel(const std::string& folder,
                                                   const std::string& name) = 0;
+
+  /// Lets the user choose a path for a file that the program writes at once. Asks before an
+  /// existing file is replaced.
+  /// @param title   title of the dialog
+  /// @param folder  absolute path of the initial folder
+  /// @param name    proposed file name
+  /// @return the absolute path, or no value if the user cancels
+  virtual std::optional<std::string> RunExportPanel(const std::string& title,
+                                                    const std::string& folder,
+                                                    const std::string& name) = 0;
 };
 
 }  // namespace quillet::platform

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 namespace quillet::platform {
 
 /// The desktop session.
@@ -10,6 +12,14 @@ class Workspace {
   /// Brings this application to the front. A desktop that does not allow this may mark the window
   /// as demanding attention instead. Main thread.
   virtual void ActivateIgnoringOtherApps() = 0;
+
+  virtual bool
+  IsActive() = 0;  ///< whether a window of this application has the focus. Main thread.
+
+  /// Shows a file in the desktop's file manager, or at least its folder. Returns before the file
+  /// manager has opened. Main thread.
+  /// @param path  absolute path, UTF-8
+  virtual void ShowInFolder(const std::string& path) = 0;
 };
 
 }  // namespace quillet::platform

@@ -16,6 +16,7 @@ Program::Program(char* name, Folders folders)
       folders_(std::move(folders)),
       application_(argc_, argv_),
       settingsWindow_(window_.widget(), kChoices),
+      runsWindow_(window_.widget()),
       panels_(settingsWindow_),
       desktop_(DesktopOfSession({log_, clock_, mainQueue_, &window_.widget()})),
       delegate_(log_, mainQueue_) {
@@ -35,8 +36,9 @@ void Program::Run(platform::SerialRegistry& registry) {
                          .settings = window_.settingsItem(),
                          .synchronize = window_.synchronizeItem(),
                          .clearview = window_.clearItem(),
+                         .earlierRuns = window_.earlierRunsItem(),
                          .progress = window_.progress()},
-      settingsWindow_, folders_);
+      settingsWindow_, runsWindow_, folders_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);
   signals_.emplace(watcher_, [this] { LeaveOnSignal(); });

@@ -16,6 +16,7 @@
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
 #include "platform/qt/QtPanels.h"
+#include "platform/qt/QtRunsWindow.h"
 #include "platform/qt/QtSettingsWindow.h"
 #include "platform/qt/QtTicker.h"
 #include "program/Desktop.h"
@@ -59,6 +60,7 @@ class Program {
   platform::qt::QtMainQueue mainQueue_;
   platform::qt::QtMainWindow window_;
   platform::qt::QtSettingsWindow settingsWindow_;
+  platform::qt::QtRunsWindow runsWindow_;
   platform::qt::QtPanels panels_;
   platform::qt::QtTicker ticker_;
   platform::qt::QtDescriptorWatcher watcher_;

@@ -30,4 +30,19 @@ void SharedApplication::ActivateIgnoringOtherApps() {
   Send<void>(application, "activateIgnoringOtherApps:", kIgnoringOtherApps);
 }
 
+bool SharedApplication::IsActive() {
+  const AutoreleasePool pool;
+  const id application = Send<id>(ClassNamed("NSApplication"), "sharedApplication");
+  return Send<BOOL>(application, "isActive") != 0;
+}
+
+void SharedApplication::ShowInFolder(const std::string& path) {
+  const AutoreleasePool pool;
+  const id workspace = Send<id>(ClassNamed("NSWorkspace"), "sharedWorkspace");
+  const CfOwner<CFStringRef> file = MakeString(path);
+  const CfOwner<CFStringRef> noRoot = MakeString("");
+  if (file == nullptr) return;  // not UTF-8
+  Send<BOOL>(workspace, "selectFile:inFileViewerRootedAtPath:", file.get(), noRoot.get());
+}
+
 }  // namespace quillet::platform::macos

@@ -25,6 +25,8 @@ class SharedApplication final : public Workspace {
  public:
   /// Since macOS 14, this is only a request that the system may ignore.
   void ActivateIgnoringOtherApps() override;
+  bool IsActive() override;
+  void ShowInFolder(const std::string& path) override;
 };
 
 }  // namespace quillet::platform::macos

@@ -231,6 +231,11 @@ std::vector<FileStore::Entry> PosixFileStore::List(const std::string& folder) {
   return entries;
 }
 
+bool PosixFileStore::Exists(const std::string& path) {
+  struct stat found {};
+  return lstat(path.c_str(), &found) == 0;
+}
+
 bool PosixFileStore::Remove(const std::string& path) {
   return unlink(path.c_str()) == 0;
 }

@@ -36,6 +36,7 @@ class PosixFileStore final : public FileStore {
   std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override;
 
   std::vector<Entry> List(const std::string& folder) override;
+  bool Exists(const std::string& path) override;
   bool Remove(const std::string& path) override;
 
   /// Deletes the user's regular files whose names have the form of Replace's temporary files, if

@@ -73,6 +73,8 @@ QtMainWindow::QtMainWindow()
                     {Face("Settings", "settings", "Change what is downloaded and where it goes")}),
       clearItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_L}),
                  {Face("Clear", "clear", "Clear the messages and records")}),
+      earlierRunsItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_E}),
+                       {{QStringLiteral("Earlier synchronizations…"), {}, {}}}),
       progress_(progressLabel_, progressBar_),
       window_(frame_) {
   frame_.setWindowIcon(NamedIcon("quillet"));
@@ -135,6 +137,7 @@ void QtMainWindow::SetUpMenus() {
   auto* scanner = frame_.menuBar()->addMenu(QStringLiteral("&Scanner"));
   scanner->addAction(&connectItem_.action());
   scanner->addAction(&synchronizeItem_.action());
+  scanner->addAction(&earlierRunsItem_.action());
   scanner->addSeparator();
   scanner->addAction(&settingsItem_.action());
   scanner->addSeparator();

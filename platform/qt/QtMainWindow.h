@@ -30,6 +30,7 @@ class QtMainWindow {
   ToolbarItem& synchronizeItem() { return synchronizeItem_; }
   ToolbarItem& settingsItem() { return settingsItem_; }
   ToolbarItem& clearItem() { return clearItem_; }
+  ToolbarItem& earlierRunsItem() { return earlierRunsItem_; }  ///< in the menu only
   ProgressDisplay& progress() { return progress_; }
   Window& window() { return window_; }
 
@@ -56,6 +57,7 @@ class QtMainWindow {
   QtToolbarItem synchronizeItem_;
   QtToolbarItem settingsItem_;
   QtToolbarItem clearItem_;
+  QtToolbarItem earlierRunsItem_;
   QtProgressDisplay progress_;
   QtWindow window_;
 };

@@ -1,5 +1,6 @@
 #include "platform/qt/QtPanels.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -63,6 +64,19 @@ std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
   // appended.
   panel.setOption(QFileDialog::DontConfirmOverwrite);
   panel.setProxyModel(new AllFilesBut(ToQString(omitted), &panel));
+  panel.setDirectory(Existing(folder, {QStandardPaths::DocumentsLocation}));
+  panel.selectFile(ToQString(name));
+  return Run(panel);
+}
+
+std::optional<std::string> QtPanels::RunExportPanel(const std::string& title,
+                                                    const std::string& folder,
+                                                    const std::string& name) {
+  QWidget* const active = QApplication::activeWindow();
+  QFileDialog panel(active != nullptr ? active : &parent_, ToQString(title));
+  panel.setAcceptMode(QFileDialog::AcceptSave);
+  panel.setFileMode(QFileDialog::AnyFile);
+  panel.setDefaultSuffix(QFileInfo(ToQString(name)).suffix());
   panel.setDirectory(Existing(folder, {QStandardPaths::DocumentsLocation}));
   panel.selectFile(ToQString(name));
   return Run(panel);

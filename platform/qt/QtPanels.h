@@ -19,6 +19,8 @@ class QtPanels final : public Panels {
                                           const std::string& omitted) override;
   std::optional<std::string> RunOpenPanel(const std::string& folder,
                                           const std::string& name) override;
+  std::optional<std::string> RunExportPanel(const std::string& title, const std::string& folder,
+                                            const std::string& name) override;
 
  private:
   QWidget& parent_;

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <QApplication>
-#include <QTimer>
-#include <QWidget>
-
 #include "platform/Workspace.h"
+
+class QWidget;
 
 namespace quillet::platform::qt {
 
@@ -16,15 +14,11 @@ class QtWorkspace final : public Workspace {
 
   /// If the application is still inactive after 400 ms, the window demands attention. Does nothing
   /// if the window is hidden.
-  void ActivateIgnoringOtherApps() override {
-    if (!window_.isVisible()) return;
-    window_.setWindowState(window_.windowState() & ~Qt::WindowMinimized);
-    window_.raise();
-    window_.activateWindow();
-    QTimer::singleShot(400, &window_, [window = &window_] {
-      if (window->isVisible() && !QApplication::activeWindow()) QApplication::alert(window);
-    });
-  }
+  void ActivateIgnoringOtherApps() override;
+  bool IsActive() override;
+  /// Asks the file manager over D-Bus to select the file (org.freedesktop.FileManager1). If no file
+  /// manager offers this, opens the folder with the desktop's program for folders.
+  void ShowInFolder(const std::string& path) override;
 
  private:
   QWidget& window_;

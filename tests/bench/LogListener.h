@@ -12,12 +12,6 @@
 
 namespace quillet::bench {
 
-/// Drops all log lines.
-class NoLog final : public SystemLog {
- public:
-  void Write(std::string_view) override {}
-};
-
 /// A child process that receives messages like a log daemon and drops them. Create it before
 /// starting any thread, because the constructor forks.
 class LogListener {

@@ -18,6 +18,7 @@
 #include "simulator/Simulator.h"
 #include "tests/bench/Figure.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/FakeRunsWindow.h"
 #include "tests/support/FakeSettingsForm.h"
 #include "tests/support/SystemLine.h"
 #include "tests/support/TemporaryFolder.h"
@@ -144,7 +145,8 @@ class WholeProgram {
         controller_(*new SyncController(
             Platform{log, clock_, test::SystemLine(), files_, queue_, registry_, workspace_,
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
-            MainWindowControls{view_, ports_, item_, item_, item_, item_, progress_}, form_,
+            MainWindowControls{view_, ports_, item_, item_, item_, item_, item_, progress_}, form_,
+            runs_,
             Folders{folder_ / "QuilletData", archive.empty() ? folder_ / "Archive" : archive})) {
     registry_.Attach("usbmodem1", scanner.Path());
     application_.setWindow(&window_);
@@ -197,6 +199,7 @@ class WholeProgram {
   test::FakeTicker& ticker_ = *new test::FakeTicker;
   test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
   test::FakeSettingsForm& form_ = *new test::FakeSettingsForm;
+  test::FakeRunsWindow& runs_ = *new test::FakeRunsWindow;
   test::FakeKeyEvents& keyEvents_ = *new test::FakeKeyEvents;
   test::FakePasteboard& pasteboard_ = *new test::FakePasteboard;
   test::FakeApplications& applications_ = *new test::FakeApplications;

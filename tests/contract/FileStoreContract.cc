@@ -55,6 +55,15 @@ TEST_P(FileStoreContract, ReplaceCreatesOrOverwritesAFile) {
   }
 }
 
+TEST_P(FileStoreContract, FindsFilesAndFolders) {
+  EXPECT_FALSE(store_.Exists(path_));
+  EXPECT_TRUE(store_.Exists(harness_->folder.path()));
+  ASSERT_TRUE(store_.Replace(path_, ""));
+  EXPECT_TRUE(store_.Exists(path_));
+  ASSERT_TRUE(store_.Remove(path_));
+  EXPECT_FALSE(store_.Exists(path_));
+}
+
 TEST_P(FileStoreContract, ReadsAtMostTheLimit) {
   ASSERT_TRUE(store_.Replace(path_, "0123456789"));
   EXPECT_EQ(store_.Read(path_, 0), "");

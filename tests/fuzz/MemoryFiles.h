@@ -45,6 +45,9 @@ class MemoryFiles final : public platform::FileStore {
     }
     return entries;
   }
+  bool Exists(const std::string& path) override {
+    return files_.contains(path) || folders_.contains(path);
+  }
   bool Remove(const std::string& path) override { return files_.erase(path) != 0; }
   std::size_t RemoveUnfinished(const std::string&) override { return 0; }
   bool IsSameFile(const std::string& path, const std::string& other) override {

@@ -46,7 +46,7 @@ std::vector<simulator::ScanRecord> SomeRecords(int run, bool burst, std::mt19937
 
 int EraseRepeatedly(const std::string& folder, int runs, unsigned randomState) {
   std::mt19937 random(randomState);
-  bench::NoLog log;
+  NoLog log;
   simulator::Simulator& scanner = bench::StartScanner(0, 0);
   bench::WholeProgram program(scanner, log, true, folder + "/state/quillet/runs");
   Lumet& session = *program.controller().lumet;
@@ -82,7 +82,8 @@ int List(const std::string& folder) {
     if (item.path().extension() != ".records") continue;
     const auto contents = test::FileContents(item.path());
     if (!contents) return 1;
-    ReadArchivedRun(*contents, [](const ScannerIdentity&, std::span<const std::uint8_t> record) {
+    ReadArchivedRun(*contents, [](const ScannerIdentity&, const Settings&,
+                                  std::span<const std::uint8_t> record) {
       PrintHexadecimal(record);
       std::printf("\n");
     });

@@ -44,6 +44,20 @@ TEST(SharedApplicationTest, ActivatesInFrontOfOtherApplications) {
   EXPECT_EQ(TheMac().activations, 1);
 }
 
+TEST(SharedApplicationTest, ReturnsWhetherItIsActive) {
+  const Account account;
+  for (const bool active : {true, false}) {
+    TheMac().active = active;
+    EXPECT_EQ(platform::macos::SharedApplication().IsActive(), active);
+  }
+}
+
+TEST(SharedApplicationTest, SelectsAFileInItsFolder) {
+  const Account account;
+  platform::macos::SharedApplication().ShowInFolder("/tmp/Ã©.txt");
+  EXPECT_EQ(TheMac().selectedFiles, std::vector<std::string>{"/tmp/Ã©.txt"});
+}
+
 constexpr char kEditor[] = "/Applications/TextEdit.app";
 constexpr char kOther[] = "/Applications/Other \xC3\xA9.app";
 

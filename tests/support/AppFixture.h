@@ -10,6 +10,7 @@
 #include "app/SyncController.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/FakeRunsWindow.h"
 #include "tests/support/FakeSettingsForm.h"
 #include "tests/support/HookedFileStore.h"
 #include "tests/support/Immortal.h"
@@ -167,8 +168,10 @@ class AppFixture : public ::testing::Test {
   FakeToolbarItem& synchronize = Immortal<FakeToolbarItem>("Synchronize");
   FakeToolbarItem& settings = Immortal<FakeToolbarItem>("Settings");
   FakeToolbarItem& clear = Immortal<FakeToolbarItem>("Clear");
+  FakeToolbarItem& earlierRuns = Immortal<FakeToolbarItem>("Earlier synchronizations…");
   FakeProgressDisplay& progress = Immortal<FakeProgressDisplay>();
   FakeSettingsForm& form = Immortal<FakeSettingsForm>();
+  FakeRunsWindow& runs = Immortal<FakeRunsWindow>();
   FakeWindow& window = Immortal<FakeWindow>();
   QuilletAppDelegate& application = Immortal<QuilletAppDelegate>(log, mainQueue);
   std::string dataFolder = folder / "QuilletData";
@@ -177,8 +180,8 @@ class AppFixture : public ::testing::Test {
       Platform{log, clock, Or(own_.line, tavo), files, mainQueue, Or(own_.registry, registry),
                Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
                Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
-      MainWindowControls{view, ports, connect, settings, synchronize, clear, progress}, form,
-      Folders{dataFolder, archiveFolder});
+      MainWindowControls{view, ports, connect, settings, synchronize, clear, earlierRuns, progress},
+      form, runs, Folders{dataFolder, archiveFolder});
 
  private:
   template <class Interface>

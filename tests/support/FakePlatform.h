@@ -75,7 +75,13 @@ class FakePanels final : public platform::Panels {
     return answer;
   }
 
-  /// For each panel: "save" or "open", folder, proposed name and omitted file.
+  std::optional<std::string> RunExportPanel(const std::string& title, const std::string& folder,
+                                            const std::string& name) override {
+    runs.push_back(title + "|" + folder + "|" + name);
+    return answer;
+  }
+
+  /// For each panel: "save", "open" or the title, folder, proposed name and omitted file.
   std::vector<std::string> runs;
   std::optional<std::string> answer;
 };
@@ -98,8 +104,12 @@ class FakeTicker final : public platform::Ticker {
 
 struct FakeWorkspace final : platform::Workspace {
   void ActivateIgnoringOtherApps() override { ++activations; }
+  bool IsActive() override { return active; }
+  void ShowInFolder(const std::string& path) override { shownInFolder.push_back(path); }
 
   int activations = 0;
+  bool active = false;                     ///< whether a window of the program has the focus
+  std::vector<std::string> shownInFolder;  ///< the path of each call of ShowInFolder
 };
 
 class FakeKeyEvents final : public platform::KeyEvents {

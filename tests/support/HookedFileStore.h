@@ -25,6 +25,7 @@ class HookedFileStore : public platform::FileStore {
     return files_.OpenGrowing(path, fresh);
   }
   std::vector<Entry> List(const std::string& folder) override { return files_.List(folder); }
+  bool Exists(const std::string& path) override { return files_.Exists(path); }
   bool Remove(const std::string& path) override { return files_.Remove(path); }
   std::size_t RemoveUnfinished(const std::string& folder) override {
     return files_.RemoveUnfinished(folder);

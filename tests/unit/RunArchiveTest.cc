@@ -90,10 +90,11 @@ class RunArchiveTest : public ::testing::Test {
   // Returns the data of all records in a file.
   static Texts RecordsOf(const std::string& path, std::string* serial = nullptr) {
     Texts records;
-    ReadArchivedRun(*test::FileContents(path), [&](const auto& scanner, auto record) {
-      records.emplace_back(reinterpret_cast<const char*>(record.data()) + 2, record.size() - 6);
-      if (serial != nullptr) *serial = scanner.SerialNo.TextFrom(0);
-    });
+    ReadArchivedRun(
+        *test::FileContents(path), [&](const auto& scanner, const auto& /*settings*/, auto record) {
+          records.emplace_back(reinterpret_cast<const char*>(record.data()) + 2, record.size() - 6);
+          if (serial != nullptr) *serial = scanner.SerialNo.TextFrom(0);
+        });
     return records;
   }
   static ArchivedRun Summary(const std::string& path) {

@@ -25,6 +25,15 @@ TEST_F(Workspace, RaisesTheWindow) {
   EXPECT_TRUE(SpinUntil([&] { return window_.isActiveWindow(); }));
 }
 
+TEST_F(Workspace, IsActiveWhileAWindowHasTheFocus) {
+  platform::qt::QtWorkspace workspace(window_);
+  EXPECT_FALSE(workspace.IsActive());
+  QWidget other;
+  other.show();
+  other.activateWindow();
+  EXPECT_TRUE(SpinUntil([&] { return workspace.IsActive(); }));
+}
+
 TEST_F(Workspace, RestoresAMinimizedWindow) {
   window_.showMinimized();
   SpinUntilIdle();

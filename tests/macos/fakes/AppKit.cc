@@ -117,10 +117,20 @@ std::uintptr_t ToPasteboard(const std::string& selector, std::uintptr_t first,
 }
 
 std::uintptr_t ToApplication(const std::string& selector, std::uintptr_t first) {
+  if (selector == "isActive") return TheMac().active ? 1 : 0;
   if (selector != "activateIgnoringOtherApps:") return Unknown(kTheApplication, selector);
   // Only the low byte of a BOOL argument is defined.
   if ((first & 0xFFU) == 1) ++TheMac().activations;
   return 0;
+}
+
+std::uintptr_t ToWorkspace(const std::string& selector, std::uintptr_t first,
+                           std::uintptr_t second) {
+  if (selector == "launchedApplications") return ListApplications();
+  if (selector != "selectFile:inFileViewerRootedAtPath:") return Unknown(kTheWorkspace, selector);
+  EXPECT_EQ(As<String>(Reference(second)).text, "");
+  TheMac().selectedFiles.push_back(As<String>(Reference(first)).text);
+  return 1;
 }
 
 }  // namespace
@@ -157,10 +167,7 @@ std::uintptr_t objc_msgSend(const void* receiver, SEL method, std::uintptr_t fir
   }
   if (receiver == kTheApplication) return ToApplication(selector, first);
   if (receiver == kTheGeneralPasteboard) return ToPasteboard(selector, first, second);
-  if (receiver == kTheWorkspace) {
-    return selector == "launchedApplications" ? ListApplications()
-                                              : Unknown(kTheWorkspace, selector);
-  }
+  if (receiver == kTheWorkspace) return ToWorkspace(selector, first, second);
   return ToInstance(receiver, selector);
 }
 

@@ -1,0 +1,92 @@
+#include "output/CsvExport.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <string_view>
+
+namespace quillet {
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+// Settings that compose a line of symbology, time and data. The symbology and the time contain no
+// tab, so everything after the second tab is data.
+constexpr std::int32_t kSymbologyTimeData = 1;
+constexpr std::int32_t kTab = 1;
+constexpr std::int32_t kNothing = 0;
+
+// OWASP, CSV Injection. The last four are the full-width forms of the first four.
+constexpr std::string_view kFormulaStarts[] = {"=",  "+",  "-",  "@",  "\t", "\r",
+                                               "\n", "＝", "＋", "－", "＠"};
+
+std::string Field(std::string_view text) {
+  std::string field = "\"";
+  if (std::ranges::any_of(kFormulaStarts, [&](auto start) { return text.starts_with(start); })) {
+    field += '\'';
+  }
+  for (const char character : text) {
+    if (character == '"') field += '"';
+    field += character;
+  }
+  return field + '"';
+}
+
+std::string Row(std::initializer_list<std::string_view> texts) {
+  std::string row;
+  for (const std::string_view text : texts) row.append(row.empty() ? "" : ",").append(Field(text));
+  return row + "\r\n";
+}
+
+// Converts "[2026/11/16:14:07:09]" to "2026-11-16 14:07:09".
+std::string IsoTime(std::string_view composed) {
+  std::string time(composed.substr(1, composed.size() - 2));
+  std::ranges::replace(time, '/', '-');
+  const std::size_t colon = time.find(':');
+  if (colon != std::string::npos) time[colon] = ' ';
+  return time;
+}
+
+}  // namespace
+
+CsvExport::CsvExport(bool rowPerBarcode) : rowPerBarcode_(rowPerBarcode) {
+  fields_.bAttachType = 1;
+  fields_.bAttachTimestamp = 1;
+  fields_.dataorder = kSymbologyTimeData;
+  fields_.datadelimiter = kTab;
+  fields_.recorddelimiter = kNothing;
+}
+
+void CsvExport::Add(const ScannerIdentity& scanner, std::span<const std::uint8_t> record) {
+  if (!composer_) composer_.emplace(log_, fields_, scanner);
+  const std::string_view line = composer_->Compose(record, 0);
+  const std::size_t first = line.find('\t');
+  const std::size_t second = line.find('\t', first + 1);
+  const std::string symbology(line.substr(0, first));
+  const std::string_view time = line.substr(first + 1, second - first - 1);
+  std::string data;
+  DecodeRecordText(line.substr(second + 1), data);
+  if (!rowPerBarcode_) {
+    std::string serial;
+    DecodeRecordText(scanner.SerialNo.TextFrom(kHiddenSerialCharacters), serial);
+    rows_ += Row({symbology, data, IsoTime(time), serial});
+    return;
+  }
+  const auto [barcode, isNew] = quantities_.try_emplace({symbology, data}, 0);
+  ++barcode->second;
+  if (isNew) order_.push_back(&barcode->first);
+}
+
+std::string CsvExport::Contents() const {
+  std::string contents(kByteOrderMark);
+  if (!rowPerBarcode_)
+    return contents + Row({"Symbology", "Barcode", "Time", "Serial number"}) + rows_;
+  contents += Row({"Symbology", "Barcode", "Quantity"});
+  for (const Barcode* barcode : order_) {
+    std::string row = Row({barcode->first, barcode->second});
+    row.insert(row.size() - 2, "," + std::to_string(quantities_.at(*barcode)));
+    contents += row;
+  }
+  return contents;
+}
+
+}  // namespace quillet

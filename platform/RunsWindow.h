@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Controls.h"
+
+namespace quillet::platform {
+
+/// The texts of a row, one for each column.
+struct RunRow {
+  std::string date;
+  std::string scanner;
+  std::string records;
+  std::string destination;
+  std::string state;
+  std::string erased;
+  bool operator==(const RunRow&) const = default;  ///< compares all members
+};
+
+/// Callbacks for the user's actions.
+struct RunsActions {
+  std::function<void(const std::string& text)> search;  ///< the search text changed
+  std::function<void()> select;                         ///< another row was selected
+  std::function<void()> activate;                       ///< the window received the focus
+  std::function<void()> saveAs;                         ///< a button or its key was pressed, as
+  std::function<void()> copy;                           ///< for all following actions
+  std::function<void()> deliver;
+  std::function<void()> exportCsv;
+  std::function<void()> showInFolder;
+  std::function<void()> remove;
+};
+
+/// The window with the earlier synchronizations: a list with a search field, a preview, and buttons
+/// for the selected row. Texts are UTF-8. Main thread only.
+class RunsWindow {
+ public:
+  virtual ~RunsWindow() = default;
+
+  virtual void SetActions(RunsActions actions) = 0;  ///< call once, before showing the window
+
+  /// Replaces all rows without calling the callbacks.
+  /// @param selected  position of the row to select, from 0; -1: no row
+  virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;
+
+  virtual std::int32_t SelectedRow() const = 0;  ///< returns -1 if no row is selected
+
+  /// Sets the text that is shown in place of the rows if there are none.
+  virtual void ShowEmptyText(std::string_view text) = 0;
+
+  /// Enables the buttons for the selected row.
+  /// @param use     all buttons except Delete
+  /// @param remove  the button Delete
+  virtual void EnableActions(bool use, bool remove) = 0;
+
+  virtual void ShowDelivering(bool delivering) = 0;     ///< the button Deliver again stops then
+  virtual void ShowMessage(std::string_view text) = 0;  ///< shows one line
+  virtual bool ConfirmDeletion(std::string_view question, std::string_view consequence) = 0;
+
+  /// Lets the user choose the rows of a CSV file.
+  /// @return whether the file has one row per barcode; no value if the user cancels
+  virtual std::optional<bool> ChooseRowPerBarcode() = 0;
+
+  virtual TextView& preview() = 0;   ///< returns the preview
+  virtual Window& runsWindow() = 0;  ///< returns the window
+};
+
+}  // namespace quillet::platform

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/RunsWindow.h"
+#include "tests/support/FakeControls.h"
+
+namespace quillet::test {
+
+/// A window with the earlier synchronizations, without controls.
+class FakeRunsWindow final : public platform::RunsWindow {
+ public:
+  void SetActions(platform::RunsActions actions) override { actions_ = std::move(actions); }
+  void ShowRows(const std::vector<platform::RunRow>& rows, std::int32_t selected) override {
+    rows_ = rows;
+    selected_ = selected;
+  }
+  std::int32_t SelectedRow() const override { return selected_; }
+  void ShowEmptyText(std::string_view text) override { emptyText_ = text; }
+  void EnableActions(bool use, bool remove) override {
+    canUse_ = use;
+    canRemove_ = remove;
+  }
+  void ShowDelivering(bool delivering) override { delivering_ = delivering; }
+  void ShowMessage(std::string_view text) override { message_ = text; }
+  bool ConfirmDeletion(std::string_view question, std::string_view consequence) override {
+    question_ = std::string(question) + "|" + std::string(consequence);
+    return confirms;
+  }
+  std::optional<bool> ChooseRowPerBarcode() override { return rowPerBarcode; }
+  FakeTextView& preview() override { return preview_; }
+  FakeWindow& runsWindow() override { return window_; }
+
+  ///@{ Actions of the user.
+  void Search(const std::string& text) { actions_.search(text); }
+  void Select(std::int32_t row) {
+    selected_ = row;
+    actions_.select();
+  }
+  void Activate() { actions_.activate(); }
+  void Press(std::function<void()> platform::RunsActions::*action) {
+    const bool enabled = action == &platform::RunsActions::remove ? canRemove_ : canUse_;
+    if (enabled) (actions_.*action)();
+  }
+  ///@}
+
+  ///@{ What the window shows.
+  const std::vector<platform::RunRow>& rows() const { return rows_; }
+  const std::string& emptyText() const { return emptyText_; }
+  const std::string& message() const { return message_; }
+  const std::string& question() const { return question_; }
+  bool canUse() const { return canUse_; }
+  bool canRemove() const { return canRemove_; }
+  bool delivering() const { return delivering_; }
+  ///@}
+
+  bool confirms = true;                       ///< the user's answer to ConfirmDeletion
+  std::optional<bool> rowPerBarcode = false;  ///< the user's answer to ChooseRowPerBarcode
+
+ private:
+  platform::RunsActions actions_;
+  std::vector<platform::RunRow> rows_;
+  std::int32_t selected_ = -1;
+  std::string emptyText_, message_, question_;
+  bool canUse_ = false, canRemove_ = false, delivering_ = false;
+  FakeTextView preview_;
+  FakeWindow window_;
+};
+
+}  // namespace quillet::test

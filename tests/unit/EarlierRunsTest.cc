@@ -1,0 +1,341 @@
+#include "app/EarlierRuns.h"
+#include "tests/support/AppFixture.h"
+
+namespace quillet {
+namespace {
+
+using platform::RunRow;
+using platform::RunsActions;
+using test::FileContents;
+using test::Scanner;
+using test::WaitFor;
+using Texts = std::vector<std::string>;
+
+class EarlierRunsTest : public test::AppFixture {
+ protected:
+  void ConnectWith(const test::Choice& choice, const std::vector<std::string>& records) {
+    StartWith(choice);
+    LaunchConnected(Scanner(records));
+  }
+
+  /// Synchronizes these records to the view at 14:07:09.
+  void RunWith(const std::vector<std::string>& records) {
+    ConnectWith({.destination = 1}, records);
+    clock.Set({2026, 11, 16, 14, 7, 9});
+    Synchronize();
+    ClearView();
+  }
+
+  /// Opens the list and waits until it is complete.
+  void OpenList() {
+    earlierRuns.Press();
+    mainQueue.RunAll();
+  }
+
+  /// Presses Deliver again and waits until it has ended.
+  void Deliver() {
+    runs.Press(&RunsActions::deliver);
+    AwaitDelivery();
+  }
+  void AwaitDelivery() {
+    ASSERT_TRUE(WaitFor([&] {
+      mainQueue.RunAll();
+      return !runs.delivering();
+    }));
+  }
+  bool AwaitMessage(const std::string& start) {
+    return WaitFor([&] {
+      mainQueue.RunAll();
+      return runs.message().starts_with(start);
+    });
+  }
+
+  std::string States() const {
+    std::string states;
+    for (const RunRow& row : runs.rows()) states += row.state + "|";
+    return states;
+  }
+};
+
+TEST_F(EarlierRunsTest, AnEmptyListSaysWhatWillAppear) {
+  Launch();
+  OpenList();
+  EXPECT_TRUE(runs.runsWindow().IsShown());
+  EXPECT_TRUE(runs.rows().empty());
+  EXPECT_EQ(runs.emptyText(),
+            "No synchronizations yet.\nQuillet keeps the records of every synchronization here.");
+  EXPECT_FALSE(runs.canUse() || runs.canRemove());
+}
+
+TEST_F(EarlierRunsTest, ListsRunsAndLiveScansNewestFirst) {
+  ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {"one", "two"});
+  clock.Set({2026, 11, 16, 14, 7, 9});
+  Synchronize();
+  ASSERT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("E "); }));
+  tavo.WaitUntilRead();
+  Choose(2);
+  tavo.Scan("live");
+  OpenList();
+  EXPECT_EQ(runs.rows(),
+            (std::vector<RunRow>{
+                {"2026-11-16", "123456", "1", "The active application", "Live scans", ""},
+                {"2026-11-16 14:07:09", "123456", "2", folder / "stock.txt", "Complete", "Yes"}}));
+  EXPECT_EQ(runs.SelectedRow(), 0);
+  EXPECT_EQ(runs.preview().text(), "live\n");
+}
+
+TEST_F(EarlierRunsTest, SearchKeepsRowsThatContainEachWord) {
+  RunWith({"one"});
+  tavo.Scan("live");
+  OpenList();
+  for (const auto& [text, states] : {std::pair("14:07", "Complete|"),
+                                     {"COMPLETE 2026-11", "Complete|"},
+                                     {"live window", "Live scans|"},
+                                     {"123456", "Live scans|Complete|"},
+                                     {"live complete", ""},
+                                     {"", "Live scans|Complete|"}}) {
+    runs.Search(text);
+    EXPECT_EQ(States(), states) << text;
+  }
+  runs.Search("nothing");
+  EXPECT_EQ(runs.emptyText(), "No synchronization matches the search.");
+  EXPECT_FALSE(runs.canUse());
+}
+
+TEST_F(EarlierRunsTest, SavesAndCopiesTheLinesUnchanged) {
+  RunWith({"one", "caf\xE9"});
+  OpenList();
+  EXPECT_EQ(runs.preview().text(), "one\ncaf\xC3\xA9\n");
+  runs.Press(&RunsActions::copy);
+  EXPECT_EQ(pasteboard.texts(), Texts{"one\r\ncaf\xC3\xA9\r\n"});
+  EXPECT_EQ(runs.message(), "2 records copied to the clipboard.");
+  panels.answer = folder / "saved.txt";
+  runs.Press(&RunsActions::saveAs);
+  EXPECT_EQ(FileContents(folder / "saved.txt"), "one\r\ncaf\xC3\xA9\r\n");
+  EXPECT_EQ(panels.runs, Texts{"Save records||20261116_140709_0000123456.txt"});
+  EXPECT_EQ(runs.message(), "Saved: " + (folder / "saved.txt"));
+  panels.answer = folder / "missing/saved.txt";
+  runs.Press(&RunsActions::saveAs);
+  EXPECT_EQ(runs.message(),
+            "The file cannot be written. Choose another folder: " + (folder / "missing/saved.txt"));
+}
+
+TEST_F(EarlierRunsTest, PreviewEndsAtAWholeLine) {
+  RunWith(Texts(2000, std::string(60, 'x')));
+  OpenList();
+  const std::string& text = runs.preview().text();
+  EXPECT_LT(text.size(), 66'000U);
+  EXPECT_TRUE(text.ends_with(std::string(60, 'x') + "\n… To see all records, save or copy them."));
+}
+
+TEST_F(EarlierRunsTest, ExportsCsvWithRecordsOrQuantities) {
+  RunWith({"7", "8", "7"});
+  OpenList();
+  panels.answer = folder / "records.csv";
+  runs.Press(&RunsActions::exportCsv);
+  EXPECT_EQ(panels.runs, Texts{"Export as CSV||20261116_140709_0000123456.csv"});
+  const std::string records = FileContents(folder / "records.csv").value_or("");
+  EXPECT_EQ(std::ranges::count(records, '\n'), 4);
+  runs.rowPerBarcode = true;
+  runs.Press(&RunsActions::exportCsv);
+  EXPECT_NE(FileContents(folder / "records.csv")->find("\"7\",2\r\n"), std::string::npos);
+  runs.rowPerBarcode = std::nullopt;
+  runs.Press(&RunsActions::exportCsv);
+  EXPECT_EQ(panels.runs.size(), 2U) << "cancelled";
+}
+
+TEST_F(EarlierRunsTest, ShowsTheArchivedFileInItsFolder) {
+  RunWith({"one"});
+  OpenList();
+  runs.Press(&RunsActions::showInFolder);
+  EXPECT_EQ(workspace.shownInFolder, Texts{archiveFolder + "/20261116_140709_0000123456.txt"});
+}
+
+TEST_F(EarlierRunsTest, DeliversToANewFileWithCurrentSettings) {
+  RunWith({"one", "caf\xE9"});
+  Choose(0, folder / "stock.txt");
+  controller.lumet->recorddelimiter = 1;
+  controller.lumet->bAttachSerial = 1;
+  controller.lumet->bAppendData = 1;
+  folder.Put("stock.txt", "precious");
+  folder.Put("stock_2.txt", "precious too");
+  OpenList();
+  Deliver();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "precious");
+  EXPECT_EQ(FileContents(folder / "stock_2.txt"), "precious too");
+  EXPECT_EQ(FileContents(folder / "stock_3.txt"), "one;123456\ncaf\xC3\xA9;123456\n");
+  EXPECT_EQ(runs.message(), "2 records delivered to " + (folder / "stock_3.txt"));
+  EXPECT_EQ(progress.Message(), runs.message());
+}
+
+TEST_F(EarlierRunsTest, DeliversToAGeneratedNameAndTheView) {
+  RunWith({"one"});
+  Choose(0, dataFolder + "/sn_timestamp.txt");
+  OpenList();
+  Deliver();
+  EXPECT_EQ(FileContents(dataFolder + "123456_20261116_140709.txt"), "one\r\n");
+  Choose(1);
+  Deliver();
+  EXPECT_EQ(View(), "one|");
+  EXPECT_EQ(runs.message(), "1 record shown in Quillet's window.");
+}
+
+TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasTheFocus) {
+  RunWith({"12", "3"});
+  Choose(2);
+  OpenList();
+  workspace.active = true;
+  runs.Press(&RunsActions::deliver);
+  ASSERT_TRUE(AwaitMessage("Waiting to deliver: click the window"));
+  EXPECT_EQ(progress.Message(), runs.message());
+  EXPECT_TRUE(keyEvents.posts().empty());
+  workspace.active = false;
+  AwaitDelivery();
+  EXPECT_EQ(keyEvents.posts().size(), 5U) << "two line ends";
+  EXPECT_EQ(runs.message(), "2 records delivered.");
+}
+
+TEST_F(EarlierRunsTest, StopsIfNoOtherWindowGetsTheFocus) {
+  RunWith({"12", "3"});
+  Choose(2);
+  OpenList();
+  workspace.active = true;
+  Deliver();
+  EXPECT_TRUE(keyEvents.posts().empty());
+  EXPECT_EQ(runs.message(),
+            "No other window received the focus within 60 seconds. Delivery stopped after 0 of "
+            "2 records.");
+}
+
+TEST_F(EarlierRunsTest, WaitsAgainIfQuilletGetsTheFocusBack) {
+  RunWith({"1", "2"});
+  Choose(2);
+  OpenList();
+  keyEvents.onPost = [&] { workspace.active = keyEvents.posts().size() == 2; };
+  runs.Press(&RunsActions::deliver);
+  ASSERT_TRUE(AwaitMessage("Waiting to deliver"));
+  EXPECT_EQ(keyEvents.posts().size(), 2U);
+  workspace.active = false;
+  AwaitDelivery();
+  EXPECT_EQ(keyEvents.posts().size(), 4U);
+}
+
+TEST_F(EarlierRunsTest, StopsTheDelivery) {
+  RunWith({"12", "3"});
+  Choose(2);
+  OpenList();
+  workspace.active = true;
+  runs.Press(&RunsActions::deliver);
+  ASSERT_TRUE(AwaitMessage("Waiting to deliver"));
+  EXPECT_TRUE(runs.delivering());
+  Deliver();
+  EXPECT_EQ(runs.message(), "Delivery stopped after 0 of 2 records.");
+}
+
+TEST_F(EarlierRunsTest, CountsRecordsThatCannotBeTyped) {
+  RunWith({"1", "caf\xE9"});
+  Choose(2);
+  OpenList();
+  Deliver();
+  EXPECT_EQ(runs.message(),
+            "1 record delivered. 1 cannot be typed: turn on \"Paste text instead of typing it\".");
+}
+
+TEST_F(EarlierRunsTest, OpensTheApplicationBeforeTyping) {
+  RunWith({"1"});
+  applications.installed = {"/usr/bin/editor"};
+  Choose(3, "/usr/bin/editor");
+  OpenList();
+  Deliver();
+  EXPECT_EQ(applications.opened, Texts{"/usr/bin/editor"});
+  EXPECT_EQ(keyEvents.posts().size(), 2U);
+}
+
+TEST_F(EarlierRunsTest, ARunInProgressCannotBeDeliveredOrDeleted) {
+  RunWith({"one"});
+  tavo.Hold("GS0");
+  synchronize.Press();
+  tavo.WaitUntilHeld();
+  OpenList();
+  EXPECT_EQ(States(), "In progress|Complete|");
+  EXPECT_EQ(runs.preview().text(), "one\n");
+  EXPECT_FALSE(runs.canRemove());
+  Deliver();
+  EXPECT_EQ(runs.message(),
+            "A synchronization is in progress. Deliver the records when it has finished.");
+  tavo.Release();
+  AwaitEnd(1);
+  runs.Activate();
+  mainQueue.RunAll();
+  EXPECT_EQ(States(), "Complete|Complete|");
+  EXPECT_TRUE(runs.canRemove());
+}
+
+TEST_F(EarlierRunsTest, ListsAnInterruptedRunWithAllItsRecords) {
+  std::filesystem::create_directory(archiveFolder);
+  test::PutFile(archiveFolder + "/20261101_080000_2104005771.txt", "");
+  test::PutFile(archiveFolder + "/20261101_080000_2104005771.records",
+                "quillet-archive 1\ntime 2026-11-01 08:00:00\nscanner 2104005771\nfirmware 1\n"
+                "layout older\nsettings 10001101100100\ndestination 1 \n"
+                "record 8\n" +
+                    std::string("\x07\0ab\0\0\0\0", 8) + "\nrecord 8\n\x07");
+  Launch();
+  OpenList();
+  ASSERT_EQ(runs.rows().size(), 1U);
+  EXPECT_EQ(runs.rows()[0], (RunRow{"2026-11-01 08:00:00", "005771", "1", "Quillet's window only",
+                                    "Incomplete", "No"}));
+  EXPECT_EQ(runs.preview().text(), "ab005771\n") << "composed with the settings of the run";
+}
+
+TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
+  RunWith({"one"});
+  clock.Set({2026, 11, 17, 8, 0, 0});
+  Synchronize();
+  OpenList();
+  runs.Select(1);
+  runs.confirms = false;
+  runs.Press(&RunsActions::remove);
+  mainQueue.RunAll();
+  EXPECT_EQ(runs.question(),
+            "Delete the synchronization of 2026-11-16 14:07:09?|1 record will be removed from this "
+            "list. Files that were delivered or saved elsewhere are kept.");
+  EXPECT_EQ(runs.rows().size(), 2U);
+  runs.confirms = true;
+  runs.Press(&RunsActions::remove);
+  mainQueue.RunAll();
+  ASSERT_EQ(runs.rows().size(), 1U);
+  EXPECT_EQ(runs.rows()[0].date, "2026-11-17 08:00:00");
+  EXPECT_EQ(runs.SelectedRow(), 0);
+  EXPECT_FALSE(FileContents(archiveFolder + "/20261116_140709_0000123456.txt"));
+  EXPECT_FALSE(FileContents(archiveFolder + "/20261116_140709_0000123456.records"));
+}
+
+TEST_F(EarlierRunsTest, KeepsLaterScansAfterDeletingTheDay) {
+  RunWith({});
+  tavo.Scan("first");
+  OpenList();
+  runs.Press(&RunsActions::remove);
+  mainQueue.RunAll();
+  tavo.Scan("second");
+  runs.Activate();
+  mainQueue.RunAll();
+  ASSERT_EQ(States(), "Live scans|");
+  EXPECT_EQ(runs.rows()[0].records, "1");
+  EXPECT_EQ(runs.preview().text(), "second\n");
+}
+
+TEST_F(EarlierRunsTest, DoesNotEraseTheScannerAfterDeletingItsRun) {
+  RunWith({"one"});
+  OpenList();
+  runs.Press(&RunsActions::remove);
+  mainQueue.RunAll();
+  controller.lumet->EraseTavoMemory();
+  ASSERT_TRUE(WaitFor([&] {
+    mainQueue.RunAll();
+    return progress.Message().starts_with("The scanner was not erased");
+  }));
+  EXPECT_EQ(tavo.Commands().find("E "), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quillet

@@ -1,0 +1,253 @@
+#include <gtest/gtest.h>
+
+#include <QAccessible>
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/qt/QtRunsWindow.h"
+#include "tests/window/MainLoop.h"
+
+namespace quillet::window_tests {
+namespace {
+
+using platform::RunRow;
+
+constexpr const char* kActions[] = {"Save as…",      "Copy",           "Export as CSV…",
+                                    "Deliver again", "Show in folder", "Delete…"};
+
+class QtRunsWindowTest : public testing::Test {
+ protected:
+  QtRunsWindowTest() {
+    const auto report = [this](const char* name) { return [this, name] { reports_ += name; }; };
+    window_.SetActions({.search = [this](const std::string& text) { reports_ += text + " "; },
+                        .select = report("select "),
+                        .activate = report("activate "),
+                        .saveAs = report("save "),
+                        .copy = report("copy "),
+                        .deliver = report("deliver "),
+                        .exportCsv = report("export "),
+                        .showInFolder = report("folder "),
+                        .remove = report("remove ")});
+    window_.ShowEmptyText("No synchronizations yet.");
+  }
+
+  void Open(const std::vector<RunRow>& rows) {
+    window_.ShowRows(rows, rows.empty() ? -1 : 0);
+    window_.EnableActions(!rows.empty(), !rows.empty());
+    main_.show();
+    window_.runsWindow().MakeKeyAndOrderFront();
+    ASSERT_TRUE(SpinUntil([this] { return window_.isActiveWindow(); }));
+    SpinUntilIdle();
+    reports_.clear();
+  }
+  void OpenWithRows() { Open(kRows); }
+
+  QPushButton* Button(const QString& text) {
+    for (QPushButton* button : window_.findChildren<QPushButton*>()) {
+      if (QString(button->text()).remove('&') == text) return button;
+    }
+    ADD_FAILURE() << "no button " << text.toStdString();
+    return nullptr;
+  }
+  QTreeWidget* List() { return window_.findChild<QTreeWidget*>(); }
+  QLineEdit* SearchField() { return window_.findChild<QLineEdit*>(); }
+  QPlainTextEdit* Preview() { return window_.findChild<QPlainTextEdit*>(); }
+  std::string Reports() { return std::exchange(reports_, {}); }
+
+  static void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+    QTest::keyClick(QApplication::focusWidget(), key, modifiers);
+  }
+
+  /// Calls `act` when a modal dialog has opened.
+  static void InDialog(const std::function<void(QWidget*)>& act) {
+    QTimer::singleShot(0, qApp, [act] {
+      QWidget* const dialog = QApplication::activeModalWidget();
+      if (dialog == nullptr) return InDialog(act);
+      act(dialog);
+    });
+  }
+
+  const std::vector<RunRow> kRows = {
+      {"2026-11-17", "005771", "12", "The active application", "Live scans", ""},
+      {"2026-11-16 14:07:09", "005771", "130", "/Users/Shared/stock.txt", "Complete", "Yes"}};
+
+  QWidget main_;
+  platform::qt::QtRunsWindow window_{main_};
+  std::string reports_;
+};
+
+TEST_F(QtRunsWindowTest, ShowsRowsWithoutReportingASelection) {
+  OpenWithRows();
+  window_.ShowRows(kRows, 1);
+  ASSERT_EQ(List()->topLevelItemCount(), 2);
+  const std::vector<std::string> texts = {"2026-11-16 14:07:09",     "005771",   "130",
+                                          "/Users/Shared/stock.txt", "Complete", "Yes"};
+  for (int i = 0; i < List()->columnCount(); ++i) {
+    EXPECT_EQ(List()->topLevelItem(1)->text(i).toStdString(), texts[static_cast<std::size_t>(i)]);
+  }
+  EXPECT_EQ(window_.SelectedRow(), 1);
+  EXPECT_EQ(Reports(), "");
+}
+
+TEST_F(QtRunsWindowTest, KeysSelectRows) {
+  OpenWithRows();
+  EXPECT_EQ(QApplication::focusWidget(), List());
+  Press(Qt::Key_Down);
+  EXPECT_EQ(window_.SelectedRow(), 1);
+  EXPECT_EQ(Reports(), "select ");
+}
+
+TEST_F(QtRunsWindowTest, ShowsATextInPlaceOfNoRows) {
+  Open({});
+  EXPECT_FALSE(List()->isVisible());
+  EXPECT_EQ(QApplication::focusWidget(), SearchField());
+  bool shown = false;
+  for (const QLabel* label : window_.findChildren<QLabel*>()) {
+    shown = shown || (label->isVisible() && label->text() == "No synchronizations yet.");
+  }
+  EXPECT_TRUE(shown);
+  for (const char* name : kActions) EXPECT_FALSE(Button(name)->isEnabled()) << name;
+  window_.ShowRows(kRows, 0);
+  EXPECT_TRUE(List()->isVisible());
+}
+
+TEST_F(QtRunsWindowTest, ButtonsReportTheirActions) {
+  OpenWithRows();
+  for (const char* name : kActions) QTest::mouseClick(Button(name), Qt::LeftButton);
+  EXPECT_EQ(Reports(), "save copy export deliver folder remove ");
+}
+
+TEST_F(QtRunsWindowTest, KeysInTheListPressButtons) {
+  OpenWithRows();
+  Press(Qt::Key_Return);
+  Press(Qt::Key_C, Qt::ControlModifier);
+  Press(Qt::Key_Delete);
+  EXPECT_EQ(Reports(), "save copy remove ");
+  window_.EnableActions(true, false);
+  Press(Qt::Key_Delete);
+  EXPECT_EQ(Reports(), "");
+}
+
+TEST_F(QtRunsWindowTest, SearchFieldReportsItsTextAndReturnsToTheList) {
+  OpenWithRows();
+  Press(Qt::Key_F, Qt::ControlModifier);
+  ASSERT_EQ(QApplication::focusWidget(), SearchField());
+  SearchField()->setText(QStringLiteral("é"));
+  EXPECT_EQ(Reports(), "\xC3\xA9 ");
+  SearchField()->clear();
+  QTest::keyClicks(SearchField(), "4711");
+  Press(Qt::Key_Return);
+  EXPECT_EQ(QApplication::focusWidget(), List());
+  EXPECT_TRUE(Reports().ends_with("4711 "));
+}
+
+TEST_F(QtRunsWindowTest, EscapeAndCloseHideTheWindow) {
+  OpenWithRows();
+  Press(Qt::Key_Escape);
+  EXPECT_FALSE(window_.isVisible());
+  OpenWithRows();
+  QTest::mouseClick(Button("Close"), Qt::LeftButton);
+  EXPECT_FALSE(window_.isVisible());
+}
+
+TEST_F(QtRunsWindowTest, ReportsItsActivation) {
+  OpenWithRows();
+  main_.activateWindow();
+  ASSERT_TRUE(SpinUntil([this] { return main_.isActiveWindow(); }));
+  window_.activateWindow();
+  EXPECT_TRUE(SpinUntil([this] { return reports_ == "activate "; })) << reports_;
+}
+
+TEST_F(QtRunsWindowTest, TabVisitsEveryControl) {
+  OpenWithRows();
+  std::vector<QWidget*> order = {List(), Preview()};
+  for (const char* name : kActions) order.push_back(Button(name));
+  order.insert(order.end(), {Button("Close"), SearchField()});
+  for (std::size_t i = 1; i <= order.size(); ++i) {
+    Press(Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), order[i % order.size()]) << i;
+  }
+}
+
+TEST_F(QtRunsWindowTest, MnemonicsAreUnique) {
+  for (const bool delivering : {false, true}) {
+    window_.ShowDelivering(delivering);
+    std::set<QString> letters;
+    const auto take = [&](const QString& text) {
+      const qsizetype mark = text.indexOf('&');
+      if (mark < 0) return;
+      EXPECT_TRUE(letters.insert(text.mid(mark + 1, 1).toLower()).second) << text.toStdString();
+    };
+    for (auto* button : window_.findChildren<QPushButton*>()) take(button->text());
+    for (auto* label : window_.findChildren<QLabel*>()) take(label->text());
+    EXPECT_EQ(letters.size(), 9U);
+  }
+}
+
+TEST_F(QtRunsWindowTest, EveryControlHasAName) {
+  OpenWithRows();
+  for (QWidget* const widget : std::vector<QWidget*>{List(), Preview(), SearchField()}) {
+    QAccessibleInterface* found = QAccessible::queryAccessibleInterface(widget);
+    EXPECT_FALSE(found->text(QAccessible::Name).isEmpty()) << widget->metaObject()->className();
+  }
+  for (const char* name : kActions) {
+    EXPECT_FALSE(Button(name)->accessibleDescription().isEmpty()) << name;
+  }
+}
+
+TEST_F(QtRunsWindowTest, AsksBeforeDeleting) {
+  OpenWithRows();
+  for (const bool yes : {true, false}) {
+    InDialog([yes](QWidget* dialog) {
+      auto* box = qobject_cast<QMessageBox*>(dialog);
+      ASSERT_NE(box, nullptr);
+      EXPECT_EQ(box->text(), "Delete <b>?");
+      EXPECT_EQ(box->informativeText(), "Gone.");
+      if (!yes) return QTest::keyClick(box, Qt::Key_Escape);
+      for (QAbstractButton* button : box->buttons()) {
+        if (button->text() == "&Delete") button->click();
+      }
+    });
+    EXPECT_EQ(window_.ConfirmDeletion("Delete <b>?", "Gone."), yes);
+  }
+  InDialog([](QWidget* dialog) { QTest::keyClick(dialog, Qt::Key_Return); });
+  EXPECT_FALSE(window_.ConfirmDeletion("Delete?", "")) << "the default is Cancel";
+}
+
+TEST_F(QtRunsWindowTest, AsksForTheRowsOfACsvFile) {
+  OpenWithRows();
+  for (const bool perBarcode : {false, true}) {
+    InDialog([perBarcode](QWidget* dialog) {
+      const auto choices = dialog->findChildren<QRadioButton*>();
+      ASSERT_EQ(choices.size(), 2);
+      EXPECT_TRUE(choices[0]->isChecked());
+      if (perBarcode) choices[1]->setChecked(true);
+      QTest::keyClick(dialog, Qt::Key_Return);
+    });
+    EXPECT_EQ(window_.ChooseRowPerBarcode(), perBarcode);
+  }
+  InDialog([](QWidget* dialog) { QTest::keyClick(dialog, Qt::Key_Escape); });
+  EXPECT_EQ(window_.ChooseRowPerBarcode(), std::nullopt);
+}
+
+TEST_F(QtRunsWindowTest, FitsASmallScreen) {
+  OpenWithRows();
+  window_.ShowMessage(std::string(500, 'x'));
+  EXPECT_LE(window_.minimumSizeHint().width(), 640);
+  EXPECT_LE(window_.minimumSizeHint().height(), 480 - 48);
+}
+
+}  // namespace
+}  // namespace quillet::window_tests
