@@ -283,11 +283,11 @@ void EarlierRuns::Remove() {
   const std::string name = listed->name;
   const bool live = IsLive(*listed);
   const std::string date = RowOf(*listed).date;
-  if (!window_.ConfirmDeletion(live ? "Delete the live scans of " + date + "?"
-                                    : "Delete the synchronization of " + date + "?",
-                               Counted(listed->run->records) +
-                                   " will be removed from this list. Files that were "
-                                   "delivered or saved elsewhere are kept.")) {
+  if (!window_.ConfirmDeletion(
+          live ? "Delete the live scans of " + date + "?"
+               : "Delete the synchronization of " + date + "?",
+          "This deletes " + Counted(listed->run->records) +
+              " from the archive for good. Files saved or delivered elsewhere are kept.")) {
     return;
   }
   window_.ShowMessage(parts_.archive.Delete(name)

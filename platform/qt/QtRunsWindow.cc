@@ -29,8 +29,9 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kUsualSize(960, 540);
-constexpr int kCellMargin = 7;  // left and right of a cell's text, in pixels
-constexpr int kRowPadding = 8;  // added to the height of a row, in pixels
+constexpr int kCellMargin = 7;             // left and right of a cell's text, in pixels
+constexpr float kPlaceholderTint = 0.35F;  // share of the background colour
+constexpr int kRowPadding = 8;             // added to the height of a row, in pixels
 
 // The columns of the list, in the order of the members of RunRow.
 struct ListColumn {
@@ -70,9 +71,13 @@ class RoomyRows final : public QStyledItemDelegate {
 // Return moves to the list instead of pressing the default button.
 class SearchField final : public QLineEdit {
  public:
-  explicit SearchField(QWidget& list) : list_(list) {}
+  explicit SearchField(QWidget& list) : list_(list) { ChoosePlaceholderColour(); }
 
  protected:
+  void changeEvent(QEvent* event) override {
+    if (event->type() == QEvent::PaletteChange) ChoosePlaceholderColour();
+    QLineEdit::changeEvent(event);
+  }
   void keyPressEvent(QKeyEvent* event) override {
     const int key = event->key();
     if (key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Down) {
@@ -82,6 +87,16 @@ class SearchField final : public QLineEdit {
   }
 
  private:
+  // Some desktops' dark palettes have a black placeholder text.
+  void ChoosePlaceholderColour() {
+    const QColor colour =
+        Mix(palette().color(QPalette::Text), palette().color(QPalette::Base), kPlaceholderTint);
+    if (palette().color(QPalette::PlaceholderText) == colour) return;
+    QPalette placeholder;
+    placeholder.setColor(QPalette::PlaceholderText, colour);
+    setPalette(placeholder);
+  }
+
   QWidget& list_;
 };
 
@@ -206,7 +221,7 @@ QWidget* QtRunsWindow::Parts::MakeContents() {
   empty.setAlignment(Qt::AlignCenter);
   empty.setFrameShape(QFrame::StyledPanel);
   empty.setBackgroundRole(QPalette::Base);
-  empty.setForegroundRole(QPalette::PlaceholderText);
+  empty.setForegroundRole(QPalette::Text);
   empty.setAutoFillBackground(true);
   listOrEmpty.addWidget(&list);
   listOrEmpty.addWidget(&empty);

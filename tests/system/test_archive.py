@@ -27,7 +27,7 @@ class EarlierSynchronizationsTest(SystemTest):
     def rows(self):
         """Returns the texts of the cells, row by row."""
         (tree,) = [node for node in self.dialog().descendants() if node.role == "tree"]
-        return [node.name for node in tree.children() if node.role != "table column header"]
+        return [node.name for node in tree.children() if "header" not in node.role]
 
     def wait_for_message(self, text):
         wait_until(lambda: text in [node.name for node in self.dialog().descendants()

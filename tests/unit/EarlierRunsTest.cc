@@ -297,8 +297,8 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   runs.Press(&RunsActions::remove);
   mainQueue.RunAll();
   EXPECT_EQ(runs.question(),
-            "Delete the synchronization of 2026-11-16 14:07:09?|1 record will be removed from this "
-            "list. Files that were delivered or saved elsewhere are kept.");
+            "Delete the synchronization of 2026-11-16 14:07:09?|This deletes 1 record from the "
+            "archive for good. Files saved or delivered elsewhere are kept.");
   EXPECT_EQ(runs.rows().size(), 2U);
   runs.confirms = true;
   runs.Press(&RunsActions::remove);
