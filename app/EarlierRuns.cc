@@ -78,9 +78,16 @@ EarlierRuns::EarlierRuns(const Parts& parts)
 }
 
 void EarlierRuns::Open() {
+  opened_ = true;
   window_.ShowMessage("");
   Refresh();
   window_.runsWindow().MakeKeyAndOrderFront();
+}
+
+void EarlierRuns::RunEnded() {
+  platform_.mainQueue.Async([this] {
+    if (opened_) Refresh();
+  });
 }
 
 // Reads only files that have changed since they were last read.

@@ -44,7 +44,8 @@ class EarlierRuns {
   EarlierRuns(const EarlierRuns&) = delete;
   EarlierRuns& operator=(const EarlierRuns&) = delete;
 
-  void Open();  ///< shows the window with the runs in the archive
+  void Open();      ///< shows the window with the runs in the archive
+  void RunEnded();  ///< updates the list. Any thread.
 
  private:
   /// A run in the archive.
@@ -89,6 +90,7 @@ class EarlierRuns {
   const Parts parts_;
   const Platform& platform_;
   platform::RunsWindow& window_;
+  bool opened_ = false;
   std::vector<Listed> runs_;        // newest first
   std::vector<std::string> shown_;  // names of the rows
   std::string selected_;            // name

@@ -53,6 +53,7 @@ void SyncController::SynchronizeFinished() {
   if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.recordsInFile);
   archive_->End(complete);
   if (run_.refusedSettingsFile) ReportRefusedFile();
+  earlierRuns_->RunEnded();
   if (hadRecords && lumet->bClearMemory) {
     DisplayText("Erased Tavo memory...", true);
     lumet->EraseTavoMemory();

@@ -1,5 +1,10 @@
 """The archive of received records."""
 
+import gi
+
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio  # noqa: E402
+
 from harness.case import OUTPUT, SHARED, Settings, SystemTest, messages, some_records, wait_until
 from harness.lines import file_text
 
@@ -63,3 +68,36 @@ class EarlierSynchronizationsTest(SystemTest):
         self.xdotool("key", "Escape")
         wait_until(lambda: self.xdotool("getactivewindow", "getwindowname").startswith("Quillet V"),
                    "focus in the main window")
+
+    def own_file_manager(self):
+        """Receives the calls of the desktop's file manager. Returns the list of their arguments."""
+        calls = []
+
+        def receive(connection, message, incoming, *_data):
+            if incoming and message.get_member() == "ShowItems":
+                calls.append(message.get_body().unpack())
+                connection.send_message(message.new_method_reply(), Gio.DBusSendMessageFlags.NONE)
+                return None
+            return message
+
+        flags = (Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+                 | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
+        self.bus = Gio.DBusConnection.new_for_address_sync(
+            self.desktop.environment["DBUS_SESSION_BUS_ADDRESS"], flags, None, None)
+        self.bus.add_filter(receive)
+        Gio.bus_own_name_on_connection(self.bus, "org.freedesktop.FileManager1",
+                                       Gio.BusNameOwnerFlags.NONE, None, None)
+        return calls
+
+    def test_shows_the_file_in_the_file_manager(self):
+        calls = self.own_file_manager()
+        self.plugged_in_scanner(some_records(1))
+        self.start_connected()
+        self.quillet.press("Synchronize")
+        self.wait_for_generated_file()
+        self.open()
+        self.xdotool("key", "alt+f")
+        wait_until(lambda: calls, "a call of the file manager")
+        ((path,), startup_id), = calls
+        self.assertRegex(path, r"^file:///.*/quillet/runs/\d{8}_\d{6}_2104005771\.txt$")
+        self.assertEqual("", startup_id)

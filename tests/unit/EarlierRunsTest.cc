@@ -265,7 +265,6 @@ TEST_F(EarlierRunsTest, ARunInProgressCannotBeDeliveredOrDeleted) {
             "A synchronization is in progress. Deliver the records when it has finished.");
   tavo.Release();
   AwaitEnd(1);
-  runs.Activate();
   mainQueue.RunAll();
   EXPECT_EQ(States(), "Complete|Complete|");
   EXPECT_TRUE(runs.canRemove());

@@ -51,6 +51,17 @@ TEST_F(QtPanelsTest, SavePanelProposesFolderAndName) {
             path_ + "/sn_timestamp.txt");
 }
 
+TEST_F(QtPanelsTest, ExportPanelAsksBeforeReplacingAndAddsTheEnding) {
+  OnOpen([](QFileDialog& panel, QLineEdit& name) {
+    EXPECT_EQ(panel.windowTitle(), "Export as CSV");
+    EXPECT_FALSE(panel.testOption(QFileDialog::DontConfirmOverwrite));
+    EXPECT_EQ(name.text(), "records.csv");
+    name.setText("stock");
+    QTest::keyClick(&name, Qt::Key_Return);
+  });
+  EXPECT_EQ(panels_.RunExportPanel("Export as CSV", path_, "records.csv"), path_ + "/stock.csv");
+}
+
 TEST_F(QtPanelsTest, ReturnsTheEnteredPathOrNothingAfterEscape) {
   const std::string chosen = path_ + "/stock.txt";
   EXPECT_EQ(RunSavePanel([&](QFileDialog&, QLineEdit& name) {
