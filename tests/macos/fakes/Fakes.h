@@ -112,8 +112,8 @@ struct Mac {
   std::vector<std::string> declaredTypes;  ///< types on the pasteboard
   std::string pasteboardOwner;             ///< class of the pasteboard's owner, "" if none
   std::optional<std::string> pasteboardText;
-  int activations = 0;  ///< number of activateIgnoringOtherApps: calls with YES
-  bool active = false;  ///< the result of isActive
+  int activations = 0;                     ///< number of activateIgnoringOtherApps: calls with YES
+  bool active = false;                     ///< the result of isActive
   std::vector<std::string> selectedFiles;  ///< arguments of selectFile:inFileViewerRootedAtPath:
 };
 Mac& TheMac();
