@@ -8,7 +8,9 @@
 namespace quillet {
 
 /// Returns a stored record's length in bytes, computed from its length field.
+/// @param buffer  the received bytes, read as 0 beyond their end
 /// @param offset  index of the record in `buffer`
+/// @param is300   whether the record has the 300-series layout
 inline std::int32_t RecordLength(std::span<const std::uint8_t> buffer, std::int32_t offset,
                                  bool is300) {
   return static_cast<std::int32_t>(is300 ? NumberAt(buffer, offset, 2)
@@ -23,6 +25,7 @@ inline std::int32_t RecordLength(std::span<const std::uint8_t> buffer, std::int3
 /// @param offset  index of the first record
 /// @param end     index after the last record
 /// @param is300   whether the records have the 300-series layout
+/// @param record  the function to call
 /// @return the index where the walk ended: less than `end` after an invalid length, greater if the
 ///         last record exceeds `end`
 template <class Record>

@@ -13,12 +13,13 @@ namespace quillet::platform {
 
 /// The texts of a row, one for each column.
 struct RunRow {
-  std::string date;
-  std::string scanner;
-  std::string records;
-  std::string destination;
-  std::string state;
-  std::string erased;
+  std::string date;     ///< start of the run, or the day of live scans
+  std::string scanner;  ///< displayed part of the serial number
+  std::string records;  ///< number of records
+  std::string
+      destination;     ///< path of the file or the application, or the title of the destination
+  std::string state;   ///< complete, incomplete, in progress, or live scans
+  std::string erased;  ///< whether the scanner was erased; empty for live scans
   bool operator==(const RunRow&) const = default;  ///< compares all members
 };
 
@@ -27,12 +28,12 @@ struct RunsActions {
   std::function<void(const std::string& text)> search;  ///< the search text changed
   std::function<void()> select;                         ///< another row was selected
   std::function<void()> activate;                       ///< the window received the focus
-  std::function<void()> saveAs;                         ///< a button or its key was pressed, as
-  std::function<void()> copy;                           ///< for all following actions
-  std::function<void()> deliver;
-  std::function<void()> exportCsv;
-  std::function<void()> showInFolder;
-  std::function<void()> remove;
+  std::function<void()> saveAs;                         ///< Save as… was pressed
+  std::function<void()> copy;                           ///< Copy was pressed
+  std::function<void()> deliver;                        ///< Deliver again or Stop was pressed
+  std::function<void()> exportCsv;                      ///< Export as CSV… was pressed
+  std::function<void()> showInFolder;                   ///< Show in folder was pressed
+  std::function<void()> remove;                         ///< Delete… was pressed
 };
 
 /// The window with the earlier synchronizations: a list with a search field, a preview, and buttons
@@ -44,6 +45,7 @@ class RunsWindow {
   virtual void SetActions(RunsActions actions) = 0;  ///< call once, before showing the window
 
   /// Replaces all rows without calling the callbacks.
+  /// @param rows      the new rows, from top to bottom
   /// @param selected  position of the row to select, from 0; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;
 
@@ -57,8 +59,13 @@ class RunsWindow {
   /// @param remove  the button Delete
   virtual void EnableActions(bool use, bool remove) = 0;
 
-  virtual void ShowDelivering(bool delivering) = 0;     ///< the button Deliver again stops then
+  virtual void ShowDelivering(bool delivering) = 0;     ///< true: Deliver again becomes Stop
   virtual void ShowMessage(std::string_view text) = 0;  ///< shows one line
+
+  /// Asks the user whether to delete a run.
+  /// @param question     one sentence
+  /// @param consequence  what is lost
+  /// @return true if the user confirms
   virtual bool ConfirmDeletion(std::string_view question, std::string_view consequence) = 0;
 
   /// Lets the user choose the rows of a CSV file.
