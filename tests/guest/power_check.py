@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Checks which records a power failure can lose.
 
-Usage: power_check.py TYPE IMAGE LOG RUNS LIST [--at-erase N] [--later N] [--random-state N]
+Usage: power_check.py TYPE IMAGE LOG RUNS LIST [--OPTION N]...
 
   TYPE   file system: ext4, xfs or btrfs
   IMAGE  the disk before the recording
@@ -10,9 +10,14 @@ Usage: power_check.py TYPE IMAGE LOG RUNS LIST [--at-erase N] [--later N] [--ran
   LIST   the program power_runs
 
 A disk that loses its power keeps all data that was written before the last completed flush. Of the
-later writes, it keeps any. At each erase command and at each later write, this script creates such
-states, mounts them and compares the archives with the records of all runs that have been erased so
-far. The options set the number of random states for each erase command and for each other write.
+later writes, it keeps any. At each erase command and at random later writes, this script creates
+such states, mounts them and compares the archives with the records of all runs that have been
+erased so far.
+
+  --at-erase      number of random states for each erase command
+  --later         number of later writes after which two states are checked
+  --atomic        number of bytes that the disk writes as a whole; longer writes can be torn
+  --random-state  selects the states
 
 Needs root, because it mounts file systems. Prints the number of states. Exits with status 1 if a
 state lacks a record or cannot be mounted.
@@ -97,7 +102,7 @@ class Disk:
         self._used.update(range(write.offset - write.offset % _CHUNK, end, _CHUNK))
 
     def mount(self, writes):
-        """Mounts the contents after the last flush, changed by these writes. Returns success."""
+        """Mounts the contents after the last flush, changed by these writes. Returns errno, or 0."""
         os.ftruncate(self._file, 0)
         os.ftruncate(self._file, len(self._stable))
         view = memoryview(self._stable)
@@ -106,8 +111,9 @@ class Disk:
         view.release()
         for write in writes:
             os.pwrite(self._file, write.data, write.offset)
-        return _libc.mount(self._device.encode(), self.mounted_at.encode(), self._kind.encode(),
-                           _MS_RDONLY, None) == 0
+        result = _libc.mount(self._device.encode(), self.mounted_at.encode(), self._kind.encode(),
+                             _MS_RDONLY, None)
+        return ctypes.get_errno() if result != 0 else 0
 
     def unmount(self):
         if _libc.umount2(self.mounted_at.encode(), 0) != 0:
@@ -120,6 +126,7 @@ class Check:
         self._list = arguments.list
         self._disk = disk
         self._random = random.Random(arguments.random_state)
+        self._atomic = arguments.atomic
         self._seen = set()  # states since the last flush
         self._expected = set()
         self.states = collections.Counter()
@@ -148,8 +155,9 @@ class Check:
             return
         self._seen.add(key)
         self.states[kind] += 1
-        if not self._disk.mount(writes):
-            self.lost["cannot be mounted"] += 1
+        error = self._disk.mount(writes)
+        if error:
+            self.lost[f"cannot be mounted, {kind}: {os.strerror(error)}"] += 1
             return
         missing = self.missing()
         self._disk.unmount()
@@ -157,15 +165,16 @@ class Check:
             self.lost[f"lacks records, {kind}"] += 1
 
     def subset(self, writes):
-        """Returns some of these writes. Of some, only the first or last sectors are kept."""
+        """Returns some of these writes, and the first or last part of some others."""
         kept = []
         for write in writes:
-            sectors = len(write.data) // SECTOR
+            start = -write.offset % self._atomic
+            cuts = range(start or self._atomic, len(write.data), self._atomic)
             choice = self._random.randrange(8)
             if choice < 4:
                 kept.append(write)
-            elif choice == 4 and sectors > 1:
-                cut = self._random.randrange(1, sectors) * SECTOR
+            elif choice == 4 and cuts:
+                cut = self._random.choice(cuts)
                 kept.append(self._random.choice([
                     Write(write.offset, write.data[:cut]),
                     Write(write.offset + cut, write.data[cut:])]))
@@ -194,6 +203,7 @@ def main():
     parser.add_argument("list")
     parser.add_argument("--at-erase", type=int, default=20)
     parser.add_argument("--later", type=int, default=2000)
+    parser.add_argument("--atomic", type=int, default=4096)
     parser.add_argument("--random-state", type=int, default=1)
     arguments = parser.parse_args()
     start = FILE_SYSTEM_START * SECTOR
