@@ -4,7 +4,6 @@
 #include <cctype>
 #include <utility>
 
-#include "app/Destinations.h"
 #include "app/LineEnds.h"
 #include "base/Log.h"
 #include "base/Utf8.h"
@@ -202,7 +201,7 @@ platform::RunRow EarlierRuns::RowOf(const Listed& listed) const {
   row.records = std::to_string(run.records);
   const auto titles = std::span(kDestinationTitles);
   const auto destination = static_cast<std::size_t>(run.destination);
-  row.destination = titles[destination < titles.size() ? destination : kToFrontmostApplication];
+  row.destination = titles[destination < titles.size() ? destination : kToActiveApplication];
   if (run.destination == kToFile) row.destination = run.file.empty() ? run.target : run.file;
   if (run.destination == kToNamedApplication) row.destination = run.target;
   row.state = live                ? "Live scans"

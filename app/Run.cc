@@ -1,6 +1,5 @@
 #include "app/Run.h"
 
-#include "app/Destinations.h"
 #include "base/Log.h"
 #include "output/TextEncoding.h"
 

@@ -4,7 +4,6 @@
 #include <string>
 #include <utility>
 
-#include "app/Destinations.h"
 #include "base/Log.h"
 
 namespace quillet {
@@ -93,7 +92,7 @@ void SettingsEditor::ChangeDestinationInformation() {
       form_.SetPath(settings_.appname.Get());
       break;
     case kToView:
-    case kToFrontmostApplication:
+    case kToActiveApplication:
       form_.SetPathEnabled(false);
       form_.SetPath("");
       break;

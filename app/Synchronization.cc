@@ -1,4 +1,3 @@
-#include "app/Destinations.h"
 #include "app/LineEnds.h"
 #include "app/SyncController.h"
 #include "base/Log.h"

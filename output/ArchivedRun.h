@@ -24,16 +24,16 @@ std::string UnescapedText(std::string_view text);
 /// The contents of a records file, except its records. Texts are empty if the file does not contain
 /// them.
 struct ArchivedRun {
-  std::string time;              ///< local time when the file was opened: YYYY-MM-DD hh:mm:ss
-  std::string serial;            ///< serial number of the scanner
-  std::string file;              ///< path of the output file, if it was written
-  std::string target;            ///< path of the output file or the application in the settings
-  std::int32_t destination = 1;  ///< see app/Destinations.h
-  std::int64_t records = 0;      ///< number of records, without erased ones
-  bool whole = false;            ///< the file has no incomplete entry
-  bool ended = false;            ///< false for live scans and for a run that was interrupted
-  bool complete = false;         ///< all records of the scanner were received
-  bool erased = false;           ///< the scanner confirmed that it was erased
+  std::string time;    ///< local time when the file was opened: YYYY-MM-DD hh:mm:ss
+  std::string serial;  ///< serial number of the scanner
+  std::string file;    ///< path of the output file, if it was written
+  std::string target;  ///< path of the output file or the application in the settings
+  std::int32_t destination = kToView;  ///< as in Settings
+  std::int64_t records = 0;            ///< number of records, without erased ones
+  bool whole = false;                  ///< the file has no incomplete entry
+  bool ended = false;                  ///< false for live scans and for a run that was interrupted
+  bool complete = false;               ///< all records of the scanner were received
+  bool erased = false;                 ///< the scanner confirmed that it was erased
 };
 
 /// Receives a stored record. `scanner` and `settings` are the same objects for all records of a

@@ -25,7 +25,6 @@ constexpr int kOutputFilePolls = 30s / kPollPause;
 
 constexpr std::size_t kLinesPerWrite = std::size_t{64} * 1024;  // bytes
 constexpr int kMaximumNumber = 1000;
-constexpr std::size_t kChoices = 14;  // characters of the settings file with flags and numbers
 
 }  // namespace
 
@@ -150,7 +149,7 @@ std::optional<ErasePermit> RunArchive::AwaitCopy() {
   // In a record-by-record download, the erase is queued before the output file is written.
   for (int poll = 0; poll < kOutputFilePolls; ++poll) {
     if (OutputFileIsACopy()) return ErasePermit();
-    if (settings_.destination != 0 || runsInProgress_ == 0) break;
+    if (settings_.destination != kToFile || runsInProgress_ == 0) break;
     clock_.Sleep(kPollPause);
   }
   if (OutputFileIsACopy()) return ErasePermit();
@@ -316,11 +315,12 @@ void RunArchive::DropOldRuns() {
 std::string RunArchive::Header() const {
   const std::int32_t destination = settings_.destination;
   std::string target;
-  if (destination == 0) target = settings_.filename.Get();
-  if (destination == 3) target = settings_.appname.Get();
+  if (destination == kToFile) target = settings_.filename.Get();
+  if (destination == kToNamedApplication) target = settings_.appname.Get();
   SettingsImage image;
   WriteChoices(settings_, image);
-  const std::string choices(image.data(), kChoices);
+  std::string choices(image.data(), kApplicationNamePosition);
+  choices.erase(choices.find_last_not_of('0') + 1);
   return "scanner " + EscapedText(scanner_.SerialNo.TextFrom(0)) + "\nfirmware " +
          EscapedText(scanner_.FWVersion.TextFrom(0)) + "\nlayout " +
          (scanner_.bTavo300 ? "300" : "older") + "\nsettings " + EscapedText(choices) +

@@ -1,6 +1,5 @@
 // Tests of the whole program, without its window, on the macOS backends and the fake frameworks.
 
-#include "app/Destinations.h"
 #include "program/Desktop.h"
 #include "tests/macos/fakes/Fakes.h"
 #include "tests/support/AppFixture.h"
@@ -80,7 +79,7 @@ TEST_F(ProgramOnMacTest, ActivatesOnConnectAndDisconnectsOnUnplug) {
 }
 
 TEST_F(ProgramOnMacTest, TypesARecordKeyByKey) {
-  DeliverTo(kToFrontmostApplication);
+  DeliverTo(kToActiveApplication);
   controller.DisplayBarcode("aB\r\n");
   std::vector<std::pair<int, std::uint64_t>> downs;
   for (const PostedKey& posted : TheMac().posted) {
@@ -90,7 +89,7 @@ TEST_F(ProgramOnMacTest, TypesARecordKeyByKey) {
 }
 
 TEST_F(ProgramOnMacTest, PastesARecordWithCommandV) {
-  DeliverTo(kToFrontmostApplication);
+  DeliverTo(kToActiveApplication);
   controller.lumet->bNonEnglish = 1;
   controller.DisplayBarcode("12\xC3\xA9\r\n");
   EXPECT_EQ(TheMac().pasteboardText, "12\xC3\xA9\r\n");
