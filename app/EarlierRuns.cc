@@ -328,7 +328,7 @@ void EarlierRuns::DeliverOnThread(const std::string& name) {
   });
 }
 
-// Returns the message at the end.
+// Returns the message to show when the delivery has ended.
 std::string EarlierRuns::Deliver(const std::string& name) {
   const auto contents = Records(name);
   if (!contents) return "The records cannot be read. Check the disk.";

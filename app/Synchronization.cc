@@ -133,7 +133,7 @@ void SyncController::ReportArchiveProblem(RunArchive::Problem problem) {
     case RunArchive::Problem::kEraseWithheld:
       return ShowMessage("The scanner was not erased, because its records are not on the disk.");
     case RunArchive::Problem::kCutOff:
-      return ShowMessage("The scanner was not erased, because records were cut off.");
+      return ShowMessage("The scanner was not erased, because some records are incomplete.");
   }
 }
 

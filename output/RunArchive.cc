@@ -18,7 +18,7 @@ constexpr std::string_view kRecordsEnding = ".records";
 constexpr std::string_view kLinesEnding = ".txt";
 constexpr std::string_view kOpenEnding = ".open";
 
-// An ordinary run takes milliseconds. A slow device with much other data to write takes seconds.
+// Synchronizing a run with the disk takes milliseconds, but seconds if a slow disk is busy.
 constexpr auto kLongestSynchronization = 30s;
 constexpr auto kPollPause = 50ms;
 constexpr int kOutputFilePolls = 30s / kPollPause;

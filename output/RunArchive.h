@@ -35,7 +35,7 @@ class RunArchive final : public RecordArchive {
   enum class Problem {
     kNotWritten,     ///< a record could not be written to the archive
     kEraseWithheld,  ///< the scanner is not erased, because records are on no disk
-    kCutOff,         ///< the scanner is not erased, because records were cut off
+    kCutOff,         ///< the scanner is not erased, because some records are incomplete
   };
 
   static constexpr std::uint64_t kFileSize = 20'000'000;      ///< size that starts a new file
@@ -89,7 +89,7 @@ class RunArchive final : public RecordArchive {
   std::optional<ErasePermit> AwaitCopy() override;
   void Erased() override;
 
-  /// Returns true if a record could not be kept since the last run began. Any thread.
+  /// Returns true if archiving a record of the current run has failed. Any thread.
   bool failed() const { return failed_; }
 
   /// Absolute path of the archive folder.

@@ -17,7 +17,7 @@ bool HasByteOrderMark(std::string_view bytes);
 /// Replaces each byte that is not part of a valid UTF-8 sequence with U+FFFD.
 std::string RepairUtf8(std::string_view bytes);
 
-/// Returns the length of a valid UTF-8 text in UTF-16 code units.
+/// Returns the length of a valid UTF-8 string in UTF-16 code units.
 std::size_t Utf16Length(std::string_view text);
 
 }  // namespace quillet

@@ -151,7 +151,7 @@ bool DesktopApplications::Start(const ApplicationFile& file, Opened& opened) {
     opened.pid = pid;
     opened.process = std::make_unique<WatchedProcess>(pid, clock_);
   });
-  // If D-Bus starts the application, its process number is unknown.
+  // If D-Bus starts the application, its process ID is unknown.
   if (started && (!opened.process || !opened.process->IsKnown())) opened.handedOver = opened.start;
   return started;
 }

@@ -129,14 +129,14 @@ struct QtRunsWindow::Parts {
   QtTextView preview{previewWidget};
   QLabel& message = *new Message;
   QPushButton& saveAs =
-      MakeButton(&RunsActions::saveAs, "&Save as…", "Save the lines in a text file");
+      MakeButton(&RunsActions::saveAs, "&Save as…", "Save the lines to a text file");
   QPushButton& copy = MakeButton(&RunsActions::copy, "&Copy", "Copy the lines to the clipboard");
   QPushButton& deliver =
       MakeButton(&RunsActions::deliver, "&Deliver again",
-                 "Compose the lines with the current settings and deliver them to the current "
-                 "destination. An existing file is never changed.");
+                 "Format the records with the current settings and deliver them to the current "
+                 "destination. Existing files are never changed.");
   QPushButton& exportCsv = MakeButton(&RunsActions::exportCsv, "E&xport as CSV…",
-                                      "Save the records in a file for a spreadsheet");
+                                      "Save the records as a table for spreadsheet programs");
   QPushButton& showInFolder = MakeButton(&RunsActions::showInFolder, "Show in &folder",
                                          "Show the archived file in the file manager");
   QPushButton& remove =

@@ -17,7 +17,7 @@ class QtWorkspace final : public Workspace {
   void ActivateIgnoringOtherApps() override;
   bool IsActive() override;
   /// Asks the file manager over D-Bus to select the file (org.freedesktop.FileManager1). If no file
-  /// manager offers this, opens the folder with the desktop's program for folders.
+  /// manager supports this, opens the folder with the desktop's default file manager.
   void ShowInFolder(const std::string& path) override;
 
  private:

@@ -1,7 +1,8 @@
 // Usage: run_bench [ROUNDS [RECORDS]] | run_bench singly | run_bench archive [ROUNDS]
 //
 // Measures downloading a burst to a file (default: 15 rounds of 20,000 records). The program runs
-// without its window and is connected over a pseudo-terminal. Prints in seconds, for each round:
+// without its window and is connected over a pseudo-terminal. For each round, prints these times in
+// seconds:
 //   unpaced  from the command "P" to the last record, with a log listener; baseline: a poll loop
 //            that only reads the same burst
 //   tail     from the first record to the last; baseline: the program's "unpaced" time
@@ -13,13 +14,14 @@
 // With "singly", prints the time per record when records are requested one by one:
 //   record   baseline: the pauses of the protocol, 1 ms per byte of the command and 0.1 s per poll
 //
-// With "archive", prints for each round (default: 15) of programs with and without the archive:
+// With "archive", runs the program with and without the archive and prints for each round
+// (default: 15):
 //   archive-burst   20,000 records, unpaced, from the command "P" to the last archived line
 //   archive-record  the time per record when 200 records are requested one by one and the scanner
 //                   answers at once
-//   archive-burst-processor, archive-record-processor
-//                   processor time of the read thread from the transfer's end to the last archived
-//                   line, and per record
+//   archive-burst-processor   processor time of the read thread from the end of the transfer to
+//                             the last archived line
+//   archive-record-processor  processor time of the read thread per record
 
 #include <fcntl.h>
 #include <termios.h>

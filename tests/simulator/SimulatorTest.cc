@@ -175,7 +175,7 @@ TEST_F(SimulatorTest, DropsThePendingAnswerWhenUnplugged) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, KeepsOtherFilesAtTheLinkPath) {
+TEST_F(SimulatorTest, DoesNotReplaceAFileAtTheLinkPath) {
   const test::TemporaryFolder folder;
   options.linkPath = folder / "scanner";
   fs::create_symlink("/dev/null", options.linkPath);

@@ -148,7 +148,7 @@ class SignalTest(ArchiveFaultsTest):
         self.assertEqual(1, self.quillet.wait_for_end())
         self.assertLess(time.monotonic() - began, _LONGEST_END)
 
-    def test_ignores_a_signal_ignored_at_the_start(self):
+    def test_keeps_ignoring_a_signal_ignored_at_startup(self):
         self.start(preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         self.quillet.process.send(signal.SIGHUP)
         self.desktop.wait_for_window_manager()

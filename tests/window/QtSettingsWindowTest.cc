@@ -172,7 +172,7 @@ TEST_F(QtSettingsWindowTest, ShowsEveryValueWithoutReportingAChange) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, ShowSetsControlsInTheOrderOfTheValues) {
+TEST_F(QtSettingsWindowTest, ShowSetsControlsInFieldOrder) {
   std::vector<std::size_t> order;  // byte offsets in the settings file
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
