@@ -167,6 +167,14 @@ TEST_F(SerialPortTest, OnlyClosingOutputClosesDescriptorZero) {
   EXPECT_EQ(open("/dev/null", O_RDWR), 0);
 }
 
+TEST_F(SerialPortTest, OpensAPortAsDescriptorZero) {
+  close(0);
+  Open(FifoIn(folder));
+  EXPECT_EQ(port.inputfd(), 0);
+  port.closeConnections();
+  EXPECT_TRUE(IsOpen(0) || open("/dev/null", O_RDWR) == 0);
+}
+
 TEST_F(SerialPortTest, ClosesTheDescriptorsOfThePreviousPort) {
   Open(FifoIn(folder));
   const int input = port.inputfd();
