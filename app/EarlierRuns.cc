@@ -22,19 +22,19 @@ constexpr std::string_view kLinesEnding = ".txt";
 constexpr std::string_view kOpenEnding = ".open";
 constexpr std::string_view kLiveName = "_live";
 
-// Far larger than any file of the archive. Limits memory use.
+// Limits memory use. Far larger than any file in the archive.
 constexpr std::size_t kLargestFile = 100'000'000;
 constexpr std::size_t kPreviewSize = std::size_t{64} * 1024;
 
-// Longest time for which reading the list occupies the main thread, except for a large file.
+// Limits how long reading files blocks the main thread. A single large file may take longer.
 constexpr auto kTurn = 20ms;
 
 constexpr auto kLongestWait = 60s;
 constexpr auto kWindowPoll = 100ms;
 constexpr auto kAnswerPoll = 1ms;
 constexpr int kAnswerPolls = 2000;
-// Between two windows, the focus is in neither of them for a moment. The user may also have to
-// click a field in the other window.
+// While the focus moves between windows, no window has it for a moment. The user may also need
+// time to click a field in the other window.
 constexpr auto kSettlingTime = 1s;
 
 constexpr int kMaximumNumber = 10'000;
@@ -47,7 +47,7 @@ std::string Folded(std::string_view text) {
   return folded;
 }
 
-// Whether `text` contains each word of `words`.
+// Returns true if `text` contains every word in `words`.
 bool ContainsAll(std::string_view text, std::string_view words) {
   while (!words.empty()) {
     const std::size_t end = std::min(words.find(' '), words.size());
@@ -89,7 +89,7 @@ void EarlierRuns::RunEnded() {
   });
 }
 
-// Reads only files that have changed since they were last read.
+// Updates the list. Reads only files that are new or have changed.
 void EarlierRuns::Refresh() {
   const std::vector<FileStore::Entry> entries = platform_.files.List(parts_.archive.folder());
   std::vector<Listed> before = std::exchange(runs_, {});
@@ -141,7 +141,7 @@ void EarlierRuns::ShowRows() {
     shown_.push_back(listed.name);
   }
   if (std::ranges::find(shown_, selected_) == shown_.end()) {
-    // The row that took the place of the selected one.
+    // The selected row has disappeared. Selects the row that is now at its position.
     const auto old = std::ranges::find(before, selected_);
     const auto place = old == before.end() ? 0 : static_cast<std::size_t>(old - before.begin());
     selected_ = shown_.empty() ? "" : shown_[std::min(place, shown_.size() - 1)];
@@ -161,7 +161,7 @@ void EarlierRuns::ShowSelected() {
   selected_ = row < 0 ? "" : shown_[static_cast<std::size_t>(row)];
   const Listed* const listed = Selected();
   window_.EnableActions(listed != nullptr, listed != nullptr && !listed->inProgress);
-  // A new text would scroll the preview to its beginning.
+  // Setting the same text again would scroll the preview to its beginning.
   const std::string previewed =
       listed == nullptr ? "" : listed->name + " " + std::to_string(listed->bytes);
   if (std::exchange(previewed_, previewed) == previewed) return;
@@ -212,7 +212,7 @@ platform::RunRow EarlierRuns::RowOf(const Listed& listed) const {
   return row;
 }
 
-// A run that was interrupted may have records whose lines were not written.
+// An interrupted run may contain records whose lines were not written.
 bool EarlierRuns::HasAllLines(const Listed& listed) const {
   return IsLive(listed) || listed.run->complete;
 }
@@ -328,7 +328,7 @@ void EarlierRuns::DeliverOnThread(const std::string& name) {
   });
 }
 
-// Returns the message to show when the delivery has ended.
+// Delivers the records of a run. Returns the message to show afterwards.
 std::string EarlierRuns::Deliver(const std::string& name) {
   const auto contents = Records(name);
   if (!contents) return "The records cannot be read. Check the disk.";
@@ -354,7 +354,7 @@ std::string EarlierRuns::DeliverToFile(std::string_view contents) {
   return Counted(run->records) + " delivered to " + path;
 }
 
-// Adds a number to the name if the file exists.
+// Returns `path`, with a number added to the file name if the file exists.
 std::string EarlierRuns::FreePath(const std::string& path) const {
   const std::size_t slash = path.rfind('/');
   std::size_t dot = path.rfind('.');
@@ -399,7 +399,7 @@ std::string EarlierRuns::DeliverToApplication(std::string_view contents, std::in
          " cannot be typed: turn on \"Paste text instead of typing it\".";
 }
 
-// Returns true if another application's window has the focus. Waits until it has, or until the
+// Waits until another application's window has the focus. Returns false after a time-out or if the
 // delivery must stop.
 bool EarlierRuns::AwaitOtherWindow() {
   if (!IsActive() && otherWindowIsActive_) return true;
@@ -424,7 +424,8 @@ bool EarlierRuns::AwaitOtherWindow() {
   return false;
 }
 
-// Asks the main thread. Without an answer, returns true.
+// Asks the main thread whether a Quillet window has the focus. Returns true if the main thread does
+// not answer.
 bool EarlierRuns::IsActive() {
   answered_ = false;
   platform_.mainQueue.Async([this] {

@@ -23,37 +23,37 @@ namespace quillet {
 
 /// Lists the synchronizations in the archive and saves, copies, delivers or deletes their records.
 ///
-/// Main thread, except for Deliver again, which composes and delivers on a separate thread.
+/// Main thread. Deliver again composes and delivers the lines on a separate thread.
 class EarlierRuns {
  public:
-  /// The objects that the list uses. All outlive the list.
+  /// The objects that EarlierRuns uses. All must outlive it.
   struct Parts {
     const Platform& platform;       ///< files, panels, clipboard and desktop
     platform::RunsWindow& window;   ///< shows the list
     RunArchive& archive;            ///< the archive
     LumetFile& file;                ///< writes the output file of Deliver again
     const Settings& settings;       ///< the current settings
-    ApplicationDelivery& delivery;  ///< types or pastes for Deliver again
+    ApplicationDelivery& delivery;  ///< types or pastes the lines for Deliver again
     StatusStrip& strip;             ///< shows the progress of Deliver again
     std::function<bool()> isBusy;   ///< whether a run is in progress; any thread
     std::function<void(std::string_view line)> showLine;  ///< appends to the main view; any thread
   };
 
-  /// Sets the actions of the window.
+  /// Sets the window's callbacks.
   explicit EarlierRuns(const Parts& parts);
   EarlierRuns(const EarlierRuns&) = delete;
   EarlierRuns& operator=(const EarlierRuns&) = delete;
 
-  void Open();      ///< shows the window with the runs in the archive
-  void RunEnded();  ///< updates the list. Any thread.
+  void Open();      ///< shows the window and lists the runs in the archive
+  void RunEnded();  ///< updates the list; any thread
 
  private:
   /// A run in the archive.
   struct Listed {
-    std::string name;  // of the files, without the ending
+    std::string name;  // of the files, without the extension
     std::uint64_t bytes = 0;
     bool inProgress = false;
-    std::optional<ArchivedRun> run = {};  // no value until the file has been read
+    std::optional<ArchivedRun> run = {};  // no value if the file is unread or unreadable
     bool wasRead = false;
   };
 
@@ -92,17 +92,17 @@ class EarlierRuns {
   platform::RunsWindow& window_;
   bool opened_ = false;
   std::vector<Listed> runs_;        // newest first
-  std::vector<std::string> shown_;  // names of the rows
-  std::string selected_;            // name
+  std::vector<std::string> shown_;  // names of the displayed runs, one per row
+  std::string selected_;            // name of the selected run
   std::string previewed_;           // name and size of the run in the preview
   std::string search_;
-  std::string folder_;  // of the last file saved
+  std::string folder_;  // folder of the file saved last
 
   ThreadHandle delivering_;
   Word<bool> stopped_ = false;
   Word<bool> isActive_ = true;
   Word<bool> answered_ = false;
-  bool otherWindowIsActive_ = false;  // delivering thread
+  bool otherWindowIsActive_ = false;  // used only by the delivery thread
 };
 
 }  // namespace quillet

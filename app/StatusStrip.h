@@ -16,10 +16,10 @@ class StatusStrip {
   explicit StatusStrip(platform::ProgressDisplay& display) : display_(display) {}
 
   void ShowProgress(const RunProgress::Shown& shown);  ///< shows progress until EndProgress
-  void EndProgress();                                  ///< shows the message again, if there is one
+  void EndProgress();                                  ///< shows the latest message, if any
 
   /// Shows a message until the next one.
-  /// @param message  UTF-8, one line; empty: removes the message
+  /// @param message  one line of UTF-8; an empty string removes the message
   void ShowMessage(std::string_view message);
 
  private:

@@ -6,8 +6,8 @@
 
 namespace quillet {
 
-/// Proof that erasing the scanner loses no record. Lumet sends the erase command only with such a
-/// proof.
+/// Proof that erasing the scanner loses no record. Lumet sends the erase command only with a
+/// permit.
 class ErasePermit {
  public:
   /// Returns a permit for a run without records.
@@ -19,7 +19,7 @@ class ErasePermit {
   }
 
  private:
-  friend class RunArchive;  // creates permits for synchronized copies
+  friend class RunArchive;  // creates permits for records that are on the disk
   ErasePermit() = default;
 };
 
@@ -27,7 +27,7 @@ class ErasePermit {
 /// Implemented by RunArchive.
 class RecordArchive {
  public:
-  /// Called when the scanner has reported its number of records. Read thread.
+  /// Called when the scanner has reported how many records it has. Read thread.
   virtual void DownloadStarted() = 0;
 
   /// Keeps a record that is not part of a burst. Called before the record is delivered. Read
@@ -40,7 +40,7 @@ class RecordArchive {
   virtual void KeepBurst(std::span<const std::uint8_t> records) = 0;
 
   /// Called after the last record of a burst has been delivered. Read thread.
-  /// @param complete  false if records are known to be cut off
+  /// @param complete  false if some records are known to be incomplete
   virtual void BurstDelivered(bool complete) = 0;
 
   /// Waits, for a limited time, until every record of the run is on the computer's disk. Command

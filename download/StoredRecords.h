@@ -8,7 +8,7 @@
 namespace quillet {
 
 /// Returns a stored record's length in bytes, computed from its length field.
-/// @param buffer  the received bytes, read as 0 beyond their end
+/// @param buffer  the received bytes; bytes beyond the end are read as 0
 /// @param offset  index of the record in `buffer`
 /// @param is300   whether the record has the 300-series layout
 inline std::int32_t RecordLength(std::span<const std::uint8_t> buffer, std::int32_t offset,
@@ -17,17 +17,17 @@ inline std::int32_t RecordLength(std::span<const std::uint8_t> buffer, std::int3
                                          : NumberAt(buffer, offset, 1) + 1);
 }
 
-/// Calls `record(offset, step, usable)` for each stored record of a burst. `step` is its length in
-/// bytes. `usable` is false for an erased record and for a record with an invalid length, which
-/// ends the walk: a length of 0 would cause an endless loop, and a record that exceeds the buffer
-/// is incomplete. All other lengths are accepted.
-/// @param buffer  the received bytes, read as 0 beyond their end
+/// Calls `record(offset, step, usable)` for each stored record of a burst. `step` is the record's
+/// length in bytes. `usable` is false for an erased record and for a record with an invalid length.
+/// An invalid length stops the iteration: a length of 0 would cause an endless loop, and a record
+/// that exceeds the buffer is incomplete. All other lengths are accepted.
+/// @param buffer  the received bytes; bytes beyond the end are read as 0
 /// @param offset  index of the first record
 /// @param end     index after the last record
 /// @param is300   whether the records have the 300-series layout
 /// @param record  the function to call
-/// @return the index where the walk ended: less than `end` after an invalid length, greater if the
-///         last record exceeds `end`
+/// @return the index at which the iteration stopped: less than `end` after an invalid length,
+///         greater if the last record exceeds `end`
 template <class Record>
 std::int32_t ForEachBurstRecord(std::span<const std::uint8_t> buffer, std::int32_t offset,
                                 std::int32_t end, bool is300, Record&& record) {

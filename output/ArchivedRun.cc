@@ -20,7 +20,7 @@ std::string_view TakeUntil(std::string_view& text, char separator) {
   return taken;
 }
 
-// Returns no value if the text is not a decimal number or the number is too large.
+// Parses a decimal number. Returns no value if the text is not a number or the number is too large.
 std::optional<std::size_t> Number(std::string_view text) {
   std::size_t number = 0;
   const char* const end = text.data() + text.size();

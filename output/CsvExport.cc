@@ -9,13 +9,14 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-// Settings that compose a line of symbology, time and data. The symbology and the time contain no
-// tab, so everything after the second tab is data.
+// Settings for lines with symbology, time and data. The symbology and the time contain no tab, so
+// everything after the second tab is data.
 constexpr std::int32_t kSymbologyTimeData = 1;
 constexpr std::int32_t kTab = 1;
 constexpr std::int32_t kNothing = 0;
 
-// OWASP, CSV Injection. The last four are the full-width forms of the first four.
+// Characters that can start a formula (OWASP, CSV Injection). The last four are the full-width
+// forms of the first four.
 constexpr std::string_view kFormulaStarts[] = {"=",  "+",  "-",  "@",  "\t", "\r",
                                                "\n", "＝", "＋", "－", "＠"};
 

@@ -19,17 +19,16 @@ namespace quillet {
 ///
 /// - UTF-8 with a byte-order mark. Without the mark, Excel reads the file in the code page of the
 ///   system.
-/// - Every field is quoted, which is how a CSV file marks text. Digits are not changed, so leading
-///   zeros stay in the file.
+/// - All fields except quantities are quoted, which marks them as text. Leading zeros are kept.
 /// - The time is written as "2026-11-16 14:07:09", the ISO form that spreadsheets recognize.
-/// - An apostrophe precedes a value that a spreadsheet would run as a formula.
+/// - An apostrophe is inserted before a value that a spreadsheet could run as a formula.
 class CsvExport {
  public:
   /// @param rowPerBarcode  true: one row per barcode, with its quantity; false: one row per record
   explicit CsvExport(bool rowPerBarcode);
 
   /// Adds a record. For use as an ArchivedRecord.
-  /// @param scanner  the same object in each call
+  /// @param scanner  the scanner that sent the record; must be the same object in every call
   /// @param record   the record as received
   void Add(const ScannerIdentity& scanner, std::span<const std::uint8_t> record);
 
@@ -43,7 +42,7 @@ class CsvExport {
   Settings fields_;
   std::optional<RecordComposer> composer_;
   std::string rows_;
-  std::vector<const Barcode*> order_;  // in the order of the first scans
+  std::vector<const Barcode*> order_;  // sorted by first scan
   std::map<Barcode, std::int64_t> quantities_;
 };
 

@@ -18,7 +18,7 @@ constexpr std::string_view kRecordsEnding = ".records";
 constexpr std::string_view kLinesEnding = ".txt";
 constexpr std::string_view kOpenEnding = ".open";
 
-// Synchronizing a run with the disk takes milliseconds, but seconds if a slow disk is busy.
+// Flushing a run's files to the disk takes milliseconds, but seconds if a slow disk is busy.
 constexpr auto kLongestSynchronization = 30s;
 constexpr auto kPollPause = 50ms;
 constexpr int kOutputFilePolls = 30s / kPollPause;
@@ -46,7 +46,7 @@ std::vector<std::string> RunArchive::TakeInterruptedRuns() {
   for (const FileStore::Entry& entry : files_.List(folder_)) {
     if (!entry.name.ends_with(kOpenEnding)) continue;
     std::string name = entry.name.substr(0, entry.name.size() - kOpenEnding.size());
-    // The file cannot be opened while another process writes the run.
+    // The file cannot be opened while another process is writing the run.
     if (!files_.OpenGrowing(PathOf(name, kRecordsEnding), false)) continue;
     files_.Remove(PathOf(name, kOpenEnding));
     names.push_back(std::move(name));
@@ -64,7 +64,7 @@ void RunArchive::Begin() {
   ++runsInProgress_;
 }
 
-// The erase command of an earlier run is sent before this point, not before Begin.
+// Resets the counts here, not in Begin: an earlier run may send its erase command after Begin.
 void RunArchive::DownloadStarted() {
   if (overlaps_) return;
   received_ = 0;
@@ -132,7 +132,7 @@ void RunArchive::CloseRun(std::string_view status) {
   if (!std::exchange(run_.open, false)) return;
   AppendEntry(run_, "end " + std::string(status) + " " + Timestamp() + "\n");
   files_.Remove(PathOf(run_.name, kOpenEnding));
-  DropOldRuns();  // not before the run, since listing the files would delay its records
+  DropOldRuns();  // after the run, since listing the files would delay its records
 }
 
 void RunArchive::Erased() {
@@ -157,8 +157,8 @@ std::optional<ErasePermit> RunArchive::AwaitCopy() {
   return std::nullopt;
 }
 
-// The files are removed before dayDeleted_ is set: the read thread then never reopens a file that
-// is about to be removed.
+// Removes the files before it sets dayDeleted_, so the read thread never reopens a file that is
+// about to be removed.
 bool RunArchive::Delete(const std::string& name) {
   if (files_.Exists(PathOf(name, kOpenEnding))) return false;
   bool isDay = false;
@@ -169,7 +169,7 @@ bool RunArchive::Delete(const std::string& name) {
     isHeld = current_[0].name == name ||
              std::ranges::any_of(closed_, [&](const Held& held) { return held.name == name; });
   }
-  // A file that this process holds may belong to the run in progress.
+  // A file that this process has open may belong to the run in progress.
   if (isHeld && runsInProgress_ > 0) return false;
   const std::string records = PathOf(name, kRecordsEnding);
   if (!isHeld && !isDay && files_.Exists(records) && !files_.OpenGrowing(records, false)) {
@@ -247,7 +247,7 @@ void RunArchive::OpenRun() {
     numbered = name + "_" + std::to_string(number);
   }
   run_.open = true;
-  // AwaitCopy synchronizes the folder and thus the mark. Synchronizing it here would delay the run.
+  // AwaitCopy flushes the new directory entry to the disk. Flushing it here would delay the run.
   files_.OpenGrowing(PathOf(run_.name, kOpenEnding), true);
 }
 
@@ -265,7 +265,7 @@ void RunArchive::OpenDay() {
       if (!OpenVolume(day_, numbered, true)) Failed();
       return;
     }
-    // A full file, a file whose last entry is incomplete, or a file that another process uses.
+    // Skips full files, files whose last entry is incomplete, and files that another process uses.
     const auto run = ReadArchivedRun(*existing);
     if (run && run->whole && OpenVolume(day_, numbered, false)) {
       day_.size = existing->size();
@@ -275,7 +275,7 @@ void RunArchive::OpenDay() {
   }
 }
 
-// Replaces the volume, which is then empty after an error.
+// Replaces the volume. After an error, the volume is empty.
 bool RunArchive::OpenVolume(Volume& volume, const std::string& name, bool fresh) {
   volume = {};
   if (!files_.CreatePrivateFolder(folder_)) return false;
@@ -296,8 +296,8 @@ void RunArchive::AppendEntry(Volume& volume, std::string_view entry) {
   volume.size += entry.size();
 }
 
-// Keeps the newest runs. Names begin with the date, so they sort by age. The files of the present
-// run cannot be opened again and are therefore kept.
+// Deletes the oldest runs. Names begin with the date, so they sort by age. The files of the current
+// run cannot be opened again, so they are kept.
 void RunArchive::DropOldRuns() {
   std::vector<FileStore::Entry> entries = files_.List(folder_);
   std::size_t runs = 0;

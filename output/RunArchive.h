@@ -27,20 +27,22 @@ namespace quillet {
 /// permits an erase only if all records of the run are on the disk.
 ///
 /// A run has two files of the same name: NAME.txt with the composed lines, and NAME.records with
-/// the records as received. Scans that arrive outside a run go to two files per day. While a run is
-/// in progress, NAME.open marks its files.
+/// the records as received. Scans that arrive outside a run are written to two files per day. While
+/// a run is in progress, a file NAME.open marks it.
 class RunArchive final : public RecordArchive {
  public:
   /// A problem that the user should know about.
   enum class Problem {
     kNotWritten,     ///< a record could not be written to the archive
-    kEraseWithheld,  ///< the scanner is not erased, because records are on no disk
+    kEraseWithheld,  ///< the scanner is not erased, because its records are not on the disk
     kCutOff,         ///< the scanner is not erased, because some records are incomplete
   };
 
-  static constexpr std::uint64_t kFileSize = 20'000'000;      ///< size that starts a new file
-  static constexpr std::uint64_t kArchiveSize = 200'000'000;  ///< size of all files that are kept
-  static constexpr std::size_t kRuns = 100;                   ///< number of runs that are kept
+  static constexpr std::uint64_t kFileSize =
+      20'000'000;  ///< size at which a new file begins, in bytes
+  static constexpr std::uint64_t kArchiveSize =
+      200'000'000;                           ///< maximum size of all files, in bytes
+  static constexpr std::size_t kRuns = 100;  ///< maximum number of runs
 
   /// @param log       must outlive this object, like all other arguments
   /// @param clock     provides the times in names and files
@@ -53,32 +55,32 @@ class RunArchive final : public RecordArchive {
   RunArchive(const RunArchive&) = delete;
   RunArchive& operator=(const RunArchive&) = delete;
 
-  /// Sets the function to call when a problem occurs. Call it before the first record. The function
-  /// is called on the read thread or the command thread.
+  /// Sets the function to call when a problem occurs. Must be called before the first record
+  /// arrives. The function is called on the read thread or the command thread.
   void OnProblem(std::function<void(Problem)> action) { onProblem_ = std::move(action); }
 
-  /// Finds the runs that an earlier process did not end. A later call does not find them again.
-  /// @return the names of these runs
+  /// Finds the runs that an earlier process did not finish. Later calls do not return them again.
+  /// @return the names of their files, without the extension
   std::vector<std::string> TakeInterruptedRuns();
 
-  /// Begins a run. A run that begins while another one is in progress uses the same files, unless
-  /// the connection ended in between. Any thread.
+  /// Begins a run. If another run is in progress, both use the same files, unless the connection
+  /// has ended since the other run began. Any thread.
   void Begin();
   /// Called when the connection ends. Any thread.
   void ConnectionEnded() { interrupted_ = true; }
-  /// Keeps a composed line. Read thread.
+  /// Adds a composed line to the archive. Read thread.
   void KeepLine(std::string_view line);
   /// Called when the output file of a run has been written. Read thread.
   /// @param path     absolute path of the file
-  /// @param records  number of records that are in the file and synchronized; 0 after an error
+  /// @param records  number of records in the file that are on the disk; 0 after an error
   void OutputFileWritten(const std::string& path, std::int64_t records);
   /// Ends a run. Read thread.
-  /// @param complete  whether all records of the scanner were received
+  /// @param complete  true if all records of the scanner were received
   void End(bool complete);
 
-  /// Deletes the files of a run or of a day's live scans. If the scanner has not been erased yet
-  /// after this run, it is not erased without another copy. Main thread.
-  /// @param name  name of the files, without the ending
+  /// Deletes the files of a run or of a day's live scans. If the scanner has not yet been erased
+  /// after this run, erasing it then requires another copy of the records. Main thread.
+  /// @param name  name of the files, without the extension
   /// @return false if the run is in progress or another process has the files open
   bool Delete(const std::string& name);
 
@@ -98,7 +100,7 @@ class RunArchive final : public RecordArchive {
  private:
   using File = std::shared_ptr<platform::GrowingFile>;
 
-  /// The files of a run or of a day.
+  /// The files of a run or of a day's live scans.
   struct Volume {
     File records;
     File lines;
@@ -134,11 +136,12 @@ class RunArchive final : public RecordArchive {
   std::function<void(Problem)> onProblem_;
 
   std::atomic<std::int32_t> runsInProgress_{0};
-  std::atomic<std::int64_t> received_{0};      // records of the current download
-  std::atomic<std::int64_t> inOutputFile_{0};  // of these, records in the output file
-  Word<bool> startsRun_ = false;               // the next record opens the files of a run
-  Word<bool> interrupted_ = false;             // the connection of the run in progress has ended
-  Word<bool> overlaps_ = false;                // the run began before the previous one ended
+  std::atomic<std::int64_t> received_{0};  // number of records received in the current download
+  std::atomic<std::int64_t> inOutputFile_{
+      0};                           // number of these records that are in the output file
+  Word<bool> startsRun_ = false;    // the next record opens new files for a run
+  Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
+  Word<bool> overlaps_ = false;     // the run began before the previous one ended
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
@@ -150,13 +153,14 @@ class RunArchive final : public RecordArchive {
   std::string entry_;
   bool inBurst_ = false;
 
-  // The records files that AwaitCopy synchronizes. The lock is held only while they are copied.
+  // The records files that AwaitCopy flushes to the disk. The lock is held only while these lists
+  // are read or changed.
   std::mutex mutex_;
   struct Held {
     std::string name;
     File file;
   };
-  std::array<Held, 2> current_;  // of the run and of the day
+  std::array<Held, 2> current_;  // files of the run and of the day
   std::vector<Held> closed_;
 };
 

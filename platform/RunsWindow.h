@@ -19,7 +19,7 @@ struct RunRow {
   std::string
       destination;     ///< path of the file or the application, or the title of the destination
   std::string state;   ///< complete, incomplete, in progress, or live scans
-  std::string erased;  ///< whether the scanner was erased; empty for live scans
+  std::string erased;  ///< "Yes" or "No"; empty for live scans
   bool operator==(const RunRow&) const = default;  ///< compares all members
 };
 
@@ -30,10 +30,10 @@ struct RunsActions {
   std::function<void()> activate;                       ///< the window received the focus
   std::function<void()> saveAs;                         ///< Save as… was pressed
   std::function<void()> copy;                           ///< Copy was pressed
-  std::function<void()> deliver;                        ///< Deliver again or Stop was pressed
-  std::function<void()> exportCsv;                      ///< Export as CSV… was pressed
-  std::function<void()> showInFolder;                   ///< Show in folder was pressed
-  std::function<void()> remove;                         ///< Delete… was pressed
+  std::function<void()> deliver;       ///< Deliver again or Stop delivery was pressed
+  std::function<void()> exportCsv;     ///< Export as CSV… was pressed
+  std::function<void()> showInFolder;  ///< Show in folder was pressed
+  std::function<void()> remove;        ///< Delete… was pressed
 };
 
 /// The window with the earlier synchronizations: a list with a search field, a preview, and buttons
@@ -49,18 +49,19 @@ class RunsWindow {
   /// @param selected  position of the row to select, from 0; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;
 
-  virtual std::int32_t SelectedRow() const = 0;  ///< returns -1 if no row is selected
+  virtual std::int32_t SelectedRow() const = 0;  ///< returns its index, or -1 if no row is selected
 
-  /// Sets the text that is shown in place of the rows if there are none.
+  /// Sets the text to show if the list has no rows.
   virtual void ShowEmptyText(std::string_view text) = 0;
 
-  /// Enables the buttons for the selected row.
-  /// @param use     all buttons except Delete
-  /// @param remove  the button Delete
+  /// Enables or disables the buttons for the selected row.
+  /// @param use     true enables all buttons except Delete
+  /// @param remove  true enables the button Delete
   virtual void EnableActions(bool use, bool remove) = 0;
 
-  virtual void ShowDelivering(bool delivering) = 0;     ///< true: Deliver again becomes Stop
-  virtual void ShowMessage(std::string_view text) = 0;  ///< shows one line
+  virtual void ShowDelivering(
+      bool delivering) = 0;  ///< true: renames Deliver again to Stop delivery
+  virtual void ShowMessage(std::string_view text) = 0;  ///< shows a message of one line
 
   /// Asks the user whether to delete a run.
   /// @param question     one sentence
@@ -68,8 +69,8 @@ class RunsWindow {
   /// @return true if the user confirms
   virtual bool ConfirmDeletion(std::string_view question, std::string_view consequence) = 0;
 
-  /// Lets the user choose the rows of a CSV file.
-  /// @return whether the file has one row per barcode; no value if the user cancels
+  /// Asks the user which rows a CSV file should have.
+  /// @return true: one row per barcode; false: one row per record; no value if the user cancels
   virtual std::optional<bool> ChooseRowPerBarcode() = 0;
 
   virtual TextView& preview() = 0;   ///< returns the preview

@@ -17,9 +17,9 @@
 namespace quillet::platform::posix {
 namespace {
 
-// A new file's entry is in its folder, a new folder's entry in its parent. An earlier process may
-// have created the folders without synchronizing them, so all of them are synchronized. A folder
-// without read permission is skipped: another user created it.
+// Flushes all folders of the path to the disk: they contain the directory entries, and an earlier
+// process may have created them without flushing them. Skips folders without read permission, since
+// another user created them.
 bool SynchronizeFolders(std::string path) {
   while (path.size() > 1) {
     path.resize(std::max<std::size_t>(path.rfind('/'), 1));

@@ -32,7 +32,7 @@ class PosixGrowingFile final : public GrowingFile {
   explicit PosixGrowingFile(std::shared_ptr<File> file) : file_(std::move(file)) {}
   static bool SynchronizeNow(File& file);
 
-  // Shared with threads that synchronize the file. They may outlive this object.
+  // Shared with the threads that call fsync(). They may outlive this object.
   const std::shared_ptr<File> file_;
 };
 

@@ -15,14 +15,14 @@
 namespace quillet::platform::posix {
 namespace {
 
-// The program must end within two seconds, also on a busy system.
+// The program must end within two seconds, even on a busy system.
 constexpr itimerval kLongestEnd{.it_interval = {}, .it_value = {.tv_sec = 1, .tv_usec = 500'000}};
 
 std::atomic<int> signalPipe = -1;
 static_assert(std::atomic<int>::is_always_lock_free, "used by a signal handler");
 
-// setitimer() is a plain system call, although POSIX does not list it as safe in signal handlers.
-// It works even if the main thread hangs.
+// POSIX does not list setitimer() as safe in signal handlers, but it is a plain system call. The
+// timer works even if the main thread hangs.
 void HandleSignal(int) {
   const int before = errno;
   const char byte = 0;

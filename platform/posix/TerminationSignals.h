@@ -14,8 +14,8 @@ namespace quillet::platform::posix {
 ///
 /// A signal that is ignored when the object is created stays ignored, as nohup(1) requires.
 ///
-/// Create at most one object per process, on the main thread. It is never destroyed while signals
-/// may arrive.
+/// Create at most one object per process, on the main thread. Do not destroy it while signals may
+/// arrive.
 class TerminationSignals {
  public:
   /// @param watcher  watches a pipe that the signal handler writes to; outlives this object

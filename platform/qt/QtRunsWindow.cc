@@ -29,15 +29,16 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kUsualSize(960, 540);
-constexpr int kCellMargin = 7;             // left and right of a cell's text, in pixels
-constexpr float kPlaceholderTint = 0.35F;  // share of the background colour
-constexpr int kRowPadding = 8;             // added to the height of a row, in pixels
+constexpr int kCellMargin = 7;  // left and right of a cell's text, in pixels
+constexpr float kPlaceholderTint =
+    0.35F;                      // proportion of background colour in the placeholder text
+constexpr int kRowPadding = 8;  // added to the height of a row, in pixels
 
 // The columns of the list, in the order of the members of RunRow.
 struct ListColumn {
   const char* title;
   std::string RunRow::*text;
-  const char* widest;  // sets the minimum width; null: the column takes the remaining width
+  const char* widest;  // sets the initial width; null: the column takes the remaining width
 };
 constexpr ListColumn kColumns[] = {
     {"Date", &RunRow::date, "0000-00-00 00:00:00"}, {"Scanner", &RunRow::scanner, "000000"},
@@ -47,8 +48,8 @@ constexpr ListColumn kColumns[] = {
 constexpr int kRecordsColumn = 2;
 constexpr int kDestinationColumn = 3;
 
-// Widens the margins of the cells and the header. Qt's own margins put the text of a right-aligned
-// column next to the text of the following column.
+// Widens the margins of the cells and the header. With Qt's margins, right-aligned text almost
+// touches the text of the next column.
 class RoomyCells final : public QProxyStyle {
  public:
   explicit RoomyCells(QObject& owner) { setParent(&owner); }
@@ -68,7 +69,7 @@ class RoomyRows final : public QStyledItemDelegate {
   }
 };
 
-// Return moves to the list instead of pressing the default button.
+// Return moves the focus to the list instead of pressing the default button.
 class SearchField final : public QLineEdit {
  public:
   explicit SearchField(QWidget& list) : list_(list) { ChoosePlaceholderColour(); }
@@ -87,7 +88,7 @@ class SearchField final : public QLineEdit {
   }
 
  private:
-  // Some desktops' dark palettes have a black placeholder text.
+  // In the dark palettes of some desktops, placeholder text is black.
   void ChoosePlaceholderColour() {
     const QColor colour =
         Mix(palette().color(QPalette::Text), palette().color(QPalette::Base), kPlaceholderTint);
@@ -100,7 +101,7 @@ class SearchField final : public QLineEdit {
   QWidget& list_;
 };
 
-// A long text is cut off, so it cannot increase the window's minimum width.
+// Cuts off long text, which would otherwise increase the window's minimum width.
 class Message final : public QLabel {
  public:
   Message() { setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); }
@@ -149,7 +150,7 @@ QPushButton& QtRunsWindow::Parts::MakeButton(std::function<void()> RunsActions::
   Outline(*button);
   button->setToolTip(QString::fromUtf8(explanation));
   button->setAccessibleDescription(button->toolTip());
-  button->setAutoDefault(false);  // the Return key presses Save as
+  button->setAutoDefault(false);  // Return then presses Save as
   QObject::connect(button, &QPushButton::clicked, button, [this, action] {
     if (actions.*action) (actions.*action)();
   });

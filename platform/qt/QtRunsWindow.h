@@ -7,11 +7,11 @@
 
 namespace quillet::platform::qt {
 
-/// The window with the earlier synchronizations.
+/// The window that lists earlier synchronizations.
 ///
-/// Return presses the button that has focus, else Save as. In the search field, Return moves to the
-/// list. In the list, Delete and Control-C press the buttons. Control-F moves to the search field.
-/// Escape closes the window.
+/// Return presses the button that has focus, or else Save as. In the search field, Return moves to
+/// the list. In the list, Delete and Control-C press the buttons Delete and Copy. Control-F moves
+/// to the search field. Escape closes the window.
 ///
 /// Main thread only.
 class QtRunsWindow final : public QDialog, public RunsWindow {
