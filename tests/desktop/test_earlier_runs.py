@@ -1,4 +1,4 @@
-"""Deliver again, typed into another program."""
+"""Tests of Deliver again that type into another program."""
 
 from editors import TextWindow
 from harness.case import wait_until

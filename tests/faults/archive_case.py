@@ -1,4 +1,4 @@
-"""Base class of the tests that check that no record is lost while the archive is written."""
+"""Base class of the tests that check that archive errors lose no records."""
 
 import collections
 import errno
@@ -40,7 +40,7 @@ Call = collections.namedtuple("Call", "call file number result path")
 
 
 class Point(collections.namedtuple("Point", "call file first last error")):
-    """The calls number `first` to `last` of this kind on this file fail."""
+    """A fault: of these calls on this file, numbers `first` to `last` (from 1) fail."""
 
     def __str__(self):
         name = {HALF: "short write", NOTHING: "zero write"}.get(self.error)
@@ -49,16 +49,16 @@ class Point(collections.namedtuple("Point", "call file first last error")):
 
 
 class Disk:
-    """What a power failure leaves of the files, according to the calls that were logged."""
+    """A model of the data that survives a power failure, based on the logged calls."""
 
     def __init__(self):
-        self.written = collections.Counter()  # bytes of each file
-        self.begun = {}  # bytes when the synchronization in progress began; entries of a folder
-        self.safe = {}  # bytes that are synchronized
-        self.failed = set()  # files of which a synchronization failed
-        self.output = None  # the temporary file that becomes the output file
-        self.entries = collections.defaultdict(set)  # of each folder: new files and folders
-        self.safe_entries = set()
+        self.written = collections.Counter()  # number of bytes, by file
+        self.begun = {}  # number of bytes and folder entries when the latest fsync() began, by path
+        self.safe = {}  # number of bytes on the disk, by file
+        self.failed = set()  # files for which fsync() failed
+        self.output = None  # path of the temporary file that becomes the output file
+        self.entries = collections.defaultdict(set)  # new files and folders, by parent folder
+        self.safe_entries = set()  # new files and folders whose directory entries are on the disk
 
     def apply(self, entry):
         path = entry.path.rstrip("/") or "/"
@@ -66,7 +66,7 @@ class Disk:
             self.begun[path] = (self.written[path], set(self.entries[entry.file]))
         elif entry.result < 0:
             if entry.call == "open" and entry.result == -errno.EACCES:
-                # The folder belongs to another user, whose program has created its entries.
+                # The folder belongs to another user, so the program did not create its entries.
                 self.safe_entries |= self.entries[entry.file]
             if entry.call == "fsync" and entry.result != -errno.EINTR:
                 self.failed.add(path)
@@ -89,7 +89,7 @@ class Disk:
             self.safe_entries |= entries
 
     def archived(self):
-        """Returns the archived records that would survive."""
+        """Returns the archived records that would survive a power failure."""
         records = []
         for path in archive.records_files():
             if path not in self.safe or not {path, "runs", "quillet"} <= self.safe_entries:
@@ -100,7 +100,7 @@ class Disk:
 
 
 class ArchiveTest(FaultTest):
-    """Each attempt starts the program, which synchronizes automatically and erases the scanner."""
+    """In each attempt, the program synchronizes automatically at startup and erases the scanner."""
 
     def setUp(self):
         super().setUp()
@@ -108,7 +108,7 @@ class ArchiveTest(FaultTest):
                         "-o", _LIBRARY, _SOURCE], check=True)
 
     def begin_attempt(self, records, destination, burst, faults=None, **settings):
-        """Removes all files of earlier attempts, switches a new scanner on, and starts the program.
+        """Removes the files of earlier attempts, plugs in a new scanner and starts the program.
         `faults`: points at which calls fail, or None to run without the preloaded library."""
         shutil.rmtree(_STATE, ignore_errors=True)
         if os.path.exists(_CALLS):
@@ -131,7 +131,7 @@ class ArchiveTest(FaultTest):
         return scanner
 
     def missing_from_archive(self, found=None):
-        """Returns the records that are not in the archive, or not in `found`."""
+        """Returns the sent records that are missing in `found`, by default in the archive."""
         found = set(archive.archived_records() if found is None else found)
         return [record for record in self.records if archive.stored(record) not in found]
 
@@ -152,9 +152,9 @@ class ArchiveTest(FaultTest):
                     path in (line.rstrip("\n").split(" ", 4) for line in log)]
 
     def check_faults(self, records, destination, burst, *faults):
-        """Synchronizes while the calls at these points fail. Returns the logged calls."""
+        """Synchronizes while calls fail at the points `faults`. Returns the logged calls."""
         earlier = len(self.log.datagrams())
-        # A record-by-record run requests the erasure twice.
+        # A record-by-record run tries to erase the scanner twice.
         decisions = 1 if burst else 2
         scanner = self.begin_attempt(records, destination, burst, faults)
         self.quillet.wait_for_view(self.view_of_run())
@@ -173,12 +173,12 @@ class ArchiveTest(FaultTest):
         return scanner.all_commands().count("E")
 
     def check_calls(self, scanner):
-        """Checks that a power failure at any erase command would have lost no record."""
+        """Checks that a power failure at any erase command would lose no record."""
         calls = self.calls()
         erasures = self.erasures(scanner)
         self.assertEqual(0 if erasures else len(self.records), scanner.record_count())
         positions = [at for at, call in enumerate(calls) if call.call == "erase"]
-        # Earlier ones are part of the command that sets the scanner's clock.
+        # Skips the bytes "E" in the command that sets the scanner's clock.
         positions = positions[len(positions) - erasures:]
         disk = Disk()
         for at, call in enumerate(calls):
@@ -187,7 +187,7 @@ class ArchiveTest(FaultTest):
             disk.apply(call)
 
     def is_safe(self, disk):
-        """Returns whether all records would survive, in the archive or in the output file."""
+        """Returns whether all records would survive in the archive, or all in the output file."""
         if not self.missing_from_archive(disk.archived()):
             return True
         return ("output" in disk.safe_entries

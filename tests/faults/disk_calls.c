@@ -1,7 +1,7 @@
-/* A library to preload. It observes the calls of a program that change files, and when the program
- * sends the erase command, "E", to a scanner.
+/* Preloaded library that records a program's calls that change files, and the erase commands ("E")
+ * that it sends to a scanner.
  *
- *   DISK_CALLS_TRACE  file to which each call is appended; disk_model.py reads it
+ *   DISK_CALLS_TRACE  existing file to which each call is appended; disk_model.py reads it
  *   DISK_CALLS_MARK   block device to which a sector is written just before each erase command
  *   DISK_CALLS_SKIP   fsync() does nothing for paths that match this pattern (fnmatch(3), with
  *                     FNM_EXTMATCH) */
@@ -34,7 +34,7 @@ static void PathOf(int file, char path[PATH_MAX]) {
   path[length < 0 ? 0 : length] = '\0';
 }
 
-/* Writes the path of an entry of a folder, without following a link in its last part. */
+/* Stores the absolute path of `name` in `path`. Does not follow a link in the last component. */
 static void PathIn(int folder, const char* name, char path[PATH_MAX]) {
   char parent[PATH_MAX] = "";
   const char* slash = strrchr(name, '/');
@@ -49,7 +49,7 @@ static void PathIn(int folder, const char* name, char path[PATH_MAX]) {
   if (snprintf(path, PATH_MAX, "%s/%s", parent, name) >= PATH_MAX) path[0] = '\0';
 }
 
-/* Appends a line to the trace in a single call, so lines of several threads do not mix. */
+/* Appends a line to the trace in a single call, so lines of different threads do not mix. */
 __attribute__((format(printf, 1, 2))) static void Trace(const char* format, ...) {
   static atomic_int trace = -1;
   const char* path = getenv("DISK_CALLS_TRACE");
@@ -122,8 +122,8 @@ int rename(const char* name, const char* other) {
   return renameat(AT_FDCWD, name, AT_FDCWD, other);
 }
 
-/* Whether this call sends the erase command. The program sends commands byte by byte. The other end
- * of a pseudo-terminal, the scanner's, is not in /dev/pts. */
+/* Returns whether a write() sends the erase command. The program sends commands byte by byte.
+ * Writes of the simulated scanner go to /dev/ptmx and do not count. */
 static int IsErase(int file, const void* bytes, size_t size) {
   char path[PATH_MAX];
   if (size != 1 || *(const char*)bytes != 'E' || !isatty(file)) return 0;

@@ -1,7 +1,7 @@
-"""A model of a disk that loses everything that is not synchronized.
+"""A model of a disk that loses all data that has not been flushed with fsync().
 
-fsync(2) guarantees only this: after fsync() of a file, its data is on the disk. After fsync() of a
-folder, its entries are. Most file systems write more than that.
+fsync(2) guarantees only that a file's data is on the disk after fsync() on the file, and a folder's
+entries after fsync() on the folder. Most file systems write more.
 """
 
 import os
@@ -32,15 +32,14 @@ class _Folder:
 
 
 class Disk:
-    """Replays the calls in a trace of disk_calls.c. Files that existed before are ignored."""
+    """Replays a trace of disk_calls.c. Ignores files that existed before the trace began."""
 
     def __init__(self):
         self._root = _Folder()
-        self._begun = {}  # synchronizations in progress, by thread
+        self._begun = {}  # calls of fsync() in progress, by thread
 
     def _find(self, path):
-        """Returns the file or folder, or None. A folder without a call that created it existed
-        before."""
+        """Returns the file or folder at `path`, or None if the trace does not contain it."""
         item = self._root
         for name in filter(None, path.split("/")):
             if not isinstance(item, _Folder):
@@ -49,6 +48,7 @@ class Disk:
         return item
 
     def _folder_of(self, path):
+        """Returns the entries of the parent folder. Adds folders that existed before the trace."""
         item = self._root
         for name in filter(None, os.path.dirname(path).split("/")):
             if name not in item.entries:
@@ -73,7 +73,7 @@ class Disk:
         elif call == "remove":
             self._folder_of(path).pop(name, None)
         elif call == "begin":
-            # Bytes that are written after the beginning may be missing.
+            # fsync() need not flush bytes that are written after it begins.
             item = self._find(path)
             self._begun[arguments[0]] = item and (item, item.content())
         elif call == "end":
@@ -85,7 +85,7 @@ class Disk:
             raise ValueError(call)
 
     def survivors(self):
-        """Returns the contents of the files that are on the disk after a power failure, by path."""
+        """Returns the contents of all files after a power failure, by path."""
         found = {}
 
         def walk(path, item):
@@ -99,7 +99,7 @@ class Disk:
 
 
 def read_trace(path):
-    """Returns the calls in a trace, each as a tuple."""
+    """Returns the calls in a trace. Each call is a tuple of its name and arguments."""
     with open(path, encoding="utf-8") as trace:
         return [tuple(line.rstrip("\n").split("\t")) for line in trace]
 
@@ -111,7 +111,7 @@ def synchronized_paths(calls):
 def survivors_at_erases(calls, skipped=None):
     """For each erase command, returns the files that survive a power failure at that time.
 
-    skipped: path of a file or folder whose synchronizations are left out
+    skipped: path of a file or folder for which fsync() is ignored
     """
     disk = Disk()
     at_erases = []
@@ -124,7 +124,7 @@ def survivors_at_erases(calls, skipped=None):
 
 
 def archived_bytes(contents):
-    """Returns the bytes received from the scanner in the complete entries of a records file."""
+    """Returns the scanner's bytes in the complete record and burst entries of a records file."""
     received = b""
     while b"\n" in contents:
         line, contents = contents.split(b"\n", 1)

@@ -1,12 +1,13 @@
-/* A library to preload. It makes system calls on the archive and the output file fail, and logs all
- * of these calls.
+/* Preloaded library that logs system calls on the archive, the output file and their folders, and
+ * makes some of them fail.
  *
- * FAIL_CALLS contains the faults, separated by semicolons: CALL FILE FIRST LAST ERROR. The calls
- * number FIRST to LAST (from 1) of this kind on this file fail with the error number ERROR. ERROR
- * -1 writes only the first half of the bytes, and 0 writes none. FAIL_LOG is the path of the log:
- * "CALL FILE NUMBER RESULT PATH" per call, where FILE is a result of FileOf(). Before each fsync,
- * a line with the call "begin" is written. Each byte E that is sent over the serial line is logged
- * as "erase". */
+ * FAIL_CALLS contains the faults, separated by semicolons: CALL FILE FIRST LAST ERROR. Of the calls
+ * CALL on FILE, numbers FIRST to LAST (from 1) fail with the error number ERROR. If ERROR is -1,
+ * write() writes only the first half of the bytes; if it is 0, none.
+ *
+ * FAIL_LOG is the path of the log. Each call is logged as "CALL FILE NUMBER RESULT PATH", where
+ * FILE is a result of FileOf(). The line "begin" is logged before each fsync(), and "erase" for
+ * each byte E that is sent over the serial line. */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -27,7 +28,7 @@ enum { kDescriptors = 1024, kKinds = 256, kHalf = -1 };
 
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static struct Open {
-  const char* file; /* result of FileOf(); NULL if the calls are neither logged nor changed */
+  const char* file; /* result of FileOf(); NULL if calls on the descriptor are passed through */
   char path[PATH_MAX];
 } opened[kDescriptors];
 static struct Kind {
@@ -70,7 +71,8 @@ static void Log(const char* call, const char* file, int number, long result, con
   syscall(SYS_write, log, line, (size_t)size);
 }
 
-/* Counts a call. Returns its error: an error number, kHalf, 0 for no bytes, or INT_MAX for none. */
+/* Counts a call. Returns its fault: an error number, kHalf, 0 to write no bytes, or INT_MAX if the
+ * call must not fail. */
 static int Fault(const char* call, const char* file, int* number) {
   struct Kind* kind = kinds;
   pthread_mutex_lock(&lock);
@@ -98,12 +100,12 @@ static struct Open* OpenOf(int descriptor) {
   return entry != NULL && entry->file != NULL ? entry : NULL;
 }
 
-/* Finds libc's function, or the one of the next preloaded library. */
+/* Looks up the next definition of the function: in another preloaded library or in libc. */
 #define NEXT(name)               \
   static __typeof__(&name) next; \
   if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name)
 
-/* Calls `expression` unless the call must fail, and logs the call. The result is in `result`. */
+/* Evaluates `expression` unless the call must fail, and logs the call. Defines `result`. */
 #define CALL(type, name, file, path, expression)                  \
   int number;                                                     \
   const int fault = Fault(name, file, &number);                   \
@@ -179,7 +181,7 @@ int fsync(int descriptor) {
   return result;
 }
 
-/* On Linux, a failed close() has closed the descriptor. */
+/* On Linux, close() closes the descriptor even if it fails. */
 int close(int descriptor) {
   NEXT(close);
   struct Open* entry = OpenOf(descriptor);

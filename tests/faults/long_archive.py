@@ -1,4 +1,4 @@
-"""Makes each system call of the write path fail."""
+"""Makes each system call on the archive and the output file fail."""
 
 import collections
 import errno
@@ -13,7 +13,7 @@ _LAST = 10 ** 9
 class EveryCallTest(ArchiveTest):
 
     def points(self, destination, burst):
-        """Enumerates the calls of a run. Returns the points at which a call must fail."""
+        """Counts the calls of a run without faults. Returns the faults to test."""
         counts = collections.Counter()
         for call in self.check_faults(_RECORDS, destination, burst):
             if call.call in ERRORS:
@@ -22,7 +22,7 @@ class EveryCallTest(ArchiveTest):
         for (call, file), count in sorted(counts.items()):
             numbers = {1, 2, (count + 1) // 2, count} if call in _EVERY_NUMBER else {1, count}
             if file == "root":
-                numbers = {count}  # at their start, libraries open the root folder too
+                numbers = {count}  # libraries also open the root folder when they start
             points += [Point(call, file, number, number, error)
                        for number in sorted(numbers) if number <= count for error in ERRORS[call]]
             if call in ("write", "fsync", "create"):
@@ -30,8 +30,8 @@ class EveryCallTest(ArchiveTest):
         return points
 
     def check(self, destination, burst):
-        """Synchronizes once per point. If the destination is a file, also makes one copy fail while
-        each call on the other one fails."""
+        """Synchronizes once per fault. If the destination is a file, also repeats the faults in the
+        output file while the archive cannot be flushed."""
         results = collections.Counter()
         points = self.points(destination, burst)
         runs = [[point] for point in points]
@@ -47,14 +47,14 @@ class EveryCallTest(ArchiveTest):
         print(f"destination {destination}, burst {burst}: {len(runs)} failed calls: {dict(results)}",
               flush=True)
 
-    def test_failed_calls_in_a_burst_to_a_file_lose_nothing(self):
+    def test_failed_calls_lose_no_record_of_a_burst_to_file(self):
         self.check(TO_FILE, 1)
 
-    def test_failed_calls_between_records_to_a_file_lose_nothing(self):
+    def test_failed_calls_lose_no_single_record_to_file(self):
         self.check(TO_FILE, 0)
 
-    def test_failed_calls_in_a_burst_to_the_view_lose_nothing(self):
+    def test_failed_calls_lose_no_record_of_a_burst_to_view(self):
         self.check(TO_VIEW, 1)
 
-    def test_failed_calls_between_records_to_the_view_lose_nothing(self):
+    def test_failed_calls_lose_no_single_record_to_view(self):
         self.check(TO_VIEW, 0)

@@ -1,4 +1,4 @@
-"""System calls that fail while records are archived. long_archive.py tests all calls."""
+"""Tests system calls that fail while records are archived. long_archive.py tests all calls."""
 
 import errno
 
@@ -11,12 +11,12 @@ _RECORDS = some_records(20)
 class FailedCallsTest(ArchiveTest):
 
     def check(self, destination, burst, kept, *faults):
-        """Synchronizes with these faults. `kept`: whether the scanner must keep its records."""
+        """Synchronizes with the given faults. `kept`: whether the scanner must keep its records."""
         with self.subTest("; ".join(map(str, faults))):
             self.check_faults(_RECORDS, destination, burst, *faults)
             self.assertEqual(len(_RECORDS) if kept else 0, self.scanners[-1].record_count())
 
-    def test_erases_only_after_archive_is_synchronized(self):
+    def test_erases_only_after_the_archive_is_flushed(self):
         for burst in (0, 1):
             self.check(TO_VIEW, burst, False)
             self.check(TO_VIEW, burst, True, Point("fsync", "records", 1, 1, errno.EIO))
@@ -26,7 +26,7 @@ class FailedCallsTest(ArchiveTest):
         self.check(TO_VIEW, 1, True, Point("write", "records", 3, 3, NOTHING))
         self.check(TO_VIEW, 1, False, Point("fsync", "records", 1, 1, errno.EINTR))
 
-    def test_erases_after_one_of_two_copies_is_synchronized(self):
+    def test_erases_if_one_of_two_copies_is_flushed(self):
         lost = Point("fsync", "records", 1, 1, errno.EIO)
         for burst in (0, 1):
             self.check(TO_FILE, burst, False, lost)

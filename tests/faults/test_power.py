@@ -1,4 +1,4 @@
-"""Power failures. The model of the disk loses everything that the program does not synchronize."""
+"""Tests power failures with a model of a disk that loses everything that was not flushed."""
 
 import os
 import subprocess
@@ -10,7 +10,7 @@ from fault_case import FOLDER, OUTPUT, FaultTest, Settings, messages, some_recor
 _SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "disk_calls.c")
 _LIBRARY = f"{tempfile.gettempdir()}/disk_calls.so"
 _TRACE = f"{tempfile.gettempdir()}/disk-calls"
-_STATE = "/tmp/state"  # does not exist: the program creates it for its archive
+_STATE = "/tmp/state"  # the program creates this folder for its archive
 
 
 class PowerTest(FaultTest):
@@ -23,7 +23,7 @@ class PowerTest(FaultTest):
             pass
 
     def erasing_runs(self, *runs, **settings):
-        """Synchronizes each list of records and erases the scanner. Returns the traced calls."""
+        """Synchronizes once per list of records, erasing the scanner. Returns the traced calls."""
         Settings(filename=OUTPUT, clear_memory=1, **settings).save()
         preload = self.devices.environment["LD_PRELOAD"]
         for records in runs:
@@ -43,9 +43,9 @@ class PowerTest(FaultTest):
 
     @staticmethod
     def lost(calls, runs, skipped=None):
-        """Returns the records that a power failure at an erase loses, of this and earlier runs.
+        """Returns the records received before an erase command that a power failure then loses.
 
-        skipped: path of a file or folder that is not synchronized
+        skipped: path of a file or folder for which fsync() is ignored
         """
         lost = []
         erases = survivors_at_erases(calls, skipped)
@@ -63,7 +63,7 @@ class PowerTest(FaultTest):
         self.assertEqual([], self.lost(archived, runs))
 
     def check_each_synchronization_is_needed(self, calls, runs, *folders):
-        """Checks that the model loses records if it skips one of the folders or the only file."""
+        """Checks that records are lost if fsync() is ignored for any of the folders or the file."""
         self.assertEqual([], self.lost(calls, runs))
         (file,) = [path for path in synchronized_paths(calls)
                    if path.endswith(".records") or path.startswith(f"{FOLDER}/.out.txt.")]
@@ -71,23 +71,23 @@ class PowerTest(FaultTest):
             with self.subTest(path):
                 self.assertTrue(self.lost(calls, runs, skipped=path))
 
-    def test_burst_survives_power_failure_at_the_erase(self):
+    def test_burst_survives_power_failure_at_erase(self):
         self.check_erased_records_survive(burst_sync=1)
 
-    def test_single_records_survive_power_failure_at_the_erase(self):
+    def test_single_records_survive_power_failure_at_erase(self):
         self.check_erased_records_survive(burst_sync=0)
 
     def test_records_in_view_survive_power_failure_at_erase(self):
         self.check_erased_records_survive(destination=1)
 
-    def test_archive_needs_each_synchronization(self):
+    def test_skipping_any_archive_flush_loses_records(self):
         runs = [some_records(4)]
         self.check_each_synchronization_is_needed(
             self.erasing_runs(*runs, destination=1), runs, "/tmp", _STATE, f"{_STATE}/quillet",
             f"{_STATE}/quillet/runs")
 
-    def test_output_file_needs_each_synchronization(self):
+    def test_skipping_any_output_file_flush_loses_records(self):
         with open(_STATE, "w", encoding="ascii"):
-            pass  # the archive's folder cannot be created
+            pass  # this file prevents the program from creating the archive folder
         runs = [some_records(4)]
         self.check_each_synchronization_is_needed(self.erasing_runs(*runs), runs, FOLDER)

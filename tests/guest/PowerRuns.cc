@@ -1,9 +1,10 @@
 // Usage: power_runs run FOLDER RUNS RANDOM_STATE | power_runs list FOLDER
 //
-// run   downloads records from a simulated scanner and erases it, RUNS times. The program runs
-//       without its window. Its archive and its output file are below FOLDER, which need not exist.
-//       Before each run, prints "run PROCESS NUMBER" and the scanner's records in hexadecimal.
-//       NUMBER counts the erase commands; a record-by-record run sends two.
+// run   downloads records from a simulated scanner and erases it, RUNS times. Quillet runs without
+//       its window, with its archive and its output file below FOLDER, which need not exist.
+//       Before each run, prints "run PID NUMBER" and the scanner's records in hexadecimal. PID is
+//       the process ID. NUMBER is the number of the run's first erase command, from 1; a
+//       record-by-record run sends two erase commands.
 // list  prints the records in all archives below FOLDER in hexadecimal, one per line.
 
 #include <unistd.h>
@@ -31,7 +32,7 @@ void PrintHexadecimal(std::span<const std::uint8_t> bytes) {
   for (const std::uint8_t byte : bytes) std::printf("%02x", byte);
 }
 
-// Returns records that differ from those of all other runs. A burst has up to 300 records.
+// Creates records with texts that no other run uses. Some bursts have up to 300 records.
 std::vector<simulator::ScanRecord> SomeRecords(int run, bool burst, std::mt19937& random) {
   std::size_t count = 1 + random() % 6;
   if (burst && run % 4 == 0) count = 1 + random() % 300;

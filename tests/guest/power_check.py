@@ -1,26 +1,25 @@
 #!/usr/bin/python3
-"""Checks which records a power failure can lose.
+"""Checks that a power failure loses no record that has been erased in the scanner.
 
 Usage: power_check.py TYPE IMAGE LOG RUNS LIST [--OPTION N]...
 
   TYPE   file system: ext4, xfs or btrfs
-  IMAGE  the disk before the recording
+  IMAGE  disk image from before the recording
   LOG    all writes to the disk, recorded by QEMU's driver blklogwrites
   RUNS   output of power_runs, which names the records of each run
-  LIST   the program power_runs
+  LIST   path of the program power_runs
 
-A disk that loses its power keeps all data that was written before the last completed flush. Of the
-later writes, it keeps any. At each erase command and at random later writes, this script creates
-such states, mounts them and compares the archives with the records of all runs that have been
-erased so far.
+When the power fails, a disk keeps all data that was written before the last completed flush, and
+any subset of the later writes. At each erase command and at random later writes, this script
+creates such disk states, mounts them and compares the archives with all records erased so far.
 
-  --at-erase      number of random states for each erase command
-  --later         number of later writes after which two states are checked
-  --atomic        number of bytes that the disk writes as a whole; longer writes can be torn
-  --random-state  selects the states
+  --at-erase      number of random states per erase command (default 20)
+  --later         number of later writes after which two states are checked (default 2000)
+  --atomic        number of bytes that the disk writes atomically (default 4096)
+  --random-state  seed for the random choices (default 1)
 
-Needs root, because it mounts file systems. Prints the number of states. Exits with status 1 if a
-state lacks a record or cannot be mounted.
+Needs root to mount file systems. Prints the number of states. Exits with status 1 if a record is
+missing in a state or a state cannot be mounted.
 """
 
 import argparse
@@ -35,7 +34,7 @@ import tempfile
 
 SECTOR = 512
 FILE_SYSTEM_START = 2048  # in sectors
-MARKS = 1 << 20  # bytes at the end of the disk for the marks
+MARKS = 1 << 20  # size of the area for the marks at the end of the disk, in bytes
 
 _MAGIC = 0x6A736677736872
 _FLUSH, _FUA, _DISCARD = 1, 2, 4
@@ -47,7 +46,7 @@ Write = collections.namedtuple("Write", "offset data")  # in bytes, from the fil
 
 
 def read_log(path):
-    """Yields the log's entries as (flags, offset, data), in the order of their completion."""
+    """Yields the log's entries as (flags, offset, data), in order of completion."""
     with open(path, "rb") as log:
         magic, _version, _entries, size = struct.unpack("<QQQI", log.read(SECTOR)[:28])
         if magic != _MAGIC or size != SECTOR:
@@ -63,7 +62,7 @@ def read_log(path):
 
 
 def read_runs(path):
-    """Returns the records of each run, by process and number of its first erase command."""
+    """Returns the records of each run, by process ID and number of the run's first erase."""
     runs = {}
     with open(path, encoding="ascii") as lines:
         for line in lines:
@@ -74,7 +73,7 @@ def read_runs(path):
 
 
 class Disk:
-    """The file system's contents after the last flush, and a loop device that shows a state."""
+    """The file system's contents at the last flush, and a loop device for mounting a state."""
 
     def __init__(self, image, kind, folder):
         self._kind = kind
@@ -102,7 +101,7 @@ class Disk:
         self._used.update(range(write.offset - write.offset % _CHUNK, end, _CHUNK))
 
     def mount(self, writes):
-        """Mounts the contents after the last flush, changed by these writes. Returns errno, or 0."""
+        """Mounts the contents at the last flush plus the given writes. Returns errno, or 0."""
         os.ftruncate(self._file, 0)
         os.ftruncate(self._file, len(self._stable))
         view = memoryview(self._stable)
@@ -143,13 +142,13 @@ class Check:
         self._seen.clear()
 
     def missing(self):
-        """Returns how many records are missing in the mounted state."""
+        """Returns the number of erased records that are missing in the mounted state."""
         listed = subprocess.run([self._list, "list", self._disk.mounted_at], capture_output=True,
                                 text=True, check=False)
         return len(self._expected - set(listed.stdout.split()))
 
     def state(self, kind, writes):
-        """Checks a state unless it has been checked since the last flush."""
+        """Checks a state unless the same state has been checked since the last flush or erase."""
         key = hash(tuple(writes))
         if key in self._seen:
             return
@@ -165,7 +164,7 @@ class Check:
             self.lost[f"lacks records, {kind}"] += 1
 
     def subset(self, writes):
-        """Returns some of these writes, and the first or last part of some others."""
+        """Returns a random selection of the writes. Some are cut at the beginning or at the end."""
         kept = []
         for write in writes:
             start = -write.offset % self._atomic
@@ -181,7 +180,8 @@ class Check:
         return kept
 
     def at_erase(self, pending, count):
-        """Checks states at an erase command. `pending`: the writes after the last flush."""
+        """Checks states at an erase command. `pending`: the writes since the last flush.
+        `count`: number of random states."""
         self.state("all writes", pending)
         for length in range(len(pending)):
             self.state("first writes", pending[:length])

@@ -13,7 +13,7 @@ namespace {
 
 using test::Child;
 
-/// Watches one descriptor. Run waits for it, as a main loop does.
+/// Watches one descriptor. Run acts as the main loop.
 class OneWatch final : public DescriptorWatcher {
  public:
   std::unique_ptr<DescriptorWatch> Watch(int descriptor, std::function<void()> ready) override {
@@ -22,7 +22,7 @@ class OneWatch final : public DescriptorWatcher {
     return std::make_unique<DescriptorWatch>();
   }
 
-  /// Waits at most `limit` milliseconds.
+  /// Waits up to `limit` milliseconds for the descriptor and calls its callback.
   void Run(int limit) {
     pollfd polled{descriptor_, POLLIN, 0};
     while (poll(&polled, 1, limit) < 0) continue;
@@ -49,7 +49,7 @@ TEST(TerminationSignals, CallTheFunctionFromTheMainLoop) {
   }
 }
 
-TEST(TerminationSignals, IgnoreSignalsIgnoredAtTheStart) {
+TEST(TerminationSignals, KeepIgnoringSignalsIgnoredAtStartup) {
   EXPECT_EQ(Child([] {
               std::signal(SIGHUP, SIG_IGN);
               OneWatch loop;
@@ -61,7 +61,7 @@ TEST(TerminationSignals, IgnoreSignalsIgnoredAtTheStart) {
             0);
 }
 
-TEST(TerminationSignals, EndAProcessThatHangsWithinTwoSeconds) {
+TEST(TerminationSignals, EndAHangingProcessWithinTwoSeconds) {
   using namespace std::chrono;
   const auto start = steady_clock::now();
   EXPECT_EQ(Child([] {

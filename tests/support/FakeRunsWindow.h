@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// A window with the earlier synchronizations, without controls.
+/// A RunsWindow without controls. Stores what it would show.
 class FakeRunsWindow final : public platform::RunsWindow {
  public:
   void SetActions(platform::RunsActions actions) override { actions_ = std::move(actions); }
@@ -46,7 +46,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
   }
   ///@}
 
-  ///@{ What the window shows.
+  ///@{ Contents and state of the window.
   const std::vector<platform::RunRow>& rows() const { return rows_; }
   const std::string& emptyText() const { return emptyText_; }
   const std::string& message() const { return message_; }

@@ -10,7 +10,7 @@
 
 namespace quillet::test {
 
-/// An archive that records its calls. By default, it permits erasing.
+/// A RecordArchive that records its calls. By default, it permits erasing.
 class RecordingArchive final : public RecordArchive {
  public:
   void DownloadStarted() override { kept.push_back("download"); }

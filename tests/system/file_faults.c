@@ -1,7 +1,7 @@
-/* A library to preload. It makes system calls on files fail or wait:
+/* Preloaded library that makes system calls on files fail or block:
  *
  *   REFUSED_MODES=ERRNO  fchmod() and fchown() fail with this error number
- *   BLOCKED_SYNC=TEXT    fsync() never returns for a file whose path contains this text */
+ *   BLOCKED_SYNC=TEXT    fsync() never returns for files whose path contains this text */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>

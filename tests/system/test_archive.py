@@ -1,4 +1,4 @@
-"""The archive of received records."""
+"""Tests the window Earlier synchronizations."""
 
 import gi
 
@@ -30,7 +30,7 @@ class EarlierSynchronizationsTest(SystemTest):
         self.wait_for_focus("Earlier synchronizations")
 
     def rows(self):
-        """Returns the texts of the cells, row by row."""
+        """Returns the texts of all cells, row by row."""
         (tree,) = [node for node in self.dialog().descendants() if node.role == "tree"]
         return [node.name for node in tree.children() if "header" not in node.role]
 
@@ -39,7 +39,7 @@ class EarlierSynchronizationsTest(SystemTest):
                                     if node.role == "label"],
                    lambda: f"the message {text!r} in\n{self.dialog().tree()}")
 
-    def test_lists_saves_and_delivers_again(self):
+    def test_lists_saves_and_redelivers_records(self):
         records = some_records(3)
         Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records)
@@ -70,7 +70,7 @@ class EarlierSynchronizationsTest(SystemTest):
                    "focus in the main window")
 
     def own_file_manager(self):
-        """Receives the calls of the desktop's file manager. Returns the list of their arguments."""
+        """Replaces the desktop's file manager. Returns a list that records its calls."""
         calls = []
 
         def receive(connection, message, incoming, *_data):
@@ -97,7 +97,7 @@ class EarlierSynchronizationsTest(SystemTest):
         self.wait_for_generated_file()
         self.open()
         self.xdotool("key", "alt+f")
-        wait_until(lambda: calls, "a call of the file manager")
+        wait_until(lambda: calls, "a call to the file manager")
         ((path,), startup_id), = calls
         self.assertRegex(path, r"^file:///.*/quillet/runs/\d{8}_\d{6}_2104005771\.txt$")
         self.assertEqual("", startup_id)

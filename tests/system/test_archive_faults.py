@@ -1,4 +1,4 @@
-"""Runs and writes that are interrupted, and files that must not be overwritten."""
+"""Tests interrupted runs and writes, and the protection of existing files."""
 
 import errno
 import fcntl
@@ -35,7 +35,7 @@ def put(path, contents=_OLD):
 class ArchiveFaultsTest(SystemTest):
 
     def preload(self, **environment):
-        """Returns an environment that preloads file_faults.c with these settings."""
+        """Builds file_faults.c. Returns `environment` with the variable that preloads it."""
         library = f"{tempfile.gettempdir()}/file_faults.so"
         source = os.path.join(os.path.dirname(os.path.abspath(__file__)), "file_faults.c")
         subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", library, source],
@@ -47,14 +47,14 @@ class ArchiveFaultsTest(SystemTest):
 class SignalTest(ArchiveFaultsTest):
 
     def start(self, **popen):
-        # A signal that is ignored at the start stays ignored, and shells start background commands
-        # with SIGINT ignored.
+        # The program keeps ignoring signals that are ignored at startup, and shells start
+        # background commands with SIGINT ignored.
         popen.setdefault("preexec_fn", lambda: [signal.signal(each, signal.SIG_DFL)
                                                 for each in _SIGNALS])
         return super().start(**popen)
 
     def check_end(self, number):
-        """Sends a signal. The program must end in order and within two seconds."""
+        """Sends a signal. The program must close normally within two seconds."""
         began = time.monotonic()
         self.quillet.process.send(number)
         self.assertEqual(0, self.quillet.wait_for_end())
@@ -70,7 +70,7 @@ class SignalTest(ArchiveFaultsTest):
         return "\n".join(lines[lines.index(_CLOSING[0]):]) if _CLOSING[0] in lines else ""
 
     def check_each_signal(self, prepare):
-        """Calls prepare() and sends a signal, for each signal."""
+        """For each termination signal, calls prepare() and sends the signal."""
         for number in _SIGNALS:
             with self.subTest(number):
                 prepare()
@@ -79,7 +79,7 @@ class SignalTest(ArchiveFaultsTest):
                     self.assertEqual("", self.scanners.pop().stop(), "invalid commands")
 
     def connect(self, *faults, **settings):
-        """Starts the program with a scanner whose records take seconds to arrive."""
+        """Starts the program and connects a scanner whose records take seconds to arrive."""
         Settings(filename=OUTPUT, **settings).save()
         scanner = self.plugged_in_scanner(some_records(130))
         self.start_connected()
@@ -92,7 +92,7 @@ class SignalTest(ArchiveFaultsTest):
             self.addCleanup(lambda: self.assertIn("port closed", scanner.transcript()))
         self.check_each_signal(prepare)
 
-    def test_signal_ends_a_burst(self):
+    def test_signal_ends_program_during_a_burst(self):
         def prepare():
             self.connect("on P chunks 10 20").wait_for_commands(CHAIN)
             self.quillet.press("Synchronize")
@@ -100,7 +100,7 @@ class SignalTest(ArchiveFaultsTest):
         self.check_each_signal(prepare)
         self.assert_no_stray_files()
 
-    def test_signal_ends_a_record_by_record_run(self):
+    def test_signal_ends_program_during_a_record_by_record_run(self):
         def prepare():
             self.connect(burst_sync=0)
             self.synchronize(messages.RUN_STARTED + ".")
@@ -121,20 +121,20 @@ class SignalTest(ArchiveFaultsTest):
             window.open_panel()
         self.check_each_signal(prepare)
 
-    def test_signal_ends_waiting_for_a_port(self):
+    def test_signal_ends_program_waiting_for_a_port(self):
         def prepare():
             self.start().wait_for_view_start(messages.STARTED + messages.ATTEMPT
                                              + "Trying to connect.")
         self.check_each_signal(prepare)
 
-    def test_signal_ends_waiting_for_the_scanner(self):
+    def test_signal_ends_program_waiting_for_the_scanner(self):
         def prepare():
             self.plugged_in_scanner(faults=["on any ignore"])
             self.start().wait_for_view_start(messages.STARTED + messages.ATTEMPT
                                              + messages.trying())
         self.check_each_signal(prepare)
 
-    def test_signal_ends_a_program_that_hangs(self):
+    def test_signal_ends_a_hanging_program(self):
         Settings().save()
         self.plugged_in_scanner()
         self.start(environment=self.preload(BLOCKED_SYNC="/.QuilletRegistry.txt.quillet-"))
@@ -223,7 +223,7 @@ class TemporaryFilesTest(ArchiveFaultsTest):
 class SettingsAsOutputTest(ArchiveFaultsTest):
 
     def open_window(self, **settings):
-        """Opens the settings window."""
+        """Starts the program and opens the settings window."""
         Settings(filename=OUTPUT, **settings).save()
         self.start()
         self.quillet.clear()
@@ -257,7 +257,7 @@ class SettingsAsOutputTest(ArchiveFaultsTest):
         self.wait_for_path(f"{FOLDER}/new.txt")
         self.wait_for_no_message()
 
-    def test_says_that_a_chosen_file_will_be_replaced(self):
+    def test_warns_that_the_chosen_file_will_be_replaced(self):
         self.plugged_in_scanner()
         for path in (f"{FOLDER}/list.txt", f"{FOLDER}/sn_timestamp.txt"):
             os.makedirs(FOLDER, exist_ok=True)
@@ -271,7 +271,7 @@ class SettingsAsOutputTest(ArchiveFaultsTest):
             self.wait_for_path(path)
             self.wait_for_no_message()
 
-    def test_says_nothing_about_a_file_to_be_extended(self):
+    def test_does_not_warn_if_records_are_added_to_the_file(self):
         self.plugged_in_scanner()
         self.open_window(append_data=1)
         put(f"{FOLDER}/list.txt")

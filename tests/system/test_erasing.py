@@ -14,8 +14,8 @@ _ARCHIVE = f"{_STATE}/state/quillet/runs"
 class ErasingTest(SystemTest):
 
     def begin(self, records, *, options=(), archive=True, **settings):
-        """Starts the program with a connected scanner. If `archive` is false, a file blocks the
-        archive's folder."""
+        """Starts the program and connects a scanner. If `archive` is false, a file prevents the
+        program from creating the archive folder."""
         self.settings = Settings(filename=OUTPUT, clear_memory=1, **settings)
         self.settings.save()
         self.addCleanup(os.system, f"rm -rf {_STATE}")
@@ -28,7 +28,7 @@ class ErasingTest(SystemTest):
         return scanner
 
     def archived(self, ending):
-        """Returns the paths of the archive's files with this ending."""
+        """Returns the paths of the archived files with this extension."""
         names = os.listdir(_ARCHIVE) if os.path.isdir(_ARCHIVE) else []
         return sorted(f"{_ARCHIVE}/{name}" for name in names if name.endswith(ending))
 
@@ -50,7 +50,7 @@ class ErasingTest(SystemTest):
         self.quillet.wait_for_view_end(messages.count(count) + messages.ERASED + messages.FINISHED)
         self.quillet.wait_for_progress(end)
 
-    def test_archives_a_run_that_is_only_shown(self):
+    def test_archives_a_run_to_the_view(self):
         scanner = self.begin(some_records(3), destination=1)
         self.quillet.press("Synchronize")
         self.wait_for_erasing(scanner)
@@ -59,7 +59,7 @@ class ErasingTest(SystemTest):
             self.assertEqual(0o600, stat.S_IMODE(os.stat(path).st_mode), path)
         self.assertEqual(0o700, stat.S_IMODE(os.stat(_ARCHIVE).st_mode))
         wait_until(lambda: b"\nerased " in open(self.archived(".records")[0], "rb").read(),
-                   "the entry that the scanner is erased")
+                   "the entry \"erased\" in the archive")
 
     def test_erases_if_only_the_archive_was_written(self):
         scanner = self.begin(some_records(3), destination=0)
@@ -89,7 +89,7 @@ class ErasingTest(SystemTest):
         self.wait_for_erasing(scanner)
         self.assert_archived(self.records)
 
-    def test_does_not_erase_if_records_are_cut_off(self):
+    def test_does_not_erase_if_records_are_incomplete(self):
         scanner = self.begin(some_records(3), destination=1)
         scanner.fault("on P 1 length 40")
         self.quillet.press("Synchronize")

@@ -46,13 +46,13 @@ TEST_F(CsvExportTest, Reads300SeriesRecords) {
             kMark + (kHead + "\"EAN-13\",\"978\",\"2026-11-16 14:07:09\",\"005771\"\r\n"s));
 }
 
-TEST_F(CsvExportTest, QuotesSeparatorsQuotesAndLineEnds) {
+TEST_F(CsvExportTest, QuotesSeparatorsQuotesAndLineEndings) {
   EXPECT_EQ(Export({"a,b;c", "say \"x\"", "1\r\n2", "1\t2", ""}),
             kMark + (kHead + Row("\"a,b;c\"")) + Row("\"say \"\"x\"\"\"") + Row("\"1\r\n2\"") +
                 Row("\"1\t2\"") + Row("\"\""));
 }
 
-TEST_F(CsvExportTest, SpreadsheetsRunNoBarcodeAsAFormula) {
+TEST_F(CsvExportTest, PreventsSpreadsheetsFromRunningFormulas) {
   for (const char* const start : {"=", "+", "-", "@", "\t", "\r", "\n", "＝", "＋", "－", "＠"}) {
     const std::string formula = start + "HYPERLINK(1)"s;
     EXPECT_EQ(Export({formula}), kMark + (kHead + Row("\"'" + formula + "\""))) << start;
@@ -66,7 +66,7 @@ TEST_F(CsvExportTest, ConvertsLatin1ToUtf8) {
   EXPECT_EQ(Export({"caf\xE9"}), kMark + (kHead + Row("\"caf\xC3\xA9\"")));
 }
 
-TEST_F(CsvExportTest, CountsEachBarcodeInTheOrderOfScans) {
+TEST_F(CsvExportTest, CountsBarcodesInOrderOfFirstScan) {
   EXPECT_EQ(Export({"22", "1", "22", "22"}, true),
             std::string(kMark) + "\"Symbology\",\"Barcode\",\"Quantity\"\r\n" +
                 "\"EAN 13\",\"22\",3\r\n\"EAN 13\",\"1\",1\r\n");

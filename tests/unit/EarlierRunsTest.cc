@@ -18,7 +18,7 @@ class EarlierRunsTest : public test::AppFixture {
     LaunchConnected(Scanner(records));
   }
 
-  /// Synchronizes these records to the view at 14:07:09.
+  /// Synchronizes the records to the main view at 14:07:09.
   void RunWith(const std::vector<std::string>& records) {
     ConnectWith({.destination = 1}, records);
     clock.Set({2026, 11, 16, 14, 7, 9});
@@ -26,13 +26,13 @@ class EarlierRunsTest : public test::AppFixture {
     ClearView();
   }
 
-  /// Opens the list and waits until it is complete.
+  /// Opens the window and waits until it lists all runs.
   void OpenList() {
     earlierRuns.Press();
     mainQueue.RunAll();
   }
 
-  /// Presses Deliver again and waits until it has ended.
+  /// Presses Deliver again and waits until the delivery has ended.
   void Deliver() {
     runs.Press(&RunsActions::deliver);
     AwaitDelivery();
@@ -57,7 +57,7 @@ class EarlierRunsTest : public test::AppFixture {
   }
 };
 
-TEST_F(EarlierRunsTest, AnEmptyListSaysWhatWillAppear) {
+TEST_F(EarlierRunsTest, ExplainsAnEmptyList) {
   Launch();
   OpenList();
   EXPECT_TRUE(runs.runsWindow().IsShown());
@@ -84,7 +84,7 @@ TEST_F(EarlierRunsTest, ListsRunsAndLiveScansNewestFirst) {
   EXPECT_EQ(runs.preview().text(), "live\n");
 }
 
-TEST_F(EarlierRunsTest, SearchKeepsRowsThatContainEachWord) {
+TEST_F(EarlierRunsTest, SearchShowsRowsThatContainAllWords) {
   RunWith({"one"});
   tavo.Scan("live");
   OpenList();
@@ -120,7 +120,7 @@ TEST_F(EarlierRunsTest, SavesAndCopiesTheLinesUnchanged) {
             "The file cannot be written. Choose another folder: " + (folder / "missing/saved.txt"));
 }
 
-TEST_F(EarlierRunsTest, PreviewEndsAtAWholeLine) {
+TEST_F(EarlierRunsTest, PreviewEndsWithACompleteLine) {
   RunWith(Texts(2000, std::string(60, 'x')));
   OpenList();
   const std::string& text = runs.preview().text();
@@ -128,7 +128,7 @@ TEST_F(EarlierRunsTest, PreviewEndsAtAWholeLine) {
   EXPECT_TRUE(text.ends_with(std::string(60, 'x') + "\n… To see all records, save or copy them."));
 }
 
-TEST_F(EarlierRunsTest, ExportsCsvWithRecordsOrQuantities) {
+TEST_F(EarlierRunsTest, ExportsOneCsvRowPerRecordOrBarcode) {
   RunWith({"7", "8", "7"});
   OpenList();
   panels.answer = folder / "records.csv";
@@ -168,7 +168,7 @@ TEST_F(EarlierRunsTest, DeliversToANewFileWithCurrentSettings) {
   EXPECT_EQ(progress.Message(), runs.message());
 }
 
-TEST_F(EarlierRunsTest, DeliversToAGeneratedNameAndTheView) {
+TEST_F(EarlierRunsTest, DeliversToAGeneratedFileAndToTheView) {
   RunWith({"one"});
   Choose(0, dataFolder + "/sn_timestamp.txt");
   OpenList();
@@ -207,7 +207,7 @@ TEST_F(EarlierRunsTest, StopsIfNoOtherWindowGetsTheFocus) {
             "2 records.");
 }
 
-TEST_F(EarlierRunsTest, WaitsAgainIfQuilletGetsTheFocusBack) {
+TEST_F(EarlierRunsTest, WaitsAgainIfQuilletRegainsTheFocus) {
   RunWith({"1", "2"});
   Choose(2);
   OpenList();
@@ -220,7 +220,7 @@ TEST_F(EarlierRunsTest, WaitsAgainIfQuilletGetsTheFocusBack) {
   EXPECT_EQ(keyEvents.posts().size(), 4U);
 }
 
-TEST_F(EarlierRunsTest, StopsTheDelivery) {
+TEST_F(EarlierRunsTest, StopsDeliveringIfStopIsPressed) {
   RunWith({"12", "3"});
   Choose(2);
   OpenList();
@@ -251,7 +251,7 @@ TEST_F(EarlierRunsTest, OpensTheApplicationBeforeTyping) {
   EXPECT_EQ(keyEvents.posts().size(), 2U);
 }
 
-TEST_F(EarlierRunsTest, ARunInProgressCannotBeDeliveredOrDeleted) {
+TEST_F(EarlierRunsTest, NeitherDeliversNorDeletesARunInProgress) {
   RunWith({"one"});
   tavo.Hold("GS0");
   synchronize.Press();
@@ -309,7 +309,7 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   EXPECT_FALSE(FileContents(archiveFolder + "/20261116_140709_0000123456.records"));
 }
 
-TEST_F(EarlierRunsTest, KeepsLaterScansAfterDeletingTheDay) {
+TEST_F(EarlierRunsTest, ArchivesScansAfterDeletingTheDay) {
   RunWith({});
   tavo.Scan("first");
   OpenList();

@@ -17,7 +17,7 @@ using platform::GrowingFile;
 using Problem = RunArchive::Problem;
 using Texts = std::vector<std::string>;
 
-// The system's files. Appending and synchronizing can be made to fail.
+// Uses real files. Appending and flushing can be made to fail.
 class FaultyFiles final : public test::HookedFileStore {
  public:
   class File final : public GrowingFile {
@@ -40,8 +40,8 @@ class FaultyFiles final : public test::HookedFileStore {
     return file ? std::make_shared<File>(*this, std::move(file)) : nullptr;
   }
 
-  bool full = false;    // appending fails
-  bool broken = false;  // synchronizing fails
+  bool full = false;    // true: appending fails
+  bool broken = false;  // true: flushing to the disk fails
   int synchronizations = 0;
 };
 
@@ -62,7 +62,7 @@ class RunArchiveTest : public ::testing::Test {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
   }
 
-  // A stored record of the older layout.
+  // Returns a stored record in the older layout.
   static std::string Stored(const std::string& data, char symbology = 6) {
     return std::string{static_cast<char>(data.size() + 5), symbology} + data + "\x31\x47\x41\x09";
   }
@@ -72,13 +72,13 @@ class RunArchiveTest : public ::testing::Test {
     archive_.DownloadStarted();
   }
 
-  // Passes a single received record to the archive, as a download does.
+  // Passes a record and its line to the archive, as a download does.
   void Receive(const std::string& data) {
     archive_.KeepRecord(Bytes(Stored(data)));
     archive_.KeepLine(data + "\r\n");
   }
 
-  // Returns the names of the files that end with `ending`.
+  // Returns the names of the archived files that end with `ending`.
   Texts Names(const std::string& ending) {
     Texts names;
     for (const auto& entry : files_.List(folder_)) {
@@ -169,7 +169,7 @@ TEST_F(RunArchiveTest, KeepsScansOutsideARunInDailyFiles) {
   EXPECT_FALSE(Summary(folder_ + "/20261116_live.records").ended);
 }
 
-TEST_F(RunArchiveTest, RunsInTheSameSecondHaveDifferentNames) {
+TEST_F(RunArchiveTest, RunsInTheSameSecondHaveDifferentFileNames) {
   for (const auto* data : {"1", "2", "3"}) {
     Begin();
     Receive(data);
@@ -217,7 +217,7 @@ TEST_F(RunArchiveTest, FlushesTheFilesBeforePermittingTheErase) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, WithholdsAPendingEraseOnceTheNextRunBegins) {
+TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextRunBegins) {
   Begin();
   Receive("1");
   files_.full = true;
@@ -239,7 +239,7 @@ TEST_F(RunArchiveTest, ClosesTheFilesOfEarlierRuns) {
   EXPECT_EQ(files_.OpenGrowing(first_ + "_3.records", false), nullptr) << "the last run";
 }
 
-TEST_F(RunArchiveTest, ContinuesDailyFilesUnlessTheyAreDamaged) {
+TEST_F(RunArchiveTest, AppendsToDailyFilesUnlessTheyAreDamaged) {
   const std::string day = folder_ + "/20261116_live";
   Receive("1");
   RunArchive second(log_, clock_, files_, settings_, scanner_, folder_);
@@ -316,7 +316,7 @@ TEST_F(RunArchiveTest, WaitsAtMost30SecondsForTheOutputFile) {
   EXPECT_EQ(clock_.Now() - before, std::chrono::seconds(30));
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseOfRecordsThatWereCutOff) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfRecordsAreIncomplete) {
   Begin();
   archive_.KeepBurst(Bytes(Stored("1") + "\x20\x06"));
   archive_.KeepLine("1");
@@ -370,7 +370,7 @@ TEST_F(RunArchiveTest, FindsARunInterruptedInAnEarlierProcess) {
   EXPECT_FALSE(Summary(first_ + ".records").complete);
 }
 
-TEST_F(RunArchiveTest, KeepsTheNewestHundredRuns) {
+TEST_F(RunArchiveTest, KeepsOnlyTheNewestHundredRuns) {
   for (int i = 0; i < 103; ++i) {
     Begin();
     Receive(std::to_string(i));
@@ -382,7 +382,7 @@ TEST_F(RunArchiveTest, KeepsTheNewestHundredRuns) {
   EXPECT_FALSE(Names(".records").front().starts_with("20261116_010409"));
 }
 
-TEST_F(RunArchiveTest, DropsTheOldestRunsOfALargeArchive) {
+TEST_F(RunArchiveTest, DeletesTheOldestRunsOfALargeArchive) {
   std::filesystem::create_directories(folder_);
   for (const auto* name : {"/20250101_000000_A", "/20250102_000000_B"}) {
     test::PutFile(folder_ + name + ".records", kArchiveHeader);
@@ -408,7 +408,7 @@ TEST_F(RunArchiveTest, StartsANewFileAfter20Megabytes) {
   EXPECT_EQ(files_.synchronizations, 2);
 }
 
-TEST(ArchivedRunTest, IgnoresAnIncompleteEntryAndOtherFiles) {
+TEST(ArchivedRunTest, IgnoresIncompleteEntriesAndOtherFiles) {
   EXPECT_FALSE(ReadArchivedRun(""));
   EXPECT_FALSE(ReadArchivedRun("another file\n"));
   EXPECT_EQ(ReadArchivedRun("quillet-archive 1\nrecord 3\nabc\nrecord 3\nab")->records, 1);
@@ -416,7 +416,7 @@ TEST(ArchivedRunTest, IgnoresAnIncompleteEntryAndOtherFiles) {
   EXPECT_FALSE(ReadArchivedRun("quillet-archive 1\nend complete")->ended);
 }
 
-TEST(ArchivedRunTest, EscapesAndRestoresTexts) {
+TEST(ArchivedRunTest, EscapesAndUnescapesText) {
   for (const std::string& text :
        {"plain"s, ""s, " "s, " a b "s, "100%"s, "a\r\n\0\x7F"s, "\xC3\xA9"s}) {
     EXPECT_EQ(UnescapedText(EscapedText(text)), text);

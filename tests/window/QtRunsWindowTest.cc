@@ -70,7 +70,7 @@ class QtRunsWindowTest : public testing::Test {
     QTest::keyClick(QApplication::focusWidget(), key, modifiers);
   }
 
-  /// Calls `act` when a modal dialog has opened.
+  /// Calls `act` with the next modal dialog that opens.
   static void InDialog(const std::function<void(QWidget*)>& act) {
     QTimer::singleShot(0, qApp, [act] {
       QWidget* const dialog = QApplication::activeModalWidget();
@@ -101,7 +101,7 @@ TEST_F(QtRunsWindowTest, ShowsRowsWithoutReportingASelection) {
   EXPECT_EQ(Reports(), "");
 }
 
-TEST_F(QtRunsWindowTest, KeysSelectRows) {
+TEST_F(QtRunsWindowTest, ArrowKeysSelectRows) {
   OpenWithRows();
   EXPECT_EQ(QApplication::focusWidget(), List());
   Press(Qt::Key_Down);
@@ -109,7 +109,7 @@ TEST_F(QtRunsWindowTest, KeysSelectRows) {
   EXPECT_EQ(Reports(), "select ");
 }
 
-TEST_F(QtRunsWindowTest, ShowsATextInPlaceOfNoRows) {
+TEST_F(QtRunsWindowTest, ShowsATextIfTheListIsEmpty) {
   Open({});
   EXPECT_FALSE(List()->isVisible());
   EXPECT_EQ(QApplication::focusWidget(), SearchField());
@@ -140,7 +140,7 @@ TEST_F(QtRunsWindowTest, KeysInTheListPressButtons) {
   EXPECT_EQ(Reports(), "");
 }
 
-TEST_F(QtRunsWindowTest, SearchFieldReportsItsTextAndReturnsToTheList) {
+TEST_F(QtRunsWindowTest, SearchFieldReportsTextAndReturnMovesToTheList) {
   OpenWithRows();
   Press(Qt::Key_F, Qt::ControlModifier);
   ASSERT_EQ(QApplication::focusWidget(), SearchField());
@@ -162,7 +162,7 @@ TEST_F(QtRunsWindowTest, EscapeAndCloseHideTheWindow) {
   EXPECT_FALSE(window_.isVisible());
 }
 
-TEST_F(QtRunsWindowTest, ReportsItsActivation) {
+TEST_F(QtRunsWindowTest, ReportsWhenTheWindowGetsTheFocus) {
   OpenWithRows();
   main_.activateWindow();
   ASSERT_TRUE(SpinUntil([this] { return main_.isActiveWindow(); }));
@@ -196,7 +196,7 @@ TEST_F(QtRunsWindowTest, MnemonicsAreUnique) {
   }
 }
 
-TEST_F(QtRunsWindowTest, EveryControlHasAName) {
+TEST_F(QtRunsWindowTest, EveryControlHasAnAccessibleName) {
   OpenWithRows();
   for (QWidget* const widget : std::vector<QWidget*>{List(), Preview(), SearchField()}) {
     QAccessibleInterface* found = QAccessible::queryAccessibleInterface(widget);
@@ -226,7 +226,7 @@ TEST_F(QtRunsWindowTest, AsksBeforeDeleting) {
   EXPECT_FALSE(window_.ConfirmDeletion("Delete?", "")) << "the default is Cancel";
 }
 
-TEST_F(QtRunsWindowTest, AsksForTheRowsOfACsvFile) {
+TEST_F(QtRunsWindowTest, AsksWhichRowsACsvFileHas) {
   OpenWithRows();
   for (const bool perBarcode : {false, true}) {
     InDialog([perBarcode](QWidget* dialog) {

@@ -1,4 +1,4 @@
-"""The program's archive of received records."""
+"""Reads Quillet's archive of received records."""
 
 import dataclasses
 import datetime
@@ -13,12 +13,12 @@ _ERASED = 0xFF
 class ArchivedRun:
     """The contents of a records file."""
 
-    entries: dict = dataclasses.field(default_factory=dict)  # last value of each entry
-    records: list = dataclasses.field(default_factory=list)  # bytes, as received
+    entries: dict = dataclasses.field(default_factory=dict)  # last value, by entry name
+    records: list = dataclasses.field(default_factory=list)  # as received
 
 
 def _records_of_burst(burst, newer):
-    """Returns the records of a burst. Stops at an invalid length."""
+    """Returns the records of a burst, without erased ones. Stops at an invalid length."""
     records = []
     while burst:
         size = int.from_bytes(burst[:2], "big") if newer else burst[0] + 1
@@ -58,7 +58,7 @@ def records_files(folder=FOLDER):
 
 
 def archived_records(folder=FOLDER):
-    """Returns the records of all files, as received."""
+    """Returns the records in all records files, as received."""
     records = []
     for path in records_files(folder):
         with open(path, "rb") as file:
@@ -67,7 +67,7 @@ def archived_records(folder=FOLDER):
 
 
 def stored(record):
-    """Returns a record of an older scanner as the scanner sends it."""
+    """Returns the stored form of a record in the older layout."""
     time = datetime.datetime.fromisoformat(record.time)
     date = ((time.year - 2000) << 10 | time.month << 6 | time.day << 1 | (time.hour >= 12))
     clock = (time.hour % 12) << 12 | time.minute << 6 | time.second
