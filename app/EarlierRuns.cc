@@ -123,7 +123,7 @@ void EarlierRuns::ReadSome() {
     const auto contents = Records(listed.name);
     listed.run = contents ? ReadArchivedRun(*contents) : std::nullopt;
     listed.wasRead = true;
-    if (!listed.run) Log(platform_.log, "Quillet: not readable: ", ForeignText(listed.name));
+    if (!listed.run) Log(platform_.log, "Quillet: unreadable file: ", ForeignText(listed.name));
   }
   ShowRows();
 }
@@ -240,7 +240,7 @@ void EarlierRuns::SaveAs() {
   const Listed* const listed = Selected();
   if (listed == nullptr) return;
   const auto lines = Lines(*listed);
-  if (!lines) return window_.ShowMessage("The records cannot be read. Check the disk.");
+  if (!lines) return window_.ShowMessage("The archived records cannot be read. Check the disk.");
   SaveFile("Save records", listed->name + std::string(kLinesEnding), *lines);
 }
 
@@ -251,7 +251,7 @@ void EarlierRuns::ExportCsv() {
   const auto rowPerBarcode = window_.ChooseRowPerBarcode();
   if (!rowPerBarcode) return;
   const auto contents = Records(name);
-  if (!contents) return window_.ShowMessage("The records cannot be read. Check the disk.");
+  if (!contents) return window_.ShowMessage("The archived records cannot be read. Check the disk.");
   CsvExport csv(*rowPerBarcode);
   ReadArchivedRun(*contents,
                   [&](const ScannerIdentity& scanner, const Settings&,
@@ -265,8 +265,9 @@ void EarlierRuns::SaveFile(const std::string& title, const std::string& name,
   if (!path) return;
   folder_ = path->substr(0, path->rfind('/'));
   const bool written = platform_.files.Replace(*path, contents);
-  window_.ShowMessage(
-      (written ? "Saved: " : "The file cannot be written. Choose another folder: ") + *path);
+  window_.ShowMessage(written
+                          ? "Saved: " + *path
+                          : "This file cannot be written: " + *path + ". Choose another folder.");
 }
 
 void EarlierRuns::Copy() {
@@ -275,7 +276,7 @@ void EarlierRuns::Copy() {
   const auto lines = Lines(*listed);
   const bool copied = lines && platform_.pasteboard.SetString(*lines);
   window_.ShowMessage(copied ? Counted(listed->run->records) + " copied to the clipboard."
-                             : "The records cannot be copied.");
+                             : "The records cannot be copied. Save them to a file instead.");
 }
 
 void EarlierRuns::ShowInFolder() {
@@ -292,8 +293,8 @@ void EarlierRuns::Remove() {
   if (!window_.ConfirmDeletion(
           live ? "Delete the live scans of " + date + "?"
                : "Delete the synchronization of " + date + "?",
-          "This deletes " + Counted(listed->run->records) +
-              " from the archive for good. Files saved or delivered elsewhere are kept.")) {
+          "This permanently deletes " + Counted(listed->run->records) +
+              " from the archive. Files saved or delivered elsewhere are kept.")) {
     return;
   }
   window_.ShowMessage(parts_.archive.Delete(name)
@@ -331,7 +332,7 @@ void EarlierRuns::DeliverOnThread(const std::string& name) {
 // Delivers the records of a run. Returns the message to show afterwards.
 std::string EarlierRuns::Deliver(const std::string& name) {
   const auto contents = Records(name);
-  if (!contents) return "The records cannot be read. Check the disk.";
+  if (!contents) return "The archived records cannot be read. Check the disk.";
   const std::int32_t destination = parts_.settings.destination;
   if (destination == kToFile) return DeliverToFile(*contents);
   if (destination != kToView) return DeliverToApplication(*contents, destination);
@@ -343,13 +344,13 @@ std::string EarlierRuns::DeliverToFile(std::string_view contents) {
   std::string lines;
   const auto run = ReadArchivedLines(contents, &parts_.settings,
                                      [&](const std::string& line) { lines += line; });
-  if (!run) return "The records cannot be read. Check the disk.";
+  if (!run) return "The archived records cannot be read. Check the disk.";
   SerialNumberField serial;
   serial.Assign(reinterpret_cast<const std::uint8_t*>(run->serial.data()), run->serial.size());
   const std::string path = FreePath(ResolveSyncFileName(
       parts_.settings.filename.Get(), [&] { return parts_.file.GetSyncFileName(serial); }));
   if (!parts_.file.WriteDataToFile(path, lines, false, false)) {
-    return "The file cannot be written. Check its folder in the settings: " + path;
+    return "This file cannot be written: " + path + ". Check its folder in the settings.";
   }
   return Counted(run->records) + " delivered to " + path;
 }
@@ -395,8 +396,8 @@ std::string EarlierRuns::DeliverToApplication(std::string_view contents, std::in
     return problem + " after " + std::to_string(delivered) + " of " + Counted(records) + ".";
   }
   if (skipped == 0) return Counted(records) + " delivered.";
-  return Counted(delivered - skipped) + " delivered. " + std::to_string(skipped) +
-         " cannot be typed: turn on \"Paste text instead of typing it\".";
+  return Counted(delivered - skipped) + " delivered, " + std::to_string(skipped) +
+         " could not be typed. Turn on \"Paste text instead of typing it\".";
 }
 
 // Waits until another application's window has the focus. Returns false after a time-out or if the
@@ -413,7 +414,7 @@ bool EarlierRuns::AwaitOtherWindow() {
       inactiveSince = platform_.clock.Now();
       if (now - start > kLongestWait) return false;
       if (!std::exchange(told, true)) {
-        Report("Waiting to deliver: click the window that is to receive the records.");
+        Report("Waiting to deliver: click the window that should receive the records.");
       }
     } else if (now - inactiveSince >= kSettlingTime) {
       if (told) Report("Delivering records…");

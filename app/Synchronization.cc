@@ -131,9 +131,11 @@ void SyncController::ReportArchiveProblem(RunArchive::Problem problem) {
       return ShowMessage("Records cannot be saved in the archive. Check the disk: " +
                          folders_.archive);
     case RunArchive::Problem::kEraseWithheld:
-      return ShowMessage("The scanner was not erased, because its records are not on the disk.");
+      return ShowMessage(
+          "The scanner was not erased, because its records were not saved. Check the disk.");
     case RunArchive::Problem::kCutOff:
-      return ShowMessage("The scanner was not erased, because some records are incomplete.");
+      return ShowMessage(
+          "The scanner was not erased, because some records are incomplete. Synchronize again.");
   }
 }
 

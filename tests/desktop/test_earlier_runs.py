@@ -24,7 +24,7 @@ class DeliverAgainTest(TypingCase):
                    == "Earlier synchronizations", "the list")
         self.desktop.xdotool("key", "alt+d")
         self.quillet.wait_for_progress(
-            "Waiting to deliver: click the window that is to receive the records.")
+            "Waiting to deliver: click the window that should receive the records.")
         self.assertEqual("", editor.text())
         editor.focus()
         editor.wait_for_text(lines(texts))

@@ -116,8 +116,8 @@ TEST_F(EarlierRunsTest, SavesAndCopiesTheLinesUnchanged) {
   EXPECT_EQ(runs.message(), "Saved: " + (folder / "saved.txt"));
   panels.answer = folder / "missing/saved.txt";
   runs.Press(&RunsActions::saveAs);
-  EXPECT_EQ(runs.message(),
-            "The file cannot be written. Choose another folder: " + (folder / "missing/saved.txt"));
+  EXPECT_EQ(runs.message(), "This file cannot be written: " + (folder / "missing/saved.txt") +
+                                ". Choose another folder.");
 }
 
 TEST_F(EarlierRunsTest, PreviewEndsWithACompleteLine) {
@@ -237,8 +237,9 @@ TEST_F(EarlierRunsTest, CountsRecordsThatCannotBeTyped) {
   Choose(2);
   OpenList();
   Deliver();
-  EXPECT_EQ(runs.message(),
-            "1 record delivered. 1 cannot be typed: turn on \"Paste text instead of typing it\".");
+  EXPECT_EQ(
+      runs.message(),
+      "1 record delivered, 1 could not be typed. Turn on \"Paste text instead of typing it\".");
 }
 
 TEST_F(EarlierRunsTest, OpensTheApplicationBeforeTyping) {
@@ -295,9 +296,10 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   runs.confirms = false;
   runs.Press(&RunsActions::remove);
   mainQueue.RunAll();
-  EXPECT_EQ(runs.question(),
-            "Delete the synchronization of 2026-11-16 14:07:09?|This deletes 1 record from the "
-            "archive for good. Files saved or delivered elsewhere are kept.");
+  EXPECT_EQ(
+      runs.question(),
+      "Delete the synchronization of 2026-11-16 14:07:09?|This permanently deletes 1 record from "
+      "the archive. Files saved or delivered elsewhere are kept.");
   EXPECT_EQ(runs.rows().size(), 2U);
   runs.confirms = true;
   runs.Press(&RunsActions::remove);

@@ -108,7 +108,7 @@ TEST_F(SynchronizationTest, DoesNotEraseRecordsThatWereNotSaved) {
     mainQueue.RunAll();
     ticker.Tick();
     return progress.Message() ==
-           "The scanner was not erased, because its records are not on the disk.";
+           "The scanner was not erased, because its records were not saved. Check the disk.";
   }));
   EXPECT_EQ(tavo.Commands().find('E'), std::string::npos);
 }

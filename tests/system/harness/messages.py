@@ -14,8 +14,8 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
 GIVEN_UP = "The scanner did not answer. Restart Quillet."
-CUT_OFF = "The scanner was not erased, because some records are incomplete."
-NO_COPY = "The scanner was not erased, because its records are not on the disk."
+CUT_OFF = "The scanner was not erased, because some records are incomplete. Synchronize again."
+NO_COPY = "The scanner was not erased, because its records were not saved. Check the disk."
 REQUESTING = "Requesting records from the scanner"
 SILENCE = "  ·  no data for "  # appended to the progress text after 3 s without data
 
