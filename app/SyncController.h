@@ -163,8 +163,6 @@ class SyncController final : public LumetDelegate {
   void StartProgress();
   void OpenArchive();
   void ReportInterruption();
-  void ReportRefusedFile();
-  void ReportArchiveProblem(RunArchive::Problem problem);
   void ShowMessage(std::string_view message);
 
   const Platform platform_;

@@ -7,6 +7,24 @@ namespace {
 
 constexpr std::chrono::milliseconds kProgressPeriod{150};
 
+std::string ProblemMessage(RunArchive::Problem problem, const std::string& folder) {
+  switch (problem) {
+    case RunArchive::Problem::kNotWritten:
+      return "Records cannot be saved in the archive. Check the disk: " + folder;
+    case RunArchive::Problem::kEraseWithheld:
+      return "The scanner was not erased, because its records were not saved. Check the disk.";
+    case RunArchive::Problem::kCutOff:
+      break;
+  }
+  return "The scanner was not erased, because some records are incomplete. Synchronize again.";
+}
+
+std::string RefusedFileMessage(const RunArchive& archive) {
+  return std::string(SettingsEditor::kSettingsFileMessage) +
+         (archive.failed() ? " The records of this synchronization were not saved."
+                           : " The records are in the archive: " + archive.folder());
+}
+
 }  // namespace
 
 void SyncController::synchronizeButton() {
@@ -51,7 +69,7 @@ void SyncController::SynchronizeFinished() {
   const bool hadRecords = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
   if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.recordsInFile);
   archive_->End(complete);
-  if (run_.refusedSettingsFile) ReportRefusedFile();
+  if (run_.refusedSettingsFile) ShowMessage(RefusedFileMessage(*archive_));
   earlierRuns_->RunEnded();
   if (hadRecords && lumet->bClearMemory) {
     DisplayText("Erased Tavo memory...", true);
@@ -89,9 +107,10 @@ void SyncController::ShowProgress() {
 }
 
 void SyncController::OpenArchive() {
-  archive_ = new RunArchive(platform_.log, platform_.clock, platform_.files, *lumet, *lumet,
-                            folders_.archive);
-  archive_->OnProblem([this](RunArchive::Problem problem) { ReportArchiveProblem(problem); });
+  archive_ = new RunArchive(platform_.clock, platform_.files, *lumet, *lumet, folders_.archive);
+  archive_->OnProblem([this](RunArchive::Problem problem) {
+    ShowMessage(ProblemMessage(problem, folders_.archive));
+  });
   lumet->setArchive(archive_);
   earlierRuns_ =
       new EarlierRuns({.platform = platform_,
@@ -123,27 +142,6 @@ void SyncController::ReportInterruption() {
   } else if (!files.empty()) {
     ShowMessage(files + " Synchronize again if records are missing.");
   }
-}
-
-void SyncController::ReportArchiveProblem(RunArchive::Problem problem) {
-  switch (problem) {
-    case RunArchive::Problem::kNotWritten:
-      return ShowMessage("Records cannot be saved in the archive. Check the disk: " +
-                         folders_.archive);
-    case RunArchive::Problem::kEraseWithheld:
-      return ShowMessage(
-          "The scanner was not erased, because its records were not saved. Check the disk.");
-    case RunArchive::Problem::kCutOff:
-      return ShowMessage(
-          "The scanner was not erased, because some records are incomplete. Synchronize again.");
-  }
-}
-
-void SyncController::ReportRefusedFile() {
-  std::string message(SettingsEditor::kSettingsFileMessage);
-  message += archive_->failed() ? " The records of this synchronization were not saved."
-                                : " The records are in the archive: " + folders_.archive;
-  ShowMessage(message);
 }
 
 void SyncController::ShowMessage(std::string_view message) {

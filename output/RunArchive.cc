@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "base/Log.h"
 #include "output/ArchivedRun.h"
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
@@ -28,10 +27,9 @@ constexpr int kMaximumNumber = 1000;
 
 }  // namespace
 
-RunArchive::RunArchive(SystemLog& log, platform::Clock& clock, FileStore& files,
-                       const Settings& settings, const ScannerIdentity& scanner, std::string folder)
-    : log_(log),
-      clock_(clock),
+RunArchive::RunArchive(platform::Clock& clock, FileStore& files, const Settings& settings,
+                       const ScannerIdentity& scanner, std::string folder)
+    : clock_(clock),
       files_(files),
       settings_(settings),
       scanner_(scanner),

@@ -13,7 +13,6 @@
 #include <utility>
 #include <vector>
 
-#include "base/SystemLog.h"
 #include "base/Word.h"
 #include "device/RecordArchive.h"
 #include "device/ScannerIdentity.h"
@@ -44,14 +43,13 @@ class RunArchive final : public RecordArchive {
       200'000'000;                           ///< maximum size of all files, in bytes
   static constexpr std::size_t kRuns = 100;  ///< maximum number of runs
 
-  /// @param log       must outlive this object, like all other arguments
-  /// @param clock     provides the times in names and files
+  /// @param clock     provides the times in names and files; outlives this object, like all others
   /// @param files     writes the files
   /// @param settings  written to the files
   /// @param scanner   written to the files
   /// @param folder    absolute path of the archive folder; need not exist
-  RunArchive(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
-             const Settings& settings, const ScannerIdentity& scanner, std::string folder);
+  RunArchive(platform::Clock& clock, platform::FileStore& files, const Settings& settings,
+             const ScannerIdentity& scanner, std::string folder);
   RunArchive(const RunArchive&) = delete;
   RunArchive& operator=(const RunArchive&) = delete;
 
@@ -127,7 +125,6 @@ class RunArchive final : public RecordArchive {
   bool OutputFileIsACopy() const;
   void DropOldRuns();
 
-  SystemLog& log_;
   platform::Clock& clock_;
   platform::FileStore& files_;
   const Settings& settings_;

@@ -6,7 +6,6 @@
 #include "output/RunArchive.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/HookedFileStore.h"
-#include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace quillet {
@@ -104,12 +103,11 @@ class RunArchiveTest : public ::testing::Test {
   const test::TemporaryFolder temporary_;
   const std::string folder_ = temporary_ / "state/runs";
   const std::string first_ = folder_ + "/20261116_010409_W123400577";
-  test::RecordingLog log_;
   test::FakeClock clock_;
   FaultyFiles files_;
   Settings settings_;
   ScannerIdentity scanner_;
-  RunArchive archive_{log_, clock_, files_, settings_, scanner_, folder_};
+  RunArchive archive_{clock_, files_, settings_, scanner_, folder_};
   std::vector<Problem> problems_;
 };
 
@@ -242,14 +240,14 @@ TEST_F(RunArchiveTest, ClosesTheFilesOfEarlierRuns) {
 TEST_F(RunArchiveTest, AppendsToDailyFilesUnlessTheyAreDamaged) {
   const std::string day = folder_ + "/20261116_live";
   Receive("1");
-  RunArchive second(log_, clock_, files_, settings_, scanner_, folder_);
+  RunArchive second(clock_, files_, settings_, scanner_, folder_);
   second.KeepRecord(Bytes(Stored("another process")));
   EXPECT_EQ(RecordsOf(day + "_2.records"), Texts{"another process"});
   {
-    RunArchive unused(log_, clock_, files_, settings_, scanner_, temporary_ / "other");
+    RunArchive unused(clock_, files_, settings_, scanner_, temporary_ / "other");
     unused.KeepRecord(Bytes(Stored("1")));
   }
-  RunArchive third(log_, clock_, files_, settings_, scanner_, temporary_ / "other");
+  RunArchive third(clock_, files_, settings_, scanner_, temporary_ / "other");
   third.KeepRecord(Bytes(Stored("2")));
   const std::string other = temporary_ / "other/20261116_live";
   EXPECT_EQ(RecordsOf(other + ".records"), (Texts{"1", "2"}));
@@ -357,7 +355,7 @@ TEST_F(RunArchiveTest, OverlappingRunsUseTheSameFilesUntilOneEnds) {
 
 TEST_F(RunArchiveTest, FindsARunInterruptedInAnEarlierProcess) {
   {
-    RunArchive earlier(log_, clock_, files_, settings_, scanner_, folder_);
+    RunArchive earlier(clock_, files_, settings_, scanner_, folder_);
     earlier.Begin();
     earlier.KeepRecord(Bytes(Stored("1")));
     earlier.KeepLine("1");
