@@ -23,19 +23,19 @@ class ErasePermit {
   ErasePermit() = default;
 };
 
-/// Keeps every record that the session receives, and decides whether the scanner may be erased.
+/// Stores every record that the session receives, and decides whether the scanner may be erased.
 /// Implemented by RunArchive.
 class RecordArchive {
  public:
   /// Called when the scanner has reported how many records it has. Read thread.
   virtual void DownloadStarted() = 0;
 
-  /// Keeps a record that is not part of a burst. Called before the record is delivered. Read
+  /// Stores a record that is not part of a burst. Called before the record is delivered. Read
   /// thread.
   /// @param record  the stored record as received; valid during the call
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;
 
-  /// Keeps a burst. Called before its first record is delivered. Read thread.
+  /// Stores a burst. Called before its first record is delivered. Read thread.
   /// @param records  the stored records as received; valid during the call
   virtual void KeepBurst(std::span<const std::uint8_t> records) = 0;
 

@@ -37,11 +37,12 @@ class RunArchive final : public RecordArchive {
     kCutOff,         ///< the scanner is not erased, because some records are incomplete
   };
 
-  static constexpr std::uint64_t kFileSize =
-      20'000'000;  ///< size at which a new file begins, in bytes
-  static constexpr std::uint64_t kArchiveSize =
-      200'000'000;                           ///< maximum size of all files, in bytes
-  static constexpr std::size_t kRuns = 100;  ///< maximum number of runs
+  /// Size at which a new file begins, in bytes.
+  static constexpr std::uint64_t kFileSize = 20'000'000;
+  /// Maximum size of all files, in bytes.
+  static constexpr std::uint64_t kArchiveSize = 200'000'000;
+  /// Maximum number of runs.
+  static constexpr std::size_t kRuns = 100;
 
   /// @param clock     provides the times in names and files; outlives this object, like all others
   /// @param files     writes the files
@@ -133,9 +134,10 @@ class RunArchive final : public RecordArchive {
   std::function<void(Problem)> onProblem_;
 
   std::atomic<std::int32_t> runsInProgress_{0};
-  std::atomic<std::int64_t> received_{0};  // number of records received in the current download
-  std::atomic<std::int64_t> inOutputFile_{
-      0};                           // number of these records that are in the output file
+  // Number of records received in the current download.
+  std::atomic<std::int64_t> received_{0};
+  // Number of these records that are in the output file.
+  std::atomic<std::int64_t> inOutputFile_{0};
   Word<bool> startsRun_ = false;    // the next record opens new files for a run
   Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
   Word<bool> overlaps_ = false;     // the run began before the previous one ended

@@ -13,13 +13,12 @@ namespace quillet::platform {
 
 /// The texts of a row, one for each column.
 struct RunRow {
-  std::string date;     ///< start of the run, or the day of live scans
-  std::string scanner;  ///< displayed part of the serial number
-  std::string records;  ///< number of records
-  std::string
-      destination;     ///< path of the file or the application, or the title of the destination
-  std::string state;   ///< complete, incomplete, in progress, or live scans
-  std::string erased;  ///< "Yes" or "No"; empty for live scans
+  std::string date;         ///< start of the run, or the day of live scans
+  std::string scanner;      ///< displayed part of the serial number
+  std::string records;      ///< number of records
+  std::string destination;  ///< path of the file or application, or the destination's title
+  std::string state;        ///< complete, incomplete, in progress, or live scans
+  std::string erased;       ///< "Yes" or "No"; empty for live scans
   bool operator==(const RunRow&) const = default;  ///< compares all members
 };
 
@@ -49,7 +48,7 @@ class RunsWindow {
   /// @param selected  position of the row to select, from 0; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;
 
-  virtual std::int32_t SelectedRow() const = 0;  ///< returns its index, or -1 if no row is selected
+  virtual std::int32_t SelectedRow() const = 0;  ///< returns an index, or -1 if no row is selected
 
   /// Sets the text to show if the list has no rows.
   virtual void ShowEmptyText(std::string_view text) = 0;
@@ -59,13 +58,13 @@ class RunsWindow {
   /// @param remove  true enables the button Delete
   virtual void EnableActions(bool use, bool remove) = 0;
 
-  virtual void ShowDelivering(
-      bool delivering) = 0;  ///< true: renames Deliver again to Stop delivery
+  /// Changes the button Deliver again to Stop delivery, or back.
+  virtual void ShowDelivering(bool delivering) = 0;
   virtual void ShowMessage(std::string_view text) = 0;  ///< shows a message of one line
 
   /// Asks the user whether to delete a run.
-  /// @param question     one sentence
-  /// @param consequence  what is lost
+  /// @param question     the question, one sentence
+  /// @param consequence  explains what will be lost
   /// @return true if the user confirms
   virtual bool ConfirmDeletion(std::string_view question, std::string_view consequence) = 0;
 

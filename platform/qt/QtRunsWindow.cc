@@ -29,10 +29,9 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kUsualSize(960, 540);
-constexpr int kCellMargin = 7;  // left and right of a cell's text, in pixels
-constexpr float kPlaceholderTint =
-    0.35F;                      // proportion of background colour in the placeholder text
-constexpr int kRowPadding = 8;  // added to the height of a row, in pixels
+constexpr int kCellMargin = 7;             // left and right of a cell's text, in pixels
+constexpr float kPlaceholderTint = 0.35F;  // proportion of background colour
+constexpr int kRowPadding = 8;             // added to the height of a row, in pixels
 
 // The columns of the list, in the order of the members of RunRow.
 struct ListColumn {

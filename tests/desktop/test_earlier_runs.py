@@ -1,4 +1,4 @@
-"""Tests of Deliver again that type into another program."""
+"""Tests that Deliver again types into another program."""
 
 from editors import TextWindow
 from harness.case import wait_until

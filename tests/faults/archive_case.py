@@ -40,7 +40,7 @@ Call = collections.namedtuple("Call", "call file number result path")
 
 
 class Point(collections.namedtuple("Point", "call file first last error")):
-    """A fault: of these calls on this file, numbers `first` to `last` (from 1) fail."""
+    """A fault: the calls number `first` to `last` (from 1) of `call` on `file` fail."""
 
     def __str__(self):
         name = {HALF: "short write", NOTHING: "zero write"}.get(self.error)
@@ -134,8 +134,6 @@ class ArchiveTest(FaultTest):
         """Returns the sent records that are missing in `found`, by default in the archive."""
         found = set(archive.archived_records() if found is None else found)
         return [record for record in self.records if archive.stored(record) not in found]
-
-    # Failed calls
 
     def view_of_run(self):
         count = len(self.records)

@@ -84,8 +84,8 @@ class ArchiveKillTest(ArchiveTest):
     """Kills the program at random times of a run that erases the scanner."""
 
     def check(self, destination):
-        """Half of the kills occur at any time of the run, a quarter after the archive's first file
-        is created, and a quarter near its end, when the scanner is erased."""
+        """Half of the kills occur at random times during the run, a quarter after the archive's
+        first file is created, and a quarter near the erase command."""
         chance = random.Random(destination)
         counts = collections.Counter()
         for way in (1, 0):
@@ -98,10 +98,10 @@ class ArchiveKillTest(ArchiveTest):
         self.quillet = None
 
     def begin_run(self, records, destination, way):
-        """Starts the program. Returns the scanner when the program has begun a run."""
+        """Starts the program and waits until it begins a run. Returns the scanner."""
         settings = {}
         if destination in (TO_FRONTMOST, TO_NAMED):
-            # Digits only: the frontmost window may be the program's, where they have no effect.
+            # Digits only: if the program types into its own window, digits have no effect.
             settings = {"attach_serial": 0, "attach_timestamp": 0, "attach_type": 0,
                         "data_delimiter": 0, "record_delimiter": 0, "application": _APPLICATION}
         scanner = self.begin_attempt(records, destination, way, **settings)
@@ -109,7 +109,7 @@ class ArchiveKillTest(ArchiveTest):
         return scanner
 
     def time_run(self, records, destination, way):
-        """Returns the time that an undisturbed run needs, in seconds."""
+        """Returns the duration of a run without a kill, in seconds."""
         scanner = self.begin_run(records, destination, way)
         start = time.monotonic()
         wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased")

@@ -13,7 +13,7 @@ namespace {
 
 using test::Child;
 
-/// Watches one descriptor. Run acts as the main loop.
+/// Watches one descriptor. Run() acts as the main loop.
 class OneWatch final : public DescriptorWatcher {
  public:
   std::unique_ptr<DescriptorWatch> Watch(int descriptor, std::function<void()> ready) override {

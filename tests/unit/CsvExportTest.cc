@@ -24,7 +24,7 @@ class CsvExportTest : public testing::Test {
     return csv.Contents();
   }
 
-  /// Returns the row of a record with this text as its barcode column.
+  /// Returns the CSV row of a record. `field` is the content of the barcode column.
   static std::string Row(const std::string& field) {
     return "\"EAN 13\"," + field + ",\"2026-11-16 14:07:09\",\"005771\"\r\n";
   }

@@ -86,7 +86,7 @@ class RunArchiveTest : public ::testing::Test {
     return names;
   }
 
-  // Returns the data of all records in a file.
+  // Returns the data of all records in a file. Stores the scanner's serial number in `serial`.
   static Texts RecordsOf(const std::string& path, std::string* serial = nullptr) {
     Texts records;
     ReadArchivedRun(
