@@ -294,7 +294,8 @@ TEST_F(PosixFileStoreTest, KilledProcessLeavesTheOldOrTheNewFile) {
   for (const std::string& name : folder_.Names()) {
     EXPECT_TRUE(name == "file" || name.starts_with(".file.quillet-")) << name;
   }
-  EXPECT_EQ(store_.RemoveUnfinished(folder_.path()), folder_.Names().size() - 1);
+  const std::size_t unfinished = folder_.Names().size() - 1;
+  EXPECT_EQ(store_.RemoveUnfinished(folder_.path()), unfinished);
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
