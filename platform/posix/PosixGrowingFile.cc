@@ -18,15 +18,17 @@ namespace quillet::platform::posix {
 namespace {
 
 // Flushes all folders of the path to the disk: they contain the directory entries, and an earlier
-// process may have created them without flushing them. Skips folders without read permission, since
-// another user created them.
+// process may have created them without flushing them. Folders of other users that cannot be opened
+// are skipped.
 bool SynchronizeFolders(std::string path) {
   while (path.size() > 1) {
     path.resize(std::max<std::size_t>(path.rfind('/'), 1));
     const UniqueFd folder(
         RetryOnSignal([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (!folder.IsOpen()) {
-      if (errno == EACCES) continue;
+      struct stat status {};
+      const bool denied = errno == EACCES && stat(path.c_str(), &status) == 0;
+      if (denied && status.st_uid != geteuid()) continue;
       return false;
     }
     if (!SynchronizeFolder(folder.Get())) return false;

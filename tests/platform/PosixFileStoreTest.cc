@@ -233,6 +233,21 @@ TEST_F(PosixFileStoreTest, ReplaceWorksInAFolderThatCannotBeListed) {
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
+TEST_F(PosixFileStoreTest, FlushesAGrowingFileOnlyIfItsFolderIsReadable) {
+  chmod(folder_.path().c_str(), 0777);
+  for (const mode_t mode : {0700U, 0300U}) {
+    EXPECT_EQ(AsOrdinaryUser([&] {
+                const std::string folder = folder_ / std::to_string(mode);
+                const bool created = store_.CreatePrivateFolder(folder);
+                chmod(folder.c_str(), mode);
+                const auto file = store_.OpenGrowing(folder + "/file", true);
+                return created && file && file->Append("a") &&
+                       file->Synchronize(std::chrono::seconds(30));
+              }),
+              mode == 0700U);
+  }
+}
+
 TEST_F(PosixFileStoreTest, FailedWriteChangesNothing) {
   const std::string path = folder_.Put("file", "old");
   EXPECT_EQ(Child([&] {
