@@ -45,8 +45,9 @@ class LumetFile {
   /// @return true if the file is replaced and synchronized with the storage device
   bool WriteDataToFile(const std::string& path, std::string_view data, bool spare, bool append);
 
-  /// Returns true if `path` leads to the settings file, also through a link. Runs must not write
-  /// there: their records would replace the settings, and the next Save would replace the records.
+  /// Returns true if `path` refers to the settings file, directly or through a link. Runs must not
+  /// write there: their records would replace the settings, and the next Save would replace the
+  /// records.
   bool IsSettingsFile(const std::string& path);
 
   /// Returns true if each run replaces an existing file at the output path `path`.

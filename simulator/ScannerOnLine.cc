@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kPortPoll{2};
 // Interval for retrying to open a missing device node.
 constexpr milliseconds kNodePoll{100};
-// Interval for retrying to send while the buffer is full, in addition to poll(2).
+// Retry interval for sending while the buffer is full, in addition to poll(2).
 constexpr milliseconds kFullPoll{5};
 // Time limit for the computer to read all bytes before the cable is pulled.
 constexpr milliseconds kCutTimeout{1000};

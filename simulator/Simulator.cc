@@ -39,7 +39,7 @@ void PollFor(pollfd* entries, nfds_t count, Duration duration) {
 
 }  // namespace
 
-/// Waits for a descriptor or a time. Another thread can interrupt the wait.
+/// Waits until a descriptor is ready or a deadline passes. Another thread can interrupt the wait.
 class Alarm {
  public:
   /// Throws std::system_error if no pipe can be created.

@@ -26,8 +26,8 @@ struct DeviceSettings {
   CalendarTime clock = kFirstMoment;  ///< initial time of the scanner's clock
 };
 
-/// The maximum number of complaints, and of notes, in a report. If the maximum is exceeded, one
-/// more entry says so.
+/// The maximum number of complaints in a report. The same limit applies to notes. If a limit is
+/// exceeded, one more entry says so.
 inline constexpr std::size_t kMostComplaints = 1000;
 
 /// A report of a scanner's input and actions.

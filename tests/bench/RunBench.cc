@@ -149,7 +149,7 @@ class ArchivedRuns {
 
   struct Cost {
     double time;
-    double processor;  // of the read thread
+    double processor;  // CPU time of the read thread in seconds
   };
 
   Cost Burst() {

@@ -38,8 +38,7 @@ inline double ThreadSeconds() {
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-/// Starts a simulated scanner with `records` records of a stock-taking. The scanner is never
-/// destroyed.
+/// Starts a simulated scanner that holds `records` records. The scanner is never destroyed.
 /// @param speed    line speed in bit/s; 0: unlimited
 /// @param latency  time from the last byte of a command to the first byte of its answer
 inline simulator::Simulator& StartScanner(std::size_t records, std::uint64_t speed,

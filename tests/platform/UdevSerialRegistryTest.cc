@@ -20,8 +20,8 @@ std::atomic<bool> loseEvents = false;
 
 }  // namespace
 
-// Replaces the C library's function, also for libudev. If `loseEvents` is set, the next call fails
-// as it does after the kernel has dropped events.
+// Overrides the C library's function, including in calls from libudev. If `loseEvents` is set, the
+// next call fails as if the kernel had dropped events.
 extern "C" ssize_t recvmsg(int descriptor, msghdr* message, int flags) {
   static const auto next =
       reinterpret_cast<ssize_t (*)(int, msghdr*, int)>(dlsym(RTLD_NEXT, "recvmsg"));

@@ -85,7 +85,7 @@ TEST_F(SimulatorTest, EchoesOnACookedLine) {
   ASSERT_TRUE(scanner->WaitFor([&] { return !scanner->Report().complaints.empty(); }));
 }
 
-TEST_F(SimulatorTest, AnswersEachTimeThePortIsOpened) {
+TEST_F(SimulatorTest, AnswersAfterThePortIsReopened) {
   Attach();
   for (int round = 0; round < 20; ++round) {
     if (round > 0) port.emplace(scanner->Path());

@@ -41,7 +41,8 @@ struct Receiver {
   std::vector<std::string> events;
 };
 
-// The answer that the session expects when the bytes arrive. kBurstOnly: the command has timed out.
+// The answer that the session expects when the bytes arrive. kBurstOnly: a burst is still expected,
+// although its command has timed out.
 enum Waits { kNothing, kAnswer, kBurst, kBurstOnly };
 
 struct Case {

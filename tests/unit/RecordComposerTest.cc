@@ -209,7 +209,7 @@ TEST_F(RecordComposerTest, CopiesNoDataIfTheLengthIsTooSmall) {
   EXPECT_TRUE(Line("\0\0\x21\x12\x34\x56\x78"s).starts_with("PDF417,,["));
 }
 
-TEST_F(RecordComposerTest, CutsALineAtTheEndOfItsBuffer) {
+TEST_F(RecordComposerTest, TruncatesALineAtTheEndOfItsBuffer) {
   identity.bTavo300 = 1;
   SetDataOnly();
   settings.recorddelimiter = 4;

@@ -39,7 +39,7 @@ constexpr char kOlderLine[] = "EAN␣13,9780306406157,[2026/11/16:14:07:09],0057
 constexpr char kSeries300Line[] = "EAN-13,9780306406157,[2026/11/16:14:07:09],005771⏎";
 constexpr char kPath[] = "/Users/Shared/QuilletData/sn_timestamp.txt";
 
-/// The settings window, open in front of another window, with the values of a first start.
+/// The settings window, open in front of another window, with the default settings.
 class QtSettingsWindowTest : public testing::Test {
  protected:
   QtSettingsWindowTest() {
