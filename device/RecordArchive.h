@@ -12,7 +12,7 @@ class ErasePermit {
  public:
   /// Returns a permit for a run without records.
   /// @param received  number of records received in the run
-  /// @return no value unless `received` is 0
+  /// @return the permit if `received` is 0, else no value
   static std::optional<ErasePermit> ForEmptyRun(std::int64_t received) {
     if (received != 0) return std::nullopt;
     return ErasePermit();

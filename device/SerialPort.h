@@ -52,12 +52,13 @@ class Descriptor {
   std::atomic<std::int32_t> users_{0};
 };
 
-/// The byte channel to the scanner: one device, opened once for reading and once for writing. The
-/// channel may be opened and closed repeatedly.
+/// The byte channel to the scanner. Each open uses two descriptors of one device, one for reading
+/// and one for writing. The channel can be closed and opened again.
 ///
-/// One thread at a time may open the channel. Any thread may close it, even during an open, which
-/// then fails or leaves `bIsClosed` at 1. The read thread starts with the first successful open and
-/// never ends, so the channel, its log, clock and line are never destroyed.
+/// One thread at a time may open the channel. Any thread may close it, even while another thread
+/// opens it. That open then fails, or succeeds with `bIsClosed` set to 1. The read thread starts
+/// with the first successful open and never ends, so the channel, its log, clock and line must
+/// never be destroyed.
 class SerialPort {
  public:
   static constexpr std::int32_t kReadBufferSize = 10240;  ///< maximum size of a chunk in bytes

@@ -59,8 +59,8 @@ std::vector<std::string> SplitLine(std::string_view line) {
 ScanRecord ReadRecord(std::string_view line, Model model) {
   const std::vector<std::string> fields = SplitLine(line);
   if (fields.size() != 3) {
-    throw Complaint("expected symbology, data and time, not " + std::to_string(fields.size()) +
-                    " fields");
+    throw Complaint("expected 3 fields (symbology, data, time), not " +
+                    std::to_string(fields.size()));
   }
   ScanRecord record;
   const std::string symbology = Trimmed(fields[0]);

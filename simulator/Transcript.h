@@ -15,7 +15,7 @@ namespace quillet::simulator {
 enum class Direction {
   kReceived,  ///< from the computer to the scanner; '<' in the file
   kSent,      ///< from the scanner to the computer; '>' in the file
-  kEvent,     ///< an event of the line; '#' in the file
+  kEvent,     ///< a line event, such as a hang-up; '#' in the file
 };
 
 /// Bytes of one transfer, or an event.

@@ -18,7 +18,7 @@ namespace quillet::platform::linux_desktop {
 /// @return the process number, or 0 if no process was found
 int FindProcess(const std::vector<std::string>& command);
 
-/// Splits NUL-terminated texts. The last NUL may be missing.
+/// Splits a sequence of NUL-terminated strings. The last NUL may be missing.
 std::vector<std::string> SplitAtNuls(const std::string& texts);
 
 /// Returns true if `process` is `ancestor` or one of its descendants.

@@ -232,8 +232,8 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
                    "If off, the scanner keeps the records and delivers them again next time."));
   Outline(path);
   path.setToolTip(QStringLiteral(
-      "Use Browse to change the path. In a file name, sn_timestamp.txt is replaced by "
-      "the scanner's serial number and the time."));
+      "Use Browse to change the path. If the file is named sn_timestamp.txt, each run "
+      "writes a file named after the scanner's serial number and the time."));
   browse.setAutoDefault(false);  // the Return key presses Save
   QWidget& pathRow = Beside(path, browse);
   auto* delivery = new Group("Where the records go");

@@ -16,8 +16,7 @@ def lines(texts):
 
 
 def long_texts():
-    """Returns 500 different texts. With a line feed after each text, they total 100,000
-    characters."""
+    """Returns 500 distinct strings. With a line feed after each, they total 100,000 characters."""
     return [(f"{number:04d} " + PRINTABLE * 3)[:199] for number in range(500)]
 
 

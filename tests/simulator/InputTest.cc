@@ -81,7 +81,7 @@ TEST(RecordTable, ReportsErrorsWithLineAndReason) {
   const std::pair<std::string, const char*> kErrors[] = {
       {good + "# note\n99 bottles,1,2026-11-16 09:15:00\n",
        "line 3: \"99 bottles\" is neither a symbology of this model nor a number up to 255"},
-      {good + "0,1\n", "line 2: expected symbology, data and time, not 2 fields"},
+      {good + "0,1\n", "line 2: expected 3 fields (symbology, data, time), not 2"},
       {good + "0,1,2026-11-31 09:15:00\n",
        "line 2: \"2026-11-31 09:15:00\" is not a valid time: use "
        "YYYY-MM-DD HH:MM:SS, years 2000 to 2063"},

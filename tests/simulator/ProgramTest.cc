@@ -235,7 +235,7 @@ TEST(TavoSimulatorProgram, ExitsWith1AndAnErrorMessageOnFailure) {
   const std::pair<Arguments, const char*> kFailing[] = {
       {{"--csv", "/no/such/file"}, "/no/such/file: No such file"},
       {{"--csv", "/tmp"}, "/tmp: Is a directory"},
-      {{"--csv", table}, "table.csv, line 1: expected symbology, data and time"},
+      {{"--csv", table}, "table.csv, line 1: expected 3 fields"},
       {{"--faults", faults}, "faults, line 2: \"Q\" is not a scanner command"},
       {{"--transcript", "/no/such/folder/file"}, "/no/such/folder/file: No such file"},
       {{"--link", "/no/such/folder/link"}, "/no/such/folder/link"},

@@ -81,7 +81,7 @@ class FakePanels final : public platform::Panels {
     return answer;
   }
 
-  /// For each panel: "save", "open" or the title, folder, proposed name and omitted file.
+  /// One entry per panel: "save", "open" or its title, then its folder, name and hidden file.
   std::vector<std::string> runs;
   std::optional<std::string> answer;
 };

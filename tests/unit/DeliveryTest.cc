@@ -96,7 +96,7 @@ TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
 }
 
-TEST_F(DeliveryTest, ChecksUpToTenTimesIfTheApplicationRuns) {
+TEST_F(DeliveryTest, ChecksUpToTenTimesForARunningApplication) {
   for (const int unlisted : {0, 9, 10}) {
     applications.looks = 0;
     applications.running.clear();

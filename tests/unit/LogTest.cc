@@ -62,7 +62,7 @@ TEST(LogTest, EscapesTheBoundsOfEachReorderingRange) {
   }
 }
 
-TEST(LogTest, KeepsOtherCharactersOutsideAscii) {
+TEST(LogTest, DoesNotEscapePrintableNonAsciiCharacters) {
   for (const char* text :
        {"\xC3\xA9 \xE2\x82\xAC\xC2\xA0", "\xE2\x80\x93\xE2\x80\x99\xE2\x81\x84"}) {
     EXPECT_EQ(Logged(ForeignText(text)), text);

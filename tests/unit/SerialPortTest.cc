@@ -153,7 +153,7 @@ TEST_F(SerialPortTest, FailsToOpenIfClosedDuringOpening) {
   EXPECT_EQ(scripted.bIsClosed(), 1);
 }
 
-TEST_F(SerialPortTest, OnlyClosingOutputClosesDescriptorZero) {
+TEST_F(SerialPortTest, KeepsDescriptorZeroOpenUntilTheOutputIsClosed) {
   ASSERT_TRUE(IsOpen(0) || open("/dev/null", O_RDWR) == 0);
   EXPECT_EQ(port.inputfd(), 0);
   EXPECT_EQ(port.outputfd(), 0);

@@ -25,7 +25,7 @@ class UnplugTest(UsbTest):
         quillet.wait_for_view(text)
         self.assert_file(OUTPUT, file_text(records))
 
-        # The program still waits for the burst, so it sends no command after the reconnection.
+        # The program is still waiting for the burst, so it sends no command after reconnecting.
         commands = scanner.commands()
         self.assertEqual(["W", "N", "GS1", "P"], commands[-4:])
         scanner.plug_in()
