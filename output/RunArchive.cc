@@ -20,6 +20,7 @@ constexpr std::string_view kOpenEnding = ".open";
 // Flushing a run's files to the disk takes milliseconds, but seconds if a slow disk is busy.
 constexpr auto kLongestSynchronization = 30s;
 constexpr auto kPollPause = 50ms;
+constexpr int kFlushAttempts = 10;
 constexpr int kOutputFilePolls = 30s / kPollPause;
 
 constexpr std::size_t kLinesPerWrite = std::size_t{64} * 1024;  // bytes
@@ -64,13 +65,14 @@ void RunArchive::Begin() {
 
 // Resets the counts here, not in Begin: an earlier run may send its erase command after Begin.
 void RunArchive::DownloadStarted() {
-  if (overlaps_) return;
+  if (overlaps_ || eraseExpected_) return;
   received_ = 0;
   inOutputFile_ = 0;
   failed_ = false;
   cutOff_ = false;
   const std::lock_guard lock(mutex_);
   closed_.clear();
+  if (startsRun_) current_[0] = {};  // of the previous run
 }
 
 void RunArchive::KeepRecord(std::span<const std::uint8_t> record) {
@@ -90,9 +92,11 @@ void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> b
     AppendEntry(volume, header);
     volume.header = std::move(header);
   }
+  ++unitsBegun_;
   entry_.assign(kind).append(" ").append(std::to_string(bytes.size())).append("\n");
   entry_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()).append("\n");
   AppendEntry(volume, entry_);
+  ++unitsKept_;
 }
 
 void RunArchive::KeepLine(std::string_view line) {
@@ -124,6 +128,7 @@ void RunArchive::End(bool complete) {
   if (runsInProgress_ == 0) overlaps_ = false;
   CloseRun(complete && !cutOff_ && !failed_ ? "complete" : "incomplete");
   if (runsInProgress_ > 0) startsRun_ = true;
+  if (received_ > 0 && settings_.bClearMemory) eraseExpected_ = true;
 }
 
 void RunArchive::CloseRun(std::string_view status) {
@@ -134,15 +139,13 @@ void RunArchive::CloseRun(std::string_view status) {
 }
 
 void RunArchive::Erased() {
+  eraseExpected_ = false;
   if (run_.records && !startsRun_) AppendEntry(run_, "erased " + Timestamp() + "\n");
 }
 
 std::optional<ErasePermit> RunArchive::AwaitCopy() {
+  if (cutOff_) return Withheld(Problem::kCutOff);
   if (const auto permit = ErasePermit::ForEmptyRun(received_)) return permit;
-  if (cutOff_) {
-    Report(Problem::kCutOff);
-    return std::nullopt;
-  }
   if (FilesSynchronized()) return ErasePermit();
   // In a record-by-record download, the erase is queued before the output file is written.
   for (int poll = 0; poll < kOutputFilePolls; ++poll) {
@@ -151,7 +154,12 @@ std::optional<ErasePermit> RunArchive::AwaitCopy() {
     clock_.Sleep(kPollPause);
   }
   if (OutputFileIsACopy()) return ErasePermit();
-  Report(Problem::kEraseWithheld);
+  return Withheld(Problem::kEraseWithheld);
+}
+
+std::nullopt_t RunArchive::Withheld(Problem reason) {
+  eraseExpected_ = false;
+  Report(reason);
   return std::nullopt;
 }
 
@@ -173,7 +181,7 @@ bool RunArchive::Delete(const std::string& name) {
   if (!isHeld && !isDay && files_.Exists(records) && !files_.OpenGrowing(records, false)) {
     return false;
   }
-  if (isHeld) failed_ = true;
+  if (isHeld || isDay) failed_ = true;
   for (const auto ending : {kLinesEnding, kRecordsEnding}) files_.Remove(PathOf(name, ending));
   if (isDay) dayDeleted_ = true;
   return true;
@@ -183,8 +191,18 @@ bool RunArchive::OutputFileIsACopy() const {
   return inOutputFile_ >= received_;
 }
 
+// A record may arrive during the flush. It may be in a file that has been flushed already, or in a
+// new one.
 bool RunArchive::FilesSynchronized() {
-  if (failed_) return false;
+  for (int attempt = 0; attempt < kFlushAttempts && !failed_; ++attempt) {
+    const std::int64_t kept = unitsKept_;
+    if (!FlushFiles()) return false;
+    if (unitsBegun_ == kept) return !failed_;
+  }
+  return false;
+}
+
+bool RunArchive::FlushFiles() {
   std::vector<Held> files;
   {
     const std::lock_guard lock(mutex_);

@@ -66,7 +66,10 @@ class RunArchive final : public RecordArchive {
   /// has ended since the other run began. Any thread.
   void Begin();
   /// Called when the connection ends. Any thread.
-  void ConnectionEnded() { interrupted_ = true; }
+  void ConnectionEnded() {
+    interrupted_ = true;
+    eraseExpected_ = false;
+  }
   /// Adds a composed line to the archive. Read thread.
   void KeepLine(std::string_view line);
   /// Called when the output file of a run has been written. Read thread.
@@ -122,7 +125,9 @@ class RunArchive final : public RecordArchive {
   std::string Header() const;
   std::string Timestamp() const;
   std::string PathOf(std::string_view name, std::string_view ending) const;
+  std::nullopt_t Withheld(Problem reason);
   bool FilesSynchronized();
+  bool FlushFiles();
   bool OutputFileIsACopy() const;
   void DropOldRuns();
 
@@ -138,9 +143,12 @@ class RunArchive final : public RecordArchive {
   std::atomic<std::int64_t> received_{0};
   // Number of these records that are in the output file.
   std::atomic<std::int64_t> inOutputFile_{0};
-  Word<bool> startsRun_ = false;    // the next record opens new files for a run
-  Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
-  Word<bool> overlaps_ = false;     // the run began before the previous one ended
+  Word<bool> startsRun_ = false;             // the next record opens new files for a run
+  Word<bool> interrupted_ = false;           // the connection of the run in progress has ended
+  Word<bool> overlaps_ = false;              // the run began before the previous one ended
+  Word<bool> eraseExpected_ = false;         // the run that ended last has not been erased yet
+  std::atomic<std::int64_t> unitsBegun_{0};  // records and bursts, including one being written
+  std::atomic<std::int64_t> unitsKept_{0};   // records and bursts that are written
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
+#include <utility>
 
 #include "output/ArchivedRun.h"
 #include "output/RunArchive.h"
@@ -23,15 +25,21 @@ class FaultyFiles final : public test::HookedFileStore {
    public:
     File(FaultyFiles& store, std::shared_ptr<GrowingFile> file)
         : store_(store), file_(std::move(file)) {}
-    bool Append(std::string_view bytes) override { return !store_.full && file_->Append(bytes); }
+    bool Append(std::string_view bytes) override {
+      if (store_.full) failed_ = true;
+      return !failed_ && file_->Append(bytes);
+    }
     bool Synchronize(std::chrono::milliseconds limit) override {
       ++store_.synchronizations;
-      return !store_.broken && file_->Synchronize(limit);
+      if (const auto hook = std::exchange(store_.whileSynchronizing, nullptr)) hook();
+      if (store_.broken) failed_ = true;
+      return !failed_ && file_->Synchronize(limit);
     }
 
    private:
     FaultyFiles& store_;
     const std::shared_ptr<GrowingFile> file_;
+    bool failed_ = false;  // for good, like a real file
   };
 
   std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
@@ -42,6 +50,7 @@ class FaultyFiles final : public test::HookedFileStore {
   bool full = false;    // true: appending fails
   bool broken = false;  // true: flushing to the disk fails
   int synchronizations = 0;
+  std::function<void()> whileSynchronizing;  // called once
 };
 
 class RunArchiveTest : public ::testing::Test {
@@ -225,6 +234,45 @@ TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextRunBegins) {
   EXPECT_FALSE(archive_.AwaitCopy());
   archive_.DownloadStarted();
   EXPECT_TRUE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextCount) {
+  settings_.bClearMemory = 1;
+  Begin();
+  files_.full = true;
+  Receive("1");
+  files_.full = false;
+  archive_.End(true);
+  Begin();
+  EXPECT_FALSE(archive_.AwaitCopy()) << "the erase of the first run";
+  Receive("2");
+  archive_.End(true);
+  EXPECT_FALSE(archive_.AwaitCopy()) << "the counts still contain the first run";
+  Begin();
+  Receive("3");
+  EXPECT_TRUE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, FlushesARecordThatArrivesDuringTheFlush) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  files_.whileSynchronizing = [this] { Receive("live"); };
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(files_.synchronizations, 3) << "the file of the run twice, that of the day once";
+  files_.whileSynchronizing = [this] {
+    files_.full = true;
+    Receive("not written");
+  };
+  EXPECT_FALSE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, WithholdsTheEraseIfAllRecordsWereCutOff) {
+  Begin();
+  archive_.KeepBurst(Bytes(std::string("\0\0\0", 3)));
+  archive_.BurstDelivered(false);
+  EXPECT_FALSE(archive_.AwaitCopy());
+  EXPECT_EQ(problems_, std::vector{Problem::kCutOff});
 }
 
 TEST_F(RunArchiveTest, ClosesTheFilesOfEarlierRuns) {
