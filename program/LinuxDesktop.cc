@@ -20,7 +20,7 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
               std::make_unique<DesktopApplications>(IsX11Session(std::getenv), parts.clock)};
 }
 
-// $XDG_STATE_HOME is ignored unless it is absolute (XDG Base Directory Specification).
+// $XDG_STATE_HOME is ignored unless it is absolute (freedesktop.org, XDG Base Directory).
 std::string ArchiveFolderOfUser() {
   const char* const state = std::getenv("XDG_STATE_HOME");
   if (state != nullptr && state[0] == '/') return std::string(state) + "/quillet/runs";

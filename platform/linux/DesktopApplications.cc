@@ -12,7 +12,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Removes field codes and unescapes %% (Desktop Entry Specification, "The Exec key").
+// Removes field codes and unescapes %% (freedesktop.org, Desktop Entry, "The Exec key").
 std::string WithoutCodes(std::string_view word) {
   std::string plain;
   for (std::size_t i = 0; i < word.size(); ++i) {
