@@ -16,7 +16,7 @@ TO_FILE, TO_VIEW, TO_FRONTMOST, TO_NAMED = range(4)
 
 _SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "fail_calls.c")
 _LIBRARY = f"{tempfile.gettempdir()}/fail_calls.so"
-_CALLS = "/tmp/calls"
+_CALLS = f"{tempfile.gettempdir()}/calls"
 _STATE = "/tmp/.local"
 _FAST = ["--speed", "2000000", "--latency", "0.5"]
 HALF = -1
