@@ -36,7 +36,7 @@ struct Platform {
   ///@}
 };
 
-/// The folders of the program's files: absolute paths.
+/// Absolute paths of the program's folders.
 struct Folders {
   std::string data;     ///< settings and output files; shared by all users
   std::string archive;  ///< the user's archive of received records

@@ -28,7 +28,7 @@ class QuilletAppDelegate {
   void applicationDidFinishLaunching();  ///< initializes the controller; main thread, once
   void windowWillClose();                ///< disconnects and stops port notifications; main thread
 
-  /// Queues a change of the main window's title on the main thread. Any thread.
+  /// Changes the main window's title, through the main queue. Any thread.
   void changeWindowTitle(std::string_view title);
 
   /// Returns true: closing the main window ends the program.

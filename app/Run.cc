@@ -8,8 +8,8 @@ namespace {
 
 constexpr std::int32_t kRecordsPerDot = 64;
 
-// Enough for about 80,000 records. Without this reserve, growing the buffer takes as long as all
-// other work on the records. The kernel allocates pages only when they are written.
+// Initial capacity in bytes, enough for about 80,000 records. Without it, growing the buffer takes
+// as long as all other work on the records. The kernel allocates pages only when they are written.
 constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
 
 }  // namespace
@@ -42,8 +42,7 @@ void Run::Gather(const std::string& record) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // There are none yet if the run began with another destination or End took them for an earlier
-    // run.
+    // The run began with another destination, or End took the records for an earlier run.
     records = std::make_unique<Records>();
   }
   // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of
@@ -76,8 +75,8 @@ bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFi
   return true;
 }
 
-// There may be no records, because the run had another destination or End has been called before.
-// In that case, an existing file must not be overwritten.
+// `records` is null if the run had another destination or End has been called before. In that case,
+// an existing file must not be overwritten.
 void Run::Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
                 LumetFile& file) {
   if (records == nullptr || records->count == 0) {

@@ -59,8 +59,8 @@ class Run {
   std::atomic<std::int32_t> barcodeCount{0};   ///< number of records in the run
   std::atomic<std::int32_t> barcodeindex{0};   ///< number of records gathered for the file
   Word<std::int32_t> recordsInFile = 0;  ///< number of records that the last End wrote to the file
-  Word<bool> refusedSettingsFile = false;  ///< the last End kept records out of the settings file
-  SharedText syncfileData;                 ///< always empty
+  Word<bool> refusedSettingsFile = false;  ///< the last End refused to write to the settings file
+  SharedText syncfileData;                 ///< unused; always empty
   SharedText syncfileName;                 ///< path of the last file written
 
  private:

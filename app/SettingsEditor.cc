@@ -106,7 +106,7 @@ void SettingsEditor::Browse() {
   const std::int32_t destination = form_.Values().destination;
   std::optional<std::string> chosen;
   if (destination == kToFile) {
-    // Proposing the placeholder's name allows the user to choose the placeholder again.
+    // Proposes the placeholder sn_timestamp.txt, so that the user can choose it again.
     chosen = parts_.panels.RunSavePanel(
         parts_.file.dataFolder(), std::string(kPlaceholder).substr(1), parts_.file.RegistryPath());
   } else if (destination == kToNamedApplication) {
@@ -127,7 +127,7 @@ bool SettingsEditor::Accepts(const std::string& file) {
   return true;
 }
 
-// Removes only a message about an earlier choice.
+// An empty message removes only a message that this function has shown.
 void SettingsEditor::ShowMessage(std::string_view message) {
   if (std::exchange(messageShown_, !message.empty()) || messageShown_) parts_.showMessage(message);
 }

@@ -15,8 +15,8 @@
 
 namespace quillet {
 
-/// Loads, edits and saves the user's settings. Log lines use the names of the SyncController
-/// operations. Main thread only.
+/// Loads, edits and saves the user's settings. Its log lines name the SyncController operation that
+/// was called. Main thread only.
 class SettingsEditor {
  public:
   /// Message after an attempt to use the settings file as the output file.
@@ -32,7 +32,7 @@ class SettingsEditor {
     platform::SettingsForm& form;  ///< the settings window
     platform::Panels& panels;      ///< file dialogs
 
-    /// Shows a message in the status strip; an empty one removes the last message.
+    /// Shows a message in the status strip. An empty message removes the previous one.
     std::function<void(std::string_view message)> showMessage;
   };
 
@@ -56,8 +56,8 @@ class SettingsEditor {
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and
-  /// Cancel does not revert it. Rejects the settings file, and says if runs replace the chosen
-  /// file.
+  /// Cancel does not revert it. Rejects the settings file. Shows a message if runs will replace the
+  /// chosen file.
   void Browse();
 
   void SaveAndClose();  ///< stores and saves the values of the window, then closes it
@@ -73,7 +73,7 @@ class SettingsEditor {
   Settings& settings_;
   platform::SettingsForm& form_;
   SampleComposer sample_;
-  bool messageShown_ = false;  // by Browse
+  bool messageShown_ = false;  // the status strip shows a message of Browse
 };
 
 }  // namespace quillet

@@ -23,8 +23,8 @@ UniqueFd::UniqueFd(int descriptor) : descriptor_(AboveStandard(descriptor)) {}
 
 bool UniqueFd::Close() {
   if (descriptor_ < 0) return true;
-  // Not retried after EINTR: Linux has already freed the number, and another thread may be using
-  // the same number now (close(2)).
+  // Not retried after EINTR: Linux has already closed the descriptor, and another thread may have
+  // reused its number (close(2)).
   return close(std::exchange(descriptor_, -1)) == 0 || errno == EINTR;
 }
 

@@ -25,8 +25,8 @@ class CommandQueue {
   /// invalid.
   struct Indices {
     std::uint64_t cmdRead : 10;     ///< index of the next entry to send
-    std::uint64_t cmdWrite : 10;    ///< end of the completely copied entries
-    std::uint64_t claimed : 10;     ///< end of all entries, including those being copied
+    std::uint64_t cmdWrite : 10;    ///< index after the completely copied entries
+    std::uint64_t claimed : 10;     ///< index after all entries, including those being copied
     std::uint64_t generation : 17;  ///< counts the restarts
     std::uint64_t connection : 17;  ///< counts the connections
   };
@@ -63,7 +63,7 @@ class CommandQueue {
     return now.generation == entry.indices.generation && now.cmdRead == entry.indices.cmdRead;
   }
 
-  /// Restarts the buffer if the queue is empty. Otherwise does nothing. Any thread.
+  /// If the queue is empty, restarts the buffer at its beginning. Any thread.
   void RewindIfEmpty();
 
   /// Drops all entries. Any thread.

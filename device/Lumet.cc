@@ -259,7 +259,7 @@ void Lumet::EraseIfPermitted() {
     Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the records are not on the disk");
     return ConsumeHead();
   }
-  // During the wait, the cable may have been connected to another scanner.
+  // Another scanner may have been connected during the wait.
   if (cmdArray_.Contains(*head_)) SendErase(*permit);
 }
 

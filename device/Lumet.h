@@ -44,7 +44,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   /// The receiver of the callbacks, or null; not owned. Any thread.
   LumetDelegate* delegate() const { return delegate_.load(); }
-  /// Sets the receiver, which must never be destroyed. Any thread.
+  /// Sets the receiver of the callbacks, which must never be destroyed. Any thread.
   void setDelegate(LumetDelegate* owner) { delegate_.store(owner); }
 
   /// Sets the download, which must never be destroyed. Call it once, before the first connection.
@@ -76,7 +76,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   // --- Receiving: read thread ---
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override;
 
-  /// Receives one byte, without logging it.
+  /// Processes one received byte, without logging it.
   void HandleInputData(std::uint8_t byte) { Receive({&byte, 1}); }
 
   /// Handles a complete answer to the command `commandType`.
@@ -90,7 +90,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void ThreadSendCommand();  ///< sends the next command and waits up to 5 s for its answer
   void SendCommand();        ///< sends commandBuf, one byte per millisecond
   void SendNullData();       ///< sends three NULs, which the scanner does not answer
-  void EraseIfPermitted();   ///< sends the next command, an erase, or drops it if not permitted
+  void EraseIfPermitted();   ///< sends the queued erase command, or drops it if not permitted
   void WakeupCommand();      ///< sends "W" up to five times; waits 0.5 s for each answer
 
   /// Sends commandBuf and polls for the answer every 0.1 s.
@@ -98,7 +98,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// @return 1 if the scanner answered in time, else 0.
   std::uint8_t SendCommandAndWait(std::int32_t waitFactor);
 
-  // --- Device commands: each one is queued. Any thread. ---
+  // --- Device commands. Each function queues one command. Any thread. ---
   void WakeupTavo(bool flag) { Queue({flag, 'W'}); }  ///< wakes the scanner; `flag` is unused
   void GetSerialNumber() { Queue({0x01, 'M'}); }      ///< the answer sets SerialNo
   void GetFWVersion() { Queue({0x01, 'V'}); }         ///< the answer sets FWVersion and bTavo300

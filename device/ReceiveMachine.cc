@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint8_t kFrameStart = 0x03;
 
-// Larger than any 24-bit length. Limits the byte count of an answer that does not end.
+// Larger than any 24-bit length. Limits the byte count of an answer that never ends.
 constexpr std::int32_t kCountLimit = 1 << 24;
 
 bool EndsAnswer(std::uint8_t byte) {
@@ -73,8 +73,8 @@ ReceiveMachine::Event ReceiveMachine::TakeByte(std::uint8_t byte) {
       break;
     case kUnsolicitedEnd:
       if (byte != '@') break;
-      // Reset before the delivery, which can take seconds. The command thread may call ExpectBurst
-      // in that time.
+      // Resets before the delivery, because the command thread may call ExpectBurst during the
+      // delivery, which can take seconds.
       Reset();
       return Event::kUnsolicited;
     case kBurstLength:

@@ -57,7 +57,7 @@ class ReceiveMachine {
   void ExpectBurst() { state_ = kBurstLength; }
 
   std::int32_t state() const { return state_; }              ///< a ReceiveState
-  std::int32_t writePtr() const { return writePtr_; }        ///< size of the current unit so far
+  std::int32_t writePtr() const { return writePtr_; }        ///< bytes received of the current unit
   std::int32_t totallength() const { return totallength_; }  ///< length of the frame or burst
 
   /// The buffer with the current unit, kBufferSize bytes. Read thread.

@@ -9,19 +9,19 @@ namespace {
 // key 10. U+00FF fills its position and is never looked up, because only ASCII text is typed.
 // clang-format off
 constexpr std::u16string_view kUnshifted =
-    u"asdfhgzxcv"  // 0
-    u"\u00FFbqweryt12"  // 10
-    u"3465=97-80"  // 20
-    u"]ou[ip\nlj'"  // 30
-    u"k;\\,/nm.\t "  // 40
-    u"`";  // 50
+    u"asdfhgzxcv"  // keys 0 to 9
+    u"\u00FFbqweryt12"  // keys 10 to 19
+    u"3465=97-80"  // keys 20 to 29
+    u"]ou[ip\nlj'"  // keys 30 to 39
+    u"k;\\,/nm.\t "  // keys 40 to 49
+    u"`";  // key 50
 constexpr std::u16string_view kShifted =
-    u"ASDFHGZXCV"  // 0
-    u"\u00FFBQWERYT!@"  // 10
-    u"#$^%+(&_*)"  // 20
-    u"}OU{IP\nLJ\""  // 30
-    u"K:|<?NM>\t "  // 40
-    u"~";  // 50
+    u"ASDFHGZXCV"  // keys 0 to 9
+    u"\u00FFBQWERYT!@"  // keys 10 to 19
+    u"#$^%+(&_*)"  // keys 20 to 29
+    u"}OU{IP\nLJ\""  // keys 30 to 39
+    u"K:|<?NM>\t "  // keys 40 to 49
+    u"~";  // key 50
 // clang-format on
 
 static_assert(kUnshifted.size() == 51 && kShifted.size() == 51);

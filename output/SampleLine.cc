@@ -12,7 +12,7 @@ namespace {
 
 NoLog noLog;
 
-// An EAN-13, scanned on 2026/11/16 at 14:07:09.
+// An EAN-13 barcode, scanned on 2026/11/16 at 14:07:09.
 // Packed date: year, month, day, PM flag. Packed time: 12-hour hour, minute, second.
 constexpr std::string_view kData = "9780306406157";
 constexpr std::uint16_t kDate = 26 << 10 | 11 << 6 | 16 << 1 | 1;

@@ -18,7 +18,7 @@ class DescriptorWatcher {
   virtual ~DescriptorWatcher() = default;
 
   /// Calls `ready` on the main thread repeatedly while a read would not block (data, end of file or
-  /// an error). The action must read the descriptor to stop the calls.
+  /// an error). `ready` must read the descriptor to stop the calls.
   /// @param descriptor  an open descriptor; stays owned by the caller
   /// @param ready       called until the watch is destroyed
   /// @return the watch, never null

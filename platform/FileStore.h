@@ -33,11 +33,11 @@ class FileStore {
   ///         file is unchanged or a power failure may undo the replacement
   virtual bool Replace(const std::string& path, std::string_view contents) = 0;
 
-  /// Creates a folder for GrowingFiles, and its parents, accessible to the user only.
+  /// Creates a folder for GrowingFiles, and its parents, accessible only to the user.
   /// @return true if the folder exists afterwards
   virtual bool CreatePrivateFolder(const std::string& path) = 0;
 
-  /// Creates a file that is readable and writable by the user only, or opens an existing one.
+  /// Creates a file that only the user can read and write, or opens an existing one.
   /// @param path   absolute path of the file
   /// @param fresh  true: the file must not exist; false: the file must exist
   /// @return null after an error, if the file is a symbolic link, or if another process has it open

@@ -18,7 +18,7 @@ class Panels {
   /// Lets the user choose a path for a file. Writes nothing.
   /// @param folder   absolute path of the initial folder
   /// @param name     proposed file name; need not exist
-  /// @param omitted  absolute path of a file that the panel does not list if possible; the user can
+  /// @param omitted  absolute path of a file to hide from the list, if possible; the user can still
   ///                 enter it
   /// @return the absolute path, or no value if the user cancels
   virtual std::optional<std::string> RunSavePanel(const std::string& folder,
@@ -32,8 +32,8 @@ class Panels {
   virtual std::optional<std::string> RunOpenPanel(const std::string& folder,
                                                   const std::string& name) = 0;
 
-  /// Lets the user choose a path for a file that the program writes at once. Asks before an
-  /// existing file is replaced.
+  /// Lets the user choose a path for a file to be written immediately. Asks before replacing an
+  /// existing file.
   /// @param title   title of the dialog
   /// @param folder  absolute path of the initial folder
   /// @param name    proposed file name

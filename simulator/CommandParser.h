@@ -27,7 +27,7 @@ enum class CommandKind {
 /// A complete command.
 struct Command {
   CommandKind kind = CommandKind::kWakeUp;
-  /// The command's bytes. Only "C" for the clock command, because its other bytes are binary.
+  /// The command's bytes. For the clock command, only "C", because the other bytes are binary.
   std::string text;
   std::array<std::uint8_t, 6> clock = {};  ///< kSetClock only
   std::uint32_t index = 0;                 ///< kSendOneRecord only

@@ -84,7 +84,7 @@ struct LineCounters {
 /// The armed faults.
 class FaultInjector {
  public:
-  /// Adds a fault. Its bytes, time and occurrences are counted from now.
+  /// Adds a fault. Bytes, time and occurrences are counted from now.
   void Arm(Fault fault, const LineCounters& counters, Time now);
   /// Counts bytes from zero again. Called when the cable is plugged in.
   void RestartCounting();
@@ -102,7 +102,7 @@ class FaultInjector {
   struct Armed {
     Fault fault;
     Time due = Time::max();         ///< kTime: when the fault is due
-    std::uint64_t atBytes = 0;      ///< byte triggers: the counter's value when due
+    std::uint64_t atBytes = 0;      ///< byte triggers: the counter value at which the fault is due
     std::uint64_t occurrences = 0;  ///< kCommand: the number of matching commands so far
   };
 

@@ -35,8 +35,8 @@ class OutputQueue {
   /// Drops all unsent bytes.
   void Clear();
   bool IsEmpty() const { return pieces_.empty(); }
-  /// Returns bytes that are due. They stay queued until Consume() is called. More bytes may be due
-  /// afterwards.
+  /// Returns due bytes, but not necessarily all of them. They stay queued until Consume() is
+  /// called.
   std::span<const std::uint8_t> Due(Time now) const;
   /// Removes the first `count` of the bytes that Due() returned.
   void Consume(std::size_t count, Time now);

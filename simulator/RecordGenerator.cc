@@ -184,7 +184,7 @@ std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_
   constexpr CalendarTime kMorning{2026, 11, 16, 7, 30, 0};
   constexpr std::uint64_t kWorkingDay = std::uint64_t{9} * 3600 * 1000;  // in ms
   constexpr std::uint64_t kLongestStep =
-      std::uint64_t{4} * 60 * 1000;  // upper limit of the average step, in ms
+      std::uint64_t{4} * 60 * 1000;  // upper limit of the average time between scans, in ms
 
   Stockroom stockroom(model, randomState);
   Random hands(randomState + 1);

@@ -15,7 +15,7 @@ namespace quillet::simulator {
 /// than letters and digits: "EAN-13", "ean13" and "EAN 13" are equal.
 std::optional<std::uint8_t> SymbologyCode(Model model, std::string_view name);
 
-/// Returns the name of a symbology code, 0 to 63, or "" if the model does not have it.
+/// Returns the name of a symbology code, 0 to 63, or "" if the model has no such code.
 std::string_view SymbologyName(Model model, std::uint8_t code);
 
 }  // namespace quillet::simulator

@@ -129,7 +129,8 @@ bool RunLines(std::string& input, Simulator& simulator, Model model) {
   return true;
 }
 
-/// Runs until a signal, "quit", or the end of standard input if that is a terminal.
+/// Runs until a signal arrives or "quit" is read. If standard input is a terminal, its end also
+/// stops the simulator.
 void Serve(Simulator& simulator, Model model) {
   const bool interactive = isatty(STDIN_FILENO) != 0;
   std::string input;

@@ -77,7 +77,7 @@ class DesktopApplications final : public Applications {
  private:
   // State of an application that was opened.
   struct Opened {
-    int pid = 0;                                         // process that was started or found, or 0
+    int pid = 0;                                         // ID of a started or found process, or 0
     std::unique_ptr<WatchedProcess> process;             // watches `pid`
     std::optional<std::chrono::nanoseconds> start;       // start time of a process started here
     std::optional<std::chrono::nanoseconds> handedOver;  // time of process end or last request

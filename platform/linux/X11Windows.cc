@@ -114,7 +114,7 @@ class X11Windows::Connection : public XcbConnection {
   }
 
   // Prefers the process ID known to the server, since many windows have no _NET_WM_PID. Ignores the
-  // _NET_WM_PID of windows of other computers.
+  // _NET_WM_PID of windows from other computers.
   int PidOf(const Requests& requests) {
     const int fromServer = hasClientPids_ ? PidOfClient(requests.client) : 0;
     const auto fromWindow = static_cast<int>(FirstNumber(Reply(requests.pid)));

@@ -27,7 +27,7 @@ CfOwner<CGEventRef> MakeEvent(CGEventSourceRef source, const KeyEvent& event) {
 
 void QuartzKeyEvents::Post(std::span<const KeyEvent> events) {
   AskForPermission();
-  // If creation fails, CGEventCreateKeyboardEvent accepts the null source.
+  // May be null, which CGEventCreateKeyboardEvent accepts.
   const CfOwner<CGEventSourceRef> source(CGEventSourceCreate(kCombinedSessionState));
   std::vector<CfOwner<CGEventRef>> made;
   for (const KeyEvent& event : events) {
