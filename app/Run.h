@@ -40,8 +40,8 @@ class Run {
   /// Begins a run. If the destination is the file, drops the records gathered earlier.
   void Begin(std::int32_t destination);
 
-  /// Counts a record. If the destination is the file and a run is in progress, also gathers it. If
-  /// the destination is the file, shows a dot for the first of every 64 records. Read thread.
+  /// Counts a record. If the destination is the file, shows a dot for the first of every 64 records
+  /// and, during a run, gathers the record. Read thread.
   void Add(const std::string& record, std::int32_t destination);
 
   /// Ends a run: writes the file and shows its path and the number of records. May be called twice

@@ -5,7 +5,7 @@
 namespace quillet::log_detail {
 namespace {
 
-// Larger line buffers are freed after use. Most lines are much shorter.
+// Line buffers with a larger capacity are freed after use. Most lines are much shorter.
 constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
 
 // Returns true if a UTF-8 character is invisible but changes how the text around it is displayed:

@@ -8,7 +8,7 @@ namespace quillet {
 
 /// Converts the contents of a text file to UTF-8. A byte-order mark determines the encoding, UTF-8
 /// or UTF-16. Without a mark, the encoding is UTF-8 if the bytes are valid UTF-8, else Latin-1.
-/// @return the text without the mark. If there is a mark, invalid sequences become U+FFFD.
+/// @return the text without the mark. If the bytes have a mark, invalid sequences become U+FFFD.
 std::string DecodeTextFile(std::string_view bytes);
 
 /// Returns true if the bytes begin with the byte-order mark of UTF-8 or UTF-16.

@@ -65,8 +65,8 @@ class FileStore {
   /// @return the number of deleted files
   virtual std::size_t RemoveUnfinished(const std::string& folder) = 0;
 
-  /// Returns true if both paths lead to the same file through symbolic links, hard links, ".." or
-  /// repeated slashes. The file need not exist.
+  /// Returns true if both paths name the same file, directly or through symbolic links, hard links,
+  /// ".." or repeated slashes. The file need not exist.
   virtual bool IsSameFile(const std::string& path, const std::string& other) = 0;
 };
 

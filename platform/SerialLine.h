@@ -33,7 +33,8 @@ class SerialLine {
   /// Reads the bytes that have arrived.
   /// @param line    number from Open, or -1
   /// @param buffer  receives the bytes
-  /// @return the number of bytes read; 0 or less if there are none, on error, or if `line` is -1
+  /// @return the number of bytes read; 0 or less if no bytes have arrived, on error, or if `line`
+  ///         is -1
   virtual std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) = 0;
 
   /// Sends one byte. After an error, or if the output queue is full, the byte is silently lost.

@@ -69,7 +69,7 @@ class PathLink {
   PathLink& operator=(const PathLink&) = delete;
 
   /// Creates the link, or atomically replaces an existing one. Throws std::system_error on failure,
-  /// and if the path exists but is not a link.
+  /// or if the path exists but is not a link.
   void PointTo(const std::string& target);
   /// Removes the link, unless it has been changed since PointTo().
   void Remove();

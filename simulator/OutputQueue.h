@@ -17,7 +17,7 @@ using Duration = Clock::duration;
 /// The bytes that the scanner still has to send, and the time at which each of them is due.
 ///
 /// Has no clock: the caller passes the current time. A byte takes ten bit times and is due after
-/// its last bit. If the caller is late, more bytes are due at once.
+/// its last bit. If the caller is late, several bytes are due at the same time.
 class OutputQueue {
  public:
   /// @param bitsPerSecond  speed of the line; 0: bytes take no time
@@ -42,8 +42,8 @@ class OutputQueue {
   void Consume(std::size_t count, Time now);
   /// Delays the remaining bytes, because the receiver's buffer was full until now.
   void Stall(Time now);
-  /// The time to call Due() again, chosen so that about 1 ms of bytes is due at once. Time::max()
-  /// if the queue is empty.
+  /// The time to call Due() again, when the bytes of about 1 ms are due. Time::max() if the queue
+  /// is empty.
   Time NextDue() const;
 
  private:

@@ -90,7 +90,7 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
     if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
     file.windowClasses_.push_back(LowerCase(std::filesystem::path(path).stem()));
     // A program started with arguments, such as a terminal, is often shared by several
-    // applications, so its windows need not belong to this one.
+    // applications, so its windows may belong to another application.
     if (named == nullptr && file.command_.size() == 1) {
       file.windowClasses_.push_back(LowerCase(std::filesystem::path(file.command_[0]).filename()));
     }

@@ -19,7 +19,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Limits the search through parent processes; desktop processes have fewer ancestors.
+// Limits the search through the ancestors of a process. Desktop processes have fewer.
 constexpr int kGenerations = 32;
 
 // Reads a file up to its end or an error. Reading fails if the process ends in the meantime

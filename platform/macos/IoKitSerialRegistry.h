@@ -22,9 +22,9 @@ class IoKitSerialRegistry final : public SerialRegistry {
   /// Destroys the remaining ports.
   ~IoKitSerialRegistry() override;
 
-  /// Names are the values of the property "IOTTYDevice", paths those of "IOCalloutDevice", in the
-  /// order of I/O Kit's iterator. A service without a path is not counted, but its name is stored
-  /// after the others.
+  /// Names are the values of the property "IOTTYDevice", and paths are the values of
+  /// "IOCalloutDevice". Both are in the order of I/O Kit's iterator. A service without a path is
+  /// not counted, but its name is stored after the others.
   std::int32_t ReadSerialStreams(std::span<std::string> names,
                                  std::span<std::string> paths) override;
   NotifyPort CreateNotifyPort() override;
