@@ -36,8 +36,8 @@ void Run::Add(const std::string& record, std::int32_t destination) {
   if (barcodeindex++ % kRecordsPerDot == 0) show_(".", false);
 }
 
-// The main thread may begin a run and replace the records at any time. Gather therefore takes them
-// out of gathered_ and puts them back only if they have not been replaced.
+// The main thread may begin a run and replace the records at any time. Gather therefore takes the
+// records out of gathered_, and puts them back only if gathered_ is still null.
 void Run::Gather(const std::string& record) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
