@@ -12,8 +12,8 @@
 
 namespace quillet::bench {
 
-/// A child process that receives messages like a log daemon and drops them. Create it before
-/// starting any thread, because the constructor forks.
+/// A child process that acts as a log daemon and drops all messages. Create it before starting any
+/// thread, because the constructor forks.
 class LogListener {
  public:
   LogListener() {

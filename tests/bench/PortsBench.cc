@@ -27,7 +27,7 @@ double Duration(Work&& work) {
   return Seconds(Clock::now() - start);
 }
 
-// Enumerates all terminals and creates the libudev device of each one that is not virtual.
+// Enumerates all terminals and creates a udev_device for each one that is not virtual.
 void Enumerate(udev* context) {
   const UdevOwner<udev_enumerate> walk(udev_enumerate_new(context));
   udev_enumerate_add_match_subsystem(walk.get(), "tty");

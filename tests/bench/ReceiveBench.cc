@@ -1,6 +1,6 @@
-// Measures the receive path without a serial line: a burst is received, composed into lines and
-// collected. Baseline: a loop that stores and compares each byte. The counter "stored" is the
-// number of bytes stored per second: received bytes, composed lines and log lines.
+// Measures the receive path without a serial line: receives a burst, composes its lines and stores
+// them. Baseline: a loop that stores each byte and checks whether it was the last. The counter
+// "stored" is the number of bytes stored per second: received bytes, composed lines and log lines.
 
 #include <benchmark/benchmark.h>
 

@@ -60,7 +60,7 @@ struct RunTime {
   double tail;   // seconds from the first record to the last
 };
 
-// The program, connected to a simulated scanner.
+// Runs the program with a simulated scanner and measures its run times.
 class Collector {
  public:
   Collector(simulator::Simulator& scanner, SystemLog& log)
@@ -118,8 +118,8 @@ class BarePoll {
   const int line_;
 };
 
-// The latency of 20 ms is longer than the pause after a command. Each command therefore takes one
-// poll interval of 0.1 s.
+// The scanner's latency of 20 ms exceeds the pause after a command, so each command takes one poll
+// interval of 0.1 s.
 void MeasureSingly(SystemLog& log) {
   constexpr std::size_t kRecords = 100;
   WholeProgram program(StartScanner(kRecords, 0, std::chrono::milliseconds(20)), log, false);
@@ -136,7 +136,7 @@ void MeasureSingly(SystemLog& log) {
   program.AwaitEndOfRun();
 }
 
-// A program whose records are archived or not.
+// Measures runs of the program with or without its archive.
 class ArchivedRuns {
  public:
   ArchivedRuns(std::size_t records, SystemLog& log, bool burst, bool archived)
@@ -180,10 +180,10 @@ class ArchivedRuns {
 
 using Measurement = ArchivedRuns::Cost (ArchivedRuns::*)();
 
-// The order of the two programs alternates.
+// Alternates which program runs first: the one with the archive or the one without.
 void CompareArchive(const std::string& name, Measurement measure, std::size_t rounds,
                     std::size_t records) {
-  static NoLog noLog;  // without the log, the archive's share is greatest
+  static NoLog noLog;  // no log, to maximize the archive's share of the time
   const bool burst = measure == &ArchivedRuns::Burst;
   ArchivedRuns archived(records, noLog, burst, true);
   ArchivedRuns plain(records, noLog, burst, false);

@@ -146,7 +146,7 @@ int main(int argc, char** argv) {
   QtMainWindow window;
   window.Show();
   Pulse pulse;
-  // Runs inside exec(), which schedules events differently from single calls of processEvents().
+  // Measures inside exec(), because processEvents() schedules events differently.
   QTimer::singleShot(100, [&] {
     Measure(argc > 1 ? std::atoi(argv[1]) : 1, queue, window, pulse);
     application.quit();

@@ -91,8 +91,8 @@ class RecordWatch final : public LumetDelegate {
   double lastProcessor_ = 0;
 };
 
-/// Forwards to the program's archive, or archives nothing, and records the time at which a burst
-/// was delivered. Runs on the read thread.
+/// Forwards calls to the program's archive, if any, and records the time at which a burst was
+/// delivered. Runs on the read thread.
 class ArchiveWatch final : public RecordArchive {
  public:
   /// @param archive  receives all calls; null: the records are not archived
@@ -171,7 +171,7 @@ class WholeProgram {
   LumetDelegate& owner() { return controller_; }
   SyncController& controller() { return controller_; }
 
-  /// Archives the records of later runs, or not. Returns the watch of these runs.
+  /// Turns the archive on or off for later runs. Returns the watch that measures these runs.
   const ArchiveWatch& WatchArchive(bool archived) {
     auto& watch = *new ArchiveWatch(archived ? controller_.lumet->archive() : nullptr);
     controller_.lumet->setArchive(&watch);

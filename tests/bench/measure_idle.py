@@ -27,7 +27,7 @@ class Idle(SystemTest):
 
     def setUp(self):
         super().setUp()
-        # umockdev intercepts each read, so both processes preload it.
+        # umockdev intercepts each read. Both processes preload it, so that the cost is the same.
         self._environment = self.desktop.environment | self.devices.environment
 
     def _measure(self, name, *line):

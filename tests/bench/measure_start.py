@@ -24,7 +24,7 @@ def _resident_mebibytes(pid):
 class Start(SystemTest):
 
     def test_measures_start_time_and_memory(self):
-        """Starts both programs in turn. The first round is a warm-up."""
+        """Starts the two programs alternately. The first round is a warm-up."""
         folder = os.path.dirname(os.environ["SYSTEM_TEST_QUILLET"])
         environment = self.desktop.environment | self.devices.environment
         for round_number in range(_ROUNDS + 1):

@@ -1,4 +1,4 @@
-// Tests of the contracts of the main window and its controls, on the fakes and on Qt's widgets.
+// Contract tests of the main window and its controls, on the fakes and on Qt's widgets.
 
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -251,7 +251,7 @@ TEST_P(ToolbarItemContract, ShowsTheCurrentLabel) {
   EXPECT_EQ(harness_->Label(), "Disconnect");
 }
 
-TEST_P(ToolbarItemContract, PressCallsTheActionSetLast) {
+TEST_P(ToolbarItemContract, PressCallsOnlyTheLatestAction) {
   std::string pressed;
   harness_->Press();
   for (const char* action : {"a", "b"}) {
@@ -286,7 +286,7 @@ TEST_P(ProgressDisplayContract, IsVisibleBetweenShowAndHide) {
   EXPECT_EQ(harness_->Fraction(), std::nullopt);
 }
 
-TEST_P(ProgressDisplayContract, ShowsAMessageWithoutProgress) {
+TEST_P(ProgressDisplayContract, MessageReplacesProgress) {
   harness_->Progress().Show("Received 1", 0.5);
   harness_->Progress().ShowMessage("The disk is full.");
   EXPECT_EQ(harness_->ProgressText(), "The disk is full.");
@@ -302,7 +302,7 @@ class WindowContract : public Contract<WindowHarness> {
   platform::Window& window_ = harness_->Window();
 };
 
-TEST_P(WindowContract, IsShownFromOrderFrontToClose) {
+TEST_P(WindowContract, IsVisibleBetweenOrderFrontAndClose) {
   int closed = 0;
   window_.OnClose([&] { ++closed; });
   EXPECT_FALSE(harness_->IsShown());

@@ -1,4 +1,4 @@
-// Tests of the contracts of the interfaces that deliver records to other applications.
+// Contract tests of the interfaces that deliver records to other applications.
 
 #include <linux/input.h>
 #include <sys/socket.h>
@@ -139,7 +139,7 @@ TEST_P(KeyEventsContract, PostsTheEventsOfACallInOrder) {
   ExpectDelivered(events);
 }
 
-TEST_P(KeyEventsContract, PostsNothingForAnEmptyCall) {
+TEST_P(KeyEventsContract, PostsNothingForAnEmptyList) {
   ExpectDelivered({});
   ExpectDelivered({{36, true, KeyFlag::kNone}, {36, false, KeyFlag::kNone}});
 }

@@ -1,4 +1,4 @@
-// Tests of the contracts of the main queue, the ticker and the pasteboard, on the fakes and on Qt.
+// Contract tests of the main queue, the ticker and the pasteboard, on the fakes and on Qt.
 
 #include <QApplication>
 #include <QClipboard>
@@ -192,7 +192,7 @@ TEST_P(TickerContract, CanBeStoppedFromItsAction) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_P(TickerContract, StartFromItsActionSetsANewAction) {
+TEST_P(TickerContract, CanBeRestartedFromItsAction) {
   int first = 0;
   int second = 0;
   ticker_.Start(1ms, [&] {

@@ -197,7 +197,7 @@ TEST_P(SerialRegistryContract, CallbackCanDestroyTheNotifyPort) {
   EXPECT_EQ(Read().size(), 2U);
 }
 
-TEST_P(SerialRegistryContract, RefusesAMissingNotifyPortOrCallback) {
+TEST_P(SerialRegistryContract, RejectsAMissingNotifyPortOrCallback) {
   const auto ignore = [](void*, Handle) {};
   EXPECT_EQ(registry_.AddMatchingNotification(0, Event::FirstMatch, ignore, this), 0U);
   EXPECT_EQ(registry_.AddMatchingNotification(port_, Event::FirstMatch, nullptr, this), 0U);

@@ -34,7 +34,7 @@ struct SyslogHarness final : LogHarness {
     return arrived;
   }
 
-  Lines arrived;  // written by the log's thread; read it only after Flush
+  Lines arrived;  // written by the log's thread; read only after Flush()
   platform::posix::SyslogLog log{
       [this](std::string_view message) { arrived.emplace_back(message); }};
 };

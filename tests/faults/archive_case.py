@@ -1,4 +1,4 @@
-"""Base class of the tests that check that archive errors lose no records."""
+"""Base class of the tests for archive errors, which must not lose records."""
 
 import collections
 import errno
@@ -150,7 +150,7 @@ class ArchiveTest(FaultTest):
                     path in (line.rstrip("\n").split(" ", 4) for line in log)]
 
     def check_faults(self, records, destination, burst, *faults):
-        """Synchronizes while calls fail at the points `faults`. Returns the logged calls."""
+        """Synchronizes while the calls in `faults` fail. Returns the logged calls."""
         earlier = len(self.log.datagrams())
         # A record-by-record run tries to erase the scanner twice.
         decisions = 1 if burst else 2
@@ -176,7 +176,7 @@ class ArchiveTest(FaultTest):
         erasures = self.erasures(scanner)
         self.assertEqual(0 if erasures else len(self.records), scanner.record_count())
         positions = [at for at, call in enumerate(calls) if call.call == "erase"]
-        # Skips the bytes "E" in the command that sets the scanner's clock.
+        # Ignores the bytes "E" in the command that sets the scanner's clock.
         positions = positions[len(positions) - erasures:]
         disk = Disk()
         for at, call in enumerate(calls):

@@ -30,8 +30,8 @@ class EveryCallTest(ArchiveTest):
         return points
 
     def check(self, destination, burst):
-        """Synchronizes once per fault. If the destination is a file, also repeats the faults in the
-        output file while the archive cannot be flushed."""
+        """Synchronizes once per fault. If the destination is a file, also synchronizes once per
+        fault in the output file while the archive cannot be flushed."""
         results = collections.Counter()
         points = self.points(destination, burst)
         runs = [[point] for point in points]
@@ -47,14 +47,14 @@ class EveryCallTest(ArchiveTest):
         print(f"destination {destination}, burst {burst}: {len(runs)} failed calls: {dict(results)}",
               flush=True)
 
-    def test_failed_calls_lose_no_record_of_a_burst_to_file(self):
+    def test_burst_to_file_survives_failed_calls(self):
         self.check(TO_FILE, 1)
 
-    def test_failed_calls_lose_no_single_record_to_file(self):
+    def test_single_records_to_file_survive_failed_calls(self):
         self.check(TO_FILE, 0)
 
-    def test_failed_calls_lose_no_record_of_a_burst_to_view(self):
+    def test_burst_to_view_survives_failed_calls(self):
         self.check(TO_VIEW, 1)
 
-    def test_failed_calls_lose_no_single_record_to_view(self):
+    def test_single_records_to_view_survive_failed_calls(self):
         self.check(TO_VIEW, 0)

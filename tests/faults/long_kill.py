@@ -81,7 +81,7 @@ class KillTest(FaultTest):
 
 
 class ArchiveKillTest(ArchiveTest):
-    """Kills the program at random times of a run that erases the scanner."""
+    """Kills the program during runs that erase the scanner."""
 
     def check(self, destination):
         """Half of the kills occur at random times during the run, a quarter after the archive's
@@ -119,7 +119,8 @@ class ArchiveKillTest(ArchiveTest):
         return length
 
     def kill_once(self, records, destination, way, length, kill, chance):
-        """Kills the program during a run. Returns where the records are."""
+        """Kills the program during a run. Returns where the records are: in the scanner, in the
+        archive or in both."""
         scanner = self.begin_run(records, destination, way)
         if kill % 4 == 0:
             wait_until(archive.records_files, "the archive")
@@ -137,16 +138,16 @@ class ArchiveKillTest(ArchiveTest):
             return "only in the archive"
         return "only in the scanner" if missing else "in both"
 
-    def test_kill_loses_no_record_for_a_file(self):
+    def test_killed_run_to_file_keeps_records(self):
         self.check(TO_FILE)
 
-    def test_kill_loses_no_record_for_the_view(self):
+    def test_killed_run_to_view_keeps_records(self):
         self.check(TO_VIEW)
 
-    def test_kill_loses_no_record_for_the_frontmost_application(self):
+    def test_killed_run_to_frontmost_application_keeps_records(self):
         self.check(TO_FRONTMOST)
 
-    def test_kill_loses_no_record_for_a_named_application(self):
+    def test_killed_run_to_named_application_keeps_records(self):
         with open(_APPLICATION, "w", encoding="ascii") as program:
             program.write("#!/usr/bin/python3\nimport tkinter\ntkinter.Text().pack()\n"
                           "tkinter.mainloop()\n")

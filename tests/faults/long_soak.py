@@ -70,7 +70,7 @@ class SoakTest(FaultTest):
             return self.quillet.connect_label() == "Disconnect"
         wait_until(is_connected, "the scanner to be connected again", limit=120)
         if messages.FINISHED not in self.quillet.view():
-            # Connecting has cancelled the run.
+            # Reconnecting has cancelled the run.
             self.close()
             self.start_connected(clock_set=self.clock_set())
 

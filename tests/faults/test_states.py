@@ -43,7 +43,7 @@ class StatesTest(FaultTest):
         self.start().wait_for_view_start(messages.STARTED + messages.ATTEMPT + messages.trying())
         self.check_close()
 
-    def test_closes_after_a_failed_attempt(self):
+    def test_closes_after_a_failed_connection_attempt(self):
         self.begin([], "on V 1 silence")
         self.start().wait_for_view(messages.STARTED + messages.failed_attempt())
         self.check_close()

@@ -21,7 +21,6 @@ void Run(Input& input) {
                            static_cast<std::uint8_t>(length >> 8U),
                            static_cast<std::uint8_t>(length)});
   session->Feed(records);
-  // A burst completes its command only if the burst contains records.
   Require(lumet.bCommandDone() == !records.empty(),
           "a burst completes its command if it has records");
 

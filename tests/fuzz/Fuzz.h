@@ -19,7 +19,7 @@ inline void Require(bool condition, const char* expected) {
   std::abort();
 }
 
-/// Reads the bytes of a fuzzer input from first to last.
+/// Reads the bytes of a fuzzer input in order.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : rest_(data, size) {}

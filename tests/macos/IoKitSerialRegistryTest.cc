@@ -197,7 +197,7 @@ TEST_F(IoKitSerialRegistryTest, CallbackCanDestroyTheNotifyPort) {
   EXPECT_EQ(NotifyPorts(), 0U);
 }
 
-TEST_F(IoKitSerialRegistryTest, AcceptsAThirdRegistration) {
+TEST_F(IoKitSerialRegistryTest, AcceptsMoreThanTwoRegistrations) {
   for (int i = 0; i < 3; ++i) EXPECT_NE(Listen(Event::FirstMatch), 0U);
 }
 

@@ -38,7 +38,7 @@ TEST_F(GeneralPasteboardTest, IsEmptyAfterInvalidUtf8) {
   EXPECT_EQ(TheMac().declaredTypes, Texts{"public.utf8-plain-text"});
 }
 
-TEST(SharedApplicationTest, ActivatesInFrontOfOtherApplications) {
+TEST(SharedApplicationTest, PassesYesToActivateIgnoringOtherApps) {
   const Account account;
   platform::macos::SharedApplication().ActivateIgnoringOtherApps();
   EXPECT_EQ(TheMac().activations, 1);
@@ -68,7 +68,7 @@ struct LaunchServicesApplicationsTest : testing::Test {
   platform::macos::LaunchServicesApplications applications;
 };
 
-TEST_F(LaunchServicesApplicationsTest, RequiresTheExtensionInAnApplicationPath) {
+TEST_F(LaunchServicesApplicationsTest, AcceptsOnlyPathsThatEndInApp) {
   EXPECT_TRUE(applications.HasApplication(kEditor));
   EXPECT_FALSE(applications.HasApplication("/Applications/TextEdit"));
   EXPECT_FALSE(applications.HasApplication(""));

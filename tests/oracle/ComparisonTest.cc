@@ -175,7 +175,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     }
   }
 
-  /// Compares the line of a single record and its log line.
+  /// Compares the line and the log line of a single record with the expected ones.
   void CompareOnly(const Memory& memory, std::int64_t start, const std::vector<Made>& made) {
     const Line expected = LineOfRecord(memory, start, GetParam(), choices_);
     Count(memory, start);
@@ -305,7 +305,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   // Counts that show whether the random cases include all special cases.
   std::int64_t lines_ = 0, ended_ = 0, cut_ = 0, nothing_ = 0, foreign_ = 0;
   std::array<std::int64_t, 64> codes_{};
-  std::array<std::int64_t, 7> orders_{};  // counts by field order; last: orders outside the table
+  std::array<std::int64_t, 7> orders_{};  // counts by field order; last: invalid orders
 };
 
 TEST_P(ComparisonTest, BothImplementationsAgreeOnRecords) {

@@ -66,8 +66,7 @@ struct Visit {
 /// @param received  number of received bytes, including the three length bytes
 std::vector<Visit> WalkBurst(const Memory& memory, std::int64_t received, Layout layout);
 
-/// Returns the displayed text of a line: its bytes are UTF-8 if the whole line is valid UTF-8,
-/// otherwise Latin-1.
+/// Decodes a line for display: as UTF-8 if the whole line is valid UTF-8, otherwise as Latin-1.
 std::string Shown(std::string_view line);
 
 }  // namespace quillet::oracle

@@ -21,7 +21,7 @@ void AddCharacter(Bytes& bytes, std::uint32_t character) {
   }
 }
 
-/// UTF-8 sequences, including invalid ones: surrogates and code points above U+10FFFF.
+/// Returns random UTF-8 sequences. Some are invalid: surrogates and code points above U+10FFFF.
 Bytes Characters(Random& random, int length) {
   Bytes data;
   while (static_cast<int>(data.size()) < length) {

@@ -43,7 +43,7 @@ Bytes RecordOfSize(Random& random, Layout layout, int size, bool tellsMore);
 /// Returns consecutive records, some of them erased. The last one may be incomplete.
 Bytes RandomRecords(Random& random, Layout layout, int records);
 
-/// Returns random settings. Some numbers are outside their tables.
+/// Returns random settings. Some numbers are out of range.
 Choices RandomChoices(Random& random);
 
 }  // namespace quillet::oracle

@@ -12,7 +12,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-TEST(DesktopSessionTest, UsesX11ForKeysOnlyInAnX11Session) {
+TEST(DesktopSessionTest, SendsKeysThroughX11OnlyInAnX11Session) {
   const struct {
     bool isX11;
     std::map<std::string, std::string> variables;

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-// GLib is built without the thread sanitizer, which therefore misses how GLib synchronizes
+// GLib is built without the thread sanitizer, which therefore does not see how GLib synchronizes
 // umockdev's thread with the test.
 extern "C" const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {

@@ -34,7 +34,7 @@ class OneWatch final : public DescriptorWatcher {
   std::function<void()> ready_;
 };
 
-TEST(TerminationSignals, CallTheFunctionFromTheMainLoop) {
+TEST(TerminationSignals, CallTheHandlerFromTheMainLoop) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     EXPECT_EQ(Child([&] {
                 std::signal(signal, SIG_DFL);

@@ -168,7 +168,7 @@ TEST_F(UdevSerialRegistryTest, OmitsARemovedDeviceStillInSysfs) {
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, OmitsAReplacedDeviceDuringItsRemoval) {
+TEST_F(UdevSerialRegistryTest, ListsAReplacementOnlyOnItsArrivalEvent) {
   const std::string scanner = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   Listen();
   std::vector<Devices> seen;

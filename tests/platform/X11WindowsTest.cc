@@ -41,7 +41,7 @@ TEST(X11WindowsTest, ListsWindowsTopmostFirst) {
   EXPECT_FALSE(windows.Active());
 }
 
-TEST(X11WindowsTest, MarksPalettesAndDialogsAsNotNormal) {
+TEST(X11WindowsTest, DoesNotMarkPalettesOrDialogsAsNormal) {
   XServer server;
   XClient client;
   const auto plain = client.MakeWindow();

@@ -52,7 +52,7 @@ TEST_F(OutputQueueTest, ReleasesBytesAtLineSpeed) {
   EXPECT_EQ(Take(microseconds(1000)), "a");
   EXPECT_EQ(Take(microseconds(2999)), "b");
   EXPECT_EQ(Take(microseconds(3000)), "c");
-  // A late caller does not slow the line down.
+  // Late calls do not slow the line down.
   EXPECT_EQ(Take(microseconds(5400)), "de");
   EXPECT_EQ(Take(microseconds(6000)), "f");
 }
@@ -81,7 +81,7 @@ TEST_F(OutputQueueTest, SendsAnswersInSequenceWithPauses) {
   EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST_F(OutputQueueTest, NextBytesAreDueAfterAMillisecondOrOneByte) {
+TEST_F(OutputQueueTest, NextDueIsAfterOneMillisecondAndOneByte) {
   OutputQueue fast(115'200);
   fast.Append(Bytes(1000), kQueueStart);
   EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));

@@ -28,7 +28,7 @@ TEST(CheckDigit, MatchesPrintedBarcodes) {
   EXPECT_EQ(CheckDigit("1540014128876"), '3');  // ITF-14
 }
 
-TEST(Symbologies, AreFoundByNameInAnySpelling) {
+TEST(Symbologies, AreFoundRegardlessOfCaseAndPunctuation) {
   EXPECT_EQ(SymbologyCode(Model::kSeries300, "EAN-13"), 21);
   const std::pair<const char*, std::optional<int>> kOlderCodes[] = {
       {"EAN-13", 0},       {"Ean 13", 0}, {"ean13", 0}, {"Code 93", 10},

@@ -43,7 +43,7 @@ TEST(CalendarTime, CarriesSecondsIntoDaysMonthsAndYears) {
   EXPECT_EQ(AddSeconds({2024, 2, 28, 23, 59, 59}, 1), (CalendarTime{2024, 2, 29, 0, 0, 0}));
   EXPECT_EQ(AddSeconds({2024, 2, 29, 23, 59, 59}, 1), (CalendarTime{2024, 3, 1, 0, 0, 0}));
   EXPECT_EQ(AddSeconds({2024, 1, 1, 0, 0, 0}, -1), (CalendarTime{2023, 12, 31, 23, 59, 59}));
-  // The scanner stores the year in six bits.
+  // The scanner stores the year in six bits, so 2063 is followed by 2000.
   EXPECT_EQ(AddSeconds({2063, 12, 31, 23, 59, 59}, 1), (CalendarTime{2000, 1, 1, 0, 0, 0}));
   EXPECT_EQ(AddSeconds({2000, 1, 1, 0, 0, 0}, -1), (CalendarTime{2063, 12, 31, 23, 59, 59}));
 }

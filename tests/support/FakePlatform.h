@@ -109,7 +109,7 @@ struct FakeWorkspace final : platform::Workspace {
 
   int activations = 0;
   bool active = false;                     ///< whether a window of the program has the focus
-  std::vector<std::string> shownInFolder;  ///< the path of each call of ShowInFolder
+  std::vector<std::string> shownInFolder;  ///< paths passed to ShowInFolder
 };
 
 class FakeKeyEvents final : public platform::KeyEvents {
@@ -118,7 +118,7 @@ class FakeKeyEvents final : public platform::KeyEvents {
     posts_.emplace_back(events.begin(), events.end());
     if (onPost) onPost();
   }
-  /// Returns the events of each call of Post.
+  /// Returns the events passed to each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
   std::function<void()> onPost;  ///< called after each call of Post
@@ -168,7 +168,7 @@ class FakeApplications final : public platform::Applications {
   bool opens = true;  ///< whether OpenApplication succeeds
   int looksBeforeListed = 0;
   std::vector<std::string> running;  ///< listed applications, including the opened ones
-  std::vector<std::string> opened;   ///< the path of each call of OpenApplication
+  std::vector<std::string> opened;   ///< paths passed to OpenApplication
   int looks = 0;                     ///< number of calls of LaunchedApplications
 
  private:

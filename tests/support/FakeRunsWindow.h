@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// A RunsWindow without controls. Stores what it would show.
+/// A RunsWindow without controls. Only stores its contents and state.
 class FakeRunsWindow final : public platform::RunsWindow {
  public:
   void SetActions(platform::RunsActions actions) override { actions_ = std::move(actions); }
@@ -33,7 +33,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
   FakeTextView& preview() override { return preview_; }
   FakeWindow& runsWindow() override { return window_; }
 
-  ///@{ Actions of the user.
+  ///@{ User actions.
   void Search(const std::string& text) { actions_.search(text); }
   void Select(std::int32_t row) {
     selected_ = row;

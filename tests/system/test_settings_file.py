@@ -59,7 +59,8 @@ class SettingsFileTest(SystemTest):
         self.assert_settings_file()
 
     def test_invalid_numbers_disable_settings(self):
-        # The program does not set the clock. It requests and counts each record, but delivers none.
+        # With these contents, the program does not set the clock. It requests and counts each
+        # record, but delivers none.
         for contents in (b"", b"11134", bytes(range(256)) * 4, b"\xff\xfd\x80\r\n\x1b" * 200):
             with self.subTest(contents[:5]):
                 self.save(contents)

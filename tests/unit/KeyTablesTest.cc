@@ -25,7 +25,7 @@ constexpr Key kKeys[] = {
     {u'\t', u'\t'}, {u' ', u' '}, {u'`', u'~'},
 };
 
-TEST(KeyTablesTest, FindsTheKeyAndShiftOfEachCharacter) {
+TEST(KeyTablesTest, FindsKeyAndShiftStateOfEachCharacter) {
   KeyValue code = 0;
   for (const auto [plain, shifted] : kKeys) {
     EXPECT_EQ(KeyForCharacter(plain), code);

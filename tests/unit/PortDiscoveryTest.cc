@@ -28,7 +28,7 @@ TEST_F(PortDiscoveryTest, ListsScannersAmongTheFirst32Devices) {
   EXPECT_EQ(controller.path[0].Get(), folder / "usbmodem1");
 }
 
-TEST_F(PortDiscoveryTest, StartsAnAttemptOnArrivalUnlessConnected) {
+TEST_F(PortDiscoveryTest, TriesToConnectOnArrivalUnlessConnected) {
   Launch();
   BecomeConnected();
   EXPECT_EQ(Attempts(), 2U);
@@ -71,7 +71,7 @@ TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 
-TEST_F(PortDiscoveryTest, ArmingNotificationsStartsNoAttempt) {
+TEST_F(PortDiscoveryTest, ArmingNotificationsStartsNoConnectionAttempt) {
   AttachOther("usbmodem1");
   Launch();
   EXPECT_EQ(Attempts(), 1U);

@@ -48,7 +48,7 @@ TEST_F(RecordDownloadTest, QueuesTheFirstCommandsOfADownload) {
   EXPECT_EQ(lumet.display().phase(), Phase::kPreparing);
 }
 
-TEST_F(RecordDownloadTest, RequestsEachRecordByIndexThenCloses) {
+TEST_F(RecordDownloadTest, RequestsEachRecordThenSendsClosingCommand) {
   lumet.bBurstSync = 0;
   Download(3);
   EXPECT_EQ(commands, (Texts{"W", "N", "GS1", "p0#", "p1#", "p2#", "GS0"}));

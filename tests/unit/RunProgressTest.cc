@@ -74,7 +74,7 @@ TEST(RunProgressTest, ShowsBytesOfABurst) {
                   .text.starts_with("130 records  ·  1230.0 of 4000.0 kB"));
 }
 
-TEST(RunProgressTest, ShowsOnlyTheCountWhileClosing) {
+TEST(RunProgressTest, ShowsOnlyTheCountInTheClosingPhase) {
   RunProgress progress;
   progress.Look(0ms, Burst(0, 100));
   EXPECT_EQ(progress.Look(500ms, {.phase = Phase::kClosing, .records = 1}),

@@ -110,7 +110,7 @@ TEST_F(RunTest, CountsAndDropsARecordOutsideARun) {
   EXPECT_EQ(run.barcodedata(), nullptr);
 }
 
-TEST_F(RunTest, SecondEndWritesNothing) {
+TEST_F(RunTest, EndingARunTwiceWritesTheFileOnce) {
   EXPECT_EQ(Play("BaEE"), "." + Written("1") + "{a}1 barcodes synchronized|{a}");
   EXPECT_EQ(Play("BbBcEdE"), ".." + Written("1") + "{c}" + Written("2") + "{d}");
 }
@@ -126,7 +126,7 @@ TEST_F(RunTest, ShowsTheCountEvenIfTheNextRunHasBegun) {
   EXPECT_EQ(Play("cE"), "." + Written("1") + "{c}");
 }
 
-TEST_F(RunTest, EndsBeforeTheFileIsWritten) {
+TEST_F(RunTest, ClearsTheRunStateBeforeWritingTheFile) {
   run.bIsUnderSynchronization = true;
   bool over = false;
   files.whileReplacing = [&] { over = !run.bIsUnderSynchronization && !run.IsShown(); };

@@ -199,7 +199,7 @@ TEST_F(SettingsEditorTest, RejectsTheSettingsFileAsOutput) {
   EXPECT_EQ(appname(), SettingsPath()) << "not an output file";
 }
 
-TEST_F(SettingsEditorTest, SaysOnceThatRunsReplaceTheChosenFile) {
+TEST_F(SettingsEditorTest, WarnsOnceThatRunsReplaceTheChosenFile) {
   Open();
   const std::string path = folder.Put("stock.txt", "old");
   Browse(path);

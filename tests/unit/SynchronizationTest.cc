@@ -51,7 +51,7 @@ TEST_F(SynchronizationTest, ShowsDotsPathAndCountWhenWritingAFile) {
   EXPECT_EQ(controller.barcodeindex, 130);
 }
 
-TEST_F(SynchronizationTest, SaysWhereRecordsForTheSettingsFileAre) {
+TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   const std::string path = dataFolder + "/QuilletRegistry.txt";
   ConnectWith({.path = path}, {"1"});
   const auto settingsFile = FileContents(path);

@@ -51,7 +51,7 @@ TEST_F(QtPanelsTest, SavePanelProposesFolderAndName) {
             path_ + "/sn_timestamp.txt");
 }
 
-TEST_F(QtPanelsTest, ExportPanelAsksBeforeReplacingAndAddsTheEnding) {
+TEST_F(QtPanelsTest, ExportPanelAsksBeforeReplacingAndAddsExtension) {
   OnOpen([](QFileDialog& panel, QLineEdit& name) {
     EXPECT_EQ(panel.windowTitle(), "Export as CSV");
     EXPECT_FALSE(panel.testOption(QFileDialog::DontConfirmOverwrite));
@@ -74,14 +74,14 @@ TEST_F(QtPanelsTest, ReturnsTheEnteredPathOrNothingAfterEscape) {
       std::nullopt);
 }
 
-TEST_F(QtPanelsTest, SavePanelHidesTheOmittedFile) {
+TEST_F(QtPanelsTest, SavePanelHidesTheSpecifiedFile) {
   ASSERT_TRUE(folder_.mkpath("z folder"));
   for (const char* name : {"b.txt", "omitted.txt", "a.txt"}) {
     QFile(folder_.filePath(name)).open(QFile::WriteOnly);
   }
   RunSavePanel([](QFileDialog& panel, QLineEdit&) {
     const QListView& view = *panel.findChild<QListView*>("listView");
-    // The panel reads and sorts the folder on another thread.
+    // Waits, because the panel reads and sorts the folder on another thread.
     const QStringList expected{"z folder", "a.txt", "b.txt"};
     QStringList names;
     static_cast<void>(QTest::qWaitFor([&] {

@@ -66,8 +66,8 @@ class QtSettingsWindowTest : public testing::Test {
 
   void Close() { window_.settingsWindow().Close(); }
 
-  /// Opens the window three times: with a light, a dark and again a light palette. Calls `check`
-  /// each time.
+  /// Opens the window with a light palette, a dark one, and the light one again. Calls `check` each
+  /// time.
   void OpenInLightAndDark(const std::function<void(const QPalette&)>& check) {
     QPalette dark(QColor(58, 64, 69), QColor(42, 46, 50));
     dark.setColor(QPalette::Base, QColor(27, 30, 32));

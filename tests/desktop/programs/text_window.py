@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """A window with a text field: text_window.py [FILE | --palette]
 
-Writes the text to FILE (default: this program's path plus ".text") after each change. Appends the
-process ID to a file whose name ends in ".starts". With --palette, a second window with a text field
-stays on top of all windows, and its text is written to a file whose name ends in ".palette".
+Writes the text to FILE (default: this program's path plus ".text") after each change. Appends its
+process ID to a file whose name ends in ".starts". With --palette, also opens a window with a text
+field that stays on top of all windows, and writes its text to a file whose name ends in ".palette".
 """
 
 import os

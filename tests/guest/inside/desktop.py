@@ -76,7 +76,7 @@ class Terminal:
 
 
 class Events:
-    """Reads the virtual keyboard's events. Pauses several times, like a busy desktop."""
+    """Reads the virtual keyboard's events. Pauses several times to imitate a busy desktop."""
 
     _PAUSE = 0.3  # seconds
     _PAUSES = 3

@@ -74,7 +74,7 @@ std::uintptr_t ToInstance(const void* reference, const std::string& selector) {
   return 0;
 }
 
-// Returns the dictionaries of the running applications. The innermost pool owns the array.
+// Returns an array of dictionaries, one per running application. The innermost pool owns the array.
 std::uintptr_t ListApplications() {
   if (TheMac().listsNothing) return 0;
   const auto list = Make<CFArrayRef, Array>();

@@ -166,8 +166,8 @@ class SystemTest(ProductTest):
                 os.unlink(f"/Users/{name}")
 
     def end_program(self):
-        """Closes the program and switches off the last scanner, so that the test can start new
-        ones."""
+        """Closes the program and switches off the last scanner, so that the test can start both
+        again."""
         self.close()
         self.assertEqual("", self.scanners.pop().stop(), "invalid commands")
 

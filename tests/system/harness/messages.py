@@ -47,7 +47,8 @@ def count(number):
 
 
 def file_run(number, path):
-    """Messages of a run that writes `number` records to a file. A dot appears per 64 records."""
+    """Messages of a run that writes `number` records to a file. A dot is shown for every 64
+    records."""
     dots = "." * ((number + 63) // 64)
     return RUN_STARTED + dots + f"\nSynchronized to {path}\n" + count(number) + FINISHED
 

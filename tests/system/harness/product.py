@@ -162,8 +162,8 @@ class Quillet:
             wait_until(lambda button=button: not button.is_pressed(), f"{label} to be released")
 
     def clear(self):
-        """Presses Clear until the view is empty. During an attempt to connect, Clear has no effect,
-        and nothing else shows when the attempt ends."""
+        """Presses Clear until the view is empty. One press may not suffice, because Clear has
+        no effect during an attempt to connect."""
         def is_cleared():
             self.press("Clear")
             return self.view() == ""

@@ -106,8 +106,8 @@ def run_with_private_paths(inner, visible, environment, library):
     for folder in ("Users", "tmp", "run/udev", "run/user", "dev"):
         os.makedirs(root + "/" + folder, 0o700)
     os.symlink("/dev/null", root + "/run/udev/control")
-    # umockdev's library calls libc directly, so it must receive redirected paths. It is therefore
-    # loaded second, and its own folder (in TMPDIR) has a path that is not redirected.
+    # umockdev's library calls libc directly. It is loaded second, so that it receives redirected
+    # paths. The path of its folder (in TMPDIR) is not redirected.
     environment = {**_usual_environment(), **environment, "SYSTEM_TEST_PRELOAD": library,
                    "LD_PRELOAD": f"{library}:libumockdev-preload.so.0", "TMPDIR": root + "/tmp",
                    "PRIVATE_PATHS_ROOT": root, "PRIVATE_PATHS_VISIBLE": ":".join(visible)}

@@ -32,7 +32,7 @@ class ConnectTest(UsbTest):
             quillet.wait_for_view(messages.disconnected())
         lowered = trace.line_requests()[len(raised):]
         self.say(f"sent to the device: {', '.join(raised)}; then {', '.join(lowered)}")
-        # The driver first sets its default line coding.
+        # The driver sets its default line coding first, so only the last request counts.
         self.assertEqual("115200 8N1", [each for each in raised if "DTR" not in each][-1])
         self.assertEqual("DTR 1 RTS 1", [each for each in raised if "DTR" in each][-1])
         self.assertEqual(["DTR 0 RTS 0"], lowered)

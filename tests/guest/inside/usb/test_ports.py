@@ -1,4 +1,4 @@
-"""A serial converter next to the scanner."""
+"""A serial converter that is plugged in along with the scanner."""
 
 import ctypes
 import os
