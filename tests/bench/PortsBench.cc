@@ -1,4 +1,4 @@
-// Measures the time to list 1, 8 and 32 serial ports with libudev on a system with 64 virtual
+// Measures the time in which Quillet lists 1, 8 and 32 serial ports on a system with 64 virtual
 // terminals. Baseline: enumerating the same devices with libudev alone. For each round, prints the
 // seconds to list N ports as "ports-N". Run under umockdev-wrapper.
 

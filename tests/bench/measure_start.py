@@ -35,8 +35,7 @@ class Start(SystemTest):
                     print("figure", name, *values, sep="\t", flush=True)
 
     def _start_once(self, first_paint, program, environment):
-        """Returns the time to the first paint in seconds and the resident memory when idle in
-        MiB."""
+        """Returns the time to the first paint in seconds and the idle resident memory in MiB."""
         done = subprocess.run([first_paint, program], env=environment, stdout=subprocess.PIPE,
                               check=True, text=True)
         seconds, pid = done.stdout.split()

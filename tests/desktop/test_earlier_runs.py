@@ -1,4 +1,4 @@
-"""Tests that Deliver again types into another program."""
+"""Delivers an earlier run again by typing into another program."""
 
 from editors import TextWindow
 from harness.case import wait_until

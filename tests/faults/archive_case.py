@@ -100,7 +100,7 @@ class Disk:
 
 
 class ArchiveTest(FaultTest):
-    """In each attempt, the program synchronizes automatically at startup and erases the scanner."""
+    """Each attempt starts the program, which synchronizes at once and erases the scanner."""
 
     def setUp(self):
         super().setUp()
@@ -131,7 +131,7 @@ class ArchiveTest(FaultTest):
         return scanner
 
     def missing_from_archive(self, found=None):
-        """Returns the sent records that are missing in `found`, by default in the archive."""
+        """Returns the scanner's records that are missing from `found` (default: the archive)."""
         found = set(archive.archived_records() if found is None else found)
         return [record for record in self.records if archive.stored(record) not in found]
 

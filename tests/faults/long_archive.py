@@ -22,7 +22,7 @@ class EveryCallTest(ArchiveTest):
         for (call, file), count in sorted(counts.items()):
             numbers = {1, 2, (count + 1) // 2, count} if call in _EVERY_NUMBER else {1, count}
             if file == "root":
-                numbers = {count}  # libraries also open the root folder when they start
+                numbers = {count}  # libraries also open the root folder at startup
             points += [Point(call, file, number, number, error)
                        for number in sorted(numbers) if number <= count for error in ERRORS[call]]
             if call in ("write", "fsync", "create"):

@@ -1,4 +1,4 @@
-"""Resources of the program after many connections and many runs."""
+"""Checks that repeated connections and runs leak no resources."""
 
 from fault_case import FaultTest
 

@@ -15,9 +15,9 @@ _LONGEST_DELAY = 0.030  # seconds from the start of writing to the kill
 _OLD_LINES = 100_000
 _TIMEOUT = 30  # seconds until the program must have begun to write
 
-_ARCHIVE_KILLS = 250  # for each destination
-_RECORDS = {1: 300, 0: 60}  # records of a burst and of a record-by-record run
-_LINE_DELAY = 0.3  # seconds until the scanner must have read what the program had sent
+_ARCHIVE_KILLS = 250  # number of kills per destination
+_RECORDS = {1: 300, 0: 60}  # number of records in a burst and in a record-by-record run
+_LINE_DELAY = 0.3  # seconds within which the scanner reads all bytes that the program sent
 _APPLICATION = "/tmp/typed-text"
 
 

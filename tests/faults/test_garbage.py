@@ -4,9 +4,9 @@ from fault_case import (CHAIN, OUTPUT, FaultTest, Record, messages, some_records
                         wait_until)
 
 _HARMLESS = '"garbage" 00 ff 0a 1b'  # no end-of-answer byte (21, 40), no frame start (03)
-_BURST_LIMIT = 4 << 20  # bytes of a burst that the program keeps
-_HEADER = 3  # bytes of a burst before the first record
-_RECORD = 19  # bytes of a record with 13 characters
+_BURST_LIMIT = 4 << 20  # number of bytes of a burst that the program keeps
+_HEADER = 3  # number of bytes before the first record of a burst
+_RECORD = 19  # size in bytes of a record with 13 characters
 _ONE_BY_ONE = {"burst_sync": 0}
 
 

@@ -43,7 +43,7 @@ class PowerTest(FaultTest):
 
     @staticmethod
     def lost(calls, runs, skipped=None):
-        """Returns the records received before an erase command that a power failure then loses.
+        """Returns the records that a power failure at any erase command would lose.
 
         skipped: path of a file or folder for which fsync() is ignored
         """

@@ -102,7 +102,7 @@ int main(int count, char** arguments) {
     status = EraseRepeatedly(arguments[2], std::atoi(arguments[3]),
                              static_cast<unsigned>(std::atol(arguments[4])));
   }
-  // The session's threads are still running.
+  // Skips destructors, because the session's threads are still running.
   std::fflush(stdout);
   std::_Exit(status);
 }

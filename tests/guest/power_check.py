@@ -164,7 +164,7 @@ class Check:
             self.lost[f"lacks records, {kind}"] += 1
 
     def subset(self, writes):
-        """Returns a random selection of the writes. Some are cut at the beginning or at the end."""
+        """Returns randomly selected writes. Some are truncated at the beginning or the end."""
         kept = []
         for write in writes:
             start = -write.offset % self._atomic

@@ -1,4 +1,4 @@
-// Tests of the pasteboard, the application object, other applications and key events on macOS.
+// Tests of the macOS backends for the pasteboard, the application, launched applications and keys.
 
 #include "platform/macos/AppKit.h"
 #include "platform/macos/LaunchServicesApplications.h"

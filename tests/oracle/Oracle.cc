@@ -31,7 +31,7 @@ std::string NameOf(int code, Layout layout) {
   return index < kAllNames ? kNames[index] : "Unknown";
 }
 
-/// Returns the code that determines the name of a stored symbology.
+/// Returns the code of a stored symbology. Several stored values have the same code.
 int CodeOf(int symbology, Layout layout) {
   const int code = symbology % 64;
   if (layout == Layout::kOlder && code == 20) return 10;

@@ -41,7 +41,7 @@ class MockedUdev {
   /// Adds the devices of a description in umockdev's format.
   void Add(const std::string& description);
 
-  /// Removes a terminal. When the event is read, the terminal is no longer in sysfs.
+  /// Removes a terminal. By the time the event is read, the terminal is no longer in sysfs.
   void Remove(const std::string& terminal);
 
   /// Sends an event for a terminal.

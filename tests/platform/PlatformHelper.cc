@@ -34,8 +34,8 @@ int ReplaceFile(const std::string& path, std::size_t bytes) {
 }
 
 /// Opens the standard descriptors that are closed.
-/// @return 10 plus a bit (1, 2, 4) for each of the descriptors 0 to 2 that is the null device
-///         afterwards; less than 10 if one of them is closed or another descriptor was opened
+/// @return 10 plus the bits (1, 2, 4) of the descriptors 0 to 2 that are then the null device; less
+///         than 10 if one of them is still closed or another descriptor was opened
 int CheckDescriptors() {
   struct stat nullDevice {};
   struct stat status {};

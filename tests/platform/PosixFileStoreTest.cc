@@ -266,7 +266,7 @@ TEST_F(PosixFileStoreTest, ReplaceOnAFullDeviceChangesNothing) {
   if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "no small file system can be mounted here";
   const std::string mount = folder_ / "small";
   fs::create_directory(mount);
-  // A file system of 256 KiB has room for the first file, but not for both.
+  // A file system of 256 KiB has room for the old file, but not also for the new one.
   const auto replace = [&](const std::string& bytes) {
     return std::string(PLATFORM_HELPER) + " replace " + mount + "/file " + bytes;
   };

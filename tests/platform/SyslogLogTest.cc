@@ -75,7 +75,7 @@ TEST(SyslogLog, FlushTimesOutIfTheLogStalls) {
 }
 
 constexpr std::size_t kLineBytes = 1'000;
-constexpr std::size_t kLines = 4 * SyslogLog::kBacklogBytes / kLineBytes;  // four times the backlog
+constexpr std::size_t kLines = 4 * SyslogLog::kBacklogBytes / kLineBytes;
 constexpr std::size_t kRoom = SyslogLog::kBacklogBytes / (kLineBytes + 8);
 
 TEST(SyslogLog, FullBacklogBlocksWritersButLosesNoLine) {

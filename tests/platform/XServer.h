@@ -8,7 +8,7 @@
 
 namespace quillet::test {
 
-/// An X server without a physical screen (Xvfb). Sets DISPLAY to its display.
+/// An X server without a physical screen (Xvfb). The constructor sets DISPLAY.
 class XServer {
  public:
   /// @param options  additional command-line options for Xvfb

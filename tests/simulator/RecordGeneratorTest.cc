@@ -39,7 +39,7 @@ TEST(Symbologies, AreFoundRegardlessOfCaseAndPunctuation) {
 }
 
 TEST(Symbologies, UnusedNumbersHaveNoName) {
-  EXPECT_EQ(SymbologyName(Model::kOlder, 20), "Code 93");  // Code 93 has two numbers
+  EXPECT_EQ(SymbologyName(Model::kOlder, 20), "Code 93");  // 10 and 20 both mean Code 93
   EXPECT_EQ(SymbologyName(Model::kOlder, 12), "");
   EXPECT_EQ(SymbologyName(Model::kSeries300, 43), "HanXin Code");
   EXPECT_EQ(SymbologyName(Model::kSeries300, 44), "");

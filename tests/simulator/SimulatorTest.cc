@@ -227,7 +227,7 @@ TEST_F(SimulatorTest, TranscriptHasEventsAndBytesInOrder) {
   for (const TranscriptEntry& entry : scanner->GetTranscript().Entries()) {
     directions.push_back(entry.direction);
   }
-  // Plugged in, port opened, W, @.
+  // The scanner was plugged in, the port was opened, and "W" was answered with "@".
   EXPECT_THAT(directions, ElementsAre(Direction::kEvent, Direction::kEvent, Direction::kReceived,
                                       Direction::kSent));
 }

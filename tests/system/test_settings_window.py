@@ -37,7 +37,7 @@ class SettingsWindowTest(SystemTest):
         self.start_with_window()
         self.quillet.type_keys("ctrl+comma")
         self.window.wait_until_open()
-        # Clear "Symbology", then select LF after each record, then delivery to the view.
+        # Clears "Symbology", selects LF after each record, and selects delivery to the view.
         self.window.type_keys("space", *["Tab"] * 6, "Home", "Down")
         self.window.type_keys(*["Tab"] * 5, "Home", "Down")
         self.save()

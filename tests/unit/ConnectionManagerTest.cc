@@ -18,7 +18,7 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
 }
 
 TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAConnectionAttempt) {
-  // Delays the end of the attempt until the test has pressed Connect.
+  // Delays the end of the connection attempt until the test has pressed Connect.
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
   clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &pressed] {
     tavo.Settle(connected);

@@ -102,9 +102,9 @@ struct Mac {
   bool mayPost = true;
   int requests = 0;  ///< number of CGRequestPostEventAccess calls
 
-  std::set<std::string> installed;   ///< paths of applications
+  std::set<std::string> installed;   ///< paths of installed applications
   std::vector<std::string> opened;   ///< paths of successful LSOpenApplication calls
-  std::vector<std::string> running;  ///< paths, in the order of the workspace's list
+  std::vector<std::string> running;  ///< paths of running applications, in list order
   bool opens = true;                 ///< false: LSOpenApplication fails
   bool listsNameless = false;        ///< the workspace also lists an application without a path
   bool listsNothing = false;         ///< the workspace returns nil instead of a list

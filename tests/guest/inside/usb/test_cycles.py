@@ -1,4 +1,4 @@
-"""Resources of the program after many connections, runs and disconnections."""
+"""Checks that repeated connections, runs and disconnections leak no resources."""
 
 import os
 
@@ -15,7 +15,7 @@ _GROWTH = 4096  # allowed increase of resident memory after the warm-up, in KiB
 class CyclesTest(UsbTest):
 
     def settled_resources(self, cycles):
-        """Returns the resources after the command threads of all cycles have ended."""
+        """Waits until the command threads of all cycles have ended. Returns the resources."""
         self.log.wait_for("-[Lumet CommandThread] has finished", cycles)
         return self.quillet.process.resources()
 
