@@ -145,7 +145,7 @@ class PopUpListContract : public Contract<WindowHarness> {
   Positions reported_;
 };
 
-TEST_P(PopUpListContract, SelectsTheFirstItemAdded) {
+TEST_P(PopUpListContract, SelectsTheFirstAddedItem) {
   EXPECT_EQ(list_.NumberOfItems(), 0);
   EXPECT_EQ(list_.SelectedItem(), -1);
   EXPECT_EQ(Remove(0), Positions{});
@@ -179,7 +179,7 @@ TEST_P(PopUpListContract, InvalidPositionClearsSelectionAndRemovesNothing) {
   EXPECT_EQ(Titles(), "b|c|d|");
 }
 
-TEST_P(PopUpListContract, RemovalMovesOrReplacesTheSelection) {
+TEST_P(PopUpListContract, RemovingItemsUpdatesTheSelection) {
   Add({"a", "b", "c"});
   Select(1);
   EXPECT_EQ(Remove(2), Positions{});

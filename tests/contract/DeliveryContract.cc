@@ -130,7 +130,7 @@ TEST_P(KeyEventsContract, PostsEachKeyWithItsModifier) {
   }
 }
 
-TEST_P(KeyEventsContract, PostsTheEventsOfACallInOrder) {
+TEST_P(KeyEventsContract, PostsEventsInOrder) {
   std::vector<KeyEvent> events;
   for (std::uint16_t key = 0; key < 50; ++key) {
     events.push_back({key, true, key % 3 == 0 ? KeyFlag::kShift : KeyFlag::kNone});

@@ -55,7 +55,7 @@ TEST_P(FileStoreContract, ReplaceCreatesOrOverwritesAFile) {
   }
 }
 
-TEST_P(FileStoreContract, FindsFilesAndFolders) {
+TEST_P(FileStoreContract, ExistsIsTrueForFilesAndFolders) {
   EXPECT_FALSE(store_.Exists(path_));
   EXPECT_TRUE(store_.Exists(harness_->folder.path()));
   ASSERT_TRUE(store_.Replace(path_, ""));
@@ -132,7 +132,7 @@ TEST_P(FileStoreContract, ListsAndRemovesFiles) {
   EXPECT_EQ(store_.List(folder).size(), 1U);
 }
 
-TEST_P(FileStoreContract, ComparesResolvedPaths) {
+TEST_P(FileStoreContract, IsSameFileComparesResolvedPaths) {
   for (const bool exists : {false, true}) {
     if (exists) {
       ASSERT_TRUE(store_.Replace(path_, "one"));

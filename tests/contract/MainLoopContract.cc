@@ -93,7 +93,7 @@ class MainQueueContract : public Contract<LoopHarness> {
   platform::MainQueue& queue_ = harness_->Queue();
 };
 
-TEST_P(MainQueueContract, DoesNotRunWorkInsideAsync) {
+TEST_P(MainQueueContract, AsyncReturnsBeforeTheWorkRuns) {
   bool ran = false;
   queue_.Async([&] { ran = true; });
   EXPECT_FALSE(ran);

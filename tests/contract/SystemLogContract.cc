@@ -71,7 +71,7 @@ TEST_P(SystemLogContract, KeepsTheLineOrderOfEachThread) {
   EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
 }
 
-TEST_P(SystemLogContract, AcceptsALineOfAnyLength) {
+TEST_P(SystemLogContract, AcceptsLinesOfAnyLength) {
   const std::string large(9'000'000, 'x');
   for (const std::string& line : {std::string("before"), large, large, std::string("after")}) {
     log_.Write(line);

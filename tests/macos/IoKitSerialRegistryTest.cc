@@ -101,7 +101,7 @@ TEST_F(IoKitSerialRegistryTest, ReusesTheListEntryOfADeviceWithoutAPath) {
   EXPECT_EQ(paths[1], "");
 }
 
-TEST_F(IoKitSerialRegistryTest, RequestsSerialStreamsOnly) {
+TEST_F(IoKitSerialRegistryTest, RequestsOnlySerialStreams) {
   TheMac().services = {kScanner};
   Read();
   const Calls request = {"IOServiceMatching IOSerialBSDClient",

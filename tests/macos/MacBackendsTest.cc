@@ -18,7 +18,7 @@ struct GeneralPasteboardTest : testing::Test {
   platform::macos::GeneralPasteboard pasteboard;
 };
 
-TEST_F(GeneralPasteboardTest, ClearsAndDeclaresTheTypeBeforeSettingText) {
+TEST_F(GeneralPasteboardTest, ClearsContentsAndDeclaresTypeBeforeSettingText) {
   for (const std::string& text :
        {std::string("12\xC3\xA9 \xE2\x82\xAC\r\n"), std::string("a\0b", 3), std::string()}) {
     TheMac().calls.clear();
@@ -124,7 +124,7 @@ struct QuartzKeyEventsTest : testing::Test {
   platform::macos::QuartzKeyEvents events{log};
 };
 
-TEST_F(QuartzKeyEventsTest, SetsFlagsOnKeyDownOnly) {
+TEST_F(QuartzKeyEventsTest, SetsModifierFlagsOnlyOnKeyDown) {
   Press(kReturn, KeyFlag::kNone);
   Press(kKeyA, KeyFlag::kShift);
   Press(kKeyV, KeyFlag::kCommand);

@@ -215,7 +215,7 @@ TEST_F(PosixFileStoreTest, ReplaceAcceptsNamesUpToTheLengthLimit) {
   EXPECT_EQ(folder_.Names().size(), 4U);
 }
 
-TEST_F(PosixFileStoreTest, FailsWithoutPermission) {
+TEST_F(PosixFileStoreTest, ReadCreateAndReplaceFailWithoutPermission) {
   const std::string secret = Put("secret", "old", 0);
   const std::string file = Put("file", "old", 0666);
   EXPECT_FALSE(AsOrdinaryUser([&] { return store_.Read(secret, kAll).has_value(); }));
@@ -360,7 +360,7 @@ TEST_F(PosixFileStoreTest, DetectsLinksToTheSameFile) {
 }
 
 #ifdef __linux__
-TEST_F(PosixFileStoreTest, ReplacesIfTheSystemRefusesModes) {
+TEST_F(PosixFileStoreTest, ReplaceWorksIfModesCannotBeSet) {
   for (const int error : {EPERM, EOPNOTSUPP, EINVAL, ENOSYS}) {
     for (const mode_t mode : {0600U, 0644U}) {
       const std::string path = Put("file", "old", mode);

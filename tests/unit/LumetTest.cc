@@ -321,14 +321,14 @@ TEST_F(LumetTest, SendsNothingAfterATimeOutUntilAnAnswerArrives) {
   EXPECT_TRUE(WaitFor([&] { return line.Sent().starts_with("W"); }));
 }
 
-TEST_F(LumetTest, SendsAnEraseThatTheArchivePermits) {
+TEST_F(LumetTest, SendsTheEraseCommandIfTheArchivePermitsIt) {
   lumet.EraseTavoMemory();
   Exchange("@");
   EXPECT_EQ(commands, std::vector<std::string>{"E"});
   EXPECT_EQ(archive.kept, std::vector<std::string>{"erased"});
 }
 
-TEST_F(LumetTest, DropsAnEraseThatTheArchiveDoesNotPermit) {
+TEST_F(LumetTest, DropsTheEraseCommandUnlessTheArchivePermitsIt) {
   archive.permits = false;
   lumet.EraseTavoMemory();
   lumet.GetSerialNumber();

@@ -33,7 +33,7 @@ TEST(SampleLineTest, ComposesASampleForEachLayout) {
   }
 }
 
-TEST(SampleLineTest, ShowsDelimitersAsInTheirTitles) {
+TEST(SampleLineTest, DelimiterTitlesEndWithTheShownSymbol) {
   SampleComposer sample;
   sample.bAttachType = 1;
   sample.sn_position = 2;
@@ -49,7 +49,7 @@ TEST(SampleLineTest, ShowsDelimitersAsInTheirTitles) {
   }
 }
 
-TEST(SampleLineTest, OrdersFieldsAsInTheOrderTitle) {
+TEST(SampleLineTest, OrderTitlesListFieldsInSampleOrder) {
   SampleComposer sample;
   sample.bAttachType = sample.bAttachTimestamp = 1;
   sample.recorddelimiter = 0;

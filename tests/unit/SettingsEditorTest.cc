@@ -140,7 +140,7 @@ TEST_F(SettingsEditorTest, KeepsThePathIfNoDestinationIsSelected) {
   EXPECT_EQ(filename(), DefaultFile());
 }
 
-TEST_F(SettingsEditorTest, ProposesPlaceholderOrTextEditOnBrowse) {
+TEST_F(SettingsEditorTest, BrowseProposesPlaceholderOrTextEdit) {
   Open();
   log.Clear();
   Browse(DefaultFile());

@@ -15,7 +15,7 @@ TEST(Utf8Test, AcceptsOnlyWellFormedSequences) {
   EXPECT_FALSE(IsValidUtf8("\xE2\x82"));
 }
 
-TEST(Utf8Test, CutsAPrefixBetweenCharacters) {
+TEST(Utf8Test, PrefixEndsBetweenCharacters) {
   for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x93\xA6"}) {
     const std::string text = "ab" + character + "c";
     for (std::size_t limit = 2; limit < 2 + character.size(); ++limit) {
@@ -33,7 +33,7 @@ TEST(Utf8Test, ReturnsAShortTextUnchanged) {
   EXPECT_EQ(Utf8Prefix("abc", 0), "");
 }
 
-TEST(Utf8Test, CutsInvalidUtf8AtTheLimit) {
+TEST(Utf8Test, PrefixOfInvalidUtf8EndsAtTheLimit) {
   const std::string continuations(20, '\x80');
   EXPECT_EQ(Utf8Prefix(continuations, 7), continuations.substr(0, 7));
   EXPECT_EQ(Utf8Prefix("a\xC3"

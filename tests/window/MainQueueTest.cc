@@ -68,7 +68,7 @@ TEST(MainQueue, MainLoopSleepsWhileTheQueueIsEmpty) {
   EXPECT_LT(passes, 50);
 }
 
-TEST(MainQueue, RepaintsDuringSteadyWork) {
+TEST(MainQueue, RepaintsWhileWorkKeepsArriving) {
   struct CountingWidget : QWidget {
     void paintEvent(QPaintEvent*) override { ++paints; }
     int paints = 0;
