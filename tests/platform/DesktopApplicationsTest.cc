@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 using test::WaitFor;
 using Texts = std::vector<std::string>;
 
-/// A clock that advances only during sleeps and when the test advances it.
+/// A clock that advances only when a thread sleeps or the test advances it.
 class TestClock final : public Clock {
  public:
   CalendarTime LocalTime() override { return {}; }

@@ -48,7 +48,7 @@ class MockedUdev {
   void Send(const std::string& terminal, const char* action);
 
  private:
-  /// Adds a parent device unless it exists. Terminals can share a parent.
+  /// Adds a parent device if it does not exist yet. Terminals can share a parent.
   void AddParent(const std::string& path, const std::string& lines);
   void AddUsbParents(const std::string& place, const std::string& driver,
                      const std::string& product);

@@ -30,7 +30,7 @@ class SessionFixture : public AppFixture {
     registry.Attach("usbmodem1", scanner->Path());
   }
 
-  /// Starts the program. @return true if it has connected
+  /// Starts the program. @return true if the scanner is connected
   bool Connect() {
     Launch();
     return controller.bIsConnected;

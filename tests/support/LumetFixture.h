@@ -48,7 +48,7 @@ class LumetFixture : public ::testing::Test {
       "\x09\x06"
       "ABCD\x31\x47\x41\x09";
 
-  /// Returns a burst of these records (up to 252 bytes). A preceding 0x03 makes it a frame.
+  /// Returns a burst of these records (up to 252 bytes). Prefix it with 0x03 to form a frame.
   static std::string Framed(const std::string& records = kRecord) {
     return std::string{0, 0, static_cast<char>(records.size() + 3)} + records;
   }
