@@ -43,7 +43,8 @@ class RunsWindow {
 
   virtual void SetActions(RunsActions actions) = 0;  ///< call once, before showing the window
 
-  /// Replaces all rows without calling the callbacks.
+  /// Changes the rows without calling the callbacks. Rows with the same date and scanner as before
+  /// stay in place, so that screen readers and the scroll position keep their place.
   /// @param rows      the new rows, from top to bottom
   /// @param selected  position of the row to select, from 0; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;

@@ -11,6 +11,7 @@
 #include <QProxyStyle>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QSplitter>
@@ -44,8 +45,23 @@ constexpr ListColumn kColumns[] = {
     {"Records", &RunRow::records, "00000"},         {"Destination", &RunRow::destination, nullptr},
     {"State", &RunRow::state, "Incomplete"},        {"Erased", &RunRow::erased, "Erased"},
 };
+constexpr int kDateColumn = 0;
+constexpr int kScannerColumn = 1;
 constexpr int kRecordsColumn = 2;
 constexpr int kDestinationColumn = 3;
+
+// Whether an item shows the run of a row. The other texts of a run may change.
+bool IsSameRun(const QTreeWidgetItem& item, const RunRow& row) {
+  return item.text(kDateColumn) == ToQString(row.date) &&
+         item.text(kScannerColumn) == ToQString(row.scanner);
+}
+
+void SetTexts(QTreeWidgetItem& item, const RunRow& row) {
+  for (int i = 0; i < static_cast<int>(std::size(kColumns)); ++i) {
+    item.setText(i, ToQString(row.*kColumns[i].text));
+  }
+  item.setToolTip(kDestinationColumn, item.text(kDestinationColumn));
+}
 
 // Widens the margins of the cells and the header. With Qt's margins, right-aligned text almost
 // touches the text of the next column.
@@ -118,6 +134,7 @@ struct QtRunsWindow::Parts {
   QWidget* MakeSearchRow();
   QWidget* MakeContents();
   QWidget* MakeButtonColumn(QtRunsWindow& dialog);
+  void UpdateItems(const std::vector<RunRow>& rows);
 
   QtWindow window;
   RunsActions actions;
@@ -262,6 +279,27 @@ QWidget* QtRunsWindow::Parts::MakeButtonColumn(QtRunsWindow& dialog) {
   return column;
 }
 
+// Changes only the items that differ. Screen readers lose their place if an item is replaced.
+void QtRunsWindow::Parts::UpdateItems(const std::vector<RunRow>& rows) {
+  for (int i = 0; i < static_cast<int>(rows.size()); ++i) {
+    const RunRow& row = rows[static_cast<std::size_t>(i)];
+    int found = i;
+    while (found < list.topLevelItemCount() && !IsSameRun(*list.topLevelItem(found), row)) ++found;
+    if (found == list.topLevelItemCount()) {
+      auto* item = new QTreeWidgetItem;
+      item->setTextAlignment(kRecordsColumn, Qt::AlignRight | Qt::AlignVCenter);
+      SetTexts(*item, row);
+      list.insertTopLevelItem(i, item);
+      continue;
+    }
+    for (; found > i; --found) delete list.topLevelItem(i);
+    SetTexts(*list.topLevelItem(i), row);
+  }
+  while (list.topLevelItemCount() > static_cast<int>(rows.size())) {
+    delete list.topLevelItem(static_cast<int>(rows.size()));
+  }
+}
+
 QtRunsWindow::QtRunsWindow(QWidget& parent)
     : QDialog(&parent), parts_(std::make_unique<Parts>(*this)) {
   auto* left = new QVBoxLayout;
@@ -290,21 +328,18 @@ void QtRunsWindow::SetActions(RunsActions actions) {
 }
 
 void QtRunsWindow::ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) {
-  const QSignalBlocker quiet(parts_->list);
-  const bool hadFocus = parts_->list.hasFocus();
-  parts_->list.clear();
-  for (const RunRow& row : rows) {
-    auto* item = new QTreeWidgetItem(&parts_->list);
-    for (int i = 0; i < parts_->list.columnCount(); ++i) {
-      item->setText(i, ToQString(row.*kColumns[i].text));
-    }
-    item->setTextAlignment(kRecordsColumn, Qt::AlignRight | Qt::AlignVCenter);
-    item->setToolTip(kDestinationColumn, item->text(kDestinationColumn));
-  }
-  if (QTreeWidgetItem* const item = parts_->list.topLevelItem(selected)) {
-    parts_->list.setCurrentItem(item);
-    parts_->list.scrollToItem(item);
-  }
+  QTreeWidget& list = parts_->list;
+  const QSignalBlocker quiet(list);
+  const bool hadFocus = list.hasFocus();
+  // At the top, a new first row should become visible.
+  const bool atTop = list.verticalScrollBar()->value() == 0;
+  const QPersistentModelIndex top = atTop ? QModelIndex() : list.indexAt({0, 0});
+  parts_->UpdateItems(rows);
+  QTreeWidgetItem* const item = list.topLevelItem(selected);
+  const bool moves = item != list.currentItem();
+  if (moves) list.setCurrentItem(item);
+  if (top.isValid()) list.scrollTo(top, QAbstractItemView::PositionAtTop);
+  if (moves && item != nullptr) list.scrollToItem(item);
   parts_->listOrEmpty.setCurrentIndex(rows.empty() ? 1 : 0);
   if (hadFocus && rows.empty()) parts_->search.setFocus();
 }

@@ -1,12 +1,19 @@
 """Tests the window Earlier synchronizations."""
 
+import os
+
 import gi
 
 gi.require_version("Gio", "2.0")
 from gi.repository import Gio  # noqa: E402
 
+from harness.accessibility import Unreachable
+from harness.archive import records_files
 from harness.case import OUTPUT, SHARED, Settings, SystemTest, messages, some_records, wait_until
 from harness.lines import file_text
+
+WINDOW = "Earlier synchronizations"
+COLUMNS = 6
 
 
 class EarlierSynchronizationsTest(SystemTest):
@@ -19,25 +26,58 @@ class EarlierSynchronizationsTest(SystemTest):
                    lambda: f"focus in {name}, not in "
                            f"{self.xdotool('getactivewindow', 'getwindowname')}")
 
-    def dialog(self):
+    def dialog(self, name=WINDOW):
         application = self.desktop.accessibility.application(self.quillet.pid)
-        (dialog,) = [node for node in application.children()
-                     if node.name == "Earlier synchronizations"]
+        (dialog,) = [node for node in application.children() if node.name == name]
         return dialog
 
-    def open(self):
+    def wait_for_text(self, expected, read):
+        """Waits until read() returns `expected`, while windows and controls come and go."""
+        found = []
+
+        def is_there():
+            try:
+                found[:] = [read()]
+            except (Unreachable, ValueError):  # a window has just opened or closed
+                return False
+            return found == [expected]
+
+        wait_until(is_there, lambda: f"{expected!r}, not {found!r}")
+
+    def open(self, *rows):
+        """Opens the window and waits until it lists these rows. A row is a list of the texts of its
+        cells, without the date."""
         self.quillet.type_keys("ctrl+e")
-        self.wait_for_focus("Earlier synchronizations")
+        self.wait_for_focus(WINDOW)
+        self.wait_for_rows(*rows)
 
     def rows(self):
         """Returns the texts of all cells, row by row."""
-        (tree,) = [node for node in self.dialog().descendants() if node.role == "tree"]
-        return [node.name for node in tree.children() if "header" not in node.role]
+        tree = self.dialog().find("tree")
+        texts = [node.name for node in tree.children() if "header" not in node.role]
+        return [texts[i:i + COLUMNS] for i in range(0, len(texts), COLUMNS)]
+
+    def wait_for_rows(self, *expected):
+        self.wait_for_text(list(expected), lambda: [row[1:] for row in self.rows()])
 
     def wait_for_message(self, text):
-        wait_until(lambda: text in [node.name for node in self.dialog().descendants()
-                                    if node.role == "label"],
-                   lambda: f"the message {text!r} in\n{self.dialog().tree()}")
+        def message():
+            return text if text in [node.name for node in self.dialog().descendants()
+                                    if node.role == "label"] else self.dialog().tree()
+        self.wait_for_text(text, message)
+
+    def save_as(self, panel, proposed, path):
+        """Waits for a file panel, enters a path and accepts."""
+        self.wait_for_focus(panel)
+
+        def name():
+            return self.dialog(panel).find("text", "File name:").text()
+        self.wait_for_text(proposed, name)
+        self.xdotool("key", "ctrl+a")
+        self.xdotool("type", path)
+        self.wait_for_text(path, name)
+        self.xdotool("key", "Return")
+        self.wait_for_focus(WINDOW)
 
     def test_lists_saves_and_redelivers_records(self):
         records = some_records(3)
@@ -45,17 +85,13 @@ class EarlierSynchronizationsTest(SystemTest):
         self.plugged_in_scanner(records)
         self.start_connected()
         self.synchronize(messages.file_run(3, OUTPUT))
-        self.open()
-        date, *cells = self.rows()
-        self.assertRegex(date, r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d$")
-        self.assertEqual(["005771", "3", OUTPUT, "Complete", "No"], cells)
+        self.open(["005771", "3", OUTPUT, "Complete", "No"])
+        self.assertRegex(self.rows()[0][0], r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d$")
+        (archived,) = records_files()
 
         saved = f"{SHARED}/saved.txt"
         self.xdotool("key", "Return")
-        self.wait_for_focus("Save records")
-        self.xdotool("key", "ctrl+a")
-        self.xdotool("type", saved)
-        self.xdotool("key", "Return")
+        self.save_as("Save records", os.path.basename(archived).replace(".records", ".txt"), saved)
         self.wait_for_message("Saved: " + saved)
         self.assert_file(saved, file_text(records))
 
@@ -94,8 +130,8 @@ class EarlierSynchronizationsTest(SystemTest):
         self.plugged_in_scanner(some_records(1))
         self.start_connected()
         self.quillet.press("Synchronize")
-        self.wait_for_generated_file()
-        self.open()
+        path = self.wait_for_generated_file()
+        self.open(["005771", "1", path, "Complete", "No"])
         self.xdotool("key", "alt+f")
         wait_until(lambda: calls, "a call to the file manager")
         ((path,), startup_id), = calls

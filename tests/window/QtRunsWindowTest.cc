@@ -101,6 +101,54 @@ TEST_F(QtRunsWindowTest, ShowsRowsWithoutReportingASelection) {
   EXPECT_EQ(Reports(), "");
 }
 
+TEST_F(QtRunsWindowTest, KeepsTheItemsOfRowsThatStay) {
+  OpenWithRows();
+  const auto items = [this] {
+    std::vector<const QTreeWidgetItem*> all;
+    for (int i = 0; i < List()->topLevelItemCount(); ++i) all.push_back(List()->topLevelItem(i));
+    return all;
+  };
+  const auto live = items()[0];
+  const auto run = items()[1];
+  using Items = std::vector<const QTreeWidgetItem*>;
+  const auto cell = [this] { return QAccessible::queryAccessibleInterface(List())->child(6); };
+  const QAccessibleInterface* const read = cell();
+  window_.ShowRows(kRows, 0);
+  EXPECT_EQ(cell(), read);
+  EXPECT_EQ(items(), (Items{live, run}));
+  const RunRow added = {"2026-11-18 08:00:00", "005771", "1", "", "In progress", "No"};
+  window_.ShowRows({added, kRows[0], kRows[1]}, 1);
+  EXPECT_EQ(items(), (Items{items()[0], live, run}));
+  EXPECT_EQ(List()->currentItem(), live);
+  const QTreeWidgetItem* const first = items()[0];
+  RunRow changed = added;
+  changed.state = "Complete";
+  window_.ShowRows({changed, kRows[1]}, 0);
+  EXPECT_EQ(items(), (Items{first, run}));
+  EXPECT_EQ(first->text(4), "Complete");
+  EXPECT_EQ(window_.SelectedRow(), 0);
+  window_.ShowRows({kRows[1]}, 0);
+  EXPECT_EQ(items(), Items{run});
+}
+
+TEST_F(QtRunsWindowTest, KeepsTheScrollPosition) {
+  std::vector<RunRow> rows(90, kRows[1]);
+  for (std::size_t i = 0; i < rows.size(); ++i) rows[i].date = std::to_string(900 - i);
+  Open(rows);
+  const auto top = [this] { return List()->itemAt(0, 0)->text(0).toStdString(); };
+  rows.insert(rows.begin(), {"901", "", "", "", "", ""});
+  window_.ShowRows(rows, 1);
+  SpinUntilIdle();
+  EXPECT_EQ(top(), "901") << "the new row is visible";
+  List()->scrollToItem(List()->topLevelItem(40), QAbstractItemView::PositionAtTop);
+  ASSERT_EQ(top(), "861");
+  rows.insert(rows.begin(), {"902", "", "", "", "", ""});
+  window_.ShowRows(rows, 2);
+  SpinUntilIdle();
+  EXPECT_EQ(top(), "861");
+  EXPECT_EQ(window_.SelectedRow(), 2);
+}
+
 TEST_F(QtRunsWindowTest, ArrowKeysSelectRows) {
   OpenWithRows();
   EXPECT_EQ(QApplication::focusWidget(), List());
