@@ -440,11 +440,8 @@ bool EarlierRuns::IsActive() {
 }
 
 void EarlierRuns::Report(const std::string& text) {
-  Log(platform_.log, "Quillet: ", ForeignText(text));
-  platform_.mainQueue.Async([this, text] {
-    window_.ShowMessage(text);
-    parts_.strip.ShowMessage(text);
-  });
+  parts_.strip.Raise(Notice::kDelivery, text);
+  platform_.mainQueue.Async([this, text] { window_.ShowMessage(text); });
 }
 
 }  // namespace quillet

@@ -52,7 +52,7 @@ struct MainWindowControls {
   platform::ToolbarItem& synchronize;
   platform::ToolbarItem& clearview;
   platform::ToolbarItem& earlierRuns;
-  platform::ProgressDisplay& progress;
+  platform::StatusDisplay& status;
   ///@}
 };
 

@@ -119,17 +119,15 @@ void SettingsEditor::Browse() {
 
 bool SettingsEditor::Accepts(const std::string& file) {
   if (parts_.file.IsSettingsFile(file)) {
-    ShowMessage(kSettingsFileMessage);
+    parts_.strip.Raise(Notice::kPathRefused, std::string(kSettingsFileMessage));
     return false;
   }
-  const bool replaces = !form_.Values().appenddata && parts_.file.IsReplaced(file);
-  ShowMessage(replaces ? kReplacesMessage : "");
+  parts_.strip.Withdraw(Notice::kPathRefused);
+  parts_.strip.Withdraw(Notice::kFileReplaced);
+  if (!form_.Values().appenddata && parts_.file.IsReplaced(file)) {
+    parts_.strip.Raise(Notice::kFileReplaced, std::string(kReplacesMessage));
+  }
   return true;
-}
-
-// An empty message removes only a message that this function has shown.
-void SettingsEditor::ShowMessage(std::string_view message) {
-  if (std::exchange(messageShown_, !message.empty()) || messageShown_) parts_.showMessage(message);
 }
 
 void SettingsEditor::SaveAndClose() {

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 
+#include "app/StatusStrip.h"
 #include "base/SystemLog.h"
 #include "device/Settings.h"
 #include "output/LumetFile.h"
@@ -31,9 +31,7 @@ class SettingsEditor {
     Settings& settings;            ///< the settings to edit
     platform::SettingsForm& form;  ///< the settings window
     platform::Panels& panels;      ///< file dialogs
-
-    /// Shows a message in the status strip. An empty message removes the previous one.
-    std::function<void(std::string_view message)> showMessage;
+    StatusStrip& strip;            ///< the status strip
   };
 
   /// Sets the actions of the form.
@@ -65,7 +63,6 @@ class SettingsEditor {
 
  private:
   bool Accepts(const std::string& file);
-  void ShowMessage(std::string_view message);
   void RestoreDefaults();
   void ShowSamples();
 
@@ -73,7 +70,6 @@ class SettingsEditor {
   Settings& settings_;
   platform::SettingsForm& form_;
   SampleComposer sample_;
-  bool messageShown_ = false;  // the status strip shows a message of Browse
 };
 
 }  // namespace quillet

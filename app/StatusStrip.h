@@ -1,33 +1,101 @@
 #pragma once
 
+#include <map>
+#include <optional>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "app/RunProgress.h"
+#include "base/SystemLog.h"
 #include "platform/Controls.h"
+#include "platform/MainQueue.h"
 
 namespace quillet {
 
-/// The line below the main view. Shows the progress of a run, and otherwise the latest message.
-/// Main thread.
+/// The reasons for a message in the status strip, in order of rank, highest first. The strip shows
+/// the message of the highest rank.
+enum class Notice {
+  kDisconnectedInRun,  ///< the connection ended during a run
+  kRunStuck,           ///< the run will not end
+
+  kPressIgnored,  ///< the button that the user pressed has no effect now
+
+  kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet
+  kTypingImpossible,   ///< the system does not allow Quillet to type
+  kPastingImpossible,  ///< a record could not be put on the clipboard
+  kTargetMissing,      ///< the application for the records does not exist
+
+  kProgress,  ///< the progress of a run; see StatusStrip::ShowProgress
+
+  kSettingsNotSaved,  ///< the settings file could not be written
+  kPathRefused,       ///< the settings file was chosen as the output file
+
+  kNotErased,           ///< the scanner was not erased, because its records are not on the disk
+  kFileNotWritten,      ///< the output file of a run could not be written
+  kSettingsFileAsFile,  ///< the path of the output file leads to the settings file
+  kArchiveNotWritten,   ///< records could not be saved in the archive
+  kRecordsMissing,      ///< a run did not receive all records
+  kDelivery,            ///< progress and result of Deliver again
+
+  kPortDenied,     ///< no permission to open the port
+  kPortBusy,       ///< another program uses the port
+  kScannerSilent,  ///< the port was opened, but no scanner answered
+
+  kInterrupted,        ///< an earlier process did not finish a run or a file
+  kArchiveIsOnlyCopy,  ///< erasing leaves only the archive's copy of the records
+  kPathTooLong,        ///< a chosen path will not be restored at the next start
+  kFileReplaced,       ///< each run replaces the chosen file
+  kLinesDropped,       ///< the view dropped its oldest lines
+
+  kConnecting,   ///< an attempt to connect is in progress
+  kRunFinished,  ///< the result of the last run
+  kNoScanner,    ///< no scanner is connected
+};
+
+/// A button beside a message.
+using platform::StripAction;
+
+/// The line below the main view. Shows one message at a time; see Notice.
 class StatusStrip {
  public:
-  /// @param display  shows the line; outlives this object
-  explicit StatusStrip(platform::ProgressDisplay& display) : display_(display) {}
+  /// @param display    shows the line; outlives this object, like the others
+  /// @param mainQueue  receives all changes that other threads request
+  /// @param log        receives the messages about problems
+  StatusStrip(platform::StatusDisplay& display, platform::MainQueue& mainQueue, SystemLog& log)
+      : display_(display), mainQueue_(mainQueue), log_(log) {}
+  StatusStrip(const StatusStrip&) = delete;
+  StatusStrip& operator=(const StatusStrip&) = delete;
 
-  void ShowProgress(const RunProgress::Shown& shown);  ///< shows progress until EndProgress
-  void EndProgress();                                  ///< shows the latest message, if any
+  /// Shows the progress of a run until EndProgress, unless a message outranks Notice::kProgress.
+  /// Main thread.
+  void ShowProgress(const RunProgress::Shown& shown);
+  void EndProgress() { Remove(Notice::kProgress); }  ///< removes the progress; main thread
 
-  /// Shows a message until the next one.
-  /// @param message  one line of UTF-8; an empty string removes the message
-  void ShowMessage(std::string_view message);
+  /// Queues a message, which is shown until it is withdrawn. A message of higher rank hides it.
+  /// Replaces an earlier message with the same notice. Any thread; returns immediately.
+  /// @param notice   reason for the message
+  /// @param text     one line of UTF-8: what happened, then what to do
+  /// @param actions  buttons, at most StatusDisplay::kMaximumActions; run on the main thread
+  void Raise(Notice notice, std::string text, std::vector<StripAction> actions = {});
+
+  /// Queues the removal of the message with this notice, if any. Any thread; returns immediately.
+  void Withdraw(Notice notice);
 
  private:
-  void ShowLatest();
+  struct Message {
+    std::string text;
+    std::optional<double> fraction = {};
+    std::vector<StripAction> actions = {};
+  };
 
-  platform::ProgressDisplay& display_;
-  std::string message_;
-  bool inProgress_ = false;
+  void Put(Notice notice, Message message);
+  void Remove(Notice notice);
+  void ShowHighest();
+
+  platform::StatusDisplay& display_;
+  platform::MainQueue& mainQueue_;
+  SystemLog& log_;
+  std::map<Notice, Message> messages_;  // main thread
 };
 
 }  // namespace quillet

@@ -1,8 +1,5 @@
 #include "app/SyncController.h"
 
-#include <utility>
-#include <vector>
-
 #include "app/QuilletAppDelegate.h"
 #include "app/Version.h"
 #include "base/Log.h"
@@ -49,9 +46,8 @@ void SyncController::Initialize() {
   lumet->setDelegate(this);
   new RecordDownload(platform_.log, *lumet);  // registers itself with the session
   OpenArchive();
-  settingsEditor_ =
-      new SettingsEditor({platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm,
-                          platform_.panels, [this](auto message) { ShowMessage(message); }});
+  settingsEditor_ = new SettingsEditor(
+      {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels, strip_});
   ChangePortList({0, {"None"}});
   updatePortList(true);
   RestoreSettings();

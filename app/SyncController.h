@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "app/ApplicationDelivery.h"
 #include "app/EarlierRuns.h"
@@ -40,7 +42,7 @@ class QuilletAppDelegate;
 /// Threads: user actions and port events arrive on the main thread. Each connection attempt runs on
 /// a separate thread. The session calls back on its read thread. All threads, including the main
 /// thread, queue their changes to controls on the main thread, so changes appear in call order.
-/// Only the settings window, the progress display and Clear change controls directly.
+/// Only the settings window, the progress of a run and Clear change controls directly.
 ///
 /// Never destroyed: the read thread and a waiting connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
@@ -124,7 +126,13 @@ class SyncController final : public LumetDelegate {
   void DisplayText(std::string_view text, bool newline);
   void clearviewButton();                           ///< clears the main view. Main thread.
   void OpenEarlierRuns() { earlierRuns_->Open(); }  ///< see EarlierRuns. Main thread.
-  void ShowProgress();  ///< updates or hides the progress display. Main thread.
+  void ShowProgress();  ///< updates or removes the progress in the strip. Main thread.
+  ///@{ See StatusStrip. Any thread.
+  void Raise(Notice notice, std::string text, std::vector<StripAction> actions = {}) {
+    strip_.Raise(notice, std::move(text), std::move(actions));
+  }
+  void Withdraw(Notice notice) { strip_.Withdraw(notice); }
+  ///@}
 
   // --- Settings: main thread, after Initialize --------------------------------------------------
 
@@ -163,7 +171,6 @@ class SyncController final : public LumetDelegate {
   void StartProgress();
   void OpenArchive();
   void ReportInterruption();
-  void ShowMessage(std::string_view message);
 
   const Platform platform_;
   const MainWindowControls controls_;
@@ -174,8 +181,8 @@ class SyncController final : public LumetDelegate {
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
   ApplicationDelivery delivery_{platform_};
-  RunProgress runProgress_;                   // main thread
-  StatusStrip strip_{controls_.progress};     // main thread
+  RunProgress runProgress_;  // main thread
+  StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   RunArchive* archive_ = nullptr;             // created by Initialize, never destroyed
   SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed
   EarlierRuns* earlierRuns_ = nullptr;        // created by Initialize, never destroyed

@@ -7,6 +7,11 @@ namespace {
 
 constexpr std::chrono::milliseconds kProgressPeriod{150};
 
+Notice NoticeOf(RunArchive::Problem problem) {
+  return problem == RunArchive::Problem::kNotWritten ? Notice::kArchiveNotWritten
+                                                     : Notice::kNotErased;
+}
+
 std::string ProblemMessage(RunArchive::Problem problem, const std::string& folder) {
   switch (problem) {
     case RunArchive::Problem::kNotWritten:
@@ -69,7 +74,7 @@ void SyncController::SynchronizeFinished() {
   const bool hadRecords = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
   if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.recordsInFile);
   archive_->End(complete);
-  if (run_.refusedSettingsFile) ShowMessage(RefusedFileMessage(*archive_));
+  if (run_.refusedSettingsFile) Raise(Notice::kSettingsFileAsFile, RefusedFileMessage(*archive_));
   earlierRuns_->RunEnded();
   if (hadRecords && lumet->bClearMemory) {
     DisplayText("Erased Tavo memory...", true);
@@ -80,8 +85,12 @@ void SyncController::SynchronizeFinished() {
 
 // The main thread polls the run's counts, which other threads store in atomic words.
 void SyncController::StartProgress() {
+  for (const Notice notice : {Notice::kNotErased, Notice::kFileNotWritten,
+                              Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
+                              Notice::kRecordsMissing, Notice::kDelivery, Notice::kRunFinished}) {
+    Withdraw(notice);
+  }
   OnMainThread([this] {
-    strip_.ShowMessage("");
     runProgress_ = RunProgress();
     platform_.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
   });
@@ -109,7 +118,7 @@ void SyncController::ShowProgress() {
 void SyncController::OpenArchive() {
   archive_ = new RunArchive(platform_.clock, platform_.files, *lumet, *lumet, folders_.archive);
   archive_->OnProblem([this](RunArchive::Problem problem) {
-    ShowMessage(ProblemMessage(problem, folders_.archive));
+    Raise(NoticeOf(problem), ProblemMessage(problem, folders_.archive));
   });
   lumet->setArchive(archive_);
   earlierRuns_ =
@@ -137,16 +146,12 @@ void SyncController::ReportInterruption() {
                                 ? "1 unfinished file was removed."
                                 : std::to_string(removed) + " unfinished files were removed.";
   if (!interrupted.empty()) {
-    ShowMessage("A synchronization was interrupted. Its records are in the archive: " +
-                folders_.archive + (files.empty() ? "" : ". " + files));
+    Raise(Notice::kInterrupted,
+          "A synchronization was interrupted. Its records are in the archive: " + folders_.archive +
+              (files.empty() ? "" : ". " + files));
   } else if (!files.empty()) {
-    ShowMessage(files + " Synchronize again if records are missing.");
+    Raise(Notice::kInterrupted, files + " Synchronize again if records are missing.");
   }
-}
-
-void SyncController::ShowMessage(std::string_view message) {
-  if (!message.empty()) Log(platform_.log, "Quillet: ", ForeignText(message));
-  OnMainThread([this, text = std::string(message)] { strip_.ShowMessage(text); });
 }
 
 void SyncController::connectionDidReceiveResponse() {

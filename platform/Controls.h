@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillet::platform {
 
@@ -44,18 +47,26 @@ class ToolbarItem {
   virtual void OnPress(std::function<void()> action) = 0;  ///< sets the action to call when pressed
 };
 
-/// The line below the main view, which shows progress or a message. Hidden initially.
-class ProgressDisplay {
+/// A button of the line below the main view.
+struct StripAction {
+  std::string title;          ///< a few words
+  std::function<void()> run;  ///< called when the button is pressed
+};
+
+/// The line below the main view. Empty initially. Its height never changes.
+class StatusDisplay {
  public:
-  virtual ~ProgressDisplay() = default;
+  static constexpr std::size_t kMaximumActions = 2;  ///< maximum number of buttons
 
-  /// Shows a progress message.
-  /// @param text      one short line
-  /// @param fraction  completed part, 0 to 1; negative if unknown
-  virtual void Show(std::string_view text, double fraction) = 0;
+  virtual ~StatusDisplay() = default;
 
-  virtual void ShowMessage(std::string_view text) = 0;  ///< shows one line without progress
-  virtual void Hide() = 0;                              ///< hides the display
+  /// Replaces the contents of the line.
+  /// @param text      one line; its end is cut off if the window is too narrow
+  /// @param fraction  completed part for a progress bar, 0 to 1; negative if unknown; no value: no
+  ///                  progress bar
+  /// @param actions   buttons from left to right, at most kMaximumActions
+  virtual void Show(std::string_view text, std::optional<double> fraction,
+                    const std::vector<StripAction>& actions) = 0;
 };
 
 /// A window, hidden or visible. Exists until the program ends.

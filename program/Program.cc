@@ -37,7 +37,7 @@ void Program::Run(platform::SerialRegistry& registry) {
                          .synchronize = window_.synchronizeItem(),
                          .clearview = window_.clearItem(),
                          .earlierRuns = window_.earlierRunsItem(),
-                         .progress = window_.progress()},
+                         .status = window_.status()},
       settingsWindow_, runsWindow_, folders_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);

@@ -4,7 +4,6 @@
 #include <QComboBox>
 #include <QMenu>
 #include <QMenuBar>
-#include <QStatusBar>
 #include <QToolBar>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -24,7 +23,6 @@ namespace {
 
 constexpr QSize kUsualSize(900, 600);
 constexpr int kIconSize = 24;
-constexpr int kProgressWidth = 120;
 constexpr int kPortCharacters = 16;  // minimum width of the port list in characters
 
 QIcon NamedIcon(const char* name) {
@@ -59,8 +57,6 @@ QWidget* CreateButton(const QtToolbarItem& item) {
 QtMainWindow::QtMainWindow()
     : recordView_(*new RecordView),
       portBox_(*new ListBox),
-      progressLabel_(*new QLabel),
-      progressBar_(*new QProgressBar),
       view_(recordView_),
       portList_(portBox_),
       connectItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_K}),
@@ -75,13 +71,12 @@ QtMainWindow::QtMainWindow()
                  {Face("Clear", "clear", "Clear the messages and records")}),
       earlierRunsItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_E}),
                        {{QStringLiteral("Earlier synchronizations…"), {}, {}}}),
-      progress_(progressLabel_, progressBar_),
+      status_(*frame_.statusBar(), recordView_),
       window_(frame_) {
   frame_.setWindowIcon(NamedIcon("quillet"));
   SetUpView();
   SetUpToolbar();
   SetUpMenus();
-  SetUpStatusStrip();
   frame_.resize(kUsualSize.boundedTo(RoomOnScreen(frame_)));
 }
 
@@ -157,23 +152,6 @@ void QtMainWindow::SetUpMenus() {
   select->setShortcuts(QKeySequence::SelectAll);
   edit->addSeparator();
   edit->addAction(&clearItem_.action());
-}
-
-// The status strip keeps its height when it is empty.
-void QtMainWindow::SetUpStatusStrip() {
-  progressLabel_.setContentsMargins(8, 0, 0, 0);
-  // A long text is cut off, so it cannot increase the window's minimum width.
-  progressLabel_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-  progressBar_.setAccessibleName(QStringLiteral("Progress"));
-  progressBar_.setFixedWidth(kProgressWidth);
-  Outline(progressBar_);
-  QStatusBar& strip = *frame_.statusBar();
-  strip.setSizeGripEnabled(false);
-  strip.setMinimumHeight(
-      qMax(progressBar_.sizeHint().height(), progressLabel_.sizeHint().height()) + 8);
-  strip.setContentsMargins(0, 0, 8, 0);
-  strip.addWidget(&progressLabel_, 1);
-  strip.addPermanentWidget(&progressBar_);
 }
 
 void QtMainWindow::Show() {

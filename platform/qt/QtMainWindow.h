@@ -3,7 +3,7 @@
 #include <QMainWindow>
 
 #include "platform/qt/QtPopUpList.h"
-#include "platform/qt/QtProgressDisplay.h"
+#include "platform/qt/QtStatusDisplay.h"
 #include "platform/qt/QtTextView.h"
 #include "platform/qt/QtToolbarItem.h"
 #include "platform/qt/QtWindow.h"
@@ -31,7 +31,7 @@ class QtMainWindow {
   ToolbarItem& settingsItem() { return settingsItem_; }
   ToolbarItem& clearItem() { return clearItem_; }
   ToolbarItem& earlierRunsItem() { return earlierRunsItem_; }  ///< in the menu only
-  ProgressDisplay& progress() { return progress_; }
+  StatusDisplay& status() { return status_; }
   Window& window() { return window_; }
 
   /// The window as a widget, for example as the parent of other windows. A window with this parent
@@ -43,13 +43,10 @@ class QtMainWindow {
   void SetUpToolbar();
   QWidget* PortPanel();
   void SetUpMenus();
-  void SetUpStatusStrip();
 
   QMainWindow frame_;  // owns the widgets and actions
   RecordView& recordView_;
   QComboBox& portBox_;
-  QLabel& progressLabel_;
-  QProgressBar& progressBar_;
 
   QtTextView view_;
   QtPopUpList portList_;
@@ -58,7 +55,7 @@ class QtMainWindow {
   QtToolbarItem settingsItem_;
   QtToolbarItem clearItem_;
   QtToolbarItem earlierRunsItem_;
-  QtProgressDisplay progress_;
+  QtStatusDisplay status_;
   QtWindow window_;
 };
 

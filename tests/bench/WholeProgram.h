@@ -144,7 +144,7 @@ class WholeProgram {
         controller_(*new SyncController(
             Platform{log, clock_, test::SystemLine(), files_, queue_, registry_, workspace_,
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
-            MainWindowControls{view_, ports_, item_, item_, item_, item_, item_, progress_}, form_,
+            MainWindowControls{view_, ports_, item_, item_, item_, item_, item_, strip_}, form_,
             runs_,
             Folders{folder_ / "QuilletData", archive.empty() ? folder_ / "Archive" : archive})) {
     registry_.Attach("usbmodem1", scanner.Path());
@@ -196,7 +196,7 @@ class WholeProgram {
   test::FakeWorkspace& workspace_ = *new test::FakeWorkspace;
   test::FakePanels& panels_ = *new test::FakePanels;
   test::FakeTicker& ticker_ = *new test::FakeTicker;
-  test::FakeProgressDisplay& progress_ = *new test::FakeProgressDisplay;
+  test::FakeStatusDisplay& strip_ = *new test::FakeStatusDisplay;
   test::FakeSettingsForm& form_ = *new test::FakeSettingsForm;
   test::FakeRunsWindow& runs_ = *new test::FakeRunsWindow;
   test::FakeKeyEvents& keyEvents_ = *new test::FakeKeyEvents;

@@ -3,6 +3,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QStatusBar>
 #include <QTest>
@@ -33,10 +34,13 @@ struct WindowHarness {
   virtual platform::ToolbarItem& Item() = 0;
   virtual std::string Label() = 0;
   virtual void Press() = 0;
-  virtual platform::ProgressDisplay& Progress() = 0;
-  virtual std::string ProgressText() = 0;
-  /// The displayed fraction; negative if unknown, std::nullopt if the display is hidden.
+  virtual platform::StatusDisplay& Status() = 0;
+  virtual std::string StatusText() = 0;
+  /// The displayed fraction; negative if unknown, std::nullopt without a progress bar.
   virtual std::optional<double> Fraction() = 0;
+  /// The titles of the visible buttons of the status display.
+  virtual std::vector<std::string> Actions() = 0;
+  virtual void PressAction(std::size_t position) = 0;
 };
 
 struct FakeWindowHarness final : WindowHarness {
@@ -52,18 +56,17 @@ struct FakeWindowHarness final : WindowHarness {
   platform::ToolbarItem& Item() override { return item; }
   std::string Label() override { return item.label(); }
   void Press() override { item.Press(); }
-  platform::ProgressDisplay& Progress() override { return progress; }
-  std::string ProgressText() override { return progress.text(); }
-  std::optional<double> Fraction() override {
-    if (!progress.IsShown()) return std::nullopt;
-    return progress.fraction();
-  }
+  platform::StatusDisplay& Status() override { return status; }
+  std::string StatusText() override { return status.text(); }
+  std::optional<double> Fraction() override { return status.fraction(); }
+  std::vector<std::string> Actions() override { return status.Buttons(); }
+  void PressAction(std::size_t position) override { status.Press(position); }
 
   FakeWindow window;
   FakePopUpList list;
   FakeTextView view;
   FakeToolbarItem item{"Connect"};
-  FakeProgressDisplay progress;
+  FakeStatusDisplay status;
 };
 
 struct QtWindowHarness final : WindowHarness {
@@ -95,12 +98,24 @@ struct QtWindowHarness final : WindowHarness {
   platform::ToolbarItem& Item() override { return window.connectItem(); }
   std::string Label() override { return button->text().toStdString(); }
   void Press() override { QTest::mouseClick(button, Qt::LeftButton); }
-  platform::ProgressDisplay& Progress() override { return window.progress(); }
-  std::string ProgressText() override { return strip.findChild<QLabel*>()->text().toStdString(); }
+  platform::StatusDisplay& Status() override { return window.status(); }
+  std::string StatusText() override { return strip.findChild<QLabel*>()->text().toStdString(); }
   std::optional<double> Fraction() override {
     const auto& bar = *strip.findChild<QProgressBar*>();
     if (!bar.isVisible()) return std::nullopt;
     return bar.maximum() == 0 ? -1 : static_cast<double>(bar.value()) / bar.maximum();
+  }
+  std::vector<std::string> Actions() override {
+    std::vector<std::string> titles;
+    for (const QPushButton* each : strip.findChildren<QPushButton*>()) {
+      if (each->isVisible()) titles.push_back(each->text().remove('&').toStdString());
+    }
+    return titles;
+  }
+  void PressAction(std::size_t position) override {
+    window_tests::SpinUntilIdle();
+    QTest::mouseClick(strip.findChildren<QPushButton*>().at(static_cast<int>(position)),
+                      Qt::LeftButton);
   }
 
   platform::qt::QtMainWindow window;
@@ -266,36 +281,40 @@ TEST_P(ToolbarItemContract, PressCallsOnlyTheLatestAction) {
 
 INSTANTIATE_TEST_SUITE_P(Item, ToolbarItemContract, kWindows, kNameOf);
 
-class ProgressDisplayContract : public Contract<WindowHarness> {
+class StatusDisplayContract : public Contract<WindowHarness> {
  protected:
-  ProgressDisplayContract() { harness_->Window().OrderFront(); }
+  StatusDisplayContract() { harness_->Window().OrderFront(); }
+  platform::StatusDisplay& status_ = harness_->Status();
 };
 
-TEST_P(ProgressDisplayContract, IsVisibleBetweenShowAndHide) {
-  for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(harness_->ProgressText(), "");
-    EXPECT_EQ(harness_->Fraction(), std::nullopt);
-    for (const double fraction : {0.25, 0.0, 1.0, -1.0}) {
-      const std::string text = "Received " + std::to_string(fraction);
-      harness_->Progress().Show(text, fraction);
-      EXPECT_EQ(harness_->ProgressText(), text);
-      EXPECT_EQ(harness_->Fraction(), fraction);
-    }
-    harness_->Progress().Hide();
+TEST_P(StatusDisplayContract, ShowsTextAndFraction) {
+  EXPECT_EQ(harness_->StatusText(), "");
+  EXPECT_EQ(harness_->Fraction(), std::nullopt);
+  for (const std::optional<double> fraction :
+       std::initializer_list<std::optional<double>>{0.25, 0.0, 1.0, -1.0, std::nullopt}) {
+    const std::string text = "Received " + std::to_string(fraction.value_or(2)) + " <b>&c";
+    status_.Show(text, fraction, {});
+    EXPECT_EQ(harness_->StatusText(), text);
+    EXPECT_EQ(harness_->Fraction(), fraction);
+    EXPECT_TRUE(harness_->Actions().empty());
   }
-  EXPECT_EQ(harness_->Fraction(), std::nullopt);
 }
 
-TEST_P(ProgressDisplayContract, MessageReplacesProgress) {
-  harness_->Progress().Show("Received 1", 0.5);
-  harness_->Progress().ShowMessage("The disk is full.");
-  EXPECT_EQ(harness_->ProgressText(), "The disk is full.");
-  EXPECT_EQ(harness_->Fraction(), std::nullopt);
-  harness_->Progress().Hide();
-  EXPECT_EQ(harness_->ProgressText(), "");
+TEST_P(StatusDisplayContract, RunsTheActionOfThePressedButton) {
+  std::string pressed;
+  status_.Show("", std::nullopt,
+               {{"Open file", [&] { pressed += 'o'; }}, {"Show", [&] { pressed += 's'; }}});
+  EXPECT_EQ(harness_->Actions(), (std::vector<std::string>{"Open file", "Show"}));
+  harness_->PressAction(1);
+  harness_->PressAction(0);
+  EXPECT_EQ(pressed, "so");
+  // An action may replace its own button.
+  status_.Show("", std::nullopt, {{"Try again", [&] { status_.Show("", std::nullopt, {}); }}});
+  harness_->PressAction(0);
+  EXPECT_TRUE(harness_->Actions().empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Progress, ProgressDisplayContract, kWindows, kNameOf);
+INSTANTIATE_TEST_SUITE_P(Status, StatusDisplayContract, kWindows, kNameOf);
 
 class WindowContract : public Contract<WindowHarness> {
  protected:

@@ -169,7 +169,7 @@ class AppFixture : public ::testing::Test {
   FakeToolbarItem& settings = Immortal<FakeToolbarItem>("Settings");
   FakeToolbarItem& clear = Immortal<FakeToolbarItem>("Clear");
   FakeToolbarItem& earlierRuns = Immortal<FakeToolbarItem>("Earlier synchronizations…");
-  FakeProgressDisplay& progress = Immortal<FakeProgressDisplay>();
+  FakeStatusDisplay& strip = Immortal<FakeStatusDisplay>();
   FakeSettingsForm& form = Immortal<FakeSettingsForm>();
   FakeRunsWindow& runs = Immortal<FakeRunsWindow>();
   FakeWindow& window = Immortal<FakeWindow>();
@@ -180,7 +180,7 @@ class AppFixture : public ::testing::Test {
       Platform{log, clock, Or(own_.line, tavo), files, mainQueue, Or(own_.registry, registry),
                Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
                Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
-      MainWindowControls{view, ports, connect, settings, synchronize, clear, earlierRuns, progress},
+      MainWindowControls{view, ports, connect, settings, synchronize, clear, earlierRuns, strip},
       form, runs, Folders{dataFolder, archiveFolder});
 
  private:

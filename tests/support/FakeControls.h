@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -112,33 +113,31 @@ class FakeWindow final : public platform::Window {
   bool closed_ = false;
 };
 
-class FakeProgressDisplay final : public platform::ProgressDisplay {
+class FakeStatusDisplay final : public platform::StatusDisplay {
  public:
-  void Show(std::string_view text, double fraction) override {
+  void Show(std::string_view text, std::optional<double> fraction,
+            const std::vector<platform::StripAction>& actions) override {
     text_ = text;
     fraction_ = fraction;
-    shown_ = true;
-    isMessage_ = false;
-  }
-  void ShowMessage(std::string_view text) override {
-    Show(text, 0);
-    isMessage_ = true;
-  }
-  void Hide() override {
-    Show("", 0);
-    shown_ = false;
+    actions_ = actions;
   }
   const std::string& text() const { return text_; }
-  double fraction() const { return fraction_; }
-  bool IsShown() const { return shown_ && !isMessage_; }
-  /// The message, or an empty text while progress is shown.
-  std::string Message() const { return isMessage_ ? text_ : std::string(); }
+  std::optional<double> fraction() const { return fraction_; }
+  /// The text, or an empty text while progress is shown.
+  std::string Message() const { return fraction_ ? std::string() : text_; }
+  /// The titles of the buttons.
+  std::vector<std::string> Buttons() const {
+    std::vector<std::string> titles;
+    for (const auto& action : actions_) titles.push_back(action.title);
+    return titles;
+  }
+  /// Presses a button. Fails with std::out_of_range if there is no such button.
+  void Press(std::size_t position) { std::function<void()>(actions_.at(position).run)(); }
 
  private:
-  bool shown_ = false;
-  bool isMessage_ = false;
   std::string text_;
-  double fraction_ = 0;
+  std::optional<double> fraction_;
+  std::vector<platform::StripAction> actions_;
 };
 
 }  // namespace quillet::test

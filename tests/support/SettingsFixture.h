@@ -4,12 +4,11 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "app/SettingsEditor.h"
 #include "platform/posix/PosixFileStore.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/FakePlatform.h"
 #include "tests/support/FakeSettingsForm.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
@@ -25,9 +24,8 @@ class SettingsFixture : public testing::Test {
   void Start() {
     image_ = {};
     settings_ = std::make_unique<Settings>();
-    editor_ = std::make_unique<SettingsEditor>(SettingsEditor::Parts{
-        log, file_, image_, *settings_, form, panels,
-        [this](std::string_view message) { messages.emplace_back(message); }});
+    editor_ = std::make_unique<SettingsEditor>(
+        SettingsEditor::Parts{log, file_, image_, *settings_, form, panels, strip_});
     file_.CreateBarcodeDirectory();
     editor_->Restore();
   }
@@ -48,9 +46,17 @@ class SettingsFixture : public testing::Test {
   RecordingLog log;
   FakeSettingsForm form;
   FakePanels panels;
-  std::vector<std::string> messages;  ///< shown in the status strip
+  FakeMainQueue mainQueue;
+  FakeStatusDisplay strip;
+
+  /// Returns the message in the status strip.
+  std::string Message() {
+    mainQueue.RunAll();
+    return strip.Message();
+  }
 
  private:
+  StatusStrip strip_{strip, mainQueue, log};
   FakeClock clock_;
   platform::posix::PosixFileStore files_;
   LumetFile file_{log, clock_, files_, dataFolder};

@@ -165,7 +165,7 @@ TEST_F(EarlierRunsTest, DeliversToANewFileWithCurrentSettings) {
   EXPECT_EQ(FileContents(folder / "stock_2.txt"), "precious too");
   EXPECT_EQ(FileContents(folder / "stock_3.txt"), "one;123456\ncaf\xC3\xA9;123456\n");
   EXPECT_EQ(runs.message(), "2 records delivered to " + (folder / "stock_3.txt"));
-  EXPECT_EQ(progress.Message(), runs.message());
+  EXPECT_EQ(strip.Message(), runs.message());
 }
 
 TEST_F(EarlierRunsTest, DeliversToAGeneratedFileAndToTheView) {
@@ -187,7 +187,7 @@ TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasTheFocus) {
   workspace.active = true;
   runs.Press(&RunsActions::deliver);
   ASSERT_TRUE(AwaitMessage("Waiting to deliver: click the window"));
-  EXPECT_EQ(progress.Message(), runs.message());
+  EXPECT_EQ(strip.Message(), runs.message());
   EXPECT_TRUE(keyEvents.posts().empty());
   workspace.active = false;
   AwaitDelivery();
@@ -333,7 +333,7 @@ TEST_F(EarlierRunsTest, DoesNotEraseTheScannerAfterDeletingItsRun) {
   controller.lumet->EraseTavoMemory();
   ASSERT_TRUE(WaitFor([&] {
     mainQueue.RunAll();
-    return progress.Message().starts_with("The scanner was not erased");
+    return strip.Message().starts_with("The scanner was not erased");
   }));
   EXPECT_EQ(tavo.Commands().find("E "), std::string::npos);
 }

@@ -144,13 +144,13 @@ class ProgressTest : public test::AppFixture {
     mainQueue.RunAll();
     clock.Advance(150ms);
     ticker.Tick();
-    return progress.text();
+    return strip.text();
   }
 };
 
 TEST_F(ProgressTest, ShowsProgressOfARecordByRecordRun) {
   ConnectWith({.destination = 1, .burstsync = false});
-  EXPECT_EQ(progress.text(), "");
+  EXPECT_EQ(strip.text(), "");
   EXPECT_FALSE(ticker.IsRunning());
   StartAndHold("W");
   EXPECT_EQ(Shown(), "Requesting records from the scanner");
@@ -174,7 +174,7 @@ TEST_F(ProgressTest, ShowsBytesOfABurstThenDeliveredRecords) {
   tavo.Release(3 + 5);
   tavo.WaitUntilRead();
   EXPECT_EQ(Shown(), "3 records  ·  0.0 of 0.0 kB");
-  EXPECT_DOUBLE_EQ(progress.fraction(), 8.0 / 24);
+  EXPECT_DOUBLE_EQ(strip.fraction().value(), 8.0 / 24);
   tavo.Release();
   ASSERT_TRUE(test::WaitFor([&] { return controller.barcodeCount == 1; }));
   EXPECT_EQ(Shown(), "Delivered 1 of 3 records");

@@ -60,7 +60,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   EXPECT_EQ(View(), "|Synchronization has started...|.|Synchronized to " + path +
                         "|1 barcodes synchronized|" + closing_);
   ticker.Tick();
-  EXPECT_EQ(progress.Message(), refused + " The records are in the archive: " + archiveFolder);
+  EXPECT_EQ(strip.Message(), refused + " The records are in the archive: " + archiveFolder);
   EXPECT_EQ(FileContents(path), settingsFile);
 
   std::filesystem::remove_all(archiveFolder);
@@ -68,7 +68,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   Synchronize();
   mainQueue.RunAll();
   ticker.Tick();
-  EXPECT_EQ(progress.Message(), refused + " The records of this synchronization were not saved.");
+  EXPECT_EQ(strip.Message(), refused + " The records of this synchronization were not saved.");
   EXPECT_EQ(FileContents(path), settingsFile);
 }
 
@@ -107,7 +107,7 @@ TEST_F(SynchronizationTest, DoesNotEraseRecordsThatWereNotSaved) {
   EXPECT_TRUE(WaitFor([&] {
     mainQueue.RunAll();
     ticker.Tick();
-    return progress.Message() ==
+    return strip.Message() ==
            "The scanner was not erased, because its records were not saved. Check the disk.";
   }));
   EXPECT_EQ(tavo.Commands().find('E'), std::string::npos);
@@ -133,7 +133,7 @@ TEST_F(SynchronizationTest, ReportsAnInterruptedRunOnceAfterTheNextStart) {
   for (const auto* ending : {".open", ".records"}) PutFile(archiveFolder + "/run" + ending, "");
   Launch();
   mainQueue.RunAll();
-  EXPECT_EQ(progress.Message(),
+  EXPECT_EQ(strip.Message(),
             "A synchronization was interrupted. Its records are in the archive: " + archiveFolder);
   EXPECT_FALSE(std::filesystem::exists(archiveFolder + "/run.open"));
 }

@@ -6,12 +6,15 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
+#include <QToolTip>
 #include <QWindow>
 #include <algorithm>
 #include <map>
@@ -51,6 +54,17 @@ class MainWindow : public testing::Test {
     }
     ADD_FAILURE() << "no button " << label.toStdString();
     return nullptr;
+  }
+  /// Shows a message with two buttons, or progress, in the status strip.
+  void ShowStatus(bool message) {
+    if (!message) return window_.status().Show("Received 45 of 130 records", 0.25, {});
+    window_.status().Show(std::string(500, 'x'), std::nullopt,
+                          {{"Open file", [this] { ++pressed_["Open file"]; }},
+                           {"Show in folder", [this] { ++pressed_["Show in folder"]; }}});
+  }
+  std::vector<QPushButton*> StripButtons() {
+    const auto found = window_.widget().findChildren<QPushButton*>();
+    return {found.begin(), found.end()};
   }
   QPlainTextEdit* TextWidget() { return window_.widget().findChild<QPlainTextEdit*>(); }
   QComboBox* PortBox() { return window_.widget().findChild<QComboBox*>(); }
@@ -116,11 +130,15 @@ TEST_F(MainWindow, ChangingLabelsOrProgressDoesNotMoveControls) {
   const QRect synchronize = Button("Synchronize")->geometry();
   const QRect text = TextWidget()->geometry();
   window_.connectItem().SetLabel("Disconnect");
-  window_.progress().Show("Received 45 of 130 records", 0.25);
-  SpinUntilIdle();
-  EXPECT_EQ(Button("Disconnect")->geometry(), connect);
-  EXPECT_EQ(Button("Synchronize")->geometry(), synchronize);
-  EXPECT_EQ(TextWidget()->geometry(), text);
+  const QSize whole = window_.widget().size();
+  for (const bool message : {false, true}) {
+    ShowStatus(message);
+    SpinUntilIdle();
+    EXPECT_EQ(Button("Disconnect")->geometry(), connect);
+    EXPECT_EQ(Button("Synchronize")->geometry(), synchronize);
+    EXPECT_EQ(TextWidget()->geometry(), text);
+    EXPECT_EQ(window_.widget().size(), whole);
+  }
 }
 
 TEST_F(MainWindow, TabFromTheViewVisitsEveryControl) {
@@ -208,6 +226,7 @@ TEST_F(MainWindow, EmptyViewShowsAPlaceholder) {
 }
 
 TEST_F(MainWindow, FitsASmallScreenAtDoubleScale) {
+  ShowStatus(true);
   const QSize least = window_.widget().minimumSizeHint();
   EXPECT_LE(least.width(), 512);
   EXPECT_LE(least.height(), 300 - 30);
@@ -230,6 +249,62 @@ TEST_F(MainWindow, ClosingEndsTheMainLoopAndIsReportedOnce) {
   QTimer::singleShot(60'000, &window_.widget(), [] { QCoreApplication::exit(1); });
   EXPECT_EQ(QApplication::exec(), 0);
   EXPECT_EQ(closed, 1);
+}
+
+TEST_F(MainWindow, KeysReachTheButtonsOfAMessage) {
+  ShowStatus(true);
+  const auto buttons = StripButtons();
+  ASSERT_EQ(buttons.size(), 2U);
+  Button("Clear")->setFocus(Qt::TabFocusReason);
+  for (QPushButton* const button : buttons) {
+    const std::string title = button->text().remove('&').toStdString();
+    Press(Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), button);
+    Press(Qt::Key_Return);
+    Press(Qt::Key_Space);
+    // Alt with the mnemonic
+    QTest::keyClick(TextWidget(), button->shortcut()[0].key(), Qt::AltModifier);
+    EXPECT_EQ(std::exchange(pressed_, {}), (Presses{{title, 3}}));
+    EXPECT_NE(Accessible(QAccessible::Button, QString::fromStdString(title)), nullptr);
+  }
+}
+
+TEST_F(MainWindow, MnemonicsOfTheStripDoNotClash) {
+  std::map<QKeySequence, int> used;
+  for (const char* title : {"&Scanner", "&Edit"}) ++used[QKeySequence::mnemonic(title)];
+  ShowStatus(true);
+  for (const QPushButton* button : StripButtons()) ++used[button->shortcut()];
+  EXPECT_EQ(used.size(), 4U);
+  EXPECT_FALSE(used.contains(QKeySequence()));
+}
+
+// A press that begins on one button must not press the button that replaces it.
+TEST_F(MainWindow, ReplacedButtonOfTheStripIsNotPressed) {
+  ShowStatus(true);
+  SpinUntilIdle();
+  QPushButton* const button = StripButtons().front();
+  QTest::mousePress(button, Qt::LeftButton);
+  window_.status().Show("", std::nullopt, {{"Restart Quillet", [this] { ++pressed_["Restart"]; }}});
+  QTest::mouseRelease(button, Qt::LeftButton);
+  EXPECT_TRUE(pressed_.empty());
+
+  button->setFocus(Qt::TabFocusReason);
+  window_.status().Show("", std::nullopt, {});
+  EXPECT_EQ(QApplication::focusWidget(), TextWidget());
+}
+
+TEST_F(MainWindow, TooltipShowsAMessageThatIsCutOff) {
+  auto* const label = Accessible(QAccessible::StaticText, QString())->object();
+  const auto tip = [&] {
+    QHelpEvent event(QEvent::ToolTip, QPoint(5, 5), QCursor::pos());
+    QApplication::sendEvent(label, &event);
+    return QToolTip::text();
+  };
+  window_.status().Show("The disk is full.", std::nullopt, {});
+  EXPECT_EQ(tip(), "");
+  const std::string longText = std::string(500, 'x') + "<b>";
+  window_.status().Show(longText, std::nullopt, {});
+  EXPECT_TRUE(tip().contains(QString::fromStdString(longText).toHtmlEscaped()));
 }
 
 // macOS moves actions with these roles into the application menu.
@@ -266,7 +341,7 @@ TEST_F(MainWindow, PortListIsAccessible) {
 
 TEST_F(MainWindow, ProgressAndViewAreAccessible) {
   for (const char* progress : {"Received 45 of 130 records", "Received 46 of 130 records"}) {
-    window_.progress().Show(progress, 0.25);
+    window_.status().Show(progress, 0.25, {});
     EXPECT_NE(Accessible(QAccessible::StaticText, progress), nullptr);
   }
   Append("first\nsecond\n");

@@ -1,0 +1,129 @@
+#include "platform/qt/QtStatusDisplay.h"
+
+#include <QHelpEvent>
+#include <QPainter>
+#include <QStyle>
+#include <QToolTip>
+#include <algorithm>
+
+#include "platform/qt/Outline.h"
+#include "platform/qt/Text.h"
+
+namespace quillet::platform::qt {
+namespace {
+
+constexpr int kBarWidth = 120;
+constexpr int kBarSteps = 1000;
+constexpr int kPadding = 8;           // added to the height of the highest control
+constexpr int kLeastCharacters = 10;  // minimum width of the text
+
+// Mnemonics of the main window's menus.
+const QString kMenuLetters = QStringLiteral("SE");
+
+// Cuts off the end of its text if there is not enough room. The tooltip then shows the whole text.
+class CutLabel final : public QLabel {
+ public:
+  CutLabel() {
+    setTextFormat(Qt::PlainText);
+    // The text must not increase the window's minimum width.
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    setMinimumWidth(kLeastCharacters * fontMetrics().averageCharWidth());
+  }
+
+ protected:
+  bool event(QEvent* event) override {
+    if (event->type() != QEvent::ToolTip) return QLabel::event(event);
+    // Rich text, since only rich text is wrapped.
+    const QString whole = QStringLiteral("<qt>%1</qt>").arg(text().toHtmlEscaped());
+    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
+                       CutText() == text() ? QString() : whole, this);
+    return true;
+  }
+  void paintEvent(QPaintEvent*) override {
+    QPainter painter(this);
+    style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(),
+                          isEnabled(), CutText(), foregroundRole());
+  }
+
+ private:
+  QString CutText() const {
+    return fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width());
+  }
+};
+
+// Marks a letter of the title as its mnemonic: the first letter that is not in `used`, to which it
+// is added.
+QString WithMnemonic(std::string_view title, QString& used) {
+  QString text = ToLabel(title);
+  const auto letter = std::ranges::find_if(text, [&](QChar character) {
+    return character.isLetter() && !used.contains(character, Qt::CaseInsensitive);
+  });
+  if (letter == text.end()) return text;
+  used += *letter;
+  return text.insert(letter - text.begin(), u'&');
+}
+
+}  // namespace
+
+QtStatusDisplay::QtStatusDisplay(QStatusBar& strip, QWidget& nextFocus)
+    : nextFocus_(nextFocus), label_(*new CutLabel), bar_(*new QProgressBar) {
+  for (QPushButton*& button : buttons_) button = new QPushButton;
+  SetUp(strip);
+  Show("", std::nullopt, {});
+}
+
+void QtStatusDisplay::SetUp(QStatusBar& strip) {
+  label_.setContentsMargins(8, 0, 0, 0);
+  bar_.setAccessibleName(QStringLiteral("Progress"));
+  bar_.setFixedWidth(kBarWidth);
+  bar_.setTextVisible(false);
+  Outline(bar_);
+  strip.setSizeGripEnabled(false);
+  strip.setContentsMargins(0, 0, 8, 0);
+  strip.addWidget(&label_, 1);
+  strip.addPermanentWidget(&bar_);
+  int height = qMax(bar_.sizeHint().height(), label_.sizeHint().height());
+  for (std::size_t i = 0; i < buttons_.size(); ++i) {
+    QPushButton& button = *buttons_[i];
+    button.setFocusPolicy(Qt::TabFocus);  // typed records must not press it after a click
+    button.setAutoDefault(true);          // Return presses it if it has the focus
+    Outline(button);
+    QObject::connect(&button, &QPushButton::clicked, &button, [this, i] {
+      // The action may show other buttons.
+      if (i < actions_.size()) std::function<void()>(actions_[i].run)();
+    });
+    strip.addPermanentWidget(&button);
+    height = qMax(height, button.sizeHint().height());
+  }
+  strip.setMinimumHeight(height + kPadding);
+}
+
+void QtStatusDisplay::Show(std::string_view text, std::optional<double> fraction,
+                           const std::vector<StripAction>& actions) {
+  label_.setText(ToQString(text).replace(u'\n', u' '));
+  bar_.setVisible(fraction.has_value());
+  if (fraction) {
+    bar_.setRange(0, *fraction < 0 ? 0 : kBarSteps);
+    if (*fraction >= 0) bar_.setValue(static_cast<int>(*fraction * kBarSteps));
+  }
+  actions_ = actions;
+  ShowActions();
+}
+
+void QtStatusDisplay::ShowActions() {
+  QString used = kMenuLetters;
+  for (std::size_t i = 0; i < buttons_.size(); ++i) {
+    QPushButton& button = *buttons_[i];
+    const bool shown = i < actions_.size();
+    const QString title = shown ? WithMnemonic(actions_[i].title, used) : QString();
+    if (button.text() != title) {
+      // A press that began on another title must not take effect.
+      button.setDown(false);
+      if (button.hasFocus()) nextFocus_.setFocus();
+      button.setText(title);
+    }
+    button.setVisible(shown);
+  }
+}
+
+}  // namespace quillet::platform::qt
