@@ -76,10 +76,10 @@ class SerialPort {
   /// Sets the receiver. The previous receiver may still get one chunk. Any thread.
   void setDelegate(SerialPortDelegate* receiver) { delegate_.store(receiver); }
 
-  /// Opens the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit. Closes a port that is
-  /// already open.
+  /// Opens and reserves the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit. First
+  /// closes a port that is already open.
   /// @param path  NUL-terminated path of the device
-  /// @return 1 if both directions are open, else 0.
+  /// @return 1 if both directions are open, 0 if not or if another program has reserved the device
   std::uint8_t openConnections(const char* path);
 
   void closeInputConnection();   ///< closes the line for reading, except descriptor 0
@@ -104,7 +104,7 @@ class SerialPort {
   std::uint8_t bIsClosed() const { return bIsClosed_; }  ///< 1 after closeConnections
 
  private:
-  void Put(Descriptor& place, std::int32_t line);
+  void CloseHeld(Descriptor& place);
 
   SystemLog& log_;
   platform::Clock& clock_;

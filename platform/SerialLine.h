@@ -30,6 +30,12 @@ class SerialLine {
   /// @return the line's number, at least 0; -1 if the device cannot be opened
   virtual std::int32_t Open(const char* path, Access access, const LineSettings& settings) = 0;
 
+  /// Reserves a device for this program until `line` is closed or the program ends. Call it after
+  /// opening all lines of the device, since other programs cannot open a reserved device.
+  /// @param line  number from Open, or -1
+  /// @return false if another program has reserved the device, or if `line` is -1
+  virtual bool Reserve(std::int32_t line) = 0;
+
   /// Reads the bytes that have arrived.
   /// @param line    number from Open, or -1
   /// @param buffer  receives the bytes
@@ -40,7 +46,7 @@ class SerialLine {
   /// Sends one byte. After an error, or if the output queue is full, the byte is silently lost.
   virtual void Write(std::int32_t line, std::uint8_t byte) = 0;
 
-  /// Closes a line. Discards unsent bytes.
+  /// Closes a line. Discards unsent bytes unless another line has reserved the device.
   virtual void Close(std::int32_t line) = 0;
 };
 

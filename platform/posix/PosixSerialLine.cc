@@ -1,8 +1,14 @@
 #include "platform/posix/PosixSerialLine.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <string_view>
 
 namespace quillet::platform::posix {
 namespace {
@@ -34,6 +40,25 @@ void Configure(int descriptor, const LineSettings& settings) {
   tcsetattr(descriptor, TCSANOW, &line);
 }
 
+// Pseudo-terminals have names like /dev/pts/1 on Linux (pts(4)) and /dev/ttys001 on macOS (pty(4)).
+bool IsRealPort(int descriptor) {
+  std::array<char, 64> name{};
+  if (ttyname_r(descriptor, name.data(), name.size()) != 0) return false;
+  const std::string_view path(name.data());
+  return !path.starts_with("/dev/pts/") && !path.starts_with("/dev/ttys");
+}
+
+// A pseudo-terminal stays in exclusive mode after the last close, so it could never be opened
+// again.
+void SetExclusive(int descriptor, bool exclusive) {
+  if (IsRealPort(descriptor)) ioctl(descriptor, exclusive ? TIOCEXCL : TIOCNXCL);
+}
+
+// Returns true if this line holds the lock afterwards or the device cannot be locked.
+bool Lock(int descriptor) {
+  return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EBADF);
+}
+
 }  // namespace
 
 std::int32_t PosixSerialLine::Open(const char* path, Access access, const LineSettings& settings) {
@@ -41,6 +66,12 @@ std::int32_t PosixSerialLine::Open(const char* path, Access access, const LineSe
   const int descriptor = open(path, direction | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (descriptor >= 0) Configure(descriptor, settings);
   return descriptor;
+}
+
+bool PosixSerialLine::Reserve(std::int32_t line) {
+  if (!Lock(line)) return false;
+  SetExclusive(line, true);
+  return true;
 }
 
 std::int32_t PosixSerialLine::Read(std::int32_t line, std::span<std::uint8_t> buffer) {
@@ -52,7 +83,10 @@ void PosixSerialLine::Write(std::int32_t line, std::uint8_t byte) {
 }
 
 void PosixSerialLine::Close(std::int32_t line) {
-  if (line > 0) tcflush(line, TCOFLUSH);
+  if (line > 0 && Lock(line)) {
+    SetExclusive(line, false);
+    tcflush(line, TCOFLUSH);
+  }
   close(line);
 }
 

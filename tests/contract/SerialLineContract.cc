@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
@@ -27,6 +28,10 @@ class LineHarness {
   virtual void Send(std::string_view bytes) = 0;
   /// Returns the bytes that the device has received since the last call.
   virtual std::string Received() = 0;
+  /// Reserves the device for another program.
+  virtual void ReserveElsewhere() = 0;
+  /// Ends the other program.
+  virtual void ReleaseElsewhere() = 0;
 };
 
 struct ScriptedLineHarness final : LineHarness {
@@ -39,6 +44,8 @@ struct ScriptedLineHarness final : LineHarness {
   }
   void Send(std::string_view bytes) override { line.Arrive(bytes); }
   std::string Received() override { return line.Sent(); }
+  void ReserveElsewhere() override { line.reservedElsewhere = true; }
+  void ReleaseElsewhere() override { line.reservedElsewhere = false; }
 
   ScriptedLine line;
 };
@@ -59,9 +66,15 @@ struct PosixLineHarness final : LineHarness {
     const ssize_t count = read(device.Get(), bytes.data(), bytes.size());
     return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
   }
+  void ReserveElsewhere() override {
+    other = UniqueFd(open(Device().c_str(), O_RDWR | O_NOCTTY));
+    EXPECT_EQ(flock(other.Get(), LOCK_EX | LOCK_NB), 0);
+  }
+  void ReleaseElsewhere() override { other.Close(); }
 
   UniqueFd device{posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)};
   UniqueFd keptOpen;
+  UniqueFd other;
   platform::posix::PosixSerialLine line;
 };
 
@@ -115,10 +128,26 @@ TEST_P(SerialLineContract, ReadDoesNotWaitForASilentDevice) {
 
 TEST_P(SerialLineContract, OpenFailsForAMissingDevice) {
   EXPECT_EQ(line_.Open(harness_->MissingDevice().c_str(), Access::kRead, kSettings), -1);
+  EXPECT_FALSE(line_.Reserve(-1));
   harness_->Send("bytes of another line");
   EXPECT_TRUE(ReadsNothing(-1));
   line_.Write(-1, 0);
   line_.Close(-1);
+}
+
+TEST_P(SerialLineContract, ReservesADeviceUntilTheLineIsClosed) {
+  for (int round = 0; round < 2; ++round) {
+    const std::int32_t in = Open(Access::kRead);
+    const std::int32_t out = Open(Access::kWrite);
+    EXPECT_TRUE(line_.Reserve(out));
+    line_.Close(in);
+    line_.Close(out);
+    harness_->ReserveElsewhere();
+    const std::int32_t refused = Open(Access::kWrite);
+    EXPECT_FALSE(line_.Reserve(refused));
+    line_.Close(refused);
+    harness_->ReleaseElsewhere();
+  }
 }
 
 TEST_P(SerialLineContract, ReadsNothingAfterClosing) {

@@ -116,6 +116,11 @@ class ScannerLine final : public platform::SerialLine {
     return last_;
   }
 
+  bool Reserve(std::int32_t line) override {
+    const std::lock_guard lock(mutex_);
+    return open_.contains(line);
+  }
+
   std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) override {
     const std::lock_guard lock(mutex_);
     role_ = Role::kReader;

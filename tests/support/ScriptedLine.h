@@ -20,6 +20,7 @@ class ScriptedLine final : public platform::SerialLine {
     if (onOpen) onOpen(path);
     return opens ? kFirstNumber + opened_++ : -1;
   }
+  bool Reserve(std::int32_t line) override { return line >= 0 && !reservedElsewhere; }
   std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) override {
     const std::lock_guard lock(mutex_);
     if (line < 0 || std::find(closed.begin(), closed.end(), line) != closed.end()) return 0;
@@ -51,6 +52,7 @@ class ScriptedLine final : public platform::SerialLine {
   }
 
   bool opens = true;                        ///< whether paths can be opened
+  bool reservedElsewhere = false;           ///< whether another program has reserved the device
   std::function<void(std::string)> onOpen;  ///< called with each path before it is opened
   std::vector<std::int32_t> closed;         ///< handles of the closed lines, in order
 

@@ -175,16 +175,23 @@ TEST_F(SerialPortTest, OpensAPortAsDescriptorZero) {
   EXPECT_TRUE(IsOpen(0) || open("/dev/null", O_RDWR) == 0);
 }
 
-TEST_F(SerialPortTest, ClosesTheDescriptorsOfThePreviousPort) {
-  Open(FifoIn(folder));
-  const int input = port.inputfd();
-  const int output = port.outputfd();
-  TemporaryFolder other;
-  Open(FifoIn(other));
-  EXPECT_NE(port.inputfd(), input);
-  EXPECT_NE(port.outputfd(), output);
-  EXPECT_FALSE(IsOpen(input) && input != port.outputfd());
-  EXPECT_FALSE(IsOpen(output) && output != port.inputfd());
+TEST_F(SerialPortTest, ClosesThePreviousPortBeforeOpening) {
+  ASSERT_EQ(scripted.openConnections("one"), 1);
+  const std::vector<std::int32_t> held = {scripted.inputfd(), scripted.outputfd()};
+  std::vector<std::int32_t> closed;
+  line.onOpen = [&](const std::string&) { closed = line.closed; };
+  ASSERT_EQ(scripted.openConnections("two"), 1);
+  EXPECT_EQ(closed, held);
+}
+
+TEST_F(SerialPortTest, FailsToOpenAPortReservedElsewhere) {
+  line.reservedElsewhere = true;
+  EXPECT_EQ(scripted.openConnections("port"), 0);
+  EXPECT_EQ(scripted.inputfd(), -1);
+  EXPECT_EQ(scripted.outputfd(), -1);
+  EXPECT_EQ(line.closed.size(), 2U);
+  line.reservedElsewhere = false;
+  EXPECT_EQ(scripted.openConnections("port"), 1);
 }
 
 TEST_F(SerialPortTest, OpensARawLineAt115200BitsPerSecondAnd8N1) {

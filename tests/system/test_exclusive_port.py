@@ -1,0 +1,103 @@
+"""Ports that only one program may use at a time."""
+
+import errno
+import fcntl
+import os
+import signal
+import subprocess
+import tempfile
+
+from harness.case import OUTPUT, Settings, SystemTest, messages, some_records, wait_until
+
+_PORT = "/dev/ttyACM0"
+
+
+class ExclusivePortTest(SystemTest):
+
+    def preload(self, **environment):
+        """Builds port_faults.c. Returns `environment` with the variable that preloads it."""
+        library = f"{tempfile.gettempdir()}/port_faults.so"
+        source = os.path.join(os.path.dirname(os.path.abspath(__file__)), "port_faults.c")
+        subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", library, source],
+                       check=True)
+        before = self.devices.environment["LD_PRELOAD"]
+        return {"LD_PRELOAD": f"{library}:{before}", **environment}
+
+    def open_port(self):
+        port = os.open(_PORT, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+        self.addCleanup(os.close, port)
+        return port
+
+    def is_locked(self):
+        """Returns whether a program has locked the port."""
+        port = os.open(_PORT, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+        try:
+            fcntl.flock(port, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            return False
+        except BlockingIOError:
+            return True
+        finally:
+            os.close(port)
+
+    def connect(self):
+        self.quillet.choose_port(1)
+        self.quillet.press("Connect")
+
+    def reconnect(self):
+        """Disconnects, connects and synchronizes. The view must be empty."""
+        self.disconnect()
+        self.connect()
+        self.quillet.wait_for_view(messages.disconnected() + messages.connecting())
+        self.quillet.wait_for_connect_label("Disconnect")
+        self.quillet.clear()
+
+    def test_port_locked_by_another_program_fails(self):
+        scanner = self.plugged_in_scanner()
+        port = self.open_port()
+        fcntl.flock(port, fcntl.LOCK_EX)
+        self.start().wait_for_view(messages.STARTED + messages.failed_attempt())
+        self.assertEqual([], scanner.commands())
+        self.quillet.clear()
+        fcntl.flock(port, fcntl.LOCK_UN)
+        self.connect()
+        self.quillet.wait_for_view(messages.connecting())
+        self.assertTrue(self.is_locked())
+        self.quillet.wait_for_connect_label("Disconnect")
+        self.quillet.clear()
+        self.disconnect()
+        self.assertFalse(self.is_locked())
+
+    def test_killed_program_leaves_the_port_unlocked(self):
+        self.plugged_in_scanner()
+        self.start_connected()
+        self.assertTrue(self.is_locked())
+        self.quillet.kill()
+        self.assertFalse(self.is_locked())
+        self.start_connected()
+
+    def test_real_port_refuses_other_programs_while_connected(self):
+        records = some_records(3)
+        Settings(filename=OUTPUT).save()
+        self.plugged_in_scanner(records)
+        self.start(environment=self.preload(REAL_PORTS="1"))
+        self.quillet.wait_for_view(messages.STARTED + messages.connecting())
+        self.quillet.wait_for_connect_label("Disconnect")
+        with self.assertRaises(OSError) as refused:
+            os.open(_PORT, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
+        self.assertEqual(errno.EBUSY, refused.exception.errno)
+        self.quillet.clear()
+        self.reconnect()
+        self.synchronize_to_file(records)
+        self.quillet.clear()
+        self.disconnect()
+        self.assertFalse(self.is_locked())
+
+    def test_real_port_can_be_tried_again_after_silence(self):
+        scanner = self.plugged_in_scanner(faults=["on M 1 silence"])
+        self.start(environment=self.preload(REAL_PORTS="1"))
+        self.quillet.wait_for_view(messages.STARTED + messages.failed_attempt())
+        self.quillet.clear()
+        self.connect()
+        self.quillet.wait_for_view_start(messages.ATTEMPT + messages.trying())
+        scanner.fault("at 0ms send \"2104005771@\"")
+        self.quillet.wait_for_view_end(messages.connected() + messages.CLOCK_SET)
