@@ -95,7 +95,8 @@ class SerialPort {
   /// Body of the read thread.
   [[noreturn]] void ReadThread();
 
-  /// Reads once and passes the bytes to the delegate.
+  /// Reads once and passes the bytes to the delegate. After a second without data, allows the
+  /// clock to end the pauses between reads up to 5 ms late, until data arrives. Read thread.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 
@@ -105,6 +106,7 @@ class SerialPort {
 
  private:
   void CloseHeld(Descriptor& place);
+  void CountSilence();
 
   SystemLog& log_;
   platform::Clock& clock_;
@@ -115,6 +117,7 @@ class SerialPort {
   Descriptor inputfd_;
   std::atomic<std::uint8_t> bIsClosed_{0};
   ThreadHandle readThread_;
+  std::int32_t silentReads_ = 0;  // reads without data since the last chunk; read thread
 };
 
 }  // namespace quillet

@@ -1,5 +1,12 @@
 #include "platform/posix/PosixClock.h"
 
+#ifdef __APPLE__
+#include <pthread.h>
+#include <pthread/qos.h>
+#else
+#include <sys/prctl.h>
+#endif
+
 #include <ctime>
 #include <thread>
 
@@ -28,6 +35,14 @@ void PosixClock::Sleep(std::chrono::microseconds duration) {
   // With an absolute deadline, rounding errors do not add up if signals interrupt the sleep. The
   // standard library is used because macOS has no clock_nanosleep(3p).
   std::this_thread::sleep_until(std::chrono::steady_clock::now() + duration);
+}
+
+void PosixClock::SetSleepSlack(std::chrono::microseconds slack) {
+#ifdef __APPLE__
+  pthread_set_qos_class_self_np(slack > slack.zero() ? QOS_CLASS_UTILITY : QOS_CLASS_DEFAULT, 0);
+#else
+  prctl(PR_SET_TIMERSLACK, std::chrono::nanoseconds(slack).count(), 0, 0, 0);
+#endif
 }
 
 }  // namespace quillet::platform::posix

@@ -33,6 +33,7 @@ class TestClock final : public Clock {
     return now;
   }
   void Sleep(std::chrono::microseconds duration) override { passed = passed.load() + duration; }
+  void SetSleepSlack(std::chrono::microseconds) override {}
 
   std::atomic<std::chrono::nanoseconds> passed = 0ns;
   std::atomic<int> ends = 0;

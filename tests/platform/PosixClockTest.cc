@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 
 #include <atomic>
 #include <chrono>
@@ -64,6 +65,15 @@ TEST(PosixClock, SignalsDoNotShortenASleep) {
   sigaction(SIGUSR1, &before, nullptr);
   EXPECT_GT(signals.load(), 0);
   EXPECT_GE(slept, milliseconds(100));
+}
+
+TEST(PosixClock, SetsTheTimerSlackOfTheCallingThread) {
+  PosixClock clock;
+  const int before = prctl(PR_GET_TIMERSLACK);
+  clock.SetSleepSlack(milliseconds(5));
+  EXPECT_EQ(prctl(PR_GET_TIMERSLACK), 5'000'000);
+  clock.SetSleepSlack(milliseconds(0));
+  EXPECT_EQ(prctl(PR_GET_TIMERSLACK), before);
 }
 
 }  // namespace

@@ -62,6 +62,17 @@ class FakeClock final : public platform::Clock {
         std::max<std::chrono::duration<double>>(duration / speed_, kShortest));
   }
 
+  void SetSleepSlack(Duration slack) override {
+    const std::lock_guard lock(mutex_);
+    slacks_.push_back(slack);
+  }
+
+  /// The arguments of all calls of SetSleepSlack.
+  std::vector<Duration> slacks() const {
+    const std::lock_guard lock(mutex_);
+    return slacks_;
+  }
+
   /// The durations of all sleeps except those of the read thread, in order.
   std::vector<Duration> sleeps() const {
     const std::lock_guard lock(mutex_);
@@ -95,6 +106,7 @@ class FakeClock final : public platform::Clock {
   platform::CalendarTime now_{2026, 11, 16, 1, 4, 9};
   std::optional<platform::CalendarTime> next_;
   std::vector<Duration> sleeps_;
+  std::vector<Duration> slacks_;
   std::function<void()> onSleep_;
 };
 

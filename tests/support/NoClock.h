@@ -10,6 +10,7 @@ class NoClock final : public platform::Clock {
   platform::CalendarTime LocalTime() override { return {}; }
   std::chrono::nanoseconds Now() override { return {}; }
   void Sleep(std::chrono::microseconds) override {}
+  void SetSleepSlack(std::chrono::microseconds) override {}
 };
 
 }  // namespace quillet::test

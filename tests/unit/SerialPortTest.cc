@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -192,6 +193,25 @@ TEST_F(SerialPortTest, FailsToOpenAPortReservedElsewhere) {
   EXPECT_EQ(line.closed.size(), 2U);
   line.reservedElsewhere = false;
   EXPECT_EQ(scripted.openConnections("port"), 1);
+}
+
+TEST_F(SerialPortTest, AllowsLateWakeUpsAfterASilentSecond) {
+  std::vector<FakeClock::Duration> atDelivery;
+  struct Receiver final : SerialPortDelegate {
+    void DataFromDevice(const std::uint8_t*, std::int32_t) override { onData(); }
+    std::function<void()> onData;
+  } receiver;
+  receiver.onData = [&] { atDelivery = clock.slacks(); };
+  scripted.setDelegate(&receiver);
+  for (int read = 0; read < 4999; ++read) Read("");
+  EXPECT_TRUE(clock.slacks().empty());
+  for (int read = 0; read < 3; ++read) Read("");
+  EXPECT_EQ(clock.slacks(), (std::vector<FakeClock::Duration>{5ms}));
+  Read("x");
+  EXPECT_EQ(atDelivery, (std::vector<FakeClock::Duration>{5ms, 0ms}));
+  for (int read = 0; read < 4999; ++read) Read("");
+  EXPECT_EQ(clock.slacks().size(), 2U);
+  scripted.setDelegate(nullptr);
 }
 
 TEST_F(SerialPortTest, OpensARawLineAt115200BitsPerSecondAnd8N1) {
