@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include "base/Retry.h"
 
@@ -115,7 +116,12 @@ bool IsOrDescendsFrom(int process, int ancestor) {
 
 WatchedProcess::WatchedProcess(int pid, Clock& clock)
     : clock_(clock), process_(OpenProcess(pid)), stop_(eventfd(0, EFD_CLOEXEC)) {
-  if (IsKnown()) thread_ = std::thread([this] { WaitForEnd(); });
+  if (!process_.IsOpen() || !stop_.IsOpen()) return;
+  try {
+    thread_ = std::thread([this] { WaitForEnd(); });
+  } catch (const std::system_error&) {
+    // The process stays unknown.
+  }
 }
 
 WatchedProcess::~WatchedProcess() {

@@ -36,7 +36,7 @@ class WatchedProcess {
   ~WatchedProcess();
 
   /// Returns true if the process existed and can be watched.
-  bool IsKnown() const { return process_.IsOpen(); }
+  bool IsKnown() const { return thread_.joinable(); }
 
   /// Returns the time when the process ended, or no value while it is running. Requires IsKnown().
   std::optional<std::chrono::nanoseconds> End() const;

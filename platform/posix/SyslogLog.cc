@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "base/Utf8.h"
@@ -28,13 +29,19 @@ std::string EmptyBuffer() {
 }
 
 // Starts a thread with all signals blocked: syslog(3) loses a message if a signal interrupts it.
+// Returns an empty object if the system cannot start a thread.
 template <typename Work>
 std::thread StartWithoutSignals(Work work) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread thread(std::move(work));
+  std::thread thread;
+  try {
+    thread = std::thread(std::move(work));
+  } catch (const std::system_error&) {
+    // Stays empty.
+  }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return thread;
 }
@@ -47,6 +54,7 @@ SyslogLog::SyslogLog(Transport transport, std::chrono::milliseconds longestWait)
   // set: log lines must not appear on the terminal.
   openlog("quillet", LOG_PID | LOG_NDELAY, LOG_USER);
   sender_ = StartWithoutSignals([this] { SendLines(); });
+  if (!sender_.joinable()) stalled_ = true;
 }
 
 SyslogLog::~SyslogLog() {
@@ -55,7 +63,7 @@ SyslogLog::~SyslogLog() {
     stop_ = true;
   }
   wakeSender_.notify_one();
-  sender_.join();
+  if (sender_.joinable()) sender_.join();
 }
 
 void SyslogLog::SendToSyslog(std::string_view message) {
@@ -106,6 +114,7 @@ void SyslogLog::Keep(std::string_view line) {
 }
 
 bool SyslogLog::Flush(std::chrono::milliseconds limit) {
+  if (!sender_.joinable()) return false;
   std::unique_lock lock(mutex_);
   const std::uint64_t goal = bytesWritten_;
   hurry_ = true;

@@ -37,7 +37,7 @@ class SyslogLog final : public SystemLog {
   /// accepts messages again.
   static constexpr std::chrono::seconds kLongestWait{5};
 
-  /// Starts the sending thread.
+  /// Starts the sending thread. If the system cannot start it, no line is sent.
   /// @param transport    function that sends a message; replaced in tests
   /// @param longestWait  see kLongestWait; replaced in tests
   explicit SyslogLog(Transport transport = SendToSyslog,
@@ -54,7 +54,7 @@ class SyslogLog final : public SystemLog {
 
   /// Waits until all lines written before this call have been sent. Any thread.
   /// @param limit  time-out
-  /// @return false if the time-out expired
+  /// @return false if the time-out expired or there is no sending thread
   bool Flush(std::chrono::milliseconds limit);
 
  private:

@@ -1,9 +1,12 @@
 /* Preloaded library.
  *
- *   REAL_PORTS=1   all terminals are called /dev/ttyACM0, like a real port */
+ *   REAL_PORTS=1   all terminals are called /dev/ttyACM0, like a real port
+ *   NO_THREADS=1   std::thread cannot start a thread */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
+#include <errno.h>
+#include <pthread.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
@@ -32,4 +35,15 @@ int ioctl(int file, unsigned long request, ...) {
     return (int)syscall(SYS_ioctl, file, request, 0);
   }
   return ((int (*)(int, unsigned long, ...))dlsym(RTLD_NEXT, "ioctl"))(file, request, argument);
+}
+
+int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*work)(void *),
+                   void *argument) {
+  Dl_info caller;
+  if (getenv("NO_THREADS") != NULL && dladdr(__builtin_return_address(0), &caller) != 0 &&
+      strstr(caller.dli_fname, "libstdc++") != NULL) {
+    return EAGAIN;
+  }
+  return ((int (*)(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *))dlsym(
+      RTLD_NEXT, "pthread_create"))(thread, attributes, work, argument);
 }
