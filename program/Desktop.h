@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -22,6 +23,11 @@ struct Desktop {
   std::unique_ptr<platform::KeyEvents> keyEvents;        ///< types into other applications
   std::unique_ptr<platform::Pasteboard> pasteboard;      ///< provides text for pasting
   std::unique_ptr<platform::Applications> applications;  ///< starts other applications
+
+  /// Raises and focuses a window of this process, as the user has requested it.
+  /// @param window  a visible window
+  /// @param token   result of ActivationToken in the process that the user started
+  std::function<void(QWidget& window, const std::string& token)> raise;
 };
 
 /// Objects that the desktop's backends use. All outlive the desktop.
@@ -34,6 +40,13 @@ struct DesktopParts {
 
 /// Creates the backends for the process's session. Main thread.
 Desktop DesktopOfSession(const DesktopParts& parts);
+
+/// Returns the name of the user's display, or an empty text if there is none. Any thread.
+std::string DisplayOfSession();
+
+/// Returns the token with which the process was started, or an empty text. It permits the process
+/// to raise a window. Call before creation of the QApplication, which consumes the token.
+std::string ActivationToken();
 
 /// Returns the absolute path of the folder for the user's archive, or an empty text if the user has
 /// no home folder. Main thread.

@@ -1,8 +1,12 @@
+#include <QApplication>
+#include <QWidget>
+#include <chrono>
 #include <cstdlib>
 
 #include "platform/linux/DesktopApplications.h"
 #include "platform/linux/DesktopSession.h"
 #include "platform/linux/UdevSerialRegistry.h"
+#include "platform/linux/X11Windows.h"
 #include "platform/posix/HomeFolder.h"
 #include "platform/qt/QtDescriptorWatch.h"
 #include "platform/qt/QtPasteboard.h"
@@ -10,14 +14,54 @@
 #include "program/Desktop.h"
 
 namespace quillet {
+namespace {
+
+constexpr char kActivationToken[] = "XDG_ACTIVATION_TOKEN";
+
+std::string Variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? std::string() : value;
+}
+
+// A window manager may ignore activateWindow() on X11, since the user has not used this process
+// recently. It accepts the request of a pager. On Wayland, only a token permits an activation; Qt
+// takes it from the environment.
+void RaiseForUser(QWidget& window, const std::string& token, platform::Clock& clock) {
+  constexpr std::chrono::milliseconds kFocusLimit{300};
+  window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+  if (!token.empty()) qputenv(kActivationToken, token.c_str());
+  window.raise();
+  window.activateWindow();
+  if (QGuiApplication::platformName() != QLatin1String("xcb")) return;
+  platform::linux_desktop::X11Windows windows;
+  windows.Activate(static_cast<std::uint32_t>(window.winId()), kFocusLimit, clock);
+}
+
+}  // namespace
 
 Desktop DesktopOfSession(const DesktopParts& parts) {
   using namespace platform::linux_desktop;
-  return {.workspace = std::make_unique<platform::qt::QtWorkspace>(*parts.window),
-          .keyEvents = MakeKeyEventsOfSession(std::getenv, parts.log, parts.clock),
-          .pasteboard = std::make_unique<platform::qt::QtPasteboard>(parts.mainQueue),
-          .applications =
-              std::make_unique<DesktopApplications>(IsX11Session(std::getenv), parts.clock)};
+  return {
+      .workspace = std::make_unique<platform::qt::QtWorkspace>(*parts.window),
+      .keyEvents = MakeKeyEventsOfSession(std::getenv, parts.log, parts.clock),
+      .pasteboard = std::make_unique<platform::qt::QtPasteboard>(parts.mainQueue),
+      .applications = std::make_unique<DesktopApplications>(IsX11Session(std::getenv), parts.clock),
+      .raise = [&clock = parts.clock](QWidget& window, const std::string& token) {
+        RaiseForUser(window, token, clock);
+      }};
+}
+
+std::string DisplayOfSession() {
+  const std::string wayland = Variable("WAYLAND_DISPLAY");
+  if (!wayland.empty()) return wayland;
+  // The number of the screen follows a dot (X(7)).
+  const std::string x11 = Variable("DISPLAY");
+  const std::size_t colon = x11.rfind(':');
+  return colon == std::string::npos ? x11 : x11.substr(0, x11.find('.', colon));
+}
+
+std::string ActivationToken() {
+  return Variable(kActivationToken);
 }
 
 // $XDG_STATE_HOME is ignored unless it is absolute (freedesktop.org, XDG Base Directory).

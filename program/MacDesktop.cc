@@ -12,7 +12,18 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
   return {.workspace = std::make_unique<SharedApplication>(),
           .keyEvents = std::make_unique<QuartzKeyEvents>(parts.log),
           .pasteboard = std::make_unique<GeneralPasteboard>(),
-          .applications = std::make_unique<LaunchServicesApplications>()};
+          .applications = std::make_unique<LaunchServicesApplications>(),
+          .raise = [](QWidget&, const std::string&) {
+            SharedApplication().ActivateIgnoringOtherApps();
+          }};
+}
+
+std::string DisplayOfSession() {
+  return "Aqua";
+}
+
+std::string ActivationToken() {
+  return {};
 }
 
 std::string ArchiveFolderOfUser() {

@@ -26,7 +26,7 @@ Program::Program(char* name, Folders folders)
       delegate_.applicationShouldTerminateAfterLastWindowClosed());
 }
 
-void Program::Run(platform::SerialRegistry& registry) {
+void Program::Run(platform::SerialRegistry& registry, platform::posix::SingleInstance* instance) {
   controller_ = new SyncController(
       Platform{log_, clock_, line_, files_, mainQueue_, registry, *desktop_.workspace, panels_,
                ticker_, *desktop_.keyEvents, *desktop_.pasteboard, *desktop_.applications},
@@ -43,9 +43,16 @@ void Program::Run(platform::SerialRegistry& registry) {
   delegate_.setSyncController(controller_);
   signals_.emplace(watcher_, [this] { LeaveOnSignal(); });
   window_.Show();
+  instance_ = instance;
+  if (instance_) instance_->Listen(watcher_, [this](const auto& token) { Raise(token); });
   delegate_.applicationDidFinishLaunching();
   platform::posix::LeaveLikewiseOnExit(log_);
   Leave(QApplication::exec());
+}
+
+void Program::Raise(const std::string& token) {
+  QWidget* const dialog = QApplication::activeModalWidget();
+  desktop_.raise(dialog != nullptr ? *dialog : window_.widget(), token);
 }
 
 // A nested main loop, such as that of a modal dialog, does not return when the main loop ends. The
@@ -53,10 +60,12 @@ void Program::Run(platform::SerialRegistry& registry) {
 void Program::LeaveOnSignal() {
   constexpr std::chrono::seconds kLongestFlush{1};
   delegate_.windowWillClose();
+  if (instance_) instance_->End();
   platform::posix::LeaveProcess(EXIT_SUCCESS, log_, kLongestFlush);
 }
 
 void Program::Leave(int status) {
+  if (instance_) instance_->End();
   platform::posix::LeaveProcess(status, log_);
 }
 

@@ -10,6 +10,7 @@
 #include "platform/posix/PosixClock.h"
 #include "platform/posix/PosixFileStore.h"
 #include "platform/posix/PosixSerialLine.h"
+#include "platform/posix/SingleInstance.h"
 #include "platform/posix/SyslogLog.h"
 #include "platform/posix/TerminationSignals.h"
 #include "platform/qt/QtDescriptorWatch.h"
@@ -38,9 +39,11 @@ class Program {
   /// Shows the window and runs the main loop until the window is closed or a signal requests the
   /// end, then ends the process. Main thread.
   /// @param registry  never destroyed
-  [[noreturn]] void Run(platform::SerialRegistry& registry);
+  /// @param instance  requests to it raise the window; never destroyed; may be null
+  [[noreturn]] void Run(platform::SerialRegistry& registry,
+                        platform::posix::SingleInstance* instance = nullptr);
 
-  /// Ends the process through LeaveProcess. Main thread.
+  /// Ends the instance and then the process through LeaveProcess. Main thread.
   [[noreturn]] void Leave(int status);
 
   /// Returns the main window. Main thread.
@@ -48,6 +51,7 @@ class Program {
 
  private:
   [[noreturn]] void LeaveOnSignal();
+  void Raise(const std::string& token);
 
   int argc_ = 1;
   char* argv_[2];
@@ -68,6 +72,7 @@ class Program {
   const Desktop desktop_;
   QuilletAppDelegate delegate_;
   SyncController* controller_ = nullptr;
+  platform::posix::SingleInstance* instance_ = nullptr;
 };
 
 }  // namespace quillet

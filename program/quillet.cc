@@ -1,13 +1,23 @@
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
 #include "output/LumetFile.h"
 #include "platform/posix/ProcessExit.h"
+#include "platform/posix/SingleInstance.h"
 #include "program/Desktop.h"
 #include "program/Program.h"
 
-int main(int, char** argv) {
+int main(int, char** argv) try {
   using namespace quillet;
   platform::posix::EnsureStandardDescriptors();
-  // Static, so that LeakSanitizer sees it as reachable.
+  // Static, so that LeakSanitizer sees them as reachable.
+  static auto* const instance = new platform::posix::SingleInstance(DisplayOfSession());
+  if (!instance->Begin(ActivationToken())) return EXIT_SUCCESS;
   static auto* const program =
       new Program(argv[0], {.data = kDataFolder, .archive = ArchiveFolderOfUser()});
-  program->Run(SerialRegistryOfSystem());
+  program->Run(SerialRegistryOfSystem(), instance);
+} catch (const std::system_error& error) {
+  std::fprintf(stderr, "quillet: %s\n", error.what());
+  return EXIT_FAILURE;
 }

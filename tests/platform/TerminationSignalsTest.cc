@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <poll.h>
 
 #include <chrono>
 #include <csignal>
@@ -7,32 +6,13 @@
 
 #include "platform/posix/TerminationSignals.h"
 #include "tests/platform/Child.h"
+#include "tests/platform/OneWatch.h"
 
 namespace quillet::platform::posix {
 namespace {
 
 using test::Child;
-
-/// Watches one descriptor. Run() acts as the main loop.
-class OneWatch final : public DescriptorWatcher {
- public:
-  std::unique_ptr<DescriptorWatch> Watch(int descriptor, std::function<void()> ready) override {
-    descriptor_ = descriptor;
-    ready_ = std::move(ready);
-    return std::make_unique<DescriptorWatch>();
-  }
-
-  /// Waits up to `limit` milliseconds for the descriptor and calls its callback.
-  void Run(int limit) {
-    pollfd polled{descriptor_, POLLIN, 0};
-    while (poll(&polled, 1, limit) < 0) continue;
-    if (polled.revents != 0) ready_();
-  }
-
- private:
-  int descriptor_ = -1;
-  std::function<void()> ready_;
-};
+using test::OneWatch;
 
 TEST(TerminationSignals, CallTheHandlerFromTheMainLoop) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/UniqueFd.h"
+#include "platform/DescriptorWatch.h"
+
+namespace quillet::platform::posix {
+
+/// Makes a second start of the program by the same user on the same display pass a request to the
+/// running instance. The running instance holds a lock on a file (flock(2)), which the system
+/// releases when the process ends or executes another program, and receives requests over a Unix
+/// socket beside that file. Both are in $XDG_RUNTIME_DIR (freedesktop.org, XDG Base Directory) or,
+/// if the user has none, in the private folder /tmp/quillet-UID.
+///
+/// Main thread only.
+class SingleInstance {
+ public:
+  /// @param display  name of the display; if empty, every instance is the only one
+  explicit SingleInstance(std::string_view display);
+
+  /// Takes the lock or, if another instance holds it, passes the request to that instance and waits
+  /// up to 1 s until it has been handled. An instance that is busy handles it later. Also returns
+  /// true if the system refuses the lock or if its holder accepts no request within this time.
+  /// @param request  at most 4096 bytes
+  /// @return true if this process must run, false if another instance has received the request
+  bool Begin(std::string_view request);
+
+  /// Calls a function with each request. Call once, after Begin has returned true.
+  /// @param watcher  outlives this object
+  /// @param handle   receives the request; also called from nested main loops
+  void Listen(DescriptorWatcher& watcher, std::function<void(const std::string&)> handle);
+
+  /// Ends the instance. A program started from now on takes the lock.
+  void End();
+
+ private:
+  enum class Delivery { kReceived, kNoInstance };
+
+  bool Lock();
+  void OpenSocket();
+  Delivery Pass(std::string_view request, int milliseconds) const;
+  void Receive(const std::function<void(const std::string&)>& handle);
+
+  const std::string lockPath_;  // empty if there is no place for the files
+  const std::string socketPath_;
+  UniqueFd lock_;
+  UniqueFd listener_;
+  std::unique_ptr<DescriptorWatch> watch_;
+};
+
+}  // namespace quillet::platform::posix
