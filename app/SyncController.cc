@@ -15,6 +15,8 @@ constexpr int kPortWaits = 20;
 constexpr auto kPortWait = 1s;
 constexpr int kScannerPolls = 500;
 constexpr auto kScannerPoll = 10ms;
+constexpr const char* kLinesDroppedMessage =
+    "The window shows only the latest records. All records are in the archive.";
 
 }  // namespace
 
@@ -32,6 +34,9 @@ SyncController::SyncController(const Platform& platform, const MainWindowControl
   controls_.portList.OnSelection([this](std::int32_t item) { ports_.selectedItem = item; });
   controls_.settings.OnPress([this] { settingsButton(); });
   controls_.earlierRuns.OnPress([this] { OpenEarlierRuns(); });
+  mainView_.OnRecordsRemoved([this] {
+    Raise(Notice::kLinesDropped, kLinesDroppedMessage, {{"Show", [this] { OpenEarlierRuns(); }}});
+  });
 }
 
 void SyncController::Initialize() {
@@ -58,7 +63,7 @@ void SyncController::Initialize() {
 }
 
 void SyncController::OnMainThread(std::function<void()> change) {
-  platform_.mainQueue.Async(std::move(change));
+  mainView_.Post(std::move(change));
 }
 
 std::int32_t SyncController::findSerialPorts() {

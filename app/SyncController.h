@@ -12,6 +12,7 @@
 
 #include "app/ApplicationDelivery.h"
 #include "app/EarlierRuns.h"
+#include "app/MainView.h"
 #include "app/Platform.h"
 #include "app/PortTable.h"
 #include "app/Run.h"
@@ -124,6 +125,7 @@ class SyncController final : public LumetDelegate {
   /// @param text     UTF-8; lines end with CR LF, CR or LF
   /// @param newline  whether to append a line end
   void DisplayText(std::string_view text, bool newline);
+  void DisplayRecord(std::string_view record);      ///< queues a record for the view. Any thread.
   void clearviewButton();                           ///< clears the main view. Main thread.
   void OpenEarlierRuns() { earlierRuns_->Open(); }  ///< see EarlierRuns. Main thread.
   void ShowProgress();  ///< updates or removes the progress in the strip. Main thread.
@@ -178,6 +180,7 @@ class SyncController final : public LumetDelegate {
   const Folders folders_;
   QuilletAppDelegate* delegate_ = nullptr;
   SharedText string_;
+  MainView mainView_{platform_.mainQueue, controls_.barcodeView};
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
   ApplicationDelivery delivery_{platform_};

@@ -58,7 +58,7 @@ void SyncController::DisplayBarcode(const std::string& record) {
   const std::int32_t target = lumet->destination;
   run_.Add(record, target);
   if (target == kToFile) return;
-  if (target == kToView) return DisplayText(record, false);
+  if (target == kToView) return DisplayRecord(record);
   if (target == kToNamedApplication) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", "[", ForeignText(lumet->appname.Get()),
         "]");
@@ -130,7 +130,7 @@ void SyncController::OpenArchive() {
                        .delivery = delivery_,
                        .strip = strip_,
                        .isBusy = [this] { return run_.IsShown() || bIsUnderSynchronization; },
-                       .showLine = [this](std::string_view line) { DisplayText(line, false); }});
+                       .showLine = [this](std::string_view line) { DisplayRecord(line); }});
 }
 
 // Reports the runs and removes the temporary files of an earlier process that did not end them.
@@ -169,16 +169,17 @@ void SyncController::connectionDidFailWithError() {
 void SyncController::DisplayText(std::string_view text, bool newline) {
   std::string line(text);
   if (newline) line.push_back('\r');
-  OnMainThread([this, shown = FoldLineEnds(line)] {
-    controls_.barcodeView.Append(shown);
-    controls_.barcodeView.ScrollToEnd();
-  });
+  mainView_.Append(FoldLineEnds(line), TextKind::kMessage);
+}
+
+void SyncController::DisplayRecord(std::string_view record) {
+  mainView_.Append(FoldLineEnds(record), TextKind::kRecord);
 }
 
 void SyncController::clearviewButton() {
   if (bConnecting || bIsUnderSynchronization) return;
-  // Clears the view directly, not through the queue, which may hold records that must not be lost.
-  controls_.barcodeView.SetText("");
+  mainView_.Clear();
+  Withdraw(Notice::kLinesDropped);
 }
 
 }  // namespace quillet

@@ -16,7 +16,15 @@ namespace quillet::platform {
 class TextView {
  public:
   virtual ~TextView() = default;
-  virtual void Append(std::string_view text) = 0;   ///< appends text; only LF ends a line
+  virtual void Append(std::string_view text) = 0;  ///< appends text; only LF ends a line
+
+  /// Appends whole records. If the records in the view exceed 100,000 lines or 16 Mi characters,
+  /// removes their oldest lines. Lines that contain text from Append or SetText stay.
+  virtual void AppendRecords(std::string_view text) = 0;
+
+  /// Sets the action to call when the view removes records.
+  virtual void OnRecordsRemoved(std::function<void()> action) = 0;
+
   virtual void ScrollToEnd() = 0;                   ///< scrolls to the end of the text
   virtual void SetText(std::string_view text) = 0;  ///< replaces the whole text
 };

@@ -13,10 +13,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr auto kSlice = std::chrono::milliseconds(4);  // time limit per turn of the main loop
-constexpr std::size_t kPiece = 8192;                   // bytes inserted between two time checks
-
-// Inserted bytes are removed from pending_ in pieces of at least this size.
-constexpr std::size_t kKept = std::size_t{256} * 1024;
+constexpr std::size_t kPiece = 20'000;                 // bytes inserted between two time checks
 
 }  // namespace
 
@@ -25,10 +22,9 @@ QtTextView::QtTextView(RecordView& view) : view_(view) {
   QObject::connect(&sliceTimer_, &QTimer::timeout, [this] { RunSlice(); });
 }
 
-void QtTextView::Append(std::string_view text) {
-  if (text.empty()) return;
-  pending_ += text;
-  Schedule();
+void QtTextView::Add(std::string_view text, TextKind kind) {
+  pending_.Add(text, kind);
+  if (HasPending()) Schedule();
 }
 
 void QtTextView::ScrollToEnd() {
@@ -37,10 +33,11 @@ void QtTextView::ScrollToEnd() {
 }
 
 void QtTextView::SetText(std::string_view text) {
-  pending_.clear();
+  chunk_ = {};
   inserted_ = 0;
+  pending_.Clear();
   scrollWanted_ = false;
-  view_.clear();
+  view_.Clear();
   Append(text);
 }
 
@@ -57,23 +54,24 @@ void QtTextView::Schedule() {
 void QtTextView::RunSlice() {
   const auto deadline = steady_clock::now() + kSlice;
   while (HasPending() && steady_clock::now() < deadline) InsertPiece();
+  const bool areRemoved = view_.RemoveOldRecords() || pending_.HasDropped();
   if (scrollWanted_) view_.ScrollToEnd();
-  if (HasPending()) return;
-  sliceTimer_.stop();
-  scrollWanted_ = false;
-  pending_.clear();
-  inserted_ = 0;
+  if (!HasPending()) {
+    sliceTimer_.stop();
+    scrollWanted_ = false;
+  }
+  if (areRemoved && removed_) removed_();
 }
 
 void QtTextView::InsertPiece() {
-  const std::string_view rest = std::string_view(pending_).substr(inserted_);
-  const std::string_view piece = Utf8Prefix(rest, kPiece);
-  view_.InsertAtEnd(ToDocumentText(piece));
-  inserted_ += piece.size();
-  if (inserted_ >= kKept) {
-    pending_.erase(0, inserted_);
+  if (inserted_ >= chunk_.text.size()) {
+    chunk_ = pending_.TakeFirst();
     inserted_ = 0;
   }
+  const std::string_view rest = std::string_view(chunk_.text).substr(inserted_);
+  const std::string_view piece = Utf8Prefix(rest, kPiece);
+  view_.InsertAtEnd(ToDocumentText(piece), chunk_.kind);
+  inserted_ += piece.size();
 }
 
 }  // namespace quillet::platform::qt

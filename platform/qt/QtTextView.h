@@ -2,9 +2,12 @@
 
 #include <QTimer>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "base/TextBacklog.h"
 #include "platform/Controls.h"
 
 namespace quillet::platform::qt {
@@ -20,27 +23,32 @@ class QtTextView final : public TextView {
   /// @param view  an empty view; it outlives this object
   explicit QtTextView(RecordView& view);
 
-  void Append(std::string_view text) override;
+  void Append(std::string_view text) override { Add(text, TextKind::kMessage); }
+  void AppendRecords(std::string_view text) override { Add(text, TextKind::kRecord); }
+  void OnRecordsRemoved(std::function<void()> action) override { removed_ = std::move(action); }
   void ScrollToEnd() override;
 
   /// Clears the view at once and drops text that has not been inserted yet.
   void SetText(std::string_view text) override;
 
   /// Returns true if some appended text has not been inserted yet.
-  bool HasPending() const { return inserted_ < pending_.size(); }
+  bool HasPending() const { return inserted_ < chunk_.text.size() || !pending_.IsEmpty(); }
 
   /// The inserted text, as UTF-8. It equals the appended text, except for the changes described in
   /// RecordText.h.
   std::string ShownText() const;
 
  private:
+  void Add(std::string_view text, TextKind kind);
   void Schedule();
   void RunSlice();
   void InsertPiece();
 
   RecordView& view_;
-  std::string pending_;       // UTF-8
-  std::size_t inserted_ = 0;  // number of leading bytes of pending_ that are in the view
+  TextBacklog::Chunk chunk_;  // the chunk that is being inserted
+  std::size_t inserted_ = 0;  // number of leading bytes of chunk_ that are in the view
+  TextBacklog pending_;       // the texts after chunk_
+  std::function<void()> removed_;
   bool scrollWanted_ = false;
   QTimer sliceTimer_;
 };

@@ -3,6 +3,7 @@
 #include <QStringDecoder>
 #include <QTextBlock>
 #include <QTextCursor>
+#include <QTextDocument>
 #include <array>
 
 namespace quillet::platform::qt {
@@ -13,8 +14,9 @@ constexpr std::array<char16_t, 7> kReserved = {0x0000, 0x000D, 0x2028, 0x2029,
                                                0xFDD0, 0xFDD1, 0xFFFC};
 constexpr char16_t kFirstReplacement = 0xFDE0;
 
-// The state of a block that continues the paragraph of the previous block.
-constexpr int kContinuation = 1;
+// Flags of a block, stored as its state. A new block has the state -1 and no flags.
+constexpr int kContinuation = 1;  // continues the paragraph of the previous block
+constexpr int kMessage = 2;       // contains text of a message
 
 // Lengths of a block in UTF-16 units. A paragraph is split after the first blank beyond
 // kFairLength, or at kFullLength if no such blank precedes it. A full block takes about 1 ms to lay
@@ -24,6 +26,10 @@ constexpr int kFullLength = 2000;
 
 bool IsBlank(QChar c) {
   return c == u' ' || c == u'\t';
+}
+
+int Flags(const QTextBlock& block) {
+  return qMax(0, block.userState());
 }
 
 void StartContinuation(QTextCursor& end) {
@@ -72,13 +78,40 @@ void InsertAtEnd(QTextCursor& end, const QString& text) {
   end.endEditBlock();
 }
 
+int MarkMessage(const QTextDocument& document, int first) {
+  int marked = 0;
+  for (QTextBlock block = document.findBlockByNumber(first); block.isValid();
+       block = block.next()) {
+    const bool isEmptyEnd = block.length() == 1 && !block.next().isValid();
+    if (isEmptyEnd || HasMessage(block)) continue;
+    block.setUserState(Flags(block) | kMessage);
+    ++marked;
+  }
+  return marked;
+}
+
+bool HasMessage(const QTextBlock& block) {
+  return (Flags(block) & kMessage) != 0;
+}
+
+QTextBlock RemoveBlocks(const QTextBlock& first, const QTextBlock& next) {
+  // If the beginning of a paragraph is removed, the next block begins the paragraph.
+  const int state = Flags(next) & (Flags(first) | ~kContinuation);
+  QTextCursor removed(first);
+  removed.setPosition(next.position(), QTextCursor::KeepAnchor);
+  removed.removeSelectedText();
+  QTextBlock block = removed.block();
+  block.setUserState(state);
+  return block;
+}
+
 QString SelectedRecordText(const QTextCursor& selection) {
   const int start = selection.selectionStart();
   const int end = selection.selectionEnd();
   QString text;
   QTextBlock block = selection.document()->findBlock(start);
   for (bool first = true; block.isValid() && block.position() <= end; block = block.next()) {
-    if (!first && block.userState() != kContinuation) text += u'\n';
+    if (!first && (Flags(block) & kContinuation) == 0) text += u'\n';
     first = false;
     const int from = qMax(0, start - block.position());
     text += QStringView(block.text()).mid(from, end - block.position() - from);

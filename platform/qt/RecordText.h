@@ -3,7 +3,9 @@
 #include <QString>
 #include <string_view>
 
+class QTextBlock;
 class QTextCursor;
+class QTextDocument;
 
 namespace quillet::platform::qt {
 
@@ -27,6 +29,20 @@ QString ToDocumentText(std::string_view text);
 /// @param end   a cursor at the end of its document
 /// @param text  may contain several paragraphs
 void InsertAtEnd(QTextCursor& end, const QString& text);
+
+/// Marks the blocks from number `first` to the end of the document, except an empty last block, as
+/// blocks with a message.
+/// @return the number of blocks that were not marked before
+int MarkMessage(const QTextDocument& document, int first);
+
+/// Returns whether a block contains text of a message. Copies of a QTextBlock refer to one block.
+bool HasMessage(const QTextBlock& block);
+
+/// Removes whole blocks.
+/// @param first  the first block to remove
+/// @param next   the block after the last one; not the invalid block after the end
+/// @return the block that was `next`
+QTextBlock RemoveBlocks(const QTextBlock& first, const QTextBlock& next);
 
 /// Returns the selected text with the original characters.
 QString SelectedRecordText(const QTextCursor& selection);

@@ -2,6 +2,7 @@
 
 #include <QMimeData>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 
@@ -19,7 +20,7 @@ RecordView::RecordView(QWidget* parent) : ReadOnlyText(kRecordEnlargement, paren
   document()->setDocumentMargin(kRecordMargin);
 }
 
-void RecordView::InsertAtEnd(const QString& text) {
+void RecordView::InsertAtEnd(const QString& text, TextKind kind) {
   const QTextCursor users = textCursor();
   const int anchor = users.anchor();
   const int position = users.position();
@@ -27,7 +28,12 @@ void RecordView::InsertAtEnd(const QString& text) {
 
   QTextCursor end(document());
   end.movePosition(QTextCursor::End);
+  const int block = end.blockNumber();
   qt::InsertAtEnd(end, text);
+  if (kind == TextKind::kMessage) {
+    messageBlocks_ += MarkMessage(*document(), block);
+    messageText_ += static_cast<int>(text.size());
+  }
 
   // The insertion moves a cursor that is at the end of the text. If the user's selection has
   // changed, the code below restores it.
@@ -37,6 +43,45 @@ void RecordView::InsertAtEnd(const QString& text) {
   restored.setPosition(anchor);
   restored.setPosition(position, QTextCursor::KeepAnchor);
   setTextCursor(restored);
+}
+
+bool RecordView::RemoveOldRecords() {
+  // The last block is never removed. It is usually empty.
+  const int last = HasMessage(document()->lastBlock()) ? 0 : 1;
+  const int lines = document()->blockCount() - last - messageBlocks_ - kMostLines;
+  const int characters = document()->characterCount() - messageText_ - kMostText;
+  if (lines <= 0 && characters <= 0) return false;
+  const int before = document()->blockCount();
+  QScrollBar* bar = verticalScrollBar();
+  const QTextCursor top(firstVisibleBlock());
+  const int hiddenLines = bar->value() - top.block().firstLineNumber();
+  Remove(lines, characters);
+  bar->setValue(top.block().firstLineNumber() + hiddenLines);
+  return document()->blockCount() < before;
+}
+
+void RecordView::Remove(int lines, int characters) {
+  QTextCursor edit(document());
+  edit.beginEditBlock();
+  const auto isExcess = [&](const QTextBlock& block) {
+    return (lines > 0 || characters > 0) && block.next().isValid();
+  };
+  QTextBlock block = document()->findBlockByNumber(leadingMessageBlocks_);
+  while (isExcess(block)) {
+    const QTextBlock first = block;
+    for (; isExcess(block) && !HasMessage(block); block = block.next()) {
+      --lines;
+      characters -= block.length();
+    }
+    if (block != first) block = RemoveBlocks(first, block);
+    for (; isExcess(block) && HasMessage(block); block = block.next()) ++leadingMessageBlocks_;
+  }
+  edit.endEditBlock();
+}
+
+void RecordView::Clear() {
+  clear();
+  messageBlocks_ = messageText_ = leadingMessageBlocks_ = 0;
 }
 
 void RecordView::ScrollToEnd() {

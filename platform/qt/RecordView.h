@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/TextBacklog.h"
 #include "platform/qt/ReadOnlyText.h"
 
 namespace quillet::platform::qt {
@@ -7,17 +8,35 @@ namespace quillet::platform::qt {
 /// The widget of the main view. Copy and drag provide the original plain text (see RecordText.h).
 class RecordView final : public ReadOnlyText {
  public:
+  static constexpr int kMostLines = 100'000;          ///< see RemoveOldRecords
+  static constexpr int kMostText = 16 * 1024 * 1024;  ///< see RemoveOldRecords
+
   explicit RecordView(QWidget* parent = nullptr);
 
   /// Inserts text from ToDocumentText at the end. Keeps the user's selection. A cursor at the end
   /// stays at the end if nothing is selected.
-  void InsertAtEnd(const QString& text);
+  void InsertAtEnd(const QString& text, TextKind kind);
+
+  /// Removes the oldest lines that contain only records if there are more than kMostLines of them,
+  /// or if the records have more than kMostText characters. A long line is removed in parts of
+  /// about 2,000 characters. The visible lines that remain do not move.
+  /// @return whether lines were removed
+  bool RemoveOldRecords();
+
+  void Clear();  ///< removes the whole text
 
   /// Scrolls down until the last line is visible.
   void ScrollToEnd();
 
  protected:
   QMimeData* createMimeDataFromSelection() const override;
+
+ private:
+  void Remove(int lines, int characters);
+
+  int messageBlocks_ = 0;         // number of blocks with a message
+  int messageText_ = 0;           // number of characters in messages
+  int leadingMessageBlocks_ = 0;  // number of blocks before the first one to remove
 };
 
 }  // namespace quillet::platform::qt

@@ -17,6 +17,7 @@
 #include <string>
 #include <thread>
 
+#include "app/MainView.h"
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
 #include "platform/qt/RecordText.h"
@@ -84,17 +85,13 @@ class Pulse {
 double AppendAll(int records, QtMainQueue& queue, QtMainWindow& window, Pulse& pulse) {
   window.view().SetText("");
   QCoreApplication::processEvents();
+  quillet::MainView view(queue, window.view());
   QEventLoop loop;
   pulse.Reset();
   const auto start = Clock::now();
   std::thread producer([&] {
-    for (int i = 0; i < records; ++i) {
-      queue.Async([&window, text = Record(i)] {
-        window.view().Append(text);
-        window.view().ScrollToEnd();
-      });
-    }
-    queue.Async([&] {
+    for (int i = 0; i < records; ++i) view.Append(Record(i), quillet::TextKind::kRecord);
+    view.Post([&] {
       auto* poll = new QTimer(&loop);
       QObject::connect(poll, &QTimer::timeout, &loop, [&] {
         if (!window.view().HasPending()) loop.quit();
@@ -117,7 +114,7 @@ double InsertAtOnce(int records, QtMainWindow& window) {
   window.view().SetText("");
   QCoreApplication::processEvents();
   const auto start = Clock::now();
-  view.InsertAtEnd(quillet::platform::qt::ToDocumentText(text));
+  view.InsertAtEnd(quillet::platform::qt::ToDocumentText(text), quillet::TextKind::kRecord);
   view.ScrollToEnd();
   return Milliseconds(Clock::now() - start);
 }

@@ -10,11 +10,18 @@
 
 namespace quillet::test {
 
+/// A view that removes records when the test calls RemoveRecords.
 class FakeTextView final : public platform::TextView {
  public:
   void Append(std::string_view text) override {
     text_.append(text);
     scrolledToEnd_ = false;
+  }
+  void AppendRecords(std::string_view text) override { Append(text); }
+  void OnRecordsRemoved(std::function<void()> action) override { removed_ = std::move(action); }
+  void RemoveRecords() {
+    text_.clear();
+    if (removed_) removed_();
   }
   void ScrollToEnd() override { scrolledToEnd_ = true; }
   void SetText(std::string_view text) override {
@@ -27,6 +34,7 @@ class FakeTextView final : public platform::TextView {
  private:
   std::string text_;
   bool scrolledToEnd_ = true;
+  std::function<void()> removed_;
 };
 
 class FakePopUpList final : public platform::PopUpList {

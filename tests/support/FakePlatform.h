@@ -38,6 +38,11 @@ class FakeMainQueue final : public platform::MainQueue {
     running_ = false;
   }
 
+  std::size_t Size() {
+    const std::lock_guard lock(mutex_);
+    return work_.size();
+  }
+
   /// Ends the main loop: drops the queued work and all later work.
   void End() {
     std::deque<std::function<void()>> dropped;

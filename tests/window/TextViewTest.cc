@@ -261,6 +261,78 @@ TEST_F(TextView, SplitsALineAppendedCharacterByCharacter) {
   EXPECT_LE(LongestBlock(), 2100);
 }
 
+TEST_F(TextView, OldestRecordLinesGiveWayAndMessagesStay) {
+  int removals = 0;
+  view_.OnRecordsRemoved([&] { ++removals; });
+  view_.Append("started\nrun: ");
+  for (int i = 0; i < kRecords; ++i) view_.AppendRecords(Record(i) + "\n");
+  view_.Append("finished\n");
+  Settle();
+  EXPECT_EQ(removals, 0);
+  std::string expected = "started\nrun: ";
+  for (int i = 0; i < kRecords; ++i) expected += Record(i) + "\n";
+  EXPECT_TRUE(view_.ShownText() == expected + "finished\n");
+
+  for (int i = 0; i < 5'000; ++i) view_.AppendRecords("new " + Record(i) + "\n");
+  view_.Append("end");
+  Settle();
+  EXPECT_GT(removals, 0);
+  // Record 0 shares its line with a message.
+  expected = "started\nrun: " + Record(0) + "\n";
+  for (int i = 5'000; i < kRecords; ++i) expected += Record(i) + "\n";
+  expected += "finished\n";
+  for (int i = 0; i < 5'000; ++i) expected += "new " + Record(i) + "\n";
+  EXPECT_TRUE(view_.ShownText() == expected + "end");
+}
+
+TEST_F(TextView, RemovalMovesNeitherSelectionNorVisibleLines) {
+  for (int i = 0; i < kRecords; ++i) view_.AppendRecords(Record(i) + "\n");
+  Settle();
+  const auto record = [this](int number) {
+    return widget_.document()->find(QString::fromStdString(Record(number))).block();
+  };
+  Select(record(60'000).position(), record(60'002).position());
+  const QString selected = widget_.textCursor().selectedText();
+  widget_.verticalScrollBar()->setValue(record(60'000).firstLineNumber());
+  const QString visible = widget_.cursorForPosition({5, 5}).block().text();
+  const QRect place = widget_.cursorRect();
+  for (int i = 0; i < 30'000; ++i) view_.AppendRecords("new\n");
+  Settle();
+  EXPECT_EQ(widget_.document()->blockCount(), kRecords + 1);
+  EXPECT_EQ(widget_.textCursor().selectedText(), selected);
+  EXPECT_EQ(widget_.cursorForPosition({5, 5}).block().text(), visible);
+  EXPECT_EQ(widget_.cursorRect(), place);
+}
+
+TEST_F(TextView, RemovesPartsOfALongLineOfRecords) {
+  view_.Append("started\n");
+  const std::string line(10'000, 'x');
+  for (int i = 0; i < 2'000; ++i) {
+    view_.AppendRecords(line + "\t");
+    if (i % 100 == 0) QCoreApplication::processEvents();
+  }
+  view_.AppendRecords("last");
+  Settle();
+  const std::string shown = view_.ShownText();
+  EXPECT_LE(shown.size(), std::size_t{RecordView::kMostText});
+  EXPECT_GT(shown.size(), std::size_t{RecordView::kMostText} - 20'000);
+  EXPECT_TRUE(shown.starts_with("started\nxxx"));
+  EXPECT_TRUE(shown.ends_with("\tlast"));
+}
+
+TEST_F(TextView, ClearedViewHoldsTheWholeLimitAgain) {
+  for (int round = 0; round < 2; ++round) {
+    view_.Append("started\n");
+    for (int i = 0; i < kRecords; ++i) view_.AppendRecords("x\n");
+    Settle();
+    EXPECT_EQ(view_.ShownText().size(), 8U + 2 * kRecords);
+    view_.AppendRecords("x\nx\n");
+    Settle();
+    EXPECT_EQ(view_.ShownText().size(), 8U + 2 * kRecords);
+    view_.SetText("");
+  }
+}
+
 TEST_F(TextView, CopiesPartOfASplitLineWithoutALineFeed) {
   std::string text;
   for (int i = 0; i < 1'000; ++i) text += Record(i) + "\t";

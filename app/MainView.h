@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string_view>
+
+#include "base/TextBacklog.h"
+#include "platform/Controls.h"
+#include "platform/MainQueue.h"
+
+namespace quillet {
+
+/// Appends texts to the main view, in call order with the other changes of controls.
+///
+/// The texts between two other changes share one entry of the main queue. If the main thread does
+/// not keep up, the oldest waiting records are dropped (see TextBacklog).
+class MainView {
+ public:
+  /// @param queue  outlives this object
+  /// @param view   outlives this object
+  MainView(platform::MainQueue& queue, platform::TextView& view) : queue_(queue), view_(view) {}
+
+  /// Queues a text for the view, which then scrolls to its end. Any thread; returns immediately.
+  /// @param text  UTF-8; only LF ends a line
+  void Append(std::string_view text, TextKind kind);
+
+  /// Queues a change of another control. Any thread; returns immediately.
+  void Post(std::function<void()> change);
+
+  /// Sets the action to call when records are dropped or removed from the view, at most once until
+  /// the next Clear. Main thread.
+  void OnRecordsRemoved(std::function<void()> action);
+
+  /// Empties the view. Texts that are still queued appear later. Main thread.
+  void Clear();
+
+ private:
+  void Show(const std::shared_ptr<TextBacklog>& texts);
+  void ReportRemoval();
+
+  platform::MainQueue& queue_;
+  platform::TextView& view_;
+  std::mutex mutex_;                   // guards open_, and the order of the queue
+  std::shared_ptr<TextBacklog> open_;  // the queue's last entry, if it consists of texts
+
+  // Main thread only.
+  std::function<void()> action_;
+  bool isRemovalReported_ = false;
+};
+
+}  // namespace quillet

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <string>
+#include <string_view>
+
+namespace quillet {
+
+/// Distinguishes records, which are in the archive, from the program's messages.
+enum class TextKind {
+  kMessage,  ///< never dropped
+  kRecord,   ///< may be dropped
+};
+
+/// Texts that wait to be displayed, in order. If the records exceed kMostRecordText, the oldest
+/// records are dropped. One thread at a time.
+class TextBacklog {
+ public:
+  /// Maximum size of all waiting records in bytes, exceeded by at most one chunk. 100,000 records
+  /// of 160 bytes fit.
+  static constexpr std::size_t kMostRecordText = std::size_t{16} * 1024 * 1024;
+
+  /// Successive texts of one kind. A chunk contains whole records.
+  struct Chunk {
+    TextKind kind = TextKind::kMessage;  ///< of all texts in the chunk
+    std::string text = {};               ///< UTF-8
+  };
+
+  void Add(std::string_view text, TextKind kind);  ///< adds a text at the end
+  bool IsEmpty() const { return chunks_.empty(); }
+  Chunk TakeFirst();  ///< removes the first chunk and returns it; requires !IsEmpty()
+  void Clear();       ///< removes all texts
+
+  /// Returns whether records have been dropped since the last Clear.
+  bool HasDropped() const { return hasDropped_; }
+
+ private:
+  void DropOldestRecords();
+
+  std::deque<Chunk> chunks_;
+  std::size_t recordText_ = 0;  // bytes of all records
+  bool hasDropped_ = false;
+};
+
+}  // namespace quillet

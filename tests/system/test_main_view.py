@@ -1,0 +1,37 @@
+"""Limits of the main view, and the Clear button."""
+
+from harness.archive import archived_records, stored
+from harness.case import Settings, SystemTest, messages, some_records, wait_until
+from harness.lines import view_text
+
+_LIMIT = 100_000  # record lines
+_CUT = "The window shows only the latest records. All records are in the archive."
+
+
+class MainViewTest(SystemTest):
+
+    def test_oldest_records_give_way_and_stay_in_the_archive(self):
+        settings = Settings(destination=1, attach_type=0, attach_timestamp=0, attach_serial=0)
+        settings.save()
+        records = some_records(_LIMIT + 1_000)
+        self.plugged_in_scanner(records, options=["--speed", "unlimited"])
+        self.start_connected()
+        self.quillet.press("Synchronize")
+        end = messages.count(len(records)) + messages.FINISHED
+        self.quillet.wait_for_view_end(end)
+        shown = messages.RUN_STARTED + view_text(records[1_000:], settings) + end
+        self.assertTrue(self.quillet.view() == shown, "the view")
+        self.quillet.wait_for_progress(_CUT)
+        self.assertTrue(archived_records() == [stored(record) for record in records], "the archive")
+
+    def test_cleared_records_stay_in_the_archive(self):
+        Settings(destination=1, attach_timestamp=0, record_delimiter=1).save()
+        scanner = self.plugged_in_scanner()
+        self.start_connected()
+        for data in ("A-1", "A-2"):
+            scanner.scan(4, data)
+            self.quillet.wait_for_view(f"Code 39,{data},005771\n")
+            self.quillet.press("Clear")
+            self.quillet.wait_for_view("")
+        wait_until(lambda: len(archived_records()) == 2, "two archived records")
+        self.assertEqual([b"A-1", b"A-2"], [record[2:5] for record in archived_records()])
