@@ -37,25 +37,41 @@ PortTable::ListChange PortTable::AfterSearch(std::int32_t before, bool flag, boo
     // If the previous search found no ports, the list has a second item "None" to remove.
     if (flag) change.removals = std::max(before, 1);
     for (std::int32_t i = 0; i < numPorts; ++i) {
-      change.titles.push_back(At(stream, i));
-      Log(log_, "-[SyncController updatePortList:]", "[", ForeignText(change.titles.back()), "]");
+      change.items.push_back({At(stream, i), At(path, i)});
+      Log(log_, "-[SyncController updatePortList:]", "[", ForeignText(At(stream, i)), "]");
     }
   }
-  if (numPorts == 0) change.titles.emplace_back("None");
+  if (numPorts == 0) change.items.push_back({"None"});
   return change;
 }
 
-std::int32_t PortTable::ItemToSelect(std::span<const std::string> titles, std::string_view before,
-                                     std::int32_t ports, bool connected) {
-  const auto count = static_cast<std::int32_t>(titles.size());
+void PortTable::Select(std::int32_t item) {
+  selectedItem = item;
+  Remember(item - 1);
+}
+
+void PortTable::Remember(std::int32_t index) {
+  if (!IsPort(index)) return;
+  lastName_.Set(At(stream, index));
+  lastPath_.Set(At(path, index));
+}
+
+std::int32_t PortTable::Find(const Texts& texts, const std::string& text) const {
+  std::int32_t index = 0;
+  while (index < numPorts && At(texts, index) != text) ++index;
+  return index;
+}
+
+std::int32_t PortTable::ItemToSelect(std::int32_t count, bool connected) const {
   if (connected) return count - 1;
-  for (std::int32_t item = 1; item <= ports && item < count; ++item) {
-    if (titles[static_cast<std::size_t>(item)] == before) return item;
+  for (const std::int32_t index : {Find(path, lastPath_.Get()), Find(stream, lastName_.Get()), 0}) {
+    if (IsPort(index) && index + 1 < count) return index + 1;
   }
-  return ports > 0 ? 1 : 0;
+  return 0;
 }
 
 void PortTable::SetConnected(std::int32_t index) {
+  Remember(index);
   connectedPortString.Set(IsPort(index) ? At(stream, index) : std::string());
 }
 

@@ -22,10 +22,17 @@ class PortTable {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;  ///< capacity of the table
 
+  /// An item of the port list.
+  struct Item {
+    std::string title;                             ///< device name, "None" or the scanner
+    std::string path = {};                         ///< device path, or empty
+    bool operator==(const Item&) const = default;  ///< compares all members
+  };
+
   /// A change to the port list. The list's first item, "None", is never removed.
   struct ListChange {
-    std::int32_t removals = 0;        ///< number of items to remove, from position 1
-    std::vector<std::string> titles;  ///< items to append after the removals
+    std::int32_t removals = 0;  ///< number of items to remove, from position 1
+    std::vector<Item> items;    ///< items to append after the removals
     bool operator==(const ListChange&) const = default;  ///< compares all members
   };
 
@@ -45,18 +52,24 @@ class PortTable {
   /// @param connected  whether the list shows a connected scanner instead of ports
   ListChange AfterSearch(std::int32_t before, bool flag, bool connected) const;
 
+  /// Stores the list position that the user selected and remembers its port.
+  void Select(std::int32_t item);
+
   /// Returns the position to select after a change of the list: the connected scanner, else the
-  /// previously selected port, else the first port, else "None".
-  /// @param titles     all items of the list
-  /// @param before     the title selected before the change
-  /// @param ports      the number of ports
+  /// port that the user selected or that was connected last, else the first port, else "None". The
+  /// port is found by its path, or by its name if no port has this path.
+  /// @param count      the number of items in the list
   /// @param connected  whether the last item is a connected scanner
-  static std::int32_t ItemToSelect(std::span<const std::string> titles, std::string_view before,
-                                   std::int32_t ports, bool connected);
+  std::int32_t ItemToSelect(std::int32_t count, bool connected) const;
 
   /// Returns the path of the port `portIndex`, or an empty string if there is no such port, for
   /// example because "None" is selected.
-  std::string PathTried() const { return IsPort(portIndex) ? At(path, portIndex) : std::string(); }
+  std::string PathTried() const { return PathOf(portIndex); }
+
+  /// Returns the path of port `index`, or an empty string if there is no such port.
+  std::string PathOf(std::int32_t index) const {
+    return IsPort(index) ? At(path, index) : std::string();
+  }
 
   /// Stores the name of port `index` in `connectedPortString`, or an empty string if `index` is not
   /// a port. `index` equals `numPorts` if the scanner answers after the attempt on the last port
@@ -77,6 +90,8 @@ class PortTable {
  private:
   using Texts = std::array<SharedText, kMaximumPorts>;
 
+  void Remember(std::int32_t index);
+  std::int32_t Find(const Texts& texts, const std::string& text) const;
   bool IsPort(std::int32_t index) const {
     return index >= 0 && index < numPorts && index < kMaximumPorts;
   }
@@ -85,6 +100,8 @@ class PortTable {
   }
 
   SystemLog& log_;
+  SharedText lastName_;  // of the port that the user selected or that was connected last
+  SharedText lastPath_;
 };
 
 }  // namespace quillet

@@ -31,7 +31,14 @@ SyncController::SyncController(const Platform& platform, const MainWindowControl
   controls_.connectTavo.OnPress([this] { connectButton(); });
   controls_.synchronize.OnPress([this] { synchronizeButton(); });
   controls_.clearview.OnPress([this] { clearviewButton(); });
-  controls_.portList.OnSelection([this](std::int32_t item) { ports_.selectedItem = item; });
+  controls_.portList.OnSelection([this](std::int32_t item) {
+    // The list also reports the changes that ChangePortList makes.
+    if (isPortListChanging_) {
+      ports_.selectedItem = item;
+    } else {
+      ports_.Select(item);
+    }
+  });
   controls_.settings.OnPress([this] { settingsButton(); });
   controls_.earlierRuns.OnPress([this] { OpenEarlierRuns(); });
   mainView_.OnRecordsRemoved([this] {
@@ -53,7 +60,7 @@ void SyncController::Initialize() {
   OpenArchive();
   settingsEditor_ = new SettingsEditor(
       {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels, strip_});
-  ChangePortList({0, {"None"}});
+  ChangePortList({0, {{"None"}}});
   updatePortList(true);
   RestoreSettings();
   ReportInterruption();
@@ -83,17 +90,13 @@ void SyncController::updatePortList(bool flag) {
 }
 
 void SyncController::ChangePortList(PortTable::ListChange change) {
-  OnMainThread([this, change = std::move(change), connected = bool{bIsConnected},
-                ports = std::int32_t{numPorts}] {
+  OnMainThread([this, change = std::move(change), connected = bool{bIsConnected}] {
     platform::PopUpList& list = controls_.portList;
-    const std::string before = list.ItemTitle(list.SelectedItem());
+    isPortListChanging_ = true;
     for (std::int32_t i = 0; i < change.removals; ++i) list.RemoveItem(1);
-    for (const std::string& title : change.titles) list.AddItem(title);
-    std::vector<std::string> titles(static_cast<std::size_t>(list.NumberOfItems()));
-    for (std::size_t i = 0; i < titles.size(); ++i) {
-      titles[i] = list.ItemTitle(static_cast<std::int32_t>(i));
-    }
-    list.SelectItem(PortTable::ItemToSelect(titles, before, ports, connected));
+    for (const PortTable::Item& item : change.items) list.AddItem(item.title, item.path);
+    list.SelectItem(ports_.ItemToSelect(list.NumberOfItems(), connected));
+    isPortListChanging_ = false;
   });
 }
 
@@ -246,7 +249,7 @@ void SyncController::DisplayConnectionMessage(std::int32_t index) {
   ports_.SetConnected(index);
   Log(platform_.log, "-[SyncController DisplayConnectionMessage:]", "[", index, ":", ports, "]",
       ForeignText(connectedPortString.Get()));
-  ChangePortList({ports, {"Tavo" + serial}});
+  ChangePortList({ports, {{"Tavo" + serial, ports_.PathOf(index)}}});
   DisplayText("\r\nConnected to Tavo" + serial, true);
 }
 

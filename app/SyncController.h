@@ -184,7 +184,8 @@ class SyncController final : public LumetDelegate {
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
   ApplicationDelivery delivery_{platform_};
-  RunProgress runProgress_;  // main thread
+  bool isPortListChanging_ = false;  // main thread
+  RunProgress runProgress_;          // main thread
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   RunArchive* archive_ = nullptr;             // created by Initialize, never destroyed
   SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed

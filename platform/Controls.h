@@ -35,7 +35,9 @@ class TextView {
 class PopUpList {
  public:
   virtual ~PopUpList() = default;
-  virtual void AddItem(std::string_view title) = 0;    ///< adds an item at the end
+  /// Adds an item at the end.
+  /// @param detail  tells items of the same title apart; shown beside the title; may be empty
+  virtual void AddItem(std::string_view title, std::string_view detail) = 0;
   virtual void RemoveItem(std::int32_t position) = 0;  ///< ignores invalid positions
   virtual void SelectItem(std::int32_t position) = 0;  ///< clears the selection if invalid
   virtual std::int32_t NumberOfItems() const = 0;      ///< returns the number of items

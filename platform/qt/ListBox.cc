@@ -3,9 +3,50 @@
 #include <QAbstractItemView>
 #include <QAccessible>
 #include <QAccessibleWidget>
+#include <QPainter>
+#include <QStyleOptionComboBox>
+
+#include "platform/qt/Outline.h"
 
 namespace quillet::platform::qt {
 namespace {
+
+constexpr int kGap = 12;             // between a title and its detail, in pixels
+constexpr float kWeakening = 0.35F;  // of a detail's colour towards the background
+
+QString DetailOf(const QModelIndex& index) {
+  return index.data(ListBox::kDetailRole).toString();
+}
+
+// Shows the details at the right edge of the open list. The items look as before otherwise.
+class DetailDelegate final : public QAbstractItemDelegate {
+ public:
+  DetailDelegate(QAbstractItemDelegate& titles, QObject* parent)
+      : QAbstractItemDelegate(parent), titles_(titles) {}
+
+  void paint(QPainter* painter, const QStyleOptionViewItem& option,
+             const QModelIndex& index) const override {
+    titles_.paint(painter, option, index);
+    const bool selected = option.state.testFlag(QStyle::State_Selected);
+    const QPalette& palette = option.palette;
+    painter->setPen(Mix(palette.color(selected ? QPalette::HighlightedText : QPalette::Text),
+                        palette.color(selected ? QPalette::Highlight : QPalette::Base),
+                        kWeakening));
+    painter->setFont(option.font);
+    painter->drawText(option.rect.adjusted(0, 0, -kGap, 0), Qt::AlignRight | Qt::AlignVCenter,
+                      DetailOf(index));
+  }
+
+  QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+    const QString detail = DetailOf(index);
+    const QSize title = titles_.sizeHint(option, index);
+    if (detail.isEmpty()) return title;
+    return title + QSize(option.fontMetrics.horizontalAdvance(detail) + 2 * kGap, 0);
+  }
+
+ private:
+  QAbstractItemDelegate& titles_;
+};
 
 // Replaces Qt's accessible interface for combo boxes. Only the name and the value differ.
 class NamedList final : public QAccessibleWidget {
@@ -13,7 +54,10 @@ class NamedList final : public QAccessibleWidget {
   explicit NamedList(QComboBox* box) : QAccessibleWidget(box, QAccessible::ComboBox), box_(box) {}
 
   QString text(QAccessible::Text kind) const override {
-    return kind == QAccessible::Value ? box_->currentText() : QAccessibleWidget::text(kind);
+    if (kind == QAccessible::Value) return box_->currentText();
+    const QString detail = box_->currentData(ListBox::kDetailRole).toString();
+    return kind == QAccessible::Description && !detail.isEmpty() ? detail
+                                                                 : QAccessibleWidget::text(kind);
   }
 
   int childCount() const override { return 1; }
@@ -57,6 +101,38 @@ QAccessibleInterface* CreateNamedList(const QString& className, QObject* object)
 ListBox::ListBox() {
   setFocusPolicy(Qt::StrongFocus);
   QAccessible::installFactory(CreateNamedList);  // Qt installs the same factory only once
+  view()->setItemDelegate(new DetailDelegate(*itemDelegate(), this));
+}
+
+QSize ListBox::sizeHint() const {
+  const QFontMetrics metrics = fontMetrics();
+  int titles = minimumContentsLength() * metrics.horizontalAdvance(QLatin1Char('X'));
+  int whole = 0;
+  for (int i = 0; i < count(); ++i) {
+    const int title = metrics.horizontalAdvance(itemText(i));
+    const QString detail = itemData(i, kDetailRole).toString();
+    titles = qMax(titles, title);
+    if (!detail.isEmpty()) whole = qMax(whole, title + kGap + metrics.horizontalAdvance(detail));
+  }
+  return QComboBox::sizeHint() + QSize(qMax(0, whole - titles), 0);
+}
+
+void ListBox::paintEvent(QPaintEvent* event) {
+  QComboBox::paintEvent(event);
+  const QString detail = currentData(kDetailRole).toString();
+  if (detail.isEmpty()) return;
+  QStyleOptionComboBox option;
+  initStyleOption(&option);
+  QRect place =
+      style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
+  const int title = fontMetrics().horizontalAdvance(currentText()) + kGap;
+  place.adjust(title, 0, -2, 0);
+  if (place.width() < fontMetrics().horizontalAdvance(QStringLiteral("…/X"))) return;
+  QPainter painter(this);
+  painter.setPen(
+      Mix(palette().color(QPalette::ButtonText), palette().color(QPalette::Button), kWeakening));
+  painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
+                   fontMetrics().elidedText(detail, Qt::ElideLeft, place.width()));
 }
 
 }  // namespace quillet::platform::qt

@@ -3,10 +3,17 @@
 #include <QAbstractItemView>
 #include <QSignalBlocker>
 
+#include "platform/qt/ListBox.h"
+
 namespace quillet::platform::qt {
 
 QtPopUpList::QtPopUpList(QComboBox& box) : box_(box) {
   QObject::connect(&box_, &QComboBox::currentIndexChanged, &box_, [this] { Report(); });
+}
+
+void QtPopUpList::AddItem(std::string_view title, std::string_view detail) {
+  box_.addItem(ToQString(title));
+  if (!detail.empty()) box_.setItemData(box_.count() - 1, ToQString(detail), ListBox::kDetailRole);
 }
 
 void QtPopUpList::RemoveItem(std::int32_t position) {

@@ -8,13 +8,13 @@
 
 namespace quillet::platform::qt {
 
-/// A PopUpList that uses a combo box. Main thread only.
+/// A PopUpList that uses a combo box. A ListBox also shows the details. Main thread only.
 class QtPopUpList final : public PopUpList {
  public:
   /// @param box  empty and not editable; it outlives this object
   explicit QtPopUpList(QComboBox& box);
 
-  void AddItem(std::string_view title) override { box_.addItem(ToQString(title)); }
+  void AddItem(std::string_view title, std::string_view detail) override;
   void RemoveItem(std::int32_t position) override;
   void SelectItem(std::int32_t position) override;
   std::int32_t NumberOfItems() const override { return box_.count(); }

@@ -274,7 +274,7 @@ QtSettingsWindow::QtSettingsWindow(QWidget& parent, std::span<const ChoiceTitles
   layout->addWidget(buttons);
   for (const auto& [choice, titles] : choices) {
     QtPopUpList& list = *parts_->controls.at(KeyOf(choice)).list;
-    for (const std::string_view title : titles) list.AddItem(title);
+    for (const std::string_view title : titles) list.AddItem(title, {});
   }
   parts_->save.setDefault(true);  // works only after the button has been added to the dialog
   setWindowTitle(QStringLiteral("Settings"));

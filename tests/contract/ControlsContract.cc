@@ -138,7 +138,7 @@ class PopUpListContract : public Contract<WindowHarness> {
   }
 
   void Add(std::initializer_list<const char*> titles) {
-    for (const char* title : titles) list_.AddItem(title);
+    for (const char* title : titles) list_.AddItem(title, {});
     reported_.clear();
   }
   void Select(std::int32_t position) {
@@ -164,7 +164,7 @@ TEST_P(PopUpListContract, SelectsTheFirstAddedItem) {
   EXPECT_EQ(list_.NumberOfItems(), 0);
   EXPECT_EQ(list_.SelectedItem(), -1);
   EXPECT_EQ(Remove(0), Positions{});
-  list_.AddItem("None");
+  list_.AddItem("None", {});
   EXPECT_EQ(reported_, Positions{0});
   Add({"None", "Tavo[&1 \xC3\xA9]"});
   EXPECT_EQ(Titles(), "None|None|Tavo[&1 \xC3\xA9]|");
@@ -189,7 +189,7 @@ TEST_P(PopUpListContract, InvalidPositionClearsSelectionAndRemovesNothing) {
   EXPECT_EQ(list_.SelectedItem(), -1);
   reported_.clear();
   EXPECT_EQ(Remove(0), Positions{});
-  list_.AddItem("d");
+  list_.AddItem("d", "detail");
   EXPECT_EQ(list_.SelectedItem(), -1) << "AddItem selects the item only if the list was empty";
   EXPECT_EQ(Titles(), "b|c|d|");
 }

@@ -39,13 +39,15 @@ class FakeTextView final : public platform::TextView {
 
 class FakePopUpList final : public platform::PopUpList {
  public:
-  void AddItem(std::string_view title) override {
+  void AddItem(std::string_view title, std::string_view detail) override {
     items_.emplace_back(title);
+    details_.emplace_back(detail);
     if (items_.size() == 1) Select(0);
   }
   void RemoveItem(std::int32_t position) override {
     if (!Exists(position)) return;
     items_.erase(items_.begin() + position);
+    details_.erase(details_.begin() + position);
     if (position > selected_) return;
     const bool hasSuccessor = position == selected_ && Exists(position);
     Select(hasSuccessor ? position : selected_ - 1);
@@ -63,6 +65,7 @@ class FakePopUpList final : public platform::PopUpList {
     action_ = std::move(action);
   }
   const std::vector<std::string>& items() const { return items_; }
+  const std::vector<std::string>& details() const { return details_; }
 
  private:
   bool Exists(std::int32_t position) const { return position >= 0 && position < NumberOfItems(); }
@@ -72,6 +75,7 @@ class FakePopUpList final : public platform::PopUpList {
   }
 
   std::vector<std::string> items_;
+  std::vector<std::string> details_;  // one per item
   std::int32_t selected_ = -1;
   std::function<void(std::int32_t)> action_;
 };

@@ -124,7 +124,7 @@ TEST_F(ConnectionManagerTest, OpensNothingIfTheSelectedItemIsNotAPort) {
   Launch();
   for (const int entry : {0, 5}) {
     ClearView();
-    while (ports.NumberOfItems() <= entry) ports.AddItem("None");
+    while (ports.NumberOfItems() <= entry) ports.AddItem("None", {});
     ports.SelectItem(entry);
     connect.Press();
     FinishConnecting();

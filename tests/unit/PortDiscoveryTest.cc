@@ -102,6 +102,37 @@ TEST_F(PortDiscoveryTest, KeepsTheSelectedPortAfterAnArrival) {
   EXPECT_EQ(ports.ItemTitle(ports.SelectedItem()), "usbmodem2");
 }
 
+TEST_F(PortDiscoveryTest, KeepsTheSelectedOneOfTwoPortsWithTheSameTitle) {
+  registry.Attach("usbmodem-1", "/one");
+  registry.Attach("usbmodem-2", "/two");
+  Launch();
+  EXPECT_EQ(ports.items(), (Titles{"None", "usbmodem", "usbmodem"}));
+  EXPECT_EQ(ports.details(), (Titles{"", "/one", "/two"}));
+  ports.SelectItem(2);
+  registry.Plug("usbmodem-3", "/three");
+  FinishConnecting();
+  EXPECT_EQ(ports.SelectedItem(), 2);
+  registry.Unplug("/one");
+  mainQueue.RunAll();
+  EXPECT_EQ(ports.details(), (Titles{"", "/two", "/three"}));
+  EXPECT_EQ(ports.SelectedItem(), 1);
+  ClearView();
+  connect.Press();
+  FinishConnecting();
+  EXPECT_EQ(View(), "|Trying to connect /two: Failed|");
+}
+
+TEST_F(PortDiscoveryTest, SelectsTheDisconnectedPort) {
+  registry.Attach("usbmodem-1", "/one");
+  const std::string second = Attach("usbmodem-2");
+  Launch();
+  EXPECT_EQ(ports.details(), (Titles{"", second}));
+  connect.Press();
+  mainQueue.RunAll();
+  EXPECT_EQ(ports.details(), (Titles{"", "/one", second}));
+  EXPECT_EQ(ports.SelectedItem(), 2);
+}
+
 TEST_F(PortDiscoveryTest, ClearsAllHandlesWhenNotificationsStop) {
   Launch();
   EXPECT_EQ(registry.iterators(), 2U);

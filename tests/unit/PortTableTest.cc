@@ -55,13 +55,13 @@ TEST_F(PortTableTest, ComputesTheListChangeAfterASearch) {
     bool flag, connected;
     PortTable::ListChange change;
   } cases[] = {
-      {{}, 0, true, false, {1, {"None"}}},
-      {{}, 2, true, false, {2, {"None"}}},
-      {{}, 2, false, false, {0, {"None"}}},
-      {{}, 1, true, true, {0, {"None"}}},
-      {{"Tavo1"}, 0, true, false, {1, {"Tavo1"}}},
-      {{"Tavo1", "Tavo2"}, 1, true, false, {1, {"Tavo1", "Tavo2"}}},
-      {{"Tavo1"}, 3, false, false, {0, {"Tavo1"}}},
+      {{}, 0, true, false, {1, {{"None"}}}},
+      {{}, 2, true, false, {2, {{"None"}}}},
+      {{}, 2, false, false, {0, {{"None"}}}},
+      {{}, 1, true, true, {0, {{"None"}}}},
+      {{"Tavo1"}, 0, true, false, {1, {{"Tavo1", "/0"}}}},
+      {{"Tavo1", "Tavo2"}, 1, true, false, {1, {{"Tavo1", "/0"}, {"Tavo2", "/1"}}}},
+      {{"Tavo1"}, 3, false, false, {0, {{"Tavo1", "/0"}}}},
       {{"Tavo1"}, 3, true, true, {0, {}}},
   };
   for (const auto& [names, before, flag, connected, change] : cases) {
@@ -72,15 +72,31 @@ TEST_F(PortTableTest, ComputesTheListChangeAfterASearch) {
   EXPECT_EQ(log.Count("-[SyncController updatePortList:][Tavo2]"), 1U);
 }
 
-TEST_F(PortTableTest, PrefersScannerThenPreviousPortThenFirstPort) {
-  const Texts list{"None", "A", "B", "extra"};
-  EXPECT_EQ(PortTable::ItemToSelect(list, "A", 2, true), 3);
-  EXPECT_EQ(PortTable::ItemToSelect(list, "B", 2, false), 2);
-  EXPECT_EQ(PortTable::ItemToSelect(list, "C", 2, false), 1);
-  EXPECT_EQ(PortTable::ItemToSelect(list, "None", 2, false), 1);
-  EXPECT_EQ(PortTable::ItemToSelect(list, "extra", 2, false), 1);
-  EXPECT_EQ(PortTable::ItemToSelect(list, "extra", 9, false), 3);
-  EXPECT_EQ(PortTable::ItemToSelect(list, "A", 0, false), 0);
+TEST_F(PortTableTest, PrefersScannerThenLastPortThenFirstPort) {
+  EXPECT_EQ(table.ItemToSelect(1, false), 0);
+  Fill({"Tavo", "Tavo", "Tavo"});
+  EXPECT_EQ(table.ItemToSelect(5, true), 4);
+  EXPECT_EQ(table.ItemToSelect(4, false), 1);
+  table.Select(3);
+  table.Select(0);
+  EXPECT_EQ(table.ItemToSelect(4, false), 3);
+  EXPECT_EQ(table.ItemToSelect(3, false), 1) << "the list lacks the port";
+  table.SetConnected(1);
+  EXPECT_EQ(table.ItemToSelect(4, false), 2);
+  Fill({"TavoA"});
+  EXPECT_EQ(table.ItemToSelect(2, false), 1);
+  Fill({});
+  EXPECT_EQ(table.ItemToSelect(1, false), 0);
+}
+
+TEST_F(PortTableTest, FindsTheLastPortByPathThenByName) {
+  Fill({"TavoA", "TavoB", "TavoC"});
+  table.Select(3);
+  const Texts names{"TavoC", "TavoX", "TavoC"};
+  table.numPorts = table.Keep(names, Texts{"/9", "/2", "/8"});
+  EXPECT_EQ(table.ItemToSelect(4, false), 2);
+  table.numPorts = table.Keep(names, Texts{"/9", "/7", "/8"});
+  EXPECT_EQ(table.ItemToSelect(4, false), 1);
 }
 
 TEST_F(PortTableTest, EndsConnectionUnlessOnlyTheConnectedNameRemains) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QAccessibleInterface>
 #include <QAction>
@@ -37,8 +38,8 @@ class MainWindow : public testing::Test {
     for (std::size_t i = 0; i < std::size(items); ++i) {
       items[i]->OnPress([this, i] { ++pressed_[kButtons[i]]; });
     }
-    window_.portList().AddItem("None");
-    window_.portList().AddItem("usbmodem1421");
+    window_.portList().AddItem("None", {});
+    window_.portList().AddItem("usbmodem1421", "/dev/ttyACM0");
     Show();
   }
 
@@ -337,6 +338,34 @@ TEST_F(MainWindow, PortListIsAccessible) {
   }
   window_.portList().RemoveItem(1);
   EXPECT_TRUE(items->child(0)->state().selected);
+}
+
+TEST_F(MainWindow, PortListShowsDetailsBesideUnchangedTitles) {
+  platform::PopUpList& list = window_.portList();
+  list.AddItem("usbmodem1421", "/dev/ttyACM1");
+  EXPECT_EQ(list.ItemTitle(1), "usbmodem1421");
+  EXPECT_EQ(list.ItemTitle(2), "usbmodem1421");
+  std::vector<QImage> pictures;
+  for (const int item : {1, 2}) {
+    list.SelectItem(item);
+    SpinUntilIdle();
+    pictures.push_back(PortBox()->grab().toImage());
+    const QString path = QStringLiteral("/dev/ttyACM%1").arg(item - 1);
+    QAccessibleInterface* accessible = Accessible(QAccessible::ComboBox, "Port");
+    EXPECT_EQ(accessible->text(QAccessible::Value), "usbmodem1421");
+    EXPECT_EQ(accessible->text(QAccessible::Description), path);
+    QAccessibleInterface* entry = accessible->child(0)->child(item);
+    EXPECT_EQ(entry->text(QAccessible::Name), "usbmodem1421");
+    EXPECT_EQ(entry->text(QAccessible::Description), path);
+    const QFontMetrics metrics = PortBox()->fontMetrics();
+    EXPECT_GE(PortBox()->width(), metrics.horizontalAdvance("usbmodem1421" + path));
+    EXPECT_GE(PortBox()->view()->sizeHintForColumn(0),
+              metrics.horizontalAdvance("usbmodem1421" + path));
+  }
+  EXPECT_NE(pictures[0], pictures[1]);
+  list.SelectItem(0);
+  EXPECT_EQ(Accessible(QAccessible::ComboBox, "Port")->text(QAccessible::Description),
+            "Port to connect to");
 }
 
 TEST_F(MainWindow, ProgressAndViewAreAccessible) {
