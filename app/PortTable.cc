@@ -15,6 +15,8 @@ bool MayBeScanner(const std::string& name) {
 
 std::int32_t PortTable::Keep(std::span<const std::string> names,
                              std::span<const std::string> paths) {
+  std::set<std::string> before;
+  for (std::int32_t i = 0; i < numPorts; ++i) before.insert(At(path, i));
   std::size_t kept = 0;
   for (std::size_t i = 0; i < names.size(); ++i) {
     Log(log_, ForeignText(names[i]));
@@ -26,6 +28,7 @@ std::int32_t PortTable::Keep(std::span<const std::string> names,
     // even temporarily.
     stream[kept].Set(name);
     path[kept].Set(paths[i]);
+    if (!before.contains(paths[i])) untried_.insert(paths[i]);
     ++kept;
   }
   return static_cast<std::int32_t>(kept);
@@ -68,6 +71,11 @@ std::int32_t PortTable::ItemToSelect(std::int32_t count, bool connected) const {
     if (IsPort(index) && index + 1 < count) return index + 1;
   }
   return 0;
+}
+
+bool PortTable::HasUntried() const {
+  return std::ranges::any_of(
+      untried_, [this](const auto& untried) { return Find(path, untried) < numPorts; });
 }
 
 void PortTable::SetConnected(std::int32_t index) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -62,6 +63,13 @@ class PortTable {
   /// @param connected  whether the last item is a connected scanner
   std::int32_t ItemToSelect(std::int32_t count, bool connected) const;
 
+  ///@{ Ports that arrived during an attempt to connect and that it has not tried since. Main
+  ///thread.
+  void BeginAttempt() { untried_.clear(); }
+  void SetTried(const std::string& triedPath) { untried_.erase(triedPath); }
+  bool HasUntried() const;
+  ///@}
+
   /// Returns the path of the port `portIndex`, or an empty string if there is no such port, for
   /// example because "None" is selected.
   std::string PathTried() const { return PathOf(portIndex); }
@@ -102,6 +110,7 @@ class PortTable {
   SystemLog& log_;
   SharedText lastName_;  // of the port that the user selected or that was connected last
   SharedText lastPath_;
+  std::set<std::string> untried_;  // paths; main thread
 };
 
 }  // namespace quillet

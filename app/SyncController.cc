@@ -148,7 +148,7 @@ void SyncController::PortChanged(bool added, SerialRegistry::Handle iterator) {
   updatePortList(true);
   Drain(iterator);
   if (added) {
-    if (!bIsConnected) StartConnectionThread(true);
+    if (!bIsConnected && !isAttemptStarting_) StartConnectionThread(true);
   } else if (bIsConnected && ports_.EndsConnection()) {
     Terminate();
   }
@@ -167,7 +167,10 @@ void SyncController::connectButton() {
 void SyncController::StartConnectionThread(bool tryAll) {
   if (bConnecting) return;
   bAutoConnect = tryAll;
+  ports_.BeginAttempt();
+  isAttemptStarting_ = true;
   if (!connectThread.Start([this] { ConnectThread(); })) {
+    isAttemptStarting_ = false;
     Log(platform_.log, "-[SyncController StartConnectionThread:]", ": Couldn't start thread");
   }
 }
@@ -176,16 +179,24 @@ void SyncController::ConnectThread() {
   Log(platform_.log, "-[SyncController ConnectThread]");
   DisplayText("", true);
   bConnecting = true;
+  isAttemptStarting_ = false;
   if (bAutoConnect) {
     TryToConnectTavo();
   } else {
     StartTavo();
   }
   bConnecting = false;
+  OnMainThread([this] { TryUntriedPorts(); });
+}
+
+// PortChanged starts no attempt for a port that arrives during an attempt.
+void SyncController::TryUntriedPorts() {
+  if (!bIsConnected && !isAttemptStarting_ && ports_.HasUntried()) StartConnectionThread(true);
 }
 
 bool SyncController::TryPort() {
   const std::string device = ports_.PathTried();
+  OnMainThread([this, device] { ports_.SetTried(device); });
   DisplayText("Trying to connect " + device + ": ", false);
   if (!device.empty() && lumet->connectTavo(device.c_str()) && IsTavoConnected()) return true;
   DisplayText("Failed", true);

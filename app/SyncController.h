@@ -170,6 +170,7 @@ class SyncController final : public LumetDelegate {
   void Drain(platform::SerialRegistry::Handle iterator);
   std::string ShownSerialNumber() const;
   bool TryPort();
+  void TryUntriedPorts();
   void StartProgress();
   void OpenArchive();
   void ReportInterruption();
@@ -184,8 +185,9 @@ class SyncController final : public LumetDelegate {
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
   ApplicationDelivery delivery_{platform_};
-  bool isPortListChanging_ = false;  // main thread
-  RunProgress runProgress_;          // main thread
+  bool isPortListChanging_ = false;       // main thread
+  Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
+  RunProgress runProgress_;               // main thread
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   RunArchive* archive_ = nullptr;             // created by Initialize, never destroyed
   SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed

@@ -61,6 +61,43 @@ TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
   EXPECT_EQ(Attempts(), 1U);
 }
 
+// A suspended computer may lose its ports and find them again in another order when it resumes.
+TEST_F(ConnectionManagerTest, StartsOneAttemptForAPortMissedByAnAttempt) {
+  const std::string scanner = Attach("usbmodem0");
+  registry.Unplug(scanner);
+  registry.Attach("usbmodem1", folder / "silent");
+  tavo.AttachSilent(folder / "silent");
+  auto& waiting = test::Immortal<std::atomic<bool>>(false);
+  auto& plugged = test::Immortal<std::atomic<bool>>(false);
+  clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &waiting, &plugged] {
+    tavo.Settle(connected);
+    if (connected) return;
+    waiting = true;
+    WaitFor([&] { return plugged.load(); });
+  });
+  application.applicationDidFinishLaunching();
+  ASSERT_TRUE(WaitFor([&] { return waiting.load(); }));
+  // The silent port moves from the first place in the table to the second.
+  registry.Unplug(folder / "silent");
+  registry.Plug("usbmodem0", scanner);
+  registry.Attach("usbmodem1", folder / "silent");
+  registry.Plug("printer", "/printer");
+  mainQueue.RunAll();
+  EXPECT_EQ(Attempts(), 1U);
+  plugged = true;
+  FinishConnecting();
+  ASSERT_TRUE(WaitFor([&] {
+    mainQueue.RunAll();
+    return Attempts() == 2;
+  }));
+  FinishConnecting();
+  EXPECT_TRUE(controller.bIsConnected);
+  EXPECT_EQ(Attempts(), 2U);
+  EXPECT_TRUE(View().ends_with("Failed to connect to Tavo||Trying to connect " + scanner +
+                               ": |Connected to Tavo[123456]|Tavo Time sychronized...|"))
+      << View();
+}
+
 TEST_F(ConnectionManagerTest, ConnectsToTheFirstPortThatAnswers) {
   registry.Attach("usbmodem1", "/absent1");
   registry.Attach("usbmodem2", "/absent2");

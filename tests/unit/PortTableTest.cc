@@ -99,6 +99,22 @@ TEST_F(PortTableTest, FindsTheLastPortByPathThenByName) {
   EXPECT_EQ(table.ItemToSelect(4, false), 1);
 }
 
+TEST_F(PortTableTest, KnowsThePortsThatAnAttemptHasNotTried) {
+  Fill({"Tavo"});
+  table.BeginAttempt();
+  Fill({"Tavo", "printer"});
+  EXPECT_FALSE(table.HasUntried());
+  Fill({"Tavo", "Tavo"});
+  EXPECT_TRUE(table.HasUntried());
+  table.SetTried("/1");
+  EXPECT_FALSE(table.HasUntried());
+  Fill({"Tavo"});
+  Fill({"Tavo", "Tavo"});
+  EXPECT_TRUE(table.HasUntried()) << "plugged in again";
+  Fill({"Tavo"});
+  EXPECT_FALSE(table.HasUntried()) << "unplugged";
+}
+
 TEST_F(PortTableTest, EndsConnectionUnlessOnlyTheConnectedNameRemains) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
