@@ -9,6 +9,7 @@
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
 #include "platform/MainQueue.h"
+#include "platform/OwnKeys.h"
 #include "platform/Pasteboard.h"
 #include "platform/SerialRegistry.h"
 #include "platform/Workspace.h"
@@ -20,6 +21,7 @@ namespace quillet {
 /// The desktop's backends.
 struct Desktop {
   std::unique_ptr<platform::Workspace> workspace;        ///< brings Quillet to the front
+  std::unique_ptr<platform::OwnKeys> ownKeys;            ///< recognizes `keyEvents`; may be null
   std::unique_ptr<platform::KeyEvents> keyEvents;        ///< types into other applications
   std::unique_ptr<platform::Pasteboard> pasteboard;      ///< provides text for pasting
   std::unique_ptr<platform::Applications> applications;  ///< starts other applications

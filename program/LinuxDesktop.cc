@@ -2,6 +2,7 @@
 #include <QWidget>
 #include <chrono>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/linux/DesktopApplications.h"
 #include "platform/linux/DesktopSession.h"
@@ -11,6 +12,7 @@
 #include "platform/qt/QtDescriptorWatch.h"
 #include "platform/qt/QtPasteboard.h"
 #include "platform/qt/QtWorkspace.h"
+#include "platform/qt/X11Connection.h"
 #include "program/Desktop.h"
 
 namespace quillet {
@@ -41,9 +43,12 @@ void RaiseForUser(QWidget& window, const std::string& token, platform::Clock& cl
 
 Desktop DesktopOfSession(const DesktopParts& parts) {
   using namespace platform::linux_desktop;
+  SessionKeys keys =
+      MakeKeysOfSession(std::getenv, parts.log, parts.clock, platform::qt::X11Connection());
   return {
       .workspace = std::make_unique<platform::qt::QtWorkspace>(*parts.window),
-      .keyEvents = MakeKeyEventsOfSession(std::getenv, parts.log, parts.clock),
+      .ownKeys = std::move(keys.own),
+      .keyEvents = std::move(keys.events),
       .pasteboard = std::make_unique<platform::qt::QtPasteboard>(parts.mainQueue),
       .applications = std::make_unique<DesktopApplications>(IsX11Session(std::getenv), parts.clock),
       .raise = [&clock = parts.clock](QWidget& window, const std::string& token) {

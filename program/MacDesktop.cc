@@ -10,6 +10,7 @@ namespace quillet {
 Desktop DesktopOfSession(const DesktopParts& parts) {
   using namespace platform::macos;
   return {.workspace = std::make_unique<SharedApplication>(),
+          .ownKeys = std::make_unique<QuartzOwnKeys>(),
           .keyEvents = std::make_unique<QuartzKeyEvents>(parts.log),
           .pasteboard = std::make_unique<GeneralPasteboard>(),
           .applications = std::make_unique<LaunchServicesApplications>(),

@@ -16,6 +16,7 @@
 #include "platform/qt/QtDescriptorWatch.h"
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtMainWindow.h"
+#include "platform/qt/QtOwnKeyFilter.h"
 #include "platform/qt/QtPanels.h"
 #include "platform/qt/QtRunsWindow.h"
 #include "platform/qt/QtSettingsWindow.h"
@@ -70,6 +71,7 @@ class Program {
   platform::qt::QtDescriptorWatcher watcher_;
   std::optional<platform::posix::TerminationSignals> signals_;
   const Desktop desktop_;
+  std::optional<platform::qt::QtOwnKeyFilter> ownKeyFilter_;
   QuilletAppDelegate delegate_;
   SyncController* controller_ = nullptr;
   platform::posix::SingleInstance* instance_ = nullptr;

@@ -6,6 +6,9 @@
 #include "base/SystemLog.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
+#include "platform/OwnKeys.h"
+
+struct xcb_connection_t;
 
 namespace quillet::platform::linux_desktop {
 
@@ -17,12 +20,20 @@ using Environment = std::function<const char*(const char*)>;
 /// XDG_SESSION_TYPE (pam_systemd(8)) and DISPLAY (X(7)).
 bool IsX11Session(const Environment& environment);
 
+/// Posts and recognizes key events.
+struct SessionKeys {
+  std::unique_ptr<OwnKeys> own;       ///< recognizes the events that `events` posts
+  std::unique_ptr<KeyEvents> events;  ///< uses `own`
+};
+
 /// Creates the key events for a session: X11KeyEvents in an X11 session, else UinputKeyEvents.
 /// Opens no device or connection.
 /// @param environment  looks up variables
 /// @param log          outlives the result
 /// @param clock        outlives the result
-std::unique_ptr<KeyEvents> MakeKeyEventsOfSession(const Environment& environment, SystemLog& log,
-                                                  Clock& clock);
+/// @param toolkit      the toolkit's X11 connection, which outlives the result; null if the toolkit
+///                     does not use X11
+SessionKeys MakeKeysOfSession(const Environment& environment, SystemLog& log, Clock& clock,
+                              xcb_connection_t* toolkit);
 
 }  // namespace quillet::platform::linux_desktop

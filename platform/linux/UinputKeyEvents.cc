@@ -44,6 +44,7 @@ static_assert(kMostAhead + 300ms / kTimePerEvent < 512);
 // Events per write. The desktop must be able to read all of them during one pause.
 constexpr std::size_t kReportSize = 32;
 static_assert(kReportSize * kTimePerEvent <= kReadingPause);
+constexpr std::size_t kEventsPerStroke = 2;
 
 input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
   input_event event{};  // the kernel sets the time
@@ -97,21 +98,20 @@ int MakeVirtualKeyboard(const char* path) {
   return -1;
 }
 
-UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, MakeKeyboard make)
-    : clock_(clock), make_(std::move(make)), failure_(log) {}
+UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, MakeKeyboard make)
+    : clock_(clock), sent_(sent), make_(std::move(make)), failure_(log) {}
 
 void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   if (!HaveKeyboard()) return;
   ReadLights();
-  std::vector<input_event> report;
+  std::vector<KeyStroke> strokes;
   ToKeyStrokes(events, capsLock_, [&](KeyStroke stroke) {
-    report.push_back(Event(EV_KEY, stroke.code, stroke.down));
-    report.push_back(Event(EV_SYN, SYN_REPORT, 0));
-    if (report.size() < kReportSize) return;
-    Write(report);
-    report.clear();
+    strokes.push_back(stroke);
+    if (strokes.size() * kEventsPerStroke < kReportSize) return;
+    Write(strokes);
+    strokes.clear();
   });
-  Write(report);
+  Write(strokes);
 }
 
 bool UinputKeyEvents::HaveKeyboard() {
@@ -136,12 +136,20 @@ void UinputKeyEvents::ReadLights() {
   }
 }
 
-void UinputKeyEvents::Write(std::span<const input_event> report) {
-  if (!keyboard_ || report.empty()) return;
+void UinputKeyEvents::Write(std::span<const KeyStroke> strokes) {
+  if (!keyboard_ || strokes.empty()) return;
+  std::vector<input_event> report;
+  for (const KeyStroke stroke : strokes) {
+    report.push_back(Event(EV_KEY, stroke.code, stroke.down));
+    report.push_back(Event(EV_SYN, SYN_REPORT, 0));
+  }
   WaitForDesktop(report.size());
+  const std::size_t size = report.size() * sizeof report[0];
+  sent_.BeginWrite(strokes, clock_.Now());
   const ssize_t written =
-      RetryOnSignal([&] { return write(keyboard_->Get(), report.data(), report.size_bytes()); });
-  if (written != static_cast<ssize_t>(report.size_bytes())) {
+      RetryOnSignal([&] { return write(keyboard_->Get(), report.data(), size); });
+  sent_.EndWrite(clock_.Now());
+  if (written != static_cast<ssize_t>(size)) {
     GiveUpKeyboard(written < 0 ? errno : EIO);
   }
 }

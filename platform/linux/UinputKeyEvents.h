@@ -11,6 +11,7 @@
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
 #include "platform/linux/KeyStrokes.h"
+#include "platform/linux/SentKeys.h"
 
 struct input_event;
 
@@ -32,10 +33,11 @@ class UinputKeyEvents final : public KeyEvents {
   using MakeKeyboard = std::function<int()>;
 
   /// @param log    receives one line if keys cannot be typed; outlives this object
-  /// @param clock  used for pauses; outlives this object
+  /// @param clock  used for pauses; its Now is the monotonic clock; outlives this object
+  /// @param sent   learns which strokes are written; outlives this object
   /// @param make   creates the keyboard like MakeVirtualKeyboard
   UinputKeyEvents(
-      SystemLog& log, Clock& clock,
+      SystemLog& log, Clock& clock, SentKeys& sent,
       MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); });
 
   /// Sends about 24 characters immediately and the rest at 320 per second. The kernel drops events
@@ -45,11 +47,12 @@ class UinputKeyEvents final : public KeyEvents {
  private:
   bool HaveKeyboard();
   void ReadLights();
-  void Write(std::span<const input_event> report);
+  void Write(std::span<const KeyStroke> strokes);
   void WaitForDesktop(std::size_t count);
   void GiveUpKeyboard(int error);
 
   Clock& clock_;
+  SentKeys& sent_;
   const MakeKeyboard make_;
   TypingFailure failure_;
   std::optional<UniqueFd> keyboard_;

@@ -3,6 +3,9 @@
 #include <xcb/xcbext.h>
 #include <xcb/xtest.h>
 
+#include <algorithm>
+#include <vector>
+
 // This C header has a member named "explicit", a C++ keyword.
 #ifdef __clang__
 #pragma clang diagnostic push
@@ -15,6 +18,7 @@
 #pragma clang diagnostic pop
 #endif
 
+#include "platform/linux/X11OwnKeys.h"
 #include "platform/linux/Xcb.h"
 
 namespace quillet::platform::linux_desktop {
@@ -45,15 +49,24 @@ class X11KeyEvents::Connection : public XcbConnection {
     return capsLock_;
   }
 
+  void Send(std::span<const KeyStroke> strokes, std::uint32_t ownKeys) {
+    while (!strokes.empty()) {
+      const auto some = strokes.first(std::min(strokes.size(), kMostAnnounced));
+      if (ownKeys != 0) AnnounceKeys(xcb_, ownKeys, some);
+      for (const KeyStroke stroke : some) Put(stroke);
+      if (ownKeys != 0) ConfirmKeys(xcb_, ownKeys);
+      strokes = strokes.subspan(some.size());
+    }
+    xcb_flush(xcb_);
+  }
+
+ private:
   void Put(KeyStroke stroke) {
     xcb_test_fake_input(xcb_, stroke.down ? XCB_KEY_PRESS : XCB_KEY_RELEASE,
                         static_cast<std::uint8_t>(stroke.code + offset_), XCB_CURRENT_TIME,
                         XCB_NONE, 0, 0, 0);
   }
 
-  void Flush() { xcb_flush(xcb_); }
-
- private:
   void FollowCapsLock() {
     const auto* extension = xcb_get_extension_data(xcb_, &xcb_xkb_id);
     if (extension == nullptr || !extension->present) return;
@@ -78,15 +91,17 @@ class X11KeyEvents::Connection : public XcbConnection {
   bool capsLock_ = false;
 };
 
-X11KeyEvents::X11KeyEvents(SystemLog& log) : failure_(log) {}
+X11KeyEvents::X11KeyEvents(SystemLog& log, std::uint32_t ownKeys)
+    : failure_(log), ownKeys_(ownKeys) {}
 
 X11KeyEvents::~X11KeyEvents() = default;
 
 void X11KeyEvents::Post(std::span<const KeyEvent> events) {
   if (!Connect()) return;
+  std::vector<KeyStroke> strokes;
   ToKeyStrokes(events, connection_->CapsLock(),
-               [this](KeyStroke stroke) { connection_->Put(stroke); });
-  connection_->Flush();
+               [&](KeyStroke stroke) { strokes.push_back(stroke); });
+  connection_->Send(strokes, ownKeys_);
 }
 
 bool X11KeyEvents::Connect() {

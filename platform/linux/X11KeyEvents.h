@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "base/SystemLog.h"
@@ -17,7 +18,8 @@ class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log  receives one line if the server cannot be reached or has no XTEST extension;
   ///             outlives this object
-  explicit X11KeyEvents(SystemLog& log);
+  /// @param ownKeys  X11OwnKeys::window, or 0 if the program's windows must not ignore the keys
+  explicit X11KeyEvents(SystemLog& log, std::uint32_t ownKeys = 0);
   ~X11KeyEvents() override;
 
   /// Sends all events without waiting for the server to process them.
@@ -29,6 +31,7 @@ class X11KeyEvents final : public KeyEvents {
   bool Connect();
 
   TypingFailure failure_;
+  const std::uint32_t ownKeys_;
   std::unique_ptr<Connection> connection_;
 };
 

@@ -2,10 +2,12 @@
 
 #include <CoreGraphics/CoreGraphics.h>
 
+#include <cstdint>
 #include <utility>
 #include <vector>
 
 #include "platform/macos/CfText.h"
+#include "platform/macos/ObjectiveC.h"
 
 namespace quillet::platform::macos {
 namespace {
@@ -15,11 +17,16 @@ constexpr auto kAnnotatedSessionTap = static_cast<CGEventTapLocation>(2);
 constexpr auto kShiftFlag = static_cast<CGEventFlags>(0x20000);
 constexpr auto kCommandFlag = static_cast<CGEventFlags>(0x100000);
 
+// kCGEventSourceUserData: a number that Quartz passes on with an event.
+constexpr auto kUserData = static_cast<CGEventField>(42);
+constexpr std::int64_t kOwnEvent = 0x5175696c6c6574;  // "Quillet"
+
 CfOwner<CGEventRef> MakeEvent(CGEventSourceRef source, const KeyEvent& event) {
   CfOwner<CGEventRef> made(CGEventCreateKeyboardEvent(source, event.virtualKey, event.down));
   if (made != nullptr && event.flag != KeyFlag::kNone) {
     CGEventSetFlags(made.get(), event.flag == KeyFlag::kShift ? kShiftFlag : kCommandFlag);
   }
+  if (made != nullptr) CGEventSetIntegerValueField(made.get(), kUserData, kOwnEvent);
   return made;
 }
 
@@ -36,6 +43,13 @@ void QuartzKeyEvents::Post(std::span<const KeyEvent> events) {
   for (const auto& event : made) CGEventPost(kAnnotatedSessionTap, event.get());
   // Releases the events in posting order, before the source.
   for (auto& event : made) event.reset();
+}
+
+bool QuartzOwnKeys::IsOwnEvent(const void* event) {
+  const AutoreleasePool pool;
+  const id received = static_cast<id>(const_cast<void*>(event));
+  const auto quartz = Send<CGEventRef>(received, "CGEvent");
+  return quartz != nullptr && CGEventGetIntegerValueField(quartz, kUserData) == kOwnEvent;
 }
 
 void QuartzKeyEvents::AskForPermission() {

@@ -2,6 +2,7 @@
 
 #include "base/SystemLog.h"
 #include "platform/KeyEvents.h"
+#include "platform/OwnKeys.h"
 
 namespace quillet::platform::macos {
 
@@ -25,6 +26,14 @@ class QuartzKeyEvents final : public KeyEvents {
 
   SystemLog& log_;
   bool asked_ = false;
+};
+
+/// Recognizes the events of QuartzKeyEvents by their user data.
+class QuartzOwnKeys final : public OwnKeys {
+ public:
+  /// @param event  an NSEvent
+  bool IsOwnEvent(const void* event) override;
+  bool IsOwnKey(const WindowKey&) override { return false; }
 };
 
 }  // namespace quillet::platform::macos

@@ -109,7 +109,8 @@ struct UinputHarness final : StrokesHarness {
 
   int ends[2] = {};
   FakeClock clock{100000};
-  UinputKeyEvents keys{log, clock, [this] { return ends[0]; }};
+  SentKeys sent{std::chrono::milliseconds(1)};
+  UinputKeyEvents keys{log, clock, sent, [this] { return ends[0]; }};
 };
 
 class KeyEventsContract : public Contract<KeyEventsHarness> {

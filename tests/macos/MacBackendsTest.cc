@@ -1,5 +1,7 @@
 // Tests of the macOS backends for the pasteboard, the application, launched applications and keys.
 
+#include <CoreGraphics/CoreGraphics.h>
+
 #include "platform/macos/AppKit.h"
 #include "platform/macos/LaunchServicesApplications.h"
 #include "platform/macos/QuartzKeyEvents.h"
@@ -101,6 +103,7 @@ TEST_F(LaunchServicesApplicationsTest, SkipsApplicationsWithoutAPath) {
 constexpr std::uint16_t kKeyA = 0;
 constexpr std::uint16_t kKeyV = 9;
 constexpr std::uint16_t kReturn = 36;
+constexpr std::int64_t kUserData = 0x5175696c6c6574;
 
 struct QuartzKeyEventsTest : testing::Test {
   void Press(std::uint16_t key, KeyFlag flag) {
@@ -116,7 +119,8 @@ struct QuartzKeyEventsTest : testing::Test {
             .down = down,
             .flags = flags,
             .flagsWereSet = flags != 0,
-            .sourceState = 0};
+            .sourceState = 0,
+            .userData = kUserData};
   }
 
   Account account;
@@ -151,6 +155,16 @@ TEST_F(QuartzKeyEventsTest, ToleratesFailureToCreateASourceOrAnEvent) {
   TheMac().hasEvents = false;
   Press(kKeyA, KeyFlag::kShift);
   EXPECT_EQ(TheMac().posted.size(), 2U);
+}
+
+TEST_F(QuartzKeyEventsTest, RecognizesItsEventsByTheirUserData) {
+  const CGEventRef received = CGEventCreateKeyboardEvent(nullptr, kReturn, true);
+  platform::macos::QuartzOwnKeys ownKeys;
+  EXPECT_FALSE(ownKeys.IsOwnEvent(received));
+  Press(kReturn, KeyFlag::kNone);
+  CGEventSetIntegerValueField(received, 42, TheMac().posted.at(0).userData);
+  EXPECT_TRUE(ownKeys.IsOwnEvent(received));
+  CFRelease(received);
 }
 
 TEST_F(QuartzKeyEventsTest, LogsAndRequestsMissingPermissionOnce) {

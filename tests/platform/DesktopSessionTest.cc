@@ -34,9 +34,9 @@ TEST(DesktopSessionTest, SendsKeysThroughX11OnlyInAnX11Session) {
       return found == session.variables.end() ? nullptr : found->second.c_str();
     };
     EXPECT_EQ(IsX11Session(environment), session.isX11);
-    const auto keys = MakeKeyEventsOfSession(environment, log, clock);
-    EXPECT_EQ(dynamic_cast<X11KeyEvents*>(keys.get()) != nullptr, session.isX11);
-    EXPECT_EQ(dynamic_cast<UinputKeyEvents*>(keys.get()) != nullptr, !session.isX11);
+    const SessionKeys keys = MakeKeysOfSession(environment, log, clock, nullptr);
+    EXPECT_EQ(dynamic_cast<X11KeyEvents*>(keys.events.get()) != nullptr, session.isX11);
+    EXPECT_EQ(dynamic_cast<UinputKeyEvents*>(keys.events.get()) != nullptr, !session.isX11);
   }
 }
 

@@ -97,7 +97,8 @@ class UinputKeyEventsTest : public ::testing::Test {
   int desktop_ = -1;
   test::RecordingLog log_;
   FakeClock clock_{100000};
-  UinputKeyEvents keys_{log_, clock_, [this] { return Make(); }};
+  SentKeys sent_{1ms};
+  UinputKeyEvents keys_{log_, clock_, sent_, [this] { return Make(); }};
 };
 
 TEST_F(UinputKeyEventsTest, CreatesTheKeyboardOnceOnFirstUse) {

@@ -55,7 +55,11 @@ void XClient::TakeFocus() {
   const std::uint32_t keys = XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE;
   xcb_change_window_attributes(xcb_, window, XCB_CW_EVENT_MASK, &keys);
   xcb_map_window(xcb_, window);
-  xcb_set_input_focus(xcb_, XCB_INPUT_FOCUS_NONE, window, XCB_CURRENT_TIME);
+  Focus();
+}
+
+void XClient::Focus() {
+  xcb_set_input_focus(xcb_, XCB_INPUT_FOCUS_NONE, windows_.back(), XCB_CURRENT_TIME);
   Synchronize();
 }
 

@@ -27,6 +27,8 @@ class XClient {
 
   /// Creates a window and gives it focus.
   void TakeFocus();
+  /// Gives the last window focus. It must be visible.
+  void Focus();
   /// Returns the code of the window's next key event: negative for a release, 0 if there is none.
   int NextKey();
 

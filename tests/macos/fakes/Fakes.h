@@ -81,6 +81,7 @@ struct PostedKey {
   std::uint64_t flags = 0;
   bool flagsWereSet = false;
   int sourceState = -1;  ///< -1: the event has no source
+  std::int64_t userData = 0;
 
   bool operator==(const PostedKey&) const = default;
 };

@@ -43,6 +43,16 @@ void CGEventSetFlags(CGEventRef reference, CGEventFlags flags) {
   event.key.flagsWereSet = true;
 }
 
+void CGEventSetIntegerValueField(CGEventRef reference, CGEventField field, int64_t value) {
+  EXPECT_EQ(field, 42U) << "not kCGEventSourceUserData";
+  As<Event>(reference).key.userData = value;
+}
+
+int64_t CGEventGetIntegerValueField(CGEventRef reference, CGEventField field) {
+  EXPECT_EQ(field, 42U) << "not kCGEventSourceUserData";
+  return As<Event>(reference).key.userData;
+}
+
 void CGEventPost(CGEventTapLocation tap, CGEventRef reference) {
   auto& event = As<Event>(reference);
   Called(event.Name() + " posted");

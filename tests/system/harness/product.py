@@ -70,10 +70,10 @@ class Quillet:
 
     def window(self):
         """Returns the X11 ID of the main window, or None if the window is not visible."""
-        windows = self._windows("--name", "^Quillet V")
+        windows = self.windows("--name", "^Quillet V")
         return windows[0] if windows else None
 
-    def _windows(self, *options):
+    def windows(self, *options):
         """Returns the X11 IDs of the program's visible windows, including open drop-down lists."""
         found = self._desktop.xdotool("search", "--all", "--onlyvisible", "--pid", self.pid,
                                       *options)
@@ -212,9 +212,9 @@ class Quillet:
         """Opens the port list and selects an entry. Positions start at 0."""
         self._desktop.xdotool("windowactivate", "--sync", self.window())
         self._port_list().act("Press")
-        wait_until(lambda: len(self._windows()) == 2, "the open list on the screen")
+        wait_until(lambda: len(self.windows()) == 2, "the open list on the screen")
         self._desktop.xdotool("key", "Home", *["Down"] * position, "Return")
-        wait_until(lambda: len(self._windows()) == 1, "the list to close")
+        wait_until(lambda: len(self.windows()) == 1, "the list to close")
 
     def type_keys(self, *keys):
         self._desktop.xdotool("windowactivate", "--sync", self.window(), "key", *keys)

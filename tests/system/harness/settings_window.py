@@ -21,15 +21,15 @@ class SettingsWindow:
     def wait_until_open(self):
         """Waits until the window is open and has focus."""
         wait_until(self.is_open, "the settings window")
-        wait_until(self._has_focus, "focus in the settings window")
+        wait_until(self.has_focus, "focus in the settings window")
 
-    def _has_focus(self, name="Settings"):
+    def has_focus(self, name="Settings"):
         return self._desktop.xdotool("getactivewindow", "getwindowname") == name
 
     def open_panel(self):
         """Opens the file panel and waits until it has focus."""
         self.type_keys("alt+b")
-        wait_until(lambda: self._has_focus("Choose a file for the records"), "the file panel")
+        wait_until(lambda: self.has_focus("Choose a file for the records"), "the file panel")
 
     def _dialog(self):
         application = self._desktop.accessibility.application(self._quillet.pid)

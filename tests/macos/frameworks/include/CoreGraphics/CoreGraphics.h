@@ -11,6 +11,7 @@ extern "C" {
 typedef struct __CGEvent* CGEventRef;
 typedef struct __CGEventSource* CGEventSourceRef;
 typedef uint16_t CGKeyCode;
+typedef uint32_t CGEventField;
 typedef uint64_t CGEventFlags;
 typedef int32_t CGEventSourceStateID;
 typedef uint32_t CGEventTapLocation;
@@ -18,6 +19,8 @@ typedef uint32_t CGEventTapLocation;
 CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state);
 CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode key, bool down);
 void CGEventSetFlags(CGEventRef event, CGEventFlags flags);
+void CGEventSetIntegerValueField(CGEventRef event, CGEventField field, int64_t value);
+int64_t CGEventGetIntegerValueField(CGEventRef event, CGEventField field);
 void CGEventPost(CGEventTapLocation tap, CGEventRef event);
 bool CGPreflightPostEventAccess(void);
 bool CGRequestPostEventAccess(void);

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+
+#include "platform/linux/KeyStrokes.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// Key strokes that this program has sent, until one of its windows receives them. Strokes that
+/// another program receives are forgotten after 1024 newer ones. One thread at a time.
+///
+/// Times are in milliseconds. They may wrap around.
+class ExpectedKeys {
+ public:
+  /// Adds a stroke that is about to be sent.
+  /// @param earliest  time before which the stroke cannot occur, if known
+  void Add(KeyStroke stroke, std::optional<std::uint32_t> earliest = {});
+
+  /// Sets the time by which all strokes added so far have occurred.
+  void SetLatest(std::uint32_t latest);
+
+  /// Removes the oldest stroke that equals `stroke` and could have occurred at `time`.
+  /// @return false if there is none
+  bool Take(KeyStroke stroke, std::uint32_t time);
+
+ private:
+  struct Expected {
+    KeyStroke stroke;
+    std::optional<std::uint32_t> earliest;
+    std::optional<std::uint32_t> latest;
+  };
+
+  std::deque<Expected> expected_;
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <span>
+#include <vector>
+
+#include "platform/OwnKeys.h"
+#include "platform/linux/ExpectedKeys.h"
+#include "platform/linux/KeyStrokes.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// Recognizes key events that UinputKeyEvents sent. A Wayland client does not learn which keyboard
+/// an event comes from. The kernel puts the time on each event during the write, and compositors
+/// pass this time on (libinput, libinput_event_keyboard_get_time). A key event is therefore
+/// recognized by its code, direction and time.
+///
+/// Limits: on a compositor that uses another clock, no event is recognized.
+class SentKeys final : public OwnKeys {
+ public:
+  /// @param delay  longest time from the write to the time stamp of the event
+  explicit SentKeys(std::chrono::milliseconds delay) : delay_(delay) {}
+
+  ///@{ Call before and after a write. Any thread, one at a time.
+  /// @param now  time of the monotonic clock (clock_gettime(2), CLOCK_MONOTONIC)
+  void BeginWrite(std::span<const KeyStroke> strokes, std::chrono::nanoseconds now);
+  void EndWrite(std::chrono::nanoseconds now);
+  ///@}
+
+  bool IsOwnEvent(const void*) override { return false; }
+  bool IsOwnKey(const WindowKey& key) override;
+
+ private:
+  const std::chrono::milliseconds delay_;
+  std::mutex mutex_;  // guards expected_
+  ExpectedKeys expected_;
+  std::vector<std::uint16_t> held_;  // codes of recognized keys that are down; main thread
+};
+
+}  // namespace quillet::platform::linux_desktop
