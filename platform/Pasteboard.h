@@ -14,6 +14,10 @@ class Pasteboard {
   /// @param text  UTF-8
   /// @return false if the text was not stored and will not be stored later
   virtual bool SetString(std::string_view text) = 0;
+
+  /// Makes the contents survive this process. Call before the process ends. Waits for other
+  /// programs, but at most 1 s. Main thread.
+  virtual void Keep() {}
 };
 
 }  // namespace quillet::platform

@@ -48,7 +48,9 @@ void Program::Run(platform::SerialRegistry& registry, platform::posix::SingleIns
   if (instance_) instance_->Listen(watcher_, [this](const auto& token) { Raise(token); });
   delegate_.applicationDidFinishLaunching();
   platform::posix::LeaveLikewiseOnExit(log_);
-  Leave(QApplication::exec());
+  const int status = QApplication::exec();
+  desktop_.pasteboard->Keep();
+  Leave(status);
 }
 
 void Program::Raise(const std::string& token) {
@@ -61,6 +63,7 @@ void Program::Raise(const std::string& token) {
 void Program::LeaveOnSignal() {
   constexpr std::chrono::seconds kLongestFlush{1};
   delegate_.windowWillClose();
+  desktop_.pasteboard->Keep();
   if (instance_) instance_->End();
   platform::posix::LeaveProcess(EXIT_SUCCESS, log_, kLongestFlush);
 }

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <functional>
+
+namespace quillet::platform::qt {
+
+// The parts of the X11 clipboard that Qt does not offer. Main thread, while a QApplication exists.
+
+/// Returns true if Qt owns the clipboard. Also returns true if Qt does not use X11, where Qt does
+/// not report the owner.
+bool OwnsClipboard();
+
+/// Calls `action` on the main loop after Qt has handled an event with the X server's current time.
+/// Qt uses the time of its latest event when it claims the clipboard. Calls `action` at once if Qt
+/// does not use X11 or owns the clipboard.
+void AfterCurrentTime(std::function<void()> action);
+
+/// See QtPasteboard::Keep.
+void SaveClipboard();
+
+}  // namespace quillet::platform::qt

@@ -1,0 +1,32 @@
+#!/usr/bin/python3
+"""Owns the clipboard until it is ended: clipboard_owner.py TEXT
+
+With --manager instead of TEXT, is a clipboard manager: when a program asks it to save the
+clipboard, it copies the text and owns it from then on (freedesktop.org, ClipboardManager).
+"""
+
+import sys
+import tkinter
+
+root = tkinter.Tk()
+root.withdraw()
+
+
+def own(text):
+    root.clipboard_clear()
+    root.clipboard_append(text)
+
+
+def save(_offset, _length):
+    own(root.selection_get(selection="CLIPBOARD", type="UTF8_STRING"))
+    return ""
+
+
+if sys.argv[1:] == ["--manager"]:
+    root.selection_handle(save, selection="CLIPBOARD_MANAGER", type="SAVE_TARGETS")
+    root.selection_own(selection="CLIPBOARD_MANAGER")
+else:
+    own(sys.argv[1])
+root.update()
+print("ready", flush=True)
+root.mainloop()
