@@ -1,6 +1,7 @@
 """Tests the window Earlier synchronizations."""
 
 import os
+import shutil
 
 import gi
 
@@ -8,7 +9,7 @@ gi.require_version("Gio", "2.0")
 from gi.repository import Gio  # noqa: E402
 
 from harness.accessibility import Unreachable
-from harness.archive import records_files
+from harness.archive import FOLDER, records_files
 from harness.case import OUTPUT, SHARED, Settings, SystemTest, messages, some_records, wait_until
 from harness.lines import file_text
 
@@ -17,6 +18,10 @@ COLUMNS = 6
 
 
 class EarlierSynchronizationsTest(SystemTest):
+
+    def setUp(self):
+        shutil.rmtree(FOLDER, ignore_errors=True)
+        super().setUp()
 
     def xdotool(self, *arguments):
         return self.desktop.xdotool(*arguments)
