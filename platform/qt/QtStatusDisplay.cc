@@ -88,9 +88,12 @@ void QtStatusDisplay::SetUp(QStatusBar& strip) {
     button.setFocusPolicy(Qt::TabFocus);  // typed records must not press it after a click
     button.setAutoDefault(true);          // Return presses it if it has the focus
     Outline(button);
-    QObject::connect(&button, &QPushButton::clicked, &button, [this, i] {
-      // The action may show other buttons.
-      if (i < actions_.size()) std::function<void()>(actions_[i].run)();
+    // A press that began on a button with another title has no effect.
+    QObject::connect(&button, &QPushButton::pressed, &button,
+                     [this, &button] { pressedTitle_ = button.text(); });
+    QObject::connect(&button, &QPushButton::clicked, &button, [this, i, &button] {
+      if (i >= actions_.size() || pressedTitle_ != button.text()) return;
+      std::function<void()>(actions_[i].run)();  // a copy, since the action may replace the buttons
     });
     strip.addPermanentWidget(&button);
     height = qMax(height, button.sizeHint().height());
@@ -117,8 +120,6 @@ void QtStatusDisplay::ShowActions() {
     const bool shown = i < actions_.size();
     const QString title = shown ? WithMnemonic(actions_[i].title, used) : QString();
     if (button.text() != title) {
-      // A press that began on another title must not take effect.
-      button.setDown(false);
       if (button.hasFocus()) nextFocus_.setFocus();
       button.setText(title);
     }

@@ -31,6 +31,7 @@ class QtStatusDisplay final : public StatusDisplay {
   QProgressBar& bar_;
   std::array<QPushButton*, kMaximumActions> buttons_;
   std::vector<StripAction> actions_;
+  QString pressedTitle_;
 };
 
 }  // namespace quillet::platform::qt
