@@ -19,15 +19,17 @@ namespace {
 constexpr itimerval kLongestEnd{.it_interval = {}, .it_value = {.tv_sec = 1, .tv_usec = 500'000}};
 
 std::atomic<int> signalPipe = -1;
-static_assert(std::atomic<int>::is_always_lock_free, "used by a signal handler");
+std::atomic<bool> timerStarted = false;
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "used by a signal handler");
 
 // POSIX does not list setitimer() as safe in signal handlers, but it is a plain system call. The
-// timer works even if the main thread hangs.
+// timer works even if the main thread hangs. Later signals do not extend its time.
 void HandleSignal(int) {
   const int before = errno;
   const char byte = 0;
   static_cast<void>(!write(signalPipe, &byte, 1));
-  setitimer(ITIMER_REAL, &kLongestEnd, nullptr);
+  if (!timerStarted.exchange(true)) setitimer(ITIMER_REAL, &kLongestEnd, nullptr);
   errno = before;
 }
 

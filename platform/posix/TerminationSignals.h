@@ -9,8 +9,8 @@
 namespace quillet::platform::posix {
 
 /// Calls a function on the main thread when the process receives SIGTERM, SIGINT or SIGHUP. The
-/// function must end the process. If the process is still running 1.5 s after the signal, it ends
-/// with status 1.
+/// function must end the process. If the process is still running 1.5 s after the first signal, it
+/// ends with status 1.
 ///
 /// A signal that is ignored when the object is created stays ignored, as nohup(1) requires.
 ///

@@ -48,8 +48,10 @@ TEST(TerminationSignals, EndAHangingProcessWithinTwoSeconds) {
               std::signal(SIGTERM, SIG_DFL);
               OneWatch loop;
               const TerminationSignals signals(loop, [] {});
-              raise(SIGTERM);
-              while (true) std::this_thread::sleep_for(seconds(60));
+              for (int i = 0; i < 100; ++i) {
+                raise(SIGTERM);
+                std::this_thread::sleep_for(milliseconds(50));
+              }
               return 0;
             }).Wait(),
             EXIT_FAILURE);
