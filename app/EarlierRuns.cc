@@ -264,8 +264,7 @@ void EarlierRuns::SaveFile(const std::string& title, const std::string& name,
   const auto path = platform_.panels.RunExportPanel(title, folder_, name);
   if (!path) return;
   folder_ = path->substr(0, path->rfind('/'));
-  const bool written = platform_.files.Replace(*path, contents);
-  window_.ShowMessage(written
+  window_.ShowMessage(platform_.files.Replace(*path, contents)
                           ? "Saved: " + *path
                           : "This file cannot be written: " + *path + ". Choose another folder.");
 }

@@ -10,6 +10,9 @@
 #include "output/TextEncoding.h"
 
 namespace quillet {
+
+using platform::FileStore;
+
 namespace {
 
 // Far larger than any valid settings file. Limits memory use if the path names another kind of
@@ -36,8 +39,8 @@ void LumetFile::CreateBarcodeDirectory() {
   }
 }
 
-bool LumetFile::WriteDataToFile(const std::string& path, std::string_view data, bool /*spare*/,
-                                bool append) {
+FileStore::Replaced LumetFile::WriteDataToFile(const std::string& path, std::string_view data,
+                                               bool /*spare*/, bool append) {
   Log(log_, "-[LumetFile WriteDataToFile::::]", "[", ForeignText(path), "]", ForeignText(data));
   std::string text;
   if (append) {
@@ -45,7 +48,7 @@ bool LumetFile::WriteDataToFile(const std::string& path, std::string_view data, 
     if (existing) text = DecodeTextFile(*existing);
   }
   text.append(data);
-  const bool written = files_.Replace(path, text);
+  const FileStore::Replaced written = files_.Replace(path, text);
   Log(log_, written ? "Success" : "Fail to write");
   return written;
 }

@@ -42,8 +42,9 @@ class LumetFile {
   /// @param data    the text in UTF-8
   /// @param spare   unused
   /// @param append  whether to keep the text of an existing file, converted to UTF-8, before `data`
-  /// @return true if the file is replaced and synchronized with the storage device
-  bool WriteDataToFile(const std::string& path, std::string_view data, bool spare, bool append);
+  /// @return see FileStore::Replace
+  platform::FileStore::Replaced WriteDataToFile(const std::string& path, std::string_view data,
+                                                bool spare, bool append);
 
   /// Returns true if `path` refers to the settings file, directly or through a link. Runs must not
   /// write there: their records would replace the settings, and the next Save would replace the

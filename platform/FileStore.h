@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -27,11 +28,26 @@ class FileStore {
   /// @return the bytes, or no value if the file is missing, not regular or not readable
   virtual std::optional<std::string> Read(const std::string& path, std::size_t limit) = 0;
 
+  /// Result of Replace. Converts to true if there was no error.
+  struct Replaced {
+    int error = 0;  ///< 0, or the error number (errno(3)) of the operation that failed
+    /// Whether the contents and the directory entry are on the storage device. Without an error,
+    /// false means that the system cannot flush the folder.
+    bool synchronized = false;
+    explicit operator bool() const { return error == 0; }
+  };
+
   /// Creates or replaces a file atomically: if the process is killed, the file has either its old
-  /// or its new contents. A symbolic link at `path` is replaced, not followed.
-  /// @return true if the file was replaced and synchronized with the storage device; false if the
-  ///         file is unchanged or a power failure may undo the replacement
-  virtual bool Replace(const std::string& path, std::string_view contents) = 0;
+  /// or its new contents. A symbolic link at `path` is replaced, not followed. After an error, the
+  /// file is unchanged or a power failure may undo the replacement.
+  virtual Replaced Replace(const std::string& path, std::string_view contents) = 0;
+
+  /// Waits until the directory entries of a file and of all folders in its path are on the storage
+  /// device.
+  /// @param path   absolute path of the file
+  /// @param limit  maximum waiting time
+  /// @return false after `limit` or if one of them may not be on the device
+  virtual bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) = 0;
 
   /// Creates a folder for GrowingFiles, and its parents, accessible only to the user.
   /// @return true if the folder exists afterwards

@@ -3,33 +3,75 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <future>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 #include "base/Retry.h"
+#include "base/UniqueFd.h"
 
 namespace quillet::platform::posix {
+namespace {
+
+// The program cannot have created entries in a folder that it must not change.
+bool IsWritable(const std::string& folder) {
+  return faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0;
+}
+
+}  // namespace
 
 bool WriteAll(int file, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = RetryOnSignal([&] { return write(file, bytes.data(), bytes.size()); });
+    if (written == 0) errno = EIO;
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
 }
 
+// EINTR is not a failure to write: the signal ended the call early (fsync(2)).
 bool SynchronizeFile(int file) {
 #ifdef F_FULLFSYNC
-  // On macOS, fsync() leaves data in the drive's cache (fsync(2)). Some file systems do not support
-  // F_FULLFSYNC.
-  if (fcntl(file, F_FULLFSYNC) == 0) return true;
+  // On macOS, fsync() leaves data in the drive's cache (fsync(2)).
+  if (RetryOnSignal([&] { return fcntl(file, F_FULLFSYNC); }) == 0) return true;
+  // These errors mean that the file system does not support F_FULLFSYNC. Others are failures.
+  if (errno != ENOTSUP && errno != ENOTTY && errno != EINVAL) return false;
 #endif
   return RetryOnSignal([&] { return fsync(file); }) == 0;
 }
 
-bool SynchronizeFolder(int folder) {
-  // fsync(2): EINVAL and EROFS mean that the file system cannot synchronize folders.
-  return SynchronizeFile(folder) || errno == EINVAL || errno == EROFS;
+// Includes all folders of the path, since an earlier process may have created them without flushing
+// them.
+bool SynchronizeEntries(std::string path) {
+  for (bool containsFile = true; path.size() > 1; containsFile = false) {
+    path.resize(std::max<std::size_t>(path.rfind('/'), 1));
+    const UniqueFd folder(
+        RetryOnSignal([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (folder.IsOpen() && SynchronizeFile(folder.Get())) continue;
+    // fsync(2): EINVAL means that the file system cannot flush folders. An example is the parent
+    // folder of file systems that autofs mounts. Its entries are not on any disk.
+    const bool hasNoEntries =
+        folder.IsOpen() ? errno == EINVAL : errno == EACCES && !IsWritable(path);
+    if (containsFile || !hasNoEntries) return false;
+  }
+  return true;
+}
+
+bool RunWithLimit(std::chrono::milliseconds limit, std::function<bool()> work) try {
+  std::promise<bool> promise;
+  std::future<bool> result = promise.get_future();
+  std::thread([work = std::move(work), done = std::move(promise)]() mutable {
+    const bool succeeded = work();
+    work = nullptr;  // releases its data before the caller continues
+    done.set_value(succeeded);
+  }).detach();
+  return result.wait_for(limit) == std::future_status::ready && result.get();
+} catch (const std::system_error&) {
+  return false;
 }
 
 }  // namespace quillet::platform::posix

@@ -131,6 +131,11 @@ void CopyPermissions(int file, const struct stat& old) {
   static_cast<void>(fchmod(file, mode));
 }
 
+// The result of an operation that has just failed.
+FileStore::Replaced Failure() {
+  return {.error = errno != 0 ? errno : EIO};
+}
+
 }  // namespace
 
 bool PosixFileStore::CreateFolder(const std::string& path) {
@@ -169,12 +174,12 @@ std::optional<std::string> PosixFileStore::Read(const std::string& path, std::si
   return std::nullopt;  // not enough memory
 }
 
-bool PosixFileStore::Replace(const std::string& path, std::string_view contents) {
+FileStore::Replaced PosixFileStore::Replace(const std::string& path, std::string_view contents) {
   const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos || slash + 1 == path.size()) return false;
+  if (slash == std::string::npos || slash + 1 == path.size()) return {.error = EISDIR};
   const std::string name = path.substr(slash + 1);
   const UniqueFd folder(OpenFolder(path.substr(0, slash + 1)));
-  if (!folder.IsOpen()) return false;
+  if (!folder.IsOpen()) return Failure();
 
   struct stat old {};
   const bool replacesLink =
@@ -188,17 +193,25 @@ bool PosixFileStore::Replace(const std::string& path, std::string_view contents)
   const mode_t mode = replacesFile || replacesLink ? S_IRUSR | S_IWUSR : kDefaultFileMode;
   Temporary temporary = CreateTemporary(folder.Get(), name, mode);
   UniqueFd& file = temporary.file;
-  if (!file.IsOpen()) return false;
+  if (!file.IsOpen()) return Failure();
   // Keeps the lock until the file is renamed, while the result of closing `file` is checked.
   const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
   if (replacesFile) CopyPermissions(file.Get(), old);
   if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||
       renameat(folder.Get(), temporary.name.c_str(), folder.Get(), name.c_str()) != 0) {
+    const Replaced failure = Failure();
     unlinkat(folder.Get(), temporary.name.c_str(), 0);
-    return false;
+    return failure;
   }
-  // A folder without read permission cannot be synchronized (fsync(2): EBADF).
-  return SynchronizeFolder(folder.Get()) || errno == EBADF;
+  if (SynchronizeFile(folder.Get())) return {.synchronized = true};
+  // fsync(2): EBADF means that the folder was opened without read permission, EINVAL that the file
+  // system cannot flush folders.
+  if (errno == EBADF || errno == EINVAL) return {};
+  return Failure();
+}
+
+bool PosixFileStore::SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) {
+  return RunWithLimit(limit, [path] { return posix::SynchronizeEntries(path); });
 }
 
 bool PosixFileStore::CreatePrivateFolder(const std::string& path) {

@@ -25,9 +25,14 @@ class PosixFileStore final : public FileStore {
   ///
   /// If the process is killed, its temporary file may remain. While the file is being written, it
   /// has an advisory lock (flock(2)).
-  /// @return false if the folder is missing or not writable, `path` ends with a slash or is a
-  ///         folder, a name is too long, or the device is full or fails
-  bool Replace(const std::string& path, std::string_view contents) override;
+  /// Fails if the folder is missing or not writable, `path` ends with a slash or is a folder, a
+  /// name is too long, or the device is full or fails. A folder that cannot be read cannot be
+  /// flushed.
+  Replaced Replace(const std::string& path, std::string_view contents) override;
+
+  /// Calls fsync() on the folders. Ignores folders that this user cannot read or write and folders
+  /// of file systems without fsync(), unless they contain the file itself.
+  bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override;
 
   /// Creates folders with mode 0700.
   bool CreatePrivateFolder(const std::string& path) override;

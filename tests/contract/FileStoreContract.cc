@@ -1,3 +1,5 @@
+#include <cerrno>
+#include <chrono>
 #include <optional>
 
 #include "platform/FileStore.h"
@@ -50,7 +52,9 @@ TEST_P(FileStoreContract, ReadReturnsNothingForAMissingFile) {
 TEST_P(FileStoreContract, ReplaceCreatesOrOverwritesAFile) {
   const std::string large(3'000'000, 'y');
   for (const std::string& contents : {std::string("a\0\xFF\r\n", 5), large, std::string()}) {
-    EXPECT_TRUE(store_.Replace(path_, contents));
+    const auto replaced = store_.Replace(path_, contents);
+    EXPECT_EQ(replaced.error, 0);
+    EXPECT_TRUE(replaced.synchronized);
     EXPECT_EQ(store_.Read(path_, kAll), contents);
   }
 }
@@ -75,6 +79,7 @@ TEST_P(FileStoreContract, CreatesAFolderAndItsParents) {
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(store_.CreateFolder(path_ + "/a/b"));
   EXPECT_TRUE(store_.Replace(path_ + "/a/b/file", "inside"));
   EXPECT_EQ(store_.Read(path_ + "/a/b/file", kAll), "inside");
+  EXPECT_TRUE(store_.SynchronizeEntries(path_ + "/a/b/file", std::chrono::seconds(30)));
   EXPECT_EQ(store_.Read(path_ + "/a", kAll), std::nullopt) << "a folder";
   EXPECT_FALSE(store_.Replace(path_ + "/a", "new")) << "a folder";
 }
@@ -87,7 +92,8 @@ TEST_P(FileStoreContract, CreateFolderFailsIfAFileIsInTheWay) {
 }
 
 TEST_P(FileStoreContract, ReplaceFailsIfTheFolderIsMissing) {
-  EXPECT_FALSE(store_.Replace(path_ + "/file", "new"));
+  EXPECT_EQ(store_.Replace(path_ + "/file", "new").error, ENOENT);
+  EXPECT_FALSE(store_.SynchronizeEntries(path_ + "/file", std::chrono::seconds(30)));
   EXPECT_EQ(store_.Read(path_ + "/file", kAll), std::nullopt);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -23,10 +24,14 @@ class MemoryFiles final : public platform::FileStore {
     if (found == files_.end()) return std::nullopt;
     return found->second.substr(0, limit);
   }
-  bool Replace(const std::string& path, std::string_view contents) override {
-    if (folders_.contains(path) || !folders_.contains(FolderOf(path))) return false;
+  Replaced Replace(const std::string& path, std::string_view contents) override {
+    if (folders_.contains(path)) return {.error = EISDIR};
+    if (!folders_.contains(FolderOf(path))) return {.error = ENOENT};
     files_[path] = contents;
-    return true;
+    return {.synchronized = true};
+  }
+  bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds) override {
+    return folders_.contains(FolderOf(path));
   }
   bool CreatePrivateFolder(const std::string& path) override { return CreateFolder(path); }
   std::shared_ptr<platform::GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {

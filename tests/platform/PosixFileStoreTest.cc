@@ -221,13 +221,18 @@ TEST_F(PosixFileStoreTest, ReadCreateAndReplaceFailWithoutPermission) {
   EXPECT_FALSE(AsOrdinaryUser([&] { return store_.Read(secret, kAll).has_value(); }));
   chmod(folder_.path().c_str(), 0555);
   EXPECT_FALSE(AsOrdinaryUser([&] { return store_.CreateFolder(folder_ / "new"); }));
-  EXPECT_FALSE(AsOrdinaryUser([&] { return store_.Replace(file, "new"); }));
+  EXPECT_TRUE(AsOrdinaryUser([&] { return store_.Replace(file, "new").error == EACCES; }));
   EXPECT_EQ(store_.Read(file, kAll), "old");
 }
 
 TEST_F(PosixFileStoreTest, ReplaceWorksInAFolderThatCannotBeListed) {
   chmod(folder_.path().c_str(), 0333);
-  EXPECT_TRUE(AsOrdinaryUser([&] { return store_.Replace(folder_ / "file", "new"); }));
+  EXPECT_TRUE(AsOrdinaryUser([&] {
+    const auto replaced = store_.Replace(folder_ / "file", "new");
+    return replaced.error == 0 && !replaced.synchronized;
+  }));
+  EXPECT_FALSE(AsOrdinaryUser(
+      [&] { return store_.SynchronizeEntries(folder_ / "file", std::chrono::seconds(30)); }));
   chmod(folder_.path().c_str(), 0755);
   EXPECT_EQ(store_.Read(folder_ / "file", kAll), "new");
   EXPECT_EQ(folder_.Names(), Names{"file"});
@@ -248,6 +253,24 @@ TEST_F(PosixFileStoreTest, FlushesAGrowingFileOnlyIfItsFolderIsReadable) {
   }
 }
 
+TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
+  // fsync() fails with EINVAL for /proc/self and with EACCES for a folder that is not accessible.
+  const std::string path = "/proc/self/root" + folder_.path() + "/private/inner/file";
+  chmod(folder_.path().c_str(), 0755);
+  fs::create_directories(folder_ / "private/inner");
+  chmod((folder_ / "private/inner").c_str(), 0777);
+  chmod((folder_ / "private").c_str(), 0711);
+  EXPECT_TRUE(AsOrdinaryUser([&] {
+    const auto file = store_.OpenGrowing(path, true);
+    return file && file->Append("a") && file->Synchronize(std::chrono::seconds(30)) &&
+           store_.SynchronizeEntries(path, std::chrono::seconds(30));
+  }));
+  // The user may have created the folder "inner" itself.
+  chmod((folder_ / "private").c_str(), 0733);
+  EXPECT_FALSE(
+      AsOrdinaryUser([&] { return store_.SynchronizeEntries(path, std::chrono::seconds(30)); }));
+}
+
 TEST_F(PosixFileStoreTest, FailedWriteChangesNothing) {
   const std::string path = folder_.Put("file", "old");
   EXPECT_EQ(Child([&] {
@@ -255,7 +278,7 @@ TEST_F(PosixFileStoreTest, FailedWriteChangesNothing) {
               const rlimit limit{100'000, 100'000};
               setrlimit(RLIMIT_FSIZE, &limit);
               std::signal(SIGXFSZ, SIG_IGN);
-              return store_.Replace(path, std::string(100'001, 'n')) ? 1 : 0;
+              return store_.Replace(path, std::string(100'001, 'n')).error == EFBIG ? 0 : 1;
             }).Wait(),
             0);
   EXPECT_EQ(store_.Read(path, kAll), "old");

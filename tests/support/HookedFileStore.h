@@ -14,9 +14,12 @@ class HookedFileStore : public platform::FileStore {
   std::optional<std::string> Read(const std::string& path, std::size_t limit) override {
     return files_.Read(path, limit);
   }
-  bool Replace(const std::string& path, std::string_view contents) override {
+  Replaced Replace(const std::string& path, std::string_view contents) override {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
     return files_.Replace(path, contents);
+  }
+  bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override {
+    return files_.SynchronizeEntries(path, limit);
   }
   bool CreatePrivateFolder(const std::string& path) override {
     return files_.CreatePrivateFolder(path);
