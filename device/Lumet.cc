@@ -50,6 +50,7 @@ void Lumet::InitTavo() {
   Log(log_, "-[Lumet InitTavo]");
   receive_.Reset();
   cmdArray_.StartConnection();
+  queuePort_ = serial_.openings();
   display_ = DisplayState();
   // If the command thread of the previous connection is still running, it is reused.
   if (commandThread_.Claim() && !commandThread_.Start([this] { CommandThread(); })) {
@@ -259,17 +260,30 @@ void Lumet::EraseIfPermitted() {
     Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the records are not on the disk");
     return ConsumeHead();
   }
-  // Another scanner may have been connected during the wait.
-  if (cmdArray_.Contains(*head_)) SendErase(*permit);
+  // Another scanner may have been connected during the wait. InitTavo restarts the queue before it
+  // stores the new port, so the port must be read first.
+  const std::uint32_t port = queuePort_;
+  if (cmdArray_.Contains(*head_)) SendErase(*permit, port);
 }
 
-void Lumet::SendErase(const ErasePermit& /*permit*/) {
-  ThreadSendCommand();
+void Lumet::SendErase(const ErasePermit& /*permit*/, std::uint32_t port) {
+  TakeCommand();
+  LogCommand();
+  if (serial_.transmitIfSamePort(port, commandBuf_[0])) {
+    AwaitAnswer(kCommandWait);
+  } else {
+    Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the port was closed");
+    bCommandDone_ = 1;
+  }
+}
+
+void Lumet::LogCommand() {
+  Log(log_, "-[Lumet SendCommand]", "[",
+      ForeignText(commandBuf_, static_cast<std::size_t>(commandLength_)), ":", commandLength_, "]");
 }
 
 void Lumet::SendCommand() {
-  Log(log_, "-[Lumet SendCommand]", "[",
-      ForeignText(commandBuf_, static_cast<std::size_t>(commandLength_)), ":", commandLength_, "]");
+  LogCommand();
   // Cleared before sending, since a fast scanner may answer during the pause after the last byte.
   bCommandDone_ = 0;
   serial_.transmitCharacters(commandBuf_, commandLength_);
@@ -277,6 +291,10 @@ void Lumet::SendCommand() {
 
 std::uint8_t Lumet::SendCommandAndWait(std::int32_t waitFactor) {
   SendCommand();
+  return AwaitAnswer(waitFactor);
+}
+
+std::uint8_t Lumet::AwaitAnswer(std::int32_t waitFactor) {
   for (std::int32_t poll = 0; poll < kPollsPerWaitFactor * waitFactor; ++poll) {
     if (bCommandDone_) return 1;
     clock_.Sleep(kPollPause);

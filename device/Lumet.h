@@ -154,8 +154,10 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
  private:
   void Receive(std::span<const std::uint8_t> bytes);
-  void SendErase(const ErasePermit& permit);
+  void SendErase(const ErasePermit& permit, std::uint32_t port);
   void ShowReceived();
+  void LogCommand();
+  std::uint8_t AwaitAnswer(std::int32_t waitFactor);
   void InitialSetting();
   void TruncateSerialNumber(std::int32_t length);
 
@@ -169,6 +171,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   ReceiveMachine receive_{bCommandDone_};
   Word<std::int32_t> syncEndIndex_ = 0;
   CommandQueue cmdArray_;
+  Word<std::uint32_t> queuePort_ = 0;  // SerialPort::openings of the port of the queued commands
   std::optional<CommandQueue::Entry> head_;  // the current entry; command thread
   ThreadHandle commandThread_;
   std::atomic<std::uint8_t> bConnected_ = 0;

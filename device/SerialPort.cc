@@ -28,6 +28,7 @@ constexpr platform::LineSettings kScannerLine{115200, 8, 0, 1};
 }  // namespace
 
 std::int32_t Descriptor::Exchange(std::int32_t replacement) {
+  replacements_.fetch_add(1);
   const std::int32_t old = number_.exchange(replacement);
   while (users_.load() != 0) std::this_thread::yield();
   return old;
@@ -104,6 +105,18 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
     });
     clock_.Sleep(kTransmitPause);
   }
+}
+
+// Descriptor::With reads the number first. If the count is unchanged afterwards, the number belongs
+// to the same opening, and closing the line waits until the byte is written.
+bool SerialPort::transmitIfSamePort(std::uint32_t openings, std::uint8_t byte) {
+  const bool written = outputfd_.With([&](std::int32_t line) {
+    if (this->openings() != openings) return false;
+    line_.Write(line, byte);
+    return true;
+  });
+  if (written) clock_.Sleep(kTransmitPause);
+  return written;
 }
 
 // The two close functions differ intentionally: only closing the output closes descriptor 0.

@@ -33,6 +33,9 @@ class Descriptor {
   /// The current number, or -1 if closed. Another thread may close the line at any time.
   operator std::int32_t() const noexcept { return number_.load(); }
 
+  /// How often the number has been replaced. Any thread.
+  std::uint32_t replacements() const { return replacements_.load(); }
+
   /// Calls `use`, which must not block, with the current number. The line stays open until `use`
   /// returns.
   template <class Use>
@@ -49,6 +52,7 @@ class Descriptor {
 
  private:
   std::atomic<std::int32_t> number_{0};
+  std::atomic<std::uint32_t> replacements_{0};
   std::atomic<std::int32_t> users_{0};
 };
 
@@ -91,6 +95,14 @@ class SerialPort {
   /// @param bytes  the bytes to write
   /// @param count  the number of bytes; 0 or less writes nothing
   void transmitCharacters(const std::uint8_t* bytes, std::int32_t count);
+
+  /// Like transmitCharacters, but writes a byte only if the port has been neither opened nor closed
+  /// since `openings` returned the given value.
+  /// @return false if it has
+  bool transmitIfSamePort(std::uint32_t openings, std::uint8_t byte);
+
+  /// How often the port has been opened or closed for writing. Any thread.
+  std::uint32_t openings() const { return outputfd_.replacements(); }
 
   /// Body of the read thread.
   [[noreturn]] void ReadThread();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@ namespace quillet::test {
 class RecordingLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {
+    if (onWrite) onWrite(line);
     const std::lock_guard lock(mutex_);
     lines_.emplace_back(line);
   }
@@ -29,6 +31,8 @@ class RecordingLog final : public SystemLog {
     const std::lock_guard lock(mutex_);
     lines_.clear();
   }
+
+  std::function<void(std::string_view line)> onWrite;  ///< called before a line is kept
 
  private:
   mutable std::mutex mutex_;

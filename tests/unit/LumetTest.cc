@@ -346,6 +346,40 @@ TEST_F(LumetTest, DoesNotEraseAScannerConnectedDuringTheWait) {
   EXPECT_TRUE(lumet.bCommandDone());
 }
 
+TEST_F(LumetTest, SendsNoEraseAfterTheCableIsUnplugged) {
+  lumet.EraseTavoMemory();
+  archive.onAwait = [this] { lumet.disconnectTavo(); };
+  Dispatch();
+  EXPECT_EQ(line.Sent(), "");
+  EXPECT_TRUE(lumet.bCommandDone());
+  EXPECT_EQ(clock.Count(100ms), 0U) << "no wait for an answer";
+}
+
+TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
+  // Opens another port during the wait, but does not begin the connection until the erase command
+  // has been handled.
+  std::atomic<bool> opened = false;
+  std::atomic<bool> handled = false;
+  log.onWrite = [&](std::string_view written) {
+    if (!written.ends_with("Open succeeded !!!")) return;
+    opened = true;
+    EXPECT_TRUE(WaitFor([&] { return handled.load(); }));
+  };
+  std::thread connecting;
+  archive.onAwait = [&] {
+    lumet.disconnectTavo();
+    connecting = std::thread([&] { lumet.connectTavo("other port"); });
+    EXPECT_TRUE(WaitFor([&] { return opened.load(); }));
+  };
+  lumet.EraseTavoMemory();
+  Dispatch();
+  EXPECT_EQ(line.Sent(), "");
+  EXPECT_TRUE(lumet.bCommandDone());
+  handled = true;
+  connecting.join();
+  log.onWrite = nullptr;
+}
+
 TEST_F(LumetTest, LogsACommandThatDoesNotFitIntoTheQueue) {
   for (int i = 0; i < 128; ++i) lumet.GetSerialNumber();
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
