@@ -29,16 +29,16 @@ void Run::Begin(std::int32_t destination) {
   syncfileData.Set("");
 }
 
-void Run::Add(const std::string& record, std::int32_t destination) {
+void Run::Add(const std::string& record, std::int32_t destination, std::int64_t line) {
   ++barcodeCount;
   if (destination != kToFile) return;
-  Gather(record);
+  Gather(record, line);
   if (barcodeindex++ % kRecordsPerDot == 0) show_(".", false);
 }
 
 // The main thread may begin a run and replace the records at any time. Gather therefore takes the
 // records out of gathered_, and puts them back only if gathered_ is still null.
-void Run::Gather(const std::string& record) {
+void Run::Gather(const std::string& record, std::int64_t line) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
@@ -49,6 +49,8 @@ void Run::Gather(const std::string& record) {
   // records with non-ASCII characters.
   records->text.append(record, 0, Utf16Length(record));
   ++records->count;
+  if (records->lines.end != line) records->lines.first = line;
+  records->lines.end = line + 1;
   Records* none = nullptr;
   if (gathered_.compare_exchange_strong(none, records.get())) {
     static_cast<void>(records.release());
@@ -64,6 +66,7 @@ bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFi
   if (runsUnderWay_ > 0) --runsUnderWay_;
   isShown_ = false;
   recordsInFile = 0;
+  linesOnDisk = {};
   refusedSettingsFile = false;
   bIsUnderSynchronization = false;
   if (count == 0) {
@@ -89,9 +92,11 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   Log(log_, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
   refusedSettingsFile = file.IsSettingsFile(name);
   // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
-  if (!refusedSettingsFile &&
-      file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0)) {
-    recordsInFile = records->count;
+  if (!refusedSettingsFile) {
+    const auto written =
+        file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0);
+    if (written) recordsInFile = records->count;
+    if (written.synchronized) linesOnDisk = records->lines;
   }
   show_("\nSynchronized to " + name, true);
 }

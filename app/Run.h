@@ -14,6 +14,7 @@
 #include "device/ByteField.h"
 #include "device/Settings.h"
 #include "output/LumetFile.h"
+#include "output/RunArchive.h"
 
 namespace quillet {
 
@@ -42,7 +43,8 @@ class Run {
 
   /// Counts a record. If the destination is the file, shows a dot for the first of every 64 records
   /// and, during a run, gathers the record. Read thread.
-  void Add(const std::string& record, std::int32_t destination);
+  /// @param line  number of the record's line; see RunArchive::KeepLine
+  void Add(const std::string& record, std::int32_t destination, std::int64_t line);
 
   /// Ends a run: writes the file and shows its path and the number of records. May be called twice
   /// for one run. Read thread.
@@ -59,6 +61,7 @@ class Run {
   std::atomic<std::int32_t> barcodeCount{0};   ///< number of records in the run
   std::atomic<std::int32_t> barcodeindex{0};   ///< number of records gathered for the file
   Word<std::int32_t> recordsInFile = 0;  ///< number of records that the last End wrote to the file
+  LineRange linesOnDisk;  ///< these lines, if they are consecutive and on the disk; read thread
   Word<bool> refusedSettingsFile = false;  ///< the last End refused to write to the settings file
   SharedText syncfileData;                 ///< unused; always empty
   SharedText syncfileName;                 ///< path of the last file written
@@ -68,9 +71,10 @@ class Run {
     Records();
     std::string text;
     std::int32_t count = 0;
+    LineRange lines;  // the last consecutive lines
   };
 
-  void Gather(const std::string& record);
+  void Gather(const std::string& record, std::int64_t line);
   void Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
              LumetFile& file);
 

@@ -54,9 +54,9 @@ void SyncController::DoSynchronization() {
 
 void SyncController::DisplayBarcode(const std::string& record) {
   Log(platform_.log, "-[SyncController DisplayBarcode:]");
-  archive_->KeepLine(record);
+  const std::int64_t line = archive_->KeepLine(record);
   const std::int32_t target = lumet->destination;
-  run_.Add(record, target);
+  run_.Add(record, target, line);
   if (target == kToFile) return;
   if (target == kToView) return DisplayRecord(record);
   if (target == kToNamedApplication) {
@@ -72,7 +72,7 @@ void SyncController::SynchronizeFinished() {
   // In burst mode, missing records cannot be detected: the scanner's count includes erased records.
   const bool complete = lumet->bBurstSync || barcodeCount >= lumet->SyncEndIndex();
   const bool hadRecords = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
-  if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.recordsInFile);
+  if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.linesOnDisk);
   archive_->End(complete);
   if (run_.refusedSettingsFile) Raise(Notice::kSettingsFileAsFile, RefusedFileMessage(*archive_));
   earlierRuns_->RunEnded();

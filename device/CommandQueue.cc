@@ -65,6 +65,20 @@ std::optional<CommandQueue::Entry> CommandQueue::Head() const {
   }
 }
 
+bool CommandQueue::Holds(std::uint8_t type) const {
+  for (;;) {
+    const Indices begun = indices_.load();
+    bool found = false;
+    for (std::size_t start = begun.cmdRead; !found && start + 2 <= begun.cmdWrite;) {
+      const std::uint8_t entry = cmdArray_[start + 1].load();
+      found = entry == type;
+      start += 1 + (entry == 'W' ? 1 : std::size_t{cmdArray_[start].load()});
+    }
+    // See Head.
+    if (indices_.load().generation == begun.generation) return found;
+  }
+}
+
 bool CommandQueue::Consume(const Entry& entry) {
   Indices now = indices_.load();
   while (now.generation == entry.indices.generation) {

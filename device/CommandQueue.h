@@ -63,6 +63,9 @@ class CommandQueue {
     return now.generation == entry.indices.generation && now.cmdRead == entry.indices.cmdRead;
   }
 
+  /// Returns true if the queue contains a command of this type. Any thread.
+  bool Holds(std::uint8_t type) const;
+
   /// If the queue is empty, restarts the buffer at its beginning. Any thread.
   void RewindIfEmpty();
 

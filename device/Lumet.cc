@@ -84,6 +84,9 @@ void Lumet::Receive(std::span<const std::uint8_t> bytes) {
     if (step.event == Event::kUnsolicited) {
       download_->SynchronizeData();
     } else if (step.event != Event::kNone) {
+      // SynchronizeData and SynchronizeBurstData archive the answers to "p" and "P".
+      const bool isMisplaced = commandType_ != 'p' && commandType_ != 'P';
+      if (step.event == Event::kFrame && isMisplaced) download_->KeepMisplacedRecord();
       HandleCommandData(receive_.RxBuffer().data(), receive_.writePtr());
     }
     cmdArray_.RewindIfEmpty();
@@ -119,7 +122,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
       break;
     case 'N':
       syncEndIndex_ = static_cast<std::int32_t>(MakeOneNumber(data));
-      if (archive_) archive_->DownloadStarted();
+      if (archive_) archive_->DownloadStarted(cmdArray_.Holds('E'));
       break;
     case 'P':
       download_->SynchronizeBurstData();

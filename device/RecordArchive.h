@@ -28,9 +28,11 @@ class ErasePermit {
 class RecordArchive {
  public:
   /// Called when the scanner has reported how many records it has. Read thread.
-  virtual void DownloadStarted() = 0;
+  /// @param erasePending  whether an erase command of an earlier run is still queued
+  virtual void DownloadStarted(bool erasePending) = 0;
 
-  /// Stores a record that is not part of a burst. Called before the record is delivered. Read
+  /// Stores a record that is not part of a burst. Called before the record is delivered, and for a
+  /// record that is not delivered, because it arrived as the answer to another command. Read
   /// thread.
   /// @param record  the stored record as received; valid during the call
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;

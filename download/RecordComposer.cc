@@ -97,6 +97,10 @@ std::uint16_t TwoBytesAt(RecordComposer::Bytes buffer, std::int32_t index) {
 
 }  // namespace
 
+bool RecordComposer::IncludesData(std::int32_t dataorder) {
+  return static_cast<std::uint32_t>(dataorder) < kOrders.size();
+}
+
 std::string_view RecordComposer::Compose(Bytes buffer, std::int32_t offset) {
   BufferOffset = offset;
   BarcodeBufferOffset = 0;
@@ -120,11 +124,11 @@ void RecordComposer::GetDataByOrder(Bytes buffer) {
   std::int32_t code = ByteAt(buffer, BufferOffset) & kCodeMask;
   BufferOffset += 1;
   if (!identity_.bTavo300) code = RemapOlderCode(code);
-  const auto order = static_cast<std::uint32_t>(settings_.dataorder);
-  if (order >= kOrders.size()) return;
+  const std::int32_t dataorder = settings_.dataorder;
+  if (!IncludesData(dataorder)) return;
   const std::uint16_t date = TwoBytesAt(buffer, BufferOffset + BarcodeLength);
   const std::uint16_t time = TwoBytesAt(buffer, BufferOffset + BarcodeLength + 2);
-  for (const OrderedField& ordered : kOrders[order]) {
+  for (const OrderedField& ordered : kOrders[static_cast<std::size_t>(dataorder)]) {
     switch (ordered.field) {
       case Field::kName:
         GetBarcodeTypeEx(buffer, code, ordered.delimiterBefore);

@@ -31,6 +31,9 @@ class RecordComposer {
   RecordComposer(const RecordComposer&) = delete;
   RecordComposer& operator=(const RecordComposer&) = delete;
 
+  /// Returns true if lines contain the data of their records with this value of `dataorder`.
+  static bool IncludesData(std::int32_t dataorder);
+
   /// Composes the line of the record at `offset`.
   /// @return the line, not converted to UTF-8; valid until the next call.
   std::string_view Compose(Bytes buffer, std::int32_t offset);

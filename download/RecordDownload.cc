@@ -98,15 +98,28 @@ void RecordDownload::SynchronizeBurstData() {
 }
 
 void RecordDownload::SynchronizeData() {
-  if (RecordArchive* const archive = session_.archive()) {
-    const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
-    // Either length may be wrong, so all bytes that the composer may read are kept.
-    const std::int32_t frame = session_.receive().totallength() - kLengthBytes;
-    const std::int32_t record = RecordLength(records, 0, session_.bTavo300);
-    const auto length = static_cast<std::size_t>(std::max(frame, record));
-    archive->KeepRecord(records.first(std::min(length, records.size())));
-  }
+  // Either length may be wrong, so all bytes that the composer may read are kept.
+  const std::int32_t frame = session_.receive().totallength() - kLengthBytes;
+  const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
+  KeepFrame(std::max(frame, RecordLength(records, 0, session_.bTavo300)));
   Deliver(kLengthBytes);
+}
+
+// The layout is unknown until the scanner has sent its firmware version, so both are tried.
+void RecordDownload::KeepMisplacedRecord() {
+  constexpr std::int32_t kShortestRecord = 6;
+  const std::int32_t frame = session_.receive().totallength() - kLengthBytes;
+  const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
+  const bool isRecord =
+      RecordLength(records, 0, false) == frame || RecordLength(records, 0, true) == frame;
+  if (isRecord && frame >= kShortestRecord) KeepFrame(frame);
+}
+
+void RecordDownload::KeepFrame(std::int32_t length) {
+  const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
+  if (RecordArchive* const archive = session_.archive()) {
+    archive->KeepRecord(records.first(std::min(static_cast<std::size_t>(length), records.size())));
+  }
 }
 
 void RecordDownload::Deliver(std::int32_t offset) {

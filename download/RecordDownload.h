@@ -21,11 +21,14 @@ class RecordDownload final : public Download {
   void SynchronizeOneRecord() override;
   void SynchronizeBurstData() override;
   void SynchronizeData() override;
+  /// Called for a frame that arrived as the answer to another command than "p".
+  void KeepMisplacedRecord() override;
 
   /// The most recently composed line, before its conversion to UTF-8. Read thread.
   std::string_view BarcodeBuffer() const { return composer_.BarcodeBuffer(); }
 
  private:
+  void KeepFrame(std::int32_t length);
   void Deliver(std::int32_t offset);
   void RequestRecord(std::int32_t index);
 

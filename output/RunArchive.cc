@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/Utf8.h"
+#include "download/RecordComposer.h"
+#include "download/StoredRecords.h"
 #include "output/ArchivedRun.h"
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"
@@ -13,18 +16,14 @@ namespace {
 using namespace std::chrono_literals;
 using platform::FileStore;
 
-constexpr std::string_view kRecordsEnding = ".records";
-constexpr std::string_view kLinesEnding = ".txt";
-constexpr std::string_view kOpenEnding = ".open";
-
 // Flushing a run's files to the disk takes milliseconds, but seconds if a slow disk is busy.
 constexpr auto kLongestSynchronization = 30s;
 constexpr auto kPollPause = 50ms;
 constexpr int kFlushAttempts = 10;
+constexpr int kMaximumDayFiles = 1000;
 constexpr int kOutputFilePolls = 30s / kPollPause;
 
 constexpr std::size_t kLinesPerWrite = std::size_t{64} * 1024;  // bytes
-constexpr int kMaximumNumber = 1000;
 
 }  // namespace
 
@@ -34,81 +33,94 @@ RunArchive::RunArchive(platform::Clock& clock, FileStore& files, const Settings&
       files_(files),
       settings_(settings),
       scanner_(scanner),
-      folder_(std::move(folder)) {}
-
-std::string RunArchive::PathOf(std::string_view name, std::string_view ending) const {
-  return folder_ + "/" + std::string(name) + std::string(ending);
-}
-
-std::vector<std::string> RunArchive::TakeInterruptedRuns() {
-  std::vector<std::string> names;
-  for (const FileStore::Entry& entry : files_.List(folder_)) {
-    if (!entry.name.ends_with(kOpenEnding)) continue;
-    std::string name = entry.name.substr(0, entry.name.size() - kOpenEnding.size());
-    // The file cannot be opened while another process is writing the run.
-    if (!files_.OpenGrowing(PathOf(name, kRecordsEnding), false)) continue;
-    files_.Remove(PathOf(name, kOpenEnding));
-    names.push_back(std::move(name));
-  }
-  return names;
-}
+      folder_(files, std::move(folder)) {}
 
 void RunArchive::Begin() {
-  const bool ownFiles = runsInProgress_ == 0 || interrupted_;
-  // An interrupted run may still receive records and send its erase command.
-  overlaps_ = runsInProgress_ > 0;
+  // A new connection drops the erase commands of an interrupted run, or they are sent before the
+  // scanner reports its records to the next run.
+  overlaps_ = runsInProgress_ > 0 && !interrupted_;
+  if (runsInProgress_ == 0 || interrupted_) startsRun_ = true;
   if (interrupted_) runsInProgress_ = 0;
-  if (ownFiles) startsRun_ = true;
   interrupted_ = false;
   ++runsInProgress_;
 }
 
-// Resets the counts here, not in Begin: an earlier run may send its erase command after Begin.
-void RunArchive::DownloadStarted() {
-  if (overlaps_ || eraseExpected_) return;
-  received_ = 0;
-  inOutputFile_ = 0;
+// Forgets the records of earlier runs here, not in Begin: an earlier run may send its erase command
+// after Begin.
+void RunArchive::DownloadStarted(bool erasePending) {
+  if (overlaps_ || erasePending) return;
+  unitsBefore_ = unitsBegun_.load();
+  unitsCopied_ = -1;
+  linesBefore_ = lines_;
+  lineIsDue_ = false;
+  linesLackData_ = false;
   failed_ = false;
   cutOff_ = false;
+  const bool dropsDay = day_.records && !IsUsable(day_);
+  if (dropsDay) {
+    dayFailed_ = true;
+    day_ = {};
+  }
   const std::lock_guard lock(mutex_);
   closed_.clear();
   if (startsRun_) current_[0] = {};  // of the previous run
+  if (dropsDay) current_[1] = {};
 }
 
 void RunArchive::KeepRecord(std::span<const std::uint8_t> record) {
+  // If the length is wrong, the line may not contain all data.
+  const std::int32_t length = RecordLength(record, 0, scanner_.bTavo300 != 0);
+  if (lineIsDue_ || length != static_cast<std::int32_t>(record.size())) linesLackData_ = true;
+  lineIsDue_ = true;
   KeepUnit("record", record);
 }
 
 void RunArchive::KeepBurst(std::span<const std::uint8_t> records) {
+  if (std::exchange(lineIsDue_, false)) linesLackData_ = true;
   KeepUnit("burst", records);
   inBurst_ = true;
 }
 
 void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> bytes) {
-  Volume& volume = Current();
-  // The scanner or the settings may have changed since the file was opened.
-  std::string header = Header();
-  if (header != volume.header) {
-    AppendEntry(volume, header);
-    volume.header = std::move(header);
-  }
   ++unitsBegun_;
   entry_.assign(kind).append(" ").append(std::to_string(bytes.size())).append("\n");
   entry_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()).append("\n");
-  AppendEntry(volume, entry_);
+  if (!AppendUnit()) {
+    Failed();
+    AppendUnit();  // to new files
+  }
   ++unitsKept_;
 }
 
-void RunArchive::KeepLine(std::string_view line) {
-  ++received_;
+// Appends entry_.
+bool RunArchive::AppendUnit() {
+  Volume& volume = Current();
+  latest_ = &volume;
+  // The scanner or the settings may have changed since the file was opened.
+  std::string header = Header();
+  if (header != volume.header) {
+    if (!AppendEntry(volume, header)) return false;
+    volume.header = std::move(header);
+  }
+  return AppendEntry(volume, entry_);
+}
+
+// The output file does not contain all data of the line if Run::Gather or the composer cuts it, or
+// if the order of the fields is invalid.
+std::int64_t RunArchive::KeepLine(std::string_view line) {
+  lineIsDue_ = false;
+  if (!IsAscii(line) || line.size() + 1 >= RecordComposer::kBarcodeBufferSize ||
+      !RecordComposer::IncludesData(settings_.dataorder)) {
+    linesLackData_ = true;
+  }
   pendingLines_.append(line);
   if (!inBurst_ || pendingLines_.size() >= kLinesPerWrite) AppendLines();
+  return lines_++;
 }
 
 void RunArchive::AppendLines() {
-  Volume& volume = runsInProgress_ > 0 ? run_ : day_;
-  if (!volume.lines || !volume.lines->Append(pendingLines_)) Failed();
-  volume.size += pendingLines_.size();
+  if (!latest_ || !latest_->lines || !latest_->lines->Append(pendingLines_)) Failed();
+  if (latest_) latest_->size += pendingLines_.size();
   pendingLines_.clear();
 }
 
@@ -118,9 +130,16 @@ void RunArchive::BurstDelivered(bool complete) {
   if (!complete) cutOff_ = true;
 }
 
-void RunArchive::OutputFileWritten(const std::string& path, std::int64_t records) {
-  inOutputFile_ += records;
-  if (run_.records) AppendEntry(run_, "file " + EscapedText(path) + "\n");
+void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
+  const bool holdsAll = lines.first <= linesBefore_ && lines.end == lines_;
+  if (holdsAll && !lineIsDue_ && !linesLackData_) {
+    const std::lock_guard lock(mutex_);
+    outputFile_ = path;
+    unitsCopied_ = unitsBegun_.load();
+  } else {
+    unitsCopied_ = -1;  // may have replaced the file
+  }
+  if (run_.records) CheckedAppend(run_, "file " + EscapedText(path) + "\n");
 }
 
 void RunArchive::End(bool complete) {
@@ -128,37 +147,48 @@ void RunArchive::End(bool complete) {
   if (runsInProgress_ == 0) overlaps_ = false;
   CloseRun(complete && !cutOff_ && !failed_ ? "complete" : "incomplete");
   if (runsInProgress_ > 0) startsRun_ = true;
-  if (received_ > 0 && settings_.bClearMemory) eraseExpected_ = true;
 }
 
 void RunArchive::CloseRun(std::string_view status) {
   if (!std::exchange(run_.open, false)) return;
-  AppendEntry(run_, "end " + std::string(status) + " " + Timestamp() + "\n");
-  files_.Remove(PathOf(run_.name, kOpenEnding));
-  DropOldRuns();  // after the run, since listing the files would delay its records
+  CheckedAppend(run_, "end " + std::string(status) + " " + Timestamp() + "\n");
+  folder_.Unmark(run_.name);
+  folder_.DropOld();  // after the run, since listing the files would delay its records
 }
 
 void RunArchive::Erased() {
-  eraseExpected_ = false;
-  if (run_.records && !startsRun_) AppendEntry(run_, "erased " + Timestamp() + "\n");
+  if (run_.records && !startsRun_) CheckedAppend(run_, "erased " + Timestamp() + "\n");
 }
 
 std::optional<ErasePermit> RunArchive::AwaitCopy() {
   if (cutOff_) return Withheld(Problem::kCutOff);
-  if (const auto permit = ErasePermit::ForEmptyRun(received_)) return permit;
-  if (FilesSynchronized()) return ErasePermit();
-  // In a record-by-record download, the erase is queued before the output file is written.
-  for (int poll = 0; poll < kOutputFilePolls; ++poll) {
-    if (OutputFileIsACopy()) return ErasePermit();
-    if (settings_.destination != kToFile || runsInProgress_ == 0) break;
-    clock_.Sleep(kPollPause);
-  }
-  if (OutputFileIsACopy()) return ErasePermit();
+  if (const auto permit = ErasePermit::ForEmptyRun(unitsBegun_ - unitsBefore_)) return permit;
+  if (FilesSynchronized() || AwaitOutputFile()) return ErasePermit();
   return Withheld(Problem::kEraseWithheld);
 }
 
+// In a record-by-record download, the erase is queued before the output file is written.
+bool RunArchive::AwaitOutputFile() {
+  for (int poll = 0; poll < kOutputFilePolls && unitsCopied_ != unitsBegun_; ++poll) {
+    if (settings_.destination != kToFile || runsInProgress_ == 0) break;
+    clock_.Sleep(kPollPause);
+  }
+  return OutputFileIsACopy();
+}
+
+// The file itself has been flushed, but its folders may be new.
+bool RunArchive::OutputFileIsACopy() {
+  std::string path;
+  {
+    const std::lock_guard lock(mutex_);
+    path = outputFile_;
+  }
+  const std::int64_t copied = unitsCopied_;
+  return copied == unitsBegun_ && files_.SynchronizeEntries(path, kLongestSynchronization) &&
+         copied == unitsBegun_ && copied == unitsCopied_;
+}
+
 std::nullopt_t RunArchive::Withheld(Problem reason) {
-  eraseExpected_ = false;
   Report(reason);
   return std::nullopt;
 }
@@ -166,7 +196,7 @@ std::nullopt_t RunArchive::Withheld(Problem reason) {
 // Removes the files before it sets dayDeleted_, so the read thread never reopens a file that is
 // about to be removed.
 bool RunArchive::Delete(const std::string& name) {
-  if (files_.Exists(PathOf(name, kOpenEnding))) return false;
+  if (files_.Exists(folder_.PathOf(name, ArchiveFolder::kOpenEnding))) return false;
   bool isDay = false;
   bool isHeld = false;
   {
@@ -177,18 +207,11 @@ bool RunArchive::Delete(const std::string& name) {
   }
   // A file that this process has open may belong to the run in progress.
   if (isHeld && runsInProgress_ > 0) return false;
-  const std::string records = PathOf(name, kRecordsEnding);
-  if (!isHeld && !isDay && files_.Exists(records) && !files_.OpenGrowing(records, false)) {
-    return false;
-  }
+  if (!isHeld && !isDay && folder_.IsInUse(name)) return false;
   if (isHeld || isDay) failed_ = true;
-  for (const auto ending : {kLinesEnding, kRecordsEnding}) files_.Remove(PathOf(name, ending));
+  folder_.Remove(name);
   if (isDay) dayDeleted_ = true;
   return true;
-}
-
-bool RunArchive::OutputFileIsACopy() const {
-  return inOutputFile_ >= received_;
 }
 
 // A record may arrive during the flush. It may be in a file that has been flushed already, or in a
@@ -198,6 +221,7 @@ bool RunArchive::FilesSynchronized() {
     const std::int64_t kept = unitsKept_;
     if (!FlushFiles()) return false;
     if (unitsBegun_ == kept) return !failed_;
+    clock_.Sleep(kPollPause);
   }
   return false;
 }
@@ -208,11 +232,14 @@ bool RunArchive::FlushFiles() {
     const std::lock_guard lock(mutex_);
     files = closed_;
     for (const Held& held : current_) {
-      if (held.file) files.push_back(held);
+      if (held.records) files.push_back(held);
     }
   }
   for (const Held& held : files) {
-    if (held.file->Synchronize(kLongestSynchronization)) continue;
+    if (held.lines->Synchronize(kLongestSynchronization) &&
+        held.records->Synchronize(kLongestSynchronization)) {
+      continue;
+    }
     Failed();
     return false;
   }
@@ -242,29 +269,38 @@ RunArchive::Volume& RunArchive::Current() {
     OpenDay();
     return day_;
   }
-  if (startsRun_ || run_.size >= kFileSize) {
-    if (startsRun_) CloseRun("incomplete");  // an interrupted run
+  if (startsRun_) {
+    CloseRun("incomplete");  // an interrupted run
     startsRun_ = false;
-    OpenRun();
+    run_ = {};
   }
+  if (!IsUsable(run_) || run_.size >= kFileSize) OpenRun();
   return run_;
 }
 
+// Appending nothing fails if an earlier operation on the file has failed.
+bool RunArchive::IsUsable(const Volume& volume) {
+  return volume.records && volume.records->Append("") && volume.lines->Append("");
+}
+
+// Opens the first or the next files of the run.
 void RunArchive::OpenRun() {
   CloseRun("continued");
-  const platform::CalendarTime now = clock_.LocalTime();
-  char stamp[64];
-  std::snprintf(stamp, sizeof stamp, "%04d%02d%02d_%02d%02d%02d_", now.year, now.month, now.day,
-                now.hour, now.minute, now.second);
-  const std::string name = stamp + FileNamePart(scanner_.SerialNo.TextFrom(0));
-  std::string numbered = name;
-  for (int number = 2; !OpenVolume(run_, numbered, true) && number < kMaximumNumber; ++number) {
-    if (!files_.Read(PathOf(numbered, kRecordsEnding), 0)) return Failed();  // not a name conflict
-    numbered = name + "_" + std::to_string(number);
+  std::string first = run_.first;
+  if (first.empty()) {
+    const platform::CalendarTime now = clock_.LocalTime();
+    char stamp[64];
+    std::snprintf(stamp, sizeof stamp, "%04d%02d%02d_%02d%02d%02d_", now.year, now.month, now.day,
+                  now.hour, now.minute, now.second);
+    first = folder_.UnusedName(stamp + FileNamePart(scanner_.SerialNo.TextFrom(0)));
   }
+  const std::string name = folder_.UnusedName(first, ArchiveFolder::kVolumeMark);
+  if (!OpenVolume(run_, name, true)) return;
+  if (run_.first.empty()) folder_.NoteCreation(name);
+  run_.first = std::move(first);
   run_.open = true;
   // AwaitCopy flushes the new directory entry to the disk. Flushing it here would delay the run.
-  files_.OpenGrowing(PathOf(run_.name, kOpenEnding), true);
+  folder_.Mark(name);
 }
 
 void RunArchive::OpenDay() {
@@ -273,59 +309,59 @@ void RunArchive::OpenDay() {
   std::snprintf(name, sizeof name, "%04d%02d%02d_live", now.year, now.month, now.day);
   const bool deleted = dayDeleted_;
   if (deleted) dayDeleted_ = false;
-  if (!deleted && day_.records && day_.size < kFileSize && day_.name.starts_with(name)) return;
-  std::string numbered = name;
-  for (int number = 2; number < kMaximumNumber; ++number) {
-    const auto existing = files_.Read(PathOf(numbered, kRecordsEnding), kFileSize);
-    if (!existing) {
-      if (!OpenVolume(day_, numbered, true)) Failed();
-      return;
-    }
+  if (day_.records && !IsUsable(day_)) dayFailed_ = true;
+  if (!deleted && IsUsable(day_) && day_.size < kFileSize && day_.name.starts_with(name)) return;
+  for (int number = 1; number < kMaximumDayFiles && !dayFailed_; ++number) {
+    const std::string numbered = number == 1 ? name : name + ("_" + std::to_string(number));
+    const auto existing =
+        files_.Read(folder_.PathOf(numbered, ArchiveFolder::kRecordsEnding), kFileSize);
+    if (!existing) break;
     // Skips full files, files whose last entry is incomplete, and files that another process uses.
     const auto run = ReadArchivedRun(*existing);
     if (run && run->whole && OpenVolume(day_, numbered, false)) {
       day_.size = existing->size();
       return;
     }
-    numbered = std::string(name) + "_" + std::to_string(number);
   }
+  const std::string unused = folder_.UnusedName(name);
+  if (OpenVolume(day_, unused, true)) folder_.NoteCreation(unused);
 }
 
 // Replaces the volume. After an error, the volume is empty.
 bool RunArchive::OpenVolume(Volume& volume, const std::string& name, bool fresh) {
+  const std::string first = std::move(volume.first);
   volume = {};
-  if (!files_.CreatePrivateFolder(folder_)) return false;
-  File records = files_.OpenGrowing(PathOf(name, kRecordsEnding), fresh);
-  File lines = records ? files_.OpenGrowing(PathOf(name, kLinesEnding), fresh) : nullptr;
-  if (!lines) return false;
-  volume = {.records = records, .lines = std::move(lines), .name = name};
-  AppendEntry(volume, std::string(kArchiveHeader) + "\ntime " + Timestamp() + "\n");
+  volume.first = first;
+  if (name.empty() || !folder_.Create()) return false;
+  File records = files_.OpenGrowing(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), fresh);
+  File lines = records
+                   ? files_.OpenGrowing(folder_.PathOf(name, ArchiveFolder::kLinesEnding), fresh)
+                   : nullptr;
+  const std::string header = std::string(kArchiveHeader) + "\ntime " + Timestamp() + "\n";
+  if (!lines || !records->Append(header)) {
+    if (records && fresh) files_.Remove(folder_.PathOf(name, ArchiveFolder::kRecordsEnding));
+    if (lines && fresh) files_.Remove(folder_.PathOf(name, ArchiveFolder::kLinesEnding));
+    return false;
+  }
+  volume.name = name;
+  volume.records = std::move(records);
+  volume.lines = std::move(lines);
+  volume.size = header.size();
   const std::lock_guard lock(mutex_);
   Held& current = current_[&volume == &run_ ? 0 : 1];
-  if (current.file) closed_.push_back(std::move(current));
-  current = {name, std::move(records)};
+  if (current.records) closed_.push_back(std::move(current));
+  current = {name, volume.records, volume.lines};
   return true;
 }
 
-void RunArchive::AppendEntry(Volume& volume, std::string_view entry) {
-  if (!volume.records || !volume.records->Append(entry)) return Failed();
+bool RunArchive::AppendEntry(Volume& volume, std::string_view entry) {
+  if (!volume.records || !volume.records->Append(entry)) return false;
   volume.size += entry.size();
+  return true;
 }
 
-// Deletes the oldest runs. Names begin with the date, so they sort by age. The files of the current
-// run cannot be opened again, so they are kept.
-void RunArchive::DropOldRuns() {
-  std::vector<FileStore::Entry> entries = files_.List(folder_);
-  std::size_t runs = 0;
-  std::uint64_t bytes = 0;
-  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-    bytes += entry->bytes;
-    if (entry->name.ends_with(kRecordsEnding)) ++runs;
-    if (runs <= kRuns && bytes <= kArchiveSize) continue;
-    const std::string name = entry->name.substr(0, entry->name.rfind('.'));
-    if (name == day_.name || !files_.OpenGrowing(PathOf(name, kRecordsEnding), false)) continue;
-    for (const auto ending : {kLinesEnding, kRecordsEnding}) files_.Remove(PathOf(name, ending));
-  }
+void RunArchive::CheckedAppend(Volume& volume, std::string_view entry) {
+  if (!AppendEntry(volume, entry)) Failed();
 }
 
 std::string RunArchive::Header() const {

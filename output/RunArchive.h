@@ -17,17 +17,26 @@
 #include "device/RecordArchive.h"
 #include "device/ScannerIdentity.h"
 #include "device/Settings.h"
+#include "output/ArchiveFolder.h"
 #include "platform/Clock.h"
 #include "platform/FileStore.h"
 
 namespace quillet {
+
+/// Consecutive composed lines, numbered from 0 in the order of RunArchive::KeepLine: the lines from
+/// `first` up to, but not including, `end`.
+struct LineRange {
+  std::int64_t first = 0;
+  std::int64_t end = 0;
+};
 
 /// Writes every received record to the user's archive folder, in the format of docs/archive.md, and
 /// permits an erase only if all records of the run are on the disk.
 ///
 /// A run has two files of the same name: NAME.txt with the composed lines, and NAME.records with
 /// the records as received. Scans that arrive outside a run are written to two files per day. While
-/// a run is in progress, a file NAME.open marks it.
+/// a run is in progress, a file NAME.open marks it. After an error, the next record begins new
+/// files.
 class RunArchive final : public RecordArchive {
  public:
   /// A problem that the user should know about.
@@ -39,10 +48,6 @@ class RunArchive final : public RecordArchive {
 
   /// Size at which a new file begins, in bytes.
   static constexpr std::uint64_t kFileSize = 20'000'000;
-  /// Maximum size of all files, in bytes.
-  static constexpr std::uint64_t kArchiveSize = 200'000'000;
-  /// Maximum number of runs.
-  static constexpr std::size_t kRuns = 100;
 
   /// @param clock     provides the times in names and files; outlives this object, like all others
   /// @param files     writes the files
@@ -60,22 +65,20 @@ class RunArchive final : public RecordArchive {
 
   /// Finds the runs that an earlier process did not finish. Later calls do not return them again.
   /// @return the names of their files, without the extension
-  std::vector<std::string> TakeInterruptedRuns();
+  std::vector<std::string> TakeInterruptedRuns() { return folder_.TakeInterrupted(); }
 
   /// Begins a run. If another run is in progress, both use the same files, unless the connection
   /// has ended since the other run began. Any thread.
   void Begin();
   /// Called when the connection ends. Any thread.
-  void ConnectionEnded() {
-    interrupted_ = true;
-    eraseExpected_ = false;
-  }
-  /// Adds a composed line to the archive. Read thread.
-  void KeepLine(std::string_view line);
+  void ConnectionEnded() { interrupted_ = true; }
+  /// Adds the composed line of the last record to the archive. Read thread.
+  /// @return the number of the line
+  std::int64_t KeepLine(std::string_view line);
   /// Called when the output file of a run has been written. Read thread.
-  /// @param path     absolute path of the file
-  /// @param records  number of records in the file that are on the disk; 0 after an error
-  void OutputFileWritten(const std::string& path, std::int64_t records);
+  /// @param path   absolute path of the file
+  /// @param lines  the lines of this run in the file; empty if the file is not on the disk
+  void OutputFileWritten(const std::string& path, LineRange lines);
   /// Ends a run. Read thread.
   /// @param complete  true if all records of the scanner were received
   void End(bool complete);
@@ -86,7 +89,7 @@ class RunArchive final : public RecordArchive {
   /// @return false if the run is in progress or another process has the files open
   bool Delete(const std::string& name);
 
-  void DownloadStarted() override;
+  void DownloadStarted(bool erasePending) override;
   void KeepRecord(std::span<const std::uint8_t> record) override;
   void KeepBurst(std::span<const std::uint8_t> records) override;
   void BurstDelivered(bool complete) override;
@@ -97,7 +100,7 @@ class RunArchive final : public RecordArchive {
   bool failed() const { return failed_; }
 
   /// Absolute path of the archive folder.
-  const std::string& folder() const { return folder_; }
+  const std::string& folder() const { return folder_.path(); }
 
  private:
   using File = std::shared_ptr<platform::GrowingFile>;
@@ -107,6 +110,7 @@ class RunArchive final : public RecordArchive {
     File records;
     File lines;
     std::string name;
+    std::string first = {};   // name of the first files of the run
     std::string header = {};  // the last header written
     std::uint64_t size = 0;
     bool open = false;
@@ -118,37 +122,36 @@ class RunArchive final : public RecordArchive {
   bool OpenVolume(Volume& volume, const std::string& name, bool fresh);
   void CloseRun(std::string_view status);
   void KeepUnit(std::string_view kind, std::span<const std::uint8_t> bytes);
-  void AppendEntry(Volume& volume, std::string_view entry);
+  bool AppendUnit();
+  static bool IsUsable(const Volume& volume);
+  static bool AppendEntry(Volume& volume, std::string_view entry);
+  void CheckedAppend(Volume& volume, std::string_view entry);
   void AppendLines();
   void Failed();
   void Report(Problem problem) const;
   std::string Header() const;
   std::string Timestamp() const;
-  std::string PathOf(std::string_view name, std::string_view ending) const;
   std::nullopt_t Withheld(Problem reason);
   bool FilesSynchronized();
   bool FlushFiles();
-  bool OutputFileIsACopy() const;
-  void DropOldRuns();
+  bool AwaitOutputFile();
+  bool OutputFileIsACopy();
 
   platform::Clock& clock_;
   platform::FileStore& files_;
   const Settings& settings_;
   const ScannerIdentity& scanner_;
-  const std::string folder_;
+  ArchiveFolder folder_;
   std::function<void(Problem)> onProblem_;
 
   std::atomic<std::int32_t> runsInProgress_{0};
-  // Number of records received in the current download.
-  std::atomic<std::int64_t> received_{0};
-  // Number of these records that are in the output file.
-  std::atomic<std::int64_t> inOutputFile_{0};
-  Word<bool> startsRun_ = false;             // the next record opens new files for a run
-  Word<bool> interrupted_ = false;           // the connection of the run in progress has ended
-  Word<bool> overlaps_ = false;              // the run began before the previous one ended
-  Word<bool> eraseExpected_ = false;         // the run that ended last has not been erased yet
-  std::atomic<std::int64_t> unitsBegun_{0};  // records and bursts, including one being written
-  std::atomic<std::int64_t> unitsKept_{0};   // records and bursts that are written
+  Word<bool> startsRun_ = false;               // the next record opens new files for a run
+  Word<bool> interrupted_ = false;             // the connection of the run in progress has ended
+  Word<bool> overlaps_ = false;                // the run began before the previous one ended
+  std::atomic<std::int64_t> unitsBegun_{0};    // records and bursts, including one being written
+  std::atomic<std::int64_t> unitsKept_{0};     // records and bursts that are written
+  std::atomic<std::int64_t> unitsBefore_{0};   // units of earlier downloads
+  std::atomic<std::int64_t> unitsCopied_{-1};  // units, if all new ones are in the output file
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
@@ -156,19 +159,27 @@ class RunArchive final : public RecordArchive {
   // Read thread.
   Volume run_;
   Volume day_;
+  Volume* latest_ = nullptr;  // contains the last unit
   std::string pendingLines_;
   std::string entry_;
   bool inBurst_ = false;
+  bool dayFailed_ = false;        // an error has occurred in a file of live scans
+  std::int64_t lines_ = 0;        // number of lines
+  std::int64_t linesBefore_ = 0;  // lines of earlier downloads
+  bool lineIsDue_ = false;        // the line of the last record has not been composed yet
+  bool linesLackData_ = false;    // the lines of the download do not contain all data
 
-  // The records files that AwaitCopy flushes to the disk. The lock is held only while these lists
-  // are read or changed.
+  // The files that AwaitCopy flushes to the disk. The lock is held only while these members are
+  // read or changed.
   std::mutex mutex_;
   struct Held {
     std::string name;
-    File file;
+    File records;
+    File lines;
   };
   std::array<Held, 2> current_;  // files of the run and of the day
   std::vector<Held> closed_;
+  std::string outputFile_;  // path of the output file written last
 };
 
 }  // namespace quillet

@@ -103,8 +103,8 @@ class ArchiveWatch final : public RecordArchive {
   /// Processor time for composing, delivering and archiving the burst, in seconds.
   double ProcessorTime() const { return deliveredProcessor_ - keptProcessor_; }
 
-  void DownloadStarted() override {
-    if (archive_) archive_->DownloadStarted();
+  void DownloadStarted(bool erasePending) override {
+    if (archive_) archive_->DownloadStarted(erasePending);
   }
   void KeepRecord(std::span<const std::uint8_t> record) override {
     if (archive_) archive_->KeepRecord(record);

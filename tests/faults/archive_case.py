@@ -28,7 +28,7 @@ ERRORS = {
     "create": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EROFS, errno.EACCES, errno.EINTR],
     "mkdir": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EROFS, errno.EACCES],
     "write": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EINTR, HALF, NOTHING],
-    "fsync": [errno.EIO, errno.ENOSPC, errno.EDQUOT, errno.EINTR],
+    "fsync": [errno.EIO, errno.ENOSPC, errno.EDQUOT, errno.EROFS, errno.EINTR],
     "rename": [errno.ENOSPC, errno.EIO, errno.EDQUOT, errno.EROFS, errno.EACCES],
     "flock": [errno.EIO, errno.ENOLCK],
     "fchmod": [errno.EIO, errno.EROFS, errno.EACCES],

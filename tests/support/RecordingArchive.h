@@ -13,7 +13,9 @@ namespace quillet::test {
 /// A RecordArchive that records its calls. By default, it permits erasing.
 class RecordingArchive final : public RecordArchive {
  public:
-  void DownloadStarted() override { kept.push_back("download"); }
+  void DownloadStarted(bool erasePending) override {
+    kept.push_back(erasePending ? "download, erase pending" : "download");
+  }
   void KeepRecord(std::span<const std::uint8_t> record) override { Keep("record ", record); }
   void KeepBurst(std::span<const std::uint8_t> records) override { Keep("burst ", records); }
   void BurstDelivered(bool complete) override { kept.push_back(complete ? "complete" : "cut off"); }

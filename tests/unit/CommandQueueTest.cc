@@ -39,6 +39,19 @@ TEST(CommandQueueTest, StoresAWakeupInTwoBytes) {
   }
 }
 
+TEST(CommandQueueTest, HoldsTheTypesOfItsCommands) {
+  CommandQueue queue;
+  queue.Append({0x05, 'W'});  // the argument is not a length
+  queue.Append({0x03, '1', 'E', '0'});
+  EXPECT_FALSE(queue.Holds('E')) << "no command of this type";
+  queue.Append({0x01, 'E'});
+  for (const std::uint8_t type : {std::uint8_t{'W'}, std::uint8_t{'1'}, std::uint8_t{'E'}}) {
+    EXPECT_TRUE(queue.Holds(type));
+    queue.Consume(*queue.Head());
+    EXPECT_FALSE(queue.Holds(type));
+  }
+}
+
 TEST(CommandQueueTest, RejectsAnEntryThatDoesNotFit) {
   CommandQueue queue;
   int accepted = 0;

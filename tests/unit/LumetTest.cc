@@ -380,6 +380,15 @@ TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
   log.onWrite = nullptr;
 }
 
+TEST_F(LumetTest, ReportsAnEraseThatIsQueuedDuringTheNextRun) {
+  lumet.Queue({1, 'N'});
+  lumet.EraseTavoMemory();
+  Exchange(CountAnswer(1));
+  Exchange("@");
+  Count(1);
+  EXPECT_EQ(archive.kept, (Texts{"download, erase pending", "erased", "download"}));
+}
+
 TEST_F(LumetTest, LogsACommandThatDoesNotFitIntoTheQueue) {
   for (int i = 0; i < 128; ++i) lumet.GetSerialNumber();
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);

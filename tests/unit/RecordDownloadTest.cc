@@ -65,6 +65,20 @@ TEST_F(RecordDownloadTest, ArchivesEachRecordBeforeItIsDelivered) {
                                  "delivered"}));
 }
 
+TEST_F(RecordDownloadTest, ArchivesARecordInAnswerToAnotherCommand) {
+  lumet.Queue({3, '1', 'S', '0'});
+  Exchange("\x03" + Framed());
+  lumet.GetSerialNumber();
+  Exchange("\x03" + Framed(kRecord300));
+  EXPECT_EQ(archive.kept, (Texts{"record " + kRecord, "record " + kRecord300}));
+  EXPECT_EQ(owner.calls(), Texts{"finished"}) << "nothing is delivered";
+  for (const std::string& other : {kRecord + "x", kRecord.substr(1), "\x04" + "abcd"s}) {
+    lumet.GetSerialNumber();
+    Exchange("\x03" + Framed(other));
+  }
+  EXPECT_EQ(archive.kept.size(), 2U);
+}
+
 TEST_F(RecordDownloadTest, ArchivesABurstBeforeItIsDelivered) {
   owner.onRecord = [this] { archive.kept.push_back("delivered"); };
   Download(2, Framed(kRecord + kRecord));

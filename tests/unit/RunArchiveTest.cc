@@ -23,33 +23,41 @@ class FaultyFiles final : public test::HookedFileStore {
  public:
   class File final : public GrowingFile {
    public:
-    File(FaultyFiles& store, std::shared_ptr<GrowingFile> file)
-        : store_(store), file_(std::move(file)) {}
+    File(FaultyFiles& store, std::string path, std::shared_ptr<GrowingFile> file)
+        : store_(store), path_(std::move(path)), file_(std::move(file)) {}
     bool Append(std::string_view bytes) override {
-      if (store_.full) failed_ = true;
+      if (store_.full || (!bytes.empty() && std::exchange(store_.failsOnce, false))) failed_ = true;
       return !failed_ && file_->Append(bytes);
     }
     bool Synchronize(std::chrono::milliseconds limit) override {
-      ++store_.synchronizations;
+      store_.flushed.push_back(path_.substr(path_.rfind('/') + 1));
       if (const auto hook = std::exchange(store_.whileSynchronizing, nullptr)) hook();
-      if (store_.broken) failed_ = true;
+      if (!store_.broken.empty() && path_.ends_with(store_.broken)) failed_ = true;
       return !failed_ && file_->Synchronize(limit);
     }
 
    private:
     FaultyFiles& store_;
+    const std::string path_;
     const std::shared_ptr<GrowingFile> file_;
     bool failed_ = false;  // for good, like a real file
   };
 
   std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
+    if (fresh && !refused.empty() && path.ends_with(refused)) return nullptr;
     auto file = HookedFileStore::OpenGrowing(path, fresh);
-    return file ? std::make_shared<File>(*this, std::move(file)) : nullptr;
+    return file ? std::make_shared<File>(*this, path, std::move(file)) : nullptr;
+  }
+  bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds) override {
+    flushed.push_back("folders of " + path);
+    return broken != "folders";
   }
 
-  bool full = false;    // true: appending fails
-  bool broken = false;  // true: flushing to the disk fails
-  int synchronizations = 0;
+  bool full = false;                         // true: appending fails
+  bool failsOnce = false;                    // true: the next append fails
+  std::string broken;                        // flushing files with this ending, or "folders", fails
+  std::string refused;                       // creating files with this ending fails
+  Texts flushed;                             // names of the flushed files
   std::function<void()> whileSynchronizing;  // called once
 };
 
@@ -75,9 +83,9 @@ class RunArchiveTest : public ::testing::Test {
     return std::string{static_cast<char>(data.size() + 5), symbology} + data + "\x31\x47\x41\x09";
   }
 
-  void Begin() {
+  void Begin(bool erasePending = false) {
     archive_.Begin();
-    archive_.DownloadStarted();
+    archive_.DownloadStarted(erasePending);
   }
 
   // Passes a record and its line to the archive, as a download does.
@@ -216,9 +224,10 @@ TEST_F(RunArchiveTest, FlushesTheFilesBeforePermittingTheErase) {
   Begin();
   Receive("1");
   archive_.End(true);
-  EXPECT_EQ(files_.synchronizations, 0);
+  EXPECT_EQ(files_.flushed, Texts{});
   EXPECT_TRUE(archive_.AwaitCopy());
-  EXPECT_EQ(files_.synchronizations, 1);
+  const std::string name = first_.substr(folder_.size() + 1);
+  EXPECT_EQ(files_.flushed, (Texts{name + ".txt", name + ".records"}));
   archive_.Erased();
   EXPECT_TRUE(Summary(first_ + ".records").erased);
   EXPECT_EQ(problems_, std::vector<Problem>{});
@@ -232,18 +241,17 @@ TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextRunBegins) {
   archive_.End(true);
   archive_.Begin();
   EXPECT_FALSE(archive_.AwaitCopy());
-  archive_.DownloadStarted();
+  archive_.DownloadStarted(false);
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
 TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextCount) {
-  settings_.bClearMemory = 1;
   Begin();
   files_.full = true;
   Receive("1");
   files_.full = false;
   archive_.End(true);
-  Begin();
+  Begin(true);
   EXPECT_FALSE(archive_.AwaitCopy()) << "the erase of the first run";
   Receive("2");
   archive_.End(true);
@@ -259,7 +267,7 @@ TEST_F(RunArchiveTest, FlushesARecordThatArrivesDuringTheFlush) {
   archive_.End(true);
   files_.whileSynchronizing = [this] { Receive("live"); };
   EXPECT_TRUE(archive_.AwaitCopy());
-  EXPECT_EQ(files_.synchronizations, 3) << "the file of the run twice, that of the day once";
+  EXPECT_EQ(files_.flushed.size(), 6U) << "the files of the run twice, those of the day once";
   files_.whileSynchronizing = [this] {
     files_.full = true;
     Receive("not written");
@@ -304,9 +312,9 @@ TEST_F(RunArchiveTest, AppendsToDailyFilesUnlessTheyAreDamaged) {
 TEST_F(RunArchiveTest, WithholdsTheEraseIfFlushingTheFilesFails) {
   Begin();
   Receive("1");
-  files_.broken = true;
+  files_.broken = ".records";
   EXPECT_FALSE(archive_.AwaitCopy());
-  files_.broken = false;
+  files_.broken = "";
   EXPECT_FALSE(archive_.AwaitCopy()) << "the system reports a lost write only once";
   EXPECT_EQ(problems_,
             (std::vector{Problem::kNotWritten, Problem::kEraseWithheld, Problem::kEraseWithheld}));
@@ -327,17 +335,77 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfARecordWasNotWritten) {
   EXPECT_EQ(problems_, (std::vector{Problem::kNotWritten, Problem::kEraseWithheld}));
 }
 
+TEST_F(RunArchiveTest, WithholdsTheEraseIfFlushingTheLinesFails) {
+  Begin();
+  Receive("1");
+  files_.broken = ".txt";
+  EXPECT_FALSE(archive_.AwaitCopy());
+}
+
 TEST_F(RunArchiveTest, PermitsTheEraseIfOnlyTheOutputFileIsComplete) {
   settings_.destination = 0;
+  Receive("before the download");
   Begin();
   files_.full = true;
   Receive("1");
   Receive("2");
-  archive_.OutputFileWritten("/tmp/out.txt", 1);
   archive_.End(true);
-  EXPECT_FALSE(archive_.AwaitCopy()) << "a record is missing";
-  archive_.OutputFileWritten("/tmp/out.txt", 1);
+  for (const LineRange lines : {LineRange{1, 2}, LineRange{2, 3}, LineRange{}}) {
+    archive_.OutputFileWritten(folder_, lines);
+    EXPECT_FALSE(archive_.AwaitCopy()) << lines.first;
+  }
+  for (const std::int64_t first : {0, 1}) {
+    archive_.OutputFileWritten(folder_ + "/out.txt", {first, 3});
+    EXPECT_TRUE(archive_.AwaitCopy()) << first;
+  }
+  archive_.OutputFileWritten(folder_ + "/out.txt", {});
+  EXPECT_FALSE(archive_.AwaitCopy()) << "the file was replaced";
+}
+
+TEST_F(RunArchiveTest, FlushesTheFoldersOfTheOutputFile) {
+  Begin();
+  files_.full = true;
+  Receive("1");
+  archive_.OutputFileWritten("/folder/out.txt", {0, 1});
   EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(files_.flushed, Texts{"folders of /folder/out.txt"});
+  files_.broken = "folders";
+  EXPECT_FALSE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
+  std::int64_t lines = 0;
+  const auto permits = [&](const std::function<void()>& receive) {
+    files_.full = false;
+    Begin();
+    files_.full = true;
+    Receive("1");
+    receive();
+    const std::int64_t first = lines;
+    lines = archive_.KeepLine("") + 1;
+    archive_.OutputFileWritten("/out.txt", {first, lines});
+    archive_.End(true);
+    return archive_.AwaitCopy().has_value();
+  };
+  EXPECT_TRUE(permits([&] { Receive("2"); }));
+  EXPECT_FALSE(permits([&] { Receive("\xC3\xA9"); })) << "cut by Run";
+  EXPECT_FALSE(permits([&] { archive_.KeepLine(std::string(10'239, 'x')); })) << "cut";
+  EXPECT_FALSE(permits([&] { archive_.KeepRecord(Bytes(Stored("late") + "x")); })) << "length";
+  EXPECT_FALSE(permits([&] {
+    archive_.KeepRecord(Bytes(Stored("not delivered")));
+    Receive("2");
+  }));
+  settings_.dataorder = 6;
+  EXPECT_FALSE(permits([&] { Receive("2"); })) << "lines without data";
+}
+
+TEST_F(RunArchiveTest, IgnoresTheOutputFileAfterAnotherRecord) {
+  Begin();
+  files_.full = true;
+  Receive("1");
+  archive_.OutputFileWritten("/out.txt", {0, 1});
+  archive_.KeepRecord(Bytes(Stored("a live scan")));
+  EXPECT_FALSE(archive_.AwaitCopy());
 }
 
 TEST_F(RunArchiveTest, WaitsForTheOutputFileOfARunInProgress) {
@@ -346,7 +414,7 @@ TEST_F(RunArchiveTest, WaitsForTheOutputFileOfARunInProgress) {
   files_.full = true;
   Receive("1");
   clock_.OnSleep([this] {
-    if (clock_.sleeps().size() == 3) archive_.OutputFileWritten("/tmp/out.txt", 1);
+    if (clock_.sleeps().size() == 3) archive_.OutputFileWritten("/out.txt", {0, 1});
   });
   EXPECT_TRUE(archive_.AwaitCopy());
   EXPECT_EQ(clock_.sleeps().size(), 3U);
@@ -386,7 +454,78 @@ TEST_F(RunArchiveTest, StartsNewFilesAfterAnInterruptedRun) {
   EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
   EXPECT_TRUE(Summary(first_ + "_2.records").complete);
   EXPECT_TRUE(archive_.AwaitCopy());
-  EXPECT_EQ(files_.synchronizations, 2) << "the erase may belong to either run";
+  EXPECT_EQ(files_.flushed.size(), 2U) << "the files of the second run";
+}
+
+TEST_F(RunArchiveTest, ForgetsAnErrorOfAnInterruptedRun) {
+  Begin();
+  files_.full = true;
+  Receive("1");
+  files_.full = false;
+  archive_.ConnectionEnded();
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  EXPECT_TRUE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, StoresARecordInNewFilesAfterAnError) {
+  Begin();
+  Receive("1");
+  files_.failsOnce = true;
+  Receive("2");
+  Receive("3");
+  archive_.End(true);
+  EXPECT_EQ(RecordsOf(first_ + ".records"), Texts{"1"});
+  EXPECT_EQ(RecordsOf(first_ + "_part02.records"), (Texts{"2", "3"}));
+  EXPECT_EQ(test::FileContents(first_ + "_part02.txt"), "2\r\n3\r\n");
+  EXPECT_FALSE(archive_.AwaitCopy()) << "the first file may be damaged";
+}
+
+TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
+  const std::string day = folder_ + "/20261116_live";
+  Receive("1");
+  files_.full = true;
+  Receive("not written");
+  files_.full = false;
+  Receive("2");
+  EXPECT_EQ(RecordsOf(day + "_2.records"), Texts{"2"});
+  Begin();
+  Receive("3");
+  files_.broken = "live_2.records";
+  EXPECT_FALSE(archive_.AwaitCopy());
+  archive_.End(true);
+  Begin();
+  Receive("4");
+  EXPECT_TRUE(archive_.AwaitCopy()) << "needs none of the live scans";
+  archive_.End(true);
+  Receive("5");
+  EXPECT_EQ(RecordsOf(day + "_3.records"), Texts{"5"});
+  EXPECT_TRUE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, DeletedLiveScansAreALostCopy) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  Receive("live");
+  EXPECT_TRUE(archive_.Delete("20261116_live"));
+  EXPECT_EQ(Names("live.records"), Texts{});
+  EXPECT_FALSE(archive_.AwaitCopy());
+  Receive("later");
+  EXPECT_EQ(RecordsOf(folder_ + "/20261116_live.records"), Texts{"later"});
+}
+
+TEST_F(RunArchiveTest, LeavesNoFilesIfOneCannotBeCreated) {
+  for (const auto* refused : {".records", ".txt"}) {
+    files_.refused = refused;
+    Begin();
+    Receive("1");
+    archive_.End(true);
+    Receive("live");
+    EXPECT_EQ(Names(""), Texts{});
+    EXPECT_FALSE(archive_.AwaitCopy());
+  }
 }
 
 TEST_F(RunArchiveTest, OverlappingRunsUseTheSameFilesUntilOneEnds) {
@@ -428,6 +567,45 @@ TEST_F(RunArchiveTest, KeepsOnlyTheNewestHundredRuns) {
   EXPECT_FALSE(Names(".records").front().starts_with("20261116_010409"));
 }
 
+TEST_F(RunArchiveTest, KeepsTheNewestRunsIfTheClockIsSetBack) {
+  for (int i = 0; i < 100; ++i) {
+    clock_.Set({2026, 11, 16, 1, i / 60, i % 60});
+    Begin();
+    Receive("1");
+    archive_.End(true);
+  }
+  clock_.Set({2000, 1, 1, 0, 0, 0});
+  for (int i = 0; i < 3; ++i) {
+    Begin();
+    Receive("1");
+    archive_.End(true);
+  }
+  EXPECT_EQ(Names(".records").size(), 100U);
+  EXPECT_EQ(Names("W123400577_3.records").size(), 1U);
+  EXPECT_EQ(Names(".records")[3], "20261116_010003_W123400577.records");
+}
+
+TEST_F(RunArchiveTest, CountsFilesOfARunAsOneAndDaysAsNone) {
+  std::filesystem::create_directories(folder_);
+  const auto put = [this](const std::string& name) {
+    for (const auto* ending : {".records", ".txt"})
+      test::PutFile(folder_ + "/" + name + ending, "");
+  };
+  for (const auto* name : {"20240101_live", "20240101_live_2", "20250101_000000_A",
+                           "20250101_000000_A_part02", "20250101_000000_A_part03"}) {
+    put(name);
+  }
+  for (int i = 100; i < 198; ++i) put("20250101_000" + std::to_string(i) + "_B");
+  for (const std::size_t left : {104U, 102U}) {
+    Begin();
+    Receive("1");
+    archive_.End(true);
+    EXPECT_EQ(Names(".records").size(), left);
+    EXPECT_EQ(Names(".txt").size(), left);
+  }
+  EXPECT_EQ(Names("_A_part02.records"), Texts{});
+}
+
 TEST_F(RunArchiveTest, DeletesTheOldestRunsOfALargeArchive) {
   std::filesystem::create_directories(folder_);
   for (const auto* name : {"/20250101_000000_A", "/20250102_000000_B"}) {
@@ -449,9 +627,9 @@ TEST_F(RunArchiveTest, StartsANewFileAfter20Megabytes) {
     archive_.BurstDelivered(true);
   }
   Receive("after");
-  EXPECT_EQ(RecordsOf(first_ + "_2.records").back(), "after");
+  EXPECT_EQ(RecordsOf(first_ + "_part02.records").back(), "after");
   EXPECT_TRUE(archive_.AwaitCopy());
-  EXPECT_EQ(files_.synchronizations, 2);
+  EXPECT_EQ(files_.flushed.size(), 4U);
 }
 
 TEST(ArchivedRunTest, IgnoresIncompleteEntriesAndOtherFiles) {

@@ -34,7 +34,7 @@ class RunTest : public testing::Test {
       } else if (step >= '0' && step <= '9') {
         settings.destination = step - '0';
       } else {
-        run.Add(step == '_' ? "" : std::string(1, step), settings.destination);
+        run.Add(step == '_' ? "" : std::string(1, step), settings.destination, lines++);
       }
     }
     return shown;
@@ -52,6 +52,7 @@ class RunTest : public testing::Test {
   Settings settings;
   SerialNumberField serial{"0000123456"};
   std::string shown;
+  std::int64_t lines = 0;
   quillet::Run run{log, [this](std::string_view text, bool newline) {
                      shown += text;
                      if (newline) shown += "|";
@@ -69,6 +70,18 @@ TEST_F(RunTest, ShowsADotForTheFirstOfEvery64Records) {
   EXPECT_EQ(Play("B" + std::string(64, 'a')), ".");
   EXPECT_EQ(Play("a" + std::string(63, 'a')), ".");
   EXPECT_EQ(Play("aa"), ".");
+}
+
+TEST_F(RunTest, ReportsTheConsecutiveLinesInTheFile) {
+  const auto onDisk = [this](std::string_view steps) {
+    Play(steps);
+    return std::pair(run.linesOnDisk.first, run.linesOnDisk.end);
+  };
+  EXPECT_EQ(onDisk("BabE"), std::pair(0L, 2L));
+  EXPECT_EQ(onDisk("BE"), std::pair(0L, 0L));
+  EXPECT_EQ(onDisk("cBd1e0fgE"), std::pair(5L, 7L)) << "another destination for e";
+  settings.filename.Set(folder / "absent/out.txt");
+  EXPECT_EQ(onDisk("BaE"), std::pair(0L, 0L));
 }
 
 TEST_F(RunTest, AppendsToTheFileIfAppendIsOn) {
@@ -174,7 +187,8 @@ TEST_F(RunTest, WritesNothingToTheSettingsFile) {
 
 TEST_F(RunTest, CutsRecordsToTheirLengthInUtf16Units) {
   run.Begin(0);
-  for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"}) run.Add(record, 0);
+  for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"})
+    run.Add(record, 0, lines++);
   Play("E");
   // The last record is truncated in the middle of a character, which is replaced by U+FFFD.
   EXPECT_EQ(FileContents(folder / "stock.txt"), "\xC3\xA9\x31\rplain\r\n1\xEF\xBF\xBD");

@@ -121,6 +121,16 @@ TEST_F(SynchronizationTest, ErasesIfOnlyTheOutputFileWasWritten) {
   EXPECT_EQ(FileContents(folder / "stock.txt"), "one\r\n");
 }
 
+TEST_F(SynchronizationTest, DoesNotEraseIfTheOnlyFileLacksData) {
+  PutFile(archiveFolder, "a file where the folder should be");
+  ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {"\xC3\xA9t\xC3\xA9"});
+  Synchronize();
+  EXPECT_TRUE(WaitFor([&] {
+    return log.Has("-[Lumet EraseTavoMemory]: withheld, the records are not on the disk");
+  }));
+  EXPECT_EQ(tavo.Commands().find('E'), std::string::npos);
+}
+
 TEST_F(SynchronizationTest, ErasesIfOnlyTheArchiveWasWritten) {
   ConnectWith({.path = folder / "missing/stock.txt", .clearmemory = true}, {"one"});
   Synchronize();

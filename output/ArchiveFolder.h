@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/FileStore.h"
+
+namespace quillet {
+
+/// The folder of the archive: names, marks and deletes the files described in docs/archive.md.
+/// Names of files are without the extension. Any thread.
+class ArchiveFolder {
+ public:
+  /// Extensions of the files with the received records and the composed lines, and of the file that
+  /// marks a run in progress.
+  static constexpr std::string_view kRecordsEnding = ".records";
+  static constexpr std::string_view kLinesEnding = ".txt";
+  static constexpr std::string_view kOpenEnding = ".open";
+
+  static constexpr std::size_t kRuns = 100;  ///< maximum number of runs
+  static constexpr std::uint64_t kArchiveSize =
+      200'000'000;  ///< maximum size of all files in bytes
+
+  /// @param files  reads and writes the files; outlives this object
+  /// @param path   absolute path of the folder; need not exist
+  ArchiveFolder(platform::FileStore& files, std::string path)
+      : files_(files), path_(std::move(path)) {}
+
+  /// Absolute path of the folder.
+  const std::string& path() const { return path_; }
+
+  /// Returns the path of the file with this name and extension.
+  std::string PathOf(std::string_view name, std::string_view ending) const;
+
+  /// Creates the folder.
+  /// @return true if the folder exists afterwards
+  bool Create() { return files_.CreatePrivateFolder(path_); }
+
+  /// Returns true if there is a file with this name, whatever its extension.
+  bool Contains(std::string_view name) const;
+
+  /// Returns `name` if it is not in use, else `name` with the first unused number from 2 on.
+  /// @param separator  follows `name`; the number has two digits if it is kVolumeMark
+  /// @return an empty string if all numbers are in use
+  std::string UnusedName(const std::string& name, std::string_view separator = "_") const;
+
+  /// Precedes the numbers of the further files of a run that exceeds the maximum size of a file.
+  static constexpr std::string_view kVolumeMark = "_part";
+
+  void Mark(const std::string& name);    ///< marks a run as in progress
+  void Unmark(const std::string& name);  ///< ends the run in progress
+
+  /// Notes the order of new files, since names sort by age only if the clock is never set back.
+  void NoteCreation(const std::string& name);
+
+  /// Returns and unmarks the runs that an earlier process did not end.
+  std::vector<std::string> TakeInterrupted();
+
+  /// Returns true if a process has the files open.
+  bool IsInUse(const std::string& name) const;
+
+  /// Deletes the files with this name.
+  void Remove(const std::string& name);
+
+  /// Deletes the oldest runs until the rest is at most kRuns runs and kArchiveSize bytes. Files of
+  /// live scans do not count as runs. Keeps runs that are in use. Errors are ignored.
+  void DropOld();
+
+ private:
+  struct Run;
+  std::vector<Run> RunsByAge() const;
+
+  platform::FileStore& files_;
+  const std::string path_;
+};
+
+}  // namespace quillet
