@@ -49,6 +49,16 @@ class FileStore {
   /// @return false after `limit` or if one of them may not be on the device
   virtual bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) = 0;
 
+  enum class Created {
+    kYes,     ///< the file was created and synchronized with the storage device
+    kExists,  ///< something with this name exists
+    kFailed,  ///< the file was not created, or a power failure may undo it
+  };
+
+  /// Creates a file atomically. Never replaces a file, even if another process creates one at the
+  /// same time.
+  virtual Created CreateNew(const std::string& path, std::string_view contents) = 0;
+
   /// Creates a folder for GrowingFiles, and its parents, accessible only to the user.
   /// @return true if the folder exists afterwards
   virtual bool CreatePrivateFolder(const std::string& path) = 0;

@@ -136,6 +136,22 @@ FileStore::Replaced Failure() {
   return {.error = errno != 0 ? errno : EIO};
 }
 
+// Gives a complete temporary file its name, unless the name is in use. The temporary name may
+// remain.
+FileStore::Created Publish(int folder, const std::string& temporary, const std::string& name) {
+  using Created = FileStore::Created;
+  if (linkat(folder, temporary.c_str(), folder, name.c_str(), 0) == 0) return Created::kYes;
+  if (errno == EEXIST) return Created::kExists;
+  // FAT file systems, for example, have no links.
+  const UniqueFd reserved(RetryOnSignal([&] {
+    return openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kDefaultFileMode);
+  }));
+  if (!reserved.IsOpen()) return errno == EEXIST ? Created::kExists : Created::kFailed;
+  if (renameat(folder, temporary.c_str(), folder, name.c_str()) == 0) return Created::kYes;
+  unlinkat(folder, name.c_str(), 0);
+  return Created::kFailed;
+}
+
 }  // namespace
 
 bool PosixFileStore::CreateFolder(const std::string& path) {
@@ -212,6 +228,28 @@ FileStore::Replaced PosixFileStore::Replace(const std::string& path, std::string
 
 bool PosixFileStore::SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) {
   return RunWithLimit(limit, [path] { return posix::SynchronizeEntries(path); });
+}
+
+FileStore::Created PosixFileStore::CreateNew(const std::string& path, std::string_view contents) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos || slash + 1 == path.size()) return Created::kFailed;
+  if (Exists(path)) return Created::kExists;
+  const std::string name = path.substr(slash + 1);
+  const UniqueFd folder(OpenFolder(path.substr(0, slash + 1)));
+  if (!folder.IsOpen()) return Created::kFailed;
+  Temporary temporary = CreateTemporary(folder.Get(), name, kDefaultFileMode);
+  UniqueFd& file = temporary.file;
+  if (!file.IsOpen()) return Created::kFailed;
+  const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));  // see Replace
+  const bool written =
+      WriteAll(file.Get(), contents) && SynchronizeFile(file.Get()) && file.Close();
+  Created created = written ? Publish(folder.Get(), temporary.name, name) : Created::kFailed;
+  unlinkat(folder.Get(), temporary.name.c_str(), 0);
+  if (created == Created::kYes && !SynchronizeFile(folder.Get()) && errno != EBADF &&
+      errno != EINVAL) {
+    created = Created::kFailed;
+  }
+  return created;
 }
 
 bool PosixFileStore::CreatePrivateFolder(const std::string& path) {

@@ -34,6 +34,10 @@ class PosixFileStore final : public FileStore {
   /// of file systems without fsync(), unless they contain the file itself.
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override;
 
+  /// Writes a temporary file, like Replace, and links it to `path` (linkat(2)). If the file system
+  /// has no links, reserves `path` with an empty file, which the temporary file then replaces.
+  Created CreateNew(const std::string& path, std::string_view contents) override;
+
   /// Creates folders with mode 0700.
   bool CreatePrivateFolder(const std::string& path) override;
 

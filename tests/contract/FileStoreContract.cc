@@ -59,6 +59,16 @@ TEST_P(FileStoreContract, ReplaceCreatesOrOverwritesAFile) {
   }
 }
 
+TEST_P(FileStoreContract, CreateNewNeverReplacesAFile) {
+  using Created = platform::FileStore::Created;
+  EXPECT_EQ(store_.CreateNew(path_, "first"), Created::kYes);
+  EXPECT_EQ(store_.CreateNew(path_, "second"), Created::kExists);
+  EXPECT_EQ(store_.Read(path_, kAll), "first");
+  EXPECT_EQ(store_.CreateNew(harness_->folder.path(), ""), Created::kExists);
+  EXPECT_EQ(store_.CreateNew(harness_->folder / "missing/file", ""), Created::kFailed);
+  EXPECT_EQ(store_.List(harness_->folder.path()).size(), 1U) << "no temporary file";
+}
+
 TEST_P(FileStoreContract, ExistsIsTrueForFilesAndFolders) {
   EXPECT_FALSE(store_.Exists(path_));
   EXPECT_TRUE(store_.Exists(harness_->folder.path()));

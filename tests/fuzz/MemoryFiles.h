@@ -33,6 +33,10 @@ class MemoryFiles final : public platform::FileStore {
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds) override {
     return folders_.contains(FolderOf(path));
   }
+  Created CreateNew(const std::string& path, std::string_view contents) override {
+    if (Exists(path)) return Created::kExists;
+    return Replace(path, contents) ? Created::kYes : Created::kFailed;
+  }
   bool CreatePrivateFolder(const std::string& path) override { return CreateFolder(path); }
   std::shared_ptr<platform::GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
     if (folders_.contains(path) || files_.contains(path) == fresh ||

@@ -75,13 +75,13 @@ bool AsOrdinaryUser(const std::function<bool()>& work) {
 }
 
 #ifdef __linux__
-/// Makes fchmod and fchown fail in this process.
-bool RefuseModes(int error) {
+/// Makes two system calls fail in this process.
+bool Refuse(long call, long otherCall, int error) {
   const auto refusal = SECCOMP_RET_ERRNO | static_cast<unsigned>(error);
   sock_filter rules[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fchmod, 1, 0),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fchown, 0, 1),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call), 1, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(otherCall), 0, 1),
       BPF_STMT(BPF_RET | BPF_K, refusal),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   };
@@ -387,16 +387,53 @@ TEST_F(PosixFileStoreTest, ReplaceWorksIfModesCannotBeSet) {
   for (const int error : {EPERM, EOPNOTSUPP, EINVAL, ENOSYS}) {
     for (const mode_t mode : {0600U, 0644U}) {
       const std::string path = Put("file", "old", mode);
-      EXPECT_EQ(
-          Child([&] { return RefuseModes(error) && store_.Replace(path, "new") ? 0 : 1; }).Wait(),
-          0);
+      EXPECT_EQ(Child([&] {
+                  const bool refuses = Refuse(SYS_fchmod, SYS_fchown, error);
+                  return refuses && store_.Replace(path, "new") ? 0 : 1;
+                }).Wait(),
+                0);
       EXPECT_EQ(store_.Read(path, kAll), "new");
       EXPECT_EQ(ModeOf(path), 0600U);
     }
   }
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
+
+TEST_F(PosixFileStoreTest, CreatesAFileOnAFileSystemWithoutLinks) {
+  using Created = FileStore::Created;
+  for (const auto& [name, expected] :
+       {std::pair("new", Created::kYes), {"new", Created::kExists}}) {
+    EXPECT_EQ(Child([&, path = folder_ / name, wanted = expected] {
+                const bool refuses = Refuse(SYS_linkat, SYS_linkat, EPERM);
+                return refuses && store_.CreateNew(path, "contents") == wanted ? 0 : 1;
+              }).Wait(),
+              0);
+  }
+  EXPECT_EQ(store_.Read(folder_ / "new", kAll), "contents");
+  EXPECT_EQ(folder_.Names(), Names{"new"});
+}
 #endif
+
+TEST_F(PosixFileStoreTest, OneOfSeveralCreatorsSucceeds) {
+  for (int round = 0; round < 50; ++round) {
+    const std::string path = folder_ / "file";
+    std::atomic<int> created = 0;
+    std::atomic<int> ready = 0;
+    const auto create = [&](const char* contents) {
+      ++ready;
+      while (ready < 2) {
+      }
+      if (store_.CreateNew(path, contents) == FileStore::Created::kYes) ++created;
+    };
+    std::thread first(create, "1");
+    std::thread second(create, "2");
+    first.join();
+    second.join();
+    EXPECT_EQ(created.load(), 1);
+    EXPECT_EQ(folder_.Names(), Names{"file"});
+    ASSERT_TRUE(store_.Remove(path));
+  }
+}
 
 TEST_F(PosixFileStoreTest, ReadersSeeWholeFilesDuringReplacement) {
   const std::string path = folder_ / "file";

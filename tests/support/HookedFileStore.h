@@ -7,7 +7,7 @@
 
 namespace quillet::test {
 
-/// The system's files, with a hook that runs before a file is replaced.
+/// The system's files, with a hook that runs before a file is written.
 class HookedFileStore : public platform::FileStore {
  public:
   bool CreateFolder(const std::string& path) override { return files_.CreateFolder(path); }
@@ -20,6 +20,10 @@ class HookedFileStore : public platform::FileStore {
   }
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override {
     return files_.SynchronizeEntries(path, limit);
+  }
+  Created CreateNew(const std::string& path, std::string_view contents) override {
+    if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
+    return files_.CreateNew(path, contents);
   }
   bool CreatePrivateFolder(const std::string& path) override {
     return files_.CreatePrivateFolder(path);
@@ -37,7 +41,7 @@ class HookedFileStore : public platform::FileStore {
     return files_.IsSameFile(path, other);
   }
 
-  std::function<void()> whileReplacing;  ///< called by the next Replace only
+  std::function<void()> whileReplacing;  ///< called by the next Replace or CreateNew only
 
  private:
   platform::posix::PosixFileStore files_;
