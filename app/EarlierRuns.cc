@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "app/LineEnds.h"
+#include "app/SettingsEditor.h"
 #include "base/Log.h"
 #include "base/Utf8.h"
 #include "device/ByteField.h"
@@ -17,17 +18,8 @@ namespace {
 using namespace std::chrono_literals;
 using platform::FileStore;
 
-constexpr std::string_view kRecordsEnding = ".records";
-constexpr std::string_view kLinesEnding = ".txt";
-constexpr std::string_view kOpenEnding = ".open";
-constexpr std::string_view kLiveName = "_live";
-
-// Limits memory use. Far larger than any file in the archive.
-constexpr std::size_t kLargestFile = 100'000'000;
+constexpr std::string_view kUnreadable = "The archived records cannot be read. Check the disk.";
 constexpr std::size_t kPreviewSize = std::size_t{64} * 1024;
-
-// Limits how long reading files blocks the main thread. A single large file may take longer.
-constexpr auto kTurn = 20ms;
 
 constexpr auto kLongestWait = 60s;
 constexpr auto kWindowPoll = 100ms;
@@ -57,6 +49,22 @@ bool ContainsAll(std::string_view text, std::string_view words) {
   return true;
 }
 
+// Returns the beginning of `lines`, up to the end of a line.
+std::string Shortened(std::string lines) {
+  if (lines.size() <= kPreviewSize) return lines;
+  lines.resize(Utf8Prefix(lines, kPreviewSize).size());
+  lines.resize(std::min(lines.rfind('\n'), lines.size() - 1) + 1);
+  return lines + "… To see all records, save or copy them.";
+}
+
+// Returns `path` with a number before the extension.
+std::string Numbered(const std::string& path, int number) {
+  const std::size_t slash = path.rfind('/');
+  std::size_t dot = path.rfind('.');
+  if (dot == path.npos || (slash != path.npos && dot < slash + 2)) dot = path.size();
+  return path.substr(0, dot) + "_" + std::to_string(number) + path.substr(dot);
+}
+
 std::string Counted(std::int64_t records) {
   return std::to_string(records) + (records == 1 ? " record" : " records");
 }
@@ -64,7 +72,11 @@ std::string Counted(std::int64_t records) {
 }  // namespace
 
 EarlierRuns::EarlierRuns(const Parts& parts)
-    : parts_(parts), platform_(parts.platform), window_(parts.window) {
+    : parts_(parts),
+      platform_(parts.platform),
+      window_(parts.window),
+      reader_(platform_.log, platform_.files, parts.archive.folder()),
+      work_(platform_.mainQueue, [this](bool busy) { window_.ShowBusy(busy); }) {
   window_.SetActions({.search = [this](const std::string& text) { Search(text); },
                       .select = [this] { ShowSelected(); },
                       .activate = [this] { Refresh(); },
@@ -89,56 +101,32 @@ void EarlierRuns::RunEnded() {
   });
 }
 
-// Updates the list. Reads only files that are new or have changed.
+// Updates the list, later again if it is being read.
 void EarlierRuns::Refresh() {
-  const std::vector<FileStore::Entry> entries = platform_.files.List(parts_.archive.folder());
-  std::vector<Listed> before = std::exchange(runs_, {});
-  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-    if (!entry->name.ends_with(kRecordsEnding)) continue;
-    const std::string name = entry->name.substr(0, entry->name.size() - kRecordsEnding.size());
-    const bool inProgress = std::ranges::any_of(
-        entries,
-        [open = name + std::string(kOpenEnding)](const auto& other) { return other.name == open; });
-    const auto known = std::ranges::find_if(before, [&](const Listed& listed) {
-      return listed.name == name && listed.bytes == entry->bytes;
-    });
-    Listed listed{.name = name, .bytes = entry->bytes, .inProgress = inProgress};
-    if (known != before.end()) {
-      listed.run = std::move(known->run);
-      listed.wasRead = known->wasRead;
-    }
-    runs_.push_back(std::move(listed));
-  }
-  ReadSome();
-}
-
-void EarlierRuns::ReadSome() {
-  const auto end = platform_.clock.Now() + kTurn;
-  for (Listed& listed : runs_) {
-    if (listed.wasRead) continue;
-    if (platform_.clock.Now() > end) {
-      platform_.mainQueue.Async([this] { ReadSome(); });
-      break;
-    }
-    const auto contents = Records(listed.name);
-    listed.run = contents ? ReadArchivedRun(*contents) : std::nullopt;
-    listed.wasRead = true;
-    if (!listed.run) Log(platform_.log, "Quillet: unreadable file: ", ForeignText(listed.name));
-  }
-  ShowRows();
+  listAgain_ = std::exchange(listing_, true);
+  if (!wasListed_) ShowRows();
+  if (listAgain_) return;
+  work_.Add([this] {
+    return [this, runs = reader_.List()] {
+      runs_ = runs;
+      wasListed_ = true;
+      listing_ = false;
+      ShowRows();
+      if (listAgain_) Refresh();
+    };
+  });
 }
 
 void EarlierRuns::ShowRows() {
   std::vector<platform::RunRow> rows;
   const std::vector<std::string> before = std::exchange(shown_, {});
-  for (const Listed& listed : runs_) {
-    if (!listed.run) continue;
-    platform::RunRow row = RowOf(listed);
-    const std::string text = Folded(row.date + "\n" + row.scanner + "\n" + listed.run->serial +
-                                    "\n" + row.records + "\n" + row.destination + "\n" + row.state);
+  for (const StoredRun& run : runs_) {
+    platform::RunRow row = RowOf(run);
+    const std::string text = Folded(row.date + "\n" + row.scanner + "\n" + run.head.serial + "\n" +
+                                    row.records + "\n" + row.destination + "\n" + row.state);
     if (!ContainsAll(text, Folded(search_))) continue;
     rows.push_back(std::move(row));
-    shown_.push_back(listed.name);
+    shown_.push_back(run.names.front());
   }
   if (std::ranges::find(shown_, selected_) == shown_.end()) {
     // The selected row has disappeared. Selects the row that is now at its position.
@@ -148,7 +136,8 @@ void EarlierRuns::ShowRows() {
   }
   const auto selected = std::ranges::find(shown_, selected_);
   window_.ShowEmptyText(
-      search_.empty()
+      !wasListed_ ? "Reading the archive…"
+      : search_.empty()
           ? "No synchronizations yet.\nQuillet keeps the records of every synchronization here."
           : "No synchronization matches the search.");
   window_.ShowRows(
@@ -159,76 +148,54 @@ void EarlierRuns::ShowRows() {
 void EarlierRuns::ShowSelected() {
   const std::int32_t row = window_.SelectedRow();
   selected_ = row < 0 ? "" : shown_[static_cast<std::size_t>(row)];
-  const Listed* const listed = Selected();
-  window_.EnableActions(listed != nullptr, listed != nullptr && !listed->inProgress);
-  // Setting the same text again would scroll the preview to its beginning.
-  const std::string previewed =
-      listed == nullptr ? "" : listed->name + " " + std::to_string(listed->bytes);
-  if (std::exchange(previewed_, previewed) == previewed) return;
-  std::string text;
-  if (listed != nullptr && HasAllLines(*listed)) {
-    text = platform_.files.Read(PathOf(*listed, kLinesEnding), kPreviewSize + 1).value_or("");
-  } else if (listed != nullptr) {
-    text = Lines(*listed).value_or("");
-  }
-  if (text.size() > kPreviewSize) {
-    text = Utf8Prefix(text, kPreviewSize);
-    text.resize(std::min(text.rfind('\n'), text.size() - 1) + 1);
-    text += "… To see all records, save or copy them.";
-  }
-  window_.preview().SetText(FoldLineEnds(text));
+  const StoredRun* const run = Selected();
+  window_.EnableActions(run != nullptr, run != nullptr && !run->inProgress);
+  ShowPreview();
 }
 
-const EarlierRuns::Listed* EarlierRuns::Selected() const {
-  const auto found = std::ranges::find(runs_, selected_, &Listed::name);
+// Reads one preview at a time. While the user moves quickly through the list, skips rows.
+void EarlierRuns::ShowPreview() {
+  if (previewing_) return;
+  const StoredRun* const run = Selected();
+  // Setting the same text again would scroll the preview to its beginning.
+  const std::string previewed =
+      run == nullptr ? "" : run->names.front() + " " + std::to_string(run->bytes);
+  if (std::exchange(previewed_, previewed) == previewed) return;
+  if (run == nullptr) return window_.preview().SetText("");
+  previewing_ = true;
+  work_.Add([this, run = *run] {
+    const std::string lines = Shortened(reader_.Lines(run, kPreviewSize + 1).value_or(""));
+    return [this, text = FoldLineEnds(lines)] {
+      previewing_ = false;
+      window_.preview().SetText(text);
+      ShowPreview();
+    };
+  });
+}
+
+const StoredRun* EarlierRuns::Selected() const {
+  const auto found = std::ranges::find_if(
+      runs_, [this](const StoredRun& run) { return run.names.front() == selected_; });
   return found == runs_.end() ? nullptr : &*found;
 }
 
-std::string EarlierRuns::PathOf(const Listed& listed, std::string_view ending) const {
-  return parts_.archive.folder() + "/" + listed.name + std::string(ending);
-}
-
-bool EarlierRuns::IsLive(const Listed& listed) const {
-  return listed.name.find(kLiveName) != std::string::npos;
-}
-
-platform::RunRow EarlierRuns::RowOf(const Listed& listed) const {
-  const ArchivedRun& run = *listed.run;
-  const bool live = IsLive(listed);
+platform::RunRow EarlierRuns::RowOf(const StoredRun& run) const {
+  const ArchivedRun& head = run.head;
   platform::RunRow row;
-  row.date = live ? run.time.substr(0, run.time.find(' ')) : run.time;
-  row.scanner = run.serial.substr(std::min(kHiddenSerialCharacters, run.serial.size()));
-  row.records = std::to_string(run.records);
+  row.date = run.live ? head.time.substr(0, head.time.find(' ')) : head.time;
+  row.scanner = head.serial.substr(std::min(kHiddenSerialCharacters, head.serial.size()));
+  row.records = std::to_string(head.records);
   const auto titles = std::span(kDestinationTitles);
-  const auto destination = static_cast<std::size_t>(run.destination);
+  const auto destination = static_cast<std::size_t>(head.destination);
   row.destination = titles[destination < titles.size() ? destination : kToActiveApplication];
-  if (run.destination == kToFile) row.destination = run.file.empty() ? run.target : run.file;
-  if (run.destination == kToNamedApplication) row.destination = run.target;
-  row.state = live                ? "Live scans"
-              : listed.inProgress ? "In progress"
-              : run.complete      ? "Complete"
-                                  : "Incomplete";
-  if (!live) row.erased = run.erased ? "Yes" : "No";
+  if (head.destination == kToFile) row.destination = head.file.empty() ? head.target : head.file;
+  if (head.destination == kToNamedApplication) row.destination = head.target;
+  row.state = run.live         ? "Live scans"
+              : run.inProgress ? "In progress"
+              : head.complete  ? "Complete"
+                               : "Incomplete";
+  if (!run.live) row.erased = head.erased ? "Yes" : "No";
   return row;
-}
-
-// An interrupted run may contain records whose lines were not written.
-bool EarlierRuns::HasAllLines(const Listed& listed) const {
-  return IsLive(listed) || listed.run->complete;
-}
-
-std::optional<std::string> EarlierRuns::Records(const std::string& name) const {
-  return platform_.files.Read(parts_.archive.folder() + "/" + name + std::string(kRecordsEnding),
-                              kLargestFile);
-}
-
-std::optional<std::string> EarlierRuns::Lines(const Listed& listed) const {
-  if (HasAllLines(listed)) return platform_.files.Read(PathOf(listed, kLinesEnding), kLargestFile);
-  const auto contents = Records(listed.name);
-  if (!contents) return std::nullopt;
-  std::string lines;
-  ReadArchivedLines(*contents, nullptr, [&](const std::string& line) { lines += line; });
-  return lines;
 }
 
 void EarlierRuns::Search(const std::string& text) {
@@ -237,68 +204,85 @@ void EarlierRuns::Search(const std::string& text) {
 }
 
 void EarlierRuns::SaveAs() {
-  const Listed* const listed = Selected();
-  if (listed == nullptr) return;
-  const auto lines = Lines(*listed);
-  if (!lines) return window_.ShowMessage("The archived records cannot be read. Check the disk.");
-  SaveFile("Save records", listed->name + std::string(kLinesEnding), *lines);
+  const StoredRun* const run = Selected();
+  if (run == nullptr) return;
+  SaveFile("Save records", run->names.front() + ".txt",
+           [this, run = *run] { return reader_.Lines(run); });
 }
 
 void EarlierRuns::ExportCsv() {
-  const Listed* const listed = Selected();
-  if (listed == nullptr) return;
-  const std::string name = listed->name;
+  const StoredRun* const selected = Selected();
+  if (selected == nullptr) return;
+  const StoredRun run = *selected;
   const auto rowPerBarcode = window_.ChooseRowPerBarcode();
   if (!rowPerBarcode) return;
-  const auto contents = Records(name);
-  if (!contents) return window_.ShowMessage("The archived records cannot be read. Check the disk.");
-  CsvExport csv(*rowPerBarcode);
-  ReadArchivedRun(*contents,
-                  [&](const ScannerIdentity& scanner, const Settings&,
-                      std::span<const std::uint8_t> record) { csv.Add(scanner, record); });
-  SaveFile("Export as CSV", name + ".csv", csv.Contents());
+  SaveFile("Export as CSV", run.names.front() + ".csv",
+           [this, run, rowPerBarcode]() -> std::optional<std::string> {
+             CsvExport csv(*rowPerBarcode);
+             const auto records = reader_.ForEachRecord(
+                 run, [&](const ScannerIdentity& scanner, const Settings&,
+                          std::span<const std::uint8_t> record) { csv.Add(scanner, record); });
+             return records ? std::optional(csv.Contents()) : std::nullopt;
+           });
 }
 
 void EarlierRuns::SaveFile(const std::string& title, const std::string& name,
-                           std::string_view contents) {
+                           std::function<std::optional<std::string>()> contents) {
   const auto path = platform_.panels.RunExportPanel(title, folder_, name);
   if (!path) return;
   folder_ = path->substr(0, path->rfind('/'));
-  window_.ShowMessage(platform_.files.Replace(*path, contents)
-                          ? "Saved: " + *path
-                          : "This file cannot be written: " + *path + ". Choose another folder.");
+  window_.ShowMessage("");
+  work_.Add([this, path = *path, contents = std::move(contents)] {
+    return [this, text = WriteFile(path, contents)] { window_.ShowMessage(text); };
+  });
+}
+
+// Writes a file. Returns the message to show afterwards.
+std::string EarlierRuns::WriteFile(
+    const std::string& path, const std::function<std::optional<std::string>()>& contents) const {
+  if (parts_.file.IsSettingsFile(path)) {
+    return std::string(SettingsEditor::kSettingsFileMessage);
+  }
+  const auto written = contents();
+  if (!written) return std::string(kUnreadable);
+  return platform_.files.Replace(path, *written)
+             ? "Saved: " + path
+             : "This file cannot be written: " + path + ". Choose another folder.";
 }
 
 void EarlierRuns::Copy() {
-  const Listed* const listed = Selected();
-  if (listed == nullptr) return;
-  const auto lines = Lines(*listed);
-  const bool copied = lines && platform_.pasteboard.SetString(*lines);
-  window_.ShowMessage(copied ? Counted(listed->run->records) + " copied to the clipboard."
-                             : "The records cannot be copied. Save them to a file instead.");
+  const StoredRun* const run = Selected();
+  if (run == nullptr) return;
+  work_.Add([this, run = *run] {
+    return [this, lines = reader_.Lines(run), records = run.head.records] {
+      const bool copied = lines && platform_.pasteboard.SetString(*lines);
+      window_.ShowMessage(copied ? Counted(records) + " copied to the clipboard."
+                                 : "The records cannot be copied. Save them to a file instead.");
+    };
+  });
 }
 
 void EarlierRuns::ShowInFolder() {
-  const Listed* const listed = Selected();
-  if (listed != nullptr) platform_.workspace.ShowInFolder(PathOf(*listed, kLinesEnding));
+  const StoredRun* const run = Selected();
+  if (run != nullptr) platform_.workspace.ShowInFolder(reader_.LinesPath(*run));
 }
 
 void EarlierRuns::Remove() {
-  const Listed* const listed = Selected();
-  if (listed == nullptr || listed->inProgress) return;
-  const std::string name = listed->name;
-  const bool live = IsLive(*listed);
-  const std::string date = RowOf(*listed).date;
+  const StoredRun* const selected = Selected();
+  if (selected == nullptr || selected->inProgress) return;
+  const StoredRun run = *selected;
+  const std::string date = RowOf(run).date;
   if (!window_.ConfirmDeletion(
-          live ? "Delete the live scans of " + date + "?"
-               : "Delete the synchronization of " + date + "?",
-          "This permanently deletes " + Counted(listed->run->records) +
+          run.live ? "Delete the live scans of " + date + "?"
+                   : "Delete the synchronization of " + date + "?",
+          "This permanently deletes " + Counted(run.head.records) +
               " from the archive. Files saved or delivered elsewhere are kept.")) {
     return;
   }
-  window_.ShowMessage(parts_.archive.Delete(name)
-                          ? ""
-                          : "The records are in use. Delete them after the synchronization.");
+  const bool deleted = std::ranges::all_of(
+      run.names, [this](const std::string& name) { return parts_.archive.Delete(name); });
+  window_.ShowMessage(deleted ? ""
+                              : "The records are in use. Delete them after the synchronization.");
   Refresh();
 }
 
@@ -307,21 +291,21 @@ void EarlierRuns::DeliverAgain() {
     stopped_ = true;
     return;
   }
-  const Listed* const listed = Selected();
-  if (listed == nullptr) return;
+  const StoredRun* const run = Selected();
+  if (run == nullptr) return;
   if (parts_.isBusy()) {
     return window_.ShowMessage(
         "A synchronization is in progress. Deliver the records when it has finished.");
   }
   stopped_ = false;
   window_.ShowDelivering(true);
-  if (delivering_.Start([this, name = listed->name] { DeliverOnThread(name); })) return;
+  if (delivering_.Start([this, run = *run] { DeliverOnThread(run); })) return;
   window_.ShowDelivering(false);
   window_.ShowMessage("The delivery cannot start. Restart Quillet.");
 }
 
-void EarlierRuns::DeliverOnThread(const std::string& name) {
-  Report(Deliver(name));
+void EarlierRuns::DeliverOnThread(const StoredRun& run) {
+  Report(Deliver(run));
   platform_.mainQueue.Async([this] {
     window_.ShowDelivering(false);
     delivering_.Clear();
@@ -329,44 +313,39 @@ void EarlierRuns::DeliverOnThread(const std::string& name) {
 }
 
 // Delivers the records of a run. Returns the message to show afterwards.
-std::string EarlierRuns::Deliver(const std::string& name) {
-  const auto contents = Records(name);
-  if (!contents) return "The archived records cannot be read. Check the disk.";
+std::string EarlierRuns::Deliver(const StoredRun& run) {
   const std::int32_t destination = parts_.settings.destination;
-  if (destination == kToFile) return DeliverToFile(*contents);
-  if (destination != kToView) return DeliverToApplication(*contents, destination);
-  const auto run = ReadArchivedLines(*contents, &parts_.settings, parts_.showLine);
-  return Counted(run ? run->records : 0) + " shown in Quillet's window.";
+  if (destination == kToFile) return DeliverToFile(run);
+  if (destination != kToView) return DeliverToApplication(run, destination);
+  const auto records = reader_.ForEachLine(run, &parts_.settings, parts_.showLine);
+  return records ? Counted(*records) + " shown in Quillet's window." : std::string(kUnreadable);
 }
 
-std::string EarlierRuns::DeliverToFile(std::string_view contents) {
-  std::string lines;
-  const auto run = ReadArchivedLines(contents, &parts_.settings,
-                                     [&](const std::string& line) { lines += line; });
-  if (!run) return "The archived records cannot be read. Check the disk.";
+std::string EarlierRuns::DeliverToFile(const StoredRun& run) {
   SerialNumberField serial;
-  serial.Assign(reinterpret_cast<const std::uint8_t*>(run->serial.data()), run->serial.size());
-  const std::string path = FreePath(ResolveSyncFileName(
-      parts_.settings.filename.Get(), [&] { return parts_.file.GetSyncFileName(serial); }));
-  if (!parts_.file.WriteDataToFile(path, lines, false, false)) {
-    return "This file cannot be written: " + path + ". Check its folder in the settings.";
-  }
-  return Counted(run->records) + " delivered to " + path;
-}
-
-// Returns `path`, with a number added to the file name if the file exists.
-std::string EarlierRuns::FreePath(const std::string& path) const {
-  const std::size_t slash = path.rfind('/');
-  std::size_t dot = path.rfind('.');
-  if (dot == path.npos || (slash != path.npos && dot < slash + 2)) dot = path.size();
+  serial.Assign(reinterpret_cast<const std::uint8_t*>(run.head.serial.data()),
+                run.head.serial.size());
+  const std::string path = ResolveSyncFileName(parts_.settings.filename.Get(),
+                                               [&] { return parts_.file.GetSyncFileName(serial); });
+  if (parts_.file.IsSettingsFile(path)) return std::string(SettingsEditor::kSettingsFileMessage);
+  std::string lines;
+  const auto records =
+      reader_.ForEachLine(run, &parts_.settings, [&](const std::string& line) { lines += line; });
+  if (!records) return std::string(kUnreadable);
+  // Adds a number to the name until no file has it.
   std::string free = path;
-  for (int number = 2; platform_.files.Exists(free) && number < kMaximumNumber; ++number) {
-    free = path.substr(0, dot) + "_" + std::to_string(number) + path.substr(dot);
+  auto created = platform_.files.CreateNew(free, lines);
+  for (int number = 2; created == FileStore::Created::kExists && number < kMaximumNumber;
+       ++number) {
+    free = Numbered(path, number);
+    created = platform_.files.CreateNew(free, lines);
   }
-  return free;
+  return created == FileStore::Created::kYes
+             ? Counted(*records) + " delivered to " + free
+             : "This file cannot be written: " + free + ". Check its folder in the settings.";
 }
 
-std::string EarlierRuns::DeliverToApplication(std::string_view contents, std::int32_t destination) {
+std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t destination) {
   const bool paste = parts_.settings.bNonEnglish != 0;
   const std::string application =
       destination == kToNamedApplication ? parts_.settings.appname.Get() : "";
@@ -374,7 +353,7 @@ std::string EarlierRuns::DeliverToApplication(std::string_view contents, std::in
   std::int64_t skipped = 0;
   std::string problem;
   otherWindowIsActive_ = false;
-  const auto run = ReadArchivedLines(contents, &parts_.settings, [&](const std::string& line) {
+  const auto records = reader_.ForEachLine(run, &parts_.settings, [&](const std::string& line) {
     if (!problem.empty()) return;
     if (!application.empty()) parts_.delivery.Run(application);
     const bool ready = AwaitOtherWindow();
@@ -390,11 +369,11 @@ std::string EarlierRuns::DeliverToApplication(std::string_view contents, std::in
       if (!paste && !IsAscii(line)) ++skipped;
     }
   });
-  const std::int64_t records = run ? run->records : 0;
+  if (!records) return std::string(kUnreadable);
   if (!problem.empty()) {
-    return problem + " after " + std::to_string(delivered) + " of " + Counted(records) + ".";
+    return problem + " after " + std::to_string(delivered) + " of " + Counted(*records) + ".";
   }
-  if (skipped == 0) return Counted(records) + " delivered.";
+  if (skipped == 0) return Counted(*records) + " delivered.";
   return Counted(delivered - skipped) + " delivered, " + std::to_string(skipped) +
          " could not be typed. Turn on \"Paste text instead of typing it\".";
 }

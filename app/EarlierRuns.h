@@ -9,12 +9,13 @@
 #include <vector>
 
 #include "app/ApplicationDelivery.h"
+#include "app/BackgroundWork.h"
 #include "app/Platform.h"
 #include "app/StatusStrip.h"
 #include "base/ThreadHandle.h"
 #include "base/Word.h"
 #include "device/Settings.h"
-#include "output/ArchivedRun.h"
+#include "output/ArchiveReader.h"
 #include "output/LumetFile.h"
 #include "output/RunArchive.h"
 #include "platform/RunsWindow.h"
@@ -23,7 +24,8 @@ namespace quillet {
 
 /// Lists the synchronizations in the archive and saves, copies, delivers or deletes their records.
 ///
-/// Main thread. Deliver again composes and delivers the lines on a separate thread.
+/// Main thread. Files are read and written on a thread of BackgroundWork. Deliver again composes
+/// and delivers the lines on another thread.
 class EarlierRuns {
  public:
   /// The objects that EarlierRuns uses. All must outlive it.
@@ -48,41 +50,33 @@ class EarlierRuns {
   void RunEnded();  ///< updates the list; any thread
 
  private:
-  /// A run in the archive.
-  struct Listed {
-    std::string name;  // of the files, without the extension
-    std::uint64_t bytes = 0;
-    bool inProgress = false;
-    std::optional<ArchivedRun> run = {};  // no value if the file is unread or unreadable
-    bool wasRead = false;
-  };
-
-  bool IsLive(const Listed& listed) const;
-  bool HasAllLines(const Listed& listed) const;
-  platform::RunRow RowOf(const Listed& listed) const;
-  std::string PathOf(const Listed& listed, std::string_view ending) const;
-  const Listed* Selected() const;
+  platform::RunRow RowOf(const StoredRun& run) const;
+  const StoredRun* Selected() const;
 
   void Refresh();
-  void ReadSome();
   void ShowRows();
   void ShowSelected();
-  std::optional<std::string> Lines(const Listed& listed) const;
-  std::optional<std::string> Records(const std::string& name) const;
+  void ShowPreview();
   void Search(const std::string& text);
   void SaveAs();
   void Copy();
   void ExportCsv();
   void ShowInFolder();
   void Remove();
-  void SaveFile(const std::string& title, const std::string& name, std::string_view contents);
+
+  /// Asks for a path and writes a file there.
+  /// @param contents  returns the contents, or no value if the archive cannot be read; called on
+  ///                  another thread
+  void SaveFile(const std::string& title, const std::string& name,
+                std::function<std::optional<std::string>()> contents);
+  std::string WriteFile(const std::string& path,
+                        const std::function<std::optional<std::string>()>& contents) const;
 
   void DeliverAgain();
-  void DeliverOnThread(const std::string& name);
-  std::string Deliver(const std::string& name);
-  std::string DeliverToFile(std::string_view contents);
-  std::string DeliverToApplication(std::string_view contents, std::int32_t destination);
-  std::string FreePath(const std::string& path) const;
+  void DeliverOnThread(const StoredRun& run);
+  std::string Deliver(const StoredRun& run);
+  std::string DeliverToFile(const StoredRun& run);
+  std::string DeliverToApplication(const StoredRun& run, std::int32_t destination);
   bool AwaitOtherWindow();
   bool IsActive();
   void Report(const std::string& text);
@@ -90,11 +84,17 @@ class EarlierRuns {
   const Parts parts_;
   const Platform& platform_;
   platform::RunsWindow& window_;
+  ArchiveReader reader_;
+  BackgroundWork work_;
   bool opened_ = false;
-  std::vector<Listed> runs_;        // newest first
-  std::vector<std::string> shown_;  // names of the displayed runs, one per row
-  std::string selected_;            // name of the selected run
-  std::string previewed_;           // name and size of the run in the preview
+  bool wasListed_ = false;          // the first list has been read
+  bool listing_ = false;            // a list is being read
+  bool listAgain_ = false;          // the archive may have changed in the meantime
+  std::vector<StoredRun> runs_;     // newest first
+  std::vector<std::string> shown_;  // first file names of the displayed runs, one per row
+  std::string selected_;            // first file name of the selected run
+  std::string previewed_;           // first file name and size of the run in the preview
+  bool previewing_ = false;         // a preview is being read
   std::string search_;
   std::string folder_;  // folder of the file saved last
 

@@ -47,7 +47,9 @@ class Reader {
     if (name == "erased") run.erased = true;
     if (name == "end") {
       run.ended = true;
-      run.complete = line.starts_with("complete");
+      const std::string_view status = TakeUntil(line, ' ');
+      run.complete = status == "complete";
+      run.continuedAt = status == "continued" ? line : "";
     }
   }
 

@@ -58,7 +58,7 @@ CsvExport::CsvExport(bool rowPerBarcode) : rowPerBarcode_(rowPerBarcode) {
 }
 
 void CsvExport::Add(const ScannerIdentity& scanner, std::span<const std::uint8_t> record) {
-  if (!composer_) composer_.emplace(log_, fields_, scanner);
+  if (std::exchange(scanner_, &scanner) != &scanner) composer_.emplace(log_, fields_, scanner);
   const std::string_view line = composer_->Compose(record, 0);
   const std::size_t first = line.find('\t');
   const std::size_t second = line.find('\t', first + 1);

@@ -28,7 +28,7 @@ class CsvExport {
   explicit CsvExport(bool rowPerBarcode);
 
   /// Adds a record. For use as an ArchivedRecord.
-  /// @param scanner  the scanner that sent the record; must be the same object in every call
+  /// @param scanner  the scanner that sent the record
   /// @param record   the record as received
   void Add(const ScannerIdentity& scanner, std::span<const std::uint8_t> record);
 
@@ -40,6 +40,7 @@ class CsvExport {
   const bool rowPerBarcode_;
   NoLog log_;
   Settings fields_;
+  const ScannerIdentity* scanner_ = nullptr;  // used by composer_
   std::optional<RecordComposer> composer_;
   std::string rows_;
   std::vector<const Barcode*> order_;  // sorted by first scan

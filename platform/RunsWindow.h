@@ -61,6 +61,7 @@ class RunsWindow {
 
   /// Changes the button Deliver again to Stop delivery, or back.
   virtual void ShowDelivering(bool delivering) = 0;
+  virtual void ShowBusy(bool busy) = 0;  ///< shows whether files are being read or written
   virtual void ShowMessage(std::string_view text) = 0;  ///< shows a message of one line
 
   /// Asks the user whether to delete a run.

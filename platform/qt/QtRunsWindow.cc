@@ -17,7 +17,9 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyledItemDelegate>
+#include <QTimer>
 #include <QTreeWidget>
+#include <chrono>
 #include <utility>
 
 #include "platform/qt/Outline.h"
@@ -32,7 +34,8 @@ namespace {
 constexpr QSize kUsualSize(960, 540);
 constexpr int kCellMargin = 7;             // left and right of a cell's text, in pixels
 constexpr float kPlaceholderTint = 0.35F;  // proportion of background colour
-constexpr int kRowPadding = 8;             // added to the height of a row, in pixels
+constexpr auto kBusyDelay = std::chrono::milliseconds(200);
+constexpr int kRowPadding = 8;  // added to the height of a row, in pixels
 
 // The columns of the list, in the order of the members of RunRow.
 struct ListColumn {
@@ -145,6 +148,7 @@ struct QtRunsWindow::Parts {
   RecordView& previewWidget = *new RecordView;
   QtTextView preview{previewWidget};
   QLabel& message = *new Message;
+  QTimer busyTimer;
   QPushButton& saveAs =
       MakeButton(&RunsActions::saveAs, "&Save as…", "Save the lines to a text file");
   QPushButton& copy = MakeButton(&RunsActions::copy, "&Copy", "Copy the lines to the clipboard");
@@ -317,6 +321,8 @@ QtRunsWindow::QtRunsWindow(QWidget& parent)
     parts_->search.setFocus(Qt::ShortcutFocusReason);
     parts_->search.selectAll();
   });
+  parts_->busyTimer.setSingleShot(true);
+  parts_->busyTimer.callOnTimeout(this, [this] { setCursor(Qt::BusyCursor); });
   EnableActions(false, false);
   setWindowTitle(QStringLiteral("Earlier synchronizations"));
 }
@@ -340,8 +346,13 @@ void QtRunsWindow::ShowRows(const std::vector<RunRow>& rows, std::int32_t select
   if (moves) list.setCurrentItem(item);
   if (top.isValid()) list.scrollTo(top, QAbstractItemView::PositionAtTop);
   if (moves && item != nullptr) list.scrollToItem(item);
+  const bool appeared = parts_->listOrEmpty.currentIndex() != 0 && !rows.empty();
   parts_->listOrEmpty.setCurrentIndex(rows.empty() ? 1 : 0);
   if (hadFocus && rows.empty()) parts_->search.setFocus();
+  // setVisible gave the focus to the search field, because the list was still empty.
+  if (appeared && focusWidget() == &parts_->search && parts_->search.text().isEmpty()) {
+    list.setFocus(Qt::OtherFocusReason);
+  }
 }
 
 std::int32_t QtRunsWindow::SelectedRow() const {
@@ -363,6 +374,15 @@ void QtRunsWindow::EnableActions(bool use, bool remove) {
 void QtRunsWindow::ShowDelivering(bool delivering) {
   parts_->deliver.setText(delivering ? QStringLiteral("Stop &delivery")
                                      : QStringLiteral("&Deliver again"));
+}
+
+void QtRunsWindow::ShowBusy(bool busy) {
+  if (busy) {
+    parts_->busyTimer.start(kBusyDelay);
+  } else {
+    parts_->busyTimer.stop();
+    unsetCursor();
+  }
 }
 
 void QtRunsWindow::ShowMessage(std::string_view text) {

@@ -27,6 +27,8 @@ class QtRunsWindow final : public QDialog, public RunsWindow {
   void ShowEmptyText(std::string_view text) override;
   void EnableActions(bool use, bool remove) override;
   void ShowDelivering(bool delivering) override;
+  /// Changes the pointer if the work takes longer than 0.2 s.
+  void ShowBusy(bool busy) override;
   void ShowMessage(std::string_view text) override;
   bool ConfirmDeletion(std::string_view question, std::string_view consequence) override;
   std::optional<bool> ChooseRowPerBarcode() override;

@@ -24,6 +24,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
     canRemove_ = remove;
   }
   void ShowDelivering(bool delivering) override { delivering_ = delivering; }
+  void ShowBusy(bool busy) override { busy_ = busy; }
   void ShowMessage(std::string_view text) override { message_ = text; }
   bool ConfirmDeletion(std::string_view question, std::string_view consequence) override {
     question_ = std::string(question) + "|" + std::string(consequence);
@@ -53,6 +54,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
   const std::string& question() const { return question_; }
   bool canUse() const { return canUse_; }
   bool canRemove() const { return canRemove_; }
+  bool busy() const { return busy_; }
   bool delivering() const { return delivering_; }
   ///@}
 
@@ -64,7 +66,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
   std::vector<platform::RunRow> rows_;
   std::int32_t selected_ = -1;
   std::string emptyText_, message_, question_;
-  bool canUse_ = false, canRemove_ = false, delivering_ = false;
+  bool canUse_ = false, canRemove_ = false, busy_ = false, delivering_ = false;
   FakeTextView preview_;
   FakeWindow window_;
 };

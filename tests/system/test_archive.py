@@ -1,6 +1,7 @@
 """Tests the window Earlier synchronizations."""
 
 import os
+import re
 import shutil
 
 import gi
@@ -9,12 +10,15 @@ gi.require_version("Gio", "2.0")
 from gi.repository import Gio  # noqa: E402
 
 from harness.accessibility import Unreachable
-from harness.archive import FOLDER, records_files
-from harness.case import OUTPUT, SHARED, Settings, SystemTest, messages, some_records, wait_until
-from harness.lines import file_text
+from harness.archive import FOLDER, records_files, stored
+from harness.case import (OUTPUT, SHARED, Record, Settings, SystemTest, messages, some_records,
+                          wait_until)
+from harness.lines import file_text, view_text
 
 WINDOW = "Earlier synchronizations"
+CSV = "Export as CSV"
 COLUMNS = 6
+LARGE_FILE = 20_000_000  # size at which a run continues in a new file, in bytes
 
 
 class EarlierSynchronizationsTest(SystemTest):
@@ -43,7 +47,7 @@ class EarlierSynchronizationsTest(SystemTest):
         def is_there():
             try:
                 found[:] = [read()]
-            except (Unreachable, ValueError):  # a window has just opened or closed
+            except (AssertionError, Unreachable, ValueError):  # a window is opening or closing
                 return False
             return found == [expected]
 
@@ -109,6 +113,104 @@ class EarlierSynchronizationsTest(SystemTest):
         self.xdotool("key", "Escape")
         wait_until(lambda: self.xdotool("getactivewindow", "getwindowname").startswith("Quillet V"),
                    "focus in the main window")
+
+    def csv(self, name, choice, key):
+        """Exports the selected row with a choice of rows. Returns the file's contents."""
+        path = f"{SHARED}/{name}"
+        self.xdotool("key", "alt+x")
+        self.wait_for_focus(CSV)
+        self.xdotool("key", key)
+        self.wait_for_text(True,
+                           lambda: self.dialog(CSV).find("radio button", choice).is_checked())
+        self.xdotool("key", "Return")
+        (run,) = records_files()[:1]
+        self.save_as(CSV, os.path.basename(run).replace(".records", ".csv"), path)
+        self.wait_for_message("Saved: " + path)
+        with open(path, encoding="utf-8-sig", newline="") as file:
+            return file.read()
+
+    def test_searches_copies_exports_and_deletes(self):
+        settings = Settings(destination=1, attach_timestamp=0)
+        settings.save()
+        time = "2026-11-16 14:07:09"
+        records = [Record(0, b"0012345678905", time), Record(4, b"=1+1", time),
+                   Record(0, b"0012345678905", time)]
+        scanner = self.plugged_in_scanner(records)
+        self.start_connected()
+        view = (messages.RUN_STARTED + view_text(records, settings) + messages.count(3)
+                + messages.FINISHED)
+        self.synchronize(view)
+        scanner.scan(4, "LIVE-1")
+        self.quillet.wait_for_view_end("Code 39,LIVE-1,005771\n")
+        run = ["005771", "3", "Quillet's window only", "Complete", "No"]
+        day = ["005771", "1", "Quillet's window only", "Live scans", ""]
+        self.open(day, run)
+
+        self.xdotool("key", "ctrl+f")
+        self.xdotool("type", "complete window")
+        self.wait_for_rows(run)
+        self.xdotool("key", "Return", "ctrl+c")
+        self.wait_for_message("3 records copied to the clipboard.")
+        self.assertEqual(file_text(records, settings), self.desktop.clipboard_text().replace("\n", "\r\n"))
+        article = '"EAN 13","0012345678905","2026-11-16 14:07:09","005771"\r\n'
+        self.assertEqual('"Symbology","Barcode","Time","Serial number"\r\n' + article
+                         + article.replace("EAN 13", "Code 39").replace("0012345678905", "'=1+1")
+                         + article, self.csv("records.csv", "One row per record", "alt+r"))
+        self.assertEqual('"Symbology","Barcode","Quantity"\r\n"EAN 13","0012345678905",2\r\n'
+                         '"Code 39","\'=1+1",1\r\n',
+                         self.csv("barcodes.csv", "One row per barcode, with its quantity",
+                                  "alt+b"))
+        before = self.quillet.view()
+        self.xdotool("key", "alt+d")
+        self.wait_for_message("3 records shown in Quillet's window.")
+        self.quillet.wait_for_view(before + view_text(records, settings))
+
+        for keys, rows in ((["Return"], [run]), (["alt+d"], [])):
+            self.xdotool("key", "Delete")
+            self.wait_for_focus("Delete")
+            self.xdotool("key", *keys)
+            self.wait_for_focus(WINDOW)
+            self.wait_for_rows(*rows)
+        self.xdotool("key", "ctrl+f", "ctrl+a", "BackSpace")
+        self.wait_for_rows(day)
+        self.assertEqual(1, len(records_files()))
+
+    def plant(self, time, records, lines, end=None, serial="2104005771"):
+        """Stores a file of an earlier run, with the older layout. `records` are stored records."""
+        stamp = re.sub("[-:]", "", time).replace(" ", "_")
+        os.makedirs(FOLDER, exist_ok=True)
+        with open(f"{FOLDER}/{stamp}_{serial}.records", "wb") as file:
+            file.write(f"quillet-archive 1\ntime {time}\nscanner {serial}\nfirmware 1\n"
+                       f"layout older\nsettings 11134101\ndestination 1 \n"
+                       f"burst {len(records)}\n".encode() + records
+                       + f"\nend {end or 'complete ' + time}\n".encode())
+        with open(f"{FOLDER}/{stamp}_{serial}.txt", "w", encoding="utf-8") as file:
+            file.write(lines)
+
+    def test_keeps_100_runs_and_joins_the_files_of_a_large_run(self):
+        (record,) = some_records(1)
+        for number in range(105):
+            self.plant(f"2026-10-{1 + number // 60:02d} 10:{number % 60:02d}:00", stored(record),
+                       "", serial="2104000001")
+        settings = Settings(filename=OUTPUT, attach_timestamp=0, attach_serial=0, data_delimiter=4)
+        count = LARGE_FILE // len(stored(record)) + 1
+        self.plant("2026-10-03 08:00:00", count * stored(record), count * "one\r\n",
+                   "continued 2026-10-03 08:59:59")
+        self.plant("2026-10-03 09:00:00", stored(record), "two\r\n")
+        settings.save()
+        self.plugged_in_scanner([record])
+        self.start_connected()
+        self.synchronize(messages.file_run(1, OUTPUT))
+        wait_until(lambda: len(records_files()) == 100, "100 runs")
+        self.quillet.type_keys("ctrl+e")
+        self.wait_for_text(99, lambda: len(self.rows()))
+        self.xdotool("key", "ctrl+f")
+        self.xdotool("type", "2026-10-03")
+        self.wait_for_rows(["005771", str(count + 1), "Quillet's window only", "Complete", "No"])
+        self.xdotool("key", "Return", "alt+d")
+        again = OUTPUT.replace(".txt", "_2.txt")
+        self.wait_for_message(f"{count + 1} records delivered to {again}")
+        self.assert_file(again, (count + 1) * file_text([record], settings))
 
     def own_file_manager(self):
         """Replaces the desktop's file manager. Returns a list that records its calls."""

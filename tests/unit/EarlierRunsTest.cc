@@ -26,10 +26,43 @@ class EarlierRunsTest : public test::AppFixture {
     ClearView();
   }
 
+  /// Waits until all files have been read or written.
+  void Settle() {
+    ASSERT_TRUE(WaitFor([&] {
+      mainQueue.RunAll();
+      return !runs.busy();
+    }));
+  }
+
   /// Opens the window and waits until it lists all runs.
   void OpenList() {
     earlierRuns.Press();
-    mainQueue.RunAll();
+    Settle();
+  }
+
+  /// Presses a button of the window and waits until its action has ended.
+  void Press(std::function<void()> RunsActions::*action) {
+    runs.Press(action);
+    Settle();
+  }
+
+  /// Stores a file of a run in the archive. Its records are `data`, its lines `data` and CR LF.
+  void Store(const std::string& name, const std::string& time, const std::string& end,
+             const Texts& data) const {
+    std::string records = "quillet-archive 1\ntime " + time +
+                          "\nscanner 2104005771\nfirmware 1\nlayout older\nsettings 0\n"
+                          "destination 1 \n";
+    std::string lines;
+    for (const std::string& text : data) {
+      const auto size = static_cast<char>(text.size() + 5);
+      records += "record " + std::to_string(text.size() + 6) + "\n" + size + std::string(1, 0) +
+                 text + std::string(4, 0) + "\n";
+      lines += text + "\r\n";
+    }
+    if (!end.empty()) records += "end " + end + "\n";
+    std::filesystem::create_directory(archiveFolder);
+    test::PutFile(archiveFolder + "/" + name + ".records", records);
+    test::PutFile(archiveFolder + "/" + name + ".txt", lines);
   }
 
   /// Presses Deliver again and waits until the delivery has ended.
@@ -59,7 +92,9 @@ class EarlierRunsTest : public test::AppFixture {
 
 TEST_F(EarlierRunsTest, ExplainsAnEmptyList) {
   Launch();
-  OpenList();
+  earlierRuns.Press();
+  EXPECT_EQ(runs.emptyText(), "Reading the archive…");
+  Settle();
   EXPECT_TRUE(runs.runsWindow().IsShown());
   EXPECT_TRUE(runs.rows().empty());
   EXPECT_EQ(runs.emptyText(),
@@ -106,16 +141,16 @@ TEST_F(EarlierRunsTest, SavesAndCopiesTheLinesUnchanged) {
   RunWith({"one", "caf\xE9"});
   OpenList();
   EXPECT_EQ(runs.preview().text(), "one\ncaf\xC3\xA9\n");
-  runs.Press(&RunsActions::copy);
+  Press(&RunsActions::copy);
   EXPECT_EQ(pasteboard.texts(), Texts{"one\r\ncaf\xC3\xA9\r\n"});
   EXPECT_EQ(runs.message(), "2 records copied to the clipboard.");
   panels.answer = folder / "saved.txt";
-  runs.Press(&RunsActions::saveAs);
+  Press(&RunsActions::saveAs);
   EXPECT_EQ(FileContents(folder / "saved.txt"), "one\r\ncaf\xC3\xA9\r\n");
   EXPECT_EQ(panels.runs, Texts{"Save records||20261116_140709_0000123456.txt"});
   EXPECT_EQ(runs.message(), "Saved: " + (folder / "saved.txt"));
   panels.answer = folder / "missing/saved.txt";
-  runs.Press(&RunsActions::saveAs);
+  Press(&RunsActions::saveAs);
   EXPECT_EQ(runs.message(), "This file cannot be written: " + (folder / "missing/saved.txt") +
                                 ". Choose another folder.");
 }
@@ -132,15 +167,15 @@ TEST_F(EarlierRunsTest, ExportsOneCsvRowPerRecordOrBarcode) {
   RunWith({"7", "8", "7"});
   OpenList();
   panels.answer = folder / "records.csv";
-  runs.Press(&RunsActions::exportCsv);
+  Press(&RunsActions::exportCsv);
   EXPECT_EQ(panels.runs, Texts{"Export as CSV||20261116_140709_0000123456.csv"});
   const std::string records = FileContents(folder / "records.csv").value_or("");
   EXPECT_EQ(std::ranges::count(records, '\n'), 4);
   runs.rowPerBarcode = true;
-  runs.Press(&RunsActions::exportCsv);
+  Press(&RunsActions::exportCsv);
   EXPECT_NE(FileContents(folder / "records.csv")->find("\"7\",2\r\n"), std::string::npos);
   runs.rowPerBarcode = std::nullopt;
-  runs.Press(&RunsActions::exportCsv);
+  Press(&RunsActions::exportCsv);
   EXPECT_EQ(panels.runs.size(), 2U) << "cancelled";
 }
 
@@ -166,6 +201,35 @@ TEST_F(EarlierRunsTest, DeliversToANewFileWithCurrentSettings) {
   EXPECT_EQ(FileContents(folder / "stock_3.txt"), "one;123456\ncaf\xC3\xA9;123456\n");
   EXPECT_EQ(runs.message(), "2 records delivered to " + (folder / "stock_3.txt"));
   EXPECT_EQ(strip.Message(), runs.message());
+}
+
+TEST_F(EarlierRunsTest, KeepsAFileThatAppearsDuringDelivery) {
+  RunWith({"one"});
+  Choose(0, folder / "stock.txt");
+  OpenList();
+  files.whileReplacing = [this] { folder.Put("stock.txt", "precious"); };
+  Deliver();
+  EXPECT_EQ(FileContents(folder / "stock.txt"), "precious");
+  EXPECT_EQ(FileContents(folder / "stock_2.txt"), "one\r\n");
+}
+
+TEST_F(EarlierRunsTest, RefusesToWriteToTheSettingsFile) {
+  RunWith({"one"});
+  const std::string settingsFile = dataFolder + "/QuilletRegistry.txt";
+  std::filesystem::create_symlink(settingsFile, folder / "link.txt");
+  controller.lumet->destination = 0;
+  controller.lumet->filename.Set(folder / "link.txt");
+  const auto before = FileContents(settingsFile);
+  OpenList();
+  panels.answer = settingsFile;
+  for (const auto action : {&RunsActions::saveAs, &RunsActions::exportCsv, &RunsActions::deliver}) {
+    runs.Press(&RunsActions::copy);
+    runs.Press(action);
+    EXPECT_TRUE(AwaitMessage("The settings file cannot hold records. Choose another file."));
+  }
+  AwaitDelivery();
+  EXPECT_EQ(FileContents(settingsFile), before);
+  EXPECT_FALSE(FileContents(folder / "link_2.txt"));
 }
 
 TEST_F(EarlierRunsTest, DeliversToAGeneratedFileAndToTheView) {
@@ -266,9 +330,62 @@ TEST_F(EarlierRunsTest, NeitherDeliversNorDeletesARunInProgress) {
             "A synchronization is in progress. Deliver the records when it has finished.");
   tavo.Release();
   AwaitEnd(1);
-  mainQueue.RunAll();
+  Settle();
   EXPECT_EQ(States(), "Complete|Complete|");
   EXPECT_TRUE(runs.canRemove());
+}
+
+TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
+  Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00",
+        {"one", "two"});
+  Store("20261101_082001_2104005771", "2026-11-01 08:20:01", "complete 2026-11-01 08:30:00",
+        {"three"});
+  Store("20261101_083030_2104005771", "2026-11-01 08:30:30", "complete 2026-11-01 08:31:00",
+        {"other run"});
+  StartWith({.destination = 1});
+  Launch();
+  OpenList();
+  EXPECT_EQ(States(), "Complete|Complete|");
+  EXPECT_EQ(runs.rows()[1], (RunRow{"2026-11-01 08:00:00", "005771", "3", "Quillet's window only",
+                                    "Complete", "No"}));
+  runs.Select(1);
+  Settle();
+  EXPECT_EQ(runs.preview().text(), "one\ntwo\nthree\n");
+  Press(&RunsActions::copy);
+  EXPECT_EQ(pasteboard.texts(), Texts{"one\r\ntwo\r\nthree\r\n"});
+  panels.answer = folder / "records.csv";
+  Press(&RunsActions::exportCsv);
+  EXPECT_EQ(std::ranges::count(*FileContents(folder / "records.csv"), '\n'), 4);
+  ClearView();
+  Deliver();
+  EXPECT_EQ(View(), "one|two|three|");
+  Press(&RunsActions::remove);
+  EXPECT_TRUE(runs.question().find("deletes 3 records") != std::string::npos) << runs.question();
+  EXPECT_EQ(files.List(archiveFolder).size(), 2U);
+  EXPECT_EQ(States(), "Complete|");
+}
+
+TEST_F(EarlierRunsTest, DoesNotJoinALaterRun) {
+  Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00",
+        {"one"});
+  Store("20261101_092001_2104005771", "2026-11-01 09:20:01", "complete 2026-11-01 09:30:00",
+        {"two"});
+  Launch();
+  OpenList();
+  EXPECT_EQ(States(), "Complete|Incomplete|");
+}
+
+TEST_F(EarlierRunsTest, JoinsTheFilesOfADay) {
+  Store("20261101_live", "2026-11-01 08:00:00", "", {"one"});
+  Store("20261101_live_2", "2026-11-01 09:00:00", "", {"two"});
+  Store("20261102_live", "2026-11-02 08:00:00", "", {"three"});
+  Launch();
+  OpenList();
+  EXPECT_EQ(States(), "Live scans|Live scans|");
+  runs.Select(1);
+  Settle();
+  EXPECT_EQ(runs.rows()[1].records, "2");
+  EXPECT_EQ(runs.preview().text(), "one\ntwo\n");
 }
 
 TEST_F(EarlierRunsTest, ListsAnInterruptedRunWithAllItsRecords) {
@@ -294,16 +411,14 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   OpenList();
   runs.Select(1);
   runs.confirms = false;
-  runs.Press(&RunsActions::remove);
-  mainQueue.RunAll();
+  Press(&RunsActions::remove);
   EXPECT_EQ(
       runs.question(),
       "Delete the synchronization of 2026-11-16 14:07:09?|This permanently deletes 1 record from "
       "the archive. Files saved or delivered elsewhere are kept.");
   EXPECT_EQ(runs.rows().size(), 2U);
   runs.confirms = true;
-  runs.Press(&RunsActions::remove);
-  mainQueue.RunAll();
+  Press(&RunsActions::remove);
   ASSERT_EQ(runs.rows().size(), 1U);
   EXPECT_EQ(runs.rows()[0].date, "2026-11-17 08:00:00");
   EXPECT_EQ(runs.SelectedRow(), 0);
@@ -315,11 +430,10 @@ TEST_F(EarlierRunsTest, ArchivesScansAfterDeletingTheDay) {
   RunWith({});
   tavo.Scan("first");
   OpenList();
-  runs.Press(&RunsActions::remove);
-  mainQueue.RunAll();
+  Press(&RunsActions::remove);
   tavo.Scan("second");
   runs.Activate();
-  mainQueue.RunAll();
+  Settle();
   ASSERT_EQ(States(), "Live scans|");
   EXPECT_EQ(runs.rows()[0].records, "1");
   EXPECT_EQ(runs.preview().text(), "second\n");
@@ -328,8 +442,7 @@ TEST_F(EarlierRunsTest, ArchivesScansAfterDeletingTheDay) {
 TEST_F(EarlierRunsTest, DoesNotEraseTheScannerAfterDeletingItsRun) {
   RunWith({"one"});
   OpenList();
-  runs.Press(&RunsActions::remove);
-  mainQueue.RunAll();
+  Press(&RunsActions::remove);
   controller.lumet->EraseTavoMemory();
   ASSERT_TRUE(WaitFor([&] {
     mainQueue.RunAll();

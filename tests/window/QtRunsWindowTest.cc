@@ -172,6 +172,25 @@ TEST_F(QtRunsWindowTest, ShowsATextIfTheListIsEmpty) {
   EXPECT_TRUE(List()->isVisible());
 }
 
+TEST_F(QtRunsWindowTest, FirstRowsMoveTheFocusToTheList) {
+  Open({});
+  window_.ShowRows(kRows, 0);
+  EXPECT_EQ(QApplication::focusWidget(), List());
+  window_.ShowRows({}, -1);
+  QTest::keyClicks(SearchField(), "4");
+  window_.ShowRows(kRows, 0);
+  EXPECT_EQ(QApplication::focusWidget(), SearchField()) << "while the user types";
+}
+
+TEST_F(QtRunsWindowTest, ShowsThatWorkTakesLonger) {
+  OpenWithRows();
+  window_.ShowBusy(true);
+  EXPECT_NE(window_.cursor().shape(), Qt::BusyCursor);
+  EXPECT_TRUE(SpinUntil([this] { return window_.cursor().shape() == Qt::BusyCursor; }));
+  window_.ShowBusy(false);
+  EXPECT_NE(window_.cursor().shape(), Qt::BusyCursor);
+}
+
 TEST_F(QtRunsWindowTest, ButtonsReportTheirActions) {
   OpenWithRows();
   for (const char* name : kActions) QTest::mouseClick(Button(name), Qt::LeftButton);

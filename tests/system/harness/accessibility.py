@@ -13,6 +13,7 @@ _REGISTRY = "org.a11y.atspi.Registry"
 _CALL_LIMIT = 20_000  # milliseconds
 
 # Values of AtspiStateType.
+_CHECKED = 4
 _PRESSED = 20
 _SELECTED = 23
 
@@ -123,6 +124,9 @@ class Node:
     def _has_state(self, number):
         ((low, _high),) = self._request("Accessible", "GetState")
         return bool(low & 1 << number)
+
+    def is_checked(self):
+        return self._has_state(_CHECKED)
 
     def is_pressed(self):
         return self._has_state(_PRESSED)

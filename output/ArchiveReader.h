@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/SystemLog.h"
+#include "device/Settings.h"
+#include "output/ArchivedRun.h"
+#include "platform/FileStore.h"
+
+namespace quillet {
+
+/// A run in the archive, or the live scans of a day.
+struct StoredRun {
+  std::vector<std::string> names;  ///< names of its files without the extension, oldest first
+  std::uint64_t bytes = 0;         ///< size of its records files
+  bool live = false;               ///< live scans of a day
+  bool inProgress = false;         ///< more records may arrive; always false for live scans
+  ArchivedRun head = {};           ///< metadata of all its files
+};
+
+/// Reads the archive folder. List must be called on one thread at a time, the other functions on
+/// any thread.
+class ArchiveReader {
+ public:
+  /// @param log     receives the names of unreadable files; must outlive this object, like `files`
+  /// @param files   reads the files
+  /// @param folder  absolute path of the archive folder; need not exist
+  ArchiveReader(SystemLog& log, platform::FileStore& files, std::string folder)
+      : log_(log), files_(files), folder_(std::move(folder)) {}
+
+  /// Returns the runs in the archive, newest first. The files of a run that exceeds the maximum
+  /// file size are one entry, like the files of a day's live scans. Reads only files that are new
+  /// or have another size than in the last call.
+  std::vector<StoredRun> List();
+
+  /// Reads the records of a run.
+  /// @param record  called for each record; see ReadArchivedRun
+  /// @return the number of records; no value if a file cannot be read
+  std::optional<std::int64_t> ForEachRecord(const StoredRun& run,
+                                            const ArchivedRecord& record) const;
+
+  /// Composes the lines of a run.
+  /// @param settings  see ReadArchivedLines
+  /// @param line      called for each line, in UTF-8
+  /// @return the number of records; no value if a file cannot be read
+  std::optional<std::int64_t> ForEachLine(
+      const StoredRun& run, const Settings* settings,
+      const std::function<void(const std::string& line)>& line) const;
+
+  /// Returns the lines of a run as delivered, or no value if a file cannot be read.
+  /// @param limit  size in bytes after which the result may end
+  std::optional<std::string> Lines(const StoredRun& run,
+                                   std::size_t limit = std::string::npos) const;
+
+  /// Returns the path of the first file of a run with delivered lines.
+  std::string LinesPath(const StoredRun& run) const;
+
+ private:
+  struct File {
+    std::string name;  // without the extension
+    std::uint64_t bytes = 0;
+    std::optional<ArchivedRun> head = {};  // no value if the file cannot be read
+  };
+
+  std::string PathOf(const std::string& name, std::string_view ending) const;
+  File ReadHead(const std::string& name, std::uint64_t bytes) const;
+
+  SystemLog& log_;
+  platform::FileStore& files_;
+  const std::string folder_;
+  std::vector<File> known_;  // the files of the last call of List, sorted by name
+};
+
+}  // namespace quillet
