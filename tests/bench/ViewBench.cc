@@ -9,11 +9,8 @@
 #include <QApplication>
 #include <QPlainTextEdit>
 #include <QTimer>
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 #include <thread>
 
@@ -23,62 +20,22 @@
 #include "platform/qt/RecordText.h"
 #include "platform/qt/RecordView.h"
 #include "tests/bench/Figure.h"
+#include "tests/bench/Pulse.h"
 
 namespace {
 
 using quillet::bench::Clock;
+using quillet::bench::Milliseconds;
 using quillet::bench::PrintFigure;
+using quillet::bench::Pulse;
 using quillet::platform::qt::QtMainQueue;
 using quillet::platform::qt::QtMainWindow;
-
-double Milliseconds(Clock::duration duration) {
-  return 1e3 * quillet::bench::Seconds(duration);
-}
-
-/// Returns the processor time of the calling thread.
-Clock::duration ProcessorTime() {
-  timespec spent{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &spent);
-  return std::chrono::seconds(spent.tv_sec) + std::chrono::nanoseconds(spent.tv_nsec);
-}
 
 std::string Record(int number) {
   char text[64];
   std::snprintf(text, sizeof text, "EAN-13 %013lld\n", 4006381333931LL + number);
   return text;
 }
-
-/// Measures the time between passes of the main loop.
-class Pulse {
- public:
-  Pulse() {
-    QObject::connect(&timer_, &QTimer::timeout, [this] { Beat(); });
-    timer_.start(0);
-  }
-
-  void Reset() {
-    last_ = Clock::now();
-    lastProcessorTime_ = ProcessorTime();
-    longestTurn_ = longestBusy_ = {};
-  }
-
-  double longestTurn() const { return Milliseconds(longestTurn_); }
-  double longestBusy() const { return Milliseconds(longestBusy_); }
-
- private:
-  void Beat() {
-    longestTurn_ = std::max(longestTurn_, Clock::now() - last_);
-    longestBusy_ = std::max(longestBusy_, ProcessorTime() - lastProcessorTime_);
-    last_ = Clock::now();
-    lastProcessorTime_ = ProcessorTime();
-  }
-
-  QTimer timer_;
-  Clock::time_point last_ = Clock::now();
-  Clock::duration lastProcessorTime_ = ProcessorTime();
-  Clock::duration longestTurn_{};
-  Clock::duration longestBusy_{};
-};
 
 /// Appends records from another thread. Returns the time until the view contains all of them, in
 /// milliseconds.

@@ -55,6 +55,10 @@ _ROWS = [
     ("turn", "longest pass of the main loop, ms", "frame of 16 ms", 1, "at most"),
     ("turn-processor", "longest pass of the main loop, processor time, ms", "frame of 16 ms",
      1, "at most"),
+    ("list", "earlier synchronizations, 100 runs of 2 MB to the list, ms",
+     "reading the same files once", None, ""),
+    ("list-turn", "same list, longest pass of the main loop, processor time, ms", "frame of 16 ms",
+     1, "at most"),
     ("typing", "typing, characters/s", "`xdotool type --delay 0`, same client", 5, "at least"),
 ]
 
@@ -136,6 +140,9 @@ class Bench:
             (most[0], 4 * least[0])
             for most, least in zip(self.figures["view-100000"], self.figures["view-25000"])]
 
+    def list(self):
+        self._gather(self._run(self._program("list_bench"), "9", QT_QPA_PLATFORM="offscreen"))
+
     def desktop(self):
         self._gather(self._in_sandbox("tests/bench"))
 
@@ -164,8 +171,8 @@ def _line(name, what, baseline, target, kind, pairs):
 def main():
     programs, *parts = sys.argv[1:]
     bench = Bench(programs)
-    for part in parts or ["receive", "run", "records", "archive", "ports", "view", "desktop",
-                          "typing"]:
+    for part in parts or ["receive", "run", "records", "archive", "ports", "view", "list",
+                          "desktop", "typing"]:
         getattr(bench, part)()
     print("| Measurement | Baseline | Median | Baseline median | Ratio (range, rounds) | Target "
           "| Result |")
