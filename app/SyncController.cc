@@ -149,8 +149,9 @@ void SyncController::PortChanged(bool added, SerialRegistry::Handle iterator) {
   Drain(iterator);
   if (added) {
     if (!bIsConnected && !isAttemptStarting_) StartConnectionThread(true);
-  } else if (bIsConnected && ports_.EndsConnection()) {
-    Terminate();
+  } else {
+    if (!bConnecting) portMessages_.Withdraw();
+    if (bIsConnected && ports_.EndsConnection()) Terminate();
   }
 }
 
@@ -180,6 +181,7 @@ void SyncController::ConnectThread() {
   DisplayText("", true);
   bConnecting = true;
   isAttemptStarting_ = false;
+  portMessages_.Withdraw();
   if (bAutoConnect) {
     TryToConnectTavo();
   } else {
@@ -198,9 +200,18 @@ bool SyncController::TryPort() {
   const std::string device = ports_.PathTried();
   OnMainThread([this, device] { ports_.SetTried(device); });
   DisplayText("Trying to connect " + device + ": ", false);
-  if (!device.empty() && lumet->connectTavo(device.c_str()) && IsTavoConnected()) return true;
+  const bool opened = !device.empty() && lumet->connectTavo(device.c_str());
+  if (opened && IsTavoConnected()) return true;
   DisplayText("Failed", true);
+  if (opened) portMessages_.Silent(device);
+  if (!opened && !device.empty()) portMessages_.NotOpened(device);
+  if (bIsConnected) portMessages_.Withdraw();  // the scanner answered late
   return false;
+}
+
+void SyncController::TryAgain() {
+  if (bIsConnected || bIsUnderSynchronization || isAttemptStarting_) return;
+  StartConnectionThread(bAutoConnect);
 }
 
 void SyncController::TryToConnectTavo() {
@@ -239,6 +250,7 @@ bool SyncController::IsTavoConnected() {
 void SyncController::TavoInitializationDone(bool connected) {
   Log(platform_.log, "-[SyncController TavoInitializationDone:]");
   bIsConnected = connected;
+  if (connected) portMessages_.Withdraw();
   DisplayConnectionMessage(portIndex);
   // Shown even if no scanner is connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);

@@ -14,6 +14,7 @@
 #include "app/EarlierRuns.h"
 #include "app/MainView.h"
 #include "app/Platform.h"
+#include "app/PortMessages.h"
 #include "app/PortTable.h"
 #include "app/Run.h"
 #include "app/RunProgress.h"
@@ -171,6 +172,7 @@ class SyncController final : public LumetDelegate {
   std::string ShownSerialNumber() const;
   bool TryPort();
   void TryUntriedPorts();
+  void TryAgain();
   void StartProgress();
   void OpenArchive();
   void ReportInterruption();
@@ -189,6 +191,8 @@ class SyncController final : public LumetDelegate {
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   RunProgress runProgress_;               // main thread
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
+  PortMessages portMessages_{platform_.registry, platform_.pasteboard, strip_,
+                             [this] { TryAgain(); }};
   RunArchive* archive_ = nullptr;             // created by Initialize, never destroyed
   SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed
   EarlierRuns* earlierRuns_ = nullptr;        // created by Initialize, never destroyed

@@ -7,8 +7,20 @@
 
 namespace quillet::platform {
 
+/// The reason why a serial port cannot be used.
+struct PortObstacle {
+  /// The kind of the reason. kNone also means that the reason is unknown.
+  enum class Kind { kNone, kPermission, kBusy };
+
+  Kind kind = Kind::kNone;
+
+  std::string group = {};    ///< kPermission: the group that may use the port; empty if none
+  bool joined = false;       ///< kPermission: the user has joined the group since logging in
+  std::string program = {};  ///< kBusy: name of the program that uses the port; empty if unknown
+};
+
 /// The system's serial devices and notifications of their arrival and removal. All calls and
-/// callbacks are on the main thread.
+/// callbacks are on the main thread, except Inspect.
 ///
 /// A callback receives an iterator and must call Next until it returns 0, releasing each object.
 /// When Next returns 0, the notification is armed again. Until then, the callback is not called for
@@ -37,6 +49,10 @@ class SerialRegistry {
   ///         is not available
   virtual std::int32_t ReadSerialStreams(std::span<std::string> names,
                                          std::span<std::string> paths) = 0;
+
+  /// Finds out why a port cannot be used. Opens the port briefly. Takes up to 0.3 s. Any thread.
+  /// @param path  path of the port, which this process does not have open
+  virtual PortObstacle Inspect([[maybe_unused]] const std::string& path) { return {}; }
 
   /// Creates a notification port and adds it to the main loop.
   /// @return the port, or 0 if the system's service is not available

@@ -8,6 +8,7 @@
 
 #include "platform/DescriptorWatch.h"
 #include "platform/SerialRegistry.h"
+#include "platform/linux/PortInspection.h"
 #include "platform/linux/SerialStreams.h"
 
 namespace quillet::platform::linux_desktop {
@@ -30,6 +31,7 @@ class UdevSerialRegistry final : public SerialRegistry {
   /// Names and order are described in SerialStreams.h; paths are device nodes under /dev.
   std::int32_t ReadSerialStreams(std::span<std::string> names,
                                  std::span<std::string> paths) override;
+  PortObstacle Inspect(const std::string& path) override { return InspectPort(path); }
   NotifyPort CreateNotifyPort() override;
   Handle AddMatchingNotification(NotifyPort port, Event event, Callback callback,
                                  void* context) override;

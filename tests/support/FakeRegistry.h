@@ -25,6 +25,8 @@ class FakeRegistry final : public platform::SerialRegistry {
     return static_cast<std::int32_t>(count);
   }
 
+  platform::PortObstacle Inspect(const std::string&) override { return obstacle; }
+
   NotifyPort CreateNotifyPort() override { return *ports_.insert(++lastPort_).first; }
 
   Handle AddMatchingNotification(NotifyPort port, Event event, Callback callback,
@@ -70,6 +72,8 @@ class FakeRegistry final : public platform::SerialRegistry {
   void Attach(const std::string& name, const std::string& path) {
     devices_.push_back({name, path});
   }
+
+  platform::PortObstacle obstacle;  ///< result of Inspect
 
   bool HasPort() const { return !ports_.empty(); }
   std::size_t iterators() const { return iterators_.size(); }

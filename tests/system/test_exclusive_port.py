@@ -3,34 +3,16 @@
 import errno
 import fcntl
 import os
-import signal
-import subprocess
-import tempfile
 
-from harness.case import OUTPUT, Settings, SystemTest, messages, some_records, wait_until
-
-_PORT = "/dev/ttyACM0"
+from harness.case import OUTPUT, Settings, messages, some_records
+from port_case import PORT, PortTest
 
 
-class ExclusivePortTest(SystemTest):
-
-    def preload(self, **environment):
-        """Builds port_faults.c. Returns `environment` with the variable that preloads it."""
-        library = f"{tempfile.gettempdir()}/port_faults.so"
-        source = os.path.join(os.path.dirname(os.path.abspath(__file__)), "port_faults.c")
-        subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", library, source],
-                       check=True)
-        before = self.devices.environment["LD_PRELOAD"]
-        return {"LD_PRELOAD": f"{library}:{before}", **environment}
-
-    def open_port(self):
-        port = os.open(_PORT, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
-        self.addCleanup(os.close, port)
-        return port
+class ExclusivePortTest(PortTest):
 
     def is_locked(self):
         """Returns whether a program has locked the port."""
-        port = os.open(_PORT, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+        port = os.open(PORT, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
         try:
             fcntl.flock(port, fcntl.LOCK_EX | fcntl.LOCK_NB)
             return False
@@ -38,10 +20,6 @@ class ExclusivePortTest(SystemTest):
             return True
         finally:
             os.close(port)
-
-    def connect(self):
-        self.quillet.choose_port(1)
-        self.quillet.press("Connect")
 
     def reconnect(self):
         """Disconnects, connects and synchronizes. The view must be empty."""
@@ -53,8 +31,7 @@ class ExclusivePortTest(SystemTest):
 
     def test_port_locked_by_another_program_fails(self):
         scanner = self.plugged_in_scanner()
-        port = self.open_port()
-        fcntl.flock(port, fcntl.LOCK_EX)
+        port = self.lock_port()
         self.start().wait_for_view(messages.STARTED + messages.failed_attempt())
         self.assertEqual([], scanner.commands())
         self.quillet.clear()
@@ -83,7 +60,7 @@ class ExclusivePortTest(SystemTest):
         self.quillet.wait_for_view(messages.STARTED + messages.connecting())
         self.quillet.wait_for_connect_label("Disconnect")
         with self.assertRaises(OSError) as refused:
-            os.open(_PORT, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
+            os.open(PORT, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
         self.assertEqual(errno.EBUSY, refused.exception.errno)
         self.quillet.clear()
         self.reconnect()
