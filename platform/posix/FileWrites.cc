@@ -26,7 +26,7 @@ bool IsWritable(const std::string& folder) {
 bool WriteAll(int file, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = RetryOnSignal([&] { return write(file, bytes.data(), bytes.size()); });
-    if (written == 0) errno = EIO;
+    if (written == 0) errno = EIO;  // write(3p) sets no error
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }

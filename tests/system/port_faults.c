@@ -2,7 +2,8 @@
  *
  *   REAL_PORTS=1   all terminals are called /dev/ttyACM0, like a real port
  *   PORT_GROUP=N   /dev/ttyACM0 belongs to group N, which may use it
- *   NO_THREADS=1   std::thread cannot start a thread */
+ *   NO_THREADS=1   std::thread cannot start a thread
+ *   NO_PIPES=1     the program cannot create a pipe */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -49,11 +50,23 @@ int ioctl(int file, unsigned long request, ...) {
   return ((int (*)(int, unsigned long, ...))dlsym(RTLD_NEXT, "ioctl"))(file, request, argument);
 }
 
+/* Returns whether the code at `address` belongs to this library or program. */
+static int IsIn(void *address, const char *name) {
+  Dl_info found;
+  return dladdr(address, &found) != 0 && strstr(found.dli_fname, name) != NULL;
+}
+
+int pipe(int ends[2]) {
+  if (getenv("NO_PIPES") != NULL && IsIn(__builtin_return_address(0), "/quillet")) {
+    errno = EMFILE;
+    return -1;
+  }
+  return ((int (*)(int *))dlsym(RTLD_NEXT, "pipe"))(ends);
+}
+
 int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*work)(void *),
                    void *argument) {
-  Dl_info caller;
-  if (getenv("NO_THREADS") != NULL && dladdr(__builtin_return_address(0), &caller) != 0 &&
-      strstr(caller.dli_fname, "libstdc++") != NULL) {
+  if (getenv("NO_THREADS") != NULL && IsIn(__builtin_return_address(0), "libstdc++")) {
     return EAGAIN;
   }
   return ((int (*)(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *))dlsym(

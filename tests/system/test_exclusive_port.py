@@ -78,9 +78,3 @@ class ExclusivePortTest(PortTest):
         self.quillet.wait_for_view_start(messages.ATTEMPT + messages.trying())
         scanner.fault("at 0ms send \"2104005771@\"")
         self.quillet.wait_for_view_end(messages.connected() + messages.CLOCK_SET)
-
-    def test_runs_without_threads(self):
-        self.plugged_in_scanner()
-        self.start(environment=self.preload(NO_THREADS="1")).wait_for_view(messages.STARTED)
-        self.connect()
-        self.close()
