@@ -117,6 +117,8 @@ class ArchiveTest(FaultTest):
                                  clear_memory=1, filename=OUTPUT, **settings)
         self.settings.save()
         self.put_old_file()
+        if self.quillet:
+            self.quillet.process.stop()  # if the last attempt failed
         while self.scanners:
             self.scanners.pop().stop()
         self.records = records
