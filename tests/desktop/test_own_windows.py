@@ -48,24 +48,35 @@ class OwnWindowsTest(TypingCase):
         self.quillet.type_keys("space")
         self.quillet.wait_for_connect_label("Connect")
 
-    def test_user_opens_the_settings_during_a_run(self):
+    def wait_for_list(self):
+        wait_until(lambda: self.desktop.xdotool("getactivewindow", "getwindowname")
+                   == "Earlier synchronizations", "the list")
+
+    def test_user_opens_the_list_during_a_run(self):
         texts = [f"Größe {number}" for number in range(30)]  # pasting takes 0.2 s each
         self.start_with_focus_on_connect(auto_sync=1, non_english=1)
-        with open(PATH, encoding="ascii") as file:
-            before = file.read()
-        settings = SettingsWindow(self.desktop, self.quillet)
         self.plug_in(texts)
         wait_until(lambda: messages.RUN_STARTED in self.quillet.view(), "the run")
-        settings.type_keys("ctrl+comma")
-        settings.wait_until_open()
+        self.desktop.xdotool("key", "ctrl+e")
+        self.wait_for_list()
         self.assertNotIn(messages.FINISHED, self.quillet.view())
         self.wait_for_run(len(texts))
-        self.assertTrue(settings.is_open())
-        settings.type_keys("Escape")
-        settings.wait_until_closed()
+        self.desktop.xdotool("key", "Escape")
         self.assert_connected()
+
+    def test_scans_change_nothing_in_the_settings(self):
+        self.connect([], data_only(destination=2))
+        (scanner,) = self.scanners
+        settings = SettingsWindow(self.desktop, self.quillet)
+        settings.open()
+        settings.box("Erase the scanner after synchronizing").grab_focus()
+        self.deliver_scans(scanner)
+        self.deliver_scans(scanner)
+        self.assertTrue(settings.is_open())
+        settings.type_keys("space", "Return")  # the user turns the box on and saves
+        settings.wait_until_closed()
         with open(PATH, encoding="ascii") as file:
-            self.assertEqual(before, file.read())
+            self.assertEqual(data_only(destination=2, clear_memory=1).text(), file.read())
 
     def test_scans_choose_nothing_in_a_menu(self):
         self.connect([], data_only(destination=2))
@@ -77,8 +88,7 @@ class OwnWindowsTest(TypingCase):
         self.desktop.xdotool("key", "Escape")
         wait_until(lambda: len(self.quillet.windows()) == 1, "the menu to close")
         self.desktop.xdotool("key", "ctrl+e")
-        wait_until(lambda: self.desktop.xdotool("getactivewindow", "getwindowname")
-                   == "Earlier synchronizations", "the list")
+        self.wait_for_list()
         self.deliver_scans(scanner)
         self.desktop.xdotool("key", "Escape")
         wait_until(lambda: self.desktop.xdotool("getactivewindow") == self.quillet.window(),
