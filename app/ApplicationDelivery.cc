@@ -1,7 +1,11 @@
 #include "app/ApplicationDelivery.h"
 
+#include <utility>
+#include <vector>
+
 #include "base/Log.h"
 #include "base/Utf8.h"
+#include "device/Settings.h"
 
 namespace quillet {
 namespace {
@@ -18,6 +22,12 @@ constexpr int kRunningChecks = 10;
 // replaces its contents.
 constexpr auto kPastePause = 100ms;
 
+// Time by which the main thread has handled the keys of a record.
+constexpr auto kLatestKey = 1s;
+
+constexpr char kNotFound[] = "\" was not found. Choose another application.";
+constexpr char kNotOpened[] = "\" could not be opened. Choose another application.";
+
 void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag flag) {
   const KeyEvent press[] = {{virtualKey, true, flag}, {virtualKey, false, KeyFlag::kNone}};
   events.Post(press);
@@ -25,9 +35,22 @@ void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag fla
 
 }  // namespace
 
+ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& strip,
+                                         Actions actions)
+    : platform_(platform), strip_(strip), actions_(std::move(actions)) {}
+
 void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
-  if (paste) return Paste(record);
+  ForgetOwnWindow();
+  if (paste) {
+    Paste(record);
+  } else {
+    Type(record);
+  }
+  ShowProblem();
+}
+
+void ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) return;
   for (const char character : record) {
     const KeyValue key = KeyForCharacter(static_cast<unsigned char>(character));
@@ -39,11 +62,52 @@ void ApplicationDelivery::Paste(const std::string& record) {
   // If SetString fails, Command-V would paste the old contents of the clipboard.
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
+    if (!std::exchange(pastingFailed_, true)) {
+      strip_.Raise(Notice::kPastingImpossible,
+                   "A record was not pasted, because the clipboard cannot be set. The record is in "
+                   "the archive.",
+                   {{"Show", actions_.showRuns}});
+    }
     return;
   }
+  if (std::exchange(pastingFailed_, false)) strip_.Withdraw(Notice::kPastingImpossible);
   platform_.clock.Sleep(kPastePause);
   SendCommandAndV();
   platform_.clock.Sleep(kPastePause);
+}
+
+void ApplicationDelivery::ShowProblem() {
+  const std::string problem = platform_.keyEvents.Problem();
+  if (std::exchange(typingProblem_, problem) == problem) return;
+  if (problem.empty()) return strip_.Withdraw(Notice::kTypingImpossible);
+  std::vector<StripAction> actions;
+  if (!actions_.guide.empty()) {
+    actions.push_back({"Open guide", [this] { platform_.workspace.OpenFile(actions_.guide); }});
+  }
+  strip_.Raise(
+      Notice::kTypingImpossible,
+      "Quillet cannot type on this desktop: " + problem + (problem.ends_with('.') ? "" : "."),
+      std::move(actions));
+}
+
+void ApplicationDelivery::KeyIgnored() {
+  lastIgnored_ = platform_.clock.Now();
+  if (isAtOwnWindow_.exchange(true)) return;
+  strip_.Raise(Notice::kTypedAtQuillet,
+               "Quillet was in front, so its windows ignored the records. They are in the archive. "
+               "Click the other program first.",
+               {{"Show", actions_.showRuns}});
+}
+
+// Removes the message if no window has ignored the previous record. The main thread may handle the
+// keys of a record late.
+void ApplicationDelivery::ForgetOwnWindow() {
+  const Time now = platform_.clock.Now();
+  const Time previous = std::exchange(lastRecord_, now);
+  if (isAtOwnWindow_ && lastIgnored_.load() < previous && now - previous > kLatestKey) {
+    isAtOwnWindow_ = false;
+    strip_.Withdraw(Notice::kTypedAtQuillet);
+  }
 }
 
 void ApplicationDelivery::SendKeyCode(KeyValue key) {
@@ -59,19 +123,40 @@ bool ApplicationDelivery::Run(const std::string& application) {
   applicationPath.Set(application);
   if (!platform_.applications.HasApplication(application)) {
     Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't get FSRef");
+    ShowTarget(application, kNotFound);
     return false;
   }
   if (!platform_.applications.OpenApplication(application)) {
     Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't open application ",
         ForeignText(application));
+    ShowTarget(application, kNotOpened);
     return false;
   }
+  ShowTarget(application, nullptr);
   // Intentional: there is no pause between the checks, so an application that starts slowly is
   // reported as not running.
   for (int check = 0; check < kRunningChecks; ++check) {
     if (IsRunning()) return true;
   }
   return false;
+}
+
+void ApplicationDelivery::CheckTarget(std::int32_t destination, const std::string& application) {
+  const bool isMissing =
+      destination == kToNamedApplication && !platform_.applications.HasApplication(application);
+  ShowTarget(application, isMissing ? kNotFound : nullptr);
+}
+
+/// @param problem  what is wrong with the application; null if nothing is
+void ApplicationDelivery::ShowTarget(const std::string& application, const char* problem) {
+  const std::lock_guard lock(checking_);
+  std::string message;
+  if (problem != nullptr) {
+    message = "The application \"" + application.substr(application.rfind('/') + 1) + problem;
+  }
+  if (std::exchange(targetMessage_, message) == message) return;
+  if (message.empty()) return strip_.Withdraw(Notice::kTargetMissing);
+  strip_.Raise(Notice::kTargetMissing, message, {{"Choose…", actions_.chooseApplication}});
 }
 
 bool ApplicationDelivery::IsRunning() {

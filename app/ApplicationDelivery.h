@@ -1,22 +1,36 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 
 #include "app/Platform.h"
+#include "app/StatusStrip.h"
 #include "base/SharedText.h"
 #include "output/KeyTables.h"
 
 namespace quillet {
 
-/// Delivers records to other applications: types or pastes them, and starts applications. Log lines
-/// contain names of SyncController functions.
+/// Delivers records to other applications: types or pastes them, and starts applications. Its log
+/// lines name SyncController functions. Says in the status strip why a delivery fails.
 ///
-/// Deliver: any thread; whole records alternate. Run: any thread. All others: read thread.
+/// Deliver: any thread; whole records alternate. Run: any thread. All others: read thread, unless
+/// stated otherwise.
 class ApplicationDelivery {
  public:
-  /// @param platform  provides the clock, key events, pasteboard and applications
-  explicit ApplicationDelivery(const Platform& platform) : platform_(platform) {}
+  /// The buttons beside the messages. Main thread.
+  struct Actions {
+    std::function<void()> chooseApplication;  ///< lets the user choose the application
+    std::function<void()> showRuns;           ///< shows the records in the archive
+    std::string guide;                        ///< path of the user guide; may be empty
+  };
+
+  /// @param platform  provides the clock, key events, pasteboard, applications and desktop
+  /// @param strip     shows the messages; outlives this object
+  ApplicationDelivery(const Platform& platform, StatusStrip& strip, Actions actions);
 
   /// Pastes or types a record. Records with non-ASCII characters are not typed.
   void Deliver(const std::string& record, bool paste);
@@ -30,13 +44,40 @@ class ApplicationDelivery {
 
   bool IsRunning();  ///< returns true if the application at `applicationPath` is running
 
+  /// Shows a message if the application for a destination does not exist, and otherwise removes
+  /// the message. Any thread.
+  /// @param destination  see Settings
+  /// @param application  the path in the settings
+  void CheckTarget(std::int32_t destination, const std::string& application);
+
+  /// Called when a window of this program has ignored a key of a record. Main thread.
+  void KeyIgnored();
+
   SharedText applicationPath;  ///< path last passed to Run; initially empty
 
  private:
+  using Time = std::chrono::nanoseconds;
+
+  void Type(const std::string& record);
   void Paste(const std::string& record);
+  void ShowProblem();
+  void ForgetOwnWindow();
+  void ShowTarget(const std::string& application, const char* problem);
 
   const Platform platform_;
-  std::mutex delivering_;  // held while a record is typed or pasted
+  StatusStrip& strip_;
+  const Actions actions_;
+
+  std::mutex delivering_;      // held while a record is typed or pasted; guards the next three
+  std::string typingProblem_;  // shown in the strip
+  bool pastingFailed_ = false;
+  Time lastRecord_{};
+
+  std::mutex checking_;        // guards targetMessage_
+  std::string targetMessage_;  // shown in the strip
+
+  std::atomic<bool> isAtOwnWindow_ = false;  // shown in the strip
+  std::atomic<Time> lastIgnored_ = Time::min();
 };
 
 }  // namespace quillet

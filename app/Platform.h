@@ -36,10 +36,11 @@ struct Platform {
   ///@}
 };
 
-/// Absolute paths of the program's folders.
+/// Absolute paths of the program's folders and of the user guide.
 struct Folders {
-  std::string data;     ///< settings and output files; shared by all users
-  std::string archive;  ///< the user's archive of received records
+  std::string data;        ///< settings and output files; shared by all users
+  std::string archive;     ///< the user's archive of received records
+  std::string guide = {};  ///< the user guide, a file; empty if it is not installed
 };
 
 /// The controls of the main window. Main thread.

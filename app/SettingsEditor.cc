@@ -80,6 +80,7 @@ void SettingsEditor::DestinationChanged() {
   Log(parts_.log, "-[SyncController destinationChanged:]");
   ChangeDestinationInformation();
   ShowSamples();
+  CheckTarget(form_.Values().destination);
 }
 
 void SettingsEditor::ChangeDestinationInformation() {
@@ -115,6 +116,20 @@ void SettingsEditor::Browse() {
   if (!chosen || (destination == kToFile && !Accepts(*chosen))) return;
   form_.SetPath(*chosen);
   (destination == kToFile ? settings_.filename : settings_.appname).Set(*chosen);
+  CheckTarget(destination);
+}
+
+void SettingsEditor::ChooseApplication() {
+  const auto chosen = parts_.panels.RunOpenPanel(kApplications, kProposedApplication);
+  if (!chosen) return;
+  settings_.appname.Set(*chosen);
+  if (settings_.destination == kToNamedApplication) Save();
+  if (form_.Values().destination == kToNamedApplication) form_.SetPath(*chosen);
+  CheckTarget(kToNamedApplication);
+}
+
+void SettingsEditor::CheckTarget(std::int32_t destination) {
+  parts_.checkTarget(destination, settings_.appname.Get());
 }
 
 bool SettingsEditor::Accepts(const std::string& file) {
@@ -134,11 +149,13 @@ void SettingsEditor::SaveAndClose() {
   Log(parts_.log, "-[SyncController saveButton:]");
   StoreValues(form_.Values(), settings_, settings_);
   Save();
+  CheckTarget(settings_.destination);
   form_.settingsWindow().Close();
 }
 
 void SettingsEditor::Cancel() {
   Log(parts_.log, "-[SyncController cancelButton:]");
+  CheckTarget(settings_.destination);
   form_.settingsWindow().Close();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,9 @@ class SettingsEditor {
     platform::SettingsForm& form;  ///< the settings window
     platform::Panels& panels;      ///< file dialogs
     StatusStrip& strip;            ///< the status strip
+
+    /// Checks the application to which records will go; see ApplicationDelivery.
+    std::function<void(std::int32_t destination, const std::string& application)> checkTarget;
   };
 
   /// Sets the actions of the form.
@@ -58,11 +62,16 @@ class SettingsEditor {
   /// chosen file.
   void Browse();
 
+  /// Lets the user choose the application, and saves it if records go there. Works while the
+  /// settings window is closed.
+  void ChooseApplication();
+
   void SaveAndClose();  ///< stores and saves the values of the window, then closes it
   void Cancel();        ///< closes the window; a path chosen with Browse stays in effect
 
  private:
   bool Accepts(const std::string& file);
+  void CheckTarget(std::int32_t destination);
   void RestoreDefaults();
   void ShowSamples();
 

@@ -58,8 +58,11 @@ void SyncController::Initialize() {
   lumet->setDelegate(this);
   new RecordDownload(platform_.log, *lumet);  // registers itself with the session
   OpenArchive();
-  settingsEditor_ = new SettingsEditor(
-      {platform_.log, *lumetfile, QuilletRegistry, *lumet, settingsForm, platform_.panels, strip_});
+  settingsEditor_ = new SettingsEditor({platform_.log, *lumetfile, QuilletRegistry, *lumet,
+                                        settingsForm, platform_.panels, strip_,
+                                        [this](auto destination, const auto& application) {
+                                          delivery_.CheckTarget(destination, application);
+                                        }});
   ChangePortList({0, {{"None"}}});
   updatePortList(true);
   RestoreSettings();

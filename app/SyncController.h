@@ -118,6 +118,7 @@ class SyncController final : public LumetDelegate {
   void SendCommandAndV() { delivery_.SendCommandAndV(); }
   bool IsApplicationRunning() { return delivery_.IsRunning(); }
   bool RunApplication() { return delivery_.Run(lumet->appname.Get()); }
+  void KeyIgnored() { delivery_.KeyIgnored(); }
   ///@}
 
   // --- Main window ------------------------------------------------------------------------------
@@ -186,7 +187,12 @@ class SyncController final : public LumetDelegate {
   MainView mainView_{platform_.mainQueue, controls_.barcodeView};
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
-  ApplicationDelivery delivery_{platform_};
+  ApplicationDelivery delivery_{
+      platform_,
+      strip_,
+      {.chooseApplication = [this] { settingsEditor_->ChooseApplication(); },
+       .showRuns = [this] { OpenEarlierRuns(); },
+       .guide = folders_.guide}};
   bool isPortListChanging_ = false;       // main thread
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   RunProgress runProgress_;               // main thread

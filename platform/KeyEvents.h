@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 
 namespace quillet::platform {
 
@@ -31,6 +32,10 @@ class KeyEvents {
   /// Control for Command. If Caps Lock is known to be on, Linux backends compensate for it and
   /// leave it on. Modifiers that the user holds down combine with the posted keys.
   virtual void Post(std::span<const KeyEvent> events) = 0;
+
+  /// Returns why the last Post dropped its events: what is missing on this system, as a part of a
+  /// sentence. Returns an empty text if the system accepted the events. Same threads as Post.
+  virtual std::string Problem() { return {}; }
 };
 
 }  // namespace quillet::platform

@@ -20,6 +20,11 @@ class Workspace {
   /// manager has opened. Main thread.
   /// @param path  absolute path, UTF-8
   virtual void ShowInFolder(const std::string& path) = 0;
+
+  /// Opens a file with the desktop's application for its type. Returns before the application has
+  /// opened it. Main thread.
+  /// @param path  absolute path, UTF-8
+  virtual void OpenFile(const std::string& path) = 0;
 };
 
 }  // namespace quillet::platform

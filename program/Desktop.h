@@ -54,6 +54,10 @@ std::string ActivationToken();
 /// no home folder. Main thread.
 std::string ArchiveFolderOfUser();
 
+/// Returns the absolute path of the user guide, or an empty text if it is not installed. Any
+/// thread.
+std::string UserGuide();
+
 /// Returns the registry of serial ports. The first call creates the registry, which is never
 /// destroyed. Main thread, after creation of the QApplication.
 platform::SerialRegistry& SerialRegistryOfSystem();

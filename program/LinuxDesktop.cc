@@ -2,6 +2,7 @@
 #include <QWidget>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "platform/linux/DesktopApplications.h"
@@ -75,6 +76,14 @@ std::string ArchiveFolderOfUser() {
   if (state != nullptr && state[0] == '/') return std::string(state) + "/quillet/runs";
   const std::string home = platform::posix::HomeFolder();
   return home.empty() ? home : home + "/.local/state/quillet/runs";
+}
+
+// The guide is installed relative to the program (GNUInstallDirs in CMake).
+std::string UserGuide() {
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const auto guide = program.parent_path().parent_path() / "share/doc/quillet/user-guide.md";
+  return std::filesystem::is_regular_file(guide, error) ? guide.string() : std::string();
 }
 
 platform::SerialRegistry& SerialRegistryOfSystem() {

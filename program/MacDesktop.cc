@@ -32,6 +32,10 @@ std::string ArchiveFolderOfUser() {
   return home.empty() ? home : home + "/Library/Application Support/Quillet/Runs";
 }
 
+std::string UserGuide() {
+  return {};  // the bundle does not contain the guide
+}
+
 platform::SerialRegistry& SerialRegistryOfSystem() {
   // Static, so that LeakSanitizer sees it as reachable.
   static auto* const registry = new platform::macos::IoKitSerialRegistry;

@@ -33,20 +33,23 @@ std::uint16_t EvdevKeyCode(std::uint16_t virtualKey);
 void ToKeyStrokes(std::span<const KeyEvent> events, bool capsLock,
                   const std::function<void(KeyStroke)>& put);
 
-/// Logs that keys cannot be typed. One thread at a time.
+/// The reason why keys cannot be typed. One thread at a time.
 class TypingFailure {
  public:
   /// @param log  outlives this object
   explicit TypingFailure(SystemLog& log) : log_(log) {}
 
-  /// Logs the failure on the first call; later calls do nothing.
-  /// @param reason  cause of the failure
-  void LogOnce(const std::string& reason) {
+  /// Sets the reason. The first call also logs it.
+  void Set(const std::string& reason) {
+    reason_ = reason;
     if (!std::exchange(logged_, true)) log_.Write("Cannot type on this desktop: " + reason);
   }
+  void Clear() { reason_.clear(); }                      ///< keys can be typed
+  const std::string& reason() const { return reason_; }  ///< empty if keys can be typed
 
  private:
   SystemLog& log_;
+  std::string reason_;
   bool logged_ = false;
 };
 

@@ -121,6 +121,7 @@ bool UinputKeyEvents::HaveKeyboard() {
     GiveUpKeyboard(errno);
     return false;
   }
+  failure_.Clear();
   clock_.Sleep(kNewKeyboardPause);
   return true;
 }
@@ -168,7 +169,7 @@ void UinputKeyEvents::GiveUpKeyboard(int error) {
   if (error == EACCES || error == EPERM) {
     reason += ". Install the udev rule 70-quillet-uinput.rules.";
   }
-  failure_.LogOnce(reason);
+  failure_.Set(reason);
 }
 
 }  // namespace quillet::platform::linux_desktop

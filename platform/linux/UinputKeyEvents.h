@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "base/SystemLog.h"
 #include "base/UniqueFd.h"
@@ -43,6 +44,7 @@ class UinputKeyEvents final : public KeyEvents {
   /// Sends about 24 characters immediately and the rest at 320 per second. The kernel drops events
   /// if the desktop does not read them fast enough.
   void Post(std::span<const KeyEvent> events) override;
+  std::string Problem() override { return failure_.reason(); }
 
  private:
   bool HaveKeyboard();

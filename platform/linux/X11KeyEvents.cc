@@ -107,9 +107,12 @@ void X11KeyEvents::Post(std::span<const KeyEvent> events) {
 bool X11KeyEvents::Connect() {
   if (connection_ && !connection_->IsBroken()) return connection_->CanTest();
   connection_ = std::make_unique<Connection>();
-  if (connection_->CanTest()) return true;
-  failure_.LogOnce(connection_->IsBroken() ? "the X server cannot be reached"
-                                           : "the X server has no XTEST extension");
+  if (connection_->CanTest()) {
+    failure_.Clear();
+    return true;
+  }
+  failure_.Set(connection_->IsBroken() ? "the X server cannot be reached"
+                                       : "the X server has no XTEST extension");
   return false;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "base/SystemLog.h"
 #include "platform/KeyEvents.h"
@@ -24,6 +25,7 @@ class X11KeyEvents final : public KeyEvents {
 
   /// Sends all events without waiting for the server to process them.
   void Post(std::span<const KeyEvent> events) override;
+  std::string Problem() override { return failure_.reason(); }
 
  private:
   class Connection;

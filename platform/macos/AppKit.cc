@@ -45,4 +45,12 @@ void SharedApplication::ShowInFolder(const std::string& path) {
   Send<BOOL>(workspace, "selectFile:inFileViewerRootedAtPath:", file.get(), noRoot.get());
 }
 
+void SharedApplication::OpenFile(const std::string& path) {
+  const AutoreleasePool pool;
+  const id workspace = Send<id>(ClassNamed("NSWorkspace"), "sharedWorkspace");
+  const CfOwner<CFStringRef> file = MakeString(path);
+  if (file == nullptr) return;  // not UTF-8
+  Send<BOOL>(workspace, "openFile:", file.get());
+}
+
 }  // namespace quillet::platform::macos

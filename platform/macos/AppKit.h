@@ -27,6 +27,7 @@ class SharedApplication final : public Workspace {
   void ActivateIgnoringOtherApps() override;
   bool IsActive() override;
   void ShowInFolder(const std::string& path) override;
+  void OpenFile(const std::string& path) override;
 };
 
 }  // namespace quillet::platform::macos

@@ -52,6 +52,12 @@ bool QuartzOwnKeys::IsOwnEvent(const void* event) {
   return quartz != nullptr && CGEventGetIntegerValueField(quartz, kUserData) == kOwnEvent;
 }
 
+std::string QuartzKeyEvents::Problem() {
+  if (CGPreflightPostEventAccess()) return {};
+  return "the permission is missing. Allow Quillet in System Settings, Privacy & Security, "
+         "Accessibility.";
+}
+
 void QuartzKeyEvents::AskForPermission() {
   if (std::exchange(asked_, true) || CGPreflightPostEventAccess()) return;
   log_.Write(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "base/SystemLog.h"
 #include "platform/KeyEvents.h"
 #include "platform/OwnKeys.h"
@@ -20,6 +22,7 @@ class QuartzKeyEvents final : public KeyEvents {
   explicit QuartzKeyEvents(SystemLog& log) : log_(log) {}
 
   void Post(std::span<const KeyEvent> events) override;
+  std::string Problem() override;
 
  private:
   void AskForPermission();

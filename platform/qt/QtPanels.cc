@@ -46,6 +46,12 @@ class AllFilesBut final : public QSortFilterProxyModel {
   const QString path_;
 };
 
+// Panels can also be opened while the settings window is closed.
+QWidget* Parent(QWidget& usual) {
+  QWidget* const active = QApplication::activeWindow();
+  return active != nullptr ? active : &usual;
+}
+
 std::optional<std::string> Run(QFileDialog& panel) {
   if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty()) return std::nullopt;
   return QDir::cleanPath(panel.selectedFiles().constFirst()).toStdString();
@@ -72,8 +78,7 @@ std::optional<std::string> QtPanels::RunSavePanel(const std::string& folder,
 std::optional<std::string> QtPanels::RunExportPanel(const std::string& title,
                                                     const std::string& folder,
                                                     const std::string& name) {
-  QWidget* const active = QApplication::activeWindow();
-  QFileDialog panel(active != nullptr ? active : &parent_, ToQString(title));
+  QFileDialog panel(Parent(parent_), ToQString(title));
   panel.setAcceptMode(QFileDialog::AcceptSave);
   panel.setFileMode(QFileDialog::AnyFile);
   panel.setDefaultSuffix(QFileInfo(ToQString(name)).suffix());
@@ -84,7 +89,7 @@ std::optional<std::string> QtPanels::RunExportPanel(const std::string& title,
 
 std::optional<std::string> QtPanels::RunOpenPanel(const std::string& folder,
                                                   const std::string& name) {
-  QFileDialog panel(&parent_, QStringLiteral("Choose an application for the records"));
+  QFileDialog panel(Parent(parent_), QStringLiteral("Choose an application for the records"));
   panel.setAcceptMode(QFileDialog::AcceptOpen);
   panel.setFileMode(QFileDialog::ExistingFile);
   panel.setLabelText(QFileDialog::Accept, QStringLiteral("Choose"));

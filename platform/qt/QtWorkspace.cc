@@ -44,4 +44,8 @@ void QtWorkspace::ShowInFolder(const std::string& path) {
   });
 }
 
+void QtWorkspace::OpenFile(const std::string& path) {
+  QDesktopServices::openUrl(QUrl::fromLocalFile(ToQString(path)));
+}
+
 }  // namespace quillet::platform::qt

@@ -19,6 +19,7 @@ class QtWorkspace final : public Workspace {
   /// Asks the file manager over D-Bus to select the file (org.freedesktop.FileManager1). If no file
   /// manager supports this, opens the folder with the desktop's default file manager.
   void ShowInFolder(const std::string& path) override;
+  void OpenFile(const std::string& path) override;
 
  private:
   QWidget& window_;

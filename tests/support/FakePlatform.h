@@ -111,10 +111,12 @@ struct FakeWorkspace final : platform::Workspace {
   void ActivateIgnoringOtherApps() override { ++activations; }
   bool IsActive() override { return active; }
   void ShowInFolder(const std::string& path) override { shownInFolder.push_back(path); }
+  void OpenFile(const std::string& path) override { openedFiles.push_back(path); }
 
   int activations = 0;
   bool active = false;                     ///< whether a window of the program has the focus
   std::vector<std::string> shownInFolder;  ///< paths passed to ShowInFolder
+  std::vector<std::string> openedFiles;    ///< paths passed to OpenFile
 };
 
 class FakeKeyEvents final : public platform::KeyEvents {
@@ -123,10 +125,12 @@ class FakeKeyEvents final : public platform::KeyEvents {
     posts_.emplace_back(events.begin(), events.end());
     if (onPost) onPost();
   }
+  std::string Problem() override { return problem; }
   /// Returns the events passed to each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
   std::function<void()> onPost;  ///< called after each call of Post
+  std::string problem;           ///< result of Problem
 
  private:
   std::vector<std::vector<platform::KeyEvent>> posts_;

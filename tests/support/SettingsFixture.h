@@ -25,7 +25,10 @@ class SettingsFixture : public testing::Test {
     image_ = {};
     settings_ = std::make_unique<Settings>();
     editor_ = std::make_unique<SettingsEditor>(
-        SettingsEditor::Parts{log, file_, image_, *settings_, form, panels, strip_});
+        SettingsEditor::Parts{log, file_, image_, *settings_, form, panels, strip_,
+                              [this](auto destination, const auto& application) {
+                                checked.emplace_back(destination, application);
+                              }});
     file_.CreateBarcodeDirectory();
     editor_->Restore();
   }
@@ -48,6 +51,7 @@ class SettingsFixture : public testing::Test {
   FakePanels panels;
   FakeMainQueue mainQueue;
   FakeStatusDisplay strip;
+  std::vector<std::pair<std::int32_t, std::string>> checked;  ///< calls of checkTarget
 
   /// Returns the message in the status strip.
   std::string Message() {

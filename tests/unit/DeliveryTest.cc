@@ -45,8 +45,20 @@ class DeliveryTest : public test::AppFixture {
     return text;
   }
 
-  ApplicationDelivery delivery{Platform{log, clock, tavo, files, mainQueue, registry, workspace,
-                                        panels, ticker, keyEvents, pasteboard, applications}};
+  /// Returns the message of `delivery`.
+  std::string Message() {
+    mainQueue.RunAll();
+    return display.Message();
+  }
+
+  int chosen = 0;
+  test::FakeStatusDisplay display;
+  StatusStrip messages{display, mainQueue, log};
+  ApplicationDelivery delivery{
+      Platform{log, clock, tavo, files, mainQueue, registry, workspace, panels, ticker, keyEvents,
+               pasteboard, applications},
+      messages,
+      {.chooseApplication = [this] { ++chosen; }, .showRuns = [] {}, .guide = "/guide.md"}};
 };
 
 TEST_F(DeliveryTest, PressesKeysWithModifiers) {
@@ -89,11 +101,70 @@ TEST_F(DeliveryTest, PausesBeforeAndAfterThePasteKeys) {
 TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   pasteboard.takes = false;
   delivery.Deliver("1", true);
-  EXPECT_EQ(log.lines(), Texts{"-[SyncController DisplayBarcode:]:Couldn't set pasteboard"});
+  EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't set pasteboard"), 1U);
   EXPECT_TRUE(clock.sleeps().empty());
+  EXPECT_EQ(Message(),
+            "A record was not pasted, because the clipboard cannot be set. The record is in the "
+            "archive.");
   pasteboard.takes = true;
   delivery.Deliver("2", true);
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
+  EXPECT_EQ(Message(), "");
+}
+
+TEST_F(DeliveryTest, SaysWhyNothingCanBeTyped) {
+  keyEvents.problem = "the X server has no XTEST extension";
+  for (int i = 0; i < 3; ++i) delivery.Deliver("1", false);
+  const std::string message =
+      "Quillet cannot type on this desktop: the X server has no XTEST extension.";
+  EXPECT_EQ(Message(), message);
+  EXPECT_EQ(log.Count("Quillet: " + message), 1U);
+  EXPECT_EQ(display.Buttons(), Texts{"Open guide"});
+  display.Press(0);
+  EXPECT_EQ(workspace.openedFiles, Texts{"/guide.md"});
+  keyEvents.problem = "";
+  delivery.Deliver("1", false);
+  EXPECT_EQ(Message(), "");
+}
+
+TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsKeys) {
+  delivery.Deliver("1", false);
+  for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
+  const std::string message =
+      "Quillet was in front, so its windows ignored the records. They are in the archive. Click "
+      "the other program first.";
+  EXPECT_EQ(Message(), message);
+  EXPECT_EQ(log.Count("Quillet: " + message), 1U);
+  clock.Advance(2s);
+  delivery.Deliver("2", false);
+  EXPECT_EQ(Message(), message) << "Quillet ignored the previous record";
+  clock.Advance(500ms);
+  delivery.Deliver("3", false);
+  EXPECT_EQ(Message(), message) << "the keys of the previous record may still be pending";
+  clock.Advance(2s);
+  delivery.Deliver("4", false);
+  EXPECT_EQ(Message(), "");
+}
+
+TEST_F(DeliveryTest, SaysThatTheApplicationIsMissing) {
+  const std::string missing =
+      "The application \"TextEdit\" was not found. Choose another application.";
+  delivery.CheckTarget(kToNamedApplication, "/Applications/TextEdit");
+  EXPECT_EQ(Message(), missing);
+  EXPECT_EQ(display.Buttons(), Texts{"Choose…"});
+  display.Press(0);
+  EXPECT_EQ(chosen, 1);
+  delivery.CheckTarget(kToFile, "/Applications/TextEdit");
+  EXPECT_EQ(Message(), "");
+  delivery.Run("/Applications/TextEdit");
+  EXPECT_EQ(Message(), missing);
+  applications.opens = false;
+  delivery.Run(kEditor);
+  EXPECT_EQ(Message(),
+            "The application \"editor\" could not be opened. Choose another application.");
+  applications.opens = true;
+  delivery.Run(kEditor);
+  EXPECT_EQ(Message(), "");
 }
 
 TEST_F(DeliveryTest, ChecksUpToTenTimesForARunningApplication) {

@@ -349,5 +349,34 @@ TEST_F(SettingsButtonTest, PassesEachOperationToTheEditor) {
                                  "SaveSettings", "SaveSettings", "RestoreSettings"}));
 }
 
+TEST_F(SettingsEditorTest, ChecksTheApplicationWhenItIsChosenOrSaved) {
+  using Checked = std::vector<std::pair<std::int32_t, std::string>>;
+  const auto take = [this] { return std::exchange(checked, {}); };
+  Open();
+  SelectDestination(kToNamedApplication);
+  EXPECT_EQ(take(), (Checked{{kToNamedApplication, appname()}}));
+  Browse("/usr/bin/editor");
+  EXPECT_EQ(take(), (Checked{{kToNamedApplication, "/usr/bin/editor"}}));
+  form.Cancel();
+  EXPECT_EQ(take(), (Checked{{kToFile, "/usr/bin/editor"}}));
+  Open();
+  SelectDestination(kToNamedApplication);
+  take();
+  form.Save();
+  EXPECT_EQ(take(), (Checked{{kToNamedApplication, "/usr/bin/editor"}}));
+}
+
+TEST_F(SettingsEditorTest, SavesTheApplicationChosenInTheStatusStrip) {
+  settings().destination = kToNamedApplication;
+  editor().Save();
+  panels.answer = "/usr/bin/editor";
+  editor().ChooseApplication();
+  Start();
+  EXPECT_EQ(appname(), "/usr/bin/editor");
+  panels.answer.reset();
+  editor().ChooseApplication();
+  EXPECT_EQ(appname(), "/usr/bin/editor");
+}
+
 }  // namespace
 }  // namespace quillet

@@ -32,6 +32,7 @@ class ProductTest(unittest.TestCase):
 
     maxDiff = None
     log_path = "/dev/log"
+    display_options = ()  # more options of the X server
     scanner_class = Scanner
 
     def setUp(self):
@@ -40,7 +41,7 @@ class ProductTest(unittest.TestCase):
         self.log = SystemLog(self.log_path)
         self.desktop_report = []
         self.addCleanup(self._clean_up)
-        self.desktop = Desktop()
+        self.desktop = Desktop(self.display_options)
         self.devices = self.create_devices()
 
     def create_devices(self):

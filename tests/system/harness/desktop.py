@@ -10,22 +10,22 @@ from harness.waiting import PATIENCE, wait_until
 
 
 class Desktop:
-    def __init__(self):
+    def __init__(self, display_options=()):
         self._processes = []
         self.environment = dict(os.environ)
         # Only the program under test sees the mocked devices.
         self.environment.pop("UMOCKDEV_DIR", None)
         self.environment["LD_PRELOAD"] = os.environ.get("SYSTEM_TEST_PRELOAD", "")
         try:
-            self._start()
+            self._start(display_options)
         except BaseException:
             self.stop()
             raise
 
-    def _start(self):
+    def _start(self, display_options):
         display = self._start_announced(
             "Xvfb", ["-displayfd", "{}", "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
-                     "-noreset"])
+                     "-noreset", *display_options])
         self.environment["DISPLAY"] = f":{display}"
         self._start_program("openbox", ["--sm-disable"])
         # The window manager may miss windows that open while it starts.

@@ -16,6 +16,10 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 GIVEN_UP = "The scanner did not answer. Restart Quillet."
 CUT_OFF = "The scanner was not erased, because some records are incomplete. Synchronize again."
 NO_COPY = "The scanner was not erased, because its records were not saved. Check the disk."
+OWN_WINDOW = ("Quillet was in front, so its windows ignored the records. They are in the archive. "
+              "Click the other program first.")
+NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
+NO_TYPING = "Quillet cannot type on this desktop: "
 REQUESTING = "Requesting records from the scanner"
 SILENCE = "  ·  no data for "  # appended to the progress text after 3 s without data
 

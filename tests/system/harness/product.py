@@ -141,6 +141,10 @@ class Quillet:
         wait_until(lambda: (self._settled(self.progress) or "").startswith(text + SILENCE),
                    lambda: f"silence after {text!r}, not {self._settled(self.progress)!r}")
 
+    def press_in_strip(self, label):
+        """Presses a button in the status strip."""
+        self._settled(lambda: self._frame().find("push button", label).act("Press"))
+
     # The toolbar
 
     def _buttons(self):
