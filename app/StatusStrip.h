@@ -20,10 +20,10 @@ enum class Notice {
 
   kPressIgnored,  ///< the button that the user pressed has no effect now
 
-  kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet
   kTypingImpossible,   ///< the system does not allow Quillet to type
   kPastingImpossible,  ///< a record could not be put on the clipboard
   kTargetMissing,      ///< the application for the records does not exist
+  kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet
 
   kProgress,  ///< the progress of a run; see StatusStrip::ShowProgress
 

@@ -41,8 +41,9 @@ void Program::Run(platform::SerialRegistry& registry, platform::posix::SingleIns
       settingsWindow_, runsWindow_, folders_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);
-  if (desktop_.ownKeys)
+  if (desktop_.ownKeys) {
     ownKeyFilter_.emplace(*desktop_.ownKeys, [this] { controller_->KeyIgnored(); });
+  }
   signals_.emplace(watcher_, [this] { LeaveOnSignal(); });
   window_.Show();
   instance_ = instance;

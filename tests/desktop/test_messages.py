@@ -35,7 +35,7 @@ class MissingApplicationTest(TypingCase):
         wait_until(lambda: window.has_focus("Choose an application for the records"), "the panel")
         self.desktop.xdotool("type", "/tmp/other\n")
         wait_until(lambda: self.quillet.progress() != messages.NO_APPLICATION, "no message")
-        with open(settings.PATH, encoding="ascii") as file:
+        with open(settings.PATH, encoding="ascii", newline="") as file:
             self.assertEqual(data_only(destination=3, application="/tmp/other").text(),
                              file.read())
 

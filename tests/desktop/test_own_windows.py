@@ -76,7 +76,7 @@ class OwnWindowsTest(TypingCase):
         self.assertTrue(settings.is_open())
         settings.type_keys("space", "Return")  # the user turns the box on and saves
         settings.wait_until_closed()
-        with open(PATH, encoding="ascii") as file:
+        with open(PATH, encoding="ascii", newline="") as file:
             self.assertEqual(data_only(destination=2, clear_memory=1).text(), file.read())
 
     def test_scans_choose_nothing_in_a_menu(self):
