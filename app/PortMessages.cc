@@ -17,27 +17,25 @@ void PortMessages::NotOpened(const std::string& path) {
 }
 
 void PortMessages::Denied(const std::string& path, const platform::PortObstacle& obstacle) {
-  const std::string denied = "You have no permission to use " + path + ". ";
+  const std::string denied = "No permission to use " + path + ". ";
   if (obstacle.joined) {
     strip_.Raise(Notice::kPortDenied,
-                 denied + "Log out and in again to use the group " + obstacle.group + ".");
+                 denied + "Log in again to use the group " + obstacle.group + ".");
   } else if (!obstacle.group.empty()) {
     strip_.Raise(Notice::kPortDenied,
-                 denied + "Run the command to join the group " + obstacle.group +
-                     ", then log out and in again.",
+                 denied + "Join the group " + obstacle.group + ", then log in again.",
                  {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {
     strip_.Raise(
         Notice::kPortDenied,
-        "No udev rule permits you to use " + path +
-            ". Install Quillet's package, or run the command until you unplug the scanner.",
+        "No udev rule lets you use " + path + ". Install Quillet's package, or run the command.",
         {Copy("sudo chown \"$USER\" " + path)});
   }
 }
 
 void PortMessages::Silent(const std::string& path) {
   strip_.Raise(Notice::kScannerSilent,
-               "No scanner answers at " + path + ". Press its button to wake it, check the cable.",
+               "No scanner answers on " + path + ". Press its button to wake it. Check the cable.",
                {TryAgain()});
 }
 

@@ -43,8 +43,8 @@ class PortMessagesTest(PortTest):
         terminal = os.path.realpath(PORT)
         os.chmod(terminal, 0)
         self.start_failing()
-        self.wait_for_message(f"No udev rule permits you to use {PORT}. Install Quillet's package, "
-                              "or run the command until you unplug the scanner.", "Copy command")
+        self.wait_for_message(f"No udev rule lets you use {PORT}. Install Quillet's package, or run "
+                              "the command.", "Copy command")
         self.press_in_strip("Copy command")
         self.assertEqual(f"sudo chown \"$USER\" {PORT}", self.desktop.clipboard_text())
         os.chmod(terminal, 0o600)
@@ -57,8 +57,8 @@ class PortMessagesTest(PortTest):
         os.chmod(os.path.realpath(PORT), 0)
         group = grp.getgrnam("dialout").gr_gid
         self.start_failing(environment=self.preload(PORT_GROUP=str(group)))
-        self.wait_for_message(f"You have no permission to use {PORT}. Run the command to join the "
-                              "group dialout, then log out and in again.", "Copy command")
+        self.wait_for_message(f"No permission to use {PORT}. Join the group dialout, then log in "
+                              "again.", "Copy command")
         self.press_in_strip("Copy command")
         self.assertEqual("sudo usermod -aG dialout \"$USER\"", self.desktop.clipboard_text())
 
@@ -79,7 +79,7 @@ class PortMessagesTest(PortTest):
         scanner = self.plugged_in_scanner(faults=[f"on W {number} ignore"
                                                   for number in range(1, 6)])
         self.start_failing()
-        self.wait_for_message(f"No scanner answers at {PORT}. Press its button to wake it, check "
+        self.wait_for_message(f"No scanner answers on {PORT}. Press its button to wake it. Check "
                               "the cable.", "Try again")
         self.press_in_strip("Try again")
         self.quillet.wait_for_view(messages.connecting())

@@ -28,22 +28,18 @@ class PortMessagesTest : public test::AppFixture {
 TEST_F(PortMessagesTest, SayWhoMayUseThePort) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   EXPECT_EQ(strip.text(),
-            "You have no permission to use /absent1. Run the command to join the group dialout, "
-            "then log out and in again.");
+            "No permission to use /absent1. Join the group dialout, then log in again.");
   ASSERT_EQ(strip.Buttons(), Titles{"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});
   EXPECT_EQ(strip.text(),
-            "No udev rule permits you to use /absent1. Install Quillet's package, or run the "
-            "command until you unplug the scanner.");
+            "No udev rule lets you use /absent1. Install Quillet's package, or run the command.");
   ASSERT_EQ(strip.Buttons(), Titles{"Copy command"});
   strip.Press(0);
   EXPECT_EQ(pasteboard.texts(), (std::vector<std::string>{"sudo usermod -aG dialout \"$USER\"",
                                                           "sudo chown \"$USER\" /absent1"}));
   Fail({.kind = Kind::kPermission, .group = "dialout", .joined = true});
-  EXPECT_EQ(strip.text(),
-            "You have no permission to use /absent1. Log out and in again to use the group "
-            "dialout.");
+  EXPECT_EQ(strip.text(), "No permission to use /absent1. Log in again to use the group dialout.");
 }
 
 TEST_F(PortMessagesTest, NameTheProgramThatUsesThePort) {
@@ -60,7 +56,7 @@ TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
   tavo.AttachSilent(port);
   Launch();
   EXPECT_EQ(strip.text(),
-            "No scanner answers at " + port + ". Press its button to wake it, check the cable.");
+            "No scanner answers on " + port + ". Press its button to wake it. Check the cable.");
   ASSERT_EQ(strip.Buttons(), Titles{"Try again"});
   tavo.Attach(port, test::Scanner());
   strip.Press(0);
