@@ -33,11 +33,13 @@ std::string Variable(const char* name) {
 void RaiseForUser(QWidget& window, const std::string& token, platform::Clock& clock) {
   constexpr std::chrono::milliseconds kFocusLimit{300};
   window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
-  if (!token.empty()) qputenv(kActivationToken, token.c_str());
+  const bool onX11 = QGuiApplication::platformName() == QLatin1String("xcb");
+  if (!onX11 && !token.empty()) qputenv(kActivationToken, token.c_str());
   window.raise();
   window.activateWindow();
-  if (QGuiApplication::platformName() != QLatin1String("xcb")) return;
+  if (!onX11) return;
   platform::linux_desktop::X11Windows windows;
+  if (!token.empty()) windows.EndStartup(token);
   windows.Activate(static_cast<std::uint32_t>(window.winId()), kFocusLimit, clock);
 }
 
@@ -68,7 +70,8 @@ std::string DisplayOfSession() {
 }
 
 std::string ActivationToken() {
-  return Variable(kActivationToken);
+  const bool onX11 = platform::linux_desktop::IsX11Session(std::getenv);
+  return Variable(onX11 ? "DESKTOP_STARTUP_ID" : kActivationToken);
 }
 
 // $XDG_STATE_HOME is ignored unless it is absolute (freedesktop.org, XDG Base Directory).

@@ -101,7 +101,39 @@ class X11Windows::Connection : public XcbConnection {
     xcb_flush(xcb_);
   }
 
+  void EndStartup(std::string_view id) {
+    std::string text = "remove: ID=";
+    for (const char character : id) {
+      if (std::string_view(" \"\\").find(character) != std::string_view::npos) text += '\\';
+      text += character;
+    }
+    text += '\0';
+    Broadcast(text, "_NET_STARTUP_INFO");
+  }
+
  private:
+  // Sends a text in pieces. The type of the first piece has the ending "_BEGIN". The window tells
+  // the texts of several senders apart.
+  void Broadcast(const std::string& text, const std::string& type) {
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 8;
+    message.window = xcb_generate_id(xcb_);
+    message.type = Atom(type + "_BEGIN");
+    const xcb_atom_t next = Atom(type);
+    xcb_create_window(xcb_, 0, message.window, root_, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    for (std::size_t sent = 0; sent < text.size(); sent += sizeof message.data) {
+      message.data = {};
+      text.copy(reinterpret_cast<char*>(message.data.data8), sizeof message.data, sent);
+      xcb_send_event(xcb_, 0, root_, XCB_EVENT_MASK_PROPERTY_CHANGE,
+                     reinterpret_cast<const char*>(&message));
+      message.type = next;
+    }
+    xcb_destroy_window(xcb_, message.window);
+    xcb_flush(xcb_);
+  }
+
   // The pending requests for a window.
   struct Requests {
     xcb_res_query_client_ids_cookie_t client;
@@ -211,6 +243,10 @@ bool X11Windows::Activate(std::uint32_t window, std::chrono::milliseconds limit,
     clock.Sleep(kPollPause);
   }
   return true;
+}
+
+void X11Windows::EndStartup(std::string_view id) {
+  if (IsConnected()) connection_->EndStartup(id);
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/Clock.h"
@@ -41,6 +42,11 @@ class X11Windows {
   /// @param clock   measures the time-out
   /// @return false if the time-out expired or the connection is broken
   bool Activate(std::uint32_t window, std::chrono::milliseconds limit, Clock& clock);
+
+  /// Reports that the start of a program has ended, although it opens no window. The launcher then
+  /// stops showing that the program is starting (freedesktop.org, Startup Notification Protocol).
+  /// @param id  $DESKTOP_STARTUP_ID of the program
+  void EndStartup(std::string_view id);
 
  private:
   class Connection;

@@ -7,6 +7,7 @@
 #include "platform/linux/X11Windows.h"
 #include "tests/platform/XClient.h"
 #include "tests/platform/XServer.h"
+#include "tests/support/WaitFor.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -71,6 +72,16 @@ TEST(X11WindowsTest, UsesTheProcessIdPropertyOfLocalWindowsOnly) {
   std::vector<int> pids;
   for (const auto& window : X11Windows().All()) pids.push_back(window.pid);
   EXPECT_EQ(pids, (std::vector<int>{0, 0, 17}));
+}
+
+TEST(X11WindowsTest, ReportsTheEndOfAStart) {
+  XServer server;
+  XClient client;
+  client.ListenToRoot();
+  X11Windows().EndStartup("launcher \"one\"/17-0_TIME4711");
+  std::string received;
+  EXPECT_TRUE(test::WaitFor([&] { return (received += client.Messages()).size() >= 60; }));
+  EXPECT_EQ(received.c_str(), std::string(R"(remove: ID=launcher\ \"one\"/17-0_TIME4711)"));
 }
 
 TEST(X11WindowsTest, IgnoresUnrequestedEvents) {

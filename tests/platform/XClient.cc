@@ -73,6 +73,22 @@ int XClient::NextKey() {
   return 0;
 }
 
+void XClient::ListenToRoot() {
+  const std::uint32_t messages = XCB_EVENT_MASK_PROPERTY_CHANGE;
+  xcb_change_window_attributes(xcb_, root_, XCB_CW_EVENT_MASK, &messages);
+  Synchronize();
+}
+
+std::string XClient::Messages() {
+  std::string bytes;
+  while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_), std::free}) {
+    const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event.get());
+    if ((message->response_type & 0x7F) != XCB_CLIENT_MESSAGE || message->format != 8) continue;
+    bytes.append(reinterpret_cast<const char*>(message->data.data8), sizeof message->data);
+  }
+  return bytes;
+}
+
 void XClient::ChangeKeyboard() {
   const xcb_keycode_t key = xcb_get_setup(xcb_)->max_keycode;
   const xcb_keysym_t symbol = 'a';

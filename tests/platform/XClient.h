@@ -32,6 +32,11 @@ class XClient {
   /// Returns the code of the window's next key event: negative for a release, 0 if there is none.
   int NextKey();
 
+  /// Starts to receive the messages that are sent to the root window.
+  void ListenToRoot();
+  /// Returns the bytes of all received messages with 8-bit data.
+  std::string Messages();
+
   /// Changes the keyboard's mapping, which the server reports to every client.
   void ChangeKeyboard();
 
