@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/prctl.h>
 
 #include <atomic>
 #include <chrono>
@@ -10,6 +9,10 @@
 
 #include "platform/posix/PosixClock.h"
 #include "tests/support/Variable.h"
+
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 
 namespace quillet::platform::posix {
 namespace {
@@ -67,6 +70,7 @@ TEST(PosixClock, SignalsDoNotShortenASleep) {
   EXPECT_GE(slept, milliseconds(100));
 }
 
+#ifdef __linux__
 TEST(PosixClock, SetsTheTimerSlackOfTheCallingThread) {
   PosixClock clock;
   const int before = prctl(PR_GET_TIMERSLACK);
@@ -75,6 +79,7 @@ TEST(PosixClock, SetsTheTimerSlackOfTheCallingThread) {
   clock.SetSleepSlack(milliseconds(0));
   EXPECT_EQ(prctl(PR_GET_TIMERSLACK), before);
 }
+#endif
 
 }  // namespace
 }  // namespace quillet::platform::posix
