@@ -24,7 +24,9 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr int kLegendRows = 20;      // a window lower than this many rows of text hides the legend
+// In a window lower than this many rows of text, the samples scroll together with the settings.
+constexpr int kLowWindowRows = 20;
+
 constexpr int kPathCharacters = 52;  // preferred width of the path field in characters
 constexpr SettingsValues kKeys;      // KeyOf returns its members' addresses
 
@@ -130,16 +132,18 @@ struct QtSettingsWindow::Parts {
     std::unique_ptr<QtPopUpList> list = nullptr;
   };
 
-  explicit Parts(QtSettingsWindow& dialog) : window(dialog) {}
+  explicit Parts(QtSettingsWindow& parent) : dialog(parent), window(parent) {}
 
   QCheckBox& MakeBox(bool SettingsValues::*flag, const char* text, const char* explanation);
   QComboBox& MakeList(std::int32_t SettingsValues::*choice, const char* explanation);
   QPushButton& MakeButton(std::function<void()> SettingsActions::*action, const char* text);
   QWidget* MakeLeftColumn();
   QWidget* MakeRightColumn();
-  QWidget* MakeSampleGroup();
+  QGroupBox& MakeSampleGroup();
   void Report(std::function<void()> SettingsActions::*action) const;
+  void PlaceSamples();
 
+  QtSettingsWindow& dialog;
   QtWindow window;
   SettingsActions actions;
   bool showing = false;                     // Show is running; changes are not reported
@@ -153,6 +157,8 @@ struct QtSettingsWindow::Parts {
   SampleView& series300 = *new SampleView;
   QLabel& legend = *new Legend(
       QStringLiteral("→ tab    ␣ space    ⏎ new line    ← carriage return    ↓ line feed"));
+  ScrollingColumns& columns = *new ScrollingColumns;
+  QGroupBox& samples = MakeSampleGroup();
   QPushButton& save = MakeButton(&SettingsActions::save, "&Save");
   QPushButton& cancel = MakeButton(&SettingsActions::cancel, "&Cancel");
 };
@@ -250,24 +256,34 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
   return Column({connected, delivery});
 }
 
-QWidget* QtSettingsWindow::Parts::MakeSampleGroup() {
+QGroupBox& QtSettingsWindow::Parts::MakeSampleGroup() {
   for (SampleView* view : {&older, &series300}) {
     Outline(*view);
     view->setToolTip(legend.text());
   }
   auto* sample = new Group("Preview");
   sample->Add("O&lder scanners:", older).Add("&300 series:", series300).Add(legend);
-  return sample;
+  return *sample;
+}
+
+void QtSettingsWindow::Parts::PlaceSamples() {
+  const bool isLow = dialog.height() < kLowWindowRows * dialog.fontMetrics().height();
+  if (isLow == columns.isAncestorOf(&samples)) return;
+  if (isLow) {
+    columns.AddBelow(&samples);
+  } else {
+    static_cast<QVBoxLayout*>(dialog.layout())->insertWidget(1, &samples);
+  }
+  samples.show();
 }
 
 QtSettingsWindow::QtSettingsWindow(QWidget& parent, std::span<const ChoiceTitles> choices)
     : QDialog(&parent), parts_(std::make_unique<Parts>(*this)) {
-  auto* columns = new ScrollingColumns;
-  columns->AddColumn(parts_->MakeLeftColumn());
-  columns->AddColumn(parts_->MakeRightColumn());
+  parts_->columns.AddColumn(parts_->MakeLeftColumn());
+  parts_->columns.AddColumn(parts_->MakeRightColumn());
   auto* layout = new QVBoxLayout(this);
-  layout->addWidget(columns, 1);
-  layout->addWidget(parts_->MakeSampleGroup());
+  layout->addWidget(&parts_->columns, 1);
+  layout->addWidget(&parts_->samples);
   auto* buttons = new QDialogButtonBox;
   buttons->addButton(&parts_->save, QDialogButtonBox::AcceptRole);
   buttons->addButton(&parts_->cancel, QDialogButtonBox::RejectRole);
@@ -358,7 +374,7 @@ bool QtSettingsWindow::event(QEvent* event) {
 
 void QtSettingsWindow::resizeEvent(QResizeEvent* event) {
   QDialog::resizeEvent(event);
-  parts_->legend.setVisible(height() >= kLegendRows * fontMetrics().height());
+  parts_->PlaceSamples();
 }
 
 }  // namespace quillet::platform::qt

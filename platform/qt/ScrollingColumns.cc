@@ -8,8 +8,9 @@ namespace quillet::platform::qt {
 
 ScrollingColumns::ScrollingColumns() : columns_(new QBoxLayout(QBoxLayout::LeftToRight)) {
   auto* content = new QWidget;
-  columns_->setContentsMargins(0, 0, 0, 0);
-  content->setLayout(columns_);
+  rows_ = new QVBoxLayout(content);
+  rows_->setContentsMargins(0, 0, 0, 0);
+  rows_->addLayout(columns_);
   setWidget(content);
   setWidgetResizable(true);
   setFrameShape(QFrame::NoFrame);
@@ -25,14 +26,25 @@ void ScrollingColumns::AddColumn(QWidget* column) {
   columns_->addWidget(column);
 }
 
+void ScrollingColumns::AddBelow(QWidget* row) {
+  rows_->addWidget(row);
+}
+
 QSize ScrollingColumns::sizeHint() const {
-  return SideBySide() + QSize(0, 2);  // rounding must not cause a scroll bar
+  QSize size = SideBySide() + QSize(0, 2);  // rounding must not cause a scroll bar
+  for (int i = 1; i < rows_->count(); ++i) {
+    size.rheight() += rows_->spacing() + rows_->itemAt(i)->sizeHint().height();
+  }
+  return size;
 }
 
 QSize ScrollingColumns::minimumSizeHint() const {
   int width = 0;
   for (int i = 0; i < columns_->count(); ++i) {
     width = qMax(width, columns_->itemAt(i)->minimumSize().width());
+  }
+  for (int i = 1; i < rows_->count(); ++i) {
+    width = qMax(width, rows_->itemAt(i)->minimumSize().width());
   }
   return {width + verticalScrollBar()->sizeHint().width(), 4 * fontMetrics().height()};
 }

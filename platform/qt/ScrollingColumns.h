@@ -3,6 +3,7 @@
 #include <QScrollArea>
 
 class QBoxLayout;
+class QVBoxLayout;
 
 namespace quillet::platform::qt {
 
@@ -13,6 +14,7 @@ class ScrollingColumns final : public QScrollArea {
   ScrollingColumns();
 
   void AddColumn(QWidget* column);
+  void AddBelow(QWidget* row);  ///< adds a widget below all columns; takes it from its layout
 
   /// The size of all columns side by side.
   QSize sizeHint() const override;
@@ -25,6 +27,7 @@ class ScrollingColumns final : public QScrollArea {
   QSize SideBySide() const;
 
   QBoxLayout* const columns_;
+  QVBoxLayout* rows_ = nullptr;  // columns_, then the widgets below them
 };
 
 }  // namespace quillet::platform::qt

@@ -54,6 +54,8 @@ class QtSettingsWindowTest : public testing::Test {
     Open();
   }
 
+  ~QtSettingsWindowTest() override { QApplication::setFont(font_); }
+
   void Open() {
     main_.show();
     main_.activateWindow();
@@ -110,6 +112,28 @@ class QtSettingsWindowTest : public testing::Test {
     QTest::keyClick(QApplication::focusWidget(), key, modifiers);
   }
 
+  /// Opens the window with a multiple of the usual text size.
+  void OpenWithTextSize(double multiple) {
+    Close();
+    QFont font = font_;
+    font.setPointSizeF(font_.pointSizeF() * multiple);
+    QApplication::setFont(font);
+    Open();
+  }
+
+  /// Moves the focus to every control and checks that it is scrolled into view.
+  void ExpectFocusScrollsIntoView() {
+    const auto* area = window_.findChild<QScrollArea*>();
+    for (int i = 0; i < 20; ++i) {
+      Press(Qt::Key_Tab);
+      SpinUntilIdle();
+      const QWidget* at = QApplication::focusWidget();
+      if (!area->widget()->isAncestorOf(at)) continue;
+      const QPoint centre = at->mapTo(area->viewport(), at->rect().center());
+      EXPECT_TRUE(area->viewport()->rect().contains(centre)) << at->accessibleName().toStdString();
+    }
+  }
+
   /// Moves the focus to a widget with the Tab key.
   void TabTo(QWidget* widget) {
     for (int presses = 0; presses < 40 && QApplication::focusWidget() != widget; ++presses) {
@@ -153,6 +177,7 @@ class QtSettingsWindowTest : public testing::Test {
   static constexpr SettingsValues kValues = {true, true,  true, 3,     4,     1,     0,
                                              true, false, true, false, false, false, 0};
 
+  const QFont font_ = QApplication::font();
   QWidget main_;
   platform::qt::QtSettingsWindow window_{main_, kChoices};
   std::string reports_;
@@ -395,27 +420,29 @@ TEST_F(QtSettingsWindowTest, KeepsButtonsVisibleOnASmallScreen) {
       EXPECT_TRUE(sample->viewport()->rect().contains(sample->cursorRect(end))) << name;
     }
   }
-  // The control with focus is scrolled into view.
-  for (int i = 0; i < 20; ++i) {
-    Press(Qt::Key_Tab);
-    SpinUntilIdle();
-    const QWidget* at = QApplication::focusWidget();
-    if (!area->widget()->isAncestorOf(at)) continue;
-    const QPoint centre = at->mapTo(area->viewport(), at->rect().center());
-    EXPECT_TRUE(area->viewport()->rect().contains(centre)) << at->accessibleName().toStdString();
-  }
+  ExpectFocusScrollsIntoView();
 }
 
 TEST_F(QtSettingsWindowTest, GrowsWithTheFont) {
   const int before = window_.sizeHint().width();
-  Close();
-  const QFont usual = QApplication::font();
-  QFont larger = usual;
-  larger.setPointSizeF(usual.pointSizeF() * 1.3);
-  QApplication::setFont(larger);
-  Open();
+  OpenWithTextSize(1.3);
   EXPECT_GT(window_.sizeHint().width(), before);
-  QApplication::setFont(usual);
+}
+
+TEST_F(QtSettingsWindowTest, ShowsSeveralRowsOnASmallScreenWithLargeText) {
+  auto* area = window_.findChild<QScrollArea*>();
+  const auto* sample = Find<QPlainTextEdit>("Older scanners");
+  for (const double size : {1.0, 2.0, 1.0}) {
+    OpenWithTextSize(size);
+    window_.resize(1024 - 16, 600 - 48);
+    SpinUntilIdle();
+    EXPECT_EQ(window_.size(), QSize(1024 - 16, 600 - 48));
+    EXPECT_FALSE(area->horizontalScrollBar()->isVisible());
+    EXPECT_GE(area->viewport()->height(), 10 * window_.fontMetrics().height());
+    EXPECT_EQ(area->isAncestorOf(sample), size == 2.0) << "the samples scroll with the settings";
+    EXPECT_TRUE(sample->isVisible());
+    ExpectFocusScrollsIntoView();
+  }
 }
 
 /// Returns the relative luminance (Web Content Accessibility Guidelines 2.1).
