@@ -29,9 +29,9 @@ class DetailDelegate final : public QAbstractItemDelegate {
     titles_.paint(painter, option, index);
     const bool selected = option.state.testFlag(QStyle::State_Selected);
     const QPalette& palette = option.palette;
-    painter->setPen(Mix(palette.color(selected ? QPalette::HighlightedText : QPalette::Text),
-                        palette.color(selected ? QPalette::Highlight : QPalette::Base),
-                        kWeakening));
+    painter->setPen(
+        selected ? palette.color(QPalette::HighlightedText)
+                 : Mix(palette.color(QPalette::Text), palette.color(QPalette::Base), kWeakening));
     painter->setFont(option.font);
     painter->drawText(option.rect.adjusted(0, 0, -kGap, 0), Qt::AlignRight | Qt::AlignVCenter,
                       DetailOf(index));
