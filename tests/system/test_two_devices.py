@@ -1,6 +1,6 @@
 """Starts with several serial devices."""
 
-from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_records
+from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_records, wait_until
 
 _OTHER_SERIAL = "2104009999"
 
@@ -44,6 +44,38 @@ class TwoDevicesTest(SystemTest):
         self.assertEqual(CHAIN, first.commands())
         quillet.clear()
         self.synchronize_to_file(records, serial=_OTHER_SERIAL)
+
+    def test_keeps_selected_one_of_ports_with_the_same_title(self):
+        terminals = [self.devices.add_converter(f"ttyUSB{number}", f"1-{4 + number}:1.0",
+                                                "Tavo Scanner") for number in range(3)]
+        self.scanner(node="ttyUSB0").switch_on()
+        self.scanner(node="ttyUSB2", serial=_OTHER_SERIAL).switch_on()
+        quillet = self.start()
+        quillet.wait_for_ports(["None", "Tavo[005771]"])
+        quillet.clear()
+        self.disconnect()
+        quillet.wait_for_ports(["None", *["Tavo Scanner"] * 3])
+        self.assertEqual(["/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyUSB2"], quillet.port_paths()[1:])
+
+        quillet.choose_port(3)
+        wait_until(lambda: quillet.chosen_port_path() == "/dev/ttyUSB2", "the third port")
+        self.devices.remove(terminals[0])
+        quillet.wait_for_ports(["None", *["Tavo Scanner"] * 2])
+        self.assertEqual("/dev/ttyUSB2", quillet.chosen_port_path())
+        quillet.press("Connect")
+        quillet.wait_for_view(messages.disconnected()
+                              + messages.connecting(node="ttyUSB2", serial="009999"))
+
+    def test_connects_scanner_that_arrives_during_an_attempt(self):
+        self.scanner(faults=["on any ignore"], node="ttyACM1", place="3-2:1.0").plug_in()
+        quillet = self.start()
+        quillet.wait_for_view_end(messages.trying("ttyACM1"))
+        # This port precedes the port that is being tried, so the attempt does not reach it.
+        self.plugged_in_scanner()
+        quillet.wait_for_view_end(messages.FAILED_TO_CONNECT + messages.connecting())
+        quillet.wait_for_ports(["None", "Tavo[005771]"])
+        attempts = [line for line in self.log.lines() if "SyncController ConnectThread]" in line]
+        self.assertEqual(2, len(attempts), attempts)
 
     def test_other_devices_do_not_disconnect_the_scanner(self):
         scanner = self.plugged_in_scanner()

@@ -86,6 +86,10 @@ class Node:
         return self._property("Accessible", "Name")
 
     @property
+    def description(self):
+        return self._property("Accessible", "Description")
+
+    @property
     def role(self):
         (role,) = self._request("Accessible", "GetRoleName")
         return role

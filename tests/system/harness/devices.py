@@ -61,12 +61,12 @@ class Devices:
         interface = self._add_usb(place, "cdc_acm", "Tavo Scanner")
         return self._add_terminal(interface, kernel_name, "cdc_acm", "Tavo Scanner")
 
-    def add_converter(self, kernel_name="ttyUSB0", place="1-4:1.0"):
+    def add_converter(self, kernel_name="ttyUSB0", place="1-4:1.0", model="USB Serial Converter"):
         """Plugs in a USB serial converter. Returns the terminal's path in sysfs."""
-        interface = self._add_usb(place, "ftdi_sio", "USB Serial Converter")
+        interface = self._add_usb(place, "ftdi_sio", model)
         port = f"{interface}/{kernel_name}"
         self._add(port, "E: SUBSYSTEM=usb-serial", "E: DRIVER=ftdi_sio")
-        return self._add_terminal(port, kernel_name, "ftdi_sio", "USB Serial Converter")
+        return self._add_terminal(port, kernel_name, "ftdi_sio", model)
 
     def remove(self, terminal):
         """Removes a terminal. The kernel removes the device before it sends the event, but umockdev

@@ -195,6 +195,10 @@ class Quillet:
         """Returns the entries of the port list."""
         return self._settled(lambda: [entry.name for entry in self._port_entries()])
 
+    def port_paths(self):
+        """Returns the paths beside the entries of the port list."""
+        return self._settled(lambda: [entry.description for entry in self._port_entries()])
+
     def wait_for_ports(self, entries):
         wait_until(lambda: self.ports() == entries,
                    lambda: f"the port list {entries}, not {self.ports()}")
@@ -207,6 +211,10 @@ class Quillet:
         if not chosen and self._port_list().has_text():
             chosen = [self._port_list().text()]
         return chosen[0] if len(chosen) == 1 else None
+
+    def chosen_port_path(self):
+        """Returns the path beside the selected port."""
+        return self._settled(lambda: self._port_list().description)
 
     def wait_for_chosen_port(self, name):
         wait_until(lambda: self.chosen_port() == name,

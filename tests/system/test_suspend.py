@@ -1,0 +1,44 @@
+"""Suspends the computer. A port that lost its power is removed and arrives again on resuming."""
+
+import signal
+
+from harness.case import OUTPUT, Settings, SystemTest, messages, some_records, wait_until
+
+
+class SuspendTest(SystemTest):
+
+    def suspend_and_resume(self, scanner):
+        """The program sees the removal and the arrival only after resuming."""
+        self.devices.listener = None
+        self.quillet.process.send(signal.SIGSTOP)
+        scanner.unplug()
+        scanner.plug_in()
+        self.quillet.process.send(signal.SIGCONT)
+
+    def assert_attempts(self, count):
+        attempts = [line for line in self.log.lines() if "SyncController ConnectThread]" in line]
+        self.assertEqual(count, len(attempts), attempts)
+
+    def test_reconnects_an_idle_scanner_once(self):
+        scanner = self.plugged_in_scanner()
+        quillet = self.start_connected()
+        self.suspend_and_resume(scanner)
+        quillet.wait_for_view(messages.disconnected() + messages.connecting())
+        quillet.wait_for_connect_label("Disconnect")
+        self.assert_attempts(2)
+
+    def test_tries_once_to_reconnect_during_a_run(self):
+        Settings(filename=OUTPUT).save()
+        scanner = self.plugged_in_scanner(some_records(200), faults=["on P ignore"])
+        quillet = self.start_connected()
+        quillet.press("Synchronize")
+        wait_until(lambda: scanner.all_commands()[-1] == "P", "the request for the records")
+        self.suspend_and_resume(scanner)
+        text = messages.RUN_STARTED + messages.disconnected() + messages.failed_attempt()
+        quillet.wait_for_view(text)
+        quillet.wait_for_connect_label("Connect")
+        self.assert_attempts(2)
+        # The run has not ended, so the buttons have no effect.
+        quillet.press("Connect", "Synchronize", "Clear")
+        quillet.wait_for_view(text)
+        self.assert_attempts(2)
