@@ -27,7 +27,9 @@ constexpr std::string_view kTemporaryMark = ".quillet-";
 constexpr std::string_view kTemporaryLetters = "abcdefghijklmnopqrstuvwxyz234567";
 constexpr std::size_t kTemporaryLength = 12;
 constexpr int kTemporaryAttempts = 100;
-constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+// Only the user may change new files and folders, even if the umask is 0.
+constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t kDefaultFolderMode = S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH;
 
 // All later steps use the descriptor, so they act on the same folder even if its path changes.
 int OpenFolder(const std::string& path) {
@@ -152,14 +154,25 @@ FileStore::Created Publish(int folder, const std::string& temporary, const std::
   return Created::kFailed;
 }
 
+bool IsFolder(const std::string& path) {
+  struct stat found {};
+  return stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+}
+
+// Creates a folder and its parents. Returns true if the folder exists afterwards.
+bool CreateFolders(const std::string& path, mode_t mode) {
+  if (IsFolder(path)) return true;
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos || slash + 1 == path.size()) return false;
+  if (slash != 0 && !CreateFolders(path.substr(0, slash), mode)) return false;
+  // Another process may create the folder at the same time.
+  return mkdir(path.c_str(), mode) == 0 || IsFolder(path);
+}
+
 }  // namespace
 
 bool PosixFileStore::CreateFolder(const std::string& path) {
-  std::error_code error;
-  std::filesystem::create_directories(path, error);
-  // The result of create_directories is ignored: it can be an error if another process creates the
-  // folder at the same time.
-  return std::filesystem::is_directory(path, error);
+  return CreateFolders(path, kDefaultFolderMode);
 }
 
 std::optional<std::string> PosixFileStore::Read(const std::string& path, std::size_t limit) try {
@@ -253,13 +266,7 @@ FileStore::Created PosixFileStore::CreateNew(const std::string& path, std::strin
 }
 
 bool PosixFileStore::CreatePrivateFolder(const std::string& path) {
-  struct stat found {};
-  if (stat(path.c_str(), &found) == 0) return S_ISDIR(found.st_mode);
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos || slash + 1 == path.size()) return false;
-  if (slash != 0 && !CreatePrivateFolder(path.substr(0, slash))) return false;
-  // Another process may create the folder at the same time.
-  return mkdir(path.c_str(), S_IRWXU) == 0 || errno == EEXIST;
+  return CreateFolders(path, S_IRWXU);
 }
 
 std::shared_ptr<GrowingFile> PosixFileStore::OpenGrowing(const std::string& path, bool fresh) {

@@ -7,7 +7,7 @@ namespace quillet::platform::posix {
 /// Files through POSIX calls. Stateless.
 class PosixFileStore final : public FileStore {
  public:
-  /// Creates folders with mode 0777, restricted by the umask. Accepts a symbolic link to a folder.
+  /// Creates folders with mode 0755, restricted by the umask. Accepts a symbolic link to a folder.
   bool CreateFolder(const std::string& path) override;
 
   /// Follows symbolic links. Never blocks. Returns no value for a FIFO, device or socket, or if
@@ -18,7 +18,7 @@ class PosixFileStore final : public FileStore {
   /// `path`. NAME is shortened if necessary; X are random letters and digits.
   ///
   /// If `path` is a regular file, the new file gets its permission bits and, if possible, its
-  /// group. Otherwise the mode is 0666, restricted by the umask.
+  /// group. Otherwise the mode is 0644, restricted by the umask.
   ///
   /// If the file system refuses to set the group or the permission bits, the new file stays
   /// accessible to the user only.

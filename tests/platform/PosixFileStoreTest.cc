@@ -16,6 +16,7 @@
 #include <iterator>
 #include <random>
 #include <thread>
+#include <tuple>
 
 #ifdef __linux__
 #include <linux/filter.h>
@@ -110,6 +111,19 @@ TEST_F(PosixFileStoreTest, CreatesFoldersWithDefaultPermissions) {
   EXPECT_EQ(ModeOf(folder_ / "a/b/c"), 0750U);
   for (const std::string& path : {folder_.path() + "/", std::string("/"), std::string("/dev")}) {
     EXPECT_TRUE(store_.CreateFolder(path)) << path;
+  }
+}
+
+TEST_F(PosixFileStoreTest, OnlyTheUserMayWriteToNewFoldersAndFiles) {
+  for (const auto& [umask, folder, file] :
+       {std::tuple(0U, 0755U, 0644U), {002U, 0755U, 0644U}, {077U, 0700U, 0600U}}) {
+    const CreationMask mask(umask);
+    const std::string parent = folder_ / std::to_string(umask);
+    EXPECT_TRUE(store_.CreateFolder(parent + "/inner"));
+    EXPECT_TRUE(store_.Replace(parent + "/inner/file", "new"));
+    EXPECT_EQ(ModeOf(parent), folder) << umask;
+    EXPECT_EQ(ModeOf(parent + "/inner"), folder) << umask;
+    EXPECT_EQ(ModeOf(parent + "/inner/file"), file) << umask;
   }
 }
 
