@@ -7,6 +7,7 @@
 #include "app/LineEnds.h"
 #include "app/SettingsEditor.h"
 #include "base/Log.h"
+#include "base/ShownText.h"
 #include "base/Utf8.h"
 #include "device/ByteField.h"
 #include "output/Choices.h"
@@ -182,14 +183,16 @@ const StoredRun* EarlierRuns::Selected() const {
 platform::RunRow EarlierRuns::RowOf(const StoredRun& run) const {
   const ArchivedRun& head = run.head;
   platform::RunRow row;
-  row.date = run.live ? head.time.substr(0, head.time.find(' ')) : head.time;
-  row.scanner = head.serial.substr(std::min(kHiddenSerialCharacters, head.serial.size()));
+  row.date = ShownText(run.live ? head.time.substr(0, head.time.find(' ')) : head.time);
+  row.scanner =
+      ShownText(head.serial.substr(std::min(kHiddenSerialCharacters, head.serial.size())));
   row.records = std::to_string(head.records);
   const auto titles = std::span(kDestinationTitles);
   const auto destination = static_cast<std::size_t>(head.destination);
   row.destination = titles[destination < titles.size() ? destination : kToActiveApplication];
   if (head.destination == kToFile) row.destination = head.file.empty() ? head.target : head.file;
   if (head.destination == kToNamedApplication) row.destination = head.target;
+  row.destination = ShownText(row.destination);
   row.state = run.live         ? "Live scans"
               : run.inProgress ? "In progress"
               : head.complete  ? "Complete"
@@ -246,8 +249,8 @@ std::string EarlierRuns::WriteFile(
   const auto written = contents();
   if (!written) return std::string(kUnreadable);
   return platform_.files.Replace(path, *written)
-             ? "Saved: " + path
-             : "This file cannot be written: " + path + ". Choose another folder.";
+             ? "Saved: " + ShownText(path)
+             : "This file cannot be written: " + ShownText(path) + ". Choose another folder.";
 }
 
 void EarlierRuns::Copy() {
@@ -419,7 +422,7 @@ bool EarlierRuns::IsActive() {
 
 void EarlierRuns::Report(const std::string& text) {
   parts_.strip.Raise(Notice::kDelivery, text);
-  platform_.mainQueue.Async([this, text] { window_.ShowMessage(text); });
+  platform_.mainQueue.Async([this, text = ShownText(text)] { window_.ShowMessage(text); });
 }
 
 }  // namespace quillet

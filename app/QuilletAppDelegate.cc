@@ -1,9 +1,8 @@
 #include "app/QuilletAppDelegate.h"
 
-#include <string>
-
 #include "app/SyncController.h"
 #include "base/Log.h"
+#include "base/ShownText.h"
 
 namespace quillet {
 
@@ -21,7 +20,7 @@ void QuilletAppDelegate::windowWillClose() {
 
 void QuilletAppDelegate::changeWindowTitle(std::string_view title) {
   Log(log_, "-[QuilletAppDelegate changeWindowTitle:]");
-  mainQueue_.Async([this, text = std::string(title)] { window_->SetTitle(text); });
+  mainQueue_.Async([this, text = ShownText(title)] { window_->SetTitle(text); });
 }
 
 }  // namespace quillet

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/Log.h"
+#include "base/ShownText.h"
 
 namespace quillet {
 namespace {
@@ -47,7 +48,7 @@ void StatusStrip::Remove(Notice notice) {
 void StatusStrip::ShowHighest() {
   if (messages_.empty()) return display_.Show("", std::nullopt, {});
   const Message& message = messages_.begin()->second;
-  display_.Show(message.text, message.fraction, message.actions);
+  display_.Show(ShownText(message.text), message.fraction, message.actions);
 }
 
 }  // namespace quillet

@@ -3,6 +3,7 @@
 #include "app/QuilletAppDelegate.h"
 #include "app/Version.h"
 #include "base/Log.h"
+#include "base/ShownText.h"
 #include "download/RecordDownload.h"
 
 namespace quillet {
@@ -97,7 +98,9 @@ void SyncController::ChangePortList(PortTable::ListChange change) {
     platform::PopUpList& list = controls_.portList;
     isPortListChanging_ = true;
     for (std::int32_t i = 0; i < change.removals; ++i) list.RemoveItem(1);
-    for (const PortTable::Item& item : change.items) list.AddItem(item.title, item.path);
+    for (const PortTable::Item& item : change.items) {
+      list.AddItem(ShownText(item.title), ShownText(item.path));
+    }
     list.SelectItem(ports_.ItemToSelect(list.NumberOfItems(), connected));
     isPortListChanging_ = false;
   });

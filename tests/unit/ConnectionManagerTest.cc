@@ -98,6 +98,16 @@ TEST_F(ConnectionManagerTest, StartsOneAttemptForAPortMissedByAnAttempt) {
       << View();
 }
 
+TEST_F(ConnectionManagerTest, MarksHiddenCharactersOfTheSerialNumber) {
+  simulator::DeviceSettings scanner = test::Scanner();
+  scanner.serial = "0000\u202E\t12";
+  LaunchConnected(std::move(scanner));
+  EXPECT_EQ(window.title(), "Quillet V1.25[\uFFFD\uFFFD12]");
+  EXPECT_EQ(ports.items().back(), "Tavo[\uFFFD\uFFFD12]");
+  connect.Press();
+  EXPECT_EQ(View(), "Disconnected from Tavo[\u202E\t12]|") << "unchanged in the view";
+}
+
 TEST_F(ConnectionManagerTest, ConnectsToTheFirstPortThatAnswers) {
   registry.Attach("usbmodem1", "/absent1");
   registry.Attach("usbmodem2", "/absent2");

@@ -119,6 +119,24 @@ TEST_F(EarlierRunsTest, ListsRunsAndLiveScansNewestFirst) {
   EXPECT_EQ(runs.preview().text(), "live\n");
 }
 
+TEST_F(EarlierRunsTest, MarksHiddenCharactersOfForeignText) {
+  StartWith({.path = folder / "out\u202Etxt.exe"});
+  simulator::DeviceSettings scanner = Scanner({"one"});
+  scanner.serial = "0000\u202E\t12";
+  LaunchConnected(std::move(scanner));
+  Synchronize();
+  OpenList();
+  ASSERT_EQ(runs.rows().size(), 1U);
+  EXPECT_EQ(runs.rows()[0].scanner, "\uFFFD\uFFFD12");
+  EXPECT_EQ(runs.rows()[0].destination, folder / "out\uFFFDtxt.exe");
+  panels.answer = folder / "a\nb";
+  Press(&RunsActions::saveAs);
+  EXPECT_EQ(runs.message(), "Saved: " + (folder / "a\uFFFDb"));
+  EXPECT_TRUE(FileContents(folder / "a\nb").has_value());
+  Deliver();
+  EXPECT_EQ(runs.message(), "1 record delivered to " + (folder / "out\uFFFDtxt_2.exe"));
+}
+
 TEST_F(EarlierRunsTest, SearchShowsRowsThatContainAllWords) {
   RunWith({"one"});
   tavo.Scan("live");

@@ -28,6 +28,12 @@ TEST_F(PortDiscoveryTest, ListsScannersAmongTheFirst32Devices) {
   EXPECT_EQ(controller.path[0].Get(), folder / "usbmodem1");
 }
 
+TEST_F(PortDiscoveryTest, MarksHiddenCharactersInPortNames) {
+  AttachOther("Tavo\u202E1");
+  Launch();
+  EXPECT_EQ(ports.items(), (Titles{"None", "Tavo\uFFFD1"}));
+}
+
 TEST_F(PortDiscoveryTest, TriesToConnectOnArrivalUnlessConnected) {
   Launch();
   BecomeConnected();

@@ -40,6 +40,13 @@ TEST_F(StatusStripTest, ShowsTheMessageOfTheHighestRank) {
   EXPECT_EQ(display_.text(), "");
 }
 
+TEST_F(StatusStripTest, MarksHiddenCharactersInMessages) {
+  Raise(Notice::kFileNotWritten,
+        "a\u202E\n\xFF"
+        "b");
+  EXPECT_EQ(display_.text(), "a\uFFFD\uFFFD\uFFFDb");
+}
+
 TEST_F(StatusStripTest, ReplacesAMessageWithTheSameNotice) {
   std::string pressed;
   Raise(Notice::kRunFinished, "one", {{"Open file", [&] { pressed = "one"; }}});
