@@ -63,7 +63,7 @@ void SetTexts(QTreeWidgetItem& item, const RunRow& row) {
   for (int i = 0; i < static_cast<int>(std::size(kColumns)); ++i) {
     item.setText(i, ToQString(row.*kColumns[i].text));
   }
-  item.setToolTip(kDestinationColumn, item.text(kDestinationColumn));
+  item.setToolTip(kDestinationColumn, ToToolTip(item.text(kDestinationColumn)));
 }
 
 // Widens the margins of the cells and the header. With Qt's margins, right-aligned text almost
@@ -122,7 +122,10 @@ class SearchField final : public QLineEdit {
 // Cuts off long text, which would otherwise increase the window's minimum width.
 class Message final : public QLabel {
  public:
-  Message() { setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); }
+  Message() {
+    setTextFormat(Qt::PlainText);
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  }
 };
 
 }  // namespace
@@ -387,7 +390,7 @@ void QtRunsWindow::ShowBusy(bool busy) {
 
 void QtRunsWindow::ShowMessage(std::string_view text) {
   parts_->message.setText(ToQString(text));
-  parts_->message.setToolTip(parts_->message.text());
+  parts_->message.setToolTip(text.empty() ? QString() : ToToolTip(parts_->message.text()));
 }
 
 bool QtRunsWindow::ConfirmDeletion(std::string_view question, std::string_view consequence) {

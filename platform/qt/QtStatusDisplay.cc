@@ -33,10 +33,8 @@ class CutLabel final : public QLabel {
  protected:
   bool event(QEvent* event) override {
     if (event->type() != QEvent::ToolTip) return QLabel::event(event);
-    // Rich text, since only rich text is wrapped.
-    const QString whole = QStringLiteral("<qt>%1</qt>").arg(text().toHtmlEscaped());
     QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
-                       CutText() == text() ? QString() : whole, this);
+                       CutText() == text() ? QString() : ToToolTip(text()), this);
     return true;
   }
   void paintEvent(QPaintEvent*) override {

@@ -16,4 +16,10 @@ inline QString ToLabel(std::string_view text) {
   return ToQString(text).replace(QLatin1Char('&'), QLatin1String("&&"));
 }
 
+/// Returns a tooltip that shows `text` wrapped and without interpreting markup. Qt wraps only rich
+/// text.
+inline QString ToToolTip(const QString& text) {
+  return QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped());
+}
+
 }  // namespace quillet::platform::qt

@@ -12,6 +12,7 @@
 #include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -292,6 +293,20 @@ TEST_F(QtRunsWindowTest, AsksBeforeDeleting) {
   }
   InDialog([](QWidget* dialog) { QTest::keyClick(dialog, Qt::Key_Return); });
   EXPECT_FALSE(window_.ConfirmDeletion("Delete?", "")) << "the default is Cancel";
+}
+
+TEST_F(QtRunsWindowTest, ShowsMarkupInFileNamesAsPlainText) {
+  const RunRow row{"2026-11-17", "005771", "12", "/home/<b>x</b>", "Complete", "No"};
+  Open({row});
+  window_.ShowMessage("Saved: /home/<b>x</b>");
+  const auto labels = window_.findChildren<QLabel*>();
+  const auto message = std::ranges::find_if(
+      labels, [](const QLabel* label) { return label->text().startsWith("Saved"); });
+  ASSERT_NE(message, labels.end());
+  EXPECT_EQ((*message)->textFormat(), Qt::PlainText);
+  for (const QString& tip : {(*message)->toolTip(), List()->topLevelItem(0)->toolTip(3)}) {
+    EXPECT_TRUE(tip.contains("/home/&lt;b&gt;x&lt;/b&gt;")) << tip.toStdString();
+  }
 }
 
 TEST_F(QtRunsWindowTest, AsksWhichRowsACsvFileHas) {
