@@ -146,6 +146,14 @@ OPEN(open64, "open", (const char* path, int flags, ...), path)
 OPEN(openat, "open", (int folder, const char* path, int flags, ...), folder, path)
 OPEN(openat64, "open", (int folder, const char* path, int flags, ...), folder, path)
 
+/* Programs built with _FORTIFY_SOURCE call these functions if they have no mode. */
+int __open_2(const char* path, int flags) {
+  return open(path, flags);
+}
+int __openat_2(int folder, const char* path, int flags) {
+  return openat(folder, path, flags);
+}
+
 #define ON_PATH(name, kind, parameters, ...)                \
   int name parameters {                               \
     NEXT(name);                                       \

@@ -106,6 +106,8 @@ int __open_2(const char* path, int flags);
 int __open64_2(const char* path, int flags);
 WRAP(int, __open_2, (const char* path, int flags), M(path), flags)
 WRAP(int, __open64_2, (const char* path, int flags), M(path), flags)
+int __openat_2(int folder, const char* path, int flags);
+WRAP(int, __openat_2, (int folder, const char* path, int flags), folder, M(path), flags)
 WRAP(int, creat64, (const char* path, mode_t mode), M(path), mode)
 WRAP(FILE*, fopen, (const char* path, const char* mode), M(path), mode)
 WRAP(FILE*, fopen64, (const char* path, const char* mode), M(path), mode)
@@ -206,7 +208,7 @@ WRAP_ADDRESS(connect)
 
 /* libc's syslog() does not call the functions above. This replacement sends the same datagrams:
  * priority with the facility "user", local time, program name, process ID, message. */
-void syslog(int priority, const char* format, ...) {
+void vsyslog(int priority, const char* format, va_list arguments) {
   static int log_socket = -1;
   if (log_socket == -1) log_socket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const struct sockaddr_un address = {AF_UNIX, "/dev/log"};
@@ -215,15 +217,28 @@ void syslog(int priority, const char* format, ...) {
   char day[32];
   char* message = NULL;
   char* line = NULL;
-  va_list arguments;
-  va_start(arguments, format);
   strftime(day, sizeof day, "%h %e %T", localtime_r(&now, &local));
   if (vasprintf(&message, format, arguments) != -1 &&
       asprintf(&line, "<%d>%s quillet[%d]: %s", priority | LOG_USER, day, (int)getpid(),
                message) != -1 &&
       connect(log_socket, (const struct sockaddr*)&address, sizeof address) == 0)
     send(log_socket, line, strlen(line), MSG_NOSIGNAL);
-  va_end(arguments);
   free(line);
   free(message);
+}
+
+void syslog(int priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsyslog(priority, format, arguments);
+  va_end(arguments);
+}
+
+/* Called by programs built with _FORTIFY_SOURCE. */
+void __syslog_chk(int priority, int flag, const char* format, ...) {
+  (void)flag;
+  va_list arguments;
+  va_start(arguments, format);
+  vsyslog(priority, format, arguments);
+  va_end(arguments);
 }
