@@ -1,4 +1,4 @@
-"""Checks that the tests named in docs/behaviour.md and docs/reliability.md exist.
+"""Checks that the tests named in SECURITY.md, docs/behaviour.md and docs/reliability.md exist.
 
 The documents call C++ tests Suite.Test and Python tests folder.file.test, as in CTest.
 """
@@ -18,8 +18,8 @@ for path in (ROOT / 'tests').rglob('*.py'):
 suites = {test.partition('.')[0] for test in tests}
 
 missing = []
-for document in ('behaviour.md', 'reliability.md'):
-    text = (ROOT / 'docs' / document).read_text()
+for document in ('SECURITY.md', 'docs/behaviour.md', 'docs/reliability.md'):
+    text = (ROOT / document).read_text()
     named = {name for name in re.findall(r'\b\w+\.\w+(?:\.\w+)?(?![\w*])', text)
              if name.partition('.')[0] in suites or re.match(r'[A-Z]\w*Test\.', name)}
     print(f'{document}: {len(named)} tests')
