@@ -22,14 +22,15 @@ void PortMessages::Denied(const std::string& path, const platform::PortObstacle&
     strip_.Raise(Notice::kPortDenied,
                  denied + "Log in again to use the group " + obstacle.group + ".");
   } else if (!obstacle.group.empty()) {
-    strip_.Raise(Notice::kPortDenied,
-                 denied + "Join the group " + obstacle.group + ", then log in again.",
-                 {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
-  } else {
     strip_.Raise(
         Notice::kPortDenied,
-        "No udev rule lets you use " + path + ". Install Quillet's package, or run the command.",
-        {Copy("sudo chown \"$USER\" " + path)});
+        denied + "Run the command to join the group " + obstacle.group + ", then log in again.",
+        {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
+  } else {
+    strip_.Raise(Notice::kPortDenied,
+                 "No udev rule lets you use " + path +
+                     ". Install Quillet's package, or run the command in a terminal.",
+                 {Copy("sudo chown \"$USER\" " + path)});
   }
 }
 

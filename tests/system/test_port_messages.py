@@ -44,7 +44,7 @@ class PortMessagesTest(PortTest):
         os.chmod(terminal, 0)
         self.start_failing()
         self.wait_for_message(f"No udev rule lets you use {PORT}. Install Quillet's package, or run "
-                              "the command.", "Copy command")
+                              "the command in a terminal.", "Copy command")
         self.press_in_strip("Copy command")
         self.assertEqual(f"sudo chown \"$USER\" {PORT}", self.desktop.clipboard_text())
         os.chmod(terminal, 0o600)
@@ -57,8 +57,8 @@ class PortMessagesTest(PortTest):
         os.chmod(os.path.realpath(PORT), 0)
         group = grp.getgrnam("dialout").gr_gid
         self.start_failing(environment=self.preload(PORT_GROUP=str(group)))
-        self.wait_for_message(f"No permission to use {PORT}. Join the group dialout, then log in "
-                              "again.", "Copy command")
+        self.wait_for_message(f"No permission to use {PORT}. Run the command to join the group "
+                              "dialout, then log in again.", "Copy command")
         self.press_in_strip("Copy command")
         self.assertEqual("sudo usermod -aG dialout \"$USER\"", self.desktop.clipboard_text())
 

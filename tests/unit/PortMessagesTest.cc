@@ -28,12 +28,15 @@ class PortMessagesTest : public test::AppFixture {
 TEST_F(PortMessagesTest, SayWhoMayUseThePort) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   EXPECT_EQ(strip.text(),
-            "No permission to use /absent1. Join the group dialout, then log in again.");
+            "No permission to use /absent1. Run the command to join the group dialout, then log "
+            "in again.");
   ASSERT_EQ(strip.Buttons(), Titles{"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});
-  EXPECT_EQ(strip.text(),
-            "No udev rule lets you use /absent1. Install Quillet's package, or run the command.");
+  EXPECT_EQ(
+      strip.text(),
+      "No udev rule lets you use /absent1. Install Quillet's package, or run the command in a "
+      "terminal.");
   ASSERT_EQ(strip.Buttons(), Titles{"Copy command"});
   strip.Press(0);
   EXPECT_EQ(pasteboard.texts(), (std::vector<std::string>{"sudo usermod -aG dialout \"$USER\"",
