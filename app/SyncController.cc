@@ -16,8 +16,6 @@ constexpr int kPortWaits = 20;
 constexpr auto kPortWait = 1s;
 constexpr int kScannerPolls = 500;
 constexpr auto kScannerPoll = 10ms;
-constexpr const char* kLinesDroppedMessage =
-    "The window shows only the latest records. All records are in the archive.";
 
 }  // namespace
 
@@ -43,7 +41,9 @@ SyncController::SyncController(const Platform& platform, const MainWindowControl
   controls_.settings.OnPress([this] { settingsButton(); });
   controls_.earlierRuns.OnPress([this] { OpenEarlierRuns(); });
   mainView_.OnRecordsRemoved([this] {
-    Raise(Notice::kLinesDropped, kLinesDroppedMessage, {{"Show", [this] { OpenEarlierRuns(); }}});
+    const std::string records = archive_->failed() ? "" : " All records are in the archive.";
+    Raise(Notice::kLinesDropped, "The window shows only the latest records." + records,
+          {{"Show", [this] { OpenEarlierRuns(); }}});
   });
 }
 

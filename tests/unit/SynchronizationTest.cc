@@ -72,6 +72,30 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   EXPECT_EQ(FileContents(path), settingsFile);
 }
 
+TEST_F(SynchronizationTest, SaysUntilClearedThatTheViewLacksRecords) {
+  const std::string latest = "The window shows only the latest records.";
+  ConnectWith({.destination = 1}, {"1"});
+  Synchronize();
+  view.RemoveRecords();
+  mainQueue.RunAll();
+  EXPECT_EQ(strip.Message(), latest + " All records are in the archive.");
+  ASSERT_EQ(strip.Buttons(), std::vector<std::string>{"Show"});
+  EXPECT_FALSE(runs.runsWindow().IsShown());
+  strip.Press(0);
+  EXPECT_TRUE(runs.runsWindow().IsShown());
+  clear.Press();
+  mainQueue.RunAll();
+  EXPECT_FALSE(strip.Message().starts_with(latest)) << strip.Message();
+
+  std::filesystem::remove_all(archiveFolder);
+  test::PutFile(archiveFolder, "not a folder");
+  Synchronize();
+  view.RemoveRecords();
+  controller.Withdraw(Notice::kArchiveNotWritten);
+  mainQueue.RunAll();
+  EXPECT_EQ(strip.Message(), latest);
+}
+
 TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {});
   Synchronize();
