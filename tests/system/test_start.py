@@ -23,6 +23,13 @@ class StartTest(SystemTest):
         self.assertEqual(["Disconnect", "Synchronize", "Settings", "Clear"], quillet.buttons())
         self.assertEqual(CHAIN, scanner.commands())
 
+    def test_marks_hidden_characters_of_serial_number(self):
+        self.plugged_in_scanner(serial="2104\u202e123")
+        quillet = self.start()
+        quillet.wait_for_view(messages.STARTED + messages.connecting(serial="\u202e123"))
+        quillet.wait_for_ports(["None", "Tavo[\ufffd123]"])
+        quillet.wait_for_title("Quillet V1.25[\ufffd123]")
+
     def test_sets_scanner_clock_to_local_time(self):
         scanner = self.plugged_in_scanner()
         # An unusual offset, because it must differ from the machine's time zone.
