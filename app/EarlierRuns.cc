@@ -217,11 +217,11 @@ void EarlierRuns::ExportCsv() {
   const StoredRun* const selected = Selected();
   if (selected == nullptr) return;
   const StoredRun run = *selected;
-  const auto rowPerBarcode = window_.ChooseRowPerBarcode();
-  if (!rowPerBarcode) return;
+  const auto choice = window_.ChooseCsv();
+  if (!choice) return;
   SaveFile("Export as CSV", run.names.front() + ".csv",
-           [this, run, rowPerBarcode]() -> std::optional<std::string> {
-             CsvExport csv(*rowPerBarcode);
+           [this, run, choice]() -> std::optional<std::string> {
+             CsvExport csv(choice->rowPerBarcode, choice->apostrophes);
              const auto records = reader_.ForEachRecord(
                  run, [&](const ScannerIdentity& scanner, const Settings&,
                           std::span<const std::uint8_t> record) { csv.Add(scanner, record); });

@@ -20,11 +20,13 @@ constexpr std::int32_t kNothing = 0;
 constexpr std::string_view kFormulaStarts[] = {"=",  "+",  "-",  "@",  "\t", "\r",
                                                "\n", "＝", "＋", "－", "＠"};
 
+bool CanBeAFormula(std::string_view text) {
+  return std::ranges::any_of(kFormulaStarts, [&](auto start) { return text.starts_with(start); });
+}
+
 std::string Field(std::string_view text) {
   std::string field = "\"";
-  if (std::ranges::any_of(kFormulaStarts, [&](auto start) { return text.starts_with(start); })) {
-    field += '\'';
-  }
+  if (CanBeAFormula(text)) field += '\'';
   for (const char character : text) {
     if (character == '"') field += '"';
     field += character;
@@ -49,7 +51,8 @@ std::string IsoTime(std::string_view composed) {
 
 }  // namespace
 
-CsvExport::CsvExport(bool rowPerBarcode) : rowPerBarcode_(rowPerBarcode) {
+CsvExport::CsvExport(bool rowPerBarcode, bool apostrophes)
+    : rowPerBarcode_(rowPerBarcode), apostrophes_(apostrophes) {
   fields_.bAttachType = 1;
   fields_.bAttachTimestamp = 1;
   fields_.dataorder = kSymbologyTimeData;
@@ -69,12 +72,17 @@ void CsvExport::Add(const ScannerIdentity& scanner, std::span<const std::uint8_t
   if (!rowPerBarcode_) {
     std::string serial;
     DecodeRecordText(scanner.SerialNo.TextFrom(kHiddenSerialCharacters), serial);
-    rows_ += Row({symbology, data, IsoTime(time), serial});
+    rows_ += Row({symbology, Number(data), IsoTime(time), Number(serial)});
     return;
   }
   const auto [barcode, isNew] = quantities_.try_emplace({symbology, data}, 0);
   ++barcode->second;
   if (isNew) order_.push_back(&barcode->first);
+}
+
+// Row adds an apostrophe to formulas.
+std::string CsvExport::Number(const std::string& text) const {
+  return apostrophes_ && !CanBeAFormula(text) ? "'" + text : text;
 }
 
 std::string CsvExport::Contents() const {
@@ -83,7 +91,7 @@ std::string CsvExport::Contents() const {
     return contents + Row({"Symbology", "Barcode", "Time", "Serial number"}) + rows_;
   contents += Row({"Symbology", "Barcode", "Quantity"});
   for (const Barcode* barcode : order_) {
-    std::string row = Row({barcode->first, barcode->second});
+    std::string row = Row({barcode->first, Number(barcode->second)});
     row.insert(row.size() - 2, "," + std::to_string(quantities_.at(*barcode)));
     contents += row;
   }

@@ -19,13 +19,16 @@ namespace quillet {
 ///
 /// - UTF-8 with a byte-order mark. Without the mark, Excel reads the file in the code page of the
 ///   system.
-/// - All fields except quantities are quoted, which marks them as text. Leading zeros are kept.
+/// - All fields except quantities are quoted. Spreadsheets can import quoted fields as text.
 /// - The time is written as "2026-11-16 14:07:09", the ISO form that spreadsheets recognize.
-/// - An apostrophe is inserted before a value that a spreadsheet could run as a formula.
+/// - An apostrophe is inserted before a value that a spreadsheet could run as a formula, and on
+///   request before each barcode and serial number. Spreadsheets that open the file without asking
+///   ignore the quotes: 0012 becomes 12, and a number of more than 15 digits is rounded.
 class CsvExport {
  public:
   /// @param rowPerBarcode  true: one row per barcode, with its quantity; false: one row per record
-  explicit CsvExport(bool rowPerBarcode);
+  /// @param apostrophes    whether to put an apostrophe before each barcode and serial number
+  CsvExport(bool rowPerBarcode, bool apostrophes);
 
   /// Adds a record. For use as an ArchivedRecord.
   /// @param scanner  the scanner that sent the record
@@ -37,7 +40,10 @@ class CsvExport {
  private:
   using Barcode = std::pair<std::string, std::string>;  // symbology and data
 
+  std::string Number(const std::string& text) const;
+
   const bool rowPerBarcode_;
+  const bool apostrophes_;
   NoLog log_;
   Settings fields_;
   const ScannerIdentity* scanner_ = nullptr;  // used by composer_

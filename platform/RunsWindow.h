@@ -22,6 +22,13 @@ struct RunRow {
   bool operator==(const RunRow&) const = default;  ///< compares all members
 };
 
+/// What the user chose for a CSV file.
+struct CsvChoice {
+  bool rowPerBarcode = false;  ///< true: one row per barcode; false: one row per record
+  bool apostrophes = false;    ///< an apostrophe before barcodes and serial numbers
+  bool operator==(const CsvChoice&) const = default;  ///< compares all members
+};
+
 /// Callbacks for the user's actions.
 struct RunsActions {
   std::function<void(const std::string& text)> search;  ///< the search text changed
@@ -70,9 +77,9 @@ class RunsWindow {
   /// @return true if the user confirms
   virtual bool ConfirmDeletion(std::string_view question, std::string_view consequence) = 0;
 
-  /// Asks the user which rows a CSV file should have.
-  /// @return true: one row per barcode; false: one row per record; no value if the user cancels
-  virtual std::optional<bool> ChooseRowPerBarcode() = 0;
+  /// Asks the user what a CSV file should contain.
+  /// @return no value if the user cancels
+  virtual std::optional<CsvChoice> ChooseCsv() = 0;
 
   virtual TextView& preview() = 0;   ///< returns the preview
   virtual Window& runsWindow() = 0;  ///< returns the window

@@ -1,6 +1,7 @@
 #include "platform/qt/QtRunsWindow.h"
 
 #include <QBoxLayout>
+#include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QEvent>
 #include <QHeaderView>
@@ -118,6 +119,12 @@ class SearchField final : public QLineEdit {
 
   QWidget& list_;
 };
+
+// Returns the distance between the left edge of a check box and its text.
+int HintIndent(const QCheckBox& box) {
+  return box.style()->pixelMetric(QStyle::PM_IndicatorWidth) +
+         box.style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing);
+}
 
 // Cuts off long text, which would otherwise increase the window's minimum width.
 class Message final : public QLabel {
@@ -406,14 +413,18 @@ bool QtRunsWindow::ConfirmDeletion(std::string_view question, std::string_view c
   return box.clickedButton() == yes;
 }
 
-std::optional<bool> QtRunsWindow::ChooseRowPerBarcode() {
+std::optional<CsvChoice> QtRunsWindow::ChooseCsv() {
   QDialog dialog(this);
   dialog.setWindowTitle(QStringLiteral("Export as CSV"));
   auto* perRecord = new QRadioButton(QStringLiteral("One row per &record"));
   auto* perBarcode = new QRadioButton(QStringLiteral("One row per &barcode, with its quantity"));
   perRecord->setToolTip(QStringLiteral("Symbology, barcode, time, serial number"));
   perBarcode->setToolTip(QStringLiteral("Symbology, barcode, quantity"));
-  for (QRadioButton* choice : {perRecord, perBarcode}) {
+  auto* apostrophes = new QCheckBox(QStringLiteral("Put an &apostrophe before each barcode"));
+  apostrophes->setToolTip(
+      QStringLiteral("Keeps leading zeros if you open the file by double-clicking it"));
+  for (QAbstractButton* choice :
+       std::initializer_list<QAbstractButton*>{perRecord, perBarcode, apostrophes}) {
     Outline(*choice);
     choice->setAccessibleDescription(choice->toolTip());
   }
@@ -430,11 +441,17 @@ std::optional<bool> QtRunsWindow::ChooseRowPerBarcode() {
   layout->addWidget(perRecord);
   layout->addWidget(perBarcode);
   layout->addSpacing(12);
+  layout->addWidget(apostrophes);
+  auto* reason = new QLabel(apostrophes->toolTip() + u'.');
+  reason->setIndent(HintIndent(*apostrophes));
+  layout->addWidget(reason);
+  layout->addSpacing(12);
   layout->addWidget(buttons);
   next->setDefault(true);  // works only after the button has been added to the dialog
   dialog.setAttribute(Qt::WA_KeyboardFocusChange);
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
-  return perBarcode->isChecked();
+  return CsvChoice{.rowPerBarcode = perBarcode->isChecked(),
+                   .apostrophes = apostrophes->isChecked()};
 }
 
 TextView& QtRunsWindow::preview() {

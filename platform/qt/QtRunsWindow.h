@@ -31,7 +31,7 @@ class QtRunsWindow final : public QDialog, public RunsWindow {
   void ShowBusy(bool busy) override;
   void ShowMessage(std::string_view text) override;
   bool ConfirmDeletion(std::string_view question, std::string_view consequence) override;
-  std::optional<bool> ChooseRowPerBarcode() override;
+  std::optional<CsvChoice> ChooseCsv() override;
   TextView& preview() override;
   Window& runsWindow() override;
 

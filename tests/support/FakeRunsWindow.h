@@ -30,7 +30,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
     question_ = std::string(question) + "|" + std::string(consequence);
     return confirms;
   }
-  std::optional<bool> ChooseRowPerBarcode() override { return rowPerBarcode; }
+  std::optional<platform::CsvChoice> ChooseCsv() override { return csv; }
   FakeTextView& preview() override { return preview_; }
   FakeWindow& runsWindow() override { return window_; }
 
@@ -58,8 +58,8 @@ class FakeRunsWindow final : public platform::RunsWindow {
   bool delivering() const { return delivering_; }
   ///@}
 
-  bool confirms = true;                       ///< the user's answer to ConfirmDeletion
-  std::optional<bool> rowPerBarcode = false;  ///< the user's answer to ChooseRowPerBarcode
+  bool confirms = true;  ///< the user's answer to ConfirmDeletion
+  std::optional<platform::CsvChoice> csv = {{false, false}};  ///< the user's answer to ChooseCsv
 
  private:
   platform::RunsActions actions_;

@@ -16,8 +16,9 @@ constexpr CalendarTime kTime{2026, 11, 16, 14, 7, 9};
 
 class CsvExportTest : public testing::Test {
  protected:
-  std::string Export(const std::vector<std::string>& barcodes, bool rowPerBarcode = false) {
-    CsvExport csv(rowPerBarcode);
+  std::string Export(const std::vector<std::string>& barcodes, bool rowPerBarcode = false,
+                     bool apostrophes = false) {
+    CsvExport csv(rowPerBarcode, apostrophes);
     for (const std::string& barcode : barcodes) {
       csv.Add(scanner_, simulator::Encode(MakeRecord(0, barcode, kTime), Model::kOlder));
     }
@@ -40,7 +41,7 @@ TEST_F(CsvExportTest, WritesAColumnForEachField) {
 
 TEST_F(CsvExportTest, Reads300SeriesRecords) {
   scanner_.bTavo300 = 1;
-  CsvExport csv(false);
+  CsvExport csv(false, false);
   csv.Add(scanner_, simulator::Encode(MakeRecord(21, "978", kTime), Model::kSeries300));
   EXPECT_EQ(csv.Contents(),
             kMark + (kHead + "\"EAN-13\",\"978\",\"2026-11-16 14:07:09\",\"005771\"\r\n"s));
@@ -60,6 +61,13 @@ TEST_F(CsvExportTest, PreventsSpreadsheetsFromRunningFormulas) {
   const std::string serial = "2104=1+1";
   scanner_.SerialNo.Assign(reinterpret_cast<const std::uint8_t*>(serial.data()), serial.size());
   EXPECT_TRUE(Export({"1"}).ends_with(",\"'=1+1\"\r\n"));
+}
+
+TEST_F(CsvExportTest, PutsApostrophesBeforeBarcodesOnRequest) {
+  EXPECT_EQ(Export({"0012", "=1"}, false, true),
+            kMark + (kHead + "\"EAN 13\",\"'0012\",\"2026-11-16 14:07:09\",\"'005771\"\r\n"s) +
+                "\"EAN 13\",\"'=1\",\"2026-11-16 14:07:09\",\"'005771\"\r\n");
+  EXPECT_TRUE(Export({"0012"}, true, true).ends_with("\"EAN 13\",\"'0012\",1\r\n"));
 }
 
 TEST_F(CsvExportTest, ConvertsLatin1ToUtf8) {

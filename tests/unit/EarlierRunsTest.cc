@@ -189,10 +189,10 @@ TEST_F(EarlierRunsTest, ExportsOneCsvRowPerRecordOrBarcode) {
   EXPECT_EQ(panels.runs, Texts{"Export as CSV||20261116_140709_0000123456.csv"});
   const std::string records = FileContents(folder / "records.csv").value_or("");
   EXPECT_EQ(std::ranges::count(records, '\n'), 4);
-  runs.rowPerBarcode = true;
+  runs.csv = {{.rowPerBarcode = true, .apostrophes = true}};
   Press(&RunsActions::exportCsv);
-  EXPECT_NE(FileContents(folder / "records.csv")->find("\"7\",2\r\n"), std::string::npos);
-  runs.rowPerBarcode = std::nullopt;
+  EXPECT_NE(FileContents(folder / "records.csv")->find("\"'7\",2\r\n"), std::string::npos);
+  runs.csv = std::nullopt;
   Press(&RunsActions::exportCsv);
   EXPECT_EQ(panels.runs.size(), 2U) << "cancelled";
 }

@@ -2,6 +2,7 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -309,7 +310,7 @@ TEST_F(QtRunsWindowTest, ShowsMarkupInFileNamesAsPlainText) {
   }
 }
 
-TEST_F(QtRunsWindowTest, AsksWhichRowsACsvFileHas) {
+TEST_F(QtRunsWindowTest, AsksWhatACsvFileContains) {
   OpenWithRows();
   for (const bool perBarcode : {false, true}) {
     InDialog([perBarcode](QWidget* dialog) {
@@ -317,12 +318,13 @@ TEST_F(QtRunsWindowTest, AsksWhichRowsACsvFileHas) {
       ASSERT_EQ(choices.size(), 2);
       EXPECT_TRUE(choices[0]->isChecked());
       if (perBarcode) choices[1]->setChecked(true);
+      if (perBarcode) dialog->findChild<QCheckBox*>()->setChecked(true);
       QTest::keyClick(dialog, Qt::Key_Return);
     });
-    EXPECT_EQ(window_.ChooseRowPerBarcode(), perBarcode);
+    EXPECT_EQ(window_.ChooseCsv(), (platform::CsvChoice{perBarcode, perBarcode}));
   }
   InDialog([](QWidget* dialog) { QTest::keyClick(dialog, Qt::Key_Escape); });
-  EXPECT_EQ(window_.ChooseRowPerBarcode(), std::nullopt);
+  EXPECT_EQ(window_.ChooseCsv(), std::nullopt);
 }
 
 TEST_F(QtRunsWindowTest, FitsASmallScreen) {
