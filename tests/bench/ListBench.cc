@@ -112,7 +112,7 @@ class Program {
   test::FakeWorkspace workspace_;
   test::FakePanels panels_;
   test::FakeTicker ticker_;
-  test::FakeProgressDisplay progress_;
+  test::FakeStatusDisplay progress_;
   test::FakeSettingsForm form_;
   test::FakeKeyEvents keyEvents_;
   test::FakePasteboard pasteboard_;
