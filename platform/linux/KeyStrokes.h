@@ -45,7 +45,7 @@ class TypingFailure {
     if (!std::exchange(logged_, true)) log_.Write("Cannot type on this desktop: " + reason);
   }
   void Clear() { reason_.clear(); }                      ///< keys can be typed
-  const std::string& reason() const { return reason_; }  ///< empty if keys can be typed
+  const std::string& Reason() const { return reason_; }  ///< empty if keys can be typed
 
  private:
   SystemLog& log_;

@@ -44,7 +44,7 @@ class UinputKeyEvents final : public KeyEvents {
   /// Sends about 24 characters immediately and the rest at 320 per second. The kernel drops events
   /// if the desktop does not read them fast enough.
   void Post(std::span<const KeyEvent> events) override;
-  std::string Problem() override { return failure_.reason(); }
+  std::string Problem() override { return failure_.Reason(); }
 
  private:
   bool HaveKeyboard();

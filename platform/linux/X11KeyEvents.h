@@ -25,7 +25,7 @@ class X11KeyEvents final : public KeyEvents {
 
   /// Sends all events without waiting for the server to process them.
   void Post(std::span<const KeyEvent> events) override;
-  std::string Problem() override { return failure_.reason(); }
+  std::string Problem() override { return failure_.Reason(); }
 
  private:
   class Connection;
