@@ -131,7 +131,9 @@ class X11Windows::Connection : public XcbConnection {
       message.type = next;
     }
     xcb_destroy_window(xcb_, message.window);
-    xcb_flush(xcb_);
+    // Waits for the server, which may drop the requests of a connection that is closed early.
+    const XcbReply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
   }
 
   // The pending requests for a window.
