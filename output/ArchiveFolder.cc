@@ -25,19 +25,6 @@ std::string NumberText(std::string_view separator, int number) {
   return std::string(separator) + digits;
 }
 
-// Returns the name of the first file of the run.
-std::string FirstVolume(const std::string& name) {
-  const std::size_t length = ArchiveFolder::kVolumeMark.size() + kVolumeDigits;
-  const std::size_t mark = name.size() < length ? 0 : name.size() - length;
-  const bool isFurther =
-      name.compare(mark, length - kVolumeDigits, ArchiveFolder::kVolumeMark) == 0;
-  return isFurther ? name.substr(0, mark) : name;
-}
-
-bool IsLive(std::string_view name) {
-  return name.find(kDayMark) != name.npos;
-}
-
 std::vector<std::string> Lines(std::string_view text) {
   std::vector<std::string> lines;
   for (std::size_t end = 0; (end = text.find('\n')) != text.npos; text.remove_prefix(end + 1)) {
@@ -53,6 +40,17 @@ struct ArchiveFolder::Run {
   std::set<std::string> names;  // of all its files
   std::uint64_t bytes = 0;
 };
+
+bool ArchiveFolder::IsLive(std::string_view name) {
+  return name.find(kDayMark) != name.npos;
+}
+
+std::string_view ArchiveFolder::GroupOf(std::string_view name) {
+  if (IsLive(name)) return name.substr(0, name.find(kDayMark) + kDayMark.size());
+  const std::size_t length = kVolumeMark.size() + kVolumeDigits;
+  const std::size_t mark = name.size() < length ? 0 : name.size() - length;
+  return name.substr(mark).starts_with(kVolumeMark) ? name.substr(0, mark) : name;
+}
 
 std::string ArchiveFolder::PathOf(std::string_view name, std::string_view ending) const {
   return path_ + "/" + std::string(name) + std::string(ending);
@@ -129,8 +127,9 @@ std::vector<ArchiveFolder::Run> ArchiveFolder::RunsByAge() const {
   for (const FileStore::Entry& entry : files_.List(path_)) {
     if (!entry.name.ends_with(kRecordsEnding) && !entry.name.ends_with(kLinesEnding)) continue;
     const std::string name = entry.name.substr(0, entry.name.rfind('.'));
-    Run& run = found[FirstVolume(name)];
-    run.name = FirstVolume(name);
+    const std::string group(GroupOf(name));
+    Run& run = found[group];
+    run.name = group;
     run.names.insert(name);
     run.bytes += entry.bytes;
   }

@@ -29,6 +29,12 @@ class ArchiveFolder {
   ArchiveFolder(platform::FileStore& files, std::string path)
       : files_(files), path_(std::move(path)) {}
 
+  /// Returns true if a file with this name contains live scans of a day.
+  static bool IsLive(std::string_view name);
+
+  /// Returns the name of the first file of the run, or of the day, that the file `name` belongs to.
+  static std::string_view GroupOf(std::string_view name);
+
   /// Absolute path of the folder.
   const std::string& path() const { return path_; }
 

@@ -1,54 +1,18 @@
 #include "output/ArchiveReader.h"
 
 #include <algorithm>
-#include <charconv>
-#include <chrono>
 #include <utility>
 
 #include "base/Log.h"
+#include "output/ArchiveFolder.h"
 
 namespace quillet {
 namespace {
 
-using namespace std::chrono_literals;
 using platform::FileStore;
-
-constexpr std::string_view kLiveMark = "_live";
 
 // Limits memory use. Far larger than any file in the archive.
 constexpr std::size_t kLargestFile = 100'000'000;
-
-// Maximum time from closing a file to opening the file that continues it.
-constexpr auto kLongestGap = 60s;
-
-// Returns the day of live scans: the name up to "_live". Returns an empty string for a run.
-std::string_view LiveDay(std::string_view name) {
-  const std::size_t mark = name.find(kLiveMark);
-  return mark == name.npos ? "" : name.substr(0, mark);
-}
-
-// Converts "2026-11-16 14:07:09". Returns the epoch if the text has another form.
-std::chrono::sys_seconds TimeOf(std::string_view text) {
-  if (text.size() != 19) return {};
-  const auto number = [text](std::size_t position, std::size_t length) {
-    int value = 0;
-    std::from_chars(text.data() + position, text.data() + position + length, value);
-    return value;
-  };
-  const std::chrono::year_month_day day(std::chrono::year(number(0, 4)),
-                                        std::chrono::month(static_cast<unsigned>(number(5, 2))),
-                                        std::chrono::day(static_cast<unsigned>(number(8, 2))));
-  return std::chrono::sys_days(day) + std::chrono::hours(number(11, 2)) +
-         std::chrono::minutes(number(14, 2)) + std::chrono::seconds(number(17, 2));
-}
-
-bool Continues(const StoredRun& run, std::string_view name, const ArchivedRun& head) {
-  const std::string_view day = LiveDay(name);
-  if (run.live || !day.empty()) return LiveDay(run.names.front()) == day;
-  if (run.head.continuedAt.empty() || run.head.serial != head.serial) return false;
-  const auto gap = TimeOf(head.time) - TimeOf(run.head.continuedAt);
-  return gap >= 0s && gap <= kLongestGap;
-}
 
 // Adds the metadata of the next file.
 void Add(ArchivedRun& run, const ArchivedRun& next) {
@@ -67,33 +31,35 @@ std::vector<StoredRun> ArchiveReader::List() {
   const std::vector<File> before = std::exchange(known_, {});
   std::vector<StoredRun> runs;
   for (const FileStore::Entry& entry : entries) {
-    if (!entry.name.ends_with(kRecordsEnding)) continue;
-    const std::string name = entry.name.substr(0, entry.name.size() - kRecordsEnding.size());
+    if (!entry.name.ends_with(ArchiveFolder::kRecordsEnding)) continue;
+    const std::string name =
+        entry.name.substr(0, entry.name.size() - ArchiveFolder::kRecordsEnding.size());
     const auto known = std::ranges::lower_bound(before, name, {}, &File::name);
     const bool isKnown =
         known != before.end() && known->name == name && known->bytes == entry.bytes;
     known_.push_back(isKnown ? *known : ReadHead(name, entry.bytes));
     const File& file = known_.back();
     if (!file.head) continue;
-    auto run = std::ranges::find_if(
-        runs, [&](const StoredRun& earlier) { return Continues(earlier, name, *file.head); });
+    auto run = std::ranges::find_if(runs, [&](const StoredRun& earlier) {
+      return ArchiveFolder::GroupOf(earlier.names.front()) == ArchiveFolder::GroupOf(name);
+    });
     if (run == runs.end()) {
-      runs.push_back({.names = {}, .live = !LiveDay(name).empty(), .head = *file.head});
+      runs.push_back({.names = {}, .live = ArchiveFolder::IsLive(name), .head = *file.head});
       run = runs.end() - 1;
     } else {
       Add(run->head, *file.head);
     }
     run->names.push_back(name);
     run->bytes += entry.bytes;
-    run->inProgress = std::ranges::binary_search(entries, name + std::string(kOpenEnding), {},
-                                                 &FileStore::Entry::name);
+    run->inProgress = std::ranges::binary_search(
+        entries, name + std::string(ArchiveFolder::kOpenEnding), {}, &FileStore::Entry::name);
   }
   std::ranges::reverse(runs);
   return runs;
 }
 
 ArchiveReader::File ArchiveReader::ReadHead(const std::string& name, std::uint64_t bytes) const {
-  const auto contents = files_.Read(PathOf(name, kRecordsEnding), kLargestFile);
+  const auto contents = files_.Read(PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
   File file{.name = name, .bytes = bytes};
   if (contents) file.head = ReadArchivedRun(*contents);
   if (!file.head) Log(log_, "Quillet: unreadable file: ", ForeignText(name));
@@ -104,7 +70,7 @@ std::optional<std::int64_t> ArchiveReader::ForEachRecord(const StoredRun& run,
                                                          const ArchivedRecord& record) const {
   std::int64_t records = 0;
   for (const std::string& name : run.names) {
-    const auto contents = files_.Read(PathOf(name, kRecordsEnding), kLargestFile);
+    const auto contents = files_.Read(PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
     const auto head = contents ? ReadArchivedRun(*contents, record) : std::nullopt;
     if (!head) return std::nullopt;
     records += head->records;
@@ -117,7 +83,7 @@ std::optional<std::int64_t> ArchiveReader::ForEachLine(
     const std::function<void(const std::string& line)>& line) const {
   std::int64_t records = 0;
   for (const std::string& name : run.names) {
-    const auto contents = files_.Read(PathOf(name, kRecordsEnding), kLargestFile);
+    const auto contents = files_.Read(PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
     const auto head = contents ? ReadArchivedLines(*contents, settings, line) : std::nullopt;
     if (!head) return std::nullopt;
     records += head->records;
@@ -133,7 +99,8 @@ std::optional<std::string> ArchiveReader::Lines(const StoredRun& run, std::size_
     return records ? std::optional(lines) : std::nullopt;
   }
   for (const std::string& name : run.names) {
-    const auto contents = files_.Read(PathOf(name, kLinesEnding), std::min(limit, kLargestFile));
+    const auto contents =
+        files_.Read(PathOf(name, ArchiveFolder::kLinesEnding), std::min(limit, kLargestFile));
     if (!contents) return std::nullopt;
     lines += *contents;
     if (lines.size() >= limit) break;
@@ -142,7 +109,7 @@ std::optional<std::string> ArchiveReader::Lines(const StoredRun& run, std::size_
 }
 
 std::string ArchiveReader::LinesPath(const StoredRun& run) const {
-  return PathOf(run.names.front(), kLinesEnding);
+  return PathOf(run.names.front(), ArchiveFolder::kLinesEnding);
 }
 
 std::string ArchiveReader::PathOf(const std::string& name, std::string_view ending) const {

@@ -49,7 +49,6 @@ class Reader {
       run.ended = true;
       const std::string_view status = TakeUntil(line, ' ');
       run.complete = status == "complete";
-      run.continuedAt = status == "continued" ? line : "";
     }
   }
 

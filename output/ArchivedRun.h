@@ -12,12 +12,6 @@
 
 namespace quillet {
 
-///@{ Extensions of the files of a run: its records, its lines, and the mark of a run in progress.
-inline constexpr std::string_view kRecordsEnding = ".records";
-inline constexpr std::string_view kLinesEnding = ".txt";
-inline constexpr std::string_view kOpenEnding = ".open";
-///@}
-
 /// The first line of a records file.
 inline constexpr std::string_view kArchiveHeader = "quillet-archive 1";
 
@@ -32,7 +26,6 @@ struct ArchivedRun {
   std::string time;                    ///< local time when the file was opened: YYYY-MM-DD hh:mm:ss
   std::string serial;                  ///< serial number of the scanner
   std::string file;                    ///< path of the output file, if it was written
-  std::string continuedAt;             ///< local time of the entry `end continued`, else empty
   std::string target;                  ///< output file or application chosen in the settings
   std::int32_t destination = kToView;  ///< value of Settings::destination
   std::int64_t records = 0;            ///< number of records, excluding erased records

@@ -177,16 +177,18 @@ class EarlierSynchronizationsTest(SystemTest):
         self.wait_for_rows(day)
         self.assertEqual(1, len(records_files()))
 
-    def plant(self, time, records, lines, end=None, serial="2104005771"):
-        """Stores a file of an earlier run, with the older layout. `records` are stored records."""
+    def plant(self, time, records, lines, end=None, serial="2104005771", part=""):
+        """Stores a file of an earlier run, with the older layout. `records` are stored records.
+        `part` is added to the name of the file."""
         stamp = re.sub("[-:]", "", time).replace(" ", "_")
+        serial_and_part = serial + part
         os.makedirs(FOLDER, exist_ok=True)
-        with open(f"{FOLDER}/{stamp}_{serial}.records", "wb") as file:
+        with open(f"{FOLDER}/{stamp}_{serial_and_part}.records", "wb") as file:
             file.write(f"quillet-archive 1\ntime {time}\nscanner {serial}\nfirmware 1\n"
                        f"layout older\nsettings 11134101\ndestination 1 \n"
                        f"burst {len(records)}\n".encode() + records
                        + f"\nend {end or 'complete ' + time}\n".encode())
-        with open(f"{FOLDER}/{stamp}_{serial}.txt", "w", encoding="utf-8") as file:
+        with open(f"{FOLDER}/{stamp}_{serial_and_part}.txt", "w", encoding="utf-8") as file:
             file.write(lines)
 
     def test_keeps_100_runs_and_joins_the_files_of_a_large_run(self):
@@ -198,14 +200,14 @@ class EarlierSynchronizationsTest(SystemTest):
         count = LARGE_FILE // len(stored(record)) + 1
         self.plant("2026-10-03 08:00:00", count * stored(record), count * "one\r\n",
                    "continued 2026-10-03 08:59:59")
-        self.plant("2026-10-03 09:00:00", stored(record), "two\r\n")
+        self.plant("2026-10-03 08:00:00", stored(record), "two\r\n", part="_part02")
         settings.save()
         self.plugged_in_scanner([record])
         self.start_connected()
         self.synchronize(messages.file_run(1, OUTPUT))
-        wait_until(lambda: len(records_files()) == 100, "100 runs")
+        wait_until(lambda: len(records_files()) == 101, "100 runs")
         self.quillet.type_keys("ctrl+e")
-        self.wait_for_text(99, lambda: len(self.rows()))
+        self.wait_for_text(100, lambda: len(self.rows()))
         self.xdotool("key", "ctrl+f")
         self.xdotool("type", "2026-10-03")
         self.wait_for_rows(["005771", str(count + 1), "Quillet's window only", "Complete", "No"])

@@ -356,7 +356,7 @@ TEST_F(EarlierRunsTest, NeitherDeliversNorDeletesARunInProgress) {
 TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00",
         {"one", "two"});
-  Store("20261101_082001_2104005771", "2026-11-01 08:20:01", "complete 2026-11-01 08:30:00",
+  Store("20261101_080000_2104005771_part02", "2026-11-01 08:20:01", "complete 2026-11-01 08:30:00",
         {"three"});
   Store("20261101_083030_2104005771", "2026-11-01 08:30:30", "complete 2026-11-01 08:31:00",
         {"other run"});
@@ -381,16 +381,6 @@ TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   EXPECT_TRUE(runs.question().find("deletes 3 records") != std::string::npos) << runs.question();
   EXPECT_EQ(files.List(archiveFolder).size(), 2U);
   EXPECT_EQ(States(), "Complete|");
-}
-
-TEST_F(EarlierRunsTest, DoesNotJoinALaterRun) {
-  Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00",
-        {"one"});
-  Store("20261101_092001_2104005771", "2026-11-01 09:20:01", "complete 2026-11-01 09:30:00",
-        {"two"});
-  Launch();
-  OpenList();
-  EXPECT_EQ(States(), "Complete|Incomplete|");
 }
 
 TEST_F(EarlierRunsTest, JoinsTheFilesOfADay) {
