@@ -1,7 +1,9 @@
 """Starts when the system refuses threads or descriptors."""
 
+import os
+
 from harness.case import messages
-from harness.product import Quillet
+from harness.processes import Process
 from port_case import PortTest
 
 
@@ -14,7 +16,8 @@ class LimitsTest(PortTest):
         self.close()
 
     def test_says_that_no_pipe_can_be_created(self):
-        program = Quillet(self.desktop, self.devices, environment=self.preload(NO_PIPES="1"))
-        self.addCleanup(program.process.stop)
-        self.assertEqual(1, program.wait_for_end())
-        self.assertEqual("quillet: main queue: Too many open files\n", program.process.output())
+        environment = self.desktop.environment | self.preload(NO_PIPES="1")
+        program = Process("refused", [os.environ["SYSTEM_TEST_QUILLET"]], environment)
+        self.addCleanup(program.stop)
+        self.assertEqual(1, program.wait())
+        self.assertEqual("quillet: main queue: Too many open files\n", program.output())
