@@ -76,6 +76,19 @@ TEST_F(SingleInstanceTest, RunsAfterAKilledInstance) {
   EXPECT_FALSE(SingleInstance(":7").Begin({}));
 }
 
+TEST_F(SingleInstanceTest, RunsAfterAnInstanceExecutesAProgram) {
+  Child restarted([&] {
+    SingleInstance instance(":7");
+    return instance.Begin({}) ? test::Execute({"sleep", "1000"}) : 1;
+  });
+  EXPECT_TRUE(WaitFor([&] {
+    return test::FileContents("/proc/" + std::to_string(restarted.pid()) + "/comm") == "sleep\n";
+  }));
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "quillet-:7.socket"));
+  EXPECT_TRUE(first_.Begin({}));
+  EXPECT_FALSE(SingleInstance(":7").Begin({}));
+}
+
 TEST_F(SingleInstanceTest, EachDisplayHasAnInstance) {
   ASSERT_TRUE(first_.Begin({}));
   EXPECT_TRUE(SingleInstance(":8").Begin({}));
