@@ -105,12 +105,12 @@ void EarlierRuns::RunEnded() {
 // Updates the list, later again if it is being read.
 void EarlierRuns::Refresh() {
   listAgain_ = std::exchange(listing_, true);
-  if (!wasListed_) ShowRows();
+  if (!wasListed_) window_.ShowMessage("Reading the archive…");
   if (listAgain_) return;
   work_.Add([this] {
     return [this, runs = reader_.List()] {
       runs_ = runs;
-      wasListed_ = true;
+      if (!std::exchange(wasListed_, true)) window_.ShowMessage("");
       listing_ = false;
       ShowRows();
       if (listAgain_) Refresh();
@@ -137,8 +137,7 @@ void EarlierRuns::ShowRows() {
   }
   const auto selected = std::ranges::find(shown_, selected_);
   window_.ShowEmptyText(
-      !wasListed_ ? "Reading the archive…"
-      : search_.empty()
+      search_.empty()
           ? "No synchronizations yet.\nQuillet keeps the records of every synchronization here."
           : "No synchronization matches the search.");
   window_.ShowRows(
@@ -203,7 +202,7 @@ platform::RunRow EarlierRuns::RowOf(const StoredRun& run) const {
 
 void EarlierRuns::Search(const std::string& text) {
   search_ = text;
-  ShowRows();
+  if (wasListed_) ShowRows();
 }
 
 void EarlierRuns::SaveAs() {

@@ -346,7 +346,7 @@ void QtRunsWindow::SetActions(RunsActions actions) {
 void QtRunsWindow::ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) {
   QTreeWidget& list = parts_->list;
   const QSignalBlocker quiet(list);
-  const bool hadFocus = list.hasFocus();
+  const bool hadFocus = focusWidget() == &list;
   // At the top, a new first row should become visible.
   const bool atTop = list.verticalScrollBar()->value() == 0;
   const QPersistentModelIndex top = atTop ? QModelIndex() : list.indexAt({0, 0});
@@ -356,13 +356,8 @@ void QtRunsWindow::ShowRows(const std::vector<RunRow>& rows, std::int32_t select
   if (moves) list.setCurrentItem(item);
   if (top.isValid()) list.scrollTo(top, QAbstractItemView::PositionAtTop);
   if (moves && item != nullptr) list.scrollToItem(item);
-  const bool appeared = parts_->listOrEmpty.currentIndex() != 0 && !rows.empty();
   parts_->listOrEmpty.setCurrentIndex(rows.empty() ? 1 : 0);
   if (hadFocus && rows.empty()) parts_->search.setFocus();
-  // setVisible gave the focus to the search field, because the list was still empty.
-  if (appeared && focusWidget() == &parts_->search && parts_->search.text().isEmpty()) {
-    list.setFocus(Qt::OtherFocusReason);
-  }
 }
 
 std::int32_t QtRunsWindow::SelectedRow() const {
@@ -465,7 +460,7 @@ Window& QtRunsWindow::runsWindow() {
 void QtRunsWindow::setVisible(bool visible) {
   if (visible && !isVisible()) {
     if (!std::exchange(sized_, true)) resize(kUsualSize.boundedTo(RoomOnScreen(*this)));
-    const bool empty = parts_->list.topLevelItemCount() == 0;
+    const bool empty = parts_->listOrEmpty.currentIndex() == 1;
     (empty ? static_cast<QWidget&>(parts_->search) : parts_->list).setFocus(Qt::TabFocusReason);
   }
   QDialog::setVisible(visible);
