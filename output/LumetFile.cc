@@ -1,6 +1,7 @@
 #include "output/LumetFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -20,6 +21,28 @@ namespace {
 constexpr std::size_t kRegistryReadLimit = 1 << 20;
 
 }  // namespace
+
+std::string_view ReasonText(int error) {
+  switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+      return "the disk is full";
+    case EROFS:
+      return "the disk is read-only";
+    case ENOENT:
+    case ENOTDIR:
+      return "the folder does not exist";
+    case EACCES:
+    case EPERM:
+      return "permission denied";
+    case EISDIR:
+      return "this is a folder";
+    case ENAMETOOLONG:
+      return "the name is too long";
+    default:
+      return "the disk reported an error";
+  }
+}
 
 std::string FileNamePart(std::string text) {
   std::replace_if(
@@ -91,9 +114,9 @@ std::string LumetFile::GetSyncFileName(const SerialNumberField& serial) {
   return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + stamp;
 }
 
-void LumetFile::SaveRegistry(std::span<const char> src) {
+FileStore::Replaced LumetFile::SaveRegistry(std::span<const char> src) {
   const auto end = std::find(src.begin(), src.end(), '\0');
-  WriteDataToFile(RegistryPath(), {src.begin(), end}, true, false);
+  return WriteDataToFile(RegistryPath(), {src.begin(), end}, true, false);
 }
 
 }  // namespace quillet

@@ -73,7 +73,11 @@ class LumetFile {
   bool ReadRegistry(std::span<char> dest) { return ReadDataFromFile(dest, true); }
 
   /// Replaces the settings file with the text in `src` up to the first NUL.
-  void SaveRegistry(std::span<const char> src);
+  /// @return see FileStore::Replace
+  platform::FileStore::Replaced SaveRegistry(std::span<const char> src);
+
+  /// Returns the name of the user who owns the settings file, or an empty string.
+  std::string SettingsOwner() { return files_.Owner(RegistryPath()); }
 
  private:
   SystemLog& log_;
@@ -81,6 +85,9 @@ class LumetFile {
   platform::FileStore& files_;
   const std::string dataFolder_;
 };
+
+/// Returns the words for the error number of a write (errno(3)), for the middle of a sentence.
+std::string_view ReasonText(int error);
 
 /// Returns `text` with slashes and control characters replaced by '_'. A corrupted serial number
 /// may contain them.

@@ -94,6 +94,10 @@ class FileStore {
   /// Returns true if both paths name the same file, directly or through symbolic links, hard links,
   /// ".." or repeated slashes. The file need not exist.
   virtual bool IsSameFile(const std::string& path, const std::string& other) = 0;
+
+  /// Returns the name of the user who owns a file, or of its folder's owner if the file does not
+  /// exist. Returns an empty string if the owner is unknown.
+  virtual std::string Owner(const std::string& path) = 0;
 };
 
 }  // namespace quillet::platform

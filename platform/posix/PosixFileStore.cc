@@ -1,6 +1,7 @@
 #include "platform/posix/PosixFileStore.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -317,6 +318,19 @@ bool PosixFileStore::IsSameFile(const std::string& path, const std::string& othe
   std::error_code error;
   const auto resolved = std::filesystem::weakly_canonical(path, error);
   return !error && resolved == std::filesystem::weakly_canonical(other, error) && !error;
+}
+
+std::string PosixFileStore::Owner(const std::string& path) {
+  struct stat found {};
+  if (stat(path.c_str(), &found) != 0 &&
+      stat(path.substr(0, path.rfind('/') + 1).c_str(), &found) != 0) {
+    return {};
+  }
+  std::array<char, 4096> buffer{};
+  struct passwd entry {};
+  struct passwd* user = nullptr;
+  getpwuid_r(found.st_uid, &entry, buffer.data(), buffer.size(), &user);
+  return user == nullptr ? "" : user->pw_name;
 }
 
 }  // namespace quillet::platform::posix

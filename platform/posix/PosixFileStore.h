@@ -53,6 +53,7 @@ class PosixFileStore final : public FileStore {
   std::size_t RemoveUnfinished(const std::string& folder) override;
 
   bool IsSameFile(const std::string& path, const std::string& other) override;
+  std::string Owner(const std::string& path) override;
 };
 
 }  // namespace quillet::platform::posix

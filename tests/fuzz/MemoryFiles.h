@@ -37,6 +37,7 @@ class MemoryFiles final : public platform::FileStore {
     if (Exists(path)) return Created::kExists;
     return Replace(path, contents) ? Created::kYes : Created::kFailed;
   }
+  std::string Owner(const std::string&) override { return {}; }
   bool CreatePrivateFolder(const std::string& path) override { return CreateFolder(path); }
   std::shared_ptr<platform::GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
     if (folders_.contains(path) || files_.contains(path) == fresh ||

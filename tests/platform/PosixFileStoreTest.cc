@@ -239,6 +239,13 @@ TEST_F(PosixFileStoreTest, ReadCreateAndReplaceFailWithoutPermission) {
   EXPECT_EQ(store_.Read(file, kAll), "old");
 }
 
+TEST_F(PosixFileStoreTest, OwnerIsThatOfTheFileOrItsFolder) {
+  const std::string file = Put("file", "", 0600);
+  EXPECT_EQ(store_.Owner(file), store_.Owner(folder_ / "missing"));
+  EXPECT_EQ(store_.Owner("/proc/1/status"), "root");
+  EXPECT_EQ(store_.Owner("/missing/folder"), "");
+}
+
 TEST_F(PosixFileStoreTest, ReplaceWorksInAFolderThatCannotBeListed) {
   chmod(folder_.path().c_str(), 0333);
   EXPECT_TRUE(AsOrdinaryUser([&] {

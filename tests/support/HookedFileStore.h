@@ -40,6 +40,7 @@ class HookedFileStore : public platform::FileStore {
   bool IsSameFile(const std::string& path, const std::string& other) override {
     return files_.IsSameFile(path, other);
   }
+  std::string Owner(const std::string& path) override { return files_.Owner(path); }
 
   std::function<void()> whileReplacing;  ///< called by the next Replace or CreateNew only
 
