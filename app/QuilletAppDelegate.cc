@@ -18,6 +18,11 @@ void QuilletAppDelegate::windowWillClose() {
   syncController_->Terminate();
 }
 
+void QuilletAppDelegate::restart() {
+  windowWillClose();
+  if (restart_) restart_();
+}
+
 void QuilletAppDelegate::changeWindowTitle(std::string_view title) {
   Log(log_, "-[QuilletAppDelegate changeWindowTitle:]");
   mainQueue_.Async([this, text = ShownText(title)] { window_->SetTitle(text); });

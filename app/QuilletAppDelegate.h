@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <string_view>
+#include <utility>
 
 #include "base/SystemLog.h"
 #include "platform/Controls.h"
@@ -28,6 +30,10 @@ class QuilletAppDelegate {
   void applicationDidFinishLaunching();  ///< initializes the controller; main thread, once
   void windowWillClose();                ///< disconnects and stops port notifications; main thread
 
+  /// Sets the function that starts the program again. It does not return.
+  void OnRestart(std::function<void()> action) { restart_ = std::move(action); }
+  void restart();  ///< ends as if the window had been closed, then starts again; main thread
+
   /// Changes the main window's title, through the main queue. Any thread.
   void changeWindowTitle(std::string_view title);
 
@@ -39,6 +45,7 @@ class QuilletAppDelegate {
   platform::MainQueue& mainQueue_;
   platform::Window* window_ = nullptr;
   SyncController* syncController_ = nullptr;
+  std::function<void()> restart_;
 };
 
 }  // namespace quillet

@@ -11,8 +11,9 @@
 namespace quillet {
 
 // Qt gets only the program's name: Quillet takes no arguments.
-Program::Program(char* name, Folders folders)
-    : argv_{name, nullptr},
+Program::Program(char** arguments, Folders folders)
+    : argv_{arguments[0], nullptr},
+      arguments_(arguments),
       folders_(std::move(folders)),
       application_(argc_, argv_),
       settingsWindow_(window_.widget(), kChoices),
@@ -44,6 +45,10 @@ void Program::Run(platform::SerialRegistry& registry, platform::posix::SingleIns
   if (desktop_.ownKeys) {
     ownKeyFilter_.emplace(*desktop_.ownKeys, [this] { controller_->KeyIgnored(); });
   }
+  delegate_.OnRestart([this] {
+    if (instance_) instance_->End();
+    platform::posix::RestartProcess(arguments_, log_);
+  });
   signals_.emplace(watcher_, [this] { LeaveOnSignal(); });
   window_.Show();
   instance_ = instance;

@@ -30,9 +30,9 @@ namespace quillet {
 /// connection thread use its members until the process ends.
 class Program {
  public:
-  /// @param name     argv[0]
-  /// @param folders  folders for the program's files
-  Program(char* name, Folders folders);
+  /// @param arguments  the arguments of main
+  /// @param folders    folders for the program's files
+  Program(char** arguments, Folders folders);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
   ~Program() = delete;
@@ -56,6 +56,7 @@ class Program {
 
   int argc_ = 1;
   char* argv_[2];
+  char** const arguments_;
   const Folders folders_;
   platform::posix::SyslogLog log_;
   platform::posix::PosixClock clock_;

@@ -15,7 +15,7 @@ int main(int, char** argv) try {
   static auto* const instance = new platform::posix::SingleInstance(DisplayOfSession());
   if (!instance->Begin(ActivationToken())) return EXIT_SUCCESS;
   static auto* const program = new Program(
-      argv[0], {.data = kDataFolder, .archive = ArchiveFolderOfUser(), .guide = UserGuide()});
+      argv, {.data = kDataFolder, .archive = ArchiveFolderOfUser(), .guide = UserGuide()});
   program->Run(SerialRegistryOfSystem(), instance);
 } catch (const std::system_error& error) {
   std::fprintf(stderr, "quillet: %s\n", error.what());

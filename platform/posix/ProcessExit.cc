@@ -5,6 +5,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 // LeakSanitizer's check (sanitizer/lsan_interface.h), which normally runs as an exit handler. Null
 // in builds without the sanitizer. Undefined weak symbols need ELF.
@@ -15,6 +17,11 @@ constexpr void (*__lsan_do_leak_check)() = nullptr;
 #endif
 
 namespace quillet::platform::posix {
+namespace {
+
+constexpr std::chrono::seconds kLongestFlush{1};
+
+}  // namespace
 
 void EnsureStandardDescriptors() {
   // open() returns the lowest free number, so the loop opens 0, 1 and 2 first (open(3p)).
@@ -30,6 +37,24 @@ void LeaveProcess(int status, SyslogLog& log, std::chrono::milliseconds longestF
   std::fflush(nullptr);
   if (__lsan_do_leak_check != nullptr) __lsan_do_leak_check();
   _exit(status);
+}
+
+void RestartProcess(char* const* arguments, SyslogLog& log) {
+  log.Flush(kLongestFlush);
+  std::fflush(nullptr);
+  std::error_code error;
+  // Some libraries open descriptors without FD_CLOEXEC.
+  for (std::filesystem::directory_iterator entry("/dev/fd", error), end; !error && entry != end;
+       entry.increment(error)) {
+    const int descriptor = std::atoi(entry->path().filename().c_str());
+    if (descriptor > STDERR_FILENO) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  }
+  // The path of the program on Linux (proc(5)). If an update has replaced the program, the new one
+  // is at argv[0].
+  const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) execv(path.c_str(), arguments);
+  execvp(arguments[0], arguments);
+  _exit(EXIT_FAILURE);
 }
 
 void LeaveLikewiseOnExit(SyslogLog& log) {

@@ -153,7 +153,7 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
 
     static auto* const program =
-        new Program(argv[0], {.data = dataFolder, .archive = arguments.folder + "/Archive"});
+        new Program(argv, {.data = dataFolder, .archive = arguments.folder + "/Archive"});
     static auto* const port = new SimulatedPort(scanner->Path());
     if (arguments.unattended) {
       CheckWhenFinished(*program, *scanner, options.device, arguments.folder);

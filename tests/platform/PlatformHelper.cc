@@ -82,6 +82,24 @@ struct DiesWhenDestroyed {
   LeaveProcess(0, log);
 }
 
+/// Restarts the process while a log line is pending and a descriptor without FD_CLOEXEC is open.
+/// The second process returns the number of open descriptors after the standard ones.
+int Restart(char** arguments) {
+  static SyslogLog log([](std::string_view message) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::cout << message << std::flush;
+  });
+  if (std::getenv("RESTARTED") == nullptr) {
+    setenv("RESTARTED", "1", 1);
+    static_cast<void>(dup(STDOUT_FILENO));
+    log.Write("a line of the log");
+    quillet::platform::posix::RestartProcess(arguments, log);
+  }
+  std::cout << "|" << arguments[2];
+  const int lowest = dup(STDOUT_FILENO);
+  return lowest - STDERR_FILENO - 1;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -92,6 +110,7 @@ int main(int count, char** arguments) {
   if (what == "leave") Leave(std::atoi(arguments[2]));
   if (what == "exit") Leave(std::nullopt);
   if (what == "leave-leaking") LeaveLeaking();
+  if (what == "restart") return Restart(arguments);
   std::cerr << "unknown: " << what << '\n';
   return 64;
 }

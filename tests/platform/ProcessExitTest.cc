@@ -37,6 +37,12 @@ TEST(ProcessExit, LeaveProcessFlushesTheLogAndRunsNoDestructors) {
   EXPECT_EQ(exited.output, "a line of the log");
 }
 
+TEST(ProcessExit, RestartsWithSameArgumentsAndNoOpenFiles) {
+  const test::ProgramResult restarted = test::RunProgram({PLATFORM_HELPER, "restart", "two words"});
+  EXPECT_EQ(restarted.status, 0) << restarted.errors;
+  EXPECT_EQ(restarted.output, "a line of the log|two words");
+}
+
 #ifdef QUILLET_CHECKS_LEAKS
 TEST(ProcessExit, LeaveProcessChecksForLeaks) {
   const test::ProgramResult result = test::RunProgram({PLATFORM_HELPER, "leave-leaking"});
