@@ -60,6 +60,12 @@ TEST(SharedApplicationTest, SelectsAFileInItsFolder) {
   EXPECT_EQ(TheMac().selectedFiles, std::vector<std::string>{"/tmp/Ã©.txt"});
 }
 
+TEST(SharedApplicationTest, OpensAFile) {
+  const Account account;
+  platform::macos::SharedApplication().OpenFile("/tmp/\xC3\xA9.txt");
+  EXPECT_EQ(TheMac().openedFiles, std::vector<std::string>{"/tmp/\xC3\xA9.txt"});
+}
+
 constexpr char kEditor[] = "/Applications/TextEdit.app";
 constexpr char kOther[] = "/Applications/Other \xC3\xA9.app";
 

@@ -127,6 +127,10 @@ std::uintptr_t ToApplication(const std::string& selector, std::uintptr_t first) 
 std::uintptr_t ToWorkspace(const std::string& selector, std::uintptr_t first,
                            std::uintptr_t second) {
   if (selector == "launchedApplications") return ListApplications();
+  if (selector == "openFile:") {
+    TheMac().openedFiles.push_back(As<String>(Reference(first)).text);
+    return 1;
+  }
   if (selector != "selectFile:inFileViewerRootedAtPath:") return Unknown(kTheWorkspace, selector);
   EXPECT_EQ(As<String>(Reference(second)).text, "");
   TheMac().selectedFiles.push_back(As<String>(Reference(first)).text);

@@ -115,6 +115,7 @@ struct Mac {
   std::optional<std::string> pasteboardText;
   int activations = 0;                     ///< number of activateIgnoringOtherApps: calls with YES
   bool active = false;                     ///< the result of isActive
+  std::vector<std::string> openedFiles;    ///< arguments of openFile:
   std::vector<std::string> selectedFiles;  ///< arguments of selectFile:inFileViewerRootedAtPath:
 };
 Mac& TheMac();
