@@ -39,7 +39,10 @@ void RunArchive::Begin() {
   // A new connection drops the erase commands of an interrupted run, or they are sent before the
   // scanner reports its records to the next run.
   overlaps_ = runsInProgress_ > 0 && !interrupted_;
-  if (runsInProgress_ == 0 || interrupted_) startsRun_ = true;
+  if (runsInProgress_ == 0 || interrupted_) {
+    startsRun_ = true;
+    runName_.Set("");
+  }
   if (interrupted_) runsInProgress_ = 0;
   interrupted_ = false;
   ++runsInProgress_;
@@ -158,6 +161,7 @@ void RunArchive::CloseRun(std::string_view status) {
 
 void RunArchive::Erased() {
   if (run_.records && !startsRun_) CheckedAppend(run_, "erased " + Timestamp() + "\n");
+  if (onErased_) onErased_();
 }
 
 std::optional<ErasePermit> RunArchive::AwaitCopy() {
@@ -298,6 +302,7 @@ void RunArchive::OpenRun() {
   if (!OpenVolume(run_, name, true)) return;
   if (run_.first.empty()) folder_.NoteCreation(name);
   run_.first = std::move(first);
+  runName_.Set(run_.first);
   run_.open = true;
   // AwaitCopy flushes the new directory entry to the disk. Flushing it here would delay the run.
   folder_.Mark(name);

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/SharedText.h"
 #include "base/Word.h"
 #include "device/RecordArchive.h"
 #include "device/ScannerIdentity.h"
@@ -63,6 +64,10 @@ class RunArchive final : public RecordArchive {
   /// arrives. The function is called on the read thread or the command thread.
   void OnProblem(std::function<void(Problem)> action) { onProblem_ = std::move(action); }
 
+  /// Sets the function to call after the scanner has confirmed an erase. Must be called before the
+  /// first record arrives. The function is called on the read thread.
+  void OnErased(std::function<void()> action) { onErased_ = std::move(action); }
+
   /// Finds the runs that an earlier process did not finish. Later calls do not return them again.
   /// @return the names of their files, without the extension
   std::vector<std::string> TakeInterruptedRuns() { return folder_.TakeInterrupted(); }
@@ -98,6 +103,13 @@ class RunArchive final : public RecordArchive {
 
   /// Returns true if archiving a record of the current run has failed. Any thread.
   bool failed() const { return failed_; }
+
+  /// Returns true if some records of the current run are known to be incomplete. Any thread.
+  bool cutOff() const { return cutOff_; }
+
+  /// Name of the first files of the run that began last, without the extension. Empty while the run
+  /// has no records. Any thread.
+  const std::string& runName() const { return runName_.Get(); }
 
   /// Absolute path of the archive folder.
   const std::string& folder() const { return folder_.path(); }
@@ -143,6 +155,7 @@ class RunArchive final : public RecordArchive {
   const ScannerIdentity& scanner_;
   ArchiveFolder folder_;
   std::function<void(Problem)> onProblem_;
+  std::function<void()> onErased_;
 
   std::atomic<std::int32_t> runsInProgress_{0};
   Word<bool> startsRun_ = false;               // the next record opens new files for a run
@@ -155,6 +168,7 @@ class RunArchive final : public RecordArchive {
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
+  SharedText runName_;
 
   // Read thread.
   Volume run_;
