@@ -66,10 +66,6 @@ std::string Numbered(const std::string& path, int number) {
   return path.substr(0, dot) + "_" + std::to_string(number) + path.substr(dot);
 }
 
-std::string Counted(std::int64_t records) {
-  return std::to_string(records) + (records == 1 ? " record" : " records");
-}
-
 }  // namespace
 
 EarlierRuns::EarlierRuns(const Parts& parts)
@@ -89,11 +85,32 @@ EarlierRuns::EarlierRuns(const Parts& parts)
                       .remove = [this] { Remove(); }});
 }
 
-void EarlierRuns::Open() {
+void EarlierRuns::Open(const std::string& run) {
   opened_ = true;
   window_.ShowMessage("");
+  if (!run.empty()) {
+    wanted_ = run;
+    search_.clear();
+    window_.ClearSearch();
+  }
   Refresh();
   window_.runsWindow().MakeKeyAndOrderFront();
+}
+
+void EarlierRuns::Save(const std::string& run,
+                       const std::function<void(const std::string& path)>& saved) {
+  Open(run);
+  work_.Add([this, run, saved] {
+    const std::vector<StoredRun> runs = reader_.List();
+    const auto found = std::ranges::find_if(
+        runs, [&](const StoredRun& stored) { return stored.names.front() == run; });
+    return [this, stored = found == runs.end() ? StoredRun() : *found, saved] {
+      if (stored.names.empty()) return window_.ShowMessage(kUnreadable);
+      SaveFile(
+          "Save records", stored.names.front() + ".txt",
+          [this, stored] { return reader_.Lines(stored); }, saved);
+    };
+  });
 }
 
 void EarlierRuns::RunEnded() {
@@ -128,6 +145,9 @@ void EarlierRuns::ShowRows() {
     if (!ContainsAll(text, Folded(search_))) continue;
     rows.push_back(std::move(row));
     shown_.push_back(run.names.front());
+  }
+  if (!wanted_.empty() && std::ranges::find(shown_, wanted_) != shown_.end()) {
+    selected_ = std::exchange(wanted_, "");
   }
   if (std::ranges::find(shown_, selected_) == shown_.end()) {
     // The selected row has disappeared. Selects the row that is now at its position.
@@ -229,17 +249,21 @@ void EarlierRuns::ExportCsv() {
 }
 
 void EarlierRuns::SaveFile(const std::string& title, const std::string& name,
-                           std::function<std::optional<std::string>()> contents) {
+                           std::function<std::optional<std::string>()> contents,
+                           const std::function<void(const std::string& path)>& saved) {
   const auto path = platform_.panels.RunExportPanel(title, folder_, name);
   if (!path) return;
   folder_ = path->substr(0, path->rfind('/'));
   window_.ShowMessage("");
-  work_.Add([this, path = *path, contents = std::move(contents)] {
-    return [this, text = WriteFile(path, contents)] { window_.ShowMessage(text); };
+  work_.Add([this, path = *path, contents = std::move(contents), saved] {
+    return [this, path, problem = WriteFile(path, contents), saved] {
+      window_.ShowMessage(problem.empty() ? "Saved: " + ShownText(path) : problem);
+      if (problem.empty()) saved(path);
+    };
   });
 }
 
-// Writes a file. Returns the message to show afterwards.
+// Writes a file. Returns an error message, or an empty string.
 std::string EarlierRuns::WriteFile(
     const std::string& path, const std::function<std::optional<std::string>()>& contents) const {
   if (parts_.file.IsSettingsFile(path)) {
@@ -247,9 +271,9 @@ std::string EarlierRuns::WriteFile(
   }
   const auto written = contents();
   if (!written) return std::string(kUnreadable);
-  return platform_.files.Replace(path, *written)
-             ? "Saved: " + ShownText(path)
-             : "This file cannot be written: " + ShownText(path) + ". Choose another folder.";
+  const auto replaced = platform_.files.Replace(path, *written);
+  if (replaced) return {};
+  return "This file cannot be written: " + ShownText(path) + ". Choose another folder.";
 }
 
 void EarlierRuns::Copy() {

@@ -46,7 +46,15 @@ class EarlierRuns {
   EarlierRuns(const EarlierRuns&) = delete;
   EarlierRuns& operator=(const EarlierRuns&) = delete;
 
-  void Open();      ///< shows the window and lists the runs in the archive
+  /// Shows the window and lists the runs in the archive.
+  /// @param run  first file name of the run to select; empty: keeps the selection
+  void Open(const std::string& run = {});
+
+  /// Opens the window, selects a run and lets the user save its lines.
+  /// @param run    first file name of the run
+  /// @param saved  called with the path of the saved file; not called if no file is saved
+  void Save(const std::string& run, const std::function<void(const std::string& path)>& saved);
+
   void RunEnded();  ///< updates the list; any thread
 
  private:
@@ -67,8 +75,11 @@ class EarlierRuns {
   /// Asks for a path and writes a file there.
   /// @param contents  returns the contents, or no value if the archive cannot be read; called on
   ///                  another thread
-  void SaveFile(const std::string& title, const std::string& name,
-                std::function<std::optional<std::string>()> contents);
+  /// @param saved     called with the path afterwards, unless an error occurs
+  void SaveFile(
+      const std::string& title, const std::string& name,
+      std::function<std::optional<std::string>()> contents,
+      const std::function<void(const std::string& path)>& saved = [](const auto&) {});
   std::string WriteFile(const std::string& path,
                         const std::function<std::optional<std::string>()>& contents) const;
 
@@ -93,6 +104,7 @@ class EarlierRuns {
   std::vector<StoredRun> runs_;     // newest first
   std::vector<std::string> shown_;  // first file names of the displayed runs, one per row
   std::string selected_;            // first file name of the selected run
+  std::string wanted_;              // first file name of the run to select when it is listed
   std::string previewed_;           // first file name and size of the run in the preview
   bool previewing_ = false;         // a preview is being read
   std::string search_;

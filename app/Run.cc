@@ -57,31 +57,29 @@ void Run::Gather(const std::string& record, std::int64_t line) {
   }
 }
 
-bool Run::End(const Settings& settings, const SerialNumberField& serial, LumetFile& file) {
+Run::Result Run::End(const Settings& settings, const SerialNumberField& serial, LumetFile& file) {
   // Read these fields first: after bIsUnderSynchronization is cleared, the main thread may begin a
   // run and reset them.
-  const std::int32_t count = barcodeCount;
+  Result result{.records = barcodeCount};
+  const std::int32_t count = result.records;
   const bool toFile = count != 0 && settings.destination == kToFile;
   const std::unique_ptr<Records> records(toFile ? gathered_.exchange(nullptr) : nullptr);
   if (runsUnderWay_ > 0) --runsUnderWay_;
   isShown_ = false;
-  recordsInFile = 0;
-  linesOnDisk = {};
-  refusedSettingsFile = false;
   bIsUnderSynchronization = false;
   if (count == 0) {
     show_("No data to synchronize...", true);
-    return false;
+    return result;
   }
-  if (toFile) Write(records.get(), settings, serial, file);
+  if (toFile) Write(records.get(), settings, serial, file, result);
   show_(std::to_string(count) + " barcodes synchronized", true);
-  return true;
+  return result;
 }
 
 // `records` is null if the run had another destination or End has been called before. In that case,
 // an existing file must not be overwritten.
 void Run::Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
-                LumetFile& file) {
+                LumetFile& file, Result& result) {
   if (records == nullptr || records->count == 0) {
     Log(log_, "-[SyncController SynchronizeFinished]", ": no records to write");
     return;
@@ -90,13 +88,15 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
       ResolveSyncFileName(settings.filename.Get(), [&] { return file.GetSyncFileName(serial); }));
   const std::string& name = syncfileName.Get();
   Log(log_, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
-  refusedSettingsFile = file.IsSettingsFile(name);
+  result.file = name;
+  result.refusedSettingsFile = file.IsSettingsFile(name);
   // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
-  if (!refusedSettingsFile) {
+  if (!result.refusedSettingsFile) {
     const auto written =
         file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0);
-    if (written) recordsInFile = records->count;
-    if (written.synchronized) linesOnDisk = records->lines;
+    result.fileError = written.error;
+    if (written) result.recordsInFile = records->count;
+    if (written.synchronized) result.linesOnDisk = records->lines;
   }
   show_("\nSynchronized to " + name, true);
 }

@@ -28,6 +28,16 @@ namespace quillet {
 /// End writes the records gathered so far, and the second call writes the remaining ones.
 class Run {
  public:
+  /// The result of a run.
+  struct Result {
+    std::int32_t records = 0;          ///< number of records
+    std::string file = {};             ///< path of the output file; empty if there is none
+    std::int32_t recordsInFile = 0;    ///< number of records written to this file
+    LineRange linesOnDisk = {};        ///< these lines, if they are consecutive and on the disk
+    bool refusedSettingsFile = false;  ///< `file` leads to the settings file and was not written
+    int fileError = 0;                 ///< why `file` could not be written (errno(3)), or 0
+  };
+
   /// Shows a text in the main view; see SyncController::DisplayText.
   using ShowText = std::function<void(std::string_view text, bool newline)>;
 
@@ -48,8 +58,7 @@ class Run {
 
   /// Ends a run: writes the file and shows its path and the number of records. May be called twice
   /// for one run. Read thread.
-  /// @return true if the run had records
-  bool End(const Settings& settings, const SerialNumberField& serial, LumetFile& file);
+  Result End(const Settings& settings, const SerialNumberField& serial, LumetFile& file);
 
   /// Returns true between Begin and End. Used by the progress display.
   bool IsShown() const { return isShown_; }
@@ -60,11 +69,8 @@ class Run {
   Word<bool> bIsUnderSynchronization = false;  ///< a run started by the button is in progress
   std::atomic<std::int32_t> barcodeCount{0};   ///< number of records in the run
   std::atomic<std::int32_t> barcodeindex{0};   ///< number of records gathered for the file
-  Word<std::int32_t> recordsInFile = 0;  ///< number of records that the last End wrote to the file
-  LineRange linesOnDisk;  ///< these lines, if they are consecutive and on the disk; read thread
-  Word<bool> refusedSettingsFile = false;  ///< the last End refused to write to the settings file
-  SharedText syncfileData;                 ///< unused; always empty
-  SharedText syncfileName;                 ///< path of the last file written
+  SharedText syncfileData;                     ///< unused; always empty
+  SharedText syncfileName;                     ///< path of the last file written
 
  private:
   struct Records {
@@ -76,7 +82,7 @@ class Run {
 
   void Gather(const std::string& record, std::int64_t line);
   void Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
-             LumetFile& file);
+             LumetFile& file, Result& result);
 
   SystemLog& log_;
   const ShowText show_;

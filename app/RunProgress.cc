@@ -41,15 +41,15 @@ std::string TimeLeft(double seconds) {
   return std::to_string((whole + 59) / 60) + " min left";
 }
 
-std::string Records(std::int32_t count) {
-  return std::to_string(count) + (count == 1 ? " record" : " records");
-}
-
 double Fraction(double part, double whole) {
   return whole > 0 ? std::clamp(part / whole, 0.0, 1.0) : -1;
 }
 
 }  // namespace
+
+std::string Counted(std::int64_t records) {
+  return std::to_string(records) + (records == 1 ? " record" : " records");
+}
 
 RunProgress::Shown RunProgress::Look(Time now, const RunState& state) {
   if (lastChange_ < 0ms || state != seen_) {
@@ -65,7 +65,8 @@ RunProgress::Shown RunProgress::Look(Time now, const RunState& state) {
     shown.text += kSeparator;
     shown.text += "no data for " + seconds;
   } else {
-    shown.text = "No data for " + seconds + ". If this continues, restart Quillet.";
+    shown.text = "No data for over a minute.";
+    shown.advice = "If this continues, restart Quillet.";
   }
   return shown;
 }
@@ -78,21 +79,21 @@ RunProgress::Shown RunProgress::Describe(Time now, const RunState& state) {
     case Phase::kDelivering:
       Remember(now, state.records);
       return {(state.phase == Phase::kRecords ? "Received " : "Delivered ") +
-                  std::to_string(state.records) + " of " + Records(state.expected) +
+                  std::to_string(state.records) + " of " + Counted(state.expected) +
                   Pace(state, state.expected - state.records),
               Fraction(state.records, state.expected)};
     case Phase::kBurst:
-      if (state.announced == 0) return {"Waiting for " + Records(state.expected), -1};
+      if (state.announced == 0) return {"Waiting for " + Counted(state.expected), -1};
       Remember(now, state.bytes);
-      return {Records(state.expected) + kSeparator + WithTenths(state.bytes / 1000.0) + " of " +
+      return {Counted(state.expected) + kSeparator + WithTenths(state.bytes / 1000.0) + " of " +
                   Kilobytes(state.announced) + Pace(state, state.announced - state.bytes),
               Fraction(state.bytes, state.announced)};
     case Phase::kGivenUp:
-      return {"The scanner did not answer. Restart Quillet.", 0};
+      return {"The scanner did not answer.", 0, "Restart Quillet to go on."};
     case Phase::kClosing:
       break;
   }
-  return {"Received " + Records(state.records), 1};
+  return {"Received " + Counted(state.records), 1};
 }
 
 // Returns the rate and time left, or an empty string while the rate is unknown.

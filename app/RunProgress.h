@@ -20,6 +20,9 @@ struct RunState {
   bool operator==(const RunState&) const = default;  ///< compares all members
 };
 
+/// Returns "1 record", "2 records" and so on.
+std::string Counted(std::int64_t records);
+
 /// Computes the progress display of one run from periodic snapshots: amount received, rate and time
 /// left. One object per run; one thread.
 class RunProgress {
@@ -31,6 +34,7 @@ class RunProgress {
   struct Shown {
     std::string text;                               ///< UTF-8, one line
     double fraction = -1;                           ///< 0 to 1; negative if unknown
+    std::string advice = {};                        ///< what to do if the run will not end
     bool operator==(const Shown&) const = default;  ///< compares all members
   };
 

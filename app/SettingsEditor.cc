@@ -39,7 +39,40 @@ void SettingsEditor::Save() {
     }
   }
   parts_.image.back() = '\0';
-  parts_.file.SaveRegistry(parts_.image);
+  CheckPaths();
+  const auto saved = parts_.file.SaveRegistry(parts_.image);
+  if (saved) return parts_.strip.Withdraw(Notice::kSettingsNotSaved);
+  const std::string owner = parts_.file.SettingsOwner();
+  parts_.strip.Raise(Notice::kSettingsNotSaved,
+                     "The settings were not saved: " + std::string(ReasonText(saved.error)) + "." +
+                         (owner.empty() ? "" : " They belong to " + owner + "."),
+                     {{"Try again", [this] { Save(); }}});
+}
+
+// A path that is too long becomes empty at the next start.
+void SettingsEditor::CheckPaths() {
+  for (const auto& [destination, path] : {std::pair(kToFile, &settings_.filename),
+                                          std::pair(kToNamedApplication, &settings_.appname)}) {
+    if (path->Get().size() <= kLongestName) continue;
+    return parts_.strip.Raise(
+        Notice::kPathTooLong,
+        "Quillet will not remember the chosen path, because it has more than 127 bytes.",
+        {{"Choose…", [this, destination = destination] { Choose(destination); }}});
+  }
+  parts_.strip.Withdraw(Notice::kPathTooLong);
+}
+
+// Lets the user choose another path, in the settings window.
+void SettingsEditor::Choose(std::int32_t destination) {
+  if (!isOpen_) {
+    if (parts_.isBusy()) return;
+    Open(false);
+  }
+  platform::SettingsValues values = form_.Values();
+  values.destination = destination;
+  form_.Show(values);
+  DestinationChanged();
+  Browse();
 }
 
 void SettingsEditor::Restore() {
@@ -69,6 +102,7 @@ void SettingsEditor::Open(bool busy) {
   Log(parts_.log, "-[SyncController settingsButton:]", "[", ForeignText(settings_.filename.Get()),
       ",", ForeignText(settings_.appname.Get()), "]");
   if (busy) return;
+  isOpen_ = true;
   form_.settingsWindow().OrderFront();
   form_.Show(ShownValues(settings_));
   ChangeDestinationInformation();
@@ -116,6 +150,7 @@ void SettingsEditor::Browse() {
   if (!chosen || (destination == kToFile && !Accepts(*chosen))) return;
   form_.SetPath(*chosen);
   (destination == kToFile ? settings_.filename : settings_.appname).Set(*chosen);
+  CheckPaths();
   CheckTarget(destination);
 }
 
@@ -150,12 +185,15 @@ void SettingsEditor::SaveAndClose() {
   StoreValues(form_.Values(), settings_, settings_);
   Save();
   CheckTarget(settings_.destination);
+  isOpen_ = false;
   form_.settingsWindow().Close();
+  parts_.saved();
 }
 
 void SettingsEditor::Cancel() {
   Log(parts_.log, "-[SyncController cancelButton:]");
   CheckTarget(settings_.destination);
+  isOpen_ = false;
   form_.settingsWindow().Close();
 }
 

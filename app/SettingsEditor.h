@@ -36,6 +36,10 @@ class SettingsEditor {
 
     /// Checks the application to which records will go; see ApplicationDelivery.
     std::function<void(std::int32_t destination, const std::string& application)> checkTarget;
+
+    /// Returns whether the settings window must not open now, and says why.
+    std::function<bool()> isBusy;
+    std::function<void()> saved;  ///< called after the user has saved the settings
   };
 
   /// Sets the actions of the form.
@@ -43,7 +47,7 @@ class SettingsEditor {
   SettingsEditor(const SettingsEditor&) = delete;
   SettingsEditor& operator=(const SettingsEditor&) = delete;
 
-  void Save();     ///< writes the settings file; logs errors
+  void Save();     ///< writes the settings file; shows errors in the status strip
   void Restore();  ///< reads the settings file; if that fails, sets and saves the defaults
 
   /// Opens the settings window and shows the settings.
@@ -72,6 +76,8 @@ class SettingsEditor {
  private:
   bool Accepts(const std::string& file);
   void CheckTarget(std::int32_t destination);
+  void CheckPaths();
+  void Choose(std::int32_t destination);
   void RestoreDefaults();
   void ShowSamples();
 
@@ -79,6 +85,7 @@ class SettingsEditor {
   Settings& settings_;
   platform::SettingsForm& form_;
   SampleComposer sample_;
+  bool isOpen_ = false;
 };
 
 }  // namespace quillet

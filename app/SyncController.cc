@@ -1,5 +1,8 @@
 #include "app/SyncController.h"
 
+#include <utility>
+#include <vector>
+
 #include "app/QuilletAppDelegate.h"
 #include "app/Version.h"
 #include "base/Log.h"
@@ -16,6 +19,14 @@ constexpr int kPortWaits = 20;
 constexpr auto kPortWait = 1s;
 constexpr int kScannerPolls = 500;
 constexpr auto kScannerPoll = 10ms;
+
+std::string ShownSerialNumber(const Lumet& session) {
+  return session.returnSerialNumber().TextFrom(kHiddenSerialCharacters);
+}
+
+void Drain(SerialRegistry& registry, SerialRegistry::Handle iterator) {
+  while (const SerialRegistry::Handle object = registry.Next(iterator)) registry.Release(object);
+}
 
 }  // namespace
 
@@ -39,11 +50,11 @@ SyncController::SyncController(const Platform& platform, const MainWindowControl
     }
   });
   controls_.settings.OnPress([this] { settingsButton(); });
-  controls_.earlierRuns.OnPress([this] { OpenEarlierRuns(); });
+  controls_.earlierRuns.OnPress([this] { earlierRuns_->Open(); });
   mainView_.OnRecordsRemoved([this] {
     const std::string records = archive_->failed() ? "" : " All records are in the archive.";
-    Raise(Notice::kLinesDropped, "The window shows only the latest records." + records,
-          {{"Show", [this] { OpenEarlierRuns(); }}});
+    strip_.Raise(Notice::kLinesDropped, "The window shows only the latest records." + records,
+                 {{"Show", [this] { earlierRuns_->Open(); }}});
   });
 }
 
@@ -59,15 +70,25 @@ void SyncController::Initialize() {
   lumet->setDelegate(this);
   new RecordDownload(platform_.log, *lumet);  // registers itself with the session
   OpenArchive();
-  settingsEditor_ = new SettingsEditor({platform_.log, *lumetfile, QuilletRegistry, *lumet,
-                                        settingsForm, platform_.panels, strip_,
-                                        [this](auto destination, const auto& application) {
-                                          delivery_.CheckTarget(destination, application);
-                                        }});
+  settingsEditor_ = new SettingsEditor({.log = platform_.log,
+                                        .file = *lumetfile,
+                                        .image = QuilletRegistry,
+                                        .settings = *lumet,
+                                        .form = settingsForm,
+                                        .panels = platform_.panels,
+                                        .strip = strip_,
+                                        .checkTarget =
+                                            [this](auto destination, const auto& application) {
+                                              delivery_.CheckTarget(destination, application);
+                                            },
+                                        .isBusy = [this] { return IsBusy("Settings"); },
+                                        .saved = [this] { messages_->CheckCopies(); }});
   ChangePortList({0, {{"None"}}});
   updatePortList(true);
   RestoreSettings();
-  ReportInterruption();
+  const std::size_t unfinished = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
+                                 platform_.files.RemoveUnfinished(folders_.archive);
+  messages_->Interrupted(archive_->TakeInterruptedRuns(), unfinished);
   delegate_->changeWindowTitle(kWindowTitle);
   startNotification();
   StartConnectionThread(true);
@@ -134,40 +155,41 @@ void SyncController::stopNotification() {
 
 void SyncController::deviceAdded(void* context, SerialRegistry::Handle iterator) {
   Log(platform_.log, "deviceAdded");
-  if (context == nullptr) return Drain(iterator);
+  if (context == nullptr) return Drain(platform_.registry, iterator);
   static_cast<SyncController*>(context)->PortChanged(true, iterator);
 }
 
 void SyncController::deviceRemoved(void* context, SerialRegistry::Handle iterator) {
   Log(platform_.log, "deviceRemoved");
-  if (context == nullptr) return Drain(iterator);
+  if (context == nullptr) return Drain(platform_.registry, iterator);
   static_cast<SyncController*>(context)->PortChanged(false, iterator);
-}
-
-void SyncController::Drain(SerialRegistry::Handle iterator) {
-  while (const SerialRegistry::Handle object = platform_.registry.Next(iterator)) {
-    platform_.registry.Release(object);
-  }
 }
 
 void SyncController::PortChanged(bool added, SerialRegistry::Handle iterator) {
   updatePortList(true);
-  Drain(iterator);
+  Drain(platform_.registry, iterator);
   if (added) {
+    strip_.Withdraw(Notice::kPressIgnored);
     if (!bIsConnected && !isAttemptStarting_) StartConnectionThread(true);
   } else {
     if (!bConnecting) portMessages_.Withdraw();
-    if (bIsConnected && ports_.EndsConnection()) Terminate();
+    if (bIsConnected && ports_.EndsConnection()) {
+      Terminate();
+      messages_->Disconnected();
+    }
   }
 }
 
 void SyncController::connectButton() {
   Log(platform_.log, "-[SyncController connectButton:]");
-  if (bConnecting || bIsUnderSynchronization) return;
+  if (IsBusy(bIsConnected ? "Disconnect" : "Connect")) return;
   if (bIsConnected) {
     Terminate();
+    messages_->Disconnected();
   } else if (numPorts != 0) {
     StartConnectionThread(false);
+  } else {
+    messages_->PressIgnored("No port was found. Plug in the scanner.");
   }
 }
 
@@ -188,24 +210,28 @@ void SyncController::ConnectThread() {
   bConnecting = true;
   isAttemptStarting_ = false;
   portMessages_.Withdraw();
+  strip_.Withdraw(Notice::kPressIgnored);
+  ShowConnectionState();
   if (bAutoConnect) {
     TryToConnectTavo();
   } else {
     StartTavo();
   }
   bConnecting = false;
-  OnMainThread([this] { TryUntriedPorts(); });
-}
-
-// PortChanged starts no attempt for a port that arrives during an attempt.
-void SyncController::TryUntriedPorts() {
-  if (!bIsConnected && !isAttemptStarting_ && ports_.HasUntried()) StartConnectionThread(true);
+  strip_.Withdraw(Notice::kConnecting);
+  strip_.Withdraw(Notice::kPressIgnored);
+  ShowConnectionState();
+  // PortChanged starts no attempt for a port that arrives during an attempt.
+  OnMainThread([this] {
+    if (!bIsConnected && !isAttemptStarting_ && ports_.HasUntried()) StartConnectionThread(true);
+  });
 }
 
 bool SyncController::TryPort() {
   const std::string device = ports_.PathTried();
   OnMainThread([this, device] { ports_.SetTried(device); });
   DisplayText("Trying to connect " + device + ": ", false);
+  strip_.Raise(Notice::kConnecting, "Connecting to the scanner on " + device + "…");
   const bool opened = !device.empty() && lumet->connectTavo(device.c_str());
   if (opened && IsTavoConnected()) return true;
   DisplayText("Failed", true);
@@ -224,6 +250,7 @@ void SyncController::TryToConnectTavo() {
   Log(platform_.log, "-[SyncController TryToConnectTavo]", ":", std::int32_t{numPorts});
   if (numPorts == 0) {
     DisplayText("Trying to connect", false);
+    strip_.Raise(Notice::kConnecting, "Waiting for a scanner. Plug it in.");
     for (int wait = 0; wait < kPortWaits && numPorts == 0; ++wait) {
       platform_.clock.Sleep(kPortWait);
       DisplayText(".", false);
@@ -257,14 +284,12 @@ void SyncController::TavoInitializationDone(bool connected) {
   Log(platform_.log, "-[SyncController TavoInitializationDone:]");
   bIsConnected = connected;
   if (connected) portMessages_.Withdraw();
+  ShowConnectionState();
+  messages_->Connected();
   DisplayConnectionMessage(portIndex);
   // Shown even if no scanner is connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
   if (lumet->bAutoSync && bIsConnected) DoSynchronization();
-}
-
-std::string SyncController::ShownSerialNumber() const {
-  return lumet->returnSerialNumber().TextFrom(kHiddenSerialCharacters);
 }
 
 void SyncController::DisplayConnectionMessage(std::int32_t index) {
@@ -272,7 +297,7 @@ void SyncController::DisplayConnectionMessage(std::int32_t index) {
   OnMainThread([this] { platform_.workspace.ActivateIgnoringOtherApps(); });
   if (!bIsConnected) return DisplayText("Failed to connect to Tavo", true);
   const std::int32_t ports = numPorts;
-  const std::string serial = "[" + ShownSerialNumber() + "]";
+  const std::string serial = "[" + ShownSerialNumber(*lumet) + "]";
   delegate_->changeWindowTitle(kWindowTitle + serial);
   OnMainThread([this] { controls_.connectTavo.SetLabel("Disconnect"); });
   ports_.SetConnected(index);
@@ -286,12 +311,13 @@ void SyncController::Terminate() {
   Log(platform_.log, "-[SyncController Terminate]");
   archive_->ConnectionEnded();
   delegate_->changeWindowTitle(kWindowTitle);
-  const std::string message = "Disconnected from Tavo[" + ShownSerialNumber() + "]";
+  const std::string message = "Disconnected from Tavo[" + ShownSerialNumber(*lumet) + "]";
   lumet->disconnectTavo();
   DisplayText(message, true);
   ChangePortList({1, {}});
   OnMainThread([this] { controls_.connectTavo.SetLabel("Connect"); });
   bIsConnected = false;
+  ShowConnectionState();
   updatePortList(false);
 }
 

@@ -7,8 +7,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "app/ApplicationDelivery.h"
 #include "app/EarlierRuns.h"
@@ -17,7 +15,7 @@
 #include "app/PortMessages.h"
 #include "app/PortTable.h"
 #include "app/Run.h"
-#include "app/RunProgress.h"
+#include "app/RunMessages.h"
 #include "app/SettingsEditor.h"
 #include "app/StatusStrip.h"
 #include "base/SharedText.h"
@@ -26,26 +24,19 @@
 #include "device/Lumet.h"
 #include "output/LumetFile.h"
 #include "output/RunArchive.h"
-#include "output/SettingsImage.h"
-#include "platform/RunsWindow.h"
-#include "platform/SettingsForm.h"
 
 namespace quillet {
 
 class QuilletAppDelegate;
 
-/// The hub of the program: owns the scanner session and the parts PortTable, Run,
-/// ApplicationDelivery, SettingsEditor, EarlierRuns and RunProgress, and connects them to the main
-/// window.
-///
-/// Implemented in app/SyncController.cc (start-up, ports, connection) and app/Synchronization.cc
-/// (runs, main view).
+/// The hub of the program: owns the scanner session and the other parts of app/, and connects them
+/// to the main window. Implemented in app/SyncController.cc (start-up, ports, connection) and
+/// app/Synchronization.cc (runs, main view).
 ///
 /// Threads: user actions and port events arrive on the main thread. Each connection attempt runs on
 /// a separate thread. The session calls back on its read thread. All threads, including the main
 /// thread, queue their changes to controls on the main thread, so changes appear in call order.
 /// Only the settings window, the progress of a run and Clear change controls directly.
-///
 /// Never destroyed: the read thread and a waiting connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
  public:
@@ -61,8 +52,7 @@ class SyncController final : public LumetDelegate {
 
   // --- Start-up: main thread --------------------------------------------------------------------
 
-  /// Returns the application object, which is not owned.
-  QuilletAppDelegate* delegate() const { return delegate_; }
+  QuilletAppDelegate* delegate() const { return delegate_; }  ///< the application; not owned
   /// Sets the application object. Call before Initialize.
   void setDelegate(QuilletAppDelegate* application) { delegate_ = application; }
   const std::string& string() const { return string_.Get(); }   ///< text from setString; any thread
@@ -86,8 +76,7 @@ class SyncController final : public LumetDelegate {
   // --- Connection -------------------------------------------------------------------------------
 
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
-  /// Starts the connection thread unless it is running. Main thread.
-  /// @param tryAll  true: try all ports; false: try only the selected port
+  /// Starts an attempt, unless one is running, at all ports or at the selected one. Main thread.
   void StartConnectionThread(bool tryAll);
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.
@@ -111,9 +100,7 @@ class SyncController final : public LumetDelegate {
   void connectionDidFinishLoading(std::shared_ptr<void> connection) { connection.reset(); }
   ///@}
   ///@{ See ApplicationDelivery.
-  static KeyValue ConvertFromCharToKeyCode(char16_t character) {
-    return KeyForCharacter(character);
-  }
+  static KeyValue ConvertFromCharToKeyCode(char16_t unit) { return KeyForCharacter(unit); }
   void SendKeyCode(KeyValue key) { delivery_.SendKeyCode(key); }
   void SendCommandAndV() { delivery_.SendCommandAndV(); }
   bool IsApplicationRunning() { return delivery_.IsRunning(); }
@@ -127,23 +114,15 @@ class SyncController final : public LumetDelegate {
   /// @param text     UTF-8; lines end with CR LF, CR or LF
   /// @param newline  whether to append a line end
   void DisplayText(std::string_view text, bool newline);
-  void DisplayRecord(std::string_view record);      ///< queues a record for the view. Any thread.
-  void clearviewButton();                           ///< clears the main view. Main thread.
-  void OpenEarlierRuns() { earlierRuns_->Open(); }  ///< see EarlierRuns. Main thread.
-  void ShowProgress();  ///< updates or removes the progress in the strip. Main thread.
-  ///@{ See StatusStrip. Any thread.
-  void Raise(Notice notice, std::string text, std::vector<StripAction> actions = {}) {
-    strip_.Raise(notice, std::move(text), std::move(actions));
-  }
-  void Withdraw(Notice notice) { strip_.Withdraw(notice); }
-  ///@}
+  void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
+  void clearviewButton();                       ///< clears the main view. Main thread.
 
   // --- Settings: main thread, after Initialize --------------------------------------------------
 
   ///@{ See SettingsEditor.
   void SaveSettings() { settingsEditor_->Save(); }
   void RestoreSettings() { settingsEditor_->Restore(); }
-  void settingsButton() { settingsEditor_->Open(bConnecting || bIsUnderSynchronization); }
+  void settingsButton() { settingsEditor_->Open(IsBusy("Settings")); }
   void destinationChanged() { settingsEditor_->DestinationChanged(); }
   void ChangeDestinationInformation() { settingsEditor_->ChangeDestinationInformation(); }
   void newfileButtonChanged() { settingsEditor_->Browse(); }
@@ -169,14 +148,11 @@ class SyncController final : public LumetDelegate {
  private:
   void OnMainThread(std::function<void()> change);
   void ChangePortList(PortTable::ListChange change);
-  void Drain(platform::SerialRegistry::Handle iterator);
-  std::string ShownSerialNumber() const;
   bool TryPort();
-  void TryUntriedPorts();
   void TryAgain();
-  void StartProgress();
   void OpenArchive();
-  void ReportInterruption();
+  bool IsBusy(const std::string& button);
+  void ShowConnectionState();
 
   const Platform platform_;
   const MainWindowControls controls_;
@@ -191,17 +167,18 @@ class SyncController final : public LumetDelegate {
       platform_,
       strip_,
       {.chooseApplication = [this] { settingsEditor_->ChooseApplication(); },
-       .showRuns = [this] { OpenEarlierRuns(); },
+       .showRuns = [this] { earlierRuns_->Open(); },
        .guide = folders_.guide}};
   bool isPortListChanging_ = false;       // main thread
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
-  RunProgress runProgress_;               // main thread
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   PortMessages portMessages_{platform_.registry, platform_.pasteboard, strip_,
                              [this] { TryAgain(); }};
-  RunArchive* archive_ = nullptr;             // created by Initialize, never destroyed
-  SettingsEditor* settingsEditor_ = nullptr;  // created by Initialize, never destroyed
-  EarlierRuns* earlierRuns_ = nullptr;        // created by Initialize, never destroyed
+  // Created by Initialize, never destroyed.
+  RunArchive* archive_ = nullptr;
+  SettingsEditor* settingsEditor_ = nullptr;
+  EarlierRuns* earlierRuns_ = nullptr;
+  RunMessages* messages_ = nullptr;
 
  public:
   ///@{ See PortTable, Run and ApplicationDelivery.

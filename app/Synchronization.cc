@@ -1,44 +1,46 @@
 #include "app/LineEnds.h"
+#include "app/QuilletAppDelegate.h"
 #include "app/SyncController.h"
 #include "base/Log.h"
 
 namespace quillet {
 namespace {
 
-constexpr std::chrono::milliseconds kProgressPeriod{150};
-
-Notice NoticeOf(RunArchive::Problem problem) {
-  return problem == RunArchive::Problem::kNotWritten ? Notice::kArchiveNotWritten
-                                                     : Notice::kNotErased;
-}
-
-std::string ProblemMessage(RunArchive::Problem problem, const std::string& folder) {
-  switch (problem) {
-    case RunArchive::Problem::kNotWritten:
-      return "Records cannot be saved in the archive. Check the disk: " + folder;
-    case RunArchive::Problem::kEraseWithheld:
-      return "The scanner was not erased, because its records were not saved. Check the disk.";
-    case RunArchive::Problem::kCutOff:
-      break;
-  }
-  return "The scanner was not erased, because some records are incomplete. Synchronize again.";
-}
-
-std::string RefusedFileMessage(const RunArchive& archive) {
-  return std::string(SettingsEditor::kSettingsFileMessage) +
-         (archive.failed() ? " The records of this synchronization were not saved."
-                           : " The records are in the archive: " + archive.folder());
-}
+constexpr const char* kNotConnected =
+    "No scanner is connected. Plug it in, or select its port and press Connect.";
 
 }  // namespace
 
+// Says why a button has no effect now, if that is so.
+bool SyncController::IsBusy(const std::string& button) {
+  if (bIsUnderSynchronization) {
+    messages_->PressIgnored("A synchronization is in progress. Press " + button +
+                            " when it has finished.");
+  } else if (bConnecting) {
+    messages_->PressIgnored(
+        numPorts == 0 ? "Quillet is waiting for a scanner. Plug it in, or press " + button +
+                            " again in 20 seconds."
+                      : "Quillet is connecting. Press " + button + " again in a few seconds.");
+  }
+  return bConnecting || bIsUnderSynchronization;
+}
+
+void SyncController::ShowConnectionState() {
+  OnMainThread([this] {
+    if (bIsConnected || bConnecting) return strip_.Withdraw(Notice::kNoScanner);
+    strip_.Raise(Notice::kNoScanner, kNotConnected);
+  });
+}
+
 void SyncController::synchronizeButton() {
-  if (bConnecting || bIsUnderSynchronization) return;
+  if (IsBusy("Synchronize")) return;
   if (bIsConnected) {
+    messages_->RunRequested();
     bIsUnderSynchronization = true;
     DoSynchronization();
   } else {
     DisplayText("Tavo is not connected. Please try after connecting Tavo.", true);
+    messages_->PressIgnored(kNotConnected);
   }
 }
 
@@ -47,7 +49,7 @@ void SyncController::DoSynchronization() {
   DisplayText("\r\nSynchronization has started...", true);
   archive_->Begin();
   run_.Begin(lumet->destination);
-  StartProgress();
+  messages_->RunBegan();
   if (lumet->destination == kToNamedApplication) RunApplication();
   lumet->Synchronize();
 }
@@ -71,55 +73,22 @@ void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
   // In burst mode, missing records cannot be detected: the scanner's count includes erased records.
   const bool complete = lumet->bBurstSync || barcodeCount >= lumet->SyncEndIndex();
-  const bool hadRecords = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
-  if (run_.recordsInFile > 0) archive_->OutputFileWritten(syncfileName.Get(), run_.linesOnDisk);
+  const Run::Result result = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
+  if (result.recordsInFile > 0) archive_->OutputFileWritten(result.file, result.linesOnDisk);
   archive_->End(complete);
-  if (run_.refusedSettingsFile) Raise(Notice::kSettingsFileAsFile, RefusedFileMessage(*archive_));
+  messages_->RunEnded(result);
   earlierRuns_->RunEnded();
-  if (hadRecords && lumet->bClearMemory) {
+  if (result.records != 0 && lumet->bClearMemory) {
     DisplayText("Erased Tavo memory...", true);
     lumet->EraseTavoMemory();
   }
   DisplayText("Synchronization finished. Tavo can be plugged off now", true);
 }
 
-// The main thread polls the run's counts, which other threads store in atomic words.
-void SyncController::StartProgress() {
-  for (const Notice notice : {Notice::kNotErased, Notice::kFileNotWritten,
-                              Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
-                              Notice::kRecordsMissing, Notice::kDelivery, Notice::kRunFinished}) {
-    Withdraw(notice);
-  }
-  OnMainThread([this] {
-    runProgress_ = RunProgress();
-    platform_.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
-  });
-}
-
-void SyncController::ShowProgress() {
-  if (!run_.IsShown()) {
-    platform_.ticker.Stop();
-    strip_.EndProgress();
-    return;
-  }
-  // The ticker keeps running: a run in single-record mode continues after a reconnection.
-  if (!bIsConnected) return strip_.EndProgress();
-  const DisplayState state = lumet->display();
-  const RunProgress::Shown shown =
-      runProgress_.Look(std::chrono::duration_cast<RunProgress::Time>(platform_.clock.Now()),
-                        {.phase = state.phase(),
-                         .records = barcodeCount,
-                         .expected = lumet->SyncEndIndex(),
-                         .bytes = state.bytes(),
-                         .announced = state.announced()});
-  strip_.ShowProgress(shown);
-}
-
 void SyncController::OpenArchive() {
   archive_ = new RunArchive(platform_.clock, platform_.files, *lumet, *lumet, folders_.archive);
-  archive_->OnProblem([this](RunArchive::Problem problem) {
-    Raise(NoticeOf(problem), ProblemMessage(problem, folders_.archive));
-  });
+  archive_->OnProblem([this](RunArchive::Problem problem) { messages_->Problem(problem); });
+  archive_->OnErased([this] { messages_->ScannerErased(); });
   lumet->setArchive(archive_);
   earlierRuns_ =
       new EarlierRuns({.platform = platform_,
@@ -131,27 +100,14 @@ void SyncController::OpenArchive() {
                        .strip = strip_,
                        .isBusy = [this] { return run_.IsShown() || bIsUnderSynchronization; },
                        .showLine = [this](std::string_view line) { DisplayRecord(line); }});
-}
-
-// Reports the runs and removes the temporary files of an earlier process that did not end them.
-void SyncController::ReportInterruption() {
-  const std::vector<std::string> interrupted = archive_->TakeInterruptedRuns();
-  for (const std::string& name : interrupted) {
-    Log(platform_.log, "Quillet: synchronization interrupted: ", ForeignText(name));
-  }
-  const std::size_t removed = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
-                              platform_.files.RemoveUnfinished(folders_.archive);
-  const std::string files = removed == 0 ? ""
-                            : removed == 1
-                                ? "1 unfinished file was removed."
-                                : std::to_string(removed) + " unfinished files were removed.";
-  if (!interrupted.empty()) {
-    Raise(Notice::kInterrupted,
-          "A synchronization was interrupted. Its records are in the archive: " + folders_.archive +
-              (files.empty() ? "" : ". " + files));
-  } else if (!files.empty()) {
-    Raise(Notice::kInterrupted, files + " Synchronize again if records are missing.");
-  }
+  messages_ = new RunMessages({.platform = platform_,
+                               .session = *lumet,
+                               .run = run_,
+                               .isConnected = bIsConnected,
+                               .archive = *archive_,
+                               .earlierRuns = *earlierRuns_,
+                               .strip = strip_,
+                               .restart = [this] { delegate_->restart(); }});
 }
 
 void SyncController::connectionDidReceiveResponse() {
@@ -177,9 +133,9 @@ void SyncController::DisplayRecord(std::string_view record) {
 }
 
 void SyncController::clearviewButton() {
-  if (bConnecting || bIsUnderSynchronization) return;
+  if (IsBusy("Clear")) return;
   mainView_.Clear();
-  Withdraw(Notice::kLinesDropped);
+  strip_.Withdraw(Notice::kLinesDropped);
 }
 
 }  // namespace quillet

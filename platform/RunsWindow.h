@@ -56,6 +56,8 @@ class RunsWindow {
   /// @param selected  position of the row to select, from 0; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;
 
+  virtual void ClearSearch() = 0;  ///< empties the search field without calling the callbacks
+
   virtual std::int32_t SelectedRow() const = 0;  ///< returns an index, or -1 if no row is selected
 
   /// Sets the text to show if the list has no rows.

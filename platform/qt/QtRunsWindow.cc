@@ -364,6 +364,11 @@ std::int32_t QtRunsWindow::SelectedRow() const {
   return parts_->list.indexOfTopLevelItem(parts_->list.currentItem());
 }
 
+void QtRunsWindow::ClearSearch() {
+  const QSignalBlocker blocker(parts_->search);
+  parts_->search.clear();
+}
+
 void QtRunsWindow::ShowEmptyText(std::string_view text) {
   parts_->empty.setText(ToQString(text));
 }

@@ -30,6 +30,7 @@ class QtRunsWindow final : public QDialog, public RunsWindow {
   /// Changes the pointer if the work takes longer than 0.2 s.
   void ShowBusy(bool busy) override;
   void ShowMessage(std::string_view text) override;
+  void ClearSearch() override;
   bool ConfirmDeletion(std::string_view question, std::string_view consequence) override;
   std::optional<CsvChoice> ChooseCsv() override;
   TextView& preview() override;

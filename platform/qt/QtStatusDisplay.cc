@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kBarWidth = 120;
 constexpr int kBarSteps = 1000;
-constexpr int kPadding = 8;           // added to the height of the highest control
+constexpr int kPadding = 8;           // added to the width of buttons and the height of the strip
 constexpr int kLeastCharacters = 10;  // minimum width of the text
 
 // Mnemonics of the main window's menus.
@@ -120,6 +120,8 @@ void QtStatusDisplay::ShowActions() {
     if (button.text() != title) {
       if (button.hasFocus()) nextFocus_.setFocus();
       button.setText(title);
+      button.setMinimumWidth(0);
+      button.setMinimumWidth(button.sizeHint().width() + kPadding);
     }
     button.setVisible(shown);
   }

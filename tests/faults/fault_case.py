@@ -75,8 +75,9 @@ class FaultTest(SystemTest):
         self.check_run(clear=False)
         self.end_program()
 
-    def check_given_up_run(self, *faults):
-        self.check_lost_run(faults, lambda: self.quillet.wait_for_progress(messages.GIVEN_UP))
+    def check_given_up_run(self, *faults, records=0):
+        self.check_lost_run(faults,
+                            lambda: self.quillet.wait_for_progress(messages.gave_up(records)))
 
     def check_silent_runs(self, *runs):
         """Calls check_lost_run() for each run: a tuple of a fault, the progress text when data

@@ -107,7 +107,7 @@ class GarbageTest(FaultTest):
         self.start_connected()
         count = (_BURST_LIMIT - _HEADER) // (len(data) + 6)
         self.check_run(self.records[:count], clear=False)
-        self.quillet.wait_for_progress(messages.CUT_OFF)
+        self.quillet.wait_for_progress(messages.cut_off(count))
         self.assertEqual(22_000, scanner.record_count())
 
     def check_count(self, count, **settings):

@@ -33,7 +33,7 @@ class SilenceTest(FaultTest):
         before = scanner.all_commands()
         scanner.fault(*(f"on W {number} ignore" for number in range(1, 6)))
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_progress(messages.GIVEN_UP)
+        self.quillet.wait_for_progress(messages.gave_up())
         self.assertEqual([*before, *["W"] * 5], scanner.all_commands())
         self.quillet.press("Synchronize", "Disconnect", "Clear")
         self.assertEqual(messages.RUN_STARTED, self.quillet.view())
@@ -86,7 +86,7 @@ class SilenceTest(FaultTest):
             self.check_run()
 
     def test_aborts_run_if_scanner_is_silent_after_burst(self):
-        self.check_given_up_run(*(f"on W {number} ignore" for number in range(2, 7)))
+        self.check_given_up_run(*(f"on W {number} ignore" for number in range(2, 7)), records=3)
 
     def test_unanswered_commands_do_not_change_the_file(self):
         self.check_silent_runs(("on N 1 silence", messages.REQUESTING, {}),

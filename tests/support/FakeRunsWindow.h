@@ -18,6 +18,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
     selected_ = selected;
   }
   std::int32_t SelectedRow() const override { return selected_; }
+  void ClearSearch() override {}
   void ShowEmptyText(std::string_view text) override { emptyText_ = text; }
   void EnableActions(bool use, bool remove) override {
     canUse_ = use;

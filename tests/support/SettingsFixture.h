@@ -28,7 +28,8 @@ class SettingsFixture : public testing::Test {
         SettingsEditor::Parts{log, file_, image_, *settings_, form, panels, strip_,
                               [this](auto destination, const auto& application) {
                                 checked.emplace_back(destination, application);
-                              }});
+                              },
+                              [] { return false; }, [] {}});
     file_.CreateBarcodeDirectory();
     editor_->Restore();
   }

@@ -4,15 +4,11 @@ import os
 import re
 import shutil
 
-import gi
-
-gi.require_version("Gio", "2.0")
-from gi.repository import Gio  # noqa: E402
-
 from harness.accessibility import Unreachable
 from harness.archive import FOLDER, records_files, stored
 from harness.case import (OUTPUT, SHARED, Record, Settings, SystemTest, messages, some_records,
                           wait_until)
+from harness.file_manager import FileManager
 from harness.lines import file_text, view_text
 
 WINDOW = "Earlier synchronizations"
@@ -216,35 +212,15 @@ class EarlierSynchronizationsTest(SystemTest):
         self.wait_for_message(f"{count + 1} records delivered to {again}")
         self.assert_file(again, (count + 1) * file_text([record], settings))
 
-    def own_file_manager(self):
-        """Replaces the desktop's file manager. Returns a list that records its calls."""
-        calls = []
-
-        def receive(connection, message, incoming, *_data):
-            if incoming and message.get_member() == "ShowItems":
-                calls.append(message.get_body().unpack())
-                connection.send_message(message.new_method_reply(), Gio.DBusSendMessageFlags.NONE)
-                return None
-            return message
-
-        flags = (Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
-                 | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
-        self.bus = Gio.DBusConnection.new_for_address_sync(
-            self.desktop.environment["DBUS_SESSION_BUS_ADDRESS"], flags, None, None)
-        self.bus.add_filter(receive)
-        Gio.bus_own_name_on_connection(self.bus, "org.freedesktop.FileManager1",
-                                       Gio.BusNameOwnerFlags.NONE, None, None)
-        return calls
-
     def test_shows_the_file_in_the_file_manager(self):
-        calls = self.own_file_manager()
+        manager = FileManager(self.desktop)
         self.plugged_in_scanner(some_records(1))
         self.start_connected()
         self.quillet.press("Synchronize")
         path = self.wait_for_generated_file()
         self.open(["005771", "1", path, "Complete", "No"])
         self.xdotool("key", "alt+f")
-        wait_until(lambda: calls, "a call to the file manager")
-        ((path,), startup_id), = calls
+        wait_until(lambda: manager.startup_ids, "a call to the file manager")
+        (path,) = manager.shown
         self.assertRegex(path, r"^file:///.*/quillet/runs/\d{8}_\d{6}_2104005771\.txt$")
-        self.assertEqual("", startup_id)
+        self.assertEqual([""], manager.startup_ids)

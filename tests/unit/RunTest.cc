@@ -29,7 +29,7 @@ class RunTest : public testing::Test {
       if (step == 'B') {
         run.Begin(settings.destination);
       } else if (step == 'E') {
-        run.End(settings, serial, file);
+        result = run.End(settings, serial, file);
         shown += "{" + FileContents(folder / "stock.txt").value_or("no file") + "}";
       } else if (step >= '0' && step <= '9') {
         settings.destination = step - '0';
@@ -52,6 +52,7 @@ class RunTest : public testing::Test {
   Settings settings;
   SerialNumberField serial{"0000123456"};
   std::string shown;
+  quillet::Run::Result result;
   std::int64_t lines = 0;
   quillet::Run run{log, [this](std::string_view text, bool newline) {
                      shown += text;
@@ -75,7 +76,7 @@ TEST_F(RunTest, ShowsADotForTheFirstOfEvery64Records) {
 TEST_F(RunTest, ReportsTheConsecutiveLinesInTheFile) {
   const auto onDisk = [this](std::string_view steps) {
     Play(steps);
-    return std::pair(run.linesOnDisk.first, run.linesOnDisk.end);
+    return std::pair(result.linesOnDisk.first, result.linesOnDisk.end);
   };
   EXPECT_EQ(onDisk("BabE"), std::pair(0L, 2L));
   EXPECT_EQ(onDisk("BE"), std::pair(0L, 0L));
@@ -174,15 +175,15 @@ TEST_F(RunTest, WritesNothingToTheSettingsFile) {
                                   "|2 barcodes synchronized|{no file}");
       EXPECT_EQ(FileContents(path), "settings");
       EXPECT_EQ(FileContents(folder / leads), "settings");
-      EXPECT_TRUE(run.refusedSettingsFile);
-      EXPECT_EQ(run.recordsInFile, 0);
+      EXPECT_TRUE(result.refusedSettingsFile);
+      EXPECT_EQ(result.recordsInFile, 0);
     }
   }
   EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
   settings.bAppendData = 0;
   settings.filename.Set(folder / "stock.txt");
   EXPECT_EQ(Play("BcE"), "." + Written("1") + "{c}");
-  EXPECT_FALSE(run.refusedSettingsFile);
+  EXPECT_FALSE(result.refusedSettingsFile);
 }
 
 TEST_F(RunTest, CutsRecordsToTheirLengthInUtf16Units) {

@@ -60,7 +60,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   EXPECT_EQ(View(), "|Synchronization has started...|.|Synchronized to " + path +
                         "|1 barcodes synchronized|" + closing_);
   ticker.Tick();
-  EXPECT_EQ(strip.Message(), refused + " The records are in the archive: " + archiveFolder);
+  EXPECT_EQ(strip.Message(), refused + " 1 record is in the archive.");
   EXPECT_EQ(FileContents(path), settingsFile);
 
   std::filesystem::remove_all(archiveFolder);
@@ -68,7 +68,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   Synchronize();
   mainQueue.RunAll();
   ticker.Tick();
-  EXPECT_EQ(strip.Message(), refused + " The records of this synchronization were not saved.");
+  EXPECT_EQ(strip.Message(), refused + " The records were not saved. Synchronize again.");
   EXPECT_EQ(FileContents(path), settingsFile);
 }
 
@@ -132,7 +132,7 @@ TEST_F(SynchronizationTest, DoesNotEraseRecordsThatWereNotSaved) {
     mainQueue.RunAll();
     ticker.Tick();
     return strip.Message() ==
-           "The scanner was not erased, because its records were not saved. Check the disk.";
+           "The scanner was not erased, because 1 record was not saved. Check the disk.";
   }));
   EXPECT_EQ(tavo.Commands().find('E'), std::string::npos);
 }

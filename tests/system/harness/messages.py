@@ -13,15 +13,29 @@ FINISHED = "Synchronization finished. Tavo can be plugged off now\n"
 ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
-GIVEN_UP = "The scanner did not answer. Restart Quillet."
-CUT_OFF = "The scanner was not erased, because some records are incomplete. Synchronize again."
-NO_COPY = "The scanner was not erased, because its records were not saved. Check the disk."
+WAITING = "Waiting for a scanner. Plug it in."
 OWN_WINDOW = ("Quillet was in front, so its windows ignored the records. They are in the archive. "
               "Click the other program first.")
 NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
 NO_TYPING = "Quillet cannot type on this desktop: "
 REQUESTING = "Requesting records from the scanner"
 SILENCE = "  ·  no data for "  # appended to the progress text after 3 s without data
+
+
+def gave_up(records=0):
+    """The message after an unanswered wake-up."""
+    arrived = "No records arrived." if records == 0 else f"{records} records are in the archive."
+    return f"The scanner did not answer. {arrived} Restart Quillet to go on."
+
+
+def cut_off(records):
+    return (f"The transfer was cut off after {records} records. The scanner was not erased. "
+            "Synchronize again.")
+
+
+def no_copy(records):
+    return (f"The scanner was not erased, because {records} records were not saved. Check the "
+            "disk.")
 
 
 def trying(node="ttyACM0"):

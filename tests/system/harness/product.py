@@ -1,6 +1,7 @@
 """The program under test and its main window."""
 
 import os
+import re
 import signal
 
 from harness.accessibility import Unreachable
@@ -124,10 +125,10 @@ class Quillet:
     def wait_for_view_end(self, text):
         self._wait_for_view(lambda view: view.endswith(text), text, "end with")
 
-    # The progress display of a run
+    # The status strip
 
     def progress(self):
-        """Returns the progress text, or None if the progress display is hidden."""
+        """Returns the text of the status strip, which may be empty."""
         labels = [node.name for node in self._frame().descendants()
                   if node.role == "label" and node.name != PORT_LIST]
         return labels[0] if labels else None
@@ -135,6 +136,30 @@ class Quillet:
     def wait_for_progress(self, text):
         wait_until(lambda: self._settled(self.progress) == text,
                    lambda: f"the progress text {text!r}, not {self._settled(self.progress)!r}")
+
+    def wait_for_message(self, pattern, *buttons):
+        """Waits until the status strip shows a text that matches a regular expression, and these
+        buttons. Returns the match."""
+        def matches():
+            found = re.fullmatch(pattern, self._settled(self.progress) or "")
+            return list(self._settled(self._strip_buttons)) == list(buttons) and found
+        return wait_until(matches, lambda: f"{pattern!r} with {buttons}, not "
+                          f"{self._settled(self.progress)!r} with "
+                          f"{list(self._settled(self._strip_buttons))}")
+
+    def _strip_buttons(self):
+        strip = self._frame().find("status bar")
+        return {node.name: node for node in strip.children()
+                if node.role == "push button" and node.name}
+
+    def press_in_strip(self, title):
+        """Presses a button in the status strip."""
+        self._settled(self._strip_buttons)[title].act("Press")
+
+    def wait_for_restart(self):
+        """Waits until the program has started again and shows its window."""
+        self._frame_node = self._view_node = self._list_node = None
+        self.wait_for_window()
 
     def wait_for_silence(self, text):
         """Waits until the progress display shows `text` and reports that no data arrives."""

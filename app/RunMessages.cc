@@ -1,0 +1,277 @@
+#include "app/RunMessages.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "app/SettingsEditor.h"
+#include "base/Log.h"
+#include "base/ShownText.h"
+#include "device/DisplayState.h"
+#include "output/LumetFile.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::chrono::milliseconds kProgressPeriod{150};
+constexpr auto kReadingTime = 5s;
+
+// The results of a run, which end when the user starts another one.
+constexpr Notice kResults[] = {Notice::kNotErased,          Notice::kFileNotWritten,
+                               Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
+                               Notice::kRecordsMissing,     Notice::kRunFinished};
+// Other messages that the user has seen before starting a run.
+constexpr Notice kSeen[] = {Notice::kPathRefused,       Notice::kDelivery,
+                            Notice::kInterrupted,       Notice::kPathTooLong,
+                            Notice::kArchiveIsOnlyCopy, Notice::kFileReplaced};
+
+std::string TimeTaken(std::chrono::milliseconds taken) {
+  const auto seconds = std::max<std::int64_t>(taken / 1s, 1);
+  return seconds < 100 ? std::to_string(seconds) + " s" : std::to_string(seconds / 60) + " min";
+}
+
+// Returns the name of an application: the last part of its path without the extension.
+std::string ApplicationName(const std::string& path) {
+  const std::string name = path.substr(path.rfind('/') + 1);
+  return name.substr(0, name.rfind('.'));
+}
+
+}  // namespace
+
+void RunMessages::RunRequested() {
+  for (const Notice notice : kResults) parts_.strip.Withdraw(notice);
+  for (const Notice notice : kSeen) parts_.strip.Withdraw(notice);
+}
+
+void RunMessages::RunBegan() {
+  begin_ = parts_.platform.clock.Now() / 1ms;
+  for (const Notice notice : {Notice::kDisconnectedInRun, Notice::kRunStuck, Notice::kPressIgnored,
+                              Notice::kRunFinished}) {
+    parts_.strip.Withdraw(notice);
+  }
+  parts_.platform.mainQueue.Async([this] {
+    progress_ = RunProgress();
+    stuck_ = false;
+    StartTicker();
+  });
+}
+
+void RunMessages::Connected() {
+  parts_.strip.Withdraw(Notice::kDisconnectedInRun);
+  // A record-by-record run continues after a reconnection.
+  if (parts_.run.IsShown()) parts_.platform.mainQueue.Async([this] { StartTicker(); });
+}
+
+void RunMessages::Disconnected() {
+  if (!parts_.run.IsShown()) return;
+  parts_.strip.Withdraw(Notice::kRunStuck);
+  stuck_ = false;
+  parts_.strip.Raise(
+      Notice::kDisconnectedInRun,
+      "Disconnected during the synchronization. " + Arrived() + " Restart Quillet to go on.",
+      {Restart()});
+}
+
+void RunMessages::StartTicker() {
+  parts_.platform.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
+}
+
+void RunMessages::PressIgnored(const std::string& text) {
+  pressed_ = parts_.platform.clock.Now();
+  parts_.strip.Raise(Notice::kPressIgnored, text);
+}
+
+// Polls the run's counts, which other threads store in atomic words.
+void RunMessages::ShowProgress() {
+  if (!parts_.run.IsShown() || !parts_.isConnected) {
+    parts_.platform.ticker.Stop();
+    return parts_.strip.EndProgress();
+  }
+  // The progress says enough after the user has read why his press had no effect.
+  const auto now = parts_.platform.clock.Now();
+  if (pressed_ && now - *pressed_ > kReadingTime) {
+    pressed_.reset();
+    parts_.strip.Withdraw(Notice::kPressIgnored);
+  }
+  const DisplayState state = parts_.session.display();
+  const RunProgress::Shown shown =
+      progress_.Look(std::chrono::duration_cast<RunProgress::Time>(now),
+                     {.phase = state.phase(),
+                      .records = parts_.run.barcodeCount,
+                      .expected = parts_.session.SyncEndIndex(),
+                      .bytes = state.bytes(),
+                      .announced = state.announced()});
+  parts_.strip.ShowProgress(shown);
+  const bool stuck = !shown.advice.empty();
+  if (std::exchange(stuck_, stuck) == stuck) return;
+  if (!stuck_) return parts_.strip.Withdraw(Notice::kRunStuck);
+  parts_.strip.Raise(Notice::kRunStuck, shown.text + " " + Arrived() + " " + shown.advice,
+                     {Restart()});
+}
+
+// Returns a sentence about the records that have arrived.
+std::string RunMessages::Arrived() const {
+  // All records of a burst are in the archive before the first one is delivered.
+  const std::int32_t records = parts_.session.display().phase() == DisplayState::Phase::kDelivering
+                                   ? parts_.session.SyncEndIndex()
+                                   : std::int32_t{parts_.run.barcodeCount};
+  return records == 0 ? "No records arrived." : Kept(records);
+}
+
+void RunMessages::RunEnded(const Run::Result& result) {
+  for (const Notice notice :
+       {Notice::kDisconnectedInRun, Notice::kRunStuck, Notice::kPressIgnored}) {
+    parts_.strip.Withdraw(notice);
+  }
+  if (!parts_.archive.failed()) parts_.strip.Withdraw(Notice::kArchiveNotWritten);
+  if (result.records > 0) CheckCopies();
+  ended_ = result.records;
+  // In burst mode, missing records cannot be counted: the scanner's count includes erased records.
+  expected_ = parts_.session.bBurstSync ? 0 : parts_.session.SyncEndIndex();
+  if (parts_.archive.cutOff()) {
+    Problem(RunArchive::Problem::kCutOff);
+  } else {
+    ShowMissing(parts_.session.bClearMemory ? "The scanner is being erased."
+                                            : "The scanner was not erased. Synchronize again.");
+  }
+  const std::string kept =
+      Kept(result.records) + (parts_.archive.failed() ? " Synchronize again." : "");
+  if (result.refusedSettingsFile) {
+    parts_.strip.Raise(Notice::kSettingsFileAsFile,
+                       std::string(SettingsEditor::kSettingsFileMessage) + " " + kept,
+                       SaveActions());
+  } else if (result.fileError != 0) {
+    const std::string file =
+        result.file.empty() ? "No file was written" : ShownText(result.file) + " was not written";
+    parts_.strip.Raise(Notice::kFileNotWritten,
+                       file + ": " + std::string(ReasonText(result.fileError)) + ". " + kept,
+                       SaveActions());
+  } else {
+    ShowFinished(result);
+  }
+}
+
+// Says where records are that no file contains.
+std::string RunMessages::Kept(std::int32_t records) const {
+  if (parts_.archive.failed()) return "The records were not saved.";
+  return Counted(records) + (records == 1 ? " is" : " are") + " in the archive.";
+}
+
+void RunMessages::ShowFinished(const Run::Result& result) {
+  const Settings& settings = parts_.session;
+  if (result.records == 0) {
+    return parts_.strip.Raise(Notice::kRunFinished, "The scanner has sent no records.");
+  }
+  const auto taken = parts_.platform.clock.Now() / 1ms - begin_;
+  const std::string text =
+      Counted(result.records) + " in " + TimeTaken(std::chrono::milliseconds(taken));
+  if (!result.file.empty()) {
+    return parts_.strip.Raise(Notice::kRunFinished, text + ": " + ShownText(result.file),
+                              FileActions(result.file));
+  }
+  const std::string typed = settings.bNonEnglish ? ", pasted into " : ", typed into ";
+  parts_.strip.Raise(Notice::kRunFinished,
+                     text + (settings.destination == kToView ? ", shown above"
+                             : settings.destination == kToNamedApplication
+                                 ? typed + ShownText(ApplicationName(settings.appname.Get()))
+                                 : typed + "the active application"));
+}
+
+// Says how many records were not received, if any.
+void RunMessages::ShowMissing(std::string_view scanner) {
+  const std::int32_t missing = expected_ - ended_;
+  if (missing <= 0) return;
+  parts_.strip.Raise(Notice::kRecordsMissing,
+                     std::to_string(missing) + " of " + Counted(expected_) +
+                         (missing == 1 ? " was" : " were") + " not received. " +
+                         std::string(scanner),
+                     ShowActions());
+}
+
+void RunMessages::ScannerErased() {
+  ShowMissing("The scanner was erased.");
+}
+
+void RunMessages::Problem(RunArchive::Problem problem) {
+  const std::int32_t records = parts_.run.barcodeCount;
+  switch (problem) {
+    case RunArchive::Problem::kNotWritten:
+      return parts_.strip.Raise(
+          Notice::kArchiveNotWritten,
+          "Records cannot be saved in the archive. Check the disk: " + parts_.archive.folder());
+    case RunArchive::Problem::kEraseWithheld:
+      return parts_.strip.Raise(Notice::kNotErased,
+                                "The scanner was not erased, because " + Counted(records) +
+                                    (records == 1 ? " was" : " were") +
+                                    " not saved. Check the disk.",
+                                ShowActions());
+    case RunArchive::Problem::kCutOff:
+      return parts_.strip.Raise(Notice::kRecordsMissing,
+                                "The transfer was cut off after " + Counted(records) +
+                                    ". The scanner was not erased. Synchronize again.",
+                                ShowActions());
+  }
+}
+
+void RunMessages::CheckCopies() {
+  const Settings& settings = parts_.session;
+  if (!settings.bClearMemory || settings.destination == kToFile) return;
+  if (onlyCopySaid_.exchange(true)) return;
+  const auto show = [this] {
+    parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);
+    parts_.earlierRuns.Open(parts_.archive.runName());
+  };
+  parts_.strip.Raise(Notice::kArchiveIsOnlyCopy,
+                     "The scanner will keep no copy of the records. The archive keeps one.",
+                     {{"Show", show}});
+}
+
+void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t files) {
+  const std::string removed = files == 0 ? ""
+                              : files == 1
+                                  ? "1 unfinished file was removed."
+                                  : std::to_string(files) + " unfinished files were removed.";
+  for (const std::string& run : runs) {
+    Log(parts_.platform.log, "Quillet: synchronization interrupted: ", ForeignText(run));
+  }
+  if (!runs.empty()) {
+    const auto show = [this, run = runs.back()] {
+      parts_.strip.Withdraw(Notice::kInterrupted);
+      parts_.earlierRuns.Open(run);
+    };
+    parts_.strip.Raise(Notice::kInterrupted,
+                       "A synchronization was interrupted. Its records are in the archive: " +
+                           parts_.archive.folder() + (files == 0 ? "" : ". " + removed),
+                       {{"Show", show}});
+  } else if (files > 0) {
+    parts_.strip.Raise(Notice::kInterrupted,
+                       removed + " Synchronize again if records are missing.");
+  }
+}
+
+std::vector<StripAction> RunMessages::ShowActions() const {
+  const std::string run = parts_.archive.runName();
+  if (run.empty()) return {};
+  return {{"Show", [this, run] { parts_.earlierRuns.Open(run); }}};
+}
+
+std::vector<StripAction> RunMessages::SaveActions() const {
+  const std::string run = parts_.archive.runName();
+  if (parts_.archive.failed() || run.empty()) return {};
+  const auto saved = [this](const std::string& path) {
+    parts_.strip.Withdraw(Notice::kFileNotWritten);
+    parts_.strip.Withdraw(Notice::kSettingsFileAsFile);
+    parts_.strip.Raise(Notice::kRunFinished, "Saved: " + ShownText(path), FileActions(path));
+  };
+  return {{"Save as…", [this, run, saved] { parts_.earlierRuns.Save(run, saved); }}};
+}
+
+std::vector<StripAction> RunMessages::FileActions(const std::string& path) const {
+  platform::Workspace& workspace = parts_.platform.workspace;
+  return {{"Open file", [&workspace, path] { workspace.OpenFile(path); }},
+          {"Show in folder", [&workspace, path] { workspace.ShowInFolder(path); }}};
+}
+
+}  // namespace quillet

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/EarlierRuns.h"
+#include "app/Platform.h"
+#include "app/Run.h"
+#include "app/RunProgress.h"
+#include "app/StatusStrip.h"
+#include "base/Word.h"
+#include "device/Lumet.h"
+#include "output/RunArchive.h"
+
+namespace quillet {
+
+/// Shows the progress, the results and the problems of runs in the status strip.
+class RunMessages {
+ public:
+  /// The objects that RunMessages uses. All must outlive it.
+  struct Parts {
+    const Platform& platform;       ///< clock, ticker, main queue and desktop
+    const Lumet& session;           ///< progress and settings
+    const Run& run;                 ///< number of records
+    const Word<bool>& isConnected;  ///< whether a scanner is connected
+    RunArchive& archive;            ///< where the records are
+    EarlierRuns& earlierRuns;       ///< shows a run in the archive
+    StatusStrip& strip;             ///< shows the messages
+    std::function<void()> restart;  ///< starts the program again; main thread
+  };
+
+  explicit RunMessages(const Parts& parts) : parts_(parts) {}
+  RunMessages(const RunMessages&) = delete;
+  RunMessages& operator=(const RunMessages&) = delete;
+
+  /// Called when the user starts a run. Removes the messages about earlier actions. Any thread.
+  void RunRequested();
+  void RunBegan();  ///< called when a run begins; shows its progress. Any thread.
+
+  void RunEnded(const Run::Result& result);  ///< called when a run has ended; read thread
+
+  void Connected();     ///< called after a connection was made. Read thread.
+  void Disconnected();  ///< called after a connection has ended. Main thread.
+
+  void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
+  void ScannerErased();                       ///< see RunArchive::OnErased
+
+  /// Answers a press of a button that has no effect now. Main thread.
+  void PressIgnored(const std::string& text);
+
+  /// Says once that only the archive keeps the records if the settings erase the scanner and write
+  /// no file. Any thread.
+  void CheckCopies();
+
+  /// Says that an earlier process did not finish its work. Main thread.
+  /// @param runs   interrupted runs, as returned by RunArchive::TakeInterruptedRuns
+  /// @param files  number of unfinished files that were removed
+  void Interrupted(const std::vector<std::string>& runs, std::size_t files);
+
+ private:
+  void StartTicker();
+  void ShowProgress();
+  void ShowFinished(const Run::Result& result);
+  void ShowMissing(std::string_view scanner);
+  std::string Arrived() const;
+  std::string Kept(std::int32_t records) const;
+  StripAction Restart() const { return {"Restart Quillet", parts_.restart}; }
+  std::vector<StripAction> ShowActions() const;
+  std::vector<StripAction> SaveActions() const;
+  std::vector<StripAction> FileActions(const std::string& path) const;
+
+  const Parts parts_;
+  RunProgress progress_;                             // main thread
+  bool stuck_ = false;                               // main thread: kRunStuck is raised
+  std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of an ignored press
+  std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
+  std::atomic<std::int32_t> ended_{0};               // number of records of the run that ended last
+  std::atomic<std::int32_t> expected_{0};  // number of records it should have; 0 if unknown
+  std::atomic<bool> onlyCopySaid_{false};
+};
+
+}  // namespace quillet
