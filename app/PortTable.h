@@ -64,7 +64,7 @@ class PortTable {
   std::int32_t ItemToSelect(std::int32_t count, bool connected) const;
 
   ///@{ Ports that arrived during an attempt to connect and that it has not tried since. Main
-  ///thread.
+  /// thread.
   void BeginAttempt() { untried_.clear(); }
   void SetTried(const std::string& triedPath) { untried_.erase(triedPath); }
   bool HasUntried() const;

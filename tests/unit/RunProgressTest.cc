@@ -194,8 +194,9 @@ TEST_F(ProgressTest, ShowsThatTheScannerDidNotAnswer) {
   ConnectWith({});
   tavo.Answer("W", {});
   synchronize.Press();
-  EXPECT_TRUE(
-      test::WaitFor([&] { return Shown() == "The scanner did not answer. No records arrived. Restart Quillet to go on."; }));
+  EXPECT_TRUE(test::WaitFor([&] {
+    return Shown() == "The scanner did not answer. No records arrived. Restart Quillet to go on.";
+  }));
 }
 
 TEST_F(ProgressTest, StopsTheTickerWhileDisconnected) {

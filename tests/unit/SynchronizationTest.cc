@@ -86,14 +86,6 @@ TEST_F(SynchronizationTest, SaysUntilClearedThatTheViewLacksRecords) {
   clear.Press();
   mainQueue.RunAll();
   EXPECT_FALSE(strip.Message().starts_with(latest)) << strip.Message();
-
-  std::filesystem::remove_all(archiveFolder);
-  test::PutFile(archiveFolder, "not a folder");
-  Synchronize();
-  view.RemoveRecords();
-  controller.Withdraw(Notice::kArchiveNotWritten);
-  mainQueue.RunAll();
-  EXPECT_EQ(strip.Message(), latest);
 }
 
 TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
