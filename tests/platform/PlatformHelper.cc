@@ -91,7 +91,7 @@ int Restart(char** arguments) {
   });
   if (std::getenv("RESTARTED") == nullptr) {
     setenv("RESTARTED", "1", 1);
-    static_cast<void>(dup(STDOUT_FILENO));
+    if (dup(STDOUT_FILENO) < 0) return EXIT_FAILURE;
     log.Write("a line of the log");
     quillet::platform::posix::RestartProcess(arguments, log);
   }
