@@ -30,6 +30,7 @@ class ApplicationDelivery {
 
   /// @param platform  provides the clock, key events, pasteboard, applications and desktop
   /// @param strip     shows the messages; outlives this object
+  /// @param actions   see Actions
   ApplicationDelivery(const Platform& platform, StatusStrip& strip, Actions actions);
 
   /// Pastes or types a record. Records with non-ASCII characters are not typed.

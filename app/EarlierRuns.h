@@ -73,6 +73,8 @@ class EarlierRuns {
   void Remove();
 
   /// Asks for a path and writes a file there.
+  /// @param title     title of the panel
+  /// @param name      proposed file name
   /// @param contents  returns the contents, or no value if the archive cannot be read; called on
   ///                  another thread
   /// @param saved     called with the path afterwards, unless an error occurs

@@ -23,6 +23,7 @@ class MainView {
 
   /// Queues a text for the view, which then scrolls to its end. Any thread; returns immediately.
   /// @param text  UTF-8; only LF ends a line
+  /// @param kind  whether the text may be dropped
   void Append(std::string_view text, TextKind kind);
 
   /// Queues a change of another control. Any thread; returns immediately.

@@ -53,7 +53,9 @@ class Run {
 
   /// Counts a record. If the destination is the file, shows a dot for the first of every 64 records
   /// and, during a run, gathers the record. Read thread.
-  /// @param line  number of the record's line; see RunArchive::KeepLine
+  /// @param record       composed line
+  /// @param destination  destination of the record; see Settings
+  /// @param line         number of the record's line; see RunArchive::KeepLine
   void Add(const std::string& record, std::int32_t destination, std::int64_t line);
 
   /// Ends a run: writes the file and shows its path and the number of records. May be called twice

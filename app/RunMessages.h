@@ -34,7 +34,7 @@ class RunMessages {
     std::function<void()> restart;  ///< starts the program again; main thread
   };
 
-  explicit RunMessages(const Parts& parts) : parts_(parts) {}
+  explicit RunMessages(const Parts& parts) : parts_(parts) {}  ///< see Parts
   RunMessages(const RunMessages&) = delete;
   RunMessages& operator=(const RunMessages&) = delete;
 

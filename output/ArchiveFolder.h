@@ -14,11 +14,12 @@ namespace quillet {
 /// Names of files are without the extension. Any thread.
 class ArchiveFolder {
  public:
-  /// Extensions of the files with the received records and the composed lines, and of the file that
-  /// marks a run in progress.
+  ///@{ Extensions of the files with the received records and the composed lines, and of the file
+  /// that marks a run in progress.
   static constexpr std::string_view kRecordsEnding = ".records";
   static constexpr std::string_view kLinesEnding = ".txt";
   static constexpr std::string_view kOpenEnding = ".open";
+  ///@}
 
   static constexpr std::size_t kRuns = 100;  ///< maximum number of runs
   static constexpr std::uint64_t kArchiveSize =
@@ -49,6 +50,7 @@ class ArchiveFolder {
   bool Contains(std::string_view name) const;
 
   /// Returns `name` if it is not in use, else `name` with the first unused number from 2 on.
+  /// @param name       file name without the extension
   /// @param separator  follows `name`; the number has two digits if it is kVolumeMark
   /// @return an empty string if all numbers are in use
   std::string UnusedName(const std::string& name, std::string_view separator = "_") const;

@@ -40,12 +40,14 @@ class ArchiveReader {
   std::vector<StoredRun> List();
 
   /// Reads the records of a run.
+  /// @param run     result of List
   /// @param record  called for each record; see ReadArchivedRun
   /// @return the number of records; no value if a file cannot be read
   std::optional<std::int64_t> ForEachRecord(const StoredRun& run,
                                             const ArchivedRecord& record) const;
 
   /// Composes the lines of a run.
+  /// @param run       result of List
   /// @param settings  see ReadArchivedLines
   /// @param line      called for each line, in UTF-8
   /// @return the number of records; no value if a file cannot be read
@@ -54,6 +56,7 @@ class ArchiveReader {
       const std::function<void(const std::string& line)>& line) const;
 
   /// Returns the lines of a run as delivered, or no value if a file cannot be read.
+  /// @param run    result of List
   /// @param limit  size in bytes after which the result may end
   std::optional<std::string> Lines(const StoredRun& run,
                                    std::size_t limit = std::string::npos) const;

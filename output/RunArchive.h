@@ -24,11 +24,10 @@
 
 namespace quillet {
 
-/// Consecutive composed lines, numbered from 0 in the order of RunArchive::KeepLine: the lines from
-/// `first` up to, but not including, `end`.
+/// Consecutive composed lines, numbered from 0 in the order of RunArchive::KeepLine.
 struct LineRange {
-  std::int64_t first = 0;
-  std::int64_t end = 0;
+  std::int64_t first = 0;  ///< number of the first line
+  std::int64_t end = 0;    ///< number of the line after the last one
 };
 
 /// Writes every received record to the user's archive folder, in the format of docs/archive.md, and

@@ -36,6 +36,7 @@ class PopUpList {
  public:
   virtual ~PopUpList() = default;
   /// Adds an item at the end.
+  /// @param title   text of the item
   /// @param detail  tells items of the same title apart; shown beside the title; may be empty
   virtual void AddItem(std::string_view title, std::string_view detail) = 0;
   virtual void RemoveItem(std::int32_t position) = 0;  ///< ignores invalid positions

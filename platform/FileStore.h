@@ -28,13 +28,13 @@ class FileStore {
   /// @return the bytes, or no value if the file is missing, not regular or not readable
   virtual std::optional<std::string> Read(const std::string& path, std::size_t limit) = 0;
 
-  /// Result of Replace. Converts to true if there was no error.
+  /// Result of Replace.
   struct Replaced {
     int error = 0;  ///< 0, or the error number (errno(3)) of the operation that failed
     /// Whether the contents and the directory entry are on the storage device. Without an error,
     /// false means that the system cannot flush the folder.
     bool synchronized = false;
-    explicit operator bool() const { return error == 0; }
+    explicit operator bool() const { return error == 0; }  ///< true if there was no error
   };
 
   /// Creates or replaces a file atomically: if the process is killed, the file has either its old
@@ -49,6 +49,7 @@ class FileStore {
   /// @return false after `limit` or if one of them may not be on the device
   virtual bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) = 0;
 
+  /// Result of CreateNew.
   enum class Created {
     kYes,     ///< the file was created and synchronized with the storage device
     kExists,  ///< something with this name exists

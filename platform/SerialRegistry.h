@@ -9,11 +9,10 @@ namespace quillet::platform {
 
 /// The reason why a serial port cannot be used.
 struct PortObstacle {
-  /// The kind of the reason. kNone also means that the reason is unknown.
+  /// The kinds of reasons. kNone also means that the reason is unknown.
   enum class Kind { kNone, kPermission, kBusy };
 
-  Kind kind = Kind::kNone;
-
+  Kind kind = Kind::kNone;   ///< kind of the reason
   std::string group = {};    ///< kPermission: the group that may use the port; empty if none
   bool joined = false;       ///< kPermission: the user has joined the group since logging in
   std::string program = {};  ///< kBusy: name of the program that uses the port; empty if unknown

@@ -16,6 +16,7 @@ namespace quillet::platform::linux_desktop {
 class ExpectedKeys {
  public:
   /// Adds a stroke that is about to be sent.
+  /// @param stroke    the stroke
   /// @param earliest  time before which the stroke cannot occur, if known
   void Add(KeyStroke stroke, std::optional<std::uint32_t> earliest = {});
 

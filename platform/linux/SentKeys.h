@@ -22,11 +22,12 @@ class SentKeys final : public OwnKeys {
   /// @param delay  longest time from the write to the time stamp of the event
   explicit SentKeys(std::chrono::milliseconds delay) : delay_(delay) {}
 
-  ///@{ Call before and after a write. Any thread, one at a time.
-  /// @param now  time of the monotonic clock (clock_gettime(2), CLOCK_MONOTONIC)
+  /// Call before a write. Any thread, one at a time, like EndWrite.
+  /// @param strokes  strokes to be written
+  /// @param now      time of the monotonic clock (clock_gettime(2), CLOCK_MONOTONIC)
   void BeginWrite(std::span<const KeyStroke> strokes, std::chrono::nanoseconds now);
-  void EndWrite(std::chrono::nanoseconds now);
-  ///@}
+
+  void EndWrite(std::chrono::nanoseconds now);  ///< call after a write; `now` as in BeginWrite
 
   bool IsOwnEvent(const void*) override { return false; }
   bool IsOwnKey(const WindowKey& key) override;

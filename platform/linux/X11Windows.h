@@ -45,7 +45,7 @@ class X11Windows {
 
   /// Reports that the start of a program has ended, although it opens no window. The launcher then
   /// stops showing that the program is starting (freedesktop.org, Startup Notification Protocol).
-  /// @param id  $DESKTOP_STARTUP_ID of the program
+  /// @param id  value of the variable DESKTOP_STARTUP_ID of the program
   void EndStartup(std::string_view id);
 
  private:
