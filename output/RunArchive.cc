@@ -148,7 +148,8 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
 void RunArchive::End(bool complete) {
   if (runsInProgress_ > 0) --runsInProgress_;
   if (runsInProgress_ == 0) overlaps_ = false;
-  CloseRun(complete && !cutOff_ && !failed_ ? "complete" : "incomplete");
+  // Without records, the open files belong to an interrupted run.
+  CloseRun(complete && !startsRun_ && !cutOff_ && !failed_ ? "complete" : "incomplete");
   if (runsInProgress_ > 0) startsRun_ = true;
 }
 

@@ -457,6 +457,15 @@ TEST_F(RunArchiveTest, StartsNewFilesAfterAnInterruptedRun) {
   EXPECT_EQ(files_.flushed.size(), 2U) << "the files of the second run";
 }
 
+TEST_F(RunArchiveTest, EmptyRunDoesNotCompleteAnInterruptedRun) {
+  Begin();
+  Receive("1");
+  archive_.ConnectionEnded();
+  Begin();
+  archive_.End(true);
+  EXPECT_FALSE(Summary(first_ + ".records").complete);
+}
+
 TEST_F(RunArchiveTest, ForgetsAnErrorOfAnInterruptedRun) {
   Begin();
   files_.full = true;
