@@ -63,10 +63,11 @@ void ApplicationDelivery::Paste(const std::string& record) {
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
     if (!std::exchange(pastingFailed_, true)) {
-      strip_.Raise(Notice::kPastingImpossible,
-                   "A record was not pasted, because the clipboard cannot be set. The record is in "
-                   "the archive.",
-                   {{"Show", actions_.showRuns}});
+      strip_.Raise(
+          Notice::kPastingImpossible,
+          "A record was not pasted, because the clipboard is not available. The record is in "
+          "the archive.",
+          {{"Show", actions_.showRuns}});
     }
     return;
   }
@@ -93,10 +94,11 @@ void ApplicationDelivery::ShowProblem() {
 void ApplicationDelivery::KeyIgnored() {
   lastIgnored_ = platform_.clock.Now();
   if (isAtOwnWindow_.exchange(true)) return;
-  strip_.Raise(Notice::kTypedAtQuillet,
-               "Quillet was in front, so its windows ignored the records. They are in the archive. "
-               "Click the other program first.",
-               {{"Show", actions_.showRuns}});
+  strip_.Raise(
+      Notice::kTypedAtQuillet,
+      "Quillet was the active window, so the records were not delivered. They are in the archive. "
+      "Click the other program first.",
+      {{"Show", actions_.showRuns}});
 }
 
 // Removes the message if no window has ignored the previous record. The main thread may handle the

@@ -15,10 +15,10 @@
 namespace quillet {
 
 /// Delivers records to other applications: types or pastes them, and starts applications. Its log
-/// lines name SyncController functions. Says in the status strip why a delivery fails.
+/// lines name SyncController functions. Shows in the status strip why a delivery fails.
 ///
-/// Deliver: any thread; whole records alternate. Run: any thread. All others: read thread, unless
-/// stated otherwise.
+/// Deliver: any thread; records are never interleaved. Run: any thread. All others: read thread,
+/// unless stated otherwise.
 class ApplicationDelivery {
  public:
   /// The buttons beside the messages. Main thread.

@@ -104,7 +104,7 @@ class EarlierRuns {
   bool listing_ = false;            // a list is being read
   bool listAgain_ = false;          // the archive may have changed in the meantime
   std::vector<StoredRun> runs_;     // newest first
-  std::vector<std::string> shown_;  // first file names of the displayed runs, one per row
+  std::vector<std::string> shown_;  // name of the first file of each row's run
   std::string selected_;            // first file name of the selected run
   std::string wanted_;              // first file name of the run to select when it is listed
   std::string previewed_;           // first file name and size of the run in the preview

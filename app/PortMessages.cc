@@ -20,7 +20,7 @@ void PortMessages::Denied(const std::string& path, const platform::PortObstacle&
   const std::string denied = "No permission to use " + path + ". ";
   if (obstacle.joined) {
     strip_.Raise(Notice::kPortDenied,
-                 denied + "Log in again to use the group " + obstacle.group + ".");
+                 denied + "Log out and in again to activate the group " + obstacle.group + ".");
   } else if (!obstacle.group.empty()) {
     strip_.Raise(
         Notice::kPortDenied,

@@ -22,7 +22,7 @@ constexpr auto kReadingTime = 5s;
 constexpr Notice kResults[] = {Notice::kNotErased,          Notice::kFileNotWritten,
                                Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
                                Notice::kRecordsMissing,     Notice::kRunFinished};
-// Other messages that the user has seen before starting a run.
+// Other messages to remove when the user starts a run, because the user has already seen them.
 constexpr Notice kSeen[] = {Notice::kPathRefused,       Notice::kDelivery,
                             Notice::kInterrupted,       Notice::kPathTooLong,
                             Notice::kArchiveIsOnlyCopy, Notice::kFileReplaced};
@@ -70,7 +70,7 @@ void RunMessages::Disconnected() {
   stuck_ = false;
   parts_.strip.Raise(
       Notice::kDisconnectedInRun,
-      "Disconnected during the synchronization. " + Arrived() + " Restart Quillet to go on.",
+      "Disconnected during the synchronization. " + Arrived() + " Restart Quillet to continue.",
       {Restart()});
 }
 
@@ -224,7 +224,7 @@ void RunMessages::CheckCopies() {
     parts_.earlierRuns.Open(parts_.archive.runName());
   };
   parts_.strip.Raise(Notice::kArchiveIsOnlyCopy,
-                     "The scanner will keep no copy of the records. The archive keeps one.",
+                     "The scanner keeps no copy of the records. A copy is in the archive.",
                      {{"Show", show}});
 }
 

@@ -44,7 +44,7 @@ class RunMessages {
 
   void RunEnded(const Run::Result& result);  ///< called when a run has ended; read thread
 
-  void Connected();     ///< called after a connection was made. Read thread.
+  void Connected();     ///< a scanner is connected. Read thread.
   void Disconnected();  ///< called after a connection has ended. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem

@@ -89,7 +89,7 @@ RunProgress::Shown RunProgress::Describe(Time now, const RunState& state) {
                   Kilobytes(state.announced) + Pace(state, state.announced - state.bytes),
               Fraction(state.bytes, state.announced)};
     case Phase::kGivenUp:
-      return {"The scanner did not answer.", 0, "Restart Quillet to go on."};
+      return {"The scanner did not answer.", 0, "Restart Quillet to continue."};
     case Phase::kClosing:
       break;
   }

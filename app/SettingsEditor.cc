@@ -45,7 +45,7 @@ void SettingsEditor::Save() {
   const std::string owner = parts_.file.SettingsOwner();
   parts_.strip.Raise(Notice::kSettingsNotSaved,
                      "The settings were not saved: " + std::string(ReasonText(saved.error)) + "." +
-                         (owner.empty() ? "" : " They belong to " + owner + "."),
+                         (owner.empty() ? "" : " The settings file belongs to " + owner + "."),
                      {{"Try again", [this] { Save(); }}});
 }
 
@@ -56,7 +56,7 @@ void SettingsEditor::CheckPaths() {
     if (path->Get().size() <= kLongestName) continue;
     return parts_.strip.Raise(
         Notice::kPathTooLong,
-        "Quillet will not remember the chosen path, because it has more than 127 bytes.",
+        "Quillet will not remember the chosen path, because it is longer than 127 bytes.",
         {{"Choose…", [this, destination = destination] { Choose(destination); }}});
   }
   parts_.strip.Withdraw(Notice::kPathTooLong);

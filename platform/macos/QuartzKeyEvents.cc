@@ -54,7 +54,7 @@ bool QuartzOwnKeys::IsOwnEvent(const void* event) {
 
 std::string QuartzKeyEvents::Problem() {
   if (CGPreflightPostEventAccess()) return {};
-  return "the permission is missing. Allow Quillet in System Settings, Privacy & Security, "
+  return "permission has not been granted. Allow Quillet in System Settings, Privacy & Security, "
          "Accessibility.";
 }
 

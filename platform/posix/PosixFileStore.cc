@@ -224,7 +224,7 @@ FileStore::Replaced PosixFileStore::Replace(const std::string& path, std::string
   Temporary temporary = CreateTemporary(folder.Get(), name, mode);
   UniqueFd& file = temporary.file;
   if (!file.IsOpen()) return Failure();
-  // Keeps the lock until the file is renamed, while the result of closing `file` is checked.
+  // Holds the lock until the file is renamed. `file` is closed before that, to check the result.
   const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
   if (replacesFile) CopyPermissions(file.Get(), old);
   if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||

@@ -147,7 +147,7 @@ struct QtSettingsWindow::Parts {
   QtWindow window;
   SettingsActions actions;
   bool showing = false;                     // Show is running; changes are not reported
-  std::map<const void*, Control> controls;  // by KeyOf
+  std::map<const void*, Control> controls;  // the keys are results of KeyOf
   QCheckBox& first = MakeBox(&SettingsValues::attachtype, "S&ymbology",
                              "The barcode type, for example EAN 13 or Code 39");
   QLineEdit& path = *new PathField;

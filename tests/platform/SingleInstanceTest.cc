@@ -57,7 +57,7 @@ TEST_F(SingleInstanceTest, KeepsRequestsWhileBusy) {
   EXPECT_EQ(requests_, std::vector<std::string>{"token"});
 }
 
-TEST_F(SingleInstanceTest, ALaterStartRunsIfTheInstanceEnds) {
+TEST_F(SingleInstanceTest, SecondStartRunsIfTheFirstEnds) {
   ASSERT_TRUE(first_.Begin({}));
   first_.Listen(loop_, [&](const std::string&) {});
   std::future<bool> other = StartAnother();

@@ -199,7 +199,7 @@ class SettingsTest(StripTest):
         os.chmod(FOLDER, 0o555)
         window = self.settings_window()
         window.type_keys("Return")
-        text = r"The settings were not saved: permission denied\. They belong to \w+\."
+        text = r"The settings were not saved: permission denied\. The settings file belongs to \w+\."
         self.quillet.wait_for_message(text, "Try again")
         os.chmod(FOLDER, 0o755)
         before = os.stat(PATH).st_ino
@@ -213,7 +213,7 @@ class SettingsTest(StripTest):
         window.open_panel()
         long = f"{SHARED}/{'x' * 115}.txt"
         self.type_path(long)
-        text = "Quillet will not remember the chosen path, because it has more than 127 bytes."
+        text = "Quillet will not remember the chosen path, because it is longer than 127 bytes."
         self.quillet.wait_for_message(text, "Choose…")
         window.wait_until_open()
         window.type_keys("Return")
@@ -245,7 +245,7 @@ class RestartTest(StripTest):
         scanner.unplug()
         match = self.quillet.wait_for_message(
             r"Disconnected during the synchronization\. (\d+) records? (is|are) in the archive\. "
-            "Restart Quillet to go on.", "Restart Quillet")
+            "Restart Quillet to continue.", "Restart Quillet")
         self.quillet.press("Synchronize", "Settings", "Clear")
         self.quillet.wait_for_message(re.escape(match[0]), "Restart Quillet")
         with open(f"/proc/{self.quillet.pid}/cmdline", "rb") as file:

@@ -104,7 +104,7 @@ TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't set pasteboard"), 1U);
   EXPECT_TRUE(clock.sleeps().empty());
   EXPECT_EQ(Message(),
-            "A record was not pasted, because the clipboard cannot be set. The record is in the "
+            "A record was not pasted, because the clipboard is not available. The record is in the "
             "archive.");
   pasteboard.takes = true;
   delivery.Deliver("2", true);
@@ -131,7 +131,8 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsKeys) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
-      "Quillet was in front, so its windows ignored the records. They are in the archive. Click "
+      "Quillet was the active window, so the records were not delivered. They are in the archive. "
+      "Click "
       "the other program first.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);

@@ -42,7 +42,8 @@ TEST_F(PortMessagesTest, SayWhoMayUseThePort) {
   EXPECT_EQ(pasteboard.texts(), (std::vector<std::string>{"sudo usermod -aG dialout \"$USER\"",
                                                           "sudo chown \"$USER\" /absent1"}));
   Fail({.kind = Kind::kPermission, .group = "dialout", .joined = true});
-  EXPECT_EQ(strip.text(), "No permission to use /absent1. Log in again to use the group dialout.");
+  EXPECT_EQ(strip.text(),
+            "No permission to use /absent1. Log out and in again to activate the group dialout.");
 }
 
 TEST_F(PortMessagesTest, NameTheProgramThatUsesThePort) {

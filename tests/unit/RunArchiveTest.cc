@@ -513,7 +513,7 @@ TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, DeletedLiveScansAreALostCopy) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfLiveScansAreDeleted) {
   Begin();
   Receive("1");
   archive_.End(true);

@@ -94,7 +94,7 @@ TEST(RunProgressTest, ShowsDeliveredRecordsAfterABurst) {
 
 TEST(RunProgressTest, ShowsThatTheScannerDidNotAnswer) {
   RunProgress progress;
-  const Shown shown{"The scanner did not answer.", 0, "Restart Quillet to go on."};
+  const Shown shown{"The scanner did not answer.", 0, "Restart Quillet to continue."};
   EXPECT_EQ(progress.Look(0ms, {.phase = Phase::kGivenUp}), shown);
   EXPECT_EQ(progress.Look(60s, {.phase = Phase::kGivenUp}), shown);
 }
@@ -195,7 +195,8 @@ TEST_F(ProgressTest, ShowsThatTheScannerDidNotAnswer) {
   tavo.Answer("W", {});
   synchronize.Press();
   EXPECT_TRUE(test::WaitFor([&] {
-    return Shown() == "The scanner did not answer. No records arrived. Restart Quillet to go on.";
+    return Shown() ==
+           "The scanner did not answer. No records arrived. Restart Quillet to continue.";
   }));
 }
 

@@ -14,7 +14,7 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
 WAITING = "Waiting for a scanner. Plug it in."
-OWN_WINDOW = ("Quillet was in front, so its windows ignored the records. They are in the archive. "
+OWN_WINDOW = ("Quillet was the active window, so the records were not delivered. They are in the archive. "
               "Click the other program first.")
 NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
 NO_TYPING = "Quillet cannot type on this desktop: "
@@ -25,7 +25,7 @@ SILENCE = "  ·  no data for "  # appended to the progress text after 3 s withou
 def gave_up(records=0):
     """The message after an unanswered wake-up."""
     arrived = "No records arrived." if records == 0 else f"{records} records are in the archive."
-    return f"The scanner did not answer. {arrived} Restart Quillet to go on."
+    return f"The scanner did not answer. {arrived} Restart Quillet to continue."
 
 
 def cut_off(records):
