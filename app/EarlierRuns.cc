@@ -358,7 +358,7 @@ std::string EarlierRuns::DeliverToFile(const StoredRun& run) {
   const auto records =
       reader_.ForEachLine(run, &parts_.settings, [&](const std::string& line) { lines += line; });
   if (!records) return std::string(kUnreadable);
-  // Adds a number to the name until no file has it.
+  // If the name is in use, appends 2, 3 and so on until a name is unused.
   std::string free = path;
   auto created = platform_.files.CreateNew(free, lines);
   for (int number = 2; created == FileStore::Created::kExists && number < kMaximumNumber;

@@ -40,7 +40,7 @@ struct Platform {
 struct Folders {
   std::string data;        ///< settings and output files; shared by all users
   std::string archive;     ///< the user's archive of received records
-  std::string guide = {};  ///< the user guide, a file; empty if it is not installed
+  std::string guide = {};  ///< path of the user guide; empty if it is not installed
 };
 
 /// The controls of the main window. Main thread.

@@ -35,9 +35,10 @@ void PortMessages::Denied(const std::string& path, const platform::PortObstacle&
 }
 
 void PortMessages::Silent(const std::string& path) {
-  strip_.Raise(Notice::kScannerSilent,
-               "No scanner answers on " + path + ". Press its button to wake it. Check the cable.",
-               {TryAgain()});
+  strip_.Raise(
+      Notice::kScannerSilent,
+      "No scanner is responding on " + path + ". Press the scanner's button. Check the cable.",
+      {TryAgain()});
 }
 
 void PortMessages::Withdraw() {

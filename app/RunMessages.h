@@ -26,7 +26,7 @@ class RunMessages {
   struct Parts {
     const Platform& platform;       ///< clock, ticker, main queue and desktop
     const Lumet& session;           ///< progress and settings
-    const Run& run;                 ///< number of records
+    const Run& run;                 ///< counts the records
     const Word<bool>& isConnected;  ///< whether a scanner is connected
     RunArchive& archive;            ///< where the records are
     EarlierRuns& earlierRuns;       ///< shows a run in the archive

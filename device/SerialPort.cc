@@ -107,8 +107,8 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
   }
 }
 
-// Descriptor::With reads the number first. If the count is unchanged afterwards, the number belongs
-// to the same opening, and closing the line waits until the byte is written.
+// Descriptor::With reads the descriptor first. If the port's count of openings still equals
+// `openings` afterwards, the descriptor is the right one, and it stays open during the write.
 bool SerialPort::transmitIfSamePort(std::uint32_t openings, std::uint8_t byte) {
   const bool written = outputfd_.With([&](std::int32_t line) {
     if (this->openings() != openings) return false;

@@ -16,7 +16,7 @@ class Clock {
   /// Returns the current time in the user's calendar and time zone.
   virtual CalendarTime LocalTime() = 0;
 
-  /// Returns the time since a fixed moment. Monotonic; not affected by changes of the wall clock.
+  /// Returns the time since a fixed point. Changes to the wall clock do not affect it.
   virtual std::chrono::nanoseconds Now() = 0;
 
   /// Suspends the calling thread for at least `duration`. Signals do not shorten the sleep.

@@ -58,7 +58,7 @@ class ToolbarItem {
   virtual void OnPress(std::function<void()> action) = 0;  ///< sets the action to call when pressed
 };
 
-/// A button of the line below the main view.
+/// A button in the status strip.
 struct StripAction {
   std::string title;          ///< a few words
   std::function<void()> run;  ///< called when the button is pressed

@@ -44,8 +44,8 @@ bool SynchronizeFile(int file) {
   return RetryOnSignal([&] { return fsync(file); }) == 0;
 }
 
-// Includes all folders of the path, since an earlier process may have created them without flushing
-// them.
+// Flushes every folder on the path, because an earlier process may have created some of them
+// without flushing them.
 bool SynchronizeEntries(std::string path) {
   for (bool containsFile = true; path.size() > 1; containsFile = false) {
     path.resize(std::max<std::size_t>(path.rfind('/'), 1));

@@ -16,8 +16,8 @@ class PosixClock final : public Clock {
   /// Uses CLOCK_MONOTONIC. Returns immediately if `duration` is zero or negative.
   void Sleep(std::chrono::microseconds duration) override;
 
-  /// Uses PR_SET_TIMERSLACK (prctl(2)) on Linux, and a quality-of-service class, which determines
-  /// the delay, on macOS.
+  /// On Linux, uses PR_SET_TIMERSLACK (prctl(2)). On macOS, chooses a quality-of-service class,
+  /// which determines the slack.
   void SetSleepSlack(std::chrono::microseconds slack) override;
 };
 

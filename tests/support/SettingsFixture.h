@@ -52,7 +52,7 @@ class SettingsFixture : public testing::Test {
   FakePanels panels;
   FakeMainQueue mainQueue;
   FakeStatusDisplay strip;
-  std::vector<std::pair<std::int32_t, std::string>> checked;  ///< calls of checkTarget
+  std::vector<std::pair<std::int32_t, std::string>> checked;  ///< arguments of checkTarget
 
   /// Returns the message in the status strip.
   std::string Message() {

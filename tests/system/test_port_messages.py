@@ -79,7 +79,7 @@ class PortMessagesTest(PortTest):
         scanner = self.plugged_in_scanner(faults=[f"on W {number} ignore"
                                                   for number in range(1, 6)])
         self.start_failing()
-        self.wait_for_message(f"No scanner answers on {PORT}. Press its button to wake it. Check "
+        self.wait_for_message(f"No scanner is responding on {PORT}. Press the scanner's button. Check "
                               "the cable.", "Try again")
         self.press_in_strip("Try again")
         self.quillet.wait_for_view(messages.connecting())

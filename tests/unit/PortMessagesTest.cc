@@ -59,8 +59,8 @@ TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
   registry.Attach("usbmodem1", port);
   tavo.AttachSilent(port);
   Launch();
-  EXPECT_EQ(strip.text(),
-            "No scanner answers on " + port + ". Press its button to wake it. Check the cable.");
+  EXPECT_EQ(strip.text(), "No scanner is responding on " + port +
+                              ". Press the scanner's button. Check the cable.");
   ASSERT_EQ(strip.Buttons(), Titles{"Try again"});
   tavo.Attach(port, test::Scanner());
   strip.Press(0);

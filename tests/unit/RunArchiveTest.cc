@@ -245,7 +245,7 @@ TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextRunBegins) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextCount) {
+TEST_F(RunArchiveTest, WithholdsAnEraseQueuedBeforeTheNextRun) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -275,7 +275,7 @@ TEST_F(RunArchiveTest, FlushesARecordThatArrivesDuringTheFlush) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfAllRecordsWereCutOff) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfEveryRecordWasCutOff) {
   Begin();
   archive_.KeepBurst(Bytes(std::string("\0\0\0", 3)));
   archive_.BurstDelivered(false);
@@ -399,7 +399,7 @@ TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
   EXPECT_FALSE(permits([&] { Receive("2"); })) << "lines without data";
 }
 
-TEST_F(RunArchiveTest, IgnoresTheOutputFileAfterAnotherRecord) {
+TEST_F(RunArchiveTest, OutputFileLacksALaterRecord) {
   Begin();
   files_.full = true;
   Receive("1");

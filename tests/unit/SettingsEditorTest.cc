@@ -270,7 +270,7 @@ TEST_F(SettingsEditorTest, SampleShowsOnlyCharactersThatWillBeTyped) {
   EXPECT_EQ(form.older(), line + "↓");
 }
 
-TEST_F(SettingsEditorTest, ComposesTheSampleFromInvalidNumbers) {
+TEST_F(SettingsEditorTest, ShowsASampleDespiteInvalidSettings) {
   settings().sn_position = 5;
   settings().datadelimiter = 4;
   Open();
