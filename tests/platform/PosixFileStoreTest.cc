@@ -287,7 +287,7 @@ TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
            store_.SynchronizeEntries(path, std::chrono::seconds(30));
   }));
   // The user may have created the folder "inner" itself.
-  chmod((folder_ / "private").c_str(), 0733);
+  chmod((folder_ / "private").c_str(), 0333);
   EXPECT_FALSE(
       AsOrdinaryUser([&] { return store_.SynchronizeEntries(path, std::chrono::seconds(30)); }));
 }
