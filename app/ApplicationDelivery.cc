@@ -62,7 +62,7 @@ void ApplicationDelivery::Paste(const std::string& record) {
   // If SetString fails, Command-V would paste the old contents of the clipboard.
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
-    if (!std::exchange(pastingFailed_, true)) {
+    if (!pastingFailed_.exchange(true)) {
       strip_.Raise(
           Notice::kPastingImpossible,
           "A record was not pasted, because the clipboard is not available. The record is in "
@@ -71,7 +71,7 @@ void ApplicationDelivery::Paste(const std::string& record) {
     }
     return;
   }
-  if (std::exchange(pastingFailed_, false)) strip_.Withdraw(Notice::kPastingImpossible);
+  if (pastingFailed_.exchange(false)) strip_.Withdraw(Notice::kPastingImpossible);
   platform_.clock.Sleep(kPastePause);
   SendCommandAndV();
   platform_.clock.Sleep(kPastePause);
@@ -79,7 +79,8 @@ void ApplicationDelivery::Paste(const std::string& record) {
 
 void ApplicationDelivery::ShowProblem() {
   const std::string problem = platform_.keyEvents.Problem();
-  if (std::exchange(typingProblem_, problem) == problem) return;
+  if (typingProblem_.Get() == problem) return;
+  typingProblem_.Set(problem);
   if (problem.empty()) return strip_.Withdraw(Notice::kTypingImpossible);
   std::vector<StripAction> actions;
   if (!actions_.guide.empty()) {
@@ -89,6 +90,16 @@ void ApplicationDelivery::ShowProblem() {
       Notice::kTypingImpossible,
       "Quillet cannot type on this desktop: " + problem + (problem.ends_with('.') ? "" : "."),
       std::move(actions));
+}
+
+void ApplicationDelivery::RunBegan() {
+  isAtOwnWindow_ = false;
+  pastingFailed_ = false;
+  typingProblem_.Set("");
+  for (const Notice notice :
+       {Notice::kTypedAtQuillet, Notice::kPastingImpossible, Notice::kTypingImpossible}) {
+    strip_.Withdraw(notice);
+  }
 }
 
 void ApplicationDelivery::KeyIgnored() {
@@ -101,12 +112,12 @@ void ApplicationDelivery::KeyIgnored() {
       {{"Show", actions_.showRuns}});
 }
 
-// Removes the message if no window has ignored the previous record. The main thread may handle the
-// keys of a record late.
+// Removes the message if the previous record came long after the last ignored key. The main thread
+// may handle keys late, but then raises the message again.
 void ApplicationDelivery::ForgetOwnWindow() {
-  const Time now = platform_.clock.Now();
-  const Time previous = std::exchange(lastRecord_, now);
-  if (isAtOwnWindow_ && lastIgnored_.load() < previous && now - previous > kLatestKey) {
+  const Time previous = std::exchange(lastRecord_, platform_.clock.Now());
+  if (isAtOwnWindow_ && previous > lastIgnored_.load() &&
+      previous - lastIgnored_.load() > kLatestKey) {
     isAtOwnWindow_ = false;
     strip_.Withdraw(Notice::kTypedAtQuillet);
   }

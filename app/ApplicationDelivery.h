@@ -51,6 +51,9 @@ class ApplicationDelivery {
   /// @param application  the path in the settings
   void CheckTarget(std::int32_t destination, const std::string& application);
 
+  /// Removes the messages about earlier records. Any thread.
+  void RunBegan();
+
   /// Called when a window of this program has ignored a key of a record. Main thread.
   void KeyIgnored();
 
@@ -69,10 +72,11 @@ class ApplicationDelivery {
   StatusStrip& strip_;
   const Actions actions_;
 
-  std::mutex delivering_;      // held while a record is typed or pasted; guards the next three
-  std::string typingProblem_;  // shown in the strip
-  bool pastingFailed_ = false;
+  std::mutex delivering_;  // held while a record is typed or pasted; guards lastRecord_
   Time lastRecord_{};
+
+  SharedText typingProblem_;                 // shown in the strip
+  std::atomic<bool> pastingFailed_ = false;  // shown in the strip
 
   std::mutex checking_;        // guards targetMessage_
   std::string targetMessage_;  // shown in the strip

@@ -100,17 +100,13 @@ void EarlierRuns::Open(const std::string& run) {
 void EarlierRuns::Save(const std::string& run,
                        const std::function<void(const std::string& path)>& saved) {
   Open(run);
-  work_.Add([this, run, saved] {
+  const auto contents = [this, run]() -> std::optional<std::string> {
     const std::vector<StoredRun> runs = reader_.List();
     const auto found = std::ranges::find_if(
         runs, [&](const StoredRun& stored) { return stored.names.front() == run; });
-    return [this, stored = found == runs.end() ? StoredRun() : *found, saved] {
-      if (stored.names.empty()) return window_.ShowMessage(kUnreadable);
-      SaveFile(
-          "Save records", stored.names.front() + ".txt",
-          [this, stored] { return reader_.Lines(stored); }, saved);
-    };
-  });
+    return found == runs.end() ? std::nullopt : reader_.Lines(*found);
+  };
+  SaveFile("Save records", run + ".txt", contents, saved);
 }
 
 void EarlierRuns::RunEnded() {

@@ -59,8 +59,10 @@ void RunMessages::RunBegan() {
 }
 
 void RunMessages::Connected() {
+  parts_.strip.Withdraw(Notice::kPressIgnored);
+  // A record-by-record run may continue after a reconnection, a burst run does not.
+  if (parts_.run.IsShown() && parts_.session.bBurstSync) return;
   parts_.strip.Withdraw(Notice::kDisconnectedInRun);
-  // A record-by-record run continues after a reconnection.
   if (parts_.run.IsShown()) parts_.platform.mainQueue.Async([this] { StartTicker(); });
 }
 
@@ -125,6 +127,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
        {Notice::kDisconnectedInRun, Notice::kRunStuck, Notice::kPressIgnored}) {
     parts_.strip.Withdraw(notice);
   }
+  parts_.strip.Withdraw(Notice::kRecordsMissing);
   if (!parts_.archive.failed()) parts_.strip.Withdraw(Notice::kArchiveNotWritten);
   if (result.records > 0) CheckCopies();
   ended_ = result.records;
@@ -191,6 +194,7 @@ void RunMessages::ShowMissing(std::string_view scanner) {
 }
 
 void RunMessages::ScannerErased() {
+  parts_.strip.Withdraw(Notice::kNotErased);
   ShowMissing("The scanner was erased.");
 }
 

@@ -18,6 +18,10 @@ enum class Notice {
   kDisconnectedInRun,  ///< the connection ended during a run
   kRunStuck,           ///< the run will not end
 
+  kPortDenied,     ///< no permission to open the port
+  kPortBusy,       ///< another program uses the port
+  kScannerSilent,  ///< the port was opened, but no scanner answered
+
   kPressIgnored,  ///< the button that the user pressed has no effect now
 
   kTypingImpossible,   ///< the system does not allow Quillet to type
@@ -27,9 +31,6 @@ enum class Notice {
 
   kProgress,  ///< the progress of a run; see StatusStrip::ShowProgress
 
-  kSettingsNotSaved,  ///< the settings file could not be written
-  kPathRefused,       ///< the settings file was chosen as the output file
-
   kNotErased,           ///< the scanner was not erased, because its records are not on the disk
   kFileNotWritten,      ///< the output file of a run could not be written
   kSettingsFileAsFile,  ///< the path of the output file leads to the settings file
@@ -37,9 +38,8 @@ enum class Notice {
   kRecordsMissing,      ///< a run did not receive all records
   kDelivery,            ///< progress and result of Deliver again
 
-  kPortDenied,     ///< no permission to open the port
-  kPortBusy,       ///< another program uses the port
-  kScannerSilent,  ///< the port was opened, but no scanner answered
+  kSettingsNotSaved,  ///< the settings file could not be written
+  kPathRefused,       ///< the settings file was chosen as the output file
 
   kInterrupted,        ///< an earlier process did not finish a run or a file
   kArchiveIsOnlyCopy,  ///< erasing leaves only the archive's copy of the records

@@ -242,7 +242,7 @@ bool SyncController::TryPort() {
 }
 
 void SyncController::TryAgain() {
-  if (bIsConnected || bIsUnderSynchronization || isAttemptStarting_) return;
+  if (bIsConnected || bIsUnderSynchronization || isAttemptStarting_ || numPorts == 0) return;
   StartConnectionThread(bAutoConnect);
 }
 

@@ -34,20 +34,21 @@ std::int32_t Descriptor::Exchange(std::int32_t replacement) {
   return old;
 }
 
-// Descriptor 0 is not closed: it is the initial value, and the channel does not own it.
-void SerialPort::CloseHeld(Descriptor& place) {
-  if (place <= 0) return;
-  const std::int32_t line = place.Exchange(-1);
-  if (line > 0) line_.Close(line);
+// Stores a descriptor and closes the previous one. Descriptor 0 is not closed: it is the initial
+// value, and the channel does not own it.
+void SerialPort::Put(Descriptor& place, std::int32_t line) {
+  const std::int32_t replaced = place.Exchange(line);
+  if (replaced > 0) line_.Close(replaced);
 }
 
 std::uint8_t SerialPort::openConnections(const char* path) {
   // A port that this channel has reserved could not be opened again.
-  CloseHeld(inputfd_);
-  CloseHeld(outputfd_);
-  inputfd_.Exchange(line_.Open(path, SerialLine::Access::kRead, kScannerLine));
+  for (Descriptor* held : {&inputfd_, &outputfd_}) {
+    if (*held > 0) Put(*held, -1);
+  }
+  Put(inputfd_, line_.Open(path, SerialLine::Access::kRead, kScannerLine));
   if (inputfd_ < 0) return 0;
-  outputfd_.Exchange(line_.Open(path, SerialLine::Access::kWrite, kScannerLine));
+  Put(outputfd_, line_.Open(path, SerialLine::Access::kWrite, kScannerLine));
   // The output is reserved because it is closed last.
   if (outputfd_ < 0 || !outputfd_.With([this](std::int32_t line) { return line_.Reserve(line); })) {
     closeInputConnection();

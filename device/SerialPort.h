@@ -117,7 +117,7 @@ class SerialPort {
   std::uint8_t bIsClosed() const { return bIsClosed_; }  ///< 1 after closeConnections
 
  private:
-  void CloseHeld(Descriptor& place);
+  void Put(Descriptor& place, std::int32_t line);
   void CountSilence();
 
   SystemLog& log_;

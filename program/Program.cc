@@ -46,7 +46,7 @@ void Program::Run(platform::SerialRegistry& registry, platform::posix::SingleIns
     ownKeyFilter_.emplace(*desktop_.ownKeys, [this] { controller_->KeyIgnored(); });
   }
   delegate_.OnRestart([this] {
-    if (instance_) instance_->End();
+    End();
     platform::posix::RestartProcess(arguments_, log_);
   });
   signals_.emplace(watcher_, [this] { LeaveOnSignal(); });
@@ -56,7 +56,7 @@ void Program::Run(platform::SerialRegistry& registry, platform::posix::SingleIns
   delegate_.applicationDidFinishLaunching();
   platform::posix::LeaveLikewiseOnExit(log_);
   const int status = QApplication::exec();
-  desktop_.pasteboard->Keep();
+  End();
   Leave(status);
 }
 
@@ -65,13 +65,18 @@ void Program::Raise(const std::string& token) {
   desktop_.raise(dialog != nullptr ? *dialog : window_.widget(), token);
 }
 
+// Keep runs a nested main loop. A second start during it must find no instance.
+void Program::End() {
+  if (instance_) instance_->End();
+  desktop_.pasteboard->Keep();
+}
+
 // A nested main loop, such as that of a modal dialog, does not return when the main loop ends. The
 // process therefore ends here.
 void Program::LeaveOnSignal() {
   constexpr std::chrono::seconds kLongestFlush{1};
   delegate_.windowWillClose();
-  desktop_.pasteboard->Keep();
-  if (instance_) instance_->End();
+  End();
   platform::posix::LeaveProcess(EXIT_SUCCESS, log_, kLongestFlush);
 }
 

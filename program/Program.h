@@ -52,6 +52,7 @@ class Program {
 
  private:
   [[noreturn]] void LeaveOnSignal();
+  void End();
   void Raise(const std::string& token);
 
   int argc_ = 1;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "platform/qt/X11Connection.h"
@@ -109,27 +110,23 @@ void SaveClipboard() {
   xcb_create_window(xcb, 0, requestor, xcb_setup_roots_iterator(xcb_get_setup(xcb)).data->root, 0,
                     0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
   bool done = false;
-  QEventLoop loop;
   const EventWaiter waiter(
       [=](const xcb_generic_event_t& event) {
         const auto& notify = reinterpret_cast<const xcb_selection_notify_event_t&>(event);
         return (event.response_type & ~kSentByClient) == XCB_SELECTION_NOTIFY &&
                notify.requestor == requestor;
       },
-      [&] {
-        done = true;
-        loop.quit();
-      });
-  QTimer::singleShot(kLongestSave, &loop, [&] {
-    done = true;
-    loop.quit();
-  });
+      [&] { done = true; });
   // Without a list of targets in the property, the manager saves all of them.
   xcb_convert_selection(xcb, requestor, Atom(xcb, "CLIPBOARD_MANAGER"), Atom(xcb, "SAVE_TARGETS"),
                         Atom(xcb, "_QUILLET_SAVED"), XCB_CURRENT_TIME);
   xcb_flush(xcb);
-  // The end of the program may be pending, which would end the loop early.
-  while (!done) loop.exec(QEventLoop::ExcludeUserInputEvents);
+  // Polls, because QEventLoop::exec returns at once while the end of the program is pending.
+  const auto end = std::chrono::steady_clock::now() + kLongestSave;
+  while (!done && std::chrono::steady_clock::now() < end) {
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
 }
 
 }  // namespace quillet::platform::qt

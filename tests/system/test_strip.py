@@ -148,8 +148,8 @@ class ResultTest(StripTest):
     def test_says_once_that_the_archive_has_the_only_copy(self):
         self.begin(destination=1, clear_memory=1)
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_message("The scanner will keep no copy of the records. The archive "
-                                      "keeps one.", "Show")
+        self.quillet.wait_for_message("The scanner keeps no copy of the records. A copy is in "
+                                      "the archive.", "Show")
         self.quillet.press_in_strip("Show")
         self.assertIn("Complete", self.selected_run())
         self.quillet.clear()
@@ -269,7 +269,7 @@ class RestartTest(StripTest):
         self.begin(faults=[f"on W {number} ignore" for number in range(1, 6)])
         self.quillet.press("Synchronize")
         self.quillet.wait_for_message("The scanner did not answer. No records arrived. Restart "
-                                      "Quillet to go on.", "Restart Quillet")
+                                      "Quillet to continue.", "Restart Quillet")
         self.check_restart()
         self.quillet.wait_for_connect_label("Disconnect")
         self.quillet.clear()

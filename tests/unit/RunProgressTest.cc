@@ -200,19 +200,32 @@ TEST_F(ProgressTest, ShowsThatTheScannerDidNotAnswer) {
   }));
 }
 
-TEST_F(ProgressTest, StopsTheTickerWhileDisconnected) {
-  ConnectWith({});
-  StartAndHold("W");
-  EXPECT_EQ(Shown(), "Requesting records from the scanner");
-  registry.Unplug(folder / "usbmodem1");
-  EXPECT_EQ(Shown(),
-            "Disconnected during the synchronization. No records arrived. Restart Quillet to go "
-            "on.");
-  EXPECT_FALSE(ticker.IsRunning());
-  ASSERT_TRUE(test::WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
-  BecomeConnected();
+class DisconnectedProgressTest : public ProgressTest {
+ protected:
+  void Reconnect(bool burst) {
+    ConnectWith({.burstsync = burst});
+    StartAndHold("W");
+    EXPECT_EQ(Shown(), "Requesting records from the scanner");
+    registry.Unplug(folder / "usbmodem1");
+    EXPECT_EQ(Shown(), kDisconnected);
+    EXPECT_FALSE(ticker.IsRunning());
+    ASSERT_TRUE(test::WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
+    BecomeConnected();
+  }
+
+  static constexpr const char* kDisconnected =
+      "Disconnected during the synchronization. No records arrived. Restart Quillet to continue.";
+};
+
+TEST_F(DisconnectedProgressTest, ContinuesRecordByRecord) {
+  Reconnect(false);
   EXPECT_TRUE(Shown().starts_with("Requesting records from the scanner"));
   EXPECT_TRUE(ticker.IsRunning());
+}
+
+TEST_F(DisconnectedProgressTest, AdvisesARestartAfterABurst) {
+  Reconnect(true);
+  EXPECT_EQ(Shown(), kDisconnected);
 }
 
 TEST_F(ProgressTest, HidesProgressIfTheRunEndsBeforeTheFirstTick) {
