@@ -18,7 +18,7 @@ void QuilletAppDelegate::windowWillClose() {
   syncController_->Terminate();
 }
 
-void QuilletAppDelegate::restart() {
+void QuilletAppDelegate::Restart() {
   windowWillClose();
   if (restart_) restart_();
 }

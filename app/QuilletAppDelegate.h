@@ -32,7 +32,7 @@ class QuilletAppDelegate {
 
   /// Sets the function that starts the program again. It does not return.
   void OnRestart(std::function<void()> action) { restart_ = std::move(action); }
-  void restart();  ///< ends as if the window had been closed, then starts again; main thread
+  void Restart();  ///< ends as if the window had been closed, then starts again; main thread
 
   /// Changes the main window's title, through the main queue. Any thread.
   void changeWindowTitle(std::string_view title);

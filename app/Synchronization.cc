@@ -108,7 +108,7 @@ void SyncController::OpenArchive() {
                                .archive = *archive_,
                                .earlierRuns = *earlierRuns_,
                                .strip = strip_,
-                               .restart = [this] { delegate_->restart(); }});
+                               .restart = [this] { delegate_->Restart(); }});
 }
 
 void SyncController::connectionDidReceiveResponse() {

@@ -272,7 +272,7 @@ void Lumet::EraseIfPermitted() {
 void Lumet::SendErase(const ErasePermit& /*permit*/, std::uint32_t port) {
   TakeCommand();
   LogCommand();
-  if (serial_.transmitIfSamePort(port, commandBuf_[0])) {
+  if (serial_.TransmitIfSamePort(port, commandBuf_[0])) {
     AwaitAnswer(kCommandWait);
   } else {
     Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the port was closed");

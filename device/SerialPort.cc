@@ -110,7 +110,7 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
 
 // Descriptor::With reads the descriptor first. If the port's count of openings still equals
 // `openings` afterwards, the descriptor is the right one, and it stays open during the write.
-bool SerialPort::transmitIfSamePort(std::uint32_t openings, std::uint8_t byte) {
+bool SerialPort::TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte) {
   const bool written = outputfd_.With([&](std::int32_t line) {
     if (this->openings() != openings) return false;
     line_.Write(line, byte);

@@ -99,7 +99,7 @@ class SerialPort {
   /// Like transmitCharacters, but writes a byte only if the port has been neither opened nor closed
   /// since `openings` returned the given value.
   /// @return false if it has
-  bool transmitIfSamePort(std::uint32_t openings, std::uint8_t byte);
+  bool TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte);
 
   /// How often the port has been opened or closed for writing. Any thread.
   std::uint32_t openings() const { return outputfd_.replacements(); }

@@ -61,7 +61,7 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
 }
 
 std::string DisplayOfSession() {
-  const std::string wayland = Variable("WAYLAND_DISPLAY");
+  std::string wayland = Variable("WAYLAND_DISPLAY");
   if (!wayland.empty()) return wayland;
   // The number of the screen follows a dot (X(7)).
   const std::string x11 = Variable("DISPLAY");

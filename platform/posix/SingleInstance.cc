@@ -54,7 +54,7 @@ std::string PrivateFolder() {
 }
 
 std::string PathFor(std::string_view display, std::string_view ending) {
-  const std::string folder = display.empty() ? std::string() : PrivateFolder();
+  std::string folder = display.empty() ? std::string() : PrivateFolder();
   if (folder.empty()) return folder;
   std::string name = "/quillet-" + std::string(display) + std::string(ending);
   std::replace(name.begin() + 1, name.end(), '/', '_');
