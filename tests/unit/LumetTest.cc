@@ -358,18 +358,19 @@ TEST_F(LumetTest, SendsNoEraseAfterTheCableIsUnplugged) {
 TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
   // Opens another port during the wait, but does not begin the connection until the erase command
   // has been handled.
-  std::atomic<bool> opened = false;
-  std::atomic<bool> handled = false;
-  log.onWrite = [&](std::string_view written) {
+  static std::atomic<bool> opened = false;
+  static std::atomic<bool> handled = false;
+  // Stays valid, because the command thread of the new connection outlives the test.
+  log.onWrite = [](std::string_view written) {
     if (!written.ends_with("Open succeeded !!!")) return;
     opened = true;
-    EXPECT_TRUE(WaitFor([&] { return handled.load(); }));
+    EXPECT_TRUE(WaitFor([] { return handled.load(); }));
   };
   std::thread connecting;
   archive.onAwait = [&] {
     lumet.disconnectTavo();
     connecting = std::thread([&] { lumet.connectTavo("other port"); });
-    EXPECT_TRUE(WaitFor([&] { return opened.load(); }));
+    EXPECT_TRUE(WaitFor([] { return opened.load(); }));
   };
   lumet.EraseTavoMemory();
   Dispatch();
@@ -377,7 +378,6 @@ TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
   EXPECT_TRUE(lumet.bCommandDone());
   handled = true;
   connecting.join();
-  log.onWrite = nullptr;
 }
 
 TEST_F(LumetTest, ReportsAnEraseThatIsQueuedDuringTheNextRun) {
