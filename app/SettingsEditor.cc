@@ -57,7 +57,7 @@ void SettingsEditor::CheckPaths() {
     return parts_.strip.Raise(
         Notice::kPathTooLong,
         "Quillet will not remember the chosen path, because it is longer than 127 bytes.",
-        {{"Choose…", [this, destination = destination] { Choose(destination); }}});
+        {{"Choose…", [this, chosen = destination] { Choose(chosen); }}});
   }
   parts_.strip.Withdraw(Notice::kPathTooLong);
 }

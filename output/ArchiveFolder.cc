@@ -146,8 +146,8 @@ std::vector<ArchiveFolder::Run> ArchiveFolder::RunsByAge() const {
   }
   if (noted.size() > kLongOrder) files_.Replace(path, kept);
   for (auto& [name, run] : found) {
-    const auto next =
-        std::ranges::find_if(runs, [&name = name](const Run& other) { return other.name > name; });
+    const auto next = std::ranges::find_if(
+        runs, [&group = name](const Run& other) { return other.name > group; });
     runs.insert(next, std::move(run));
   }
   return runs;
