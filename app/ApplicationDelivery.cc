@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 using platform::KeyEvent;
 using platform::KeyFlag;
 
-constexpr std::uint16_t kKeyV = 9;
+constexpr KeyValue kKeyV = 9;
 constexpr int kRunningChecks = 10;
 
 // Pause before and after pressing the paste keys. The first pause gives the clipboard time to
@@ -28,8 +28,11 @@ constexpr auto kLatestKey = 1s;
 constexpr char kNotFound[] = "\" was not found. Choose another application.";
 constexpr char kNotOpened[] = "\" could not be opened. Choose another application.";
 
-void PressKey(platform::KeyEvents& events, std::uint16_t virtualKey, KeyFlag flag) {
-  const KeyEvent press[] = {{virtualKey, true, flag}, {virtualKey, false, KeyFlag::kNone}};
+void PressKey(platform::KeyEvents& events, KeyValue key, KeyFlag flag) {
+  const std::uint16_t virtualKey = key & kKeyCodeMask;
+  const char character = CharacterOfKey(key);
+  const KeyEvent press[] = {{virtualKey, true, flag, character},
+                            {virtualKey, false, KeyFlag::kNone, character}};
   events.Post(press);
 }
 
@@ -124,8 +127,7 @@ void ApplicationDelivery::ForgetOwnWindow() {
 }
 
 void ApplicationDelivery::SendKeyCode(KeyValue key) {
-  PressKey(platform_.keyEvents, key & kKeyCodeMask,
-           key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone);
+  PressKey(platform_.keyEvents, key, key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone);
 }
 
 void ApplicationDelivery::SendCommandAndV() {

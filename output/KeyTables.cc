@@ -36,4 +36,10 @@ KeyValue KeyForCharacter(char16_t character) {
   return kNoKey;
 }
 
+char CharacterOfKey(KeyValue key) {
+  const std::u16string_view table = key & kShiftBit ? kShifted : kUnshifted;
+  const std::size_t code = key & kKeyCodeMask;
+  return code < table.size() && table[code] < 0x80 ? static_cast<char>(table[code]) : '\0';
+}
+
 }  // namespace quillet

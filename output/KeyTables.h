@@ -15,4 +15,7 @@ inline constexpr KeyValue kNoKey = 0x00FF;  ///< the character has no key
 /// carriage return has no key, so that CR LF presses Return only once.
 KeyValue KeyForCharacter(char16_t character);
 
+/// Returns the ASCII character that a key types, or NUL if the key types none.
+char CharacterOfKey(KeyValue key);
+
 }  // namespace quillet

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace quillet::platform {
 
@@ -14,6 +15,7 @@ struct KeyEvent {
   std::uint16_t virtualKey = 0;   ///< ANSI virtual key code: 0 is A, 36 Return, 48 Tab, 49 Space
   bool down = false;              ///< true for key-down, false for key-up
   KeyFlag flag = KeyFlag::kNone;  ///< modifier; key-down events only
+  char character = 0;  ///< ASCII character to type, or the letter of a shortcut with Command
   bool operator==(const KeyEvent&) const = default;  ///< compares all members
 };
 
@@ -32,6 +34,15 @@ class KeyEvents {
   /// Control for Command. If Caps Lock is known to be on, Linux backends compensate for it and
   /// leave it on. Modifiers that the user holds down combine with the posted keys.
   virtual void Post(std::span<const KeyEvent> events) = 0;
+
+  /// Returns the characters of `text` that cannot be typed now, each once; empty if all can. Call
+  /// it before a record is typed, so that no part of a record is lost. Same threads as Post.
+  /// @param text  ASCII characters that will be passed to Post
+  virtual std::string Untypable(std::string_view /*text*/) { return {}; }
+
+  /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
+  /// the answer. Call it when the user chooses a destination that types. Any thread.
+  virtual void Prepare() {}
 
   /// Returns why the last Post dropped its events: what is missing on this system, as a part of a
   /// sentence. Returns an empty text if the system accepted the events. Same threads as Post.

@@ -16,7 +16,8 @@ constexpr const char* kEditor = "/usr/bin/editor";
 constexpr const char* kNoReference = "-[SyncController RunApplication]:Couldn't get FSRef";
 
 Post Press(std::uint16_t key, KeyFlag flag = KeyFlag::kNone) {
-  return {{key, true, flag}, {key, false, KeyFlag::kNone}};
+  const char character = CharacterOfKey(flag == KeyFlag::kShift ? KeyValue(key | kShiftBit) : key);
+  return {{key, true, flag, character}, {key, false, KeyFlag::kNone, character}};
 }
 
 class DeliveryTest : public test::AppFixture {
