@@ -29,7 +29,7 @@ void PortMessages::Denied(const std::string& path, const platform::PortObstacle&
   } else {
     strip_.Raise(Notice::kPortDenied,
                  "No udev rule lets you use " + path +
-                     ". Install Quillet's package, or run the command in a terminal.",
+                     ". Install the Quillet package, or run the command in a terminal.",
                  {Copy("sudo chown \"$USER\" " + path)});
   }
 }

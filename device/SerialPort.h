@@ -124,7 +124,7 @@ class SerialPort {
   platform::Clock& clock_;
   platform::SerialLine& line_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
-  // Both are initially 0, a descriptor that the channel has not opened.
+  // Initially 0, although the channel has not opened this descriptor.
   Descriptor outputfd_;
   Descriptor inputfd_;
   std::atomic<std::uint8_t> bIsClosed_{0};

@@ -4,7 +4,7 @@
 file(CHMOD_RECURSE ${CPACK_TEMPORARY_DIRECTORY} DIRECTORY_PERMISSIONS
      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-# CPack's own stripping keeps the section .comment, which Debian packages do not have.
+# CPack does not remove the section .comment, which Debian packages must not contain.
 file(GLOB program ${CPACK_TEMPORARY_DIRECTORY}/*/usr/bin/quillet)
 execute_process(COMMAND ${CPACK_QUILLET_STRIP} --remove-section=.comment ${program}
                 COMMAND_ERROR_IS_FATAL ANY)

@@ -77,10 +77,12 @@ class DesktopApplications final : public Applications {
  private:
   // State of an application that was opened.
   struct Opened {
-    int pid = 0;                                         // ID of a started or found process, or 0
-    std::unique_ptr<WatchedProcess> process;             // watches `pid`
-    std::optional<std::chrono::nanoseconds> start;       // start time of a process started here
-    std::optional<std::chrono::nanoseconds> handedOver;  // time of process end or last request
+    int pid = 0;                                    // ID of a started or found process, or 0
+    std::unique_ptr<WatchedProcess> process;        // watches `pid`
+    std::optional<std::chrono::nanoseconds> start;  // start time of a process started here
+    // If the process may have passed its work on to an unknown process: the time when it ended or
+    // of the latest request.
+    std::optional<std::chrono::nanoseconds> handedOver;
   };
 
   bool Start(const ApplicationFile& file, Opened& opened);

@@ -44,7 +44,7 @@ bool IsPrivateFolder(const std::string& path) {
          status.st_uid == geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-/// Returns a folder that only this user can change, or an empty text.
+/// Returns a folder that only this user can write to, or an empty string.
 std::string PrivateFolder() {
   const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
   if (runtime != nullptr && runtime[0] == '/' && IsPrivateFolder(runtime)) return runtime;

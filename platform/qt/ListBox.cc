@@ -11,8 +11,8 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr int kGap = 12;             // between a title and its detail, in pixels
-constexpr float kWeakening = 0.35F;  // of a detail's colour towards the background
+constexpr int kGap = 12;          // between a title and its detail, in pixels
+constexpr float kFading = 0.35F;  // share of the background in the colour of a detail
 
 QString DetailOf(const QModelIndex& index) {
   return index.data(ListBox::kDetailRole).toString();
@@ -31,7 +31,7 @@ class DetailDelegate final : public QAbstractItemDelegate {
     const QPalette& palette = option.palette;
     painter->setPen(
         selected ? palette.color(QPalette::HighlightedText)
-                 : Mix(palette.color(QPalette::Text), palette.color(QPalette::Base), kWeakening));
+                 : Mix(palette.color(QPalette::Text), palette.color(QPalette::Base), kFading));
     painter->setFont(option.font);
     painter->drawText(option.rect.adjusted(0, 0, -kGap, 0), Qt::AlignRight | Qt::AlignVCenter,
                       DetailOf(index));
@@ -130,7 +130,7 @@ void ListBox::paintEvent(QPaintEvent* event) {
   if (place.width() < fontMetrics().horizontalAdvance(QStringLiteral("…/X"))) return;
   QPainter painter(this);
   painter.setPen(
-      Mix(palette().color(QPalette::ButtonText), palette().color(QPalette::Button), kWeakening));
+      Mix(palette().color(QPalette::ButtonText), palette().color(QPalette::Button), kFading));
   painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
                    fontMetrics().elidedText(detail, Qt::ElideLeft, place.width()));
 }

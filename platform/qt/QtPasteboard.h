@@ -11,9 +11,9 @@ namespace quillet::platform::qt {
 /// seconds. If the main queue drops the work, the wait ends at once. After a failure the text is
 /// never set.
 ///
-/// On X11, a text counts as set when the program owns the clipboard. The X server refuses an owner
-/// whose last event is older than the current owner (ICCCM, 2.1). Before a call from another
-/// thread sets the text, Qt therefore receives an event with the current time.
+/// On X11, a text counts as set when the program owns the clipboard. The X server refuses a request
+/// whose time stamp is earlier than that of the current owner (ICCCM, 2.1). Before a call from
+/// another thread sets the text, Quillet therefore sends Qt an event with the current time.
 class QtPasteboard final : public Pasteboard {
  public:
   /// @param queue  the main thread's queue; it outlives this object

@@ -347,7 +347,7 @@ void QtRunsWindow::ShowRows(const std::vector<RunRow>& rows, std::int32_t select
   QTreeWidget& list = parts_->list;
   const QSignalBlocker quiet(list);
   const bool hadFocus = focusWidget() == &list;
-  // At the top, a new first row should become visible.
+  // A list that is scrolled to the top stays there, so that a new first row is visible.
   const bool atTop = list.verticalScrollBar()->value() == 0;
   const QPersistentModelIndex top = atTop ? QModelIndex() : list.indexAt({0, 0});
   parts_->UpdateItems(rows);

@@ -238,7 +238,7 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
                    "If off, the scanner keeps the records and delivers them again next time."));
   Outline(path);
   path.setToolTip(QStringLiteral(
-      "Use Browse to change the path. If the file is named sn_timestamp.txt, each run "
+      "Use Browse to change the path. If the file is named sn_timestamp.txt, each synchronization "
       "writes a file named after the scanner's serial number and the time."));
   browse.setAutoDefault(false);  // the Return key presses Save
   QWidget& pathRow = Beside(path, browse);

@@ -1,4 +1,4 @@
-"""The program's windows ignore the records that the program types or pastes, and no other keys."""
+"""The program's windows ignore the keys that the program itself presses, but accept all others."""
 
 from editors import Terminal
 from harness.archive import archived_records, stored

@@ -178,7 +178,7 @@ class ArchiveTest(FaultTest):
         erasures = self.erasures(scanner)
         self.assertEqual(0 if erasures else len(self.records), scanner.record_count())
         positions = [at for at, call in enumerate(calls) if call.call == "erase"]
-        # Ignores the bytes "E" in the command that sets the scanner's clock.
+        # Earlier "E" bytes belong to the command that sets the scanner's clock.
         positions = positions[len(positions) - erasures:]
         disk = Disk()
         for at, call in enumerate(calls):

@@ -89,7 +89,7 @@ TEST_F(SingleInstanceTest, RunsAfterAnInstanceExecutesAProgram) {
   EXPECT_FALSE(SingleInstance(":7").Begin({}));
 }
 
-TEST_F(SingleInstanceTest, EachDisplayHasAnInstance) {
+TEST_F(SingleInstanceTest, AllowsOneInstancePerDisplay) {
   ASSERT_TRUE(first_.Begin({}));
   EXPECT_TRUE(SingleInstance(":8").Begin({}));
   EXPECT_TRUE(SingleInstance("").Begin({}));

@@ -50,7 +50,7 @@ class ErasingTest(SystemTest):
         self.quillet.wait_for_view_end(messages.count(count) + messages.ERASED + messages.FINISHED)
         self.quillet.wait_for_progress(end)
 
-    def test_archives_a_run_to_the_view(self):
+    def test_archives_a_run_shown_in_the_view(self):
         scanner = self.begin(some_records(3), destination=1)
         self.quillet.press("Synchronize")
         self.wait_for_erasing(scanner)

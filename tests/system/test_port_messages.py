@@ -43,8 +43,8 @@ class PortMessagesTest(PortTest):
         terminal = os.path.realpath(PORT)
         os.chmod(terminal, 0)
         self.start_failing()
-        self.wait_for_message(f"No udev rule lets you use {PORT}. Install Quillet's package, or run "
-                              "the command in a terminal.", "Copy command")
+        self.wait_for_message(f"No udev rule lets you use {PORT}. Install the Quillet package, or "
+                              "run the command in a terminal.", "Copy command")
         self.press_in_strip("Copy command")
         self.assertEqual(f"sudo chown \"$USER\" {PORT}", self.desktop.clipboard_text())
         os.chmod(terminal, 0o600)

@@ -238,7 +238,7 @@ class RestartTest(StripTest):
         self.assertIn("-[QuilletAppDelegate windowWillClose:]", lines)
         self.quillet.wait_for_restart()
 
-    def test_restarts_after_unplugging_in_a_run(self):
+    def test_restarts_after_unplugging_during_a_run(self):
         scanner = self.begin(40, burst_sync=0)
         self.quillet.press("Synchronize")
         self.quillet.wait_for_message("Received [1-9].*")

@@ -1,4 +1,5 @@
-"""Suspends the computer. A port that lost its power is removed and arrives again on resuming."""
+"""Suspends the computer. A port that loses power is removed, and added again when the computer
+resumes."""
 
 import signal
 

@@ -77,7 +77,7 @@ TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 
-TEST_F(PortDiscoveryTest, ArmingNotificationsStartsNoConnectionAttempt) {
+TEST_F(PortDiscoveryTest, DoesNotConnectWhenArmingNotifications) {
   AttachOther("usbmodem1");
   Launch();
   EXPECT_EQ(Attempts(), 1U);

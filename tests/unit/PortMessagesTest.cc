@@ -35,7 +35,7 @@ TEST_F(PortMessagesTest, SayWhoMayUseThePort) {
   Fail({.kind = Kind::kPermission});
   EXPECT_EQ(
       strip.text(),
-      "No udev rule lets you use /absent1. Install Quillet's package, or run the command in a "
+      "No udev rule lets you use /absent1. Install the Quillet package, or run the command in a "
       "terminal.");
   ASSERT_EQ(strip.Buttons(), Titles{"Copy command"});
   strip.Press(0);

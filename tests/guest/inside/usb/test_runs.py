@@ -1,4 +1,4 @@
-"""Runs with both layouts of records, in a burst and one by one."""
+"""Downloads with both record layouts, in a burst and record by record."""
 
 import os
 
