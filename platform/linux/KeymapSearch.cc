@@ -1,0 +1,212 @@
+#include "platform/linux/KeymapSearch.h"
+
+#include <xkbcommon/xkbcommon.h>
+
+#include <algorithm>
+#include <bit>
+#include <tuple>
+#include <utility>
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+constexpr std::uint32_t kHighestOfMainBlock = 94;  // evdev code 86, the key beside the left Shift
+constexpr std::size_t kMostMasks = 64;
+constexpr std::size_t kModifiers = 8;  // real modifiers
+
+std::uint32_t MaskOf(xkb_keymap* keymap, const char* modifier) {
+  const xkb_mod_index_t index = xkb_keymap_mod_get_index(keymap, modifier);
+  return index == XKB_MOD_INVALID ? 0 : std::uint32_t{1} << index;
+}
+
+char CharacterOf(xkb_keysym_t symbol) {
+  if (symbol == XKB_KEY_Return) return '\n';
+  if (symbol == XKB_KEY_Tab) return '\t';
+  return symbol >= ' ' && symbol <= '~' ? static_cast<char>(symbol) : '\0';
+}
+
+}  // namespace
+
+std::uint32_t KeysymOf(char character) {
+  if (character == '\n') return XKB_KEY_Return;
+  if (character == '\t') return XKB_KEY_Tab;
+  return static_cast<unsigned char>(character);
+}
+
+struct KeymapSearch::Candidate {
+  xkb_keysym_t symbol = 0;
+  std::uint32_t code = 0;
+  std::uint32_t mask = 0;
+
+  bool operator<(const Candidate& other) const { return Rank() < other.Rank(); }
+  std::tuple<bool, int, std::uint32_t> Rank() const {
+    return {code > kHighestOfMainBlock, std::popcount(mask), code};
+  }
+};
+
+// Computes what keys do, without a keyboard.
+class KeymapSearch::State {
+ public:
+  State(xkb_keymap* keymap, const KeyboardState& initial)
+      : initial_(initial), state_(xkb_state_new(keymap)) {
+    SetModifiers(0);
+  }
+  ~State() { xkb_state_unref(state_); }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+
+  void SetModifiers(std::uint32_t mask) {
+    xkb_state_update_mask(state_, mask, 0, initial_.lockedModifiers, 0, 0, initial_.group);
+  }
+  void Put(std::uint32_t code, bool down) {
+    xkb_state_update_key(state_, code, down ? XKB_KEY_DOWN : XKB_KEY_UP);
+  }
+  xkb_keysym_t Symbol(std::uint32_t code) const { return xkb_state_key_get_one_sym(state_, code); }
+  std::uint32_t Pressed() const {
+    return xkb_state_serialize_mods(state_, XKB_STATE_MODS_DEPRESSED);
+  }
+  // True if the state differs from the initial one by pressed modifiers only.
+  bool IsInitial() const {
+    return xkb_state_serialize_mods(state_, XKB_STATE_MODS_LATCHED) == 0 &&
+           xkb_state_serialize_mods(state_, XKB_STATE_MODS_LOCKED) == initial_.lockedModifiers &&
+           xkb_state_serialize_layout(state_, XKB_STATE_LAYOUT_EFFECTIVE) == initial_.group;
+  }
+
+ private:
+  const KeyboardState initial_;
+  xkb_state* const state_;
+};
+
+KeymapSearch::KeymapSearch(xkb_keymap* keymap, std::uint32_t highestCode)
+    : keymap_(xkb_keymap_ref(keymap)),
+      lowest_(xkb_keymap_min_keycode(keymap)),
+      highest_(std::min(highestCode, xkb_keymap_max_keycode(keymap))),
+      forbidden_(MaskOf(keymap, XKB_MOD_NAME_CTRL) | MaskOf(keymap, XKB_MOD_NAME_ALT) |
+                 MaskOf(keymap, XKB_MOD_NAME_LOGO)) {}
+
+KeymapSearch::~KeymapSearch() {
+  xkb_keymap_unref(keymap_);
+}
+
+const KeyChord* KeymapSearch::Find(char character, const KeyboardState& state) {
+  const auto index = static_cast<unsigned char>(character);
+  if (index >= kCharacters) return nullptr;
+  const std::optional<KeyChord>& chord = ChordsIn(state)[index];
+  return chord ? &*chord : nullptr;
+}
+
+std::optional<KeyChord> KeymapSearch::FindPlain(std::uint32_t symbol, const KeyboardState& state) {
+  const std::uint32_t groups = xkb_keymap_num_layouts(keymap_);
+  for (std::uint32_t i = 0; i < groups; ++i) {
+    const std::uint32_t group = (state.group + i) % groups;
+    const State plain(keymap_, {group, 0});
+    for (std::uint32_t code = lowest_; code <= highest_; ++code) {
+      if (plain.Symbol(code) == symbol) return KeyChord{{}, code, group};
+    }
+  }
+  return std::nullopt;
+}
+
+std::uint32_t KeymapSearch::ModifierKey(std::uint32_t mask, const KeyboardState& state) {
+  const auto [found, isNew] = modifierKeys_.try_emplace({state, mask}, 0);
+  if (!isNew) return found->second;
+  for (std::uint32_t code = lowest_; code <= highest_ && found->second == 0; ++code) {
+    State simulated(keymap_, state);
+    simulated.Put(code, true);
+    if (simulated.Pressed() != mask || !simulated.IsInitial()) continue;
+    simulated.Put(code, false);
+    if (simulated.Pressed() == 0 && simulated.IsInitial()) found->second = code;
+  }
+  return found->second;
+}
+
+std::vector<std::uint32_t> KeymapSearch::UnusedCodes(std::uint32_t lowest) const {
+  std::vector<std::uint32_t> codes;
+  for (std::uint32_t code = std::max(lowest, lowest_); code <= highest_; ++code) {
+    if (xkb_keymap_num_layouts_for_key(keymap_, code) == 0) codes.push_back(code);
+  }
+  return codes;
+}
+
+const KeymapSearch::Chords& KeymapSearch::ChordsIn(const KeyboardState& state) {
+  const auto [found, isNew] = chords_.try_emplace(state);
+  if (isNew) {
+    const std::uint32_t groups = std::max(xkb_keymap_num_layouts(keymap_), std::uint32_t{1});
+    for (std::uint32_t i = 0; i < groups; ++i) {
+      AddGroup(state, (state.group + i) % groups, found->second);
+    }
+  }
+  return found->second;
+}
+
+void KeymapSearch::AddGroup(const KeyboardState& initial, std::uint32_t group, Chords& chords) {
+  const KeyboardState state{group, initial.lockedModifiers};
+  for (const Candidate& candidate : CandidatesIn(state)) {
+    auto& chord = chords.at(static_cast<unsigned char>(CharacterOf(candidate.symbol)));
+    if (chord) continue;
+    KeyChord found{{}, candidate.code, group};
+    if (FindModifiers(candidate.mask, state, candidate.symbol, found)) chord = std::move(found);
+  }
+}
+
+std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardState& state) {
+  std::vector<Candidate> candidates;
+  State simulated(keymap_, state);
+  for (std::uint32_t code = lowest_; code <= highest_; ++code) {
+    for (const std::uint32_t mask : MasksOf(code, state.group, state.lockedModifiers)) {
+      simulated.SetModifiers(mask);
+      const xkb_keysym_t symbol = simulated.Symbol(code);
+      if (CharacterOf(symbol) != '\0') candidates.push_back({symbol, code, mask});
+    }
+  }
+  std::sort(candidates.begin(), candidates.end());
+  return candidates;
+}
+
+// Returns the modifiers that could select each level of a key, beside the locked ones.
+std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32_t group,
+                                                 std::uint32_t locked) const {
+  std::vector<std::uint32_t> masks;
+  const std::uint32_t levels = xkb_keymap_num_levels_for_key(keymap_, code, group);
+  for (std::uint32_t level = 0; level < levels; ++level) {
+    std::array<xkb_mod_mask_t, kMostMasks> some{};
+    const std::size_t count =
+        xkb_keymap_key_get_mods_for_level(keymap_, code, group, level, some.data(), some.size());
+    for (std::size_t i = 0; i < count; ++i) {
+      if ((some.at(i) & ~locked & forbidden_) == 0) masks.push_back(some.at(i) & ~locked);
+    }
+  }
+  std::sort(masks.begin(), masks.end());
+  masks.erase(std::unique(masks.begin(), masks.end()), masks.end());
+  return masks;
+}
+
+// Pressing one modifier key may change what another one does. All orders are therefore tried.
+bool KeymapSearch::FindModifiers(std::uint32_t mask, const KeyboardState& state,
+                                 std::uint32_t symbol, KeyChord& chord) {
+  for (std::size_t i = 0; i < kModifiers; ++i) {
+    const std::uint32_t modifier = std::uint32_t{1} << i;
+    if ((mask & modifier) == 0) continue;
+    const std::uint32_t key = ModifierKey(modifier, state);
+    if (key == 0) return false;
+    chord.modifiers.push_back(key);
+  }
+  std::sort(chord.modifiers.begin(), chord.modifiers.end());
+  do {
+    if (Types(chord, state, symbol)) return true;
+  } while (std::next_permutation(chord.modifiers.begin(), chord.modifiers.end()));
+  return false;
+}
+
+bool KeymapSearch::Types(const KeyChord& chord, const KeyboardState& state,
+                         std::uint32_t symbol) const {
+  State simulated(keymap_, state);
+  for (const std::uint32_t modifier : chord.modifiers) simulated.Put(modifier, true);
+  if (simulated.Symbol(chord.code) != symbol || !simulated.IsInitial()) return false;
+  for (auto modifier = chord.modifiers.rbegin(); modifier != chord.modifiers.rend(); ++modifier) {
+    simulated.Put(*modifier, false);
+  }
+  return simulated.Pressed() == 0 && simulated.IsInitial();
+}
+
+}  // namespace quillet::platform::linux_desktop

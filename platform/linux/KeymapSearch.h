@@ -1,0 +1,90 @@
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+struct xkb_keymap;
+
+namespace quillet::platform::linux_desktop {
+
+/// A key, and the modifier keys to hold while it is pressed. Key codes are those of XKB: evdev
+/// codes plus 8.
+struct KeyChord {
+  std::vector<std::uint32_t> modifiers;  ///< to be pressed in this order, released in reverse
+  std::uint32_t code = 0;                ///< the key that types the character
+  std::uint32_t group = 0;               ///< the group that must be in effect
+  bool operator==(const KeyChord&) const = default;  ///< compares all members
+};
+
+/// The state of a keyboard while no key is pressed.
+struct KeyboardState {
+  std::uint32_t group = 0;            ///< effective group, counted from 0
+  std::uint32_t lockedModifiers = 0;  ///< real modifiers, such as Lock for Caps Lock
+  auto operator<=>(const KeyboardState&) const = default;  ///< compares all members
+};
+
+/// Returns the keysym (xkbcommon-keysyms.h) of printable ASCII, LF (Return) or tab.
+std::uint32_t KeysymOf(char character);
+
+/// Finds the keys of an XKB keymap that type ASCII characters.
+///
+/// A character needs a key whose symbol is that character: dead keys and the keypad are not used.
+/// A chord uses only modifier keys that change nothing else and leave nothing behind, and neither
+/// Control, Alt nor Super, with which applications treat a key as a command. One thread at a time.
+class KeymapSearch {
+ public:
+  static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol
+
+  /// @param keymap       the keymap, of which this object takes a reference
+  /// @param highestCode  the highest key code to use
+  explicit KeymapSearch(xkb_keymap* keymap, std::uint32_t highestCode = kHighestCode);
+  ~KeymapSearch();
+
+  /// Returns the keys that type a character, or null. Prefers the present group, then the keys of
+  /// the main block, then few modifiers.
+  /// @param character  printable ASCII, LF for Return, or tab
+  /// @param state      the state in which the keys will be pressed. The chord takes its locked
+  ///                   modifiers into account, and may need another group.
+  const KeyChord* Find(char character, const KeyboardState& state);
+
+  /// Returns a chord for a symbol that needs no modifiers in any group, such as the letter of a
+  /// shortcut. Prefers the present group.
+  /// @param symbol  a keysym (xkbcommon-keysyms.h)
+  std::optional<KeyChord> FindPlain(std::uint32_t symbol, const KeyboardState& state);
+
+  /// Returns a key that only sets the modifiers `mask` while it is pressed, or 0.
+  std::uint32_t ModifierKey(std::uint32_t mask, const KeyboardState& state);
+
+  /// Returns the key codes from `lowest` to `highestCode` that have no symbols.
+  std::vector<std::uint32_t> UnusedCodes(std::uint32_t lowest) const;
+
+ private:
+  static constexpr std::size_t kCharacters = 128;
+  using Chords = std::array<std::optional<KeyChord>, kCharacters>;
+  struct Candidate;
+  class State;
+
+  const Chords& ChordsIn(const KeyboardState& state);
+  void AddGroup(const KeyboardState& initial, std::uint32_t group, Chords& chords);
+  std::vector<Candidate> CandidatesIn(const KeyboardState& state);
+  std::vector<std::uint32_t> MasksOf(std::uint32_t code, std::uint32_t group,
+                                     std::uint32_t locked) const;
+  bool FindModifiers(std::uint32_t mask, const KeyboardState& state, std::uint32_t symbol,
+                     KeyChord& chord);
+  bool Types(const KeyChord& chord, const KeyboardState& state, std::uint32_t symbol) const;
+
+  xkb_keymap* const keymap_;
+  const std::uint32_t lowest_;
+  const std::uint32_t highest_;
+  const std::uint32_t forbidden_;  // modifiers that make a key a command
+  std::map<KeyboardState, Chords> chords_;
+  std::map<std::pair<KeyboardState, std::uint32_t>, std::uint32_t> modifierKeys_;
+};
+
+}  // namespace quillet::platform::linux_desktop
