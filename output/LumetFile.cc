@@ -92,18 +92,21 @@ std::size_t LumetFile::RemoveUnfinished(const std::string& path) {
   return removed;
 }
 
-bool LumetFile::ReadDataFromFile(std::span<char> dest, bool registry) {
+LumetFile::Registry LumetFile::Read(std::span<char> dest, bool registry) {
   Log(log_, "-[LumetFile ReadDataFromFile::]");
-  if (!registry) return false;
-  const auto bytes = files_.Read(RegistryPath(), kRegistryReadLimit);
-  if (!bytes) return false;
+  if (!registry) return {};
+  platform::Checked file = files_.ReadChecked(RegistryPath(), kRegistryReadLimit);
+  Registry result{.custody = file.custody, .owner = std::move(file.owner), .error = file.error};
+  if (!file.contents) return result;
   // Without a byte-order mark, the bytes are kept unchanged: the fields have fixed byte positions,
   // and stored paths may be in any encoding.
-  const std::string text = HasByteOrderMark(*bytes) ? DecodeTextFile(*bytes) : *bytes;
+  const std::string text =
+      HasByteOrderMark(*file.contents) ? DecodeTextFile(*file.contents) : *file.contents;
   const std::size_t count = std::min(text.size(), dest.size() - 1);
   std::memcpy(dest.data(), text.data(), count);
   dest[count] = '\0';
-  return true;
+  result.wasRead = true;
+  return result;
 }
 
 std::string LumetFile::GetSyncFileName(const SerialNumberField& serial) {

@@ -59,18 +59,30 @@ class LumetFile {
   /// @return the number of deleted files
   std::size_t RemoveUnfinished(const std::string& path);
 
+  /// Result of ReadRegistry.
+  struct Registry {
+    bool wasRead = false;  ///< false: `dest` is unchanged
+    platform::Custody custody =
+        platform::Custody::kForeign;  ///< who could have written the settings
+    std::string owner = {};           ///< the other user's name, or empty; see Checked
+    int error = 0;                    ///< why the file was not read (errno(3)), or 0
+    explicit operator bool() const { return wasRead; }
+  };
+
   /// Reads the settings file into a buffer and appends a NUL.
   /// @param dest      receives the text, truncated to its size
   /// @param registry  must be true; the function cannot read other files
   /// @return false if the file cannot be read or `registry` is false; `dest` is then unchanged.
-  bool ReadDataFromFile(std::span<char> dest, bool registry);
+  bool ReadDataFromFile(std::span<char> dest, bool registry) {
+    return Read(dest, registry).wasRead;
+  }
 
   /// Returns a name for a new output file: the displayed part of the serial number, "_", the local
   /// date and time, ".txt".
   std::string GetSyncFileName(const SerialNumberField& serial);
 
   /// Reads the settings file as ReadDataFromFile does.
-  bool ReadRegistry(std::span<char> dest) { return ReadDataFromFile(dest, true); }
+  Registry ReadRegistry(std::span<char> dest) { return Read(dest, true); }
 
   /// Replaces the settings file with the text in `src` up to the first NUL.
   /// @return see FileStore::Replace
@@ -80,6 +92,8 @@ class LumetFile {
   std::string SettingsOwner() { return files_.Owner(RegistryPath()); }
 
  private:
+  Registry Read(std::span<char> dest, bool registry);
+
   SystemLog& log_;
   platform::Clock& clock_;
   platform::FileStore& files_;

@@ -13,6 +13,21 @@
 
 namespace quillet::platform {
 
+/// Who could have written a file.
+enum class Custody {
+  kTrusted,  ///< this user or root: they own the file and its folder, and no other user may write
+  kForeign,  ///< also another user
+};
+
+/// Result of FileStore::ReadChecked.
+struct Checked {
+  std::optional<std::string> contents = {};  ///< the bytes, or no value after an error
+  Custody custody = Custody::kForeign;       ///< who could have written the contents
+  std::string owner = {};  ///< kForeign: the other user's name; empty if there may be several
+  int error = 0;           ///< 0, or why the file was not read (errno(3)); ELOOP: it is a link;
+                           ///< EISDIR or EINVAL: it is not a regular file
+};
+
 /// Synchronous file operations. Paths are UTF-8 and absolute. Any thread.
 class FileStore {
  public:
@@ -27,6 +42,13 @@ class FileStore {
   /// @param limit  maximum number of bytes to read; the rest of the file is ignored
   /// @return the bytes, or no value if the file is missing, not regular or not readable
   virtual std::optional<std::string> Read(const std::string& path, std::size_t limit) = 0;
+
+  /// Reads a regular file that controls this program, and checks who could have written it. Does
+  /// not follow a symbolic link at `path`. If this user owns the folder, removes other users'
+  /// permission to write to the folder.
+  /// @param path   absolute path of the file
+  /// @param limit  maximum number of bytes to read; the rest of the file is ignored
+  virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;
 
   /// Result of Replace.
   struct Replaced {

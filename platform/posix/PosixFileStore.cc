@@ -1,7 +1,6 @@
 #include "platform/posix/PosixFileStore.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -18,11 +17,13 @@
 #include "base/UniqueFd.h"
 #include "base/Utf8.h"
 #include "platform/posix/FileWrites.h"
+#include "platform/posix/PathWalk.h"
 #include "platform/posix/PosixGrowingFile.h"
 
 namespace quillet::platform::posix {
 namespace {
 
+constexpr mode_t kModeBits = 07777;
 constexpr mode_t kPermissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr std::string_view kTemporaryMark = ".quillet-";
 constexpr std::string_view kTemporaryLetters = "abcdefghijklmnopqrstuvwxyz234567";
@@ -155,6 +156,47 @@ FileStore::Created Publish(int folder, const std::string& temporary, const std::
   return Created::kFailed;
 }
 
+// Returns no value after an error or if memory is insufficient.
+std::optional<std::string> ReadOpen(int file, const struct stat& status, std::size_t limit) try {
+  // With one extra byte, the read that detects the end of the file needs no larger buffer.
+  const std::size_t expected = static_cast<std::size_t>(status.st_size) + 1;
+  constexpr std::size_t kLeastStep = 4096;
+  std::string contents;
+  std::size_t used = 0;
+  while (used < limit) {
+    if (used == contents.size()) {
+      contents.resize(std::min(limit, std::max({expected, kLeastStep, 2 * used})));
+    }
+    const ssize_t got =
+        RetryOnSignal([&] { return read(file, contents.data() + used, contents.size() - used); });
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    used += static_cast<std::size_t>(got);
+  }
+  contents.resize(used);
+  return contents;
+} catch (const std::exception&) {
+  return std::nullopt;  // not enough memory
+}
+
+// Removes other users' permission to write to a folder of this user.
+void Tighten(Place& place) {
+  constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+  const mode_t mode = place.status.st_mode & kModeBits;
+  if (place.status.st_uid != geteuid() || !(mode & kOthersWrite)) return;
+  static_cast<void>(fchmod(place.folder.Get(), mode & ~kOthersWrite));
+  static_cast<void>(fstat(place.folder.Get(), &place.status));
+}
+
+// Determines who could have written a file in a folder.
+Checked Judge(const Place& place, const struct stat& file) {
+  for (const struct stat& each : {file, place.status}) {
+    if (!IsOwn(each)) return {.custody = Custody::kForeign, .owner = UserName(each.st_uid)};
+    if (OthersMayWrite(each)) return {.custody = Custody::kForeign};
+  }
+  return {.custody = place.isExposed ? Custody::kForeign : Custody::kTrusted};
+}
+
 bool IsFolder(const std::string& path) {
   struct stat found {};
   return stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
@@ -176,32 +218,26 @@ bool PosixFileStore::CreateFolder(const std::string& path) {
   return CreateFolders(path, kDefaultFolderMode);
 }
 
-std::optional<std::string> PosixFileStore::Read(const std::string& path, std::size_t limit) try {
-  const UniqueFd file(RetryOnSignal(
-      [&] { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+std::optional<std::string> PosixFileStore::Read(const std::string& path, std::size_t limit) {
+  const Place place = OpenPlace(path);
   struct stat status {};
-  if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    return std::nullopt;
-  }
-  // With one extra byte, the read that detects the end of the file needs no larger buffer.
-  const std::size_t expected = static_cast<std::size_t>(status.st_size) + 1;
-  constexpr std::size_t kLeastStep = 4096;
-  std::string contents;
-  std::size_t used = 0;
-  while (used < limit) {
-    if (used == contents.size()) {
-      contents.resize(std::min(limit, std::max({expected, kLeastStep, 2 * used})));
-    }
-    const ssize_t got = RetryOnSignal(
-        [&] { return read(file.Get(), contents.data() + used, contents.size() - used); });
-    if (got < 0) return std::nullopt;
-    if (got == 0) break;
-    used += static_cast<std::size_t>(got);
-  }
-  contents.resize(used);
-  return contents;
-} catch (const std::exception&) {
-  return std::nullopt;  // not enough memory
+  if (!place.folder.IsOpen()) return std::nullopt;
+  const UniqueFd file = OpenLinkedRegular(place, status);
+  if (!file.IsOpen()) return std::nullopt;
+  return ReadOpen(file.Get(), status, limit);
+}
+
+Checked PosixFileStore::ReadChecked(const std::string& path, std::size_t limit) {
+  Place place = OpenPlace(path);
+  if (!place.folder.IsOpen()) return {.error = errno};
+  Tighten(place);
+  struct stat status {};
+  const UniqueFd file = OpenRegular(place, status);
+  if (!file.IsOpen()) return {.error = errno};
+  Checked checked = Judge(place, status);
+  checked.contents = ReadOpen(file.Get(), status, limit);
+  if (!checked.contents) checked.error = EIO;
+  return checked;
 }
 
 FileStore::Replaced PosixFileStore::Replace(const std::string& path, std::string_view contents) {
@@ -326,11 +362,7 @@ std::string PosixFileStore::Owner(const std::string& path) {
       stat(path.substr(0, path.rfind('/') + 1).c_str(), &found) != 0) {
     return {};
   }
-  std::array<char, 4096> buffer{};
-  struct passwd entry {};
-  struct passwd* user = nullptr;
-  getpwuid_r(found.st_uid, &entry, buffer.data(), buffer.size(), &user);
-  return user == nullptr ? "" : user->pw_name;
+  return UserName(found.st_uid);
 }
 
 }  // namespace quillet::platform::posix

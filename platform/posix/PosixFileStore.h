@@ -10,9 +10,13 @@ class PosixFileStore final : public FileStore {
   /// Creates folders with mode 0755, restricted by the umask. Accepts a symbolic link to a folder.
   bool CreateFolder(const std::string& path) override;
 
-  /// Follows symbolic links. Never blocks. Returns no value for a FIFO, device or socket, or if
-  /// memory is insufficient.
+  /// Follows symbolic links as OpenPlace does. Never blocks. Returns no value for a FIFO, device or
+  /// socket, or if memory is insufficient.
   std::optional<std::string> Read(const std::string& path, std::size_t limit) override;
+
+  /// Trusts a file only if this user or root owns the file and its folder, no other user may write
+  /// to them, and no other user may rename a folder in the path.
+  Checked ReadChecked(const std::string& path, std::size_t limit) override;
 
   /// Writes the temporary file ".NAME.quillet-XXXXXXXXXXXX" in the same folder and renames it to
   /// `path`. NAME is shortened if necessary; X are random letters and digits.

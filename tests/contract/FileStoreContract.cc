@@ -85,6 +85,18 @@ TEST_P(FileStoreContract, ReadsAtMostTheLimit) {
   EXPECT_EQ(store_.Read(path_, 10), "0123456789");
 }
 
+TEST_P(FileStoreContract, ReadCheckedTrustsTheUsersFile) {
+  EXPECT_EQ(store_.ReadChecked(path_, kAll).error, ENOENT);
+  ASSERT_TRUE(store_.Replace(path_, "0123456789"));
+  const platform::Checked checked = store_.ReadChecked(path_, 9);
+  EXPECT_EQ(checked.contents, "012345678");
+  EXPECT_EQ(checked.custody, platform::Custody::kTrusted);
+  EXPECT_EQ(checked.error, 0);
+  const platform::Checked folder = store_.ReadChecked(harness_->folder.path(), kAll);
+  EXPECT_EQ(folder.contents, std::nullopt);
+  EXPECT_EQ(folder.error, EISDIR);
+}
+
 TEST_P(FileStoreContract, CreatesAFolderAndItsParents) {
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(store_.CreateFolder(path_ + "/a/b"));
   EXPECT_TRUE(store_.Replace(path_ + "/a/b/file", "inside"));

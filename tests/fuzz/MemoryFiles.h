@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "platform/FileStore.h"
 
@@ -23,6 +24,11 @@ class MemoryFiles final : public platform::FileStore {
     const auto found = files_.find(path);
     if (found == files_.end()) return std::nullopt;
     return found->second.substr(0, limit);
+  }
+  platform::Checked ReadChecked(const std::string& path, std::size_t limit) override {
+    auto contents = Read(path, limit);
+    if (!contents) return {.error = folders_.contains(path) ? EISDIR : ENOENT};
+    return {.contents = std::move(contents), .custody = platform::Custody::kTrusted};
   }
   Replaced Replace(const std::string& path, std::string_view contents) override {
     if (folders_.contains(path)) return {.error = EISDIR};

@@ -18,7 +18,7 @@ void Run(Input& input) {
                {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   LumetFile files(log, clock, disk);
   SettingsImage image{};
-  Require(files.ReadRegistry(image), "the settings file can be read");
+  Require(files.ReadRegistry(image).wasRead, "the settings file can be read");
   Settings settings;
   ReadChoices(image, settings);
   for (const std::size_t position : {kApplicationNamePosition, kFileNamePosition}) {

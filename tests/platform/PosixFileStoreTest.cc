@@ -26,6 +26,7 @@
 #endif
 
 #include "base/UniqueFd.h"
+#include "platform/posix/PathWalk.h"
 #include "platform/posix/PosixFileStore.h"
 #include "tests/platform/Child.h"
 #include "tests/platform/RunProgram.h"
@@ -154,6 +155,95 @@ TEST_F(PosixFileStoreTest, ReadsNothingFromPipesDevicesAndBrokenLinks) {
                                   std::string("/dev/ptmx"), std::string()}) {
     EXPECT_EQ(store_.Read(path, kAll), std::nullopt) << path;
   }
+}
+
+TEST_F(PosixFileStoreTest, TrustsOnlyWhatNoOtherUserCanWrite) {
+  constexpr uid_t kOther = 1;
+  constexpr gid_t kUnchanged = static_cast<gid_t>(-1);
+  const std::string file = folder_ / "parent/folder/file";
+  const struct {
+    const char* path;  // of the file or folder to change
+    mode_t mode;
+    bool isOthers;  // whether another user owns it
+    Custody custody;
+  } cases[] = {
+      {"parent/folder/file", 0644, false, Custody::kTrusted},
+      {"parent/folder/file", 0646, false, Custody::kForeign},
+      {"parent/folder/file", 0664, false, Custody::kForeign},
+      {"parent/folder/file", 0644, true, Custody::kForeign},
+      {"parent/folder", 0777, false, Custody::kTrusted},  // removes the permission
+      {"parent/folder", 0755, true, Custody::kForeign},
+      {"parent", 0777, false, Custody::kForeign},
+      {"parent", 01777, false, Custody::kTrusted},
+  };
+  for (const auto& each : cases) {
+    fs::create_directories(folder_ / "parent/folder");
+    folder_.Put("parent/folder/file", "contents");
+    const std::string path = folder_ / each.path;
+    if (chown(path.c_str(), each.isOthers ? kOther : geteuid(),
+              each.mode & S_IWGRP ? kOther : kUnchanged) != 0) {
+      GTEST_SKIP() << "not permitted";
+    }
+    chmod(path.c_str(), each.mode);
+    const Checked checked = store_.ReadChecked(file, kAll);
+    EXPECT_EQ(checked.contents, "contents");
+    EXPECT_EQ(checked.custody, each.custody) << each.path << " " << each.mode;
+    EXPECT_EQ(checked.owner, each.isOthers ? UserName(kOther) : "");
+    fs::remove_all(folder_ / "parent");
+  }
+}
+
+TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
+  for (const mode_t mode : {0775U, 02777U, 0700U}) {
+    chmod(folder_.path().c_str(), mode);
+    store_.ReadChecked(folder_ / "missing", kAll);
+    EXPECT_EQ(ModeOf(folder_.path()), mode & ~022U);
+  }
+}
+
+TEST_F(PosixFileStoreTest, ReadCheckedRefusesLinksAndSpecialFiles) {
+  folder_.Put("file", "contents");
+  fs::create_symlink("file", folder_ / "link");
+  fs::create_symlink("nowhere", folder_ / "dangling");
+  mkfifo((folder_ / "fifo").c_str(), 0666);
+  for (const auto& [path, error] : {std::pair(folder_ / "link", ELOOP),
+                                    {folder_ / "dangling", ELOOP},
+                                    {folder_ / "fifo", EINVAL},
+                                    {std::string("/dev/null"), EINVAL}}) {
+    const Checked checked = store_.ReadChecked(path, kAll);
+    EXPECT_EQ(checked.contents, std::nullopt) << path;
+    EXPECT_EQ(checked.error, error) << path;
+  }
+}
+
+TEST_F(PosixFileStoreTest, FollowsOnlyLinksThatThisUserCouldPlace) {
+  fs::create_directories(folder_ / "open/real");
+  folder_.Put("open/real/file", "contents");
+  fs::create_symlink("real", folder_ / "open/folder");
+  fs::create_symlink("real/file", folder_ / "open/file");
+  for (const mode_t mode : {0755U, 01777U}) {
+    chmod((folder_ / "open").c_str(), mode);
+    for (const uid_t owner : {geteuid(), uid_t{1}}) {
+      for (const char* link : {"open/folder", "open/file"}) {
+        if (lchown((folder_ / link).c_str(), owner, owner) != 0) GTEST_SKIP() << "not permitted";
+      }
+      const bool follows = owner != 1 || mode == 0755;
+      for (const char* path : {"open/folder/file", "open/file"}) {
+        EXPECT_EQ(store_.Read(folder_ / path, kAll).has_value(), follows) << path << mode << owner;
+      }
+    }
+  }
+}
+
+TEST_F(PosixFileStoreTest, FollowsAtMostFortyLinks) {
+  folder_.Put("0", "contents");
+  for (int i = 1; i <= 41; ++i) {
+    fs::create_symlink(std::to_string(i - 1), folder_ / std::to_string(i));
+  }
+  fs::create_symlink("loop/loop", folder_ / "loop");
+  EXPECT_EQ(store_.Read(folder_ / "40", kAll), "contents");
+  EXPECT_EQ(store_.Read(folder_ / "41", kAll), std::nullopt);
+  EXPECT_EQ(store_.Read(folder_ / "loop", kAll), std::nullopt);
 }
 
 TEST_F(PosixFileStoreTest, ReplaceKeepsPermissions) {

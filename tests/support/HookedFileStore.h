@@ -14,6 +14,9 @@ class HookedFileStore : public platform::FileStore {
   std::optional<std::string> Read(const std::string& path, std::size_t limit) override {
     return files_.Read(path, limit);
   }
+  platform::Checked ReadChecked(const std::string& path, std::size_t limit) override {
+    return files_.ReadChecked(path, limit);
+  }
   Replaced Replace(const std::string& path, std::string_view contents) override {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
     return files_.Replace(path, contents);

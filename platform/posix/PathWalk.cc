@@ -1,0 +1,188 @@
+#include "platform/posix/PathWalk.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <limits.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "base/Retry.h"
+
+namespace quillet::platform::posix {
+namespace {
+
+constexpr int kMostLinks = 40;  // the kernel's limit (path_resolution(7))
+
+// A folder may be accessible without being readable.
+#ifdef O_PATH
+constexpr int kSearch = O_PATH;
+#else
+constexpr int kSearch = O_SEARCH;
+#endif
+
+UniqueFd OpenAt(int folder, const std::string& name, int flags) {
+  return UniqueFd(
+      RetryOnSignal([&] { return openat(folder, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC); }));
+}
+
+struct User {
+  std::string name;
+  gid_t group = 0;
+};
+
+std::optional<User> FindUser(uid_t user) {
+  std::array<char, 4096> buffer{};
+  struct passwd entry {};
+  struct passwd* found = nullptr;
+  if (getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+    return std::nullopt;
+  }
+  return User{found->pw_name, found->pw_gid};
+}
+
+// The group of this user alone has the user's name and no further members.
+bool IsOwnGroup(gid_t group) {
+  const std::optional<User> user = FindUser(geteuid());
+  if (!user || user->group != group) return false;
+  std::array<char, 4096> buffer{};
+  struct group entry {};
+  struct group* found = nullptr;
+  return getgrgid_r(group, &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
+         user->name == found->gr_name && found->gr_mem[0] == nullptr;
+}
+
+// Moves the place to a folder. Errors close the place's folder and keep errno.
+void MoveTo(Place& place, UniqueFd folder) {
+  if (folder.IsOpen() && fstat(folder.Get(), &place.status) != 0) folder.Close();
+  place.folder = std::move(folder);
+}
+
+// Reads the target of a link that may be followed. Otherwise, sets errno.
+std::optional<std::string> LinkTarget(const Place& place, const std::string& name) {
+  struct stat status {};
+  std::array<char, PATH_MAX> target{};
+#ifdef O_PATH
+  // One descriptor, so that the owner and the target are those of the same link.
+  const UniqueFd link = OpenAt(place.folder.Get(), name, O_PATH);
+  if (!link.IsOpen() || fstat(link.Get(), &status) != 0) return std::nullopt;
+  const auto read = [&] { return readlinkat(link.Get(), "", target.data(), target.size()); };
+#else
+  if (fstatat(place.folder.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return std::nullopt;
+  }
+  const auto read = [&] {
+    return readlinkat(place.folder.Get(), name.c_str(), target.data(), target.size());
+  };
+#endif
+  const bool isPlacedByOwner = IsOwn(place.status) && !OthersMayWrite(place.status);
+  const bool isLink = S_ISLNK(status.st_mode);
+  errno = isLink ? ELOOP : ENOTDIR;
+  if (!isLink || place.links == kMostLinks || !(IsOwn(status) || isPlacedByOwner)) {
+    return std::nullopt;
+  }
+  const ssize_t length = read();
+  if (length < 0) return std::nullopt;
+  return std::string(target.data(), static_cast<std::size_t>(length));
+}
+
+// Opens a folder in the place's folder. If `name` is a link, puts the link's target before `rest`.
+void Enter(Place& place, const std::string& name, std::string& rest) {
+  // Without the sticky bit, users who may write to a folder may rename what it contains.
+  if (OthersMayWrite(place.status) && !(place.status.st_mode & S_ISVTX)) place.isExposed = true;
+  UniqueFd folder = OpenAt(place.folder.Get(), name, kSearch | O_DIRECTORY);
+  if (folder.IsOpen() || (errno != ELOOP && errno != ENOTDIR)) {
+    return MoveTo(place, std::move(folder));
+  }
+  const auto target = LinkTarget(place, name);
+  if (!target) {
+    const int error = errno;
+    place.folder.Close();
+    errno = error;
+    return;
+  }
+  ++place.links;
+  rest = *target + "/" + rest;
+}
+
+// Goes through the folders in `path`, starting at the place's folder.
+void Walk(Place& place, std::string path) {
+  while (place.folder.IsOpen()) {
+    if (path.starts_with('/')) {
+      MoveTo(place, OpenAt(AT_FDCWD, "/", kSearch | O_DIRECTORY));
+      path.erase(0, path.find_first_not_of('/'));
+    }
+    const std::size_t slash = path.find('/');
+    if (slash == std::string::npos) break;
+    const std::string name = path.substr(0, slash);
+    path.erase(0, path.find_first_not_of('/', slash));
+    Enter(place, name, path);
+  }
+  place.name = std::move(path);
+  if (!place.folder.IsOpen()) return;
+  // fsync(2) and fchmod(2) need a readable folder.
+  UniqueFd readable = OpenAt(place.folder.Get(), ".", O_RDONLY | O_DIRECTORY);
+  if (readable.IsOpen() || errno != EACCES) place.folder = std::move(readable);
+}
+
+}  // namespace
+
+Place OpenPlace(const std::string& path) {
+  Place place;
+  errno = ENOENT;
+  if (!path.starts_with('/')) return place;
+  MoveTo(place, OpenAt(AT_FDCWD, "/", kSearch | O_DIRECTORY));
+  Walk(place, path);
+  return place;
+}
+
+Place FollowLink(const Place& place) {
+  Place target;
+  target.isExposed = place.isExposed;
+  target.links = place.links + 1;
+  const auto path = LinkTarget(place, place.name);
+  if (!path) return target;
+  MoveTo(target, OpenAt(place.folder.Get(), ".", kSearch | O_DIRECTORY));
+  Walk(target, *path);
+  return target;
+}
+
+UniqueFd OpenRegular(const Place& place, struct stat& status) {
+  UniqueFd file = OpenAt(place.folder.Get(), place.name, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file.IsOpen()) {
+    if (errno == ENXIO || errno == EOPNOTSUPP) errno = EINVAL;  // a socket (open(2))
+    return file;
+  }
+  if (fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode)) return file;
+  errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  return {};
+}
+
+UniqueFd OpenLinkedRegular(const Place& place, struct stat& status) {
+  UniqueFd file = OpenRegular(place, status);
+  if (file.IsOpen() || errno != ELOOP) return file;
+  const Place target = FollowLink(place);
+  return target.folder.IsOpen() ? OpenLinkedRegular(target, status) : UniqueFd();
+}
+
+bool IsOwn(const struct stat& status) {
+  return status.st_uid == 0 || status.st_uid == geteuid();
+}
+
+bool OthersMayWrite(const struct stat& status) {
+  if (status.st_mode & S_IWOTH) return true;
+  return (status.st_mode & S_IWGRP) && status.st_gid != 0 && !IsOwnGroup(status.st_gid);
+}
+
+std::string UserName(uid_t user) {
+  const auto found = FindUser(user);
+  return found ? found->name : std::string();
+}
+
+}  // namespace quillet::platform::posix

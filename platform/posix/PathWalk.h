@@ -1,0 +1,49 @@
+#pragma once
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <string>
+
+#include "base/UniqueFd.h"
+
+namespace quillet::platform::posix {
+
+/// A name in an open folder. All operations on it act on the same folder, even if its path changes.
+struct Place {
+  UniqueFd folder = {};     ///< not open after an error; errno is then set
+  struct stat status = {};  ///< of the folder
+  std::string name = {};    ///< empty if the path ends with a slash
+  bool isExposed = false;   ///< other users may rename the folder or one of its parents
+  int links = 0;            ///< number of links that were followed
+};
+
+/// Opens the folders of an absolute path one after the other (path_resolution(7)). Follows a
+/// symbolic link only if it belongs to this user or root, or if only they may write to its folder.
+/// A folder that cannot be read is opened for searching only. Any thread.
+/// @return a closed folder after an error; errno is ELOOP if a link was not followed
+Place OpenPlace(const std::string& path);
+
+/// Opens the place to which the link at `place` leads, as OpenPlace does.
+Place FollowLink(const Place& place);
+
+/// Opens the regular file at a place for reading. Does not follow a link. Never blocks.
+/// @param status  receives the status of the file
+/// @return a closed descriptor after an error; errno is ELOOP for a link, EISDIR for a folder, and
+///     EINVAL for any other file that is not regular
+UniqueFd OpenRegular(const Place& place, struct stat& status);
+
+/// Opens the regular file at a place, or the file to which the link at `place` leads.
+UniqueFd OpenLinkedRegular(const Place& place, struct stat& status);
+
+/// Whether a file or folder belongs to this user or root.
+bool IsOwn(const struct stat& status);
+
+/// Whether users other than the owner and root may write to a file or folder. A group that contains
+/// only this user does not count (pam_umask(8), "usergroups").
+bool OthersMayWrite(const struct stat& status);
+
+/// Returns the name of a user, or an empty string if the user is unknown.
+std::string UserName(uid_t user);
+
+}  // namespace quillet::platform::posix
