@@ -10,7 +10,10 @@ namespace quillet::platform::macos {
 
 /// Posts key events through Quartz event services to the application that has focus.
 ///
-/// A modifier is a flag of the key-down event, not a key. The user's keyboard layout must be US.
+/// A modifier is a flag of the key-down event, not a key. The key-down event of a printable
+/// character also contains the character, so that programs receive it with each keyboard layout
+/// (Apple, Quartz Event Services, CGEventKeyboardSetUnicodeString). Programs that read key codes
+/// still require the US layout.
 ///
 /// macOS delivers the events only with the user's permission (System Settings, Privacy & Security,
 /// Accessibility). If the permission is missing, the first Post logs a message and triggers the

@@ -146,6 +146,25 @@ TEST_F(QuartzKeyEventsTest, SetsModifierFlagsOnlyOnKeyDown) {
   EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(QuartzKeyEventsTest, AttachesPrintableCharactersToKeyDown) {
+  const struct {
+    KeyEvent press;
+    std::u16string text;
+  } keys[] = {
+      {{kKeyA, true, KeyFlag::kNone, 'a'}, u"a"},   {{kKeyA, true, KeyFlag::kShift, 'A'}, u"A"},
+      {{kReturn, true, KeyFlag::kNone, '\n'}, u""}, {{kKeyV, true, KeyFlag::kCommand, 'v'}, u""},
+      {{kKeyV, true, KeyFlag::kNone, '\0'}, u""},
+  };
+  for (const auto& [press, text] : keys) {
+    TheMac().posted.clear();
+    const KeyEvent both[] = {press, {press.virtualKey, false, KeyFlag::kNone, press.character}};
+    events.Post(both);
+    ASSERT_EQ(TheMac().posted.size(), 2U);
+    EXPECT_EQ(TheMac().posted[0].text, text) << press.character;
+    EXPECT_EQ(TheMac().posted[1].text, u"");
+  }
+}
+
 TEST_F(QuartzKeyEventsTest, ReleasesTheEventSourceAfterTheEvents) {
   Press(kKeyA, KeyFlag::kShift);
   EXPECT_EQ(TheMac().calls,

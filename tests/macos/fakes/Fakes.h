@@ -82,6 +82,7 @@ struct PostedKey {
   bool flagsWereSet = false;
   int sourceState = -1;  ///< -1: the event has no source
   std::int64_t userData = 0;
+  std::u16string text = {};  ///< replaces the text of the key; empty if it was not set
 
   bool operator==(const PostedKey&) const = default;
 };

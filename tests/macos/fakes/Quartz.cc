@@ -43,6 +43,11 @@ void CGEventSetFlags(CGEventRef reference, CGEventFlags flags) {
   event.key.flagsWereSet = true;
 }
 
+void CGEventKeyboardSetUnicodeString(CGEventRef reference, unsigned long length,
+                                     const uint16_t* text) {
+  As<Event>(reference).key.text.assign(text, text + length);
+}
+
 void CGEventSetIntegerValueField(CGEventRef reference, CGEventField field, int64_t value) {
   EXPECT_EQ(field, 42U) << "not kCGEventSourceUserData";
   As<Event>(reference).key.userData = value;

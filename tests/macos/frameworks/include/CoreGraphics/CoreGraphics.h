@@ -19,6 +19,7 @@ typedef uint32_t CGEventTapLocation;
 CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state);
 CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode key, bool down);
 void CGEventSetFlags(CGEventRef event, CGEventFlags flags);
+void CGEventKeyboardSetUnicodeString(CGEventRef event, unsigned long length, const uint16_t* text);
 void CGEventSetIntegerValueField(CGEventRef event, CGEventField field, int64_t value);
 int64_t CGEventGetIntegerValueField(CGEventRef event, CGEventField field);
 void CGEventPost(CGEventTapLocation tap, CGEventRef event);
