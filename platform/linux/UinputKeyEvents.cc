@@ -99,7 +99,11 @@ int MakeVirtualKeyboard(const char* path) {
 }
 
 UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, MakeKeyboard make)
-    : clock_(clock), sent_(sent), make_(std::move(make)), failure_(log) {}
+    : clock_(clock),
+      sent_(sent),
+      make_(std::move(make)),
+      failure_(log),
+      pace_(clock, kTimePerEvent, kMostAhead, kReadingPause) {}
 
 void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   if (!HaveKeyboard()) return;
@@ -144,7 +148,7 @@ void UinputKeyEvents::Write(std::span<const KeyStroke> strokes) {
     report.push_back(Event(EV_KEY, stroke.code, stroke.down));
     report.push_back(Event(EV_SYN, SYN_REPORT, 0));
   }
-  WaitForDesktop(report.size());
+  pace_.Wait(report.size());
   const std::size_t size = report.size() * sizeof report[0];
   sent_.BeginWrite(strokes, clock_.Now());
   const ssize_t written =
@@ -153,13 +157,6 @@ void UinputKeyEvents::Write(std::span<const KeyStroke> strokes) {
   if (written != static_cast<ssize_t>(size)) {
     GiveUpKeyboard(written < 0 ? errno : EIO);
   }
-}
-
-void UinputKeyEvents::WaitForDesktop(std::size_t count) {
-  if (allRead_ + count * kTimePerEvent > clock_.Now() + kMostAhead * kTimePerEvent) {
-    clock_.Sleep(kReadingPause);
-  }
-  allRead_ = std::max(allRead_, clock_.Now()) + count * kTimePerEvent;
 }
 
 void UinputKeyEvents::GiveUpKeyboard(int error) {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <chrono>
-#include <cstddef>
 #include <functional>
 #include <optional>
 #include <span>
@@ -12,6 +10,7 @@
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
 #include "platform/linux/KeyStrokes.h"
+#include "platform/linux/Pace.h"
 #include "platform/linux/SentKeys.h"
 
 struct input_event;
@@ -50,7 +49,6 @@ class UinputKeyEvents final : public KeyEvents {
   bool HaveKeyboard();
   void ReadLights();
   void Write(std::span<const KeyStroke> strokes);
-  void WaitForDesktop(std::size_t count);
   void GiveUpKeyboard(int error);
 
   Clock& clock_;
@@ -59,8 +57,7 @@ class UinputKeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::optional<UniqueFd> keyboard_;
   bool capsLock_ = false;
-  // Time by which a desktop that reads at the steady rate has read all events sent so far.
-  std::chrono::nanoseconds allRead_{};
+  Pace pace_;
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+
+#include "platform/Clock.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// Limits the rate of events, so that their reader can keep up. One thread at a time.
+class Pace {
+ public:
+  /// @param clock         outlives this object
+  /// @param timePerEvent  inverse of the steady rate
+  /// @param mostAhead     number of events by which a burst may be ahead of the steady rate
+  /// @param pause         length of each pause
+  Pace(Clock& clock, std::chrono::nanoseconds timePerEvent, std::size_t mostAhead,
+       std::chrono::microseconds pause)
+      : clock_(clock), timePerEvent_(timePerEvent), mostAhead_(mostAhead), pause_(pause) {}
+
+  /// Call before `count` events are sent. Pauses if they would be too far ahead.
+  void Wait(std::size_t count) {
+    if (allRead_ + count * timePerEvent_ > clock_.Now() + mostAhead_ * timePerEvent_) {
+      clock_.Sleep(pause_);
+    }
+    allRead_ = std::max(allRead_, clock_.Now()) + count * timePerEvent_;
+  }
+
+ private:
+  Clock& clock_;
+  const std::chrono::nanoseconds timePerEvent_;
+  const std::size_t mostAhead_;
+  const std::chrono::microseconds pause_;
+  // Time by which a reader with the steady rate has read all events.
+  std::chrono::nanoseconds allRead_{};
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,31 @@
+#include "platform/linux/VirtualKeyboardProtocol.h"
+
+#include <wayland-client-protocol.h>
+
+#include <iterator>
+
+namespace quillet::platform::linux_desktop {
+
+// A signature has a letter for each argument: u uint, h descriptor, o object, n new object. The
+// types are those of the arguments that are objects (libwayland, struct wl_message).
+
+const wl_interface& VirtualKeyboardInterface() {
+  static const wl_interface* kNoObjects[4] = {};
+  static const wl_message kRequests[] = {{"keymap", "uhu", kNoObjects},
+                                         {"key", "uuu", kNoObjects},
+                                         {"modifiers", "uuuu", kNoObjects},
+                                         {"destroy", "", kNoObjects}};
+  static const wl_interface kInterface = {
+      "zwp_virtual_keyboard_v1", 1, std::size(kRequests), kRequests, 0, nullptr};
+  return kInterface;
+}
+
+const wl_interface& VirtualKeyboardManagerInterface() {
+  static const wl_interface* kObjects[] = {&wl_seat_interface, &VirtualKeyboardInterface()};
+  static const wl_message kRequests[] = {{"create_virtual_keyboard", "on", kObjects}};
+  static const wl_interface kInterface = {
+      "zwp_virtual_keyboard_manager_v1", 1, std::size(kRequests), kRequests, 0, nullptr};
+  return kInterface;
+}
+
+}  // namespace quillet::platform::linux_desktop

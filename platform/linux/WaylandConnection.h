@@ -1,0 +1,52 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+struct wl_callback;
+struct wl_callback_listener;
+struct wl_display;
+struct wl_interface;
+struct wl_proxy;
+struct wl_registry;
+struct wl_seat;
+
+namespace quillet::platform::linux_desktop {
+
+/// A connection to the compositor named by WAYLAND_DISPLAY, with the first seat. One thread at a
+/// time. No call blocks longer than its limit.
+class WaylandConnection {
+ public:
+  /// Connects, and waits up to 2 s for the compositor's list of globals.
+  /// @param wanted  an interface to bind at version 1; outlives this object
+  explicit WaylandConnection(const wl_interface& wanted);
+  ~WaylandConnection();
+  WaylandConnection(const WaylandConnection&) = delete;
+  WaylandConnection& operator=(const WaylandConnection&) = delete;
+
+  bool IsBroken() const;  ///< there is no connection, or it has ended
+
+  wl_seat* seat() const { return seat_; }                ///< null if the compositor has no seat
+  bool seatHasKeyboard() const { return hasKeyboard_; }  ///< as of the last Roundtrip
+  wl_proxy* wanted() const { return wanted_; }  ///< null if the compositor does not offer it
+
+  /// Sends all requests and waits until the compositor has processed them.
+  /// @return false if the connection has ended or does so because `limit` has passed
+  bool Roundtrip(std::chrono::milliseconds limit);
+
+ private:
+  using Deadline = std::chrono::steady_clock::time_point;
+
+  bool Dispatch(Deadline deadline);
+  void Bind(wl_registry* registry, std::uint32_t name, const char* interface);
+
+  const wl_interface& wantedInterface_;
+  wl_display* const display_;
+  wl_registry* registry_ = nullptr;
+  wl_seat* seat_ = nullptr;
+  wl_proxy* wanted_ = nullptr;
+  bool hasKeyboard_ = false;
+  bool gaveUp_ = false;
+};
+
+}  // namespace quillet::platform::linux_desktop

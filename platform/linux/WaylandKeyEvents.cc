@@ -1,0 +1,144 @@
+#include "platform/linux/WaylandKeyEvents.h"
+
+#include <linux/input-event-codes.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <wayland-client.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "base/UniqueFd.h"
+#include "platform/linux/PlainKeymap.h"
+#include "platform/linux/VirtualKeyboardProtocol.h"
+#include "platform/linux/WaylandConnection.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kControlMask = 4;  // X11 protocol, section 2: #x0004 is Control
+
+constexpr auto kCompositorLimit = 5s;
+constexpr auto kFirstKeyPause = 300ms;
+
+// The steady rate is 1,600 characters (3,200 events) per second.
+constexpr std::size_t kEventsAtOnce = 64;
+constexpr std::chrono::nanoseconds kTimePerKey = 312500ns;
+constexpr std::size_t kMostKeysAhead = 128;
+constexpr auto kTypingPause = 20ms;
+
+// Returns a file with the text and a final NUL.
+UniqueFd MakeFile(const std::string& text) {
+  UniqueFd file(memfd_create("quillet-keymap", MFD_CLOEXEC));
+  const auto size = static_cast<ssize_t>(text.size() + 1);
+  if (!file.IsOpen() || write(file.Get(), text.c_str(), text.size() + 1) != size) return {};
+  return file;
+}
+
+}  // namespace
+
+class WaylandKeyEvents::Keyboard {
+ public:
+  explicit Keyboard(Clock& clock) {
+    if (!IsOffered()) return;
+    auto* const manager = connection_.wanted();
+    // The null pointer is the place of the new keyboard.
+    keyboard_ = Request(manager, kCreateVirtualKeyboard, &VirtualKeyboardInterface(),
+                        connection_.seat(), nullptr);
+    const std::string keymap = PlainKeymap();
+    const UniqueFd file = MakeFile(keymap);
+    Request(keyboard_, VirtualKeyboardRequest::kKeymap, nullptr, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1,
+            file.Get(), static_cast<std::uint32_t>(keymap.size() + 1));
+    // Modifiers make the keyboard the current one of the seat. Applications then read its keymap.
+    // If it is the first keyboard of the seat, they create their keyboard objects only now.
+    SetModifiers(0);
+    if (Finish()) clock.Sleep(kFirstKeyPause);
+  }
+  ~Keyboard() {
+    if (keyboard_ != nullptr) wl_proxy_destroy(keyboard_);
+  }
+  Keyboard(const Keyboard&) = delete;
+  Keyboard& operator=(const Keyboard&) = delete;
+
+  bool IsReachable() const { return !connection_.IsBroken(); }
+  bool IsOffered() const {
+    return IsReachable() && connection_.wanted() != nullptr && connection_.seat() != nullptr;
+  }
+
+  void Press(KeyStroke stroke, std::uint32_t time) {
+    Request(keyboard_, VirtualKeyboardRequest::kKey, nullptr, time, std::uint32_t{stroke.code},
+            std::uint32_t{stroke.down});
+    if (stroke.code == KEY_LEFTCTRL) SetModifiers(stroke.down ? kControlMask : 0);
+  }
+  bool Finish() { return connection_.Roundtrip(kCompositorLimit); }
+
+ private:
+  template <class... Arguments>
+  static wl_proxy* Request(wl_proxy* proxy, std::uint32_t request, const wl_interface* created,
+                           Arguments... arguments) {
+    return wl_proxy_marshal_flags(proxy, request, created, 1, 0, arguments...);
+  }
+  void SetModifiers(std::uint32_t depressed) {
+    Request(keyboard_, VirtualKeyboardRequest::kModifiers, nullptr, depressed, std::uint32_t{0},
+            std::uint32_t{0}, std::uint32_t{0});
+  }
+
+  WaylandConnection connection_{VirtualKeyboardManagerInterface()};
+  wl_proxy* keyboard_ = nullptr;
+};
+
+WaylandKeyEvents::WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent)
+    : clock_(clock),
+      sent_(sent),
+      failure_(log),
+      pace_(clock, kTimePerKey, kMostKeysAhead, kTypingPause) {}
+
+WaylandKeyEvents::~WaylandKeyEvents() = default;
+
+bool WaylandKeyEvents::Connect() {
+  if (keyboard_ && keyboard_->IsOffered()) return true;
+  keyboard_ = std::make_unique<Keyboard>(clock_);
+  return keyboard_->IsOffered();
+}
+
+void WaylandKeyEvents::Post(std::span<const KeyEvent> events) {
+  while (!events.empty()) {
+    if (!Connect()) {
+      return failure_.Set(keyboard_->IsReachable()
+                              ? "the Wayland compositor offers no virtual keyboard"
+                              : "the Wayland compositor cannot be reached");
+    }
+    const auto some = events.first(std::min(events.size(), kEventsAtOnce));
+    events = events.subspan(some.size());
+    pace_.Wait(some.size());
+    Send(some);
+  }
+}
+
+void WaylandKeyEvents::Send(std::span<const KeyEvent> events) {
+  std::vector<KeyStroke> strokes;
+  for (const KeyEvent& event : events) {
+    const std::uint16_t code = PlainKeyCode(event.character);
+    if (code == 0) continue;
+    const bool withControl = event.down && event.flag == KeyFlag::kCommand;
+    if (withControl) strokes.push_back({KEY_LEFTCTRL, true});
+    strokes.push_back({code, event.down});
+    if (withControl) strokes.push_back({KEY_LEFTCTRL, false});
+  }
+  const auto now = clock_.Now();
+  const auto time = static_cast<std::uint32_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+  sent_.BeginWrite(strokes, now);
+  for (const KeyStroke stroke : strokes) keyboard_->Press(stroke, time);
+  const bool isDone = keyboard_->Finish();
+  sent_.EndWrite(now);
+  if (isDone) {
+    failure_.Clear();
+  } else {
+    failure_.Set("the Wayland compositor does not accept the keys");
+  }
+}
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+
+#include "base/SystemLog.h"
+#include "platform/Clock.h"
+#include "platform/KeyEvents.h"
+#include "platform/linux/KeyStrokes.h"
+#include "platform/linux/Pace.h"
+#include "platform/linux/SentKeys.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// Key events through a virtual keyboard of the compositor (Wayland protocol
+/// virtual-keyboard-unstable-v1, offered by wlroots). The virtual keyboard has the keymap
+/// PlainKeymap, so the user's layout and lock keys have no effect. Ignores events without a
+/// character. One thread at a time.
+class WaylandKeyEvents final : public KeyEvents {
+ public:
+  /// Opens no connection.
+  /// @param log    receives one line if keys cannot be typed; outlives this object
+  /// @param clock  used for pauses and for the times of events; outlives this object
+  /// @param sent   learns which strokes are sent; outlives this object
+  WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent);
+  ~WaylandKeyEvents() override;
+
+  /// Creates the keyboard, if there is none. A new keyboard needs 0.3 s.
+  /// @return false if the compositor does not offer virtual keyboards or cannot be reached
+  bool Connect();
+
+  /// Sends about 64 characters immediately and the rest at 1,600 per second.
+  void Post(std::span<const KeyEvent> events) override;
+  std::string Problem() override { return failure_.Reason(); }
+
+ private:
+  class Keyboard;
+
+  void Send(std::span<const KeyEvent> events);
+
+  Clock& clock_;
+  SentKeys& sent_;
+  TypingFailure failure_;
+  std::unique_ptr<Keyboard> keyboard_;
+  Pace pace_;
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <wayland-server-core.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Variable.h"
+
+namespace quillet::test {
+
+/// A Wayland compositor with a seat and virtual keyboards. It has no screen and no other clients.
+/// The constructor sets XDG_RUNTIME_DIR and WAYLAND_DISPLAY.
+class Compositor {
+ public:
+  /// What a virtual keyboard sent.
+  struct Key {
+    std::uint32_t time;  ///< milliseconds
+    std::uint32_t code;  ///< evdev code
+    bool down;
+    std::uint32_t modifiers;  ///< depressed modifiers at the time
+    std::string text;         ///< characters that the keymap gives the key; empty if up
+  };
+
+  /// @param offersKeyboards  false: virtual keyboards are not offered
+  explicit Compositor(bool offersKeyboards = true);
+  ~Compositor();
+
+  std::vector<Key> keys() const;  ///< all keys so far
+  std::string text() const;       ///< the characters of all keys so far
+  void Disconnect();              ///< ends the connections of all clients
+
+ private:
+  struct Protocol;
+  friend Protocol;
+
+  void Run();
+
+  const TemporaryFolder folder_;
+  const Variable runtime_{"XDG_RUNTIME_DIR", folder_.path()};
+  const Variable socket_{"WAYLAND_DISPLAY", "wayland-test"};
+  wl_display* const display_;
+  xkb_context* const xkb_;
+  std::atomic<bool> isEnding_ = false;
+  std::atomic<bool> disconnects_ = false;
+
+  mutable std::mutex mutex_;  // guards the following
+  std::vector<Key> keys_;
+  xkb_keymap* keymap_ = nullptr;
+  std::uint32_t modifiers_ = 0;
+
+  std::thread thread_;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+#include <linux/input-event-codes.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "platform/linux/WaylandKeyEvents.h"
+#include "tests/platform/Compositor.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/RecordingLog.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using namespace std::chrono_literals;
+using test::Compositor;
+
+std::string TypableCharacters() {
+  std::string all = "\t\n";
+  for (char character = ' '; character <= '~'; ++character) all += character;
+  return all;
+}
+
+struct WaylandKeyEventsTest : testing::Test {
+  void Type(const std::string& text, KeyFlag flag = KeyFlag::kNone) {
+    for (const char character : text) {
+      const KeyEvent press[] = {{0, true, flag, character}, {0, false, KeyFlag::kNone, character}};
+      keys.Post(press);
+    }
+  }
+
+  test::RecordingLog log;
+  test::FakeClock clock{100000};
+  SentKeys sent{0ms};
+  WaylandKeyEvents keys{log, clock, sent};
+};
+
+TEST_F(WaylandKeyEventsTest, TypesAllCharactersWithoutModifiers) {
+  const Compositor compositor;
+  std::string expected = TypableCharacters();
+  ASSERT_EQ(expected.size(), 97U);
+  Type(expected);
+  std::replace(expected.begin(), expected.end(), '\n', '\r');  // the text of the Return key
+  EXPECT_EQ(compositor.text(), expected);
+  const auto received = compositor.keys();
+  ASSERT_EQ(received.size(), 2 * 97U);
+  for (std::size_t i = 0; i < received.size(); ++i) {
+    EXPECT_EQ(received[i].down, i % 2 == 0);
+    EXPECT_EQ(received[i].code, received[i / 2 * 2].code);
+    EXPECT_EQ(received[i].modifiers, 0U);
+  }
+  EXPECT_EQ(keys.Problem(), "");
+}
+
+TEST_F(WaylandKeyEventsTest, UsesTheUsKeysWhereShiftIsNotNeeded) {
+  const Compositor compositor;
+  Type("1q\n\tv");
+  std::vector<std::uint32_t> codes;
+  for (const auto& key : compositor.keys()) {
+    if (key.down) codes.push_back(key.code);
+  }
+  EXPECT_EQ(codes, (std::vector<std::uint32_t>{KEY_1, KEY_Q, KEY_ENTER, KEY_TAB, KEY_V}));
+}
+
+TEST_F(WaylandKeyEventsTest, HoldsControlForCommand) {
+  const Compositor compositor;
+  Type("v", KeyFlag::kCommand);
+  constexpr std::uint32_t kControl = 4;
+  const auto received = compositor.keys();
+  ASSERT_EQ(received.size(), 4U);
+  EXPECT_EQ(received[0].code, static_cast<std::uint32_t>(KEY_LEFTCTRL));
+  EXPECT_EQ(received[1].text, "v");
+  EXPECT_EQ(received[1].modifiers, kControl);
+  EXPECT_FALSE(received[2].down);
+  EXPECT_EQ(received[3].modifiers, 0U);
+}
+
+TEST_F(WaylandKeyEventsTest, WaitsOnceForANewKeyboard) {
+  const Compositor compositor;
+  Type("abc");
+  EXPECT_EQ(clock.sleeps(), std::vector<test::FakeClock::Duration>{300ms});
+}
+
+TEST_F(WaylandKeyEventsTest, OwnWindowsRecognizeItsKeys) {
+  const Compositor compositor;
+  Type("aA");
+  for (const auto& key : compositor.keys()) {
+    const WindowKey received{.code = static_cast<std::uint16_t>(key.code),
+                             .down = key.down,
+                             .time = std::chrono::milliseconds(key.time)};
+    EXPECT_TRUE(sent.IsOwnKey(received));
+    EXPECT_FALSE(sent.IsOwnKey(received));
+  }
+}
+
+TEST_F(WaylandKeyEventsTest, TypesMoreThanAThousandCharactersPerSecond) {
+  const Compositor compositor;
+  Type("a");
+  const auto start = clock.Now();
+  Type(std::string(10000, 'b'));
+  const std::chrono::duration<double> taken = clock.Now() - start;
+  EXPECT_EQ(compositor.text().size(), 10001U);
+  EXPECT_NEAR(10000 / taken.count(), 1600, 50);
+}
+
+TEST_F(WaylandKeyEventsTest, ReconnectsAfterTheCompositorHasRestarted) {
+  Compositor compositor;
+  Type("a");
+  compositor.Disconnect();
+  Type("b");  // finds that the connection has ended
+  Type("c");
+  EXPECT_EQ(compositor.text(), "ac");
+  EXPECT_EQ(keys.Problem(), "");
+}
+
+TEST_F(WaylandKeyEventsTest, SaysWhatIsMissing) {
+  {
+    const Compositor compositor(false);
+    EXPECT_FALSE(keys.Connect());
+    Type("a");
+    EXPECT_EQ(keys.Problem(), "the Wayland compositor offers no virtual keyboard");
+  }
+  Type("a");
+  EXPECT_EQ(keys.Problem(), "the Wayland compositor cannot be reached");
+  EXPECT_EQ(log.lines().size(), 1U);
+}
+
+}  // namespace
+}  // namespace quillet::platform::linux_desktop
