@@ -6,7 +6,7 @@ import shutil
 import sys
 import unittest
 
-from harness import messages
+from harness import messages, other_user
 from harness.desktop import Desktop
 from harness.lines import file_text
 from harness.product import Quillet
@@ -190,5 +190,22 @@ class SystemTest(ProductTest):
         self.assertEqual(sorted([*expected, f"{FOLDER}/QuilletRegistry.txt"]), found)
 
 
-__all__ = ["BURST", "CHAIN", "FOLDER", "OUTPUT", "SHARED", "ProductTest", "Record", "Settings",
-           "SystemTest", "messages", "some_records", "wait_until"]
+class OtherUserTest(SystemTest):
+    """A test with another user. /Users/Shared is as in the package: root owns the folder, every user
+    may create files in it, but not rename or delete other users' files."""
+
+    def setUp(self):
+        if not other_user.available():
+            self.skipTest("only root can run commands as another user")
+        super().setUp()
+        os.mkdir(SHARED)
+        os.chmod(SHARED, 0o1777)
+
+    def remove_files(self):
+        # First the folders of the other user, from which this user cannot remove files.
+        other_user.run("find /Users -user $(id -un) -prune -exec rm -rf {} + || true")
+        super().remove_files()
+
+
+__all__ = ["BURST", "CHAIN", "FOLDER", "OUTPUT", "SHARED", "OtherUserTest", "ProductTest", "Record",
+           "Settings", "SystemTest", "messages", "some_records", "wait_until"]

@@ -7,7 +7,8 @@ processes and files of the sandbox are removed.
 Without namespaces, a preloaded library redirects the private paths to a folder (private_paths.c).
 Processes and all other paths are shared with the machine, and /Users cannot be limited in size.
 
-Both kinds of sandbox drop root's privileges, because file permissions do not apply to root.
+Both kinds of sandbox drop root's privileges, because file permissions do not apply to root. In
+namespaces that root created, the test can first start processes of another user (other_user.py).
 """
 
 import ctypes
@@ -95,6 +96,10 @@ def in_namespaces(inner, visible, environment):
     arguments += ["--perms", "0700", "--dir", "/run/user"]
     arguments += ["--unshare-pid", "--unshare-net", "--unshare-ipc", "--die-with-parent",
                   "--cap-drop", "ALL", "--clearenv"]
+    if os.geteuid() == 0:
+        # other_user.start() uses these, then harness.main drops them.
+        arguments += ["--cap-add", "CAP_SETUID", "--cap-add", "CAP_SETGID",
+                      "--setenv", "SYSTEM_TEST_OTHER_USER", "1"]
     for name, value in {**_usual_environment(), **environment}.items():
         arguments += ["--setenv", name, value]
     return [*arguments, "--", "umockdev-wrapper", *inner]
@@ -112,7 +117,7 @@ def run_with_private_paths(inner, visible, environment, library):
                    "LD_PRELOAD": f"{library}:libumockdev-preload.so.0", "TMPDIR": root + "/tmp",
                    "PRIVATE_PATHS_ROOT": root, "PRIVATE_PATHS_VISIBLE": ":".join(visible)}
     _libc.prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
-    process = subprocess.Popen(inner, env=environment, preexec_fn=_drop_privileges)
+    process = subprocess.Popen(inner, env=environment, preexec_fn=drop_privileges)
     try:
         return process.wait()
     finally:
@@ -127,7 +132,7 @@ _CAPABILITY_VERSION = 0x20080522
 _libc = ctypes.CDLL(None, use_errno=True)
 
 
-def _drop_privileges():
+def drop_privileges():
     """Removes all capabilities, including root's, and prevents gaining new ones."""
     _libc.prctl(_PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0)
     if _libc.capset(struct.pack("=Ii", _CAPABILITY_VERSION, 0), bytes(24)) != 0:
