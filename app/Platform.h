@@ -38,9 +38,10 @@ struct Platform {
 
 /// Absolute paths of the program's folders and of the user guide.
 struct Folders {
-  std::string data;        ///< settings and output files; shared by all users
-  std::string archive;     ///< the user's archive of received records
-  std::string guide = {};  ///< path of the user guide; empty if it is not installed
+  std::string data;            ///< settings and output files; shared by all users
+  std::string archive;         ///< the user's archive of received records
+  std::string guide = {};      ///< path of the user guide; empty if it is not installed
+  std::string confirmed = {};  ///< path of the file with the confirmed settings; may be empty
 };
 
 /// The controls of the main window. Main thread.

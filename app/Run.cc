@@ -20,6 +20,7 @@ Run::Records::Records() {
 
 void Run::Begin(std::int32_t destination) {
   barcodeCount = 0;
+  automaticRunIsDue = false;
   ++runsUnderWay_;
   isShown_ = true;
   if (destination == kToFile) {

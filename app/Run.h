@@ -69,10 +69,12 @@ class Run {
   const std::string* barcodedata() const;
 
   Word<bool> bIsUnderSynchronization = false;  ///< a run started by the button is in progress
-  std::atomic<std::int32_t> barcodeCount{0};   ///< number of records in the run
-  std::atomic<std::int32_t> barcodeindex{0};   ///< number of records gathered for the file
-  SharedText syncfileData;                     ///< unused; always empty
-  SharedText syncfileName;                     ///< path of the last file written
+  /// A scanner has connected, and no run has begun since.
+  std::atomic<bool> automaticRunIsDue{false};
+  std::atomic<std::int32_t> barcodeCount{0};  ///< number of records in the run
+  std::atomic<std::int32_t> barcodeindex{0};  ///< number of records gathered for the file
+  SharedText syncfileData;                    ///< unused; always empty
+  SharedText syncfileName;                    ///< path of the last file written
 
  private:
   struct Records {

@@ -23,9 +23,9 @@ constexpr Notice kResults[] = {Notice::kNotErased,          Notice::kFileNotWrit
                                Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
                                Notice::kRecordsMissing,     Notice::kRunFinished};
 // Other messages to remove when the user starts a run, because the user has already seen them.
-constexpr Notice kSeen[] = {Notice::kPathRefused,       Notice::kDelivery,
-                            Notice::kInterrupted,       Notice::kPathTooLong,
-                            Notice::kArchiveIsOnlyCopy, Notice::kFileReplaced};
+constexpr Notice kSeen[] = {Notice::kPathRefused, Notice::kDelivery,    Notice::kScanDelivered,
+                            Notice::kInterrupted, Notice::kPathTooLong, Notice::kArchiveIsOnlyCopy,
+                            Notice::kFileReplaced};
 
 std::string TimeTaken(std::chrono::milliseconds taken) {
   const auto seconds = std::max<std::int64_t>(taken / 1s, 1);
@@ -191,6 +191,23 @@ void RunMessages::ShowMissing(std::string_view scanner) {
                          (missing == 1 ? " was" : " were") + " not received. " +
                          std::string(scanner),
                      ShowActions());
+}
+
+// The program in front is unknown, so all such programs count as one.
+void RunMessages::RecordDelivered(std::int32_t destination) {
+  const bool isNamed = destination == kToNamedApplication;
+  const std::string program = isNamed ? parts_.session.appname.Get() : "";
+  if (!receivers_.insert(program).second || parts_.run.IsShown()) return;
+  const std::string receiver = isNamed ? ApplicationName(program) : "the active application";
+  const auto open = [this] {
+    parts_.strip.Withdraw(Notice::kScanDelivered);
+    parts_.openSettings();
+  };
+  parts_.strip.Raise(Notice::kScanDelivered,
+                     std::string("A scan was ") +
+                         (parts_.session.bNonEnglish ? "pasted" : "typed") + " into " + receiver +
+                         ". To keep scans in Quillet, choose another destination.",
+                     {{"Settings", open}});
 }
 
 void RunMessages::ScannerErased() {

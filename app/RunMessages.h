@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,19 +20,21 @@
 
 namespace quillet {
 
-/// Shows the progress, the results and the problems of runs in the status strip.
+/// Shows the progress, the results and the problems of runs in the status strip, and announces
+/// scans outside runs.
 class RunMessages {
  public:
   /// The objects that RunMessages uses. All must outlive it.
   struct Parts {
-    const Platform& platform;       ///< clock, ticker, main queue and desktop
-    const Lumet& session;           ///< progress and settings
-    const Run& run;                 ///< counts the records
-    const Word<bool>& isConnected;  ///< whether a scanner is connected
-    RunArchive& archive;            ///< where the records are
-    EarlierRuns& earlierRuns;       ///< shows a run in the archive
-    StatusStrip& strip;             ///< shows the messages
-    std::function<void()> restart;  ///< starts the program again; main thread
+    const Platform& platform;            ///< clock, ticker, main queue and desktop
+    const Lumet& session;                ///< progress and settings
+    const Run& run;                      ///< counts the records
+    const Word<bool>& isConnected;       ///< whether a scanner is connected
+    RunArchive& archive;                 ///< where the records are
+    EarlierRuns& earlierRuns;            ///< shows a run in the archive
+    StatusStrip& strip;                  ///< shows the messages
+    std::function<void()> openSettings;  ///< opens the settings window; main thread
+    std::function<void()> restart;       ///< starts the program again; main thread
   };
 
   explicit RunMessages(const Parts& parts) : parts_(parts) {}  ///< see Parts
@@ -48,7 +51,12 @@ class RunMessages {
   void Disconnected();  ///< called after a connection has ended. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
-  void ScannerErased();                       ///< see RunArchive::OnErased
+  /// Called before a record is delivered to a program. Announces the first one that no run has
+  /// requested. Read thread.
+  /// @param destination  see Settings
+  void RecordDelivered(std::int32_t destination);
+
+  void ScannerErased();  ///< see RunArchive::OnErased
 
   /// Answers a press of a button that has no effect now. Main thread.
   void PressIgnored(const std::string& text);
@@ -82,6 +90,7 @@ class RunMessages {
   std::atomic<std::int32_t> ended_{0};               // number of records of the run that ended last
   std::atomic<std::int32_t> expected_{0};  // number of records it should have; 0 if unknown
   std::atomic<bool> onlyCopySaid_{false};
+  std::set<std::string> receivers_;  // read thread: programs that have received records
 };
 
 }  // namespace quillet

@@ -76,15 +76,23 @@ void SettingsEditor::Choose(std::int32_t destination) {
 }
 
 void SettingsEditor::Restore() {
-  if (!parts_.file.ReadRegistry(parts_.image)) RestoreDefaults();
+  LumetFile::Registry file = parts_.file.ReadRegistry(parts_.image);
+  if (!file) file = RestoreDefaults();
   Log(parts_.log, "-[SyncController RestoreSettings]", ": Read registry file done...");
   ReadChoices(parts_.image, settings_);
   settings_.appname.Set(ReadName(parts_.image, kApplicationNamePosition));
   settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
+  if (file.custody == platform::Custody::kTrusted) return;
+  // Save must not store another user's bytes except the settings themselves.
+  parts_.image.fill('0');
+  WriteName(parts_.image, kApplicationNamePosition, settings_.appname.Get());
+  WriteName(parts_.image, kFileNamePosition, settings_.filename.Get());
+  parts_.consent.HoldBack(file.owner);
 }
 
-// Settings that are not set here keep their initial values.
-void SettingsEditor::RestoreDefaults() {
+// Settings that are not set here keep their initial values. Returns who could have written the file
+// in the meantime.
+LumetFile::Registry SettingsEditor::RestoreDefaults() {
   settings_.bAttachSerial = 1;
   settings_.bAttachTimestamp = 1;
   settings_.bAttachType = 1;
@@ -95,7 +103,7 @@ void SettingsEditor::RestoreDefaults() {
   settings_.filename.Set(parts_.file.dataFolder() + kPlaceholder);
   parts_.image.fill('0');
   Save();
-  parts_.file.ReadRegistry(parts_.image);
+  return parts_.file.ReadRegistry(parts_.image);
 }
 
 void SettingsEditor::Open(bool busy) {
@@ -158,7 +166,10 @@ void SettingsEditor::ChooseApplication() {
   const auto chosen = parts_.panels.RunOpenPanel(kApplications, kProposedApplication);
   if (!chosen) return;
   settings_.appname.Set(*chosen);
-  if (settings_.destination == kToNamedApplication) Save();
+  if (settings_.destination == kToNamedApplication) {
+    Save();
+    parts_.consent.Chosen();
+  }
   if (form_.Values().destination == kToNamedApplication) form_.SetPath(*chosen);
   CheckTarget(kToNamedApplication);
 }
@@ -184,6 +195,7 @@ void SettingsEditor::SaveAndClose() {
   Log(parts_.log, "-[SyncController saveButton:]");
   StoreValues(form_.Values(), settings_, settings_);
   Save();
+  parts_.consent.Chosen();
   CheckTarget(settings_.destination);
   isOpen_ = false;
   form_.settingsWindow().Close();

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "app/SettingsConsent.h"
 #include "app/StatusStrip.h"
 #include "base/SystemLog.h"
 #include "device/Settings.h"
@@ -40,6 +41,8 @@ class SettingsEditor {
     /// Returns whether the settings window must not open now, and says why.
     std::function<bool()> isBusy;
     std::function<void()> saved;  ///< called after the user has saved the settings
+
+    SettingsConsent& consent;  ///< holds back settings of another user
   };
 
   /// Sets the actions of the form.
@@ -78,7 +81,7 @@ class SettingsEditor {
   void CheckTarget(std::int32_t destination);
   void CheckPaths();
   void Choose(std::int32_t destination);
-  void RestoreDefaults();
+  LumetFile::Registry RestoreDefaults();
   void ShowSamples();
 
   const Parts parts_;

@@ -38,9 +38,11 @@ enum class Notice {
   kRecordsMissing,      ///< a run did not receive all records
   kDelivery,            ///< progress and result of Deliver again
 
+  kSettingsToReview,  ///< settings of another user wait for this user's confirmation
   kSettingsNotSaved,  ///< the settings file could not be written
   kPathRefused,       ///< the settings file was chosen as the output file
 
+  kScanDelivered,      ///< a program has received its first scan
   kInterrupted,        ///< an earlier process did not finish a run or a file
   kArchiveIsOnlyCopy,  ///< erasing leaves only the archive's copy of the records
   kPathTooLong,        ///< a chosen path will not be restored at the next start
@@ -50,6 +52,8 @@ enum class Notice {
   kConnecting,   ///< an attempt to connect is in progress
   kRunFinished,  ///< the result of the last run
   kNoScanner,    ///< no scanner is connected
+
+  kSettingsDeclined,  ///< the user has decided not to use the settings of another user now
 };
 
 /// A button beside a message.

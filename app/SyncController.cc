@@ -70,6 +70,30 @@ void SyncController::Initialize() {
   lumet->setDelegate(this);
   new RecordDownload(platform_.log, *lumet);  // registers itself with the session
   OpenArchive();
+  OpenSettings();
+  ChangePortList({0, {{"None"}}});
+  updatePortList(true);
+  RestoreSettings();
+  const std::size_t unfinished = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
+                                 platform_.files.RemoveUnfinished(folders_.archive);
+  messages_->Interrupted(archive_->TakeInterruptedRuns(), unfinished);
+  delegate_->changeWindowTitle(kWindowTitle);
+  startNotification();
+  StartConnectionThread(true);
+}
+
+void SyncController::OpenSettings() {
+  auto* const consent =
+      new SettingsConsent({.files = platform_.files,
+                           .settings = *lumet,
+                           .panels = platform_.panels,
+                           .strip = strip_,
+                           .dataFolder = folders_.data,
+                           .confirmed = folders_.confirmed,
+                           .onConfirm = [this] {
+                             delivery_.CheckTarget(lumet->destination, lumet->appname.Get());
+                             RunAutomatically();
+                           }});
   settingsEditor_ = new SettingsEditor({.log = platform_.log,
                                         .file = *lumetfile,
                                         .image = QuilletRegistry,
@@ -82,16 +106,12 @@ void SyncController::Initialize() {
                                               delivery_.CheckTarget(destination, application);
                                             },
                                         .isBusy = [this] { return IsBusy("Settings"); },
-                                        .saved = [this] { messages_->CheckCopies(); }});
-  ChangePortList({0, {{"None"}}});
-  updatePortList(true);
-  RestoreSettings();
-  const std::size_t unfinished = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
-                                 platform_.files.RemoveUnfinished(folders_.archive);
-  messages_->Interrupted(archive_->TakeInterruptedRuns(), unfinished);
-  delegate_->changeWindowTitle(kWindowTitle);
-  startNotification();
-  StartConnectionThread(true);
+                                        .saved =
+                                            [this] {
+                                              strip_.Withdraw(Notice::kScanDelivered);
+                                              messages_->CheckCopies();
+                                            },
+                                        .consent = *consent});
 }
 
 void SyncController::OnMainThread(std::function<void()> change) {
@@ -289,7 +309,10 @@ void SyncController::TavoInitializationDone(bool connected) {
   DisplayConnectionMessage(portIndex);
   // Shown even if no scanner is connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
-  if (lumet->bAutoSync && bIsConnected) DoSynchronization();
+  // An exchange, so that this thread sees the settings that a confirmation put in force before it
+  // found no run due.
+  run_.automaticRunIsDue.exchange(connected);
+  RunAutomatically();
 }
 
 void SyncController::DisplayConnectionMessage(std::int32_t index) {

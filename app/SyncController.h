@@ -29,14 +29,12 @@ namespace quillet {
 
 class QuilletAppDelegate;
 
-/// The hub of the program: owns the scanner session and the other parts of app/, and connects them
-/// to the main window. Implemented in app/SyncController.cc (start-up, ports, connection) and
-/// app/Synchronization.cc (runs, main view).
+/// The hub of the program: connects the scanner session and the parts of app/ to the main window.
 ///
 /// Threads: user actions and port events arrive on the main thread. Each connection attempt runs on
-/// a separate thread. The session calls back on its read thread. All threads, including the main
-/// thread, queue their changes to controls on the main thread, so changes appear in call order.
-/// Only the settings window, the progress of a run and Clear change controls directly.
+/// a separate thread. The session calls back on its read thread. All threads queue their changes to
+/// controls on the main thread, so changes appear in call order. Only the settings window, the
+/// progress of a run and Clear change controls directly.
 /// Never destroyed: the read thread and a waiting connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
  public:
@@ -151,6 +149,8 @@ class SyncController final : public LumetDelegate {
   bool TryPort();
   void TryAgain();
   void OpenArchive();
+  void OpenSettings();
+  void RunAutomatically();
   bool IsBusy(const std::string& button);
   void ShowConnectionState();
 

@@ -55,6 +55,14 @@ void SyncController::DoSynchronization() {
   lumet->Synchronize();
 }
 
+// Starts the automatic run of this connection, unless a run has begun since. Main thread or read
+// thread.
+void SyncController::RunAutomatically() {
+  if (lumet->bAutoSync && bIsConnected && run_.automaticRunIsDue.exchange(false)) {
+    DoSynchronization();
+  }
+}
+
 void SyncController::DisplayBarcode(const std::string& record) {
   Log(platform_.log, "-[SyncController DisplayBarcode:]");
   const std::int64_t line = archive_->KeepLine(record);
@@ -67,6 +75,7 @@ void SyncController::DisplayBarcode(const std::string& record) {
         "]");
     RunApplication();
   }
+  messages_->RecordDelivered(target);
   delivery_.Deliver(record, lumet->bNonEnglish != 0);
 }
 
@@ -108,6 +117,7 @@ void SyncController::OpenArchive() {
                                .archive = *archive_,
                                .earlierRuns = *earlierRuns_,
                                .strip = strip_,
+                               .openSettings = [this] { settingsButton(); },
                                .restart = [this] { delegate_->Restart(); }});
 }
 

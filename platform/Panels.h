@@ -2,10 +2,11 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quillet::platform {
 
-/// The desktop's file dialogs. Each call runs a modal dialog until the user closes it; the main
+/// File dialogs and questions. Each call runs a modal dialog until the user closes it; the main
 /// loop continues to run. Paths and names are UTF-8. Main thread.
 ///
 /// If `folder` does not exist, a save panel starts in the user's documents folder. An open panel
@@ -41,6 +42,13 @@ class Panels {
   virtual std::optional<std::string> RunExportPanel(const std::string& title,
                                                     const std::string& folder,
                                                     const std::string& name) = 0;
+
+  /// Asks the user whether to use settings that another user has chosen.
+  /// @param question  one sentence
+  /// @param effects   what the settings would do, one line each; may contain long paths
+  /// @return true if the user wants to use them; false by default
+  virtual bool ConfirmSettings(const std::string& question,
+                               const std::vector<std::string>& effects) = 0;
 };
 
 }  // namespace quillet::platform

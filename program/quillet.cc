@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <system_error>
 
 #include "output/LumetFile.h"
@@ -8,14 +9,26 @@
 #include "program/Desktop.h"
 #include "program/Program.h"
 
+namespace {
+
+// Returns the path of the file with the confirmed settings, beside the archive.
+std::string ConfirmedSettingsOfUser() {
+  const std::string archive = quillet::ArchiveFolderOfUser();
+  return archive.empty() ? archive : archive.substr(0, archive.rfind('/')) + "/confirmed-settings";
+}
+
+}  // namespace
+
 int main(int, char** argv) try {
   using namespace quillet;
   platform::posix::EnsureStandardDescriptors();
   // Static, so that LeakSanitizer sees them as reachable.
   static auto* const instance = new platform::posix::SingleInstance(DisplayOfSession());
   if (!instance->Begin(ActivationToken())) return EXIT_SUCCESS;
-  static auto* const program = new Program(
-      argv, {.data = kDataFolder, .archive = ArchiveFolderOfUser(), .guide = UserGuide()});
+  static auto* const program = new Program(argv, {.data = kDataFolder,
+                                                  .archive = ArchiveFolderOfUser(),
+                                                  .guide = UserGuide(),
+                                                  .confirmed = ConfirmedSettingsOfUser()});
   program->Run(SerialRegistryOfSystem(), instance);
 } catch (const std::system_error& error) {
   std::fprintf(stderr, "quillet: %s\n", error.what());

@@ -5,9 +5,12 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFileSystemModel>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSortFilterProxyModel>
 #include <QStandardPaths>
 
+#include "platform/qt/Outline.h"
 #include "platform/qt/Text.h"
 
 namespace quillet::platform::qt {
@@ -98,6 +101,26 @@ std::optional<std::string> QtPanels::RunOpenPanel(const std::string& folder,
   panel.setDirectory(start);
   if (start.exists(ToQString(name))) panel.selectFile(ToQString(name));
   return Run(panel);
+}
+
+bool QtPanels::ConfirmSettings(const std::string& question,
+                               const std::vector<std::string>& effects) {
+  QString list = QStringLiteral("Quillet will then:\n");
+  for (const std::string& effect : effects) {
+    // A label breaks a path only where it contains a zero-width space.
+    list += u'\n' + ToQString("• " + effect).replace(u'/', QStringLiteral("/\u200B"));
+  }
+  QMessageBox box(QMessageBox::Warning, QStringLiteral("Review settings"), ToQString(question),
+                  QMessageBox::NoButton, Parent(parent_));
+  box.setTextFormat(Qt::PlainText);
+  box.setInformativeText(list);
+  QPushButton* const use =
+      box.addButton(QStringLiteral("&Use these settings"), QMessageBox::AcceptRole);
+  QPushButton* const later = box.addButton(QStringLiteral("&Not now"), QMessageBox::RejectRole);
+  for (QPushButton* const button : {use, later}) Outline(*button);
+  box.setDefaultButton(later);
+  box.exec();
+  return box.clickedButton() == use;
 }
 
 }  // namespace quillet::platform::qt

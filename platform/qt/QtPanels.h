@@ -8,7 +8,8 @@ class QWidget;
 
 namespace quillet::platform::qt {
 
-/// The desktop's file dialogs, or Qt's dialogs if the desktop has none. Main thread only.
+/// The desktop's file dialogs, or Qt's dialogs if the desktop has none, and Qt's message boxes.
+/// Main thread only.
 class QtPanels final : public Panels {
  public:
   /// @param parent  the window that the panels belong to; it outlives this object
@@ -21,6 +22,8 @@ class QtPanels final : public Panels {
                                           const std::string& name) override;
   std::optional<std::string> RunExportPanel(const std::string& title, const std::string& folder,
                                             const std::string& name) override;
+  bool ConfirmSettings(const std::string& question,
+                       const std::vector<std::string>& effects) override;
 
  private:
   QWidget& parent_;

@@ -86,9 +86,18 @@ class FakePanels final : public platform::Panels {
     return answer;
   }
 
-  /// One entry per panel: "save", "open" or its title, then its folder, name and hidden file.
+  bool ConfirmSettings(const std::string& question,
+                       const std::vector<std::string>& effects) override {
+    std::string& run = runs.emplace_back(question);
+    for (const std::string& effect : effects) run += "|" + effect;
+    return confirms;
+  }
+
+  /// One entry per panel: "save", "open" or its title, then its folder, name and hidden file; or
+  /// the question and the effects.
   std::vector<std::string> runs;
   std::optional<std::string> answer;
+  bool confirms = false;  ///< the answer to ConfirmSettings
 };
 
 /// A ticker that ticks when the test calls Tick.

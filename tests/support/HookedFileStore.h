@@ -15,7 +15,12 @@ class HookedFileStore : public platform::FileStore {
     return files_.Read(path, limit);
   }
   platform::Checked ReadChecked(const std::string& path, std::size_t limit) override {
-    return files_.ReadChecked(path, limit);
+    platform::Checked checked = files_.ReadChecked(path, limit);
+    if (otherUser) {
+      checked.custody = platform::Custody::kForeign;
+      checked.owner = *otherUser;
+    }
+    return checked;
   }
   Replaced Replace(const std::string& path, std::string_view contents) override {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
@@ -45,6 +50,7 @@ class HookedFileStore : public platform::FileStore {
   }
   std::string Owner(const std::string& path) override { return files_.Owner(path); }
 
+  std::optional<std::string> otherUser;  ///< user who could have written the files of ReadChecked
   std::function<void()> whileReplacing;  ///< called by the next Replace or CreateNew only
 
  private:

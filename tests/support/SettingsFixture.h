@@ -24,12 +24,14 @@ class SettingsFixture : public testing::Test {
   void Start() {
     image_ = {};
     settings_ = std::make_unique<Settings>();
+    consent_ = std::make_unique<SettingsConsent>(
+        SettingsConsent::Parts{files_, *settings_, panels, strip_, dataFolder, "", [] {}});
     editor_ = std::make_unique<SettingsEditor>(
         SettingsEditor::Parts{log, file_, image_, *settings_, form, panels, strip_,
                               [this](auto destination, const auto& application) {
                                 checked.emplace_back(destination, application);
                               },
-                              [] { return false; }, [] {}});
+                              [] { return false; }, [] {}, *consent_});
     file_.CreateBarcodeDirectory();
     editor_->Restore();
   }
@@ -67,6 +69,7 @@ class SettingsFixture : public testing::Test {
   LumetFile file_{log, clock_, files_, dataFolder};
   SettingsImage image_{};
   std::unique_ptr<Settings> settings_;
+  std::unique_ptr<SettingsConsent> consent_;
   std::unique_ptr<SettingsEditor> editor_;
 };
 

@@ -4,6 +4,7 @@
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QListView>
+#include <QMessageBox>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -113,6 +114,24 @@ TEST_F(QtPanelsTest, OpensADefaultFolderIfTheFolderIsMissing) {
                    : panels_.RunOpenPanel("/not/there", "TextEdit.app"),
               std::nullopt);
   }
+}
+
+TEST_F(QtPanelsTest, AsksBeforeUsingSettings) {
+  const auto ask = [this](const std::function<void(QMessageBox&)>& answer) {
+    QTimer::singleShot(0, [answer] {
+      auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+      ASSERT_NE(box, nullptr);
+      EXPECT_EQ(box->text(), "Use <b>?");
+      EXPECT_EQ(box->informativeText().remove(u'\u200B'),
+                "Quillet will then:\n\n• Start /tmp/<i>\n• Erase");
+      answer(*box);
+    });
+    return panels_.ConfirmSettings("Use <b>?", {"Start /tmp/<i>", "Erase"});
+  };
+  EXPECT_TRUE(ask([](QMessageBox& box) { box.buttons().at(0)->click(); }));
+  EXPECT_FALSE(ask([](QMessageBox& box) { box.buttons().at(1)->click(); }));
+  EXPECT_FALSE(ask([](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Escape); }));
+  EXPECT_FALSE(ask([](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); }));
 }
 
 }  // namespace

@@ -1,0 +1,141 @@
+#include "app/SettingsConsent.h"
+
+#include <utility>
+
+#include "base/ShownText.h"
+#include "output/ArchivedRun.h"
+#include "output/LumetFile.h"
+
+namespace quillet {
+namespace {
+
+constexpr std::size_t kLongestText = 4096;  // far longer than the text of any actions
+
+// Returns true if each run writes a file in the data folder. Subfolders do not count, because
+// another user could replace them with links.
+bool IsInFolder(const std::string& path, const std::string& folder) {
+  const std::string file = ResolveSyncFileName(path, [] { return std::string("name"); });
+  return file.starts_with(folder + "/") && file.find('/', folder.size() + 1) == file.npos;
+}
+
+// Returns the contents of the file with the confirmed actions.
+std::string Stored(const SensitiveActions& actions) {
+  std::string text;
+  if (!actions.application.empty()) {
+    text += "application " + EscapedText(actions.application) + "\n";
+  }
+  if (!actions.file.empty()) {
+    text += (actions.appends ? "append " : "file ") + EscapedText(actions.file) + "\n";
+  }
+  if (actions.synchronizes) text += "synchronize\n";
+  if (actions.erases) text += "erase\n";
+  return text;
+}
+
+}  // namespace
+
+SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFolder) {
+  SensitiveActions actions{.synchronizes = settings.bAutoSync != 0,
+                           .erases = settings.bClearMemory != 0};
+  const std::string& file = settings.filename.Get();
+  if (settings.destination == kToNamedApplication) actions.application = settings.appname.Get();
+  if (settings.destination == kToFile && file != dataFolder + kPlaceholder &&
+      !IsInFolder(file, dataFolder)) {
+    actions.file = file;
+    actions.appends = settings.bAppendData != 0;
+  }
+  return actions;
+}
+
+std::vector<std::string> Described(const SensitiveActions& actions) {
+  std::vector<std::string> sentences;
+  const auto add = [&](const std::string& what, const std::string& path = {}) {
+    sentences.push_back(what + ShownText(path));
+  };
+  if (!actions.application.empty()) {
+    add("Start this program and send it the records: ", actions.application);
+  }
+  const std::string file = ResolveSyncFileName(actions.file, [] { return std::string("….txt"); });
+  if (file != actions.file) {
+    add("Write each synchronization to a new file: ", file);
+  } else if (!file.empty()) {
+    add(actions.appends ? "Add the records to this file: "
+                        : "Replace this file at each synchronization: ",
+        file);
+  }
+  if (actions.synchronizes) add("Synchronize as soon as a scanner is connected");
+  if (actions.erases) add("Erase the scanner after each synchronization");
+  return sentences;
+}
+
+void SettingsConsent::HoldBack(const std::string& owner) {
+  isForeign_ = true;
+  owner_ = owner;
+  held_ = ActionsOf(parts_.settings, parts_.dataFolder);
+  const std::string stored = Stored(held_);
+  if (stored.empty() || parts_.files.Read(parts_.confirmed, kLongestText) == stored) {
+    held_ = {};
+    return;
+  }
+  UseSubstitutes();
+  Show(Notice::kSettingsToReview);
+}
+
+// Replaces the held settings with harmless ones.
+void SettingsConsent::UseSubstitutes() {
+  Settings& settings = parts_.settings;
+  settings.bAutoSync = 0;
+  settings.bClearMemory = 0;
+  if (!held_.application.empty()) settings.destination = kToView;
+  if (!held_.file.empty()) settings.filename.Set(parts_.dataFolder + kPlaceholder);
+}
+
+void SettingsConsent::Show(Notice notice) {
+  parts_.strip.Raise(notice,
+                     "Some settings from " + (owner_.empty() ? "another user" : owner_) +
+                         " are not in use yet. Press Review to see what they do.",
+                     {{"Review…", [this] { Ask(); }}});
+}
+
+void SettingsConsent::Ask() {
+  const std::string from = owner_.empty() ? "another user" : ShownText(owner_);
+  const bool yes = parts_.panels.ConfirmSettings(
+      "These settings come from " + from + ". Do you want to use them?", Described(held_));
+  parts_.strip.Withdraw(Notice::kSettingsToReview);
+  if (yes) return PutInForce();
+  Show(Notice::kSettingsDeclined);
+}
+
+void SettingsConsent::PutInForce() {
+  parts_.strip.Withdraw(Notice::kSettingsDeclined);
+  const SensitiveActions actions = std::exchange(held_, {});
+  Remember(actions);
+  Settings& settings = parts_.settings;
+  if (!actions.file.empty()) settings.filename.Set(actions.file);
+  if (!actions.application.empty()) {
+    settings.appname.Set(actions.application);
+    settings.destination = kToNamedApplication;
+  }
+  if (actions.erases) settings.bClearMemory = 1;
+  if (actions.synchronizes) settings.bAutoSync = 1;
+  parts_.onConfirm();
+}
+
+void SettingsConsent::Chosen() {
+  if (!isForeign_) return;
+  held_ = {};
+  parts_.strip.Withdraw(Notice::kSettingsToReview);
+  parts_.strip.Withdraw(Notice::kSettingsDeclined);
+  Remember(ActionsOf(parts_.settings, parts_.dataFolder));
+}
+
+// If the file cannot be written, the user is asked again at the next start.
+void SettingsConsent::Remember(const SensitiveActions& actions) {
+  const std::string& path = parts_.confirmed;
+  if (path.empty()) return;
+  parts_.files.Remove(path);
+  parts_.files.CreatePrivateFolder(path.substr(0, path.rfind('/')));
+  if (const auto file = parts_.files.OpenGrowing(path, true)) file->Append(Stored(actions));
+}
+
+}  // namespace quillet

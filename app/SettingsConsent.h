@@ -1,0 +1,78 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "app/StatusStrip.h"
+#include "device/Settings.h"
+#include "platform/FileStore.h"
+#include "platform/Panels.h"
+
+namespace quillet {
+
+/// Actions of the settings that need this user's consent if another user has chosen them.
+struct SensitiveActions {
+  std::string application = {};  ///< path of the program to start; empty: none
+  std::string file = {};      ///< path of the output file, if outside the data folder; empty: none
+  bool appends = false;       ///< records are added to `file`
+  bool synchronizes = false;  ///< runs begin automatically
+  bool erases = false;        ///< runs erase the scanner
+  bool operator==(const SensitiveActions&) const = default;  ///< compares all members
+};
+
+/// Returns the sensitive actions of `settings`. The default output path is not sensitive.
+/// @param dataFolder  absolute path of the data folder
+SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFolder);
+
+/// Describes the actions to the user, each in one sentence without a full stop.
+std::vector<std::string> Described(const SensitiveActions& actions);
+
+/// Holds back the sensitive actions of settings that another user has chosen, until this user
+/// confirms them in a dialog. The other settings apply immediately.
+///
+/// In the meantime, there are no automatic runs and no erasing, records for a program go to the
+/// main view, and records for a file outside the data folder go to the default output file. The
+/// confirmed actions are stored in a private file, so the user is asked once per change. Main
+/// thread only.
+class SettingsConsent {
+ public:
+  /// The objects that SettingsConsent uses. All outlive it.
+  struct Parts {
+    platform::FileStore& files;       ///< reads and writes `confirmed`
+    Settings& settings;               ///< the settings in force
+    platform::Panels& panels;         ///< shows the dialog
+    StatusStrip& strip;               ///< says that settings are held back
+    std::string dataFolder;           ///< absolute path of the data folder
+    std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
+    std::function<void()> onConfirm;  ///< called after held actions have been put in force
+  };
+
+  explicit SettingsConsent(Parts parts) : parts_(std::move(parts)) {}  ///< see Parts
+  SettingsConsent(const SettingsConsent&) = delete;
+  SettingsConsent& operator=(const SettingsConsent&) = delete;
+
+  /// Called after another user's settings have been read. Holds back their sensitive actions,
+  /// unless this user has already confirmed the same actions.
+  /// @param owner  name of the user who can change the settings; may be empty
+  void HoldBack(const std::string& owner);
+
+  /// Called when this user has saved settings. They replace held settings and count as confirmed,
+  /// even if the settings file could not be written.
+  void Chosen();
+
+ private:
+  void UseSubstitutes();
+  void Ask();
+  void PutInForce();
+  void Show(Notice notice);
+  void Remember(const SensitiveActions& actions);
+
+  const Parts parts_;
+  bool isForeign_ = false;  // the settings file is another user's
+  std::string owner_;
+  SensitiveActions held_;
+};
+
+}  // namespace quillet

@@ -1,0 +1,339 @@
+#include <sys/stat.h>
+
+#include "app/SettingsConsent.h"
+#include "tests/support/AppFixture.h"
+
+namespace quillet {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+constexpr char kData[] = "/Users/Shared/QuilletData";
+constexpr char kQuestion[] = "These settings come from anna. Do you want to use them?";
+constexpr char kMessage[] =
+    "Some settings from anna are not in use yet. Press Review to see what they do.";
+
+struct Values {
+  int destination = kToFile;
+  std::string path = std::string(kData) + kPlaceholder;
+  bool autosync = false, clearmemory = false, appenddata = false;
+};
+
+void Set(Settings& settings, const Values& values) {
+  settings.destination = values.destination;
+  settings.filename.Set(values.path);
+  settings.appname.Set(values.path);
+  settings.bAutoSync = values.autosync;
+  settings.bClearMemory = values.clearmemory;
+  settings.bAppendData = values.appenddata;
+}
+
+TEST(SensitiveActionsTest, DescribesEachAction) {
+  const std::string data = kData;
+  const std::string start = "Start this program and send it the records: ";
+  const std::string replace = "Replace this file at each synchronization: ";
+  const struct {
+    Values values;
+    Strings effects;
+  } cases[] = {
+      {{}, {}},
+      {{.path = data + "/stock.txt"}, {}},
+      {{.path = data + "/stock/sn_timestamp.txt"}, {}},
+      {{.destination = kToView, .path = "/home/bea/.profile"}, {}},
+      {{.destination = kToActiveApplication, .path = "/tmp/tool"}, {}},
+      {{.path = ""}, {}},
+      {{.destination = kToNamedApplication, .path = "/tmp/tool"}, {start + "/tmp/tool"}},
+      {{.destination = kToNamedApplication, .path = "/tmp/\u202Eloot"},
+       {start + "/tmp/\uFFFDloot"}},
+      {{.path = "/home/bea/.profile"}, {replace + "/home/bea/.profile"}},
+      {{.path = data + "/../x.txt"}, {replace + data + "/../x.txt"}},
+      {{.path = data + "/link/x.txt"}, {replace + data + "/link/x.txt"}},
+      {{.path = data + ".txt"}, {replace + data + ".txt"}},
+      {{.path = "/home/bea/list", .appenddata = true},
+       {"Add the records to this file: /home/bea/list"}},
+      {{.path = "/home/bea/stock/sn_timestamp.txt"},
+       {"Write each synchronization to a new file: /home/bea/stock….txt"}},
+      {{.autosync = true, .clearmemory = true},
+       {"Synchronize as soon as a scanner is connected",
+        "Erase the scanner after each synchronization"}},
+  };
+  for (const auto& each : cases) {
+    Settings settings;
+    Set(settings, each.values);
+    EXPECT_EQ(Described(ActionsOf(settings, kData)), each.effects) << each.values.path;
+  }
+}
+
+/// Starts of the program with another user's settings.
+class SettingsConsentTest : public testing::Test {
+ protected:
+  /// Simulates a start of the program.
+  void Start(const Values& values) {
+    settings = std::make_unique<Settings>();
+    Set(*settings, values);
+    strip = std::make_unique<StatusStrip>(display, mainQueue, log);
+    display.Show("", std::nullopt, {});
+    consent = std::make_unique<SettingsConsent>(SettingsConsent::Parts{
+        files, *settings, panels, *strip, kData, confirmed, [this] { ++confirmations; }});
+    consent->HoldBack("anna");
+    mainQueue.RunAll();
+  }
+
+  /// Presses Review and answers the question. Returns the question and the effects.
+  Strings Review(bool answer) {
+    panels.confirms = answer;
+    display.Press(0);
+    mainQueue.RunAll();
+    return std::exchange(panels.runs, {});
+  }
+
+  const Values everything{.destination = kToNamedApplication,
+                          .path = "/tmp/tool",
+                          .autosync = true,
+                          .clearmemory = true};
+
+  test::TemporaryFolder folder;
+  const std::string confirmed = folder / "quillet/confirmed-settings";
+  test::RecordingLog log;
+  test::FakePanels panels;
+  test::FakeMainQueue mainQueue;
+  test::FakeStatusDisplay display;
+  test::HookedFileStore files;
+  std::unique_ptr<Settings> settings;
+  std::unique_ptr<StatusStrip> strip;
+  std::unique_ptr<SettingsConsent> consent;
+  int confirmations = 0;
+};
+
+TEST_F(SettingsConsentTest, HoldsBackSensitiveActionsOnly) {
+  Start(everything);
+  EXPECT_EQ(settings->destination, kToView);
+  EXPECT_EQ(settings->bAutoSync, 0);
+  EXPECT_EQ(settings->bClearMemory, 0);
+  EXPECT_EQ(display.text(), kMessage);
+  EXPECT_EQ(display.Buttons(), Strings{"Review…"});
+  Start({.path = "/home/bea/.profile", .appenddata = true});
+  EXPECT_EQ(settings->destination, kToFile);
+  EXPECT_EQ(settings->filename.Get(), std::string(kData) + kPlaceholder);
+  EXPECT_EQ(settings->bAppendData, 1);
+  Start({.destination = kToActiveApplication});
+  EXPECT_EQ(settings->destination, kToActiveApplication);
+  EXPECT_EQ(display.text(), "");
+}
+
+TEST_F(SettingsConsentTest, PutsConfirmedActionsInForce) {
+  Start(everything);
+  EXPECT_EQ(Review(true), Strings{std::string(kQuestion) +
+                                  "|Start this program and send it the records: /tmp/tool"
+                                  "|Synchronize as soon as a scanner is connected"
+                                  "|Erase the scanner after each synchronization"});
+  EXPECT_EQ(display.text(), "");
+  EXPECT_EQ(settings->destination, kToNamedApplication);
+  EXPECT_EQ(settings->appname.Get(), "/tmp/tool");
+  EXPECT_EQ(settings->bAutoSync, 1);
+  EXPECT_EQ(settings->bClearMemory, 1);
+  EXPECT_EQ(confirmations, 1);
+  Start({.path = "/home/bea/.profile"});
+  Review(true);
+  EXPECT_EQ(settings->filename.Get(), "/home/bea/.profile");
+}
+
+TEST_F(SettingsConsentTest, AsksOncePerChange) {
+  Start(everything);
+  Review(true);
+  Start(everything);
+  EXPECT_EQ(display.text(), "");
+  EXPECT_EQ(settings->bClearMemory, 1);
+  Values changed = everything;
+  changed.path = "/tmp/tool2";
+  Start(changed);
+  EXPECT_EQ(display.text(), kMessage);
+  EXPECT_EQ(settings->bClearMemory, 0);
+  EXPECT_EQ(confirmations, 1);
+}
+
+TEST_F(SettingsConsentTest, OffersTheReviewAgainAfterNotNow) {
+  Start(everything);
+  EXPECT_EQ(Review(false).size(), 1U);
+  EXPECT_EQ(settings->destination, kToView);
+  EXPECT_EQ(confirmations, 0);
+  strip->Raise(Notice::kRunFinished, "1 record in 1 s");
+  mainQueue.RunAll();
+  EXPECT_EQ(display.text(), "1 record in 1 s");
+  strip->Withdraw(Notice::kRunFinished);
+  mainQueue.RunAll();
+  EXPECT_EQ(display.text(), kMessage);
+  EXPECT_EQ(Review(true).size(), 1U);
+  EXPECT_EQ(settings->destination, kToNamedApplication);
+}
+
+TEST_F(SettingsConsentTest, SavedSettingsCountAsConfirmed) {
+  Start(everything);
+  settings->bClearMemory = 1;
+  consent->Chosen();
+  mainQueue.RunAll();
+  EXPECT_EQ(display.text(), "");
+  Start({.destination = kToView, .clearmemory = true});
+  EXPECT_EQ(display.text(), "");
+  EXPECT_EQ(settings->bClearMemory, 1);
+}
+
+TEST_F(SettingsConsentTest, AsksAgainIfTheUserHasChosenOtherwise) {
+  const Values erasing{.clearmemory = true};
+  Start(erasing);
+  Review(true);
+  settings->bClearMemory = 0;
+  consent->Chosen();
+  Start(erasing);
+  EXPECT_EQ(display.text(), kMessage);
+  EXPECT_EQ(settings->bClearMemory, 0);
+}
+
+TEST_F(SettingsConsentTest, OnlyTheUserCanReadTheConfirmedActions) {
+  const mode_t before = umask(0);
+  Start(everything);
+  Review(true);
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat(confirmed.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+  ASSERT_EQ(stat((folder / "quillet").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0700U);
+  EXPECT_EQ(test::FileContents(confirmed), "application /tmp/tool\nsynchronize\nerase\n");
+}
+
+/// The whole program with another user's settings.
+class ForeignSettingsTest : public test::AppFixture {
+ protected:
+  ForeignSettingsTest() { files.otherUser = "anna"; }
+
+  void Confirm() {
+    panels.confirms = true;
+    mainQueue.RunAll();
+    strip.Press(0);
+    mainQueue.RunAll();
+  }
+};
+
+TEST_F(ForeignSettingsTest, ConfirmationStartsTheRunThatWaited) {
+  StartWith({.destination = kToView, .autosync = true});
+  LaunchConnected(test::Scanner({"1", "2"}));
+  EXPECT_EQ(Ends(), 0U);
+  Confirm();
+  AwaitEnd(0);
+  EXPECT_EQ(View().substr(0, 43), "|Synchronization has started...|1|2|2 barco");
+}
+
+TEST_F(ForeignSettingsTest, ConfirmationStartsNoRunAfterARun) {
+  StartWith({.destination = kToView, .autosync = true});
+  LaunchConnected(test::Scanner({"1", "2"}));
+  Synchronize();
+  Confirm();
+  tavo.WaitUntilRead();
+  EXPECT_EQ(log.Count("-[SyncController DoSynchronization]"), 1U);
+}
+
+TEST_F(ForeignSettingsTest, StartsAndErasesNothingUntilConfirmed) {
+  applications.installed = {"/tmp/tool"};
+  StartWith({.destination = kToNamedApplication, .path = "/tmp/tool", .clearmemory = true});
+  LaunchConnected(test::Scanner({"1"}));
+  Synchronize();
+  EXPECT_TRUE(applications.opened.empty());
+  EXPECT_TRUE(keyEvents.posts().empty());
+  EXPECT_EQ(tavo.Commands().find("E "), std::string::npos);
+  EXPECT_NE(View().find("|1|1 barcodes synchronized|"), std::string::npos) << View();
+  Confirm();
+  Synchronize();
+  EXPECT_EQ(applications.opened.front(), "/tmp/tool");
+  EXPECT_FALSE(keyEvents.posts().empty());
+  EXPECT_TRUE(test::WaitFor([&] { return tavo.Commands().ends_with("E "); })) << tavo.Commands();
+}
+
+TEST_F(ForeignSettingsTest, UsesTheDefaultFileUntilConfirmed) {
+  const std::string file = folder.Put("private.txt", "old");
+  StartWith({.path = file});
+  LaunchConnected(test::Scanner({"1"}));
+  Synchronize();
+  EXPECT_EQ(test::FileContents(file), "old");
+  EXPECT_TRUE(test::FileContents(controller.syncfileName.Get()).has_value());
+  EXPECT_TRUE(controller.syncfileName.Get().starts_with(dataFolder));
+  Confirm();
+  Synchronize();
+  EXPECT_EQ(test::FileContents(file), "1\r\n");
+}
+
+TEST_F(ForeignSettingsTest, SavesNoForeignBytesBesideTheSettings) {
+  StartWith({.destination = kToView, .path = "/home/bea/list"});
+  const std::string path = dataFolder + "/QuilletRegistry.txt";
+  std::string text = test::FileContents(path).value();
+  text.replace(700, 7, "foreign");
+  test::PutFile(path, text);
+  Launch();
+  settings.Press();
+  form.Save();
+  const std::string saved = test::FileContents(path).value();
+  EXPECT_EQ(saved.size(), 1023U);
+  EXPECT_EQ(saved.find("foreign"), std::string::npos);
+  EXPECT_EQ(saved.substr(384, 15), "/home/bea/list\r");
+}
+
+TEST_F(ForeignSettingsTest, TrustedSettingsApplyImmediately) {
+  files.otherUser.reset();
+  StartWith({.destination = kToView, .clearmemory = true, .autosync = true});
+  LaunchConnected(test::Scanner({"1"}));
+  AwaitEnd(0);
+  EXPECT_TRUE(test::WaitFor([&] { return tavo.Commands().ends_with("E "); })) << tavo.Commands();
+  EXPECT_TRUE(panels.runs.empty());
+  EXPECT_FALSE(std::filesystem::exists(folder / "Confirmed"));
+}
+
+/// Scans outside runs.
+class ScanNoticeTest : public test::AppFixture {
+ protected:
+  static constexpr char kEditor[] = "/usr/bin/editor";
+
+  void ConnectWith(const test::Choice& choice) {
+    applications.installed = {kEditor};
+    StartWith(choice);
+    LaunchConnected(test::Scanner({"1"}));
+    mainQueue.RunAll();
+  }
+  std::string MessageAfterScan() {
+    tavo.Scan("live");
+    mainQueue.RunAll();
+    return strip.Message();
+  }
+};
+
+TEST_F(ScanNoticeTest, AnnouncesTheFirstScanForEachProgram) {
+  ConnectWith({.destination = kToActiveApplication});
+  EXPECT_EQ(
+      MessageAfterScan(),
+      "A scan was typed into the active application. To keep scans in Quillet, choose another "
+      "destination.");
+  EXPECT_EQ(strip.Buttons(), Strings{"Settings"});
+  strip.Press(0);
+  EXPECT_TRUE(form.settingsWindow().IsShown());
+  form.Cancel();
+  EXPECT_EQ(MessageAfterScan(), "");
+  Choose(kToNamedApplication, kEditor);
+  controller.lumet->bNonEnglish = 1;
+  EXPECT_EQ(MessageAfterScan(),
+            "A scan was pasted into editor. To keep scans in Quillet, choose another destination.");
+}
+
+TEST_F(ScanNoticeTest, SaysNothingAboutAProgramThatReceivedARun) {
+  ConnectWith({.destination = kToNamedApplication, .path = kEditor});
+  Synchronize();
+  mainQueue.RunAll();
+  const std::string finished = strip.Message();
+  EXPECT_EQ(MessageAfterScan(), finished);
+}
+
+TEST_F(ScanNoticeTest, SaysNothingAboutScansInTheView) {
+  ConnectWith({.destination = kToView});
+  EXPECT_EQ(MessageAfterScan(), "");
+}
+
+}  // namespace
+}  // namespace quillet
