@@ -2,8 +2,6 @@
 
 import fcntl
 import os
-import subprocess
-import tempfile
 
 from harness.case import SystemTest
 
@@ -12,14 +10,7 @@ PORT = "/dev/ttyACM0"
 
 class PortTest(SystemTest):
 
-    def preload(self, **environment):
-        """Builds port_faults.c. Returns `environment` with the variable that preloads it."""
-        library = f"{tempfile.gettempdir()}/port_faults.so"
-        source = os.path.join(os.path.dirname(os.path.abspath(__file__)), "port_faults.c")
-        subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", library, source],
-                       check=True)
-        before = self.devices.environment["LD_PRELOAD"]
-        return {"LD_PRELOAD": f"{library}:{before}", **environment}
+    faults = "port_faults"
 
     def lock_port(self):
         """Locks the port, like another program that uses it. Returns a descriptor."""

@@ -4,8 +4,6 @@ import errno
 import fcntl
 import os
 import signal
-import subprocess
-import tempfile
 import time
 
 from harness.case import (CHAIN, FOLDER, OUTPUT, SHARED, Settings, SystemTest, messages,
@@ -34,14 +32,7 @@ def put(path, contents=_OLD):
 
 class ArchiveFaultsTest(SystemTest):
 
-    def preload(self, **environment):
-        """Builds file_faults.c. Returns `environment` with the variable that preloads it."""
-        library = f"{tempfile.gettempdir()}/file_faults.so"
-        source = os.path.join(os.path.dirname(os.path.abspath(__file__)), "file_faults.c")
-        subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", library, source],
-                       check=True)
-        before = self.devices.environment["LD_PRELOAD"]
-        return {"LD_PRELOAD": f"{before}:{library}", **environment}
+    faults = "file_faults"
 
 
 class SignalTest(ArchiveFaultsTest):

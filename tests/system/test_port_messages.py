@@ -4,35 +4,13 @@ import fcntl
 import grp
 import os
 
-from harness.case import messages, wait_until
+from harness.case import messages
 from port_case import PORT, PortTest
 
 _FAILED = messages.STARTED + messages.failed_attempt()
 
 
 class PortMessagesTest(PortTest):
-
-    def strip(self):
-        """Returns the text of the status strip and its buttons, by title."""
-        (bar,) = [node for node in self.quillet._frame().descendants()
-                  if node.role == "status bar"]
-        nodes = list(bar.descendants())
-        (text,) = [node.name for node in nodes if node.role == "label"]
-        return text, {node.name: node for node in nodes
-                      if node.role == "push button" and node.name}
-
-    def wait_for_message(self, text, *buttons):
-        wait_until(lambda: self.read_strip() == (text, list(buttons)),
-                   lambda: f"{text!r} with {buttons}, not {self.read_strip()}")
-
-    def read_strip(self):
-        text, buttons = self.quillet._settled(self.strip)
-        return text, list(buttons)
-
-    def press_in_strip(self, title):
-        button = self.quillet._settled(self.strip)[1][title]
-        button.act("Press")
-        wait_until(lambda: not button.is_pressed(), f"{title} to be released")
 
     def start_failing(self, **popen):
         self.start(**popen).wait_for_view(_FAILED)
@@ -43,23 +21,23 @@ class PortMessagesTest(PortTest):
         terminal = os.path.realpath(PORT)
         os.chmod(terminal, 0)
         self.start_failing()
-        self.wait_for_message(f"No udev rule lets you use {PORT}. Install the Quillet package, or "
-                              "run the command in a terminal.", "Copy command")
-        self.press_in_strip("Copy command")
+        self.quillet.wait_for_message(f"No udev rule lets you use {PORT}. Install the Quillet "
+                                      "package, or run the command in a terminal.", "Copy command")
+        self.quillet.press_in_strip("Copy command")
         self.assertEqual(f"sudo chown \"$USER\" {PORT}", self.desktop.clipboard_text())
         os.chmod(terminal, 0o600)
         self.connect()
         self.quillet.wait_for_view(messages.connecting())
-        self.wait_for_message("")
+        self.quillet.wait_for_message("")
 
     def test_names_the_missing_group(self):
         self.plugged_in_scanner()
         os.chmod(os.path.realpath(PORT), 0)
         group = grp.getgrnam("dialout").gr_gid
         self.start_failing(environment=self.preload(PORT_GROUP=str(group)))
-        self.wait_for_message(f"No permission to use {PORT}. Run the command to join the group "
-                              "dialout, then log in again.", "Copy command")
-        self.press_in_strip("Copy command")
+        self.quillet.wait_for_message(f"No permission to use {PORT}. Run the command to join the "
+                                      "group dialout, then log in again.", "Copy command")
+        self.quillet.press_in_strip("Copy command")
         self.assertEqual("sudo usermod -aG dialout \"$USER\"", self.desktop.clipboard_text())
 
     def test_names_the_program_that_uses_the_port(self):
@@ -68,20 +46,20 @@ class PortMessagesTest(PortTest):
         with open("/proc/self/comm", encoding="ascii") as file:
             name = file.read().rstrip("\n")
         self.start_failing()
-        self.wait_for_message(f"{name} is using {PORT}. Close that program, then try again.",
-                              "Try again")
+        self.quillet.wait_for_message(f"{name} is using {PORT}. Close that program, then try "
+                                      "again.", "Try again")
         fcntl.flock(port, fcntl.LOCK_UN)
-        self.press_in_strip("Try again")
+        self.quillet.press_in_strip("Try again")
         self.quillet.wait_for_view(messages.connecting())
-        self.wait_for_message("")
+        self.quillet.wait_for_message("")
 
     def test_says_how_to_wake_a_silent_scanner(self):
         scanner = self.plugged_in_scanner(faults=[f"on W {number} ignore"
                                                   for number in range(1, 6)])
         self.start_failing()
-        self.wait_for_message(f"No scanner is responding on {PORT}. Press the scanner's button. Check "
-                              "the cable.", "Try again")
-        self.press_in_strip("Try again")
+        self.quillet.wait_for_message(f"No scanner is responding on {PORT}. Press the scanner's "
+                                      "button. Check the cable.", "Try again")
+        self.quillet.press_in_strip("Try again")
         self.quillet.wait_for_view(messages.connecting())
-        self.wait_for_message("")
+        self.quillet.wait_for_message("")
         scanner.unplug()

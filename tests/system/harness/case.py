@@ -3,7 +3,9 @@
 import os
 import re
 import shutil
+import subprocess
 import sys
+import tempfile
 import unittest
 
 from harness import messages, other_user
@@ -154,6 +156,8 @@ class ProductTest(unittest.TestCase):
 class SystemTest(ProductTest):
     """A test with mocked USB devices. Before the first start, the data folder does not exist."""
 
+    faults = None  # name of the C file whose library preload() builds, without ".c"
+
     def create_devices(self):
         from harness.devices import Devices  # tests/guest has no umockdev
         return Devices()
@@ -165,6 +169,15 @@ class SystemTest(ProductTest):
                 shutil.rmtree(f"/Users/{name}")
             else:
                 os.unlink(f"/Users/{name}")
+
+    def preload(self, **environment):
+        """Builds the library of faults. Returns `environment` with the variable that preloads it."""
+        library = f"{tempfile.gettempdir()}/{self.faults}.so"
+        folder = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+        subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", library,
+                        f"{folder}/{self.faults}.c"], check=True)
+        before = self.devices.environment["LD_PRELOAD"]
+        return {"LD_PRELOAD": f"{library}:{before}", **environment}
 
     def end_program(self):
         """Closes the program and switches off the last scanner, so that the test can start both

@@ -153,8 +153,16 @@ class Quillet:
                 if node.role == "push button" and node.name}
 
     def press_in_strip(self, title):
-        """Presses a button in the status strip."""
-        self._settled(self._strip_buttons)[title].act("Press")
+        """Presses a button in the status strip and waits until it is released or has gone."""
+        button = self._settled(self._strip_buttons)[title]
+        button.act("Press")
+
+        def is_released():
+            try:
+                return not button.is_pressed()
+            except Unreachable:
+                return True
+        wait_until(is_released, f"{title} to be released")
 
     def wait_for_restart(self):
         """Waits until the program has started again and shows its window."""
@@ -165,10 +173,6 @@ class Quillet:
         """Waits until the progress display shows `text` and reports that no data arrives."""
         wait_until(lambda: (self._settled(self.progress) or "").startswith(text + SILENCE),
                    lambda: f"silence after {text!r}, not {self._settled(self.progress)!r}")
-
-    def press_in_strip(self, label):
-        """Presses a button in the status strip."""
-        self._settled(lambda: self._frame().find("push button", label).act("Press"))
 
     # The toolbar
 
