@@ -24,6 +24,10 @@ void MainView::OnRecordsRemoved(std::function<void()> action) {
   view_.OnRecordsRemoved([this] { ReportRemoval(); });
 }
 
+void MainView::ReportNextRemoval() {
+  Post([this] { isRemovalReported_ = false; });
+}
+
 void MainView::Clear() {
   view_.SetText("");
   isRemovalReported_ = false;

@@ -30,8 +30,9 @@ class MainView {
   void Post(std::function<void()> change);
 
   /// Sets the action to call when records are dropped or removed from the view, at most once until
-  /// the next Clear. Main thread.
+  /// the next Clear or ReportNextRemoval. Main thread.
   void OnRecordsRemoved(std::function<void()> action);
+  void ReportNextRemoval();  ///< see OnRecordsRemoved; any thread
 
   /// Empties the view. Texts that are still queued appear later. Main thread.
   void Clear();

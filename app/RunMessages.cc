@@ -22,10 +22,12 @@ constexpr auto kReadingTime = 5s;
 constexpr Notice kResults[] = {Notice::kNotErased,          Notice::kFileNotWritten,
                                Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
                                Notice::kRecordsMissing,     Notice::kRunFinished};
-// Other messages to remove when the user starts a run, because the user has already seen them.
-constexpr Notice kSeen[] = {Notice::kPathRefused, Notice::kDelivery,    Notice::kScanDelivered,
-                            Notice::kInterrupted, Notice::kPathTooLong, Notice::kArchiveIsOnlyCopy,
-                            Notice::kFileReplaced};
+// Other messages to remove when a run begins, because they would hide its result.
+constexpr Notice kHints[] = {
+    Notice::kPathRefused,  Notice::kDelivery,          Notice::kScanDelivered,
+    Notice::kPathTooLong,  Notice::kArchiveIsOnlyCopy, Notice::kFileReplaced,
+    Notice::kLinesDropped, Notice::kDisconnectedInRun, Notice::kRunStuck,
+    Notice::kPressIgnored, Notice::kRunFinished};
 
 std::string TimeTaken(std::chrono::milliseconds taken) {
   const auto seconds = std::max<std::int64_t>(taken / 1s, 1);
@@ -42,15 +44,14 @@ std::string ApplicationName(const std::string& path) {
 
 void RunMessages::RunRequested() {
   for (const Notice notice : kResults) parts_.strip.Withdraw(notice);
-  for (const Notice notice : kSeen) parts_.strip.Withdraw(notice);
+  parts_.strip.Withdraw(Notice::kInterrupted);
 }
 
 void RunMessages::RunBegan() {
   begin_ = parts_.platform.clock.Now() / 1ms;
-  for (const Notice notice : {Notice::kDisconnectedInRun, Notice::kRunStuck, Notice::kPressIgnored,
-                              Notice::kRunFinished}) {
-    parts_.strip.Withdraw(notice);
-  }
+  for (const Notice notice : kHints) parts_.strip.Withdraw(notice);
+  // A run that begins when a scanner connects hides the message before the user can read it.
+  if (hasEnded_) parts_.strip.Withdraw(Notice::kInterrupted);
   parts_.platform.mainQueue.Async([this] {
     progress_ = RunProgress();
     stuck_ = false;
@@ -83,19 +84,19 @@ void RunMessages::StartTicker() {
 void RunMessages::PressIgnored(const std::string& text) {
   pressed_ = parts_.platform.clock.Now();
   parts_.strip.Raise(Notice::kPressIgnored, text);
+  StartTicker();  // removes the message after kReadingTime
 }
 
 // Polls the run's counts, which other threads store in atomic words.
 void RunMessages::ShowProgress() {
-  if (!parts_.run.IsShown() || !parts_.isConnected) {
-    parts_.platform.ticker.Stop();
-    return parts_.strip.EndProgress();
-  }
-  // The progress says enough after the user has read why his press had no effect.
   const auto now = parts_.platform.clock.Now();
   if (pressed_ && now - *pressed_ > kReadingTime) {
     pressed_.reset();
     parts_.strip.Withdraw(Notice::kPressIgnored);
+  }
+  if (!parts_.run.IsShown() || !parts_.isConnected) {
+    if (!pressed_) parts_.platform.ticker.Stop();
+    return parts_.strip.EndProgress();
   }
   const DisplayState state = parts_.session.display();
   const RunProgress::Shown shown =
@@ -130,6 +131,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   parts_.strip.Withdraw(Notice::kRecordsMissing);
   if (!parts_.archive.failed()) parts_.strip.Withdraw(Notice::kArchiveNotWritten);
   if (result.records > 0) CheckCopies();
+  hasEnded_ = true;
   ended_ = result.records;
   // In burst mode, missing records cannot be counted: the scanner's count includes erased records.
   expected_ = parts_.session.bBurstSync ? 0 : parts_.session.SyncEndIndex();

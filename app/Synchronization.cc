@@ -50,6 +50,7 @@ void SyncController::DoSynchronization() {
   archive_->Begin();
   run_.Begin(lumet->destination);
   messages_->RunBegan();
+  mainView_.ReportNextRemoval();
   delivery_.RunBegan();
   if (lumet->destination == kToNamedApplication) RunApplication();
   lumet->Synchronize();

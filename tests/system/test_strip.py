@@ -74,6 +74,7 @@ class StateTest(StripTest):
         quillet.wait_for_message(_NO_SCANNER)
         quillet.press("Connect")
         quillet.wait_for_message("No port was found. Plug in the scanner.")
+        quillet.wait_for_message(_NO_SCANNER)
         quillet.press("Synchronize")
         quillet.wait_for_message(_NO_SCANNER)
         self.plugged_in_scanner()

@@ -17,6 +17,22 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
   EXPECT_TRUE(log.Has("-[SyncController connectButton:]"));
 }
 
+TEST_F(ConnectionManagerTest, ExplainsAnIgnoredPressForFiveSeconds) {
+  Launch();
+  connect.Press();
+  for (const auto& [wait, text] :
+       {std::pair(5s, "No port was found. Plug in the scanner."),
+        std::pair(1s,
+                  "No scanner is connected. Plug it in, or select its port and press Connect.")}) {
+    clock.Advance(wait);
+    mainQueue.RunAll();
+    ticker.Tick();
+    mainQueue.RunAll();
+    EXPECT_EQ(strip.text(), text);
+  }
+  EXPECT_FALSE(ticker.IsRunning());
+}
+
 TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAConnectionAttempt) {
   // Delays the end of the connection attempt until the test has pressed Connect.
   auto& pressed = test::Immortal<std::atomic<bool>>(false);

@@ -88,6 +88,28 @@ TEST_F(SynchronizationTest, SaysUntilClearedThatTheViewLacksRecords) {
   EXPECT_FALSE(strip.Message().starts_with(latest)) << strip.Message();
 }
 
+TEST_F(SynchronizationTest, AutomaticRunRemovesHintsOfEarlierRuns) {
+  ConnectWith({.destination = 1, .clearmemory = true, .autosync = true}, {"1"});
+  AwaitEnd(0);
+  ASSERT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("E "); }));
+  mainQueue.RunAll();
+  EXPECT_EQ(strip.text(), "The scanner keeps no copy of the records. A copy is in the archive.");
+  const std::string latest =
+      "The window shows only the latest records. All records are in the archive.";
+  for (std::size_t ends = 1; ends <= 2; ++ends) {
+    view.RemoveRecords();
+    mainQueue.RunAll();
+    EXPECT_EQ(log.Count("Quillet: " + latest), ends);
+    connect.Press();
+    connect.Press();
+    FinishConnecting();
+    AwaitEnd(ends);
+    mainQueue.RunAll();
+    ticker.Tick();
+    EXPECT_EQ(strip.text(), "The scanner has sent no records.");
+  }
+}
+
 TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {});
   Synchronize();
