@@ -46,7 +46,7 @@ class SerialLine {
   /// Sends one byte. After an error, or if the output queue is full, the byte is silently lost.
   virtual void Write(std::int32_t line, std::uint8_t byte) = 0;
 
-  /// Closes a line. Discards unsent bytes unless another line has reserved the device.
+  /// Closes a line. Discards unsent bytes if this line has reserved the device.
   virtual void Close(std::int32_t line) = 0;
 };
 

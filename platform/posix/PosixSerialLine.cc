@@ -54,7 +54,7 @@ void SetExclusive(int descriptor, bool exclusive) {
   if (IsRealPort(descriptor)) ioctl(descriptor, exclusive ? TIOCEXCL : TIOCNXCL);
 }
 
-// Returns true if this line holds the lock afterwards or the device cannot be locked.
+// Returns true if this line holds the lock afterwards or if the device cannot be locked.
 bool Lock(int descriptor) {
   return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EBADF);
 }
@@ -71,6 +71,8 @@ std::int32_t PosixSerialLine::Open(const char* path, Access access, const LineSe
 bool PosixSerialLine::Reserve(std::int32_t line) {
   if (!Lock(line)) return false;
   SetExclusive(line, true);
+  const std::lock_guard lock(mutex_);
+  reserved_.insert(line);
   return true;
 }
 
@@ -83,7 +85,10 @@ void PosixSerialLine::Write(std::int32_t line, std::uint8_t byte) {
 }
 
 void PosixSerialLine::Close(std::int32_t line) {
-  if (line > 0 && Lock(line)) {
+  std::unique_lock lock(mutex_);
+  const bool isReserved = reserved_.erase(line) > 0;
+  lock.unlock();
+  if (isReserved) {
     SetExclusive(line, false);
     tcflush(line, TCOFLUSH);
   }

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstdint>
+#include <mutex>
+#include <set>
+
 #include "platform/SerialLine.h"
 
 namespace quillet::platform::posix {
 
-/// Serial lines through termios(3). A line's number is its file descriptor. Stateless.
+/// Serial lines through termios(3). A line's number is its file descriptor.
 class PosixSerialLine final : public SerialLine {
  public:
   std::int32_t Open(const char* path, Access access, const LineSettings& settings) override;
@@ -15,10 +19,14 @@ class PosixSerialLine final : public SerialLine {
   /// on pseudo-terminals.
   bool Reserve(std::int32_t line) override;
 
-  /// Undoes Reserve and discards the output queue, then closes the line. Otherwise close(2) would
-  /// wait for a device that does not accept data, usually 30 s on Linux (setserial(8),
-  /// closing_wait). Only closes the line if it is descriptor 0 or if another line holds the lock.
+  /// If the line is reserved, undoes Reserve and discards the output queue. Otherwise close(2)
+  /// would wait for a device that does not accept data, usually 30 s on Linux (setserial(8),
+  /// closing_wait). Then closes the line.
   void Close(std::int32_t line) override;
+
+ private:
+  std::mutex mutex_;                 // guards reserved_
+  std::set<std::int32_t> reserved_;  // lines that have reserved their device
 };
 
 }  // namespace quillet::platform::posix

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -161,6 +162,22 @@ TEST_P(SerialLineContract, DropsBytesWithoutWaitingIfTheLineIsFull) {
   const std::int32_t line = Open(Access::kWrite);
   for (int i = 0; i < 100'000; ++i) line_.Write(line, 'x');
   line_.Close(line);
+}
+
+// In packet mode, the master reads whether output was discarded (ioctl_tty(2)).
+TEST(PosixSerialLine, OnlyAReservedLineDiscardsOutput) {
+  PosixLineHarness harness;
+  constexpr int kOn = 1;
+  ASSERT_EQ(ioctl(harness.device.Get(), TIOCPKT, &kOn), 0);
+  for (const bool reserved : {false, true}) {
+    const std::int32_t line =
+        harness.line.Open(harness.Device().c_str(), Access::kWrite, kSettings);
+    EXPECT_TRUE(!reserved || harness.line.Reserve(line));
+    harness.Received();
+    harness.line.Close(line);
+    const std::string status = harness.Received();
+    EXPECT_EQ(!status.empty() && (status[0] & TIOCPKT_FLUSHWRITE) != 0, reserved);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Line, SerialLineContract,
