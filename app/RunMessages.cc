@@ -77,6 +77,16 @@ void RunMessages::Disconnected() {
       {Restart()});
 }
 
+void RunMessages::HungUp() {
+  const std::string lost = "The computer has lost the connection to the scanner. ";
+  if (parts_.run.bIsUnderSynchronization) {
+    parts_.strip.Raise(Notice::kHungUp, lost + Arrived() + " Restart Quillet to continue.",
+                       {Restart()});
+  } else {
+    parts_.strip.Raise(Notice::kHungUp, lost + "Press Disconnect, then Connect.");
+  }
+}
+
 void RunMessages::StartTicker() {
   parts_.platform.ticker.Start(kProgressPeriod, [this] { ShowProgress(); });
 }

@@ -49,6 +49,7 @@ class RunMessages {
 
   void Connected();     ///< a scanner is connected. Read thread.
   void Disconnected();  ///< called after a connection has ended. Main thread.
+  void HungUp();        ///< the scanner is connected, but its line does not work. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
   /// Called before a record is delivered to a program. Announces the first one that no run has

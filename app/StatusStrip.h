@@ -16,6 +16,7 @@ namespace quillet {
 /// the message of the highest rank.
 enum class Notice {
   kDisconnectedInRun,  ///< the connection ended during a run
+  kHungUp,             ///< the scanner's line does not work any more
   kRunStuck,           ///< the run will not end
 
   kPortDenied,     ///< no permission to open the port

@@ -315,6 +315,12 @@ void SyncController::TavoInitializationDone(bool connected) {
   RunAutomatically();
 }
 
+void SyncController::DeviceHungUp() {
+  OnMainThread([this] {
+    if (bIsConnected) messages_->HungUp();
+  });
+}
+
 void SyncController::DisplayConnectionMessage(std::int32_t index) {
   Log(platform_.log, "-[SyncController DisplayConnectionMessage:]");
   OnMainThread([this] { platform_.workspace.ActivateIgnoringOtherApps(); });
@@ -340,6 +346,7 @@ void SyncController::Terminate() {
   ChangePortList({1, {}});
   OnMainThread([this] { controls_.connectTavo.SetLabel("Connect"); });
   bIsConnected = false;
+  strip_.Withdraw(Notice::kHungUp);
   ShowConnectionState();
   updatePortList(false);
 }

@@ -67,8 +67,7 @@ class SyncController final : public LumetDelegate {
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
   ///@}
-  /// Updates the list and empties the iterator. If a port was added, starts a connection attempt.
-  /// If a port was removed and PortTable::EndsConnection returns true, disconnects.
+  /// Updates the list, empties the iterator, and connects, or disconnects if EndsConnection().
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------
@@ -82,6 +81,7 @@ class SyncController final : public LumetDelegate {
   bool IsTavoConnected();   ///< waits up to 5 s for the scanner. Connection thread.
   /// Shows the connected scanner. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
+  void DeviceHungUp() override;  ///< says that the scanner's line does not work. Read thread.
   void DisplayConnectionMessage(std::int32_t index);  ///< shows an attempt's result. Any thread.
   void Terminate();  ///< disconnects; may be called while no scanner is connected. Main thread.
 
@@ -108,9 +108,8 @@ class SyncController final : public LumetDelegate {
 
   // --- Main window ------------------------------------------------------------------------------
 
-  /// Queues text for the main view. Any thread; returns immediately.
-  /// @param text     UTF-8; lines end with CR LF, CR or LF
-  /// @param newline  whether to append a line end
+  /// Queues UTF-8 text for the main view. Its lines end with CR LF, CR or LF. If `newline` is true,
+  /// appends a line end. Any thread; returns immediately.
   void DisplayText(std::string_view text, bool newline);
   void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
   void clearviewButton();                       ///< clears the main view. Main thread.

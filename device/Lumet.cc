@@ -76,6 +76,10 @@ void Lumet::DataFromDevice(const std::uint8_t* bytes, std::int32_t count) {
   Receive({bytes, size});
 }
 
+void Lumet::DeviceHungUp() {
+  if (LumetDelegate* owner = delegate()) owner->DeviceHungUp();
+}
+
 void Lumet::Receive(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
     const ReceiveMachine::Step step = receive_.Take(bytes);

@@ -75,6 +75,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   // --- Receiving: read thread ---
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override;
+  void DeviceHungUp() override;
 
   /// Processes one received byte, without logging it.
   void HandleInputData(std::uint8_t byte) { Receive({&byte, 1}); }

@@ -20,6 +20,9 @@ class LumetDelegate {
   /// Called after the scanner has answered the closing command of a download.
   virtual void SynchronizeFinished() = 0;
 
+  /// See SerialPortDelegate::DeviceHungUp.
+  virtual void DeviceHungUp() {}
+
  protected:
   ~LumetDelegate() = default;
 };

@@ -20,6 +20,11 @@ constexpr auto kTransmitPause = 1ms;
 constexpr std::int32_t kReadsUntilIdle = 5000;
 constexpr auto kIdleSlack = 5ms;
 
+// Number of reads, about a second, between checks of an idle port.
+constexpr std::int32_t kReadsPerCheck = 200;
+// A removed device hangs up some milliseconds before its removal is reported.
+constexpr std::int32_t kHungUpChecks = 2;
+
 // Chunks with fewer bytes than this are followed by a NUL.
 constexpr std::int32_t kTerminatedBelow = 2048;
 
@@ -83,8 +88,9 @@ void SerialPort::ReadOnce(std::uint8_t* buffer) {
   });
   if (count <= 0) return CountSilence();
   // Threads and programs that the receiver starts would inherit the slack.
-  if (silentReads_ == kReadsUntilIdle) clock_.SetSleepSlack(0us);
+  if (silentReads_ >= kReadsUntilIdle) clock_.SetSleepSlack(0us);
   silentReads_ = 0;
+  hungUpChecks_ = 0;
   if (count < kTerminatedBelow) buffer[count] = 0;
   if (SerialPortDelegate* receiver = delegate()) {
     receiver->DataFromDevice(buffer, count);
@@ -94,8 +100,18 @@ void SerialPort::ReadOnce(std::uint8_t* buffer) {
 }
 
 void SerialPort::CountSilence() {
-  if (silentReads_ == kReadsUntilIdle) return;
   if (++silentReads_ == kReadsUntilIdle) clock_.SetSleepSlack(kIdleSlack);
+  if (silentReads_ < kReadsUntilIdle + kReadsPerCheck) return;
+  silentReads_ = kReadsUntilIdle;
+  CheckHangUp();
+}
+
+void SerialPort::CheckHangUp() {
+  if (!inputfd_.With([this](std::int32_t line) { return line_.IsHungUp(line); })) {
+    hungUpChecks_ = 0;
+  } else if (hungUpChecks_ < kHungUpChecks && ++hungUpChecks_ == kHungUpChecks) {
+    if (SerialPortDelegate* receiver = delegate()) receiver->DeviceHungUp();
+  }
 }
 
 void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t count) {

@@ -20,6 +20,10 @@ class SerialPortDelegate {
   /// @param count  the number of bytes, 1 to 10240
   virtual void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) = 0;
 
+  /// Called once on the port's read thread if the open device no longer exists or was disconnected
+  /// from its line for more than a second.
+  virtual void DeviceHungUp() {}
+
  protected:
   ~SerialPortDelegate() = default;
 };
@@ -108,7 +112,8 @@ class SerialPort {
   [[noreturn]] void ReadThread();
 
   /// Reads once and passes the bytes to the delegate. After a second without data, allows the
-  /// clock to end the pauses between reads up to 5 ms late, until data arrives. Read thread.
+  /// clock to end the pauses between reads up to 5 ms late, until data arrives, and checks about
+  /// once per second whether the device has hung up. Read thread.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 
@@ -119,6 +124,7 @@ class SerialPort {
  private:
   void Put(Descriptor& place, std::int32_t line);
   void CountSilence();
+  void CheckHangUp();
 
   SystemLog& log_;
   platform::Clock& clock_;
@@ -129,7 +135,10 @@ class SerialPort {
   Descriptor inputfd_;
   std::atomic<std::uint8_t> bIsClosed_{0};
   ThreadHandle readThread_;
-  std::int32_t silentReads_ = 0;  // reads without data since the last chunk; read thread
+  std::atomic<bool> lacksThread_{false};
+  // Read thread.
+  std::int32_t silentReads_ = 0;   // reads without data since the last chunk or hang-up check
+  std::int32_t hungUpChecks_ = 0;  // successive checks that found a hang-up
 };
 
 }  // namespace quillet

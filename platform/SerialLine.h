@@ -43,6 +43,11 @@ class SerialLine {
   ///         is -1
   virtual std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) = 0;
 
+  /// Returns true if the device no longer exists or was disconnected from the line. Reading and
+  /// writing then fail until the device is opened again.
+  /// @param line  number from Open, or -1
+  virtual bool IsHungUp([[maybe_unused]] std::int32_t line) { return false; }
+
   /// Sends one byte. After an error, or if the output queue is full, the byte is silently lost.
   virtual void Write(std::int32_t line, std::uint8_t byte) = 0;
 

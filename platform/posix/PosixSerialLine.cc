@@ -80,6 +80,11 @@ std::int32_t PosixSerialLine::Read(std::int32_t line, std::span<std::uint8_t> bu
   return static_cast<std::int32_t>(read(line, buffer.data(), buffer.size()));
 }
 
+bool PosixSerialLine::IsHungUp(std::int32_t line) {
+  termios settings{};
+  return tcgetattr(line, &settings) != 0 && (errno == EIO || errno == ENXIO || errno == ENODEV);
+}
+
 void PosixSerialLine::Write(std::int32_t line, std::uint8_t byte) {
   [[maybe_unused]] const ssize_t written = write(line, &byte, 1);
 }

@@ -15,6 +15,10 @@ class PosixSerialLine final : public SerialLine {
   std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) override;
   void Write(std::int32_t line, std::uint8_t byte) override;
 
+  /// Tries to read the line's settings. After a hang-up, this fails with EIO on Linux and with
+  /// ENXIO on macOS.
+  bool IsHungUp(std::int32_t line) override;
+
   /// Locks the device with flock(2), then forbids other opens with TIOCEXCL (ioctl_tty(2)), except
   /// on pseudo-terminals.
   bool Reserve(std::int32_t line) override;

@@ -33,6 +33,8 @@ class LineHarness {
   virtual void ReserveElsewhere() = 0;
   /// Ends the other program.
   virtual void ReleaseElsewhere() = 0;
+  /// Disconnects the device from its open lines.
+  virtual void HangUp() = 0;
 };
 
 struct ScriptedLineHarness final : LineHarness {
@@ -47,6 +49,7 @@ struct ScriptedLineHarness final : LineHarness {
   std::string Received() override { return line.Sent(); }
   void ReserveElsewhere() override { line.reservedElsewhere = true; }
   void ReleaseElsewhere() override { line.reservedElsewhere = false; }
+  void HangUp() override { line.hungUp = true; }
 
   ScriptedLine line;
 };
@@ -72,6 +75,7 @@ struct PosixLineHarness final : LineHarness {
     EXPECT_EQ(flock(other.Get(), LOCK_EX | LOCK_NB), 0);
   }
   void ReleaseElsewhere() override { other.Close(); }
+  void HangUp() override { device.Close(); }
 
   UniqueFd device{posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)};
   UniqueFd keptOpen;
@@ -149,6 +153,15 @@ TEST_P(SerialLineContract, ReservesADeviceUntilTheLineIsClosed) {
     line_.Close(refused);
     harness_->ReleaseElsewhere();
   }
+}
+
+TEST_P(SerialLineContract, ReportsAHangUp) {
+  const std::int32_t line = Open(Access::kRead);
+  EXPECT_FALSE(line_.IsHungUp(line));
+  EXPECT_FALSE(line_.IsHungUp(-1));
+  harness_->HangUp();
+  EXPECT_TRUE(line_.IsHungUp(line));
+  line_.Close(line);
 }
 
 TEST_P(SerialLineContract, ReadsNothingAfterClosing) {

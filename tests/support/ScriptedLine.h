@@ -29,6 +29,7 @@ class ScriptedLine final : public platform::SerialLine {
     arrived_.erase(0, count);
     return static_cast<std::int32_t>(count);
   }
+  bool IsHungUp(std::int32_t) override { return hungUp; }
   void Write(std::int32_t line, std::uint8_t byte) override {
     if (line < 0) return;
     const std::lock_guard lock(mutex_);
@@ -52,6 +53,7 @@ class ScriptedLine final : public platform::SerialLine {
   }
 
   bool opens = true;                        ///< whether paths can be opened
+  bool hungUp = false;                      ///< result of IsHungUp
   bool reservedElsewhere = false;           ///< whether another program has reserved the device
   std::function<void(std::string)> onOpen;  ///< called with each path before it is opened
   std::vector<std::int32_t> closed;         ///< handles of the closed lines, in order

@@ -5,6 +5,8 @@ import signal
 
 from harness.case import OUTPUT, Settings, SystemTest, messages, some_records, wait_until
 
+_LOST = "The computer has lost the connection to the scanner. "
+
 
 class SuspendTest(SystemTest):
 
@@ -27,6 +29,27 @@ class SuspendTest(SystemTest):
         quillet.wait_for_view(messages.disconnected() + messages.connecting())
         quillet.wait_for_connect_label("Disconnect")
         self.assert_attempts(2)
+
+    def test_says_that_the_line_is_dead_without_a_removal(self):
+        scanner = self.plugged_in_scanner()
+        quillet = self.start_connected()
+        scanner.hang_up()
+        quillet.wait_for_message(_LOST + "Press Disconnect, then Connect.")
+        scanner.plug_in()
+        self.disconnect()
+        quillet.press("Connect")
+        quillet.wait_for_view(messages.disconnected() + messages.connecting())
+        quillet.wait_for_message("")
+
+    def test_advises_a_restart_if_the_line_is_dead_during_a_run(self):
+        Settings(filename=OUTPUT).save()
+        scanner = self.plugged_in_scanner(some_records(200), faults=["on P ignore"])
+        quillet = self.start_connected()
+        quillet.press("Synchronize")
+        wait_until(lambda: scanner.all_commands()[-1] == "P", "the request for the records")
+        scanner.hang_up()
+        quillet.wait_for_message(_LOST + "No records arrived. Restart Quillet to continue.",
+                                 "Restart Quillet")
 
     def test_tries_once_to_reconnect_during_a_run(self):
         Settings(filename=OUTPUT).save()

@@ -43,6 +43,9 @@ class Collector final : public SerialPortDelegate {
     received_.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
     next_ = bytes[count];
   }
+  void DeviceHungUp() override { ++hangUps_; }
+  /// Returns how often a hang-up was reported.
+  int hangUps() const { return hangUps_; }
   std::string received() const {
     const std::lock_guard lock(mutex_);
     return received_;
@@ -54,6 +57,7 @@ class Collector final : public SerialPortDelegate {
   mutable std::mutex mutex_;
   std::string received_;
   std::uint8_t next_ = 0;
+  int hangUps_ = 0;
 };
 
 std::ptrdiff_t Threads() {
@@ -212,6 +216,20 @@ TEST_F(SerialPortTest, AllowsLateWakeUpsAfterASilentSecond) {
   for (int read = 0; read < 4999; ++read) Read("");
   EXPECT_EQ(clock.slacks().size(), 2U);
   scripted.setDelegate(nullptr);
+}
+
+TEST_F(SerialPortTest, ReportsOnceThatAnIdleDeviceHasHungUp) {
+  scripted.setDelegate(&collector);
+  for (int round = 1; round <= 2; ++round) {
+    for (int read = 0; read < 5'000 + 200; ++read) Read("");
+    line.hungUp = true;
+    for (int read = 0; read < 2 * 200 - 1; ++read) Read("");
+    EXPECT_EQ(collector.hangUps(), round - 1);
+    for (int read = 0; read < 3 * 200; ++read) Read("");
+    EXPECT_EQ(collector.hangUps(), round);
+    line.hungUp = false;
+    Read("x");
+  }
 }
 
 TEST_F(SerialPortTest, OpensARawLineAt115200BitsPerSecondAnd8N1) {

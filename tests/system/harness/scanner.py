@@ -101,8 +101,12 @@ class Scanner:
         self._terminal = self._devices.add_scanner(self._node, self._place)
 
     def unplug(self):
-        self._send_expecting_ok("unplug")
+        self.hang_up()
         self.remove_device()
+
+    def hang_up(self):
+        """Closes the line. The program receives no event."""
+        self._send_expecting_ok("unplug")
 
     def remove_device(self):
         """Removes the device. Its line must already be closed."""
