@@ -66,11 +66,10 @@ void ApplicationDelivery::Paste(const std::string& record) {
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
     if (!pastingFailed_.exchange(true)) {
-      strip_.Raise(
-          Notice::kPastingImpossible,
-          "A record was not pasted, because the clipboard is not available. The record is in "
-          "the archive.",
-          {{"Show", actions_.showRuns}});
+      RaiseUndelivered(Notice::kPastingImpossible,
+                       "A record was not pasted, because the clipboard is not available.",
+                       "The record is in the archive.",
+                       "It was not saved either. Scan or synchronize again.");
     }
     return;
   }
@@ -108,11 +107,20 @@ void ApplicationDelivery::RunBegan() {
 void ApplicationDelivery::KeyIgnored() {
   lastIgnored_ = platform_.clock.Now();
   if (isAtOwnWindow_.exchange(true)) return;
-  strip_.Raise(
-      Notice::kTypedAtQuillet,
-      "Quillet was the active window, so the records were not delivered. They are in the archive. "
-      "Click the other program first.",
-      {{"Show", actions_.showRuns}});
+  RaiseUndelivered(Notice::kTypedAtQuillet,
+                   "Quillet was the active window, so the records were not delivered.",
+                   "They are in the archive. Click the other program first.",
+                   "They were not saved either. Click the other program, then scan or synchronize "
+                   "again.");
+}
+
+void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& problem,
+                                           const std::string& archived, const std::string& lost) {
+  if (actions_.isArchived()) {
+    strip_.Raise(notice, problem + " " + archived, {{"Show", actions_.showRuns}});
+  } else {
+    strip_.Raise(notice, problem + " " + lost);
+  }
 }
 
 // Removes the message if the previous record came long after the last ignored key. The main thread

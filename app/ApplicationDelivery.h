@@ -25,6 +25,7 @@ class ApplicationDelivery {
   struct Actions {
     std::function<void()> chooseApplication;  ///< lets the user choose the application
     std::function<void()> showRuns;           ///< shows the records in the archive
+    std::function<bool()> isArchived;         ///< whether the archive has the records; any thread
     std::string guide;                        ///< path of the user guide; may be empty
   };
 
@@ -65,6 +66,8 @@ class ApplicationDelivery {
   void Type(const std::string& record);
   void Paste(const std::string& record);
   void ShowProblem();
+  void RaiseUndelivered(Notice notice, const std::string& problem, const std::string& archived,
+                        const std::string& lost);
   void ForgetOwnWindow();
   void ShowTarget(const std::string& application, const char* problem);
 

@@ -167,6 +167,7 @@ class SyncController final : public LumetDelegate {
       strip_,
       {.chooseApplication = [this] { settingsEditor_->ChooseApplication(); },
        .showRuns = [this] { earlierRuns_->Open(); },
+       .isArchived = [this] { return !archive_->failed(); },
        .guide = folders_.guide}};
   bool isPortListChanging_ = false;       // main thread
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet

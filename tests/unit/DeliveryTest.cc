@@ -53,13 +53,16 @@ class DeliveryTest : public test::AppFixture {
   }
 
   int chosen = 0;
+  bool archived = true;
   test::FakeStatusDisplay display;
   StatusStrip messages{display, mainQueue, log};
-  ApplicationDelivery delivery{
-      Platform{log, clock, tavo, files, mainQueue, registry, workspace, panels, ticker, keyEvents,
-               pasteboard, applications},
-      messages,
-      {.chooseApplication = [this] { ++chosen; }, .showRuns = [] {}, .guide = "/guide.md"}};
+  ApplicationDelivery delivery{Platform{log, clock, tavo, files, mainQueue, registry, workspace,
+                                        panels, ticker, keyEvents, pasteboard, applications},
+                               messages,
+                               {.chooseApplication = [this] { ++chosen; },
+                                .showRuns = [] {},
+                                .isArchived = [this] { return archived; },
+                                .guide = "/guide.md"}};
 };
 
 TEST_F(DeliveryTest, PressesKeysWithModifiers) {
@@ -111,6 +114,22 @@ TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   delivery.Deliver("2", true);
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
   EXPECT_EQ(Message(), "");
+}
+
+TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {
+  archived = false;
+  pasteboard.takes = false;
+  delivery.Deliver("1", true);
+  EXPECT_EQ(Message(),
+            "A record was not pasted, because the clipboard is not available. It was not saved "
+            "either. Scan or synchronize again.");
+  EXPECT_EQ(display.Buttons(), Texts{});
+  delivery.RunBegan();
+  delivery.KeyIgnored();
+  EXPECT_EQ(Message(),
+            "Quillet was the active window, so the records were not delivered. They were not saved "
+            "either. Click the other program, then scan or synchronize again.");
+  EXPECT_EQ(display.Buttons(), Texts{});
 }
 
 TEST_F(DeliveryTest, SaysWhyNothingCanBeTyped) {
