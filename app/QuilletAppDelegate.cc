@@ -16,6 +16,7 @@ void QuilletAppDelegate::windowWillClose() {
   Log(log_, "-[QuilletAppDelegate windowWillClose:]");
   syncController_->stopNotification();
   syncController_->Terminate();
+  syncController_->WriteArchive();
 }
 
 void QuilletAppDelegate::Restart() {

@@ -84,6 +84,7 @@ class SyncController final : public LumetDelegate {
   void DeviceHungUp() override;  ///< says that the scanner's line does not work. Read thread.
   void DisplayConnectionMessage(std::int32_t index);  ///< shows an attempt's result. Any thread.
   void Terminate();  ///< disconnects; may be called while no scanner is connected. Main thread.
+  void WriteArchive() { archive_->WriteLines(); }  ///< see RunArchive. Main thread.
 
   // --- Synchronization --------------------------------------------------------------------------
 

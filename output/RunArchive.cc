@@ -22,6 +22,7 @@ constexpr auto kPollPause = 50ms;
 constexpr int kFlushAttempts = 10;
 constexpr int kMaximumDayFiles = 1000;
 constexpr int kOutputFilePolls = 30s / kPollPause;
+constexpr int kLineWritePolls = 500ms / kPollPause;
 
 constexpr std::size_t kLinesPerWrite = std::size_t{64} * 1024;  // bytes
 
@@ -116,8 +117,9 @@ std::int64_t RunArchive::KeepLine(std::string_view line) {
       !RecordComposer::IncludesData(settings_.dataorder)) {
     linesLackData_ = true;
   }
+  if (pendingLines_.empty()) linesPending_ = true;
   pendingLines_.append(line);
-  if (!inBurst_ || pendingLines_.size() >= kLinesPerWrite) AppendLines();
+  if (!inBurst_ || writesEachLine_ || pendingLines_.size() >= kLinesPerWrite) AppendLines();
   return lines_++;
 }
 
@@ -125,6 +127,13 @@ void RunArchive::AppendLines() {
   if (!latest_ || !latest_->lines || !latest_->lines->Append(pendingLines_)) Failed();
   if (latest_) latest_->size += pendingLines_.size();
   pendingLines_.clear();
+  linesPending_ = false;
+}
+
+// The read thread writes the lines when it archives the next one, or at the end of the burst.
+void RunArchive::WriteLines() {
+  writesEachLine_ = true;
+  for (int poll = 0; poll < kLineWritePolls && linesPending_; ++poll) clock_.Sleep(kPollPause);
 }
 
 void RunArchive::BurstDelivered(bool complete) {

@@ -88,6 +88,10 @@ class RunArchive final : public RecordArchive {
   /// @param complete  true if all records of the scanner were received
   void End(bool complete);
 
+  /// Writes the lines that have not been written yet, and later ones at once. Waits up to 0.5 s for
+  /// the read thread. Main thread.
+  void WriteLines();
+
   /// Deletes the files of a run or of a day's live scans. If the scanner has not yet been erased
   /// after this run, erasing it then requires another copy of the records. Main thread.
   /// @param name  name of the files, without the extension
@@ -168,6 +172,8 @@ class RunArchive final : public RecordArchive {
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
+  Word<bool> linesPending_ = false;    // pendingLines_ is not empty
+  Word<bool> writesEachLine_ = false;  // see WriteLines
   SharedText runName_;
 
   // Read thread.

@@ -658,5 +658,20 @@ TEST(ArchivedRunTest, EscapesAndUnescapesText) {
   EXPECT_EQ(UnescapedText("%4x%"), "%4x%");
 }
 
+TEST_F(RunArchiveTest, WritesTheLinesOfAnUnfinishedBurst) {
+  Begin();
+  archive_.KeepBurst(Bytes(Stored("1") + Stored("2") + Stored("3")));
+  archive_.KeepLine("1\r\n");
+  const std::string path = folder_ + "/" + Names(".txt").at(0);
+  EXPECT_EQ(test::FileContents(path), "");
+  clock_.OnSleep([this] { archive_.KeepLine("2\r\n"); });
+  archive_.WriteLines();
+  EXPECT_EQ(test::FileContents(path), "1\r\n2\r\n");
+  EXPECT_EQ(clock_.sleeps().size(), 1U);
+  clock_.OnSleep(nullptr);
+  archive_.KeepLine("3\r\n");
+  EXPECT_EQ(test::FileContents(path), "1\r\n2\r\n3\r\n");
+}
+
 }  // namespace
 }  // namespace quillet
