@@ -1,54 +1,110 @@
 #include "app/PortMessages.h"
 
+#include <utility>
+
 namespace quillet {
 
 using Kind = platform::PortObstacle::Kind;
 
+PortMessages::PortMessages(const Platform& platform, const PortTable& ports, StatusStrip& strip,
+                           std::function<void()> tryAgain)
+    : platform_(platform),
+      ports_(ports),
+      strip_(strip),
+      tryAgain_(std::move(tryAgain)),
+      inspections_(platform.mainQueue, [](bool) {}) {}
+
 void PortMessages::NotOpened(const std::string& path) {
-  const platform::PortObstacle obstacle = registry_.Inspect(path);
-  if (obstacle.kind == Kind::kPermission) {
-    Denied(path, obstacle);
-  } else if (obstacle.kind == Kind::kBusy) {
-    const std::string program = obstacle.program.empty() ? "Another program" : obstacle.program;
-    strip_.Raise(Notice::kPortBusy,
-                 program + " is using " + path + ". Close that program, then try again.",
-                 {TryAgain()});
+  platform_.mainQueue.Async([this, path] { Inspect(path); });
+}
+
+void PortMessages::Inspect(const std::string& path) {
+  inspections_.Add([this, path, before = withdrawals_]() -> std::function<void()> {
+    const platform::PortObstacle obstacle = platform_.registry.Inspect(path);
+    return [this, path, before, obstacle] {
+      if (withdrawals_ == before) Show(path, obstacle);
+    };
+  });
+}
+
+void PortMessages::Show(const std::string& path, const platform::PortObstacle& obstacle) {
+  switch (obstacle.kind) {
+    case Kind::kNone:
+      return;
+    case Kind::kPermission:
+      return ShowDenied(path, obstacle);
+    case Kind::kForbidden:
+      return Raise(Notice::kPortDenied, path,
+                   "The system blocks access to " + path +
+                       ". If Quillet runs in a container or sandbox, give that access to the port.",
+                   {TryAgain()});
+    case Kind::kBusy: {
+      const std::string program = obstacle.program.empty() ? "Another program" : obstacle.program;
+      return Raise(Notice::kPortBusy, path,
+                   program + " is using " + path + ". Close that program, then try again.",
+                   {TryAgain()});
+    }
   }
 }
 
-void PortMessages::Denied(const std::string& path, const platform::PortObstacle& obstacle) {
+void PortMessages::ShowDenied(const std::string& path, const platform::PortObstacle& obstacle) {
   const std::string denied = "No permission to use " + path + ". ";
   if (obstacle.joined) {
-    strip_.Raise(Notice::kPortDenied,
-                 denied + "Log out and in again to activate the group " + obstacle.group + ".");
+    Raise(Notice::kPortDenied, path,
+          denied + "Log out and in again to activate the group " + obstacle.group + ".", {});
   } else if (!obstacle.group.empty()) {
-    strip_.Raise(
-        Notice::kPortDenied,
-        denied + "Run the command to join the group " + obstacle.group + ", then log in again.",
-        {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
+    Raise(Notice::kPortDenied, path,
+          denied + "Run the command to join the group " + obstacle.group + ", then log in again.",
+          {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {
-    strip_.Raise(Notice::kPortDenied,
-                 "No udev rule lets you use " + path +
-                     ". Install the Quillet package, or run the command in a terminal.",
-                 {Copy("sudo chown \"$USER\" " + path)});
+    Raise(Notice::kPortDenied, path,
+          "No udev rule lets you use " + path +
+              ". Install the Quillet package, or run the command in a terminal.",
+          {Copy("sudo chown \"$USER\" " + path)});
   }
 }
 
 void PortMessages::Silent(const std::string& path) {
-  strip_.Raise(
-      Notice::kScannerSilent,
-      "No scanner is responding on " + path + ". Press the scanner's button. Check the cable.",
-      {TryAgain()});
+  platform_.mainQueue.Async([this, path] {
+    Raise(Notice::kScannerSilent, path,
+          "No scanner is responding on " + path + ". Press the scanner's button. Check the cable.",
+          {TryAgain()});
+  });
+}
+
+void PortMessages::NoThread(const std::string& path) {
+  platform_.mainQueue.Async([this, path] {
+    Raise(Notice::kNoThread, path,
+          "Quillet could not connect, because the system is at its limit of threads or memory. "
+          "Close other programs, then try again.",
+          {TryAgain()});
+  });
+}
+
+void PortMessages::Raise(Notice notice, const std::string& path, const std::string& text,
+                         std::vector<StripAction> actions) {
+  paths_[notice] = path;
+  strip_.Raise(notice, text, std::move(actions));
 }
 
 void PortMessages::Withdraw() {
-  for (const Notice each : {Notice::kPortDenied, Notice::kPortBusy, Notice::kScannerSilent}) {
-    strip_.Withdraw(each);
-  }
+  platform_.mainQueue.Async([this] {
+    ++withdrawals_;
+    for (const auto& [notice, path] : std::exchange(paths_, {})) strip_.Withdraw(notice);
+  });
+}
+
+void PortMessages::WithdrawRemoved() {
+  std::erase_if(paths_, [this](const auto& message) {
+    const auto& [notice, path] = message;
+    const bool isRemoved = !path.empty() && !ports_.Contains(path);
+    if (isRemoved) strip_.Withdraw(notice);
+    return isRemoved;
+  });
 }
 
 StripAction PortMessages::Copy(const std::string& command) const {
-  return {"Copy command", [this, command] { pasteboard_.SetString(command); }};
+  return {"Copy command", [this, command] { platform_.pasteboard.SetString(command); }};
 }
 
 }  // namespace quillet

@@ -1,42 +1,54 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
-#include <utility>
+#include <vector>
 
+#include "app/BackgroundWork.h"
+#include "app/Platform.h"
+#include "app/PortTable.h"
 #include "app/StatusStrip.h"
-#include "platform/Pasteboard.h"
-#include "platform/SerialRegistry.h"
 
 namespace quillet {
 
 /// Says in the status strip why an attempt to connect has failed.
 class PortMessages {
  public:
-  /// @param registry    finds the reasons; outlives this object, like the others
-  /// @param pasteboard  receives commands for the user to run
-  /// @param strip       shows the messages
-  /// @param tryAgain    starts another attempt to connect; main thread
-  PortMessages(platform::SerialRegistry& registry, platform::Pasteboard& pasteboard,
-               StatusStrip& strip, std::function<void()> tryAgain)
-      : registry_(registry),
-        pasteboard_(pasteboard),
-        strip_(strip),
-        tryAgain_(std::move(tryAgain)) {}
+  /// @param platform  its registry finds the reasons, its pasteboard receives commands for the user
+  /// @param ports     the ports that are present; outlives this object, like the others
+  /// @param strip     shows the messages
+  /// @param tryAgain  starts another attempt to connect; main thread
+  PortMessages(const Platform& platform, const PortTable& ports, StatusStrip& strip,
+               std::function<void()> tryAgain);
 
-  void NotOpened(const std::string& path);  ///< the port cannot be opened; connection thread
-  void Silent(const std::string& path);     ///< the scanner did not answer; connection thread
-  void Withdraw();                          ///< removes the messages; any thread
+  ///@{ Queues a message. Any thread; returns immediately.
+  void NotOpened(const std::string& path);      ///< the port cannot be opened
+  void Silent(const std::string& path);         ///< the scanner did not answer
+  void NoThread(const std::string& path = {});  ///< the system refused a thread; `path` if known
+  ///@}
+
+  void Withdraw();         ///< queues the removal of all messages; any thread, returns immediately
+  void WithdrawRemoved();  ///< removes the messages about ports that have been removed; main thread
 
  private:
-  void Denied(const std::string& path, const platform::PortObstacle& obstacle);
+  void Inspect(const std::string& path);
+  void Show(const std::string& path, const platform::PortObstacle& obstacle);
+  void ShowDenied(const std::string& path, const platform::PortObstacle& obstacle);
+  void Raise(Notice notice, const std::string& path, const std::string& text,
+             std::vector<StripAction> actions);
   StripAction TryAgain() const { return {"Try again", tryAgain_}; }
   StripAction Copy(const std::string& command) const;
 
-  platform::SerialRegistry& registry_;
-  platform::Pasteboard& pasteboard_;
+  const Platform& platform_;
+  const PortTable& ports_;
   StatusStrip& strip_;
   const std::function<void()> tryAgain_;
+  BackgroundWork inspections_;  // a look-up of users and groups can take minutes
+
+  // Main thread.
+  std::map<Notice, std::string> paths_;  // of the port of each message, or empty
+  int withdrawals_ = 0;
 };
 
 }  // namespace quillet

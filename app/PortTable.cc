@@ -74,8 +74,7 @@ std::int32_t PortTable::ItemToSelect(std::int32_t count, bool connected) const {
 }
 
 bool PortTable::HasUntried() const {
-  return std::ranges::any_of(
-      untried_, [this](const auto& untried) { return Find(path, untried) < numPorts; });
+  return std::ranges::any_of(untried_, [this](const auto& untried) { return Contains(untried); });
 }
 
 void PortTable::SetConnected(std::int32_t index) {

@@ -70,6 +70,9 @@ class PortTable {
   bool HasUntried() const;
   ///@}
 
+  /// Returns true if a port has this path.
+  bool Contains(const std::string& portPath) const { return Find(path, portPath) < numPorts; }
+
   /// Returns the path of the port `portIndex`, or an empty string if there is no such port, for
   /// example because "None" is selected.
   std::string PathTried() const { return PathOf(portIndex); }

@@ -16,9 +16,10 @@ namespace quillet {
 /// the message of the highest rank.
 enum class Notice {
   kDisconnectedInRun,  ///< the connection ended during a run
-  kHungUp,             ///< the scanner's line does not work any more
+  kHungUp,             ///< the open device was disconnected from its line
   kRunStuck,           ///< the run will not end
 
+  kNoThread,       ///< the system refused a thread for the connection
   kPortDenied,     ///< no permission to open the port
   kPortBusy,       ///< another program uses the port
   kScannerSilent,  ///< the port was opened, but no scanner answered

@@ -192,7 +192,7 @@ void SyncController::PortChanged(bool added, SerialRegistry::Handle iterator) {
     strip_.Withdraw(Notice::kPressIgnored);
     if (!bIsConnected && !isAttemptStarting_) StartConnectionThread(true);
   } else {
-    if (!bConnecting) portMessages_.Withdraw();
+    portMessages_.WithdrawRemoved();
     if (bIsConnected && ports_.EndsConnection()) {
       Terminate();
       messages_->Disconnected();
@@ -221,6 +221,7 @@ void SyncController::StartConnectionThread(bool tryAll) {
   if (!connectThread.Start([this] { ConnectThread(); })) {
     isAttemptStarting_ = false;
     Log(platform_.log, "-[SyncController StartConnectionThread:]", ": Couldn't start thread");
+    portMessages_.NoThread();
   }
 }
 
@@ -243,6 +244,7 @@ void SyncController::ConnectThread() {
   ShowConnectionState();
   // PortChanged starts no attempt for a port that arrives during an attempt.
   OnMainThread([this] {
+    portMessages_.WithdrawRemoved();
     if (!bIsConnected && !isAttemptStarting_ && ports_.HasUntried()) StartConnectionThread(true);
   });
 }
@@ -255,14 +257,20 @@ bool SyncController::TryPort() {
   const bool opened = !device.empty() && lumet->connectTavo(device.c_str());
   if (opened && IsTavoConnected()) return true;
   DisplayText("Failed", true);
-  if (opened) portMessages_.Silent(device);
-  if (!opened && !device.empty()) portMessages_.NotOpened(device);
+  if (!device.empty() && lumet->LacksThread()) {
+    portMessages_.NoThread(device);
+  } else if (opened) {
+    portMessages_.Silent(device);
+  } else if (!device.empty()) {
+    portMessages_.NotOpened(device);
+  }
   if (bIsConnected) portMessages_.Withdraw();  // the scanner answered late
   return false;
 }
 
 void SyncController::TryAgain() {
-  if (bIsConnected || bIsUnderSynchronization || isAttemptStarting_ || numPorts == 0) return;
+  if (bIsConnected || bIsUnderSynchronization || isAttemptStarting_) return;
+  if (numPorts == 0 && !bAutoConnect) return;
   StartConnectionThread(bAutoConnect);
 }
 

@@ -173,8 +173,7 @@ class SyncController final : public LumetDelegate {
   bool isPortListChanging_ = false;       // main thread
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
-  PortMessages portMessages_{platform_.registry, platform_.pasteboard, strip_,
-                             [this] { TryAgain(); }};
+  PortMessages portMessages_{platform_, ports_, strip_, [this] { TryAgain(); }};
   // Created by Initialize, never destroyed.
   RunArchive* archive_ = nullptr;
   SettingsEditor* settingsEditor_ = nullptr;

@@ -31,6 +31,7 @@ Lumet::Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
 
 std::uint8_t Lumet::connectTavo(const char* path) {
   Log(log_, "-[Lumet connectTavo:]");
+  lacksThread_ = false;
   if (!serial_.openConnections(path)) {
     Log(log_, "[", ForeignText(path), "]:Open failed !!!");
     return 0;
@@ -53,7 +54,8 @@ void Lumet::InitTavo() {
   queuePort_ = serial_.openings();
   display_ = DisplayState();
   // If the command thread of the previous connection is still running, it is reused.
-  if (commandThread_.Claim() && !commandThread_.Start([this] { CommandThread(); })) {
+  lacksThread_ = commandThread_.Claim() && !commandThread_.Start([this] { CommandThread(); });
+  if (lacksThread_) {
     Log(log_, "-[Lumet InitTavo]", ": cannot start the command thread");
   }
   WakeupTavo(false);

@@ -62,6 +62,9 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// @return 1 if the port is open, else 0.
   std::uint8_t connectTavo(const char* path);
 
+  /// Returns true if the last connectTavo could not start a thread. Any thread.
+  bool LacksThread() const { return lacksThread_ || serial_.LacksThread(); }
+
   /// Clears received data and the queue, queues the start-up commands and sleeps 1 s.
   void InitTavo();
 
@@ -175,6 +178,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   Word<std::uint32_t> queuePort_ = 0;  // SerialPort::openings of the port of the queued commands
   std::optional<CommandQueue::Entry> head_;  // the current entry; command thread
   ThreadHandle commandThread_;
+  std::atomic<bool> lacksThread_{false};
   std::atomic<std::uint8_t> bConnected_ = 0;
   Word<std::int32_t> commandType_ = 0;
   std::int32_t commandLength_ = 0;                    // command thread

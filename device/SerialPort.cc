@@ -47,6 +47,7 @@ void SerialPort::Put(Descriptor& place, std::int32_t line) {
 }
 
 std::uint8_t SerialPort::openConnections(const char* path) {
+  lacksThread_ = false;
   // A port that this channel has reserved could not be opened again.
   for (Descriptor* held : {&inputfd_, &outputfd_}) {
     if (*held > 0) Put(*held, -1);
@@ -66,7 +67,8 @@ std::uint8_t SerialPort::openConnections(const char* path) {
     closeConnections();
     return 0;
   }
-  if (readThread_.Claim() && !readThread_.Start([this] { ReadThread(); })) {
+  lacksThread_ = readThread_.Claim() && !readThread_.Start([this] { ReadThread(); });
+  if (lacksThread_) {
     Log(log_, "-[SerialPort openConnections:]", ": cannot start the read thread");
     closeConnections();
     return 0;

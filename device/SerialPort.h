@@ -87,7 +87,9 @@ class SerialPort {
   /// Opens and reserves the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit. First
   /// closes a port that is already open.
   /// @param path  NUL-terminated path of the device
-  /// @return 1 if both directions are open, 0 if not or if another program has reserved the device
+  /// @return 1 if both directions are open. 0 if not, if another program has reserved the device,
+  /// or
+  ///         if the read thread cannot be started; see LacksThread.
   std::uint8_t openConnections(const char* path);
 
   void closeInputConnection();   ///< closes the line for reading, except descriptor 0
@@ -107,6 +109,9 @@ class SerialPort {
 
   /// How often the port has been opened or closed for writing. Any thread.
   std::uint32_t openings() const { return outputfd_.replacements(); }
+
+  /// Returns true if the last openConnections could not start the read thread. Any thread.
+  bool LacksThread() const { return lacksThread_; }
 
   /// Body of the read thread.
   [[noreturn]] void ReadThread();

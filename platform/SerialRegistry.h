@@ -9,8 +9,13 @@ namespace quillet::platform {
 
 /// The reason why a serial port cannot be used.
 struct PortObstacle {
-  /// The kinds of reasons. kNone also means that the reason is unknown.
-  enum class Kind { kNone, kPermission, kBusy };
+  /// The kinds of reasons.
+  enum class Kind {
+    kNone,        ///< no reason, or an unknown one
+    kPermission,  ///< the user may not open the port
+    kForbidden,   ///< a rule other than the port's permissions forbids opening it
+    kBusy,        ///< another program uses the port
+  };
 
   Kind kind = Kind::kNone;   ///< kind of the reason
   std::string group = {};    ///< kPermission: the group that may use the port; empty if none
@@ -49,7 +54,8 @@ class SerialRegistry {
   virtual std::int32_t ReadSerialStreams(std::span<std::string> names,
                                          std::span<std::string> paths) = 0;
 
-  /// Finds out why a port cannot be used. Opens the port briefly. Takes up to 0.3 s. Any thread.
+  /// Finds out why a port cannot be used. Opens the port briefly. Takes up to 0.3 s, or minutes if
+  /// the system's user database does not respond. Any thread.
   /// @param path  path of the port, which this process does not have open
   virtual PortObstacle Inspect([[maybe_unused]] const std::string& path) { return {}; }
 

@@ -110,6 +110,8 @@ PortObstacle InspectPort(const std::string& path) {
   if (stat(path.c_str(), &device) != 0) return {};
   const UniqueFd port(open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!port.IsOpen() && errno == EACCES) return MissingPermission(device);
+  // For example, the device rules of a container.
+  if (!port.IsOpen() && errno == EPERM) return {.kind = PortObstacle::Kind::kForbidden};
   const bool busy = port.IsOpen() ? flock(port.Get(), LOCK_SH | LOCK_NB) != 0 : errno == EBUSY;
   if (!busy) return {};
   const std::string holder = HolderOf(device);

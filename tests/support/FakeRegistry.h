@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <set>
 #include <span>
@@ -25,7 +26,10 @@ class FakeRegistry final : public platform::SerialRegistry {
     return static_cast<std::int32_t>(count);
   }
 
-  platform::PortObstacle Inspect(const std::string&) override { return obstacle; }
+  platform::PortObstacle Inspect(const std::string&) override {
+    if (onInspect) onInspect();
+    return obstacle;
+  }
 
   NotifyPort CreateNotifyPort() override { return *ports_.insert(++lastPort_).first; }
 
@@ -74,6 +78,7 @@ class FakeRegistry final : public platform::SerialRegistry {
   }
 
   platform::PortObstacle obstacle;  ///< result of Inspect
+  std::function<void()> onInspect;  ///< called by Inspect
 
   bool HasPort() const { return !ports_.empty(); }
   std::size_t iterators() const { return iterators_.size(); }

@@ -2,6 +2,7 @@
  *
  *   REAL_PORTS=1   all terminals are called /dev/ttyACM0, like a real port
  *   PORT_GROUP=N   /dev/ttyACM0 belongs to group N, which may use it
+ *   PORT_ERROR=N   opening /dev/ttyACM0 fails with this error number
  *   NO_THREADS=1   std::thread cannot start a thread
  *   NO_PIPES=1     the program cannot create a pipe */
 
@@ -36,6 +37,29 @@ int stat(const char *path, struct stat *status) {
     status->st_mode |= S_IRGRP | S_IWGRP;
   }
   return result;
+}
+
+/* Sets errno and returns 1 if opening the file must fail. */
+static int IsBlocked(const char *path) {
+  const char *error = getenv("PORT_ERROR");
+  if (error == NULL || strcmp(path, "/dev/ttyACM0") != 0) return 0;
+  errno = atoi(error);
+  return 1;
+}
+
+int open(const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  if (IsBlocked(path)) return -1;
+  return ((int (*)(const char *, int, ...))dlsym(RTLD_NEXT, "open"))(path, flags, mode);
+}
+
+/* Replaces open() in programs built with _FORTIFY_SOURCE. */
+int __open_2(const char *path, int flags) {
+  if (IsBlocked(path)) return -1;
+  return ((int (*)(const char *, int))dlsym(RTLD_NEXT, "__open_2"))(path, flags);
 }
 
 /* umockdev refuses the two calls that make a terminal exclusive. */

@@ -6,13 +6,17 @@ from harness.case import messages
 from harness.processes import Process
 from port_case import PortTest
 
+_NO_THREAD = ("Quillet could not connect, because the system is at its limit of threads or memory. "
+              "Close other programs, then try again.")
+
 
 class LimitsTest(PortTest):
 
     def test_runs_without_threads(self):
         self.plugged_in_scanner()
         self.start(environment=self.preload(NO_THREADS="1")).wait_for_view(messages.STARTED)
-        self.connect()
+        self.quillet.wait_for_message(_NO_THREAD, "Try again")
+        self.quillet.press_in_strip("Try again")
         self.close()
 
     def test_says_that_no_pipe_can_be_created(self):

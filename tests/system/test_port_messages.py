@@ -1,5 +1,6 @@
 """Messages in the status strip about ports that cannot be used."""
 
+import errno
 import fcntl
 import grp
 import os
@@ -39,6 +40,13 @@ class PortMessagesTest(PortTest):
                                       "group dialout, then log in again.", "Copy command")
         self.quillet.press_in_strip("Copy command")
         self.assertEqual("sudo usermod -aG dialout \"$USER\"", self.desktop.clipboard_text())
+
+    def test_says_that_the_system_blocks_the_port(self):
+        self.plugged_in_scanner()
+        self.start_failing(environment=self.preload(PORT_ERROR=str(errno.EPERM)))
+        self.quillet.wait_for_message(f"The system blocks access to {PORT}. If Quillet runs in a "
+                                      "container or sandbox, give that access to the port.",
+                                      "Try again")
 
     def test_names_the_program_that_uses_the_port(self):
         self.plugged_in_scanner()

@@ -5,6 +5,7 @@ namespace {
 
 using Kind = platform::PortObstacle::Kind;
 using Titles = std::vector<std::string>;
+using test::WaitFor;
 
 class PortMessagesTest : public test::AppFixture {
  protected:
@@ -19,7 +20,15 @@ class PortMessagesTest : public test::AppFixture {
       connect.Press();
       FinishConnecting();
     }
-    mainQueue.RunAll();
+  }
+
+  /// Waits until the strip shows a message.
+  void ExpectMessage(const std::string& text, const Titles& buttons) {
+    EXPECT_TRUE(WaitFor([&] {
+      mainQueue.RunAll();
+      return strip.text() == text;
+    })) << strip.text();
+    EXPECT_EQ(strip.Buttons(), buttons);
   }
 
   static constexpr char kPort[] = "/absent1";
@@ -27,31 +36,38 @@ class PortMessagesTest : public test::AppFixture {
 
 TEST_F(PortMessagesTest, SayWhoMayUseThePort) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
-  EXPECT_EQ(strip.text(),
-            "No permission to use /absent1. Run the command to join the group dialout, then log "
-            "in again.");
-  ASSERT_EQ(strip.Buttons(), Titles{"Copy command"});
+  ExpectMessage(
+      "No permission to use /absent1. Run the command to join the group dialout, then log in "
+      "again.",
+      {"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});
-  EXPECT_EQ(
-      strip.text(),
+  ExpectMessage(
       "No udev rule lets you use /absent1. Install the Quillet package, or run the command in a "
-      "terminal.");
-  ASSERT_EQ(strip.Buttons(), Titles{"Copy command"});
+      "terminal.",
+      {"Copy command"});
   strip.Press(0);
   EXPECT_EQ(pasteboard.texts(), (std::vector<std::string>{"sudo usermod -aG dialout \"$USER\"",
                                                           "sudo chown \"$USER\" /absent1"}));
   Fail({.kind = Kind::kPermission, .group = "dialout", .joined = true});
-  EXPECT_EQ(strip.text(),
-            "No permission to use /absent1. Log out and in again to activate the group dialout.");
+  ExpectMessage(
+      "No permission to use /absent1. Log out and in again to activate the group dialout.", {});
 }
 
 TEST_F(PortMessagesTest, NameTheProgramThatUsesThePort) {
   Fail({.kind = Kind::kBusy, .program = "minicom"});
-  EXPECT_EQ(strip.text(), "minicom is using /absent1. Close that program, then try again.");
-  EXPECT_EQ(strip.Buttons(), Titles{"Try again"});
+  ExpectMessage("minicom is using /absent1. Close that program, then try again.", {"Try again"});
   Fail({.kind = Kind::kBusy});
-  EXPECT_EQ(strip.text(), "Another program is using /absent1. Close that program, then try again.");
+  ExpectMessage("Another program is using /absent1. Close that program, then try again.",
+                {"Try again"});
+}
+
+TEST_F(PortMessagesTest, SayThatTheSystemBlocksThePort) {
+  Fail({.kind = Kind::kForbidden});
+  ExpectMessage(
+      "The system blocks access to /absent1. If Quillet runs in a container or sandbox, give that "
+      "access to the port.",
+      {"Try again"});
 }
 
 TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
@@ -71,9 +87,38 @@ TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
   EXPECT_EQ(strip.Buttons(), Titles{});
 }
 
-TEST_F(PortMessagesTest, EndWhenThePortIsUnplugged) {
+TEST_F(PortMessagesTest, EndWhenTheirPortIsUnplugged) {
+  registry.Attach("usbmodem2", "/absent2");
   Fail({.kind = Kind::kBusy});
+  const std::string busy = "Another program is using /absent1. Close that program, then try again.";
+  ExpectMessage(busy, {"Try again"});
+  registry.Unplug("/absent2");
+  ExpectMessage(busy, {"Try again"});
   registry.Unplug(kPort);
+  ExpectMessage("No scanner is connected. Plug it in, or select its port and press Connect.", {});
+}
+
+TEST_F(PortMessagesTest, DoNotDelayTheAttempt) {
+  auto& found = test::Immortal<std::atomic<bool>>(false);
+  registry.onInspect = [&found] { WaitFor([&] { return found.load(); }); };
+  Fail({.kind = Kind::kBusy});
+  EXPECT_TRUE(View().ends_with("Trying to connect /absent1: Failed|Failed to connect to Tavo|"));
+  found = true;
+  ExpectMessage("Another program is using /absent1. Close that program, then try again.",
+                {"Try again"});
+}
+
+TEST_F(PortMessagesTest, AreDroppedIfAnotherAttemptHasBegun) {
+  auto& found = test::Immortal<std::atomic<bool>>(false);
+  registry.onInspect = [&found] { WaitFor([&] { return found.load(); }); };
+  Fail({.kind = Kind::kBusy});
+  Attach("usbmodem2");
+  registry.Unplug(kPort);
+  connect.Press();
+  FinishConnecting();
+  ASSERT_TRUE(controller.bIsConnected);
+  found = true;
+  ASSERT_TRUE(WaitFor([&] { return mainQueue.Size() > 0; }));
   mainQueue.RunAll();
   EXPECT_EQ(strip.Buttons(), Titles{});
 }
