@@ -59,6 +59,7 @@ void ApplicationDelivery::Type(const std::string& record) {
     const KeyValue key = KeyForCharacter(static_cast<unsigned char>(character));
     if (key != kNoKey) SendKeyCode(key);
   }
+  platform_.keyEvents.Finish();
 }
 
 void ApplicationDelivery::Paste(const std::string& record) {

@@ -28,6 +28,7 @@ struct WaylandKeyEventsTest : testing::Test {
       const KeyEvent press[] = {{0, true, flag, character}, {0, false, KeyFlag::kNone, character}};
       keys.Post(press);
     }
+    keys.Finish();
   }
 
   test::RecordingLog log;
@@ -76,6 +77,28 @@ TEST_F(WaylandKeyEventsTest, HoldsControlForCommand) {
   EXPECT_EQ(received[3].modifiers, 0U);
 }
 
+TEST_F(WaylandKeyEventsTest, SendsARecordAtOnceWhenItIsComplete) {
+  const Compositor compositor;
+  Type("a");
+  clock.ForgetSleeps();
+  for (const char character : std::string("4006381333931")) {
+    const KeyEvent press[] = {{0, true, KeyFlag::kNone, character},
+                              {0, false, KeyFlag::kNone, character}};
+    keys.Post(press);
+  }
+  EXPECT_EQ(compositor.text(), "a");
+  keys.Finish();
+  EXPECT_EQ(compositor.text(), "a4006381333931");
+  EXPECT_EQ(clock.sleeps(), std::vector<test::FakeClock::Duration>{});
+}
+
+TEST_F(WaylandKeyEventsTest, SendsThePasteKeyWithoutWaiting) {
+  const Compositor compositor;
+  const KeyEvent press[] = {{9, true, KeyFlag::kCommand, 'v'}, {9, false, KeyFlag::kNone, 'v'}};
+  keys.Post(press);
+  EXPECT_EQ(compositor.keys().size(), 4U);
+}
+
 TEST_F(WaylandKeyEventsTest, WaitsOnceForANewKeyboard) {
   const Compositor compositor;
   Type("abc");
@@ -101,7 +124,7 @@ TEST_F(WaylandKeyEventsTest, TypesMoreThanAThousandCharactersPerSecond) {
   Type(std::string(10000, 'b'));
   const std::chrono::duration<double> taken = clock.Now() - start;
   EXPECT_EQ(compositor.text().size(), 10001U);
-  EXPECT_NEAR(10000 / taken.count(), 1600, 50);
+  EXPECT_GT(10000 / taken.count(), 1000);
 }
 
 TEST_F(WaylandKeyEventsTest, ReconnectsAfterTheCompositorHasRestarted) {
@@ -117,7 +140,7 @@ TEST_F(WaylandKeyEventsTest, ReconnectsAfterTheCompositorHasRestarted) {
 TEST_F(WaylandKeyEventsTest, SaysWhatIsMissing) {
   {
     const Compositor compositor(false);
-    EXPECT_FALSE(keys.Connect());
+    EXPECT_FALSE(keys.IsOffered());
     Type("a");
     EXPECT_EQ(keys.Problem(), "the Wayland compositor offers no virtual keyboard");
   }
