@@ -16,6 +16,7 @@
 #include "tests/support/Immortal.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/ScannerLine.h"
+#include "tests/support/StoredSettings.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 
@@ -32,14 +33,6 @@ struct OwnPlatform {
   platform::Applications* applications = nullptr;
 };
 
-/// Settings that a test chooses.
-struct Choice {
-  int destination = 0;
-  std::string path = {};  ///< path of the file or application; empty: default file
-  bool syncclock = false, clearmemory = false, burstsync = true, autosync = false;
-  bool appenddata = false, nonenglish = false;
-};
-
 /// The whole program with fake windows and a fake platform. The test's thread is the main thread.
 class AppFixture : public ::testing::Test {
  protected:
@@ -54,24 +47,7 @@ class AppFixture : public ::testing::Test {
 
   /// Writes a settings file for lines that consist of a record's data and CR LF. Call before
   /// Launch.
-  void StartWith(const Choice& choice) {
-    Settings chosen;
-    chosen.destination = choice.destination;
-    chosen.bSyncClock = choice.syncclock;
-    chosen.bClearMemory = choice.clearmemory;
-    chosen.bBurstSync = choice.burstsync;
-    chosen.bAutoSync = choice.autosync;
-    chosen.bAppendData = choice.appenddata;
-    chosen.bNonEnglish = choice.nonenglish;
-    SettingsImage image;
-    image.fill('0');
-    WriteChoices(chosen, image);
-    for (const auto position : {kApplicationNamePosition, kFileNamePosition}) {
-      WriteName(image, position, choice.path.empty() ? dataFolder + kPlaceholder : choice.path);
-    }
-    std::filesystem::create_directory(dataFolder);
-    PutFile(dataFolder + "/QuilletRegistry.txt", {image.data(), image.size()});
-  }
+  void StartWith(const Choice& choice) { WriteSettingsFile(choice, dataFolder); }
 
   /// Chooses a destination in the settings window, browses for its path and saves.
   void Choose(int destination, const std::string& path = {}) {
