@@ -6,6 +6,7 @@ namespace quillet::platform::linux_desktop {
 namespace {
 
 constexpr std::size_t kMostExpected = 1024;
+constexpr std::uint32_t kLongestDelay = 60'000;  // from a stroke to the call of Take
 
 bool IsAfter(std::uint32_t time, std::uint32_t other) {
   return static_cast<std::int32_t>(time - other) > 0;
@@ -25,6 +26,9 @@ void ExpectedKeys::SetLatest(std::uint32_t latest) {
 }
 
 bool ExpectedKeys::Take(KeyStroke stroke, std::uint32_t time) {
+  std::erase_if(expected_, [&](const Expected& one) {
+    return one.latest && IsAfter(time - kLongestDelay, *one.latest);
+  });
   const auto found = std::find_if(expected_.begin(), expected_.end(), [&](const Expected& one) {
     return one.stroke == stroke && !(one.earliest && IsAfter(*one.earliest, time)) &&
            !(one.latest && IsAfter(time, *one.latest));

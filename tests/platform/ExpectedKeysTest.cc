@@ -45,6 +45,16 @@ TEST(ExpectedKeysTest, ForgetsTheOldestStrokes) {
   for (int i = 0; i < 1024; ++i) EXPECT_TRUE(keys.Take(kUp, 0));
 }
 
+TEST(ExpectedKeysTest, ForgetsStrokesAfterAMinute) {
+  ExpectedKeys keys;
+  for (int i = 0; i < 2; ++i) keys.Add(kDown);
+  keys.SetLatest(20);
+  EXPECT_FALSE(keys.Take(kUp, 60'020));
+  EXPECT_TRUE(keys.Take(kDown, 20));
+  EXPECT_FALSE(keys.Take(kUp, 60'021));
+  EXPECT_FALSE(keys.Take(kDown, 20));
+}
+
 TEST(SentKeysTest, RecognizesKeysByCodeDirectionAndTime) {
   SentKeys keys(1ms);
   const KeyStroke strokes[] = {kDown, kUp};
