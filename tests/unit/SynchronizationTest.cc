@@ -110,6 +110,24 @@ TEST_F(SynchronizationTest, AutomaticRunRemovesHintsOfEarlierRuns) {
   }
 }
 
+TEST_F(SynchronizationTest, SecondAutomaticRunHidesAnInterruption) {
+  std::filesystem::create_directory(archiveFolder);
+  PutFile(archiveFolder + "/20261115_120000_123456.records", "");
+  PutFile(archiveFolder + "/20261115_120000_123456.open", "");
+  ConnectWith({.destination = 1, .autosync = true}, {"1"});
+  AwaitEnd(0);
+  mainQueue.RunAll();
+  ticker.Tick();
+  EXPECT_TRUE(strip.text().starts_with("A synchronization was interrupted.")) << strip.text();
+  connect.Press();
+  connect.Press();
+  FinishConnecting();
+  AwaitEnd(1);
+  mainQueue.RunAll();
+  ticker.Tick();
+  EXPECT_EQ(strip.text(), "1 record in 1 s, shown above");
+}
+
 TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {});
   Synchronize();
