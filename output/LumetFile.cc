@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 #include "base/Log.h"
+#include "output/SettingsImage.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {
@@ -37,6 +37,10 @@ std::string_view ReasonText(int error) {
       return "permission denied";
     case EISDIR:
       return "this is a folder";
+    case ELOOP:
+      return "the path contains a link";
+    case EINVAL:
+      return "this is not a regular file";
     case ENAMETOOLONG:
       return "the name is too long";
     default:
@@ -65,13 +69,15 @@ void LumetFile::CreateBarcodeDirectory() {
 FileStore::Replaced LumetFile::WriteDataToFile(const std::string& path, std::string_view data,
                                                bool /*spare*/, bool append) {
   Log(log_, "-[LumetFile WriteDataToFile::::]", "[", ForeignText(path), "]", ForeignText(data));
-  std::string text;
+  FileStore::Replaced written;
   if (append) {
-    const auto existing = files_.Read(path, std::numeric_limits<std::size_t>::max());
-    if (existing) text = DecodeTextFile(*existing);
+    written =
+        files_.Update(path, [&](std::string_view old) { return DecodeTextFile(old).append(data); });
+  } else if (path == RegistryPath()) {
+    written = files_.ReplaceChecked(path, data);
+  } else {
+    written = files_.Replace(path, data);
   }
-  text.append(data);
-  const FileStore::Replaced written = files_.Replace(path, text);
   Log(log_, written ? "Success" : "Fail to write");
   return written;
 }
@@ -100,8 +106,11 @@ LumetFile::Registry LumetFile::Read(std::span<char> dest, bool registry) {
   if (!file.contents) return result;
   // Without a byte-order mark, the bytes are kept unchanged: the fields have fixed byte positions,
   // and stored paths may be in any encoding.
-  const std::string text =
+  std::string text =
       HasByteOrderMark(*file.contents) ? DecodeTextFile(*file.contents) : *file.contents;
+  // The next Save writes the whole text. In a folder of another user, it may be that of a private
+  // file, to which that user has created a link.
+  if (file.custody == platform::Custody::kForeign) DropRemainder(text);
   const std::size_t count = std::min(text.size(), dest.size() - 1);
   std::memcpy(dest.data(), text.data(), count);
   dest[count] = '\0';

@@ -37,12 +37,13 @@ class LumetFile {
   /// Creates the data folder and its parent folders. A failure is only logged.
   void CreateBarcodeDirectory();
 
-  /// Replaces a text file and logs the result.
+  /// Replaces a text file and logs the result. The settings file is replaced only if it is a
+  /// regular file, and text is added only to a file that can be read.
   /// @param path    absolute path of the file
   /// @param data    the text in UTF-8
   /// @param spare   unused
   /// @param append  whether to keep the text of an existing file, converted to UTF-8, before `data`
-  /// @return see FileStore::Replace
+  /// @return see FileStore::Replace, ReplaceChecked and Update
   platform::FileStore::Replaced WriteDataToFile(const std::string& path, std::string_view data,
                                                 bool spare, bool append);
 
@@ -85,7 +86,7 @@ class LumetFile {
   Registry ReadRegistry(std::span<char> dest) { return Read(dest, true); }
 
   /// Replaces the settings file with the text in `src` up to the first NUL.
-  /// @return see FileStore::Replace
+  /// @return see FileStore::ReplaceChecked
   platform::FileStore::Replaced SaveRegistry(std::span<const char> src);
 
   /// Returns the name of the user who owns the settings file, or an empty string.

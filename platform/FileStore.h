@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -63,6 +64,21 @@ class FileStore {
   /// or its new contents. A symbolic link at `path` is replaced, not followed. After an error, the
   /// file is unchanged or a power failure may undo the replacement.
   virtual Replaced Replace(const std::string& path, std::string_view contents) = 0;
+
+  /// Replaces a file that controls this program, like Replace. Fails if a symbolic link (ELOOP), a
+  /// folder (EISDIR) or any other file that is not regular (EINVAL) is at `path`.
+  virtual Replaced ReplaceChecked(const std::string& path, std::string_view contents) = 0;
+
+  /// Returns the new contents of a file.
+  /// @param old  the existing contents, or an empty text if the file is missing
+  using Change = std::function<std::string(std::string_view old)>;
+
+  /// Reads a file and replaces it like Replace. Reads and replaces in the same folder, and the new
+  /// file has at most the permissions of the file that was read.
+  /// @return ELOOP if the path contains a link of another user in a folder where that user may
+  /// place
+  ///     links. Any error other than ENOENT of reading leaves the file unchanged.
+  virtual Replaced Update(const std::string& path, const Change& change) = 0;
 
   /// Waits until the directory entries of a file and of all folders in its path are on the storage
   /// device.

@@ -1,5 +1,6 @@
 #include "platform/posix/PosixFileStore.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/random.h>
@@ -11,6 +12,9 @@
 #include <cerrno>
 #include <exception>
 #include <filesystem>
+#include <limits>
+#include <memory>
+#include <new>
 #include <system_error>
 
 #include "base/Retry.h"
@@ -32,21 +36,6 @@ constexpr int kTemporaryAttempts = 100;
 // Only the user may change new files and folders, even if the umask is 0.
 constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 constexpr mode_t kDefaultFolderMode = S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH;
-
-// All later steps use the descriptor, so they act on the same folder even if its path changes.
-int OpenFolder(const std::string& path) {
-  const auto openWith = [&](int access) {
-    return RetryOnSignal([&] { return open(path.c_str(), access | O_DIRECTORY | O_CLOEXEC); });
-  };
-  const int folder = openWith(O_RDONLY);
-  if (folder >= 0 || errno != EACCES) return folder;
-    // A folder may be writable without being readable.
-#ifdef O_PATH
-  return openWith(O_PATH);
-#else
-  return openWith(O_SEARCH);
-#endif
-}
 
 // Returns ".NAME.quillet-" and random letters, or an empty string on an error. NAME is the target's
 // name, shortened if necessary.
@@ -119,6 +108,18 @@ bool RemoveUnlocked(int folder, const std::string& name) {
   const UniqueFd file(opened);
   return file.IsOpen() && flock(file.Get(), LOCK_EX | LOCK_NB) == 0 &&
          unlinkat(folder, name.c_str(), 0) == 0;
+}
+
+// Returns no names if the folder cannot be read.
+std::vector<std::string> NamesIn(const Place& place) {
+  std::vector<std::string> names;
+  const int copy = fcntl(place.folder.Get(), F_DUPFD_CLOEXEC, 0);
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(copy), closedir);
+  if (!stream && copy >= 0) close(copy);
+  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
+    names.emplace_back(entry->d_name);
+  }
+  return names;
 }
 
 // Copies the group and permissions of the file to be replaced. Drops the group permissions if the
@@ -197,6 +198,53 @@ Checked Judge(const Place& place, const struct stat& file) {
   return {.custody = place.isExposed ? Custody::kForeign : Custody::kTrusted};
 }
 
+// The file that a new file replaces.
+struct Existing {
+  bool exists = false;
+  bool isLink = false;
+  bool isRegular = false;  // after following links as OpenPlace does
+  struct stat status = {};
+};
+
+Existing FindExisting(const Place& place) {
+  Existing old;
+  old.exists =
+      fstatat(place.folder.Get(), place.name.c_str(), &old.status, AT_SYMLINK_NOFOLLOW) == 0;
+  old.isLink = old.exists && S_ISLNK(old.status.st_mode);
+  old.isRegular = old.exists && S_ISREG(old.status.st_mode);
+  if (!old.isLink) return old;
+  const Place target = FollowLink(place);
+  if (target.folder.IsOpen()) old = FindExisting(target);
+  old.exists = old.isLink = true;
+  return old;
+}
+
+// Writes a temporary file and renames it.
+FileStore::Replaced Write(const Place& place, const Existing& old, std::string_view contents) {
+  if (place.name.empty()) return {.error = EISDIR};
+  // The replacement of a private file must never be readable by others, not even temporarily. For a
+  // new file, the kernel applies the umask.
+  const mode_t mode = old.isRegular || old.isLink ? S_IRUSR | S_IWUSR : kDefaultFileMode;
+  const int folder = place.folder.Get();
+  Temporary temporary = CreateTemporary(folder, place.name, mode);
+  UniqueFd& file = temporary.file;
+  if (!file.IsOpen()) return Failure();
+  // Holds the lock until the file is renamed. `file` is closed before that, to check the result.
+  const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
+  if (old.isRegular) CopyPermissions(file.Get(), old.status);
+  if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||
+      renameat(folder, temporary.name.c_str(), folder, place.name.c_str()) != 0) {
+    const FileStore::Replaced failure = Failure();
+    unlinkat(folder, temporary.name.c_str(), 0);
+    return failure;
+  }
+  if (SynchronizeFile(folder)) return {.synchronized = true};
+  // fsync(2): EBADF means that the folder was opened without read permission, EINVAL that the file
+  // system cannot flush folders.
+  if (errno == EBADF || errno == EINVAL) return {};
+  return Failure();
+}
+
 bool IsFolder(const std::string& path) {
   struct stat found {};
   return stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
@@ -241,39 +289,38 @@ Checked PosixFileStore::ReadChecked(const std::string& path, std::size_t limit) 
 }
 
 FileStore::Replaced PosixFileStore::Replace(const std::string& path, std::string_view contents) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos || slash + 1 == path.size()) return {.error = EISDIR};
-  const std::string name = path.substr(slash + 1);
-  const UniqueFd folder(OpenFolder(path.substr(0, slash + 1)));
-  if (!folder.IsOpen()) return Failure();
+  const Place place = OpenPlace(path);
+  if (!place.folder.IsOpen()) return Failure();
+  return Write(place, FindExisting(place), contents);
+}
 
-  struct stat old {};
-  const bool replacesLink =
-      fstatat(folder.Get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(old.st_mode);
-  // This call follows a link: the new file may contain text read from the link's target, so it gets
-  // the target's permissions.
-  const bool replacesFile =
-      fstatat(folder.Get(), name.c_str(), &old, 0) == 0 && S_ISREG(old.st_mode);
-  // The replacement of a private file must never be readable by others, not even temporarily. For a
-  // new file, the kernel applies the umask.
-  const mode_t mode = replacesFile || replacesLink ? S_IRUSR | S_IWUSR : kDefaultFileMode;
-  Temporary temporary = CreateTemporary(folder.Get(), name, mode);
-  UniqueFd& file = temporary.file;
-  if (!file.IsOpen()) return Failure();
-  // Holds the lock until the file is renamed. `file` is closed before that, to check the result.
-  const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
-  if (replacesFile) CopyPermissions(file.Get(), old);
-  if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||
-      renameat(folder.Get(), temporary.name.c_str(), folder.Get(), name.c_str()) != 0) {
-    const Replaced failure = Failure();
-    unlinkat(folder.Get(), temporary.name.c_str(), 0);
-    return failure;
+FileStore::Replaced PosixFileStore::ReplaceChecked(const std::string& path,
+                                                   std::string_view contents) {
+  const Place place = OpenPlace(path);
+  if (!place.folder.IsOpen()) return Failure();
+  const Existing old = FindExisting(place);
+  if (old.isLink) return {.error = ELOOP};
+  if (old.exists && !old.isRegular) {
+    return {.error = S_ISDIR(old.status.st_mode) ? EISDIR : EINVAL};
   }
-  if (SynchronizeFile(folder.Get())) return {.synchronized = true};
-  // fsync(2): EBADF means that the folder was opened without read permission, EINVAL that the file
-  // system cannot flush folders.
-  if (errno == EBADF || errno == EINVAL) return {};
-  return Failure();
+  return Write(place, old, contents);
+}
+
+FileStore::Replaced PosixFileStore::Update(const std::string& path, const Change& change) try {
+  const Place place = OpenPlace(path);
+  if (!place.folder.IsOpen()) return Failure();
+  Existing old;
+  const UniqueFd file = OpenLinkedRegular(place, old.status);
+  if (!file.IsOpen()) {
+    if (errno != ENOENT) return Failure();
+    return Write(place, FindExisting(place), change({}));
+  }
+  old.exists = old.isRegular = true;
+  const auto contents = ReadOpen(file.Get(), old.status, std::numeric_limits<std::size_t>::max());
+  if (!contents) return {.error = EIO};
+  return Write(place, old, change(*contents));
+} catch (const std::bad_alloc&) {
+  return {.error = ENOMEM};
 }
 
 bool PosixFileStore::SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) {
@@ -281,22 +328,19 @@ bool PosixFileStore::SynchronizeEntries(const std::string& path, std::chrono::mi
 }
 
 FileStore::Created PosixFileStore::CreateNew(const std::string& path, std::string_view contents) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos || slash + 1 == path.size()) return Created::kFailed;
   if (Exists(path)) return Created::kExists;
-  const std::string name = path.substr(slash + 1);
-  const UniqueFd folder(OpenFolder(path.substr(0, slash + 1)));
-  if (!folder.IsOpen()) return Created::kFailed;
-  Temporary temporary = CreateTemporary(folder.Get(), name, kDefaultFileMode);
+  const Place place = OpenPlace(path);
+  if (!place.folder.IsOpen() || place.name.empty()) return Created::kFailed;
+  const int folder = place.folder.Get();
+  Temporary temporary = CreateTemporary(folder, place.name, kDefaultFileMode);
   UniqueFd& file = temporary.file;
   if (!file.IsOpen()) return Created::kFailed;
-  const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));  // see Replace
+  const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));  // see Write
   const bool written =
       WriteAll(file.Get(), contents) && SynchronizeFile(file.Get()) && file.Close();
-  Created created = written ? Publish(folder.Get(), temporary.name, name) : Created::kFailed;
-  unlinkat(folder.Get(), temporary.name.c_str(), 0);
-  if (created == Created::kYes && !SynchronizeFile(folder.Get()) && errno != EBADF &&
-      errno != EINVAL) {
+  Created created = written ? Publish(folder, temporary.name, place.name) : Created::kFailed;
+  unlinkat(folder, temporary.name.c_str(), 0);
+  if (created == Created::kYes && !SynchronizeFile(folder) && errno != EBADF && errno != EINVAL) {
     created = Created::kFailed;
   }
   return created;
@@ -336,11 +380,10 @@ bool PosixFileStore::Remove(const std::string& path) {
 }
 
 std::size_t PosixFileStore::RemoveUnfinished(const std::string& folder) {
-  const UniqueFd opened(OpenFolder(folder));
-  if (!opened.IsOpen()) return 0;
+  const Place place = OpenPlace(folder + "/");
   std::size_t removed = 0;
-  for (const Entry& entry : List(folder)) {
-    if (IsTemporaryName(entry.name) && RemoveUnlocked(opened.Get(), entry.name)) ++removed;
+  for (const std::string& name : NamesIn(place)) {
+    if (IsTemporaryName(name) && RemoveUnlocked(place.folder.Get(), name)) ++removed;
   }
   return removed;
 }

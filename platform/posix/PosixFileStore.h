@@ -34,6 +34,12 @@ class PosixFileStore final : public FileStore {
   /// flushed.
   Replaced Replace(const std::string& path, std::string_view contents) override;
 
+  Replaced ReplaceChecked(const std::string& path, std::string_view contents) override;
+
+  /// Follows symbolic links as OpenPlace does. A link at `path` is replaced, and its target is
+  /// read.
+  Replaced Update(const std::string& path, const Change& change) override;
+
   /// Calls fsync() on the folders. Ignores folders that this user cannot read or write and folders
   /// of file systems without fsync(), unless they contain the file itself.
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override;

@@ -59,6 +59,23 @@ TEST_P(FileStoreContract, ReplaceCreatesOrOverwritesAFile) {
   }
 }
 
+TEST_P(FileStoreContract, UpdateReceivesTheExistingContents) {
+  const auto add = [](std::string_view old) { return std::string(old) + "+"; };
+  for (const char* expected : {"+", "++"}) {
+    EXPECT_TRUE(store_.Update(path_, add));
+    EXPECT_EQ(store_.Read(path_, kAll), expected);
+  }
+  EXPECT_EQ(store_.Update(path_ + "/file", add).error, ENOTDIR);
+  EXPECT_EQ(store_.Update(harness_->folder.path(), add).error, EISDIR);
+}
+
+TEST_P(FileStoreContract, ReplaceCheckedCreatesOrOverwritesAFile) {
+  for (const char* contents : {"first", "second"}) {
+    EXPECT_TRUE(store_.ReplaceChecked(path_, contents));
+    EXPECT_EQ(store_.Read(path_, kAll), contents);
+  }
+}
+
 TEST_P(FileStoreContract, CreateNewNeverReplacesAFile) {
   using Created = platform::FileStore::Created;
   EXPECT_EQ(store_.CreateNew(path_, "first"), Created::kYes);

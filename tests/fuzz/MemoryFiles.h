@@ -32,9 +32,16 @@ class MemoryFiles final : public platform::FileStore {
   }
   Replaced Replace(const std::string& path, std::string_view contents) override {
     if (folders_.contains(path)) return {.error = EISDIR};
+    if (files_.contains(FolderOf(path))) return {.error = ENOTDIR};
     if (!folders_.contains(FolderOf(path))) return {.error = ENOENT};
     files_[path] = contents;
     return {.synchronized = true};
+  }
+  Replaced ReplaceChecked(const std::string& path, std::string_view contents) override {
+    return Replace(path, contents);
+  }
+  Replaced Update(const std::string& path, const Change& change) override {
+    return Replace(path, change(Read(path, std::string::npos).value_or("")));
   }
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds) override {
     return folders_.contains(FolderOf(path));

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -246,6 +247,49 @@ TEST_F(PosixFileStoreTest, FollowsAtMostFortyLinks) {
   EXPECT_EQ(store_.Read(folder_ / "loop", kAll), std::nullopt);
 }
 
+TEST_F(PosixFileStoreTest, ReplaceCheckedRefusesLinksAndSpecialFiles) {
+  folder_.Put("file", "contents");
+  fs::create_symlink("file", folder_ / "link");
+  fs::create_symlink("nowhere", folder_ / "dangling");
+  fs::create_directory(folder_ / "folder");
+  mkfifo((folder_ / "fifo").c_str(), 0666);
+  for (const auto& [name, error] :
+       {std::pair("link", ELOOP), {"dangling", ELOOP}, {"folder", EISDIR}, {"fifo", EINVAL}}) {
+    EXPECT_EQ(store_.ReplaceChecked(folder_ / name, "new").error, error) << name;
+  }
+  EXPECT_EQ(store_.Read(folder_ / "file", kAll), "contents");
+  EXPECT_EQ(folder_.Names().size(), 5U);
+  EXPECT_EQ(store_.ReplaceChecked(folder_ / "file", "new").error, 0);
+  EXPECT_EQ(store_.ReplaceChecked(folder_ / "another", "new").error, 0);
+}
+
+TEST_F(PosixFileStoreTest, UpdateKeepsFilesThatCannotBeRead) {
+  fs::create_directory(folder_ / "folder");
+  mkfifo((folder_ / "fifo").c_str(), 0666);
+  Put("secret", "contents", 0);
+  chmod(folder_.path().c_str(), 0777);
+  for (const auto& [name, error] :
+       {std::pair("folder", EISDIR), {"fifo", EINVAL}, {"secret", EACCES}}) {
+    EXPECT_TRUE(AsOrdinaryUser([&, name = name, error = error] {
+      return store_.Update(folder_ / name, [](auto) { return "new"; }).error == error;
+    })) << name;
+  }
+  EXPECT_EQ(store_.Read(folder_ / "secret", kAll), "contents");
+}
+
+TEST_F(PosixFileStoreTest, UpdateReplacesTheUsersLink) {
+  Put("target", "old", 0600);
+  fs::create_symlink("target", folder_ / "link");
+  fs::create_symlink("nowhere", folder_ / "dangling");
+  const auto add = [](std::string_view old) { return std::string(old) + " new"; };
+  EXPECT_TRUE(store_.Update(folder_ / "link", add));
+  EXPECT_TRUE(store_.Update(folder_ / "dangling", add));
+  EXPECT_EQ(store_.Read(folder_ / "link", kAll), "old new");
+  EXPECT_EQ(store_.Read(folder_ / "dangling", kAll), " new");
+  EXPECT_EQ(store_.Read(folder_ / "target", kAll), "old");
+  EXPECT_EQ(ModeOf(folder_ / "link"), 0600U);
+}
+
 TEST_F(PosixFileStoreTest, ReplaceKeepsPermissions) {
   const CreationMask mask(027);
   const std::string path = folder_ / "file";
@@ -446,6 +490,57 @@ TEST_F(PosixFileStoreTest, KilledProcessLeavesTheOldOrTheNewFile) {
   const std::size_t unfinished = folder_.Names().size() - 1;
   EXPECT_EQ(store_.RemoveUnfinished(folder_.path()), unfinished);
   EXPECT_EQ(folder_.Names(), Names{"file"});
+}
+
+// Replaces `path` alternately with a link to `target` and with a file that everybody can read.
+void Flip(const std::string& path, const std::string& target) {
+  const std::string next = path + ".next";
+  for (;;) {
+    fs::create_symlink(target, next);
+    fs::rename(next, path);
+    test::PutFile(next, "public");
+    fs::rename(next, path);
+  }
+}
+
+TEST_F(PosixFileStoreTest, UpdateNeverPublishesAPrivateFile) {
+  constexpr uid_t kUser = 1;
+  constexpr uid_t kAttacker = 2;
+  // The file system in memory makes fsync(2) fast.
+  const std::string folder = "/dev/shm/quillet-test-" + std::to_string(getpid());
+  if (geteuid() != 0 || !fs::create_directory(folder)) GTEST_SKIP() << "needs root and /dev/shm";
+  const std::string path = folder + "/file";
+  const std::string secret = folder + "/secret";
+  test::PutFile(secret, "private");
+  chmod(secret.c_str(), 0600);
+  if (chown(secret.c_str(), kUser, kUser) != 0) GTEST_SKIP() << "not permitted";
+  chmod(folder.c_str(), 0777);
+  Child attacker([&] {
+    if (setgroups(0, nullptr) != 0 || setuid(kAttacker) != 0) return 1;
+    Flip(path, secret);
+    return 0;
+  });
+  const int failure = Child([&] {
+                        if (setgroups(0, nullptr) != 0 || setuid(kUser) != 0) return 2;
+                        for (int i = 0; i < 10'000; ++i) {
+                          store_.Update(path, [](auto old) { return std::string(old); });
+                          struct stat status {};
+                          const UniqueFd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW));
+                          std::array<char, 16> text{};
+                          if (!file.IsOpen() || fstat(file.Get(), &status) != 0 ||
+                              read(file.Get(), text.data(), text.size()) < 0) {
+                            continue;
+                          }
+                          if (std::string_view(text.data()) == "private" &&
+                              (status.st_mode & (S_IRGRP | S_IROTH))) {
+                            return 1;
+                          }
+                        }
+                        return 0;
+                      }).Wait();
+  attacker.Kill();
+  fs::remove_all(folder);
+  EXPECT_EQ(failure, 0);
 }
 
 TEST_F(PosixFileStoreTest, RemovesUnfinishedFilesOfThisUserOnly) {

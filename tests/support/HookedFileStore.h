@@ -26,6 +26,14 @@ class HookedFileStore : public platform::FileStore {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
     return files_.Replace(path, contents);
   }
+  Replaced ReplaceChecked(const std::string& path, std::string_view contents) override {
+    if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
+    return files_.ReplaceChecked(path, contents);
+  }
+  Replaced Update(const std::string& path, const Change& change) override {
+    if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
+    return files_.Update(path, change);
+  }
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override {
     return files_.SynchronizeEntries(path, limit);
   }
@@ -51,7 +59,7 @@ class HookedFileStore : public platform::FileStore {
   std::string Owner(const std::string& path) override { return files_.Owner(path); }
 
   std::optional<std::string> otherUser;  ///< user who could have written the files of ReadChecked
-  std::function<void()> whileReplacing;  ///< called by the next Replace or CreateNew only
+  std::function<void()> whileReplacing;  ///< called by the next write only
 
  private:
   platform::posix::PosixFileStore files_;

@@ -66,6 +66,18 @@ static size_t Unmap(char* path, size_t length) {
   return length - prefix;
 }
 
+/* Like Map, for a path relative to an open folder. Redirects the names in "/". */
+static const char* MapAt(int folder, const char* path, char* buffer) {
+  char absolute[PATH_MAX];
+  struct stat root, opened;
+  if (path == NULL || path[0] == '/' || stat("/", &root) != 0 || fstat(folder, &opened) != 0 ||
+      root.st_dev != opened.st_dev || root.st_ino != opened.st_ino ||
+      snprintf(absolute, sizeof absolute, "/%s", path) >= PATH_MAX)
+    return Map(path, buffer);
+  const char* mapped = Map(absolute, buffer);
+  return mapped == absolute ? path : mapped;
+}
+
 #define NEXT(name)                     \
   static __typeof__(&name) next;       \
   if (next == NULL) *(void**)&next = dlsym(RTLD_NEXT, #name)
@@ -87,6 +99,7 @@ static size_t Unmap(char* path, size_t length) {
   }
 #define M(path) Map(path, buffer)
 #define N(path) Map(path, otherBuffer)
+#define AT(folder, path) folder, MapAt(folder, path, buffer)
 
 #define WRAP_OPEN(name, parameters, ...)                                \
   int name parameters {                                                 \
@@ -100,14 +113,14 @@ static size_t Unmap(char* path, size_t length) {
   }
 WRAP_OPEN(open, (const char* path, int flags, ...), M(path))
 WRAP_OPEN(open64, (const char* path, int flags, ...), M(path))
-WRAP_OPEN(openat, (int folder, const char* path, int flags, ...), folder, M(path))
-WRAP_OPEN(openat64, (int folder, const char* path, int flags, ...), folder, M(path))
+WRAP_OPEN(openat, (int folder, const char* path, int flags, ...), AT(folder, path))
+WRAP_OPEN(openat64, (int folder, const char* path, int flags, ...), AT(folder, path))
 int __open_2(const char* path, int flags);
 int __open64_2(const char* path, int flags);
 WRAP(int, __open_2, (const char* path, int flags), M(path), flags)
 WRAP(int, __open64_2, (const char* path, int flags), M(path), flags)
 int __openat_2(int folder, const char* path, int flags);
-WRAP(int, __openat_2, (int folder, const char* path, int flags), folder, M(path), flags)
+WRAP(int, __openat_2, (int folder, const char* path, int flags), AT(folder, path), flags)
 WRAP(int, creat64, (const char* path, mode_t mode), M(path), mode)
 WRAP(FILE*, fopen, (const char* path, const char* mode), M(path), mode)
 WRAP(FILE*, fopen64, (const char* path, const char* mode), M(path), mode)

@@ -5,23 +5,58 @@ import re
 import stat
 
 from harness import other_user
-from harness.case import FOLDER, SHARED, OtherUserTest, messages, some_records, wait_until
+from harness.case import FOLDER, SHARED, OtherUserTest, Settings, messages, some_records, wait_until
+from harness.lines import file_text
 from harness.settings import PATH
+from harness.settings_window import SettingsWindow
+
+_PRIVATE = "/tmp/private"  # a file that only the user of the program can read
+_TEAM = f"{SHARED}/team"  # a folder of the other user, in which everybody may write
+_OUTPUT = f"{_TEAM}/out.txt"
+
+
+def put(path, text, mode=0o600):
+    with open(path, "w", encoding="utf-8", newline="") as file:
+        os.fchmod(file.fileno(), mode)
+        file.write(text)
+
+
+def contents(path):
+    with open(path, encoding="utf-8", newline="") as file:
+        return file.read()
 
 
 class OtherUsersTest(OtherUserTest):
 
-    def start_and_synchronize(self, records=2, serial="2104005771", **popen):
-        """Starts the program with a scanner, waits until it is connected, and presses
-        Synchronize."""
+    def remove_files(self):
+        for path in (_PRIVATE, "/tmp/settings"):
+            if os.path.exists(path):
+                os.unlink(path)
+        super().remove_files()
+
+    def connect(self, records=2, serial="2104005771", **popen):
+        """Starts the program with a scanner and waits until it is connected."""
         self.plugged_in_scanner(some_records(records), serial=serial)
         self.start(**popen)
         self.quillet.wait_for_view_end(messages.CLOCK_SET)
         self.quillet.clear()  # has an effect only after the attempt to connect
-        self.quillet.press("Synchronize")
+
+    def synchronize_to(self, path):
+        self.synchronize(messages.file_run(2, path))
+
+    def save_settings(self):
+        """Saves the settings that the settings window shows."""
+        window = SettingsWindow(self.desktop, self.quillet)
+        window.open()
+        window.press("Save")
+        window.wait_until_closed()
+
+
+class CreatedFilesTest(OtherUsersTest):
 
     def test_cannot_write_what_quillet_creates(self):
-        self.start_and_synchronize(preexec_fn=lambda: os.umask(0))
+        self.connect(preexec_fn=lambda: os.umask(0))
+        self.quillet.press("Synchronize")
         output = self.wait_for_generated_file()
         for command in (f"touch {FOLDER}/new", f": >>{PATH}", f": >>{output}", f"rm -f {output}"):
             self.assertFalse(other_user.succeeds(command), command)
@@ -31,7 +66,97 @@ class OtherUsersTest(OtherUserTest):
 
     def test_serial_number_cannot_choose_their_folder(self):
         other_user.run(f"mkdir -m 0777 {SHARED}/QuilletDataAB")
-        self.start_and_synchronize(serial="2104AB/C")
+        self.connect(serial="2104AB/C")
+        self.quillet.press("Synchronize")
         wait_until(lambda: any(re.fullmatch(r"QuilletDataAB_C_\d{8}_\d{6}\.txt", name)
                                for name in os.listdir(SHARED)), "the output file")
         self.assertEqual([], os.listdir(f"{SHARED}/QuilletDataAB"))
+
+
+class SettingsOfOthersTest(OtherUsersTest):
+
+    def check_not_saved(self, reason):
+        self.quillet.wait_for_message(f"The settings were not saved: {reason}.*", "Try again")
+
+    def test_link_in_place_of_settings_is_left_alone(self):
+        stolen = f"{SHARED}/stolen.txt"
+        put(_PRIVATE, Settings(auto_sync=1, filename=stolen).text()[:700] + "secret\n" * 40)
+        other_user.run(f"mkdir -m 0777 {FOLDER}; ln -s {_PRIVATE} {PATH}")
+        self.connect()
+        self.check_not_saved("the path contains a link")
+        self.assertEqual(_PRIVATE, os.readlink(PATH))
+        self.assertFalse(os.path.exists(stolen), "used the settings")
+        other_user.run(f"rm {PATH}; echo >{PATH}")
+        self.save_settings()
+        wait_until(lambda: os.stat(PATH).st_uid == os.getuid(), "the saved settings")
+        self.assertEqual(Settings().text(), contents(PATH))
+
+    def test_special_file_in_place_of_settings_is_left_alone(self):
+        other_user.run(f"mkdir -m 0777 {FOLDER}; mkfifo -m 0666 {PATH}")
+        self.connect()
+        self.check_not_saved("this is not a regular file")
+        self.assertTrue(stat.S_ISFIFO(os.stat(PATH).st_mode))
+
+    def test_save_drops_the_rest_of_their_settings(self):
+        put("/tmp/settings", (Settings().text()[:700] + "secret\n" * 50)[:1023], 0o644)
+        other_user.run(f"mkdir -m 0777 {FOLDER}; cp /tmp/settings {PATH}")
+        self.connect()
+        self.save_settings()
+        wait_until(lambda: os.stat(PATH).st_uid == os.getuid(), "the saved settings")
+        self.assertEqual(Settings().text(), contents(PATH))
+
+
+class AddedRecordsTest(OtherUsersTest):
+
+    def setUp(self):
+        super().setUp()
+        other_user.run(f"mkdir -m 0777 {_TEAM}")
+        Settings(append_data=1, filename=_OUTPUT).save()
+
+    def check_refused(self, reason):
+        self.connect()
+        self.synchronize_to(_OUTPUT)
+        self.quillet.wait_for_message(rf"{_OUTPUT} was not written: {reason}\. "
+                                      r"2 records are in the archive\.", "Save as…")
+        self.assertEqual(["out.txt"], os.listdir(_TEAM))
+
+    def test_are_not_added_through_their_link(self):
+        put(_PRIVATE, "private\r\n")
+        other_user.run(f"ln -s {_PRIVATE} {_OUTPUT}")
+        self.check_refused("the path contains a link")
+        self.assertEqual("private\r\n", contents(_PRIVATE))
+        self.assertEqual(_PRIVATE, os.readlink(_OUTPUT))
+
+    def test_do_not_replace_a_file_that_cannot_be_read(self):
+        other_user.run(f"umask 077; echo theirs >{_OUTPUT}")
+        self.check_refused("permission denied")
+        self.assertEqual("theirs", other_user.run(f"cat {_OUTPUT}"))
+
+    def test_get_at_most_the_permissions_of_the_old_file(self):
+        other_user.run(f"echo theirs >{_OUTPUT}; chmod 0604 {_OUTPUT}")
+        self.connect()
+        self.synchronize_to(_OUTPUT)
+        self.assertEqual("theirs\n" + file_text(some_records(2)), contents(_OUTPUT))
+        self.assertEqual(0o604, stat.S_IMODE(os.stat(_OUTPUT).st_mode))
+
+    def test_are_added_through_the_users_link(self):
+        put(_PRIVATE, "private\r\n")
+        os.symlink(_PRIVATE, _OUTPUT)
+        self.connect()
+        self.synchronize_to(_OUTPUT)
+        self.assertEqual("private\r\n" + file_text(some_records(2)), contents(_OUTPUT))
+        self.assertEqual(0o600, stat.S_IMODE(os.lstat(_OUTPUT).st_mode))
+
+
+class ProgramsOfOthersTest(OtherUsersTest):
+
+    def test_do_not_count_as_the_target_application(self):
+        os.mkdir("/tmp/started")
+        os.chmod("/tmp/started", 0o1777)
+        put("/tmp/editor", "#!/bin/sh\n: >/tmp/started/$(id -u)\nsleep 600\n", 0o755)
+        other_user.run("/tmp/editor >/dev/null 2>&1 & :")
+        wait_until(lambda: os.listdir("/tmp/started"), "the program of the other user")
+        Settings(destination=3, application="/tmp/editor").save()
+        self.connect(records=0)
+        self.synchronize(messages.EMPTY_RUN)
+        wait_until(lambda: os.path.exists(f"/tmp/started/{os.getuid()}"), "the user's program")

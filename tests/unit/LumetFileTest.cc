@@ -1,4 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
 
 #include "output/LumetFile.h"
 #include "platform/posix/PosixFileStore.h"
@@ -118,6 +122,31 @@ TEST_F(LumetFileTest, SavesSettingsUpToTheFirstNul) {
   const char image[] = {'a', 'b', '\0', 'c', '\0'};
   file.SaveRegistry(image);
   EXPECT_EQ(FileContents(settingsPath), "ab");
+}
+
+TEST_F(LumetFileTest, KeepsOnlyTheNamesOfForeignSettings) {
+  std::string text(1023, 'x');
+  text.replace(256, 4, "app\r").replace(384, 5, "file\r");
+  PutSettings(text);
+  std::array<char, 1024> read{};
+  EXPECT_EQ(file.ReadRegistry(read).custody, platform::Custody::kTrusted);
+  EXPECT_EQ(read.data(), text);
+  chmod(settingsPath.c_str(), 0666);
+  EXPECT_EQ(file.ReadRegistry(read).custody, platform::Custody::kForeign);
+  const std::string expected =
+      std::string(256, 'x') + "app\r" + std::string(124, '0') + "file\r" + std::string(634, '0');
+  EXPECT_EQ(read.data(), expected);
+}
+
+TEST_F(LumetFileTest, DoesNotSaveSettingsThroughALink) {
+  PutSettings("settings");
+  std::filesystem::rename(settingsPath, path);
+  std::filesystem::create_symlink(path, settingsPath);
+  char buffer[16] = "untouched";
+  EXPECT_EQ(file.ReadRegistry(buffer).error, ELOOP);
+  EXPECT_STREQ(buffer, "untouched");
+  EXPECT_EQ(file.SaveRegistry(buffer).error, ELOOP);
+  EXPECT_EQ(FileContents(path), "settings");
 }
 
 TEST_F(LumetFileTest, UsesTheSharedDataFolderByDefault) {

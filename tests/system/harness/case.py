@@ -215,7 +215,8 @@ class OtherUserTest(SystemTest):
         os.chmod(SHARED, 0o1777)
 
     def remove_files(self):
-        # First the folders of the other user, from which this user cannot remove files.
+        # Neither user can remove files from the other's folders.
+        shutil.rmtree(SHARED, ignore_errors=True)
         other_user.run("find /Users -user $(id -un) -prune -exec rm -rf {} + || true")
         super().remove_files()
 
