@@ -93,13 +93,19 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   result.refusedSettingsFile = file.IsSettingsFile(name);
   // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
   if (!result.refusedSettingsFile) {
-    const auto written =
-        file.WriteDataToFile(name, RepairUtf8(records->text), false, settings.bAppendData != 0);
+    const std::string text = RepairUtf8(records->text);
+    auto written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
+    // In a folder with the sticky bit, another user can take the names of the next minutes.
+    if (!written && name != settings.filename.Get() && file.Exists(name)) {
+      syncfileName.Set(file.AlternativePath(name));
+      result.file = syncfileName.Get();
+      written = file.WriteDataToFile(result.file, text, false, false);
+    }
     result.fileError = written.error;
     if (written) result.recordsInFile = records->count;
     if (written.synchronized) result.linesOnDisk = records->lines;
   }
-  show_("\nSynchronized to " + name, true);
+  show_("\nSynchronized to " + result.file, true);
 }
 
 const std::string* Run::barcodedata() const {

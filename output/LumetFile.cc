@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -124,6 +125,16 @@ std::string LumetFile::GetSyncFileName(const SerialNumberField& serial) {
   std::snprintf(stamp, sizeof stamp, "_%04d%02d%02d_%02d%02d%02d.txt", now.year, now.month, now.day,
                 now.hour, now.minute, now.second);
   return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + stamp;
+}
+
+std::string LumetFile::AlternativePath(const std::string& path) {
+  constexpr std::string_view kEnding = ".txt";
+  const auto microseconds = std::chrono::floor<std::chrono::microseconds>(clock_.Now()).count();
+  char digits[16];
+  std::snprintf(digits, sizeof digits, "_%06d", static_cast<int>(microseconds % 1'000'000));
+  const std::string name =
+      path.ends_with(kEnding) ? path.substr(0, path.size() - kEnding.size()) : path;
+  return name + digits + std::string(kEnding);
 }
 
 FileStore::Replaced LumetFile::SaveRegistry(std::span<const char> src) {

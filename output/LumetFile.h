@@ -60,6 +60,13 @@ class LumetFile {
   /// @return the number of deleted files
   std::size_t RemoveUnfinished(const std::string& path);
 
+  /// Returns true if a file, a folder or a link exists at `path`.
+  bool Exists(const std::string& path) { return files_.Exists(path); }
+
+  /// Returns a path in the same folder whose name another user cannot predict: the name is followed
+  /// by "_" and six digits of the current time in microseconds.
+  std::string AlternativePath(const std::string& path);
+
   /// Result of ReadRegistry.
   struct Registry {
     bool wasRead = false;  ///< false: `dest` is unchanged

@@ -1,5 +1,6 @@
 """What another user of the computer can do with files, links and programs."""
 
+import datetime
 import os
 import re
 import stat
@@ -71,6 +72,25 @@ class CreatedFilesTest(OtherUsersTest):
         wait_until(lambda: any(re.fullmatch(r"QuilletDataAB_C_\d{8}_\d{6}\.txt", name)
                                for name in os.listdir(SHARED)), "the output file")
         self.assertEqual([], os.listdir(f"{SHARED}/QuilletDataAB"))
+
+    def test_writes_although_names_are_taken(self):
+        now = datetime.datetime.now()
+        names = [(now + datetime.timedelta(seconds=i)).strftime("QuilletData005771_%Y%m%d_%H%M%S.txt")
+                 for i in range(300)]
+        put(_PRIVATE, "private\r\n")
+        # Unlike the owner of the folder, this user cannot replace files of other users.
+        os.rmdir(SHARED)
+        os.chmod("/Users", 0o1777)
+        other_user.run(f"mkdir -m 1777 {SHARED}")
+        other_user.run(f"cd {SHARED}; for name in {' '.join(names)}; do ln -s {_PRIVATE} $name; done")
+        self.connect()
+        self.quillet.press("Synchronize")
+        strip = self.quillet.wait_for_message(r"2 records in \d+ s: (.*)", "Open file",
+                                              "Show in folder")
+        self.assertRegex(strip[1], rf"{SHARED}/QuilletData005771_\d{{8}}_\d{{6}}_\d{{6}}\.txt")
+        self.quillet.wait_for_view(messages.file_run(2, strip[1]))
+        self.assert_file(strip[1], file_text(some_records(2)))
+        self.assertEqual("private\r\n", contents(_PRIVATE))
 
 
 class SettingsOfOthersTest(OtherUsersTest):

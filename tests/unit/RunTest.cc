@@ -155,6 +155,17 @@ TEST_F(RunTest, GeneratesAFileNameForThePlaceholder) {
   EXPECT_EQ(FileContents(folder / "stock123456_20261116_010409.txt"), "a");
 }
 
+TEST_F(RunTest, ChoosesAnotherNameIfTheGeneratedOneIsTaken) {
+  clock.Set({2026, 11, 16, 1, 4, 9});
+  settings.filename.Set(folder / "stock/sn_timestamp.txt");
+  const std::string taken = folder / "stock123456_20261116_010409";
+  std::filesystem::create_directory(taken + ".txt");
+  EXPECT_NE(Play("BaE").find("|Synchronized to " + taken + "_"), std::string::npos) << shown;
+  EXPECT_EQ(result.fileError, 0);
+  EXPECT_EQ(result.file.size(), taken.size() + std::string("_123456.txt").size());
+  EXPECT_EQ(FileContents(result.file), "a");
+}
+
 TEST_F(RunTest, ReportsSuccessEvenIfTheWriteFails) {
   settings.filename.Set(folder / "absent/out.txt");
   EXPECT_EQ(Play("BaE"), ".|Synchronized to " + folder.path() +
