@@ -39,7 +39,7 @@ SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFold
                            .erases = settings.bClearMemory != 0};
   const std::string& file = settings.filename.Get();
   if (settings.destination == kToNamedApplication) actions.application = settings.appname.Get();
-  if (settings.destination == kToFile && file != dataFolder + kPlaceholder &&
+  if (settings.destination == kToFile && !file.empty() && file != dataFolder + kPlaceholder &&
       !IsInFolder(file, dataFolder)) {
     actions.file = file;
     actions.appends = settings.bAppendData != 0;

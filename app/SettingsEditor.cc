@@ -1,5 +1,6 @@
 #include "app/SettingsEditor.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <utility>
@@ -82,9 +83,9 @@ void SettingsEditor::Restore() {
   ReadChoices(parts_.image, settings_);
   settings_.appname.Set(ReadName(parts_.image, kApplicationNamePosition));
   settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
-  if (file.custody == platform::Custody::kTrusted) return;
+  if (!file || file.custody == platform::Custody::kTrusted) return;
   // Save must not store another user's bytes except the settings themselves.
-  parts_.image.fill('0');
+  std::fill(parts_.image.begin() + kApplicationNamePosition, parts_.image.end() - 1, '0');
   WriteName(parts_.image, kApplicationNamePosition, settings_.appname.Get());
   WriteName(parts_.image, kFileNamePosition, settings_.filename.Get());
   parts_.consent.HoldBack(file.owner);

@@ -67,14 +67,16 @@ TEST(SensitiveActionsTest, DescribesEachAction) {
 /// Starts of the program with another user's settings.
 class SettingsConsentTest : public testing::Test {
  protected:
-  /// Simulates a start of the program.
-  void Start(const Values& values) {
+  /// Simulates a start of the program by a user. `memory` is the user's file of confirmed actions.
+  void Start(const Values& values, const std::string& memory = "confirmed-settings") {
+    mainQueue.RunAll();
     settings = std::make_unique<Settings>();
     Set(*settings, values);
     strip = std::make_unique<StatusStrip>(display, mainQueue, log);
     display.Show("", std::nullopt, {});
-    consent = std::make_unique<SettingsConsent>(SettingsConsent::Parts{
-        files, *settings, panels, *strip, kData, confirmed, [this] { ++confirmations; }});
+    consent = std::make_unique<SettingsConsent>(
+        SettingsConsent::Parts{files, *settings, panels, *strip, kData,
+                               folder / ("quillet/" + memory), [this] { ++confirmations; }});
     consent->HoldBack("anna");
     mainQueue.RunAll();
   }
@@ -93,7 +95,6 @@ class SettingsConsentTest : public testing::Test {
                           .clearmemory = true};
 
   test::TemporaryFolder folder;
-  const std::string confirmed = folder / "quillet/confirmed-settings";
   test::RecordingLog log;
   test::FakePanels panels;
   test::FakeMainQueue mainQueue;
@@ -103,6 +104,7 @@ class SettingsConsentTest : public testing::Test {
   std::unique_ptr<StatusStrip> strip;
   std::unique_ptr<SettingsConsent> consent;
   int confirmations = 0;
+  int changes = 0;
 };
 
 TEST_F(SettingsConsentTest, HoldsBackSensitiveActionsOnly) {
@@ -189,7 +191,40 @@ TEST_F(SettingsConsentTest, AsksAgainIfTheUserHasChosenOtherwise) {
   EXPECT_EQ(settings->bClearMemory, 0);
 }
 
+TEST_F(SettingsConsentTest, AsksEachOfTwoUsersAtMostOncePerChange) {
+  const std::string users[] = {"anna's", "bea's"};
+  for (const std::size_t author : {0U, 1U, 1U, 0U}) {
+    Values changed = everything;
+    changed.path += std::to_string(++changes);
+    Start({}, users[author]);
+    Set(*settings, changed);
+    consent->Chosen();
+    Start(changed, users[author]);
+    EXPECT_EQ(display.text(), "") << "the author is not asked";
+    Start(changed, users[1 - author]);
+    EXPECT_EQ(display.text(), kMessage);
+    Review(true);
+    for (const std::string& user : users) {
+      Start(changed, user);
+      EXPECT_EQ(display.text(), "");
+      EXPECT_EQ(settings->appname.Get(), changed.path);
+    }
+  }
+}
+
+TEST_F(SettingsConsentTest, AnySettingsAreHarmlessUntilConfirmed) {
+  for (int destination = -1; destination <= 9; ++destination) {
+    for (const char* path : {"", "x", "/x", "/tmp/sn_timestamp.txt", kData}) {
+      for (const bool flag : {true, false}) {
+        Start({destination, path, flag, !flag, flag});
+        EXPECT_EQ(ActionsOf(*settings, kData), SensitiveActions{}) << destination << path;
+      }
+    }
+  }
+}
+
 TEST_F(SettingsConsentTest, OnlyTheUserCanReadTheConfirmedActions) {
+  const std::string confirmed = folder / "quillet/confirmed-settings";
   const mode_t before = umask(0);
   Start(everything);
   Review(true);
