@@ -59,7 +59,6 @@ void ApplicationDelivery::Type(const std::string& record) {
     const KeyValue key = KeyForCharacter(static_cast<unsigned char>(character));
     if (key != kNoKey) SendKeyCode(key);
   }
-  platform_.keyEvents.Finish();
 }
 
 void ApplicationDelivery::Paste(const std::string& record) {

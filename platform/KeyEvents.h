@@ -24,8 +24,8 @@ class KeyEvents {
  public:
   virtual ~KeyEvents() = default;
 
-  /// Posts the events in order. A backend may hold events back until Finish, except those with
-  /// Command. It may pause if the system cannot accept more events. Any thread, one at a time.
+  /// Posts the events in order. A backend may pause if the system cannot accept more events. Any
+  /// thread, one at a time. Post a record in a single call: some backends send it as a whole.
   ///
   /// If the system refuses or does not support synthetic events, the backend logs this failure once
   /// and drops the events.
@@ -34,9 +34,6 @@ class KeyEvents {
   /// Control for Command. If Caps Lock is known to be on, Linux backends compensate for it and
   /// leave it on. Modifiers that the user holds down combine with the posted keys.
   virtual void Post(std::span<const KeyEvent> events) = 0;
-
-  /// Call after the last Post of a record. Same threads as Post.
-  virtual void Finish() {}
 
   /// Returns the characters of `text` that cannot be typed now, each once; empty if all can. Call
   /// it before a record is typed, so that no part of a record is lost. Same threads as Post.

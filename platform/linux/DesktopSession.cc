@@ -1,11 +1,11 @@
 #include "platform/linux/DesktopSession.h"
 
 #include <chrono>
-#include <string_view>
+#include <string>
 #include <utility>
 
 #include "platform/linux/SentKeys.h"
-#include "platform/linux/UinputKeyEvents.h"
+#include "platform/linux/WaylandSessionKeys.h"
 #include "platform/linux/X11KeyEvents.h"
 #include "platform/linux/X11OwnKeys.h"
 
@@ -20,15 +20,35 @@ constexpr auto kWaylandDelay = 1ms;
 // Xwayland puts the current time on an event when it arrives. The compositor may be busy.
 constexpr auto kXwaylandDelay = 300ms;
 
+std::string ValueOf(const Environment& environment, const char* name) {
+  const char* const value = environment(name);
+  return value == nullptr ? std::string() : value;
+}
+
+// XDG_CURRENT_DESKTOP is a list separated by colons (Desktop Entry Specification).
+bool HasPortal(const Environment& environment) {
+  const std::string desktops = ":" + ValueOf(environment, "XDG_CURRENT_DESKTOP") + ":";
+  return desktops.find(":GNOME:") != std::string::npos ||
+         desktops.find(":KDE:") != std::string::npos;
+}
+
+// $XDG_STATE_HOME is ignored unless it is absolute (XDG Base Directory Specification).
+std::string TokenFile(const Environment& environment) {
+  std::string state = ValueOf(environment, "XDG_STATE_HOME");
+  if (!state.starts_with('/')) {
+    const std::string home = ValueOf(environment, "HOME");
+    if (home.empty()) return {};
+    state = home + "/.local/state";
+  }
+  return state + "/quillet/typing-permission";
+}
+
 }  // namespace
 
 bool IsX11Session(const Environment& environment) {
-  const auto valueOf = [&](const char* name) {
-    const char* value = environment(name);
-    return value == nullptr ? std::string_view() : std::string_view(value);
-  };
-  return valueOf("WAYLAND_DISPLAY").empty() && valueOf("XDG_SESSION_TYPE") != "wayland" &&
-         !valueOf("DISPLAY").empty();
+  return ValueOf(environment, "WAYLAND_DISPLAY").empty() &&
+         ValueOf(environment, "XDG_SESSION_TYPE") != "wayland" &&
+         !ValueOf(environment, "DISPLAY").empty();
 }
 
 SessionKeys MakeKeysOfSession(const Environment& environment, SystemLog& log, Clock& clock,
@@ -39,7 +59,9 @@ SessionKeys MakeKeysOfSession(const Environment& environment, SystemLog& log, Cl
     return {std::move(own), std::move(events)};
   }
   auto own = std::make_unique<SentKeys>(toolkit == nullptr ? kWaylandDelay : kXwaylandDelay);
-  auto events = std::make_unique<UinputKeyEvents>(log, clock, *own);
+  const WaylandSessionKeys::Session session{.hasPortal = HasPortal(environment),
+                                            .tokenFile = TokenFile(environment)};
+  auto events = std::make_unique<WaylandSessionKeys>(session, log, clock, *own);
   return {std::move(own), std::move(events)};
 }
 

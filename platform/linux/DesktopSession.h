@@ -26,7 +26,7 @@ struct SessionKeys {
   std::unique_ptr<KeyEvents> events;  ///< uses `own`
 };
 
-/// Creates the key events for a session: X11KeyEvents in an X11 session, else UinputKeyEvents.
+/// Creates the key events for a session: X11KeyEvents in an X11 session, else WaylandSessionKeys.
 /// Opens no device or connection.
 /// @param environment  looks up variables
 /// @param log          outlives the result

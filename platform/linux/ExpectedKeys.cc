@@ -30,7 +30,9 @@ bool ExpectedKeys::Take(KeyStroke stroke, std::uint32_t time) {
     return one.latest && IsAfter(time - kLongestDelay, *one.latest);
   });
   const auto found = std::find_if(expected_.begin(), expected_.end(), [&](const Expected& one) {
-    return one.stroke == stroke && !(one.earliest && IsAfter(*one.earliest, time)) &&
+    const bool isSame = one.stroke.code == stroke.code || one.stroke.code == kAnyKey;
+    return isSame && one.stroke.down == stroke.down &&
+           !(one.earliest && IsAfter(*one.earliest, time)) &&
            !(one.latest && IsAfter(time, *one.latest));
   });
   if (found == expected_.end()) return false;

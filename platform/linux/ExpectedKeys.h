@@ -9,6 +9,9 @@
 
 namespace quillet::platform::linux_desktop {
 
+/// The code of a stroke whose key the desktop chooses.
+inline constexpr std::uint16_t kAnyKey = 0;
+
 /// Key strokes that this program has sent, until one of its windows receives them. Strokes that
 /// another program receives are forgotten after a minute or 1024 newer ones. One thread at a time.
 ///
@@ -23,7 +26,8 @@ class ExpectedKeys {
   /// Sets the time by which all strokes added so far have occurred.
   void SetLatest(std::uint32_t latest);
 
-  /// Removes the oldest stroke that equals `stroke` and could have occurred at `time`.
+  /// Removes the oldest stroke that equals `stroke`, or has any key and the same direction, and
+  /// could have occurred at `time`.
   /// @return false if there is none
   bool Take(KeyStroke stroke, std::uint32_t time);
 

@@ -11,10 +11,11 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Recognizes key events that UinputKeyEvents sent. A Wayland client does not learn which keyboard
-/// an event comes from. The kernel puts the time on each event during the write, and compositors
-/// pass this time on (libinput, libinput_event_keyboard_get_time). A key event is therefore
-/// recognized by its code, direction and time.
+/// Recognizes key events that this program sent on Wayland. A client does not learn which keyboard
+/// an event comes from. Each event gets a time when it is sent: from the kernel for a virtual
+/// keyboard of uinput, otherwise from this program. Compositors pass this time on (libinput,
+/// libinput_event_keyboard_get_time). A key event is therefore recognized by its code, direction
+/// and time.
 ///
 /// Limits: on a compositor that uses another clock, no event is recognized.
 class SentKeys final : public OwnKeys {

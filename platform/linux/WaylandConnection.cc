@@ -13,7 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-constexpr auto kLimitForGlobals = 2s;
+constexpr auto kLimitForGlobals = 10s;
 
 // Waits for events of the descriptor until the deadline.
 bool Await(int descriptor, short events, steady_clock::time_point deadline) {

@@ -17,7 +17,7 @@ namespace quillet::platform::linux_desktop {
 /// time. No call blocks longer than its limit.
 class WaylandConnection {
  public:
-  /// Connects, and waits up to 2 s for the compositor's list of globals.
+  /// Connects, and waits up to 10 s for the compositor's list of globals.
   /// @param wanted  an interface to bind at version 1; outlives this object
   explicit WaylandConnection(const wl_interface& wanted);
   ~WaylandConnection();

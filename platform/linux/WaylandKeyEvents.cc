@@ -5,7 +5,8 @@
 #include <unistd.h>
 #include <wayland-client.h>
 
-#include <utility>
+#include <algorithm>
+#include <vector>
 
 #include "base/UniqueFd.h"
 #include "platform/linux/PlainKeymap.h"
@@ -19,7 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr std::uint32_t kControlMask = 4;  // X11 protocol, section 2: #x0004 is Control
 
-constexpr auto kCompositorLimit = 5s;
+constexpr auto kCompositorLimit = 20s;
 constexpr auto kFirstKeyPause = 300ms;
 
 // A compositor ends an application whose socket is full. About 280 writes of any size fit there, or
@@ -109,23 +110,23 @@ bool WaylandKeyEvents::Connect() {
 }
 
 void WaylandKeyEvents::Post(std::span<const KeyEvent> events) {
-  bool isShortcut = false;
+  std::vector<KeyStroke> strokes;
   for (const KeyEvent& event : events) {
     const std::uint16_t code = PlainKeyCode(event.character);
     if (code == 0) continue;
     const bool withControl = event.down && event.flag == KeyFlag::kCommand;
-    if (withControl) strokes_.push_back({KEY_LEFTCTRL, true});
-    strokes_.push_back({code, event.down});
-    if (withControl) strokes_.push_back({KEY_LEFTCTRL, false});
-    if (strokes_.size() >= kStrokesAtOnce) Send();
-    isShortcut = isShortcut || withControl;
+    if (withControl) strokes.push_back({KEY_LEFTCTRL, true});
+    strokes.push_back({code, event.down});
+    if (withControl) strokes.push_back({KEY_LEFTCTRL, false});
   }
-  if (isShortcut) Send();
+  for (std::span<const KeyStroke> rest = strokes; !rest.empty();) {
+    const auto some = rest.first(std::min(rest.size(), kStrokesAtOnce));
+    rest = rest.subspan(some.size());
+    Send(some);
+  }
 }
 
-void WaylandKeyEvents::Send() {
-  const std::vector<KeyStroke> strokes = std::exchange(strokes_, {});
-  if (strokes.empty()) return;
+void WaylandKeyEvents::Send(std::span<const KeyStroke> strokes) {
   if (!Connect()) {
     return failure_.Set(keyboard_->IsReachable()
                             ? "the Wayland compositor offers no virtual keyboard"

@@ -3,7 +3,6 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "base/SystemLog.h"
 #include "platform/Clock.h"
@@ -30,23 +29,21 @@ class WaylandKeyEvents final : public KeyEvents {
   /// Returns true if the compositor offers virtual keyboards. Connects to it for this. Any thread.
   static bool IsOffered();
 
-  /// Sends 70 characters at once, and pauses for long records.
+  /// Sends 70 characters at once, and pauses for longer texts.
   void Post(std::span<const KeyEvent> events) override;
-  void Finish() override { Send(); }
   std::string Problem() override { return failure_.Reason(); }
 
  private:
   class Keyboard;
 
   bool Connect();
-  void Send();
+  void Send(std::span<const KeyStroke> strokes);
 
   Clock& clock_;
   SentKeys& sent_;
   TypingFailure failure_;
   std::unique_ptr<Keyboard> keyboard_;
   Pace pace_;
-  std::vector<KeyStroke> strokes_;  // not yet sent
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/linux/DesktopSession.h"
-#include "platform/linux/UinputKeyEvents.h"
+#include "platform/linux/WaylandSessionKeys.h"
 #include "platform/linux/X11KeyEvents.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/RecordingLog.h"
@@ -36,7 +36,7 @@ TEST(DesktopSessionTest, SendsKeysThroughX11OnlyInAnX11Session) {
     EXPECT_EQ(IsX11Session(environment), session.isX11);
     const SessionKeys keys = MakeKeysOfSession(environment, log, clock, nullptr);
     EXPECT_EQ(dynamic_cast<X11KeyEvents*>(keys.events.get()) != nullptr, session.isX11);
-    EXPECT_EQ(dynamic_cast<UinputKeyEvents*>(keys.events.get()) != nullptr, !session.isX11);
+    EXPECT_EQ(dynamic_cast<WaylandSessionKeys*>(keys.events.get()) != nullptr, !session.isX11);
   }
 }
 

@@ -1,0 +1,235 @@
+#include "platform/linux/EisKeyboard.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <cstring>
+#include <utility>
+
+// Types of libei. Its functions are declared in struct Libei.
+struct ei;
+struct ei_device;
+struct ei_event;
+struct ei_keymap;
+struct ei_seat;
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+// Values in libei.h of libei 1.0.
+enum EiEventType {
+  kDisconnected = 2,
+  kSeatAdded = 3,
+  kDeviceAdded = 5,
+  kDeviceRemoved = 6,
+  kDevicePaused = 7,
+  kDeviceResumed = 8,
+  kModifiersChanged = 9,
+};
+constexpr int kKeyboardCapability = 1 << 2;
+
+}  // namespace
+
+// The functions that are used, under their names without "ei_".
+struct Libei {
+  void* const library = dlopen("libei.so.1", RTLD_NOW | RTLD_LOCAL);
+  bool isComplete = library != nullptr;
+
+  template <class Signature>
+  struct Function {
+    Function(Libei& libei, const char* name)
+        : call(libei.library == nullptr
+                   ? nullptr
+                   : reinterpret_cast<Signature*>(dlsym(libei.library, name))) {
+      libei.isComplete = libei.isComplete && call != nullptr;
+    }
+    template <class... Arguments>
+    auto operator()(Arguments... arguments) const {
+      return call(arguments...);
+    }
+    Signature* const call;
+  };
+
+  Function<ei*(void*)> new_sender{*this, "ei_new_sender"};
+  Function<ei*(ei*)> unref{*this, "ei_unref"};
+  Function<void(ei*, const char*)> configure_name{*this, "ei_configure_name"};
+  Function<int(ei*, int)> setup_backend_fd{*this, "ei_setup_backend_fd"};
+  Function<int(ei*)> get_fd{*this, "ei_get_fd"};
+  Function<void(ei*)> dispatch{*this, "ei_dispatch"};
+  Function<std::uint64_t(ei*)> now{*this, "ei_now"};
+  Function<ei_event*(ei*)> get_event{*this, "ei_get_event"};
+  Function<ei_event*(ei_event*)> event_unref{*this, "ei_event_unref"};
+  Function<int(ei_event*)> event_get_type{*this, "ei_event_get_type"};
+  Function<ei_seat*(ei_event*)> event_get_seat{*this, "ei_event_get_seat"};
+  Function<ei_device*(ei_event*)> event_get_device{*this, "ei_event_get_device"};
+  Function<std::uint32_t(ei_event*)> event_keyboard_get_xkb_mods_locked{
+      *this, "ei_event_keyboard_get_xkb_mods_locked"};
+  Function<std::uint32_t(ei_event*)> event_keyboard_get_xkb_group{
+      *this, "ei_event_keyboard_get_xkb_group"};
+  Function<void(ei_seat*, ...)> seat_bind_capabilities{*this, "ei_seat_bind_capabilities"};
+  Function<ei_device*(ei_device*)> device_ref{*this, "ei_device_ref"};
+  Function<ei_device*(ei_device*)> device_unref{*this, "ei_device_unref"};
+  Function<bool(ei_device*, int)> device_has_capability{*this, "ei_device_has_capability"};
+  Function<void(ei_device*, std::uint32_t)> device_start_emulating{*this,
+                                                                   "ei_device_start_emulating"};
+  Function<ei_keymap*(ei_device*)> device_keyboard_get_keymap{*this,
+                                                              "ei_device_keyboard_get_keymap"};
+  Function<void(ei_device*, std::uint32_t, bool)> device_keyboard_key{*this,
+                                                                      "ei_device_keyboard_key"};
+  Function<void(ei_device*, std::uint64_t)> device_frame{*this, "ei_device_frame"};
+  Function<int(ei_keymap*)> keymap_get_fd{*this, "ei_keymap_get_fd"};
+  Function<std::size_t(ei_keymap*)> keymap_get_size{*this, "ei_keymap_get_size"};
+};
+
+namespace {
+
+const Libei& Library() {
+  static const Libei library;
+  return library;
+}
+
+// Compiles a keymap in a file. Returns null on failure.
+std::unique_ptr<KeymapSearch> ReadKeymap(int file, std::size_t size) {
+  void* const text = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
+  if (text == MAP_FAILED) return nullptr;
+  std::unique_ptr<KeymapSearch> search;
+  xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
+  // The text may end with a NUL.
+  const std::size_t length = strnlen(static_cast<const char*>(text), size);
+  if (xkb_keymap* const keymap =
+          xkb_keymap_new_from_buffer(context, static_cast<const char*>(text), length,
+                                     XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
+    search = std::make_unique<KeymapSearch>(keymap);
+    xkb_keymap_unref(keymap);
+  }
+  xkb_context_unref(context);
+  munmap(text, size);
+  return search;
+}
+
+}  // namespace
+
+class EisKeyboard::Impl {
+ public:
+  explicit Impl(UniqueFd connection) : ei_(lib_.new_sender(nullptr)) {
+    lib_.configure_name(ei_, "Quillet");
+    // libei closes the descriptor.
+    hasEnded = lib_.setup_backend_fd(ei_, fcntl(connection.Get(), F_DUPFD_CLOEXEC, 3)) != 0;
+  }
+  ~Impl() {
+    Forget();
+    lib_.unref(ei_);
+  }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+
+  int descriptor() const { return lib_.get_fd(ei_); }
+
+  void Dispatch() {
+    lib_.dispatch(ei_);
+    while (ei_event* const event = lib_.get_event(ei_)) {
+      Handle(event);
+      lib_.event_unref(event);
+    }
+  }
+
+  std::uint32_t Press(std::uint32_t code, bool down) {
+    constexpr std::uint64_t kMicroseconds = 1000;
+    const std::uint64_t now = lib_.now(ei_);
+    lib_.device_keyboard_key(device_, code, down);
+    lib_.device_frame(device_, now);
+    return static_cast<std::uint32_t>(now / kMicroseconds);
+  }
+
+  bool hasEnded = false;
+  bool isReady = false;
+  std::unique_ptr<KeymapSearch> keymap;
+  KeyboardState state;
+
+ private:
+  void Handle(ei_event* event) {
+    ei_device* const device = lib_.event_get_device(event);
+    switch (lib_.event_get_type(event)) {
+      case kDisconnected:
+        Forget();
+        hasEnded = true;
+        break;
+      case kSeatAdded:
+        lib_.seat_bind_capabilities.call(lib_.event_get_seat(event), kKeyboardCapability, nullptr);
+        break;
+      case kDeviceAdded:
+        if (lib_.device_has_capability(device, kKeyboardCapability)) Take(device);
+        break;
+      case kDeviceRemoved:
+        if (device == device_) Forget();
+        break;
+      case kDevicePaused:
+        if (device == device_) isReady = false;
+        break;
+      case kDeviceResumed:
+        if (device != device_ || device == nullptr) break;
+        lib_.device_start_emulating(device_, ++sequence_);
+        isReady = keymap != nullptr;
+        break;
+      case kModifiersChanged:
+        state.group = lib_.event_keyboard_get_xkb_group(event);
+        state.lockedModifiers = lib_.event_keyboard_get_xkb_mods_locked(event);
+        break;
+      default:
+        break;
+    }
+  }
+
+  void Take(ei_device* device) {
+    Forget();
+    device_ = lib_.device_ref(device);
+    if (ei_keymap* const text = lib_.device_keyboard_get_keymap(device)) {
+      keymap = ReadKeymap(lib_.keymap_get_fd(text), lib_.keymap_get_size(text));
+    }
+  }
+
+  void Forget() {
+    isReady = false;
+    keymap.reset();
+    if (ei_device* const device = std::exchange(device_, nullptr)) lib_.device_unref(device);
+  }
+
+  const Libei& lib_ = Library();
+  ei* const ei_;
+  ei_device* device_ = nullptr;
+  std::uint32_t sequence_ = 0;
+};
+
+bool EisKeyboard::HasLibrary() {
+  return Library().isComplete;
+}
+
+EisKeyboard::EisKeyboard(UniqueFd connection)
+    : impl_(std::make_unique<Impl>(std::move(connection))) {}
+EisKeyboard::~EisKeyboard() = default;
+
+int EisKeyboard::descriptor() const {
+  return impl_->descriptor();
+}
+void EisKeyboard::Dispatch() {
+  impl_->Dispatch();
+}
+bool EisKeyboard::IsReady() const {
+  return impl_->isReady;
+}
+bool EisKeyboard::HasEnded() const {
+  return impl_->hasEnded;
+}
+KeymapSearch* EisKeyboard::keymap() const {
+  return impl_->keymap.get();
+}
+KeyboardState EisKeyboard::state() const {
+  return impl_->state;
+}
+std::uint32_t EisKeyboard::Press(std::uint32_t code, bool down) {
+  return impl_->Press(code, down);
+}
+
+}  // namespace quillet::platform::linux_desktop

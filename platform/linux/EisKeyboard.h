@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "base/UniqueFd.h"
+#include "platform/linux/KeymapSearch.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// A keyboard of the desktop's server for emulated input (EIS), through libei. One thread.
+///
+/// The library is loaded at run time (dlopen(3), libei.so.1), because Debian 12 does not have it.
+class EisKeyboard {
+ public:
+  /// Returns true if libei can be loaded.
+  static bool HasLibrary();
+
+  /// @param connection  result of RemoteDesktop::ConnectToEis
+  explicit EisKeyboard(UniqueFd connection);
+  ~EisKeyboard();
+  EisKeyboard(const EisKeyboard&) = delete;
+  EisKeyboard& operator=(const EisKeyboard&) = delete;
+
+  int descriptor() const;  ///< can be read when Dispatch has events to handle
+  void Dispatch();         ///< handles events of the server
+  bool IsReady() const;    ///< there is a keyboard, and it accepts keys
+  bool HasEnded() const;   ///< the server has closed the connection
+
+  /// Finds keys in the keyboard's keymap; null if there is no keyboard. Valid until Dispatch.
+  KeymapSearch* keymap() const;
+
+  /// Returns the desktop's group and locked modifiers.
+  KeyboardState state() const;
+
+  /// Presses or releases a key. Its modifiers affect only later keys.
+  /// @param code  evdev key code
+  /// @return time in milliseconds that is put on the event
+  std::uint32_t Press(std::uint32_t code, bool down);
+
+ private:
+  class Impl;
+  const std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace quillet::platform::linux_desktop

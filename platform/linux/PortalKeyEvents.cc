@@ -1,0 +1,309 @@
+#include "platform/linux/PortalKeyEvents.h"
+
+#include <fcntl.h>
+#include <linux/input-event-codes.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "base/Log.h"
+#include "platform/linux/EisKeyboard.h"
+#include "platform/linux/RemoteDesktop.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr auto kAnswerLimit = 3s;
+
+// As for WaylandKeyEvents: applications must be able to read the keys.
+constexpr std::size_t kPressesAtOnce = 70;
+constexpr std::chrono::nanoseconds kTimePerPress = 800us;
+constexpr auto kPressPause = 60ms;
+
+// Time in which applications prepare for a new keyboard, which may be the first of the seat.
+constexpr auto kNewEisKeyboardPause = 300ms;
+constexpr auto kEisLimit = 5s;
+
+constexpr std::uint32_t kEvdevOffset = 8;    // difference between XKB and evdev key codes
+constexpr std::uint32_t kShiftModifier = 1;  // real modifiers (X11 protocol, section 2)
+constexpr std::uint32_t kControlModifier = 4;
+
+// Returns the keys for an event that presses a key. EIS cannot change the group, so the chord must
+// be in the present one.
+std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
+                                 const KeyboardState& state) {
+  const auto inGroup = [&](std::optional<KeyChord> chord) {
+    return chord && chord->group == state.group ? chord : std::nullopt;
+  };
+  if (press.flag != KeyFlag::kCommand) {
+    const KeyChord* const found = keymap.Find(press.character, state);
+    return found == nullptr ? std::nullopt : inGroup(*found);
+  }
+  std::uint32_t mask = kControlModifier;
+  auto chord = inGroup(keymap.FindPlain(KeysymOf(press.character), state));
+  if (!chord && press.character == 'v') {
+    mask = kShiftModifier;
+    chord = inGroup(keymap.FindPlain(XKB_KEY_Insert, state));
+  }
+  const std::uint32_t modifier = keymap.ModifierKey(mask, state);
+  if (!chord || modifier == 0) return std::nullopt;
+  chord->modifiers = {modifier};
+  return chord;
+}
+
+std::vector<KeyStroke> StrokesOf(const KeyChord& chord) {
+  std::vector<KeyStroke> strokes;
+  const auto add = [&](std::uint32_t code, bool down) {
+    strokes.push_back({static_cast<std::uint16_t>(code - kEvdevOffset), down});
+  };
+  for (const std::uint32_t modifier : chord.modifiers) add(modifier, true);
+  add(chord.code, true);
+  add(chord.code, false);
+  for (auto it = chord.modifiers.rbegin(); it != chord.modifiers.rend(); ++it) add(*it, false);
+  return strokes;
+}
+
+// Returns false if the desktop has refused.
+bool PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press) {
+  const std::uint32_t keysym = KeysymOf(press.character);
+  const bool withControl = press.flag == KeyFlag::kCommand;
+  bool isAccepted = !withControl || desktop.PressKeysym(XKB_KEY_Control_L, true);
+  isAccepted = isAccepted && desktop.PressKeysym(keysym, true);
+  isAccepted = isAccepted && desktop.PressKeysym(keysym, false);
+  if (withControl) isAccepted = desktop.PressKeysym(XKB_KEY_Control_L, false) && isAccepted;
+  return isAccepted;
+}
+
+// Returns a connected keyboard, or null if the portal or the system does not support libei.
+std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop, Clock& clock) {
+  if (!EisKeyboard::HasLibrary()) return nullptr;
+  UniqueFd connection = desktop.ConnectToEis();
+  if (!connection.IsOpen()) return nullptr;
+  auto keyboard = std::make_unique<EisKeyboard>(std::move(connection));
+  const auto end = steady_clock::now() + kEisLimit;
+  while (!keyboard->IsReady() && !keyboard->HasEnded() && steady_clock::now() < end) {
+    pollfd poll{keyboard->descriptor(), POLLIN, 0};
+    ::poll(&poll, 1, 100);
+    keyboard->Dispatch();
+  }
+  clock.Sleep(kNewEisKeyboardPause);
+  return keyboard;
+}
+
+}  // namespace
+
+PortalKeyEvents::PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
+                                 std::string tokenFile, std::chrono::seconds patience)
+    : log_(log),
+      clock_(clock),
+      sent_(sent),
+      tokenFile_(std::move(tokenFile)),
+      patience_(patience),
+      pace_(clock, kTimePerPress, kPressesAtOnce, kPressPause),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+PortalKeyEvents::~PortalKeyEvents() {
+  isStopping_ = true;
+  Wake();
+  if (thread_.joinable()) thread_.join();
+}
+
+void PortalKeyEvents::Prepare() {
+  std::thread earlier;
+  {
+    const std::lock_guard lock(mutex_);
+    if (state_ == State::kAsking || state_ == State::kReady) return;
+    state_ = State::kAsking;
+    answerLimit_ = steady_clock::now() + kAnswerLimit;
+    earlier.swap(thread_);
+  }
+  if (earlier.joinable()) earlier.join();
+  const std::lock_guard lock(mutex_);
+  thread_ = std::thread([this] { Serve(); });
+}
+
+bool PortalKeyEvents::IsMissing() {
+  return AwaitAnswer() == State::kMissing;
+}
+
+void PortalKeyEvents::Post(std::span<const KeyEvent> events) {
+  std::vector<KeyEvent> presses;
+  for (const KeyEvent& event : events) {
+    if (event.down && event.character != '\0') presses.push_back(event);
+  }
+  for (std::span<const KeyEvent> rest = presses; !rest.empty();) {
+    const auto some = rest.first(std::min(rest.size(), kPressesAtOnce));
+    rest = rest.subspan(some.size());
+    Send(some);
+  }
+}
+
+std::string PortalKeyEvents::Untypable(std::string_view text) {
+  std::string missing;
+  Do([&](RemoteDesktop&, EisKeyboard* keyboard) {
+    if (keyboard == nullptr || keyboard->keymap() == nullptr) return;
+    for (const char character : text) {
+      const KeyEvent press{0, true, KeyFlag::kNone, character};
+      if (missing.find(character) == std::string::npos &&
+          !ChordFor(press, *keyboard->keymap(), keyboard->state())) {
+        missing += character;
+      }
+    }
+  });
+  return missing;
+}
+
+std::string PortalKeyEvents::Problem() {
+  const std::lock_guard lock(mutex_);
+  return ProblemOf(state_);
+}
+
+const char* PortalKeyEvents::ProblemOf(State state) {
+  switch (state) {
+    case State::kReady:
+      return "";
+    case State::kIdle:
+    case State::kAsking:
+      return "permission has not been granted yet. Allow remote control when the desktop asks.";
+    case State::kDenied:
+      return "permission was denied. To be asked again, press Settings, then Save.";
+    case State::kEnded:
+      return "the desktop has withdrawn the permission. To be asked again, press Settings, then "
+             "Save.";
+    case State::kMissing:
+      return "it has no portal for remote control.";
+    case State::kFailed:
+      return "its portal for remote control does not work. Log in again.";
+  }
+  return "";
+}
+
+void PortalKeyEvents::Serve() {
+  RemoteDesktop desktop([this] { return isStopping_.load(); });
+  std::string token = ReadToken();
+  switch (desktop.Start(token, patience_)) {
+    case RemoteDesktop::Answer::kDenied:
+      return SetState(State::kDenied);
+    case RemoteDesktop::Answer::kMissing:
+      return SetState(State::kMissing);
+    case RemoteDesktop::Answer::kFailed:
+      return SetState(State::kFailed);
+    case RemoteDesktop::Answer::kGranted:
+      break;
+  }
+  WriteToken(token);
+  const auto keyboard = MakeEisKeyboard(desktop, clock_);
+  Log(log_,
+      keyboard ? "Types through the desktop portal and libei" : "Types through the desktop portal");
+  ServeSession(desktop, keyboard.get());
+}
+
+void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard) {
+  SetState(State::kReady);
+  while (!isStopping_) {
+    desktop.Wait(wake_.Get(), keyboard == nullptr ? -1 : keyboard->descriptor());
+    if (keyboard != nullptr) keyboard->Dispatch();
+    if (desktop.HasEnded() || (keyboard != nullptr && keyboard->HasEnded())) {
+      return SetState(State::kEnded);
+    }
+    std::uint64_t count = 0;
+    if (read(wake_.Get(), &count, sizeof count) < 0) continue;
+    const std::lock_guard lock(mutex_);
+    if (job_ == nullptr) continue;
+    (*job_)(desktop, keyboard);
+    job_ = nullptr;
+    changed_.notify_all();
+  }
+}
+
+void PortalKeyEvents::SetState(State state) {
+  if (isStopping_) return;
+  if (const std::string problem = ProblemOf(state); !problem.empty()) {
+    Log(log_, "Cannot type on this desktop: ", problem);
+  }
+  const std::lock_guard lock(mutex_);
+  state_ = state;
+  job_ = nullptr;
+  changed_.notify_all();
+}
+
+PortalKeyEvents::State PortalKeyEvents::AwaitAnswer() {
+  std::unique_lock lock(mutex_);
+  changed_.wait_until(lock, answerLimit_, [this] { return state_ != State::kAsking; });
+  return state_;
+}
+
+// Runs a job on the thread and waits for it. Does nothing without permission.
+void PortalKeyEvents::Do(const Job& job) {
+  if (AwaitAnswer() != State::kReady) return;
+  std::unique_lock lock(mutex_);
+  if (state_ != State::kReady) return;
+  job_ = &job;
+  Wake();
+  changed_.wait(lock, [this] { return job_ == nullptr; });
+}
+
+void PortalKeyEvents::Send(std::span<const KeyEvent> presses) {
+  pace_.Wait(presses.size());
+  Do([&](RemoteDesktop& desktop, EisKeyboard* keyboard) {
+    for (const KeyEvent& press : presses) {
+      if (keyboard == nullptr) {
+        const KeyStroke any[] = {{kAnyKey, true}, {kAnyKey, false}};
+        sent_.BeginWrite(any, clock_.Now());
+        PressKeysyms(desktop, press);
+        sent_.EndWrite(clock_.Now());
+        continue;
+      }
+      if (keyboard->keymap() == nullptr) return;
+      const auto chord = ChordFor(press, *keyboard->keymap(), keyboard->state());
+      if (!chord) continue;
+      const auto strokes = StrokesOf(*chord);
+      sent_.BeginWrite(strokes, clock_.Now());
+      for (const KeyStroke stroke : strokes) keyboard->Press(stroke.code, stroke.down);
+      sent_.EndWrite(clock_.Now());
+    }
+  });
+}
+
+void PortalKeyEvents::Wake() {
+  const std::uint64_t one = 1;
+  if (write(wake_.Get(), &one, sizeof one) < 0) return;  // it is already readable
+}
+
+std::string PortalKeyEvents::ReadToken() const {
+  const UniqueFd file(open(tokenFile_.c_str(), O_RDONLY | O_CLOEXEC));
+  char text[256];
+  const ssize_t count = file.IsOpen() ? read(file.Get(), text, sizeof text) : 0;
+  return std::string(text, count > 0 ? static_cast<std::size_t>(count) : 0);
+}
+
+// The token is replaced as a whole. If that fails, the desktop asks again at the next start.
+void PortalKeyEvents::WriteToken(const std::string& token) const {
+  if (tokenFile_.empty()) return;
+  if (token.empty()) {
+    unlink(tokenFile_.c_str());
+    return;
+  }
+  mkdir(tokenFile_.substr(0, tokenFile_.rfind('/')).c_str(), 0700);
+  const std::string next = tokenFile_ + ".new";
+  UniqueFd file(open(next.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+  const auto size = static_cast<ssize_t>(token.size());
+  if (file.IsOpen() && write(file.Get(), token.data(), token.size()) == size && file.Close()) {
+    std::rename(next.c_str(), tokenFile_.c_str());
+  }
+}
+
+}  // namespace quillet::platform::linux_desktop

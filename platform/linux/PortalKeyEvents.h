@@ -1,0 +1,90 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "base/SystemLog.h"
+#include "base/UniqueFd.h"
+#include "platform/Clock.h"
+#include "platform/KeyEvents.h"
+#include "platform/linux/Pace.h"
+#include "platform/linux/SentKeys.h"
+
+namespace quillet::platform::linux_desktop {
+
+class RemoteDesktop;
+class EisKeyboard;
+
+/// Key events through the desktop's portal for remote control, for GNOME and KDE Plasma on Wayland.
+/// The desktop asks the user for permission. The permission is kept in a file.
+///
+/// Characters are typed with the keymap of the desktop, through libei. If the portal or the system
+/// does not support libei, the desktop finds the keys and drops characters that its present layout
+/// does not have.
+///
+/// All calls to the desktop are made by a thread of this object.
+class PortalKeyEvents final : public KeyEvents {
+ public:
+  /// @param log       receives one line if keys cannot be typed; outlives this object
+  /// @param clock     used for pauses; outlives this object
+  /// @param sent      learns which strokes are sent; outlives this object
+  /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
+  ///                  created. If empty, the user is asked at each start.
+  /// @param patience  time for which Prepare waits for a missing portal
+  PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, std::string tokenFile,
+                  std::chrono::seconds patience);
+  ~PortalKeyEvents() override;
+
+  /// Asks for permission, unless it has been granted or an answer is pending.
+  void Prepare() override;
+
+  /// Returns true if the desktop has no portal for remote control. Waits up to 3 s after Prepare
+  /// until this is known. Same threads as Post.
+  bool IsMissing();
+
+  /// Never asks for permission. Waits up to 3 s after Prepare for the permission.
+  void Post(std::span<const KeyEvent> events) override;
+  std::string Untypable(std::string_view text) override;
+  std::string Problem() override;
+
+ private:
+  enum class State { kIdle, kAsking, kReady, kDenied, kEnded, kMissing, kFailed };
+  using Job = std::function<void(RemoteDesktop&, EisKeyboard*)>;
+
+  static const char* ProblemOf(State state);
+  void Serve();
+  void ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard);
+  void SetState(State state);
+  State AwaitAnswer();
+  void Do(const Job& job);
+  void Send(std::span<const KeyEvent> presses);
+  void Wake();
+  std::string ReadToken() const;
+  void WriteToken(const std::string& token) const;
+
+  SystemLog& log_;
+  Clock& clock_;
+  SentKeys& sent_;
+  const std::string tokenFile_;
+  const std::chrono::seconds patience_;
+  Pace pace_;
+
+  const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
+  std::atomic<bool> isStopping_ = false;
+
+  std::mutex mutex_;  // guards the following
+  std::condition_variable changed_;
+  State state_ = State::kIdle;
+  const Job* job_ = nullptr;  // null if it is done
+  std::chrono::steady_clock::time_point answerLimit_{};
+  std::thread thread_;
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/UniqueFd.h"
+
+struct sd_bus;
+struct sd_bus_message;
+
+namespace quillet::platform::linux_desktop {
+
+/// A session of the desktop portal that allows a program to type (XDG Desktop Portal,
+/// org.freedesktop.portal.RemoteDesktop). One thread.
+class RemoteDesktop {
+ public:
+  /// Result of Start.
+  enum class Answer {
+    kGranted,  ///< the program may type
+    kDenied,   ///< the user has refused
+    kMissing,  ///< the session bus has no such portal
+    kFailed,   ///< the portal has ended, or has refused a call
+  };
+
+  /// @param isStopping  polled every 0.1 s; ends Start when it returns true
+  explicit RemoteDesktop(std::function<bool()> isStopping);
+  ~RemoteDesktop();
+  RemoteDesktop(const RemoteDesktop&) = delete;
+  RemoteDesktop& operator=(const RemoteDesktop&) = delete;
+
+  /// Creates a session that may type. The desktop asks the user, unless the token restores an
+  /// earlier permission. Waits for the user's answer without a limit.
+  /// @param token    restore token of an earlier session, or an empty text. Set to the token for
+  ///                 the next session, or to an empty text if the portal gives none.
+  /// @param patience  time for which a missing portal is waited for
+  Answer Start(std::string& token, std::chrono::seconds patience);
+
+  /// Opens a connection for libei. Afterwards, PressKeysym fails. Call after Start.
+  /// @return a descriptor, which is not open if the portal has no such connection
+  UniqueFd ConnectToEis();
+
+  /// Presses or releases a key.
+  /// @param keysym  see xkbcommon-keysyms.h
+  /// @return false if the portal has refused
+  bool PressKeysym(std::uint32_t keysym, bool down);
+
+  /// Handles events of the session until one of the descriptors can be read.
+  /// @param first, second  descriptors, or -1
+  void Wait(int first, int second);
+
+  bool HasEnded() const { return hasEnded_; }  ///< the desktop or the portal has ended the session
+
+ private:
+  using Append = std::function<void(sd_bus_message*)>;
+
+  bool Open();
+  bool AwaitPortal(std::chrono::seconds patience);
+  std::optional<std::uint32_t> Property(const char* name);
+  bool CreateSession();
+  bool SelectKeyboard(const std::string& token);
+  bool AskUser();
+  bool Request(const char* method, const Append& append);
+  void ReadResponse(sd_bus_message* response);
+  bool Process(int first, int second, int milliseconds);
+
+  const std::function<bool()> isStopping_;
+  sd_bus* bus_ = nullptr;
+  std::string session_;  // object path
+  std::uint32_t version_ = 0;
+  bool hasEnded_ = false;
+
+  unsigned requests_ = 0;
+  std::optional<std::uint32_t> response_;  // to the last request
+  std::string sessionHandle_;              // in a response
+  std::string restoreToken_;               // in a response
+};
+
+}  // namespace quillet::platform::linux_desktop

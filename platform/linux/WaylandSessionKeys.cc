@@ -1,0 +1,43 @@
+#include "platform/linux/WaylandSessionKeys.h"
+
+#include <chrono>
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A program that the desktop starts automatically may run before the portal.
+constexpr auto kPortalStart = 30s;
+
+}  // namespace
+
+WaylandSessionKeys::WaylandSessionKeys(const Session& session, SystemLog& log, Clock& clock,
+                                       SentKeys& sent)
+    : log_(log),
+      hasPortal_(session.hasPortal),
+      portal_(log, clock, sent, session.tokenFile, session.hasPortal ? kPortalStart : 0s),
+      keyboard_(log, clock, sent),
+      uinput_(log, clock, sent) {}
+
+void WaylandSessionKeys::Prepare() {
+  if (UsesPortal()) portal_.Prepare();
+}
+
+bool WaylandSessionKeys::UsesPortal() {
+  const std::lock_guard lock(mutex_);
+  if (!usesPortal_) usesPortal_ = hasPortal_ || !WaylandKeyEvents::IsOffered();
+  return *usesPortal_;
+}
+
+KeyEvents& WaylandSessionKeys::Way() {
+  if (way_ != nullptr) return *way_;
+  if (UsesPortal() && !portal_.IsMissing()) return portal_;
+  const bool usesKeyboard = !UsesPortal() || WaylandKeyEvents::IsOffered();
+  way_ = usesKeyboard ? static_cast<KeyEvents*>(&keyboard_) : &uinput_;
+  log_.Write(usesKeyboard ? "Types through a virtual keyboard of the compositor"
+                          : "Types through /dev/uinput");
+  return *way_;
+}
+
+}  // namespace quillet::platform::linux_desktop

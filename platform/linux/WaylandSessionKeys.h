@@ -1,0 +1,58 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/SystemLog.h"
+#include "platform/Clock.h"
+#include "platform/KeyEvents.h"
+#include "platform/linux/PortalKeyEvents.h"
+#include "platform/linux/SentKeys.h"
+#include "platform/linux/UinputKeyEvents.h"
+#include "platform/linux/WaylandKeyEvents.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// Types in one of three ways, and logs which:
+/// - through the desktop's portal on GNOME and KDE Plasma, and on other desktops that have it;
+/// - through a virtual keyboard of the compositor, if it offers one to programs;
+/// - through /dev/uinput, if the session has neither.
+/// Opens no device or connection before the first call.
+class WaylandSessionKeys final : public KeyEvents {
+ public:
+  /// What the session's environment says.
+  struct Session {
+    bool hasPortal = false;  ///< the desktop is known to have a portal, which may start late
+    std::string tokenFile;   ///< see PortalKeyEvents
+  };
+
+  /// @param session  see Session
+  /// @param log      outlives this object, like the others
+  /// @param clock    used for pauses
+  /// @param sent     learns which strokes are sent
+  WaylandSessionKeys(const Session& session, SystemLog& log, Clock& clock, SentKeys& sent);
+
+  void Prepare() override;
+  void Post(std::span<const KeyEvent> events) override { Way().Post(events); }
+  std::string Untypable(std::string_view text) override { return Way().Untypable(text); }
+  std::string Problem() override { return Way().Problem(); }
+
+ private:
+  KeyEvents& Way();
+  bool UsesPortal();
+
+  SystemLog& log_;
+  const bool hasPortal_;
+  PortalKeyEvents portal_;
+  WaylandKeyEvents keyboard_;
+  UinputKeyEvents uinput_;
+
+  std::mutex mutex_;                // guards usesPortal_
+  std::optional<bool> usesPortal_;  // unset until the first call
+
+  KeyEvents* way_ = nullptr;  // if it is not the portal
+};
+
+}  // namespace quillet::platform::linux_desktop

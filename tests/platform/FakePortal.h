@@ -1,0 +1,64 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/platform/Child.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Variable.h"
+
+struct sd_bus;
+struct sd_bus_message;
+
+namespace quillet::test {
+
+/// A session bus with a desktop portal for remote control, without libei. The constructor sets
+/// DBUS_SESSION_BUS_ADDRESS.
+class FakePortal {
+ public:
+  /// How the user answers.
+  enum class User { kGrants, kDenies, kDoesNotAnswer };
+  using Options = std::map<std::string, std::string>;
+
+  /// Starts the bus without the portal.
+  FakePortal();
+  ~FakePortal();
+
+  void Start();                            ///< adds the portal to the bus
+  void End();                              ///< removes the portal from the bus
+  void CloseSession() { closes_ = true; }  ///< the desktop withdraws the permission
+
+  std::atomic<User> user = User::kGrants;
+  std::atomic<unsigned> version = 2;
+
+  std::vector<Options> selections() const;  ///< arguments of SelectDevices
+  int questions() const;                    ///< number of Start calls
+  std::string keysyms() const;              ///< "+61 -61 " for a press and a release of "a"
+
+ private:
+  void Run();
+  int Handle(sd_bus_message* call);
+  void Respond(sd_bus_message* call, const std::string& method, const Options& options);
+
+  const TemporaryFolder folder_;
+  const std::string address_ = "unix:path=" + folder_.path() + "/bus";
+  const Variable variable_{"DBUS_SESSION_BUS_ADDRESS", address_};
+  std::optional<Child> daemon_;
+  sd_bus* bus_ = nullptr;
+  std::atomic<bool> isEnding_ = false;
+  std::atomic<bool> closes_ = false;
+  std::thread thread_;
+  std::string session_;  // used by thread_
+
+  mutable std::mutex mutex_;  // guards the following
+  std::vector<Options> selections_;
+  int questions_ = 0;
+  std::string keysyms_;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,198 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/PortalKeyEvents.h"
+#include "platform/linux/WaylandSessionKeys.h"
+#include "tests/platform/Compositor.h"
+#include "tests/platform/FakePortal.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/RecordingLog.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitFor.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using namespace std::chrono_literals;
+using test::FakePortal;
+using test::WaitFor;
+
+constexpr char kNotYet[] =
+    "permission has not been granted yet. Allow remote control when the desktop asks.";
+constexpr char kDenied[] = "permission was denied. To be asked again, press Settings, then Save.";
+constexpr char kWithdrawn[] =
+    "the desktop has withdrawn the permission. To be asked again, press Settings, then Save.";
+
+void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNone) {
+  std::vector<KeyEvent> events;
+  for (const char character : text) {
+    events.push_back({0, true, flag, character});
+    events.push_back({0, false, KeyFlag::kNone, character});
+  }
+  keys.Post(events);
+}
+
+struct PortalKeyEventsTest : testing::Test {
+  /// Starts the program.
+  void Begin(std::chrono::seconds patience = 0s) {
+    keys.emplace(log, clock, sent, tokenFile, patience);
+  }
+  bool AwaitProblem(const std::string& problem) {
+    return WaitFor([&] { return keys->Problem() == problem; });
+  }
+
+  FakePortal portal;
+  test::RecordingLog log;
+  test::FakeClock clock{100000};
+  SentKeys sent{300ms};
+  test::TemporaryFolder folder;
+  const std::string tokenFile = folder / "quillet/typing-permission";
+  std::optional<PortalKeyEvents> keys;
+};
+
+TEST_F(PortalKeyEventsTest, TypesAfterPermissionIsGranted) {
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  Type(*keys, "aB\n");
+  EXPECT_EQ(portal.keysyms(), "+61 -61 +42 -42 +ff0d -ff0d ");
+  EXPECT_EQ(keys->Problem(), "");
+  EXPECT_EQ(log.lines(), std::vector<std::string>{"Types through the desktop portal"});
+  Type(*keys, "v", KeyFlag::kCommand);
+  EXPECT_TRUE(portal.keysyms().ends_with("+ffe3 +76 -76 -ffe3 "));
+}
+
+TEST_F(PortalKeyEventsTest, KeepsThePermissionInAPrivateFile) {
+  portal.Start();
+  for (const char* expected : {"", "token 1", "token 2"}) {
+    Begin();
+    keys->Prepare();
+    ASSERT_TRUE(AwaitProblem(""));
+    auto options = portal.selections().back();
+    EXPECT_EQ(options["types"], "1");
+    EXPECT_EQ(options["persist_mode"], "2");
+    EXPECT_EQ(options["restore_token"], expected);
+  }
+  struct stat status {};
+  ASSERT_EQ(stat(tokenFile.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
+}
+
+TEST_F(PortalKeyEventsTest, RequestsNoTokenFromAnOldPortal) {
+  portal.version = 1;
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  ASSERT_TRUE(AwaitProblem(""));
+  EXPECT_EQ(portal.selections().back().count("persist_mode"), 0U);
+}
+
+TEST_F(PortalKeyEventsTest, AsksOnlyWhenPrepareIsCalled) {
+  portal.user = FakePortal::User::kDenies;
+  portal.Start();
+  Begin();
+  Type(*keys, "a");
+  EXPECT_EQ(keys->Problem(), kNotYet);
+  EXPECT_EQ(portal.questions(), 0);
+  keys->Prepare();
+  ASSERT_TRUE(AwaitProblem(kDenied));
+  Type(*keys, "a");
+  EXPECT_EQ(portal.questions(), 1);
+  portal.user = FakePortal::User::kGrants;
+  keys->Prepare();
+  ASSERT_TRUE(AwaitProblem(""));
+  EXPECT_EQ(portal.questions(), 2);
+  keys->Prepare();
+  Type(*keys, "b");
+  EXPECT_EQ(portal.questions(), 2);
+  EXPECT_EQ(portal.keysyms(), "+62 -62 ");
+}
+
+TEST_F(PortalKeyEventsTest, ReportsWithdrawnPermission) {
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  Type(*keys, "a");
+  portal.CloseSession();
+  ASSERT_TRUE(AwaitProblem(kWithdrawn));
+  Type(*keys, "b");
+  EXPECT_EQ(portal.keysyms(), "+61 -61 ");
+  EXPECT_EQ(portal.questions(), 1);
+  EXPECT_TRUE(log.Has(std::string("Cannot type on this desktop: ") + kWithdrawn));
+}
+
+TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasEnded) {
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  ASSERT_TRUE(AwaitProblem(""));
+  portal.End();
+  EXPECT_TRUE(AwaitProblem(kWithdrawn));
+}
+
+TEST_F(PortalKeyEventsTest, WaitsForALatePortal) {
+  Begin(60s);
+  keys->Prepare();
+  EXPECT_EQ(keys->Problem(), kNotYet);
+  portal.Start();
+  EXPECT_TRUE(AwaitProblem(""));
+}
+
+TEST_F(PortalKeyEventsTest, EndsWhileTheUserDoesNotAnswer) {
+  portal.user = FakePortal::User::kDoesNotAnswer;
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  ASSERT_TRUE(WaitFor([&] { return portal.questions() == 1; }));
+  EXPECT_EQ(keys->Problem(), kNotYet);
+  keys.reset();
+}
+
+TEST_F(PortalKeyEventsTest, OwnWindowsIgnoreKeysThatTheDesktopChooses) {
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  Type(*keys, "a");
+  const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(clock.Now());
+  EXPECT_TRUE(sent.IsOwnKey({.code = 16, .down = true, .time = now}));
+  EXPECT_TRUE(sent.IsOwnKey({.code = 16, .down = false, .time = now}));
+  EXPECT_FALSE(sent.IsOwnKey({.code = 16, .down = true, .time = now}));
+}
+
+struct WaylandSessionKeysTest : PortalKeyEventsTest {
+  void Choose(bool hasPortal, const std::string& way) {
+    WaylandSessionKeys session({.hasPortal = hasPortal, .tokenFile = tokenFile}, log, clock, sent);
+    session.Prepare();
+    EXPECT_EQ(session.Problem(), "");  // chooses without pressing a key
+    EXPECT_TRUE(log.Has(way)) << testing::PrintToString(log.lines());
+    log.Clear();
+  }
+};
+
+TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyWhereItIsUsual) {
+  const test::Compositor compositor;
+  portal.Start();
+  Choose(true, "Types through the desktop portal");
+  EXPECT_EQ(portal.questions(), 1);
+  Choose(false, "Types through a virtual keyboard of the compositor");
+  EXPECT_EQ(portal.questions(), 1);
+}
+
+TEST_F(WaylandSessionKeysTest, UsesThePortalIfThereIsNoVirtualKeyboard) {
+  const test::Compositor compositor(false);
+  portal.Start();
+  Choose(false, "Types through the desktop portal");
+}
+
+TEST_F(WaylandSessionKeysTest, UsesUinputIfThereIsNothingElse) {
+  const test::Compositor compositor(false);
+  Choose(false, "Types through /dev/uinput");
+}
+
+}  // namespace
+}  // namespace quillet::platform::linux_desktop
