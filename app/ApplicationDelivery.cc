@@ -28,12 +28,30 @@ constexpr auto kLatestKey = 1s;
 constexpr char kNotFound[] = "\" was not found. Choose another application.";
 constexpr char kNotOpened[] = "\" could not be opened. Choose another application.";
 
-void PressKey(platform::KeyEvents& events, KeyValue key, KeyFlag flag) {
+void AddKey(std::vector<KeyEvent>& events, KeyValue key, KeyFlag flag) {
   const std::uint16_t virtualKey = key & kKeyCodeMask;
   const char character = CharacterOfKey(key);
-  const KeyEvent press[] = {{virtualKey, true, flag, character},
-                            {virtualKey, false, KeyFlag::kNone, character}};
-  events.Post(press);
+  events.push_back({virtualKey, true, flag, character});
+  events.push_back({virtualKey, false, KeyFlag::kNone, character});
+}
+
+void PressKey(platform::KeyEvents& backend, KeyValue key, KeyFlag flag) {
+  std::vector<KeyEvent> press;
+  AddKey(press, key, flag);
+  backend.Post(press);
+}
+
+KeyFlag FlagOf(KeyValue key) {
+  return key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone;
+}
+
+std::string NamesOf(const std::string& characters) {
+  std::string names;
+  for (const char character : characters) {
+    if (!names.empty()) names += ' ';
+    names += character == '\n' ? "Return" : character == '\t' ? "Tab" : std::string(1, character);
+  }
+  return names;
 }
 
 }  // namespace
@@ -53,12 +71,32 @@ void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   ShowProblem();
 }
 
+// All keys of a record are posted at once, so that a backend can put aside for all of them what the
+// user holds.
 void ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) return;
+  std::string text;
+  std::vector<KeyEvent> events;
   for (const char character : record) {
     const KeyValue key = KeyForCharacter(static_cast<unsigned char>(character));
-    if (key != kNoKey) SendKeyCode(key);
+    if (key == kNoKey) continue;
+    text += character;
+    AddKey(events, key, FlagOf(key));
   }
+  if (!events.empty() && !IsRefused(platform_.keyEvents.Untypable(text))) {
+    platform_.keyEvents.Post(events);
+  }
+}
+
+bool ApplicationDelivery::IsRefused(const std::string& untypable) {
+  if (untypable.empty()) return false;
+  const std::string names = NamesOf(untypable);
+  Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't type ", names);
+  strip_.Raise(Notice::kCharactersMissing,
+               "A record was not typed, because the keyboard layout has no key for " + names +
+                   ". Turn on \"Paste text instead of typing it\" in the settings.",
+               {{"Show", actions_.showRuns}});
+  return true;
 }
 
 void ApplicationDelivery::Paste(const std::string& record) {
@@ -98,8 +136,8 @@ void ApplicationDelivery::RunBegan() {
   isAtOwnWindow_ = false;
   pastingFailed_ = false;
   typingProblem_.Set("");
-  for (const Notice notice :
-       {Notice::kTypedAtQuillet, Notice::kPastingImpossible, Notice::kTypingImpossible}) {
+  for (const Notice notice : {Notice::kTypedAtQuillet, Notice::kPastingImpossible,
+                              Notice::kTypingImpossible, Notice::kCharactersMissing}) {
     strip_.Withdraw(notice);
   }
 }
@@ -135,7 +173,7 @@ void ApplicationDelivery::ForgetOwnWindow() {
 }
 
 void ApplicationDelivery::SendKeyCode(KeyValue key) {
-  PressKey(platform_.keyEvents, key, key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone);
+  PressKey(platform_.keyEvents, key, FlagOf(key));
 }
 
 void ApplicationDelivery::SendCommandAndV() {
@@ -165,9 +203,14 @@ bool ApplicationDelivery::Run(const std::string& application) {
 }
 
 void ApplicationDelivery::CheckTarget(std::int32_t destination, const std::string& application) {
+  Prepare(destination);
   const bool isMissing =
       destination == kToNamedApplication && !platform_.applications.HasApplication(application);
   ShowTarget(application, isMissing ? kNotFound : nullptr);
+}
+
+void ApplicationDelivery::Prepare(std::int32_t destination) {
+  if (destination != kToFile && destination != kToView) platform_.keyEvents.Prepare();
 }
 
 /// @param problem  what is wrong with the application; null if nothing is

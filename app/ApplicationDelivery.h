@@ -46,8 +46,12 @@ class ApplicationDelivery {
 
   bool IsRunning();  ///< returns true if the application at `applicationPath` is running
 
-  /// Shows a message if the application for a destination does not exist, and otherwise removes
-  /// the message. Any thread.
+  /// Gets ready to type if a destination types. Any thread.
+  /// @param destination  see Settings
+  void Prepare(std::int32_t destination);
+
+  /// Gets ready to type. Shows a message if the application for a destination does not exist, and
+  /// otherwise removes the message. Any thread.
   /// @param destination  see Settings
   /// @param application  the path in the settings
   void CheckTarget(std::int32_t destination, const std::string& application);
@@ -64,6 +68,7 @@ class ApplicationDelivery {
   using Time = std::chrono::nanoseconds;
 
   void Type(const std::string& record);
+  bool IsRefused(const std::string& untypable);
   void Paste(const std::string& record);
   void ShowProblem();
   void RaiseUndelivered(Notice notice, const std::string& problem, const std::string& archived,

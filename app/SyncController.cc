@@ -74,6 +74,7 @@ void SyncController::Initialize() {
   ChangePortList({0, {{"None"}}});
   updatePortList(true);
   RestoreSettings();
+  delivery_.Prepare(lumet->destination);
   const std::size_t unfinished = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
                                  platform_.files.RemoveUnfinished(folders_.archive);
   messages_->Interrupted(archive_->TakeInterruptedRuns(), unfinished);

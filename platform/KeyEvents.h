@@ -32,7 +32,7 @@ class KeyEvents {
   ///
   /// Linux backends press and release the modifier key around a key-down with a flag, and use
   /// Control for Command. If Caps Lock is known to be on, Linux backends compensate for it and
-  /// leave it on. Modifiers that the user holds down combine with the posted keys.
+  /// leave it on.
   virtual void Post(std::span<const KeyEvent> events) = 0;
 
   /// Returns the characters of `text` that cannot be typed now, each once; empty if all can. Call
@@ -43,6 +43,10 @@ class KeyEvents {
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
   /// the answer. Call it when the user chooses a destination that types. Any thread.
   virtual void Prepare() {}
+
+  /// Restores what the backend has changed on the system. Post then drops all events. Call it when
+  /// the process ends. Any thread, while another one may be in Post.
+  virtual void End() {}
 
   /// Returns why the last Post dropped its events: what is missing on this system, as a part of a
   /// sentence. Returns an empty text if the system accepted the events. Same threads as Post.

@@ -68,6 +68,7 @@ void Program::Raise(const std::string& token) {
 // Keep runs a nested main loop. A second start during it must find no instance.
 void Program::End() {
   if (instance_) instance_->End();
+  desktop_.keyEvents->End();
   desktop_.pasteboard->Keep();
 }
 

@@ -3,8 +3,8 @@
 # shellcheck shell=sh disable=SC2034
 
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libudev-dev
-  libxcb1-dev libxcb-res0-dev libxcb-xtest0-dev libxcb-xkb-dev libxkbcommon-dev
-  libwayland-dev libsystemd-dev libglib2.0-dev"
+  libxcb1-dev libxcb-res0-dev libxcb-xtest0-dev libxcb-xkb-dev libxcb-xinput-dev
+  libxkbcommon-dev libxkbcommon-x11-dev libwayland-dev libsystemd-dev libglib2.0-dev"
 display_packages="xvfb xauth fonts-dejavu-core"
 picture_packages="xdotool openbox imagemagick bubblewrap"
 test_packages="libgtest-dev libgmock-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox

@@ -55,7 +55,7 @@ SessionKeys MakeKeysOfSession(const Environment& environment, SystemLog& log, Cl
                               xcb_connection_t* toolkit) {
   if (IsX11Session(environment)) {
     auto own = toolkit == nullptr ? nullptr : std::make_unique<X11OwnKeys>(toolkit);
-    auto events = std::make_unique<X11KeyEvents>(log, own ? own->window() : 0);
+    auto events = std::make_unique<X11KeyEvents>(log, clock, own ? own->window() : 0);
     return {std::move(own), std::move(events)};
   }
   auto own = std::make_unique<SentKeys>(toolkit == nullptr ? kWaylandDelay : kXwaylandDelay);

@@ -111,13 +111,23 @@ std::uint32_t KeymapSearch::ModifierKey(std::uint32_t mask, const KeyboardState&
   const auto [found, isNew] = modifierKeys_.try_emplace({state, mask}, 0);
   if (!isNew) return found->second;
   for (std::uint32_t code = lowest_; code <= highest_ && found->second == 0; ++code) {
-    State simulated(keymap_, state);
-    simulated.Put(code, true);
-    if (simulated.Pressed() != mask || !simulated.IsInitial()) continue;
-    simulated.Put(code, false);
-    if (simulated.Pressed() == 0 && simulated.IsInitial()) found->second = code;
+    if (ModifiersOf(code, state) == mask) found->second = code;
   }
   return found->second;
+}
+
+bool KeymapSearch::IsModifier(std::uint32_t code, const KeyboardState& state) const {
+  return ModifiersOf(code, state) != 0;
+}
+
+// Returns 0 if the key has another effect, too.
+std::uint32_t KeymapSearch::ModifiersOf(std::uint32_t code, const KeyboardState& state) const {
+  State simulated(keymap_, state);
+  simulated.Put(code, true);
+  const std::uint32_t modifiers = simulated.Pressed();
+  if (modifiers == 0 || !simulated.IsInitial()) return 0;
+  simulated.Put(code, false);
+  return simulated.Pressed() == 0 && simulated.IsInitial() ? modifiers : 0;
 }
 
 std::vector<std::uint32_t> KeymapSearch::UnusedCodes(std::uint32_t lowest) const {

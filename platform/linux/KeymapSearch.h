@@ -61,6 +61,10 @@ class KeymapSearch {
   /// Returns a key that only sets the modifiers `mask` while it is pressed, or 0.
   std::uint32_t ModifierKey(std::uint32_t mask, const KeyboardState& state);
 
+  /// Returns true if a key sets modifiers while it is pressed, changes nothing else and leaves
+  /// nothing behind.
+  bool IsModifier(std::uint32_t code, const KeyboardState& state) const;
+
   /// Returns the key codes from `lowest` to `highestCode` that have no symbols.
   std::vector<std::uint32_t> UnusedCodes(std::uint32_t lowest) const;
 
@@ -75,6 +79,7 @@ class KeymapSearch {
   std::vector<Candidate> CandidatesIn(const KeyboardState& state);
   std::vector<std::uint32_t> MasksOf(std::uint32_t code, std::uint32_t group,
                                      std::uint32_t locked) const;
+  std::uint32_t ModifiersOf(std::uint32_t code, const KeyboardState& state) const;
   bool FindModifiers(std::uint32_t mask, const KeyboardState& state, std::uint32_t symbol,
                      KeyChord& chord);
   bool Types(const KeyChord& chord, const KeyboardState& state, std::uint32_t symbol) const;

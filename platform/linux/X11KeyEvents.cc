@@ -1,119 +1,335 @@
 #include "platform/linux/X11KeyEvents.h"
 
-#include <xcb/xcbext.h>
-#include <xcb/xtest.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <algorithm>
+#include <chrono>
+#include <optional>
+#include <string_view>
+#include <utility>
 #include <vector>
 
-// This C header has a member named "explicit", a C++ keyword.
-#ifdef __clang__
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#endif
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
-#ifdef __clang__
-#pragma clang diagnostic pop
-#endif
-
+#include "platform/linux/X11Keyboard.h"
 #include "platform/linux/X11OwnKeys.h"
-#include "platform/linux/Xcb.h"
+#include "platform/linux/X11SpareKeys.h"
 
 namespace quillet::platform::linux_desktop {
+namespace {
 
-class X11KeyEvents::Connection : public XcbConnection {
+using namespace std::chrono_literals;
+
+// An application reads a changed keymap when it handles the event about the change, and translates
+// earlier keys with the old one if it has not handled them yet.
+constexpr auto kKeymapPause = 100ms;
+
+constexpr auto kEndLimit = 1s;  // a record may take longer if applications are slow
+
+constexpr std::uint32_t kCodeOffset = 8;  // between evdev and X key codes (xkeyboard-config)
+
+// Real modifiers of the X protocol.
+constexpr std::uint8_t kShift = 1 << 0;
+constexpr std::uint8_t kLock = 1 << 1;
+constexpr std::uint8_t kControl = 1 << 2;
+constexpr std::uint8_t kNumLock = 1 << 4;                       // Mod2 in xkeyboard-config
+constexpr std::uint8_t kCommands = kControl | 1 << 3 | 1 << 6;  // Control, Mod1 and Mod4
+
+// The server reads a piece whole or not at all, since the kernel does not divide a write of up to
+// 16 KB to a Unix socket. No key, lock or group therefore remains if the process is killed. XCB
+// writes its buffer, which also has 16 KB, at once.
+constexpr std::size_t kMostSteps = 250;
+
+constexpr char kTypable[] =
+    "\n\t !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`"
+    "abcdefghijklmnopqrstuvwxyz{|}~";
+
+bool IsTyped(const KeyEvent& event) {
+  return event.down && event.character != 0 && event.flag != KeyFlag::kCommand;
+}
+
+}  // namespace
+
+// Key strokes and changes of the locks. They begin by putting aside what the user holds and has
+// locked, and end by restoring it.
+class X11KeyEvents::Piece {
  public:
-  Connection() {
-    if (IsBroken()) return;
-    const auto* test = xcb_get_extension_data(xcb_, &xcb_test_id);
-    if (test == nullptr || !test->present) return;
-    canTest_ = true;
-    // X key codes are evdev codes plus this offset.
-    offset_ = xcb_get_setup(xcb_)->min_keycode;
-    FollowCapsLock();
-  }
-  bool CanTest() const { return canTest_; }
+  struct Step {
+    KeyStroke stroke;
+    std::optional<X11Locks> locks;  // instead of the stroke
+  };
 
-  // Returns the Caps Lock state last reported by the server, without a round trip.
-  bool CapsLock() {
-    while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
-      // All XKB events have the same type; pad0 has the XKB subtype.
-      if (keyboardEvent_ != 0 && (event->response_type & 0x7F) == keyboardEvent_ &&
-          event->pad0 == XCB_XKB_STATE_NOTIFY) {
-        const auto* state = reinterpret_cast<const xcb_xkb_state_notify_event_t*>(event.get());
-        capsLock_ = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0;
-      }
+  // `search` may be null; the keys are then those of a US keyboard.
+  Piece(KeymapSearch* search, X11KeyboardState state)
+      : search_(search), state_(std::move(state)), locks_(state_.locks) {
+    for (const auto code : state_.down) Put(code, false);
+    for (const auto code : state_.tested) {
+      if (!IsDown(code)) Put(code, false);
     }
-    return capsLock_;
+    if (search_ == nullptr) return;
+    X11Locks neutral = state_.locks;
+    neutral.lockedModifiers &= static_cast<std::uint8_t>(~kCommands);
+    neutral.latchedModifiers = 0;
+    neutral.latchedGroup = 0;
+    Change(neutral);
   }
 
-  void Send(std::span<const KeyStroke> strokes, std::uint32_t ownKeys) {
-    while (!strokes.empty()) {
-      const auto some = strokes.first(std::min(strokes.size(), kMostAnnounced));
-      if (ownKeys != 0) AnnounceKeys(xcb_, ownKeys, some);
-      for (const KeyStroke stroke : some) Put(stroke);
-      if (ownKeys != 0) ConfirmKeys(xcb_, ownKeys);
-      strokes = strokes.subspan(some.size());
+  // Adds the first events. Stops before a character without a key, or if the piece is full.
+  // Returns the number of events.
+  std::size_t Add(std::span<const KeyEvent> events) {
+    std::size_t count = 0;
+    for (const KeyEvent& event : events) {
+      if (event.down && steps_.size() >= kMostSteps) break;
+      if (!AddEvent(event)) break;
+      ++count;
     }
-    xcb_flush(xcb_);
+    return count;
   }
+
+  void Finish() {
+    Change(state_.locks);
+    if (search_ == nullptr) return;
+    const KeyboardState neutral{state_.locks.lockedGroup, state_.locks.lockedModifiers};
+    for (const auto code : state_.down) {
+      if (!search_->IsModifier(code, neutral)) continue;
+      Put(code, true);
+      pressedAgain_.push_back(code);
+    }
+  }
+
+  const std::vector<Step>& Steps() const { return steps_; }
+  // Keys of the user that Finish has pressed again.
+  const std::vector<std::uint8_t>& PressedAgain() const { return pressedAgain_; }
 
  private:
-  void Put(KeyStroke stroke) {
-    xcb_test_fake_input(xcb_, stroke.down ? XCB_KEY_PRESS : XCB_KEY_RELEASE,
-                        static_cast<std::uint8_t>(stroke.code + offset_), XCB_CURRENT_TIME,
-                        XCB_NONE, 0, 0, 0);
+  bool AddEvent(const KeyEvent& event) {
+    if (!event.down && lastKey_ == event.virtualKey) {
+      Put(lastCode_, false);
+      lastKey_.reset();
+      return true;
+    }
+    std::optional<KeyChord> chord;
+    if (search_ != nullptr && event.down && event.character != 0) {
+      chord = event.flag == KeyFlag::kCommand ? Shortcut(event.character) : Typed(event.character);
+      if (!chord && event.flag != KeyFlag::kCommand) return false;
+    }
+    if (chord) {
+      Press(*chord);
+      lastKey_ = event.virtualKey;
+      lastCode_ = chord->code;
+      return true;
+    }
+    ToKeyStrokes({&event, 1}, (locks_.lockedModifiers & kLock) != 0, [&](KeyStroke stroke) {
+      steps_.push_back({stroke, {}});
+    });
+    return true;
   }
 
-  void FollowCapsLock() {
-    const auto* extension = xcb_get_extension_data(xcb_, &xcb_xkb_id);
-    if (extension == nullptr || !extension->present) return;
-    const XcbReply<xcb_xkb_use_extension_reply_t> use{
-        xcb_xkb_use_extension_reply(xcb_, xcb_xkb_use_extension(xcb_, 1, 0), nullptr)};
-    if (!use || !use->supported) return;
-    xcb_xkb_select_events_details_t details{};
-    details.affectState = XCB_XKB_STATE_PART_MODIFIER_LOCK;
-    details.stateDetails = XCB_XKB_STATE_PART_MODIFIER_LOCK;
-    xcb_xkb_select_events_aux(xcb_, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_EVENT_TYPE_STATE_NOTIFY, 0, 0,
-                              0, 0, &details);
-    const XcbReply<xcb_xkb_get_state_reply_t> state{
-        xcb_xkb_get_state_reply(xcb_, xcb_xkb_get_state(xcb_, XCB_XKB_ID_USE_CORE_KBD), nullptr)};
-    if (!state) return;
-    capsLock_ = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0;
-    keyboardEvent_ = extension->first_event;
+  std::optional<KeyChord> Typed(char character) {
+    const std::uint32_t group = state_.locks.lockedGroup;
+    if (const auto* chord = search_->Find(character, {group, locks_.lockedModifiers})) {
+      return *chord;
+    }
+    const auto unlocked = static_cast<std::uint8_t>(locks_.lockedModifiers & kNumLock);
+    const auto* chord = search_->Find(character, {group, unlocked});
+    if (chord == nullptr) return std::nullopt;
+    X11Locks locks = locks_;
+    locks.lockedModifiers = unlocked;
+    Change(locks);
+    return *chord;
   }
 
-  bool canTest_ = false;
-  std::uint8_t offset_ = 0;
-  std::uint8_t keyboardEvent_ = 0;  // event type of XKB; 0 if XKB is not available
-  bool capsLock_ = false;
+  // Control and the letter, or Shift and Insert (which pastes) if no key makes the letter.
+  std::optional<KeyChord> Shortcut(char letter) {
+    const std::uint32_t group = state_.locks.lockedGroup;
+    auto chord = search_->FindPlain(KeysymOf(letter), {group, 0});
+    const std::uint8_t modifier = chord ? kControl : kShift;
+    if (!chord) chord = search_->FindPlain(XKB_KEY_Insert, {group, 0});
+    const std::uint32_t key = search_->ModifierKey(modifier, {group, 0});
+    if (!chord || key == 0) return std::nullopt;
+    chord->modifiers = {key};
+    X11Locks locks = locks_;
+    locks.lockedModifiers &= static_cast<std::uint8_t>(~kShift);
+    Change(locks);
+    return chord;
+  }
+
+  void Press(const KeyChord& chord) {
+    X11Locks locks = locks_;
+    locks.lockedGroup = static_cast<std::uint8_t>(chord.group);
+    Change(locks);
+    for (const auto modifier : chord.modifiers) Put(modifier, true);
+    Put(chord.code, true);
+    for (auto key = chord.modifiers.rbegin(); key != chord.modifiers.rend(); ++key) {
+      Put(*key, false);
+    }
+  }
+
+  void Put(std::uint32_t code, bool down) {
+    steps_.push_back({{static_cast<std::uint16_t>(code - kCodeOffset), down}, {}});
+  }
+  void Change(const X11Locks& locks) {
+    if (locks == locks_) return;
+    locks_ = locks;
+    steps_.push_back({{}, locks});
+  }
+  bool IsDown(std::uint8_t code) const {
+    return std::find(state_.down.begin(), state_.down.end(), code) != state_.down.end();
+  }
+
+  KeymapSearch* const search_;
+  const X11KeyboardState state_;
+  X11Locks locks_;  // after the steps
+  std::vector<Step> steps_;
+  std::vector<std::uint8_t> pressedAgain_;
+  std::optional<std::uint16_t> lastKey_;  // the key that is down
+  std::uint32_t lastCode_ = 0;
 };
 
-X11KeyEvents::X11KeyEvents(SystemLog& log, std::uint32_t ownKeys)
-    : failure_(log), ownKeys_(ownKeys) {}
+X11KeyEvents::X11KeyEvents(SystemLog& log, Clock& clock, std::uint32_t ownKeys)
+    : clock_(clock), ownKeys_(ownKeys), failure_(log) {}
 
 X11KeyEvents::~X11KeyEvents() = default;
 
 void X11KeyEvents::Post(std::span<const KeyEvent> events) {
-  if (!Connect()) return;
-  std::vector<KeyStroke> strokes;
-  ToKeyStrokes(events, connection_->CapsLock(),
-               [&](KeyStroke stroke) { strokes.push_back(stroke); });
-  connection_->Send(strokes, ownKeys_);
+  const std::lock_guard lock(mutex_);
+  if (ended_ || !Connect()) return;
+  while (!events.empty() && PostSome(events)) continue;
+}
+
+std::string X11KeyEvents::Untypable(std::string_view text) {
+  const std::lock_guard lock(mutex_);
+  if (ended_ || !Connect() || !keyboard_->HasKeymap()) return {};
+  const X11KeyboardState state = keyboard_->ReadState();
+  keyboard_->UpdateKeymap();
+  const std::string missing = Missing(text, state);
+  return missing.empty() || spare_->Capacity(keyboard_->Search()) != 0 ? std::string() : missing;
+}
+
+void X11KeyEvents::Prepare() {
+  const std::lock_guard lock(mutex_);
+  if (!ended_) Connect();
+}
+
+void X11KeyEvents::End() {
+  const std::unique_lock lock(mutex_, kEndLimit);
+  if (!lock.owns_lock()) return;
+  ended_ = true;
+  if (spare_) spare_->Restore();
+  Forget();
+}
+
+std::string X11KeyEvents::Problem() {
+  const std::lock_guard lock(mutex_);
+  return failure_.Reason();
 }
 
 bool X11KeyEvents::Connect() {
-  if (connection_ && !connection_->IsBroken()) return connection_->CanTest();
-  connection_ = std::make_unique<Connection>();
-  if (connection_->CanTest()) {
+  if (keyboard_ && !keyboard_->IsBroken()) return keyboard_->CanTest();
+  Forget();
+  keyboard_ = std::make_unique<X11Keyboard>();
+  if (keyboard_->CanTest()) {
+    if (keyboard_->HasKeymap()) {
+      spare_ = std::make_unique<X11SpareKeys>(keyboard_->Xcb());
+      spare_->Recover();
+    }
     failure_.Clear();
     return true;
   }
-  failure_.Set(connection_->IsBroken() ? "the X server cannot be reached"
-                                       : "the X server has no XTEST extension");
+  failure_.Set(keyboard_->IsBroken() ? "the X server cannot be reached"
+                                     : "the X server has no XTEST extension");
   return false;
+}
+
+void X11KeyEvents::Forget() {
+  spare_.reset();
+  keyboard_.reset();
+}
+
+// Sends the first events and removes them from `events`. Other programs cannot change the keyboard
+// between the reply about its state and the keys, because the server is grabbed.
+bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
+  xcb_connection_t* const xcb = keyboard_->Xcb();
+  xcb_grab_server(xcb);
+  X11KeyboardState state = keyboard_->ReadState();
+  if (keyboard_->IsBroken()) return false;
+  std::size_t count = 0;
+  std::vector<std::uint8_t> pressedAgain;
+  const bool isNew = keyboard_->UpdateKeymap();
+  if (!isNew) {
+    Piece piece(keyboard_->HasKeymap() ? &keyboard_->Search() : nullptr, state);
+    count = piece.Add(events);
+    piece.Finish();
+    if (count != 0) Send(piece);
+    pressedAgain = piece.PressedAgain();
+  }
+  xcb_ungrab_server(xcb);
+  xcb_flush(xcb);
+  ReleaseUnheld(pressedAgain, state);
+  events = events.subspan(count);
+  if (isNew) {
+    clock_.Sleep(kKeymapPause);
+    return true;
+  }
+  return count != 0 || Bind(events, state);
+}
+
+// The user may have let go of a key while it was put aside. The server then has not seen its
+// release, because the key was not down.
+void X11KeyEvents::ReleaseUnheld(const std::vector<std::uint8_t>& codes,
+                                 const X11KeyboardState& before) {
+  for (const std::uint8_t code : codes) {
+    const bool byOthers =
+        std::find(before.tested.begin(), before.tested.end(), code) != before.tested.end();
+    if (!byOthers && !keyboard_->IsHeldByUser(code)) keyboard_->PutKey(code, false);
+  }
+  xcb_flush(keyboard_->Xcb());
+}
+
+void X11KeyEvents::Send(const Piece& piece) {
+  std::span<const Piece::Step> steps = piece.Steps();
+  while (!steps.empty()) {
+    std::vector<KeyStroke> announced;
+    std::size_t count = 0;
+    for (; count < steps.size() && announced.size() < kMostAnnounced; ++count) {
+      if (!steps[count].locks) announced.push_back(steps[count].stroke);
+    }
+    if (ownKeys_ != 0) AnnounceKeys(keyboard_->Xcb(), ownKeys_, announced);
+    for (const Piece::Step& step : steps.first(count)) {
+      if (step.locks) {
+        keyboard_->PutLocks(*step.locks, true);
+      } else {
+        keyboard_->PutKey(static_cast<std::uint8_t>(step.stroke.code + kCodeOffset),
+                          step.stroke.down);
+      }
+    }
+    if (ownKeys_ != 0) ConfirmKeys(keyboard_->Xcb(), ownKeys_);
+    steps = steps.subspan(count);
+  }
+}
+
+// Binds all typable characters that the keymap lacks, if there are enough key codes, so that a run
+// needs no further bindings. Otherwise binds those of `events`.
+bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState& state) {
+  if (spare_->IsBound()) clock_.Sleep(kKeymapPause);  // for the keys sent so far
+  std::string text;
+  for (const KeyEvent& event : events) {
+    if (IsTyped(event)) text += event.character;
+  }
+  spare_->Restore();
+  keyboard_->ReadState();
+  keyboard_->UpdateKeymap();
+  std::string wanted = Missing(text + kTypable, state);
+  return spare_->Bind(wanted, keyboard_->Search()) != 0;
+}
+
+// Returns the characters that have no key, each once.
+std::string X11KeyEvents::Missing(std::string_view text, const X11KeyboardState& state) {
+  std::string missing;
+  for (const char character : text) {
+    if (missing.find(character) != std::string::npos) continue;
+    const KeyboardState unlocked{state.locks.lockedGroup, 0};
+    if (keyboard_->Search().Find(character, unlocked) == nullptr) missing += character;
+  }
+  return missing;
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -2,39 +2,63 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "base/SystemLog.h"
+#include "platform/Clock.h"
 #include "platform/KeyEvents.h"
 #include "platform/linux/KeyStrokes.h"
 
 namespace quillet::platform::linux_desktop {
 
+class X11Keyboard;
+class X11SpareKeys;
+struct X11KeyboardState;
+
 /// Key events through the X server's XTEST extension. Uses a separate connection, opened by the
-/// first Post and reopened after the server has ended. One thread at a time.
+/// first call and reopened after the server has ended. Any thread.
 ///
-/// The server must use the US layout. While Caps Lock is on, Shift is inverted for letters (key
-/// type ALPHABETIC of the X keyboard extension).
+/// Types each character with the keys that make it in the server's keymap, in any group, and binds
+/// characters without a key to key codes without symbols. Keys that the user holds, locks, latches
+/// and the group are put aside while keys are sent, and restored.
 class X11KeyEvents final : public KeyEvents {
  public:
-  /// @param log  receives one line if the server cannot be reached or has no XTEST extension;
-  ///             outlives this object
+  /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
+  ///               outlives this object
+  /// @param clock  used for pauses after a change of the keymap; outlives this object
   /// @param ownKeys  X11OwnKeys::window, or 0 if the program's windows must not ignore the keys
-  explicit X11KeyEvents(SystemLog& log, std::uint32_t ownKeys = 0);
+  X11KeyEvents(SystemLog& log, Clock& clock, std::uint32_t ownKeys = 0);
   ~X11KeyEvents() override;
 
-  /// Sends all events without waiting for the server to process them.
+  /// Sends all events without waiting for applications to process them. Pauses 0.1 s after each
+  /// change of the keymap, so that applications read it before the keys.
   void Post(std::span<const KeyEvent> events) override;
-  std::string Problem() override { return failure_.Reason(); }
+  std::string Untypable(std::string_view text) override;
+  void Prepare() override;
+  void End() override;
+  std::string Problem() override;
 
  private:
-  class Connection;
+  class Piece;
 
   bool Connect();
+  void Forget();
+  bool PostSome(std::span<const KeyEvent>& events);
+  bool AwaitKeymap();
+  bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
+  std::string Missing(std::string_view text, const X11KeyboardState& state);
+  void Send(const Piece& piece);
+  void ReleaseUnheld(const std::vector<std::uint8_t>& codes, const X11KeyboardState& before);
 
-  TypingFailure failure_;
+  Clock& clock_;
   const std::uint32_t ownKeys_;
-  std::unique_ptr<Connection> connection_;
+  std::timed_mutex mutex_;  // guards all that follows
+  TypingFailure failure_;
+  std::unique_ptr<X11Keyboard> keyboard_;
+  std::unique_ptr<X11SpareKeys> spare_;
+  bool ended_ = false;
 };
 
 }  // namespace quillet::platform::linux_desktop

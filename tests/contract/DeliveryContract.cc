@@ -91,7 +91,8 @@ struct X11KeysHarness final : StrokesHarness {
 
   XServer server;
   XClient client;
-  X11KeyEvents keys{log};
+  FakeClock clock;
+  X11KeyEvents keys{log, clock};
 };
 
 struct UinputHarness final : StrokesHarness {

@@ -23,7 +23,8 @@ class X11ServerTest : public ::testing::Test {
   void ExpectLog(const std::vector<std::string>& lines) { EXPECT_EQ(log_.lines(), lines); }
 
   test::RecordingLog log_;
-  X11KeyEvents keys_{log_};
+  test::FakeClock clock_;
+  X11KeyEvents keys_{log_, clock_};
 };
 
 TEST_F(X11ServerTest, LogsALostServerOnceAndUsesANewServer) {

@@ -134,12 +134,22 @@ class FakeKeyEvents final : public platform::KeyEvents {
     posts_.emplace_back(events.begin(), events.end());
     if (onPost) onPost();
   }
+  std::string Untypable(std::string_view text) override {
+    std::string missing;
+    for (const char character : untypable) {
+      if (text.find(character) != std::string_view::npos) missing += character;
+    }
+    return missing;
+  }
+  void Prepare() override { ++prepared; }
   std::string Problem() override { return problem; }
   /// Returns the events passed to each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
   std::function<void()> onPost;  ///< called after each call of Post
   std::string problem;           ///< result of Problem
+  std::string untypable;         ///< characters that cannot be typed
+  int prepared = 0;              ///< number of calls of Prepare
 
  private:
   std::vector<std::vector<platform::KeyEvent>> posts_;

@@ -20,6 +20,17 @@ Post Press(std::uint16_t key, KeyFlag flag = KeyFlag::kNone) {
   return {{key, true, flag, character}, {key, false, KeyFlag::kNone, character}};
 }
 
+std::string CharacterOf(const KeyEvent& event) {
+  for (char16_t character = 0; character < 0x80; ++character) {
+    const KeyValue key = KeyForCharacter(character);
+    if (key != kNoKey && event.virtualKey == (key & kKeyCodeMask) &&
+        event.flag == (key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone)) {
+      return {static_cast<char>(character)};
+    }
+  }
+  return {};
+}
+
 class DeliveryTest : public test::AppFixture {
  protected:
   DeliveryTest() { applications.installed = {kEditor}; }
@@ -35,12 +46,8 @@ class DeliveryTest : public test::AppFixture {
   std::string Typed() const {
     std::string text;
     for (const Post& post : keyEvents.posts()) {
-      for (char16_t character = 0; character < 0x80; ++character) {
-        const KeyValue key = KeyForCharacter(character);
-        if (key != kNoKey && post.at(0).virtualKey == (key & kKeyCodeMask) &&
-            post.at(0).flag == (key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone)) {
-          text.push_back(static_cast<char>(character));
-        }
+      for (const KeyEvent& event : post) {
+        if (event.down) text += CharacterOf(event);
       }
     }
     return text;
@@ -83,6 +90,36 @@ TEST_F(DeliveryTest, TypesOnlyCharactersWithAKeyAndNeverPauses) {
   EXPECT_EQ(Typed(), "Code 128,aB-7\t\n1\n2az");
   EXPECT_TRUE(clock.sleeps().empty());
   EXPECT_TRUE(pasteboard.texts().empty());
+}
+
+TEST_F(DeliveryTest, RefusesARecordBeforeItsFirstKey) {
+  keyEvents.untypable = "~\t";
+  delivery.Deliver("a~b\tc\n", false);
+  EXPECT_EQ(Typed(), "");
+  EXPECT_EQ(Message(),
+            "A record was not typed, because the keyboard layout has no key for ~ Tab. Turn on "
+            "\"Paste text instead of typing it\" in the settings.");
+  EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't type ~ Tab"), 1U);
+  delivery.Deliver("ab\n", false);
+  EXPECT_EQ(Typed(), "ab\n");
+  delivery.RunBegan();
+  EXPECT_EQ(Message(), "");
+}
+
+TEST_F(DeliveryTest, PreparesOnlyDestinationsThatType) {
+  for (const std::int32_t destination : {kToFile, kToView}) {
+    delivery.CheckTarget(destination, kEditor);
+  }
+  EXPECT_EQ(keyEvents.prepared, 0);
+  for (const std::int32_t destination : {kToActiveApplication, kToNamedApplication}) {
+    delivery.CheckTarget(destination, kEditor);
+  }
+  EXPECT_EQ(keyEvents.prepared, 2);
+}
+
+TEST_F(DeliveryTest, PreparesAtTheStart) {
+  ConnectWith({.destination = kToActiveApplication});
+  EXPECT_EQ(keyEvents.prepared, 1);
 }
 
 TEST_F(DeliveryTest, PastesButNeverTypesTextOutsideAscii) {
@@ -237,7 +274,7 @@ TEST_F(DeliveryTest, OpensTheApplicationBeforeTheRunAndEachRecord) {
   Texts steps;
   keyEvents.onPost = [&] { steps.push_back(std::to_string(applications.opened.size())); };
   Synchronize();
-  EXPECT_EQ(steps, (Texts{"2", "2", "3", "3"})) << "each record consists of two keys";
+  EXPECT_EQ(steps, (Texts{"2", "3"}));
   EXPECT_EQ(applications.opened, Texts(3, kEditor));
   EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:][/usr/bin/editor]"), 2U);
   EXPECT_EQ(controller.applicationPath.Get(), kEditor);

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/KeymapSearch.h"
+#include "platform/linux/Xcb.h"
+
+struct xkb_context;
+struct xkb_keymap;
+
+namespace quillet::platform::linux_desktop {
+
+/// The modifiers and the group that are locked or latched. Modifiers are real ones: Shift is bit 0.
+struct X11Locks {
+  std::uint8_t lockedModifiers = 0;   ///< for example Lock while Caps Lock is on
+  std::uint8_t lockedGroup = 0;       ///< counted from 0
+  std::uint8_t latchedModifiers = 0;  ///< in effect until the next key, for example by sticky keys
+  std::uint8_t latchedGroup = 0;      ///< added to the locked group until the next key
+  bool operator==(const X11Locks&) const = default;  ///< compares all members
+};
+
+/// The state of the X server's keyboard.
+struct X11KeyboardState {
+  X11Locks locks;                    ///< locks and latches
+  std::vector<std::uint8_t> down;    ///< key codes that are down on any device
+  std::vector<std::uint8_t> tested;  ///< those that are down on the XTEST keyboard
+};
+
+/// A connection to the X server that knows its keymap. One thread at a time.
+///
+/// The keymap is that of the XTEST keyboard, a device of its own: setxkbmap(1) can set another one
+/// for it. The server takes it over for the core keyboard with the first XTEST key.
+class X11Keyboard : public XcbConnection {
+ public:
+  X11Keyboard();
+  ~X11Keyboard();
+
+  bool CanTest() const { return canTest_; }              ///< has the XTEST extension
+  bool HasKeymap() const { return search_ != nullptr; }  ///< has XKB, and its keymap can be read
+  KeymapSearch& Search() { return *search_; }     ///< searches the keymap. Only if HasKeymap.
+  xcb_connection_t* Xcb() const { return xcb_; }  ///< the connection
+
+  /// Reads the state in one round trip.
+  X11KeyboardState ReadState();
+
+  /// Reads the keymap again if the server has reported a change.
+  /// @return true if the keymap is another one
+  bool UpdateKeymap();
+
+  /// Returns true if the core keyboard has another keymap than the XTEST keyboard, which the next
+  /// XTEST key changes. As of the last change of the keymap.
+  bool IsOtherDeviceActive() const { return isOtherActive_; }
+
+  /// Returns true if a key is down on a keyboard of the user. Round trips.
+  bool IsHeldByUser(std::uint8_t code);
+
+  void PutKey(std::uint8_t code, bool down);  ///< queues a key event of the XTEST keyboard
+
+  /// Queues a change of the locks.
+  /// @param latches  true to change the latches, too
+  void PutLocks(const X11Locks& locks, bool latches);
+
+ private:
+  void FindDevices();
+  void FollowKeymap();
+  void SelectEvents(std::uint16_t device);
+  xkb_keymap* ReadKeymap(std::uint16_t device);
+  void LoadKeymap();
+
+  bool canTest_ = false;
+  bool hasInput_ = false;            // the input extension
+  std::uint8_t keyboardEvent_ = 0;   // event type of XKB; 0 if XKB is not available
+  std::uint16_t tester_;             // the XTEST keyboard
+  std::vector<std::uint8_t> users_;  // the other keyboards
+  bool isChanged_ = false;
+  bool isOtherActive_ = false;
+  xkb_context* context_ = nullptr;
+  std::string text_;  // the keymap
+  std::unique_ptr<KeymapSearch> search_;
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,177 @@
+#include "platform/linux/X11SpareKeys.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "platform/linux/Xcb.h"
+#include "platform/linux/XcbXkb.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+constexpr char kProperty[] = "_QUILLET_SPARE_KEYS";
+constexpr char kFourLevels[] = "FOUR_LEVEL";  // Shift and the third level, as in xkeyboard-config
+constexpr std::uint8_t kTwoLevels = 1;        // a canonical type of XKB
+constexpr std::size_t kMostProperty = 1024;   // in units of four bytes
+
+xcb_atom_t Atom(xcb_connection_t* xcb, std::string_view name) {
+  const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
+      xcb, xcb_intern_atom(xcb, 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr)};
+  return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
+
+std::uint32_t Root(xcb_connection_t* xcb) {
+  return xcb_setup_roots_iterator(xcb_get_setup(xcb)).data->root;
+}
+
+std::uint32_t MakeOwner(xcb_connection_t* xcb) {
+  const std::uint32_t window = xcb_generate_id(xcb);
+  xcb_create_window(xcb, 0, window, Root(xcb), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                    XCB_COPY_FROM_PARENT, 0, nullptr);
+  return window;
+}
+
+}  // namespace
+
+X11SpareKeys::X11SpareKeys(xcb_connection_t* xcb)
+    : xcb_(xcb), root_(Root(xcb)), owner_(MakeOwner(xcb)), property_(Atom(xcb, kProperty)) {}
+
+std::size_t X11SpareKeys::Bind(const std::string& characters, const KeymapSearch& search) {
+  const std::vector<std::uint32_t> codes = Codes(search);
+  const std::uint8_t fourLevels = FourLevelType();
+  const std::size_t levels = fourLevels == 0 ? 2 : kLevels;
+  const std::size_t count = std::min(characters.size(), codes.size() * levels);
+  std::vector<Binding> bindings((count + levels - 1) / levels);
+  for (std::size_t i = 0; i < bindings.size(); ++i) bindings[i].code = codes[i];
+  for (std::size_t i = 0; i < count; ++i) {
+    bindings[i / levels].symbols.at(i % levels) = KeysymOf(characters[i]);
+  }
+  for (const Binding& old : std::exchange(bound_, bindings)) {
+    const auto isOld = [&](const Binding& binding) { return binding.code == old.code; };
+    if (std::none_of(bindings.begin(), bindings.end(), isOld)) SetSymbols({old.code, {}}, 0, 0);
+  }
+  // The property comes first: a process that is killed here leaves no unknown binding.
+  WriteProperty();
+  for (const Binding& binding : bindings) {
+    SetSymbols(binding, levels, fourLevels == 0 ? kTwoLevels : fourLevels);
+  }
+  return count;
+}
+
+std::size_t X11SpareKeys::Capacity(const KeymapSearch& search) const {
+  return Codes(search).size() * (FourLevelType() == 0 ? 2 : kLevels);
+}
+
+void X11SpareKeys::Restore() {
+  for (const Binding& binding : bound_) {
+    if (HasSymbols(binding)) SetSymbols({binding.code, {}}, 0, 0);
+  }
+  if (!bound_.empty()) xcb_delete_property(xcb_, root_, property_);
+  bound_.clear();
+  // The server drops the requests of a closed connection when it writes an event to it.
+  const XcbReply<xcb_get_input_focus_reply_t> last{
+      xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr)};
+}
+
+void X11SpareKeys::Recover() {
+  const std::vector<std::uint32_t> property = ReadProperty();
+  if (property.empty() || IsAlive(property[0])) return;
+  for (std::size_t i = 1; i + kLevels < property.size(); i += 1 + kLevels) {
+    Binding binding{property[i], {}};
+    std::copy_n(property.begin() + static_cast<std::ptrdiff_t>(i) + 1, kLevels,
+                binding.symbols.begin());
+    bound_.push_back(binding);
+  }
+  Restore();
+}
+
+std::vector<std::uint32_t> X11SpareKeys::Codes(const KeymapSearch& search) const {
+  std::vector<std::uint32_t> codes = search.UnusedCodes(0);
+  for (const Binding& binding : bound_) codes.push_back(binding.code);
+  std::sort(codes.begin(), codes.end());
+  codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
+  return codes;
+}
+
+// Returns 0 if the keymap has no such type.
+std::uint8_t X11SpareKeys::FourLevelType() const {
+  const xcb_atom_t wanted = Atom(xcb_, kFourLevels);
+  const XcbReply<xcb_xkb_get_names_reply_t> reply{xcb_xkb_get_names_reply(
+      xcb_, xcb_xkb_get_names(xcb_, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_NAME_DETAIL_KEY_TYPE_NAMES),
+      nullptr)};
+  if (!reply) return 0;
+  xcb_xkb_get_names_value_list_t names{};
+  xcb_xkb_get_names_value_list_unpack(xcb_xkb_get_names_value_list(reply.get()), reply->nTypes,
+                                      reply->indicators, reply->virtualMods, reply->groupNames,
+                                      reply->nKeys, reply->nKeyAliases, reply->nRadioGroups,
+                                      reply->which, &names);
+  const xcb_atom_t* const begin = names.typeNames;
+  const xcb_atom_t* const end = begin + reply->nTypes;
+  const auto* const found = std::find(begin, end, wanted);
+  return found == end ? std::uint8_t{0} : static_cast<std::uint8_t>(found - begin);
+}
+
+// Sets the symbols for all keyboards. Without levels, the key gets no symbols.
+void X11SpareKeys::SetSymbols(const Binding& binding, std::size_t levels, std::uint8_t type) {
+  struct {
+    xcb_xkb_key_sym_map_t map;
+    std::array<std::uint32_t, kLevels> symbols;
+  } values{};
+  if (levels != 0)
+    values.map = {{type, type, type, type},
+                  1,
+                  static_cast<std::uint8_t>(levels),
+                  static_cast<std::uint16_t>(levels)};
+  values.symbols = binding.symbols;
+  const auto code = static_cast<xcb_keycode_t>(binding.code);
+  const xcb_setup_t* const setup = xcb_get_setup(xcb_);
+  xcb_xkb_set_map(xcb_, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_MAP_PART_KEY_SYMS, 0, setup->min_keycode,
+                  setup->max_keycode, 0, 0, code, 1, static_cast<std::uint16_t>(levels), 0, 0, 0, 0,
+                  0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, &values);
+}
+
+bool X11SpareKeys::HasSymbols(const Binding& binding) {
+  const auto code = static_cast<xcb_keycode_t>(binding.code);
+  const XcbReply<xcb_xkb_get_map_reply_t> reply{xcb_xkb_get_map_reply(
+      xcb_,
+      xcb_xkb_get_map(xcb_, XCB_XKB_ID_USE_CORE_KBD, 0, XCB_XKB_MAP_PART_KEY_SYMS, 0, 0, code, 1, 0,
+                      0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
+      nullptr)};
+  if (!reply || reply->nKeySyms != 1) return false;
+  const auto* const key = static_cast<const xcb_xkb_key_sym_map_t*>(xcb_xkb_get_map_map(&*reply));
+  const auto* const symbols = reinterpret_cast<const std::uint32_t*>(key + 1);
+  return key->nSyms != 0 && key->nSyms <= kLevels &&
+         std::equal(symbols, symbols + key->nSyms, binding.symbols.begin());
+}
+
+void X11SpareKeys::WriteProperty() {
+  std::vector<std::uint32_t> numbers{owner_};
+  for (const Binding& binding : bound_) {
+    numbers.push_back(binding.code);
+    numbers.insert(numbers.end(), binding.symbols.begin(), binding.symbols.end());
+  }
+  for (const std::uint32_t window : {owner_, root_}) {
+    xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, property_, XCB_ATOM_CARDINAL, 32,
+                        static_cast<std::uint32_t>(numbers.size()), numbers.data());
+  }
+}
+
+std::vector<std::uint32_t> X11SpareKeys::ReadProperty() {
+  const XcbReply<xcb_get_property_reply_t> reply{xcb_get_property_reply(
+      xcb_, xcb_get_property(xcb_, 0, root_, property_, XCB_ATOM_CARDINAL, 0, kMostProperty),
+      nullptr)};
+  if (!reply || reply->format != 32) return {};
+  const auto* const numbers = static_cast<const std::uint32_t*>(xcb_get_property_value(&*reply));
+  return {numbers, numbers + reply->value_len};
+}
+
+// The server may give the ID of an old window to a new one, which then lacks the property.
+bool X11SpareKeys::IsAlive(std::uint32_t owner) {
+  const XcbReply<xcb_get_property_reply_t> reply{xcb_get_property_reply(
+      xcb_, xcb_get_property(xcb_, 0, owner, property_, XCB_ATOM_CARDINAL, 0, 1), nullptr)};
+  return reply && reply->format == 32;
+}
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/linux/KeymapSearch.h"
+
+struct xcb_connection_t;
+
+namespace quillet::platform::linux_desktop {
+
+/// Binds characters that the layout lacks to key codes without symbols. One thread at a time.
+///
+/// A property of the root window lists the bindings, so that the next process removes them if this
+/// one is killed.
+class X11SpareKeys {
+ public:
+  /// @param xcb  a connection with XKB; outlives this object
+  explicit X11SpareKeys(xcb_connection_t* xcb);
+
+  /// Binds characters, instead of those bound so far. Does not wait for the server.
+  /// @param characters  typable characters
+  /// @param search      the present keymap
+  /// @return the number of characters that have been bound, from the first one
+  std::size_t Bind(const std::string& characters, const KeymapSearch& search);
+
+  /// Returns the number of characters that Bind can bind. Round trips.
+  std::size_t Capacity(const KeymapSearch& search) const;
+
+  bool IsBound() const { return !bound_.empty(); }  ///< there are bindings
+
+  /// Removes the bindings, except from key codes that have got other symbols. Waits for the
+  /// server.
+  void Restore();
+
+  /// Removes the bindings of a process that no longer runs.
+  void Recover();
+
+ private:
+  static constexpr std::size_t kLevels = 4;
+  struct Binding {
+    std::uint32_t code = 0;
+    std::array<std::uint32_t, kLevels> symbols{};  // 0 for none
+  };
+
+  std::vector<std::uint32_t> Codes(const KeymapSearch& search) const;
+  std::uint8_t FourLevelType() const;
+  void SetSymbols(const Binding& binding, std::size_t levels, std::uint8_t type);
+  bool HasSymbols(const Binding& binding);
+  void WriteProperty();
+  std::vector<std::uint32_t> ReadProperty();
+  bool IsAlive(std::uint32_t owner);
+
+  xcb_connection_t* const xcb_;
+  const std::uint32_t root_;
+  const std::uint32_t owner_;  // a window that exists as long as the connection
+  const std::uint32_t property_;
+  std::vector<Binding> bound_;
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <cstdint>
+#include <string>
+
+struct xkb_context;
+struct xkb_keymap;
+
+namespace quillet::test {
+
+/// An X client with a window that has the focus. It translates keys with its own copy of the
+/// server's keymap, which it reads again after each change, as toolkits do.
+class TypedText {
+ public:
+  TypedText();
+  ~TypedText();
+  TypedText(const TypedText&) = delete;
+  TypedText& operator=(const TypedText&) = delete;
+
+  /// Returns all text received so far. Handles pending events.
+  const std::string& Text();
+
+  /// Waits until the text is `expected`. @return the text
+  std::string WaitFor(const std::string& expected);
+
+  int Group();                ///< returns the server's present group
+  void LockGroup(int group);  ///< changes the server's present group
+
+  /// Returns the Control-V and Shift-Insert strokes received so far, as "^V" and "^I".
+  const std::string& Shortcuts() const { return shortcuts_; }
+
+ private:
+  void ReadKeymap();
+  void Take(const xcb_key_press_event_t& event);
+
+  xcb_connection_t* const xcb_;
+  xkb_context* const context_;
+  xkb_keymap* keymap_ = nullptr;
+  std::uint8_t keyboardEvent_ = 0;
+  std::string text_;
+  std::string shortcuts_;
+};
+
+}  // namespace quillet::test

@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "output/KeyTables.h"
+#include "platform/linux/X11KeyEvents.h"
+#include "platform/posix/PosixClock.h"
+#include "tests/platform/TypedText.h"
+#include "tests/platform/XServer.h"
+#include "tests/support/RecordingLog.h"
+#include "tests/support/WaitFor.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+std::string EveryCharacter() {
+  std::string all = "\n\t";
+  for (char character = ' '; character <= '~'; ++character) all += character;
+  return all;
+}
+
+std::vector<KeyEvent> EventsOf(std::string_view text) {
+  std::vector<KeyEvent> events;
+  for (const char character : text) {
+    const KeyValue key = KeyForCharacter(static_cast<unsigned char>(character));
+    const auto virtualKey = static_cast<std::uint16_t>(key & kKeyCodeMask);
+    const KeyFlag flag = key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone;
+    events.push_back({virtualKey, true, flag, character});
+    events.push_back({virtualKey, false, KeyFlag::kNone, character});
+  }
+  return events;
+}
+
+std::string OutputOf(const std::string& command) {
+  std::string output;
+  FILE* const pipe = popen(command.c_str(), "r");
+  for (int character = fgetc(pipe); character != EOF; character = fgetc(pipe)) {
+    output += static_cast<char>(character);
+  }
+  EXPECT_EQ(pclose(pipe), 0) << command;
+  return output;
+}
+
+// The keymap, the group, the locks and the keys that are down.
+std::string Keyboard() {
+  return OutputOf("xkbcomp -w0 $DISPLAY - 2>/dev/null") + OutputOf("xset q | grep -A3 'LED'");
+}
+
+class X11KeyEventsTest : public ::testing::Test {
+ protected:
+  void Use(const std::string& layout) { OutputOf("setxkbmap " + layout + " 2>&1"); }
+  void Type(std::string_view text) { keys_->Post(EventsOf(text)); }
+  void ExpectTypes(const std::string& text) {
+    const std::string before = typed_.Text();
+    Type(text);
+    EXPECT_EQ(typed_.WaitFor(before + text).substr(before.size()), text);
+  }
+
+  test::XServer server_;
+  test::RecordingLog log_;
+  posix::PosixClock clock_;
+  std::optional<X11KeyEvents> keys_{std::in_place, log_, clock_};
+  test::TypedText typed_;
+};
+
+class X11LayoutTest : public X11KeyEventsTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(X11LayoutTest, TypesEveryCharacterAndRestoresTheKeymap) {
+  Use(GetParam());
+  const std::string before = Keyboard();
+  ExpectTypes(EveryCharacter());
+  ExpectTypes("4006381333931");
+  EXPECT_EQ(keys_->Untypable(EveryCharacter()), "");
+  keys_->End();
+  EXPECT_TRUE(Keyboard() == before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, X11LayoutTest,
+                         ::testing::Values("us", "de", "fr", "gb", "us dvorak", "tr f", "ru",
+                                           "ch fr", "de neo", "gr", "jp", "ara", "us,de", "'ru,us'",
+                                           "us intl", "us,ru -option caps:shiftlock"));
+
+// Holds or releases a key of the XTEST keyboard, like xdotool.
+void Hold(const std::string& key, bool down) {
+  OutputOf("xdotool " + std::string(down ? "keydown " : "keyup ") + key);
+}
+
+TEST_F(X11KeyEventsTest, TypesWhileLocksAreOn) {
+  for (const char* options : {"", "-option caps:shiftlock", "-option shift:breaks_caps"}) {
+    for (const char* layout : {"us", "de neo", "fr", "ru"}) {
+      Use("-option");
+      Use(std::string(layout) + " " + options);
+      OutputOf("xdotool key Caps_Lock key Num_Lock");
+      const std::string before = Keyboard();
+      ExpectTypes(EveryCharacter());
+      ExpectTypes("abc-12");
+      keys_->End();
+      EXPECT_TRUE(Keyboard() == before) << layout << options;
+      keys_.emplace(log_, clock_);
+      OutputOf("xdotool key Caps_Lock key Num_Lock");
+    }
+  }
+}
+
+TEST_F(X11KeyEventsTest, PutsHeldModifiersAside) {
+  for (const char* key : {"Shift_L", "Control_R", "Alt_L", "Super_L", "ISO_Level3_Shift", "a"}) {
+    Use("de");
+    Hold(key, true);
+    const std::string before = typed_.Text();
+    Type("abc-12");
+    EXPECT_EQ(typed_.WaitFor(before + "abc-12").substr(before.size()), "abc-12") << key;
+    Hold(key, false);
+    ExpectTypes("x");
+  }
+}
+
+TEST_F(X11KeyEventsTest, KeepsHeldShiftPressed) {
+  Hold("Shift_L", true);
+  Type("abc");
+  EXPECT_EQ(typed_.WaitFor("abc"), "abc");
+  OutputOf("xdotool key d");
+  EXPECT_EQ(typed_.WaitFor("abcD"), "abcD");
+}
+
+TEST_F(X11KeyEventsTest, UsesAnotherGroupAndKeepsThePresentOne) {
+  Use("us,de,ru");
+  for (int group = 0; group < 3; ++group) {
+    typed_.LockGroup(group);
+    EXPECT_EQ(typed_.Group(), group);
+    ExpectTypes(EveryCharacter());
+    EXPECT_EQ(typed_.Group(), group);
+  }
+}
+
+TEST_F(X11KeyEventsTest, FollowsALayoutThatChangesInARecord) {
+  std::string text;
+  for (int i = 0; i < 300; ++i) text += EveryCharacter();
+  std::thread typist([&] { Type(text); });
+  std::size_t next = 0;
+  for (const char* layout : {"de", "ru", "us dvorak", "fr", "us"}) {
+    next += 2000;
+    EXPECT_TRUE(test::WaitFor([&] { return typed_.Text().size() >= next; })) << layout;
+    Use(layout);
+  }
+  EXPECT_TRUE(typed_.WaitFor(text) == text);
+  typist.join();
+}
+
+TEST_F(X11KeyEventsTest, TypesIfTheTestKeyboardHasAnotherLayout) {
+  const std::string device =
+      OutputOf("xinput list --id-only 'Virtual core XTEST keyboard' 2>/dev/null || echo 5");
+  Use("us");
+  Use("-device " + device.substr(0, device.find('\n')) + " de");
+  ExpectTypes(EveryCharacter());
+}
+
+TEST_F(X11KeyEventsTest, PastesWithTheKeyOfThePresentLayout) {
+  const KeyEvent paste[] = {{9, true, KeyFlag::kCommand, 'v'}, {9, false, KeyFlag::kNone, 'v'}};
+  struct Case {
+    const char* layout;
+    const char* shortcut;
+  };
+  std::string expected;
+  for (const Case& one : std::initializer_list<Case>{
+           {"us", "^V"}, {"us dvorak", "^V"}, {"tr f", "^V"}, {"ru,us", "^V"}, {"ru", "^I"}}) {
+    Use(one.layout);
+    keys_->Post(paste);
+    expected += one.shortcut;
+    ExpectTypes("x");
+    EXPECT_EQ(typed_.Shortcuts(), expected) << one.layout;
+  }
+}
+
+TEST_F(X11KeyEventsTest, RemovesTheBindingsOfAKilledProcess) {
+  Use("ru");
+  const std::string before = Keyboard();
+  if (const pid_t child = fork(); child == 0) {
+    X11KeyEvents killed(log_, clock_);
+    killed.Post(EventsOf("abc"));
+    killed.Untypable("a");  // a round trip
+    raise(SIGKILL);
+  } else {
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+  }
+  EXPECT_FALSE(Keyboard() == before);
+  keys_->Prepare();
+  EXPECT_TRUE(Keyboard() == before);
+}
+
+}  // namespace
+}  // namespace quillet::platform::linux_desktop
