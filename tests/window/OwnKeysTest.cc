@@ -23,6 +23,7 @@
 #include "output/KeyTables.h"
 #include "platform/linux/X11KeyEvents.h"
 #include "platform/linux/X11OwnKeys.h"
+#include "platform/posix/PosixClock.h"
 #include "platform/qt/QtMainWindow.h"
 #include "platform/qt/QtOwnKeyFilter.h"
 #include "platform/qt/QtPanels.h"
@@ -91,10 +92,11 @@ class OwnKeys : public testing::Test {
   int pressed_ = 0;
   int ignored_ = 0;
   test::RecordingLog log_;
+  platform::posix::PosixClock clock_;
   platform::linux_desktop::X11OwnKeys recognizer_{platform::qt::X11Connection()};
   platform::qt::QtOwnKeyFilter filter_{recognizer_, [this] { ++ignored_; }};
-  X11KeyEvents own_{log_, recognizer_.window()};
-  X11KeyEvents others_{log_};  // another program that types, or the user
+  X11KeyEvents own_{log_, clock_, recognizer_.window()};
+  X11KeyEvents others_{log_, clock_};  // another program that types, or the user
   platform::qt::QtMainWindow window_;
   QLineEdit field_;
 };
