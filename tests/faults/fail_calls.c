@@ -124,27 +124,41 @@ static void Remember(int descriptor, const char* file, const char* path) {
   entry->file = file;
 }
 
-#define OPEN(name, kind, parameters, ...)                                                \
+/* Returns `path`, or the path of the folder if `path` is "." in that folder. */
+static const char* WholePath(int folder, const char* path, char place[PATH_MAX]) {
+  if (folder == AT_FDCWD || strcmp(path, ".") != 0) return path;
+  char link[64];
+  snprintf(link, sizeof link, "/proc/self/fd/%d", folder);
+  const ssize_t length = readlink(link, place, PATH_MAX - 1);
+  place[length < 0 ? 0 : length] = '\0';
+  return place;
+}
+
+/* Does not count folders that are opened only to reach what they contain. */
+#define OPEN(name, folder, parameters, ...)                                              \
   int name parameters {                                                                  \
     NEXT(name);                                                                          \
     va_list arguments;                                                                   \
     va_start(arguments, flags);                                                          \
     const mode_t mode = flags & (O_CREAT | __O_TMPFILE) ? va_arg(arguments, mode_t) : 0; \
     va_end(arguments);                                                                   \
-    const char* const file = FileOf(path);                                               \
+    char place[PATH_MAX];                                                                \
+    const char* const whole = WholePath(folder, path, place);                            \
+    const char* const file = flags & O_PATH ? NULL : FileOf(whole);                      \
     if (file == NULL) {                                                                  \
       const int descriptor = next(__VA_ARGS__, flags, mode);                             \
       Remember(descriptor, NULL, path);                                                  \
       return descriptor;                                                                 \
     }                                                                                    \
-    CALL(int, flags & O_CREAT ? "create" : kind, file, path, next(__VA_ARGS__, flags, mode)); \
-    Remember(result, file, path);                                                        \
+    CALL(int, flags & O_CREAT ? "create" : "open", file, whole,                          \
+         next(__VA_ARGS__, flags, mode));                                                \
+    Remember(result, file, whole);                                                       \
     return result;                                                                       \
   }
-OPEN(open, "open", (const char* path, int flags, ...), path)
-OPEN(open64, "open", (const char* path, int flags, ...), path)
-OPEN(openat, "open", (int folder, const char* path, int flags, ...), folder, path)
-OPEN(openat64, "open", (int folder, const char* path, int flags, ...), folder, path)
+OPEN(open, AT_FDCWD, (const char* path, int flags, ...), path)
+OPEN(open64, AT_FDCWD, (const char* path, int flags, ...), path)
+OPEN(openat, at, (int at, const char* path, int flags, ...), at, path)
+OPEN(openat64, at, (int at, const char* path, int flags, ...), at, path)
 
 /* Programs built with _FORTIFY_SOURCE call these functions if they have no mode. */
 int __open_2(const char* path, int flags) {
