@@ -75,14 +75,14 @@ class CreatedFilesTest(OtherUsersTest):
 
     def test_writes_although_names_are_taken(self):
         now = datetime.datetime.now()
-        names = [(now + datetime.timedelta(seconds=i)).strftime("QuilletData005771_%Y%m%d_%H%M%S.txt")
-                 for i in range(300)]
+        times = [now + datetime.timedelta(seconds=second) for second in range(300)]
+        names = " ".join(f"QuilletData005771_{time:%Y%m%d_%H%M%S}.txt" for time in times)
         put(_PRIVATE, "private\r\n")
         # Unlike the owner of the folder, this user cannot replace files of other users.
         os.rmdir(SHARED)
         os.chmod("/Users", 0o1777)
         other_user.run(f"mkdir -m 1777 {SHARED}")
-        other_user.run(f"cd {SHARED}; for name in {' '.join(names)}; do ln -s {_PRIVATE} $name; done")
+        other_user.run(f"cd {SHARED}; for name in {names}; do ln -s {_PRIVATE} $name; done")
         self.connect()
         self.quillet.press("Synchronize")
         strip = self.quillet.wait_for_message(r"2 records in \d+ s: (.*)", "Open file",

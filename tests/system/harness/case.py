@@ -204,8 +204,8 @@ class SystemTest(ProductTest):
 
 
 class OtherUserTest(SystemTest):
-    """A test with another user. /Users/Shared is as in the package: root owns the folder, every user
-    may create files in it, but not rename or delete other users' files."""
+    """A test with another user. As in the package, every user may create files in /Users/Shared,
+    but not rename or delete other users' files."""
 
     def setUp(self):
         if not other_user.available():

@@ -30,11 +30,12 @@ _SANITIZERS = {
 class Quillet:
     """The running program under test."""
 
-    def __init__(self, desktop, devices, *, environment=None, **popen):
+    def __init__(self, desktop, devices, *, environment=None, prefix=(), **popen):
         self._desktop = desktop
         environment = (desktop.environment | devices.environment | _SANITIZERS
                        | (environment or {}))
-        self.process = Process("quillet", [os.environ["SYSTEM_TEST_QUILLET"]], environment, **popen)
+        self.process = Process("quillet", [*prefix, os.environ["SYSTEM_TEST_QUILLET"]], environment,
+                               **popen)
         self.last_view = ""
         self._frame_node = None
         self._view_node = None
