@@ -219,7 +219,7 @@ void RunMessages::RecordDelivered(std::int32_t destination) {
                      std::string("A scan was ") +
                          (parts_.session.bNonEnglish ? "pasted" : "typed") + " into " + receiver +
                          ". To keep scans in Quillet, choose another destination.",
-                     {{"Settings", open}});
+                     {{"Open settings", open}});
 }
 
 void RunMessages::ScannerErased() {

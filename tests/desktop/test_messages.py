@@ -3,7 +3,7 @@
 import os
 import shutil
 
-from editors import TEXT_WINDOW
+from editors import TEXT_WINDOW, TextWindow
 from harness import settings
 from harness.case import messages, wait_until
 from harness.settings_window import SettingsWindow
@@ -80,3 +80,25 @@ class NoTypingTest(TypingCase):
             with open(f"{prefix}/opened", encoding="ascii") as file:
                 return file.read()
         wait_until(lambda: opened().strip().endswith(guide), opened)
+
+
+class FirstScanTest(TypingCase):
+
+    def test_announces_the_first_scan_for_a_program(self):
+        self.connect([], data_only(destination=2))
+        editor = TextWindow(self)
+        (scanner,) = self.scanners
+        scanner.scan(4, "A-1")
+        editor.wait_for_text("A-1\n")
+        self.quillet.wait_for_message(
+            r"A scan was typed into the active application\. To keep scans in Quillet, choose "
+            r"another destination\.", "Open settings")
+        self.quillet.press_in_strip("Open settings")
+        window = SettingsWindow(self.desktop, self.quillet)
+        window.wait_until_open()
+        window.type_keys("Escape")
+        window.wait_until_closed()
+        editor.focus()
+        scanner.scan(4, "B-2")
+        editor.wait_for_text("A-1\nB-2\n")
+        self.quillet.wait_for_message("")

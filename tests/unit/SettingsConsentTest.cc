@@ -346,7 +346,7 @@ TEST_F(ScanNoticeTest, AnnouncesTheFirstScanForEachProgram) {
       MessageAfterScan(),
       "A scan was typed into the active application. To keep scans in Quillet, choose another "
       "destination.");
-  EXPECT_EQ(strip.Buttons(), Strings{"Settings"});
+  EXPECT_EQ(strip.Buttons(), Strings{"Open settings"});
   strip.Press(0);
   EXPECT_TRUE(form.settingsWindow().IsShown());
   form.Cancel();
