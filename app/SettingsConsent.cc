@@ -27,7 +27,7 @@ std::string Stored(const SensitiveActions& actions) {
   if (!actions.file.empty()) {
     text += (actions.appends ? "append " : "file ") + EscapedText(actions.file) + "\n";
   }
-  if (actions.synchronizes) text += "synchronize\n";
+  if (actions.synchronizes) text += actions.types ? "synchronize and type\n" : "synchronize\n";
   if (actions.erases) text += "erase\n";
   return text;
 }
@@ -38,6 +38,8 @@ SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFold
   SensitiveActions actions{.synchronizes = settings.bAutoSync != 0,
                            .erases = settings.bClearMemory != 0};
   const std::string& file = settings.filename.Get();
+  actions.types = actions.synchronizes && settings.destination != kToFile &&
+                  settings.destination != kToView && settings.destination != kToNamedApplication;
   if (settings.destination == kToNamedApplication) actions.application = settings.appname.Get();
   if (settings.destination == kToFile && !file.empty() && file != dataFolder + kPlaceholder &&
       !IsInFolder(file, dataFolder)) {
@@ -64,6 +66,7 @@ std::vector<std::string> Described(const SensitiveActions& actions) {
         file);
   }
   if (actions.synchronizes) add("Synchronize as soon as a scanner is connected");
+  if (actions.types) add("Type the records into the active application");
   if (actions.erases) add("Erase the scanner after each synchronization");
   return sentences;
 }

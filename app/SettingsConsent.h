@@ -18,6 +18,7 @@ struct SensitiveActions {
   std::string file = {};      ///< path of the output file, if outside the data folder; empty: none
   bool appends = false;       ///< records are added to `file`
   bool synchronizes = false;  ///< runs begin automatically
+  bool types = false;         ///< these runs type or paste into the active application
   bool erases = false;        ///< runs erase the scanner
   bool operator==(const SensitiveActions&) const = default;  ///< compares all members
 };

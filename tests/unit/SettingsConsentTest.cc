@@ -53,6 +53,9 @@ TEST(SensitiveActionsTest, DescribesEachAction) {
        {"Add the records to this file: /home/bea/list"}},
       {{.path = "/home/bea/stock/sn_timestamp.txt"},
        {"Write each synchronization to a new file: /home/bea/stock….txt"}},
+      {{.destination = kToActiveApplication, .autosync = true},
+       {"Synchronize as soon as a scanner is connected",
+        "Type the records into the active application"}},
       {{.autosync = true, .clearmemory = true},
        {"Synchronize as soon as a scanner is connected",
         "Erase the scanner after each synchronization"}},
@@ -152,6 +155,12 @@ TEST_F(SettingsConsentTest, AsksOncePerChange) {
   EXPECT_EQ(display.text(), kMessage);
   EXPECT_EQ(settings->bClearMemory, 0);
   EXPECT_EQ(confirmations, 1);
+  changed.destination = kToView;
+  Start(changed);
+  Review(true);
+  changed.destination = kToActiveApplication;
+  Start(changed);
+  EXPECT_EQ(display.text(), kMessage) << "automatic runs would now type";
 }
 
 TEST_F(SettingsConsentTest, OffersTheReviewAgainAfterNotNow) {
