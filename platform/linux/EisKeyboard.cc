@@ -30,6 +30,10 @@ enum EiEventType {
 };
 constexpr int kKeyboardCapability = 1 << 2;
 
+// Keymaps give modifiers to higher codes, such as <HYPR>, which desktops ignore because no keyboard
+// has these keys (Mutter 48).
+constexpr std::uint32_t kHighestRealCode = 8 + 127;
+
 }  // namespace
 
 // The functions that are used, under their names without "ei_".
@@ -101,7 +105,7 @@ std::unique_ptr<KeymapSearch> ReadKeymap(int file, std::size_t size) {
   if (xkb_keymap* const keymap =
           xkb_keymap_new_from_buffer(context, static_cast<const char*>(text), length,
                                      XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
-    search = std::make_unique<KeymapSearch>(keymap);
+    search = std::make_unique<KeymapSearch>(keymap, kHighestRealCode);
     xkb_keymap_unref(keymap);
   }
   xkb_context_unref(context);
