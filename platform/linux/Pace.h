@@ -19,11 +19,10 @@ class Pace {
        std::chrono::microseconds pause)
       : clock_(clock), timePerEvent_(timePerEvent), mostAhead_(mostAhead), pause_(pause) {}
 
-  /// Call before `count` events are sent. Pauses if they would be too far ahead.
+  /// Call before `count` events are sent. Pauses while they would be too far ahead.
   void Wait(std::size_t count) {
-    if (allRead_ + count * timePerEvent_ > clock_.Now() + mostAhead_ * timePerEvent_) {
-      clock_.Sleep(pause_);
-    }
+    const auto most = std::max(mostAhead_, count) * timePerEvent_;
+    while (allRead_ + count * timePerEvent_ > clock_.Now() + most) clock_.Sleep(pause_);
     allRead_ = std::max(allRead_, clock_.Now()) + count * timePerEvent_;
   }
 

@@ -31,7 +31,7 @@ constexpr auto kAnswerLimit = 3s;
 // As for WaylandKeyEvents: applications must be able to read the keys.
 constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
-constexpr auto kPressPause = 60ms;
+constexpr auto kPressPause = 10ms;
 
 // Time in which applications prepare for a new keyboard, which may be the first of the seat.
 constexpr auto kNewEisKeyboardPause = 300ms;
@@ -76,15 +76,15 @@ std::vector<KeyStroke> StrokesOf(const KeyChord& chord) {
   return strokes;
 }
 
-// Returns false if the desktop has refused.
-bool PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press) {
-  const std::uint32_t keysym = KeysymOf(press.character);
-  const bool withControl = press.flag == KeyFlag::kCommand;
-  bool isAccepted = !withControl || desktop.PressKeysym(XKB_KEY_Control_L, true);
-  isAccepted = isAccepted && desktop.PressKeysym(keysym, true);
-  isAccepted = isAccepted && desktop.PressKeysym(keysym, false);
-  if (withControl) isAccepted = desktop.PressKeysym(XKB_KEY_Control_L, false) && isAccepted;
-  return isAccepted;
+// Waits until the keyboard accepts keys. The desktop replaces it when the layout changes.
+bool AwaitReady(EisKeyboard& keyboard) {
+  const auto end = steady_clock::now() + kEisLimit;
+  while (!keyboard.IsReady() && !keyboard.HasEnded() && steady_clock::now() < end) {
+    pollfd poll{keyboard.descriptor(), POLLIN, 0};
+    ::poll(&poll, 1, 100);
+    keyboard.Dispatch();
+  }
+  return keyboard.IsReady();
 }
 
 // Returns a connected keyboard, or null if the portal or the system does not support libei.
@@ -93,12 +93,7 @@ std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop, Clock& cloc
   UniqueFd connection = desktop.ConnectToEis();
   if (!connection.IsOpen()) return nullptr;
   auto keyboard = std::make_unique<EisKeyboard>(std::move(connection));
-  const auto end = steady_clock::now() + kEisLimit;
-  while (!keyboard->IsReady() && !keyboard->HasEnded() && steady_clock::now() < end) {
-    pollfd poll{keyboard->descriptor(), POLLIN, 0};
-    ::poll(&poll, 1, 100);
-    keyboard->Dispatch();
-  }
+  AwaitReady(*keyboard);
   clock.Sleep(kNewEisKeyboardPause);
   return keyboard;
 }
@@ -154,7 +149,7 @@ void PortalKeyEvents::Post(std::span<const KeyEvent> events) {
 std::string PortalKeyEvents::Untypable(std::string_view text) {
   std::string missing;
   Do([&](RemoteDesktop&, EisKeyboard* keyboard) {
-    if (keyboard == nullptr || keyboard->keymap() == nullptr) return;
+    if (keyboard == nullptr || !AwaitReady(*keyboard)) return;
     for (const char character : text) {
       const KeyEvent press{0, true, KeyFlag::kNone, character};
       if (missing.find(character) == std::string::npos &&
@@ -261,21 +256,35 @@ void PortalKeyEvents::Send(std::span<const KeyEvent> presses) {
   Do([&](RemoteDesktop& desktop, EisKeyboard* keyboard) {
     for (const KeyEvent& press : presses) {
       if (keyboard == nullptr) {
-        const KeyStroke any[] = {{kAnyKey, true}, {kAnyKey, false}};
-        sent_.BeginWrite(any, clock_.Now());
         PressKeysyms(desktop, press);
-        sent_.EndWrite(clock_.Now());
-        continue;
+      } else {
+        PressKeys(*keyboard, press);
       }
-      if (keyboard->keymap() == nullptr) return;
-      const auto chord = ChordFor(press, *keyboard->keymap(), keyboard->state());
-      if (!chord) continue;
-      const auto strokes = StrokesOf(*chord);
-      sent_.BeginWrite(strokes, clock_.Now());
-      for (const KeyStroke stroke : strokes) keyboard->Press(stroke.code, stroke.down);
-      sent_.EndWrite(clock_.Now());
     }
   });
+}
+
+void PortalKeyEvents::PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press) {
+  const bool withControl = press.flag == KeyFlag::kCommand;
+  std::vector<KeyStroke> strokes(withControl ? 4 : 2, {kAnyKey, true});
+  for (std::size_t i = strokes.size() / 2; i < strokes.size(); ++i) strokes[i].down = false;
+  sent_.BeginWrite(strokes, clock_.Now());
+  if (withControl) desktop.PressKeysym(XKB_KEY_Control_L, true);
+  desktop.PressKeysym(KeysymOf(press.character), true);
+  desktop.PressKeysym(KeysymOf(press.character), false);
+  if (withControl) desktop.PressKeysym(XKB_KEY_Control_L, false);
+  sent_.EndWrite(clock_.Now());
+}
+
+void PortalKeyEvents::PressKeys(EisKeyboard& keyboard, const KeyEvent& press) {
+  keyboard.Dispatch();  // the layout may have changed
+  if (!AwaitReady(keyboard)) return;
+  const auto chord = ChordFor(press, *keyboard.keymap(), keyboard.state());
+  if (!chord) return;
+  const auto strokes = StrokesOf(*chord);
+  sent_.BeginWrite(strokes, clock_.Now());
+  for (const KeyStroke stroke : strokes) keyboard.Press(stroke.code, stroke.down);
+  sent_.EndWrite(clock_.Now());
 }
 
 void PortalKeyEvents::Wake() {

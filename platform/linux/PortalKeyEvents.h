@@ -65,6 +65,8 @@ class PortalKeyEvents final : public KeyEvents {
   State AwaitAnswer();
   void Do(const Job& job);
   void Send(std::span<const KeyEvent> presses);
+  void PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press);
+  void PressKeys(EisKeyboard& keyboard, const KeyEvent& press);
   void Wake();
   std::string ReadToken() const;
   void WriteToken(const std::string& token) const;
