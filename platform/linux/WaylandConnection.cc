@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -46,6 +47,7 @@ WaylandConnection::WaylandConnection(const wl_interface& wanted)
 
 WaylandConnection::~WaylandConnection() {
   if (display_ == nullptr) return;
+  if (sync_ != nullptr) wl_callback_destroy(sync_);
   if (wanted_ != nullptr) wl_proxy_destroy(wanted_);
   if (seat_ != nullptr) wl_seat_destroy(seat_);
   if (registry_ != nullptr) wl_registry_destroy(registry_);
@@ -53,7 +55,7 @@ WaylandConnection::~WaylandConnection() {
 }
 
 bool WaylandConnection::IsBroken() const {
-  return display_ == nullptr || gaveUp_ || wl_display_get_error(display_) != 0;
+  return display_ == nullptr || wl_display_get_error(display_) != 0;
 }
 
 void WaylandConnection::Bind(wl_registry* registry, std::uint32_t name, const char* interface) {
@@ -75,16 +77,17 @@ void WaylandConnection::Bind(wl_registry* registry, std::uint32_t name, const ch
 bool WaylandConnection::Roundtrip(std::chrono::milliseconds limit) {
   if (IsBroken()) return false;
   static constexpr wl_callback_listener kListener = {
-      .done = [](void* done, wl_callback*, std::uint32_t) { *static_cast<bool*>(done) = true; }};
-  bool done = false;
-  wl_callback* const callback = wl_display_sync(display_);
-  wl_callback_add_listener(callback, &kListener, &done);
-  const auto deadline = steady_clock::now() + limit;
-  while (!done && Dispatch(deadline)) {
+      .done = [](void* self, wl_callback*, std::uint32_t) {
+        wl_callback_destroy(std::exchange(static_cast<WaylandConnection*>(self)->sync_, nullptr));
+      }};
+  if (sync_ == nullptr) {
+    sync_ = wl_display_sync(display_);
+    wl_callback_add_listener(sync_, &kListener, this);
   }
-  wl_callback_destroy(callback);
-  if (!done) gaveUp_ = true;
-  return done;
+  const auto deadline = steady_clock::now() + limit;
+  while (sync_ != nullptr && Dispatch(deadline)) {
+  }
+  return sync_ == nullptr;
 }
 
 // Sends requests, then handles events as soon as some arrive.

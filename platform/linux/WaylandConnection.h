@@ -4,7 +4,6 @@
 #include <cstdint>
 
 struct wl_callback;
-struct wl_callback_listener;
 struct wl_display;
 struct wl_interface;
 struct wl_proxy;
@@ -30,9 +29,13 @@ class WaylandConnection {
   bool seatHasKeyboard() const { return hasKeyboard_; }  ///< as of the last Roundtrip
   wl_proxy* wanted() const { return wanted_; }  ///< null if the compositor does not offer it
 
-  /// Sends all requests and waits until the compositor has processed them.
-  /// @return false if the connection has ended or does so because `limit` has passed
+  /// Sends all requests and waits until the compositor has processed them. If the limit has passed
+  /// in an earlier call, waits for the requests of that call only.
+  /// @return false if the connection has ended, or the limit has passed; see IsBehind
   bool Roundtrip(std::chrono::milliseconds limit);
+
+  /// Returns true if a Roundtrip was too short. The requests are still waiting for the compositor.
+  bool IsBehind() const { return sync_ != nullptr; }
 
  private:
   using Deadline = std::chrono::steady_clock::time_point;
@@ -46,7 +49,7 @@ class WaylandConnection {
   wl_seat* seat_ = nullptr;
   wl_proxy* wanted_ = nullptr;
   bool hasKeyboard_ = false;
-  bool gaveUp_ = false;
+  wl_callback* sync_ = nullptr;  // pending
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr std::uint32_t kControlMask = 4;  // X11 protocol, section 2: #x0004 is Control
 
-constexpr auto kCompositorLimit = 20s;
+constexpr char kNotAccepted[] = "the Wayland compositor does not accept the keys";
 constexpr auto kFirstKeyPause = 300ms;
 
 // A compositor ends an application whose socket is full. About 280 writes of any size fit there, or
@@ -28,8 +28,7 @@ constexpr auto kFirstKeyPause = 300ms;
 // 1,250 characters per second, an application may therefore stop reading for 2.5 s.
 constexpr std::size_t kStrokesAtOnce = 140;
 constexpr std::chrono::nanoseconds kTimePerStroke = 400us;
-constexpr auto kTypingPause = 60ms;
-static_assert(kStrokesAtOnce * kTimePerStroke < kTypingPause);
+constexpr auto kTypingPause = 10ms;
 
 // Returns a file with the text and a final NUL.
 UniqueFd MakeFile(const std::string& text) {
@@ -43,7 +42,7 @@ UniqueFd MakeFile(const std::string& text) {
 
 class WaylandKeyEvents::Keyboard {
  public:
-  explicit Keyboard(Clock& clock) {
+  Keyboard(Clock& clock, std::chrono::milliseconds patience) : patience_(patience) {
     if (!IsOffered()) return;
     auto* const manager = connection_.wanted();
     // The null pointer is the place of the new keyboard.
@@ -74,7 +73,8 @@ class WaylandKeyEvents::Keyboard {
             std::uint32_t{stroke.down});
     if (stroke.code == KEY_LEFTCTRL) SetModifiers(stroke.down ? kControlMask : 0);
   }
-  bool Finish() { return connection_.Roundtrip(kCompositorLimit); }
+  bool IsBehind() const { return connection_.IsBehind(); }
+  bool Finish() { return connection_.Roundtrip(patience_); }
 
  private:
   template <class... Arguments>
@@ -87,13 +87,16 @@ class WaylandKeyEvents::Keyboard {
             std::uint32_t{0}, std::uint32_t{0});
   }
 
+  const std::chrono::milliseconds patience_;
   WaylandConnection connection_{VirtualKeyboardManagerInterface()};
   wl_proxy* keyboard_ = nullptr;
 };
 
-WaylandKeyEvents::WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent)
+WaylandKeyEvents::WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
+                                   std::chrono::milliseconds patience)
     : clock_(clock),
       sent_(sent),
+      patience_(patience),
       failure_(log),
       pace_(clock, kTimePerStroke, kStrokesAtOnce, kTypingPause) {}
 
@@ -105,7 +108,7 @@ bool WaylandKeyEvents::IsOffered() {
 
 bool WaylandKeyEvents::Connect() {
   if (keyboard_ && keyboard_->IsOffered()) return true;
-  keyboard_ = std::make_unique<Keyboard>(clock_);
+  keyboard_ = std::make_unique<Keyboard>(clock_, patience_);
   return keyboard_->IsOffered();
 }
 
@@ -132,6 +135,7 @@ void WaylandKeyEvents::Send(std::span<const KeyStroke> strokes) {
                             ? "the Wayland compositor offers no virtual keyboard"
                             : "the Wayland compositor cannot be reached");
   }
+  if (keyboard_->IsBehind() && !keyboard_->Finish()) return failure_.Set(kNotAccepted);
   pace_.Wait(strokes.size());
   const auto now = clock_.Now();
   const auto time = static_cast<std::uint32_t>(
@@ -143,7 +147,7 @@ void WaylandKeyEvents::Send(std::span<const KeyStroke> strokes) {
   if (isAccepted) {
     failure_.Clear();
   } else {
-    failure_.Set("the Wayland compositor does not accept the keys");
+    failure_.Set(kNotAccepted);
   }
 }
 

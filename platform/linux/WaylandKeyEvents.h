@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <span>
 #include <string>
@@ -23,7 +24,9 @@ class WaylandKeyEvents final : public KeyEvents {
   /// @param log    receives one line if keys cannot be typed; outlives this object
   /// @param clock  used for pauses and for the times of events; outlives this object
   /// @param sent   learns which strokes are sent; outlives this object
-  WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent);
+  /// @param patience  time to wait for a compositor that does not respond
+  WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
+                   std::chrono::milliseconds patience = std::chrono::seconds(20));
   ~WaylandKeyEvents() override;
 
   /// Returns true if the compositor offers virtual keyboards. Connects to it for this. Any thread.
@@ -41,6 +44,7 @@ class WaylandKeyEvents final : public KeyEvents {
 
   Clock& clock_;
   SentKeys& sent_;
+  const std::chrono::milliseconds patience_;
   TypingFailure failure_;
   std::unique_ptr<Keyboard> keyboard_;
   Pace pace_;

@@ -106,6 +106,10 @@ Compositor::~Compositor() {
 void Compositor::Run() {
   constexpr int kMilliseconds = 5;
   while (!isEnding_) {
+    if (isStopped_) {
+      std::this_thread::yield();
+      continue;
+    }
     wl_event_loop_dispatch(wl_display_get_event_loop(display_), kMilliseconds);
     wl_display_flush_clients(display_);
     if (disconnects_) {

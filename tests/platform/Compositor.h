@@ -33,9 +33,11 @@ class Compositor {
   explicit Compositor(bool offersKeyboards = true);
   ~Compositor();
 
-  std::vector<Key> keys() const;  ///< all keys so far
-  std::string text() const;       ///< the characters of all keys so far
-  void Disconnect();              ///< ends the connections of all clients
+  std::vector<Key> keys() const;      ///< all keys so far
+  std::string text() const;           ///< the characters of all keys so far
+  void Stop() { isStopped_ = true; }  ///< does not respond until Continue
+  void Continue() { isStopped_ = false; }
+  void Disconnect();  ///< ends the connections of all clients
 
  private:
   struct Protocol;
@@ -50,6 +52,7 @@ class Compositor {
   xkb_context* const xkb_;
   std::atomic<bool> isEnding_ = false;
   std::atomic<bool> disconnects_ = false;
+  std::atomic<bool> isStopped_ = false;
 
   mutable std::mutex mutex_;  // guards the following
   std::vector<Key> keys_;

@@ -9,6 +9,7 @@
 #include "tests/platform/Compositor.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/RecordingLog.h"
+#include "tests/support/WaitFor.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -123,6 +124,25 @@ TEST_F(WaylandKeyEventsTest, ReconnectsAfterTheCompositorHasRestarted) {
   Type("c");
   EXPECT_EQ(compositor.text(), "ac");
   EXPECT_EQ(keys.Problem(), "");
+}
+
+TEST_F(WaylandKeyEventsTest, LosesNoKeyIfTheCompositorIsSlow) {
+  Compositor compositor;
+  WaylandKeyEvents impatient(log, clock, sent, 50ms);
+  const auto type = [&](char character) {
+    const KeyEvent press[] = {{0, true, KeyFlag::kNone, character},
+                              {0, false, KeyFlag::kNone, character}};
+    impatient.Post(press);
+    return impatient.Problem().empty();
+  };
+  ASSERT_TRUE(test::WaitFor([&] { return type('a'); }));
+  const std::string before = compositor.text();
+  compositor.Stop();
+  EXPECT_TRUE(test::WaitFor([&] { return !type('b'); }));
+  compositor.Continue();
+  EXPECT_TRUE(test::WaitFor([&] { return type('c'); }));
+  EXPECT_TRUE(compositor.text().starts_with(before + "b"));
+  EXPECT_TRUE(compositor.text().ends_with("c"));
 }
 
 TEST_F(WaylandKeyEventsTest, SaysWhatIsMissing) {
