@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "base/Log.h"
-#include "output/SettingsImage.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {
@@ -107,11 +106,8 @@ LumetFile::Registry LumetFile::Read(std::span<char> dest, bool registry) {
   if (!file.contents) return result;
   // Without a byte-order mark, the bytes are kept unchanged: the fields have fixed byte positions,
   // and stored paths may be in any encoding.
-  std::string text =
+  const std::string text =
       HasByteOrderMark(*file.contents) ? DecodeTextFile(*file.contents) : *file.contents;
-  // The next Save writes the whole text. In a folder of another user, it may be that of a private
-  // file, to which that user has created a link.
-  if (file.custody == platform::Custody::kForeign) DropRemainder(text);
   const std::size_t count = std::min(text.size(), dest.size() - 1);
   std::memcpy(dest.data(), text.data(), count);
   dest[count] = '\0';

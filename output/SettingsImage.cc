@@ -96,16 +96,4 @@ std::string ReadName(const SettingsImage& image, std::size_t position) {
   return length == area.npos ? std::string() : std::string(area.substr(0, length));
 }
 
-void DropRemainder(std::string& text) {
-  const auto fill = [&text](std::size_t begin, std::size_t end) {
-    for (; begin < std::min(end, text.size()); ++begin) text[begin] = kFiller;
-  };
-  for (const std::size_t position : {kApplicationNamePosition, kFileNamePosition}) {
-    const std::size_t end = position + kNameArea;
-    const std::size_t nameEnd = text.find(kNameEnd, position);
-    fill(nameEnd < end ? nameEnd + 1 : position, end);
-  }
-  fill(kFileNamePosition + kNameArea, text.size());
-}
-
 }  // namespace quillet

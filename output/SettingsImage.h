@@ -43,8 +43,4 @@ void WriteName(SettingsImage& image, std::size_t position, std::string_view name
 /// characters contain no carriage return.
 std::string ReadName(const SettingsImage& image, std::size_t position);
 
-/// Replaces all characters of a settings text after the numbers that do not belong to a name with
-/// filler.
-void DropRemainder(std::string& text);
-
 }  // namespace quillet

@@ -171,12 +171,12 @@ class AddedRecordsTest(OtherUsersTest):
 class ProgramsOfOthersTest(OtherUsersTest):
 
     def test_do_not_count_as_the_target_application(self):
-        os.mkdir("/tmp/started")
-        os.chmod("/tmp/started", 0o1777)
-        put("/tmp/editor", "#!/bin/sh\n: >/tmp/started/$(id -u)\nsleep 600\n", 0o755)
+        os.mkdir("/tmp/editor.starts")
+        os.chmod("/tmp/editor.starts", 0o1777)
+        put("/tmp/editor", "#!/bin/sh\n: >/tmp/editor.starts/$(id -u)\nsleep 600\n", 0o755)
         other_user.run("/tmp/editor >/dev/null 2>&1 & :")
-        wait_until(lambda: os.listdir("/tmp/started"), "the program of the other user")
+        wait_until(lambda: os.listdir("/tmp/editor.starts"), "the program of the other user")
         Settings(destination=3, application="/tmp/editor").save()
         self.connect(records=0)
         self.synchronize(messages.EMPTY_RUN)
-        wait_until(lambda: os.path.exists(f"/tmp/started/{os.getuid()}"), "the user's program")
+        wait_until(lambda: os.path.exists(f"/tmp/editor.starts/{os.getuid()}"), "the user's program")

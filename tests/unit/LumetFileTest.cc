@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <cerrno>
 
 #include "output/LumetFile.h"
@@ -124,18 +123,12 @@ TEST_F(LumetFileTest, SavesSettingsUpToTheFirstNul) {
   EXPECT_EQ(FileContents(settingsPath), "ab");
 }
 
-TEST_F(LumetFileTest, KeepsOnlyTheNamesOfForeignSettings) {
-  std::string text(1023, 'x');
-  text.replace(256, 4, "app\r").replace(384, 5, "file\r");
-  PutSettings(text);
-  std::array<char, 1024> read{};
-  EXPECT_EQ(file.ReadRegistry(read).custody, platform::Custody::kTrusted);
-  EXPECT_EQ(read.data(), text);
+TEST_F(LumetFileTest, SaysWhoCouldHaveWrittenTheSettings) {
+  PutSettings("settings");
+  char buffer[16];
+  EXPECT_EQ(file.ReadRegistry(buffer).custody, platform::Custody::kTrusted);
   chmod(settingsPath.c_str(), 0666);
-  EXPECT_EQ(file.ReadRegistry(read).custody, platform::Custody::kForeign);
-  const std::string expected =
-      std::string(256, 'x') + "app\r" + std::string(124, '0') + "file\r" + std::string(634, '0');
-  EXPECT_EQ(read.data(), expected);
+  EXPECT_EQ(file.ReadRegistry(buffer).custody, platform::Custody::kForeign);
 }
 
 TEST_F(LumetFileTest, DoesNotSaveSettingsThroughALink) {
