@@ -23,7 +23,8 @@ struct SensitiveActions {
   bool operator==(const SensitiveActions&) const = default;  ///< compares all members
 };
 
-/// Returns the sensitive actions of `settings`. The default output path is not sensitive.
+/// Returns the sensitive actions of settings. The default output path is not sensitive.
+/// @param settings    the settings in force
 /// @param dataFolder  absolute path of the data folder
 SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFolder);
 

@@ -318,8 +318,8 @@ void SyncController::TavoInitializationDone(bool connected) {
   DisplayConnectionMessage(portIndex);
   // Shown even if no scanner is connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
-  // An exchange, so that this thread sees the settings that a confirmation put in force before it
-  // found no run due.
+  // The exchange makes the settings of a confirmation visible here if the confirmation has found no
+  // run due.
   run_.automaticRunIsDue.exchange(connected);
   RunAutomatically();
 }
