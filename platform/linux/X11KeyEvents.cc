@@ -42,8 +42,14 @@ constexpr char kTypable[] =
     "\n\t !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`"
     "abcdefghijklmnopqrstuvwxyz{|}~";
 
-bool IsTyped(const KeyEvent& event) {
-  return event.down && event.character != 0 && event.flag != KeyFlag::kCommand;
+std::string TextOf(std::span<const KeyEvent> events) {
+  std::string text;
+  for (const KeyEvent& event : events) {
+    if (event.down && event.character != 0 && event.flag != KeyFlag::kCommand) {
+      text += event.character;
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -192,6 +198,7 @@ X11KeyEvents::~X11KeyEvents() = default;
 void X11KeyEvents::Post(std::span<const KeyEvent> events) {
   const std::lock_guard lock(mutex_);
   if (ended_ || !Connect()) return;
+  hasBound_ = false;
   while (!events.empty() && PostSome(events)) continue;
 }
 
@@ -245,31 +252,33 @@ void X11KeyEvents::Forget() {
 }
 
 // Sends the first events and removes them from `events`. Other programs cannot change the keyboard
-// between the reply about its state and the keys, because the server is grabbed.
+// between the reply about its state and the keys, because the server is grabbed. Returns false if
+// no more events can be sent.
 bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
   xcb_connection_t* const xcb = keyboard_->Xcb();
   xcb_grab_server(xcb);
-  X11KeyboardState state = keyboard_->ReadState();
+  const X11KeyboardState state = keyboard_->ReadState();
   if (keyboard_->IsBroken()) return false;
-  std::size_t count = 0;
-  std::vector<std::uint8_t> pressedAgain;
   const bool isNew = keyboard_->UpdateKeymap();
-  if (!isNew) {
+  bool canGoOn = true;
+  std::vector<std::uint8_t> pressedAgain;
+  // Characters are bound before the first key of a record: Xlib reads the keymap when it translates
+  // its first key, and misses a change at that time.
+  if (!isNew && !BindFirst(events, state)) {
     Piece piece(keyboard_->HasKeymap() ? &keyboard_->Search() : nullptr, state);
-    count = piece.Add(events);
+    const std::size_t count = piece.Add(events);
     piece.Finish();
     if (count != 0) Send(piece);
     pressedAgain = piece.PressedAgain();
+    events = events.subspan(count);
+    canGoOn = count != 0 || (!isBindingNew_ && Bind(events, state));
+    isBindingNew_ = count == 0;
   }
   xcb_ungrab_server(xcb);
   xcb_flush(xcb);
   ReleaseUnheld(pressedAgain, state);
-  events = events.subspan(count);
-  if (isNew) {
-    clock_.Sleep(kKeymapPause);
-    return true;
-  }
-  return count != 0 || Bind(events, state);
+  if (isNew) clock_.Sleep(kKeymapPause);
+  return canGoOn;
 }
 
 // The user may have let go of a key while it was put aside. The server then has not seen its
@@ -306,18 +315,26 @@ void X11KeyEvents::Send(const Piece& piece) {
   }
 }
 
-// Binds all typable characters that the keymap lacks, if there are enough key codes, so that a run
-// needs no further bindings. Otherwise binds those of `events`.
+// Binds the characters of a record that have no key. Returns false if there are none.
+bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state) {
+  if (std::exchange(hasBound_, true) || !keyboard_->HasKeymap()) return false;
+  return !Missing(TextOf(events), state).empty() && Bind(events, state);
+}
+
+// Binds the characters of `events` that have no key, then other typable characters, so that a run
+// rarely needs another binding. The server is grabbed, so that no application reads the keymap
+// before all are bound.
 bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState& state) {
-  if (spare_->IsBound()) clock_.Sleep(kKeymapPause);  // for the keys sent so far
-  std::string text;
-  for (const KeyEvent& event : events) {
-    if (IsTyped(event)) text += event.character;
+  if (!keyboard_->HasKeymap()) return false;
+  if (spare_->IsBound()) {
+    xcb_ungrab_server(keyboard_->Xcb());
+    xcb_flush(keyboard_->Xcb());
+    clock_.Sleep(kKeymapPause);  // for the keys sent so far
+    xcb_grab_server(keyboard_->Xcb());
+    spare_->Restore();
+    keyboard_->UpdateKeymap();
   }
-  spare_->Restore();
-  keyboard_->ReadState();
-  keyboard_->UpdateKeymap();
-  std::string wanted = Missing(text + kTypable, state);
+  const std::string wanted = Missing(TextOf(events) + kTypable, state);
   return spare_->Bind(wanted, keyboard_->Search()) != 0;
 }
 

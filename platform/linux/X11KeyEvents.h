@@ -46,7 +46,7 @@ class X11KeyEvents final : public KeyEvents {
   bool Connect();
   void Forget();
   bool PostSome(std::span<const KeyEvent>& events);
-  bool AwaitKeymap();
+  bool BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state);
   bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
   std::string Missing(std::string_view text, const X11KeyboardState& state);
   void Send(const Piece& piece);
@@ -58,6 +58,8 @@ class X11KeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
+  bool hasBound_ = false;      // the characters of the present record have been bound
+  bool isBindingNew_ = false;  // no key has been sent since
   bool ended_ = false;
 };
 

@@ -38,7 +38,7 @@ std::vector<std::uint8_t> KeysOf(const xcb_input_query_device_state_reply_t* rep
   return {};
 }
 
-std::string TextOf(xkb_keymap* keymap) {
+std::string KeymapText(xkb_keymap* keymap) {
   char* const text = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1);
   std::string result = text == nullptr ? "" : text;
   std::free(text);
@@ -185,24 +185,15 @@ void X11Keyboard::PutLocks(const X11Locks& locks, bool latches) {
   xcb_send_request(xcb_, 0, &parts[2], &kRequest);
 }
 
-xkb_keymap* X11Keyboard::ReadKeymap(std::uint16_t device) {
-  const int id = device == XCB_XKB_ID_USE_CORE_KBD ? xkb_x11_get_core_keyboard_device_id(xcb_)
-                                                   : static_cast<int>(device);
-  return id < 0 ? nullptr
-                : xkb_x11_keymap_new_from_device(context_, xcb_, id, XKB_KEYMAP_COMPILE_NO_FLAGS);
-}
-
 void X11Keyboard::LoadKeymap() {
-  xkb_keymap* const keymap = ReadKeymap(tester_);
+  const int id = hasInput_ ? tester_ : xkb_x11_get_core_keyboard_device_id(xcb_);
+  xkb_keymap* const keymap =
+      id < 0 ? nullptr
+             : xkb_x11_keymap_new_from_device(context_, xcb_, id, XKB_KEYMAP_COMPILE_NO_FLAGS);
   if (keymap == nullptr) return;
-  text_ = TextOf(keymap);
+  text_ = KeymapText(keymap);
   search_ = std::make_unique<KeymapSearch>(keymap);
   xkb_keymap_unref(keymap);
-  isOtherActive_ = false;
-  if (!hasInput_) return;
-  xkb_keymap* const core = ReadKeymap(XCB_XKB_ID_USE_CORE_KBD);
-  isOtherActive_ = core != nullptr && TextOf(core) != text_;
-  xkb_keymap_unref(core);
 }
 
 }  // namespace quillet::platform::linux_desktop

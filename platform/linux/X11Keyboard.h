@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +9,6 @@
 #include "platform/linux/Xcb.h"
 
 struct xkb_context;
-struct xkb_keymap;
 
 namespace quillet::platform::linux_desktop {
 
@@ -51,10 +49,6 @@ class X11Keyboard : public XcbConnection {
   /// @return true if the keymap is another one
   bool UpdateKeymap();
 
-  /// Returns true if the core keyboard has another keymap than the XTEST keyboard, which the next
-  /// XTEST key changes. As of the last change of the keymap.
-  bool IsOtherDeviceActive() const { return isOtherActive_; }
-
   /// Returns true if a key is down on a keyboard of the user. Round trips.
   bool IsHeldByUser(std::uint8_t code);
 
@@ -68,7 +62,6 @@ class X11Keyboard : public XcbConnection {
   void FindDevices();
   void FollowKeymap();
   void SelectEvents(std::uint16_t device);
-  xkb_keymap* ReadKeymap(std::uint16_t device);
   void LoadKeymap();
 
   bool canTest_ = false;
@@ -77,7 +70,6 @@ class X11Keyboard : public XcbConnection {
   std::uint16_t tester_;             // the XTEST keyboard
   std::vector<std::uint8_t> users_;  // the other keyboards
   bool isChanged_ = false;
-  bool isOtherActive_ = false;
   xkb_context* context_ = nullptr;
   std::string text_;  // the keymap
   std::unique_ptr<KeymapSearch> search_;

@@ -90,6 +90,16 @@ class TextWindow(Editor):
         super().__init__(test, "text-window", ["/usr/bin/python3", TEXT_WINDOW, path], path)
 
 
+class KeyWindow(Editor):
+    """key_window.py, a plain Xlib client."""
+
+    TITLE = "key window"
+
+    def __init__(self, test, path="/tmp/keys.text"):
+        super().__init__(test, "key-window", ["/usr/bin/python3", f"{PROGRAMS}/key_window.py",
+                                              path], path)
+
+
 def caps_lock(desktop):
     """Returns whether Caps Lock is on."""
     output = subprocess.run(["xset", "q"], env=desktop.environment, capture_output=True, text=True,

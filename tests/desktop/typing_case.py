@@ -1,5 +1,7 @@
 """Base class of the tests that type and paste records."""
 
+import subprocess
+
 from harness.case import Record, Settings, SystemTest, messages, wait_until
 
 PRINTABLE = "".join(map(chr, range(0x20, 0x7F)))
@@ -21,6 +23,18 @@ def long_texts():
 
 
 class TypingCase(SystemTest):
+
+    def use_layout(self, *arguments):
+        """Changes the keyboard layout, see setxkbmap(1)."""
+        subprocess.run(["setxkbmap", *arguments], env=self.desktop.environment, check=True,
+                       capture_output=True)
+
+    def keyboard(self):
+        """Returns the keymap, the locks and the group."""
+        run = {"env": self.desktop.environment, "capture_output": True, "text": True}
+        keymap = subprocess.run(["xkbcomp", "-w0", self.desktop.environment["DISPLAY"], "-"],
+                                check=True, **run).stdout
+        return keymap + subprocess.run(["xset", "q"], check=True, **run).stdout.split("Auto")[0]
 
     def connect(self, texts, settings):
         """Starts the program with a scanner that has a record for each text."""

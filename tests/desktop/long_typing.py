@@ -1,0 +1,122 @@
+"""Long checks of typing on X11; see tests/desktop/typing."""
+
+import os
+import random
+import subprocess
+import time
+
+from editors import KeyWindow, Terminal
+from harness.case import wait_until
+from typing_case import PRINTABLE, TypingCase, data_only, lines, long_texts
+
+_RULES = "/usr/share/X11/xkb/rules/evdev.lst"
+_RECORD = PRINTABLE + "\t"
+_KILLS = int(os.environ.get("QUILLET_KILLS", "100"))
+_ROUNDS = 3
+
+
+def layouts():
+    """Returns all (layout, variant) pairs of the installed XKB data."""
+    pairs, section = [], ""
+    with open(_RULES, encoding="utf-8") as rules:
+        for line in rules:
+            if line.startswith("!"):
+                section = line[1:].strip()
+            elif section == "layout" and line.strip():
+                pairs.append((line.split()[0], ""))
+            elif section == "variant" and line.strip():
+                variant, layout = line.split()[:2]
+                pairs.append((layout.rstrip(":"), variant))
+    return pairs
+
+
+class LongTyping(TypingCase):
+
+    def layouts(self):
+        self.connect([], data_only(destination=2))
+        window = KeyWindow(self)
+        (scanner,) = self.scanners
+        exact, others, pairs = 0, [], layouts()
+        for layout, variant in pairs:
+            name = f"{layout}({variant})"
+            try:
+                self.use_layout("-layout", layout, "-variant", variant)
+            except subprocess.CalledProcessError:
+                others.append(f"{name}: setxkbmap cannot load it")
+                continue
+            length = len(window.text())
+            scanner.scan(4, _RECORD)
+            try:
+                wait_until(lambda: len(window.text()) > length + len(_RECORD), "the record", 10)
+            except AssertionError:
+                pass
+            typed = window.text()[length:]
+            if typed == _RECORD + "\n":
+                exact += 1
+            else:
+                others.append(f"{name}: {typed!r}")
+                print(others[-1], flush=True)
+        print(f"\n{exact} of {len(pairs)} layouts exact", *others, sep="\n", flush=True)
+        self.assertEqual([], others)
+
+    def kills(self):
+        texts = [_RECORD] * 20
+        self.connect(texts, data_only(destination=2))
+        KeyWindow(self)
+        before = {}
+        for number in range(_KILLS):
+            layout = ("ru", "us", "gr", "us,ru")[number % 4]
+            self.use_layout("-layout", layout)
+            before.setdefault(layout, self.keyboard())
+            self.quillet.press("Synchronize")
+            time.sleep(random.uniform(0, 0.4))
+            self.quillet.kill()
+            self.start()
+            wait_until(lambda: self.keyboard() == before[layout], "the keymap")
+            self.scanners[0].unplug()
+            self.scanners[0].plug_in()
+            self.quillet.wait_for_connect_label("Disconnect")
+        print(f"\nkeymap, group and locks unchanged after {_KILLS} kills", flush=True)
+
+    def million(self):
+        texts = [f"{number:05d}{text[5:]}" for number, text in enumerate(long_texts() * 10)]
+        self.use_layout("-layout", "de")
+        self.connect(texts, data_only(destination=2))
+        window = Terminal(self)
+        start = time.monotonic()
+        self.quillet.press("Synchronize")
+        window.wait_for_text(lines(texts), limit=600)
+        print(f"\n{len(lines(texts))} characters in {time.monotonic() - start:.0f} s, none lost",
+              flush=True)
+
+    def speed(self):
+        whole = lines(long_texts())
+        self.connect(long_texts(), data_only(destination=2))
+        with open("/tmp/whole.txt", "w", encoding="ascii") as file:
+            file.write(whole)
+        for layout in ("us", "de", "ru"):
+            self.use_layout("-layout", layout)
+            rates = {}
+            for number in range(_ROUNDS):
+                for name in ("quillet", "xdotool"):
+                    rates.setdefault(name, []).append(self.rate(name, f"{layout}{number}", whole))
+            ours, theirs = (sorted(rates[name])[_ROUNDS // 2] for name in ("quillet", "xdotool"))
+            print(f"\n{layout}: {ours:.0f} and {theirs:.0f} characters per second: "
+                  f"{ours / theirs:.1f} times as fast", flush=True)
+
+    def rate(self, program, name, whole):
+        """Returns the characters per second. xdotool's text may be wrong; only its length counts,
+        or the time until it ends."""
+        window = Terminal(self, f"/tmp/{program}-{name}.text")
+        start = time.monotonic()
+        if program == "quillet":
+            self.quillet.press("Clear")
+            self.quillet.press("Synchronize")
+            window.wait_for_text(whole, limit=300)
+        else:
+            subprocess.run(["xdotool", "type", "--delay", "0", "--file", "/tmp/whole.txt"],
+                           env=self.desktop.environment, check=True)
+        wait_until(lambda: window.time_of_last_read() > start, "the time of the last read")
+        taken = max(window.time_of_last_read(), time.monotonic() if program != "quillet" else 0)
+        window.process.stop()
+        return len(whole) / (taken - start)
