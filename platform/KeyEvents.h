@@ -38,7 +38,7 @@ class KeyEvents {
   /// Returns the characters of `text` that cannot be typed now, each once; empty if all can. Call
   /// it before a record is typed, so that no part of a record is lost. Same threads as Post.
   /// @param text  ASCII characters that will be passed to Post
-  virtual std::string Untypable(std::string_view /*text*/) { return {}; }
+  virtual std::string Untypable([[maybe_unused]] std::string_view text) { return {}; }
 
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
   /// the answer. Call it when the user chooses a destination that types. Any thread.

@@ -25,14 +25,14 @@ std::string ValueOf(const Environment& environment, const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
-// XDG_CURRENT_DESKTOP is a list separated by colons (Desktop Entry Specification).
+// XDG_CURRENT_DESKTOP is a list separated by colons (freedesktop.org, Desktop Entry).
 bool HasPortal(const Environment& environment) {
   const std::string desktops = ":" + ValueOf(environment, "XDG_CURRENT_DESKTOP") + ":";
   return desktops.find(":GNOME:") != std::string::npos ||
          desktops.find(":KDE:") != std::string::npos;
 }
 
-// $XDG_STATE_HOME is ignored unless it is absolute (XDG Base Directory Specification).
+// $XDG_STATE_HOME is ignored unless it is absolute (freedesktop.org, XDG Base Directory).
 std::string TokenFile(const Environment& environment) {
   std::string state = ValueOf(environment, "XDG_STATE_HOME");
   if (!state.starts_with('/')) {

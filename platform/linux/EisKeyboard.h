@@ -35,6 +35,7 @@ class EisKeyboard {
 
   /// Presses or releases a key. Its modifiers affect only later keys.
   /// @param code  evdev key code
+  /// @param down  true to press the key
   /// @return time in milliseconds that is put on the event
   std::uint32_t Press(std::uint32_t code, bool down);
 

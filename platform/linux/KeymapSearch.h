@@ -56,6 +56,7 @@ class KeymapSearch {
   /// Returns a chord for a symbol that needs no modifiers in any group, such as the letter of a
   /// shortcut. Prefers the present group.
   /// @param symbol  a keysym (xkbcommon-keysyms.h)
+  /// @param state   see Find
   std::optional<KeyChord> FindPlain(std::uint32_t symbol, const KeyboardState& state);
 
   /// Returns a key that only sets the modifiers `mask` while it is pressed, or 0.

@@ -45,6 +45,7 @@ class RemoteDesktop {
 
   /// Presses or releases a key.
   /// @param keysym  see xkbcommon-keysyms.h
+  /// @param down    true to press the key
   /// @return false if the portal has refused
   bool PressKeysym(std::uint32_t keysym, bool down);
 

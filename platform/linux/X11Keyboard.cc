@@ -164,7 +164,7 @@ void X11Keyboard::PutKey(std::uint8_t code, bool down) {
 }
 
 // XCB's function omits the latched modifiers: it has padding in their place (The X Keyboard
-// Extension: Protocol Specification, appendix D, XkbLatchLockState).
+// Extension, appendix D, XkbLatchLockState).
 void X11Keyboard::PutLocks(const X11Locks& locks, bool latches) {
   static constexpr xcb_protocol_request_t kRequest{1, &xcb_xkb_id, XCB_XKB_LATCH_LOCK_STATE, 1};
   xcb_xkb_latch_lock_state_request_t request{};

@@ -55,6 +55,7 @@ class X11Keyboard : public XcbConnection {
   void PutKey(std::uint8_t code, bool down);  ///< queues a key event of the XTEST keyboard
 
   /// Queues a change of the locks.
+  /// @param locks    the locks afterwards
   /// @param latches  true to change the latches, too
   void PutLocks(const X11Locks& locks, bool latches);
 

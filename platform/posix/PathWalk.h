@@ -28,6 +28,7 @@ Place OpenPlace(const std::string& path);
 Place FollowLink(const Place& place);
 
 /// Opens the regular file at a place for reading. Does not follow a link. Never blocks.
+/// @param place   an open place
 /// @param status  receives the status of the file
 /// @return a closed descriptor after an error; errno is ELOOP for a link, EISDIR for a folder, and
 ///     EINVAL for any other file that is not regular
