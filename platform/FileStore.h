@@ -73,11 +73,9 @@ class FileStore {
   /// @param old  the existing contents, or an empty text if the file is missing
   using Change = std::function<std::string(std::string_view old)>;
 
-  /// Reads a file and replaces it like Replace. Reads and replaces in the same folder, and the new
-  /// file has at most the permissions of the file that was read.
-  /// @return ELOOP if the path contains a link of another user in a folder where that user may
-  /// place
-  ///     links. Any error other than ENOENT of reading leaves the file unchanged.
+  /// Reads a file and replaces it like Replace. Both happen in the same folder, even if its path
+  /// changes, and the new file has at most the permissions of the file that was read. A file that
+  /// exists but cannot be read is kept.
   virtual Replaced Update(const std::string& path, const Change& change) = 0;
 
   /// Waits until the directory entries of a file and of all folders in its path are on the storage

@@ -194,6 +194,20 @@ TEST_F(PosixFileStoreTest, TrustsOnlyWhatNoOtherUserCanWrite) {
   }
 }
 
+TEST_F(PosixFileStoreTest, TrustsTheGroupThatContainsOnlyThisUser) {
+  constexpr uid_t kUser = 1;  // on Debian, its group has the same name and number
+  constexpr gid_t kOtherGroup = 2;
+  const std::string file = Put("file", "contents", 0664);
+  for (const gid_t group : {gid_t{kUser}, kOtherGroup}) {
+    if (chown(file.c_str(), kUser, group) != 0) GTEST_SKIP() << "not permitted";
+    const int custody = Child([&] {
+                          if (setgroups(0, nullptr) != 0 || setuid(kUser) != 0) return -1;
+                          return static_cast<int>(store_.ReadChecked(file, kAll).custody);
+                        }).Wait();
+    EXPECT_EQ(custody, static_cast<int>(group == kUser ? Custody::kTrusted : Custody::kForeign));
+  }
+}
+
 TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
   for (const mode_t mode : {0775U, 02777U, 0700U}) {
     chmod(folder_.path().c_str(), mode);
