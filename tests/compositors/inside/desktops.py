@@ -205,6 +205,32 @@ class X11(Desktop):
         self.keyboard.lock_group(group)
 
 
+class Ibus(X11):
+    """X11 with the input method IBus."""
+
+    name = "IBus"
+
+    def start(self):
+        super().start()
+        self.environment.update(GTK_IM_MODULE="ibus", QT_IM_MODULE="ibus", XMODIFIERS="@im=ibus")
+        self.run("ibus", "ibus-daemon", "--xim", "--panel=disable")
+        wait_until(lambda: self.owns("org.freedesktop.portal.IBus") or self.owns(
+            "org.freedesktop.IBus"), "IBus")
+
+
+class Fcitx(X11):
+    """X11 with the input method Fcitx."""
+
+    name = "Fcitx"
+
+    def start(self):
+        super().start()
+        self.environment.update(GTK_IM_MODULE="fcitx", QT_IM_MODULE="fcitx",
+                                XMODIFIERS="@im=fcitx")
+        self.run("fcitx", "fcitx5")
+        wait_until(lambda: self.owns("org.fcitx.Fcitx5"), "Fcitx")
+
+
 class Sway(Desktop):
     """sway, which wlroots compositors resemble. The user's keyboard is a virtual one."""
 

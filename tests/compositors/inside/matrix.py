@@ -1,6 +1,7 @@
 """Types all characters under each layout on each desktop, and prints which arrive.
 
     matrix.py [--desktops NAME,...] [--layouts NAME,...] [--receivers NAME,...] [--states NAME,...]
+              [--repeat COUNT]
 """
 
 import argparse
@@ -10,14 +11,14 @@ import subprocess
 import sys
 import time
 
-from desktops import X11, Gnome, Kwin, Sway, wait_until
+from desktops import X11, Fcitx, Gnome, Ibus, Kwin, Sway, wait_until
 from keyboards import SPACE_BAR
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 TYPE_TEXT = os.environ.get("TYPE_TEXT", "/programs/bin/type_text")
 LAYOUTS = ("us us(dvorak) de de(neo) fr fr(bepo) gb tr tr(f) ru gr jp ch(fr) es it pl cz se il br"
            .split())
-DESKTOPS = {desktop.name: desktop for desktop in (X11, Gnome, Kwin, Sway)}
+DESKTOPS = {desktop.name: desktop for desktop in (X11, Ibus, Fcitx, Gnome, Kwin, Sway)}
 TEXT = "".join(map(chr, range(0x20, 0x7F))) + "\tTavo 4006381333931 aAbB11!!\n"
 # Seconds without a change after which a wrong text is final, if it ends like TEXT and if it does not
 QUIET_AT_END, QUIET = 0.3, 2.0
@@ -67,10 +68,11 @@ class Receiver:
                 return received
             if received != last:
                 last, changed = received, time.monotonic()
+                end = changed + limit
             elif last and time.monotonic() - changed > \
                     (QUIET_AT_END if last.endswith("\n") else QUIET):
                 break
-            time.sleep(0.01)
+            time.sleep(0.01 + len(last) / 1e6)  # reading a long text takes time
         return last
 
     def wait_for_length(self, length, limit=5):
@@ -98,9 +100,10 @@ def difference(expected, received):
 class Cell:
     """Types TEXT in one state of the desktop."""
 
-    def __init__(self, desktop, receiver):
+    def __init__(self, desktop, receiver, repeat=1):
         self._desktop = desktop
         self._receiver = receiver
+        self._text = TEXT * repeat
 
     def start(self, text, *options):
         """Starts to type. Returns the process and the text that the receiver had before."""
@@ -118,14 +121,15 @@ class Cell:
         with process:
             for line in process.stdout:
                 if line.startswith("posted"):
+                    print("    ", line.strip(), flush=True)
                     received = self._receiver.wait_for(before, text)
                     return "" if received == text else difference(text, received)
                 if line.startswith(("untypable", "refused")):
                     return line.strip()
         return f"type_text ended with {process.returncode}"
 
-    def _type(self, text=TEXT):
-        return self.finish(*self.start(text), text)
+    def _type(self):
+        return self.finish(*self.start(self._text), self._text)
 
     def plain(self, layout):
         self._desktop.set_layouts(layout)
@@ -175,12 +179,12 @@ def get_permission(desktop):
 STATES = ("plain", "caps", "shift", "group", "change")
 
 
-def measure(desktop, receiver_name, layouts, states, report):
+def measure(desktop, receiver_name, options, report):
     receiver = Receiver(desktop, receiver_name)
-    for layout in layouts:
-        for state in states:
+    for layout in options.layouts:
+        for state in options.states:
             try:
-                problem = getattr(Cell(desktop, receiver), state)(layout)
+                problem = getattr(Cell(desktop, receiver, options.repeat), state)(layout)
             except (AssertionError, subprocess.CalledProcessError) as error:
                 problem = f"not measured: {error}"
             report(desktop.name, receiver_name, layout, state, problem)
@@ -191,15 +195,18 @@ def measure(desktop, receiver_name, layouts, states, report):
     receiver.stop()
 
 
-def table(results, layouts, states):
-    """Returns a row for each desktop and receiver: the number of layouts that are exact."""
+def table(results, states):
+    """Returns a row for each desktop and receiver: how many layouts are exact, refused and wrong."""
     lines = ["| Desktop | Receiver | " + " | ".join(states) + " |", "|---" * (2 + len(states)) + "|"]
-    rows = collections.OrderedDict()
+    rows = collections.defaultdict(lambda: collections.defaultdict(collections.Counter))
     for (desktop, receiver, _layout, state), problem in results.items():
-        rows.setdefault((desktop, receiver), collections.Counter())[state] += not problem
-    for (desktop, receiver), exact in rows.items():
-        counts = " | ".join(f"{exact[state]} of {len(layouts)}" for state in states)
-        lines.append(f"| {desktop} | {receiver} | {counts} |")
+        refused = problem.startswith(("untypable", "refused"))
+        kind = "refused" if refused else "wrong" if problem else "exact"
+        rows[desktop, receiver][state][kind] += 1
+    for (desktop, receiver), counts in rows.items():
+        cells = [", ".join(f"{counts[state][kind]} {kind}" for kind in ("exact", "refused", "wrong")
+                           if counts[state][kind]) for state in states]
+        lines.append(f"| {desktop} | {receiver} | {' | '.join(cells)} |")
     return "\n".join(lines)
 
 
@@ -214,6 +221,7 @@ def main():
     parser.add_argument("--layouts", type=names, default=LAYOUTS)
     parser.add_argument("--receivers", type=names, default=["gtk", "qt", "foot", "xwayland"])
     parser.add_argument("--states", type=names, default=STATES)
+    parser.add_argument("--repeat", type=int, default=1, help="types the text several times")
     options = parser.parse_args()
 
     results = {}
@@ -230,10 +238,10 @@ def main():
                 get_permission(desktop)
             for receiver in options.receivers:
                 if not (desktop.is_x11 and receiver in ("foot", "xwayland")):
-                    measure(desktop, receiver, options.layouts, options.states, report)
+                    measure(desktop, receiver, options, report)
         finally:
             desktop.stop()
-    print(table(results, options.layouts, options.states))
+    print(table(results, options.states))
     return any(results.values())
 
 
