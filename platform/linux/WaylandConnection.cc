@@ -98,6 +98,7 @@ bool WaylandConnection::Dispatch(Deadline deadline) {
   const int descriptor = wl_display_get_fd(display_);
   bool isSent = true;
   while (wl_display_flush(display_) < 0) {
+    if (errno == EPIPE) break;  // reading then reports the end of the connection
     isSent = errno == EAGAIN && Await(descriptor, POLLOUT, deadline);
     if (!isSent) break;
   }
