@@ -2,11 +2,11 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <cstring>
 #include <utility>
+
+#include "platform/linux/SessionLayout.h"
 
 // Types of libei. Its functions are declared in struct Libei.
 struct ei;
@@ -29,10 +29,6 @@ enum EiEventType {
   kModifiersChanged = 9,
 };
 constexpr int kKeyboardCapability = 1 << 2;
-
-// Keymaps give modifiers to higher codes, such as <HYPR>, which desktops ignore because no keyboard
-// has these keys (Mutter 48).
-constexpr std::uint32_t kHighestRealCode = 8 + 127;
 
 }  // namespace
 
@@ -92,25 +88,6 @@ namespace {
 const Libei& Library() {
   static const Libei library;
   return library;
-}
-
-// Compiles a keymap in a file. Returns null on failure.
-std::unique_ptr<KeymapSearch> ReadKeymap(int file, std::size_t size) {
-  void* const text = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
-  if (text == MAP_FAILED) return nullptr;
-  std::unique_ptr<KeymapSearch> search;
-  xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
-  // The text may end with a NUL.
-  const std::size_t length = strnlen(static_cast<const char*>(text), size);
-  if (xkb_keymap* const keymap =
-          xkb_keymap_new_from_buffer(context, static_cast<const char*>(text), length,
-                                     XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
-    search = std::make_unique<KeymapSearch>(keymap, kHighestRealCode);
-    xkb_keymap_unref(keymap);
-  }
-  xkb_context_unref(context);
-  munmap(text, size);
-  return search;
 }
 
 }  // namespace
@@ -190,7 +167,10 @@ class EisKeyboard::Impl {
     Forget();
     device_ = lib_.device_ref(device);
     if (ei_keymap* const text = lib_.device_keyboard_get_keymap(device)) {
-      keymap = ReadKeymap(lib_.keymap_get_fd(text), lib_.keymap_get_size(text));
+      xkb_keymap* const read = ReadKeymap(lib_.keymap_get_fd(text), lib_.keymap_get_size(text));
+      if (read == nullptr) return;
+      keymap = std::make_unique<KeymapSearch>(read, kHighestRealCode);
+      xkb_keymap_unref(read);
     }
   }
 
@@ -228,6 +208,9 @@ bool EisKeyboard::HasEnded() const {
 }
 KeymapSearch* EisKeyboard::keymap() const {
   return impl_->keymap.get();
+}
+void EisKeyboard::SetGroup(std::uint32_t group) {
+  impl_->state.group = group;
 }
 KeyboardState EisKeyboard::state() const {
   return impl_->state;

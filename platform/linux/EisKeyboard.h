@@ -30,8 +30,11 @@ class EisKeyboard {
   /// Finds keys in the keyboard's keymap; null if there is no keyboard. Valid until Dispatch.
   KeymapSearch* keymap() const;
 
-  /// Returns the desktop's group and locked modifiers.
+  /// Returns the group and locked modifiers, as last reported by the desktop or set by SetGroup.
   KeyboardState state() const;
+
+  /// Sets the active group, which Mutter 48 and KWin 6.3 do not report.
+  void SetGroup(std::uint32_t group);
 
   /// Presses or releases a key. Its modifiers affect only later keys.
   /// @param code  evdev key code

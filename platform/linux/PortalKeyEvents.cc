@@ -17,8 +17,10 @@
 #include <vector>
 
 #include "base/Log.h"
+#include "platform/linux/ActiveLayout.h"
 #include "platform/linux/EisKeyboard.h"
 #include "platform/linux/RemoteDesktop.h"
+#include "platform/linux/SessionLayout.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -37,32 +39,7 @@ constexpr auto kPressPause = 10ms;
 constexpr auto kNewEisKeyboardPause = 300ms;
 constexpr auto kEisLimit = 5s;
 
-constexpr std::uint32_t kEvdevOffset = 8;    // difference between XKB and evdev key codes
-constexpr std::uint32_t kShiftModifier = 1;  // real modifiers (X11 protocol, section 2)
-constexpr std::uint32_t kControlModifier = 4;
-
-// Returns the keys for an event that presses a key. EIS cannot change the group, so the chord must
-// be in the present one.
-std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
-                                 const KeyboardState& state) {
-  const auto inGroup = [&](std::optional<KeyChord> chord) {
-    return chord && chord->group == state.group ? chord : std::nullopt;
-  };
-  if (press.flag != KeyFlag::kCommand) {
-    const KeyChord* const found = keymap.Find(press.character, state);
-    return found == nullptr ? std::nullopt : inGroup(*found);
-  }
-  std::uint32_t mask = kControlModifier;
-  auto chord = inGroup(keymap.FindPlain(KeysymOf(press.character), state));
-  if (!chord && press.character == 'v') {
-    mask = kShiftModifier;
-    chord = inGroup(keymap.FindPlain(XKB_KEY_Insert, state));
-  }
-  const std::uint32_t modifier = keymap.ModifierKey(mask, state);
-  if (!chord || modifier == 0) return std::nullopt;
-  chord->modifiers = {modifier};
-  return chord;
-}
+constexpr std::uint32_t kEvdevOffset = 8;  // difference between XKB and evdev key codes
 
 std::vector<KeyStroke> StrokesOf(const KeyChord& chord) {
   std::vector<KeyStroke> strokes;
@@ -150,6 +127,7 @@ std::string PortalKeyEvents::Untypable(std::string_view text) {
   std::string missing;
   Do([&](RemoteDesktop&, EisKeyboard* keyboard) {
     if (keyboard == nullptr || !AwaitReady(*keyboard)) return;
+    keyboard->SetGroup(ActiveLayout());
     for (const char character : text) {
       const KeyEvent press{0, true, KeyFlag::kNone, character};
       if (missing.find(character) == std::string::npos &&
@@ -254,6 +232,7 @@ void PortalKeyEvents::Do(const Job& job) {
 void PortalKeyEvents::Send(std::span<const KeyEvent> presses) {
   pace_.Wait(presses.size());
   Do([&](RemoteDesktop& desktop, EisKeyboard* keyboard) {
+    if (keyboard != nullptr) keyboard->SetGroup(ActiveLayout());
     for (const KeyEvent& press : presses) {
       if (keyboard == nullptr) {
         PressKeysyms(desktop, press);

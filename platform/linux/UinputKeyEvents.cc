@@ -46,6 +46,16 @@ constexpr std::size_t kReportSize = 32;
 static_assert(kReportSize * kTimePerEvent <= kReadingPause);
 constexpr std::size_t kEventsPerStroke = 2;
 
+// The keys of ToKeyStrokes, those of other layouts, and the modifiers.
+constexpr int kHighestCode = KEY_DELETE;
+
+constexpr std::uint32_t kLockModifier = 2;  // Caps Lock (X11 protocol, section 2)
+
+std::uint16_t EvdevCode(std::uint32_t xkbCode) {
+  constexpr std::uint32_t kOffset = 8;  // xkbcommon.h, xkb_keycode_t
+  return static_cast<std::uint16_t>(xkbCode - kOffset);
+}
+
 input_event Event(std::uint16_t type, std::uint16_t code, std::int32_t value) {
   input_event event{};  // the kernel sets the time
   event.type = type;
@@ -77,7 +87,7 @@ bool Describe(int descriptor) {
       ioctl(descriptor, UI_SET_LEDBIT, LED_CAPSL) < 0) {
     return false;
   }
-  for (int code = KEY_ESC; code <= kHighestKeyCode; ++code) {
+  for (int code = KEY_ESC; code <= kHighestCode; ++code) {
     if (ioctl(descriptor, UI_SET_KEYBIT, code) < 0) return false;
   }
   if (!AddSilentAxes(descriptor)) return false;
@@ -98,24 +108,63 @@ int MakeVirtualKeyboard(const char* path) {
   return -1;
 }
 
-UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, MakeKeyboard make)
+UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, MakeKeyboard make,
+                                 SessionLayout* layout)
     : clock_(clock),
       sent_(sent),
       make_(std::move(make)),
+      layout_(layout),
       failure_(log),
       pace_(clock, kTimePerEvent, kMostAhead, kReadingPause) {}
 
 void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   if (!HaveKeyboard()) return;
   ReadLights();
+  const std::vector<KeyStroke> strokes = StrokesFor(events);
+  constexpr std::size_t kStrokesInReport = kReportSize / kEventsPerStroke;
+  for (std::span<const KeyStroke> rest = strokes; !rest.empty();) {
+    const auto some = rest.first(std::min(rest.size(), kStrokesInReport));
+    rest = rest.subspan(some.size());
+    Write(some);
+  }
+}
+
+// Modifiers are held only while a key goes down, as ToKeyStrokes does.
+std::vector<KeyStroke> UinputKeyEvents::StrokesFor(std::span<const KeyEvent> events) {
   std::vector<KeyStroke> strokes;
-  ToKeyStrokes(events, capsLock_, [&](KeyStroke stroke) {
-    strokes.push_back(stroke);
-    if (strokes.size() * kEventsPerStroke < kReportSize) return;
-    Write(strokes);
-    strokes.clear();
-  });
-  Write(strokes);
+  const auto put = [&](KeyStroke stroke) { strokes.push_back(stroke); };
+  if (layout_ == nullptr || !layout_->Update()) {
+    ToKeyStrokes(events, capsLock_, put);
+    return strokes;
+  }
+  std::uint16_t pressed = 0;
+  for (const KeyEvent& event : events) {
+    if (!event.down) {
+      if (pressed != 0) put({std::exchange(pressed, std::uint16_t{0}), false});
+      continue;
+    }
+    const auto chord = layout_->Find(event, capsLock_ ? kLockModifier : 0);
+    if (!chord) continue;
+    for (const std::uint32_t code : chord->modifiers) put({EvdevCode(code), true});
+    put({pressed = EvdevCode(chord->code), true});
+    for (auto it = chord->modifiers.rbegin(); it != chord->modifiers.rend(); ++it) {
+      put({EvdevCode(*it), false});
+    }
+  }
+  return strokes;
+}
+
+std::string UinputKeyEvents::Untypable(std::string_view text) {
+  std::string missing;
+  if (layout_ == nullptr || !layout_->Update()) return missing;
+  for (const char character : text) {
+    const KeyEvent press{0, true, KeyFlag::kNone, character};
+    if (missing.find(character) == std::string::npos &&
+        !layout_->Find(press, capsLock_ ? kLockModifier : 0)) {
+      missing += character;
+    }
+  }
+  return missing;
 }
 
 bool UinputKeyEvents::HaveKeyboard() {

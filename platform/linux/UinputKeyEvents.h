@@ -4,6 +4,8 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/SystemLog.h"
 #include "base/UniqueFd.h"
@@ -12,6 +14,7 @@
 #include "platform/linux/KeyStrokes.h"
 #include "platform/linux/Pace.h"
 #include "platform/linux/SentKeys.h"
+#include "platform/linux/SessionLayout.h"
 
 struct input_event;
 
@@ -25,9 +28,10 @@ int MakeVirtualKeyboard(const char* path);
 
 /// Key events through a virtual keyboard, for Wayland desktops. One thread at a time.
 ///
-/// The first Post creates the keyboard and waits 1.5 s for the desktop to detect it. The desktop
-/// must use the US layout. While the Caps Lock LED is on, Shift is inverted for letters. A write
-/// error closes the keyboard, which releases its keys; the next Post creates a new one.
+/// The first Post creates the keyboard and waits 1.5 s for the desktop to detect it. If the layout
+/// of the desktop is not known, it must be US. While the Caps Lock LED is on, Shift is inverted for
+/// letters. A write error closes the keyboard, which releases its keys; the next Post creates a new
+/// one.
 class UinputKeyEvents final : public KeyEvents {
  public:
   using MakeKeyboard = std::function<int()>;
@@ -36,24 +40,29 @@ class UinputKeyEvents final : public KeyEvents {
   /// @param clock  used for pauses; its Now is the monotonic clock; outlives this object
   /// @param sent   learns which strokes are written; outlives this object
   /// @param make   creates the keyboard like MakeVirtualKeyboard
+  /// @param layout the layout of the desktop, or null; outlives this object
   UinputKeyEvents(
       SystemLog& log, Clock& clock, SentKeys& sent,
-      MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); });
+      MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); },
+      SessionLayout* layout = nullptr);
 
   /// Sends about 24 characters immediately and the rest at 320 per second. The kernel drops events
   /// if the desktop does not read them fast enough.
   void Post(std::span<const KeyEvent> events) override;
+  std::string Untypable(std::string_view text) override;
   std::string Problem() override { return failure_.Reason(); }
 
  private:
   bool HaveKeyboard();
   void ReadLights();
+  std::vector<KeyStroke> StrokesFor(std::span<const KeyEvent> events);
   void Write(std::span<const KeyStroke> strokes);
   void GiveUpKeyboard(int error);
 
   Clock& clock_;
   SentKeys& sent_;
   const MakeKeyboard make_;
+  SessionLayout* const layout_;
   TypingFailure failure_;
   std::optional<UniqueFd> keyboard_;
   bool capsLock_ = false;

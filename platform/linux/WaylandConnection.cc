@@ -29,7 +29,7 @@ bool Await(int descriptor, short events, steady_clock::time_point deadline) {
 
 }  // namespace
 
-WaylandConnection::WaylandConnection(const wl_interface& wanted)
+WaylandConnection::WaylandConnection(const wl_interface* wanted)
     : wantedInterface_(wanted), display_(wl_display_connect(nullptr)) {
   if (display_ == nullptr) return;
   static constexpr wl_registry_listener kRegistryListener = {
@@ -69,8 +69,9 @@ void WaylandConnection::Bind(wl_registry* registry, std::uint32_t name, const ch
   if (seat_ == nullptr && std::strcmp(interface, wl_seat_interface.name) == 0) {
     seat_ = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
     wl_seat_add_listener(seat_, &kSeatListener, this);
-  } else if (wanted_ == nullptr && std::strcmp(interface, wantedInterface_.name) == 0) {
-    wanted_ = static_cast<wl_proxy*>(wl_registry_bind(registry, name, &wantedInterface_, 1));
+  } else if (wanted_ == nullptr && wantedInterface_ != nullptr &&
+             std::strcmp(interface, wantedInterface_->name) == 0) {
+    wanted_ = static_cast<wl_proxy*>(wl_registry_bind(registry, name, wantedInterface_, 1));
   }
 }
 

@@ -17,8 +17,8 @@ namespace quillet::platform::linux_desktop {
 class WaylandConnection {
  public:
   /// Connects, and waits up to 10 s for the compositor's list of globals.
-  /// @param wanted  an interface to bind at version 1; outlives this object
-  explicit WaylandConnection(const wl_interface& wanted);
+  /// @param wanted  an interface to bind at version 1, or null; outlives this object
+  explicit WaylandConnection(const wl_interface* wanted = nullptr);
   ~WaylandConnection();
   WaylandConnection(const WaylandConnection&) = delete;
   WaylandConnection& operator=(const WaylandConnection&) = delete;
@@ -43,7 +43,7 @@ class WaylandConnection {
   bool Dispatch(Deadline deadline);
   void Bind(wl_registry* registry, std::uint32_t name, const char* interface);
 
-  const wl_interface& wantedInterface_;
+  const wl_interface* const wantedInterface_;
   wl_display* const display_;
   wl_registry* registry_ = nullptr;
   wl_seat* seat_ = nullptr;

@@ -88,7 +88,7 @@ class WaylandKeyEvents::Keyboard {
   }
 
   const std::chrono::milliseconds patience_;
-  WaylandConnection connection_{VirtualKeyboardManagerInterface()};
+  WaylandConnection connection_{&VirtualKeyboardManagerInterface()};
   wl_proxy* keyboard_ = nullptr;
 };
 
@@ -103,7 +103,7 @@ WaylandKeyEvents::WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
 WaylandKeyEvents::~WaylandKeyEvents() = default;
 
 bool WaylandKeyEvents::IsOffered() {
-  return WaylandConnection(VirtualKeyboardManagerInterface()).wanted() != nullptr;
+  return WaylandConnection(&VirtualKeyboardManagerInterface()).wanted() != nullptr;
 }
 
 bool WaylandKeyEvents::Connect() {

@@ -18,7 +18,8 @@ WaylandSessionKeys::WaylandSessionKeys(const Session& session, SystemLog& log, C
       hasPortal_(session.hasPortal),
       portal_(log, clock, sent, session.tokenFile, session.hasPortal ? kPortalStart : 0s),
       keyboard_(log, clock, sent),
-      uinput_(log, clock, sent) {}
+      uinput_(
+          log, clock, sent, [] { return MakeVirtualKeyboard("/dev/uinput"); }, &layout_) {}
 
 void WaylandSessionKeys::Prepare() {
   if (UsesPortal()) portal_.Prepare();

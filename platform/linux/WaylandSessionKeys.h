@@ -47,6 +47,7 @@ class WaylandSessionKeys final : public KeyEvents {
   const bool hasPortal_;
   PortalKeyEvents portal_;
   WaylandKeyEvents keyboard_;
+  SessionLayout layout_;
   UinputKeyEvents uinput_;
 
   std::mutex mutex_;                // guards usesPortal_

@@ -5,6 +5,8 @@
 #include <wayland-server-protocol.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <utility>
 
 #include "platform/linux/VirtualKeyboardProtocol.h"
 
@@ -78,14 +80,36 @@ struct Compositor::Protocol {
     Make(client, VirtualKeyboardManagerInterface(), id, kRequests, self);
   }
 
+  // Sends the layouts of the user's keyboard.
+  static void GetKeyboard(wl_client* client, wl_resource* seat, std::uint32_t id) {
+    Compositor& self = Of(seat);
+    wl_resource* const keyboard = Make(client, wl_keyboard_interface, id, nullptr, &self);
+    xkb_rule_names names{};
+    names.layout = self.layouts_.c_str();
+    xkb_keymap* const keymap =
+        xkb_keymap_new_from_names(self.xkb_, &names, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    char* const text = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1);
+    const std::size_t size = std::strlen(text) + 1;
+    const int file = memfd_create("keymap", MFD_CLOEXEC);
+    if (write(file, text, size) != static_cast<ssize_t>(size)) std::abort();
+    wl_keyboard_send_keymap(keyboard, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, file,
+                            static_cast<std::uint32_t>(size));
+    close(file);
+    std::free(text);
+    xkb_keymap_unref(keymap);
+  }
+
   static void BindSeat(wl_client* client, void* self, std::uint32_t, std::uint32_t id) {
-    wl_resource* const seat = Make(client, wl_seat_interface, id, nullptr, self);
+    static constexpr decltype(&GetKeyboard) kRequests[] = {nullptr, GetKeyboard, nullptr};
+    wl_resource* const seat = Make(client, wl_seat_interface, id, kRequests, self);
     wl_seat_send_capabilities(seat, WL_SEAT_CAPABILITY_KEYBOARD);
   }
 };
 
-Compositor::Compositor(bool offersKeyboards)
-    : display_(wl_display_create()), xkb_(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
+Compositor::Compositor(bool offersKeyboards, std::string layouts)
+    : layouts_(std::move(layouts)),
+      display_(wl_display_create()),
+      xkb_(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
   if (wl_display_add_socket(display_, "wayland-test") != 0) std::abort();
   wl_global_create(display_, &wl_seat_interface, 1, this, &Protocol::BindSeat);
   if (offersKeyboards) {

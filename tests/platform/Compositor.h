@@ -30,7 +30,8 @@ class Compositor {
   };
 
   /// @param offersKeyboards  false: virtual keyboards are not offered
-  explicit Compositor(bool offersKeyboards = true);
+  /// @param layouts          XKB layouts of the user's keyboard, separated by commas
+  explicit Compositor(bool offersKeyboards = true, std::string layouts = "us");
   ~Compositor();
 
   std::vector<Key> keys() const;      ///< all keys so far
@@ -48,6 +49,7 @@ class Compositor {
   const TemporaryFolder folder_;
   const Variable runtime_{"XDG_RUNTIME_DIR", folder_.path()};
   const Variable socket_{"WAYLAND_DISPLAY", "wayland-test"};
+  const std::string layouts_;
   wl_display* const display_;
   xkb_context* const xkb_;
   std::atomic<bool> isEnding_ = false;

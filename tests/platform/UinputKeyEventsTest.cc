@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/linux/UinputKeyEvents.h"
+#include "tests/platform/Compositor.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
@@ -216,6 +217,31 @@ TEST_F(UinputKeyEventsTest, TreatsAShortWriteAsAnError) {
   Press(kVirtualA);
   setrlimit(RLIMIT_FSIZE, &before);
   ExpectFailure("Input/output error");
+}
+
+struct UinputLayoutTest : UinputKeyEventsTest {
+  std::string Type(char character) {
+    const KeyEvent press[] = {{0, true, KeyFlag::kNone, character},
+                              {0, false, KeyFlag::kNone, character}};
+    withLayout.Post(press);
+    return Written();
+  }
+
+  SessionLayout layout;
+  UinputKeyEvents withLayout{log_, clock_, sent_, [this] { return Make(); }, &layout};
+};
+
+TEST_F(UinputLayoutTest, PressesTheKeysOfTheLayout) {
+  const test::Compositor compositor(false, "de");
+  EXPECT_EQ(withLayout.Untypable("zZ@\n"), "");
+  EXPECT_EQ(Type('z'), "21+. 21-. ");
+  EXPECT_EQ(Type('@'), "84+. 16+. 84-. 16-. ");  // <LVL3> in the keymap
+}
+
+TEST_F(UinputLayoutTest, RefusesKeysThatDifferBetweenLayouts) {
+  const test::Compositor compositor(false, "us,de");
+  EXPECT_EQ(withLayout.Untypable("azya1"), "zy");
+  EXPECT_EQ(Type('a'), "30+. 30-. ");
 }
 
 TEST_F(UinputKeyEventsTest, RefusesADeviceOtherThanUinput) {

@@ -1,0 +1,105 @@
+#include "platform/linux/SessionLayout.h"
+
+#include <sys/mman.h>
+#include <wayland-client.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <chrono>
+#include <cstring>
+
+#include "platform/linux/WaylandConnection.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+constexpr std::chrono::seconds kLayoutLimit{1};
+
+}  // namespace
+
+xkb_keymap* ReadKeymap(int file, std::size_t size) {
+  void* const text = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
+  if (text == MAP_FAILED) return nullptr;
+  xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
+  // The text may end with a NUL.
+  const std::size_t length = strnlen(static_cast<const char*>(text), size);
+  xkb_keymap* const keymap =
+      xkb_keymap_new_from_buffer(context, static_cast<const char*>(text), length,
+                                 XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS);
+  xkb_context_unref(context);
+  munmap(text, size);
+  return keymap;
+}
+
+std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
+                                 const KeyboardState& state) {
+  constexpr std::uint32_t kShift = 1;  // real modifiers (X11 protocol, section 2)
+  constexpr std::uint32_t kControl = 4;
+  const auto inGroup = [&](std::optional<KeyChord> chord) {
+    return chord && chord->group == state.group ? chord : std::nullopt;
+  };
+  if (press.flag != KeyFlag::kCommand) {
+    const KeyChord* const found = keymap.Find(press.character, state);
+    return found == nullptr ? std::nullopt : inGroup(*found);
+  }
+  std::uint32_t mask = kControl;
+  auto chord = inGroup(keymap.FindPlain(KeysymOf(press.character), state));
+  if (!chord && press.character == 'v') {
+    mask = kShift;
+    chord = inGroup(keymap.FindPlain(XKB_KEY_Insert, state));
+  }
+  const std::uint32_t modifier = keymap.ModifierKey(mask, state);
+  if (!chord || modifier == 0) return std::nullopt;
+  chord->modifiers = {modifier};
+  return chord;
+}
+
+SessionLayout::SessionLayout() = default;
+
+SessionLayout::~SessionLayout() {
+  if (keyboard_ != nullptr) wl_keyboard_destroy(keyboard_);
+}
+
+bool SessionLayout::Update() {
+  static constexpr wl_keyboard_listener kListener = {
+      .keymap =
+          [](void* self, wl_keyboard*, std::uint32_t, std::int32_t file, std::uint32_t size) {
+            auto& layout = *static_cast<SessionLayout*>(self);
+            const UniqueFd owned(file);
+            layout.keymap_.reset();
+            xkb_keymap* const keymap = ReadKeymap(owned.Get(), size);
+            if (keymap == nullptr) return;
+            layout.groups_ = xkb_keymap_num_layouts(keymap);
+            layout.keymap_ = std::make_unique<KeymapSearch>(keymap, kHighestRealCode);
+            xkb_keymap_unref(keymap);
+          },
+      .enter = [](void*, wl_keyboard*, std::uint32_t, wl_surface*, wl_array*) {},
+      .leave = [](void*, wl_keyboard*, std::uint32_t, wl_surface*) {},
+      .key = [](void*, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t) {},
+      .modifiers = [](void*, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t,
+                      std::uint32_t, std::uint32_t) {},
+      .repeat_info = [](void*, wl_keyboard*, std::int32_t, std::int32_t) {}};
+  if (connection_ == nullptr || connection_->IsBroken()) {
+    if (keyboard_ != nullptr) wl_keyboard_destroy(keyboard_);
+    keyboard_ = nullptr;
+    keymap_.reset();
+    connection_ = std::make_unique<WaylandConnection>();
+  }
+  if (keyboard_ == nullptr && connection_->seatHasKeyboard()) {
+    keyboard_ = wl_seat_get_keyboard(connection_->seat());
+    wl_keyboard_add_listener(keyboard_, &kListener, this);
+  }
+  return connection_->Roundtrip(kLayoutLimit) && keymap_ != nullptr;
+}
+
+std::optional<KeyChord> SessionLayout::Find(const KeyEvent& press, std::uint32_t lockedModifiers) {
+  if (keymap_ == nullptr) return std::nullopt;
+  auto found = ChordFor(press, *keymap_, {.group = 0, .lockedModifiers = lockedModifiers});
+  for (std::uint32_t group = 1; found && group < groups_; ++group) {
+    const auto other = ChordFor(press, *keymap_, {group, lockedModifiers});
+    if (!other || other->code != found->code || other->modifiers != found->modifiers) return {};
+  }
+  return found;
+}
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "base/UniqueFd.h"
+#include "platform/KeyEvents.h"
+#include "platform/linux/KeymapSearch.h"
+
+struct wl_keyboard;
+struct xkb_keymap;
+
+namespace quillet::platform::linux_desktop {
+
+class WaylandConnection;
+
+/// Codes above this one belong to no key of a real keyboard. Keymaps use them for modifiers such as
+/// <HYPR>, which Mutter 48 ignores.
+inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
+
+/// Reads a keymap in the text format of XKB version 1 from a file.
+/// @param size  size of the text in bytes
+/// @return null if the text cannot be read. The caller owns a reference.
+xkb_keymap* ReadKeymap(int file, std::size_t size);
+
+/// Finds the keys for an event that presses a key. For the letter V with Command, the result may be
+/// Shift-Insert, which also pastes.
+/// @return nothing if the present group has no such keys
+std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
+                                 const KeyboardState& state);
+
+/// The layout of the user's keyboard in a Wayland session, as the compositor reports it. A program
+/// learns the group only while it has focus. One thread.
+class SessionLayout {
+ public:
+  SessionLayout();
+  ~SessionLayout();
+  SessionLayout(const SessionLayout&) = delete;
+  SessionLayout& operator=(const SessionLayout&) = delete;
+
+  /// Reads the present layout. Waits up to 1 s for the compositor.
+  /// @return false if it is not known
+  bool Update();
+
+  /// Finds keys like ChordFor which type the same in all groups. Call after Update.
+  /// @param lockedModifiers  see KeyboardState
+  std::optional<KeyChord> Find(const KeyEvent& press, std::uint32_t lockedModifiers);
+
+ private:
+  std::unique_ptr<WaylandConnection> connection_;
+  wl_keyboard* keyboard_ = nullptr;
+  std::unique_ptr<KeymapSearch> keymap_;
+  std::uint32_t groups_ = 0;
+};
+
+}  // namespace quillet::platform::linux_desktop
