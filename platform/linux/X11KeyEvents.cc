@@ -11,6 +11,7 @@
 
 #include "platform/linux/X11Keyboard.h"
 #include "platform/linux/X11OwnKeys.h"
+#include "platform/linux/X11OwnedProperty.h"
 #include "platform/linux/X11SpareKeys.h"
 
 namespace quillet::platform::linux_desktop {
@@ -33,10 +34,11 @@ constexpr std::uint8_t kControl = 1 << 2;
 constexpr std::uint8_t kNumLock = 1 << 4;                       // Mod2 in xkeyboard-config
 constexpr std::uint8_t kCommands = kControl | 1 << 3 | 1 << 6;  // Control, Mod1 and Mod4
 
-// The server reads a piece whole or not at all, since the kernel does not divide a write of up to
-// 16 KB to a Unix socket. No key, lock or group therefore remains if the process is killed. XCB
-// writes its buffer, which also has 16 KB, at once.
+// While a piece is sent, no other program can use the server. XCB's buffer holds this many steps,
+// so that the server does not wait for this process.
 constexpr std::size_t kMostSteps = 250;
+
+constexpr char kTyping[] = "_QUILLET_TYPING";
 
 constexpr char kTypable[] =
     "\n\t !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`"
@@ -200,6 +202,8 @@ void X11KeyEvents::Post(std::span<const KeyEvent> events) {
   if (ended_ || !Connect()) return;
   hasBound_ = false;
   while (!events.empty() && PostSome(events)) continue;
+  if (std::exchange(isMarked_, false)) typing_->Remove();
+  xcb_flush(keyboard_->Xcb());
 }
 
 std::string X11KeyEvents::Untypable(std::string_view text) {
@@ -236,7 +240,8 @@ bool X11KeyEvents::Connect() {
   if (keyboard_->CanTest()) {
     if (keyboard_->HasKeymap()) {
       spare_ = std::make_unique<X11SpareKeys>(keyboard_->Xcb());
-      spare_->Recover();
+      typing_ = std::make_unique<X11OwnedProperty>(keyboard_->Xcb(), kTyping);
+      Recover();
     }
     failure_.Clear();
     return true;
@@ -246,9 +251,30 @@ bool X11KeyEvents::Connect() {
   return false;
 }
 
+// Undoes what a process has left that was killed.
+void X11KeyEvents::Recover() {
+  spare_->Recover();
+  const std::vector<std::uint32_t> locks = typing_->Abandoned();
+  if (locks.size() != 2) return;
+  for (const auto code : keyboard_->ReadState().tested) keyboard_->PutKey(code, false);
+  keyboard_->PutLocks(
+      {static_cast<std::uint8_t>(locks[0]), static_cast<std::uint8_t>(locks[1]), 0, 0}, true);
+  typing_->Remove();
+  keyboard_->ReadState();  // a round trip
+}
+
 void X11KeyEvents::Forget() {
+  isMarked_ = false;
+  typing_.reset();
   spare_.reset();
   keyboard_.reset();
+}
+
+// Records the locks before the first key. The server drops the requests that it has not yet
+// processed when the connection closes, so a key can stay down if this process is killed.
+void X11KeyEvents::Mark(const X11KeyboardState& state) {
+  if (!typing_ || std::exchange(isMarked_, true)) return;
+  typing_->Write({state.locks.lockedModifiers, state.locks.lockedGroup});
 }
 
 // Sends the first events and removes them from `events`. Other programs cannot change the keyboard
@@ -268,7 +294,10 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
     Piece piece(keyboard_->HasKeymap() ? &keyboard_->Search() : nullptr, state);
     const std::size_t count = piece.Add(events);
     piece.Finish();
-    if (count != 0) Send(piece);
+    if (count != 0) {
+      Mark(state);
+      Send(piece);
+    }
     pressedAgain = piece.PressedAgain();
     events = events.subspan(count);
     canGoOn = count != 0 || (!isBindingNew_ && Bind(events, state));

@@ -14,6 +14,7 @@
 namespace quillet::platform::linux_desktop {
 
 class X11Keyboard;
+class X11OwnedProperty;
 class X11SpareKeys;
 struct X11KeyboardState;
 
@@ -45,10 +46,12 @@ class X11KeyEvents final : public KeyEvents {
 
   bool Connect();
   void Forget();
+  void Recover();
   bool PostSome(std::span<const KeyEvent>& events);
   bool BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state);
   bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
   std::string Missing(std::string_view text, const X11KeyboardState& state);
+  void Mark(const X11KeyboardState& state);
   void Send(const Piece& piece);
   void ReleaseUnheld(const std::vector<std::uint8_t>& codes, const X11KeyboardState& before);
 
@@ -58,6 +61,8 @@ class X11KeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
+  std::unique_ptr<X11OwnedProperty> typing_;  // exists while a record is typed
+  bool isMarked_ = false;                     // typing_ has been written
   bool hasBound_ = false;      // the characters of the present record have been bound
   bool isBindingNew_ = false;  // no key has been sent since
   bool ended_ = false;

@@ -14,7 +14,6 @@ namespace {
 constexpr char kProperty[] = "_QUILLET_SPARE_KEYS";
 constexpr char kFourLevels[] = "FOUR_LEVEL";  // Shift and the third level, as in xkeyboard-config
 constexpr std::uint8_t kTwoLevels = 1;        // a canonical type of XKB
-constexpr std::size_t kMostProperty = 1024;   // in units of four bytes
 
 xcb_atom_t Atom(xcb_connection_t* xcb, std::string_view name) {
   const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(
@@ -22,21 +21,9 @@ xcb_atom_t Atom(xcb_connection_t* xcb, std::string_view name) {
   return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
 }
 
-std::uint32_t Root(xcb_connection_t* xcb) {
-  return xcb_setup_roots_iterator(xcb_get_setup(xcb)).data->root;
-}
-
-std::uint32_t MakeOwner(xcb_connection_t* xcb) {
-  const std::uint32_t window = xcb_generate_id(xcb);
-  xcb_create_window(xcb, 0, window, Root(xcb), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
-                    XCB_COPY_FROM_PARENT, 0, nullptr);
-  return window;
-}
-
 }  // namespace
 
-X11SpareKeys::X11SpareKeys(xcb_connection_t* xcb)
-    : xcb_(xcb), root_(Root(xcb)), owner_(MakeOwner(xcb)), property_(Atom(xcb, kProperty)) {}
+X11SpareKeys::X11SpareKeys(xcb_connection_t* xcb) : xcb_(xcb), property_(xcb, kProperty) {}
 
 std::size_t X11SpareKeys::Bind(const std::string& characters, const KeymapSearch& search) {
   const std::vector<std::uint32_t> codes = Codes(search);
@@ -68,7 +55,7 @@ void X11SpareKeys::Restore() {
   for (const Binding& binding : bound_) {
     if (HasSymbols(binding)) SetSymbols({binding.code, {}}, 0, 0);
   }
-  if (!bound_.empty()) xcb_delete_property(xcb_, root_, property_);
+  if (!bound_.empty()) property_.Remove();
   bound_.clear();
   // The server drops the requests of a closed connection when it writes an event to it.
   const XcbReply<xcb_get_input_focus_reply_t> last{
@@ -76,15 +63,14 @@ void X11SpareKeys::Restore() {
 }
 
 void X11SpareKeys::Recover() {
-  const std::vector<std::uint32_t> property = ReadProperty();
-  if (property.empty() || IsAlive(property[0])) return;
-  for (std::size_t i = 1; i + kLevels < property.size(); i += 1 + kLevels) {
+  const std::vector<std::uint32_t> property = property_.Abandoned();
+  for (std::size_t i = 0; i + kLevels < property.size(); i += 1 + kLevels) {
     Binding binding{property[i], {}};
     std::copy_n(property.begin() + static_cast<std::ptrdiff_t>(i) + 1, kLevels,
                 binding.symbols.begin());
     bound_.push_back(binding);
   }
-  Restore();
+  if (!bound_.empty()) Restore();
 }
 
 std::vector<std::uint32_t> X11SpareKeys::Codes(const KeymapSearch& search) const {
@@ -147,31 +133,12 @@ bool X11SpareKeys::HasSymbols(const Binding& binding) {
 }
 
 void X11SpareKeys::WriteProperty() {
-  std::vector<std::uint32_t> numbers{owner_};
+  std::vector<std::uint32_t> numbers;
   for (const Binding& binding : bound_) {
     numbers.push_back(binding.code);
     numbers.insert(numbers.end(), binding.symbols.begin(), binding.symbols.end());
   }
-  for (const std::uint32_t window : {owner_, root_}) {
-    xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, property_, XCB_ATOM_CARDINAL, 32,
-                        static_cast<std::uint32_t>(numbers.size()), numbers.data());
-  }
-}
-
-std::vector<std::uint32_t> X11SpareKeys::ReadProperty() {
-  const XcbReply<xcb_get_property_reply_t> reply{xcb_get_property_reply(
-      xcb_, xcb_get_property(xcb_, 0, root_, property_, XCB_ATOM_CARDINAL, 0, kMostProperty),
-      nullptr)};
-  if (!reply || reply->format != 32) return {};
-  const auto* const numbers = static_cast<const std::uint32_t*>(xcb_get_property_value(&*reply));
-  return {numbers, numbers + reply->value_len};
-}
-
-// The server may give the ID of an old window to a new one, which then lacks the property.
-bool X11SpareKeys::IsAlive(std::uint32_t owner) {
-  const XcbReply<xcb_get_property_reply_t> reply{xcb_get_property_reply(
-      xcb_, xcb_get_property(xcb_, 0, owner, property_, XCB_ATOM_CARDINAL, 0, 1), nullptr)};
-  return reply && reply->format == 32;
+  property_.Write(numbers);
 }
 
 }  // namespace quillet::platform::linux_desktop

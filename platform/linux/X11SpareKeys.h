@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/linux/KeymapSearch.h"
+#include "platform/linux/X11OwnedProperty.h"
 
 struct xcb_connection_t;
 
@@ -51,13 +52,9 @@ class X11SpareKeys {
   void SetSymbols(const Binding& binding, std::size_t levels, std::uint8_t type);
   bool HasSymbols(const Binding& binding);
   void WriteProperty();
-  std::vector<std::uint32_t> ReadProperty();
-  bool IsAlive(std::uint32_t owner);
 
   xcb_connection_t* const xcb_;
-  const std::uint32_t root_;
-  const std::uint32_t owner_;  // a window that exists as long as the connection
-  const std::uint32_t property_;
+  X11OwnedProperty property_;
   std::vector<Binding> bound_;
 };
 

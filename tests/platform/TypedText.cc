@@ -3,6 +3,7 @@
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include <bit>
 #include <cstdlib>
 #include <memory>
 
@@ -69,6 +70,15 @@ int TypedText::Group() {
 void TypedText::LockGroup(int group) {
   xcb_xkb_latch_lock_state(xcb_, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, static_cast<std::uint8_t>(group),
                            0, 0, 0);
+}
+
+int TypedText::KeysDown() {
+  xcb_query_keymap_reply_t* const reply =
+      xcb_query_keymap_reply(xcb_, xcb_query_keymap(xcb_), nullptr);
+  int count = 0;
+  for (const std::uint8_t bits : reply->keys) count += std::popcount(bits);
+  std::free(reply);
+  return count;
 }
 
 void TypedText::ReadKeymap() {

@@ -28,6 +28,8 @@ class TypedText {
   int Group();                ///< returns the server's present group
   void LockGroup(int group);  ///< changes the server's present group
 
+  int KeysDown();  ///< returns the number of keys that are down
+
   /// Returns the Control-V and Shift-Insert strokes received so far, as "^V" and "^I".
   const std::string& Shortcuts() const { return shortcuts_; }
 

@@ -2,10 +2,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <initializer_list>
 #include <optional>
+#include <random>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -180,22 +183,32 @@ TEST_F(X11KeyEventsTest, PastesWithTheKeyOfThePresentLayout) {
   }
 }
 
-TEST_F(X11KeyEventsTest, RemovesTheBindingsOfAKilledProcess) {
-  Use("ru");
-  const std::string before = Keyboard();
-  if (const pid_t child = fork(); child == 0) {
-    X11KeyEvents killed(log_, clock_);
-    killed.Post(EventsOf("abc"));
-    killed.Untypable("a");  // a round trip
-    raise(SIGKILL);
-  } else {
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status));
+// QUILLET_KILLS sets the number of kills.
+TEST_F(X11KeyEventsTest, RestoresEverythingAfterAKill) {
+  const char* const number = std::getenv("QUILLET_KILLS");
+  const int kills = number == nullptr ? 4 : std::atoi(number);
+  constexpr std::array kLayouts = {"ru", "gr", "de", "us,ru"};
+  std::mt19937 random(std::random_device{}());
+  for (int kill = 0; kill < kills; ++kill) {
+    const char* const layout = kLayouts.at(static_cast<std::size_t>(kill) % kLayouts.size());
+    Use(layout);
+    const std::string before = Keyboard();
+    const pid_t child = fork();
+    if (child == 0) {
+      X11KeyEvents killed(log_, clock_);
+      for (;;) killed.Post(EventsOf(EveryCharacter()));
+    }
+    std::this_thread::sleep_for(
+        std::chrono::microseconds(std::uniform_int_distribution(0, 400000)(random)));
+    ::kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    keys_->Prepare();
+    keys_->End();
+    EXPECT_TRUE(Keyboard() == before) << layout;
+    EXPECT_EQ(typed_.KeysDown(), 0) << layout;
+    typed_.Text();
+    keys_.emplace(log_, clock_);
   }
-  EXPECT_FALSE(Keyboard() == before);
-  keys_->Prepare();
-  EXPECT_TRUE(Keyboard() == before);
 }
 
 }  // namespace
