@@ -17,10 +17,11 @@ namespace quillet::platform::linux_desktop {
 class WaylandConnection;
 
 /// Codes above this one belong to no key of a real keyboard. Keymaps use them for modifiers such as
-/// <HYPR>, which Mutter 48 ignores.
+/// Hyper, which Mutter 48 ignores.
 inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
 
 /// Reads a keymap in the text format of XKB version 1 from a file.
+/// @param file  open for reading
 /// @param size  size of the text in bytes
 /// @return null if the text cannot be read. The caller owns a reference.
 xkb_keymap* ReadKeymap(int file, std::size_t size);
@@ -45,6 +46,7 @@ class SessionLayout {
   bool Update();
 
   /// Finds keys like ChordFor which type the same in all groups. Call after Update.
+  /// @param press            see ChordFor
   /// @param lockedModifiers  see KeyboardState
   std::optional<KeyChord> Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
