@@ -19,16 +19,11 @@
 #include "device/ScannerIdentity.h"
 #include "device/Settings.h"
 #include "output/ArchiveFolder.h"
+#include "output/LineRange.h"
 #include "platform/Clock.h"
 #include "platform/FileStore.h"
 
 namespace quillet {
-
-/// Consecutive composed lines, numbered from 0 in the order of RunArchive::KeepLine.
-struct LineRange {
-  std::int64_t first = 0;  ///< number of the first line
-  std::int64_t end = 0;    ///< number of the line after the last one
-};
 
 /// Writes every received record to the user's archive folder, in the format of docs/archive.md, and
 /// permits an erase only if all records of the run are on the disk.
