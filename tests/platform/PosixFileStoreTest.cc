@@ -288,6 +288,7 @@ TEST_F(PosixFileStoreTest, UpdateKeepsFilesThatCannotBeRead) {
       return store_.Update(folder_ / name, [](auto) { return "new"; }).error == error;
     })) << name;
   }
+  chmod((folder_ / "secret").c_str(), 0600);
   EXPECT_EQ(store_.Read(folder_ / "secret", kAll), "contents");
 }
 
