@@ -1,5 +1,7 @@
 #include "app/Run.h"
 
+#include <cerrno>
+
 #include "base/Log.h"
 #include "output/TextEncoding.h"
 
@@ -11,6 +13,12 @@ constexpr std::int32_t kRecordsPerDot = 64;
 // Initial capacity in bytes, enough for about 80,000 records. Without it, growing the buffer takes
 // as long as all other work on the records. The kernel allocates pages only when they are written.
 constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
+
+// Whether the error of a write can come from a file of another user with the same name.
+bool MeansNameIsTaken(int error) {
+  return error == EPERM || error == EACCES || error == EEXIST || error == EISDIR ||
+         error == ELOOP || error == EINVAL;
+}
 
 }  // namespace
 
@@ -92,15 +100,22 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   result.file = name;
   result.refusedSettingsFile = file.IsSettingsFile(name);
   // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
+  const std::string text = RepairUtf8(records->text);
+  platform::FileStore::Replaced written;
   if (!result.refusedSettingsFile) {
-    const std::string text = RepairUtf8(records->text);
-    auto written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
-    // In a folder with the sticky bit, another user can take the names of the next minutes.
-    if (!written && name != settings.filename.Get() && file.Exists(name)) {
-      syncfileName.Set(file.AlternativePath(name));
-      result.file = syncfileName.Get();
-      written = file.WriteDataToFile(result.file, text, false, false);
-    }
+    written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
+  }
+  // In a folder with the sticky bit, another user can take the names of the next minutes, also with
+  // links to the settings file.
+  const bool isTaken =
+      result.refusedSettingsFile || (MeansNameIsTaken(written.error) && file.Exists(name));
+  if (isTaken && name != settings.filename.Get()) {
+    result.refusedSettingsFile = false;
+    result.file = file.AlternativePath(name);
+    syncfileName.Set(result.file);
+    written = file.WriteDataToFile(result.file, text, false, false);
+  }
+  if (!result.refusedSettingsFile) {
     result.fileError = written.error;
     if (written) result.recordsInFile = records->count;
     if (written.synchronized) result.linesOnDisk = records->lines;

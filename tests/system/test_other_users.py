@@ -73,7 +73,8 @@ class CreatedFilesTest(OtherUsersTest):
                                for name in os.listdir(SHARED)), "the output file")
         self.assertEqual([], os.listdir(f"{SHARED}/QuilletDataAB"))
 
-    def test_writes_although_names_are_taken(self):
+    def check_alternative_name(self, target):
+        """Runs after another user has taken the names of five minutes with links to `target`."""
         now = datetime.datetime.now()
         times = [now + datetime.timedelta(seconds=second) for second in range(300)]
         names = " ".join(f"QuilletData005771_{time:%Y%m%d_%H%M%S}.txt" for time in times)
@@ -82,7 +83,7 @@ class CreatedFilesTest(OtherUsersTest):
         os.rmdir(SHARED)
         os.chmod("/Users", 0o1777)
         other_user.run(f"mkdir -m 1777 {SHARED}")
-        other_user.run(f"cd {SHARED}; for name in {names}; do ln -s {_PRIVATE} $name; done")
+        other_user.run(f"cd {SHARED}; for name in {names}; do ln -s {target} $name; done")
         self.connect()
         self.quillet.press("Synchronize")
         strip = self.quillet.wait_for_message(r"2 records in \d+ s: (.*)", "Open file",
@@ -91,6 +92,12 @@ class CreatedFilesTest(OtherUsersTest):
         self.quillet.wait_for_view(messages.file_run(2, strip[1]))
         self.assert_file(strip[1], file_text(some_records(2)))
         self.assertEqual("private\r\n", contents(_PRIVATE))
+
+    def test_writes_although_names_are_taken(self):
+        self.check_alternative_name(_PRIVATE)
+
+    def test_writes_although_names_lead_to_the_settings(self):
+        self.check_alternative_name(PATH)
 
 
 class SettingsOfOthersTest(OtherUsersTest):
