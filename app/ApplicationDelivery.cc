@@ -203,7 +203,6 @@ bool ApplicationDelivery::Run(const std::string& application) {
 }
 
 void ApplicationDelivery::CheckTarget(std::int32_t destination, const std::string& application) {
-  Prepare(destination);
   const bool isMissing =
       destination == kToNamedApplication && !platform_.applications.HasApplication(application);
   ShowTarget(application, isMissing ? kNotFound : nullptr);

@@ -38,8 +38,10 @@ SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFold
   SensitiveActions actions{.synchronizes = settings.bAutoSync != 0,
                            .erases = settings.bClearMemory != 0};
   const std::string& file = settings.filename.Get();
+  const bool toNamed =
+      settings.destination == kToNamedApplication && !settings.appname.Get().empty();
   actions.types = actions.synchronizes && settings.destination != kToFile &&
-                  settings.destination != kToView && settings.destination != kToNamedApplication;
+                  settings.destination != kToView && !toNamed;
   if (settings.destination == kToNamedApplication) actions.application = settings.appname.Get();
   if (settings.destination == kToFile && !file.empty() && file != dataFolder + kPlaceholder &&
       !IsInFolder(file, dataFolder)) {
@@ -94,16 +96,19 @@ void SettingsConsent::UseSubstitutes() {
 }
 
 void SettingsConsent::Show(Notice notice) {
-  parts_.strip.Raise(notice,
-                     "Some settings from " + (owner_.empty() ? "another user" : owner_) +
-                         " are not in use yet. Press Review to see what they do.",
-                     {{"Review…", [this] { Ask(); }}});
+  const std::string origin = owner_.empty() ? "that other users can change" : "from " + owner_;
+  parts_.strip.Raise(
+      notice, "Some settings " + origin + " are not in use yet. Press Review to see what they do.",
+      {{"Review…", [this] { Ask(); }}});
 }
 
 void SettingsConsent::Ask() {
-  const std::string from = owner_.empty() ? "another user" : ShownText(owner_);
-  const bool yes = parts_.panels.ConfirmSettings(
-      "These settings come from " + from + ". Do you want to use them?", Described(held_));
+  // The settings of a run must not change while it is in progress.
+  if (parts_.isBusy()) return;
+  const std::string origin = owner_.empty() ? "Other users can change these settings."
+                                            : "These settings come from " + ShownText(owner_) + ".";
+  const bool yes =
+      parts_.panels.ConfirmSettings(origin + " Do you want to use them?", Described(held_));
   parts_.strip.Withdraw(Notice::kSettingsToReview);
   if (yes) return PutInForce();
   Show(Notice::kSettingsDeclined);

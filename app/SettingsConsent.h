@@ -23,7 +23,8 @@ struct SensitiveActions {
   bool operator==(const SensitiveActions&) const = default;  ///< compares all members
 };
 
-/// Returns the sensitive actions of settings. The default output path is not sensitive.
+/// Returns the sensitive actions that the settings would cause. Writing to the default output path
+/// is not sensitive.
 /// @param settings    the settings in force
 /// @param dataFolder  absolute path of the data folder
 SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFolder);
@@ -48,6 +49,7 @@ class SettingsConsent {
     StatusStrip& strip;               ///< says that settings are held back
     std::string dataFolder;           ///< absolute path of the data folder
     std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
+    std::function<bool()> isBusy;     ///< returns true, and says so, while a run is in progress
     std::function<void()> onConfirm;  ///< called after held actions have been put in force
   };
 

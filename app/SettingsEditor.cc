@@ -123,6 +123,7 @@ void SettingsEditor::DestinationChanged() {
   Log(parts_.log, "-[SyncController destinationChanged:]");
   ChangeDestinationInformation();
   ShowSamples();
+  parts_.prepare(form_.Values().destination);
   CheckTarget(form_.Values().destination);
 }
 
@@ -197,6 +198,7 @@ void SettingsEditor::SaveAndClose() {
   StoreValues(form_.Values(), settings_, settings_);
   Save();
   parts_.consent.Chosen();
+  parts_.prepare(settings_.destination);
   CheckTarget(settings_.destination);
   isOpen_ = false;
   form_.settingsWindow().Close();

@@ -38,6 +38,9 @@ class SettingsEditor {
     /// Checks the application to which records will go; see ApplicationDelivery.
     std::function<void(std::int32_t destination, const std::string& application)> checkTarget;
 
+    /// Prepares for typing; see ApplicationDelivery. Called when the user chooses a destination.
+    std::function<void(std::int32_t destination)> prepare;
+
     /// Returns whether the settings window must not open now, and says why.
     std::function<bool()> isBusy;
     std::function<void()> saved;  ///< called after the user has saved the settings

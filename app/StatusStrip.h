@@ -52,11 +52,10 @@ enum class Notice {
   kFileReplaced,       ///< each run replaces the chosen file
   kLinesDropped,       ///< the view dropped its oldest lines
 
-  kConnecting,   ///< an attempt to connect is in progress
-  kRunFinished,  ///< the result of the last run
-  kNoScanner,    ///< no scanner is connected
-
+  kConnecting,        ///< an attempt to connect is in progress
+  kRunFinished,       ///< the result of the last run
   kSettingsDeclined,  ///< the user has decided not to use the settings of another user now
+  kNoScanner,         ///< no scanner is connected
 };
 
 /// A button beside a message.

@@ -15,6 +15,8 @@ namespace {
 using namespace std::chrono_literals;
 using platform::SerialRegistry;
 
+constexpr char kReviewLater[] =
+    "A synchronization is in progress. Review the settings when it has finished.";
 constexpr int kPortWaits = 20;
 constexpr auto kPortWait = 1s;
 constexpr int kScannerPolls = 500;
@@ -91,28 +93,38 @@ void SyncController::OpenSettings() {
                            .strip = strip_,
                            .dataFolder = folders_.data,
                            .confirmed = folders_.confirmed,
-                           .onConfirm = [this] {
-                             delivery_.CheckTarget(lumet->destination, lumet->appname.Get());
-                             RunAutomatically();
-                           }});
-  settingsEditor_ = new SettingsEditor({.log = platform_.log,
-                                        .file = *lumetfile,
-                                        .image = QuilletRegistry,
-                                        .settings = *lumet,
-                                        .form = settingsForm,
-                                        .panels = platform_.panels,
-                                        .strip = strip_,
-                                        .checkTarget =
-                                            [this](auto destination, const auto& application) {
-                                              delivery_.CheckTarget(destination, application);
-                                            },
-                                        .isBusy = [this] { return IsBusy("Settings"); },
-                                        .saved =
-                                            [this] {
-                                              strip_.Withdraw(Notice::kScanDelivered);
-                                              messages_->CheckCopies();
-                                            },
-                                        .consent = *consent});
+                           .isBusy =
+                               [this] {
+                                 const bool busy = run_.IsShown() || bIsUnderSynchronization;
+                                 if (busy) messages_->PressIgnored(kReviewLater);
+                                 return busy;
+                               },
+                           .onConfirm =
+                               [this] {
+                                 delivery_.Prepare(lumet->destination);
+                                 delivery_.CheckTarget(lumet->destination, lumet->appname.Get());
+                                 RunAutomatically();
+                               }});
+  settingsEditor_ =
+      new SettingsEditor({.log = platform_.log,
+                          .file = *lumetfile,
+                          .image = QuilletRegistry,
+                          .settings = *lumet,
+                          .form = settingsForm,
+                          .panels = platform_.panels,
+                          .strip = strip_,
+                          .checkTarget =
+                              [this](auto destination, const auto& application) {
+                                delivery_.CheckTarget(destination, application);
+                              },
+                          .prepare = [this](auto destination) { delivery_.Prepare(destination); },
+                          .isBusy = [this] { return IsBusy("Settings"); },
+                          .saved =
+                              [this] {
+                                strip_.Withdraw(Notice::kScanDelivered);
+                                messages_->CheckCopies();
+                              },
+                          .consent = *consent});
 }
 
 void SyncController::OnMainThread(std::function<void()> change) {

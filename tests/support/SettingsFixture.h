@@ -24,13 +24,14 @@ class SettingsFixture : public testing::Test {
   void Start() {
     image_ = {};
     settings_ = std::make_unique<Settings>();
-    consent_ = std::make_unique<SettingsConsent>(
-        SettingsConsent::Parts{files_, *settings_, panels, strip_, dataFolder, "", [] {}});
+    consent_ = std::make_unique<SettingsConsent>(SettingsConsent::Parts{
+        files_, *settings_, panels, strip_, dataFolder, "", [] { return false; }, [] {}});
     editor_ = std::make_unique<SettingsEditor>(
         SettingsEditor::Parts{log, file_, image_, *settings_, form, panels, strip_,
                               [this](auto destination, const auto& application) {
                                 checked.emplace_back(destination, application);
                               },
+                              [this](auto destination) { prepared.push_back(destination); },
                               [] { return false; }, [] {}, *consent_});
     file_.CreateBarcodeDirectory();
     editor_->Restore();
@@ -55,6 +56,7 @@ class SettingsFixture : public testing::Test {
   FakeMainQueue mainQueue;
   FakeStatusDisplay strip;
   std::vector<std::pair<std::int32_t, std::string>> checked;  ///< arguments of checkTarget
+  std::vector<std::int32_t> prepared;                         ///< arguments of `prepare`
 
   /// Returns the message in the status strip.
   std::string Message() {

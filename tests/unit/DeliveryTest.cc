@@ -108,11 +108,11 @@ TEST_F(DeliveryTest, RefusesARecordBeforeItsFirstKey) {
 
 TEST_F(DeliveryTest, PreparesOnlyDestinationsThatType) {
   for (const std::int32_t destination : {kToFile, kToView}) {
-    delivery.CheckTarget(destination, kEditor);
+    delivery.Prepare(destination);
   }
   EXPECT_EQ(keyEvents.prepared, 0);
   for (const std::int32_t destination : {kToActiveApplication, kToNamedApplication}) {
-    delivery.CheckTarget(destination, kEditor);
+    delivery.Prepare(destination);
   }
   EXPECT_EQ(keyEvents.prepared, 2);
 }

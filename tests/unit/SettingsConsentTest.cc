@@ -77,9 +77,9 @@ class SettingsConsentTest : public testing::Test {
     Set(*settings, values);
     strip = std::make_unique<StatusStrip>(display, mainQueue, log);
     display.Show("", std::nullopt, {});
-    consent = std::make_unique<SettingsConsent>(
-        SettingsConsent::Parts{files, *settings, panels, *strip, kData,
-                               folder / ("quillet/" + memory), [this] { ++confirmations; }});
+    consent = std::make_unique<SettingsConsent>(SettingsConsent::Parts{
+        files, *settings, panels, *strip, kData, folder / ("quillet/" + memory),
+        [] { return false; }, [this] { ++confirmations; }});
     consent->HoldBack("anna");
     mainQueue.RunAll();
   }
@@ -268,7 +268,22 @@ TEST_F(ForeignSettingsTest, ConfirmationStartsTheRunThatWaited) {
   EXPECT_EQ(View().substr(0, 43), "|Synchronization has started...|1|2|2 barco");
 }
 
-TEST_F(ForeignSettingsTest, ConfirmationStartsNoRunAfterARun) {
+TEST_F(ForeignSettingsTest, CannotBeReviewedDuringARun) {
+  StartWith({.destination = kToView, .clearmemory = true});
+  LaunchConnected(test::Scanner({"1"}));
+  tavo.Hold("P");
+  synchronize.Press();
+  tavo.WaitUntilHeld();
+  Confirm();
+  EXPECT_EQ(panels.runs, std::vector<std::string>());
+  EXPECT_EQ(strip.Message(),
+            "A synchronization is in progress. Review the settings when it has finished.");
+  tavo.Release();
+  AwaitEnd(0);
+  EXPECT_EQ(tavo.Commands().find("E "), std::string::npos);
+}
+
+TEST_F(ForeignSettingsTest, ConfirmingAfterARunDoesNotStartAnother) {
   StartWith({.destination = kToView, .autosync = true});
   LaunchConnected(test::Scanner({"1", "2"}));
   Synchronize();
@@ -306,7 +321,7 @@ TEST_F(ForeignSettingsTest, UsesTheDefaultFileUntilConfirmed) {
   EXPECT_EQ(test::FileContents(file), "1\r\n");
 }
 
-TEST_F(ForeignSettingsTest, SavesNoForeignBytesBesideTheSettings) {
+TEST_F(ForeignSettingsTest, DiscardsOtherBytesOfAForeignFileOnSave) {
   StartWith({.destination = kToView, .path = "/home/bea/list"});
   const std::string path = dataFolder + "/QuilletRegistry.txt";
   std::string text = test::FileContents(path).value();
@@ -366,7 +381,7 @@ TEST_F(ScanNoticeTest, AnnouncesTheFirstScanForEachProgram) {
             "A scan was pasted into editor. To keep scans in Quillet, choose another destination.");
 }
 
-TEST_F(ScanNoticeTest, SaysNothingAboutAProgramThatReceivedARun) {
+TEST_F(ScanNoticeTest, IsNotShownForAProgramThatReceivedRecords) {
   ConnectWith({.destination = kToNamedApplication, .path = kEditor});
   Synchronize();
   mainQueue.RunAll();

@@ -88,8 +88,10 @@ TEST_F(SettingsEditorTest, DropsChangesOnCancel) {
     each.Set(form, (each.Stored(settings()) + 1) % each.items);
   }
   log.Clear();
+  prepared.clear();
   form.Cancel();
   EXPECT_EQ(log.lines(), (Strings{"-[SyncController cancelButton:]"}));
+  EXPECT_TRUE(prepared.empty());
   EXPECT_FALSE(IsOpen());
   EXPECT_EQ(SavedFile(), before);
   Open();
@@ -280,7 +282,7 @@ TEST_F(SettingsEditorTest, ShowsASampleDespiteInvalidSettings) {
   EXPECT_EQ(form.older(), "⏎");
 }
 
-/// Tests of the Settings button in the whole program.
+/// Tests the Settings button with the complete program.
 class SettingsButtonTest : public test::AppFixture {
  protected:
   bool IsOpen() { return form.settingsWindow().IsShown(); }
