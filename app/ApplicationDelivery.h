@@ -46,7 +46,7 @@ class ApplicationDelivery {
 
   bool IsRunning();  ///< returns true if the application at `applicationPath` is running
 
-  /// Gets ready to type if a destination types. Any thread.
+  /// Prepares for typing if the destination is a program. Any thread.
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
 

@@ -36,7 +36,8 @@ void PortMessages::Show(const std::string& path, const platform::PortObstacle& o
     case Kind::kForbidden:
       return Raise(Notice::kPortDenied, path,
                    "The system blocks access to " + path +
-                       ". If Quillet runs in a container or sandbox, give that access to the port.",
+                       ". If Quillet runs in a container or sandbox, allow the container or "
+                       "sandbox to use the port.",
                    {TryAgain()});
     case Kind::kBusy: {
       const std::string program = obstacle.program.empty() ? "Another program" : obstacle.program;
@@ -75,7 +76,7 @@ void PortMessages::Silent(const std::string& path) {
 void PortMessages::NoThread(const std::string& path) {
   platform_.mainQueue.Async([this, path] {
     Raise(Notice::kNoThread, path,
-          "Quillet could not connect, because the system is at its limit of threads or memory. "
+          "Quillet could not connect, because the system has run out of threads or memory. "
           "Close other programs, then try again.",
           {TryAgain()});
   });

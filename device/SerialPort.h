@@ -122,8 +122,8 @@ class SerialPort {
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 
-  std::int32_t outputfd() const { return outputfd_; }    ///< line for writing; -1 if closed
-  std::int32_t inputfd() const { return inputfd_; }      ///< line for reading; -1 if closed
+  std::int32_t outputfd() const { return outputfd_; }    ///< descriptor for writing; -1 if closed
+  std::int32_t inputfd() const { return inputfd_; }      ///< descriptor for reading; -1 if closed
   std::uint8_t bIsClosed() const { return bIsClosed_; }  ///< 1 after closeConnections
 
  private:

@@ -35,7 +35,7 @@ class SerialRegistry {
   using Handle = std::uint32_t;
   /// Identifies a notification port; 0 is invalid.
   using NotifyPort = std::uintptr_t;
-  /// Receives the context given at registration and the iterator with the new objects.
+  /// Receives the context given at registration and an iterator over the new objects.
   using Callback = std::function<void(void* context, Handle iterator)>;
 
   /// Kind of notification.

@@ -28,7 +28,8 @@ struct Options {
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
   std::vector<Fault> faults;  ///< see ParseFaults()
 
-  std::string linkPath;    ///< path of the link to the line while the cable is plugged in; "": none
+  std::string linkPath;    ///< path of a link to the line, which exists while the cable is plugged
+                           ///< in; "": none
   std::string deviceNode;  ///< path of a terminal device to use; "": creates a pseudo-terminal
   TerminalMode terminalMode = TerminalMode::kRaw;  ///< initial mode of a new pseudo-terminal
 
@@ -60,7 +61,7 @@ class ScannerOnLine {
   ScannerOnLine(const Options& options, Transcript& transcript);
 
   /// Plugs the cable in, unless it is already plugged in. Creates the line and the link. The first
-  /// call arms the faults of the options. Throws std::system_error on failure.
+  /// call arms the faults given in the options. Throws std::system_error on failure.
   void Plug(Time now);
   /// Pulls the cable, if it is plugged in. The computer sees a hang-up, and unsent bytes are lost.
   void Unplug(Time now);

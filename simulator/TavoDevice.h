@@ -45,7 +45,7 @@ struct DeviceReport {
 /// at a time.
 class TavoDevice {
  public:
-  /// Returns the time since a fixed moment, which never decreases.
+  /// Returns the time since a fixed point. Never decreases.
   using TimeSource = std::function<std::chrono::nanoseconds()>;
 
   /// The scanner's clock advances with `timeSource`. Throws std::length_error if a record is too

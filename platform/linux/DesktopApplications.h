@@ -34,7 +34,7 @@ class ApplicationFile {
   const std::vector<std::string>& windowClasses() const { return windowClasses_; }
 
   /// Starts the application.
-  /// @param started  receives the process number; not called if D-Bus starts the application
+  /// @param started  receives the process ID; not called if D-Bus starts the application
   /// @return false if the system refuses
   bool Start(const std::function<void(int pid)>& started) const;
 

@@ -41,7 +41,7 @@ class KeymapSearch {
  public:
   static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol
 
-  /// @param keymap       the keymap, of which this object takes a reference
+  /// @param keymap       the keymap; this object takes a reference to it
   /// @param highestCode  the highest key code to use
   explicit KeymapSearch(xkb_keymap* keymap, std::uint32_t highestCode = kHighestCode);
   ~KeymapSearch();

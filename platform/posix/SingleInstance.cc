@@ -156,8 +156,8 @@ void SingleInstance::Receive(const std::function<void(const std::string&)>& hand
   const UniqueFd peer(accept(listener_.Get(), nullptr, nullptr));
   if (!peer.IsOpen()) {
     if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return;
-    // For example too many descriptors. The request stays in the backlog, and the watch would
-    // report it again and again.
+    // For example, too many descriptors are open. The request stays in the backlog, and the watch
+    // would report it again and again.
     watch_.reset();
     listener_.Close();
     return;

@@ -18,7 +18,7 @@ QString DetailOf(const QModelIndex& index) {
   return index.data(ListBox::kDetailRole).toString();
 }
 
-// Shows the details at the right edge of the open list. The items look as before otherwise.
+// Shows the details at the right edge of the open list. Otherwise, items are drawn as usual.
 class DetailDelegate final : public QAbstractItemDelegate {
  public:
   DetailDelegate(QAbstractItemDelegate& titles, QObject* parent)

@@ -110,7 +110,7 @@ bool QtPanels::ConfirmSettings(const std::string& question,
     // A label breaks a path only where it contains a zero-width space.
     list += u'\n' + ToQString("• " + effect).replace(u'/', QStringLiteral("/\u200B"));
   }
-  list += QStringLiteral("\n\nUntil you agree, it does none of this.");
+  list += QStringLiteral("\n\nQuillet does none of this until you agree.");
   QMessageBox box(QMessageBox::Warning, QStringLiteral("Review settings"), ToQString(question),
                   QMessageBox::NoButton, Parent(parent_));
   box.setTextFormat(Qt::PlainText);

@@ -9,9 +9,9 @@ namespace quillet::platform::qt {
 
 /// The window that lists earlier synchronizations.
 ///
-/// Return presses the button that has focus, or Save as if no button has it. In the search field,
-/// Return moves to the list. In the list, Delete and Control-C press the Delete and Copy buttons.
-/// Control-F moves to the search field. Escape closes the window.
+/// Return presses the button that has focus, or "Save as" if no button has focus. In the search
+/// field, Return moves to the list. In the list, Delete and Control-C press the Delete and Copy
+/// buttons. Control-F moves to the search field. Escape closes the window.
 ///
 /// Main thread only.
 class QtRunsWindow final : public QDialog, public RunsWindow {

@@ -35,7 +35,7 @@ class Compositor {
   ~Compositor();
 
   std::vector<Key> keys() const;      ///< all keys so far
-  std::string text() const;           ///< the characters of all keys so far
+  std::string text() const;           ///< the text typed so far
   void Stop() { isStopped_ = true; }  ///< does not respond until Continue
   void Continue() { isStopped_ = false; }
   void Disconnect();  ///< ends the connections of all clients

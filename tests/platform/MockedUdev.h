@@ -22,7 +22,7 @@ class MockedUdev {
   MockedUdev& operator=(const MockedUdev&) = delete;
 
   /// Adds a USB device with one interface of class CDC-ACM.
-  /// @param place  the kernel's name of the interface, for example "3-1.4:1.0"
+  /// @param place  the kernel's name for the interface, for example "3-1.4:1.0"
   /// @return the terminal's path in sysfs
   std::string AddUsbModem(const std::string& place, const std::string& kernelName);
 

@@ -45,7 +45,8 @@ class PortMessagesTest(PortTest):
         self.plugged_in_scanner()
         self.start_failing(environment=self.preload(PORT_ERROR=str(errno.EPERM)))
         self.quillet.wait_for_message(f"The system blocks access to {PORT}. If Quillet runs in a "
-                                      "container or sandbox, give that access to the port.",
+                                      "container or sandbox, allow the container or "
+                                      "sandbox to use the port.",
                                       "Try again")
 
     def test_names_the_program_that_uses_the_port(self):

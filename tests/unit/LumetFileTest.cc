@@ -123,7 +123,7 @@ TEST_F(LumetFileTest, SavesSettingsUpToTheFirstNul) {
   EXPECT_EQ(FileContents(settingsPath), "ab");
 }
 
-TEST_F(LumetFileTest, SaysWhoCouldHaveWrittenTheSettings) {
+TEST_F(LumetFileTest, ReportsWhoCouldHaveWrittenTheSettings) {
   PutSettings("settings");
   char buffer[16];
   EXPECT_EQ(file.ReadRegistry(buffer).custody, platform::Custody::kTrusted);

@@ -65,8 +65,8 @@ TEST_F(PortMessagesTest, NameTheProgramThatUsesThePort) {
 TEST_F(PortMessagesTest, SayThatTheSystemBlocksThePort) {
   Fail({.kind = Kind::kForbidden});
   ExpectMessage(
-      "The system blocks access to /absent1. If Quillet runs in a container or sandbox, give that "
-      "access to the port.",
+      "The system blocks access to /absent1. If Quillet runs in a container or sandbox, allow "
+      "the container or sandbox to use the port.",
       {"Try again"});
 }
 

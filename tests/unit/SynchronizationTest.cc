@@ -72,7 +72,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   EXPECT_EQ(FileContents(path), settingsFile);
 }
 
-TEST_F(SynchronizationTest, SaysUntilClearedThatTheViewLacksRecords) {
+TEST_F(SynchronizationTest, ReportsMissingOldRecordsUntilCleared) {
   const std::string latest = "The window shows only the latest records.";
   ConnectWith({.destination = 1}, {"1"});
   Synchronize();

@@ -126,7 +126,7 @@ TEST_F(OwnKeys, AreToldFromTheKeysOfAnotherProgram) {
   EXPECT_EQ(field_.text(), QString(kKeys, 'y'));
 }
 
-TEST_F(OwnKeys, AreToldFromTheSameKeyOfTheUser) {
+TEST_F(OwnKeys, AreDistinguishedFromTheUsersKeys) {
   field_.setFocus();
   for (int keys = 1; keys <= 100; ++keys) {
     TypeOwn("x");

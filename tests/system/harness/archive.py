@@ -18,7 +18,7 @@ class ArchivedRun:
 
 
 def _records_of_burst(burst, newer):
-    """Returns the records of a burst, without erased ones. Stops at an invalid length."""
+    """Returns the records in a burst, except erased ones. Stops at an invalid length."""
     records = []
     while burst:
         size = int.from_bytes(burst[:2], "big") if newer else burst[0] + 1

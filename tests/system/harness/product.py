@@ -171,7 +171,7 @@ class Quillet:
         self.wait_for_window()
 
     def wait_for_silence(self, text):
-        """Waits until the progress display shows `text` and reports that no data arrives."""
+        """Waits until the progress display shows `text` and reports that no data is arriving."""
         wait_until(lambda: (self._settled(self.progress) or "").startswith(text + SILENCE),
                    lambda: f"silence after {text!r}, not {self._settled(self.progress)!r}")
 

@@ -16,8 +16,8 @@ _LONGEST = 0.1
 def wait_until(condition, what, limit=PATIENCE):
     """Calls `condition` until it returns a true value, and returns that value.
 
-    Fails after `limit` seconds. `what` describes the expected event in the failure message: a text,
-    or a function that returns the text.
+    Fails after `limit` seconds. `what` describes the expected event in the failure message: a
+    string, or a function that returns one.
     """
     start = time.monotonic()
     while True:
