@@ -36,11 +36,12 @@ std::optional<std::uint32_t> LayoutOfGnome() {
 }
 
 std::optional<std::uint32_t> LayoutOfPlasma() {
+  constexpr std::uint64_t kReplyLimit = 3000000;  // microseconds
   sd_bus* bus = nullptr;
   sd_bus_message* reply = nullptr;
   std::uint32_t layout = 0;
   const bool isKnown =
-      sd_bus_open_user(&bus) >= 0 &&
+      sd_bus_open_user(&bus) >= 0 && sd_bus_set_method_call_timeout(bus, kReplyLimit) >= 0 &&
       sd_bus_call_method(bus, "org.kde.keyboard", "/Layouts", "org.kde.KeyboardLayouts",
                          "getLayout", nullptr, &reply, "") >= 0 &&
       sd_bus_message_read(reply, "u", &layout) > 0;

@@ -126,6 +126,7 @@ class EisKeyboard::Impl {
 
   bool hasEnded = false;
   bool isReady = false;
+  bool isNew = false;
   std::unique_ptr<KeymapSearch> keymap;
   KeyboardState state;
 
@@ -166,6 +167,7 @@ class EisKeyboard::Impl {
   void Take(ei_device* device) {
     Forget();
     device_ = lib_.device_ref(device);
+    isNew = true;
     if (ei_keymap* const text = lib_.device_keyboard_get_keymap(device)) {
       xkb_keymap* const read = ReadKeymap(lib_.keymap_get_fd(text), lib_.keymap_get_size(text));
       if (read == nullptr) return;
@@ -202,6 +204,9 @@ void EisKeyboard::Dispatch() {
 }
 bool EisKeyboard::IsReady() const {
   return impl_->isReady;
+}
+bool EisKeyboard::TakeNewDevice() {
+  return std::exchange(impl_->isNew, false);
 }
 bool EisKeyboard::HasEnded() const {
   return impl_->hasEnded;

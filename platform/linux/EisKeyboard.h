@@ -25,6 +25,7 @@ class EisKeyboard {
   int descriptor() const;  ///< can be read when Dispatch has events to handle
   void Dispatch();         ///< handles events of the server
   bool IsReady() const;    ///< there is a keyboard, and it accepts keys
+  bool TakeNewDevice();    ///< true once after the desktop has added or replaced the keyboard
   bool HasEnded() const;   ///< the server has closed the connection
 
   /// Finds keys in the keyboard's keymap; null if there is no keyboard. Valid until Dispatch.

@@ -53,26 +53,16 @@ std::vector<KeyStroke> StrokesOf(const KeyChord& chord) {
   return strokes;
 }
 
-// Waits until the keyboard accepts keys. The desktop replaces it when the layout changes.
-bool AwaitReady(EisKeyboard& keyboard) {
-  const auto end = steady_clock::now() + kEisLimit;
-  while (!keyboard.IsReady() && !keyboard.HasEnded() && steady_clock::now() < end) {
-    pollfd poll{keyboard.descriptor(), POLLIN, 0};
-    ::poll(&poll, 1, 100);
-    keyboard.Dispatch();
-  }
-  return keyboard.IsReady();
-}
-
 // Returns a connected keyboard, or null if the portal or the system does not support libei.
-std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop, Clock& clock) {
+std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop) {
   if (!EisKeyboard::HasLibrary()) return nullptr;
   UniqueFd connection = desktop.ConnectToEis();
   if (!connection.IsOpen()) return nullptr;
-  auto keyboard = std::make_unique<EisKeyboard>(std::move(connection));
-  AwaitReady(*keyboard);
-  clock.Sleep(kNewEisKeyboardPause);
-  return keyboard;
+  return std::make_unique<EisKeyboard>(std::move(connection));
+}
+
+bool HasEnded(const RemoteDesktop& desktop, const EisKeyboard* keyboard) {
+  return desktop.HasEnded() || (keyboard != nullptr && keyboard->HasEnded());
 }
 
 }  // namespace
@@ -85,7 +75,8 @@ PortalKeyEvents::PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
       tokenFile_(std::move(tokenFile)),
       patience_(patience),
       pace_(clock, kTimePerPress, kPressesAtOnce, kPressPause),
-      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      failure_(log) {}
 
 PortalKeyEvents::~PortalKeyEvents() {
   isStopping_ = true;
@@ -97,7 +88,8 @@ void PortalKeyEvents::Prepare() {
   std::thread earlier;
   {
     const std::lock_guard lock(mutex_);
-    if (state_ == State::kAsking || state_ == State::kReady) return;
+    const bool hasSession = state_ == State::kReady || state_ == State::kNotReady;
+    if (state_ == State::kAsking || hasSession) return;
     state_ = State::kAsking;
     answerLimit_ = steady_clock::now() + kAnswerLimit;
     earlier.swap(thread_);
@@ -116,17 +108,22 @@ void PortalKeyEvents::Post(std::span<const KeyEvent> events) {
   for (const KeyEvent& event : events) {
     if (event.down && event.character != '\0') presses.push_back(event);
   }
+  isGroupKnown_ = false;
+  {
+    const std::lock_guard lock(mutex_);
+    failure_.Clear();
+  }
   for (std::span<const KeyEvent> rest = presses; !rest.empty();) {
     const auto some = rest.first(std::min(rest.size(), kPressesAtOnce));
     rest = rest.subspan(some.size());
-    Send(some);
+    if (!Send(some)) return;
   }
 }
 
 std::string PortalKeyEvents::Untypable(std::string_view text) {
   std::string missing;
   Do([&](RemoteDesktop&, EisKeyboard* keyboard) {
-    if (keyboard == nullptr || !AwaitReady(*keyboard)) return;
+    if (keyboard == nullptr || !AwaitKeyboard(*keyboard)) return;
     keyboard->SetGroup(ActiveLayout());
     for (const char character : text) {
       const KeyEvent press{0, true, KeyFlag::kNone, character};
@@ -141,7 +138,7 @@ std::string PortalKeyEvents::Untypable(std::string_view text) {
 
 std::string PortalKeyEvents::Problem() {
   const std::lock_guard lock(mutex_);
-  return ProblemOf(state_);
+  return state_ == State::kReady ? failure_.Reason() : ProblemOf(state_);
 }
 
 const char* PortalKeyEvents::ProblemOf(State state) {
@@ -151,6 +148,8 @@ const char* PortalKeyEvents::ProblemOf(State state) {
     case State::kIdle:
     case State::kAsking:
       return "permission has not been granted yet. Allow remote control when the desktop asks.";
+    case State::kNotReady:
+      return "the desktop does not accept keys now. If this continues, log in again.";
     case State::kDenied:
       return "permission was denied. To be asked again, press Settings, then Save.";
     case State::kEnded:
@@ -178,28 +177,65 @@ void PortalKeyEvents::Serve() {
       break;
   }
   WriteToken(token);
-  const auto keyboard = MakeEisKeyboard(desktop, clock_);
+  const auto keyboard = MakeEisKeyboard(desktop);
   Log(log_,
       keyboard ? "Types through the desktop portal and libei" : "Types through the desktop portal");
   ServeSession(desktop, keyboard.get());
 }
 
 void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard) {
-  SetState(State::kReady);
-  while (!isStopping_) {
+  if (keyboard == nullptr || AwaitKeyboard(*keyboard)) SetState(State::kReady);
+  while (!isStopping_ && !HasEnded(desktop, keyboard)) {
     desktop.Wait(wake_.Get(), keyboard == nullptr ? -1 : keyboard->descriptor());
     if (keyboard != nullptr) keyboard->Dispatch();
-    if (desktop.HasEnded() || (keyboard != nullptr && keyboard->HasEnded())) {
-      return SetState(State::kEnded);
+    if (HasEnded(desktop, keyboard)) break;
+    if (IsInState(State::kNotReady) && keyboard->IsReady() && AwaitKeyboard(*keyboard)) {
+      SetState(State::kReady);
     }
     std::uint64_t count = 0;
-    if (read(wake_.Get(), &count, sizeof count) < 0) continue;
-    const std::lock_guard lock(mutex_);
-    if (job_ == nullptr) continue;
-    (*job_)(desktop, keyboard);
-    job_ = nullptr;
-    changed_.notify_all();
+    if (read(wake_.Get(), &count, sizeof count) > 0) RunJob(desktop, keyboard);
   }
+  SetState(State::kEnded);
+}
+
+// The caller of Do keeps the job until it is done. The mutex is not held, because the desktop may
+// respond late.
+void PortalKeyEvents::RunJob(RemoteDesktop& desktop, EisKeyboard* keyboard) {
+  const Job* job = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    job = job_;
+  }
+  if (job == nullptr) return;
+  (*job)(desktop, keyboard);
+  if (HasEnded(desktop, keyboard)) return;  // SetState ends the job
+  const std::lock_guard lock(mutex_);
+  job_ = nullptr;
+  changed_.notify_all();
+}
+
+// Waits until the keyboard accepts keys. The desktop replaces it when the layout changes.
+bool PortalKeyEvents::AwaitKeyboard(EisKeyboard& keyboard) {
+  keyboard.Dispatch();
+  const auto end = steady_clock::now() + kEisLimit;
+  while (!isStopping_ && !keyboard.HasEnded() && steady_clock::now() < end) {
+    if (keyboard.IsReady()) {
+      if (!keyboard.TakeNewDevice()) return true;
+      isGroupKnown_ = false;
+      clock_.Sleep(kNewEisKeyboardPause);
+    } else {
+      pollfd poll{keyboard.descriptor(), POLLIN, 0};
+      ::poll(&poll, 1, 100);
+    }
+    keyboard.Dispatch();
+  }
+  if (!keyboard.HasEnded()) SetState(State::kNotReady);
+  return false;
+}
+
+bool PortalKeyEvents::IsInState(State state) {
+  const std::lock_guard lock(mutex_);
+  return state_ == state;
 }
 
 void PortalKeyEvents::SetState(State state) {
@@ -209,7 +245,8 @@ void PortalKeyEvents::SetState(State state) {
   }
   const std::lock_guard lock(mutex_);
   state_ = state;
-  job_ = nullptr;
+  const bool hasSession = state == State::kReady || state == State::kNotReady;
+  if (!hasSession) job_ = nullptr;
   changed_.notify_all();
 }
 
@@ -229,41 +266,53 @@ void PortalKeyEvents::Do(const Job& job) {
   changed_.wait(lock, [this] { return job_ == nullptr; });
 }
 
-void PortalKeyEvents::Send(std::span<const KeyEvent> presses) {
+// Returns false if not all keys were pressed.
+bool PortalKeyEvents::Send(std::span<const KeyEvent> presses) {
   pace_.Wait(presses.size());
+  bool arePressed = false;
   Do([&](RemoteDesktop& desktop, EisKeyboard* keyboard) {
-    if (keyboard != nullptr) keyboard->SetGroup(ActiveLayout());
-    for (const KeyEvent& press : presses) {
-      if (keyboard == nullptr) {
-        PressKeysyms(desktop, press);
-      } else {
-        PressKeys(*keyboard, press);
-      }
-    }
+    arePressed = std::all_of(presses.begin(), presses.end(), [&](const KeyEvent& press) {
+      return keyboard == nullptr ? PressKeysyms(desktop, press) : PressKeys(*keyboard, press);
+    });
   });
+  return arePressed;
 }
 
-void PortalKeyEvents::PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press) {
+bool PortalKeyEvents::PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press) {
   const bool withControl = press.flag == KeyFlag::kCommand;
   std::vector<KeyStroke> strokes(withControl ? 4 : 2, {kAnyKey, true});
   for (std::size_t i = strokes.size() / 2; i < strokes.size(); ++i) strokes[i].down = false;
   sent_.BeginWrite(strokes, clock_.Now());
-  if (withControl) desktop.PressKeysym(XKB_KEY_Control_L, true);
-  desktop.PressKeysym(KeysymOf(press.character), true);
-  desktop.PressKeysym(KeysymOf(press.character), false);
-  if (withControl) desktop.PressKeysym(XKB_KEY_Control_L, false);
+  // A press whose reply is late may still be carried out. Every key is therefore released.
+  bool isAccepted = !withControl || desktop.PressKeysym(XKB_KEY_Control_L, true);
+  if (isAccepted) {
+    isAccepted = desktop.PressKeysym(KeysymOf(press.character), true);
+    isAccepted = desktop.PressKeysym(KeysymOf(press.character), false) && isAccepted;
+  }
+  if (withControl) isAccepted = desktop.PressKeysym(XKB_KEY_Control_L, false) && isAccepted;
   sent_.EndWrite(clock_.Now());
+  if (!isAccepted) Fail("the desktop's portal refused a key");
+  return isAccepted;
 }
 
-void PortalKeyEvents::PressKeys(EisKeyboard& keyboard, const KeyEvent& press) {
-  keyboard.Dispatch();  // the layout may have changed
-  if (!AwaitReady(keyboard)) return;
+bool PortalKeyEvents::PressKeys(EisKeyboard& keyboard, const KeyEvent& press) {
+  if (!AwaitKeyboard(keyboard)) return false;
+  if (!std::exchange(isGroupKnown_, true)) keyboard.SetGroup(ActiveLayout());
   const auto chord = ChordFor(press, *keyboard.keymap(), keyboard.state());
-  if (!chord) return;
+  if (!chord) {
+    Fail(ReasonWithoutKey(press));
+    return false;
+  }
   const auto strokes = StrokesOf(*chord);
   sent_.BeginWrite(strokes, clock_.Now());
   for (const KeyStroke stroke : strokes) keyboard.Press(stroke.code, stroke.down);
   sent_.EndWrite(clock_.Now());
+  return true;
+}
+
+void PortalKeyEvents::Fail(const char* reason) {
+  const std::lock_guard lock(mutex_);
+  failure_.Set(reason);
 }
 
 void PortalKeyEvents::Wake() {

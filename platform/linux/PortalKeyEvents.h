@@ -14,6 +14,7 @@
 #include "base/UniqueFd.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
+#include "platform/linux/KeyStrokes.h"
 #include "platform/linux/Pace.h"
 #include "platform/linux/SentKeys.h"
 
@@ -49,24 +50,29 @@ class PortalKeyEvents final : public KeyEvents {
   /// until this is known. Same threads as Post.
   bool IsMissing();
 
-  /// Never asks for permission. Waits up to 3 s after Prepare for the permission.
+  /// Never asks for permission. Waits up to 3 s after Prepare for the permission. The first key
+  /// that cannot be pressed ends the call.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
 
  private:
-  enum class State { kIdle, kAsking, kReady, kDenied, kEnded, kMissing, kFailed };
+  enum class State { kIdle, kAsking, kReady, kNotReady, kDenied, kEnded, kMissing, kFailed };
   using Job = std::function<void(RemoteDesktop&, EisKeyboard*)>;
 
   static const char* ProblemOf(State state);
   void Serve();
   void ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard);
+  void RunJob(RemoteDesktop& desktop, EisKeyboard* keyboard);
+  bool IsInState(State state);
+  bool AwaitKeyboard(EisKeyboard& keyboard);
   void SetState(State state);
   State AwaitAnswer();
   void Do(const Job& job);
-  void Send(std::span<const KeyEvent> presses);
-  void PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press);
-  void PressKeys(EisKeyboard& keyboard, const KeyEvent& press);
+  bool Send(std::span<const KeyEvent> presses);
+  bool PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press);
+  bool PressKeys(EisKeyboard& keyboard, const KeyEvent& press);
+  void Fail(const char* reason);
   void Wake();
   std::string ReadToken() const;
   void WriteToken(const std::string& token) const;
@@ -77,6 +83,7 @@ class PortalKeyEvents final : public KeyEvents {
   const std::string tokenFile_;
   const std::chrono::seconds patience_;
   Pace pace_;
+  bool isGroupKnown_ = false;  // the keyboard has the user's active layout; during a Post
 
   const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
   std::atomic<bool> isStopping_ = false;
@@ -84,6 +91,7 @@ class PortalKeyEvents final : public KeyEvents {
   std::mutex mutex_;  // guards the following
   std::condition_variable changed_;
   State state_ = State::kIdle;
+  TypingFailure failure_;     // of the last Post, while the state is kReady
   const Job* job_ = nullptr;  // null if it is done
   std::chrono::steady_clock::time_point answerLimit_{};
   std::thread thread_;

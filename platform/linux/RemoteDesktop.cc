@@ -29,6 +29,7 @@ constexpr std::uint32_t kSuccess = 0;          // responses
 constexpr std::uint32_t kCancelled = 1;
 
 constexpr int kStopCheck = 100;  // milliseconds
+constexpr std::chrono::microseconds kKeyLimit = 3s;
 
 struct Unref {
   void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
@@ -43,9 +44,13 @@ Message MakeCall(sd_bus* bus, const char* interface, const char* method) {
   return Message(made);
 }
 
-Message Send(sd_bus* bus, const Message& call) {
+// A limit of 0 is the default of sd-bus, 25 s.
+Message Send(sd_bus* bus, const Message& call, std::chrono::microseconds limit = {}) {
   sd_bus_message* reply = nullptr;
-  if (call == nullptr || sd_bus_call(bus, call.get(), 0, nullptr, &reply) < 0) return nullptr;
+  const auto microseconds = static_cast<std::uint64_t>(limit.count());
+  if (call == nullptr || sd_bus_call(bus, call.get(), microseconds, nullptr, &reply) < 0) {
+    return nullptr;
+  }
   return Message(reply);
 }
 
@@ -220,7 +225,7 @@ bool RemoteDesktop::PressKeysym(std::uint32_t keysym, bool down) {
   const Message call = MakeCall(bus_, kRemoteDesktop, "NotifyKeyboardKeysym");
   sd_bus_message_append(call.get(), "oa{sv}iu", session_.c_str(), 0,
                         static_cast<std::int32_t>(keysym), std::uint32_t{down});
-  return Send(bus_, call) != nullptr;
+  return Send(bus_, call, kKeyLimit) != nullptr;
 }
 
 void RemoteDesktop::Wait(int first, int second) {

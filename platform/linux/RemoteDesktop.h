@@ -43,10 +43,10 @@ class RemoteDesktop {
   /// @return a descriptor, which is not open if the portal has no such connection
   UniqueFd ConnectToEis();
 
-  /// Presses or releases a key.
+  /// Presses or releases a key. Waits up to 3 s for the reply.
   /// @param keysym  see xkbcommon-keysyms.h
   /// @param down    true to press the key
-  /// @return false if the portal has refused
+  /// @return false if the portal has refused or has not replied
   bool PressKeysym(std::uint32_t keysym, bool down);
 
   /// Handles events of the session until one of the descriptors can be read.

@@ -54,6 +54,11 @@ std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
   return chord;
 }
 
+const char* ReasonWithoutKey(const KeyEvent& press) {
+  return press.flag == KeyFlag::kCommand ? "the keyboard layout has no keys for pasting"
+                                         : "the keyboard layout changed while a record was typed";
+}
+
 SessionLayout::SessionLayout() = default;
 
 SessionLayout::~SessionLayout() {

@@ -32,6 +32,10 @@ xkb_keymap* ReadKeymap(int file, std::size_t size);
 std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
                                  const KeyboardState& state);
 
+/// Returns why a record cannot be typed if ChordFor finds no keys for an event. Characters have
+/// been checked with KeyEvents::Untypable.
+const char* ReasonWithoutKey(const KeyEvent& press);
+
 /// The layout of the user's keyboard in a Wayland session, as the compositor reports it. A program
 /// learns the group only while it has focus. One thread.
 class SessionLayout {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -35,6 +36,8 @@ class FakePortal {
 
   std::atomic<User> user = User::kGrants;
   std::atomic<unsigned> version = 2;
+  std::atomic<std::int32_t> refusedKeysym = 0;  ///< an error is the reply
+  std::atomic<bool> ignoresPresses = false;     ///< never replies to presses
 
   std::vector<Options> selections() const;  ///< arguments of SelectDevices
   int questions() const;                    ///< number of Start calls

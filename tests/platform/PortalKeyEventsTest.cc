@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/linux/PortalKeyEvents.h"
@@ -124,6 +125,36 @@ TEST_F(PortalKeyEventsTest, ReportsWithdrawnPermission) {
   EXPECT_EQ(portal.keysyms(), "+61 -61 ");
   EXPECT_EQ(portal.questions(), 1);
   EXPECT_TRUE(log.Has(std::string("Cannot type on this desktop: ") + kWithdrawn));
+}
+
+TEST_F(PortalKeyEventsTest, EndsTheRecordAtTheFirstRefusedKey) {
+  portal.refusedKeysym = 'b';
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  Type(*keys, "abc" + std::string(100, 'd'));
+  EXPECT_EQ(portal.keysyms(), "+61 -61 ");
+  EXPECT_EQ(keys->Problem(), "the desktop's portal refused a key");
+  Type(*keys, "e");
+  EXPECT_EQ(portal.keysyms(), "+61 -61 +65 -65 ");
+  EXPECT_EQ(keys->Problem(), "");
+}
+
+TEST_F(PortalKeyEventsTest, DoesNotBlockOtherThreadsWhileItTypes) {
+  portal.ignoresPresses = true;
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  ASSERT_TRUE(AwaitProblem(""));
+  const auto start = std::chrono::steady_clock::now();
+  std::thread typist([&] { Type(*keys, "a"); });
+  std::this_thread::sleep_for(100ms);
+  keys->Prepare();
+  keys->Problem();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+  typist.join();  // after a press without a reply
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+  EXPECT_EQ(keys->Problem(), "the desktop's portal refused a key");
 }
 
 TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasEnded) {
