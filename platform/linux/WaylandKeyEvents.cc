@@ -122,20 +122,25 @@ void WaylandKeyEvents::Post(std::span<const KeyEvent> events) {
     strokes.push_back({code, event.down});
     if (withControl) strokes.push_back({KEY_LEFTCTRL, false});
   }
-  for (std::span<const KeyStroke> rest = strokes; !rest.empty();) {
-    const auto some = rest.first(std::min(rest.size(), kStrokesAtOnce));
-    rest = rest.subspan(some.size());
-    Send(some);
-  }
-}
-
-void WaylandKeyEvents::Send(std::span<const KeyStroke> strokes) {
+  if (strokes.empty()) return;
   if (!Connect()) {
     return failure_.Set(keyboard_->IsReachable()
                             ? "the Wayland compositor offers no virtual keyboard"
                             : "the Wayland compositor cannot be reached");
   }
-  if (keyboard_->IsBehind() && !keyboard_->Finish()) return failure_.Set(kNotAccepted);
+  // If the connection ends, the rest of the record is not sent to the next one.
+  for (std::span<const KeyStroke> rest = strokes; !rest.empty();) {
+    const auto some = rest.first(std::min(rest.size(), kStrokesAtOnce));
+    rest = rest.subspan(some.size());
+    if (!Send(some)) return failure_.Set(kNotAccepted);
+  }
+  failure_.Clear();
+}
+
+// Returns false if the compositor has not accepted the strokes.
+bool WaylandKeyEvents::Send(std::span<const KeyStroke> strokes) {
+  if (!keyboard_->IsOffered()) return false;
+  if (keyboard_->IsBehind() && !keyboard_->Finish()) return false;
   pace_.Wait(strokes.size());
   const auto now = clock_.Now();
   const auto time = static_cast<std::uint32_t>(
@@ -144,11 +149,7 @@ void WaylandKeyEvents::Send(std::span<const KeyStroke> strokes) {
   for (const KeyStroke stroke : strokes) keyboard_->Press(stroke, time);
   const bool isAccepted = keyboard_->Finish();
   sent_.EndWrite(now);
-  if (isAccepted) {
-    failure_.Clear();
-  } else {
-    failure_.Set(kNotAccepted);
-  }
+  return isAccepted;
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -32,7 +32,8 @@ class WaylandKeyEvents final : public KeyEvents {
   /// Returns true if the compositor offers virtual keyboards. Connects to it for this. Any thread.
   static bool IsOffered();
 
-  /// Sends 70 characters at once, and pauses for longer texts.
+  /// Sends 70 characters at once, and pauses for longer texts. Ends if the compositor does not
+  /// accept them in time or ends the connection.
   void Post(std::span<const KeyEvent> events) override;
   std::string Problem() override { return failure_.Reason(); }
 
@@ -40,7 +41,7 @@ class WaylandKeyEvents final : public KeyEvents {
   class Keyboard;
 
   bool Connect();
-  void Send(std::span<const KeyStroke> strokes);
+  bool Send(std::span<const KeyStroke> strokes);
 
   Clock& clock_;
   SentKeys& sent_;

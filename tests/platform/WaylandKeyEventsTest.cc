@@ -126,6 +126,22 @@ TEST_F(WaylandKeyEventsTest, ReconnectsAfterTheCompositorHasRestarted) {
   EXPECT_EQ(keys.Problem(), "");
 }
 
+TEST_F(WaylandKeyEventsTest, TypesNoTailAfterAnInterruption) {
+  Compositor compositor;
+  Type("a");
+  clock.Advance(1s);
+  clock.OnSleep([&] {
+    clock.OnSleep(nullptr);
+    compositor.Disconnect();
+  });
+  Type(std::string(280, 'b'));  // four parts; the first pause is before the second one
+  EXPECT_EQ(compositor.text(), "a" + std::string(70, 'b'));
+  EXPECT_EQ(keys.Problem(), "the Wayland compositor does not accept the keys");
+  Type("c");
+  EXPECT_TRUE(compositor.text().ends_with("bc"));
+  EXPECT_EQ(keys.Problem(), "");
+}
+
 TEST_F(WaylandKeyEventsTest, LosesNoKeyIfTheCompositorIsSlow) {
   Compositor compositor;
   WaylandKeyEvents impatient(log, clock, sent, 50ms);
