@@ -1,5 +1,6 @@
 #include "platform/linux/SessionLayout.h"
 
+#include <linux/input-event-codes.h>
 #include <sys/mman.h>
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
@@ -7,6 +8,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <utility>
 
 #include "platform/linux/WaylandConnection.h"
 
@@ -14,6 +16,22 @@ namespace quillet::platform::linux_desktop {
 namespace {
 
 constexpr std::chrono::seconds kLayoutLimit{1};
+
+constexpr std::uint32_t kShift = 1;  // real modifiers (X11 protocol, section 2)
+constexpr std::uint32_t kControl = 4;
+
+std::optional<KeyChord> InGroup(std::optional<KeyChord> chord, const KeyboardState& state) {
+  return chord && chord->group == state.group ? chord : std::nullopt;
+}
+
+std::optional<KeyChord> ShortcutFor(std::uint32_t modifier, std::uint32_t symbol,
+                                    KeymapSearch& keymap, const KeyboardState& state) {
+  auto chord = InGroup(keymap.FindPlain(symbol, state), state);
+  const std::uint32_t key = keymap.ModifierKey(modifier, state);
+  if (!chord || key == 0) return std::nullopt;
+  chord->modifiers = {key};
+  return chord;
+}
 
 }  // namespace
 
@@ -33,25 +51,13 @@ xkb_keymap* ReadKeymap(int file, std::size_t size) {
 
 std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
                                  const KeyboardState& state) {
-  constexpr std::uint32_t kShift = 1;  // real modifiers (X11 protocol, section 2)
-  constexpr std::uint32_t kControl = 4;
-  const auto inGroup = [&](std::optional<KeyChord> chord) {
-    return chord && chord->group == state.group ? chord : std::nullopt;
-  };
   if (press.flag != KeyFlag::kCommand) {
     const KeyChord* const found = keymap.Find(press.character, state);
-    return found == nullptr ? std::nullopt : inGroup(*found);
+    return found == nullptr ? std::nullopt : InGroup(*found, state);
   }
-  std::uint32_t mask = kControl;
-  auto chord = inGroup(keymap.FindPlain(KeysymOf(press.character), state));
-  if (!chord && press.character == 'v') {
-    mask = kShift;
-    chord = inGroup(keymap.FindPlain(XKB_KEY_Insert, state));
-  }
-  const std::uint32_t modifier = keymap.ModifierKey(mask, state);
-  if (!chord || modifier == 0) return std::nullopt;
-  chord->modifiers = {modifier};
-  return chord;
+  const auto chord = ShortcutFor(kControl, KeysymOf(press.character), keymap, state);
+  if (chord || press.character != 'v') return chord;
+  return ShortcutFor(kShift, XKB_KEY_Insert, keymap, state);
 }
 
 const char* ReasonWithoutKey(const KeyEvent& press) {
@@ -71,7 +77,6 @@ bool SessionLayout::Update() {
           [](void* self, wl_keyboard*, std::uint32_t, std::int32_t file, std::uint32_t size) {
             auto& layout = *static_cast<SessionLayout*>(self);
             const UniqueFd owned(file);
-            layout.keymap_.reset();
             xkb_keymap* const keymap = ReadKeymap(owned.Get(), size);
             if (keymap == nullptr) return;
             layout.groups_ = xkb_keymap_num_layouts(keymap);
@@ -87,21 +92,44 @@ bool SessionLayout::Update() {
   if (connection_ == nullptr || connection_->IsBroken()) {
     if (keyboard_ != nullptr) wl_keyboard_destroy(keyboard_);
     keyboard_ = nullptr;
-    keymap_.reset();
     connection_ = std::make_unique<WaylandConnection>();
   }
   if (keyboard_ == nullptr && connection_->seatHasKeyboard()) {
     keyboard_ = wl_seat_get_keyboard(connection_->seat());
     wl_keyboard_add_listener(keyboard_, &kListener, this);
   }
-  return connection_->Roundtrip(kLayoutLimit) && keymap_ != nullptr;
+  connection_->Roundtrip(kLayoutLimit);
+  return keymap_ != nullptr;
 }
 
 std::optional<KeyChord> SessionLayout::Find(const KeyEvent& press, std::uint32_t lockedModifiers) {
   if (keymap_ == nullptr) return std::nullopt;
-  auto found = ChordFor(press, *keymap_, {.group = 0, .lockedModifiers = lockedModifiers});
+  if (press.flag != KeyFlag::kCommand || press.character != 'v') {
+    return FindInAllGroups(lockedModifiers, [&](const KeyboardState& state) {
+      return ChordFor(press, *keymap_, state);
+    });
+  }
+  for (const auto& [modifier, symbol] : {std::pair{kControl, KeysymOf(press.character)},
+                                         std::pair{kShift, std::uint32_t{XKB_KEY_Insert}}}) {
+    const auto found = FindInAllGroups(lockedModifiers, [&](const KeyboardState& state) {
+      return ShortcutFor(modifier, symbol, *keymap_, state);
+    });
+    if (found) return found;
+  }
+  constexpr std::uint32_t kEvdevOffset = 8;  // xkbcommon.h, xkb_keycode_t
+  return KeyChord{{KEY_LEFTCTRL + kEvdevOffset}, KEY_V + kEvdevOffset, 0};
+}
+
+bool SessionLayout::Lacks(char character, std::uint32_t group) {
+  const KeyEvent press{0, true, KeyFlag::kNone, character};
+  return keymap_ != nullptr && group < groups_ && !ChordFor(press, *keymap_, {group, 0});
+}
+
+std::optional<KeyChord> SessionLayout::FindInAllGroups(std::uint32_t lockedModifiers,
+                                                       const ChordInGroup& find) {
+  const auto found = find({.group = 0, .lockedModifiers = lockedModifiers});
   for (std::uint32_t group = 1; found && group < groups_; ++group) {
-    const auto other = ChordFor(press, *keymap_, {group, lockedModifiers});
+    const auto other = find({group, lockedModifiers});
     if (!other || other->code != found->code || other->modifiers != found->modifiers) return {};
   }
   return found;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -45,16 +46,28 @@ class SessionLayout {
   SessionLayout(const SessionLayout&) = delete;
   SessionLayout& operator=(const SessionLayout&) = delete;
 
-  /// Reads the present layout. Waits up to 1 s for the compositor.
-  /// @return false if it is not known
+  /// Reads the present layout. Waits up to 1 s for the compositor. If it does not respond, the last
+  /// known layout remains.
+  /// @return false if no layout is known
   bool Update();
 
-  /// Finds keys like ChordFor which type the same in all groups. Call after Update.
+  /// Finds keys like ChordFor which type the same in all groups. Call after Update. The letter V
+  /// with Command has a result in any layout: Control-V if all groups have it on the same key,
+  /// else Shift-Insert, else Control with the US position of V.
   /// @param press            see ChordFor
   /// @param lockedModifiers  see KeyboardState
   std::optional<KeyChord> Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
+  /// Returns true if a group has no keys for a character. Call after Update.
+  /// @param character  see KeyEvent
+  /// @param group      counted from 0
+  bool Lacks(char character, std::uint32_t group);
+
  private:
+  using ChordInGroup = std::function<std::optional<KeyChord>(const KeyboardState&)>;
+
+  std::optional<KeyChord> FindInAllGroups(std::uint32_t lockedModifiers, const ChordInGroup& find);
+
   std::unique_ptr<WaylandConnection> connection_;
   wl_keyboard* keyboard_ = nullptr;
   std::unique_ptr<KeymapSearch> keymap_;

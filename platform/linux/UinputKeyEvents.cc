@@ -46,8 +46,10 @@ constexpr std::size_t kReportSize = 32;
 static_assert(kReportSize * kTimePerEvent <= kReadingPause);
 constexpr std::size_t kEventsPerStroke = 2;
 
-// The keys of ToKeyStrokes, those of other layouts, and the modifiers.
-constexpr int kHighestCode = KEY_DELETE;
+// The keys of ToKeyStrokes and all that SessionLayout may find, such as Yen (124) on Japanese
+// keyboards.
+constexpr int kHighestCode = kHighestRealCode - 8;
+static_assert(kHighestCode >= KEY_YEN && kHighestCode >= kHighestKeyCode);
 
 constexpr std::uint32_t kLockModifier = 2;  // Caps Lock (X11 protocol, section 2)
 
@@ -88,6 +90,7 @@ bool Describe(int descriptor) {
     return false;
   }
   for (int code = KEY_ESC; code <= kHighestCode; ++code) {
+    if (code == KEY_POWER) continue;  // systemd-logind would treat the device as a power button
     if (ioctl(descriptor, UI_SET_KEYBIT, code) < 0) return false;
   }
   if (!AddSilentAxes(descriptor)) return false;
@@ -119,6 +122,7 @@ UinputKeyEvents::UinputKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, M
 
 void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   if (!HaveKeyboard()) return;
+  failure_.Clear();
   ReadLights();
   const std::vector<KeyStroke> strokes = StrokesFor(events);
   constexpr std::size_t kStrokesInReport = kReportSize / kEventsPerStroke;
@@ -129,7 +133,8 @@ void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   }
 }
 
-// Modifiers are held only while a key goes down, as ToKeyStrokes does.
+// Modifiers are held only while a key goes down, as ToKeyStrokes does. If a key is missing, the
+// whole record is dropped.
 std::vector<KeyStroke> UinputKeyEvents::StrokesFor(std::span<const KeyEvent> events) {
   std::vector<KeyStroke> strokes;
   const auto put = [&](KeyStroke stroke) { strokes.push_back(stroke); };
@@ -144,7 +149,10 @@ std::vector<KeyStroke> UinputKeyEvents::StrokesFor(std::span<const KeyEvent> eve
       continue;
     }
     const auto chord = layout_->Find(event, capsLock_ ? kLockModifier : 0);
-    if (!chord) continue;
+    if (!chord) {
+      failure_.Set(ReasonWithoutKey(event));
+      return {};
+    }
     for (const std::uint32_t code : chord->modifiers) put({EvdevCode(code), true});
     put({pressed = EvdevCode(chord->code), true});
     for (auto it = chord->modifiers.rbegin(); it != chord->modifiers.rend(); ++it) {
@@ -174,7 +182,6 @@ bool UinputKeyEvents::HaveKeyboard() {
     GiveUpKeyboard(errno);
     return false;
   }
-  failure_.Clear();
   clock_.Sleep(kNewKeyboardPause);
   return true;
 }

@@ -220,9 +220,8 @@ TEST_F(UinputKeyEventsTest, TreatsAShortWriteAsAnError) {
 }
 
 struct UinputLayoutTest : UinputKeyEventsTest {
-  std::string Type(char character) {
-    const KeyEvent press[] = {{0, true, KeyFlag::kNone, character},
-                              {0, false, KeyFlag::kNone, character}};
+  std::string Type(char character, KeyFlag flag = KeyFlag::kNone) {
+    const KeyEvent press[] = {{0, true, flag, character}, {0, false, KeyFlag::kNone, character}};
     withLayout.Post(press);
     return Written();
   }
@@ -242,6 +241,43 @@ TEST_F(UinputLayoutTest, RefusesKeysThatDifferBetweenLayouts) {
   const test::Compositor compositor(false, "us,de");
   EXPECT_EQ(withLayout.Untypable("azya1"), "zy");
   EXPECT_EQ(Type('a'), "30+. 30-. ");
+}
+
+TEST_F(UinputLayoutTest, PastesWithTheSameKeysInAllLayouts) {
+  const auto pastedWith = [&](const char* layouts) {
+    const test::Compositor compositor(false, layouts);
+    SessionLayout fresh;
+    UinputKeyEvents keys{log_, clock_, sent_, [this] { return dup(Make()); }, &fresh};
+    const KeyEvent press[] = {{0, true, KeyFlag::kCommand, 'v'}, {0, false, KeyFlag::kNone, 'v'}};
+    keys.Post(press);
+    EXPECT_EQ(keys.Problem(), "");
+    return Written();
+  };
+  EXPECT_EQ(pastedWith("us,de"), "29+. 47+. 29-. 47-. ");
+  EXPECT_EQ(pastedWith("us,ru"), "42+. 110+. 42-. 110-. ");
+  EXPECT_EQ(pastedWith("us,us(dvorak)"), "42+. 110+. 42-. 110-. ");
+  close(keyboard_);
+}
+
+TEST_F(UinputLayoutTest, DropsTheRecordIfTheLayoutHasChanged) {
+  const test::Compositor compositor(false, "us,de");
+  const KeyEvent record[] = {{0, true, KeyFlag::kNone, 'a'},
+                             {0, false, KeyFlag::kNone, 'a'},
+                             {0, true, KeyFlag::kNone, 'z'},
+                             {0, false, KeyFlag::kNone, 'z'}};
+  withLayout.Post(record);
+  EXPECT_EQ(Written(), "");
+  EXPECT_EQ(withLayout.Problem(), "the keyboard layout changed while a record was typed");
+  EXPECT_EQ(Type('a'), "30+. 30-. ");
+  EXPECT_EQ(withLayout.Problem(), "");
+}
+
+TEST_F(UinputLayoutTest, KeepsTheLastLayoutIfItCannotBeRead) {
+  {
+    const test::Compositor compositor(false, "de");
+    EXPECT_EQ(Type('z'), "21+. 21-. ");
+  }
+  EXPECT_EQ(Type('z'), "21+. 21-. ");
 }
 
 TEST_F(UinputKeyEventsTest, RefusesADeviceOtherThanUinput) {
