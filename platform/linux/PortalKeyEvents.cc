@@ -68,12 +68,14 @@ bool HasEnded(const RemoteDesktop& desktop, const EisKeyboard* keyboard) {
 }  // namespace
 
 PortalKeyEvents::PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
-                                 std::string tokenFile, std::chrono::seconds patience)
+                                 std::string tokenFile, std::chrono::seconds patience,
+                                 SessionLayout* layout)
     : log_(log),
       clock_(clock),
       sent_(sent),
       tokenFile_(std::move(tokenFile)),
       patience_(patience),
+      layout_(layout),
       pace_(clock, kTimePerPress, kPressesAtOnce, kPressPause),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       failure_(log) {}
@@ -91,7 +93,7 @@ void PortalKeyEvents::Prepare() {
     const bool hasSession = state_ == State::kReady || state_ == State::kNotReady;
     if (state_ == State::kAsking || hasSession) return;
     state_ = State::kAsking;
-    answerLimit_ = steady_clock::now() + kAnswerLimit;
+    answerLimit_ = steady_clock::now() + std::max<std::chrono::seconds>(patience_, kAnswerLimit);
     earlier.swap(thread_);
   }
   if (earlier.joinable()) earlier.join();
@@ -122,17 +124,26 @@ void PortalKeyEvents::Post(std::span<const KeyEvent> events) {
 
 std::string PortalKeyEvents::Untypable(std::string_view text) {
   std::string missing;
-  Do([&](RemoteDesktop&, EisKeyboard* keyboard) {
-    if (keyboard == nullptr || !AwaitKeyboard(*keyboard)) return;
-    keyboard->SetGroup(ActiveLayout());
+  const auto check = [&](const std::function<bool(char)>& isMissing) {
     for (const char character : text) {
-      const KeyEvent press{0, true, KeyFlag::kNone, character};
-      if (missing.find(character) == std::string::npos &&
-          !ChordFor(press, *keyboard->keymap(), keyboard->state())) {
+      if (missing.find(character) == std::string::npos && isMissing(character)) {
         missing += character;
       }
     }
+  };
+  bool hasKeyboard = true;
+  Do([&](RemoteDesktop&, EisKeyboard* keyboard) {
+    hasKeyboard = keyboard != nullptr;
+    if (!hasKeyboard || !AwaitKeyboard(*keyboard)) return;
+    keyboard->SetGroup(ActiveLayout());
+    check([&](char character) {
+      const KeyEvent press{0, true, KeyFlag::kNone, character};
+      return !ChordFor(press, *keyboard->keymap(), keyboard->state());
+    });
   });
+  if (!hasKeyboard && layout_ != nullptr && layout_->Update()) {
+    check([&, group = ActiveLayout()](char character) { return layout_->Lacks(character, group); });
+  }
   return missing;
 }
 
@@ -166,11 +177,11 @@ const char* PortalKeyEvents::ProblemOf(State state) {
 void PortalKeyEvents::Serve() {
   RemoteDesktop desktop([this] { return isStopping_.load(); });
   std::string token = ReadToken();
-  switch (desktop.Start(token, patience_)) {
+  if (!desktop.Connect(patience_)) return SetState(State::kMissing);
+  if (token.empty()) LimitAnswer(kAnswerLimit);
+  switch (desktop.Start(token)) {
     case RemoteDesktop::Answer::kDenied:
       return SetState(State::kDenied);
-    case RemoteDesktop::Answer::kMissing:
-      return SetState(State::kMissing);
     case RemoteDesktop::Answer::kFailed:
       return SetState(State::kFailed);
     case RemoteDesktop::Answer::kGranted:
@@ -250,9 +261,18 @@ void PortalKeyEvents::SetState(State state) {
   changed_.notify_all();
 }
 
+// Shortens the wait of Post when the desktop asks the user.
+void PortalKeyEvents::LimitAnswer(std::chrono::seconds limit) {
+  const std::lock_guard lock(mutex_);
+  answerLimit_ = steady_clock::now() + limit;
+  changed_.notify_all();
+}
+
 PortalKeyEvents::State PortalKeyEvents::AwaitAnswer() {
   std::unique_lock lock(mutex_);
-  changed_.wait_until(lock, answerLimit_, [this] { return state_ != State::kAsking; });
+  while (state_ == State::kAsking && steady_clock::now() < answerLimit_) {
+    changed_.wait_until(lock, steady_clock::time_point(answerLimit_));
+  }
   return state_;
 }
 

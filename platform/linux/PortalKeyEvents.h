@@ -22,6 +22,7 @@ namespace quillet::platform::linux_desktop {
 
 class RemoteDesktop;
 class EisKeyboard;
+class SessionLayout;
 
 /// Key events through the desktop's portal for remote control, for GNOME and KDE Plasma on Wayland.
 /// The desktop asks the user for permission. The permission is kept in a file.
@@ -39,18 +40,22 @@ class PortalKeyEvents final : public KeyEvents {
   /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
   ///                  created. If empty, the user is asked at each start.
   /// @param patience  time for which Prepare waits for a missing portal
+  /// @param layout    tells without libei which characters the desktop drops; may be null; outlives
+  ///                  this object
   PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, std::string tokenFile,
-                  std::chrono::seconds patience);
+                  std::chrono::seconds patience, SessionLayout* layout = nullptr);
   ~PortalKeyEvents() override;
 
   /// Asks for permission, unless it has been granted or an answer is pending.
   void Prepare() override;
 
-  /// Returns true if the desktop has no portal for remote control. Waits up to 3 s after Prepare
-  /// until this is known. Same threads as Post.
+  /// Returns true if the desktop has no portal for remote control. Waits as long as Post until this
+  /// is known. Same threads as Post.
   bool IsMissing();
 
-  /// Never asks for permission. Waits up to 3 s after Prepare for the permission. The first key
+  /// Never asks for permission. Waits after Prepare for the permission: up to 3 s for the user's
+  /// answer, and for the patience if the portal is missing or the user has agreed earlier. The
+  /// first key
   /// that cannot be pressed ends the call.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
@@ -67,6 +72,7 @@ class PortalKeyEvents final : public KeyEvents {
   bool IsInState(State state);
   bool AwaitKeyboard(EisKeyboard& keyboard);
   void SetState(State state);
+  void LimitAnswer(std::chrono::seconds limit);
   State AwaitAnswer();
   void Do(const Job& job);
   bool Send(std::span<const KeyEvent> presses);
@@ -82,6 +88,7 @@ class PortalKeyEvents final : public KeyEvents {
   SentKeys& sent_;
   const std::string tokenFile_;
   const std::chrono::seconds patience_;
+  SessionLayout* const layout_;
   Pace pace_;
   bool isGroupKnown_ = false;  // the keyboard has the user's active layout; during a Post
 

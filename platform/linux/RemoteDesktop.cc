@@ -64,8 +64,11 @@ RemoteDesktop::~RemoteDesktop() {
   sd_bus_flush_close_unref(bus_);
 }
 
-RemoteDesktop::Answer RemoteDesktop::Start(std::string& token, std::chrono::seconds patience) {
-  if (!Open() || !AwaitPortal(patience)) return Answer::kMissing;
+bool RemoteDesktop::Connect(std::chrono::seconds patience) {
+  return Open() && AwaitPortal(patience);
+}
+
+RemoteDesktop::Answer RemoteDesktop::Start(std::string& token) {
   version_ = Property("version").value_or(1);
   // The portal takes the program's name from its desktop file. Portals before 1.20 have no such
   // call and find the name by the program's control group.

@@ -22,22 +22,25 @@ class RemoteDesktop {
   enum class Answer {
     kGranted,  ///< the program may type
     kDenied,   ///< the user has refused
-    kMissing,  ///< the session bus has no such portal
     kFailed,   ///< the portal has ended, or has refused a call
   };
 
-  /// @param isStopping  polled every 0.1 s; ends Start when it returns true
+  /// @param isStopping  polled every 0.1 s; ends Connect and Start when it returns true
   explicit RemoteDesktop(std::function<bool()> isStopping);
   ~RemoteDesktop();
   RemoteDesktop(const RemoteDesktop&) = delete;
   RemoteDesktop& operator=(const RemoteDesktop&) = delete;
 
+  /// Connects to the portal. Call once, before the other functions.
+  /// @param patience  time for which a missing portal is waited for
+  /// @return false if the session bus has no such portal
+  bool Connect(std::chrono::seconds patience);
+
   /// Creates a session that may type. The desktop asks the user, unless the token restores an
   /// earlier permission. Waits for the user's answer without a limit.
-  /// @param token    restore token of an earlier session, or an empty text. Set to the token for
-  ///                 the next session, or to an empty text if the portal gives none.
-  /// @param patience  time for which a missing portal is waited for
-  Answer Start(std::string& token, std::chrono::seconds patience);
+  /// @param token  restore token of an earlier session, or an empty text. Set to the token for
+  ///               the next session, or to an empty text if the portal gives none.
+  Answer Start(std::string& token);
 
   /// Opens a connection for libei. Afterwards, PressKeysym fails. Call after Start.
   /// @return a descriptor, which is not open if the portal has no such connection

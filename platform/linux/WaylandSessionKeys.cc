@@ -16,13 +16,13 @@ WaylandSessionKeys::WaylandSessionKeys(const Session& session, SystemLog& log, C
                                        SentKeys& sent)
     : log_(log),
       hasPortal_(session.hasPortal),
-      portal_(log, clock, sent, session.tokenFile, session.hasPortal ? kPortalStart : 0s),
+      portal_(log, clock, sent, session.tokenFile, session.hasPortal ? kPortalStart : 0s, &layout_),
       keyboard_(log, clock, sent),
       uinput_(
           log, clock, sent, [] { return MakeVirtualKeyboard("/dev/uinput"); }, &layout_) {}
 
 void WaylandSessionKeys::Prepare() {
-  if (UsesPortal()) portal_.Prepare();
+  if (way_ == nullptr && UsesPortal()) portal_.Prepare();
 }
 
 bool WaylandSessionKeys::UsesPortal() {
@@ -32,13 +32,14 @@ bool WaylandSessionKeys::UsesPortal() {
 }
 
 KeyEvents& WaylandSessionKeys::Way() {
-  if (way_ != nullptr) return *way_;
+  if (KeyEvents* const way = way_) return *way;
   if (UsesPortal() && !portal_.IsMissing()) return portal_;
   const bool usesKeyboard = !UsesPortal() || WaylandKeyEvents::IsOffered();
-  way_ = usesKeyboard ? static_cast<KeyEvents*>(&keyboard_) : &uinput_;
+  KeyEvents& way = usesKeyboard ? static_cast<KeyEvents&>(keyboard_) : uinput_;
+  way_ = &way;
   log_.Write(usesKeyboard ? "Types through a virtual keyboard of the compositor"
                           : "Types through /dev/uinput");
-  return *way_;
+  return way;
 }
 
 }  // namespace quillet::platform::linux_desktop

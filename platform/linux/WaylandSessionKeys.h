@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -45,15 +46,15 @@ class WaylandSessionKeys final : public KeyEvents {
 
   SystemLog& log_;
   const bool hasPortal_;
+  SessionLayout layout_;
   PortalKeyEvents portal_;
   WaylandKeyEvents keyboard_;
-  SessionLayout layout_;
   UinputKeyEvents uinput_;
 
   std::mutex mutex_;                // guards usesPortal_
   std::optional<bool> usesPortal_;  // unset until the first call
 
-  KeyEvents* way_ = nullptr;  // if it is not the portal
+  std::atomic<KeyEvents*> way_ = nullptr;  // if it is not the portal
 };
 
 }  // namespace quillet::platform::linux_desktop

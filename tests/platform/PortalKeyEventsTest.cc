@@ -8,12 +8,14 @@
 #include <vector>
 
 #include "platform/linux/PortalKeyEvents.h"
+#include "platform/linux/SessionLayout.h"
 #include "platform/linux/WaylandSessionKeys.h"
 #include "tests/platform/Compositor.h"
 #include "tests/platform/FakePortal.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Variable.h"
 #include "tests/support/WaitFor.h"
 
 namespace quillet::platform::linux_desktop {
@@ -174,6 +176,41 @@ TEST_F(PortalKeyEventsTest, WaitsForALatePortal) {
   EXPECT_TRUE(AwaitProblem(""));
 }
 
+TEST_F(PortalKeyEventsTest, TypesTheFirstRecordThroughALatePortal) {
+  Begin(60s);
+  keys->Prepare();
+  std::thread desktop([&] {
+    std::this_thread::sleep_for(4s);
+    portal.Start();
+  });
+  Type(*keys, "a");
+  desktop.join();
+  EXPECT_EQ(portal.keysyms(), "+61 -61 ");
+  EXPECT_EQ(keys->Problem(), "");
+}
+
+TEST_F(PortalKeyEventsTest, WaitsThreeSecondsForTheUsersAnswer) {
+  portal.user = FakePortal::User::kDoesNotAnswer;
+  portal.Start();
+  Begin(60s);
+  keys->Prepare();
+  const auto start = std::chrono::steady_clock::now();
+  Type(*keys, "a");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
+  EXPECT_EQ(keys->Problem(), kNotYet);
+}
+
+TEST_F(PortalKeyEventsTest, RefusesCharactersThatTheLayoutLacks) {
+  const test::Variable settings("GSETTINGS_BACKEND", "memory");
+  const test::Compositor compositor(false, "ru");
+  SessionLayout layout;
+  portal.Start();
+  keys.emplace(log, clock, sent, tokenFile, 0s, &layout);
+  keys->Prepare();
+  EXPECT_EQ(keys->Untypable("1ab1a\n"), "ab");
+  keys.reset();
+}
+
 TEST_F(PortalKeyEventsTest, EndsWhileTheUserDoesNotAnswer) {
   portal.user = FakePortal::User::kDoesNotAnswer;
   portal.Start();
@@ -223,6 +260,16 @@ TEST_F(WaylandSessionKeysTest, UsesThePortalIfThereIsNoVirtualKeyboard) {
 TEST_F(WaylandSessionKeysTest, UsesUinputIfThereIsNothingElse) {
   const test::Compositor compositor(false);
   Choose(false, "Types through /dev/uinput");
+}
+
+TEST_F(WaylandSessionKeysTest, RequestsNothingAfterItHasChosenAnotherWay) {
+  const test::Compositor compositor(false);
+  WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, sent);
+  session.Prepare();
+  EXPECT_EQ(session.Problem(), "");
+  portal.Start();
+  session.Prepare();
+  EXPECT_FALSE(WaitFor([&] { return portal.questions() > 0; }, 1s));
 }
 
 }  // namespace
