@@ -277,6 +277,7 @@ TEST_F(UinputLayoutTest, KeepsTheLastLayoutIfItCannotBeRead) {
     const test::Compositor compositor(false, "de");
     EXPECT_EQ(Type('z'), "21+. 21-. ");
   }
+  EXPECT_EQ(Type('z'), "21+. 21-. ");  // finds that the connection has ended
   EXPECT_EQ(Type('z'), "21+. 21-. ");
 }
 
