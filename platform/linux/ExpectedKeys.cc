@@ -5,7 +5,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-constexpr std::size_t kMostExpected = 1024;
+constexpr std::size_t kMostExpected = 4096;
 constexpr std::uint32_t kLongestDelay = 60'000;  // from a stroke to the call of Take
 
 bool IsAfter(std::uint32_t time, std::uint32_t other) {

@@ -13,7 +13,7 @@ namespace quillet::platform::linux_desktop {
 inline constexpr std::uint16_t kAnyKey = 0;
 
 /// Key strokes that this program has sent, until one of its windows receives them. Strokes that
-/// another program receives are forgotten after a minute or 1024 newer ones. One thread at a time.
+/// another program receives are forgotten after a minute or 4096 newer ones. One thread at a time.
 ///
 /// Times are in milliseconds. They may wrap around.
 class ExpectedKeys {

@@ -40,9 +40,9 @@ TEST(ExpectedKeysTest, TakesNoStrokeOutsideItsTime) {
 TEST(ExpectedKeysTest, ForgetsTheOldestStrokes) {
   ExpectedKeys keys;
   keys.Add(kDown);
-  for (int i = 0; i < 1024; ++i) keys.Add(kUp);
+  for (int i = 0; i < 4096; ++i) keys.Add(kUp);
   EXPECT_FALSE(keys.Take(kDown, 0));
-  for (int i = 0; i < 1024; ++i) EXPECT_TRUE(keys.Take(kUp, 0));
+  for (int i = 0; i < 4096; ++i) EXPECT_TRUE(keys.Take(kUp, 0));
 }
 
 TEST(ExpectedKeysTest, ForgetsStrokesAfterAMinute) {
