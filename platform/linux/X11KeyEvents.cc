@@ -38,6 +38,14 @@ constexpr std::uint8_t kCommands = kControl | 1 << 3 | 1 << 6;  // Control, Mod1
 // so that the server does not wait for this process.
 constexpr std::size_t kMostSteps = 250;
 
+// Attempts to send the next keys while the keymap or the locks keep changing.
+constexpr int kMostAttempts = 50;
+
+constexpr char kNoServer[] = "the X server cannot be reached";
+constexpr char kNoKeymap[] = "the X server's keymap cannot be read";
+constexpr char kNoKey[] = "the keyboard layout has no key for a character";
+constexpr char kUnsteady[] = "the keyboard layout kept changing";
+
 constexpr char kTyping[] = "_QUILLET_TYPING";
 
 constexpr char kTypable[] =
@@ -65,14 +73,12 @@ class X11KeyEvents::Piece {
     std::optional<X11Locks> locks;  // instead of the stroke
   };
 
-  // `search` may be null; the keys are then those of a US keyboard.
-  Piece(KeymapSearch* search, X11KeyboardState state)
+  Piece(KeymapSearch& search, X11KeyboardState state)
       : search_(search), state_(std::move(state)), locks_(state_.locks) {
     for (const auto code : state_.down) Put(code, false);
     for (const auto code : state_.tested) {
       if (!IsDown(code)) Put(code, false);
     }
-    if (search_ == nullptr) return;
     X11Locks neutral = state_.locks;
     neutral.lockedModifiers &= static_cast<std::uint8_t>(~kCommands);
     neutral.latchedModifiers = 0;
@@ -94,10 +100,9 @@ class X11KeyEvents::Piece {
 
   void Finish() {
     Change(state_.locks);
-    if (search_ == nullptr) return;
     const KeyboardState neutral{state_.locks.lockedGroup, state_.locks.lockedModifiers};
     for (const auto code : state_.down) {
-      if (!search_->IsModifier(code, neutral)) continue;
+      if (!search_.IsModifier(code, neutral)) continue;
       Put(code, true);
       pressedAgain_.push_back(code);
     }
@@ -115,7 +120,7 @@ class X11KeyEvents::Piece {
       return true;
     }
     std::optional<KeyChord> chord;
-    if (search_ != nullptr && event.down && event.character != 0) {
+    if (event.down && event.character != 0) {
       chord = event.flag == KeyFlag::kCommand ? Shortcut(event.character) : Typed(event.character);
       if (!chord && event.flag != KeyFlag::kCommand) return false;
     }
@@ -133,11 +138,11 @@ class X11KeyEvents::Piece {
 
   std::optional<KeyChord> Typed(char character) {
     const std::uint32_t group = state_.locks.lockedGroup;
-    if (const auto* chord = search_->Find(character, {group, locks_.lockedModifiers})) {
+    if (const auto* chord = search_.Find(character, {group, locks_.lockedModifiers})) {
       return *chord;
     }
     const auto unlocked = static_cast<std::uint8_t>(locks_.lockedModifiers & kNumLock);
-    const auto* chord = search_->Find(character, {group, unlocked});
+    const auto* chord = search_.Find(character, {group, unlocked});
     if (chord == nullptr) return std::nullopt;
     X11Locks locks = locks_;
     locks.lockedModifiers = unlocked;
@@ -148,10 +153,10 @@ class X11KeyEvents::Piece {
   // Control and the letter, or Shift and Insert (which pastes) if no key makes the letter.
   std::optional<KeyChord> Shortcut(char letter) {
     const std::uint32_t group = state_.locks.lockedGroup;
-    auto chord = search_->FindPlain(KeysymOf(letter), {group, 0});
+    auto chord = search_.FindPlain(KeysymOf(letter), {group, 0});
     const std::uint8_t modifier = chord ? kControl : kShift;
-    if (!chord) chord = search_->FindPlain(XKB_KEY_Insert, {group, 0});
-    const std::uint32_t key = search_->ModifierKey(modifier, {group, 0});
+    if (!chord) chord = search_.FindPlain(XKB_KEY_Insert, {group, 0});
+    const std::uint32_t key = search_.ModifierKey(modifier, {group, 0});
     if (!chord || key == 0) return std::nullopt;
     chord->modifiers = {key};
     X11Locks locks = locks_;
@@ -183,7 +188,7 @@ class X11KeyEvents::Piece {
     return std::find(state_.down.begin(), state_.down.end(), code) != state_.down.end();
   }
 
-  KeymapSearch* const search_;
+  KeymapSearch& search_;
   const X11KeyboardState state_;
   X11Locks locks_;  // after the steps
   std::vector<Step> steps_;
@@ -200,19 +205,30 @@ X11KeyEvents::~X11KeyEvents() = default;
 void X11KeyEvents::Post(std::span<const KeyEvent> events) {
   const std::lock_guard lock(mutex_);
   if (ended_ || !Connect()) return;
+  failure_.Clear();
   hasBound_ = false;
-  while (!events.empty() && PostSome(events)) continue;
+  isBindingNew_ = false;
+  int attempts = 0;
+  while (!events.empty()) {
+    const std::size_t before = events.size();
+    if (!PostSome(events)) break;
+    attempts = events.size() == before ? attempts + 1 : 0;
+    if (attempts == kMostAttempts && !Fail(kUnsteady)) break;
+  }
   if (std::exchange(isMarked_, false)) typing_->Remove();
   xcb_flush(keyboard_->Xcb());
+  if (keyboard_->IsBroken()) Fail(kNoServer);
 }
 
 std::string X11KeyEvents::Untypable(std::string_view text) {
   const std::lock_guard lock(mutex_);
-  if (ended_ || !Connect() || !keyboard_->HasKeymap()) return {};
+  if (ended_ || !Connect()) return {};
   const X11KeyboardState state = keyboard_->ReadState();
   keyboard_->UpdateKeymap();
+  if (!keyboard_->HasKeymap()) return {};  // Post reports it
   const std::string missing = Missing(text, state);
-  return missing.empty() || spare_->Capacity(keyboard_->Search()) != 0 ? std::string() : missing;
+  const bool canBind = missing.empty() || spare_->IsBound() || !keyboard_->SpareCodes().empty();
+  return canBind ? std::string() : missing;
 }
 
 void X11KeyEvents::Prepare() {
@@ -224,6 +240,10 @@ void X11KeyEvents::End() {
   const std::unique_lock lock(mutex_, kEndLimit);
   if (!lock.owns_lock()) return;
   ended_ = true;
+  if (keyboard_) {
+    ReleaseUnheld(pressedAgain_, {});
+    keyboard_->ReadState();  // a round trip, so that the server has processed the releases
+  }
   if (spare_) spare_->Restore();
   Forget();
 }
@@ -234,20 +254,25 @@ std::string X11KeyEvents::Problem() {
 }
 
 bool X11KeyEvents::Connect() {
-  if (keyboard_ && !keyboard_->IsBroken()) return keyboard_->CanTest();
+  if (keyboard_ && !keyboard_->IsBroken()) {
+    if (!keyboard_->CanTest()) return false;
+    if (keyboard_->HasKeymap()) return true;
+  }
   Forget();
   keyboard_ = std::make_unique<X11Keyboard>();
-  if (keyboard_->CanTest()) {
-    if (keyboard_->HasKeymap()) {
-      spare_ = std::make_unique<X11SpareKeys>(keyboard_->Xcb());
-      typing_ = std::make_unique<X11OwnedProperty>(keyboard_->Xcb(), kTyping);
-      Recover();
-    }
-    failure_.Clear();
-    return true;
-  }
-  failure_.Set(keyboard_->IsBroken() ? "the X server cannot be reached"
-                                     : "the X server has no XTEST extension");
+  if (keyboard_->IsBroken()) return Fail(kNoServer);
+  if (!keyboard_->CanTest()) return Fail("the X server has no XTEST extension");
+  if (!keyboard_->HasKeymap()) return Fail(kNoKeymap);
+  spare_ = std::make_unique<X11SpareKeys>(keyboard_->Xcb());
+  typing_ = std::make_unique<X11OwnedProperty>(keyboard_->Xcb(), kTyping);
+  Recover();
+  failure_.Clear();
+  return true;
+}
+
+// Returns false.
+bool X11KeyEvents::Fail(const char* reason) {
+  failure_.Set(reason);
   return false;
 }
 
@@ -265,6 +290,7 @@ void X11KeyEvents::Recover() {
 
 void X11KeyEvents::Forget() {
   isMarked_ = false;
+  pressedAgain_.clear();
   typing_.reset();
   spare_.reset();
   keyboard_.reset();
@@ -273,51 +299,69 @@ void X11KeyEvents::Forget() {
 // Records the locks before the first key. The server drops the requests that it has not yet
 // processed when the connection closes, so a key can stay down if this process is killed.
 void X11KeyEvents::Mark(const X11KeyboardState& state) {
-  if (!typing_ || std::exchange(isMarked_, true)) return;
+  if (std::exchange(isMarked_, true)) return;
   typing_->Write({state.locks.lockedModifiers, state.locks.lockedGroup});
 }
 
-// Sends the first events and removes them from `events`. Other programs cannot change the keyboard
-// between the reply about its state and the keys, because the server is grabbed. Returns false if
-// no more events can be sent.
+// Sends the first events and removes them from `events`, or binds characters, or reads a changed
+// keymap. Returns false if no more events can be sent.
 bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
-  xcb_connection_t* const xcb = keyboard_->Xcb();
-  xcb_grab_server(xcb);
   const X11KeyboardState state = keyboard_->ReadState();
-  if (keyboard_->IsBroken()) return false;
   const bool isNew = keyboard_->UpdateKeymap();
-  bool canGoOn = true;
-  std::vector<std::uint8_t> pressedAgain;
+  if (keyboard_->IsBroken()) return Fail(kNoServer);
+  if (!keyboard_->HasKeymap()) return Fail(kNoKeymap);
+  if (isNew) {
+    clock_.Sleep(kKeymapPause);
+    return true;
+  }
   // Characters are bound before the first key of a record: Xlib reads the keymap when it translates
   // its first key, and misses a change at that time.
-  if (!isNew && !BindFirst(events, state)) {
-    Piece piece(keyboard_->HasKeymap() ? &keyboard_->Search() : nullptr, state);
-    const std::size_t count = piece.Add(events);
-    piece.Finish();
-    if (count != 0) {
-      Mark(state);
-      Send(piece);
+  if (BindFirst(events, state)) return true;
+  const std::size_t before = events.size();
+  if (!SendSome(events, state)) return true;
+  const bool wasBound = std::exchange(isBindingNew_, events.size() == before);
+  if (!isBindingNew_) return true;
+  return (!wasBound && Bind(events, state)) || Fail(kNoKey);
+}
+
+// Other programs cannot change the keyboard between the reply about its state and the keys, because
+// the server is grabbed. The piece is prepared before that, so that they wait for one round trip
+// only. Returns false without sending anything if the keymap or the locks have changed.
+bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected) {
+  KeymapSearch& search = keyboard_->Search();
+  std::optional<Piece> piece(std::in_place, search, expected);
+  std::size_t count = piece->Add(events);
+  if (count == 0) return true;
+  keyboard_->Grab();
+  const X11KeyboardState state = keyboard_->ReadState();
+  const bool isSame = !keyboard_->IsKeymapChanged() && state.locks == expected.locks;
+  if (isSame) {
+    if (state != expected) {
+      piece.emplace(search, state);
+      count = piece->Add(events);
     }
-    pressedAgain = piece.PressedAgain();
+    piece->Finish();
+    Mark(state);
+    Send(*piece);
     events = events.subspan(count);
-    canGoOn = count != 0 || (!isBindingNew_ && Bind(events, state));
-    isBindingNew_ = count == 0;
   }
-  xcb_ungrab_server(xcb);
-  xcb_flush(xcb);
-  ReleaseUnheld(pressedAgain, state);
-  if (isNew) clock_.Sleep(kKeymapPause);
-  return canGoOn;
+  keyboard_->Ungrab();
+  if (isSame) ReleaseUnheld(piece->PressedAgain(), state);
+  return isSame;
 }
 
 // The user may have let go of a key while it was put aside. The server then has not seen its
-// release, because the key was not down.
-void X11KeyEvents::ReleaseUnheld(const std::vector<std::uint8_t>& codes,
-                                 const X11KeyboardState& before) {
+// release, because the key was not down. Keys of other programs stay pressed.
+void X11KeyEvents::ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before) {
+  const auto contains = [](const std::vector<std::uint8_t>& list, std::uint8_t code) {
+    return std::find(list.begin(), list.end(), code) != list.end();
+  };
+  std::erase_if(codes, [&](std::uint8_t code) {
+    return contains(before.tested, code) && !contains(pressedAgain_, code);
+  });
+  pressedAgain_ = keyboard_->HeldByUser(codes);
   for (const std::uint8_t code : codes) {
-    const bool byOthers =
-        std::find(before.tested.begin(), before.tested.end(), code) != before.tested.end();
-    if (!byOthers && !keyboard_->IsHeldByUser(code)) keyboard_->PutKey(code, false);
+    if (!contains(pressedAgain_, code)) keyboard_->PutKey(code, false);
   }
   xcb_flush(keyboard_->Xcb());
 }
@@ -346,25 +390,33 @@ void X11KeyEvents::Send(const Piece& piece) {
 
 // Binds the characters of a record that have no key. Returns false if there are none.
 bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state) {
-  if (std::exchange(hasBound_, true) || !keyboard_->HasKeymap()) return false;
+  if (std::exchange(hasBound_, true)) return false;
   return !Missing(TextOf(events), state).empty() && Bind(events, state);
 }
 
 // Binds the characters of `events` that have no key, then other typable characters, so that a run
 // rarely needs another binding. The server is grabbed, so that no application reads the keymap
-// before all are bound.
+// before all are bound. Returns false if no characters can be bound.
 bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState& state) {
-  if (!keyboard_->HasKeymap()) return false;
   if (spare_->IsBound()) {
-    xcb_ungrab_server(keyboard_->Xcb());
-    xcb_flush(keyboard_->Xcb());
     clock_.Sleep(kKeymapPause);  // for the keys sent so far
-    xcb_grab_server(keyboard_->Xcb());
     spare_->Restore();
     keyboard_->UpdateKeymap();
+    if (!keyboard_->HasKeymap()) return true;  // the next attempt reports it
   }
   const std::string wanted = Missing(TextOf(events) + kTypable, state);
-  return spare_->Bind(wanted, keyboard_->Search()) != 0;
+  const std::vector<std::uint32_t> codes = keyboard_->SpareCodes();
+  spare_->ReadTypes();
+  keyboard_->Grab();
+  keyboard_->ReadState();  // a round trip, so that all changes have been reported
+  const bool isChanged = keyboard_->IsKeymapChanged();
+  const bool canGoOn = isChanged || spare_->Bind(wanted, codes) != 0;
+  keyboard_->Ungrab();
+  if (isChanged) {
+    hasBound_ = false;
+    isBindingNew_ = false;
+  }
+  return canGoOn;
 }
 
 // Returns the characters that have no key, each once.

@@ -47,13 +47,15 @@ class X11KeyEvents final : public KeyEvents {
   bool Connect();
   void Forget();
   void Recover();
+  bool Fail(const char* reason);
   bool PostSome(std::span<const KeyEvent>& events);
   bool BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state);
   bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
   std::string Missing(std::string_view text, const X11KeyboardState& state);
   void Mark(const X11KeyboardState& state);
+  bool SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected);
   void Send(const Piece& piece);
-  void ReleaseUnheld(const std::vector<std::uint8_t>& codes, const X11KeyboardState& before);
+  void ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before);
 
   Clock& clock_;
   const std::uint32_t ownKeys_;
@@ -66,6 +68,7 @@ class X11KeyEvents final : public KeyEvents {
   bool hasBound_ = false;      // the characters of the present record have been bound
   bool isBindingNew_ = false;  // no key has been sent since
   bool ended_ = false;
+  std::vector<std::uint8_t> pressedAgain_;  // on the XTEST keyboard, because the user holds them
 };
 
 }  // namespace quillet::platform::linux_desktop

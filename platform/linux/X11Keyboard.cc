@@ -1,5 +1,6 @@
 #include "platform/linux/X11Keyboard.h"
 
+#include <sys/socket.h>
 #include <xcb/xcbext.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
@@ -38,6 +39,14 @@ std::vector<std::uint8_t> KeysOf(const xcb_input_query_device_state_reply_t* rep
   return {};
 }
 
+// True if the server runs on this computer. The forwarded connections of ssh(1) use TCP.
+bool IsUnixSocket(int descriptor) {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  return getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+         address.ss_family == AF_UNIX;
+}
+
 std::string KeymapText(xkb_keymap* keymap) {
   char* const text = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1);
   std::string result = text == nullptr ? "" : text;
@@ -47,7 +56,8 @@ std::string KeymapText(xkb_keymap* keymap) {
 
 }  // namespace
 
-X11Keyboard::X11Keyboard() : tester_(XCB_XKB_ID_USE_CORE_KBD) {
+X11Keyboard::X11Keyboard()
+    : isLocal_(IsUnixSocket(xcb_get_file_descriptor(xcb_))), tester_(XCB_XKB_ID_USE_CORE_KBD) {
   if (IsBroken()) return;
   const auto* test = xcb_get_extension_data(xcb_, &xcb_test_id);
   if (test == nullptr || !test->present) return;
@@ -66,9 +76,15 @@ void X11Keyboard::FindDevices() {
   const XcbReply<xcb_input_xi_query_version_reply_t> version{
       xcb_input_xi_query_version_reply(xcb_, xcb_input_xi_query_version(xcb_, 2, 0), nullptr)};
   if (!version) return;
+  ReadDevices();
+  hasInput_ = tester_ != XCB_XKB_ID_USE_CORE_KBD;
+}
+
+void X11Keyboard::ReadDevices() {
   const XcbReply<xcb_input_xi_query_device_reply_t> reply{xcb_input_xi_query_device_reply(
       xcb_, xcb_input_xi_query_device(xcb_, XCB_INPUT_DEVICE_ALL), nullptr)};
   if (!reply) return;
+  users_.clear();
   std::uint16_t master = 0;
   auto devices = xcb_input_xi_query_device_infos_iterator(reply.get());
   for (; devices.rem != 0; xcb_input_xi_device_info_next(&devices)) {
@@ -86,7 +102,6 @@ void X11Keyboard::FindDevices() {
       users_.push_back(static_cast<std::uint8_t>(device.deviceid));
     }
   }
-  hasInput_ = tester_ != XCB_XKB_ID_USE_CORE_KBD;
 }
 
 void X11Keyboard::FollowKeymap() {
@@ -135,7 +150,7 @@ X11KeyboardState X11Keyboard::ReadState() {
   return result;
 }
 
-bool X11Keyboard::UpdateKeymap() {
+bool X11Keyboard::IsKeymapChanged() {
   while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
     // All XKB events have the same type; pad0 has the XKB subtype.
     isChanged_ =
@@ -143,19 +158,46 @@ bool X11Keyboard::UpdateKeymap() {
         (keyboardEvent_ != 0 && (event->response_type & 0x7F) == keyboardEvent_ &&
          (event->pad0 == XCB_XKB_NEW_KEYBOARD_NOTIFY || event->pad0 == XCB_XKB_MAP_NOTIFY));
   }
-  if (!std::exchange(isChanged_, false)) return false;
+  return isChanged_;
+}
+
+bool X11Keyboard::UpdateKeymap() {
+  if (!IsKeymapChanged()) return false;
+  isChanged_ = false;
   const std::string before = text_;
   LoadKeymap();
   return text_ != before;
 }
 
-bool X11Keyboard::IsHeldByUser(std::uint8_t code) {
-  return std::any_of(users_.begin(), users_.end(), [&](std::uint8_t device) {
+std::vector<std::uint32_t> X11Keyboard::SpareCodes() {
+  return search_->UnusedCodes(0);
+}
+
+// The user may have plugged in a keyboard since the connection was opened.
+std::vector<std::uint8_t> X11Keyboard::HeldByUser(const std::vector<std::uint8_t>& codes) {
+  if (codes.empty() || !hasInput_) return {};
+  ReadDevices();
+  std::vector<std::uint8_t> held;
+  for (const std::uint8_t device : users_) {
     const XcbReply<xcb_input_query_device_state_reply_t> reply{xcb_input_query_device_state_reply(
         xcb_, xcb_input_query_device_state(xcb_, device), nullptr)};
     const std::vector<std::uint8_t> keys = KeysOf(reply.get());
-    return std::find(keys.begin(), keys.end(), code) != keys.end();
+    held.insert(held.end(), keys.begin(), keys.end());
+  }
+  std::vector<std::uint8_t> result = codes;
+  std::erase_if(result, [&](std::uint8_t code) {
+    return std::find(held.begin(), held.end(), code) == held.end();
   });
+  return result;
+}
+
+void X11Keyboard::Grab() {
+  if (isLocal_) xcb_grab_server(xcb_);
+}
+
+void X11Keyboard::Ungrab() {
+  if (isLocal_) xcb_ungrab_server(xcb_);
+  xcb_flush(xcb_);
 }
 
 void X11Keyboard::PutKey(std::uint8_t code, bool down) {
@@ -190,9 +232,11 @@ void X11Keyboard::LoadKeymap() {
   xkb_keymap* const keymap =
       id < 0 ? nullptr
              : xkb_x11_keymap_new_from_device(context_, xcb_, id, XKB_KEYMAP_COMPILE_NO_FLAGS);
-  if (keymap == nullptr) return;
-  text_ = KeymapText(keymap);
-  search_ = std::make_unique<KeymapSearch>(keymap);
+  std::string text = keymap == nullptr ? "" : KeymapText(keymap);
+  if (text != text_) {
+    search_ = keymap == nullptr ? nullptr : std::make_unique<KeymapSearch>(keymap);
+    text_ = std::move(text);
+  }
   xkb_keymap_unref(keymap);
 }
 

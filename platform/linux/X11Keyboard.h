@@ -26,6 +26,7 @@ struct X11KeyboardState {
   X11Locks locks;                    ///< locks and latches
   std::vector<std::uint8_t> down;    ///< key codes that are down on any device
   std::vector<std::uint8_t> tested;  ///< those that are down on the XTEST keyboard
+  bool operator==(const X11KeyboardState&) const = default;  ///< compares all members
 };
 
 /// A connection to the X server that knows its keymap. One thread at a time.
@@ -45,12 +46,24 @@ class X11Keyboard : public XcbConnection {
   /// Reads the state in one round trip.
   X11KeyboardState ReadState();
 
-  /// Reads the keymap again if the server has reported a change.
-  /// @return true if the keymap is another one
+  /// Reads the keymap again if the server has reported a change. Round trips.
+  /// @return true if the keymap is another one, or can no longer be read
   bool UpdateKeymap();
 
-  /// Returns true if a key is down on a keyboard of the user. Round trips.
-  bool IsHeldByUser(std::uint8_t code);
+  /// Returns true if the server has reported a change since UpdateKeymap.
+  bool IsKeymapChanged();
+
+  /// Returns the key codes that have no symbols.
+  std::vector<std::uint32_t> SpareCodes();
+
+  /// Returns those of the keys that are down on a keyboard of the user. Round trips.
+  std::vector<std::uint8_t> HeldByUser(const std::vector<std::uint8_t>& codes);
+
+  /// Queues requests that exclude all other programs from the server, or admit them again. They
+  /// have no effect on a server on another computer, because a connection that is lost or slow
+  /// would block that computer's screen.
+  void Grab();
+  void Ungrab();
 
   void PutKey(std::uint8_t code, bool down);  ///< queues a key event of the XTEST keyboard
 
@@ -61,11 +74,13 @@ class X11Keyboard : public XcbConnection {
 
  private:
   void FindDevices();
+  void ReadDevices();
   void FollowKeymap();
   void SelectEvents(std::uint16_t device);
   void LoadKeymap();
 
   bool canTest_ = false;
+  const bool isLocal_;
   bool hasInput_ = false;            // the input extension
   std::uint8_t keyboardEvent_ = 0;   // event type of XKB; 0 if XKB is not available
   std::uint16_t tester_;             // the XTEST keyboard

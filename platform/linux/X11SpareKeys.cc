@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/linux/KeymapSearch.h"
 #include "platform/linux/Xcb.h"
 #include "platform/linux/XcbXkb.h"
 
@@ -25,10 +26,9 @@ xcb_atom_t Atom(xcb_connection_t* xcb, std::string_view name) {
 
 X11SpareKeys::X11SpareKeys(xcb_connection_t* xcb) : xcb_(xcb), property_(xcb, kProperty) {}
 
-std::size_t X11SpareKeys::Bind(const std::string& characters, const KeymapSearch& search) {
-  const std::vector<std::uint32_t> codes = Codes(search);
-  const std::uint8_t fourLevels = FourLevelType();
-  const std::size_t levels = fourLevels == 0 ? 2 : kLevels;
+std::size_t X11SpareKeys::Bind(const std::string& characters,
+                               const std::vector<std::uint32_t>& codes) {
+  const std::size_t levels = fourLevels_ == 0 ? 2 : kLevels;
   const std::size_t count = std::min(characters.size(), codes.size() * levels);
   std::vector<Binding> bindings((count + levels - 1) / levels);
   for (std::size_t i = 0; i < bindings.size(); ++i) bindings[i].code = codes[i];
@@ -42,13 +42,9 @@ std::size_t X11SpareKeys::Bind(const std::string& characters, const KeymapSearch
   // The property comes first: a process that is killed here leaves no unknown binding.
   WriteProperty();
   for (const Binding& binding : bindings) {
-    SetSymbols(binding, levels, fourLevels == 0 ? kTwoLevels : fourLevels);
+    SetSymbols(binding, levels, fourLevels_ == 0 ? kTwoLevels : fourLevels_);
   }
   return count;
-}
-
-std::size_t X11SpareKeys::Capacity(const KeymapSearch& search) const {
-  return Codes(search).size() * (FourLevelType() == 0 ? 2 : kLevels);
 }
 
 void X11SpareKeys::Restore() {
@@ -73,21 +69,13 @@ void X11SpareKeys::Recover() {
   if (!bound_.empty()) Restore();
 }
 
-std::vector<std::uint32_t> X11SpareKeys::Codes(const KeymapSearch& search) const {
-  std::vector<std::uint32_t> codes = search.UnusedCodes(0);
-  for (const Binding& binding : bound_) codes.push_back(binding.code);
-  std::sort(codes.begin(), codes.end());
-  codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
-  return codes;
-}
-
-// Returns 0 if the keymap has no such type.
-std::uint8_t X11SpareKeys::FourLevelType() const {
+void X11SpareKeys::ReadTypes() {
+  fourLevels_ = 0;
   const xcb_atom_t wanted = Atom(xcb_, kFourLevels);
   const XcbReply<xcb_xkb_get_names_reply_t> reply{xcb_xkb_get_names_reply(
       xcb_, xcb_xkb_get_names(xcb_, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_NAME_DETAIL_KEY_TYPE_NAMES),
       nullptr)};
-  if (!reply) return 0;
+  if (!reply) return;
   xcb_xkb_get_names_value_list_t names{};
   xcb_xkb_get_names_value_list_unpack(xcb_xkb_get_names_value_list(reply.get()), reply->nTypes,
                                       reply->indicators, reply->virtualMods, reply->groupNames,
@@ -96,7 +84,7 @@ std::uint8_t X11SpareKeys::FourLevelType() const {
   const xcb_atom_t* const begin = names.typeNames;
   const xcb_atom_t* const end = begin + reply->nTypes;
   const auto* const found = std::find(begin, end, wanted);
-  return found == end ? std::uint8_t{0} : static_cast<std::uint8_t>(found - begin);
+  if (found != end) fourLevels_ = static_cast<std::uint8_t>(found - begin);
 }
 
 // Sets the symbols for all keyboards. Without levels, the key gets no symbols.

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/KeymapSearch.h"
 #include "platform/linux/X11OwnedProperty.h"
 
 struct xcb_connection_t;
@@ -24,12 +23,12 @@ class X11SpareKeys {
 
   /// Binds characters, instead of those bound so far. Does not wait for the server.
   /// @param characters  typable characters
-  /// @param search      the present keymap
+  /// @param codes       key codes without symbols
   /// @return the number of characters that have been bound, from the first one
-  std::size_t Bind(const std::string& characters, const KeymapSearch& search);
+  std::size_t Bind(const std::string& characters, const std::vector<std::uint32_t>& codes);
 
-  /// Returns the number of characters that Bind can bind. Round trips.
-  std::size_t Capacity(const KeymapSearch& search) const;
+  /// Reads the key types of the present keymap, which Bind needs. Round trips.
+  void ReadTypes();
 
   bool IsBound() const { return !bound_.empty(); }  ///< there are bindings
 
@@ -47,14 +46,13 @@ class X11SpareKeys {
     std::array<std::uint32_t, kLevels> symbols{};  // 0 for none
   };
 
-  std::vector<std::uint32_t> Codes(const KeymapSearch& search) const;
-  std::uint8_t FourLevelType() const;
   void SetSymbols(const Binding& binding, std::size_t levels, std::uint8_t type);
   bool HasSymbols(const Binding& binding);
   void WriteProperty();
 
   xcb_connection_t* const xcb_;
   X11OwnedProperty property_;
+  std::uint8_t fourLevels_ = 0;  // the type FOUR_LEVEL, or 0 if the keymap has none
   std::vector<Binding> bound_;
 };
 

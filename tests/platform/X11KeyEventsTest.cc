@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/xinput.h>
+#include <xcb/xtest.h>
 
 #include <array>
 #include <chrono>
@@ -181,6 +183,79 @@ TEST_F(X11KeyEventsTest, PastesWithTheKeyOfThePresentLayout) {
     ExpectTypes("x");
     EXPECT_EQ(typed_.Shortcuts(), expected) << one.layout;
   }
+}
+
+TEST_F(X11KeyEventsTest, ReportsARecordThatCouldNotBeTyped) {
+  const KeyEvent unknown[] = {{0, true, KeyFlag::kNone, '\x01'},
+                              {0, false, KeyFlag::kNone, '\x01'}};
+  keys_->Post(unknown);
+  EXPECT_EQ(keys_->Problem(), "the keyboard layout has no key for a character");
+  ExpectTypes("x");
+  EXPECT_EQ(keys_->Problem(), "");
+}
+
+// A keyboard of the X server, such as that of the user.
+class Device {
+ public:
+  explicit Device(std::string_view name) : xcb_(xcb_connect(nullptr, nullptr)) {
+    std::free(
+        xcb_input_xi_query_version_reply(xcb_, xcb_input_xi_query_version(xcb_, 2, 0), nullptr));
+    auto* const reply = xcb_input_xi_query_device_reply(
+        xcb_, xcb_input_xi_query_device(xcb_, XCB_INPUT_DEVICE_ALL), nullptr);
+    auto devices = xcb_input_xi_query_device_infos_iterator(reply);
+    for (; devices.rem != 0; xcb_input_xi_device_info_next(&devices)) {
+      const std::string_view one(xcb_input_xi_device_info_name(devices.data),
+                                 devices.data->name_len);
+      if (one == name) id_ = static_cast<std::uint8_t>(devices.data->deviceid);
+    }
+    std::free(reply);
+    EXPECT_NE(id_, 0) << name;
+  }
+  ~Device() { xcb_disconnect(xcb_); }
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  void Press(std::uint8_t code) { Put(XCB_INPUT_DEVICE_KEY_PRESS, code); }
+  void Release(std::uint8_t code) { Put(XCB_INPUT_DEVICE_KEY_RELEASE, code); }
+
+  bool IsDown(std::uint8_t code) {
+    auto* const reply =
+        xcb_input_query_device_state_reply(xcb_, xcb_input_query_device_state(xcb_, id_), nullptr);
+    bool isDown = false;
+    auto classes = xcb_input_query_device_state_classes_iterator(reply);
+    for (; classes.rem != 0; xcb_input_input_state_next(&classes)) {
+      if (classes.data->class_id != XCB_INPUT_INPUT_CLASS_KEY) continue;
+      const auto* const keys = reinterpret_cast<const xcb_input_key_state_t*>(classes.data);
+      isDown = (keys->keys[code / 8] >> (code % 8) & 1) != 0;
+    }
+    std::free(reply);
+    return isDown;
+  }
+
+ private:
+  void Put(int type, std::uint8_t code) {
+    const int first = xcb_get_extension_data(xcb_, &xcb_input_id)->first_event;
+    xcb_test_fake_input(xcb_, static_cast<std::uint8_t>(first + type), code, XCB_CURRENT_TIME,
+                        XCB_NONE, 0, 0, id_);
+    std::free(xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
+  }
+
+  xcb_connection_t* const xcb_;
+  std::uint8_t id_ = 0;
+};
+
+TEST_F(X11KeyEventsTest, ReleasesAKeyThatTheUserHasReleased) {
+  constexpr std::uint8_t kLeftShift = 50;
+  Device user("Xvfb keyboard");
+  Device tester("Virtual core XTEST keyboard");
+  user.Press(kLeftShift);
+  ExpectTypes("abc");
+  ExpectTypes("abc");
+  EXPECT_TRUE(tester.IsDown(kLeftShift));
+  user.Release(kLeftShift);
+  keys_->End();
+  EXPECT_FALSE(tester.IsDown(kLeftShift));
+  EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
 // QUILLET_KILLS sets the number of kills.
