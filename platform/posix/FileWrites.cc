@@ -12,7 +12,6 @@
 
 #include "base/Retry.h"
 #include "base/UniqueFd.h"
-#include "platform/posix/PathWalk.h"
 
 namespace quillet::platform::posix {
 namespace {
@@ -50,13 +49,14 @@ bool SynchronizeFile(int file) {
 bool SynchronizeEntries(std::string path) {
   for (bool containsFile = true; path.size() > 1; containsFile = false) {
     path.resize(std::max<std::size_t>(path.rfind('/'), 1));
-    const UniqueFd folder = OpenPlace(path + "/").folder;
+    // Nothing is read or written here, so other users' links may be followed.
+    const UniqueFd folder(
+        RetryOnSignal([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (folder.IsOpen() && SynchronizeFile(folder.Get())) continue;
     // fsync(2): EINVAL means that the file system cannot flush folders. An example is the parent
-    // folder of file systems that autofs mounts. Its entries are not on any disk. EBADF means that
-    // the folder cannot be read.
+    // folder of file systems that autofs mounts. Its entries are not on any disk.
     const bool hasNoEntries =
-        errno == EINVAL || ((errno == EACCES || errno == EBADF) && !IsWritable(path));
+        folder.IsOpen() ? errno == EINVAL : errno == EACCES && !IsWritable(path);
     if (containsFile || !hasNoEntries) return false;
   }
   return true;

@@ -441,6 +441,17 @@ TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
       AsOrdinaryUser([&] { return store_.SynchronizeEntries(path, std::chrono::seconds(30)); }));
 }
 
+TEST_F(PosixFileStoreTest, FlushesAFileReachedByAnotherUsersLink) {
+  constexpr uid_t kOther = 1;  // for example, the owner of a home folder on a file server
+  fs::create_directories(folder_ / "home/real");
+  folder_.Put("home/real/file", "contents");
+  fs::create_symlink("real", folder_ / "home/link");
+  for (const char* path : {"home", "home/link"}) {
+    if (lchown((folder_ / path).c_str(), kOther, kOther) != 0) GTEST_SKIP() << "not permitted";
+  }
+  EXPECT_TRUE(store_.SynchronizeEntries(folder_ / "home/link/file", std::chrono::seconds(30)));
+}
+
 TEST_F(PosixFileStoreTest, FailedWriteChangesNothing) {
   const std::string path = folder_.Put("file", "old");
   EXPECT_EQ(Child([&] {
