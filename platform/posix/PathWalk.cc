@@ -12,6 +12,7 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "base/Retry.h"
 
@@ -37,25 +38,47 @@ struct User {
   gid_t group = 0;
 };
 
-std::optional<User> FindUser(uid_t user) {
-  std::array<char, 4096> buffer{};
-  struct passwd entry {};
-  struct passwd* found = nullptr;
-  if (getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
-    return std::nullopt;
+// Calls getpwuid_r(3) or getgrgid_r(3) with a buffer that is large enough. Calls `use` with the
+// entry, or with null if the system has no such entry. Returns false after an error.
+template <class Id, class Entry, class Use>
+bool LookUp(int (*function)(Id, Entry*, char*, std::size_t, Entry**), Id id, Use&& use) {
+  constexpr std::size_t kLargest = 1 << 20;
+  for (std::vector<char> buffer(4096);; buffer.resize(2 * buffer.size())) {
+    Entry entry{};
+    Entry* found = nullptr;
+    const int error = function(id, &entry, buffer.data(), buffer.size(), &found);
+    if (error == ERANGE && buffer.size() < kLargest) continue;
+    if (error == 0) use(found);
+    return error == 0;
   }
-  return User{found->pw_name, found->pw_gid};
 }
 
-// The group of this user alone has the user's name and no further members.
-bool IsOwnGroup(gid_t group) {
-  const std::optional<User> user = FindUser(geteuid());
-  if (!user || user->group != group) return false;
-  std::array<char, 4096> buffer{};
-  struct group entry {};
-  struct group* found = nullptr;
-  return getgrgid_r(group, &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
-         user->name == found->gr_name && found->gr_mem[0] == nullptr;
+// Returns false after an error. Without an entry, for example in a container, there is no value.
+bool FindUser(uid_t id, std::optional<User>& user) {
+  return LookUp(getpwuid_r, id, [&](const struct passwd* entry) {
+    if (entry != nullptr) user = User{entry->pw_name, entry->pw_gid};
+  });
+}
+
+bool IsOnlyMember(const User& user, const struct group& entry) {
+  char** member = entry.gr_mem;
+  while (*member != nullptr && user.name == *member) ++member;
+  return *member == nullptr;
+}
+
+// The group of this user alone has the user's name and no further members. Groups do not list the
+// users whose primary group they are. For a user without a name, the group must therefore not have
+// a name either.
+bool IsOwnGroup(gid_t id) {
+  std::optional<User> user;
+  if (!FindUser(geteuid(), user) || id != (user ? user->group : getegid())) return false;
+  bool isOwn = false;
+  LookUp(getgrgid_r, id, [&](const struct group* entry) {
+    const bool hasName = entry != nullptr;
+    isOwn = user && hasName ? user->name == entry->gr_name && IsOnlyMember(*user, *entry)
+                            : !user && !hasName;
+  });
+  return isOwn;
 }
 
 // Moves the place to a folder. Errors close the place's folder and keep errno.
@@ -181,7 +204,8 @@ bool OthersMayWrite(const struct stat& status) {
 }
 
 std::string UserName(uid_t user) {
-  const auto found = FindUser(user);
+  std::optional<User> found;
+  FindUser(user, found);
   return found ? found->name : std::string();
 }
 

@@ -22,6 +22,8 @@
 #ifdef __linux__
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #endif
@@ -207,6 +209,47 @@ TEST_F(PosixFileStoreTest, TrustsTheGroupThatContainsOnlyThisUser) {
     EXPECT_EQ(custody, static_cast<int>(group == kUser ? Custody::kTrusted : Custody::kForeign));
   }
 }
+
+#ifdef __linux__
+TEST_F(PosixFileStoreTest, RecognizesTheUsersGroupByItsMembers) {
+  constexpr uid_t kUser = 1;
+  constexpr uid_t kNameless = 123456;
+  constexpr int kNotPossible = 2;
+  const std::string file = Put("file", "contents", 0664);
+  const std::string name = UserName(kUser);
+  const struct {
+    uid_t user;
+    std::string groups;  // of this user's group
+    Custody custody;
+  } cases[] = {
+      {kUser, name + ":x:1:", Custody::kTrusted},
+      {kUser, name + ":x:1:" + name, Custody::kTrusted},
+      {kUser, name + ":x:1:" + name + ",root", Custody::kForeign},
+      {kUser, name + ":x:1:root", Custody::kForeign},
+      {kUser, "staff:x:1:", Custody::kForeign},
+      {kUser, "", Custody::kForeign},
+      {kNameless, "", Custody::kTrusted},
+      {kNameless, "staff:x:123456:", Custody::kForeign},
+      {kNameless, "staff:x:123456:" + name, Custody::kForeign},
+  };
+  for (const auto& each : cases) {
+    const std::string groups = Put("groups", each.groups + "\n", 0644);
+    if (chown(file.c_str(), each.user, each.user) != 0) GTEST_SKIP() << "not permitted";
+    const int custody =
+        Child([&] {
+          if (unshare(CLONE_NEWNS) != 0 ||
+              mount(nullptr, "/", nullptr, MS_PRIVATE | MS_REC, nullptr) != 0 ||
+              mount(groups.c_str(), "/etc/group", nullptr, MS_BIND, nullptr) != 0 ||
+              setgroups(0, nullptr) != 0 || setgid(each.user) != 0 || setuid(each.user) != 0) {
+            return kNotPossible;
+          }
+          return static_cast<int>(store_.ReadChecked(file, kAll).custody);
+        }).Wait();
+    if (custody == kNotPossible) GTEST_SKIP() << "no mount namespace";
+    EXPECT_EQ(custody, static_cast<int>(each.custody)) << each.user << " " << each.groups;
+  }
+}
+#endif
 
 TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
   for (const mode_t mode : {0775U, 02777U, 0700U}) {
