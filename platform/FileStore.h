@@ -46,7 +46,8 @@ class FileStore {
 
   /// Reads a regular file that controls this program, and checks who could have written it. Does
   /// not follow a symbolic link at `path`. If this user owns the folder, removes other users'
-  /// permission to write to the folder.
+  /// permission to write to the folder. If all users had this permission, the file is not trusted
+  /// in this call.
   /// @param path   absolute path of the file
   /// @param limit  maximum number of bytes to read; the rest of the file is ignored
   virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;

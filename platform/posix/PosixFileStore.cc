@@ -180,13 +180,14 @@ std::optional<std::string> ReadOpen(int file, const struct stat& status, std::si
   return std::nullopt;  // not enough memory
 }
 
-// Removes other users' permission to write to a folder of this user.
+// Removes other users' permission to write to a folder of this user. If all users had it, they may
+// have put files there: then place.status keeps the permission.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;
   if (place.status.st_uid != geteuid() || !(mode & kOthersWrite)) return;
   static_cast<void>(fchmod(place.folder.Get(), mode & ~kOthersWrite));
-  static_cast<void>(fstat(place.folder.Get(), &place.status));
+  if (!(mode & S_IWOTH)) static_cast<void>(fstat(place.folder.Get(), &place.status));
 }
 
 // Determines who could have written a file in a folder.

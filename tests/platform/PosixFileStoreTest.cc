@@ -174,7 +174,9 @@ TEST_F(PosixFileStoreTest, TrustsOnlyWhatNoOtherUserCanWrite) {
       {"parent/folder/file", 0646, false, Custody::kForeign},
       {"parent/folder/file", 0664, false, Custody::kForeign},
       {"parent/folder/file", 0644, true, Custody::kForeign},
-      {"parent/folder", 0777, false, Custody::kTrusted},  // removes the permission
+      {"parent/folder", 0775, false, Custody::kTrusted},  // removes the permission
+      {"parent/folder", 0777, false, Custody::kForeign},  // any user may have put the file there
+      {"parent/folder", 01777, false, Custody::kForeign},
       {"parent/folder", 0755, true, Custody::kForeign},
       {"parent", 0777, false, Custody::kForeign},
       {"parent", 01777, false, Custody::kTrusted},
@@ -257,6 +259,14 @@ TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
     store_.ReadChecked(folder_ / "missing", kAll);
     EXPECT_EQ(ModeOf(folder_.path()), mode & ~022U);
   }
+}
+
+TEST_F(PosixFileStoreTest, TrustsTheFolderOnceNoOtherUserMayWrite) {
+  const std::string file = Put("file", "contents", 0644);
+  chmod(folder_.path().c_str(), 0777);
+  EXPECT_EQ(store_.ReadChecked(file, kAll).custody, Custody::kForeign);
+  EXPECT_EQ(ModeOf(folder_.path()), 0755U);
+  EXPECT_EQ(store_.ReadChecked(file, kAll).custody, Custody::kTrusted);
 }
 
 TEST_F(PosixFileStoreTest, ReadCheckedRefusesLinksAndSpecialFiles) {
