@@ -133,8 +133,9 @@ class FileStore {
   /// ".." or repeated slashes. The file need not exist.
   virtual bool IsSameFile(const std::string& path, const std::string& other) = 0;
 
-  /// Returns the name of the user who owns a file, or of its folder's owner if the file does not
-  /// exist. Returns an empty string if the owner is unknown.
+  /// Returns the name of the user who owns a file or a symbolic link. If the file does not exist or
+  /// belongs to this user, returns the name of its folder's owner. Returns an empty string if the
+  /// owner is unknown.
   virtual std::string Owner(const std::string& path) = 0;
 };
 

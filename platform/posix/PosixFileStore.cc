@@ -402,7 +402,8 @@ bool PosixFileStore::IsSameFile(const std::string& path, const std::string& othe
 
 std::string PosixFileStore::Owner(const std::string& path) {
   struct stat found {};
-  if (stat(path.c_str(), &found) != 0 &&
+  const bool exists = lstat(path.c_str(), &found) == 0;
+  if ((!exists || found.st_uid == geteuid()) &&
       stat(path.substr(0, path.rfind('/') + 1).c_str(), &found) != 0) {
     return {};
   }

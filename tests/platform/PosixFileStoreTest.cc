@@ -448,6 +448,21 @@ TEST_F(PosixFileStoreTest, OwnerIsThatOfTheFileOrItsFolder) {
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
+TEST_F(PosixFileStoreTest, OwnerIsTheOtherUserWhoMayPreventAWrite) {
+  constexpr uid_t kOther = 1;
+  constexpr uid_t kTarget = 2;
+  fs::create_directory(folder_ / "theirs");
+  folder_.Put("theirs/file", "");
+  folder_.Put("target", "");
+  fs::create_symlink("target", folder_ / "link");
+  for (const auto& [path, owner] :
+       {std::pair("theirs", kOther), {"target", kTarget}, {"link", kOther}}) {
+    if (lchown((folder_ / path).c_str(), owner, owner) != 0) GTEST_SKIP() << "not permitted";
+  }
+  EXPECT_EQ(store_.Owner(folder_ / "link"), UserName(kOther));
+  EXPECT_EQ(store_.Owner(folder_ / "theirs/file"), UserName(kOther));
+}
+
 TEST_F(PosixFileStoreTest, ReplaceWorksInAFolderThatCannotBeListed) {
   chmod(folder_.path().c_str(), 0333);
   EXPECT_TRUE(AsOrdinaryUser([&] {
