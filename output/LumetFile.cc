@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/Log.h"
+#include "base/Utf8.h"
 #include "output/TextEncoding.h"
 
 namespace quillet {
@@ -49,9 +50,12 @@ std::string_view ReasonText(int error) {
 }
 
 std::string FileNamePart(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(),
-      [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '_');
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = Utf8SequenceLength(std::string_view(text).substr(i));
+    char& c = text[i];
+    if (length == 0 || c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '_';
+    i += std::max<std::size_t>(length, 1);
+  }
   return text;
 }
 

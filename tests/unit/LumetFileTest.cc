@@ -60,6 +60,9 @@ TEST_F(LumetFileTest, ReplacesUnsafeSerialCharactersInFileNames) {
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("0000000000")), "000000_20140305_140709.txt");
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234/. /\x1f\x7f")),
             "_. ____20140305_140709.txt");
+  EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234\xC3\xA9\xFF\xC3")),
+            "\xC3\xA9___20140305_140709.txt");
+  EXPECT_EQ(file.GetSyncFileName(SerialNumberField("123\xC3\xA9\x35")), "_5_20140305_140709.txt");
 }
 
 TEST_F(LumetFileTest, ReadsOnlyTheSettingsFile) {
