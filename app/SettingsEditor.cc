@@ -84,10 +84,12 @@ void SettingsEditor::Restore() {
   settings_.appname.Set(ReadName(parts_.image, kApplicationNamePosition));
   settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
   if (!file || file.custody == platform::Custody::kTrusted) return;
-  // Save must not store another user's bytes except the settings themselves.
-  std::fill(parts_.image.begin() + kApplicationNamePosition, parts_.image.end() - 1, '0');
-  WriteName(parts_.image, kApplicationNamePosition, settings_.appname.Get());
-  WriteName(parts_.image, kFileNamePosition, settings_.filename.Get());
+  if (!file.ownFile) {
+    // Save must not store another user's bytes except the settings themselves.
+    std::fill(parts_.image.begin() + kApplicationNamePosition, parts_.image.end() - 1, '0');
+    WriteName(parts_.image, kApplicationNamePosition, settings_.appname.Get());
+    WriteName(parts_.image, kFileNamePosition, settings_.filename.Get());
+  }
   parts_.consent.HoldBack(file.owner);
 }
 

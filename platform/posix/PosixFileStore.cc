@@ -192,11 +192,13 @@ void Tighten(Place& place) {
 
 // Determines who could have written a file in a folder.
 Checked Judge(const Place& place, const struct stat& file) {
+  Checked checked{.custody = Custody::kForeign, .ownFile = IsOwn(file)};
   for (const struct stat& each : {file, place.status}) {
-    if (!IsOwn(each)) return {.custody = Custody::kForeign, .owner = UserName(each.st_uid)};
-    if (OthersMayWrite(each)) return {.custody = Custody::kForeign};
+    if (!IsOwn(each)) checked.owner = UserName(each.st_uid);
+    if (!IsOwn(each) || OthersMayWrite(each)) return checked;
   }
-  return {.custody = place.isExposed ? Custody::kForeign : Custody::kTrusted};
+  if (!place.isExposed) checked.custody = Custody::kTrusted;
+  return checked;
 }
 
 // The file that a new file replaces.

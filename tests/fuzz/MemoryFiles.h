@@ -28,7 +28,8 @@ class MemoryFiles final : public platform::FileStore {
   platform::Checked ReadChecked(const std::string& path, std::size_t limit) override {
     auto contents = Read(path, limit);
     if (!contents) return {.error = folders_.contains(path) ? EISDIR : ENOENT};
-    return {.contents = std::move(contents), .custody = platform::Custody::kTrusted};
+    return {
+        .contents = std::move(contents), .custody = platform::Custody::kTrusted, .ownFile = true};
   }
   Replaced Replace(const std::string& path, std::string_view contents) override {
     if (folders_.contains(path)) return {.error = EISDIR};

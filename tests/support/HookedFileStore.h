@@ -19,6 +19,7 @@ class HookedFileStore : public platform::FileStore {
     if (otherUser) {
       checked.custody = platform::Custody::kForeign;
       checked.owner = *otherUser;
+      checked.ownFile = false;
     }
     return checked;
   }

@@ -336,6 +336,21 @@ TEST_F(ForeignSettingsTest, DiscardsOtherBytesOfAForeignFileOnSave) {
   EXPECT_EQ(saved.substr(384, 15), "/home/bea/list\r");
 }
 
+TEST_F(ForeignSettingsTest, KeepsTheRestOfTheUsersFile) {
+  files.otherUser.reset();
+  StartWith({.destination = kToView, .clearmemory = true});
+  const std::string path = dataFolder + "/QuilletRegistry.txt";
+  std::string text = test::FileContents(path).value();
+  text.replace(700, 3, "own");
+  test::PutFile(path, text);
+  chmod(dataFolder.c_str(), 0777);
+  Launch();
+  EXPECT_FALSE(strip.Buttons().empty()) << "the settings are not trusted";
+  settings.Press();
+  form.Save();
+  EXPECT_EQ(test::FileContents(path)->substr(700, 3), "own");
+}
+
 TEST_F(ForeignSettingsTest, TrustedSettingsApplyImmediately) {
   files.otherUser.reset();
   StartWith({.destination = kToView, .clearmemory = true, .autosync = true});
