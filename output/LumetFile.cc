@@ -40,7 +40,7 @@ std::string_view ReasonText(int error) {
       return "this is a folder";
     case ELOOP:
       return "the path contains a link";
-    case EINVAL:
+    case platform::kNotRegular:
       return "this is not a regular file";
     case ENAMETOOLONG:
       return "the name is too long";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +15,10 @@
 
 namespace quillet::platform {
 
+/// Error number of a check that finds a file that is not regular. Reading and writing files never
+/// sets it (errno(3)).
+inline constexpr int kNotRegular = ENOTBLK;
+
 /// Who could have written a file.
 enum class Custody {
   kTrusted,  ///< this user or root: they own the file and its folder, and no other user may write
@@ -27,7 +32,7 @@ struct Checked {
   std::string owner = {};  ///< kForeign: the other user's name; empty if there may be several
   bool ownFile = false;    ///< whether the file belongs to this user or root
   int error = 0;           ///< 0, or why the file was not read (errno(3)); ELOOP: it is a link;
-                           ///< EISDIR or EINVAL: it is not a regular file
+                           ///< EISDIR or kNotRegular: it is not a regular file
 };
 
 /// Synchronous file operations. Paths are UTF-8 and absolute. Any thread.
@@ -68,7 +73,7 @@ class FileStore {
   virtual Replaced Replace(const std::string& path, std::string_view contents) = 0;
 
   /// Replaces a file that controls this program, like Replace. Fails if a symbolic link (ELOOP), a
-  /// folder (EISDIR) or any other file that is not regular (EINVAL) is at `path`.
+  /// folder (EISDIR) or any other file that is not regular (kNotRegular) is at `path`.
   virtual Replaced ReplaceChecked(const std::string& path, std::string_view contents) = 0;
 
   /// Returns the new contents of a file.

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/Retry.h"
+#include "platform/FileStore.h"
 
 namespace quillet::platform::posix {
 namespace {
@@ -179,11 +180,11 @@ Place FollowLink(const Place& place) {
 UniqueFd OpenRegular(const Place& place, struct stat& status) {
   UniqueFd file = OpenAt(place.folder.Get(), place.name, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file.IsOpen()) {
-    if (errno == ENXIO || errno == EOPNOTSUPP) errno = EINVAL;  // a socket (open(2))
+    if (errno == ENXIO || errno == EOPNOTSUPP) errno = kNotRegular;  // a socket (open(2))
     return file;
   }
   if (fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode)) return file;
-  errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  errno = S_ISDIR(status.st_mode) ? EISDIR : kNotRegular;
   return {};
 }
 

@@ -31,7 +31,7 @@ Place FollowLink(const Place& place);
 /// @param place   an open place
 /// @param status  receives the status of the file
 /// @return a closed descriptor after an error; errno is ELOOP for a link, EISDIR for a folder, and
-///     EINVAL for any other file that is not regular
+///     kNotRegular for any other file that is not regular
 UniqueFd OpenRegular(const Place& place, struct stat& status);
 
 /// Opens the regular file at a place, or the file to which the link at `place` leads.

@@ -304,7 +304,7 @@ FileStore::Replaced PosixFileStore::ReplaceChecked(const std::string& path,
   const Existing old = FindExisting(place);
   if (old.isLink) return {.error = ELOOP};
   if (old.exists && !old.isRegular) {
-    return {.error = S_ISDIR(old.status.st_mode) ? EISDIR : EINVAL};
+    return {.error = S_ISDIR(old.status.st_mode) ? EISDIR : kNotRegular};
   }
   return Write(place, old, contents);
 }

@@ -145,6 +145,13 @@ TEST_F(LumetFileTest, DoesNotSaveSettingsThroughALink) {
   EXPECT_EQ(FileContents(path), "settings");
 }
 
+TEST_F(LumetFileTest, CallsOnlyCheckedFilesNotRegular) {
+  constexpr std::string_view kText = "this is not a regular file";
+  EXPECT_EQ(ReasonText(platform::kNotRegular), kText);
+  // FAT and NTFS set EINVAL for names with a colon.
+  EXPECT_NE(ReasonText(EINVAL), kText);
+}
+
 TEST_F(LumetFileTest, UsesTheSharedDataFolderByDefault) {
   EXPECT_EQ(LumetFile(log, clock, files).dataFolder(), "/Users/Shared/QuilletData");
 }
