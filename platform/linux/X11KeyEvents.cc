@@ -209,7 +209,7 @@ void X11KeyEvents::Post(std::span<const KeyEvent> events) {
   hasBound_ = false;
   isBindingNew_ = false;
   int attempts = 0;
-  while (!events.empty()) {
+  while (!ended_ && !events.empty()) {
     const std::size_t before = events.size();
     if (!PostSome(events)) break;
     attempts = events.size() == before ? attempts + 1 : 0;
@@ -237,9 +237,9 @@ void X11KeyEvents::Prepare() {
 }
 
 void X11KeyEvents::End() {
+  ended_ = true;  // Post then stops after the present piece
   const std::unique_lock lock(mutex_, kEndLimit);
   if (!lock.owns_lock()) return;
-  ended_ = true;
   if (keyboard_) {
     ReleaseUnheld(pressedAgain_, {});
     keyboard_->ReadState();  // a round trip, so that the server has processed the releases

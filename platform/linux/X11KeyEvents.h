@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -59,15 +60,15 @@ class X11KeyEvents final : public KeyEvents {
 
   Clock& clock_;
   const std::uint32_t ownKeys_;
+  std::atomic<bool> ended_ = false;
   std::timed_mutex mutex_;  // guards all that follows
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
   std::unique_ptr<X11OwnedProperty> typing_;  // exists while a record is typed
   bool isMarked_ = false;                     // typing_ has been written
-  bool hasBound_ = false;      // the characters of the present record have been bound
-  bool isBindingNew_ = false;  // no key has been sent since
-  bool ended_ = false;
+  bool hasBound_ = false;                   // the characters of the present record have been bound
+  bool isBindingNew_ = false;               // no key has been sent since
   std::vector<std::uint8_t> pressedAgain_;  // on the XTEST keyboard, because the user holds them
 };
 

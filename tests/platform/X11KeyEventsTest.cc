@@ -194,6 +194,19 @@ TEST_F(X11KeyEventsTest, ReportsARecordThatCouldNotBeTyped) {
   EXPECT_EQ(keys_->Problem(), "");
 }
 
+TEST_F(X11KeyEventsTest, RestoresTheKeymapAtAnEndInARecord) {
+  Use("ru");
+  const std::string before = Keyboard();
+  std::string text;
+  for (int i = 0; i < 1000; ++i) text += EveryCharacter();
+  std::thread typist([&] { Type(text); });
+  EXPECT_TRUE(test::WaitFor([&] { return !typed_.Text().empty(); }));
+  keys_->End();
+  EXPECT_TRUE(Keyboard() == before);
+  typist.join();
+  EXPECT_LT(typed_.Text().size(), text.size());
+}
+
 // A keyboard of the X server, such as that of the user.
 class Device {
  public:
