@@ -47,6 +47,26 @@ bool IsUnixSocket(int descriptor) {
          address.ss_family == AF_UNIX;
 }
 
+// Returns the codes of the keys that have symbols on a device. Round trip.
+std::vector<std::uint32_t> UsedCodes(xcb_connection_t* xcb, std::uint16_t device) {
+  const XcbReply<xcb_xkb_get_map_reply_t> reply{
+      xcb_xkb_get_map_reply(xcb,
+                            xcb_xkb_get_map(xcb, device, XCB_XKB_MAP_PART_KEY_SYMS, 0, 0, 0, 0, 0,
+                                            0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
+                            nullptr)};
+  std::vector<std::uint32_t> codes;
+  if (!reply) return codes;
+  // The reply has no other parts.
+  xcb_xkb_key_sym_map_iterator_t keys{};
+  keys.data = static_cast<xcb_xkb_key_sym_map_t*>(xcb_xkb_get_map_map(reply.get()));
+  keys.rem = reply->nKeySyms;
+  for (std::uint32_t code = reply->firstKeySym; keys.rem > 0; ++code) {
+    if (keys.data->nSyms != 0) codes.push_back(code);
+    xcb_xkb_key_sym_map_next(&keys);
+  }
+  return codes;
+}
+
 std::string KeymapText(xkb_keymap* keymap) {
   char* const text = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1);
   std::string result = text == nullptr ? "" : text;
@@ -169,8 +189,20 @@ bool X11Keyboard::UpdateKeymap() {
   return text_ != before;
 }
 
+// The server copies new symbols from the core keyboard to all others. A code must therefore be
+// unused on each of them.
 std::vector<std::uint32_t> X11Keyboard::SpareCodes() {
-  return search_->UnusedCodes(0);
+  std::vector<std::uint32_t> codes = search_->UnusedCodes(0);
+  if (hasInput_) ReadDevices();
+  std::vector<std::uint16_t> devices(users_.begin(), users_.end());
+  devices.push_back(XCB_XKB_ID_USE_CORE_KBD);
+  for (const std::uint16_t device : devices) {
+    const std::vector<std::uint32_t> used = UsedCodes(xcb_, device);
+    std::erase_if(codes, [&](std::uint32_t code) {
+      return std::find(used.begin(), used.end(), code) != used.end();
+    });
+  }
+  return codes;
 }
 
 // The user may have plugged in a keyboard since the connection was opened.

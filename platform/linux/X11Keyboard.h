@@ -53,7 +53,7 @@ class X11Keyboard : public XcbConnection {
   /// Returns true if the server has reported a change since UpdateKeymap.
   bool IsKeymapChanged();
 
-  /// Returns the key codes that have no symbols.
+  /// Returns the key codes that have no symbols on any keyboard. Round trips.
   std::vector<std::uint32_t> SpareCodes();
 
   /// Returns those of the keys that are down on a keyboard of the user. Round trips.

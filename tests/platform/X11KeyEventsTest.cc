@@ -228,6 +228,7 @@ class Device {
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 
+  std::string Id() const { return std::to_string(id_); }
   void Press(std::uint8_t code) { Put(XCB_INPUT_DEVICE_KEY_PRESS, code); }
   void Release(std::uint8_t code) { Put(XCB_INPUT_DEVICE_KEY_RELEASE, code); }
 
@@ -269,6 +270,23 @@ TEST_F(X11KeyEventsTest, ReleasesAKeyThatTheUserHasReleased) {
   keys_->End();
   EXPECT_FALSE(tester.IsDown(kLeftShift));
   EXPECT_EQ(typed_.KeysDown(), 0);
+}
+
+// Of the codes that Quillet would bind for this layout, one has a symbol on the user's keyboard.
+TEST_F(X11KeyEventsTest, KeepsTheSymbolsOfEachKeyboard) {
+  Use("ru");
+  Device user("Xvfb keyboard");
+  const std::string keymap = "xkbcomp -w0 -i " + user.Id() + " $DISPLAY - 2>/dev/null";
+  OutputOf(keymap +
+           " | sed '/xkb_symbols/,$ s/key *<AE01>.*/&\\n key <I120> { [ F13 ] };/' | "
+           "xkbcomp -w0 -i " +
+           user.Id() + " - $DISPLAY 2>&1");
+  const std::string before = OutputOf(keymap);
+  EXPECT_NE(before.find("F13"), std::string::npos);
+  ExpectTypes(EveryCharacter());
+  EXPECT_NE(OutputOf(keymap).find("F13"), std::string::npos);
+  keys_->End();
+  EXPECT_TRUE(OutputOf(keymap) == before);
 }
 
 // QUILLET_KILLS sets the number of kills.
