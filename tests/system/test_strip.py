@@ -4,6 +4,7 @@ import os
 import re
 import unittest
 
+from harness.accessibility import Unreachable
 from harness.archive import FOLDER as ARCHIVE
 from harness.case import (FOLDER, OUTPUT, SHARED, Settings, SystemTest, messages, some_records,
                           wait_until)
@@ -59,6 +60,24 @@ class StripTest(SystemTest):
         """Chooses a path in a file panel that has the focus."""
         self.desktop.xdotool("key", "ctrl+a")
         self.desktop.xdotool("type", "--", path)
+        self.desktop.xdotool("key", "Return")
+
+    def name_file(self, title, path):
+        """Types a path into the file panel with this title, and accepts it when it is complete."""
+        application = self.desktop.accessibility.application(self.quillet.pid)
+
+        def find_name():
+            try:
+                (panel,) = [node for node in application.children() if node.name == title]
+                return panel.find("text", "File name:")
+            except (AssertionError, Unreachable, ValueError):
+                return None  # the panel is not complete yet
+
+        name = wait_until(find_name, f"the panel {title}")
+        wait_until(lambda: name.text() != "", "the proposed name")
+        self.desktop.xdotool("key", "ctrl+a")
+        self.desktop.xdotool("type", "--", path)
+        wait_until(lambda: name.text() == path, lambda: f"{path}, not {name.text()}")
         self.desktop.xdotool("key", "Return")
 
 
@@ -173,7 +192,7 @@ class FileTest(StripTest):
         self.check_not_written("permission denied", path)
         self.quillet.press_in_strip("Save as…")
         self.wait_for_focus("Save records")
-        self.type_path(f"{SHARED}/saved.txt")
+        self.name_file("Save records", f"{SHARED}/saved.txt")
         self.quillet.wait_for_message(f"Saved: {SHARED}/saved.txt", _OPEN, _FOLDER)
         self.assert_file(f"{SHARED}/saved.txt", file_text(some_records(3)))
 
