@@ -52,6 +52,7 @@ struct Libei {
     Signature* const call;
   };
 
+  // NOLINTBEGIN(readability-identifier-naming): named like the functions of libei
   Function<ei*(void*)> new_sender{*this, "ei_new_sender"};
   Function<ei*(ei*)> unref{*this, "ei_unref"};
   Function<void(ei*, const char*)> configure_name{*this, "ei_configure_name"};
@@ -81,6 +82,7 @@ struct Libei {
   Function<void(ei_device*, std::uint64_t)> device_frame{*this, "ei_device_frame"};
   Function<int(ei_keymap*)> keymap_get_fd{*this, "ei_keymap_get_fd"};
   Function<std::size_t(ei_keymap*)> keymap_get_size{*this, "ei_keymap_get_size"};
+  // NOLINTEND(readability-identifier-naming)
 };
 
 namespace {
