@@ -55,7 +55,7 @@ std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
     const KeyChord* const found = keymap.Find(press.character, state);
     return found == nullptr ? std::nullopt : InGroup(*found, state);
   }
-  const auto chord = ShortcutFor(kControl, KeysymOf(press.character), keymap, state);
+  auto chord = ShortcutFor(kControl, KeysymOf(press.character), keymap, state);
   if (chord || press.character != 'v') return chord;
   return ShortcutFor(kShift, XKB_KEY_Insert, keymap, state);
 }
@@ -109,10 +109,10 @@ std::optional<KeyChord> SessionLayout::Find(const KeyEvent& press, std::uint32_t
       return ChordFor(press, *keymap_, state);
     });
   }
-  for (const auto& [modifier, symbol] : {std::pair{kControl, KeysymOf(press.character)},
-                                         std::pair{kShift, std::uint32_t{XKB_KEY_Insert}}}) {
-    const auto found = FindInAllGroups(lockedModifiers, [&](const KeyboardState& state) {
-      return ShortcutFor(modifier, symbol, *keymap_, state);
+  for (const auto& shortcut : {std::pair{kControl, KeysymOf(press.character)},
+                               std::pair{kShift, std::uint32_t{XKB_KEY_Insert}}}) {
+    auto found = FindInAllGroups(lockedModifiers, [&](const KeyboardState& state) {
+      return ShortcutFor(shortcut.first, shortcut.second, *keymap_, state);
     });
     if (found) return found;
   }
@@ -127,7 +127,7 @@ bool SessionLayout::Lacks(char character, std::uint32_t group) {
 
 std::optional<KeyChord> SessionLayout::FindInAllGroups(std::uint32_t lockedModifiers,
                                                        const ChordInGroup& find) {
-  const auto found = find({.group = 0, .lockedModifiers = lockedModifiers});
+  auto found = find({.group = 0, .lockedModifiers = lockedModifiers});
   for (std::uint32_t group = 1; found && group < groups_; ++group) {
     const auto other = find({group, lockedModifiers});
     if (!other || other->code != found->code || other->modifiers != found->modifiers) return {};
