@@ -123,8 +123,8 @@ TEST_F(QtPanelsTest, AsksBeforeUsingSettings) {
       ASSERT_NE(box, nullptr);
       EXPECT_EQ(box->text(), "Use <b>?");
       EXPECT_EQ(box->informativeText().remove(u'\u200B'),
-                "Quillet will then:\n\n• Start /tmp/<i>\n• Erase\n\nUntil you agree, it does none "
-                "of this.");
+                "Quillet will then:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet does none of this "
+                "until you agree.");
       answer(*box);
     });
     return panels_.ConfirmSettings("Use <b>?", {"Start /tmp/<i>", "Erase"});
