@@ -116,8 +116,8 @@ std::optional<KeyChord> SessionLayout::Find(const KeyEvent& press, std::uint32_t
     });
     if (found) return found;
   }
-  constexpr std::uint32_t kEvdevOffset = 8;  // xkbcommon.h, xkb_keycode_t
-  return KeyChord{{KEY_LEFTCTRL + kEvdevOffset}, KEY_V + kEvdevOffset, 0};
+  constexpr std::uint32_t kXkbOffset = 8;  // xkbcommon.h, xkb_keycode_t
+  return KeyChord{{KEY_LEFTCTRL + kXkbOffset}, KEY_V + kXkbOffset, 0};
 }
 
 bool SessionLayout::Lacks(char character, std::uint32_t group) {
