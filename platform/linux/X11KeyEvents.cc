@@ -6,6 +6,7 @@
 #include <chrono>
 #include <optional>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,7 @@ using namespace std::chrono_literals;
 constexpr auto kKeymapPause = 100ms;
 
 constexpr auto kEndLimit = 1s;  // a record may take longer if applications are slow
+constexpr auto kEndPause = 10ms;
 
 constexpr std::uint32_t kCodeOffset = 8;  // between evdev and X key codes (xkeyboard-config)
 
@@ -238,8 +240,13 @@ void X11KeyEvents::Prepare() {
 
 void X11KeyEvents::End() {
   ended_ = true;  // Post then stops after the present piece
-  const std::unique_lock lock(mutex_, kEndLimit);
-  if (!lock.owns_lock()) return;
+  // Not std::timed_mutex: the thread sanitizer of g++ 12 misses its pthread_mutex_clocklock().
+  std::unique_lock lock(mutex_, std::try_to_lock);
+  for (auto waited = 0ms; !lock && waited < kEndLimit; waited += kEndPause) {
+    std::this_thread::sleep_for(kEndPause);
+    static_cast<void>(lock.try_lock());
+  }
+  if (!lock) return;
   if (keyboard_) {
     ReleaseUnheld(pressedAgain_, {});
     keyboard_->ReadState();  // a round trip, so that the server has processed the releases

@@ -61,7 +61,7 @@ class X11KeyEvents final : public KeyEvents {
   Clock& clock_;
   const std::uint32_t ownKeys_;
   std::atomic<bool> ended_ = false;
-  std::timed_mutex mutex_;  // guards all that follows
+  std::mutex mutex_;  // guards all that follows
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
