@@ -34,15 +34,14 @@ constexpr int kKeyboardCapability = 1 << 2;
 
 // The functions that are used, under their names without "ei_".
 struct Libei {
-  void* const library = dlopen("libei.so.1", RTLD_NOW | RTLD_LOCAL);
-  bool isComplete = library != nullptr;
+  void* const handle = dlopen("libei.so.1", RTLD_NOW | RTLD_LOCAL);
+  bool isComplete = handle != nullptr;
 
   template <class Signature>
   struct Function {
     Function(Libei& libei, const char* name)
-        : call(libei.library == nullptr
-                   ? nullptr
-                   : reinterpret_cast<Signature*>(dlsym(libei.library, name))) {
+        : call(libei.handle == nullptr ? nullptr
+                                       : reinterpret_cast<Signature*>(dlsym(libei.handle, name))) {
       libei.isComplete = libei.isComplete && call != nullptr;
     }
     template <class... Arguments>

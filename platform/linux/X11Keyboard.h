@@ -31,7 +31,7 @@ struct X11KeyboardState {
 
 /// A connection to the X server that knows its keymap. One thread at a time.
 ///
-/// The keymap is that of the XTEST keyboard, a device of its own: setxkbmap(1) can set another one
+/// The keymap is that of the XTEST keyboard, a separate device: setxkbmap(1) can set another keymap
 /// for it. The server takes it over for the core keyboard with the first XTEST key.
 class X11Keyboard : public XcbConnection {
  public:
