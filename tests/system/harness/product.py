@@ -14,6 +14,7 @@ VIEW = "Messages and records"
 PORT_LIST = "Port"
 
 _FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+_THREADS = f"{os.path.dirname(_FOLDER)}/libraries.tsan"
 
 # Options of builds with sanitizers. After a reported error, the program exits with a status other
 # than 0, so the test fails. The address sanitizer's link order need not be verified, because the
@@ -22,7 +23,7 @@ _SANITIZERS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
     "LSAN_OPTIONS": f"print_suppressions=0:suppressions={_FOLDER}/libraries.lsan",
     # By default, the thread sanitizer waits a second before the process ends.
-    "TSAN_OPTIONS": f"atexit_sleep_ms=0:halt_on_error=1:suppressions={_FOLDER}/libraries.tsan",
+    "TSAN_OPTIONS": f"atexit_sleep_ms=0:halt_on_error=1:suppressions={_THREADS}",
     "UBSAN_OPTIONS": "print_stacktrace=1",
 }
 
