@@ -1,8 +1,8 @@
 // Types a file into the program that has focus: type_text FILE [--pace US] [--permission S]
 //
-// Uses the key events of the session, like Quillet. Prints the lines of the log, then "posted", or
-// why nothing was typed. Ends when standard input ends, because a compositor may drop the events of
-// a program that has ended.
+// Types through the same classes as Quillet. Prints its log, then "posted", "untypable" or "refused".
+// Ends when standard input ends, because a compositor may drop the events of a program that has
+// ended.
 
 #include <chrono>
 #include <cstdlib>
@@ -62,7 +62,7 @@ void AddKey(std::vector<KeyEvent>& events, char character) {
   events.push_back({virtualKey, false, KeyFlag::kNone, character});
 }
 
-/// Posts each line in a single call, like Quillet. With a pace, posts each character separately.
+/// Posts each line in a single call, like Quillet. If `pace` is not 0, posts single characters.
 void Post(platform::KeyEvents& keys, platform::Clock& clock, std::chrono::microseconds pace,
           std::string_view text) {
   std::vector<KeyEvent> events;
@@ -76,7 +76,7 @@ void Post(platform::KeyEvents& keys, platform::Clock& clock, std::chrono::micros
   keys.Post(events);
 }
 
-/// Returns the last line of the output.
+/// Types `text`. Returns the line that reports the result.
 std::string Type(platform::KeyEvents& events, platform::Clock& clock, const Options& options,
                  std::string_view text) {
   events.Prepare();

@@ -9,7 +9,7 @@ from typing_case import PRINTABLE, TypingCase, data_only, lines, long_texts
 
 _RULES = "/usr/share/X11/xkb/rules/evdev.lst"
 _RECORD = "1" + PRINTABLE + "\t"
-_SCAN = _RECORD.replace("\\", "\\\\").replace("\t", "\\t")  # as the simulator reads it
+_SCAN = _RECORD.replace("\\", "\\\\").replace("\t", "\\t")  # in the simulator's notation
 _ROUNDS = 3
 
 
@@ -84,8 +84,8 @@ class LongTyping(TypingCase):
                   f"{ours / theirs:.1f} times as fast", flush=True)
 
     def rate(self, program, name, whole):
-        """Returns the characters per second. xdotool's text may be wrong, so its time ends with the
-        program."""
+        """Returns the number of characters typed per second. The text that xdotool types may be
+        wrong, so its time ends when xdotool exits."""
         window = Terminal(self, f"/tmp/{program}-{name}.text")
         start = time.monotonic()
         if program == "quillet":

@@ -1,4 +1,4 @@
-"""Tests of the clipboard that the program pastes from."""
+"""The clipboard, through which the program pastes records."""
 
 import os
 import signal

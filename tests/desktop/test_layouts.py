@@ -1,4 +1,4 @@
-"""Typing with other keyboard layouts than the US layout."""
+"""Typing with keyboard layouts other than the US layout."""
 
 import signal
 

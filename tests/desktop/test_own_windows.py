@@ -33,7 +33,7 @@ class OwnWindowsTest(TypingCase):
         self.assertEqual(1, self.quillet.view().count(messages.RUN_STARTED))
 
     def deliver_scans(self, scanner):
-        """Scans two barcodes. Returns after the keystrokes of the first have been sent."""
+        """Scans two barcodes. Returns after the first one has been typed."""
         before = self.log.lines().count(_DELIVERED)
         scanner.scan(4, "c q s")
         scanner.scan(4, "c q s")

@@ -8,7 +8,8 @@ PRINTABLE = "".join(map(chr, range(0x20, 0x7F)))
 
 
 def data_only(record_delimiter=1, **more):
-    """Returns settings for lines that consist of the data and LF."""
+    """Returns settings for lines that contain only the barcode's data. The default ends each
+    line with LF."""
     return Settings(attach_serial=0, attach_timestamp=0, attach_type=0, data_delimiter=0,
                     record_delimiter=record_delimiter, **more)
 
@@ -25,12 +26,12 @@ def long_texts():
 class TypingCase(SystemTest):
 
     def use_layout(self, *arguments):
-        """Changes the keyboard layout, see setxkbmap(1)."""
+        """Changes the keyboard layout. The arguments are those of setxkbmap(1)."""
         subprocess.run(["setxkbmap", *arguments], env=self.desktop.environment, check=True,
                        capture_output=True)
 
     def keyboard(self):
-        """Returns the keymap, the locks and the group."""
+        """Returns the keymap, the lock keys' states and the active group as text."""
         run = {"env": self.desktop.environment, "capture_output": True, "text": True}
         keymap = subprocess.run(["xkbcomp", "-w0", self.desktop.environment["DISPLAY"], "-"],
                                 check=True, **run).stdout

@@ -1,4 +1,4 @@
-/* Preloaded library.
+/* A library to preload. The environment selects the faults:
  *
  *   REAL_PORTS=1   all terminals are called /dev/ttyACM0, like a real port
  *   PORT_GROUP=N   /dev/ttyACM0 belongs to group N, which may use it

@@ -1,4 +1,4 @@
-"""Tests the window Earlier synchronizations."""
+"""Tests the window "Earlier synchronizations"."""
 
 import os
 import re
@@ -14,7 +14,7 @@ from harness.lines import file_text, view_text
 WINDOW = "Earlier synchronizations"
 CSV = "Export as CSV"
 COLUMNS = 6
-LARGE_FILE = 20_000_000  # size at which a run continues in a new file, in bytes
+LARGE_FILE = 20_000_000  # a run continues in a new file after this many bytes
 
 
 class EarlierSynchronizationsTest(SystemTest):
@@ -37,7 +37,7 @@ class EarlierSynchronizationsTest(SystemTest):
         return dialog
 
     def wait_for_text(self, expected, read):
-        """Waits until read() returns `expected`, while windows and controls come and go."""
+        """Waits until read() returns `expected`. Ignores errors while windows open or close."""
         found = []
 
         def is_there():
@@ -72,7 +72,7 @@ class EarlierSynchronizationsTest(SystemTest):
         self.wait_for_text(text, message)
 
     def save_as(self, panel, proposed, path):
-        """Waits for a file panel, enters a path and accepts."""
+        """Waits for a file panel with the proposed name, enters a path and presses Return."""
         self.wait_for_focus(panel)
 
         def name():
@@ -107,13 +107,14 @@ class EarlierSynchronizationsTest(SystemTest):
         self.assert_file(OUTPUT, file_text(records))
 
         self.xdotool("key", "Escape")
-        # While the focus moves, no window is active.
+        # xdotool fails while no window is active.
         wait_until(lambda: (self.xdotool("getactivewindow", "getwindowname") or "").startswith(
                        "Quillet V"),
                    "focus in the main window")
 
     def csv(self, name, choice, key):
-        """Exports the selected row with a choice of rows. Returns the file's contents."""
+        """Exports the selected run after pressing `key`, which selects the option `choice`. Returns
+        the file's contents."""
         path = f"{SHARED}/{name}"
         self.xdotool("key", "alt+x")
         self.wait_for_focus(CSV)
@@ -174,8 +175,8 @@ class EarlierSynchronizationsTest(SystemTest):
         self.assertEqual(1, len(records_files()))
 
     def plant(self, time, records, lines, end=None, serial="2104005771", part=""):
-        """Stores a file of an earlier run, with the older layout. `records` are stored records.
-        `part` is added to the name of the file."""
+        """Creates the archived files of a run of an older scanner. `records` are in its layout.
+        `part` is added to the file names."""
         stamp = re.sub("[-:]", "", time).replace(" ", "_")
         serial_and_part = serial + part
         os.makedirs(FOLDER, exist_ok=True)

@@ -13,7 +13,7 @@ from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
 _SIGNALS = (signal.SIGTERM, signal.SIGINT, signal.SIGHUP)
-_LONGEST_END = 2  # seconds
+_LONGEST_END = 2  # seconds from the signal to the program's exit
 _CLOSING = ["-[QuilletAppDelegate windowWillClose:]",
             "-[SyncController stopNotification]",
             "-[SyncController Terminate]"]
@@ -42,7 +42,7 @@ class SignalTest(ArchiveFaultsTest):
         # background commands with SIGINT ignored.
         popen.setdefault("preexec_fn", lambda: [signal.signal(each, signal.SIG_DFL)
                                                 for each in _SIGNALS])
-        # The search for leaks can take longer than the program may take to end.
+        # The search for leaks could exceed the time limit.
         environment = {"ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0",
                        **popen.pop("environment", {})}
         return super().start(environment=environment, **popen)

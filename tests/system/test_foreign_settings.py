@@ -1,4 +1,4 @@
-"""Settings of another user, which wait until this user confirms them."""
+"""Settings saved by another user, which take effect only after this user confirms them."""
 
 import os
 import shutil
@@ -14,7 +14,7 @@ from harness.settings_window import SettingsWindow
 _STATE = "/tmp/.local/state/quillet"  # HOME is /tmp
 _PRIVATE = "/tmp/private.txt"
 _TOOL = f"{SHARED}/tool"
-_STARTED = "/tmp/started"  # created by the tool
+_STARTED = "/tmp/started"  # _TOOL creates this file
 _ERASE_BOX = "Erase the scanner after synchronizing"
 _MESSAGE = (f"Some settings from {other_user.NAME} are not in use yet. Press Review to see what "
             "they do.")
@@ -48,8 +48,8 @@ class ForeignSettingsTest(OtherUserTest):
         return scanner
 
     def review(self, answer):
-        """Waits for the message, presses Review and answers the question. Returns the effects that
-        the question lists."""
+        """Waits for the message about the settings, presses Review, and presses the button `answer`.
+        Returns the listed effects of the settings."""
         self.quillet.wait_for_message(_MESSAGE, _REVIEW)
         self.quillet.press_in_strip(_REVIEW)
         (question,) = wait_until(self.questions, "the question")
@@ -60,7 +60,7 @@ class ForeignSettingsTest(OtherUserTest):
                 for line in text.splitlines() if line.startswith("• ")]
 
     def questions(self):
-        """Returns the open questions, or None if a window is being closed."""
+        """Returns the open "Review settings" dialogs, or None if one is just closing."""
         application = self.desktop.accessibility.application(self.quillet.pid)
         try:
             return [node for node in application.children() if node.name == "Review settings"]

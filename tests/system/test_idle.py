@@ -1,17 +1,17 @@
-"""Cost of the idle program."""
+"""How often the idle program wakes up."""
 
 import os
 import time
 
 from harness.case import OUTPUT, Settings, SystemTest, some_records, wait_until
 
-_MOST_PER_SECOND = 500  # wake-ups; with pauses of 200 µs alone there are about 3,500
+_MOST_PER_SECOND = 500  # wake-ups; reading every 200 µs would need about 3,500
 
 
 class IdleTest(SystemTest):
 
     def wake_ups(self):
-        """Returns how often the program's threads have waited so far."""
+        """Returns the number of wake-ups of all threads since the start of the program."""
         total = 0
         for task in os.listdir(f"/proc/{self.quillet.pid}/task"):
             with open(f"/proc/{self.quillet.pid}/task/{task}/status", encoding="ascii") as file:

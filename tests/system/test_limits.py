@@ -1,4 +1,4 @@
-"""Starts when the system refuses threads or descriptors."""
+"""Starting the program when the system refuses to create threads or pipes."""
 
 import os
 

@@ -1,4 +1,4 @@
-"""Starts without a scanner."""
+"""Starting the program without a scanner."""
 
 from harness.case import CHAIN, SystemTest, messages
 

@@ -1,4 +1,4 @@
-"""Which files the program opens in folders of another user, according to strace."""
+"""Traces how the program opens files in folders that another user may write."""
 
 import glob
 import os
@@ -52,8 +52,8 @@ class OpenedFilesTest(OtherUserTest):
         self.quillet.clear()
 
     def check_opened_files(self, *expected):
-        """Expects that each path in /Users was opened without following a link, and that these
-        paths are among them."""
+        """Expects that every path opened in /Users was opened without following links, and that
+        the paths in `expected` were opened."""
         found = set()
         for call, path in opened_files():
             if not path.startswith("/Users"):

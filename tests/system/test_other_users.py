@@ -1,4 +1,4 @@
-"""What another user of the computer can do with files, links and programs."""
+"""Files, links and programs with which another user of the computer might do harm."""
 
 import datetime
 import os
@@ -12,7 +12,7 @@ from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
 _PRIVATE = "/tmp/private"  # a file that only the user of the program can read
-_TEAM = f"{SHARED}/team"  # a folder of the other user, in which everybody may write
+_TEAM = f"{SHARED}/team"  # the other user's folder, in which all users may create files
 _OUTPUT = f"{_TEAM}/out.txt"
 
 
@@ -74,12 +74,13 @@ class CreatedFilesTest(OtherUsersTest):
         self.assertEqual([], os.listdir(f"{SHARED}/QuilletDataAB"))
 
     def check_alternative_name(self, target):
-        """Runs after another user has taken the names of five minutes with links to `target`."""
+        """Synchronizes to a generated name. The other user has created links to `target` with the
+        names of the next five minutes."""
         now = datetime.datetime.now()
         times = [now + datetime.timedelta(seconds=second) for second in range(300)]
         names = " ".join(f"QuilletData005771_{time:%Y%m%d_%H%M%S}.txt" for time in times)
         put(_PRIVATE, "private\r\n")
-        # Unlike the owner of the folder, this user cannot replace files of other users.
+        # Only the folder's owner could replace other users' files, so the other user must own it.
         os.rmdir(SHARED)
         os.chmod("/Users", 0o1777)
         other_user.run(f"mkdir -m 1777 {SHARED}")

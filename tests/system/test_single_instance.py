@@ -10,7 +10,7 @@ from harness.product import Quillet
 from harness.sandbox import PYTHON
 from harness.settings_window import SettingsWindow
 
-# A program with a window, which becomes active when it opens.
+# A program whose window becomes active when it opens.
 _WINDOW = "import tkinter; root = tkinter.Tk(className='other'); root.title('other'); root.mainloop()"
 
 

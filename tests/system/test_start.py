@@ -1,4 +1,4 @@
-"""Starts with a scanner plugged in."""
+"""Starting the program with a scanner plugged in."""
 
 import datetime
 import os

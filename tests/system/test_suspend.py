@@ -1,4 +1,4 @@
-"""Suspends the computer. A port that loses power is removed, and added again when the computer
+"""Suspending the computer. A port that loses power is removed, and is added again when the computer
 resumes."""
 
 import signal
@@ -11,7 +11,7 @@ _LOST = "The computer has lost the connection to the scanner. "
 class SuspendTest(SystemTest):
 
     def suspend_and_resume(self, scanner):
-        """The program sees the removal and the arrival only after resuming."""
+        """Removes and adds the port. The program sees both events only after it resumes."""
         self.devices.listener = None
         self.quillet.process.send(signal.SIGSTOP)
         scanner.unplug()
@@ -41,22 +41,22 @@ class SuspendTest(SystemTest):
         quillet.wait_for_view(messages.disconnected() + messages.connecting())
         quillet.wait_for_message("")
 
-    def test_advises_a_restart_if_the_line_is_dead_during_a_run(self):
+    def start_run_without_records(self):
+        """Returns a scanner that does not answer the request for its records."""
         Settings(filename=OUTPUT).save()
         scanner = self.plugged_in_scanner(some_records(200), faults=["on P ignore"])
-        quillet = self.start_connected()
-        quillet.press("Synchronize")
+        self.start_connected().press("Synchronize")
         wait_until(lambda: scanner.all_commands()[-1] == "P", "the request for the records")
-        scanner.hang_up()
-        quillet.wait_for_message(_LOST + "No records arrived. Restart Quillet to continue.",
-                                 "Restart Quillet")
+        return scanner
+
+    def test_advises_a_restart_if_the_line_is_dead_during_a_run(self):
+        self.start_run_without_records().hang_up()
+        self.quillet.wait_for_message(_LOST + "No records arrived. Restart Quillet to continue.",
+                                      "Restart Quillet")
 
     def test_tries_once_to_reconnect_during_a_run(self):
-        Settings(filename=OUTPUT).save()
-        scanner = self.plugged_in_scanner(some_records(200), faults=["on P ignore"])
-        quillet = self.start_connected()
-        quillet.press("Synchronize")
-        wait_until(lambda: scanner.all_commands()[-1] == "P", "the request for the records")
+        scanner = self.start_run_without_records()
+        quillet = self.quillet
         self.suspend_and_resume(scanner)
         text = messages.RUN_STARTED + messages.disconnected() + messages.failed_attempt()
         quillet.wait_for_view(text)

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Answers the dialog of a portal through the accessibility tree, like a user.
 
-    answer.py LABEL...   turns switches on and presses the first button with one of the labels
+    answer.py LABEL...   turns on all switches and presses the first button with one of the labels
     answer.py            prints the tree
 """
 
@@ -17,7 +17,7 @@ LIMIT = 30.0  # seconds
 
 
 def nodes(node, depth=0):
-    """Yields all nodes below `node` and their depths. Skips nodes that have gone."""
+    """Yields `node` and all nodes below it, with their depths. Skips nodes that no longer exist."""
     try:
         yield node, depth
         for index in range(node.get_child_count()):

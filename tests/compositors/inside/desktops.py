@@ -1,4 +1,4 @@
-"""The desktops on which the matrix is measured. Each runs without a graphics card."""
+"""Desktops for tests of typing. None of them needs a graphics card."""
 
 import os
 import re
@@ -21,7 +21,7 @@ LIMIT = float(os.environ.get("LIMIT", "40"))  # seconds, many times longer than 
 
 
 def wait_until(condition, what, limit=LIMIT):
-    """Returns the first true value of `condition`."""
+    """Calls `condition` until it returns a true value, and returns that value."""
     end = time.monotonic() + limit
     while not (value := condition()):
         if time.monotonic() > end:
@@ -35,7 +35,7 @@ class Desktop:
 
     name = ""
     is_x11 = False
-    asks = False  # the portal asks for the permission to type
+    asks = False  # whether the portal asks the user for permission to type
 
     def __init__(self):
         self.folder = tempfile.mkdtemp(prefix="desktop-")
@@ -68,7 +68,7 @@ class Desktop:
             raise
 
     def restart(self):
-        """Ends the session and starts another one. The user's files stay."""
+        """Ends the session and starts a new one. Keeps the user's files."""
         self.stop()
         shutil.rmtree(f"{self.folder}/runtime")
         os.mkdir(f"{self.folder}/runtime", mode=0o700)
@@ -100,7 +100,7 @@ class Desktop:
                          "NameHasOwner", GLib.Variant("(s)", (name,)))[0]
 
     def run(self, name, *command, **popen):
-        """Starts a program of the desktop. Its output is in the desktop's folder."""
+        """Starts a program on the desktop. Saves its output in the desktop's folder."""
         with open(f"{self.folder}/{name}.log", "ab") as output:
             process = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL,
                                        stdout=output, stderr=output, start_new_session=True,
@@ -109,8 +109,8 @@ class Desktop:
         return process
 
     def start_portal(self):
-        """Starts the portal, which starts the desktop's part of it. A desktop starts the portal
-        when the variables of the session are known."""
+        """Starts the portal, which starts the desktop's backend. Call this after all variables of
+        the session have been set."""
         variables = {name: value for name, value in self.environment.items()
                      if name not in ("GDK_DEBUG", "QT_NO_XDG_DESKTOP_PORTAL")}
         self.call(self.bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -120,14 +120,15 @@ class Desktop:
         wait_until(lambda: self.owns("org.freedesktop.portal.Desktop"), "the portal")
 
     def answer_dialog(self, *labels):
-        """Answers the portal's next dialog with the first of the buttons that it has."""
+        """Starts a program that presses a button with one of these labels in the portal's next
+        dialog."""
         return self.run("answer", "python3", f"{HERE}/answer.py", *labels)
 
     def wait_for_file(self, path):
         wait_until(lambda: os.path.exists(path), lambda: f"{path}")
 
     def end(self, process):
-        """Ends a program that run() has started, and its children."""
+        """Ends a program started by run(), and its children."""
         if process in self._processes:
             self._processes.remove(process)
         for number in (signal.SIGTERM, signal.SIGKILL):
@@ -154,7 +155,7 @@ class Desktop:
         raise NotImplementedError
 
     def set_group(self, group):
-        """Selects a layout by its position."""
+        """Selects one of the user's layouts. Positions start at 0."""
         raise NotImplementedError
 
     def hold_shift(self, on):
@@ -164,7 +165,7 @@ class Desktop:
         self.press(CAPS_LOCK)
 
     def press(self, code):
-        """Presses and releases a key of the user's keyboard."""
+        """Presses and releases the key with this evdev code on the user's keyboard."""
         self.keyboard.key(code, True)
         self.keyboard.key(code, False)
 
@@ -232,7 +233,7 @@ class Fcitx(X11):
 
 
 class Sway(Desktop):
-    """sway, which wlroots compositors resemble. The user's keyboard is a virtual one."""
+    """sway, as an example of compositors based on wlroots. The user's keyboard is virtual."""
 
     name = "sway"
 
@@ -300,7 +301,7 @@ class Gnome(Desktop):
                               capture_output=True, text=True).stdout
 
     def evaluate(self, script):
-        """Runs JavaScript in GNOME Shell. Returns its value as JSON, and "" if it fails."""
+        """Runs JavaScript in GNOME Shell. Returns its result as JSON, or "" if it fails."""
         try:
             done, value = self.call(self.bus(), "org.gnome.Shell", "/org/gnome/Shell",
                                     "org.gnome.Shell", "Eval", GLib.Variant("(s)", (script,)))
@@ -325,7 +326,7 @@ class Gnome(Desktop):
 
 
 class Kwin(Desktop):
-    """KWin without a desktop shell."""
+    """KWin without the Plasma shell."""
 
     name = "KWin"
     asks = True
@@ -333,7 +334,7 @@ class Kwin(Desktop):
     def start(self):
         self.environment.update(XDG_CURRENT_DESKTOP="KDE")
         self._write_layouts("us")
-        # Without PipeWire, KWin offers no screen cast, and the portal of KDE refuses all sessions.
+        # Without PipeWire, KWin offers no screen cast, and KDE's portal refuses all sessions.
         self.run("pipewire", "pipewire")
         wait_until(lambda: os.path.exists(f"{self.folder}/runtime/pipewire-0"), "PipeWire")
         self.run("kwin", "env", "--unset=QT_QPA_PLATFORM", "KWIN_WAYLAND_NO_PERMISSION_CHECKS=1", "kwin_wayland", "--virtual", "--width", "1024", "--height", "768",
@@ -355,7 +356,7 @@ class Kwin(Desktop):
 
     def start_portal(self):
         super().start_portal()
-        # The dialog of KDE's portal needs Plasma. The user can also permit a program beforehand.
+        # Grants the permission in advance, because the dialog of KDE's portal needs Plasma.
         self.call(self.bus(), "org.freedesktop.impl.portal.PermissionStore",
                   "/org/freedesktop/impl/portal/PermissionStore",
                   "org.freedesktop.impl.portal.PermissionStore", "SetPermission",

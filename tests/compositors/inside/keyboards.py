@@ -1,4 +1,7 @@
-"""The user's keyboards: how a test presses keys on each desktop. Keys are evdev codes."""
+"""Keyboards on which a test presses the user's keys. Each kind of desktop needs another class.
+
+Keys are evdev codes.
+"""
 
 import array
 import ctypes
@@ -19,8 +22,8 @@ def _milliseconds():
 
 
 class WaylandKeyboard:
-    """A keyboard on a compositor that offers zwp_virtual_keyboard_manager_v1. Implements the part
-    of the Wayland wire protocol that it needs."""
+    """A keyboard on a compositor that supports zwp_virtual_keyboard_manager_v1. Implements only the
+    necessary part of the Wayland wire protocol."""
 
     _REGISTRY, _SYNC, _SEAT, _MANAGER, _KEYBOARD = 2, 3, 4, 5, 6
 
@@ -88,7 +91,7 @@ class WaylandKeyboard:
 
 
 class MutterKeyboard:
-    """A keyboard of a session that Mutter offers to remote desktop servers."""
+    """A keyboard of a Mutter remote desktop session."""
 
     _NAME = "org.gnome.Mutter.RemoteDesktop"
 
@@ -97,7 +100,7 @@ class MutterKeyboard:
         path, = self._call("/org/gnome/Mutter/RemoteDesktop", self._NAME, "CreateSession")
         self._path = path
         self._session("Start")
-        # The first key creates the keyboard.
+        # Mutter creates the keyboard when the first key is pressed.
         self.key(LEFT_SHIFT, True)
         self.key(LEFT_SHIFT, False)
 
@@ -114,18 +117,18 @@ class MutterKeyboard:
 
 
 class EisKeyboard:
-    """A keyboard of KWin's emulated input server, through libei."""
+    """A keyboard of KWin's emulated input server, used through libei."""
 
     _SENDER_CAPABILITY = 4  # EI_DEVICE_CAP_KEYBOARD
     _SEAT_ADDED, _DEVICE_REMOVED, _DEVICE_RESUMED = 3, 6, 8  # enum ei_event_type
-    _SETTLING = 0.1  # seconds in which KWin replaces the device
+    _SETTLING = 0.1  # seconds without events after which the keyboard is ready
 
     def __init__(self, bus):
         from gi.repository import GLib
         reply, descriptors = bus.call_with_unix_fd_list_sync(
             "org.kde.KWin", "/org/kde/KWin/EIS/RemoteDesktop", "org.kde.KWin.EIS.RemoteDesktop",
             "connectToEIS", GLib.Variant("(i)", (1,)), None, 0, 10_000, None, None)
-        self._bus = bus  # KWin ends the keyboard when the caller leaves the bus
+        self._bus = bus  # KWin removes the keyboard when its creator leaves the bus
         self._lib = lib = ctypes.CDLL("libei.so.1")
         for name in ("ei_new_sender", "ei_get_event", "ei_event_get_seat", "ei_event_get_device",
                      "ei_device_ref"):
@@ -175,7 +178,7 @@ class EisKeyboard:
 
 
 class X11Keyboard:
-    """The physical keyboard of an X server, a different device from the keyboard of XTEST."""
+    """The X server's physical keyboard. XTEST uses a different device."""
 
     def __init__(self, display):
         self._x = ctypes.CDLL("libX11.so.6")

@@ -1,4 +1,4 @@
-"""Types all characters under each layout on each desktop, and prints which arrive.
+"""Types all ASCII characters under each layout on each desktop, and prints which arrive.
 
     matrix.py [--desktops NAME,...] [--layouts NAME,...] [--receivers NAME,...] [--states NAME,...]
               [--repeat COUNT]
@@ -20,7 +20,8 @@ LAYOUTS = ("us us(dvorak) de de(neo) fr fr(bepo) gb tr tr(f) ru gr jp ch(fr) es 
            .split())
 DESKTOPS = {desktop.name: desktop for desktop in (X11, Ibus, Fcitx, Gnome, Kwin, Sway)}
 TEXT = "".join(map(chr, range(0x20, 0x7F))) + "\tTavo 4006381333931 aAbB11!!\n"
-# Seconds without a change after which a wrong text is final, if it ends like TEXT and if it does not
+# A wrong text is final after QUIET seconds without a change, or after QUIET_AT_END seconds if it ends
+# with a line feed, like TEXT.
 QUIET_AT_END, QUIET = 0.3, 2.0
 
 
@@ -43,7 +44,7 @@ class Receiver:
         wait_until(self._has_focus, f"{name} to have focus")
 
     def _has_focus(self):
-        """Presses the space bar of the user's keyboard. Returns whether the receiver reads it."""
+        """Presses the user's space bar. Returns whether the receiver gets the space."""
         length = len(self.text())
         self._desktop.press(SPACE_BAR)
         end = time.monotonic() + 0.5
@@ -58,8 +59,8 @@ class Receiver:
             return file.read()
 
     def wait_for(self, before, text, limit=20):
-        """Returns what arrives after `before`, when it equals `text`, or when it is wrong and does
-        not change. Waits for the first character until `limit` expires (in seconds)."""
+        """Waits for `text` after `before`. Returns the received text when it equals `text`, when it
+        is wrong and final, or when `limit` seconds have passed without a change."""
         last, changed = "", time.monotonic()
         end = changed + limit
         while time.monotonic() < end:
@@ -76,7 +77,7 @@ class Receiver:
         return last
 
     def wait_for_length(self, length, limit=5):
-        """Waits until the text has this length or the limit expires (in seconds)."""
+        """Waits up to `limit` seconds until the text has at least this length."""
         end = time.monotonic() + limit
         while len(self.text()) < length and time.monotonic() < end:
             time.sleep(0.005)
@@ -86,7 +87,7 @@ class Receiver:
 
 
 def difference(expected, received):
-    """Describes the first difference of two texts."""
+    """Describes the first difference between two texts."""
     if not received:
         return "nothing arrived"
     if len(received) < len(expected) and expected.endswith(received):
@@ -98,7 +99,7 @@ def difference(expected, received):
 
 
 class Cell:
-    """Types TEXT in one state of the desktop."""
+    """Types TEXT into a receiver. Each state in STATES has a method."""
 
     def __init__(self, desktop, receiver, repeat=1):
         self._desktop = desktop
@@ -106,7 +107,7 @@ class Cell:
         self._text = TEXT * repeat
 
     def start(self, text, *options):
-        """Starts to type. Returns the process and the text that the receiver had before."""
+        """Starts typing. Returns the process and the text that the receiver already contained."""
         before = self._receiver.text()
         path = f"{self._desktop.folder}/typed"
         with open(path, "w", encoding="ascii") as file:
@@ -117,7 +118,7 @@ class Cell:
         return process, before
 
     def finish(self, process, before, text):
-        """Returns what went wrong, or an empty text."""
+        """Waits for the result. Returns an error message, or "" if `text` was typed exactly."""
         with process:
             for line in process.stdout:
                 if line.startswith("posted"):
@@ -157,7 +158,7 @@ class Cell:
         return self._type()
 
     def change(self, layout):
-        """Changes the layout while a longer text is typed."""
+        """Changes the layout while a longer text is being typed."""
         self._desktop.set_layouts("de" if layout == "us" else "us")
         text = TEXT * 3
         process, before = self.start(text, "--pace", "4000")
@@ -167,7 +168,7 @@ class Cell:
 
 
 def get_permission(desktop):
-    """Lets the user permit typing. The program keeps the permission."""
+    """Grants the permission to type, which the program saves."""
     receiver = Receiver(desktop, "gtk")
     answer = desktop.answer_dialog("Share", "Allow")
     problem = Cell(desktop, receiver).plain("us")
@@ -189,14 +190,14 @@ def measure(desktop, receiver_name, options, report):
                 problem = f"not measured: {error}"
             report(desktop.name, receiver_name, layout, state, problem)
             if problem:
-                # A wrong text may leave a dead key or a menu behind.
+                # After a wrong text, a dead key may be pending or a menu may be open.
                 receiver.stop()
                 receiver = Receiver(desktop, receiver_name)
     receiver.stop()
 
 
 def table(results, states):
-    """Returns a row for each desktop and receiver: how many layouts are exact, refused and wrong."""
+    """Returns a table with the numbers of exact, refused and wrong layouts."""
     lines = ["| Desktop | Receiver | " + " | ".join(states) + " |", "|---" * (2 + len(states)) + "|"]
     rows = collections.defaultdict(lambda: collections.defaultdict(collections.Counter))
     for (desktop, receiver, _layout, state), problem in results.items():

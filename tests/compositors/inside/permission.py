@@ -1,6 +1,7 @@
-"""Takes the permission to type through the portal of GNOME and its real dialog.
+"""Tests the permission to type with GNOME's portal and its dialog.
 
-Denies it, grants it, restarts the program, restarts the compositor, and revokes it during a run.
+Denies the permission, grants it, restarts the program, revokes the permission during a run, and
+restarts the compositor.
 """
 
 import sys
@@ -9,7 +10,7 @@ import time
 from desktops import Gnome
 from matrix import TEXT, Cell, Receiver
 
-# GNOME Shell ends a remote access when the user clicks its indicator in the panel.
+# Stops remote access as the indicator in GNOME Shell's panel does.
 LISTEN = ("global.backend.get_remote_access_controller().connect('new-handle', (_, handle) =>"
           " (globalThis.accesses ??= []).push(handle))")
 STOP = "accesses.pop().stop() === undefined"
@@ -27,7 +28,7 @@ class Permission:
         self._failures += not is_right
 
     def _type(self, *answer):
-        """Types TEXT. Returns what went wrong. Answers no dialog if `answer` is empty."""
+        """Types TEXT. Returns an error message or "". Answers no dialog if `answer` is empty."""
         dialog = self._desktop.answer_dialog(*answer) if answer else None
         problem = Cell(self._desktop, self._receiver).plain("us")
         if dialog is not None:
@@ -35,7 +36,7 @@ class Permission:
         return problem
 
     def _revoke(self):
-        """Stops the remote access, like the indicator in the panel, while a text is typed."""
+        """Stops remote access while a text is being typed. Returns an error message or ""."""
         cell = Cell(self._desktop, self._receiver)
         self._desktop.evaluate(LISTEN)
         process, before = cell.start(TEXT * 3, "--pace", "10000")

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Owns the clipboard until it is ended: clipboard_owner.py TEXT
 
-With --manager instead of TEXT, is a clipboard manager: when a program asks it to save the
-clipboard, it copies the text and owns it from then on (freedesktop.org, ClipboardManager).
+With --manager instead of TEXT, acts as a clipboard manager (freedesktop.org, ClipboardManager): when
+a program requests it, copies the text and becomes the owner.
 """
 
 import sys

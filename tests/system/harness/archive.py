@@ -67,7 +67,7 @@ def archived_records(folder=FOLDER):
 
 
 def stored(record):
-    """Returns the stored form of a record in the older layout."""
+    """Returns a record in the layout of the older scanners."""
     time = datetime.datetime.fromisoformat(record.time)
     date = ((time.year - 2000) << 10 | time.month << 6 | time.day << 1 | (time.hour >= 12))
     clock = (time.hour % 12) << 12 | time.minute << 6 | time.second

@@ -34,7 +34,7 @@ class ProductTest(unittest.TestCase):
 
     maxDiff = None
     log_path = "/dev/log"
-    display_options = ()  # more options of the X server
+    display_options = ()  # additional options for the X server
     scanner_class = Scanner
 
     def setUp(self):
@@ -93,10 +93,9 @@ class ProductTest(unittest.TestCase):
                           *scanner.transcript().splitlines()[-_REPORTED_LINES:]]
         return "\n".join(parts)
 
-    # Steps
-
+    # Test steps
     def scanner(self, records=(), **more):
-        """Creates a scanner with these records, without plugging it in."""
+        """Creates a scanner with these records. Does not plug it in."""
         scanner = self.scanner_class(self.desktop, self.devices, records, **more)
         self.scanners.append(scanner)
         return scanner
@@ -146,8 +145,7 @@ class ProductTest(unittest.TestCase):
         self.quillet.close_window()
         self.assertEqual(0, self.quillet.wait_for_end())
 
-    # Files
-
+    # Expected files
     def assert_file(self, path, text):
         with open(path, "rb") as file:
             self.assertEqual(text.encode("utf-8"), file.read())
@@ -204,8 +202,8 @@ class SystemTest(ProductTest):
 
 
 class OtherUserTest(SystemTest):
-    """A test with another user. As in the package, every user may create files in /Users/Shared,
-    but not rename or delete other users' files."""
+    """A test with a second user. As with the installed package, every user may create files in
+    /Users/Shared, but not rename or delete other users' files."""
 
     def setUp(self):
         if not other_user.available():
@@ -215,7 +213,7 @@ class OtherUserTest(SystemTest):
         os.chmod(SHARED, 0o1777)
 
     def remove_files(self):
-        # Neither user can remove files from the other's folders.
+        # Each user removes its own files, because it cannot remove the other user's.
         shutil.rmtree(SHARED, ignore_errors=True)
         other_user.run("find /Users -user $(id -un) -prune -exec rm -rf {} + || true")
         super().remove_files()

@@ -8,7 +8,7 @@ import subprocess
 NAME = "daemon"  # exists on every Debian system
 _ENVIRONMENT = {"PATH": "/usr/bin:/bin", "LANG": "C.UTF-8"}
 
-_agent = None  # the streams from and to the process that runs commands as the other user
+_agent = None  # streams from and to the process that runs commands as the other user
 
 
 def start():

@@ -66,7 +66,8 @@ class Process:
                 stream.close()
 
     def resources(self):
-        """Returns the number of descriptors and threads, and the resident memory in KiB."""
+        """Returns the number of descriptors, the number of threads, and the resident memory in
+        KiB."""
         with open(f"/proc/{self.pid}/status", encoding="ascii") as file:
             status = dict(line.split(":", 1) for line in file)
         return {"descriptors": len(os.listdir(f"/proc/{self.pid}/fd")),

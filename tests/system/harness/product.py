@@ -155,7 +155,7 @@ class Quillet:
                 if node.role == "push button" and node.name}
 
     def press_in_strip(self, title):
-        """Presses a button in the status strip and waits until it is released or has gone."""
+        """Presses a button in the status strip and waits until it is released or disappears."""
         button = self._settled(self._strip_buttons)[title]
         button.act("Press")
 

@@ -4,7 +4,7 @@ import os
 
 
 class SavedText:
-    """Writes the text when the toolkit is idle. `schedule` calls write() later."""
+    """Writes the text when the toolkit is idle. `schedule` requests a call of write() then."""
 
     def __init__(self, path):
         self._path = path
