@@ -8,7 +8,8 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// GNOME lists the layouts in "sources", and all of them by last use in "mru-sources".
+// GNOME stores the layouts in "sources". "mru-sources" lists the same layouts, the active one
+// first.
 std::optional<std::uint32_t> LayoutOfGnome() {
   constexpr char kSchema[] = "org.gnome.desktop.input-sources";
   GSettingsSchemaSource* const source = g_settings_schema_source_get_default();

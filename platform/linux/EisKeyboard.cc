@@ -8,7 +8,7 @@
 
 #include "platform/linux/SessionLayout.h"
 
-// Types of libei. Its functions are declared in struct Libei.
+// Opaque types of libei. struct Libei declares its functions.
 struct ei;
 struct ei_device;
 struct ei_event;
@@ -18,7 +18,7 @@ struct ei_seat;
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Values in libei.h of libei 1.0.
+// Values from libei.h of libei 1.0.
 enum EiEventType {
   kDisconnected = 2,
   kSeatAdded = 3,
@@ -32,7 +32,7 @@ constexpr int kKeyboardCapability = 1 << 2;
 
 }  // namespace
 
-// The functions that are used, under their names without "ei_".
+// Functions loaded from libei, named without the prefix "ei_".
 struct Libei {
   void* const handle = dlopen("libei.so.1", RTLD_NOW | RTLD_LOCAL);
   bool isComplete = handle != nullptr;
@@ -97,7 +97,7 @@ class EisKeyboard::Impl {
  public:
   explicit Impl(UniqueFd connection) : ei_(lib_.new_sender(nullptr)) {
     lib_.configure_name(ei_, "Quillet");
-    // libei closes the descriptor.
+    // libei closes the descriptor that it is given.
     hasEnded = lib_.setup_backend_fd(ei_, fcntl(connection.Get(), F_DUPFD_CLOEXEC, 3)) != 0;
   }
   ~Impl() {

@@ -22,13 +22,14 @@ class EisKeyboard {
   EisKeyboard(const EisKeyboard&) = delete;
   EisKeyboard& operator=(const EisKeyboard&) = delete;
 
-  int descriptor() const;  ///< can be read when Dispatch has events to handle
-  void Dispatch();         ///< handles events of the server
-  bool IsReady() const;    ///< there is a keyboard, and it accepts keys
+  int descriptor() const;  ///< readable when Dispatch has events to handle
+  void Dispatch();         ///< handles pending events from the server
+  bool IsReady() const;    ///< the desktop provides a keyboard, and it accepts keys
   bool TakeNewDevice();    ///< true once after the desktop has added or replaced the keyboard
   bool HasEnded() const;   ///< the server has closed the connection
 
-  /// Finds keys in the keyboard's keymap; null if there is no keyboard. Valid until Dispatch.
+  /// Returns an object that finds keys in the keyboard's keymap, or null if there is no keyboard.
+  /// Valid until the next Dispatch.
   KeymapSearch* keymap() const;
 
   /// Returns the group and locked modifiers, as last reported by the desktop or set by SetGroup.
@@ -37,10 +38,10 @@ class EisKeyboard {
   /// Sets the active group, which Mutter 48 and KWin 6.3 do not report.
   void SetGroup(std::uint32_t group);
 
-  /// Presses or releases a key. Its modifiers affect only later keys.
+  /// Presses or releases a key.
   /// @param code  evdev key code
   /// @param down  true to press the key
-  /// @return time in milliseconds that is put on the event
+  /// @return the event's time stamp in milliseconds
   std::uint32_t Press(std::uint32_t code, bool down);
 
  private:

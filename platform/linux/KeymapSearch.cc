@@ -10,9 +10,9 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-constexpr std::uint32_t kHighestOfMainBlock = 94;  // evdev code 86, the key beside the left Shift
+constexpr std::uint32_t kHighestOfMainBlock = 94;  // the key beside the left Shift
 constexpr std::size_t kMostMasks = 64;
-constexpr std::size_t kModifiers = 8;  // real modifiers
+constexpr std::size_t kModifiers = 8;  // number of real modifiers
 
 std::uint32_t MaskOf(xkb_keymap* keymap, const char* modifier) {
   const xkb_mod_index_t index = xkb_keymap_mod_get_index(keymap, modifier);
@@ -44,7 +44,7 @@ struct KeymapSearch::Candidate {
   }
 };
 
-// Computes what keys do, without a keyboard.
+// Simulates how keys change the state of a keyboard.
 class KeymapSearch::State {
  public:
   State(xkb_keymap* keymap, const KeyboardState& initial)
@@ -65,7 +65,7 @@ class KeymapSearch::State {
   std::uint32_t Pressed() const {
     return xkb_state_serialize_mods(state_, XKB_STATE_MODS_DEPRESSED);
   }
-  // True if the state differs from the initial one by pressed modifiers only.
+  // Returns true if only pressed modifiers differ from the initial state.
   bool IsInitial() const {
     return xkb_state_serialize_mods(state_, XKB_STATE_MODS_LATCHED) == 0 &&
            xkb_state_serialize_mods(state_, XKB_STATE_MODS_LOCKED) == initial_.lockedModifiers &&
@@ -120,7 +120,7 @@ bool KeymapSearch::IsModifier(std::uint32_t code, const KeyboardState& state) co
   return ModifiersOf(code, state) != 0;
 }
 
-// Returns 0 if the key has another effect, too.
+// Returns the modifiers that a key sets while it is pressed, or 0 if it has any other effect.
 std::uint32_t KeymapSearch::ModifiersOf(std::uint32_t code, const KeyboardState& state) const {
   State simulated(keymap_, state);
   simulated.Put(code, true);
@@ -173,7 +173,7 @@ std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardSt
   return candidates;
 }
 
-// Returns the modifiers that could select each level of a key, beside the locked ones.
+// Returns the modifiers that select each level of a key, without the locked ones.
 std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32_t group,
                                                  std::uint32_t locked) const {
   std::vector<std::uint32_t> masks;
@@ -191,7 +191,7 @@ std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32
   return masks;
 }
 
-// Pressing one modifier key may change what another one does. All orders are therefore tried.
+// Pressing one modifier key can change the effect of another, so all orders are tried.
 bool KeymapSearch::FindModifiers(std::uint32_t mask, const KeyboardState& state,
                                  std::uint32_t symbol, KeyChord& chord) {
   for (std::size_t i = 0; i < kModifiers; ++i) {

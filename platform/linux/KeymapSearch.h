@@ -34,36 +34,36 @@ std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
-/// A character needs a key whose symbol is that character: dead keys and the keypad are not used.
-/// A chord uses only modifier keys that change nothing else and leave nothing behind, and neither
-/// Control, Alt nor Super, with which applications treat a key as a command. One thread at a time.
+/// Uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds only
+/// modifier keys that have no other effect and none after their release. Never holds Control, Alt
+/// or Super, because applications would treat the key as a command. One thread at a time.
 class KeymapSearch {
  public:
   static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol
 
-  /// @param keymap       the keymap; this object takes a reference to it
+  /// @param keymap       the keymap; this object adds a reference to it
   /// @param highestCode  the highest key code to use
   explicit KeymapSearch(xkb_keymap* keymap, std::uint32_t highestCode = kHighestCode);
   ~KeymapSearch();
 
-  /// Returns the keys that type a character, or null. Prefers the present group, then the keys of
-  /// the main block, then few modifiers.
+  /// Returns the keys that type a character, or null if there are none. Prefers the current group,
+  /// then the keys of the main block, then few modifiers.
   /// @param character  printable ASCII, LF for Return, or tab
   /// @param state      the state in which the keys will be pressed. The chord takes its locked
   ///                   modifiers into account, and may need another group.
   const KeyChord* Find(char character, const KeyboardState& state);
 
   /// Returns a chord for a symbol that needs no modifiers in any group, such as the letter of a
-  /// shortcut. Prefers the present group.
+  /// shortcut. Prefers the current group.
   /// @param symbol  a keysym (xkbcommon-keysyms.h)
   /// @param state   see Find
   std::optional<KeyChord> FindPlain(std::uint32_t symbol, const KeyboardState& state);
 
-  /// Returns a key that only sets the modifiers `mask` while it is pressed, or 0.
+  /// Returns the code of a key whose only effect is to set the modifiers `mask` while it is
+  /// pressed, or 0 if there is none.
   std::uint32_t ModifierKey(std::uint32_t mask, const KeyboardState& state);
 
-  /// Returns true if a key sets modifiers while it is pressed, changes nothing else and leaves
-  /// nothing behind.
+  /// Returns true if a key sets modifiers while it is pressed and has no other effect.
   bool IsModifier(std::uint32_t code, const KeyboardState& state) const;
 
   /// Returns the key codes from `lowest` to `highestCode` that have no symbols.

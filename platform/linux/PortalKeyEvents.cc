@@ -30,12 +30,12 @@ using std::chrono::steady_clock;
 
 constexpr auto kAnswerLimit = 3s;
 
-// As for WaylandKeyEvents: applications must be able to read the keys.
+// An application must be able to read the keys before its socket is full, as in WaylandKeyEvents.
 constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
 constexpr auto kPressPause = 10ms;
 
-// Time in which applications prepare for a new keyboard, which may be the first of the seat.
+// Applications need this time to prepare for a new keyboard, which may be the first of the seat.
 constexpr auto kNewEisKeyboardPause = 300ms;
 constexpr auto kEisLimit = 5s;
 
@@ -209,8 +209,8 @@ void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard
   SetState(State::kEnded);
 }
 
-// The caller of Do keeps the job until it is done. The mutex is not held, because the desktop may
-// respond late.
+// The mutex is not held while the job runs, because the desktop may be slow to respond. The caller
+// of Do keeps the job valid until it is done.
 void PortalKeyEvents::RunJob(RemoteDesktop& desktop, EisKeyboard* keyboard) {
   const Job* job = nullptr;
   {
@@ -219,13 +219,13 @@ void PortalKeyEvents::RunJob(RemoteDesktop& desktop, EisKeyboard* keyboard) {
   }
   if (job == nullptr) return;
   (*job)(desktop, keyboard);
-  if (HasEnded(desktop, keyboard)) return;  // SetState ends the job
+  if (HasEnded(desktop, keyboard)) return;  // the caller's SetState ends the job
   const std::lock_guard lock(mutex_);
   job_ = nullptr;
   changed_.notify_all();
 }
 
-// Waits until the keyboard accepts keys. The desktop replaces it when the layout changes.
+// Waits until the keyboard accepts keys. The desktop replaces the keyboard when the layout changes.
 bool PortalKeyEvents::AwaitKeyboard(EisKeyboard& keyboard) {
   keyboard.Dispatch();
   const auto end = steady_clock::now() + kEisLimit;
@@ -261,7 +261,7 @@ void PortalKeyEvents::SetState(State state) {
   changed_.notify_all();
 }
 
-// Shortens the wait of Post when the desktop asks the user.
+// Sets how long Post may wait for permission from now on.
 void PortalKeyEvents::LimitAnswer(std::chrono::seconds limit) {
   const std::lock_guard lock(mutex_);
   answerLimit_ = steady_clock::now() + limit;
@@ -276,7 +276,7 @@ PortalKeyEvents::State PortalKeyEvents::AwaitAnswer() {
   return state_;
 }
 
-// Runs a job on the thread and waits for it. Does nothing without permission.
+// Runs a job on this object's thread and waits until it is done. Does nothing without permission.
 void PortalKeyEvents::Do(const Job& job) {
   if (AwaitAnswer() != State::kReady) return;
   std::unique_lock lock(mutex_);
@@ -303,7 +303,8 @@ bool PortalKeyEvents::PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press
   std::vector<KeyStroke> strokes(withControl ? 4 : 2, {kAnyKey, true});
   for (std::size_t i = strokes.size() / 2; i < strokes.size(); ++i) strokes[i].down = false;
   sent_.BeginWrite(strokes, clock_.Now());
-  // A press whose reply is late may still be carried out. Every key is therefore released.
+  // The portal may still carry out a press after its reply has timed out. Every key is therefore
+  // released.
   bool isAccepted = !withControl || desktop.PressKeysym(XKB_KEY_Control_L, true);
   if (isAccepted) {
     isAccepted = desktop.PressKeysym(KeysymOf(press.character), true);
@@ -337,7 +338,7 @@ void PortalKeyEvents::Fail(const char* reason) {
 
 void PortalKeyEvents::Wake() {
   const std::uint64_t one = 1;
-  if (write(wake_.Get(), &one, sizeof one) < 0) return;  // it is already readable
+  if (write(wake_.Get(), &one, sizeof one) < 0) return;  // fails only if it is already readable
 }
 
 std::string PortalKeyEvents::ReadToken() const {
@@ -347,7 +348,7 @@ std::string PortalKeyEvents::ReadToken() const {
   return std::string(text, count > 0 ? static_cast<std::size_t>(count) : 0);
 }
 
-// The token is replaced as a whole. If that fails, the desktop asks again at the next start.
+// Replaces the whole file. If that fails, the desktop asks for permission again at the next start.
 void PortalKeyEvents::WriteToken(const std::string& token) const {
   if (tokenFile_.empty()) return;
   if (token.empty()) {

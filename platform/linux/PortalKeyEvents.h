@@ -25,23 +25,23 @@ class EisKeyboard;
 class SessionLayout;
 
 /// Key events through the desktop's portal for remote control, for GNOME and KDE Plasma on Wayland.
-/// The desktop asks the user for permission. The permission is kept in a file.
+/// The desktop asks the user for permission. The permission is stored in a file.
 ///
 /// Characters are typed with the keymap of the desktop, through libei. If the portal or the system
-/// does not support libei, the desktop finds the keys and drops characters that its present layout
+/// does not support libei, the desktop finds the keys and drops characters that its current layout
 /// does not have.
 ///
-/// All calls to the desktop are made by a thread of this object.
+/// A thread of this object makes all calls to the desktop.
 class PortalKeyEvents final : public KeyEvents {
  public:
   /// @param log       receives one line if keys cannot be typed; outlives this object
   /// @param clock     used for pauses; outlives this object
-  /// @param sent      learns which strokes are sent; outlives this object
+  /// @param sent      notified of the strokes that are sent; outlives this object
   /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
   ///                  created. If empty, the user is asked at each start.
   /// @param patience  time for which Prepare waits for a missing portal
-  /// @param layout    tells without libei which characters the desktop drops; may be null; outlives
-  ///                  this object
+  /// @param layout    used without libei, to find the characters that the desktop would drop; may
+  ///                  be null; outlives this object
   PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, std::string tokenFile,
                   std::chrono::seconds patience, SessionLayout* layout = nullptr);
   ~PortalKeyEvents() override;
@@ -49,14 +49,13 @@ class PortalKeyEvents final : public KeyEvents {
   /// Asks for permission, unless it has been granted or an answer is pending.
   void Prepare() override;
 
-  /// Returns true if the desktop has no portal for remote control. Waits as long as Post until this
-  /// is known. Same threads as Post.
+  /// Returns true if the desktop has no portal for remote control. May wait as long as Post until
+  /// this is known. Same threads as Post.
   bool IsMissing();
 
-  /// Never asks for permission. Waits after Prepare for the permission: up to 3 s for the user's
-  /// answer, and for the patience if the portal is missing or the user has agreed earlier. The
-  /// first key
-  /// that cannot be pressed ends the call.
+  /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's
+  /// answer, or for `patience` if the portal is missing or the user has agreed earlier. Stops at
+  /// the first key that cannot be pressed.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
@@ -90,12 +89,12 @@ class PortalKeyEvents final : public KeyEvents {
   const std::chrono::seconds patience_;
   SessionLayout* const layout_;
   Pace pace_;
-  bool isGroupKnown_ = false;  // the keyboard has the user's active layout; during a Post
+  bool isGroupKnown_ = false;  // this Post has set the keyboard's group to the user's active layout
 
   const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
   std::atomic<bool> isStopping_ = false;
 
-  std::mutex mutex_;  // guards the following
+  std::mutex mutex_;  // guards the members below
   std::condition_variable changed_;
   State state_ = State::kIdle;
   TypingFailure failure_;     // of the last Post, while the state is kReady

@@ -19,16 +19,17 @@ constexpr char kPortal[] = "org.freedesktop.portal.Desktop";
 constexpr char kPortalPath[] = "/org/freedesktop/portal/desktop";
 constexpr char kRemoteDesktop[] = "org.freedesktop.portal.RemoteDesktop";
 
-// The name of the desktop file. The portal shows the name and icon in that file to the user.
+// Name of the desktop file, without its suffix. The portal shows the name and icon in that file to
+// the user.
 constexpr char kApplication[] = "org.quillet.Quillet";
 
-constexpr std::uint32_t kKeyboard = 1;         // device type
-constexpr std::uint32_t kUntilRevoked = 2;     // persist mode
-constexpr std::uint32_t kFirstWithTokens = 2;  // version that has restore tokens and EIS
-constexpr std::uint32_t kSuccess = 0;          // responses
+constexpr std::uint32_t kKeyboard = 1;      // device type
+constexpr std::uint32_t kUntilRevoked = 2;  // persist mode: until the user revokes the permission
+constexpr std::uint32_t kFirstWithTokens = 2;  // first version with restore tokens and EIS
+constexpr std::uint32_t kSuccess = 0;          // response codes
 constexpr std::uint32_t kCancelled = 1;
 
-constexpr int kStopCheck = 100;  // milliseconds
+constexpr int kStopCheck = 100;  // milliseconds between checks of isStopping_
 constexpr std::chrono::microseconds kKeyLimit = 3s;
 
 struct Unref {
@@ -44,7 +45,7 @@ Message MakeCall(sd_bus* bus, const char* interface, const char* method) {
   return Message(made);
 }
 
-// A limit of 0 is the default of sd-bus, 25 s.
+// A limit of 0 means the default of sd-bus, 25 s.
 Message Send(sd_bus* bus, const Message& call, std::chrono::microseconds limit = {}) {
   sd_bus_message* reply = nullptr;
   const auto microseconds = static_cast<std::uint64_t>(limit.count());
@@ -70,8 +71,8 @@ bool RemoteDesktop::Connect(std::chrono::seconds patience) {
 
 RemoteDesktop::Answer RemoteDesktop::Start(std::string& token) {
   version_ = Property("version").value_or(1);
-  // The portal takes the program's name from its desktop file. Portals before 1.20 have no such
-  // call and find the name by the program's control group.
+  // The portal takes the program's name from its desktop file. Portals before 1.20 do not have this
+  // call and derive the name from the program's control group.
   if (const auto call = MakeCall(bus_, "org.freedesktop.host.portal.Registry", "Register")) {
     sd_bus_message_append(call.get(), "sa{sv}", kApplication, 0);
     Send(bus_, call);
@@ -98,7 +99,7 @@ bool RemoteDesktop::Open() {
              this) >= 0;
 }
 
-// At the start of a session, the portal may start later than this program, or before it knows which
+// When a session starts, the portal may start later than this program, or run before it knows which
 // devices the desktop offers.
 bool RemoteDesktop::AwaitPortal(std::chrono::seconds patience) {
   const auto end = steady_clock::now() + patience;
@@ -153,13 +154,14 @@ bool RemoteDesktop::AskUser() {
   return Request("Start", [](sd_bus_message*) {});
 }
 
-// Calls a method and waits for its response, which the portal sends to an object whose path follows
-// from the name of the connection and a token (XDG Desktop Portal, org.freedesktop.portal.Request).
+// Calls a method and waits for its response, which the portal sends to an object whose path is
+// derived from the name of the connection and a token (XDG Desktop Portal,
+// org.freedesktop.portal.Request).
 bool RemoteDesktop::Request(const char* method, const Append& append) {
   response_.reset();
   const char* name = nullptr;
   if (sd_bus_get_unique_name(bus_, &name) < 0) return false;
-  std::string sender = name + 1;  // after a colon
+  std::string sender = name + 1;  // without the colon
   std::replace(sender.begin(), sender.end(), '.', '_');
   const std::string token = "quillet" + std::to_string(++requests_);
   const std::string path = std::string(kPortalPath) + "/request/" + sender + "/" + token;
@@ -178,7 +180,7 @@ bool RemoteDesktop::Request(const char* method, const Append& append) {
 
   const Message call = MakeCall(bus_, kRemoteDesktop, method);
   if (!session_.empty()) sd_bus_message_append(call.get(), "o", session_.c_str());
-  if (std::strcmp(method, "Start") == 0) sd_bus_message_append(call.get(), "s", "");  // no window
+  if (std::strcmp(method, "Start") == 0) sd_bus_message_append(call.get(), "s", "");  // no parent
   sd_bus_message_open_container(call.get(), 'a', "{sv}");
   sd_bus_message_append(call.get(), "{sv}", "handle_token", "s", token.c_str());
   append(call.get());
@@ -220,7 +222,7 @@ UniqueFd RemoteDesktop::ConnectToEis() {
   const Message reply = Send(bus_, call);
   int descriptor = -1;
   if (reply == nullptr || sd_bus_message_read(reply.get(), "h", &descriptor) < 0) return {};
-  // The message closes its descriptor.
+  // The reply closes its descriptor when it is destroyed.
   return UniqueFd(fcntl(descriptor, F_DUPFD_CLOEXEC, 3));
 }
 
@@ -235,8 +237,8 @@ void RemoteDesktop::Wait(int first, int second) {
   if (!Process(first, second, -1)) hasEnded_ = true;
 }
 
-// Handles the events that have arrived. If there are none, waits for events, a descriptor or the
-// time-out.
+// Handles all pending events. If there are none, waits until an event arrives, a descriptor is
+// readable, or the time-out expires.
 bool RemoteDesktop::Process(int first, int second, int milliseconds) {
   for (;;) {
     const int processed = sd_bus_process(bus_, nullptr);

@@ -32,18 +32,18 @@ class RemoteDesktop {
   RemoteDesktop& operator=(const RemoteDesktop&) = delete;
 
   /// Connects to the portal. Call once, before the other functions.
-  /// @param patience  time for which a missing portal is waited for
+  /// @param patience  how long to wait for a missing portal
   /// @return false if the session bus has no such portal
   bool Connect(std::chrono::seconds patience);
 
   /// Creates a session that may type. The desktop asks the user, unless the token restores an
-  /// earlier permission. Waits for the user's answer without a limit.
-  /// @param token  restore token of an earlier session, or an empty text. Set to the token for
-  ///               the next session, or to an empty text if the portal gives none.
+  /// earlier permission. Waits for the user's answer without a time limit.
+  /// @param token  restore token of an earlier session, or empty. Set to the token for the next
+  ///               session, or emptied if the portal provides none.
   Answer Start(std::string& token);
 
   /// Opens a connection for libei. Afterwards, PressKeysym fails. Call after Start.
-  /// @return a descriptor, which is not open if the portal has no such connection
+  /// @return a closed descriptor if the portal does not offer such a connection
   UniqueFd ConnectToEis();
 
   /// Presses or releases a key. Waits up to 3 s for the reply.
@@ -52,7 +52,7 @@ class RemoteDesktop {
   /// @return false if the portal has refused or has not replied
   bool PressKeysym(std::uint32_t keysym, bool down);
 
-  /// Handles events of the session until one of the descriptors can be read.
+  /// Handles events of the session until one of the descriptors is readable.
   /// @param first, second  descriptors, or -1
   void Wait(int first, int second);
 
@@ -78,9 +78,9 @@ class RemoteDesktop {
   bool hasEnded_ = false;
 
   unsigned requests_ = 0;
-  std::optional<std::uint32_t> response_;  // to the last request
-  std::string sessionHandle_;              // in a response
-  std::string restoreToken_;               // in a response
+  std::optional<std::uint32_t> response_;  // code of the response to the last request
+  std::string sessionHandle_;              // from the last response
+  std::string restoreToken_;               // from the last response
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -17,8 +17,8 @@ namespace quillet::platform::linux_desktop {
 
 class WaylandConnection;
 
-/// Codes above this one belong to no key of a real keyboard. Keymaps use them for modifiers such as
-/// Hyper, which Mutter 48 ignores.
+/// Highest code of a key on a real keyboard. Keymaps use higher codes for modifiers such as Hyper,
+/// which Mutter 48 ignores.
 inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
 
 /// Reads a keymap in the text format of XKB version 1 from a file.
@@ -29,12 +29,12 @@ xkb_keymap* ReadKeymap(int file, std::size_t size);
 
 /// Finds the keys for an event that presses a key. For the letter V with Command, the result may be
 /// Shift-Insert, which also pastes.
-/// @return nothing if the present group has no such keys
+/// @return no value if the current group has no such keys
 std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
                                  const KeyboardState& state);
 
-/// Returns why a record cannot be typed if ChordFor finds no keys for an event. Characters have
-/// been checked with KeyEvents::Untypable.
+/// Returns why a record cannot be typed, for an event for which ChordFor has found no keys. Its
+/// character has passed KeyEvents::Untypable.
 const char* ReasonWithoutKey(const KeyEvent& press);
 
 /// The layout of the user's keyboard in a Wayland session, as the compositor reports it. A program
@@ -46,14 +46,14 @@ class SessionLayout {
   SessionLayout(const SessionLayout&) = delete;
   SessionLayout& operator=(const SessionLayout&) = delete;
 
-  /// Reads the present layout. Waits up to 1 s for the compositor. If it does not respond, the last
+  /// Reads the current layout. Waits up to 1 s for the compositor. If it does not respond, the last
   /// known layout remains.
   /// @return false if no layout is known
   bool Update();
 
-  /// Finds keys like ChordFor which type the same in all groups. Call after Update. The letter V
-  /// with Command has a result in any layout: Control-V if all groups have it on the same key,
-  /// else Shift-Insert, else Control with the US position of V.
+  /// Like ChordFor, but finds only keys that type the same in all groups. Call after Update. For
+  /// the letter V with Command, there is always a result: Control-V if all groups have V on the
+  /// same key, else Shift-Insert, else Control and the key that is V in the US layout.
   /// @param press            see ChordFor
   /// @param lockedModifiers  see KeyboardState
   std::optional<KeyChord> Find(const KeyEvent& press, std::uint32_t lockedModifiers);

@@ -41,7 +41,7 @@ WaylandConnection::WaylandConnection(const wl_interface* wanted)
       .global_remove = [](void*, wl_registry*, std::uint32_t) {}};
   registry_ = wl_display_get_registry(display_);
   wl_registry_add_listener(registry_, &kRegistryListener, this);
-  // The second reply follows the events of the globals bound during the first.
+  // The first round trip binds the globals. The second receives their first events.
   if (Roundtrip(kLimitForGlobals)) Roundtrip(kLimitForGlobals);
 }
 
@@ -91,7 +91,7 @@ bool WaylandConnection::Roundtrip(std::chrono::milliseconds limit) {
   return sync_ == nullptr;
 }
 
-// Sends requests, then handles events as soon as some arrive.
+// Sends the queued requests, then waits for events and handles them.
 bool WaylandConnection::Dispatch(Deadline deadline) {
   while (wl_display_prepare_read(display_) != 0) {
     if (wl_display_dispatch_pending(display_) < 0) return false;

@@ -29,12 +29,13 @@ class WaylandConnection {
   bool seatHasKeyboard() const { return hasKeyboard_; }  ///< as of the last Roundtrip
   wl_proxy* wanted() const { return wanted_; }  ///< null if the compositor does not offer it
 
-  /// Sends all requests and waits until the compositor has processed them. If the limit has passed
-  /// in an earlier call, waits for the requests of that call only.
-  /// @return false if the connection has ended, or the limit has passed; see IsBehind
+  /// Sends all requests and waits until the compositor has processed them. If an earlier call has
+  /// timed out, waits only for the requests of that call.
+  /// @return false if the connection has ended or the limit has passed; see IsBehind
   bool Roundtrip(std::chrono::milliseconds limit);
 
-  /// Returns true if a Roundtrip was too short. The requests are still waiting for the compositor.
+  /// Returns true if a Roundtrip has timed out and the compositor has still not processed its
+  /// requests.
   bool IsBehind() const { return sync_ != nullptr; }
 
  private:
@@ -49,7 +50,7 @@ class WaylandConnection {
   wl_seat* seat_ = nullptr;
   wl_proxy* wanted_ = nullptr;
   bool hasKeyboard_ = false;
-  wl_callback* sync_ = nullptr;  // pending
+  wl_callback* sync_ = nullptr;  // pending reply of a Roundtrip
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -23,9 +23,10 @@ constexpr std::uint32_t kControlMask = 4;  // X11 protocol, section 2: #x0004 is
 constexpr char kNotAccepted[] = "the Wayland compositor does not accept the keys";
 constexpr auto kFirstKeyPause = 300ms;
 
-// A compositor ends an application whose socket is full. About 280 writes of any size fit there, or
-// 50 of this size (unix(7), net.core.wmem_default; libwayland-server 1.21). At the steady rate of
-// 1,250 characters per second, an application may therefore stop reading for 2.5 s.
+// A compositor disconnects an application whose socket is full. The socket holds up to about 280
+// writes, or 50 writes of this size (unix(7), net.core.wmem_default; libwayland-server 1.21). An
+// application may therefore stop reading for 2.5 s at the steady rate of 1,250 characters per
+// second.
 constexpr std::size_t kStrokesAtOnce = 140;
 constexpr std::chrono::nanoseconds kTimePerStroke = 400us;
 constexpr auto kTypingPause = 10ms;
@@ -45,15 +46,15 @@ class WaylandKeyEvents::Keyboard {
   Keyboard(Clock& clock, std::chrono::milliseconds patience) : patience_(patience) {
     if (!IsOffered()) return;
     auto* const manager = connection_.wanted();
-    // The null pointer is the place of the new keyboard.
+    // The null pointer is a placeholder for the ID of the new keyboard.
     keyboard_ = Request(manager, kCreateVirtualKeyboard, &VirtualKeyboardInterface(),
                         connection_.seat(), nullptr);
     const std::string keymap = PlainKeymap();
     const UniqueFd file = MakeFile(keymap);
     Request(keyboard_, VirtualKeyboardRequest::kKeymap, nullptr, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1,
             file.Get(), static_cast<std::uint32_t>(keymap.size() + 1));
-    // Modifiers make the keyboard the current one of the seat. Applications then read its keymap.
-    // If it is the first keyboard of the seat, they create their keyboard objects only now.
+    // Sending modifiers makes this the seat's current keyboard. Applications then read its keymap.
+    // If it is the seat's first keyboard, they create their keyboard objects only now.
     SetModifiers(0);
     if (Finish()) clock.Sleep(kFirstKeyPause);
   }
@@ -128,7 +129,8 @@ void WaylandKeyEvents::Post(std::span<const KeyEvent> events) {
                             ? "the Wayland compositor offers no virtual keyboard"
                             : "the Wayland compositor cannot be reached");
   }
-  // If the connection ends, the rest of the record is not sent to the next one.
+  // If the connection ends, the rest of the record is dropped. It is not sent over the next
+  // connection.
   for (std::span<const KeyStroke> rest = strokes; !rest.empty();) {
     const auto some = rest.first(std::min(rest.size(), kStrokesAtOnce));
     rest = rest.subspan(some.size());

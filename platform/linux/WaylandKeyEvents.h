@@ -23,16 +23,17 @@ class WaylandKeyEvents final : public KeyEvents {
   /// Opens no connection.
   /// @param log    receives one line if keys cannot be typed; outlives this object
   /// @param clock  used for pauses and for the times of events; outlives this object
-  /// @param sent   learns which strokes are sent; outlives this object
+  /// @param sent   notified of the strokes that are sent; outlives this object
   /// @param patience  time to wait for a compositor that does not respond
   WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
                    std::chrono::milliseconds patience = std::chrono::seconds(20));
   ~WaylandKeyEvents() override;
 
-  /// Returns true if the compositor offers virtual keyboards. Connects to it for this. Any thread.
+  /// Returns true if the compositor offers virtual keyboards. Opens a connection to find out. Any
+  /// thread.
   static bool IsOffered();
 
-  /// Sends 70 characters at once, and pauses for longer texts. Ends if the compositor does not
+  /// Sends 70 characters at once and pauses between such batches. Stops if the compositor does not
   /// accept them in time or ends the connection.
   void Post(std::span<const KeyEvent> events) override;
   std::string Problem() override { return failure_.Reason(); }

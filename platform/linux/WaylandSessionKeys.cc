@@ -7,7 +7,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A program that the desktop starts automatically may run before the portal.
+// If the desktop starts Quillet automatically, the portal may start later.
 constexpr auto kPortalStart = 30s;
 
 }  // namespace

@@ -23,7 +23,7 @@ namespace quillet::platform::linux_desktop {
 /// Opens no device or connection before the first call.
 class WaylandSessionKeys final : public KeyEvents {
  public:
-  /// What the session's environment says.
+  /// Properties of the session, from its environment variables.
   struct Session {
     bool hasPortal = false;  ///< the desktop is known to have a portal, which may start late
     std::string tokenFile;   ///< see PortalKeyEvents
@@ -32,7 +32,7 @@ class WaylandSessionKeys final : public KeyEvents {
   /// @param session  see Session
   /// @param log      outlives this object, like the others
   /// @param clock    used for pauses
-  /// @param sent     learns which strokes are sent
+  /// @param sent     notified of the strokes that are sent
   WaylandSessionKeys(const Session& session, SystemLog& log, Clock& clock, SentKeys& sent);
 
   void Prepare() override;
@@ -54,7 +54,7 @@ class WaylandSessionKeys final : public KeyEvents {
   std::mutex mutex_;                // guards usesPortal_
   std::optional<bool> usesPortal_;  // unset until the first call
 
-  std::atomic<KeyEvents*> way_ = nullptr;  // if it is not the portal
+  std::atomic<KeyEvents*> way_ = nullptr;  // the way in use, unless it is the portal
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -20,11 +20,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// An application reads a changed keymap when it handles the event about the change, and translates
-// earlier keys with the old one if it has not handled them yet.
+// Applications read a changed keymap when they handle the notification. They translate keys that
+// they handle before it with the old keymap.
 constexpr auto kKeymapPause = 100ms;
 
-constexpr auto kEndLimit = 1s;  // a record may take longer if applications are slow
+// End waits this long for the current record, which may take longer if applications are slow.
+constexpr auto kEndLimit = 1s;
 constexpr auto kEndPause = 10ms;
 
 constexpr std::uint32_t kCodeOffset = 8;  // between evdev and X key codes (xkeyboard-config)
@@ -36,8 +37,8 @@ constexpr std::uint8_t kControl = 1 << 2;
 constexpr std::uint8_t kNumLock = 1 << 4;                       // Mod2 in xkeyboard-config
 constexpr std::uint8_t kCommands = kControl | 1 << 3 | 1 << 6;  // Control, Mod1 and Mod4
 
-// While a piece is sent, no other program can use the server. XCB's buffer holds this many steps,
-// so that the server does not wait for this process.
+// No other program can use the server while a piece is sent. This many steps fit in XCB's buffer,
+// so the server does not wait for this process.
 constexpr std::size_t kMostSteps = 250;
 
 // Attempts to send the next keys while the keymap or the locks keep changing.
@@ -66,13 +67,14 @@ std::string TextOf(std::span<const KeyEvent> events) {
 
 }  // namespace
 
-// Key strokes and changes of the locks. They begin by putting aside what the user holds and has
-// locked, and end by restoring it.
+// A sequence of key strokes and changes of the locks. The first steps release the keys that are
+// down and clear the latches and the locks that turn keys into commands. The last steps restore the
+// locks and press the modifier keys again.
 class X11KeyEvents::Piece {
  public:
   struct Step {
     KeyStroke stroke;
-    std::optional<X11Locks> locks;  // instead of the stroke
+    std::optional<X11Locks> locks;  // if set, the step changes the locks and has no stroke
   };
 
   Piece(KeymapSearch& search, X11KeyboardState state)
@@ -88,8 +90,8 @@ class X11KeyEvents::Piece {
     Change(neutral);
   }
 
-  // Adds the first events. Stops before a character without a key, or if the piece is full.
-  // Returns the number of events.
+  // Adds events from the first one on. Stops before a character without a key, or when the piece is
+  // full. Returns the number of events added.
   std::size_t Add(std::span<const KeyEvent> events) {
     std::size_t count = 0;
     for (const KeyEvent& event : events) {
@@ -111,7 +113,7 @@ class X11KeyEvents::Piece {
   }
 
   const std::vector<Step>& Steps() const { return steps_; }
-  // Keys of the user that Finish has pressed again.
+  // Keys held by the user that Finish presses again.
   const std::vector<std::uint8_t>& PressedAgain() const { return pressedAgain_; }
 
  private:
@@ -152,7 +154,7 @@ class X11KeyEvents::Piece {
     return *chord;
   }
 
-  // Control and the letter, or Shift and Insert (which pastes) if no key makes the letter.
+  // Returns Control and the letter, or Shift-Insert (which also pastes) if no key has the letter.
   std::optional<KeyChord> Shortcut(char letter) {
     const std::uint32_t group = state_.locks.lockedGroup;
     auto chord = search_.FindPlain(KeysymOf(letter), {group, 0});
@@ -192,10 +194,10 @@ class X11KeyEvents::Piece {
 
   KeymapSearch& search_;
   const X11KeyboardState state_;
-  X11Locks locks_;  // after the steps
+  X11Locks locks_;  // the locks after the last step
   std::vector<Step> steps_;
   std::vector<std::uint8_t> pressedAgain_;
-  std::optional<std::uint16_t> lastKey_;  // the key that is down
+  std::optional<std::uint16_t> lastKey_;  // the key that is still down
   std::uint32_t lastCode_ = 0;
 };
 
@@ -239,7 +241,7 @@ void X11KeyEvents::Prepare() {
 }
 
 void X11KeyEvents::End() {
-  ended_ = true;  // Post then stops after the present piece
+  ended_ = true;  // Post then stops after the current piece
   // Not std::timed_mutex: the thread sanitizer of g++ 12 misses its pthread_mutex_clocklock().
   std::unique_lock lock(mutex_, std::try_to_lock);
   for (auto waited = 0ms; !lock && waited < kEndLimit; waited += kEndPause) {
@@ -277,13 +279,13 @@ bool X11KeyEvents::Connect() {
   return true;
 }
 
-// Returns false.
+// Reports the failure. Returns false.
 bool X11KeyEvents::Fail(const char* reason) {
   failure_.Set(reason);
   return false;
 }
 
-// Undoes what a process has left that was killed.
+// Undoes the changes of a process that was killed while it typed.
 void X11KeyEvents::Recover() {
   spare_->Recover();
   const std::vector<std::uint32_t> locks = typing_->Abandoned();
@@ -292,7 +294,7 @@ void X11KeyEvents::Recover() {
   keyboard_->PutLocks(
       {static_cast<std::uint8_t>(locks[0]), static_cast<std::uint8_t>(locks[1]), 0, 0}, true);
   typing_->Remove();
-  keyboard_->ReadState();  // a round trip
+  keyboard_->ReadState();  // a round trip, so that the server has processed the requests
 }
 
 void X11KeyEvents::Forget() {
@@ -303,8 +305,8 @@ void X11KeyEvents::Forget() {
   keyboard_.reset();
 }
 
-// Records the locks before the first key. The server drops the requests that it has not yet
-// processed when the connection closes, so a key can stay down if this process is killed.
+// Saves the locks for Recover before the first key. If this process is killed, the server drops the
+// requests that it has not yet processed, so a key can stay down.
 void X11KeyEvents::Mark(const X11KeyboardState& state) {
   if (std::exchange(isMarked_, true)) return;
   typing_->Write({state.locks.lockedModifiers, state.locks.lockedGroup});
@@ -321,8 +323,8 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
     clock_.Sleep(kKeymapPause);
     return true;
   }
-  // Characters are bound before the first key of a record: Xlib reads the keymap when it translates
-  // its first key, and misses a change at that time.
+  // Binds characters before the first key of a record: Xlib reads the keymap when it translates its
+  // first key, and misses a change at that moment.
   if (BindFirst(events, state)) return true;
   const std::size_t before = events.size();
   if (!SendSome(events, state)) return true;
@@ -331,9 +333,9 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
   return (!wasBound && Bind(events, state)) || Fail(kNoKey);
 }
 
-// Other programs cannot change the keyboard between the reply about its state and the keys, because
-// the server is grabbed. The piece is prepared before that, so that they wait for one round trip
-// only. Returns false without sending anything if the keymap or the locks have changed.
+// Grabs the server, so that no other program changes the keyboard between the reply about its state
+// and the keys. Prepares the piece before that, so that other programs wait for only one round
+// trip. Returns false without sending anything if the keymap or the locks have changed.
 bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected) {
   KeymapSearch& search = keyboard_->Search();
   std::optional<Piece> piece(std::in_place, search, expected);
@@ -357,8 +359,8 @@ bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11Keyboard
   return isSame;
 }
 
-// The user may have let go of a key while it was put aside. The server then has not seen its
-// release, because the key was not down. Keys of other programs stay pressed.
+// Releases those of `codes` that the user no longer holds. The server ignores the release of a key
+// that Piece has already released. Keys held by other programs stay down.
 void X11KeyEvents::ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before) {
   const auto contains = [](const std::vector<std::uint8_t>& list, std::uint8_t code) {
     return std::find(list.begin(), list.end(), code) != list.end();
@@ -406,7 +408,7 @@ bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11Keyboard
 // before all are bound. Returns false if no characters can be bound.
 bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState& state) {
   if (spare_->IsBound()) {
-    clock_.Sleep(kKeymapPause);  // for the keys sent so far
+    clock_.Sleep(kKeymapPause);  // until applications have handled the keys sent so far
     spare_->Restore();
     keyboard_->UpdateKeymap();
     if (!keyboard_->HasKeymap()) return true;  // the next attempt reports it

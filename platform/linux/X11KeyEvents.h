@@ -20,11 +20,12 @@ class X11SpareKeys;
 struct X11KeyboardState;
 
 /// Key events through the X server's XTEST extension. Uses a separate connection, opened by the
-/// first call and reopened after the server has ended. Any thread.
+/// first call and reopened after the server has exited. Any thread.
 ///
-/// Types each character with the keys that make it in the server's keymap, in any group, and binds
-/// characters without a key to key codes without symbols. Keys that the user holds, locks, latches
-/// and the group are put aside while keys are sent, and restored.
+/// Types each character with the keys that produce it in the server's keymap, in any group, and
+/// binds characters without a key to key codes without symbols. While it sends keys, it releases
+/// the keys that the user holds and resets locks, latches and the group. It restores them
+/// afterwards.
 class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
@@ -61,14 +62,14 @@ class X11KeyEvents final : public KeyEvents {
   Clock& clock_;
   const std::uint32_t ownKeys_;
   std::atomic<bool> ended_ = false;
-  std::mutex mutex_;  // guards all that follows
+  std::mutex mutex_;  // guards the members below
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
   std::unique_ptr<X11OwnedProperty> typing_;  // exists while a record is typed
   bool isMarked_ = false;                     // typing_ has been written
-  bool hasBound_ = false;                   // the characters of the present record have been bound
-  bool isBindingNew_ = false;               // no key has been sent since
+  bool hasBound_ = false;                   // the characters of the current record have been bound
+  bool isBindingNew_ = false;               // no key has been sent since the last binding
   std::vector<std::uint8_t> pressedAgain_;  // on the XTEST keyboard, because the user holds them
 };
 

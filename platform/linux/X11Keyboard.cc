@@ -47,7 +47,7 @@ bool IsUnixSocket(int descriptor) {
          address.ss_family == AF_UNIX;
 }
 
-// Returns the codes of the keys that have symbols on a device. Round trip.
+// Returns the codes of a device's keys that have symbols. One round trip.
 std::vector<std::uint32_t> UsedCodes(xcb_connection_t* xcb, std::uint16_t device) {
   const XcbReply<xcb_xkb_get_map_reply_t> reply{
       xcb_xkb_get_map_reply(xcb,
@@ -56,7 +56,7 @@ std::vector<std::uint32_t> UsedCodes(xcb_connection_t* xcb, std::uint16_t device
                             nullptr)};
   std::vector<std::uint32_t> codes;
   if (!reply) return codes;
-  // The reply has no other parts.
+  // The reply contains only key symbols.
   xcb_xkb_key_sym_map_iterator_t keys{};
   keys.data = static_cast<xcb_xkb_key_sym_map_t*>(xcb_xkb_get_map_map(reply.get()));
   keys.rem = reply->nKeySyms;
@@ -253,7 +253,7 @@ void X11Keyboard::PutLocks(const X11Locks& locks, bool latches) {
     request.latchGroup = 1;
     request.groupLatch = locks.latchedGroup;
   }
-  // XCB uses the two elements before the first one.
+  // XCB overwrites the two elements before the one that it is passed.
   iovec parts[3]{};
   parts[2] = {&request, sizeof request};
   xcb_send_request(xcb_, 0, &parts[2], &kRequest);

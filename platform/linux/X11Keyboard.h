@@ -32,7 +32,7 @@ struct X11KeyboardState {
 /// A connection to the X server that knows its keymap. One thread at a time.
 ///
 /// The keymap is that of the XTEST keyboard, a separate device: setxkbmap(1) can set another keymap
-/// for it. The server takes it over for the core keyboard with the first XTEST key.
+/// for it. The server copies it to the core keyboard at the first XTEST key.
 class X11Keyboard : public XcbConnection {
  public:
   X11Keyboard();
@@ -56,12 +56,12 @@ class X11Keyboard : public XcbConnection {
   /// Returns the key codes that have no symbols on any keyboard. Round trips.
   std::vector<std::uint32_t> SpareCodes();
 
-  /// Returns those of the keys that are down on a keyboard of the user. Round trips.
+  /// Returns the keys of `codes` that are down on one of the user's keyboards. Round trips.
   std::vector<std::uint8_t> HeldByUser(const std::vector<std::uint8_t>& codes);
 
-  /// Queues requests that exclude all other programs from the server, or admit them again. They
-  /// have no effect on a server on another computer, because a connection that is lost or slow
-  /// would block that computer's screen.
+  /// Grab queues a request to serve no other program, and Ungrab queues its end. They have no
+  /// effect on a server on another computer, because a lost or slow connection would block that
+  /// computer's screen.
   void Grab();
   void Ungrab();
 
@@ -81,13 +81,13 @@ class X11Keyboard : public XcbConnection {
 
   bool canTest_ = false;
   const bool isLocal_;
-  bool hasInput_ = false;            // the input extension
+  bool hasInput_ = false;            // has the input extension
   std::uint8_t keyboardEvent_ = 0;   // event type of XKB; 0 if XKB is not available
-  std::uint16_t tester_;             // the XTEST keyboard
-  std::vector<std::uint8_t> users_;  // the other keyboards
+  std::uint16_t tester_;             // device ID of the XTEST keyboard
+  std::vector<std::uint8_t> users_;  // device IDs of the other keyboards
   bool isChanged_ = false;
   xkb_context* context_ = nullptr;
-  std::string text_;  // the keymap
+  std::string text_;  // the keymap as text
   std::unique_ptr<KeymapSearch> search_;
 };
 

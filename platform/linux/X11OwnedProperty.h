@@ -7,18 +7,18 @@ struct xcb_connection_t;
 
 namespace quillet::platform::linux_desktop {
 
-/// A property of the root window that outlives its owner, so that the next process can undo what a
-/// killed one has left. One thread at a time.
+/// A property of the root window that outlives its owner, so that the next process can undo the
+/// changes of a killed one. One thread at a time.
 class X11OwnedProperty {
  public:
   /// @param xcb   outlives this object
   /// @param name  name of the property
   X11OwnedProperty(xcb_connection_t* xcb, const char* name);
 
-  /// Queues a new value.
+  /// Queues a request to set the value.
   void Write(const std::vector<std::uint32_t>& value);
 
-  /// Queues the removal.
+  /// Queues a request to remove the property.
   void Remove();
 
   /// Returns the value if its owner no longer runs. Otherwise returns an empty list.

@@ -39,7 +39,7 @@ std::size_t X11SpareKeys::Bind(const std::string& characters,
     const auto isOld = [&](const Binding& binding) { return binding.code == old.code; };
     if (std::none_of(bindings.begin(), bindings.end(), isOld)) SetSymbols({old.code, {}}, 0, 0);
   }
-  // The property comes first: a process that is killed here leaves no unknown binding.
+  // Writes the property first, so that it lists every binding even if this process is killed here.
   WriteProperty();
   for (const Binding& binding : bindings) {
     SetSymbols(binding, levels, fourLevels_ == 0 ? kTwoLevels : fourLevels_);
@@ -53,7 +53,8 @@ void X11SpareKeys::Restore() {
   }
   if (!bound_.empty()) property_.Remove();
   bound_.clear();
-  // The server drops the requests of a closed connection when it writes an event to it.
+  // Waits until the server has processed the requests: it drops those of a closed connection when
+  // it writes an event to it.
   const XcbReply<xcb_get_input_focus_reply_t> last{
       xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr)};
 }
@@ -87,7 +88,7 @@ void X11SpareKeys::ReadTypes() {
   if (found != end) fourLevels_ = static_cast<std::uint8_t>(found - begin);
 }
 
-// Sets the symbols for all keyboards. Without levels, the key gets no symbols.
+// Sets a key's symbols on all keyboards. If `levels` is 0, the key has no symbols.
 void X11SpareKeys::SetSymbols(const Binding& binding, std::size_t levels, std::uint8_t type) {
   struct {
     xcb_xkb_key_sym_map_t map;

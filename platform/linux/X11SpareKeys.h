@@ -21,10 +21,10 @@ class X11SpareKeys {
   /// @param xcb  a connection with XKB; outlives this object
   explicit X11SpareKeys(xcb_connection_t* xcb);
 
-  /// Binds characters, instead of those bound so far. Does not wait for the server.
+  /// Replaces the bindings. Does not wait for the server.
   /// @param characters  typable characters
   /// @param codes       key codes without symbols
-  /// @return the number of characters that have been bound, from the first one
+  /// @return the number of characters bound, beginning with the first
   std::size_t Bind(const std::string& characters, const std::vector<std::uint32_t>& codes);
 
   /// Reads the key types of the present keymap, which Bind needs. Round trips.
@@ -32,7 +32,7 @@ class X11SpareKeys {
 
   bool IsBound() const { return !bound_.empty(); }  ///< there are bindings
 
-  /// Removes the bindings, except from key codes that have got other symbols. Waits for the
+  /// Removes the bindings, except from key codes whose symbols have changed since. Waits for the
   /// server.
   void Restore();
 

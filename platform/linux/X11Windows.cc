@@ -112,8 +112,8 @@ class X11Windows::Connection : public XcbConnection {
   }
 
  private:
-  // Sends a text in pieces. The type of the first piece has the ending "_BEGIN". The window tells
-  // the texts of several senders apart.
+  // Sends a text in pieces. The type of the first piece ends in "_BEGIN". A new window in the
+  // messages identifies the text.
   void Broadcast(const std::string& text, const std::string& type) {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
@@ -131,7 +131,7 @@ class X11Windows::Connection : public XcbConnection {
       message.type = next;
     }
     xcb_destroy_window(xcb_, message.window);
-    // Waits for the server, which may drop the requests of a connection that is closed early.
+    // Waits for the server, which may drop pending requests when the connection is closed.
     const XcbReply<xcb_get_input_focus_reply_t> reply(
         xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
   }

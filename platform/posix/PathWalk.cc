@@ -54,7 +54,7 @@ bool LookUp(int (*function)(Id, Entry*, char*, std::size_t, Entry**), Id id, Use
   }
 }
 
-// Returns false after an error. Without an entry, for example in a container, there is no value.
+// Returns false after an error. Sets no value if the user has no entry, for example in a container.
 bool FindUser(uid_t id, std::optional<User>& user) {
   return LookUp(getpwuid_r, id, [&](const struct passwd* entry) {
     if (entry != nullptr) user = User{entry->pw_name, entry->pw_gid};
@@ -67,9 +67,9 @@ bool IsOnlyMember(const User& user, const struct group& entry) {
   return *member == nullptr;
 }
 
-// The group of this user alone has the user's name and no further members. Groups do not list the
-// users whose primary group they are. For a user without a name, the group must therefore not have
-// a name either.
+// Returns true for this user's primary group, if it has the user's name and lists no other member.
+// A group does not list users whose primary group it is, so the names must match. If the user has
+// no name, the group must not have one either.
 bool IsOwnGroup(gid_t id) {
   std::optional<User> user;
   if (!FindUser(geteuid(), user) || id != (user ? user->group : getegid())) return false;
@@ -82,13 +82,14 @@ bool IsOwnGroup(gid_t id) {
   return isOwn;
 }
 
-// Moves the place to a folder. Errors close the place's folder and keep errno.
+// Makes `folder` the place's folder. After an error, the place's folder is closed and errno is
+// kept.
 void MoveTo(Place& place, UniqueFd folder) {
   if (folder.IsOpen() && fstat(folder.Get(), &place.status) != 0) folder.Close();
   place.folder = std::move(folder);
 }
 
-// Reads the target of a link that may be followed. Otherwise, sets errno.
+// Returns the target of a link that may be followed. Otherwise, sets errno.
 std::optional<std::string> LinkTarget(const Place& place, const std::string& name) {
   struct stat status {};
   std::array<char, PATH_MAX> target{};

@@ -37,11 +37,11 @@ UniqueFd OpenRegular(const Place& place, struct stat& status);
 /// Opens the regular file at a place, or the file to which the link at `place` leads.
 UniqueFd OpenLinkedRegular(const Place& place, struct stat& status);
 
-/// Whether a file or folder belongs to this user or root.
+/// Returns true if a file or folder belongs to this user or root.
 bool IsOwn(const struct stat& status);
 
-/// Whether users other than the owner and root may write to a file or folder. A group that contains
-/// only this user does not count (pam_umask(8), "usergroups").
+/// Returns true if users other than the owner and root may write to a file or folder. A group that
+/// contains only this user does not count (pam_umask(8), "usergroups").
 bool OthersMayWrite(const struct stat& status);
 
 /// Returns the name of a user, or an empty string if the user is unknown.

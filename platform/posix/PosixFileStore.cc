@@ -181,7 +181,7 @@ std::optional<std::string> ReadOpen(int file, const struct stat& status, std::si
 }
 
 // Removes other users' permission to write to a folder of this user. If all users had it, they may
-// have put files there: then place.status keeps the permission.
+// have put files there, so place.status keeps it.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;
@@ -201,7 +201,7 @@ Checked Judge(const Place& place, const struct stat& file) {
   return checked;
 }
 
-// The file that a new file replaces.
+// The file to be replaced.
 struct Existing {
   bool exists = false;
   bool isLink = false;
