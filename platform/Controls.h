@@ -37,7 +37,7 @@ class PopUpList {
   virtual ~PopUpList() = default;
   /// Adds an item at the end.
   /// @param title   text of the item
-  /// @param detail  tells items of the same title apart; shown beside the title; may be empty
+  /// @param detail  distinguishes items with the same title; shown beside the title; may be empty
   virtual void AddItem(std::string_view title, std::string_view detail) = 0;
   virtual void RemoveItem(std::int32_t position) = 0;  ///< ignores invalid positions
   virtual void SelectItem(std::int32_t position) = 0;  ///< clears the selection if invalid
@@ -60,7 +60,7 @@ class ToolbarItem {
 
 /// A button in the status strip.
 struct StripAction {
-  std::string title;          ///< a few words
+  std::string title;          ///< text of the button, a few words
   std::function<void()> run;  ///< called when the button is pressed
 };
 

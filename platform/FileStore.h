@@ -15,14 +15,14 @@
 
 namespace quillet::platform {
 
-/// Error number of a check that finds a file that is not regular. Reading and writing files never
-/// sets it (errno(3)).
+/// Error number for a file that is not regular. The system never sets it when it reads or writes
+/// files (errno(3)).
 inline constexpr int kNotRegular = ENOTBLK;
 
 /// Who could have written a file.
 enum class Custody {
   kTrusted,  ///< this user or root: they own the file and its folder, and no other user may write
-  kForeign,  ///< also another user
+  kForeign,  ///< possibly also another user
 };
 
 /// Result of FileStore::ReadChecked.
@@ -61,7 +61,7 @@ class FileStore {
   /// Result of Replace.
   struct Replaced {
     int error = 0;  ///< 0, or the error number (errno(3)) of the operation that failed
-    /// Whether the contents and the directory entry are on the storage device. Without an error,
+    /// True if the contents and the directory entry are on the storage device. Without an error,
     /// false means that the system cannot flush the folder.
     bool synchronized = false;
     explicit operator bool() const { return error == 0; }  ///< true if there was no error
@@ -123,7 +123,7 @@ class FileStore {
   /// the folder cannot be read.
   virtual std::vector<Entry> List(const std::string& folder) = 0;
 
-  /// Whether a file, a folder or a symbolic link exists at `path`.
+  /// Returns true if a file, a folder or a symbolic link exists at `path`.
   virtual bool Exists(const std::string& path) = 0;
 
   /// Deletes a file.

@@ -36,7 +36,7 @@ class KeyEvents {
   virtual void Post(std::span<const KeyEvent> events) = 0;
 
   /// Returns the characters of `text` that cannot be typed now, each once; empty if all can. Call
-  /// it before a record is typed, so that no part of a record is lost. Same threads as Post.
+  /// it before a record is typed, so that no record is typed in part. Same threads as Post.
   /// @param text  ASCII characters that will be passed to Post
   virtual std::string Untypable([[maybe_unused]] std::string_view text) { return {}; }
 
@@ -44,12 +44,12 @@ class KeyEvents {
   /// the answer. Call it when the user chooses a destination that types. Any thread.
   virtual void Prepare() {}
 
-  /// Restores what the backend has changed on the system. Post then drops all events. Call it when
-  /// the process ends. Any thread, while another one may be in Post.
+  /// Undoes the backend's changes to the system. Post then drops all events. Call it when the
+  /// process ends. Any thread, while another one may be in Post.
   virtual void End() {}
 
-  /// Returns why the last Post dropped its events: what is missing on this system, as a part of a
-  /// sentence. Returns an empty text if the system accepted the events. Same threads as Post.
+  /// Returns why the last Post dropped its events, as a part of a sentence. Returns an empty text
+  /// if the system accepted the events. Same threads as Post.
   virtual std::string Problem() { return {}; }
 };
 

@@ -24,7 +24,7 @@ class OwnKeys {
   /// @param event  event of the windowing system: xcb_generic_event_t on X11, NSEvent on macOS
   virtual bool IsOwnEvent(const void* event) = 0;
 
-  /// Same for windowing systems on which only the toolkit sees the events (Wayland).
+  /// Like IsOwnEvent, for windowing systems on which only the toolkit sees the events (Wayland).
   virtual bool IsOwnKey(const WindowKey& key) = 0;
 };
 

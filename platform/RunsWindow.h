@@ -22,10 +22,10 @@ struct RunRow {
   bool operator==(const RunRow&) const = default;  ///< compares all members
 };
 
-/// What the user chose for a CSV file.
+/// The user's choices for a CSV file.
 struct CsvChoice {
   bool rowPerBarcode = false;  ///< true: one row per barcode; false: one row per record
-  bool apostrophes = false;    ///< an apostrophe before barcodes and serial numbers
+  bool apostrophes = false;    ///< true: an apostrophe before barcodes and serial numbers
   bool operator==(const CsvChoice&) const = default;  ///< compares all members
 };
 
@@ -71,7 +71,7 @@ class RunsWindow {
   /// Changes the button Deliver again to Stop delivery, or back.
   virtual void ShowDelivering(bool delivering) = 0;
   virtual void ShowBusy(bool busy) = 0;  ///< shows whether files are being read or written
-  virtual void ShowMessage(std::string_view text) = 0;  ///< shows a message of one line
+  virtual void ShowMessage(std::string_view text) = 0;  ///< shows a one-line message
 
   /// Asks the user whether to delete a run.
   /// @param question     the question, one sentence

@@ -11,7 +11,7 @@ namespace quillet::platform {
 struct PortObstacle {
   /// The kinds of reasons.
   enum class Kind {
-    kNone,        ///< no reason, or an unknown one
+    kNone,        ///< no known reason
     kPermission,  ///< the user may not open the port
     kForbidden,   ///< a rule other than the port's permissions forbids opening it
     kBusy,        ///< another program uses the port

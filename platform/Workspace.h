@@ -13,8 +13,8 @@ class Workspace {
   /// as demanding attention instead. Main thread.
   virtual void ActivateIgnoringOtherApps() = 0;
 
-  virtual bool
-  IsActive() = 0;  ///< whether a window of this application has the focus. Main thread.
+  /// Returns true if a window of this application has focus. Main thread.
+  virtual bool IsActive() = 0;
 
   /// Shows a file in the desktop's file manager, or at least its folder. Returns before the file
   /// manager has opened. Main thread.

@@ -20,8 +20,9 @@ namespace quillet {
 
 /// The desktop's backends.
 struct Desktop {
-  std::unique_ptr<platform::Workspace> workspace;        ///< brings Quillet to the front
-  std::unique_ptr<platform::OwnKeys> ownKeys;            ///< recognizes `keyEvents`; may be null
+  std::unique_ptr<platform::Workspace> workspace;  ///< brings Quillet to the front
+  std::unique_ptr<platform::OwnKeys>
+      ownKeys;  ///< recognizes the events of `keyEvents`; may be null
   std::unique_ptr<platform::KeyEvents> keyEvents;        ///< types into other applications
   std::unique_ptr<platform::Pasteboard> pasteboard;      ///< provides text for pasting
   std::unique_ptr<platform::Applications> applications;  ///< starts other applications

@@ -65,7 +65,8 @@ void Program::Raise(const std::string& token) {
   desktop_.raise(dialog != nullptr ? *dialog : window_.widget(), token);
 }
 
-// Keep runs a nested main loop. A second start during it must find no instance.
+// Pasteboard::Keep runs a nested main loop. If the user starts Quillet again during this time, the
+// new process must find no instance.
 void Program::End() {
   if (instance_) instance_->End();
   desktop_.keyEvents->End();

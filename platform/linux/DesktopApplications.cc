@@ -59,8 +59,8 @@ void ReportPid(GDesktopAppInfo*, GPid pid, void* started) {
 
 using namespace std::chrono_literals;
 
-// A process that ends within kShortestLife may have passed the request on. On X11, the application
-// then counts as running until kHandedOver has passed without a request.
+// A process that ends within kShortestLife may have passed the request on to another process. On
+// X11, the application then counts as running until kHandedOver has passed without a request.
 constexpr auto kShortestLife = 10s;
 constexpr auto kHandedOver = 1min;
 constexpr auto kFocusLimit = 300ms;

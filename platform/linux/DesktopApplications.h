@@ -54,15 +54,16 @@ class ApplicationFile {
 /// a descendant of it, or to one of the application's classes.
 ///
 /// If a started process ends within 10 s, it has failed or has passed the request to another
-/// process, which may be impossible to find. The application then counts as running, which avoids a
-/// new start for every record. On X11, it stops counting as running after 1 min without a request.
-/// Without X11, it counts as running from then on.
+/// process, which may be impossible to find. The application then counts as running, so that it is
+/// not started again for every record. On X11, it stops counting as running after 1 min without a
+/// request. Without X11, it counts as running from then on.
 ///
 /// Started applications are not child processes. They have a separate session, so they outlive this
 /// process, and inherit no descriptors: standard input, output and error are /dev/null.
 class DesktopApplications final : public Applications {
  public:
-  /// @param onX11  whether to search and raise windows through the X server; impossible on Wayland
+  /// @param onX11  true: search and raise windows through the X server, which is impossible on
+  ///               Wayland
   /// @param clock  outlives this object
   DesktopApplications(bool onX11, Clock& clock) : onX11_(onX11), clock_(clock) {}
 
@@ -75,12 +76,12 @@ class DesktopApplications final : public Applications {
   std::vector<std::string> LaunchedApplications() override;
 
  private:
-  // State of an application that was opened.
+  // State of an opened application.
   struct Opened {
     int pid = 0;                                    // ID of a started or found process, or 0
     std::unique_ptr<WatchedProcess> process;        // watches `pid`
     std::optional<std::chrono::nanoseconds> start;  // start time of a process started here
-    // If the process may have passed its work on to an unknown process: the time when it ended or
+    // If the process may have passed its work on to an unknown process: the time when it ended, or
     // of the latest request.
     std::optional<std::chrono::nanoseconds> handedOver;
   };

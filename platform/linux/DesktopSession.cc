@@ -14,10 +14,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A compositor passes the time that the kernel put on an event, rounded to milliseconds.
+// A compositor passes on the kernel's time stamp of an event, rounded to milliseconds.
 constexpr auto kWaylandDelay = 1ms;
 
-// Xwayland puts the current time on an event when it arrives. The compositor may be busy.
+// Xwayland stamps an event when the event arrives from the compositor, which may be busy.
 constexpr auto kXwaylandDelay = 300ms;
 
 std::string ValueOf(const Environment& environment, const char* name) {

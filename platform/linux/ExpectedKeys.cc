@@ -6,7 +6,7 @@ namespace quillet::platform::linux_desktop {
 namespace {
 
 constexpr std::size_t kMostExpected = 4096;
-constexpr std::uint32_t kLongestDelay = 60'000;  // from a stroke to the call of Take
+constexpr std::uint32_t kLongestDelay = 60'000;  // in milliseconds; older strokes are forgotten
 
 bool IsAfter(std::uint32_t time, std::uint32_t other) {
   return static_cast<std::int32_t>(time - other) > 0;

@@ -23,10 +23,10 @@ class ExpectedKeys {
   /// @param earliest  time before which the stroke cannot occur, if known
   void Add(KeyStroke stroke, std::optional<std::uint32_t> earliest = {});
 
-  /// Sets the time by which all strokes added so far have occurred.
+  /// Sets the latest time at which the strokes added so far can have occurred.
   void SetLatest(std::uint32_t latest);
 
-  /// Removes the oldest stroke that equals `stroke`, or has any key and the same direction, and
+  /// Removes the oldest stroke that equals `stroke`, or has kAnyKey and the same direction, and
   /// could have occurred at `time`.
   /// @return false if there is none
   bool Take(KeyStroke stroke, std::uint32_t time);

@@ -27,7 +27,7 @@ std::uint16_t EvdevKeyCode(std::uint16_t virtualKey);
 /// Converts key events to strokes, including those of the modifiers Shift and Control (for
 /// Command). Ignores unknown keys.
 /// @param events    events to convert
-/// @param capsLock  whether Caps Lock is on; Shift is then inverted for letters, so that they are
+/// @param capsLock  true if Caps Lock is on; Shift is then inverted for letters, so that they are
 ///                  typed as if Caps Lock were off
 /// @param put       receives the strokes in order
 void ToKeyStrokes(std::span<const KeyEvent> events, bool capsLock,

@@ -45,7 +45,8 @@ std::string NameOf(const std::string& process) {
   return name;
 }
 
-/// Returns a process of this user, other than this one, that has the device open, or an empty text.
+/// Returns the number of a process of this user, other than this one, that has the device open, or
+/// an empty text.
 std::string UserOf(const struct stat& device) {
   const auto end = steady_clock::now() + kLongestSearch;
   std::string found;
@@ -64,7 +65,7 @@ std::string UserOf(const struct stat& device) {
   return found;
 }
 
-/// Returns the process that holds a lock on the file, or an empty text.
+/// Returns the number of the process that holds a lock on the file, or an empty text.
 std::string HolderOf(const struct stat& file) {
   std::ifstream locks("/proc/locks");
   std::string line;
@@ -83,7 +84,7 @@ std::string HolderOf(const struct stat& file) {
   return {};
 }
 
-/// Returns whether the user database lists this user in the group.
+/// Returns true if the user database lists this user in the group.
 bool IsMember(gid_t group) {
   const passwd* const user = getpwuid(getuid());
   if (user == nullptr) return false;

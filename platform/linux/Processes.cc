@@ -120,7 +120,7 @@ WatchedProcess::WatchedProcess(int pid, Clock& clock)
   try {
     thread_ = std::thread([this] { WaitForEnd(); });
   } catch (const std::system_error&) {
-    // The process stays unknown.
+    // IsKnown then returns false.
   }
 }
 

@@ -17,7 +17,7 @@ namespace quillet::platform::linux_desktop {
 /// libinput_event_keyboard_get_time). A key event is therefore recognized by its code, direction
 /// and time.
 ///
-/// Limits: on a compositor that uses another clock, no event is recognized.
+/// Recognizes no events on a compositor that uses another clock.
 class SentKeys final : public OwnKeys {
  public:
   /// @param delay  longest time from the write to the time stamp of the event

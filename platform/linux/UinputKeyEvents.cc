@@ -46,8 +46,8 @@ constexpr std::size_t kReportSize = 32;
 static_assert(kReportSize * kTimePerEvent <= kReadingPause);
 constexpr std::size_t kEventsPerStroke = 2;
 
-// The keys of ToKeyStrokes and all that SessionLayout may find, such as Yen (124) on Japanese
-// keyboards.
+// Includes the keys of ToKeyStrokes and all keys that SessionLayout may find, such as Yen (124) on
+// Japanese keyboards.
 constexpr int kHighestCode = kHighestRealCode - 8;
 static_assert(kHighestCode >= KEY_YEN && kHighestCode >= kHighestKeyCode);
 
@@ -133,8 +133,8 @@ void UinputKeyEvents::Post(std::span<const KeyEvent> events) {
   }
 }
 
-// Modifiers are held only while a key goes down, as ToKeyStrokes does. If a key is missing, the
-// whole record is dropped.
+// Holds modifiers only while a key is pressed, like ToKeyStrokes. Returns no strokes if a key is
+// missing, so that the whole record is dropped.
 std::vector<KeyStroke> UinputKeyEvents::StrokesFor(std::span<const KeyEvent> events) {
   std::vector<KeyStroke> strokes;
   const auto put = [&](KeyStroke stroke) { strokes.push_back(stroke); };

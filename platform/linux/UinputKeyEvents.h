@@ -29,16 +29,16 @@ int MakeVirtualKeyboard(const char* path);
 /// Key events through a virtual keyboard, for Wayland desktops. One thread at a time.
 ///
 /// The first Post creates the keyboard and waits 1.5 s for the desktop to detect it. If the layout
-/// of the desktop is not known, it must be US. While the Caps Lock LED is on, Shift is inverted for
-/// letters. A write error closes the keyboard, which releases its keys; the next Post creates a new
-/// one.
+/// of the desktop is unknown, assumes the US layout. While the Caps Lock LED is on, Shift is
+/// inverted for letters. A write error closes the keyboard, which releases its keys; the next Post
+/// creates a new one.
 class UinputKeyEvents final : public KeyEvents {
  public:
   using MakeKeyboard = std::function<int()>;
 
   /// @param log    receives one line if keys cannot be typed; outlives this object
   /// @param clock  used for pauses; its Now is the monotonic clock; outlives this object
-  /// @param sent   learns which strokes are written; outlives this object
+  /// @param sent   notified of the strokes that are written; outlives this object
   /// @param make   creates the keyboard like MakeVirtualKeyboard
   /// @param layout the layout of the desktop, or null; outlives this object
   UinputKeyEvents(

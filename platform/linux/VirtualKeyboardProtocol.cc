@@ -7,7 +7,7 @@
 namespace quillet::platform::linux_desktop {
 
 // A signature has a letter for each argument: u uint, h descriptor, o object, n new object. The
-// types are those of the arguments that are objects (libwayland, struct wl_message).
+// types are the interfaces of the arguments that are objects (libwayland, struct wl_message).
 
 const wl_interface& VirtualKeyboardInterface() {
   static const wl_interface* kNoObjects[4] = {};

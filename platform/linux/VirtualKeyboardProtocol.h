@@ -12,10 +12,10 @@ namespace quillet::platform::linux_desktop {
 const wl_interface& VirtualKeyboardManagerInterface();  ///< zwp_virtual_keyboard_manager_v1
 const wl_interface& VirtualKeyboardInterface();         ///< zwp_virtual_keyboard_v1
 
-/// Request of the manager: seat, new keyboard.
+/// Opcode of the request to the manager. Arguments: seat, new keyboard.
 inline constexpr std::uint32_t kCreateVirtualKeyboard = 0;
 
-/// Requests of a keyboard.
+/// Opcodes of the requests to a keyboard. The comments list the arguments.
 enum VirtualKeyboardRequest : std::uint32_t {
   kKeymap,     ///< format, descriptor, size
   kKey,        ///< time in milliseconds, evdev code, 1 for a press or 0 for a release

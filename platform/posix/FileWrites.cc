@@ -16,7 +16,7 @@
 namespace quillet::platform::posix {
 namespace {
 
-// The program cannot have created entries in a folder that it must not change.
+// If the program may not write to a folder, it cannot have created entries there.
 bool IsWritable(const std::string& folder) {
   return faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0;
 }
@@ -26,7 +26,7 @@ bool IsWritable(const std::string& folder) {
 bool WriteAll(int file, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = RetryOnSignal([&] { return write(file, bytes.data(), bytes.size()); });
-    if (written == 0) errno = EIO;  // write(3p) sets no error
+    if (written == 0) errno = EIO;  // write(3p) does not set errno
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }

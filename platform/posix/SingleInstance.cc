@@ -107,7 +107,7 @@ bool SingleInstance::Begin(std::string_view request) {
   }
 }
 
-// Also returns true if the system supports no lock.
+// Also returns true if the file system does not support locks.
 bool SingleInstance::Lock() {
   lock_ = UniqueFd(RetryOnSignal([&] {
     return open(lockPath_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -115,7 +115,7 @@ bool SingleInstance::Lock() {
   return flock(lock_.Get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-// Without a socket, a second start waits, then runs.
+// If this fails, a second process waits for a socket, and then runs as well.
 void SingleInstance::OpenSocket() {
   sockaddr_un address{};
   if (!lock_.IsOpen() || !FillAddress(socketPath_, address)) return;
@@ -139,7 +139,7 @@ SingleInstance::Delivery SingleInstance::Pass(std::string_view request, int mill
   shutdown(peer.Get(), SHUT_WR);
   pollfd answer{peer.Get(), POLLIN, 0};
   if (RetryOnSignal([&] { return poll(&answer, 1, milliseconds); }) == 0) {
-    return Delivery::kReceived;  // busy
+    return Delivery::kReceived;  // the instance is busy
   }
   char byte = 0;
   const bool handled = read(peer.Get(), &byte, 1) == 1;

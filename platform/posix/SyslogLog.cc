@@ -40,7 +40,7 @@ std::thread StartWithoutSignals(Work work) {
   try {
     thread = std::thread(std::move(work));
   } catch (const std::system_error&) {
-    // Stays empty.
+    // The thread object stays empty.
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return thread;

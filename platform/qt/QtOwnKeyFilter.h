@@ -13,7 +13,7 @@
 namespace quillet::platform::qt {
 
 /// Makes all windows, dialogs and menus of the program ignore the key events that the program
-/// itself posted. Installed as long as it exists. Main thread, while a QApplication exists.
+/// itself posted, as long as this object exists. Main thread, while a QApplication exists.
 class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
  public:
   /// @param keys     recognizes the events; outlives this object
@@ -21,7 +21,7 @@ class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
   QtOwnKeyFilter(OwnKeys& keys, std::function<void()> ignored);
   ~QtOwnKeyFilter() override;
 
-  /// Removes events of the windowing system. They also change no state of the toolkit.
+  /// Removes events of the windowing system before the toolkit handles them.
   bool nativeEventFilter(const QByteArray& type, void* event, qintptr* result) override;
   /// Removes events that native filters cannot see (Wayland).
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -31,7 +31,8 @@ class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
 
   OwnKeys& keys_;
   const std::function<void()> ignored_;
-  // Qt sends a ShortcutOverride event before each press. Set from then until the press.
+  // Qt sends a ShortcutOverride event before each press. Set from then until the press if this
+  // program posted the key.
   std::optional<WindowKey> overridden_;
 };
 

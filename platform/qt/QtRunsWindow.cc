@@ -54,7 +54,7 @@ constexpr int kScannerColumn = 1;
 constexpr int kRecordsColumn = 2;
 constexpr int kDestinationColumn = 3;
 
-// Whether an item shows the run of a row. The other texts of a run may change.
+// Returns true if an item and a row show the same run. Their other texts may differ.
 bool IsSameRun(const QTreeWidgetItem& item, const RunRow& row) {
   return item.text(kDateColumn) == ToQString(row.date) &&
          item.text(kScannerColumn) == ToQString(row.scanner);

@@ -35,7 +35,8 @@ void InsertAtEnd(QTextCursor& end, const QString& text);
 /// @return the number of blocks that were not marked before
 int MarkMessage(const QTextDocument& document, int first);
 
-/// Returns whether a block contains text of a message. Copies of a QTextBlock refer to one block.
+/// Returns true if a block contains text of a message. Copies of a QTextBlock refer to the same
+/// block.
 bool HasMessage(const QTextBlock& block);
 
 /// Removes whole blocks.

@@ -20,7 +20,7 @@ class RecordView final : public ReadOnlyText {
   /// Removes the oldest lines that contain only records if there are more than kMostLines of them,
   /// or if the records have more than kMostText characters. A long line is removed in parts of
   /// about 2,000 characters. The visible lines that remain do not move.
-  /// @return whether lines were removed
+  /// @return true if lines were removed
   bool RemoveOldRecords();
 
   void Clear();  ///< removes the whole text
