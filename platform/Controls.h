@@ -10,7 +10,8 @@
 
 namespace quillet::platform {
 
-// The controls of the program's windows. Texts are UTF-8. Calls and callbacks: main thread.
+// The controls of the program's windows. Texts are UTF-8. All calls and callbacks are on the main
+// thread.
 
 /// A scrolling, read-only view of text.
 class TextView {

@@ -51,7 +51,7 @@ class RunsWindow {
   virtual void SetActions(RunsActions actions) = 0;  ///< call once, before showing the window
 
   /// Changes the rows without calling the callbacks. Rows with the same date and scanner as before
-  /// stay in place, so that screen readers and the scroll position keep their place.
+  /// stay in place, so that screen readers keep their place and the list does not scroll.
   /// @param rows      the new rows, from top to bottom
   /// @param selected  position of the row to select, from 0; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;

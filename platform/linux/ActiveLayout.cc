@@ -8,8 +8,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// GNOME stores the layouts in "sources". "mru-sources" lists the same layouts, the active one
-// first.
+// GNOME lists the layouts in "sources". The first entry of "mru-sources" is the active one.
 std::optional<std::uint32_t> LayoutOfGnome() {
   constexpr char kSchema[] = "org.gnome.desktop.input-sources";
   GSettingsSchemaSource* const source = g_settings_schema_source_get_default();

@@ -8,7 +8,8 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// A keyboard of the desktop's server for emulated input (EIS), through libei. One thread.
+/// A keyboard of the desktop's server for emulated input (EIS), through libei. Use from a single
+/// thread.
 ///
 /// The library is loaded at run time (dlopen(3), libei.so.1), because Debian 12 does not have it.
 class EisKeyboard {

@@ -12,8 +12,9 @@ namespace quillet::platform::linux_desktop {
 /// The code of a stroke whose key the desktop chooses.
 inline constexpr std::uint16_t kAnyKey = 0;
 
-/// Key strokes that this program has sent, until one of its windows receives them. Strokes that
-/// another program receives are forgotten after a minute or 4096 newer ones. One thread at a time.
+/// Key strokes that this program has sent and its windows have not received yet. Strokes that
+/// another program receives are forgotten after a minute or 4096 newer strokes. One thread at a
+/// time.
 ///
 /// Times are in milliseconds. They may wrap around.
 class ExpectedKeys {

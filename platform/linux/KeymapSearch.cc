@@ -173,7 +173,7 @@ std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardSt
   return candidates;
 }
 
-// Returns the modifiers that select each level of a key, without the locked ones.
+// Returns the modifiers that select each level of a key, except those that are locked.
 std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32_t group,
                                                  std::uint32_t locked) const {
   std::vector<std::uint32_t> masks;

@@ -30,7 +30,7 @@ using std::chrono::steady_clock;
 
 constexpr auto kAnswerLimit = 3s;
 
-// An application must be able to read the keys before its socket is full, as in WaylandKeyEvents.
+// Keys that an application has not read yet must fit in its socket, as in WaylandKeyEvents.
 constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
 constexpr auto kPressPause = 10ms;
@@ -338,7 +338,7 @@ void PortalKeyEvents::Fail(const char* reason) {
 
 void PortalKeyEvents::Wake() {
   const std::uint64_t one = 1;
-  if (write(wake_.Get(), &one, sizeof one) < 0) return;  // fails only if it is already readable
+  if (write(wake_.Get(), &one, sizeof one) < 0) return;  // fails only if already readable
 }
 
 std::string PortalKeyEvents::ReadToken() const {

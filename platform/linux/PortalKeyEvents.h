@@ -39,7 +39,7 @@ class PortalKeyEvents final : public KeyEvents {
   /// @param sent      notified of the strokes that are sent; outlives this object
   /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
   ///                  created. If empty, the user is asked at each start.
-  /// @param patience  time for which Prepare waits for a missing portal
+  /// @param patience  how long to wait for a missing portal after Prepare
   /// @param layout    used without libei, to find the characters that the desktop would drop; may
   ///                  be null; outlives this object
   PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, std::string tokenFile,

@@ -15,7 +15,7 @@ struct sd_bus_message;
 namespace quillet::platform::linux_desktop {
 
 /// A session of the desktop portal that allows a program to type (XDG Desktop Portal,
-/// org.freedesktop.portal.RemoteDesktop). One thread.
+/// org.freedesktop.portal.RemoteDesktop). Use from a single thread.
 class RemoteDesktop {
  public:
   /// Result of Start.

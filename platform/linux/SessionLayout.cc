@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::chrono::seconds kLayoutLimit{1};
 
-constexpr std::uint32_t kShift = 1;  // real modifiers (X11 protocol, section 2)
+constexpr std::uint32_t kShift = 1;  // masks of real modifiers (X11 protocol, section 2)
 constexpr std::uint32_t kControl = 4;
 
 std::optional<KeyChord> InGroup(std::optional<KeyChord> chord, const KeyboardState& state) {

@@ -33,12 +33,12 @@ xkb_keymap* ReadKeymap(int file, std::size_t size);
 std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
                                  const KeyboardState& state);
 
-/// Returns why a record cannot be typed, for an event for which ChordFor has found no keys. Its
-/// character has passed KeyEvents::Untypable.
+/// Returns the reason to report if ChordFor finds no keys for an event. The character of the event
+/// has passed KeyEvents::Untypable.
 const char* ReasonWithoutKey(const KeyEvent& press);
 
 /// The layout of the user's keyboard in a Wayland session, as the compositor reports it. A program
-/// learns the group only while it has focus. One thread.
+/// learns the group only while it has focus. Use from a single thread.
 class SessionLayout {
  public:
   SessionLayout();

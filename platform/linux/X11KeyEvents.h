@@ -24,8 +24,8 @@ struct X11KeyboardState;
 ///
 /// Types each character with the keys that produce it in the server's keymap, in any group, and
 /// binds characters without a key to key codes without symbols. While it sends keys, it releases
-/// the keys that the user holds and resets locks, latches and the group. It restores them
-/// afterwards.
+/// the keys that the user holds and changes locks, latches and the group. Afterwards, it restores
+/// these and presses the user's modifier keys again.
 class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
@@ -66,11 +66,11 @@ class X11KeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
-  std::unique_ptr<X11OwnedProperty> typing_;  // exists while a record is typed
+  std::unique_ptr<X11OwnedProperty> typing_;  // the property exists while a record is typed
   bool isMarked_ = false;                     // typing_ has been written
   bool hasBound_ = false;                   // the characters of the current record have been bound
   bool isBindingNew_ = false;               // no key has been sent since the last binding
-  std::vector<std::uint8_t> pressedAgain_;  // on the XTEST keyboard, because the user holds them
+  std::vector<std::uint8_t> pressedAgain_;  // keys of the user, pressed on the XTEST keyboard
 };
 
 }  // namespace quillet::platform::linux_desktop

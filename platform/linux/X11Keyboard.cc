@@ -172,7 +172,7 @@ X11KeyboardState X11Keyboard::ReadState() {
 
 bool X11Keyboard::IsKeymapChanged() {
   while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
-    // All XKB events have the same type; pad0 has the XKB subtype.
+    // All XKB events have the same type; pad0 contains the XKB subtype.
     isChanged_ =
         isChanged_ ||
         (keyboardEvent_ != 0 && (event->response_type & 0x7F) == keyboardEvent_ &&

@@ -38,8 +38,8 @@ class X11Keyboard : public XcbConnection {
   X11Keyboard();
   ~X11Keyboard();
 
-  bool CanTest() const { return canTest_; }              ///< has the XTEST extension
-  bool HasKeymap() const { return search_ != nullptr; }  ///< has XKB, and its keymap can be read
+  bool CanTest() const { return canTest_; }              ///< the server has the XTEST extension
+  bool HasKeymap() const { return search_ != nullptr; }  ///< the server's keymap can be read
   KeymapSearch& Search() { return *search_; }     ///< searches the keymap. Only if HasKeymap.
   xcb_connection_t* Xcb() const { return xcb_; }  ///< the connection
 
@@ -59,8 +59,8 @@ class X11Keyboard : public XcbConnection {
   /// Returns the keys of `codes` that are down on one of the user's keyboards. Round trips.
   std::vector<std::uint8_t> HeldByUser(const std::vector<std::uint8_t>& codes);
 
-  /// Grab queues a request to serve no other program, and Ungrab queues its end. They have no
-  /// effect on a server on another computer, because a lost or slow connection would block that
+  /// Grab queues a request to serve only this connection, and Ungrab a request to end this. Neither
+  /// affects a server on another computer, because a lost or slow connection would block that
   /// computer's screen.
   void Grab();
   void Ungrab();
@@ -81,7 +81,7 @@ class X11Keyboard : public XcbConnection {
 
   bool canTest_ = false;
   const bool isLocal_;
-  bool hasInput_ = false;            // has the input extension
+  bool hasInput_ = false;            // the server has the input extension
   std::uint8_t keyboardEvent_ = 0;   // event type of XKB; 0 if XKB is not available
   std::uint16_t tester_;             // device ID of the XTEST keyboard
   std::vector<std::uint8_t> users_;  // device IDs of the other keyboards

@@ -27,7 +27,7 @@ class X11SpareKeys {
   /// @return the number of characters bound, beginning with the first
   std::size_t Bind(const std::string& characters, const std::vector<std::uint32_t>& codes);
 
-  /// Reads the key types of the present keymap, which Bind needs. Round trips.
+  /// Reads the key types of the current keymap, which Bind needs. Round trips.
   void ReadTypes();
 
   bool IsBound() const { return !bound_.empty(); }  ///< there are bindings
@@ -43,7 +43,7 @@ class X11SpareKeys {
   static constexpr std::size_t kLevels = 4;
   struct Binding {
     std::uint32_t code = 0;
-    std::array<std::uint32_t, kLevels> symbols{};  // 0 for none
+    std::array<std::uint32_t, kLevels> symbols{};  // keysyms by level; 0 means none
   };
 
   void SetSymbols(const Binding& binding, std::size_t levels, std::uint8_t type);

@@ -29,6 +29,7 @@ class PosixFileStore final : public FileStore {
   ///
   /// If the process is killed, its temporary file may remain. While the file is being written, it
   /// has an advisory lock (flock(2)).
+  ///
   /// Fails if the folder is missing or not writable, `path` ends with a slash or is a folder, a
   /// name is too long, or the device is full or fails. A folder that cannot be read cannot be
   /// flushed.
