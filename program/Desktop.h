@@ -27,7 +27,7 @@ struct Desktop {
   std::unique_ptr<platform::Pasteboard> pasteboard;      ///< provides text for pasting
   std::unique_ptr<platform::Applications> applications;  ///< starts other applications
 
-  /// Raises and focuses a window of this process, as the user has requested it.
+  /// Raises and focuses a window of this process at the user's request.
   /// @param window  a visible window
   /// @param token   result of ActivationToken in the process that the user started
   std::function<void(QWidget& window, const std::string& token)> raise;

@@ -22,7 +22,7 @@ using CfOwner = std::unique_ptr<std::remove_pointer_t<Reference>, CfRelease>;
 
 /// Creates a string object. Any thread.
 /// @param text  UTF-8
-/// @return null if the text is not UTF-8.
+/// @return null if the text is not UTF-8
 inline CfOwner<CFStringRef> MakeString(std::string_view text) {
   constexpr Boolean kWithoutByteOrderMark = 0;
   return CfOwner<CFStringRef>(CFStringCreateWithBytes(
@@ -32,7 +32,7 @@ inline CfOwner<CFStringRef> MakeString(std::string_view text) {
 
 /// Returns the text of a string object, as UTF-8. Any thread.
 /// @param object  any object, or null
-/// @return no value if the object is not a string.
+/// @return no value if the object is not a string
 inline std::optional<std::string> TextOf(CFTypeRef object) {
   if (object == nullptr || CFGetTypeID(object) != CFStringGetTypeID()) return std::nullopt;
   const auto string = static_cast<CFStringRef>(object);
