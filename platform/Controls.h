@@ -38,7 +38,7 @@ class PopUpList {
   virtual ~PopUpList() = default;
   /// Adds an item at the end.
   /// @param title   text of the item
-  /// @param detail  distinguishes items with the same title; shown beside the title; may be empty
+  /// @param detail  distinguishes items with the same title; shown next to the title; may be empty
   virtual void AddItem(std::string_view title, std::string_view detail) = 0;
   virtual void RemoveItem(std::int32_t position) = 0;  ///< ignores invalid positions
   virtual void SelectItem(std::int32_t position) = 0;  ///< clears the selection if invalid

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Returns the path of the file with the confirmed settings, beside the archive.
+// Returns the path of the file with the confirmed settings, next to the archive.
 std::string ConfirmedSettingsOfUser() {
   const std::string archive = quillet::ArchiveFolderOfUser();
   return archive.empty() ? archive : archive.substr(0, archive.rfind('/')) + "/confirmed-settings";

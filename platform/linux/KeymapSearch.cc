@@ -10,7 +10,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-constexpr std::uint32_t kHighestOfMainBlock = 94;  // the key beside the left Shift
+constexpr std::uint32_t kHighestOfMainBlock = 94;  // the key next to the left Shift
 constexpr std::size_t kMostMasks = 64;
 constexpr std::size_t kModifiers = 8;  // number of real modifiers
 

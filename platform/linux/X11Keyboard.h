@@ -25,7 +25,7 @@ struct X11Locks {
 struct X11KeyboardState {
   X11Locks locks;                    ///< locks and latches
   std::vector<std::uint8_t> down;    ///< key codes that are down on any device
-  std::vector<std::uint8_t> tested;  ///< those that are down on the XTEST keyboard
+  std::vector<std::uint8_t> tested;  ///< key codes that are down on the XTEST keyboard
   bool operator==(const X11KeyboardState&) const = default;  ///< compares all members
 };
 

@@ -13,7 +13,7 @@ namespace quillet::platform::posix {
 /// Makes a second start of the program by the same user on the same display pass a request to the
 /// running instance. The running instance holds a lock on a file (flock(2)), which the system
 /// releases when the process ends or executes another program, and receives requests over a Unix
-/// socket beside that file. Both are in $XDG_RUNTIME_DIR (freedesktop.org, XDG Base Directory) or,
+/// socket next to that file. Both are in $XDG_RUNTIME_DIR (freedesktop.org, XDG Base Directory) or,
 /// if the user has none, in the private folder /tmp/quillet-UID.
 ///
 /// Main thread only.

@@ -9,8 +9,9 @@ namespace quillet::platform::qt {
 /// A combo box that ignores the mouse wheel unless it has focus, so that scrolling a window does
 /// not change a selection.
 ///
-/// The detail of an item is shown beside its title, in a weaker colour. In a narrow box, the detail
-/// of the selected item is shortened. Assistive technology reads the detail as the description.
+/// The detail of an item is shown next to its title, in a weaker colour. In a narrow box, the
+/// detail of the selected item is shortened. Assistive technology reads the detail as the
+/// description.
 ///
 /// An accessible name must be set before the first item is added. Assistive technology then finds
 /// the box by this name, with the selected item as its value. Without this class, Qt on Unix
