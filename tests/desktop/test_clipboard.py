@@ -23,27 +23,27 @@ class ClipboardTest(TypingCase):
         self.connect(texts, data_only(destination=2, non_english=1))
         self.deliver()
 
-    def test_last_record_survives_the_end(self):
+    def test_clipboard_keeps_last_record_after_closing(self):
         self.clipboard_owner("--manager")
         self.paste(["first", "Größe 条"])
         self.close()
         self.assertEqual("Größe 条\n", self.desktop.clipboard_text())
 
-    def test_last_record_survives_a_signal(self):
+    def test_clipboard_keeps_last_record_after_sigterm(self):
         self.clipboard_owner("--manager")
         self.paste(["first", "last"])
         self.quillet.process.send(signal.SIGTERM)
         self.quillet.wait_for_end()
         self.assertEqual("last\n", self.desktop.clipboard_text())
 
-    def test_ends_in_time_if_the_manager_does_not_answer(self):
+    def test_closes_if_the_clipboard_manager_hangs(self):
         manager = self.clipboard_owner("--manager")
         self.paste(["last"])
         os.kill(manager.pid, signal.SIGSTOP)
         self.addCleanup(os.kill, manager.pid, signal.SIGCONT)
         self.close()
 
-    def test_pastes_the_record_after_another_program_has_copied(self):
+    def test_pastes_records_after_other_programs_copy(self):
         self.connect([], data_only(destination=2, non_english=1))
         window = TextWindow(self)
         (scanner,) = self.scanners

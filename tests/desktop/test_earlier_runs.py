@@ -8,7 +8,7 @@ from typing_case import TypingCase, data_only, lines
 
 class DeliverAgainTest(TypingCase):
 
-    def test_types_only_after_another_window_gets_the_focus(self):
+    def test_types_when_another_window_gets_focus(self):
         texts = ["4006381333931", "0012345"]
         editor = TextWindow(self)
         self.connect(texts, data_only(destination=1))

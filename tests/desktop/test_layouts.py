@@ -52,7 +52,7 @@ class LayoutsTest(TypingCase):
         self.desktop.xdotool("key", "x")
         window.wait_for_text("abc-12X")
 
-    def test_restores_the_keymap_at_the_end(self):
+    def test_restores_the_keymap_when_closed(self):
         window = self.start_typing()
         self.use_layout("-layout", "ru,de")
         before = self.keyboard()
@@ -72,10 +72,10 @@ class LayoutsTest(TypingCase):
         after()
         wait_until(lambda: self.keyboard() == before, "the keymap")
 
-    def test_restores_the_keymap_at_a_signal(self):
+    def test_restores_the_keymap_on_sigterm(self):
         self.check_end_by(signal.SIGTERM, self.quillet_ended)
 
-    def test_restores_the_keymap_after_a_kill(self):
+    def test_restores_the_keymap_on_restart_after_a_kill(self):
         def start_again():
             wait_until(lambda: not self.quillet.process.is_running(), "the end")
             self.start()

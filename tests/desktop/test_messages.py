@@ -84,7 +84,7 @@ class NoTypingTest(TypingCase):
 
 class FirstScanTest(TypingCase):
 
-    def test_announces_the_first_scan_for_a_program(self):
+    def test_reports_the_first_scan_typed_into_a_program(self):
         self.connect([], data_only(destination=2))
         editor = TextWindow(self)
         (scanner,) = self.scanners

@@ -48,7 +48,7 @@ class ForeignSettingsTest(OtherUserTest):
         return scanner
 
     def review(self, answer):
-        """Waits for the message about the settings, presses Review, and presses the button `answer`.
+        """Waits for the message about the settings, presses Review, then the button `answer`.
         Returns the listed effects of the settings."""
         self.quillet.wait_for_message(_MESSAGE, _REVIEW)
         self.quillet.press_in_strip(_REVIEW)
@@ -77,7 +77,7 @@ class ForeignSettingsTest(OtherUserTest):
         return (messages.RUN_STARTED + self.lines() + messages.count(2)
                 + (messages.ERASED if erased else "") + messages.FINISHED)
 
-    def test_start_and_erase_nothing_until_confirmed(self):
+    def test_unconfirmed_settings_start_and_erase_nothing(self):
         self.save_as_other_user(destination=3, application=_TOOL, auto_sync=1, clear_memory=1)
         scanner = self.begin()
         self.quillet.wait_for_message(_MESSAGE, _REVIEW)
@@ -89,7 +89,7 @@ class ForeignSettingsTest(OtherUserTest):
         wait_until(lambda: os.path.exists(_STARTED), "the program to start")
         self.quillet.wait_for_view_end(messages.count(2) + messages.ERASED + messages.FINISHED)
 
-    def test_show_records_in_the_window_until_confirmed(self):
+    def test_unconfirmed_settings_show_records_in_window(self):
         self.save_as_other_user(destination=3, application=_TOOL, clear_memory=1)
         scanner = self.begin()
         self.review("Not now")
@@ -97,7 +97,7 @@ class ForeignSettingsTest(OtherUserTest):
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
         self.assertFalse(os.path.exists(_STARTED))
 
-    def test_write_the_default_file_until_confirmed(self):
+    def test_unconfirmed_settings_write_the_default_file(self):
         self.save_as_other_user(filename=_PRIVATE)
         self.begin()
         self.quillet.press("Synchronize")
@@ -110,7 +110,7 @@ class ForeignSettingsTest(OtherUserTest):
         self.synchronize(messages.file_run(2, _PRIVATE))
         self.assert_file(_PRIVATE, self.lines())
 
-    def test_ask_once_per_change(self):
+    def test_asks_for_confirmation_once_per_change(self):
         self.save_as_other_user(destination=1, clear_memory=1)
         self.begin()
         self.review("Use these settings")
@@ -125,7 +125,7 @@ class ForeignSettingsTest(OtherUserTest):
         self.begin()
         self.assertEqual([_REPLACE_EFFECT, _ERASE_EFFECT], self.review("Not now"))
 
-    def test_erasing_stays_off_if_it_cannot_be_saved(self):
+    def test_erasing_stays_off_if_settings_cannot_be_saved(self):
         self.save_as_other_user(destination=1, clear_memory=1)
         scanner = self.begin()
         self.review("Use these settings")

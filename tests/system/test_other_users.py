@@ -55,7 +55,7 @@ class OtherUsersTest(OtherUserTest):
 
 class CreatedFilesTest(OtherUsersTest):
 
-    def test_cannot_write_what_quillet_creates(self):
+    def test_other_user_cannot_write_created_files(self):
         self.connect(preexec_fn=lambda: os.umask(0))
         self.quillet.press("Synchronize")
         output = self.wait_for_generated_file()
@@ -65,7 +65,7 @@ class CreatedFilesTest(OtherUsersTest):
                          [oct(stat.S_IMODE(os.stat(path).st_mode))
                           for path in (FOLDER, PATH, output)])
 
-    def test_serial_number_cannot_choose_their_folder(self):
+    def test_serial_number_cannot_choose_the_folder(self):
         other_user.run(f"mkdir -m 0777 {SHARED}/QuilletDataAB")
         self.connect(serial="2104AB/C")
         self.quillet.press("Synchronize")
@@ -94,10 +94,10 @@ class CreatedFilesTest(OtherUsersTest):
         self.assert_file(strip[1], file_text(some_records(2)))
         self.assertEqual("private\r\n", contents(_PRIVATE))
 
-    def test_writes_although_names_are_taken(self):
+    def test_writes_file_if_generated_names_are_taken(self):
         self.check_alternative_name(_PRIVATE)
 
-    def test_writes_although_names_lead_to_the_settings(self):
+    def test_writes_file_if_names_link_to_the_settings(self):
         self.check_alternative_name(PATH)
 
 
@@ -106,7 +106,7 @@ class SettingsOfOthersTest(OtherUsersTest):
     def check_not_saved(self, reason):
         self.quillet.wait_for_message(f"The settings were not saved: {reason}.*", "Try again")
 
-    def test_link_in_place_of_settings_is_left_alone(self):
+    def test_does_not_follow_link_in_place_of_settings(self):
         stolen = f"{SHARED}/stolen.txt"
         put(_PRIVATE, Settings(auto_sync=1, filename=stolen).text()[:700] + "secret\n" * 40)
         other_user.run(f"mkdir -m 0777 {FOLDER}; ln -s {_PRIVATE} {PATH}")
@@ -119,13 +119,13 @@ class SettingsOfOthersTest(OtherUsersTest):
         wait_until(lambda: os.stat(PATH).st_uid == os.getuid(), "the saved settings")
         self.assertEqual(Settings().text(), contents(PATH))
 
-    def test_special_file_in_place_of_settings_is_left_alone(self):
+    def test_does_not_replace_fifo_in_place_of_settings(self):
         other_user.run(f"mkdir -m 0777 {FOLDER}; mkfifo -m 0666 {PATH}")
         self.connect()
         self.check_not_saved("this is not a regular file")
         self.assertTrue(stat.S_ISFIFO(os.stat(PATH).st_mode))
 
-    def test_save_drops_the_rest_of_their_settings(self):
+    def test_save_drops_extra_text_in_other_users_settings(self):
         put("/tmp/settings", (Settings().text()[:700] + "secret\n" * 50)[:1023], 0o644)
         other_user.run(f"mkdir -m 0777 {FOLDER}; cp /tmp/settings {PATH}")
         self.connect()
@@ -148,26 +148,26 @@ class AddedRecordsTest(OtherUsersTest):
                                       r"2 records are in the archive\.", "Save as…")
         self.assertEqual(["out.txt"], os.listdir(_TEAM))
 
-    def test_are_not_added_through_their_link(self):
+    def test_adds_no_records_through_other_users_link(self):
         put(_PRIVATE, "private\r\n")
         other_user.run(f"ln -s {_PRIVATE} {_OUTPUT}")
         self.check_refused("the path contains a link")
         self.assertEqual("private\r\n", contents(_PRIVATE))
         self.assertEqual(_PRIVATE, os.readlink(_OUTPUT))
 
-    def test_do_not_replace_a_file_that_cannot_be_read(self):
+    def test_does_not_replace_unreadable_file_when_adding(self):
         other_user.run(f"umask 077; echo theirs >{_OUTPUT}")
         self.check_refused("permission denied")
         self.assertEqual("theirs", other_user.run(f"cat {_OUTPUT}"))
 
-    def test_get_at_most_the_permissions_of_the_old_file(self):
+    def test_adding_records_keeps_the_files_permissions(self):
         other_user.run(f"echo theirs >{_OUTPUT}; chmod 0604 {_OUTPUT}")
         self.connect()
         self.synchronize_to(_OUTPUT)
         self.assertEqual("theirs\n" + file_text(some_records(2)), contents(_OUTPUT))
         self.assertEqual(0o604, stat.S_IMODE(os.stat(_OUTPUT).st_mode))
 
-    def test_are_added_through_the_users_link(self):
+    def test_adds_records_through_the_users_own_link(self):
         put(_PRIVATE, "private\r\n")
         os.symlink(_PRIVATE, _OUTPUT)
         self.connect()
@@ -178,7 +178,7 @@ class AddedRecordsTest(OtherUsersTest):
 
 class ProgramsOfOthersTest(OtherUsersTest):
 
-    def test_do_not_count_as_the_target_application(self):
+    def test_other_users_program_is_not_the_target(self):
         os.mkdir("/tmp/editor.starts")
         os.chmod("/tmp/editor.starts", 0o1777)
         put("/tmp/editor", "#!/bin/sh\n: >/tmp/editor.starts/$(id -u)\nsleep 600\n", 0o755)

@@ -9,7 +9,7 @@ _SAMPLE = Record(symbology=0, data=b"9780306406157", time="2026-11-16 14:07:09")
 
 
 def with_symbols(text):
-    """Replaces control characters with the symbols that the sample shows."""
+    """Replaces invisible characters with the symbols that the sample shows."""
     for invisible, visible in (("\r\n", "⏎"), ("\r", "←"), ("\n", "↓"), ("\t", "→"), (" ", "␣")):
         text = text.replace(invisible, visible)
     return text

@@ -2,7 +2,7 @@
 """Owns the clipboard until it is ended: clipboard_owner.py TEXT
 
 With --manager instead of TEXT, acts as a clipboard manager (freedesktop.org, ClipboardManager): when
-a program requests it, copies the text and becomes the owner.
+a program requests it, copies that program's text and becomes the owner.
 """
 
 import sys
