@@ -31,7 +31,7 @@ class TypingCase(SystemTest):
                        capture_output=True)
 
     def keyboard(self):
-        """Returns the keymap, the lock keys' states and the active group as text."""
+        """Returns the keymap and the keyboard's indicators, such as Caps Lock, as text."""
         run = {"env": self.desktop.environment, "capture_output": True, "text": True}
         keymap = subprocess.run(["xkbcomp", "-w0", self.desktop.environment["DISPLAY"], "-"],
                                 check=True, **run).stdout

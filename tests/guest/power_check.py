@@ -6,7 +6,7 @@ Usage: power_check.py TYPE IMAGE LOG RUNS LIST [--OPTION N]...
   TYPE   file system: ext4, xfs or btrfs
   IMAGE  disk image from before the recording
   LOG    all writes to the disk, recorded by QEMU's driver blklogwrites
-  RUNS   output of power_runs, which names the records of each run
+  RUNS   output of power_runs, which lists the records of each run
   LIST   path of the program power_runs
 
 When the power fails, a disk keeps all data that was written before the last completed flush, and
@@ -126,7 +126,7 @@ class Check:
         self._disk = disk
         self._random = random.Random(arguments.random_state)
         self._atomic = arguments.atomic
-        self._seen = set()  # states since the last flush
+        self._seen = set()  # states checked since the last flush
         self._expected = set()
         self.states = collections.Counter()
         self.erased = 0

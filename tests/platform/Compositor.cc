@@ -80,7 +80,7 @@ struct Compositor::Protocol {
     Make(client, VirtualKeyboardManagerInterface(), id, kRequests, self);
   }
 
-  // Sends the layouts of the user's keyboard.
+  // Sends the keymap of the user's keyboard.
   static void GetKeyboard(wl_client* client, wl_resource* seat, std::uint32_t id) {
     Compositor& self = Of(seat);
     wl_resource* const keyboard = Make(client, wl_keyboard_interface, id, nullptr, &self);

@@ -20,23 +20,23 @@ namespace quillet::test {
 /// The constructor sets XDG_RUNTIME_DIR and WAYLAND_DISPLAY.
 class Compositor {
  public:
-  /// What a virtual keyboard sent.
+  /// A key event that a virtual keyboard sent.
   struct Key {
     std::uint32_t time;  ///< milliseconds
     std::uint32_t code;  ///< evdev code
     bool down;
-    std::uint32_t modifiers;  ///< depressed modifiers at the time
-    std::string text;         ///< characters that the keymap gives the key; empty if up
+    std::uint32_t modifiers;  ///< mask of the modifiers that are down
+    std::string text;         ///< text that the keymap assigns to a press; empty for a release
   };
 
-  /// @param offersKeyboards  false: virtual keyboards are not offered
+  /// @param offersKeyboards  whether clients can create virtual keyboards
   /// @param layouts          XKB layouts of the user's keyboard, separated by commas
   explicit Compositor(bool offersKeyboards = true, std::string layouts = "us");
   ~Compositor();
 
-  std::vector<Key> keys() const;      ///< all keys so far
+  std::vector<Key> keys() const;      ///< all key events so far
   std::string text() const;           ///< the text typed so far
-  void Stop() { isStopped_ = true; }  ///< does not respond until Continue
+  void Stop() { isStopped_ = true; }  ///< stops responding until Continue
   void Continue() { isStopped_ = false; }
   void Disconnect();  ///< ends the connections of all clients
 

@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 constexpr KeyStroke kDown{30, true};
 constexpr KeyStroke kUp{30, false};
 
-TEST(ExpectedKeysTest, TakesEachStrokeOnce) {
+TEST(ExpectedKeysTest, MatchesEachStrokeOnce) {
   ExpectedKeys keys;
   keys.Add(kDown);
   keys.Add(kUp);
@@ -21,7 +21,7 @@ TEST(ExpectedKeysTest, TakesEachStrokeOnce) {
   EXPECT_TRUE(keys.Take(kDown, 5));
 }
 
-TEST(ExpectedKeysTest, TakesNoStrokeOutsideItsTime) {
+TEST(ExpectedKeysTest, MatchesStrokesOnlyWithinTheirTime) {
   ExpectedKeys keys;
   keys.Add(kDown, 0xFFFFFFFE);  // times wrap around
   keys.SetLatest(2);

@@ -18,11 +18,11 @@ struct sd_bus_message;
 
 namespace quillet::test {
 
-/// A session bus with a desktop portal for remote control, without libei. The constructor sets
-/// DBUS_SESSION_BUS_ADDRESS.
+/// A session bus with a portal that offers remote desktop sessions, but not libei. The constructor
+/// sets DBUS_SESSION_BUS_ADDRESS.
 class FakePortal {
  public:
-  /// How the user answers.
+  /// The user's answer to the request for permission.
   enum class User { kGrants, kDenies, kDoesNotAnswer };
   using Options = std::map<std::string, std::string>;
 
@@ -36,11 +36,11 @@ class FakePortal {
 
   std::atomic<User> user = User::kGrants;
   std::atomic<unsigned> version = 2;
-  std::atomic<std::int32_t> refusedKeysym = 0;  ///< an error is the reply
+  std::atomic<std::int32_t> refusedKeysym = 0;  ///< replies to this keysym with an error
   std::atomic<bool> ignoresPresses = false;     ///< never replies to presses
 
   std::vector<Options> selections() const;  ///< arguments of SelectDevices
-  int questions() const;                    ///< number of Start calls
+  int questions() const;                    ///< number of requests for permission
   std::string keysyms() const;              ///< "+61 -61 " for a press and a release of "a"
 
  private:

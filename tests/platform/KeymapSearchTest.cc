@@ -17,7 +17,7 @@ constexpr std::uint32_t kShiftKey = 50;
 constexpr std::uint32_t kLevel3Key = 92;
 constexpr std::uint32_t kKeyQ = 24;
 
-// A keymap of the installed XKB data.
+// A keymap compiled from the installed XKB data.
 class Layout {
  public:
   explicit Layout(const char* layout, const char* variant = "", const char* options = "") {
@@ -33,7 +33,7 @@ class Layout {
 
   KeymapSearch& Search() { return *search_; }
 
-  // The characters that have no keys.
+  // Returns the ASCII characters for which the search finds no key.
   std::string Missing(const KeyboardState& state = {}) {
     std::string missing;
     for (const char character : std::string_view("\n\t")) Add(character, state, missing);
@@ -90,7 +90,7 @@ TEST(KeymapSearchTest, TakesLockedModifiersIntoAccount) {
   ExpectChord(american.Search().Find('Q', {0, kShift}), {{}, kKeyQ, 0});
 }
 
-TEST(KeymapSearchTest, PrefersThePresentGroup) {
+TEST(KeymapSearchTest, PrefersTheCurrentGroup) {
   Layout two("us,de");
   ExpectChord(two.Search().Find('z', {0, 0}), {{}, 52, 0});
   ExpectChord(two.Search().Find('z', {1, 0}), {{}, 29, 1});
@@ -126,7 +126,7 @@ TEST(KeymapSearchTest, FindsTheKeyOfAShortcutInAnyGroup) {
   EXPECT_EQ(Layout("us", "dvorak").Search().FindPlain(XKB_KEY_v, {}), (KeyChord{{}, 60, 0}));
 }
 
-TEST(KeymapSearchTest, UsesOnlyCodesUpToTheHighest) {
+TEST(KeymapSearchTest, UsesNoCodeAboveTheMaximum) {
   xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
   const xkb_rule_names names{"evdev", "pc105", "fr", "", ""};
   xkb_keymap* const keymap =

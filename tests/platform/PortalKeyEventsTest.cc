@@ -41,7 +41,7 @@ void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNon
 }
 
 struct PortalKeyEventsTest : testing::Test {
-  /// Starts the program.
+  /// Creates `keys`, as the program does when it starts.
   void Begin(std::chrono::seconds patience = 0s) {
     keys.emplace(log, clock, sent, tokenFile, patience);
   }
@@ -95,7 +95,7 @@ TEST_F(PortalKeyEventsTest, RequestsNoTokenFromAnOldPortal) {
   EXPECT_EQ(portal.selections().back().count("persist_mode"), 0U);
 }
 
-TEST_F(PortalKeyEventsTest, AsksOnlyWhenPrepareIsCalled) {
+TEST_F(PortalKeyEventsTest, RequestsPermissionOnlyInPrepare) {
   portal.user = FakePortal::User::kDenies;
   portal.Start();
   Begin();
@@ -154,7 +154,7 @@ TEST_F(PortalKeyEventsTest, DoesNotBlockOtherThreadsWhileItTypes) {
   keys->Prepare();
   keys->Problem();
   EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
-  typist.join();  // after a press without a reply
+  typist.join();  // returns when the time-out for the press expires
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
   EXPECT_EQ(keys->Problem(), "the desktop's portal refused a key");
 }
@@ -200,7 +200,7 @@ TEST_F(PortalKeyEventsTest, WaitsThreeSecondsForTheUsersAnswer) {
   EXPECT_EQ(keys->Problem(), kNotYet);
 }
 
-TEST_F(PortalKeyEventsTest, RefusesCharactersThatTheLayoutLacks) {
+TEST_F(PortalKeyEventsTest, RefusesCharactersMissingFromTheLayout) {
   const test::Variable settings("GSETTINGS_BACKEND", "memory");
   const test::Compositor compositor(false, "ru");
   SessionLayout layout;
@@ -211,7 +211,7 @@ TEST_F(PortalKeyEventsTest, RefusesCharactersThatTheLayoutLacks) {
   keys.reset();
 }
 
-TEST_F(PortalKeyEventsTest, EndsWhileTheUserDoesNotAnswer) {
+TEST_F(PortalKeyEventsTest, CanBeDestroyedBeforeTheUserAnswers) {
   portal.user = FakePortal::User::kDoesNotAnswer;
   portal.Start();
   Begin();
@@ -221,7 +221,7 @@ TEST_F(PortalKeyEventsTest, EndsWhileTheUserDoesNotAnswer) {
   keys.reset();
 }
 
-TEST_F(PortalKeyEventsTest, OwnWindowsIgnoreKeysThatTheDesktopChooses) {
+TEST_F(PortalKeyEventsTest, OwnWindowsIgnoreItsKeysWithAnyCode) {
   portal.Start();
   Begin();
   keys->Prepare();
@@ -242,7 +242,7 @@ struct WaylandSessionKeysTest : PortalKeyEventsTest {
   }
 };
 
-TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyWhereItIsUsual) {
+TEST_F(WaylandSessionKeysTest, PrefersPortalOnlyOnDesktopsKnownToHaveOne) {
   const test::Compositor compositor;
   portal.Start();
   Choose(true, "Types through the desktop portal");
@@ -251,18 +251,18 @@ TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyWhereItIsUsual) {
   EXPECT_EQ(portal.questions(), 1);
 }
 
-TEST_F(WaylandSessionKeysTest, UsesThePortalIfThereIsNoVirtualKeyboard) {
+TEST_F(WaylandSessionKeysTest, UsesThePortalWithoutAVirtualKeyboard) {
   const test::Compositor compositor(false);
   portal.Start();
   Choose(false, "Types through the desktop portal");
 }
 
-TEST_F(WaylandSessionKeysTest, UsesUinputIfThereIsNothingElse) {
+TEST_F(WaylandSessionKeysTest, UsesUinputWithoutPortalAndVirtualKeyboard) {
   const test::Compositor compositor(false);
   Choose(false, "Types through /dev/uinput");
 }
 
-TEST_F(WaylandSessionKeysTest, RequestsNothingAfterItHasChosenAnotherWay) {
+TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterItHasChosenUinput) {
   const test::Compositor compositor(false);
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, sent);
   session.Prepare();

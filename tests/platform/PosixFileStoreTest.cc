@@ -160,12 +160,12 @@ TEST_F(PosixFileStoreTest, ReadsNothingFromPipesDevicesAndBrokenLinks) {
   }
 }
 
-TEST_F(PosixFileStoreTest, TrustsOnlyWhatNoOtherUserCanWrite) {
+TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
   constexpr uid_t kOther = 1;
   constexpr gid_t kUnchanged = static_cast<gid_t>(-1);
   const std::string file = folder_ / "parent/folder/file";
   const struct {
-    const char* path;  // of the file or folder to change
+    const char* path;  // file or folder whose owner and mode are changed
     mode_t mode;
     bool isOthers;  // whether another user owns it
     Custody custody;
@@ -221,7 +221,7 @@ TEST_F(PosixFileStoreTest, RecognizesTheUsersGroupByItsMembers) {
   const std::string name = UserName(kUser);
   const struct {
     uid_t user;
-    std::string groups;  // of this user's group
+    std::string groups;  // contents of /etc/group
     Custody custody;
   } cases[] = {
       {kUser, name + ":x:1:", Custody::kTrusted},
@@ -261,7 +261,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
   }
 }
 
-TEST_F(PosixFileStoreTest, TrustsTheFolderOnceNoOtherUserMayWrite) {
+TEST_F(PosixFileStoreTest, TrustsAFolderAfterMakingItPrivate) {
   const std::string file = Put("file", "contents", 0644);
   chmod(folder_.path().c_str(), 0777);
   EXPECT_EQ(store_.ReadChecked(file, kAll).custody, Custody::kForeign);

@@ -25,8 +25,8 @@ class TypedText {
   /// Waits until the text is `expected`. @return the text
   std::string WaitFor(const std::string& expected);
 
-  int Group();                ///< returns the server's present group
-  void LockGroup(int group);  ///< changes the server's present group
+  int Group();                ///< returns the server's current group
+  void LockGroup(int group);  ///< changes the server's current group
 
   int KeysDown();  ///< returns the number of keys that are down
 

@@ -56,7 +56,7 @@ TEST_F(WaylandKeyEventsTest, TypesAllCharactersWithoutModifiers) {
   EXPECT_EQ(keys.Problem(), "");
 }
 
-TEST_F(WaylandKeyEventsTest, UsesTheUsKeysWhereShiftIsNotNeeded) {
+TEST_F(WaylandKeyEventsTest, UsesUsKeyCodesForUnshiftedCharacters) {
   const Compositor compositor;
   Type("1q\n\tv");
   std::vector<std::uint32_t> codes;
@@ -126,7 +126,7 @@ TEST_F(WaylandKeyEventsTest, ReconnectsAfterTheCompositorHasRestarted) {
   EXPECT_EQ(keys.Problem(), "");
 }
 
-TEST_F(WaylandKeyEventsTest, TypesNoTailAfterAnInterruption) {
+TEST_F(WaylandKeyEventsTest, DropsTheRestOfAnInterruptedRecord) {
   Compositor compositor;
   Type("a");
   clock.Advance(1s);
@@ -134,7 +134,7 @@ TEST_F(WaylandKeyEventsTest, TypesNoTailAfterAnInterruption) {
     clock.OnSleep(nullptr);
     compositor.Disconnect();
   });
-  Type(std::string(280, 'b'));  // four parts; the first pause is before the second one
+  Type(std::string(280, 'b'));  // four parts; the connection ends after the first one
   EXPECT_EQ(compositor.text(), "a" + std::string(70, 'b'));
   EXPECT_EQ(keys.Problem(), "the Wayland compositor does not accept the keys");
   Type("c");

@@ -55,7 +55,7 @@ std::string OutputOf(const std::string& command) {
   return output;
 }
 
-// The keymap, the group, the locks and the keys that are down.
+// Returns the keymap and the keyboard's indicators, such as Caps Lock, as text.
 std::string Keyboard() {
   return OutputOf("xkbcomp -w0 $DISPLAY - 2>/dev/null") + OutputOf("xset q | grep -A3 'LED'");
 }
@@ -116,7 +116,7 @@ TEST_F(X11KeyEventsTest, TypesWhileLocksAreOn) {
   }
 }
 
-TEST_F(X11KeyEventsTest, PutsHeldModifiersAside) {
+TEST_F(X11KeyEventsTest, ReleasesHeldModifiersWhileTyping) {
   for (const char* key : {"Shift_L", "Control_R", "Alt_L", "Super_L", "ISO_Level3_Shift", "a"}) {
     Use("de");
     Hold(key, true);
@@ -136,7 +136,7 @@ TEST_F(X11KeyEventsTest, KeepsHeldShiftPressed) {
   EXPECT_EQ(typed_.WaitFor("abcD"), "abcD");
 }
 
-TEST_F(X11KeyEventsTest, UsesAnotherGroupAndKeepsThePresentOne) {
+TEST_F(X11KeyEventsTest, KeepsTheCurrentGroupAfterUsingAnother) {
   Use("us,de,ru");
   for (int group = 0; group < 3; ++group) {
     typed_.LockGroup(group);
@@ -146,7 +146,7 @@ TEST_F(X11KeyEventsTest, UsesAnotherGroupAndKeepsThePresentOne) {
   }
 }
 
-TEST_F(X11KeyEventsTest, FollowsALayoutThatChangesInARecord) {
+TEST_F(X11KeyEventsTest, FollowsALayoutChangeDuringARecord) {
   std::string text;
   for (int i = 0; i < 300; ++i) text += EveryCharacter();
   std::thread typist([&] { Type(text); });
@@ -160,7 +160,7 @@ TEST_F(X11KeyEventsTest, FollowsALayoutThatChangesInARecord) {
   typist.join();
 }
 
-TEST_F(X11KeyEventsTest, TypesIfTheTestKeyboardHasAnotherLayout) {
+TEST_F(X11KeyEventsTest, TypesIfTheXtestKeyboardHasAnotherLayout) {
   const std::string device =
       OutputOf("xinput list --id-only 'Virtual core XTEST keyboard' 2>/dev/null || echo 5");
   Use("us");
@@ -168,7 +168,7 @@ TEST_F(X11KeyEventsTest, TypesIfTheTestKeyboardHasAnotherLayout) {
   ExpectTypes(EveryCharacter());
 }
 
-TEST_F(X11KeyEventsTest, PastesWithTheKeyOfThePresentLayout) {
+TEST_F(X11KeyEventsTest, PastesWithTheKeyOfTheCurrentLayout) {
   const KeyEvent paste[] = {{9, true, KeyFlag::kCommand, 'v'}, {9, false, KeyFlag::kNone, 'v'}};
   struct Case {
     const char* layout;
@@ -194,7 +194,7 @@ TEST_F(X11KeyEventsTest, ReportsARecordThatCouldNotBeTyped) {
   EXPECT_EQ(keys_->Problem(), "");
 }
 
-TEST_F(X11KeyEventsTest, RestoresTheKeymapAtAnEndInARecord) {
+TEST_F(X11KeyEventsTest, RestoresTheKeymapIfEndedDuringARecord) {
   Use("ru");
   const std::string before = Keyboard();
   std::string text;
@@ -207,7 +207,7 @@ TEST_F(X11KeyEventsTest, RestoresTheKeymapAtAnEndInARecord) {
   EXPECT_LT(typed_.Text().size(), text.size());
 }
 
-// A keyboard of the X server, such as that of the user.
+// An input device of the X server, such as the user's keyboard.
 class Device {
  public:
   explicit Device(std::string_view name) : xcb_(xcb_connect(nullptr, nullptr)) {
@@ -272,7 +272,7 @@ TEST_F(X11KeyEventsTest, ReleasesAKeyThatTheUserHasReleased) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-// Of the codes that Quillet would bind for this layout, one has a symbol on the user's keyboard.
+// Quillet binds characters to unused codes. Here, the user's keyboard has a symbol on one of them.
 TEST_F(X11KeyEventsTest, KeepsTheSymbolsOfEachKeyboard) {
   Use("ru");
   Device user("Xvfb keyboard");
@@ -289,8 +289,8 @@ TEST_F(X11KeyEventsTest, KeepsTheSymbolsOfEachKeyboard) {
   EXPECT_TRUE(OutputOf(keymap) == before);
 }
 
-// QUILLET_KILLS sets the number of kills.
-TEST_F(X11KeyEventsTest, RestoresEverythingAfterAKill) {
+// The variable QUILLET_KILLS sets the number of kills.
+TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
   const char* const number = std::getenv("QUILLET_KILLS");
   const int kills = number == nullptr ? 4 : std::atoi(number);
   constexpr std::array kLayouts = {"ru", "gr", "de", "us,ru"};

@@ -74,7 +74,7 @@ TEST(X11WindowsTest, UsesTheProcessIdPropertyOfLocalWindowsOnly) {
   EXPECT_EQ(pids, (std::vector<int>{0, 0, 17}));
 }
 
-TEST(X11WindowsTest, ReportsTheEndOfAStart) {
+TEST(X11WindowsTest, BroadcastsTheEndOfAStartup) {
   XServer server;
   XClient client;
   client.ListenToRoot();

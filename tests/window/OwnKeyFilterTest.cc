@@ -36,7 +36,8 @@ class OwnKeyFilter : public testing::Test {
     }
   }
 
-  // Like the windowing system. QTest sends the keys of a widget to the widget.
+  // Sends the key to the window, like the windowing system. For a widget, QTest would bypass the
+  // window.
   void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
     QTest::keyClick(window_.widget().windowHandle(), key, modifiers);
   }

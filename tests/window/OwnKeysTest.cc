@@ -113,7 +113,7 @@ TEST_F(OwnKeys, PressNoButtonsAndRunNoShortcuts) {
   EXPECT_TRUE(SpinUntil([this] { return pressed_ == 2; }));
 }
 
-TEST_F(OwnKeys, AreToldFromTheKeysOfAnotherProgram) {
+TEST_F(OwnKeys, AreDistinguishedFromOtherProgramsKeys) {
   constexpr int kKeys = 400;
   field_.setFocus();
   std::thread program([&] { Type(own_, std::string(kKeys, 'x')); });
@@ -135,7 +135,7 @@ TEST_F(OwnKeys, AreDistinguishedFromTheUsersKeys) {
   }
 }
 
-TEST_F(OwnKeys, ThatAnotherWindowReceivesAreForgotten) {
+TEST_F(OwnKeys, AreForgottenIfAnotherWindowReceivesThem) {
   field_.setFocus();
   test::XClient other;
   other.TakeFocus();
@@ -160,7 +160,7 @@ TEST_F(OwnKeys, AreIgnoredIfTheFocusChangesDuringARecord) {
   other.TakeFocus();
   std::atomic<bool> enough = false;
   std::atomic<int> posted = 0;
-  // Types slowly enough for the slowest window: otherwise the server's queue would grow.
+  // Types slowly, because the server's queue would grow if a window could not keep up.
   std::thread program([&] {
     for (; !enough; posted += 4) {
       Type(own_, " \n");

@@ -113,7 +113,7 @@ TEST_F(QtRunsWindowTest, KeepsTheItemsOfRowsThatStay) {
   const auto live = items()[0];
   const auto run = items()[1];
   using Items = std::vector<const QTreeWidgetItem*>;
-  // A screen reader keeps such an object.
+  // Screen readers keep references to such objects.
   const QAccessible::Id cell =
       QAccessible::uniqueId(QAccessible::queryAccessibleInterface(List())->child(6));
   window_.ShowRows(kRows, 0);

@@ -261,7 +261,7 @@ TEST_F(TextView, SplitsALineAppendedCharacterByCharacter) {
   EXPECT_LE(LongestBlock(), 2100);
 }
 
-TEST_F(TextView, OldestRecordLinesGiveWayAndMessagesStay) {
+TEST_F(TextView, RemovesOldestRecordLinesButKeepsMessages) {
   int removals = 0;
   view_.OnRecordsRemoved([&] { ++removals; });
   view_.Append("started\nrun: ");
@@ -320,7 +320,7 @@ TEST_F(TextView, RemovesPartsOfALongLineOfRecords) {
   EXPECT_TRUE(shown.ends_with("\tlast"));
 }
 
-TEST_F(TextView, ClearedViewHoldsTheWholeLimitAgain) {
+TEST_F(TextView, HoldsTheFullLimitAgainAfterClearing) {
   for (int round = 0; round < 2; ++round) {
     view_.Append("started\n");
     for (int i = 0; i < kRecords; ++i) view_.AppendRecords("x\n");

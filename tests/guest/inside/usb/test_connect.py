@@ -1,4 +1,4 @@
-"""Connects a scanner on USB."""
+"""Connects a USB scanner."""
 
 import os
 
