@@ -134,7 +134,7 @@ static const char* WholePath(int folder, const char* path, char place[PATH_MAX])
   return place;
 }
 
-/* Does not count folders that are opened only to reach what they contain. */
+/* O_PATH opens a folder only to reach its entries. Such calls are not counted. */
 #define OPEN(name, folder, parameters, ...)                                              \
   int name parameters {                                                                  \
     NEXT(name);                                                                          \

@@ -64,7 +64,7 @@ class Computer {
   /// @param mode  its mode, or the number of the path to which a link leads
   void Create(const std::string& path, unsigned kind, mode_t mode) const;
 
-  /// Checks what the program must never do.
+  /// Checks that the program has not changed or disclosed the user's own files.
   void Check() const;
 
  private:

@@ -59,7 +59,8 @@ class HookedFileStore : public platform::FileStore {
   }
   std::string Owner(const std::string& path) override { return files_.Owner(path); }
 
-  std::optional<std::string> otherUser;  ///< user who could have written the files of ReadChecked
+  std::optional<std::string>
+      otherUser;  ///< if set, ReadChecked reports that this user owns the file
   std::function<void()> whileReplacing;  ///< called by the next write only
 
  private:

@@ -132,7 +132,7 @@ TEST_F(LumetTest, TreatsAFrameAfterAnAnswerAsUnsolicited) {
   EXPECT_EQ(lumet.receive().writePtr(), 0);
 }
 
-TEST_F(LumetTest, CanExpectABurstDuringADelivery) {
+TEST_F(LumetTest, ExpectBurstWorksDuringADelivery) {
   owner.onRecord = [this] {
     owner.onRecord = nullptr;
     lumet.ExpectBurst();
@@ -360,7 +360,7 @@ TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
   // has been handled.
   static std::atomic<bool> opened = false;
   static std::atomic<bool> handled = false;
-  // Stays valid, because the command thread of the new connection outlives the test.
+  // Uses only static variables, because the new connection's command thread outlives the test.
   log.onWrite = [](std::string_view written) {
     if (!written.ends_with("Open succeeded !!!")) return;
     opened = true;

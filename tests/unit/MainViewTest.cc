@@ -12,7 +12,7 @@ class MainViewTest : public testing::Test {
     view_.OnRecordsRemoved([this] { ++removals; });
   }
 
-  /// Adds records of `size` bytes in total. They begin with a number.
+  /// Adds numbered records of 1,000 bytes each, `size` bytes in total.
   void AddRecords(std::size_t size) {
     for (std::size_t added = 0; added < size; added += 1'000) {
       std::string record = std::to_string(next++) + ":";
@@ -28,7 +28,7 @@ class MainViewTest : public testing::Test {
   int removals = 0;
 };
 
-TEST_F(MainViewTest, TextsBetweenChangesShareOneEntry) {
+TEST_F(MainViewTest, ConsecutiveTextsShareOneQueueEntry) {
   view_.Append("a", TextKind::kMessage);
   view_.Append("b", TextKind::kRecord);
   EXPECT_EQ(queue.Size(), 1U);

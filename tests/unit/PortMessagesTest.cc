@@ -34,7 +34,7 @@ class PortMessagesTest : public test::AppFixture {
   static constexpr char kPort[] = "/absent1";
 };
 
-TEST_F(PortMessagesTest, SayWhoMayUseThePort) {
+TEST_F(PortMessagesTest, SaysWhoMayUseThePort) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   ExpectMessage(
       "No permission to use /absent1. Run the command to join the group dialout, then log in "
@@ -54,7 +54,7 @@ TEST_F(PortMessagesTest, SayWhoMayUseThePort) {
       "No permission to use /absent1. Log out and in again to activate the group dialout.", {});
 }
 
-TEST_F(PortMessagesTest, NameTheProgramThatUsesThePort) {
+TEST_F(PortMessagesTest, NamesTheProgramThatUsesThePort) {
   Fail({.kind = Kind::kBusy, .program = "minicom"});
   ExpectMessage("minicom is using /absent1. Close that program, then try again.", {"Try again"});
   Fail({.kind = Kind::kBusy});
@@ -62,7 +62,7 @@ TEST_F(PortMessagesTest, NameTheProgramThatUsesThePort) {
                 {"Try again"});
 }
 
-TEST_F(PortMessagesTest, SayThatTheSystemBlocksThePort) {
+TEST_F(PortMessagesTest, SaysThatTheSystemBlocksThePort) {
   Fail({.kind = Kind::kForbidden});
   ExpectMessage(
       "The system blocks access to /absent1. If Quillet runs in a container or sandbox, allow "
@@ -87,7 +87,7 @@ TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
   EXPECT_EQ(strip.Buttons(), Titles{});
 }
 
-TEST_F(PortMessagesTest, EndWhenTheirPortIsUnplugged) {
+TEST_F(PortMessagesTest, WithdrawsTheMessageIfThePortIsUnplugged) {
   registry.Attach("usbmodem2", "/absent2");
   Fail({.kind = Kind::kBusy});
   const std::string busy = "Another program is using /absent1. Close that program, then try again.";
@@ -98,7 +98,7 @@ TEST_F(PortMessagesTest, EndWhenTheirPortIsUnplugged) {
   ExpectMessage("No scanner is connected. Plug it in, or select its port and press Connect.", {});
 }
 
-TEST_F(PortMessagesTest, DoNotDelayTheAttempt) {
+TEST_F(PortMessagesTest, DoesNotDelayTheAttempt) {
   auto& found = test::Immortal<std::atomic<bool>>(false);
   registry.onInspect = [&found] { WaitFor([&] { return found.load(); }); };
   Fail({.kind = Kind::kBusy});
@@ -108,7 +108,7 @@ TEST_F(PortMessagesTest, DoNotDelayTheAttempt) {
                 {"Try again"});
 }
 
-TEST_F(PortMessagesTest, AreDroppedIfAnotherAttemptHasBegun) {
+TEST_F(PortMessagesTest, DropsTheMessageIfAnotherAttemptHasBegun) {
   auto& found = test::Immortal<std::atomic<bool>>(false);
   registry.onInspect = [&found] { WaitFor([&] { return found.load(); }); };
   Fail({.kind = Kind::kBusy});

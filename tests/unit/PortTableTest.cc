@@ -99,7 +99,7 @@ TEST_F(PortTableTest, FindsTheLastPortByPathThenByName) {
   EXPECT_EQ(table.ItemToSelect(4, false), 1);
 }
 
-TEST_F(PortTableTest, KnowsThePortsThatAnAttemptHasNotTried) {
+TEST_F(PortTableTest, TracksPortsThatAnAttemptHasNotTried) {
   Fill({"Tavo"});
   table.BeginAttempt();
   Fill({"Tavo", "printer"});

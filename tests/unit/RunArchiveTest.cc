@@ -40,7 +40,7 @@ class FaultyFiles final : public test::HookedFileStore {
     FaultyFiles& store_;
     const std::string path_;
     const std::shared_ptr<GrowingFile> file_;
-    bool failed_ = false;  // for good, like a real file
+    bool failed_ = false;  // stays true after an error, as for a real file
   };
 
   std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
@@ -58,7 +58,7 @@ class FaultyFiles final : public test::HookedFileStore {
   std::string broken;                        // flushing files with this ending, or "folders", fails
   std::string refused;                       // creating files with this ending fails
   Texts flushed;                             // names of the flushed files
-  std::function<void()> whileSynchronizing;  // called once
+  std::function<void()> whileSynchronizing;  // called only during the next flush
 };
 
 class RunArchiveTest : public ::testing::Test {
@@ -399,7 +399,7 @@ TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
   EXPECT_FALSE(permits([&] { Receive("2"); })) << "lines without data";
 }
 
-TEST_F(RunArchiveTest, OutputFileLacksALaterRecord) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfARecordFollowsTheFile) {
   Begin();
   files_.full = true;
   Receive("1");

@@ -197,7 +197,7 @@ TEST_F(RunTest, WritesNothingToTheSettingsFile) {
   EXPECT_FALSE(result.refusedSettingsFile);
 }
 
-TEST_F(RunTest, CutsBytesOfRecordsOutsideAscii) {
+TEST_F(RunTest, TruncatesRecordsOutsideAscii) {
   run.Begin(0);
   for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"})
     run.Add(record, 0, lines++);

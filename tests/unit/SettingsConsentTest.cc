@@ -67,10 +67,10 @@ TEST(SensitiveActionsTest, DescribesEachAction) {
   }
 }
 
-/// Starts of the program with another user's settings.
+/// Tests how the program starts with another user's settings.
 class SettingsConsentTest : public testing::Test {
  protected:
-  /// Simulates a start of the program by a user. `memory` is the user's file of confirmed actions.
+  /// Simulates a start of the program. `memory` names the file with the user's confirmed actions.
   void Start(const Values& values, const std::string& memory = "confirmed-settings") {
     mainQueue.RunAll();
     settings = std::make_unique<Settings>();
@@ -110,7 +110,7 @@ class SettingsConsentTest : public testing::Test {
   int changes = 0;
 };
 
-TEST_F(SettingsConsentTest, HoldsBackSensitiveActionsOnly) {
+TEST_F(SettingsConsentTest, WithholdsOnlySensitiveActions) {
   Start(everything);
   EXPECT_EQ(settings->destination, kToView);
   EXPECT_EQ(settings->bAutoSync, 0);
@@ -126,7 +126,7 @@ TEST_F(SettingsConsentTest, HoldsBackSensitiveActionsOnly) {
   EXPECT_EQ(display.text(), "");
 }
 
-TEST_F(SettingsConsentTest, PutsConfirmedActionsInForce) {
+TEST_F(SettingsConsentTest, AppliesConfirmedSettings) {
   Start(everything);
   EXPECT_EQ(Review(true), Strings{std::string(kQuestion) +
                                   "|Start this program and send it the records: /tmp/tool"
@@ -189,7 +189,7 @@ TEST_F(SettingsConsentTest, SavedSettingsCountAsConfirmed) {
   EXPECT_EQ(settings->bClearMemory, 1);
 }
 
-TEST_F(SettingsConsentTest, AsksAgainIfTheUserHasChosenOtherwise) {
+TEST_F(SettingsConsentTest, AsksAgainAfterTheUserTurnsTheActionOff) {
   const Values erasing{.clearmemory = true};
   Start(erasing);
   Review(true);
@@ -259,7 +259,7 @@ class ForeignSettingsTest : public test::AppFixture {
   }
 };
 
-TEST_F(ForeignSettingsTest, ConfirmationStartsTheRunThatWaited) {
+TEST_F(ForeignSettingsTest, ConfirmationStartsThePendingRun) {
   StartWith({.destination = kToView, .autosync = true});
   LaunchConnected(test::Scanner({"1", "2"}));
   EXPECT_EQ(Ends(), 0U);
@@ -321,7 +321,7 @@ TEST_F(ForeignSettingsTest, UsesTheDefaultFileUntilConfirmed) {
   EXPECT_EQ(test::FileContents(file), "1\r\n");
 }
 
-TEST_F(ForeignSettingsTest, DiscardsOtherBytesOfAForeignFileOnSave) {
+TEST_F(ForeignSettingsTest, SaveDiscardsUnknownBytesOfAForeignFile) {
   StartWith({.destination = kToView, .path = "/home/bea/list"});
   const std::string path = dataFolder + "/QuilletRegistry.txt";
   std::string text = test::FileContents(path).value();
@@ -336,7 +336,7 @@ TEST_F(ForeignSettingsTest, DiscardsOtherBytesOfAForeignFileOnSave) {
   EXPECT_EQ(saved.substr(384, 15), "/home/bea/list\r");
 }
 
-TEST_F(ForeignSettingsTest, KeepsTheRestOfTheUsersFile) {
+TEST_F(ForeignSettingsTest, SaveKeepsUnknownBytesOfTheUsersFile) {
   files.otherUser.reset();
   StartWith({.destination = kToView, .clearmemory = true});
   const std::string path = dataFolder + "/QuilletRegistry.txt";
@@ -361,7 +361,7 @@ TEST_F(ForeignSettingsTest, TrustedSettingsApplyImmediately) {
   EXPECT_FALSE(std::filesystem::exists(folder / "Confirmed"));
 }
 
-/// Scans outside runs.
+/// Tests the notice about scans outside runs.
 class ScanNoticeTest : public test::AppFixture {
  protected:
   static constexpr char kEditor[] = "/usr/bin/editor";
@@ -379,7 +379,7 @@ class ScanNoticeTest : public test::AppFixture {
   }
 };
 
-TEST_F(ScanNoticeTest, AnnouncesTheFirstScanForEachProgram) {
+TEST_F(ScanNoticeTest, IsShownForTheFirstScanIntoEachProgram) {
   ConnectWith({.destination = kToActiveApplication});
   EXPECT_EQ(
       MessageAfterScan(),
@@ -404,7 +404,7 @@ TEST_F(ScanNoticeTest, IsNotShownForAProgramThatReceivedRecords) {
   EXPECT_EQ(MessageAfterScan(), finished);
 }
 
-TEST_F(ScanNoticeTest, SaysNothingAboutScansInTheView) {
+TEST_F(ScanNoticeTest, IsNotShownForScansInTheView) {
   ConnectWith({.destination = kToView});
   EXPECT_EQ(MessageAfterScan(), "");
 }

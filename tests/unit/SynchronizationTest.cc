@@ -110,7 +110,7 @@ TEST_F(SynchronizationTest, AutomaticRunRemovesHintsOfEarlierRuns) {
   }
 }
 
-TEST_F(SynchronizationTest, SecondAutomaticRunHidesAnInterruption) {
+TEST_F(SynchronizationTest, SecondAutomaticRunHidesInterruptionMessage) {
   std::filesystem::create_directory(archiveFolder);
   PutFile(archiveFolder + "/20261115_120000_123456.records", "");
   PutFile(archiveFolder + "/20261115_120000_123456.open", "");
