@@ -1,6 +1,6 @@
 // Usage: list_bench ROUNDS
 //
-// Opens the window Earlier synchronizations with 100 runs of 2 MB in the archive, and saves the
+// Opens the window "Earlier synchronizations" with 100 runs of 2 MB in the archive, and saves the
 // newest run. It was interrupted, so its lines are composed again for the preview and the file.
 // Prints in milliseconds, for each round:
 //   list            time until the window shows all runs and the preview; baseline: reading the
@@ -69,7 +69,7 @@ void PutRuns(const std::string& folder) {
   }
 }
 
-/// The program with only the window Earlier synchronizations. Never destroyed.
+/// The program with only the window "Earlier synchronizations". Never destroyed.
 class Program {
  public:
   Program(platform::MainQueue& queue, QWidget& parent, const test::TemporaryFolder& folder)

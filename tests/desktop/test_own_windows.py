@@ -54,7 +54,7 @@ class OwnWindowsTest(TypingCase):
         wait_until(lambda: self.desktop.xdotool("getactivewindow", "getwindowname")
                    == "Earlier synchronizations", "the list")
 
-    def test_user_opens_the_list_during_a_run(self):
+    def test_user_can_open_the_list_during_a_run(self):
         texts = [f"Größe {number}" for number in range(30)]  # pasting takes 0.2 s each
         self.start_with_focus_on_connect(auto_sync=1, non_english=1)
         self.plug_in(texts)
@@ -119,7 +119,7 @@ class OwnWindowsTest(TypingCase):
     def test_pasted_scans_change_nothing_in_a_file_panel(self):
         self.check_file_panel(non_english=1)
 
-    def test_focus_changes_during_a_run(self):
+    def test_survives_focus_changes_during_a_run(self):
         self.start_with_focus_on_connect(auto_sync=1)
         editor = Terminal(self)
         self.plug_in(_TEXTS * 3)

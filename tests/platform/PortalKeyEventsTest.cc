@@ -129,7 +129,7 @@ TEST_F(PortalKeyEventsTest, ReportsWithdrawnPermission) {
   EXPECT_TRUE(log.Has(std::string("Cannot type on this desktop: ") + kWithdrawn));
 }
 
-TEST_F(PortalKeyEventsTest, EndsTheRecordAtTheFirstRefusedKey) {
+TEST_F(PortalKeyEventsTest, StopsTypingARecordAtTheFirstRefusedKey) {
   portal.refusedKeysym = 'b';
   portal.Start();
   Begin();

@@ -284,7 +284,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedRefusesLinksAndSpecialFiles) {
   }
 }
 
-TEST_F(PosixFileStoreTest, FollowsOnlyLinksThatThisUserCouldPlace) {
+TEST_F(PosixFileStoreTest, FollowsOnlyLinksThatThisUserCouldCreate) {
   fs::create_directories(folder_ / "open/real");
   folder_.Put("open/real/file", "contents");
   fs::create_symlink("real", folder_ / "open/folder");
@@ -441,14 +441,14 @@ TEST_F(PosixFileStoreTest, ReadCreateAndReplaceFailWithoutPermission) {
   EXPECT_EQ(store_.Read(file, kAll), "old");
 }
 
-TEST_F(PosixFileStoreTest, OwnerIsThatOfTheFileOrItsFolder) {
+TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfTheFileOrItsFolder) {
   const std::string file = Put("file", "", 0600);
   EXPECT_EQ(store_.Owner(file), store_.Owner(folder_ / "missing"));
   EXPECT_EQ(store_.Owner("/proc/1/status"), "root");
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
-TEST_F(PosixFileStoreTest, OwnerIsTheOtherUserWhoMayPreventAWrite) {
+TEST_F(PosixFileStoreTest, ReturnsTheOwnerWhoCanPreventAWrite) {
   constexpr uid_t kOther = 1;
   constexpr uid_t kTarget = 2;
   fs::create_directory(folder_ / "theirs");
@@ -714,7 +714,7 @@ TEST_F(PosixFileStoreTest, CreatesAFileOnAFileSystemWithoutLinks) {
 }
 #endif
 
-TEST_F(PosixFileStoreTest, OneOfSeveralCreatorsSucceeds) {
+TEST_F(PosixFileStoreTest, OnlyOneOfSeveralCreatorsSucceeds) {
   for (int round = 0; round < 50; ++round) {
     const std::string path = folder_ / "file";
     std::atomic<int> created = 0;

@@ -65,7 +65,7 @@ TEST_F(SingleInstanceTest, SecondStartRunsIfTheFirstEnds) {
   EXPECT_TRUE(other.get());
 }
 
-TEST_F(SingleInstanceTest, RunsAfterAKilledInstance) {
+TEST_F(SingleInstanceTest, StartsAfterAnInstanceWasKilled) {
   Child killed([&] {
     SingleInstance instance(":7");
     return instance.Begin({}) ? pause() : 1;

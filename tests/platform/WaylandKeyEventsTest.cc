@@ -161,7 +161,7 @@ TEST_F(WaylandKeyEventsTest, LosesNoKeyIfTheCompositorIsSlow) {
   EXPECT_TRUE(compositor.text().ends_with("c"));
 }
 
-TEST_F(WaylandKeyEventsTest, SaysWhatIsMissing) {
+TEST_F(WaylandKeyEventsTest, ReportsAMissingCompositorOrKeyboard) {
   {
     const Compositor compositor(false);
     EXPECT_FALSE(keys.IsOffered());

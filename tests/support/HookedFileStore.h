@@ -59,8 +59,7 @@ class HookedFileStore : public platform::FileStore {
   }
   std::string Owner(const std::string& path) override { return files_.Owner(path); }
 
-  std::optional<std::string>
-      otherUser;  ///< if set, ReadChecked reports that this user owns the file
+  std::optional<std::string> otherUser;  ///< if set, the owner that ReadChecked reports
   std::function<void()> whileReplacing;  ///< called by the next write only
 
  private:

@@ -10,7 +10,7 @@ _CUT = "The window shows only the latest records. All records are in the archive
 
 class MainViewTest(SystemTest):
 
-    def test_removed_oldest_records_stay_in_the_archive(self):
+    def test_records_removed_from_view_stay_in_the_archive(self):
         settings = Settings(destination=1, attach_type=0, attach_timestamp=0, attach_serial=0)
         settings.save()
         records = some_records(_LIMIT + 1_000)

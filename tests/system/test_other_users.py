@@ -178,7 +178,7 @@ class AddedRecordsTest(OtherUsersTest):
 
 class ProgramsOfOthersTest(OtherUsersTest):
 
-    def test_other_users_program_is_not_the_target(self):
+    def test_ignores_processes_of_other_users(self):
         os.mkdir("/tmp/editor.starts")
         os.chmod("/tmp/editor.starts", 0o1777)
         put("/tmp/editor", "#!/bin/sh\n: >/tmp/editor.starts/$(id -u)\nsleep 600\n", 0o755)

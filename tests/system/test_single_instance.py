@@ -71,7 +71,7 @@ class SingleInstanceTest(SystemTest):
         self.wait_until_active()
         self.quillet.wait_for_view(messages.file_run(3, OUTPUT))
 
-    def test_raises_a_busy_program_later(self):
+    def test_raises_a_busy_program_once_it_responds(self):
         self.start()
         self.hide_behind_another_window()
         self.quillet.process.send(signal.SIGSTOP)
@@ -79,7 +79,7 @@ class SingleInstanceTest(SystemTest):
         self.quillet.process.send(signal.SIGCONT)
         self.wait_until_active()
 
-    def test_starts_after_a_killed_program(self):
+    def test_starts_again_after_a_kill(self):
         self.start()
         self.quillet.kill()
         self.start()

@@ -295,7 +295,7 @@ class RestartTest(StripTest):
         self.quillet.clear()
         self.synchronize(messages.file_run(3, OUTPUT))
 
-    def test_automatic_run_keeps_the_message_about_an_interrupted_run(self):
+    def test_automatic_run_keeps_interruption_message(self):
         scanner = self.begin(40, burst_sync=0)
         self.synchronize(messages.RUN_STARTED + ".")
         self.quillet.kill()

@@ -39,7 +39,7 @@ TEST(CommandQueueTest, StoresAWakeupInTwoBytes) {
   }
 }
 
-TEST(CommandQueueTest, HoldsTheTypesOfItsCommands) {
+TEST(CommandQueueTest, FindsQueuedCommandsByType) {
   CommandQueue queue;
   queue.Append({0x05, 'W'});  // the argument is not a length
   queue.Append({0x03, '1', 'E', '0'});

@@ -69,7 +69,7 @@ TEST(LogTest, DoesNotEscapePrintableNonAsciiCharacters) {
   }
 }
 
-TEST(LogTest, CutsReceivedBytesAtTheFirstNul) {
+TEST(LogTest, TruncatesReceivedBytesAtTheFirstNul) {
   const std::uint8_t bytes[] = {'a', 'b', 0, 'c'};
   EXPECT_EQ(Logged(ForeignText(bytes, 4)), "ab");
   EXPECT_EQ(Logged(ForeignText(bytes, 1)), "a");

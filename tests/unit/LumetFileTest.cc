@@ -145,10 +145,10 @@ TEST_F(LumetFileTest, DoesNotSaveSettingsThroughALink) {
   EXPECT_EQ(FileContents(path), "settings");
 }
 
-TEST_F(LumetFileTest, CallsOnlyCheckedFilesNotRegular) {
+TEST_F(LumetFileTest, DistinguishesNonRegularFilesFromEinval) {
   constexpr std::string_view kText = "this is not a regular file";
   EXPECT_EQ(ReasonText(platform::kNotRegular), kText);
-  // FAT and NTFS set EINVAL for names with a colon.
+  // FAT and NTFS report EINVAL for names with a colon.
   EXPECT_NE(ReasonText(EINVAL), kText);
 }
 

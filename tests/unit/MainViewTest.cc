@@ -45,7 +45,7 @@ TEST_F(MainViewTest, ConsecutiveTextsShareOneQueueEntry) {
   EXPECT_EQ(text.text(), "abcd");
 }
 
-TEST_F(MainViewTest, DropsOldestWaitingRecordsButNoMessage) {
+TEST_F(MainViewTest, DropsOldestQueuedRecordsButKeepsMessages) {
   view_.Append("first\n", TextKind::kMessage);
   AddRecords(TextBacklog::kMostRecordText / 2);
   view_.Append("second\n", TextKind::kMessage);

@@ -594,7 +594,7 @@ TEST_F(RunArchiveTest, KeepsTheNewestRunsIfTheClockIsSetBack) {
   EXPECT_EQ(Names(".records")[3], "20261116_010003_W123400577.records");
 }
 
-TEST_F(RunArchiveTest, CountsFilesOfARunAsOneAndDaysAsNone) {
+TEST_F(RunArchiveTest, CountsEachRunOnceAndIgnoresDailyFiles) {
   std::filesystem::create_directories(folder_);
   const auto put = [this](const std::string& name) {
     for (const auto* ending : {".records", ".txt"})

@@ -72,7 +72,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   EXPECT_EQ(FileContents(path), settingsFile);
 }
 
-TEST_F(SynchronizationTest, ReportsMissingOldRecordsUntilCleared) {
+TEST_F(SynchronizationTest, ReportsRemovedOldRecordsUntilCleared) {
   const std::string latest = "The window shows only the latest records.";
   ConnectWith({.destination = 1}, {"1"});
   Synchronize();

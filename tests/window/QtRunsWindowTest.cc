@@ -103,7 +103,7 @@ TEST_F(QtRunsWindowTest, ShowsRowsWithoutReportingASelection) {
   EXPECT_EQ(Reports(), "");
 }
 
-TEST_F(QtRunsWindowTest, KeepsTheItemsOfRowsThatStay) {
+TEST_F(QtRunsWindowTest, ReusesTheItemsOfRemainingRows) {
   OpenWithRows();
   const auto items = [this] {
     std::vector<const QTreeWidgetItem*> all;
@@ -113,7 +113,7 @@ TEST_F(QtRunsWindowTest, KeepsTheItemsOfRowsThatStay) {
   const auto live = items()[0];
   const auto run = items()[1];
   using Items = std::vector<const QTreeWidgetItem*>;
-  // Screen readers keep references to such objects.
+  // Screen readers keep references to the accessible objects of cells.
   const QAccessible::Id cell =
       QAccessible::uniqueId(QAccessible::queryAccessibleInterface(List())->child(6));
   window_.ShowRows(kRows, 0);
@@ -185,7 +185,7 @@ TEST_F(QtRunsWindowTest, ListHasTheFocusUnlessItIsEmpty) {
   EXPECT_EQ(QApplication::focusWidget(), SearchField());
 }
 
-TEST_F(QtRunsWindowTest, ShowsThatWorkTakesLonger) {
+TEST_F(QtRunsWindowTest, ShowsABusyCursorAfterADelay) {
   OpenWithRows();
   window_.ShowBusy(true);
   EXPECT_NE(window_.cursor().shape(), Qt::BusyCursor);
@@ -311,7 +311,7 @@ TEST_F(QtRunsWindowTest, ShowsMarkupInFileNamesAsPlainText) {
   }
 }
 
-TEST_F(QtRunsWindowTest, AsksWhatACsvFileContains) {
+TEST_F(QtRunsWindowTest, AsksWhichRowsToExport) {
   OpenWithRows();
   for (const bool perBarcode : {false, true}) {
     InDialog([perBarcode](QWidget* dialog) {

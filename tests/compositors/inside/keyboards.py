@@ -1,7 +1,4 @@
-"""Keyboards on which a test presses the user's keys. Each kind of desktop needs another class.
-
-Keys are evdev codes.
-"""
+"""The user's keyboard, with one class for each kind of desktop. Keys are evdev codes."""
 
 import array
 import ctypes

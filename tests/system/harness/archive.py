@@ -67,7 +67,7 @@ def archived_records(folder=FOLDER):
 
 
 def stored(record):
-    """Returns a record in the layout of the older scanners."""
+    """Encodes a record in the layout of the older scanners."""
     time = datetime.datetime.fromisoformat(record.time)
     date = ((time.year - 2000) << 10 | time.month << 6 | time.day << 1 | (time.hour >= 12))
     clock = (time.hour % 12) << 12 | time.minute << 6 | time.second
