@@ -1,4 +1,4 @@
-// Measures the time in which Quillet lists 1, 8 and 32 serial ports on a system with 64 virtual
+// Measures how long Quillet takes to list 1, 8 and 32 serial ports on a system with 64 virtual
 // terminals. Baseline: enumerating the same devices with libudev alone. For each round, prints the
 // seconds to list N ports as "ports-N". Run under umockdev-wrapper.
 

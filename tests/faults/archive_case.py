@@ -118,7 +118,7 @@ class ArchiveTest(FaultTest):
         self.settings.save()
         self.put_old_file()
         if self.quillet:
-            self.quillet.process.stop()  # if the last attempt failed
+            self.quillet.process.stop()  # it is still running if the last attempt failed
         while self.scanners:
             self.scanners.pop().stop()
         self.records = records

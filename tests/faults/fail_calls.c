@@ -160,7 +160,7 @@ OPEN(open64, AT_FDCWD, (const char* path, int flags, ...), path)
 OPEN(openat, at, (int at, const char* path, int flags, ...), at, path)
 OPEN(openat64, at, (int at, const char* path, int flags, ...), at, path)
 
-/* Programs built with _FORTIFY_SOURCE call these functions if they have no mode. */
+/* Programs built with _FORTIFY_SOURCE call these functions if they pass no mode. */
 int __open_2(const char* path, int flags) {
   return open(path, flags);
 }

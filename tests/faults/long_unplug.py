@@ -56,8 +56,8 @@ class EveryByteTest(FaultTest):
         return "run lost" if connected else "not connected"
 
     def check_view(self):
-        """Expects the view to show the messages of a start and a connection and, if the program was
-        connected, the disconnection. Returns whether the program was connected."""
+        """Expects the view to show the messages of starting, connecting and, if the program was
+        connected, disconnecting. Returns whether the program was connected."""
         connected = messages.connected() in self.quillet.view()
         if connected:
             wait_until(lambda: messages.disconnected() in self.quillet.view(), "the disconnection")

@@ -132,7 +132,7 @@ int RandomSwitch(Random& random) {
 
 Bytes RandomRecord(Random& random, Layout layout) {
   Bytes record = MakeRecord(random, layout, RandomSymbology(random));
-  // Some records are incomplete. At least the first byte remains.
+  // Truncates some records, but keeps at least the first byte.
   if (random.OneIn(20)) {
     record.resize(static_cast<std::size_t>(random.Between(1, static_cast<int>(record.size()))));
   }

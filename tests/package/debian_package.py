@@ -1,6 +1,6 @@
 """Creates the Debian package with umask 077 and checks it: debian_package.py CPACK BUILD
 
-Checks the permissions of all files, and how the program is protected against memory errors.
+Checks the permissions of all files, and that the program is protected against memory errors.
 """
 
 import os

@@ -112,7 +112,7 @@ def main():
         if sandbox(folder, "true").returncode != 0:
             skip("the system does not allow namespaces")
         rules = pathlib.Path(folder)
-        # systemd's rules for terminals do the same.
+        # Imports the device's USB properties, as systemd's rules for terminals do.
         (rules / "60-serial.rules").write_text('SUBSYSTEMS=="usb", IMPORT{builtin}="usb_id"\n')
         for optional in (False, True):
             changed = text.replace("\n#ENV", "\nENV") if optional else text

@@ -56,7 +56,7 @@ class Compositor {
   std::atomic<bool> disconnects_ = false;
   std::atomic<bool> isStopped_ = false;
 
-  mutable std::mutex mutex_;  // guards the following
+  mutable std::mutex mutex_;  // guards the members below
   std::vector<Key> keys_;
   xkb_keymap* keymap_ = nullptr;
   std::uint32_t modifiers_ = 0;

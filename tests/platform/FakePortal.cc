@@ -15,7 +15,7 @@ namespace {
 constexpr char kPath[] = "/org/freedesktop/portal/desktop";
 constexpr char kService[] = "org.freedesktop.portal.Desktop";
 
-// Reads a dictionary with values of types s and u.
+// Reads a dictionary whose values are strings (D-Bus type s) and unsigned integers (u).
 FakePortal::Options ReadOptions(sd_bus_message* call) {
   FakePortal::Options options;
   sd_bus_message_enter_container(call, 'a', "{sv}");

@@ -37,7 +37,7 @@ class FakePortal {
   std::atomic<User> user = User::kGrants;
   std::atomic<unsigned> version = 2;
   std::atomic<std::int32_t> refusedKeysym = 0;  ///< replies to this keysym with an error
-  std::atomic<bool> ignoresPresses = false;     ///< never replies to presses
+  std::atomic<bool> ignoresPresses = false;     ///< does not reply to presses
 
   std::vector<Options> selections() const;  ///< arguments of SelectDevices
   int questions() const;                    ///< number of requests for permission
@@ -56,9 +56,9 @@ class FakePortal {
   std::atomic<bool> isEnding_ = false;
   std::atomic<bool> closes_ = false;
   std::thread thread_;
-  std::string session_;  // used by thread_
+  std::string session_;  // used only by thread_
 
-  mutable std::mutex mutex_;  // guards the following
+  mutable std::mutex mutex_;  // guards the members below
   std::vector<Options> selections_;
   int questions_ = 0;
   std::string keysyms_;

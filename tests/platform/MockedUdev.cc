@@ -140,7 +140,7 @@ bool PollLoop::Turn() {
   for (std::size_t i = 0; i < descriptors.size(); ++i) {
     const auto found = watches_.find(numbers[i]);
     if (descriptors[i].revents == 0 || found == watches_.end()) continue;
-    // A copy, because the call may end the watch.
+    // Copies the callback, because the call may end the watch.
     const std::function<void()> ready = found->second.ready;
     ready();
   }

@@ -503,7 +503,7 @@ TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
     return file && file->Append("a") && file->Synchronize(std::chrono::seconds(30)) &&
            store_.SynchronizeEntries(path, std::chrono::seconds(30));
   }));
-  // The user may have created the folder "inner" itself.
+  // Now the user can write to "private". Its entry "inner" may be new, so it must be flushed.
   chmod((folder_ / "private").c_str(), 0333);
   EXPECT_FALSE(
       AsOrdinaryUser([&] { return store_.SynchronizeEntries(path, std::chrono::seconds(30)); }));
@@ -538,7 +538,7 @@ TEST_F(PosixFileStoreTest, ReplaceOnAFullDeviceChangesNothing) {
   if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "no small file system can be mounted here";
   const std::string mount = folder_ / "small";
   fs::create_directory(mount);
-  // A file system of 256 KiB has room for the old file, but not also for the new one.
+  // A file system of 256 KiB has room for the old file or the new one, but not for both.
   const auto replace = [&](const std::string& bytes) {
     return std::string(PLATFORM_HELPER) + " replace " + mount + "/file " + bytes;
   };
@@ -600,7 +600,7 @@ void Flip(const std::string& path, const std::string& target) {
 TEST_F(PosixFileStoreTest, UpdateNeverPublishesAPrivateFile) {
   constexpr uid_t kUser = 1;
   constexpr uid_t kAttacker = 2;
-  // The file system in memory makes fsync(2) fast.
+  // /dev/shm is in memory, which makes fsync(2) fast.
   const std::string folder = "/dev/shm/quillet-test-" + std::to_string(getpid());
   if (geteuid() != 0 || !fs::create_directory(folder)) GTEST_SKIP() << "needs root and /dev/shm";
   const std::string path = folder + "/file";

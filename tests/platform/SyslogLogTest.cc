@@ -87,7 +87,7 @@ TEST(SyslogLog, FullBacklogBlocksWritersButLosesNoLine) {
     for (; written < kLines; ++written) log.Write(std::string(kLineBytes, 'x'));
   });
   EXPECT_TRUE(test::WaitFor([&] { return written >= kRoom; }));
-  std::this_thread::sleep_for(milliseconds(200));  // time in which writers could exceed the limit
+  std::this_thread::sleep_for(milliseconds(200));  // gives the writer time to exceed the limit
   EXPECT_LE(written, 2 * kRoom);
   receiver.Resume();
   writer.join();

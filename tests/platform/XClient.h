@@ -27,12 +27,12 @@ class XClient {
 
   /// Creates a window and gives it focus.
   void TakeFocus();
-  /// Gives the last window focus. It must be visible.
+  /// Gives focus to the latest window, which must be visible.
   void Focus();
   /// Returns the code of the window's next key event: negative for a release, 0 if there is none.
   int NextKey();
 
-  /// Starts to receive the messages that are sent to the root window.
+  /// Starts receiving messages that are sent to the root window.
   void ListenToRoot();
   /// Returns the bytes of all received messages with 8-bit data.
   std::string Messages();

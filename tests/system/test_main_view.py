@@ -4,7 +4,7 @@ from harness.archive import archived_records, stored
 from harness.case import Settings, SystemTest, messages, some_records, wait_until
 from harness.lines import view_text
 
-_LIMIT = 100_000  # record lines
+_LIMIT = 100_000  # maximum number of record lines in the view
 _CUT = "The window shows only the latest records. All records are in the archive."
 
 

@@ -10,10 +10,10 @@ from harness.case import FOLDER, SHARED, OtherUserTest, Settings, messages, some
 from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
-_TRACE = "/tmp/trace"  # strace adds the thread's number
+_TRACE = "/tmp/trace"  # strace appends the thread's ID
 _STRACE = ("strace", "-D", "-ff", "-y", "-s", "4096", "-e", "trace=open,openat,openat2,creat",
            "-o", _TRACE)
-# openat(AT_FDCWD</tmp>, "name", O_RDONLY|O_NOFOLLOW) = 5</tmp/name>
+# Matches lines such as: openat(AT_FDCWD</tmp>, "name", O_RDONLY|O_NOFOLLOW) = 5</tmp/name>
 _OPEN = re.compile(r'open\w*\((?:[^<"]*<(?P<folder>[^>]*)>, )?"(?P<name>[^"]*)", (?P<flags>[^)]*)\)'
                    r"\s+= (?P<result>-1 \w+|\d+<(?P<opened>[^>]*)>)")
 

@@ -1,4 +1,4 @@
-"""Second starts of the program by the same user on the same display."""
+"""Starting the program again as the same user on the same display."""
 
 import os
 import signal

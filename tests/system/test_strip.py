@@ -248,7 +248,7 @@ class SettingsTest(StripTest):
 class RestartTest(StripTest):
 
     def check_restart(self):
-        """Presses Restart Quillet. The program must start again in the same process."""
+        """Presses "Restart Quillet". The program must start again in the same process."""
         def starts():
             return self.log.lines(self.quillet.pid).count("-[LumetFile CreateBarcodeDirectory]")
         before = starts()

@@ -42,7 +42,7 @@ class SuspendTest(SystemTest):
         quillet.wait_for_message("")
 
     def start_run_without_records(self):
-        """Returns a scanner that does not answer the request for its records."""
+        """Starts a run whose request for the records is never answered. Returns the scanner."""
         Settings(filename=OUTPUT).save()
         scanner = self.plugged_in_scanner(some_records(200), faults=["on P ignore"])
         self.start_connected().press("Synchronize")

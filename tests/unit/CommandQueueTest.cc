@@ -41,7 +41,7 @@ TEST(CommandQueueTest, StoresAWakeupInTwoBytes) {
 
 TEST(CommandQueueTest, FindsQueuedCommandsByType) {
   CommandQueue queue;
-  queue.Append({0x05, 'W'});  // the argument is not a length
+  queue.Append({0x05, 'W'});  // a wake-up: 0x05 is its argument, not a length
   queue.Append({0x03, '1', 'E', '0'});
   EXPECT_FALSE(queue.Holds('E')) << "no command of this type";
   queue.Append({0x01, 'E'});

@@ -93,7 +93,7 @@ TEST_F(ConnectionManagerTest, StartsOneAttemptForAPortMissedByAnAttempt) {
   });
   application.applicationDidFinishLaunching();
   ASSERT_TRUE(WaitFor([&] { return waiting.load(); }));
-  // The silent port moves from the first place in the table to the second.
+  // The silent port moves from the first position in the table to the second.
   registry.Unplug(folder / "silent");
   registry.Plug("usbmodem0", scanner);
   registry.Attach("usbmodem1", folder / "silent");

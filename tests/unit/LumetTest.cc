@@ -417,7 +417,7 @@ TEST_F(LumetTest, ReportsAPortThatCannotBeOpened) {
 }
 
 TEST_F(LumetTest, StaysDisconnectedIfClosedDuringOpening) {
-  // Disconnects while the port is opened for writing.
+  // Disconnects while the port is being opened for writing.
   int opened = 0;
   line.onOpen = [&](const std::string&) {
     if (++opened == 2) lumet.disconnectTavo();

@@ -53,12 +53,12 @@ class FaultyFiles final : public test::HookedFileStore {
     return broken != "folders";
   }
 
-  bool full = false;                         // true: appending fails
-  bool failsOnce = false;                    // true: the next append fails
-  std::string broken;                        // flushing files with this ending, or "folders", fails
-  std::string refused;                       // creating files with this ending fails
-  Texts flushed;                             // names of the flushed files
-  std::function<void()> whileSynchronizing;  // called only during the next flush
+  bool full = false;       // true: appending fails
+  bool failsOnce = false;  // true: the next append fails
+  std::string broken;      // files with this ending, or "folders", cannot be flushed
+  std::string refused;     // creating files with this ending fails
+  Texts flushed;           // names of the flushed files
+  std::function<void()> whileSynchronizing;  // called by the next flush only
 };
 
 class RunArchiveTest : public ::testing::Test {

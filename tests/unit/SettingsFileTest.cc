@@ -9,7 +9,7 @@ using test::PutFile;
 
 class SettingsFileTest : public test::SettingsFixture {
  protected:
-  /// Saves settings with these names and restarts the program.
+  /// Saves settings with these two paths and restarts the program.
   void SaveAndStart(std::string_view appname, std::string_view filename) {
     settings().appname.Set(appname);
     settings().filename.Set(filename);

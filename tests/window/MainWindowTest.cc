@@ -339,7 +339,7 @@ TEST_F(MainWindow, PortListIsAccessible) {
   EXPECT_TRUE(items->child(0)->state().selected);
 }
 
-TEST_F(MainWindow, PortListShowsDetailsBesideUnchangedTitles) {
+TEST_F(MainWindow, PortListShowsDetailsNextToUnchangedTitles) {
   platform::PopUpList& list = window_.portList();
   list.AddItem("usbmodem1421", "/dev/ttyACM1");
   EXPECT_EQ(list.ItemTitle(1), "usbmodem1421");

@@ -13,7 +13,7 @@
 namespace quillet::window_tests {
 namespace {
 
-/// Recognizes all keys, or none.
+/// Recognizes either all keys or none, as the test chooses.
 struct FakeOwnKeys final : platform::OwnKeys {
   bool IsOwnEvent(const void*) override { return false; }
   bool IsOwnKey(const platform::WindowKey& key) override {
@@ -36,8 +36,8 @@ class OwnKeyFilter : public testing::Test {
     }
   }
 
-  // Sends the key to the window, like the windowing system. For a widget, QTest would bypass the
-  // window.
+  // Sends the key to the window, like the windowing system. If given a widget, QTest sends the key
+  // directly to it.
   void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
     QTest::keyClick(window_.widget().windowHandle(), key, modifiers);
   }

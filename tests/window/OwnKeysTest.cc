@@ -79,7 +79,7 @@ class OwnKeys : public testing::Test {
   void TypeOwn(const std::string& text) {
     const int before = ignored_;
     Type(own_, text);
-    // A press and a release per character, and as many for Shift.
+    // Each character needs a press and a release. If it needs Shift, there are two more events.
     auto events = 2 * text.size();
     for (const char character : text) {
       events += (KeyForCharacter(static_cast<unsigned char>(character)) & kShiftBit) ? 2 : 0;
@@ -96,7 +96,7 @@ class OwnKeys : public testing::Test {
   platform::linux_desktop::X11OwnKeys recognizer_{platform::qt::X11Connection()};
   platform::qt::QtOwnKeyFilter filter_{recognizer_, [this] { ++ignored_; }};
   X11KeyEvents own_{log_, clock_, recognizer_.window()};
-  X11KeyEvents others_{log_, clock_};  // another program that types, or the user
+  X11KeyEvents others_{log_, clock_};  // acts as another program or as the user
   platform::qt::QtMainWindow window_;
   QLineEdit field_;
 };

@@ -10,7 +10,8 @@ import time
 from desktops import Gnome
 from matrix import TEXT, Cell, Receiver
 
-# Stops remote access as the indicator in GNOME Shell's panel does.
+# LISTEN collects GNOME Shell's handles of remote access. STOP stops the latest one, like the
+# indicator in the panel.
 LISTEN = ("global.backend.get_remote_access_controller().connect('new-handle', (_, handle) =>"
           " (globalThis.accesses ??= []).push(handle))")
 STOP = "accesses.pop().stop() === undefined"

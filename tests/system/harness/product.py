@@ -227,7 +227,7 @@ class Quillet:
         return self._settled(lambda: [entry.name for entry in self._port_entries()])
 
     def port_paths(self):
-        """Returns the paths beside the entries of the port list."""
+        """Returns the paths shown next to the entries of the port list."""
         return self._settled(lambda: [entry.description for entry in self._port_entries()])
 
     def wait_for_ports(self, entries):
@@ -244,7 +244,7 @@ class Quillet:
         return chosen[0] if len(chosen) == 1 else None
 
     def chosen_port_path(self):
-        """Returns the path beside the selected port."""
+        """Returns the path shown next to the selected port."""
         return self._settled(lambda: self._port_list().description)
 
     def wait_for_chosen_port(self, name):
