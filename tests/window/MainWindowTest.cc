@@ -263,6 +263,7 @@ TEST_F(MainWindow, KeysReachTheButtonsOfAMessage) {
     EXPECT_EQ(QApplication::focusWidget(), button);
     Press(Qt::Key_Return);
     Press(Qt::Key_Space);
+    QTest::keyClick(TextWidget(), button->shortcut()[0].key(), Qt::AltModifier);
     EXPECT_TRUE(SpinUntil([&] { return pressed_[title] == 3; }));
     EXPECT_EQ(std::exchange(pressed_, {}), (Presses{{title, 3}}));
     EXPECT_NE(Accessible(QAccessible::Button, QString::fromStdString(title)), nullptr);
