@@ -62,7 +62,7 @@ void AddKey(std::vector<KeyEvent>& events, char character) {
   events.push_back({virtualKey, false, KeyFlag::kNone, character});
 }
 
-/// Posts each line in a single call, like Quillet. If `pace` is not 0, posts single characters.
+/// Posts each line in a single call, like Quillet, or each character separately if `pace` is not 0.
 void Post(platform::KeyEvents& keys, platform::Clock& clock, std::chrono::microseconds pace,
           std::string_view text) {
   std::vector<KeyEvent> events;

@@ -43,7 +43,7 @@ class ClipboardTest(TypingCase):
         self.addCleanup(os.kill, manager.pid, signal.SIGCONT)
         self.close()
 
-    def test_pastes_records_after_other_programs_copy(self):
+    def test_pastes_records_after_other_programs_copy_text(self):
         self.connect([], data_only(destination=2, non_english=1))
         window = TextWindow(self)
         (scanner,) = self.scanners

@@ -116,7 +116,7 @@ TEST_F(X11KeyEventsTest, TypesWhileLocksAreOn) {
   }
 }
 
-TEST_F(X11KeyEventsTest, ReleasesHeldModifiersWhileTyping) {
+TEST_F(X11KeyEventsTest, TypesWhileModifiersAreHeld) {
   for (const char* key : {"Shift_L", "Control_R", "Alt_L", "Super_L", "ISO_Level3_Shift", "a"}) {
     Use("de");
     Hold(key, true);

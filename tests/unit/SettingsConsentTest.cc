@@ -379,7 +379,7 @@ class ScanNoticeTest : public test::AppFixture {
   }
 };
 
-TEST_F(ScanNoticeTest, IsShownForTheFirstScanIntoEachProgram) {
+TEST_F(ScanNoticeTest, IsShownOncePerProgramThatReceivesScans) {
   ConnectWith({.destination = kToActiveApplication});
   EXPECT_EQ(
       MessageAfterScan(),

@@ -99,7 +99,7 @@ def difference(expected, received):
 
 
 class Cell:
-    """Types TEXT into a receiver. Each state in STATES has a method."""
+    """Types TEXT into a receiver. STATES lists the methods, one for each state of the desktop."""
 
     def __init__(self, desktop, receiver, repeat=1):
         self._desktop = desktop

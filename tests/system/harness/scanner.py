@@ -44,7 +44,7 @@ class Scanner:
     """
 
     _LINE = "--link"
-    _FOLDER = "/dev"  # folder in which the terminal appears as `link`
+    _FOLDER = "/dev"  # folder of `link`, the path of the terminal
     _USER = []  # start of a command that runs the simulator as another user
 
     def __init__(self, desktop, devices, records=(), *, serial="2104005771", model="old",
