@@ -4,7 +4,6 @@ import collections
 import errno
 import os
 import shutil
-import subprocess
 import tempfile
 
 from fault_case import OUTPUT, FaultTest, Settings, messages, some_records, wait_until
@@ -14,8 +13,6 @@ from harness.product import Quillet
 
 TO_FILE, TO_VIEW, TO_FRONTMOST, TO_NAMED = range(4)
 
-_SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "fail_calls.c")
-_LIBRARY = f"{tempfile.gettempdir()}/fail_calls.so"
 _CALLS = f"{tempfile.gettempdir()}/calls"
 _STATE = "/tmp/.local"
 _FAST = ["--speed", "2000000", "--latency", "0.5"]
@@ -102,10 +99,7 @@ class Disk:
 class ArchiveTest(FaultTest):
     """Each attempt starts the program, which synchronizes at once and erases the scanner."""
 
-    def setUp(self):
-        super().setUp()
-        subprocess.run(["gcc", "-shared", "-fPIC", "-O1", "-Wall", "-Wextra", "-Werror",
-                        "-o", _LIBRARY, _SOURCE], check=True)
+    faults = "fail_calls"
 
     def begin_attempt(self, records, destination, burst, faults=None, **settings):
         """Removes the files of earlier attempts, plugs in a new scanner and starts the program.
@@ -125,9 +119,9 @@ class ArchiveTest(FaultTest):
         scanner = self.plugged_in_scanner(records, options=_FAST)
         environment = None
         if faults is not None:
-            preload = self.devices.environment["LD_PRELOAD"]
-            environment = {"LD_PRELOAD": f"{_LIBRARY}:{preload}", "FAIL_LOG": _CALLS,
-                           "FAIL_CALLS": ";".join(" ".join(map(str, fault)) for fault in faults)}
+            environment = self.preload(
+                FAIL_LOG=_CALLS,
+                FAIL_CALLS=";".join(" ".join(map(str, fault)) for fault in faults))
         self.quillet = Quillet(self.desktop, self.devices, environment=environment)
         self.devices.listener = self.quillet.process
         return scanner

@@ -9,7 +9,6 @@
  * FILE is a result of FileOf(). The line "begin" is logged before each fsync(), and "erase" for
  * each byte E that is sent over the serial line. */
 
-#define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>

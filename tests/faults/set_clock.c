@@ -1,7 +1,6 @@
 /* A library to preload. It reads an offset from a file and adds it to a program's time of day. The
  * monotonic clock is not changed. */
 
-#define _GNU_SOURCE
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <stdint.h>

@@ -4,24 +4,20 @@ import calendar
 import mmap
 import os
 import struct
-import subprocess
-import tempfile
 import time
 
 from fault_case import FaultTest, Settings, messages, some_records, wait_until
 
-_SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "set_clock.c")
-_LIBRARY = f"{tempfile.gettempdir()}/set_clock.so"
 _OFFSET = "/tmp/clock-offset"
 
 
 class ClockTest(FaultTest):
     """Changes CLOCK_REALTIME only. Time-outs use the monotonic clock."""
 
+    faults = "set_clock"
+
     def setUp(self):
         super().setUp()
-        subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", _LIBRARY, _SOURCE],
-                       check=True)
         with open(_OFFSET, "wb+") as file:
             file.write(bytes(8))
             file.flush()
@@ -36,8 +32,7 @@ class ClockTest(FaultTest):
         scanner = self.begin(some_records(3))
         Settings().save()
         self.set_clock(2031, 5, 6, 7, 8, 9)
-        preload = self.devices.environment["LD_PRELOAD"]
-        quillet = self.start(environment={"LD_PRELOAD": f"{preload}:{_LIBRARY}", "TZ": "UTC"})
+        quillet = self.start(environment=self.preload(TZ="UTC"))
         quillet.wait_for_view(messages.STARTED + messages.connecting())
         self.assertEqual((31, 5, 6, 7), scanner.clock_settings()[0][:4])
         quillet.wait_for_connect_label("Disconnect")

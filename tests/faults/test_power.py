@@ -1,36 +1,30 @@
 """Tests power failures with a model of a disk that loses everything that was not flushed."""
 
-import os
-import subprocess
 import tempfile
 
 from disk_model import archived_bytes, read_trace, survivors_at_erases, synchronized_paths
 from fault_case import FOLDER, OUTPUT, FaultTest, Settings, messages, some_records, wait_until
 
-_SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "disk_calls.c")
-_LIBRARY = f"{tempfile.gettempdir()}/disk_calls.so"
 _TRACE = f"{tempfile.gettempdir()}/disk-calls"
 _STATE = "/tmp/state"  # the program creates this folder for its archive
 
 
 class PowerTest(FaultTest):
 
+    faults = "disk_calls"
+
     def setUp(self):
         super().setUp()
-        subprocess.run(["gcc", "-D_GNU_SOURCE", "-shared", "-fPIC", "-O1", "-Wall", "-Werror",
-                        "-o", _LIBRARY, _SOURCE], check=True)
         with open(_TRACE, "w", encoding="ascii"):
             pass
 
     def erasing_runs(self, *runs, **settings):
         """Synchronizes once per list of records, erasing the scanner. Returns the traced calls."""
         Settings(filename=OUTPUT, clear_memory=1, **settings).save()
-        preload = self.devices.environment["LD_PRELOAD"]
         for records in runs:
             scanner = self.plugged_in_scanner(records)
-            quillet = self.start(environment={"LD_PRELOAD": f"{_LIBRARY}:{preload}",
-                                              "DISK_CALLS_TRACE": _TRACE,
-                                              "XDG_STATE_HOME": _STATE})
+            quillet = self.start(environment=self.preload(DISK_CALLS_TRACE=_TRACE,
+                                                          XDG_STATE_HOME=_STATE))
             quillet.wait_for_view(messages.STARTED + messages.connecting())
             quillet.wait_for_connect_label("Disconnect")
             quillet.clear()

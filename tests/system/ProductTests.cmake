@@ -2,6 +2,17 @@
 set(PRODUCT_TEST_PYTHON /usr/bin/python3)
 set(PRODUCT_TEST_RUNNER ${CMAKE_CURRENT_LIST_DIR}/run.py)
 
+# Builds NAME.c of the current folder as NAME.so, which tests preload.
+function(add_preloaded_library name)
+  set(library ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}.so)
+  add_custom_command(OUTPUT ${library}
+    COMMAND gcc -D_GNU_SOURCE -shared -fPIC -O1 -Wall -Wextra -Werror
+            -o ${library} ${CMAKE_CURRENT_SOURCE_DIR}/${name}.c
+    DEPENDS ${name}.c
+    VERBATIM)
+  add_custom_target(${name} ALL DEPENDS ${library})
+endfunction()
+
 # Adds each test in test_*.py of the current folder to CTest as PREFIX.file.test with the label
 # PREFIX. LIMIT is the time-out in seconds; builds with sanitizers multiply it by 2.5. COST makes
 # CTest start these tests first, because they take the longest.

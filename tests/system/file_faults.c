@@ -3,7 +3,6 @@
  *   REFUSED_MODES=ERRNO  fchmod() and fchown() fail with this error number
  *   BLOCKED_SYNC=TEXT    fsync() never returns for files whose path contains this text */
 
-#define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
 #include <stdio.h>

@@ -6,7 +6,6 @@
  *   NO_THREADS=1   std::thread cannot start a thread
  *   NO_PIPES=1     the program cannot create a pipe */
 
-#define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>

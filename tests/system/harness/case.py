@@ -3,9 +3,7 @@
 import os
 import re
 import shutil
-import subprocess
 import sys
-import tempfile
 import unittest
 
 from harness import messages, other_user
@@ -154,7 +152,7 @@ class ProductTest(unittest.TestCase):
 class SystemTest(ProductTest):
     """A test with mocked USB devices. Before the first start, the data folder does not exist."""
 
-    faults = None  # name of the C file whose library preload() builds, without ".c"
+    faults = None  # library for preload(), built by add_preloaded_library() in ProductTests.cmake
 
     def create_devices(self):
         from harness.devices import Devices  # tests/guest has no umockdev
@@ -169,13 +167,10 @@ class SystemTest(ProductTest):
                 os.unlink(f"/Users/{name}")
 
     def preload(self, **environment):
-        """Builds the library of faults. Returns `environment` with the variable that preloads it."""
-        library = f"{tempfile.gettempdir()}/{self.faults}.so"
-        folder = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-        subprocess.run(["gcc", "-shared", "-fPIC", "-Wall", "-Werror", "-o", library,
-                        f"{folder}/{self.faults}.c"], check=True)
+        """Returns `environment` with the variable that preloads the library of faults."""
+        folder = os.path.dirname(os.environ["SYSTEM_TEST_SIMULATOR"])
         before = self.devices.environment["LD_PRELOAD"]
-        return {"LD_PRELOAD": f"{library}:{before}", **environment}
+        return {"LD_PRELOAD": f"{folder}/{self.faults}.so:{before}", **environment}
 
     def end_program(self):
         """Closes the program and switches off the last scanner, so that the test can start both
