@@ -1,7 +1,10 @@
 """Reads and operates the program's controls over AT-SPI, as a screen reader does.
 
-Nothing is cached: each value is requested from the program over D-Bus.
+Values are not cached: each is requested from the program over D-Bus. Only the roles of objects are,
+because they do not change.
 """
+
+import functools
 
 import gi
 
@@ -16,6 +19,10 @@ _CALL_LIMIT = 20_000  # milliseconds
 _CHECKED = 4
 _PRESSED = 20
 _SELECTED = 23
+
+# Roles of objects that have no children in the program's windows.
+_LEAVES = {"check box", "label", "list item", "progress bar", "push button", "radio button",
+           "scroll bar", "separator", "table cell"}
 
 
 class Unreachable(Exception):
@@ -89,7 +96,7 @@ class Node:
     def description(self):
         return self._property("Accessible", "Description")
 
-    @property
+    @functools.cached_property
     def role(self):
         (role,) = self._request("Accessible", "GetRoleName")
         return role
@@ -102,12 +109,19 @@ class Node:
         """Yields all objects below this one in preorder."""
         for child in self.children():
             yield child
-            yield from child.descendants()
+            if child.role not in _LEAVES:
+                yield from child.descendants()
 
     def find(self, role, name=None):
         """Returns the descendant with this role and name. Fails unless exactly one exists."""
-        found = [node for node in self.descendants()
-                 if node.role == role and name in (None, node.name)]
+        return self._only(self.descendants(), role, name)
+
+    def find_child(self, role, name=None):
+        """Returns the child with this role and name. Fails unless exactly one exists."""
+        return self._only(self.children(), role, name)
+
+    def _only(self, nodes, role, name):
+        found = [node for node in nodes if node.role == role and name in (None, node.name)]
         if len(found) != 1:
             raise AssertionError(f"{len(found)} objects with role {role}, name {name}:\n{self.tree()}")
         return found[0]

@@ -39,8 +39,7 @@ class Quillet:
                                **popen)
         self.last_view = ""
         self._frame_node = None
-        self._view_node = None
-        self._list_node = None
+        self._parts = {}  # controls that exist as long as the window
 
     @property
     def pid(self):
@@ -65,6 +64,12 @@ class Quillet:
         if frames:
             (self._frame_node,) = frames
         return bool(frames)
+
+    def _part(self, role, name=None):
+        """Returns a control of the frame."""
+        if role not in self._parts:
+            self._parts[role] = self._settled(lambda: self._frame().find_child(role, name))
+        return self._parts[role]
 
     def wait_for_window(self):
         """Waits until the window is on the screen and accessible."""
@@ -108,9 +113,7 @@ class Quillet:
 
     def view(self):
         """Returns the text of the view."""
-        if self._view_node is None:
-            self._view_node = self._settled(lambda: self._frame().find("text", VIEW))
-        self.last_view = self._view_node.text()
+        self.last_view = self._part("text", VIEW).text()
         return self.last_view
 
     def _wait_for_view(self, condition, text, relation):
@@ -129,11 +132,18 @@ class Quillet:
 
     # The status strip
 
+    def _strip(self):
+        """Returns the text of the status strip, or None if it has no label, and its buttons by
+        title."""
+        controls = self._part("status bar").children()
+        labels = [node.name for node in controls if node.role == "label"]
+        buttons = [(node.name, node) for node in controls if node.role == "push button"]
+        return (labels[0] if labels else None,
+                {title: button for title, button in buttons if title})
+
     def progress(self):
         """Returns the text of the status strip, which may be empty."""
-        labels = [node.name for node in self._frame().descendants()
-                  if node.role == "label" and node.name != PORT_LIST]
-        return labels[0] if labels else None
+        return self._strip()[0]
 
     def wait_for_progress(self, text):
         wait_until(lambda: self._settled(self.progress) == text,
@@ -143,20 +153,16 @@ class Quillet:
         """Waits until the status strip shows a text that matches a regular expression, and these
         buttons. Returns the match."""
         def matches():
-            found = re.fullmatch(pattern, self._settled(self.progress) or "")
-            return list(self._settled(self._strip_buttons)) == list(buttons) and found
+            text, titles = self._settled(self._strip)
+            found = re.fullmatch(pattern, text or "")
+            return list(titles) == list(buttons) and found
         return wait_until(matches, lambda: f"{pattern!r} with {buttons}, not "
                           f"{self._settled(self.progress)!r} with "
-                          f"{list(self._settled(self._strip_buttons))}")
-
-    def _strip_buttons(self):
-        strip = self._frame().find("status bar")
-        return {node.name: node for node in strip.children()
-                if node.role == "push button" and node.name}
+                          f"{list(self._settled(self._strip)[1])}")
 
     def press_in_strip(self, title):
         """Presses a button in the status strip and waits until it is released or disappears."""
-        button = self._settled(self._strip_buttons)[title]
+        button = self._settled(self._strip)[1][title]
         button.act("Press")
 
         def is_released():
@@ -168,7 +174,8 @@ class Quillet:
 
     def wait_for_restart(self):
         """Waits until the program has started again and shows its window."""
-        self._frame_node = self._view_node = self._list_node = None
+        self._frame_node = None
+        self._parts.clear()
         self.wait_for_window()
 
     def wait_for_silence(self, text):
@@ -180,8 +187,8 @@ class Quillet:
 
     def _buttons(self):
         def find():
-            toolbar = self._frame().find("tool bar")
-            return {node.name: node for node in toolbar.children() if node.role == "push button"}
+            return {node.name: node for node in self._part("tool bar").children()
+                    if node.role == "push button"}
         return self._settled(find)
 
     def buttons(self):
@@ -214,9 +221,10 @@ class Quillet:
     # The port list
 
     def _port_list(self):
-        if self._list_node is None:
-            self._list_node = self._settled(lambda: self._frame().find("combo box", PORT_LIST))
-        return self._list_node
+        if PORT_LIST not in self._parts:
+            self._parts[PORT_LIST] = self._settled(
+                lambda: self._part("tool bar").find("combo box", PORT_LIST))
+        return self._parts[PORT_LIST]
 
     def _port_entries(self):
         (entries,) = self._port_list().children()
@@ -266,7 +274,9 @@ class Quillet:
 
     def close_window(self):
         """Closes the window through the window manager."""
-        close_window(self._desktop.environment["DISPLAY"], int(self.window()))
+        # A search for windows fails while another window is being destroyed.
+        window = wait_until(self.window, "the window")
+        close_window(self._desktop.environment["DISPLAY"], int(window))
 
     def wait_for_end(self):
         """Waits until the program exits. Returns its exit status."""
