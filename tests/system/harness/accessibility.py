@@ -1,10 +1,8 @@
 """Reads and operates the program's controls over AT-SPI, as a screen reader does.
 
-Values are not cached: each is requested from the program over D-Bus. Only the roles of objects are,
-because they do not change.
+Values are not cached: each is requested from the program over D-Bus. The roles of objects do not
+change and are therefore requested once.
 """
-
-import functools
 
 import gi
 
@@ -23,6 +21,8 @@ _SELECTED = 23
 # Roles of objects that have no children in the program's windows.
 _LEAVES = {"check box", "label", "list item", "progress bar", "push button", "radio button",
            "scroll bar", "separator", "table cell"}
+
+_roles = {}  # by owner and path; programs do not reuse paths
 
 
 class Unreachable(Exception):
@@ -96,10 +96,12 @@ class Node:
     def description(self):
         return self._property("Accessible", "Description")
 
-    @functools.cached_property
+    @property
     def role(self):
-        (role,) = self._request("Accessible", "GetRoleName")
-        return role
+        key = self._owner, self._path
+        if key not in _roles:
+            (_roles[key],) = self._request("Accessible", "GetRoleName")
+        return _roles[key]
 
     def children(self):
         (children,) = self._request("Accessible", "GetChildren")
