@@ -53,7 +53,7 @@ std::string FileNamePart(std::string text) {
   for (std::size_t i = 0; i < text.size();) {
     const std::size_t length = Utf8SequenceLength(std::string_view(text).substr(i));
     char& c = text[i];
-    if (length == 0 || c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '_';
+    if (length == 0 || c == '/' || c == '\0') c = '_';
     i += std::max<std::size_t>(length, 1);
   }
   return text;

@@ -112,8 +112,8 @@ class LumetFile {
 /// Returns the words for the error number of a write (errno(3)), for the middle of a sentence.
 std::string_view ReasonText(int error);
 
-/// Returns `text` with slashes, control characters and the bytes of invalid UTF-8 replaced by '_'.
-/// A corrupted serial number may contain them.
+/// Returns `text` with slashes, NULs and the bytes of invalid UTF-8 replaced by '_'. A corrupted
+/// serial number may contain them. All other characters are kept, including control characters.
 std::string FileNamePart(std::string text);
 
 /// Returns the path of a run's output file: `path` with each placeholder, including its slash,

@@ -306,7 +306,8 @@ void RunArchive::OpenRun() {
     char stamp[64];
     std::snprintf(stamp, sizeof stamp, "%04d%02d%02d_%02d%02d%02d_", now.year, now.month, now.day,
                   now.hour, now.minute, now.second);
-    first = folder_.UnusedName(stamp + FileNamePart(scanner_.SerialNo.TextFrom(0)));
+    // Line feeds would break the list of ArchiveFolder::NoteCreation.
+    first = folder_.UnusedName(stamp + FileNamePart(EscapedText(scanner_.SerialNo.TextFrom(0))));
   }
   const std::string name = folder_.UnusedName(first, ArchiveFolder::kVolumeMark);
   if (!OpenVolume(run_, name, true)) return;

@@ -59,7 +59,10 @@ TEST_F(LumetFileTest, ReplacesEachPlaceholderInAPath) {
 TEST_F(LumetFileTest, ReplacesUnsafeSerialCharactersInFileNames) {
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("0000000000")), "000000_20140305_140709.txt");
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234/. /\x1f\x7f")),
-            "_. ____20140305_140709.txt");
+            "_. _\x1f\x7f_20140305_140709.txt");
+  EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234\n\xE2\x80\xAE")),
+            "\n\xE2\x80\xAE_20140305_140709.txt");
+  EXPECT_EQ(FileNamePart(std::string("a\0b", 3)), "a_b");
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("1234\xC3\xA9\xFF\xC3")),
             "\xC3\xA9___20140305_140709.txt");
   EXPECT_EQ(file.GetSyncFileName(SerialNumberField("123\xC3\xA9\x35")), "_5_20140305_140709.txt");

@@ -159,6 +159,14 @@ TEST_F(RunArchiveTest, OnlyTheUserCanReadTheFiles) {
   }
 }
 
+TEST_F(RunArchiveTest, FileNamesContainNoControlCharacters) {
+  Put("21\n/\x7F\xFFX");
+  Begin();
+  Receive("1");
+  EXPECT_EQ(Names(".records"), Texts{"20261116_010409_21%0A_%7F_X.records"});
+  EXPECT_EQ(test::FileContents(folder_ + "/order"), "20261116_010409_21%0A_%7F_X\n");
+}
+
 TEST_F(RunArchiveTest, StoresABurstBeforeItsFirstLine) {
   Begin();
   archive_.KeepBurst(Bytes(Stored("1") + Stored("gone", '\xFF') + Stored("2")));
