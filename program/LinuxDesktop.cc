@@ -74,12 +74,10 @@ std::string ActivationToken() {
   return Variable(onX11 ? "DESKTOP_STARTUP_ID" : kActivationToken);
 }
 
-// $XDG_STATE_HOME is ignored unless it is absolute (freedesktop.org, XDG Base Directory).
 std::string ArchiveFolderOfUser() {
-  const char* const state = std::getenv("XDG_STATE_HOME");
-  if (state != nullptr && state[0] == '/') return std::string(state) + "/quillet/runs";
-  const std::string home = platform::posix::HomeFolder();
-  return home.empty() ? home : home + "/.local/state/quillet/runs";
+  const std::string state =
+      platform::linux_desktop::StateFolder(std::getenv, platform::posix::HomeFolder());
+  return state.empty() ? state : state + "/runs";
 }
 
 // The guide is installed relative to the program (GNUInstallDirs in CMake).

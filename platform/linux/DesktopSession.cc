@@ -32,18 +32,19 @@ bool HasPortal(const Environment& environment) {
          desktops.find(":KDE:") != std::string::npos;
 }
 
-// $XDG_STATE_HOME is ignored unless it is absolute (freedesktop.org, XDG Base Directory).
 std::string TokenFile(const Environment& environment) {
-  std::string state = ValueOf(environment, "XDG_STATE_HOME");
-  if (!state.starts_with('/')) {
-    const std::string home = ValueOf(environment, "HOME");
-    if (home.empty()) return {};
-    state = home + "/.local/state";
-  }
-  return state + "/quillet/typing-permission";
+  const std::string state = StateFolder(environment, ValueOf(environment, "HOME"));
+  return state.empty() ? state : state + "/typing-permission";
 }
 
 }  // namespace
+
+// $XDG_STATE_HOME is ignored unless it is absolute (freedesktop.org, XDG Base Directory).
+std::string StateFolder(const Environment& environment, const std::string& home) {
+  const std::string state = ValueOf(environment, "XDG_STATE_HOME");
+  if (state.starts_with('/')) return state + "/quillet";
+  return home.starts_with('/') ? home + "/.local/state/quillet" : std::string();
+}
 
 bool IsX11Session(const Environment& environment) {
   return ValueOf(environment, "WAYLAND_DISPLAY").empty() &&

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "base/SystemLog.h"
 #include "platform/Clock.h"
@@ -19,6 +20,12 @@ using Environment = std::function<const char*(const char*)>;
 /// Xwayland reaches only the windows of X clients. Reads WAYLAND_DISPLAY (libwayland),
 /// XDG_SESSION_TYPE (pam_systemd(8)) and DISPLAY (X(7)).
 bool IsX11Session(const Environment& environment);
+
+/// Returns the absolute path of the folder in which Quillet keeps its state: in $XDG_STATE_HOME, or
+/// else in ".local/state" in the user's home folder (freedesktop.org, XDG Base Directory).
+/// @param home  absolute path of the home folder
+/// @return an empty text if `home` is needed but not absolute
+std::string StateFolder(const Environment& environment, const std::string& home);
 
 /// Posts and recognizes key events.
 struct SessionKeys {

@@ -2,6 +2,8 @@
 
 #include <map>
 #include <string>
+#include <string_view>
+#include <tuple>
 
 #include "platform/linux/DesktopSession.h"
 #include "platform/linux/WaylandSessionKeys.h"
@@ -11,6 +13,21 @@
 
 namespace quillet::platform::linux_desktop {
 namespace {
+
+TEST(DesktopSessionTest, KeepsItsStateInTheUsersStateFolder) {
+  for (const auto& [variable, home, folder] :
+       {std::tuple("/state", "/home/bea", "/state/quillet"),
+        {"/state", "", "/state/quillet"},
+        {"", "/home/bea", "/home/bea/.local/state/quillet"},
+        {"state", "/home/bea", "/home/bea/.local/state/quillet"},
+        {"", "home", ""},
+        {"", "", ""}}) {
+    const Environment environment = [value = variable](const char* name) {
+      return name == std::string_view("XDG_STATE_HOME") ? value : nullptr;
+    };
+    EXPECT_EQ(StateFolder(environment, home), folder) << variable << " " << home;
+  }
+}
 
 TEST(DesktopSessionTest, SendsKeysThroughX11OnlyInAnX11Session) {
   const struct {
