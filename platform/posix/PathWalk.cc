@@ -22,6 +22,10 @@ namespace {
 
 constexpr int kMostLinks = 40;  // the kernel's limit (path_resolution(7))
 
+// Owner of root's files in a container that does not map root (user_namespaces(7)), and on some
+// network disks.
+constexpr uid_t kUnmapped = 65534;
+
 // A folder may be accessible without being readable.
 #ifdef O_PATH
 constexpr int kSearch = O_PATH;
@@ -119,8 +123,11 @@ std::optional<std::string> LinkTarget(const Place& place, const std::string& nam
 
 // Opens a folder in the place's folder. If `name` is a link, puts the link's target before `rest`.
 void Enter(Place& place, const std::string& name, std::string& rest) {
-  // Without the sticky bit, users who may write to a folder may rename what it contains.
-  if (OthersMayWrite(place.status) && !(place.status.st_mode & S_ISVTX)) place.isExposed = true;
+  // The owner of a folder may rename what it contains, even if the folder has the sticky bit.
+  // Without this bit, so may all users who may write to it.
+  const struct stat& status = place.status;
+  const bool othersMayRename = OthersMayWrite(status) && !(status.st_mode & S_ISVTX);
+  if (othersMayRename || (!IsOwn(status) && status.st_uid != kUnmapped)) place.isExposed = true;
   UniqueFd folder = OpenAt(place.folder.Get(), name, kSearch | O_DIRECTORY);
   if (folder.IsOpen() || (errno != ELOOP && errno != ENOTDIR)) {
     return MoveTo(place, std::move(folder));

@@ -180,12 +180,19 @@ std::optional<std::string> ReadOpen(int file, const struct stat& status, std::si
   return std::nullopt;  // not enough memory
 }
 
-// Removes other users' permission to write to a folder of this user. If all users had it, they may
-// have put files there, so place.status keeps it.
+// Whether a folder was meant for several users. An administrator may have given a folder of root to
+// a group.
+bool IsShared(const struct stat& folder) {
+  constexpr mode_t kSharedByAll = S_ISVTX | S_IWOTH;
+  return folder.st_uid == 0 || (folder.st_mode & kSharedByAll) == kSharedByAll;
+}
+
+// Removes other users' permission to write to a folder of this user, unless it is shared. If all
+// users had the permission, they may have put files there, so place.status keeps it.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;
-  if (place.status.st_uid != geteuid() || !(mode & kOthersWrite)) return;
+  if (place.status.st_uid != geteuid() || !(mode & kOthersWrite) || IsShared(place.status)) return;
   static_cast<void>(fchmod(place.folder.Get(), mode & ~kOthersWrite));
   if (!(mode & S_IWOTH)) static_cast<void>(fstat(place.folder.Get(), &place.status));
 }

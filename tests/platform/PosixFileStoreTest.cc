@@ -61,10 +61,11 @@ class CreationMask {
   mode_t before_;
 };
 
+constexpr uid_t kNobody = 65534;
+
 /// Runs `work` in a child process to which file permissions apply. Root becomes the user nobody. If
 /// root lacks the capability to do so, permissions apply to root too.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
-  constexpr id_t kNobody = 65534;
   constexpr int kNotPossible = 2;
   const int result =
       Child([&] {
@@ -77,6 +78,20 @@ bool AsOrdinaryUser(const std::function<bool()>& work) {
       }).Wait();
   EXPECT_NE(result, kNotPossible);
   return result == 0;
+}
+
+/// Makes the user of AsOrdinaryUser the owner of a file or folder. @return false if not permitted
+bool GiveToOrdinaryUser(const std::string& path) {
+  return geteuid() != 0 || chown(path.c_str(), kNobody, kNobody) == 0;
+}
+
+/// Runs `work` in a child process of another user. Needs root's privileges. @return its result
+int AsUser(uid_t user, const std::function<int()>& work) {
+  return Child([&] {
+           if (setgroups(0, nullptr) != 0 || setuid(user) != 0) return -1;
+           return work();
+         })
+      .Wait();
 }
 
 #ifdef __linux__
@@ -161,39 +176,47 @@ TEST_F(PosixFileStoreTest, ReadsNothingFromPipesDevicesAndBrokenLinks) {
 }
 
 TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
-  constexpr uid_t kOther = 1;
-  constexpr gid_t kUnchanged = static_cast<gid_t>(-1);
-  const std::string file = folder_ / "parent/folder/file";
+  constexpr uid_t kUser = 1;
+  constexpr uid_t kOther = 2;
   const struct {
     const char* path;  // file or folder whose owner and mode are changed
     mode_t mode;
-    bool isOthers;  // whether another user owns it
+    uid_t owner;
     Custody custody;
   } cases[] = {
-      {"parent/folder/file", 0644, false, Custody::kTrusted},
-      {"parent/folder/file", 0646, false, Custody::kForeign},
-      {"parent/folder/file", 0664, false, Custody::kForeign},
-      {"parent/folder/file", 0644, true, Custody::kForeign},
-      {"parent/folder", 0775, false, Custody::kTrusted},  // removes the permission
-      {"parent/folder", 0777, false, Custody::kForeign},  // any user may have put the file there
-      {"parent/folder", 01777, false, Custody::kForeign},
-      {"parent/folder", 0755, true, Custody::kForeign},
-      {"parent", 0777, false, Custody::kForeign},
-      {"parent", 01777, false, Custody::kTrusted},
+      {"parent/folder/file", 0644, kUser, Custody::kTrusted},
+      {"parent/folder/file", 0646, kUser, Custody::kForeign},
+      {"parent/folder/file", 0664, kUser, Custody::kForeign},
+      {"parent/folder/file", 0644, kOther, Custody::kForeign},
+      {"parent/folder/file", 0644, 0, Custody::kTrusted},
+      {"parent/folder", 0775, kUser, Custody::kTrusted},  // removes the permission
+      {"parent/folder", 0777, kUser, Custody::kForeign},  // any user may have put the file there
+      {"parent/folder", 01777, kUser, Custody::kForeign},
+      {"parent/folder", 0755, kOther, Custody::kForeign},
+      {"parent/folder", 0755, 0, Custody::kTrusted},
+      {"parent", 0777, kUser, Custody::kForeign},
+      {"parent", 01777, kUser, Custody::kTrusted},
+      {"parent", 0755, kOther, Custody::kForeign},  // the owner may rename the folder
+      {"parent", 01777, kOther, Custody::kForeign},
+      {"parent", 01777, 0, Custody::kTrusted},
+      {"parent", 0755, 65534, Custody::kTrusted},  // possibly root, in a container
   };
   for (const auto& each : cases) {
     fs::create_directories(folder_ / "parent/folder");
-    folder_.Put("parent/folder/file", "contents");
-    const std::string path = folder_ / each.path;
-    if (chown(path.c_str(), each.isOthers ? kOther : geteuid(),
-              each.mode & S_IWGRP ? kOther : kUnchanged) != 0) {
-      GTEST_SKIP() << "not permitted";
+    const std::string file = folder_.Put("parent/folder/file", "contents");
+    for (const char* path : {"parent", "parent/folder", "parent/folder/file"}) {
+      const uid_t owner = path == std::string_view(each.path) ? each.owner : kUser;
+      if (chown((folder_ / path).c_str(), owner, kOther) != 0) GTEST_SKIP() << "not permitted";
     }
-    chmod(path.c_str(), each.mode);
-    const Checked checked = store_.ReadChecked(file, kAll);
-    EXPECT_EQ(checked.contents, "contents");
-    EXPECT_EQ(checked.custody, each.custody) << each.path << " " << each.mode;
-    EXPECT_EQ(checked.owner, each.isOthers ? UserName(kOther) : "");
+    chmod((folder_ / each.path).c_str(), each.mode);
+    const bool isNamed = each.owner == kOther && each.path != std::string_view("parent");
+    const int custody = AsUser(kUser, [&] {
+      const Checked checked = store_.ReadChecked(file, kAll);
+      const bool named = checked.owner == (isNamed ? UserName(kOther) : "");
+      return named && checked.contents == "contents" ? static_cast<int>(checked.custody) : -1;
+    });
+    EXPECT_EQ(custody, static_cast<int>(each.custody))
+        << each.path << " " << std::oct << each.mode << " " << each.owner;
     fs::remove_all(folder_ / "parent");
   }
 }
@@ -204,10 +227,8 @@ TEST_F(PosixFileStoreTest, TrustsTheGroupThatContainsOnlyThisUser) {
   const std::string file = Put("file", "contents", 0664);
   for (const gid_t group : {gid_t{kUser}, kOtherGroup}) {
     if (chown(file.c_str(), kUser, group) != 0) GTEST_SKIP() << "not permitted";
-    const int custody = Child([&] {
-                          if (setgroups(0, nullptr) != 0 || setuid(kUser) != 0) return -1;
-                          return static_cast<int>(store_.ReadChecked(file, kAll).custody);
-                        }).Wait();
+    const int custody =
+        AsUser(kUser, [&] { return static_cast<int>(store_.ReadChecked(file, kAll).custody); });
     EXPECT_EQ(custody, static_cast<int>(group == kUser ? Custody::kTrusted : Custody::kForeign));
   }
 }
@@ -254,19 +275,35 @@ TEST_F(PosixFileStoreTest, RecognizesTheUsersGroupByItsMembers) {
 #endif
 
 TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
+  if (!GiveToOrdinaryUser(folder_.path())) GTEST_SKIP() << "not permitted";
   for (const mode_t mode : {0775U, 02777U, 0700U}) {
     chmod(folder_.path().c_str(), mode);
-    store_.ReadChecked(folder_ / "missing", kAll);
+    AsOrdinaryUser([&] { return store_.ReadChecked(folder_ / "missing", kAll).error == ENOENT; });
     EXPECT_EQ(ModeOf(folder_.path()), mode & ~022U);
   }
 }
 
-TEST_F(PosixFileStoreTest, TrustsAFolderAfterMakingItPrivate) {
+TEST_F(PosixFileStoreTest, ReadCheckedKeepsTheModeOfSharedFolders) {
   const std::string file = Put("file", "contents", 0644);
+  for (const mode_t mode : {01777U, 0775U, 0777U, 02775U}) {
+    if (mode != 01777 && geteuid() != 0) continue;  // root's folders only
+    chmod(folder_.path().c_str(), mode);
+    const Custody custody = store_.ReadChecked(file, kAll).custody;
+    EXPECT_EQ(ModeOf(folder_.path()), mode);
+    EXPECT_TRUE(custody == Custody::kForeign || !(mode & S_IWOTH)) << mode;
+  }
+}
+
+TEST_F(PosixFileStoreTest, TrustsTheFolderOnceNoOtherUserMayWrite) {
+  const std::string file = Put("file", "contents", 0644);
+  if (!GiveToOrdinaryUser(folder_.path())) GTEST_SKIP() << "not permitted";
   chmod(folder_.path().c_str(), 0777);
-  EXPECT_EQ(store_.ReadChecked(file, kAll).custody, Custody::kForeign);
+  const auto isTrusted = [&] {
+    return store_.ReadChecked(file, kAll).custody == Custody::kTrusted;
+  };
+  EXPECT_FALSE(AsOrdinaryUser(isTrusted));
   EXPECT_EQ(ModeOf(folder_.path()), 0755U);
-  EXPECT_EQ(store_.ReadChecked(file, kAll).custody, Custody::kTrusted);
+  EXPECT_TRUE(AsOrdinaryUser(isTrusted));
 }
 
 TEST_F(PosixFileStoreTest, ReadCheckedRefusesLinksAndSpecialFiles) {
