@@ -141,9 +141,9 @@ void SettingsConsent::Chosen() {
 void SettingsConsent::Remember(const SensitiveActions& actions) {
   const std::string& path = parts_.confirmed;
   if (path.empty()) return;
-  parts_.files.Remove(path);
   parts_.files.CreatePrivateFolder(path.substr(0, path.rfind('/')));
-  if (const auto file = parts_.files.OpenGrowing(path, true)) file->Append(Stored(actions));
+  // The previous answer must not stay in effect.
+  if (!parts_.files.ReplacePrivate(path, Stored(actions))) parts_.files.Remove(path);
 }
 
 }  // namespace quillet

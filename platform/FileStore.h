@@ -1,45 +1,23 @@
 #pragma once
 
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "platform/GrowingFile.h"
+#include "platform/CheckedFiles.h"
+#include "platform/PrivateFiles.h"
+#include "platform/Replaced.h"
 
 namespace quillet::platform {
 
-/// Error number for a file that is not regular. The system never sets it when it reads or writes
-/// files (errno(3)).
-inline constexpr int kNotRegular = ENOTBLK;
-
-/// Who could have written a file.
-enum class Custody {
-  kTrusted,  ///< this user or root: they own the file and its folder, and no other user may write
-  kForeign,  ///< possibly also another user
-};
-
-/// Result of FileStore::ReadChecked.
-struct Checked {
-  std::optional<std::string> contents = {};  ///< the bytes, or no value after an error
-  Custody custody = Custody::kForeign;       ///< who could have written the contents
-  std::string owner = {};  ///< kForeign: the other user's name; empty if there may be several
-  bool ownFile = false;    ///< whether the file belongs to this user or root
-  int error = 0;           ///< 0, or why the file was not read (errno(3)); ELOOP: it is a link;
-                           ///< EISDIR or kNotRegular: it is not a regular file
-};
-
 /// Synchronous file operations. Paths are UTF-8 and absolute. Any thread.
-class FileStore {
+class FileStore : public CheckedFiles, public PrivateFiles {
  public:
-  virtual ~FileStore() = default;
-
   /// Creates a folder and its parents with default permissions.
   /// @return true if the folder exists afterwards, whether or not this call created it
   virtual bool CreateFolder(const std::string& path) = 0;
@@ -50,31 +28,12 @@ class FileStore {
   /// @return the bytes, or no value if the file is missing, not regular or not readable
   virtual std::optional<std::string> Read(const std::string& path, std::size_t limit) = 0;
 
-  /// Reads a regular file that controls this program, and checks who could have written it. Does
-  /// not follow a symbolic link at `path`. If this user owns the folder, removes other users'
-  /// permission to write to the folder. If all users had this permission, the file is not trusted
-  /// in this call.
-  /// @param path   absolute path of the file
-  /// @param limit  maximum number of bytes to read; the rest of the file is ignored
-  virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;
-
-  /// Result of Replace.
-  struct Replaced {
-    int error = 0;  ///< 0, or the error number (errno(3)) of the operation that failed
-    /// True if the contents and the directory entry are on the storage device. Without an error,
-    /// false means that the system cannot flush the folder.
-    bool synchronized = false;
-    explicit operator bool() const { return error == 0; }  ///< true if there was no error
-  };
+  using Replaced = platform::Replaced;  ///< result of Replace
 
   /// Creates or replaces a file atomically: if the process is killed, the file has either its old
   /// or its new contents. A symbolic link at `path` is replaced, not followed. After an error, the
   /// file is unchanged or a power failure may undo the replacement.
   virtual Replaced Replace(const std::string& path, std::string_view contents) = 0;
-
-  /// Replaces a file that controls this program, like Replace. Fails if a symbolic link (ELOOP), a
-  /// folder (EISDIR) or any other file that is not regular (kNotRegular) is at `path`.
-  virtual Replaced ReplaceChecked(const std::string& path, std::string_view contents) = 0;
 
   /// Returns the new contents of a file.
   /// @param old  the existing contents, or an empty text if the file is missing
@@ -103,16 +62,6 @@ class FileStore {
   /// same time.
   virtual Created CreateNew(const std::string& path, std::string_view contents) = 0;
 
-  /// Creates a folder for GrowingFiles, and its parents, accessible only to the user.
-  /// @return true if the folder exists afterwards
-  virtual bool CreatePrivateFolder(const std::string& path) = 0;
-
-  /// Creates a file that only the user can read and write, or opens an existing one.
-  /// @param path   absolute path of the file
-  /// @param fresh  true: the file must not exist; false: the file must exist
-  /// @return null after an error, if the file is a symbolic link, or if another process has it open
-  virtual std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) = 0;
-
   /// A regular file in a folder.
   struct Entry {
     std::string name;         ///< name without the folder
@@ -138,11 +87,6 @@ class FileStore {
   /// Returns true if both paths name the same file, directly or through symbolic links, hard links,
   /// ".." or repeated slashes. The file need not exist.
   virtual bool IsSameFile(const std::string& path, const std::string& other) = 0;
-
-  /// Returns the name of the user who owns a file or a symbolic link. If the file does not exist or
-  /// belongs to this user, returns the name of its folder's owner. Returns an empty string if the
-  /// owner is unknown.
-  virtual std::string Owner(const std::string& path) = 0;
 };
 
 }  // namespace quillet::platform

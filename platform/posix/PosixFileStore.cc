@@ -35,6 +35,7 @@ constexpr std::size_t kTemporaryLength = 12;
 constexpr int kTemporaryAttempts = 100;
 // Only the user may change new files and folders, even if the umask is 0.
 constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t kPrivateFileMode = S_IRUSR | S_IWUSR;
 constexpr mode_t kDefaultFolderMode = S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH;
 
 // Returns ".NAME.quillet-" and random letters, or an empty string on an error. NAME is the target's
@@ -230,18 +231,18 @@ Existing FindExisting(const Place& place) {
 }
 
 // Writes a temporary file and renames it.
-FileStore::Replaced Write(const Place& place, const Existing& old, std::string_view contents) {
+// @param mode  mode of the temporary file; the kernel applies the umask
+// @param old   its permissions are copied; null: none are
+FileStore::Replaced Write(const Place& place, mode_t mode, const struct stat* old,
+                          std::string_view contents) {
   if (place.name.empty()) return {.error = EISDIR};
-  // The replacement of a private file must never be readable by others, not even temporarily. For a
-  // new file, the kernel applies the umask.
-  const mode_t mode = old.isRegular || old.isLink ? S_IRUSR | S_IWUSR : kDefaultFileMode;
   const int folder = place.folder.Get();
   Temporary temporary = CreateTemporary(folder, place.name, mode);
   UniqueFd& file = temporary.file;
   if (!file.IsOpen()) return Failure();
   // Holds the lock until the file is renamed. `file` is closed before that, to check the result.
   const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
-  if (old.isRegular) CopyPermissions(file.Get(), old.status);
+  if (old != nullptr) CopyPermissions(file.Get(), *old);
   if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||
       renameat(folder, temporary.name.c_str(), folder, place.name.c_str()) != 0) {
     const FileStore::Replaced failure = Failure();
@@ -253,6 +254,13 @@ FileStore::Replaced Write(const Place& place, const Existing& old, std::string_v
   // system cannot flush folders.
   if (errno == EBADF || errno == EINVAL) return {};
   return Failure();
+}
+
+// Replaces a file. The replacement of a private file must never be readable by others, not even
+// temporarily.
+FileStore::Replaced Write(const Place& place, const Existing& old, std::string_view contents) {
+  const mode_t mode = old.isRegular || old.isLink ? kPrivateFileMode : kDefaultFileMode;
+  return Write(place, mode, old.isRegular ? &old.status : nullptr, contents);
 }
 
 bool IsFolder(const std::string& path) {
@@ -362,6 +370,13 @@ bool PosixFileStore::CreatePrivateFolder(const std::string& path) {
 
 std::shared_ptr<GrowingFile> PosixFileStore::OpenGrowing(const std::string& path, bool fresh) {
   return PosixGrowingFile::Open(path, fresh);
+}
+
+FileStore::Replaced PosixFileStore::ReplacePrivate(const std::string& path,
+                                                   std::string_view contents) {
+  const Place place = OpenPlace(path);
+  if (!place.folder.IsOpen()) return Failure();
+  return Write(place, kPrivateFileMode, nullptr, contents);
 }
 
 std::vector<FileStore::Entry> PosixFileStore::List(const std::string& folder) {

@@ -55,6 +55,9 @@ class PosixFileStore final : public FileStore {
   /// The file has mode 0600 and an advisory lock (flock(2)).
   std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override;
 
+  /// The new file has mode 0600.
+  Replaced ReplacePrivate(const std::string& path, std::string_view contents) override;
+
   std::vector<Entry> List(const std::string& folder) override;
   bool Exists(const std::string& path) override;
   bool Remove(const std::string& path) override;

@@ -60,6 +60,9 @@ class MemoryFiles final : public platform::FileStore {
     }
     return std::make_shared<File>(files_[path]);
   }
+  Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
+    return Replace(path, contents);
+  }
   std::vector<Entry> List(const std::string& folder) override {
     std::vector<Entry> entries;
     for (const auto& [path, contents] : files_) {

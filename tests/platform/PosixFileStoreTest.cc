@@ -719,7 +719,31 @@ TEST_F(PosixFileStoreTest, DetectsLinksToTheSameFile) {
   EXPECT_FALSE(store_.IsSameFile("", path));
 }
 
+TEST_F(PosixFileStoreTest, ReplacePrivateHidesAFileThatWasPublic) {
+  const CreationMask mask(0);
+  const std::string path = Put("file", "old", 0666);
+  for (const std::string& file : {path, folder_ / "new"}) {
+    EXPECT_TRUE(store_.ReplacePrivate(file, "contents"));
+    EXPECT_EQ(ModeOf(file), 0600U);
+    EXPECT_EQ(store_.Read(file, kAll), "contents");
+  }
+  EXPECT_EQ(store_.ReplacePrivate(folder_.path(), "").error, EISDIR);
+  EXPECT_EQ(store_.ReplacePrivate(folder_ / "missing/file", "").error, ENOENT);
+}
+
 #ifdef __linux__
+TEST_F(PosixFileStoreTest, ReplacePrivateWorksOnAFileSystemWithoutLocks) {
+  const std::string path = folder_ / "file";
+  for (const int error : {ENOLCK, EOPNOTSUPP}) {
+    EXPECT_EQ(Child([&] {
+                const bool refuses = Refuse(SYS_flock, SYS_flock, error);
+                return refuses && store_.ReplacePrivate(path, std::to_string(error)) ? 0 : 1;
+              }).Wait(),
+              0);
+    EXPECT_EQ(store_.Read(path, kAll), std::to_string(error));
+  }
+}
+
 TEST_F(PosixFileStoreTest, ReplaceWorksIfModesCannotBeSet) {
   for (const int error : {EPERM, EOPNOTSUPP, EINVAL, ENOSYS}) {
     for (const mode_t mode : {0600U, 0644U}) {

@@ -46,7 +46,10 @@ class HookedFileStore : public platform::FileStore {
     return files_.CreatePrivateFolder(path);
   }
   std::shared_ptr<platform::GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
-    return files_.OpenGrowing(path, fresh);
+    return hasLocks ? files_.OpenGrowing(path, fresh) : nullptr;
+  }
+  Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
+    return files_.ReplacePrivate(path, contents);
   }
   std::vector<Entry> List(const std::string& folder) override { return files_.List(folder); }
   bool Exists(const std::string& path) override { return files_.Exists(path); }
@@ -60,6 +63,7 @@ class HookedFileStore : public platform::FileStore {
   std::string Owner(const std::string& path) override { return files_.Owner(path); }
 
   std::optional<std::string> otherUser;  ///< if set, the owner that ReadChecked reports
+  bool hasLocks = true;                  ///< false: OpenGrowing fails
   std::function<void()> whileReplacing;  ///< called by the next write only
 
  private:

@@ -163,6 +163,15 @@ TEST_F(SettingsConsentTest, AsksOncePerChange) {
   EXPECT_EQ(display.text(), kMessage) << "automatic runs would now type";
 }
 
+TEST_F(SettingsConsentTest, AsksOnceOnAFileSystemWithoutLocks) {
+  files.hasLocks = false;
+  Start(everything);
+  Review(true);
+  Start(everything);
+  EXPECT_EQ(display.text(), "");
+  EXPECT_EQ(settings->bClearMemory, 1);
+}
+
 TEST_F(SettingsConsentTest, OffersTheReviewAgainAfterNotNow) {
   Start(everything);
   EXPECT_EQ(Review(false).size(), 1U);

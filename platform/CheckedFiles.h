@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cerrno>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/Replaced.h"
+
+namespace quillet::platform {
+
+/// Error number for a file that is not regular. The system never sets it when it reads or writes
+/// files (errno(3)).
+inline constexpr int kNotRegular = ENOTBLK;
+
+/// Who could have written a file.
+enum class Custody {
+  kTrusted,  ///< this user or root: they own the file and its folder, and no other user may write
+  kForeign,  ///< possibly also another user
+};
+
+/// Result of CheckedFiles::ReadChecked.
+struct Checked {
+  std::optional<std::string> contents = {};  ///< the bytes, or no value after an error
+  Custody custody = Custody::kForeign;       ///< who could have written the contents
+  std::string owner = {};  ///< kForeign: the other user's name; empty if there may be several
+  bool ownFile = false;    ///< whether the file belongs to this user or root
+  int error = 0;           ///< 0, or why the file was not read (errno(3)); ELOOP: it is a link;
+                           ///< EISDIR or kNotRegular: it is not a regular file
+};
+
+/// Files that control this program, in folders where other users may write. Paths are UTF-8 and
+/// absolute. Any thread.
+class CheckedFiles {
+ public:
+  virtual ~CheckedFiles() = default;
+
+  /// Reads a regular file that controls this program, and checks who could have written it. Does
+  /// not follow a symbolic link at `path`.
+  ///
+  /// If this user owns the folder, removes other users' permission to write to the folder. If all
+  /// users had this permission, the file is not trusted in this call. Folders that were meant to be
+  /// shared keep their permissions: folders of root, and folders where all users may create files
+  /// but only remove their own (mode 1777).
+  /// @param path   absolute path of the file
+  /// @param limit  maximum number of bytes to read; the rest of the file is ignored
+  virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;
+
+  /// Replaces a file that controls this program, like FileStore::Replace. Fails if a symbolic link
+  /// (ELOOP), a folder (EISDIR) or any other file that is not regular (kNotRegular) is at `path`.
+  virtual Replaced ReplaceChecked(const std::string& path, std::string_view contents) = 0;
+
+  /// Returns the name of the user who owns a file or a symbolic link. If the file does not exist or
+  /// belongs to this user, returns the name of its folder's owner. Returns an empty string if the
+  /// owner is unknown.
+  virtual std::string Owner(const std::string& path) = 0;
+};
+
+}  // namespace quillet::platform

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/GrowingFile.h"
+#include "platform/Replaced.h"
+
+namespace quillet::platform {
+
+/// Files that only the user can access. Paths are UTF-8 and absolute. Any thread.
+class PrivateFiles {
+ public:
+  virtual ~PrivateFiles() = default;
+
+  /// Creates a folder for private files, and its parents, accessible only to the user.
+  /// @return true if the folder exists afterwards
+  virtual bool CreatePrivateFolder(const std::string& path) = 0;
+
+  /// Creates a file that only the user can read and write, or opens an existing one.
+  /// @param path   absolute path of the file
+  /// @param fresh  true: the file must not exist; false: the file must exist
+  /// @return null after an error, if the file is a symbolic link, or if another process has it open
+  virtual std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) = 0;
+
+  /// Creates or replaces a file that only the user can read and write, like FileStore::Replace.
+  /// Needs no lock, so it works on file systems where OpenGrowing fails.
+  virtual Replaced ReplacePrivate(const std::string& path, std::string_view contents) = 0;
+};
+
+}  // namespace quillet::platform
