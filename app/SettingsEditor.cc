@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/Log.h"
+#include "base/ShownText.h"
 
 namespace quillet {
 namespace {
@@ -133,10 +134,10 @@ void SettingsEditor::ChangeDestinationInformation() {
   form_.SetPathEnabled(true);
   switch (form_.Values().destination) {
     case kToFile:
-      form_.SetPath(settings_.filename.Get());
+      form_.SetPath(ShownText(settings_.filename.Get()));
       break;
     case kToNamedApplication:
-      form_.SetPath(settings_.appname.Get());
+      form_.SetPath(ShownText(settings_.appname.Get()));
       break;
     case kToView:
     case kToActiveApplication:
@@ -160,7 +161,7 @@ void SettingsEditor::Browse() {
     chosen = parts_.panels.RunOpenPanel(kApplications, kProposedApplication);
   }
   if (!chosen || (destination == kToFile && !Accepts(*chosen))) return;
-  form_.SetPath(*chosen);
+  form_.SetPath(ShownText(*chosen));
   (destination == kToFile ? settings_.filename : settings_.appname).Set(*chosen);
   CheckPaths();
   CheckTarget(destination);
@@ -174,7 +175,7 @@ void SettingsEditor::ChooseApplication() {
     Save();
     parts_.consent.Chosen();
   }
-  if (form_.Values().destination == kToNamedApplication) form_.SetPath(*chosen);
+  if (form_.Values().destination == kToNamedApplication) form_.SetPath(ShownText(*chosen));
   CheckTarget(kToNamedApplication);
 }
 

@@ -64,7 +64,8 @@ class SettingsEditor {
   /// changes when the user saves.
   void DestinationChanged();
 
-  /// Shows the path for the selected destination: the file, the application, or an empty path.
+  /// Shows the path for the selected destination: the file, the application, or an empty path. The
+  /// path may be another user's choice. Save puts it in force, so all its characters are visible.
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and

@@ -330,6 +330,35 @@ TEST_F(ForeignSettingsTest, UsesTheDefaultFileUntilConfirmed) {
   EXPECT_EQ(test::FileContents(file), "1\r\n");
 }
 
+TEST_F(ForeignSettingsTest, UnusedPathTakesEffectOnlyIfShownAndSaved) {
+  const std::string file = folder.Put("private.txt", "old");
+  StartWith({.destination = kToView, .path = file});
+  LaunchConnected(test::Scanner({"1"}));
+  settings.Press();
+  EXPECT_EQ(form.path(), "");
+  form.Set(&platform::SettingsValues::destination, kToFile);
+  EXPECT_EQ(form.path(), file);
+  form.Cancel();
+  Synchronize();
+  EXPECT_EQ(test::FileContents(file), "old");
+  settings.Press();
+  form.Set(&platform::SettingsValues::destination, kToFile);
+  form.Save();
+  Synchronize();
+  EXPECT_EQ(test::FileContents(file), "1\r\n");
+  EXPECT_TRUE(panels.runs.empty());
+}
+
+TEST_F(ForeignSettingsTest, ShowsHiddenCharactersOfPaths) {
+  StartWith({.destination = kToView, .path = "/home/bea/\u202Etxt.elif"});
+  Launch();
+  settings.Press();
+  for (const std::int32_t destination : {kToFile, kToNamedApplication}) {
+    form.Set(&platform::SettingsValues::destination, destination);
+    EXPECT_EQ(form.path(), "/home/bea/\uFFFDtxt.elif");
+  }
+}
+
 TEST_F(ForeignSettingsTest, SaveDiscardsUnknownBytesOfAForeignFile) {
   StartWith({.destination = kToView, .path = "/home/bea/list"});
   const std::string path = dataFolder + "/QuilletRegistry.txt";
