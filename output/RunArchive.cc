@@ -1,6 +1,5 @@
 #include "output/RunArchive.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "base/Utf8.h"
@@ -65,10 +64,7 @@ void RunArchive::DownloadStarted(bool erasePending) {
     dayFailed_ = true;
     day_ = {};
   }
-  const std::lock_guard lock(mutex_);
-  closed_.clear();
-  if (startsRun_) current_[0] = {};  // of the previous run
-  if (dropsDay) current_[1] = {};
+  flushList_.Clear(startsRun_, dropsDay);
 }
 
 void RunArchive::KeepRecord(std::span<const std::uint8_t> record) {
@@ -145,8 +141,7 @@ void RunArchive::BurstDelivered(bool complete) {
 void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
   const bool holdsAll = lines.first <= linesBefore_ && lines.end == lines_;
   if (holdsAll && !lineIsDue_ && !linesLackData_) {
-    const std::lock_guard lock(mutex_);
-    outputFile_ = path;
+    outputFile_.Set(path);
     unitsCopied_ = unitsBegun_.load();
   } else {
     unitsCopied_ = -1;  // may have replaced the file
@@ -192,11 +187,7 @@ bool RunArchive::AwaitOutputFile() {
 
 // The file itself has been flushed, but its folders may be new.
 bool RunArchive::OutputFileIsACopy() {
-  std::string path;
-  {
-    const std::lock_guard lock(mutex_);
-    path = outputFile_;
-  }
+  const std::string path = outputFile_.Get();
   const std::int64_t copied = unitsCopied_;
   return copied == unitsBegun_ && files_.SynchronizeEntries(path, kLongestSynchronization) &&
          copied == unitsBegun_ && copied == unitsCopied_;
@@ -211,14 +202,7 @@ std::nullopt_t RunArchive::Withheld(Problem reason) {
 // about to be removed.
 bool RunArchive::Delete(const std::string& name) {
   if (files_.Exists(folder_.PathOf(name, ArchiveFolder::kOpenEnding))) return false;
-  bool isDay = false;
-  bool isHeld = false;
-  {
-    const std::lock_guard lock(mutex_);
-    isDay = current_[1].name == name;
-    isHeld = current_[0].name == name ||
-             std::ranges::any_of(closed_, [&](const Held& held) { return held.name == name; });
-  }
+  const auto [isDay, isHeld] = flushList_.Find(name);
   // A file that this process has open may belong to the run in progress.
   if (isHeld && runsInProgress_ > 0) return false;
   if (!isHeld && !isDay && folder_.IsInUse(name)) return false;
@@ -241,23 +225,9 @@ bool RunArchive::FilesSynchronized() {
 }
 
 bool RunArchive::FlushFiles() {
-  std::vector<Held> files;
-  {
-    const std::lock_guard lock(mutex_);
-    files = closed_;
-    for (const Held& held : current_) {
-      if (held.records) files.push_back(held);
-    }
-  }
-  for (const Held& held : files) {
-    if (held.lines->Synchronize(kLongestSynchronization) &&
-        held.records->Synchronize(kLongestSynchronization)) {
-      continue;
-    }
-    Failed();
-    return false;
-  }
-  return true;
+  if (flushList_.Synchronize(kLongestSynchronization)) return true;
+  Failed();
+  return false;
 }
 
 void RunArchive::Failed() {
@@ -363,10 +333,8 @@ bool RunArchive::OpenVolume(Volume& volume, const std::string& name, bool fresh)
   volume.records = std::move(records);
   volume.lines = std::move(lines);
   volume.size = header.size();
-  const std::lock_guard lock(mutex_);
-  Held& current = current_[&volume == &run_ ? 0 : 1];
-  if (current.records) closed_.push_back(std::move(current));
-  current = {name, volume.records, volume.lines};
+  flushList_.Add(&volume == &run_ ? FlushList::Use::kRun : FlushList::Use::kDay,
+                 {name, volume.records, volume.lines});
   return true;
 }
 

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -19,6 +17,7 @@
 #include "device/ScannerIdentity.h"
 #include "device/Settings.h"
 #include "output/ArchiveFolder.h"
+#include "output/FlushList.h"
 #include "output/LineRange.h"
 #include "platform/Clock.h"
 #include "platform/FileStore.h"
@@ -184,17 +183,8 @@ class RunArchive final : public RecordArchive {
   bool lineIsDue_ = false;        // the line of the last record has not been composed yet
   bool linesLackData_ = false;    // the lines of the download do not contain all data
 
-  // The files that AwaitCopy flushes to the disk. The lock is held only while these members are
-  // read or changed.
-  std::mutex mutex_;
-  struct Held {
-    std::string name;
-    File records;
-    File lines;
-  };
-  std::array<Held, 2> current_;  // files of the run and of the day
-  std::vector<Held> closed_;
-  std::string outputFile_;  // path of the output file written last
+  FlushList flushList_;    // the files that AwaitCopy flushes
+  SharedText outputFile_;  // path of the output file written last
 };
 
 }  // namespace quillet
