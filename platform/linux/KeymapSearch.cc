@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::uint32_t kHighestOfMainBlock = 94;  // the key next to the left Shift
 constexpr std::size_t kMostMasks = 64;
-constexpr std::size_t kModifiers = 8;  // number of real modifiers
+constexpr std::size_t kModifiers = 8;       // number of real modifiers
+constexpr std::uint32_t kNumLock = 1 << 4;  // Mod2 in xkeyboard-config
 
 std::uint32_t MaskOf(xkb_keymap* keymap, const char* modifier) {
   const xkb_mod_index_t index = xkb_keymap_mod_get_index(keymap, modifier);
@@ -23,6 +24,13 @@ char CharacterOf(xkb_keysym_t symbol) {
   if (symbol == XKB_KEY_Return) return '\n';
   if (symbol == XKB_KEY_Tab) return '\t';
   return symbol >= ' ' && symbol <= '~' ? static_cast<char>(symbol) : '\0';
+}
+
+// True for the keysyms of modifier keys, which type nothing. True for keys without a keysym, too.
+bool TypesNothing(xkb_keysym_t symbol) {
+  return symbol == XKB_KEY_NoSymbol || (symbol >= XKB_KEY_Shift_L && symbol <= XKB_KEY_Hyper_R) ||
+         (symbol >= XKB_KEY_ISO_Lock && symbol <= XKB_KEY_ISO_Level5_Lock) ||
+         symbol == XKB_KEY_Mode_switch || symbol == XKB_KEY_Num_Lock;
 }
 
 }  // namespace
@@ -39,8 +47,8 @@ struct KeymapSearch::Candidate {
   std::uint32_t mask = 0;
 
   bool operator<(const Candidate& other) const { return Rank() < other.Rank(); }
-  std::tuple<bool, int, std::uint32_t> Rank() const {
-    return {code > kHighestOfMainBlock, std::popcount(mask), code};
+  std::tuple<bool, int, std::uint32_t, bool, std::uint32_t> Rank() const {
+    return {code > kHighestOfMainBlock, std::popcount(mask), code, (mask & kNumLock) != 0, mask};
   }
 };
 
@@ -120,9 +128,11 @@ bool KeymapSearch::IsModifier(std::uint32_t code, const KeyboardState& state) co
   return ModifiersOf(code, state) != 0;
 }
 
-// Returns the modifiers that a key sets while it is pressed, or 0 if it has any other effect.
+// Returns the modifiers that a key sets while it is pressed, or 0 if it has any other effect. For
+// example, some layouts put Tab on the key of Num Lock, which still sets the modifier of Num Lock.
 std::uint32_t KeymapSearch::ModifiersOf(std::uint32_t code, const KeyboardState& state) const {
   State simulated(keymap_, state);
+  if (!TypesNothing(simulated.Symbol(code))) return 0;
   simulated.Put(code, true);
   const std::uint32_t modifiers = simulated.Pressed();
   if (modifiers == 0 || !simulated.IsInitial()) return 0;
@@ -211,7 +221,10 @@ bool KeymapSearch::FindModifiers(std::uint32_t mask, const KeyboardState& state,
 bool KeymapSearch::Types(const KeyChord& chord, const KeyboardState& state,
                          std::uint32_t symbol) const {
   State simulated(keymap_, state);
-  for (const std::uint32_t modifier : chord.modifiers) simulated.Put(modifier, true);
+  for (const std::uint32_t modifier : chord.modifiers) {
+    if (!TypesNothing(simulated.Symbol(modifier))) return false;
+    simulated.Put(modifier, true);
+  }
   if (simulated.Symbol(chord.code) != symbol || !simulated.IsInitial()) return false;
   for (auto modifier = chord.modifiers.rbegin(); modifier != chord.modifiers.rend(); ++modifier) {
     simulated.Put(*modifier, false);

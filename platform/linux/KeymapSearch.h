@@ -63,7 +63,8 @@ class KeymapSearch {
   /// pressed, or 0 if there is none.
   std::uint32_t ModifierKey(std::uint32_t mask, const KeyboardState& state);
 
-  /// Returns true if a key sets modifiers while it is pressed and has no other effect.
+  /// Returns true if a key sets modifiers while it is pressed, types nothing, and has no other
+  /// effect.
   bool IsModifier(std::uint32_t code, const KeyboardState& state) const;
 
   /// Returns the key codes from `lowest` to `highestCode` that have no symbols.

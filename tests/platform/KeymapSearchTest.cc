@@ -13,7 +13,9 @@ namespace {
 
 constexpr std::uint32_t kShift = 1;
 constexpr std::uint32_t kLock = 2;
+constexpr std::uint32_t kNumLock = 16;
 constexpr std::uint32_t kShiftKey = 50;
+constexpr std::uint32_t kNumLockKey = 77;
 constexpr std::uint32_t kLevel3Key = 92;
 constexpr std::uint32_t kKeyQ = 24;
 
@@ -117,6 +119,15 @@ TEST(KeymapSearchTest, UsesNoKeyThatChangesLocks) {
       }
     }
   }
+}
+
+// In de(neo), Tab is on the key of Num Lock. As a second layout, it keeps the modifier of Num Lock.
+TEST(KeymapSearchTest, UsesNoModifierKeyThatTypes) {
+  Layout two("us,de", ",neo");
+  const KeyboardState state{1, 0};
+  EXPECT_TRUE(two.Search().IsModifier(kShiftKey, state));
+  EXPECT_FALSE(two.Search().IsModifier(kNumLockKey, state));
+  EXPECT_NE(two.Search().ModifierKey(kNumLock, state), kNumLockKey);
 }
 
 TEST(KeymapSearchTest, FindsTheKeyOfAShortcutInAnyGroup) {
