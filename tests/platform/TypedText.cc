@@ -72,6 +72,19 @@ void TypedText::LockGroup(int group) {
                            0, 0, 0);
 }
 
+int TypedText::LockedModifiers() {
+  xcb_xkb_get_state_reply_t* const reply =
+      xcb_xkb_get_state_reply(xcb_, xcb_xkb_get_state(xcb_, XCB_XKB_ID_USE_CORE_KBD), nullptr);
+  const int modifiers = reply->lockedMods;
+  std::free(reply);
+  return modifiers;
+}
+
+void TypedText::LockModifiers(int modifiers) {
+  xcb_xkb_latch_lock_state(xcb_, XCB_XKB_ID_USE_CORE_KBD, 0xFF,
+                           static_cast<std::uint8_t>(modifiers), 0, 0, 0, 0, 0);
+}
+
 int TypedText::KeysDown() {
   xcb_query_keymap_reply_t* const reply =
       xcb_query_keymap_reply(xcb_, xcb_query_keymap(xcb_), nullptr);

@@ -28,6 +28,9 @@ class TypedText {
   int Group();                ///< returns the server's current group
   void LockGroup(int group);  ///< changes the server's current group
 
+  int LockedModifiers();              ///< returns real modifiers: 2 is Caps Lock, 16 Num Lock
+  void LockModifiers(int modifiers);  ///< changes them
+
   int KeysDown();  ///< returns the number of keys that are down
 
   /// Returns the Control-V and Shift-Insert strokes received so far, as "^V" and "^I".

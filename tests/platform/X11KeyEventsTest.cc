@@ -4,10 +4,12 @@
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
 #include <optional>
 #include <random>
@@ -146,6 +148,13 @@ TEST_F(X11KeyEventsTest, KeepsTheCurrentGroupAfterUsingAnother) {
   }
 }
 
+TEST_F(X11KeyEventsTest, UsesNeoAsTheSecondGroup) {
+  Use("us,de -variant ,neo");
+  typed_.LockGroup(1);
+  ExpectTypes(EveryCharacter());
+  EXPECT_EQ(typed_.Group(), 1);
+}
+
 TEST_F(X11KeyEventsTest, FollowsALayoutChangeDuringARecord) {
   std::string text;
   for (int i = 0; i < 300; ++i) text += EveryCharacter();
@@ -229,6 +238,24 @@ class Device {
   Device& operator=(const Device&) = delete;
 
   std::string Id() const { return std::to_string(id_); }
+
+  // Connects the device to the first keyboard of the server, or disconnects it, as if the user
+  // plugged it in or removed it.
+  void SetPluggedIn(bool isPluggedIn) {
+    constexpr std::uint16_t kFirstKeyboard = 3;
+    struct {
+      xcb_input_hierarchy_change_t head;
+      std::uint16_t device;
+      std::uint16_t keyboard;
+    } change{};
+    change.head.type = isPluggedIn ? XCB_INPUT_HIERARCHY_CHANGE_TYPE_ATTACH_SLAVE
+                                   : XCB_INPUT_HIERARCHY_CHANGE_TYPE_DETACH_SLAVE;
+    change.head.len = sizeof change / 4;
+    change.device = id_;
+    change.keyboard = kFirstKeyboard;
+    xcb_input_xi_change_hierarchy(xcb_, 1, &change.head);
+    Synchronize();
+  }
   void Press(std::uint8_t code) { Put(XCB_INPUT_DEVICE_KEY_PRESS, code); }
   void Release(std::uint8_t code) { Put(XCB_INPUT_DEVICE_KEY_RELEASE, code); }
 
@@ -251,6 +278,9 @@ class Device {
     const int first = xcb_get_extension_data(xcb_, &xcb_input_id)->first_event;
     xcb_test_fake_input(xcb_, static_cast<std::uint8_t>(first + type), code, XCB_CURRENT_TIME,
                         XCB_NONE, 0, 0, id_);
+    Synchronize();
+  }
+  void Synchronize() {
     std::free(xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
   }
 
@@ -269,6 +299,25 @@ TEST_F(X11KeyEventsTest, ReleasesAKeyThatTheUserHasReleased) {
   user.Release(kLeftShift);
   keys_->End();
   EXPECT_FALSE(tester.IsDown(kLeftShift));
+  EXPECT_EQ(typed_.KeysDown(), 0);
+}
+
+TEST_F(X11KeyEventsTest, FollowsAKeyboardThatIsPluggedIn) {
+  constexpr std::uint8_t kLeftShift = 50;
+  Device user("Xvfb keyboard");
+  Device tester("Virtual core XTEST keyboard");
+  user.SetPluggedIn(false);
+  Use("de");
+  ExpectTypes(EveryCharacter());
+  user.SetPluggedIn(true);
+  Use("-device " + user.Id() + " fr");
+  user.Press(kLeftShift);
+  ExpectTypes(EveryCharacter());
+  EXPECT_TRUE(tester.IsDown(kLeftShift));
+  user.Release(kLeftShift);
+  user.SetPluggedIn(false);
+  ExpectTypes(EveryCharacter());
+  keys_->End();
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
@@ -293,11 +342,16 @@ TEST_F(X11KeyEventsTest, KeepsTheSymbolsOfEachKeyboard) {
 TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
   const char* const number = std::getenv("QUILLET_KILLS");
   const int kills = number == nullptr ? 4 : std::atoi(number);
-  constexpr std::array kLayouts = {"ru", "gr", "de", "us,ru"};
+  constexpr std::array kLayouts = {"ru", "gr", "de", "us,ru", "ru,us,de"};
+  constexpr std::array kLocks = {0, 2, 16, 18};  // Caps Lock, Num Lock
   std::mt19937 random(std::random_device{}());
   for (int kill = 0; kill < kills; ++kill) {
     const char* const layout = kLayouts.at(static_cast<std::size_t>(kill) % kLayouts.size());
     Use(layout);
+    typed_.LockGroup(static_cast<int>(std::count(layout, layout + std::strlen(layout), ',')));
+    typed_.LockModifiers(kLocks.at(static_cast<std::size_t>(kill) % kLocks.size()));
+    const int group = typed_.Group();
+    const int locks = typed_.LockedModifiers();
     const std::string before = Keyboard();
     const pid_t child = fork();
     if (child == 0) {
@@ -311,6 +365,8 @@ TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
     keys_->Prepare();
     keys_->End();
     EXPECT_TRUE(Keyboard() == before) << layout;
+    EXPECT_EQ(typed_.Group(), group) << layout;
+    EXPECT_EQ(typed_.LockedModifiers(), locks) << layout;
     EXPECT_EQ(typed_.KeysDown(), 0) << layout;
     typed_.Text();
     keys_.emplace(log_, clock_);
