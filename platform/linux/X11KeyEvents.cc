@@ -47,6 +47,8 @@ constexpr int kMostAttempts = 50;
 constexpr char kNoServer[] = "the X server cannot be reached";
 constexpr char kNoKeymap[] = "the X server's keymap cannot be read";
 constexpr char kNoKey[] = "the keyboard layout has no key for a character";
+constexpr char kSlowKeys[] =
+    "Slow Keys or Bounce Keys are on. Turn them off in the accessibility settings.";
 constexpr char kUnsteady[] = "the keyboard layout kept changing";
 
 constexpr char kTyping[] = "_QUILLET_TYPING";
@@ -209,6 +211,10 @@ X11KeyEvents::~X11KeyEvents() = default;
 void X11KeyEvents::Post(std::span<const KeyEvent> events) {
   const std::lock_guard lock(mutex_);
   if (ended_ || !Connect()) return;
+  if (keyboard_->IgnoresFastKeys()) {
+    Fail(kSlowKeys);
+    return;
+  }
   failure_.Clear();
   hasBound_ = false;
   isBindingNew_ = false;

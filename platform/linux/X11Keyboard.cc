@@ -170,6 +170,14 @@ X11KeyboardState X11Keyboard::ReadState() {
   return result;
 }
 
+bool X11Keyboard::IgnoresFastKeys() {
+  if (!HasKeymap()) return false;
+  const XcbReply<xcb_xkb_get_controls_reply_t> controls{xcb_xkb_get_controls_reply(
+      xcb_, xcb_xkb_get_controls(xcb_, XCB_XKB_ID_USE_CORE_KBD), nullptr)};
+  constexpr std::uint32_t kIgnoring = XCB_XKB_BOOL_CTRL_SLOW_KEYS | XCB_XKB_BOOL_CTRL_BOUNCE_KEYS;
+  return controls && (controls->enabledControls & kIgnoring) != 0;
+}
+
 bool X11Keyboard::IsKeymapChanged() {
   while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_)}) {
     // All XKB events have the same type; pad0 contains the XKB subtype.

@@ -46,6 +46,10 @@ class X11Keyboard : public XcbConnection {
   /// Reads the state in one round trip.
   X11KeyboardState ReadState();
 
+  /// Returns true if the server ignores keys that are pressed for a short time or in quick
+  /// succession: Slow Keys or Bounce Keys are on. Round trip.
+  bool IgnoresFastKeys();
+
   /// Reads the keymap again if the server has reported a change. Round trips.
   /// @return true if the keymap is another one, or can no longer be read
   bool UpdateKeymap();

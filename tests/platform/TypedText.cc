@@ -3,6 +3,7 @@
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include <array>
 #include <bit>
 #include <cstdlib>
 #include <memory>
@@ -83,6 +84,14 @@ int TypedText::LockedModifiers() {
 void TypedText::LockModifiers(int modifiers) {
   xcb_xkb_latch_lock_state(xcb_, XCB_XKB_ID_USE_CORE_KBD, 0xFF,
                            static_cast<std::uint8_t>(modifiers), 0, 0, 0, 0, 0);
+}
+
+void TypedText::SetControls(std::uint32_t controls, bool on) {
+  const std::array<std::uint8_t, 32> repeat{};
+  xcb_xkb_set_controls(xcb_, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, controls,
+                       on ? controls : 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                       repeat.data());
+  std::free(xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
 }
 
 int TypedText::KeysDown() {

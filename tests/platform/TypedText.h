@@ -31,6 +31,10 @@ class TypedText {
   int LockedModifiers();              ///< returns real modifiers: 2 is Caps Lock, 16 Num Lock
   void LockModifiers(int modifiers);  ///< changes them
 
+  /// Turns accessibility settings on or off.
+  /// @param controls  XCB_XKB_BOOL_CTRL_SLOW_KEYS and similar
+  void SetControls(std::uint32_t controls, bool on);
+
   int KeysDown();  ///< returns the number of keys that are down
 
   /// Returns the Control-V and Shift-Insert strokes received so far, as "^V" and "^I".

@@ -203,6 +203,26 @@ TEST_F(X11KeyEventsTest, ReportsARecordThatCouldNotBeTyped) {
   EXPECT_EQ(keys_->Problem(), "");
 }
 
+TEST_F(X11KeyEventsTest, TypesNothingIfTheServerIgnoresFastKeys) {
+  for (const std::uint32_t control : {2U, 4U}) {  // Slow Keys, Bounce Keys
+    typed_.SetControls(control, true);
+    Type("x");
+    EXPECT_EQ(keys_->Problem(),
+              "Slow Keys or Bounce Keys are on. Turn them off in the accessibility settings.");
+    typed_.SetControls(control, false);
+    ExpectTypes("x");
+    EXPECT_EQ(keys_->Problem(), "");
+  }
+}
+
+TEST_F(X11KeyEventsTest, TypesWhileStickyKeysAreOn) {
+  constexpr std::uint32_t kStickyKeys = 8;
+  typed_.SetControls(kStickyKeys, true);
+  ExpectTypes(EveryCharacter());
+  OutputOf("xdotool key Shift_L");
+  ExpectTypes(EveryCharacter());
+}
+
 TEST_F(X11KeyEventsTest, RestoresTheKeymapIfEndedDuringARecord) {
   Use("ru");
   const std::string before = Keyboard();
