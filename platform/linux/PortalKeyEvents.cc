@@ -251,7 +251,9 @@ bool PortalKeyEvents::IsInState(State state) {
 
 void PortalKeyEvents::SetState(State state) {
   if (isStopping_) return;
-  if (const std::string problem = ProblemOf(state); !problem.empty()) {
+  if (state == State::kMissing) {  // another way may work
+    log_.Write("This desktop has no portal for remote control");
+  } else if (const std::string problem = ProblemOf(state); !problem.empty()) {
     Log(log_, "Cannot type on this desktop: ", problem);
   }
   const std::lock_guard lock(mutex_);
