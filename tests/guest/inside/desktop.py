@@ -30,6 +30,11 @@ TEXT = "".join(record + "\n" for record in RECORDS)
 REFUSAL = ("Cannot type on this desktop: /dev/uinput: Permission denied. Install the "
            "udev rule 70-quillet-uinput.rules.")
 FINISHED = "-[SyncController SynchronizeFinished]"
+THROUGH_COMPOSITOR = "Types through a virtual keyboard of the compositor"
+THROUGH_UINPUT = "Types through /dev/uinput"
+WAY = THROUGH_COMPOSITOR if KIND in ("sway", "caps", "paste") else THROUGH_UINPUT
+CAPS_LOCK = KIND in ("caps", "weston-caps")
+QUILLET_KEYBOARD = "Quillet keyboard"
 
 
 def as_root(*command):
@@ -42,6 +47,9 @@ class Log(SystemLog):
     def lines(self):
         return [datagram.decode("utf-8", "replace").split("]: ", 1)[-1]
                 for datagram in self.datagrams()]
+
+    def failures(self):
+        return [line for line in self.lines() if line.startswith("Cannot type")]
 
 
 def start(name, *command):
@@ -58,6 +66,14 @@ def start_scanner():
     # the line, the terminal echoes the program's commands.
     start("simulator", f"{HERE}/tavo-simulator", "--csv", "/tmp/records.csv", "--device",
           "/dev/ttyGS0", "--speed", "unlimited")
+
+
+def start_user_keyboard():
+    """Creates the keyboard of the user, with Caps Lock on if the case requires it."""
+    start("keyboard", "sudo", "python3", f"{HERE}/user_keyboard.py", *["caps-lock"] * CAPS_LOCK)
+    wait_until(lambda: os.path.getsize("/tmp/keyboard.out"), "the keyboard")
+    if CAPS_LOCK:
+        wait_until(lambda: caps_lock_is_lit("User's keyboard"), "the Caps Lock LED")
 
 
 class Terminal:
@@ -95,7 +111,7 @@ class Events:
         keyboard = None
         while keyboard is None:
             found = [device for device in map(evdev.InputDevice, evdev.list_devices())
-                     if device.name == "Quillet keyboard"]
+                     if device.name == QUILLET_KEYBOARD]
             keyboard = found[0] if found else None
         shift = False
         for event in keyboard.read_loop():
@@ -118,22 +134,14 @@ class Events:
         return self._text
 
 
-def has_arrived(text):
-    """Returns whether all records have arrived. Ignores the first pasted records: in the emulated
-    machine, the terminal takes longer to load the keyboard layout than the program waits."""
-    if KIND == "paste":
-        return TEXT.endswith(text) and 2 * text.count("\n") >= len(RECORDS)
-    return text == TEXT
-
-
-def caps_lock_is_lit():
-    """Returns whether the virtual keyboard's Caps Lock LED is on."""
+def caps_lock_is_lit(keyboard):
+    """Returns whether the Caps Lock LED of a keyboard is on."""
     for light in glob.glob("/sys/class/leds/*::capslock"):
         with open(f"{light}/device/name", encoding="ascii") as name, \
                 open(f"{light}/brightness", encoding="ascii") as brightness:
-            if name.read() == "Quillet keyboard\n":
+            if name.read() == keyboard + "\n":
                 return brightness.read() != "0\n"
-    raise AssertionError("the virtual keyboard has no Caps Lock LED")
+    raise AssertionError(f"{keyboard} has no Caps Lock LED")
 
 
 def main():
@@ -143,6 +151,8 @@ def main():
     Settings(attach_serial=0, attach_timestamp=0, attach_type=0, data_delimiter=0,
              record_delimiter=1, destination=2, auto_sync=1, non_english=int(KIND == "paste")).save()
     start_scanner()
+    if KIND != "events":
+        start_user_keyboard()
     program = start("quillet", f"{HERE}/quillet")
     wait_until(lambda: "-[SyncController ConnectThread]" in log.lines(), "the program's start")
     time.sleep(2)
@@ -156,12 +166,14 @@ def main():
         assert log.lines().count(REFUSAL) == 1, log.lines()
         assert window.text() == "", window.text()
     else:
-        wait_until(lambda: has_arrived(window.text()),
+        wait_until(lambda: window.text() == TEXT,
                    lambda: f"{len(TEXT)} characters, got {len(window.text())}:\n{window.text()}\n"
-                   + "\n".join(line for line in log.lines() if line.startswith("Cannot type")))
-        assert not any(line.startswith("Cannot type") for line in log.lines())
-        print(f"received {len(window.text())} of {len(TEXT)} characters without errors")
-        assert caps_lock_is_lit() == (KIND == "caps")
+                   + "\n".join(log.failures()))
+        assert not log.failures(), log.failures()
+        print(f"received {len(TEXT)} characters without errors")
+        if WAY == THROUGH_UINPUT:
+            assert caps_lock_is_lit(QUILLET_KEYBOARD) == CAPS_LOCK
+    assert log.lines().count(WAY) == 1, log.lines()
     assert program.poll() is None, "the program ended"
     with open("/tmp/quillet.out", encoding="utf-8", errors="replace") as output:
         print("the program's standard streams:", repr(output.read()))
