@@ -1,6 +1,9 @@
-"""Measures the processor time of the idle program."""
+"""Measures the processor time of the idle program, and how soon it reads data that arrives."""
 
 import os
+import random
+import select
+import threading
 import time
 
 from harness.case import SystemTest
@@ -8,6 +11,11 @@ from harness.case import SystemTest
 _ROUNDS = 9
 _SPAN = 5.0  # seconds
 _PORTS = 32  # the maximum that the program lists
+
+_SCANS = 60
+_SILENCE = 2.0  # seconds; after one silent second, the system may delay the program's timers
+_LATEST_READ = 10  # ms
+_LIMIT = 5.0  # seconds
 
 
 def _processor_seconds(pid):
@@ -17,6 +25,20 @@ def _processor_seconds(pid):
         with open(f"/proc/{pid}/task/{task}/schedstat", encoding="ascii") as schedstat:
             total += int(schedstat.read().split()[0])
     return total / 1e9
+
+
+def _await_input(line, present):
+    """Polls a terminal until it has unread input or none. Returns the time of the last poll before
+    the change, and of the first poll after it."""
+    start = before = time.monotonic()
+    while True:
+        readable, _, _ = select.select([line], [], [], 0)
+        now = time.monotonic()
+        if bool(readable) == present:
+            return before, now
+        if now - start > _LIMIT:
+            raise AssertionError("no input" if present else "unread input")
+        before = now
 
 
 class Idle(SystemTest):
@@ -45,3 +67,21 @@ class Idle(SystemTest):
             self.devices.add_scanner(f"ttyACM{number}", f"4-{number}:1.0")
             self.log.wait_for(f"-[SyncController updatePortList:][{number + 1}]")
         self._measure("idle-ports")
+
+    def test_measures_time_to_first_read(self):
+        """Measures the time from the arrival of a scan's first byte until the program has read it.
+        This process sleeps until the scan, because a busy processor shortens the program's pauses.
+        """
+        scanner = self.plugged_in_scanner()
+        self.start_connected()
+        line = os.open(scanner.link, os.O_RDONLY | os.O_NONBLOCK | os.O_NOCTTY)
+        self.addCleanup(os.close, line)
+        for number in range(_SCANS):
+            time.sleep(_SILENCE + random.uniform(0, 0.02))
+            scan = threading.Thread(target=scanner.scan, args=(0, f"{number:012d}"))
+            scan.start()
+            arrived, _ = _await_input(line, True)
+            _, read = _await_input(line, False)
+            scan.join()
+            delay = 1e3 * (read - arrived)
+            print("figure", "first-read", delay, _LATEST_READ, sep="\t", flush=True)
