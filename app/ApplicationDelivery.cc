@@ -22,7 +22,7 @@ constexpr int kRunningChecks = 10;
 // replaces its contents.
 constexpr auto kPastePause = 100ms;
 
-// Time by which the main thread has handled the keys of a record.
+// The main thread has handled all keys of a record after this time.
 constexpr auto kLatestKey = 1s;
 
 constexpr char kNotFound[] = "\" was not found. Choose another application.";
@@ -71,8 +71,8 @@ void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   ShowProblem();
 }
 
-// All keys of a record are posted at once, so that a backend can put aside for all of them what the
-// user holds.
+// Posts all keys of a record in one call, so that a backend releases the modifiers that the user
+// holds only once per record.
 void ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) return;
   std::string text;
@@ -161,8 +161,8 @@ void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& pro
   }
 }
 
-// Removes the message if the previous record came long after the last ignored key. The main thread
-// may handle keys late, but then raises the message again.
+// Withdraws the message if the previous record was delivered long after the last ignored key. If
+// the main thread handles a key late, KeyIgnored raises the message again.
 void ApplicationDelivery::ForgetOwnWindow() {
   const Time previous = std::exchange(lastRecord_, platform_.clock.Now());
   if (isAtOwnWindow_ && previous > lastIgnored_.load() &&

@@ -50,7 +50,7 @@ class ApplicationDelivery {
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
 
-  /// Gets ready to type. Shows a message if the application for a destination does not exist, and
+  /// Prepares for typing. Shows a message if the application for a destination does not exist, and
   /// otherwise removes the message. Any thread.
   /// @param destination  see Settings
   /// @param application  the path in the settings
@@ -83,13 +83,13 @@ class ApplicationDelivery {
   std::mutex delivering_;  // held while a record is typed or pasted; guards lastRecord_
   Time lastRecord_{};
 
-  SharedText typingProblem_;                 // shown in the strip
-  std::atomic<bool> pastingFailed_ = false;  // shown in the strip
+  SharedText typingProblem_;                 // text of kTypingImpossible in the strip
+  std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is in the strip
 
   std::mutex checking_;        // guards targetMessage_
-  std::string targetMessage_;  // shown in the strip
+  std::string targetMessage_;  // text of kTargetMissing in the strip
 
-  std::atomic<bool> isAtOwnWindow_ = false;  // shown in the strip
+  std::atomic<bool> isAtOwnWindow_ = false;  // kTypedAtQuillet is in the strip
   std::atomic<Time> lastIgnored_ = Time::min();
 };
 

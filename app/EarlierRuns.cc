@@ -115,7 +115,7 @@ void EarlierRuns::RunEnded() {
   });
 }
 
-// Updates the list, later again if it is being read.
+// Updates the list. If the list is being read, updates it again afterwards.
 void EarlierRuns::Refresh() {
   listAgain_ = std::exchange(listing_, true);
   if (!wasListed_) window_.ShowMessage("Reading the archive…");

@@ -11,10 +11,10 @@
 
 namespace quillet {
 
-/// Appends texts to the main view, in call order with the other changes of controls.
+/// Appends texts to the main view. Texts and changes of other controls take effect in call order.
 ///
 /// The texts between two other changes share one entry of the main queue. If the main thread does
-/// not keep up, the oldest waiting records are dropped (see TextBacklog).
+/// not keep up, the oldest queued records are dropped (see TextBacklog).
 class MainView {
  public:
   /// @param queue  outlives this object

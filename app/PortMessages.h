@@ -15,7 +15,7 @@ namespace quillet {
 /// Says in the status strip why an attempt to connect has failed.
 class PortMessages {
  public:
-  /// @param platform  its registry finds the reasons, its pasteboard receives commands for the user
+  /// @param platform  its registry finds the reasons, its pasteboard receives commands to run
   /// @param ports     the ports that are present; outlives this object, like the others
   /// @param strip     shows the messages
   /// @param tryAgain  starts another attempt to connect; main thread
@@ -47,7 +47,7 @@ class PortMessages {
   BackgroundWork inspections_;  // a look-up of users and groups can take minutes
 
   // Main thread.
-  std::map<Notice, std::string> paths_;  // of the port of each message, or empty
+  std::map<Notice, std::string> paths_;  // path of the port that a message is about, or empty
   int withdrawals_ = 0;
 };
 

@@ -63,7 +63,7 @@ class PortTable {
   /// @param connected  whether the last item is a connected scanner
   std::int32_t ItemToSelect(std::int32_t count, bool connected) const;
 
-  ///@{ Ports that arrived during an attempt to connect and that it has not tried since. Main
+  ///@{ Ports that were plugged in during the attempt to connect and have not been tried. Main
   /// thread.
   void BeginAttempt() { untried_.clear(); }
   void SetTried(const std::string& triedPath) { untried_.erase(triedPath); }

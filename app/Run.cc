@@ -14,7 +14,7 @@ constexpr std::int32_t kRecordsPerDot = 64;
 // as long as all other work on the records. The kernel allocates pages only when they are written.
 constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
 
-// Whether the error of a write can come from a file of another user with the same name.
+// Returns true if a write can fail with this error because another user's file has the same name.
 bool MeansNameIsTaken(int error) {
   return error == EPERM || error == EACCES || error == EEXIST || error == EISDIR ||
          error == ELOOP || error == EINVAL;
@@ -51,7 +51,7 @@ void Run::Gather(const std::string& record, std::int64_t line) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // The run began with another destination, or End took the records for an earlier run.
+    // The run began with another destination, or End has already written records during this run.
     records = std::make_unique<Records>();
   }
   // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of
@@ -105,8 +105,8 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   if (!result.refusedSettingsFile) {
     written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
   }
-  // In a folder with the sticky bit, another user can take the names of the next minutes, also with
-  // links to the settings file.
+  // In a folder with the sticky bit, another user can create files with the names of the next
+  // minutes, or links with these names to the settings file.
   const bool isTaken =
       result.refusedSettingsFile || (MeansNameIsTaken(written.error) && file.Exists(name));
   if (isTaken && name != settings.filename.Get()) {

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds kProgressPeriod{150};
 constexpr auto kReadingTime = 5s;
 
-// The results of a run, which end when the user starts another one.
+// Messages about the result of a run, removed when the user starts another run.
 constexpr Notice kResults[] = {Notice::kNotErased,          Notice::kFileNotWritten,
                                Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
                                Notice::kRecordsMissing,     Notice::kRunFinished};
@@ -50,7 +50,7 @@ void RunMessages::RunRequested() {
 void RunMessages::RunBegan() {
   begin_ = parts_.platform.clock.Now() / 1ms;
   for (const Notice notice : kHints) parts_.strip.Withdraw(notice);
-  // A run that begins when a scanner connects hides the message before the user can read it.
+  // The first run may begin before the user has read this message, so only later runs remove it.
   if (hasEnded_) parts_.strip.Withdraw(Notice::kInterrupted);
   parts_.platform.mainQueue.Async([this] {
     progress_ = RunProgress();
@@ -168,7 +168,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   }
 }
 
-// Says where records are that no file contains.
+// Returns a sentence that says where the records are if they are in no file.
 std::string RunMessages::Kept(std::int32_t records) const {
   if (parts_.archive.failed()) return "The records were not saved.";
   return Counted(records) + (records == 1 ? " is" : " are") + " in the archive.";

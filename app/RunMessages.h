@@ -47,7 +47,7 @@ class RunMessages {
 
   void RunEnded(const Run::Result& result);  ///< called when a run has ended; read thread
 
-  void Connected();     ///< a scanner is connected. Read thread.
+  void Connected();     ///< called after a scanner has connected. Read thread.
   void Disconnected();  ///< called after a connection has ended. Main thread.
   void HungUp();        ///< the scanner is connected, but its line does not work. Main thread.
 
@@ -59,7 +59,7 @@ class RunMessages {
 
   void ScannerErased();  ///< see RunArchive::OnErased
 
-  /// Answers a press of a button that has no effect now. Main thread.
+  /// Shows why a button that the user pressed has no effect now. Main thread.
   void PressIgnored(const std::string& text);
 
   /// Says once that only the archive keeps the records if the settings erase the scanner and write
@@ -90,7 +90,7 @@ class RunMessages {
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
   std::atomic<std::int32_t> ended_{0};               // number of records of the run that ended last
-  std::atomic<std::int32_t> expected_{0};  // number of records it should have; 0 if unknown
+  std::atomic<std::int32_t> expected_{0};  // number of records in the scanner; 0 if unknown
   std::atomic<bool> onlyCopySaid_{false};
   std::set<std::string> receivers_;  // read thread: programs that have received records
 };

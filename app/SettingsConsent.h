@@ -49,7 +49,7 @@ class SettingsConsent {
     StatusStrip& strip;               ///< says that settings are held back
     std::string dataFolder;           ///< absolute path of the data folder
     std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
-    std::function<bool()> isBusy;     ///< returns true, and says so, while a run is in progress
+    std::function<bool()> isBusy;     ///< returns true, and tells the user, during a run
     std::function<void()> onConfirm;  ///< called after held actions have been put in force
   };
 
@@ -74,7 +74,7 @@ class SettingsConsent {
   void Remember(const SensitiveActions& actions);
 
   const Parts parts_;
-  bool isForeign_ = false;  // the settings file is another user's
+  bool isForeign_ = false;  // another user could have written the settings file
   std::string owner_;
   SensitiveActions held_;
 };

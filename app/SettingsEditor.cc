@@ -51,7 +51,7 @@ void SettingsEditor::Save() {
                      {{"Try again", [this] { Save(); }}});
 }
 
-// A path that is too long becomes empty at the next start.
+// Warns of a path that is too long, because it will be empty after the next start.
 void SettingsEditor::CheckPaths() {
   for (const auto& [destination, path] : {std::pair(kToFile, &settings_.filename),
                                           std::pair(kToNamedApplication, &settings_.appname)}) {
@@ -86,7 +86,7 @@ void SettingsEditor::Restore() {
   settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
   if (!file || file.custody == platform::Custody::kTrusted) return;
   if (!file.ownFile) {
-    // Save must not store another user's bytes except the settings themselves.
+    // Discards everything else in another user's file, so that Save does not store it.
     std::fill(parts_.image.begin() + kApplicationNamePosition, parts_.image.end() - 1, '0');
     WriteName(parts_.image, kApplicationNamePosition, settings_.appname.Get());
     WriteName(parts_.image, kFileNamePosition, settings_.filename.Get());
@@ -94,8 +94,8 @@ void SettingsEditor::Restore() {
   parts_.consent.HoldBack(file.owner);
 }
 
-// Settings that are not set here keep their initial values. Returns who could have written the file
-// in the meantime.
+// Sets and saves the defaults. Settings that are not assigned here already have their default
+// values. Returns the result of reading the saved file.
 LumetFile::Registry SettingsEditor::RestoreDefaults() {
   settings_.bAttachSerial = 1;
   settings_.bAttachTimestamp = 1;

@@ -41,7 +41,7 @@ class SettingsEditor {
     /// Prepares for typing; see ApplicationDelivery. Called when the user chooses a destination.
     std::function<void(std::int32_t destination)> prepare;
 
-    /// Returns whether the settings window must not open now, and says why.
+    /// Returns true, and tells the user why, if the settings window must not open now.
     std::function<bool()> isBusy;
     std::function<void()> saved;  ///< called after the user has saved the settings
 

@@ -255,7 +255,7 @@ void SyncController::ConnectThread() {
   strip_.Withdraw(Notice::kConnecting);
   strip_.Withdraw(Notice::kPressIgnored);
   ShowConnectionState();
-  // PortChanged starts no attempt for a port that arrives during an attempt.
+  // PortChanged did not start an attempt for ports that were plugged in during this one.
   OnMainThread([this] {
     portMessages_.WithdrawRemoved();
     if (!bIsConnected && !isAttemptStarting_ && ports_.HasUntried()) StartConnectionThread(true);
@@ -330,8 +330,8 @@ void SyncController::TavoInitializationDone(bool connected) {
   DisplayConnectionMessage(portIndex);
   // Shown even if no scanner is connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
-  // The exchange makes the settings of a confirmation visible here if the confirmation has found no
-  // run due.
+  // An exchange, not a store: if the main thread has just confirmed settings and found that no run
+  // was due, this thread then sees the confirmed settings.
   run_.automaticRunIsDue.exchange(connected);
   RunAutomatically();
 }

@@ -73,7 +73,8 @@ class SyncController final : public LumetDelegate {
   // --- Connection -------------------------------------------------------------------------------
 
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
-  /// Starts an attempt, unless one is running, at all ports or at the selected one. Main thread.
+  /// Starts an attempt to connect, unless one is in progress. Main thread.
+  /// @param tryAll  true: tries all ports in order; false: tries only the selected port
   void StartConnectionThread(bool tryAll);
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.

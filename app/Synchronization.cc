@@ -11,7 +11,7 @@ constexpr const char* kNotConnected =
 
 }  // namespace
 
-// Says why a button has no effect now, if that is so.
+// Returns true if the button has no effect now, and shows why in the status strip.
 bool SyncController::IsBusy(const std::string& button) {
   if (bIsUnderSynchronization) {
     messages_->PressIgnored("A synchronization is in progress. Press " + button +
