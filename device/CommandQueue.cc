@@ -74,7 +74,7 @@ bool CommandQueue::Holds(std::uint8_t type) const {
       found = entry == type;
       start += 1 + (entry == 'W' ? 1 : std::size_t{cmdArray_[start].load()});
     }
-    // See Head.
+    // If the buffer was restarted during the search, searches again.
     if (indices_.load().generation == begun.generation) return found;
   }
 }

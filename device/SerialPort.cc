@@ -22,7 +22,8 @@ constexpr auto kIdleSlack = 5ms;
 
 // Number of reads, about a second, between checks of an idle port.
 constexpr std::int32_t kReadsPerCheck = 200;
-// A removed device hangs up some milliseconds before its removal is reported.
+// More than one, because a device that is unplugged hangs up some milliseconds before its removal
+// is reported.
 constexpr std::int32_t kHungUpChecks = 2;
 
 // Chunks with fewer bytes than this are followed by a NUL.
@@ -48,7 +49,7 @@ void SerialPort::Put(Descriptor& place, std::int32_t line) {
 
 std::uint8_t SerialPort::openConnections(const char* path) {
   lacksThread_ = false;
-  // A port that this channel has reserved could not be opened again.
+  // Closes the previous port, because a port that is still reserved cannot be opened again.
   for (Descriptor* held : {&inputfd_, &outputfd_}) {
     if (*held > 0) Put(*held, -1);
   }

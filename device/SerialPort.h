@@ -87,9 +87,8 @@ class SerialPort {
   /// Opens and reserves the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit. First
   /// closes a port that is already open.
   /// @param path  NUL-terminated path of the device
-  /// @return 1 if both directions are open. 0 if not, if another program has reserved the device,
-  /// or
-  ///         if the read thread cannot be started; see LacksThread.
+  /// @return 1 if both directions are open; 0 on failure, also if another program has reserved the
+  ///         device or the read thread cannot be started (see LacksThread).
   std::uint8_t openConnections(const char* path);
 
   void closeInputConnection();   ///< closes the line for reading, except descriptor 0
@@ -104,7 +103,7 @@ class SerialPort {
 
   /// Like transmitCharacters, but writes a byte only if the port has been neither opened nor closed
   /// since `openings` returned the given value.
-  /// @return false if it has
+  /// @return false if the port has been opened or closed; the byte is then not written
   bool TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte);
 
   /// How often the port has been opened or closed for writing. Any thread.

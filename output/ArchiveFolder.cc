@@ -36,8 +36,8 @@ std::vector<std::string> Lines(std::string_view text) {
 }  // namespace
 
 struct ArchiveFolder::Run {
-  std::string name;             // of its first file
-  std::set<std::string> names;  // of all its files
+  std::string name;             // name of its first file
+  std::set<std::string> names;  // names of all its files
   std::uint64_t bytes = 0;
 };
 
@@ -121,7 +121,8 @@ void ArchiveFolder::DropOld() {
   }
 }
 
-// Files whose creation is not noted are sorted in by their names.
+// Returns the runs, oldest first. The age of runs that are not in the order file is determined by
+// their names.
 std::vector<ArchiveFolder::Run> ArchiveFolder::RunsByAge() const {
   std::map<std::string, Run> found;
   for (const FileStore::Entry& entry : files_.List(path_)) {

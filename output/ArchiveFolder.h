@@ -55,7 +55,7 @@ class ArchiveFolder {
   /// @return an empty string if all numbers are in use
   std::string UnusedName(const std::string& name, std::string_view separator = "_") const;
 
-  /// Precedes the numbers of the further files of a run that exceeds the maximum size of a file.
+  /// Precedes the number in the names of the second and later files of a run.
   static constexpr std::string_view kVolumeMark = "_part";
 
   void Mark(const std::string& name);    ///< marks a run as in progress

@@ -109,7 +109,8 @@ class LumetFile {
   const std::string dataFolder_;
 };
 
-/// Returns the words for the error number of a write (errno(3)), for the middle of a sentence.
+/// Describes why a write failed, in words for the middle of a sentence.
+/// @param error  error number (errno(3))
 std::string_view ReasonText(int error);
 
 /// Returns `text` with slashes, NULs and the bytes of invalid UTF-8 replaced by '_'. A corrupted

@@ -36,8 +36,8 @@ RunArchive::RunArchive(platform::Clock& clock, FileStore& files, const Settings&
       folder_(files, std::move(folder)) {}
 
 void RunArchive::Begin() {
-  // A new connection drops the erase commands of an interrupted run, or they are sent before the
-  // scanner reports its records to the next run.
+  // An interrupted run does not overlap the next one: its erase commands are dropped by the new
+  // connection, or sent before the scanner reports its number of records to the next run.
   overlaps_ = runsInProgress_ > 0 && !interrupted_;
   if (runsInProgress_ == 0 || interrupted_) {
     startsRun_ = true;
@@ -87,7 +87,7 @@ void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> b
   entry_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()).append("\n");
   if (!AppendUnit()) {
     Failed();
-    AppendUnit();  // to new files
+    AppendUnit();  // opens new files
   }
   ++unitsKept_;
 }
@@ -144,7 +144,7 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
     outputFile_.Set(path);
     unitsCopied_ = unitsBegun_.load();
   } else {
-    unitsCopied_ = -1;  // may have replaced the file
+    unitsCopied_ = -1;  // this file may have replaced the copy
   }
   if (run_.records) CheckedAppend(run_, "file " + EscapedText(path) + "\n");
 }
@@ -152,7 +152,7 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
 void RunArchive::End(bool complete) {
   if (runsInProgress_ > 0) --runsInProgress_;
   if (runsInProgress_ == 0) overlaps_ = false;
-  // Without records, the open files belong to an interrupted run.
+  // If this run has no records, the open files belong to an interrupted run.
   CloseRun(complete && !startsRun_ && !cutOff_ && !failed_ ? "complete" : "incomplete");
   if (runsInProgress_ > 0) startsRun_ = true;
 }
@@ -212,8 +212,8 @@ bool RunArchive::Delete(const std::string& name) {
   return true;
 }
 
-// A record may arrive during the flush. It may be in a file that has been flushed already, or in a
-// new one.
+// Repeats the flush if a record arrived during it: the record may be in a file that had already
+// been flushed, or in a new file.
 bool RunArchive::FilesSynchronized() {
   for (int attempt = 0; attempt < kFlushAttempts && !failed_; ++attempt) {
     const std::int64_t kept = unitsKept_;

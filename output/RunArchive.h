@@ -161,8 +161,8 @@ class RunArchive final : public RecordArchive {
   Word<bool> overlaps_ = false;                // the run began before the previous one ended
   std::atomic<std::int64_t> unitsBegun_{0};    // records and bursts, including one being written
   std::atomic<std::int64_t> unitsKept_{0};     // records and bursts that are written
-  std::atomic<std::int64_t> unitsBefore_{0};   // units of earlier downloads
-  std::atomic<std::int64_t> unitsCopied_{-1};  // units, if all new ones are in the output file
+  std::atomic<std::int64_t> unitsBefore_{0};   // unitsBegun_ at the start of the download
+  std::atomic<std::int64_t> unitsCopied_{-1};  // unitsBegun_ at the last complete output file
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
@@ -173,13 +173,13 @@ class RunArchive final : public RecordArchive {
   // Read thread.
   Volume run_;
   Volume day_;
-  Volume* latest_ = nullptr;  // contains the last unit
+  Volume* latest_ = nullptr;  // the files that the last record or burst was written to
   std::string pendingLines_;
   std::string entry_;
   bool inBurst_ = false;
   bool dayFailed_ = false;        // an error has occurred in a file of live scans
-  std::int64_t lines_ = 0;        // number of lines
-  std::int64_t linesBefore_ = 0;  // lines of earlier downloads
+  std::int64_t lines_ = 0;        // number of lines composed so far
+  std::int64_t linesBefore_ = 0;  // lines_ at the start of the download
   bool lineIsDue_ = false;        // the line of the last record has not been composed yet
   bool linesLackData_ = false;    // the lines of the download do not contain all data
 
