@@ -13,17 +13,17 @@ enum class TextKind {
   kRecord,   ///< may be dropped
 };
 
-/// Texts that wait to be displayed, in order. If the records exceed kMostRecordText, the oldest
+/// Texts to be displayed, in order. If the records exceed kMostRecordText, the oldest
 /// records are dropped. One thread at a time.
 class TextBacklog {
  public:
-  /// Maximum size of all waiting records in bytes, exceeded by at most one chunk. 100,000 records
+  /// Maximum size of all queued records in bytes, exceeded by at most one chunk. 100,000 records
   /// of 160 bytes fit.
   static constexpr std::size_t kMostRecordText = std::size_t{16} * 1024 * 1024;
 
   /// Successive texts of one kind. A chunk contains whole records.
   struct Chunk {
-    TextKind kind = TextKind::kMessage;  ///< of all texts in the chunk
+    TextKind kind = TextKind::kMessage;  ///< kind of all texts in the chunk
     std::string text = {};               ///< UTF-8
   };
 

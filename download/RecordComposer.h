@@ -31,7 +31,7 @@ class RecordComposer {
   RecordComposer(const RecordComposer&) = delete;
   RecordComposer& operator=(const RecordComposer&) = delete;
 
-  /// Returns true if lines contain the data of their records with this value of `dataorder`.
+  /// Returns true if lines composed with this value of `dataorder` contain the data.
   static bool IncludesData(std::int32_t dataorder);
 
   /// Composes the line of the record at `offset`.
