@@ -15,7 +15,7 @@ namespace quillet {
 /// Says in the status strip why an attempt to connect has failed.
 class PortMessages {
  public:
-  /// @param platform  its registry finds the reasons, its pasteboard receives commands to run
+  /// @param platform  provides the registry, which finds the reasons, and the clipboard
   /// @param ports     the ports that are present; outlives this object, like the others
   /// @param strip     shows the messages
   /// @param tryAgain  starts another attempt to connect; main thread

@@ -205,7 +205,7 @@ void RunMessages::ShowMissing(std::string_view scanner) {
                      ShowActions());
 }
 
-// The program in front is unknown, so all such programs count as one.
+// It is not known which program is the active application, so all such programs count as one.
 void RunMessages::RecordDelivered(std::int32_t destination) {
   const bool isNamed = destination == kToNamedApplication;
   const std::string program = isNamed ? parts_.session.appname.Get() : "";

@@ -52,8 +52,8 @@ class RunMessages {
   void HungUp();        ///< the scanner is connected, but its line does not work. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
-  /// Called before a record is delivered to a program. Announces the first one that no run has
-  /// requested. Read thread.
+  /// Called before a record is delivered to a program. Announces the first record that arrives
+  /// outside a run. Read thread.
   /// @param destination  see Settings
   void RecordDelivered(std::int32_t destination);
 

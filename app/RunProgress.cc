@@ -15,7 +15,8 @@ constexpr RunProgress::Time kLeastWindow = 800ms;
 
 // Time without a change after which the display shows "no data".
 constexpr RunProgress::Time kSilence = 3s;
-// Longer than the longest time-out for an answer, which is 50 s.
+// Time without a change after which the display advises a restart. Longer than the longest time-out
+// for an answer, which is 50 s.
 constexpr RunProgress::Time kHopelessSilence = 60s;
 
 constexpr const char* kSeparator = "  ·  ";

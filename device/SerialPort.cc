@@ -20,7 +20,7 @@ constexpr auto kTransmitPause = 1ms;
 constexpr std::int32_t kReadsUntilIdle = 5000;
 constexpr auto kIdleSlack = 5ms;
 
-// Number of reads, about a second, between checks of an idle port.
+// Number of reads between two hang-up checks of an idle port. They take about a second.
 constexpr std::int32_t kReadsPerCheck = 200;
 // More than one, because a device that is unplugged hangs up some milliseconds before its removal
 // is reported.

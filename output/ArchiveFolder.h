@@ -46,7 +46,7 @@ class ArchiveFolder {
   /// @return true if the folder exists afterwards
   bool Create() { return files_.CreatePrivateFolder(path_); }
 
-  /// Returns true if there is a file with this name, whatever its extension.
+  /// Returns true if a file with this name and any extension exists.
   bool Contains(std::string_view name) const;
 
   /// Returns `name` if it is not in use, else `name` with the first unused number from 2 on.

@@ -162,7 +162,7 @@ class RunArchive final : public RecordArchive {
   std::atomic<std::int64_t> unitsBegun_{0};    // records and bursts, including one being written
   std::atomic<std::int64_t> unitsKept_{0};     // records and bursts that are written
   std::atomic<std::int64_t> unitsBefore_{0};   // unitsBegun_ at the start of the download
-  std::atomic<std::int64_t> unitsCopied_{-1};  // unitsBegun_ at the last complete output file
+  std::atomic<std::int64_t> unitsCopied_{-1};  // unitsBegun_ when an output file had all of them
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
