@@ -93,7 +93,7 @@ bool ApplicationDelivery::IsRefused(const std::string& untypable) {
   const std::string names = NamesOf(untypable);
   Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't type ", names);
   strip_.Raise(Notice::kCharactersMissing,
-               "A record was not typed, because the keyboard layout has no key for " + names +
+               "A record was not typed: the keyboard layout has no key for " + names +
                    ". Turn on \"Paste text instead of typing it\" in the settings.",
                {{"Show", actions_.showRuns}});
   return true;
@@ -104,10 +104,9 @@ void ApplicationDelivery::Paste(const std::string& record) {
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
     if (!pastingFailed_.exchange(true)) {
-      RaiseUndelivered(Notice::kPastingImpossible,
-                       "A record was not pasted, because the clipboard is not available.",
-                       "The record is in the archive.",
-                       "It was not saved either. Scan or synchronize again.");
+      RaiseUndelivered(
+          Notice::kPastingImpossible, "A record was not pasted: the clipboard is not available.",
+          "The record is in the archive.", "It was not saved either. Scan or synchronize again.");
     }
     return;
   }
@@ -146,8 +145,8 @@ void ApplicationDelivery::KeyIgnored() {
   lastIgnored_ = platform_.clock.Now();
   if (isAtOwnWindow_.exchange(true)) return;
   RaiseUndelivered(Notice::kTypedAtQuillet,
-                   "Quillet was the active window, so the records were not delivered.",
-                   "They are in the archive. Click the other program first.",
+                   "Quillet was in front, so the records were not delivered.",
+                   "They are in the archive. Click the other program before you scan again.",
                    "They were not saved either. Click the other program, then scan or synchronize "
                    "again.");
 }

@@ -269,7 +269,7 @@ std::string EarlierRuns::WriteFile(
   if (!written) return std::string(kUnreadable);
   const auto replaced = platform_.files.Replace(path, *written);
   if (replaced) return {};
-  return "This file cannot be written: " + ShownText(path) + ". Choose another folder.";
+  return ShownText(path) + " could not be written. Choose another folder.";
 }
 
 void EarlierRuns::Copy() {
@@ -295,8 +295,8 @@ void EarlierRuns::Remove() {
   const StoredRun run = *selected;
   const std::string date = RowOf(run).date;
   if (!window_.ConfirmDeletion(
-          run.live ? "Delete the live scans of " + date + "?"
-                   : "Delete the synchronization of " + date + "?",
+          run.live ? "Delete the live scans from " + date + "?"
+                   : "Delete the synchronization from " + date + "?",
           "This permanently deletes " + Counted(run.head.records) +
               " from the archive. Files saved or delivered elsewhere are kept.")) {
     return;
@@ -364,7 +364,7 @@ std::string EarlierRuns::DeliverToFile(const StoredRun& run) {
   }
   return created == FileStore::Created::kYes
              ? Counted(*records) + " delivered to " + free
-             : "This file cannot be written: " + free + ". Check its folder in the settings.";
+             : free + " could not be written. Check the path in the settings.";
 }
 
 std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t destination) {
@@ -396,7 +396,7 @@ std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t
     return problem + " after " + std::to_string(delivered) + " of " + Counted(*records) + ".";
   }
   if (skipped == 0) return Counted(*records) + " delivered.";
-  return Counted(delivered - skipped) + " delivered, " + std::to_string(skipped) +
+  return Counted(delivered - skipped) + " delivered; " + std::to_string(skipped) +
          " could not be typed. Turn on \"Paste text instead of typing it\".";
 }
 

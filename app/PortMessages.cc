@@ -36,8 +36,7 @@ void PortMessages::Show(const std::string& path, const platform::PortObstacle& o
     case Kind::kForbidden:
       return Raise(Notice::kPortDenied, path,
                    "The system blocks access to " + path +
-                       ". If Quillet runs in a container or sandbox, allow the container or "
-                       "sandbox to use the port.",
+                       ". If Quillet runs in a container or sandbox, give it access to the port.",
                    {TryAgain()});
     case Kind::kBusy: {
       const std::string program = obstacle.program.empty() ? "Another program" : obstacle.program;
@@ -52,15 +51,16 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
   const std::string denied = "No permission to use " + path + ". ";
   if (obstacle.joined) {
     Raise(Notice::kPortDenied, path,
-          denied + "Log out and in again to activate the group " + obstacle.group + ".", {});
+          denied + "Log out and back in to activate the " + obstacle.group + " group.", {});
   } else if (!obstacle.group.empty()) {
     Raise(Notice::kPortDenied, path,
-          denied + "Run the command to join the group " + obstacle.group + ", then log in again.",
+          denied + "To join the " + obstacle.group +
+              " group, copy the command, run it in a terminal, and log in again.",
           {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {
     Raise(Notice::kPortDenied, path,
-          "No udev rule lets you use " + path +
-              ". Install the Quillet package, or run the command in a terminal.",
+          "No udev rule gives you access to " + path +
+              ". Install the Quillet package, or copy the command and run it in a terminal.",
           {Copy("sudo chown \"$USER\" " + path)});
   }
 }
@@ -68,7 +68,8 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
 void PortMessages::Silent(const std::string& path) {
   platform_.mainQueue.Async([this, path] {
     Raise(Notice::kScannerSilent, path,
-          "No scanner is responding on " + path + ". Press the scanner's button. Check the cable.",
+          "No scanner is responding on " + path +
+              ". Press the scanner's button, check the cable, then try again.",
           {TryAgain()});
   });
 }
@@ -76,7 +77,7 @@ void PortMessages::Silent(const std::string& path) {
 void PortMessages::NoThread(const std::string& path) {
   platform_.mainQueue.Async([this, path] {
     Raise(Notice::kNoThread, path,
-          "Quillet could not connect, because the system has run out of threads or memory. "
+          "Quillet could not connect because the system has run out of threads or memory. "
           "Close other programs, then try again.",
           {TryAgain()});
   });

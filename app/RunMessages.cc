@@ -177,7 +177,7 @@ std::string RunMessages::Kept(std::int32_t records) const {
 void RunMessages::ShowFinished(const Run::Result& result) {
   const Settings& settings = parts_.session;
   if (result.records == 0) {
-    return parts_.strip.Raise(Notice::kRunFinished, "The scanner has sent no records.");
+    return parts_.strip.Raise(Notice::kRunFinished, "The scanner sent no records.");
   }
   const auto taken = parts_.platform.clock.Now() / 1ms - begin_;
   const std::string text =
@@ -231,12 +231,12 @@ void RunMessages::Problem(RunArchive::Problem problem) {
   const std::int32_t records = parts_.run.barcodeCount;
   switch (problem) {
     case RunArchive::Problem::kNotWritten:
-      return parts_.strip.Raise(
-          Notice::kArchiveNotWritten,
-          "Records cannot be saved in the archive. Check the disk: " + parts_.archive.folder());
+      return parts_.strip.Raise(Notice::kArchiveNotWritten,
+                                "Records cannot be saved in the archive. Check the folder " +
+                                    parts_.archive.folder() + ".");
     case RunArchive::Problem::kEraseWithheld:
       return parts_.strip.Raise(Notice::kNotErased,
-                                "The scanner was not erased, because " + Counted(records) +
+                                "The scanner was not erased because " + Counted(records) +
                                     (records == 1 ? " was" : " were") +
                                     " not saved. Check the disk.",
                                 ShowActions());
@@ -275,8 +275,8 @@ void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t 
       parts_.earlierRuns.Open(run);
     };
     parts_.strip.Raise(Notice::kInterrupted,
-                       "A synchronization was interrupted. Its records are in the archive: " +
-                           parts_.archive.folder() + (files == 0 ? "" : ". " + removed),
+                       "A synchronization was interrupted. Its records are in the archive." +
+                           (files == 0 ? "" : " " + removed),
                        {{"Show", show}});
   } else if (files > 0) {
     parts_.strip.Raise(Notice::kInterrupted,

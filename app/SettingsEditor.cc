@@ -58,7 +58,7 @@ void SettingsEditor::CheckPaths() {
     if (path->Get().size() <= kLongestName) continue;
     return parts_.strip.Raise(
         Notice::kPathTooLong,
-        "Quillet will not remember the chosen path, because it is longer than 127 bytes.",
+        "Quillet will not remember the chosen path because it is longer than 127 bytes.",
         {{"Choose…", [this, chosen = destination] { Choose(chosen); }}});
   }
   parts_.strip.Withdraw(Notice::kPathTooLong);

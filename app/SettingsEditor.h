@@ -23,7 +23,7 @@ class SettingsEditor {
  public:
   /// Message after an attempt to use the settings file as the output file.
   static constexpr std::string_view kSettingsFileMessage =
-      "The settings file cannot hold records. Choose another file.";
+      "Records cannot be written to the settings file. Choose another file.";
 
   /// The objects that the editor uses. All outlive the editor.
   struct Parts {

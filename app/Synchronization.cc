@@ -7,7 +7,7 @@ namespace quillet {
 namespace {
 
 constexpr const char* kNotConnected =
-    "No scanner is connected. Plug it in, or select its port and press Connect.";
+    "No scanner is connected. Plug in the scanner, or select its port and press Connect.";
 
 }  // namespace
 

@@ -160,7 +160,7 @@ const char* PortalKeyEvents::ProblemOf(State state) {
     case State::kAsking:
       return "permission has not been granted yet. Allow remote control when the desktop asks.";
     case State::kNotReady:
-      return "the desktop does not accept keys now. If this continues, log in again.";
+      return "the desktop is not accepting keys. If this continues, log in again.";
     case State::kDenied:
       return "permission was denied. To be asked again, press Settings, then Save.";
     case State::kEnded:

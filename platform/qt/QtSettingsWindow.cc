@@ -230,7 +230,7 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
       ->Add(MakeBox(&SettingsValues::syncclock, "Set the scanner's cloc&k to the computer's time",
                     "Keeps the scan times correct"))
       .Add(MakeBox(&SettingsValues::autosync, "Synchronize a&utomatically",
-                   "Start a synchronization as soon as the scanner is connected"))
+                   "Starts a synchronization as soon as the scanner is connected"))
       .Add(MakeBox(&SettingsValues::burstsync, "&Fetch all records in one transfer",
                    "Much faster. If off, each record is requested separately, which takes about "
                    "0.1 s per record."))

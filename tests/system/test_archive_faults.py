@@ -18,8 +18,8 @@ _CLOSING = ["-[QuilletAppDelegate windowWillClose:]",
             "-[SyncController stopNotification]",
             "-[SyncController Terminate]"]
 _ARCHIVE = "/tmp/.local/state/quillet/runs"
-_INTERRUPTED = f"A synchronization was interrupted. Its records are in the archive: {_ARCHIVE}"
-_SETTINGS_FILE = "The settings file cannot hold records. Choose another file."
+_INTERRUPTED = "A synchronization was interrupted. Its records are in the archive."
+_SETTINGS_FILE = "Records cannot be written to the settings file. Choose another file."
 _REPLACES = ("Each synchronization replaces this file. To keep its contents, turn on \"Add to the "
              "file instead of replacing it\".")
 _OLD = "saved yesterday\r\n"
@@ -208,7 +208,7 @@ class TemporaryFilesTest(ArchiveFaultsTest):
         self.quillet.kill()
         self.assertEqual(1, len(unfinished()))
         self.scanners[0].unplug()
-        self.start().wait_for_progress(_INTERRUPTED + ". 1 unfinished file was removed.")
+        self.start().wait_for_progress(_INTERRUPTED + " 1 unfinished file was removed.")
         self.assert_no_stray_files()
 
 

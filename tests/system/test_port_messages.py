@@ -22,8 +22,9 @@ class PortMessagesTest(PortTest):
         terminal = os.path.realpath(PORT)
         os.chmod(terminal, 0)
         self.start_failing()
-        self.quillet.wait_for_message(f"No udev rule lets you use {PORT}. Install the Quillet "
-                                      "package, or run the command in a terminal.", "Copy command")
+        self.quillet.wait_for_message(f"No udev rule gives you access to {PORT}. Install the "
+                                      "Quillet package, or copy the command and run it in a "
+                                      "terminal.", "Copy command")
         self.quillet.press_in_strip("Copy command")
         self.assertEqual(f"sudo chown \"$USER\" {PORT}", self.desktop.clipboard_text())
         os.chmod(terminal, 0o600)
@@ -36,8 +37,9 @@ class PortMessagesTest(PortTest):
         os.chmod(os.path.realpath(PORT), 0)
         group = grp.getgrnam("dialout").gr_gid
         self.start_failing(environment=self.preload(PORT_GROUP=str(group)))
-        self.quillet.wait_for_message(f"No permission to use {PORT}. Run the command to join the "
-                                      "group dialout, then log in again.", "Copy command")
+        self.quillet.wait_for_message(f"No permission to use {PORT}. To join the dialout group, "
+                                      "copy the command, run it in a terminal, and log in "
+                                      "again.", "Copy command")
         self.quillet.press_in_strip("Copy command")
         self.assertEqual("sudo usermod -aG dialout \"$USER\"", self.desktop.clipboard_text())
 
@@ -45,8 +47,7 @@ class PortMessagesTest(PortTest):
         self.plugged_in_scanner()
         self.start_failing(environment=self.preload(PORT_ERROR=str(errno.EPERM)))
         self.quillet.wait_for_message(f"The system blocks access to {PORT}. If Quillet runs in a "
-                                      "container or sandbox, allow the container or "
-                                      "sandbox to use the port.",
+                                      "container or sandbox, give it access to the port.",
                                       "Try again")
 
     def test_names_the_program_that_uses_the_port(self):
@@ -67,7 +68,7 @@ class PortMessagesTest(PortTest):
                                                   for number in range(1, 6)])
         self.start_failing()
         self.quillet.wait_for_message(f"No scanner is responding on {PORT}. Press the scanner's "
-                                      "button. Check the cable.", "Try again")
+                                      "button, check the cable, then try again.", "Try again")
         self.quillet.press_in_strip("Try again")
         self.quillet.wait_for_view(messages.connecting())
         self.quillet.wait_for_message("")

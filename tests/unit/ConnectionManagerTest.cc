@@ -20,10 +20,10 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
 TEST_F(ConnectionManagerTest, ExplainsAnIgnoredPressForFiveSeconds) {
   Launch();
   connect.Press();
-  for (const auto& [wait, text] :
-       {std::pair(5s, "No port was found. Plug in the scanner."),
-        std::pair(1s,
-                  "No scanner is connected. Plug it in, or select its port and press Connect.")}) {
+  for (const auto& [wait, text] : {std::pair(5s, "No port was found. Plug in the scanner."),
+                                   std::pair(1s,
+                                             "No scanner is connected. Plug in the scanner, or "
+                                             "select its port and press Connect.")}) {
     clock.Advance(wait);
     mainQueue.RunAll();
     ticker.Tick();

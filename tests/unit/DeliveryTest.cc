@@ -97,7 +97,7 @@ TEST_F(DeliveryTest, RefusesARecordBeforeItsFirstKey) {
   delivery.Deliver("a~b\tc\n", false);
   EXPECT_EQ(Typed(), "");
   EXPECT_EQ(Message(),
-            "A record was not typed, because the keyboard layout has no key for ~ Tab. Turn on "
+            "A record was not typed: the keyboard layout has no key for ~ Tab. Turn on "
             "\"Paste text instead of typing it\" in the settings.");
   EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't type ~ Tab"), 1U);
   delivery.Deliver("ab\n", false);
@@ -145,7 +145,7 @@ TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't set pasteboard"), 1U);
   EXPECT_TRUE(clock.sleeps().empty());
   EXPECT_EQ(Message(),
-            "A record was not pasted, because the clipboard is not available. The record is in the "
+            "A record was not pasted: the clipboard is not available. The record is in the "
             "archive.");
   pasteboard.takes = true;
   delivery.Deliver("2", true);
@@ -158,13 +158,13 @@ TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {
   pasteboard.takes = false;
   delivery.Deliver("1", true);
   EXPECT_EQ(Message(),
-            "A record was not pasted, because the clipboard is not available. It was not saved "
+            "A record was not pasted: the clipboard is not available. It was not saved "
             "either. Scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
   delivery.RunBegan();
   delivery.KeyIgnored();
   EXPECT_EQ(Message(),
-            "Quillet was the active window, so the records were not delivered. They were not saved "
+            "Quillet was in front, so the records were not delivered. They were not saved "
             "either. Click the other program, then scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
 }
@@ -188,9 +188,8 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsKeys) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
-      "Quillet was the active window, so the records were not delivered. They are in the archive. "
-      "Click "
-      "the other program first.";
+      "Quillet was in front, so the records were not delivered. They are in the archive. "
+      "Click the other program before you scan again.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);
   clock.Advance(2s);

@@ -170,8 +170,8 @@ TEST_F(EarlierRunsTest, SavesAndCopiesTheLinesUnchanged) {
   EXPECT_EQ(runs.message(), "Saved: " + (folder / "saved.txt"));
   panels.answer = folder / "missing/saved.txt";
   Press(&RunsActions::saveAs);
-  EXPECT_EQ(runs.message(), "This file cannot be written: " + (folder / "missing/saved.txt") +
-                                ". Choose another folder.");
+  EXPECT_EQ(runs.message(),
+            (folder / "missing/saved.txt") + " could not be written. Choose another folder.");
 }
 
 TEST_F(EarlierRunsTest, PreviewEndsWithACompleteLine) {
@@ -244,7 +244,8 @@ TEST_F(EarlierRunsTest, RefusesToWriteToTheSettingsFile) {
   for (const auto action : {&RunsActions::saveAs, &RunsActions::exportCsv, &RunsActions::deliver}) {
     runs.Press(&RunsActions::copy);
     runs.Press(action);
-    EXPECT_TRUE(AwaitMessage("The settings file cannot hold records. Choose another file."));
+    EXPECT_TRUE(
+        AwaitMessage("Records cannot be written to the settings file. Choose another file."));
   }
   AwaitDelivery();
   EXPECT_EQ(FileContents(settingsFile), before);
@@ -322,7 +323,7 @@ TEST_F(EarlierRunsTest, CountsRecordsThatCannotBeTyped) {
   Deliver();
   EXPECT_EQ(
       runs.message(),
-      "1 record delivered, 1 could not be typed. Turn on \"Paste text instead of typing it\".");
+      "1 record delivered; 1 could not be typed. Turn on \"Paste text instead of typing it\".");
 }
 
 TEST_F(EarlierRunsTest, OpensTheApplicationBeforeTyping) {
@@ -423,7 +424,7 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   Press(&RunsActions::remove);
   EXPECT_EQ(
       runs.question(),
-      "Delete the synchronization of 2026-11-16 14:07:09?|This permanently deletes 1 record from "
+      "Delete the synchronization from 2026-11-16 14:07:09?|This permanently deletes 1 record from "
       "the archive. Files saved or delivered elsewhere are kept.");
   EXPECT_EQ(runs.rows().size(), 2U);
   runs.confirms = true;

@@ -37,21 +37,21 @@ class PortMessagesTest : public test::AppFixture {
 TEST_F(PortMessagesTest, SaysWhoMayUseThePort) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   ExpectMessage(
-      "No permission to use /absent1. Run the command to join the group dialout, then log in "
-      "again.",
+      "No permission to use /absent1. To join the dialout group, copy the command, run it in "
+      "a terminal, and log in again.",
       {"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});
   ExpectMessage(
-      "No udev rule lets you use /absent1. Install the Quillet package, or run the command in a "
-      "terminal.",
+      "No udev rule gives you access to /absent1. Install the Quillet package, or copy the command "
+      "and run it in a terminal.",
       {"Copy command"});
   strip.Press(0);
   EXPECT_EQ(pasteboard.texts(), (std::vector<std::string>{"sudo usermod -aG dialout \"$USER\"",
                                                           "sudo chown \"$USER\" /absent1"}));
   Fail({.kind = Kind::kPermission, .group = "dialout", .joined = true});
-  ExpectMessage(
-      "No permission to use /absent1. Log out and in again to activate the group dialout.", {});
+  ExpectMessage("No permission to use /absent1. Log out and back in to activate the dialout group.",
+                {});
 }
 
 TEST_F(PortMessagesTest, NamesTheProgramThatUsesThePort) {
@@ -65,8 +65,8 @@ TEST_F(PortMessagesTest, NamesTheProgramThatUsesThePort) {
 TEST_F(PortMessagesTest, SaysThatTheSystemBlocksThePort) {
   Fail({.kind = Kind::kForbidden});
   ExpectMessage(
-      "The system blocks access to /absent1. If Quillet runs in a container or sandbox, allow "
-      "the container or sandbox to use the port.",
+      "The system blocks access to /absent1. If Quillet runs in a container or sandbox, give it "
+      "access to the port.",
       {"Try again"});
 }
 
@@ -76,7 +76,7 @@ TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
   tavo.AttachSilent(port);
   Launch();
   EXPECT_EQ(strip.text(), "No scanner is responding on " + port +
-                              ". Press the scanner's button. Check the cable.");
+                              ". Press the scanner's button, check the cable, then try again.");
   ASSERT_EQ(strip.Buttons(), Titles{"Try again"});
   tavo.Attach(port, test::Scanner());
   strip.Press(0);
@@ -95,7 +95,8 @@ TEST_F(PortMessagesTest, WithdrawsTheMessageIfThePortIsUnplugged) {
   registry.Unplug("/absent2");
   ExpectMessage(busy, {"Try again"});
   registry.Unplug(kPort);
-  ExpectMessage("No scanner is connected. Plug it in, or select its port and press Connect.", {});
+  ExpectMessage(
+      "No scanner is connected. Plug in the scanner, or select its port and press Connect.", {});
 }
 
 TEST_F(PortMessagesTest, DoesNotDelayTheAttempt) {

@@ -14,8 +14,8 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
 WAITING = "Waiting for a scanner. Plug it in."
-OWN_WINDOW = ("Quillet was the active window, so the records were not delivered. They are in the archive. "
-              "Click the other program first.")
+OWN_WINDOW = ("Quillet was in front, so the records were not delivered. They are in the archive. "
+              "Click the other program before you scan again.")
 NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
 NO_TYPING = "Quillet cannot type on this desktop: "
 REQUESTING = "Requesting records from the scanner"
@@ -34,7 +34,7 @@ def cut_off(records):
 
 
 def no_copy(records):
-    return (f"The scanner was not erased, because {records} records were not saved. Check the "
+    return (f"The scanner was not erased because {records} records were not saved. Check the "
             "disk.")
 
 
