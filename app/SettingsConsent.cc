@@ -142,7 +142,7 @@ void SettingsConsent::Remember(const SensitiveActions& actions) {
   const std::string& path = parts_.confirmed;
   if (path.empty()) return;
   parts_.files.CreatePrivateFolder(path.substr(0, path.rfind('/')));
-  // The previous answer must not stay in effect.
+  // If the new answer cannot be stored, the previous one must not stay in effect.
   if (!parts_.files.ReplacePrivate(path, Stored(actions))) parts_.files.Remove(path);
 }
 

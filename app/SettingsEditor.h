@@ -64,8 +64,9 @@ class SettingsEditor {
   /// changes when the user saves.
   void DestinationChanged();
 
-  /// Shows the path for the selected destination: the file, the application, or an empty path. The
-  /// path may be another user's choice. Save puts it in force, so all its characters are visible.
+  /// Shows the path for the selected destination: the file, the application, or an empty path. All
+  /// characters of the path are visible, because Save accepts it even if another user has chosen
+  /// it.
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and

@@ -16,7 +16,7 @@ namespace quillet {
 /// lock is held while files are flushed.
 class FlushList {
  public:
-  /// What is stored in files.
+  /// The contents of files.
   enum class Use : std::size_t {
     kRun,  ///< the records of a run
     kDay,  ///< the live scans of a day
@@ -33,16 +33,16 @@ class FlushList {
   void Add(Use use, Files files);
 
   /// Removes all files except those that receive the next records.
-  /// @param run  removes also the latest files of a run
-  /// @param day  removes also the latest files of a day
+  /// @param run  also removes the latest files of a run
+  /// @param day  also removes the latest files of a day
   void Clear(bool run, bool day);
 
-  /// Which files have a name.
+  /// Result of Find: the files that have the name.
   struct Found {
     bool isDay = false;   ///< the latest files of a day
     bool isHeld = false;  ///< other files in the list
   };
-  Found Find(const std::string& name) const;  ///< looks for a name without extension
+  Found Find(const std::string& name) const;  ///< finds files by name without extension
 
   /// Waits until all files are on the disk.
   /// @param limit  maximum waiting time for each file
@@ -53,7 +53,7 @@ class FlushList {
   Files& Latest(Use use) { return latest_[static_cast<std::size_t>(use)]; }
 
   mutable std::mutex mutex_;
-  std::array<Files, 2> latest_;  // for each Use; without a name if there are none
+  std::array<Files, 2> latest_;  // indexed by Use; the name is empty if there are no files
   std::vector<Files> earlier_;
 };
 

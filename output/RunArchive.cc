@@ -276,7 +276,7 @@ void RunArchive::OpenRun() {
     char stamp[64];
     std::snprintf(stamp, sizeof stamp, "%04d%02d%02d_%02d%02d%02d_", now.year, now.month, now.day,
                   now.hour, now.minute, now.second);
-    // Line feeds would break the list of ArchiveFolder::NoteCreation.
+    // A line feed in a name would break the list that ArchiveFolder::NoteCreation writes.
     first = folder_.UnusedName(stamp + FileNamePart(EscapedText(scanner_.SerialNo.TextFrom(0))));
   }
   const std::string name = folder_.UnusedName(first, ArchiveFolder::kVolumeMark);
