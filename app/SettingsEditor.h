@@ -64,9 +64,8 @@ class SettingsEditor {
   /// changes when the user saves.
   void DestinationChanged();
 
-  /// Shows the path for the selected destination: the file, the application, or an empty path. All
-  /// characters of the path are visible, because Save accepts it even if another user has chosen
-  /// it.
+  /// Shows the path for the selected destination: the file, the application, or an empty path. No
+  /// character of the path is hidden, since another user may have chosen it and Save accepts it.
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and
