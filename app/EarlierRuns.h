@@ -102,7 +102,7 @@ class EarlierRuns {
   bool opened_ = false;
   bool wasListed_ = false;          // the first list has been read
   bool listing_ = false;            // a list is being read
-  bool listAgain_ = false;          // the archive may have changed during the reading
+  bool listAgain_ = false;          // read the list again after the current reading
   std::vector<StoredRun> runs_;     // newest first
   std::vector<std::string> shown_;  // name of the first file of each row's run
   std::string selected_;            // first file name of the selected run

@@ -111,7 +111,7 @@ class PortTable {
   }
 
   SystemLog& log_;
-  SharedText lastName_;  // of the port that the user selected or that was connected last
+  SharedText lastName_;  // name of the port that was selected or connected last
   SharedText lastPath_;
   std::set<std::string> untried_;  // paths; main thread
 };

@@ -32,7 +32,8 @@ class QuilletAppDelegate {
 
   /// Sets the function that starts the program again. It does not return.
   void OnRestart(std::function<void()> action) { restart_ = std::move(action); }
-  void Restart();  ///< ends as if the window had been closed, then starts again; main thread
+  /// Ends the program as if the window had been closed, then starts it again. Main thread.
+  void Restart();
 
   /// Changes the main window's title, through the main queue. Any thread.
   void changeWindowTitle(std::string_view title);

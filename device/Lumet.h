@@ -132,7 +132,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   // --- State ---
   DisplayState display() const { return display_; }            ///< download progress; any thread
   std::int32_t SyncEndIndex() const { return syncEndIndex_; }  ///< number of records in the scanner
-  std::int32_t SyncStartIndex() const { return 0; }            ///< index sent for "q"; always 0
+  std::int32_t SyncStartIndex() const { return 0; }            ///< argument of "q"; always 0
   std::int32_t commandType() const { return commandType_; }    ///< type of the last command
   bool bCommandDone() const { return bCommandDone_ != 0; }     ///< no answer is pending
   bool bConnected() const { return bConnected_ != 0; }         ///< the port is open
@@ -175,7 +175,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   ReceiveMachine receive_{bCommandDone_};
   Word<std::int32_t> syncEndIndex_ = 0;
   CommandQueue cmdArray_;
-  Word<std::uint32_t> queuePort_ = 0;  // SerialPort::openings of the port of the queued commands
+  Word<std::uint32_t> queuePort_ = 0;        // SerialPort::openings at the last call of InitTavo
   std::optional<CommandQueue::Entry> head_;  // the current entry; command thread
   ThreadHandle commandThread_;
   std::atomic<bool> lacksThread_{false};

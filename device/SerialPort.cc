@@ -90,7 +90,7 @@ void SerialPort::ReadOnce(std::uint8_t* buffer) {
     return line_.Read(line, {buffer, kReadBufferSize});
   });
   if (count <= 0) return CountSilence();
-  // Threads and programs that the receiver starts would inherit the slack.
+  // Reset here, because threads and programs that the receiver starts inherit the slack.
   if (silentReads_ >= kReadsUntilIdle) clock_.SetSleepSlack(0us);
   silentReads_ = 0;
   hungUpChecks_ = 0;

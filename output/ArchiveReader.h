@@ -77,7 +77,7 @@ class ArchiveReader {
   SystemLog& log_;
   platform::FileStore& files_;
   const std::string folder_;
-  std::vector<File> known_;  // the files of the last call of List, sorted by name
+  std::vector<File> known_;  // the files that the last call of List found, sorted by name
 };
 
 }  // namespace quillet

@@ -46,10 +46,10 @@ class CsvExport {
   const bool apostrophes_;
   NoLog log_;
   Settings fields_;
-  const ScannerIdentity* scanner_ = nullptr;  // used by composer_
+  const ScannerIdentity* scanner_ = nullptr;  // the scanner that composer_ was created for
   std::optional<RecordComposer> composer_;
   std::string rows_;
-  std::vector<const Barcode*> order_;  // sorted by first scan
+  std::vector<const Barcode*> order_;  // in the order of their first scans
   std::map<Barcode, std::int64_t> quantities_;
 };
 

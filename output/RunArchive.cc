@@ -87,7 +87,7 @@ void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> b
   entry_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()).append("\n");
   if (!AppendUnit()) {
     Failed();
-    AppendUnit();  // opens new files
+    AppendUnit();  // this time, to new files
   }
   ++unitsKept_;
 }
@@ -254,7 +254,7 @@ RunArchive::Volume& RunArchive::Current() {
     return day_;
   }
   if (startsRun_) {
-    CloseRun("incomplete");  // an interrupted run
+    CloseRun("incomplete");  // closes an interrupted run
     startsRun_ = false;
     run_ = {};
   }

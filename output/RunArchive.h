@@ -160,14 +160,14 @@ class RunArchive final : public RecordArchive {
   Word<bool> interrupted_ = false;             // the connection of the run in progress has ended
   Word<bool> overlaps_ = false;                // the run began before the previous one ended
   std::atomic<std::int64_t> unitsBegun_{0};    // records and bursts, including one being written
-  std::atomic<std::int64_t> unitsKept_{0};     // records and bursts that are written
+  std::atomic<std::int64_t> unitsKept_{0};     // records and bursts that have been written
   std::atomic<std::int64_t> unitsBefore_{0};   // unitsBegun_ at the start of the download
-  std::atomic<std::int64_t> unitsCopied_{-1};  // unitsBegun_ when an output file had all of them
+  std::atomic<std::int64_t> unitsCopied_{-1};  // unitsBegun_ at the last complete file, or -1
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
   Word<bool> linesPending_ = false;    // pendingLines_ is not empty
-  Word<bool> writesEachLine_ = false;  // see WriteLines
+  Word<bool> writesEachLine_ = false;  // lines are written at once, see WriteLines
   SharedText runName_;
 
   // Read thread.

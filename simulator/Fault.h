@@ -50,7 +50,7 @@ struct Fault {
 
   FaultTrigger trigger = FaultTrigger::kCommand;
   std::string command;           ///< kCommand: the command's text; "w", "p" or "any" for a group
-  std::uint64_t occurrence = 1;  ///< kCommand: the occurrence since the fault was armed, from 1
+  std::uint64_t occurrence = 1;  ///< kCommand: which occurrence after arming, from 1
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
   std::chrono::nanoseconds after{0};  ///< kTime: the time since the fault was armed
