@@ -25,7 +25,7 @@ struct Checked {
   std::optional<std::string> contents = {};  ///< the bytes, or no value after an error
   Custody custody = Custody::kForeign;       ///< who could have written the contents
   std::string owner = {};  ///< kForeign: the other user's name; empty if there may be several
-  bool ownFile = false;    ///< whether the file belongs to this user or root
+  bool ownFile = false;    ///< true if the file belongs to this user or root
   int error = 0;           ///< 0, or why the file was not read (errno(3)); ELOOP: it is a link;
                            ///< EISDIR or kNotRegular: it is not a regular file
 };

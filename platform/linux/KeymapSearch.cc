@@ -26,7 +26,7 @@ char CharacterOf(xkb_keysym_t symbol) {
   return symbol >= ' ' && symbol <= '~' ? static_cast<char>(symbol) : '\0';
 }
 
-// True for the keysyms of modifier keys, which type nothing. True for keys without a keysym, too.
+// Returns true for the keysyms of modifier keys, and for keys without a keysym.
 bool TypesNothing(xkb_keysym_t symbol) {
   return symbol == XKB_KEY_NoSymbol || (symbol >= XKB_KEY_Shift_L && symbol <= XKB_KEY_Hyper_R) ||
          (symbol >= XKB_KEY_ISO_Lock && symbol <= XKB_KEY_ISO_Level5_Lock) ||
@@ -128,8 +128,8 @@ bool KeymapSearch::IsModifier(std::uint32_t code, const KeyboardState& state) co
   return ModifiersOf(code, state) != 0;
 }
 
-// Returns the modifiers that a key sets while it is pressed, or 0 if it has any other effect. For
-// example, some layouts put Tab on the key of Num Lock, which still sets the modifier of Num Lock.
+// Returns the modifiers that a key sets while it is pressed, or 0 if it has any other effect. In
+// some layouts, for example, the Num Lock key types Tab and also sets the Num Lock modifier.
 std::uint32_t KeymapSearch::ModifiersOf(std::uint32_t code, const KeyboardState& state) const {
   State simulated(keymap_, state);
   if (!TypesNothing(simulated.Symbol(code))) return 0;

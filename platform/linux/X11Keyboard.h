@@ -46,8 +46,8 @@ class X11Keyboard : public XcbConnection {
   /// Reads the state in one round trip.
   X11KeyboardState ReadState();
 
-  /// Returns true if the server ignores keys that are pressed for a short time or in quick
-  /// succession: Slow Keys or Bounce Keys are on. Round trip.
+  /// Returns true if Slow Keys or Bounce Keys are on. The server then ignores short presses, or
+  /// presses in quick succession. Round trip.
   bool IgnoresFastKeys();
 
   /// Reads the keymap again if the server has reported a change. Round trips.

@@ -23,7 +23,7 @@ namespace {
 constexpr int kMostLinks = 40;  // the kernel's limit (path_resolution(7))
 
 // Owner of root's files in a container that does not map root (user_namespaces(7)), and on some
-// network disks.
+// network file systems.
 constexpr uid_t kUnmapped = 65534;
 
 // A folder may be accessible without being readable.
@@ -124,7 +124,7 @@ std::optional<std::string> LinkTarget(const Place& place, const std::string& nam
 // Opens a folder in the place's folder. If `name` is a link, puts the link's target before `rest`.
 void Enter(Place& place, const std::string& name, std::string& rest) {
   // The owner of a folder may rename what it contains, even if the folder has the sticky bit.
-  // Without this bit, so may all users who may write to it.
+  // Without this bit, all users who may write to the folder may also do so.
   const struct stat& status = place.status;
   const bool othersMayRename = OthersMayWrite(status) && !(status.st_mode & S_ISVTX);
   if (othersMayRename || (!IsOwn(status) && status.st_uid != kUnmapped)) place.isExposed = true;

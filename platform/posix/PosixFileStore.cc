@@ -181,8 +181,8 @@ std::optional<std::string> ReadOpen(int file, const struct stat& status, std::si
   return std::nullopt;  // not enough memory
 }
 
-// Whether a folder was meant for several users. An administrator may have given a folder of root to
-// a group.
+// Returns true if a folder is meant to be shared. This includes folders of root, because an
+// administrator may have given a group permission to write to them.
 bool IsShared(const struct stat& folder) {
   constexpr mode_t kSharedByAll = S_ISVTX | S_IWOTH;
   return folder.st_uid == 0 || (folder.st_mode & kSharedByAll) == kSharedByAll;
@@ -232,7 +232,7 @@ Existing FindExisting(const Place& place) {
 
 // Writes a temporary file and renames it.
 // @param mode  mode of the temporary file; the kernel applies the umask
-// @param old   its permissions are copied; null: none are
+// @param old   status of the file whose permissions are copied, or null
 FileStore::Replaced Write(const Place& place, mode_t mode, const struct stat* old,
                           std::string_view contents) {
   if (place.name.empty()) return {.error = EISDIR};
