@@ -7,6 +7,8 @@
 #include <tuple>
 #include <utility>
 
+#include "platform/linux/DeadKeys.h"
+
 namespace quillet::platform::linux_desktop {
 namespace {
 
@@ -99,8 +101,15 @@ KeymapSearch::~KeymapSearch() {
 const KeyChord* KeymapSearch::Find(char character, const KeyboardState& state) {
   const auto index = static_cast<unsigned char>(character);
   if (index >= kCharacters) return nullptr;
-  const std::optional<KeyChord>& chord = ChordsIn(state)[index];
+  const std::optional<KeyChord>& chord = ChordsIn(state).direct[index];
   return chord ? &*chord : nullptr;
+}
+
+const KeyChord* KeymapSearch::FindDead(char character, const KeyboardState& state) {
+  const auto index = static_cast<unsigned char>(character);
+  if (index >= kCharacters) return nullptr;
+  const std::optional<KeyChord>& chord = ChordsIn(state).dead[index];
+  return chord && chord->group == state.group ? &*chord : nullptr;
 }
 
 std::optional<KeyChord> KeymapSearch::FindPlain(std::uint32_t symbol, const KeyboardState& state) {
@@ -162,7 +171,11 @@ const KeymapSearch::Chords& KeymapSearch::ChordsIn(const KeyboardState& state) {
 void KeymapSearch::AddGroup(const KeyboardState& initial, std::uint32_t group, Chords& chords) {
   const KeyboardState state{group, initial.lockedModifiers};
   for (const Candidate& candidate : CandidatesIn(state)) {
-    auto& chord = chords.at(static_cast<unsigned char>(CharacterOf(candidate.symbol)));
+    const char direct = CharacterOf(candidate.symbol);
+    auto& chord =
+        direct != '\0'
+            ? chords.direct.at(static_cast<unsigned char>(direct))
+            : chords.dead.at(static_cast<unsigned char>(CharacterOfDeadKey(candidate.symbol)));
     if (chord) continue;
     KeyChord found{{}, candidate.code, group};
     if (FindModifiers(candidate.mask, state, candidate.symbol, found)) chord = std::move(found);
@@ -176,7 +189,8 @@ std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardSt
     for (const std::uint32_t mask : MasksOf(code, state.group, state.lockedModifiers)) {
       simulated.SetModifiers(mask);
       const xkb_keysym_t symbol = simulated.Symbol(code);
-      if (CharacterOf(symbol) != '\0') candidates.push_back({symbol, code, mask});
+      if (CharacterOf(symbol) != '\0' || CharacterOfDeadKey(symbol) != '\0')
+        candidates.push_back({symbol, code, mask});
     }
   }
   std::sort(candidates.begin(), candidates.end());

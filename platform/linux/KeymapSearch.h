@@ -34,9 +34,9 @@ std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
-/// Uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds only
-/// modifier keys that have no other effect and none after their release. Never holds Control, Alt
-/// or Super, because applications would treat the key as a command. One thread at a time.
+/// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds
+/// only modifier keys that have no other effect and none after their release. Never holds Control,
+/// Alt or Super, because applications would treat the key as a command. One thread at a time.
 class KeymapSearch {
  public:
   static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol
@@ -52,6 +52,11 @@ class KeymapSearch {
   /// @param state      the state in which the keys will be pressed. The chord takes its locked
   ///                   modifiers into account, and may need another group.
   const KeyChord* Find(char character, const KeyboardState& state);
+
+  /// Returns a dead key of the current group which, followed by the space bar, types a character;
+  /// or null. See CharacterOfDeadKey.
+  /// @param character, state  see Find
+  const KeyChord* FindDead(char character, const KeyboardState& state);
 
   /// Returns a chord for a symbol that needs no modifiers in any group, such as the letter of a
   /// shortcut. Prefers the current group.
@@ -72,7 +77,10 @@ class KeymapSearch {
 
  private:
   static constexpr std::size_t kCharacters = 128;
-  using Chords = std::array<std::optional<KeyChord>, kCharacters>;
+  struct Chords {
+    std::array<std::optional<KeyChord>, kCharacters> direct;
+    std::array<std::optional<KeyChord>, kCharacters> dead;
+  };
   struct Candidate;
   class State;
 

@@ -108,6 +108,15 @@ TEST(KeymapSearchTest, PressesNoDeadKeys) {
   ExpectChord(international.Search().Find('`', {}), {{kLevel3Key}, 49, 0});
 }
 
+TEST(KeymapSearchTest, FindsDeadKeysOfTheCurrentGroup) {
+  Layout layout("us,de");
+  KeymapSearch& search = layout.Search();
+  ExpectChord(search.FindDead('^', {1, 0}), {{}, 49, 1});
+  ExpectChord(search.FindDead('`', {1, 0}), {{kShiftKey}, 21, 1});
+  EXPECT_EQ(search.FindDead('^', {0, 0}), nullptr);
+  EXPECT_EQ(search.FindDead('a', {1, 0}), nullptr);
+}
+
 TEST(KeymapSearchTest, UsesNoKeyThatChangesLocks) {
   Layout layout("us", "", "shift:both_capslock,grp:shifts_toggle,shift:breaks_caps");
   for (const std::uint32_t locked : {std::uint32_t{0}, kLock}) {
