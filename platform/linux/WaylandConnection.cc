@@ -35,8 +35,8 @@ WaylandConnection::WaylandConnection(const wl_interface* wanted)
   static constexpr wl_registry_listener kRegistryListener = {
       .global =
           [](void* self, wl_registry* registry, std::uint32_t name, const char* interface,
-             std::uint32_t) {
-            static_cast<WaylandConnection*>(self)->Bind(registry, name, interface);
+             std::uint32_t version) {
+            static_cast<WaylandConnection*>(self)->Bind(registry, name, interface, version);
           },
       .global_remove = [](void*, wl_registry*, std::uint32_t) {}};
   registry_ = wl_display_get_registry(display_);
@@ -58,7 +58,8 @@ bool WaylandConnection::IsBroken() const {
   return display_ == nullptr || wl_display_get_error(display_) != 0;
 }
 
-void WaylandConnection::Bind(wl_registry* registry, std::uint32_t name, const char* interface) {
+void WaylandConnection::Bind(wl_registry* registry, std::uint32_t name, const char* interface,
+                             std::uint32_t version) {
   static constexpr wl_seat_listener kSeatListener = {
       .capabilities =
           [](void* self, wl_seat*, std::uint32_t capabilities) {
@@ -71,7 +72,9 @@ void WaylandConnection::Bind(wl_registry* registry, std::uint32_t name, const ch
     wl_seat_add_listener(seat_, &kSeatListener, this);
   } else if (wanted_ == nullptr && wantedInterface_ != nullptr &&
              std::strcmp(interface, wantedInterface_->name) == 0) {
-    wanted_ = static_cast<wl_proxy*>(wl_registry_bind(registry, name, wantedInterface_, 1));
+    wanted_ = static_cast<wl_proxy*>(
+        wl_registry_bind(registry, name, wantedInterface_,
+                         std::min(version, static_cast<std::uint32_t>(wantedInterface_->version))));
   }
 }
 

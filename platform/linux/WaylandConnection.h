@@ -17,7 +17,8 @@ namespace quillet::platform::linux_desktop {
 class WaylandConnection {
  public:
   /// Connects, and waits up to 10 s for the compositor's list of globals.
-  /// @param wanted  an interface to bind at version 1, or null; outlives this object
+  /// @param wanted  an interface to bind, or null; outlives this object. Its version is the highest
+  ///                one to bind.
   explicit WaylandConnection(const wl_interface* wanted = nullptr);
   ~WaylandConnection();
   WaylandConnection(const WaylandConnection&) = delete;
@@ -42,7 +43,8 @@ class WaylandConnection {
   using Deadline = std::chrono::steady_clock::time_point;
 
   bool Dispatch(Deadline deadline);
-  void Bind(wl_registry* registry, std::uint32_t name, const char* interface);
+  void Bind(wl_registry* registry, std::uint32_t name, const char* interface,
+            std::uint32_t version);
 
   const wl_interface* const wantedInterface_;
   wl_display* const display_;

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/linux/KeyStateProtocol.h"
 #include "platform/linux/VirtualKeyboardProtocol.h"
 
 namespace quillet::test {
@@ -80,6 +81,21 @@ struct Compositor::Protocol {
     Make(client, VirtualKeyboardManagerInterface(), id, kRequests, self);
   }
 
+  static void FetchStates(wl_client*, wl_resource* keys) {
+    const std::lock_guard lock(Of(keys).mutex_);
+    for (const auto& [key, state] : Of(keys).keyStates_) {
+      wl_resource_post_event(keys, kStateChanged, key, state);
+    }
+  }
+
+  static void BindKeyStates(wl_client* client, void* self, std::uint32_t version,
+                            std::uint32_t id) {
+    static constexpr decltype(&FetchStates) kRequests[] = {FetchStates, nullptr};
+    wl_resource* const keys =
+        wl_resource_create(client, &KeyStateInterface(), static_cast<int>(version), id);
+    wl_resource_set_implementation(keys, kRequests, self, nullptr);
+  }
+
   // Sends the keymap of the user's keyboard.
   static void GetKeyboard(wl_client* client, wl_resource* seat, std::uint32_t id) {
     Compositor& self = Of(seat);
@@ -106,7 +122,7 @@ struct Compositor::Protocol {
   }
 };
 
-Compositor::Compositor(bool offersKeyboards, std::string layouts)
+Compositor::Compositor(bool offersKeyboards, std::string layouts, bool reportsKeyStates)
     : layouts_(std::move(layouts)),
       display_(wl_display_create()),
       xkb_(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
@@ -114,6 +130,9 @@ Compositor::Compositor(bool offersKeyboards, std::string layouts)
   wl_global_create(display_, &wl_seat_interface, 1, this, &Protocol::BindSeat);
   if (offersKeyboards) {
     wl_global_create(display_, &VirtualKeyboardManagerInterface(), 1, this, &Protocol::BindManager);
+  }
+  if (reportsKeyStates) {
+    wl_global_create(display_, &KeyStateInterface(), 5, this, &Protocol::BindKeyStates);
   }
   thread_ = std::thread([this] { Run(); });
 }
@@ -141,6 +160,11 @@ void Compositor::Run() {
       disconnects_ = false;
     }
   }
+}
+
+void Compositor::SetKeyState(std::uint32_t key, std::uint32_t state) {
+  const std::lock_guard lock(mutex_);
+  keyStates_[key] = state;
 }
 
 void Compositor::Disconnect() {

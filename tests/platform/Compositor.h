@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -31,13 +32,21 @@ class Compositor {
 
   /// @param offersKeyboards  whether clients can create virtual keyboards
   /// @param layouts          XKB layouts of the user's keyboard, separated by commas
-  explicit Compositor(bool offersKeyboards = true, std::string layouts = "us");
+  /// @param reportsKeyStates org_kde_kwin_keystate is offered
+  explicit Compositor(bool offersKeyboards = true, std::string layouts = "us",
+                      bool reportsKeyStates = false);
   ~Compositor();
 
   std::vector<Key> keys() const;      ///< all key events so far
   std::string text() const;           ///< the text typed so far
   void Stop() { isStopped_ = true; }  ///< stops responding until Continue
   void Continue() { isStopped_ = false; }
+
+  /// Sets the state of a key that is reported to clients.
+  /// @param key    platform::linux_desktop::KeyStateKey
+  /// @param state  see platform::linux_desktop::kStateChanged
+  void SetKeyState(std::uint32_t key, std::uint32_t state);
+
   void Disconnect();  ///< ends the connections of all clients
 
  private:
@@ -60,6 +69,7 @@ class Compositor {
   std::vector<Key> keys_;
   xkb_keymap* keymap_ = nullptr;
   std::uint32_t modifiers_ = 0;
+  std::map<std::uint32_t, std::uint32_t> keyStates_;
 
   std::thread thread_;
 };
