@@ -3,58 +3,128 @@
 #include <gio/gio.h>
 #include <systemd/sd-bus.h>
 
-#include <optional>
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace quillet::platform::linux_desktop {
-namespace {
 
-// GNOME lists the layouts in "sources". The first entry of "mru-sources" is the active one.
-std::optional<std::uint32_t> LayoutOfGnome() {
-  constexpr char kSchema[] = "org.gnome.desktop.input-sources";
-  GSettingsSchemaSource* const source = g_settings_schema_source_get_default();
-  GSettingsSchema* const schema =
-      source == nullptr ? nullptr : g_settings_schema_source_lookup(source, kSchema, TRUE);
-  if (schema == nullptr) return std::nullopt;
-  g_settings_schema_unref(schema);
-  GSettings* const settings = g_settings_new(kSchema);
-  GVariant* const sources = g_settings_get_value(settings, "sources");
-  GVariant* const used = g_settings_get_value(settings, "mru-sources");
-  std::optional<std::uint32_t> found;
-  if (g_variant_n_children(used) > 0) {
-    GVariant* const active = g_variant_get_child_value(used, 0);
-    for (gsize i = 0; i < g_variant_n_children(sources) && !found; ++i) {
-      GVariant* const one = g_variant_get_child_value(sources, i);
-      if (g_variant_equal(one, active)) found = static_cast<std::uint32_t>(i);
-      g_variant_unref(one);
-    }
-    g_variant_unref(active);
+// The service org.kde.keyboard belongs to KWin, or to the keyboard daemon of older versions.
+class ActiveLayout::Plasma {
+ public:
+  ~Plasma() { sd_bus_flush_close_unref(bus_); }
+
+  std::optional<std::uint32_t> Active() {
+    std::uint32_t layout = 0;
+    const bool isKnown = Call("getLayout", "u", &layout, "");
+    return isKnown ? std::optional(layout) : std::nullopt;
   }
-  g_variant_unref(used);
-  g_variant_unref(sources);
-  g_object_unref(settings);
-  return found;
+
+  bool Select(std::uint32_t layout) {
+    int isSelected = 0;
+    return Call("setLayout", "b", &isSelected, "u", layout) && isSelected != 0;
+  }
+
+ private:
+  static constexpr std::uint64_t kReplyLimit = 1000000;  // microseconds
+
+  template <class... Arguments>
+  bool Call(const char* method, const char* resultType, void* result, Arguments... arguments) {
+    if (bus_ == nullptr &&
+        (sd_bus_open_user(&bus_) < 0 || sd_bus_set_method_call_timeout(bus_, kReplyLimit) < 0)) {
+      return false;
+    }
+    sd_bus_message* reply = nullptr;
+    const int status =
+        sd_bus_call_method(bus_, "org.kde.keyboard", "/Layouts", "org.kde.KeyboardLayouts", method,
+                           nullptr, &reply, arguments...);
+    const bool isRead = status >= 0 && sd_bus_message_read(reply, resultType, result) > 0;
+    sd_bus_message_unref(reply);
+    if (sd_bus_is_open(bus_) <= 0) bus_ = sd_bus_flush_close_unref(bus_);
+    return isRead;
+  }
+
+  sd_bus* bus_ = nullptr;
+};
+
+// GNOME lists the layouts and input methods in "sources", and all of them by last use in
+// "mru-sources", which may contain some that the user has removed since.
+class ActiveLayout::Gnome {
+ public:
+  Gnome() {
+    constexpr char kSchema[] = "org.gnome.desktop.input-sources";
+    GSettingsSchemaSource* const source = g_settings_schema_source_get_default();
+    GSettingsSchema* const schema =
+        source == nullptr ? nullptr : g_settings_schema_source_lookup(source, kSchema, TRUE);
+    if (schema == nullptr) return;
+    g_settings_schema_unref(schema);
+    settings_ = g_settings_new(kSchema);
+  }
+  ~Gnome() {
+    if (settings_ != nullptr) g_object_unref(settings_);
+  }
+  Gnome(const Gnome&) = delete;
+  Gnome& operator=(const Gnome&) = delete;
+
+  std::optional<UserLayouts> Read() const {
+    if (settings_ == nullptr) return std::nullopt;
+    const Sources sources = SourcesIn("sources");
+    if (sources.size() <= 1) return UserLayouts{.count = 1, .active = 0};
+    const bool areLayouts = std::all_of(sources.begin(), sources.end(),
+                                        [](const Source& one) { return one.first == "xkb"; });
+    if (!areLayouts || g_settings_get_boolean(settings_, "per-window")) {
+      return UserLayouts{.count = static_cast<std::uint32_t>(sources.size()), .active = {}};
+    }
+    auto active = sources.begin();
+    for (const Source& used : SourcesIn("mru-sources")) {
+      const auto found = std::find(sources.begin(), sources.end(), used);
+      if (found == sources.end()) continue;
+      active = found;
+      break;
+    }
+    return LayoutsAt(static_cast<std::size_t>(active - sources.begin()), sources.size());
+  }
+
+ private:
+  using Source = std::pair<std::string, std::string>;  // such as ("xkb", "de+neo")
+  using Sources = std::vector<Source>;
+
+  // A keymap has up to three of the user's layouts and one for shortcuts (GNOME Shell,
+  // keyboardManager.js).
+  static UserLayouts LayoutsAt(std::size_t position, std::size_t count) {
+    constexpr std::size_t kLayoutsInKeymap = 3;
+    const std::size_t group = position % kLayoutsInKeymap;
+    const std::size_t groups = std::min(kLayoutsInKeymap, count - (position - group));
+    return {.count = static_cast<std::uint32_t>(groups),
+            .active = static_cast<std::uint32_t>(group)};
+  }
+
+  Sources SourcesIn(const char* key) const {
+    Sources sources;
+    GVariant* const list = g_settings_get_value(settings_, key);
+    GVariantIter iterator;
+    g_variant_iter_init(&iterator, list);
+    const char *type = nullptr, *name = nullptr;
+    while (g_variant_iter_next(&iterator, "(&s&s)", &type, &name)) sources.emplace_back(type, name);
+    g_variant_unref(list);
+    return sources;
+  }
+
+  GSettings* settings_ = nullptr;
+};
+
+ActiveLayout::ActiveLayout()
+    : plasma_(std::make_unique<Plasma>()), gnome_(std::make_unique<Gnome>()) {}
+ActiveLayout::~ActiveLayout() = default;
+
+UserLayouts ActiveLayout::Read() {
+  if (const auto active = plasma_->Active()) return {.active = active, .canSelect = true};
+  return gnome_->Read().value_or(UserLayouts{});
 }
 
-std::optional<std::uint32_t> LayoutOfPlasma() {
-  constexpr std::uint64_t kReplyLimit = 3000000;  // microseconds
-  sd_bus* bus = nullptr;
-  sd_bus_message* reply = nullptr;
-  std::uint32_t layout = 0;
-  const bool isKnown =
-      sd_bus_open_user(&bus) >= 0 && sd_bus_set_method_call_timeout(bus, kReplyLimit) >= 0 &&
-      sd_bus_call_method(bus, "org.kde.keyboard", "/Layouts", "org.kde.KeyboardLayouts",
-                         "getLayout", nullptr, &reply, "") >= 0 &&
-      sd_bus_message_read(reply, "u", &layout) > 0;
-  sd_bus_message_unref(reply);
-  sd_bus_flush_close_unref(bus);
-  return isKnown ? std::optional(layout) : std::nullopt;
-}
-
-}  // namespace
-
-std::uint32_t ActiveLayout() {
-  if (const auto layout = LayoutOfPlasma()) return *layout;
-  return LayoutOfGnome().value_or(0);
+bool ActiveLayout::Select(std::uint32_t group) {
+  return plasma_->Select(group);
 }
 
 }  // namespace quillet::platform::linux_desktop

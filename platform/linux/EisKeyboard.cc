@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <xkbcommon/xkbcommon.h>
 
 #include <utility>
@@ -13,6 +14,7 @@ struct ei;
 struct ei_device;
 struct ei_event;
 struct ei_keymap;
+struct ei_ping;
 struct ei_seat;
 
 namespace quillet::platform::linux_desktop {
@@ -27,6 +29,7 @@ enum EiEventType {
   kDevicePaused = 7,
   kDeviceResumed = 8,
   kModifiersChanged = 9,
+  kPong = 90,
 };
 constexpr int kKeyboardCapability = 1 << 2;
 
@@ -39,10 +42,10 @@ struct Libei {
 
   template <class Signature>
   struct Function {
-    Function(Libei& libei, const char* name)
+    Function(Libei& libei, const char* name, bool isRequired = true)
         : call(libei.handle == nullptr ? nullptr
                                        : reinterpret_cast<Signature*>(dlsym(libei.handle, name))) {
-      libei.isComplete = libei.isComplete && call != nullptr;
+      libei.isComplete = libei.isComplete && (call != nullptr || !isRequired);
     }
     template <class... Arguments>
     auto operator()(Arguments... arguments) const {
@@ -66,8 +69,6 @@ struct Libei {
   Function<ei_device*(ei_event*)> event_get_device{*this, "ei_event_get_device"};
   Function<std::uint32_t(ei_event*)> event_keyboard_get_xkb_mods_locked{
       *this, "ei_event_keyboard_get_xkb_mods_locked"};
-  Function<std::uint32_t(ei_event*)> event_keyboard_get_xkb_group{
-      *this, "ei_event_keyboard_get_xkb_group"};
   Function<void(ei_seat*, ...)> seat_bind_capabilities{*this, "ei_seat_bind_capabilities"};
   Function<ei_device*(ei_device*)> device_ref{*this, "ei_device_ref"};
   Function<ei_device*(ei_device*)> device_unref{*this, "ei_device_unref"};
@@ -81,6 +82,10 @@ struct Libei {
   Function<void(ei_device*, std::uint64_t)> device_frame{*this, "ei_device_frame"};
   Function<int(ei_keymap*)> keymap_get_fd{*this, "ei_keymap_get_fd"};
   Function<std::size_t(ei_keymap*)> keymap_get_size{*this, "ei_keymap_get_size"};
+  // Since libei 1.4.
+  Function<ei_ping*(ei*)> new_ping{*this, "ei_new_ping", false};
+  Function<void(ei_ping*)> ping{*this, "ei_ping", false};
+  Function<ei_ping*(ei_ping*)> ping_unref{*this, "ei_ping_unref", false};
   // NOLINTEND(readability-identifier-naming)
 };
 
@@ -125,11 +130,27 @@ class EisKeyboard::Impl {
     return static_cast<std::uint32_t>(now / kMicroseconds);
   }
 
+  bool AwaitKeys(std::chrono::milliseconds limit) {
+    if (lib_.new_ping.call == nullptr) return false;
+    ei_ping* const ping = lib_.new_ping(ei_);
+    lib_.ping(ping);
+    lib_.ping_unref(ping);
+    ++pings_;
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (pings_ > 0 && !hasEnded && std::chrono::steady_clock::now() < end) {
+      pollfd poll{descriptor(), POLLIN, 0};
+      ::poll(&poll, 1, static_cast<int>(limit.count()));
+      Dispatch();
+    }
+    return pings_ == 0;
+  }
+
   bool hasEnded = false;
   bool isReady = false;
-  bool isNew = false;
+  unsigned devices = 0;
   std::unique_ptr<KeymapSearch> keymap;
-  KeyboardState state;
+  std::uint32_t groups = 0;
+  std::uint32_t lockedModifiers = 0;
 
  private:
   void Handle(ei_event* event) {
@@ -157,8 +178,10 @@ class EisKeyboard::Impl {
         isReady = keymap != nullptr;
         break;
       case kModifiersChanged:
-        state.group = lib_.event_keyboard_get_xkb_group(event);
-        state.lockedModifiers = lib_.event_keyboard_get_xkb_mods_locked(event);
+        lockedModifiers = lib_.event_keyboard_get_xkb_mods_locked(event);
+        break;
+      case kPong:
+        --pings_;
         break;
       default:
         break;
@@ -168,10 +191,11 @@ class EisKeyboard::Impl {
   void Take(ei_device* device) {
     Forget();
     device_ = lib_.device_ref(device);
-    isNew = true;
+    ++devices;
     if (ei_keymap* const text = lib_.device_keyboard_get_keymap(device)) {
       xkb_keymap* const read = ReadKeymap(lib_.keymap_get_fd(text), lib_.keymap_get_size(text));
       if (read == nullptr) return;
+      groups = xkb_keymap_num_layouts(read);
       keymap = std::make_unique<KeymapSearch>(read, kHighestRealCode);
       xkb_keymap_unref(read);
     }
@@ -187,6 +211,7 @@ class EisKeyboard::Impl {
   ei* const ei_;
   ei_device* device_ = nullptr;
   std::uint32_t sequence_ = 0;
+  int pings_ = 0;  // without a reply
 };
 
 bool EisKeyboard::HasLibrary() {
@@ -206,8 +231,8 @@ void EisKeyboard::Dispatch() {
 bool EisKeyboard::IsReady() const {
   return impl_->isReady;
 }
-bool EisKeyboard::TakeNewDevice() {
-  return std::exchange(impl_->isNew, false);
+unsigned EisKeyboard::devices() const {
+  return impl_->devices;
 }
 bool EisKeyboard::HasEnded() const {
   return impl_->hasEnded;
@@ -215,11 +240,14 @@ bool EisKeyboard::HasEnded() const {
 KeymapSearch* EisKeyboard::keymap() const {
   return impl_->keymap.get();
 }
-void EisKeyboard::SetGroup(std::uint32_t group) {
-  impl_->state.group = group;
+std::uint32_t EisKeyboard::groups() const {
+  return impl_->groups;
 }
-KeyboardState EisKeyboard::state() const {
-  return impl_->state;
+std::uint32_t EisKeyboard::lockedModifiers() const {
+  return impl_->lockedModifiers;
+}
+bool EisKeyboard::AwaitKeys(std::chrono::milliseconds limit) {
+  return impl_->AwaitKeys(limit);
 }
 std::uint32_t EisKeyboard::Press(std::uint32_t code, bool down) {
   return impl_->Press(code, down);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -23,27 +24,32 @@ class EisKeyboard {
   EisKeyboard(const EisKeyboard&) = delete;
   EisKeyboard& operator=(const EisKeyboard&) = delete;
 
-  int descriptor() const;  ///< readable when Dispatch has events to handle
-  void Dispatch();         ///< handles pending events from the server
-  bool IsReady() const;    ///< the desktop provides a keyboard, and it accepts keys
-  bool TakeNewDevice();    ///< true once after the desktop has added or replaced the keyboard
-  bool HasEnded() const;   ///< the server has closed the connection
+  int descriptor() const;    ///< readable when Dispatch has events to handle
+  void Dispatch();           ///< handles pending events from the server
+  bool IsReady() const;      ///< the desktop provides a keyboard, and it accepts keys
+  unsigned devices() const;  ///< number of keyboards so far; the desktop replaces them
+  bool HasEnded() const;     ///< the server has closed the connection
 
   /// Returns an object that finds keys in the keyboard's keymap, or null if there is no keyboard.
   /// Valid until the next Dispatch.
   KeymapSearch* keymap() const;
 
-  /// Returns the group and locked modifiers, as last reported by the desktop or set by SetGroup.
-  KeyboardState state() const;
+  std::uint32_t groups() const;  ///< number of groups in the keymap
 
-  /// Sets the active group, which Mutter 48 and KWin 6.3 do not report.
-  void SetGroup(std::uint32_t group);
+  /// Returns the locked modifiers that the desktop has reported. Mutter 48 and KWin 6.3 report
+  /// none.
+  std::uint32_t lockedModifiers() const;
 
   /// Presses or releases a key.
   /// @param code  evdev key code
   /// @param down  true to press the key
   /// @return the event's time stamp in milliseconds
   std::uint32_t Press(std::uint32_t code, bool down);
+
+  /// Waits until the desktop has handled all keys so far, and handles its events. Requires
+  /// libei 1.4.
+  /// @return false if that is not known when the limit expires
+  bool AwaitKeys(std::chrono::milliseconds limit);
 
  private:
   class Impl;

@@ -19,6 +19,7 @@
 #include "base/Log.h"
 #include "platform/linux/ActiveLayout.h"
 #include "platform/linux/EisKeyboard.h"
+#include "platform/linux/EisTypist.h"
 #include "platform/linux/RemoteDesktop.h"
 #include "platform/linux/SessionLayout.h"
 
@@ -38,20 +39,6 @@ constexpr auto kPressPause = 10ms;
 // Applications need this time to prepare for a new keyboard, which may be the first of the seat.
 constexpr auto kNewEisKeyboardPause = 300ms;
 constexpr auto kEisLimit = 5s;
-
-constexpr std::uint32_t kEvdevOffset = 8;  // difference between XKB and evdev key codes
-
-std::vector<KeyStroke> StrokesOf(const KeyChord& chord) {
-  std::vector<KeyStroke> strokes;
-  const auto add = [&](std::uint32_t code, bool down) {
-    strokes.push_back({static_cast<std::uint16_t>(code - kEvdevOffset), down});
-  };
-  for (const std::uint32_t modifier : chord.modifiers) add(modifier, true);
-  add(chord.code, true);
-  add(chord.code, false);
-  for (auto it = chord.modifiers.rbegin(); it != chord.modifiers.rend(); ++it) add(*it, false);
-  return strokes;
-}
 
 // Returns a connected keyboard, or null if the portal or the system does not support libei.
 std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop) {
@@ -110,39 +97,31 @@ void PortalKeyEvents::Post(std::span<const KeyEvent> events) {
   for (const KeyEvent& event : events) {
     if (event.down && event.character != '\0') presses.push_back(event);
   }
-  isGroupKnown_ = false;
   {
     const std::lock_guard lock(mutex_);
     failure_.Clear();
   }
+  bool isFirst = true;
   for (std::span<const KeyEvent> rest = presses; !rest.empty();) {
     const auto some = rest.first(std::min(rest.size(), kPressesAtOnce));
     rest = rest.subspan(some.size());
-    if (!Send(some)) return;
+    if (!Send(some, std::exchange(isFirst, false))) return;
   }
 }
 
 std::string PortalKeyEvents::Untypable(std::string_view text) {
   std::string missing;
-  const auto check = [&](const std::function<bool(char)>& isMissing) {
-    for (const char character : text) {
-      if (missing.find(character) == std::string::npos && isMissing(character)) {
-        missing += character;
-      }
-    }
-  };
   bool hasKeyboard = true;
-  Do([&](RemoteDesktop&, EisKeyboard* keyboard) {
-    hasKeyboard = keyboard != nullptr;
-    if (!hasKeyboard || !AwaitKeyboard(*keyboard)) return;
-    keyboard->SetGroup(ActiveLayout());
-    check([&](char character) {
-      const KeyEvent press{0, true, KeyFlag::kNone, character};
-      return !ChordFor(press, *keyboard->keymap(), keyboard->state());
-    });
+  Do([&](RemoteDesktop&, EisTypist* typist) {
+    hasKeyboard = typist != nullptr;
+    if (hasKeyboard && AwaitKeyboard(typist->keyboard())) missing = typist->Untypable(text);
   });
-  if (!hasKeyboard && layout_ != nullptr && layout_->Update()) {
-    check([&, group = ActiveLayout()](char character) { return layout_->Lacks(character, group); });
+  if (hasKeyboard || layout_ == nullptr || !layout_->Update()) return missing;
+  const UserLayouts layouts = ActiveLayout().Read();
+  for (const char character : text) {
+    if (missing.find(character) == std::string::npos && layout_->Lacks(character, layouts)) {
+      missing += character;
+    }
   }
   return missing;
 }
@@ -189,12 +168,18 @@ void PortalKeyEvents::Serve() {
   }
   WriteToken(token);
   const auto keyboard = MakeEisKeyboard(desktop);
-  Log(log_,
-      keyboard ? "Types through the desktop portal and libei" : "Types through the desktop portal");
-  ServeSession(desktop, keyboard.get());
+  if (keyboard == nullptr) {
+    Log(log_, "Types through the desktop portal");
+    return ServeSession(desktop, nullptr);
+  }
+  Log(log_, "Types through the desktop portal and libei");
+  EisTypist typist(*keyboard, clock_, sent_);
+  ServeSession(desktop, &typist);
 }
 
-void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard) {
+void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisTypist* typist) {
+  EisKeyboard* const keyboard = typist == nullptr ? nullptr : &typist->keyboard();
+  knownDevices_ = 0;
   if (keyboard == nullptr || AwaitKeyboard(*keyboard)) SetState(State::kReady);
   while (!isStopping_ && !HasEnded(desktop, keyboard)) {
     desktop.Wait(wake_.Get(), keyboard == nullptr ? -1 : keyboard->descriptor());
@@ -204,21 +189,22 @@ void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard
       SetState(State::kReady);
     }
     std::uint64_t count = 0;
-    if (read(wake_.Get(), &count, sizeof count) > 0) RunJob(desktop, keyboard);
+    if (read(wake_.Get(), &count, sizeof count) > 0) RunJob(desktop, typist);
   }
   SetState(State::kEnded);
 }
 
 // The mutex is not held while the job runs, because the desktop may be slow to respond. The caller
 // of Do keeps the job valid until it is done.
-void PortalKeyEvents::RunJob(RemoteDesktop& desktop, EisKeyboard* keyboard) {
+void PortalKeyEvents::RunJob(RemoteDesktop& desktop, EisTypist* typist) {
   const Job* job = nullptr;
   {
     const std::lock_guard lock(mutex_);
     job = job_;
   }
   if (job == nullptr) return;
-  (*job)(desktop, keyboard);
+  (*job)(desktop, typist);
+  const EisKeyboard* const keyboard = typist == nullptr ? nullptr : &typist->keyboard();
   if (HasEnded(desktop, keyboard)) return;  // the caller's SetState ends the job
   const std::lock_guard lock(mutex_);
   job_ = nullptr;
@@ -231,8 +217,7 @@ bool PortalKeyEvents::AwaitKeyboard(EisKeyboard& keyboard) {
   const auto end = steady_clock::now() + kEisLimit;
   while (!isStopping_ && !keyboard.HasEnded() && steady_clock::now() < end) {
     if (keyboard.IsReady()) {
-      if (!keyboard.TakeNewDevice()) return true;
-      isGroupKnown_ = false;
+      if (std::exchange(knownDevices_, keyboard.devices()) == keyboard.devices()) return true;
       clock_.Sleep(kNewEisKeyboardPause);
     } else {
       pollfd poll{keyboard.descriptor(), POLLIN, 0};
@@ -289,13 +274,15 @@ void PortalKeyEvents::Do(const Job& job) {
 }
 
 // Returns false if not all keys were pressed.
-bool PortalKeyEvents::Send(std::span<const KeyEvent> presses) {
+bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
   pace_.Wait(presses.size());
   bool arePressed = false;
-  Do([&](RemoteDesktop& desktop, EisKeyboard* keyboard) {
-    arePressed = std::all_of(presses.begin(), presses.end(), [&](const KeyEvent& press) {
-      return keyboard == nullptr ? PressKeysyms(desktop, press) : PressKeys(*keyboard, press);
-    });
+  Do([&](RemoteDesktop& desktop, EisTypist* typist) {
+    arePressed = typist != nullptr
+                     ? PressKeys(*typist, presses, isFirst)
+                     : std::all_of(presses.begin(), presses.end(), [&](const KeyEvent& press) {
+                         return PressKeysyms(desktop, press);
+                       });
   });
   return arePressed;
 }
@@ -318,19 +305,13 @@ bool PortalKeyEvents::PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press
   return isAccepted;
 }
 
-bool PortalKeyEvents::PressKeys(EisKeyboard& keyboard, const KeyEvent& press) {
-  if (!AwaitKeyboard(keyboard)) return false;
-  if (!std::exchange(isGroupKnown_, true)) keyboard.SetGroup(ActiveLayout());
-  const auto chord = ChordFor(press, *keyboard.keymap(), keyboard.state());
-  if (!chord) {
-    Fail(ReasonWithoutKey(press));
-    return false;
-  }
-  const auto strokes = StrokesOf(*chord);
-  sent_.BeginWrite(strokes, clock_.Now());
-  for (const KeyStroke stroke : strokes) keyboard.Press(stroke.code, stroke.down);
-  sent_.EndWrite(clock_.Now());
-  return true;
+bool PortalKeyEvents::PressKeys(EisTypist& typist, std::span<const KeyEvent> presses,
+                                bool isFirst) {
+  if (!AwaitKeyboard(typist.keyboard())) return false;
+  if (isFirst) typist.Begin();
+  const char* const reason = typist.Type(presses);
+  if (reason != nullptr) Fail(reason);
+  return reason == nullptr;
 }
 
 void PortalKeyEvents::Fail(const char* reason) {

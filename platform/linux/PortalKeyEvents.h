@@ -22,6 +22,7 @@ namespace quillet::platform::linux_desktop {
 
 class RemoteDesktop;
 class EisKeyboard;
+class EisTypist;
 class SessionLayout;
 
 /// Key events through the desktop's portal for remote control, for GNOME and KDE Plasma on Wayland.
@@ -55,28 +56,28 @@ class PortalKeyEvents final : public KeyEvents {
 
   /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's
   /// answer, or for `patience` if the portal is missing or the user has agreed earlier. Stops at
-  /// the first key that cannot be pressed.
+  /// the first key that cannot be pressed, and if the layout or the modifiers change.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
 
  private:
   enum class State { kIdle, kAsking, kReady, kNotReady, kDenied, kEnded, kMissing, kFailed };
-  using Job = std::function<void(RemoteDesktop&, EisKeyboard*)>;
+  using Job = std::function<void(RemoteDesktop&, EisTypist*)>;
 
   static const char* ProblemOf(State state);
   void Serve();
-  void ServeSession(RemoteDesktop& desktop, EisKeyboard* keyboard);
-  void RunJob(RemoteDesktop& desktop, EisKeyboard* keyboard);
+  void ServeSession(RemoteDesktop& desktop, EisTypist* typist);
+  void RunJob(RemoteDesktop& desktop, EisTypist* typist);
   bool IsInState(State state);
   bool AwaitKeyboard(EisKeyboard& keyboard);
   void SetState(State state);
   void LimitAnswer(std::chrono::seconds limit);
   State AwaitAnswer();
   void Do(const Job& job);
-  bool Send(std::span<const KeyEvent> presses);
+  bool Send(std::span<const KeyEvent> presses, bool isFirst);
   bool PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press);
-  bool PressKeys(EisKeyboard& keyboard, const KeyEvent& press);
+  bool PressKeys(EisTypist& typist, std::span<const KeyEvent> presses, bool isFirst);
   void Fail(const char* reason);
   void Wake();
   std::string ReadToken() const;
@@ -89,7 +90,7 @@ class PortalKeyEvents final : public KeyEvents {
   const std::chrono::seconds patience_;
   SessionLayout* const layout_;
   Pace pace_;
-  bool isGroupKnown_ = false;  // this Post has set the keyboard's group to the user's active layout
+  unsigned knownDevices_ = 0;  // keyboards for which applications have had time to prepare
 
   const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
   std::atomic<bool> isStopping_ = false;

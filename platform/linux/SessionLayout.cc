@@ -6,6 +6,7 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <utility>
@@ -20,17 +21,33 @@ constexpr std::chrono::seconds kLayoutLimit{1};
 constexpr std::uint32_t kShift = 1;  // masks of real modifiers (X11 protocol, section 2)
 constexpr std::uint32_t kControl = 4;
 
-std::optional<KeyChord> InGroup(std::optional<KeyChord> chord, const KeyboardState& state) {
-  return chord && chord->group == state.group ? chord : std::nullopt;
+KeyChords ShortcutFor(std::uint32_t modifier, std::uint32_t symbol, KeymapSearch& keymap,
+                      const KeyboardState& state) {
+  auto chord = keymap.FindPlain(symbol, state);
+  const std::uint32_t key = keymap.ModifierKey(modifier, state);
+  if (!chord || chord->group != state.group || key == 0) return {};
+  chord->modifiers = {key};
+  return {*chord};
 }
 
-std::optional<KeyChord> ShortcutFor(std::uint32_t modifier, std::uint32_t symbol,
-                                    KeymapSearch& keymap, const KeyboardState& state) {
-  auto chord = InGroup(keymap.FindPlain(symbol, state), state);
-  const std::uint32_t key = keymap.ModifierKey(modifier, state);
-  if (!chord || key == 0) return std::nullopt;
-  chord->modifiers = {key};
-  return chord;
+const KeyChord* FindInGroup(char character, KeymapSearch& keymap, const KeyboardState& state) {
+  const KeyChord* const found = keymap.Find(character, state);
+  return found != nullptr && found->group == state.group ? found : nullptr;
+}
+
+bool AreSameKeys(const KeyChord& one, const KeyChord& other) {
+  return one.code == other.code && one.modifiers == other.modifiers;
+}
+
+// Returns the result of `find` if it is the same in all groups.
+template <class Find>
+KeyChords InAllGroups(std::uint32_t groups, std::uint32_t lockedModifiers, const Find& find) {
+  KeyChords found = find(KeyboardState{.group = 0, .lockedModifiers = lockedModifiers});
+  for (std::uint32_t group = 1; group < groups; ++group) {
+    const KeyChords other = find(KeyboardState{group, lockedModifiers});
+    if (!std::equal(found.begin(), found.end(), other.begin(), other.end(), AreSameKeys)) return {};
+  }
+  return found;
 }
 
 }  // namespace
@@ -49,15 +66,23 @@ xkb_keymap* ReadKeymap(int file, std::size_t size) {
   return keymap;
 }
 
-std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
-                                 const KeyboardState& state) {
+KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state) {
   if (press.flag != KeyFlag::kCommand) {
-    const KeyChord* const found = keymap.Find(press.character, state);
-    return found == nullptr ? std::nullopt : InGroup(*found, state);
+    if (const KeyChord* const found = FindInGroup(press.character, keymap, state)) return {*found};
+    const KeyChord* const dead = keymap.FindDead(press.character, state);
+    const KeyChord* const space = FindInGroup(' ', keymap, state);
+    if (dead == nullptr || space == nullptr) return {};
+    return {*dead, *space};
   }
-  auto chord = ShortcutFor(kControl, KeysymOf(press.character), keymap, state);
-  if (chord || press.character != 'v') return chord;
+  auto chords = ShortcutFor(kControl, KeysymOf(press.character), keymap, state);
+  if (!chords.empty() || press.character != 'v') return chords;
   return ShortcutFor(kShift, XKB_KEY_Insert, keymap, state);
+}
+
+KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_t groups,
+                       std::uint32_t lockedModifiers) {
+  return InAllGroups(groups, lockedModifiers,
+                     [&](const KeyboardState& state) { return ChordsFor(press, keymap, state); });
 }
 
 const char* ReasonWithoutKey(const KeyEvent& press) {
@@ -102,37 +127,32 @@ bool SessionLayout::Update() {
   return keymap_ != nullptr;
 }
 
-std::optional<KeyChord> SessionLayout::Find(const KeyEvent& press, std::uint32_t lockedModifiers) {
-  if (keymap_ == nullptr) return std::nullopt;
+KeyChords SessionLayout::Find(const KeyEvent& press, std::uint32_t lockedModifiers) {
+  if (keymap_ == nullptr) return {};
   if (press.flag != KeyFlag::kCommand || press.character != 'v') {
-    return FindInAllGroups(lockedModifiers, [&](const KeyboardState& state) {
-      return ChordFor(press, *keymap_, state);
-    });
+    return ChordsForAll(press, *keymap_, groups_, lockedModifiers);
   }
   for (const auto& shortcut : {std::pair{kControl, KeysymOf(press.character)},
                                std::pair{kShift, std::uint32_t{XKB_KEY_Insert}}}) {
-    auto found = FindInAllGroups(lockedModifiers, [&](const KeyboardState& state) {
+    auto found = InAllGroups(groups_, lockedModifiers, [&](const KeyboardState& state) {
       return ShortcutFor(shortcut.first, shortcut.second, *keymap_, state);
     });
-    if (found) return found;
+    if (!found.empty()) return found;
   }
   constexpr std::uint32_t kXkbOffset = 8;  // xkbcommon.h, xkb_keycode_t
-  return KeyChord{{KEY_LEFTCTRL + kXkbOffset}, KEY_V + kXkbOffset, 0};
+  return {KeyChord{{KEY_LEFTCTRL + kXkbOffset}, KEY_V + kXkbOffset, 0}};
 }
 
-bool SessionLayout::Lacks(char character, std::uint32_t group) {
-  const KeyEvent press{0, true, KeyFlag::kNone, character};
-  return keymap_ != nullptr && group < groups_ && !ChordFor(press, *keymap_, {group, 0});
-}
-
-std::optional<KeyChord> SessionLayout::FindInAllGroups(std::uint32_t lockedModifiers,
-                                                       const ChordInGroup& find) {
-  auto found = find({.group = 0, .lockedModifiers = lockedModifiers});
-  for (std::uint32_t group = 1; found && group < groups_; ++group) {
-    const auto other = find({group, lockedModifiers});
-    if (!other || other->code != found->code || other->modifiers != found->modifiers) return {};
+bool SessionLayout::Lacks(char character, const UserLayouts& layouts) {
+  if (keymap_ == nullptr) return false;
+  const auto isMissing = [&](std::uint32_t group) {
+    return FindInGroup(character, *keymap_, {group, 0}) == nullptr;
+  };
+  if (layouts.active) return *layouts.active < groups_ && isMissing(*layouts.active);
+  for (std::uint32_t group = 0; group < std::min(groups_, layouts.count); ++group) {
+    if (isMissing(group)) return true;
   }
-  return found;
+  return false;
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -2,12 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <optional>
+#include <vector>
 
 #include "base/UniqueFd.h"
 #include "platform/KeyEvents.h"
+#include "platform/linux/ActiveLayout.h"
 #include "platform/linux/KeymapSearch.h"
 
 struct wl_keyboard;
@@ -27,13 +27,20 @@ inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
 /// @return null if the text cannot be read. The caller owns a reference.
 xkb_keymap* ReadKeymap(int file, std::size_t size);
 
-/// Finds the keys for an event that presses a key. For the letter V with Command, the result may be
-/// Shift-Insert, which also pastes.
-/// @return no value if the current group has no such keys
-std::optional<KeyChord> ChordFor(const KeyEvent& press, KeymapSearch& keymap,
-                                 const KeyboardState& state);
+/// Keys to press one after another.
+using KeyChords = std::vector<KeyChord>;
 
-/// Returns the reason to report if ChordFor finds no keys for an event. The character of the event
+/// Finds the keys for an event that presses a key. For the letter V with Command, the result may be
+/// Shift-Insert, which also pastes. For other events, it may be a dead key and the space bar.
+/// @return no keys if the current group does not have them
+KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state);
+
+/// Like ChordsFor, but finds only keys that type the same in the groups 0 to `groups` - 1.
+/// @param lockedModifiers  see KeyboardState
+KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_t groups,
+                       std::uint32_t lockedModifiers);
+
+/// Returns the reason to report if ChordsFor finds no keys for an event. The character of the event
 /// has passed KeyEvents::Untypable.
 const char* ReasonWithoutKey(const KeyEvent& press);
 
@@ -51,23 +58,19 @@ class SessionLayout {
   /// @return false if no layout is known
   bool Update();
 
-  /// Like ChordFor, but finds only keys that type the same in all groups. Call after Update. For
+  /// Like ChordsFor, but finds only keys that type the same in all groups. Call after Update. For
   /// the letter V with Command, there is always a result: Control-V if all groups have V on the
   /// same key, else Shift-Insert, else Control and the key that is V in the US layout.
-  /// @param press            see ChordFor
+  /// @param press            see ChordsFor
   /// @param lockedModifiers  see KeyboardState
-  std::optional<KeyChord> Find(const KeyEvent& press, std::uint32_t lockedModifiers);
+  KeyChords Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
-  /// Returns true if a group has no keys for a character. Call after Update.
+  /// Returns true if the active group, or any group if it is not known, has no key for a character.
+  /// Call after Update.
   /// @param character  see KeyEvent
-  /// @param group      counted from 0
-  bool Lacks(char character, std::uint32_t group);
+  bool Lacks(char character, const UserLayouts& layouts);
 
  private:
-  using ChordInGroup = std::function<std::optional<KeyChord>(const KeyboardState&)>;
-
-  std::optional<KeyChord> FindInAllGroups(std::uint32_t lockedModifiers, const ChordInGroup& find);
-
   std::unique_ptr<WaylandConnection> connection_;
   wl_keyboard* keyboard_ = nullptr;
   std::unique_ptr<KeymapSearch> keymap_;

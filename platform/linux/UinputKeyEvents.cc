@@ -143,20 +143,26 @@ std::vector<KeyStroke> UinputKeyEvents::StrokesFor(std::span<const KeyEvent> eve
     return strokes;
   }
   std::uint16_t pressed = 0;
+  const auto release = [&] {
+    if (pressed != 0) put({std::exchange(pressed, std::uint16_t{0}), false});
+  };
   for (const KeyEvent& event : events) {
     if (!event.down) {
-      if (pressed != 0) put({std::exchange(pressed, std::uint16_t{0}), false});
+      release();
       continue;
     }
-    const auto chord = layout_->Find(event, capsLock_ ? kLockModifier : 0);
-    if (!chord) {
+    const KeyChords chords = layout_->Find(event, capsLock_ ? kLockModifier : 0);
+    if (chords.empty()) {
       failure_.Set(ReasonWithoutKey(event));
       return {};
     }
-    for (const std::uint32_t code : chord->modifiers) put({EvdevCode(code), true});
-    put({pressed = EvdevCode(chord->code), true});
-    for (auto it = chord->modifiers.rbegin(); it != chord->modifiers.rend(); ++it) {
-      put({EvdevCode(*it), false});
+    for (const KeyChord& chord : chords) {
+      release();
+      for (const std::uint32_t code : chord.modifiers) put({EvdevCode(code), true});
+      put({pressed = EvdevCode(chord.code), true});
+      for (auto it = chord.modifiers.rbegin(); it != chord.modifiers.rend(); ++it) {
+        put({EvdevCode(*it), false});
+      }
     }
   }
   return strokes;
@@ -168,7 +174,7 @@ std::string UinputKeyEvents::Untypable(std::string_view text) {
   for (const char character : text) {
     const KeyEvent press{0, true, KeyFlag::kNone, character};
     if (missing.find(character) == std::string::npos &&
-        !layout_->Find(press, capsLock_ ? kLockModifier : 0)) {
+        layout_->Find(press, capsLock_ ? kLockModifier : 0).empty()) {
       missing += character;
     }
   }

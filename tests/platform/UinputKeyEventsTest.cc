@@ -237,6 +237,13 @@ TEST_F(UinputLayoutTest, PressesTheKeysOfTheLayout) {
   EXPECT_EQ(Type('@'), "84+. 16+. 84-. 16-. ");  // <LVL3> in the keymap
 }
 
+TEST_F(UinputLayoutTest, PressesTheSpaceBarAfterADeadKey) {
+  const test::Compositor compositor(false, "de");
+  EXPECT_EQ(withLayout.Untypable("^`"), "");
+  EXPECT_EQ(Type('^'), "41+. 41-. 57+. 57-. ");
+  EXPECT_EQ(Type('`'), "42+. 13+. 42-. 13-. 57+. 57-. ");
+}
+
 TEST_F(UinputLayoutTest, RefusesKeysThatDifferBetweenLayouts) {
   const test::Compositor compositor(false, "us,de");
   EXPECT_EQ(withLayout.Untypable("azya1"), "zy");

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/KeyEvents.h"
+#include "platform/linux/ActiveLayout.h"
+#include "platform/linux/SentKeys.h"
+#include "platform/linux/SessionLayout.h"
+#include "platform/linux/UserModifiers.h"
+
+namespace quillet::platform::linux_desktop {
+
+class EisKeyboard;
+
+/// Types with an EisKeyboard: finds the keys in the user's active layout, and checks that neither
+/// the layout nor the modifiers change while they are pressed. If another layout of the user has
+/// the characters and the desktop allows it, that layout is active while they are typed. One thread
+/// at a time. Call all functions while the keyboard is ready.
+class EisTypist {
+ public:
+  /// @param keyboard  outlives this object, like the others
+  /// @param clock     used for pauses
+  /// @param sent      learns which strokes are sent
+  EisTypist(EisKeyboard& keyboard, Clock& clock, SentKeys& sent);
+
+  EisKeyboard& keyboard() { return keyboard_; }  ///< as passed to the constructor
+
+  /// Returns the characters of a text that Type cannot type now, each once.
+  std::string Untypable(std::string_view text);
+
+  void Begin() { isBegun_ = false; }  ///< begins a record
+
+  /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
+  /// @param presses  the next events of the record that press a key
+  /// @return null if all characters have arrived; otherwise the reason, as a part of a sentence.
+  ///         If the layout has changed within 0.2 s after the last record, that record may be wrong
+  ///         and these keys are not pressed.
+  const char* Type(std::span<const KeyEvent> presses);
+
+ private:
+  using Group = std::optional<std::uint32_t>;  // none: the same keys in all groups
+
+  struct State {
+    unsigned device = 0;
+    UserLayouts layouts;
+    UserModifiers::State modifiers;
+  };
+
+  State Read();
+  const char* WhatChanged(const State& now) const;
+  bool AwaitRelease();
+  KeyChords ChordsIn(const KeyEvent& press, Group group);
+  bool HasAll(std::span<const KeyEvent> presses, Group group);
+  Group OtherGroupFor(std::span<const KeyEvent> presses);
+  const char* TypeIn(std::uint32_t other, std::span<const KeyEvent> presses);
+  void Press(std::span<const KeyEvent> presses, Group group);
+  void Write(const std::vector<KeyStroke>& strokes);
+
+  EisKeyboard& keyboard_;
+  Clock& clock_;
+  SentKeys& sent_;
+  ActiveLayout layouts_;
+  UserModifiers modifiers_;
+  State state_;                          // while the last keys were pressed
+  bool isBegun_ = false;                 // they belong to this record
+  std::chrono::nanoseconds lastKeys_{};  // their time
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,144 @@
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "platform/linux/ActiveLayout.h"
+#include "tests/platform/FakePortal.h"
+#include "tests/support/Variable.h"
+
+namespace quillet::platform::linux_desktop {
+namespace {
+
+using Group = std::optional<std::uint32_t>;
+
+/// The layout service of KDE Plasma on the session bus.
+class FakePlasmaLayouts {
+ public:
+  FakePlasmaLayouts() {
+    const auto handle = [](sd_bus_message* call, void* self, sd_bus_error*) {
+      return static_cast<FakePlasmaLayouts*>(self)->Handle(call);
+    };
+    if (sd_bus_open_user(&bus_) < 0 ||
+        sd_bus_add_object(bus_, nullptr, "/Layouts", handle, this) < 0 ||
+        sd_bus_request_name(bus_, "org.kde.keyboard", 0) < 0) {
+      throw std::runtime_error("sd-bus");
+    }
+    thread_ = std::thread([this] { Run(); });
+  }
+  ~FakePlasmaLayouts() {
+    isEnding_ = true;
+    thread_.join();
+    sd_bus_flush_close_unref(bus_);
+  }
+  FakePlasmaLayouts(const FakePlasmaLayouts&) = delete;
+  FakePlasmaLayouts& operator=(const FakePlasmaLayouts&) = delete;
+
+  std::atomic<std::uint32_t> active = 0;
+
+ private:
+  static constexpr std::uint32_t kLayouts = 2;
+
+  void Run() {
+    constexpr std::uint64_t kMicroseconds = 5000;
+    while (!isEnding_) {
+      while (sd_bus_process(bus_, nullptr) > 0) {
+      }
+      sd_bus_wait(bus_, kMicroseconds);
+    }
+  }
+
+  int Handle(sd_bus_message* call) {
+    const std::string method = sd_bus_message_get_member(call);
+    if (method == "getLayout") return sd_bus_reply_method_return(call, "u", active.load());
+    if (method != "setLayout") return 0;
+    std::uint32_t layout = 0;
+    sd_bus_message_read(call, "u", &layout);
+    if (layout < kLayouts) active = layout;
+    return sd_bus_reply_method_return(call, "b", static_cast<int>(layout < kLayouts));
+  }
+
+  sd_bus* bus_ = nullptr;
+  std::atomic<bool> isEnding_ = false;
+  std::thread thread_;
+};
+
+class GnomeLayoutTest : public testing::Test {
+ protected:
+  ~GnomeLayoutTest() override {
+    for (const char* key : {"sources", "mru-sources", "per-window"}) {
+      g_settings_reset(settings_, key);
+    }
+    g_object_unref(settings_);
+  }
+
+  /// Sets a list such as "[('xkb', 'us'), ('xkb', 'de+neo')]".
+  void Set(const char* key, const char* sources) {
+    GVariant* const value =
+        g_variant_parse(G_VARIANT_TYPE("a(ss)"), sources, nullptr, nullptr, nullptr);
+    g_settings_set_value(settings_, key, value);
+    g_variant_unref(value);
+  }
+
+  const test::FakePortal bus_;  // without a portal
+  const test::Variable backend_{"GSETTINGS_BACKEND", "memory"};
+  GSettings* const settings_ = g_settings_new("org.gnome.desktop.input-sources");
+  ActiveLayout layout_;
+};
+
+TEST_F(GnomeLayoutTest, ReadsTheSourceThatWasUsedLast) {
+  Set("sources", "[('xkb', 'us'), ('xkb', 'de+neo')]");
+  EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = 0}));
+  Set("mru-sources", "[('xkb', 'de+neo'), ('xkb', 'us')]");
+  EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = 1}));
+}
+
+TEST_F(GnomeLayoutTest, IgnoresUsedSourcesThatWereRemoved) {
+  Set("sources", "[('xkb', 'us'), ('xkb', 'fr')]");
+  Set("mru-sources", "[('xkb', 'de'), ('xkb', 'fr'), ('xkb', 'us')]");
+  EXPECT_EQ(layout_.Read().active, Group(1));
+}
+
+TEST_F(GnomeLayoutTest, CountsThreeLayoutsInEachKeymap) {
+  Set("sources", "[('xkb', 'us'), ('xkb', 'fr'), ('xkb', 'de'), ('xkb', 'es'), ('xkb', 'it')]");
+  EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 3, .active = 0}));
+  Set("mru-sources", "[('xkb', 'it')]");
+  EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = 1}));
+}
+
+TEST_F(GnomeLayoutTest, IsUnknownWithLayoutsOfWindows) {
+  Set("sources", "[('xkb', 'us'), ('xkb', 'de')]");
+  g_settings_set_boolean(settings_, "per-window", TRUE);
+  EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = {}}));
+}
+
+TEST_F(GnomeLayoutTest, IsUnknownWithInputMethods) {
+  Set("sources", "[('xkb', 'us'), ('ibus', 'libpinyin')]");
+  EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = {}}));
+}
+
+TEST_F(GnomeLayoutTest, CannotSelectALayout) {
+  EXPECT_FALSE(layout_.Read().canSelect);
+  EXPECT_FALSE(layout_.Select(0));
+}
+
+TEST(PlasmaLayoutTest, ReadsAndSelectsTheLayout) {
+  const test::FakePortal bus;
+  FakePlasmaLayouts plasma;
+  ActiveLayout layout;
+  plasma.active = 1;
+  EXPECT_EQ(layout.Read(),
+            (UserLayouts{.count = UserLayouts::kAllGroups, .active = 1, .canSelect = true}));
+  EXPECT_TRUE(layout.Select(0));
+  EXPECT_EQ(plasma.active, 0U);
+  EXPECT_FALSE(layout.Select(2));
+}
+
+}  // namespace
+}  // namespace quillet::platform::linux_desktop
