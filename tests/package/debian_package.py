@@ -38,6 +38,13 @@ def wrong_modes(package):
     return errors if len(entries) > 20 else ["the package is almost empty"]
 
 
+def wrong_entry(folder):
+    """Returns an error if KWin would not find the program by its desktop entry."""
+    entry = pathlib.Path(folder, "usr/share/applications/org.quillet.Quillet.desktop").read_text()
+    is_right = "\nExec=/usr/bin/quillet\n" in entry and "\nTryExec=/usr/bin/quillet\n" in entry
+    return [] if is_right else ["the desktop entry has no absolute path"]
+
+
 def missing_protection(program):
     """Returns the protections that a program was built without."""
     headers = output("readelf", "-hlWd", program)
@@ -66,6 +73,7 @@ def main():
         errors += wrong_modes(package)
         output("dpkg-deb", "-x", str(package), f"{folder}/files")
         errors += missing_protection(f"{folder}/files/usr/bin/quillet")
+        errors += wrong_entry(f"{folder}/files")
     sys.exit("\n".join(errors) or 0)
 
 
