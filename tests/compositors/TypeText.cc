@@ -70,6 +70,7 @@ void Post(platform::KeyEvents& keys, platform::Clock& clock, std::chrono::micros
     AddKey(events, character);
     if (character != '\n' && pace == 0us) continue;
     keys.Post(events);
+    if (!keys.Problem().empty()) return;
     events.clear();
     clock.Sleep(pace);
   }

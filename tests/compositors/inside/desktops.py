@@ -17,6 +17,7 @@ gi.require_version("Gio", "2.0")
 from gi.repository import Gio, GLib  # noqa: E402 # pylint: disable=wrong-import-position
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+LED = "/sys/class/leds/input0::capslock"
 LIMIT = float(os.environ.get("LIMIT", "40"))  # seconds, many times longer than needed
 
 
@@ -41,6 +42,7 @@ class Desktop:
         self.folder = tempfile.mkdtemp(prefix="desktop-")
         self._processes = []
         self.keyboard = None
+        self.caps_lock = False
         for name in ("runtime", "config", "state", "cache", "data"):
             os.makedirs(f"{self.folder}/{name}", mode=0o700)
         self.environment = {
@@ -158,11 +160,24 @@ class Desktop:
         """Selects one of the user's layouts. Positions start at 0."""
         raise NotImplementedError
 
+    def prepare_change(self, before, _after):
+        """Selects the layout `before`, so that change_to can select the layout `after`."""
+        self.set_layouts(before)
+
+    def change_to(self, layout):
+        """Changes the layout like the user."""
+        self.set_layouts(layout)
+
     def hold_shift(self, on):
         self.keyboard.key(LEFT_SHIFT, on)
 
     def press_caps_lock(self):
+        """Presses the key, and sets the LED as a desktop with a real keyboard does."""
         self.press(CAPS_LOCK)
+        self.caps_lock = not self.caps_lock
+        os.makedirs(LED, exist_ok=True)
+        with open(f"{LED}/brightness", "w", encoding="ascii") as file:
+            file.write(f"{int(self.caps_lock)}\n")
 
     def press(self, code):
         """Presses and releases the key with this evdev code on the user's keyboard."""
@@ -269,8 +284,7 @@ class Sway(Desktop):
 
     def press_caps_lock(self):
         super().press_caps_lock()
-        self._caps_lock = not getattr(self, "_caps_lock", False)
-        self.keyboard.set_modifiers(locked=2 * self._caps_lock)
+        self.keyboard.set_modifiers(locked=2 * self.caps_lock)
 
 
 class Gnome(Desktop):
@@ -320,9 +334,15 @@ class Gnome(Desktop):
 
     def set_group(self, group):
         manager = "Main.panel.statusArea.keyboard._inputSourceManager"
-        self.evaluate(f"{manager}.inputSources[{group}].activate(false)")
+        self.evaluate(f"{manager}.inputSources[{group}].activate(true)")
         wait_until(lambda: self.evaluate(f"{manager}.currentSource.index") == str(group),
                    "the layout")
+
+    def prepare_change(self, before, after):
+        self.set_layouts(before, after)
+
+    def change_to(self, _layout):
+        self.set_group(1)
 
 
 class Kwin(Desktop):
@@ -385,3 +405,9 @@ class Kwin(Desktop):
     def set_group(self, group):
         self.call(self.bus(), "org.kde.keyboard", "/Layouts", "org.kde.KeyboardLayouts",
                   "setLayout", GLib.Variant("(u)", (group,)))
+
+    def prepare_change(self, before, after):
+        self.set_layouts(before, after)
+
+    def change_to(self, _layout):
+        self.set_group(1)

@@ -112,7 +112,7 @@ class Cell:
         path = f"{self._desktop.folder}/typed"
         with open(path, "w", encoding="ascii") as file:
             file.write(text)
-        process = subprocess.Popen([TYPE_TEXT, path, "--permission", "10", *options],
+        process = subprocess.Popen([TYPE_TEXT, path, "--permission", "60", *options],
                                    env=self._desktop.environment, stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         return process, before
@@ -159,11 +159,11 @@ class Cell:
 
     def change(self, layout):
         """Changes the layout while a longer text is being typed."""
-        self._desktop.set_layouts("de" if layout == "us" else "us")
+        self._desktop.prepare_change("de" if layout == "us" else "us", layout)
         text = TEXT * 3
         process, before = self.start(text, "--pace", "4000")
         self._receiver.wait_for_length(len(before) + len(text) // 4)
-        self._desktop.set_layouts(layout)
+        self._desktop.change_to(layout)
         return self.finish(process, before, text)
 
 
