@@ -48,8 +48,8 @@ class ActiveLayout::Plasma {
   sd_bus* bus_ = nullptr;
 };
 
-// GNOME lists the layouts and input methods in "sources", and all of them by last use in
-// "mru-sources", which may contain some that the user has removed since.
+// GNOME lists the layouts and input methods in "sources". "mru-sources" lists them with the most
+// recently used first, and may still contain some that the user has removed.
 class ActiveLayout::Gnome {
  public:
   Gnome() {
@@ -87,7 +87,7 @@ class ActiveLayout::Gnome {
   }
 
  private:
-  using Source = std::pair<std::string, std::string>;  // such as ("xkb", "de+neo")
+  using Source = std::pair<std::string, std::string>;  // for example ("xkb", "de+neo")
   using Sources = std::vector<Source>;
 
   // A keymap has up to three of the user's layouts and one for shortcuts (GNOME Shell,

@@ -7,13 +7,13 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// The keyboard layouts between which the user can switch, as groups of the desktop's keymap.
+/// The keyboard layouts that the user can switch between, as groups of the desktop's keymap.
 struct UserLayouts {
   static constexpr std::uint32_t kAllGroups = std::numeric_limits<std::uint32_t>::max();
 
-  std::uint32_t count = kAllGroups;     ///< the groups 0 to count - 1, or all if there are fewer
-  std::optional<std::uint32_t> active;  ///< none if it is not known
-  bool canSelect = false;               ///< see ActiveLayout::Select
+  std::uint32_t count = kAllGroups;     ///< number of layouts, from group 0 on, or kAllGroups
+  std::optional<std::uint32_t> active;  ///< group of the active layout; no value if unknown
+  bool canSelect = false;               ///< true if ActiveLayout::Select works
   bool operator==(const UserLayouts&) const = default;  ///< compares all members
 };
 
@@ -26,16 +26,16 @@ class ActiveLayout {
   ActiveLayout(const ActiveLayout&) = delete;
   ActiveLayout& operator=(const ActiveLayout&) = delete;
 
-  /// Returns the current layouts. Waits up to 1 s for KDE Plasma. GNOME changes its settings some
-  /// milliseconds after it has changed the layout.
+  /// Returns the current layouts. Waits up to 1 s for KDE Plasma. GNOME updates its settings a
+  /// few milliseconds after a change of the layout.
   ///
   /// The active layout is unknown on other desktops, and on GNOME if each window has its own layout
   /// or if the user has both layouts and input methods.
   UserLayouts Read();
 
-  /// Makes another layout the active one. Only KDE Plasma allows this.
-  /// @param group  its group
-  /// @return false if the desktop does not do so
+  /// Makes a layout the active one. Only KDE Plasma allows this.
+  /// @param group  group of the layout
+  /// @return false if the desktop does not allow it
   bool Select(std::uint32_t group);
 
  private:

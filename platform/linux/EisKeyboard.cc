@@ -82,7 +82,7 @@ struct Libei {
   Function<void(ei_device*, std::uint64_t)> device_frame{*this, "ei_device_frame"};
   Function<int(ei_keymap*)> keymap_get_fd{*this, "ei_keymap_get_fd"};
   Function<std::size_t(ei_keymap*)> keymap_get_size{*this, "ei_keymap_get_size"};
-  // Since libei 1.4.
+  // Available since libei 1.4.
   Function<ei_ping*(ei*)> new_ping{*this, "ei_new_ping", false};
   Function<void(ei_ping*)> ping{*this, "ei_ping", false};
   Function<ei_ping*(ei_ping*)> ping_unref{*this, "ei_ping_unref", false};
@@ -211,7 +211,7 @@ class EisKeyboard::Impl {
   ei* const ei_;
   ei_device* device_ = nullptr;
   std::uint32_t sequence_ = 0;
-  int pings_ = 0;  // without a reply
+  int pings_ = 0;  // number of pings without a reply
 };
 
 bool EisKeyboard::HasLibrary() {

@@ -27,7 +27,7 @@ class EisKeyboard {
   int descriptor() const;    ///< readable when Dispatch has events to handle
   void Dispatch();           ///< handles pending events from the server
   bool IsReady() const;      ///< the desktop provides a keyboard, and it accepts keys
-  unsigned devices() const;  ///< number of keyboards so far; the desktop replaces them
+  unsigned devices() const;  ///< number of keyboards that the desktop has added so far
   bool HasEnded() const;     ///< the server has closed the connection
 
   /// Returns an object that finds keys in the keyboard's keymap, or null if there is no keyboard.
@@ -36,8 +36,7 @@ class EisKeyboard {
 
   std::uint32_t groups() const;  ///< number of groups in the keymap
 
-  /// Returns the locked modifiers that the desktop has reported. Mutter 48 and KWin 6.3 report
-  /// none.
+  /// Returns the locked modifiers last reported by the desktop. Mutter 48 and KWin 6.3 report none.
   std::uint32_t lockedModifiers() const;
 
   /// Presses or releases a key.
@@ -46,9 +45,8 @@ class EisKeyboard {
   /// @return the event's time stamp in milliseconds
   std::uint32_t Press(std::uint32_t code, bool down);
 
-  /// Waits until the desktop has handled all keys so far, and handles its events. Requires
-  /// libei 1.4.
-  /// @return false if that is not known when the limit expires
+  /// Waits until the desktop has handled all keys pressed so far, and handles its events.
+  /// @return false if the limit has expired, or if libei is older than 1.4 and cannot tell
   bool AwaitKeys(std::chrono::milliseconds limit);
 
  private:

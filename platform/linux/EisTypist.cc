@@ -16,20 +16,21 @@ constexpr auto kReleaseLimit = 1s;
 constexpr auto kReleasePause = 20ms;
 constexpr auto kKeysLimit = 1s;
 
-// Time after which the desktop has handled all keys if libei cannot tell it.
+// After this time, the desktop has handled all keys. Used with versions of libei before 1.4, which
+// cannot report this.
 constexpr auto kKeysPause = 30ms;
 
-// Time in which programs read the keys before a dead key. Without it, the input method of GNOME may
-// put the character before the last keys.
+// Programs read earlier keys during this pause before a dead key. Without it, GNOME's input method
+// may insert the character before those of the earlier keys.
 constexpr auto kDeadKeyPause = 100ms;
 
-// Time before a change of the layout is known in which keys may have been read in the new layout.
+// The desktop may use a new layout for keys this long before it reports the change.
 constexpr auto kChangeTime = 200ms;
 
-// Time in which GNOME writes the active layout to its settings.
+// GNOME needs this time to write the active layout to its settings.
 constexpr auto kSettingsPause = 30ms;
 
-constexpr std::uint32_t kLockOfCaps = 2;  // real modifier (X11 protocol, section 2)
+constexpr std::uint32_t kLockOfCaps = 2;  // mask of a real modifier (X11 protocol, section 2)
 constexpr std::uint32_t kCodeOffset = 8;  // difference between XKB and evdev key codes
 
 constexpr char kLayoutChanged[] = "the keyboard layout changed while a record was typed";
@@ -65,7 +66,7 @@ std::string EisTypist::Untypable(std::string_view text) {
     }
   }
   if (!missing.empty() && OtherGroupFor(presses)) missing.clear();
-  state_ = last;  // Type compares it with the next state
+  state_ = last;  // Type compares the last state with the next one
   return missing;
 }
 
@@ -120,7 +121,7 @@ bool EisTypist::HasAll(std::span<const KeyEvent> presses, Group group) {
                       [&](const KeyEvent& press) { return ChordsIn(press, group).empty(); });
 }
 
-// Returns a group that the desktop can make the active one.
+// Returns a group that has keys for all events and that the desktop can select, or no value.
 EisTypist::Group EisTypist::OtherGroupFor(std::span<const KeyEvent> presses) {
   if (!state_.layouts.canSelect) return std::nullopt;
   for (std::uint32_t group = 0; group < keyboard_.groups(); ++group) {
@@ -129,7 +130,8 @@ EisTypist::Group EisTypist::OtherGroupFor(std::span<const KeyEvent> presses) {
   return std::nullopt;
 }
 
-// The keys of another layout are pressed while it is the active one.
+// Selects another layout, presses its keys, and selects the previous layout again. Returns null, or
+// the reason if that fails.
 const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> presses) {
   const State before = state_;
   if (!layouts_.Select(other)) return kLayoutChanged;
@@ -139,7 +141,7 @@ const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> pre
     Press(presses, other);
     reason = WhatChanged(Read());
   }
-  // A layout that the user has selected in the meantime stays.
+  // If the user has selected a layout in the meantime, it remains selected.
   if (layouts_.Read().active == other && before.layouts.active) {
     layouts_.Select(*before.layouts.active);
   }
@@ -147,9 +149,9 @@ const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> pre
   return reason;
 }
 
-// The keymap is not used after the first keys, because the desktop may replace it.
+// Finds all keys before pressing the first one, because the desktop may then replace the keymap.
 void EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
-  std::vector<std::vector<KeyStroke>> parts(1);  // each part but the first begins with a dead key
+  std::vector<std::vector<KeyStroke>> parts(1);  // all except the first begin with a dead key
   for (const KeyEvent& press : presses) {
     const KeyChords chords = ChordsIn(press, group);
     if (chords.size() > 1) parts.emplace_back();
@@ -161,7 +163,8 @@ void EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
   }
 }
 
-// Returns after the desktop has handled the strokes. Does nothing if it has removed the keyboard.
+// Sends strokes and waits until the desktop has handled them. Does nothing if the desktop has
+// removed the keyboard.
 void EisTypist::Write(const std::vector<KeyStroke>& strokes) {
   if (strokes.empty() || !keyboard_.IsReady()) return;
   sent_.BeginWrite(strokes, clock_.Now());

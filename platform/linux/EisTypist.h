@@ -19,18 +19,18 @@ namespace quillet::platform::linux_desktop {
 
 class EisKeyboard;
 
-/// Types with an EisKeyboard: finds the keys in the user's active layout, and checks that neither
-/// the layout nor the modifiers change while they are pressed. If another layout of the user has
-/// the characters and the desktop allows it, that layout is active while they are typed. One thread
-/// at a time. Call all functions while the keyboard is ready.
+/// Types with an EisKeyboard. Finds the keys in the user's active layout, and checks that neither
+/// the layout nor the modifiers change while the keys are pressed. If only another layout of the
+/// user has the characters and the desktop allows it, selects that layout while they are typed. One
+/// thread at a time. Call all functions while the keyboard is ready.
 class EisTypist {
  public:
   /// @param keyboard  outlives this object, like the others
   /// @param clock     used for pauses
-  /// @param sent      learns which strokes are sent
+  /// @param sent      notified of the strokes that are sent
   EisTypist(EisKeyboard& keyboard, Clock& clock, SentKeys& sent);
 
-  EisKeyboard& keyboard() { return keyboard_; }  ///< as passed to the constructor
+  EisKeyboard& keyboard() { return keyboard_; }  ///< the keyboard passed to the constructor
 
   /// Returns the characters of a text that Type cannot type now, each once.
   std::string Untypable(std::string_view text);
@@ -38,14 +38,14 @@ class EisTypist {
   void Begin() { isBegun_ = false; }  ///< begins a record
 
   /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
-  /// @param presses  the next events of the record that press a key
-  /// @return null if all characters have arrived; otherwise the reason, as a part of a sentence.
-  ///         If the layout has changed within 0.2 s after the last record, that record may be wrong
-  ///         and these keys are not pressed.
+  /// @param presses  the record's next events that press a key
+  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence.
+  ///         Presses no keys if the layout has changed less than 0.2 s after the last record; that
+  ///         record may then be wrong.
   const char* Type(std::span<const KeyEvent> presses);
 
  private:
-  using Group = std::optional<std::uint32_t>;  // none: the same keys in all groups
+  using Group = std::optional<std::uint32_t>;  // no value: keys that type the same in all groups
 
   struct State {
     unsigned device = 0;
@@ -68,9 +68,9 @@ class EisTypist {
   SentKeys& sent_;
   ActiveLayout layouts_;
   UserModifiers modifiers_;
-  State state_;                          // while the last keys were pressed
-  bool isBegun_ = false;                 // they belong to this record
-  std::chrono::nanoseconds lastKeys_{};  // their time
+  State state_;                          // the state while the last keys were pressed
+  bool isBegun_ = false;                 // the last keys belong to the current record
+  std::chrono::nanoseconds lastKeys_{};  // when the last keys were pressed
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -9,11 +9,11 @@ namespace quillet::platform::linux_desktop {
 /// The interface of the Wayland protocol org_kde_kwin_keystate, version 5.
 const wl_interface& KeyStateInterface();
 
-/// Request: sends the event for each key.
+/// Opcode of the request to send the event kStateChanged for each key.
 inline constexpr std::uint32_t kFetchStates = 0;
 
-/// Event: a KeyStateKey; its state, which is 0 if it is not active, 1 if it is latched, 2 if it is
-/// locked, and 3 if it is pressed.
+/// Opcode of the event that reports the state of a key. Arguments: a KeyStateKey; its state, which
+/// is 0 for inactive, 1 for latched, 2 for locked, 3 for pressed.
 inline constexpr std::uint32_t kStateChanged = 0;
 
 /// Keys of the protocol. Those after Scroll Lock were added in version 5.

@@ -53,8 +53,8 @@ class KeymapSearch {
   ///                   modifiers into account, and may need another group.
   const KeyChord* Find(char character, const KeyboardState& state);
 
-  /// Returns a dead key of the current group which, followed by the space bar, types a character;
-  /// or null. See CharacterOfDeadKey.
+  /// Returns a dead key of the current group that types a character if it is followed by the space
+  /// bar, or null if there is none. See CharacterOfDeadKey.
   /// @param character, state  see Find
   const KeyChord* FindDead(char character, const KeyboardState& state);
 

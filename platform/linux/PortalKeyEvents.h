@@ -56,7 +56,7 @@ class PortalKeyEvents final : public KeyEvents {
 
   /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's
   /// answer, or for `patience` if the portal is missing or the user has agreed earlier. Stops at
-  /// the first key that cannot be pressed, and if the layout or the modifiers change.
+  /// the first key that cannot be pressed, or when the layout or the modifiers change.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
@@ -90,7 +90,7 @@ class PortalKeyEvents final : public KeyEvents {
   const std::chrono::seconds patience_;
   SessionLayout* const layout_;
   Pace pace_;
-  unsigned knownDevices_ = 0;  // keyboards for which applications have had time to prepare
+  unsigned knownDevices_ = 0;  // devices for which applications have had time to prepare
 
   const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
   std::atomic<bool> isStopping_ = false;

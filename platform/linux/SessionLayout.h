@@ -27,12 +27,12 @@ inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
 /// @return null if the text cannot be read. The caller owns a reference.
 xkb_keymap* ReadKeymap(int file, std::size_t size);
 
-/// Keys to press one after another.
+/// Chords to press one after another.
 using KeyChords = std::vector<KeyChord>;
 
 /// Finds the keys for an event that presses a key. For the letter V with Command, the result may be
 /// Shift-Insert, which also pastes. For other events, it may be a dead key and the space bar.
-/// @return no keys if the current group does not have them
+/// @return an empty list if the current group does not have the keys
 KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state);
 
 /// Like ChordsFor, but finds only keys that type the same in the groups 0 to `groups` - 1.
@@ -65,8 +65,8 @@ class SessionLayout {
   /// @param lockedModifiers  see KeyboardState
   KeyChords Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
-  /// Returns true if the active group, or any group if it is not known, has no key for a character.
-  /// Call after Update.
+  /// Returns true if the active group has no key for a character. If the active group is unknown,
+  /// returns true if any group has none. Call after Update.
   /// @param character  see KeyEvent
   bool Lacks(char character, const UserLayouts& layouts);
 

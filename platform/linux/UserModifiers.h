@@ -8,10 +8,10 @@ namespace quillet::platform::linux_desktop {
 
 class WaylandConnection;
 
-/// Reads the state of the modifiers that the user has pressed. KWin reports it with the protocol
-/// org_kde_kwin_keystate to programs whose desktop file names it in X-KDE-Wayland-Interfaces. On
-/// other compositors, only Caps Lock is known, from the LEDs of the keyboards. One thread at a
-/// time.
+/// Reads which modifiers the user has activated. KWin reports them through the protocol
+/// org_kde_kwin_keystate, to programs whose desktop file lists this protocol in
+/// X-KDE-Wayland-Interfaces. On other compositors, only Caps Lock is known, from the LEDs of the
+/// keyboards. One thread at a time.
 class UserModifiers {
  public:
   /// Modifiers that are known to be active.
@@ -27,7 +27,7 @@ class UserModifiers {
   UserModifiers(const UserModifiers&) = delete;
   UserModifiers& operator=(const UserModifiers&) = delete;
 
-  /// Returns the present state. Waits up to 1 s for KWin. The first call connects to the
+  /// Returns the current state. Waits up to 1 s for KWin. The first call connects to the
   /// compositor.
   State Read();
 
@@ -38,7 +38,7 @@ class UserModifiers {
   const std::string leds_;
   std::unique_ptr<WaylandConnection> compositor_;
   bool isConnected_ = false;
-  unsigned active_ = 0;  // a bit for each key of the protocol
+  unsigned active_ = 0;  // bit n is set if the KeyStateKey n is active
 };
 
 }  // namespace quillet::platform::linux_desktop
