@@ -24,7 +24,7 @@ struct RunState {
 std::string Counted(std::int64_t records);
 
 /// Computes the progress display of one run from periodic snapshots: amount received, rate and time
-/// left. One object per run; one thread.
+/// left. Each run has its own object, which a single thread uses.
 class RunProgress {
  public:
   /// Time since a fixed moment.

@@ -64,7 +64,7 @@ class ArchiveFolder {
   /// Notes the order of new files, since names sort by age only if the clock is never set back.
   void NoteCreation(const std::string& name);
 
-  /// Returns and unmarks the runs that an earlier process did not end.
+  /// Returns the runs that an earlier process left unfinished, and removes their marks.
   std::vector<std::string> TakeInterrupted();
 
   /// Returns true if a process has the files open.

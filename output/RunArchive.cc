@@ -23,7 +23,7 @@ constexpr int kMaximumDayFiles = 1000;
 constexpr int kOutputFilePolls = 30s / kPollPause;
 constexpr int kLineWritePolls = 500ms / kPollPause;
 
-constexpr std::size_t kLinesPerWrite = std::size_t{64} * 1024;  // bytes
+constexpr std::size_t kBytesPerWrite = std::size_t{64} * 1024;
 
 }  // namespace
 
@@ -115,7 +115,7 @@ std::int64_t RunArchive::KeepLine(std::string_view line) {
   }
   if (pendingLines_.empty()) linesPending_ = true;
   pendingLines_.append(line);
-  if (!inBurst_ || writesEachLine_ || pendingLines_.size() >= kLinesPerWrite) AppendLines();
+  if (!inBurst_ || writesEachLine_ || pendingLines_.size() >= kBytesPerWrite) AppendLines();
   return lines_++;
 }
 

@@ -33,9 +33,9 @@ constexpr auto kSettingsPause = 30ms;
 constexpr std::uint32_t kLockOfCaps = 2;  // mask of a real modifier (X11 protocol, section 2)
 constexpr std::uint32_t kCodeOffset = 8;  // difference between XKB and evdev key codes
 
-constexpr char kLayoutChanged[] = "the keyboard layout changed while a record was typed";
+constexpr char kLayoutChanged[] = "the keyboard layout changed while a record was being typed";
 constexpr char kModifiersPressed[] =
-    "Shift, Control, Alt or Caps Lock was pressed while a record was typed";
+    "Shift, Control, Alt or Caps Lock was pressed while a record was being typed";
 constexpr char kModifierHeld[] =
     "a modifier key is held down. Release Shift, Control, Alt and the Super key.";
 

@@ -32,7 +32,7 @@ class Pace {
   const std::chrono::nanoseconds timePerEvent_;
   const std::size_t mostAhead_;
   const std::chrono::microseconds pause_;
-  // Time by which a reader with the steady rate has read all events.
+  // Time by which a reader at the steady rate will have read all events.
   std::chrono::nanoseconds allRead_{};
 };
 

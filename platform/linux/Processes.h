@@ -15,7 +15,7 @@ namespace quillet::platform::linux_desktop {
 /// Finds a process of this user that was started with a command (proc(5)). A script matches by its
 /// path, whatever its interpreter. The process may have further arguments.
 /// @param command  program and arguments
-/// @return the process number, or 0 if no process was found
+/// @return the process ID, or 0 if no process was found
 int FindProcess(const std::vector<std::string>& command);
 
 /// Splits a sequence of NUL-terminated strings. The last NUL may be missing.
@@ -28,8 +28,8 @@ bool IsOrDescendsFrom(int process, int ancestor);
 /// the process to end (pidfd_open(2)), since the system does not record the time. Any thread.
 class WatchedProcess {
  public:
-  /// @param pid    process number
-  /// @param clock  used on the waiting thread; outlives this object
+  /// @param pid    process ID
+  /// @param clock  used on the waiting thread; must outlive this object
   WatchedProcess(int pid, Clock& clock);
   WatchedProcess(const WatchedProcess&) = delete;
   WatchedProcess& operator=(const WatchedProcess&) = delete;

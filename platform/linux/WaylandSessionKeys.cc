@@ -37,7 +37,7 @@ KeyEvents& WaylandSessionKeys::Way() {
   const bool usesKeyboard = !UsesPortal() || WaylandKeyEvents::IsOffered();
   KeyEvents& way = usesKeyboard ? static_cast<KeyEvents&>(keyboard_) : uinput_;
   way_ = &way;
-  log_.Write(usesKeyboard ? "Types through a virtual keyboard of the compositor"
+  log_.Write(usesKeyboard ? "Types through the compositor's virtual keyboard"
                           : "Types through /dev/uinput");
   return way;
 }

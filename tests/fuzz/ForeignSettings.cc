@@ -37,7 +37,7 @@ constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 // What the settings cause that needs this user's consent.
 struct Effects {
   std::string starts = {};  // the program that a run starts
-  std::string writes = {};  // the file, if outside the data folder, and not the default file
+  std::string writes = {};  // path of the output file; empty: in the data folder, or default
   bool appends = false;
   bool synchronizes = false;
   bool types = false;

@@ -61,7 +61,7 @@ class Computer {
 
   /// Lets the other user replace `path`.
   /// @param kind  type of the new file
-  /// @param mode  its mode, or the number of the path to which a link leads
+  /// @param mode  its mode or, for a link, the index of the path that it points to
   void Create(const std::string& path, unsigned kind, mode_t mode) const;
 
   /// Checks that the program has not changed or disclosed the user's own files.

@@ -112,7 +112,7 @@ TEST_F(GnomeLayoutTest, CountsThreeLayoutsInEachKeymap) {
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = 1}));
 }
 
-TEST_F(GnomeLayoutTest, IsUnknownWithLayoutsOfWindows) {
+TEST_F(GnomeLayoutTest, IsUnknownWithPerWindowLayouts) {
   Set("sources", "[('xkb', 'us'), ('xkb', 'de')]");
   g_settings_set_boolean(settings_, "per-window", TRUE);
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = {}}));

@@ -249,7 +249,7 @@ TEST_F(WaylandSessionKeysTest, PrefersPortalOnlyOnDesktopsKnownToHaveOne) {
   portal.Start();
   Choose(true, "Types through the desktop portal");
   EXPECT_EQ(portal.questions(), 1);
-  Choose(false, "Types through a virtual keyboard of the compositor");
+  Choose(false, "Types through the compositor's virtual keyboard");
   EXPECT_EQ(portal.questions(), 1);
 }
 

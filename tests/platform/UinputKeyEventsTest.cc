@@ -274,7 +274,7 @@ TEST_F(UinputLayoutTest, DropsTheRecordIfTheLayoutHasChanged) {
                              {0, false, KeyFlag::kNone, 'z'}};
   withLayout.Post(record);
   EXPECT_EQ(Written(), "");
-  EXPECT_EQ(withLayout.Problem(), "the keyboard layout changed while a record was typed");
+  EXPECT_EQ(withLayout.Problem(), "the keyboard layout changed while a record was being typed");
   EXPECT_EQ(Type('a'), "30+. 30-. ");
   EXPECT_EQ(withLayout.Problem(), "");
 }

@@ -74,13 +74,14 @@ class CreatedFilesTest(OtherUsersTest):
         self.assertEqual([], os.listdir(f"{SHARED}/QuilletDataAB"))
 
     def check_alternative_name(self, target):
-        """Synchronizes to a generated name. The other user has created links to `target` with the
-        names of the next five minutes."""
+        """Synchronizes to a file with a generated name. The other user has created links to
+        `target` under each name that can be generated within five minutes."""
         now = datetime.datetime.now()
         times = [now + datetime.timedelta(seconds=second) for second in range(300)]
         names = " ".join(f"QuilletData005771_{time:%Y%m%d_%H%M%S}.txt" for time in times)
         put(_PRIVATE, "private\r\n")
-        # Only the folder's owner could replace other users' files, so the other user must own it.
+        # In this folder, only its owner can replace other users' files, so the other user must be
+        # the owner.
         os.rmdir(SHARED)
         os.chmod("/Users", 0o1777)
         other_user.run(f"mkdir -m 1777 {SHARED}")

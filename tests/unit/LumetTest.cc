@@ -40,7 +40,7 @@ class LumetTest : public test::LumetFixture {
 
 // --- Received bytes -----------------------------------------------------------------------------
 
-TEST_F(LumetTest, StoresIdentityTextsUpToTheTerminator) {
+TEST_F(LumetTest, StoresIdentityStringsUpToTheTerminator) {
   const struct {
     void (Lumet::*command)();
     std::string text, identity;

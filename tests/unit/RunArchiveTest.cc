@@ -203,7 +203,7 @@ TEST_F(RunArchiveTest, RunsInTheSameSecondHaveDifferentFileNames) {
   EXPECT_EQ(RecordsOf(first_ + "_3.records"), Texts{"3"});
 }
 
-TEST_F(RunArchiveTest, StoresChangesOfScannerAndSettings) {
+TEST_F(RunArchiveTest, StoresScannerAndSettingsChanges) {
   Begin();
   Receive("1");
   Put("X987600001");
@@ -521,7 +521,7 @@ TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfLiveScansAreDeleted) {
+TEST_F(RunArchiveTest, DoesNotEraseIfLiveScansAreDeleted) {
   Begin();
   Receive("1");
   archive_.End(true);

@@ -88,7 +88,7 @@ TEST_F(SynchronizationTest, ReportsRemovedOldRecordsUntilCleared) {
   EXPECT_FALSE(strip.Message().starts_with(latest)) << strip.Message();
 }
 
-TEST_F(SynchronizationTest, AutomaticRunRemovesHintsOfEarlierRuns) {
+TEST_F(SynchronizationTest, AutomaticRunRemovesHintsFromEarlierRuns) {
   ConnectWith({.destination = 1, .clearmemory = true, .autosync = true}, {"1"});
   AwaitEnd(0);
   ASSERT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("E "); }));

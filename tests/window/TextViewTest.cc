@@ -320,7 +320,7 @@ TEST_F(TextView, RemovesPartsOfALongLineOfRecords) {
   EXPECT_TRUE(shown.ends_with("\tlast"));
 }
 
-TEST_F(TextView, HoldsTheFullLimitAgainAfterClearing) {
+TEST_F(TextView, HoldsTheFullLimitAfterClearing) {
   for (int round = 0; round < 2; ++round) {
     view_.Append("started\n");
     for (int i = 0; i < kRecords; ++i) view_.AppendRecords("x\n");

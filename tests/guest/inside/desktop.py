@@ -30,7 +30,7 @@ TEXT = "".join(record + "\n" for record in RECORDS)
 REFUSAL = ("Cannot type on this desktop: /dev/uinput: Permission denied. Install the "
            "udev rule 70-quillet-uinput.rules.")
 FINISHED = "-[SyncController SynchronizeFinished]"
-THROUGH_COMPOSITOR = "Types through a virtual keyboard of the compositor"
+THROUGH_COMPOSITOR = "Types through the compositor's virtual keyboard"
 THROUGH_UINPUT = "Types through /dev/uinput"
 WAY = THROUGH_COMPOSITOR if KIND in ("sway", "caps", "paste") else THROUGH_UINPUT
 CAPS_LOCK = KIND in ("caps", "weston-caps")

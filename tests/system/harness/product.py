@@ -95,7 +95,7 @@ class Quillet:
         wait_until(lambda: self.title() == title, lambda: f"title {title!r}, not {self.title()!r}")
 
     def _settled(self, read):
-        """Returns the result of read(). Repeats the call if a control disappears during it."""
+        """Returns the result of read(). Retries if a control disappears during the call."""
         results = []
 
         def attempt():
