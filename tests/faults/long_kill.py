@@ -14,6 +14,7 @@ _KILLS = 250
 _LONGEST_DELAY = 0.030  # seconds from the start of writing to the kill
 _OLD_LINES = 100_000
 _TIMEOUT = 30  # seconds until the program must have begun to write
+_START_TIMEOUT = 180  # seconds until the program must have begun a run, even on a busy computer
 
 _ARCHIVE_KILLS = 250  # number of kills per destination
 _RECORDS = {1: 300, 0: 60}  # number of records in a burst and in a record-by-record run
@@ -105,7 +106,7 @@ class ArchiveKillTest(ArchiveTest):
             settings = {"attach_serial": 0, "attach_timestamp": 0, "attach_type": 0,
                         "data_delimiter": 0, "record_delimiter": 0, "application": _APPLICATION}
         scanner = self.begin_attempt(records, destination, way, **settings)
-        wait_until(lambda: "N" in scanner.all_commands(), "the run")
+        wait_until(lambda: "N" in scanner.all_commands(), "the run", _START_TIMEOUT)
         return scanner
 
     def time_run(self, records, destination, way):
