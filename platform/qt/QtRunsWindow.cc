@@ -23,6 +23,7 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/qt/CutLabel.h"
 #include "platform/qt/Outline.h"
 #include "platform/qt/QtTextView.h"
 #include "platform/qt/QtWindow.h"
@@ -36,7 +37,8 @@ constexpr QSize kUsualSize(960, 540);
 constexpr int kCellMargin = 7;             // left and right of a cell's text, in pixels
 constexpr float kPlaceholderTint = 0.35F;  // proportion of background colour
 constexpr auto kBusyDelay = std::chrono::milliseconds(200);
-constexpr int kRowPadding = 8;  // added to the height of a row, in pixels
+constexpr int kRowPadding = 8;       // added to the height of a row, in pixels
+constexpr int kListCharacters = 50;  // minimum width of the list in characters
 
 // The columns of the list, in the order of the members of RunRow.
 struct ListColumn {
@@ -126,15 +128,6 @@ int HintIndent(const QCheckBox& box) {
          box.style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing);
 }
 
-// Cuts off long text, which would otherwise increase the window's minimum width.
-class Message final : public QLabel {
- public:
-  Message() {
-    setTextFormat(Qt::PlainText);
-    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-  }
-};
-
 }  // namespace
 
 struct QtRunsWindow::Parts {
@@ -157,7 +150,7 @@ struct QtRunsWindow::Parts {
   QStackedWidget& listOrEmpty = *new QStackedWidget;
   RecordView& previewWidget = *new RecordView;
   QtTextView preview{previewWidget};
-  QLabel& message = *new Message;
+  QLabel& message = *new CutLabel;
   QTimer busyTimer;
   QPushButton& saveAs =
       MakeButton(&RunsActions::saveAs, "&Save as…", "Save the lines to a text file");
@@ -199,6 +192,7 @@ void QtRunsWindow::Parts::SetUpList() {
   for (const ListColumn& column : kColumns) titles += QString::fromUtf8(column.title);
   list.setHeaderLabels(titles);
   list.setAccessibleName(QStringLiteral("Earlier synchronizations"));
+  list.setMinimumWidth(kListCharacters * list.fontMetrics().averageCharWidth());
   list.setRootIsDecorated(false);
   list.setUniformRowHeights(true);
   list.setAlternatingRowColors(true);
@@ -397,7 +391,6 @@ void QtRunsWindow::ShowBusy(bool busy) {
 
 void QtRunsWindow::ShowMessage(std::string_view text) {
   parts_->message.setText(ToQString(text));
-  parts_->message.setToolTip(text.empty() ? QString() : ToToolTip(parts_->message.text()));
 }
 
 bool QtRunsWindow::ConfirmDeletion(std::string_view question, std::string_view consequence) {

@@ -1,11 +1,8 @@
 #include "platform/qt/QtStatusDisplay.h"
 
-#include <QHelpEvent>
-#include <QPainter>
-#include <QStyle>
-#include <QToolTip>
 #include <algorithm>
 
+#include "platform/qt/CutLabel.h"
 #include "platform/qt/Outline.h"
 #include "platform/qt/Text.h"
 
@@ -14,40 +11,10 @@ namespace {
 
 constexpr int kBarWidth = 120;
 constexpr int kBarSteps = 1000;
-constexpr int kPadding = 8;           // added to the width of buttons and the height of the strip
-constexpr int kLeastCharacters = 10;  // minimum width of the text
+constexpr int kPadding = 8;  // added to the width of buttons and the height of the strip
 
 // Mnemonics of the main window's menus.
 const QString kMenuLetters = QStringLiteral("SE");
-
-// Cuts off the end of its text if there is not enough room. The tooltip then shows the whole text.
-class CutLabel final : public QLabel {
- public:
-  CutLabel() {
-    setTextFormat(Qt::PlainText);
-    // The text must not increase the window's minimum width.
-    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    setMinimumWidth(kLeastCharacters * fontMetrics().averageCharWidth());
-  }
-
- protected:
-  bool event(QEvent* event) override {
-    if (event->type() != QEvent::ToolTip) return QLabel::event(event);
-    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
-                       CutText() == text() ? QString() : ToToolTip(text()), this);
-    return true;
-  }
-  void paintEvent(QPaintEvent*) override {
-    QPainter painter(this);
-    style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(),
-                          isEnabled(), CutText(), foregroundRole());
-  }
-
- private:
-  QString CutText() const {
-    return fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width());
-  }
-};
 
 // Marks a letter of the title as its mnemonic: the first letter that is not in `used`, to which it
 // is added.

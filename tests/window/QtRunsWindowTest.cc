@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDialogButtonBox>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -12,6 +13,7 @@
 #include <QRadioButton>
 #include <QTest>
 #include <QTimer>
+#include <QToolTip>
 #include <QTreeWidget>
 #include <algorithm>
 #include <set>
@@ -300,13 +302,15 @@ TEST_F(QtRunsWindowTest, AsksBeforeDeleting) {
 TEST_F(QtRunsWindowTest, ShowsMarkupInFileNamesAsPlainText) {
   const RunRow row{"2026-11-17", "005771", "12", "/home/<b>x</b>", "Complete", "No"};
   Open({row});
-  window_.ShowMessage("Saved: /home/<b>x</b>");
+  window_.ShowMessage("Saved: /home/<b>x</b>" + std::string(500, 'x'));
   const auto labels = window_.findChildren<QLabel*>();
   const auto message = std::ranges::find_if(
       labels, [](const QLabel* label) { return label->text().startsWith("Saved"); });
   ASSERT_NE(message, labels.end());
   EXPECT_EQ((*message)->textFormat(), Qt::PlainText);
-  for (const QString& tip : {(*message)->toolTip(), List()->topLevelItem(0)->toolTip(3)}) {
+  QHelpEvent event(QEvent::ToolTip, QPoint(5, 5), QCursor::pos());
+  QApplication::sendEvent(*message, &event);
+  for (const QString& tip : {QToolTip::text(), List()->topLevelItem(0)->toolTip(3)}) {
     EXPECT_TRUE(tip.contains("/home/&lt;b&gt;x&lt;/b&gt;")) << tip.toStdString();
   }
 }
@@ -333,6 +337,7 @@ TEST_F(QtRunsWindowTest, FitsASmallScreen) {
   window_.ShowMessage(std::string(500, 'x'));
   EXPECT_LE(window_.minimumSizeHint().width(), 640);
   EXPECT_LE(window_.minimumSizeHint().height(), 480 - 48);
+  EXPECT_GE(window_.minimumSizeHint().width(), 400);
 }
 
 }  // namespace
