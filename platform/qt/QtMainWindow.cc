@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QComboBox>
+#include <QLayout>
 #include <QMenu>
 #include <QMenuBar>
 #include <QToolBar>
@@ -51,6 +52,24 @@ QWidget* CreateButton(const QtToolbarItem& item) {
   button->setMinimumWidth(widest + 20);
   return button;
 }
+
+// Keeps the window wide enough for all items, if the screen is. QToolBar moves items without room
+// to a menu.
+class WholeToolbar final : public QToolBar {
+ public:
+  using QToolBar::QToolBar;
+  QSize minimumSizeHint() const override {
+    const int gap = layout()->spacing();
+    int width = contentsMargins().left() + contentsMargins().right() +
+                layout()->contentsMargins().left() + layout()->contentsMargins().right() - gap;
+    for (QAction* action : actions()) {
+      const QWidget& item = *widgetForAction(action);
+      width += gap + std::max(item.minimumWidth(), item.minimumSizeHint().width());
+    }
+    width = std::min(width, RoomOnScreen(*this).width());
+    return QToolBar::minimumSizeHint().expandedTo({width, 0});
+  }
+};
 
 }  // namespace
 
@@ -110,7 +129,7 @@ QWidget* QtMainWindow::PortPanel() {
 }
 
 void QtMainWindow::SetUpToolbar() {
-  auto* bar = new QToolBar(QStringLiteral("Toolbar"));
+  auto* bar = new WholeToolbar(QStringLiteral("Toolbar"));
   bar->setMovable(false);
   bar->setFloatable(false);
   bar->setIconSize(QSize(kIconSize, kIconSize));

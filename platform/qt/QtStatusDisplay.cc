@@ -63,6 +63,7 @@ void QtStatusDisplay::SetUp(QStatusBar& strip) {
     strip.addPermanentWidget(&button);
     height = qMax(height, button.sizeHint().height());
   }
+  label_.setMinimumHeight(height);  // buttons that appear must not move the text
   strip.setMinimumHeight(height + kPadding);
 }
 

@@ -12,6 +12,7 @@
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
@@ -231,6 +232,39 @@ TEST_F(MainWindow, FitsASmallScreenAtDoubleScale) {
   const QSize least = window_.widget().minimumSizeHint();
   EXPECT_LE(least.width(), 512);
   EXPECT_LE(least.height(), 300 - 30);
+}
+
+TEST_F(MainWindow, ShowsAllButtonsAtItsSmallestSize) {
+  ShowStatus(true);
+  window_.widget().resize(1, 1);
+  ASSERT_TRUE(SpinUntil([this] {
+    return window_.widget().size() == window_.widget().minimumSizeHint() &&
+           Button("Clear")->isVisible();
+  }));
+  std::vector<QWidget*> buttons;
+  for (const char* label : kButtons) buttons.push_back(Button(label));
+  for (QPushButton* button : StripButtons()) buttons.push_back(button);
+  for (QWidget* button : buttons) {
+    EXPECT_TRUE(button->isVisible());
+    EXPECT_LE(button->mapTo(&window_.widget(), button->rect().topRight()).x(),
+              window_.widget().width());
+    EXPECT_GE(button->width(), button->minimumSizeHint().width());
+  }
+  EXPECT_LT(StripButtons()[0]->geometry().right(), StripButtons()[1]->geometry().left());
+}
+
+TEST_F(MainWindow, ButtonsInTheStripDoNotMoveItsText) {
+  QWidget& label = *window_.widget().findChild<QStatusBar*>()->findChild<QLabel*>();
+  const auto middle = [&] {
+    QCoreApplication::processEvents();
+    return label.mapTo(&window_.widget(), label.rect().center()).y();
+  };
+  ShowStatus(false);
+  const int before = middle();
+  ShowStatus(true);
+  EXPECT_EQ(middle(), before);
+  window_.status().Show("Saved", std::nullopt, {});
+  EXPECT_EQ(middle(), before);
 }
 
 TEST_F(MainWindow, QuitAndCloseKeysCloseTheWindow) {
