@@ -119,7 +119,9 @@ ActiveLayout::ActiveLayout()
 ActiveLayout::~ActiveLayout() = default;
 
 UserLayouts ActiveLayout::Read() {
-  if (const auto active = plasma_->Active()) return {.active = active, .canSelect = true};
+  if (const auto active = plasma_->Active()) {
+    return {.active = active, .canSelect = true, .isReportedAtOnce = true};
+  }
   return gnome_->Read().value_or(UserLayouts{});
 }
 

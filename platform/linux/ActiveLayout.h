@@ -14,6 +14,7 @@ struct UserLayouts {
   std::uint32_t count = kAllGroups;     ///< number of layouts, from group 0 on, or kAllGroups
   std::optional<std::uint32_t> active;  ///< group of the active layout; no value if unknown
   bool canSelect = false;               ///< true if ActiveLayout::Select works
+  bool isReportedAtOnce = false;        ///< true if a change of the layout is known immediately
   bool operator==(const UserLayouts&) const = default;  ///< compares all members
 };
 

@@ -22,7 +22,7 @@ constexpr auto kKeysPause = 30ms;
 
 // Programs read earlier keys during this pause before a dead key. Without it, GNOME's input method
 // may insert the character before those of the earlier keys.
-constexpr auto kDeadKeyPause = 100ms;
+constexpr auto kDeadKeyPause = 300ms;
 
 // The desktop may use a new layout for keys this long before it reports the change.
 constexpr auto kChangeTime = 200ms;
@@ -74,7 +74,8 @@ const char* EisTypist::Type(std::span<const KeyEvent> presses) {
   if (!AwaitRelease()) return kModifierHeld;
   const State now = Read();
   const bool isNext = isBegun_ || clock_.Now() < lastKeys_ + kChangeTime;
-  const char* const change = isNext ? WhatChanged(now) : nullptr;
+  const bool areLastInDoubt = isNext && !now.layouts.isReportedAtOnce;
+  const char* const change = areLastInDoubt ? WhatChanged(now) : nullptr;
   state_ = now;
   if (change != nullptr) return change;
   isBegun_ = true;
@@ -83,7 +84,7 @@ const char* EisTypist::Type(std::span<const KeyEvent> presses) {
     if (const Group other = OtherGroupFor(presses)) return TypeIn(*other, presses);
     return ReasonWithoutKey(presses.front());
   }
-  const bool isReportedLate = active && !state_.layouts.canSelect && !HasAll(presses, {});
+  const bool isReportedLate = active && !state_.layouts.isReportedAtOnce && !HasAll(presses, {});
   Press(presses, active);
   if (isReportedLate) clock_.Sleep(kSettingsPause);
   return WhatChanged(Read());

@@ -40,8 +40,8 @@ class EisTypist {
   /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
   /// @param presses  the record's next events that press a key
   /// @return null if all characters have arrived; otherwise the reason, as part of a sentence.
-  ///         Presses no keys if the layout has changed less than 0.2 s after the last record; that
-  ///         record may then be wrong.
+  ///         If the desktop reports layouts late and the layout has changed less than 0.2 s after
+  ///         the last record, presses no keys; the last record may then be wrong.
   const char* Type(std::span<const KeyEvent> presses);
 
  private:

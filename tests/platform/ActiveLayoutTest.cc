@@ -133,8 +133,7 @@ TEST(PlasmaLayoutTest, ReadsAndSelectsTheLayout) {
   FakePlasmaLayouts plasma;
   ActiveLayout layout;
   plasma.active = 1;
-  EXPECT_EQ(layout.Read(),
-            (UserLayouts{.count = UserLayouts::kAllGroups, .active = 1, .canSelect = true}));
+  EXPECT_EQ(layout.Read(), (UserLayouts{.active = 1, .canSelect = true, .isReportedAtOnce = true}));
   EXPECT_TRUE(layout.Select(0));
   EXPECT_EQ(plasma.active, 0U);
   EXPECT_FALSE(layout.Select(2));
