@@ -43,6 +43,7 @@ class Desktop:
         self._processes = []
         self.keyboard = None
         self.caps_lock = False
+        self.has_caps_lock = True
         for name in ("runtime", "config", "state", "cache", "data"):
             os.makedirs(f"{self.folder}/{name}", mode=0o700)
         self.environment = {
@@ -174,7 +175,7 @@ class Desktop:
     def press_caps_lock(self):
         """Presses the key, and sets the LED as a desktop with a real keyboard does."""
         self.press(CAPS_LOCK)
-        self.caps_lock = not self.caps_lock
+        self.caps_lock = self.has_caps_lock and not self.caps_lock
         os.makedirs(LED, exist_ok=True)
         with open(f"{LED}/brightness", "w", encoding="ascii") as file:
             file.write(f"{int(self.caps_lock)}\n")

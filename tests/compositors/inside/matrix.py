@@ -138,6 +138,7 @@ class Cell:
 
     def caps(self, layout):
         self._desktop.set_layouts(layout)
+        self._desktop.has_caps_lock = layout != "de(neo)"  # the key is a modifier of this layout
         self._desktop.press_caps_lock()
         try:
             return self._type()
