@@ -16,7 +16,7 @@ namespace quillet {
 /// lock is held while files are flushed.
 class FlushList {
  public:
-  /// The contents of files.
+  /// The kind of records in the files.
   enum class Use : std::size_t {
     kRun,  ///< the records of a run
     kDay,  ///< the live scans of a day
@@ -37,7 +37,7 @@ class FlushList {
   /// @param day  also removes the latest files of a day
   void Clear(bool run, bool day);
 
-  /// Result of Find: the files that have the name.
+  /// Result of Find: which files have the name.
   struct Found {
     bool isDay = false;   ///< the latest files of a day
     bool isHeld = false;  ///< other files in the list

@@ -9,8 +9,8 @@ file(GLOB program ${CPACK_TEMPORARY_DIRECTORY}/*/usr/bin/quillet)
 execute_process(COMMAND ${CPACK_QUILLET_STRIP} --remove-section=.comment ${program}
                 COMMAND_ERROR_IS_FATAL ANY)
 
-# KWin reports the state of the modifiers only to a program whose desktop entry has its absolute path
-# (KWin, fetchRequestedInterfaces).
+# KWin reports the state of the modifiers only to programs whose desktop entries contain their
+# absolute path (fetchRequestedInterfaces in KWin's source).
 file(GLOB entry ${CPACK_TEMPORARY_DIRECTORY}/*/usr/share/applications/org.quillet.Quillet.desktop)
 file(READ ${entry} text)
 string(REPLACE "Exec=quillet" "Exec=/usr/bin/quillet" text "${text}")
