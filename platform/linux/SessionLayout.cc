@@ -50,6 +50,10 @@ KeyChords InAllGroups(std::uint32_t groups, std::uint32_t lockedModifiers, const
   return found;
 }
 
+bool IsPaste(const KeyEvent& press) {
+  return press.flag == KeyFlag::kCommand && press.character == 'v';
+}
+
 }  // namespace
 
 xkb_keymap* ReadKeymap(int file, std::size_t size) {
@@ -81,6 +85,16 @@ KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardS
 
 KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_t groups,
                        std::uint32_t lockedModifiers) {
+  if (IsPaste(press)) {
+    for (const auto& shortcut : {std::pair{kControl, KeysymOf(press.character)},
+                                 std::pair{kShift, std::uint32_t{XKB_KEY_Insert}}}) {
+      auto found = InAllGroups(groups, lockedModifiers, [&](const KeyboardState& state) {
+        return ShortcutFor(shortcut.first, shortcut.second, keymap, state);
+      });
+      if (!found.empty()) return found;
+    }
+    return {};
+  }
   return InAllGroups(groups, lockedModifiers,
                      [&](const KeyboardState& state) { return ChordsFor(press, keymap, state); });
 }
@@ -130,16 +144,8 @@ bool SessionLayout::Update() {
 
 KeyChords SessionLayout::Find(const KeyEvent& press, std::uint32_t lockedModifiers) {
   if (keymap_ == nullptr) return {};
-  if (press.flag != KeyFlag::kCommand || press.character != 'v') {
-    return ChordsForAll(press, *keymap_, groups_, lockedModifiers);
-  }
-  for (const auto& shortcut : {std::pair{kControl, KeysymOf(press.character)},
-                               std::pair{kShift, std::uint32_t{XKB_KEY_Insert}}}) {
-    auto found = InAllGroups(groups_, lockedModifiers, [&](const KeyboardState& state) {
-      return ShortcutFor(shortcut.first, shortcut.second, *keymap_, state);
-    });
-    if (!found.empty()) return found;
-  }
+  KeyChords found = ChordsForAll(press, *keymap_, groups_, lockedModifiers);
+  if (!found.empty() || !IsPaste(press)) return found;
   constexpr std::uint32_t kXkbOffset = 8;  // xkbcommon.h, xkb_keycode_t
   return {KeyChord{{KEY_LEFTCTRL + kXkbOffset}, KEY_V + kXkbOffset, 0}};
 }

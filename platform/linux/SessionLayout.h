@@ -35,7 +35,8 @@ using KeyChords = std::vector<KeyChord>;
 /// @return an empty list if the current group does not have the keys
 KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state);
 
-/// Like ChordsFor, but finds only keys that type the same in the groups 0 to `groups` - 1.
+/// Like ChordsFor, but finds only keys that type the same in the groups 0 to `groups` - 1. For the
+/// letter V with Command, these are the keys of Control-V or else of Shift-Insert.
 /// @param lockedModifiers  see KeyboardState
 KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_t groups,
                        std::uint32_t lockedModifiers);
