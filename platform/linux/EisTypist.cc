@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,7 @@ constexpr auto kKeysPause = 30ms;
 // Programs read earlier keys during this pause before a dead key. Without it, GNOME's input method
 // may insert the character before those of the earlier keys.
 constexpr auto kDeadKeyPause = 300ms;
+constexpr auto kDeadKeyPausePerStroke = 5ms;  // more for each of the strokes before the dead key
 
 // The desktop may use a new layout for keys this long before it reports the change.
 constexpr auto kChangeTime = 200ms;
@@ -159,7 +161,10 @@ void EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
     for (const KeyChord& chord : chords) AddStrokes(chord, parts.back());
   }
   for (auto part = parts.begin(); part != parts.end(); ++part) {
-    if (part != parts.begin()) clock_.Sleep(kDeadKeyPause);
+    if (part != parts.begin()) {
+      const auto earlier = static_cast<int>(std::prev(part)->size());
+      clock_.Sleep(kDeadKeyPause + earlier * kDeadKeyPausePerStroke);
+    }
     Write(*part);
   }
 }
