@@ -44,6 +44,7 @@ class AppFixture : public ::testing::Test {
     application.setSyncController(&controller);
     clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected] { tavo.Settle(connected); });
   }
+  ~AppFixture() override { clock.Stop(); }
 
   /// Writes a settings file for lines that consist of a record's data and CR LF. Call before
   /// Launch.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -60,7 +61,12 @@ class FakeClock final : public platform::Clock {
     }
     std::this_thread::sleep_for(
         std::max<std::chrono::duration<double>>(duration / speed_, kShortest));
+    while (stopped_) std::this_thread::sleep_for(std::chrono::hours(1));
   }
+
+  /// Makes all sleeps last forever, so that threads which never end stop polling. Call at the end
+  /// of a test.
+  void Stop() { stopped_ = true; }
 
   void SetSleepSlack(Duration slack) override {
     const std::lock_guard lock(mutex_);
@@ -108,6 +114,7 @@ class FakeClock final : public platform::Clock {
   std::vector<Duration> sleeps_;
   std::vector<Duration> slacks_;
   std::function<void()> onSleep_;
+  std::atomic<bool> stopped_{false};
 };
 
 }  // namespace quillet::test

@@ -33,6 +33,7 @@ class LumetFixture : public ::testing::Test {
   ~LumetFixture() override {
     AwaitCommandThread();
     clock.OnSleep(nullptr);
+    clock.Stop();
   }
 
   /// Disconnects and waits until the command thread has ended. A test whose sleep hook uses local

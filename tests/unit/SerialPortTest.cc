@@ -70,6 +70,8 @@ bool IsOpen(int descriptor) {
 
 class SerialPortTest : public ::testing::Test {
  protected:
+  ~SerialPortTest() override { clock.Stop(); }
+
   /// Opens the system's line and starts the read thread.
   void Open(const std::string& path) {
     port.setDelegate(&collector);
