@@ -22,7 +22,7 @@ _SELECTED = 23
 _LEAVES = {"check box", "label", "list item", "progress bar", "push button", "radio button",
            "scroll bar", "separator", "table cell"}
 
-_roles = {}  # by owner and path; programs do not reuse paths
+_roles = {}  # of the current bus, by owner and path; programs do not reuse paths
 
 
 class Unreachable(Exception):
@@ -55,6 +55,7 @@ class Accessibility:
               "Set", GLib.Variant("(ssv)", ("org.a11y.Status", "IsEnabled",
                                             GLib.Variant("b", True))))
         self.bus = _connect(address)
+        _roles.clear()  # each bus gives its clients the same names
 
     def application(self, pid):
         """Returns the application of a process, or None if the process has not registered."""
