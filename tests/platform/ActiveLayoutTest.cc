@@ -130,6 +130,8 @@ TEST_F(GnomeLayoutTest, CannotSelectALayout) {
 
 TEST(PlasmaLayoutTest, ReadsAndSelectsTheLayout) {
   const test::FakePortal bus;
+  // The dconf backend connects to the bus, and GIO ends the process when this connection closes.
+  const test::Variable backend{"GSETTINGS_BACKEND", "memory"};
   FakePlasmaLayouts plasma;
   ActiveLayout layout;
   plasma.active = 1;
