@@ -40,11 +40,11 @@ class SyncController final : public LumetDelegate {
  public:
   static constexpr std::int32_t kMaximumPorts = PortTable::kMaximumPorts;  ///< see PortTable
 
-  /// @param platform    interfaces to the system; outlive this object
-  /// @param controls    controls of the main window; outlive this object
-  /// @param form        settings window; outlives this object
-  /// @param runs        window with the earlier synchronizations; outlives this object
-  /// @param folders     folders for the program's files
+  /// @param platform  interfaces to the system, which must outlive this object, like the controls
+  /// @param controls  controls of the main window
+  /// @param form      settings window
+  /// @param runs      window with the earlier synchronizations
+  /// @param folders   folders for the program's files
   SyncController(const Platform& platform, const MainWindowControls& controls,
                  platform::SettingsForm& form, platform::RunsWindow& runs, Folders folders);
 
@@ -73,8 +73,7 @@ class SyncController final : public LumetDelegate {
   // --- Connection -------------------------------------------------------------------------------
 
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
-  /// Starts an attempt to connect, unless one is in progress. Main thread.
-  /// @param tryAll  true: tries all ports in order; false: tries only the selected port
+  /// Starts an attempt to connect, unless one is in progress, to all ports or to the selected one.
   void StartConnectionThread(bool tryAll);
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.

@@ -25,8 +25,8 @@ class FlushList {
   /// Two files of the same name.
   struct Files {
     std::string name;  ///< name without the extension
-    std::shared_ptr<platform::GrowingFile> records = {};
-    std::shared_ptr<platform::GrowingFile> lines = {};
+    std::shared_ptr<platform::GrowingFile> records = {};  ///< the records as received
+    std::shared_ptr<platform::GrowingFile> lines = {};    ///< the composed lines
   };
 
   /// Adds the files that receive the next records. The earlier files stay in the list.

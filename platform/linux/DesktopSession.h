@@ -23,7 +23,8 @@ bool IsX11Session(const Environment& environment);
 
 /// Returns the absolute path of the folder in which Quillet keeps its state: in $XDG_STATE_HOME, or
 /// else in ".local/state" in the user's home folder (freedesktop.org, XDG Base Directory).
-/// @param home  absolute path of the home folder
+/// @param environment  looks up the variable
+/// @param home         absolute path of the home folder
 /// @return an empty text if `home` is needed but not absolute
 std::string StateFolder(const Environment& environment, const std::string& home);
 

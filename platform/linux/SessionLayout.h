@@ -37,6 +37,9 @@ KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardS
 
 /// Like ChordsFor, but finds only keys that type the same in the groups 0 to `groups` - 1. For the
 /// letter V with Command, these are the keys of Control-V or else of Shift-Insert.
+/// @param press            event that presses a key
+/// @param keymap           finds the keys
+/// @param groups           number of groups
 /// @param lockedModifiers  see KeyboardState
 KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_t groups,
                        std::uint32_t lockedModifiers);
@@ -69,6 +72,7 @@ class SessionLayout {
   /// Returns true if the active group has no key for a character. If the active group is unknown,
   /// returns true if any group has none. Call after Update.
   /// @param character  see KeyEvent
+  /// @param layouts    the user's layouts, including the active one if it is known
   bool Lacks(char character, const UserLayouts& layouts);
 
  private:
