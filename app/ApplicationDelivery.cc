@@ -25,6 +25,9 @@ constexpr auto kPastePause = 100ms;
 // The main thread has handled all keys of a record after this time.
 constexpr auto kLatestKey = 1s;
 
+// Time between two checks of the input method, which the user can switch at any time.
+constexpr auto kInputMethodPause = 1s;
+
 constexpr char kNotFound[] = "\" was not found. Choose another application.";
 constexpr char kNotOpened[] = "\" could not be opened. Choose another application.";
 
@@ -83,9 +86,25 @@ void ApplicationDelivery::Type(const std::string& record) {
     text += character;
     AddKey(events, key, FlagOf(key));
   }
-  if (!events.empty() && !IsRefused(platform_.keyEvents.Untypable(text))) {
+  if (events.empty()) return;
+  ShowInputMethod();
+  if (!IsRefused(platform_.keyEvents.Untypable(text))) {
     platform_.keyEvents.Post(events);
   }
+}
+
+void ApplicationDelivery::ShowInputMethod() {
+  const bool isDue = platform_.clock.Now() - lastCheck_ >= kInputMethodPause;
+  if (!mustCheck_.exchange(false) && !isDue) return;
+  const std::string name = platform_.keyEvents.InputMethod();
+  lastCheck_ = platform_.clock.Now();
+  if (inputMethod_.Get() == name) return;
+  inputMethod_.Set(name);
+  if (name.empty()) return strip_.Withdraw(Notice::kInputMethodOn);
+  strip_.Raise(Notice::kInputMethodOn,
+               "The input method " + name +
+                   " is on and may change typed records. Switch it off, or turn on \"Paste text "
+                   "instead of typing it\" in the settings.");
 }
 
 bool ApplicationDelivery::IsRefused(const std::string& untypable) {
@@ -135,8 +154,11 @@ void ApplicationDelivery::RunBegan() {
   isAtOwnWindow_ = false;
   pastingFailed_ = false;
   typingProblem_.Set("");
-  for (const Notice notice : {Notice::kTypedAtQuillet, Notice::kPastingImpossible,
-                              Notice::kTypingImpossible, Notice::kCharactersMissing}) {
+  inputMethod_.Set("");
+  mustCheck_ = true;
+  for (const Notice notice :
+       {Notice::kTypedAtQuillet, Notice::kPastingImpossible, Notice::kTypingImpossible,
+        Notice::kCharactersMissing, Notice::kInputMethodOn}) {
     strip_.Withdraw(notice);
   }
 }

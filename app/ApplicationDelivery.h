@@ -71,6 +71,7 @@ class ApplicationDelivery {
   bool IsRefused(const std::string& untypable);
   void Paste(const std::string& record);
   void ShowProblem();
+  void ShowInputMethod();
   void RaiseUndelivered(Notice notice, const std::string& problem, const std::string& archived,
                         const std::string& lost);
   void ForgetOwnWindow();
@@ -80,10 +81,14 @@ class ApplicationDelivery {
   StatusStrip& strip_;
   const Actions actions_;
 
-  std::mutex delivering_;  // held while a record is typed or pasted; guards lastRecord_
+  // Held while a record is typed or pasted. Guards lastRecord_ and lastCheck_.
+  std::mutex delivering_;
   Time lastRecord_{};
+  Time lastCheck_{};  // of the input method
 
   SharedText typingProblem_;                 // text of kTypingImpossible in the strip
+  SharedText inputMethod_;                   // named by kInputMethodOn in the strip
+  std::atomic<bool> mustCheck_ = true;       // the input method, before the next record
   std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is in the strip
 
   std::mutex checking_;        // guards targetMessage_

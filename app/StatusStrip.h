@@ -31,6 +31,7 @@ enum class Notice {
   kPastingImpossible,  ///< a record could not be put on the clipboard
   kTargetMissing,      ///< the application for the records does not exist
   kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet
+  kInputMethodOn,      ///< an input method may change typed records
 
   kProgress,  ///< the progress of a run; see StatusStrip::ShowProgress
 

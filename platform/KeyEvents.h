@@ -40,6 +40,11 @@ class KeyEvents {
   /// @param text  ASCII characters that will be passed to Post
   virtual std::string Untypable([[maybe_unused]] std::string_view text) { return {}; }
 
+  /// Returns the name of an input method that is on and may change the typed text, such as
+  /// "libpinyin of IBus". Returns an empty text if none is known. May take 0.4 s. Same threads as
+  /// Post.
+  virtual std::string InputMethod() { return {}; }
+
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
   /// the answer. Call it when the user chooses a destination that types. Any thread.
   virtual void Prepare() {}

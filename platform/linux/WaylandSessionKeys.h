@@ -9,6 +9,7 @@
 #include "base/SystemLog.h"
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
+#include "platform/linux/InputMethod.h"
 #include "platform/linux/PortalKeyEvents.h"
 #include "platform/linux/SentKeys.h"
 #include "platform/linux/UinputKeyEvents.h"
@@ -39,6 +40,7 @@ class WaylandSessionKeys final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override { Way().Post(events); }
   std::string Untypable(std::string_view text) override { return Way().Untypable(text); }
   std::string Problem() override { return Way().Problem(); }
+  std::string InputMethod() override { return ActiveInputMethod(); }
 
  private:
   KeyEvents& Way();

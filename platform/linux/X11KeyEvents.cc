@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/InputMethod.h"
+#include "platform/linux/QtInputMethod.h"
 #include "platform/linux/X11Keyboard.h"
 #include "platform/linux/X11OwnKeys.h"
 #include "platform/linux/X11OwnedProperty.h"
@@ -28,14 +30,14 @@ constexpr auto kKeymapPause = 100ms;
 constexpr auto kEndLimit = 1s;
 constexpr auto kEndPause = 10ms;
 
-constexpr std::uint32_t kCodeOffset = 8;  // between evdev and X key codes (xkeyboard-config)
+constexpr std::uint32_t kXCodeOffset = 8;  // between evdev and X key codes (xkeyboard-config)
 
 // Real modifiers of the X protocol.
-constexpr std::uint8_t kShift = 1 << 0;
-constexpr std::uint8_t kLock = 1 << 1;
-constexpr std::uint8_t kControl = 1 << 2;
-constexpr std::uint8_t kNumLock = 1 << 4;                       // Mod2 in xkeyboard-config
-constexpr std::uint8_t kCommands = kControl | 1 << 3 | 1 << 6;  // Control, Mod1 and Mod4
+constexpr std::uint8_t kShiftModifier = 1 << 0;
+constexpr std::uint8_t kCapsLockModifier = 1 << 1;
+constexpr std::uint8_t kControlModifier = 1 << 2;
+constexpr std::uint8_t kNumLockModifier = 1 << 4;                       // Mod2 in xkeyboard-config
+constexpr std::uint8_t kCommands = kControlModifier | 1 << 3 | 1 << 6;  // Control, Mod1 and Mod4
 
 // No other program can use the server while a piece is sent. This many steps fit in XCB's buffer,
 // so the server does not wait for this process.
@@ -136,9 +138,10 @@ class X11KeyEvents::Piece {
       lastCode_ = chord->code;
       return true;
     }
-    ToKeyStrokes({&event, 1}, (locks_.lockedModifiers & kLock) != 0, [&](KeyStroke stroke) {
-      steps_.push_back({stroke, {}});
-    });
+    ToKeyStrokes({&event, 1}, (locks_.lockedModifiers & kCapsLockModifier) != 0,
+                 [&](KeyStroke stroke) {
+                   steps_.push_back({stroke, {}});
+                 });
     return true;
   }
 
@@ -147,7 +150,7 @@ class X11KeyEvents::Piece {
     if (const auto* chord = search_.Find(character, {group, locks_.lockedModifiers})) {
       return *chord;
     }
-    const auto unlocked = static_cast<std::uint8_t>(locks_.lockedModifiers & kNumLock);
+    const auto unlocked = static_cast<std::uint8_t>(locks_.lockedModifiers & kNumLockModifier);
     const auto* chord = search_.Find(character, {group, unlocked});
     if (chord == nullptr) return std::nullopt;
     X11Locks locks = locks_;
@@ -160,13 +163,13 @@ class X11KeyEvents::Piece {
   std::optional<KeyChord> Shortcut(char letter) {
     const std::uint32_t group = state_.locks.lockedGroup;
     auto chord = search_.FindPlain(KeysymOf(letter), {group, 0});
-    const std::uint8_t modifier = chord ? kControl : kShift;
+    const std::uint8_t modifier = chord ? kControlModifier : kShiftModifier;
     if (!chord) chord = search_.FindPlain(XKB_KEY_Insert, {group, 0});
     const std::uint32_t key = search_.ModifierKey(modifier, {group, 0});
     if (!chord || key == 0) return std::nullopt;
     chord->modifiers = {key};
     X11Locks locks = locks_;
-    locks.lockedModifiers &= static_cast<std::uint8_t>(~kShift);
+    locks.lockedModifiers &= static_cast<std::uint8_t>(~kShiftModifier);
     Change(locks);
     return chord;
   }
@@ -183,7 +186,7 @@ class X11KeyEvents::Piece {
   }
 
   void Put(std::uint32_t code, bool down) {
-    steps_.push_back({{static_cast<std::uint16_t>(code - kCodeOffset), down}, {}});
+    steps_.push_back({{static_cast<std::uint16_t>(code - kXCodeOffset), down}, {}});
   }
   void Change(const X11Locks& locks) {
     if (locks == locks_) return;
@@ -266,6 +269,11 @@ void X11KeyEvents::End() {
 std::string X11KeyEvents::Problem() {
   const std::lock_guard lock(mutex_);
   return failure_.Reason();
+}
+
+std::string X11KeyEvents::InputMethod() {
+  const std::string engine = ActiveInputMethod();
+  return engine.empty() ? QtInputMethodInFocus() : engine;
 }
 
 bool X11KeyEvents::Connect() {
@@ -394,7 +402,7 @@ void X11KeyEvents::Send(const Piece& piece) {
       if (step.locks) {
         keyboard_->PutLocks(*step.locks, true);
       } else {
-        keyboard_->PutKey(static_cast<std::uint8_t>(step.stroke.code + kCodeOffset),
+        keyboard_->PutKey(static_cast<std::uint8_t>(step.stroke.code + kXCodeOffset),
                           step.stroke.down);
       }
     }

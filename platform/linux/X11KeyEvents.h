@@ -42,6 +42,7 @@ class X11KeyEvents final : public KeyEvents {
   void Prepare() override;
   void End() override;
   std::string Problem() override;
+  std::string InputMethod() override;
 
  private:
   class Piece;

@@ -1,8 +1,8 @@
 // Types a file into the program that has focus: type_text FILE [--pace US] [--permission S]
 //
-// Types through the same classes as Quillet. Prints their log, then a line that begins with
-// "posted", "untypable" or "refused". Ends when standard input ends, because a compositor may drop
-// the events of a program that has ended.
+// Types through the same classes as Quillet. Prints their log, the input method that may change the
+// text, and a line that begins with "posted", "untypable" or "refused". Ends when standard input
+// ends, because a compositor may drop the events of a program that has ended.
 
 #include <chrono>
 #include <cstdlib>
@@ -87,6 +87,9 @@ std::string Type(platform::KeyEvents& events, platform::Clock& clock, const Opti
   }
   if (const std::string untypable = events.Untypable(text); !untypable.empty()) {
     return "untypable: " + untypable;
+  }
+  if (const std::string method = events.InputMethod(); !method.empty()) {
+    std::cout << "input method: " << method << std::endl;
   }
   const auto start = clock.Now();
   Post(events, clock, options.pace, text);

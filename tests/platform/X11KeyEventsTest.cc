@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xinput.h>
@@ -10,6 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <initializer_list>
 #include <optional>
 #include <random>
@@ -21,9 +24,11 @@
 #include "output/KeyTables.h"
 #include "platform/linux/X11KeyEvents.h"
 #include "platform/posix/PosixClock.h"
+#include "tests/platform/FakePortal.h"
 #include "tests/platform/TypedText.h"
 #include "tests/platform/XServer.h"
 #include "tests/support/RecordingLog.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 
 namespace quillet::platform::linux_desktop {
@@ -201,6 +206,41 @@ TEST_F(X11KeyEventsTest, ReportsARecordThatCouldNotBeTyped) {
   EXPECT_EQ(keys_->Problem(), "the keyboard layout has no key for a character");
   ExpectTypes("x");
   EXPECT_EQ(keys_->Problem(), "");
+}
+
+// A file that this process maps, like a plugin that a program has loaded.
+class MappedFile {
+ public:
+  explicit MappedFile(const std::string& path) {
+    std::filesystem::create_directories(path.substr(0, path.rfind('/')));
+    test::PutFile(path, "plugin");
+    const int file = open(path.c_str(), O_RDONLY);
+    memory_ = mmap(nullptr, kSize, PROT_READ, MAP_PRIVATE, file, 0);
+    close(file);
+  }
+  ~MappedFile() { munmap(memory_, kSize); }
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+
+ private:
+  static constexpr std::size_t kSize = 6;
+  void* memory_ = nullptr;
+};
+
+// The window with the focus belongs to this process.
+TEST_F(X11KeyEventsTest, NamesTheInputMethodOfAQtProgram) {
+  const test::TemporaryFolder folder;
+  const test::FakePortal emptyBus;
+  EXPECT_EQ(keys_->InputMethod(), "");
+  const std::string plugins = folder.path() + "/platforminputcontexts/lib";
+  const MappedFile compose(plugins + "composeplatforminputcontextplugin.so");
+  EXPECT_EQ(keys_->InputMethod(), "");
+  {
+    const MappedFile ibus(plugins + "ibusplatforminputcontextplugin.so");
+    EXPECT_EQ(keys_->InputMethod(), "IBus");
+  }
+  const MappedFile fcitx(plugins + "fcitx5platforminputcontextplugin.so");
+  EXPECT_EQ(keys_->InputMethod(), "Fcitx");
 }
 
 TEST_F(X11KeyEventsTest, TypesNothingIfTheServerIgnoresFastKeys) {

@@ -109,11 +109,13 @@ class FakeKeyEvents final : public platform::KeyEvents {
   }
   void Prepare() override { ++prepared; }
   std::string Problem() override { return problem; }
+  std::string InputMethod() override { return inputMethod; }
   /// Returns the events passed to each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
   std::function<void()> onPost;  ///< called after each call of Post
   std::string problem;           ///< result of Problem
+  std::string inputMethod;       ///< result of InputMethod
   std::string untypable;         ///< characters that cannot be typed
   int prepared = 0;              ///< number of calls of Prepare
 

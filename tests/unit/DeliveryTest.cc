@@ -184,6 +184,25 @@ TEST_F(DeliveryTest, SaysWhyNothingCanBeTyped) {
   EXPECT_EQ(Message(), "");
 }
 
+TEST_F(DeliveryTest, SaysThatAnInputMethodIsOn) {
+  keyEvents.inputMethod = "libpinyin of IBus";
+  delivery.Deliver("1", true);
+  EXPECT_EQ(Message(), "") << "An input method does not change pasted text.";
+  for (int i = 0; i < 3; ++i) delivery.Deliver("1", false);
+  const std::string message =
+      "The input method libpinyin of IBus is on and may change typed records. Switch it off, or "
+      "turn on \"Paste text instead of typing it\" in the settings.";
+  EXPECT_EQ(Message(), message);
+  EXPECT_EQ(log.Count("Quillet: " + message), 1U);
+  EXPECT_EQ(keyEvents.posts().size(), 4U);
+  keyEvents.inputMethod = "";
+  delivery.Deliver("1", false);
+  EXPECT_EQ(Message(), message) << "The input method is checked once per second.";
+  clock.Advance(1s);
+  delivery.Deliver("1", false);
+  EXPECT_EQ(Message(), "");
+}
+
 TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsKeys) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
