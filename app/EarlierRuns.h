@@ -33,7 +33,7 @@ class EarlierRuns {
     const Platform& platform;       ///< files, panels, clipboard and desktop
     platform::RunsWindow& window;   ///< shows the list
     RunArchive& archive;            ///< the archive
-    LumetFile& file;                ///< writes the output file of Deliver again
+    LumetFile& file;                ///< writes the output file when delivering again
     const Settings& settings;       ///< the current settings
     ApplicationDelivery& delivery;  ///< types or pastes the lines for Deliver again
     StatusStrip& strip;             ///< shows the progress of Deliver again

@@ -14,11 +14,11 @@
 
 namespace quillet {
 
-/// The serial ports that may have a scanner. Tracks which port is selected, tried and connected,
-/// and computes the items of the port list.
+/// The serial ports that may have a scanner attached. Tracks which port is selected, tried and
+/// connected, and computes the items of the port list.
 ///
-/// Threads: the main thread searches and selects ports, the connection thread tries them. Any
-/// thread may read.
+/// Threads: the main thread finds and selects ports; the connection thread tries them. Any thread
+/// may read.
 class PortTable {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;  ///< capacity of the table

@@ -12,7 +12,7 @@
 
 namespace quillet {
 
-/// Actions of the settings that need this user's consent if another user has chosen them.
+/// What the settings do that needs this user's consent if another user has chosen it.
 struct SensitiveActions {
   std::string application = {};  ///< path of the program to start; empty: none
   std::string file = {};      ///< path of the output file, if outside the data folder; empty: none

@@ -10,8 +10,8 @@
 
 namespace quillet {
 
-/// The folder of the archive: names, marks and deletes the files described in docs/archive.md.
-/// Names of files are without the extension. Any thread.
+/// The archive folder: names, marks and deletes the files described in docs/archive.md. File names
+/// do not include the extension. Any thread.
 class ArchiveFolder {
  public:
   ///@{ Extensions of the files with the received records and the composed lines, and of the file

@@ -21,7 +21,7 @@ struct StoredRun {
   std::uint64_t bytes = 0;         ///< size of its records files
   bool live = false;               ///< live scans of a day
   bool inProgress = false;         ///< more records may arrive; always false for live scans
-  ArchivedRun head = {};           ///< metadata of all its files
+  ArchivedRun head = {};           ///< metadata, the same in all files of the run
 };
 
 /// Reads the archive folder. List must be called on one thread at a time, the other functions on

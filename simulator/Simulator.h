@@ -46,7 +46,8 @@ class Simulator {
   /// Unplugs the scanner and ends its thread. Its reports stay available.
   void Stop();
 
-  /// The path to open: the link if the options name one, else the line. "" before Start().
+  /// Returns the path to open: the symbolic link if the options name one, otherwise the terminal.
+  /// Empty before Start().
   std::string Path() const;
   /// Pulls the cable. After the call, the port has hung up and the link is removed. With
   /// `deviceNode`, the device is only closed.

@@ -69,7 +69,7 @@ class EisTypist {
   ActiveLayout layouts_;
   UserModifiers modifiers_;
   State state_;                          // the state while the last keys were pressed
-  bool isBegun_ = false;                 // the last keys belong to the current record
+  bool isBegun_ = false;                 // keys of the current record have been sent
   std::chrono::nanoseconds lastKeys_{};  // when the last keys were pressed
 };
 

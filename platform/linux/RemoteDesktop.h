@@ -22,7 +22,7 @@ class RemoteDesktop {
   enum class Answer {
     kGranted,  ///< the program may type
     kDenied,   ///< the user has refused
-    kFailed,   ///< the portal has ended, or has refused a call
+    kFailed,   ///< the portal has exited or has refused a call
   };
 
   /// @param isStopping  polled every 0.1 s; ends Connect and Start when it returns true

@@ -11,9 +11,9 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Recognizes key events that this program sent on Wayland. A client does not learn which keyboard
-/// an event comes from. Each event gets a time when it is sent: from the kernel for a virtual
-/// keyboard of uinput, otherwise from this program. Compositors pass this time on (libinput,
+/// Recognizes key events that this program sent on Wayland. A client cannot tell which keyboard an
+/// event comes from. Each event receives a time when it is sent: from the kernel if uinput is used,
+/// otherwise from this program. Compositors pass this time on (libinput,
 /// libinput_event_keyboard_get_time). A key event is therefore recognized by its code, direction
 /// and time.
 ///

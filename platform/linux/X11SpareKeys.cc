@@ -14,7 +14,7 @@ namespace {
 
 constexpr char kProperty[] = "_QUILLET_SPARE_KEYS";
 constexpr char kFourLevels[] = "FOUR_LEVEL";  // Shift and the third level, as in xkeyboard-config
-constexpr std::uint8_t kTwoLevels = 1;        // a canonical type of XKB
+constexpr std::uint8_t kTwoLevels = 1;        // index of the canonical key type TWO_LEVEL
 
 xcb_atom_t Atom(xcb_connection_t* xcb, std::string_view name) {
   const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(

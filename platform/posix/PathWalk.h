@@ -30,7 +30,7 @@ Place FollowLink(const Place& place);
 /// Opens the regular file at a place for reading. Does not follow a link. Never blocks.
 /// @param place   an open place
 /// @param status  receives the status of the file
-/// @return a closed descriptor after an error; errno is ELOOP for a link, EISDIR for a folder, and
+/// @return an empty descriptor on error; errno is ELOOP for a link, EISDIR for a folder, and
 ///     kNotRegular for any other file that is not regular
 UniqueFd OpenRegular(const Place& place, struct stat& status);
 

@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 constexpr uid_t kOther = 1;
 constexpr std::string_view kSecret = "secret";
 
-// A private file and a folder of this user, and a shared folder of another user.
+// Contains a private file and a folder owned by this user, and a shared folder owned by another.
 class Computer {
  public:
   Computer() {

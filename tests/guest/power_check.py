@@ -142,7 +142,7 @@ class Check:
         self._seen.clear()
 
     def missing(self):
-        """Returns the number of erased records that are missing in the mounted state."""
+        """Returns the number of erased records that are missing from the mounted disk."""
         listed = subprocess.run([self._list, "list", self._disk.mounted_at], capture_output=True,
                                 text=True, check=False)
         return len(self._expected - set(listed.stdout.split()))

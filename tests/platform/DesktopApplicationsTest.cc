@@ -126,7 +126,7 @@ TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatEndsAtOnce) {
   EXPECT_EQ(CountStarts(), 1U);
 }
 
-TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatRanNineSeconds) {
+TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationAfterNineSeconds) {
   const std::string path = OpenEditor(applications_);
   EndAfter(9s);
   for (const auto pause : {12s, 61s, 3600s}) {

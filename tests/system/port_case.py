@@ -13,7 +13,7 @@ class PortTest(SystemTest):
     faults = "port_faults"
 
     def lock_port(self):
-        """Locks the port, like another program that uses it. Returns a descriptor."""
+        """Locks the port as another program would. Returns the descriptor that holds the lock."""
         port = os.open(PORT, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
         self.addCleanup(os.close, port)
         fcntl.flock(port, fcntl.LOCK_EX)

@@ -1,4 +1,4 @@
-"""Traces how the program opens files in folders that another user may write."""
+"""Traces how the program opens files in folders that another user can write to."""
 
 import glob
 import os

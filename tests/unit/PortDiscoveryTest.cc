@@ -128,7 +128,7 @@ TEST_F(PortDiscoveryTest, KeepsTheSelectedOneOfTwoPortsWithTheSameTitle) {
   EXPECT_EQ(View(), "|Trying to connect /two: Failed|");
 }
 
-TEST_F(PortDiscoveryTest, SelectsTheDisconnectedPort) {
+TEST_F(PortDiscoveryTest, KeepsThePortSelectedAfterDisconnecting) {
   registry.Attach("usbmodem-1", "/one");
   const std::string second = Attach("usbmodem-2");
   Launch();

@@ -199,7 +199,7 @@ TEST_F(MainWindow, TypedRecordsDoNotPressButtons) {
   EXPECT_EQ(window_.view().ShownText(), "");
 }
 
-TEST_F(MainWindow, TypedLineEndsDoNotPressAButtonAgain) {
+TEST_F(MainWindow, TypedNewlinesDoNotRepeatAButtonPress) {
   Button("Synchronize")->setFocus(Qt::TabFocusReason);
   Press(Qt::Key_Space);
   for (int i = 0; i < 10; ++i) Press(Qt::Key_Return);

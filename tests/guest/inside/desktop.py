@@ -69,7 +69,7 @@ def start_scanner():
 
 
 def start_user_keyboard():
-    """Creates the keyboard of the user, with Caps Lock on if the case requires it."""
+    """Creates the user's keyboard, with Caps Lock on if the test case requires it."""
     start("keyboard", "sudo", "python3", f"{HERE}/user_keyboard.py", *["caps-lock"] * CAPS_LOCK)
     wait_until(lambda: os.path.getsize("/tmp/keyboard.out"), "the keyboard")
     if CAPS_LOCK:

@@ -50,7 +50,8 @@ struct Dictionary final : Object {
   std::map<std::string, Held> values;
 };
 
-/// Returns the object of a framework reference. Throws std::bad_cast if it is not a `Kind`.
+/// Returns the object that a framework reference refers to. Throws std::bad_cast if it is not a
+/// `Kind`.
 template <typename Kind>
 Kind& As(const void* reference) {
   return dynamic_cast<Kind&>(*static_cast<Object*>(const_cast<void*>(reference)));
