@@ -37,7 +37,7 @@ enum class Notice {
 
   kNotErased,           ///< the scanner was not erased, because its records are not on the disk
   kFileNotWritten,      ///< the output file of a run could not be written
-  kSettingsFileAsFile,  ///< the path of the output file is that of the settings file
+  kSettingsFileAsFile,  ///< the path of the output file resolves to the settings file
   kArchiveNotWritten,   ///< records could not be saved in the archive
   kRecordsMissing,      ///< a run did not receive all records
   kDelivery,            ///< progress and result of Deliver again
