@@ -48,6 +48,10 @@ KeyFlag FlagOf(KeyValue key) {
   return key & kShiftBit ? KeyFlag::kShift : KeyFlag::kNone;
 }
 
+std::string AsSentence(const std::string& problem) {
+  return problem + (problem.ends_with('.') ? "" : ".");
+}
+
 std::string NamesOf(const std::string& characters) {
   std::string names;
   for (const char character : characters) {
@@ -111,7 +115,7 @@ bool ApplicationDelivery::IsRefused(const std::string& untypable) {
   if (untypable.empty()) return false;
   const std::string names = NamesOf(untypable);
   Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't type ", names);
-  strip_.Raise(Notice::kCharactersMissing,
+  strip_.Raise(Notice::kRecordNotTyped,
                "A record was not typed: the keyboard layout has no key for " + names +
                    ". Turn on \"Paste text instead of typing it\" in the settings.",
                {{"Show", actions_.showRuns}});
@@ -137,17 +141,22 @@ void ApplicationDelivery::Paste(const std::string& record) {
 
 void ApplicationDelivery::ShowProblem() {
   const std::string problem = platform_.keyEvents.Problem();
-  if (typingProblem_.Get() == problem) return;
+  const std::string earlier = typingProblem_.Get();
+  if (earlier == problem) return;
   typingProblem_.Set(problem);
-  if (problem.empty()) return strip_.Withdraw(Notice::kTypingImpossible);
+  if (problem.empty()) {
+    strip_.Withdraw(Notice::kTypingImpossible);
+    return RaiseUndelivered(Notice::kRecordNotTyped,
+                            "Not everything was typed: " + AsSentence(earlier),
+                            "The records are in the archive.",
+                            "They were not saved either. Scan or synchronize again.");
+  }
   std::vector<StripAction> actions;
   if (!actions_.guide.empty()) {
     actions.push_back({"Open guide", [this] { platform_.workspace.OpenFile(actions_.guide); }});
   }
-  strip_.Raise(
-      Notice::kTypingImpossible,
-      "Quillet cannot type on this desktop: " + problem + (problem.ends_with('.') ? "" : "."),
-      std::move(actions));
+  strip_.Raise(Notice::kTypingImpossible,
+               "Quillet cannot type on this desktop: " + AsSentence(problem), std::move(actions));
 }
 
 void ApplicationDelivery::RunBegan() {
@@ -158,7 +167,7 @@ void ApplicationDelivery::RunBegan() {
   mustCheck_ = true;
   for (const Notice notice :
        {Notice::kTypedAtQuillet, Notice::kPastingImpossible, Notice::kTypingImpossible,
-        Notice::kCharactersMissing, Notice::kInputMethodOn}) {
+        Notice::kRecordNotTyped, Notice::kInputMethodOn}) {
     strip_.Withdraw(notice);
   }
 }

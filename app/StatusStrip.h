@@ -27,7 +27,7 @@ enum class Notice {
   kPressIgnored,  ///< the button that the user pressed has no effect now
 
   kTypingImpossible,   ///< the system does not allow Quillet to type
-  kCharactersMissing,  ///< a record was not typed, because a character has no key
+  kRecordNotTyped,     ///< an earlier record was not typed, or only in part
   kPastingImpossible,  ///< a record could not be put on the clipboard
   kTargetMissing,      ///< the application for the records does not exist
   kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet

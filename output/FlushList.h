@@ -24,7 +24,7 @@ class FlushList {
 
   /// Two files of the same name.
   struct Files {
-    std::string name;  ///< name without the extension
+    std::string name;                                     ///< name without the extension
     std::shared_ptr<platform::GrowingFile> records = {};  ///< the records as received
     std::shared_ptr<platform::GrowingFile> lines = {};    ///< the composed lines
   };

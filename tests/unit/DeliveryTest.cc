@@ -179,8 +179,18 @@ TEST_F(DeliveryTest, SaysWhyNothingCanBeTyped) {
   EXPECT_EQ(display.Buttons(), Texts{"Open guide"});
   display.Press(0);
   EXPECT_EQ(workspace.openedFiles, Texts{"/guide.md"});
-  keyEvents.problem = "";
+}
+
+TEST_F(DeliveryTest, SaysThatEarlierRecordsWereNotTyped) {
+  keyEvents.problem = "the keyboard layout changed while a record was being typed";
   delivery.Deliver("1", false);
+  keyEvents.problem = "";
+  for (int i = 0; i < 3; ++i) delivery.Deliver("1", false);
+  EXPECT_EQ(Message(),
+            "Not everything was typed: the keyboard layout changed while a record was being "
+            "typed. The records are in the archive.");
+  EXPECT_EQ(display.Buttons(), Texts{"Show"});
+  delivery.RunBegan();
   EXPECT_EQ(Message(), "");
 }
 
