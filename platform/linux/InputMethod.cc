@@ -52,7 +52,7 @@ std::vector<std::string> IbusFiles() {
 }
 
 std::string IbusAddress() {
-  const std::string address = VariableOr("IBUS_ADDRESS", "");
+  std::string address = VariableOr("IBUS_ADDRESS", "");
   if (!address.empty()) return address;
   constexpr std::string_view kName = "IBUS_ADDRESS=";
   for (const std::string& path : IbusFiles()) {
