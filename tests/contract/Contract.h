@@ -17,17 +17,16 @@ struct Implementation {
   friend void PrintTo(const Implementation& self, std::ostream* out) { *out << self.name; }
 };
 
-/// Base class of a contract suite. The tests check the contract of an interface on its fake and on
-/// each backend that runs on this system. The harness creates the implementation and acts as its
-/// user or device.
+/// Base class of a contract suite. The tests check that the fake of an interface and each backend
+/// that runs on this system fulfil its contract. The harness creates the implementation and acts as
+/// its user or device.
 template <class Harness>
 class Contract : public testing::TestWithParam<Implementation<Harness>> {
  protected:
   const std::unique_ptr<Harness> harness_ = this->GetParam().make();
 };
 
-/// Returns the parameters of a suite, one for each of the `Harnesses`. Each of these derives from
-/// `Harness` and has a kName.
+/// Returns one parameter for each of the `Harnesses`, which derive from `Harness` and define kName.
 template <class Harness, class... Harnesses>
 auto Implementations() {
   return testing::Values(Implementation<Harness>{

@@ -36,7 +36,7 @@ struct WindowHarness {
   virtual void Press() = 0;
   virtual platform::StatusDisplay& Status() = 0;
   virtual std::string StatusText() = 0;
-  /// The displayed fraction; negative if unknown, std::nullopt without a progress bar.
+  /// The displayed fraction; negative if unknown, std::nullopt if there is no progress bar.
   virtual std::optional<double> Fraction() = 0;
   /// The titles of the visible buttons of the status display.
   virtual std::vector<std::string> Actions() = 0;
@@ -287,7 +287,7 @@ class StatusDisplayContract : public Contract<WindowHarness> {
   platform::StatusDisplay& status_ = harness_->Status();
 };
 
-TEST_P(StatusDisplayContract, ShowsTextAndFraction) {
+TEST_P(StatusDisplayContract, ShowsTextAndProgress) {
   EXPECT_EQ(harness_->StatusText(), "");
   EXPECT_EQ(harness_->Fraction(), std::nullopt);
   for (const std::optional<double> fraction :
@@ -334,7 +334,7 @@ TEST_P(WindowContract, IsVisibleBetweenOrderFrontAndClose) {
   EXPECT_EQ(closed, 0);
 }
 
-TEST_P(WindowContract, ReportsOnlyTheFirstCloseByTheUser) {
+TEST_P(WindowContract, CallsTheCloseActionOnlyOnce) {
   int closed = 0;
   bool wasShown = false;
   window_.OnClose([&] {

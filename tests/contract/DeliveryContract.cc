@@ -53,7 +53,7 @@ struct FakeKeysHarness final : KeyEventsHarness {
 
 /// A backend that sends modifiers as separate key strokes.
 struct StrokesHarness : KeyEventsHarness {
-  /// The next received stroke, if any.
+  /// Returns the next received stroke, if any.
   virtual std::optional<KeyStroke> NextStroke() = 0;
 
   std::vector<KeyEvent> Receive(std::size_t count) override {

@@ -59,7 +59,7 @@ TEST_P(FileStoreContract, ReplaceCreatesOrOverwritesAFile) {
   }
 }
 
-TEST_P(FileStoreContract, UpdateReceivesTheExistingContents) {
+TEST_P(FileStoreContract, UpdatePassesTheExistingContentsToTheCallback) {
   const auto add = [](std::string_view old) { return std::string(old) + "+"; };
   for (const char* expected : {"+", "++"}) {
     EXPECT_TRUE(store_.Update(path_, add));
@@ -95,14 +95,14 @@ TEST_P(FileStoreContract, ExistsIsTrueForFilesAndFolders) {
   EXPECT_FALSE(store_.Exists(path_));
 }
 
-TEST_P(FileStoreContract, ReadsAtMostTheLimit) {
+TEST_P(FileStoreContract, NeverReadsMoreThanTheLimit) {
   ASSERT_TRUE(store_.Replace(path_, "0123456789"));
   EXPECT_EQ(store_.Read(path_, 0), "");
   EXPECT_EQ(store_.Read(path_, 9), "012345678");
   EXPECT_EQ(store_.Read(path_, 10), "0123456789");
 }
 
-TEST_P(FileStoreContract, ReadCheckedTrustsTheUsersFile) {
+TEST_P(FileStoreContract, ReadCheckedTrustsTheUsersOwnFile) {
   EXPECT_EQ(store_.ReadChecked(path_, kAll).error, ENOENT);
   ASSERT_TRUE(store_.Replace(path_, "0123456789"));
   const platform::Checked checked = store_.ReadChecked(path_, 9);

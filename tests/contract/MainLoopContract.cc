@@ -25,7 +25,7 @@ struct LoopHarness {
   virtual platform::MainQueue& Queue() = 0;
   virtual platform::Ticker& Ticker() = 0;
   virtual platform::Pasteboard& Pasteboard() = 0;
-  /// The text that another program would paste.
+  /// Returns the text that another program would paste.
   virtual std::string Paste() = 0;
   /// Runs the main loop until `condition` is true. @return false after a minute
   virtual bool RunUntil(const std::function<bool()>& condition) = 0;
@@ -168,7 +168,7 @@ class TickerContract : public Contract<LoopHarness> {
   platform::Ticker& ticker_ = harness_->Ticker();
 };
 
-TEST_P(TickerContract, CallsTheActionRepeatedlyFromStartToStop) {
+TEST_P(TickerContract, CallsTheActionRepeatedlyUntilStopped) {
   int calls = 0;
   ticker_.Stop();
   harness_->RunUntilIdle();
@@ -207,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(Ticker, TickerContract, kLoops, kNameOf);
 
 class PasteboardContract : public Contract<LoopHarness> {};
 
-TEST_P(PasteboardContract, SetStringReplacesTheTextAtOnce) {
+TEST_P(PasteboardContract, SetStringReplacesTheTextImmediately) {
   for (const std::string text : {"4006381333931\r\n", "Ma\xC3\x9F 5 \xE2\x82\xAC\t", "", "x"}) {
     EXPECT_TRUE(harness_->Pasteboard().SetString(text));
     EXPECT_EQ(harness_->Paste(), text);

@@ -88,7 +88,7 @@ class SerialLineContract : public Contract<LineHarness> {
   std::int32_t Open(Access access) {
     return line_.Open(harness_->Device().c_str(), access, kSettings);
   }
-  /// Reads until at least `size` bytes have arrived.
+  /// Reads until at least `size` bytes have arrived. @return the bytes
   std::string Read(std::int32_t line, std::size_t size) {
     std::string bytes;
     WaitFor([&] {
@@ -177,8 +177,8 @@ TEST_P(SerialLineContract, DropsBytesWithoutWaitingIfTheLineIsFull) {
   line_.Close(line);
 }
 
-// In packet mode, the master reads whether output was discarded (ioctl_tty(2)).
-TEST(PosixSerialLine, OnlyAReservedLineDiscardsOutput) {
+// In packet mode, a read from the master reports whether output was discarded (ioctl_tty(2)).
+TEST(PosixSerialLine, ClosingDiscardsOutputOnlyIfReserved) {
   PosixLineHarness harness;
   constexpr int kOn = 1;
   ASSERT_EQ(ioctl(harness.device.Get(), TIOCPKT, &kOn), 0);

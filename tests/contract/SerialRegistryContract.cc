@@ -96,7 +96,7 @@ TEST_P(SerialRegistryContract, ReadsDevicesInPathOrder) {
   EXPECT_EQ(Read(), paths);
 }
 
-TEST_P(SerialRegistryContract, ArrivalIteratorStartsWithPresentDevices) {
+TEST_P(SerialRegistryContract, ArrivalIteratorStartsWithConnectedDevices) {
   Plug(1);
   Plug(2);
   Listener arrivals(registry_, port_, Event::FirstMatch);
