@@ -53,8 +53,8 @@ class Terminal(Editor):
     TITLE = "terminal reader"
 
     def __init__(self, test, path="/tmp/terminal.text"):
-        # xterm would give the terminal a group that does not exist in the sandbox, so the test
-        # opens the terminal.
+        # The test opens the terminal, because xterm would assign it to a group that does not exist
+        # in the sandbox.
         window_side, program_side = os.openpty()
         reader = Process("reader", ["/usr/bin/python3", f"{PROGRAMS}/terminal_reader.py", path],
                          test.desktop.environment, stdin=program_side)
@@ -73,8 +73,8 @@ class Terminal(Editor):
         return super().text()[self._first_line:]
 
     def time_of_last_read(self):
-        """Returns the time.monotonic() value of the last read. The reader saves it only during
-        pauses."""
+        """Returns the time.monotonic() value of the last read. The reader saves this value
+        only during pauses."""
         if not os.path.exists(self.path + ".time"):
             return 0.0
         with open(self.path + ".time", encoding="ascii") as file:

@@ -55,7 +55,8 @@ class LongTyping(TypingCase):
             else:
                 others.append(f"{name}: {typed!r}")
                 print(others[-1], flush=True)
-        # The window manager handles thousands of changes of the keymap before it closes a window.
+        # Sends a signal, because the window manager would handle thousands of keymap changes before
+        # it closed the window.
         self.quillet.process.send(signal.SIGTERM)
         self.quillet.wait_for_end()
         print(f"\n{exact} of {len(pairs)} layouts exact", *others, *missing, sep="\n", flush=True)
@@ -88,8 +89,8 @@ class LongTyping(TypingCase):
                   f"{ours / theirs:.1f} times as fast", flush=True)
 
     def rate(self, program, name, whole):
-        """Returns the number of characters typed per second. The text that xdotool types may be
-        wrong, so its time ends when xdotool exits."""
+        """Returns the number of characters typed per second. The time of xdotool ends when
+        it exits, because the text that it types may be wrong."""
         window = Terminal(self, f"/tmp/{program}-{name}.text")
         start = time.monotonic()
         if program == "quillet":

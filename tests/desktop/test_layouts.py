@@ -27,13 +27,13 @@ class LayoutsTest(TypingCase):
             expected += lines(_TEXTS)
             window.wait_for_text(expected)
 
-    def test_types_every_character_on_a_dozen_layouts(self):
+    def test_types_every_character_with_a_dozen_layouts(self):
         self.check_layouts(KeyWindow, _LAYOUTS)
 
-    def test_types_into_a_terminal_on_other_layouts(self):
+    def test_types_into_a_terminal_with_other_layouts(self):
         self.check_layouts(Terminal, [["ru"], ["us", "dvorak"]])
 
-    def test_types_into_a_text_field_on_other_layouts(self):
+    def test_types_into_a_text_field_with_other_layouts(self):
         self.check_layouts(TextWindow, [["fr"], ["ru"]])
 
     def test_types_while_caps_lock_is_on(self):

@@ -37,7 +37,7 @@ class MissingApplicationTest(TypingCase):
         self.desktop.xdotool("type", "/tmp/other")
 
         def is_accepted():
-            """Presses Return. The first press may only close the list of suggestions."""
+            """Presses Return. If suggestions are open, the first press closes only them."""
             if window.has_focus(panel):
                 self.desktop.xdotool("key", "Return")
             return not window.has_focus(panel)

@@ -7,7 +7,7 @@ from harness.settings import FOLDER, PATH
 from harness.settings_window import SettingsWindow
 from typing_case import TypingCase, data_only
 
-# Space presses a focused button, Return the default button of a dialog. The letters are mnemonics.
+# Space and Return press buttons. The letters are mnemonics.
 _TEXTS = [f"{number} S q c l k Set \t a b C o d e" for number in range(300)]
 _DELIVERED = "-[SyncController DisplayBarcode:]"
 
@@ -54,7 +54,7 @@ class OwnWindowsTest(TypingCase):
         wait_until(lambda: self.desktop.xdotool("getactivewindow", "getwindowname")
                    == "Earlier synchronizations", "the list")
 
-    def test_user_can_open_the_list_during_a_run(self):
+    def test_user_can_open_earlier_runs_during_a_run(self):
         texts = [f"Größe {number}" for number in range(30)]  # pasting takes 0.2 s each
         self.start_with_focus_on_connect(auto_sync=1, non_english=1)
         self.plug_in(texts)
@@ -80,7 +80,7 @@ class OwnWindowsTest(TypingCase):
         with open(PATH, encoding="ascii", newline="") as file:
             self.assertEqual(data_only(destination=2, clear_memory=1).text(), file.read())
 
-    def test_scans_choose_nothing_in_a_menu(self):
+    def test_scans_select_no_menu_item(self):
         self.connect([], data_only(destination=2))
         (scanner,) = self.scanners
         self.quillet.type_keys("alt+s")

@@ -8,8 +8,8 @@ PRINTABLE = "".join(map(chr, range(0x20, 0x7F)))
 
 
 def data_only(record_delimiter=1, **more):
-    """Returns settings for lines that contain only the barcode's data. The default ends each
-    line with LF."""
+    """Returns settings for lines that contain only the barcode's data. By default, each line
+    ends with LF."""
     return Settings(attach_serial=0, attach_timestamp=0, attach_type=0, data_delimiter=0,
                     record_delimiter=record_delimiter, **more)
 

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""Owns the clipboard until it is ended: clipboard_owner.py TEXT
+"""Owns the clipboard until it is killed: clipboard_owner.py TEXT
 
-With --manager instead of TEXT, acts as a clipboard manager (freedesktop.org, ClipboardManager): when
-a program requests it, copies that program's text and becomes the owner.
+With --manager instead of TEXT, acts as a clipboard manager (freedesktop.org, ClipboardManager).
+When a program requests it, copies that program's text and becomes the owner.
 """
 
 import sys
