@@ -78,7 +78,7 @@ class GnomeLayoutTest : public testing::Test {
     g_object_unref(settings_);
   }
 
-  /// Sets a list such as "[('xkb', 'us'), ('xkb', 'de+neo')]".
+  /// Sets a list of input sources, for example "[('xkb', 'us'), ('xkb', 'de+neo')]".
   void Set(const char* key, const char* sources) {
     GVariant* const value =
         g_variant_parse(G_VARIANT_TYPE("a(ss)"), sources, nullptr, nullptr, nullptr);
@@ -86,39 +86,39 @@ class GnomeLayoutTest : public testing::Test {
     g_variant_unref(value);
   }
 
-  const test::FakePortal bus_;  // without a portal
+  const test::FakePortal bus_;  // a session bus without the portal
   const test::Variable backend_{"GSETTINGS_BACKEND", "memory"};
   GSettings* const settings_ = g_settings_new("org.gnome.desktop.input-sources");
   ActiveLayout layout_;
 };
 
-TEST_F(GnomeLayoutTest, ReadsTheSourceThatWasUsedLast) {
+TEST_F(GnomeLayoutTest, ReadsTheMostRecentlyUsedInputSource) {
   Set("sources", "[('xkb', 'us'), ('xkb', 'de+neo')]");
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = 0}));
   Set("mru-sources", "[('xkb', 'de+neo'), ('xkb', 'us')]");
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = 1}));
 }
 
-TEST_F(GnomeLayoutTest, IgnoresUsedSourcesThatWereRemoved) {
+TEST_F(GnomeLayoutTest, IgnoresRemovedInputSources) {
   Set("sources", "[('xkb', 'us'), ('xkb', 'fr')]");
   Set("mru-sources", "[('xkb', 'de'), ('xkb', 'fr'), ('xkb', 'us')]");
   EXPECT_EQ(layout_.Read().active, Group(1));
 }
 
-TEST_F(GnomeLayoutTest, CountsThreeLayoutsInEachKeymap) {
+TEST_F(GnomeLayoutTest, SplitsLayoutsIntoKeymapsOfThree) {
   Set("sources", "[('xkb', 'us'), ('xkb', 'fr'), ('xkb', 'de'), ('xkb', 'es'), ('xkb', 'it')]");
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 3, .active = 0}));
   Set("mru-sources", "[('xkb', 'it')]");
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = 1}));
 }
 
-TEST_F(GnomeLayoutTest, IsUnknownWithPerWindowLayouts) {
+TEST_F(GnomeLayoutTest, ActiveLayoutIsUnknownIfSetPerWindow) {
   Set("sources", "[('xkb', 'us'), ('xkb', 'de')]");
   g_settings_set_boolean(settings_, "per-window", TRUE);
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = {}}));
 }
 
-TEST_F(GnomeLayoutTest, IsUnknownWithInputMethods) {
+TEST_F(GnomeLayoutTest, ActiveLayoutIsUnknownWithInputMethods) {
   Set("sources", "[('xkb', 'us'), ('ibus', 'libpinyin')]");
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = {}}));
 }
@@ -130,7 +130,7 @@ TEST_F(GnomeLayoutTest, CannotSelectALayout) {
 
 TEST(PlasmaLayoutTest, ReadsAndSelectsTheLayout) {
   const test::FakePortal bus;
-  // The dconf backend connects to the bus, and GIO ends the process when this connection closes.
+  // The dconf backend would connect to the bus, and GIO would end the process when the bus closes.
   const test::Variable backend{"GSETTINGS_BACKEND", "memory"};
   FakePlasmaLayouts plasma;
   ActiveLayout layout;

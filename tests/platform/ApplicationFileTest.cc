@@ -51,7 +51,7 @@ TEST_F(ApplicationFileTest, RemovesFieldCodesFromTheCommand) {
   EXPECT_EQ(CommandOf("/bin/sh stock%"), (Texts{"/bin/sh", "stock"})) << "a truncated field code";
 }
 
-TEST_F(ApplicationFileTest, ReadsWindowClassesFromTheEntryAndItsFileNames) {
+TEST_F(ApplicationFileTest, DerivesWindowClassesFromTheDesktopEntry) {
   EXPECT_EQ(ClassesOf("org.A.desktop", "Exec=/bin/sh\nStartupWMClass=Stock\n"),
             (Texts{"stock", "org.a"}));
   EXPECT_EQ(ClassesOf("org.B.desktop", "Exec=/bin/sh %F\n"), (Texts{"org.b", "sh"}));

@@ -42,7 +42,7 @@ class Compositor {
   void Stop() { isStopped_ = true; }  ///< stops responding until Continue
   void Continue() { isStopped_ = false; }
 
-  /// Sets the state of a key that is reported to clients.
+  /// Sets the state that is reported to clients for a key.
   /// @param key    platform::linux_desktop::KeyStateKey
   /// @param state  see platform::linux_desktop::kStateChanged
   void SetKeyState(std::uint32_t key, std::uint32_t state);

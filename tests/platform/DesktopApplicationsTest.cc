@@ -126,7 +126,7 @@ TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatEndsAtOnce) {
   EXPECT_EQ(CountStarts(), 1U);
 }
 
-TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationAfterNineSeconds) {
+TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatRanForNineSeconds) {
   const std::string path = OpenEditor(applications_);
   EndAfter(9s);
   for (const auto pause : {12s, 61s, 3600s}) {
@@ -137,7 +137,7 @@ TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationAfterNineSeconds) {
   EXPECT_EQ(CountStarts(), 1U);
 }
 
-TEST_F(DesktopApplicationsTest, RestartsAnApplicationThatRanElevenSeconds) {
+TEST_F(DesktopApplicationsTest, RestartsAnApplicationThatRanForElevenSeconds) {
   const std::string path = OpenEditor(applications_);
   EndAfter(11s);
   EXPECT_EQ(applications_.LaunchedApplications(), Texts{});
@@ -181,7 +181,7 @@ TEST_F(DesktopApplicationsTest, RestartsAnApplicationStartedByAnotherProgram) {
   EXPECT_TRUE(WaitForStarts(2));
 }
 
-TEST_F(DesktopApplicationsTest, StartsApplicationsInANewSessionWithNullDevices) {
+TEST_F(DesktopApplicationsTest, ApplicationsInheritNeitherSessionNorFiles) {
   const int leak = open("/dev/null", O_RDONLY);  // without close-on-exec
   std::string links;
   for (const int descriptor : {0, 1, 2, leak}) {

@@ -21,9 +21,9 @@ TEST(ExpectedKeysTest, MatchesEachStrokeOnce) {
   EXPECT_TRUE(keys.Take(kDown, 5));
 }
 
-TEST(ExpectedKeysTest, MatchesStrokesOnlyWithinTheirTime) {
+TEST(ExpectedKeysTest, MatchesAStrokeOnlyBetweenItsTimeLimits) {
   ExpectedKeys keys;
-  keys.Add(kDown, 0xFFFFFFFE);  // times wrap around
+  keys.Add(kDown, 0xFFFFFFFE);  // the time restarts at 0 after 2 ms
   keys.SetLatest(2);
   EXPECT_FALSE(keys.Take(kDown, 0xFFFFFFFD));
   EXPECT_FALSE(keys.Take(kDown, 3));
@@ -37,7 +37,7 @@ TEST(ExpectedKeysTest, MatchesStrokesOnlyWithinTheirTime) {
   EXPECT_TRUE(keys.Take(kDown, 20));
 }
 
-TEST(ExpectedKeysTest, ForgetsTheOldestStrokes) {
+TEST(ExpectedKeysTest, ForgetsTheOldestStrokesWhenFull) {
   ExpectedKeys keys;
   keys.Add(kDown);
   for (int i = 0; i < 4096; ++i) keys.Add(kUp);

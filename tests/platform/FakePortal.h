@@ -36,8 +36,8 @@ class FakePortal {
 
   std::atomic<User> user = User::kGrants;
   std::atomic<unsigned> version = 2;
-  std::atomic<std::int32_t> refusedKeysym = 0;  ///< replies to this keysym with an error
-  std::atomic<bool> ignoresPresses = false;     ///< does not reply to presses
+  std::atomic<std::int32_t> refusedKeysym = 0;  ///< the portal replies to it with an error
+  std::atomic<bool> ignoresPresses = false;     ///< the portal does not reply to key presses
 
   std::vector<Options> selections() const;  ///< arguments of SelectDevices
   int questions() const;                    ///< number of requests for permission

@@ -95,7 +95,7 @@ TEST_F(InputMethodTest, ReturnsNothingWithoutAnInputMethod) {
   EXPECT_EQ(ActiveInputMethod(), "");
 }
 
-TEST_F(InputMethodTest, NamesAnEngineOfIbusUnlessItIsALayout) {
+TEST_F(InputMethodTest, NamesTheIbusEngineUnlessItIsALayout) {
   const test::Variable ibus("IBUS_ADDRESS", address_);
   {
     const FakeIbus pinyin("libpinyin\n");
@@ -105,7 +105,7 @@ TEST_F(InputMethodTest, NamesAnEngineOfIbusUnlessItIsALayout) {
   EXPECT_EQ(ActiveInputMethod(), "");
 }
 
-TEST_F(InputMethodTest, NamesAnEngineOfFcitxUnlessItIsALayout) {
+TEST_F(InputMethodTest, NamesTheFcitxEngineUnlessItIsALayout) {
   const test::Variable ibus("IBUS_ADDRESS", "");
   {
     const FakeFcitx mozc("mozc");
@@ -115,7 +115,7 @@ TEST_F(InputMethodTest, NamesAnEngineOfFcitxUnlessItIsALayout) {
   EXPECT_EQ(ActiveInputMethod(), "");
 }
 
-TEST_F(InputMethodTest, FindsIbusByTheFileOfTheDisplay) {
+TEST_F(InputMethodTest, ReadsTheIbusAddressFromTheFileForTheDisplay) {
   const test::Variable ibus("IBUS_ADDRESS", "");
   const FakeIbus pinyin("libpinyin");
   std::string machine;
@@ -131,7 +131,7 @@ TEST_F(InputMethodTest, FindsIbusByTheFileOfTheDisplay) {
   }
 }
 
-TEST_F(InputMethodTest, DoesNotWaitForABusThatHangs) {
+TEST_F(InputMethodTest, GivesUpQuicklyIfTheBusHangs) {
   const std::string path = folder_.path() + "/bus";
   sockaddr_un address{};
   address.sun_family = AF_UNIX;

@@ -75,7 +75,7 @@ TEST(KeymapSearchTest, UsesTheFewestModifiers) {
   ExpectChord(french.Search().Find('@', {}), {{kLevel3Key}, 19, 0});
 }
 
-TEST(KeymapSearchTest, FindsLevelsThreeAndFive) {
+TEST(KeymapSearchTest, FindsCharactersOnLevelsThreeAndFive) {
   Layout neo("de", "neo");
   EXPECT_EQ(neo.Missing(), "");
   const KeyChord* const brace = neo.Search().Find('{', {});
@@ -130,8 +130,8 @@ TEST(KeymapSearchTest, UsesNoKeyThatChangesLocks) {
   }
 }
 
-// In de(neo), Tab is on the key of Num Lock. As a second layout, it keeps the modifier of Num Lock.
-TEST(KeymapSearchTest, UsesNoModifierKeyThatTypes) {
+// de(neo) puts Tab on the Num Lock key. If it is the second layout, the key remains a modifier.
+TEST(KeymapSearchTest, UsesNoModifierKeyThatTypesACharacter) {
   Layout two("us,de", ",neo");
   const KeyboardState state{1, 0};
   EXPECT_TRUE(two.Search().IsModifier(kShiftKey, state));
@@ -146,7 +146,7 @@ TEST(KeymapSearchTest, FindsTheKeyOfAShortcutInAnyGroup) {
   EXPECT_EQ(Layout("us", "dvorak").Search().FindPlain(XKB_KEY_v, {}), (KeyChord{{}, 60, 0}));
 }
 
-TEST(KeymapSearchTest, UsesNoCodeAboveTheMaximum) {
+TEST(KeymapSearchTest, UsesNoKeyCodeAboveTheMaximum) {
   xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
   const xkb_rule_names names{"evdev", "pc105", "fr", "", ""};
   xkb_keymap* const keymap =
@@ -158,7 +158,7 @@ TEST(KeymapSearchTest, UsesNoCodeAboveTheMaximum) {
   xkb_context_unref(context);
 }
 
-TEST(KeymapSearchTest, FindsUnusedCodes) {
+TEST(KeymapSearchTest, FindsUnusedKeyCodes) {
   Layout american("us");
   const std::vector<std::uint32_t> codes = american.Search().UnusedCodes(8);
   EXPECT_GE(codes.size(), 8U);

@@ -66,7 +66,7 @@ class PollLoop final : public platform::DescriptorWatcher {
   std::unique_ptr<platform::DescriptorWatch> Watch(int descriptor,
                                                    std::function<void()> ready) override;
 
-  /// Calls the watches of all readable descriptors. Waits at most 20 ms.
+  /// Calls the callback of each readable descriptor. Waits at most 20 ms.
   /// @return false if none was readable
   bool Turn();
 

@@ -34,7 +34,7 @@ int ReplaceFile(const std::string& path, std::size_t bytes) {
 }
 
 /// Opens the standard descriptors that are closed.
-/// @return 10 plus the bits (1, 2, 4) of the descriptors 0 to 2 that are then the null device; less
+/// @return 10, plus 1, 2 and 4 for descriptors 0, 1 and 2 if they are then the null device; less
 ///         than 10 if one of them is still closed or another descriptor was opened
 int CheckDescriptors() {
   struct stat nullDevice {};
@@ -56,7 +56,7 @@ struct DiesWhenDestroyed {
 };
 
 /// Ends the process while another thread runs, output is not flushed and a log line is pending. If
-/// `status` is empty, calls exit, as a library might.
+/// `status` is empty, calls exit(3), as a library might.
 [[noreturn]] void Leave(std::optional<int> status) {
   static const DiesWhenDestroyed neverDestroyed;
   std::atexit([] { std::abort(); });
@@ -83,7 +83,7 @@ struct DiesWhenDestroyed {
 }
 
 /// Restarts the process while a log line is pending and a descriptor without FD_CLOEXEC is open.
-/// The second process returns the number of open descriptors after the standard ones.
+/// After the restart, returns the number of open descriptors besides the standard ones.
 int Restart(char** arguments) {
   static SyslogLog log([](std::string_view message) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));

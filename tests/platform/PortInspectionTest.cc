@@ -24,7 +24,7 @@ class PortInspectionTest : public testing::Test {
  protected:
   PortInspectionTest() { EXPECT_EQ(grantpt(terminal_.Get()) + unlockpt(terminal_.Get()), 0); }
 
-  /// Returns the result of Inspect for a user without privileges, as an exit status.
+  /// Inspects a port as a user without privileges. @return 0 if the result is `expected`
   int InspectAsNobody(const std::string& path, PortObstacle expected) {
     return test::Child([&] {
              if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) return 1;
@@ -66,7 +66,7 @@ TEST_F(PortInspectionTest, NamesTheGroupThatMayUseThePort) {
   EXPECT_EQ(InspectAsNobody(port, {.kind = Kind::kPermission, .group = ""}), 0);
 }
 
-TEST_F(PortInspectionTest, FindsNothingWrongWithAMissingPort) {
+TEST_F(PortInspectionTest, FindsNoObstacleIfThePortIsMissing) {
   EXPECT_EQ(InspectPort("/nowhere/port").kind, Kind::kNone);
 }
 

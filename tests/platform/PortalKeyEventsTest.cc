@@ -159,7 +159,7 @@ TEST_F(PortalKeyEventsTest, DoesNotBlockOtherThreadsWhileItTypes) {
   EXPECT_EQ(keys->Problem(), "the desktop's portal refused a key");
 }
 
-TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasEnded) {
+TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasExited) {
   portal.Start();
   Begin();
   keys->Prepare();
@@ -168,7 +168,7 @@ TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasEnded) {
   EXPECT_TRUE(AwaitProblem(kWithdrawn));
 }
 
-TEST_F(PortalKeyEventsTest, WaitsForALatePortal) {
+TEST_F(PortalKeyEventsTest, WaitsForAPortalThatStartsLate) {
   Begin(60s);
   keys->Prepare();
   EXPECT_EQ(keys->Problem(), kNotYet);
@@ -176,7 +176,7 @@ TEST_F(PortalKeyEventsTest, WaitsForALatePortal) {
   EXPECT_TRUE(AwaitProblem(""));
 }
 
-TEST_F(PortalKeyEventsTest, TypesTheFirstRecordThroughALatePortal) {
+TEST_F(PortalKeyEventsTest, TypesTheFirstRecordIfThePortalStartsLate) {
   Begin(60s);
   keys->Prepare();
   std::thread desktop([&] {
@@ -221,7 +221,7 @@ TEST_F(PortalKeyEventsTest, CanBeDestroyedBeforeTheUserAnswers) {
   keys.reset();
 }
 
-TEST_F(PortalKeyEventsTest, OwnWindowsIgnoreItsKeysWithAnyCode) {
+TEST_F(PortalKeyEventsTest, OwnWindowsRecognizeItsKeysWhateverTheCode) {
   portal.Start();
   Begin();
   keys->Prepare();
@@ -236,7 +236,7 @@ struct WaylandSessionKeysTest : PortalKeyEventsTest {
   void Choose(bool hasPortal, const std::string& way) {
     WaylandSessionKeys session({.hasPortal = hasPortal, .tokenFile = tokenFile}, log, clock, sent);
     session.Prepare();
-    EXPECT_EQ(session.Problem(), "");  // chooses without pressing a key
+    EXPECT_EQ(session.Problem(), "");  // the choice needs no key press
     EXPECT_TRUE(log.Has(way)) << testing::PrintToString(log.lines());
     for (const std::string& line : log.lines())
       EXPECT_FALSE(line.starts_with("Cannot type")) << line;
@@ -244,7 +244,7 @@ struct WaylandSessionKeysTest : PortalKeyEventsTest {
   }
 };
 
-TEST_F(WaylandSessionKeysTest, PrefersPortalOnlyOnDesktopsKnownToHaveOne) {
+TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToHaveOne) {
   const test::Compositor compositor;
   portal.Start();
   Choose(true, "Types through the desktop portal");
@@ -253,18 +253,18 @@ TEST_F(WaylandSessionKeysTest, PrefersPortalOnlyOnDesktopsKnownToHaveOne) {
   EXPECT_EQ(portal.questions(), 1);
 }
 
-TEST_F(WaylandSessionKeysTest, UsesThePortalWithoutAVirtualKeyboard) {
+TEST_F(WaylandSessionKeysTest, UsesThePortalIfVirtualKeyboardsAreUnsupported) {
   const test::Compositor compositor(false);
   portal.Start();
   Choose(false, "Types through the desktop portal");
 }
 
-TEST_F(WaylandSessionKeysTest, UsesUinputWithoutPortalAndVirtualKeyboard) {
+TEST_F(WaylandSessionKeysTest, UsesUinputIfNothingElseIsAvailable) {
   const test::Compositor compositor(false);
   Choose(false, "Types through /dev/uinput");
 }
 
-TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterItHasChosenUinput) {
+TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterChoosingUinput) {
   const test::Compositor compositor(false);
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, sent);
   session.Prepare();

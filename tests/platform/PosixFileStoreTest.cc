@@ -63,8 +63,8 @@ class CreationMask {
 
 constexpr uid_t kNobody = 65534;
 
-/// Runs `work` in a child process to which file permissions apply. Root becomes the user nobody. If
-/// root lacks the capability to do so, permissions apply to root too.
+/// Runs `work` in a child process to which file permissions apply. If the test runs as root,
+/// the child becomes the user nobody. If that is not permitted, permissions apply to root too.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
   constexpr int kNotPossible = 2;
   const int result =
@@ -85,7 +85,8 @@ bool GiveToOrdinaryUser(const std::string& path) {
   return geteuid() != 0 || chown(path.c_str(), kNobody, kNobody) == 0;
 }
 
-/// Runs `work` in a child process of another user. Needs root's privileges. @return its result
+/// Runs `work` in a child process of another user. Needs root privileges.
+/// @return the result of `work`
 int AsUser(uid_t user, const std::function<int()>& work) {
   return Child([&] {
            if (setgroups(0, nullptr) != 0 || setuid(user) != 0) return -1;
@@ -95,7 +96,7 @@ int AsUser(uid_t user, const std::function<int()>& work) {
 }
 
 #ifdef __linux__
-/// Makes two system calls fail in this process.
+/// Makes two system calls fail with `error` in this process. @return true on success
 bool Refuse(long call, long otherCall, int error) {
   const auto refusal = SECCOMP_RET_ERRNO | static_cast<unsigned>(error);
   sock_filter rules[] = {
@@ -189,8 +190,8 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
       {"parent/folder/file", 0664, kUser, Custody::kForeign},
       {"parent/folder/file", 0644, kOther, Custody::kForeign},
       {"parent/folder/file", 0644, 0, Custody::kTrusted},
-      {"parent/folder", 0775, kUser, Custody::kTrusted},  // removes the permission
-      {"parent/folder", 0777, kUser, Custody::kForeign},  // any user may have put the file there
+      {"parent/folder", 0775, kUser, Custody::kTrusted},  // ReadChecked sets 0755
+      {"parent/folder", 0777, kUser, Custody::kForeign},  // any user may have created the file
       {"parent/folder", 01777, kUser, Custody::kForeign},
       {"parent/folder", 0755, kOther, Custody::kForeign},
       {"parent/folder", 0755, 0, Custody::kTrusted},
@@ -199,7 +200,7 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
       {"parent", 0755, kOther, Custody::kForeign},  // the owner may rename the folder
       {"parent", 01777, kOther, Custody::kForeign},
       {"parent", 01777, 0, Custody::kTrusted},
-      {"parent", 0755, 65534, Custody::kTrusted},  // possibly root, in a container
+      {"parent", 0755, 65534, Custody::kTrusted},  // in a container, this may be root
   };
   for (const auto& each : cases) {
     fs::create_directories(folder_ / "parent/folder");
@@ -221,7 +222,7 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
   }
 }
 
-TEST_F(PosixFileStoreTest, TrustsTheGroupThatContainsOnlyThisUser) {
+TEST_F(PosixFileStoreTest, TrustsAGroupThatContainsOnlyThisUser) {
   constexpr uid_t kUser = 1;  // on Debian, its group has the same name and number
   constexpr gid_t kOtherGroup = 2;
   const std::string file = Put("file", "contents", 0664);
@@ -274,7 +275,7 @@ TEST_F(PosixFileStoreTest, RecognizesTheUsersGroupByItsMembers) {
 }
 #endif
 
-TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
+TEST_F(PosixFileStoreTest, ReadCheckedRevokesWritePermissionOfOthers) {
   if (!GiveToOrdinaryUser(folder_.path())) GTEST_SKIP() << "not permitted";
   for (const mode_t mode : {0775U, 02777U, 0700U}) {
     chmod(folder_.path().c_str(), mode);
@@ -286,7 +287,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedMakesTheUsersFolderPrivate) {
 TEST_F(PosixFileStoreTest, ReadCheckedKeepsTheModeOfSharedFolders) {
   const std::string file = Put("file", "contents", 0644);
   for (const mode_t mode : {01777U, 0775U, 0777U, 02775U}) {
-    if (mode != 01777 && geteuid() != 0) continue;  // root's folders only
+    if (mode != 01777 && geteuid() != 0) continue;  // only root's folders keep these modes
     chmod(folder_.path().c_str(), mode);
     const Custody custody = store_.ReadChecked(file, kAll).custody;
     EXPECT_EQ(ModeOf(folder_.path()), mode);
@@ -294,7 +295,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedKeepsTheModeOfSharedFolders) {
   }
 }
 
-TEST_F(PosixFileStoreTest, TrustsTheFolderOnceNoOtherUserMayWrite) {
+TEST_F(PosixFileStoreTest, TrustsAFolderOnceOthersCannotWriteToIt) {
   const std::string file = Put("file", "contents", 0644);
   if (!GiveToOrdinaryUser(folder_.path())) GTEST_SKIP() << "not permitted";
   chmod(folder_.path().c_str(), 0777);
@@ -321,7 +322,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedRefusesLinksAndSpecialFiles) {
   }
 }
 
-TEST_F(PosixFileStoreTest, FollowsOnlyLinksThatThisUserCouldCreate) {
+TEST_F(PosixFileStoreTest, RefusesLinksOfOtherUsersInStickyFolders) {
   fs::create_directories(folder_ / "open/real");
   folder_.Put("open/real/file", "contents");
   fs::create_symlink("real", folder_ / "open/folder");
@@ -382,7 +383,7 @@ TEST_F(PosixFileStoreTest, UpdateKeepsFilesThatCannotBeRead) {
   EXPECT_EQ(store_.Read(folder_ / "secret", kAll), "contents");
 }
 
-TEST_F(PosixFileStoreTest, UpdateReplacesTheUsersLink) {
+TEST_F(PosixFileStoreTest, UpdateReplacesTheUsersOwnLink) {
   Put("target", "old", 0600);
   fs::create_symlink("target", folder_ / "link");
   fs::create_symlink("nowhere", folder_ / "dangling");
@@ -540,13 +541,13 @@ TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
     return file && file->Append("a") && file->Synchronize(std::chrono::seconds(30)) &&
            store_.SynchronizeEntries(path, std::chrono::seconds(30));
   }));
-  // Now the user can write to "private". Its entry "inner" may be new, so it must be flushed.
+  // Now the user can write to "private", so its entry "inner" may be new and must be flushed.
   chmod((folder_ / "private").c_str(), 0333);
   EXPECT_FALSE(
       AsOrdinaryUser([&] { return store_.SynchronizeEntries(path, std::chrono::seconds(30)); }));
 }
 
-TEST_F(PosixFileStoreTest, FlushesAFileReachedByAnotherUsersLink) {
+TEST_F(PosixFileStoreTest, FlushesAFileReachedThroughAnotherUsersLink) {
   constexpr uid_t kOther = 1;  // for example, the owner of a home folder on a file server
   fs::create_directories(folder_ / "home/real");
   folder_.Put("home/real/file", "contents");
@@ -560,7 +561,7 @@ TEST_F(PosixFileStoreTest, FlushesAFileReachedByAnotherUsersLink) {
 TEST_F(PosixFileStoreTest, FailedWriteChangesNothing) {
   const std::string path = folder_.Put("file", "old");
   EXPECT_EQ(Child([&] {
-              // The first write beyond the limit is short. The next write fails.
+              // The write that reaches the limit is incomplete. The next one fails.
               const rlimit limit{100'000, 100'000};
               setrlimit(RLIMIT_FSIZE, &limit);
               std::signal(SIGXFSZ, SIG_IGN);
@@ -623,7 +624,7 @@ TEST_F(PosixFileStoreTest, KilledProcessLeavesTheOldOrTheNewFile) {
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
-// Replaces `path` alternately with a link to `target` and with a file that everybody can read.
+// Keeps replacing `path`, alternately with a link to `target` and with a file that all can read.
 void Flip(const std::string& path, const std::string& target) {
   const std::string next = path + ".next";
   for (;;) {
@@ -634,7 +635,7 @@ void Flip(const std::string& path, const std::string& target) {
   }
 }
 
-TEST_F(PosixFileStoreTest, UpdateNeverPublishesAPrivateFile) {
+TEST_F(PosixFileStoreTest, UpdateNeverMakesAPrivateFilePublic) {
   constexpr uid_t kUser = 1;
   constexpr uid_t kAttacker = 2;
   // /dev/shm is in memory, which makes fsync(2) fast.
@@ -719,7 +720,7 @@ TEST_F(PosixFileStoreTest, DetectsLinksToTheSameFile) {
   EXPECT_FALSE(store_.IsSameFile("", path));
 }
 
-TEST_F(PosixFileStoreTest, ReplacePrivateHidesAFileThatWasPublic) {
+TEST_F(PosixFileStoreTest, ReplacePrivateMakesAPublicFilePrivate) {
   const CreationMask mask(0);
   const std::string path = Put("file", "old", 0666);
   for (const std::string& file : {path, folder_ / "new"}) {
@@ -760,7 +761,7 @@ TEST_F(PosixFileStoreTest, ReplaceWorksIfModesCannotBeSet) {
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
-TEST_F(PosixFileStoreTest, CreatesAFileOnAFileSystemWithoutLinks) {
+TEST_F(PosixFileStoreTest, CreatesAFileOnAFileSystemWithoutHardLinks) {
   using Created = FileStore::Created;
   for (const auto& [name, expected] :
        {std::pair("new", Created::kYes), {"new", Created::kExists}}) {

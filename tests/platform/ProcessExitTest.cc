@@ -37,7 +37,7 @@ TEST(ProcessExit, LeaveProcessFlushesTheLogAndRunsNoDestructors) {
   EXPECT_EQ(exited.output, "a line of the log");
 }
 
-TEST(ProcessExit, RestartsWithSameArgumentsAndNoOpenFiles) {
+TEST(ProcessExit, RestartsWithTheSameArgumentsAndNoOpenFiles) {
   const test::ProgramResult restarted = test::RunProgram({PLATFORM_HELPER, "restart", "two words"});
   EXPECT_EQ(restarted.status, 0) << restarted.errors;
   EXPECT_EQ(restarted.output, "a line of the log|two words");

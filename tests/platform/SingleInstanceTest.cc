@@ -38,7 +38,7 @@ class SingleInstanceTest : public testing::Test {
   std::vector<std::string> requests_;
 };
 
-TEST_F(SingleInstanceTest, ReceivesTheRequestsOfLaterStarts) {
+TEST_F(SingleInstanceTest, ReceivesTheRequestsOfLaterInstances) {
   ASSERT_TRUE(first_.Begin("unused"));
   first_.Listen(loop_, [&](const std::string& request) { requests_.push_back(request); });
   for (const char* request : {"token", ""}) {
@@ -57,7 +57,7 @@ TEST_F(SingleInstanceTest, KeepsRequestsWhileBusy) {
   EXPECT_EQ(requests_, std::vector<std::string>{"token"});
 }
 
-TEST_F(SingleInstanceTest, SecondStartRunsIfTheFirstEnds) {
+TEST_F(SingleInstanceTest, SecondInstanceRunsIfTheFirstEnds) {
   ASSERT_TRUE(first_.Begin({}));
   first_.Listen(loop_, [&](const std::string&) {});
   std::future<bool> other = StartAnother();
@@ -76,7 +76,7 @@ TEST_F(SingleInstanceTest, StartsAfterAnInstanceWasKilled) {
   EXPECT_FALSE(SingleInstance(":7").Begin({}));
 }
 
-TEST_F(SingleInstanceTest, RunsAfterAnInstanceExecutesAProgram) {
+TEST_F(SingleInstanceTest, StartsAfterAnInstanceWasReplacedByExec) {
   Child restarted([&] {
     SingleInstance instance(":7");
     return instance.Begin({}) ? test::Execute({"sleep", "1000"}) : 1;

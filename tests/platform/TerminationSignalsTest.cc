@@ -29,7 +29,7 @@ TEST(TerminationSignals, CallTheHandlerFromTheMainLoop) {
   }
 }
 
-TEST(TerminationSignals, KeepIgnoringSignalsIgnoredAtStartup) {
+TEST(TerminationSignals, StayIgnoredIfIgnoredAtStartup) {
   EXPECT_EQ(Child([] {
               std::signal(SIGHUP, SIG_IGN);
               OneWatch loop;

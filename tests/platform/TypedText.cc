@@ -16,7 +16,7 @@ namespace {
 
 using Event = std::unique_ptr<xcb_generic_event_t, decltype(&std::free)>;
 
-constexpr int kGroupShift = 13;  // lowest bit of the group in the state of a key event
+constexpr int kGroupShift = 13;  // position of the group's lowest bit in an event's state
 
 }  // namespace
 

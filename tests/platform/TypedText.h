@@ -29,7 +29,7 @@ class TypedText {
   void LockGroup(int group);  ///< changes the server's current group
 
   int LockedModifiers();              ///< returns real modifiers: 2 is Caps Lock, 16 Num Lock
-  void LockModifiers(int modifiers);  ///< changes them
+  void LockModifiers(int modifiers);  ///< locks exactly these modifiers
 
   /// Turns accessibility settings on or off.
   /// @param controls  XCB_XKB_BOOL_CTRL_SLOW_KEYS and similar

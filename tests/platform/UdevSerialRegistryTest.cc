@@ -160,7 +160,7 @@ TEST_F(UdevSerialRegistryTest, OmitsADeviceUntilUdevHasProcessedIt) {
   EXPECT_EQ(Read(), expected);
 }
 
-TEST_F(UdevSerialRegistryTest, OmitsARemovedDeviceStillInSysfs) {
+TEST_F(UdevSerialRegistryTest, OmitsARemovedDeviceThatIsStillInSysfs) {
   const std::string scanner = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   Listen();
   system_.Send(scanner, "remove");
@@ -168,7 +168,7 @@ TEST_F(UdevSerialRegistryTest, OmitsARemovedDeviceStillInSysfs) {
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, ListsAReplacementOnlyOnItsArrivalEvent) {
+TEST_F(UdevSerialRegistryTest, ListsAReplacementOnlyAfterItsArrivalEvent) {
   const std::string scanner = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   Listen();
   std::vector<Devices> seen;
@@ -216,7 +216,7 @@ TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfAnAlreadyRemovedDevice) {
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesOfEachOfFortyDevices) {
+TEST_F(UdevSerialRegistryTest, NotifiesOfFortyDevicesIndividually) {
   Listen();
   std::vector<std::string> terminals;
   for (int i = 0; i < 40; ++i) {
@@ -233,7 +233,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesOfEachOfFortyDevices) {
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, HandlesOneEventPerLoopTurn) {
+TEST_F(UdevSerialRegistryTest, HandlesOneEventPerLoopPass) {
   Listen();
   system_.AddUsbModem("3-1:1.0", "ttyACM0");
   system_.AddUsbModem("3-2:1.0", "ttyACM1");

@@ -27,7 +27,8 @@ using test::FakeClock;
 constexpr std::uint16_t kVirtualA = 0;
 constexpr std::uint16_t kVirtualReturn = 36;
 
-/// A virtual keyboard on a socket. At the other end, the test reads its events and sets its LEDs.
+/// A virtual keyboard that writes to a socket instead of the kernel. At the other end, the test
+/// reads the events and sets the LEDs.
 class UinputKeyEventsTest : public ::testing::Test {
  protected:
   UinputKeyEventsTest() {
@@ -49,7 +50,7 @@ class UinputKeyEventsTest : public ::testing::Test {
     return error_ == 0 ? keyboard_ : -1;
   }
 
-  /// Creates the keyboard, and advances the clock by a second.
+  /// Creates the keyboard and advances the clock by a second.
   void Begin() {
     Press(kVirtualReturn);
     Written();
@@ -234,7 +235,7 @@ TEST_F(UinputLayoutTest, PressesTheKeysOfTheLayout) {
   const test::Compositor compositor(false, "de");
   EXPECT_EQ(withLayout.Untypable("zZ@\n"), "");
   EXPECT_EQ(Type('z'), "21+. 21-. ");
-  EXPECT_EQ(Type('@'), "84+. 16+. 84-. 16-. ");  // <LVL3> in the keymap
+  EXPECT_EQ(Type('@'), "84+. 16+. 84-. 16-. ");  // 84 is <LVL3> in the keymap
 }
 
 TEST_F(UinputLayoutTest, PressesTheSpaceBarAfterADeadKey) {
@@ -279,12 +280,12 @@ TEST_F(UinputLayoutTest, DropsTheRecordIfTheLayoutHasChanged) {
   EXPECT_EQ(withLayout.Problem(), "");
 }
 
-TEST_F(UinputLayoutTest, KeepsTheLastLayoutIfItCannotBeRead) {
+TEST_F(UinputLayoutTest, UsesTheLastKnownLayoutIfReadingFails) {
   {
     const test::Compositor compositor(false, "de");
     EXPECT_EQ(Type('z'), "21+. 21-. ");
   }
-  EXPECT_EQ(Type('z'), "21+. 21-. ");  // finds that the connection has ended
+  EXPECT_EQ(Type('z'), "21+. 21-. ");  // detects that the connection has ended
   EXPECT_EQ(Type('z'), "21+. 21-. ");
 }
 

@@ -40,7 +40,7 @@ TEST_F(UserModifiersTest, ReadsTheLedsOfAllKeyboards) {
   EXPECT_EQ(modifiers.Read(), (State{.isCapsLockOn = true}));
 }
 
-TEST_F(UserModifiersTest, KnowsNothingWithoutTheFolder) {
+TEST_F(UserModifiersTest, ReportsNoModifiersWithoutTheLedFolder) {
   EXPECT_EQ(UserModifiers(folder / "none").Read(), State{});
 }
 

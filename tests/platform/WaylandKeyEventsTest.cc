@@ -44,7 +44,7 @@ TEST_F(WaylandKeyEventsTest, TypesAllCharactersWithoutModifiers) {
   std::string expected = TypableCharacters();
   ASSERT_EQ(expected.size(), 97U);
   Type(expected);
-  std::replace(expected.begin(), expected.end(), '\n', '\r');  // the text of the Return key
+  std::replace(expected.begin(), expected.end(), '\n', '\r');  // Return types CR
   EXPECT_EQ(compositor.text(), expected);
   const auto received = compositor.keys();
   ASSERT_EQ(received.size(), 2 * 97U);
@@ -66,7 +66,7 @@ TEST_F(WaylandKeyEventsTest, UsesUsKeyCodesForUnshiftedCharacters) {
   EXPECT_EQ(codes, (std::vector<std::uint32_t>{KEY_1, KEY_Q, KEY_ENTER, KEY_TAB, KEY_V}));
 }
 
-TEST_F(WaylandKeyEventsTest, HoldsControlForCommand) {
+TEST_F(WaylandKeyEventsTest, MapsTheCommandModifierToControl) {
   const Compositor compositor;
   Type("v", KeyFlag::kCommand);
   constexpr std::uint32_t kControl = 4;
@@ -120,7 +120,7 @@ TEST_F(WaylandKeyEventsTest, ReconnectsAfterTheCompositorHasRestarted) {
   Compositor compositor;
   Type("a");
   compositor.Disconnect();
-  Type("b");  // finds that the connection has ended
+  Type("b");  // detects that the connection has ended
   Type("c");
   EXPECT_EQ(compositor.text(), "ac");
   EXPECT_EQ(keys.Problem(), "");
@@ -134,7 +134,7 @@ TEST_F(WaylandKeyEventsTest, DropsTheRestOfAnInterruptedRecord) {
     clock.OnSleep(nullptr);
     compositor.Disconnect();
   });
-  Type(std::string(280, 'b'));  // four parts; the connection ends after the first one
+  Type(std::string(280, 'b'));  // sent in four parts; the connection ends after the first
   EXPECT_EQ(compositor.text(), "a" + std::string(70, 'b'));
   EXPECT_EQ(keys.Problem(), "the Wayland compositor does not accept the keys");
   Type("c");

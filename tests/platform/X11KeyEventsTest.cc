@@ -101,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, X11LayoutTest,
                                            "ch fr", "de neo", "gr", "jp", "ara", "us,de", "'ru,us'",
                                            "us intl", "us,ru -option caps:shiftlock"));
 
-// Holds or releases a key of the XTEST keyboard, like xdotool.
+// Presses or releases a key of the XTEST keyboard.
 void Hold(const std::string& key, bool down) {
   OutputOf("xdotool " + std::string(down ? "keydown " : "keyup ") + key);
 }
@@ -143,7 +143,7 @@ TEST_F(X11KeyEventsTest, KeepsHeldShiftPressed) {
   EXPECT_EQ(typed_.WaitFor("abcD"), "abcD");
 }
 
-TEST_F(X11KeyEventsTest, KeepsTheCurrentGroupAfterUsingAnother) {
+TEST_F(X11KeyEventsTest, LeavesTheCurrentGroupUnchangedAfterTyping) {
   Use("us,de,ru");
   for (int group = 0; group < 3; ++group) {
     typed_.LockGroup(group);
@@ -153,7 +153,7 @@ TEST_F(X11KeyEventsTest, KeepsTheCurrentGroupAfterUsingAnother) {
   }
 }
 
-TEST_F(X11KeyEventsTest, UsesNeoAsTheSecondGroup) {
+TEST_F(X11KeyEventsTest, TypesWithNeoAsTheSecondLayout) {
   Use("us,de -variant ,neo");
   typed_.LockGroup(1);
   ExpectTypes(EveryCharacter());
@@ -174,7 +174,7 @@ TEST_F(X11KeyEventsTest, FollowsALayoutChangeDuringARecord) {
   typist.join();
 }
 
-TEST_F(X11KeyEventsTest, TypesIfTheXtestKeyboardHasAnotherLayout) {
+TEST_F(X11KeyEventsTest, TypesEvenIfTheXtestKeyboardHasAnotherLayout) {
   const std::string device =
       OutputOf("xinput list --id-only 'Virtual core XTEST keyboard' 2>/dev/null || echo 5");
   Use("us");
@@ -263,7 +263,7 @@ TEST_F(X11KeyEventsTest, TypesWhileStickyKeysAreOn) {
   ExpectTypes(EveryCharacter());
 }
 
-TEST_F(X11KeyEventsTest, RestoresTheKeymapIfEndedDuringARecord) {
+TEST_F(X11KeyEventsTest, EndingDuringARecordRestoresTheKeymap) {
   Use("ru");
   const std::string before = Keyboard();
   std::string text;
@@ -348,7 +348,7 @@ class Device {
   std::uint8_t id_ = 0;
 };
 
-TEST_F(X11KeyEventsTest, ReleasesAKeyThatTheUserHasReleased) {
+TEST_F(X11KeyEventsTest, ReleasesShiftAfterTheUserHasReleasedIt) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
   Device tester("Virtual core XTEST keyboard");
@@ -362,7 +362,7 @@ TEST_F(X11KeyEventsTest, ReleasesAKeyThatTheUserHasReleased) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-TEST_F(X11KeyEventsTest, FollowsAKeyboardThatIsPluggedIn) {
+TEST_F(X11KeyEventsTest, TypesAfterAKeyboardIsPluggedInOrRemoved) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
   Device tester("Virtual core XTEST keyboard");
@@ -381,7 +381,7 @@ TEST_F(X11KeyEventsTest, FollowsAKeyboardThatIsPluggedIn) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-// Quillet binds characters to unused codes. Here, the user's keyboard has a symbol on one of them.
+// Quillet assigns characters to unused key codes. The user's keyboard already uses one of them.
 TEST_F(X11KeyEventsTest, KeepsTheSymbolsOfEachKeyboard) {
   Use("ru");
   Device user("Xvfb keyboard");
@@ -403,7 +403,7 @@ TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
   const char* const number = std::getenv("QUILLET_KILLS");
   const int kills = number == nullptr ? 4 : std::atoi(number);
   constexpr std::array kLayouts = {"ru", "gr", "de", "us,ru", "ru,us,de"};
-  constexpr std::array kLocks = {0, 2, 16, 18};  // Caps Lock, Num Lock
+  constexpr std::array kLocks = {0, 2, 16, 18};  // none, Caps Lock, Num Lock, both
   std::mt19937 random(std::random_device{}());
   for (int kill = 0; kill < kills; ++kill) {
     const char* const layout = kLayouts.at(static_cast<std::size_t>(kill) % kLayouts.size());

@@ -84,7 +84,7 @@ TEST(X11WindowsTest, BroadcastsTheEndOfAStartup) {
   EXPECT_EQ(received.c_str(), std::string(R"(remove: ID=launcher\ \"one\"/17-0_TIME4711)"));
 }
 
-TEST(X11WindowsTest, IgnoresUnrequestedEvents) {
+TEST(X11WindowsTest, IgnoresKeyboardMappingEvents) {
   XServer server;
   XClient client;
   X11Windows windows;
