@@ -17,7 +17,7 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
   EXPECT_TRUE(log.Has("-[SyncController connectButton:]"));
 }
 
-TEST_F(ConnectionManagerTest, ExplainsAnIgnoredPressForFiveSeconds) {
+TEST_F(ConnectionManagerTest, ExplainsAnIgnoredButtonPressForFiveSeconds) {
   Launch();
   connect.Press();
   for (const auto& [wait, text] : {std::pair(5s, "No port was found. Plug in the scanner."),
@@ -78,7 +78,7 @@ TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
 }
 
 // A suspended computer may lose its ports and find them again in another order when it resumes.
-TEST_F(ConnectionManagerTest, StartsOneAttemptForAPortMissedByAnAttempt) {
+TEST_F(ConnectionManagerTest, StartsOneMoreAttemptForAMissedPort) {
   const std::string scanner = Attach("usbmodem0");
   registry.Unplug(scanner);
   registry.Attach("usbmodem1", folder / "silent");
@@ -114,7 +114,7 @@ TEST_F(ConnectionManagerTest, StartsOneAttemptForAPortMissedByAnAttempt) {
       << View();
 }
 
-TEST_F(ConnectionManagerTest, MarksHiddenCharactersOfTheSerialNumber) {
+TEST_F(ConnectionManagerTest, MarksHiddenCharactersInTheSerialNumber) {
   simulator::DeviceSettings scanner = test::Scanner();
   scanner.serial = "0000\u202E\t12";
   LaunchConnected(std::move(scanner));

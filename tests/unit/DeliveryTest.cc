@@ -53,7 +53,7 @@ class DeliveryTest : public test::AppFixture {
     return text;
   }
 
-  /// Returns the message of `delivery`.
+  /// Returns the displayed message.
   std::string Message() {
     mainQueue.RunAll();
     return display.Message();
@@ -92,7 +92,7 @@ TEST_F(DeliveryTest, TypesOnlyCharactersWithAKeyAndNeverPauses) {
   EXPECT_TRUE(pasteboard.texts().empty());
 }
 
-TEST_F(DeliveryTest, RefusesARecordBeforeItsFirstKey) {
+TEST_F(DeliveryTest, RefusesARecordBeforePressingAnyKey) {
   keyEvents.untypable = "~\t";
   delivery.Deliver("a~b\tc\n", false);
   EXPECT_EQ(Typed(), "");
@@ -106,7 +106,7 @@ TEST_F(DeliveryTest, RefusesARecordBeforeItsFirstKey) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, PreparesOnlyDestinationsThatType) {
+TEST_F(DeliveryTest, PreparesTypingOnlyIfTheDestinationNeedsIt) {
   for (const std::int32_t destination : {kToFile, kToView}) {
     delivery.Prepare(destination);
   }
@@ -117,12 +117,12 @@ TEST_F(DeliveryTest, PreparesOnlyDestinationsThatType) {
   EXPECT_EQ(keyEvents.prepared, 2);
 }
 
-TEST_F(DeliveryTest, PreparesAtTheStart) {
+TEST_F(DeliveryTest, PreparesTypingAtStartup) {
   ConnectWith({.destination = kToActiveApplication});
   EXPECT_EQ(keyEvents.prepared, 1);
 }
 
-TEST_F(DeliveryTest, PastesButNeverTypesTextOutsideAscii) {
+TEST_F(DeliveryTest, PastesButNeverTypesNonAsciiText) {
   delivery.Deliver("12\xC3\xA9\n", false);
   EXPECT_TRUE(keyEvents.posts().empty());
   delivery.Deliver("12\xC3\xA9 \xE2\x82\xAC\r\n", true);
@@ -213,7 +213,7 @@ TEST_F(DeliveryTest, SaysThatAnInputMethodIsOn) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsKeys) {
+TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =

@@ -46,7 +46,8 @@ class EarlierRunsTest : public test::AppFixture {
     Settle();
   }
 
-  /// Stores a file of a run in the archive. Its records are `data`, its lines `data` and CR LF.
+  /// Stores a run in the archive. Each text in `data` becomes a record, and a line that ends with
+  /// CR LF.
   void Store(const std::string& name, const std::string& time, const std::string& end,
              const Texts& data) const {
     std::string records = "quillet-archive 1\ntime " + time +
@@ -120,7 +121,7 @@ TEST_F(EarlierRunsTest, ListsRunsAndLiveScansNewestFirst) {
   EXPECT_EQ(runs.preview().text(), "live\n");
 }
 
-TEST_F(EarlierRunsTest, MarksHiddenCharactersOfForeignText) {
+TEST_F(EarlierRunsTest, MarksHiddenCharactersInForeignText) {
   StartWith({.path = folder / "out\u202Etxt.exe"});
   simulator::DeviceSettings scanner = Scanner({"one"});
   scanner.serial = "0000\u202E\t12";
@@ -436,7 +437,7 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   EXPECT_FALSE(FileContents(archiveFolder + "/20261116_140709_0000123456.records"));
 }
 
-TEST_F(EarlierRunsTest, ArchivesScansAfterDeletingTheDay) {
+TEST_F(EarlierRunsTest, ArchivesScansAfterTheDaysScansAreDeleted) {
   RunWith({});
   tavo.Scan("first");
   OpenList();

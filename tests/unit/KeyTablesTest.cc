@@ -34,7 +34,7 @@ TEST(KeyTablesTest, FindsKeyAndShiftStateOfEachCharacter) {
   }
 }
 
-TEST(KeyTablesTest, FindsNoKeyForOtherCharacters) {
+TEST(KeyTablesTest, FindsNoKeyForUnlistedCharacters) {
   std::set<char16_t> typed;
   for (const auto& key : kKeys) typed.insert({key.plain, key.shifted});
   EXPECT_EQ(typed.size(), 95U + 2U + 1U) << "printable ASCII, tab, line feed and the filler";

@@ -66,8 +66,8 @@ TEST_F(LumetTest, StoresIdentityStringsUpToTheTerminator) {
 }
 
 TEST_F(LumetTest, ReadsTheRecordCountFromFourBytes) {
-  // In the count 8,448 (00 00 21 00), the byte 21 ('!') ends the answer. The fourth byte keeps its
-  // previous value.
+  // The count 8,448 is sent as 00 00 21 00. The byte 21 ('!') ends the answer, so the fourth byte
+  // keeps its previous value.
   const std::pair<std::string, int> cases[] = {
       {"\0\0\0\x21"s, 33}, {"\0\0\0\x40"s, 64}, {"\0\0\x21"s, 0x2140}};
   for (const auto& [text, count] : cases) {
@@ -380,7 +380,7 @@ TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
   connecting.join();
 }
 
-TEST_F(LumetTest, ReportsAnEraseThatIsQueuedDuringTheNextRun) {
+TEST_F(LumetTest, ReportsAnEraseStillPendingInTheNextRun) {
   lumet.Queue({1, 'N'});
   lumet.EraseTavoMemory();
   Exchange(CountAnswer(1));
@@ -444,7 +444,7 @@ TEST_F(LumetTest, CommandThreadEndsAfterTheCurrentOperation) {
   clock.OnSleep([&] {
     if (clock.sleeps().back() != 100ms) return;
     sent += line.Sent();
-    if (sent.empty()) return;  // no wake-up is queued yet
+    if (sent.empty()) return;  // no wake-up has been sent yet
     ++waits;
     // Disconnects during the second of five wake-up attempts.
     if (sent == "WW" && !std::exchange(disconnected, true)) lumet.disconnectTavo();

@@ -108,7 +108,7 @@ TEST_F(PortDiscoveryTest, KeepsTheSelectedPortAfterAnArrival) {
   EXPECT_EQ(ports.ItemTitle(ports.SelectedItem()), "usbmodem2");
 }
 
-TEST_F(PortDiscoveryTest, KeepsTheSelectedOneOfTwoPortsWithTheSameTitle) {
+TEST_F(PortDiscoveryTest, KeepsTheSelectedPortIfAnotherHasTheSameTitle) {
   registry.Attach("usbmodem-1", "/one");
   registry.Attach("usbmodem-2", "/two");
   Launch();
@@ -128,7 +128,7 @@ TEST_F(PortDiscoveryTest, KeepsTheSelectedOneOfTwoPortsWithTheSameTitle) {
   EXPECT_EQ(View(), "|Trying to connect /two: Failed|");
 }
 
-TEST_F(PortDiscoveryTest, KeepsThePortSelectedAfterDisconnecting) {
+TEST_F(PortDiscoveryTest, KeepsTheSelectedPortAfterDisconnecting) {
   registry.Attach("usbmodem-1", "/one");
   const std::string second = Attach("usbmodem-2");
   Launch();

@@ -99,7 +99,7 @@ TEST_F(PortMessagesTest, WithdrawsTheMessageIfThePortIsUnplugged) {
       "No scanner is connected. Plug in the scanner, or select its port and press Connect.", {});
 }
 
-TEST_F(PortMessagesTest, DoesNotDelayTheAttempt) {
+TEST_F(PortMessagesTest, InspectionDoesNotDelayTheAttempt) {
   auto& found = test::Immortal<std::atomic<bool>>(false);
   registry.onInspect = [&found] { WaitFor([&] { return found.load(); }); };
   Fail({.kind = Kind::kBusy});

@@ -16,7 +16,8 @@ using Event = ReceiveMachine::Event;
 
 constexpr std::string_view kEventNames[] = {"none", "answer", "frame", "burst", "unsolicited"};
 
-/// A receive machine that is reset after each event. Keeps events as text: "event:received bytes".
+/// A receive machine that is reset after each event. Stores each event as text:
+/// "event:received bytes".
 struct Receiver {
   explicit Receiver(bool commandWaits) : commandDone(commandWaits ? 0 : 1) {}
 
@@ -140,7 +141,7 @@ TEST(ReceiveMachineLimits, KeepsTheBytesOfAnUnsolicitedRecordAfterReset) {
   EXPECT_TRUE(std::ranges::equal(receiver->machine.RxBuffer().subspan(3, 3), "abc"s));
 }
 
-TEST(ReceiveMachineLimits, StopsCountingBytesAboveTheLargestLength) {
+TEST(ReceiveMachineLimits, StopsCountingBytesAtTheMaximumLength) {
   const auto receiver = std::make_unique<Receiver>(true);
   receiver->Take(std::string((1 << 24) + 10, 'x'));
   EXPECT_EQ(receiver->machine.writePtr(), 1 << 24);

@@ -258,7 +258,7 @@ TEST(SymbologyNamesTest, OlderCodesFrom16UseThe300SeriesTable) {
   EXPECT_EQ(SymbologyName(0, true), "Code 32");
 }
 
-TEST(SymbologyNamesTest, NamesOtherCodesUnknown) {
+TEST(SymbologyNamesTest, ReturnsUnknownForOtherCodes) {
   for (const int code : {-1, 60, 61, 62, 63}) EXPECT_EQ(SymbologyName(code, false), "Unknown");
   EXPECT_EQ(SymbologyName(-1, true), "Unknown");
   for (int code = 45; code <= 63; ++code) EXPECT_EQ(SymbologyName(code, true), "Unknown");

@@ -65,7 +65,7 @@ TEST_F(RecordDownloadTest, ArchivesEachRecordBeforeItIsDelivered) {
                                  "delivered"}));
 }
 
-TEST_F(RecordDownloadTest, ArchivesARecordInAnswerToAnotherCommand) {
+TEST_F(RecordDownloadTest, ArchivesARecordThatAnswersAnotherCommand) {
   lumet.Queue({3, '1', 'S', '0'});
   Exchange("\x03" + Framed());
   lumet.GetSerialNumber();

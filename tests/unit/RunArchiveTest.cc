@@ -18,7 +18,7 @@ using platform::GrowingFile;
 using Problem = RunArchive::Problem;
 using Texts = std::vector<std::string>;
 
-// Uses real files. Appending and flushing can be made to fail.
+// A file store with real files. Tests can make its operations fail.
 class FaultyFiles final : public test::HookedFileStore {
  public:
   class File final : public GrowingFile {
@@ -55,8 +55,8 @@ class FaultyFiles final : public test::HookedFileStore {
 
   bool full = false;       // true: appending fails
   bool failsOnce = false;  // true: the next append fails
-  std::string broken;      // files with this ending, or "folders", cannot be flushed
-  std::string refused;     // creating files with this ending fails
+  std::string broken;      // ending of the files that cannot be flushed, or "folders"
+  std::string refused;     // ending of the files that cannot be created
   Texts flushed;           // names of the flushed files
   std::function<void()> whileSynchronizing;  // called by the next flush only
 };
@@ -94,7 +94,7 @@ class RunArchiveTest : public ::testing::Test {
     archive_.KeepLine(data + "\r\n");
   }
 
-  // Returns the names of the archived files that end with `ending`.
+  // Returns the archived file names that end with `ending`.
   Texts Names(const std::string& ending) {
     Texts names;
     for (const auto& entry : files_.List(folder_)) {
@@ -407,7 +407,7 @@ TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
   EXPECT_FALSE(permits([&] { Receive("2"); })) << "lines without data";
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfARecordFollowsTheFile) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfTheFileLacksALaterRecord) {
   Begin();
   files_.full = true;
   Receive("1");

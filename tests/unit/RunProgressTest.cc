@@ -38,7 +38,7 @@ TEST(RunProgressTest, ShowsRecordsRateAndTimeLeft) {
   }
 }
 
-TEST(RunProgressTest, MeasuresTheRateOverTheLastSeconds) {
+TEST(RunProgressTest, MeasuresTheRateOverTheLastFewSeconds) {
   RunProgress progress;
   for (int i = 0; i <= 10; ++i) progress.Look(i * 1000ms, OneByOne(i * 10, 1000));
   for (int i = 11; i <= 19; ++i) progress.Look(i * 1000ms, OneByOne(100 + (i - 10) * 2, 1000));
@@ -182,7 +182,7 @@ TEST_F(ProgressTest, ShowsBytesOfABurstThenDeliveredRecords) {
   AwaitEnd(0);
 }
 
-TEST_F(ProgressTest, ShowsWaitingIfTheBurstLengthIsThree) {
+TEST_F(ProgressTest, ShowsWaitingIfTheBurstLengthIsThreeBytes) {
   ConnectWith({.destination = 1});
   tavo.Answer("P", {0, 0, 3, 'x'});
   StartAndHold("P");

@@ -73,7 +73,7 @@ TEST_F(RunTest, ShowsADotForTheFirstOfEvery64Records) {
   EXPECT_EQ(Play("aa"), ".");
 }
 
-TEST_F(RunTest, ReportsTheConsecutiveLinesInTheFile) {
+TEST_F(RunTest, ReportsTheLastUnbrokenRangeOfWrittenLines) {
   const auto onDisk = [this](std::string_view steps) {
     Play(steps);
     return std::pair(result.linesOnDisk.first, result.linesOnDisk.end);
@@ -197,7 +197,7 @@ TEST_F(RunTest, WritesNothingToTheSettingsFile) {
   EXPECT_FALSE(result.refusedSettingsFile);
 }
 
-TEST_F(RunTest, TruncatesRecordsOutsideAscii) {
+TEST_F(RunTest, TruncatesNonAsciiRecords) {
   run.Begin(0);
   for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"})
     run.Add(record, 0, lines++);

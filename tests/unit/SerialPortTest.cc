@@ -72,7 +72,7 @@ class SerialPortTest : public ::testing::Test {
  protected:
   ~SerialPortTest() override { clock.Stop(); }
 
-  /// Opens the system's line and starts the read thread.
+  /// Opens a path through the operating system and starts the read thread.
   void Open(const std::string& path) {
     port.setDelegate(&collector);
     ASSERT_EQ(port.openConnections(path.c_str()), 1);
@@ -201,7 +201,7 @@ TEST_F(SerialPortTest, FailsToOpenAPortReservedElsewhere) {
   EXPECT_EQ(scripted.openConnections("port"), 1);
 }
 
-TEST_F(SerialPortTest, AllowsLateWakeUpsAfterASilentSecond) {
+TEST_F(SerialPortTest, IncreasesTimerSlackAfterASilentSecond) {
   std::vector<FakeClock::Duration> atDelivery;
   struct Receiver final : SerialPortDelegate {
     void DataFromDevice(const std::uint8_t*, std::int32_t) override { onData(); }

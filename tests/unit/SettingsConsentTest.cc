@@ -84,7 +84,7 @@ class SettingsConsentTest : public testing::Test {
     mainQueue.RunAll();
   }
 
-  /// Presses Review and answers the question. Returns the question and the effects.
+  /// Presses Review and answers the question. Returns the displayed question and effects.
   Strings Review(bool answer) {
     panels.confirms = answer;
     display.Press(0);
@@ -349,7 +349,7 @@ TEST_F(ForeignSettingsTest, UnusedPathTakesEffectOnlyIfShownAndSaved) {
   EXPECT_TRUE(panels.runs.empty());
 }
 
-TEST_F(ForeignSettingsTest, ShowsHiddenCharactersOfPaths) {
+TEST_F(ForeignSettingsTest, ShowsHiddenCharactersInPaths) {
   StartWith({.destination = kToView, .path = "/home/bea/\u202Etxt.elif"});
   Launch();
   settings.Press();

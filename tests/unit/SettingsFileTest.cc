@@ -82,7 +82,7 @@ TEST_F(SettingsFileTest, RestoresPathsByteForByte) {
   EXPECT_EQ(filename(), utf8);
 }
 
-TEST_F(SettingsFileTest, KeepsTheOtherPathIfACharacterIsTruncated) {
+TEST_F(SettingsFileTest, TruncatedCharacterLeavesTheOtherPathIntact) {
   // The file name is truncated in the middle of its last character.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
