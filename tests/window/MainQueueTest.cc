@@ -34,7 +34,7 @@ TEST(MainQueue, WakesTheSleepingMainLoopFromAnotherThread) {
   other.join();
 }
 
-TEST(MainQueue, SpreadsLongWorkOverSeveralLoopTurns) {
+TEST(MainQueue, SpreadsLongWorkOverSeveralLoopPasses) {
   QtMainQueue queue;
   int done = 0;
   int turnsBetween = 0;

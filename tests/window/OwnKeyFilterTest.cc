@@ -36,8 +36,8 @@ class OwnKeyFilter : public testing::Test {
     }
   }
 
-  // Sends the key to the window, like the windowing system. If given a widget, QTest sends the key
-  // directly to it.
+  // Sends the key to the window, as the windowing system does. If given a widget, QTest would send
+  // the key directly to the widget.
   void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
     QTest::keyClick(window_.widget().windowHandle(), key, modifiers);
   }
@@ -59,7 +59,7 @@ TEST_F(OwnKeyFilter, IgnoresOnlyRecognizedKeys) {
   EXPECT_EQ(pressed_, 1);
 }
 
-TEST_F(OwnKeyFilter, RunsNoShortcutsOfRecognizedKeys) {
+TEST_F(OwnKeyFilter, RunsNoShortcutsForRecognizedKeys) {
   Press(Qt::Key_F5);
   Press(Qt::Key_R, Qt::ControlModifier);
   EXPECT_EQ(pressed_, 0);

@@ -203,7 +203,7 @@ TEST_F(OwnKeys, AreIgnoredIfAGrabDelaysThem) {
   xcb_disconnect(xcb);
 }
 
-TEST_F(OwnKeys, ChooseNothingInAMenu) {
+TEST_F(OwnKeys, SelectNoMenuItem) {
   QMenu& menu = *window_.widget().findChild<QMenuBar*>()->actions().at(0)->menu();
   menu.popup(window_.widget().mapToGlobal(QPoint(10, 10)));
   EXPECT_TRUE(SpinUntil([&] { return QApplication::activePopupWidget() == &menu; }));

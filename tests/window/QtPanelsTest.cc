@@ -75,7 +75,7 @@ TEST_F(QtPanelsTest, ReturnsTheEnteredPathOrNothingAfterEscape) {
       std::nullopt);
 }
 
-TEST_F(QtPanelsTest, SavePanelHidesTheSpecifiedFile) {
+TEST_F(QtPanelsTest, SavePanelDoesNotListTheExcludedFile) {
   ASSERT_TRUE(folder_.mkpath("z folder"));
   for (const char* name : {"b.txt", "omitted.txt", "a.txt"}) {
     QFile(folder_.filePath(name)).open(QFile::WriteOnly);

@@ -213,7 +213,7 @@ TEST_F(QtRunsWindowTest, KeysInTheListPressButtons) {
   EXPECT_EQ(Reports(), "");
 }
 
-TEST_F(QtRunsWindowTest, SearchFieldReportsItsTextAndReturnLeavesIt) {
+TEST_F(QtRunsWindowTest, SearchFieldReportsTextAndReturnFocusesTheList) {
   OpenWithRows();
   Press(Qt::Key_F, Qt::ControlModifier);
   ASSERT_EQ(QApplication::focusWidget(), SearchField());

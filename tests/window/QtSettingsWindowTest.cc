@@ -121,7 +121,7 @@ class QtSettingsWindowTest : public testing::Test {
     Open();
   }
 
-  /// Moves the focus to every control and checks that it is scrolled into view.
+  /// Moves the focus to each control and checks that the control is scrolled into view.
   void ExpectFocusScrollsIntoView() {
     const auto* area = window_.findChild<QScrollArea*>();
     for (int i = 0; i < 20; ++i) {
@@ -227,7 +227,7 @@ TEST_F(QtSettingsWindowTest, SelectsNoItemForAnUnknownNumber) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, MouseSetsEveryValue) {
+TEST_F(QtSettingsWindowTest, MouseCanSetEveryValue) {
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
     for (std::int32_t i = 0; i < (each.IsList() ? each.items : 1); ++i) {
@@ -245,7 +245,7 @@ TEST_F(QtSettingsWindowTest, MouseSetsEveryValue) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, KeysSetEveryControl) {
+TEST_F(QtSettingsWindowTest, KeyboardCanSetEveryControl) {
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
     const std::int32_t before = each.Shown(values);
@@ -481,7 +481,7 @@ TEST_F(QtSettingsWindowTest, ControlOutlinesAreVisibleInLightAndDarkThemes) {
   });
 }
 
-TEST_F(QtSettingsWindowTest, SampleMarksAreVisibleInLightAndDarkThemes) {
+TEST_F(QtSettingsWindowTest, SampleSymbolsAreVisibleInLightAndDarkThemes) {
   auto* sample = Find<QPlainTextEdit>("Older scanners");
   const QString every = QString::fromStdString(VisibleSpelling("\t \r\n\r.\n"));
   sample->setPlainText(every);

@@ -57,7 +57,7 @@ class TextView : public testing::Test {
     widget_.setTextCursor(cursor);
   }
 
-  /// Returns the length of the longest block. The widget always lays out whole blocks.
+  /// Returns the length of the longest block. The widget lays out each block as a whole.
   int LongestBlock() const {
     int longest = 0;
     for (QTextBlock block = widget_.document()->begin(); block.isValid(); block = block.next()) {
@@ -320,7 +320,7 @@ TEST_F(TextView, RemovesPartsOfALongLineOfRecords) {
   EXPECT_TRUE(shown.ends_with("\tlast"));
 }
 
-TEST_F(TextView, HoldsTheFullLimitAfterClearing) {
+TEST_F(TextView, RecordLimitIsUnchangedAfterClearing) {
   for (int round = 0; round < 2; ++round) {
     view_.Append("started\n");
     for (int i = 0; i < kRecords; ++i) view_.AppendRecords("x\n");

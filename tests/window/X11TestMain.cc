@@ -6,7 +6,7 @@
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  // The build runs this program to list its tests.
+  // The build runs this program to list its tests, which needs no X server.
   if (GTEST_FLAG_GET(list_tests)) return RUN_ALL_TESTS();
   const quillet::test::XServer server;
   qputenv("QT_QPA_PLATFORM", "xcb");
