@@ -22,7 +22,7 @@ constexpr int kRunningChecks = 10;
 // replaces its contents.
 constexpr auto kPastePause = 100ms;
 
-// The main thread has handled all keys of a record after this time.
+// Time after which the main thread has handled all keys of a record.
 constexpr auto kLatestKey = 1s;
 
 // Time between two checks of the input method, which the user can switch at any time.
@@ -191,8 +191,9 @@ void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& pro
   }
 }
 
-// Withdraws the message if the previous record was delivered long after the last ignored key. If
-// the main thread handles a key late, KeyIgnored raises the message again.
+// Withdraws the message that Quillet's window ignored a record, unless the window ignored a key of
+// the previous record. If the main thread handles such a key late, KeyIgnored raises the message
+// again.
 void ApplicationDelivery::ForgetOwnWindow() {
   const Time previous = std::exchange(lastRecord_, platform_.clock.Now());
   if (isAtOwnWindow_ && previous > lastIgnored_.load() &&
@@ -242,7 +243,7 @@ void ApplicationDelivery::Prepare(std::int32_t destination) {
   if (destination != kToFile && destination != kToView) platform_.keyEvents.Prepare();
 }
 
-/// @param problem  what is wrong with the application; null if nothing is
+/// @param problem  what is wrong with the application; null if there is no problem
 void ApplicationDelivery::ShowTarget(const std::string& application, const char* problem) {
   const std::lock_guard lock(checking_);
   std::string message;

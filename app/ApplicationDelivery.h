@@ -84,11 +84,11 @@ class ApplicationDelivery {
   // Held while a record is typed or pasted. Guards lastRecord_ and lastCheck_.
   std::mutex delivering_;
   Time lastRecord_{};
-  Time lastCheck_{};  // of the input method
+  Time lastCheck_{};  // time of the last check of the input method
 
   SharedText typingProblem_;                 // text of kTypingImpossible in the strip
-  SharedText inputMethod_;                   // named by kInputMethodOn in the strip
-  std::atomic<bool> mustCheck_ = true;       // the input method, before the next record
+  SharedText inputMethod_;                   // input method that kInputMethodOn names
+  std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
   std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is in the strip
 
   std::mutex checking_;        // guards targetMessage_

@@ -12,7 +12,8 @@ namespace quillet {
 /// jobs. Main thread only.
 class BackgroundWork {
  public:
-  /// A job. Runs on the thread. Its result is called on the main thread afterwards.
+  /// A job, which runs on the thread. The function that it returns is then called on the main
+  /// thread.
   using Job = std::function<std::function<void()>()>;
 
   /// @param queue     the main queue; must outlive this object

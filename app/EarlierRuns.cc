@@ -26,8 +26,9 @@ constexpr auto kLongestWait = 60s;
 constexpr auto kWindowPoll = 100ms;
 constexpr auto kAnswerPoll = 1ms;
 constexpr int kAnswerPolls = 2000;
-// While the focus moves between windows, no window has it for a moment. The user may also need
-// time to click a field in the other window.
+// Deliver again starts when another application has had the focus for this time. While the focus
+// moves between Quillet's windows, none of them has it for a moment. The user may also need time to
+// click a field in the other window.
 constexpr auto kSettlingTime = 1s;
 
 constexpr int kMaximumNumber = 10'000;
@@ -50,7 +51,7 @@ bool ContainsAll(std::string_view text, std::string_view words) {
   return true;
 }
 
-// Returns the beginning of `lines`, up to the end of a line.
+// Cuts `lines` at a line end if it is longer than kPreviewSize bytes.
 std::string Shortened(std::string lines) {
   if (lines.size() <= kPreviewSize) return lines;
   lines.resize(Utf8Prefix(lines, kPreviewSize).size());

@@ -102,7 +102,7 @@ class EarlierRuns {
   bool opened_ = false;
   bool wasListed_ = false;          // the first list has been read
   bool listing_ = false;            // a list is being read
-  bool listAgain_ = false;          // read the list again after the current reading
+  bool listAgain_ = false;          // the list must be read again after this read
   std::vector<StoredRun> runs_;     // newest first
   std::vector<std::string> shown_;  // name of the first file of each row's run
   std::string selected_;            // first file name of the selected run
@@ -110,7 +110,7 @@ class EarlierRuns {
   std::string previewed_;           // first file name and size of the run in the preview
   bool previewing_ = false;         // a preview is being read
   std::string search_;
-  std::string folder_;  // folder of the file saved last
+  std::string folder_;  // folder of the last saved file
 
   ThreadHandle delivering_;
   Word<bool> stopped_ = false;

@@ -44,7 +44,7 @@ class PortMessages {
   const PortTable& ports_;
   StatusStrip& strip_;
   const std::function<void()> tryAgain_;
-  BackgroundWork inspections_;  // a look-up of users and groups can take minutes
+  BackgroundWork inspections_;  // on a thread: looking up users and groups can take minutes
 
   // Main thread.
   std::map<Notice, std::string> paths_;  // path of the port that a message is about, or empty

@@ -24,7 +24,7 @@ std::int32_t PortTable::Keep(std::span<const std::string> names,
     Log(log_, ForeignText(name));
     Log(log_, ForeignText(paths[i]));
     if (!MayBeScanner(name)) continue;
-    // The connection thread may be reading the table. Rejected devices are never stored here, not
+    // The connection thread may be reading the table, so rejected devices must not be stored in it,
     // even temporarily.
     stream[kept].Set(name);
     path[kept].Set(paths[i]);

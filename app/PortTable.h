@@ -14,8 +14,8 @@
 
 namespace quillet {
 
-/// The serial ports that may have a scanner attached. Tracks which port is selected, tried and
-/// connected, and computes the items of the port list.
+/// The serial ports that may have a scanner attached. Tracks which port is selected, being
+/// tried or connected, and computes the items of the port list.
 ///
 /// Threads: the main thread finds and selects ports; the connection thread tries them. Any thread
 /// may read.

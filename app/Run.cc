@@ -105,8 +105,8 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   if (!result.refusedSettingsFile) {
     written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
   }
-  // In a folder with the sticky bit, another user can create files with the names of the next
-  // minutes, or links with these names to the settings file.
+  // In a folder with the sticky bit, another user can create files with the names that runs in the
+  // next minutes will use, or links with these names to the settings file.
   const bool isTaken =
       result.refusedSettingsFile || (MeansNameIsTaken(written.error) && file.Exists(name));
   if (isTaken && name != settings.filename.Get()) {

@@ -33,7 +33,7 @@ class Run {
     std::int32_t records = 0;          ///< number of records
     std::string file = {};             ///< path of the output file; empty if there is none
     std::int32_t recordsInFile = 0;    ///< number of records written to this file
-    LineRange linesOnDisk = {};        ///< line numbers of these records, if on the disk
+    LineRange linesOnDisk = {};        ///< line numbers of these records if on the disk
     bool refusedSettingsFile = false;  ///< `file` leads to the settings file and was not written
     int fileError = 0;                 ///< why `file` could not be written (errno(3)), or 0
   };
@@ -81,7 +81,7 @@ class Run {
     Records();
     std::string text;
     std::int32_t count = 0;
-    LineRange lines;  // range of consecutive line numbers up to the last line
+    LineRange lines;  // consecutive line numbers, ending with the last line in `text`
   };
 
   void Gather(const std::string& record, std::int64_t line);

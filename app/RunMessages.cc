@@ -168,7 +168,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   }
 }
 
-// Returns a sentence that says where the records are if they are in no file.
+// Returns a sentence that says where the records are if no file contains them.
 std::string RunMessages::Kept(std::int32_t records) const {
   if (parts_.archive.failed()) return "The records were not saved.";
   return Counted(records) + (records == 1 ? " is" : " are") + " in the archive.";
@@ -205,7 +205,7 @@ void RunMessages::ShowMissing(std::string_view scanner) {
                      ShowActions());
 }
 
-// It is not known which program is the active application, so all such programs count as one.
+// Quillet does not know which program is active, so all active applications count as one program.
 void RunMessages::RecordDelivered(std::int32_t destination) {
   const bool isNamed = destination == kToNamedApplication;
   const std::string program = isNamed ? parts_.session.appname.Get() : "";

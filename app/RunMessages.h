@@ -30,7 +30,7 @@ class RunMessages {
     const Lumet& session;                ///< progress and settings
     const Run& run;                      ///< counts the records
     const Word<bool>& isConnected;       ///< whether a scanner is connected
-    RunArchive& archive;                 ///< where the records are
+    RunArchive& archive;                 ///< stores the records
     EarlierRuns& earlierRuns;            ///< shows a run in the archive
     StatusStrip& strip;                  ///< shows the messages
     std::function<void()> openSettings;  ///< opens the settings window; main thread
@@ -49,7 +49,7 @@ class RunMessages {
 
   void Connected();     ///< called after a scanner has connected. Read thread.
   void Disconnected();  ///< called after a connection has ended. Main thread.
-  void HungUp();        ///< the scanner is connected, but its line does not work. Main thread.
+  void HungUp();        ///< called if the connected scanner's line stops working. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
   /// Called before a record is delivered to a program. Announces the first record that arrives
@@ -62,8 +62,8 @@ class RunMessages {
   /// Shows why a button that the user pressed has no effect now. Main thread.
   void PressIgnored(const std::string& text);
 
-  /// Says once that only the archive keeps the records if the settings erase the scanner and write
-  /// no file. Any thread.
+  /// If the settings erase the scanner and write no file, says once that only the archive keeps the
+  /// records. Any thread.
   void CheckCopies();
 
   /// Says that an earlier process did not finish its work. Main thread.

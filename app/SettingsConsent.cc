@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::size_t kLongestText = 4096;  // far longer than the text of any actions
 
-// Returns true if each run writes a file in the data folder. Subfolders do not count, because
-// another user could replace them with links.
+// Returns true if runs with the output path `path` write to `folder` itself. Subfolders do not
+// count, because another user could replace them with links.
 bool IsInFolder(const std::string& path, const std::string& folder) {
   const std::string file = ResolveSyncFileName(path, [] { return std::string("name"); });
   return file.starts_with(folder + "/") && file.find('/', folder.size() + 1) == file.npos;
@@ -86,7 +86,7 @@ void SettingsConsent::HoldBack(const std::string& owner) {
   Show(Notice::kSettingsToReview);
 }
 
-// Replaces the held settings with harmless ones.
+// Replaces the settings that are held back with harmless ones.
 void SettingsConsent::UseSubstitutes() {
   Settings& settings = parts_.settings;
   settings.bAutoSync = 0;

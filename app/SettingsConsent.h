@@ -12,13 +12,13 @@
 
 namespace quillet {
 
-/// What the settings do that needs this user's consent if another user has chosen it.
+/// The actions of runs that need this user's consent if another user has chosen the settings.
 struct SensitiveActions {
   std::string application = {};  ///< path of the program to start; empty: none
   std::string file = {};      ///< path of the output file, if outside the data folder; empty: none
   bool appends = false;       ///< records are added to `file`
   bool synchronizes = false;  ///< runs begin automatically
-  bool types = false;         ///< these runs type or paste into the active application
+  bool types = false;         ///< automatic runs type or paste into the active application
   bool erases = false;        ///< runs erase the scanner
   bool operator==(const SensitiveActions&) const = default;  ///< compares all members
 };
@@ -49,8 +49,8 @@ class SettingsConsent {
     StatusStrip& strip;               ///< says that settings are held back
     std::string dataFolder;           ///< absolute path of the data folder
     std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
-    std::function<bool()> isBusy;     ///< returns true, and tells the user, during a run
-    std::function<void()> onConfirm;  ///< called after held actions have been put in force
+    std::function<bool()> isBusy;     ///< during a run, returns true and shows a message
+    std::function<void()> onConfirm;  ///< called when settings that were held back take effect
   };
 
   explicit SettingsConsent(Parts parts) : parts_(std::move(parts)) {}  ///< see Parts
@@ -62,8 +62,8 @@ class SettingsConsent {
   /// @param owner  name of the user who can change the settings; may be empty
   void HoldBack(const std::string& owner);
 
-  /// Called when this user has saved settings. They replace held settings and count as confirmed,
-  /// even if the settings file could not be written.
+  /// Called when this user has saved settings. They replace settings that are held back, and count
+  /// as confirmed, even if the settings file could not be written.
   void Chosen();
 
  private:

@@ -64,8 +64,9 @@ class SettingsEditor {
   /// changes when the user saves.
   void DestinationChanged();
 
-  /// Shows the path for the selected destination: the file, the application, or an empty path. No
-  /// character of the path is hidden, since another user may have chosen it and Save accepts it.
+  /// Shows the path for the selected destination: the file, the application, or an empty path.
+  /// Hidden characters of the path are made visible, because another user may have chosen the path
+  /// and Save confirms it.
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and

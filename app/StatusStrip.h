@@ -16,7 +16,7 @@ namespace quillet {
 /// the message of the highest rank.
 enum class Notice {
   kDisconnectedInRun,  ///< the connection ended during a run
-  kHungUp,             ///< the open device was disconnected from its line
+  kHungUp,             ///< the connected scanner's line has stopped working
   kRunStuck,           ///< the run will not end
 
   kNoThread,       ///< the system refused a thread for the connection

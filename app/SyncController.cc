@@ -255,7 +255,7 @@ void SyncController::ConnectThread() {
   strip_.Withdraw(Notice::kConnecting);
   strip_.Withdraw(Notice::kPressIgnored);
   ShowConnectionState();
-  // PortChanged did not start an attempt for ports that were plugged in during this one.
+  // During this attempt, PortChanged did not start another one for ports that were plugged in.
   OnMainThread([this] {
     portMessages_.WithdrawRemoved();
     if (!bIsConnected && !isAttemptStarting_ && ports_.HasUntried()) StartConnectionThread(true);

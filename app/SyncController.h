@@ -61,19 +61,21 @@ class SyncController final : public LumetDelegate {
 
   std::int32_t findSerialPorts();  ///< fills `stream` and `path`; returns the number of ports
   void updatePortList(bool flag);  ///< updates the port list; if `flag`, removes old items first
-  void startNotification();        ///< registers for arrivals and removals of ports
+  void startNotification();        ///< registers for notifications about ports
   void stopNotification();         ///< ends the registrations, if any
   ///@{ Registry callbacks. With a null `context`, they only arm the iterator by emptying it.
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
   ///@}
-  /// Updates the list, empties the iterator, and connects, or disconnects if EndsConnection().
+  /// Updates the port list and empties the iterator. After a port was added, starts an attempt to
+  /// connect. After a removal, disconnects if EndsConnection().
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------
 
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
-  /// Starts an attempt to connect, unless one is in progress, to all ports or to the selected one.
+  /// Starts an attempt to connect to all ports or to the selected port, unless an attempt is in
+  /// progress.
   void StartConnectionThread(bool tryAll);
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.
@@ -81,7 +83,7 @@ class SyncController final : public LumetDelegate {
   bool IsTavoConnected();   ///< waits up to 5 s for the scanner. Connection thread.
   /// Shows the connected scanner. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
-  void DeviceHungUp() override;  ///< says that the scanner's line does not work. Read thread.
+  void DeviceHungUp() override;  ///< says that the scanner's line has failed. Read thread.
   void DisplayConnectionMessage(std::int32_t index);  ///< shows an attempt's result. Any thread.
   void Terminate();  ///< disconnects; may be called while no scanner is connected. Main thread.
   void WriteArchive() { archive_->WriteLines(); }  ///< see RunArchive. Main thread.

@@ -23,7 +23,7 @@ struct ForeignText {
   /// @param t  the text, which must outlive this object
   explicit ForeignText(std::string_view t) : text(t) {}
 
-  /// Received bytes as text, up to the first NUL or `length` bytes.
+  /// Treats received bytes as text, which ends at the first NUL or after `length` bytes.
   ForeignText(const std::uint8_t* bytes, std::size_t length)
       : text(reinterpret_cast<const char*>(bytes), length) {
     text = text.substr(0, text.find('\0'));

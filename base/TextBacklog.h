@@ -14,7 +14,7 @@ enum class TextKind {
 };
 
 /// Texts to be displayed, in order. If the records exceed kMostRecordText, the oldest
-/// records are dropped. One thread at a time.
+/// records are dropped. For use by one thread at a time.
 class TextBacklog {
  public:
   /// Maximum size of all queued records in bytes, exceeded by at most one chunk. 100,000 records
@@ -39,7 +39,7 @@ class TextBacklog {
   void DropOldestRecords();
 
   std::deque<Chunk> chunks_;
-  std::size_t recordText_ = 0;  // bytes of all records
+  std::size_t recordText_ = 0;  // size of all records in bytes
   bool hasDropped_ = false;
 };
 

@@ -18,7 +18,7 @@ class DisplayState {
   };
 
   /// @param phase      the step
-  /// @param bytes      received bytes of a burst, 0 to 2^24
+  /// @param bytes      number of received bytes of a burst, 0 to 2^24
   /// @param announced  length of a burst in bytes, 0 to 2^24; 0 if not known yet
   constexpr DisplayState(Phase phase = Phase::kPreparing, std::int32_t bytes = 0,
                          std::int32_t announced = 0)
@@ -27,7 +27,7 @@ class DisplayState {
 
   /// The current step of the download.
   Phase phase() const { return static_cast<Phase>(word_ & 0xFF); }
-  /// Received bytes of a burst.
+  /// Number of received bytes of a burst.
   std::int32_t bytes() const { return static_cast<std::int32_t>(word_ >> 8 & 0xFFFFFFF); }
   /// Length of a burst in bytes; 0 if not known yet.
   std::int32_t announced() const { return static_cast<std::int32_t>(word_ >> 36); }

@@ -338,7 +338,8 @@ void Lumet::SyncTavoClock() {
     if (LumetDelegate* owner = delegate()) owner->TavoInitializationDone(true);
     return;
   }
-  // Intentional: the clock is read twice. Around midnight, date and time may be of different days.
+  // Intentional: the clock is read twice. At midnight, the date and the time may be from different
+  // days.
   const platform::CalendarTime date = clock_.LocalTime();
   const platform::CalendarTime time = clock_.LocalTime();
   const auto byte = [](std::int32_t value) { return static_cast<std::uint8_t>(value); };

@@ -56,8 +56,8 @@ class ReceiveMachine {
   /// Treats the next byte as the start of a burst. Command thread, before sending "P".
   void ExpectBurst() { state_ = kBurstLength; }
 
-  std::int32_t state() const { return state_; }              ///< a ReceiveState
-  std::int32_t writePtr() const { return writePtr_; }        ///< bytes received of the current unit
+  std::int32_t state() const { return state_; }        ///< a ReceiveState
+  std::int32_t writePtr() const { return writePtr_; }  ///< number of bytes in the current unit
   std::int32_t totallength() const { return totallength_; }  ///< length of the frame or burst
 
   /// The buffer with the current unit, kBufferSize bytes. Read thread.

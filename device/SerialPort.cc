@@ -14,9 +14,8 @@ using platform::SerialLine;
 constexpr auto kReadPause = 200us;
 constexpr auto kTransmitPause = 1ms;
 
-// After this number of pauses without data, at least 1 s, the system may delay the end of each
-// pause so that the processor wakes up less often. At 115200 bit/s, 58 bytes arrive within the
-// delay.
+// After this many pauses without data (at least 1 s in total), the system may end each pause late,
+// so that the processor wakes up less often. At 115200 bit/s, 58 bytes arrive within this delay.
 constexpr std::int32_t kReadsUntilIdle = 5000;
 constexpr auto kIdleSlack = 5ms;
 
@@ -56,7 +55,7 @@ std::uint8_t SerialPort::openConnections(const char* path) {
   Put(inputfd_, line_.Open(path, SerialLine::Access::kRead, kScannerLine));
   if (inputfd_ < 0) return 0;
   Put(outputfd_, line_.Open(path, SerialLine::Access::kWrite, kScannerLine));
-  // The output is reserved because it is closed last.
+  // Reserves the output descriptor, because it is closed last.
   if (outputfd_ < 0 || !outputfd_.With([this](std::int32_t line) { return line_.Reserve(line); })) {
     closeInputConnection();
     closeOutputConnection();

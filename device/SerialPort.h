@@ -20,8 +20,8 @@ class SerialPortDelegate {
   /// @param count  the number of bytes, 1 to 10240
   virtual void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) = 0;
 
-  /// Called once on the port's read thread if the open device no longer exists or was disconnected
-  /// from its line for more than a second.
+  /// Called once on the port's read thread if the open device no longer exists or has hung up for
+  /// more than a second.
   virtual void DeviceHungUp() {}
 
  protected:
@@ -115,9 +115,9 @@ class SerialPort {
   /// Body of the read thread.
   [[noreturn]] void ReadThread();
 
-  /// Reads once and passes the bytes to the delegate. After a second without data, allows the
-  /// clock to end the pauses between reads up to 5 ms late, until data arrives, and checks about
-  /// once per second whether the device has hung up. Read thread.
+  /// Reads once and passes the bytes to the delegate. After a second without data, the pauses
+  /// between reads may last up to 5 ms longer, and ReadOnce checks about once per second whether
+  /// the device has hung up, until data arrives. Read thread.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 

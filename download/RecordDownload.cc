@@ -105,7 +105,7 @@ void RecordDownload::SynchronizeData() {
   Deliver(kLengthBytes);
 }
 
-// The layout is unknown until the scanner has sent its firmware version, so both are tried.
+// The layout is unknown until the scanner has sent its firmware version, so both layouts are tried.
 void RecordDownload::KeepMisplacedRecord() {
   constexpr std::int32_t kShortestRecord = 6;
   const std::int32_t frame = session_.receive().totallength() - kLengthBytes;

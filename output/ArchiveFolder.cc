@@ -14,7 +14,7 @@ constexpr std::string_view kDayMark = "_live";
 constexpr std::size_t kVolumeDigits = 2;
 constexpr int kMaximumNumber = 1000;
 
-// The list is rewritten without deleted files when it exceeds this size in bytes.
+// The order file is rewritten without deleted files when it exceeds this size in bytes.
 constexpr std::size_t kLongOrder = std::size_t{64} * 1024;
 
 std::string NumberText(std::string_view separator, int number) {
@@ -36,8 +36,8 @@ std::vector<std::string> Lines(std::string_view text) {
 }  // namespace
 
 struct ArchiveFolder::Run {
-  std::string name;             // name of its first file
-  std::set<std::string> names;  // names of all its files
+  std::string name;             // name of the run's first file
+  std::set<std::string> names;  // names of all files of the run
   std::uint64_t bytes = 0;
 };
 

@@ -59,9 +59,9 @@ class ArchiveFolder {
   static constexpr std::string_view kVolumeMark = "_part";
 
   void Mark(const std::string& name);    ///< marks a run as in progress
-  void Unmark(const std::string& name);  ///< ends the run in progress
+  void Unmark(const std::string& name);  ///< removes the mark of a run
 
-  /// Notes the order of new files, since names sort by age only if the clock is never set back.
+  /// Records the order of new files, since names sort by age only if the clock is never set back.
   void NoteCreation(const std::string& name);
 
   /// Returns the runs that an earlier process left unfinished, and removes their marks.

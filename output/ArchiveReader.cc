@@ -14,7 +14,7 @@ using platform::FileStore;
 // Limits memory use. Far larger than any file in the archive.
 constexpr std::size_t kLargestFile = 100'000'000;
 
-// Adds the metadata of the next file.
+// Adds the metadata of the run's next file to `run`.
 void Add(ArchivedRun& run, const ArchivedRun& next) {
   ArchivedRun sum = next;
   sum.time = run.time;

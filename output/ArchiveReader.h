@@ -17,9 +17,9 @@ namespace quillet {
 
 /// A run in the archive, or the live scans of a day.
 struct StoredRun {
-  std::vector<std::string> names;  ///< names of its files without the extension, oldest first
-  std::uint64_t bytes = 0;         ///< size of its records files
-  bool live = false;               ///< live scans of a day
+  std::vector<std::string> names;  ///< names of the run's files without the extension, oldest first
+  std::uint64_t bytes = 0;         ///< size of the run's records files in bytes
+  bool live = false;               ///< true for the live scans of a day
   bool inProgress = false;         ///< more records may arrive; always false for live scans
   ArchivedRun head = {};           ///< metadata, the same in all files of the run
 };
@@ -36,18 +36,18 @@ class ArchiveReader {
 
   /// Returns the runs in the archive, newest first. The files of a run that exceeds the maximum
   /// file size are one entry, like the files of a day's live scans. Reads only files that are new
-  /// or have another size than in the last call.
+  /// or whose size has changed since the last call.
   std::vector<StoredRun> List();
 
   /// Reads the records of a run.
-  /// @param run     result of List
+  /// @param run     a run that List returned
   /// @param record  called for each record; see ReadArchivedRun
   /// @return the number of records; no value if a file cannot be read
   std::optional<std::int64_t> ForEachRecord(const StoredRun& run,
                                             const ArchivedRecord& record) const;
 
   /// Composes the lines of a run.
-  /// @param run       result of List
+  /// @param run       a run that List returned
   /// @param settings  see ReadArchivedLines
   /// @param line      called for each line, in UTF-8
   /// @return the number of records; no value if a file cannot be read
@@ -56,12 +56,12 @@ class ArchiveReader {
       const std::function<void(const std::string& line)>& line) const;
 
   /// Returns the lines of a run as delivered, or no value if a file cannot be read.
-  /// @param run    result of List
+  /// @param run    a run that List returned
   /// @param limit  size in bytes after which the result may end
   std::optional<std::string> Lines(const StoredRun& run,
                                    std::size_t limit = std::string::npos) const;
 
-  /// Returns the path of the first file of a run with delivered lines.
+  /// Returns the path of the first file with the delivered lines of a run.
   std::string LinesPath(const StoredRun& run) const;
 
  private:

@@ -80,7 +80,8 @@ void CsvExport::Add(const ScannerIdentity& scanner, std::span<const std::uint8_t
   if (isNew) order_.push_back(&barcode->first);
 }
 
-// Adds the requested apostrophe, unless Row adds one because the text could be a formula.
+// Adds an apostrophe if the user requested it, unless Row adds one because the text could be a
+// formula.
 std::string CsvExport::Number(const std::string& text) const {
   return apostrophes_ && !CanBeAFormula(text) ? "'" + text : text;
 }

@@ -21,9 +21,10 @@ namespace quillet {
 ///   system.
 /// - All fields except quantities are quoted. Spreadsheets can import quoted fields as text.
 /// - The time is written as "2026-11-16 14:07:09", the ISO form that spreadsheets recognize.
-/// - An apostrophe is inserted before a value that a spreadsheet could run as a formula, and on
-///   request before each barcode and serial number. Spreadsheets that open the file without asking
-///   ignore the quotes: 0012 becomes 12, and a number of more than 15 digits is rounded.
+/// - An apostrophe is inserted before a value that a spreadsheet could evaluate as a formula, and
+///   on request before each barcode and serial number. Spreadsheet programs that open the file
+///   without asking how to import it ignore the quotes: 0012 becomes 12, and a number of more than
+///   15 digits is rounded.
 class CsvExport {
  public:
   /// @param rowPerBarcode  true: one row per barcode, with its quantity; false: one row per record
@@ -49,7 +50,7 @@ class CsvExport {
   const ScannerIdentity* scanner_ = nullptr;  // the scanner that composer_ was created for
   std::optional<RecordComposer> composer_;
   std::string rows_;
-  std::vector<const Barcode*> order_;  // in the order of their first scans
+  std::vector<const Barcode*> order_;  // barcodes in the order of their first scans
   std::map<Barcode, std::int64_t> quantities_;
 };
 

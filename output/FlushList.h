@@ -39,8 +39,8 @@ class FlushList {
 
   /// Result of Find: which files have the name.
   struct Found {
-    bool isDay = false;   ///< the latest files of a day
-    bool isHeld = false;  ///< other files in the list
+    bool isDay = false;   ///< the latest files of a day have it
+    bool isHeld = false;  ///< other files in the list have it
   };
   Found Find(const std::string& name) const;  ///< finds files by name without extension
 

@@ -4,7 +4,7 @@
 
 namespace quillet {
 
-/// A key on a US keyboard: its virtual key code in bits 0 to 6, and kShiftBit.
+/// A key on a US keyboard: its virtual key code in bits 0 to 6, plus kShiftBit if Shift is pressed.
 using KeyValue = std::uint16_t;
 
 inline constexpr KeyValue kShiftBit = 0x80;  ///< the key is pressed with Shift

@@ -126,7 +126,7 @@ void RunArchive::AppendLines() {
   linesPending_ = false;
 }
 
-// The read thread writes the lines when it archives the next one, or at the end of the burst.
+// The read thread writes the lines when it archives the next line, or at the end of the burst.
 void RunArchive::WriteLines() {
   writesEachLine_ = true;
   for (int poll = 0; poll < kLineWritePolls && linesPending_; ++poll) clock_.Sleep(kPollPause);
@@ -144,7 +144,7 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
     outputFile_.Set(path);
     unitsCopied_ = unitsBegun_.load();
   } else {
-    unitsCopied_ = -1;  // this file may have replaced the copy
+    unitsCopied_ = -1;  // this output file may have replaced the one with the copy
   }
   if (run_.records) CheckedAppend(run_, "file " + EscapedText(path) + "\n");
 }
@@ -262,7 +262,7 @@ RunArchive::Volume& RunArchive::Current() {
   return run_;
 }
 
-// Appending nothing fails if an earlier operation on the file has failed.
+// Appending an empty text fails if an earlier operation on the file has failed.
 bool RunArchive::IsUsable(const Volume& volume) {
   return volume.records && volume.records->Append("") && volume.lines->Append("");
 }

@@ -82,8 +82,8 @@ class RunArchive final : public RecordArchive {
   /// @param complete  true if all records of the scanner were received
   void End(bool complete);
 
-  /// Writes the lines that have not been written yet, and later ones at once. Waits up to 0.5 s for
-  /// the read thread. Main thread.
+  /// Writes the lines that have not been written yet. From now on, lines are written at once. Waits
+  /// up to 0.5 s for the read thread. Main thread.
   void WriteLines();
 
   /// Deletes the files of a run or of a day's live scans. If the scanner has not yet been erased
@@ -156,13 +156,15 @@ class RunArchive final : public RecordArchive {
   std::function<void()> onErased_;
 
   std::atomic<std::int32_t> runsInProgress_{0};
-  Word<bool> startsRun_ = false;               // the next record opens new files for a run
-  Word<bool> interrupted_ = false;             // the connection of the run in progress has ended
-  Word<bool> overlaps_ = false;                // the run began before the previous one ended
-  std::atomic<std::int64_t> unitsBegun_{0};    // records and bursts, including one being written
-  std::atomic<std::int64_t> unitsKept_{0};     // records and bursts that have been written
-  std::atomic<std::int64_t> unitsBefore_{0};   // unitsBegun_ at the start of the download
-  std::atomic<std::int64_t> unitsCopied_{-1};  // unitsBegun_ at the last complete file, or -1
+  Word<bool> startsRun_ = false;    // the next record opens new files for a run
+  Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
+  Word<bool> overlaps_ = false;     // the run began before the previous one ended
+  std::atomic<std::int64_t> unitsBegun_{
+      0};  // number of records and bursts, including one being written
+  std::atomic<std::int64_t> unitsKept_{0};    // number of records and bursts that have been written
+  std::atomic<std::int64_t> unitsBefore_{0};  // unitsBegun_ at the start of the download
+  std::atomic<std::int64_t> unitsCopied_{
+      -1};  // unitsBegun_ when the last complete file was written, or -1
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;
@@ -184,7 +186,7 @@ class RunArchive final : public RecordArchive {
   bool linesLackData_ = false;    // the lines of the download do not contain all data
 
   FlushList flushList_;    // the files that AwaitCopy flushes
-  SharedText outputFile_;  // path of the output file written last
+  SharedText outputFile_;  // path of the last output file
 };
 
 }  // namespace quillet
