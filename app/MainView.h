@@ -43,7 +43,7 @@ class MainView {
 
   platform::MainQueue& queue_;
   platform::TextView& view_;
-  std::mutex mutex_;                   // guards open_ and the call order of queue entries
+  std::mutex mutex_;                   // guards open_ and keeps queue entries in call order
   std::shared_ptr<TextBacklog> open_;  // the queue's last entry, if it consists of texts
 
   // Main thread only.

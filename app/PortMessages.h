@@ -15,7 +15,7 @@ namespace quillet {
 /// Says in the status strip why an attempt to connect has failed.
 class PortMessages {
  public:
-  /// @param platform  provides the registry, which finds the reasons, and the clipboard
+  /// @param platform  provides the clipboard and the registry, which finds the cause of a failure
   /// @param ports     the ports that are present; outlives this object, like the others
   /// @param strip     shows the messages
   /// @param tryAgain  starts another attempt to connect; main thread
@@ -25,7 +25,7 @@ class PortMessages {
   ///@{ Queues a message. Any thread; returns immediately.
   void NotOpened(const std::string& path);      ///< the port cannot be opened
   void Silent(const std::string& path);         ///< the scanner did not answer
-  void NoThread(const std::string& path = {});  ///< the system refused a thread; `path` if known
+  void NoThread(const std::string& path = {});  ///< no thread could be started; `path` if known
   ///@}
 
   void Withdraw();         ///< queues the removal of all messages; any thread, returns immediately

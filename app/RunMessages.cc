@@ -61,7 +61,7 @@ void RunMessages::RunBegan() {
 
 void RunMessages::Connected() {
   parts_.strip.Withdraw(Notice::kPressIgnored);
-  // A record-by-record run may continue after a reconnection, a burst run does not.
+  // A record-by-record run may continue after a reconnection, but a burst run does not.
   if (parts_.run.IsShown() && parts_.session.bBurstSync) return;
   parts_.strip.Withdraw(Notice::kDisconnectedInRun);
   if (parts_.run.IsShown()) parts_.platform.mainQueue.Async([this] { StartTicker(); });

@@ -74,7 +74,7 @@ class SettingsEditor {
   /// chosen file.
   void Browse();
 
-  /// Lets the user choose the application, and saves it if records go there. Works while the
+  /// Lets the user choose the application, and saves it if it is the destination. Works while the
   /// settings window is closed.
   void ChooseApplication();
 

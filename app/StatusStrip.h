@@ -19,7 +19,7 @@ enum class Notice {
   kHungUp,             ///< the connected scanner's line has stopped working
   kRunStuck,           ///< the run will not end
 
-  kNoThread,       ///< the system refused a thread for the connection
+  kNoThread,       ///< the system could not start a thread for the connection
   kPortDenied,     ///< no permission to open the port
   kPortBusy,       ///< another program uses the port
   kScannerSilent,  ///< the port was opened, but no scanner answered
@@ -27,7 +27,7 @@ enum class Notice {
   kPressIgnored,  ///< the button that the user pressed has no effect now
 
   kTypingImpossible,   ///< the system does not allow Quillet to type
-  kRecordNotTyped,     ///< an earlier record was not typed, or only in part
+  kRecordNotTyped,     ///< an earlier record was typed only in part or not at all
   kPastingImpossible,  ///< a record could not be put on the clipboard
   kTargetMissing,      ///< the application for the records does not exist
   kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet
@@ -55,7 +55,7 @@ enum class Notice {
 
   kConnecting,        ///< an attempt to connect is in progress
   kRunFinished,       ///< the result of the last run
-  kSettingsDeclined,  ///< the user has decided not to use the settings of another user now
+  kSettingsDeclined,  ///< the user has declined another user's settings for now
   kNoScanner,         ///< no scanner is connected
 };
 

@@ -56,8 +56,8 @@ void SyncController::DoSynchronization() {
   lumet->Synchronize();
 }
 
-// Starts the automatic run of this connection, unless a run has begun since. Main thread or read
-// thread.
+// Starts this connection's automatic run, unless a run has begun since the scanner connected. Main
+// thread or read thread.
 void SyncController::RunAutomatically() {
   if (lumet->bAutoSync && bIsConnected && run_.automaticRunIsDue.exchange(false)) {
     DoSynchronization();

@@ -65,7 +65,8 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// Returns true if the last connectTavo could not start a thread. Any thread.
   bool LacksThread() const { return lacksThread_ || serial_.LacksThread(); }
 
-  /// Clears received data and the queue, queues the start-up commands and sleeps 1 s.
+  /// Discards the received data and the queued commands, queues the start-up commands and sleeps
+  /// 1 s.
   void InitTavo();
 
   /// Closes the port, clears the serial number and firmware version and ends the command thread.
@@ -95,7 +96,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void SendCommand();        ///< sends commandBuf, one byte per millisecond
   void SendNullData();       ///< sends three NULs, which the scanner does not answer
   void EraseIfPermitted();   ///< sends the queued erase command, or drops it if not permitted
-  void WakeupCommand();      ///< sends "W" up to five times; waits 0.5 s for each answer
+  void WakeupCommand();      ///< sends "W" up to five times; waits up to 0.5 s for each answer
 
   /// Sends commandBuf and polls for the answer every 0.1 s.
   /// @param waitFactor  time-out in units of 0.5 s; if 0, does not wait

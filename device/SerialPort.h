@@ -87,8 +87,8 @@ class SerialPort {
   /// Opens and reserves the device at 115200 bit/s, 8 data bits, no parity, 1 stop bit. First
   /// closes a port that is already open.
   /// @param path  NUL-terminated path of the device
-  /// @return 1 if both directions are open; 0 on failure, also if another program has reserved the
-  ///         device or the read thread cannot be started (see LacksThread).
+  /// @return 1 if both directions are open; 0 on failure, for example if another program has
+  ///         reserved the device or the read thread cannot be started (see LacksThread).
   std::uint8_t openConnections(const char* path);
 
   void closeInputConnection();   ///< closes the line for reading, except descriptor 0

@@ -68,8 +68,8 @@ char* PutNumber(char* out, int value) {
   return std::to_chars(out, out + 4, value).ptr;
 }
 
-// Writes "[year/month/day:hour:minute:second]" and returns its length. `put` writes each number
-// after the year.
+// Writes "[year/month/day:hour:minute:second]" and returns its length. `put` writes the month,
+// day, hour, minute and second.
 template <class Put>
 std::size_t FormatScanTime(char* text, const ScanTime& scan, Put put) {
   char* out = text;

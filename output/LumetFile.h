@@ -63,8 +63,8 @@ class LumetFile {
   /// Returns true if a file, a folder or a link exists at `path`.
   bool Exists(const std::string& path) { return files_.Exists(path); }
 
-  /// Returns a path in the same folder whose name another user cannot predict: the name is followed
-  /// by "_" and six digits of the current time in microseconds.
+  /// Returns a path in the folder of `path`, with a name that another user cannot predict: the name
+  /// in `path`, "_" and six digits of the current time in microseconds.
   std::string AlternativePath(const std::string& path);
 
   /// Result of ReadRegistry.

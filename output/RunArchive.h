@@ -105,8 +105,8 @@ class RunArchive final : public RecordArchive {
   /// Returns true if some records of the current run are known to be incomplete. Any thread.
   bool cutOff() const { return cutOff_; }
 
-  /// Name of the first files of the run that began last, without the extension. Empty while the run
-  /// has no records. Any thread.
+  /// Name of the first files of the latest run, without the extension. Empty while the run has no
+  /// records. Any thread.
   const std::string& runName() const { return runName_.Get(); }
 
   /// Absolute path of the archive folder.
@@ -159,12 +159,12 @@ class RunArchive final : public RecordArchive {
   Word<bool> startsRun_ = false;    // the next record opens new files for a run
   Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
-  std::atomic<std::int64_t> unitsBegun_{
-      0};  // number of records and bursts, including one being written
+  // Number of records and bursts, including one that is being written.
+  std::atomic<std::int64_t> unitsBegun_{0};
   std::atomic<std::int64_t> unitsKept_{0};    // number of records and bursts that have been written
   std::atomic<std::int64_t> unitsBefore_{0};  // unitsBegun_ at the start of the download
-  std::atomic<std::int64_t> unitsCopied_{
-      -1};  // unitsBegun_ when the last complete file was written, or -1
+  // unitsBegun_ when the last complete output file was written, or -1 if there is none.
+  std::atomic<std::int64_t> unitsCopied_{-1};
   Word<bool> failed_ = false;
   Word<bool> cutOff_ = false;
   Word<bool> dayDeleted_ = false;

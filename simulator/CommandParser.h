@@ -40,7 +40,7 @@ struct Command {
 class CommandParser {
  public:
   struct Result {
-    std::optional<Command> command;  ///< completed by this byte
+    std::optional<Command> command;  ///< the command that this byte completed
     std::string complaint;           ///< error in this byte or the unfinished command; "" if none
   };
 

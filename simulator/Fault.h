@@ -39,7 +39,7 @@ enum class FaultAction {
   kUnplug,  ///< the cable is pulled, and plugged in again after `replug`, if present
   // Not with kCommand:
   kPlug,   ///< the cable is plugged in
-  kSend,   ///< `bytes` are sent at once, even within an answer
+  kSend,   ///< `bytes` are sent at once, even in the middle of an answer
   kPause,  ///< sending stops for `duration`
   kScan,   ///< a barcode is scanned, with the symbology byte `number` and the data `bytes`
 };
@@ -50,7 +50,7 @@ struct Fault {
 
   FaultTrigger trigger = FaultTrigger::kCommand;
   std::string command;           ///< kCommand: the command's text; "w", "p" or "any" for a group
-  std::uint64_t occurrence = 1;  ///< kCommand: which occurrence after arming, from 1
+  std::uint64_t occurrence = 1;  ///< kCommand: the occurrence since arming, from 1
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
   std::chrono::nanoseconds after{0};  ///< kTime: the time since the fault was armed

@@ -26,7 +26,7 @@ class OutputQueue {
   /// Queues bytes. Sending begins at `earliest` or later, and at least `pause` after the bytes that
   /// are already queued.
   void Append(Bytes bytes, Time earliest, Duration pause = Duration::zero());
-  /// Inserts bytes before all unsent bytes, even within an answer.
+  /// Inserts bytes before all unsent bytes, even in the middle of an answer.
   void InsertNow(Bytes bytes, Time now);
   /// Sends nothing before `until`.
   void HoldUntil(Time until);
@@ -42,8 +42,8 @@ class OutputQueue {
   void Consume(std::size_t count, Time now);
   /// Delays the remaining bytes, because the receiver's buffer was full until now.
   void Stall(Time now);
-  /// The time to call Due() again, when the bytes of about 1 ms are due. Time::max() if the queue
-  /// is empty.
+  /// The time to call Due() again. By then, the bytes of about 1 ms are due. Time::max() if the
+  /// queue is empty.
   Time NextDue() const;
 
  private:

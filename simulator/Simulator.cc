@@ -189,7 +189,7 @@ const Transcript& Simulator::GetTranscript() const {
 }
 
 bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds timeout) const {
-  constexpr Milliseconds kPoll{5};  // the condition may depend on more than the scanner
+  constexpr Milliseconds kPoll{5};  // for conditions that depend on more than the scanner
   const Time deadline = Clock::now() + timeout;
   std::unique_lock lock(mutex_);
   while (true) {
