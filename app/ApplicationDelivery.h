@@ -21,7 +21,7 @@ namespace quillet {
 /// unless stated otherwise.
 class ApplicationDelivery {
  public:
-  /// The buttons beside the messages. Main thread.
+  /// What the buttons next to the messages do. Main thread, unless stated otherwise.
   struct Actions {
     std::function<void()> chooseApplication;  ///< lets the user choose the application
     std::function<void()> showRuns;           ///< shows the records in the archive

@@ -12,11 +12,11 @@
 
 namespace quillet {
 
-/// Says in the status strip why an attempt to connect has failed.
+/// Shows in the status strip why an attempt to connect has failed.
 class PortMessages {
  public:
   /// @param platform  provides the clipboard and the registry, which finds the cause of a failure
-  /// @param ports     the ports that are present; outlives this object, like the others
+  /// @param ports     the ports that are present; outlives this object, like the other parameters
   /// @param strip     shows the messages
   /// @param tryAgain  starts another attempt to connect; main thread
   PortMessages(const Platform& platform, const PortTable& ports, StatusStrip& strip,

@@ -194,7 +194,7 @@ void RunMessages::ShowFinished(const Run::Result& result) {
                                  : typed + "the active application"));
 }
 
-// Says how many records were not received, if any.
+// If records were not received, shows how many.
 void RunMessages::ShowMissing(std::string_view scanner) {
   const std::int32_t missing = expected_ - ended_;
   if (missing <= 0) return;

@@ -62,11 +62,11 @@ class RunMessages {
   /// Shows why a button that the user pressed has no effect now. Main thread.
   void PressIgnored(const std::string& text);
 
-  /// If the settings erase the scanner and write no file, says once that only the archive keeps the
+  /// If the settings erase the scanner and write no file, shows once that only the archive keeps the
   /// records. Any thread.
   void CheckCopies();
 
-  /// Says that an earlier process did not finish its work. Main thread.
+  /// Shows that an earlier process did not finish its work. Main thread.
   /// @param runs   interrupted runs, as returned by RunArchive::TakeInterruptedRuns
   /// @param files  number of unfinished files that were removed
   void Interrupted(const std::vector<std::string>& runs, std::size_t files);

@@ -25,7 +25,7 @@ struct SensitiveActions {
 
 /// Returns the sensitive actions that the settings would cause. Writing to the default output path
 /// is not sensitive.
-/// @param settings    the settings in force
+/// @param settings    the current settings
 /// @param dataFolder  absolute path of the data folder
 SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFolder);
 
@@ -44,9 +44,9 @@ class SettingsConsent {
   /// The objects that SettingsConsent uses. All outlive it.
   struct Parts {
     platform::FileStore& files;       ///< reads and writes `confirmed`
-    Settings& settings;               ///< the settings in force
+    Settings& settings;               ///< the current settings
     platform::Panels& panels;         ///< shows the dialog
-    StatusStrip& strip;               ///< says that settings are held back
+    StatusStrip& strip;               ///< shows that settings are held back
     std::string dataFolder;           ///< absolute path of the data folder
     std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
     std::function<bool()> isBusy;     ///< during a run, returns true and shows a message

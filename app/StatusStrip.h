@@ -59,13 +59,13 @@ enum class Notice {
   kNoScanner,         ///< no scanner is connected
 };
 
-/// A button beside a message.
+/// A button next to a message.
 using platform::StripAction;
 
 /// The line below the main view. Shows one message at a time; see Notice.
 class StatusStrip {
  public:
-  /// @param display    shows the line; outlives this object, like the others
+  /// @param display    shows the strip; outlives this object, like the other parameters
   /// @param mainQueue  receives all changes that other threads request
   /// @param log        receives the messages about problems
   StatusStrip(platform::StatusDisplay& display, platform::MainQueue& mainQueue, SystemLog& log)

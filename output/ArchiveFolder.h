@@ -73,8 +73,8 @@ class ArchiveFolder {
   /// Deletes the files with this name.
   void Remove(const std::string& name);
 
-  /// Deletes the oldest runs until the rest is at most kRuns runs and kArchiveSize bytes. Files of
-  /// live scans do not count as runs. Keeps runs that are in use. Errors are ignored.
+  /// Deletes the oldest runs until at most kRuns runs and kArchiveSize bytes remain. Files of live
+  /// scans do not count as runs. Keeps runs that are in use. Errors are ignored.
   void DropOld();
 
  private:

@@ -43,8 +43,8 @@ class RunArchive final : public RecordArchive {
   /// Size at which a new file begins, in bytes.
   static constexpr std::uint64_t kFileSize = 20'000'000;
 
-  /// @param clock     provides the times in names and files; outlives this object, like the other
-  /// references
+  /// @param clock     provides the times for file names and entries; outlives this object, like
+  ///                  the other references
   /// @param files     writes the files
   /// @param settings  written to the files
   /// @param scanner   written to the files
