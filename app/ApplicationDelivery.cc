@@ -78,8 +78,8 @@ void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   ShowProblem();
 }
 
-// Posts all keys of a record in one call, so that a backend releases the modifiers that the user
-// holds only once per record.
+// Posts all keys of a record in one call. If the user holds modifiers, a backend then releases them
+// only once per record.
 void ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) return;
   std::string text;

@@ -50,7 +50,7 @@ class ApplicationDelivery {
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
 
-  /// Prepares for typing. Shows a message if the application for a destination does not exist, and
+  /// Prepares for typing. Shows a message if the destination's application does not exist, and
   /// otherwise removes the message. Any thread.
   /// @param destination  see Settings
   /// @param application  the path in the settings

@@ -8,12 +8,12 @@
 
 namespace quillet {
 
-/// Runs jobs on a thread, one at a time, in the order in which they were added. Must outlive its
-/// jobs. Main thread only.
+/// Runs jobs on a background thread, one at a time, in the order in which they were added. Must
+/// outlive its jobs. Main thread only.
 class BackgroundWork {
  public:
-  /// A job, which runs on the thread. The function that it returns is then called on the main
-  /// thread.
+  /// A job, which runs on the background thread. The function that it returns is then called on the
+  /// main thread.
   using Job = std::function<std::function<void()>()>;
 
   /// @param queue     the main queue; must outlive this object

@@ -170,7 +170,7 @@ void EarlierRuns::ShowSelected() {
   ShowPreview();
 }
 
-// Reads one preview at a time. While the user moves quickly through the list, skips rows.
+// Reads one preview at a time. Skips rows while the user moves quickly through the list.
 void EarlierRuns::ShowPreview() {
   if (previewing_) return;
   const StoredRun* const run = Selected();

@@ -72,7 +72,7 @@ class EarlierRuns {
   void ShowInFolder();
   void Remove();
 
-  /// Asks for a path and writes a file there.
+  /// Asks the user for a path and writes a file there.
   /// @param title     title of the panel
   /// @param name      proposed file name
   /// @param contents  returns the contents, or no value if the archive cannot be read; called on

@@ -13,8 +13,8 @@ namespace quillet {
 
 /// Appends texts to the main view. Texts and changes of other controls take effect in call order.
 ///
-/// The texts between two other changes share one entry of the main queue. If the main thread does
-/// not keep up, the oldest queued records are dropped (see TextBacklog).
+/// All texts between two changes of other controls share one entry of the main queue. If the main
+/// thread cannot keep up, the oldest queued records are dropped (see TextBacklog).
 class MainView {
  public:
   /// @param queue  outlives this object

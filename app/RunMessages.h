@@ -62,8 +62,8 @@ class RunMessages {
   /// Shows why a button that the user pressed has no effect now. Main thread.
   void PressIgnored(const std::string& text);
 
-  /// If the settings erase the scanner and write no file, shows once that only the archive keeps the
-  /// records. Any thread.
+  /// If the settings erase the scanner and write no file, shows once that only the archive keeps
+  /// the records. Any thread.
   void CheckCopies();
 
   /// Shows that an earlier process did not finish its work. Main thread.

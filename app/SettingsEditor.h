@@ -17,7 +17,7 @@
 
 namespace quillet {
 
-/// Loads, edits and saves the user's settings. Its log lines name the SyncController operation that
+/// Loads, edits and saves the user's settings. Its log lines name the SyncController function that
 /// was called. Main thread only.
 class SettingsEditor {
  public:

@@ -31,9 +31,9 @@ class RecordArchive {
   /// @param erasePending  whether an erase command of an earlier run is still queued
   virtual void DownloadStarted(bool erasePending) = 0;
 
-  /// Stores a record that is not part of a burst. Called before the record is delivered, and for a
-  /// record that is not delivered, because it arrived as the answer to another command. Read
-  /// thread.
+  /// Stores a record that is not part of a burst. Called before the record is delivered. Also
+  /// called for a record that is not delivered because it arrived as the answer to another command.
+  /// Read thread.
   /// @param record  the stored record as received; valid during the call
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;
 
@@ -45,8 +45,8 @@ class RecordArchive {
   /// @param complete  false if some records are known to be incomplete
   virtual void BurstDelivered(bool complete) = 0;
 
-  /// Waits, for a limited time, until every record of the run is on the computer's disk. Command
-  /// thread.
+  /// Waits until every record of the run is on the computer's disk or a time limit has passed.
+  /// Command thread.
   /// @return no value if the scanner must not be erased
   virtual std::optional<ErasePermit> AwaitCopy() = 0;
 

@@ -71,7 +71,7 @@ class SerialPort {
  public:
   static constexpr std::int32_t kReadBufferSize = 10240;  ///< maximum size of a chunk in bytes
 
-  /// @param log    records chunks that arrive without a delegate and failures to start the thread
+  /// @param log    for chunks that arrive without a delegate and failures to start the thread
   /// @param clock  sleeps between reads and between written bytes
   /// @param line   opens, reads and writes the device
   SerialPort(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)

@@ -24,8 +24,8 @@ struct StoredRun {
   ArchivedRun head = {};           ///< metadata, the same in all files of the run
 };
 
-/// Reads the archive folder. List must be called on one thread at a time, the other functions on
-/// any thread.
+/// Reads the archive folder. List may be called by one thread at a time, the other functions by any
+/// thread.
 class ArchiveReader {
  public:
   /// @param log     receives the names of unreadable files; must outlive this object, like `files`
@@ -34,9 +34,9 @@ class ArchiveReader {
   ArchiveReader(SystemLog& log, platform::FileStore& files, std::string folder)
       : log_(log), files_(files), folder_(std::move(folder)) {}
 
-  /// Returns the runs in the archive, newest first. The files of a run that exceeds the maximum
-  /// file size are one entry, like the files of a day's live scans. Reads only files that are new
-  /// or whose size has changed since the last call.
+  /// Returns the runs in the archive, newest first. All files of a run are one entry, and
+  /// so are all files of a day's live scans. Reads only files that are new or whose size has
+  /// changed since the last call.
   std::vector<StoredRun> List();
 
   /// Reads the records of a run.

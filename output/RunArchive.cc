@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using platform::FileStore;
 
-// Flushing a run's files to the disk takes milliseconds, but seconds if a slow disk is busy.
+// Flushing a run's files usually takes milliseconds, but it can take seconds on a slow, busy disk.
 constexpr auto kLongestSynchronization = 30s;
 constexpr auto kPollPause = 50ms;
 constexpr int kFlushAttempts = 10;

@@ -82,8 +82,8 @@ class RunArchive final : public RecordArchive {
   /// @param complete  true if all records of the scanner were received
   void End(bool complete);
 
-  /// Writes the lines that have not been written yet. From now on, lines are written at once. Waits
-  /// up to 0.5 s for the read thread. Main thread.
+  /// Writes the lines that have not been written yet. After this call, lines are written at once.
+  /// Waits up to 0.5 s for the read thread. Main thread.
   void WriteLines();
 
   /// Deletes the files of a run or of a day's live scans. If the scanner has not yet been erased

@@ -11,7 +11,7 @@ namespace quillet::simulator {
 
 /// Generates the records of one day of stock-taking, 2026-11-16: a label for each shelf, then
 /// articles and cartons with valid check digits, some of them repeated, at increasing times. The
-/// 300 series also scans matrix codes. Other values of `randomState` produce other records.
+/// 300 series also scans matrix codes. Each value of `randomState` produces different records.
 ///
 /// The result depends only on the arguments, on every platform.
 std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t randomState = 1);

@@ -39,8 +39,8 @@ void CatchSignals() {
   struct sigaction action = {};
   action.sa_handler = OnSignal;
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
-  // SIGPIPE is ignored, so that the program removes the link even if the reader of its output has
-  // ended.
+  // SIGPIPE is ignored, so that the simulator removes the link even if the program that reads its
+  // output has ended.
   action.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &action, nullptr);
 }
