@@ -86,15 +86,15 @@ class ApplicationDelivery {
   Time lastRecord_{};
   Time lastCheck_{};  // time of the last check of the input method
 
-  SharedText typingProblem_;                 // text of kTypingImpossible in the strip
-  SharedText inputMethod_;                   // input method that kInputMethodOn names
+  SharedText typingProblem_;                 // text of the message kTypingImpossible
+  SharedText inputMethod_;                   // named by the message kInputMethodOn
   std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
-  std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is in the strip
+  std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is raised
 
   std::mutex checking_;        // guards targetMessage_
-  std::string targetMessage_;  // text of kTargetMissing in the strip
+  std::string targetMessage_;  // text of the message kTargetMissing
 
-  std::atomic<bool> isAtOwnWindow_ = false;  // kTypedAtQuillet is in the strip
+  std::atomic<bool> isAtOwnWindow_ = false;  // kTypedAtQuillet is raised
   std::atomic<Time> lastIgnored_ = Time::min();
 };
 

@@ -44,9 +44,9 @@ class PortMessages {
   const PortTable& ports_;
   StatusStrip& strip_;
   const std::function<void()> tryAgain_;
-  BackgroundWork inspections_;  // on a thread: looking up users and groups can take minutes
+  BackgroundWork inspections_;  // a thread, since looking up users can take minutes
 
-  // Main thread.
+  // Main thread only.
   std::map<Notice, std::string> paths_;  // path of the port that a message is about, or empty
   int withdrawals_ = 0;
 };

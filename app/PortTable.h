@@ -113,7 +113,7 @@ class PortTable {
   SystemLog& log_;
   SharedText lastName_;  // name of the port that was selected or connected last
   SharedText lastPath_;
-  std::set<std::string> untried_;  // paths; main thread
+  std::set<std::string> untried_;  // paths of ports not tried yet; main thread only
 };
 
 }  // namespace quillet

@@ -84,7 +84,7 @@ class RunMessages {
   std::vector<StripAction> FileActions(const std::string& path) const;
 
   const Parts parts_;
-  RunProgress progress_;                             // main thread
+  RunProgress progress_;                             // main thread only
   bool stuck_ = false;                               // main thread: kRunStuck is raised
   std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of an ignored press
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms

@@ -32,7 +32,7 @@ SettingsEditor::SettingsEditor(const Parts& parts)
 
 void SettingsEditor::Save() {
   WriteChoices(settings_, parts_.image);
-  // For other destinations, the settings file keeps the names saved earlier.
+  // For other destinations, the settings file keeps the paths that were saved earlier.
   if (settings_.destination == kToFile || settings_.destination == kToNamedApplication) {
     for (const auto& [position, name] : {std::pair(kApplicationNamePosition, &settings_.appname),
                                          std::pair(kFileNamePosition, &settings_.filename)}) {
@@ -64,7 +64,7 @@ void SettingsEditor::CheckPaths() {
   parts_.strip.Withdraw(Notice::kPathTooLong);
 }
 
-// Lets the user choose another path, in the settings window.
+// Lets the user choose another path in the settings window.
 void SettingsEditor::Choose(std::int32_t destination) {
   if (!isOpen_) {
     if (parts_.isBusy()) return;

@@ -102,7 +102,7 @@ class StatusStrip {
   platform::StatusDisplay& display_;
   platform::MainQueue& mainQueue_;
   SystemLog& log_;
-  std::map<Notice, Message> messages_;  // main thread
+  std::map<Notice, Message> messages_;  // main thread only
 };
 
 }  // namespace quillet

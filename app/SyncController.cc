@@ -44,7 +44,7 @@ SyncController::SyncController(const Platform& platform, const MainWindowControl
   controls_.synchronize.OnPress([this] { synchronizeButton(); });
   controls_.clearview.OnPress([this] { clearviewButton(); });
   controls_.portList.OnSelection([this](std::int32_t item) {
-    // The list also reports the changes that ChangePortList makes.
+    // The list reports selections even if ChangePortList, not the user, makes them.
     if (isPortListChanging_) {
       ports_.selectedItem = item;
     } else {

@@ -62,7 +62,7 @@ class SyncController final : public LumetDelegate {
   std::int32_t findSerialPorts();  ///< fills `stream` and `path`; returns the number of ports
   void updatePortList(bool flag);  ///< updates the port list; if `flag`, removes old items first
   void startNotification();        ///< registers for notifications about ports
-  void stopNotification();         ///< ends the registrations, if any
+  void stopNotification();         ///< cancels the registrations, if any
   ///@{ Registry callbacks. With a null `context`, they only arm the iterator by emptying it.
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
@@ -172,7 +172,7 @@ class SyncController final : public LumetDelegate {
        .showRuns = [this] { earlierRuns_->Open(); },
        .isArchived = [this] { return !archive_->failed(); },
        .guide = folders_.guide}};
-  bool isPortListChanging_ = false;       // main thread
+  bool isPortListChanging_ = false;       // main thread only
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   PortMessages portMessages_{platform_, ports_, strip_, [this] { TryAgain(); }};

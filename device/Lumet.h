@@ -182,8 +182,8 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   std::atomic<bool> lacksThread_{false};
   std::atomic<std::uint8_t> bConnected_ = 0;
   Word<std::int32_t> commandType_ = 0;
-  std::int32_t commandLength_ = 0;                    // command thread
-  std::uint8_t commandBuf_[kCommandBufferSize] = {};  // command thread
+  std::int32_t commandLength_ = 0;                    // command thread only
+  std::uint8_t commandBuf_[kCommandBufferSize] = {};  // command thread only
   Word<DisplayState> display_ = DisplayState();
 };
 

@@ -19,7 +19,7 @@ constexpr auto kTransmitPause = 1ms;
 constexpr std::int32_t kReadsUntilIdle = 5000;
 constexpr auto kIdleSlack = 5ms;
 
-// Number of reads between two hang-up checks of an idle port. They take about a second.
+// Number of reads between two hang-up checks of an idle port. These reads take about a second.
 constexpr std::int32_t kReadsPerCheck = 200;
 // More than one, because a device that is unplugged hangs up some milliseconds before its removal
 // is reported.
@@ -89,7 +89,7 @@ void SerialPort::ReadOnce(std::uint8_t* buffer) {
     return line_.Read(line, {buffer, kReadBufferSize});
   });
   if (count <= 0) return CountSilence();
-  // Reset here, because threads and programs that the receiver starts inherit the slack.
+  // Resets the slack here, because threads and programs that the receiver starts inherit it.
   if (silentReads_ >= kReadsUntilIdle) clock_.SetSleepSlack(0us);
   silentReads_ = 0;
   hungUpChecks_ = 0;

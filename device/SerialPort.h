@@ -140,7 +140,7 @@ class SerialPort {
   std::atomic<std::uint8_t> bIsClosed_{0};
   ThreadHandle readThread_;
   std::atomic<bool> lacksThread_{false};
-  // Read thread.
+  // Read thread only.
   std::int32_t silentReads_ = 0;   // reads without data since the last chunk or hang-up check
   std::int32_t hungUpChecks_ = 0;  // successive checks that found a hang-up
 };

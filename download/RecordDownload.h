@@ -34,8 +34,8 @@ class RecordDownload final : public Download {
 
   SystemLog& log_;
   Lumet& session_;
-  RecordComposer composer_;  // read thread
-  std::string line_;         // read thread
+  RecordComposer composer_;  // read thread only
+  std::string line_;         // read thread only
 };
 
 }  // namespace quillet

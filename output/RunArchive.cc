@@ -87,7 +87,7 @@ void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> b
   entry_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()).append("\n");
   if (!AppendUnit()) {
     Failed();
-    AppendUnit();  // this time, to new files
+    AppendUnit();  // retries with new files
   }
   ++unitsKept_;
 }

@@ -172,7 +172,7 @@ class RunArchive final : public RecordArchive {
   Word<bool> writesEachLine_ = false;  // lines are written at once, see WriteLines
   SharedText runName_;
 
-  // Read thread.
+  // Read thread only.
   Volume run_;
   Volume day_;
   Volume* latest_ = nullptr;  // the files that the last record or burst was written to

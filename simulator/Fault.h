@@ -18,10 +18,10 @@ namespace quillet::simulator {
 /// The event that triggers a fault. Bytes are counted from the time the cable is plugged in.
 enum class FaultTrigger {
   kCommand,        ///< a command arrives ("on")
-  kBytesSent,      ///< a number of bytes has been sent to the computer ("after-sent")
-  kBytesReceived,  ///< a number of bytes has been received from the computer ("after-received")
-  kBytesBothWays,  ///< a number of bytes has been sent and received in total ("after-bytes")
-  kTime,           ///< a time has passed since the fault was armed ("at")
+  kBytesSent,      ///< `afterBytes` bytes have been sent to the computer ("after-sent")
+  kBytesReceived,  ///< `afterBytes` bytes have been received ("after-received")
+  kBytesBothWays,  ///< `afterBytes` bytes have been sent and received in total ("after-bytes")
+  kTime,           ///< the time `after` has passed since the fault was armed ("at")
 };
 
 /// The effect of a fault.

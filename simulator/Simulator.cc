@@ -53,7 +53,7 @@ class Alarm {
 
   /// Ends the wait in progress, or the next one. Any thread.
   void Ring() {
-    // If the pipe is full, the wait ends anyway.
+    // If the pipe is full, the write fails, but the wait ends anyway.
     [[maybe_unused]] const ssize_t ignored = ::write(ringer_.Get(), "", 1);
   }
 

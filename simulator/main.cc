@@ -64,7 +64,7 @@ std::string ListOf(const char* name, const std::vector<std::string>& lines) {
   return text;
 }
 
-/// A line of standard input, without its first word, and the answer.
+/// A request from standard input: the line without its first word, and the answer to print.
 struct Request {
   Simulator& simulator;
   Model model;
