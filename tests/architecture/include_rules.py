@@ -1,4 +1,4 @@
-"""Checks that each folder includes only the headers that it may include.
+"""Checks that the sources in each folder include only the headers that the folder may include.
 
 Each folder may include headers of the folders after it:
 program -> app -> output -> download -> device -> platform (interfaces) -> base. Backends may

@@ -13,8 +13,8 @@ inline double Seconds(Clock::duration duration) {
 
 /// Prints the result of one round in the format that tests/bench/table.py reads.
 /// @param name      name of the table row
-/// @param ours      result of Quillet
-/// @param baseline  result of the baseline, in the same unit
+/// @param ours      Quillet's result
+/// @param baseline  the baseline's result, in the same unit
 inline void PrintFigure(const char* name, double ours, double baseline) {
   std::printf("figure\t%s\t%.9g\t%.9g\n", name, ours, baseline);
   std::fflush(stdout);

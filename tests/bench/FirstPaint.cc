@@ -4,7 +4,7 @@
 // first paint and the process ID of the program, then exits. The program keeps running.
 //
 // The window counts as painted when 300 pixels in the middle row of the screen are white, the
-// background colour of a text view. At the start, the row must not be white.
+// background colour of a text view. Before the program starts, the row must not be white.
 
 #include <sys/types.h>
 #include <sys/wait.h>

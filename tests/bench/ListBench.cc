@@ -1,8 +1,8 @@
 // Usage: list_bench ROUNDS
 //
 // Opens the window "Earlier synchronizations" with 100 runs of 2 MB in the archive, and saves the
-// newest run. It was interrupted, so its lines are composed again for the preview and the file.
-// Prints in milliseconds, for each round:
+// newest run. That run was interrupted, so its lines are composed again for the preview and the
+// file. For each round, prints in milliseconds:
 //   list            time until the window shows all runs and the preview; baseline: reading the
 //                   same files once
 //   list-turn       longest processor time between two passes of the main loop until the run is
@@ -174,5 +174,5 @@ int main(int argc, char** argv) {
     const test::TemporaryFolder folder;
     Measure(argc > 1 ? std::atoi(argv[1]) : 1, folder);
   }
-  _exit(0);  // the programs' threads still run
+  _exit(0);  // skips destructors, because the programs' threads are still running
 }

@@ -1,6 +1,6 @@
 // Measures how long Quillet takes to list 1, 8 and 32 serial ports on a system with 64 virtual
 // terminals. Baseline: enumerating the same devices with libudev alone. For each round, prints the
-// seconds to list N ports as "ports-N". Run under umockdev-wrapper.
+// figures "ports-1", "ports-8" and "ports-32" in seconds. Run under umockdev-wrapper.
 
 #include <array>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // Usage: run_bench [ROUNDS [RECORDS]] | run_bench singly | run_bench archive [ROUNDS]
 //
 // Measures downloading a burst to a file (default: 15 rounds of 20,000 records). The program runs
-// without its window and is connected over a pseudo-terminal. For each round, prints these times in
-// seconds:
+// without its window. A pseudo-terminal connects it to a simulated scanner. For each round, prints
+// these times in seconds:
 //   unpaced  from the command "P" to the last record, with a log listener; baseline: a poll loop
 //            that only reads the same burst
 //   tail     from the first record to the last; baseline: the program's "unpaced" time

@@ -1,7 +1,7 @@
 // Usage: view_bench ROUNDS
 //
 // Measures the speed of the main view and the responsiveness of the window. A thread queues an
-// append and a scroll per record while the main loop runs. Prints in milliseconds, for each round:
+// append and a scroll per record while the main loop runs. For each round, prints in milliseconds:
 //   view-N          time to display N records; baseline: one insertion of the same text
 //   turn            longest time between two passes of the main loop; baseline: a frame at 60 Hz
 //   turn-processor  longest processor time between two passes; same baseline
@@ -62,7 +62,8 @@ double AppendAll(int records, QtMainQueue& queue, QtMainWindow& window, Pulse& p
   return total;
 }
 
-/// Inserts the same records in a single call. Returns its duration in milliseconds.
+/// The baseline for AppendAll: inserts the same text in a single call. Returns the duration of the
+/// call in milliseconds.
 double InsertAtOnce(int records, QtMainWindow& window) {
   auto& view = static_cast<quillet::platform::qt::RecordView&>(
       *window.widget().findChild<QPlainTextEdit*>());

@@ -1,4 +1,4 @@
-"""Measures the processor time of the idle program, and how soon it reads data that arrives."""
+"""Measures the processor time of the idle program, and how soon it reads incoming data."""
 
 import os
 import random
@@ -28,8 +28,8 @@ def _processor_seconds(pid):
 
 
 def _await_input(line, present):
-    """Polls a terminal until it has unread input or none. Returns the time of the last poll before
-    the change, and of the first poll after it."""
+    """Polls a terminal until it has unread input or, if `present` is false, until it has none.
+    Returns the times of the last poll before the change and of the first poll after it."""
     start = before = time.monotonic()
     while True:
         readable, _, _ = select.select([line], [], [], 0)

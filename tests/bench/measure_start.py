@@ -1,4 +1,4 @@
-"""Measures the time until the window is painted and the memory of the idle program.
+"""Measures the start-up time, until the window is painted, and the memory of the idle program.
 
 Baseline: a window with the same controls, which do nothing.
 """
@@ -24,7 +24,7 @@ def _resident_mebibytes(pid):
 class Start(SystemTest):
 
     def test_measures_start_time_and_memory(self):
-        """Starts the two programs alternately. The first round is a warm-up."""
+        """Starts Quillet and the baseline alternately. The first round is a warm-up."""
         folder = os.path.dirname(os.environ["SYSTEM_TEST_QUILLET"])
         environment = self.desktop.environment | self.devices.environment
         for round_number in range(_ROUNDS + 1):

@@ -1,4 +1,4 @@
-"""Desktops for tests of typing. None of them needs a graphics card."""
+"""Desktops for the typing tests. None of them needs a graphics card."""
 
 import os
 import re
@@ -22,7 +22,8 @@ LIMIT = float(os.environ.get("LIMIT", "40"))  # seconds, many times longer than 
 
 
 def wait_until(condition, what, limit=LIMIT):
-    """Calls `condition` until it returns a true value, and returns that value."""
+    """Calls `condition` until it returns a true value, and returns that value. Fails after `limit`
+    seconds."""
     end = time.monotonic() + limit
     while not (value := condition()):
         if time.monotonic() > end:
@@ -158,7 +159,7 @@ class Desktop:
         raise NotImplementedError
 
     def set_group(self, group):
-        """Selects one of the user's layouts. Positions start at 0."""
+        """Selects the user's layout at position `group`, counted from 0."""
         raise NotImplementedError
 
     def prepare_change(self, before, _after):
@@ -166,14 +167,14 @@ class Desktop:
         self.set_layouts(before)
 
     def change_to(self, layout):
-        """Changes the layout like the user."""
+        """Changes the layout as the user would."""
         self.set_layouts(layout)
 
     def hold_shift(self, on):
         self.keyboard.key(LEFT_SHIFT, on)
 
     def press_caps_lock(self):
-        """Presses the key, and sets the LED as a desktop with a real keyboard does."""
+        """Presses Caps Lock, and sets its LED as a desktop does for a real keyboard."""
         self.press(CAPS_LOCK)
         self.caps_lock = self.has_caps_lock and not self.caps_lock
         os.makedirs(LED, exist_ok=True)

@@ -1,4 +1,4 @@
-"""The user's keyboard, with one class for each kind of desktop. Keys are evdev codes."""
+"""Simulates the user's keyboard, with one class for each kind of desktop. Keys are evdev codes."""
 
 import array
 import ctypes

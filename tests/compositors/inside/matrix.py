@@ -59,8 +59,8 @@ class Receiver:
             return file.read()
 
     def wait_for(self, before, text, limit=20):
-        """Waits for `text` after `before`. Returns the received text when it equals `text`, when it
-        is wrong and final, or when `limit` seconds have passed without a change."""
+        """Waits for `text` and returns the text received after `before`. Gives up if that text is
+        wrong and final, or does not change for `limit` seconds."""
         last, changed = "", time.monotonic()
         end = changed + limit
         while time.monotonic() < end:
@@ -77,7 +77,7 @@ class Receiver:
         return last
 
     def wait_for_length(self, length, limit=5):
-        """Waits up to `limit` seconds until the text has at least this length."""
+        """Waits up to `limit` seconds until the receiver has at least `length` characters."""
         end = time.monotonic() + limit
         while len(self.text()) < length and time.monotonic() < end:
             time.sleep(0.005)
@@ -99,7 +99,7 @@ def difference(expected, received):
 
 
 class Cell:
-    """Types TEXT into a receiver. STATES lists the methods, one for each state of the desktop."""
+    """Types TEXT into a receiver. STATES lists the methods that each test one desktop state."""
 
     def __init__(self, desktop, receiver, repeat=1):
         self._desktop = desktop
@@ -159,7 +159,7 @@ class Cell:
         return self._type()
 
     def change(self, layout):
-        """Changes the layout while a longer text is being typed."""
+        """Changes the layout while three copies of TEXT are being typed."""
         self._desktop.prepare_change("de" if layout == "us" else "us", layout)
         text = TEXT * 3
         process, before = self.start(text, "--pace", "4000")
@@ -198,7 +198,7 @@ def measure(desktop, receiver_name, options, report):
 
 
 def table(results, states):
-    """Returns a table with the numbers of exact, refused and wrong layouts."""
+    """Returns a table that counts the layouts with exact, refused and wrong text."""
     lines = ["| Desktop | Receiver | " + " | ".join(states) + " |", "|---" * (2 + len(states)) + "|"]
     rows = collections.defaultdict(lambda: collections.defaultdict(collections.Counter))
     for (desktop, receiver, _layout, state), problem in results.items():

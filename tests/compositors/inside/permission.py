@@ -10,8 +10,8 @@ import time
 from desktops import Gnome
 from matrix import TEXT, Cell, Receiver
 
-# LISTEN collects GNOME Shell's handles of remote access. STOP stops the latest one, like the
-# indicator in the panel.
+# LISTEN collects GNOME Shell's remote access handles. STOP stops the latest one, as the indicator
+# in the panel does.
 LISTEN = ("global.backend.get_remote_access_controller().connect('new-handle', (_, handle) =>"
           " (globalThis.accesses ??= []).push(handle))")
 STOP = "accesses.pop().stop() === undefined"
@@ -29,7 +29,8 @@ class Permission:
         self._failures += not is_right
 
     def _type(self, *answer):
-        """Types TEXT. Returns an error message or "". Answers no dialog if `answer` is empty."""
+        """Types TEXT. If `answer` is not empty, presses a button with one of these labels in the
+        portal's dialog. Returns an error message or ""."""
         dialog = self._desktop.answer_dialog(*answer) if answer else None
         problem = Cell(self._desktop, self._receiver).plain("us")
         if dialog is not None:

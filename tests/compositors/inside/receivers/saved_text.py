@@ -4,7 +4,7 @@ import os
 
 
 class SavedText:
-    """Writes the text when the toolkit is idle. `schedule` tells it to call write()."""
+    """Writes the text when the toolkit is idle: `schedule` asks the toolkit to call write()."""
 
     def __init__(self, path):
         self._path = path
