@@ -80,8 +80,8 @@ class FaultTest(SystemTest):
                             lambda: self.quillet.wait_for_progress(messages.gave_up(records)))
 
     def check_silent_runs(self, *runs):
-        """Calls check_lost_run() for each run: a tuple of a fault, the progress text when data
-        stops arriving, and settings."""
+        """Calls check_lost_run() for each run. A run is a tuple of a fault, the progress text that
+        is shown when data stops arriving, and settings."""
         for fault, progress, settings in runs:
             with self.subTest(fault):
                 self.check_lost_run(

@@ -22,8 +22,8 @@ class EveryCallTest(ArchiveTest):
         for (call, file), count in sorted(counts.items()):
             numbers = {1, 2, (count + 1) // 2, count} if call in _EVERY_NUMBER else {1, count}
             if file == "root" or (call, file) == ("open", "data"):
-                # Libraries open the root folder at startup. The program opens the data folder there
-                # to read the settings, without which it starts no run.
+                # Libraries open the root folder at startup, when the program also opens the data
+                # folder to read the settings. A fault there would prevent the run.
                 numbers = {count}
             points += [Point(call, file, number, number, error)
                        for number in sorted(numbers) if number <= count for error in ERRORS[call]]
@@ -49,14 +49,14 @@ class EveryCallTest(ArchiveTest):
         print(f"destination {destination}, burst {burst}: {len(runs)} failed calls: {dict(results)}",
               flush=True)
 
-    def test_burst_to_file_survives_failed_calls(self):
+    def test_burst_to_file_survives_syscall_failures(self):
         self.check(TO_FILE, 1)
 
-    def test_single_records_to_file_survive_failed_calls(self):
+    def test_single_records_to_file_survive_syscall_failures(self):
         self.check(TO_FILE, 0)
 
-    def test_burst_to_view_survives_failed_calls(self):
+    def test_burst_to_view_survives_syscall_failures(self):
         self.check(TO_VIEW, 1)
 
-    def test_single_records_to_view_survive_failed_calls(self):
+    def test_single_records_to_view_survive_syscall_failures(self):
         self.check(TO_VIEW, 0)

@@ -108,7 +108,7 @@ class ArchiveKillTest(ArchiveTest):
             # Digits only: if the program types into its own window, digits have no effect.
             settings = {"attach_serial": 0, "attach_timestamp": 0, "attach_type": 0,
                         "data_delimiter": 0, "record_delimiter": 0, "application": _APPLICATION}
-        # On a busy computer, the scanner may answer too late, and the program does not connect.
+        # On a busy computer, the scanner may answer too late for the program to connect.
         for _ in range(_STARTS):
             scanner = self.begin_attempt(records, destination, way, **settings)
             end = time.monotonic() + _START_TIMEOUT

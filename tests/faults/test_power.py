@@ -57,7 +57,7 @@ class PowerTest(FaultTest):
         self.assertEqual([], self.lost(archived, runs))
 
     def check_each_synchronization_is_needed(self, calls, runs, *folders):
-        """Checks that records are lost if fsync() is ignored for any of the folders or the file."""
+        """Checks that records are lost if fsync() is ignored for one of the folders or the file."""
         self.assertEqual([], self.lost(calls, runs))
         (file,) = [path for path in synchronized_paths(calls)
                    if path.endswith(".records") or path.startswith(f"{FOLDER}/.out.txt.")]

@@ -5,8 +5,7 @@
 //   1  this user starts the program
 //   2  this user starts the program and agrees to the settings
 //   3  this user starts the program and saves the settings window. If bit 2 is set, the user
-//   declines
-//      the settings first. If bit 3 is set, the user selects the destination of bits 4-5.
+//      declines the settings first. If bit 3 is set, the user selects the destination in bits 4-5.
 //
 // Only root can create files of another user. Without root's privileges, the test does nothing.
 
@@ -34,7 +33,7 @@ namespace fs = std::filesystem;
 constexpr uid_t kSettingsAuthor = 1;
 constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 
-// What the settings cause that needs this user's consent.
+// Effects of settings that need this user's consent.
 struct Effects {
   std::string starts = {};  // the program that a run starts
   std::string writes = {};  // path of the output file; empty: in the data folder, or default
@@ -45,7 +44,7 @@ struct Effects {
   bool operator==(const Effects&) const = default;
 };
 
-// Where the settings file is: shared/data. This user owns the folder "own".
+// A computer with the settings file in the folder shared/data. This user owns the folder "own".
 class Computer {
  public:
   Computer() {
@@ -61,8 +60,8 @@ class Computer {
   std::string Answer() const { return folder_ / "state/confirmed-settings"; }
 
   /// Writes the settings file. The input contains the owners and modes of the file and of two
-  /// folders, then the characters of the choices, then two names, each after its length. In a name,
-  /// "~" is the temporary folder.
+  /// folders, then the 14 characters at the start of the file, then two names, each preceded by its
+  /// length. In a name, "~" is the temporary folder.
   void Store(Input& input) const;
 
   /// Returns true if only this user could have written the settings.
@@ -71,7 +70,7 @@ class Computer {
            IsSafe("shared/data/QuilletRegistry.txt", false);
   }
 
-  /// Returns what a run with these settings does.
+  /// Returns the effects of a run with these settings.
   Effects EffectsOf(const Settings& settings) const;
 
   bool IsUntouched() const {
@@ -142,7 +141,7 @@ Effects Computer::EffectsOf(const Settings& settings) const {
   return effects;
 }
 
-// The program, from its start to its end.
+// One execution of the program.
 class Session {
  public:
   Session(const Computer& computer, platform::FileStore& store)
@@ -162,7 +161,7 @@ class Session {
     Require(!read || !isTrusted_ || computer.IsTrusted(), "only safe settings are trusted");
   }
 
-  /// Presses Review and answers. @return false if there is no question
+  /// Presses Review and answers the question. @return false if the program asks no question
   bool Review(bool answer) {
     const auto buttons = strip_.Buttons();
     const auto review = std::ranges::find(buttons, "Review…");
@@ -186,7 +185,7 @@ class Session {
     mainQueue_.RunAll();
   }
 
-  /// Writes an output file, unless the settings are allowed to do more than that.
+  /// Writes an output file if the settings request a file and no effect that needs consent.
   void Run() {
     if (settings_.destination != kToFile || effects() != Effects()) return;
     const std::string path =
@@ -228,7 +227,7 @@ void Run(Input& input) {
   const Computer computer;
   if (!computer.IsPossible()) return;
   platform::posix::PosixFileStore store;
-  Effects confirmed;  // the effects to which the user has agreed last
+  Effects confirmed;  // the effects to which the user most recently agreed
   while (!input.IsEmpty()) {
     const unsigned step = input.Byte();
     if (step % 4 == 0) {

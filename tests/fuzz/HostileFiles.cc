@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 constexpr uid_t kOther = 1;
 constexpr std::string_view kSecret = "secret";
 
-// Contains a private file and a folder owned by this user, and a shared folder owned by another.
+// A computer with a private file and a folder of this user, and a shared folder of another user.
 class Computer {
  public:
   Computer() {
@@ -104,7 +104,7 @@ void Computer::Create(const std::string& path, unsigned kind, mode_t mode) const
     case 4:
       fs::create_symlink(Path(mode), path, error);
       break;
-    case 5:  // some systems allow links to another user's file
+    case 5:  // some systems allow hard links to another user's file
       fs::create_hard_link(private_, path, error);
       return;
     case 6:
@@ -129,7 +129,7 @@ void Computer::Check() const {
   }
 }
 
-// Saves settings that another user could have written, like SettingsEditor.
+// Saves settings that another user could have written, as SettingsEditor does.
 void SaveAgain(const SettingsImage& read, LumetFile& files) {
   Settings settings;
   ReadChoices(read, settings);

@@ -14,7 +14,7 @@ any subset of the later writes. At each erase command and at random later writes
 creates such disk states, mounts them and compares the archives with all records erased so far.
 
   --at-erase      number of random states per erase command (default 20)
-  --later         number of later writes after which two states are checked (default 2000)
+  --later         number of random later writes at which two states are checked (default 2000)
   --atomic        number of bytes that the disk writes atomically (default 4096)
   --random-state  seed for the random choices (default 1)
 
