@@ -160,7 +160,7 @@ TEST_F(IoKitSerialRegistryTest, NotifiesOnlyAfterTheIteratorIsEmptied) {
   EXPECT_EQ(RunLoopTurn(), 1);
 }
 
-TEST_F(IoKitSerialRegistryTest, NotifiesOfEachPlugAndUnplug) {
+TEST_F(IoKitSerialRegistryTest, NotifiesWhenADeviceIsPluggedInOrRemoved) {
   Empty(Listen(Event::FirstMatch));
   Empty(Listen(Event::Terminate));
   for (int round = 1; round <= 3; ++round) {

@@ -49,7 +49,7 @@ class ProgramOnMacTest : public test::AppFixture {
   Account account_;
 };
 
-TEST_F(ProgramOnMacTest, UpdatesPortsOnEachPlugAndUnplug) {
+TEST_F(ProgramOnMacTest, UpdatesPortsWhenADeviceIsPluggedInOrRemoved) {
   Launch();
   for (int round = 0; round < 3; ++round) {
     const std::size_t scanner = PlugIn("usbmodem1");

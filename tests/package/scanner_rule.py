@@ -83,7 +83,7 @@ def sandbox(rules, *command):
 
 
 def properties(rules, path):
-    """Returns the properties of a device after all rules."""
+    """Returns the properties of a device after udev has applied all rules."""
     done = sandbox(rules, "udevadm", "test", path)
     pairs = (line.strip().partition("=") for line in done.stdout.splitlines())
     found = {key: value for key, _, value in pairs}

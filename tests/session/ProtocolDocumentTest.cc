@@ -26,9 +26,9 @@ class ProtocolDocumentTest : public SessionFixture {
     Attach(options);
   }
 
-  // Returns the conversation with the scanner, one string for each turn: "computer 57", "scanner
-  // 40". On a busy machine the scanner may answer late, and the program then sends several
-  // wake-ups. The additional wake-ups and their answers are omitted.
+  // Returns the conversation with the scanner: one string for each turn, such as "computer 57". If
+  // the scanner answers late on a busy machine, the program sends several wake-ups. Omits the
+  // additional wake-ups and their answers.
   std::vector<std::string> Conversation() const {
     std::vector<std::string> turns;
     Direction last = Direction::kEvent;
@@ -83,7 +83,7 @@ class ProtocolDocumentTest : public SessionFixture {
   }
 };
 
-TEST_F(ProtocolDocumentTest, MatchesStartUp) {
+TEST_F(ProtocolDocumentTest, MatchesTheConversationAtStartUp) {
   AttachExample(Model::kOlder);
   ASSERT_TRUE(Connect());
   EXPECT_EQ(Conversation(), Written("start-up"));

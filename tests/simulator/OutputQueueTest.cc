@@ -81,7 +81,7 @@ TEST_F(OutputQueueTest, SendsAnswersInSequenceWithPauses) {
   EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST_F(OutputQueueTest, NextDueIsAfterOneMillisecondAndOneByte) {
+TEST_F(OutputQueueTest, NextDueIsAtLeastOneMillisecondAndOneByteLater) {
   OutputQueue fast(115'200);
   fast.Append(Bytes(1000), kQueueStart);
   EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));

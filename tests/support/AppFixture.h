@@ -73,7 +73,7 @@ class AppFixture : public ::testing::Test {
     mainQueue.RunAll();
   }
 
-  /// Adds a port with a scanner without notifying the program. @return the path of the port
+  /// Adds a port with a scanner, but does not notify the program. @return the path of the port
   std::string Attach(const std::string& name, simulator::DeviceSettings scanner = Scanner()) {
     tavo.Attach(folder / name, std::move(scanner));
     registry.Attach(name, folder / name);

@@ -135,7 +135,7 @@ class FakeStatusDisplay final : public platform::StatusDisplay {
   }
   const std::string& text() const { return text_; }
   std::optional<double> fraction() const { return fraction_; }
-  /// The text, or an empty text while progress is shown.
+  /// The displayed message, or "" while progress is shown.
   std::string Message() const { return fraction_ ? std::string() : text_; }
   /// The titles of the buttons.
   std::vector<std::string> Buttons() const {

@@ -35,8 +35,8 @@ class FakePanels final : public platform::Panels {
     return confirms;
   }
 
-  /// One entry per panel: "save", "open" or its title, then its folder, name and hidden file; or
-  /// the question and the effects.
+  /// The panels in the order shown, each as "save|folder|name|hidden file", "open|folder|name",
+  /// "title|folder|name", or a question and its effects separated by "|".
   std::vector<std::string> runs;
   std::optional<std::string> answer;
   bool confirms = false;  ///< the answer to ConfirmSettings

@@ -89,7 +89,7 @@ struct FakeWorkspace final : platform::Workspace {
   void OpenFile(const std::string& path) override { openedFiles.push_back(path); }
 
   int activations = 0;
-  bool active = false;                     ///< whether a window of the program has the focus
+  bool active = false;                     ///< whether a window of the program has focus
   std::vector<std::string> shownInFolder;  ///< paths passed to ShowInFolder
   std::vector<std::string> openedFiles;    ///< paths passed to OpenFile
 };

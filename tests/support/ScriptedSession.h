@@ -24,7 +24,7 @@ class ScriptedSession {
     lumet.setDelegate(owner);
   }
 
-  /// The answer to "N" of a scanner with one record.
+  /// Answer of a scanner with one record to "N", which requests the number of records.
   static constexpr std::string_view kCountAnswer{"\0\0\0\1@", 5};
 
   Lumet lumet;
