@@ -128,7 +128,7 @@ class EarlierSynchronizationsTest(SystemTest):
         with open(path, encoding="utf-8-sig", newline="") as file:
             return file.read()
 
-    def test_searches_copies_exports_and_deletes(self):
+    def test_searches_copies_exports_and_deletes_runs(self):
         settings = Settings(destination=1, attach_timestamp=0)
         settings.save()
         time = "2026-11-16 14:07:09"

@@ -56,7 +56,7 @@ class SignalTest(ArchiveFaultsTest):
         wait_until(lambda: "-[SyncController findSerialPorts]" in self.lines_of_the_end(),
                    self.lines_of_the_end)
         lines = self.log.lines(self.quillet.pid)
-        # Other threads may log lines in between.
+        # Other threads may log lines between these.
         self.assertEqual(_CLOSING, [line for line in lines if line in _CLOSING])
 
     def lines_of_the_end(self):

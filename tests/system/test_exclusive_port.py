@@ -29,7 +29,7 @@ class ExclusivePortTest(PortTest):
         self.quillet.wait_for_connect_label("Disconnect")
         self.quillet.clear()
 
-    def test_port_locked_by_another_program_fails(self):
+    def test_connecting_to_a_locked_port_fails(self):
         scanner = self.plugged_in_scanner()
         port = self.lock_port()
         self.start().wait_for_view(messages.STARTED + messages.failed_attempt())

@@ -65,7 +65,7 @@ class CreatedFilesTest(OtherUsersTest):
                          [oct(stat.S_IMODE(os.stat(path).st_mode))
                           for path in (FOLDER, PATH, output)])
 
-    def test_serial_number_cannot_choose_the_folder(self):
+    def test_serial_number_cannot_change_the_output_folder(self):
         other_user.run(f"mkdir -m 0777 {SHARED}/QuilletDataAB")
         self.connect(serial="2104AB/C")
         self.quillet.press("Synchronize")
@@ -98,7 +98,7 @@ class CreatedFilesTest(OtherUsersTest):
     def test_writes_file_if_generated_names_are_taken(self):
         self.check_alternative_name(_PRIVATE)
 
-    def test_writes_file_if_names_link_to_the_settings(self):
+    def test_writes_file_if_generated_names_link_to_settings(self):
         self.check_alternative_name(PATH)
 
 

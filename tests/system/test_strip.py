@@ -35,8 +35,8 @@ class StripTest(SystemTest):
         return scanner
 
     def selected_run(self):
-        """Waits until the list of earlier synchronizations has the focus, and closes it. Returns
-        the cells of its selected row."""
+        """Waits until the list of earlier synchronizations has focus, and closes it. Returns the
+        cells of its selected row."""
         self.wait_for_focus("Earlier synchronizations")
         application = self.desktop.accessibility.application(self.quillet.pid)
         (dialog,) = [node for node in application.children()
@@ -56,13 +56,14 @@ class StripTest(SystemTest):
         return window
 
     def type_path(self, path):
-        """Chooses a path in a file panel that has the focus."""
+        """Chooses a path in the file panel that has focus."""
         self.desktop.xdotool("key", "ctrl+a")
         self.desktop.xdotool("type", "--", path)
         self.desktop.xdotool("key", "Return")
 
     def name_file(self, title, path):
-        """Types a path into the file panel with this title, and accepts it when it is complete."""
+        """Types a path into the file panel with this title, waits until the panel shows the path,
+        and presses Return."""
         application = self.desktop.accessibility.application(self.quillet.pid)
 
         def find_name():
@@ -142,7 +143,7 @@ class ResultTest(StripTest):
         self.quillet.press_in_strip(_FOLDER)
         wait_until(lambda: manager.shown == ["file://" + path], lambda: manager.shown)
 
-    def test_says_where_records_without_a_file_are(self):
+    def test_says_that_records_are_shown_in_the_view(self):
         self.begin(destination=1)
         self.quillet.press("Synchronize")
         self.quillet.wait_for_message(r"3 records in \d+ s, shown above")

@@ -45,7 +45,7 @@ class TwoDevicesTest(SystemTest):
         quillet.clear()
         self.synchronize_to_file(records, serial=_OTHER_SERIAL)
 
-    def test_keeps_selected_one_of_ports_with_the_same_title(self):
+    def test_keeps_selection_among_ports_with_equal_titles(self):
         terminals = [self.devices.add_converter(f"ttyUSB{number}", f"1-{4 + number}:1.0",
                                                 "Tavo Scanner") for number in range(3)]
         self.scanner(node="ttyUSB0").switch_on()
@@ -66,7 +66,7 @@ class TwoDevicesTest(SystemTest):
         quillet.wait_for_view(messages.disconnected()
                               + messages.connecting(node="ttyUSB2", serial="009999"))
 
-    def test_connects_scanner_that_arrives_during_an_attempt(self):
+    def test_connects_scanner_plugged_in_during_an_attempt(self):
         self.scanner(faults=["on any ignore"], node="ttyACM1", place="3-2:1.0").plug_in()
         quillet = self.start()
         quillet.wait_for_view_end(messages.trying("ttyACM1"))

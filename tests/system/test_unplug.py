@@ -17,8 +17,8 @@ class UnplugTest(SystemTest):
         scanner.unplug()
         quillet.wait_for_view("Disconnected from Tavo[005771]\n")
         quillet.wait_for_connect_label("Connect")
-        # The first "None" is permanent. The program adds one when no port remains, and another when
-        # it disconnects.
+        # The first "None" is permanent. The program adds a second one when no port remains, and a
+        # third when it disconnects.
         quillet.wait_for_ports(["None", "None", "None"])
 
         scanner.plug_in()

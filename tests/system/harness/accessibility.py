@@ -1,7 +1,7 @@
 """Reads and operates the program's controls over AT-SPI, as a screen reader does.
 
-Values are not cached: each is requested from the program over D-Bus. The roles of objects do not
-change and are therefore requested once.
+Requests each value from the program over D-Bus every time. Caches only the roles of objects, which
+never change.
 """
 
 import gi

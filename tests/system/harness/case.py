@@ -167,7 +167,7 @@ class SystemTest(ProductTest):
                 os.unlink(f"/Users/{name}")
 
     def preload(self, **environment):
-        """Returns `environment` with the variable that preloads the library of faults."""
+        """Returns `environment` plus the variable that preloads the fault library."""
         folder = os.path.dirname(os.environ["SYSTEM_TEST_SIMULATOR"])
         before = self.devices.environment["LD_PRELOAD"]
         return {"LD_PRELOAD": f"{folder}/{self.faults}.so:{before}", **environment}

@@ -1,4 +1,4 @@
-"""A file manager for the desktop of a test."""
+"""A fake file manager for test desktops."""
 
 import gi
 

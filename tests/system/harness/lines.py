@@ -50,8 +50,8 @@ def line(record, settings=Settings(), serial="2104005771", model="old"):
 
 
 def _transferred(records, settings):
-    """Returns the transferred records. A burst omits erased slots; a record-by-record run includes
-    them."""
+    """Returns the records that the scanner transfers. A burst omits erased slots; a
+    record-by-record run includes them."""
     return [record for record in records if record.symbology != _ERASED or not settings.burst_sync]
 
 

@@ -1,4 +1,4 @@
-"""A second user of the computer, for tests of what this user can do to the user of the program."""
+"""Runs commands as a second user of the computer, who tries to misuse the program."""
 
 import json
 import os
@@ -76,7 +76,7 @@ def _serve(requests, answers):
         os.chdir("/")
         print("ready", file=answers, flush=True)
         for line in requests:
-            # A file, because a background process would keep a pipe open.
+            # The output goes to a file, because a background process would keep a pipe open.
             with os.fdopen(os.memfd_create("output"), "r+b") as output:
                 done = subprocess.run(["sh", "-ec", json.loads(line)], env=_ENVIRONMENT,
                                       stdin=subprocess.DEVNULL, stdout=output, stderr=output,

@@ -16,9 +16,9 @@ PORT_LIST = "Port"
 _FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 _THREADS = f"{os.path.dirname(_FOLDER)}/libraries.tsan"
 
-# Options of builds with sanitizers. After a reported error, the program exits with a status other
-# than 0, so the test fails. The address sanitizer's link order need not be verified, because the
-# preloaded umockdev library does not replace memory functions.
+# Run-time options for builds with sanitizers. If a sanitizer reports an error, the program's exit
+# status is not 0, so the test fails. The address sanitizer need not verify the link order, because
+# the preloaded umockdev library does not replace memory functions.
 _SANITIZERS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
     "LSAN_OPTIONS": f"print_suppressions=0:suppressions={_FOLDER}/libraries.lsan",
@@ -66,7 +66,7 @@ class Quillet:
         return bool(frames)
 
     def _part(self, role, name=None):
-        """Returns a control of the frame."""
+        """Returns the control of the main window with this role and name."""
         if role not in self._parts:
             self._parts[role] = self._settled(lambda: self._frame().find_child(role, name))
         return self._parts[role]

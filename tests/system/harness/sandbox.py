@@ -91,13 +91,13 @@ def in_namespaces(inner, visible, environment):
     # Mounted last, because the visible paths may be inside the private folders.
     for path in visible:
         arguments += ["--ro-bind", path, path]
-    # libudev checks this file to detect udev.
+    # libudev assumes that udev is running if this file exists.
     arguments += ["--dir", "/run/udev", "--ro-bind", "/dev/null", "/run/udev/control"]
     arguments += ["--perms", "0700", "--dir", "/run/user"]
     arguments += ["--unshare-pid", "--unshare-net", "--unshare-ipc", "--die-with-parent",
                   "--cap-drop", "ALL", "--clearenv"]
     if os.geteuid() == 0:
-        # other_user.start() uses these, then harness.main drops them.
+        # other_user.start() uses these capabilities before harness.main drops them.
         arguments += ["--cap-add", "CAP_SETUID", "--cap-add", "CAP_SETGID",
                       "--setenv", "SYSTEM_TEST_OTHER_USER", "1"]
     for name, value in {**_usual_environment(), **environment}.items():
