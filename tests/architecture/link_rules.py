@@ -1,6 +1,6 @@
 """Checks that no library needs symbols of a higher library: link_rules.py NM LIBRARY...
 
-The libraries are ordered from the lowest to the highest.
+List the libraries from the lowest to the highest.
 """
 import subprocess
 import sys

@@ -69,7 +69,8 @@ void PutRuns(const std::string& folder) {
   }
 }
 
-/// The program with only the window "Earlier synchronizations". Never destroyed.
+/// The program with only the window "Earlier synchronizations". Never destroyed, because its
+/// threads keep running.
 class Program {
  public:
   Program(platform::MainQueue& queue, QWidget& parent, const test::TemporaryFolder& folder)

@@ -60,7 +60,7 @@ struct RunTime {
   double tail;   // seconds from the first record to the last
 };
 
-// Runs the program with a simulated scanner and measures its run times.
+// Runs the program with a simulated scanner and measures how long its runs take.
 class Collector {
  public:
   Collector(simulator::Simulator& scanner, SystemLog& log)
@@ -84,7 +84,7 @@ class Collector {
   RecordWatch watch_;
 };
 
-// Reads bursts from a scanner and drops them.
+// The baseline: reads bursts from a scanner and discards them.
 class BarePoll {
  public:
   explicit BarePoll(simulator::Simulator& scanner)

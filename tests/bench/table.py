@@ -9,8 +9,8 @@ import statistics
 import subprocess
 import sys
 
-# Columns: figure name, measurement, baseline, target, kind of target (lower or upper limit of the
-# ratio of the medians, or upper limit of the ratio of each round).
+# Columns: figure name, measurement, baseline, target, kind of target. A target is a lower or upper
+# limit for the ratio of the medians, or an upper limit for the ratio of every round.
 _ROWS = [
     ("receive", "receive path, burst of 4 MiB to composed lines, bytes/s",
      "loop that stores and compares each byte", 0.5, "at least"),

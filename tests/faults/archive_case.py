@@ -181,7 +181,8 @@ class ArchiveTest(FaultTest):
             disk.apply(call)
 
     def is_safe(self, disk):
-        """Returns whether all records would survive in the archive, or all in the output file."""
+        """Returns whether the archive or the output file would contain all records after a power
+        failure."""
         if not self.missing_from_archive(disk.archived()):
             return True
         return ("output" in disk.safe_entries

@@ -1,7 +1,7 @@
 """A model of a disk that loses all data that has not been flushed with fsync().
 
-fsync(2) guarantees only that a file's data is on the disk after fsync() on the file, and a folder's
-entries after fsync() on the folder. Most file systems write more.
+fsync(2) guarantees only that fsync() on a file writes the file's data to the disk, and that fsync()
+on a folder writes the folder's entries. Most file systems write more.
 """
 
 import os
@@ -32,7 +32,7 @@ class _Folder:
 
 
 class Disk:
-    """Replays a trace of disk_calls.c. Ignores files that existed before the trace began."""
+    """Replays a trace recorded by disk_calls.c. Ignores files that existed before the trace."""
 
     def __init__(self):
         self._root = _Folder()

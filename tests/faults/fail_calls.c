@@ -1,9 +1,9 @@
 /* Preloaded library that logs system calls on the archive, the output file and their folders, and
  * makes some of them fail.
  *
- * FAIL_CALLS contains the faults, separated by semicolons: CALL FILE FIRST LAST ERROR. Of the calls
- * CALL on FILE, numbers FIRST to LAST (from 1) fail with the error number ERROR. If ERROR is -1,
- * write() writes only the first half of the bytes; if it is 0, none.
+ * FAIL_CALLS contains the faults, separated by semicolons: CALL FILE FIRST LAST ERROR. Calls number
+ * FIRST to LAST (from 1) of CALL on FILE fail with the error number ERROR. If ERROR is -1, write()
+ * writes only the first half of the bytes. If ERROR is 0, write() writes no bytes.
  *
  * FAIL_LOG is the path of the log. Each call is logged as "CALL FILE NUMBER RESULT PATH", where
  * FILE is a result of FileOf(). The line "begin" is logged before each fsync(), and "erase" for

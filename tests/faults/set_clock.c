@@ -1,5 +1,5 @@
-/* A library to preload. It reads an offset from a file and adds it to a program's time of day. The
- * monotonic clock is not changed. */
+/* Preloaded library that adds an offset from a file to a program's time of day. Does not change the
+ * monotonic clock. */
 
 #include <dlfcn.h>
 #include <fcntl.h>

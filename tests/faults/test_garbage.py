@@ -12,7 +12,7 @@ _ONE_BY_ONE = {"burst_sync": 0}
 
 class GarbageTest(FaultTest):
 
-    def test_misleading_bytes_block_the_run(self):
+    def test_misleading_bytes_make_the_run_hang(self):
         self.check_silent_runs(
             # 03 starts a frame. The program reads the following answers as the frame's contents.
             ("on W 1 after 03", messages.REQUESTING, {}),
@@ -23,7 +23,7 @@ class GarbageTest(FaultTest):
             # (8,496).
             ("on N 1 answer 00 00 21 05 40", "Received 3 of 8496 records", _ONE_BY_ONE))
 
-    def test_invalid_lengths_block_the_run(self):
+    def test_invalid_lengths_make_the_run_hang(self):
         self.check_silent_runs(
             ("on P 1 length 0", "Waiting for 3 records", {}),
             ("on P 1 length 3", "Waiting for 3 records", {}),

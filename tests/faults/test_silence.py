@@ -65,7 +65,7 @@ class SilenceTest(FaultTest):
         self.check_run([*self.records[:1], *self.records[2:]])
         self.check_run()
 
-    def test_record_that_takes_5_5_s_blocks_the_run(self):
+    def test_record_that_takes_5_5_s_makes_the_run_hang(self):
         # The program reads the late record as the answer to its next request. It then waits for the
         # end of the actual answer to that request.
         self.check_silent_runs(

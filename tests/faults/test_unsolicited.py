@@ -21,7 +21,7 @@ class UnsolicitedTest(FaultTest):
         self.begin(some_records(3), "on V 1 before 03 00 00 06 61 62 63", model=model)
         self.start_connected()
 
-    def test_run_succeeds_if_frame_replaces_version(self):
+    def test_run_succeeds_if_frame_is_read_as_version(self):
         self.begin_with_frame_as_version("old")
         self.check_run()
 

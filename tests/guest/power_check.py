@@ -34,7 +34,7 @@ import tempfile
 
 SECTOR = 512
 FILE_SYSTEM_START = 2048  # in sectors
-MARKS = 1 << 20  # size of the area for the marks at the end of the disk, in bytes
+MARKS = 1 << 20  # size in bytes of the area at the end of the disk for the erase marks
 
 _MAGIC = 0x6A736677736872
 _FLUSH, _FUA, _DISCARD = 1, 2, 4

@@ -31,14 +31,14 @@ Parsed Parse(std::string_view bytes) {
   return parsed;
 }
 
-TEST(CommandParser, ReadsConsecutiveFixedCommands) {
+TEST(CommandParser, ReadsConsecutiveCommandsWithoutSeparators) {
   const Parsed parsed = Parse("WMVGZSGw0#w1#ENGS1GS0P");
   EXPECT_THAT(parsed.commands,
               ElementsAre("W", "M", "V", "GZSG", "w0#", "w1#", "E", "N", "GS1", "GS0", "P"));
   EXPECT_THAT(parsed.complaints, IsEmpty());
 }
 
-TEST(CommandParser, ReadsSixArbitraryBytesAfterC) {
+TEST(CommandParser, AcceptsAnySixBytesAfterCommandC) {
   const Parsed parsed = Parse({"WC\0W\x10\0\xFF\x45", 8});
   EXPECT_THAT(parsed.commands, ElementsAre("W", "C"));
   EXPECT_THAT(parsed.last.clock, ElementsAre(0x00, 'W', 0x10, 0x00, 0xFF, 'E'));

@@ -1,4 +1,4 @@
-/* A library to preload. It makes system calls on files fail or block:
+/* Preloaded library that makes system calls on files fail or block:
  *
  *   REFUSED_MODES=ERRNO  fchmod() and fchown() fail with this error number
  *   BLOCKED_SYNC=TEXT    fsync() never returns for files whose path contains this text */

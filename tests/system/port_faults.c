@@ -1,4 +1,4 @@
-/* A library to preload. The environment selects the faults:
+/* Preloaded library that injects the faults that the environment selects:
  *
  *   REAL_PORTS=1   all terminals are called /dev/ttyACM0, like a real port
  *   PORT_GROUP=N   /dev/ttyACM0 belongs to group N, which may use it
@@ -61,7 +61,7 @@ int __open_2(const char *path, int flags) {
   return ((int (*)(const char *, int))dlsym(RTLD_NEXT, "__open_2"))(path, flags);
 }
 
-/* umockdev refuses the two calls that make a terminal exclusive. */
+/* umockdev rejects TIOCEXCL and TIOCNXCL. This replacement passes them directly to the kernel. */
 int ioctl(int file, unsigned long request, ...) {
   va_list arguments;
   va_start(arguments, request);

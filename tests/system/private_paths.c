@@ -1,5 +1,5 @@
-/* A library to preload on systems without namespaces. It redirects the program's fixed paths to a
- * separate folder for each test. PRIVATE_PATHS_ROOT is put before each path that begins with one of
+/* Preloaded library for systems without namespaces. Redirects the program's fixed paths to a
+ * separate folder for each test: prepends PRIVATE_PATHS_ROOT to each path that begins with one of
  * the prefixes below, except paths in the folders in PRIVATE_PATHS_VISIBLE (separated by colons).
  * The library replaces all libc functions with path arguments that the tested programs call. */
 #include <dirent.h>
@@ -66,7 +66,7 @@ static size_t Unmap(char* path, size_t length) {
   return length - prefix;
 }
 
-/* Like Map, for a path relative to an open folder. Redirects the names in "/". */
+/* Like Map, for a path relative to an open folder. Redirects it only if the folder is "/". */
 static const char* MapAt(int folder, const char* path, char* buffer) {
   char absolute[PATH_MAX];
   struct stat root, opened;
@@ -193,8 +193,8 @@ char* realpath(const char* path, char* result) {
   return found;
 }
 
-/* Writes the redirected address of a Unix socket to `result`. Returns the new address's length, or 0
- * if the address is not redirected. */
+/* Writes the redirected address of a Unix socket to `result`. Returns its length, or 0 if the
+ * address is not redirected. */
 static socklen_t MapAddress(const struct sockaddr* address, socklen_t length,
                             struct sockaddr_un* result) {
   const struct sockaddr_un* local = (const struct sockaddr_un*)address;

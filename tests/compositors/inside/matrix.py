@@ -1,4 +1,4 @@
-"""Types all ASCII characters under each layout on each desktop, and prints which arrive.
+"""Types all ASCII characters with each layout on each desktop, and prints the results.
 
     matrix.py [--desktops NAME,...] [--layouts NAME,...] [--receivers NAME,...] [--states NAME,...]
               [--repeat COUNT]

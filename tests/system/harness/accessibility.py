@@ -55,7 +55,7 @@ class Accessibility:
               "Set", GLib.Variant("(ssv)", ("org.a11y.Status", "IsEnabled",
                                             GLib.Variant("b", True))))
         self.bus = _connect(address)
-        _roles.clear()  # each bus gives its clients the same names
+        _roles.clear()  # clients of the new bus may have the same names
 
     def application(self, pid):
         """Returns the application of a process, or None if the process has not registered."""

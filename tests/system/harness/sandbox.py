@@ -52,7 +52,7 @@ def missing_packages():
 
 
 def _machine():
-    """Returns bwrap's arguments that mount the machine's files read-only."""
+    """Returns the bwrap arguments that mount the machine's files read-only."""
     arguments = []
     for name in sorted(set(os.listdir("/")) - _PRIVATE):
         path = "/" + name

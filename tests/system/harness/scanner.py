@@ -45,7 +45,7 @@ class Scanner:
 
     _LINE = "--link"
     _FOLDER = "/dev"  # folder of `link`, the path of the terminal
-    _USER = []  # start of a command that runs the simulator as another user
+    _USER = []  # command prefix that runs the simulator as another user
 
     def __init__(self, desktop, devices, records=(), *, serial="2104005771", model="old",
                  node="ttyACM0", place="3-1:1.0", faults=(), options=()):
