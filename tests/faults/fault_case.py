@@ -9,7 +9,7 @@ END_OF_ANSWER = "at 0ms send 40"
 
 
 class FaultTest(SystemTest):
-    """A test with one scanner and an output file that contains OLD."""
+    """Base class of tests with one scanner and an output file that contains OLD."""
 
     def begin(self, records, *faults, model="old", options=(), **settings):
         """Saves the settings, writes OLD to the output file and plugs in a scanner. Returns the

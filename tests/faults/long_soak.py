@@ -1,4 +1,4 @@
-"""Random user actions and device events for ten minutes."""
+"""Tests random user actions and device events for ten minutes."""
 
 import random
 import time

@@ -1,4 +1,4 @@
-"""Files and folders that cannot be written."""
+"""Tests output to files and folders that cannot be written."""
 
 import os
 import unittest

@@ -1,4 +1,4 @@
-"""Unexpected bytes, and answers with wrong lengths or counts."""
+"""Tests unexpected bytes, and answers with wrong lengths or counts."""
 
 from fault_case import (CHAIN, OUTPUT, FaultTest, Record, messages, some_records,
                         wait_until)

@@ -1,4 +1,4 @@
-"""Ports without a scanner, without permission, or with another scanner."""
+"""Tests ports without a scanner, without permission, or with another scanner."""
 
 import os
 import signal

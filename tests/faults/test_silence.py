@@ -1,4 +1,4 @@
-"""Commands that the scanner answers late or not at all."""
+"""Tests commands that the scanner answers late or not at all."""
 
 from fault_case import BURST, CHAIN, END_OF_ANSWER, OUTPUT, FaultTest, messages, some_records
 

@@ -1,4 +1,4 @@
-"""Frames that the program has not requested."""
+"""Tests frames that the scanner sends without a request."""
 
 from fault_case import FaultTest, messages, some_records
 

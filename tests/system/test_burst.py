@@ -1,4 +1,4 @@
-"""Runs that fetch all records in one transfer."""
+"""Tests runs that fetch all records in one transfer."""
 
 import datetime
 import re

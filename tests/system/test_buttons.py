@@ -1,4 +1,4 @@
-"""The toolbar buttons and their keyboard shortcuts."""
+"""Tests the toolbar buttons and their keyboard shortcuts."""
 
 from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_records
 

@@ -1,4 +1,4 @@
-"""Ports that only one program may use at a time."""
+"""Tests that only one program at a time can use a port."""
 
 import errno
 import fcntl

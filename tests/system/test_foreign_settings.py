@@ -1,4 +1,4 @@
-"""Settings saved by another user, which take effect only after this user confirms them."""
+"""Tests that settings saved by another user take effect only after this user confirms them."""
 
 import os
 import shutil

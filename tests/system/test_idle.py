@@ -1,4 +1,4 @@
-"""How often the idle program wakes up."""
+"""Tests how often the idle program wakes up."""
 
 import os
 import time

@@ -1,4 +1,4 @@
-"""Starting the program when the system refuses to create threads or pipes."""
+"""Starts the program when the system refuses to create threads or pipes."""
 
 import os
 

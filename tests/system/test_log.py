@@ -1,4 +1,4 @@
-"""The program's lines in the system log."""
+"""Tests the program's lines in the system log."""
 
 import unicodedata
 

@@ -1,4 +1,4 @@
-"""Limits of the main view, and the Clear button."""
+"""Tests the line limit of the main view, and the Clear button."""
 
 from harness.archive import archived_records, stored
 from harness.case import Settings, SystemTest, messages, some_records, wait_until

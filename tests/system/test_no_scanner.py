@@ -1,4 +1,4 @@
-"""Starting the program without a scanner."""
+"""Starts the program without a scanner."""
 
 from harness.case import CHAIN, SystemTest, messages
 

@@ -1,4 +1,4 @@
-"""Files, links and programs with which another user of the computer might do harm."""
+"""Tests the protection against harmful files, links and programs of other users."""
 
 import datetime
 import os

@@ -1,4 +1,4 @@
-"""Messages in the status strip about ports that cannot be used."""
+"""Tests messages in the status strip about ports that cannot be used."""
 
 import errno
 import fcntl

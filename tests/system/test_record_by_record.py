@@ -1,4 +1,4 @@
-"""Runs that request each record separately."""
+"""Tests runs that request each record separately."""
 
 from harness.case import CHAIN, OUTPUT, Record, Settings, SystemTest, messages, some_records
 from harness.lines import file_text

@@ -1,4 +1,4 @@
-"""Unusual settings files and data folders."""
+"""Tests unusual settings files and data folders."""
 
 import os
 

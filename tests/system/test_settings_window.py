@@ -1,4 +1,4 @@
-"""The settings window, operated through the accessibility interface and with the keyboard."""
+"""Tests the settings window through the accessibility interface and with the keyboard."""
 
 from harness.case import OUTPUT, Record, Settings, SystemTest, messages, wait_until
 from harness.settings import PATH

@@ -1,4 +1,4 @@
-"""Starting the program again as the same user on the same display."""
+"""Starts the program again as the same user on the same display."""
 
 import os
 import signal

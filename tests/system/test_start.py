@@ -1,4 +1,4 @@
-"""Starting the program with a scanner plugged in."""
+"""Starts the program with a scanner plugged in."""
 
 import datetime
 import os

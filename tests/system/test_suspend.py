@@ -1,5 +1,5 @@
-"""Suspending the computer. A port that loses power is removed, and is added again when the computer
-resumes."""
+"""Simulates suspending the computer, which removes a port that loses power and adds it again when
+the computer resumes."""
 
 import signal
 

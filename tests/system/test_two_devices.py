@@ -1,4 +1,4 @@
-"""Starting the program with several serial devices."""
+"""Starts the program with several serial devices."""
 
 from harness.case import CHAIN, OUTPUT, Settings, SystemTest, messages, some_records, wait_until
 

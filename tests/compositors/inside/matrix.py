@@ -73,7 +73,7 @@ class Receiver:
             elif last and time.monotonic() - changed > \
                     (QUIET_AT_END if last.endswith("\n") else QUIET):
                 break
-            time.sleep(0.01 + len(last) / 1e6)  # reading a long text takes time
+            time.sleep(0.01 + len(last) / 1e6)  # long texts are read less often
         return last
 
     def wait_for_length(self, length, limit=5):

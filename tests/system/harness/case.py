@@ -150,7 +150,8 @@ class ProductTest(unittest.TestCase):
 
 
 class SystemTest(ProductTest):
-    """A test with mocked USB devices. Before the first start, the data folder does not exist."""
+    """Base class of tests with mocked USB devices. Before the first start, the data folder does not
+    exist."""
 
     faults = None  # library for preload(), built by add_preloaded_library() in ProductTests.cmake
 
@@ -197,8 +198,8 @@ class SystemTest(ProductTest):
 
 
 class OtherUserTest(SystemTest):
-    """A test with a second user. As with the installed package, every user may create files in
-    /Users/Shared, but not rename or delete other users' files."""
+    """Base class of tests with a second user. As with the installed package, every user may create
+    files in /Users/Shared, but not rename or delete other users' files."""
 
     def setUp(self):
         if not other_user.available():

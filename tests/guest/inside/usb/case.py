@@ -16,7 +16,7 @@ class _RealDevices:
 
 
 class UsbTest(ProductTest):
-    """A test with a USB scanner. The test runs as an ordinary user."""
+    """Base class of tests with a USB scanner. The tests run as an ordinary user."""
 
     log_path = "/tmp/log.socket"
     scanner_class = UsbScanner

@@ -1,4 +1,4 @@
-"""A serial converter that is plugged in along with the scanner."""
+"""Plugs in a serial converter as well as the scanner."""
 
 import ctypes
 import os

@@ -1,4 +1,4 @@
-"""A user without permission for the scanner's port."""
+"""Tests the program as a user without permission for the scanner's port."""
 
 import grp
 import os
