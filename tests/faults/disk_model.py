@@ -124,7 +124,7 @@ def survivors_at_erases(calls, skipped=None):
 
 
 def archived_bytes(contents):
-    """Returns the scanner's bytes from all complete record and burst entries of a records file."""
+    """Returns the scanner's bytes from the complete records and bursts in a records file."""
     received = b""
     while b"\n" in contents:
         line, contents = contents.split(b"\n", 1)

@@ -19,7 +19,8 @@ class PowerTest(FaultTest):
             pass
 
     def erasing_runs(self, *runs, **settings):
-        """Synchronizes once per list of records, erasing the scanner. Returns the traced calls."""
+        """Synchronizes each list of records in one run that erases the scanner. Returns the traced
+        calls."""
         Settings(filename=OUTPUT, clear_memory=1, **settings).save()
         for records in runs:
             scanner = self.plugged_in_scanner(records)

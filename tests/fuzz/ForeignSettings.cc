@@ -36,7 +36,7 @@ constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 // Effects of settings that need this user's consent.
 struct Effects {
   std::string starts = {};  // the program that a run starts
-  std::string writes = {};  // path of the output file; empty: in the data folder, or default
+  std::string writes = {};  // path of the output file; empty: default file, or in the data folder
   bool appends = false;
   bool synchronizes = false;
   bool types = false;

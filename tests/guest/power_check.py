@@ -101,7 +101,8 @@ class Disk:
         self._used.update(range(write.offset - write.offset % _CHUNK, end, _CHUNK))
 
     def mount(self, writes):
-        """Mounts the contents at the last flush plus the given writes. Returns errno, or 0."""
+        """Mounts the contents at the last flush plus the given writes. Returns 0 or an error
+        number."""
         os.ftruncate(self._file, 0)
         os.ftruncate(self._file, len(self._stable))
         view = memoryview(self._stable)

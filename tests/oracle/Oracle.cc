@@ -8,7 +8,7 @@
 namespace quillet::oracle {
 namespace {
 
-// Symbology names by code: 16 of the older layout, then those of the 300 series.
+// Symbology names, indexed by code: the 16 of the older layout, then those of the 300 series.
 const char* const kNames[] = {
     "EAN 13",      "EAN 8",        "UPCA",         "UPCE",        "Code 39",  "ITF-14",
     "Code 128",    "I2of5",        "CodaBar",      "UCC/EAN-128", "Code 93",  "Code 35",

@@ -80,7 +80,7 @@ int RandomPair(Random& random) {
                          : random.Below(65536);
 }
 
-/// Returns a value for the length field that is probably wrong.
+/// Returns a length that is probably wrong, for the length field of a record.
 int WrongLength(Random& random, Layout layout) {
   if (layout == Layout::kOlder) return random.OneIn(2) ? random.Below(8) : random.Below(256);
   if (random.OneIn(100)) return random.Below(65536);

@@ -12,8 +12,8 @@ import sys
 import tarfile
 import tempfile
 
-# The bytes of endbr64, with which -fcf-protection begins each function that can be called
-# indirectly.
+# The bytes of the instruction endbr64. With -fcf-protection, each function that can be called
+# indirectly begins with this instruction.
 ENDBR64 = b"\xf3\x0f\x1e\xfa"
 
 

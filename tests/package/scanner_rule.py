@@ -21,7 +21,8 @@ CDC_ACM = [(2, 2, 0), (10, 0, 0)]  # class, subclass and protocol of the interfa
 CDC_ACM_AT = [(2, 2, 1), (10, 0, 0)]
 NETWORK = [(2, 6, 0), (10, 0, 0)]
 
-# Model, manufacturer, interfaces; whether the rule matches as packaged and with the optional lines.
+# Model, manufacturer, interfaces, whether the rule matches as packaged, and whether it matches with
+# the optional lines.
 DEVICES = [
     ("Tavo", "Somebody", CDC_ACM, True, True),
     ("Tavo Scanner", "Somebody", CDC_ACM, True, True),
@@ -76,7 +77,8 @@ def plug_in(testbed, model, maker, interfaces):
 
 
 def sandbox(rules, *command):
-    """Runs a command with the rules of a folder, without access to /dev and /run."""
+    """Runs a command with the udev rules in a folder, without access to the machine's /dev and
+    /run."""
     return subprocess.run(
         ["bwrap", "--ro-bind", "/", "/", "--dev", "/dev", "--tmpfs", "/run", "--ro-bind", rules,
          "/run/udev/rules.d", *command], capture_output=True, text=True, check=False)

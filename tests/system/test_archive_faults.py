@@ -38,11 +38,11 @@ class ArchiveFaultsTest(SystemTest):
 class SignalTest(ArchiveFaultsTest):
 
     def start(self, **popen):
-        # The program keeps ignoring signals that are ignored at startup, and shells start
-        # background commands with SIGINT ignored.
+        # Resets the signals: shells start background commands with SIGINT ignored, and the program
+        # keeps ignoring signals that are ignored at startup.
         popen.setdefault("preexec_fn", lambda: [signal.signal(each, signal.SIG_DFL)
                                                 for each in _SIGNALS])
-        # The search for leaks could exceed the time limit.
+        # Disables leak detection, which could exceed the time limit.
         environment = {"ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0",
                        **popen.pop("environment", {})}
         return super().start(environment=environment, **popen)

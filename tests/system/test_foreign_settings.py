@@ -60,7 +60,7 @@ class ForeignSettingsTest(OtherUserTest):
                 for line in text.splitlines() if line.startswith("• ")]
 
     def questions(self):
-        """Returns the open "Review settings" dialogs, or None if one is just closing."""
+        """Returns the open "Review settings" dialogs, or None while one is closing."""
         application = self.desktop.accessibility.application(self.quillet.pid)
         try:
             return [node for node in application.children() if node.name == "Review settings"]

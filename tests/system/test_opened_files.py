@@ -19,7 +19,7 @@ _OPEN = re.compile(r'open\w*\((?:[^<"]*<(?P<folder>[^>]*)>, )?"(?P<name>[^"]*)",
 
 
 def opened_files():
-    """Returns a match of _OPEN and the path for each traced call. Removes the traces."""
+    """Returns the match of _OPEN and the path for each traced call. Deletes the trace files."""
     calls = []
     for trace in sorted(glob.glob(_TRACE + ".*")):
         wait_until(lambda path=trace: read(path).endswith(" +++\n"), "the end of the trace")

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Answers the dialog of a portal through the accessibility tree, like a user.
+"""Answers a portal's dialog through the accessibility tree, as a user would.
 
     answer.py LABEL...   turns on all switches and presses the first button with one of the labels
     answer.py            prints the tree

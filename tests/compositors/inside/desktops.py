@@ -250,7 +250,7 @@ class Fcitx(X11):
 
 
 class Sway(Desktop):
-    """sway, as an example of compositors based on wlroots. The user's keyboard is virtual."""
+    """sway, which represents the compositors based on wlroots. The user's keyboard is virtual."""
 
     name = "sway"
 

@@ -209,7 +209,7 @@ class OtherUserTest(SystemTest):
         os.chmod(SHARED, 0o1777)
 
     def remove_files(self):
-        # Each user removes its own files, because it cannot remove the other user's.
+        # Neither user can remove the other's files, so each user removes its own.
         shutil.rmtree(SHARED, ignore_errors=True)
         other_user.run("find /Users -user $(id -un) -prune -exec rm -rf {} + || true")
         super().remove_files()

@@ -70,8 +70,8 @@ class Devices:
 
     def remove(self, terminal):
         """Removes a terminal. The kernel removes the device before it sends the event, but umockdev
-        can send the event only for an existing device. The program is therefore stopped until the
-        device is removed."""
+        can send the event only for an existing device. This method therefore stops the program
+        until the device is removed."""
         if self.listener is not None:
             self.listener.send(signal.SIGSTOP)
         self._testbed.uevent(terminal, "remove")

@@ -1,4 +1,4 @@
-"""Runs tests. The arguments are those of unittest.
+"""Runs tests. Takes the same arguments as unittest.
 
 Exits with status SKIPPED if no test failed and at least one was skipped.
 """

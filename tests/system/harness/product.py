@@ -133,8 +133,8 @@ class Quillet:
     # The status strip
 
     def _strip(self):
-        """Returns the text of the status strip, or None if it has no label, and its buttons by
-        title."""
+        """Returns the text of the status strip (None if it has no label), and a dictionary of its
+        buttons by title."""
         controls = self._part("status bar").children()
         labels = [node.name for node in controls if node.role == "label"]
         buttons = [(node.name, node) for node in controls if node.role == "push button"]

@@ -112,7 +112,7 @@ def run_with_private_paths(inner, visible, environment, library):
         os.makedirs(root + "/" + folder, 0o700)
     os.symlink("/dev/null", root + "/run/udev/control")
     # umockdev's library calls libc directly. It is loaded second, so that it receives redirected
-    # paths. The path of its folder (in TMPDIR) is not redirected.
+    # paths. The path of umockdev's folder, which is in TMPDIR, is not redirected.
     environment = {**_usual_environment(), **environment, "SYSTEM_TEST_PRELOAD": library,
                    "LD_PRELOAD": f"{library}:libumockdev-preload.so.0", "TMPDIR": root + "/tmp",
                    "PRIVATE_PATHS_ROOT": root, "PRIVATE_PATHS_VISIBLE": ":".join(visible)}

@@ -23,7 +23,8 @@ class SystemLog:
         self._thread.start()
 
     def _receive(self):
-        # A new buffer of 1 MiB for each datagram would exhaust the memory mappings.
+        # All datagrams share one buffer. A new buffer of 1 MiB for each datagram would exhaust the
+        # process's memory mappings.
         buffer = memoryview(bytearray(1 << 20))
         while True:
             size = self._socket.recv_into(buffer)

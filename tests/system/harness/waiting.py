@@ -6,7 +6,7 @@ import time
 # Default time-out in seconds, many times longer than an idle machine needs.
 PATIENCE = float(os.environ.get("SYSTEM_TEST_PATIENCE", "40"))
 
-# The pause between two checks is a share of the time waited so far, within these limits (in
+# The pause between two checks is a fraction of the time waited so far, within these limits (in
 # seconds). Long pauses save processor time, because each check involves several processes.
 _SHARE = 0.05
 _SHORTEST = 0.02
