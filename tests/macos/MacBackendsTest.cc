@@ -182,7 +182,7 @@ TEST_F(QuartzKeyEventsTest, ToleratesFailureToCreateASourceOrAnEvent) {
   EXPECT_EQ(TheMac().posted.size(), 2U);
 }
 
-TEST_F(QuartzKeyEventsTest, RecognizesItsEventsByTheirUserData) {
+TEST_F(QuartzKeyEventsTest, RecognizesItsEventsByUserData) {
   const CGEventRef received = CGEventCreateKeyboardEvent(nullptr, kReturn, true);
   platform::macos::QuartzOwnKeys ownKeys;
   EXPECT_FALSE(ownKeys.IsOwnEvent(received));

@@ -149,7 +149,7 @@ class AddedRecordsTest(OtherUsersTest):
                                       r"2 records are in the archive\.", "Save as…")
         self.assertEqual(["out.txt"], os.listdir(_TEAM))
 
-    def test_adds_no_records_through_other_users_link(self):
+    def test_does_not_add_records_through_other_users_link(self):
         put(_PRIVATE, "private\r\n")
         other_user.run(f"ln -s {_PRIVATE} {_OUTPUT}")
         self.check_refused("the path contains a link")
