@@ -43,7 +43,7 @@ QByteArray Block(const char* type, const QByteArray& contents) {
   return QByteArray(type, 4) + length + contents;
 }
 
-/// Returns the contents of an .icns file.
+/// Returns the bytes of an .icns file with the drawing in all sizes.
 QByteArray Icon(QSvgRenderer& drawing) {
   QByteArray pictures;
   for (const Size& size : kSizes) pictures += Block(size.type, Picture(drawing, size.pixels));

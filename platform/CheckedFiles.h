@@ -10,8 +10,8 @@
 
 namespace quillet::platform {
 
-/// Error number for a file that is not regular. The system never sets it when it reads or writes
-/// files (errno(3)).
+/// Error number for a file that is not regular. Operations on files never set this value
+/// (errno(3)).
 inline constexpr int kNotRegular = ENOTBLK;
 
 /// Who could have written a file.
@@ -41,8 +41,8 @@ class CheckedFiles {
   ///
   /// If this user owns the folder, removes other users' permission to write to the folder. If all
   /// users had this permission, the file is not trusted in this call. Folders that were meant to be
-  /// shared keep their permissions: folders of root, and folders where all users may create files
-  /// but only remove their own (mode 1777).
+  /// shared keep their permissions: folders owned by root, and folders where all users may create
+  /// files but may remove only their own (mode 1777).
   /// @param path   absolute path of the file
   /// @param limit  maximum number of bytes to read; the rest of the file is ignored
   virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;

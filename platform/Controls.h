@@ -30,9 +30,9 @@ class TextView {
   virtual void SetText(std::string_view text) = 0;  ///< replaces the whole text
 };
 
-/// A list that shows its selected item. Positions count from 0; titles may repeat. The first item
-/// added to an empty list becomes selected. If the selected item is removed, the next item becomes
-/// selected, or the last item if no item follows.
+/// A drop-down list. Positions count from 0; titles may repeat. The first item added to an empty
+/// list becomes selected. If the selected item is removed, the next item becomes selected, or the
+/// last item if no item follows.
 class PopUpList {
  public:
   virtual ~PopUpList() = default;
@@ -41,9 +41,9 @@ class PopUpList {
   /// @param detail  distinguishes items with the same title; shown next to the title; may be empty
   virtual void AddItem(std::string_view title, std::string_view detail) = 0;
   virtual void RemoveItem(std::int32_t position) = 0;  ///< ignores invalid positions
-  virtual void SelectItem(std::int32_t position) = 0;  ///< clears the selection if invalid
+  virtual void SelectItem(std::int32_t position) = 0;  ///< invalid positions clear the selection
   virtual std::int32_t NumberOfItems() const = 0;      ///< returns the number of items
-  virtual std::string ItemTitle(std::int32_t position) const = 0;  ///< returns "" if invalid
+  virtual std::string ItemTitle(std::int32_t position) const = 0;  ///< "" for an invalid position
   virtual std::int32_t SelectedItem() const = 0;  ///< returns -1 if no item is selected
 
   /// Sets the action to call when the selected item or its position changes, whether the user or an
@@ -74,8 +74,7 @@ class StatusDisplay {
 
   /// Replaces the contents of the line.
   /// @param text      one line; its end is cut off if the window is too narrow
-  /// @param fraction  completed part for a progress bar, 0 to 1; negative if unknown; no value: no
-  ///                  progress bar
+  /// @param fraction  progress shown as a bar, 0 to 1; negative: unknown; no value: no progress bar
   /// @param actions   buttons from left to right, at most kMaximumActions
   virtual void Show(std::string_view text, std::optional<double> fraction,
                     const std::vector<StripAction>& actions) = 0;

@@ -48,7 +48,7 @@ class FileStore : public CheckedFiles, public PrivateFiles {
   /// device.
   /// @param path   absolute path of the file
   /// @param limit  maximum waiting time
-  /// @return false after `limit` or if one of them may not be on the device
+  /// @return false after `limit` or if an entry may not be on the device
   virtual bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) = 0;
 
   /// Result of CreateNew.
@@ -79,7 +79,7 @@ class FileStore : public CheckedFiles, public PrivateFiles {
   /// @return true if the file existed and was deleted
   virtual bool Remove(const std::string& path) = 0;
 
-  /// Deletes the temporary files in a folder that Replace left when its process was killed. Keeps
+  /// Deletes the temporary files that Replace left in a folder when its process was killed. Keeps
   /// the files of other users and files that a process is writing.
   /// @return the number of deleted files
   virtual std::size_t RemoveUnfinished(const std::string& folder) = 0;

@@ -15,7 +15,7 @@ struct KeyEvent {
   std::uint16_t virtualKey = 0;   ///< ANSI virtual key code: 0 is A, 36 Return, 48 Tab, 49 Space
   bool down = false;              ///< true for key-down, false for key-up
   KeyFlag flag = KeyFlag::kNone;  ///< modifier; key-down events only
-  char character = 0;  ///< ASCII character to type, or the letter of a shortcut with Command
+  char character = 0;             ///< ASCII character to type, or the letter of a Command shortcut
   bool operator==(const KeyEvent&) const = default;  ///< compares all members
 };
 
@@ -35,14 +35,13 @@ class KeyEvents {
   /// leave it on.
   virtual void Post(std::span<const KeyEvent> events) = 0;
 
-  /// Returns the characters of `text` that cannot be typed now, each once; empty if all can. Call
-  /// it before a record is typed, so that no record is typed in part. Same threads as Post.
+  /// Returns the characters of `text` that cannot be typed now, without duplicates. Call it before
+  /// typing a record, so that no record is typed partially. Same threads as Post.
   /// @param text  ASCII characters that will be passed to Post
   virtual std::string Untypable([[maybe_unused]] std::string_view text) { return {}; }
 
-  /// Returns the name of an input method that is on and may change the typed text, such as
-  /// "libpinyin of IBus". Returns an empty text if none is known. May take 0.4 s. Same threads as
-  /// Post.
+  /// Returns the name of an active input method that may change the typed text, such as "libpinyin
+  /// of IBus". Returns an empty text if none is known. May take 0.4 s. Same threads as Post.
   virtual std::string InputMethod() { return {}; }
 
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
@@ -50,11 +49,11 @@ class KeyEvents {
   virtual void Prepare() {}
 
   /// Undoes the backend's changes to the system. Post then drops all events. Call it when the
-  /// process ends. Any thread, while another one may be in Post.
+  /// process ends. Any thread, even while another thread is in Post.
   virtual void End() {}
 
-  /// Returns why the last Post dropped its events, as a part of a sentence. Returns an empty text
-  /// if the system accepted the events. Same threads as Post.
+  /// Returns the reason why the last Post dropped its events, as a sentence fragment. Returns an
+  /// empty text if the system accepted the events. Same threads as Post.
   virtual std::string Problem() { return {}; }
 };
 

@@ -20,7 +20,7 @@ class Panels {
   /// @param folder   absolute path of the initial folder
   /// @param name     proposed file name; need not exist
   /// @param omitted  absolute path of a file to hide from the list, if possible; the user can still
-  ///                 enter it
+  ///                 type its name
   /// @return the absolute path, or no value if the user cancels
   virtual std::optional<std::string> RunSavePanel(const std::string& folder,
                                                   const std::string& name,
@@ -46,7 +46,7 @@ class Panels {
   /// Asks the user whether to use settings that another user has chosen.
   /// @param question  one sentence
   /// @param effects   what the settings would do, one line each; may contain long paths
-  /// @return true if the user wants to use them; false by default
+  /// @return true if the user agrees; the default answer is no
   virtual bool ConfirmSettings(const std::string& question,
                                const std::vector<std::string>& effects) = 0;
 };

@@ -11,7 +11,7 @@
 
 namespace quillet::platform {
 
-/// The texts of a row, one for each column.
+/// The texts of a row in the list of runs, one for each column.
 struct RunRow {
   std::string date;         ///< start of the run, or the day of live scans
   std::string scanner;      ///< displayed part of the serial number
@@ -25,7 +25,7 @@ struct RunRow {
 /// The user's choices for a CSV file.
 struct CsvChoice {
   bool rowPerBarcode = false;  ///< true: one row per barcode; false: one row per record
-  bool apostrophes = false;    ///< true: an apostrophe before barcodes and serial numbers
+  bool apostrophes = false;    ///< true: write an apostrophe before barcodes and serial numbers
   bool operator==(const CsvChoice&) const = default;  ///< compares all members
 };
 
@@ -42,8 +42,8 @@ struct RunsActions {
   std::function<void()> remove;        ///< Delete… was pressed
 };
 
-/// The window with the earlier synchronizations: a list with a search field, a preview, and buttons
-/// for the selected row. Texts are UTF-8. Main thread only.
+/// The window that shows earlier synchronizations: a list with a search field, a preview, and
+/// buttons for the selected row. Texts are UTF-8. Main thread only.
 class RunsWindow {
  public:
   virtual ~RunsWindow() = default;
@@ -65,10 +65,10 @@ class RunsWindow {
 
   /// Enables or disables the buttons for the selected row.
   /// @param use     true enables all buttons except Delete
-  /// @param remove  true enables the button Delete
+  /// @param remove  true enables the Delete button
   virtual void EnableActions(bool use, bool remove) = 0;
 
-  /// Changes the button Deliver again to Stop delivery, or back.
+  /// Sets the label of the delivery button: Stop delivery if `delivering`, else Deliver again.
   virtual void ShowDelivering(bool delivering) = 0;
   virtual void ShowBusy(bool busy) = 0;  ///< shows whether files are being read or written
   virtual void ShowMessage(std::string_view text) = 0;  ///< shows a one-line message

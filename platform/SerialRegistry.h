@@ -9,7 +9,7 @@ namespace quillet::platform {
 
 /// The reason why a serial port cannot be used.
 struct PortObstacle {
-  /// The kinds of reasons.
+  /// Kind of reason.
   enum class Kind {
     kNone,        ///< no known reason
     kPermission,  ///< the user may not open the port
@@ -35,7 +35,8 @@ class SerialRegistry {
   using Handle = std::uint32_t;
   /// Identifies a notification port; 0 is invalid.
   using NotifyPort = std::uintptr_t;
-  /// Receives the context given at registration and an iterator over the new objects.
+  /// Receives the context given at registration and an iterator over the devices that were added or
+  /// removed.
   using Callback = std::function<void(void* context, Handle iterator)>;
 
   /// Kind of notification.
@@ -49,7 +50,7 @@ class SerialRegistry {
   /// Lists the serial devices in a stable order. Omits virtual consoles and ports without hardware.
   /// @param names  receives the devices' display names
   /// @param paths  receives the devices' paths
-  /// @return the number of devices listed, at most the smaller of the two sizes; 0 if the registry
+  /// @return the number of devices listed, at most the size of the smaller span; 0 if the registry
   ///         is not available
   virtual std::int32_t ReadSerialStreams(std::span<std::string> names,
                                          std::span<std::string> paths) = 0;
@@ -60,7 +61,7 @@ class SerialRegistry {
   virtual PortObstacle Inspect([[maybe_unused]] const std::string& path) { return {}; }
 
   /// Creates a notification port and adds it to the main loop.
-  /// @return the port, or 0 if the system's service is not available
+  /// @return the port, or 0 if the system's device service is not available
   virtual NotifyPort CreateNotifyPort() = 0;
 
   /// Registers a callback for one kind of event.

@@ -1,10 +1,10 @@
 # Run by CPack before it writes the package.
 
-# CMake creates folders with the builder's umask.
+# Sets the usual permissions: CMake creates folders with the builder's umask.
 file(CHMOD_RECURSE ${CPACK_TEMPORARY_DIRECTORY} DIRECTORY_PERMISSIONS
      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-# CPack does not remove the section .comment, which Debian packages must not contain.
+# CPack does not remove the .comment section, which Debian packages must not contain.
 file(GLOB program ${CPACK_TEMPORARY_DIRECTORY}/*/usr/bin/quillet)
 execute_process(COMMAND ${CPACK_QUILLET_STRIP} --remove-section=.comment ${program}
                 COMMAND_ERROR_IS_FATAL ANY)

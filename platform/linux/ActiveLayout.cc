@@ -49,7 +49,7 @@ class ActiveLayout::Plasma {
 };
 
 // GNOME lists the layouts and input methods in "sources". "mru-sources" lists them with the most
-// recently used first, and may still contain some that the user has removed.
+// recently used first, and may still contain entries that the user has removed.
 class ActiveLayout::Gnome {
  public:
   Gnome() {
@@ -90,7 +90,7 @@ class ActiveLayout::Gnome {
   using Source = std::pair<std::string, std::string>;  // for example ("xkb", "de+neo")
   using Sources = std::vector<Source>;
 
-  // A keymap has up to three of the user's layouts and one for shortcuts (GNOME Shell,
+  // A keymap holds up to three of the user's layouts and one layout for shortcuts (GNOME Shell,
   // keyboardManager.js).
   static UserLayouts LayoutsAt(std::size_t position, std::size_t count) {
     constexpr std::size_t kLayoutsInKeymap = 3;

@@ -11,10 +11,10 @@ namespace quillet::platform::linux_desktop {
 struct UserLayouts {
   static constexpr std::uint32_t kAllGroups = std::numeric_limits<std::uint32_t>::max();
 
-  std::uint32_t count = kAllGroups;     ///< number of layouts, from group 0 on, or kAllGroups
+  std::uint32_t count = kAllGroups;  ///< number of layouts (groups 0 to `count` - 1), or kAllGroups
   std::optional<std::uint32_t> active;  ///< group of the active layout; no value if unknown
   bool canSelect = false;               ///< true if ActiveLayout::Select works
-  bool isReportedAtOnce = false;        ///< true if a change of the layout is known immediately
+  bool isReportedAtOnce = false;        ///< true if the desktop reports layout changes immediately
   bool operator==(const UserLayouts&) const = default;  ///< compares all members
 };
 
@@ -27,14 +27,14 @@ class ActiveLayout {
   ActiveLayout(const ActiveLayout&) = delete;
   ActiveLayout& operator=(const ActiveLayout&) = delete;
 
-  /// Returns the current layouts. Waits up to 1 s for KDE Plasma. GNOME updates its settings a
-  /// few milliseconds after a change of the layout.
+  /// Returns the current layouts. Waits up to 1 s for KDE Plasma. GNOME updates its settings a few
+  /// milliseconds after a layout change.
   ///
   /// The active layout is unknown on other desktops, and on GNOME if each window has its own layout
   /// or if the user has both layouts and input methods.
   UserLayouts Read();
 
-  /// Makes a layout the active one. Only KDE Plasma allows this.
+  /// Activates a layout. Only KDE Plasma allows this.
   /// @param group  group of the layout
   /// @return false if the desktop does not allow it
   bool Select(std::uint32_t group);

@@ -24,7 +24,7 @@ const char* LocaleOfText() {
   return "C";
 }
 
-// For these characters, the tables of toolkits agree with the table of libX11.
+// For these characters, the compose tables of the toolkits agree with the table of libX11.
 char CharacterAfterSpace(xkb_compose_state* state, xkb_keysym_t deadKey) {
   constexpr std::string_view kCharacters = "\"'^`~";
   xkb_compose_state_reset(state);

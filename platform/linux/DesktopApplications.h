@@ -50,8 +50,8 @@ class ApplicationFile {
 /// thread; calls are serialized.
 ///
 /// An application counts as running while one of these exists: the process that was started,
-/// another process with the same command line, or, on X11, a window that belongs to the process, to
-/// a descendant of it, or to one of the application's classes.
+/// another process with the same command line, or, on X11, a window that belongs to the process or
+/// a descendant, or that has one of the application's window classes.
 ///
 /// If a started process ends within 10 s, it has failed or has passed the request to another
 /// process, which may be impossible to find. The application then counts as running, so that it is
@@ -81,8 +81,8 @@ class DesktopApplications final : public Applications {
     int pid = 0;                                    // ID of a started or found process, or 0
     std::unique_ptr<WatchedProcess> process;        // watches `pid`
     std::optional<std::chrono::nanoseconds> start;  // start time of a process started here
-    // If the process may have passed its work on to an unknown process: the time when it ended, or
-    // of the latest request.
+    // Set if the process may have passed its work on to an unknown process: the time when the
+    // process ended, or the time of the latest request.
     std::optional<std::chrono::nanoseconds> handedOver;
   };
 

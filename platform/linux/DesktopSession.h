@@ -31,11 +31,11 @@ std::string StateFolder(const Environment& environment, const std::string& home)
 /// Posts and recognizes key events.
 struct SessionKeys {
   std::unique_ptr<OwnKeys> own;       ///< recognizes the events that `events` posts
-  std::unique_ptr<KeyEvents> events;  ///< uses `own`
+  std::unique_ptr<KeyEvents> events;  ///< posts key events; uses `own`
 };
 
-/// Creates the key events for a session: X11KeyEvents in an X11 session, else WaylandSessionKeys.
-/// Opens no device or connection.
+/// Creates the objects that post and recognize keys in a session: X11KeyEvents in an X11 session,
+/// else WaylandSessionKeys. Opens no device or connection.
 /// @param environment  looks up variables
 /// @param log          outlives the result
 /// @param clock        outlives the result

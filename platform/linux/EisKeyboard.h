@@ -26,9 +26,9 @@ class EisKeyboard {
 
   int descriptor() const;    ///< readable when Dispatch has events to handle
   void Dispatch();           ///< handles pending events from the server
-  bool IsReady() const;      ///< the desktop provides a keyboard, and it accepts keys
+  bool IsReady() const;      ///< true if the desktop provides a keyboard that accepts keys
   unsigned devices() const;  ///< number of keyboards that the desktop has added so far
-  bool HasEnded() const;     ///< the server has closed the connection
+  bool HasEnded() const;     ///< true if the server has closed the connection
 
   /// Returns an object that finds keys in the keyboard's keymap, or null if there is no keyboard.
   /// Valid until the next Dispatch.
@@ -46,7 +46,7 @@ class EisKeyboard {
   std::uint32_t Press(std::uint32_t code, bool down);
 
   /// Waits until the desktop has handled all keys pressed so far, and handles its events.
-  /// @return false if the limit has expired, or if libei is older than 1.4 and cannot tell
+  /// @return false if the limit has expired, or if libei is older than 1.4 and cannot report this
   bool AwaitKeys(std::chrono::milliseconds limit);
 
  private:

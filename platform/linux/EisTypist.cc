@@ -21,18 +21,18 @@ constexpr auto kKeysLimit = 1s;
 // cannot report this.
 constexpr auto kKeysPause = 30ms;
 
-// Programs read earlier keys during this pause before a dead key. Without it, GNOME's input method
-// may insert the character before those of the earlier keys.
+// Pause before a dead key, during which programs read the earlier keys. Without it, GNOME's input
+// method may insert the dead key's character before those of the earlier keys.
 constexpr auto kDeadKeyPause = 300ms;
-constexpr auto kDeadKeyPausePerStroke = 5ms;  // more for each of the strokes before the dead key
+constexpr auto kDeadKeyPausePerStroke = 5ms;  // added for each stroke before the dead key
 
-// The desktop may use a new layout for keys this long before it reports the change.
+// The desktop may apply a new layout to keys this long before it reports the change.
 constexpr auto kChangeTime = 200ms;
 
 // GNOME needs this time to write the active layout to its settings.
 constexpr auto kSettingsPause = 30ms;
 
-constexpr std::uint32_t kLockOfCaps = 2;  // mask of a real modifier (X11 protocol, section 2)
+constexpr std::uint32_t kLockOfCaps = 2;  // mask of the modifier Lock (X11 protocol, section 2)
 constexpr std::uint32_t kCodeOffset = 8;  // difference between XKB and evdev key codes
 
 constexpr char kLayoutChanged[] = "the keyboard layout changed while a record was being typed";
@@ -134,7 +134,7 @@ EisTypist::Group EisTypist::OtherGroupFor(std::span<const KeyEvent> presses) {
 }
 
 // Selects another layout, presses its keys, and selects the previous layout again. Returns null, or
-// the reason if that fails.
+// the reason for the failure.
 const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> presses) {
   const State before = state_;
   if (!layouts_.Select(other)) return kLayoutChanged;
@@ -152,7 +152,8 @@ const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> pre
   return reason;
 }
 
-// Finds all keys before pressing the first one, because the desktop may then replace the keymap.
+// Finds all keys before pressing the first one, because the desktop may replace the keymap as soon
+// as a key is pressed.
 void EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
   std::vector<std::vector<KeyStroke>> parts(1);  // all except the first begin with a dead key
   for (const KeyEvent& press : presses) {

@@ -20,32 +20,33 @@ namespace quillet::platform::linux_desktop {
 class EisKeyboard;
 
 /// Types with an EisKeyboard. Finds the keys in the user's active layout, and checks that neither
-/// the layout nor the modifiers change while the keys are pressed. If only another layout of the
-/// user has the characters and the desktop allows it, selects that layout while they are typed. One
-/// thread at a time. Call all functions while the keyboard is ready.
+/// the layout nor the modifiers change while the keys are pressed. If only another of the user's
+/// layouts has the characters, selects that layout to type them, provided that the desktop allows
+/// it. One thread at a time. Call the functions only while the keyboard is ready.
 class EisTypist {
  public:
-  /// @param keyboard  outlives this object, like the others
+  /// @param keyboard  outlives this object, like the other arguments
   /// @param clock     used for pauses
   /// @param sent      notified of the strokes that are sent
   EisTypist(EisKeyboard& keyboard, Clock& clock, SentKeys& sent);
 
   EisKeyboard& keyboard() { return keyboard_; }  ///< the keyboard passed to the constructor
 
-  /// Returns the characters of a text that Type cannot type now, each once.
+  /// Returns the characters of a text that Type cannot type now, without duplicates.
   std::string Untypable(std::string_view text);
 
   void Begin() { isBegun_ = false; }  ///< begins a record
 
   /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
-  /// @param presses  the record's next events that press a key
-  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence.
-  ///         If the desktop reports layouts late and the layout has changed less than 0.2 s after
-  ///         the last record, presses no keys; the last record may then be wrong.
+  /// @param presses  the record's next key-down events
+  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence. If
+  ///         the desktop reports layouts late and the layout has changed less than 0.2 s after the
+  ///         last record, presses no keys; the last record may then be wrong.
   const char* Type(std::span<const KeyEvent> presses);
 
  private:
-  using Group = std::optional<std::uint32_t>;  // no value: keys that type the same in all groups
+  using Group =
+      std::optional<std::uint32_t>;  // no value: use only keys that type the same in all groups
 
   struct State {
     unsigned device = 0;
@@ -69,7 +70,7 @@ class EisTypist {
   ActiveLayout layouts_;
   UserModifiers modifiers_;
   State state_;                          // the state while the last keys were pressed
-  bool isBegun_ = false;                 // keys of the current record have been sent
+  bool isBegun_ = false;                 // true if keys of the current record have been sent
   std::chrono::nanoseconds lastKeys_{};  // when the last keys were pressed
 };
 

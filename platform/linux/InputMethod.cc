@@ -30,8 +30,8 @@ std::string VariableOr(const char* name, const std::string& otherwise) {
   return value == nullptr || *value == '\0' ? otherwise : value;
 }
 
-// Names of the files, as in ibus_get_socket_path() of libibus. Older versions of it use DISPLAY in
-// a Wayland session, too.
+// Returns the names of the files that may contain the address of IBus, as ibus_get_socket_path() of
+// libibus does. Older versions of libibus also use DISPLAY in Wayland sessions.
 std::vector<std::string> IbusFiles() {
   const std::string file = VariableOr("IBUS_ADDRESS_FILE", "");
   if (!file.empty()) return {file};
@@ -78,7 +78,7 @@ BusPointer SessionBus() {
   return sd_bus_open_user(&bus) < 0 ? nullptr : BusPointer(bus);
 }
 
-// sd_bus_call() has no limit for the time in which a bus accepts the connection.
+// The time-out of sd_bus_call() does not cover the time until the bus accepts the connection.
 MessagePointer ReplyTo(sd_bus* bus, sd_bus_message* call) {
   const auto end = steady_clock::now() + kInputMethodLimit;
   MessagePointer reply;
@@ -118,8 +118,8 @@ MessagePointer NewCall(sd_bus* bus, const Method& method) {
   return MessagePointer(call);
 }
 
-// The property is a variant that contains a serialized IBusEngineDesc. Its third member is the
-// name.
+// The property GlobalEngine is a variant that contains a serialized IBusEngineDesc. Its third
+// member is the engine's name.
 std::string EngineOfIbus() {
   constexpr char kIbus[] = "org.freedesktop.IBus";
   const BusPointer bus = BusAt(IbusAddress());
@@ -151,7 +151,7 @@ std::string EngineOfFcitx() {
   return isRead ? name : "";
 }
 
-// The name appears in a message of one line.
+// Removes unprintable characters, because the name appears in a one-line message.
 std::string Printable(std::string text) {
   std::erase_if(text, [](char character) { return character < ' ' || character > '~'; });
   return text;

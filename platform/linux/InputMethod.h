@@ -5,15 +5,14 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Time in which ActiveInputMethod waits for the reply of an input method.
+/// Longest time that ActiveInputMethod waits for a reply from an input method.
 inline constexpr std::chrono::milliseconds kInputMethodLimit{200};
 
-/// Returns the engine with which an input method of this session converts keys to other text, and
-/// the name of the input method, such as "libpinyin of IBus". Knows IBus and Fcitx 5. Does not
-/// start them.
+/// Returns the name of the active engine, which converts keys to other text, and of its input
+/// method, such as "libpinyin of IBus". Supports IBus and Fcitx 5, but does not start them.
 ///
-/// Finds IBus like its clients do: by the variable IBUS_ADDRESS, or by the file that ibus-daemon(1)
-/// writes for each display.
+/// Finds IBus as its clients do: through the variable IBUS_ADDRESS, or through the file that
+/// ibus-daemon(1) writes for each display.
 /// @return empty if no input method runs, if it does not reply in time, or if its engine is a
 ///         keyboard layout. Any thread.
 std::string ActiveInputMethod();

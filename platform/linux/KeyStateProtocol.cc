@@ -4,8 +4,8 @@
 
 namespace quillet::platform::linux_desktop {
 
-// A signature has a letter for each argument: u uint. A leading number is the version that added
-// the request (libwayland, struct wl_message).
+// Each letter of a signature stands for an argument: u for uint. A leading number is the version
+// that added the request (libwayland, struct wl_message).
 const wl_interface& KeyStateInterface() {
   static const wl_interface* kNoObjects[2] = {};
   static const wl_message kRequests[] = {{"fetchStates", "", kNoObjects},

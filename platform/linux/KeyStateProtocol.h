@@ -9,7 +9,7 @@ namespace quillet::platform::linux_desktop {
 /// The interface of the Wayland protocol org_kde_kwin_keystate, version 5.
 const wl_interface& KeyStateInterface();
 
-/// Opcode of the request to send the event kStateChanged for each key.
+/// Opcode of the request that makes the compositor send kStateChanged for each key.
 inline constexpr std::uint32_t kFetchStates = 0;
 
 /// Opcode of the event that reports the state of a key. Arguments: a KeyStateKey; its state, which

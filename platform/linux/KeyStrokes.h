@@ -44,7 +44,7 @@ class TypingFailure {
     reason_ = reason;
     if (!std::exchange(logged_, true)) log_.Write("Cannot type on this desktop: " + reason);
   }
-  void Clear() { reason_.clear(); }                      ///< keys can be typed
+  void Clear() { reason_.clear(); }                      ///< call when keys can be typed
   const std::string& Reason() const { return reason_; }  ///< empty if keys can be typed
 
  private:

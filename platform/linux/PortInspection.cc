@@ -28,7 +28,7 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kLongestSearch{300};
 
-/// Calls `visit` with the name of each entry until it returns true.
+/// Calls `visit` with the name of each entry until a call returns true.
 template <class Visit>
 bool AnyEntry(const std::string& folder, Visit visit) {
   const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(folder.c_str()), closedir);
@@ -45,8 +45,8 @@ std::string NameOf(const std::string& process) {
   return name;
 }
 
-/// Returns the number of a process of this user, other than this one, that has the device open, or
-/// an empty text.
+/// Returns the ID of another process of this user that has the device open, or an empty text if
+/// there is none.
 std::string UserOf(const struct stat& device) {
   const auto end = steady_clock::now() + kLongestSearch;
   std::string found;
@@ -65,7 +65,7 @@ std::string UserOf(const struct stat& device) {
   return found;
 }
 
-/// Returns the number of the process that holds a lock on the file, or an empty text.
+/// Returns the ID of the process that holds a lock on the file, or an empty text if there is none.
 std::string HolderOf(const struct stat& file) {
   std::ifstream locks("/proc/locks");
   std::string line;
@@ -111,7 +111,7 @@ PortObstacle InspectPort(const std::string& path) {
   if (stat(path.c_str(), &device) != 0) return {};
   const UniqueFd port(open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!port.IsOpen() && errno == EACCES) return MissingPermission(device);
-  // For example, the device rules of a container.
+  // The device rules of a container, for example, can forbid opening the port.
   if (!port.IsOpen() && errno == EPERM) return {.kind = PortObstacle::Kind::kForbidden};
   const bool busy = port.IsOpen() ? flock(port.Get(), LOCK_SH | LOCK_NB) != 0 : errno == EBUSY;
   if (!busy) return {};

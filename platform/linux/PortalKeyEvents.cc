@@ -31,7 +31,8 @@ using std::chrono::steady_clock;
 
 constexpr auto kAnswerLimit = 3s;
 
-// Keys that an application has not read yet must fit in its socket, as in WaylandKeyEvents.
+// Keys that an application has not read yet must fit in the buffer of its socket, as in
+// WaylandKeyEvents.
 constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
 constexpr auto kPressPause = 10ms;
@@ -195,7 +196,7 @@ void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisTypist* typist) {
 }
 
 // The mutex is not held while the job runs, because the desktop may be slow to respond. The caller
-// of Do keeps the job valid until it is done.
+// of Do keeps the job valid until the job is done.
 void PortalKeyEvents::RunJob(RemoteDesktop& desktop, EisTypist* typist) {
   const Job* job = nullptr;
   {
@@ -236,7 +237,7 @@ bool PortalKeyEvents::IsInState(State state) {
 
 void PortalKeyEvents::SetState(State state) {
   if (isStopping_) return;
-  if (state == State::kMissing) {  // another way may work
+  if (state == State::kMissing) {  // another way of typing may work
     log_.Write("This desktop has no portal for remote control");
   } else if (const std::string problem = ProblemOf(state); !problem.empty()) {
     Log(log_, "Cannot type on this desktop: ", problem);
@@ -292,8 +293,7 @@ bool PortalKeyEvents::PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press
   std::vector<KeyStroke> strokes(withControl ? 4 : 2, {kAnyKey, true});
   for (std::size_t i = strokes.size() / 2; i < strokes.size(); ++i) strokes[i].down = false;
   sent_.BeginWrite(strokes, clock_.Now());
-  // The portal may still carry out a press after its reply has timed out. Every key is therefore
-  // released.
+  // The portal may still carry out a press after the reply has timed out, so every key is released.
   bool isAccepted = !withControl || desktop.PressKeysym(XKB_KEY_Control_L, true);
   if (isAccepted) {
     isAccepted = desktop.PressKeysym(KeysymOf(press.character), true);
@@ -321,7 +321,7 @@ void PortalKeyEvents::Fail(const char* reason) {
 
 void PortalKeyEvents::Wake() {
   const std::uint64_t one = 1;
-  if (write(wake_.Get(), &one, sizeof one) < 0) return;  // fails only if already readable
+  if (write(wake_.Get(), &one, sizeof one) < 0) return;  // fails only if wake_ is already readable
 }
 
 std::string PortalKeyEvents::ReadToken() const {

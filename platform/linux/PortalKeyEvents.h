@@ -90,7 +90,7 @@ class PortalKeyEvents final : public KeyEvents {
   const std::chrono::seconds patience_;
   SessionLayout* const layout_;
   Pace pace_;
-  unsigned knownDevices_ = 0;  // devices for which applications have had time to prepare
+  unsigned knownDevices_ = 0;  // number of devices for which applications have had time to prepare
 
   const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
   std::atomic<bool> isStopping_ = false;
@@ -99,7 +99,7 @@ class PortalKeyEvents final : public KeyEvents {
   std::condition_variable changed_;
   State state_ = State::kIdle;
   TypingFailure failure_;     // of the last Post, while the state is kReady
-  const Job* job_ = nullptr;  // null if it is done
+  const Job* job_ = nullptr;  // the job to run; null when it is done
   std::chrono::steady_clock::time_point answerLimit_{};
   std::thread thread_;
 };

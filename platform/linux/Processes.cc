@@ -20,7 +20,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Limits the search through the ancestors of a process. Desktop processes have fewer.
+// Limits the number of ancestors of a process that are searched. Desktop processes have fewer.
 constexpr int kGenerations = 32;
 
 // Reads a file up to its end or an error. Reading fails if the process ends in the meantime
@@ -120,7 +120,7 @@ WatchedProcess::WatchedProcess(int pid, Clock& clock)
   try {
     thread_ = std::thread([this] { WaitForEnd(); });
   } catch (const std::system_error&) {
-    // IsKnown then returns false.
+    // Without the thread, IsKnown returns false.
   }
 }
 

@@ -14,7 +14,7 @@ namespace {
 
 class FocusedProgram : public XcbConnection {
  public:
-  // Returns the ID of the program's process, or 0 if it is not known.
+  // Returns the ID of the process that owns the focused window, or 0 if it is unknown.
   std::uint32_t Process() {
     const auto* const extension = IsBroken() ? nullptr : xcb_get_extension_data(xcb_, &xcb_res_id);
     if (extension == nullptr || !extension->present) return 0;
@@ -36,7 +36,7 @@ class FocusedProgram : public XcbConnection {
 std::string QtInputMethodInFocus() {
   const std::uint32_t process = FocusedProgram().Process();
   if (process == 0) return {};
-  // The files that the process has loaded.
+  // /proc/PID/maps lists the files that the process has loaded (proc(5)).
   std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
   for (std::string line; std::getline(maps, line);) {
     const std::size_t folder = line.rfind("/platforminputcontexts/");

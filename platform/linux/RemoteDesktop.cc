@@ -99,8 +99,8 @@ bool RemoteDesktop::Open() {
              this) >= 0;
 }
 
-// When a session starts, the portal may start later than this program, or run before it knows which
-// devices the desktop offers.
+// When a desktop session starts, the portal may start later than this program, or run before it
+// knows which devices the desktop offers.
 bool RemoteDesktop::AwaitPortal(std::chrono::seconds patience) {
   const auto end = steady_clock::now() + patience;
   while (!isStopping_()) {
@@ -180,7 +180,8 @@ bool RemoteDesktop::Request(const char* method, const Append& append) {
 
   const Message call = MakeCall(bus_, kRemoteDesktop, method);
   if (!session_.empty()) sd_bus_message_append(call.get(), "o", session_.c_str());
-  if (std::strcmp(method, "Start") == 0) sd_bus_message_append(call.get(), "s", "");  // no parent
+  if (std::strcmp(method, "Start") == 0)
+    sd_bus_message_append(call.get(), "s", "");  // no parent window
   sd_bus_message_open_container(call.get(), 'a', "{sv}");
   sd_bus_message_append(call.get(), "{sv}", "handle_token", "s", token.c_str());
   append(call.get());
@@ -222,7 +223,7 @@ UniqueFd RemoteDesktop::ConnectToEis() {
   const Message reply = Send(bus_, call);
   int descriptor = -1;
   if (reply == nullptr || sd_bus_message_read(reply.get(), "h", &descriptor) < 0) return {};
-  // The reply closes its descriptor when it is destroyed.
+  // The reply closes its own descriptor when it is destroyed, so the caller receives a copy.
   return UniqueFd(fcntl(descriptor, F_DUPFD_CLOEXEC, 3));
 }
 

@@ -43,7 +43,7 @@ class RemoteDesktop {
   Answer Start(std::string& token);
 
   /// Opens a connection for libei. Afterwards, PressKeysym fails. Call after Start.
-  /// @return a closed descriptor if the portal does not offer such a connection
+  /// @return an empty UniqueFd if the portal does not offer such a connection
   UniqueFd ConnectToEis();
 
   /// Presses or releases a key. Waits up to 3 s for the reply.
@@ -56,7 +56,9 @@ class RemoteDesktop {
   /// @param first, second  descriptors, or -1
   void Wait(int first, int second);
 
-  bool HasEnded() const { return hasEnded_; }  ///< the desktop or the portal has ended the session
+  bool HasEnded() const {
+    return hasEnded_;
+  }  ///< true if the desktop or portal has ended the session
 
  private:
   using Append = std::function<void(sd_bus_message*)>;

@@ -93,7 +93,8 @@ std::string NameOf(udev_device* device, const std::string& kernelName) {
   const bool isModem = Property(device, "ID_USB_DRIVER") == "cdc_acm" ||
                        TextOrEmpty(udev_device_get_driver(usbInterface)) == "cdc_acm";
   if (!isModem) return UsbSerialName(ModelOf(device, usbDevice), kernelName);
-  // The kernel name is the fallback: it is unique but depends on the order of plugging in.
+  // The kernel name is the fallback: it is unique but depends on the order in which devices are
+  // plugged in.
   return UsbModemName(TextOrEmpty(udev_device_get_sysname(usbInterface)))
       .value_or("usbmodem" + kernelName);
 }

@@ -49,7 +49,7 @@ std::optional<SerialStream> ReadSerialStream(udev* context, const char* systemPa
 std::vector<SerialStream> ListSerialStreams(udev* context);
 
 /// Returns the name of a USB CDC-ACM device: "usbmodem" and digits that identify the USB port. The
-/// name does not depend on the device or the order of plugging in.
+/// name depends neither on the device nor on the order in which devices are plugged in.
 ///
 /// The digits are the bus number, the port number of each hub and the interface number, encoded as:
 ///

@@ -24,28 +24,28 @@ inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
 /// Reads a keymap in the text format of XKB version 1 from a file.
 /// @param file  open for reading
 /// @param size  size of the text in bytes
-/// @return null if the text cannot be read. The caller owns a reference.
+/// @return the keymap, of which the caller owns a reference; null if the text cannot be read
 xkb_keymap* ReadKeymap(int file, std::size_t size);
 
 /// Chords to press one after another.
 using KeyChords = std::vector<KeyChord>;
 
-/// Finds the keys for an event that presses a key. For the letter V with Command, the result may be
+/// Finds the keys for a key-down event. For the letter V with Command, the result may be
 /// Shift-Insert, which also pastes. For other events, it may be a dead key and the space bar.
 /// @return an empty list if the current group does not have the keys
 KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state);
 
 /// Like ChordsFor, but finds only keys that type the same in the groups 0 to `groups` - 1. For the
 /// letter V with Command, these are the keys of Control-V or else of Shift-Insert.
-/// @param press            event that presses a key
+/// @param press            key-down event
 /// @param keymap           finds the keys
 /// @param groups           number of groups
 /// @param lockedModifiers  see KeyboardState
 KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_t groups,
                        std::uint32_t lockedModifiers);
 
-/// Returns the reason to report if ChordsFor finds no keys for an event. The character of the event
-/// has passed KeyEvents::Untypable.
+/// Returns the reason to report if ChordsFor finds no keys for an event. Call it only if
+/// KeyEvents::Untypable has accepted the event's character.
 const char* ReasonWithoutKey(const KeyEvent& press);
 
 /// The layout of the user's keyboard in a Wayland session, as the compositor reports it. A program
@@ -70,7 +70,7 @@ class SessionLayout {
   KeyChords Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
   /// Returns true if the active group has no key for a character. If the active group is unknown,
-  /// returns true if any group has none. Call after Update.
+  /// returns true if any group lacks the character. Call after Update.
   /// @param character  see KeyEvent
   /// @param layouts    the user's layouts, including the active one if it is known
   bool Lacks(char character, const UserLayouts& layouts);

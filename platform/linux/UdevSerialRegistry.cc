@@ -139,7 +139,7 @@ void UdevSerialRegistry::HandleRemoval(const std::string& systemPath) {
 
 // Called after ENOBUFS: the socket buffer was full and the kernel dropped events (netlink(7)).
 // Discards the queued events, which are outdated. Then posts events for the differences between the
-// present devices and the reported devices.
+// devices that are present and those that were reported.
 void UdevSerialRegistry::CompareAfterLoss() {
   while (UdevOwner<udev_device>(udev_monitor_receive_device(monitor_.get())) != nullptr ||
          errno == ENOBUFS) {

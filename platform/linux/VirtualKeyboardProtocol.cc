@@ -6,8 +6,9 @@
 
 namespace quillet::platform::linux_desktop {
 
-// A signature has a letter for each argument: u uint, h descriptor, o object, n new object. The
-// types are the interfaces of the arguments that are objects (libwayland, struct wl_message).
+// Each letter of a signature stands for an argument: u for uint, h for descriptor, o for object, n
+// for new object. The types are the interfaces of the arguments that are objects (libwayland,
+// struct wl_message).
 
 const wl_interface& VirtualKeyboardInterface() {
   static const wl_interface* kNoObjects[4] = {};

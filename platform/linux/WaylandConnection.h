@@ -12,23 +12,25 @@ struct wl_seat;
 
 namespace quillet::platform::linux_desktop {
 
-/// A connection to the compositor named by WAYLAND_DISPLAY, with the first seat. One thread at a
+/// A connection to the compositor named by WAYLAND_DISPLAY, and its first seat. One thread at a
 /// time. No call blocks longer than its limit.
 class WaylandConnection {
  public:
   /// Connects, and waits up to 10 s for the compositor's list of globals.
   /// @param wanted  an interface to bind, or null; outlives this object. Its version is the highest
-  ///                one to bind.
+  ///                version to bind.
   explicit WaylandConnection(const wl_interface* wanted = nullptr);
   ~WaylandConnection();
   WaylandConnection(const WaylandConnection&) = delete;
   WaylandConnection& operator=(const WaylandConnection&) = delete;
 
-  bool IsBroken() const;  ///< there is no connection, or it has ended
+  bool IsBroken() const;  ///< true if there is no connection or it has ended
 
   wl_seat* seat() const { return seat_; }                ///< null if the compositor has no seat
   bool seatHasKeyboard() const { return hasKeyboard_; }  ///< as of the last Roundtrip
-  wl_proxy* wanted() const { return wanted_; }  ///< null if the compositor does not offer it
+  wl_proxy* wanted() const {
+    return wanted_;
+  }  ///< null if the compositor does not offer the interface
 
   /// Sends all requests and waits until the compositor has processed them. If an earlier call has
   /// timed out, waits only for the requests of that call.

@@ -128,7 +128,7 @@ void WaylandKeyEvents::Post(std::span<const KeyEvent> events) {
                             ? "the Wayland compositor offers no virtual keyboard"
                             : "the Wayland compositor cannot be reached");
   }
-  // If the connection ends, the rest of the record is dropped. It is not sent over the next
+  // If the connection ends, the rest of the record is dropped instead of being sent over the next
   // connection.
   for (std::span<const KeyStroke> rest = strokes; !rest.empty();) {
     const auto some = rest.first(std::min(rest.size(), kStrokesAtOnce));

@@ -33,8 +33,8 @@ class WaylandKeyEvents final : public KeyEvents {
   /// thread.
   static bool IsOffered();
 
-  /// Sends 70 characters at once and pauses between such batches. Stops if the compositor does not
-  /// accept them in time or ends the connection.
+  /// Sends up to 70 characters at a time, with pauses in between. Stops if the compositor does not
+  /// accept characters in time or ends the connection.
   void Post(std::span<const KeyEvent> events) override;
   std::string Problem() override { return failure_.Reason(); }
 

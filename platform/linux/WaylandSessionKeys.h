@@ -31,7 +31,7 @@ class WaylandSessionKeys final : public KeyEvents {
   };
 
   /// @param session  see Session
-  /// @param log      outlives this object, like the others
+  /// @param log      outlives this object, like `clock` and `sent`
   /// @param clock    used for pauses
   /// @param sent     notified of the strokes that are sent
   WaylandSessionKeys(const Session& session, SystemLog& log, Clock& clock, SentKeys& sent);
@@ -56,7 +56,7 @@ class WaylandSessionKeys final : public KeyEvents {
   std::mutex mutex_;                // guards usesPortal_
   std::optional<bool> usesPortal_;  // unset until the first call
 
-  std::atomic<KeyEvents*> way_ = nullptr;  // the way in use, unless it is the portal
+  std::atomic<KeyEvents*> way_ = nullptr;  // the way of typing in use, unless it is the portal
 };
 
 }  // namespace quillet::platform::linux_desktop
