@@ -22,15 +22,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Applications read a changed keymap when they handle the notification. They translate keys that
-// they handle before it with the old keymap.
+// Applications read a changed keymap when they handle its notification. Until then, they use the
+// old keymap.
 constexpr auto kKeymapPause = 100ms;
 
-// End waits this long for the current record, which may take longer if applications are slow.
+// End waits at most this long for the current record, which may take longer if applications are
+// slow.
 constexpr auto kEndLimit = 1s;
 constexpr auto kEndPause = 10ms;
 
-constexpr std::uint32_t kXCodeOffset = 8;  // between evdev and X key codes (xkeyboard-config)
+constexpr std::uint32_t kXCodeOffset =
+    8;  // difference between X and evdev key codes (xkeyboard-config)
 
 // Real modifiers of the X protocol.
 constexpr std::uint8_t kShiftModifier = 1 << 0;
@@ -39,11 +41,11 @@ constexpr std::uint8_t kControlModifier = 1 << 2;
 constexpr std::uint8_t kNumLockModifier = 1 << 4;                       // Mod2 in xkeyboard-config
 constexpr std::uint8_t kCommands = kControlModifier | 1 << 3 | 1 << 6;  // Control, Mod1 and Mod4
 
-// No other program can use the server while a piece is sent. This many steps fit in XCB's buffer,
-// so the server does not wait for this process.
+// Limits the time for which a Piece blocks other programs. This many steps fit in XCB's buffer, so
+// the server does not wait for this process.
 constexpr std::size_t kMostSteps = 250;
 
-// Attempts to send the next keys while the keymap or the locks keep changing.
+// Maximum number of attempts to send the next keys while the keymap or the locks keep changing.
 constexpr int kMostAttempts = 50;
 
 constexpr char kNoServer[] = "the X server cannot be reached";
@@ -94,8 +96,8 @@ class X11KeyEvents::Piece {
     Change(neutral);
   }
 
-  // Adds events from the first one on. Stops before a character without a key, or when the piece is
-  // full. Returns the number of events added.
+  // Adds events in order, beginning with the first. Stops before a character without a key, or when
+  // the piece is full. Returns the number of events added.
   std::size_t Add(std::span<const KeyEvent> events) {
     std::size_t count = 0;
     for (const KeyEvent& event : events) {
@@ -238,7 +240,7 @@ std::string X11KeyEvents::Untypable(std::string_view text) {
   if (ended_ || !Connect()) return {};
   const X11KeyboardState state = keyboard_->ReadState();
   keyboard_->UpdateKeymap();
-  if (!keyboard_->HasKeymap()) return {};  // Post reports it
+  if (!keyboard_->HasKeymap()) return {};  // Post reports the reason
   const std::string missing = Missing(text, state);
   const bool canBind = missing.empty() || spare_->IsBound() || !keyboard_->SpareCodes().empty();
   return canBind ? std::string() : missing;
@@ -319,8 +321,8 @@ void X11KeyEvents::Forget() {
   keyboard_.reset();
 }
 
-// Saves the locks for Recover before the first key. If this process is killed, the server drops the
-// requests that it has not yet processed, so a key can stay down.
+// Before the first key, saves the locks for Recover. If this process is killed, the server drops
+// the requests that it has not yet processed, so a key can stay down.
 void X11KeyEvents::Mark(const X11KeyboardState& state) {
   if (std::exchange(isMarked_, true)) return;
   typing_->Write({state.locks.lockedModifiers, state.locks.lockedGroup});
@@ -337,8 +339,8 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
     clock_.Sleep(kKeymapPause);
     return true;
   }
-  // Binds characters before the first key of a record: Xlib reads the keymap when it translates its
-  // first key, and misses a change at that moment.
+  // Binds characters before the first key of a record: Xlib reads the keymap when a program
+  // translates its first key, and misses a change at that moment.
   if (BindFirst(events, state)) return true;
   const std::size_t before = events.size();
   if (!SendSome(events, state)) return true;
@@ -373,8 +375,8 @@ bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11Keyboard
   return isSame;
 }
 
-// Releases those of `codes` that the user no longer holds. The server ignores the release of a key
-// that Piece has already released. Keys held by other programs stay down.
+// Releases the keys in `codes` that the user no longer holds. The server ignores the release of a
+// key that Piece has already released. Keys held by other programs stay down.
 void X11KeyEvents::ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before) {
   const auto contains = [](const std::vector<std::uint8_t>& list, std::uint8_t code) {
     return std::find(list.begin(), list.end(), code) != list.end();
@@ -425,7 +427,7 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
     clock_.Sleep(kKeymapPause);  // until applications have handled the keys sent so far
     spare_->Restore();
     keyboard_->UpdateKeymap();
-    if (!keyboard_->HasKeymap()) return true;  // the next attempt reports it
+    if (!keyboard_->HasKeymap()) return true;  // the next attempt reports the reason
   }
   const std::string wanted = Missing(TextOf(events) + kTypable, state);
   const std::vector<std::uint32_t> codes = keyboard_->SpareCodes();
@@ -442,7 +444,7 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
   return canGoOn;
 }
 
-// Returns the characters that have no key, each once.
+// Returns the characters that have no key, without duplicates.
 std::string X11KeyEvents::Missing(std::string_view text, const X11KeyboardState& state) {
   std::string missing;
   for (const char character : text) {

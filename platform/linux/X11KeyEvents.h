@@ -68,7 +68,7 @@ class X11KeyEvents final : public KeyEvents {
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
   std::unique_ptr<X11OwnedProperty> typing_;  // the property exists while a record is typed
-  bool isMarked_ = false;                     // typing_ has been written
+  bool isMarked_ = false;                     // true if typing_ has been written
   bool hasBound_ = false;                   // the characters of the current record have been bound
   bool isBindingNew_ = false;               // no key has been sent since the last binding
   std::vector<std::uint8_t> pressedAgain_;  // keys of the user, pressed on the XTEST keyboard

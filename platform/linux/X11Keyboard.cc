@@ -39,7 +39,7 @@ std::vector<std::uint8_t> KeysOf(const xcb_input_query_device_state_reply_t* rep
   return {};
 }
 
-// True if the server runs on this computer. The forwarded connections of ssh(1) use TCP.
+// Returns true if the X server runs on this computer. Connections forwarded by ssh(1) use TCP.
 bool IsUnixSocket(int descriptor) {
   sockaddr_storage address{};
   socklen_t size = sizeof address;
@@ -213,7 +213,7 @@ std::vector<std::uint32_t> X11Keyboard::SpareCodes() {
   return codes;
 }
 
-// The user may have plugged in a keyboard since the connection was opened.
+// Reads the devices again, because the user may have plugged in a keyboard in the meantime.
 std::vector<std::uint8_t> X11Keyboard::HeldByUser(const std::vector<std::uint8_t>& codes) {
   if (codes.empty() || !hasInput_) return {};
   ReadDevices();

@@ -29,17 +29,17 @@ struct X11KeyboardState {
   bool operator==(const X11KeyboardState&) const = default;  ///< compares all members
 };
 
-/// A connection to the X server that knows its keymap. One thread at a time.
+/// A connection to the X server, and the server's keymap. One thread at a time.
 ///
 /// The keymap is that of the XTEST keyboard, a separate device: setxkbmap(1) can set another keymap
-/// for it. The server copies it to the core keyboard at the first XTEST key.
+/// for it. The server copies this keymap to the core keyboard at the first XTEST key.
 class X11Keyboard : public XcbConnection {
  public:
   X11Keyboard();
   ~X11Keyboard();
 
-  bool CanTest() const { return canTest_; }              ///< the server has the XTEST extension
-  bool HasKeymap() const { return search_ != nullptr; }  ///< the server's keymap can be read
+  bool CanTest() const { return canTest_; }  ///< true if the server has the XTEST extension
+  bool HasKeymap() const { return search_ != nullptr; }  ///< true if the keymap can be read
   KeymapSearch& Search() { return *search_; }     ///< searches the keymap. Only if HasKeymap.
   xcb_connection_t* Xcb() const { return xcb_; }  ///< the connection
 
@@ -47,25 +47,26 @@ class X11Keyboard : public XcbConnection {
   X11KeyboardState ReadState();
 
   /// Returns true if Slow Keys or Bounce Keys are on. The server then ignores short presses, or
-  /// presses in quick succession. Round trip.
+  /// presses in quick succession. Waits for the server.
   bool IgnoresFastKeys();
 
-  /// Reads the keymap again if the server has reported a change. Round trips.
-  /// @return true if the keymap is another one, or can no longer be read
+  /// Reads the keymap again if the server has reported a change. Waits for the server.
+  /// @return true if the keymap differs from the previous one or can no longer be read
   bool UpdateKeymap();
 
-  /// Returns true if the server has reported a change since UpdateKeymap.
+  /// Returns true if the server has reported a keymap change since UpdateKeymap.
   bool IsKeymapChanged();
 
-  /// Returns the key codes that have no symbols on any keyboard. Round trips.
+  /// Returns the key codes that have no symbols on any keyboard. Waits for the server.
   std::vector<std::uint32_t> SpareCodes();
 
-  /// Returns the keys of `codes` that are down on one of the user's keyboards. Round trips.
+  /// Returns the keys of `codes` that are down on one of the user's keyboards. Waits for the
+  /// server.
   std::vector<std::uint8_t> HeldByUser(const std::vector<std::uint8_t>& codes);
 
-  /// Grab queues a request to serve only this connection, and Ungrab a request to end this. Neither
-  /// affects a server on another computer, because a lost or slow connection would block that
-  /// computer's screen.
+  /// Grab queues a request to serve only this connection. Ungrab queues a request to serve all
+  /// connections again. Neither does anything if the server is on another computer, because a lost
+  /// or slow connection would block that computer's screen.
   void Grab();
   void Ungrab();
 

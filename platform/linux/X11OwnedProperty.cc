@@ -44,7 +44,7 @@ void X11OwnedProperty::Remove() {
   xcb_delete_property(xcb_, root_, name_);
 }
 
-// The server may give the ID of an old window to a new one, which then lacks the property.
+// The server may give the ID of an old owner to another window, but that window lacks the property.
 std::vector<std::uint32_t> X11OwnedProperty::Abandoned() const {
   std::vector<std::uint32_t> numbers = Read(root_);
   if (numbers.empty() || !Read(numbers[0]).empty()) return {};

@@ -53,8 +53,8 @@ void X11SpareKeys::Restore() {
   }
   if (!bound_.empty()) property_.Remove();
   bound_.clear();
-  // Waits until the server has processed the requests: it drops those of a closed connection when
-  // it writes an event to it.
+  // Waits until the server has processed the requests. When the server writes an event to a closed
+  // connection, it drops that connection's pending requests.
   const XcbReply<xcb_get_input_focus_reply_t> last{
       xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr)};
 }

@@ -27,10 +27,10 @@ class X11SpareKeys {
   /// @return the number of characters bound, beginning with the first
   std::size_t Bind(const std::string& characters, const std::vector<std::uint32_t>& codes);
 
-  /// Reads the key types of the current keymap, which Bind needs. Round trips.
+  /// Reads the key types of the current keymap, which Bind needs. Waits for the server.
   void ReadTypes();
 
-  bool IsBound() const { return !bound_.empty(); }  ///< there are bindings
+  bool IsBound() const { return !bound_.empty(); }  ///< true if there are bindings
 
   /// Removes the bindings, except from key codes whose symbols have changed since. Waits for the
   /// server.

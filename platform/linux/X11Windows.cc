@@ -112,8 +112,8 @@ class X11Windows::Connection : public XcbConnection {
   }
 
  private:
-  // Sends a text in pieces. The type of the first piece ends in "_BEGIN". A new window in the
-  // messages identifies the text.
+  // Sends a text in pieces. The type of the first piece ends in "_BEGIN". Each message contains the
+  // ID of a new window, which identifies the text.
   void Broadcast(const std::string& text, const std::string& type) {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;

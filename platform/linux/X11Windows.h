@@ -21,7 +21,7 @@ class X11Windows {
  public:
   struct Window {
     std::uint32_t id = 0;
-    int pid = 0;                       // 0 if unknown, for example on another computer
+    int pid = 0;                       // process ID; 0 if unknown, for example of a remote process
     std::vector<std::string> classes;  // instance and class names (WM_CLASS), in lower case
     bool isNormal = false;             // not a dialog, utility window or similar
     bool isActive = false;             // has the focus
@@ -45,7 +45,7 @@ class X11Windows {
 
   /// Reports that the start of a program has ended, although it opens no window. The launcher then
   /// stops showing that the program is starting (freedesktop.org, Startup Notification Protocol).
-  /// @param id  value of the variable DESKTOP_STARTUP_ID of the program
+  /// @param id  value of the program's variable DESKTOP_STARTUP_ID
   void EndStartup(std::string_view id);
 
  private:

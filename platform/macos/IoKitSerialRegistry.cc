@@ -44,7 +44,8 @@ std::int32_t IoKitSerialRegistry::ReadSerialStreams(std::span<std::string> names
   Matching matching = MakeMatching();
   if (matching == nullptr) return 0;
   io_iterator_t iterator = IO_OBJECT_NULL;
-  // Consumes the dictionary even on failure. May return no iterator if no service matches.
+  // This call consumes the dictionary even on failure. It may return no iterator if no service
+  // matches.
   if (IOServiceGetMatchingServices(masterPort_, matching.release(), &iterator) != KERN_SUCCESS ||
       iterator == IO_OBJECT_NULL) {
     return 0;
@@ -83,7 +84,7 @@ SerialRegistry::Handle IoKitSerialRegistry::AddMatchingNotification(NotifyPort p
   if (matching == nullptr) return 0;
   auto registration = std::make_unique<Registration>(
       Registration{.callback = std::move(callback), .context = context});
-  // Consumes one reference to the dictionary even on failure.
+  // This call consumes one reference to the dictionary even on failure.
   if (IOServiceAddMatchingNotification(AsPort(port), KindOf(event), matching.release(),
                                        &HandleNotification, registration.get(),
                                        &registration->iterator) != KERN_SUCCESS) {

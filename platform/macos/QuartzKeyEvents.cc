@@ -21,8 +21,8 @@ constexpr auto kCommandFlag = static_cast<CGEventFlags>(0x100000);
 constexpr auto kUserData = static_cast<CGEventField>(42);
 constexpr std::int64_t kOwnEvent = 0x5175696c6c6574;  // "Quillet"
 
-// Replaces the text that the user's layout gives to a key. Return and Tab are the same keys in all
-// layouts.
+// Replaces the text that the user's layout assigns to a key. Return and Tab are the same keys in
+// all layouts.
 void SetText(CGEventRef event, const KeyEvent& key) {
   if (!key.down || key.character < ' ' || key.flag == KeyFlag::kCommand) return;
   const std::uint16_t text = static_cast<unsigned char>(key.character);

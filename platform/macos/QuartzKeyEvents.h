@@ -11,7 +11,7 @@ namespace quillet::platform::macos {
 /// Posts key events through Quartz event services to the application that has focus.
 ///
 /// A modifier is a flag of the key-down event, not a key. The key-down event of a printable
-/// character also contains the character, so that programs receive it with each keyboard layout
+/// character also contains the character, so that programs receive it with any keyboard layout
 /// (Apple, Quartz Event Services, CGEventKeyboardSetUnicodeString). Programs that read key codes
 /// still require the US layout.
 ///

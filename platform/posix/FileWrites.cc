@@ -33,12 +33,13 @@ bool WriteAll(int file, std::string_view bytes) {
   return true;
 }
 
-// EINTR is not a failure to write: the signal ended the call early (fsync(2)).
+// EINTR is not a write error: a signal ended the call early (fsync(2)).
 bool SynchronizeFile(int file) {
 #ifdef F_FULLFSYNC
   // On macOS, fsync() leaves data in the drive's cache (fsync(2)).
   if (RetryOnSignal([&] { return fcntl(file, F_FULLFSYNC); }) == 0) return true;
-  // These errors mean that the file system does not support F_FULLFSYNC. Others are failures.
+  // These errors mean that the file system does not support F_FULLFSYNC. Any other error is a
+  // failure.
   if (errno != ENOTSUP && errno != ENOTTY && errno != EINVAL) return false;
 #endif
   return RetryOnSignal([&] { return fsync(file); }) == 0;
@@ -53,8 +54,8 @@ bool SynchronizeEntries(std::string path) {
     const UniqueFd folder(
         RetryOnSignal([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (folder.IsOpen() && SynchronizeFile(folder.Get())) continue;
-    // fsync(2): EINVAL means that the file system cannot flush folders. An example is the parent
-    // folder of file systems that autofs mounts. Its entries are not on any disk.
+    // EINVAL means that the file system cannot flush folders (fsync(2)). For example, a folder in
+    // which autofs mounts file systems has no entries on any disk.
     const bool hasNoEntries =
         folder.IsOpen() ? errno == EINVAL : errno == EACCES && !IsWritable(path);
     if (containsFile || !hasNoEntries) return false;

@@ -86,8 +86,7 @@ bool IsOwnGroup(gid_t id) {
   return isOwn;
 }
 
-// Makes `folder` the place's folder. After an error, the place's folder is closed and errno is
-// kept.
+// Sets the folder of `place`. After an error, that folder is not open and errno is kept.
 void MoveTo(Place& place, UniqueFd folder) {
   if (folder.IsOpen() && fstat(folder.Get(), &place.status) != 0) folder.Close();
   place.folder = std::move(folder);
@@ -143,7 +142,7 @@ void Enter(Place& place, const std::string& name, std::string& rest) {
   rest = *target + "/" + rest;
 }
 
-// Goes through the folders in `path`, starting at the place's folder.
+// Opens the folders in `path` one after the other, starting at the place's folder.
 void Walk(Place& place, std::string path) {
   while (place.folder.IsOpen()) {
     if (path.starts_with('/')) {

@@ -12,16 +12,17 @@ namespace quillet::platform::posix {
 /// A name in an open folder. All operations on it act on the same folder, even if its path changes.
 struct Place {
   UniqueFd folder = {};     ///< not open after an error; errno is then set
-  struct stat status = {};  ///< of the folder
+  struct stat status = {};  ///< status of the folder
   std::string name = {};    ///< empty if the path ends with a slash
-  bool isExposed = false;   ///< other users may rename the folder or one of its parents
+  bool isExposed = false;   ///< true if other users may rename the folder or one of its parents
   int links = 0;            ///< number of links that were followed
 };
 
 /// Opens the folders of an absolute path one after the other (path_resolution(7)). Follows a
 /// symbolic link only if it belongs to this user or root, or if only they may write to its folder.
 /// A folder that cannot be read is opened for searching only. Any thread.
-/// @return a closed folder after an error; errno is ELOOP if a link was not followed
+/// @return the place. After an error, its folder is not open; errno is ELOOP if a link was not
+///         followed.
 Place OpenPlace(const std::string& path);
 
 /// Opens the place to which the link at `place` leads, as OpenPlace does.

@@ -137,7 +137,7 @@ void CopyPermissions(int file, const struct stat& old) {
   static_cast<void>(fchmod(file, mode));
 }
 
-// The result of an operation that has just failed.
+// Returns the result of an operation that has just failed and set errno.
 FileStore::Replaced Failure() {
   return {.error = errno != 0 ? errno : EIO};
 }
@@ -148,7 +148,7 @@ FileStore::Created Publish(int folder, const std::string& temporary, const std::
   using Created = FileStore::Created;
   if (linkat(folder, temporary.c_str(), folder, name.c_str(), 0) == 0) return Created::kYes;
   if (errno == EEXIST) return Created::kExists;
-  // FAT file systems, for example, have no links.
+  // Without hard links, for example on FAT file systems, an empty file reserves the name.
   const UniqueFd reserved(RetryOnSignal([&] {
     return openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kDefaultFileMode);
   }));
@@ -181,7 +181,7 @@ std::optional<std::string> ReadOpen(int file, const struct stat& status, std::si
   return std::nullopt;  // not enough memory
 }
 
-// Returns true if a folder is meant to be shared. This includes folders of root, because an
+// Returns true if a folder is meant to be shared. This includes folders owned by root, because an
 // administrator may have given a group permission to write to them.
 bool IsShared(const struct stat& folder) {
   constexpr mode_t kSharedByAll = S_ISVTX | S_IWOTH;
@@ -240,7 +240,8 @@ FileStore::Replaced Write(const Place& place, mode_t mode, const struct stat* ol
   Temporary temporary = CreateTemporary(folder, place.name, mode);
   UniqueFd& file = temporary.file;
   if (!file.IsOpen()) return Failure();
-  // Holds the lock until the file is renamed. `file` is closed before that, to check the result.
+  // Holds the lock until the file is renamed. `file` is closed before that, to check the result of
+  // close(2).
   const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
   if (old != nullptr) CopyPermissions(file.Get(), *old);
   if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||

@@ -61,7 +61,7 @@ std::string PathFor(std::string_view display, std::string_view ending) {
   return folder + name;
 }
 
-/// Fails with ENAMETOOLONG if the path does not fit.
+/// Fills in a socket address. Fails with ENAMETOOLONG if the path does not fit.
 bool FillAddress(const std::string& path, sockaddr_un& address) {
   address.sun_family = AF_UNIX;
   errno = ENAMETOOLONG;
@@ -156,8 +156,8 @@ void SingleInstance::Receive(const std::function<void(const std::string&)>& hand
   const UniqueFd peer(accept(listener_.Get(), nullptr, nullptr));
   if (!peer.IsOpen()) {
     if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return;
-    // For example, too many descriptors are open. The request stays in the backlog, and the watch
-    // would report it again and again.
+    // accept() can fail because too many descriptors are open, for example. The request then stays
+    // in the backlog, and the watch would report it repeatedly.
     watch_.reset();
     listener_.Close();
     return;

@@ -10,21 +10,22 @@
 
 namespace quillet::platform::posix {
 
-/// Makes a second start of the program by the same user on the same display pass a request to the
-/// running instance. The running instance holds a lock on a file (flock(2)), which the system
-/// releases when the process ends or executes another program, and receives requests over a Unix
-/// socket next to that file. Both are in $XDG_RUNTIME_DIR (freedesktop.org, XDG Base Directory) or,
-/// if the user has none, in the private folder /tmp/quillet-UID.
+/// Keeps a user from running the program twice on the same display: a second process passes a
+/// request to the running instance. The running instance holds a lock on a file (flock(2)), which
+/// the system releases when the process ends or executes another program. It receives requests over
+/// a Unix socket next to that file. Both are in $XDG_RUNTIME_DIR (freedesktop.org, XDG Base
+/// Directory) or, if the user has none, in the private folder /tmp/quillet-UID.
 ///
 /// Main thread only.
 class SingleInstance {
  public:
-  /// @param display  name of the display; if empty, every instance is the only one
+  /// @param display  name of the display; if empty, any number of instances may run
   explicit SingleInstance(std::string_view display);
 
   /// Takes the lock or, if another instance holds it, passes the request to that instance and waits
-  /// up to 1 s until it has been handled. An instance that is busy handles it later. Also returns
-  /// true if the system refuses the lock or if its holder accepts no request within this time.
+  /// up to 1 s until it has been handled. A busy instance handles it later. Also returns true if
+  /// the system refuses the lock, or if the instance that holds it accepts no request within this
+  /// time.
   /// @param request  at most 4096 bytes
   /// @return true if this process must run, false if another instance has received the request
   bool Begin(std::string_view request);
@@ -34,7 +35,7 @@ class SingleInstance {
   /// @param handle   receives the request; also called from nested main loops
   void Listen(DescriptorWatcher& watcher, std::function<void(const std::string&)> handle);
 
-  /// Ends the instance. A program started from now on takes the lock.
+  /// Ends the instance. An instance started afterwards takes the lock.
   void End();
 
  private:

@@ -10,7 +10,7 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr int kLeastCharacters = 10;  // minimum width of the text
+constexpr int kLeastCharacters = 10;  // minimum width of the text in characters
 
 }  // namespace
 

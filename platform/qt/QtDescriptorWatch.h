@@ -24,7 +24,7 @@ class QtDescriptorWatcher final : public DescriptorWatcher {
     ~NotifierWatch() override {
       notifier_->setEnabled(false);
       notifier_->disconnect();
-      notifier_->deleteLater();  // this may run within the notifier's signal
+      notifier_->deleteLater();  // the notifier may be emitting its signal
     }
     NotifierWatch(const NotifierWatch&) = delete;
     NotifierWatch& operator=(const NotifierWatch&) = delete;

@@ -53,8 +53,8 @@ QWidget* CreateButton(const QtToolbarItem& item) {
   return button;
 }
 
-// Keeps the window wide enough for all items, if the screen is. QToolBar moves items without room
-// to a menu.
+// Keeps the window wide enough for all items, if the screen allows. QToolBar moves items that do
+// not fit to a menu.
 class WholeToolbar final : public QToolBar {
  public:
   using QToolBar::QToolBar;

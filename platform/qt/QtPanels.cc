@@ -107,7 +107,7 @@ bool QtPanels::ConfirmSettings(const std::string& question,
                                const std::vector<std::string>& effects) {
   QString list = QStringLiteral("Quillet will then:\n");
   for (const std::string& effect : effects) {
-    // A label breaks a path only where it contains a zero-width space.
+    // A label breaks a path only at zero-width spaces.
     list += u'\n' + ToQString("• " + effect).replace(u'/', QStringLiteral("/\u200B"));
   }
   list += QStringLiteral("\n\nQuillet does none of this until you agree.");
