@@ -41,14 +41,14 @@ struct DesktopParts {
   QWidget* window;                 ///< main window
 };
 
-/// Creates the backends for the process's session. Main thread.
+/// Creates the backends for the desktop session of this process. Main thread.
 Desktop DesktopOfSession(const DesktopParts& parts);
 
 /// Returns the name of the user's display, or an empty text if there is none. Any thread.
 std::string DisplayOfSession();
 
 /// Returns the token with which the process was started, or an empty text. It permits the process
-/// to raise a window. Call before creation of the QApplication, which consumes the token.
+/// to raise a window. Call before creating the QApplication, which consumes the token.
 std::string ActivationToken();
 
 /// Returns the absolute path of the folder for the user's archive, or an empty text if the user has
@@ -60,7 +60,7 @@ std::string ArchiveFolderOfUser();
 std::string UserGuide();
 
 /// Returns the registry of serial ports. The first call creates the registry, which is never
-/// destroyed. Main thread, after creation of the QApplication.
+/// destroyed. Main thread, after the QApplication has been created.
 platform::SerialRegistry& SerialRegistryOfSystem();
 
 }  // namespace quillet

@@ -63,7 +63,7 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
 std::string DisplayOfSession() {
   std::string wayland = Variable("WAYLAND_DISPLAY");
   if (!wayland.empty()) return wayland;
-  // The number of the screen follows a dot (X(7)).
+  // The screen number follows a dot (X(7)).
   const std::string x11 = Variable("DISPLAY");
   const std::size_t colon = x11.rfind(':');
   return colon == std::string::npos ? x11 : x11.substr(0, x11.find('.', colon));

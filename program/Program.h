@@ -37,10 +37,10 @@ class Program {
   Program& operator=(const Program&) = delete;
   ~Program() = delete;
 
-  /// Shows the window and runs the main loop until the window is closed or a signal requests the
-  /// end, then ends the process. Main thread.
+  /// Shows the window and runs the main loop until the window is closed or a signal requests
+  /// termination, then ends the process. Main thread.
   /// @param registry  never destroyed
-  /// @param instance  requests to it raise the window; never destroyed; may be null
+  /// @param instance  raises the window at each request; never destroyed; may be null
   [[noreturn]] void Run(platform::SerialRegistry& registry,
                         platform::posix::SingleInstance* instance = nullptr);
 

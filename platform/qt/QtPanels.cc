@@ -49,7 +49,7 @@ class AllFilesBut final : public QSortFilterProxyModel {
   const QString path_;
 };
 
-// Panels can also be opened while the settings window is closed.
+// Returns the parent of a panel. Panels can also be opened while the settings window is closed.
 QWidget* Parent(QWidget& usual) {
   QWidget* const active = QApplication::activeWindow();
   return active != nullptr ? active : &usual;

@@ -35,7 +35,7 @@ namespace {
 
 constexpr QSize kUsualSize(960, 540);
 constexpr int kCellMargin = 7;             // left and right of a cell's text, in pixels
-constexpr float kPlaceholderTint = 0.35F;  // proportion of background colour
+constexpr float kPlaceholderTint = 0.35F;  // proportion of background colour in the text
 constexpr auto kBusyDelay = std::chrono::milliseconds(200);
 constexpr int kRowPadding = 8;       // added to the height of a row, in pixels
 constexpr int kListCharacters = 50;  // minimum width of the list in characters
@@ -44,7 +44,7 @@ constexpr int kListCharacters = 50;  // minimum width of the list in characters
 struct ListColumn {
   const char* title;
   std::string RunRow::*text;
-  const char* widest;  // sets the initial width; null: the column takes the remaining width
+  const char* widest;  // text that sets the initial width; null: takes the remaining width
 };
 constexpr ListColumn kColumns[] = {
     {"Date", &RunRow::date, "0000-00-00 00:00:00"}, {"Scanner", &RunRow::scanner, "000000"},
@@ -90,7 +90,7 @@ class RoomyRows final : public QStyledItemDelegate {
   }
 };
 
-// Return moves the focus to the list instead of pressing the default button.
+// A field in which Return moves the focus to the list instead of pressing the default button.
 class SearchField final : public QLineEdit {
  public:
   explicit SearchField(QWidget& list) : list_(list) { ChoosePlaceholderColour(); }

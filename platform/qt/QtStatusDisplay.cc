@@ -16,8 +16,8 @@ constexpr int kPadding = 8;  // added to the width of buttons and the height of 
 // Mnemonics of the main window's menus.
 const QString kMenuLetters = QStringLiteral("SE");
 
-// Marks a letter of the title as its mnemonic: the first letter that is not in `used`, to which it
-// is added.
+// Marks the title's first letter that is not in `used` as its mnemonic, and adds the letter to
+// `used`.
 QString WithMnemonic(std::string_view title, QString& used) {
   QString text = ToLabel(title);
   const auto letter = std::ranges::find_if(text, [&](QChar character) {

@@ -31,7 +31,7 @@ class QtToolbarItem final : public ToolbarItem {
   /// has this label, the icon is kept and the label is also the tool tip.
   void SetLabel(std::string_view label) override;
 
-  /// The action runs for the button, the menu item and the shortcuts.
+  /// The button, the menu item and the shortcuts run the action.
   void OnPress(std::function<void()> action) override { onPress_ = std::move(action); }
 
   QAction& action() const { return action_; }

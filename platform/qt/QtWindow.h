@@ -12,7 +12,7 @@ class QWidget;
 
 namespace quillet::platform::qt {
 
-/// The largest size of a window that fits on its screen together with the window frame.
+/// Returns the largest size at which a window and its frame fit on the screen.
 QSize RoomOnScreen(const QWidget& window);
 
 /// A Window that uses a top-level widget. Main thread only.

@@ -5,7 +5,7 @@
 namespace quillet::platform::qt {
 
 /// A text widget that the user can select and copy from, but not edit. It uses the desktop's
-/// fixed-width font and follows changes of the font size.
+/// fixed-width font and adapts when the font size changes.
 ///
 /// The caret is visible only during keyboard use, because a caret suggests that the text is
 /// editable.

@@ -19,8 +19,8 @@ namespace quillet::platform::qt {
 // paragraph is therefore split into blocks of about 2,000 characters. The split looks like a
 // wrapped line and is removed from copied text. Assistive technology sees each block as a line.
 //
-// The conversion and its reverse change two kinds of text: bytes that are not UTF-8 become U+FFFD,
-// and U+FDE0 to U+FDE6 become the characters above.
+// Converting text to the document and back changes two kinds of text: bytes that are not UTF-8
+// become U+FFFD, and U+FDE0 to U+FDE6 become the characters above.
 
 /// Decodes UTF-8 and replaces the characters that the document cannot contain.
 QString ToDocumentText(std::string_view text);
@@ -30,8 +30,8 @@ QString ToDocumentText(std::string_view text);
 /// @param text  may contain several paragraphs
 void InsertAtEnd(QTextCursor& end, const QString& text);
 
-/// Marks the blocks from number `first` to the end of the document, except an empty last block, as
-/// blocks with a message.
+/// Marks the blocks from number `first` to the end of the document as blocks with a message, except
+/// an empty last block.
 /// @return the number of blocks that were not marked before
 int MarkMessage(const QTextDocument& document, int first);
 
@@ -41,7 +41,7 @@ bool HasMessage(const QTextBlock& block);
 
 /// Removes whole blocks.
 /// @param first  the first block to remove
-/// @param next   the block after the last one; not the invalid block after the end
+/// @param next   the block after the last one to remove; must be valid
 /// @return the block that was `next`
 QTextBlock RemoveBlocks(const QTextBlock& first, const QTextBlock& next);
 

@@ -14,7 +14,7 @@ class ScrollingColumns final : public QScrollArea {
   ScrollingColumns();
 
   void AddColumn(QWidget* column);
-  void AddBelow(QWidget* row);  ///< adds a widget below all columns; takes it from its layout
+  void AddBelow(QWidget* row);  ///< moves a widget from its layout to a row below all columns
 
   /// The size of all columns side by side.
   QSize sizeHint() const override;

@@ -121,7 +121,7 @@ void SaveClipboard() {
   xcb_convert_selection(xcb, requestor, Atom(xcb, "CLIPBOARD_MANAGER"), Atom(xcb, "SAVE_TARGETS"),
                         Atom(xcb, "_QUILLET_SAVED"), XCB_CURRENT_TIME);
   xcb_flush(xcb);
-  // Polls, because QEventLoop::exec returns at once while the end of the program is pending.
+  // Polls, because QEventLoop::exec returns at once while the program is ending.
   const auto end = std::chrono::steady_clock::now() + kLongestSave;
   while (!done && std::chrono::steady_clock::now() < end) {
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
