@@ -80,7 +80,7 @@ class StatusDisplay {
                     const std::vector<StripAction>& actions) = 0;
 };
 
-/// A window, hidden or visible. Exists until the program ends.
+/// A window. Exists until the program ends, even while it is hidden.
 class Window {
  public:
   virtual ~Window() = default;

@@ -80,7 +80,7 @@ std::string ArchiveFolderOfUser() {
   return state.empty() ? state : state + "/runs";
 }
 
-// The guide is installed relative to the program (GNUInstallDirs in CMake).
+// The guide is installed at a path relative to the program (GNUInstallDirs in CMake).
 std::string UserGuide() {
   std::error_code error;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);

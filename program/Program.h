@@ -44,7 +44,7 @@ class Program {
   [[noreturn]] void Run(platform::SerialRegistry& registry,
                         platform::posix::SingleInstance* instance = nullptr);
 
-  /// Ends the instance and then the process through LeaveProcess. Main thread.
+  /// Ends the SingleInstance, then the process through LeaveProcess. Main thread.
   [[noreturn]] void Leave(int status);
 
   /// Returns the main window. Main thread.

@@ -1,4 +1,4 @@
-# Run by CPack before it writes the package.
+# CPack runs this script before it writes the package.
 
 # Sets the usual permissions: CMake creates folders with the builder's umask.
 file(CHMOD_RECURSE ${CPACK_TEMPORARY_DIRECTORY} DIRECTORY_PERMISSIONS

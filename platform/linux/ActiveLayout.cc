@@ -10,7 +10,7 @@
 
 namespace quillet::platform::linux_desktop {
 
-// The service org.kde.keyboard belongs to KWin, or to the keyboard daemon of older versions.
+// The service org.kde.keyboard belongs to KWin, or to the keyboard daemon of older Plasma versions.
 class ActiveLayout::Plasma {
  public:
   ~Plasma() { sd_bus_flush_close_unref(bus_); }
@@ -48,8 +48,9 @@ class ActiveLayout::Plasma {
   sd_bus* bus_ = nullptr;
 };
 
-// GNOME lists the layouts and input methods in "sources". "mru-sources" lists them with the most
-// recently used first, and may still contain entries that the user has removed.
+// GNOME lists the layouts and input methods in the setting "sources". The setting "mru-sources"
+// lists them with the most recently used first, and may still contain entries that the user has
+// removed.
 class ActiveLayout::Gnome {
  public:
   Gnome() {

@@ -15,7 +15,7 @@ using DeadKeys = std::map<xkb_keysym_t, char>;
 constexpr xkb_keysym_t kFirstDeadKey = XKB_KEY_dead_grave;
 constexpr xkb_keysym_t kLastDeadKey = XKB_KEY_dead_greek;
 
-// Checks the environment variables of setlocale(3), in order of precedence.
+// Returns the locale from the environment variables of setlocale(3), in order of precedence.
 const char* LocaleOfText() {
   for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const char* const value = std::getenv(variable);
@@ -24,7 +24,7 @@ const char* LocaleOfText() {
   return "C";
 }
 
-// For these characters, the compose tables of the toolkits agree with the table of libX11.
+// Accepts only characters for which the compose tables of the toolkits agree with that of libX11.
 char CharacterAfterSpace(xkb_compose_state* state, xkb_keysym_t deadKey) {
   constexpr std::string_view kCharacters = "\"'^`~";
   xkb_compose_state_reset(state);

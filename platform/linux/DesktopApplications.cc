@@ -108,8 +108,8 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
 }
 
 bool ApplicationFile::Start(const std::function<void(int)>& started) const {
-  // GLib closes all other descriptors in the child. GLib also forks twice, so the application is
-  // not a child of this process and leaves no zombie.
+  // GLib closes all descriptors except the standard ones in the child. GLib also forks twice, so
+  // the application is not a child of this process and leaves no zombie.
   constexpr auto kFlags = static_cast<GSpawnFlags>(
       G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
   const std::unique_ptr<GAppLaunchContext, decltype(&g_object_unref)> context(
@@ -186,7 +186,7 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
   const auto rankOf = [&](const X11Windows::Window& window) {
     return Rank(window, opened.pid, file.windowClasses());
   };
-  // A window of the application that already has the focus keeps the focus.
+  // If a window of the application already has the focus, it keeps the focus.
   auto found = windows->Active();
   if (found && rankOf(*found) > 0) return found;
   found.reset();

@@ -41,12 +41,12 @@ class EisTypist {
   /// @param presses  the record's next key-down events
   /// @return null if all characters have arrived; otherwise the reason, as part of a sentence. If
   ///         the desktop reports layouts late and the layout has changed less than 0.2 s after the
-  ///         last record, presses no keys; the last record may then be wrong.
+  ///         last record, presses no keys; the last record may then have been mistyped.
   const char* Type(std::span<const KeyEvent> presses);
 
  private:
-  using Group =
-      std::optional<std::uint32_t>;  // no value: use only keys that type the same in all groups
+  // No value: use only keys that type the same in all groups.
+  using Group = std::optional<std::uint32_t>;
 
   struct State {
     unsigned device = 0;

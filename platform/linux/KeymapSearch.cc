@@ -197,7 +197,7 @@ std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardSt
   return candidates;
 }
 
-// Returns the modifiers that select each level of a key, except those that are locked.
+// Returns the sets of modifiers that select the levels of a key, each without the locked modifiers.
 std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32_t group,
                                                  std::uint32_t locked) const {
   std::vector<std::uint32_t> masks;

@@ -48,7 +48,7 @@ class KeymapSearch {
   ~KeymapSearch();
 
   /// Returns the keys that type a character, or null if there are none. Prefers the current group,
-  /// then the keys of the main block, then few modifiers.
+  /// then the keys of the main block, then chords with few modifiers.
   /// @param character  printable ASCII, LF for Return, or tab
   /// @param state      the state in which the keys will be pressed. The chord takes its locked
   ///                   modifiers into account, and may need another group.
@@ -59,8 +59,8 @@ class KeymapSearch {
   /// @param character, state  see Find
   const KeyChord* FindDead(char character, const KeyboardState& state);
 
-  /// Returns a chord for a symbol that needs no modifiers in any group, such as the letter of a
-  /// shortcut. Prefers the current group.
+  /// Returns a chord without modifiers for a symbol, such as the letter of a shortcut. Searches all
+  /// groups, and prefers the current group.
   /// @param symbol  a keysym (xkbcommon-keysyms.h)
   /// @param state   see Find
   std::optional<KeyChord> FindPlain(std::uint32_t symbol, const KeyboardState& state);
@@ -98,7 +98,7 @@ class KeymapSearch {
   xkb_keymap* const keymap_;
   const std::uint32_t lowest_;
   const std::uint32_t highest_;
-  const std::uint32_t forbidden_;  // modifiers that make a key a command
+  const std::uint32_t forbidden_;  // modifiers that turn a key into a command
   std::map<KeyboardState, Chords> chords_;
   std::map<std::pair<KeyboardState, std::uint32_t>, std::uint32_t> modifierKeys_;
 };

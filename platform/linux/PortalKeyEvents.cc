@@ -37,7 +37,7 @@ constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
 constexpr auto kPressPause = 10ms;
 
-// Applications need this time to prepare for a new keyboard, which may be the first of the seat.
+// Applications need this time to prepare for a new keyboard, which may be the seat's first.
 constexpr auto kNewEisKeyboardPause = 300ms;
 constexpr auto kEisLimit = 5s;
 
@@ -274,7 +274,7 @@ void PortalKeyEvents::Do(const Job& job) {
   changed_.wait(lock, [this] { return job_ == nullptr; });
 }
 
-// Returns false if not all keys were pressed.
+// Sends key presses at a limited rate. Returns false if not all keys were pressed.
 bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
   pace_.Wait(presses.size());
   bool arePressed = false;
@@ -331,7 +331,7 @@ std::string PortalKeyEvents::ReadToken() const {
   return std::string(text, count > 0 ? static_cast<std::size_t>(count) : 0);
 }
 
-// Replaces the whole file. If that fails, the desktop asks for permission again at the next start.
+// Replaces the token file. If that fails, the desktop asks for permission again at the next start.
 void PortalKeyEvents::WriteToken(const std::string& token) const {
   if (tokenFile_.empty()) return;
   if (token.empty()) {

@@ -180,8 +180,8 @@ bool RemoteDesktop::Request(const char* method, const Append& append) {
 
   const Message call = MakeCall(bus_, kRemoteDesktop, method);
   if (!session_.empty()) sd_bus_message_append(call.get(), "o", session_.c_str());
-  if (std::strcmp(method, "Start") == 0)
-    sd_bus_message_append(call.get(), "s", "");  // no parent window
+  // The empty string means that there is no parent window.
+  if (std::strcmp(method, "Start") == 0) sd_bus_message_append(call.get(), "s", "");
   sd_bus_message_open_container(call.get(), 'a', "{sv}");
   sd_bus_message_append(call.get(), "{sv}", "handle_token", "s", token.c_str());
   append(call.get());

@@ -56,9 +56,8 @@ class RemoteDesktop {
   /// @param first, second  descriptors, or -1
   void Wait(int first, int second);
 
-  bool HasEnded() const {
-    return hasEnded_;
-  }  ///< true if the desktop or portal has ended the session
+  /// Returns true if the desktop or the portal has ended the session.
+  bool HasEnded() const { return hasEnded_; }
 
  private:
   using Append = std::function<void(sd_bus_message*)>;

@@ -37,7 +37,8 @@ bool AppendDigits(std::string& digits, unsigned number) {
   return true;
 }
 
-// Removes one byte, escaped or not, from the front of `encoded`, which must not be empty.
+// Removes one byte, escaped or not, from the front of `encoded` and returns it. `encoded` must not
+// be empty.
 char TakeByte(std::string_view& encoded) {
   if (encoded.size() >= 4 && encoded.starts_with("\\x")) {
     unsigned value = 0;

@@ -138,7 +138,7 @@ void WaylandKeyEvents::Post(std::span<const KeyEvent> events) {
   failure_.Clear();
 }
 
-// Returns false if the compositor has not accepted the strokes.
+// Sends strokes. Returns false if the compositor has not accepted them.
 bool WaylandKeyEvents::Send(std::span<const KeyStroke> strokes) {
   if (!keyboard_->IsOffered()) return false;
   if (keyboard_->IsBehind() && !keyboard_->Finish()) return false;

@@ -20,7 +20,7 @@ namespace quillet::platform::linux_desktop {
 /// character. One thread at a time.
 class WaylandKeyEvents final : public KeyEvents {
  public:
-  /// Opens no connection.
+  /// Does not connect to the compositor yet.
   /// @param log    receives one line if keys cannot be typed; outlives this object
   /// @param clock  used for pauses and for the times of events; outlives this object
   /// @param sent   notified of the strokes that are sent; outlives this object

@@ -31,8 +31,7 @@ constexpr auto kKeymapPause = 100ms;
 constexpr auto kEndLimit = 1s;
 constexpr auto kEndPause = 10ms;
 
-constexpr std::uint32_t kXCodeOffset =
-    8;  // difference between X and evdev key codes (xkeyboard-config)
+constexpr std::uint32_t kXCodeOffset = 8;  // X key code minus evdev code (xkeyboard-config)
 
 // Real modifiers of the X protocol.
 constexpr std::uint8_t kShiftModifier = 1 << 0;

@@ -12,11 +12,12 @@ struct xkb_context;
 
 namespace quillet::platform::linux_desktop {
 
-/// The modifiers and the group that are locked or latched. Modifiers are real ones: Shift is bit 0.
+/// The modifiers and the group that are locked or latched. The modifiers are real modifiers: Shift
+/// is bit 0.
 struct X11Locks {
   std::uint8_t lockedModifiers = 0;   ///< for example Lock while Caps Lock is on
   std::uint8_t lockedGroup = 0;       ///< counted from 0
-  std::uint8_t latchedModifiers = 0;  ///< in effect until the next key, for example by sticky keys
+  std::uint8_t latchedModifiers = 0;  ///< in effect until the next key (sticky keys)
   std::uint8_t latchedGroup = 0;      ///< added to the locked group until the next key
   bool operator==(const X11Locks&) const = default;  ///< compares all members
 };

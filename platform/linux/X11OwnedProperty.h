@@ -8,7 +8,7 @@ struct xcb_connection_t;
 namespace quillet::platform::linux_desktop {
 
 /// A property of the root window that outlives its owner, so that the next process can undo the
-/// changes of a killed one. One thread at a time.
+/// changes of a killed process. One thread at a time.
 class X11OwnedProperty {
  public:
   /// @param xcb   outlives this object

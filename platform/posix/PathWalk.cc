@@ -97,7 +97,7 @@ std::optional<std::string> LinkTarget(const Place& place, const std::string& nam
   struct stat status {};
   std::array<char, PATH_MAX> target{};
 #ifdef O_PATH
-  // One descriptor, so that the owner and the target are those of the same link.
+  // Uses one descriptor, so that the owner and the target belong to the same link.
   const UniqueFd link = OpenAt(place.folder.Get(), name, O_PATH);
   if (!link.IsOpen() || fstat(link.Get(), &status) != 0) return std::nullopt;
   const auto read = [&] { return readlinkat(link.Get(), "", target.data(), target.size()); };
@@ -122,8 +122,8 @@ std::optional<std::string> LinkTarget(const Place& place, const std::string& nam
 
 // Opens a folder in the place's folder. If `name` is a link, puts the link's target before `rest`.
 void Enter(Place& place, const std::string& name, std::string& rest) {
-  // The owner of a folder may rename what it contains, even if the folder has the sticky bit.
-  // Without this bit, all users who may write to the folder may also do so.
+  // The owner of a folder may rename its entries, even if the folder has the sticky bit. Without
+  // this bit, all users who may write to the folder may also do so.
   const struct stat& status = place.status;
   const bool othersMayRename = OthersMayWrite(status) && !(status.st_mode & S_ISVTX);
   if (othersMayRename || (!IsOwn(status) && status.st_uid != kUnmapped)) place.isExposed = true;

@@ -158,7 +158,7 @@ FileStore::Created Publish(int folder, const std::string& temporary, const std::
   return Created::kFailed;
 }
 
-// Returns no value after an error or if memory is insufficient.
+// Reads an open file. Returns no value after an error or if memory is insufficient.
 std::optional<std::string> ReadOpen(int file, const struct stat& status, std::size_t limit) try {
   // With one extra byte, the read that detects the end of the file needs no larger buffer.
   const std::size_t expected = static_cast<std::size_t>(status.st_size) + 1;
@@ -189,7 +189,7 @@ bool IsShared(const struct stat& folder) {
 }
 
 // Removes other users' permission to write to a folder of this user, unless it is shared. If all
-// users had the permission, they may have put files there, so place.status keeps it.
+// users had the permission, they may have put files there, so place.status keeps the permission.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;

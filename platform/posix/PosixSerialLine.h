@@ -19,8 +19,8 @@ class PosixSerialLine final : public SerialLine {
   /// ENXIO on macOS.
   bool IsHungUp(std::int32_t line) override;
 
-  /// Locks the device with flock(2), then forbids other opens with TIOCEXCL (ioctl_tty(2)), except
-  /// on pseudo-terminals.
+  /// Locks the device with flock(2), then prevents further opens with TIOCEXCL (ioctl_tty(2)),
+  /// except on pseudo-terminals.
   bool Reserve(std::int32_t line) override;
 
   /// If the line is reserved, undoes Reserve and discards the output queue. Otherwise close(2)

@@ -107,7 +107,7 @@ bool SingleInstance::Begin(std::string_view request) {
   }
 }
 
-// Also returns true if the file system does not support locks.
+// Tries to take the lock. Also returns true if the file system does not support locks.
 bool SingleInstance::Lock() {
   lock_ = UniqueFd(RetryOnSignal([&] {
     return open(lockPath_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -115,7 +115,8 @@ bool SingleInstance::Lock() {
   return flock(lock_.Get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-// If this fails, a second process waits for a socket, and then runs as well.
+// Opens the socket for requests. If this fails, a second process waits for a socket, and then runs
+// as well.
 void SingleInstance::OpenSocket() {
   sockaddr_un address{};
   if (!lock_.IsOpen() || !FillAddress(socketPath_, address)) return;

@@ -18,12 +18,13 @@ namespace quillet::platform::qt {
 /// reports the selected item as the name (qtbase, QAccessibleComboBox::text). Main thread only.
 class ListBox final : public QComboBox {
  public:
-  /// The role of an item's detail, a QString. The accessible interface of the items uses this role.
+  /// Role of an item's detail, which is a QString. The accessible interface of the items uses this
+  /// role.
   static constexpr int kDetailRole = Qt::AccessibleDescriptionRole;
 
   ListBox();
 
-  /// The size that shows the details completely.
+  /// Returns the size at which the details are completely visible.
   QSize sizeHint() const override;
 
  protected:

@@ -53,7 +53,7 @@ QWidget* CreateButton(const QtToolbarItem& item) {
   return button;
 }
 
-// Keeps the window wide enough for all items, if the screen allows. QToolBar moves items that do
+// Keeps the window wide enough for all items, if the screen allows it. QToolBar moves items that do
 // not fit to a menu.
 class WholeToolbar final : public QToolBar {
  public:

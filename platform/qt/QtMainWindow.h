@@ -30,12 +30,12 @@ class QtMainWindow {
   ToolbarItem& synchronizeItem() { return synchronizeItem_; }
   ToolbarItem& settingsItem() { return settingsItem_; }
   ToolbarItem& clearItem() { return clearItem_; }
-  ToolbarItem& earlierRunsItem() { return earlierRunsItem_; }  ///< in the menu only
+  ToolbarItem& earlierRunsItem() { return earlierRunsItem_; }  ///< shown in the menu only
   StatusDisplay& status() { return status_; }
   Window& window() { return window_; }
 
-  /// The window as a widget, for example as the parent of other windows. A window with this parent
-  /// does not keep the main loop running.
+  /// Returns the window as a widget, for example as the parent of other windows. A window with this
+  /// parent does not keep the main loop running.
   QWidget& widget() { return frame_; }
 
  private:

@@ -27,7 +27,7 @@ class QtRunsWindow final : public QDialog, public RunsWindow {
   void ShowEmptyText(std::string_view text) override;
   void EnableActions(bool use, bool remove) override;
   void ShowDelivering(bool delivering) override;
-  /// Changes the pointer if the work takes longer than 0.2 s.
+  /// Changes the mouse pointer if the work takes longer than 0.2 s.
   void ShowBusy(bool busy) override;
   void ShowMessage(std::string_view text) override;
   void ClearSearch() override;

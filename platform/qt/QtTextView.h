@@ -34,8 +34,8 @@ class QtTextView final : public TextView {
   /// Returns true if some appended text has not been inserted yet.
   bool HasPending() const { return inserted_ < chunk_.text.size() || !pending_.IsEmpty(); }
 
-  /// The inserted text, as UTF-8. It equals the appended text, except for the changes described in
-  /// RecordText.h.
+  /// Returns the inserted text, as UTF-8. It equals the appended text, except for the changes
+  /// described in RecordText.h.
   std::string ShownText() const;
 
  private:

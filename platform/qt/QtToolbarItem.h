@@ -36,7 +36,7 @@ class QtToolbarItem final : public ToolbarItem {
 
   QAction& action() const { return action_; }
 
-  /// The labels of all faces.
+  /// Returns the labels of all faces.
   std::vector<QString> Labels() const;
 
  private:

@@ -32,7 +32,8 @@ bool ReadOnlyText::event(QEvent* event) {
 }
 
 void ReadOnlyText::focusInEvent(QFocusEvent* event) {
-  // Focus changes for other reasons, such as a closed menu, leave the caret unchanged.
+  // Focus from the keyboard shows the caret, and focus from the mouse or the program hides it.
+  // Other focus changes, for example after a menu is closed, leave it unchanged.
   const Qt::FocusReason reason = event->reason();
   if (reason == Qt::MouseFocusReason || reason == Qt::OtherFocusReason) ShowCaret(false);
   if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||

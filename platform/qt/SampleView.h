@@ -10,7 +10,7 @@ class SampleView final : public ReadOnlyText {
  public:
   SampleView();
 
-  /// The size of one row. The width does not depend on the text.
+  /// Returns the size of one row. The width does not depend on the text.
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override { return sizeHint(); }
 

@@ -16,7 +16,7 @@ class ScrollingColumns final : public QScrollArea {
   void AddColumn(QWidget* column);
   void AddBelow(QWidget* row);  ///< moves a widget from its layout to a row below all columns
 
-  /// The size of all columns side by side.
+  /// Returns the size of all columns side by side.
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
 

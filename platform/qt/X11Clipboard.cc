@@ -51,7 +51,7 @@ bool OwnsClipboard(xcb_connection_t* xcb) {
   return owner != XCB_NONE && (owner & ~setup->resource_id_mask) == setup->resource_id_base;
 }
 
-/// Calls an action once, after Qt has handled the first event that `matches`.
+/// Calls an action once, after Qt has handled the first event for which `matches` returns true.
 class EventWaiter final : public QAbstractNativeEventFilter {
  public:
   using Matches = std::function<bool(const xcb_generic_event_t&)>;
@@ -117,7 +117,7 @@ void SaveClipboard() {
                notify.requestor == requestor;
       },
       [&] { done = true; });
-  // Without a list of targets in the property, the manager saves all of them.
+  // If the property contains no list of targets, the manager saves all targets.
   xcb_convert_selection(xcb, requestor, Atom(xcb, "CLIPBOARD_MANAGER"), Atom(xcb, "SAVE_TARGETS"),
                         Atom(xcb, "_QUILLET_SAVED"), XCB_CURRENT_TIME);
   xcb_flush(xcb);

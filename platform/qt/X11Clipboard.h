@@ -6,8 +6,8 @@ namespace quillet::platform::qt {
 
 // The parts of the X11 clipboard that Qt does not offer. Main thread, while a QApplication exists.
 
-/// Returns true if Qt owns the clipboard. Also returns true if Qt does not use X11, where Qt does
-/// not report the owner.
+/// Returns true if Qt owns the clipboard. Also returns true without X11, because Qt then does not
+/// report the owner.
 bool OwnsClipboard();
 
 /// Calls `action` on the main loop after Qt has handled an event with the X server's current time.
