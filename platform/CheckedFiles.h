@@ -16,8 +16,8 @@ inline constexpr int kNotRegular = ENOTBLK;
 
 /// Who could have written a file.
 enum class Custody {
-  kTrusted,  ///< this user or root: they own the file and its folder, and no other user may write
-  kForeign,  ///< possibly also another user
+  kTrusted,  ///< only this user or root: they own the file and its folder, and only they may write
+  kForeign,  ///< possibly another user, too
 };
 
 /// Result of CheckedFiles::ReadChecked.

@@ -20,7 +20,7 @@ class OwnKeys {
   virtual ~OwnKeys() = default;
 
   /// Returns true if this program posted the event. Call for each event, in the order in which the
-  /// toolkit receives them; a posted event is recognized once.
+  /// toolkit receives them; each posted event is recognized only once.
   /// @param event  event of the windowing system: xcb_generic_event_t on X11, NSEvent on macOS
   virtual bool IsOwnEvent(const void* event) = 0;
 

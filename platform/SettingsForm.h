@@ -65,7 +65,7 @@ class SettingsForm {
 
   virtual void SetPathEnabled(bool enabled) = 0;  ///< enables the path field and browse button
 
-  /// Shows the sample lines of an older scanner and of a 300-series scanner.
+  /// Shows the sample lines for an older scanner and for a 300-series scanner.
   virtual void ShowSamples(std::string_view older, std::string_view series300) = 0;
 
   virtual Window& settingsWindow() = 0;  ///< returns the window

@@ -10,7 +10,7 @@
 
 namespace quillet {
 
-// Qt gets only the program's name: Quillet takes no arguments.
+// Qt receives only the program's name: Quillet takes no arguments.
 Program::Program(char** arguments, Folders folders)
     : argv_{arguments[0], nullptr},
       arguments_(arguments),

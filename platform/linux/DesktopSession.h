@@ -28,7 +28,7 @@ bool IsX11Session(const Environment& environment);
 /// @return an empty text if `home` is needed but not absolute
 std::string StateFolder(const Environment& environment, const std::string& home);
 
-/// Posts and recognizes key events.
+/// Objects that post and recognize key events.
 struct SessionKeys {
   std::unique_ptr<OwnKeys> own;       ///< recognizes the events that `events` posts
   std::unique_ptr<KeyEvents> events;  ///< posts key events; uses `own`

@@ -16,7 +16,7 @@ inline constexpr std::uint32_t kFetchStates = 0;
 /// is 0 for inactive, 1 for latched, 2 for locked, 3 for pressed.
 inline constexpr std::uint32_t kStateChanged = 0;
 
-/// Keys of the protocol. Those after Scroll Lock were added in version 5.
+/// Keys whose state the protocol reports. Those after Scroll Lock were added in version 5.
 enum KeyStateKey : std::uint32_t {
   kCapsLockState = 0,
   kAltState = 3,

@@ -35,9 +35,9 @@ std::uint32_t KeysymOf(char character);
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
 /// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds
-/// only modifier keys that have no other effect, and no effect after their release. Never holds
-/// Control, Alt or Super, because applications would treat the key as a command. One thread at a
-/// time.
+/// only modifier keys whose effect ends with their release, and that have no other effect. Never
+/// holds Control, Alt or Super, because applications would treat the key as a command. One thread
+/// at a time.
 class KeymapSearch {
  public:
   static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol

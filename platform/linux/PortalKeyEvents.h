@@ -25,8 +25,9 @@ class EisKeyboard;
 class EisTypist;
 class SessionLayout;
 
-/// Key events through the desktop's portal for remote control, for GNOME and KDE Plasma on Wayland.
-/// The desktop asks the user for permission. The permission is stored in a file.
+/// Posts key events through the desktop's portal for remote control. Used in GNOME and KDE Plasma
+/// sessions on Wayland. The desktop asks the user for permission. The permission is stored in a
+/// file.
 ///
 /// Characters are typed with the keymap of the desktop, through libei. If the portal or the system
 /// does not support libei, the desktop finds the keys and drops characters that its current layout

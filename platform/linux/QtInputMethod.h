@@ -8,9 +8,9 @@ namespace quillet::platform::linux_desktop {
 /// server passes its keys. Returns an empty text for other programs and for those of other users.
 /// Any thread.
 ///
-/// The plugins pass each key on without waiting for the reply, and handle the key when its reply
-/// has arrived. On a busy computer, a key can therefore be handled before or after its neighbours,
-/// even if the engine is only a keyboard layout. GTK programs keep the order.
+/// Qt's input method plugins pass each key on without waiting for the reply, and handle the key
+/// when its reply has arrived. On a busy computer, a key can therefore be handled before or after
+/// its neighbours, even if the engine is only a keyboard layout. GTK programs keep the order.
 std::string QtInputMethodInFocus();
 
 }  // namespace quillet::platform::linux_desktop

@@ -74,7 +74,7 @@ class RemoteDesktop {
 
   const std::function<bool()> isStopping_;
   sd_bus* bus_ = nullptr;
-  std::string session_;  // object path
+  std::string session_;  // object path of the session
   std::uint32_t version_ = 0;
   bool hasEnded_ = false;
 

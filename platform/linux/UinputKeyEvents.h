@@ -26,7 +26,7 @@ namespace quillet::platform::linux_desktop {
 /// @return a non-blocking, close-on-exec descriptor for writing events; -1 with errno on failure
 int MakeVirtualKeyboard(const char* path);
 
-/// Key events through a virtual keyboard, for Wayland desktops. One thread at a time.
+/// Posts key events through a virtual keyboard, on Wayland desktops. One thread at a time.
 ///
 /// The first Post creates the keyboard and waits 1.5 s for the desktop to detect it. If the layout
 /// of the desktop is unknown, assumes the US layout. While the Caps Lock LED is on, Shift is

@@ -14,8 +14,8 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Key events through a virtual keyboard of the compositor (Wayland protocol
-/// virtual-keyboard-unstable-v1, offered by wlroots). The virtual keyboard has the keymap
+/// Posts key events through a virtual keyboard of the compositor (Wayland protocol
+/// virtual-keyboard-unstable-v1, offered by wlroots). The virtual keyboard uses the keymap
 /// PlainKeymap, so the user's layout and lock keys have no effect. Ignores events without a
 /// character. One thread at a time.
 class WaylandKeyEvents final : public KeyEvents {

@@ -348,8 +348,8 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
   return (!wasBound && Bind(events, state)) || Fail(kNoKey);
 }
 
-// Grabs the server, so that no other program changes the keyboard between the reply about its state
-// and the keys. Prepares the piece before that, so that other programs wait for only one round
+// Grabs the server, so that no other program changes the keyboard between reading its state and
+// sending the keys. Prepares the piece before that, so that other programs wait for only one round
 // trip. Returns false without sending anything if the keymap or the locks have changed.
 bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected) {
   KeymapSearch& search = keyboard_->Search();

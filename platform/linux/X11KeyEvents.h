@@ -19,8 +19,8 @@ class X11OwnedProperty;
 class X11SpareKeys;
 struct X11KeyboardState;
 
-/// Key events through the X server's XTEST extension. Uses a separate connection, opened by the
-/// first call and reopened after the server has exited. Any thread.
+/// Posts key events through the X server's XTEST extension. Uses a separate connection, opened by
+/// the first call and reopened after the server has exited. Any thread.
 ///
 /// Types each character with the keys that produce it in the server's keymap, in any group, and
 /// binds characters without a key to key codes without symbols. While it sends keys, it releases

@@ -197,8 +197,8 @@ bool X11Keyboard::UpdateKeymap() {
   return text_ != before;
 }
 
-// The server copies new symbols from the core keyboard to all others. A code must therefore be
-// unused on each of them.
+// The server copies new symbols from the core keyboard to all other keyboards. A code must
+// therefore be unused on each of them.
 std::vector<std::uint32_t> X11Keyboard::SpareCodes() {
   std::vector<std::uint32_t> codes = search_->UnusedCodes(0);
   if (hasInput_) ReadDevices();

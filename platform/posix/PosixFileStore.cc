@@ -142,7 +142,7 @@ FileStore::Replaced Failure() {
   return {.error = errno != 0 ? errno : EIO};
 }
 
-// Gives a complete temporary file its name, unless the name is in use. The temporary name may
+// Gives a complete temporary file its final name, unless the name is in use. The temporary name may
 // remain.
 FileStore::Created Publish(int folder, const std::string& temporary, const std::string& name) {
   using Created = FileStore::Created;

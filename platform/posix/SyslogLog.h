@@ -26,8 +26,8 @@ class SyslogLog final : public SystemLog {
   /// daemons truncate messages at 8,192 bytes, including the header.
   static constexpr std::size_t kLongestMessage = 8000;
 
-  /// Maximum number of bytes waiting for the sending thread. The thread can hold as many bytes in
-  /// addition. Write waits for space. A line larger than this is accepted if no other line is
+  /// Maximum number of bytes waiting for the sending thread. The thread can hold another batch of
+  /// this size. Write waits for space. A line larger than this is accepted if no other line is
   /// waiting.
   static constexpr std::size_t kBacklogBytes = std::size_t{4} * 1024 * 1024;
 

@@ -34,7 +34,7 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr QSize kUsualSize(960, 540);
-constexpr int kCellMargin = 7;             // left and right of a cell's text, in pixels
+constexpr int kCellMargin = 7;             // margin left and right of a cell's text, in pixels
 constexpr float kPlaceholderTint = 0.35F;  // proportion of background colour in the text
 constexpr auto kBusyDelay = std::chrono::milliseconds(200);
 constexpr int kRowPadding = 8;       // added to the height of a row, in pixels
@@ -44,7 +44,7 @@ constexpr int kListCharacters = 50;  // minimum width of the list in characters
 struct ListColumn {
   const char* title;
   std::string RunRow::*text;
-  const char* widest;  // text that sets the initial width; null: takes the remaining width
+  const char* widest;  // text for the initial width; null: the column fills the remaining width
 };
 constexpr ListColumn kColumns[] = {
     {"Date", &RunRow::date, "0000-00-00 00:00:00"}, {"Scanner", &RunRow::scanner, "000000"},

@@ -5,7 +5,8 @@
 
 namespace quillet::platform::qt {
 
-/// The widget of the main view. Copy and drag provide the original plain text (see RecordText.h).
+/// The widget of the main view. Copying and dragging provide the original plain text (see
+/// RecordText.h).
 class RecordView final : public ReadOnlyText {
  public:
   static constexpr int kMostLines = 100'000;          ///< see RemoveOldRecords
@@ -36,7 +37,7 @@ class RecordView final : public ReadOnlyText {
 
   int messageBlocks_ = 0;         // number of blocks with a message
   int messageText_ = 0;           // number of characters in messages
-  int leadingMessageBlocks_ = 0;  // number of blocks before the first one to remove
+  int leadingMessageBlocks_ = 0;  // number of leading blocks with a message, which are kept
 };
 
 }  // namespace quillet::platform::qt

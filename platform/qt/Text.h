@@ -11,7 +11,8 @@ inline QString ToQString(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// Decodes UTF-8 for the label of a button or menu item, where a literal ampersand is doubled.
+/// Decodes UTF-8 for the label of a button or menu item. Doubles ampersands, because a single one
+/// marks a mnemonic.
 inline QString ToLabel(std::string_view text) {
   return ToQString(text).replace(QLatin1Char('&'), QLatin1String("&&"));
 }
