@@ -5,12 +5,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "base/Retry.h"
 #include "platform/posix/FileWrites.h"
 
 namespace quillet::platform::posix {
+namespace {
+
+// Succeeds on file systems without locks, for example some network file systems.
+bool LockGrowingFile(int descriptor) {
+  return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+}  // namespace
 
 std::shared_ptr<GrowingFile> PosixGrowingFile::Open(const std::string& path, bool fresh) {
   const int creation = fresh ? O_CREAT | O_EXCL : 0;
@@ -22,7 +31,7 @@ std::shared_ptr<GrowingFile> PosixGrowingFile::Open(const std::string& path, boo
   }));
   struct stat status {};
   if (!file->descriptor.IsOpen() || fstat(file->descriptor.Get(), &status) != 0 ||
-      !S_ISREG(status.st_mode) || flock(file->descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
+      !S_ISREG(status.st_mode) || !LockGrowingFile(file->descriptor.Get())) {
     if (fresh && file->descriptor.IsOpen()) unlink(path.c_str());
     return nullptr;
   }
@@ -34,8 +43,11 @@ bool PosixGrowingFile::Append(std::string_view bytes) {
   return !file_->failed;
 }
 
+// A file that was removed in the meantime is lost when it is closed.
 bool PosixGrowingFile::SynchronizeNow(File& file) {
   if (file.failed || !SynchronizeFile(file.descriptor.Get())) return false;
+  struct stat status {};
+  if (fstat(file.descriptor.Get(), &status) != 0 || status.st_nlink == 0) return false;
   if (!file.foldersSynchronized) {
     if (!SynchronizeEntries(file.path)) return false;
     file.foldersSynchronized = true;

@@ -160,6 +160,14 @@ TEST_P(FileStoreContract, GrowingFilesKeepAllAppendedBytes) {
   EXPECT_EQ(store_.OpenGrowing(folder + "/log", true), nullptr) << "exists";
 }
 
+TEST_P(FileStoreContract, RemovedGrowingFilesCannotBeFlushed) {
+  const auto file = (store_.CreateFolder(path_), store_.OpenGrowing(path_ + "/log", true));
+  ASSERT_NE(file, nullptr);
+  ASSERT_TRUE(store_.Remove(path_ + "/log"));
+  EXPECT_TRUE(file->Append("a"));
+  EXPECT_FALSE(file->Synchronize(std::chrono::seconds(30)));
+}
+
 TEST_P(FileStoreContract, ListsAndRemovesFiles) {
   const std::string folder = path_ + "/a";
   EXPECT_TRUE(store_.List(folder).empty()) << "no folder";

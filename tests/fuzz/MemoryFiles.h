@@ -58,7 +58,8 @@ class MemoryFiles final : public platform::FileStore {
         !folders_.contains(FolderOf(path))) {
       return nullptr;
     }
-    return std::make_shared<File>(files_[path]);
+    files_[path];
+    return std::make_shared<File>(files_, path);
   }
   Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
     return Replace(path, contents);
@@ -85,15 +86,18 @@ class MemoryFiles final : public platform::FileStore {
  private:
   class File final : public platform::GrowingFile {
    public:
-    explicit File(std::string& contents) : contents_(contents) {}
+    File(std::map<std::string, std::string>& files, std::string path)
+        : files_(files), path_(std::move(path)) {}
     bool Append(std::string_view bytes) override {
-      contents_.append(bytes);
+      const auto file = files_.find(path_);
+      if (file != files_.end()) file->second.append(bytes);
       return true;
     }
-    bool Synchronize(std::chrono::milliseconds) override { return true; }
+    bool Synchronize(std::chrono::milliseconds) override { return files_.contains(path_); }
 
    private:
-    std::string& contents_;
+    std::map<std::string, std::string>& files_;
+    const std::string path_;
   };
 
   static std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }

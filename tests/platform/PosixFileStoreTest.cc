@@ -733,12 +733,16 @@ TEST_F(PosixFileStoreTest, ReplacePrivateMakesAPublicFilePrivate) {
 }
 
 #ifdef __linux__
-TEST_F(PosixFileStoreTest, ReplacePrivateWorksOnAFileSystemWithoutLocks) {
+TEST_F(PosixFileStoreTest, PrivateFilesWorkOnAFileSystemWithoutLocks) {
   const std::string path = folder_ / "file";
+  const std::string growing = Put("growing", "");
   for (const int error : {ENOLCK, EOPNOTSUPP}) {
     EXPECT_EQ(Child([&] {
                 const bool refuses = Refuse(SYS_flock, SYS_flock, error);
-                return refuses && store_.ReplacePrivate(path, std::to_string(error)) ? 0 : 1;
+                return refuses && store_.ReplacePrivate(path, std::to_string(error)) &&
+                               store_.OpenGrowing(growing, false)
+                           ? 0
+                           : 1;
               }).Wait(),
               0);
     EXPECT_EQ(store_.Read(path, kAll), std::to_string(error));
