@@ -245,6 +245,11 @@ void RunMessages::Problem(RunArchive::Problem problem) {
                                 "The transfer was cut off after " + Counted(records) +
                                     ". The scanner was not erased. Synchronize again.",
                                 ShowActions());
+    case RunArchive::Problem::kEraseDropped:
+      return parts_.strip.Raise(Notice::kNotErased,
+                                "The scanner was disconnected before it was erased. It still has "
+                                "the records.",
+                                ShowActions());
   }
 }
 

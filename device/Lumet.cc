@@ -272,18 +272,19 @@ void Lumet::EraseIfPermitted() {
   // Another scanner may have been connected during the wait. InitTavo restarts the queue before it
   // stores the new port, so the port must be read first.
   const std::uint32_t port = queuePort_;
-  if (cmdArray_.Contains(*head_)) SendErase(*permit, port);
+  if (!cmdArray_.Contains(*head_) || !SendErase(*permit, port)) archive_->EraseDropped();
 }
 
-void Lumet::SendErase(const ErasePermit& /*permit*/, std::uint32_t port) {
+bool Lumet::SendErase(const ErasePermit& /*permit*/, std::uint32_t port) {
   TakeCommand();
   LogCommand();
   if (serial_.TransmitIfSamePort(port, commandBuf_[0])) {
     AwaitAnswer(kCommandWait);
-  } else {
-    Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the port was closed");
-    bCommandDone_ = 1;
+    return true;
   }
+  Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the port was closed");
+  bCommandDone_ = 1;
+  return false;
 }
 
 void Lumet::LogCommand() {

@@ -159,7 +159,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
  private:
   void Receive(std::span<const std::uint8_t> bytes);
-  void SendErase(const ErasePermit& permit, std::uint32_t port);
+  bool SendErase(const ErasePermit& permit, std::uint32_t port);
   void ShowReceived();
   void LogCommand();
   std::uint8_t AwaitAnswer(std::int32_t waitFactor);

@@ -53,6 +53,10 @@ class RecordArchive {
   /// Called after the scanner has confirmed that it is erased. Read thread.
   virtual void Erased() = 0;
 
+  /// Called if a permitted erase command is not sent, because the connection ended during the wait.
+  /// Command thread.
+  virtual void EraseDropped() = 0;
+
  protected:
   ~RecordArchive() = default;
 };

@@ -91,7 +91,7 @@ std::vector<std::string> ArchiveFolder::TakeInterrupted() {
     std::string name = entry.name.substr(0, entry.name.size() - kOpenEnding.size());
     if (!files_.OpenGrowing(PathOf(name, kRecordsEnding), false)) continue;
     Unmark(name);
-    names.push_back(std::move(name));
+    names.emplace_back(GroupOf(name));
   }
   return names;
 }

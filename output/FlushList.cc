@@ -1,38 +1,47 @@
 #include "output/FlushList.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
+#include <vector>
 
 namespace quillet {
 
 void FlushList::Add(Use use, Files files) {
   const std::lock_guard lock(mutex_);
-  if (Latest(use).records) earlier_.push_back(std::move(Latest(use)));
-  Latest(use) = std::move(files);
+  std::deque<Files>& list = files_[static_cast<std::size_t>(use)];
+  list.push_back(std::move(files));
+  if (use == Use::kDay && list.size() > kMaximumDays) list.pop_front();
 }
 
 void FlushList::Clear(bool run, bool day) {
   const std::lock_guard lock(mutex_);
-  earlier_.clear();
-  if (run) Latest(Use::kRun) = {};
-  if (day) Latest(Use::kDay) = {};
+  for (const auto& [list, all] : {std::pair{&files_[0], run}, std::pair{&files_[1], day}}) {
+    while (!list->empty() && (all || list->size() > 1)) list->pop_front();
+  }
+}
+
+void FlushList::Remove(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  for (auto& list : files_) {
+    std::erase_if(list, [&](const Files& files) { return files.name == name; });
+  }
 }
 
 FlushList::Found FlushList::Find(const std::string& name) const {
   const auto hasName = [&](const Files& files) { return files.name == name; };
   const std::lock_guard lock(mutex_);
-  return {.isDay = hasName(latest_[1]),
-          .isHeld = hasName(latest_[0]) || std::ranges::any_of(earlier_, hasName)};
+  const auto& [runs, days] = files_;
+  const bool isDay = !days.empty() && hasName(days.back());
+  const bool isEarlierDay = !isDay && std::ranges::any_of(days, hasName);
+  return {.isDay = isDay, .isHeld = isEarlierDay || std::ranges::any_of(runs, hasName)};
 }
 
 bool FlushList::Synchronize(std::chrono::milliseconds limit) const {
   std::vector<Files> all;
   {
     const std::lock_guard lock(mutex_);
-    all = earlier_;
-    for (const Files& files : latest_) {
-      if (files.records) all.push_back(files);
-    }
+    for (const auto& list : files_) std::ranges::copy(list, std::back_inserter(all));
   }
   return std::ranges::all_of(all, [limit](const Files& files) {
     return files.lines->Synchronize(limit) && files.records->Synchronize(limit);

@@ -3,10 +3,10 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "platform/GrowingFile.h"
 
@@ -16,6 +16,8 @@ namespace quillet {
 /// lock is held while files are flushed.
 class FlushList {
  public:
+  static constexpr std::size_t kMaximumDays = 8;  ///< maximum number of entries of kDay
+
   /// The kind of records in the files.
   enum class Use : std::size_t {
     kRun,  ///< the records of a run
@@ -29,13 +31,17 @@ class FlushList {
     std::shared_ptr<platform::GrowingFile> lines = {};    ///< the composed lines
   };
 
-  /// Adds the files that receive the next records. The earlier files stay in the list.
+  /// Adds the files that receive the next records. The earlier files stay in the list. Of a day's
+  /// files, only the latest kMaximumDays stay: an erase never waits for more.
   void Add(Use use, Files files);
 
   /// Removes all files except those that receive the next records.
   /// @param run  also removes the latest files of a run
   /// @param day  also removes the latest files of a day
   void Clear(bool run, bool day);
+
+  /// Removes the files with this name, which is without the extension.
+  void Remove(const std::string& name);
 
   /// Result of Find: which files have the name.
   struct Found {
@@ -50,11 +56,8 @@ class FlushList {
   bool Synchronize(std::chrono::milliseconds limit) const;
 
  private:
-  Files& Latest(Use use) { return latest_[static_cast<std::size_t>(use)]; }
-
   mutable std::mutex mutex_;
-  std::array<Files, 2> latest_;  // indexed by Use; the name is empty if there are no files
-  std::vector<Files> earlier_;
+  std::array<std::deque<Files>, 2> files_;  // indexed by Use; the latest files come last
 };
 
 }  // namespace quillet

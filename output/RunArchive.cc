@@ -39,11 +39,13 @@ void RunArchive::Begin() {
   // An interrupted run does not overlap the next one: its erase commands are dropped by the new
   // connection, or sent before the scanner reports its number of records to the next run.
   overlaps_ = runsInProgress_ > 0 && !interrupted_;
-  if (runsInProgress_ == 0 || interrupted_) {
+  if (!overlaps_) {
     startsRun_ = true;
     runName_.Set("");
+    units_.RunBegan();
+    linesAtBegin_ = lines_.load();
+    runsInProgress_ = 0;
   }
-  if (interrupted_) runsInProgress_ = 0;
   interrupted_ = false;
   ++runsInProgress_;
 }
@@ -52,14 +54,11 @@ void RunArchive::Begin() {
 // after Begin.
 void RunArchive::DownloadStarted(bool erasePending) {
   if (overlaps_ || erasePending) return;
-  unitsBefore_ = unitsBegun_.load();
-  unitsCopied_ = -1;
-  linesBefore_ = lines_;
-  lineIsDue_ = false;
-  linesLackData_ = false;
-  failed_ = false;
-  cutOff_ = false;
-  const bool dropsDay = day_.records && !IsUsable(day_);
+  units_.StartRun();
+  copied_ = -1;
+  linesBefore_ = linesAtBegin_;
+  if (units_.count() == 0) lineIsDue_ = false;
+  const bool dropsDay = day_.IsOpen() && !day_.IsUsable() && !units_.IsSet(inDay_);
   if (dropsDay) {
     dayFailed_ = true;
     day_ = {};
@@ -68,41 +67,38 @@ void RunArchive::DownloadStarted(bool erasePending) {
 }
 
 void RunArchive::KeepRecord(std::span<const std::uint8_t> record) {
+  if (std::exchange(lineIsDue_, true)) units_.Set(lacksData_);
+  units_.Arrived();
   // If the length is wrong, the line may not contain all data.
   const std::int32_t length = RecordLength(record, 0, scanner_.bTavo300 != 0);
-  if (lineIsDue_ || length != static_cast<std::int32_t>(record.size())) linesLackData_ = true;
-  lineIsDue_ = true;
+  if (length != static_cast<std::int32_t>(record.size())) units_.Set(lacksData_);
   KeepUnit("record", record);
 }
 
 void RunArchive::KeepBurst(std::span<const std::uint8_t> records) {
-  if (std::exchange(lineIsDue_, false)) linesLackData_ = true;
+  if (std::exchange(lineIsDue_, false)) units_.Set(lacksData_);
+  units_.Arrived();
   KeepUnit("burst", records);
   inBurst_ = true;
+  isBurstCut_ = interrupted_;
 }
 
 void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> bytes) {
-  ++unitsBegun_;
   entry_.assign(kind).append(" ").append(std::to_string(bytes.size())).append("\n");
   entry_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size()).append("\n");
   if (!AppendUnit()) {
-    Failed();
-    AppendUnit();  // retries with new files
+    units_.Set(unsafe_);
+    if (!AppendUnit()) Failed();  // the second attempt writes to new files
+  } else if (runsInProgress_ == 0) {
+    failed_ = 0;
   }
-  ++unitsKept_;
+  units_.Written();
 }
 
-// Appends entry_.
+// Appends entry_. Scanner and settings may have changed since the last unit.
 bool RunArchive::AppendUnit() {
-  Volume& volume = Current();
-  latest_ = &volume;
-  // The scanner or the settings may have changed since the file was opened.
-  std::string header = Header();
-  if (header != volume.header) {
-    if (!AppendEntry(volume, header)) return false;
-    volume.header = std::move(header);
-  }
-  return AppendEntry(volume, entry_);
+  latest_ = &Current();
+  return latest_->AppendUnit(Header(), entry_, units_.arrived());
 }
 
 // The output file does not contain all data of the line if Run::Gather or the composer cuts it, or
@@ -111,7 +107,7 @@ std::int64_t RunArchive::KeepLine(std::string_view line) {
   lineIsDue_ = false;
   if (!IsAscii(line) || line.size() + 1 >= RecordComposer::kBarcodeBufferSize ||
       !RecordComposer::IncludesData(settings_.dataorder)) {
-    linesLackData_ = true;
+    units_.Set(lacksData_);
   }
   if (pendingLines_.empty()) linesPending_ = true;
   pendingLines_.append(line);
@@ -120,8 +116,7 @@ std::int64_t RunArchive::KeepLine(std::string_view line) {
 }
 
 void RunArchive::AppendLines() {
-  if (!latest_ || !latest_->lines || !latest_->lines->Append(pendingLines_)) Failed();
-  if (latest_) latest_->size += pendingLines_.size();
+  if (!latest_ || !latest_->AppendLines(pendingLines_)) Failed();
   pendingLines_.clear();
   linesPending_ = false;
 }
@@ -135,62 +130,69 @@ void RunArchive::WriteLines() {
 void RunArchive::BurstDelivered(bool complete) {
   inBurst_ = false;
   AppendLines();
-  if (!complete) cutOff_ = true;
+  if (!complete) units_.Set(cutOff_);
 }
 
 void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
   const bool holdsAll = lines.first <= linesBefore_ && lines.end == lines_;
-  if (holdsAll && !lineIsDue_ && !linesLackData_) {
+  if (holdsAll && !lineIsDue_ && !units_.IsSet(lacksData_)) {
     outputFile_.Set(path);
-    unitsCopied_ = unitsBegun_.load();
+    units_.Set(copied_);
   } else {
-    unitsCopied_ = -1;  // this output file may have replaced the one with the copy
+    copied_ = -1;  // this file may have replaced the copy
   }
-  if (run_.records) CheckedAppend(run_, "file " + EscapedText(path) + "\n");
+  if (run_.IsOpen()) CheckedAppend("file " + EscapedText(path) + "\n");
 }
 
 void RunArchive::End(bool complete) {
   if (runsInProgress_ > 0) --runsInProgress_;
   if (runsInProgress_ == 0) overlaps_ = false;
   // If this run has no records, the open files belong to an interrupted run.
-  CloseRun(complete && !startsRun_ && !cutOff_ && !failed_ ? "complete" : "incomplete");
+  const bool isWhole = complete && !startsRun_ && !isBurstCut_ && !cutOff() && !failed();
+  CloseRun(isWhole ? "complete" : "incomplete");
   if (runsInProgress_ > 0) startsRun_ = true;
 }
 
 void RunArchive::CloseRun(std::string_view status) {
-  if (!std::exchange(run_.open, false)) return;
-  CheckedAppend(run_, "end " + std::string(status) + " " + Timestamp() + "\n");
-  folder_.Unmark(run_.name);
+  if (!std::exchange(isMarked_, false)) return;
+  CheckedAppend(EndEntry(status));
+  folder_.Unmark(run_.name());
   folder_.DropOld();  // after the run, since listing the files would delay its records
 }
 
+// If the entry cannot be written, the list only shows less, so this is not an error of the archive.
 void RunArchive::Erased() {
-  if (run_.records && !startsRun_) CheckedAppend(run_, "erased " + Timestamp() + "\n");
+  const bool isErased = run_.firstUnit() > 0 && run_.firstUnit() <= permitted_;
+  if (isErased) run_.Append("erased " + Timestamp() + "\n");
   if (onErased_) onErased_();
 }
 
 std::optional<ErasePermit> RunArchive::AwaitCopy() {
-  if (cutOff_) return Withheld(Problem::kCutOff);
-  if (const auto permit = ErasePermit::ForEmptyRun(unitsBegun_ - unitsBefore_)) return permit;
-  if (FilesSynchronized() || AwaitOutputFile()) return ErasePermit();
-  return Withheld(Problem::kEraseWithheld);
+  permitted_ = 0;
+  if (cutOff()) return Withheld(Problem::kCutOff);
+  if (const auto permit = ErasePermit::ForEmptyRun(units_.count())) return permit;
+  if (!units_.IsLast(flushed_) && !FilesSynchronized() && !AwaitOutputFile()) {
+    return Withheld(Problem::kEraseWithheld);
+  }
+  units_.Set(permitted_);
+  return ErasePermit();
 }
 
 // In a record-by-record download, the erase is queued before the output file is written.
 bool RunArchive::AwaitOutputFile() {
-  for (int poll = 0; poll < kOutputFilePolls && unitsCopied_ != unitsBegun_; ++poll) {
+  for (int poll = 0; poll < kOutputFilePolls && !units_.IsLast(copied_); ++poll) {
     if (settings_.destination != kToFile || runsInProgress_ == 0) break;
     clock_.Sleep(kPollPause);
   }
   return OutputFileIsACopy();
 }
 
-// The file itself has been flushed, but its folders may be new.
+// The file itself has been flushed, but its folders may be new. It may also have been removed.
 bool RunArchive::OutputFileIsACopy() {
   const std::string path = outputFile_.Get();
-  const std::int64_t copied = unitsCopied_;
-  return copied == unitsBegun_ && files_.SynchronizeEntries(path, kLongestSynchronization) &&
-         copied == unitsBegun_ && copied == unitsCopied_;
+  const std::int64_t copied = copied_;
+  return units_.IsLast(copied_) && files_.SynchronizeEntries(path, kLongestSynchronization) &&
+         files_.Exists(path) && copied == copied_ && units_.IsLast(copied_);
 }
 
 std::nullopt_t RunArchive::Withheld(Problem reason) {
@@ -199,26 +201,39 @@ std::nullopt_t RunArchive::Withheld(Problem reason) {
 }
 
 // Removes the files before it sets dayDeleted_, so the read thread never reopens a file that is
-// about to be removed.
+// about to be removed. A unit that arrives in the meantime may be in a removed file.
 bool RunArchive::Delete(const std::string& name) {
   if (files_.Exists(folder_.PathOf(name, ArchiveFolder::kOpenEnding))) return false;
-  const auto [isDay, isHeld] = flushList_.Find(name);
+  const FlushList::Found found = flushList_.Find(name);
   // A file that this process has open may belong to the run in progress.
-  if (isHeld && runsInProgress_ > 0) return false;
-  if (!isHeld && !isDay && folder_.IsInUse(name)) return false;
-  if (isHeld || isDay) failed_ = true;
+  if (found.isHeld && runsInProgress_ > 0) return false;
+  if (!found.isHeld && !found.isDay && folder_.IsInUse(name)) return false;
+  if (found.isHeld) CopyDeleted();
   folder_.Remove(name);
-  if (isDay) dayDeleted_ = true;
+  if (found.isDay) {
+    dayDeleted_ = true;
+    if (units_.IsSet(inDay_)) CopyDeleted();
+  }
+  flushList_.Remove(name);
   return true;
+}
+
+void RunArchive::CopyDeleted() {
+  units_.Set(unsafe_);
+  flushed_ = -1;
 }
 
 // Repeats the flush if a record arrived during it: the record may be in a file that had already
 // been flushed, or in a new file.
 bool RunArchive::FilesSynchronized() {
-  for (int attempt = 0; attempt < kFlushAttempts && !failed_; ++attempt) {
-    const std::int64_t kept = unitsKept_;
+  for (int attempt = 0; attempt < kFlushAttempts && !units_.IsSet(unsafe_); ++attempt) {
+    const std::int64_t written = units_.written();
     if (!FlushFiles()) return false;
-    if (unitsBegun_ == kept) return !failed_;
+    if (units_.arrived() == written) {
+      flushed_ = written;
+      if (units_.IsSet(unsafe_)) flushed_ = -1;  // a file was deleted in the meantime
+      return units_.IsLast(flushed_);
+    }
     clock_.Sleep(kPollPause);
   }
   return false;
@@ -230,9 +245,11 @@ bool RunArchive::FlushFiles() {
   return false;
 }
 
+// Reports only the first error of a run.
 void RunArchive::Failed() {
-  if (failed_) return;
-  failed_ = true;
+  units_.Set(unsafe_);
+  if (failed()) return;
+  units_.Set(failed_);
   Report(Problem::kNotWritten);
 }
 
@@ -248,8 +265,9 @@ std::string RunArchive::Timestamp() const {
   return text;
 }
 
-RunArchive::Volume& RunArchive::Current() {
+ArchiveVolume& RunArchive::Current() {
   if (runsInProgress_ == 0) {
+    units_.Set(inDay_);  // before OpenDay reads dayDeleted_, see Delete
     OpenDay();
     return day_;
   }
@@ -257,20 +275,18 @@ RunArchive::Volume& RunArchive::Current() {
     CloseRun("incomplete");  // closes an interrupted run
     startsRun_ = false;
     run_ = {};
+    firstName_.clear();
+    isBurstCut_ = false;
   }
-  if (!IsUsable(run_) || run_.size >= kFileSize) OpenRun();
+  if (!run_.IsUsable() || run_.size() >= kFileSize) OpenRun();
   return run_;
 }
 
-// Appending an empty text fails if an earlier operation on the file has failed.
-bool RunArchive::IsUsable(const Volume& volume) {
-  return volume.records && volume.records->Append("") && volume.lines->Append("");
-}
-
-// Opens the first or the next files of the run.
+// Opens the first or the next files of the run. The earlier files stay marked until the new ones
+// are marked, so that a kill in between leaves a mark. AwaitCopy flushes the new directory entries
+// to the disk. Flushing them here would delay the run.
 void RunArchive::OpenRun() {
-  CloseRun("continued");
-  std::string first = run_.first;
+  std::string first = firstName_;
   if (first.empty()) {
     const platform::CalendarTime now = clock_.LocalTime();
     char stamp[64];
@@ -280,13 +296,16 @@ void RunArchive::OpenRun() {
     first = folder_.UnusedName(stamp + FileNamePart(EscapedText(scanner_.SerialNo.TextFrom(0))));
   }
   const std::string name = folder_.UnusedName(first, ArchiveFolder::kVolumeMark);
-  if (!OpenVolume(run_, name, true)) return;
-  if (run_.first.empty()) folder_.NoteCreation(name);
-  run_.first = std::move(first);
-  runName_.Set(run_.first);
-  run_.open = true;
-  // AwaitCopy flushes the new directory entry to the disk. Flushing it here would delay the run.
-  folder_.Mark(name);
+  const std::string marked = isMarked_ ? run_.name() : "";
+  if (isMarked_) run_.Append(EndEntry("continued"));
+  isMarked_ = OpenVolume(FlushList::Use::kRun, name);
+  if (isMarked_) {
+    if (firstName_.empty()) folder_.NoteCreation(name);
+    folder_.Mark(name);
+    runName_.Set(first);
+    firstName_ = std::move(first);
+  }
+  if (!marked.empty()) folder_.Unmark(marked);
 }
 
 void RunArchive::OpenDay() {
@@ -295,8 +314,9 @@ void RunArchive::OpenDay() {
   std::snprintf(name, sizeof name, "%04d%02d%02d_live", now.year, now.month, now.day);
   const bool deleted = dayDeleted_;
   if (deleted) dayDeleted_ = false;
-  if (day_.records && !IsUsable(day_)) dayFailed_ = true;
-  if (!deleted && IsUsable(day_) && day_.size < kFileSize && day_.name.starts_with(name)) return;
+  if (day_.IsOpen() && !day_.IsUsable()) dayFailed_ = true;
+  const bool isCurrent = day_.size() < kFileSize && day_.name().starts_with(name);
+  if (!deleted && isCurrent && day_.IsUsable()) return;
   for (int number = 1; number < kMaximumDayFiles && !dayFailed_; ++number) {
     const std::string numbered = number == 1 ? name : name + ("_" + std::to_string(number));
     const auto existing =
@@ -304,48 +324,27 @@ void RunArchive::OpenDay() {
     if (!existing) break;
     // Skips full files, files whose last entry is incomplete, and files that another process uses.
     const auto run = ReadArchivedRun(*existing);
-    if (run && run->whole && OpenVolume(day_, numbered, false)) {
-      day_.size = existing->size();
-      return;
-    }
+    if (run && run->whole && OpenVolume(FlushList::Use::kDay, numbered, existing->size())) return;
   }
   const std::string unused = folder_.UnusedName(name);
-  if (OpenVolume(day_, unused, true)) folder_.NoteCreation(unused);
+  if (!OpenVolume(FlushList::Use::kDay, unused)) return;
+  folder_.NoteCreation(unused);
+  folder_.DropOld();
 }
 
-// Replaces the volume. After an error, the volume is empty.
-bool RunArchive::OpenVolume(Volume& volume, const std::string& name, bool fresh) {
-  const std::string first = std::move(volume.first);
-  volume = {};
-  volume.first = first;
-  if (name.empty() || !folder_.Create()) return false;
-  File records = files_.OpenGrowing(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), fresh);
-  File lines = records
-                   ? files_.OpenGrowing(folder_.PathOf(name, ArchiveFolder::kLinesEnding), fresh)
-                   : nullptr;
-  const std::string header = std::string(kArchiveHeader) + "\ntime " + Timestamp() + "\n";
-  if (!lines || !records->Append(header)) {
-    if (records && fresh) files_.Remove(folder_.PathOf(name, ArchiveFolder::kRecordsEnding));
-    if (lines && fresh) files_.Remove(folder_.PathOf(name, ArchiveFolder::kLinesEnding));
-    return false;
-  }
-  volume.name = name;
-  volume.records = std::move(records);
-  volume.lines = std::move(lines);
-  volume.size = header.size();
-  flushList_.Add(&volume == &run_ ? FlushList::Use::kRun : FlushList::Use::kDay,
-                 {name, volume.records, volume.lines});
+bool RunArchive::OpenVolume(FlushList::Use use, const std::string& name, std::uint64_t size) {
+  ArchiveVolume& volume = use == FlushList::Use::kRun ? run_ : day_;
+  if (!volume.Open(files_, folder_, name, size, Timestamp())) return false;
+  flushList_.Add(use, volume.files());
   return true;
 }
 
-bool RunArchive::AppendEntry(Volume& volume, std::string_view entry) {
-  if (!volume.records || !volume.records->Append(entry)) return false;
-  volume.size += entry.size();
-  return true;
+void RunArchive::CheckedAppend(std::string_view entry) {
+  if (!run_.Append(entry)) Failed();
 }
 
-void RunArchive::CheckedAppend(Volume& volume, std::string_view entry) {
-  if (!AppendEntry(volume, entry)) Failed();
+std::string RunArchive::EndEntry(std::string_view status) const {
+  return "end " + std::string(status) + " " + Timestamp() + "\n";
 }
 
 std::string RunArchive::Header() const {

@@ -17,8 +17,10 @@
 #include "device/ScannerIdentity.h"
 #include "device/Settings.h"
 #include "output/ArchiveFolder.h"
+#include "output/ArchiveVolume.h"
 #include "output/FlushList.h"
 #include "output/LineRange.h"
+#include "output/RunUnits.h"
 #include "platform/Clock.h"
 #include "platform/FileStore.h"
 
@@ -38,6 +40,7 @@ class RunArchive final : public RecordArchive {
     kNotWritten,     ///< a record could not be written to the archive
     kEraseWithheld,  ///< the scanner is not erased, because its records are not on the disk
     kCutOff,         ///< the scanner is not erased, because some records are incomplete
+    kEraseDropped,   ///< the scanner is not erased, because the connection has ended
   };
 
   /// Size at which a new file begins, in bytes.
@@ -98,12 +101,13 @@ class RunArchive final : public RecordArchive {
   void BurstDelivered(bool complete) override;
   std::optional<ErasePermit> AwaitCopy() override;
   void Erased() override;
+  void EraseDropped() override { Report(Problem::kEraseDropped); }
 
   /// Returns true if archiving a record of the current run has failed. Any thread.
-  bool failed() const { return failed_; }
+  bool failed() const { return units_.IsSet(failed_); }
 
   /// Returns true if some records of the current run are known to be incomplete. Any thread.
-  bool cutOff() const { return cutOff_; }
+  bool cutOff() const { return units_.IsSet(cutOff_); }
 
   /// Name of the first files of the latest run, without the extension. Empty while the run has no
   /// records. Any thread.
@@ -113,35 +117,22 @@ class RunArchive final : public RecordArchive {
   const std::string& folder() const { return folder_.path(); }
 
  private:
-  using File = std::shared_ptr<platform::GrowingFile>;
-
-  /// The files of a run or of a day's live scans.
-  struct Volume {
-    File records;
-    File lines;
-    std::string name;
-    std::string first = {};   // name of the first files of the run
-    std::string header = {};  // the last header written
-    std::uint64_t size = 0;
-    bool open = false;
-  };
-
-  Volume& Current();
+  ArchiveVolume& Current();
   void OpenRun();
   void OpenDay();
-  bool OpenVolume(Volume& volume, const std::string& name, bool fresh);
+  bool OpenVolume(FlushList::Use use, const std::string& name, std::uint64_t size = 0);
   void CloseRun(std::string_view status);
   void KeepUnit(std::string_view kind, std::span<const std::uint8_t> bytes);
   bool AppendUnit();
-  static bool IsUsable(const Volume& volume);
-  static bool AppendEntry(Volume& volume, std::string_view entry);
-  void CheckedAppend(Volume& volume, std::string_view entry);
+  void CheckedAppend(std::string_view entry);
   void AppendLines();
   void Failed();
   void Report(Problem problem) const;
   std::string Header() const;
   std::string Timestamp() const;
+  std::string EndEntry(std::string_view status) const;
   std::nullopt_t Withheld(Problem reason);
+  void CopyDeleted();
   bool FilesSynchronized();
   bool FlushFiles();
   bool AwaitOutputFile();
@@ -159,34 +150,39 @@ class RunArchive final : public RecordArchive {
   Word<bool> startsRun_ = false;    // the next record opens new files for a run
   Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
-  // Number of records and bursts, including one that is being written.
-  std::atomic<std::int64_t> unitsBegun_{0};
-  std::atomic<std::int64_t> unitsKept_{0};    // number of records and bursts that have been written
-  std::atomic<std::int64_t> unitsBefore_{0};  // unitsBegun_ at the start of the download
-  // unitsBegun_ when the last complete output file was written, or -1 if there is none.
-  std::atomic<std::int64_t> unitsCopied_{-1};
-  Word<bool> failed_ = false;
-  Word<bool> cutOff_ = false;
-  Word<bool> dayDeleted_ = false;
-  Word<bool> linesPending_ = false;    // pendingLines_ is not empty
-  Word<bool> writesEachLine_ = false;  // lines are written at once, see WriteLines
+  RunUnits units_;
+  RunUnits::Mark failed_{0};     // a unit or line is not in the archive
+  RunUnits::Mark unsafe_{0};     // some file of the run failed once or was deleted
+  RunUnits::Mark cutOff_{0};     // a unit is known to be incomplete
+  RunUnits::Mark inDay_{0};      // a unit is in the files of the day
+  RunUnits::Mark flushed_{-1};   // the units up to this one are on the disk
+  RunUnits::Mark copied_{-1};    // the units up to this one are in the output file
+  RunUnits::Mark permitted_{0};  // the erase that was permitted last covers the units up to this
+  std::atomic<bool> dayDeleted_{false};  // the files of the day were removed
+  Word<bool> linesPending_ = false;      // pendingLines_ is not empty
+  Word<bool> writesEachLine_ = false;    // lines are written at once, see WriteLines
   SharedText runName_;
 
-  // Read thread only.
-  Volume run_;
-  Volume day_;
-  Volume* latest_ = nullptr;  // the files that the last record or burst was written to
+  // Read thread.
+  ArchiveVolume run_;
+  ArchiveVolume day_;
+  ArchiveVolume* latest_ = nullptr;  // the files that the last unit was written to
+  bool isMarked_ = false;            // the files in run_ are marked as in progress
+  std::string firstName_;            // name of the first files of the run
   std::string pendingLines_;
   std::string entry_;
   bool inBurst_ = false;
+  bool isBurstCut_ = false;       // the connection ended before the last burst arrived
   bool dayFailed_ = false;        // an error has occurred in a file of live scans
-  std::int64_t lines_ = 0;        // number of lines composed so far
-  std::int64_t linesBefore_ = 0;  // lines_ at the start of the download
   bool lineIsDue_ = false;        // the line of the last record has not been composed yet
-  bool linesLackData_ = false;    // the lines of the download do not contain all data
+  std::int64_t linesBefore_ = 0;  // lines_ at the start of the run
+  RunUnits::Mark lacksData_{0};   // the lines do not contain all data of a unit
+
+  std::atomic<std::int64_t> lines_{0};         // number of lines composed so far
+  std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when the last run began
 
   FlushList flushList_;    // the files that AwaitCopy flushes
-  SharedText outputFile_;  // path of the last output file
+  SharedText outputFile_;  // path of the output file written last
 };
 
 }  // namespace quillet

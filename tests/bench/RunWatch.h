@@ -92,6 +92,9 @@ class ArchiveWatch final : public RecordArchive {
   void Erased() override {
     if (archive_) archive_->Erased();
   }
+  void EraseDropped() override {
+    if (archive_) archive_->EraseDropped();
+  }
 
  private:
   RecordArchive* const archive_;

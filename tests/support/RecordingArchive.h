@@ -24,6 +24,7 @@ class RecordingArchive final : public RecordArchive {
     return ErasePermit::ForEmptyRun(permits ? 0 : 1);
   }
   void Erased() override { kept.push_back("erased"); }
+  void EraseDropped() override { kept.push_back("erase dropped"); }
 
   bool permits = true;
   std::function<void()> onAwait;  ///< called by AwaitCopy

@@ -343,6 +343,7 @@ TEST_F(LumetTest, DoesNotEraseAScannerConnectedDuringTheWait) {
   Dispatch();
   EXPECT_EQ(line.Sent(), "");
   EXPECT_EQ(Queued(), kStartCommands);
+  EXPECT_EQ(archive.kept, std::vector<std::string>{"erase dropped"});
   EXPECT_TRUE(lumet.bCommandDone());
 }
 
@@ -352,6 +353,7 @@ TEST_F(LumetTest, SendsNoEraseAfterTheCableIsUnplugged) {
   Dispatch();
   EXPECT_EQ(line.Sent(), "");
   EXPECT_TRUE(lumet.bCommandDone());
+  EXPECT_EQ(archive.kept, std::vector<std::string>{"erase dropped"});
   EXPECT_EQ(clock.Count(100ms), 0U) << "no wait for an answer";
 }
 

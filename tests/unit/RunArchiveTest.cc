@@ -65,6 +65,7 @@ class RunArchiveTest : public ::testing::Test {
  protected:
   RunArchiveTest() {
     clock_.Set({2026, 11, 16, 1, 4, 9});
+    files_.Replace(output_, "");
     settings_.destination = 1;
     Put("W1234005771");
     archive_.OnProblem([this](Problem problem) { problems_.push_back(problem); });
@@ -119,6 +120,7 @@ class RunArchiveTest : public ::testing::Test {
 
   const test::TemporaryFolder temporary_;
   const std::string folder_ = temporary_ / "state/runs";
+  const std::string output_ = temporary_ / "out.txt";
   const std::string first_ = folder_ + "/20261116_010409_W123400577";
   test::FakeClock clock_;
   FaultyFiles files_;
@@ -276,6 +278,7 @@ TEST_F(RunArchiveTest, FlushesARecordThatArrivesDuringTheFlush) {
   files_.whileSynchronizing = [this] { Receive("live"); };
   EXPECT_TRUE(archive_.AwaitCopy());
   EXPECT_EQ(files_.flushed.size(), 6U) << "the files of the run twice, those of the day once";
+  Receive("live, too");
   files_.whileSynchronizing = [this] {
     files_.full = true;
     Receive("not written");
@@ -363,10 +366,10 @@ TEST_F(RunArchiveTest, PermitsTheEraseIfOnlyTheOutputFileIsComplete) {
     EXPECT_FALSE(archive_.AwaitCopy()) << lines.first;
   }
   for (const std::int64_t first : {0, 1}) {
-    archive_.OutputFileWritten(folder_ + "/out.txt", {first, 3});
+    archive_.OutputFileWritten(output_, {first, 3});
     EXPECT_TRUE(archive_.AwaitCopy()) << first;
   }
-  archive_.OutputFileWritten(folder_ + "/out.txt", {});
+  archive_.OutputFileWritten(output_, {});
   EXPECT_FALSE(archive_.AwaitCopy()) << "the file was replaced";
 }
 
@@ -374,10 +377,13 @@ TEST_F(RunArchiveTest, FlushesTheFoldersOfTheOutputFile) {
   Begin();
   files_.full = true;
   Receive("1");
-  archive_.OutputFileWritten("/folder/out.txt", {0, 1});
+  archive_.OutputFileWritten(output_, {0, 1});
   EXPECT_TRUE(archive_.AwaitCopy());
-  EXPECT_EQ(files_.flushed, Texts{"folders of /folder/out.txt"});
+  EXPECT_EQ(files_.flushed, Texts{"folders of " + output_});
   files_.broken = "folders";
+  EXPECT_FALSE(archive_.AwaitCopy());
+  files_.broken.clear();
+  files_.Remove(output_);
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
@@ -391,7 +397,7 @@ TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
     receive();
     const std::int64_t first = lines;
     lines = archive_.KeepLine("") + 1;
-    archive_.OutputFileWritten("/out.txt", {first, lines});
+    archive_.OutputFileWritten(output_, {first, lines});
     archive_.End(true);
     return archive_.AwaitCopy().has_value();
   };
@@ -411,7 +417,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfTheFileLacksALaterRecord) {
   Begin();
   files_.full = true;
   Receive("1");
-  archive_.OutputFileWritten("/out.txt", {0, 1});
+  archive_.OutputFileWritten(output_, {0, 1});
   archive_.KeepRecord(Bytes(Stored("a live scan")));
   EXPECT_FALSE(archive_.AwaitCopy());
 }
@@ -422,7 +428,7 @@ TEST_F(RunArchiveTest, WaitsForTheOutputFileOfARunInProgress) {
   files_.full = true;
   Receive("1");
   clock_.OnSleep([this] {
-    if (clock_.sleeps().size() == 3) archive_.OutputFileWritten("/out.txt", {0, 1});
+    if (clock_.sleeps().size() == 3) archive_.OutputFileWritten(output_, {0, 1});
   });
   EXPECT_TRUE(archive_.AwaitCopy());
   EXPECT_EQ(clock_.sleeps().size(), 3U);
@@ -496,6 +502,7 @@ TEST_F(RunArchiveTest, StoresARecordInNewFilesAfterAnError) {
   EXPECT_EQ(RecordsOf(first_ + ".records"), Texts{"1"});
   EXPECT_EQ(RecordsOf(first_ + "_part02.records"), (Texts{"2", "3"}));
   EXPECT_EQ(test::FileContents(first_ + "_part02.txt"), "2\r\n3\r\n");
+  EXPECT_FALSE(archive_.failed());
   EXPECT_FALSE(archive_.AwaitCopy()) << "the first file may be damaged";
 }
 
@@ -531,6 +538,124 @@ TEST_F(RunArchiveTest, DoesNotEraseIfLiveScansAreDeleted) {
   EXPECT_FALSE(archive_.AwaitCopy());
   Receive("later");
   EXPECT_EQ(RecordsOf(folder_ + "/20261116_live.records"), Texts{"later"});
+}
+
+TEST_F(RunArchiveTest, ErasesARunWithOneEarlyScanOnlyIfItIsFlushed) {
+  archive_.Begin();
+  Receive("before the number of records");
+  archive_.DownloadStarted(false);
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(files_.flushed.size(), 2U);
+  archive_.End(true);
+  archive_.Begin();
+  files_.full = true;
+  Receive("not written");
+  archive_.DownloadStarted(false);
+  EXPECT_TRUE(archive_.failed());
+  EXPECT_FALSE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, PermitsASecondEraseOfTheSameRecords) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  EXPECT_TRUE(archive_.AwaitCopy());
+  files_.full = true;
+  archive_.Erased();
+  files_.broken = ".records";
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(problems_, std::vector<Problem>{});
+}
+
+TEST_F(RunArchiveTest, MarksARunErasedAfterTheNextRunBegins) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  EXPECT_TRUE(archive_.AwaitCopy());
+  archive_.Begin();
+  archive_.Erased();
+  EXPECT_TRUE(Summary(first_ + ".records").erased);
+}
+
+TEST_F(RunArchiveTest, EraseOfAnEmptyRunMarksNoEarlierRun) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  Begin();
+  archive_.End(true);
+  EXPECT_TRUE(archive_.AwaitCopy());
+  archive_.Erased();
+  EXPECT_FALSE(Summary(first_ + ".records").erased);
+}
+
+TEST_F(RunArchiveTest, BurstAfterTheConnectionEndedIsIncomplete) {
+  Begin();
+  archive_.ConnectionEnded();
+  archive_.KeepBurst(Bytes(Stored("1")));
+  archive_.KeepLine("1\r\n");
+  archive_.BurstDelivered(true);
+  archive_.End(true);
+  EXPECT_FALSE(Summary(first_ + ".records").complete);
+}
+
+TEST_F(RunArchiveTest, ReportsAnErrorAfterARunWasDeleted) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  EXPECT_TRUE(archive_.Delete(first_.substr(folder_.size() + 1)));
+  EXPECT_FALSE(archive_.failed());
+  files_.full = true;
+  Receive("not written");
+  EXPECT_EQ(problems_, std::vector{Problem::kNotWritten});
+}
+
+TEST_F(RunArchiveTest, DeletingLiveScansDuringARunKeepsItsErase) {
+  Receive("live");
+  Begin();
+  Receive("1");
+  EXPECT_TRUE(archive_.Delete("20261116_live"));
+  archive_.End(true);
+  EXPECT_TRUE(Summary(first_ + ".records").complete);
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(problems_, std::vector<Problem>{});
+}
+
+TEST_F(RunArchiveTest, WithholdsTheEraseIfItsFileWasRemoved) {
+  Begin();
+  Receive("1");
+  archive_.End(true);
+  ASSERT_TRUE(files_.Remove(first_ + ".records"));
+  EXPECT_FALSE(archive_.AwaitCopy());
+}
+
+TEST_F(RunArchiveTest, ScanAfterAFailedScanIsArchived) {
+  files_.full = true;
+  Receive("not written");
+  EXPECT_TRUE(archive_.failed());
+  files_.full = false;
+  Receive("2");
+  EXPECT_FALSE(archive_.failed());
+}
+
+TEST_F(RunArchiveTest, KeepsFewFilesOfLiveScansOpen) {
+  for (int day = 1; day <= 20; ++day) {
+    clock_.Set({2026, 11, day, 1, 4, 9});
+    Receive("live");
+  }
+  EXPECT_NE(files_.OpenGrowing(folder_ + "/20261101_live.records", false), nullptr);
+  EXPECT_EQ(files_.OpenGrowing(folder_ + "/20261119_live.records", false), nullptr) << "in use";
+}
+
+TEST_F(RunArchiveTest, NamesAnInterruptedRunByItsFirstFile) {
+  {
+    RunArchive archive(clock_, files_, settings_, scanner_, folder_);
+    archive.Begin();
+    archive.KeepRecord(Bytes(Stored("1")));
+    files_.failsOnce = true;
+    archive.KeepRecord(Bytes(Stored("2")));
+  }
+  EXPECT_EQ(Names(".open"), Texts{first_.substr(folder_.size() + 1) + "_part02.open"});
+  EXPECT_EQ(archive_.TakeInterruptedRuns(), Texts{first_.substr(folder_.size() + 1)});
 }
 
 TEST_F(RunArchiveTest, LeavesNoFilesIfOneCannotBeCreated) {

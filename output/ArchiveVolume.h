@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "output/ArchiveFolder.h"
+#include "output/FlushList.h"
+#include "platform/FileStore.h"
+
+namespace quillet {
+
+/// The two files of the archive that receive the next records: NAME.records and NAME.txt. One
+/// thread at a time.
+class ArchiveVolume {
+ public:
+  /// Opens the files, instead of the current ones.
+  /// @param files   opens the files
+  /// @param folder  the archive folder; created if necessary
+  /// @param name    file name without the extension
+  /// @param size    size of the existing files in bytes, to append to them; 0 to create new files
+  /// @param time    local time, written to NAME.records
+  /// @return false after an error. The volume is then empty, and no new files exist.
+  bool Open(platform::FileStore& files, ArchiveFolder& folder, const std::string& name,
+            std::uint64_t size, const std::string& time);
+  /// Returns true if the volume has files.
+  bool IsOpen() const { return files_.records != nullptr; }
+  /// Returns true if the volume has files and no operation on them has failed.
+  bool IsUsable() const;
+
+  /// Appends an entry to NAME.records.
+  /// @return false after an error or if the volume is empty
+  bool Append(std::string_view entry);
+  /// Appends a unit to NAME.records, after the header if it has changed.
+  /// @param header  scanner and settings of the unit
+  /// @param entry   the unit
+  /// @param unit    number of the unit
+  /// @return false after an error
+  bool AppendUnit(const std::string& header, std::string_view entry, std::int64_t unit);
+  /// Appends composed lines to NAME.txt.
+  /// @return false after an error or if the volume is empty
+  bool AppendLines(std::string_view lines);
+
+  const FlushList::Files& files() const { return files_; }  ///< the files and their name
+  const std::string& name() const { return files_.name; }   ///< file name without the extension
+  std::uint64_t size() const { return size_; }              ///< size of both files, in bytes
+  std::int64_t firstUnit() const { return firstUnit_; }     ///< first unit appended; 0 if none
+
+ private:
+  FlushList::Files files_;
+  std::string header_;  // the last header written
+  std::uint64_t size_ = 0;
+  std::int64_t firstUnit_ = 0;
+};
+
+}  // namespace quillet
