@@ -87,7 +87,7 @@ void Trim(std::string& line);
 template <class... Pieces>
 void Log(SystemLog& log, const Pieces&... pieces) {
   using namespace log_detail;
-  if constexpr (((kMost < Pieces >> 0) && ...)) {
+  if constexpr (((kMost<Pieces> != 0) && ...)) {
     // Lines of limited length are logged for every record. Building them in a stack buffer is twice
     // as fast as in a std::string.
     char line[(kMost<Pieces> + ...)];
