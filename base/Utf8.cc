@@ -11,6 +11,25 @@ std::uint8_t Byte(std::string_view text, std::size_t index) {
 
 }  // namespace
 
+void AppendUtf8(std::string& text, char32_t code) {
+  const auto put = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
+  if (code < 0x80) {
+    put(code);
+    return;
+  }
+  if (code < 0x800) {
+    put(0xC0 | code >> 6);
+  } else if (code < 0x10000) {
+    put(0xE0 | code >> 12);
+    put(0x80 | (code >> 6 & 0x3F));
+  } else {
+    put(0xF0 | code >> 18);
+    put(0x80 | (code >> 12 & 0x3F));
+    put(0x80 | (code >> 6 & 0x3F));
+  }
+  put(0x80 | (code & 0x3F));
+}
+
 bool IsAscii(std::string_view bytes) {
   // No early return, to allow vectorization.
   std::uint8_t any = 0;

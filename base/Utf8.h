@@ -1,9 +1,18 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace quillet {
+
+/// Byte-order mark of UTF-8 files.
+inline constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+
+/// Appends a character in UTF-8.
+/// @param text  the text to extend
+/// @param code  a Unicode scalar value: at most U+10FFFF, not a surrogate
+void AppendUtf8(std::string& text, char32_t code);
 
 /// Returns the length in bytes of the UTF-8 sequence at the start of `text`, or 0 if it is invalid.
 /// Overlong forms, surrogates and values above U+10FFFF are invalid (RFC 3629, section 3).

@@ -232,15 +232,8 @@ void DecodeRecordText(std::string_view bytes, std::string& text) {
     return;
   }
   text.clear();
-  for (const char character : bytes) {
-    const auto byte = static_cast<std::uint8_t>(character);
-    if (byte < 0x80) {
-      text.push_back(character);
-    } else {
-      text.push_back(static_cast<char>(0xC0 | byte >> 6));
-      text.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
-    }
-  }
+  // The codes of Latin-1 are the first 256 codes of Unicode.
+  for (const char byte : bytes) AppendUtf8(text, static_cast<std::uint8_t>(byte));
 }
 
 }  // namespace quillet

@@ -4,10 +4,10 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "base/Utf8.h"
+
 namespace quillet {
 namespace {
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // Settings for lines with symbology, time and data. The symbology and the time contain no tab, so
 // everything after the second tab is data.
@@ -87,7 +87,7 @@ std::string CsvExport::Number(const std::string& text) const {
 }
 
 std::string CsvExport::Contents() const {
-  std::string contents(kByteOrderMark);
+  std::string contents(kUtf8Mark);
   if (!rowPerBarcode_)
     return contents + Row({"Symbology", "Barcode", "Time", "Serial number"}) + rows_;
   contents += Row({"Symbology", "Barcode", "Quantity"});

@@ -9,29 +9,9 @@
 namespace quillet {
 namespace {
 
-constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view kUtf16BigMark = "\xFE\xFF";
 constexpr std::string_view kUtf16LittleMark = "\xFF\xFE";
 constexpr char32_t kReplacement = 0xFFFD;
-
-void AppendUtf8(std::string& text, char32_t code) {
-  const auto put = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
-  if (code < 0x80) {
-    put(code);
-    return;
-  }
-  if (code < 0x800) {
-    put(0xC0 | code >> 6);
-  } else if (code < 0x10000) {
-    put(0xE0 | code >> 12);
-    put(0x80 | (code >> 6 & 0x3F));
-  } else {
-    put(0xF0 | code >> 18);
-    put(0x80 | (code >> 12 & 0x3F));
-    put(0x80 | (code >> 6 & 0x3F));
-  }
-  put(0x80 | (code & 0x3F));
-}
 
 bool IsHighSurrogate(char32_t unit) {
   return unit >= 0xD800 && unit <= 0xDBFF;

@@ -15,6 +15,13 @@ TEST(Utf8Test, AcceptsOnlyWellFormedSequences) {
   EXPECT_FALSE(IsValidUtf8("\xE2\x82"));
 }
 
+TEST(Utf8Test, AppendsCharactersOfEveryLength) {
+  std::string text;
+  constexpr std::u32string_view kCodes = U"\x7F\x80\x7FF\x800\uFFFF\U00010000\U0010FFFF";
+  for (const char32_t code : kCodes) AppendUtf8(text, code);
+  EXPECT_EQ(text, "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+}
+
 TEST(Utf8Test, PrefixEndsBetweenCharacters) {
   for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x93\xA6"}) {
     const std::string text = "ab" + character + "c";
