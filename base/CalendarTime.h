@@ -2,6 +2,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <string>
 
 namespace quillet {
 
@@ -16,5 +17,15 @@ struct CalendarTime {
 
   auto operator<=>(const CalendarTime&) const = default;
 };
+
+/// Returns the date for a file name: year, month and day without separators, for example
+/// "20260314".
+std::string DateStamp(const CalendarTime& time);
+
+/// Returns the date and the time for a file name, for example "20260314_150926".
+std::string TimeStamp(const CalendarTime& time);
+
+/// Returns the date and the time for a reader, for example "2026-03-14 15:09:26".
+std::string DateAndTime(const CalendarTime& time);
 
 }  // namespace quillet

@@ -123,11 +123,8 @@ LumetFile::Registry LumetFile::Read(std::span<char> dest, bool registry) {
 }
 
 std::string LumetFile::GetSyncFileName(const SerialNumberField& serial) {
-  const platform::CalendarTime now = clock_.LocalTime();
-  char stamp[64];
-  std::snprintf(stamp, sizeof stamp, "_%04d%02d%02d_%02d%02d%02d.txt", now.year, now.month, now.day,
-                now.hour, now.minute, now.second);
-  return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + stamp;
+  return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + "_" +
+         TimeStamp(clock_.LocalTime()) + ".txt";
 }
 
 std::string LumetFile::AlternativePath(const std::string& path) {
