@@ -31,8 +31,6 @@ constexpr int kAnswerPolls = 2000;
 // click a field in the other window.
 constexpr auto kSettlingTime = 1s;
 
-constexpr int kMaximumNumber = 10'000;
-
 std::string Folded(std::string_view text) {
   std::string folded(text);
   std::ranges::transform(folded, folded.begin(), [](unsigned char character) {
@@ -57,14 +55,6 @@ std::string Shortened(std::string lines) {
   lines.resize(Utf8Prefix(lines, kPreviewSize).size());
   lines.resize(std::min(lines.rfind('\n'), lines.size() - 1) + 1);
   return lines + "… To see all records, save or copy them.";
-}
-
-// Returns `path` with a number before the extension.
-std::string Numbered(const std::string& path, int number) {
-  const std::size_t slash = path.rfind('/');
-  std::size_t dot = path.rfind('.');
-  if (dot == path.npos || (slash != path.npos && dot < slash + 2)) dot = path.size();
-  return path.substr(0, dot) + "_" + std::to_string(number) + path.substr(dot);
 }
 
 }  // namespace
@@ -348,24 +338,15 @@ std::string EarlierRuns::DeliverToFile(const StoredRun& run) {
   SerialNumberField serial;
   serial.Assign(reinterpret_cast<const std::uint8_t*>(run.head.serial.data()),
                 run.head.serial.size());
-  const std::string path = ResolveSyncFileName(parts_.settings.filename.Get(),
-                                               [&] { return parts_.file.GetSyncFileName(serial); });
+  std::string path = parts_.file.OutputPath(parts_.settings.filename.Get(), serial);
   if (parts_.file.IsSettingsFile(path)) return std::string(SettingsEditor::kSettingsFileMessage);
   std::string lines;
   const auto records =
       reader_.ForEachLine(run, &parts_.settings, [&](const std::string& line) { lines += line; });
   if (!records) return std::string(kUnreadable);
-  // If the name is in use, appends 2, 3 and so on until a name is unused.
-  std::string free = path;
-  auto created = platform_.files.CreateNew(free, lines);
-  for (int number = 2; created == FileStore::Created::kExists && number < kMaximumNumber;
-       ++number) {
-    free = Numbered(path, number);
-    created = platform_.files.CreateNew(free, lines);
-  }
-  return created == FileStore::Created::kYes
-             ? Counted(*records) + " delivered to " + free
-             : free + " could not be written. Check the path in the settings.";
+  return parts_.file.CreateNumbered(path, lines) == FileStore::Created::kYes
+             ? Counted(*records) + " delivered to " + path
+             : path + " could not be written. Check the path in the settings.";
 }
 
 std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t destination) {

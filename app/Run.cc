@@ -93,8 +93,7 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
     Log(log_, "-[SyncController SynchronizeFinished]", ": no records to write");
     return;
   }
-  syncfileName.Set(
-      ResolveSyncFileName(settings.filename.Get(), [&] { return file.GetSyncFileName(serial); }));
+  syncfileName.Set(file.OutputPath(settings.filename.Get(), serial));
   const std::string& name = syncfileName.Get();
   Log(log_, "-[SyncController SynchronizeFinished]", "[", ForeignText(name), "]");
   result.file = name;

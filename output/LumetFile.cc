@@ -21,6 +21,16 @@ namespace {
 // file.
 constexpr std::size_t kRegistryReadLimit = 1 << 20;
 
+constexpr int kLargestNumber = 9'999;
+
+// Returns `path` with a number before the extension.
+std::string NumberedPath(const std::string& path, int number) {
+  const std::size_t slash = path.rfind('/');
+  std::size_t dot = path.rfind('.');
+  if (dot == path.npos || (slash != path.npos && dot < slash + 2)) dot = path.size();
+  return path.substr(0, dot) + "_" + std::to_string(number) + path.substr(dot);
+}
+
 }  // namespace
 
 std::string_view ReasonText(int error) {
@@ -125,6 +135,21 @@ LumetFile::Registry LumetFile::Read(std::span<char> dest, bool registry) {
 std::string LumetFile::GetSyncFileName(const SerialNumberField& serial) {
   return FileNamePart(serial.TextFrom(kHiddenSerialCharacters)) + "_" +
          TimeStamp(clock_.LocalTime()) + ".txt";
+}
+
+std::string LumetFile::OutputPath(const std::string& path, const SerialNumberField& serial) {
+  return ResolveSyncFileName(path, [&] { return GetSyncFileName(serial); });
+}
+
+FileStore::Created LumetFile::CreateNumbered(std::string& path, std::string_view contents) {
+  const std::string first = path;
+  auto created = files_.CreateNew(path, contents);
+  for (int number = 2; created == FileStore::Created::kExists && number <= kLargestNumber;
+       ++number) {
+    path = NumberedPath(first, number);
+    created = files_.CreateNew(path, contents);
+  }
+  return created;
 }
 
 std::string LumetFile::AlternativePath(const std::string& path) {

@@ -90,6 +90,18 @@ class LumetFile {
   /// date and time, ".txt".
   std::string GetSyncFileName(const SerialNumberField& serial);
 
+  /// Returns the path of a run's output file; see ResolveSyncFileName.
+  /// @param path    the output path in the settings
+  /// @param serial  serial number of the scanner, for the name of a new file
+  std::string OutputPath(const std::string& path, const SerialNumberField& serial);
+
+  /// Creates a file. If the name is in use, adds "_2", "_3" and so on before the extension until a
+  /// name is unused.
+  /// @param path      absolute path of the file; set to the path that was tried last
+  /// @param contents  the text in UTF-8
+  /// @return see FileStore::CreateNew; kExists if all names up to "_9999" are in use
+  platform::FileStore::Created CreateNumbered(std::string& path, std::string_view contents);
+
   /// Reads the settings file as ReadDataFromFile does.
   Registry ReadRegistry(std::span<char> dest) { return Read(dest, true); }
 
