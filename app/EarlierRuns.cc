@@ -306,7 +306,7 @@ void EarlierRuns::DeliverAgain() {
   }
   const StoredRun* const run = Selected();
   if (run == nullptr) return;
-  if (parts_.isBusy()) {
+  if (parts_.run.IsInProgress()) {
     return window_.ShowMessage(
         "A synchronization is in progress. Deliver the records when it has finished.");
   }
@@ -363,7 +363,7 @@ std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t
     const bool ready = AwaitOtherWindow();
     if (stopped_) {
       problem = "Delivery stopped";
-    } else if (parts_.isBusy()) {
+    } else if (parts_.run.IsInProgress()) {
       problem = "A synchronization has started. Delivery stopped";
     } else if (!ready) {
       problem = "No other window received the focus within 60 seconds. Delivery stopped";
@@ -390,7 +390,7 @@ bool EarlierRuns::AwaitOtherWindow() {
   const auto start = platform_.clock.Now();
   auto inactiveSince = start;
   bool told = false;
-  while (!stopped_ && !parts_.isBusy()) {
+  while (!stopped_ && !parts_.run.IsInProgress()) {
     const auto now = platform_.clock.Now();
     if (IsActive()) {
       inactiveSince = platform_.clock.Now();

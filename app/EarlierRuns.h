@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -11,6 +10,7 @@
 #include "app/ApplicationDelivery.h"
 #include "app/BackgroundWork.h"
 #include "app/Platform.h"
+#include "app/Run.h"
 #include "app/StatusStrip.h"
 #include "base/ThreadHandle.h"
 #include "base/Word.h"
@@ -33,11 +33,11 @@ class EarlierRuns {
     const Platform& platform;       ///< files, panels, clipboard and desktop
     platform::RunsWindow& window;   ///< shows the list
     RunArchive& archive;            ///< the archive
+    const Run& run;                 ///< the current run, during which nothing is delivered again
     LumetFile& file;                ///< writes the output file when delivering again
     const Settings& settings;       ///< the current settings
     ApplicationDelivery& delivery;  ///< types or pastes the lines for Deliver again
     StatusStrip& strip;             ///< shows the progress of Deliver again
-    std::function<bool()> isBusy;   ///< whether a run is in progress; any thread
     std::function<void(std::string_view line)> showLine;  ///< appends to the main view; any thread
   };
 

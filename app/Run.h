@@ -65,6 +65,9 @@ class Run {
   /// Returns true between Begin and End. Used by the progress display.
   bool IsShown() const { return isShown_; }
 
+  /// Returns true during a run, and if the button's last run was interrupted and cannot end.
+  bool IsInProgress() const { return isShown_ || bIsUnderSynchronization; }
+
   /// Returns the gathered text, or null if nothing has been gathered. Read thread.
   const std::string* barcodedata() const;
 

@@ -104,7 +104,7 @@ void SettingsConsent::Show(Notice notice) {
 
 void SettingsConsent::Ask() {
   // The settings of a run must not change while it is in progress.
-  if (parts_.isBusy()) return;
+  if (!parts_.mayReview()) return;
   const std::string origin = owner_.empty() ? "Other users can change these settings."
                                             : "These settings come from " + ShownText(owner_) + ".";
   const bool yes =

@@ -49,7 +49,7 @@ class SettingsConsent {
     StatusStrip& strip;               ///< shows that settings are held back
     std::string dataFolder;           ///< absolute path of the data folder
     std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
-    std::function<bool()> isBusy;     ///< during a run, returns true and shows a message
+    std::function<bool()> mayReview;  ///< returns false during a run and shows a message
     std::function<void()> onConfirm;  ///< called when settings that were held back take effect
   };
 

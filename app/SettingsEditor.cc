@@ -66,10 +66,8 @@ void SettingsEditor::CheckPaths() {
 
 // Lets the user choose another path in the settings window.
 void SettingsEditor::Choose(std::int32_t destination) {
-  if (!isOpen_) {
-    if (parts_.isBusy()) return;
-    Open(false);
-  }
+  if (!isOpen_) Open();
+  if (!isOpen_) return;
   platform::SettingsValues values = form_.Values();
   values.destination = destination;
   form_.Show(values);
@@ -110,10 +108,11 @@ LumetFile::Registry SettingsEditor::RestoreDefaults() {
   return parts_.file.ReadRegistry(parts_.image);
 }
 
-void SettingsEditor::Open(bool busy) {
+void SettingsEditor::Open() {
+  const bool mayOpen = parts_.mayOpen();
   Log(parts_.log, "-[SyncController settingsButton:]", "[", ForeignText(settings_.filename.Get()),
       ",", ForeignText(settings_.appname.Get()), "]");
-  if (busy) return;
+  if (!mayOpen) return;
   isOpen_ = true;
   form_.settingsWindow().OrderFront();
   form_.Show(ShownValues(settings_));

@@ -41,8 +41,8 @@ class SettingsEditor {
     /// Prepares for typing; see ApplicationDelivery. Called when the user chooses a destination.
     std::function<void(std::int32_t destination)> prepare;
 
-    /// Returns true, and tells the user why, if the settings window must not open now.
-    std::function<bool()> isBusy;
+    /// Returns whether the settings window may open now. If not, shows the user why.
+    std::function<bool()> mayOpen;
     std::function<void()> saved;  ///< called after the user has saved the settings
 
     SettingsConsent& consent;  ///< holds back settings of another user
@@ -56,9 +56,8 @@ class SettingsEditor {
   void Save();     ///< writes the settings file; shows errors in the status strip
   void Restore();  ///< reads the settings file; if that fails, sets and saves the defaults
 
-  /// Opens the settings window and shows the settings.
-  /// @param busy  true during a connection attempt or a run; the call is then only logged
-  void Open(bool busy);
+  /// Logs the call. Opens the settings window and shows the settings if `mayOpen` permits it.
+  void Open();
 
   /// Updates the path and the samples after the user selects a destination. The setting itself
   /// changes when the user saves.

@@ -93,11 +93,11 @@ void SyncController::OpenSettings() {
                            .strip = strip_,
                            .dataFolder = folders_.data,
                            .confirmed = folders_.confirmed,
-                           .isBusy =
+                           .mayReview =
                                [this] {
-                                 const bool busy = run_.IsShown() || bIsUnderSynchronization;
-                                 if (busy) messages_->PressIgnored(kReviewLater);
-                                 return busy;
+                                 if (!run_.IsInProgress()) return true;
+                                 messages_->PressIgnored(kReviewLater);
+                                 return false;
                                },
                            .onConfirm =
                                [this] {
@@ -118,7 +118,7 @@ void SyncController::OpenSettings() {
                                 delivery_.CheckTarget(destination, application);
                               },
                           .prepare = [this](auto destination) { delivery_.Prepare(destination); },
-                          .isBusy = [this] { return IsBusy("Settings"); },
+                          .mayOpen = [this] { return !IgnoresPress("Settings"); },
                           .saved =
                               [this] {
                                 strip_.Withdraw(Notice::kScanDelivered);
@@ -215,7 +215,7 @@ void SyncController::PortChanged(bool added, SerialRegistry::Handle iterator) {
 
 void SyncController::connectButton() {
   Log(platform_.log, "-[SyncController connectButton:]");
-  if (IsBusy(bIsConnected ? "Disconnect" : "Connect")) return;
+  if (IgnoresPress(bIsConnected ? "Disconnect" : "Connect")) return;
   if (bIsConnected) {
     Terminate();
     messages_->Disconnected();

@@ -122,7 +122,7 @@ class SyncController final : public LumetDelegate {
   ///@{ See SettingsEditor.
   void SaveSettings() { settingsEditor_->Save(); }
   void RestoreSettings() { settingsEditor_->Restore(); }
-  void settingsButton() { settingsEditor_->Open(IsBusy("Settings")); }
+  void settingsButton() { settingsEditor_->Open(); }
   void destinationChanged() { settingsEditor_->DestinationChanged(); }
   void ChangeDestinationInformation() { settingsEditor_->ChangeDestinationInformation(); }
   void newfileButtonChanged() { settingsEditor_->Browse(); }
@@ -153,7 +153,7 @@ class SyncController final : public LumetDelegate {
   void OpenArchive();
   void OpenSettings();
   void RunAutomatically();
-  bool IsBusy(const std::string& button);
+  bool IgnoresPress(const std::string& button);
   void ShowConnectionState();
 
   const Platform platform_;

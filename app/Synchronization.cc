@@ -12,7 +12,7 @@ constexpr const char* kNotConnected =
 }  // namespace
 
 // Returns true if the button has no effect now, and shows why in the status strip.
-bool SyncController::IsBusy(const std::string& button) {
+bool SyncController::IgnoresPress(const std::string& button) {
   if (bIsUnderSynchronization) {
     messages_->PressIgnored("A synchronization is in progress. Press " + button +
                             " when it has finished.");
@@ -33,7 +33,7 @@ void SyncController::ShowConnectionState() {
 }
 
 void SyncController::synchronizeButton() {
-  if (IsBusy("Synchronize")) return;
+  if (IgnoresPress("Synchronize")) return;
   if (bIsConnected) {
     messages_->RunRequested();
     bIsUnderSynchronization = true;
@@ -105,11 +105,11 @@ void SyncController::OpenArchive() {
       new EarlierRuns({.platform = platform_,
                        .window = runsWindow_,
                        .archive = *archive_,
+                       .run = run_,
                        .file = *lumetfile,
                        .settings = *lumet,
                        .delivery = delivery_,
                        .strip = strip_,
-                       .isBusy = [this] { return run_.IsShown() || bIsUnderSynchronization; },
                        .showLine = [this](std::string_view line) { DisplayRecord(line); }});
   messages_ = new RunMessages({.platform = platform_,
                                .session = *lumet,
@@ -145,7 +145,7 @@ void SyncController::DisplayRecord(std::string_view record) {
 }
 
 void SyncController::clearviewButton() {
-  if (IsBusy("Clear")) return;
+  if (IgnoresPress("Clear")) return;
   mainView_.Clear();
   strip_.Withdraw(Notice::kLinesDropped);
 }

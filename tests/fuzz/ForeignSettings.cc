@@ -174,7 +174,7 @@ class Session {
   }
 
   void Save(std::optional<std::int32_t> destination) {
-    editor_.Open(false);
+    editor_.Open();
     if (destination) form_.Set(&platform::SettingsValues::destination, *destination);
     const std::int32_t selected = form_.Values().destination;
     if (selected == kToFile || selected == kToNamedApplication) {
@@ -213,9 +213,9 @@ class Session {
   SettingsImage image_{};
   Settings settings_;
   SettingsConsent consent_{{store_, settings_, panels_, messages_, computer_.Data(),
-                            computer_.Answer(), [] { return false; }, [] {}}};
+                            computer_.Answer(), [] { return true; }, [] {}}};
   SettingsEditor editor_{{log_, files_, image_, settings_, form_, panels_, messages_,
-                          [](auto, const auto&) {}, [](auto) {}, [] { return false; }, [] {},
+                          [](auto, const auto&) {}, [](auto) {}, [] { return true; }, [] {},
                           consent_}};
   bool isTrusted_ = false;
   Effects wanted_;

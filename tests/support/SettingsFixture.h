@@ -25,14 +25,14 @@ class SettingsFixture : public testing::Test {
     image_ = {};
     settings_ = std::make_unique<Settings>();
     consent_ = std::make_unique<SettingsConsent>(SettingsConsent::Parts{
-        files_, *settings_, panels, strip_, dataFolder, "", [] { return false; }, [] {}});
+        files_, *settings_, panels, strip_, dataFolder, "", [] { return true; }, [] {}});
     editor_ = std::make_unique<SettingsEditor>(
         SettingsEditor::Parts{log, file_, image_, *settings_, form, panels, strip_,
                               [this](auto destination, const auto& application) {
                                 checked.emplace_back(destination, application);
                               },
                               [this](auto destination) { prepared.push_back(destination); },
-                              [] { return false; }, [] {}, *consent_});
+                              [] { return true; }, [] {}, *consent_});
     file_.CreateBarcodeDirectory();
     editor_->Restore();
   }
@@ -41,7 +41,7 @@ class SettingsFixture : public testing::Test {
   std::string filename() { return settings_->filename.Get(); }
   std::string appname() { return settings_->appname.Get(); }
   SettingsEditor& editor() { return *editor_; }
-  void Open() { editor().Open(false); }
+  void Open() { editor().Open(); }
   bool IsOpen() { return form.settingsWindow().IsShown(); }
 
   std::string SettingsPath() const { return dataFolder + "/QuilletRegistry.txt"; }

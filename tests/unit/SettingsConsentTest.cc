@@ -79,7 +79,7 @@ class SettingsConsentTest : public testing::Test {
     display.Show("", std::nullopt, {});
     consent = std::make_unique<SettingsConsent>(SettingsConsent::Parts{
         files, *settings, panels, *strip, kData, folder / ("quillet/" + memory),
-        [] { return false; }, [this] { ++confirmations; }});
+        [] { return true; }, [this] { ++confirmations; }});
     consent->HoldBack("anna");
     mainQueue.RunAll();
   }
