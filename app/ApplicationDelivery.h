@@ -50,8 +50,8 @@ class ApplicationDelivery {
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
 
-  /// Prepares for typing. Shows a message if the destination's application does not exist, and
-  /// otherwise removes the message. Any thread.
+  /// Shows a message if the destination's application does not exist, and otherwise removes the
+  /// message. Any thread.
   /// @param destination  see Settings
   /// @param application  the path in the settings
   void CheckTarget(std::int32_t destination, const std::string& application);

@@ -18,11 +18,11 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds kProgressPeriod{150};
 constexpr auto kReadingTime = 5s;
 
-// Messages about the result of a run, removed when the user starts another run.
-constexpr Notice kResults[] = {Notice::kNotErased,          Notice::kFileNotWritten,
-                               Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
-                               Notice::kRecordsMissing,     Notice::kRunFinished};
-// Other messages to remove when a run begins, because they would hide its result.
+// Problems of a run, removed only when the user starts another run.
+constexpr Notice kProblems[] = {Notice::kNotErased, Notice::kFileNotWritten,
+                                Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
+                                Notice::kRecordsMissing};
+// Messages that are out of date when a run begins, or would hide its result.
 constexpr Notice kHints[] = {
     Notice::kPathRefused,  Notice::kDelivery,          Notice::kScanDelivered,
     Notice::kPathTooLong,  Notice::kArchiveIsOnlyCopy, Notice::kFileReplaced,
@@ -43,7 +43,7 @@ std::string ApplicationName(const std::string& path) {
 }  // namespace
 
 void RunMessages::RunRequested() {
-  for (const Notice notice : kResults) parts_.strip.Withdraw(notice);
+  for (const Notice notice : kProblems) parts_.strip.Withdraw(notice);
   parts_.strip.Withdraw(Notice::kInterrupted);
 }
 
