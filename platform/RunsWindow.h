@@ -64,7 +64,7 @@ class RunsWindow {
   virtual void ShowEmptyText(std::string_view text) = 0;
 
   /// Enables or disables the buttons for the selected row.
-  /// @param use     true enables all buttons except Delete
+  /// @param use     true enables all buttons except Delete; Stop delivery stays enabled
   /// @param remove  true enables the Delete button
   virtual void EnableActions(bool use, bool remove) = 0;
 

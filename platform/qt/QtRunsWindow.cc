@@ -141,6 +141,8 @@ struct QtRunsWindow::Parts {
   QWidget* MakeContents();
   QWidget* MakeButtonColumn(QtRunsWindow& dialog);
   void UpdateItems(const std::vector<RunRow>& rows);
+  // The delivery can be stopped even if no row is selected.
+  void EnableDelivery() { deliver.setEnabled(isRowUsable || isDelivering); }
 
   QtWindow window;
   RunsActions actions;
@@ -152,6 +154,8 @@ struct QtRunsWindow::Parts {
   QtTextView preview{previewWidget};
   QLabel& message = *new CutLabel;
   QTimer busyTimer;
+  bool isRowUsable = false;   // see EnableActions
+  bool isDelivering = false;  // see ShowDelivering
   QPushButton& saveAs =
       MakeButton(&RunsActions::saveAs, "&Save as…", "Save the lines to a text file");
   QPushButton& copy = MakeButton(&RunsActions::copy, "&Copy", "Copy the lines to the clipboard");
@@ -368,16 +372,20 @@ void QtRunsWindow::ShowEmptyText(std::string_view text) {
 }
 
 void QtRunsWindow::EnableActions(bool use, bool remove) {
-  for (QPushButton* button : {&parts_->saveAs, &parts_->copy, &parts_->deliver, &parts_->exportCsv,
-                              &parts_->showInFolder}) {
+  for (QPushButton* button :
+       {&parts_->saveAs, &parts_->copy, &parts_->exportCsv, &parts_->showInFolder}) {
     button->setEnabled(use);
   }
   parts_->remove.setEnabled(remove);
+  parts_->isRowUsable = use;
+  parts_->EnableDelivery();
 }
 
 void QtRunsWindow::ShowDelivering(bool delivering) {
   parts_->deliver.setText(delivering ? QStringLiteral("Stop &delivery")
                                      : QStringLiteral("&Deliver again"));
+  parts_->isDelivering = delivering;
+  parts_->EnableDelivery();
 }
 
 void QtRunsWindow::ShowBusy(bool busy) {

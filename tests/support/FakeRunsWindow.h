@@ -43,7 +43,8 @@ class FakeRunsWindow final : public platform::RunsWindow {
   }
   void Activate() { actions_.activate(); }
   void Press(std::function<void()> platform::RunsActions::*action) {
-    const bool enabled = action == &platform::RunsActions::remove ? canRemove_ : canUse_;
+    const bool isStop = action == &platform::RunsActions::deliver && delivering_;
+    const bool enabled = action == &platform::RunsActions::remove ? canRemove_ : canUse_ || isStop;
     if (enabled) (actions_.*action)();
   }
   ///@}

@@ -226,6 +226,17 @@ TEST_F(QtRunsWindowTest, SearchFieldReportsTextAndReturnFocusesTheList) {
   EXPECT_TRUE(Reports().ends_with("4711 "));
 }
 
+TEST_F(QtRunsWindowTest, StopDeliveryWorksWithoutASelectedRow) {
+  OpenWithRows();
+  window_.ShowDelivering(true);
+  window_.ShowRows({}, -1);
+  window_.EnableActions(false, false);
+  QTest::mouseClick(Button("Stop delivery"), Qt::LeftButton);
+  EXPECT_EQ(Reports(), "deliver ");
+  window_.ShowDelivering(false);
+  EXPECT_FALSE(Button("Deliver again")->isEnabled());
+}
+
 TEST_F(QtRunsWindowTest, EscapeAndCloseHideTheWindow) {
   OpenWithRows();
   Press(Qt::Key_Escape);
