@@ -8,7 +8,8 @@ namespace quillet::platform {
 
 using quillet::CalendarTime;
 
-/// Time and sleep. An interface, so that tests can skip long waits. Any thread.
+/// Time and sleep. An interface, so that tests can skip long waits. Code that waits for another
+/// process may limit the wait with std::chrono::steady_clock instead. Any thread.
 class Clock {
  public:
   virtual ~Clock() = default;

@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -155,7 +154,7 @@ const char* PortalKeyEvents::ProblemOf(State state) {
 }
 
 void PortalKeyEvents::Serve() {
-  RemoteDesktop desktop([this] { return isStopping_.load(); });
+  RemoteDesktop desktop(clock_, [this] { return isStopping_.load(); });
   std::string token = ReadToken();
   if (!desktop.Connect(patience_)) return SetState(State::kMissing);
   if (token.empty()) LimitAnswer(kAnswerLimit);

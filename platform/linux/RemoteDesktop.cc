@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <thread>
+#include <memory>
 #include <utility>
 
 namespace quillet::platform::linux_desktop {
@@ -31,6 +31,7 @@ constexpr std::uint32_t kCancelled = 1;
 
 constexpr int kStopCheck = 100;  // milliseconds between checks of isStopping_
 constexpr std::chrono::microseconds kKeyLimit = 3s;
+constexpr auto kPortalPause = 100ms;  // between searches for a missing portal
 
 struct Unref {
   void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
@@ -57,8 +58,8 @@ Message Send(sd_bus* bus, const Message& call, std::chrono::microseconds limit =
 
 }  // namespace
 
-RemoteDesktop::RemoteDesktop(std::function<bool()> isStopping)
-    : isStopping_(std::move(isStopping)) {}
+RemoteDesktop::RemoteDesktop(Clock& clock, std::function<bool()> isStopping)
+    : clock_(clock), isStopping_(std::move(isStopping)) {}
 
 RemoteDesktop::~RemoteDesktop() {
   // The portal closes the session when the connection ends.
@@ -110,7 +111,7 @@ bool RemoteDesktop::AwaitPortal(std::chrono::seconds patience) {
     }
     if (steady_clock::now() >= end) return false;
     Process(-1, -1, kStopCheck);
-    std::this_thread::sleep_for(100ms);
+    clock_.Sleep(kPortalPause);
   }
   return false;
 }

@@ -3,11 +3,11 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "base/UniqueFd.h"
+#include "platform/Clock.h"
 
 struct sd_bus;
 struct sd_bus_message;
@@ -25,8 +25,9 @@ class RemoteDesktop {
     kFailed,   ///< the portal has exited or has refused a call
   };
 
+  /// @param clock       used for pauses; outlives this object
   /// @param isStopping  polled every 0.1 s; ends Connect and Start when it returns true
-  explicit RemoteDesktop(std::function<bool()> isStopping);
+  RemoteDesktop(Clock& clock, std::function<bool()> isStopping);
   ~RemoteDesktop();
   RemoteDesktop(const RemoteDesktop&) = delete;
   RemoteDesktop& operator=(const RemoteDesktop&) = delete;
@@ -72,6 +73,7 @@ class RemoteDesktop {
   void ReadResponse(sd_bus_message* response);
   bool Process(int first, int second, int milliseconds);
 
+  Clock& clock_;
   const std::function<bool()> isStopping_;
   sd_bus* bus_ = nullptr;
   std::string session_;  // object path of the session

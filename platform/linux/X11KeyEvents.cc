@@ -6,7 +6,6 @@
 #include <chrono>
 #include <optional>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -255,7 +254,7 @@ void X11KeyEvents::End() {
   // Not std::timed_mutex: the thread sanitizer of g++ 12 misses its pthread_mutex_clocklock().
   std::unique_lock lock(mutex_, std::try_to_lock);
   for (auto waited = 0ms; !lock && waited < kEndLimit; waited += kEndPause) {
-    std::this_thread::sleep_for(kEndPause);
+    clock_.Sleep(kEndPause);
     static_cast<void>(lock.try_lock());
   }
   if (!lock) return;

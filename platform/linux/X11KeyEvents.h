@@ -30,7 +30,7 @@ class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
   ///               outlives this object
-  /// @param clock  used for pauses after a change of the keymap; outlives this object
+  /// @param clock  used for pauses; outlives this object
   /// @param ownKeys  X11OwnKeys::window, or 0 if the program's windows must not ignore the keys
   X11KeyEvents(SystemLog& log, Clock& clock, std::uint32_t ownKeys = 0);
   ~X11KeyEvents() override;
