@@ -5,7 +5,6 @@
 
 #include "base/SystemLog.h"
 #include "base/ThreadHandle.h"
-#include "base/Word.h"
 #include "platform/Clock.h"
 #include "platform/SerialLine.h"
 

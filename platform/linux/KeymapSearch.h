@@ -4,7 +4,6 @@
 #include <compare>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>

@@ -17,7 +17,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <vector>
 
 #include "base/UniqueFd.h"
 

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/UniqueFd.h"
 #include "platform/linux/WaylandConnection.h"
 
 namespace quillet::platform::linux_desktop {

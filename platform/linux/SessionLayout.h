@@ -5,7 +5,6 @@
 #include <memory>
 #include <vector>
 
-#include "base/UniqueFd.h"
 #include "platform/KeyEvents.h"
 #include "platform/linux/ActiveLayout.h"
 #include "platform/linux/KeymapSearch.h"

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace quillet::platform::linux_desktop {
 

@@ -4,7 +4,6 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "platform/DescriptorWatch.h"
 #include "platform/SerialRegistry.h"

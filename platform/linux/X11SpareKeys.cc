@@ -1,7 +1,6 @@
 #include "platform/linux/X11SpareKeys.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 #include <utility>
 

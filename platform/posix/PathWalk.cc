@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 

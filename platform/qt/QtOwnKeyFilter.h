@@ -3,8 +3,6 @@
 #include <QAbstractNativeEventFilter>
 #include <QKeyEvent>
 #include <QObject>
-#include <chrono>
-#include <cstdint>
 #include <functional>
 #include <optional>
 

@@ -4,6 +4,7 @@
 #include <QSignalBlocker>
 
 #include "platform/qt/ListBox.h"
+#include "platform/qt/Text.h"
 
 namespace quillet::platform::qt {
 

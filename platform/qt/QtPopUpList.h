@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/Controls.h"
-#include "platform/qt/Text.h"
 
 namespace quillet::platform::qt {
 
