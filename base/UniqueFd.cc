@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <system_error>
 
 namespace quillet {
 namespace {
@@ -26,6 +28,20 @@ bool UniqueFd::Close() {
   // Not retried after EINTR: Linux has already closed the descriptor, and another thread may have
   // reused its number (close(2)).
   return close(std::exchange(descriptor_, -1)) == 0 || errno == EINTR;
+}
+
+// Not pipe2(2), which macOS lacks.
+Pipe MakePipe(const char* purpose) {
+  std::array<int, 2> ends{};
+  const auto fail = [purpose] { throw std::system_error(errno, std::generic_category(), purpose); };
+  if (pipe(ends.data()) != 0) fail();
+  Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
+  for (const UniqueFd* end : {&made.reader, &made.writer}) {
+    if (!end->IsOpen()) fail();
+    fcntl(end->Get(), F_SETFD, FD_CLOEXEC);
+    fcntl(end->Get(), F_SETFL, fcntl(end->Get(), F_GETFL) | O_NONBLOCK);
+  }
+  return made;
 }
 
 }  // namespace quillet

@@ -36,4 +36,15 @@ class UniqueFd {
   int descriptor_ = -1;
 };
 
+/// The two ends of a pipe (pipe(2)).
+struct Pipe {
+  UniqueFd reader;  ///< receives the bytes
+  UniqueFd writer;  ///< accepts the bytes
+};
+
+/// Creates a pipe with O_NONBLOCK and close-on-exec set at both ends.
+/// @param purpose  what the pipe is for, in the message of the exception
+/// @throw std::system_error if the system refuses a descriptor
+Pipe MakePipe(const char* purpose);
+
 }  // namespace quillet

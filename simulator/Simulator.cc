@@ -1,28 +1,16 @@
 #include "simulator/Simulator.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "base/UniqueFd.h"
 
 namespace quillet::simulator {
 namespace {
-
-UniqueFd NonBlocking(UniqueFd descriptor) {
-  const int flags = fcntl(descriptor.Get(), F_GETFL);
-  if (flags < 0 || fcntl(descriptor.Get(), F_SETFL, flags | O_NONBLOCK) != 0 ||
-      fcntl(descriptor.Get(), F_SETFD, FD_CLOEXEC) != 0) {
-    throw std::system_error(errno, std::generic_category(), "pipe");
-  }
-  return descriptor;
-}
 
 /// Calls poll(2) with a time-out in nanoseconds if the system supports it, else in milliseconds.
 void PollFor(pollfd* entries, nfds_t count, Duration duration) {
@@ -44,11 +32,9 @@ class Alarm {
  public:
   /// Throws std::system_error if no pipe can be created.
   Alarm() {
-    int ends[2];
-    if (::pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-    UniqueFd reader(ends[0]);
-    ringer_ = NonBlocking(UniqueFd(ends[1]));
-    listener_ = NonBlocking(std::move(reader));
+    Pipe made = MakePipe("simulator");
+    listener_ = std::move(made.reader);
+    ringer_ = std::move(made.writer);
   }
 
   /// Ends the wait in progress, or the next one. Any thread.

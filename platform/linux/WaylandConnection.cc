@@ -8,6 +8,8 @@
 #include <cstring>
 #include <utility>
 
+#include "base/Retry.h"
+
 namespace quillet::platform::linux_desktop {
 namespace {
 
@@ -18,13 +20,13 @@ constexpr auto kLimitForGlobals = 10s;
 
 // Waits for events of the descriptor until the deadline.
 bool Await(int descriptor, short events, steady_clock::time_point deadline) {
-  for (;;) {
+  pollfd poll{.fd = descriptor, .events = events, .revents = 0};
+  const auto wait = [&] {
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now()).count();
-    pollfd poll{.fd = descriptor, .events = events, .revents = 0};
-    const int ready = ::poll(&poll, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
-    if (ready >= 0 || errno != EINTR) return ready > 0;
-  }
+    return ::poll(&poll, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
+  };
+  return RetryOnSignal(wait) > 0;
 }
 
 }  // namespace

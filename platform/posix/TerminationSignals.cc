@@ -1,6 +1,5 @@
 #include "platform/posix/TerminationSignals.h"
 
-#include <fcntl.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -9,7 +8,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
 
 namespace quillet::platform::posix {
@@ -47,14 +45,9 @@ void Handle(int signal, void (*handler)(int)) {
 }  // namespace
 
 TerminationSignals::TerminationSignals(DescriptorWatcher& watcher, std::function<void()> end) {
-  std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "signals");
-  reader_ = UniqueFd(ends[0]);
-  writer_ = UniqueFd(ends[1]);
-  for (const UniqueFd* each : {&reader_, &writer_}) {
-    fcntl(each->Get(), F_SETFD, FD_CLOEXEC);
-    fcntl(each->Get(), F_SETFL, fcntl(each->Get(), F_GETFL) | O_NONBLOCK);
-  }
+  Pipe wakeUp = MakePipe("signals");
+  reader_ = std::move(wakeUp.reader);
+  writer_ = std::move(wakeUp.writer);
   watch_ = watcher.Watch(reader_.Get(), [this, end = std::move(end)] {
     std::array<char, 16> bytes{};
     if (read(reader_.Get(), bytes.data(), bytes.size()) > 0) end();

@@ -1,13 +1,10 @@
 #include "platform/qt/QtMainQueue.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <system_error>
 #include <utility>
 
 #include "base/Retry.h"
@@ -21,29 +18,10 @@ using std::chrono::steady_clock;
 // fit into one frame of a 60 Hz screen.
 constexpr auto kSlice = std::chrono::milliseconds(5);
 
-struct Pipe {
-  UniqueFd reader;
-  UniqueFd writer;
-};
-
-Pipe MakePipe() {
-  std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) {
-    throw std::system_error(errno, std::generic_category(), "main queue");
-  }
-  Pipe made{UniqueFd(ends[0]), UniqueFd(ends[1])};
-  for (const UniqueFd* end : {&made.reader, &made.writer}) {
-    if (!end->IsOpen()) throw std::system_error(errno, std::generic_category(), "main queue");
-    fcntl(end->Get(), F_SETFD, FD_CLOEXEC);
-    fcntl(end->Get(), F_SETFL, fcntl(end->Get(), F_GETFL) | O_NONBLOCK);
-  }
-  return made;
-}
-
 }  // namespace
 
 QtMainQueue::QtMainQueue() : wakeUp_(QSocketNotifier::Read) {
-  Pipe wakeUp = MakePipe();
+  Pipe wakeUp = MakePipe("main queue");
   wakeUpReader_ = std::move(wakeUp.reader);
   wakeUpWriter_ = std::move(wakeUp.writer);
   wakeUp_.setSocket(wakeUpReader_.Get());
