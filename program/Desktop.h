@@ -7,6 +7,7 @@
 #include "base/SystemLog.h"
 #include "platform/Applications.h"
 #include "platform/Clock.h"
+#include "platform/FileStore.h"
 #include "platform/KeyEvents.h"
 #include "platform/MainQueue.h"
 #include "platform/OwnKeys.h"
@@ -37,6 +38,7 @@ struct Desktop {
 struct DesktopParts {
   SystemLog& log;                  ///< receives errors
   platform::Clock& clock;          ///< paces the virtual keyboard
+  platform::FileStore& files;      ///< stores the user's permission to type
   platform::MainQueue& mainQueue;  ///< runs clipboard operations
   QWidget* window;                 ///< main window
 };

@@ -47,8 +47,8 @@ void RaiseForUser(QWidget& window, const std::string& token, platform::Clock& cl
 
 Desktop DesktopOfSession(const DesktopParts& parts) {
   using namespace platform::linux_desktop;
-  SessionKeys keys =
-      MakeKeysOfSession(std::getenv, parts.log, parts.clock, platform::qt::X11Connection());
+  SessionKeys keys = MakeKeysOfSession(std::getenv, parts.log, parts.clock, parts.files,
+                                       platform::qt::X11Connection());
   return {
       .workspace = std::make_unique<platform::qt::QtWorkspace>(*parts.window),
       .ownKeys = std::move(keys.own),

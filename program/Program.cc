@@ -19,7 +19,7 @@ Program::Program(char** arguments, Folders folders)
       settingsWindow_(window_.widget(), kChoices),
       runsWindow_(window_.widget()),
       panels_(settingsWindow_),
-      desktop_(DesktopOfSession({log_, clock_, mainQueue_, &window_.widget()})),
+      desktop_(DesktopOfSession({log_, clock_, files_, mainQueue_, &window_.widget()})),
       delegate_(log_, mainQueue_) {
   QApplication::setApplicationName("quillet");
   QApplication::setDesktopFileName("org.quillet.Quillet");

@@ -53,7 +53,7 @@ bool IsX11Session(const Environment& environment) {
 }
 
 SessionKeys MakeKeysOfSession(const Environment& environment, SystemLog& log, Clock& clock,
-                              xcb_connection_t* toolkit) {
+                              FileStore& files, xcb_connection_t* toolkit) {
   if (IsX11Session(environment)) {
     auto own = toolkit == nullptr ? nullptr : std::make_unique<X11OwnKeys>(toolkit);
     auto events = std::make_unique<X11KeyEvents>(log, clock, own ? own->window() : 0);
@@ -62,7 +62,7 @@ SessionKeys MakeKeysOfSession(const Environment& environment, SystemLog& log, Cl
   auto own = std::make_unique<SentKeys>(toolkit == nullptr ? kWaylandDelay : kXwaylandDelay);
   const WaylandSessionKeys::Session session{.hasPortal = HasPortal(environment),
                                             .tokenFile = TokenFile(environment)};
-  auto events = std::make_unique<WaylandSessionKeys>(session, log, clock, *own);
+  auto events = std::make_unique<WaylandSessionKeys>(session, log, clock, files, *own);
   return {std::move(own), std::move(events)};
 }
 

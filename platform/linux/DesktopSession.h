@@ -6,6 +6,7 @@
 
 #include "base/SystemLog.h"
 #include "platform/Clock.h"
+#include "platform/FileStore.h"
 #include "platform/KeyEvents.h"
 #include "platform/OwnKeys.h"
 
@@ -39,9 +40,10 @@ struct SessionKeys {
 /// @param environment  looks up variables
 /// @param log          outlives the result
 /// @param clock        outlives the result
+/// @param files        stores the user's permission to type; outlives the result
 /// @param toolkit      the toolkit's X11 connection, which outlives the result; null if the toolkit
 ///                     does not use X11
 SessionKeys MakeKeysOfSession(const Environment& environment, SystemLog& log, Clock& clock,
-                              xcb_connection_t* toolkit);
+                              FileStore& files, xcb_connection_t* toolkit);
 
 }  // namespace quillet::platform::linux_desktop

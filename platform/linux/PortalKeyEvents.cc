@@ -1,16 +1,13 @@
 #include "platform/linux/PortalKeyEvents.h"
 
-#include <fcntl.h>
 #include <linux/input-event-codes.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -29,6 +26,7 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
 constexpr auto kAnswerLimit = 3s;
+constexpr std::size_t kLongestToken = 256;  // in bytes
 
 // Keys that an application has not read yet must fit in the buffer of its socket, as in
 // WaylandKeyEvents.
@@ -54,11 +52,12 @@ bool HasEnded(const RemoteDesktop& desktop, const EisKeyboard* keyboard) {
 
 }  // namespace
 
-PortalKeyEvents::PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
+PortalKeyEvents::PortalKeyEvents(SystemLog& log, Clock& clock, FileStore& files, SentKeys& sent,
                                  std::string tokenFile, std::chrono::seconds patience,
                                  SessionLayout* layout)
     : log_(log),
       clock_(clock),
+      files_(files),
       sent_(sent),
       tokenFile_(std::move(tokenFile)),
       patience_(patience),
@@ -324,26 +323,18 @@ void PortalKeyEvents::Wake() {
 }
 
 std::string PortalKeyEvents::ReadToken() const {
-  const UniqueFd file(open(tokenFile_.c_str(), O_RDONLY | O_CLOEXEC));
-  char text[256];
-  const ssize_t count = file.IsOpen() ? read(file.Get(), text, sizeof text) : 0;
-  return std::string(text, count > 0 ? static_cast<std::size_t>(count) : 0);
+  return tokenFile_.empty() ? "" : files_.Read(tokenFile_, kLongestToken).value_or("");
 }
 
 // Replaces the token file. If that fails, the desktop asks for permission again at the next start.
 void PortalKeyEvents::WriteToken(const std::string& token) const {
   if (tokenFile_.empty()) return;
   if (token.empty()) {
-    unlink(tokenFile_.c_str());
+    files_.Remove(tokenFile_);
     return;
   }
-  mkdir(tokenFile_.substr(0, tokenFile_.rfind('/')).c_str(), 0700);
-  const std::string next = tokenFile_ + ".new";
-  UniqueFd file(open(next.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-  const auto size = static_cast<ssize_t>(token.size());
-  if (file.IsOpen() && write(file.Get(), token.data(), token.size()) == size && file.Close()) {
-    std::rename(next.c_str(), tokenFile_.c_str());
-  }
+  files_.CreatePrivateFolder(tokenFile_.substr(0, tokenFile_.rfind('/')));
+  files_.ReplacePrivate(tokenFile_, token);
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -13,6 +13,7 @@
 #include "base/SystemLog.h"
 #include "base/UniqueFd.h"
 #include "platform/Clock.h"
+#include "platform/FileStore.h"
 #include "platform/KeyEvents.h"
 #include "platform/linux/KeyStrokes.h"
 #include "platform/linux/Pace.h"
@@ -38,14 +39,16 @@ class PortalKeyEvents final : public KeyEvents {
  public:
   /// @param log       receives one line if keys cannot be typed; outlives this object
   /// @param clock     used for pauses; outlives this object
+  /// @param files     reads and replaces the file with the permission; outlives this object
   /// @param sent      notified of the strokes that are sent; outlives this object
   /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
   ///                  created. If empty, the user is asked at each start.
   /// @param patience  how long to wait for a missing portal after Prepare
   /// @param layout    used without libei, to find the characters that the desktop would drop; may
   ///                  be null; outlives this object
-  PortalKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent, std::string tokenFile,
-                  std::chrono::seconds patience, SessionLayout* layout = nullptr);
+  PortalKeyEvents(SystemLog& log, Clock& clock, FileStore& files, SentKeys& sent,
+                  std::string tokenFile, std::chrono::seconds patience,
+                  SessionLayout* layout = nullptr);
   ~PortalKeyEvents() override;
 
   /// Asks for permission, unless it has been granted or an answer is pending.
@@ -86,6 +89,7 @@ class PortalKeyEvents final : public KeyEvents {
 
   SystemLog& log_;
   Clock& clock_;
+  FileStore& files_;
   SentKeys& sent_;
   const std::string tokenFile_;
   const std::chrono::seconds patience_;

@@ -13,10 +13,11 @@ constexpr auto kPortalStart = 30s;
 }  // namespace
 
 WaylandSessionKeys::WaylandSessionKeys(const Session& session, SystemLog& log, Clock& clock,
-                                       SentKeys& sent)
+                                       FileStore& files, SentKeys& sent)
     : log_(log),
       hasPortal_(session.hasPortal),
-      portal_(log, clock, sent, session.tokenFile, session.hasPortal ? kPortalStart : 0s, &layout_),
+      portal_(log, clock, files, sent, session.tokenFile, session.hasPortal ? kPortalStart : 0s,
+              &layout_),
       keyboard_(log, clock, sent),
       uinput_(
           log, clock, sent, [] { return MakeVirtualKeyboard("/dev/uinput"); }, &layout_) {}

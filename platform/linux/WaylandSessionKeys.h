@@ -8,6 +8,7 @@
 
 #include "base/SystemLog.h"
 #include "platform/Clock.h"
+#include "platform/FileStore.h"
 #include "platform/KeyEvents.h"
 #include "platform/linux/InputMethod.h"
 #include "platform/linux/PortalKeyEvents.h"
@@ -31,10 +32,12 @@ class WaylandSessionKeys final : public KeyEvents {
   };
 
   /// @param session  see Session
-  /// @param log      outlives this object, like `clock` and `sent`
+  /// @param log      outlives this object, like `clock`, `files` and `sent`
   /// @param clock    used for pauses
+  /// @param files    see PortalKeyEvents
   /// @param sent     notified of the strokes that are sent
-  WaylandSessionKeys(const Session& session, SystemLog& log, Clock& clock, SentKeys& sent);
+  WaylandSessionKeys(const Session& session, SystemLog& log, Clock& clock, FileStore& files,
+                     SentKeys& sent);
 
   void Prepare() override;
   void Post(std::span<const KeyEvent> events) override { Way().Post(events); }

@@ -18,6 +18,7 @@
 #include "output/KeyTables.h"
 #include "platform/linux/DesktopSession.h"
 #include "platform/posix/PosixClock.h"
+#include "platform/posix/PosixFileStore.h"
 
 namespace quillet {
 namespace {
@@ -114,8 +115,9 @@ int main(int count, char** arguments) {
   const std::string text{std::istreambuf_iterator<char>(file), {}};
   quillet::OutputLog log;
   quillet::platform::posix::PosixClock clock;
+  quillet::platform::posix::PosixFileStore files;
   const auto keys =
-      quillet::platform::linux_desktop::MakeKeysOfSession(std::getenv, log, clock, nullptr);
+      quillet::platform::linux_desktop::MakeKeysOfSession(std::getenv, log, clock, files, nullptr);
   std::cout << quillet::Type(*keys.events, clock, options, text) << std::endl;
   std::cin.ignore(std::numeric_limits<std::streamsize>::max());
   return 0;

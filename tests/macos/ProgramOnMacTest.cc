@@ -1,5 +1,6 @@
 // Tests of the whole program, without its window, on the macOS backends and the fake frameworks.
 
+#include "platform/posix/PosixFileStore.h"
 #include "program/Desktop.h"
 #include "tests/macos/fakes/Fakes.h"
 #include "tests/support/AppFixture.h"
@@ -15,8 +16,9 @@ constexpr char kTextEdit[] = "/Applications/TextEdit.app";
 struct MacDesktop {
   test::RecordingLog log;
   test::FakeClock clock;
+  platform::posix::PosixFileStore files;
   test::FakeMainQueue mainQueue;
-  Desktop desktop = DesktopOfSession({log, clock, mainQueue, nullptr});
+  Desktop desktop = DesktopOfSession({log, clock, files, mainQueue, nullptr});
 
   test::OwnPlatform Parts() const {
     return {.registry = &SerialRegistryOfSystem(),

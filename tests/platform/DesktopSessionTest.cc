@@ -8,6 +8,7 @@
 #include "platform/linux/DesktopSession.h"
 #include "platform/linux/WaylandSessionKeys.h"
 #include "platform/linux/X11KeyEvents.h"
+#include "platform/posix/PosixFileStore.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/RecordingLog.h"
 
@@ -45,13 +46,14 @@ TEST(DesktopSessionTest, SendsKeysThroughX11OnlyInAnX11Session) {
   };
   test::RecordingLog log;
   test::FakeClock clock;
+  posix::PosixFileStore files;
   for (const auto& session : sessions) {
     const Environment environment = [&session](const char* name) {
       const auto found = session.variables.find(name);
       return found == session.variables.end() ? nullptr : found->second.c_str();
     };
     EXPECT_EQ(IsX11Session(environment), session.isX11);
-    const SessionKeys keys = MakeKeysOfSession(environment, log, clock, nullptr);
+    const SessionKeys keys = MakeKeysOfSession(environment, log, clock, files, nullptr);
     EXPECT_EQ(dynamic_cast<X11KeyEvents*>(keys.events.get()) != nullptr, session.isX11);
     EXPECT_EQ(dynamic_cast<WaylandSessionKeys*>(keys.events.get()) != nullptr, !session.isX11);
   }

@@ -10,6 +10,7 @@
 #include "platform/linux/PortalKeyEvents.h"
 #include "platform/linux/SessionLayout.h"
 #include "platform/linux/WaylandSessionKeys.h"
+#include "platform/posix/PosixFileStore.h"
 #include "tests/platform/Compositor.h"
 #include "tests/platform/FakePortal.h"
 #include "tests/support/FakeClock.h"
@@ -43,7 +44,7 @@ void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNon
 struct PortalKeyEventsTest : testing::Test {
   /// Creates `keys`, as the program does when it starts.
   void Begin(std::chrono::seconds patience = 0s) {
-    keys.emplace(log, clock, sent, tokenFile, patience);
+    keys.emplace(log, clock, files, sent, tokenFile, patience);
   }
   bool AwaitProblem(const std::string& problem) {
     return WaitFor([&] { return keys->Problem() == problem; });
@@ -52,6 +53,7 @@ struct PortalKeyEventsTest : testing::Test {
   FakePortal portal;
   test::RecordingLog log;
   test::FakeClock clock{100000};
+  posix::PosixFileStore files;
   SentKeys sent{300ms};
   test::TemporaryFolder folder;
   const std::string tokenFile = folder / "quillet/typing-permission";
@@ -205,7 +207,7 @@ TEST_F(PortalKeyEventsTest, RefusesCharactersMissingFromTheLayout) {
   const test::Compositor compositor(false, "ru");
   SessionLayout layout;
   portal.Start();
-  keys.emplace(log, clock, sent, tokenFile, 0s, &layout);
+  keys.emplace(log, clock, files, sent, tokenFile, 0s, &layout);
   keys->Prepare();
   EXPECT_EQ(keys->Untypable("1ab1a\n"), "ab");
   keys.reset();
@@ -234,7 +236,8 @@ TEST_F(PortalKeyEventsTest, OwnWindowsRecognizeItsKeysWhateverTheCode) {
 
 struct WaylandSessionKeysTest : PortalKeyEventsTest {
   void Choose(bool hasPortal, const std::string& way) {
-    WaylandSessionKeys session({.hasPortal = hasPortal, .tokenFile = tokenFile}, log, clock, sent);
+    WaylandSessionKeys session({.hasPortal = hasPortal, .tokenFile = tokenFile}, log, clock, files,
+                               sent);
     session.Prepare();
     EXPECT_EQ(session.Problem(), "");  // the choice needs no key press
     EXPECT_TRUE(log.Has(way)) << testing::PrintToString(log.lines());
@@ -266,7 +269,7 @@ TEST_F(WaylandSessionKeysTest, UsesUinputIfNothingElseIsAvailable) {
 
 TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterChoosingUinput) {
   const test::Compositor compositor(false);
-  WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, sent);
+  WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   session.Prepare();
   EXPECT_EQ(session.Problem(), "");
   portal.Start();
