@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "base/Log.h"
-#include "output/ArchiveFolder.h"
 
 namespace quillet {
 namespace {
@@ -27,7 +26,7 @@ void Add(ArchivedRun& run, const ArchivedRun& next) {
 }  // namespace
 
 std::vector<StoredRun> ArchiveReader::List() {
-  const std::vector<FileStore::Entry> entries = files_.List(folder_);
+  const std::vector<FileStore::Entry> entries = files_.List(folder_.path());
   const std::vector<File> before = std::exchange(known_, {});
   std::vector<StoredRun> runs;
   for (const FileStore::Entry& entry : entries) {
@@ -59,7 +58,8 @@ std::vector<StoredRun> ArchiveReader::List() {
 }
 
 ArchiveReader::File ArchiveReader::ReadHead(const std::string& name, std::uint64_t bytes) const {
-  const auto contents = files_.Read(PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
+  const auto contents =
+      files_.Read(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
   File file{.name = name, .bytes = bytes};
   if (contents) file.head = ReadArchivedRun(*contents);
   if (!file.head) Log(log_, "Quillet: unreadable file: ", ForeignText(name));
@@ -70,7 +70,8 @@ std::optional<std::int64_t> ArchiveReader::ForEachRecord(const StoredRun& run,
                                                          const ArchivedRecord& record) const {
   std::int64_t records = 0;
   for (const std::string& name : run.names) {
-    const auto contents = files_.Read(PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
+    const auto contents =
+        files_.Read(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
     const auto head = contents ? ReadArchivedRun(*contents, record) : std::nullopt;
     if (!head) return std::nullopt;
     records += head->records;
@@ -83,7 +84,8 @@ std::optional<std::int64_t> ArchiveReader::ForEachLine(
     const std::function<void(const std::string& line)>& line) const {
   std::int64_t records = 0;
   for (const std::string& name : run.names) {
-    const auto contents = files_.Read(PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
+    const auto contents =
+        files_.Read(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
     const auto head = contents ? ReadArchivedLines(*contents, settings, line) : std::nullopt;
     if (!head) return std::nullopt;
     records += head->records;
@@ -99,8 +101,8 @@ std::optional<std::string> ArchiveReader::Lines(const StoredRun& run, std::size_
     return records ? std::optional(lines) : std::nullopt;
   }
   for (const std::string& name : run.names) {
-    const auto contents =
-        files_.Read(PathOf(name, ArchiveFolder::kLinesEnding), std::min(limit, kLargestFile));
+    const auto contents = files_.Read(folder_.PathOf(name, ArchiveFolder::kLinesEnding),
+                                      std::min(limit, kLargestFile));
     if (!contents) return std::nullopt;
     lines += *contents;
     if (lines.size() >= limit) break;
@@ -109,11 +111,7 @@ std::optional<std::string> ArchiveReader::Lines(const StoredRun& run, std::size_
 }
 
 std::string ArchiveReader::LinesPath(const StoredRun& run) const {
-  return PathOf(run.names.front(), ArchiveFolder::kLinesEnding);
-}
-
-std::string ArchiveReader::PathOf(const std::string& name, std::string_view ending) const {
-  return folder_ + "/" + name + std::string(ending);
+  return folder_.PathOf(run.names.front(), ArchiveFolder::kLinesEnding);
 }
 
 }  // namespace quillet

@@ -5,11 +5,12 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/SystemLog.h"
 #include "device/Settings.h"
+#include "output/ArchiveFolder.h"
 #include "output/ArchivedRun.h"
 #include "platform/FileStore.h"
 
@@ -32,7 +33,7 @@ class ArchiveReader {
   /// @param files   reads the files
   /// @param folder  absolute path of the archive folder; need not exist
   ArchiveReader(SystemLog& log, platform::FileStore& files, std::string folder)
-      : log_(log), files_(files), folder_(std::move(folder)) {}
+      : log_(log), files_(files), folder_(files, std::move(folder)) {}
 
   /// Returns the runs in the archive, newest first. All files of a run are one entry, and
   /// so are all files of a day's live scans. Reads only files that are new or whose size has
@@ -71,12 +72,11 @@ class ArchiveReader {
     std::optional<ArchivedRun> head = {};  // no value if the file cannot be read
   };
 
-  std::string PathOf(const std::string& name, std::string_view ending) const;
   File ReadHead(const std::string& name, std::uint64_t bytes) const;
 
   SystemLog& log_;
   platform::FileStore& files_;
-  const std::string folder_;
+  const ArchiveFolder folder_;
   std::vector<File> known_;  // the files that the last call of List found, sorted by name
 };
 
