@@ -12,6 +12,7 @@
 #include "base/Word.h"
 #include "device/CommandQueue.h"
 #include "device/DisplayState.h"
+#include "device/Download.h"
 #include "device/LumetDelegate.h"
 #include "device/ReceiveMachine.h"
 #include "device/ReceivedBytes.h"

@@ -1,0 +1,20 @@
+#pragma once
+
+namespace quillet {
+
+/// The download functions that the session calls. Implemented by RecordDownload.
+class Download {
+ public:
+  virtual void Synchronize() = 0;           ///< queues the commands of a download; any thread
+  virtual void SynchronizeRecord() = 0;     ///< runs the command "p"; command thread
+  virtual void SynchronizeBurst() = 0;      ///< runs the command "P"; command thread
+  virtual void SynchronizeOneRecord() = 0;  ///< runs the command "q"; command thread
+  virtual void SynchronizeBurstData() = 0;  ///< delivers the records of a burst; read thread
+  virtual void SynchronizeData() = 0;       ///< delivers the record of a frame; read thread
+  virtual void KeepMisplacedRecord() = 0;   ///< archives a frame if it is a record; read thread
+
+ protected:
+  ~Download() = default;
+};
+
+}  // namespace quillet
