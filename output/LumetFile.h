@@ -68,7 +68,7 @@ class LumetFile {
   std::string AlternativePath(const std::string& path);
 
   /// Result of ReadRegistry.
-  struct Registry {
+  struct ReadResult {
     bool wasRead = false;  ///< false: `dest` is unchanged
     platform::Custody custody =
         platform::Custody::kForeign;  ///< who could have written the settings
@@ -103,7 +103,7 @@ class LumetFile {
   platform::FileStore::Created CreateNumbered(std::string& path, std::string_view contents);
 
   /// Reads the settings file as ReadDataFromFile does.
-  Registry ReadRegistry(std::span<char> dest) { return Read(dest, true); }
+  ReadResult ReadRegistry(std::span<char> dest) { return Read(dest, true); }
 
   /// Replaces the settings file with the text in `src` up to the first NUL.
   /// @return see FileStore::ReplaceChecked
@@ -113,7 +113,7 @@ class LumetFile {
   std::string SettingsOwner() { return files_.Owner(RegistryPath()); }
 
  private:
-  Registry Read(std::span<char> dest, bool registry);
+  ReadResult Read(std::span<char> dest, bool registry);
 
   SystemLog& log_;
   platform::Clock& clock_;
