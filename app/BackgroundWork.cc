@@ -9,7 +9,7 @@ BackgroundWork::BackgroundWork(platform::MainQueue& queue, std::function<void(bo
 
 void BackgroundWork::Add(Job job) {
   jobs_.push_back(std::move(job));
-  if (thread_.empty()) StartNext();
+  if (thread_.IsEmpty()) StartNext();
 }
 
 void BackgroundWork::StartNext() {

@@ -301,7 +301,7 @@ void EarlierRuns::Remove() {
 }
 
 void EarlierRuns::DeliverAgain() {
-  if (!delivering_.empty()) {
+  if (!delivering_.IsEmpty()) {
     stopped_ = true;
     return;
   }

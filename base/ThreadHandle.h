@@ -12,7 +12,7 @@ namespace quillet {
 class ThreadHandle {
  public:
   /// Returns true if the handle is empty.
-  bool empty() const noexcept { return !held_.load(); }
+  bool IsEmpty() const noexcept { return !held_.load(); }
 
   /// Claims the handle. Returns false, without effect, if it was already held.
   bool Claim() noexcept {
