@@ -429,6 +429,15 @@ TEST_F(LumetTest, StaysDisconnectedIfClosedDuringOpening) {
   EXPECT_EQ(Queued(), "");
 }
 
+TEST_F(LumetTest, StaysDisconnectedIfClosedAfterOpening) {
+  log.onWrite = [&lumet = lumet](std::string_view written) {
+    if (written.ends_with("Open succeeded !!!")) lumet.disconnectTavo();
+  };
+  EXPECT_EQ(lumet.connectTavo("port"), 0);
+  EXPECT_FALSE(lumet.bConnected());
+  EXPECT_EQ(Queued(), "");
+}
+
 TEST_F(LumetTest, ClearsTheIdentityTextsOnDisconnect) {
   ASSERT_NE(fcntl(0, F_GETFD), -1);
   lumet.disconnectTavo();
