@@ -1,11 +1,16 @@
-"""Checks that no library needs symbols of a higher library: link_rules.py NM LIBRARY...
+"""Checks that no library needs symbols that it must not use:
 
-List the libraries from the lowest to the highest.
+    link_rules.py NM ROOM... --backends BACKEND...
+
+List the rooms from the lowest, base, to the highest. A room must not need symbols of a higher room
+or of a backend. A backend must need no symbols of a room other than base or of another backend.
 """
 import subprocess
 import sys
 
 nm, libraries = sys.argv[1], sys.argv[2:]
+end = libraries.index('--backends')
+rooms, backends = libraries[:end], libraries[end + 1:]
 
 
 def symbols(library, *flags):
@@ -14,13 +19,17 @@ def symbols(library, *flags):
     return {line.split()[0] for line in listed.splitlines() if len(line.split()) > 1}
 
 
-defined = {library: symbols(library, '--defined-only', '--extern-only') for library in libraries}
+def allowed(library):
+    return rooms[:rooms.index(library)] if library in rooms else rooms[:1]
+
+
+defined = {library: symbols(library, '--defined-only', '--extern-only')
+           for library in rooms + backends}
 faults = []
-for place, library in enumerate(libraries):
-    needed = symbols(library, '--undefined-only') - defined[library]
-    below = set().union(*(defined[other] for other in libraries[:place]))
-    for above in libraries[place + 1:]:
-        faults += [f'{library} needs {name} of {above}'
-                   for name in sorted(needed & defined[above] - below)]
-print('\n'.join(faults) or 'No room needs symbols of a room above it.')
+for library in defined:
+    usable = set().union(*(defined[other] for other in [library, *allowed(library)]))
+    needed = symbols(library, '--undefined-only') - usable
+    for other in defined:
+        faults += [f'{library} needs {name} of {other}' for name in sorted(needed & defined[other])]
+print('\n'.join(faults) or 'All libraries need only symbols that they may use.')
 sys.exit(1 if faults or not all(defined.values()) else 0)
