@@ -12,9 +12,9 @@ using simulator::Erased;
 using simulator::MakeRecord;
 using simulator::Options;
 
-class ProtocolDocumentTest : public SessionFixture {
+class ProtocolConversationsTest : public SessionFixture {
  protected:
-  ProtocolDocumentTest() { clock.Set({2026, 11, 16, 1, 4, 9}); }
+  ProtocolConversationsTest() { clock.Set({2026, 11, 16, 1, 4, 9}); }
 
   // Attaches the scanner that docs/protocol.md describes.
   void AttachExample(Model model) {
@@ -83,21 +83,21 @@ class ProtocolDocumentTest : public SessionFixture {
   }
 };
 
-TEST_F(ProtocolDocumentTest, MatchesTheConversationAtStartUp) {
+TEST_F(ProtocolConversationsTest, MatchesTheConversationAtStartUp) {
   AttachExample(Model::kOlder);
   ASSERT_TRUE(Connect());
   EXPECT_EQ(Conversation(), Written("start-up"));
 }
 
-TEST_F(ProtocolDocumentTest, MatchesABurstRun) {
+TEST_F(ProtocolConversationsTest, MatchesABurstRun) {
   ExpectRun(Model::kOlder, true, "one transfer");
 }
 
-TEST_F(ProtocolDocumentTest, MatchesABurstRunOfThe300Series) {
+TEST_F(ProtocolConversationsTest, MatchesABurstRunOfThe300Series) {
   ExpectRun(Model::kSeries300, true, "one transfer 300");
 }
 
-TEST_F(ProtocolDocumentTest, MatchesARecordByRecordRun) {
+TEST_F(ProtocolConversationsTest, MatchesARecordByRecordRun) {
   ExpectRun(Model::kOlder, false, "one by one");
 }
 

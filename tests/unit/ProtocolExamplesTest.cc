@@ -14,9 +14,9 @@ using test::BytesOf;
 using test::ExampleLine;
 using test::ProtocolExample;
 
-class ProtocolDocumentTest : public test::LumetFixture {
+class ProtocolExamplesTest : public test::LumetFixture {
  protected:
-  ProtocolDocumentTest() {
+  ProtocolExamplesTest() {
     lumet.bAttachType = lumet.bAttachTimestamp = 1;
     lumet.datadelimiter = 3;
     lumet.recorddelimiter = 0;
@@ -50,16 +50,16 @@ class ProtocolDocumentTest : public test::LumetFixture {
   }
 };
 
-TEST_F(ProtocolDocumentTest, MatchesRecordsOfTheOlderLayout) {
+TEST_F(ProtocolExamplesTest, MatchesRecordsOfTheOlderLayout) {
   ExpectRecords("records older");
 }
 
-TEST_F(ProtocolDocumentTest, MatchesRecordsOfThe300Series) {
+TEST_F(ProtocolExamplesTest, MatchesRecordsOfThe300Series) {
   lumet.bTavo300 = 1;
   ExpectRecords("records 300");
 }
 
-TEST_F(ProtocolDocumentTest, MatchesPackedDatesAndTimes) {
+TEST_F(ProtocolExamplesTest, MatchesPackedDatesAndTimes) {
   lumet.bAttachType = 0;
   for (const ExampleLine& example : ProtocolExample("packed")) {
     EXPECT_EQ(Composed("\x05\x04" + BytesOf(example.example)), "," + example.explanation)
@@ -67,7 +67,7 @@ TEST_F(ProtocolDocumentTest, MatchesPackedDatesAndTimes) {
   }
 }
 
-TEST_F(ProtocolDocumentTest, MatchesFirmwareVersions) {
+TEST_F(ProtocolExamplesTest, MatchesFirmwareVersions) {
   for (const ExampleLine& example : ProtocolExample("firmware")) {
     lumet.GetFWVersion();
     Exchange(example.example + "@");
@@ -75,7 +75,7 @@ TEST_F(ProtocolDocumentTest, MatchesFirmwareVersions) {
   }
 }
 
-TEST_F(ProtocolDocumentTest, MatchesUnsolicitedRecords) {
+TEST_F(ProtocolExamplesTest, MatchesUnsolicitedRecords) {
   for (const ExampleLine& example : ProtocolExample("unsolicited")) {
     Receive(BytesOf(example.example));
     ASSERT_FALSE(owner.records().empty());
@@ -83,13 +83,13 @@ TEST_F(ProtocolDocumentTest, MatchesUnsolicitedRecords) {
   }
 }
 
-TEST_F(ProtocolDocumentTest, MatchesSymbologiesOfTheOlderLayout) {
+TEST_F(ProtocolExamplesTest, MatchesSymbologiesOfTheOlderLayout) {
   const auto table = TableBelow("### Symbologies of the older layout");
   EXPECT_EQ(table.size(), 16U);
   for (const auto& [code, name] : table) EXPECT_EQ(SymbologyName(code, false), name);
 }
 
-TEST_F(ProtocolDocumentTest, MatchesSymbologiesOfThe300Series) {
+TEST_F(ProtocolExamplesTest, MatchesSymbologiesOfThe300Series) {
   const auto table = TableBelow("### Symbologies of the 300 series");
   EXPECT_EQ(table.size(), 45U);
   for (const auto& [code, name] : table) EXPECT_EQ(SymbologyName(code, true), name);
