@@ -131,12 +131,20 @@ TEST_F(SettingsFileTest, ReadsNumbersAsMinus48FromAnEmptyFile) {
 TEST_F(SettingsFileTest, SurvivesAnyFileContents) {
   std::string every;
   for (int i = 0; i < 4096; ++i) every.push_back(static_cast<char>(i * 7));
-  for (const std::string& contents :
-       {std::string("1"), std::string(1022, '\r'), std::string(100000, '9'), every,
-        std::string("\xFF\xFE\x31", 3), std::string(2000, '\0')}) {
+  // Missing characters are read as NULs. The saved file ends before its first NUL.
+  const std::pair<std::string, std::size_t> cases[] = {{"1", 3},
+                                                       {std::string(1022, '\r'), 1022},
+                                                       {std::string(100000, '9'), 1023},
+                                                       {every, 256},
+                                                       {"\xFF\xFE\x31", 3},
+                                                       {std::string(2000, '\0'), 3}};
+  for (const auto& [contents, size] : cases) {
     PutFile(SettingsPath(), contents);
-    Start();
-    editor().Save();
+    for (int start = 0; start < 2; ++start) {
+      Start();
+      editor().Save();
+      EXPECT_EQ(SavedFile().size(), size);
+    }
   }
 }
 
