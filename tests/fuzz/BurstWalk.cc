@@ -13,7 +13,7 @@ void Run(Input& input) {
   const auto session = std::make_unique<FuzzedSession>();
   Lumet& lumet = session->lumet;
   TakeSettings(input, lumet);
-  lumet.bTavo300 = input.Byte() & 1U;
+  session->SendVersion((input.Byte() & 1U) != 0);
   session->Send('P');
   const auto records = input.Rest();
   const std::size_t length = kLengthBytes + records.size();

@@ -16,7 +16,14 @@ class FuzzedSession final : public LumetDelegate {
 
  public:
   FuzzedSession() {
-    session_.lumet.SerialNo.Assign(reinterpret_cast<const std::uint8_t*>("2104005771"), 10);
+    session_.Send({1, 'M'});
+    session_.Receive("2104005771@");
+  }
+
+  /// Sends the firmware version of a scanner with this record layout.
+  void SendVersion(bool series300) {
+    session_.Send({1, 'V'});
+    session_.Receive(series300 ? "0.00.42000@" : "0.00.41000@");
   }
 
   Lumet& lumet = session_.lumet;
