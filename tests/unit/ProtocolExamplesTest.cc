@@ -17,9 +17,9 @@ using test::ProtocolExample;
 class ProtocolExamplesTest : public test::LumetFixture {
  protected:
   ProtocolExamplesTest() {
-    lumet.bAttachType = lumet.bAttachTimestamp = 1;
-    lumet.datadelimiter = 3;
-    lumet.recorddelimiter = 0;
+    settings.bAttachType = settings.bAttachTimestamp = 1;
+    settings.datadelimiter = 3;
+    settings.recorddelimiter = 0;
   }
 
   void ExpectRecords(std::string_view name) {
@@ -30,8 +30,12 @@ class ProtocolExamplesTest : public test::LumetFixture {
 
   std::string Composed(const std::string& record) {
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(record.data()), record.size());
-    return std::string(std::make_unique<RecordComposer>(log, lumet, lumet)->Compose(bytes, 0));
+    return std::string(composer.Compose(bytes, 0));
   }
+
+  Settings settings;
+  ScannerIdentity identity;
+  RecordComposer composer{log, settings, identity};
 
   // Returns the numbers and names in the tables between a heading and the next heading.
   static std::map<int, std::string> TableBelow(const std::string& heading) {
@@ -55,12 +59,12 @@ TEST_F(ProtocolExamplesTest, MatchesRecordsOfTheOlderLayout) {
 }
 
 TEST_F(ProtocolExamplesTest, MatchesRecordsOfThe300Series) {
-  lumet.bTavo300 = 1;
+  identity.bTavo300 = 1;
   ExpectRecords("records 300");
 }
 
 TEST_F(ProtocolExamplesTest, MatchesPackedDatesAndTimes) {
-  lumet.bAttachType = 0;
+  settings.bAttachType = 0;
   for (const ExampleLine& example : ProtocolExample("packed")) {
     EXPECT_EQ(Composed("\x05\x04" + BytesOf(example.example)), "," + example.explanation)
         << example.example;
@@ -77,9 +81,13 @@ TEST_F(ProtocolExamplesTest, MatchesFirmwareVersions) {
 
 TEST_F(ProtocolExamplesTest, MatchesUnsolicitedRecords) {
   for (const ExampleLine& example : ProtocolExample("unsolicited")) {
+    archive.kept.clear();
+    owner.Clear();
     Receive(BytesOf(example.example));
-    ASSERT_FALSE(owner.records().empty());
-    EXPECT_EQ(owner.records().back(), example.explanation);
+    EXPECT_EQ(owner.records().size(), 1U);
+    ASSERT_EQ(archive.kept.size(), 1U);
+    EXPECT_EQ(Composed(archive.kept[0].substr(std::string_view("record ").size())),
+              example.explanation);
   }
 }
 
