@@ -39,13 +39,12 @@ class ProgramOnMacTest : public test::AppFixture {
     return Plug({.name = name, .path = folder / name});
   }
 
-  void DeliverTo(std::int32_t destination) {
+  void LaunchWith(const test::Choice& choice) {
+    TheMac().installed = {kTextEdit};
+    StartWith(choice);
     Launch();
     controller.TavoInitializationDone(true);
     mainQueue.RunAll();
-    controller.lumet->destination = destination;
-    controller.lumet->appname.Set(kTextEdit);
-    TheMac().installed = {kTextEdit};
   }
 
   Account account_;
@@ -67,21 +66,19 @@ TEST_F(ProgramOnMacTest, UpdatesPortsWhenADeviceIsPluggedInOrRemoved) {
 }
 
 TEST_F(ProgramOnMacTest, ActivatesOnConnectAndDisconnectsOnUnplug) {
+  tavo.Attach(folder / "usbmodem1", test::Scanner());
   const std::size_t scanner = PlugIn("usbmodem1");
-  Launch();
-  controller.portIndex = 0;
   const int before = TheMac().activations;
-  controller.TavoInitializationDone(true);
-  mainQueue.RunAll();
+  Launch();
   EXPECT_EQ(TheMac().activations, before + 1);
   ClearView();
   Unplug(scanner);
   EXPECT_EQ(RunLoopTurn(), 1);
-  EXPECT_EQ(View(), "Disconnected from Tavo[000000]|");
+  EXPECT_EQ(View(), "Disconnected from Tavo[123456]|");
 }
 
 TEST_F(ProgramOnMacTest, TypesARecordKeyByKey) {
-  DeliverTo(kToActiveApplication);
+  LaunchWith({.destination = kToActiveApplication});
   controller.DisplayBarcode("aB\r\n");
   std::vector<std::pair<int, std::uint64_t>> downs;
   for (const PostedKey& posted : TheMac().posted) {
@@ -91,8 +88,7 @@ TEST_F(ProgramOnMacTest, TypesARecordKeyByKey) {
 }
 
 TEST_F(ProgramOnMacTest, PastesARecordWithCommandV) {
-  DeliverTo(kToActiveApplication);
-  controller.lumet->bNonEnglish = 1;
+  LaunchWith({.destination = kToActiveApplication, .nonenglish = true});
   controller.DisplayBarcode("12\xC3\xA9\r\n");
   EXPECT_EQ(TheMac().pasteboardText, "12\xC3\xA9\r\n");
   ASSERT_EQ(TheMac().posted.size(), 2U);
@@ -101,12 +97,12 @@ TEST_F(ProgramOnMacTest, PastesARecordWithCommandV) {
 }
 
 TEST_F(ProgramOnMacTest, OpensTheNamedApplicationForEachRecord) {
-  DeliverTo(kToNamedApplication);
+  LaunchWith({.destination = kToNamedApplication, .path = kTextEdit});
   controller.DisplayBarcode("1");
   controller.DisplayBarcode("2");
   EXPECT_EQ(TheMac().opened, (Texts{kTextEdit, kTextEdit}));
   EXPECT_EQ(log.Count("/Applications/TextEdit.app Is Running"), 2U);
-  controller.lumet->appname.Set("/Applications/TextEdit");
+  Choose(kToNamedApplication, "/Applications/TextEdit");
   controller.DisplayBarcode("3");
   EXPECT_TRUE(log.Has("-[SyncController RunApplication]:Couldn't get FSRef"));
   EXPECT_EQ(TheMac().posted.size(), 6U);

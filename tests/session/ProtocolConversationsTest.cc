@@ -72,10 +72,10 @@ class ProtocolConversationsTest : public SessionFixture {
   }
 
   void ExpectRun(Model model, bool burst, std::string_view name) {
+    StartWith({.burstsync = burst});
     AttachExample(model);
     ASSERT_TRUE(Connect());
     const auto before = static_cast<std::ptrdiff_t>(Conversation().size());
-    controller.lumet->bBurstSync = burst;
     ASSERT_TRUE(SynchronizeAndWait());
     std::vector<std::string> turns = Conversation();
     turns.erase(turns.begin(), turns.begin() + before);

@@ -11,16 +11,14 @@ using simulator::Options;
 class SessionTest : public SessionFixture {
  protected:
   /// Connects a scanner with these records. A line consists of the data of a record and CR LF.
-  void ConnectWith(std::vector<ScanRecord> records, Model model = Model::kOlder,
-                   std::chrono::microseconds latency = 0us) {
+  void ConnectWith(const Choice& choice, std::vector<ScanRecord> records,
+                   Model model = Model::kOlder, std::chrono::microseconds latency = 0us) {
+    StartWith(choice);
     Options options = Options::Instant(model);
     options.device.records = std::move(records);
     options.latency = latency;
     Attach(options);
     ASSERT_TRUE(Connect());
-    Lumet& lumet = *controller.lumet;
-    lumet.bAttachType = lumet.bAttachSerial = lumet.bAttachTimestamp = 0;
-    lumet.recorddelimiter = 4;
   }
 
   /// Returns the expected lines of all records.
@@ -40,10 +38,10 @@ class LatencyTest : public SessionTest,
                     public ::testing::WithParamInterface<std::chrono::microseconds> {};
 
 TEST_P(LatencyTest, WritesAllRecordsToTheFile) {
-  ConnectWith(StockTaking(20, Model::kOlder), Model::kOlder, GetParam());
+  ConnectWith({}, StockTaking(20, Model::kOlder), Model::kOlder, GetParam());
   for (const bool burst : {true, false}) {
-    controller.lumet->bBurstSync = burst;
-    controller.lumet->filename.Set(folder / (burst ? "burst.txt" : "singly.txt"));
+    Change(&platform::SettingsValues::burstsync, burst);
+    Choose(kToFile, folder / (burst ? "burst.txt" : "singly.txt"));
     ASSERT_TRUE(SynchronizeAndWait());
     EXPECT_EQ(FileContents(controller.syncfileName.Get()), Lines());
   }
@@ -59,9 +57,8 @@ class LayoutTest : public SessionTest, public ::testing::WithParamInterface<Mode
 
 TEST_P(LayoutTest, ShowsEveryByteOfExtremeRecords) {
   const std::vector<ScanRecord> records = simulator::ExtremeRecords(500, GetParam());
-  ConnectWith(records, GetParam());
+  ConnectWith({.destination = kToView}, records, GetParam());
   EXPECT_EQ(controller.lumet->bTavo300, GetParam() == Model::kSeries300 ? 1 : 0);
-  controller.lumet->destination = 1;
   ASSERT_TRUE(SynchronizeAndWait());
   EXPECT_NE(view.text().find(FoldLineEnds(Lines())), std::string::npos);
   EXPECT_NE(View().find("|" + std::to_string(records.size()) + " barcodes synchronized|"),
@@ -74,8 +71,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, LayoutTest, ::testing::Values(Model::kOlder, M
                          });
 
 TEST_F(SessionTest, SendsNothingAfterATimeOutUntilAnAnswerArrives) {
-  ConnectWith(StockTaking(3, Model::kOlder));
-  controller.lumet->bClearMemory = 1;
+  ConnectWith({.syncclock = true, .clearmemory = true}, StockTaking(3, Model::kOlder));
   scanner->AddFault("on E 1 silence");
   ASSERT_TRUE(SynchronizeAndWait());
   ASSERT_TRUE(scanner->WaitForCommand("E"));

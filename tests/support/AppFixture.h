@@ -59,6 +59,14 @@ class AppFixture : public ::testing::Test {
     form.Save();
   }
 
+  /// Changes a value in the settings window and saves.
+  template <class Value>
+  void Change(Value platform::SettingsValues::*control, Value value) {
+    settings.Press();
+    form.Set(control, value);
+    form.Save();
+  }
+
   /// Starts the program and waits until its first attempt to connect has ended.
   void Launch() {
     application.applicationDidFinishLaunching();

@@ -6,6 +6,7 @@ namespace {
 
 using platform::RunRow;
 using platform::RunsActions;
+using platform::SettingsValues;
 using test::FileContents;
 using test::Scanner;
 using test::WaitFor;
@@ -209,9 +210,9 @@ TEST_F(EarlierRunsTest, ShowsTheArchivedFileInItsFolder) {
 TEST_F(EarlierRunsTest, DeliversToANewFileWithCurrentSettings) {
   RunWith({"one", "caf\xE9"});
   Choose(0, folder / "stock.txt");
-  controller.lumet->recorddelimiter = 1;
-  controller.lumet->bAttachSerial = 1;
-  controller.lumet->bAppendData = 1;
+  Change(&SettingsValues::recorddelimiter, 1);
+  Change(&SettingsValues::attachserial, true);
+  Change(&SettingsValues::appenddata, true);
   folder.Put("stock.txt", "precious");
   folder.Put("stock_2.txt", "precious too");
   OpenList();
@@ -236,9 +237,8 @@ TEST_F(EarlierRunsTest, KeepsAFileThatAppearsDuringDelivery) {
 TEST_F(EarlierRunsTest, RefusesToWriteToTheSettingsFile) {
   RunWith({"one"});
   const std::string settingsFile = dataFolder + "/QuilletRegistry.txt";
+  Choose(0, folder / "link.txt");
   std::filesystem::create_symlink(settingsFile, folder / "link.txt");
-  controller.lumet->destination = 0;
-  controller.lumet->filename.Set(folder / "link.txt");
   const auto before = FileContents(settingsFile);
   OpenList();
   panels.answer = settingsFile;

@@ -429,7 +429,7 @@ TEST_F(ScanNoticeTest, IsShownOncePerProgramThatReceivesScans) {
   form.Cancel();
   EXPECT_EQ(MessageAfterScan(), "");
   Choose(kToNamedApplication, kEditor);
-  controller.lumet->bNonEnglish = 1;
+  Change(&platform::SettingsValues::nonenglish, true);
   EXPECT_EQ(MessageAfterScan(),
             "A scan was pasted into editor. To keep scans in Quillet, choose another destination.");
 }
