@@ -30,6 +30,8 @@ struct WindowHarness {
   /// Waits until no text is pending and returns the text of the view.
   virtual std::string Text() = 0;
   virtual bool ShowsTheEnd() = 0;
+  /// Makes the view remove all records that it contains.
+  virtual void RemoveRecords() = 0;
   /// The toolbar item "Connect".
   virtual platform::ToolbarItem& Item() = 0;
   virtual std::string Label() = 0;
@@ -53,6 +55,7 @@ struct FakeWindowHarness final : WindowHarness {
   platform::TextView& View() override { return view; }
   std::string Text() override { return view.text(); }
   bool ShowsTheEnd() override { return view.scrolledToEnd(); }
+  void RemoveRecords() override { view.RemoveRecords(); }
   platform::ToolbarItem& Item() override { return item; }
   std::string Label() override { return item.label(); }
   void Press() override { item.Press(); }
@@ -94,6 +97,9 @@ struct QtWindowHarness final : WindowHarness {
     Text();
     const QScrollBar& bar = *widget.findChild<QPlainTextEdit*>()->verticalScrollBar();
     return bar.value() == bar.maximum();
+  }
+  void RemoveRecords() override {
+    for (int i = 0; i < 100'000; ++i) window.view().AppendRecords("new\n");
   }
   platform::ToolbarItem& Item() override { return window.connectItem(); }
   std::string Label() override { return button->text().toStdString(); }
@@ -251,6 +257,20 @@ TEST_P(TextViewContract, ScrollsToTheEndOnlyOnRequest) {
   view_.ScrollToEnd();
   view_.SetText(Lines());
   EXPECT_FALSE(harness_->ShowsTheEnd());
+}
+
+TEST_P(TextViewContract, RemovesRecordsButKeepsOtherText) {
+  int removals = 0;
+  view_.OnRecordsRemoved([&] { ++removals; });
+  view_.SetText("started\nrun: ");
+  view_.AppendRecords("1\n2\n3\n");
+  view_.Append("finished\n");
+  EXPECT_EQ(harness_->Text(), "started\nrun: 1\n2\n3\nfinished\n");
+  EXPECT_EQ(removals, 0);
+  harness_->RemoveRecords();
+  const std::string text = harness_->Text();
+  EXPECT_TRUE(text.starts_with("started\nrun: 1\nfinished\n")) << text.substr(0, 50);
+  EXPECT_GT(removals, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(View, TextViewContract, kWindows, kNameOf);

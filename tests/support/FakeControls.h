@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -13,26 +14,43 @@ namespace quillet::test {
 /// A view that removes records when the test calls RemoveRecords.
 class FakeTextView final : public platform::TextView {
  public:
-  void Append(std::string_view text) override {
-    text_.append(text);
-    scrolledToEnd_ = false;
-  }
-  void AppendRecords(std::string_view text) override { Append(text); }
+  void Append(std::string_view text) override { Add(text, kMessage); }
+  void AppendRecords(std::string_view text) override { Add(text, kRecord); }
   void OnRecordsRemoved(std::function<void()> action) override { removed_ = std::move(action); }
+  /// Removes all lines that contain only text from AppendRecords.
   void RemoveRecords() {
-    text_.clear();
+    for (std::size_t start = 0; start < text_.size();) {
+      const std::size_t length = std::min(text_.find('\n', start), text_.size() - 1) + 1 - start;
+      if (kinds_.find(kMessage, start) < start + length) {
+        start += length;
+      } else {
+        text_.erase(start, length);
+        kinds_.erase(start, length);
+      }
+    }
     if (removed_) removed_();
   }
   void ScrollToEnd() override { scrolledToEnd_ = true; }
   void SetText(std::string_view text) override {
-    text_ = text;
+    text_.clear();
+    kinds_.clear();
+    Append(text);
     scrolledToEnd_ = text.empty();
   }
   const std::string& text() const { return text_; }
   bool scrolledToEnd() const { return scrolledToEnd_; }
 
  private:
+  static constexpr char kMessage = 'm', kRecord = 'r';
+
+  void Add(std::string_view text, char kind) {
+    text_.append(text);
+    kinds_.append(text.size(), kind);
+    scrolledToEnd_ = false;
+  }
+
   std::string text_;
+  std::string kinds_;  // kMessage or kRecord for each byte of text_
   bool scrolledToEnd_ = true;
   std::function<void()> removed_;
 };
