@@ -76,6 +76,41 @@ TEST_P(FileStoreContract, ReplaceCheckedCreatesOrOverwritesAFile) {
   }
 }
 
+TEST_P(FileStoreContract, ReplacePrivateCreatesOrOverwritesAFile) {
+  const std::string folder = path_ + "/a";
+  const std::string path = folder + "/private";
+  EXPECT_EQ(store_.ReplacePrivate(path, "").error, ENOENT) << "no folder";
+  ASSERT_TRUE(store_.CreatePrivateFolder(folder));
+  ASSERT_TRUE(store_.Replace(folder + "/other", "other"));
+  for (const std::string& contents : {std::string("a\0\xFF\r\n", 5), std::string(70'000, 'y'),
+                                      std::string(), std::string("shorter")}) {
+    const auto replaced = store_.ReplacePrivate(path, contents);
+    EXPECT_EQ(replaced.error, 0);
+    EXPECT_TRUE(replaced.synchronized);
+    EXPECT_EQ(store_.Read(path, kAll), contents);
+    EXPECT_EQ(store_.List(folder).size(), 2U) << "no temporary file";
+  }
+  const platform::Checked checked = store_.ReadChecked(path, kAll);
+  EXPECT_EQ(checked.contents, "shorter");
+  EXPECT_TRUE(checked.ownFile);
+  EXPECT_EQ(store_.Read(folder + "/other", kAll), "other");
+  EXPECT_EQ(store_.ReplacePrivate(folder, "new").error, EISDIR);
+  EXPECT_EQ(store_.ReplacePrivate(path + "/file", "new").error, ENOTDIR);
+  EXPECT_EQ(store_.Read(path, kAll), "shorter");
+}
+
+TEST_P(FileStoreContract, ReplacePrivateReplacesAnyFile) {
+  ASSERT_TRUE(store_.Replace(path_, "public"));
+  EXPECT_TRUE(store_.ReplacePrivate(path_, "private"));
+  EXPECT_EQ(store_.Read(path_, kAll), "private");
+  EXPECT_TRUE(store_.Replace(path_, "public"));
+  EXPECT_EQ(store_.Read(path_, kAll), "public");
+  EXPECT_TRUE(store_.Remove(path_));
+  EXPECT_TRUE(store_.ReplacePrivate(path_, "private"));
+  EXPECT_TRUE(store_.Remove(path_));
+  EXPECT_FALSE(store_.Exists(path_));
+}
+
 TEST_P(FileStoreContract, CreateNewNeverReplacesAFile) {
   using Created = platform::FileStore::Created;
   EXPECT_EQ(store_.CreateNew(path_, "first"), Created::kYes);

@@ -732,6 +732,16 @@ TEST_F(PosixFileStoreTest, ReplacePrivateMakesAPublicFilePrivate) {
   EXPECT_EQ(store_.ReplacePrivate(folder_ / "missing/file", "").error, ENOENT);
 }
 
+TEST_F(PosixFileStoreTest, ReplacePrivateReplacesALink) {
+  const std::string target = Put("target", "old", 0666);
+  fs::create_symlink("target", folder_ / "link");
+  EXPECT_TRUE(store_.ReplacePrivate(folder_ / "link", "private"));
+  EXPECT_EQ(store_.Read(target, kAll), "old");
+  EXPECT_EQ(ModeOf(target), 0666U);
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder_ / "link")));
+  EXPECT_EQ(ModeOf(folder_ / "link"), 0600U);
+}
+
 #ifdef __linux__
 TEST_F(PosixFileStoreTest, PrivateFilesWorkOnAFileSystemWithoutLocks) {
   const std::string path = folder_ / "file";
