@@ -78,7 +78,7 @@ void SettingsConsent::HoldBack(const std::string& owner) {
   owner_ = owner;
   held_ = ActionsOf(parts_.settings, parts_.dataFolder);
   const std::string stored = Stored(held_);
-  if (stored.empty() || parts_.files.Read(parts_.confirmed, kLongestText) == stored) {
+  if (stored.empty() || Answer() == stored) {
     held_ = {};
     return;
   }
@@ -135,6 +135,14 @@ void SettingsConsent::Chosen() {
   parts_.strip.Withdraw(Notice::kSettingsToReview);
   parts_.strip.Withdraw(Notice::kSettingsDeclined);
   Remember(ActionsOf(parts_.settings, parts_.dataFolder));
+}
+
+// Returns the stored answer, or an empty text if it has no effect.
+std::string SettingsConsent::Answer() const {
+  const platform::Checked file = parts_.files.ReadChecked(parts_.confirmed, kLongestText);
+  // Root may run the program with the home folder of another user.
+  if (!file.contents || !file.ownFile || !parts_.files.MayReplace(parts_.confirmed)) return {};
+  return *file.contents;
 }
 
 // If the file cannot be written, the user is asked again at the next start.

@@ -37,8 +37,9 @@ std::vector<std::string> Described(const SensitiveActions& actions);
 ///
 /// In the meantime, there are no automatic runs and no erasing, records for a program go to the
 /// main view, and records for a file outside the data folder go to the default output file. The
-/// confirmed actions are stored in a private file, so the user is asked once per change. Main
-/// thread only.
+/// confirmed actions are stored in a private file, so the user is asked once per change. A stored
+/// answer has no effect if it belongs to another user, or if this user could not withdraw it
+/// because its folder is read-only. Main thread only.
 class SettingsConsent {
  public:
   /// The objects that SettingsConsent uses. All outlive it.
@@ -71,6 +72,7 @@ class SettingsConsent {
   void Ask();
   void PutInForce();
   void Show(Notice notice);
+  std::string Answer() const;
   void Remember(const SensitiveActions& actions);
 
   const Parts parts_;

@@ -27,6 +27,9 @@ class PrivateFiles {
   /// Creates or replaces a file that only the user can read and write, like FileStore::Replace.
   /// Needs no lock, so it works on file systems where OpenGrowing fails.
   virtual Replaced ReplacePrivate(const std::string& path, std::string_view contents) = 0;
+
+  /// Returns true if this user may create, replace and delete files in the folder of `path`.
+  virtual bool MayReplace(const std::string& path) = 0;
 };
 
 }  // namespace quillet::platform

@@ -380,6 +380,11 @@ FileStore::Replaced PosixFileStore::ReplacePrivate(const std::string& path,
   return Write(place, kPrivateFileMode, nullptr, contents);
 }
 
+bool PosixFileStore::MayReplace(const std::string& path) {
+  const Place place = OpenPlace(path);
+  return place.folder.IsOpen() && faccessat(place.folder.Get(), ".", W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 std::vector<FileStore::Entry> PosixFileStore::List(const std::string& folder) {
   std::vector<Entry> entries;
   std::error_code error;

@@ -58,6 +58,10 @@ class PosixFileStore final : public FileStore {
   /// The new file has mode 0600.
   Replaced ReplacePrivate(const std::string& path, std::string_view contents) override;
 
+  /// Also false on a read-only file system and in an immutable folder. Does not detect a full disk,
+  /// on which files can be deleted.
+  bool MayReplace(const std::string& path) override;
+
   std::vector<Entry> List(const std::string& folder) override;
   bool Exists(const std::string& path) override;
   bool Remove(const std::string& path) override;

@@ -111,6 +111,14 @@ TEST_P(FileStoreContract, ReplacePrivateReplacesAnyFile) {
   EXPECT_FALSE(store_.Exists(path_));
 }
 
+TEST_P(FileStoreContract, MayReplaceFilesInTheUsersFolder) {
+  EXPECT_TRUE(store_.MayReplace(path_)) << "no file";
+  ASSERT_TRUE(store_.ReplacePrivate(path_, "private"));
+  EXPECT_TRUE(store_.MayReplace(path_));
+  EXPECT_FALSE(store_.MayReplace(path_ + "/file")) << "not a folder";
+  EXPECT_FALSE(store_.MayReplace(harness_->folder / "missing/file"));
+}
+
 TEST_P(FileStoreContract, CreateNewNeverReplacesAFile) {
   using Created = platform::FileStore::Created;
   EXPECT_EQ(store_.CreateNew(path_, "first"), Created::kYes);

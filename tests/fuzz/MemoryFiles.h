@@ -64,6 +64,7 @@ class MemoryFiles final : public platform::FileStore {
   Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
     return Replace(path, contents);
   }
+  bool MayReplace(const std::string& path) override { return folders_.contains(FolderOf(path)); }
   std::vector<Entry> List(const std::string& folder) override {
     std::vector<Entry> entries;
     for (const auto& [path, contents] : files_) {

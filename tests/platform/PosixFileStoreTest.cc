@@ -742,6 +742,17 @@ TEST_F(PosixFileStoreTest, ReplacePrivateReplacesALink) {
   EXPECT_EQ(ModeOf(folder_ / "link"), 0600U);
 }
 
+TEST_F(PosixFileStoreTest, MayReplaceOnlyFilesInAWritableFolder) {
+  const std::string file = Put("file", "contents", 0666);
+  for (const mode_t mode : {0777U, 0333U, 0555U, 0666U}) {
+    chmod(folder_.path().c_str(), mode);
+    const bool mayReplace = mode == 0777 || mode == 0333;
+    EXPECT_EQ(AsOrdinaryUser([&] { return store_.MayReplace(file); }), mayReplace) << mode;
+    EXPECT_EQ(AsOrdinaryUser([&] { return bool(store_.ReplacePrivate(file, "new")); }), mayReplace)
+        << mode;
+  }
+}
+
 #ifdef __linux__
 TEST_F(PosixFileStoreTest, PrivateFilesWorkOnAFileSystemWithoutLocks) {
   const std::string path = folder_ / "file";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <functional>
 #include <utility>
 
@@ -49,11 +50,15 @@ class HookedFileStore : public platform::FileStore {
     return hasLocks ? files_.OpenGrowing(path, fresh) : nullptr;
   }
   Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
+    if (isReadOnly) return {.error = EROFS};
     return files_.ReplacePrivate(path, contents);
+  }
+  bool MayReplace(const std::string& path) override {
+    return !isReadOnly && files_.MayReplace(path);
   }
   std::vector<Entry> List(const std::string& folder) override { return files_.List(folder); }
   bool Exists(const std::string& path) override { return files_.Exists(path); }
-  bool Remove(const std::string& path) override { return files_.Remove(path); }
+  bool Remove(const std::string& path) override { return !isReadOnly && files_.Remove(path); }
   std::size_t RemoveUnfinished(const std::string& folder) override {
     return files_.RemoveUnfinished(folder);
   }
@@ -64,6 +69,7 @@ class HookedFileStore : public platform::FileStore {
 
   std::optional<std::string> otherUser;  ///< if set, the owner that ReadChecked reports
   bool hasLocks = true;                  ///< false: OpenGrowing fails
+  bool isReadOnly = false;  ///< true: private files can be neither replaced nor deleted
   std::function<void()> whileReplacing;  ///< called by the next write only
 
  private:

@@ -125,10 +125,14 @@ class ForeignSettingsTest(OtherUserTest):
         self.begin()
         self.assertEqual([_REPLACE_EFFECT, _ERASE_EFFECT], self.review("Not now"))
 
-    def test_erasing_stays_off_if_settings_cannot_be_saved(self):
+    def check_erasing_stays_off(self, state_mode=0o700):
+        """Agrees to erasing, then turns it off while the folder of the answer has the mode
+        `state_mode`."""
         self.save_as_other_user(destination=1, clear_memory=1)
         scanner = self.begin()
         self.review("Use these settings")
+        os.chmod(_STATE, state_mode)
+        self.addCleanup(os.chmod, _STATE, 0o700)
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()
         window.box(_ERASE_BOX).act("Toggle")
@@ -144,3 +148,9 @@ class ForeignSettingsTest(OtherUserTest):
         self.quillet.wait_for_message(_MESSAGE, _REVIEW)
         self.synchronize(self.view_run())
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
+
+    def test_erasing_stays_off_if_settings_cannot_be_saved(self):
+        self.check_erasing_stays_off()
+
+    def test_erasing_stays_off_if_answer_cannot_be_withdrawn(self):
+        self.check_erasing_stays_off(state_mode=0o500)

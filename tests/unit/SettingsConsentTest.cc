@@ -1,4 +1,5 @@
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "app/SettingsConsent.h"
 #include "tests/support/AppFixture.h"
@@ -205,6 +206,34 @@ TEST_F(SettingsConsentTest, AsksAgainAfterTheUserTurnsTheActionOff) {
   settings->bClearMemory = 0;
   consent->Chosen();
   Start(erasing);
+  EXPECT_EQ(display.text(), kMessage);
+  EXPECT_EQ(settings->bClearMemory, 0);
+}
+
+TEST_F(SettingsConsentTest, AsksAgainIfTheAnswerCannotBeWithdrawn) {
+  const Values erasing{.clearmemory = true};
+  Start(erasing);
+  Review(true);
+  settings->bClearMemory = 0;
+  files.isReadOnly = true;
+  consent->Chosen();
+  for (int i = 0; i < 2; ++i) {
+    Start(erasing);
+    EXPECT_EQ(display.text(), kMessage);
+    EXPECT_EQ(settings->bClearMemory, 0);
+    Review(i == 1);
+    EXPECT_EQ(settings->bClearMemory, i) << "the answer holds for this session";
+  }
+  Start(erasing);
+  EXPECT_EQ(display.text(), kMessage);
+}
+
+TEST_F(SettingsConsentTest, IgnoresTheAnswersOfAnotherUser) {
+  Start(everything);
+  Review(true);
+  const std::string confirmed = folder / "quillet/confirmed-settings";
+  if (chown(confirmed.c_str(), 1, 1) != 0) GTEST_SKIP() << "not permitted";
+  Start(everything);
   EXPECT_EQ(display.text(), kMessage);
   EXPECT_EQ(settings->bClearMemory, 0);
 }
