@@ -1,5 +1,6 @@
 #include "app/SettingsConsent.h"
 
+#include <string_view>
 #include <utility>
 
 #include "base/ShownText.h"
@@ -9,7 +10,8 @@
 namespace quillet {
 namespace {
 
-constexpr std::size_t kLongestText = 4096;  // far longer than the text of any actions
+constexpr std::size_t kLongestAnswers = 1 << 16;  // far longer than kMostAnswers answers
+constexpr std::string_view kAnswerEnd = "\n\n";
 
 // Returns true if runs with the output path `path` write to `folder` itself. Subfolders do not
 // count, because another user could replace them with links.
@@ -18,7 +20,9 @@ bool IsInFolder(const std::string& path, const std::string& folder) {
   return file.starts_with(folder + "/") && file.find('/', folder.size() + 1) == file.npos;
 }
 
-// Returns the contents of the file with the confirmed actions.
+// Returns the text of an answer in the file with the confirmed actions. The file contains the
+// answers, the newest first, each followed by an empty line. Returns an empty text if there are no
+// actions.
 std::string Stored(const SensitiveActions& actions) {
   std::string text;
   if (!actions.application.empty()) {
@@ -29,6 +33,7 @@ std::string Stored(const SensitiveActions& actions) {
   }
   if (actions.synchronizes) text += actions.types ? "synchronize and type\n" : "synchronize\n";
   if (actions.erases) text += "erase\n";
+  if (!text.empty()) text += "\n";
   return text;
 }
 
@@ -77,13 +82,20 @@ void SettingsConsent::HoldBack(const std::string& owner) {
   isForeign_ = true;
   owner_ = owner;
   held_ = ActionsOf(parts_.settings, parts_.dataFolder);
-  const std::string stored = Stored(held_);
-  if (stored.empty() || Answer() == stored) {
+  if (IsConfirmed(held_)) {
     held_ = {};
     return;
   }
   UseSubstitutes();
   Show(Notice::kSettingsToReview);
+}
+
+bool SettingsConsent::IsConfirmed(const SensitiveActions& actions) const {
+  const std::string answer = Stored(actions);
+  if (answer.empty()) return true;
+  const std::string answers = Answers();
+  return answers.starts_with(answer) ||
+         answers.find(std::string(kAnswerEnd) + answer) != answers.npos;
 }
 
 // Replaces the settings that are held back with harmless ones.
@@ -117,7 +129,7 @@ void SettingsConsent::Ask() {
 void SettingsConsent::PutInForce() {
   parts_.strip.Withdraw(Notice::kSettingsDeclined);
   const SensitiveActions actions = std::exchange(held_, {});
-  Remember(actions);
+  Store(Stored(actions) + Answers());
   Settings& settings = parts_.settings;
   if (!actions.file.empty()) settings.filename.Set(actions.file);
   if (!actions.application.empty()) {
@@ -134,24 +146,33 @@ void SettingsConsent::Chosen() {
   held_ = {};
   parts_.strip.Withdraw(Notice::kSettingsToReview);
   parts_.strip.Withdraw(Notice::kSettingsDeclined);
-  Remember(ActionsOf(parts_.settings, parts_.dataFolder));
+  // If the new answer cannot be stored, the previous ones must not stay in effect. A file can be
+  // deleted even if the disk is full.
+  if (!Store(Stored(ActionsOf(parts_.settings, parts_.dataFolder)))) {
+    parts_.files.Remove(parts_.confirmed);
+  }
 }
 
-// Returns the stored answer, or an empty text if it has no effect.
-std::string SettingsConsent::Answer() const {
-  const platform::Checked file = parts_.files.ReadChecked(parts_.confirmed, kLongestText);
+// Returns the stored answers that have an effect.
+std::string SettingsConsent::Answers() const {
+  const platform::Checked file = parts_.files.ReadChecked(parts_.confirmed, kLongestAnswers);
   // Root may run the program with the home folder of another user.
   if (!file.contents || !file.ownFile || !parts_.files.MayReplace(parts_.confirmed)) return {};
   return *file.contents;
 }
 
-// If the file cannot be written, the user is asked again at the next start.
-void SettingsConsent::Remember(const SensitiveActions& actions) {
+// Stores the first kMostAnswers answers. If this fails, the user is asked again at the next start.
+bool SettingsConsent::Store(const std::string& answers) const {
   const std::string& path = parts_.confirmed;
-  if (path.empty()) return;
+  if (path.empty()) return false;
+  std::size_t size = 0;
+  for (int i = 0; i < kMostAnswers && size < answers.size(); ++i) {
+    const std::size_t end = answers.find(kAnswerEnd, size);
+    if (end == answers.npos) break;
+    size = end + kAnswerEnd.size();
+  }
   parts_.files.CreatePrivateFolder(path.substr(0, path.rfind('/')));
-  // If the new answer cannot be stored, the previous one must not stay in effect.
-  if (!parts_.files.ReplacePrivate(path, Stored(actions))) parts_.files.Remove(path);
+  return parts_.files.ReplacePrivate(path, answers.substr(0, size)).error == 0;
 }
 
 }  // namespace quillet

@@ -42,6 +42,9 @@ std::vector<std::string> Described(const SensitiveActions& actions);
 /// because its folder is read-only. Main thread only.
 class SettingsConsent {
  public:
+  /// Number of confirmed answers that are remembered. A new one replaces the oldest.
+  static constexpr int kMostAnswers = 16;
+
   /// The objects that SettingsConsent uses. All outlive it.
   struct Parts {
     platform::FileStore& files;       ///< reads and writes `confirmed`
@@ -59,12 +62,12 @@ class SettingsConsent {
   SettingsConsent& operator=(const SettingsConsent&) = delete;
 
   /// Called after another user's settings have been read. Holds back their sensitive actions,
-  /// unless this user has already confirmed the same actions.
+  /// unless this user has confirmed the same actions, and not saved settings since.
   /// @param owner  name of the user who can change the settings; may be empty
   void HoldBack(const std::string& owner);
 
   /// Called when this user has saved settings. They replace settings that are held back, and count
-  /// as confirmed, even if the settings file could not be written.
+  /// as confirmed, even if the settings file could not be written. Withdraws all earlier answers.
   void Chosen();
 
  private:
@@ -72,8 +75,9 @@ class SettingsConsent {
   void Ask();
   void PutInForce();
   void Show(Notice notice);
-  std::string Answer() const;
-  void Remember(const SensitiveActions& actions);
+  bool IsConfirmed(const SensitiveActions& actions) const;
+  std::string Answers() const;
+  bool Store(const std::string& answers) const;
 
   const Parts parts_;
   bool isForeign_ = false;  // another user could have written the settings file

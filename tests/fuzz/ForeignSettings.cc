@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <deque>
 #include <filesystem>
 #include <optional>
 
@@ -227,7 +228,7 @@ void Run(Input& input) {
   const Computer computer;
   if (!computer.IsPossible()) return;
   platform::posix::PosixFileStore store;
-  Effects confirmed;  // the effects to which the user most recently agreed
+  std::deque<Effects> confirmed;  // the effects to which the user has agreed, the newest first
   while (!input.IsEmpty()) {
     const unsigned step = input.Byte();
     if (step % 4 == 0) {
@@ -235,20 +236,22 @@ void Run(Input& input) {
       continue;
     }
     Session session(computer, store);
-    const bool applies = session.isTrusted() || session.wanted() == confirmed;
+    const bool applies = session.isTrusted() || session.wanted() == Effects() ||
+                         std::ranges::find(confirmed, session.wanted()) != confirmed.end();
     Require(session.effects() == (applies ? session.wanted() : Effects()),
             "only trusted or confirmed settings take effect");
     session.Run();
     if (step % 4 == 2 && session.Review(true)) {
-      confirmed = session.wanted();
-      Require(session.effects() == confirmed, "confirmed settings take effect");
+      confirmed.push_front(session.wanted());
+      if (confirmed.size() > SettingsConsent::kMostAnswers) confirmed.pop_back();
+      Require(session.effects() == session.wanted(), "confirmed settings take effect");
     } else if (step % 4 == 3) {
       if (step & 4U) session.Review(false);
       Require(session.effects() == (applies ? session.wanted() : Effects()),
               "declined settings have no effect");
       session.Save(step & 8U ? std::optional(static_cast<std::int32_t>(step / 16 % 4))
                              : std::nullopt);
-      if (!session.isTrusted()) confirmed = session.effects();
+      if (!session.isTrusted()) confirmed = {session.effects()};
     }
     session.Run();
   }

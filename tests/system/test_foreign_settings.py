@@ -123,7 +123,12 @@ class ForeignSettingsTest(OtherUserTest):
         self.end_program()
         self.save_as_other_user(filename=_PRIVATE, clear_memory=1)
         self.begin()
-        self.assertEqual([_REPLACE_EFFECT, _ERASE_EFFECT], self.review("Not now"))
+        self.assertEqual([_REPLACE_EFFECT, _ERASE_EFFECT], self.review("Use these settings"))
+        self.end_program()
+        self.save_as_other_user(destination=1, clear_memory=1)
+        scanner = self.begin()
+        self.synchronize(self.view_run(erased=True))
+        self.wait_for_erasing(scanner)
 
     def check_erasing_stays_off(self, state_mode=0o700):
         """Agrees to erasing, then turns it off while the folder of the answer has the mode

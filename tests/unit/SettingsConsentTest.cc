@@ -210,6 +210,41 @@ TEST_F(SettingsConsentTest, AsksAgainAfterTheUserTurnsTheActionOff) {
   EXPECT_EQ(settings->bClearMemory, 0);
 }
 
+TEST_F(SettingsConsentTest, RemembersEachConfirmedAnswer) {
+  const auto numbered = [](int number) {
+    return Values{.path = "/home/bea/" + std::to_string(number), .clearmemory = true};
+  };
+  for (int i = 0; i <= SettingsConsent::kMostAnswers; ++i) {
+    Start(numbered(i));
+    EXPECT_EQ(display.text(), kMessage);
+    Review(true);
+  }
+  for (int i = SettingsConsent::kMostAnswers; i > 0; --i) {
+    Start(numbered(i));
+    EXPECT_EQ(display.text(), "");
+    EXPECT_EQ(settings->filename.Get(), numbered(i).path);
+  }
+  Start(numbered(0));
+  EXPECT_EQ(display.text(), kMessage);
+  Start({.clearmemory = true});
+  EXPECT_EQ(display.text(), kMessage) << "part of an answer";
+}
+
+TEST_F(SettingsConsentTest, SavingWithdrawsAllAnswers) {
+  const Values both[] = {{.clearmemory = true}, everything};
+  for (const Values& values : both) {
+    Start(values);
+    Review(true);
+  }
+  settings->bClearMemory = 0;
+  consent->Chosen();
+  for (const Values& values : both) {
+    Start(values);
+    EXPECT_EQ(display.text(), kMessage);
+    EXPECT_EQ(settings->bClearMemory, 0);
+  }
+}
+
 TEST_F(SettingsConsentTest, AsksAgainIfTheAnswerCannotBeWithdrawn) {
   const Values erasing{.clearmemory = true};
   Start(erasing);
@@ -281,7 +316,7 @@ TEST_F(SettingsConsentTest, OnlyTheUserCanReadTheConfirmedActions) {
   EXPECT_EQ(status.st_mode & 07777, 0600U);
   ASSERT_EQ(stat((folder / "quillet").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0700U);
-  EXPECT_EQ(test::FileContents(confirmed), "application /tmp/tool\nsynchronize\nerase\n");
+  EXPECT_EQ(test::FileContents(confirmed), "application /tmp/tool\nsynchronize\nerase\n\n");
 }
 
 /// The whole program with another user's settings.
