@@ -67,21 +67,18 @@ ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& 
                                          Actions actions)
     : platform_(platform), strip_(strip), actions_(std::move(actions)) {}
 
-void ApplicationDelivery::Deliver(const std::string& record, bool paste) {
+bool ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
   ForgetOwnWindow();
-  if (paste) {
-    Paste(record);
-  } else {
-    Type(record);
-  }
-  ShowProblem();
+  const bool isSent = paste ? Paste(record) : Type(record);
+  const bool hasProblem = ShowProblem();
+  return isSent && !hasProblem;
 }
 
 // Posts all keys of a record in one call. If the user holds modifiers, a backend then releases them
 // only once per record.
-void ApplicationDelivery::Type(const std::string& record) {
-  if (!IsAscii(record)) return;
+bool ApplicationDelivery::Type(const std::string& record) {
+  if (!IsAscii(record)) return false;
   std::string text;
   std::vector<KeyEvent> events;
   for (const char character : record) {
@@ -90,11 +87,11 @@ void ApplicationDelivery::Type(const std::string& record) {
     text += character;
     AddKey(events, key, FlagOf(key));
   }
-  if (events.empty()) return;
+  if (events.empty()) return false;
   ShowInputMethod();
-  if (!IsRefused(platform_.keyEvents.Untypable(text))) {
-    platform_.keyEvents.Post(events);
-  }
+  if (IsRefused(platform_.keyEvents.Untypable(text))) return false;
+  platform_.keyEvents.Post(events);
+  return true;
 }
 
 void ApplicationDelivery::ShowInputMethod() {
@@ -122,7 +119,7 @@ bool ApplicationDelivery::IsRefused(const std::string& untypable) {
   return true;
 }
 
-void ApplicationDelivery::Paste(const std::string& record) {
+bool ApplicationDelivery::Paste(const std::string& record) {
   // If SetString fails, Command-V would paste the old contents of the clipboard.
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
@@ -131,25 +128,27 @@ void ApplicationDelivery::Paste(const std::string& record) {
           Notice::kPastingImpossible, "A record was not pasted: the clipboard is not available.",
           "The record is in the archive.", "It was not saved either. Scan or synchronize again.");
     }
-    return;
+    return false;
   }
   if (pastingFailed_.exchange(false)) strip_.Withdraw(Notice::kPastingImpossible);
   platform_.clock.Sleep(kPastePause);
   SendCommandAndV();
   platform_.clock.Sleep(kPastePause);
+  return true;
 }
 
-void ApplicationDelivery::ShowProblem() {
+// Returns true if the system does not accept keys.
+bool ApplicationDelivery::ShowProblem() {
   const std::string problem = platform_.keyEvents.Problem();
   const std::string earlier = typingProblem_.Get();
-  if (earlier == problem) return;
+  if (earlier == problem) return !problem.empty();
   typingProblem_.Set(problem);
   if (problem.empty()) {
     strip_.Withdraw(Notice::kTypingImpossible);
-    return RaiseUndelivered(Notice::kRecordNotTyped,
-                            "Not everything was typed: " + AsSentence(earlier),
-                            "The records are in the archive.",
-                            "They were not saved either. Scan or synchronize again.");
+    RaiseUndelivered(Notice::kRecordNotTyped, "Not everything was typed: " + AsSentence(earlier),
+                     "The records are in the archive.",
+                     "They were not saved either. Scan or synchronize again.");
+    return false;
   }
   std::vector<StripAction> actions;
   if (!actions_.guide.empty()) {
@@ -157,6 +156,7 @@ void ApplicationDelivery::ShowProblem() {
   }
   strip_.Raise(Notice::kTypingImpossible,
                "Quillet cannot type on this desktop: " + AsSentence(problem), std::move(actions));
+  return true;
 }
 
 void ApplicationDelivery::RunBegan() {

@@ -35,7 +35,8 @@ class ApplicationDelivery {
   ApplicationDelivery(const Platform& platform, StatusStrip& strip, Actions actions);
 
   /// Pastes or types a record. Records with non-ASCII characters are not typed.
-  void Deliver(const std::string& record, bool paste);
+  /// @return true if keys were sent for the record
+  bool Deliver(const std::string& record, bool paste);
 
   void SendKeyCode(KeyValue key);  ///< types a key, with Shift if `key` has the Shift bit
   void SendCommandAndV();          ///< types Command-V (Control-V on Linux)
@@ -67,10 +68,10 @@ class ApplicationDelivery {
  private:
   using Time = std::chrono::nanoseconds;
 
-  void Type(const std::string& record);
+  bool Type(const std::string& record);
   bool IsRefused(const std::string& untypable);
-  void Paste(const std::string& record);
-  void ShowProblem();
+  bool Paste(const std::string& record);
+  bool ShowProblem();
   void ShowInputMethod();
   void RaiseUndelivered(Notice notice, const std::string& problem, const std::string& archived,
                         const std::string& lost);

@@ -52,8 +52,8 @@ class RunMessages {
   void HungUp();        ///< called if the connected scanner's line stops working. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
-  /// Called before a record is delivered to a program. Announces the first record that arrives
-  /// outside a run. Read thread.
+  /// Called after a record has been typed or pasted into a program. Announces the first record that
+  /// arrives outside a run. Read thread.
   /// @param destination  see Settings
   void RecordDelivered(std::int32_t destination);
 

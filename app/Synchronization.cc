@@ -76,8 +76,7 @@ void SyncController::DisplayBarcode(const std::string& record) {
         "]");
     RunApplication();
   }
-  messages_->RecordDelivered(target);
-  delivery_.Deliver(record, lumet->bNonEnglish != 0);
+  if (delivery_.Deliver(record, lumet->bNonEnglish != 0)) messages_->RecordDelivered(target);
 }
 
 void SyncController::SynchronizeFinished() {

@@ -506,6 +506,14 @@ TEST_F(ScanNoticeTest, IsNotShownForAProgramThatReceivedRecords) {
   EXPECT_EQ(MessageAfterScan(), finished);
 }
 
+TEST_F(ScanNoticeTest, IsShownForTheFirstScanThatIsTyped) {
+  ConnectWith({.destination = kToActiveApplication});
+  tavo.Scan("caf\u00E9");
+  mainQueue.RunAll();
+  EXPECT_EQ(strip.Message(), "") << "the scan cannot be typed";
+  EXPECT_EQ(MessageAfterScan().substr(0, 17), "A scan was typed ");
+}
+
 TEST_F(ScanNoticeTest, IsNotShownForScansInTheView) {
   ConnectWith({.destination = kToView});
   EXPECT_EQ(MessageAfterScan(), "");
