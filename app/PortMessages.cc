@@ -54,8 +54,9 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
           denied + "Log out and back in to activate the " + obstacle.group + " group.", {});
   } else if (!obstacle.group.empty()) {
     Raise(Notice::kPortDenied, path,
-          denied + "To join the " + obstacle.group +
-              " group, copy the command, run it in a terminal, and log in again.",
+          denied + "Join the " + obstacle.group +
+              " group (copy the command, run it in a terminal, log in again) or add the device to "
+              "70-quillet-scanner.rules.",
           {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {
     Raise(Notice::kPortDenied, path,
