@@ -341,6 +341,19 @@ TEST_F(PosixFileStoreTest, RefusesLinksOfOtherUsersInStickyFolders) {
   }
 }
 
+TEST_F(PosixFileStoreTest, FollowsLinksOfRootInAnyFolder) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root";
+  fs::create_directory(folder_ / "open");
+  Put("file", "contents", 0644);
+  fs::create_symlink("../file", folder_ / "open/link");
+  chmod((folder_ / "open").c_str(), 01777);
+  for (const uid_t owner : {uid_t{0}, uid_t{1}}) {
+    if (lchown((folder_ / "open/link").c_str(), owner, owner) != 0) GTEST_SKIP() << "not permitted";
+    EXPECT_EQ(AsOrdinaryUser([&] { return store_.Read(folder_ / "open/link", kAll).has_value(); }),
+              owner == 0);
+  }
+}
+
 TEST_F(PosixFileStoreTest, FollowsAtMostFortyLinks) {
   folder_.Put("0", "contents");
   for (int i = 1; i <= 41; ++i) {
