@@ -4,6 +4,7 @@
 
 #include "base/Log.h"
 #include "output/TextEncoding.h"
+#include "platform/CheckedFiles.h"
 
 namespace quillet {
 namespace {
@@ -17,7 +18,7 @@ constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
 // Returns true if a write can fail with this error because another user's file has the same name.
 bool MeansNameIsTaken(int error) {
   return error == EPERM || error == EACCES || error == EEXIST || error == EISDIR ||
-         error == ELOOP || error == EINVAL;
+         error == ELOOP || error == platform::kNotRegular;
 }
 
 }  // namespace

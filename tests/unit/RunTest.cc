@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -163,6 +164,18 @@ TEST_F(RunTest, ChoosesAnotherNameIfTheGeneratedOneIsTaken) {
   EXPECT_NE(Play("BaE").find("|Synchronized to " + taken + "_"), std::string::npos) << shown;
   EXPECT_EQ(result.fileError, 0);
   EXPECT_EQ(result.file.size(), taken.size() + std::string("_123456.txt").size());
+  EXPECT_EQ(FileContents(result.file), "a");
+}
+
+TEST_F(RunTest, ChoosesAnotherNameIfAPipeHasTheGeneratedOne) {
+  clock.Set({2026, 11, 16, 1, 4, 9});
+  settings.filename.Set(folder / "stock/sn_timestamp.txt");
+  settings.bAppendData = 1;
+  const std::string taken = folder / "stock123456_20261116_010409.txt";
+  ASSERT_EQ(mkfifo(taken.c_str(), 0666), 0);
+  Play("BaE");
+  EXPECT_EQ(result.fileError, 0);
+  ASSERT_NE(result.file, taken);
   EXPECT_EQ(FileContents(result.file), "a");
 }
 
