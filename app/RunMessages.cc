@@ -142,9 +142,8 @@ void RunMessages::RunEnded(const Run::Result& result) {
   if (!parts_.archive.failed()) parts_.strip.Withdraw(Notice::kArchiveNotWritten);
   if (result.records > 0) CheckCopies();
   hasEnded_ = true;
-  ended_ = result.records;
-  // In burst mode, missing records cannot be counted: the scanner's count includes erased records.
-  expected_ = parts_.session.bBurstSync ? 0 : parts_.session.SyncEndIndex();
+  missing_ = parts_.session.counts().missing();
+  expected_ = parts_.session.SyncEndIndex();
   if (parts_.archive.cutOff()) {
     Problem(RunArchive::Problem::kCutOff);
   } else {
@@ -196,7 +195,7 @@ void RunMessages::ShowFinished(const Run::Result& result) {
 
 // If records were not received, shows how many.
 void RunMessages::ShowMissing(std::string_view scanner) {
-  const std::int32_t missing = expected_ - ended_;
+  const std::int32_t missing = missing_;
   if (missing <= 0) return;
   parts_.strip.Raise(Notice::kRecordsMissing,
                      std::to_string(missing) + " of " + Counted(expected_) +

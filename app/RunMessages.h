@@ -89,8 +89,9 @@ class RunMessages {
   std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of an ignored press
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
-  std::atomic<std::int32_t> ended_{0};               // number of records in the run that ended last
-  std::atomic<std::int32_t> expected_{0};  // number of records in the scanner; 0 if unknown
+  // In the run that ended last: number of records in the scanner, and of those not received.
+  std::atomic<std::int32_t> expected_{0};
+  std::atomic<std::int32_t> missing_{0};
   std::atomic<bool> onlyCopySaid_{false};
   std::set<std::string> receivers_;  // read thread: programs that have received records
 };

@@ -81,8 +81,8 @@ void SyncController::DisplayBarcode(const std::string& record) {
 
 void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
-  // In burst mode, missing records cannot be detected: the scanner's count includes erased records.
-  const bool complete = lumet->bBurstSync || barcodeCount >= lumet->SyncEndIndex();
+  // Of a burst, missing records cannot be detected: the scanner's count includes erased records.
+  const bool complete = lumet->counts().missing() <= 0;
   const Run::Result result = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
   if (result.recordsInFile > 0) archive_->OutputFileWritten(result.file, result.linesOnDisk);
   archive_->End(complete);

@@ -90,6 +90,7 @@ void Lumet::Receive(std::span<const std::uint8_t> bytes) {
     if (step.event == Event::kUnsolicited) {
       download_->SynchronizeData();
     } else if (step.event != Event::kNone) {
+      if (step.event == Event::kFrame && commandType_ == 'p') counts_.RecordAnswered();
       // SynchronizeData and SynchronizeBurstData archive the answers to "p" and "P".
       const bool isMisplaced = commandType_ != 'p' && commandType_ != 'P';
       if (step.event == Event::kFrame && isMisplaced) download_->KeepMisplacedRecord();
@@ -128,6 +129,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
       break;
     case 'N':
       syncEndIndex_ = static_cast<std::int32_t>(MakeOneNumber(data));
+      counts_.Begin();
       if (archive_) archive_->DownloadStarted(cmdArray_.Holds('E'));
       break;
     case 'P':

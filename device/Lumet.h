@@ -13,6 +13,7 @@
 #include "device/CommandQueue.h"
 #include "device/DisplayState.h"
 #include "device/Download.h"
+#include "device/DownloadCounts.h"
 #include "device/LumetDelegate.h"
 #include "device/ReceiveMachine.h"
 #include "device/ReceivedBytes.h"
@@ -131,7 +132,11 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// Publishes the progress of the download. Called by the thread that runs the current step.
   void Show(const DisplayState& state) { display_ = state; }
 
+  /// Counts the records of the download.
+  DownloadCounts& counts() { return counts_; }
+
   // --- State ---
+  const DownloadCounts& counts() const { return counts_; }     ///< see DownloadCounts
   DisplayState display() const { return display_; }            ///< download progress; any thread
   std::int32_t SyncEndIndex() const { return syncEndIndex_; }  ///< number of records in the scanner
   std::int32_t SyncStartIndex() const { return 0; }            ///< argument of "q"; always 0
@@ -186,6 +191,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   std::int32_t commandLength_ = 0;                    // command thread only
   std::uint8_t commandBuf_[kCommandBufferSize] = {};  // command thread only
   Word<DisplayState> display_ = DisplayState();
+  DownloadCounts counts_;
 };
 
 }  // namespace quillet

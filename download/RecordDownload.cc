@@ -35,6 +35,7 @@ void RecordDownload::Synchronize() {
 void RecordDownload::SynchronizeRecord() {
   for (std::int32_t i = 0; i < session_.SyncEndIndex(); ++i) {
     session_.Show(Phase::kRecords);
+    session_.counts().RecordRequested();
     RequestRecord(i);
   }
   session_.Show(Phase::kClosing);

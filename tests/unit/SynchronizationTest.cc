@@ -1,3 +1,6 @@
+#include <atomic>
+#include <filesystem>
+
 #include "tests/support/AppFixture.h"
 
 namespace quillet {
@@ -216,6 +219,71 @@ TEST_F(SynchronizationTest, DeliversEachRecordToTheCurrentDestination) {
   EXPECT_EQ(View(), "seen|.");
   EXPECT_EQ(controller.barcodeCount, 3);
   EXPECT_EQ(controller.barcodedata(), nullptr);
+}
+
+/// Tests of the messages about the result of a run.
+class ResultTest : public SynchronizationTest {
+ protected:
+  /// Returns the message after all changes have been shown.
+  std::string Message() {
+    mainQueue.RunAll();
+    ticker.Tick();
+    return strip.text();
+  }
+
+  /// Returns the entries of the latest run in the archive.
+  std::string Entries() {
+    std::string name;
+    for (const auto& entry : files.List(archiveFolder)) {
+      if (entry.name.ends_with(".records")) name = std::max(name, entry.name);
+    }
+    return FileContents(archiveFolder + "/" + name).value_or("");
+  }
+
+  void Unplug() {
+    registry.Unplug(folder / "usbmodem1");
+    ASSERT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
+  }
+
+  /// Starts a burst run, cuts its burst off by unplugging the scanner, and plugs it in again.
+  void CutBurst(const test::Choice& choice) {
+    ConnectWith(choice, {"1", "2", "3"});
+    tavo.Hold("P");
+    synchronize.Press();
+    tavo.WaitUntilHeld();
+    tavo.Release(8);
+    tavo.WaitUntilRead();
+    Unplug();
+    tavo.Attach(folder / "usbmodem1", Scanner({"1", "2", "3"}));
+    registry.Plug("usbmodem1", folder / "usbmodem1");
+    ASSERT_TRUE(WaitFor([&] { return clock.Count(std::chrono::seconds(1)) == 2; }));
+  }
+
+  /// Starts the program with an automatic run, and delays the scanner's answer to `command`.
+  void StartAutomaticRun(test::Choice choice, const std::string& command) {
+    choice.autosync = true;
+    StartWith(choice);
+    tavo.Hold(command);
+    LaunchConnected(Scanner({"1", "2", "3"}));
+    tavo.WaitUntilHeld();
+  }
+
+  const std::string again_ = "The scanner was not erased. Synchronize again.";
+};
+
+TEST_F(ResultTest, LiveScanDoesNotReplaceAMissingRecord) {
+  ConnectWith({.destination = 1, .burstsync = false}, {"1", "2", "3"});
+  tavo.Answer("p1#", {});
+  auto& scanned = test::Immortal<std::atomic<bool>>(false);
+  clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &scanned] {
+    tavo.Settle(connected);
+    // No command is waiting for an answer now.
+    if (tavo.Commands().ends_with(" p0# ") && !scanned.exchange(true)) tavo.Scan("live");
+  });
+  Synchronize();
+  EXPECT_TRUE(View().ends_with("1|live|3|3 barcodes synchronized|" + closing_)) << View();
+  EXPECT_EQ(Message(), "1 of 3 records was not received. " + again_);
+  EXPECT_NE(Entries().find("end incomplete"), std::string::npos);
 }
 
 TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
