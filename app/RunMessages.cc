@@ -126,10 +126,10 @@ void RunMessages::ShowProgress() {
 
 // Returns a sentence about the records that have arrived.
 std::string RunMessages::Arrived() const {
-  // All records of a burst are in the archive before the first one is delivered.
-  const std::int32_t records = parts_.session.display().phase() == DisplayState::Phase::kDelivering
-                                   ? parts_.session.SyncEndIndex()
-                                   : std::int32_t{parts_.run.barcodeCount};
+  // All records of a burst are in the archive before the first one is delivered. A record that is
+  // delivered between the two reads is not counted twice.
+  const std::int32_t delivered = parts_.run.barcodeCount;
+  const std::int32_t records = delivered + parts_.session.counts().pending();
   return records == 0 ? "No records arrived." : Kept(records);
 }
 

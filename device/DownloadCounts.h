@@ -18,6 +18,13 @@ class DownloadCounts {
   void RecordRequested() { ++requested_; }              ///< called for each "p"; command thread
   void RecordAnswered() { answered_ = answered_ + 1; }  ///< a frame has answered "p"; read thread
 
+  void BurstArchived(std::int32_t records) { pending_ = records; }  ///< read thread
+  void BurstRecordDelivered() { pending_ = pending_ - 1; }          ///< read thread
+
+  /// Number of records of a burst that are in the archive, but have not been delivered yet.
+  /// Excludes erased records. Any thread.
+  std::int32_t pending() const { return pending_; }
+
   /// Number of records that were requested one by one, but did not arrive. During the download, it
   /// includes the record that is still awaited. Any thread.
   std::int32_t missing() const { return requested_ - answered_; }
@@ -25,6 +32,7 @@ class DownloadCounts {
  private:
   std::atomic<std::int32_t> requested_{0};
   Word<std::int32_t> answered_ = 0;
+  Word<std::int32_t> pending_ = 0;
 };
 
 inline void DownloadCounts::Begin() {

@@ -81,11 +81,15 @@ void RecordDownload::SynchronizeBurstData() {
   if (archive && end > kLengthBytes) {
     archive->KeepBurst(buffer.subspan(kLengthBytes, static_cast<std::size_t>(end - kLengthBytes)));
   }
+  DownloadCounts& counts = session_.counts();
+  counts.BurstArchived(CountBurstRecords(buffer, kLengthBytes, end, session_.bTavo300));
   const std::int32_t walked = ForEachBurstRecord(
       buffer, kLengthBytes, end, session_.bTavo300,
       [&](std::int32_t offset, std::int32_t step, bool usable) {
         Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
-        if (usable) Deliver(offset);
+        if (!usable) return;
+        counts.BurstRecordDelivered();  // first, since Deliver counts the record as delivered
+        Deliver(offset);
       });
   if (walked < end) {
     Log(log_, "-[Lumet SynchronizeBurstData]", ": invalid length, remaining records skipped");

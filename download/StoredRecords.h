@@ -43,4 +43,14 @@ std::int32_t ForEachBurstRecord(std::span<const std::uint8_t> buffer, std::int32
   return offset;
 }
 
+/// Returns the number of usable records of a burst. The parameters are those of ForEachBurstRecord.
+inline std::int32_t CountBurstRecords(std::span<const std::uint8_t> buffer, std::int32_t offset,
+                                      std::int32_t end, bool is300) {
+  std::int32_t count = 0;
+  ForEachBurstRecord(buffer, offset, end, is300, [&count](std::int32_t, std::int32_t, bool usable) {
+    count += usable ? 1 : 0;
+  });
+  return count;
+}
+
 }  // namespace quillet

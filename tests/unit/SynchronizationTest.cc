@@ -286,6 +286,23 @@ TEST_F(ResultTest, LiveScanDoesNotReplaceAMissingRecord) {
   EXPECT_NE(Entries().find("end incomplete"), std::string::npos);
 }
 
+TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
+  StartWith({.destination = 2});
+  simulator::DeviceSettings scanner = Scanner({"1", "2", "3"});
+  scanner.records[1] = simulator::Erased(scanner.records[1]);
+  LaunchConnected(std::move(scanner));
+  auto& delivered = test::Immortal<std::atomic<bool>>(false);
+  keyEvents.onPost = [&delivered] { WaitFor([&] { return delivered.load(); }); };
+  synchronize.Press();
+  ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 1; }));
+  registry.Unplug(folder / "usbmodem1");
+  EXPECT_EQ(Message(),
+            "Disconnected during the synchronization. 2 records are in the archive. Restart "
+            "Quillet to continue.");
+  delivered = true;
+  ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 2; }));
+}
+
 TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
   StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
