@@ -142,6 +142,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   if (!parts_.archive.failed()) parts_.strip.Withdraw(Notice::kArchiveNotWritten);
   if (result.records > 0) CheckCopies();
   hasEnded_ = true;
+  endedName_.Set(parts_.archive.runName());
   missing_ = parts_.session.counts().missing();
   expected_ = parts_.session.SyncEndIndex();
   if (parts_.archive.cutOff()) {
@@ -227,7 +228,8 @@ void RunMessages::ScannerErased() {
 }
 
 void RunMessages::Problem(RunArchive::Problem problem) {
-  const std::int32_t records = parts_.run.barcodeCount;
+  // Not barcodeCount: the user may have started another run, which has reset it.
+  const std::int32_t records = parts_.session.counts().received();
   switch (problem) {
     case RunArchive::Problem::kNotWritten:
       return parts_.strip.Raise(Notice::kArchiveNotWritten,
@@ -289,7 +291,9 @@ void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t 
 }
 
 std::vector<StripAction> RunMessages::ShowActions() const {
-  const std::string run = parts_.archive.runName();
+  // If the user has started another run, that run has no name until its first record arrives.
+  std::string run = parts_.archive.runName();
+  if (run.empty() && parts_.run.IsShown()) run = endedName_.Get();
   if (run.empty()) return {};
   return {{"Show", [this, run] { parts_.earlierRuns.Open(run); }}};
 }

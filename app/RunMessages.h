@@ -14,6 +14,7 @@
 #include "app/Run.h"
 #include "app/RunProgress.h"
 #include "app/StatusStrip.h"
+#include "base/SharedText.h"
 #include "base/Word.h"
 #include "device/Lumet.h"
 #include "output/RunArchive.h"
@@ -89,6 +90,7 @@ class RunMessages {
   std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of an ignored press
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
+  SharedText endedName_;                             // name of the run that ended last
   // In the run that ended last: number of records in the scanner, and of those not received.
   std::atomic<std::int32_t> expected_{0};
   std::atomic<std::int32_t> missing_{0};

@@ -125,6 +125,7 @@ void RecordDownload::KeepFrame(std::int32_t length) {
   if (RecordArchive* const archive = session_.archive()) {
     archive->KeepRecord(records.first(std::min(static_cast<std::size_t>(length), records.size())));
   }
+  session_.counts().RecordArchived();
 }
 
 void RecordDownload::Deliver(std::int32_t offset) {

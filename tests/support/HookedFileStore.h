@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cerrno>
+#include <chrono>
 #include <functional>
+#include <memory>
 #include <utility>
 
 #include "platform/posix/PosixFileStore.h"
@@ -47,7 +49,10 @@ class HookedFileStore : public platform::FileStore {
     return files_.CreatePrivateFolder(path);
   }
   std::shared_ptr<platform::GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
-    return hasLocks ? files_.OpenGrowing(path, fresh) : nullptr;
+    if (!hasLocks) return nullptr;
+    auto file = files_.OpenGrowing(path, fresh);
+    if (!file || flushes) return file;
+    return std::make_shared<UnflushedFile>(std::move(file));
   }
   Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
     if (isReadOnly) return {.error = EROFS};
@@ -70,9 +75,21 @@ class HookedFileStore : public platform::FileStore {
   std::optional<std::string> otherUser;  ///< if set, the owner that ReadChecked reports
   bool hasLocks = true;                  ///< false: OpenGrowing fails
   bool isReadOnly = false;  ///< true: private files can be neither replaced nor deleted
+  bool flushes = true;      ///< false: Synchronize of files opened later fails
   std::function<void()> whileReplacing;  ///< called by the next write only
 
  private:
+  /// A file that cannot be flushed to the disk.
+  class UnflushedFile final : public platform::GrowingFile {
+   public:
+    explicit UnflushedFile(std::shared_ptr<platform::GrowingFile> file) : file_(std::move(file)) {}
+    bool Append(std::string_view bytes) override { return file_->Append(bytes); }
+    bool Synchronize(std::chrono::milliseconds) override { return false; }
+
+   private:
+    std::shared_ptr<platform::GrowingFile> file_;
+  };
+
   platform::posix::PosixFileStore files_;
 };
 

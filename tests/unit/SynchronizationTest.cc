@@ -303,6 +303,30 @@ TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
   ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 2; }));
 }
 
+TEST_F(ResultTest, NamesTheEndedRunIfItsEraseIsWithheld) {
+  files.flushes = false;
+  ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
+  auto& pressed = test::Immortal<std::atomic<bool>>(false);
+  clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &log = log, &pressed] {
+    tavo.Settle(connected);
+    if (log.Has("-[SyncController SynchronizeFinished]")) {
+      WaitFor([&] { return pressed.load(); });
+    }
+  });
+  Synchronize();
+  tavo.Hold("N");
+  synchronize.Press();
+  pressed = true;
+  const std::string text =
+      "The scanner was not erased because 1 record was not saved. Check the disk.";
+  EXPECT_TRUE(WaitFor([&] {
+    mainQueue.RunAll();
+    return strip.text() == text;
+  })) << strip.text();
+  EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Show"});
+  tavo.WaitUntilHeld();
+}
+
 TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
   StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
