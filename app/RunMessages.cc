@@ -143,13 +143,18 @@ void RunMessages::RunEnded(const Run::Result& result) {
   if (result.records > 0) CheckCopies();
   hasEnded_ = true;
   endedName_.Set(parts_.archive.runName());
-  missing_ = parts_.session.counts().missing();
+  const DownloadCounts& counts = parts_.session.counts();
+  missing_ = counts.missing();
+  received_ = counts.received();
+  burstCutOff_ = counts.burstCutOff();
   expected_ = parts_.session.SyncEndIndex();
   if (parts_.archive.cutOff()) {
     Problem(RunArchive::Problem::kCutOff);
   } else {
-    ShowMissing(parts_.session.bClearMemory ? "The scanner is being erased."
-                                            : "The scanner was not erased. Synchronize again.");
+    // After a burst without records, no erase command is sent.
+    const bool erases = parts_.session.bClearMemory && (result.records > 0 || !burstCutOff_);
+    ShowMissing(erases ? "The scanner is being erased."
+                       : "The scanner was not erased. Synchronize again.");
   }
   const std::string kept =
       Kept(result.records) + (parts_.archive.failed() ? " Synchronize again." : "");
@@ -194,15 +199,22 @@ void RunMessages::ShowFinished(const Run::Result& result) {
                                  : typed + "the active application"));
 }
 
-// If records were not received, shows how many.
+// If records were not received, says so. Of a burst, the number of missing records is unknown.
 void RunMessages::ShowMissing(std::string_view scanner) {
   const std::int32_t missing = missing_;
-  if (missing <= 0) return;
-  parts_.strip.Raise(Notice::kRecordsMissing,
-                     std::to_string(missing) + " of " + Counted(expected_) +
-                         (missing == 1 ? " was" : " were") + " not received. " +
-                         std::string(scanner),
-                     ShowActions());
+  const std::int32_t received = received_;
+  std::string text;
+  if (burstCutOff_) {
+    text = "The connection ended during the transfer: " +
+           (received == 0 ? "no records" : Counted(received)) + (received == 1 ? " was" : " were") +
+           " delivered. ";
+  } else if (missing > 0) {
+    text = std::to_string(missing) + " of " + Counted(expected_) +
+           (missing == 1 ? " was" : " were") + " not received. ";
+  } else {
+    return;
+  }
+  parts_.strip.Raise(Notice::kRecordsMissing, text.append(scanner), ShowActions());
 }
 
 // Quillet does not know which program is active, so all active applications count as one program.

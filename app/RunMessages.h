@@ -91,9 +91,11 @@ class RunMessages {
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
   SharedText endedName_;                             // name of the run that ended last
-  // In the run that ended last: number of records in the scanner, and of those not received.
-  std::atomic<std::int32_t> expected_{0};
+  // About the run that ended last; see DownloadCounts.
+  std::atomic<std::int32_t> expected_{0};  // number of records in the scanner
   std::atomic<std::int32_t> missing_{0};
+  std::atomic<std::int32_t> received_{0};
+  std::atomic<bool> burstCutOff_{false};
   std::atomic<bool> onlyCopySaid_{false};
   std::set<std::string> receivers_;  // read thread: programs that have received records
 };

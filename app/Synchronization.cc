@@ -82,7 +82,8 @@ void SyncController::DisplayBarcode(const std::string& record) {
 void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
   // Of a burst, missing records cannot be detected: the scanner's count includes erased records.
-  const bool complete = lumet->counts().missing() <= 0;
+  const DownloadCounts& counts = lumet->counts();
+  const bool complete = counts.missing() <= 0 && !counts.burstCutOff();
   const Run::Result result = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
   if (result.recordsInFile > 0) archive_->OutputFileWritten(result.file, result.linesOnDisk);
   archive_->End(complete);

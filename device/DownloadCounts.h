@@ -18,6 +18,17 @@ class DownloadCounts {
   void RecordRequested() { ++requested_; }              ///< called for each "p"; command thread
   void RecordAnswered() { answered_ = answered_ + 1; }  ///< a frame has answered "p"; read thread
 
+  /// Called before "P" is sent. Command thread.
+  /// @param port  see SerialPort::openings
+  void BurstRequested(std::uint32_t port) { burstPort_ = port; }
+  /// Called when a burst has arrived. Read thread.
+  /// @param port  see SerialPort::openings
+  void BurstAnswered(std::uint32_t port) { burstCutOff_ = port != burstPort_; }
+
+  /// Returns true if the connection ended before the burst was complete. The data that then arrives
+  /// over a new connection counts as the burst. Any thread.
+  bool burstCutOff() const { return burstCutOff_; }
+
   void RecordArchived() { received_ = received_ + 1; }      ///< a frame was archived; read thread
   void BurstArchived(std::int32_t records);                 ///< a burst was archived; read thread
   void BurstRecordDelivered() { pending_ = pending_ - 1; }  ///< read thread
@@ -37,6 +48,8 @@ class DownloadCounts {
  private:
   std::atomic<std::int32_t> requested_{0};
   Word<std::int32_t> answered_ = 0;
+  Word<std::uint32_t> burstPort_ = 0;
+  Word<bool> burstCutOff_ = false;
   Word<std::int32_t> received_ = 0;
   Word<std::int32_t> pending_ = 0;
 };
@@ -44,6 +57,7 @@ class DownloadCounts {
 inline void DownloadCounts::Begin() {
   requested_ = 0;
   answered_ = 0;
+  burstCutOff_ = false;
   received_ = 0;
 }
 

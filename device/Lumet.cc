@@ -133,6 +133,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
       if (archive_) archive_->DownloadStarted(cmdArray_.Holds('E'));
       break;
     case 'P':
+      counts_.BurstAnswered(serial_.openings());
       download_->SynchronizeBurstData();
       break;
     case 'V':
@@ -244,6 +245,11 @@ void Lumet::ConsumeHead() {
 
 bool Lumet::DropQueue() {
   return head_ && cmdArray_.ResetConnectionOf(*head_);
+}
+
+void Lumet::ExpectBurst() {
+  counts_.BurstRequested(serial_.openings());
+  receive_.ExpectBurst();
 }
 
 void Lumet::TakeCommand() {

@@ -126,8 +126,8 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void SetCommand(std::string_view command);  ///< fills commandBuf and clears bCommandDone
   void TakeCommand();                         ///< moves the current entry to commandBuf
   void ConsumeHead();                         ///< removes the current entry
-  bool DropQueue();  ///< empties the queue; returns false if a new connection has begun
-  void ExpectBurst() { receive_.ExpectBurst(); }  ///< treats the next byte as the start of a burst
+  bool DropQueue();    ///< empties the queue; returns false if a new connection has begun
+  void ExpectBurst();  ///< treats the next byte as the start of a burst
 
   /// Publishes the progress of the download. Called by the thread that runs the current step.
   void Show(const DisplayState& state) { display_ = state; }

@@ -286,6 +286,28 @@ TEST_F(ResultTest, LiveScanDoesNotReplaceAMissingRecord) {
   EXPECT_NE(Entries().find("end incomplete"), std::string::npos);
 }
 
+TEST_F(ResultTest, SaysThatTheConnectionEndedDuringABurst) {
+  CutBurst({.destination = 1});
+  tavo.Scan("live");
+  AwaitEnd(0);
+  EXPECT_NE(View().find("|1 barcodes synchronized|" + closing_), std::string::npos) << View();
+  EXPECT_EQ(Message(),
+            "The connection ended during the transfer: 1 record was delivered. " + again_);
+  EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Show"});
+  EXPECT_NE(Entries().find("end incomplete"), std::string::npos);
+  ASSERT_TRUE(WaitFor([&] { return !controller.bConnecting; }));
+  Synchronize();
+  EXPECT_EQ(Message(), "3 records in 1 s, shown above");
+}
+
+TEST_F(ResultTest, SaysThatACutBurstWasErased) {
+  CutBurst({.destination = 1, .clearmemory = true});
+  tavo.Scan("live");
+  const std::string text = "The connection ended during the transfer: 1 record was delivered. ";
+  EXPECT_TRUE(WaitFor([&] { return Message() == text + "The scanner was erased."; })) << Message();
+  EXPECT_TRUE(log.Has("Quillet: " + text + "The scanner is being erased."));
+}
+
 TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
   StartWith({.destination = 2});
   simulator::DeviceSettings scanner = Scanner({"1", "2", "3"});
