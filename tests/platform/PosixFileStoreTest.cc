@@ -769,7 +769,7 @@ TEST_F(PosixFileStoreTest, MayReplaceOnlyFilesInAWritableFolder) {
 #ifdef __linux__
 TEST_F(PosixFileStoreTest, PrivateFilesWorkOnAFileSystemWithoutLocks) {
   const std::string path = folder_ / "file";
-  const std::string growing = Put("growing", "");
+  const std::string growing = Put("growing", "", 0600);
   for (const int error : {ENOLCK, EOPNOTSUPP}) {
     EXPECT_EQ(Child([&] {
                 const bool refuses = Refuse(SYS_flock, SYS_flock, error);
