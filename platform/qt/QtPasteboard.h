@@ -1,5 +1,9 @@
 #pragma once
 
+#include <chrono>
+#include <future>
+#include <mutex>
+
 #include "platform/MainQueue.h"
 #include "platform/Pasteboard.h"
 
@@ -14,10 +18,18 @@ namespace quillet::platform::qt {
 /// On X11, a text counts as set when the program owns the clipboard. The X server refuses a request
 /// whose time stamp is earlier than that of the current owner (ICCCM, 2.1). Before a call from
 /// another thread sets the text, Quillet therefore sends Qt an event with the current time.
+///
+/// On X11, a call from another thread also waits until the program with focus has read the text of
+/// the previous such call, because a slow program reads the clipboard long after the paste keys. The
+/// wait ends two seconds after that call. After such a time-out, calls do not wait, since a program
+/// may never read the clipboard. They wait again when a program with focus has read a text.
 class QtPasteboard final : public Pasteboard {
  public:
-  /// @param queue  the main thread's queue; it outlives this object
-  explicit QtPasteboard(MainQueue& queue) : queue_(queue) {}
+  /// @param queue        the main thread's queue; it outlives this object
+  /// @param longestRead  time in which the program with focus should read a text
+  explicit QtPasteboard(MainQueue& queue,
+                        std::chrono::milliseconds longestRead = std::chrono::seconds(2))
+      : queue_(queue), longestRead_(longestRead) {}
 
   bool SetString(std::string_view text) override;
 
@@ -26,7 +38,16 @@ class QtPasteboard final : public Pasteboard {
   void Keep() override;
 
  private:
+  void AwaitReader();
+
   MainQueue& queue_;
+  const std::chrono::milliseconds longestRead_;
+
+  // Held during calls from other threads than the main thread. Guards the members below.
+  std::mutex setting_;
+  std::future<void> read_;  // ready when the latest text has been read or replaced
+  std::chrono::steady_clock::time_point set_;  // when the latest text was set
+  bool readsInTime_ = true;                    // the text before it was read within longestRead_
 };
 
 }  // namespace quillet::platform::qt

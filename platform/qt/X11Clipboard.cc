@@ -73,6 +73,41 @@ class EventWaiter final : public QAbstractNativeEventFilter {
   std::function<void()> action_;
 };
 
+/// Calls an action once, when the program with focus requests the contents of the clipboard. Other
+/// programs, such as clipboard managers, may read each new text at once.
+class ReadWatcher final : public QAbstractNativeEventFilter {
+ public:
+  explicit ReadWatcher(xcb_connection_t* xcb)
+      : xcb_(xcb), clipboard_(Atom(xcb, "CLIPBOARD")), formats_(Atom(xcb, "TARGETS")) {
+    QCoreApplication::instance()->installNativeEventFilter(this);
+  }
+
+  void SetAction(std::function<void()> action) { action_ = std::move(action); }
+
+  bool nativeEventFilter(const QByteArray&, void* event, qintptr*) override {
+    const auto& request = *static_cast<const xcb_selection_request_event_t*>(event);
+    if (action_ && (request.response_type & ~kSentByClient) == XCB_SELECTION_REQUEST &&
+        request.selection == clipboard_ && request.target != formats_ &&
+        IsOfProgramWithFocus(request.requestor)) {
+      std::exchange(action_, nullptr)();
+    }
+    return false;
+  }
+
+ private:
+  // The upper bits of a window's ID identify the connection that created the window.
+  bool IsOfProgramWithFocus(xcb_window_t window) const {
+    const Reply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr), std::free);
+    return reply && ((reply->focus ^ window) & ~xcb_get_setup(xcb_)->resource_id_mask) == 0;
+  }
+
+  xcb_connection_t* const xcb_;
+  const xcb_atom_t clipboard_;
+  const xcb_atom_t formats_;
+  std::function<void()> action_;
+};
+
 }  // namespace
 
 bool OwnsClipboard() {
@@ -101,6 +136,13 @@ void AfterCurrentTime(std::function<void()> action) {
       });
   xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, id, property, XCB_ATOM_INTEGER, 32, 0, nullptr);
   xcb_flush(xcb);
+}
+
+void OnClipboardRead(std::function<void()> action) {
+  xcb_connection_t* const xcb = X11Connection();
+  if (xcb == nullptr) return;
+  static auto* const watcher = new ReadWatcher(xcb);  // lives as long as Qt's connection
+  watcher->SetAction(std::move(action));
 }
 
 void SaveClipboard() {
@@ -142,6 +184,8 @@ bool OwnsClipboard() {
 void AfterCurrentTime(std::function<void()> action) {
   action();
 }
+
+void OnClipboardRead(std::function<void()>) {}
 
 void SaveClipboard() {}
 

@@ -86,8 +86,9 @@ class TextWindow(Editor):
 
     TITLE = "text window"
 
-    def __init__(self, test, path="/tmp/window.text"):
-        super().__init__(test, "text-window", ["/usr/bin/python3", TEXT_WINDOW, path], path)
+    def __init__(self, test, path="/tmp/window.text", paste_delay=0):
+        super().__init__(test, "text-window",
+                         ["/usr/bin/python3", TEXT_WINDOW, path, str(paste_delay)], path)
 
 
 class KeyWindow(Editor):

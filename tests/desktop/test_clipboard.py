@@ -43,6 +43,13 @@ class ClipboardTest(TypingCase):
         self.addCleanup(os.kill, manager.pid, signal.SIGCONT)
         self.close()
 
+    def test_pastes_into_a_slow_program(self):
+        texts = [f"record {number}" for number in range(10)]
+        self.connect(texts, data_only(destination=2, non_english=1))
+        window = TextWindow(self, paste_delay=0.3)
+        self.deliver()
+        window.wait_for_text(lines(texts))
+
     def test_pastes_records_after_other_programs_copy_text(self):
         self.connect([], data_only(destination=2, non_english=1))
         window = TextWindow(self)

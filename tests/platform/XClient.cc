@@ -89,6 +89,27 @@ std::string XClient::Messages() {
   return bytes;
 }
 
+void XClient::RequestClipboard(const std::string& format) {
+  if (windows_.empty()) MakeWindow();
+  xcb_convert_selection(xcb_, windows_.back(), Atom("CLIPBOARD"), Atom(format), Atom("ANSWER"),
+                        XCB_CURRENT_TIME);
+  xcb_flush(xcb_);
+}
+
+std::optional<std::string> XClient::Clipboard() {
+  constexpr std::uint32_t kLongest = 1000;  // 4-byte units
+  while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(xcb_), std::free}) {
+    if ((event->response_type & 0x7F) != XCB_SELECTION_NOTIFY) continue;
+    const auto cookie = xcb_get_property(xcb_, 1, windows_.back(), Atom("ANSWER"),
+                                         XCB_GET_PROPERTY_TYPE_ANY, 0, kLongest);
+    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(xcb_, cookie, nullptr),
+                                                std::free);
+    return std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                       static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+  }
+  return std::nullopt;
+}
+
 void XClient::ChangeKeyboard() {
   const xcb_keycode_t key = xcb_get_setup(xcb_)->max_keycode;
   const xcb_keysym_t symbol = 'a';

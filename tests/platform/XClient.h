@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,13 @@ class XClient {
   void ListenToRoot();
   /// Returns the bytes of all received messages with 8-bit data.
   std::string Messages();
+
+  /// Requests the clipboard in a format. Creates a window if there is none.
+  /// @param format  "UTF8_STRING", or "TARGETS" for the list of formats
+  void RequestClipboard(const std::string& format = "UTF8_STRING");
+  /// Returns the answer to RequestClipboard, or no value if it has not arrived. Discards all other
+  /// events.
+  std::optional<std::string> Clipboard();
 
   /// Changes the keyboard's mapping, which the server reports to every client.
   void ChangeKeyboard();

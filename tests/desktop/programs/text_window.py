@@ -1,18 +1,21 @@
 #!/usr/bin/python3
-"""A window with a text field: text_window.py [FILE | --palette]
+"""A window with a text field: text_window.py [FILE [SECONDS] | --palette]
 
 Writes the text to FILE (default: this program's path plus ".text") after each change. Appends its
-process ID to a file whose name ends in ".starts". With --palette, also opens a window with a text
-field that stays on top of all windows, and writes its text to a file whose name ends in ".palette".
+process ID to a file whose name ends in ".starts". With SECONDS, handles each key for pasting that
+late. With --palette, also opens a window with a text field that stays on top of all windows, and
+writes its text to a file whose name ends in ".palette".
 """
 
 import os
 import sys
+import time
 import tkinter
 
 own = os.path.abspath(sys.argv[0])
 has_palette = sys.argv[1:] == ["--palette"]
 path = sys.argv[1] if len(sys.argv) > 1 and not has_palette else own + ".text"
+delay = float(sys.argv[2]) if len(sys.argv) > 2 else 0
 with open((own if path == own + ".text" else path) + ".starts", "a", encoding="ascii") as starts:
     starts.write(f"{os.getpid()}\n")
 
@@ -30,6 +33,7 @@ def add_field(window, file_path):
             field.edit_modified(False)
 
     field.bind("<<Modified>>", lambda _event: root.after_idle(save))
+    field.bind("<<Paste>>", lambda _event: time.sleep(delay))
     with open(file_path, "w", encoding="ascii"):
         pass
 
