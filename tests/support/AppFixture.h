@@ -117,6 +117,12 @@ class AppFixture : public ::testing::Test {
     tavo.WaitUntilRead();
   }
 
+  /// Waits until the scanner has been erased and the program has received the answer.
+  void AwaitErase() {
+    ASSERT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("E "); })) << tavo.Commands();
+    tavo.WaitUntilRead();
+  }
+
   /// Returns the text of the main view, with "|" for line feeds.
   std::string View() {
     mainQueue.RunAll();

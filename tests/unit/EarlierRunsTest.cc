@@ -109,8 +109,7 @@ TEST_F(EarlierRunsTest, ListsRunsAndLiveScansNewestFirst) {
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {"one", "two"});
   clock.Set({2026, 11, 16, 14, 7, 9});
   Synchronize();
-  ASSERT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("E "); }));
-  tavo.WaitUntilRead();
+  AwaitErase();
   Choose(2);
   tavo.Scan("live");
   OpenList();

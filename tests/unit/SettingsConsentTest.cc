@@ -378,7 +378,7 @@ TEST_F(ForeignSettingsTest, StartsAndErasesNothingUntilConfirmed) {
   Synchronize();
   EXPECT_EQ(applications.opened.front(), "/tmp/tool");
   EXPECT_FALSE(keyEvents.posts().empty());
-  EXPECT_TRUE(test::WaitFor([&] { return tavo.Commands().ends_with("E "); })) << tavo.Commands();
+  AwaitErase();
 }
 
 TEST_F(ForeignSettingsTest, UsesTheDefaultFileUntilConfirmed) {
@@ -458,7 +458,7 @@ TEST_F(ForeignSettingsTest, TrustedSettingsApplyImmediately) {
   StartWith({.destination = kToView, .clearmemory = true, .autosync = true});
   LaunchConnected(test::Scanner({"1"}));
   AwaitEnd(0);
-  EXPECT_TRUE(test::WaitFor([&] { return tavo.Commands().ends_with("E "); })) << tavo.Commands();
+  AwaitErase();
   EXPECT_TRUE(panels.runs.empty());
   EXPECT_FALSE(std::filesystem::exists(folder / "Confirmed"));
 }

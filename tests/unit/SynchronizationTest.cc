@@ -94,7 +94,7 @@ TEST_F(SynchronizationTest, ReportsRemovedOldRecordsUntilCleared) {
 TEST_F(SynchronizationTest, AutomaticRunRemovesHintsFromEarlierRuns) {
   ConnectWith({.destination = 1, .clearmemory = true, .autosync = true}, {"1"});
   AwaitEnd(0);
-  ASSERT_TRUE(WaitFor([&] { return tavo.Commands().ends_with("E "); }));
+  AwaitErase();
   mainQueue.RunAll();
   EXPECT_EQ(strip.text(), "The scanner keeps no copy of the records. A copy is in the archive.");
   const std::string latest =
