@@ -251,8 +251,8 @@ void SyncController::ConnectThread() {
   } else {
     StartTavo();
   }
-  bConnecting = false;
   strip_.Withdraw(Notice::kConnecting);
+  bConnecting = false;
   strip_.Withdraw(Notice::kPressIgnored);
   ShowConnectionState();
   // During this attempt, PortChanged did not start another one for ports that were plugged in.
