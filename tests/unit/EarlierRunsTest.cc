@@ -242,7 +242,7 @@ TEST_F(EarlierRunsTest, RefusesToWriteToTheSettingsFile) {
   OpenList();
   panels.answer = settingsFile;
   for (const auto action : {&RunsActions::saveAs, &RunsActions::exportCsv, &RunsActions::deliver}) {
-    runs.Press(&RunsActions::copy);
+    Press(&RunsActions::copy);  // shows another message
     runs.Press(action);
     EXPECT_TRUE(
         AwaitMessage("Records cannot be written to the settings file. Choose another file."));
