@@ -81,6 +81,11 @@ class Quillet:
         windows = self.windows("--name", "^Quillet V")
         return windows[0] if windows else None
 
+    def _visible_window(self):
+        """Waits for the main window. Returns its X11 ID."""
+        # A search for windows fails while another window is being destroyed.
+        return wait_until(self.window, "the window")
+
     def windows(self, *options):
         """Returns the X11 IDs of the program's visible windows, including open drop-down lists."""
         found = self._desktop.xdotool("search", "--all", "--onlyvisible", "--pid", self.pid,
@@ -89,7 +94,7 @@ class Quillet:
 
     def title(self):
         """Returns the window's title on the screen."""
-        return self._desktop.xdotool("getwindowname", self.window())
+        return self._desktop.xdotool("getwindowname", self._visible_window())
 
     def wait_for_title(self, title):
         wait_until(lambda: self.title() == title, lambda: f"title {title!r}, not {self.title()!r}")
@@ -257,26 +262,24 @@ class Quillet:
 
     def wait_for_chosen_port(self, name):
         wait_until(lambda: self.chosen_port() == name,
-                   lambda: f"{name} selected, not {self.chosen_port()}", limit=10)
+                   lambda: f"{name} selected, not {self.chosen_port()}")
 
     def choose_port(self, position):
         """Opens the port list and selects an entry. Positions start at 0."""
-        self._desktop.xdotool("windowactivate", "--sync", self.window())
+        self._desktop.xdotool("windowactivate", "--sync", self._visible_window())
         self._port_list().act("Press")
         wait_until(lambda: len(self.windows()) == 2, "the open list on the screen")
         self._desktop.xdotool("key", "Home", *["Down"] * position, "Return")
         wait_until(lambda: len(self.windows()) == 1, "the list to close")
 
     def type_keys(self, *keys):
-        self._desktop.xdotool("windowactivate", "--sync", self.window(), "key", *keys)
+        self._desktop.xdotool("windowactivate", "--sync", self._visible_window(), "key", *keys)
 
     # Exit
 
     def close_window(self):
         """Closes the window through the window manager."""
-        # A search for windows fails while another window is being destroyed.
-        window = wait_until(self.window, "the window")
-        close_window(self._desktop.environment["DISPLAY"], int(window))
+        close_window(self._desktop.environment["DISPLAY"], int(self._visible_window()))
 
     def wait_for_end(self):
         """Waits until the program exits. Returns its exit status."""
