@@ -14,6 +14,7 @@
 #include "tests/contract/Contract.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/window/MainLoop.h"
+#include "tests/window/Widgets.h"
 
 namespace quillet::test {
 namespace {
@@ -74,11 +75,6 @@ struct FakeWindowHarness final : WindowHarness {
 
 struct QtWindowHarness final : WindowHarness {
   static constexpr char kName[] = "Qt";
-  QtWindowHarness() {
-    for (QToolButton* each : widget.findChildren<QToolButton*>()) {
-      if (each->text() == "Connect") button = each;
-    }
-  }
   platform::Window& Window() override { return window.window(); }
   std::string Title() override { return widget.windowHandle()->title().toStdString(); }
   bool IsShown() override { return widget.isVisible(); }
@@ -127,7 +123,7 @@ struct QtWindowHarness final : WindowHarness {
   platform::qt::QtMainWindow window;
   QWidget& widget = window.widget();
   QStatusBar& strip = *widget.findChild<QStatusBar*>();
-  QToolButton* button = nullptr;
+  QToolButton* const button = window_tests::Find<QToolButton>(widget, "Connect");
 };
 
 const auto kWindows = Implementations<WindowHarness, FakeWindowHarness, QtWindowHarness>();

@@ -25,6 +25,7 @@
 
 #include "platform/qt/QtMainWindow.h"
 #include "tests/window/MainLoop.h"
+#include "tests/window/Widgets.h"
 
 namespace quillet::window_tests {
 namespace {
@@ -50,13 +51,7 @@ class MainWindow : public testing::Test {
     ASSERT_TRUE(SpinUntil([this] { return window_.widget().isActiveWindow(); }));
   }
 
-  QToolButton* Button(const QString& label) {
-    for (QToolButton* button : window_.widget().findChildren<QToolButton*>()) {
-      if (button->text() == label) return button;
-    }
-    ADD_FAILURE() << "no button " << label.toStdString();
-    return nullptr;
-  }
+  QToolButton* Button(const QString& label) { return Find<QToolButton>(window_.widget(), label); }
   /// Shows a message with two buttons, or progress, in the status strip.
   void ShowStatus(bool message) {
     if (!message) return window_.status().Show("Received 45 of 130 records", 0.25, {});

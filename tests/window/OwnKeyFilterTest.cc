@@ -9,6 +9,7 @@
 #include "platform/qt/QtMainWindow.h"
 #include "platform/qt/QtOwnKeyFilter.h"
 #include "tests/window/MainLoop.h"
+#include "tests/window/Widgets.h"
 
 namespace quillet::window_tests {
 namespace {
@@ -31,9 +32,7 @@ class OwnKeyFilter : public testing::Test {
     window_.Show();
     window_.widget().activateWindow();
     EXPECT_TRUE(SpinUntil([this] { return window_.widget().isActiveWindow(); }));
-    for (QToolButton* button : window_.widget().findChildren<QToolButton*>()) {
-      if (button->text() == "Synchronize") button->setFocus();
-    }
+    Find<QToolButton>(window_.widget(), "Synchronize")->setFocus();
   }
 
   // Sends the key to the window, as the windowing system does. If given a widget, QTest would send

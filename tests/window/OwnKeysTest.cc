@@ -31,6 +31,7 @@
 #include "tests/platform/XClient.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/window/MainLoop.h"
+#include "tests/window/Widgets.h"
 
 namespace quillet::window_tests {
 namespace {
@@ -68,12 +69,7 @@ class OwnKeys : public testing::Test {
     EXPECT_EQ(QGuiApplication::platformName(), "xcb");
   }
 
-  QToolButton* SynchronizeButton() {
-    for (QToolButton* button : window_.widget().findChildren<QToolButton*>()) {
-      if (button->text() == "Synchronize") return button;
-    }
-    return nullptr;
-  }
+  QToolButton* SynchronizeButton() { return Find<QToolButton>(window_.widget(), "Synchronize"); }
 
   /// Types with the program's keyboard and waits until the windows have ignored everything.
   void TypeOwn(const std::string& text) {

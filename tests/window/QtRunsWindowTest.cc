@@ -16,12 +16,12 @@
 #include <QToolTip>
 #include <QTreeWidget>
 #include <algorithm>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/qt/QtRunsWindow.h"
 #include "tests/window/MainLoop.h"
+#include "tests/window/Widgets.h"
 
 namespace quillet::window_tests {
 namespace {
@@ -58,13 +58,7 @@ class QtRunsWindowTest : public testing::Test {
   }
   void OpenWithRows() { Open(kRows); }
 
-  QPushButton* Button(const QString& text) {
-    for (QPushButton* button : window_.findChildren<QPushButton*>()) {
-      if (QString(button->text()).remove('&') == text) return button;
-    }
-    ADD_FAILURE() << "no button " << text.toStdString();
-    return nullptr;
-  }
+  QPushButton* Button(const QString& text) { return Find<QPushButton>(window_, text); }
   QTreeWidget* List() { return window_.findChild<QTreeWidget*>(); }
   QLineEdit* SearchField() { return window_.findChild<QLineEdit*>(); }
   QPlainTextEdit* Preview() { return window_.findChild<QPlainTextEdit*>(); }
@@ -268,15 +262,7 @@ TEST_F(QtRunsWindowTest, TabVisitsEveryControl) {
 TEST_F(QtRunsWindowTest, MnemonicsAreUnique) {
   for (const bool delivering : {false, true}) {
     window_.ShowDelivering(delivering);
-    std::set<QString> letters;
-    const auto take = [&](const QString& text) {
-      const qsizetype mark = text.indexOf('&');
-      if (mark < 0) return;
-      EXPECT_TRUE(letters.insert(text.mid(mark + 1, 1).toLower()).second) << text.toStdString();
-    };
-    for (auto* button : window_.findChildren<QPushButton*>()) take(button->text());
-    for (auto* label : window_.findChildren<QLabel*>()) take(label->text());
-    EXPECT_EQ(letters.size(), 9U);
+    EXPECT_EQ(UniqueMnemonics(window_).size(), 9U);
   }
 }
 

@@ -27,6 +27,7 @@
 #include "platform/qt/QtSettingsWindow.h"
 #include "tests/support/SettingsControls.h"
 #include "tests/window/MainLoop.h"
+#include "tests/window/Widgets.h"
 
 namespace quillet::window_tests {
 namespace {
@@ -83,17 +84,9 @@ class QtSettingsWindowTest : public testing::Test {
     }
   }
 
-  /// Finds a control by its accessible name, or a button or caption by its text.
   template <class Widget>
   Widget* Find(const QString& name) {
-    for (Widget* widget : window_.findChildren<Widget*>()) {
-      const QString text = widget->property("text").toString();
-      if (widget->accessibleName() == name) return widget;
-      if (widget->inherits("QPushButton") && QString(text).remove('&') == name) return widget;
-      if (widget->inherits("QLabel") && text == name) return widget;
-    }
-    ADD_FAILURE() << "no " << name.toStdString();
-    return nullptr;
+    return window_tests::Find<Widget>(window_, name);
   }
 
   QWidget* Find(const SettingsControl& control) {
@@ -197,6 +190,20 @@ TEST_F(QtSettingsWindowTest, ShowsEveryValueWithoutReportingAChange) {
   }
 }
 
+TEST_F(QtSettingsWindowTest, SelectsNoItemForAnUnknownNumber) {
+  for (const std::int32_t number : {8, -1, -48}) {
+    SettingsValues values = kValues;
+    for (const SettingsControl& each : kSettingsControls) {
+      if (each.IsList()) each.Set(values, number);
+    }
+    window_.Show(values);
+    for (const SettingsControl& each : kSettingsControls) {
+      if (each.IsList()) each.Set(values, -1);
+    }
+    Expect(values, "");
+  }
+}
+
 TEST_F(QtSettingsWindowTest, ShowSetsControlsInFieldOrder) {
   std::vector<std::size_t> order;  // byte offsets in the settings file
   SettingsValues values = kValues;
@@ -211,20 +218,6 @@ TEST_F(QtSettingsWindowTest, ShowSetsControlsInFieldOrder) {
   }
   window_.Show(values);
   EXPECT_EQ(order, (std::vector<std::size_t>{0, 1, 2, 3, 4, 11, 12, 5, 6, 8, 9, 10, 13, 7}));
-}
-
-TEST_F(QtSettingsWindowTest, SelectsNoItemForAnUnknownNumber) {
-  for (const std::int32_t number : {8, -1, -48}) {
-    SettingsValues values = kValues;
-    for (const SettingsControl& each : kSettingsControls) {
-      if (each.IsList()) each.Set(values, number);
-    }
-    window_.Show(values);
-    for (const SettingsControl& each : kSettingsControls) {
-      if (each.IsList()) each.Set(values, -1);
-    }
-    Expect(values, "");
-  }
 }
 
 TEST_F(QtSettingsWindowTest, MouseCanSetEveryValue) {
@@ -305,15 +298,7 @@ TEST_F(QtSettingsWindowTest, EveryControlHasANameAndADescription) {
 }
 
 TEST_F(QtSettingsWindowTest, MnemonicsAreUnique) {
-  std::set<QString> letters;
-  const auto take = [&](const QString& text) {
-    const qsizetype mark = text.indexOf('&');
-    if (mark < 0) return;
-    EXPECT_TRUE(letters.insert(text.mid(mark + 1, 1).toLower()).second) << text.toStdString();
-  };
-  for (auto* button : window_.findChildren<QAbstractButton*>()) take(button->text());
-  for (auto* label : window_.findChildren<QLabel*>()) take(label->text());
-  EXPECT_GE(letters.size(), 15U);
+  EXPECT_GE(UniqueMnemonics(window_).size(), 15U);
 }
 
 TEST_F(QtSettingsWindowTest, TabVisitsEveryControlInReadingOrder) {
@@ -378,7 +363,7 @@ TEST_F(QtSettingsWindowTest, DisablesPathCaptionAndButtonTogether) {
     EXPECT_EQ(Find<QLineEdit>("Path")->isReadOnly(), !enabled);
     EXPECT_EQ(Find<QLineEdit>("Path")->isEnabled(), enabled);
     EXPECT_EQ(Find<QPushButton>("Browse…")->isEnabled(), enabled);
-    EXPECT_EQ(Find<QLabel>("Pat&h:")->isEnabled(), enabled);
+    EXPECT_EQ(Find<QLabel>("Path:")->isEnabled(), enabled);
   }
 }
 
