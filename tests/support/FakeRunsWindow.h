@@ -18,7 +18,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
     selected_ = selected;
   }
   std::int32_t SelectedRow() const override { return selected_; }
-  void ClearSearch() override {}
+  void ClearSearch() override { searchText_.clear(); }
   void ShowEmptyText(std::string_view text) override { emptyText_ = text; }
   void EnableActions(bool use, bool remove) override {
     canUse_ = use;
@@ -36,10 +36,11 @@ class FakeRunsWindow final : public platform::RunsWindow {
   FakeWindow& runsWindow() override { return window_; }
 
   ///@{ User actions.
-  void Search(const std::string& text) { actions_.search(text); }
+  void Search(const std::string& text) {
+    if (std::exchange(searchText_, text) != text) actions_.search(text);
+  }
   void Select(std::int32_t row) {
-    selected_ = row;
-    actions_.select();
+    if (std::exchange(selected_, row) != row) actions_.select();
   }
   void Activate() { actions_.activate(); }
   void Press(std::function<void()> platform::RunsActions::*action) {
@@ -67,7 +68,7 @@ class FakeRunsWindow final : public platform::RunsWindow {
   platform::RunsActions actions_;
   std::vector<platform::RunRow> rows_;
   std::int32_t selected_ = -1;
-  std::string emptyText_, message_, question_;
+  std::string searchText_, emptyText_, message_, question_;
   bool canUse_ = false, canRemove_ = false, busy_ = false, delivering_ = false;
   FakeTextView preview_;
   FakeWindow window_;

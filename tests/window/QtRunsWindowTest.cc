@@ -86,19 +86,6 @@ class QtRunsWindowTest : public testing::Test {
   std::string reports_;
 };
 
-TEST_F(QtRunsWindowTest, ShowsRowsWithoutReportingASelection) {
-  OpenWithRows();
-  window_.ShowRows(kRows, 1);
-  ASSERT_EQ(List()->topLevelItemCount(), 2);
-  const std::vector<std::string> texts = {"2026-11-16 14:07:09",     "005771",   "130",
-                                          "/Users/Shared/stock.txt", "Complete", "Yes"};
-  for (int i = 0; i < List()->columnCount(); ++i) {
-    EXPECT_EQ(List()->topLevelItem(1)->text(i).toStdString(), texts[static_cast<std::size_t>(i)]);
-  }
-  EXPECT_EQ(window_.SelectedRow(), 1);
-  EXPECT_EQ(Reports(), "");
-}
-
 TEST_F(QtRunsWindowTest, ReusesTheItemsOfRemainingRows) {
   OpenWithRows();
   const auto items = [this] {

@@ -176,34 +176,6 @@ class QtSettingsWindowTest : public testing::Test {
   std::string reports_;
 };
 
-TEST_F(QtSettingsWindowTest, ShowsEveryValueWithoutReportingAChange) {
-  for (const SettingsControl& each : kSettingsControls) {
-    if (each.IsList()) {
-      EXPECT_EQ(Find<QComboBox>(each.name)->count(), each.items) << each.name;
-    }
-    SettingsValues values = kValues;
-    for (std::int32_t i = 0; i < each.items; ++i) {
-      each.Set(values, i);
-      window_.Show(values);
-      Expect(values, "");
-    }
-  }
-}
-
-TEST_F(QtSettingsWindowTest, SelectsNoItemForAnUnknownNumber) {
-  for (const std::int32_t number : {8, -1, -48}) {
-    SettingsValues values = kValues;
-    for (const SettingsControl& each : kSettingsControls) {
-      if (each.IsList()) each.Set(values, number);
-    }
-    window_.Show(values);
-    for (const SettingsControl& each : kSettingsControls) {
-      if (each.IsList()) each.Set(values, -1);
-    }
-    Expect(values, "");
-  }
-}
-
 TEST_F(QtSettingsWindowTest, ShowSetsControlsInFieldOrder) {
   std::vector<std::size_t> order;  // byte offsets in the settings file
   SettingsValues values = kValues;
