@@ -36,8 +36,8 @@ struct Platform {
   ///@}
 };
 
-/// Absolute paths of the program's folders and of the user guide.
-struct Folders {
+/// Absolute paths of the program's folders and files.
+struct Paths {
   std::string data;            ///< settings and output files; shared by all users
   std::string archive;         ///< the user's archive of received records
   std::string guide = {};      ///< path of the user guide; empty if it is not installed

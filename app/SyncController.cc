@@ -34,12 +34,12 @@ void Drain(SerialRegistry& registry, SerialRegistry::Handle iterator) {
 
 SyncController::SyncController(const Platform& platform, const MainWindowControls& controls,
                                platform::SettingsForm& form, platform::RunsWindow& runs,
-                               Folders folders)
+                               Paths paths)
     : settingsForm(form),
       platform_(platform),
       controls_(controls),
       runsWindow_(runs),
-      folders_(std::move(folders)) {
+      paths_(std::move(paths)) {
   controls_.connectTavo.OnPress([this] { connectButton(); });
   controls_.synchronize.OnPress([this] { synchronizeButton(); });
   controls_.clearview.OnPress([this] { clearviewButton(); });
@@ -66,7 +66,7 @@ void SyncController::Initialize() {
   bConnecting = false;
   numPorts = 0;
   DisplayText("Quillet has started...", true);
-  lumetfile = new LumetFile(platform_.log, platform_.clock, platform_.files, folders_.data);
+  lumetfile = new LumetFile(platform_.log, platform_.clock, platform_.files, paths_.data);
   lumetfile->CreateBarcodeDirectory();
   lumet = new Lumet(platform_.log, platform_.clock, platform_.line);
   lumet->setDelegate(this);
@@ -78,7 +78,7 @@ void SyncController::Initialize() {
   RestoreSettings();
   delivery_.Prepare(lumet->destination);
   const std::size_t unfinished = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
-                                 platform_.files.RemoveUnfinished(folders_.archive);
+                                 platform_.files.RemoveUnfinished(paths_.archive);
   messages_->Interrupted(archive_->TakeInterruptedRuns(), unfinished);
   delegate_->changeWindowTitle(kWindowTitle);
   startNotification();
@@ -91,8 +91,8 @@ void SyncController::OpenSettings() {
                            .settings = *lumet,
                            .panels = platform_.panels,
                            .strip = strip_,
-                           .dataFolder = folders_.data,
-                           .confirmed = folders_.confirmed,
+                           .dataFolder = paths_.data,
+                           .confirmed = paths_.confirmed,
                            .mayReview =
                                [this] {
                                  if (!run_.IsInProgress()) return true;

@@ -43,9 +43,9 @@ class SyncController final : public LumetDelegate {
   /// @param controls  controls of the main window
   /// @param form      settings window
   /// @param runs      window with the earlier synchronizations
-  /// @param folders   folders for the program's files
+  /// @param paths     paths of the program's files
   SyncController(const Platform& platform, const MainWindowControls& controls,
-                 platform::SettingsForm& form, platform::RunsWindow& runs, Folders folders);
+                 platform::SettingsForm& form, platform::RunsWindow& runs, Paths paths);
 
   // --- Start-up: main thread --------------------------------------------------------------------
 
@@ -157,7 +157,7 @@ class SyncController final : public LumetDelegate {
   const Platform platform_;
   const MainWindowControls controls_;
   platform::RunsWindow& runsWindow_;
-  const Folders folders_;
+  const Paths paths_;
   QuilletAppDelegate* delegate_ = nullptr;
   SharedText string_;
   MainView mainView_{platform_.mainQueue, controls_.barcodeView};
@@ -169,7 +169,7 @@ class SyncController final : public LumetDelegate {
       {.chooseApplication = [this] { settingsEditor_->ChooseApplication(); },
        .showRuns = [this] { earlierRuns_->Open(); },
        .isArchived = [this] { return !archive_->failed(); },
-       .guide = folders_.guide}};
+       .guide = paths_.guide}};
   bool isPortListChanging_ = false;       // main thread only
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};

@@ -97,7 +97,7 @@ void SyncController::SynchronizeFinished() {
 }
 
 void SyncController::OpenArchive() {
-  archive_ = new RunArchive(platform_.clock, platform_.files, *lumet, *lumet, folders_.archive);
+  archive_ = new RunArchive(platform_.clock, platform_.files, *lumet, *lumet, paths_.archive);
   archive_->OnProblem([this](RunArchive::Problem problem) { messages_->Problem(problem); });
   archive_->OnErased([this] { messages_->ScannerErased(); });
   lumet->setArchive(archive_);

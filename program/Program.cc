@@ -11,10 +11,10 @@
 namespace quillet {
 
 // Qt receives only the program's name: Quillet takes no arguments.
-Program::Program(char** arguments, Folders folders)
+Program::Program(char** arguments, Paths paths)
     : argv_{arguments[0], nullptr},
       arguments_(arguments),
-      folders_(std::move(folders)),
+      paths_(std::move(paths)),
       application_(argc_, argv_),
       settingsWindow_(window_.widget(), kChoices),
       runsWindow_(window_.widget()),
@@ -39,7 +39,7 @@ void Program::Run(platform::SerialRegistry& registry, platform::posix::SingleIns
                          .clearview = window_.clearItem(),
                          .earlierRuns = window_.earlierRunsItem(),
                          .status = window_.status()},
-      settingsWindow_, runsWindow_, folders_);
+      settingsWindow_, runsWindow_, paths_);
   delegate_.setWindow(&window_.window());
   delegate_.setSyncController(controller_);
   if (desktop_.ownKeys) {

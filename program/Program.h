@@ -31,8 +31,8 @@ namespace quillet {
 class Program {
  public:
   /// @param arguments  the arguments of main
-  /// @param folders    folders for the program's files
-  Program(char** arguments, Folders folders);
+  /// @param paths      paths of the program's files
+  Program(char** arguments, Paths paths);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
   ~Program() = delete;
@@ -58,7 +58,7 @@ class Program {
   int argc_ = 1;
   char* argv_[2];
   char** const arguments_;
-  const Folders folders_;
+  const Paths paths_;
   platform::posix::SyslogLog log_;
   platform::posix::PosixClock clock_;
   platform::posix::PosixSerialLine line_;

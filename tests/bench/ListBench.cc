@@ -80,7 +80,7 @@ class Program {
             Platform{log_, clock_, test::SystemLine(), files_, queue, registry_, workspace_,
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
             MainWindowControls{view_, ports_, item_, item_, item_, item_, earlier_, progress_},
-            form_, window_, Folders{folder / "QuilletData", folder / "Archive"})) {
+            form_, window_, Paths{folder / "QuilletData", folder / "Archive"})) {
     application_.setWindow(&mainWindow_);
     application_.setSyncController(&controller_);
     application_.applicationDidFinishLaunching();

@@ -55,7 +55,7 @@ class WholeProgram {
                      panels_, ticker_, keyEvents_, pasteboard_, applications_},
             MainWindowControls{view_, ports_, item_, item_, item_, item_, item_, strip_}, form_,
             runs_,
-            Folders{folder_ / "QuilletData", archive.empty() ? folder_ / "Archive" : archive})) {
+            Paths{folder_ / "QuilletData", archive.empty() ? folder_ / "Archive" : archive})) {
     registry_.Attach("usbmodem1", scanner.Path());
     application_.setWindow(&window_);
     application_.setSyncController(&controller_);

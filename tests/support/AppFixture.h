@@ -172,7 +172,7 @@ class AppFixture : public ::testing::Test {
                Or(own_.workspace, workspace), panels, ticker, Or(own_.keyEvents, keyEvents),
                Or(own_.pasteboard, pasteboard), Or(own_.applications, applications)},
       MainWindowControls{view, ports, connect, settings, synchronize, clear, earlierRuns, strip},
-      form, runs, Folders{dataFolder, archiveFolder, {}, folder / "Confirmed"});
+      form, runs, Paths{dataFolder, archiveFolder, {}, folder / "Confirmed"});
 
  private:
   template <class Interface>
