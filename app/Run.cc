@@ -101,7 +101,7 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   result.refusedSettingsFile = file.IsSettingsFile(name);
   // Gather may cut a record in the middle of a character. RepairUtf8 replaces the broken character.
   const std::string text = RepairUtf8(records->text);
-  platform::FileStore::Replaced written;
+  platform::Replaced written;
   if (!result.refusedSettingsFile) {
     written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
   }

@@ -80,10 +80,10 @@ void LumetFile::CreateBarcodeDirectory() {
   }
 }
 
-FileStore::Replaced LumetFile::WriteDataToFile(const std::string& path, std::string_view data,
-                                               bool /*spare*/, bool append) {
+platform::Replaced LumetFile::WriteDataToFile(const std::string& path, std::string_view data,
+                                              bool /*spare*/, bool append) {
   Log(log_, "-[LumetFile WriteDataToFile::::]", "[", ForeignText(path), "]", ForeignText(data));
-  FileStore::Replaced written;
+  platform::Replaced written;
   if (append) {
     written =
         files_.Update(path, [&](std::string_view old) { return DecodeTextFile(old).append(data); });
@@ -162,7 +162,7 @@ std::string LumetFile::AlternativePath(const std::string& path) {
   return name + digits + std::string(kEnding);
 }
 
-FileStore::Replaced LumetFile::SaveRegistry(std::span<const char> src) {
+platform::Replaced LumetFile::SaveRegistry(std::span<const char> src) {
   const auto end = std::find(src.begin(), src.end(), '\0');
   return WriteDataToFile(RegistryPath(), {src.begin(), end}, true, false);
 }

@@ -44,8 +44,8 @@ class LumetFile {
   /// @param spare   unused
   /// @param append  whether to keep the text of an existing file, converted to UTF-8, before `data`
   /// @return see FileStore::Replace, ReplaceChecked and Update
-  platform::FileStore::Replaced WriteDataToFile(const std::string& path, std::string_view data,
-                                                bool spare, bool append);
+  platform::Replaced WriteDataToFile(const std::string& path, std::string_view data, bool spare,
+                                     bool append);
 
   /// Returns true if `path` refers to the settings file, directly or through a link. Runs must not
   /// write there: their records would replace the settings, and the next Save would replace the
@@ -107,7 +107,7 @@ class LumetFile {
 
   /// Replaces the settings file with the text in `src` up to the first NUL.
   /// @return see FileStore::ReplaceChecked
-  platform::FileStore::Replaced SaveRegistry(std::span<const char> src);
+  platform::Replaced SaveRegistry(std::span<const char> src);
 
   /// Returns the name of the user who owns the settings file, or an empty string.
   std::string SettingsOwner() { return files_.Owner(RegistryPath()); }

@@ -28,8 +28,6 @@ class FileStore : public CheckedFiles, public PrivateFiles {
   /// @return the bytes, or no value if the file is missing, not regular or not readable
   virtual std::optional<std::string> Read(const std::string& path, std::size_t limit) = 0;
 
-  using Replaced = platform::Replaced;  ///< result of Replace
-
   /// Creates or replaces a file atomically: if the process is killed, the file has either its old
   /// or its new contents. A symbolic link at `path` is replaced, not followed. After an error, the
   /// file is unchanged or a power failure may undo the replacement.

@@ -138,7 +138,7 @@ void CopyPermissions(int file, const struct stat& old) {
 }
 
 // Returns the result of an operation that has just failed and set errno.
-FileStore::Replaced Failure() {
+Replaced Failure() {
   return {.error = errno != 0 ? errno : EIO};
 }
 
@@ -233,8 +233,7 @@ Existing FindExisting(const Place& place) {
 // Writes a temporary file and renames it.
 // @param mode  mode of the temporary file; the kernel applies the umask
 // @param old   status of the file whose permissions are copied, or null
-FileStore::Replaced Write(const Place& place, mode_t mode, const struct stat* old,
-                          std::string_view contents) {
+Replaced Write(const Place& place, mode_t mode, const struct stat* old, std::string_view contents) {
   if (place.name.empty()) return {.error = EISDIR};
   const int folder = place.folder.Get();
   Temporary temporary = CreateTemporary(folder, place.name, mode);
@@ -246,7 +245,7 @@ FileStore::Replaced Write(const Place& place, mode_t mode, const struct stat* ol
   if (old != nullptr) CopyPermissions(file.Get(), *old);
   if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||
       renameat(folder, temporary.name.c_str(), folder, place.name.c_str()) != 0) {
-    const FileStore::Replaced failure = Failure();
+    const Replaced failure = Failure();
     unlinkat(folder, temporary.name.c_str(), 0);
     return failure;
   }
@@ -259,7 +258,7 @@ FileStore::Replaced Write(const Place& place, mode_t mode, const struct stat* ol
 
 // Replaces a file. The replacement of a private file must never be readable by others, not even
 // temporarily.
-FileStore::Replaced Write(const Place& place, const Existing& old, std::string_view contents) {
+Replaced Write(const Place& place, const Existing& old, std::string_view contents) {
   const mode_t mode = old.isRegular || old.isLink ? kPrivateFileMode : kDefaultFileMode;
   return Write(place, mode, old.isRegular ? &old.status : nullptr, contents);
 }
@@ -307,14 +306,13 @@ Checked PosixFileStore::ReadChecked(const std::string& path, std::size_t limit) 
   return checked;
 }
 
-FileStore::Replaced PosixFileStore::Replace(const std::string& path, std::string_view contents) {
+Replaced PosixFileStore::Replace(const std::string& path, std::string_view contents) {
   const Place place = OpenPlace(path);
   if (!place.folder.IsOpen()) return Failure();
   return Write(place, FindExisting(place), contents);
 }
 
-FileStore::Replaced PosixFileStore::ReplaceChecked(const std::string& path,
-                                                   std::string_view contents) {
+Replaced PosixFileStore::ReplaceChecked(const std::string& path, std::string_view contents) {
   const Place place = OpenPlace(path);
   if (!place.folder.IsOpen()) return Failure();
   const Existing old = FindExisting(place);
@@ -325,7 +323,7 @@ FileStore::Replaced PosixFileStore::ReplaceChecked(const std::string& path,
   return Write(place, old, contents);
 }
 
-FileStore::Replaced PosixFileStore::Update(const std::string& path, const Change& change) try {
+Replaced PosixFileStore::Update(const std::string& path, const Change& change) try {
   const Place place = OpenPlace(path);
   if (!place.folder.IsOpen()) return Failure();
   Existing old;
@@ -373,8 +371,7 @@ std::shared_ptr<GrowingFile> PosixFileStore::OpenGrowing(const std::string& path
   return PosixGrowingFile::Open(path, fresh);
 }
 
-FileStore::Replaced PosixFileStore::ReplacePrivate(const std::string& path,
-                                                   std::string_view contents) {
+Replaced PosixFileStore::ReplacePrivate(const std::string& path, std::string_view contents) {
   const Place place = OpenPlace(path);
   if (!place.folder.IsOpen()) return Failure();
   return Write(place, kPrivateFileMode, nullptr, contents);
