@@ -1,5 +1,6 @@
 #include "app/ApplicationDelivery.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -70,15 +71,24 @@ ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& 
 bool ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
   ForgetOwnWindow();
-  const bool isSent = paste ? Paste(record) : Type(record);
-  const bool hasProblem = ShowProblem();
-  return isSent && !hasProblem;
+  const bool posted = paste ? Paste(record) : Type(record);
+  const bool accepted = ShowProblem();
+  if (posted && !accepted) --posted_;
+  return posted && accepted;
+}
+
+std::int32_t ApplicationDelivery::delivered() const {
+  const std::int32_t missed = isAtOwnWindow_ ? lastMissed_ - firstMissed_ + 1 : 0;
+  return std::max(posted_ - missedBefore_ - missed, 0);
 }
 
 // Posts all keys of a record in one call. If the user holds modifiers, a backend then releases them
-// only once per record.
+// only once per record. Counts the record first, because KeyIgnored may be called during the call.
 bool ApplicationDelivery::Type(const std::string& record) {
-  if (!IsAscii(record)) return false;
+  if (!IsAscii(record)) {
+    if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
+    return false;
+  }
   std::string text;
   std::vector<KeyEvent> events;
   for (const char character : record) {
@@ -87,9 +97,12 @@ bool ApplicationDelivery::Type(const std::string& record) {
     text += character;
     AddKey(events, key, FlagOf(key));
   }
+  if (!events.empty()) {
+    ShowInputMethod();
+    if (IsRefused(platform_.keyEvents.Untypable(text))) return false;
+  }
+  ++posted_;
   if (events.empty()) return false;
-  ShowInputMethod();
-  if (IsRefused(platform_.keyEvents.Untypable(text))) return false;
   platform_.keyEvents.Post(events);
   return true;
 }
@@ -112,11 +125,15 @@ bool ApplicationDelivery::IsRefused(const std::string& untypable) {
   if (untypable.empty()) return false;
   const std::string names = NamesOf(untypable);
   Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't type ", names);
+  RaiseNotTyped("the keyboard layout has no key for " + names);
+  return true;
+}
+
+void ApplicationDelivery::RaiseNotTyped(const std::string& reason) {
   strip_.Raise(Notice::kRecordNotTyped,
-               "A record was not typed: the keyboard layout has no key for " + names +
+               "A record was not typed: " + reason +
                    ". Turn on \"Paste text instead of typing it\" in the settings.",
                {{"Show", actions_.showRuns}});
-  return true;
 }
 
 bool ApplicationDelivery::Paste(const std::string& record) {
@@ -130,25 +147,27 @@ bool ApplicationDelivery::Paste(const std::string& record) {
     }
     return false;
   }
-  if (pastingFailed_.exchange(false)) strip_.Withdraw(Notice::kPastingImpossible);
+  if (pastingFailed_.exchange(false)) {
+    strip_.Withdraw(Notice::kPastingImpossible);
+    RaiseIncomplete("Not everything was pasted: the clipboard was not available.");
+  }
+  ++posted_;
   platform_.clock.Sleep(kPastePause);
   SendCommandAndV();
   platform_.clock.Sleep(kPastePause);
   return true;
 }
 
-// Returns true if the system does not accept keys.
+// Returns true if the system accepted the keys of the last record.
 bool ApplicationDelivery::ShowProblem() {
   const std::string problem = platform_.keyEvents.Problem();
   const std::string earlier = typingProblem_.Get();
-  if (earlier == problem) return !problem.empty();
+  if (earlier == problem) return problem.empty();
   typingProblem_.Set(problem);
   if (problem.empty()) {
     strip_.Withdraw(Notice::kTypingImpossible);
-    RaiseUndelivered(Notice::kRecordNotTyped, "Not everything was typed: " + AsSentence(earlier),
-                     "The records are in the archive.",
-                     "They were not saved either. Scan or synchronize again.");
-    return false;
+    RaiseIncomplete("Not everything was typed: " + AsSentence(earlier));
+    return true;
   }
   std::vector<StripAction> actions;
   if (!actions_.guide.empty()) {
@@ -156,11 +175,14 @@ bool ApplicationDelivery::ShowProblem() {
   }
   strip_.Raise(Notice::kTypingImpossible,
                "Quillet cannot type on this desktop: " + AsSentence(problem), std::move(actions));
-  return true;
+  return false;
 }
 
 void ApplicationDelivery::RunBegan() {
   isAtOwnWindow_ = false;
+  posted_ = 0;
+  missedBefore_ = 0;
+  nonAsciiSaid_ = false;
   pastingFailed_ = false;
   typingProblem_.Set("");
   inputMethod_.Set("");
@@ -174,12 +196,20 @@ void ApplicationDelivery::RunBegan() {
 
 void ApplicationDelivery::KeyIgnored() {
   lastIgnored_ = platform_.clock.Now();
+  lastMissed_ = posted_.load();
+  if (!isAtOwnWindow_) firstMissed_ = posted_.load();
   if (isAtOwnWindow_.exchange(true)) return;
   RaiseUndelivered(Notice::kTypedAtQuillet,
                    "Quillet was in front, so the records were not delivered.",
                    "They are in the archive. Click the other program before you scan again.",
                    "They were not saved either. Click the other program, then scan or synchronize "
                    "again.");
+}
+
+// Says until the next run begins that earlier records were not delivered.
+void ApplicationDelivery::RaiseIncomplete(const std::string& problem) {
+  RaiseUndelivered(Notice::kRecordNotTyped, problem, "The records are in the archive.",
+                   "They were not saved either. Scan or synchronize again.");
 }
 
 void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& problem,
@@ -191,15 +221,17 @@ void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& pro
   }
 }
 
-// Withdraws the message that Quillet's window ignored a record, unless the window ignored a key of
+// Replaces the message that Quillet's window ignored records, unless the window ignored a key of
 // the previous record. If the main thread handles such a key late, KeyIgnored raises the message
 // again.
 void ApplicationDelivery::ForgetOwnWindow() {
   const Time previous = std::exchange(lastRecord_, platform_.clock.Now());
   if (isAtOwnWindow_ && previous > lastIgnored_.load() &&
       previous - lastIgnored_.load() > kLatestKey) {
+    missedBefore_ = missedBefore_ + lastMissed_ - firstMissed_ + 1;
     isAtOwnWindow_ = false;
     strip_.Withdraw(Notice::kTypedAtQuillet);
+    RaiseIncomplete("Not everything was delivered: Quillet was in front.");
   }
 }
 

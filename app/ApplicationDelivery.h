@@ -34,7 +34,8 @@ class ApplicationDelivery {
   /// @param actions   see Actions
   ApplicationDelivery(const Platform& platform, StatusStrip& strip, Actions actions);
 
-  /// Pastes or types a record. Records with non-ASCII characters are not typed.
+  /// Pastes or types a record. Records with non-ASCII characters are not typed. If a record is not
+  /// delivered, a message says so until the next run begins.
   /// @return true if keys were sent for the record
   bool Deliver(const std::string& record, bool paste);
 
@@ -57,8 +58,12 @@ class ApplicationDelivery {
   /// @param application  the path in the settings
   void CheckTarget(std::int32_t destination, const std::string& application);
 
-  /// Removes the messages about earlier records. Any thread.
+  /// Removes the messages about earlier records and sets delivered() to 0. Any thread.
   void RunBegan();
+
+  /// Number of records that were typed or pasted since the run began. Records that Quillet's
+  /// windows ignored are not counted, as far as their keys have been reported. Any thread.
+  std::int32_t delivered() const;
 
   /// Called when a window of this program has ignored a key of a record. Main thread.
   void KeyIgnored();
@@ -70,9 +75,11 @@ class ApplicationDelivery {
 
   bool Type(const std::string& record);
   bool IsRefused(const std::string& untypable);
+  void RaiseNotTyped(const std::string& reason);
   bool Paste(const std::string& record);
   bool ShowProblem();
   void ShowInputMethod();
+  void RaiseIncomplete(const std::string& problem);
   void RaiseUndelivered(Notice notice, const std::string& problem, const std::string& archived,
                         const std::string& lost);
   void ForgetOwnWindow();
@@ -95,7 +102,12 @@ class ApplicationDelivery {
   std::mutex checking_;        // guards targetMessage_
   std::string targetMessage_;  // text of the message kTargetMissing
 
-  std::atomic<bool> isAtOwnWindow_ = false;  // kTypedAtQuillet is raised
+  std::atomic<std::int32_t> posted_ = 0;        // records typed or pasted since the run began
+  std::atomic<bool> nonAsciiSaid_ = false;      // a message about non-ASCII characters was raised
+  std::atomic<bool> isAtOwnWindow_ = false;     // kTypedAtQuillet is raised
+  std::atomic<std::int32_t> firstMissed_ = 0;   // value of posted_ when it was raised
+  std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ at the last ignored key
+  std::atomic<std::int32_t> missedBefore_ = 0;  // records missed before kTypedAtQuillet was raised
   std::atomic<Time> lastIgnored_ = Time::min();
 };
 

@@ -34,6 +34,11 @@ std::string TimeTaken(std::chrono::milliseconds taken) {
   return seconds < 100 ? std::to_string(seconds) + " s" : std::to_string(seconds / 60) + " min";
 }
 
+// Returns "2 of 3 records", or "3 records" if no record is missing.
+std::string PartOf(std::int32_t part, std::int32_t all) {
+  return (part < all ? std::to_string(part) + " of " : "") + Counted(all);
+}
+
 // Returns the name of an application: the last part of its path without the extension.
 std::string ApplicationName(const std::string& path) {
   const std::string name = path.substr(path.rfind('/') + 1);
@@ -184,19 +189,27 @@ void RunMessages::ShowFinished(const Run::Result& result) {
   if (result.records == 0) {
     return parts_.strip.Raise(Notice::kRunFinished, "The scanner sent no records.");
   }
-  const auto taken = parts_.platform.clock.Now() / 1ms - begin_;
-  const std::string text =
-      Counted(result.records) + " in " + TimeTaken(std::chrono::milliseconds(taken));
   if (!result.file.empty()) {
-    return parts_.strip.Raise(Notice::kRunFinished, text + ": " + ShownText(result.file),
+    return parts_.strip.Raise(Notice::kRunFinished,
+                              Counted(result.records) + InTime() + ": " + ShownText(result.file),
                               FileActions(result.file));
   }
-  const std::string typed = settings.bNonEnglish ? ", pasted into " : ", typed into ";
+  if (settings.destination == kToView) {
+    return parts_.strip.Raise(Notice::kRunFinished,
+                              Counted(result.records) + InTime() + ", shown above");
+  }
+  const std::string receiver = settings.destination == kToNamedApplication
+                                   ? ShownText(ApplicationName(settings.appname.Get()))
+                                   : "the active application";
   parts_.strip.Raise(Notice::kRunFinished,
-                     text + (settings.destination == kToView ? ", shown above"
-                             : settings.destination == kToNamedApplication
-                                 ? typed + ShownText(ApplicationName(settings.appname.Get()))
-                                 : typed + "the active application"));
+                     PartOf(parts_.delivery.delivered(), result.records) + InTime() +
+                         (settings.bNonEnglish ? ", pasted into " : ", typed into ") + receiver);
+}
+
+// Returns how long the run took, as a part of a sentence.
+std::string RunMessages::InTime() const {
+  const auto taken = parts_.platform.clock.Now() / 1ms - begin_;
+  return " in " + TimeTaken(std::chrono::milliseconds(taken));
 }
 
 // If records were not received, says so. Of a burst, the number of missing records is unknown.

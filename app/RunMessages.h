@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "app/ApplicationDelivery.h"
 #include "app/EarlierRuns.h"
 #include "app/Platform.h"
 #include "app/Run.h"
@@ -27,15 +28,16 @@ class RunMessages {
  public:
   /// The objects that RunMessages uses. All must outlive it.
   struct Parts {
-    const Platform& platform;            ///< clock, ticker, main queue and desktop
-    const Lumet& session;                ///< progress and settings
-    const Run& run;                      ///< counts the records
-    const Word<bool>& isConnected;       ///< whether a scanner is connected
-    RunArchive& archive;                 ///< stores the records
-    EarlierRuns& earlierRuns;            ///< shows a run in the archive
-    StatusStrip& strip;                  ///< shows the messages
-    std::function<void()> openSettings;  ///< opens the settings window; main thread
-    std::function<void()> restart;       ///< starts the program again; main thread
+    const Platform& platform;             ///< clock, ticker, main queue and desktop
+    const Lumet& session;                 ///< progress and settings
+    const Run& run;                       ///< counts the records
+    const ApplicationDelivery& delivery;  ///< counts the records that were typed or pasted
+    const Word<bool>& isConnected;        ///< whether a scanner is connected
+    RunArchive& archive;                  ///< stores the records
+    EarlierRuns& earlierRuns;             ///< shows a run in the archive
+    StatusStrip& strip;                   ///< shows the messages
+    std::function<void()> openSettings;   ///< opens the settings window; main thread
+    std::function<void()> restart;        ///< starts the program again; main thread
   };
 
   explicit RunMessages(const Parts& parts) : parts_(parts) {}  ///< see Parts
@@ -76,6 +78,7 @@ class RunMessages {
   void StartTicker();
   void ShowProgress();
   void ShowFinished(const Run::Result& result);
+  std::string InTime() const;
   void ShowMissing(std::string_view scanner);
   std::string Arrived() const;
   std::string Kept(std::int32_t records) const;

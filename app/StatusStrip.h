@@ -27,10 +27,10 @@ enum class Notice {
   kPressIgnored,  ///< the button that the user pressed has no effect now
 
   kTypingImpossible,   ///< the system does not allow Quillet to type
-  kRecordNotTyped,     ///< an earlier record was typed only in part or not at all
   kPastingImpossible,  ///< a record could not be put on the clipboard
   kTargetMissing,      ///< the application for the records does not exist
   kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet
+  kRecordNotTyped,     ///< an earlier record was delivered only in part or not at all
   kInputMethodOn,      ///< an input method may change typed records
 
   kProgress,  ///< the progress of a run; see StatusStrip::ShowProgress

@@ -114,6 +114,7 @@ void SyncController::OpenArchive() {
   messages_ = new RunMessages({.platform = platform_,
                                .session = *lumet,
                                .run = run_,
+                               .delivery = delivery_,
                                .isConnected = bIsConnected,
                                .archive = *archive_,
                                .earlierRuns = *earlierRuns_,

@@ -125,6 +125,10 @@ TEST_F(DeliveryTest, PreparesTypingAtStartup) {
 TEST_F(DeliveryTest, PastesButNeverTypesNonAsciiText) {
   delivery.Deliver("12\xC3\xA9\n", false);
   EXPECT_TRUE(keyEvents.posts().empty());
+  EXPECT_EQ(Message(),
+            "A record was not typed: it contains characters outside ASCII. Turn on \"Paste text "
+            "instead of typing it\" in the settings.");
+  EXPECT_EQ(display.Buttons(), Texts{"Show"});
   delivery.Deliver("12\xC3\xA9 \xE2\x82\xAC\r\n", true);
   EXPECT_EQ(pasteboard.texts(), Texts{"12\xC3\xA9 \xE2\x82\xAC\r\n"});
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
@@ -150,6 +154,11 @@ TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
   pasteboard.takes = true;
   delivery.Deliver("2", true);
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
+  EXPECT_EQ(Message(),
+            "Not everything was pasted: the clipboard was not available. The records are in the "
+            "archive.");
+  EXPECT_EQ(display.Buttons(), Texts{"Show"});
+  delivery.RunBegan();
   EXPECT_EQ(Message(), "");
 }
 
@@ -226,11 +235,49 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   EXPECT_EQ(Message(), message) << "Quillet ignored the previous record";
   clock.Advance(1ms);
   delivery.Deliver("3", false);
-  EXPECT_EQ(Message(), "");
+  const std::string lasting =
+      "Not everything was delivered: Quillet was in front. The records are in the archive.";
+  EXPECT_EQ(Message(), lasting);
   delivery.KeyIgnored();
   EXPECT_EQ(Message(), message);
   delivery.RunBegan();
   EXPECT_EQ(Message(), "");
+}
+
+TEST_F(DeliveryTest, CountsOnlyDeliveredRecords) {
+  const auto deliver = [this](bool paste = false, const std::string& record = "1\r\n") {
+    delivery.Deliver(record, paste);
+    return delivery.delivered();
+  };
+  EXPECT_EQ(deliver(), 1);
+  EXPECT_EQ(deliver(false, "\xC3\xA9"), 1);
+  EXPECT_EQ(deliver(true, "\xC3\xA9"), 2);
+  EXPECT_EQ(deliver(false, ""), 3) << "an empty record is complete";
+  keyEvents.untypable = "1";
+  EXPECT_EQ(deliver(), 3);
+  keyEvents.untypable = "";
+  pasteboard.takes = false;
+  EXPECT_EQ(deliver(true), 3);
+  keyEvents.problem = "the keyboard layout changed";
+  EXPECT_EQ(deliver(), 3);
+  keyEvents.problem = "";
+  EXPECT_EQ(deliver(), 4);
+  delivery.RunBegan();
+  EXPECT_EQ(delivery.delivered(), 0);
+}
+
+TEST_F(DeliveryTest, DoesNotCountRecordsThatQuilletIgnored) {
+  keyEvents.onPost = [this] { delivery.KeyIgnored(); };
+  for (int i = 0; i < 50; ++i) delivery.Deliver("1", false);
+  EXPECT_EQ(delivery.delivered(), 0);
+  keyEvents.onPost = nullptr;
+  for (int i = 0; i < 250; ++i) {
+    clock.Advance(1s);
+    delivery.Deliver("1", false);
+  }
+  EXPECT_EQ(delivery.delivered(), 250);
+  delivery.KeyIgnored();
+  EXPECT_EQ(delivery.delivered(), 249);
 }
 
 TEST_F(DeliveryTest, SaysThatTheApplicationIsMissing) {

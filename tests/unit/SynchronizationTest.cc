@@ -349,6 +349,14 @@ TEST_F(ResultTest, NamesTheEndedRunIfItsEraseIsWithheld) {
   tavo.WaitUntilHeld();
 }
 
+TEST_F(ResultTest, CountsOnlyTypedRecordsAsTyped) {
+  StartAutomaticRun({.destination = 1, .burstsync = false}, "p1#");
+  Choose(2);
+  tavo.Release();
+  AwaitEnd(0);
+  EXPECT_EQ(Message(), "2 of 3 records in 1 s, typed into the active application");
+}
+
 TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
   StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
