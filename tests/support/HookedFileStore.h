@@ -26,15 +26,15 @@ class HookedFileStore : public platform::FileStore {
     }
     return checked;
   }
-  Replaced Replace(const std::string& path, std::string_view contents) override {
+  platform::Replaced Replace(const std::string& path, std::string_view contents) override {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
     return files_.Replace(path, contents);
   }
-  Replaced ReplaceChecked(const std::string& path, std::string_view contents) override {
+  platform::Replaced ReplaceChecked(const std::string& path, std::string_view contents) override {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
     return files_.ReplaceChecked(path, contents);
   }
-  Replaced Update(const std::string& path, const Change& change) override {
+  platform::Replaced Update(const std::string& path, const Change& change) override {
     if (const auto hook = std::exchange(whileReplacing, nullptr)) hook();
     return files_.Update(path, change);
   }
@@ -54,7 +54,7 @@ class HookedFileStore : public platform::FileStore {
     if (!file || flushes) return file;
     return std::make_shared<UnflushedFile>(std::move(file));
   }
-  Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
+  platform::Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
     if (isReadOnly) return {.error = EROFS};
     return files_.ReplacePrivate(path, contents);
   }
