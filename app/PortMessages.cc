@@ -54,9 +54,8 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
           denied + "Log out and back in to activate the " + obstacle.group + " group.", {});
   } else if (!obstacle.group.empty()) {
     Raise(Notice::kPortDenied, path,
-          denied + "Join the " + obstacle.group +
-              " group (copy the command, run it in a terminal, log in again) or add the device to "
-              "70-quillet-scanner.rules.",
+          denied + "Run the command to join the " + obstacle.group +
+              " group, or add the device to 70-quillet-scanner.rules.",
           {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {
     Raise(Notice::kPortDenied, path,

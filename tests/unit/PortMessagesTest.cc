@@ -37,8 +37,8 @@ class PortMessagesTest : public test::AppFixture {
 TEST_F(PortMessagesTest, SaysWhoMayUseThePort) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   ExpectMessage(
-      "No permission to use /absent1. Join the dialout group (copy the command, run it in a "
-      "terminal, log in again) or add the device to 70-quillet-scanner.rules.",
+      "No permission to use /absent1. Run the command to join the dialout group, or add the "
+      "device to 70-quillet-scanner.rules.",
       {"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});

@@ -468,10 +468,10 @@ class ScanNoticeTest : public test::AppFixture {
  protected:
   static constexpr char kEditor[] = "/usr/bin/editor";
 
-  void ConnectWith(const test::Choice& choice) {
+  void ConnectWith(const test::Choice& choice, const std::vector<std::string>& records = {"1"}) {
     applications.installed = {kEditor};
     StartWith(choice);
-    LaunchConnected(test::Scanner({"1"}));
+    LaunchConnected(test::Scanner(records));
     mainQueue.RunAll();
   }
   std::string MessageAfterScan() {
@@ -507,10 +507,11 @@ TEST_F(ScanNoticeTest, IsNotShownForAProgramThatReceivedRecords) {
 }
 
 TEST_F(ScanNoticeTest, IsShownForTheFirstScanThatIsTyped) {
-  ConnectWith({.destination = kToActiveApplication});
+  ConnectWith({.destination = kToActiveApplication}, {});
   tavo.Scan("caf\u00E9");
+  Synchronize();  // removes the message that the scan cannot be typed
   mainQueue.RunAll();
-  EXPECT_EQ(strip.Message(), "") << "the scan cannot be typed";
+  EXPECT_FALSE(strip.Message().starts_with("A scan was ")) << strip.Message();
   EXPECT_EQ(MessageAfterScan().substr(0, 17), "A scan was typed ");
 }
 
