@@ -76,6 +76,7 @@ void SyncController::Initialize() {
   ChangePortList({0, {{"None"}}});
   updatePortList(true);
   RestoreSettings();
+  platform_.keyEvents.Recover();
   delivery_.Prepare(lumet->destination);
   const std::size_t unfinished = lumetfile->RemoveUnfinished(lumet->filename.Get()) +
                                  platform_.files.RemoveUnfinished(paths_.archive);

@@ -48,6 +48,11 @@ class KeyEvents {
   /// the answer. Call it when the user chooses a destination that types. Any thread.
   virtual void Prepare() {}
 
+  /// Undoes the changes to the system that an earlier process left when it was killed. Requests no
+  /// permission. Call it once at the start, before the other functions, even if the destination
+  /// does not type. Any thread.
+  virtual void Recover() {}
+
   /// Undoes the backend's changes to the system. Post then drops all events. Call it when the
   /// process ends. Any thread, even while another thread is in Post.
   virtual void End() {}

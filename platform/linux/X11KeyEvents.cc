@@ -15,6 +15,7 @@
 #include "platform/linux/X11OwnKeys.h"
 #include "platform/linux/X11OwnedProperty.h"
 #include "platform/linux/X11SpareKeys.h"
+#include "platform/linux/Xcb.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -68,6 +69,16 @@ std::string TextOf(std::span<const KeyEvent> events) {
   }
   return text;
 }
+
+// A short connection that looks for the properties of killed processes.
+class PropertyCheck : private XcbConnection {
+ public:
+  bool IsAnyAbandoned() const {
+    if (IsBroken()) return false;
+    return !X11OwnedProperty(xcb_, X11SpareKeys::kProperty).Abandoned().empty() ||
+           !X11OwnedProperty(xcb_, kTyping).Abandoned().empty();
+  }
+};
 
 }  // namespace
 
@@ -249,6 +260,14 @@ void X11KeyEvents::Prepare() {
   if (!ended_) Connect();
 }
 
+// Connect restores the keyboard. It also reads the keymap, which would delay every start.
+void X11KeyEvents::Recover() {
+  const std::lock_guard lock(mutex_);
+  if (ended_ || keyboard_) return;
+  const PropertyCheck check;
+  if (check.IsAnyAbandoned()) Connect();
+}
+
 void X11KeyEvents::End() {
   ended_ = true;  // Post then stops after the current piece
   // Not std::timed_mutex: the thread sanitizer of g++ 12 misses its pthread_mutex_clocklock().
@@ -288,7 +307,7 @@ bool X11KeyEvents::Connect() {
   if (!keyboard_->HasKeymap()) return Fail(kNoKeymap);
   spare_ = std::make_unique<X11SpareKeys>(keyboard_->Xcb());
   typing_ = std::make_unique<X11OwnedProperty>(keyboard_->Xcb(), kTyping);
-  Recover();
+  RestoreAbandoned();
   failure_.Clear();
   return true;
 }
@@ -300,7 +319,7 @@ bool X11KeyEvents::Fail(const char* reason) {
 }
 
 // Undoes the changes of a process that was killed while it typed.
-void X11KeyEvents::Recover() {
+void X11KeyEvents::RestoreAbandoned() {
   spare_->Recover();
   const std::vector<std::uint32_t> locks = typing_->Abandoned();
   if (locks.size() != 2) return;
@@ -319,8 +338,8 @@ void X11KeyEvents::Forget() {
   keyboard_.reset();
 }
 
-// Before the first key, saves the locks for Recover. If this process is killed, the server drops
-// the requests that it has not yet processed, so a key can stay down.
+// Before the first key, saves the locks for RestoreAbandoned. If this process is killed, the server
+// drops the requests that it has not yet processed, so a key can stay down.
 void X11KeyEvents::Mark(const X11KeyboardState& state) {
   if (std::exchange(isMarked_, true)) return;
   typing_->Write({state.locks.lockedModifiers, state.locks.lockedGroup});

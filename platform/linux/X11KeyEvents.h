@@ -40,6 +40,9 @@ class X11KeyEvents final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   void Prepare() override;
+  /// Restores the keymap, group and locks. Takes a few round trips to the server if there is
+  /// nothing to restore.
+  void Recover() override;
   void End() override;
   std::string Problem() override;
   std::string InputMethod() override;
@@ -49,7 +52,7 @@ class X11KeyEvents final : public KeyEvents {
 
   bool Connect();
   void Forget();
-  void Recover();
+  void RestoreAbandoned();
   bool Fail(const char* reason);
   bool PostSome(std::span<const KeyEvent>& events);
   bool BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state);

@@ -11,7 +11,6 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-constexpr char kProperty[] = "_QUILLET_SPARE_KEYS";
 constexpr char kFourLevels[] = "FOUR_LEVEL";  // Shift and the third level, as in xkeyboard-config
 constexpr std::uint8_t kTwoLevels = 1;        // index of the canonical key type TWO_LEVEL
 

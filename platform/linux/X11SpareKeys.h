@@ -18,6 +18,9 @@ namespace quillet::platform::linux_desktop {
 /// one is killed.
 class X11SpareKeys {
  public:
+  /// Name of the property that lists the bindings; see X11OwnedProperty.
+  static constexpr char kProperty[] = "_QUILLET_SPARE_KEYS";
+
   /// @param xcb  a connection with XKB; outlives this object
   explicit X11SpareKeys(xcb_connection_t* xcb);
 

@@ -76,8 +76,10 @@ class LayoutsTest(TypingCase):
         self.check_end_by(signal.SIGTERM, self.quillet_ended)
 
     def test_restores_the_keymap_on_restart_after_a_kill(self):
+        """Before the kill, the user chooses a destination that does not type."""
         def start_again():
             wait_until(lambda: not self.quillet.process.is_running(), "the end")
+            data_only(destination=0).save()
             self.start()
         self.check_end_by(signal.SIGKILL, start_again)
 

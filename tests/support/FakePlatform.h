@@ -108,6 +108,7 @@ class FakeKeyEvents final : public platform::KeyEvents {
     return missing;
   }
   void Prepare() override { ++prepared; }
+  void Recover() override { ++recovered; }
   std::string Problem() override { return problem; }
   std::string InputMethod() override { return inputMethod; }
   /// Returns the events passed to each call of Post.
@@ -118,6 +119,7 @@ class FakeKeyEvents final : public platform::KeyEvents {
   std::string inputMethod;       ///< result of InputMethod
   std::string untypable;         ///< characters that cannot be typed
   int prepared = 0;              ///< number of calls of Prepare
+  int recovered = 0;             ///< number of calls of Recover
 
  private:
   std::vector<std::vector<platform::KeyEvent>> posts_;

@@ -117,6 +117,12 @@ TEST_F(DeliveryTest, PreparesTypingOnlyIfTheDestinationNeedsIt) {
   EXPECT_EQ(keyEvents.prepared, 2);
 }
 
+TEST_F(DeliveryTest, RecoversAtStartupWithAnyDestination) {
+  ConnectWith({.destination = kToFile});
+  EXPECT_EQ(keyEvents.recovered, 1);
+  EXPECT_EQ(keyEvents.prepared, 0);
+}
+
 TEST_F(DeliveryTest, PreparesTypingAtStartup) {
   ConnectWith({.destination = kToActiveApplication});
   EXPECT_EQ(keyEvents.prepared, 1);
