@@ -239,7 +239,7 @@ void X11KeyEvents::Post(std::span<const KeyEvent> events) {
     attempts = events.size() == before ? attempts + 1 : 0;
     if (attempts == kMostAttempts && !Fail(kUnsteady)) break;
   }
-  if (std::exchange(isMarked_, false)) typing_->Remove();
+  Unmark();
   xcb_flush(keyboard_->Xcb());
   if (keyboard_->IsBroken()) Fail(kNoServer);
 }
@@ -278,8 +278,9 @@ void X11KeyEvents::End() {
   }
   if (!lock) return;
   if (keyboard_) {
-    ReleaseUnheld(pressedAgain_, {});
-    keyboard_->ReadState();  // a round trip, so that the server has processed the releases
+    for (const std::uint8_t code : std::exchange(pressedAgain_, {})) keyboard_->PutKey(code, false);
+    Unmark();
+    keyboard_->ReadState();  // a round trip, so that the server has processed the requests
   }
   if (spare_) spare_->Restore();
   Forget();
@@ -343,6 +344,13 @@ void X11KeyEvents::Forget() {
 void X11KeyEvents::Mark(const X11KeyboardState& state) {
   if (std::exchange(isMarked_, true)) return;
   typing_->Write({state.locks.lockedModifiers, state.locks.lockedGroup});
+}
+
+// While a key stays pressed on the XTEST keyboard, the next start must release it after a kill.
+void X11KeyEvents::Unmark() {
+  if (!isMarked_ || !pressedAgain_.empty()) return;
+  typing_->Remove();
+  isMarked_ = false;
 }
 
 // Sends the first events and removes them from `events`, or binds characters, or reads a changed

@@ -59,6 +59,7 @@ class X11KeyEvents final : public KeyEvents {
   bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
   std::string Missing(std::string_view text, const X11KeyboardState& state);
   void Mark(const X11KeyboardState& state);
+  void Unmark();
   bool SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected);
   void Send(const Piece& piece);
   void ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before);
@@ -70,8 +71,9 @@ class X11KeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
-  std::unique_ptr<X11OwnedProperty> typing_;  // the property exists while a record is typed
-  bool isMarked_ = false;                     // true if typing_ has been written
+  // The property exists while a record is typed and while pressedAgain_ is not empty.
+  std::unique_ptr<X11OwnedProperty> typing_;
+  bool isMarked_ = false;                   // true if typing_ has been written
   bool hasBound_ = false;                   // the characters of the current record have been bound
   bool isBindingNew_ = false;               // no key has been sent since the last binding
   std::vector<std::uint8_t> pressedAgain_;  // keys of the user, pressed on the XTEST keyboard

@@ -395,6 +395,19 @@ TEST_F(X11KeyEventsTest, ReleasesShiftAfterTheUserHasReleasedIt) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
+TEST_F(X11KeyEventsTest, EndReleasesShiftThatTheUserStillHolds) {
+  constexpr std::uint8_t kLeftShift = 50;
+  Device user("Xvfb keyboard");
+  Device tester("Virtual core XTEST keyboard");
+  user.Press(kLeftShift);
+  ExpectTypes("abc");
+  EXPECT_TRUE(tester.IsDown(kLeftShift));
+  keys_->End();
+  EXPECT_FALSE(tester.IsDown(kLeftShift));
+  user.Release(kLeftShift);
+  EXPECT_EQ(typed_.KeysDown(), 0);
+}
+
 TEST_F(X11KeyEventsTest, TypesAfterAKeyboardIsPluggedInOrRemoved) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
@@ -431,12 +444,36 @@ TEST_F(X11KeyEventsTest, KeepsTheSymbolsOfEachKeyboard) {
   EXPECT_TRUE(OutputOf(keymap) == before);
 }
 
-// The variable QUILLET_KILLS sets the number of kills.
+TEST_F(X11KeyEventsTest, ReleasesShiftAfterAKillBetweenRecords) {
+  constexpr std::uint8_t kLeftShift = 50;
+  Device user("Xvfb keyboard");
+  Device tester("Virtual core XTEST keyboard");
+  user.Press(kLeftShift);
+  const pid_t child = fork();
+  if (child == 0) {
+    X11KeyEvents killed(log_, clock_);
+    killed.Post(EventsOf("abc"));
+    raise(SIGSTOP);
+  }
+  waitpid(child, nullptr, WUNTRACED);
+  EXPECT_EQ(typed_.WaitFor("abc"), "abc");
+  ::kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  user.Release(kLeftShift);
+  EXPECT_TRUE(tester.IsDown(kLeftShift));
+  keys_->Recover();
+  EXPECT_FALSE(tester.IsDown(kLeftShift));
+  EXPECT_EQ(typed_.KeysDown(), 0);
+}
+
+// The user holds Shift at every second kill. The variable QUILLET_KILLS sets the number of kills.
 TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
   const char* const number = std::getenv("QUILLET_KILLS");
   const int kills = number == nullptr ? 4 : std::atoi(number);
   constexpr std::array kLayouts = {"ru", "gr", "de", "us,ru", "ru,us,de"};
   constexpr std::array kLocks = {0, 2, 16, 18};  // none, Caps Lock, Num Lock, both
+  constexpr std::uint8_t kLeftShift = 50;
+  Device user("Xvfb keyboard");
   std::mt19937 random(std::random_device{}());
   for (int kill = 0; kill < kills; ++kill) {
     const char* const layout = kLayouts.at(static_cast<std::size_t>(kill) % kLayouts.size());
@@ -446,6 +483,7 @@ TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
     const int group = typed_.Group();
     const int locks = typed_.LockedModifiers();
     const std::string before = Keyboard();
+    if (kill % 2 == 1) user.Press(kLeftShift);
     const pid_t child = fork();
     if (child == 0) {
       X11KeyEvents killed(log_, clock_);
@@ -455,7 +493,8 @@ TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
         std::chrono::microseconds(std::uniform_int_distribution(0, 400000)(random)));
     ::kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
-    keys_->Prepare();
+    if (kill % 2 == 1) user.Release(kLeftShift);
+    keys_->Recover();
     keys_->End();
     EXPECT_TRUE(Keyboard() == before) << layout;
     EXPECT_EQ(typed_.Group(), group) << layout;
