@@ -98,6 +98,10 @@ KeymapSearch::~KeymapSearch() {
   xkb_keymap_unref(keymap_);
 }
 
+std::uint32_t KeymapSearch::Groups() const {
+  return xkb_keymap_num_layouts(keymap_);
+}
+
 const KeyChord* KeymapSearch::Find(char character, const KeyboardState& state) {
   const auto index = static_cast<unsigned char>(character);
   if (index >= kCharacters) return nullptr;

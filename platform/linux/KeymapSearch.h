@@ -46,6 +46,8 @@ class KeymapSearch {
   explicit KeymapSearch(xkb_keymap* keymap, std::uint32_t highestCode = kHighestCode);
   ~KeymapSearch();
 
+  std::uint32_t Groups() const;  ///< returns the number of groups
+
   /// Returns the keys that type a character, or null if there are none. Prefers the current group,
   /// then the keys of the main block, then chords with few modifiers.
   /// @param character  printable ASCII, LF for Return, or tab

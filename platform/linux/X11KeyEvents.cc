@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -130,6 +131,20 @@ class X11KeyEvents::Piece {
   const std::vector<Step>& Steps() const { return steps_; }
   // Keys held by the user that Finish presses again.
   const std::vector<std::uint8_t>& PressedAgain() const { return pressedAgain_; }
+
+  // Returns the value of the property; see X11KeyEvents::Mark.
+  std::vector<std::uint32_t> Marks() const {
+    std::set<std::pair<std::uint32_t, std::uint32_t>> changed;
+    for (const Step& step : steps_) {
+      if (step.locks) changed.emplace(step.locks->lockedModifiers, step.locks->lockedGroup);
+    }
+    std::vector<std::uint32_t> marks{state_.locks.lockedModifiers, state_.locks.lockedGroup};
+    for (const auto& [modifiers, group] : changed) {
+      marks.push_back(modifiers);
+      marks.push_back(group);
+    }
+    return marks;
+  }
 
  private:
   bool AddEvent(const KeyEvent& event) {
@@ -322,17 +337,29 @@ bool X11KeyEvents::Fail(const char* reason) {
 // Undoes the changes of a process that was killed while it typed.
 void X11KeyEvents::RestoreAbandoned() {
   spare_->Recover();
-  const std::vector<std::uint32_t> locks = typing_->Abandoned();
-  if (locks.size() != 2) return;
+  const std::vector<std::uint32_t> mark = typing_->Abandoned();
+  if (mark.size() < 2) return;
   for (const auto code : keyboard_->ReadState().tested) keyboard_->PutKey(code, false);
-  keyboard_->PutLocks(
-      {static_cast<std::uint8_t>(locks[0]), static_cast<std::uint8_t>(locks[1]), 0, 0}, true);
+  RestoreLocks(mark);
   typing_->Remove();
   keyboard_->ReadState();  // a round trip, so that the server has processed the requests
 }
 
+// Restores the locks, unless the user has changed them since the kill.
+// @param mark  see Mark
+void X11KeyEvents::RestoreLocks(const std::vector<std::uint32_t>& mark) {
+  const X11Locks now = keyboard_->ReadState().locks;
+  for (std::size_t i = 2; i + 1 < mark.size(); i += 2) {
+    if (mark[i] != now.lockedModifiers || mark[i + 1] != now.lockedGroup) continue;
+    // The group does not exist if the user has removed a layout since.
+    const std::uint32_t group = mark[1] < keyboard_->Search().Groups() ? mark[1] : now.lockedGroup;
+    return keyboard_->PutLocks(
+        {static_cast<std::uint8_t>(mark[0]), static_cast<std::uint8_t>(group), 0, 0}, true);
+  }
+}
+
 void X11KeyEvents::Forget() {
-  isMarked_ = false;
+  mark_.clear();
   pressedAgain_.clear();
   typing_.reset();
   spare_.reset();
@@ -341,16 +368,27 @@ void X11KeyEvents::Forget() {
 
 // Before the first key, saves the locks for RestoreAbandoned. If this process is killed, the server
 // drops the requests that it has not yet processed, so a key can stay down.
-void X11KeyEvents::Mark(const X11KeyboardState& state) {
-  if (std::exchange(isMarked_, true)) return;
-  typing_->Write({state.locks.lockedModifiers, state.locks.lockedGroup});
+//
+// The property contains the locked modifiers and the group, first the user's, then each combination
+// that the piece sets.
+void X11KeyEvents::Mark(const Piece& piece) {
+  std::vector<std::uint32_t> mark = piece.Marks();
+  if (mark == mark_) return;
+  typing_->Write(mark);
+  mark_ = std::move(mark);
 }
 
-// While a key stays pressed on the XTEST keyboard, the next start must release it after a kill.
+// While a key stays pressed on the XTEST keyboard, the next start must release it after a kill. The
+// locks are then the user's again.
 void X11KeyEvents::Unmark() {
-  if (!isMarked_ || !pressedAgain_.empty()) return;
-  typing_->Remove();
-  isMarked_ = false;
+  if (mark_.empty()) return;
+  if (pressedAgain_.empty()) {
+    typing_->Remove();
+    mark_.clear();
+  } else if (mark_.size() > 2) {
+    mark_.resize(2);
+    typing_->Write(mark_);
+  }
 }
 
 // Sends the first events and removes them from `events`, or binds characters, or reads a changed
@@ -391,7 +429,7 @@ bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11Keyboard
       count = piece->Add(events);
     }
     piece->Finish();
-    Mark(state);
+    Mark(*piece);
     Send(*piece);
     events = events.subspan(count);
   }

@@ -58,7 +58,8 @@ class X11KeyEvents final : public KeyEvents {
   bool BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state);
   bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
   std::string Missing(std::string_view text, const X11KeyboardState& state);
-  void Mark(const X11KeyboardState& state);
+  void RestoreLocks(const std::vector<std::uint32_t>& mark);
+  void Mark(const Piece& piece);
   void Unmark();
   bool SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected);
   void Send(const Piece& piece);
@@ -73,7 +74,7 @@ class X11KeyEvents final : public KeyEvents {
   std::unique_ptr<X11SpareKeys> spare_;
   // The property exists while a record is typed and while pressedAgain_ is not empty.
   std::unique_ptr<X11OwnedProperty> typing_;
-  bool isMarked_ = false;                   // true if typing_ has been written
+  std::vector<std::uint32_t> mark_;         // value of typing_; empty if it does not exist
   bool hasBound_ = false;                   // the characters of the current record have been bound
   bool isBindingNew_ = false;               // no key has been sent since the last binding
   std::vector<std::uint8_t> pressedAgain_;  // keys of the user, pressed on the XTEST keyboard

@@ -466,6 +466,27 @@ TEST_F(X11KeyEventsTest, ReleasesShiftAfterAKillBetweenRecords) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
+TEST_F(X11KeyEventsTest, KeepsLocksThatTheUserChangedAfterAKill) {
+  constexpr int kCapsLock = 2;
+  Use("us,ru");
+  typed_.LockGroup(1);
+  const pid_t child = fork();
+  if (child == 0) {
+    X11KeyEvents killed(log_, clock_);
+    for (;;) killed.Post(EventsOf(std::string(10000, 'a')));
+  }
+  EXPECT_TRUE(test::WaitFor([&] { return !typed_.Text().empty(); }));
+  ::kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  typed_.LockGroup(0);
+  typed_.LockModifiers(kCapsLock);
+  EXPECT_EQ(typed_.LockedModifiers(), kCapsLock);
+  keys_->Recover();
+  EXPECT_EQ(typed_.LockedModifiers(), kCapsLock);
+  EXPECT_EQ(typed_.Group(), 0);
+  EXPECT_EQ(typed_.KeysDown(), 0);
+}
+
 // The user holds Shift at every second kill. The variable QUILLET_KILLS sets the number of kills.
 TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
   const char* const number = std::getenv("QUILLET_KILLS");
