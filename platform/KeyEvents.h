@@ -53,8 +53,8 @@ class KeyEvents {
   /// does not type. Any thread.
   virtual void Recover() {}
 
-  /// Undoes the backend's changes to the system. Post then drops all events. Call it when the
-  /// process ends. Any thread, even while another thread is in Post.
+  /// Undoes the backend's changes to the system. Post then drops all events. May take 1.2 s. Call
+  /// it when the process ends. Any thread, even while another thread is in Post.
   virtual void End() {}
 
   /// Returns the reason why the last Post dropped its events, as a sentence fragment. Returns an

@@ -297,7 +297,7 @@ void X11KeyEvents::End() {
     Unmark();
     keyboard_->ReadState();  // a round trip, so that the server has processed the requests
   }
-  if (spare_) spare_->Restore();
+  if (spare_) Unbind();
   Forget();
 }
 
@@ -434,6 +434,7 @@ bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11Keyboard
     events = events.subspan(count);
   }
   keyboard_->Ungrab();
+  lastKey_ = clock_.Now();
   if (isSame) ReleaseUnheld(piece->PressedAgain(), state);
   return isSame;
 }
@@ -487,8 +488,7 @@ bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11Keyboard
 // before all are bound. Returns false if no characters can be bound.
 bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState& state) {
   if (spare_->IsBound()) {
-    clock_.Sleep(kKeymapPause);  // until applications have handled the keys sent so far
-    spare_->Restore();
+    Unbind();
     keyboard_->UpdateKeymap();
     if (!keyboard_->HasKeymap()) return true;  // the next attempt reports the reason
   }
@@ -505,6 +505,15 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
     isBindingNew_ = false;
   }
   return canGoOn;
+}
+
+// Removes the bindings. Waits before that until applications have read the keys sent so far.
+void X11KeyEvents::Unbind() {
+  const auto sinceLastKey = clock_.Now() - lastKey_;
+  if (spare_->IsBound() && sinceLastKey < kKeymapPause) {
+    clock_.Sleep(std::chrono::ceil<std::chrono::microseconds>(kKeymapPause - sinceLastKey));
+  }
+  spare_->Restore();
 }
 
 // Returns the characters that have no key, without duplicates.

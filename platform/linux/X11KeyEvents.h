@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -57,6 +58,7 @@ class X11KeyEvents final : public KeyEvents {
   bool PostSome(std::span<const KeyEvent>& events);
   bool BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state);
   bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
+  void Unbind();
   std::string Missing(std::string_view text, const X11KeyboardState& state);
   void RestoreLocks(const std::vector<std::uint32_t>& mark);
   void Mark(const Piece& piece);
@@ -78,6 +80,7 @@ class X11KeyEvents final : public KeyEvents {
   bool hasBound_ = false;                   // the characters of the current record have been bound
   bool isBindingNew_ = false;               // no key has been sent since the last binding
   std::vector<std::uint8_t> pressedAgain_;  // keys of the user, pressed on the XTEST keyboard
+  std::chrono::nanoseconds lastKey_{};      // time at which the last keys were sent
 };
 
 }  // namespace quillet::platform::linux_desktop

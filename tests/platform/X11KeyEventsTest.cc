@@ -28,6 +28,7 @@
 #include "tests/platform/FakePortal.h"
 #include "tests/platform/TypedText.h"
 #include "tests/platform/XServer.h"
+#include "tests/support/FakeClock.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
@@ -307,6 +308,18 @@ TEST_F(X11KeyEventsTest, EndingDuringARecordRestoresTheKeymap) {
   EXPECT_TRUE(Keyboard() == before);
   typist.join();
   EXPECT_LT(typed_.Text().size(), text.size());
+}
+
+TEST_F(X11KeyEventsTest, EndsOnlyAfterApplicationsHaveReadTheKeys) {
+  Use("ru");
+  test::FakeClock clock;
+  X11KeyEvents keys(log_, clock);
+  keys.Post(EventsOf("abc"));
+  clock.ForgetSleeps();
+  clock.OnSleep([&] { typed_.WaitFor("abc"); });
+  keys.End();
+  EXPECT_EQ(typed_.Text(), "abc");
+  EXPECT_EQ(clock.Count(std::chrono::milliseconds(100)), 1U);
 }
 
 // An input device of the X server, such as the user's keyboard.
