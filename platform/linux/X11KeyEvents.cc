@@ -71,6 +71,30 @@ std::string TextOf(std::span<const KeyEvent> events) {
   return text;
 }
 
+// Returns the locked modifiers without those that turn keys into commands.
+std::uint8_t NeutralLocks(const X11Locks& locks) {
+  return static_cast<std::uint8_t>(locks.lockedModifiers & ~kCommands);
+}
+
+struct FoundKeys {
+  const KeyChord* chord;
+  std::uint8_t lockedModifiers;  // the chord needs exactly these locks
+};
+
+// Finds the keys that type a character. Prefers not to change the locks, then to keep Num Lock, and
+// otherwise clears all locks.
+// @param user     the user's locks
+// @param current  the modifiers that are locked now
+std::optional<FoundKeys> FindKeys(KeymapSearch& search, char character, const X11Locks& user,
+                                  std::uint8_t current) {
+  const auto numLock = static_cast<std::uint8_t>(user.lockedModifiers & kNumLockModifier);
+  for (const std::uint8_t locked : {current, numLock, std::uint8_t{0}}) {
+    const auto* const chord = search.Find(character, {user.lockedGroup, locked});
+    if (chord != nullptr) return FoundKeys{chord, locked};
+  }
+  return std::nullopt;
+}
+
 // A short connection that looks for the properties of killed processes.
 class PropertyCheck : private XcbConnection {
  public:
@@ -100,7 +124,7 @@ class X11KeyEvents::Piece {
       if (!IsDown(code)) Put(code, false);
     }
     X11Locks neutral = state_.locks;
-    neutral.lockedModifiers &= static_cast<std::uint8_t>(~kCommands);
+    neutral.lockedModifiers = NeutralLocks(state_.locks);
     neutral.latchedModifiers = 0;
     neutral.latchedGroup = 0;
     Change(neutral);
@@ -172,17 +196,12 @@ class X11KeyEvents::Piece {
   }
 
   std::optional<KeyChord> Typed(char character) {
-    const std::uint32_t group = state_.locks.lockedGroup;
-    if (const auto* chord = search_.Find(character, {group, locks_.lockedModifiers})) {
-      return *chord;
-    }
-    const auto unlocked = static_cast<std::uint8_t>(locks_.lockedModifiers & kNumLockModifier);
-    const auto* chord = search_.Find(character, {group, unlocked});
-    if (chord == nullptr) return std::nullopt;
+    const auto found = FindKeys(search_, character, state_.locks, locks_.lockedModifiers);
+    if (!found) return std::nullopt;
     X11Locks locks = locks_;
-    locks.lockedModifiers = unlocked;
+    locks.lockedModifiers = found->lockedModifiers;
     Change(locks);
-    return *chord;
+    return *found->chord;
   }
 
   // Returns Control and the letter, or Shift-Insert (which also pastes) if no key has the letter.
@@ -521,8 +540,9 @@ std::string X11KeyEvents::Missing(std::string_view text, const X11KeyboardState&
   std::string missing;
   for (const char character : text) {
     if (missing.find(character) != std::string::npos) continue;
-    const KeyboardState unlocked{state.locks.lockedGroup, 0};
-    if (keyboard_->Search().Find(character, unlocked) == nullptr) missing += character;
+    if (!FindKeys(keyboard_->Search(), character, state.locks, NeutralLocks(state.locks))) {
+      missing += character;
+    }
   }
   return missing;
 }

@@ -31,6 +31,10 @@ def layouts():
 
 class LongTyping(TypingCase):
 
+    def layouts_with_num_lock(self):
+        self.desktop.xdotool("key", "Num_Lock")
+        self.layouts()
+
     def layouts(self):
         self.connect([], data_only(destination=2))
         window = KeyWindow(self)

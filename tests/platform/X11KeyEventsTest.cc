@@ -322,6 +322,23 @@ TEST_F(X11KeyEventsTest, EndsOnlyAfterApplicationsHaveReadTheKeys) {
   EXPECT_EQ(clock.Count(std::chrono::milliseconds(100)), 1U);
 }
 
+// In this keymap, the only key for the digit 1 is another key while Num Lock is on.
+TEST_F(X11KeyEventsTest, TurnsNumLockOffForACharacter) {
+  constexpr int kNumLock = 16;
+  OutputOf(
+      "xkbcomp -w0 $DISPLAY - 2>/dev/null | sed -e '/xkb_types/,/virtual_modifiers/ "
+      "s/virtual_modifiers.*;/& type \"NUMBER\" { modifiers= NumLock; map[NumLock]= Level2; "
+      "level_name[Level1]= \"Off\"; level_name[Level2]= \"On\"; };/' -e 's/key *<AE01>.*/"
+      "key <AE01> { type= \"NUMBER\", symbols[Group1]= [ 1, F13 ] };/' | "
+      "xkbcomp -w0 - $DISPLAY 2>&1");
+  typed_.LockModifiers(kNumLock);
+  EXPECT_EQ(typed_.LockedModifiers(), kNumLock);
+  EXPECT_EQ(keys_->Untypable("1"), "");
+  ExpectTypes("a1b1");
+  EXPECT_EQ(keys_->Problem(), "");
+  EXPECT_EQ(typed_.LockedModifiers(), kNumLock);
+}
+
 // An input device of the X server, such as the user's keyboard.
 class Device {
  public:
