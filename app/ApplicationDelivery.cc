@@ -53,6 +53,10 @@ std::string AsSentence(const std::string& problem) {
   return problem + (problem.ends_with('.') ? "" : ".");
 }
 
+std::string CannotType(const std::string& problem) {
+  return "Quillet cannot type on this desktop: " + AsSentence(problem);
+}
+
 std::string NamesOf(const std::string& characters) {
   std::string names;
   for (const char character : characters) {
@@ -68,13 +72,14 @@ ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& 
                                          Actions actions)
     : platform_(platform), strip_(strip), actions_(std::move(actions)) {}
 
-bool ApplicationDelivery::Deliver(const std::string& record, bool paste) {
+ApplicationDelivery::Outcome ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
   ForgetOwnWindow();
-  const bool posted = paste ? Paste(record) : Type(record);
+  const Outcome outcome = paste ? Paste(record) : Type(record);
   const bool accepted = ShowProblem();
-  if (posted && !accepted) --posted_;
-  return posted && accepted;
+  if (outcome != Outcome::kDelivered || accepted) return outcome;
+  --posted_;
+  return Outcome::kNoTyping;
 }
 
 std::int32_t ApplicationDelivery::delivered() const {
@@ -84,10 +89,10 @@ std::int32_t ApplicationDelivery::delivered() const {
 
 // Posts all keys of a record in one call. If the user holds modifiers, a backend then releases them
 // only once per record. Counts the record first, because KeyIgnored may be called during the call.
-bool ApplicationDelivery::Type(const std::string& record) {
+ApplicationDelivery::Outcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
     if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
-    return false;
+    return Outcome::kRefused;
   }
   std::string text;
   std::vector<KeyEvent> events;
@@ -99,12 +104,12 @@ bool ApplicationDelivery::Type(const std::string& record) {
   }
   if (!events.empty()) {
     ShowInputMethod();
-    if (IsRefused(platform_.keyEvents.Untypable(text))) return false;
+    if (IsRefused(platform_.keyEvents.Untypable(text))) return Outcome::kRefused;
   }
   ++posted_;
-  if (events.empty()) return false;
+  if (events.empty()) return Outcome::kNoKeys;
   platform_.keyEvents.Post(events);
-  return true;
+  return Outcome::kDelivered;
 }
 
 void ApplicationDelivery::ShowInputMethod() {
@@ -136,7 +141,7 @@ void ApplicationDelivery::RaiseNotTyped(const std::string& reason) {
                {{"Show", actions_.showRuns}});
 }
 
-bool ApplicationDelivery::Paste(const std::string& record) {
+ApplicationDelivery::Outcome ApplicationDelivery::Paste(const std::string& record) {
   // If SetString fails, Command-V would paste the old contents of the clipboard.
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
@@ -145,7 +150,7 @@ bool ApplicationDelivery::Paste(const std::string& record) {
           Notice::kPastingImpossible, "A record was not pasted: the clipboard is not available.",
           "The record is in the archive.", "It was not saved either. Scan or synchronize again.");
     }
-    return false;
+    return Outcome::kNoClipboard;
   }
   if (pastingFailed_.exchange(false)) {
     strip_.Withdraw(Notice::kPastingImpossible);
@@ -155,7 +160,7 @@ bool ApplicationDelivery::Paste(const std::string& record) {
   platform_.clock.Sleep(kPastePause);
   SendCommandAndV();
   platform_.clock.Sleep(kPastePause);
-  return true;
+  return Outcome::kDelivered;
 }
 
 // Returns true if the system accepted the keys of the last record.
@@ -173,9 +178,12 @@ bool ApplicationDelivery::ShowProblem() {
   if (!actions_.guide.empty()) {
     actions.push_back({"Open guide", [this] { platform_.workspace.OpenFile(actions_.guide); }});
   }
-  strip_.Raise(Notice::kTypingImpossible,
-               "Quillet cannot type on this desktop: " + AsSentence(problem), std::move(actions));
+  strip_.Raise(Notice::kTypingImpossible, CannotType(problem), std::move(actions));
   return false;
+}
+
+std::string ApplicationDelivery::TypingMessage() const {
+  return CannotType(typingProblem_.Get());
 }
 
 void ApplicationDelivery::RunBegan() {

@@ -29,6 +29,15 @@ class ApplicationDelivery {
     std::string guide;                        ///< path of the user guide; may be empty
   };
 
+  /// The result of a delivery.
+  enum class Outcome {
+    kDelivered,    ///< keys were sent; characters without a key were left out
+    kNoKeys,       ///< no character of the record has a key
+    kRefused,      ///< this record cannot be typed; nothing was typed
+    kNoTyping,     ///< the desktop did not accept all keys; see TypingMessage
+    kNoClipboard,  ///< the record could not be put on the clipboard
+  };
+
   /// @param platform  provides the clock, key events, pasteboard, applications and desktop
   /// @param strip     shows the messages; outlives this object
   /// @param actions   see Actions
@@ -36,8 +45,10 @@ class ApplicationDelivery {
 
   /// Pastes or types a record. Records with non-ASCII characters are not typed. If a record is not
   /// delivered, a message says so until the next run begins.
-  /// @return true if keys were sent for the record
-  bool Deliver(const std::string& record, bool paste);
+  Outcome Deliver(const std::string& record, bool paste);
+
+  /// Returns the message that explains the last Outcome::kNoTyping. Any thread.
+  std::string TypingMessage() const;
 
   void SendKeyCode(KeyValue key);  ///< types a key, with Shift if `key` has the Shift bit
   void SendCommandAndV();          ///< types Command-V (Control-V on Linux)
@@ -73,10 +84,10 @@ class ApplicationDelivery {
  private:
   using Time = std::chrono::nanoseconds;
 
-  bool Type(const std::string& record);
+  Outcome Type(const std::string& record);
   bool IsRefused(const std::string& untypable);
   void RaiseNotTyped(const std::string& reason);
-  bool Paste(const std::string& record);
+  Outcome Paste(const std::string& record);
   bool ShowProblem();
   void ShowInputMethod();
   void RaiseIncomplete(const std::string& problem);

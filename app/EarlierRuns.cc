@@ -19,6 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using platform::FileStore;
+using Outcome = ApplicationDelivery::Outcome;
 
 constexpr std::string_view kUnreadable = "The archived records cannot be read. Check the disk.";
 constexpr std::size_t kPreviewSize = std::size_t{64} * 1024;
@@ -369,9 +370,10 @@ std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t
     } else if (!ready) {
       problem = "No other window received the focus within 60 seconds. Delivery stopped";
     } else {
-      parts_.delivery.Deliver(line, paste);
-      ++delivered;
-      if (!paste && !IsAscii(line)) ++skipped;
+      const auto outcome = parts_.delivery.Deliver(line, paste);
+      if (outcome == Outcome::kDelivered || outcome == Outcome::kNoKeys) ++delivered;
+      if (outcome == Outcome::kRefused) ++skipped;
+      problem = StopAfter(outcome);
     }
   });
   if (!records) return std::string(kUnreadable);
@@ -379,8 +381,16 @@ std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t
     return problem + " after " + std::to_string(delivered) + " of " + Counted(*records) + ".";
   }
   if (skipped == 0) return Counted(*records) + " delivered.";
-  return Counted(delivered - skipped) + " delivered; " + std::to_string(skipped) +
+  return Counted(delivered) + " delivered; " + std::to_string(skipped) +
          " could not be typed. Turn on \"Paste text instead of typing it\".";
+}
+
+// Returns why the delivery must stop, or an empty text if the next record can be delivered.
+std::string EarlierRuns::StopAfter(ApplicationDelivery::Outcome outcome) const {
+  if (outcome == Outcome::kNoTyping) {
+    return parts_.delivery.TypingMessage() + " Delivery stopped";
+  }
+  return outcome == Outcome::kNoClipboard ? "The clipboard is not available. Delivery stopped" : "";
 }
 
 // Waits until another application's window has the focus. Returns false after a time-out or if the

@@ -90,6 +90,7 @@ class EarlierRuns {
   std::string Deliver(const StoredRun& run);
   std::string DeliverToFile(const StoredRun& run);
   std::string DeliverToApplication(const StoredRun& run, std::int32_t destination);
+  std::string StopAfter(ApplicationDelivery::Outcome outcome) const;
   bool AwaitOtherWindow();
   bool IsActive();
   void Report(const std::string& text);

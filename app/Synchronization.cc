@@ -76,7 +76,8 @@ void SyncController::DisplayBarcode(const std::string& record) {
         "]");
     RunApplication();
   }
-  if (delivery_.Deliver(record, lumet->bNonEnglish != 0)) messages_->RecordDelivered(target);
+  const auto outcome = delivery_.Deliver(record, lumet->bNonEnglish != 0);
+  if (outcome == ApplicationDelivery::Outcome::kDelivered) messages_->RecordDelivered(target);
 }
 
 void SyncController::SynchronizeFinished() {

@@ -317,13 +317,39 @@ TEST_F(EarlierRunsTest, StopsDeliveringIfStopIsPressed) {
 }
 
 TEST_F(EarlierRunsTest, CountsRecordsThatCannotBeTyped) {
-  RunWith({"1", "caf\xE9"});
+  RunWith({"1", "caf\xE9", "2~", "3"});
+  keyEvents.untypable = "~";
   Choose(2);
   OpenList();
   Deliver();
   EXPECT_EQ(
       runs.message(),
-      "1 record delivered; 1 could not be typed. Turn on \"Paste text instead of typing it\".");
+      "2 records delivered; 2 could not be typed. Turn on \"Paste text instead of typing it\".");
+}
+
+TEST_F(EarlierRunsTest, StopsIfTheDesktopAcceptsNoKeys) {
+  RunWith({"1", "2", "3"});
+  Choose(2);
+  OpenList();
+  keyEvents.onPost = [&] {
+    if (keyEvents.posts().size() == 2) keyEvents.problem = "permission was denied.";
+  };
+  Deliver();
+  EXPECT_EQ(keyEvents.posts().size(), 2U);
+  EXPECT_EQ(runs.message(),
+            "Quillet cannot type on this desktop: permission was denied. Delivery stopped after 1 "
+            "of 3 records.");
+}
+
+TEST_F(EarlierRunsTest, StopsIfTheClipboardIsNotAvailable) {
+  RunWith({"1", "2"});
+  Choose(2);
+  controller.lumet->bNonEnglish = 1;
+  pasteboard.takes = false;
+  OpenList();
+  Deliver();
+  EXPECT_EQ(runs.message(),
+            "The clipboard is not available. Delivery stopped after 0 of 2 records.");
 }
 
 TEST_F(EarlierRunsTest, OpensTheApplicationBeforeTyping) {
