@@ -280,6 +280,15 @@ void ApplicationDelivery::CheckTarget(std::int32_t destination, const std::strin
 }
 
 void ApplicationDelivery::Prepare(std::int32_t destination) {
+  // An exchange, not a store: if another thread has just ended the run and found nothing to
+  // prepare, isReceiving then returns false.
+  toPrepare_.exchange(destination);
+  if (!actions_.isReceiving()) EndOfRun();
+}
+
+void ApplicationDelivery::EndOfRun() {
+  const std::int32_t destination = toPrepare_.exchange(kNothingToPrepare);
+  if (destination == kNothingToPrepare) return;
   if (destination != kToFile && destination != kToView) platform_.keyEvents.Prepare();
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <string>
 
@@ -26,6 +27,7 @@ class ApplicationDelivery {
     std::function<void()> chooseApplication;  ///< lets the user choose the application
     std::function<void()> showRuns;           ///< shows the records in the archive
     std::function<bool()> isArchived;         ///< whether the archive has the records; any thread
+    std::function<bool()> isReceiving;        ///< whether a run is receiving records; any thread
     std::string guide;                        ///< path of the user guide; may be empty
   };
 
@@ -59,9 +61,15 @@ class ApplicationDelivery {
 
   bool IsRunning();  ///< returns true if the application at `applicationPath` is running
 
-  /// Prepares for typing if the destination is a program. Any thread.
+  /// Prepares for typing if the destination is a program. While a run receives records, waits for
+  /// EndOfRun, because the desktop's question would take the focus from the program that receives
+  /// the records. Any thread.
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
+
+  /// Prepares for typing if Prepare has been called during the run. Call it when `isReceiving` has
+  /// become false. Any thread.
+  void EndOfRun();
 
   /// Shows a message if the destination's application does not exist, and otherwise removes the
   /// message. Any thread.
@@ -109,6 +117,10 @@ class ApplicationDelivery {
   SharedText inputMethod_;                   // named by the message kInputMethodOn
   std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
   std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is raised
+
+  // Destination passed to Prepare during a run, or kNothingToPrepare.
+  static constexpr auto kNothingToPrepare = std::numeric_limits<std::int32_t>::min();
+  std::atomic<std::int32_t> toPrepare_ = kNothingToPrepare;
 
   std::mutex checking_;        // guards targetMessage_
   std::string targetMessage_;  // text of the message kTargetMissing

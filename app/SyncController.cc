@@ -368,6 +368,7 @@ void SyncController::Terminate() {
   ChangePortList({1, {}});
   OnMainThread([this] { controls_.connectTavo.SetLabel("Connect"); });
   bIsConnected = false;
+  delivery_.EndOfRun();
   strip_.Withdraw(Notice::kHungUp);
   ShowConnectionState();
   updatePortList(false);

@@ -169,6 +169,7 @@ class SyncController final : public LumetDelegate {
       {.chooseApplication = [this] { settingsEditor_->ChooseApplication(); },
        .showRuns = [this] { earlierRuns_->Open(); },
        .isArchived = [this] { return !archive_->failed(); },
+       .isReceiving = [this] { return bIsConnected && run_.IsInProgress(); },
        .guide = paths_.guide}};
   bool isPortListChanging_ = false;       // main thread only
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet

@@ -86,6 +86,7 @@ void SyncController::SynchronizeFinished() {
   const DownloadCounts& counts = lumet->counts();
   const bool complete = counts.missing() <= 0 && !counts.burstCutOff();
   const Run::Result result = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
+  delivery_.EndOfRun();
   if (result.recordsInFile > 0) archive_->OutputFileWritten(result.file, result.linesOnDisk);
   archive_->End(complete);
   messages_->RunEnded(result);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -114,12 +115,12 @@ class FakeKeyEvents final : public platform::KeyEvents {
   /// Returns the events passed to each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
-  std::function<void()> onPost;  ///< called after each call of Post
-  std::string problem;           ///< result of Problem
-  std::string inputMethod;       ///< result of InputMethod
-  std::string untypable;         ///< characters that cannot be typed
-  int prepared = 0;              ///< number of calls of Prepare
-  int recovered = 0;             ///< number of calls of Recover
+  std::function<void()> onPost;   ///< called after each call of Post
+  std::string problem;            ///< result of Problem
+  std::string inputMethod;        ///< result of InputMethod
+  std::string untypable;          ///< characters that cannot be typed
+  std::atomic<int> prepared = 0;  ///< number of calls of Prepare
+  int recovered = 0;              ///< number of calls of Recover
 
  private:
   std::vector<std::vector<platform::KeyEvent>> posts_;

@@ -69,6 +69,7 @@ class DeliveryTest : public test::AppFixture {
                                {.chooseApplication = [this] { ++chosen; },
                                 .showRuns = [] {},
                                 .isArchived = [this] { return archived; },
+                                .isReceiving = [] { return false; },
                                 .guide = "/guide.md"}};
 };
 

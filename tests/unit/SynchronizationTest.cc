@@ -131,6 +131,33 @@ TEST_F(SynchronizationTest, SecondAutomaticRunHidesInterruptionMessage) {
   EXPECT_EQ(strip.text(), "1 record in 1 s, shown above");
 }
 
+TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterTheRun) {
+  StartWith({.destination = 1, .autosync = true});
+  Attach("usbmodem1", Scanner({"1"}));
+  tavo.Hold("P");
+  Launch();
+  tavo.WaitUntilHeld();
+  Choose(kToActiveApplication);
+  EXPECT_EQ(keyEvents.prepared, 0);
+  tavo.Release();
+  AwaitEnd(0);
+  EXPECT_TRUE(WaitFor([&] { return keyEvents.prepared != 0; }));
+  Choose(kToActiveApplication);
+  EXPECT_EQ(keyEvents.prepared, 2);
+}
+
+TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterDisconnecting) {
+  StartWith({.destination = 1, .autosync = true});
+  Attach("usbmodem1", Scanner({"1"}));
+  tavo.Hold("P");
+  Launch();
+  tavo.WaitUntilHeld();
+  Choose(kToActiveApplication);
+  EXPECT_EQ(keyEvents.prepared, 0);
+  connect.Press();
+  EXPECT_EQ(keyEvents.prepared, 1);
+}
+
 TEST_F(SynchronizationTest, ErasesNothingIfThereAreNoRecords) {
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {});
   Synchronize();
