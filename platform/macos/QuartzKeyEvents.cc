@@ -43,7 +43,7 @@ CfOwner<CGEventRef> MakeEvent(CGEventSourceRef source, const KeyEvent& event) {
 }  // namespace
 
 void QuartzKeyEvents::Post(std::span<const KeyEvent> events) {
-  AskForPermission();
+  LogMissingPermission();
   // May be null, which CGEventCreateKeyboardEvent accepts.
   const CfOwner<CGEventSourceRef> source(CGEventSourceCreate(kCombinedSessionState));
   std::vector<CfOwner<CGEventRef>> made;
@@ -68,12 +68,18 @@ std::string QuartzKeyEvents::Problem() {
          "Accessibility.";
 }
 
-void QuartzKeyEvents::AskForPermission() {
-  if (std::exchange(asked_, true) || CGPreflightPostEventAccess()) return;
+// The prompt would take the focus from the program that receives the keys, so Post does not request
+// the permission.
+void QuartzKeyEvents::Prepare() {
+  if (!CGPreflightPostEventAccess() && !hasAsked_.exchange(true)) CGRequestPostEventAccess();
+}
+
+void QuartzKeyEvents::LogMissingPermission() {
+  if (hasLogged_ || CGPreflightPostEventAccess()) return;
+  hasLogged_ = true;
   log_.Write(
       "Cannot type into other applications. Allow Quillet in System Settings, Privacy & Security, "
       "Accessibility");
-  CGRequestPostEventAccess();
 }
 
 }  // namespace quillet::platform::macos

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "base/SystemLog.h"
@@ -16,22 +17,24 @@ namespace quillet::platform::macos {
 /// still require the US layout.
 ///
 /// macOS delivers the events only with the user's permission (System Settings, Privacy & Security,
-/// Accessibility). If the permission is missing, the first Post logs a message and triggers the
-/// system's permission prompt. Events are posted anyway, because the user may grant the permission
-/// at any time.
+/// Accessibility). If the permission is missing, the first Prepare triggers the system's permission
+/// prompt, and the first Post logs a message. Events are posted anyway, because the user may grant
+/// the permission at any time.
 class QuartzKeyEvents final : public KeyEvents {
  public:
   /// @param log  receives the message about the missing permission; it outlives this object
   explicit QuartzKeyEvents(SystemLog& log) : log_(log) {}
 
   void Post(std::span<const KeyEvent> events) override;
+  void Prepare() override;
   std::string Problem() override;
 
  private:
-  void AskForPermission();
+  void LogMissingPermission();
 
   SystemLog& log_;
-  bool asked_ = false;
+  std::atomic<bool> hasAsked_ = false;
+  bool hasLogged_ = false;
 };
 
 /// Recognizes the events of QuartzKeyEvents by their user data.
