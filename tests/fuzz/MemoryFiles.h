@@ -31,17 +31,17 @@ class MemoryFiles final : public platform::FileStore {
     return {
         .contents = std::move(contents), .custody = platform::Custody::kTrusted, .ownFile = true};
   }
-  Replaced Replace(const std::string& path, std::string_view contents) override {
+  platform::Replaced Replace(const std::string& path, std::string_view contents) override {
     if (folders_.contains(path)) return {.error = EISDIR};
     if (files_.contains(FolderOf(path))) return {.error = ENOTDIR};
     if (!folders_.contains(FolderOf(path))) return {.error = ENOENT};
     files_[path] = contents;
     return {.synchronized = true};
   }
-  Replaced ReplaceChecked(const std::string& path, std::string_view contents) override {
+  platform::Replaced ReplaceChecked(const std::string& path, std::string_view contents) override {
     return Replace(path, contents);
   }
-  Replaced Update(const std::string& path, const Change& change) override {
+  platform::Replaced Update(const std::string& path, const Change& change) override {
     return Replace(path, change(Read(path, std::string::npos).value_or("")));
   }
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds) override {
@@ -61,7 +61,7 @@ class MemoryFiles final : public platform::FileStore {
     files_[path];
     return std::make_shared<File>(files_, path);
   }
-  Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
+  platform::Replaced ReplacePrivate(const std::string& path, std::string_view contents) override {
     return Replace(path, contents);
   }
   bool MayReplace(const std::string& path) override { return folders_.contains(FolderOf(path)); }
