@@ -98,7 +98,7 @@ bool SettingsConsent::IsConfirmed(const SensitiveActions& actions) const {
          answers.find(std::string(kAnswerEnd) + answer) != answers.npos;
 }
 
-// Replaces the settings that are held back with harmless ones.
+// Uses harmless values instead of the settings that wait for confirmation.
 void SettingsConsent::UseSubstitutes() {
   Settings& settings = parts_.settings;
   settings.bAutoSync = 0;

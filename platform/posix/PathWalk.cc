@@ -119,7 +119,8 @@ std::optional<std::string> LinkTarget(const Place& place, const std::string& nam
   return std::string(target.data(), static_cast<std::size_t>(length));
 }
 
-// Opens a folder in the place's folder. If `name` is a link, puts the link's target before `rest`.
+// Moves `place` to its subfolder `name`. If `name` is a symbolic link, prepends its target to
+// `rest`.
 void Enter(Place& place, const std::string& name, std::string& rest) {
   // The owner of a folder may rename its entries, even if the folder has the sticky bit. Without
   // this bit, all users who may write to the folder may also do so.

@@ -34,7 +34,7 @@ void QtPopUpList::RemoveItem(std::int32_t position) {
 
 void QtPopUpList::SelectItem(std::int32_t position) {
   const std::int32_t wanted = Has(position) ? position : -1;
-  // The combo box would report -1 even if no item was selected before.
+  // The combo box emits currentIndexChanged(-1) even if no item was selected before.
   if (wanted != SelectedItem()) box_.setCurrentIndex(wanted);
 }
 

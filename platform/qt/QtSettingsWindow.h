@@ -26,7 +26,7 @@ class QtSettingsWindow final : public QDialog, public SettingsForm {
   void Show(const SettingsValues& values) override;
   SettingsValues Values() const override;
 
-  /// Shows the beginning of a path that is too long for the field.
+  /// Shows a path, or its beginning if it is too long for the field.
   void SetPath(std::string_view path) override;
   void SetPathEnabled(bool enabled) override;
   void ShowSamples(std::string_view older, std::string_view series300) override;

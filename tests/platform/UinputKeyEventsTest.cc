@@ -148,7 +148,7 @@ TEST_F(UinputKeyEventsTest, DoesNotPauseForAnOrdinaryScan) {
   EXPECT_EQ(clock_.sleeps(), std::vector<FakeClock::Duration>{});
 }
 
-TEST_F(UinputKeyEventsTest, PausesDuringALongCall) {
+TEST_F(UinputKeyEventsTest, PausesWhileTypingALongRecord) {
   Begin();
   std::vector<KeyEvent> events;
   std::string expected;

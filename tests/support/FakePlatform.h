@@ -119,8 +119,8 @@ class FakeKeyEvents final : public platform::KeyEvents {
   std::string problem;            ///< result of Problem
   std::string inputMethod;        ///< result of InputMethod
   std::string untypable;          ///< characters that cannot be typed
-  std::atomic<int> prepared = 0;  ///< number of calls of Prepare
-  int recovered = 0;              ///< number of calls of Recover
+  std::atomic<int> prepared = 0;  ///< number of calls to Prepare
+  int recovered = 0;              ///< number of calls to Recover
 
  private:
   std::vector<std::vector<platform::KeyEvent>> posts_;
@@ -168,7 +168,7 @@ class FakeApplications final : public platform::Applications {
   int looksBeforeListed = 0;
   std::vector<std::string> running;  ///< listed applications, including the opened ones
   std::vector<std::string> opened;   ///< paths passed to OpenApplication
-  int looks = 0;                     ///< number of calls of LaunchedApplications
+  int looks = 0;                     ///< number of calls to LaunchedApplications
 
  private:
   int looksLeft_ = 0;

@@ -32,7 +32,7 @@ class RecordingLog final : public SystemLog {
     lines_.clear();
   }
 
-  std::function<void(std::string_view line)> onWrite;  ///< called before a line is kept
+  std::function<void(std::string_view line)> onWrite;  ///< called before a line is stored
 
  private:
   mutable std::mutex mutex_;

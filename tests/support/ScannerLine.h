@@ -84,9 +84,9 @@ class ScannerLine final : public platform::SerialLine {
         [this] { return unread_.empty() && !reading_ && (!holding_ || role_ == Role::kOther); });
   }
 
-  /// Waits until the program has handled the pending answer. Call it before each sleep of the
-  /// program's threads, so that time-outs do not expire on a slow machine. Returns at once on the
-  /// read thread.
+  /// Waits until the program has handled the pending answer. Call it each time before the
+  /// program's threads sleep, so that time-outs do not expire on a slow machine. Returns at once on
+  /// the read thread.
   void Settle(const Word<bool>& connected) {
     if (role_ == Role::kReader) return;
     if (role_ != Role::kConnector) return WaitUntilRead();

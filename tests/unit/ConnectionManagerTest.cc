@@ -78,7 +78,7 @@ TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
 }
 
 // A suspended computer may lose its ports and find them again in another order when it resumes.
-TEST_F(ConnectionManagerTest, StartsOneMoreAttemptForAMissedPort) {
+TEST_F(ConnectionManagerTest, TriesAPortThatTheLastAttemptMissed) {
   const std::string scanner = Attach("usbmodem0");
   registry.Unplug(scanner);
   registry.Attach("usbmodem1", folder / "silent");

@@ -115,7 +115,7 @@ TEST_F(PortTableTest, TracksPortsThatAnAttemptHasNotTried) {
   EXPECT_FALSE(table.HasUntried()) << "unplugged";
 }
 
-TEST_F(PortTableTest, EndsConnectionUnlessOnlyTheConnectedNameRemains) {
+TEST_F(PortTableTest, KeepsConnectionIfOnlyItsNameRemains) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

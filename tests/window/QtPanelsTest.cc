@@ -106,7 +106,7 @@ TEST_F(QtPanelsTest, OpensADefaultFolderIfTheFolderIsMissing) {
     OnOpen([&](QFileDialog& panel, QLineEdit& name) {
       EXPECT_EQ(panel.directory().path().toStdString(),
                 path_ + (save ? "/Documents" : "/share/applications"));
-      // Only a save panel can propose the name of a missing file.
+      // Only a save panel can suggest a name for a new file.
       EXPECT_EQ(name.text(), save ? "sn_timestamp.txt" : "");
       panel.reject();
     });
