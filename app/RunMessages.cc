@@ -54,6 +54,7 @@ void RunMessages::RunRequested() {
 
 void RunMessages::RunBegan() {
   begin_ = parts_.platform.clock.Now() / 1ms;
+  fileSaid_ = false;
   for (const Notice notice : kHints) parts_.strip.Withdraw(notice);
   // The first run may begin before the user has read this message, so only later runs remove it.
   if (hasEnded_) parts_.strip.Withdraw(Notice::kInterrupted);
@@ -161,8 +162,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
     ShowMissing(erases ? "The scanner is being erased."
                        : "The scanner was not erased. Synchronize again.");
   }
-  const std::string kept =
-      Kept(result.records) + (parts_.archive.failed() ? " Synchronize again." : "");
+  const std::string kept = Kept(result.records) + Again();
   if (result.refusedSettingsFile) {
     parts_.strip.Raise(Notice::kSettingsFileAsFile,
                        std::string(SettingsEditor::kSettingsFileMessage) + " " + kept,
@@ -176,6 +176,12 @@ void RunMessages::RunEnded(const Run::Result& result) {
   } else {
     ShowFinished(result);
   }
+  if (!result.file.empty()) fileSaid_ = true;
+}
+
+// Returns a sentence with the advice to synchronize again if the records were not saved.
+std::string RunMessages::Again() const {
+  return parts_.archive.failed() ? " Synchronize again." : "";
 }
 
 // Returns a sentence that says where the records are if no file contains them.
@@ -189,11 +195,7 @@ void RunMessages::ShowFinished(const Run::Result& result) {
   if (result.records == 0) {
     return parts_.strip.Raise(Notice::kRunFinished, "The scanner sent no records.");
   }
-  if (!result.file.empty()) {
-    return parts_.strip.Raise(Notice::kRunFinished,
-                              Counted(result.records) + InTime() + ": " + ShownText(result.file),
-                              FileActions(result.file));
-  }
+  if (settings.destination == kToFile || !result.file.empty()) return ShowFile(result);
   if (settings.destination == kToView) {
     return parts_.strip.Raise(Notice::kRunFinished,
                               Counted(result.records) + InTime() + ", shown above");
@@ -204,6 +206,22 @@ void RunMessages::ShowFinished(const Run::Result& result) {
   parts_.strip.Raise(Notice::kRunFinished,
                      PartOf(parts_.delivery.delivered(), result.records) + InTime() +
                          (settings.bNonEnglish ? ", pasted into " : ", typed into ") + receiver);
+}
+
+// The file is empty if no record arrived while it was the destination, or if the first of two runs
+// that overlap has written the records of both. The message about that file then stays.
+void RunMessages::ShowFile(const Run::Result& result) {
+  if (!result.file.empty()) {
+    return parts_.strip.Raise(
+        Notice::kRunFinished,
+        PartOf(result.recordsInFile, result.records) + InTime() + ": " + ShownText(result.file),
+        FileActions(result.file));
+  }
+  if (fileSaid_) return;
+  parts_.strip.Raise(Notice::kFileNotWritten,
+                     "No file was written: the file was chosen after the records had arrived. " +
+                         Kept(result.records) + Again(),
+                     SaveActions());
 }
 
 // Returns how long the run took, as a part of a sentence.

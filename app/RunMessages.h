@@ -78,7 +78,9 @@ class RunMessages {
   void StartTicker();
   void ShowProgress();
   void ShowFinished(const Run::Result& result);
+  void ShowFile(const Run::Result& result);
   std::string InTime() const;
+  std::string Again() const;
   void ShowMissing(std::string_view scanner);
   std::string Arrived() const;
   std::string Kept(std::int32_t records) const;
@@ -93,6 +95,7 @@ class RunMessages {
   std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of an ignored press
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
+  std::atomic<bool> fileSaid_{false};                // a message about the run's file was raised
   SharedText endedName_;                             // name of the run that ended last
   // About the run that ended last; see DownloadCounts.
   std::atomic<std::int32_t> expected_{0};  // number of records in the scanner

@@ -376,6 +376,37 @@ TEST_F(ResultTest, NamesTheEndedRunIfItsEraseIsWithheld) {
   tavo.WaitUntilHeld();
 }
 
+TEST_F(ResultTest, KeepsTheFileOfARunThatEndsTwice) {
+  const std::string path = folder / "stock.txt";
+  StartAutomaticRun({.path = path}, "P");
+  synchronize.Press();
+  tavo.Release();
+  AwaitEnd(1);
+  EXPECT_EQ(FileContents(path), "1\r\n2\r\n3\r\n1\r\n2\r\n3\r\n");
+  EXPECT_EQ(Message(), "6 records in 1 s: " + path);
+}
+
+TEST_F(ResultTest, CountsTheRecordsInAFileChosenDuringTheRun) {
+  const std::string path = folder / "stock.txt";
+  StartAutomaticRun({.destination = 1, .burstsync = false}, "p1#");
+  Choose(0, path);
+  tavo.Release();
+  AwaitEnd(0);
+  EXPECT_EQ(FileContents(path), "2\r\n3\r\n");
+  EXPECT_EQ(Message(), "2 of 3 records in 1 s: " + path);
+}
+
+TEST_F(ResultTest, SaysThatAFileWasChosenTooLate) {
+  StartAutomaticRun({.destination = 1, .burstsync = false}, "GS0");
+  Choose(0, folder / "stock.txt");
+  tavo.Release();
+  AwaitEnd(0);
+  EXPECT_EQ(Message(),
+            "No file was written: the file was chosen after the records had arrived. 3 records are "
+            "in the archive.");
+  EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Save as…"});
+}
+
 TEST_F(ResultTest, CountsOnlyTypedRecordsAsTyped) {
   StartAutomaticRun({.destination = 1, .burstsync = false}, "p1#");
   Choose(2);
