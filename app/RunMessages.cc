@@ -212,6 +212,8 @@ void RunMessages::ShowFinished(const Run::Result& result) {
 // that overlap has written the records of both. The message about that file then stays.
 void RunMessages::ShowFile(const Run::Result& result) {
   if (!result.file.empty()) {
+    parts_.strip.Withdraw(Notice::kFileNotWritten);
+    parts_.strip.Withdraw(Notice::kSettingsFileAsFile);
     return parts_.strip.Raise(
         Notice::kRunFinished,
         PartOf(result.recordsInFile, result.records) + InTime() + ": " + ShownText(result.file),

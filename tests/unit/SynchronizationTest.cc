@@ -415,6 +415,20 @@ TEST_F(ResultTest, CountsOnlyTypedRecordsAsTyped) {
   EXPECT_EQ(Message(), "2 of 3 records in 1 s, typed into the active application");
 }
 
+TEST_F(ResultTest, SuccessRemovesTheMessageThatNoFileWasWritten) {
+  const std::string path = folder / "missing/stock.txt";
+  ConnectWith({.path = path, .autosync = true}, {"1"});
+  AwaitEnd(0);
+  EXPECT_EQ(Message(),
+            path + " was not written: the folder does not exist. 1 record is in the archive.");
+  std::filesystem::create_directory(folder / "missing");
+  connect.Press();
+  connect.Press();
+  FinishConnecting();
+  AwaitEnd(1);
+  EXPECT_EQ(Message(), "1 record in 1 s: " + path);
+}
+
 TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
   StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
