@@ -277,6 +277,7 @@ void RunMessages::Problem(RunArchive::Problem problem) {
   const std::int32_t records = parts_.session.counts().received();
   switch (problem) {
     case RunArchive::Problem::kNotWritten:
+      parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);  // it would promise a copy
       return parts_.strip.Raise(Notice::kArchiveNotWritten,
                                 "Records cannot be saved in the archive. Check the folder " +
                                     parts_.archive.folder() + ".");
@@ -301,7 +302,7 @@ void RunMessages::Problem(RunArchive::Problem problem) {
 
 void RunMessages::CheckCopies() {
   const Settings& settings = parts_.session;
-  if (!settings.bClearMemory || settings.destination == kToFile) return;
+  if (!settings.bClearMemory || settings.destination == kToFile || parts_.archive.failed()) return;
   if (onlyCopySaid_.exchange(true)) return;
   const auto show = [this] {
     parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);

@@ -66,7 +66,7 @@ class RunMessages {
   void PressIgnored(const std::string& text);
 
   /// If the settings erase the scanner and write no file, shows once that only the archive keeps
-  /// the records. Any thread.
+  /// the records, unless the archive has failed. Any thread.
   void CheckCopies();
 
   /// Shows that an earlier process did not finish its work. Main thread.

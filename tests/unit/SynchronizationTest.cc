@@ -429,6 +429,21 @@ TEST_F(ResultTest, SuccessRemovesTheMessageThatNoFileWasWritten) {
   EXPECT_EQ(Message(), "1 record in 1 s: " + path);
 }
 
+TEST_F(ResultTest, DoesNotPromiseACopyIfTheArchiveFailed) {
+  PutFile(archiveFolder, "a file where the folder should be");
+  ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
+  Synchronize();
+  const std::string only =
+      "Quillet: The scanner keeps no copy of the records. A copy is in the archive.";
+  EXPECT_FALSE(log.Has(only));
+  ASSERT_TRUE(WaitFor([&] {
+    return log.Has("-[Lumet EraseTavoMemory]: withheld, the records are not on the disk");
+  }));
+  std::filesystem::remove(archiveFolder);
+  Synchronize();
+  EXPECT_TRUE(log.Has(only));
+}
+
 TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
   StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
