@@ -56,6 +56,25 @@ TEST_F(RecordDownloadTest, RequestsEachRecordThenSendsClosingCommand) {
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
+TEST_F(RecordDownloadTest, CountsOnlyFramesAsAnswers) {
+  answer = [](std::string_view command) {
+    if (command == "N") return CountAnswer(3);
+    if (command == "p1#") return "@"s;
+    return command.starts_with('p') ? "\x03" + Framed() : "@"s;
+  };
+  lumet.bBurstSync = 0;
+  lumet.Synchronize();
+  Dispatch(10);
+  EXPECT_EQ(lumet.counts().missing(), 1);
+  EXPECT_EQ(lumet.counts().received(), 3) << "the buffer still contains the first record";
+  Receive("\x03" + Framed() + "@");
+  EXPECT_EQ(lumet.counts().missing(), 1) << "a live scan";
+  EXPECT_EQ(lumet.counts().received(), 4);
+  Count(2);
+  EXPECT_EQ(lumet.counts().missing(), 0);
+  EXPECT_EQ(lumet.counts().received(), 0);
+}
+
 TEST_F(RecordDownloadTest, ArchivesEachRecordBeforeItIsDelivered) {
   owner.onRecord = [this] { archive.kept.push_back("delivered"); };
   lumet.bBurstSync = 0;
