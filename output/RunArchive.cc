@@ -1,7 +1,6 @@
 #include "output/RunArchive.h"
 
-#include <cstdio>
-
+#include "base/CalendarTime.h"
 #include "base/Utf8.h"
 #include "download/RecordComposer.h"
 #include "download/StoredRecords.h"
@@ -258,11 +257,7 @@ void RunArchive::Report(Problem problem) const {
 }
 
 std::string RunArchive::Timestamp() const {
-  const platform::CalendarTime now = clock_.LocalTime();
-  char text[64];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", now.year, now.month, now.day,
-                now.hour, now.minute, now.second);
-  return text;
+  return DateAndTime(clock_.LocalTime());
 }
 
 ArchiveVolume& RunArchive::Current() {
@@ -288,12 +283,9 @@ ArchiveVolume& RunArchive::Current() {
 void RunArchive::OpenRun() {
   std::string first = firstName_;
   if (first.empty()) {
-    const platform::CalendarTime now = clock_.LocalTime();
-    char stamp[64];
-    std::snprintf(stamp, sizeof stamp, "%04d%02d%02d_%02d%02d%02d_", now.year, now.month, now.day,
-                  now.hour, now.minute, now.second);
     // A line feed in a name would break the list that ArchiveFolder::NoteCreation writes.
-    first = folder_.UnusedName(stamp + FileNamePart(EscapedText(scanner_.SerialNo.TextFrom(0))));
+    first = folder_.UnusedName(TimeStamp(clock_.LocalTime()) + "_" +
+                               FileNamePart(EscapedText(scanner_.SerialNo.TextFrom(0))));
   }
   const std::string name = folder_.UnusedName(first, ArchiveFolder::kVolumeMark);
   const std::string marked = isMarked_ ? run_.name() : "";
@@ -309,9 +301,7 @@ void RunArchive::OpenRun() {
 }
 
 void RunArchive::OpenDay() {
-  const platform::CalendarTime now = clock_.LocalTime();
-  char name[64];
-  std::snprintf(name, sizeof name, "%04d%02d%02d_live", now.year, now.month, now.day);
+  const std::string name = DateStamp(clock_.LocalTime()) + "_live";
   const bool deleted = dayDeleted_;
   if (deleted) dayDeleted_ = false;
   if (day_.IsOpen() && !day_.IsUsable()) dayFailed_ = true;
