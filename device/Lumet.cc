@@ -349,8 +349,8 @@ void Lumet::SyncTavoClock() {
   }
   // Intentional: the clock is read twice. At midnight, the date and the time may be from different
   // days.
-  const platform::CalendarTime date = clock_.LocalTime();
-  const platform::CalendarTime time = clock_.LocalTime();
+  const CalendarTime date = clock_.LocalTime();
+  const CalendarTime time = clock_.LocalTime();
   const auto byte = [](std::int32_t value) { return static_cast<std::uint8_t>(value); };
   Queue({0x07, 'C', byte(date.year - 2000), byte(date.month), byte(date.day), byte(time.hour),
          byte(time.minute), byte(time.second)});

@@ -6,8 +6,6 @@
 
 namespace quillet::platform {
 
-using quillet::CalendarTime;
-
 /// Time and sleep. An interface, so that tests can skip long waits. Code that waits for another
 /// process may limit the wait with std::chrono::steady_clock instead. Any thread.
 class Clock {

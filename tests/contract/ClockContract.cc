@@ -30,7 +30,7 @@ class ClockContract : public Contract<ClockHarness> {
 };
 
 TEST_P(ClockContract, LocalTimeIsAValidDateAndTime) {
-  const platform::CalendarTime now = clock_.LocalTime();
+  const CalendarTime now = clock_.LocalTime();
   EXPECT_TRUE((std::chrono::year(now.year) / now.month / now.day).ok());
   EXPECT_GT(now.year, 2000);
   EXPECT_TRUE(now.hour >= 0 && now.hour <= 23);

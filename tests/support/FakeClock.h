@@ -23,14 +23,14 @@ class FakeClock final : public platform::Clock {
   /// @param speed  factor by which sleeps are shortened
   explicit FakeClock(double speed = 1000) : speed_(speed) {}
 
-  platform::CalendarTime LocalTime() override {
+  CalendarTime LocalTime() override {
     const std::lock_guard lock(mutex_);
     return std::exchange(now_, next_.value_or(now_));
   }
 
   /// Sets the time of day.
   /// @param next  time of day from the second call of LocalTime on
-  void Set(const platform::CalendarTime& now, std::optional<platform::CalendarTime> next = {}) {
+  void Set(const CalendarTime& now, std::optional<CalendarTime> next = {}) {
     const std::lock_guard lock(mutex_);
     now_ = now;
     next_ = next;
@@ -109,8 +109,8 @@ class FakeClock final : public platform::Clock {
   const double speed_;
   mutable std::mutex mutex_;
   std::chrono::nanoseconds steady_ = std::chrono::seconds(1);
-  platform::CalendarTime now_{2026, 11, 16, 1, 4, 9};
-  std::optional<platform::CalendarTime> next_;
+  CalendarTime now_{2026, 11, 16, 1, 4, 9};
+  std::optional<CalendarTime> next_;
   std::vector<Duration> sleeps_;
   std::vector<Duration> slacks_;
   std::function<void()> onSleep_;
