@@ -189,7 +189,7 @@ const StoredRun* EarlierRuns::Selected() const {
 }
 
 platform::RunRow EarlierRuns::RowOf(const StoredRun& run) const {
-  const ArchivedRun& head = run.head;
+  const RecordsFileHead& head = run.head;
   platform::RunRow row;
   row.date = ShownText(run.live ? head.time.substr(0, head.time.find(' ')) : head.time);
   row.scanner =

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "base/ShownText.h"
-#include "output/ArchivedRun.h"
 #include "output/LumetFile.h"
+#include "output/RecordsFile.h"
 
 namespace quillet {
 namespace {

@@ -14,8 +14,8 @@ using platform::FileStore;
 constexpr std::size_t kLargestFile = 100'000'000;
 
 // Adds the metadata of the run's next file to `run`.
-void Add(ArchivedRun& run, const ArchivedRun& next) {
-  ArchivedRun sum = next;
+void Add(RecordsFileHead& run, const RecordsFileHead& next) {
+  RecordsFileHead sum = next;
   sum.time = run.time;
   sum.records += run.records;
   sum.erased = sum.erased || run.erased;
@@ -61,7 +61,7 @@ ArchiveReader::File ArchiveReader::ReadHead(const std::string& name, std::uint64
   const auto contents =
       files_.Read(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
   File file{.name = name, .bytes = bytes};
-  if (contents) file.head = ReadArchivedRun(*contents);
+  if (contents) file.head = ReadRecordsFile(*contents);
   if (!file.head) Log(log_, "Quillet: unreadable file: ", ForeignText(name));
   return file;
 }
@@ -72,7 +72,7 @@ std::optional<std::int64_t> ArchiveReader::ForEachRecord(const StoredRun& run,
   for (const std::string& name : run.names) {
     const auto contents =
         files_.Read(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
-    const auto head = contents ? ReadArchivedRun(*contents, record) : std::nullopt;
+    const auto head = contents ? ReadRecordsFile(*contents, record) : std::nullopt;
     if (!head) return std::nullopt;
     records += head->records;
   }
@@ -86,7 +86,7 @@ std::optional<std::int64_t> ArchiveReader::ForEachLine(
   for (const std::string& name : run.names) {
     const auto contents =
         files_.Read(folder_.PathOf(name, ArchiveFolder::kRecordsEnding), kLargestFile);
-    const auto head = contents ? ReadArchivedLines(*contents, settings, line) : std::nullopt;
+    const auto head = contents ? ReadRecordsFileLines(*contents, settings, line) : std::nullopt;
     if (!head) return std::nullopt;
     records += head->records;
   }

@@ -11,7 +11,7 @@
 #include "base/SystemLog.h"
 #include "device/Settings.h"
 #include "output/ArchiveFolder.h"
-#include "output/ArchivedRun.h"
+#include "output/RecordsFile.h"
 #include "platform/FileStore.h"
 
 namespace quillet {
@@ -22,7 +22,7 @@ struct StoredRun {
   std::uint64_t bytes = 0;         ///< size of the run's records files in bytes
   bool live = false;               ///< true for the live scans of a day
   bool inProgress = false;         ///< more records may arrive; always false for live scans
-  ArchivedRun head = {};           ///< metadata, the same in all files of the run
+  RecordsFileHead head = {};       ///< metadata, the same in all files of the run
 };
 
 /// Reads the archive folder. List may be called by one thread at a time, the other functions by any
@@ -42,14 +42,14 @@ class ArchiveReader {
 
   /// Reads the records of a run.
   /// @param run     a run that List returned
-  /// @param record  called for each record; see ReadArchivedRun
+  /// @param record  called for each record; see ReadRecordsFile
   /// @return the number of records; no value if a file cannot be read
   std::optional<std::int64_t> ForEachRecord(const StoredRun& run,
                                             const ArchivedRecord& record) const;
 
   /// Composes the lines of a run.
   /// @param run       a run that List returned
-  /// @param settings  see ReadArchivedLines
+  /// @param settings  see ReadRecordsFileLines
   /// @param line      called for each line, in UTF-8
   /// @return the number of records; no value if a file cannot be read
   std::optional<std::int64_t> ForEachLine(
@@ -69,7 +69,7 @@ class ArchiveReader {
   struct File {
     std::string name;  // without the extension
     std::uint64_t bytes = 0;
-    std::optional<ArchivedRun> head = {};  // no value if the file cannot be read
+    std::optional<RecordsFileHead> head = {};  // no value if the file cannot be read
   };
 
   File ReadHead(const std::string& name, std::uint64_t bytes) const;

@@ -1,6 +1,6 @@
 #include "output/ArchiveVolume.h"
 
-#include "output/ArchivedRun.h"
+#include "output/RecordsFile.h"
 
 namespace quillet {
 

@@ -4,8 +4,8 @@
 #include "base/Utf8.h"
 #include "download/RecordComposer.h"
 #include "download/StoredRecords.h"
-#include "output/ArchivedRun.h"
 #include "output/LumetFile.h"
+#include "output/RecordsFile.h"
 #include "output/SettingsImage.h"
 
 namespace quillet {
@@ -313,7 +313,7 @@ void RunArchive::OpenDay() {
         files_.Read(folder_.PathOf(numbered, ArchiveFolder::kRecordsEnding), kFileSize);
     if (!existing) break;
     // Skips full files, files whose last entry is incomplete, and files that another process uses.
-    const auto run = ReadArchivedRun(*existing);
+    const auto run = ReadRecordsFile(*existing);
     if (run && run->whole && OpenVolume(FlushList::Use::kDay, numbered, existing->size())) return;
   }
   const std::string unused = folder_.UnusedName(name);

@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "output/ArchivedRun.h"
+#include "output/RecordsFile.h"
 #include "tests/bench/LogListener.h"
 #include "tests/bench/WholeProgram.h"
 
@@ -83,7 +83,7 @@ int List(const std::string& folder) {
     if (item.path().extension() != ".records") continue;
     const auto contents = test::FileContents(item.path());
     if (!contents) return 1;
-    ReadArchivedRun(*contents, [](const ScannerIdentity&, const Settings&,
+    ReadRecordsFile(*contents, [](const ScannerIdentity&, const Settings&,
                                   std::span<const std::uint8_t> record) {
       PrintHexadecimal(record);
       std::printf("\n");

@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-#include "output/ArchivedRun.h"
+#include "output/RecordsFile.h"
 #include "output/RunArchive.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/HookedFileStore.h"
@@ -107,15 +107,15 @@ class RunArchiveTest : public ::testing::Test {
   // Returns the data of all records in a file. Stores the scanner's serial number in `serial`.
   static Texts RecordsOf(const std::string& path, std::string* serial = nullptr) {
     Texts records;
-    ReadArchivedRun(
+    ReadRecordsFile(
         *test::FileContents(path), [&](const auto& scanner, const auto& /*settings*/, auto record) {
           records.emplace_back(reinterpret_cast<const char*>(record.data()) + 2, record.size() - 6);
           if (serial != nullptr) *serial = scanner.SerialNo.TextFrom(0);
         });
     return records;
   }
-  static ArchivedRun Summary(const std::string& path) {
-    return ReadArchivedRun(*test::FileContents(path)).value();
+  static RecordsFileHead Summary(const std::string& path) {
+    return ReadRecordsFile(*test::FileContents(path)).value();
   }
 
   const test::TemporaryFolder temporary_;
@@ -141,7 +141,7 @@ TEST_F(RunArchiveTest, KeepsTheRecordsAndLinesOfARun) {
   EXPECT_EQ(RecordsOf(first_ + ".records", &serial), (Texts{"4006381333931", "\xC3\xA9t\xC3\xA9"}));
   EXPECT_EQ(serial, "W123400577");
   EXPECT_EQ(Names(".open"), Texts{});
-  const ArchivedRun run = Summary(first_ + ".records");
+  const RecordsFileHead run = Summary(first_ + ".records");
   EXPECT_EQ(run.time, "2026-11-16 01:04:09");
   EXPECT_EQ(run.records, 2);
   EXPECT_TRUE(run.ended && run.complete && !run.erased);
@@ -216,7 +216,7 @@ TEST_F(RunArchiveTest, StoresScannerAndSettingsChanges) {
   std::string serial;
   RecordsOf(first_ + ".records", &serial);
   EXPECT_EQ(serial, "X987600001");
-  const ArchivedRun run = Summary(first_ + ".records");
+  const RecordsFileHead run = Summary(first_ + ".records");
   EXPECT_EQ(run.destination, 3);
   EXPECT_EQ(run.target, " /opt/a%b\n");
   EXPECT_TRUE(run.ended && !run.complete);
@@ -774,15 +774,15 @@ TEST_F(RunArchiveTest, StartsANewFileAfter20Megabytes) {
   EXPECT_EQ(files_.flushed.size(), 4U);
 }
 
-TEST(ArchivedRunTest, IgnoresIncompleteEntriesAndOtherFiles) {
-  EXPECT_FALSE(ReadArchivedRun(""));
-  EXPECT_FALSE(ReadArchivedRun("another file\n"));
-  EXPECT_EQ(ReadArchivedRun("quillet-archive 1\nrecord 3\nabc\nrecord 3\nab")->records, 1);
-  EXPECT_EQ(ReadArchivedRun("quillet-archive 1\nrecord 99999999999999999999\nab\n")->records, 0);
-  EXPECT_FALSE(ReadArchivedRun("quillet-archive 1\nend complete")->ended);
+TEST(RecordsFileTest, IgnoresIncompleteEntriesAndOtherFiles) {
+  EXPECT_FALSE(ReadRecordsFile(""));
+  EXPECT_FALSE(ReadRecordsFile("another file\n"));
+  EXPECT_EQ(ReadRecordsFile("quillet-archive 1\nrecord 3\nabc\nrecord 3\nab")->records, 1);
+  EXPECT_EQ(ReadRecordsFile("quillet-archive 1\nrecord 99999999999999999999\nab\n")->records, 0);
+  EXPECT_FALSE(ReadRecordsFile("quillet-archive 1\nend complete")->ended);
 }
 
-TEST(ArchivedRunTest, EscapesAndUnescapesText) {
+TEST(RecordsFileTest, EscapesAndUnescapesText) {
   for (const std::string& text :
        {"plain"s, ""s, " "s, " a b "s, "100%"s, "a\r\n\0\x7F"s, "\xC3\xA9"s}) {
     EXPECT_EQ(UnescapedText(EscapedText(text)), text);

@@ -22,7 +22,7 @@ std::string EscapedText(std::string_view text);
 std::string UnescapedText(std::string_view text);
 
 /// Metadata of a records file. A string is empty if the file does not contain it.
-struct ArchivedRun {
+struct RecordsFileHead {
   std::string time;                    ///< local time when the file was opened: YYYY-MM-DD hh:mm:ss
   std::string serial;                  ///< serial number of the scanner
   std::string file;                    ///< path of the output file, if it was written
@@ -47,15 +47,15 @@ using ArchivedRecord = std::function<void(const ScannerIdentity& scanner, const 
 /// @param contents  contents of the file
 /// @param record    called for each record that is not erased, in the order of arrival
 /// @return no value if `contents` is not a records file
-std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
-                                           const ArchivedRecord& record = nullptr);
+std::optional<RecordsFileHead> ReadRecordsFile(std::string_view contents,
+                                               const ArchivedRecord& record = nullptr);
 
 /// Reads a records file and composes its lines.
 /// @param contents  contents of the file
 /// @param settings  format of the lines; null: the settings in effect when each record arrived
 /// @param line      called for each line, in UTF-8
 /// @return no value if `contents` is not a records file
-std::optional<ArchivedRun> ReadArchivedLines(
+std::optional<RecordsFileHead> ReadRecordsFileLines(
     std::string_view contents, const Settings* settings,
     const std::function<void(const std::string& line)>& line);
 

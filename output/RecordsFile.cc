@@ -1,4 +1,4 @@
-#include "output/ArchivedRun.h"
+#include "output/RecordsFile.h"
 
 #include <algorithm>
 #include <charconv>
@@ -65,7 +65,7 @@ class Reader {
                        });
   }
 
-  ArchivedRun run;
+  RecordsFileHead run;
 
  private:
   void SetScanner(const std::string& serial) {
@@ -121,8 +121,8 @@ std::string UnescapedText(std::string_view text) {
   return plain;
 }
 
-std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
-                                           const ArchivedRecord& record) {
+std::optional<RecordsFileHead> ReadRecordsFile(std::string_view contents,
+                                               const ArchivedRecord& record) {
   if (!contents.starts_with(kArchiveHeader)) return std::nullopt;
   Reader reader(record);
   while (!contents.empty()) {
@@ -142,13 +142,13 @@ std::optional<ArchivedRun> ReadArchivedRun(std::string_view contents,
   return reader.run;
 }
 
-std::optional<ArchivedRun> ReadArchivedLines(
+std::optional<RecordsFileHead> ReadRecordsFileLines(
     std::string_view contents, const Settings* settings,
     const std::function<void(const std::string& line)>& line) {
   NoLog log;
   std::optional<RecordComposer> composer;
   std::string text;
-  return ReadArchivedRun(contents, [&](const ScannerIdentity& scanner, const Settings& recorded,
+  return ReadRecordsFile(contents, [&](const ScannerIdentity& scanner, const Settings& recorded,
                                        std::span<const std::uint8_t> record) {
     if (!composer) composer.emplace(log, settings != nullptr ? *settings : recorded, scanner);
     DecodeRecordText(composer->Compose(record, 0), text);
