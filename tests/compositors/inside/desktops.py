@@ -6,10 +6,10 @@ import shutil
 import signal
 import subprocess
 import tempfile
-import time
 
 import gi
 
+from harness.waiting import wait_until
 from keyboards import (CAPS_LOCK, LEFT_SHIFT, EisKeyboard, MutterKeyboard, WaylandKeyboard,
                        X11Keyboard)
 
@@ -18,18 +18,6 @@ from gi.repository import Gio, GLib  # noqa: E402 # pylint: disable=wrong-import
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 LED = "/sys/class/leds/input0::capslock"
-LIMIT = float(os.environ.get("LIMIT", "40"))  # seconds, many times longer than needed
-
-
-def wait_until(condition, what, limit=LIMIT):
-    """Calls `condition` until it returns a true value, and returns that value. Fails after `limit`
-    seconds."""
-    end = time.monotonic() + limit
-    while not (value := condition()):
-        if time.monotonic() > end:
-            raise AssertionError(f"timed out after {limit:.0f} s, waiting for {what}")
-        time.sleep(0.02)
-    return value
 
 
 class Desktop:

@@ -11,7 +11,8 @@ import subprocess
 import sys
 import time
 
-from desktops import X11, Fcitx, Gnome, Ibus, Kwin, Sway, wait_until
+from desktops import X11, Fcitx, Gnome, Ibus, Kwin, Sway
+from harness.waiting import wait_until
 from keyboards import SPACE_BAR
 
 HERE = os.path.dirname(os.path.abspath(__file__))
