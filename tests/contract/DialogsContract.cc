@@ -4,8 +4,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
 #include <QTreeWidget>
 
 #include "platform/qt/QtRunsWindow.h"
@@ -19,7 +17,6 @@ namespace quillet::test {
 namespace {
 
 using platform::RunRow;
-using platform::RunsActions;
 using window_tests::Find;
 
 /// The settings window, with functions that operate it as a user does.
@@ -27,7 +24,6 @@ struct FormHarness {
   virtual ~FormHarness() = default;
   virtual platform::SettingsForm& Form() = 0;
   virtual void Set(const SettingsControl& control, std::int32_t value) = 0;
-  virtual void Browse() = 0;
 };
 
 struct FakeFormHarness final : FormHarness {
@@ -36,7 +32,6 @@ struct FakeFormHarness final : FormHarness {
   void Set(const SettingsControl& control, std::int32_t value) override {
     control.Set(form, value);
   }
-  void Browse() override { form.Browse(); }
 
   FakeSettingsForm form;
 };
@@ -48,9 +43,6 @@ struct QtFormHarness final : FormHarness {
     if (control.IsList()) return Find<QComboBox>(window, control.name)->setCurrentIndex(value);
     Find<QCheckBox>(window, control.name)->setChecked(value != 0);
   }
-  void Browse() override {
-    QTest::mouseClick(Find<QPushButton>(window, "Browse…"), Qt::LeftButton);
-  }
 
   QWidget main;
   platform::qt::QtSettingsWindow window{main, kChoices};
@@ -60,11 +52,10 @@ class SettingsFormContract : public Contract<FormHarness> {
  protected:
   SettingsFormContract() {
     const auto report = [this](char name) { return [this, name] { reports_ += name; }; };
-    form_.SetActions({.changed = report('c'),
-                      .destinationChanged = report('d'),
-                      .browse = report('b'),
-                      .save = {},
-                      .cancel = {}});
+    platform::SettingsActions actions;
+    actions.changed = report('c');
+    actions.destinationChanged = report('d');
+    form_.SetActions(std::move(actions));
     for (const SettingsControl& each : kSettingsControls) each.Set(values_, 0);
     form_.settingsWindow().OrderFront();
     form_.Show(values_);
@@ -115,14 +106,6 @@ TEST_P(SettingsFormContract, ReportsChangesByTheUser) {
   }
 }
 
-TEST_P(SettingsFormContract, BrowsesOnlyIfThePathIsEnabled) {
-  for (const bool enabled : {true, false, true}) {
-    form_.SetPathEnabled(enabled);
-    harness_->Browse();
-    Expect(values_, enabled ? "b" : "");
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(Form, SettingsFormContract,
                          (Implementations<FormHarness, FakeFormHarness, QtFormHarness>()), kNameOf);
 
@@ -132,7 +115,6 @@ struct RunsHarness {
   virtual platform::RunsWindow& Runs() = 0;
   virtual void Search(const std::string& text) = 0;
   virtual void Select(std::int32_t row) = 0;
-  virtual void Press(std::function<void()> RunsActions::*action, const char* title) = 0;
   virtual std::vector<RunRow> Rows() = 0;
 };
 
@@ -141,9 +123,6 @@ struct FakeRunsHarness final : RunsHarness {
   platform::RunsWindow& Runs() override { return window; }
   void Search(const std::string& text) override { window.Search(text); }
   void Select(std::int32_t row) override { window.Select(row); }
-  void Press(std::function<void()> RunsActions::*action, const char*) override {
-    window.Press(action);
-  }
   std::vector<RunRow> Rows() override { return window.rows(); }
 
   FakeRunsWindow window;
@@ -156,9 +135,6 @@ struct QtRunsHarness final : RunsHarness {
     window.findChild<QLineEdit*>()->setText(QString::fromStdString(text));
   }
   void Select(std::int32_t row) override { list.setCurrentItem(list.topLevelItem(row)); }
-  void Press(std::function<void()> RunsActions::*, const char* title) override {
-    QTest::mouseClick(Find<QPushButton>(window, title), Qt::LeftButton);
-  }
   std::vector<RunRow> Rows() override {
     std::vector<RunRow> rows;
     for (int i = 0; i < list.topLevelItemCount(); ++i) {
@@ -178,11 +154,9 @@ struct QtRunsHarness final : RunsHarness {
 class RunsWindowContract : public Contract<RunsHarness> {
  protected:
   RunsWindowContract() {
-    RunsActions actions;
+    platform::RunsActions actions;
     actions.search = [this](const std::string& text) { reports_ += "search " + text + "|"; };
     actions.select = [this] { reports_ += "select|"; };
-    actions.copy = [this] { reports_ += "copy|"; };
-    actions.remove = [this] { reports_ += "remove|"; };
     runs_.SetActions(std::move(actions));
     runs_.runsWindow().OrderFront();
   }
@@ -228,21 +202,6 @@ TEST_P(RunsWindowContract, ReportsChangesOfTheSearchText) {
   ExpectReports("");
   harness_->Search("live");
   ExpectReports("search live|");
-}
-
-TEST_P(RunsWindowContract, OnlyEnabledButtonsReportTheirActions) {
-  const auto pressBoth = [this] {
-    harness_->Press(&RunsActions::copy, "Copy");
-    harness_->Press(&RunsActions::remove, "Delete…");
-  };
-  pressBoth();
-  ExpectReports("");
-  runs_.EnableActions(true, false);
-  pressBoth();
-  ExpectReports("copy|");
-  runs_.EnableActions(false, true);
-  pressBoth();
-  ExpectReports("remove|");
 }
 
 INSTANTIATE_TEST_SUITE_P(Runs, RunsWindowContract,
