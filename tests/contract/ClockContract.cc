@@ -4,6 +4,7 @@
 #include "platform/posix/PosixClock.h"
 #include "tests/contract/Contract.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/NoClock.h"
 
 namespace quillet::test {
 namespace {
@@ -18,7 +19,9 @@ class ClockHarness {
 
 template <class Backend>
 struct ClockOf final : ClockHarness {
-  static constexpr const char* kName = std::is_same_v<Backend, FakeClock> ? "Fake" : "Posix";
+  static constexpr const char* kName = std::is_same_v<Backend, FakeClock> ? "Fake"
+                                       : std::is_same_v<Backend, NoClock> ? "NoClock"
+                                                                          : "Posix";
   platform::Clock& Clock() override { return clock; }
 
   Backend clock;
@@ -46,10 +49,10 @@ TEST_P(ClockContract, SleepIsNeverShorterThanRequested) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Clock, ClockContract,
-    (Implementations<ClockHarness, ClockOf<FakeClock>, ClockOf<platform::posix::PosixClock>>()),
-    kNameOf);
+INSTANTIATE_TEST_SUITE_P(Clock, ClockContract,
+                         (Implementations<ClockHarness, ClockOf<FakeClock>, ClockOf<NoClock>,
+                                          ClockOf<platform::posix::PosixClock>>()),
+                         kNameOf);
 
 }  // namespace
 }  // namespace quillet::test
