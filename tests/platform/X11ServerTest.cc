@@ -53,6 +53,15 @@ TEST_F(X11ServerTest, LogsAMissingServerOnce) {
   ExpectLog({"Cannot type on this desktop: the X server cannot be reached"});
 }
 
+TEST_F(X11ServerTest, RecoversSilentlyIfThereIsNothingToRestore) {
+  setenv("DISPLAY", "/nowhere:7", 1);
+  keys_.Recover();
+  XServer server({"-extension", "XTEST"});
+  keys_.Recover();
+  ExpectLog({});
+  EXPECT_TRUE(clock_.sleeps().empty());
+}
+
 TEST_F(X11ServerTest, LogsAMissingTestExtensionOnce) {
   XServer server({"-extension", "XTEST"});
   for (int i = 0; i < 3; ++i) Press();
