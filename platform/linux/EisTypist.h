@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -10,10 +9,10 @@
 
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
-#include "platform/linux/ActiveLayout.h"
+#include "platform/linux/PortalTypist.h"
 #include "platform/linux/SentKeys.h"
 #include "platform/linux/SessionLayout.h"
-#include "platform/linux/UserModifiers.h"
+#include "platform/linux/TypingWatch.h"
 
 namespace quillet::platform::linux_desktop {
 
@@ -23,40 +22,23 @@ class EisKeyboard;
 /// the layout nor the modifiers change while the keys are pressed. If only another of the user's
 /// layouts has the characters, selects that layout to type them, provided that the desktop allows
 /// it. One thread at a time. Call the functions only while the keyboard is ready.
-class EisTypist {
+class EisTypist final : public PortalTypist {
  public:
   /// @param keyboard  outlives this object, like the other arguments
   /// @param clock     used for pauses
   /// @param sent      notified of the strokes that are sent
   EisTypist(EisKeyboard& keyboard, Clock& clock, SentKeys& sent);
 
-  EisKeyboard& keyboard() { return keyboard_; }  ///< the keyboard passed to the constructor
-
-  /// Returns the characters of a text that Type cannot type now, without duplicates.
-  std::string Untypable(std::string_view text);
-
-  void Begin() { isBegun_ = false; }  ///< begins a record
-
-  /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
-  /// @param presses  the record's next key-down events
-  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence. If
-  ///         the desktop reports layouts late and the layout has changed less than 0.2 s after the
-  ///         last record, presses no keys; the last record may then have been mistyped.
-  const char* Type(std::span<const KeyEvent> presses);
+  std::string Untypable(std::string_view text) override;
+  void Begin() override { watch_.BeginRecord(); }
+  const char* Type(std::span<const KeyEvent> presses) override;
 
  private:
   // No value: use only keys that type the same in all groups.
   using Group = std::optional<std::uint32_t>;
 
-  struct State {
-    unsigned device = 0;
-    UserLayouts layouts;
-    UserModifiers::State modifiers;
-  };
-
-  State Read();
-  const char* WhatChanged(const State& now) const;
-  bool AwaitRelease();
+  TypingWatch::State Read();
+  const char* WhatChanged();
   KeyChords ChordsIn(const KeyEvent& press, Group group);
   bool HasAll(std::span<const KeyEvent> presses, Group group);
   Group OtherGroupFor(std::span<const KeyEvent> presses);
@@ -67,11 +49,7 @@ class EisTypist {
   EisKeyboard& keyboard_;
   Clock& clock_;
   SentKeys& sent_;
-  ActiveLayout layouts_;
-  UserModifiers modifiers_;
-  State state_;                          // the state while the last keys were pressed
-  bool isBegun_ = false;                 // true if keys of the current record have been sent
-  std::chrono::nanoseconds lastKeys_{};  // when the last keys were pressed
+  TypingWatch watch_;
 };
 
 }  // namespace quillet::platform::linux_desktop

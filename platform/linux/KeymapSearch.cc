@@ -28,6 +28,13 @@ char CharacterOf(xkb_keysym_t symbol) {
   return symbol >= ' ' && symbol <= '~' ? static_cast<char>(symbol) : '\0';
 }
 
+char OtherCase(char character) {
+  const bool isLetter =
+      (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+  constexpr char kCaseBit = 'a' - 'A';
+  return isLetter ? static_cast<char>(character ^ kCaseBit) : character;
+}
+
 // Returns true for the keysyms of modifier keys, and for keys without a keysym.
 bool TypesNothing(xkb_keysym_t symbol) {
   return symbol == XKB_KEY_NoSymbol || (symbol >= XKB_KEY_Shift_L && symbol <= XKB_KEY_Hyper_R) ||
@@ -42,6 +49,11 @@ std::uint32_t KeysymOf(char character) {
   if (character == '\t') return XKB_KEY_Tab;
   return static_cast<unsigned char>(character);
 }
+
+struct KeymapSearch::KeyLevel {
+  std::uint32_t code = 0;
+  std::uint32_t level = 0;  // counted from 0
+};
 
 struct KeymapSearch::Candidate {
   xkb_keysym_t symbol = 0;
@@ -135,6 +147,50 @@ std::uint32_t KeymapSearch::ModifierKey(std::uint32_t mask, const KeyboardState&
     if (ModifiersOf(code, state) == mask) found->second = code;
   }
   return found->second;
+}
+
+std::uint32_t KeymapSearch::KeysymFor(char character, const KeyboardState& state) const {
+  const std::uint32_t symbol = KeysymOf(character);
+  for (const std::uint32_t sent : {symbol, KeysymOf(OtherCase(character))}) {
+    if (TypesByKeysym(sent, state, symbol)) return sent;
+  }
+  return 0;
+}
+
+bool KeymapSearch::HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) const {
+  const auto key = FirstKey(symbol, group);
+  return key && key->level == 0 && key->code <= highest_;
+}
+
+std::optional<KeymapSearch::KeyLevel> KeymapSearch::FirstKey(std::uint32_t symbol,
+                                                             std::uint32_t group) const {
+  for (std::uint32_t code = lowest_; code <= xkb_keymap_max_keycode(keymap_); ++code) {
+    const std::uint32_t levels = xkb_keymap_num_levels_for_key(keymap_, code, group);
+    for (std::uint32_t level = 0; level < levels; ++level) {
+      const xkb_keysym_t* symbols = nullptr;
+      const int count = xkb_keymap_key_get_syms_by_level(keymap_, code, group, level, &symbols);
+      if (std::find(symbols, symbols + count, symbol) != symbols + count) {
+        return KeyLevel{code, level};
+      }
+    }
+  }
+  return std::nullopt;
+}
+
+// Returns true if a desktop that receives the keysym `sent` types `symbol`. See KeysymFor.
+bool KeymapSearch::TypesByKeysym(std::uint32_t sent, const KeyboardState& state,
+                                 std::uint32_t symbol) const {
+  constexpr std::array<xkb_keysym_t, 3> kModifierOfLevel{0, XKB_KEY_Shift_L,
+                                                         XKB_KEY_ISO_Level3_Shift};
+  const auto key = FirstKey(sent, state.group);
+  if (!key || key->code > highest_ || key->level >= kModifierOfLevel.size()) return false;
+  KeyChord chord{{}, key->code, state.group};
+  if (key->level > 0) {
+    const auto modifier = FirstKey(kModifierOfLevel.at(key->level), state.group);
+    if (!modifier || modifier->code > highest_) return false;
+    chord.modifiers = {modifier->code};
+  }
+  return Types(chord, state, symbol);
 }
 
 bool KeymapSearch::IsModifier(std::uint32_t code, const KeyboardState& state) const {

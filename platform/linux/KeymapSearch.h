@@ -70,6 +70,18 @@ class KeymapSearch {
   /// pressed, or 0 if there is none.
   std::uint32_t ModifierKey(std::uint32_t mask, const KeyboardState& state);
 
+  /// Returns the keysym to send to a desktop so that it types a character, or 0 if there is none.
+  /// The desktops press the first key of the current group that has the keysym. They hold Shift_L
+  /// for the key's second level, ISO_Level3_Shift for its third level, and nothing for higher
+  /// levels (Mutter 43, meta-virtual-input-device-native.c; xdg-desktop-portal-kde 5.27).
+  ///
+  /// If Caps Lock is on, the result may be the letter of the other case.
+  /// @param character, state  see Find
+  std::uint32_t KeysymFor(char character, const KeyboardState& state) const;
+
+  /// Returns true if such a desktop presses a key without modifiers for a keysym.
+  bool HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) const;
+
   /// Returns true if a key sets modifiers while it is pressed, types nothing, and has no other
   /// effect.
   bool IsModifier(std::uint32_t code, const KeyboardState& state) const;
@@ -86,6 +98,9 @@ class KeymapSearch {
   struct Candidate;
   class State;
 
+  struct KeyLevel;
+  std::optional<KeyLevel> FirstKey(std::uint32_t symbol, std::uint32_t group) const;
+  bool TypesByKeysym(std::uint32_t sent, const KeyboardState& state, std::uint32_t symbol) const;
   const Chords& ChordsIn(const KeyboardState& state);
   void AddGroup(const KeyboardState& initial, std::uint32_t group, Chords& chords);
   std::vector<Candidate> CandidatesIn(const KeyboardState& state);

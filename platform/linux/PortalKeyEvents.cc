@@ -1,10 +1,8 @@
 #include "platform/linux/PortalKeyEvents.h"
 
-#include <linux/input-event-codes.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
-#include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -13,11 +11,10 @@
 #include <vector>
 
 #include "base/Log.h"
-#include "platform/linux/ActiveLayout.h"
 #include "platform/linux/EisKeyboard.h"
 #include "platform/linux/EisTypist.h"
+#include "platform/linux/KeysymTypist.h"
 #include "platform/linux/RemoteDesktop.h"
-#include "platform/linux/SessionLayout.h"
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -44,10 +41,6 @@ std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop) {
   UniqueFd connection = desktop.ConnectToEis();
   if (!connection.IsOpen()) return nullptr;
   return std::make_unique<EisKeyboard>(std::move(connection));
-}
-
-bool HasEnded(const RemoteDesktop& desktop, const EisKeyboard* keyboard) {
-  return desktop.HasEnded() || (keyboard != nullptr && keyboard->HasEnded());
 }
 
 }  // namespace
@@ -110,18 +103,9 @@ void PortalKeyEvents::Post(std::span<const KeyEvent> events) {
 
 std::string PortalKeyEvents::Untypable(std::string_view text) {
   std::string missing;
-  bool hasKeyboard = true;
-  Do([&](RemoteDesktop&, EisTypist* typist) {
-    hasKeyboard = typist != nullptr;
-    if (hasKeyboard && AwaitKeyboard(typist->keyboard())) missing = typist->Untypable(text);
+  Do([&](PortalTypist& typist) {
+    if (AwaitKeyboard()) missing = typist.Untypable(text);
   });
-  if (hasKeyboard || layout_ == nullptr || !layout_->Update()) return missing;
-  const UserLayouts layouts = ActiveLayout().Read();
-  for (const char character : text) {
-    if (missing.find(character) == std::string::npos && layout_->Lacks(character, layouts)) {
-      missing += character;
-    }
-  }
   return missing;
 }
 
@@ -167,24 +151,25 @@ void PortalKeyEvents::Serve() {
   }
   WriteToken(token);
   const auto keyboard = MakeEisKeyboard(desktop);
+  keyboard_ = keyboard.get();
   if (keyboard == nullptr) {
     Log(log_, "Types through the desktop portal");
-    return ServeSession(desktop, nullptr);
+    KeysymTypist typist(desktop, layout_, clock_, sent_);
+    return ServeSession(desktop, typist);
   }
   Log(log_, "Types through the desktop portal and libei");
   EisTypist typist(*keyboard, clock_, sent_);
-  ServeSession(desktop, &typist);
+  ServeSession(desktop, typist);
 }
 
-void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisTypist* typist) {
-  EisKeyboard* const keyboard = typist == nullptr ? nullptr : &typist->keyboard();
+void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, PortalTypist& typist) {
   knownDevices_ = 0;
-  if (keyboard == nullptr || AwaitKeyboard(*keyboard)) SetState(State::kReady);
-  while (!isStopping_ && !HasEnded(desktop, keyboard)) {
-    desktop.Wait(wake_.Get(), keyboard == nullptr ? -1 : keyboard->descriptor());
-    if (keyboard != nullptr) keyboard->Dispatch();
-    if (HasEnded(desktop, keyboard)) break;
-    if (IsInState(State::kNotReady) && keyboard->IsReady() && AwaitKeyboard(*keyboard)) {
+  if (AwaitKeyboard()) SetState(State::kReady);
+  while (!isStopping_ && !HasEnded(desktop)) {
+    desktop.Wait(wake_.Get(), keyboard_ == nullptr ? -1 : keyboard_->descriptor());
+    if (keyboard_ != nullptr) keyboard_->Dispatch();
+    if (HasEnded(desktop)) break;
+    if (IsInState(State::kNotReady) && keyboard_->IsReady() && AwaitKeyboard()) {
       SetState(State::kReady);
     }
     std::uint64_t count = 0;
@@ -193,38 +178,42 @@ void PortalKeyEvents::ServeSession(RemoteDesktop& desktop, EisTypist* typist) {
   SetState(State::kEnded);
 }
 
+bool PortalKeyEvents::HasEnded(const RemoteDesktop& desktop) const {
+  return desktop.HasEnded() || (keyboard_ != nullptr && keyboard_->HasEnded());
+}
+
 // The mutex is not held while the job runs, because the desktop may be slow to respond. The caller
 // of Do keeps the job valid until the job is done.
-void PortalKeyEvents::RunJob(RemoteDesktop& desktop, EisTypist* typist) {
+void PortalKeyEvents::RunJob(RemoteDesktop& desktop, PortalTypist& typist) {
   const Job* job = nullptr;
   {
     const std::lock_guard lock(mutex_);
     job = job_;
   }
   if (job == nullptr) return;
-  (*job)(desktop, typist);
-  const EisKeyboard* const keyboard = typist == nullptr ? nullptr : &typist->keyboard();
-  if (HasEnded(desktop, keyboard)) return;  // the caller's SetState ends the job
+  (*job)(typist);
+  if (HasEnded(desktop)) return;  // the caller's SetState ends the job
   const std::lock_guard lock(mutex_);
   job_ = nullptr;
   changed_.notify_all();
 }
 
 // Waits until the keyboard accepts keys. The desktop replaces the keyboard when the layout changes.
-bool PortalKeyEvents::AwaitKeyboard(EisKeyboard& keyboard) {
-  keyboard.Dispatch();
+bool PortalKeyEvents::AwaitKeyboard() {
+  if (keyboard_ == nullptr) return true;
+  keyboard_->Dispatch();
   const auto end = steady_clock::now() + kEisLimit;
-  while (!isStopping_ && !keyboard.HasEnded() && steady_clock::now() < end) {
-    if (keyboard.IsReady()) {
-      if (std::exchange(knownDevices_, keyboard.devices()) == keyboard.devices()) return true;
+  while (!isStopping_ && !keyboard_->HasEnded() && steady_clock::now() < end) {
+    if (keyboard_->IsReady()) {
+      if (std::exchange(knownDevices_, keyboard_->devices()) == keyboard_->devices()) return true;
       clock_.Sleep(kNewEisKeyboardPause);
     } else {
-      pollfd poll{keyboard.descriptor(), POLLIN, 0};
+      pollfd poll{keyboard_->descriptor(), POLLIN, 0};
       ::poll(&poll, 1, 100);
     }
-    keyboard.Dispatch();
+    keyboard_->Dispatch();
   }
-  if (!keyboard.HasEnded()) SetState(State::kNotReady);
+  if (!keyboard_->HasEnded()) SetState(State::kNotReady);
   return false;
 }
 
@@ -276,40 +265,14 @@ void PortalKeyEvents::Do(const Job& job) {
 bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
   pace_.Wait(presses.size());
   bool arePressed = false;
-  Do([&](RemoteDesktop& desktop, EisTypist* typist) {
-    arePressed = typist != nullptr
-                     ? PressKeys(*typist, presses, isFirst)
-                     : std::all_of(presses.begin(), presses.end(), [&](const KeyEvent& press) {
-                         return PressKeysyms(desktop, press);
-                       });
+  Do([&](PortalTypist& typist) {
+    if (!AwaitKeyboard()) return;
+    if (isFirst) typist.Begin();
+    const char* const reason = typist.Type(presses);
+    if (reason != nullptr) Fail(reason);
+    arePressed = reason == nullptr;
   });
   return arePressed;
-}
-
-bool PortalKeyEvents::PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press) {
-  const bool withControl = press.flag == KeyFlag::kCommand;
-  std::vector<KeyStroke> strokes(withControl ? 4 : 2, {kAnyKey, true});
-  for (std::size_t i = strokes.size() / 2; i < strokes.size(); ++i) strokes[i].down = false;
-  sent_.BeginWrite(strokes, clock_.Now());
-  // The portal may still carry out a press after the reply has timed out, so every key is released.
-  bool isAccepted = !withControl || desktop.PressKeysym(XKB_KEY_Control_L, true);
-  if (isAccepted) {
-    isAccepted = desktop.PressKeysym(KeysymOf(press.character), true);
-    isAccepted = desktop.PressKeysym(KeysymOf(press.character), false) && isAccepted;
-  }
-  if (withControl) isAccepted = desktop.PressKeysym(XKB_KEY_Control_L, false) && isAccepted;
-  sent_.EndWrite(clock_.Now());
-  if (!isAccepted) Fail("the desktop's portal refused a key");
-  return isAccepted;
-}
-
-bool PortalKeyEvents::PressKeys(EisTypist& typist, std::span<const KeyEvent> presses,
-                                bool isFirst) {
-  if (!AwaitKeyboard(typist.keyboard())) return false;
-  if (isFirst) typist.Begin();
-  const char* const reason = typist.Type(presses);
-  if (reason != nullptr) Fail(reason);
-  return reason == nullptr;
 }
 
 void PortalKeyEvents::Fail(const char* reason) {

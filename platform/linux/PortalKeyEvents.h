@@ -23,7 +23,7 @@ namespace quillet::platform::linux_desktop {
 
 class RemoteDesktop;
 class EisKeyboard;
-class EisTypist;
+class PortalTypist;
 class SessionLayout;
 
 /// Posts key events through the desktop's portal for remote control. Used in GNOME and KDE Plasma
@@ -31,8 +31,7 @@ class SessionLayout;
 /// file.
 ///
 /// Characters are typed with the keymap of the desktop, through libei. If the portal or the system
-/// does not support libei, the desktop finds the keys and drops characters that its current layout
-/// does not have.
+/// does not support libei, the desktop finds the keys; see KeysymTypist.
 ///
 /// A thread of this object makes all calls to the desktop.
 class PortalKeyEvents final : public KeyEvents {
@@ -44,8 +43,8 @@ class PortalKeyEvents final : public KeyEvents {
   /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
   ///                  created. If empty, the user is asked at each start.
   /// @param patience  how long to wait for a missing portal after Prepare
-  /// @param layout    used without libei, to find the characters that the desktop would drop; may
-  ///                  be null; outlives this object
+  /// @param layout    used without libei, to find the characters that the desktop would drop; null
+  ///                  if unknown; outlives this object
   PortalKeyEvents(SystemLog& log, Clock& clock, FileStore& files, SentKeys& sent,
                   std::string tokenFile, std::chrono::seconds patience,
                   SessionLayout* layout = nullptr);
@@ -67,21 +66,20 @@ class PortalKeyEvents final : public KeyEvents {
 
  private:
   enum class State { kIdle, kAsking, kReady, kNotReady, kDenied, kEnded, kMissing, kFailed };
-  using Job = std::function<void(RemoteDesktop&, EisTypist*)>;
+  using Job = std::function<void(PortalTypist&)>;
 
   static const char* ProblemOf(State state);
   void Serve();
-  void ServeSession(RemoteDesktop& desktop, EisTypist* typist);
-  void RunJob(RemoteDesktop& desktop, EisTypist* typist);
+  void ServeSession(RemoteDesktop& desktop, PortalTypist& typist);
+  bool HasEnded(const RemoteDesktop& desktop) const;
+  void RunJob(RemoteDesktop& desktop, PortalTypist& typist);
   bool IsInState(State state);
-  bool AwaitKeyboard(EisKeyboard& keyboard);
+  bool AwaitKeyboard();
   void SetState(State state);
   void LimitAnswer(std::chrono::seconds limit);
   State AwaitAnswer();
   void Do(const Job& job);
   bool Send(std::span<const KeyEvent> presses, bool isFirst);
-  bool PressKeysyms(RemoteDesktop& desktop, const KeyEvent& press);
-  bool PressKeys(EisTypist& typist, std::span<const KeyEvent> presses, bool isFirst);
   void Fail(const char* reason);
   void Wake();
   std::string ReadToken() const;
@@ -95,6 +93,7 @@ class PortalKeyEvents final : public KeyEvents {
   const std::chrono::seconds patience_;
   SessionLayout* const layout_;
   Pace pace_;
+  EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
   unsigned knownDevices_ = 0;  // number of devices for which applications have had time to prepare
 
   const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end

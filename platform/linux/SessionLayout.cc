@@ -20,6 +20,7 @@ namespace {
 constexpr std::chrono::seconds kLayoutLimit{1};
 
 constexpr std::uint32_t kShift = 1;  // masks of real modifiers (X11 protocol, section 2)
+constexpr std::uint32_t kLock = 2;
 constexpr std::uint32_t kControl = 4;
 
 KeyChords ShortcutFor(std::uint32_t modifier, std::uint32_t symbol, KeymapSearch& keymap,
@@ -53,6 +54,24 @@ KeyChords InAllGroups(std::uint32_t groups, std::uint32_t lockedModifiers, const
 
 bool IsPaste(const KeyEvent& press) {
   return press.flag == KeyFlag::kCommand && press.character == 'v';
+}
+
+// Returns the keysyms for a key-down event in one group. See SessionLayout::KeysymsFor.
+Keysyms KeysymsIn(const KeyEvent& press, const KeymapSearch& keymap, const KeyboardState& state) {
+  if (press.flag != KeyFlag::kCommand) {
+    const std::uint32_t found = keymap.KeysymFor(press.character, state);
+    return found == 0 ? Keysyms() : Keysyms{found};
+  }
+  std::vector<Keysyms> shortcuts{{XKB_KEY_Control_L, KeysymOf(press.character)}};
+  if (IsPaste(press)) shortcuts.push_back({XKB_KEY_Shift_L, XKB_KEY_Insert});
+  for (const Keysyms& keysyms : shortcuts) {
+    if (std::all_of(keysyms.begin(), keysyms.end(), [&](std::uint32_t keysym) {
+          return keymap.HasPlainKeysym(keysym, state.group);
+        })) {
+      return keysyms;
+    }
+  }
+  return {};
 }
 
 }  // namespace
@@ -120,6 +139,7 @@ bool SessionLayout::Update() {
             const UniqueFd owned(file);
             xkb_keymap* const keymap = ReadKeymap(owned.Get(), size);
             if (keymap == nullptr) return;
+            ++layout.keymaps_;
             layout.groups_ = xkb_keymap_num_layouts(keymap);
             layout.keymap_ = std::make_unique<KeymapSearch>(keymap, kHighestRealCode);
             xkb_keymap_unref(keymap);
@@ -151,16 +171,20 @@ KeyChords SessionLayout::Find(const KeyEvent& press, std::uint32_t lockedModifie
   return {KeyChord{{KEY_LEFTCTRL + kXkbOffset}, KEY_V + kXkbOffset, 0}};
 }
 
-bool SessionLayout::Lacks(char character, const UserLayouts& layouts) {
-  if (keymap_ == nullptr) return false;
-  const auto isMissing = [&](std::uint32_t group) {
-    return FindInGroup(character, *keymap_, {group, 0}) == nullptr;
-  };
-  if (layouts.active) return *layouts.active < groups_ && isMissing(*layouts.active);
-  for (std::uint32_t group = 0; group < std::min(groups_, layouts.count); ++group) {
-    if (isMissing(group)) return true;
+Keysyms SessionLayout::KeysymsFor(const KeyEvent& press, const UserLayouts& layouts,
+                                  const UserModifiers::State& modifiers) const {
+  const std::uint32_t groups = std::min(groups_, layouts.count);
+  if (keymap_ == nullptr || groups == 0) return {};
+  const std::uint32_t locked = modifiers.isCapsLockOn ? kLock : 0;
+  if (layouts.active) {
+    return *layouts.active < groups_ ? KeysymsIn(press, *keymap_, {*layouts.active, locked})
+                                     : Keysyms();
   }
-  return false;
+  const Keysyms found = KeysymsIn(press, *keymap_, {0, locked});
+  for (std::uint32_t group = 1; group < groups; ++group) {
+    if (KeysymsIn(press, *keymap_, {group, locked}) != found) return {};
+  }
+  return found;
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -8,6 +8,7 @@
 #include "platform/KeyEvents.h"
 #include "platform/linux/ActiveLayout.h"
 #include "platform/linux/KeymapSearch.h"
+#include "platform/linux/UserModifiers.h"
 
 struct wl_keyboard;
 struct xkb_keymap;
@@ -28,6 +29,9 @@ xkb_keymap* ReadKeymap(int file, std::size_t size);
 
 /// Chords to press one after another.
 using KeyChords = std::vector<KeyChord>;
+
+/// Keysyms (xkbcommon-keysyms.h) to press in this order and release in reverse.
+using Keysyms = std::vector<std::uint32_t>;
 
 /// Finds the keys for a key-down event. For the letter V with Command, the result may be
 /// Shift-Insert, which also pastes. For other events, it may be a dead key and the space bar.
@@ -68,17 +72,24 @@ class SessionLayout {
   /// @param lockedModifiers  see KeyboardState
   KeyChords Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
-  /// Returns true if the active group has no key for a character. If the active group is unknown,
-  /// returns true if any group lacks the character. Call after Update.
-  /// @param character  see KeyEvent
+  /// Finds the keysyms to send to a desktop for a key-down event. See KeymapSearch::KeysymFor. If
+  /// the active group is unknown, finds only keysyms that type the same in all groups. For the
+  /// letter V with Command, the result may be Shift-Insert. Call after Update.
+  /// @param press      see ChordsFor
   /// @param layouts    the user's layouts, including the active one if it is known
-  bool Lacks(char character, const UserLayouts& layouts);
+  /// @param modifiers  the modifiers that are active
+  /// @return an empty list if the desktop would drop the event or type another character
+  Keysyms KeysymsFor(const KeyEvent& press, const UserLayouts& layouts,
+                     const UserModifiers::State& modifiers) const;
+
+  unsigned keymaps() const { return keymaps_; }  ///< number of keymaps received so far
 
  private:
   std::unique_ptr<WaylandConnection> connection_;
   wl_keyboard* keyboard_ = nullptr;
   std::unique_ptr<KeymapSearch> keymap_;
   std::uint32_t groups_ = 0;
+  unsigned keymaps_ = 0;
 };
 
 }  // namespace quillet::platform::linux_desktop

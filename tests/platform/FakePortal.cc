@@ -103,6 +103,7 @@ int FakePortal::Handle(sd_bus_message* call) {
     std::uint32_t state = 0;
     sd_bus_message_skip(call, "oa{sv}");
     sd_bus_message_read(call, "iu", &keysym, &state);
+    if (onPress && state != 0) onPress(keysym);
     if (ignoresPresses && state != 0) return 1;
     if (keysym == refusedKeysym) {
       return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "refused");

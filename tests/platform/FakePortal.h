@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -38,6 +39,9 @@ class FakePortal {
   std::atomic<unsigned> version = 2;
   std::atomic<std::int32_t> refusedKeysym = 0;  ///< the portal replies to it with an error
   std::atomic<bool> ignoresPresses = false;     ///< the portal does not reply to key presses
+
+  /// Called on each press, before the portal replies. Set it before Start.
+  std::function<void(std::int32_t keysym)> onPress;
 
   std::vector<Options> selections() const;  ///< arguments of SelectDevices
   int questions() const;                    ///< number of requests for permission

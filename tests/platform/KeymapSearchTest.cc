@@ -165,5 +165,32 @@ TEST(KeymapSearchTest, FindsUnusedKeyCodes) {
   for (const std::uint32_t code : codes) EXPECT_NE(code, kKeyQ);
 }
 
+// Returns the ASCII characters that cannot be typed with keysyms.
+std::string MissingKeysyms(const char* layout, const char* variant = "",
+                           const KeyboardState& state = {}) {
+  Layout keys(layout, variant);
+  std::string missing;
+  for (char character = ' '; character <= '~'; ++character) {
+    if (keys.Search().KeysymFor(character, state) == 0) missing += character;
+  }
+  return missing;
+}
+
+TEST(KeymapSearchTest, FindsKeysymsOnlyIfTheDesktopTypesThem) {
+  EXPECT_EQ(MissingKeysyms("us"), "");
+  // The first keys with these symbols have them on their fourth levels.
+  EXPECT_EQ(MissingKeysyms("gb"), "<>");
+  EXPECT_EQ(MissingKeysyms("de", "neo"), ",.");
+  EXPECT_EQ(MissingKeysyms("de"), "^`");  // dead keys
+}
+
+TEST(KeymapSearchTest, FindsKeysymsThatCapsLockDoesNotChange) {
+  const KeyboardState capsLock{0, kLock};
+  EXPECT_EQ(MissingKeysyms("us", "", capsLock), "");
+  EXPECT_EQ(Layout("us").Search().KeysymFor('a', capsLock), XKB_KEY_A);
+  EXPECT_EQ(Layout("us").Search().KeysymFor('1', capsLock), XKB_KEY_1);
+  EXPECT_EQ(MissingKeysyms("tr", "", capsLock), "Ii");
+}
+
 }  // namespace
 }  // namespace quillet::platform::linux_desktop

@@ -2,16 +2,19 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/linux/KeyStateProtocol.h"
 #include "platform/linux/PortalKeyEvents.h"
 #include "platform/linux/SessionLayout.h"
 #include "platform/linux/WaylandSessionKeys.h"
 #include "platform/posix/PosixFileStore.h"
 #include "tests/platform/Compositor.h"
+#include "tests/platform/FakePlasmaLayouts.h"
 #include "tests/platform/FakePortal.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/RecordingLog.h"
@@ -42,15 +45,23 @@ void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNon
 }
 
 struct PortalKeyEventsTest : testing::Test {
-  /// Creates `keys`, as the program does when it starts.
-  void Begin(std::chrono::seconds patience = 0s) {
-    keys.emplace(log, clock, files, sent, tokenFile, patience);
+  /// Creates `keys`, as the program does when it starts, on a desktop with these XKB layouts.
+  void Begin(std::chrono::seconds patience = 0s, const std::string& layouts = "us") {
+    keys.reset();
+    layout.reset();
+    compositor.emplace(false, layouts, true);
+    layout.emplace();
+    keys.emplace(log, clock, files, sent, tokenFile, patience, &*layout);
   }
   bool AwaitProblem(const std::string& problem) {
     return WaitFor([&] { return keys->Problem() == problem; });
   }
 
   FakePortal portal;
+  // The dconf backend would connect to the bus, and GIO would end the process when the bus closes.
+  const test::Variable settings{"GSETTINGS_BACKEND", "memory"};
+  std::optional<test::Compositor> compositor;
+  std::optional<SessionLayout> layout;
   test::RecordingLog log;
   test::FakeClock clock{100000};
   posix::PosixFileStore files;
@@ -203,14 +214,56 @@ TEST_F(PortalKeyEventsTest, WaitsThreeSecondsForTheUsersAnswer) {
 }
 
 TEST_F(PortalKeyEventsTest, RefusesCharactersMissingFromTheLayout) {
-  const test::Variable settings("GSETTINGS_BACKEND", "memory");
-  const test::Compositor compositor(false, "ru");
-  SessionLayout layout;
   portal.Start();
-  keys.emplace(log, clock, files, sent, tokenFile, 0s, &layout);
+  Begin(0s, "ru");
   keys->Prepare();
   EXPECT_EQ(keys->Untypable("1ab1a\n"), "ab");
-  keys.reset();
+}
+
+TEST_F(PortalKeyEventsTest, PastesWithShiftInsertIfTheLayoutLacksV) {
+  portal.Start();
+  Begin(0s, "ru");
+  keys->Prepare();
+  Type(*keys, "v", KeyFlag::kCommand);
+  EXPECT_EQ(portal.keysyms(), "+ffe1 +ff63 -ff63 -ffe1 ");
+  EXPECT_EQ(keys->Problem(), "");
+}
+
+TEST_F(PortalKeyEventsTest, TypesNothingIfTheLayoutIsUnknown) {
+  portal.Start();
+  keys.emplace(log, clock, files, sent, tokenFile, 0s);
+  keys->Prepare();
+  for (const KeyFlag flag : {KeyFlag::kNone, KeyFlag::kCommand}) {
+    Type(*keys, "v", flag);
+    EXPECT_EQ(keys->Problem(), "the desktop does not report its keyboard layout");
+  }
+  EXPECT_EQ(portal.keysyms(), "");
+}
+
+TEST_F(PortalKeyEventsTest, SendsLettersOfTheOtherCaseIfCapsLockIsOn) {
+  constexpr std::uint32_t kLocked = 2;
+  portal.Start();
+  Begin();
+  compositor->SetKeyState(kCapsLockState, kLocked);
+  keys->Prepare();
+  EXPECT_EQ(keys->Untypable("aB1!"), "");
+  Type(*keys, "aB1!");
+  EXPECT_EQ(portal.keysyms(), "+41 -41 +62 -62 +31 -31 +21 -21 ");
+}
+
+TEST_F(PortalKeyEventsTest, ReportsALayoutChangeDuringARecord) {
+  test::FakePlasmaLayouts plasma;
+  portal.onPress = [&](std::int32_t keysym) {
+    if (keysym == 'b') plasma.active = 1;
+  };
+  portal.Start();
+  Begin(0s, "us,de");
+  keys->Prepare();
+  Type(*keys, "ab" + std::string(100, 'c') + "d");
+  EXPECT_EQ(keys->Problem(), "the keyboard layout changed while a record was being typed");
+  EXPECT_EQ(portal.keysyms().find("+64"), std::string::npos);  // d
+  Type(*keys, "e");
+  EXPECT_EQ(keys->Problem(), "");
 }
 
 TEST_F(PortalKeyEventsTest, CanBeDestroyedBeforeTheUserAnswers) {
@@ -248,7 +301,7 @@ struct WaylandSessionKeysTest : PortalKeyEventsTest {
 };
 
 TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToHaveOne) {
-  const test::Compositor compositor;
+  compositor.emplace();
   portal.Start();
   Choose(true, "Types through the desktop portal");
   EXPECT_EQ(portal.questions(), 1);
@@ -257,18 +310,18 @@ TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToHaveOne) {
 }
 
 TEST_F(WaylandSessionKeysTest, UsesThePortalIfVirtualKeyboardsAreUnsupported) {
-  const test::Compositor compositor(false);
+  compositor.emplace(false);
   portal.Start();
   Choose(false, "Types through the desktop portal");
 }
 
 TEST_F(WaylandSessionKeysTest, UsesUinputIfNothingElseIsAvailable) {
-  const test::Compositor compositor(false);
+  compositor.emplace(false);
   Choose(false, "Types through /dev/uinput");
 }
 
 TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterChoosingUinput) {
-  const test::Compositor compositor(false);
+  compositor.emplace(false);
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   session.Prepare();
   EXPECT_EQ(session.Problem(), "");

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/KeyEvents.h"
+
+namespace quillet::platform::linux_desktop {
+
+/// Types records in a session of the desktop's portal. One thread at a time.
+class PortalTypist {
+ public:
+  virtual ~PortalTypist() = default;
+
+  /// Returns the characters of a text that Type cannot type now, without duplicates.
+  virtual std::string Untypable(std::string_view text) = 0;
+
+  virtual void Begin() = 0;  ///< begins a record
+
+  /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
+  /// @param presses  the record's next key-down events
+  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence. If
+  ///         the desktop reports layouts late and the layout has changed less than 0.2 s after the
+  ///         last record, presses no keys; the last record may then have been mistyped.
+  virtual const char* Type(std::span<const KeyEvent> presses) = 0;
+};
+
+}  // namespace quillet::platform::linux_desktop

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/Clock.h"
+#include "platform/linux/ActiveLayout.h"
+#include "platform/linux/UserModifiers.h"
+
+namespace quillet::platform::linux_desktop {
+
+inline constexpr char kLayoutChanged[] =
+    "the keyboard layout changed while a record was being typed";
+inline constexpr char kModifierHeld[] =
+    "a modifier key is held down. Release Shift, Control, Alt and the Super key.";
+
+/// Checks that the user changes neither the layout nor the modifiers while a record is typed. A
+/// record is typed in parts. One thread at a time.
+class TypingWatch {
+ public:
+  /// What must not change while a part is typed.
+  struct State {
+    unsigned keyboard = 0;  ///< changes when the desktop replaces its keyboard or keymap
+    UserLayouts layouts;
+    UserModifiers::State modifiers;
+  };
+
+  /// @param clock  used for pauses; outlives this object
+  explicit TypingWatch(Clock& clock) : clock_(clock) {}
+
+  /// Waits up to 1 s until the user holds no modifier. Returns false if one is still held.
+  bool AwaitRelease();
+
+  /// Returns the current state. Waits up to 2 s for the desktop.
+  /// @param keyboard  see State
+  State Read(unsigned keyboard);
+
+  /// Returns null if `now` equals `state`, or what has changed, as part of a sentence.
+  const char* WhatChanged(const State& now) const;
+
+  void BeginRecord() { isBegun_ = false; }  ///< call before the first part of a record
+
+  /// Begins a part. Sets `state` to `now`.
+  /// @return null, or what has changed since the previous part, as part of a sentence. The previous
+  ///         part may then have been mistyped, because the desktop reports layouts late.
+  const char* BeginPart(const State& now);
+
+  void KeysSent();  ///< call after keys have been sent
+
+  /// Waits until a layout change that the keys may have been affected by is reported.
+  void AwaitReport();
+
+  /// Selects a layout of the user. See ActiveLayout::Select.
+  bool Select(std::uint32_t group) { return layouts_.Select(group); }
+
+  /// Returns the active layout; no value if it is unknown.
+  std::optional<std::uint32_t> ActiveGroup() { return layouts_.Read().active; }
+
+  State state;  ///< the state while the last keys were pressed
+
+ private:
+  Clock& clock_;
+  ActiveLayout layouts_;
+  UserModifiers modifiers_;
+  bool isBegun_ = false;                 // true if a part of the current record has begun
+  std::chrono::nanoseconds lastKeys_{};  // when the last keys were sent
+};
+
+}  // namespace quillet::platform::linux_desktop
