@@ -25,6 +25,9 @@ using std::chrono::steady_clock;
 constexpr auto kAnswerLimit = 3s;
 constexpr std::size_t kLongestToken = 256;  // in bytes
 
+// Post waits for a missing portal longer than Serve, so that it learns that the portal is missing.
+constexpr auto kMissingPortalMargin = 1s;
+
 // Keys that an application has not read yet must fit in the buffer of its socket, as in
 // WaylandKeyEvents.
 constexpr std::size_t kPressesAtOnce = 70;
@@ -72,7 +75,8 @@ void PortalKeyEvents::Prepare() {
     const bool hasSession = state_ == State::kReady || state_ == State::kNotReady;
     if (state_ == State::kAsking || hasSession) return;
     state_ = State::kAsking;
-    answerLimit_ = steady_clock::now() + std::max<std::chrono::seconds>(patience_, kAnswerLimit);
+    answerLimit_ = steady_clock::now() +
+                   std::max<std::chrono::seconds>(patience_ + kMissingPortalMargin, kAnswerLimit);
     earlier.swap(thread_);
   }
   if (earlier.joinable()) earlier.join();
@@ -92,6 +96,7 @@ void PortalKeyEvents::Post(std::span<const KeyEvent> events) {
   {
     const std::lock_guard lock(mutex_);
     failure_.Clear();
+    dropReason_.clear();
   }
   bool isFirst = true;
   for (std::span<const KeyEvent> rest = presses; !rest.empty();) {
@@ -111,7 +116,8 @@ std::string PortalKeyEvents::Untypable(std::string_view text) {
 
 std::string PortalKeyEvents::Problem() {
   const std::lock_guard lock(mutex_);
-  return state_ == State::kReady ? failure_.Reason() : ProblemOf(state_);
+  if (!dropReason_.empty()) return dropReason_;
+  return failure_.Reason().empty() ? ProblemOf(state_) : failure_.Reason();
 }
 
 const char* PortalKeyEvents::ProblemOf(State state) {
@@ -251,33 +257,38 @@ PortalKeyEvents::State PortalKeyEvents::AwaitAnswer() {
   return state_;
 }
 
-// Runs a job on this object's thread and waits until it is done. Does nothing without permission.
-void PortalKeyEvents::Do(const Job& job) {
-  if (AwaitAnswer() != State::kReady) return;
+// Runs a job on this object's thread and waits until it is done. Without permission, does nothing
+// and returns the reason. Returns null if the job has been started.
+const char* PortalKeyEvents::Do(const Job& job) {
+  AwaitAnswer();
   std::unique_lock lock(mutex_);
-  if (state_ != State::kReady) return;
+  if (state_ != State::kReady) return ProblemOf(state_);
   job_ = &job;
   Wake();
   changed_.wait(lock, [this] { return job_ == nullptr; });
+  return nullptr;
 }
 
-// Sends key presses at a limited rate. Returns false if not all keys were pressed.
+// Sends key presses at a limited rate. Returns false if not all keys were pressed, and stores why,
+// because the state may change before Problem is called.
 bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
   pace_.Wait(presses.size());
-  bool arePressed = false;
-  Do([&](PortalTypist& typist) {
-    if (!AwaitKeyboard()) return;
+  const char* failure = nullptr;
+  const char* unready = ProblemOf(State::kEnded);  // if the session ends during the job
+  const char* const refusal = Do([&](PortalTypist& typist) {
+    if (!AwaitKeyboard()) {
+      unready = ProblemOf(State::kNotReady);
+      return;
+    }
     if (isFirst) typist.Begin();
-    const char* const reason = typist.Type(presses);
-    if (reason != nullptr) Fail(reason);
-    arePressed = reason == nullptr;
+    failure = typist.Type(presses);
+    unready = nullptr;
   });
-  return arePressed;
-}
-
-void PortalKeyEvents::Fail(const char* reason) {
+  if (refusal != nullptr) unready = refusal;
   const std::lock_guard lock(mutex_);
-  failure_.Set(reason);
+  if (failure != nullptr) failure_.Set(failure);
+  if (unready != nullptr) dropReason_ = unready;
+  return failure == nullptr && unready == nullptr;
 }
 
 void PortalKeyEvents::Wake() {

@@ -78,9 +78,8 @@ class PortalKeyEvents final : public KeyEvents {
   void SetState(State state);
   void LimitAnswer(std::chrono::seconds limit);
   State AwaitAnswer();
-  void Do(const Job& job);
+  const char* Do(const Job& job);
   bool Send(std::span<const KeyEvent> presses, bool isFirst);
-  void Fail(const char* reason);
   void Wake();
   std::string ReadToken() const;
   void WriteToken(const std::string& token) const;
@@ -102,7 +101,8 @@ class PortalKeyEvents final : public KeyEvents {
   std::mutex mutex_;  // guards the members below
   std::condition_variable changed_;
   State state_ = State::kIdle;
-  TypingFailure failure_;     // of the last Post, while the state is kReady
+  TypingFailure failure_;     // of the last Post, while the state was kReady
+  std::string dropReason_;    // problem of the state in which the last Post dropped events
   const Job* job_ = nullptr;  // the job to run; null when it is done
   std::chrono::steady_clock::time_point answerLimit_{};
   std::thread thread_;

@@ -26,6 +26,18 @@ void WaylandSessionKeys::Prepare() {
   if (way_ == nullptr && UsesPortal()) portal_.Prepare();
 }
 
+void WaylandSessionKeys::Post(std::span<const KeyEvent> events) {
+  KeyEvents& way = Way();
+  lastWay_ = &way;
+  way.Post(events);
+}
+
+// The way may have changed since the last Post.
+std::string WaylandSessionKeys::Problem() {
+  KeyEvents* const last = lastWay_;
+  return last == nullptr ? Way().Problem() : last->Problem();
+}
+
 bool WaylandSessionKeys::UsesPortal() {
   const std::lock_guard lock(mutex_);
   if (!usesPortal_) usesPortal_ = hasPortal_ || !WaylandKeyEvents::IsOffered();

@@ -40,9 +40,9 @@ class WaylandSessionKeys final : public KeyEvents {
                      SentKeys& sent);
 
   void Prepare() override;
-  void Post(std::span<const KeyEvent> events) override { Way().Post(events); }
+  void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override { return Way().Untypable(text); }
-  std::string Problem() override { return Way().Problem(); }
+  std::string Problem() override;
   std::string InputMethod() override { return ActiveInputMethod(); }
 
  private:
@@ -59,7 +59,8 @@ class WaylandSessionKeys final : public KeyEvents {
   std::mutex mutex_;                // guards usesPortal_
   std::optional<bool> usesPortal_;  // unset until the first call
 
-  std::atomic<KeyEvents*> way_ = nullptr;  // the way of typing in use, unless it is the portal
+  std::atomic<KeyEvents*> way_ = nullptr;      // the way of typing in use, unless it is the portal
+  std::atomic<KeyEvents*> lastWay_ = nullptr;  // the way of the last Post
 };
 
 }  // namespace quillet::platform::linux_desktop

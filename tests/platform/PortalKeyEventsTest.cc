@@ -44,6 +44,8 @@ void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNon
   keys.Post(events);
 }
 
+constexpr char kTypesThroughPortal[] = "Types through the desktop portal";
+
 struct PortalKeyEventsTest : testing::Test {
   /// Creates `keys`, as the program does when it starts, on a desktop with these XKB layouts.
   void Begin(std::chrono::seconds patience = 0s, const std::string& layouts = "us") {
@@ -78,7 +80,7 @@ TEST_F(PortalKeyEventsTest, TypesAfterPermissionIsGranted) {
   Type(*keys, "aB\n");
   EXPECT_EQ(portal.keysyms(), "+61 -61 +42 -42 +ff0d -ff0d ");
   EXPECT_EQ(keys->Problem(), "");
-  EXPECT_EQ(log.lines(), std::vector<std::string>{"Types through the desktop portal"});
+  EXPECT_EQ(log.lines(), std::vector<std::string>{kTypesThroughPortal});
   Type(*keys, "v", KeyFlag::kCommand);
   EXPECT_TRUE(portal.keysyms().ends_with("+ffe3 +76 -76 -ffe3 "));
 }
@@ -116,17 +118,36 @@ TEST_F(PortalKeyEventsTest, RequestsPermissionOnlyInPrepare) {
   EXPECT_EQ(keys->Problem(), kNotYet);
   EXPECT_EQ(portal.questions(), 0);
   keys->Prepare();
-  ASSERT_TRUE(AwaitProblem(kDenied));
   Type(*keys, "a");
+  EXPECT_EQ(keys->Problem(), kDenied);
   EXPECT_EQ(portal.questions(), 1);
   portal.user = FakePortal::User::kGrants;
   keys->Prepare();
-  ASSERT_TRUE(AwaitProblem(""));
+  ASSERT_TRUE(WaitFor([&] { return log.Has(kTypesThroughPortal); }));
   EXPECT_EQ(portal.questions(), 2);
   keys->Prepare();
   Type(*keys, "b");
+  EXPECT_EQ(keys->Problem(), "");
   EXPECT_EQ(portal.questions(), 2);
   EXPECT_EQ(portal.keysyms(), "+62 -62 ");
+}
+
+TEST_F(PortalKeyEventsTest, ReportsADroppedRecordAfterThePermission) {
+  portal.Start();
+  Begin();
+  Type(*keys, "a");
+  keys->Prepare();
+  ASSERT_TRUE(WaitFor([&] { return log.Has(kTypesThroughPortal); }));
+  keys->Untypable("a");  // returns when the session is ready
+  EXPECT_EQ(keys->Problem(), kNotYet);
+  Type(*keys, "b");
+  EXPECT_EQ(keys->Problem(), "");
+}
+
+TEST_F(PortalKeyEventsTest, WaitsUntilAMissingPortalIsKnown) {
+  Begin(4s);
+  keys->Prepare();
+  EXPECT_TRUE(keys->IsMissing());
 }
 
 TEST_F(PortalKeyEventsTest, ReportsWithdrawnPermission) {
@@ -303,7 +324,7 @@ struct WaylandSessionKeysTest : PortalKeyEventsTest {
 TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToHaveOne) {
   compositor.emplace();
   portal.Start();
-  Choose(true, "Types through the desktop portal");
+  Choose(true, kTypesThroughPortal);
   EXPECT_EQ(portal.questions(), 1);
   Choose(false, "Types through the compositor's virtual keyboard");
   EXPECT_EQ(portal.questions(), 1);
@@ -312,12 +333,24 @@ TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToHaveOne) {
 TEST_F(WaylandSessionKeysTest, UsesThePortalIfVirtualKeyboardsAreUnsupported) {
   compositor.emplace(false);
   portal.Start();
-  Choose(false, "Types through the desktop portal");
+  Choose(false, kTypesThroughPortal);
 }
 
 TEST_F(WaylandSessionKeysTest, UsesUinputIfNothingElseIsAvailable) {
   compositor.emplace(false);
   Choose(false, "Types through /dev/uinput");
+}
+
+TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastWay) {
+  compositor.emplace(false);
+  WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
+  Type(session, "a");  // before Prepare
+  session.Prepare();
+  ASSERT_TRUE(WaitFor([&] { return log.Has("This desktop has no portal for remote control"); }));
+  EXPECT_EQ(session.Problem(), kNotYet);
+  EXPECT_EQ(session.Untypable("a"), "");
+  EXPECT_TRUE(log.Has("Types through /dev/uinput"));
+  EXPECT_EQ(session.Problem(), kNotYet);
 }
 
 TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterChoosingUinput) {
