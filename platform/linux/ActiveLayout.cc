@@ -4,6 +4,7 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,9 @@ class ActiveLayout::Plasma {
     const bool isKnown = Call("getLayout", "u", &layout, "");
     return isKnown ? std::optional(layout) : std::nullopt;
   }
+
+  // Returns true if Plasma has replied before, or exists but did not reply in time.
+  bool IsRunning() const { return isRunning_; }
 
   bool Select(std::uint32_t layout) {
     int isSelected = 0;
@@ -40,12 +44,14 @@ class ActiveLayout::Plasma {
         sd_bus_call_method(bus_, "org.kde.keyboard", "/Layouts", "org.kde.KeyboardLayouts", method,
                            nullptr, &reply, arguments...);
     const bool isRead = status >= 0 && sd_bus_message_read(reply, resultType, result) > 0;
+    isRunning_ = isRunning_ || isRead || status == -ETIMEDOUT;
     sd_bus_message_unref(reply);
     if (sd_bus_is_open(bus_) <= 0) bus_ = sd_bus_flush_close_unref(bus_);
     return isRead;
   }
 
   sd_bus* bus_ = nullptr;
+  bool isRunning_ = false;
 };
 
 // GNOME lists the layouts and input methods in the setting "sources". The setting "mru-sources"
@@ -123,6 +129,7 @@ UserLayouts ActiveLayout::Read() {
   if (const auto active = plasma_->Active()) {
     return {.active = active, .canSelect = true, .isReportedAtOnce = true};
   }
+  if (plasma_->IsRunning()) return {};
   return gnome_->Read().value_or(UserLayouts{});
 }
 

@@ -30,8 +30,8 @@ class ActiveLayout {
   /// Returns the current layouts. Waits up to 1 s for KDE Plasma. GNOME updates its settings a few
   /// milliseconds after a layout change.
   ///
-  /// The active layout is unknown on other desktops, and on GNOME if each window has its own layout
-  /// or if the user has both layouts and input methods.
+  /// The active layout is unknown if KDE Plasma does not respond, on other desktops, and on GNOME
+  /// if each window has its own layout or if the user has both layouts and input methods.
   UserLayouts Read();
 
   /// Activates a layout. Only KDE Plasma allows this.

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "platform/linux/ActiveLayout.h"
 #include "tests/platform/FakePlasmaLayouts.h"
@@ -84,6 +85,26 @@ TEST(PlasmaLayoutTest, ReadsAndSelectsTheLayout) {
   EXPECT_TRUE(layout.Select(0));
   EXPECT_EQ(plasma.active, 0U);
   EXPECT_FALSE(layout.Select(2));
+}
+
+TEST(PlasmaLayoutTest, LayoutIsUnknownIfPlasmaDoesNotReply) {
+  const test::FakePortal bus;
+  const test::Variable backend{"GSETTINGS_BACKEND", "memory"};
+  test::FakePlasmaLayouts plasma;
+  ActiveLayout layout;
+  plasma.isSilent = true;
+  EXPECT_EQ(layout.Read(), UserLayouts{});
+  EXPECT_EQ(layout.Read(), UserLayouts{});
+}
+
+TEST(PlasmaLayoutTest, LayoutIsUnknownIfPlasmaHasEnded) {
+  const test::FakePortal bus;
+  const test::Variable backend{"GSETTINGS_BACKEND", "memory"};
+  std::optional<test::FakePlasmaLayouts> plasma(std::in_place);
+  ActiveLayout layout;
+  EXPECT_TRUE(layout.Read().active);
+  plasma.reset();
+  EXPECT_EQ(layout.Read(), UserLayouts{});
 }
 
 }  // namespace
