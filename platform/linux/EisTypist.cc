@@ -6,8 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/EisKeyboard.h"
-
 namespace quillet::platform::linux_desktop {
 namespace {
 
@@ -22,7 +20,12 @@ constexpr auto kKeysPause = 30ms;
 // Pause before a dead key, during which programs read the earlier keys. Without it, GNOME's input
 // method may insert the dead key's character before those of the earlier keys.
 constexpr auto kDeadKeyPause = 300ms;
-constexpr auto kDeadKeyPausePerStroke = 5ms;  // added for each stroke before the dead key
+constexpr auto kReadingTimePerStroke = 5ms;  // added for each stroke before the dead key
+
+// Longest time until a pause ends after the program has begun to end.
+constexpr auto kEndingCheck = 100ms;
+
+constexpr char kEnding[] = "Quillet is being closed";
 
 constexpr std::uint32_t kLockOfCaps = 2;  // mask of the modifier Lock (X11 protocol, section 2)
 constexpr std::uint32_t kCodeOffset = 8;  // difference between XKB and evdev key codes
@@ -39,8 +42,14 @@ void AddStrokes(const KeyChord& chord, std::vector<KeyStroke>& strokes) {
 
 }  // namespace
 
-EisTypist::EisTypist(EisKeyboard& keyboard, Clock& clock, SentKeys& sent)
-    : keyboard_(keyboard), clock_(clock), sent_(sent), watch_(clock) {}
+EisTypist::EisTypist(EmulatedKeyboard& keyboard, Clock& clock, SentKeys& sent,
+                     const LayoutNote& note, const std::atomic<bool>& isEnding)
+    : keyboard_(keyboard),
+      clock_(clock),
+      sent_(sent),
+      note_(note),
+      isEnding_(isEnding),
+      watch_(clock) {}
 
 std::string EisTypist::Untypable(std::string_view text) {
   const TypingWatch::State last = std::exchange(watch_.state, Read());
@@ -68,9 +77,9 @@ const char* EisTypist::Type(std::span<const KeyEvent> presses) {
   }
   const bool isReportedLate =
       layouts.active && !layouts.isReportedAtOnce && !HasAll(presses, Group());
-  Press(presses, layouts.active);
+  const char* const reason = Press(presses, layouts.active);
   if (isReportedLate) watch_.AwaitReport();
-  return WhatChanged();
+  return reason != nullptr ? reason : WhatChanged();
 }
 
 TypingWatch::State EisTypist::Read() {
@@ -109,36 +118,47 @@ EisTypist::Group EisTypist::OtherGroupFor(std::span<const KeyEvent> presses) {
 // the reason for the failure.
 const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> presses) {
   const TypingWatch::State before = watch_.state;
-  if (!watch_.Select(other)) return kLayoutChanged;
-  watch_.state.layouts.active = other;
-  const char* reason = WhatChanged();
-  if (reason == nullptr) {
-    Press(presses, other);
+  if (!before.layouts.active) return kLayoutChanged;
+  note_.Write(other, *before.layouts.active);
+  const char* reason = kLayoutChanged;
+  if (watch_.Select(other)) {
+    watch_.state.layouts.active = other;
     reason = WhatChanged();
-  }
-  // If the user has selected a layout in the meantime, it remains selected.
-  if (watch_.ActiveGroup() == other && before.layouts.active) {
-    watch_.Select(*before.layouts.active);
+    if (reason == nullptr) reason = Press(presses, other);
+    if (reason == nullptr) reason = WhatChanged();
   }
   watch_.state = before;
+  // A layout that the user has selected in the meantime remains selected. If the desktop does not
+  // respond, the next start restores the layout.
+  const Group active = watch_.ActiveGroup();
+  const bool isSelectedByUser = active && active != other && active != before.layouts.active;
+  if (isSelectedByUser || watch_.Select(*before.layouts.active)) note_.Remove();
   return reason;
 }
 
 // Finds all keys before pressing the first one, because the desktop may replace the keymap as soon
-// as a key is pressed.
-void EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
+// as a key is pressed. Returns null, or why not all keys were pressed.
+const char* EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
   std::vector<std::vector<KeyStroke>> parts(1);  // all except the first begin with a dead key
   for (const KeyEvent& press : presses) {
     const KeyChords chords = ChordsIn(press, group);
     if (chords.size() > 1) parts.emplace_back();
     for (const KeyChord& chord : chords) AddStrokes(chord, parts.back());
   }
-  for (auto part = parts.begin(); part != parts.end(); ++part) {
-    if (part != parts.begin()) {
-      const auto earlier = static_cast<int>(std::prev(part)->size());
-      clock_.Sleep(kDeadKeyPause + earlier * kDeadKeyPausePerStroke);
-    }
+  Write(parts.front());
+  for (auto part = std::next(parts.begin()); part != parts.end(); ++part) {
+    AwaitReading(std::prev(part)->size());
+    if (isEnding_) return kEnding;
     Write(*part);
+  }
+  return nullptr;
+}
+
+// Pauses before a dead key, until programs have read the earlier keys or the program ends.
+void EisTypist::AwaitReading(std::size_t strokes) {
+  const auto pause = kDeadKeyPause + static_cast<int>(strokes) * kReadingTimePerStroke;
+  for (std::chrono::microseconds rest = pause; rest > 0us && !isEnding_; rest -= kEndingCheck) {
+    clock_.Sleep(std::min<std::chrono::microseconds>(rest, kEndingCheck));
   }
 }
 

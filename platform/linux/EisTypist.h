@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -9,6 +11,8 @@
 
 #include "platform/Clock.h"
 #include "platform/KeyEvents.h"
+#include "platform/linux/EmulatedKeyboard.h"
+#include "platform/linux/LayoutNote.h"
 #include "platform/linux/PortalTypist.h"
 #include "platform/linux/SentKeys.h"
 #include "platform/linux/SessionLayout.h"
@@ -16,18 +20,19 @@
 
 namespace quillet::platform::linux_desktop {
 
-class EisKeyboard;
-
-/// Types with an EisKeyboard. Finds the keys in the user's active layout, and checks that neither
-/// the layout nor the modifiers change while the keys are pressed. If only another of the user's
-/// layouts has the characters, selects that layout to type them, provided that the desktop allows
-/// it. One thread at a time. Call the functions only while the keyboard is ready.
+/// Types with an EmulatedKeyboard. Finds the keys in the user's active layout, and checks that
+/// neither the layout nor the modifiers change while the keys are pressed. If only another of the
+/// user's layouts has the characters, selects that layout to type them, provided that the desktop
+/// allows it. One thread at a time. Call the functions only while the keyboard is ready.
 class EisTypist final : public PortalTypist {
  public:
   /// @param keyboard  outlives this object, like the other arguments
   /// @param clock     used for pauses
   /// @param sent      notified of the strokes that are sent
-  EisTypist(EisKeyboard& keyboard, Clock& clock, SentKeys& sent);
+  /// @param note      written while another layout is selected
+  /// @param isEnding  if true, Type stops before the next dead key or pause
+  EisTypist(EmulatedKeyboard& keyboard, Clock& clock, SentKeys& sent, const LayoutNote& note,
+            const std::atomic<bool>& isEnding);
 
   std::string Untypable(std::string_view text) override;
   void Begin() override { watch_.BeginRecord(); }
@@ -43,12 +48,15 @@ class EisTypist final : public PortalTypist {
   bool HasAll(std::span<const KeyEvent> presses, Group group);
   Group OtherGroupFor(std::span<const KeyEvent> presses);
   const char* TypeIn(std::uint32_t other, std::span<const KeyEvent> presses);
-  void Press(std::span<const KeyEvent> presses, Group group);
+  const char* Press(std::span<const KeyEvent> presses, Group group);
+  void AwaitReading(std::size_t strokes);
   void Write(const std::vector<KeyStroke>& strokes);
 
-  EisKeyboard& keyboard_;
+  EmulatedKeyboard& keyboard_;
   Clock& clock_;
   SentKeys& sent_;
+  const LayoutNote& note_;
+  const std::atomic<bool>& isEnding_;
   TypingWatch watch_;
 };
 

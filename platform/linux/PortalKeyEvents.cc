@@ -38,12 +38,19 @@ constexpr auto kPressPause = 10ms;
 constexpr auto kNewEisKeyboardPause = 300ms;
 constexpr auto kEisLimit = 5s;
 
+constexpr auto kEndLimit = 1s;
+
 // Returns a connected keyboard, or null if the portal or the system does not support libei.
 std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop) {
   if (!EisKeyboard::HasLibrary()) return nullptr;
   UniqueFd connection = desktop.ConnectToEis();
   if (!connection.IsOpen()) return nullptr;
   return std::make_unique<EisKeyboard>(std::move(connection));
+}
+
+// Returns the path of another file in the folder of `path`, or an empty path if `path` is empty.
+std::string NextTo(const std::string& path, const char* name) {
+  return path.empty() ? path : path.substr(0, path.rfind('/') + 1) + name;
 }
 
 }  // namespace
@@ -59,6 +66,7 @@ PortalKeyEvents::PortalKeyEvents(SystemLog& log, Clock& clock, FileStore& files,
       patience_(patience),
       layout_(layout),
       pace_(clock, kTimePerPress, kPressesAtOnce, kPressPause),
+      note_(NextTo(tokenFile_, "typing-layout")),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       failure_(log) {}
 
@@ -114,6 +122,12 @@ std::string PortalKeyEvents::Untypable(std::string_view text) {
   return missing;
 }
 
+void PortalKeyEvents::End() {
+  std::unique_lock lock(mutex_);
+  isEnding_ = true;
+  changed_.wait_for(lock, kEndLimit, [this] { return job_ == nullptr; });
+}
+
 std::string PortalKeyEvents::Problem() {
   const std::lock_guard lock(mutex_);
   if (!dropReason_.empty()) return dropReason_;
@@ -146,6 +160,7 @@ void PortalKeyEvents::Serve() {
   RemoteDesktop desktop(clock_, [this] { return isStopping_.load(); });
   std::string token = ReadToken();
   if (!desktop.Connect(patience_)) return SetState(State::kMissing);
+  note_.Undo();  // again, because the desktop may have started later than Quillet
   if (token.empty()) LimitAnswer(kAnswerLimit);
   switch (desktop.Start(token)) {
     case RemoteDesktop::Answer::kDenied:
@@ -164,7 +179,7 @@ void PortalKeyEvents::Serve() {
     return ServeSession(desktop, typist);
   }
   Log(log_, "Types through the desktop portal and libei");
-  EisTypist typist(*keyboard, clock_, sent_);
+  EisTypist typist(*keyboard, clock_, sent_, note_, isEnding_);
   ServeSession(desktop, typist);
 }
 
@@ -262,7 +277,7 @@ PortalKeyEvents::State PortalKeyEvents::AwaitAnswer() {
 const char* PortalKeyEvents::Do(const Job& job) {
   AwaitAnswer();
   std::unique_lock lock(mutex_);
-  if (state_ != State::kReady) return ProblemOf(state_);
+  if (isEnding_ || state_ != State::kReady) return ProblemOf(isEnding_ ? State::kEnded : state_);
   job_ = &job;
   Wake();
   changed_.wait(lock, [this] { return job_ == nullptr; });

@@ -16,6 +16,7 @@
 #include "platform/FileStore.h"
 #include "platform/KeyEvents.h"
 #include "platform/linux/KeyStrokes.h"
+#include "platform/linux/LayoutNote.h"
 #include "platform/linux/Pace.h"
 #include "platform/linux/SentKeys.h"
 
@@ -41,7 +42,8 @@ class PortalKeyEvents final : public KeyEvents {
   /// @param files     reads and replaces the file with the permission; outlives this object
   /// @param sent      notified of the strokes that are sent; outlives this object
   /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
-  ///                  created. If empty, the user is asked at each start.
+  ///                  created. If empty, the user is asked at each start. LayoutNote uses the file
+  ///                  "typing-layout" in the same folder.
   /// @param patience  how long to wait for a missing portal after Prepare
   /// @param layout    used without libei, to find the characters that the desktop would drop; null
   ///                  if unknown; outlives this object
@@ -63,6 +65,12 @@ class PortalKeyEvents final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
+
+  /// Selects the layout again that was active before an earlier process was killed. See LayoutNote.
+  void Recover() override { note_.Undo(); }
+
+  /// Waits up to 1 s for the part of a record that is being typed.
+  void End() override;
 
  private:
   enum class State { kIdle, kAsking, kReady, kNotReady, kDenied, kEnded, kMissing, kFailed };
@@ -95,8 +103,11 @@ class PortalKeyEvents final : public KeyEvents {
   EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
   unsigned knownDevices_ = 0;  // number of devices for which applications have had time to prepare
 
+  const LayoutNote note_;
+
   const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
   std::atomic<bool> isStopping_ = false;
+  std::atomic<bool> isEnding_ = false;  // End has been called
 
   std::mutex mutex_;  // guards the members below
   std::condition_variable changed_;

@@ -44,6 +44,8 @@ class WaylandSessionKeys final : public KeyEvents {
   std::string Untypable(std::string_view text) override { return Way().Untypable(text); }
   std::string Problem() override;
   std::string InputMethod() override { return ActiveInputMethod(); }
+  void Recover() override { portal_.Recover(); }
+  void End() override { portal_.End(); }
 
  private:
   KeyEvents& Way();

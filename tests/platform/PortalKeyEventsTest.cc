@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -295,6 +296,24 @@ TEST_F(PortalKeyEventsTest, CanBeDestroyedBeforeTheUserAnswers) {
   ASSERT_TRUE(WaitFor([&] { return portal.questions() == 1; }));
   EXPECT_EQ(keys->Problem(), kNotYet);
   keys.reset();
+}
+
+TEST_F(PortalKeyEventsTest, EndWaitsForThePartInProgress) {
+  std::atomic<bool> isTyping = false;
+  portal.onPress = [&](std::int32_t) {
+    isTyping = true;
+    std::this_thread::sleep_for(100ms);
+  };
+  portal.Start();
+  Begin();
+  keys->Prepare();
+  std::thread typist([&] { Type(*keys, "ab"); });
+  EXPECT_TRUE(WaitFor([&] { return isTyping.load(); }));
+  keys->End();
+  EXPECT_EQ(portal.keysyms(), "+61 -61 +62 -62 ");
+  typist.join();
+  Type(*keys, "c");
+  EXPECT_EQ(portal.keysyms(), "+61 -61 +62 -62 ");
 }
 
 TEST_F(PortalKeyEventsTest, OwnWindowsRecognizeItsKeysWhateverTheCode) {
