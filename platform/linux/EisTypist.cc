@@ -20,7 +20,8 @@ constexpr auto kKeysPause = 30ms;
 // Pause before a dead key, during which programs read the earlier keys. Without it, GNOME's input
 // method may insert the dead key's character before those of the earlier keys.
 constexpr auto kDeadKeyPause = 300ms;
-constexpr auto kReadingTimePerStroke = 5ms;  // added for each stroke before the dead key
+constexpr auto kReadingTimePerStroke = 5ms;  // adds to the pause, up to kMostDeadKeyPause
+constexpr auto kMostDeadKeyPause = 2s;
 
 // Longest time until a pause ends after the program has begun to end.
 constexpr auto kEndingCheck = 100ms;
@@ -147,18 +148,23 @@ const char* EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
   }
   Write(parts.front());
   for (auto part = std::next(parts.begin()); part != parts.end(); ++part) {
-    AwaitReading(std::prev(part)->size());
+    AwaitReading();
     if (isEnding_) return kEnding;
+    keyboard_.Dispatch();
+    if (const char* const change = WhatChanged()) return change;
     Write(*part);
   }
   return nullptr;
 }
 
 // Pauses before a dead key, until programs have read the earlier keys or the program ends.
-void EisTypist::AwaitReading(std::size_t strokes) {
-  const auto pause = kDeadKeyPause + static_cast<int>(strokes) * kReadingTimePerStroke;
-  for (std::chrono::microseconds rest = pause; rest > 0us && !isEnding_; rest -= kEndingCheck) {
-    clock_.Sleep(std::min<std::chrono::microseconds>(rest, kEndingCheck));
+void EisTypist::AwaitReading() {
+  const auto now = clock_.Now();
+  const auto unread =
+      std::clamp<std::chrono::nanoseconds>(allRead_ - now, 0ns, kMostDeadKeyPause - kDeadKeyPause);
+  for (auto rest = kDeadKeyPause + unread; rest > 0ns && !isEnding_; rest -= kEndingCheck) {
+    const auto some = std::min<std::chrono::nanoseconds>(rest, kEndingCheck);
+    clock_.Sleep(std::chrono::duration_cast<std::chrono::microseconds>(some));
   }
 }
 
@@ -171,6 +177,8 @@ void EisTypist::Write(const std::vector<KeyStroke>& strokes) {
   sent_.EndWrite(clock_.Now());
   if (!keyboard_.AwaitKeys(kKeysLimit)) clock_.Sleep(kKeysPause);
   watch_.KeysSent();
+  const auto count = static_cast<int>(strokes.size());
+  allRead_ = std::max(allRead_, clock_.Now()) + count * kReadingTimePerStroke;
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -49,7 +49,7 @@ class EisTypist final : public PortalTypist {
   Group OtherGroupFor(std::span<const KeyEvent> presses);
   const char* TypeIn(std::uint32_t other, std::span<const KeyEvent> presses);
   const char* Press(std::span<const KeyEvent> presses, Group group);
-  void AwaitReading(std::size_t strokes);
+  void AwaitReading();
   void Write(const std::vector<KeyStroke>& strokes);
 
   EmulatedKeyboard& keyboard_;
@@ -58,6 +58,7 @@ class EisTypist final : public PortalTypist {
   const LayoutNote& note_;
   const std::atomic<bool>& isEnding_;
   TypingWatch watch_;
+  std::chrono::nanoseconds allRead_{};  // when programs will have read all keys
 };
 
 }  // namespace quillet::platform::linux_desktop

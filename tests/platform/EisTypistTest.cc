@@ -172,5 +172,32 @@ TEST_F(EisTypistTest, KeepsTheLayoutSelectedAfterAKill) {
   EXPECT_FALSE(std::filesystem::exists(noteFile));
 }
 
+TEST_F(EisTypistTest, WaitsBeforeADeadKeyForEarlierRecords) {
+  Begin("de");
+  EXPECT_EQ(Type(std::string(60, 'a')), "");
+  typist->Begin();
+  clock.ForgetSleeps();
+  EXPECT_EQ(Type("^"), "");
+  EXPECT_EQ(Slept(), 900ms);  // 0.3 s, and 5 ms for each of the 120 strokes
+  clock.Advance(1h);
+  clock.ForgetSleeps();
+  EXPECT_EQ(Type("^"), "");
+  EXPECT_EQ(Slept(), 300ms);
+}
+
+TEST_F(EisTypistTest, StopsIfTheLayoutChangesBeforeADeadKey) {
+  Begin("de,de");
+  clock.OnSleep([&] { plasma.active = 1; });
+  EXPECT_EQ(Type("a^b"), kChanged);
+  EXPECT_EQ(keyboard->text, "a");
+}
+
+TEST_F(EisTypistTest, StopsIfTheKeyboardIsReplacedBeforeADeadKey) {
+  Begin("de");
+  clock.OnSleep([&] { keyboard->number = 2; });
+  EXPECT_EQ(Type("a^b"), kChanged);
+  EXPECT_EQ(keyboard->text, "a");
+}
+
 }  // namespace
 }  // namespace quillet::platform::linux_desktop
