@@ -23,7 +23,7 @@ constexpr int kRunningChecks = 10;
 // replaces its contents.
 constexpr auto kPastePause = 100ms;
 
-// Time after which the main thread has handled all keys of a record.
+// Longest time that the main thread normally takes to handle all keys of a record.
 constexpr auto kLatestKey = 1s;
 
 // Time between two checks of the input method, which the user can switch at any time.
@@ -87,8 +87,9 @@ std::int32_t ApplicationDelivery::delivered() const {
   return std::max(posted_ - missedBefore_ - missed, 0);
 }
 
-// Posts all keys of a record in one call. If the user holds modifiers, a backend then releases them
-// only once per record. Counts the record first, because KeyIgnored may be called during the call.
+// Posts all keys of a record in one call, so that a backend releases modifiers that the user is
+// holding only once per record. Counts the record before the call, because KeyIgnored may be called
+// during it.
 ApplicationDelivery::Outcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
     if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
@@ -214,7 +215,7 @@ void ApplicationDelivery::KeyIgnored() {
                    "again.");
 }
 
-// Says until the next run begins that earlier records were not delivered.
+// Shows a message that earlier records were not delivered. It stays until the next run begins.
 void ApplicationDelivery::RaiseIncomplete(const std::string& problem) {
   RaiseUndelivered(Notice::kRecordNotTyped, problem, "The records are in the archive.",
                    "They were not saved either. Scan or synchronize again.");
@@ -229,9 +230,9 @@ void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& pro
   }
 }
 
-// Replaces the message that Quillet's window ignored records, unless the window ignored a key of
-// the previous record. If the main thread handles such a key late, KeyIgnored raises the message
-// again.
+// If kTypedAtQuillet is raised, replaces it with kRecordNotTyped, unless Quillet's window ignored
+// a key of the previous record. If the main thread handles such a key late, KeyIgnored raises
+// kTypedAtQuillet again.
 void ApplicationDelivery::ForgetOwnWindow() {
   const Time previous = std::exchange(lastRecord_, platform_.clock.Now());
   if (isAtOwnWindow_ && previous > lastIgnored_.load() &&

@@ -22,11 +22,11 @@ namespace quillet {
 /// unless stated otherwise.
 class ApplicationDelivery {
  public:
-  /// What the buttons next to the messages do. Main thread, unless stated otherwise.
+  /// Actions of the buttons next to the messages. Main thread, unless stated otherwise.
   struct Actions {
     std::function<void()> chooseApplication;  ///< lets the user choose the application
     std::function<void()> showRuns;           ///< shows the records in the archive
-    std::function<bool()> isArchived;         ///< whether the archive has the records; any thread
+    std::function<bool()> isArchived;         ///< whether the records are archived; any thread
     std::function<bool()> isReceiving;        ///< whether a run is receiving records; any thread
     std::string guide;                        ///< path of the user guide; may be empty
   };
@@ -80,8 +80,8 @@ class ApplicationDelivery {
   /// Removes the messages about earlier records and sets delivered() to 0. Any thread.
   void RunBegan();
 
-  /// Number of records that were typed or pasted since the run began. Records that Quillet's
-  /// windows ignored are not counted, as far as their keys have been reported. Any thread.
+  /// Number of records that were typed or pasted since the run began. Excludes records that are
+  /// known to have been ignored by Quillet's windows (see KeyIgnored). Any thread.
   std::int32_t delivered() const;
 
   /// Called when a window of this program has ignored a key of a record. Main thread.
@@ -114,7 +114,7 @@ class ApplicationDelivery {
   Time lastCheck_{};  // time of the last check of the input method
 
   SharedText typingProblem_;                 // text of the message kTypingImpossible
-  SharedText inputMethod_;                   // named by the message kInputMethodOn
+  SharedText inputMethod_;                   // input method that kInputMethodOn names
   std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
   std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is raised
 
@@ -128,7 +128,7 @@ class ApplicationDelivery {
   std::atomic<std::int32_t> posted_ = 0;        // records typed or pasted since the run began
   std::atomic<bool> nonAsciiSaid_ = false;      // a message about non-ASCII characters was raised
   std::atomic<bool> isAtOwnWindow_ = false;     // kTypedAtQuillet is raised
-  std::atomic<std::int32_t> firstMissed_ = 0;   // value of posted_ when it was raised
+  std::atomic<std::int32_t> firstMissed_ = 0;   // value of posted_ when kTypedAtQuillet was raised
   std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ at the last ignored key
   std::atomic<std::int32_t> missedBefore_ = 0;  // records missed before kTypedAtQuillet was raised
   std::atomic<Time> lastIgnored_ = Time::min();

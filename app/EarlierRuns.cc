@@ -28,9 +28,9 @@ constexpr auto kLongestWait = 60s;
 constexpr auto kWindowPoll = 100ms;
 constexpr auto kAnswerPoll = 1ms;
 constexpr int kAnswerPolls = 2000;
-// Deliver again starts when another application has had the focus for this time. While the focus
-// moves between Quillet's windows, none of them has it for a moment. The user may also need time to
-// click a field in the other window.
+// Deliver again starts when another application has had the focus for this time. When the focus
+// moves from one Quillet window to another, there is a moment in which neither has it. The user may
+// also need time to click a field in the other application's window.
 constexpr auto kSettlingTime = 1s;
 
 std::string Folded(std::string_view text) {
@@ -252,7 +252,7 @@ void EarlierRuns::SaveFile(const std::string& title, const std::string& name,
   });
 }
 
-// Writes a file. Returns an error message, or an empty string.
+// Writes a file. Returns an error message, or an empty string on success.
 std::string EarlierRuns::WriteFile(
     const std::string& path, const std::function<std::optional<std::string>()>& contents) const {
   if (parts_.file.IsSettingsFile(path)) {
@@ -418,8 +418,8 @@ bool EarlierRuns::AwaitOtherWindow() {
   return false;
 }
 
-// Asks the main thread whether a Quillet window has the focus. Returns true if the main thread does
-// not answer.
+// Asks the main thread whether a Quillet window has the focus, and returns the answer. Returns true
+// if the main thread does not answer in time.
 bool EarlierRuns::IsActive() {
   answered_ = false;
   platform_.mainQueue.Async([this] {

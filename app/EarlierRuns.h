@@ -33,7 +33,7 @@ class EarlierRuns {
     const Platform& platform;       ///< files, panels, clipboard and desktop
     platform::RunsWindow& window;   ///< shows the list
     RunArchive& archive;            ///< the archive
-    const Run& run;                 ///< the current run, during which nothing is delivered again
+    const Run& run;                 ///< the current run; blocks Deliver again while in progress
     LumetFile& file;                ///< writes the output file when delivering again
     const Settings& settings;       ///< the current settings
     ApplicationDelivery& delivery;  ///< types or pastes the lines for Deliver again

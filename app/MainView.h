@@ -11,9 +11,9 @@
 
 namespace quillet {
 
-/// Appends texts to the main view. Texts and changes of other controls take effect in call order.
+/// Appends texts to the main view. Texts and changes to other controls take effect in call order.
 ///
-/// All texts between two changes of other controls share one entry of the main queue. If the main
+/// All texts between two changes to other controls share one entry of the main queue. If the main
 /// thread cannot keep up, the oldest queued records are dropped (see TextBacklog).
 class MainView {
  public:
@@ -26,7 +26,7 @@ class MainView {
   /// @param kind  whether the text may be dropped
   void Append(std::string_view text, TextKind kind);
 
-  /// Queues a change of another control. Any thread; returns immediately.
+  /// Queues a change to another control. Any thread; returns immediately.
   void Post(std::function<void()> change);
 
   /// Sets the action to call when records are dropped or removed from the view, at most once until

@@ -25,7 +25,7 @@ class PortMessages {
   ///@{ Queues a message. Any thread; returns immediately.
   void NotOpened(const std::string& path);      ///< the port cannot be opened
   void Silent(const std::string& path);         ///< the scanner did not answer
-  void NoThread(const std::string& path = {});  ///< no thread could be started; `path` if known
+  void NoThread(const std::string& path = {});  ///< no thread started; `path` empty if unknown
   ///@}
 
   void Withdraw();         ///< queues the removal of all messages; any thread, returns immediately
@@ -44,7 +44,7 @@ class PortMessages {
   const PortTable& ports_;
   StatusStrip& strip_;
   const std::function<void()> tryAgain_;
-  BackgroundWork inspections_;  // a thread, since looking up users can take minutes
+  BackgroundWork inspections_;  // in the background, because looking up users can take minutes
 
   // Main thread only.
   std::map<Notice, std::string> paths_;  // path of the port that a message is about, or empty

@@ -24,7 +24,7 @@ class PortTable {
 
   /// An item of the port list.
   struct Item {
-    std::string title;                             ///< device name, "None" or the scanner
+    std::string title;                             ///< device name, "None" or scanner name
     std::string path = {};                         ///< device path, or empty
     bool operator==(const Item&) const = default;  ///< compares all members
   };
@@ -55,7 +55,7 @@ class PortTable {
   /// Stores the list position that the user selected and remembers its port.
   void Select(std::int32_t item);
 
-  /// Returns the position to select after a change of the list: the connected scanner, else the
+  /// Returns the position to select after a change to the list: the connected scanner, else the
   /// port that the user selected or that was connected last, else the first port, else "None". The
   /// port is found by its path, or by its name if no port has this path.
   /// @param count      the number of items in the list
@@ -86,8 +86,8 @@ class PortTable {
   /// has ended.
   void SetConnected(std::int32_t index);
 
-  /// Returns true if the removal of a port ends the connection: no port remains, or a remaining
-  /// port has a name other than `connectedPortString`.
+  /// Returns true if the connection must end after the removal of a port: if no ports remain, or if
+  /// any remaining port has a name other than `connectedPortString`.
   bool EndsConnection() const;
 
   Word<std::int32_t> numPorts = 0;               ///< number of ports

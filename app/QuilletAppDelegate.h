@@ -30,7 +30,7 @@ class QuilletAppDelegate {
   void applicationDidFinishLaunching();  ///< initializes the controller; main thread, once
   void windowWillClose();                ///< disconnects and stops port notifications; main thread
 
-  /// Sets the function that starts the program again. It does not return.
+  /// Sets the function that starts the program again. The function must not return.
   void OnRestart(std::function<void()> action) { restart_ = std::move(action); }
   /// Ends the program as if the window had been closed, then starts it again. Main thread.
   void Restart();

@@ -24,7 +24,7 @@ namespace quillet {
 /// the run. Any thread may read the public fields.
 ///
 /// An automatic run does not block the Synchronize button, so a second run can begin before the
-/// first has ended. Counts and gathered records then belong to the second run. The first call of
+/// first has ended. Counts and gathered records then belong to the second run. The first call to
 /// End writes the records gathered so far, and the second call writes the remaining ones.
 class Run {
  public:
@@ -33,8 +33,8 @@ class Run {
     std::int32_t records = 0;          ///< number of records
     std::string file = {};             ///< path of the output file; empty if there is none
     std::int32_t recordsInFile = 0;    ///< number of records written to this file
-    LineRange linesOnDisk = {};        ///< line numbers of these records if on the disk
-    bool refusedSettingsFile = false;  ///< `file` leads to the settings file and was not written
+    LineRange linesOnDisk = {};        ///< their line numbers; empty unless flushed to the disk
+    bool refusedSettingsFile = false;  ///< not written: `file` resolves to the settings file
     int fileError = 0;                 ///< why `file` could not be written (errno(3)), or 0
   };
 
@@ -65,7 +65,8 @@ class Run {
   /// Returns true between Begin and End. Used by the progress display.
   bool IsShown() const { return isShown_; }
 
-  /// Returns true during a run, and if the button's last run was interrupted and cannot end.
+  /// Returns true during a run, and also if the last run started by the button was interrupted and
+  /// cannot end.
   bool IsInProgress() const { return isShown_ || bIsUnderSynchronization; }
 
   /// Returns the gathered text, or null if nothing has been gathered. Read thread.

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds kProgressPeriod{150};
 constexpr auto kReadingTime = 5s;
 
-// Problems of a run, removed only when the user starts another run.
+// Messages about a run's problems. They are removed only when the user starts another run.
 constexpr Notice kProblems[] = {Notice::kNotErased, Notice::kFileNotWritten,
                                 Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
                                 Notice::kRecordsMissing};
@@ -132,8 +132,9 @@ void RunMessages::ShowProgress() {
 
 // Returns a sentence about the records that have arrived.
 std::string RunMessages::Arrived() const {
-  // All records of a burst are in the archive before the first one is delivered. A record that is
-  // delivered between the two reads is not counted twice.
+  // All records of a burst are in the archive before the first one is delivered. The number of
+  // delivered records is read first, so that a record delivered between the two reads is not
+  // counted twice.
   const std::int32_t delivered = parts_.run.barcodeCount;
   const std::int32_t records = delivered + parts_.session.counts().pending();
   return records == 0 ? "No records arrived." : Kept(records);
@@ -226,13 +227,13 @@ void RunMessages::ShowFile(const Run::Result& result) {
                      SaveActions());
 }
 
-// Returns how long the run took, as a part of a sentence.
+// Returns how long the run took, as part of a sentence.
 std::string RunMessages::InTime() const {
   const auto taken = parts_.platform.clock.Now() / 1ms - begin_;
   return " in " + TimeTaken(std::chrono::milliseconds(taken));
 }
 
-// If records were not received, says so. Of a burst, the number of missing records is unknown.
+// Shows a message if records were not received. For a burst, their number is unknown.
 void RunMessages::ShowMissing(std::string_view scanner) {
   const std::int32_t missing = missing_;
   const std::int32_t received = received_;
@@ -250,7 +251,8 @@ void RunMessages::ShowMissing(std::string_view scanner) {
   parts_.strip.Raise(Notice::kRecordsMissing, text.append(scanner), ShowActions());
 }
 
-// Quillet does not know which program is active, so all active applications count as one program.
+// Quillet does not know which program the active application is, so the active application counts
+// as one program, even if it changes.
 void RunMessages::RecordDelivered(std::int32_t destination) {
   const bool isNamed = destination == kToNamedApplication;
   const std::string program = isNamed ? parts_.session.appname.Get() : "";
@@ -273,7 +275,7 @@ void RunMessages::ScannerErased() {
 }
 
 void RunMessages::Problem(RunArchive::Problem problem) {
-  // Not barcodeCount: the user may have started another run, which has reset it.
+  // Does not use barcodeCount, because another run may have been started, which resets it.
   const std::int32_t records = parts_.session.counts().received();
   switch (problem) {
     case RunArchive::Problem::kNotWritten:

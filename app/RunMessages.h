@@ -92,7 +92,7 @@ class RunMessages {
   const Parts parts_;
   RunProgress progress_;                             // main thread only
   bool stuck_ = false;                               // main thread: kRunStuck is raised
-  std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of an ignored press
+  std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of last ignored press
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
   std::atomic<bool> fileSaid_{false};                // a message about the run's file was raised

@@ -24,7 +24,7 @@ struct RunState {
 std::string Counted(std::int64_t records);
 
 /// Computes the progress display of one run from periodic snapshots: amount received, rate and time
-/// left. Each run has its own object, which a single thread uses.
+/// left. Create one object per run and use it on one thread only.
 class RunProgress {
  public:
   /// Time since a fixed moment.

@@ -10,7 +10,7 @@
 namespace quillet {
 namespace {
 
-constexpr std::size_t kLongestAnswers = 1 << 16;  // far longer than kMostAnswers answers
+constexpr std::size_t kLongestAnswers = 1 << 16;  // bytes; far more than kMostAnswers need
 constexpr std::string_view kAnswerEnd = "\n\n";
 
 // Returns true if runs with the output path `path` write to `folder` itself. Subfolders do not
@@ -20,8 +20,8 @@ bool IsInFolder(const std::string& path, const std::string& folder) {
   return file.starts_with(folder + "/") && file.find('/', folder.size() + 1) == file.npos;
 }
 
-// Returns the text of an answer in the file with the confirmed actions. The file contains the
-// answers, the newest first, each followed by an empty line. Returns an empty text if there are no
+// Formats actions as an answer for the file with the confirmed actions. The file contains the
+// newest answer first and an empty line after each answer. Returns an empty text if there are no
 // actions.
 std::string Stored(const SensitiveActions& actions) {
   std::string text;
@@ -153,7 +153,7 @@ void SettingsConsent::Chosen() {
   }
 }
 
-// Returns the stored answers that have an effect.
+// Returns the stored answers, or an empty text if they must be ignored.
 std::string SettingsConsent::Answers() const {
   const platform::Checked file = parts_.files.ReadChecked(parts_.confirmed, kLongestAnswers);
   // Root may run the program with the home folder of another user.

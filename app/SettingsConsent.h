@@ -35,8 +35,8 @@ std::vector<std::string> Described(const SensitiveActions& actions);
 /// Holds back the sensitive actions of settings that another user has chosen, until this user
 /// confirms them in a dialog. The other settings apply immediately.
 ///
-/// In the meantime, there are no automatic runs and no erasing, records for a program go to the
-/// main view, and records for a file outside the data folder go to the default output file. The
+/// In the meantime, automatic runs and erasing are disabled, records for a program go to the main
+/// view, and records for a file outside the data folder go to the default output file. The
 /// confirmed actions are stored in a private file, so the user is asked once per change. A stored
 /// answer has no effect if it belongs to another user, or if this user could not withdraw it
 /// because its folder is read-only. Main thread only.
@@ -53,7 +53,7 @@ class SettingsConsent {
     StatusStrip& strip;               ///< shows that settings are held back
     std::string dataFolder;           ///< absolute path of the data folder
     std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
-    std::function<bool()> mayReview;  ///< returns false during a run and shows a message
+    std::function<bool()> mayReview;  ///< during a run, shows a message and returns false
     std::function<void()> onConfirm;  ///< called when settings that were held back take effect
   };
 
@@ -62,12 +62,13 @@ class SettingsConsent {
   SettingsConsent& operator=(const SettingsConsent&) = delete;
 
   /// Called after another user's settings have been read. Holds back their sensitive actions,
-  /// unless this user has confirmed the same actions, and not saved settings since.
+  /// unless this user has confirmed the same actions and has not saved settings since then.
   /// @param owner  name of the user who can change the settings; may be empty
   void HoldBack(const std::string& owner);
 
-  /// Called when this user has saved settings. They replace settings that are held back, and count
-  /// as confirmed, even if the settings file could not be written. Withdraws all earlier answers.
+  /// Called when this user has saved settings. They replace any settings that are held back. They
+  /// count as confirmed, even if the settings file could not be written. Withdraws all earlier
+  /// answers.
   void Chosen();
 
  private:

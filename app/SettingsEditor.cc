@@ -84,7 +84,8 @@ void SettingsEditor::Restore() {
   settings_.filename.Set(ReadName(parts_.image, kFileNamePosition));
   if (!file || file.custody == platform::Custody::kTrusted) return;
   if (!file.ownFile) {
-    // Discards everything else in another user's file, so that Save does not store it.
+    // Keeps only the choices and the two paths from another user's file, so that Save does not
+    // store the rest.
     std::fill(parts_.image.begin() + kApplicationNamePosition, parts_.image.end() - 1, '0');
     WriteName(parts_.image, kApplicationNamePosition, settings_.appname.Get());
     WriteName(parts_.image, kFileNamePosition, settings_.filename.Get());

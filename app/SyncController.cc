@@ -44,7 +44,7 @@ SyncController::SyncController(const Platform& platform, const MainWindowControl
   controls_.synchronize.OnPress([this] { synchronizeButton(); });
   controls_.clearview.OnPress([this] { clearviewButton(); });
   controls_.portList.OnSelection([this](std::int32_t item) {
-    // The list reports selections even if ChangePortList, not the user, makes them.
+    // The list also reports selections made by ChangePortList.
     if (isPortListChanging_) {
       ports_.selectedItem = item;
     } else {
@@ -256,7 +256,8 @@ void SyncController::ConnectThread() {
   bConnecting = false;
   strip_.Withdraw(Notice::kPressIgnored);
   ShowConnectionState();
-  // During this attempt, PortChanged did not start another one for ports that were plugged in.
+  // Ports that were plugged in during this attempt may not have been tried, because PortChanged
+  // does not start a second attempt.
   OnMainThread([this] {
     portMessages_.WithdrawRemoved();
     if (!bIsConnected && !isAttemptStarting_ && ports_.HasUntried()) StartConnectionThread(true);
@@ -331,8 +332,8 @@ void SyncController::TavoInitializationDone(bool connected) {
   DisplayConnectionMessage(portIndex);
   // Shown even if no scanner is connected. The misspelling is intentional.
   if (lumet->bSyncClock) DisplayText("Tavo Time sychronized...", true);
-  // An exchange, not a store: if the main thread has just confirmed settings and found that no run
-  // was due, this thread then sees the confirmed settings.
+  // Uses an exchange instead of a store: if the main thread has just confirmed settings and found
+  // that no run was due, the exchange ensures that this thread sees the confirmed settings.
   run_.automaticRunIsDue.exchange(connected);
   RunAutomatically();
 }

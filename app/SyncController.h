@@ -32,8 +32,8 @@ class QuilletAppDelegate;
 /// The hub of the program: connects the scanner session and the parts of app/ to the main window.
 ///
 /// Threads: user actions and port events arrive on the main thread. Each connection attempt runs on
-/// a separate thread. The session calls back on its read thread. All changes of controls are queued
-/// and appear in call order, except in the settings window, the progress of a run and Clear.
+/// a separate thread. The session calls back on its read thread. All changes to controls are queued
+/// and appear in call order, except changes to the settings window, the run's progress and Clear.
 /// Never destroyed: the read thread and a waiting connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
  public:
@@ -73,7 +73,8 @@ class SyncController final : public LumetDelegate {
   // --- Connection -------------------------------------------------------------------------------
 
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
-  /// Starts an attempt to connect to all ports or the selected one, unless one is in progress.
+  /// Starts an attempt to connect to all ports, or only to the selected port. Does nothing if an
+  /// attempt is in progress.
   void StartConnectionThread(bool tryAll);
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.

@@ -82,7 +82,7 @@ void SyncController::DisplayBarcode(const std::string& record) {
 
 void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
-  // Of a burst, missing records cannot be detected: the scanner's count includes erased records.
+  // Records missing from a burst cannot be detected: the scanner's count includes erased records.
   const DownloadCounts& counts = lumet->counts();
   const bool complete = counts.missing() <= 0 && !counts.burstCutOff();
   const Run::Result result = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);

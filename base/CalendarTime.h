@@ -25,7 +25,7 @@ std::string DateStamp(const CalendarTime& time);
 /// Returns the date and the time for a file name, for example "20260314_150926".
 std::string TimeStamp(const CalendarTime& time);
 
-/// Returns the date and the time for a reader, for example "2026-03-14 15:09:26".
+/// Returns the date and the time for display, for example "2026-03-14 15:09:26".
 std::string DateAndTime(const CalendarTime& time);
 
 }  // namespace quillet

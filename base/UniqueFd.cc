@@ -30,7 +30,7 @@ bool UniqueFd::Close() {
   return close(std::exchange(descriptor_, -1)) == 0 || errno == EINTR;
 }
 
-// Not pipe2(2), which macOS lacks.
+// Does not use pipe2(2), which macOS lacks.
 Pipe MakePipe(const char* purpose) {
   std::array<int, 2> ends{};
   const auto fail = [purpose] { throw std::system_error(errno, std::generic_category(), purpose); };

@@ -38,8 +38,8 @@ class UniqueFd {
 
 /// The two ends of a pipe (pipe(2)).
 struct Pipe {
-  UniqueFd reader;  ///< receives the bytes
-  UniqueFd writer;  ///< accepts the bytes
+  UniqueFd reader;  ///< the read end
+  UniqueFd writer;  ///< the write end
 };
 
 /// Creates a pipe with O_NONBLOCK and close-on-exec set at both ends.

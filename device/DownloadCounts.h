@@ -7,12 +7,12 @@
 
 namespace quillet {
 
-/// Counts the records of the current download. A live scan between two requests is not an answer,
-/// so it does not make up for a record that the scanner did not send. A live scan while a request
-/// waits for its answer cannot be told from the answer.
+/// Counts the records of the current download. A live scan between two requests does not count as
+/// an answer, so it cannot hide that a record is missing. A live scan that arrives while a request
+/// is pending cannot be distinguished from the answer.
 class DownloadCounts {
  public:
-  /// Begins a download: the scanner has reported its number of records. Read thread.
+  /// Begins a download. Called when the scanner has reported its number of records. Read thread.
   void Begin();
 
   void RecordRequested() { ++requested_; }              ///< called for each "p"; command thread
@@ -25,8 +25,8 @@ class DownloadCounts {
   /// @param port  see SerialPort::openings
   void BurstAnswered(std::uint32_t port) { burstCutOff_ = port != burstPort_; }
 
-  /// Returns true if the connection ended before the burst was complete. The data that then arrives
-  /// over a new connection counts as the burst. Any thread.
+  /// Returns true if the connection ended before the burst was complete. In that case, the data
+  /// that arrives over the next connection is treated as the burst. Any thread.
   bool burstCutOff() const { return burstCutOff_; }
 
   void RecordArchived() { received_ = received_ + 1; }      ///< a frame was archived; read thread

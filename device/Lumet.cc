@@ -323,7 +323,8 @@ std::uint8_t Lumet::AwaitAnswer(std::int32_t waitFactor) {
 void Lumet::WakeupCommand() {
   Log(log_, "-[Lumet WakeupCommand]");
   ConsumeHead();
-  // The previous command decides whether NULs are sent. The wake-up's argument is ignored.
+  // Sends NULs depending on the previous command, which is still in the buffer, and not on the
+  // wake-up's argument, which is ignored.
   if (commandBuf_[0] == 0x01) SendNullData();
   for (int attempt = 0; attempt < kWakeupAttempts; ++attempt) {
     SetCommand("W");

@@ -35,7 +35,7 @@ namespace quillet {
 class Lumet final : public Settings, public ScannerIdentity, public SerialPortDelegate {
  public:
   static constexpr std::int32_t kCommandBufferSize =
-      1024;  ///< longest command in bytes, with its NUL
+      1024;  ///< maximum length of a command in bytes, including the NUL
 
   /// @param log    the log; never destroyed, like `clock` and `line`
   /// @param clock  used for pauses and to set the scanner's clock
@@ -75,8 +75,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// May be called before the first connection. Any thread except the read thread.
   void disconnectTavo();
 
-  /// The scanner's serial number. Only the characters from index kHiddenSerialCharacters on are
-  /// displayed.
+  /// The scanner's serial number. Its first kHiddenSerialCharacters characters are not displayed.
   const SerialNumberField& returnSerialNumber() const { return SerialNo; }
 
   // --- Receiving: read thread ---
@@ -182,7 +181,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   ReceiveMachine receive_{bCommandDone_};
   Word<std::int32_t> syncEndIndex_ = 0;
   CommandQueue cmdArray_;
-  Word<std::uint32_t> queuePort_ = 0;        // SerialPort::openings at the last call of InitTavo
+  Word<std::uint32_t> queuePort_ = 0;        // SerialPort::openings at the last call to InitTavo
   std::optional<CommandQueue::Entry> head_;  // the current entry; command thread
   ThreadHandle commandThread_;
   std::atomic<bool> lacksThread_{false};

@@ -21,8 +21,8 @@ constexpr auto kIdleSlack = 5ms;
 
 // Number of reads between two hang-up checks of an idle port. These reads take about a second.
 constexpr std::int32_t kReadsPerCheck = 200;
-// More than one, because a device that is unplugged hangs up some milliseconds before its removal
-// is reported.
+// More than one, because the line of an unplugged device hangs up a few milliseconds before the
+// device's removal is reported.
 constexpr std::int32_t kHungUpChecks = 2;
 
 // Chunks with fewer bytes than this are followed by a NUL.
@@ -126,8 +126,8 @@ void SerialPort::transmitCharacters(const std::uint8_t* bytes, std::int32_t coun
   }
 }
 
-// Descriptor::With reads the descriptor first. If the port's count of openings still equals
-// `openings` afterwards, the descriptor is the right one, and it stays open during the write.
+// Descriptor::With reads the descriptor first. If openings() still equals `openings` afterwards,
+// the descriptor belongs to the expected port, and it stays open during the write.
 bool SerialPort::TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte) {
   const bool written = outputfd_.With([&](std::int32_t line) {
     if (this->openings() != openings) return false;

@@ -36,7 +36,7 @@ class Descriptor {
   /// The current number, or -1 if closed. Another thread may close the line at any time.
   operator std::int32_t() const noexcept { return number_.load(); }
 
-  /// How often the number has been replaced. Any thread.
+  /// Number of times that the descriptor has been replaced. Any thread.
   std::uint32_t replacements() const { return replacements_.load(); }
 
   /// Calls `use`, which must not block, with the current number. The line stays open until `use`
@@ -105,7 +105,7 @@ class SerialPort {
   /// @return false if the port has been opened or closed; the byte is then not written
   bool TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte);
 
-  /// How often the port has been opened or closed for writing. Any thread.
+  /// Number of times that the port has been opened or closed for writing. Any thread.
   std::uint32_t openings() const { return outputfd_.replacements(); }
 
   /// Returns true if the last openConnections could not start the read thread. Any thread.
@@ -114,9 +114,9 @@ class SerialPort {
   /// Body of the read thread.
   [[noreturn]] void ReadThread();
 
-  /// Reads once and passes the bytes to the delegate. After a second without data, the pauses
-  /// between reads may last up to 5 ms longer, and ReadOnce checks about once per second whether
-  /// the device has hung up, until data arrives. Read thread.
+  /// Reads once and passes the bytes to the delegate. After a second without data, and until data
+  /// arrives, the pauses between reads may last up to 5 ms longer, and ReadOnce checks about once
+  /// per second whether the device has hung up. Read thread.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 

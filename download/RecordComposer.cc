@@ -232,7 +232,7 @@ void DecodeRecordText(std::string_view bytes, std::string& text) {
     return;
   }
   text.clear();
-  // The codes of Latin-1 are the first 256 codes of Unicode.
+  // The Latin-1 codes equal the first 256 Unicode code points.
   for (const char byte : bytes) AppendUtf8(text, static_cast<std::uint8_t>(byte));
 }
 

@@ -17,7 +17,7 @@ namespace quillet {
 /// For use by one thread at a time. The settings may change at any time.
 class RecordComposer {
  public:
-  /// Longest line in bytes, with its NUL.
+  /// Maximum length of a line in bytes, including the NUL.
   static constexpr std::int32_t kBarcodeBufferSize = 10240;
 
   /// Received bytes.

@@ -49,7 +49,7 @@ class ArchiveFolder {
   /// Returns true if a file with this name and any extension exists.
   bool Contains(std::string_view name) const;
 
-  /// Returns `name` if it is not in use, else `name` with the first unused number from 2 on.
+  /// Returns `name` if it is not in use. Otherwise, appends the lowest unused number, at least 2.
   /// @param name       file name without the extension
   /// @param separator  follows `name`; the number has two digits if it is kVolumeMark
   /// @return an empty string if all numbers are in use

@@ -35,9 +35,9 @@ class ArchiveReader {
   ArchiveReader(SystemLog& log, platform::FileStore& files, std::string folder)
       : log_(log), files_(files), folder_(files, std::move(folder)) {}
 
-  /// Returns the runs in the archive, newest first. All files of a run are one entry, and
-  /// so are all files of a day's live scans. Reads only files that are new or whose size has
-  /// changed since the last call.
+  /// Returns the runs in the archive, newest first. The files of a run form one entry, as do the
+  /// files of a day's live scans. Reads only files that are new or whose size has changed since
+  /// the last call.
   std::vector<StoredRun> List();
 
   /// Reads the records of a run.
@@ -58,7 +58,7 @@ class ArchiveReader {
 
   /// Returns the lines of a run as delivered, or no value if a file cannot be read.
   /// @param run    a run that List returned
-  /// @param limit  size in bytes after which the result may end
+  /// @param limit  the result may end after this many bytes
   std::optional<std::string> Lines(const StoredRun& run,
                                    std::size_t limit = std::string::npos) const;
 
@@ -77,7 +77,7 @@ class ArchiveReader {
   SystemLog& log_;
   platform::FileStore& files_;
   const ArchiveFolder folder_;
-  std::vector<File> known_;  // the files that the last call of List found, sorted by name
+  std::vector<File> known_;  // the files that the last call to List found, sorted by name
 };
 
 }  // namespace quillet

@@ -10,11 +10,11 @@
 
 namespace quillet {
 
-/// The two files of the archive that receive the next records: NAME.records and NAME.txt. One
-/// thread at a time.
+/// The two files of the archive that receive the next records: NAME.records and NAME.txt. For use
+/// by one thread at a time.
 class ArchiveVolume {
  public:
-  /// Opens the files, instead of the current ones.
+  /// Closes the current files, if any, and opens or creates others.
   /// @param files   opens the files
   /// @param folder  the archive folder; created if necessary
   /// @param name    file name without the extension
@@ -31,7 +31,7 @@ class ArchiveVolume {
   /// Appends an entry to NAME.records.
   /// @return false after an error or if the volume is empty
   bool Append(std::string_view entry);
-  /// Appends a unit to NAME.records, after the header if it has changed.
+  /// Appends a unit to NAME.records. If the header differs from the last one, appends it first.
   /// @param header  scanner and settings of the unit
   /// @param entry   the unit
   /// @param unit    number of the unit
@@ -43,7 +43,7 @@ class ArchiveVolume {
 
   const FlushList::Files& files() const { return files_; }  ///< the files and their name
   const std::string& name() const { return files_.name; }   ///< file name without the extension
-  std::uint64_t size() const { return size_; }              ///< size of both files, in bytes
+  std::uint64_t size() const { return size_; }              ///< total size of the files in bytes
   std::int64_t firstUnit() const { return firstUnit_; }     ///< first unit appended; 0 if none
 
  private:

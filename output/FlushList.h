@@ -31,8 +31,8 @@ class FlushList {
     std::shared_ptr<platform::GrowingFile> lines = {};    ///< the composed lines
   };
 
-  /// Adds the files that receive the next records. The earlier files stay in the list. Of a day's
-  /// files, only the latest kMaximumDays stay: an erase never waits for more.
+  /// Adds the files that receive the next records. The earlier files stay in the list, except that
+  /// only the latest kMaximumDays entries of kDay are kept. An erase does not wait for older ones.
   void Add(Use use, Files files);
 
   /// Removes all files except those that receive the next records.
@@ -40,7 +40,7 @@ class FlushList {
   /// @param day  also removes the latest files of a day
   void Clear(bool run, bool day);
 
-  /// Removes the files with this name, which is without the extension.
+  /// Removes the files with this name (without the extension).
   void Remove(const std::string& name);
 
   /// Result of Find: which files have the name.
@@ -52,7 +52,7 @@ class FlushList {
 
   /// Waits until all files are on the disk.
   /// @param limit  maximum waiting time for each file
-  /// @return false after an error or after `limit`
+  /// @return false after an error or if a file takes longer than `limit`
   bool Synchronize(std::chrono::milliseconds limit) const;
 
  private:

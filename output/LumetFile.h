@@ -121,7 +121,7 @@ class LumetFile {
   const std::string dataFolder_;
 };
 
-/// Describes why a write failed, in words for the middle of a sentence.
+/// Returns the reason for a failed write, worded to fit in the middle of a sentence.
 /// @param error  error number (errno(3))
 std::string_view ReasonText(int error);
 

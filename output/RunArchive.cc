@@ -35,8 +35,9 @@ RunArchive::RunArchive(platform::Clock& clock, FileStore& files, const Settings&
       folder_(files, std::move(folder)) {}
 
 void RunArchive::Begin() {
-  // An interrupted run does not overlap the next one: its erase commands are dropped by the new
-  // connection, or sent before the scanner reports its number of records to the next run.
+  // An interrupted run does not overlap the next one: the erase commands of the interrupted run are
+  // dropped when a new connection begins, or sent before the scanner reports its number of records
+  // to the next run.
   overlaps_ = runsInProgress_ > 0 && !interrupted_;
   if (!overlaps_) {
     startsRun_ = true;
@@ -49,8 +50,8 @@ void RunArchive::Begin() {
   ++runsInProgress_;
 }
 
-// Forgets the records of earlier runs here, not in Begin: an earlier run may send its erase command
-// after Begin.
+// Forgets the records of earlier runs. Begin cannot do this, because an earlier run may send its
+// erase command after Begin.
 void RunArchive::DownloadStarted(bool erasePending) {
   if (overlaps_ || erasePending) return;
   units_.StartRun();

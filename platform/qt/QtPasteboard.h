@@ -20,9 +20,9 @@ namespace quillet::platform::qt {
 /// another thread sets the text, Quillet therefore sends Qt an event with the current time.
 ///
 /// On X11, a call from another thread also waits until the program with focus has read the text of
-/// the previous such call, because a slow program reads the clipboard long after the paste keys. The
-/// wait ends two seconds after that call. After such a time-out, calls do not wait, since a program
-/// may never read the clipboard. They wait again when a program with focus has read a text.
+/// the previous such call, because a slow program reads the clipboard long after the paste keys.
+/// The wait ends two seconds after that call. After such a time-out, calls do not wait, since a
+/// program may never read the clipboard. They wait again when a program with focus has read a text.
 class QtPasteboard final : public Pasteboard {
  public:
   /// @param queue        the main thread's queue; it outlives this object
