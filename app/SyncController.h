@@ -176,8 +176,7 @@ class SyncController final : public LumetDelegate {
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   PortMessages portMessages_{platform_, ports_, strip_, [this] { TryAgain(); }};
-  // Created by Initialize, never destroyed.
-  RunArchive* archive_ = nullptr;
+  RunArchive* archive_ = nullptr;  // like the next three, created by Initialize, never destroyed
   SettingsEditor* settingsEditor_ = nullptr;
   EarlierRuns* earlierRuns_ = nullptr;
   RunMessages* messages_ = nullptr;
