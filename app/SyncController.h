@@ -73,8 +73,7 @@ class SyncController final : public LumetDelegate {
   // --- Connection -------------------------------------------------------------------------------
 
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
-  /// Starts an attempt to connect to all ports, or only to the selected port. Does nothing if an
-  /// attempt is in progress.
+  /// Starts an attempt to connect to all ports or to the selected port, unless one is in progress.
   void StartConnectionThread(bool tryAll);
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.
