@@ -70,7 +70,9 @@ std::string NamesOf(const std::string& characters) {
 
 ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& strip,
                                          Actions actions)
-    : platform_(platform), strip_(strip), actions_(std::move(actions)) {}
+    : platform_(platform), strip_(strip), actions_(std::move(actions)) {
+  platform_.keyEvents.OnReadiness([this](const std::string& problem) { ShowReadiness(problem); });
+}
 
 ApplicationDelivery::Outcome ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
@@ -168,6 +170,7 @@ ApplicationDelivery::Outcome ApplicationDelivery::Paste(const std::string& recor
 bool ApplicationDelivery::ShowProblem() {
   const std::string problem = platform_.keyEvents.Problem();
   const std::string earlier = typingProblem_.Get();
+  if (problem.empty()) WithdrawWarning();
   if (earlier == problem) return problem.empty();
   typingProblem_.Set(problem);
   if (problem.empty()) {
@@ -175,12 +178,31 @@ bool ApplicationDelivery::ShowProblem() {
     RaiseIncomplete("Not everything was typed: " + AsSentence(earlier));
     return true;
   }
+  RaiseTypingImpossible(problem);
+  return false;
+}
+
+// Shows before a record is lost that keys cannot be typed. If a record has been lost, the message
+// remains until a record is typed.
+void ApplicationDelivery::ShowReadiness(const std::string& problem) {
+  if (!problem.empty()) {
+    isWarned_ = true;
+    RaiseTypingImpossible(problem);
+  } else if (typingProblem_.Get().empty()) {
+    WithdrawWarning();
+  }
+}
+
+void ApplicationDelivery::WithdrawWarning() {
+  if (isWarned_.exchange(false)) strip_.Withdraw(Notice::kTypingImpossible);
+}
+
+void ApplicationDelivery::RaiseTypingImpossible(const std::string& problem) {
   std::vector<StripAction> actions;
   if (!actions_.guide.empty()) {
     actions.push_back({"Open guide", [this] { platform_.workspace.OpenFile(actions_.guide); }});
   }
   strip_.Raise(Notice::kTypingImpossible, CannotType(problem), std::move(actions));
-  return false;
 }
 
 std::string ApplicationDelivery::TypingMessage() const {
@@ -290,7 +312,8 @@ void ApplicationDelivery::Prepare(std::int32_t destination) {
 void ApplicationDelivery::EndOfRun() {
   const std::int32_t destination = toPrepare_.exchange(kNothingToPrepare);
   if (destination == kNothingToPrepare) return;
-  if (destination != kToFile && destination != kToView) platform_.keyEvents.Prepare();
+  if (destination == kToFile || destination == kToView) return WithdrawWarning();
+  platform_.keyEvents.Prepare();
 }
 
 /// @param problem  what is wrong with the application; null if there is no problem

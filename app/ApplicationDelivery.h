@@ -98,6 +98,9 @@ class ApplicationDelivery {
   Outcome Paste(const std::string& record);
   bool ShowProblem();
   void ShowInputMethod();
+  void ShowReadiness(const std::string& problem);
+  void WithdrawWarning();
+  void RaiseTypingImpossible(const std::string& problem);
   void RaiseIncomplete(const std::string& problem);
   void RaiseUndelivered(Notice notice, const std::string& problem, const std::string& archived,
                         const std::string& lost);
@@ -114,6 +117,7 @@ class ApplicationDelivery {
   Time lastCheck_{};  // time of the last check of the input method
 
   SharedText typingProblem_;                 // text of the message kTypingImpossible
+  std::atomic<bool> isWarned_ = false;       // kTypingImpossible was raised before a record
   SharedText inputMethod_;                   // input method that kInputMethodOn names
   std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
   std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is raised

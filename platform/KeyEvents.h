@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -47,6 +48,13 @@ class KeyEvents {
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
   /// the answer. Call it when the user chooses a destination that types. Any thread.
   virtual void Prepare() {}
+
+  /// Sets a function that is called after Prepare, each time it becomes known whether keys can be
+  /// typed. Call it at most once, before Prepare.
+  /// @param changed  receives the reason why keys cannot be typed, as in Problem, or an empty text.
+  ///                 Called on any thread. Must not call this object.
+  virtual void OnReadiness(
+      [[maybe_unused]] std::function<void(const std::string& problem)> changed) {}
 
   /// Undoes the changes to the system that an earlier process left when it was killed. Requests no
   /// permission. Call it once at the start, before the other functions, even if the destination

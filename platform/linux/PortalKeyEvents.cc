@@ -250,11 +250,14 @@ void PortalKeyEvents::SetState(State state) {
   } else if (const std::string problem = ProblemOf(state); !problem.empty()) {
     Log(log_, "Cannot type on this desktop: ", problem);
   }
-  const std::lock_guard lock(mutex_);
-  state_ = state;
-  const bool hasSession = state == State::kReady || state == State::kNotReady;
-  if (!hasSession) job_ = nullptr;
-  changed_.notify_all();
+  {
+    const std::lock_guard lock(mutex_);
+    state_ = state;
+    const bool hasSession = state == State::kReady || state == State::kNotReady;
+    if (!hasSession) job_ = nullptr;
+    changed_.notify_all();
+  }
+  if (onReadiness_ && state != State::kNotReady) onReadiness_(ProblemOf(state));
 }
 
 // Sets how long Post may wait for permission from now on.

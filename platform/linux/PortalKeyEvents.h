@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "base/SystemLog.h"
 #include "base/UniqueFd.h"
@@ -65,6 +66,9 @@ class PortalKeyEvents final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
+  void OnReadiness(std::function<void(const std::string& problem)> changed) override {
+    onReadiness_ = std::move(changed);
+  }
 
   /// Selects the layout again that was active before an earlier process was killed. See LayoutNote.
   void Recover() override { note_.Undo(); }
@@ -100,6 +104,7 @@ class PortalKeyEvents final : public KeyEvents {
   const std::chrono::seconds patience_;
   SessionLayout* const layout_;
   Pace pace_;
+  std::function<void(const std::string&)> onReadiness_;  // used only by thread_
   EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
   unsigned knownDevices_ = 0;  // number of devices for which applications have had time to prepare
 

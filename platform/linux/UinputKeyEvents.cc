@@ -100,7 +100,20 @@ bool Describe(int descriptor) {
   return ioctl(descriptor, UI_DEV_SETUP, &setup) >= 0 && ioctl(descriptor, UI_DEV_CREATE) >= 0;
 }
 
+std::string ReasonFor(int error) {
+  std::string reason = std::string("/dev/uinput: ") + std::strerror(error);
+  if (error == EACCES || error == EPERM) {
+    reason += ". Install the udev rule 70-quillet-uinput.rules.";
+  }
+  return reason;
+}
+
 }  // namespace
+
+std::string UinputProblem(const char* path) {
+  const UniqueFd file(open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+  return file.IsOpen() ? "" : ReasonFor(errno);
+}
 
 int MakeVirtualKeyboard(const char* path) {
   const int descriptor = open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -224,11 +237,7 @@ void UinputKeyEvents::Write(std::span<const KeyStroke> strokes) {
 void UinputKeyEvents::GiveUpKeyboard(int error) {
   keyboard_.reset();
   capsLock_ = false;  // the desktop sends the Caps Lock state to the next keyboard
-  std::string reason = std::string("/dev/uinput: ") + std::strerror(error);
-  if (error == EACCES || error == EPERM) {
-    reason += ". Install the udev rule 70-quillet-uinput.rules.";
-  }
-  failure_.Set(reason);
+  failure_.Set(ReasonFor(error));
 }
 
 }  // namespace quillet::platform::linux_desktop

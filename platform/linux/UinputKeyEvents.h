@@ -20,6 +20,11 @@ struct input_event;
 
 namespace quillet::platform::linux_desktop {
 
+/// Returns the reason why a device cannot be opened for typing, as in KeyEvents::Problem, or an
+/// empty text. Creates no keyboard. Any thread.
+/// @param path  the uinput device, /dev/uinput
+std::string UinputProblem(const char* path);
+
 /// Creates a virtual keyboard with the keys of ToKeyStrokes and a Caps Lock LED (kernel
 /// documentation, input/uinput.rst).
 /// @param path  the uinput device, /dev/uinput

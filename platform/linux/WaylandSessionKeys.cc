@@ -1,6 +1,7 @@
 #include "platform/linux/WaylandSessionKeys.h"
 
 #include <chrono>
+#include <utility>
 
 namespace quillet::platform::linux_desktop {
 namespace {
@@ -36,6 +37,14 @@ void WaylandSessionKeys::Post(std::span<const KeyEvent> events) {
 std::string WaylandSessionKeys::Problem() {
   KeyEvents* const last = lastWay_;
   return last == nullptr ? Way().Problem() : last->Problem();
+}
+
+// A virtual keyboard of the compositor needs no permission.
+void WaylandSessionKeys::OnReadiness(std::function<void(const std::string&)> changed) {
+  portal_.OnReadiness([this, report = std::move(changed)](const std::string& problem) {
+    if (!portal_.IsMissing()) return report(problem);
+    report(WaylandKeyEvents::IsOffered() ? "" : UinputProblem("/dev/uinput"));
+  });
 }
 
 bool WaylandSessionKeys::UsesPortal() {

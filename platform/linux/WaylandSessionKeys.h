@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -43,6 +44,7 @@ class WaylandSessionKeys final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override { return Way().Untypable(text); }
   std::string Problem() override;
+  void OnReadiness(std::function<void(const std::string& problem)> changed) override;
   std::string InputMethod() override { return ActiveInputMethod(); }
   void Recover() override { portal_.Recover(); }
   void End() override { portal_.End(); }

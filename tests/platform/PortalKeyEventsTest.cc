@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <optional>
 #include <string>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "platform/linux/KeyStateProtocol.h"
 #include "platform/linux/PortalKeyEvents.h"
 #include "platform/linux/SessionLayout.h"
+#include "platform/linux/UinputKeyEvents.h"
 #include "platform/linux/WaylandSessionKeys.h"
 #include "platform/posix/PosixFileStore.h"
 #include "tests/platform/Compositor.h"
@@ -131,6 +133,25 @@ TEST_F(PortalKeyEventsTest, RequestsPermissionOnlyInPrepare) {
   EXPECT_EQ(keys->Problem(), "");
   EXPECT_EQ(portal.questions(), 2);
   EXPECT_EQ(portal.keysyms(), "+62 -62 ");
+}
+
+TEST_F(PortalKeyEventsTest, ReportsTheUsersAnswerBeforeARecord) {
+  portal.user = FakePortal::User::kDenies;
+  portal.Start();
+  Begin();
+  std::atomic<int> reports = 0;
+  std::string problem;
+  keys->OnReadiness([&](const std::string& now) {
+    problem = now;
+    ++reports;
+  });
+  keys->Prepare();
+  ASSERT_TRUE(WaitFor([&] { return reports == 1; }));
+  EXPECT_EQ(problem, kDenied);
+  portal.user = FakePortal::User::kGrants;
+  keys->Prepare();
+  ASSERT_TRUE(WaitFor([&] { return reports == 2; }));
+  EXPECT_EQ(problem, "");
 }
 
 TEST_F(PortalKeyEventsTest, ReportsADroppedRecordAfterThePermission) {
@@ -370,6 +391,15 @@ TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastWay) {
   EXPECT_EQ(session.Untypable("a"), "");
   EXPECT_TRUE(log.Has("Types through /dev/uinput"));
   EXPECT_EQ(session.Problem(), kNotYet);
+}
+
+TEST_F(WaylandSessionKeysTest, ReportsAnInaccessibleUinputBeforeARecord) {
+  compositor.emplace(false);
+  WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
+  std::promise<std::string> problem;
+  session.OnReadiness([&](const std::string& now) { problem.set_value(now); });
+  session.Prepare();
+  EXPECT_EQ(problem.get_future().get(), UinputProblem("/dev/uinput"));
 }
 
 TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterChoosingUinput) {

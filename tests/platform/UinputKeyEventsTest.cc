@@ -189,6 +189,12 @@ TEST_F(UinputKeyEventsTest, LogsOtherErrorsWithoutNamingTheUdevRule) {
   close(keyboard_);
 }
 
+TEST_F(UinputKeyEventsTest, KnowsWithoutAKeyboardWhetherItCanType) {
+  EXPECT_EQ(UinputProblem("/dev/null"), "");
+  EXPECT_EQ(UinputProblem("/dev/none"), "/dev/uinput: No such file or directory");
+  close(keyboard_);
+}
+
 TEST_F(UinputKeyEventsTest, RecreatesAFailedKeyboard) {
   SetCapsLockLight(true);
   Press(kVirtualA);

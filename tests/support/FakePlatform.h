@@ -110,17 +110,21 @@ class FakeKeyEvents final : public platform::KeyEvents {
   }
   void Prepare() override { ++prepared; }
   void Recover() override { ++recovered; }
+  void OnReadiness(std::function<void(const std::string&)> changed) override {
+    onReadiness = std::move(changed);
+  }
   std::string Problem() override { return problem; }
   std::string InputMethod() override { return inputMethod; }
   /// Returns the events passed to each call of Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
-  std::function<void()> onPost;   ///< called after each call of Post
-  std::string problem;            ///< result of Problem
-  std::string inputMethod;        ///< result of InputMethod
-  std::string untypable;          ///< characters that cannot be typed
-  std::atomic<int> prepared = 0;  ///< number of calls to Prepare
-  int recovered = 0;              ///< number of calls to Recover
+  std::function<void()> onPost;                         ///< called after each call of Post
+  std::function<void(const std::string&)> onReadiness;  ///< set by OnReadiness
+  std::string problem;                                  ///< result of Problem
+  std::string inputMethod;                              ///< result of InputMethod
+  std::string untypable;                                ///< characters that cannot be typed
+  std::atomic<int> prepared = 0;                        ///< number of calls to Prepare
+  int recovered = 0;                                    ///< number of calls to Recover
 
  private:
   std::vector<std::vector<platform::KeyEvent>> posts_;

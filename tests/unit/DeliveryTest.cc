@@ -107,6 +107,29 @@ TEST_F(DeliveryTest, RefusesARecordBeforePressingAnyKey) {
   EXPECT_EQ(Message(), "");
 }
 
+TEST_F(DeliveryTest, SaysThatTypingIsImpossibleBeforeARecord) {
+  keyEvents.onReadiness("permission was denied");
+  EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission was denied.");
+  keyEvents.onReadiness("");
+  EXPECT_EQ(Message(), "");
+  keyEvents.onReadiness("permission was denied");
+  delivery.Deliver("1\n", false);
+  EXPECT_EQ(Message(), "");
+}
+
+TEST_F(DeliveryTest, KeepsTheReasonForALostRecordUntilOneIsTyped) {
+  keyEvents.problem = "permission has not been granted yet";
+  delivery.Deliver("1\n", false);
+  keyEvents.onReadiness("");
+  EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission has not been granted yet.");
+}
+
+TEST_F(DeliveryTest, RemovesTheTypingProblemIfTheDestinationTypesNothing) {
+  keyEvents.onReadiness("permission was denied");
+  delivery.Prepare(kToFile);
+  EXPECT_EQ(Message(), "");
+}
+
 TEST_F(DeliveryTest, PreparesTypingOnlyIfTheDestinationNeedsIt) {
   for (const std::int32_t destination : {kToFile, kToView}) {
     delivery.Prepare(destination);
