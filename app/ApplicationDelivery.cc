@@ -302,6 +302,10 @@ void ApplicationDelivery::CheckTarget(std::int32_t destination, const std::strin
   ShowTarget(application, isMissing ? kNotFound : nullptr);
 }
 
+void ApplicationDelivery::AwaitReadiness(std::int32_t destination) {
+  if (destination != kToFile && destination != kToView) platform_.keyEvents.AwaitReadiness();
+}
+
 void ApplicationDelivery::Prepare(std::int32_t destination) {
   // An exchange, not a store: if another thread has just ended the run and found nothing to
   // prepare, isReceiving then returns false.

@@ -77,6 +77,11 @@ class ApplicationDelivery {
   /// @param application  the path in the settings
   void CheckTarget(std::int32_t destination, const std::string& application);
 
+  /// Waits until it is known whether records can be typed, if the destination is a program. Any
+  /// thread.
+  /// @param destination  see Settings
+  void AwaitReadiness(std::int32_t destination);
+
   /// Removes the messages about earlier records and sets delivered() to 0. Any thread.
   void RunBegan();
 

@@ -90,6 +90,7 @@ class SyncController final : public LumetDelegate {
 
   void synchronizeButton();  ///< starts a run unless one started by the button is in progress
   void DoSynchronization();  ///< starts a run. Main thread or read thread.
+  void AwaitDelivery() override { delivery_.AwaitReadiness(lumet->destination); }
   void DisplayBarcode(const std::string& record) override;  ///< delivers a record. Read thread.
   void SynchronizeFinished() override;                      ///< ends a run. Read thread.
   ///@{ URL loading callbacks. Quillet never calls them; they only log.
@@ -109,8 +110,7 @@ class SyncController final : public LumetDelegate {
 
   // --- Main window ------------------------------------------------------------------------------
 
-  /// Queues UTF-8 text for the main view. Its lines end with CR LF, CR or LF. If `newline` is true,
-  /// appends a line end. Any thread; returns immediately.
+  /// Queues UTF-8 text with any line ends for the view. If `newline`, appends one. Any thread.
   void DisplayText(std::string_view text, bool newline);
   void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
   void clearviewButton();                       ///< clears the main view. Main thread.

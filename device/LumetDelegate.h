@@ -4,14 +4,18 @@
 
 namespace quillet {
 
-/// Receives the callbacks of a session, on the session's read thread. The session does not read
-/// from the scanner during a callback.
+/// Receives the callbacks of a session, on the session's read thread unless stated otherwise. The
+/// session does not read from the scanner during a callback on the read thread.
 class LumetDelegate {
  public:
   /// Called after the scanner has answered the start-up commands. If bSyncClock is off, called on
   /// the thread that called SyncTavoClock.
   /// @param connected  always true
   virtual void TavoInitializationDone(bool connected) = 0;
+
+  /// Called on the command thread before records are requested one by one. Waits until they can be
+  /// delivered. A wait in DisplayBarcode would make the request for the next record time out.
+  virtual void AwaitDelivery() {}
 
   /// Called for each record.
   /// @param record  the composed line in UTF-8, with its record delimiter; valid during the call

@@ -33,6 +33,7 @@ void RecordDownload::Synchronize() {
 }
 
 void RecordDownload::SynchronizeRecord() {
+  if (LumetDelegate* owner = session_.delegate()) owner->AwaitDelivery();
   for (std::int32_t i = 0; i < session_.SyncEndIndex(); ++i) {
     session_.Show(Phase::kRecords);
     session_.counts().RecordRequested();

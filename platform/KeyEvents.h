@@ -56,6 +56,10 @@ class KeyEvents {
   virtual void OnReadiness(
       [[maybe_unused]] std::function<void(const std::string& problem)> changed) {}
 
+  /// After Prepare, waits until it is known whether keys can be typed. Waits as long as Post would,
+  /// which then returns without waiting. Any thread, even while another thread is in Post.
+  virtual void AwaitReadiness() {}
+
   /// Undoes the changes to the system that an earlier process left when it was killed. Requests no
   /// permission. Call it once at the start, before the other functions, even if the destination
   /// does not type. Any thread.

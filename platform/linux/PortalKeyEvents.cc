@@ -36,7 +36,7 @@ constexpr auto kPressPause = 10ms;
 
 // Applications need this time to prepare for a new keyboard, which may be the seat's first.
 constexpr auto kNewEisKeyboardPause = 300ms;
-constexpr auto kEisLimit = 5s;
+constexpr auto kEisLimit = 3s;  // less than the time-out of a request for a record, 5 s
 
 constexpr auto kEndLimit = 1s;
 

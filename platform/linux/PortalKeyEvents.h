@@ -57,7 +57,7 @@ class PortalKeyEvents final : public KeyEvents {
   void Prepare() override;
 
   /// Returns true if the desktop has no portal for remote control. May wait as long as Post until
-  /// this is known. Same threads as Post.
+  /// this is known. Any thread.
   bool IsMissing();
 
   /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's

@@ -47,6 +47,10 @@ void WaylandSessionKeys::OnReadiness(std::function<void(const std::string&)> cha
   });
 }
 
+void WaylandSessionKeys::AwaitReadiness() {
+  if (way_ == nullptr && UsesPortal()) portal_.IsMissing();
+}
+
 bool WaylandSessionKeys::UsesPortal() {
   const std::lock_guard lock(mutex_);
   if (!usesPortal_) usesPortal_ = hasPortal_ || !WaylandKeyEvents::IsOffered();

@@ -46,6 +46,7 @@ class WaylandSessionKeys final : public KeyEvents {
   std::string Problem() override;
   void OnReadiness(std::function<void(const std::string& problem)> changed) override;
   std::string InputMethod() override { return ActiveInputMethod(); }
+  void AwaitReadiness() override;
   void Recover() override { portal_.Recover(); }
   void End() override { portal_.End(); }
 

@@ -110,6 +110,7 @@ class FakeKeyEvents final : public platform::KeyEvents {
   }
   void Prepare() override { ++prepared; }
   void Recover() override { ++recovered; }
+  void AwaitReadiness() override { ++awaited; }
   void OnReadiness(std::function<void(const std::string&)> changed) override {
     onReadiness = std::move(changed);
   }
@@ -124,6 +125,7 @@ class FakeKeyEvents final : public platform::KeyEvents {
   std::string inputMethod;                              ///< result of InputMethod
   std::string untypable;                                ///< characters that cannot be typed
   std::atomic<int> prepared = 0;                        ///< number of calls to Prepare
+  std::atomic<int> awaited = 0;                         ///< number of calls to AwaitReadiness
   int recovered = 0;                                    ///< number of calls to Recover
 
  private:

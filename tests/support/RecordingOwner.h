@@ -13,6 +13,9 @@ namespace quillet::test {
 class RecordingOwner final : public LumetDelegate {
  public:
   void TavoInitializationDone(bool connected) override { Add(connected ? "done:1" : "done:0"); }
+  void AwaitDelivery() override {
+    if (onAwait) onAwait();
+  }
   void DisplayBarcode(const std::string& record) override {
     Add(record);
     if (const auto hook = onRecord) hook();
@@ -22,6 +25,7 @@ class RecordingOwner final : public LumetDelegate {
     if (onFinished) onFinished();
   }
 
+  std::function<void()> onAwait;     ///< called by AwaitDelivery
   std::function<void()> onRecord;    ///< called after each record
   std::function<void()> onFinished;  ///< called at the end of a download
 

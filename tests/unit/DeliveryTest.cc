@@ -147,6 +147,13 @@ TEST_F(DeliveryTest, RecoversAtStartupWithAnyDestination) {
   EXPECT_EQ(keyEvents.prepared, 0);
 }
 
+TEST_F(DeliveryTest, AwaitsReadinessOnlyIfTheDestinationTypes) {
+  for (const std::int32_t destination : {kToFile, kToView}) delivery.AwaitReadiness(destination);
+  EXPECT_EQ(keyEvents.awaited, 0);
+  delivery.AwaitReadiness(kToActiveApplication);
+  EXPECT_EQ(keyEvents.awaited, 1);
+}
+
 TEST_F(DeliveryTest, PreparesTypingAtStartup) {
   ConnectWith({.destination = kToActiveApplication});
   EXPECT_EQ(keyEvents.prepared, 1);

@@ -114,6 +114,18 @@ TEST_F(RecordDownloadTest, ReportsACutOffBurstToTheArchive) {
   EXPECT_EQ(archive.kept.back(), "cut off") << "a record of length 0";
 }
 
+TEST_F(RecordDownloadTest, AwaitsDeliveryOnlyBeforeTheFirstRequest) {
+  std::vector<std::string> last;
+  owner.onAwait = [&] { last.push_back(commands.back()); };
+  lumet.bBurstSync = 0;
+  Download(2);
+  EXPECT_EQ(last, Texts{"GS1"});
+  last.clear();
+  lumet.bBurstSync = 1;
+  Download(2, Framed(kRecord + kRecord));
+  EXPECT_EQ(last, Texts());
+}
+
 TEST_F(RecordDownloadTest, WritesIndexesInLowerCaseHexadecimal) {
   lumet.bBurstSync = 0;
   Download(257);
