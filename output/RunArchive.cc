@@ -95,14 +95,15 @@ void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> b
   units_.Written();
 }
 
-// Appends entry_. Scanner and settings may have changed since the last unit.
+// Appends entry_. Passes a new header each time, because the scanner or the settings may have
+// changed since the last unit.
 bool RunArchive::AppendUnit() {
   latest_ = &Current();
   return latest_->AppendUnit(Header(), entry_, units_.arrived());
 }
 
-// The output file does not contain all data of the line if Run::Gather or the composer cuts it, or
-// if the order of the fields is invalid.
+// The output file does not contain all data of the line if Run::Gather or the composer truncates
+// the line, or if the order of the fields is invalid.
 std::int64_t RunArchive::KeepLine(std::string_view line) {
   lineIsDue_ = false;
   if (!IsAscii(line) || line.size() + 1 >= RecordComposer::kBarcodeBufferSize ||
@@ -121,7 +122,8 @@ void RunArchive::AppendLines() {
   linesPending_ = false;
 }
 
-// The read thread writes the lines when it archives the next line, or at the end of the burst.
+// Waits for the read thread, which writes the pending lines when it archives the next line or at
+// the end of the burst.
 void RunArchive::WriteLines() {
   writesEachLine_ = true;
   for (int poll = 0; poll < kLineWritePolls && linesPending_; ++poll) clock_.Sleep(kPollPause);
@@ -139,7 +141,7 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
     outputFile_.Set(path);
     units_.Set(copied_);
   } else {
-    copied_ = -1;  // this file may have replaced the copy
+    copied_ = -1;  // this file may have overwritten the copy
   }
   if (run_.IsOpen()) CheckedAppend("file " + EscapedText(path) + "\n");
 }
@@ -160,7 +162,8 @@ void RunArchive::CloseRun(std::string_view status) {
   folder_.DropOld();  // after the run, since listing the files would delay its records
 }
 
-// If the entry cannot be written, the list only shows less, so this is not an error of the archive.
+// If the entry cannot be written, the list of runs shows the run as not erased. This is not treated
+// as an error of the archive.
 void RunArchive::Erased() {
   const bool isErased = run_.firstUnit() > 0 && run_.firstUnit() <= permitted_;
   if (isErased) run_.Append("erased " + Timestamp() + "\n");
@@ -187,7 +190,8 @@ bool RunArchive::AwaitOutputFile() {
   return OutputFileIsACopy();
 }
 
-// The file itself has been flushed, but its folders may be new. It may also have been removed.
+// The file itself has been flushed, but not its folders, which may be new. The file may also have
+// been removed since.
 bool RunArchive::OutputFileIsACopy() {
   const std::string path = outputFile_.Get();
   const std::int64_t copied = copied_;
@@ -279,8 +283,8 @@ ArchiveVolume& RunArchive::Current() {
 }
 
 // Opens the first or the next files of the run. The earlier files stay marked until the new ones
-// are marked, so that a kill in between leaves a mark. AwaitCopy flushes the new directory entries
-// to the disk. Flushing them here would delay the run.
+// are marked, so that a mark remains if the process is killed in between. AwaitCopy flushes the new
+// directory entries to the disk. Flushing them here would delay the run.
 void RunArchive::OpenRun() {
   std::string first = firstName_;
   if (first.empty()) {

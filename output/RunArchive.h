@@ -31,8 +31,8 @@ namespace quillet {
 ///
 /// A run has two files of the same name: NAME.txt with the composed lines, and NAME.records with
 /// the records as received. Scans that arrive outside a run are written to two files per day. While
-/// a run is in progress, a file NAME.open marks it. After an error, the next record begins new
-/// files.
+/// a run is in progress, a file NAME.open marks it. After an error, the next record is written to
+/// new files.
 class RunArchive final : public RecordArchive {
  public:
   /// A problem that the user should know about.
@@ -89,8 +89,8 @@ class RunArchive final : public RecordArchive {
   /// Waits up to 0.5 s for the read thread. Main thread.
   void WriteLines();
 
-  /// Deletes the files of a run or of a day's live scans. If the scanner has not yet been erased
-  /// after this run, erasing it then requires another copy of the records. Main thread.
+  /// Deletes the files of a run or of a day's live scans. If the scanner has not been erased since
+  /// this run, an erase is then permitted only if another copy of the records exists. Main thread.
   /// @param name  name of the files, without the extension
   /// @return false if the run is in progress or another process has the files open
   bool Delete(const std::string& name);
@@ -152,12 +152,12 @@ class RunArchive final : public RecordArchive {
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
   RunUnits units_;
   RunUnits::Mark failed_{0};     // a unit or line is not in the archive
-  RunUnits::Mark unsafe_{0};     // some file of the run failed once or was deleted
+  RunUnits::Mark unsafe_{0};     // writing a file of the run failed once, or a file was deleted
   RunUnits::Mark cutOff_{0};     // a unit is known to be incomplete
   RunUnits::Mark inDay_{0};      // a unit is in the files of the day
   RunUnits::Mark flushed_{-1};   // the units up to this one are on the disk
   RunUnits::Mark copied_{-1};    // the units up to this one are in the output file
-  RunUnits::Mark permitted_{0};  // the erase that was permitted last covers the units up to this
+  RunUnits::Mark permitted_{0};  // the last permitted erase covers the units up to this one
   std::atomic<bool> dayDeleted_{false};  // the files of the day were removed
   Word<bool> linesPending_ = false;      // pendingLines_ is not empty
   Word<bool> writesEachLine_ = false;    // lines are written at once, see WriteLines

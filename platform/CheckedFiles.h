@@ -10,14 +10,13 @@
 
 namespace quillet::platform {
 
-/// Error number for a file that is not regular. Operations on files never set this value
-/// (errno(3)).
+/// Error number for a file that is not regular. File operations never set errno(3) to this value.
 inline constexpr int kNotRegular = ENOTBLK;
 
-/// Who could have written a file.
+/// The users who could have written a file.
 enum class Custody {
   kTrusted,  ///< only this user or root: they own the file and its folder, and only they may write
-  kForeign,  ///< possibly another user, too
+  kForeign,  ///< possibly other users as well
 };
 
 /// Result of CheckedFiles::ReadChecked.
@@ -26,8 +25,8 @@ struct Checked {
   Custody custody = Custody::kForeign;       ///< who could have written the contents
   std::string owner = {};  ///< kForeign: the other user's name; empty if there may be several
   bool ownFile = false;    ///< true if the file belongs to this user or root
-  int error = 0;           ///< 0, or why the file was not read (errno(3)); ELOOP: it is a link;
-                           ///< EISDIR or kNotRegular: it is not a regular file
+  int error = 0;           ///< 0, or the error number (errno(3)); ELOOP: the file is a link;
+                           ///< EISDIR or kNotRegular: the file is not a regular file
 };
 
 /// Files that control this program, in folders where other users may write. Paths are UTF-8 and

@@ -20,7 +20,7 @@ class TextView {
   virtual void Append(std::string_view text) = 0;  ///< appends text; only LF ends a line
 
   /// Appends whole records. If the records in the view exceed 100,000 lines or 16 Mi characters,
-  /// removes their oldest lines. Lines that contain text from Append or SetText stay.
+  /// removes their oldest lines. Lines that contain text from Append or SetText are kept.
   virtual void AppendRecords(std::string_view text) = 0;
 
   /// Sets the action to call when the view removes records.
@@ -46,8 +46,9 @@ class PopUpList {
   virtual std::string ItemTitle(std::int32_t position) const = 0;  ///< "" for an invalid position
   virtual std::int32_t SelectedItem() const = 0;  ///< returns -1 if no item is selected
 
-  /// Sets the action to call when the selected item or its position changes, whether the user or an
-  /// update of the list changed it. The argument is the new position, or -1 if no item is selected.
+  /// Sets the action to call when the selected item or its position changes, whether because of the
+  /// user or because of an update of the list. The argument is the new position, or -1 if no item
+  /// is selected.
   virtual void OnSelection(std::function<void(std::int32_t position)> action) = 0;
 };
 
@@ -86,7 +87,7 @@ class Window {
   virtual ~Window() = default;
   virtual void SetTitle(std::string_view title) = 0;  ///< replaces the title
 
-  /// Sets the action to call once, when the user or the desktop closes the window.
+  /// Sets the action to call when the user or the desktop closes the window for the first time.
   virtual void OnClose(std::function<void()> action) = 0;
 
   /// Shows the window in front of the program's other windows without requesting focus. Some

@@ -30,7 +30,7 @@ class FileStore : public CheckedFiles, public PrivateFiles {
 
   /// Creates or replaces a file atomically: if the process is killed, the file has either its old
   /// or its new contents. A symbolic link at `path` is replaced, not followed. After an error, the
-  /// file is unchanged or a power failure may undo the replacement.
+  /// file is unchanged, or it was replaced but a power failure may undo the replacement.
   virtual Replaced Replace(const std::string& path, std::string_view contents) = 0;
 
   /// Returns the new contents of a file.
@@ -46,14 +46,14 @@ class FileStore : public CheckedFiles, public PrivateFiles {
   /// device.
   /// @param path   absolute path of the file
   /// @param limit  maximum waiting time
-  /// @return false after `limit` or if an entry may not be on the device
+  /// @return false if `limit` has expired or an entry may not be on the device
   virtual bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) = 0;
 
   /// Result of CreateNew.
   enum class Created {
     kYes,     ///< the file was created and synchronized with the storage device
-    kExists,  ///< something with this name exists
-    kFailed,  ///< the file was not created, or a power failure may undo it
+    kExists,  ///< a file, folder or link with this name already exists
+    kFailed,  ///< the file was not created, or it was created but a power failure may remove it
   };
 
   /// Creates a file atomically. Never replaces a file, even if another process creates one at the

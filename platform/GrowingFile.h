@@ -18,8 +18,8 @@ class GrowingFile {
   /// Waits until all bytes appended before the call, and the directory entries of the file and its
   /// folders, are on the storage device.
   /// @param limit  maximum waiting time
-  /// @return false after an error, after `limit`, or if the file has been removed. All later calls
-  ///         then fail too, because the system reports a lost write only once.
+  /// @return false after an error, if `limit` has expired, or if the file has been removed. All
+  ///         later calls then fail too, because the system reports a lost write only once.
   virtual bool Synchronize(std::chrono::milliseconds limit) = 0;
 };
 

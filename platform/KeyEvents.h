@@ -42,7 +42,7 @@ class KeyEvents {
   virtual std::string Untypable([[maybe_unused]] std::string_view text) { return {}; }
 
   /// Returns the name of an active input method that may change the typed text, such as "libpinyin
-  /// of IBus". Returns an empty text if none is known. May take 0.4 s. Same threads as Post.
+  /// of IBus". Returns an empty text if none is known. May take up to 0.4 s. Same threads as Post.
   virtual std::string InputMethod() { return {}; }
 
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
@@ -65,8 +65,8 @@ class KeyEvents {
   /// does not type. Any thread.
   virtual void Recover() {}
 
-  /// Undoes the backend's changes to the system. Post then drops all events. May take 1.2 s. Call
-  /// it when the process ends. Any thread, even while another thread is in Post.
+  /// Undoes the backend's changes to the system. Post then drops all events. May take up to 1.2 s.
+  /// Call it when the process ends. Any thread, even while another thread is in Post.
   virtual void End() {}
 
   /// Returns the reason why the last Post dropped its events, as a sentence fragment. Returns an

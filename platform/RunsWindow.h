@@ -51,7 +51,7 @@ class RunsWindow {
   virtual void SetActions(RunsActions actions) = 0;  ///< call once, before showing the window
 
   /// Changes the rows without calling the callbacks. Rows with the same date and scanner as before
-  /// stay in place, so that screen readers keep their place and the list does not scroll.
+  /// are updated in place, so that screen readers stay on their row and the list does not scroll.
   /// @param rows      the new rows, from top to bottom
   /// @param selected  position of the row to select, from 0; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;
@@ -64,7 +64,7 @@ class RunsWindow {
   virtual void ShowEmptyText(std::string_view text) = 0;
 
   /// Enables or disables the buttons for the selected row.
-  /// @param use     true enables all buttons except Delete; Stop delivery stays enabled
+  /// @param use     true enables all buttons except Delete; Stop delivery is always enabled
   /// @param remove  true enables the Delete button
   virtual void EnableActions(bool use, bool remove) = 0;
 

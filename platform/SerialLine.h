@@ -30,8 +30,8 @@ class SerialLine {
   /// @return the line's number, at least 0; -1 if the device cannot be opened
   virtual std::int32_t Open(const char* path, Access access, const LineSettings& settings) = 0;
 
-  /// Reserves a device for this program until `line` is closed or the program ends. Call it after
-  /// opening all lines of the device, since other programs cannot open a reserved device.
+  /// Reserves a device for this program until `line` is closed or the program ends. Open all lines
+  /// of the device first, since a reserved device cannot be opened again.
   /// @param line  number from Open, or -1
   /// @return false if another program has reserved the device, or if `line` is -1
   virtual bool Reserve(std::int32_t line) = 0;

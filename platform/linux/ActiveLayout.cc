@@ -11,7 +11,7 @@
 
 namespace quillet::platform::linux_desktop {
 
-// The service org.kde.keyboard belongs to KWin, or to the keyboard daemon of older Plasma versions.
+// KWin provides the service org.kde.keyboard. In older Plasma versions, the keyboard daemon does.
 class ActiveLayout::Plasma {
  public:
   ~Plasma() { sd_bus_flush_close_unref(bus_); }

@@ -15,7 +15,7 @@ using DeadKeys = std::map<xkb_keysym_t, char>;
 constexpr xkb_keysym_t kFirstDeadKey = XKB_KEY_dead_grave;
 constexpr xkb_keysym_t kLastDeadKey = XKB_KEY_dead_greek;
 
-// Returns the locale from the environment variables of setlocale(3), in order of precedence.
+// Returns the locale from the first environment variable that is set, in the order of setlocale(3).
 const char* LocaleOfText() {
   for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const char* const value = std::getenv(variable);

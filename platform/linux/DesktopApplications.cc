@@ -44,7 +44,8 @@ std::shared_ptr<GAppInfo> Owned(void* info) {
 }
 
 // Runs in the child before exec, so only async-signal-safe calls are allowed (signal-safety(7)).
-// The new session keeps the application running after this process and its terminal end.
+// In a new session, the application continues to run after this process has ended or its terminal
+// has been closed.
 void PrepareChild(void*) {
   setsid();
   signal(SIGPIPE, SIG_DFL);

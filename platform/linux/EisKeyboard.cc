@@ -102,7 +102,7 @@ class EisKeyboard::Impl {
  public:
   explicit Impl(UniqueFd connection) : ei_(lib_.new_sender(nullptr)) {
     lib_.configure_name(ei_, "Quillet");
-    // libei closes the descriptor that it is given.
+    // Passes a duplicate, because libei closes the descriptor.
     hasEnded = lib_.setup_backend_fd(ei_, fcntl(connection.Get(), F_DUPFD_CLOEXEC, 3)) != 0;
   }
   ~Impl() {

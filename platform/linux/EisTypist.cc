@@ -13,17 +13,17 @@ using namespace std::chrono_literals;
 
 constexpr auto kKeysLimit = 1s;
 
-// After this time, the desktop has handled all keys. Used with versions of libei before 1.4, which
-// cannot report this.
+// Time that the desktop needs at most to handle all keys. Used with versions of libei before 1.4,
+// which cannot report when it has handled them.
 constexpr auto kKeysPause = 30ms;
 
 // Pause before a dead key, during which programs read the earlier keys. Without it, GNOME's input
 // method may insert the dead key's character before those of the earlier keys.
 constexpr auto kDeadKeyPause = 300ms;
-constexpr auto kReadingTimePerStroke = 5ms;  // adds to the pause, up to kMostDeadKeyPause
+constexpr auto kReadingTimePerStroke = 5ms;  // added per unread stroke, up to kMostDeadKeyPause
 constexpr auto kMostDeadKeyPause = 2s;
 
-// Longest time until a pause ends after the program has begun to end.
+// When the program begins to end, a pause ends within this time.
 constexpr auto kEndingCheck = 100ms;
 
 constexpr char kEnding[] = "Quillet is being closed";
@@ -64,7 +64,7 @@ std::string EisTypist::Untypable(std::string_view text) {
     }
   }
   if (!missing.empty() && OtherGroupFor(presses)) missing.clear();
-  watch_.state = last;  // Type compares the last state with the next one
+  watch_.state = last;  // Type compares this with the state before the next keys
   return missing;
 }
 
@@ -115,7 +115,7 @@ EisTypist::Group EisTypist::OtherGroupFor(std::span<const KeyEvent> presses) {
   return std::nullopt;
 }
 
-// Selects another layout, presses its keys, and selects the previous layout again. Returns null, or
+// Selects another layout, presses the keys, and selects the previous layout again. Returns null, or
 // the reason for the failure.
 const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> presses) {
   const TypingWatch::State before = watch_.state;

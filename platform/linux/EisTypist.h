@@ -39,7 +39,7 @@ class EisTypist final : public PortalTypist {
   const char* Type(std::span<const KeyEvent> presses) override;
 
  private:
-  // No value: use only keys that type the same in all groups.
+  // No value: use only keys that type the same character in all groups.
   using Group = std::optional<std::uint32_t>;
 
   TypingWatch::State Read();

@@ -13,7 +13,7 @@ class EmulatedKeyboard {
   virtual ~EmulatedKeyboard() = default;
 
   virtual void Dispatch() = 0;           ///< handles pending events from the desktop
-  virtual bool IsReady() const = 0;      ///< true if the desktop provides a keyboard for keys
+  virtual bool IsReady() const = 0;      ///< true if the desktop's keyboard accepts keys
   virtual unsigned devices() const = 0;  ///< number of keyboards that the desktop has added so far
 
   /// Returns an object that finds keys in the keyboard's keymap, or null if there is no keyboard.
@@ -31,7 +31,7 @@ class EmulatedKeyboard {
   /// @return the event's time stamp in milliseconds
   virtual std::uint32_t Press(std::uint32_t code, bool down) = 0;
 
-  /// Waits until the desktop has handled all keys pressed so far, and handles its events.
+  /// Waits until the desktop has handled all keys pressed so far. Handles the desktop's events.
   /// @return false if the limit has expired, or if the desktop cannot report this
   virtual bool AwaitKeys(std::chrono::milliseconds limit) = 0;
 };

@@ -15,7 +15,7 @@ namespace quillet::platform::linux_desktop {
 /// A key, and the modifier keys to hold while it is pressed. Key codes are those of XKB: evdev
 /// codes plus 8.
 struct KeyChord {
-  std::vector<std::uint32_t> modifiers;  ///< to be pressed in this order, released in reverse
+  std::vector<std::uint32_t> modifiers;  ///< pressed in this order, released in reverse order
   std::uint32_t code = 0;                ///< the key that types the character
   std::uint32_t group = 0;               ///< the group that must be in effect
   bool operator==(const KeyChord&) const = default;  ///< compares all members
@@ -51,8 +51,8 @@ class KeymapSearch {
   /// Returns the keys that type a character, or null if there are none. Prefers the current group,
   /// then the keys of the main block, then chords with few modifiers.
   /// @param character  printable ASCII, LF for Return, or tab
-  /// @param state      the state in which the keys will be pressed. The chord takes its locked
-  ///                   modifiers into account, and may need another group.
+  /// @param state      the state in which the keys will be pressed. The chord is valid for the
+  ///                   locked modifiers of this state, but may need another group.
   const KeyChord* Find(char character, const KeyboardState& state);
 
   /// Returns a dead key of the current group that types a character if it is followed by the space

@@ -25,7 +25,8 @@ using std::chrono::steady_clock;
 constexpr auto kAnswerLimit = 3s;
 constexpr std::size_t kLongestToken = 256;  // in bytes
 
-// Post waits for a missing portal longer than Serve, so that it learns that the portal is missing.
+// Post waits this much longer than Serve for a missing portal, so that Serve reports it as missing
+// in time.
 constexpr auto kMissingPortalMargin = 1s;
 
 // Keys that an application has not read yet must fit in the buffer of its socket, as in
@@ -287,8 +288,8 @@ const char* PortalKeyEvents::Do(const Job& job) {
   return nullptr;
 }
 
-// Sends key presses at a limited rate. Returns false if not all keys were pressed, and stores why,
-// because the state may change before Problem is called.
+// Sends key presses at a limited rate. If not all keys were pressed, returns false and stores the
+// reason, because the state may change before Problem is called.
 bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
   pace_.Wait(presses.size());
   const char* failure = nullptr;

@@ -70,7 +70,8 @@ class PortalKeyEvents final : public KeyEvents {
     onReadiness_ = std::move(changed);
   }
 
-  /// Selects the layout again that was active before an earlier process was killed. See LayoutNote.
+  /// If an earlier process was killed while another layout was selected, selects the user's layout
+  /// again. See LayoutNote.
   void Recover() override { note_.Undo(); }
 
   /// Waits up to 1 s for the part of a record that is being typed.

@@ -20,7 +20,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Limits the number of ancestors of a process that are searched. Desktop processes have fewer.
+// Maximum number of ancestors of a process to search. Desktop processes have fewer.
 constexpr int kGenerations = 32;
 
 // Reads a file up to its end or an error. Reading fails if the process ends in the meantime

@@ -9,8 +9,8 @@ namespace quillet::platform::linux_desktop {
 /// Any thread.
 ///
 /// Qt's input method plugins pass each key on without waiting for the reply, and handle the key
-/// when its reply has arrived. On a busy computer, a key can therefore be handled before or after
-/// its neighbours, even if the engine is only a keyboard layout. GTK programs keep the order.
+/// when its reply has arrived. On a busy computer, keys can therefore be handled in the wrong
+/// order, even if the engine is only a keyboard layout. GTK programs keep the order.
 std::string QtInputMethodInFocus();
 
 }  // namespace quillet::platform::linux_desktop

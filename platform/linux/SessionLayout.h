@@ -17,8 +17,8 @@ namespace quillet::platform::linux_desktop {
 
 class WaylandConnection;
 
-/// Highest code of a key on a real keyboard. Keymaps use higher codes for modifiers such as Hyper,
-/// which Mutter 48 ignores.
+/// Highest code of a key on a real keyboard. Keymaps use higher codes for modifiers such as Hyper.
+/// Mutter 48 ignores these codes.
 inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
 
 /// Reads a keymap in the text format of XKB version 1 from a file.
@@ -38,8 +38,8 @@ using Keysyms = std::vector<std::uint32_t>;
 /// @return an empty list if the current group does not have the keys
 KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state);
 
-/// Like ChordsFor, but finds only keys that type the same in the groups 0 to `groups` - 1. For the
-/// letter V with Command, these are the keys of Control-V or else of Shift-Insert.
+/// Like ChordsFor, but finds only keys that type the same character in the first `groups` groups.
+/// For the letter V with Command, these are the keys of Control-V or else of Shift-Insert.
 /// @param press            key-down event
 /// @param keymap           finds the keys
 /// @param groups           number of groups
@@ -65,16 +65,16 @@ class SessionLayout {
   /// @return false if no layout is known
   bool Update();
 
-  /// Like ChordsFor, but finds only keys that type the same in all groups. Call after Update. For
-  /// the letter V with Command, there is always a result: Control-V if all groups have V on the
-  /// same key, else Shift-Insert, else Control and the key that is V in the US layout.
+  /// Like ChordsFor, but finds only keys that type the same character in all groups. Call after
+  /// Update. For the letter V with Command, there is always a result: Control-V if all groups have
+  /// V on the same key, else Shift-Insert, else Control and the key that is V in the US layout.
   /// @param press            see ChordsFor
   /// @param lockedModifiers  see KeyboardState
   KeyChords Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
   /// Finds the keysyms to send to a desktop for a key-down event. See KeymapSearch::KeysymFor. If
-  /// the active group is unknown, finds only keysyms that type the same in all groups. For the
-  /// letter V with Command, the result may be Shift-Insert. Call after Update.
+  /// the active group is unknown, finds only keysyms that type the same character in all groups.
+  /// For the letter V with Command, the result may be Shift-Insert. Call after Update.
   /// @param press      see ChordsFor
   /// @param layouts    the user's layouts, including the active one if it is known
   /// @param modifiers  the modifiers that are active

@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 constexpr auto kReleaseLimit = 1s;
 constexpr auto kReleasePause = 20ms;
 
-// The desktop may apply a new layout to keys this long before it reports the change.
+// A new layout may affect keys up to this long before the desktop reports the change.
 constexpr auto kChangeTime = 200ms;
 
 // GNOME needs this time to write the active layout to its settings.

@@ -20,7 +20,7 @@ inline constexpr char kModifierHeld[] =
 /// record is typed in parts. One thread at a time.
 class TypingWatch {
  public:
-  /// What must not change while a part is typed.
+  /// State that must not change while a part is typed.
   struct State {
     unsigned keyboard = 0;  ///< changes when the desktop replaces its keyboard or keymap
     UserLayouts layouts;
@@ -37,19 +37,20 @@ class TypingWatch {
   /// @param keyboard  see State
   State Read(unsigned keyboard);
 
-  /// Returns null if `now` equals `state`, or what has changed, as part of a sentence.
+  /// Returns null if `now` equals `state`; otherwise names the change, as part of a sentence.
   const char* WhatChanged(const State& now) const;
 
   void BeginRecord() { isBegun_ = false; }  ///< call before the first part of a record
 
   /// Begins a part. Sets `state` to `now`.
-  /// @return null, or what has changed since the previous part, as part of a sentence. The previous
-  ///         part may then have been mistyped, because the desktop reports layouts late.
+  /// @return null if nothing has changed since the previous part; otherwise the change, as part of
+  ///         a sentence. The previous part may then have been mistyped, because the desktop
+  ///         reports layout changes late.
   const char* BeginPart(const State& now);
 
   void KeysSent();  ///< call after keys have been sent
 
-  /// Waits until a layout change that the keys may have been affected by is reported.
+  /// Waits until the desktop has reported any layout change that may have affected the keys.
   void AwaitReport();
 
   /// Selects a layout of the user. See ActiveLayout::Select.

@@ -111,7 +111,7 @@ bool UdevSerialRegistry::StartMonitor() {
   return true;
 }
 
-// Handles one event per turn of the main loop, because a callback may destroy the port.
+// Handles one event per iteration of the main loop, because a callback may destroy the port.
 void UdevSerialRegistry::HandleEvent() {
   const UdevOwner<udev_device> device(udev_monitor_receive_device(monitor_.get()));
   if (device == nullptr) {

@@ -33,7 +33,7 @@ class WaylandConnection {
 
   /// Sends all requests and waits until the compositor has processed them. If an earlier call has
   /// timed out, waits only for the requests of that call.
-  /// @return false if the connection has ended or the limit has passed; see IsBehind
+  /// @return false if the connection has ended or the limit has expired; see IsBehind
   bool Roundtrip(std::chrono::milliseconds limit);
 
   /// Returns true if a Roundtrip has timed out and the compositor has still not processed its

@@ -81,8 +81,8 @@ struct FoundKeys {
   std::uint8_t lockedModifiers;  // the chord needs exactly these locks
 };
 
-// Finds the keys that type a character. Prefers not to change the locks, then to keep Num Lock, and
-// otherwise clears all locks.
+// Finds the keys that type a character. Tries the current locks, then only the user's Num Lock,
+// then no locks.
 // @param user     the user's locks
 // @param current  the modifiers that are locked now
 std::optional<FoundKeys> FindKeys(KeymapSearch& search, char character, const X11Locks& user,
@@ -95,7 +95,7 @@ std::optional<FoundKeys> FindKeys(KeymapSearch& search, char character, const X1
   return std::nullopt;
 }
 
-// A short connection that looks for the properties of killed processes.
+// A short-lived connection that checks for properties left by killed processes.
 class PropertyCheck : private XcbConnection {
  public:
   bool IsAnyAbandoned() const {
@@ -107,7 +107,7 @@ class PropertyCheck : private XcbConnection {
 
 }  // namespace
 
-// A sequence of key strokes and changes of the locks. The first steps release the keys that are
+// A sequence of key strokes and changes to the locks. The first steps release the keys that are
 // down and clear the latches and the locks that turn keys into commands. The last steps restore the
 // locks and press the modifier keys again.
 class X11KeyEvents::Piece {
@@ -294,7 +294,8 @@ void X11KeyEvents::Prepare() {
   if (!ended_) Connect();
 }
 
-// Connect restores the keyboard. It also reads the keymap, which would delay every start.
+// Calls Connect, which restores the keyboard, only if necessary: Connect also reads the keymap,
+// which would delay every start.
 void X11KeyEvents::Recover() {
   const std::lock_guard lock(mutex_);
   if (ended_ || keyboard_) return;
@@ -304,7 +305,8 @@ void X11KeyEvents::Recover() {
 
 void X11KeyEvents::End() {
   ended_ = true;  // Post then stops after the current piece
-  // Not std::timed_mutex: the thread sanitizer of g++ 12 misses its pthread_mutex_clocklock().
+  // Not std::timed_mutex: the thread sanitizer of g++ 12 does not intercept the function that it
+  // calls, pthread_mutex_clocklock().
   std::unique_lock lock(mutex_, std::try_to_lock);
   for (auto waited = 0ms; !lock && waited < kEndLimit; waited += kEndPause) {
     clock_.Sleep(kEndPause);
@@ -397,8 +399,8 @@ void X11KeyEvents::Mark(const Piece& piece) {
   mark_ = std::move(mark);
 }
 
-// While a key stays pressed on the XTEST keyboard, the next start must release it after a kill. The
-// locks are then the user's again.
+// Removes the property, unless keys are still pressed on the XTEST keyboard: after a kill, the next
+// start must release them. The property then contains only the user's locks.
 void X11KeyEvents::Unmark() {
   if (mark_.empty()) return;
   if (pressedAgain_.empty()) {
@@ -526,7 +528,7 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
   return canGoOn;
 }
 
-// Removes the bindings. Waits before that until applications have read the keys sent so far.
+// Waits until applications have read the keys sent so far, then removes the bindings.
 void X11KeyEvents::Unbind() {
   const auto sinceLastKey = clock_.Now() - lastKey_;
   if (spare_->IsBound() && sinceLastKey < kKeymapPause) {

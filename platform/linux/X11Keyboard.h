@@ -61,20 +61,20 @@ class X11Keyboard : public XcbConnection {
   /// Returns the key codes that have no symbols on any keyboard. Waits for the server.
   std::vector<std::uint32_t> SpareCodes();
 
-  /// Returns the keys of `codes` that are down on one of the user's keyboards. Waits for the
+  /// Returns those of `codes` whose keys are down on one of the user's keyboards. Waits for the
   /// server.
   std::vector<std::uint8_t> HeldByUser(const std::vector<std::uint8_t>& codes);
 
   /// Grab queues a request to serve only this connection. Ungrab queues a request to serve all
-  /// connections again. Neither does anything if the server is on another computer, because a lost
-  /// or slow connection would block that computer's screen.
+  /// connections again. Both do nothing if the server is on another computer, because a lost or
+  /// slow connection would block that computer's screen.
   void Grab();
   void Ungrab();
 
   void PutKey(std::uint8_t code, bool down);  ///< queues a key event of the XTEST keyboard
 
-  /// Queues a change of the locks.
-  /// @param locks    the locks afterwards
+  /// Queues a change to the locks.
+  /// @param locks    the new locks
   /// @param latches  true to change the latches, too
   void PutLocks(const X11Locks& locks, bool latches);
 

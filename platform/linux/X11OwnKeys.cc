@@ -5,7 +5,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// The window receives no other messages and properties, so any atom will do.
+// The window receives no other messages or properties, so any atom will do.
 constexpr xcb_atom_t kMark = XCB_ATOM_INTEGER;
 
 constexpr std::uint16_t kDown = 0x100;  // added to the X key code, which has eight bits

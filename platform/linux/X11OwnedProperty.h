@@ -21,7 +21,7 @@ class X11OwnedProperty {
   /// Queues a request to remove the property.
   void Remove();
 
-  /// Returns the value if its owner no longer runs. Otherwise returns an empty list.
+  /// Returns the value if its owner is no longer running. Otherwise returns an empty list.
   std::vector<std::uint32_t> Abandoned() const;
 
  private:

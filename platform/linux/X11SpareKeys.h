@@ -39,7 +39,7 @@ class X11SpareKeys {
   /// server.
   void Restore();
 
-  /// Removes the bindings of a process that no longer runs.
+  /// Removes the bindings of a process that is no longer running.
   void Recover();
 
  private:

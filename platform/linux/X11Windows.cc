@@ -175,8 +175,8 @@ class X11Windows::Connection : public XcbConnection {
     return std::find(types.begin(), types.end(), normalType_) != types.end();
   }
 
-  // Discards events that the server sends without a request, such as keyboard changes, because they
-  // would accumulate.
+  // Discards events that the server sends without a request, such as keyboard changes. They would
+  // otherwise accumulate.
   void DiscardEvents() {
     while (XcbReply<xcb_generic_event_t>(xcb_poll_for_event(xcb_))) continue;
   }

@@ -11,7 +11,7 @@
 
 namespace quillet::platform::macos {
 
-/// The serial devices that I/O Kit knows, with their names and callout paths. Main thread only.
+/// The serial devices known to I/O Kit, with their names and callout paths. Main thread only.
 ///
 /// Notifications arrive through the run loop of the thread that creates a port, in its default
 /// mode. While a modal panel or menu is open, the toolkit's main loop runs in another mode and

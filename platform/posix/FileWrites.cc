@@ -33,7 +33,7 @@ bool WriteAll(int file, std::string_view bytes) {
   return true;
 }
 
-// EINTR is not a write error: a signal ended the call early (fsync(2)), so it is repeated.
+// EINTR is not a write error: a signal ended the call early (fsync(2)), so the call is repeated.
 bool SynchronizeFile(int file) {
 #ifdef F_FULLFSYNC
   // On macOS, fsync() leaves data in the drive's cache (fsync(2)).

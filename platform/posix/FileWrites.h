@@ -28,7 +28,7 @@ bool SynchronizeEntries(std::string path);
 /// respond. Any thread.
 /// @param limit  maximum waiting time; `work` continues afterwards
 /// @param work   must own all data that it uses
-/// @return the result of `work`, or false after `limit` or if no thread can be started
+/// @return the result of `work`, or false if `limit` has expired or no thread can be started
 bool RunWithLimit(std::chrono::milliseconds limit, std::function<bool()> work);
 
 }  // namespace quillet::platform::posix

@@ -123,7 +123,7 @@ std::optional<std::string> LinkTarget(const Place& place, const std::string& nam
 // `rest`.
 void Enter(Place& place, const std::string& name, std::string& rest) {
   // The owner of a folder may rename its entries, even if the folder has the sticky bit. Without
-  // this bit, all users who may write to the folder may also do so.
+  // this bit, all users who may write to the folder may also rename its entries.
   const struct stat& status = place.status;
   const bool othersMayRename = OthersMayWrite(status) && !(status.st_mode & S_ISVTX);
   if (othersMayRename || (!IsOwn(status) && status.st_uid != kUnmapped)) place.isExposed = true;

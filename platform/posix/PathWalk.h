@@ -25,7 +25,7 @@ struct Place {
 ///         followed.
 Place OpenPlace(const std::string& path);
 
-/// Opens the place to which the link at `place` leads, as OpenPlace does.
+/// Opens the place of the target of the link at `place`, as OpenPlace does.
 Place FollowLink(const Place& place);
 
 /// Opens the regular file at a place for reading. Does not follow a link. Never blocks.
@@ -35,7 +35,7 @@ Place FollowLink(const Place& place);
 ///     kNotRegular for any other file that is not regular
 UniqueFd OpenRegular(const Place& place, struct stat& status);
 
-/// Opens the regular file at a place, or the file to which the link at `place` leads.
+/// Opens the regular file at a place. If a link is at `place`, opens its target.
 UniqueFd OpenLinkedRegular(const Place& place, struct stat& status);
 
 /// Returns true if a file or folder belongs to this user or root.

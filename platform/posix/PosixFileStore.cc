@@ -125,7 +125,7 @@ std::vector<std::string> NamesIn(const Place& place) {
 
 // Copies the group and permissions of the file to be replaced. Drops the group permissions if the
 // group cannot be set, and world write permission if the old file has another owner. Errors are
-// ignored, because some file systems (FUSE, CIFS) have no groups and permissions.
+// ignored, because some file systems (FUSE, CIFS) have no groups or permissions.
 void CopyPermissions(int file, const struct stat& old) {
   mode_t mode = old.st_mode & kPermissionBits;
   struct stat own {};
@@ -189,7 +189,8 @@ bool IsShared(const struct stat& folder) {
 }
 
 // Removes other users' permission to write to a folder of this user, unless it is shared. If all
-// users had the permission, they may have put files there, so place.status keeps the permission.
+// users had the permission, they may have put files there. place.status then keeps the old
+// permissions, so that Judge does not trust the file.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;

@@ -24,8 +24,8 @@ class PosixFileStore final : public FileStore {
   /// If `path` is a regular file, the new file gets its permission bits and, if possible, its
   /// group. Otherwise the mode is 0644, restricted by the umask.
   ///
-  /// If the file system refuses to set the group or the permission bits, the new file stays
-  /// accessible to the user only.
+  /// If the file system refuses to set the group or the permission bits, the new file remains
+  /// accessible only to the user.
   ///
   /// If the process is killed, its temporary file may remain. While the file is being written, it
   /// has an advisory lock (flock(2)).
@@ -58,8 +58,8 @@ class PosixFileStore final : public FileStore {
   /// The new file has mode 0600.
   Replaced ReplacePrivate(const std::string& path, std::string_view contents) override;
 
-  /// Also false on a read-only file system and in an immutable folder. Does not detect a full disk,
-  /// on which files can be deleted.
+  /// Also returns false on a read-only file system and in an immutable folder. Does not detect a
+  /// full disk, because files can still be deleted there.
   bool MayReplace(const std::string& path) override;
 
   std::vector<Entry> List(const std::string& folder) override;

@@ -19,9 +19,9 @@ void EnsureStandardDescriptors();
 [[noreturn]] void LeaveProcess(int status, SyslogLog& log,
                                std::chrono::milliseconds longestFlush = std::chrono::seconds(5));
 
-/// Replaces the process with a new one of the same program: flushes the log and standard output,
-/// runs no destructors or exit handlers, and closes all descriptors except the standard ones. If
-/// this fails, ends the process with status 1. Any thread.
+/// Restarts the program in this process (execve(2)): flushes the log and standard output, runs no
+/// destructors or exit handlers, and closes all descriptors except the standard ones. If this
+/// fails, ends the process with status 1. Any thread.
 /// @param arguments  the arguments of main, including the program's name and the final null
 /// @param log        the program's log
 [[noreturn]] void RestartProcess(char* const* arguments, SyslogLog& log);

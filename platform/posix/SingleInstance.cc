@@ -115,8 +115,8 @@ bool SingleInstance::Lock() {
   return flock(lock_.Get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-// Opens the socket for requests. If this fails, a second process waits for a socket, and then runs
-// as well.
+// Opens the socket for requests. If this fails, a second process waits for the socket for up to
+// kLongestWait and then runs too.
 void SingleInstance::OpenSocket() {
   sockaddr_un address{};
   if (!lock_.IsOpen() || !FillAddress(socketPath_, address)) return;

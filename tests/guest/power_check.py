@@ -19,7 +19,7 @@ creates such disk states, mounts them and compares the archives with all records
   --random-state  seed for the random choices (default 1)
 
 Needs root to mount file systems. Prints the number of states. Exits with status 1 if a record is
-missing in a state or a state cannot be mounted.
+missing from a state or a state cannot be mounted.
 """
 
 import argparse
@@ -62,7 +62,8 @@ def read_log(path):
 
 
 def read_runs(path):
-    """Returns the records of each run, by process ID and number of the run's first erase."""
+    """Returns the records of each run. The key is the process ID and the number of the run's first
+    erase command."""
     runs = {}
     with open(path, encoding="ascii") as lines:
         for line in lines:

@@ -36,7 +36,7 @@ std::string TypeLogged(int code) {
   return line.str();
 }
 
-/// A log that keeps the lines about symbologies and bursts.
+/// A log that stores only the lines about symbologies and bursts.
 class Log final : public SystemLog {
  public:
   void Write(std::string_view line) override {

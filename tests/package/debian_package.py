@@ -39,7 +39,7 @@ def wrong_modes(package):
 
 
 def wrong_entry(folder):
-    """Returns an error if KWin would not find the program by its desktop entry."""
+    """Returns an error if KWin could not match the program with its desktop entry."""
     entry = pathlib.Path(folder, "usr/share/applications/org.quillet.Quillet.desktop").read_text()
     is_right = "\nExec=/usr/bin/quillet\n" in entry and "\nTryExec=/usr/bin/quillet\n" in entry
     return [] if is_right else ["the desktop entry has no absolute path"]

@@ -32,7 +32,7 @@ class Compositor {
 
   /// @param offersKeyboards  whether clients can create virtual keyboards
   /// @param layouts          XKB layouts of the user's keyboard, separated by commas
-  /// @param reportsKeyStates org_kde_kwin_keystate is offered
+  /// @param reportsKeyStates whether org_kde_kwin_keystate is offered
   explicit Compositor(bool offersKeyboards = true, std::string layouts = "us",
                       bool reportsKeyStates = false);
   ~Compositor();

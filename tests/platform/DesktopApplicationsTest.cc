@@ -73,7 +73,7 @@ class DesktopApplicationsTest : public ::testing::Test {
 
   void Pass(std::chrono::seconds time) { clock_.passed = clock_.passed.load() + time; }
 
-  /// Ends the application that was started first, `age` after its start.
+  /// Advances the clock by `age`, then ends the application that was started first.
   void EndAfter(std::chrono::seconds age) {
     Pass(age);
     const int ends = clock_.ends;
@@ -162,7 +162,7 @@ TEST_F(DesktopApplicationsTest, RestartsOnX11AfterAMinuteWithoutRequests) {
 }
 
 TEST_F(DesktopApplicationsTest, DoesNotStartAnApplicationThatHasAWindow) {
-  OpenWithWindow({"-extension", "X-Resource"});  // hides that this process owns the window
+  OpenWithWindow({"-extension", "X-Resource"});  // the server does not report the window's process
   EXPECT_EQ(CountStarts(), 0U);
 }
 

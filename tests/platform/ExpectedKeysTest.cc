@@ -23,7 +23,7 @@ TEST(ExpectedKeysTest, MatchesEachStrokeOnce) {
 
 TEST(ExpectedKeysTest, MatchesAStrokeOnlyBetweenItsTimeLimits) {
   ExpectedKeys keys;
-  keys.Add(kDown, 0xFFFFFFFE);  // the time restarts at 0 after 2 ms
+  keys.Add(kDown, 0xFFFFFFFE);  // the time wraps around to 0 after 2 ms
   keys.SetLatest(2);
   EXPECT_FALSE(keys.Take(kDown, 0xFFFFFFFD));
   EXPECT_FALSE(keys.Take(kDown, 3));

@@ -130,7 +130,8 @@ TEST(KeymapSearchTest, UsesNoKeyThatChangesLocks) {
   }
 }
 
-// de(neo) puts Tab on the Num Lock key. If it is the second layout, the key remains a modifier.
+// de(neo) puts Tab on the Num Lock key. If de(neo) is the second layout, the key remains a
+// modifier.
 TEST(KeymapSearchTest, UsesNoModifierKeyThatTypesACharacter) {
   Layout two("us,de", ",neo");
   const KeyboardState state{1, 0};

@@ -57,7 +57,7 @@ class MockedUdev {
 
   UMockdevTestbed* const testbed_;
   std::set<std::string> parents_;
-  long microseconds_ = 1'000'000;  ///< when udev first saw the latest device, in µs
+  long microseconds_ = 1'000'000;  ///< time at which udev first saw the latest device, in µs
 };
 
 /// A main loop based on poll(2).

@@ -34,8 +34,8 @@ int ReplaceFile(const std::string& path, std::size_t bytes) {
 }
 
 /// Opens the standard descriptors that are closed.
-/// @return 10, plus 1, 2 and 4 for descriptors 0, 1 and 2 if they are then the null device; less
-///         than 10 if one of them is still closed or another descriptor was opened
+/// @return 10, plus 1 if descriptor 0 is then the null device, 2 for descriptor 1 and 4 for
+///         descriptor 2; less than 10 if one is still closed or another descriptor was opened
 int CheckDescriptors() {
   struct stat nullDevice {};
   struct stat status {};
@@ -55,8 +55,8 @@ struct DiesWhenDestroyed {
   ~DiesWhenDestroyed() { std::abort(); }
 };
 
-/// Ends the process while another thread runs, output is not flushed and a log line is pending. If
-/// `status` is empty, calls exit(3), as a library might.
+/// Ends the process while another thread is running, output is unflushed and a log line is pending.
+/// If `status` is empty, calls exit(3), as a library might.
 [[noreturn]] void Leave(std::optional<int> status) {
   static const DiesWhenDestroyed neverDestroyed;
   std::atexit([] { std::abort(); });

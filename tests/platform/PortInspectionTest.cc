@@ -24,7 +24,7 @@ class PortInspectionTest : public testing::Test {
  protected:
   PortInspectionTest() { EXPECT_EQ(grantpt(terminal_.Get()) + unlockpt(terminal_.Get()), 0); }
 
-  /// Inspects a port as a user without privileges. @return 0 if the result is `expected`
+  /// Inspects a port as an unprivileged user. @return 0 if the result is `expected`
   int InspectAsNobody(const std::string& path, PortObstacle expected) {
     return test::Child([&] {
              if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) return 1;

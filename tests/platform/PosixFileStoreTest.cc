@@ -63,8 +63,8 @@ class CreationMask {
 
 constexpr uid_t kNobody = 65534;
 
-/// Runs `work` in a child process to which file permissions apply. If the test runs as root,
-/// the child becomes the user nobody. If that is not permitted, permissions apply to root too.
+/// Runs `work` in a child process that is subject to file permissions. If the test runs as root,
+/// the child becomes the user nobody. If it may not change its user, permissions apply to root too.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
   constexpr int kNotPossible = 2;
   const int result =
@@ -190,7 +190,7 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
       {"parent/folder/file", 0664, kUser, Custody::kForeign},
       {"parent/folder/file", 0644, kOther, Custody::kForeign},
       {"parent/folder/file", 0644, 0, Custody::kTrusted},
-      {"parent/folder", 0775, kUser, Custody::kTrusted},  // ReadChecked sets 0755
+      {"parent/folder", 0775, kUser, Custody::kTrusted},  // ReadChecked changes the mode to 0755
       {"parent/folder", 0777, kUser, Custody::kForeign},  // any user may have created the file
       {"parent/folder", 01777, kUser, Custody::kForeign},
       {"parent/folder", 0755, kOther, Custody::kForeign},
@@ -637,7 +637,7 @@ TEST_F(PosixFileStoreTest, KilledProcessLeavesTheOldOrTheNewFile) {
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
-// Keeps replacing `path`, alternately with a link to `target` and with a file that all can read.
+// Keeps replacing `path`, alternately with a link to `target` and with a world-readable file.
 void Flip(const std::string& path, const std::string& target) {
   const std::string next = path + ".next";
   for (;;) {

@@ -28,7 +28,7 @@ class TypedText {
   int Group();                ///< returns the server's current group
   void LockGroup(int group);  ///< changes the server's current group
 
-  int LockedModifiers();              ///< returns real modifiers: 2 is Caps Lock, 16 Num Lock
+  int LockedModifiers();              ///< mask of real modifiers: 2 is Caps Lock, 16 is Num Lock
   void LockModifiers(int modifiers);  ///< locks exactly these modifiers
 
   /// Turns accessibility settings on or off.

@@ -167,7 +167,7 @@ class WindowClock final : public Clock {
  public:
   explicit WindowClock(test::TypedText& window) : window_(window) {}
 
-  // Returns the text of the window. Handles its events.
+  // Handles the window's events and returns its text.
   const std::string& Text() {
     const std::string& text = window_.Text();
     ++readings_;
@@ -179,7 +179,7 @@ class WindowClock final : public Clock {
   void SetSleepSlack(std::chrono::microseconds slack) override { clock_.SetSleepSlack(slack); }
   void Sleep(std::chrono::microseconds duration) override {
     clock_.Sleep(duration);
-    // A call of Text that is in progress may miss the latest events.
+    // A call to Text that is in progress may miss the latest events.
     const int enough = readings_ + 2;
     test::WaitFor([&] { return readings_ >= enough; });
   }

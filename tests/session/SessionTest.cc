@@ -10,7 +10,7 @@ using simulator::Options;
 
 class SessionTest : public SessionFixture {
  protected:
-  /// Connects a scanner with these records. A line consists of the data of a record and CR LF.
+  /// Connects a scanner with these records. Each output line is a record's data followed by CR LF.
   void ConnectWith(const Choice& choice, std::vector<ScanRecord> records,
                    Model model = Model::kOlder, std::chrono::microseconds latency = 0us) {
     StartWith(choice);

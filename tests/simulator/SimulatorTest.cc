@@ -25,7 +25,7 @@ constexpr CalendarTime kScanTime{2012, 5, 3, 16, 4, 9};
 
 class SimulatorTest : public ScannerTest {
  protected:
-  /// Returns the answer of a separate device that has the scanner's settings.
+  /// Returns the answer from a separate device with the same settings as the scanner.
   Bytes AnswerTo(std::string_view text) const {
     TavoDevice device(options.device, [] { return std::chrono::nanoseconds(0); });
     std::optional<Command> command;

@@ -22,8 +22,7 @@
 
 namespace quillet::test {
 
-/// Parts of the platform that replace the fixture's fakes. For a null part, the fixture uses its
-/// fake.
+/// Platform parts that replace the fixture's fakes. A null pointer keeps the fake.
 struct OwnPlatform {
   platform::SerialLine* line = nullptr;
   platform::SerialRegistry* registry = nullptr;

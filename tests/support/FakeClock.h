@@ -14,7 +14,7 @@
 
 namespace quillet::test {
 
-/// A clock whose time of day the test sets. It shortens sleeps and records them, so that a test can
+/// A clock with a settable time of day. It shortens sleeps and records them, so that a test can
 /// check how long the program would have waited. Any thread may use it.
 class FakeClock final : public platform::Clock {
  public:
@@ -29,7 +29,7 @@ class FakeClock final : public platform::Clock {
   }
 
   /// Sets the time of day.
-  /// @param next  time of day from the second call of LocalTime on
+  /// @param next  time of day from the second call to LocalTime on
   void Set(const CalendarTime& now, std::optional<CalendarTime> next = {}) {
     const std::lock_guard lock(mutex_);
     now_ = now;
@@ -73,7 +73,7 @@ class FakeClock final : public platform::Clock {
     slacks_.push_back(slack);
   }
 
-  /// The arguments of all calls of SetSleepSlack.
+  /// The arguments of all calls to SetSleepSlack.
   std::vector<Duration> slacks() const {
     const std::lock_guard lock(mutex_);
     return slacks_;

@@ -116,10 +116,10 @@ class FakeKeyEvents final : public platform::KeyEvents {
   }
   std::string Problem() override { return problem; }
   std::string InputMethod() override { return inputMethod; }
-  /// Returns the events passed to each call of Post.
+  /// Returns the events passed to each call to Post.
   const std::vector<std::vector<platform::KeyEvent>>& posts() const { return posts_; }
 
-  std::function<void()> onPost;                         ///< called after each call of Post
+  std::function<void()> onPost;                         ///< called after each call to Post
   std::function<void(const std::string&)> onReadiness;  ///< set by OnReadiness
   std::string problem;                                  ///< result of Problem
   std::string inputMethod;                              ///< result of InputMethod
@@ -151,7 +151,7 @@ class FakePasteboard final : public platform::Pasteboard {
 };
 
 /// Applications that the test installs. A newly opened application is listed only after
-/// `looksBeforeListed` calls of LaunchedApplications.
+/// `looksBeforeListed` calls to LaunchedApplications.
 class FakeApplications final : public platform::Applications {
  public:
   bool HasApplication(const std::string& path) override { return installed.contains(path); }

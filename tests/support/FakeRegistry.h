@@ -13,7 +13,7 @@
 
 namespace quillet::test {
 
-/// A registry whose serial devices the test plugs in and removes.
+/// A registry of serial devices that the test plugs in and removes.
 class FakeRegistry final : public platform::SerialRegistry {
  public:
   std::int32_t ReadSerialStreams(std::span<std::string> names,

@@ -10,7 +10,7 @@
 
 namespace quillet::test {
 
-/// A log that keeps every line. Any thread may use it.
+/// A log that stores every line. Any thread may use it.
 class RecordingLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {

@@ -12,7 +12,7 @@
 
 namespace quillet::test {
 
-/// A serial line in memory. Every path can be opened. Written bytes are kept. Reads return the
+/// A serial line in memory. Every path can be opened. Stores the written bytes. Reads return the
 /// bytes passed to Arrive.
 class ScriptedLine final : public platform::SerialLine {
  public:

@@ -24,7 +24,7 @@ class ScriptedSession {
     lumet.setDelegate(owner);
   }
 
-  /// Answer of a scanner with one record to "N", which requests the number of records.
+  /// The answer to "N" (request for the number of records) from a scanner with one record.
   static constexpr std::string_view kCountAnswer{"\0\0\0\1@", 5};
 
   Lumet lumet;

@@ -20,7 +20,7 @@ class SettingsFixture : public testing::Test {
  protected:
   SettingsFixture() { Start(); }
 
-  /// Simulates a start of the program: creates settings and restores them from the file.
+  /// Simulates starting the program: creates settings and restores them from the file.
   void Start() {
     image_ = {};
     settings_ = std::make_unique<Settings>();

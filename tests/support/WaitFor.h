@@ -6,7 +6,7 @@
 namespace quillet::test {
 
 /// Waits until `condition` returns true.
-/// @param limit  should be much longer than a loaded machine needs
+/// @param limit  time-out, which should be much longer than a loaded machine needs
 /// @return false if the condition is still false after `limit`
 template <class Condition>
 bool WaitFor(Condition&& condition, std::chrono::seconds limit = std::chrono::seconds(60)) {

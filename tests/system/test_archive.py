@@ -175,8 +175,8 @@ class EarlierSynchronizationsTest(SystemTest):
         self.assertEqual(1, len(records_files()))
 
     def plant(self, time, records, lines, end=None, serial="2104005771", part=""):
-        """Creates the archived files of a run with an older scanner. `records` are in its layout.
-        `part` is added to the file names."""
+        """Creates the archived files of a run with an older scanner. `records` are in that
+        scanner's layout. `part` is added to the file names."""
         stamp = re.sub("[-:]", "", time).replace(" ", "_")
         serial_and_part = serial + part
         os.makedirs(FOLDER, exist_ok=True)

@@ -44,7 +44,7 @@ class LogTest(SystemTest):
         path = f"{FOLDER}/out\x1b[2J\n.txt"
         Settings(filename=path).save()
         data = bytes(range(1, 32)) + b"\x7f\x1b]0;title\x07"
-        # The second and third record contain CSI (U+009B), as an invalid byte and in UTF-8.
+        # The second and third records contain CSI (U+009B): as an invalid byte and in UTF-8.
         scanner = self.plugged_in_scanner([Record(6, each, _TIME) for each in
                                            (data, b"\x9b2J", "\u009b2J".encode())])
         quillet = self.start_connected()

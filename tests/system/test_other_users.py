@@ -80,8 +80,8 @@ class CreatedFilesTest(OtherUsersTest):
         times = [now + datetime.timedelta(seconds=second) for second in range(300)]
         names = " ".join(f"QuilletData005771_{time:%Y%m%d_%H%M%S}.txt" for time in times)
         put(_PRIVATE, "private\r\n")
-        # In this folder, only its owner can replace other users' files, so the other user must be
-        # the owner.
+        # Only the folder's owner can replace other users' files in it, so the other user must own
+        # it.
         os.rmdir(SHARED)
         os.chmod("/Users", 0o1777)
         other_user.run(f"mkdir -m 1777 {SHARED}")

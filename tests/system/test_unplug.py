@@ -53,7 +53,7 @@ class UnplugTest(SystemTest):
         # The run has not ended, so the buttons have no effect.
         quillet.press("Connect", "Synchronize", "Clear")
 
-        # The program still waits for the burst, so it sends no command after the reconnection.
+        # The program is still waiting for the burst, so it sends no command after reconnecting.
         before = scanner.commands()
         self.assertEqual(["W", "N", "GS1", "P"], before[-4:])
         scanner.plug_in()
@@ -62,7 +62,7 @@ class UnplugTest(SystemTest):
         self.assertEqual(before, scanner.commands())
         quillet.press("Synchronize")
 
-        # An end-of-answer byte ends the run without records.
+        # Sends an end-of-answer byte, which ends the run. The run has received no records.
         scanner.fault("at 0ms send 40")
         text += messages.NO_DATA + messages.FINISHED + messages.connected() + messages.CLOCK_SET
         quillet.wait_for_view(text)

@@ -77,7 +77,8 @@ TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
   EXPECT_EQ(Attempts(), 1U);
 }
 
-// A suspended computer may lose its ports and find them again in another order when it resumes.
+// A computer may lose its ports while it is suspended, and detect them in another order when it
+// resumes.
 TEST_F(ConnectionManagerTest, TriesAPortThatTheLastAttemptMissed) {
   const std::string scanner = Attach("usbmodem0");
   registry.Unplug(scanner);

@@ -40,7 +40,7 @@ class FaultyFiles final : public test::HookedFileStore {
     FaultyFiles& store_;
     const std::string path_;
     const std::shared_ptr<GrowingFile> file_;
-    bool failed_ = false;  // stays true after an error, as for a real file
+    bool failed_ = false;  // stays true after an error, as with a real file
   };
 
   std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) override {
@@ -55,7 +55,7 @@ class FaultyFiles final : public test::HookedFileStore {
 
   bool full = false;       // true: appending fails
   bool failsOnce = false;  // true: the next append fails
-  std::string broken;      // ending of the files that cannot be flushed, or "folders"
+  std::string broken;      // files with this ending, or "folders", cannot be flushed
   std::string refused;     // ending of the files that cannot be created
   Texts flushed;           // names of the flushed files
   std::function<void()> whileSynchronizing;  // called by the next flush only

@@ -44,7 +44,7 @@ class Collector final : public SerialPortDelegate {
     next_ = bytes[count];
   }
   void DeviceHungUp() override { ++hangUps_; }
-  /// Returns how often a hang-up was reported.
+  /// Returns the number of reported hang-ups.
   int hangUps() const { return hangUps_; }
   std::string received() const {
     const std::lock_guard lock(mutex_);

@@ -71,7 +71,7 @@ TEST(SensitiveActionsTest, DescribesEachAction) {
 /// Tests how the program starts with another user's settings.
 class SettingsConsentTest : public testing::Test {
  protected:
-  /// Simulates a start of the program. `memory` names the file with the user's confirmed actions.
+  /// Simulates starting the program. `memory` names the file with the user's confirmed actions.
   void Start(const Values& values, const std::string& memory = "confirmed-settings") {
     mainQueue.RunAll();
     settings = std::make_unique<Settings>();

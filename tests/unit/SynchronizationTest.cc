@@ -272,7 +272,8 @@ class ResultTest : public SynchronizationTest {
     ASSERT_TRUE(WaitFor([&] { return log.Has("-[Lumet CommandThread] has finished"); }));
   }
 
-  /// Starts a burst run, cuts its burst off by unplugging the scanner, and plugs it in again.
+  /// Starts a burst run, interrupts the burst by unplugging the scanner, and plugs the scanner in
+  /// again.
   void CutBurst(const test::Choice& choice) {
     ConnectWith(choice, {"1", "2", "3"});
     tavo.Hold("P");

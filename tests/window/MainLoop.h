@@ -4,10 +4,10 @@
 
 namespace quillet::window_tests {
 
-/// Runs the main loop until `condition` is true. @return false after a minute
+/// Runs the main loop until `condition` is true. @return false if it is still false after a minute
 bool SpinUntil(const std::function<bool()>& condition);
 
-/// Runs 50 passes of the main loop, which handle all pending events.
+/// Runs 50 iterations of the main loop, enough to handle all pending events.
 void SpinUntilIdle();
 
 }  // namespace quillet::window_tests

@@ -25,7 +25,7 @@ class Pasteboard : public testing::Test {
 
   static std::string Clipboard() { return QGuiApplication::clipboard()->text().toStdString(); }
 
-  /// Calls SetString, which must fail because the main loop does not run. @return the duration
+  /// Calls SetString, which must fail because the main loop is not running. @return the duration
   static auto TimeOfAFailure(platform::MainQueue& queue) {
     const auto start = std::chrono::steady_clock::now();
     std::thread([&] { EXPECT_FALSE(QtPasteboard(queue).SetString("late")); }).join();

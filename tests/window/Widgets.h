@@ -8,7 +8,7 @@
 
 namespace quillet::window_tests {
 
-/// Finds a widget by its accessible name, or by its text without the mark of the mnemonic.
+/// Finds a widget by its accessible name, or by its text without the "&" that marks the mnemonic.
 template <class Widget>
 Widget* Find(const QWidget& parent, const QString& name) {
   for (Widget* widget : parent.findChildren<Widget*>()) {

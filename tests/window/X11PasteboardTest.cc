@@ -44,7 +44,7 @@ class X11Pasteboard : public testing::Test {
     EXPECT_TRUE(SpinUntil([this] { return set_ >= 1; }));
   }
 
-  /// Returns what a program reads from the clipboard.
+  /// Returns the clipboard contents that `program` receives.
   static std::string Read(test::XClient& program, const std::string& format = "UTF8_STRING") {
     std::optional<std::string> answer;
     program.RequestClipboard(format);

@@ -1,4 +1,6 @@
-"""Creates a keyboard like one that a user plugs in: user_keyboard.py [caps-lock]
+"""Creates a virtual keyboard that desktops treat like a plugged-in keyboard:
+
+    user_keyboard.py [caps-lock]
 
 Run as root. Prints "ready" when desktops can use the keyboard. With "caps-lock", presses and
 releases Caps Lock first. The keyboard exists until this program ends.

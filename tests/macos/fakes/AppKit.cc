@@ -169,7 +169,7 @@ std::uintptr_t objc_msgSend(const void* receiver, SEL method, std::uintptr_t fir
   for (const std::string& name : kClasses) {
     if (&name == receiver) return ToClass(name, selector);
   }
-  if (selector == "CGEvent") return Number(receiver);  // the fake NSEvent is its Quartz event
+  if (selector == "CGEvent") return Number(receiver);  // a fake NSEvent also acts as its CGEvent
   if (receiver == kTheApplication) return ToApplication(selector, first);
   if (receiver == kTheGeneralPasteboard) return ToPasteboard(selector, first, second);
   if (receiver == kTheWorkspace) return ToWorkspace(selector, first, second);

@@ -70,7 +70,7 @@ struct Service {
   std::optional<std::string> path;  ///< property "IOCalloutDevice"
   std::string type = "IOSerialStream";
   std::string serviceClass = "IOSerialBSDClient";
-  bool nameIsString = true;  ///< false: not a string, as with a faulty driver
+  bool nameIsString = true;  ///< false: the name is not a string, as with a faulty driver
   bool present = true;
 };
 
@@ -133,7 +133,7 @@ std::size_t Plug(Service service);
 void Unplug(std::size_t number);
 /// Runs this thread's run loop until no callback is pending. Returns the number of callbacks.
 int RunLoopTurn();
-/// Returns the callback of an iterator, which can be called even after the iterator is released.
+/// Returns an iterator's callback. The callback can be called even after the iterator is released.
 std::function<void()> CallbackOf(std::uint32_t iterator);
 /// Returns true if the source is in the default mode of this thread's run loop.
 bool IsOnRunLoop(CFRunLoopSourceRef source);

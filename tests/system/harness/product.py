@@ -83,7 +83,7 @@ class Quillet:
 
     def _visible_window(self):
         """Waits for the main window. Returns its X11 ID."""
-        # A search for windows fails while another window is being destroyed.
+        # Retries, because a search for windows fails while another window is being destroyed.
         return wait_until(self.window, "the window")
 
     def windows(self, *options):
@@ -155,8 +155,8 @@ class Quillet:
                    lambda: f"the progress text {text!r}, not {self._settled(self.progress)!r}")
 
     def wait_for_message(self, pattern, *buttons):
-        """Waits until the status strip shows a text that matches a regular expression, and these
-        buttons. Returns the match."""
+        """Waits until the status strip shows exactly these buttons and a text that matches the
+        regular expression `pattern`. Returns the match."""
         def matches():
             text, titles = self._settled(self._strip)
             found = re.fullmatch(pattern, text or "")

@@ -14,7 +14,8 @@ _FILE_POSITION = 384
 
 @dataclasses.dataclass
 class Settings:
-    """The settings, in the file's order. The defaults are those of a new settings file."""
+    """The settings, in the order of the settings file. The defaults are those of a new settings
+    file."""
 
     attach_serial: int = 1
     attach_timestamp: int = 1

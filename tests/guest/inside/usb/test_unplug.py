@@ -33,7 +33,7 @@ class UnplugTest(UsbTest):
         quillet.wait_for_view(text)
         self.assertEqual(commands, scanner.commands())
 
-        # An end-of-answer byte ends the run without records.
+        # Sends an end-of-answer byte, which ends the run. The run has received no records.
         scanner.fault("at 0ms send 40")
         quillet.wait_for_view(text + messages.NO_DATA + messages.FINISHED + messages.connected()
                               + messages.CLOCK_SET)
