@@ -49,8 +49,9 @@ Desktop DesktopOfSession(const DesktopParts& parts);
 /// Returns the name of the user's display, or an empty text if there is none. Any thread.
 std::string DisplayOfSession();
 
-/// Returns the token with which the process was started, or an empty text. It permits the process
-/// to raise a window. Call before creating the QApplication, which consumes the token.
+/// Returns the activation token with which the process was started, or an empty text if there is
+/// none. The token permits the process to raise a window. Call before creating the QApplication,
+/// which consumes the token.
 std::string ActivationToken();
 
 /// Returns the absolute path of the folder for the user's archive, or an empty text if the user has

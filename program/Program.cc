@@ -66,7 +66,7 @@ void Program::Raise(const std::string& token) {
 }
 
 // Pasteboard::Keep runs a nested main loop. If the user starts Quillet again during this time, the
-// new process must find no instance.
+// new process must not find this instance.
 void Program::End() {
   if (instance_) instance_->End();
   desktop_.keyEvents->End();

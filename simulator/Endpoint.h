@@ -10,7 +10,7 @@
 
 namespace quillet::simulator {
 
-/// The scanner's end of the line. Used by one thread at a time. No function blocks.
+/// The scanner's end of a serial line. Used by one thread at a time. No function blocks.
 class Endpoint {
  public:
   /// The result of Read() or Write().

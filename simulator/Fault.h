@@ -50,7 +50,7 @@ struct Fault {
 
   FaultTrigger trigger = FaultTrigger::kCommand;
   std::string command;           ///< kCommand: the command's text; "w", "p" or "any" for a group
-  std::uint64_t occurrence = 1;  ///< kCommand: the occurrence since arming, from 1
+  std::uint64_t occurrence = 1;  ///< kCommand: index of the matching command since arming, from 1
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
   std::chrono::nanoseconds after{0};  ///< kTime: the time since the fault was armed
@@ -86,7 +86,7 @@ class FaultInjector {
  public:
   /// Adds a fault. Bytes, time and occurrences are counted from now.
   void Arm(Fault fault, const LineCounters& counters, Time now);
-  /// Counts bytes from zero again. Called when the cable is plugged in.
+  /// Resets the byte counts to 0. Called when the cable is plugged in.
   void RestartCounting();
   /// Counts a received command. Returns the faults that apply to it, in the order of Arm().
   std::vector<Fault> OnCommand(const std::string& command);

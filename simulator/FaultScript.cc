@@ -86,7 +86,7 @@ std::chrono::nanoseconds TakeMoment(Words& words) {
   return *moment;
 }
 
-/// Reads all remaining words as hexadecimal digits and quoted texts.
+/// Reads all remaining words as hexadecimal bytes and quoted strings.
 Bytes TakeBytes(Words& words) {
   constexpr const char* kWhat = "bytes, such as 03 1f or \"text\"";
   Bytes bytes;

@@ -33,13 +33,14 @@ auto FindByName(const Table& table, std::string_view name) {
   return found == end ? nullptr : found;
 }
 
-/// Parses a whole number, in decimal or, after 0x, in hexadecimal. Returns no value for other text.
+/// Parses an unsigned integer: decimal, or hexadecimal with the prefix "0x". Returns std::nullopt
+/// for other text.
 std::optional<std::uint64_t> ReadNumber(std::string_view text);
 
 /// Parses a duration such as "2.5", independent of the locale.
 /// @param text  the number of units, zero or more; the duration is at most 1e6 s
 /// @param unit  the length of one unit
-/// @return no value for other text.
+/// @return the duration, or std::nullopt for other text
 std::optional<std::chrono::nanoseconds> ReadDuration(std::string_view text,
                                                      std::chrono::nanoseconds unit);
 

@@ -42,7 +42,7 @@ class OutputQueue {
   void Consume(std::size_t count, Time now);
   /// Delays the remaining bytes, because the receiver's buffer was full until now.
   void Stall(Time now);
-  /// The time to call Due() again. By then, the bytes of about 1 ms are due. Time::max() if the
+  /// The time to call Due() again. By then, about 1 ms worth of bytes is due. Time::max() if the
   /// queue is empty.
   Time NextDue() const;
 

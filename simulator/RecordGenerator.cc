@@ -132,7 +132,7 @@ class Stockroom {
   int level_ = 0;
 };
 
-/// Bytes with a meaning in the protocol.
+/// Bytes with a special meaning in the protocol.
 constexpr std::array<std::uint8_t, 10> kMeaningful = {0x03, 0x0A, 0x0D, 0x11, 0x13,
                                                       0x21, 0x40, 0x00, 0xFF, 0x7F};
 

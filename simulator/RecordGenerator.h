@@ -17,8 +17,8 @@ namespace quillet::simulator {
 std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t randomState = 1);
 
 /// Generates records with extreme contents: every symbology byte except kErasedSlot, extreme times,
-/// empty and very long data, and bytes that have a meaning in the protocol. At most one record in
-/// eight has more than 300 bytes. The result depends only on the arguments, on every platform.
+/// empty and very long data, and bytes with a special meaning in the protocol. At most one record
+/// in eight has more than 300 bytes. The result depends only on the arguments, on every platform.
 std::vector<ScanRecord> ExtremeRecords(std::size_t count, Model model,
                                        std::uint64_t randomState = 1);
 

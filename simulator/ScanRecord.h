@@ -26,7 +26,7 @@ bool IsValid(const CalendarTime& time);
 /// Adds `seconds`, which may be negative, to a valid time. The year wraps from 2063 to 2000.
 CalendarTime AddSeconds(const CalendarTime& time, std::int64_t seconds);
 
-/// Parses "YYYY-MM-DD HH:MM:SS". Returns no value for other text or an invalid time.
+/// Parses "YYYY-MM-DD HH:MM:SS". Returns std::nullopt for other text or an invalid time.
 std::optional<CalendarTime> ParseCalendarTime(std::string_view text);
 
 /// A record's 16-bit date: year minus 2000 in bits 15-10, month in 9-6, day in 5-1, PM flag in 0.
@@ -44,7 +44,7 @@ struct ScanRecord {
   /// marks an erased slot.
   std::uint8_t symbology = 0;
   Bytes data;                        ///< at most MaxDataSize() bytes
-  CalendarTime time = kFirstMoment;  ///< by the scanner's clock
+  CalendarTime time = kFirstMoment;  ///< according to the scanner's clock
   std::optional<Bytes> raw = {};     ///< sent instead of the encoded record, to test wrong lengths
 
   bool operator==(const ScanRecord&) const = default;

@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 // A pseudo-terminal does not report when its port is opened, so the port is checked at this
 // interval.
 constexpr milliseconds kPortPoll{2};
-// Interval for retrying to open a missing device node.
+// Interval for retrying to open a device node that does not exist.
 constexpr milliseconds kNodePoll{100};
 // Retry interval for sending while the buffer is full, in addition to poll(2).
 constexpr milliseconds kFullPoll{5};
@@ -75,7 +75,7 @@ void ScannerOnLine::TakeTurn(Time now) {
     try {
       endpoint_->Open();
       transcript_.AddEvent(now, "line opened again");
-    } catch (const std::system_error&) {  // the device node is still missing
+    } catch (const std::system_error&) {  // the device node still does not exist
     }
   }
   // Reports an opened port before its first bytes, and a closed port after its last bytes.

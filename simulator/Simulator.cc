@@ -12,7 +12,8 @@
 namespace quillet::simulator {
 namespace {
 
-/// Calls poll(2) with a time-out in nanoseconds if the system supports it, else in milliseconds.
+/// Calls poll(2) with a time-out in nanoseconds if the system supports it, otherwise in
+/// milliseconds.
 void PollFor(pollfd* entries, nfds_t count, Duration duration) {
 #if defined(__linux__)
   const auto seconds = std::chrono::floor<std::chrono::seconds>(duration);
@@ -111,8 +112,9 @@ void Simulator::Run() {
   }
 }
 
-/// Runs the action while the thread is not in poll(2), then makes the thread take a turn. poll(2)
-/// would keep open a line that the action closes, which would delay the hang-up.
+/// Runs the action while the thread is not in poll(2), then makes the thread take a turn. If the
+/// action closed a line while the thread was in poll(2), the line would stay open until poll(2)
+/// returned, which would delay the hang-up.
 void Simulator::Change(const std::function<void()>& action) {
   std::unique_lock lock(mutex_);
   changes_ += 1;

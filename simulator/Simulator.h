@@ -49,8 +49,8 @@ class Simulator {
   /// Returns the path to open: the symbolic link if the options name one, otherwise the terminal.
   /// Empty before Start().
   std::string Path() const;
-  /// Pulls the cable. After the call, the port has hung up and the link is removed. With
-  /// `deviceNode`, the device is only closed.
+  /// Pulls the cable. When the call returns, the port has hung up and the link has been removed.
+  /// With `deviceNode`, the device is only closed.
   void Unplug() {
     Change([this] { scanner_.Unplug(Clock::now()); });
   }
@@ -65,9 +65,10 @@ class Simulator {
   /// Scans a barcode. Its frame is sent after the pending answer. Throws std::length_error if the
   /// data is too long.
   void Scan(const ScanRecord& record);
-  /// Scans a barcode, with the time of the scanner's clock.
+  /// Scans a barcode at the current time of the scanner's clock.
   void Scan(std::uint8_t symbology, std::string_view data);
-  /// Adds a fault such as "on P delay 700", counted from now. Throws like ParseFault().
+  /// Adds a fault such as "on P delay 700". Bytes, time and occurrences are counted from now.
+  /// Throws like ParseFault().
   void AddFault(std::string_view rule);
   /// Replaces the stored records. Throws std::length_error, and changes nothing, if a record is too
   /// long for the model.
@@ -116,7 +117,7 @@ class Simulator {
   ScannerOnLine scanner_;
   bool stopping_ = false;
   bool waitingOnLine_ = false;  ///< the thread waits for an event and does not hold the mutex
-  int changes_ = 0;             ///< number of pending calls of Change()
+  int changes_ = 0;             ///< number of pending calls to Change()
   std::uint64_t turns_ = 0;
   mutable std::condition_variable turned_;
 

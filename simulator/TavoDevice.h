@@ -34,8 +34,8 @@ inline constexpr std::size_t kMostComplaints = 1000;
 struct DeviceReport {
   std::vector<std::string> commandsSeen;  ///< all received commands, as in Command::text
   std::vector<std::string> complaints;    ///< descriptions of all invalid input
-  /// Descriptions of valid but unusual input: requests for missing records, commands left
-  /// unfinished when the port was closed.
+  /// Descriptions of valid but unusual input: requests for records that do not exist, and commands
+  /// left unfinished when the port was closed.
   std::vector<std::string> notes;
   std::size_t eraseCount = 0;
   std::optional<CalendarTime> clockSetTo;  ///< time set by the last clock command
@@ -54,7 +54,8 @@ class TavoDevice {
 
   /// Processes the next received byte. Returns the command that it completed.
   std::optional<Command> Receive(std::uint8_t byte);
-  /// Executes a command and returns the answer. A request for a missing record has no answer.
+  /// Executes a command and returns the answer. A request for a record that does not exist has no
+  /// answer.
   std::optional<Bytes> Execute(const Command& command);
   /// Scans a barcode. Returns the frame to send. Also stores the record if `storeLiveScans` is set.
   /// Throws std::length_error, and stores nothing, if the data is too long.

@@ -129,7 +129,7 @@ bool RunLines(std::string& input, Simulator& simulator, Model model) {
   return true;
 }
 
-/// Runs until a signal arrives or "quit" is read. If standard input is a terminal, its end also
+/// Runs until a signal arrives or "quit" is read. If standard input is a terminal, end-of-file also
 /// stops the simulator.
 void Serve(Simulator& simulator, Model model) {
   const bool interactive = isatty(STDIN_FILENO) != 0;

@@ -50,8 +50,8 @@ std::thread StartWithoutSignals(Work work) {
 
 SyslogLog::SyslogLog(Transport transport, std::chrono::milliseconds longestWait)
     : transport_(std::move(transport)), longestWait_(longestWait), waiting_(EmptyBuffer()) {
-  // LOG_NDELAY connects now, while descriptors 0 to 2 are in use. LOG_CONS and LOG_PERROR are not
-  // set: log lines must not appear on the terminal.
+  // LOG_NDELAY connects now, while descriptors 0 to 2 are in use, so the socket cannot get one of
+  // these numbers. LOG_CONS and LOG_PERROR are not set: log lines must not appear on the terminal.
   openlog("quillet", LOG_PID | LOG_NDELAY, LOG_USER);
   sender_ = StartWithoutSignals([this] { SendLines(); });
   if (!sender_.joinable()) stalled_ = true;

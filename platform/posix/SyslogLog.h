@@ -18,7 +18,7 @@ namespace quillet::platform::posix {
 /// The system log through syslog(3): identity "quillet" with the process ID, facility user,
 /// priority info.
 ///
-/// A separate thread sends the lines in order, since syslog(3) can block. Without a log daemon,
+/// A separate thread sends the lines in order, because syslog(3) can block. Without a log daemon,
 /// lines are dropped silently.
 class SyslogLog final : public SystemLog {
  public:

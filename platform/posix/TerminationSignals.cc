@@ -22,7 +22,7 @@ static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_alw
               "used by a signal handler");
 
 // POSIX does not list setitimer() as safe in signal handlers, but it is a plain system call. The
-// timer works even if the main thread hangs. Later signals do not extend its time.
+// timer works even if the main thread hangs. Later signals do not restart it.
 void HandleSignal(int) {
   const int before = errno;
   const char byte = 0;

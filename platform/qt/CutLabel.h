@@ -4,9 +4,8 @@
 
 namespace quillet::platform::qt {
 
-/// A label with one line of plain text. If there is not enough room, it cuts off the end of the
-/// text, and a tooltip shows the whole text. The text does not increase the window's minimum width.
-/// Main thread only.
+/// A label with one line of plain text. If the text does not fit, its end is cut off and a tooltip
+/// shows the whole text. The text does not increase the window's minimum width. Main thread only.
 class CutLabel final : public QLabel {
  public:
   CutLabel();

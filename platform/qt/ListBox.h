@@ -9,7 +9,7 @@ namespace quillet::platform::qt {
 /// A combo box that ignores the mouse wheel unless it has focus, so that scrolling a window does
 /// not change a selection.
 ///
-/// The detail of an item is shown next to its title, in a weaker colour. In a narrow box, the
+/// The detail of an item is shown next to its title, in a fainter colour. In a narrow box, the
 /// detail of the selected item is shortened. Assistive technology reads the detail as the
 /// description.
 ///

@@ -53,8 +53,8 @@ QWidget* CreateButton(const QtToolbarItem& item) {
   return button;
 }
 
-// Keeps the window wide enough for all items, if the screen allows it. QToolBar moves items that do
-// not fit to a menu.
+// Keeps the window wide enough for all items, if the screen allows it. In a narrower window,
+// QToolBar moves items into an extension menu.
 class WholeToolbar final : public QToolBar {
  public:
   using QToolBar::QToolBar;

@@ -35,12 +35,12 @@ bool QtOwnKeyFilter::nativeEventFilter(const QByteArray& type, void* event, qint
 }
 
 bool QtOwnKeyFilter::eventFilter(QObject* watched, QEvent* event) {
-  // Each event is sent to a window first, which passes it to its widgets.
+  // Qt sends each event to a window first, and the window passes it on to its widgets.
   if (!watched->isWindowType() || !event->spontaneous() || !IsKey(*event) ||
       !IsOwn(static_cast<QKeyEvent&>(*event))) {
     return QObject::eventFilter(watched, event);
   }
-  event->accept();  // an accepted ShortcutOverride does not run a shortcut
+  event->accept();  // an accepted ShortcutOverride triggers no shortcut
   ignored_();
   return true;
 }

@@ -18,8 +18,8 @@ namespace {
 
 using Location = QStandardPaths::StandardLocation;
 
-// Returns `folder` if it exists, else a default folder. If a location has several folders, prefers
-// the last one, which all users share.
+// Returns `folder` if it exists, otherwise a default folder. If a location has several folders,
+// prefers the last one, which all users share.
 QString Existing(const std::string& folder, const std::initializer_list<Location>& instead) {
   QString wanted = ToQString(folder);
   if (QFileInfo(wanted).isDir()) return wanted;
@@ -49,7 +49,8 @@ class AllFilesBut final : public QSortFilterProxyModel {
   const QString path_;
 };
 
-// Returns the parent of a panel. Panels can also be opened while the settings window is closed.
+// Returns the parent of a panel: the active window, if any. Panels can also be opened while the
+// settings window is closed.
 QWidget* Parent(QWidget& usual) {
   QWidget* const active = QApplication::activeWindow();
   return active != nullptr ? active : &usual;

@@ -57,8 +57,8 @@ bool QtPasteboard::SetString(std::string_view text) {
   return true;
 }
 
-// Waits until the latest text has been read, but not for a program that did not read the text
-// before it: it may not read the clipboard at all.
+// Waits until the latest text has been read. Does not wait if the previous text was not read in
+// time, because the program may never read the clipboard.
 void QtPasteboard::AwaitReader() {
   if (!read_.valid()) return;
   const auto limit = readsInTime_ ? longestRead_ : std::chrono::milliseconds(0);

@@ -12,21 +12,22 @@ namespace quillet::platform::qt {
 /// The clipboard, through Qt. Qt allows only the main thread to use it.
 ///
 /// A call from another thread waits until the main thread has set the text, for at most two
-/// seconds. If the main queue drops the work, the wait ends at once. After a failure the text is
-/// never set.
+/// seconds. If the main queue drops the work, the wait ends at once. If a call fails, its text is
+/// not set later.
 ///
 /// On X11, a text counts as set when the program owns the clipboard. The X server refuses a request
 /// whose time stamp is earlier than that of the current owner (ICCCM, 2.1). Before a call from
 /// another thread sets the text, Quillet therefore sends Qt an event with the current time.
 ///
 /// On X11, a call from another thread also waits until the program with focus has read the text of
-/// the previous such call, because a slow program reads the clipboard long after the paste keys.
-/// The wait ends two seconds after that call. After such a time-out, calls do not wait, since a
-/// program may never read the clipboard. They wait again when a program with focus has read a text.
+/// the previous such call, because a slow program reads the clipboard long after it receives the
+/// paste keys. The wait ends two seconds after that call. After such a time-out, calls do not wait,
+/// because the program may never read the clipboard. Calls wait again once a program with focus has
+/// read a text.
 class QtPasteboard final : public Pasteboard {
  public:
   /// @param queue        the main thread's queue; it outlives this object
-  /// @param longestRead  time in which the program with focus should read a text
+  /// @param longestRead  time-out for the program with focus to read a text
   explicit QtPasteboard(MainQueue& queue,
                         std::chrono::milliseconds longestRead = std::chrono::seconds(2))
       : queue_(queue), longestRead_(longestRead) {}
@@ -43,11 +44,11 @@ class QtPasteboard final : public Pasteboard {
   MainQueue& queue_;
   const std::chrono::milliseconds longestRead_;
 
-  // Held during calls from other threads than the main thread. Guards the members below.
+  // Held during calls from threads other than the main thread. Guards the members below.
   std::mutex setting_;
   std::future<void> read_;  // ready when the latest text has been read or replaced
   std::chrono::steady_clock::time_point set_;  // when the latest text was set
-  bool readsInTime_ = true;                    // the text before it was read within longestRead_
+  bool readsInTime_ = true;                    // the previous text was read within longestRead_
 };
 
 }  // namespace quillet::platform::qt

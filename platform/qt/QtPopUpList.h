@@ -7,7 +7,8 @@
 
 namespace quillet::platform::qt {
 
-/// A PopUpList that uses a combo box. A ListBox also shows the details. Main thread only.
+/// A PopUpList that uses a combo box. The details are shown only if the combo box is a ListBox.
+/// Main thread only.
 class QtPopUpList final : public PopUpList {
  public:
   /// @param box  empty and not editable; it outlives this object

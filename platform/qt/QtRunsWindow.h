@@ -16,7 +16,7 @@ namespace quillet::platform::qt {
 /// Main thread only.
 class QtRunsWindow final : public QDialog, public RunsWindow {
  public:
-  /// Creates the window, hidden.
+  /// Creates the window but does not show it.
   /// @param parent  the main window; this window stays in front of it
   explicit QtRunsWindow(QWidget& parent);
   ~QtRunsWindow() override;

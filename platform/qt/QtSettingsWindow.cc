@@ -24,7 +24,8 @@
 namespace quillet::platform::qt {
 namespace {
 
-// In a window lower than this many rows of text, the samples scroll together with the settings.
+// If the window's height is less than this many rows of text, the samples scroll together with the
+// settings.
 constexpr int kLowWindowRows = 20;
 
 constexpr int kPathCharacters = 52;  // preferred width of the path field in characters
@@ -82,7 +83,7 @@ class Group final : public QGroupBox {
   QFormLayout& form_ = *new QFormLayout(this);
 };
 
-// Left-aligns the fields of two groups.
+// Aligns the left edges of the fields in two groups.
 void Align(const Group& first, const Group& second) {
   const QList<QLabel*> captions = first.findChildren<QLabel*>() + second.findChildren<QLabel*>();
   int widest = 0;

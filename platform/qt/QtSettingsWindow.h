@@ -11,7 +11,7 @@ namespace quillet::platform::qt {
 ///
 /// Return presses the button that has focus, or Save if no button has focus. Escape and the
 /// window's close button press Cancel. On a small screen the settings scroll and the buttons stay
-/// visible. In a window with little height, the samples scroll together with the settings.
+/// visible. If the window is not tall enough, the samples scroll together with the settings.
 ///
 /// Main thread only.
 class QtSettingsWindow final : public QDialog, public SettingsForm {

@@ -53,7 +53,7 @@ void QtStatusDisplay::SetUp(QStatusBar& strip) {
     button.setFocusPolicy(Qt::TabFocus);  // typed records must not press it after a click
     button.setAutoDefault(true);          // Return presses it if it has the focus
     Outline(button);
-    // A press that began on a button with another title has no effect.
+    // If the title changes while the button is held down, the press has no effect.
     QObject::connect(&button, &QPushButton::pressed, &button,
                      [this, &button] { pressedTitle_ = button.text(); });
     QObject::connect(&button, &QPushButton::clicked, &button, [this, i, &button] {

@@ -42,7 +42,7 @@ bool HasMessage(const QTextBlock& block);
 /// Removes whole blocks.
 /// @param first  the first block to remove
 /// @param next   the block after the last one to remove; must be valid
-/// @return the block that was `next`
+/// @return the block after the removed ones
 QTextBlock RemoveBlocks(const QTextBlock& first, const QTextBlock& next);
 
 /// Returns the selected text with the original characters.

@@ -24,7 +24,7 @@ class RecordView final : public ReadOnlyText {
   /// @return true if lines were removed
   bool RemoveOldRecords();
 
-  void Clear();  ///< removes the whole text
+  void Clear();  ///< removes all text
 
   /// Scrolls down until the last line is visible.
   void ScrollToEnd();

@@ -31,7 +31,7 @@ void ScrollingColumns::AddBelow(QWidget* row) {
 }
 
 QSize ScrollingColumns::sizeHint() const {
-  QSize size = SideBySide() + QSize(0, 2);  // rounding must not cause a scroll bar
+  QSize size = SideBySide() + QSize(0, 2);  // rounding could otherwise cause a scroll bar
   for (int i = 1; i < rows_->count(); ++i) {
     size.rheight() += rows_->spacing() + rows_->itemAt(i)->sizeHint().height();
   }

@@ -4,7 +4,7 @@
 
 namespace quillet::platform::qt {
 
-// The parts of the X11 clipboard that Qt does not offer. Main thread, while a QApplication exists.
+// X11 clipboard functions that Qt does not provide. Main thread, while a QApplication exists.
 
 /// Returns true if Qt owns the clipboard. Also returns true without X11, because Qt then does not
 /// report the owner.

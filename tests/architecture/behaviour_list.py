@@ -1,6 +1,7 @@
 """Checks that the tests named in SECURITY.md, docs/behaviour.md and docs/reliability.md exist.
 
-The documents call C++ tests Suite.Test and Python tests folder.file.test, as in CTest.
+The documents refer to C++ tests as Suite.Test and to Python tests as folder.file.test, as CTest
+does.
 """
 import pathlib
 import re

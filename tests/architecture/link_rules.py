@@ -3,7 +3,7 @@
     link_rules.py NM ROOM... --backends BACKEND...
 
 List the rooms from the lowest, base, to the highest. A room must not need symbols of a higher room
-or of a backend. A backend must need no symbols of a room other than base or of another backend.
+or of a backend. A backend must not need symbols of another backend or of any room except base.
 """
 import subprocess
 import sys

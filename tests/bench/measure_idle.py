@@ -30,7 +30,7 @@ def _processor_seconds(pid):
 def _time_unread(line):
     """Polls a terminal until data has arrived and has been read.
 
-    Returns the longest time that the data can have been unread, in seconds. If no poll finds the
+    Returns the longest time that the data may have been unread, in seconds. If no poll finds the
     data, this is the longest time between two polls.
     """
     start = before = time.monotonic()

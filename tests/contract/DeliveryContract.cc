@@ -51,7 +51,7 @@ struct FakeKeysHarness final : KeyEventsHarness {
   std::size_t read = 0;
 };
 
-/// A backend that sends modifiers as separate key strokes.
+/// A backend that sends modifiers as separate keystrokes.
 struct StrokesHarness : KeyEventsHarness {
   /// Returns the next received stroke, if any.
   virtual std::optional<KeyStroke> NextStroke() = 0;

@@ -61,7 +61,7 @@ class SettingsFormContract : public Contract<FormHarness> {
     form_.Show(values_);
   }
 
-  /// Expects the values of all controls, and the actions called since the last check.
+  /// Checks the values of all controls and which actions have been called since the last check.
   void Expect(const SettingsValues& values, const std::string& reports) {
     for (const SettingsControl& each : kSettingsControls) {
       EXPECT_EQ(each.Shown(form_.Values()), each.Shown(values)) << each.name;

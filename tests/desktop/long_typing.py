@@ -93,7 +93,7 @@ class LongTyping(TypingCase):
                   f"{ours / theirs:.1f} times as fast", flush=True)
 
     def rate(self, program, name, whole):
-        """Returns the number of characters typed per second. The time of xdotool ends when
+        """Returns the number of characters typed per second. For xdotool, the measurement ends when
         it exits, because the text that it types may be wrong."""
         window = Terminal(self, f"/tmp/{program}-{name}.text")
         start = time.monotonic()

@@ -1,4 +1,4 @@
-"""Messages in the status strip about records that reach no other program."""
+"""Messages in the status strip about records that do not reach another program."""
 
 import os
 import shutil
@@ -37,7 +37,7 @@ class MissingApplicationTest(TypingCase):
         self.desktop.xdotool("type", "/tmp/other")
 
         def is_accepted():
-            """Presses Return. If suggestions are open, the first press closes only them."""
+            """Presses Return. If suggestions are open, the first press only closes them."""
             if window.has_focus(panel):
                 self.desktop.xdotool("key", "Return")
             return not window.has_focus(panel)

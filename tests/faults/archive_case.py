@@ -97,8 +97,8 @@ class Disk:
 
 
 class ArchiveTest(FaultTest):
-    """Base class of tests that make attempts. Each attempt starts the program, which synchronizes
-    at once and erases the scanner."""
+    """Base class of tests that synchronize one or more times. In each attempt, the program starts,
+    synchronizes at once and erases the scanner."""
 
     faults = "fail_calls"
 

@@ -86,8 +86,9 @@ class ArchiveKillTest(ArchiveTest):
     """Kills the program during runs that erase the scanner."""
 
     def check(self, destination):
-        """Half of the kills occur at random times during the run, a quarter after the archive's
-        first file is created, and a quarter near the erase command."""
+        """Kills the program during many runs with this destination. Half of the kills occur at
+        random times during the run, a quarter after the archive's first file is created, and a
+        quarter near the erase command."""
         chance = random.Random(destination)
         counts = collections.Counter()
         try:

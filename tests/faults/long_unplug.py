@@ -56,7 +56,7 @@ class EveryByteTest(FaultTest):
         return "run lost" if connected else "not connected"
 
     def check_view(self):
-        """Expects the view to show the messages of starting, connecting and, if the program was
+        """Checks that the view shows the messages for starting, connecting and, if the program was
         connected, disconnecting. Returns whether the program was connected."""
         connected = messages.connected() in self.quillet.view()
         if connected:

@@ -19,8 +19,8 @@ class PowerTest(FaultTest):
             pass
 
     def erasing_runs(self, *runs, erases=1, **settings):
-        """Synchronizes each list of records in one run that erases the scanner with `erases`
-        commands. Returns the traced calls."""
+        """Downloads each list of records in a run that sends `erases` erase commands. Returns the
+        traced calls."""
         Settings(filename=OUTPUT, clear_memory=1, **settings).save()
         for records in runs:
             scanner = self.plugged_in_scanner(records)
@@ -62,7 +62,7 @@ class PowerTest(FaultTest):
         self.assertEqual([], self.lost(archived, runs, erases=erases))
 
     def check_each_synchronization_is_needed(self, calls, runs, *folders):
-        """Checks that records are lost if fsync() is ignored for one of the folders or the file."""
+        """Checks that ignoring fsync() for any one of the folders or for the file loses records."""
         self.assertEqual([], self.lost(calls, runs))
         (file,) = [path for path in synchronized_paths(calls)
                    if path.endswith(".records") or path.startswith(f"{FOLDER}/.out.txt.")]

@@ -1,4 +1,4 @@
-// Fuzzes which of another user's settings take effect.
+// Fuzzes the rules for which of another user's settings take effect.
 //
 // Input: steps. In the first byte of a step, bits 0-1 are the type:
 //   0  a user writes the settings file; see Computer::Store for the following bytes
@@ -37,7 +37,7 @@ constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 // Effects of settings that need this user's consent.
 struct Effects {
   std::string starts = {};  // the program that a run starts
-  std::string writes = {};  // path of the output file; empty: default file, or in the data folder
+  std::string writes = {};  // output file; empty: the default or a file in the data folder
   bool appends = false;
   bool synchronizes = false;
   bool types = false;
@@ -228,7 +228,7 @@ void Run(Input& input) {
   const Computer computer;
   if (!computer.IsPossible()) return;
   platform::posix::PosixFileStore store;
-  std::deque<Effects> confirmed;  // the effects to which the user has agreed, the newest first
+  std::deque<Effects> confirmed;  // the effects to which the user has agreed, newest first
   while (!input.IsEmpty()) {
     const unsigned step = input.Byte();
     if (step % 4 == 0) {

@@ -4,7 +4,7 @@
 // bits 5-7 select what another user creates there:
 //   0, 1  the other user creates a file, link, hard link, pipe or folder; the next byte is its mode
 //   2     this user reads the settings, then saves them
-//   3     this user writes to an output file; adds to the file if bit 5 is set
+//   3     this user writes to an output file; appends if bit 5 is set
 //
 // Only root can create files of another user. Without root's privileges, the test does nothing.
 
@@ -59,7 +59,7 @@ class Computer {
     return folder_ / (std::string("shared/") + kPaths[number % 8]);
   }
 
-  /// Lets the other user replace `path`.
+  /// Acts as the other user and replaces `path`.
   /// @param kind  type of the new file
   /// @param mode  its mode or, for a link, the index of the path that it points to
   void Create(const std::string& path, unsigned kind, mode_t mode) const;

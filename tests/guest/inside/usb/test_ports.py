@@ -11,8 +11,8 @@ _IN_OPEN = 0x20
 
 
 class Openings:
-    """Counts how often processes open a device. Consecutive openings count once, because
-    inotify(7) merges identical events."""
+    """Counts how often processes open a device. Consecutive opens count once, because inotify(7)
+    merges identical events."""
 
     def __init__(self, path):
         libc = ctypes.CDLL(None, use_errno=True)
@@ -21,7 +21,7 @@ class Openings:
             raise OSError(ctypes.get_errno(), path)
 
     def count(self):
-        """Returns the number of openings since the last call."""
+        """Returns the number of times the device has been opened since the last call."""
         try:
             data = os.read(self._descriptor, 65536)
         except BlockingIOError:
