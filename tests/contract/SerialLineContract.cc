@@ -178,7 +178,7 @@ TEST_P(SerialLineContract, DropsBytesWithoutWaitingIfTheLineIsFull) {
 }
 
 // In packet mode, a read from the master reports whether output was discarded (ioctl_tty(2)).
-TEST(PosixSerialLine, ClosingDiscardsOutputOnlyIfReserved) {
+TEST(PosixSerialLine, ClosingDiscardsOutputOnlyIfTheLineIsReserved) {
   PosixLineHarness harness;
   constexpr int kOn = 1;
   ASSERT_EQ(ioctl(harness.device.Get(), TIOCPKT, &kOn), 0);

@@ -168,7 +168,7 @@ TEST_P(SerialRegistryContract, DoesNotNotifyAReleasedIterator) {
   EXPECT_EQ(third.calls, 0);
 }
 
-TEST_P(SerialRegistryContract, DoesNotNotifyANewIteratorOfTheCurrentEvent) {
+TEST_P(SerialRegistryContract, DoesNotNotifyAnIteratorAddedDuringTheEvent) {
   Listener outer(registry_, port_, Event::FirstMatch);
   std::optional<Listener> inner;
   outer.Empty();

@@ -55,7 +55,7 @@ class GarbageTest(FaultTest):
         scanner.wait_for_commands([*CHAIN, "W", "N", "GS1", "GS0", "E"])
         self.assertEqual(0, scanner.record_count())
 
-    def test_scan_ends_an_interrupted_burst(self):
+    def test_live_scan_is_read_as_the_interrupted_burst(self):
         scanner = self.begin_connected(130, "after-sent 500 unplug", clear_memory=1)
         quillet = self.quillet
         quillet.press("Synchronize")
@@ -74,13 +74,13 @@ class GarbageTest(FaultTest):
         quillet.wait_for_message("The connection ended during the transfer: 1 record was "
                                  "delivered. The scanner was erased.", "Show")
 
-    def test_accepts_late_end_of_answer_after_a_count(self):
+    def test_accepts_count_whose_end_of_answer_arrives_late(self):
         # The count 00 00 00 21 (33) contains 21, which also ends an answer. The actual end, 40,
         # arrives 250 ms after the count.
         self.begin_connected(33, "on N 1 chunks 4 250")
         self.check_run()
 
-    def test_garbage_in_a_burst_replaces_later_records(self):
+    def test_garbage_in_a_burst_corrupts_later_records(self):
         # The program reads the extra byte as a record length, which exceeds the burst.
         self.begin_connected(3, f"on P 1 within {_HEADER + _RECORD} ff")
         self.synchronize(messages.file_run(2, OUTPUT))

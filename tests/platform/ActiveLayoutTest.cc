@@ -51,7 +51,7 @@ TEST_F(GnomeLayoutTest, IgnoresRemovedInputSources) {
   EXPECT_EQ(layout_.Read().active, Group(1));
 }
 
-TEST_F(GnomeLayoutTest, SplitsLayoutsIntoKeymapsOfThree) {
+TEST_F(GnomeLayoutTest, PutsAtMostThreeLayoutsIntoAKeymap) {
   Set("sources", "[('xkb', 'us'), ('xkb', 'fr'), ('xkb', 'de'), ('xkb', 'es'), ('xkb', 'it')]");
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 3, .active = 0}));
   Set("mru-sources", "[('xkb', 'it')]");

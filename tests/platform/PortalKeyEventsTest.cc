@@ -337,7 +337,7 @@ TEST_F(PortalKeyEventsTest, EndWaitsForThePartInProgress) {
   EXPECT_EQ(portal.keysyms(), "+61 -61 +62 -62 ");
 }
 
-TEST_F(PortalKeyEventsTest, OwnWindowsRecognizeItsKeysWhateverTheCode) {
+TEST_F(PortalKeyEventsTest, OwnWindowsRecognizeItsKeysRegardlessOfKeyCode) {
   portal.Start();
   Begin();
   keys->Prepare();
@@ -361,7 +361,7 @@ struct WaylandSessionKeysTest : PortalKeyEventsTest {
   }
 };
 
-TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToHaveOne) {
+TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToSupportIt) {
   compositor.emplace();
   portal.Start();
   Choose(true, kTypesThroughPortal);

@@ -295,7 +295,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedKeepsTheModeOfSharedFolders) {
   }
 }
 
-TEST_F(PosixFileStoreTest, TrustsAFolderOnceOthersCannotWriteToIt) {
+TEST_F(PosixFileStoreTest, TrustsAFolderAfterRevokingOthersWritePermission) {
   const std::string file = Put("file", "contents", 0644);
   if (!GiveToOrdinaryUser(folder_.path())) GTEST_SKIP() << "not permitted";
   chmod(folder_.path().c_str(), 0777);
@@ -341,7 +341,7 @@ TEST_F(PosixFileStoreTest, RefusesLinksOfOtherUsersInStickyFolders) {
   }
 }
 
-TEST_F(PosixFileStoreTest, FollowsLinksOfRootInAnyFolder) {
+TEST_F(PosixFileStoreTest, FollowsLinksOwnedByRootInAnyFolder) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root";
   fs::create_directory(folder_ / "open");
   Put("file", "contents", 0644);
@@ -499,7 +499,7 @@ TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfTheFileOrItsFolder) {
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
-TEST_F(PosixFileStoreTest, ReturnsTheOwnerWhoCanPreventAWrite) {
+TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfALinkOrAnotherUsersFolder) {
   constexpr uid_t kOther = 1;
   constexpr uid_t kTarget = 2;
   fs::create_directory(folder_ / "theirs");
@@ -814,7 +814,7 @@ TEST_F(PosixFileStoreTest, CreatesAFileOnAFileSystemWithoutHardLinks) {
 }
 #endif
 
-TEST_F(PosixFileStoreTest, OnlyOneOfSeveralCreatorsSucceeds) {
+TEST_F(PosixFileStoreTest, OnlyOneOfTwoConcurrentCreatesSucceeds) {
   for (int round = 0; round < 50; ++round) {
     const std::string path = folder_ / "file";
     std::atomic<int> created = 0;

@@ -11,7 +11,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-TEST(UsbModemName, EncodesBusPortsAndInterface) {
+TEST(UsbModemName, EncodesTheBusThePortsAndTheInterface) {
   const std::pair<const char*, const char*> names[] = {
       {"3-1:1.0", "usbmodem310"},        {"3-1:2.0", "usbmodem310"},
       {"3-1.4:1.0", "usbmodem3140"},     {"1-8.7.6.5.4.3:1.2", "usbmodem18765432"},

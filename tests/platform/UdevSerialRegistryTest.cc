@@ -168,7 +168,7 @@ TEST_F(UdevSerialRegistryTest, OmitsARemovedDeviceThatIsStillInSysfs) {
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, ListsAReplacementOnlyAfterItsArrivalEvent) {
+TEST_F(UdevSerialRegistryTest, ListsAReplacementDeviceOnlyAfterItsArrivalEvent) {
   const std::string scanner = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   Listen();
   std::vector<Devices> seen;
@@ -274,7 +274,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesOfAllChangesAfterLostEvents) {
                       {second, third}, {third}, {second, third}, {second, third, fourth}}));
 }
 
-TEST_F(UdevSerialRegistryTest, DoesNotNotifyIfLostEventsChangedNothing) {
+TEST_F(UdevSerialRegistryTest, DoesNotNotifyAfterLostEventsIfNothingChanged) {
   const std::string scanner = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   Listen();
   system_.Send(scanner, "change");

@@ -277,7 +277,7 @@ TEST_F(X11KeyEventsTest, NamesTheInputMethodOfAQtProgram) {
   EXPECT_EQ(keys_->InputMethod(), "Fcitx");
 }
 
-TEST_F(X11KeyEventsTest, TypesNothingIfTheServerIgnoresFastKeys) {
+TEST_F(X11KeyEventsTest, TypesNothingWhileSlowKeysOrBounceKeysAreOn) {
   for (const std::uint32_t control : {2U, 4U}) {  // Slow Keys, Bounce Keys
     typed_.SetControls(control, true);
     Type("x");
@@ -297,7 +297,7 @@ TEST_F(X11KeyEventsTest, TypesWhileStickyKeysAreOn) {
   ExpectTypes(EveryCharacter());
 }
 
-TEST_F(X11KeyEventsTest, EndingDuringARecordRestoresTheKeymap) {
+TEST_F(X11KeyEventsTest, EndRestoresTheKeymapEvenDuringARecord) {
   Use("ru");
   const std::string before = Keyboard();
   std::string text;
@@ -411,7 +411,7 @@ class Device {
   std::uint8_t id_ = 0;
 };
 
-TEST_F(X11KeyEventsTest, ReleasesShiftAfterTheUserHasReleasedIt) {
+TEST_F(X11KeyEventsTest, EndReleasesTheSimulatedShiftKey) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
   Device tester("Virtual core XTEST keyboard");
@@ -458,7 +458,7 @@ TEST_F(X11KeyEventsTest, TypesAfterAKeyboardIsPluggedInOrRemoved) {
 }
 
 // Quillet assigns characters to unused key codes. The user's keyboard already uses one of them.
-TEST_F(X11KeyEventsTest, KeepsTheSymbolsOfEachKeyboard) {
+TEST_F(X11KeyEventsTest, DoesNotReassignAKeyCodeThatTheUsersKeyboardUses) {
   Use("ru");
   Device user("Xvfb keyboard");
   const std::string keymap = "xkbcomp -w0 -i " + user.Id() + " $DISPLAY - 2>/dev/null";

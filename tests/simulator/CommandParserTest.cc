@@ -63,7 +63,7 @@ TEST(CommandParser, IgnoresNulOnlyBetweenCommands) {
   EXPECT_FALSE(Parse({"w\0\x31#", 4}).complaints.empty());
 }
 
-TEST(CommandParser, ReportsEachByteThatStartsNoCommand) {
+TEST(CommandParser, ReportsEachByteThatDoesNotBeginACommand) {
   for (int byte = 1; byte < 256; ++byte) {
     const auto letter = static_cast<char>(byte);
     const bool begins = std::string_view("WMVGwCENPp").find(letter) != std::string_view::npos;

@@ -81,7 +81,7 @@ TEST_F(OutputQueueTest, SendsAnswersInSequenceWithPauses) {
   EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST_F(OutputQueueTest, NextDueIsAtLeastOneMillisecondAndOneByteLater) {
+TEST_F(OutputQueueTest, NextDueWaitsForAMillisecondAndAWholeByte) {
   OutputQueue fast(115'200);
   fast.Append(Bytes(1000), kQueueStart);
   EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));
@@ -115,7 +115,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAHold) {
   EXPECT_EQ(Take(milliseconds(52)), "d");
 }
 
-TEST_F(OutputQueueTest, DropsBytesAcrossAnswers) {
+TEST_F(OutputQueueTest, DropSpansSeveralAnswers) {
   instant_.Append(ToBytes("abcd"), kQueueStart);
   instant_.Append(ToBytes("efgh"), kQueueStart);
   instant_.Consume(1, kQueueStart);
@@ -135,7 +135,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAStall) {
   EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST_F(OutputQueueTest, IsEmptyAfterClearAndEmptyInsertions) {
+TEST_F(OutputQueueTest, IsEmptyAfterClearEvenIfZeroBytesAreAdded) {
   Append("abcd");
   queue_.Clear();
   queue_.Append({}, kQueueStart);

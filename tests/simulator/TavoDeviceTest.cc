@@ -159,7 +159,7 @@ TEST_F(TavoDeviceTest, EndsAnOversizedDownloadAfterAWholeRecord) {
   EXPECT_THAT(Report().notes, SizeIs(1));
 }
 
-TEST_F(TavoDeviceTest, ListsCommandsAndLimitsComplaints) {
+TEST_F(TavoDeviceTest, ReportListsCommandsAndALimitedNumberOfComplaints) {
   Create();
   Exchange("WxM");
   EXPECT_THAT(Report().commandsSeen, ElementsAre("W", "M"));

@@ -157,5 +157,5 @@ class ForeignSettingsTest(OtherUserTest):
     def test_erasing_stays_off_if_settings_cannot_be_saved(self):
         self.check_erasing_stays_off()
 
-    def test_erasing_stays_off_if_answer_cannot_be_withdrawn(self):
+    def test_erasing_stays_off_if_consent_cannot_be_withdrawn(self):
         self.check_erasing_stays_off(state_mode=0o500)

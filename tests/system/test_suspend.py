@@ -30,7 +30,7 @@ class SuspendTest(SystemTest):
         quillet.wait_for_connect_label("Disconnect")
         self.assert_attempts(2)
 
-    def test_says_that_the_line_is_dead_if_port_remains(self):
+    def test_says_how_to_reconnect_if_the_line_is_dead(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start_connected()
         scanner.hang_up()

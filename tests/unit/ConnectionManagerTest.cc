@@ -56,7 +56,7 @@ TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAConnectionAttempt) {
   EXPECT_EQ(Attempts(), 1U);
 }
 
-TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheWait) {
+TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheInitialWait) {
   // Delays the end of the third one-second sleep until the test has plugged in the device.
   const std::string port = folder / "usbmodem1";
   tavo.AttachSilent(port);
@@ -206,7 +206,7 @@ TEST_F(ConnectionManagerTest, WaitsFiveSecondsAndKeepsASilentPortOpen) {
   EXPECT_TRUE(tavo.IsOpen());
 }
 
-TEST_F(ConnectionManagerTest, LateAnswerSetsNoPortName) {
+TEST_F(ConnectionManagerTest, LateAnswerLeavesThePortNameEmpty) {
   registry.Attach("usbmodem1", "/absent");
   Launch();
   controller.TavoInitializationDone(true);

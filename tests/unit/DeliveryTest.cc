@@ -82,7 +82,7 @@ TEST_F(DeliveryTest, PressesKeysWithModifiers) {
   EXPECT_EQ(SyncController::ConvertFromCharToKeyCode(u'A'), 0x80);
 }
 
-TEST_F(DeliveryTest, TypesOnlyCharactersWithAKeyAndNeverPauses) {
+TEST_F(DeliveryTest, TypesWithoutPausesAndSkipsCharactersWithoutAKey) {
   using namespace std::string_literals;
   delivery.Deliver("Code 128,aB-7\t\n", false);
   delivery.Deliver("1\r\n", false);

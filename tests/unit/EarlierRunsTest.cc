@@ -121,7 +121,7 @@ TEST_F(EarlierRunsTest, ListsRunsAndLiveScansNewestFirst) {
   EXPECT_EQ(runs.preview().text(), "live\n");
 }
 
-TEST_F(EarlierRunsTest, MarksHiddenCharactersInForeignText) {
+TEST_F(EarlierRunsTest, MarksHiddenCharactersInSerialNumbersAndPaths) {
   StartWith({.path = folder / "out\u202Etxt.exe"});
   simulator::DeviceSettings scanner = Scanner({"one"});
   scanner.serial = "0000\u202E\t12";
@@ -462,7 +462,7 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   EXPECT_FALSE(FileContents(archiveFolder + "/20261116_140709_0000123456.records"));
 }
 
-TEST_F(EarlierRunsTest, ArchivesScansAfterTheDaysScansAreDeleted) {
+TEST_F(EarlierRunsTest, ArchivesNewScansAfterEarlierOnesAreDeleted) {
   RunWith({});
   tavo.Scan("first");
   OpenList();

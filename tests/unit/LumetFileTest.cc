@@ -129,7 +129,7 @@ TEST_F(LumetFileTest, SavesSettingsUpToTheFirstNul) {
   EXPECT_EQ(FileContents(settingsPath), "ab");
 }
 
-TEST_F(LumetFileTest, ReportsWhoCouldHaveWrittenTheSettings) {
+TEST_F(LumetFileTest, ReportsWhetherOthersCanWriteTheSettings) {
   PutSettings("settings");
   char buffer[16];
   EXPECT_EQ(file.ReadRegistry(buffer).custody, platform::Custody::kTrusted);
@@ -148,7 +148,7 @@ TEST_F(LumetFileTest, DoesNotSaveSettingsThroughALink) {
   EXPECT_EQ(FileContents(path), "settings");
 }
 
-TEST_F(LumetFileTest, DoesNotExplainEinvalAsANonRegularFile) {
+TEST_F(LumetFileTest, ReasonTextDistinguishesEinvalFromNonRegularFiles) {
   constexpr std::string_view kText = "this is not a regular file";
   EXPECT_EQ(ReasonText(platform::kNotRegular), kText);
   // FAT and NTFS report EINVAL for names with a colon.

@@ -132,7 +132,7 @@ TEST_F(LumetTest, TreatsAFrameAfterAnAnswerAsUnsolicited) {
   EXPECT_EQ(lumet.receive().writePtr(), 0);
 }
 
-TEST_F(LumetTest, ExpectBurstWorksDuringADelivery) {
+TEST_F(LumetTest, ExpectBurstCanBeCalledWhileARecordIsDelivered) {
   owner.onRecord = [this] {
     owner.onRecord = nullptr;
     lumet.ExpectBurst();
@@ -382,7 +382,7 @@ TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
   connecting.join();
 }
 
-TEST_F(LumetTest, ReportsAnEraseStillPendingInTheNextRun) {
+TEST_F(LumetTest, ReportsAPendingEraseWhenADownloadStarts) {
   lumet.Queue({1, 'N'});
   lumet.EraseTavoMemory();
   Exchange(CountAnswer(1));

@@ -48,7 +48,7 @@ TEST_F(PortTableTest, NeverStoresARejectedDevice) {
   EXPECT_EQ(table.stream[0].Get(), "usbmodem1");
 }
 
-TEST_F(PortTableTest, ComputesTheListChangeAfterASearch) {
+TEST_F(PortTableTest, AfterSearchReturnsTheChangesToThePortList) {
   const struct {
     Texts ports;
     std::int32_t before;
@@ -99,7 +99,7 @@ TEST_F(PortTableTest, FindsTheLastPortByPathThenByName) {
   EXPECT_EQ(table.ItemToSelect(4, false), 1);
 }
 
-TEST_F(PortTableTest, TracksPortsThatAnAttemptHasNotTried) {
+TEST_F(PortTableTest, HasUntriedDetectsPortsAddedDuringAnAttempt) {
   Fill({"Tavo"});
   table.BeginAttempt();
   Fill({"Tavo", "printer"});

@@ -164,7 +164,7 @@ TEST(ReceiveMachineLimits, CompletesABurstLargerThanTheBuffer) {
 }
 
 // Tests random bytes, with and without the start of a valid frame.
-TEST(ReceiveMachineLimits, TreatsRandomPiecesLikeSingleBytes) {
+TEST(ReceiveMachineLimits, ResultDoesNotDependOnHowRandomBytesAreSplit) {
   std::mt19937 random(20);
   const auto below = [&](int limit) {
     return static_cast<int>(random() % static_cast<unsigned>(limit));

@@ -251,14 +251,14 @@ TEST_F(RecordComposerTest, AppendsSingleFieldsAtAnOffset) {
   EXPECT_EQ(composer.BufferOffset, 8);
 }
 
-TEST(SymbologyNamesTest, OlderCodesFrom16UseThe300SeriesTable) {
+TEST(SymbologyNamesTest, OlderLayoutCodesAbove15UseThe300SeriesTable) {
   EXPECT_EQ(SymbologyName(15, false), "Unknown");
   EXPECT_EQ(SymbologyName(16, false), "Code 32");
   EXPECT_EQ(SymbologyName(59, false), "HanXin Code");
   EXPECT_EQ(SymbologyName(0, true), "Code 32");
 }
 
-TEST(SymbologyNamesTest, ReturnsUnknownForOtherCodes) {
+TEST(SymbologyNamesTest, ReturnsUnknownForUnassignedCodes) {
   for (const int code : {-1, 60, 61, 62, 63}) EXPECT_EQ(SymbologyName(code, false), "Unknown");
   EXPECT_EQ(SymbologyName(-1, true), "Unknown");
   for (int code = 45; code <= 63; ++code) EXPECT_EQ(SymbologyName(code, true), "Unknown");

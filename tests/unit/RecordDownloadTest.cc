@@ -84,7 +84,7 @@ TEST_F(RecordDownloadTest, ArchivesEachRecordBeforeItIsDelivered) {
                                  "delivered"}));
 }
 
-TEST_F(RecordDownloadTest, ArchivesARecordThatAnswersAnotherCommand) {
+TEST_F(RecordDownloadTest, ArchivesARecordReceivedInsteadOfAnotherAnswer) {
   lumet.Queue({3, '1', 'S', '0'});
   Exchange("\x03" + Framed());
   lumet.GetSerialNumber();
@@ -179,7 +179,7 @@ TEST_F(RecordDownloadTest, SkipsErasedSlotsOnlyInABurst) {
   EXPECT_EQ(owner.records(), Texts{"ABC"});
 }
 
-TEST_F(RecordDownloadTest, AdvancesByTheLengthFieldOnThe300Series) {
+TEST_F(RecordDownloadTest, LocatesRecordsOfThe300SeriesByTheirLength) {
   EXPECT_EQ(RecordsOf(Framed(kRecord300 + kRecord300), true), (Texts{"ABCD", "ABCD"}));
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][25:14:11]"));
 }

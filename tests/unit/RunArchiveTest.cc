@@ -480,7 +480,7 @@ TEST_F(RunArchiveTest, EmptyRunDoesNotCompleteAnInterruptedRun) {
   EXPECT_FALSE(Summary(first_ + ".records").complete);
 }
 
-TEST_F(RunArchiveTest, ForgetsAnErrorOfAnInterruptedRun) {
+TEST_F(RunArchiveTest, ErrorInAnInterruptedRunDoesNotAffectTheNextRun) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -528,7 +528,7 @@ TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, DoesNotEraseIfLiveScansAreDeleted) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfScansAfterTheRunAreDeleted) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -540,7 +540,7 @@ TEST_F(RunArchiveTest, DoesNotEraseIfLiveScansAreDeleted) {
   EXPECT_EQ(RecordsOf(folder_ + "/20261116_live.records"), Texts{"later"});
 }
 
-TEST_F(RunArchiveTest, ErasesARunWithOneEarlyScanOnlyIfItIsFlushed) {
+TEST_F(RunArchiveTest, PermitsTheEraseOnlyIfAScanBeforeTheCountIsFlushed) {
   archive_.Begin();
   Receive("before the number of records");
   archive_.DownloadStarted(false);
@@ -567,7 +567,7 @@ TEST_F(RunArchiveTest, PermitsASecondEraseOfTheSameRecords) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, MarksARunErasedAfterTheNextRunBegins) {
+TEST_F(RunArchiveTest, MarksARunAsErasedEvenAfterTheNextRunBegins) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -577,7 +577,7 @@ TEST_F(RunArchiveTest, MarksARunErasedAfterTheNextRunBegins) {
   EXPECT_TRUE(Summary(first_ + ".records").erased);
 }
 
-TEST_F(RunArchiveTest, EraseOfAnEmptyRunMarksNoEarlierRun) {
+TEST_F(RunArchiveTest, EmptyRunDoesNotMarkAnEarlierRunAsErased) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -609,7 +609,7 @@ TEST_F(RunArchiveTest, ReportsAnErrorAfterARunWasDeleted) {
   EXPECT_EQ(problems_, std::vector{Problem::kNotWritten});
 }
 
-TEST_F(RunArchiveTest, DeletingLiveScansDuringARunKeepsItsErase) {
+TEST_F(RunArchiveTest, DeletingEarlierLiveScansDoesNotPreventTheErase) {
   Receive("live");
   Begin();
   Receive("1");
@@ -620,7 +620,7 @@ TEST_F(RunArchiveTest, DeletingLiveScansDuringARunKeepsItsErase) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfItsFileWasRemoved) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfTheArchiveFileWasRemoved) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -628,7 +628,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfItsFileWasRemoved) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, ScanAfterAFailedScanIsArchived) {
+TEST_F(RunArchiveTest, FailureToArchiveAScanDoesNotAffectTheNext) {
   files_.full = true;
   Receive("not written");
   EXPECT_TRUE(archive_.failed());
@@ -637,7 +637,7 @@ TEST_F(RunArchiveTest, ScanAfterAFailedScanIsArchived) {
   EXPECT_FALSE(archive_.failed());
 }
 
-TEST_F(RunArchiveTest, KeepsFewFilesOfLiveScansOpen) {
+TEST_F(RunArchiveTest, ClosesTheOldestFilesOfLiveScans) {
   for (int day = 1; day <= 20; ++day) {
     clock_.Set({2026, 11, day, 1, 4, 9});
     Receive("live");

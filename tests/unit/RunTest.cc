@@ -167,7 +167,7 @@ TEST_F(RunTest, ChoosesAnotherNameIfTheGeneratedOneIsTaken) {
   EXPECT_EQ(FileContents(result.file), "a");
 }
 
-TEST_F(RunTest, ChoosesAnotherNameIfAPipeHasTheGeneratedOne) {
+TEST_F(RunTest, ChoosesAnotherNameIfTheGeneratedOneIsAPipe) {
   clock.Set({2026, 11, 16, 1, 4, 9});
   settings.filename.Set(folder / "stock/sn_timestamp.txt");
   settings.bAppendData = 1;

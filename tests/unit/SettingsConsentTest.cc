@@ -173,7 +173,7 @@ TEST_F(SettingsConsentTest, AsksOnceOnAFileSystemWithoutLocks) {
   EXPECT_EQ(settings->bClearMemory, 1);
 }
 
-TEST_F(SettingsConsentTest, OffersTheReviewAgainAfterNotNow) {
+TEST_F(SettingsConsentTest, OffersTheReviewAgainIfTheUserPostponesIt) {
   Start(everything);
   EXPECT_EQ(Review(false).size(), 1U);
   EXPECT_EQ(settings->destination, kToView);
@@ -230,7 +230,7 @@ TEST_F(SettingsConsentTest, RemembersEachConfirmedAnswer) {
   EXPECT_EQ(display.text(), kMessage) << "part of an answer";
 }
 
-TEST_F(SettingsConsentTest, SavingWithdrawsAllAnswers) {
+TEST_F(SettingsConsentTest, SavingSettingsWithdrawsEarlierConsent) {
   const Values both[] = {{.clearmemory = true}, everything};
   for (const Values& values : both) {
     Start(values);
@@ -245,7 +245,7 @@ TEST_F(SettingsConsentTest, SavingWithdrawsAllAnswers) {
   }
 }
 
-TEST_F(SettingsConsentTest, AsksAgainIfTheAnswerCannotBeWithdrawn) {
+TEST_F(SettingsConsentTest, AsksAgainIfConsentCannotBeWithdrawn) {
   const Values erasing{.clearmemory = true};
   Start(erasing);
   Review(true);
@@ -294,7 +294,7 @@ TEST_F(SettingsConsentTest, AsksEachOfTwoUsersAtMostOncePerChange) {
   }
 }
 
-TEST_F(SettingsConsentTest, AnySettingsAreHarmlessUntilConfirmed) {
+TEST_F(SettingsConsentTest, UnconfirmedSettingsPerformNoSensitiveAction) {
   for (int destination = -1; destination <= 9; ++destination) {
     for (const char* path : {"", "x", "/x", "/tmp/sn_timestamp.txt", kData}) {
       for (const bool flag : {true, false}) {
@@ -394,7 +394,7 @@ TEST_F(ForeignSettingsTest, UsesTheDefaultFileUntilConfirmed) {
   EXPECT_EQ(test::FileContents(file), "1\r\n");
 }
 
-TEST_F(ForeignSettingsTest, UnusedPathTakesEffectOnlyIfShownAndSaved) {
+TEST_F(ForeignSettingsTest, PathIsUsedOnlyAfterTheUserHasSavedIt) {
   const std::string file = folder.Put("private.txt", "old");
   StartWith({.destination = kToView, .path = file});
   LaunchConnected(test::Scanner({"1"}));

@@ -142,7 +142,7 @@ TEST_F(SettingsEditorTest, KeepsThePathIfNoDestinationIsSelected) {
   EXPECT_EQ(filename(), DefaultFile());
 }
 
-TEST_F(SettingsEditorTest, BrowseProposesPlaceholderOrTextEdit) {
+TEST_F(SettingsEditorTest, BrowseSuggestsAFileNameOrAnApplication) {
   Open();
   log.Clear();
   Browse(DefaultFile());
@@ -306,7 +306,7 @@ TEST_F(SettingsButtonTest, OnlyLogsAPressDuringAConnectionAttempt) {
   EXPECT_TRUE(IsOpen());
 }
 
-TEST_F(SettingsButtonTest, KeepsAnOpenWindowButOpensNoneDuringARun) {
+TEST_F(SettingsButtonTest, RunDoesNotCloseTheWindowButPreventsOpeningIt) {
   Launch();
   BecomeConnected(test::Scanner({"1"}));
   tavo.Hold("P");

@@ -50,7 +50,7 @@ TEST_F(SettingsFileTest, KeepsSavedPathsIfTheDestinationHasNoPath) {
   EXPECT_EQ(log.lines()[1], "-[SyncController SaveSettings][/elsewhere]");
 }
 
-TEST_F(SettingsFileTest, LeavesTheEndOfALongerOldPathInTheFile) {
+TEST_F(SettingsFileTest, ShorterPathOverwritesOnlyTheStartOfALongerOne) {
   SaveAndStart("/app", "/long/name.txt");
   SaveAndStart("/app", "/short");
   EXPECT_EQ(SavedFile().substr(384, 15), "/short\rame.txt\r");
@@ -82,7 +82,7 @@ TEST_F(SettingsFileTest, RestoresPathsByteForByte) {
   EXPECT_EQ(filename(), utf8);
 }
 
-TEST_F(SettingsFileTest, TruncatedCharacterLeavesTheOtherPathIntact) {
+TEST_F(SettingsFileTest, TruncatedCharacterDoesNotAffectTheOtherPath) {
   // The file name is truncated in the middle of its last character.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");

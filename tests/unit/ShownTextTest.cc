@@ -11,7 +11,7 @@ TEST(ShownTextTest, KeepsPrintableText) {
   }
 }
 
-TEST(ShownTextTest, ReplacesEachHiddenCharacterOnce) {
+TEST(ShownTextTest, ReplacesEachHiddenCharacterWithOneSymbol) {
   for (const char* hidden :
        {"\x01", "\t", "\r", "\n", "\x7F", "\u0080", "\u009F", "\u061C", "\u200E", "\u200F",
         "\u202A", "\u202E", "\u2028", "\u2066", "\u2069", "\uFEFF", "\xFF", "\x80"}) {

@@ -207,7 +207,7 @@ TEST_F(SynchronizationTest, ErasesIfOnlyTheOutputFileWasWritten) {
   EXPECT_EQ(FileContents(folder / "stock.txt"), "one\r\n");
 }
 
-TEST_F(SynchronizationTest, DoesNotEraseIfTheOnlyFileLacksData) {
+TEST_F(SynchronizationTest, DoesNotEraseIfTheOnlyCopyIsIncomplete) {
   PutFile(archiveFolder, "a file where the folder should be");
   ConnectWith({.path = folder / "stock.txt", .clearmemory = true}, {"\xC3\xA9t\xC3\xA9"});
   Synchronize();
@@ -328,7 +328,7 @@ TEST_F(ResultTest, SaysThatTheConnectionEndedDuringABurst) {
   EXPECT_EQ(Message(), "3 records in 1 s, shown above");
 }
 
-TEST_F(ResultTest, SaysThatACutBurstWasErased) {
+TEST_F(ResultTest, SaysThatTheScannerWasErasedAfterACutOffBurst) {
   CutBurst({.destination = 1, .clearmemory = true});
   tavo.Scan("live");
   const std::string text = "The connection ended during the transfer: 1 record was delivered. ";
@@ -353,7 +353,7 @@ TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
   ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 2; }));
 }
 
-TEST_F(ResultTest, NamesTheEndedRunIfItsEraseIsWithheld) {
+TEST_F(ResultTest, ReportsTheWithheldEraseOfARunDuringTheNextRun) {
   files.flushes = false;
   ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
   auto& pressed = test::Immortal<std::atomic<bool>>(false);

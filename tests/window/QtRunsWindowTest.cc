@@ -143,7 +143,7 @@ TEST_F(QtRunsWindowTest, ArrowKeysSelectRows) {
   EXPECT_EQ(Reports(), "select ");
 }
 
-TEST_F(QtRunsWindowTest, ShowsATextIfTheListIsEmpty) {
+TEST_F(QtRunsWindowTest, ShowsAMessageIfTheListIsEmpty) {
   Open({});
   EXPECT_FALSE(List()->isVisible());
   EXPECT_EQ(QApplication::focusWidget(), SearchField());
