@@ -316,7 +316,7 @@ void EarlierRuns::DeliverAgain() {
   window_.ShowDelivering(true);
   if (delivering_.Start([this, run = *run] { DeliverOnThread(run); })) return;
   window_.ShowDelivering(false);
-  window_.ShowMessage("The delivery cannot start. Restart Quillet.");
+  window_.ShowMessage("Delivery could not start. Restart Quillet.");
 }
 
 void EarlierRuns::DeliverOnThread(const StoredRun& run) {

@@ -77,7 +77,7 @@ class SettingsEditor {
   /// settings window is closed.
   void ChooseApplication();
 
-  void SaveAndClose();  ///< stores and saves the values of the window, then closes it
+  void SaveAndClose();  ///< applies and saves the values in the window, then closes it
   void Cancel();        ///< closes the window; a path chosen with Browse stays in effect
 
  private:

@@ -42,7 +42,7 @@ class KeyEvents {
   virtual std::string Untypable([[maybe_unused]] std::string_view text) { return {}; }
 
   /// Returns the name of an active input method that may change the typed text, such as "libpinyin
-  /// of IBus". Returns an empty text if none is known. May take up to 0.4 s. Same threads as Post.
+  /// (IBus)". Returns an empty text if none is known. May take up to 0.4 s. Same threads as Post.
   virtual std::string InputMethod() { return {}; }
 
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for

@@ -26,7 +26,7 @@ constexpr auto kMostDeadKeyPause = 2s;
 // When the program begins to end, a pause ends within this time.
 constexpr auto kEndingCheck = 100ms;
 
-constexpr char kEnding[] = "Quillet is being closed";
+constexpr char kEnding[] = "Quillet is closing";
 
 constexpr std::uint32_t kLockOfCaps = 2;  // mask of the modifier Lock (X11 protocol, section 2)
 constexpr std::uint32_t kCodeOffset = 8;  // difference between XKB and evdev key codes

@@ -162,9 +162,9 @@ std::string Printable(std::string text) {
 
 std::string ActiveInputMethod() {
   const std::string ofIbus = Printable(EngineOfIbus());
-  if (!ofIbus.empty() && !ofIbus.starts_with("xkb:")) return ofIbus + " of IBus";
+  if (!ofIbus.empty() && !ofIbus.starts_with("xkb:")) return ofIbus + " (IBus)";
   const std::string ofFcitx = Printable(EngineOfFcitx());
-  if (!ofFcitx.empty() && !ofFcitx.starts_with("keyboard-")) return ofFcitx + " of Fcitx";
+  if (!ofFcitx.empty() && !ofFcitx.starts_with("keyboard-")) return ofFcitx + " (Fcitx)";
   return {};
 }
 

@@ -9,7 +9,7 @@ namespace quillet::platform::linux_desktop {
 inline constexpr std::chrono::milliseconds kInputMethodLimit{200};
 
 /// Returns the name of the active engine, which converts keys to other text, and of its input
-/// method, such as "libpinyin of IBus". Supports IBus and Fcitx 5, but does not start them.
+/// method, such as "libpinyin (IBus)". Supports IBus and Fcitx 5, but does not start them.
 ///
 /// Finds IBus as its clients do: through the variable IBUS_ADDRESS, or through the file that
 /// ibus-daemon(1) writes for each display.

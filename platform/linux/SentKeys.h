@@ -23,9 +23,10 @@ class SentKeys final : public OwnKeys {
   /// @param delay  longest time from the write to the time stamp of the event
   explicit SentKeys(std::chrono::milliseconds delay) : delay_(delay) {}
 
-  /// Call before a write. Any thread, one at a time, like EndWrite.
+  /// Call before a write. BeginWrite and EndWrite may be called on any thread, but only on one
+  /// thread at a time.
   /// @param strokes  strokes to be written
-  /// @param now      time of the monotonic clock (clock_gettime(2), CLOCK_MONOTONIC)
+  /// @param now      current monotonic time (clock_gettime(2), CLOCK_MONOTONIC)
   void BeginWrite(std::span<const KeyStroke> strokes, std::chrono::nanoseconds now);
 
   void EndWrite(std::chrono::nanoseconds now);  ///< call after a write; `now` as in BeginWrite

@@ -39,7 +39,7 @@ using Keysyms = std::vector<std::uint32_t>;
 KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state);
 
 /// Like ChordsFor, but finds only keys that type the same character in the first `groups` groups.
-/// For the letter V with Command, these are the keys of Control-V or else of Shift-Insert.
+/// For Command-V, returns the keys for Control-V, or for Shift-Insert if no key types a V.
 /// @param press            key-down event
 /// @param keymap           finds the keys
 /// @param groups           number of groups

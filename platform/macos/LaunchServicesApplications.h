@@ -4,8 +4,8 @@
 
 namespace quillet::platform::macos {
 
-/// The applications of macOS, through Launch Services and NSWorkspace. A path names an application
-/// bundle and ends in ".app". Any thread.
+/// Finds and opens macOS applications with Launch Services and NSWorkspace. A path names an
+/// application bundle and ends in ".app". Any thread.
 class LaunchServicesApplications final : public Applications {
  public:
   bool HasApplication(const std::string& path) override;

@@ -111,7 +111,7 @@ bool QtPanels::ConfirmSettings(const std::string& question,
     // A label breaks a path only at zero-width spaces.
     list += u'\n' + ToQString("• " + effect).replace(u'/', QStringLiteral("/\u200B"));
   }
-  list += QStringLiteral("\n\nQuillet does none of this until you agree.");
+  list += QStringLiteral("\n\nQuillet will not do any of this until you agree.");
   QMessageBox box(QMessageBox::Warning, QStringLiteral("Review settings"), ToQString(question),
                   QMessageBox::NoButton, Parent(parent_));
   box.setTextFormat(Qt::PlainText);

@@ -49,14 +49,14 @@ class EveryCallTest(ArchiveTest):
         print(f"destination {destination}, burst {burst}: {len(runs)} failed calls: {dict(results)}",
               flush=True)
 
-    def test_burst_to_file_survives_syscall_failures(self):
+    def test_burst_to_file_survives_failed_calls(self):
         self.check(TO_FILE, 1)
 
-    def test_single_records_to_file_survive_syscall_failures(self):
+    def test_record_by_record_run_to_file_survives_failed_calls(self):
         self.check(TO_FILE, 0)
 
-    def test_burst_to_view_survives_syscall_failures(self):
+    def test_burst_to_view_survives_failed_calls(self):
         self.check(TO_VIEW, 1)
 
-    def test_single_records_to_view_survive_syscall_failures(self):
+    def test_record_by_record_run_to_view_survives_failed_calls(self):
         self.check(TO_VIEW, 0)

@@ -99,7 +99,7 @@ TEST_F(InputMethodTest, NamesTheIbusEngineUnlessItIsALayout) {
   const test::Variable ibus("IBUS_ADDRESS", address_);
   {
     const FakeIbus pinyin("libpinyin\n");
-    EXPECT_EQ(ActiveInputMethod(), "libpinyin of IBus");
+    EXPECT_EQ(ActiveInputMethod(), "libpinyin (IBus)");
   }
   const FakeIbus german("xkb:de::ger");
   EXPECT_EQ(ActiveInputMethod(), "");
@@ -109,7 +109,7 @@ TEST_F(InputMethodTest, NamesTheFcitxEngineUnlessItIsALayout) {
   const test::Variable ibus("IBUS_ADDRESS", "");
   {
     const FakeFcitx mozc("mozc");
-    EXPECT_EQ(ActiveInputMethod(), "mozc of Fcitx");
+    EXPECT_EQ(ActiveInputMethod(), "mozc (Fcitx)");
   }
   const FakeFcitx german("keyboard-de");
   EXPECT_EQ(ActiveInputMethod(), "");
@@ -125,7 +125,7 @@ TEST_F(InputMethodTest, ReadsTheIbusAddressFromTheFileForTheDisplay) {
   for (const std::string name : {"-unix-7", "-unix-wayland-3"}) {
     std::ofstream(folder + machine + name) << "# comment\nIBUS_ADDRESS=" << address_ << "\n";
     const test::Variable wayland("WAYLAND_DISPLAY", name == "-unix-7" ? "" : "wayland-3");
-    EXPECT_EQ(ActiveInputMethod(), "libpinyin of IBus") << name;
+    EXPECT_EQ(ActiveInputMethod(), "libpinyin (IBus)") << name;
     std::filesystem::remove(folder + machine + name);
     EXPECT_EQ(ActiveInputMethod(), "") << name;
   }

@@ -64,7 +64,8 @@ class CreationMask {
 constexpr uid_t kNobody = 65534;
 
 /// Runs `work` in a child process that is subject to file permissions. If the test runs as root,
-/// the child becomes the user nobody. If it may not change its user, permissions apply to root too.
+/// the child becomes the user nobody. If that is not permitted, as in a container without
+/// capabilities, file permissions also apply to root.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
   constexpr int kNotPossible = 2;
   const int result =

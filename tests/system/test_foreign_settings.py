@@ -97,7 +97,7 @@ class ForeignSettingsTest(OtherUserTest):
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
         self.assertFalse(os.path.exists(_STARTED))
 
-    def test_unconfirmed_settings_write_the_default_file(self):
+    def test_writes_default_file_until_settings_are_confirmed(self):
         self.save_as_other_user(filename=_PRIVATE)
         self.begin()
         self.quillet.press("Synchronize")

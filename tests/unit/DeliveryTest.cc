@@ -241,12 +241,12 @@ TEST_F(DeliveryTest, SaysThatEarlierRecordsWereNotTyped) {
 }
 
 TEST_F(DeliveryTest, SaysThatAnInputMethodIsOn) {
-  keyEvents.inputMethod = "libpinyin of IBus";
+  keyEvents.inputMethod = "libpinyin (IBus)";
   delivery.Deliver("1", true);
   EXPECT_EQ(Message(), "") << "An input method does not change pasted text.";
   for (int i = 0; i < 3; ++i) delivery.Deliver("1", false);
   const std::string message =
-      "The input method libpinyin of IBus is on and may change typed records. Switch it off, or "
+      "The input method libpinyin (IBus) is on and may change typed records. Switch it off, or "
       "turn on \"Paste text instead of typing it\" in the settings.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);

@@ -19,7 +19,7 @@ RunState Burst(std::int32_t bytes, std::int32_t announced) {
   return {.phase = Phase::kBurst, .expected = 130, .bytes = bytes, .announced = announced};
 }
 
-TEST(RunProgressTest, ShowsUnknownProgressAtFirst) {
+TEST(RunProgressTest, ShowsIndeterminateProgressAtFirst) {
   EXPECT_EQ(RunProgress().Look(0ms, {}), (Shown{"Requesting records from the scanner", -1}));
 }
 
