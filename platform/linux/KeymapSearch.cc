@@ -162,6 +162,17 @@ bool KeymapSearch::HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) con
   return key && key->level == 0 && key->code <= highest_;
 }
 
+bool KeymapSearch::IsKeysymOnSameKey(std::uint32_t symbol) const {
+  const auto first = FirstKey(symbol, 0);
+  for (std::uint32_t group = 1; group < xkb_keymap_num_layouts(keymap_); ++group) {
+    const auto other = FirstKey(symbol, group);
+    if (!first || !other || first->code != other->code || first->level != other->level) {
+      return false;
+    }
+  }
+  return first.has_value();
+}
+
 std::optional<KeymapSearch::KeyLevel> KeymapSearch::FirstKey(std::uint32_t symbol,
                                                              std::uint32_t group) const {
   for (std::uint32_t code = lowest_; code <= xkb_keymap_max_keycode(keymap_); ++code) {

@@ -79,6 +79,9 @@ class KeymapSearch {
   /// @param character, state  see Find
   std::uint32_t KeysymFor(char character, const KeyboardState& state) const;
 
+  /// Returns true if the first key with a keysym is the same, on the same level, in all groups.
+  bool IsKeysymOnSameKey(std::uint32_t symbol) const;
+
   /// Returns true if such a desktop presses a key without modifiers for a keysym.
   bool HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) const;
 

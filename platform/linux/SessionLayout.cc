@@ -174,16 +174,17 @@ KeyChords SessionLayout::Find(const KeyEvent& press, std::uint32_t lockedModifie
 Keysyms SessionLayout::KeysymsFor(const KeyEvent& press, const UserLayouts& layouts,
                                   const UserModifiers::State& modifiers) const {
   const std::uint32_t groups = std::min(groups_, layouts.count);
-  if (keymap_ == nullptr || groups == 0) return {};
+  const std::uint32_t first = layouts.active.value_or(0);
+  if (keymap_ == nullptr || first >= groups) return {};
   const std::uint32_t locked = modifiers.isCapsLockOn ? kLock : 0;
-  if (layouts.active) {
-    return *layouts.active < groups_ ? KeysymsIn(press, *keymap_, {*layouts.active, locked})
-                                     : Keysyms();
-  }
-  const Keysyms found = KeysymsIn(press, *keymap_, {0, locked});
-  for (std::uint32_t group = 1; group < groups; ++group) {
+  const Keysyms found = KeysymsIn(press, *keymap_, {first, locked});
+  for (std::uint32_t group = 1; group < groups && !layouts.active; ++group) {
     if (KeysymsIn(press, *keymap_, {group, locked}) != found) return {};
   }
+  // The portal of KDE searches the first group, even if another one is active.
+  const auto isOnSameKey = [&](std::uint32_t symbol) { return keymap_->IsKeysymOnSameKey(symbol); };
+  const bool isPlasma = layouts.canSelect;
+  if (isPlasma && !std::all_of(found.begin(), found.end(), isOnSameKey)) return {};
   return found;
 }
 

@@ -263,6 +263,15 @@ TEST_F(PortalKeyEventsTest, RefusesCharactersMissingFromTheLayout) {
   EXPECT_EQ(keys->Untypable("1ab1a\n"), "ab");
 }
 
+TEST_F(PortalKeyEventsTest, TypesOnPlasmaOnlyKeysSharedByAllLayouts) {
+  test::FakePlasmaLayouts plasma;
+  plasma.active = 1;
+  portal.Start();
+  Begin(0s, "gb,us");
+  keys->Prepare();
+  EXPECT_EQ(keys->Untypable("a\"A@"), "\"@");
+}
+
 TEST_F(PortalKeyEventsTest, PastesWithShiftInsertIfTheLayoutLacksV) {
   portal.Start();
   Begin(0s, "ru");
