@@ -21,7 +21,7 @@ class MainView {
   /// @param view   outlives this object
   MainView(platform::MainQueue& queue, platform::TextView& view) : queue_(queue), view_(view) {}
 
-  /// Queues a text for the view, which then scrolls to its end. Any thread; returns immediately.
+  /// Queues text for the view, which then scrolls to its end. Any thread; returns immediately.
   /// @param text  UTF-8; only LF ends a line
   /// @param kind  whether the text may be dropped
   void Append(std::string_view text, TextKind kind);

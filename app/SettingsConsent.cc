@@ -69,7 +69,7 @@ std::vector<std::string> Described(const SensitiveActions& actions) {
     add("Write each synchronization to a new file: ", file);
   } else if (!file.empty()) {
     add(actions.appends ? "Add the records to this file: "
-                        : "Replace this file at each synchronization: ",
+                        : "Replace this file on each synchronization: ",
         file);
   }
   if (actions.synchronizes) add("Synchronize as soon as a scanner is connected");

@@ -17,7 +17,7 @@ namespace quillet {
 std::size_t PrintableLength(std::string_view text);
 
 /// Returns `text` for a title, list or message: each character that is not printable is replaced
-/// with U+FFFD. Text from a scanner, a file or a file name can therefore not reorder or hide the
+/// with U+FFFD. Text from a scanner, a file or a file name therefore cannot reorder or hide the
 /// text around it.
 /// @param text  one line of UTF-8
 std::string ShownText(std::string_view text);

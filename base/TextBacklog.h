@@ -27,7 +27,7 @@ class TextBacklog {
     std::string text = {};               ///< UTF-8
   };
 
-  void Add(std::string_view text, TextKind kind);  ///< adds a text at the end
+  void Add(std::string_view text, TextKind kind);  ///< appends text
   bool IsEmpty() const { return chunks_.empty(); }
   Chunk TakeFirst();  ///< removes the first chunk and returns it; requires !IsEmpty()
   void Clear();       ///< removes all texts

@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kPortPoll{2};
 // Interval for retrying to open a device node that does not exist.
 constexpr milliseconds kNodePoll{100};
-// Retry interval for sending while the buffer is full, in addition to poll(2).
+// While the buffer is full, sending is retried after this time, or earlier if poll(2) returns.
 constexpr milliseconds kFullPoll{5};
 // Time limit for the computer to read all bytes before the cable is pulled.
 constexpr milliseconds kCutTimeout{1000};

@@ -21,9 +21,9 @@ class LayoutNote {
 
   void Remove() const;  ///< call after the user's layout has been selected again
 
-  /// If an earlier process has left the file, selects the user's layout again, unless the user has
-  /// selected another one in the meantime. Keeps the file if the desktop does not respond. Waits up
-  /// to 2 s.
+  /// If an earlier process left the file behind, selects the user's layout again, unless the user
+  /// has selected another one in the meantime. Keeps the file if the desktop does not respond.
+  /// Waits up to 2 s.
   void Undo() const;
 
  private:

@@ -23,9 +23,9 @@ constexpr std::uint32_t kControlMask = 4;  // X11 protocol, section 2: #x0004 is
 constexpr char kNotAccepted[] = "the Wayland compositor does not accept the keys";
 constexpr auto kFirstKeyPause = 300ms;
 
-// A compositor disconnects an application whose socket is full. The socket holds up to about 280
-// writes, or 50 writes of this size (unix(7), net.core.wmem_default; libwayland-server 1.21). At
-// the steady 1,250 characters per second, an application may therefore stop reading for 2.5 s.
+// A compositor disconnects an application whose socket is full. The socket holds about 280 small
+// writes, or 50 writes of kStrokesAtOnce strokes (unix(7), net.core.wmem_default; libwayland-server
+// 1.21). At 1,250 characters per second, an application can therefore pause for 2.5 s.
 constexpr std::size_t kStrokesAtOnce = 140;
 constexpr std::chrono::nanoseconds kTimePerStroke = 400us;
 constexpr auto kTypingPause = 10ms;

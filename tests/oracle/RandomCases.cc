@@ -176,7 +176,7 @@ Choices RandomChoices(Random& random) {
   choices.recordDelimiter = RandomNumber(random, 4);
   choices.serialPosition = RandomNumber(random, 1);
   choices.order = RandomNumber(random, 5);
-  // The field ends with a NUL. Bytes after an earlier NUL are left over from an older text.
+  // The field ends with a NUL. Bytes after an earlier NUL are left over from a previous value.
   choices.serialField.assign(11, '\0');
   const bool anything = random.OneIn(8);
   for (std::size_t i = 0; i + 1 < choices.serialField.size(); ++i) {

@@ -322,7 +322,7 @@ TEST_F(X11KeyEventsTest, EndsOnlyAfterApplicationsHaveReadTheKeys) {
   EXPECT_EQ(clock.Count(std::chrono::milliseconds(100)), 1U);
 }
 
-// In this keymap, the only key for the digit 1 is another key while Num Lock is on.
+// In this keymap, the only key that types the digit 1 types something else while Num Lock is on.
 TEST_F(X11KeyEventsTest, TurnsNumLockOffForACharacter) {
   constexpr int kNumLock = 16;
   OutputOf(

@@ -81,7 +81,7 @@ TEST_F(OutputQueueTest, SendsAnswersInSequenceWithPauses) {
   EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST_F(OutputQueueTest, NextDueWaitsForAMillisecondAndAWholeByte) {
+TEST_F(OutputQueueTest, NextDueIsAtLeastOneMillisecondAndOneByteAway) {
   OutputQueue fast(115'200);
   fast.Append(Bytes(1000), kQueueStart);
   EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));
@@ -135,7 +135,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAStall) {
   EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST_F(OutputQueueTest, IsEmptyAfterClearEvenIfZeroBytesAreAdded) {
+TEST_F(OutputQueueTest, StaysEmptyIfAnEmptyTextIsAddedAfterClear) {
   Append("abcd");
   queue_.Clear();
   queue_.Append({}, kQueueStart);

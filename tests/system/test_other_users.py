@@ -98,7 +98,7 @@ class CreatedFilesTest(OtherUsersTest):
     def test_writes_file_if_generated_names_are_taken(self):
         self.check_alternative_name(_PRIVATE)
 
-    def test_writes_file_if_generated_names_link_to_settings(self):
+    def test_writes_file_if_generated_names_are_links(self):
         self.check_alternative_name(PATH)
 
 

@@ -209,9 +209,10 @@ TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {
   EXPECT_EQ(display.Buttons(), Texts{});
   delivery.RunBegan();
   delivery.KeyIgnored();
-  EXPECT_EQ(Message(),
-            "Quillet was in front, so the records were not delivered. They were not saved "
-            "either. Click the other program, then scan or synchronize again.");
+  EXPECT_EQ(
+      Message(),
+      "Quillet was the active application, so the records were not delivered. They were not saved "
+      "either. Click the other program, then scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
 }
 
@@ -263,7 +264,8 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
-      "Quillet was in front, so the records were not delivered. They are in the archive. "
+      "Quillet was the active application, so the records were not delivered. They are in the "
+      "archive. "
       "Click the other program before you scan again.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);
@@ -273,7 +275,8 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   clock.Advance(1ms);
   delivery.Deliver("3", false);
   const std::string lasting =
-      "Not everything was delivered: Quillet was in front. The records are in the archive.";
+      "Not everything was delivered: Quillet was the active application. The records are in the "
+      "archive.";
   EXPECT_EQ(Message(), lasting);
   delivery.KeyIgnored();
   EXPECT_EQ(Message(), message);

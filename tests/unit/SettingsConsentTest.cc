@@ -32,7 +32,7 @@ void Set(Settings& settings, const Values& values) {
 TEST(SensitiveActionsTest, DescribesEachAction) {
   const std::string data = kData;
   const std::string start = "Start this program and send it the records: ";
-  const std::string replace = "Replace this file at each synchronization: ";
+  const std::string replace = "Replace this file on each synchronization: ";
   const struct {
     Values values;
     Strings effects;
