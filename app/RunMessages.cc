@@ -147,7 +147,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   }
   parts_.strip.Withdraw(Notice::kRecordsMissing);
   if (!parts_.archive.failed()) parts_.strip.Withdraw(Notice::kArchiveNotWritten);
-  if (result.records > 0) CheckCopies();
+  if (result.records > 0 && !parts_.archive.cutOff()) CheckCopies();
   hasEnded_ = true;
   endedName_.Set(parts_.archive.runName());
   const DownloadCounts& counts = parts_.session.counts();
@@ -277,17 +277,20 @@ void RunMessages::ScannerErased() {
 void RunMessages::Problem(RunArchive::Problem problem) {
   // Does not use barcodeCount, because another run may have been started, which resets it.
   const std::int32_t records = parts_.session.counts().received();
+  // It says that only the archive has a copy. Now the scanner keeps the records, or no copy exists.
+  parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);
   switch (problem) {
     case RunArchive::Problem::kNotWritten:
-      parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);  // it would promise a copy
       return parts_.strip.Raise(Notice::kArchiveNotWritten,
                                 "Records cannot be saved in the archive. Check the folder " +
                                     parts_.archive.folder() + ".");
     case RunArchive::Problem::kEraseWithheld:
+      ShowMissing("The scanner was not erased. Synchronize again.");
       return parts_.strip.Raise(Notice::kNotErased,
                                 "The scanner was not erased because " + Counted(records) +
                                     (records == 1 ? " was" : " were") +
-                                    " not saved. Check the disk.",
+                                    (parts_.archive.failed() ? " not saved" : " not safely saved") +
+                                    ". Check the disk.",
                                 ShowActions());
     case RunArchive::Problem::kCutOff:
       return parts_.strip.Raise(Notice::kRecordsMissing,
@@ -295,6 +298,7 @@ void RunMessages::Problem(RunArchive::Problem problem) {
                                     ". The scanner was not erased. Synchronize again.",
                                 ShowActions());
     case RunArchive::Problem::kEraseDropped:
+      ShowMissing("The scanner was not erased. Synchronize again.");
       return parts_.strip.Raise(Notice::kNotErased,
                                 "The scanner was disconnected before it was erased. It still has "
                                 "the records.",

@@ -37,11 +37,12 @@ FlushList::Found FlushList::Find(const std::string& name) const {
   return {.isDay = isDay, .isHeld = isEarlierDay || std::ranges::any_of(runs, hasName)};
 }
 
-bool FlushList::Synchronize(std::chrono::milliseconds limit) const {
+bool FlushList::Synchronize(std::chrono::milliseconds limit, bool days) const {
   std::vector<Files> all;
   {
     const std::lock_guard lock(mutex_);
-    for (const auto& list : files_) std::ranges::copy(list, std::back_inserter(all));
+    std::ranges::copy(files_[0], std::back_inserter(all));
+    if (days) std::ranges::copy(files_[1], std::back_inserter(all));
   }
   return std::ranges::all_of(all, [limit](const Files& files) {
     return files.lines->Synchronize(limit) && files.records->Synchronize(limit);

@@ -50,10 +50,11 @@ class FlushList {
   };
   Found Find(const std::string& name) const;  ///< finds files by name without extension
 
-  /// Waits until all files are on the disk.
+  /// Waits until the files are on the disk.
   /// @param limit  maximum waiting time for each file
-  /// @return false after an error or if a file takes longer than `limit`
-  bool Synchronize(std::chrono::milliseconds limit) const;
+  /// @param days   false: only the files of runs
+  /// @return false after an error or after `limit`
+  bool Synchronize(std::chrono::milliseconds limit, bool days) const;
 
  private:
   mutable std::mutex mutex_;

@@ -1,5 +1,7 @@
 #include "output/RunArchive.h"
 
+#include <algorithm>
+
 #include "base/CalendarTime.h"
 #include "base/Utf8.h"
 #include "download/RecordComposer.h"
@@ -42,8 +44,9 @@ void RunArchive::Begin() {
   if (!overlaps_) {
     startsRun_ = true;
     runName_.Set("");
-    units_.RunBegan();
+    // The lines before the units: a unit that arrives in between must not count without its line.
     linesAtBegin_ = lines_.load();
+    units_.RunBegan();
     runsInProgress_ = 0;
   }
   interrupted_ = false;
@@ -53,6 +56,7 @@ void RunArchive::Begin() {
 // Forgets the records of earlier runs. Begin cannot do this, because an earlier run may send its
 // erase command after Begin.
 void RunArchive::DownloadStarted(bool erasePending) {
+  if (runsInProgress_ == 0) runsInProgress_ = 1;  // an interrupted run has ended late
   if (overlaps_ || erasePending) return;
   units_.StartRun();
   copied_ = -1;
@@ -89,10 +93,12 @@ void RunArchive::KeepUnit(std::string_view kind, std::span<const std::uint8_t> b
   if (!AppendUnit()) {
     units_.Set(unsafe_);
     if (!AppendUnit()) Failed();  // the second attempt writes to new files
-  } else if (runsInProgress_ == 0) {
+  } else if (runsInProgress_ == 0 && failed_ > lastOfRun_) {
     failed_ = 0;
   }
   units_.Written();
+  // The unit belongs to a run that has just begun, but is in the files of the previous run.
+  if (latest_ == &run_ && startsRun_) units_.Set(unsafe_);
 }
 
 // Appends entry_. Passes a new header each time, because the scanner or the settings may have
@@ -147,6 +153,7 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
 }
 
 void RunArchive::End(bool complete) {
+  units_.Set(lastOfRun_);
   if (runsInProgress_ > 0) --runsInProgress_;
   if (runsInProgress_ == 0) overlaps_ = false;
   // If this run has no records, the open files belong to an interrupted run.
@@ -177,7 +184,7 @@ std::optional<ErasePermit> RunArchive::AwaitCopy() {
   if (!units_.IsLast(flushed_) && !FilesSynchronized() && !AwaitOutputFile()) {
     return Withheld(Problem::kEraseWithheld);
   }
-  units_.Set(permitted_);
+  permitted_ = std::max(flushed_.load(), copied_.load());
   return ErasePermit();
 }
 
@@ -193,8 +200,8 @@ bool RunArchive::AwaitOutputFile() {
 // The file itself has been flushed, but not its folders, which may be new. The file may also have
 // been removed since.
 bool RunArchive::OutputFileIsACopy() {
-  const std::string path = outputFile_.Get();
   const std::int64_t copied = copied_;
+  const std::string path = outputFile_.Get();
   return units_.IsLast(copied_) && files_.SynchronizeEntries(path, kLongestSynchronization) &&
          files_.Exists(path) && copied == copied_ && units_.IsLast(copied_);
 }
@@ -213,12 +220,12 @@ bool RunArchive::Delete(const std::string& name) {
   if (found.isHeld && runsInProgress_ > 0) return false;
   if (!found.isHeld && !found.isDay && folder_.IsInUse(name)) return false;
   if (found.isHeld) CopyDeleted();
+  flushList_.Remove(name);
   folder_.Remove(name);
   if (found.isDay) {
     dayDeleted_ = true;
     if (units_.IsSet(inDay_)) CopyDeleted();
   }
-  flushList_.Remove(name);
   return true;
 }
 
@@ -244,7 +251,7 @@ bool RunArchive::FilesSynchronized() {
 }
 
 bool RunArchive::FlushFiles() {
-  if (flushList_.Synchronize(kLongestSynchronization)) return true;
+  if (flushList_.Synchronize(kLongestSynchronization, units_.IsSet(inDay_))) return true;
   Failed();
   return false;
 }

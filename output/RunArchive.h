@@ -154,6 +154,7 @@ class RunArchive final : public RecordArchive {
   RunUnits::Mark failed_{0};     // a unit or line is not in the archive
   RunUnits::Mark unsafe_{0};     // writing a file of the run failed once, or a file was deleted
   RunUnits::Mark cutOff_{0};     // a unit is known to be incomplete
+  RunUnits::Mark lastOfRun_{0};  // the last unit of the run that ended last
   RunUnits::Mark inDay_{0};      // a unit is in the files of the day
   RunUnits::Mark flushed_{-1};   // the units up to this one are on the disk
   RunUnits::Mark copied_{-1};    // the units up to this one are in the output file

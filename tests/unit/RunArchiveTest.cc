@@ -516,9 +516,10 @@ TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
   EXPECT_EQ(RecordsOf(day + "_2.records"), Texts{"2"});
   Begin();
   Receive("3");
+  archive_.End(true);
+  Receive("after the run");
   files_.broken = "live_2.records";
   EXPECT_FALSE(archive_.AwaitCopy());
-  archive_.End(true);
   Begin();
   Receive("4");
   EXPECT_TRUE(archive_.AwaitCopy()) << "needs none of the live scans";
@@ -635,6 +636,36 @@ TEST_F(RunArchiveTest, FailureToArchiveAScanDoesNotAffectTheNext) {
   files_.full = false;
   Receive("2");
   EXPECT_FALSE(archive_.failed());
+}
+
+TEST_F(RunArchiveTest, FailureInARunOutlastsLaterScans) {
+  Begin();
+  files_.full = true;
+  Receive("not written");
+  archive_.End(true);
+  files_.full = false;
+  Receive("live");
+  EXPECT_TRUE(archive_.failed());
+}
+
+TEST_F(RunArchiveTest, PermitsTheEraseIfOnlyEarlierScansWereRemoved) {
+  Receive("live");
+  Begin();
+  Receive("1");
+  ASSERT_TRUE(files_.Remove(folder_ + "/20261116_live.records"));
+  EXPECT_TRUE(archive_.AwaitCopy());
+  EXPECT_EQ(problems_, std::vector<Problem>{});
+}
+
+TEST_F(RunArchiveTest, LateEndOfAnInterruptedRunDoesNotEndTheNext) {
+  Begin();
+  Receive("1");
+  archive_.ConnectionEnded();
+  archive_.Begin();
+  archive_.End(false);  // the end of the interrupted run
+  archive_.DownloadStarted(false);
+  Receive("2");
+  EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
 }
 
 TEST_F(RunArchiveTest, ClosesTheOldestFilesOfLiveScans) {
