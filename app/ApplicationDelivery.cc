@@ -84,14 +84,14 @@ ApplicationDelivery::Outcome ApplicationDelivery::Deliver(const std::string& rec
   return Outcome::kNoTyping;
 }
 
-std::int32_t ApplicationDelivery::delivered() const {
+std::int32_t ApplicationDelivery::Delivered() const {
   const std::int32_t missed = isAtOwnWindow_ ? lastMissed_ - firstMissed_ + 1 : 0;
   return std::max(posted_ - missedBefore_ - missed, 0);
 }
 
-// Posts all keys of a record in one call, so that a backend releases modifiers that the user is
-// holding only once per record. Counts the record before the call, because KeyIgnored may be called
-// during it.
+// Posts all keys of a record in one call, so that a backend needs to release the modifiers held by
+// the user only once per record. Counts the record before the call, because KeyIgnored may be
+// called during it.
 ApplicationDelivery::Outcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
     if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
@@ -182,8 +182,8 @@ bool ApplicationDelivery::ShowProblem() {
   return false;
 }
 
-// Shows before a record is lost that keys cannot be typed. If a record has been lost, the message
-// remains until a record is typed.
+// Warns in advance that keys cannot be typed. Once a record has been lost, the message remains
+// until a record is typed.
 void ApplicationDelivery::ShowReadiness(const std::string& problem) {
   if (!problem.empty()) {
     isWarned_ = true;
@@ -237,7 +237,8 @@ void ApplicationDelivery::KeyIgnored() {
                    "again.");
 }
 
-// Shows a message that earlier records were not delivered. It stays until the next run begins.
+// Shows a message saying that earlier records were not delivered. It stays until the next run
+// begins.
 void ApplicationDelivery::RaiseIncomplete(const std::string& problem) {
   RaiseUndelivered(Notice::kRecordNotTyped, problem, "The records are in the archive.",
                    "They were not saved either. Scan or synchronize again.");

@@ -67,8 +67,8 @@ class ApplicationDelivery {
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
 
-  /// Prepares for typing if Prepare has been called during the run. Call it when `isReceiving` has
-  /// become false. Any thread.
+  /// Prepares for typing if Prepare was called during the run. Call it after `isReceiving` becomes
+  /// false. Any thread.
   void EndOfRun();
 
   /// Shows a message if the destination's application does not exist, and otherwise removes the
@@ -82,12 +82,12 @@ class ApplicationDelivery {
   /// @param destination  see Settings
   void AwaitReadiness(std::int32_t destination);
 
-  /// Removes the messages about earlier records and sets delivered() to 0. Any thread.
+  /// Removes the messages about earlier records and sets Delivered() to 0. Any thread.
   void RunBegan();
 
   /// Number of records that were typed or pasted since the run began. Excludes records that are
   /// known to have been ignored by Quillet's windows (see KeyIgnored). Any thread.
-  std::int32_t delivered() const;
+  std::int32_t Delivered() const;
 
   /// Called when a window of this program has ignored a key of a record. Main thread.
   void KeyIgnored();
@@ -122,8 +122,8 @@ class ApplicationDelivery {
   Time lastCheck_{};  // time of the last check of the input method
 
   SharedText typingProblem_;                 // text of the message kTypingImpossible
-  std::atomic<bool> isWarned_ = false;       // kTypingImpossible was raised before a record
-  SharedText inputMethod_;                   // input method that kInputMethodOn names
+  std::atomic<bool> isWarned_ = false;       // ShowReadiness has raised kTypingImpossible
+  SharedText inputMethod_;                   // input method named in the message kInputMethodOn
   std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
   std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is raised
 

@@ -51,7 +51,7 @@ bool ContainsAll(std::string_view text, std::string_view words) {
   return true;
 }
 
-// Cuts `lines` at a line end if it is longer than kPreviewSize bytes.
+// Truncates `lines` at a line end if it is longer than kPreviewSize bytes.
 std::string Shortened(std::string lines) {
   if (lines.size() <= kPreviewSize) return lines;
   lines.resize(Utf8Prefix(lines, kPreviewSize).size());
@@ -385,7 +385,7 @@ std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t
          " could not be typed. Turn on \"Paste text instead of typing it\".";
 }
 
-// Returns why the delivery must stop, or an empty text if the next record can be delivered.
+// Returns the reason to stop the delivery, or an empty string if the next record can be delivered.
 std::string EarlierRuns::StopAfter(ApplicationDelivery::Outcome outcome) const {
   if (outcome == Outcome::kNoTyping) {
     return parts_.delivery.TypingMessage() + " Delivery stopped";

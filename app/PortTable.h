@@ -40,7 +40,7 @@ class PortTable {
   explicit PortTable(SystemLog& log) : log_(log) {}
 
   /// Fills `stream` and `path` with the devices whose name contains "Tavo" or "usbmodem". Names are
-  /// cut at their first hyphen.
+  /// truncated at their first hyphen.
   /// @param names  device names, at most kMaximumPorts
   /// @param paths  device paths, in the same order
   /// @return the number of devices kept; the caller stores it in `numPorts`
@@ -110,7 +110,7 @@ class PortTable {
   }
 
   SystemLog& log_;
-  SharedText lastName_;  // name of the port that was selected or connected last
+  SharedText lastName_;  // name of the last selected or connected port
   SharedText lastPath_;
   std::set<std::string> untried_;  // paths of ports not tried yet; main thread only
 };

@@ -86,8 +86,8 @@ Run::Result Run::End(const Settings& settings, const SerialNumberField& serial, 
   return result;
 }
 
-// `records` is null if the run had another destination or End has been called before. In that case,
-// an existing file must not be overwritten.
+// `records` is null if the run had another destination or if End has already been called. In that
+// case, an existing file must not be overwritten.
 void Run::Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
                 LumetFile& file, Result& result) {
   if (records == nullptr || records->count == 0) {
@@ -105,8 +105,8 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   if (!result.refusedSettingsFile) {
     written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
   }
-  // In a folder with the sticky bit, another user can create files with the names that runs in the
-  // next minutes will use, or links with these names to the settings file.
+  // In a folder with the sticky bit, another user can create files, or links to the settings file,
+  // with the names that runs will use in the next minutes.
   const bool isTaken =
       result.refusedSettingsFile || (MeansNameIsTaken(written.error) && file.Exists(name));
   if (isTaken && name != settings.filename.Get()) {

@@ -65,8 +65,8 @@ class Run {
   /// Returns true between Begin and End. Used by the progress display.
   bool IsShown() const { return isShown_; }
 
-  /// Returns true during a run, and also if the last run started by the button was interrupted and
-  /// cannot end.
+  /// Returns true during a run, and also if the last run started with the button was interrupted
+  /// and cannot end.
   bool IsInProgress() const { return isShown_ || bIsUnderSynchronization; }
 
   /// Returns the gathered text, or null if nothing has been gathered. Read thread.
@@ -76,7 +76,7 @@ class Run {
   /// A scanner has connected, and no run has begun since.
   std::atomic<bool> automaticRunIsDue{false};
   std::atomic<std::int32_t> barcodeCount{0};  ///< number of records in the run
-  std::atomic<std::int32_t> barcodeindex{0};  ///< number of records gathered for the file
+  std::atomic<std::int32_t> barcodeindex{0};  ///< number of records collected for the file
   SharedText syncfileData;                    ///< unused; always empty
   SharedText syncfileName;                    ///< path of the last file written
 

@@ -22,7 +22,7 @@ constexpr auto kReadingTime = 5s;
 constexpr Notice kProblems[] = {Notice::kNotErased, Notice::kFileNotWritten,
                                 Notice::kSettingsFileAsFile, Notice::kArchiveNotWritten,
                                 Notice::kRecordsMissing};
-// Messages that are out of date when a run begins, or would hide its result.
+// Messages that are outdated when a run begins or that would hide its result.
 constexpr Notice kHints[] = {
     Notice::kPathRefused,  Notice::kDelivery,          Notice::kScanDelivered,
     Notice::kPathTooLong,  Notice::kArchiveIsOnlyCopy, Notice::kFileReplaced,
@@ -67,7 +67,7 @@ void RunMessages::RunBegan() {
 
 void RunMessages::Connected() {
   parts_.strip.Withdraw(Notice::kPressIgnored);
-  // A record-by-record run may continue after a reconnection, but a burst run does not.
+  // A record-by-record run can continue after a reconnection, but a burst run cannot.
   if (parts_.run.IsShown() && parts_.session.bBurstSync) return;
   parts_.strip.Withdraw(Notice::kDisconnectedInRun);
   if (parts_.run.IsShown()) parts_.platform.mainQueue.Async([this] { StartTicker(); });
@@ -151,7 +151,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   hasEnded_ = true;
   endedName_.Set(parts_.archive.runName());
   const DownloadCounts& counts = parts_.session.counts();
-  missing_ = counts.missing();
+  missing_ = counts.Missing();
   received_ = counts.received();
   burstCutOff_ = counts.burstCutOff();
   expected_ = parts_.session.SyncEndIndex();
@@ -180,7 +180,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   if (!result.file.empty()) fileSaid_ = true;
 }
 
-// Returns a sentence with the advice to synchronize again if the records were not saved.
+// Returns a sentence that advises synchronizing again, or "" if the records were saved.
 std::string RunMessages::Again() const {
   return parts_.archive.failed() ? " Synchronize again." : "";
 }
@@ -205,7 +205,7 @@ void RunMessages::ShowFinished(const Run::Result& result) {
                                    ? ShownText(ApplicationName(settings.appname.Get()))
                                    : "the active application";
   parts_.strip.Raise(Notice::kRunFinished,
-                     PartOf(parts_.delivery.delivered(), result.records) + InTime() +
+                     PartOf(parts_.delivery.Delivered(), result.records) + InTime() +
                          (settings.bNonEnglish ? ", pasted into " : ", typed into ") + receiver);
 }
 
@@ -277,7 +277,8 @@ void RunMessages::ScannerErased() {
 void RunMessages::Problem(RunArchive::Problem problem) {
   // Does not use barcodeCount, because another run may have been started, which resets it.
   const std::int32_t records = parts_.session.counts().received();
-  // It says that only the archive has a copy. Now the scanner keeps the records, or no copy exists.
+  // The message says that only the archive has a copy. Now the scanner keeps the records, or no
+  // copy exists.
   parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);
   switch (problem) {
     case RunArchive::Problem::kNotWritten:

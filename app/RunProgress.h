@@ -27,7 +27,7 @@ std::string Counted(std::int64_t records);
 /// left. Create one object per run and use it on one thread only.
 class RunProgress {
  public:
-  /// Time since a fixed moment.
+  /// Time since an arbitrary fixed point.
   using Time = std::chrono::milliseconds;
 
   /// Contents of the progress display.

@@ -21,7 +21,7 @@ bool IsInFolder(const std::string& path, const std::string& folder) {
 }
 
 // Formats actions as an answer for the file with the confirmed actions. The file contains the
-// newest answer first and an empty line after each answer. Returns an empty text if there are no
+// newest answer first and an empty line after each answer. Returns an empty string if there are no
 // actions.
 std::string Stored(const SensitiveActions& actions) {
   std::string text;
@@ -153,7 +153,7 @@ void SettingsConsent::Chosen() {
   }
 }
 
-// Returns the stored answers, or an empty text if they must be ignored.
+// Returns the stored answers, or an empty string if they must be ignored.
 std::string SettingsConsent::Answers() const {
   const platform::Checked file = parts_.files.ReadChecked(parts_.confirmed, kLongestAnswers);
   // Root may run the program with the home folder of another user.

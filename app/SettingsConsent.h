@@ -50,11 +50,11 @@ class SettingsConsent {
     platform::FileStore& files;       ///< reads and writes `confirmed`
     Settings& settings;               ///< the current settings
     platform::Panels& panels;         ///< shows the dialog
-    StatusStrip& strip;               ///< shows that settings are held back
+    StatusStrip& strip;               ///< shows that settings are withheld
     std::string dataFolder;           ///< absolute path of the data folder
     std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
     std::function<bool()> mayReview;  ///< during a run, shows a message and returns false
-    std::function<void()> onConfirm;  ///< called when settings that were held back take effect
+    std::function<void()> onConfirm;  ///< called when withheld settings take effect
   };
 
   explicit SettingsConsent(Parts parts) : parts_(std::move(parts)) {}  ///< see Parts

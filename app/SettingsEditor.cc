@@ -154,7 +154,7 @@ void SettingsEditor::Browse() {
   const std::int32_t destination = form_.Values().destination;
   std::optional<std::string> chosen;
   if (destination == kToFile) {
-    // Proposes the placeholder sn_timestamp.txt, so that the user can choose it again.
+    // Suggests the placeholder sn_timestamp.txt, so that the user can choose it again.
     chosen = parts_.panels.RunSavePanel(
         parts_.file.dataFolder(), std::string(kPlaceholder).substr(1), parts_.file.RegistryPath());
   } else if (destination == kToNamedApplication) {

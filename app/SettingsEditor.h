@@ -45,7 +45,7 @@ class SettingsEditor {
     std::function<bool()> mayOpen;
     std::function<void()> saved;  ///< called after the user has saved the settings
 
-    SettingsConsent& consent;  ///< holds back settings of another user
+    SettingsConsent& consent;  ///< withholds settings that another user saved
   };
 
   /// Sets the actions of the form.
@@ -64,7 +64,7 @@ class SettingsEditor {
   void DestinationChanged();
 
   /// Shows the path for the selected destination: the file, the application, or an empty path.
-  /// Hidden characters of the path are made visible, because another user may have chosen the path
+  /// Makes hidden characters in the path visible, because another user may have chosen the path
   /// and Save confirms it.
   void ChangeDestinationInformation();
 

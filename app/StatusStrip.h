@@ -13,11 +13,11 @@
 namespace quillet {
 
 /// The reasons for a message in the status strip, in order of rank, highest first. The strip shows
-/// the message of the highest rank.
+/// the message with the highest rank.
 enum class Notice {
   kDisconnectedInRun,  ///< the connection ended during a run
   kHungUp,             ///< the connected scanner's line has stopped working
-  kRunStuck,           ///< the run will not end
+  kRunStuck,           ///< the run does not end
 
   kNoThread,       ///< the system could not start a thread for the connection
   kPortDenied,     ///< no permission to open the port

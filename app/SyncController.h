@@ -66,8 +66,8 @@ class SyncController final : public LumetDelegate {
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
   ///@}
-  /// Updates the port list and empties the iterator. After a port was added, starts an attempt to
-  /// connect. After a removal, disconnects if EndsConnection().
+  /// Updates the port list and empties the iterator. If a port was added, starts an attempt to
+  /// connect. If one was removed, disconnects if EndsConnection().
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------
@@ -110,7 +110,8 @@ class SyncController final : public LumetDelegate {
 
   // --- Main window ------------------------------------------------------------------------------
 
-  /// Queues UTF-8 text with any line ends for the view. If `newline`, appends one. Any thread.
+  /// Queues UTF-8 text with line ends of any kind for the view. If `newline`, appends a line end.
+  /// Any thread.
   void DisplayText(std::string_view text, bool newline);
   void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
   void clearviewButton();                       ///< clears the main view. Main thread.

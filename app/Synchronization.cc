@@ -84,7 +84,7 @@ void SyncController::SynchronizeFinished() {
   Log(platform_.log, "-[SyncController SynchronizeFinished]");
   // Records missing from a burst cannot be detected: the scanner's count includes erased records.
   const DownloadCounts& counts = lumet->counts();
-  const bool complete = counts.missing() <= 0 && !counts.burstCutOff();
+  const bool complete = counts.Missing() <= 0 && !counts.burstCutOff();
   const Run::Result result = run_.End(*lumet, lumet->returnSerialNumber(), *lumetfile);
   delivery_.EndOfRun();
   if (result.recordsInFile > 0) archive_->OutputFileWritten(result.file, result.linesOnDisk);

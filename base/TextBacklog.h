@@ -21,7 +21,7 @@ class TextBacklog {
   /// of 160 bytes fit.
   static constexpr std::size_t kMostRecordText = std::size_t{16} * 1024 * 1024;
 
-  /// Successive texts of one kind. A chunk contains whole records.
+  /// Consecutive texts of the same kind. A chunk contains whole records.
   struct Chunk {
     TextKind kind = TextKind::kMessage;  ///< kind of all texts in the chunk
     std::string text = {};               ///< UTF-8

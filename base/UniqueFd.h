@@ -43,7 +43,7 @@ struct Pipe {
 };
 
 /// Creates a pipe with O_NONBLOCK and close-on-exec set at both ends.
-/// @param purpose  what the pipe is for, in the message of the exception
+/// @param purpose  the pipe's use, for the exception's message
 /// @throw std::system_error if the system refuses a descriptor
 Pipe MakePipe(const char* purpose);
 

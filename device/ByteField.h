@@ -34,7 +34,7 @@ class ByteField {
     bytes_[index].store(byte, std::memory_order_release);
   }
 
-  /// Stores `count` bytes, at most Size - 1, and a NUL after them. The remaining bytes of the field
+  /// Stores `count` bytes, at most Size - 1, followed by a NUL. The remaining bytes of the field
   /// keep their values.
   void Assign(const std::uint8_t* bytes, std::size_t count) noexcept {
     count = std::min(count, Size - 1);

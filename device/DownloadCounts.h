@@ -43,7 +43,7 @@ class DownloadCounts {
 
   /// Number of records that were requested one by one, but did not arrive. During the download, it
   /// includes the record that is still awaited. Any thread.
-  std::int32_t missing() const { return requested_ - answered_; }
+  std::int32_t Missing() const { return requested_ - answered_; }
 
  private:
   std::atomic<std::int32_t> requested_{0};

@@ -323,14 +323,15 @@ std::uint8_t Lumet::AwaitAnswer(std::int32_t waitFactor) {
 void Lumet::WakeupCommand() {
   Log(log_, "-[Lumet WakeupCommand]");
   ConsumeHead();
-  // Sends NULs depending on the previous command, which is still in the buffer, and not on the
-  // wake-up's argument, which is ignored.
+  // Whether NULs are sent depends on the previous command, which is still in the buffer. The
+  // wake-up's argument is ignored.
   if (commandBuf_[0] == 0x01) SendNullData();
   for (int attempt = 0; attempt < kWakeupAttempts; ++attempt) {
     SetCommand("W");
     if (SendCommandAndWait(kWakeupWait)) return;
   }
-  // If a new connection was made during the attempts, its commands and received bytes are kept.
+  // If the scanner was reconnected during the attempts, the new connection's commands and received
+  // bytes are kept.
   if (DropQueue()) {
     receive_.Reset();
     Show(Phase::kGivenUp);

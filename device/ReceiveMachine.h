@@ -42,7 +42,7 @@ class ReceiveMachine {
     Event event;        ///< the event caused by the last byte taken
   };
 
-  /// @param commandDone  1 if no command waits for an answer; must outlive this object
+  /// @param commandDone  1 if no command is waiting for an answer; must outlive this object
   explicit ReceiveMachine(const Word<std::uint8_t>& commandDone) : commandDone_(commandDone) {}
 
   /// Processes bytes up to and including the byte that causes an event. The completed unit stays in

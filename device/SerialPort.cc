@@ -55,7 +55,7 @@ std::uint8_t SerialPort::openConnections(const char* path) {
   Put(inputfd_, line_.Open(path, SerialLine::Access::kRead, kScannerLine));
   if (inputfd_ < 0) return 0;
   Put(outputfd_, line_.Open(path, SerialLine::Access::kWrite, kScannerLine));
-  // Reserves the output descriptor, because it is closed last.
+  // Reserves the port through the output descriptor, because that descriptor is closed last.
   if (outputfd_ < 0 || !outputfd_.With([this](std::int32_t line) { return line_.Reserve(line); })) {
     closeInputConnection();
     closeOutputConnection();

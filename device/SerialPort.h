@@ -91,7 +91,7 @@ class SerialPort {
   std::uint8_t openConnections(const char* path);
 
   void closeInputConnection();   ///< closes the line for reading, except descriptor 0
-  void closeOutputConnection();  ///< closes the line for writing, including descriptor 0
+  void closeOutputConnection();  ///< closes the line for writing, even if it is descriptor 0
   void closeConnections();       ///< closes both lines; the read thread continues
 
   /// Writes bytes with a pause of 1 ms after each, which gives the scanner time to process them.
@@ -108,7 +108,7 @@ class SerialPort {
   /// Number of times that the port has been opened or closed for writing. Any thread.
   std::uint32_t openings() const { return outputfd_.replacements(); }
 
-  /// Returns true if the last openConnections could not start the read thread. Any thread.
+  /// Returns true if the last call to openConnections could not start the read thread. Any thread.
   bool LacksThread() const { return lacksThread_; }
 
   /// Body of the read thread.

@@ -24,7 +24,7 @@ bool ArchiveVolume::Open(platform::FileStore& files, ArchiveFolder& folder, cons
   return true;
 }
 
-// Appending an empty text fails if an earlier operation on the file has failed.
+// Appending an empty string fails if an earlier operation on the file has failed.
 bool ArchiveVolume::IsUsable() const {
   return IsOpen() && files_.records->Append("") && files_.lines->Append("");
 }

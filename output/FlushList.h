@@ -43,7 +43,7 @@ class FlushList {
   /// Removes the files with this name (without the extension).
   void Remove(const std::string& name);
 
-  /// Result of Find: which files have the name.
+  /// Result of Find: the kinds of files that have the name.
   struct Found {
     bool isDay = false;   ///< the latest files of a day have it
     bool isHeld = false;  ///< other files in the list have it

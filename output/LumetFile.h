@@ -74,7 +74,7 @@ class LumetFile {
         platform::Custody::kForeign;  ///< who could have written the settings
     std::string owner = {};           ///< the other user's name, or empty; see Checked
     bool ownFile = false;             ///< whether the file belongs to this user or root
-    int error = 0;                    ///< why the file was not read (errno(3)), or 0
+    int error = 0;                    ///< error that prevented reading (errno(3)), or 0
     explicit operator bool() const { return wasRead; }  ///< true if the file was read
   };
 

@@ -61,7 +61,7 @@ void RunArchive::DownloadStarted(bool erasePending) {
   units_.StartRun();
   copied_ = -1;
   linesBefore_ = linesAtBegin_;
-  if (units_.count() == 0) lineIsDue_ = false;
+  if (units_.Count() == 0) lineIsDue_ = false;
   const bool dropsDay = day_.IsOpen() && !day_.IsUsable() && !units_.IsSet(inDay_);
   if (dropsDay) {
     dayFailed_ = true;
@@ -73,7 +73,7 @@ void RunArchive::DownloadStarted(bool erasePending) {
 void RunArchive::KeepRecord(std::span<const std::uint8_t> record) {
   if (std::exchange(lineIsDue_, true)) units_.Set(lacksData_);
   units_.Arrived();
-  // If the length is wrong, the line may not contain all data.
+  // If the length is wrong, the line may lack some of the data.
   const std::int32_t length = RecordLength(record, 0, scanner_.bTavo300 != 0);
   if (length != static_cast<std::int32_t>(record.size())) units_.Set(lacksData_);
   KeepUnit("record", record);
@@ -165,7 +165,7 @@ void RunArchive::End(bool complete) {
 void RunArchive::CloseRun(std::string_view status) {
   if (!std::exchange(isMarked_, false)) return;
   CheckedAppend(EndEntry(status));
-  folder_.Unmark(run_.name());
+  folder_.Unmark(run_.Name());
   folder_.DropOld();  // after the run, since listing the files would delay its records
 }
 
@@ -180,7 +180,7 @@ void RunArchive::Erased() {
 std::optional<ErasePermit> RunArchive::AwaitCopy() {
   permitted_ = 0;
   if (cutOff()) return Withheld(Problem::kCutOff);
-  if (const auto permit = ErasePermit::ForEmptyRun(units_.count())) return permit;
+  if (const auto permit = ErasePermit::ForEmptyRun(units_.Count())) return permit;
   if (!units_.IsLast(flushed_) && !FilesSynchronized() && !AwaitOutputFile()) {
     return Withheld(Problem::kEraseWithheld);
   }
@@ -197,8 +197,8 @@ bool RunArchive::AwaitOutputFile() {
   return OutputFileIsACopy();
 }
 
-// The file itself has been flushed, but not its folders, which may be new. The file may also have
-// been removed since.
+// The file itself has been flushed. Its folders, which may be new, have not. The file may also have
+// been removed in the meantime.
 bool RunArchive::OutputFileIsACopy() {
   const std::int64_t copied = copied_;
   const std::string path = outputFile_.Get();
@@ -212,7 +212,7 @@ std::nullopt_t RunArchive::Withheld(Problem reason) {
 }
 
 // Removes the files before it sets dayDeleted_, so the read thread never reopens a file that is
-// about to be removed. A unit that arrives in the meantime may be in a removed file.
+// about to be removed. A unit that arrives in the meantime may be written to a removed file.
 bool RunArchive::Delete(const std::string& name) {
   if (files_.Exists(folder_.PathOf(name, ArchiveFolder::kOpenEnding))) return false;
   const FlushList::Found found = flushList_.Find(name);
@@ -300,7 +300,7 @@ void RunArchive::OpenRun() {
                                FileNamePart(EscapedText(scanner_.SerialNo.TextFrom(0))));
   }
   const std::string name = folder_.UnusedName(first, ArchiveFolder::kVolumeMark);
-  const std::string marked = isMarked_ ? run_.name() : "";
+  const std::string marked = isMarked_ ? run_.Name() : "";
   if (isMarked_) run_.Append(EndEntry("continued"));
   isMarked_ = OpenVolume(FlushList::Use::kRun, name);
   if (isMarked_) {
@@ -317,7 +317,7 @@ void RunArchive::OpenDay() {
   const bool deleted = dayDeleted_;
   if (deleted) dayDeleted_ = false;
   if (day_.IsOpen() && !day_.IsUsable()) dayFailed_ = true;
-  const bool isCurrent = day_.size() < kFileSize && day_.name().starts_with(name);
+  const bool isCurrent = day_.size() < kFileSize && day_.Name().starts_with(name);
   if (!deleted && isCurrent && day_.IsUsable()) return;
   for (int number = 1; number < kMaximumDayFiles && !dayFailed_; ++number) {
     const std::string numbered = number == 1 ? name : name + ("_" + std::to_string(number));

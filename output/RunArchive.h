@@ -159,7 +159,7 @@ class RunArchive final : public RecordArchive {
   RunUnits::Mark flushed_{-1};   // the units up to this one are on the disk
   RunUnits::Mark copied_{-1};    // the units up to this one are in the output file
   RunUnits::Mark permitted_{0};  // the last permitted erase covers the units up to this one
-  std::atomic<bool> dayDeleted_{false};  // the files of the day were removed
+  std::atomic<bool> dayDeleted_{false};  // the day's files were deleted
   Word<bool> linesPending_ = false;      // pendingLines_ is not empty
   Word<bool> writesEachLine_ = false;    // lines are written at once, see WriteLines
   SharedText runName_;

@@ -5,7 +5,7 @@
 
 namespace quillet {
 
-/// Numbers the units of the archive in order of arrival, and knows which of them belong to the
+/// Numbers the units of the archive in order of arrival, and records which of them belong to the
 /// current run. A unit is a single record or a burst. Any thread, unless stated otherwise.
 class RunUnits {
  public:
@@ -15,7 +15,7 @@ class RunUnits {
   /// Called when a run begins. The run includes the units that have not been written yet. StartRun
   /// makes it the current run.
   void RunBegan() { writtenAtBegin_ = written_.load(); }
-  /// Makes the run that began last the current run.
+  /// Makes the most recently begun run the current run.
   void StartRun() { before_ = writtenAtBegin_.load(); }
 
   void Arrived() { ++arrived_; }  ///< called when a unit arrives; read thread
@@ -25,7 +25,7 @@ class RunUnits {
   std::int64_t written() const { return written_; }  ///< number of calls to Written
 
   /// Number of units since the current run began, including any that arrived after its end.
-  std::int64_t count() const { return arrived_ - before_; }
+  std::int64_t Count() const { return arrived_ - before_; }
 
   void Set(Mark& mark) const { mark = arrived_.load(); }            ///< marks the last unit
   bool IsSet(const Mark& mark) const { return mark > before_; }     ///< a counted unit is marked

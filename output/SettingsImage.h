@@ -39,7 +39,7 @@ void StoreValues(const platform::SettingsValues& values, const Settings& stored,
 /// and followed by "0" instead; ReadName then returns an empty name.
 void WriteName(SettingsImage& image, std::size_t position, std::string_view name);
 
-/// Returns the text from `position` to the next carriage return, or an empty text if the next 128
+/// Returns the text from `position` to the next carriage return, or an empty string if the next 128
 /// characters contain no carriage return.
 std::string ReadName(const SettingsImage& image, std::size_t position);
 

@@ -34,7 +34,7 @@ class FileStore : public CheckedFiles, public PrivateFiles {
   virtual Replaced Replace(const std::string& path, std::string_view contents) = 0;
 
   /// Returns the new contents of a file.
-  /// @param old  the existing contents, or an empty text if the file is missing
+  /// @param old  the existing contents, or an empty string if the file does not exist
   using Change = std::function<std::string(std::string_view old)>;
 
   /// Reads a file and replaces it like Replace. Both happen in the same folder, even if its path

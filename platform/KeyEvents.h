@@ -42,7 +42,7 @@ class KeyEvents {
   virtual std::string Untypable([[maybe_unused]] std::string_view text) { return {}; }
 
   /// Returns the name of an active input method that may change the typed text, such as "libpinyin
-  /// (IBus)". Returns an empty text if none is known. May take up to 0.4 s. Same threads as Post.
+  /// (IBus)". Returns an empty string if none is known. Takes up to 0.4 s. Same threads as Post.
   virtual std::string InputMethod() { return {}; }
 
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
@@ -51,18 +51,18 @@ class KeyEvents {
 
   /// Sets a function that is called after Prepare, each time it becomes known whether keys can be
   /// typed. Call it at most once, before Prepare.
-  /// @param changed  receives the reason why keys cannot be typed, as in Problem, or an empty text.
-  ///                 Called on any thread. Must not call this object.
+  /// @param changed  receives the reason why keys cannot be typed, as in Problem, or an empty
+  ///                 string. Called on any thread. Must not call this object.
   virtual void OnReadiness(
-      [[maybe_unused]] std::function<void(const std::string& problem)> changed) {}
+      [[maybe_unused]] const std::function<void(const std::string& problem)>& changed) {}
 
-  /// After Prepare, waits until it is known whether keys can be typed. Waits as long as Post would,
-  /// which then returns without waiting. Any thread, even while another thread is in Post.
+  /// After Prepare, waits until it is known whether keys can be typed. Waits no longer than Post
+  /// would. The next Post then does not wait. Any thread, even while another thread is in Post.
   virtual void AwaitReadiness() {}
 
   /// Undoes the changes to the system that an earlier process left when it was killed. Requests no
-  /// permission. Call it once at the start, before the other functions, even if the destination
-  /// does not type. Any thread.
+  /// permission. Call it once at the start, before the other functions, even if records are not to
+  /// be typed. Any thread.
   virtual void Recover() {}
 
   /// Undoes the backend's changes to the system. Post then drops all events. May take up to 1.2 s.
@@ -70,7 +70,7 @@ class KeyEvents {
   virtual void End() {}
 
   /// Returns the reason why the last Post dropped its events, as a sentence fragment. Returns an
-  /// empty text if the system accepted the events. Same threads as Post.
+  /// empty string if the system accepted the events. Same threads as Post.
   virtual std::string Problem() { return {}; }
 };
 

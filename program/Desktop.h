@@ -46,19 +46,19 @@ struct DesktopParts {
 /// Creates the backends for the desktop session of this process. Main thread.
 Desktop DesktopOfSession(const DesktopParts& parts);
 
-/// Returns the name of the user's display, or an empty text if there is none. Any thread.
+/// Returns the name of the user's display, or an empty string if there is none. Any thread.
 std::string DisplayOfSession();
 
-/// Returns the activation token with which the process was started, or an empty text if there is
+/// Returns the activation token with which the process was started, or an empty string if there is
 /// none. The token permits the process to raise a window. Call before creating the QApplication,
 /// which consumes the token.
 std::string ActivationToken();
 
-/// Returns the absolute path of the folder for the user's archive, or an empty text if the user has
-/// no home folder. Main thread.
+/// Returns the absolute path of the folder for the user's archive, or an empty string if the user
+/// has no home folder. Main thread.
 std::string ArchiveFolderOfUser();
 
-/// Returns the absolute path of the user guide, or an empty text if it is not installed. Any
+/// Returns the absolute path of the user guide, or an empty string if it is not installed. Any
 /// thread.
 std::string UserGuide();
 

@@ -34,10 +34,10 @@ enum class FaultAction {
   kInsert,   ///< `bytes` are inserted after the first `number` bytes of the answer
   kAnswer,   ///< `bytes` replace the answer
   kLength,   ///< the length field of the answer's frame is set to `number`
-  // With all triggers:
+  // Allowed with all triggers:
   kLose,    ///< the next `count` bytes are lost; with kCommand, after `number` bytes of the answer
   kUnplug,  ///< the cable is pulled, and plugged in again after `replug`, if present
-  // Not with kCommand:
+  // Not allowed with kCommand:
   kPlug,   ///< the cable is plugged in
   kSend,   ///< `bytes` are sent at once, even in the middle of an answer
   kPause,  ///< sending stops for `duration`

@@ -13,12 +13,13 @@ namespace quillet::simulator {
 /// articles and cartons with valid check digits, some of them repeated, at increasing times. The
 /// 300 series also scans matrix codes. Each value of `randomState` produces different records.
 ///
-/// The result depends only on the arguments, on every platform.
+/// The result depends only on the arguments and is the same on every platform.
 std::vector<ScanRecord> StockTaking(std::size_t count, Model model, std::uint64_t randomState = 1);
 
 /// Generates records with extreme contents: every symbology byte except kErasedSlot, extreme times,
 /// empty and very long data, and bytes with a special meaning in the protocol. At most one record
-/// in eight has more than 300 bytes. The result depends only on the arguments, on every platform.
+/// in eight has more than 300 bytes. The result depends only on the arguments and is the same on
+/// every platform.
 std::vector<ScanRecord> ExtremeRecords(std::size_t count, Model model,
                                        std::uint64_t randomState = 1);
 

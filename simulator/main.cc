@@ -50,7 +50,7 @@ void Print(const std::string& text) {
   std::fflush(stdout);
 }
 
-/// Removes and returns the first word. Also removes the blank after it.
+/// Removes and returns the first word. Also removes the space after it.
 std::string TakeWord(std::string_view& text) {
   const std::size_t end = std::min(text.find(' '), text.size());
   std::string word(text.substr(0, end));

@@ -22,7 +22,7 @@ class ActiveLayout::Plasma {
     return isKnown ? std::optional(layout) : std::nullopt;
   }
 
-  // Returns true if Plasma has replied before, or exists but did not reply in time.
+  // Returns true if Plasma has ever replied, or if it is running but did not reply in time.
   bool IsRunning() const { return isRunning_; }
 
   bool Select(std::uint32_t layout) {

@@ -26,7 +26,7 @@ bool IsX11Session(const Environment& environment);
 /// else in ".local/state" in the user's home folder (freedesktop.org, XDG Base Directory).
 /// @param environment  looks up the variable
 /// @param home         absolute path of the home folder
-/// @return an empty text if `home` is needed but not absolute
+/// @return the path, or an empty string if `home` is needed but not absolute
 std::string StateFolder(const Environment& environment, const std::string& home);
 
 /// Objects that post and recognize key events.

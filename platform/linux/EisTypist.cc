@@ -23,7 +23,7 @@ constexpr auto kDeadKeyPause = 300ms;
 constexpr auto kReadingTimePerStroke = 5ms;  // added per unread stroke, up to kMostDeadKeyPause
 constexpr auto kMostDeadKeyPause = 2s;
 
-// When the program begins to end, a pause ends within this time.
+// Once the program starts to exit, a pause ends within this time.
 constexpr auto kEndingCheck = 100ms;
 
 constexpr char kEnding[] = "Quillet is closing";

@@ -23,11 +23,11 @@ class ExpectedKeys {
   /// @param earliest  time before which the stroke cannot occur, if known
   void Add(KeyStroke stroke, std::optional<std::uint32_t> earliest = {});
 
-  /// Sets the latest time at which the strokes added so far can have occurred.
+  /// Sets the latest time at which the strokes added so far may have occurred.
   void SetLatest(std::uint32_t latest);
 
-  /// Removes the oldest stroke that equals `stroke`, or has kAnyKey and the same direction, and
-  /// could have occurred at `time`.
+  /// Removes the oldest stroke that could have occurred at `time` and either equals `stroke` or has
+  /// kAnyKey and the same direction.
   /// @return false if there is none
   bool Take(KeyStroke stroke, std::uint32_t time);
 

@@ -13,7 +13,7 @@ inline constexpr std::chrono::milliseconds kInputMethodLimit{200};
 ///
 /// Finds IBus as its clients do: through the variable IBUS_ADDRESS, or through the file that
 /// ibus-daemon(1) writes for each display.
-/// @return empty if no input method runs, if it does not reply in time, or if its engine is a
+/// @return empty if no input method is running, if it does not reply in time, or if its engine is a
 ///         keyboard layout. Any thread.
 std::string ActiveInputMethod();
 

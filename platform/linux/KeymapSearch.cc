@@ -188,7 +188,7 @@ std::optional<KeymapSearch::KeyLevel> KeymapSearch::FirstKey(std::uint32_t symbo
   return std::nullopt;
 }
 
-// Returns true if a desktop that receives the keysym `sent` types `symbol`. See KeysymFor.
+// Returns true if sending the keysym `sent` to the desktop types `symbol`. See KeysymFor.
 bool KeymapSearch::TypesByKeysym(std::uint32_t sent, const KeyboardState& state,
                                  std::uint32_t symbol) const {
   constexpr std::array<xkb_keysym_t, 3> kModifierOfLevel{0, XKB_KEY_Shift_L,

@@ -79,10 +79,11 @@ class KeymapSearch {
   /// @param character, state  see Find
   std::uint32_t KeysymFor(char character, const KeyboardState& state) const;
 
-  /// Returns true if the first key with a keysym is the same, on the same level, in all groups.
+  /// Returns true if the first key with the keysym is the same key, on the same level, in all
+  /// groups.
   bool IsKeysymOnSameKey(std::uint32_t symbol) const;
 
-  /// Returns true if such a desktop presses a key without modifiers for a keysym.
+  /// Returns true if the desktops (see KeysymFor) press a key without modifiers for a keysym.
   bool HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) const;
 
   /// Returns true if a key sets modifiers while it is pressed, types nothing, and has no other

@@ -13,7 +13,7 @@ class Pace {
  public:
   /// @param clock         outlives this object
   /// @param timePerEvent  inverse of the steady rate
-  /// @param mostAhead     number of events by which a burst may be ahead of the steady rate
+  /// @param mostAhead     largest number of events by which a burst can be ahead of the steady rate
   /// @param pause         length of each pause
   Pace(Clock& clock, std::chrono::nanoseconds timePerEvent, std::size_t mostAhead,
        std::chrono::microseconds pause)

@@ -44,7 +44,7 @@ std::string NameOf(const std::string& process) {
   return name;
 }
 
-/// Returns the ID of another process of this user that has the device open, or an empty text if
+/// Returns the ID of another process of this user that has the device open, or an empty string if
 /// there is none.
 std::string UserOf(const struct stat& device) {
   const auto end = steady_clock::now() + kLongestSearch;
@@ -64,7 +64,8 @@ std::string UserOf(const struct stat& device) {
   return found;
 }
 
-/// Returns the ID of the process that holds a lock on the file, or an empty text if there is none.
+/// Returns the ID of the process that holds a lock on the file, or an empty string if there is
+/// none.
 std::string HolderOf(const struct stat& file) {
   std::ifstream locks("/proc/locks");
   std::string line;

@@ -29,15 +29,14 @@ constexpr std::size_t kLongestToken = 256;  // in bytes
 // in time.
 constexpr auto kMissingPortalMargin = 1s;
 
-// Keys that an application has not read yet must fit in the buffer of its socket, as in
-// WaylandKeyEvents.
+// Keys that an application has not read yet must fit in its socket buffer, as in WaylandKeyEvents.
 constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
 constexpr auto kPressPause = 10ms;
 
 // Applications need this time to prepare for a new keyboard, which may be the seat's first.
 constexpr auto kNewEisKeyboardPause = 300ms;
-constexpr auto kEisLimit = 3s;  // less than the time-out of a request for a record, 5 s
+constexpr auto kEisLimit = 3s;  // less than the time-out of a record request, 5 s
 
 constexpr auto kEndLimit = 1s;
 

@@ -66,15 +66,15 @@ class PortalKeyEvents final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
-  void OnReadiness(std::function<void(const std::string& problem)> changed) override {
-    onReadiness_ = std::move(changed);
+  void OnReadiness(const std::function<void(const std::string& problem)>& changed) override {
+    onReadiness_ = changed;
   }
 
   /// If an earlier process was killed while another layout was selected, selects the user's layout
   /// again. See LayoutNote.
   void Recover() override { note_.Undo(); }
 
-  /// Waits up to 1 s for the part of a record that is being typed.
+  /// Waits up to 1 s until the current part of a record has been typed.
   void End() override;
 
  private:
@@ -107,7 +107,7 @@ class PortalKeyEvents final : public KeyEvents {
   Pace pace_;
   std::function<void(const std::string&)> onReadiness_;  // used only by thread_
   EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
-  unsigned knownDevices_ = 0;  // number of devices for which applications have had time to prepare
+  unsigned knownDevices_ = 0;  // number of devices that applications have had time to prepare for
 
   const LayoutNote note_;
 
@@ -118,7 +118,7 @@ class PortalKeyEvents final : public KeyEvents {
   std::mutex mutex_;  // guards the members below
   std::condition_variable changed_;
   State state_ = State::kIdle;
-  TypingFailure failure_;     // of the last Post, while the state was kReady
+  TypingFailure failure_;     // of the last Post in the state kReady
   std::string dropReason_;    // problem of the state in which the last Post dropped events
   const Job* job_ = nullptr;  // the job to run; null when it is done
   std::chrono::steady_clock::time_point answerLimit_{};

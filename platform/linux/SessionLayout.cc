@@ -177,11 +177,11 @@ Keysyms SessionLayout::KeysymsFor(const KeyEvent& press, const UserLayouts& layo
   const std::uint32_t first = layouts.active.value_or(0);
   if (keymap_ == nullptr || first >= groups) return {};
   const std::uint32_t locked = modifiers.isCapsLockOn ? kLock : 0;
-  const Keysyms found = KeysymsIn(press, *keymap_, {first, locked});
+  Keysyms found = KeysymsIn(press, *keymap_, {first, locked});
   for (std::uint32_t group = 1; group < groups && !layouts.active; ++group) {
     if (KeysymsIn(press, *keymap_, {group, locked}) != found) return {};
   }
-  // The portal of KDE searches the first group, even if another one is active.
+  // KDE's portal searches the first group, even if another one is active.
   const auto isOnSameKey = [&](std::uint32_t symbol) { return keymap_->IsKeysymOnSameKey(symbol); };
   const bool isPlasma = layouts.canSelect;
   if (isPlasma && !std::all_of(found.begin(), found.end(), isOnSameKey)) return {};

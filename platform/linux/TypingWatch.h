@@ -53,7 +53,7 @@ class TypingWatch {
   /// Waits until the desktop has reported any layout change that may have affected the keys.
   void AwaitReport();
 
-  /// Selects a layout of the user. See ActiveLayout::Select.
+  /// Selects one of the user's layouts. See ActiveLayout::Select.
   bool Select(std::uint32_t group) { return layouts_.Select(group); }
 
   /// Returns the active layout; no value if it is unknown.

@@ -21,7 +21,7 @@ struct input_event;
 namespace quillet::platform::linux_desktop {
 
 /// Returns the reason why a device cannot be opened for typing, as in KeyEvents::Problem, or an
-/// empty text. Creates no keyboard. Any thread.
+/// empty string. Creates no keyboard. Any thread.
 /// @param path  the uinput device, /dev/uinput
 std::string UinputProblem(const char* path);
 

@@ -28,7 +28,7 @@ class WaylandConnection {
 
   wl_seat* seat() const { return seat_; }                ///< null if the compositor has no seat
   bool seatHasKeyboard() const { return hasKeyboard_; }  ///< as of the last Roundtrip
-  /// Returns the wanted interface, or null if the compositor does not offer it.
+  /// Returns the bound interface `wanted`, or null if the compositor does not offer it.
   wl_proxy* wanted() const { return wanted_; }
 
   /// Sends all requests and waits until the compositor has processed them. If an earlier call has

@@ -8,7 +8,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// If the desktop starts Quillet automatically, the portal may start later.
+// Time to wait for the portal. It may start after Quillet if the desktop starts Quillet at login.
 constexpr auto kPortalStart = 30s;
 
 }  // namespace
@@ -40,8 +40,8 @@ std::string WaylandSessionKeys::Problem() {
 }
 
 // A virtual keyboard of the compositor needs no permission.
-void WaylandSessionKeys::OnReadiness(std::function<void(const std::string&)> changed) {
-  portal_.OnReadiness([this, report = std::move(changed)](const std::string& problem) {
+void WaylandSessionKeys::OnReadiness(const std::function<void(const std::string&)>& changed) {
+  portal_.OnReadiness([this, report = changed](const std::string& problem) {
     if (!portal_.IsMissing()) return report(problem);
     report(WaylandKeyEvents::IsOffered() ? "" : UinputProblem("/dev/uinput"));
   });

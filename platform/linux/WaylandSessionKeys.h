@@ -44,7 +44,7 @@ class WaylandSessionKeys final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override { return Way().Untypable(text); }
   std::string Problem() override;
-  void OnReadiness(std::function<void(const std::string& problem)> changed) override;
+  void OnReadiness(const std::function<void(const std::string& problem)>& changed) override;
   std::string InputMethod() override { return ActiveInputMethod(); }
   void AwaitReadiness() override;
   void Recover() override { portal_.Recover(); }
@@ -64,7 +64,7 @@ class WaylandSessionKeys final : public KeyEvents {
   std::mutex mutex_;                // guards usesPortal_
   std::optional<bool> usesPortal_;  // unset until the first call
 
-  std::atomic<KeyEvents*> way_ = nullptr;      // the way of typing in use, unless it is the portal
+  std::atomic<KeyEvents*> way_ = nullptr;      // the backend in use, unless it is the portal
   std::atomic<KeyEvents*> lastWay_ = nullptr;  // the way of the last Post
 };
 

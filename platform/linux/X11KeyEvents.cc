@@ -27,8 +27,8 @@ using namespace std::chrono_literals;
 // old keymap.
 constexpr auto kKeymapPause = 100ms;
 
-// End waits at most this long for the current record, which may take longer if applications are
-// slow.
+// End waits at most this long for the current record, even if slow applications delay the record
+// further.
 constexpr auto kEndLimit = 1s;
 constexpr auto kEndPause = 10ms;
 
@@ -78,7 +78,7 @@ std::uint8_t NeutralLocks(const X11Locks& locks) {
 
 struct FoundKeys {
   const KeyChord* chord;
-  std::uint8_t lockedModifiers;  // the chord needs exactly these locks
+  std::uint8_t lockedModifiers;  // the chord requires these locks, and no others
 };
 
 // Finds the keys that type a character. Tries the current locks, then only the user's Num Lock,
@@ -130,8 +130,8 @@ class X11KeyEvents::Piece {
     Change(neutral);
   }
 
-  // Adds events in order, beginning with the first. Stops before a character without a key, or when
-  // the piece is full. Returns the number of events added.
+  // Adds events in order. Stops before a character without a key, or when the piece is full.
+  // Returns the number of events added.
   std::size_t Add(std::span<const KeyEvent> events) {
     std::size_t count = 0;
     for (const KeyEvent& event : events) {
@@ -372,7 +372,7 @@ void X11KeyEvents::RestoreLocks(const std::vector<std::uint32_t>& mark) {
   const X11Locks now = keyboard_->ReadState().locks;
   for (std::size_t i = 2; i + 1 < mark.size(); i += 2) {
     if (mark[i] != now.lockedModifiers || mark[i + 1] != now.lockedGroup) continue;
-    // The group does not exist if the user has removed a layout since.
+    // The group no longer exists if the user has removed a layout in the meantime.
     const std::uint32_t group = mark[1] < keyboard_->Search().Groups() ? mark[1] : now.lockedGroup;
     return keyboard_->PutLocks(
         {static_cast<std::uint8_t>(mark[0]), static_cast<std::uint8_t>(group), 0, 0}, true);

@@ -79,7 +79,7 @@ class X11KeyEvents final : public KeyEvents {
   std::vector<std::uint32_t> mark_;         // value of typing_; empty if it does not exist
   bool hasBound_ = false;                   // the characters of the current record have been bound
   bool isBindingNew_ = false;               // no key has been sent since the last binding
-  std::vector<std::uint8_t> pressedAgain_;  // keys of the user, pressed on the XTEST keyboard
+  std::vector<std::uint8_t> pressedAgain_;  // keys held by the user, pressed on the XTEST keyboard
   std::chrono::nanoseconds lastKey_{};      // time at which the last keys were sent
 };
 

@@ -30,8 +30,8 @@ inline constexpr std::size_t kMostAnnounced = 10;
 /// invisible window on the toolkit's connection.
 ///
 /// While a program has frozen the keyboard (XGrabKeyboard(3), GrabModeSync), strokes arrive after
-/// the confirmation, but with their original times. The time of the confirmation then distinguishes
-/// them from the user's later keys.
+/// the confirmation (see ConfirmKeys), but with their original times. The time of the confirmation
+/// then distinguishes them from the user's later keys.
 class X11OwnKeys final : public OwnKeys {
  public:
   /// @param xcb  the toolkit's connection; outlives this object

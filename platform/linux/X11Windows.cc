@@ -112,7 +112,7 @@ class X11Windows::Connection : public XcbConnection {
   }
 
  private:
-  // Sends a text in pieces. The type of the first piece ends in "_BEGIN". Each message contains the
+  // Sends text in pieces. The type of the first piece ends in "_BEGIN". Each message contains the
   // ID of a new window, which identifies the text.
   void Broadcast(const std::string& text, const std::string& type) {
     xcb_client_message_event_t message{};

@@ -43,9 +43,8 @@ class X11Windows {
   /// @return false if the time-out expired or the connection is broken
   bool Activate(std::uint32_t window, std::chrono::milliseconds limit, Clock& clock);
 
-  /// Reports that a program has finished starting, for a program that opens no window. The launcher
-  /// then stops showing that the program is starting (freedesktop.org, Startup Notification
-  /// Protocol).
+  /// Reports that a program that opens no window has finished starting. The launcher then stops
+  /// showing that the program is starting (freedesktop.org, Startup Notification Protocol).
   /// @param id  value of the program's variable DESKTOP_STARTUP_ID
   void EndStartup(std::string_view id);
 

@@ -25,7 +25,7 @@ struct Place {
 ///         followed.
 Place OpenPlace(const std::string& path);
 
-/// Opens the place of the target of the link at `place`, as OpenPlace does.
+/// Opens the place that the link at `place` points to, as OpenPlace does.
 Place FollowLink(const Place& place);
 
 /// Opens the regular file at a place for reading. Does not follow a link. Never blocks.

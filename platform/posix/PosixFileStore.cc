@@ -64,7 +64,7 @@ bool IsTemporaryName(std::string_view name) {
 }
 
 // Locks a temporary file, so that no other process deletes it as unfinished.
-// @return false if another process has deleted it before it was locked
+// @return false if another process deleted the file before it was locked
 bool LockTemporary(int folder, const std::string& name, int file) {
   // If the file system has no locks, no other process can lock and delete the file either.
   if (flock(file, LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;

@@ -37,8 +37,8 @@ class PosixFileStore final : public FileStore {
 
   Replaced ReplaceChecked(const std::string& path, std::string_view contents) override;
 
-  /// Follows symbolic links as OpenPlace does. A link at `path` is replaced, and its target is
-  /// read.
+  /// Follows symbolic links as OpenPlace does. If `path` is a link, reads the link's target and
+  /// replaces the link itself.
   Replaced Update(const std::string& path, const Change& change) override;
 
   /// Calls fsync() on the folders. Ignores folders that this user cannot read or write and folders

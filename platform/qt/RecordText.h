@@ -30,8 +30,8 @@ QString ToDocumentText(std::string_view text);
 /// @param text  may contain several paragraphs
 void InsertAtEnd(QTextCursor& end, const QString& text);
 
-/// Marks the blocks from number `first` to the end of the document as blocks with a message, except
-/// an empty last block.
+/// Marks the blocks from number `first` to the end of the document, except an empty last block, as
+/// message blocks.
 /// @return the number of blocks that were not marked before
 int MarkMessage(const QTextDocument& document, int first);
 

@@ -17,8 +17,8 @@ inline QString ToLabel(std::string_view text) {
   return ToQString(text).replace(QLatin1Char('&'), QLatin1String("&&"));
 }
 
-/// Returns a tooltip that shows `text` wrapped and without interpreting markup. Qt wraps only rich
-/// text.
+/// Returns a tooltip that wraps `text` and shows markup in it literally. The result is rich text,
+/// because Qt wraps only rich text.
 inline QString ToToolTip(const QString& text) {
   return QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped());
 }

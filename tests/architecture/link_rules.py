@@ -1,9 +1,10 @@
 """Checks that no library needs symbols that it must not use:
 
-    link_rules.py NM ROOM... --backends BACKEND...
+    link_rules.py NM LAYER... --backends BACKEND...
 
-List the rooms from the lowest, base, to the highest. A room must not need symbols of a higher room
-or of a backend. A backend must not need symbols of another backend or of any room except base.
+List the layers from the lowest, base, to the highest. A layer must not need symbols of a higher
+layer or of a backend. A backend must not need symbols of another backend or of any layer except
+base.
 """
 import subprocess
 import sys

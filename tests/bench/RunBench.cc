@@ -180,7 +180,7 @@ class ArchivedRuns {
 
 using Measurement = ArchivedRuns::Cost (ArchivedRuns::*)();
 
-// Runs the program with and without the archive, and alternates which of the two runs first.
+// Runs the program with and without the archive. Alternates the order from round to round.
 void CompareArchive(const std::string& name, Measurement measure, std::size_t rounds,
                     std::size_t records) {
   static NoLog noLog;  // no log, to maximize the archive's share of the time

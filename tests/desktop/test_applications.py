@@ -33,7 +33,7 @@ class ApplicationsTest(TypingCase):
                 os.kill(pid, signal.SIGKILL)
 
     def starts(self):
-        """Returns the process ID of each start of the application."""
+        """Returns the process IDs of all instances of the application started so far."""
         if not os.path.exists(_PROGRAM + ".starts"):
             return []
         with open(_PROGRAM + ".starts", encoding="ascii") as starts:

@@ -168,7 +168,7 @@ class ArchiveTest(FaultTest):
         return scanner.all_commands().count("E")
 
     def check_calls(self, scanner):
-        """Checks that a power failure at any erase command would lose no record."""
+        """Checks that no record would be lost if the power failed at any erase command."""
         calls = self.calls()
         erasures = self.erasures(scanner)
         self.assertEqual(0 if erasures else len(self.records), scanner.record_count())

@@ -48,7 +48,8 @@ class GarbageTest(FaultTest):
         self.check_run()
 
     def test_garbage_before_count_erases_unread_records(self):
-        # The program reads a negative count. A record-by-record run then requests no records.
+        # The program interprets this count as negative. A record-by-record run then requests no
+        # records.
         scanner = self.begin_connected(3, "on N 1 before ff", clear_memory=1, **_ONE_BY_ONE)
         self.synchronize(messages.EMPTY_RUN)
         self.assert_old_file()

@@ -102,8 +102,8 @@ class Disk:
         self._used.update(range(write.offset - write.offset % _CHUNK, end, _CHUNK))
 
     def mount(self, writes):
-        """Mounts the contents at the last flush plus the given writes. Returns 0 or an error
-        number."""
+        """Mounts the disk contents as of the last flush, with the given writes applied. Returns 0
+        or an error number."""
         os.ftruncate(self._file, 0)
         os.ftruncate(self._file, len(self._stable))
         view = memoryview(self._stable)
@@ -160,7 +160,7 @@ class Check:
         if error:
             self.lost[f"cannot be mounted, {kind}: {os.strerror(error)}"] += 1
             return
-        missing = self.missing()
+        missing = self.Missing()
         self._disk.unmount()
         if missing:
             self.lost[f"lacks records, {kind}"] += 1

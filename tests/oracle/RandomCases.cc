@@ -105,8 +105,8 @@ Bytes MakeRecord(Random& random, Layout layout, int symbology) {
   return record;
 }
 
-/// Returns a setting whose valid values are 0 to `last`. Most results are valid. Some invalid
-/// results have a valid low byte.
+/// Returns a value for a setting whose valid values are 0 to `last`. Most results are valid. Some
+/// invalid results have a valid low byte.
 std::int32_t RandomNumber(Random& random, int last) {
   if (!random.OneIn(5)) return random.Between(0, last);
   if (random.OneIn(2)) return random.Between(last + 1, 9);

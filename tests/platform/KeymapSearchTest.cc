@@ -179,7 +179,7 @@ std::string MissingKeysyms(const char* layout, const char* variant = "",
 
 TEST(KeymapSearchTest, FindsKeysymsOnlyIfTheDesktopTypesThem) {
   EXPECT_EQ(MissingKeysyms("us"), "");
-  // The first keys with these symbols have them on their fourth levels.
+  // On the first keys that have these symbols, the symbols are on the fourth level.
   EXPECT_EQ(MissingKeysyms("gb"), "<>");
   EXPECT_EQ(MissingKeysyms("de", "neo"), ",.");
   EXPECT_EQ(MissingKeysyms("de"), "^`");  // dead keys

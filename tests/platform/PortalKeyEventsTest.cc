@@ -362,7 +362,7 @@ struct WaylandSessionKeysTest : PortalKeyEventsTest {
     WaylandSessionKeys session({.hasPortal = hasPortal, .tokenFile = tokenFile}, log, clock, files,
                                sent);
     session.Prepare();
-    EXPECT_EQ(session.Problem(), "");  // Prepare has chosen the way to type
+    EXPECT_EQ(session.Problem(), "");  // Prepare has chosen a backend
     EXPECT_TRUE(log.Has(way)) << testing::PrintToString(log.lines());
     for (const std::string& line : log.lines())
       EXPECT_FALSE(line.starts_with("Cannot type")) << line;

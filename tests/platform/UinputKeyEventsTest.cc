@@ -32,7 +32,7 @@ constexpr std::uint16_t kVirtualReturn = 36;
 class UinputKeyEventsTest : public ::testing::Test {
  protected:
   UinputKeyEventsTest() {
-    signal(SIGPIPE, SIG_IGN);  // a broken socket raises SIGPIPE; a failing device does not
+    signal(SIGPIPE, SIG_IGN);  // raised only by the socket, not by a real device
     Connect();
   }
   ~UinputKeyEventsTest() override { close(desktop_); }

@@ -111,8 +111,8 @@ class FakeKeyEvents final : public platform::KeyEvents {
   void Prepare() override { ++prepared; }
   void Recover() override { ++recovered; }
   void AwaitReadiness() override { ++awaited; }
-  void OnReadiness(std::function<void(const std::string&)> changed) override {
-    onReadiness = std::move(changed);
+  void OnReadiness(const std::function<void(const std::string&)>& changed) override {
+    onReadiness = changed;
   }
   std::string Problem() override { return problem; }
   std::string InputMethod() override { return inputMethod; }

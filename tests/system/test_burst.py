@@ -14,7 +14,7 @@ _EMPTY_BURST = ["W", "N", "GS1", "GS0"]
 class BurstTest(SystemTest):
 
     def check_records(self, records, count):
-        """Checks the file of a run. `count` is the number of records without erased slots."""
+        """Checks the file of a run. `count` is the number of records, excluding erased slots."""
         Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records)
         self.start_connected()

@@ -71,8 +71,8 @@ class TwoDevicesTest(SystemTest):
     def test_connects_scanner_plugged_in_during_an_attempt(self):
         self.scanner(faults=["on any ignore"], node="ttyACM1", place="3-2:1.0").plug_in()
         quillet = self.start()
-        # Waits for the log line, because a busy machine may read the view only after the attempt,
-        # which takes 6 seconds.
+        # Waits for the log line. On a busy machine, the test might not read the view until after
+        # the attempt, which takes 6 seconds.
         self.log.wait_for("[/dev/ttyACM1]:Open succeeded !!!")
         # This port precedes the port that is being tried, so the attempt does not reach it.
         self.plugged_in_scanner()

@@ -287,7 +287,7 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
 TEST_F(DeliveryTest, CountsOnlyDeliveredRecords) {
   const auto deliver = [this](bool paste = false, const std::string& record = "1\r\n") {
     delivery.Deliver(record, paste);
-    return delivery.delivered();
+    return delivery.Delivered();
   };
   EXPECT_EQ(deliver(), 1);
   EXPECT_EQ(deliver(false, "\xC3\xA9"), 1);
@@ -303,21 +303,21 @@ TEST_F(DeliveryTest, CountsOnlyDeliveredRecords) {
   keyEvents.problem = "";
   EXPECT_EQ(deliver(), 4);
   delivery.RunBegan();
-  EXPECT_EQ(delivery.delivered(), 0);
+  EXPECT_EQ(delivery.Delivered(), 0);
 }
 
 TEST_F(DeliveryTest, DoesNotCountRecordsThatQuilletIgnored) {
   keyEvents.onPost = [this] { delivery.KeyIgnored(); };
   for (int i = 0; i < 50; ++i) delivery.Deliver("1", false);
-  EXPECT_EQ(delivery.delivered(), 0);
+  EXPECT_EQ(delivery.Delivered(), 0);
   keyEvents.onPost = nullptr;
   for (int i = 0; i < 250; ++i) {
     clock.Advance(1s);
     delivery.Deliver("1", false);
   }
-  EXPECT_EQ(delivery.delivered(), 250);
+  EXPECT_EQ(delivery.Delivered(), 250);
   delivery.KeyIgnored();
-  EXPECT_EQ(delivery.delivered(), 249);
+  EXPECT_EQ(delivery.Delivered(), 249);
 }
 
 TEST_F(DeliveryTest, SaysThatTheApplicationIsMissing) {

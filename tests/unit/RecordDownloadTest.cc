@@ -65,13 +65,13 @@ TEST_F(RecordDownloadTest, CountsOnlyFramesAsAnswers) {
   lumet.bBurstSync = 0;
   lumet.Synchronize();
   Dispatch(10);
-  EXPECT_EQ(lumet.counts().missing(), 1);
+  EXPECT_EQ(lumet.counts().Missing(), 1);
   EXPECT_EQ(lumet.counts().received(), 3) << "the buffer still contains the first record";
   Receive("\x03" + Framed() + "@");
-  EXPECT_EQ(lumet.counts().missing(), 1) << "a live scan";
+  EXPECT_EQ(lumet.counts().Missing(), 1) << "a live scan";
   EXPECT_EQ(lumet.counts().received(), 4);
   Count(2);
-  EXPECT_EQ(lumet.counts().missing(), 0);
+  EXPECT_EQ(lumet.counts().Missing(), 0);
   EXPECT_EQ(lumet.counts().received(), 0);
 }
 

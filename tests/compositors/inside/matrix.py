@@ -60,8 +60,8 @@ class Receiver:
             return file.read()
 
     def wait_for(self, before, text, limit=20):
-        """Waits for `text` and returns the text received after `before`. Gives up if that text is
-        wrong and final, or does not change for `limit` seconds."""
+        """Waits for `text` and returns the text received after `before`. Gives up if other text
+        arrives and then stops changing, or if no text arrives for `limit` seconds."""
         last, changed = "", time.monotonic()
         end = changed + limit
         while time.monotonic() < end:
@@ -192,7 +192,7 @@ def measure(desktop, receiver_name, options, report):
                 problem = f"not measured: {error}"
             report(desktop.name, receiver_name, layout, state, problem)
             if problem:
-                # After a wrong text, a dead key may be pending or a menu may be open.
+                # After wrong text, a dead key may be pending or a menu may be open.
                 receiver.stop()
                 receiver = Receiver(desktop, receiver_name)
     receiver.stop()
