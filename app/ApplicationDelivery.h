@@ -71,13 +71,13 @@ class ApplicationDelivery {
   /// false. Any thread.
   void EndOfRun();
 
-  /// Shows a message if the destination's application does not exist, and otherwise removes the
+  /// Shows a message if the destination's application does not exist. Otherwise removes the
   /// message. Any thread.
   /// @param destination  see Settings
   /// @param application  the path in the settings
   void CheckTarget(std::int32_t destination, const std::string& application);
 
-  /// Waits until it is known whether records can be typed, if the destination is a program. Any
+  /// If the destination is a program, waits until it is known whether records can be typed. Any
   /// thread.
   /// @param destination  see Settings
   void AwaitReadiness(std::int32_t destination);

@@ -28,9 +28,9 @@ constexpr auto kLongestWait = 60s;
 constexpr auto kWindowPoll = 100ms;
 constexpr auto kAnswerPoll = 1ms;
 constexpr int kAnswerPolls = 2000;
-// Deliver again starts when another application has had the focus for this time. When the focus
-// moves from one Quillet window to another, there is a moment in which neither has it. The user may
-// also need time to click a field in the other application's window.
+// Deliver again starts when another application has had the focus for this long. When the focus
+// moves from one Quillet window to another, neither window has it for a moment. The user may also
+// need time to click a field in the other application's window.
 constexpr auto kSettlingTime = 1s;
 
 std::string Folded(std::string_view text) {

@@ -11,9 +11,9 @@
 
 namespace quillet {
 
-/// Appends texts to the main view. Texts and changes to other controls take effect in call order.
+/// Appends text to the main view. Text and changes to other controls take effect in call order.
 ///
-/// All texts between two changes to other controls share one entry of the main queue. If the main
+/// All text between two changes to other controls shares one entry of the main queue. If the main
 /// thread cannot keep up, the oldest queued records are dropped (see TextBacklog).
 class MainView {
  public:

@@ -38,7 +38,7 @@ class Run {
     int fileError = 0;                 ///< why `file` could not be written (errno(3)), or 0
   };
 
-  /// Shows a text in the main view; see SyncController::DisplayText.
+  /// Shows text in the main view; see SyncController::DisplayText.
   using ShowText = std::function<void(std::string_view text, bool newline)>;
 
   /// @param log   outlives this object

@@ -227,7 +227,7 @@ void RunMessages::ShowFile(const Run::Result& result) {
                      SaveActions());
 }
 
-// Returns how long the run took, as part of a sentence.
+// Returns the duration of the run as a phrase that begins with " in ".
 std::string RunMessages::InTime() const {
   const auto taken = parts_.platform.clock.Now() / 1ms - begin_;
   return " in " + TimeTaken(std::chrono::milliseconds(taken));

@@ -65,8 +65,8 @@ class RunMessages {
   /// Shows why a button that the user pressed has no effect now. Main thread.
   void PressIgnored(const std::string& text);
 
-  /// If the settings erase the scanner and write no file, shows once that only the archive keeps
-  /// the records, unless the archive has failed. Any thread.
+  /// If the settings erase the scanner and write no file, shows a message that only the archive
+  /// keeps the records. Shows it at most once, and not if the archive has failed. Any thread.
   void CheckCopies();
 
   /// Shows that an earlier process did not finish its work. Main thread.

@@ -13,9 +13,9 @@ using Phase = RunState::Phase;
 constexpr RunProgress::Time kWindow = 4s;
 constexpr RunProgress::Time kLeastWindow = 800ms;
 
-// If the run's state has not changed for this time, the display shows "no data".
+// If the run's state has not changed for this long, the display shows "no data".
 constexpr RunProgress::Time kSilence = 3s;
-// If the run's state has not changed for this time, the display advises a restart. Longer than the
+// If the run's state has not changed for this long, the display advises a restart. Longer than the
 // longest time-out for an answer, which is 50 s.
 constexpr RunProgress::Time kHopelessSilence = 60s;
 

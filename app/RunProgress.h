@@ -34,7 +34,7 @@ class RunProgress {
   struct Shown {
     std::string text;                               ///< UTF-8, one line
     double fraction = -1;                           ///< 0 to 1; negative if unknown
-    std::string advice = {};                        ///< what to do if the run will not end
+    std::string advice = {};                        ///< advice if the run may be stuck; else empty
     bool operator==(const Shown&) const = default;  ///< compares all members
   };
 

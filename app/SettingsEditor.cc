@@ -51,7 +51,7 @@ void SettingsEditor::Save() {
                      {{"Try again", [this] { Save(); }}});
 }
 
-// Warns of a path that is too long, because it will be empty after the next start.
+// Warns about a path that is too long, because the setting will be empty after the next start.
 void SettingsEditor::CheckPaths() {
   for (const auto& [destination, path] : {std::pair(kToFile, &settings_.filename),
                                           std::pair(kToNamedApplication, &settings_.appname)}) {

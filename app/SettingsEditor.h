@@ -73,8 +73,8 @@ class SettingsEditor {
   /// chosen file.
   void Browse();
 
-  /// Lets the user choose the application, and saves it if it is the destination. Works while the
-  /// settings window is closed.
+  /// Lets the user choose the application. Saves the choice if records go to the application. Works
+  /// while the settings window is closed.
   void ChooseApplication();
 
   void SaveAndClose();  ///< applies and saves the values in the window, then closes it

@@ -76,7 +76,7 @@ class StatusStrip {
   /// Shows the progress of a run until EndProgress, unless a message outranks Notice::kProgress.
   /// Main thread.
   void ShowProgress(const RunProgress::Shown& shown);
-  void EndProgress() { Remove(Notice::kProgress); }  ///< removes the progress; main thread
+  void EndProgress() { Remove(Notice::kProgress); }  ///< removes the progress text; main thread
 
   /// Queues a message, which is shown until it is withdrawn. A message of higher rank hides it.
   /// Replaces an earlier message with the same notice. Any thread; returns immediately.

@@ -39,7 +39,7 @@ class SyncController final : public LumetDelegate {
  public:
   static constexpr std::int32_t kMaximumPorts = PortTable::kMaximumPorts;  ///< see PortTable
 
-  /// @param platform  interfaces to the system, which must outlive this object, like the controls
+  /// @param platform  interfaces to the system; must outlive this object, like the controls
   /// @param controls  controls of the main window
   /// @param form      settings window
   /// @param runs      window with the earlier synchronizations

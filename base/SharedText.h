@@ -7,9 +7,9 @@
 
 namespace quillet {
 
-/// A text that one thread replaces while other threads read it. Every value is kept unchanged until
-/// the object is destroyed, so readers may keep references. Equal values are stored only once:
-/// memory use grows with the number of different values.
+/// A string that one thread replaces while other threads read it. Every value is kept unchanged
+/// until the object is destroyed, so readers may keep references. Equal values are stored only
+/// once: memory use grows with the number of different values.
 class SharedText {
  public:
   /// @param initial  the initial text

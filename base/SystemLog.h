@@ -10,7 +10,7 @@ class SystemLog {
   virtual ~SystemLog() = default;
 
   /// Writes one line. Lines from one thread keep their order. Waits only if the backend's backlog
-  /// is full. Reports no errors. Any thread.
+  /// is full. Errors are not reported. Any thread.
   /// @param line  text of any length without a line end; control characters are already escaped
   virtual void Write(std::string_view line) = 0;
 };

@@ -14,8 +14,8 @@ using platform::SerialLine;
 constexpr auto kReadPause = 200us;
 constexpr auto kTransmitPause = 1ms;
 
-// After this many pauses without data (at least 1 s in total), the system may end each pause late,
-// so that the processor wakes up less often. At 115200 bit/s, 58 bytes arrive within this delay.
+// After this many pauses without data (at least 1 s in total), each pause may last kIdleSlack
+// longer, so that the processor wakes up less often. At 115200 bit/s, 58 bytes arrive in 5 ms.
 constexpr std::int32_t kReadsUntilIdle = 5000;
 constexpr auto kIdleSlack = 5ms;
 

@@ -41,7 +41,7 @@ class ArchiveVolume {
   /// @return false after an error or if the volume is empty
   bool AppendLines(std::string_view lines);
 
-  const FlushList::Files& files() const { return files_; }  ///< the files and their name
+  const FlushList::Files& files() const { return files_; }  ///< the two files and their common name
   const std::string& Name() const { return files_.name; }   ///< file name without the extension
   std::uint64_t size() const { return size_; }              ///< total size of the files in bytes
   std::int64_t firstUnit() const { return firstUnit_; }     ///< first unit appended; 0 if none

@@ -24,7 +24,7 @@ class FlushList {
     kDay,  ///< the live scans of a day
   };
 
-  /// Two files of the same name.
+  /// Two files whose names differ only in the extension.
   struct Files {
     std::string name;                                     ///< name without the extension
     std::shared_ptr<platform::GrowingFile> records = {};  ///< the records as received
@@ -45,8 +45,8 @@ class FlushList {
 
   /// Result of Find: the kinds of files that have the name.
   struct Found {
-    bool isDay = false;   ///< the latest files of a day have it
-    bool isHeld = false;  ///< other files in the list have it
+    bool isDay = false;   ///< the latest files of a day have the name
+    bool isHeld = false;  ///< other files in the list have the name
   };
   Found Find(const std::string& name) const;  ///< finds files by name without extension
 

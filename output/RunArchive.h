@@ -151,14 +151,14 @@ class RunArchive final : public RecordArchive {
   Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
   RunUnits units_;
-  RunUnits::Mark failed_{0};     // a unit or line is not in the archive
-  RunUnits::Mark unsafe_{0};     // writing a file of the run failed once, or a file was deleted
-  RunUnits::Mark cutOff_{0};     // a unit is known to be incomplete
-  RunUnits::Mark lastOfRun_{0};  // the last unit of the run that ended last
-  RunUnits::Mark inDay_{0};      // a unit is in the files of the day
-  RunUnits::Mark flushed_{-1};   // the units up to this one are on the disk
-  RunUnits::Mark copied_{-1};    // the units up to this one are in the output file
-  RunUnits::Mark permitted_{0};  // the last permitted erase covers the units up to this one
+  RunUnits::Mark failed_{0};             // a unit or line is not in the archive
+  RunUnits::Mark unsafe_{0};             // a file of the run could not be written, or was deleted
+  RunUnits::Mark cutOff_{0};             // a unit is known to be incomplete
+  RunUnits::Mark lastOfRun_{0};          // the last unit of the run that ended last
+  RunUnits::Mark inDay_{0};              // a unit is in the files of the day
+  RunUnits::Mark flushed_{-1};           // the units up to this one are on the disk
+  RunUnits::Mark copied_{-1};            // the units up to this one are in the output file
+  RunUnits::Mark permitted_{0};          // the last permitted erase covers the units up to this one
   std::atomic<bool> dayDeleted_{false};  // the day's files were deleted
   Word<bool> linesPending_ = false;      // pendingLines_ is not empty
   Word<bool> writesEachLine_ = false;    // lines are written at once, see WriteLines

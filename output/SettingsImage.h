@@ -10,7 +10,7 @@
 
 namespace quillet {
 
-/// The contents of the settings file, with fixed positions and a NUL at the end.
+/// The contents of the settings file: fields at fixed positions, and a NUL at the end.
 using SettingsImage = std::array<char, 1024>;
 
 inline constexpr std::size_t kApplicationNamePosition = 256;

@@ -10,7 +10,7 @@ namespace quillet::simulator {
 /// Bytes as sent or received, in order.
 using Bytes = std::vector<std::uint8_t>;
 
-/// Converts a text to bytes.
+/// Converts text to bytes.
 inline Bytes ToBytes(std::string_view text) {
   return Bytes(text.begin(), text.end());
 }

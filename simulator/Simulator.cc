@@ -46,7 +46,7 @@ class Alarm {
 
   /// Waits for an event of poll(2), the time `waiting.until`, or Ring().
   void Wait(const ScannerOnLine::Waiting& waiting) {
-    // Limits the time-out of poll(2). An extra turn is harmless.
+    // Limits the time-out of poll(2). Waking up early is harmless.
     constexpr std::chrono::seconds kLongest{60};
     const Time now = Clock::now();
     const Time until = std::clamp<Time>(waiting.until, now, now + kLongest);
@@ -177,7 +177,7 @@ const Transcript& Simulator::GetTranscript() const {
 }
 
 bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds timeout) const {
-  constexpr Milliseconds kPoll{5};  // for conditions that depend on more than the scanner
+  constexpr Milliseconds kPoll{5};  // for conditions that can change between the scanner's turns
   const Time deadline = Clock::now() + timeout;
   std::unique_lock lock(mutex_);
   while (true) {

@@ -36,7 +36,7 @@ class Simulator {
   using Milliseconds = std::chrono::milliseconds;
   static constexpr Milliseconds kPatience{10'000};
 
-  /// Throws like TavoDevice and Transcript.
+  /// Throws the exceptions of the TavoDevice and Transcript constructors.
   explicit Simulator(Options options);
   ~Simulator();
 

@@ -14,7 +14,7 @@
 
 namespace quillet::simulator {
 
-/// The properties of a scanner, without its line.
+/// The properties of a scanner, excluding its serial line.
 struct DeviceSettings {
   Model model = Model::kOlder;
   std::string serial = "2104005771";    ///< answer to M, ten characters in real scanners

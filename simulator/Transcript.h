@@ -50,8 +50,8 @@ class Transcript {
   std::ofstream file_;
 };
 
-/// Formats an entry as a line of the file, without line end: seconds since `start`, the direction
-/// character, the bytes in hexadecimal (except for events) and the text.
+/// Formats an entry as a line of the file, without a line end: the seconds since `start`, the
+/// direction character, the bytes in hexadecimal (except for events) and the text.
 std::string FormatLine(const TranscriptEntry& entry, std::chrono::steady_clock::time_point start);
 
 }  // namespace quillet::simulator

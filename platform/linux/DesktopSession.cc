@@ -17,7 +17,8 @@ using namespace std::chrono_literals;
 // A compositor passes on the kernel's time stamp of an event, rounded to milliseconds.
 constexpr auto kWaylandDelay = 1ms;
 
-// Xwayland stamps an event when the event arrives from the compositor, which may be busy.
+// Xwayland sets the time stamp of an event when it receives the event. A busy compositor may send
+// the event late.
 constexpr auto kXwaylandDelay = 300ms;
 
 std::string ValueOf(const Environment& environment, const char* name) {

@@ -13,8 +13,8 @@ using namespace std::chrono_literals;
 
 constexpr auto kKeysLimit = 1s;
 
-// Time that the desktop needs at most to handle all keys. Used with versions of libei before 1.4,
-// which cannot report when it has handled them.
+// Maximum time that the desktop needs to handle all keys. Used with versions of libei before 1.4,
+// which cannot report when the desktop has handled them.
 constexpr auto kKeysPause = 30ms;
 
 // Pause before a dead key, during which programs read the earlier keys. Without it, GNOME's input

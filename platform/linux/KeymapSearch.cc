@@ -87,7 +87,7 @@ class KeymapSearch::State {
   std::uint32_t Pressed() const {
     return xkb_state_serialize_mods(state_, XKB_STATE_MODS_DEPRESSED);
   }
-  // Returns true if only pressed modifiers differ from the initial state.
+  // Returns true if the state equals the initial state, except for pressed modifiers.
   bool IsInitial() const {
     return xkb_state_serialize_mods(state_, XKB_STATE_MODS_LATCHED) == 0 &&
            xkb_state_serialize_mods(state_, XKB_STATE_MODS_LOCKED) == initial_.lockedModifiers &&

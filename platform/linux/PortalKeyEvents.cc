@@ -34,7 +34,7 @@ constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
 constexpr auto kPressPause = 10ms;
 
-// Applications need this time to prepare for a new keyboard, which may be the seat's first.
+// Time that applications need to prepare for a new keyboard, which may be the seat's first.
 constexpr auto kNewEisKeyboardPause = 300ms;
 constexpr auto kEisLimit = 3s;  // less than the time-out of a record request, 5 s
 

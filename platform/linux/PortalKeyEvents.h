@@ -56,8 +56,8 @@ class PortalKeyEvents final : public KeyEvents {
   /// Asks for permission, unless it has been granted or an answer is pending.
   void Prepare() override;
 
-  /// Returns true if the desktop has no portal for remote control. May wait as long as Post until
-  /// this is known. Any thread.
+  /// Returns true if the desktop has no portal for remote control. If this is not known yet, waits
+  /// for it, at most as long as Post. Any thread.
   bool IsMissing();
 
   /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's
@@ -119,7 +119,7 @@ class PortalKeyEvents final : public KeyEvents {
   std::condition_variable changed_;
   State state_ = State::kIdle;
   TypingFailure failure_;     // of the last Post in the state kReady
-  std::string dropReason_;    // problem of the state in which the last Post dropped events
+  std::string dropReason_;    // why the last Post dropped events; empty if it did not
   const Job* job_ = nullptr;  // the job to run; null when it is done
   std::chrono::steady_clock::time_point answerLimit_{};
   std::thread thread_;

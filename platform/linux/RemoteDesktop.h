@@ -33,7 +33,7 @@ class RemoteDesktop {
   RemoteDesktop& operator=(const RemoteDesktop&) = delete;
 
   /// Connects to the portal. Call once, before the other functions.
-  /// @param patience  how long to wait for a missing portal
+  /// @param patience  how long to wait for the portal to appear
   /// @return false if the session bus has no such portal
   bool Connect(std::chrono::seconds patience);
 

@@ -37,7 +37,7 @@ class TypingWatch {
   /// @param keyboard  see State
   State Read(unsigned keyboard);
 
-  /// Returns null if `now` equals `state`; otherwise names the change, as part of a sentence.
+  /// Returns a phrase that names the change from `state` to `now`, or null if they are equal.
   const char* WhatChanged(const State& now) const;
 
   void BeginRecord() { isBegun_ = false; }  ///< call before the first part of a record

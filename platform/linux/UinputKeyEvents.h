@@ -42,7 +42,7 @@ class UinputKeyEvents final : public KeyEvents {
   using MakeKeyboard = std::function<int()>;
 
   /// @param log    receives one line if keys cannot be typed; outlives this object
-  /// @param clock  used for pauses; its Now is the monotonic clock; outlives this object
+  /// @param clock  used for pauses; Now must use the monotonic clock; outlives this object
   /// @param sent   notified of the strokes that are written; outlives this object
   /// @param make   creates the keyboard like MakeVirtualKeyboard
   /// @param layout the layout of the desktop, or null; outlives this object

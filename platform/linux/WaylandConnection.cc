@@ -104,7 +104,7 @@ bool WaylandConnection::Dispatch(Deadline deadline) {
   const int descriptor = wl_display_get_fd(display_);
   bool isSent = true;
   while (wl_display_flush(display_) < 0) {
-    if (errno == EPIPE) break;  // reading then reports the end of the connection
+    if (errno == EPIPE) break;  // the read below reports that the connection has ended
     isSent = errno == EAGAIN && Await(descriptor, POLLOUT, deadline);
     if (!isSent) break;
   }

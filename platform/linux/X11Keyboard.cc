@@ -261,7 +261,7 @@ void X11Keyboard::PutLocks(const X11Locks& locks, bool latches) {
     request.latchGroup = 1;
     request.groupLatch = locks.latchedGroup;
   }
-  // XCB overwrites the two elements before the one that it is passed.
+  // XCB overwrites the two elements before the one passed to it.
   iovec parts[3]{};
   parts[2] = {&request, sizeof request};
   xcb_send_request(xcb_, 0, &parts[2], &kRequest);

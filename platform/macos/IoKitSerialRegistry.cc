@@ -144,7 +144,7 @@ IoKitSerialRegistry::Matching IoKitSerialRegistry::TakeMatching(Port& port) {
   return matching;
 }
 
-// Calls IOMasterPort only until it has succeeded once, because every successful call adds a
+// Does not call IOMasterPort again after it has succeeded, because every successful call adds a
 // reference to the port.
 bool IoKitSerialRegistry::FindMasterPort() {
   return masterPort_ != MACH_PORT_NULL ||

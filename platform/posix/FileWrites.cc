@@ -50,7 +50,7 @@ bool SynchronizeFile(int file) {
 bool SynchronizeEntries(std::string path) {
   for (bool containsFile = true; path.size() > 1; containsFile = false) {
     path.resize(std::max<std::size_t>(path.rfind('/'), 1));
-    // Nothing is read or written here, so other users' links may be followed.
+    // Nothing is read or written here, so following other users' links is safe.
     const UniqueFd folder(
         RetryOnSignal([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (folder.IsOpen() && SynchronizeFile(folder.Get())) continue;

@@ -31,8 +31,8 @@ class PosixFileStore final : public FileStore {
   /// has an advisory lock (flock(2)).
   ///
   /// Fails if the folder is missing or not writable, `path` ends with a slash or is a folder, a
-  /// name is too long, or the device is full or fails. A folder that cannot be read cannot be
-  /// flushed.
+  /// name is too long, or the device is full or fails. A folder that is not readable cannot be
+  /// flushed; see Replaced::synchronized.
   Replaced Replace(const std::string& path, std::string_view contents) override;
 
   Replaced ReplaceChecked(const std::string& path, std::string_view contents) override;
@@ -41,12 +41,13 @@ class PosixFileStore final : public FileStore {
   /// replaces the link itself.
   Replaced Update(const std::string& path, const Change& change) override;
 
-  /// Calls fsync() on the folders. Ignores folders that this user cannot read or write and folders
-  /// of file systems without fsync(), unless they contain the file itself.
+  /// Calls fsync() on all folders of the path. Ignores folders that this user cannot read or write
+  /// and folders of file systems without fsync(), unless they contain the file itself.
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override;
 
   /// Writes a temporary file, like Replace, and links it to `path` (linkat(2)). If the file system
-  /// has no links, reserves `path` with an empty file, which the temporary file then replaces.
+  /// does not support links, reserves `path` with an empty file, which the temporary file then
+  /// replaces.
   Created CreateNew(const std::string& path, std::string_view contents) override;
 
   /// Creates folders with mode 0700.

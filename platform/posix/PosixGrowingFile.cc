@@ -43,7 +43,7 @@ bool PosixGrowingFile::Append(std::string_view bytes) {
   return !file_->failed;
 }
 
-// A file that was removed in the meantime is lost when it is closed.
+// Fails if the file has been removed, because its contents are lost when it is closed.
 bool PosixGrowingFile::SynchronizeNow(File& file) {
   if (file.failed || !SynchronizeFile(file.descriptor.Get())) return false;
   struct stat status {};

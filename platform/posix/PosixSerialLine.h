@@ -23,9 +23,9 @@ class PosixSerialLine final : public SerialLine {
   /// except on pseudo-terminals.
   bool Reserve(std::int32_t line) override;
 
-  /// If the line is reserved, undoes Reserve and discards the output queue. Otherwise close(2)
-  /// would wait for a device that does not accept data, usually 30 s on Linux (setserial(8),
-  /// closing_wait). Then closes the line.
+  /// Closes the line. If the line is reserved, first undoes Reserve and discards the output queue,
+  /// because close(2) would wait for a device that does not accept data, usually 30 s on Linux
+  /// (setserial(8), closing_wait).
   void Close(std::int32_t line) override;
 
  private:

@@ -14,7 +14,7 @@ namespace quillet::platform::posix {
 /// request to the running instance. The running instance holds a lock on a file (flock(2)), which
 /// the system releases when the process ends or executes another program. It receives requests over
 /// a Unix socket next to that file. Both are in $XDG_RUNTIME_DIR (freedesktop.org, XDG Base
-/// Directory) or, if the user has none, in the private folder /tmp/quillet-UID.
+/// Directory) or, if it is not set or not private, in the private folder /tmp/quillet-UID.
 ///
 /// Main thread only.
 class SingleInstance {
@@ -35,7 +35,7 @@ class SingleInstance {
   /// @param handle   receives the request; also called from nested main loops
   void Listen(DescriptorWatcher& watcher, std::function<void(const std::string&)> handle);
 
-  /// Ends the instance. An instance started afterwards takes the lock.
+  /// Ends the instance and releases the lock. A process started afterwards can take the lock.
   void End();
 
  private:

@@ -20,8 +20,8 @@ using LineLength = std::uint64_t;
 // sequence would need a system call to wake the thread.
 constexpr std::chrono::milliseconds kGathering{2};
 
-// Reserves the full backlog, so that Write normally does not allocate. The kernel allocates pages
-// only when they are written.
+// Reserves memory for the full backlog, so that Write normally does not allocate. The kernel
+// allocates pages only when they are written.
 std::string EmptyBuffer() {
   std::string buffer;
   buffer.reserve(SyslogLog::kBacklogBytes);

@@ -34,7 +34,7 @@ class SyslogLog final : public SystemLog {
   /// Sends one message of at most kLongestMessage bytes. Called on the sending thread.
   using Transport = std::function<void(std::string_view message)>;
 
-  /// If the log accepts no message for this time, lines are dropped and counted until the log
+  /// If the log accepts no message for this long, lines are dropped and counted until the log
   /// accepts messages again.
   static constexpr std::chrono::seconds kLongestWait{5};
 

@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr auto kSlice = std::chrono::milliseconds(4);  // time limit per turn of the main loop
+constexpr auto kSlice = std::chrono::milliseconds(4);  // time limit per main loop iteration
 constexpr std::size_t kPiece = 20'000;                 // bytes inserted between two time checks
 
 }  // namespace

@@ -28,7 +28,7 @@ class QtTextView final : public TextView {
   void OnRecordsRemoved(std::function<void()> action) override { removed_ = std::move(action); }
   void ScrollToEnd() override;
 
-  /// Clears the view at once and drops text that has not been inserted yet.
+  /// Clears the view at once, drops text that has not been inserted yet, and appends `text`.
   void SetText(std::string_view text) override;
 
   /// Returns true if some appended text has not been inserted yet.
@@ -47,7 +47,7 @@ class QtTextView final : public TextView {
   RecordView& view_;
   TextBacklog::Chunk chunk_;  // the chunk that is being inserted
   std::size_t inserted_ = 0;  // number of leading bytes of chunk_ that are in the view
-  TextBacklog pending_;       // the texts after chunk_
+  TextBacklog pending_;       // text to insert after chunk_
   std::function<void()> removed_;
   bool scrollWanted_ = false;
   QTimer sliceTimer_;

@@ -15,9 +15,9 @@ bool OwnsClipboard();
 /// does not use X11 or owns the clipboard.
 void AfterCurrentTime(std::function<void()> action);
 
-/// Calls `action` once, when the program with focus requests the contents that Qt provides on the
-/// clipboard. A request for the list of formats does not count. Replaces the previous action, which
-/// is destroyed. If Qt does not use X11, destroys `action` instead.
+/// Calls `action` once, when the program with focus requests the clipboard's contents from Qt. A
+/// request for the list of formats does not count. Replaces the previous action, which is
+/// destroyed. If Qt does not use X11, destroys `action` instead.
 /// @param action  null: only removes the previous action
 void OnClipboardRead(std::function<void()> action);
 

@@ -76,7 +76,7 @@ class LayoutsTest(TypingCase):
         self.check_end_by(signal.SIGTERM, self.quillet_ended)
 
     def test_restores_the_keymap_on_restart_after_a_kill(self):
-        """Before the kill, the user chooses a destination that does not type."""
+        """At the restart, records go to a file, so the program does not type."""
         def start_again():
             wait_until(lambda: not self.quillet.process.is_running(), "the end")
             data_only(destination=0).save()

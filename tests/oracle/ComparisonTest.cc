@@ -1,4 +1,5 @@
-// Compares the lines that the program and the second implementation compose from random records.
+// Compares the lines that the program composes from random records with the lines of the
+// independent implementation in Oracle.h.
 
 #include <gtest/gtest.h>
 

@@ -23,7 +23,7 @@ def output(*command):
 
 
 def wrong_modes(package):
-    """Returns the entries of the package with unexpected owner or permissions."""
+    """Returns the package's entries that have an unexpected owner or unexpected permissions."""
     process = subprocess.run(["dpkg-deb", "--fsys-tarfile", package], capture_output=True, check=True)
     with tempfile.TemporaryFile() as file:
         file.write(process.stdout)

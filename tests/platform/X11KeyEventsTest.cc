@@ -457,7 +457,8 @@ TEST_F(X11KeyEventsTest, TypesAfterAKeyboardIsPluggedInOrRemoved) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-// Quillet assigns characters to unused key codes. The user's keyboard already uses one of them.
+// Quillet assigns characters only to key codes that no keyboard uses. Here, one key code is used by
+// the user's keyboard only.
 TEST_F(X11KeyEventsTest, DoesNotReassignAKeyCodeThatTheUsersKeyboardUses) {
   Use("ru");
   Device user("Xvfb keyboard");
@@ -517,7 +518,8 @@ TEST_F(X11KeyEventsTest, KeepsLocksThatTheUserChangedAfterAKill) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-// The user holds Shift at every second kill. The variable QUILLET_KILLS sets the number of kills.
+// The user holds Shift during every second kill. The environment variable QUILLET_KILLS sets the
+// number of kills.
 TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
   const char* const number = std::getenv("QUILLET_KILLS");
   const int kills = number == nullptr ? 4 : std::atoi(number);

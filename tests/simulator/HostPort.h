@@ -87,7 +87,7 @@ class ScannerTest : public testing::Test {
     port.emplace(scanner->Path());
   }
 
-  /// Opens the port a second time. Returns true if the scanner answers "W".
+  /// Opens the port a second time. Returns true if the scanner answers the command "W".
   bool Answers() { return HostPort(scanner->Path()).Ask("W", 1) == ToBytes("@"); }
 
   Options options = Options::Instant();

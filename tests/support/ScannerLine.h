@@ -61,7 +61,8 @@ class ScannerLine final : public platform::SerialLine {
     answers_[command] = answer;
   }
 
-  /// Delays the next answer to `command` until Release is called. The program does not time out.
+  /// Delays the next answer to `command` until Release is called. The program's time-out does not
+  /// expire in the meantime.
   void Hold(const std::string& command) {
     const std::lock_guard lock(mutex_);
     heldCommand_ = command;

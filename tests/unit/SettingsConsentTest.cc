@@ -509,7 +509,7 @@ TEST_F(ScanNoticeTest, IsNotShownForAProgramThatReceivedRecords) {
 TEST_F(ScanNoticeTest, IsShownForTheFirstScanThatIsTyped) {
   ConnectWith({.destination = kToActiveApplication}, {});
   tavo.Scan("caf\u00E9");
-  Synchronize();  // removes the message that the scan cannot be typed
+  Synchronize();  // removes the message saying that the scan cannot be typed
   mainQueue.RunAll();
   EXPECT_FALSE(strip.Message().starts_with("A scan was ")) << strip.Message();
   EXPECT_EQ(MessageAfterScan().substr(0, 17), "A scan was typed ");

@@ -1,5 +1,5 @@
-// Tests with the real X11 backends: the program's windows ignore the keys that the program posts,
-// and no others.
+// Tests with the real X11 backends: the program's windows ignore only the keys that the program
+// posts.
 
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>

@@ -1,4 +1,4 @@
-"""A desktop session: X server, window manager, session bus and the accessibility services."""
+"""A desktop session: X server, window manager, session bus and accessibility services."""
 
 import os
 import subprocess

@@ -15,7 +15,8 @@ _GROWTH = 4096  # allowed increase of resident memory after the warm-up, in KiB
 class CyclesTest(UsbTest):
 
     def settled_resources(self, cycles):
-        """Waits until the command threads of all cycles have ended. Returns the resources."""
+        """Waits until the command threads of all cycles have ended. Returns the program's resource
+        usage."""
         self.log.wait_for("-[Lumet CommandThread] has finished", cycles)
         return self.quillet.process.resources()
 

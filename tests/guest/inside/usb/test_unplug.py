@@ -55,7 +55,7 @@ class UnplugTest(UsbTest):
         quillet.wait_for_view(messages.connecting("ttyACM1"))
         quillet.wait_for_ports(["None", "Tavo[005771]"])
 
-        # Connecting has closed the old port, so its name is free again.
+        # Connecting to the new port closed the old one, so the old port's name is free again.
         quillet.clear()
         scanner.unplug()
         quillet.wait_for_view(messages.disconnected())
