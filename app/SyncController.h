@@ -110,8 +110,7 @@ class SyncController final : public LumetDelegate {
 
   // --- Main window ------------------------------------------------------------------------------
 
-  /// Queues UTF-8 text with line ends of any kind for the view. If `newline`, appends a line end.
-  /// Any thread.
+  /// Queues UTF-8 text with any line ends for the view; `newline` appends one. Any thread.
   void DisplayText(std::string_view text, bool newline);
   void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
   void clearviewButton();                       ///< clears the main view. Main thread.
