@@ -41,7 +41,7 @@ class CommandParser {
  public:
   struct Result {
     std::optional<Command> command;  ///< the command that this byte completed
-    std::string complaint;           ///< error in this byte or the unfinished command; "" if none
+    std::string complaint;           ///< why this byte or the command is invalid; "" if valid
   };
 
   /// Processes the next received byte.

@@ -59,7 +59,7 @@ class TypingWatch {
   /// Returns the active layout; no value if it is unknown.
   std::optional<std::uint32_t> ActiveGroup() { return layouts_.Read().active; }
 
-  State state;  ///< the state while the last keys were pressed
+  State state;  ///< the state when keys were last pressed
 
  private:
   Clock& clock_;

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Checks that a power failure loses no record that has been erased in the scanner.
+"""Checks that a power failure loses no record that has been erased from the scanner.
 
 Usage: power_check.py TYPE IMAGE LOG RUNS LIST [--OPTION N]...
 

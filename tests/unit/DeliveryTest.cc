@@ -107,7 +107,7 @@ TEST_F(DeliveryTest, RefusesARecordBeforePressingAnyKey) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, SaysThatTypingIsImpossibleBeforeARecord) {
+TEST_F(DeliveryTest, ReportsImpossibleTypingBeforeTheFirstRecord) {
   keyEvents.onReadiness("permission was denied");
   EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission was denied.");
   keyEvents.onReadiness("");
@@ -124,7 +124,7 @@ TEST_F(DeliveryTest, KeepsTheReasonForALostRecordUntilOneIsTyped) {
   EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission has not been granted yet.");
 }
 
-TEST_F(DeliveryTest, RemovesTheTypingProblemIfTheDestinationTypesNothing) {
+TEST_F(DeliveryTest, WithdrawsTheTypingMessageIfNothingIsTyped) {
   keyEvents.onReadiness("permission was denied");
   delivery.Prepare(kToFile);
   EXPECT_EQ(Message(), "");

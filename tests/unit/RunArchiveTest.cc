@@ -169,7 +169,7 @@ TEST_F(RunArchiveTest, FileNamesContainNoControlCharacters) {
   EXPECT_EQ(test::FileContents(folder_ + "/order"), "20261116_010409_21%0A_%7F_X\n");
 }
 
-TEST_F(RunArchiveTest, StoresABurstBeforeItsFirstLine) {
+TEST_F(RunArchiveTest, StoresABurstBeforeItsFirstLineIsComposed) {
   Begin();
   archive_.KeepBurst(Bytes(Stored("1") + Stored("gone", '\xFF') + Stored("2")));
   EXPECT_EQ(RecordsOf(first_ + ".records"), (Texts{"1", "2"}));

@@ -49,7 +49,7 @@ TEST(SampleLineTest, DelimiterTitlesEndWithTheShownSymbol) {
   }
 }
 
-TEST(SampleLineTest, OrderTitlesListFieldsInSampleOrder) {
+TEST(SampleLineTest, OrderTitlesNameTheFieldsAsInTheSample) {
   SampleComposer sample;
   sample.bAttachType = sample.bAttachTimestamp = 1;
   sample.recorddelimiter = 0;

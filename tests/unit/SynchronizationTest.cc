@@ -353,7 +353,7 @@ TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
   ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 2; }));
 }
 
-TEST_F(ResultTest, ReportsTheWithheldEraseOfARunDuringTheNextRun) {
+TEST_F(ResultTest, ReportsAWithheldEraseDuringTheNextRun) {
   files.flushes = false;
   ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
