@@ -34,7 +34,7 @@ class MainView {
   void OnRecordsRemoved(std::function<void()> action);
   void ReportNextRemoval();  ///< see OnRecordsRemoved; any thread
 
-  /// Empties the view. Texts that are still queued appear later. Main thread.
+  /// Empties the view. Text that is still queued appears later. Main thread.
   void Clear();
 
  private:

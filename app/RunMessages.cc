@@ -209,8 +209,8 @@ void RunMessages::ShowFinished(const Run::Result& result) {
                          (settings.bNonEnglish ? ", pasted into " : ", typed into ") + receiver);
 }
 
-// The file is empty if no record arrived while it was the destination, or if the first of two runs
-// that overlap has written the records of both. The message about that file then stays.
+// The file is empty if no record arrived while it was the destination, or if the first of two
+// overlapping runs has written the records of both. The message about that file then stays.
 void RunMessages::ShowFile(const Run::Result& result) {
   if (!result.file.empty()) {
     parts_.strip.Withdraw(Notice::kFileNotWritten);

@@ -43,7 +43,7 @@ class ByteField {
   }
 
   /// Returns the text from index `start` to the next NUL or the end of the field. If `start` is
-  /// after the NUL of the current text, the result is part of an earlier text.
+  /// after the NUL of the current text, the result is part of a previous value.
   std::string TextFrom(std::size_t start) const {
     std::string text;
     for (std::size_t i = start; i < Size; ++i) {

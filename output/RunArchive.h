@@ -29,8 +29,8 @@ namespace quillet {
 /// Writes every received record to the user's archive folder, in the format of docs/archive.md, and
 /// permits an erase only if all records of the run are on the disk.
 ///
-/// A run has two files of the same name: NAME.txt with the composed lines, and NAME.records with
-/// the records as received. Scans that arrive outside a run are written to two files per day. While
+/// A run has two files: NAME.txt with the composed lines, and NAME.records with the records as
+/// received. Scans that arrive outside a run are written to two files per day. While
 /// a run is in progress, a file NAME.open marks it. After an error, the next record is written to
 /// new files.
 class RunArchive final : public RecordArchive {

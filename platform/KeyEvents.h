@@ -46,7 +46,7 @@ class KeyEvents {
   virtual std::string InputMethod() { return {}; }
 
   /// Gets ready to type, for example by asking the user for permission. Returns without waiting for
-  /// the answer. Call it when the user chooses a destination that types. Any thread.
+  /// the answer. Call it when the user chooses a destination that requires typing. Any thread.
   virtual void Prepare() {}
 
   /// Sets the function to call after Prepare, each time it becomes known whether keys can be typed.

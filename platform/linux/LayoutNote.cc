@@ -17,7 +17,7 @@ void LayoutNote::Write(std::uint32_t selected, std::uint32_t previous) const {
   const UniqueFd file(
       open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
   const std::string text = std::to_string(selected) + " " + std::to_string(previous) + "\n";
-  // If this fails, the layout is not restored after a kill.
+  // If this fails, the layout is not restored after the program is killed.
   if (!file.IsOpen() || write(file.Get(), text.data(), text.size()) < 0) return;
 }
 

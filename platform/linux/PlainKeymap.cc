@@ -28,8 +28,8 @@ constexpr int kKeysymReturn = 0xff0d;
 constexpr int kKeysymTab = 0xff09;
 constexpr int kXkbCodeOffset = 8;  // difference between XKB and evdev key codes
 
-// The keysyms of ASCII characters other than Return and Tab equal the characters (X11 protocol,
-// appendix A).
+// The keysyms of ASCII characters other than Return and Tab equal the character codes (X11
+// protocol, appendix A).
 int PlainKeysym(char character) {
   return character == '\n' ? kKeysymReturn : character == '\t' ? kKeysymTab : character;
 }

@@ -65,7 +65,7 @@ class WaylandSessionKeys final : public KeyEvents {
   std::optional<bool> usesPortal_;  // unset until the first call
 
   std::atomic<KeyEvents*> way_ = nullptr;      // the backend in use, unless it is the portal
-  std::atomic<KeyEvents*> lastWay_ = nullptr;  // the way of the last Post
+  std::atomic<KeyEvents*> lastWay_ = nullptr;  // the backend that the last Post used
 };
 
 }  // namespace quillet::platform::linux_desktop

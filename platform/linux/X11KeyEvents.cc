@@ -366,7 +366,7 @@ void X11KeyEvents::RestoreAbandoned() {
   keyboard_->ReadState();  // a round trip, so that the server has processed the requests
 }
 
-// Restores the locks, unless the user has changed them since the kill.
+// Restores the locks, unless the user has changed them since the process was killed.
 // @param mark  see Mark
 void X11KeyEvents::RestoreLocks(const std::vector<std::uint32_t>& mark) {
   const X11Locks now = keyboard_->ReadState().locks;

@@ -15,7 +15,7 @@ namespace quillet::platform::qt {
 /// seconds. If the main queue drops the work, the wait ends at once. If a call fails, its text is
 /// not set later.
 ///
-/// On X11, a text counts as set when the program owns the clipboard. The X server refuses a request
+/// On X11, text counts as set when the program owns the clipboard. The X server refuses a request
 /// whose time stamp is earlier than that of the current owner (ICCCM, 2.1). Before a call from
 /// another thread sets the text, Quillet therefore sends Qt an event with the current time.
 ///
@@ -23,7 +23,7 @@ namespace quillet::platform::qt {
 /// the previous such call, because a slow program reads the clipboard long after it receives the
 /// paste keys. The wait ends two seconds after that call. After such a time-out, calls do not wait,
 /// because the program may never read the clipboard. Calls wait again once a program with focus has
-/// read a text.
+/// read the clipboard.
 class QtPasteboard final : public Pasteboard {
  public:
   /// @param queue        the main thread's queue; it outlives this object

@@ -79,8 +79,8 @@ All other arguments are those of the scanner:
               DefaultFolder().c_str(), simulator::HelpText().c_str());
 }
 
-// Writes the settings file. Starts from the existing settings, or from those of a first run if none
-// exist or --unattended is given. Then applies the arguments.
+// Writes the settings file. Starts from the existing settings, or from the defaults if none exist
+// or --unattended is given. Then applies the arguments.
 void PrepareSettings(const Arguments& arguments, const std::string& dataFolder) {
   const std::string path = dataFolder + "/QuilletRegistry.txt";
   SettingsImage image{};

@@ -39,7 +39,9 @@ def main():
     inner = [sandbox.PYTHON, "-m", "harness.main", *tests, "--verbose"]
     os.chdir(folder)
     programs = os.path.dirname(environment["SYSTEM_TEST_SIMULATOR"])
-    visible = sorted({HERE, folder, programs, os.path.dirname(environment["SYSTEM_TEST_QUILLET"])})
+    suppressions = os.path.dirname(HERE) + "/libraries.tsan"
+    visible = sorted({HERE, folder, programs, suppressions,
+                      os.path.dirname(environment["SYSTEM_TEST_QUILLET"])})
     sys.stdout.flush()
     if sandbox.has_namespaces():
         environment["SYSTEM_TEST_PRIVATE_DISK"] = "1"

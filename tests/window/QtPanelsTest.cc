@@ -123,7 +123,7 @@ TEST_F(QtPanelsTest, AsksBeforeUsingSettings) {
       ASSERT_NE(box, nullptr);
       EXPECT_EQ(box->text(), "Use <b>?");
       EXPECT_EQ(box->informativeText().remove(u'\u200B'),
-                "Quillet will then:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet does none of this "
+                "Quillet will then:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet will not do any of this "
                 "until you agree.");
       answer(*box);
     });

@@ -100,7 +100,7 @@ def difference(expected, received):
 
 
 class Cell:
-    """Types TEXT into a receiver. STATES lists the methods that each test one desktop state."""
+    """Types TEXT into a receiver. STATES lists the test methods, one per desktop state."""
 
     def __init__(self, desktop, receiver, repeat=1):
         self._desktop = desktop

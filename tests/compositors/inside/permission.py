@@ -38,7 +38,7 @@ class Permission:
         return problem
 
     def _revoke(self):
-        """Stops remote access while a text is being typed. Returns an error message or ""."""
+        """Stops remote access while text is being typed. Returns an error message or ""."""
         cell = Cell(self._desktop, self._receiver)
         self._desktop.evaluate(LISTEN)
         process, before = cell.start(TEXT * 3, "--pace", "10000")
