@@ -203,7 +203,7 @@ TEST_P(FileStoreContract, GrowingFilesKeepAllAppendedBytes) {
   EXPECT_EQ(store_.OpenGrowing(folder + "/log", true), nullptr) << "exists";
 }
 
-TEST_P(FileStoreContract, RemovedGrowingFilesCannotBeFlushed) {
+TEST_P(FileStoreContract, FlushingAGrowingFileFailsAfterItsRemoval) {
   const auto file = (store_.CreateFolder(path_), store_.OpenGrowing(path_ + "/log", true));
   ASSERT_NE(file, nullptr);
   ASSERT_TRUE(store_.Remove(path_ + "/log"));

@@ -47,7 +47,7 @@ class GarbageTest(FaultTest):
         self.begin_connected(3, "on N 1 before ff")
         self.check_run()
 
-    def test_garbage_before_count_erases_unread_records(self):
+    def test_garbage_before_count_leads_to_premature_erase(self):
         # The program interprets this count as negative. A record-by-record run then requests no
         # records.
         scanner = self.begin_connected(3, "on N 1 before ff", clear_memory=1, **_ONE_BY_ONE)
@@ -75,7 +75,7 @@ class GarbageTest(FaultTest):
         quillet.wait_for_message("The connection ended during the transfer: 1 record was "
                                  "delivered. The scanner was erased.", "Show")
 
-    def test_accepts_count_whose_end_of_answer_arrives_late(self):
+    def test_accepts_a_count_if_the_answer_ends_late(self):
         # The count 00 00 00 21 (33) contains 21, which also ends an answer. The actual end, 40,
         # arrives 250 ms after the count.
         self.begin_connected(33, "on N 1 chunks 4 250")
@@ -119,7 +119,7 @@ class GarbageTest(FaultTest):
             self.check_run()
             self.end_program()
 
-    def test_accepts_counts_with_end_of_answer_bytes(self):
+    def test_accepts_counts_that_contain_an_end_of_answer_byte(self):
         # 33, 64, 8448 and 16384 contain an end-of-answer byte (hexadecimal 21 or 40).
         for count in (1, 8448, 16384):
             self.check_count(count)

@@ -25,7 +25,7 @@ class UnsolicitedTest(FaultTest):
         self.begin_with_frame_as_version("old")
         self.check_run()
 
-    def test_misreads_300_series_if_frame_precedes_version(self):
+    def test_misreads_300_series_if_frame_is_read_as_version(self):
         # The program assumes the older layout and misreads all records until it reconnects.
         self.begin_with_frame_as_version("300")
         self.quillet.press("Synchronize")
@@ -40,6 +40,6 @@ class UnsolicitedTest(FaultTest):
             with self.subTest(frame):
                 self.check_given_up_run(f"at 0ms send {frame}")
 
-    def test_next_answer_completes_an_incomplete_frame(self):
+    def test_reads_next_answer_as_the_rest_of_a_frame(self):
         self.begin_connected(3, "at 0ms send 03 00 00 06 61 62")
         self.check_run()

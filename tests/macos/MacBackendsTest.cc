@@ -33,7 +33,7 @@ TEST_F(GeneralPasteboardTest, ClearsContentsAndDeclaresTypeBeforeSettingText) {
   }
 }
 
-TEST_F(GeneralPasteboardTest, IsEmptyAfterInvalidUtf8) {
+TEST_F(GeneralPasteboardTest, IsEmptyAfterSettingInvalidUtf8) {
   pasteboard.SetString("first");
   EXPECT_FALSE(pasteboard.SetString("\xFF"));
   EXPECT_EQ(TheMac().pasteboardText, std::nullopt);

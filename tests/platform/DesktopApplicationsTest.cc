@@ -145,7 +145,7 @@ TEST_F(DesktopApplicationsTest, RestartsAnApplicationThatRanForElevenSeconds) {
   EXPECT_TRUE(WaitForStarts(2));
 }
 
-TEST_F(DesktopApplicationsTest, RestartsOnX11AfterAMinuteWithoutRequests) {
+TEST_F(DesktopApplicationsTest, RestartsAnApplicationUnusedForAMinuteOnX11) {
   test::XServer server;
   DesktopApplications applications(true, clock_);
   const std::string path = OpenEditor(applications);

@@ -164,7 +164,7 @@ TEST_F(EisTypistTest, RestoresTheLayoutAfterAKill) {
   EXPECT_EQ(plasma.active, 1U);
 }
 
-TEST_F(EisTypistTest, KeepsTheLayoutSelectedAfterAKill) {
+TEST_F(EisTypistTest, UndoKeepsALayoutThatTheUserHasSelected) {
   note.Write(1, 0);
   plasma.active = 2;
   LayoutNote(noteFile).Undo();
@@ -172,7 +172,7 @@ TEST_F(EisTypistTest, KeepsTheLayoutSelectedAfterAKill) {
   EXPECT_FALSE(std::filesystem::exists(noteFile));
 }
 
-TEST_F(EisTypistTest, WaitsBeforeADeadKeyForEarlierRecords) {
+TEST_F(EisTypistTest, WaitsForEarlierRecordsBeforeTypingADeadKey) {
   Begin("de");
   EXPECT_EQ(Type(std::string(60, 'a')), "");
   typist->Begin();

@@ -21,7 +21,7 @@ TEST(ExpectedKeysTest, MatchesEachStrokeOnce) {
   EXPECT_TRUE(keys.Take(kDown, 5));
 }
 
-TEST(ExpectedKeysTest, MatchesAStrokeOnlyBetweenItsTimeLimits) {
+TEST(ExpectedKeysTest, MatchesAStrokeOnlyWithinItsTimeLimits) {
   ExpectedKeys keys;
   keys.Add(kDown, 0xFFFFFFFE);  // the time wraps around to 0 after 2 ms
   keys.SetLatest(2);

@@ -177,7 +177,7 @@ std::string MissingKeysyms(const char* layout, const char* variant = "",
   return missing;
 }
 
-TEST(KeymapSearchTest, FindsKeysymsOnlyIfTheDesktopTypesThem) {
+TEST(KeymapSearchTest, FindsOnlyKeysymsThatTheDesktopSupports) {
   EXPECT_EQ(MissingKeysyms("us"), "");
   // On the first keys that have these symbols, the symbols are on the fourth level.
   EXPECT_EQ(MissingKeysyms("gb"), "<>");

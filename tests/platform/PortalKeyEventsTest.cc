@@ -135,7 +135,7 @@ TEST_F(PortalKeyEventsTest, RequestsPermissionOnlyInPrepare) {
   EXPECT_EQ(portal.keysyms(), "+62 -62 ");
 }
 
-TEST_F(PortalKeyEventsTest, ReportsTheUsersAnswerBeforeARecord) {
+TEST_F(PortalKeyEventsTest, ReportsTheUsersAnswerBeforeARecordIsTyped) {
   portal.user = FakePortal::User::kDenies;
   portal.Start();
   Begin();
@@ -154,7 +154,7 @@ TEST_F(PortalKeyEventsTest, ReportsTheUsersAnswerBeforeARecord) {
   EXPECT_EQ(problem, "");
 }
 
-TEST_F(PortalKeyEventsTest, ReportsADroppedRecordAfterThePermission) {
+TEST_F(PortalKeyEventsTest, ReportsARecordDroppedBeforePermissionWasGranted) {
   portal.Start();
   Begin();
   Type(*keys, "a");
@@ -166,7 +166,7 @@ TEST_F(PortalKeyEventsTest, ReportsADroppedRecordAfterThePermission) {
   EXPECT_EQ(keys->Problem(), "");
 }
 
-TEST_F(PortalKeyEventsTest, WaitsUntilAMissingPortalIsKnown) {
+TEST_F(PortalKeyEventsTest, WaitsUntilThePortalIsKnownToBeMissing) {
   Begin(4s);
   keys->Prepare();
   EXPECT_TRUE(keys->IsMissing());
@@ -263,7 +263,7 @@ TEST_F(PortalKeyEventsTest, RefusesCharactersMissingFromTheLayout) {
   EXPECT_EQ(keys->Untypable("1ab1a\n"), "ab");
 }
 
-TEST_F(PortalKeyEventsTest, TypesOnPlasmaOnlyKeysSharedByAllLayouts) {
+TEST_F(PortalKeyEventsTest, OnPlasmaTypesOnlyKeysSharedByAllLayouts) {
   test::FakePlasmaLayouts plasma;
   plasma.active = 1;
   portal.Start();
@@ -303,7 +303,7 @@ TEST_F(PortalKeyEventsTest, SendsLettersOfTheOtherCaseIfCapsLockIsOn) {
   EXPECT_EQ(portal.keysyms(), "+41 -41 +62 -62 +31 -31 +21 -21 ");
 }
 
-TEST_F(PortalKeyEventsTest, ReportsALayoutChangeDuringARecord) {
+TEST_F(PortalKeyEventsTest, ReportsALayoutChangeWhileTypingARecord) {
   test::FakePlasmaLayouts plasma;
   portal.onPress = [&](std::int32_t keysym) {
     if (keysym == 'b') plasma.active = 1;
@@ -328,7 +328,7 @@ TEST_F(PortalKeyEventsTest, CanBeDestroyedBeforeTheUserAnswers) {
   keys.reset();
 }
 
-TEST_F(PortalKeyEventsTest, EndWaitsForThePartInProgress) {
+TEST_F(PortalKeyEventsTest, EndWaitsForKeysThatAreBeingTyped) {
   std::atomic<bool> isTyping = false;
   portal.onPress = [&](std::int32_t) {
     isTyping = true;
@@ -346,7 +346,7 @@ TEST_F(PortalKeyEventsTest, EndWaitsForThePartInProgress) {
   EXPECT_EQ(portal.keysyms(), "+61 -61 +62 -62 ");
 }
 
-TEST_F(PortalKeyEventsTest, OwnWindowsRecognizeItsKeysRegardlessOfKeyCode) {
+TEST_F(PortalKeyEventsTest, SentKeysAreRecognizedRegardlessOfKeyCode) {
   portal.Start();
   Begin();
   keys->Prepare();
@@ -390,7 +390,7 @@ TEST_F(WaylandSessionKeysTest, UsesUinputIfNothingElseIsAvailable) {
   Choose(false, "Types through /dev/uinput");
 }
 
-TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastWay) {
+TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastMethodTried) {
   compositor.emplace(false);
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   Type(session, "a");  // before Prepare
@@ -402,7 +402,7 @@ TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastWay) {
   EXPECT_EQ(session.Problem(), kNotYet);
 }
 
-TEST_F(WaylandSessionKeysTest, ReportsAnInaccessibleUinputBeforeARecord) {
+TEST_F(WaylandSessionKeysTest, ReportsInaccessibleUinputBeforeARecordIsTyped) {
   compositor.emplace(false);
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   std::promise<std::string> problem;

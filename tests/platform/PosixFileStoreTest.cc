@@ -500,7 +500,7 @@ TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfTheFileOrItsFolder) {
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
-TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfALinkOrAnotherUsersFolder) {
+TEST_F(PosixFileStoreTest, ReturnsTheOtherUserWhoOwnsTheLinkOrFolder) {
   constexpr uid_t kOther = 1;
   constexpr uid_t kTarget = 2;
   fs::create_directory(folder_ / "theirs");
@@ -784,7 +784,7 @@ TEST_F(PosixFileStoreTest, PrivateFilesWorkOnAFileSystemWithoutLocks) {
   }
 }
 
-TEST_F(PosixFileStoreTest, ReplaceWorksIfModesCannotBeSet) {
+TEST_F(PosixFileStoreTest, ReplaceWorksIfFileModesCannotBeSet) {
   for (const int error : {EPERM, EOPNOTSUPP, EINVAL, ENOSYS}) {
     for (const mode_t mode : {0600U, 0644U}) {
       const std::string path = Put("file", "old", mode);

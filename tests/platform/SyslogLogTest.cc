@@ -172,7 +172,7 @@ TEST(SyslogLog, WritesToDevLogUnderTheProgramName) {
   EXPECT_EQ(result.status, 0) << result.errors;
 }
 
-TEST(SyslogLog, DropsLinesAtOnceWithoutALogDaemon) {
+TEST(SyslogLog, DropsLinesAtOnceIfNoLogDaemonIsRunning) {
   if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "/dev/log cannot be removed here";
   const auto start = std::chrono::steady_clock::now();
   const test::ProgramResult result =

@@ -254,7 +254,7 @@ TEST_F(UdevSerialRegistryTest, DestroyingTheNotifyPortEndsTheWatch) {
   EXPECT_EQ(Read(), Devices{kScanner});
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesOfAllChangesAfterLostEvents) {
+TEST_F(UdevSerialRegistryTest, NotifiesOfAllChangesAfterEventsAreLost) {
   const std::string gone = system_.AddUsbModem("3-1:1.0", "ttyACM0");
   const std::string changed = system_.AddUsbModem("3-2:1.0", "ttyACM1");
   system_.AddUsbModem("3-3:1.0", "ttyACM2");

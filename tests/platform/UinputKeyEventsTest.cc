@@ -172,7 +172,7 @@ TEST_F(UinputKeyEventsTest, InvertsShiftWhileTheCapsLockLedIsOn) {
   EXPECT_EQ(Written(), "30+. 30-. ");
 }
 
-TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnlyOnceUntilGranted) {
+TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnceAndTypesWhenGranted) {
   error_ = EACCES;
   for (int i = 0; i < 3; ++i) Press(kVirtualA);
   ExpectFailure("Permission denied. Install the udev rule 70-quillet-uinput.rules.");
@@ -189,7 +189,7 @@ TEST_F(UinputKeyEventsTest, LogsOtherErrorsWithoutNamingTheUdevRule) {
   close(keyboard_);
 }
 
-TEST_F(UinputKeyEventsTest, KnowsWithoutAKeyboardWhetherItCanType) {
+TEST_F(UinputKeyEventsTest, ChecksAccessWithoutCreatingAKeyboard) {
   EXPECT_EQ(UinputProblem("/dev/null"), "");
   EXPECT_EQ(UinputProblem("/dev/none"), "/dev/uinput: No such file or directory");
   close(keyboard_);

@@ -40,7 +40,7 @@ TEST_F(UserModifiersTest, ReadsTheLedsOfAllKeyboards) {
   EXPECT_EQ(modifiers.Read(), (State{.isCapsLockOn = true}));
 }
 
-TEST_F(UserModifiersTest, ReportsNoModifiersWithoutTheLedFolder) {
+TEST_F(UserModifiersTest, ReportsNoModifiersIfTheLedFolderIsMissing) {
   EXPECT_EQ(UserModifiers(folder / "none").Read(), State{});
 }
 

@@ -191,7 +191,7 @@ class WindowClock final : public Clock {
 };
 
 // A window translates keys correctly only if it reads each keymap before the next one replaces it.
-TEST_F(X11KeyEventsTest, FollowsALayoutChangeDuringARecord) {
+TEST_F(X11KeyEventsTest, FollowsALayoutChangeWhileTypingARecord) {
   std::string text;
   for (int i = 0; i < 300; ++i) text += EveryCharacter();
   WindowClock clock(typed_);
@@ -475,7 +475,7 @@ TEST_F(X11KeyEventsTest, DoesNotReassignAKeyCodeThatTheUsersKeyboardUses) {
   EXPECT_TRUE(OutputOf(keymap) == before);
 }
 
-TEST_F(X11KeyEventsTest, ReleasesShiftAfterAKillBetweenRecords) {
+TEST_F(X11KeyEventsTest, RecoveryReleasesShiftAfterAKillBetweenRecords) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
   Device tester("Virtual core XTEST keyboard");
@@ -497,7 +497,7 @@ TEST_F(X11KeyEventsTest, ReleasesShiftAfterAKillBetweenRecords) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-TEST_F(X11KeyEventsTest, KeepsLocksThatTheUserChangedAfterAKill) {
+TEST_F(X11KeyEventsTest, RecoveryKeepsLocksThatTheUserHasChanged) {
   constexpr int kCapsLock = 2;
   Use("us,ru");
   typed_.LockGroup(1);

@@ -81,7 +81,7 @@ TEST_F(OutputQueueTest, SendsAnswersInSequenceWithPauses) {
   EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST_F(OutputQueueTest, NextDueIsAtLeastOneMillisecondAndOneByteAway) {
+TEST_F(OutputQueueTest, WaitsAMillisecondOrLongerForAtLeastOneByte) {
   OutputQueue fast(115'200);
   fast.Append(Bytes(1000), kQueueStart);
   EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));
@@ -115,7 +115,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAHold) {
   EXPECT_EQ(Take(milliseconds(52)), "d");
 }
 
-TEST_F(OutputQueueTest, DropSpansSeveralAnswers) {
+TEST_F(OutputQueueTest, DropRemovesBytesFromSeveralAnswers) {
   instant_.Append(ToBytes("abcd"), kQueueStart);
   instant_.Append(ToBytes("efgh"), kQueueStart);
   instant_.Consume(1, kQueueStart);

@@ -51,7 +51,7 @@ TEST_P(BothModels, StockTakingDependsOnlyOnTheRandomState) {
   EXPECT_TRUE(StockTaking(0, GetParam()).empty());
 }
 
-TEST_P(BothModels, StockTakingTimesSpanOneWorkingDay) {
+TEST_P(BothModels, StockTakingRecordsSpanOneWorkingDay) {
   for (const std::size_t count : {130U, 1000U}) {
     const auto records = StockTaking(count, GetParam());
     ASSERT_EQ(records.size(), count);
@@ -63,7 +63,7 @@ TEST_P(BothModels, StockTakingTimesSpanOneWorkingDay) {
   }
 }
 
-TEST_P(BothModels, StockTakingHasValidBarcodesOfTheModel) {
+TEST_P(BothModels, StockTakingGeneratesValidBarcodesForTheModel) {
   const std::map<std::string_view, std::size_t> lengths = {
       {"EAN-13", 13}, {"EAN-8", 8}, {"UPC-A", 12}, {"ITF-14", 14}, {"I2of5", 14}};
   std::size_t checked = 0;

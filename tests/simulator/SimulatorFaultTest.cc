@@ -38,7 +38,7 @@ class SimulatorFaultTest : public ScannerTest {
   }
 };
 
-TEST_F(SimulatorFaultTest, SilenceExecutesACommandButIgnoreDoesNot) {
+TEST_F(SimulatorFaultTest, ExecutesSilencedButNotIgnoredCommands) {
   AttachWith("on E 1 ignore\non E 2 silence");
   port->Send("E");
   ASSERT_TRUE(scanner->WaitForCommand("E"));

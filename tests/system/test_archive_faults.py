@@ -237,7 +237,7 @@ class SettingsAsOutputTest(ArchiveFaultsTest):
         wait_until(lambda: self.window.field("Path").text() == path,
                    lambda: f"the path {path}, not {self.window.field('Path').text()}")
 
-    def test_refuses_to_choose_the_settings_file(self):
+    def test_rejects_the_settings_file_as_output(self):
         self.plugged_in_scanner()
         self.open_window()
         os.symlink(PATH, f"{FOLDER}/link")

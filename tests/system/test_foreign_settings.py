@@ -77,7 +77,7 @@ class ForeignSettingsTest(OtherUserTest):
         return (messages.RUN_STARTED + self.lines() + messages.count(2)
                 + (messages.ERASED if erased else "") + messages.FINISHED)
 
-    def test_unconfirmed_settings_start_and_erase_nothing(self):
+    def test_starts_and_erases_nothing_until_confirmed(self):
         self.save_as_other_user(destination=3, application=_TOOL, auto_sync=1, clear_memory=1)
         scanner = self.begin()
         self.quillet.wait_for_message(_MESSAGE, _REVIEW)
@@ -89,7 +89,7 @@ class ForeignSettingsTest(OtherUserTest):
         wait_until(lambda: os.path.exists(_STARTED), "the program to start")
         self.quillet.wait_for_view_end(messages.count(2) + messages.ERASED + messages.FINISHED)
 
-    def test_unconfirmed_settings_show_records_in_window(self):
+    def test_shows_records_in_window_without_confirmation(self):
         self.save_as_other_user(destination=3, application=_TOOL, clear_memory=1)
         scanner = self.begin()
         self.review("Not now")
@@ -97,7 +97,7 @@ class ForeignSettingsTest(OtherUserTest):
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
         self.assertFalse(os.path.exists(_STARTED))
 
-    def test_writes_default_file_until_settings_are_confirmed(self):
+    def test_uses_default_file_until_settings_are_confirmed(self):
         self.save_as_other_user(filename=_PRIVATE)
         self.begin()
         self.quillet.press("Synchronize")

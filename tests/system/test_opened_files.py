@@ -66,7 +66,7 @@ class OpenedFilesTest(OtherUserTest):
                 self.assertEqual(path, call["opened"])
         self.assertLessEqual(set(expected), found)
 
-    def test_starting_saving_and_running_do_not_follow_links(self):
+    def test_start_save_and_run_do_not_follow_links(self):
         other_user.run(f"mkdir -m 0777 {FOLDER}; ln -s /etc/passwd {PATH}")
         self.connect()
         window = SettingsWindow(self.desktop, self.quillet)

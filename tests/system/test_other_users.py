@@ -107,7 +107,7 @@ class SettingsOfOthersTest(OtherUsersTest):
     def check_not_saved(self, reason):
         self.quillet.wait_for_message(f"The settings were not saved: {reason}.*", "Try again")
 
-    def test_does_not_follow_link_in_place_of_settings(self):
+    def test_does_not_follow_link_at_settings_path(self):
         stolen = f"{SHARED}/stolen.txt"
         put(_PRIVATE, Settings(auto_sync=1, filename=stolen).text()[:700] + "secret\n" * 40)
         other_user.run(f"mkdir -m 0777 {FOLDER}; ln -s {_PRIVATE} {PATH}")
@@ -120,7 +120,7 @@ class SettingsOfOthersTest(OtherUsersTest):
         wait_until(lambda: os.stat(PATH).st_uid == os.getuid(), "the saved settings")
         self.assertEqual(Settings().text(), contents(PATH))
 
-    def test_does_not_replace_fifo_in_place_of_settings(self):
+    def test_does_not_replace_fifo_at_settings_path(self):
         other_user.run(f"mkdir -m 0777 {FOLDER}; mkfifo -m 0666 {PATH}")
         self.connect()
         self.check_not_saved("this is not a regular file")
@@ -156,7 +156,7 @@ class AddedRecordsTest(OtherUsersTest):
         self.assertEqual("private\r\n", contents(_PRIVATE))
         self.assertEqual(_PRIVATE, os.readlink(_OUTPUT))
 
-    def test_does_not_replace_unreadable_file_when_adding(self):
+    def test_adding_records_keeps_an_unreadable_file(self):
         other_user.run(f"umask 077; echo theirs >{_OUTPUT}")
         self.check_refused("permission denied")
         self.assertEqual("theirs", other_user.run(f"cat {_OUTPUT}"))
@@ -168,7 +168,7 @@ class AddedRecordsTest(OtherUsersTest):
         self.assertEqual("theirs\n" + file_text(some_records(2)), contents(_OUTPUT))
         self.assertEqual(0o604, stat.S_IMODE(os.stat(_OUTPUT).st_mode))
 
-    def test_adds_records_through_the_users_own_link(self):
+    def test_appends_records_through_the_users_own_link(self):
         put(_PRIVATE, "private\r\n")
         os.symlink(_PRIVATE, _OUTPUT)
         self.connect()

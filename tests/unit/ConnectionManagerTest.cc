@@ -142,7 +142,7 @@ TEST_F(ConnectionManagerTest, ConnectsToTheFirstPortThatAnswers) {
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 
-TEST_F(ConnectionManagerTest, ShowsSessionFailures) {
+TEST_F(ConnectionManagerTest, ShowsThatInitializationFailed) {
   StartWith({.syncclock = true, .autosync = true});
   Launch();
   ClearView();

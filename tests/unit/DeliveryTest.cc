@@ -117,7 +117,7 @@ TEST_F(DeliveryTest, ReportsImpossibleTypingBeforeTheFirstRecord) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, KeepsTheReasonForALostRecordUntilOneIsTyped) {
+TEST_F(DeliveryTest, KeepsTheReasonForALostRecordUntilTheNextIsTyped) {
   keyEvents.problem = "permission has not been granted yet";
   delivery.Deliver("1\n", false);
   keyEvents.onReadiness("");
@@ -130,7 +130,7 @@ TEST_F(DeliveryTest, WithdrawsTheTypingMessageIfNothingIsTyped) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, PreparesTypingOnlyIfTheDestinationNeedsIt) {
+TEST_F(DeliveryTest, PreparesTypingOnlyIfRecordsWillBeTyped) {
   for (const std::int32_t destination : {kToFile, kToView}) {
     delivery.Prepare(destination);
   }
@@ -147,7 +147,7 @@ TEST_F(DeliveryTest, RecoversAtStartupWithAnyDestination) {
   EXPECT_EQ(keyEvents.prepared, 0);
 }
 
-TEST_F(DeliveryTest, AwaitsReadinessOnlyIfTheDestinationTypes) {
+TEST_F(DeliveryTest, AwaitsReadinessOnlyIfRecordsAreTyped) {
   for (const std::int32_t destination : {kToFile, kToView}) delivery.AwaitReadiness(destination);
   EXPECT_EQ(keyEvents.awaited, 0);
   delivery.AwaitReadiness(kToActiveApplication);
@@ -306,7 +306,7 @@ TEST_F(DeliveryTest, CountsOnlyDeliveredRecords) {
   EXPECT_EQ(delivery.Delivered(), 0);
 }
 
-TEST_F(DeliveryTest, DoesNotCountRecordsThatQuilletIgnored) {
+TEST_F(DeliveryTest, DoesNotCountRecordsTypedIntoQuillet) {
   keyEvents.onPost = [this] { delivery.KeyIgnored(); };
   for (int i = 0; i < 50; ++i) delivery.Deliver("1", false);
   EXPECT_EQ(delivery.Delivered(), 0);
@@ -341,7 +341,7 @@ TEST_F(DeliveryTest, SaysThatTheApplicationIsMissing) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, ChecksUpToTenTimesForARunningApplication) {
+TEST_F(DeliveryTest, ChecksUpToTenTimesWhetherTheApplicationRuns) {
   for (const int unlisted : {0, 9, 10}) {
     applications.looks = 0;
     applications.running.clear();
@@ -384,7 +384,7 @@ TEST_F(DeliveryTest, PastesEachRecordIfPastingIsOn) {
   EXPECT_EQ(Typed(), "");
 }
 
-TEST_F(DeliveryTest, OpensTheApplicationBeforeTheRunAndEachRecord) {
+TEST_F(DeliveryTest, OpensTheApplicationBeforeARunAndBeforeEachRecord) {
   ConnectWith({.destination = 3, .path = kEditor});
   Texts steps;
   keyEvents.onPost = [&] { steps.push_back(std::to_string(applications.opened.size())); };

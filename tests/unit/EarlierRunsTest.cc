@@ -475,7 +475,7 @@ TEST_F(EarlierRunsTest, ArchivesNewScansAfterEarlierOnesAreDeleted) {
   EXPECT_EQ(runs.preview().text(), "second\n");
 }
 
-TEST_F(EarlierRunsTest, DoesNotEraseTheScannerAfterDeletingItsRun) {
+TEST_F(EarlierRunsTest, DeletingARunPreventsTheEraseOfItsScanner) {
   RunWith({"one"});
   OpenList();
   Press(&RunsActions::remove);

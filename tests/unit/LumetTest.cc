@@ -264,7 +264,7 @@ TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
   EXPECT_EQ(lumet.display().phase(), DisplayState::Phase::kGivenUp);
 }
 
-TEST_F(LumetTest, FailedWakeupKeepsCommandsOfANewConnection) {
+TEST_F(LumetTest, KeepsCommandsOfANewConnectionAfterAFailedWakeup) {
   lumet.WakeupTavo(false);
   std::atomic<bool> reconnected = false;
   clock.OnSleep([&] {
@@ -298,7 +298,7 @@ TEST_F(LumetTest, TimesOutIfTheAnswerArrivesDuringTheLastSleep) {
   EXPECT_TRUE(lumet.bCommandDone());
 }
 
-TEST_F(LumetTest, UnknownCommandBlocksSendingUntilInitTavo) {
+TEST_F(LumetTest, UnknownCommandBlocksSendingUntilInitTavoIsCalled) {
   lumet.Queue({1, 'z'});
   lumet.GetSerialNumber();
   Dispatch(2);
@@ -337,7 +337,7 @@ TEST_F(LumetTest, DropsTheEraseCommandUnlessTheArchivePermitsIt) {
   EXPECT_EQ(archive.kept, std::vector<std::string>{});
 }
 
-TEST_F(LumetTest, DoesNotEraseAScannerConnectedDuringTheWait) {
+TEST_F(LumetTest, DoesNotEraseANewScannerAfterWaitingForTheArchive) {
   lumet.EraseTavoMemory();
   archive.onAwait = [this] { lumet.InitTavo(); };
   Dispatch();
@@ -438,7 +438,7 @@ TEST_F(LumetTest, StaysDisconnectedIfClosedAfterOpening) {
   EXPECT_EQ(Queued(), "");
 }
 
-TEST_F(LumetTest, ClearsTheIdentityTextsOnDisconnect) {
+TEST_F(LumetTest, ClearsSerialNumberAndVersionOnDisconnect) {
   ASSERT_NE(fcntl(0, F_GETFD), -1);
   lumet.disconnectTavo();
   EXPECT_EQ(Serial(), "");

@@ -15,7 +15,7 @@ class PortDiscoveryTest : public test::AppFixture {
   }
 };
 
-TEST_F(PortDiscoveryTest, ListsScannersAmongTheFirst32Devices) {
+TEST_F(PortDiscoveryTest, IgnoresDevicesBeyondTheFirst32) {
   for (int i = 0; i < 31; ++i) AttachOther("printer");
   AttachOther("usbmodem1");
   AttachOther("usbmodem2");
@@ -98,7 +98,7 @@ TEST_F(PortDiscoveryTest, RearmsNotificationsAfterEachChange) {
   }
 }
 
-TEST_F(PortDiscoveryTest, KeepsTheSelectedPortAfterAnArrival) {
+TEST_F(PortDiscoveryTest, KeepsTheSelectedPortWhenADeviceIsPluggedIn) {
   AttachOther("usbmodem1");
   AttachOther("usbmodem2");
   Launch();

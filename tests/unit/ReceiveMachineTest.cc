@@ -108,7 +108,7 @@ class ReceiveMachineTest : public testing::TestWithParam<Case> {
   const std::unique_ptr<Receiver> receiver = std::make_unique<Receiver>(commandWaits_);
 };
 
-TEST_P(ReceiveMachineTest, ReturnsTheSameEventsForEverySplitOfTheBytes) {
+TEST_P(ReceiveMachineTest, ReturnsTheSameEventsHoweverTheBytesAreSplit) {
   const std::string_view bytes = GetParam().bytes;
   for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
     Restart();

@@ -185,7 +185,7 @@ TEST_F(RecordComposerTest, AddsTwelveHoursIfTheDateHasThePmFlag) {
   }
 }
 
-TEST_F(RecordComposerTest, ShowsTheSerialNumberFromItsFifthCharacter) {
+TEST_F(RecordComposerTest, OmitsTheFirstFourSerialNumberCharacters) {
   settings.sn_position = 2;
   composer.AttachSerialNumberEx({});
   EXPECT_EQ(composer.BarcodeBuffer(), "567890");
@@ -251,7 +251,7 @@ TEST_F(RecordComposerTest, AppendsSingleFieldsAtAnOffset) {
   EXPECT_EQ(composer.BufferOffset, 8);
 }
 
-TEST(SymbologyNamesTest, OlderLayoutCodesAbove15UseThe300SeriesTable) {
+TEST(SymbologyNamesTest, Uses300SeriesNamesForOlderLayoutCodesAbove15) {
   EXPECT_EQ(SymbologyName(15, false), "Unknown");
   EXPECT_EQ(SymbologyName(16, false), "Code 32");
   EXPECT_EQ(SymbologyName(59, false), "HanXin Code");

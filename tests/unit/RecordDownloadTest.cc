@@ -114,7 +114,7 @@ TEST_F(RecordDownloadTest, ReportsACutOffBurstToTheArchive) {
   EXPECT_EQ(archive.kept.back(), "cut off") << "a record of length 0";
 }
 
-TEST_F(RecordDownloadTest, AwaitsDeliveryOnlyBeforeTheFirstRequest) {
+TEST_F(RecordDownloadTest, AwaitsDeliveryOnceBeforeRequestingSingleRecords) {
   std::vector<std::string> last;
   owner.onAwait = [&] { last.push_back(commands.back()); };
   lumet.bBurstSync = 0;
@@ -242,7 +242,7 @@ TEST_F(RecordDownloadTest, SendsTheSingleRecordCommandAndIgnoresItsAnswer) {
   EXPECT_TRUE(owner.records().empty());
 }
 
-TEST_F(RecordDownloadTest, KeepsCommandsOfANewConnectionInRecordMode) {
+TEST_F(RecordDownloadTest, KeepsCommandsIfReconnectedDuringARecordRequest) {
   Count(1);
   lumet.Queue({1, 'p'});
   std::atomic<bool> reconnected = false;

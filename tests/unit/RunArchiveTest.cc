@@ -179,7 +179,7 @@ TEST_F(RunArchiveTest, StoresABurstBeforeItsFirstLineIsComposed) {
   EXPECT_EQ(test::FileContents(first_ + ".txt"), "1|2|");
 }
 
-TEST_F(RunArchiveTest, KeepsScansOutsideARunInDailyFiles) {
+TEST_F(RunArchiveTest, StoresLiveScansInDailyFiles) {
   Receive("live");
   Begin();
   Receive("1");
@@ -194,7 +194,7 @@ TEST_F(RunArchiveTest, KeepsScansOutsideARunInDailyFiles) {
   EXPECT_FALSE(Summary(folder_ + "/20261116_live.records").ended);
 }
 
-TEST_F(RunArchiveTest, RunsInTheSameSecondHaveDifferentFileNames) {
+TEST_F(RunArchiveTest, RunsBegunInTheSameSecondHaveDifferentFileNames) {
   for (const auto* data : {"1", "2", "3"}) {
     Begin();
     Receive(data);
@@ -255,7 +255,7 @@ TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextRunBegins) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsAnEraseQueuedBeforeTheNextRun) {
+TEST_F(RunArchiveTest, WithholdsAnEraseStillQueuedWhenTheNextRunBegins) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -422,7 +422,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfTheFileLacksALaterRecord) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WaitsForTheOutputFileOfARunInProgress) {
+TEST_F(RunArchiveTest, WaitsUntilTheOutputFileOfTheRunIsWritten) {
   settings_.destination = 0;
   Begin();
   files_.full = true;
@@ -529,7 +529,7 @@ TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfScansAfterTheRunAreDeleted) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfALaterScanIsDeleted) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -541,7 +541,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfScansAfterTheRunAreDeleted) {
   EXPECT_EQ(RecordsOf(folder_ + "/20261116_live.records"), Texts{"later"});
 }
 
-TEST_F(RunArchiveTest, PermitsTheEraseOnlyIfAScanBeforeTheCountIsFlushed) {
+TEST_F(RunArchiveTest, EraseRequiresFlushingScansReceivedBeforeTheCount) {
   archive_.Begin();
   Receive("before the number of records");
   archive_.DownloadStarted(false);
@@ -589,7 +589,7 @@ TEST_F(RunArchiveTest, EmptyRunDoesNotMarkAnEarlierRunAsErased) {
   EXPECT_FALSE(Summary(first_ + ".records").erased);
 }
 
-TEST_F(RunArchiveTest, BurstAfterTheConnectionEndedIsIncomplete) {
+TEST_F(RunArchiveTest, RunIsIncompleteIfTheConnectionEndsBeforeABurst) {
   Begin();
   archive_.ConnectionEnded();
   archive_.KeepBurst(Bytes(Stored("1")));
@@ -599,7 +599,7 @@ TEST_F(RunArchiveTest, BurstAfterTheConnectionEndedIsIncomplete) {
   EXPECT_FALSE(Summary(first_ + ".records").complete);
 }
 
-TEST_F(RunArchiveTest, ReportsAnErrorAfterARunWasDeleted) {
+TEST_F(RunArchiveTest, ReportsAWriteErrorAfterARunIsDeleted) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -638,7 +638,7 @@ TEST_F(RunArchiveTest, FailureToArchiveAScanDoesNotAffectTheNext) {
   EXPECT_FALSE(archive_.failed());
 }
 
-TEST_F(RunArchiveTest, FailureInARunOutlastsLaterScans) {
+TEST_F(RunArchiveTest, LaterScansDoNotClearTheFailureOfARun) {
   Begin();
   files_.full = true;
   Receive("not written");
@@ -677,7 +677,7 @@ TEST_F(RunArchiveTest, ClosesTheOldestFilesOfLiveScans) {
   EXPECT_EQ(files_.OpenGrowing(folder_ + "/20261119_live.records", false), nullptr) << "in use";
 }
 
-TEST_F(RunArchiveTest, NamesAnInterruptedRunByItsFirstFile) {
+TEST_F(RunArchiveTest, IdentifiesAnInterruptedRunByItsFirstFile) {
   {
     RunArchive archive(clock_, files_, settings_, scanner_, folder_);
     archive.Begin();

@@ -74,7 +74,7 @@ TEST(RunProgressTest, ShowsBytesOfABurst) {
                   .text.starts_with("130 records  ·  1230.0 of 4000.0 kB"));
 }
 
-TEST(RunProgressTest, ShowsOnlyTheCountInTheClosingPhase) {
+TEST(RunProgressTest, ShowsOnlyTheRecordCountInTheClosingPhase) {
   RunProgress progress;
   progress.Look(0ms, Burst(0, 100));
   EXPECT_EQ(progress.Look(500ms, {.phase = Phase::kClosing, .records = 1}),
@@ -165,7 +165,7 @@ TEST_F(ProgressTest, ShowsProgressOfARecordByRecordRun) {
   EXPECT_EQ(View().find("Received"), std::string::npos);
 }
 
-TEST_F(ProgressTest, ShowsBytesOfABurstThenDeliveredRecords) {
+TEST_F(ProgressTest, ShowsReceivedBytesThenDeliveredRecords) {
   ConnectWith({.destination = 2});
   auto& delivered = test::Immortal<std::atomic<bool>>(false);
   keyEvents.onPost = [&delivered] { test::WaitFor([&] { return delivered.load(); }); };
@@ -217,13 +217,13 @@ class DisconnectedProgressTest : public ProgressTest {
       "Disconnected during the synchronization. No records arrived. Restart Quillet to continue.";
 };
 
-TEST_F(DisconnectedProgressTest, ContinuesRecordByRecord) {
+TEST_F(DisconnectedProgressTest, ShowsThatARecordByRecordRunContinues) {
   Reconnect(false);
   EXPECT_TRUE(Shown().starts_with("Requesting records from the scanner"));
   EXPECT_TRUE(ticker.IsRunning());
 }
 
-TEST_F(DisconnectedProgressTest, AdvisesARestartAfterABurst) {
+TEST_F(DisconnectedProgressTest, AdvisesARestartIfInterruptedInBurstMode) {
   Reconnect(true);
   EXPECT_EQ(Shown(), kDisconnected);
 }

@@ -99,13 +99,13 @@ TEST_F(RunTest, WritesNothingWithoutRecords) {
   EXPECT_EQ(Play("BE"), "No data to synchronize...|{no file}");
 }
 
-TEST_F(RunTest, WritesNoFileForOtherDestinations) {
+TEST_F(RunTest, WritesNoFileIfTheDestinationIsNotAFile) {
   EXPECT_EQ(Play("1BaE2BbE3BcE"),
             "1 barcodes synchronized|{no file}1 barcodes synchronized|{no file}"
             "1 barcodes synchronized|{no file}");
 }
 
-TEST_F(RunTest, KeepsTheFileIfAllRecordsGoElsewhere) {
+TEST_F(RunTest, KeepsTheFileIfNoRecordIsDeliveredToIt) {
   test::PutFile(folder / "stock.txt", "kept");
   EXPECT_EQ(Play("B1a0E"), "1 barcodes synchronized|{kept}");
   EXPECT_TRUE(log.Has("-[SyncController SynchronizeFinished]: no records to write"));

@@ -33,7 +33,7 @@ TEST(SampleLineTest, ComposesASampleForEachLayout) {
   }
 }
 
-TEST(SampleLineTest, DelimiterTitlesEndWithTheShownSymbol) {
+TEST(SampleLineTest, DelimiterTitlesEndWithTheSymbolInTheSample) {
   SampleComposer sample;
   sample.bAttachType = 1;
   sample.sn_position = 2;

@@ -120,7 +120,7 @@ TEST_F(SerialPortTest, ClosesInputIfOutputCannotBeOpened) {
   EXPECT_EQ(port.outputfd(), -1);
 }
 
-TEST_F(SerialPortTest, EndsChunksBelow2048BytesWithNul) {
+TEST_F(SerialPortTest, AppendsNulToChunksShorterThan2048Bytes) {
   scripted.setDelegate(&collector);
   std::size_t received = 0;
   for (const std::size_t size : {1U, 2047U, 2048U, 10239U}) {
@@ -141,7 +141,7 @@ TEST_F(SerialPortTest, PausesAfterEachTransmittedByte) {
   EXPECT_EQ(clock.sleeps(), (std::vector<FakeClock::Duration>{1ms, 1ms, 1ms}));
 }
 
-TEST_F(SerialPortTest, LogsAndDropsChunksWithoutADelegate) {
+TEST_F(SerialPortTest, LogsAndDropsChunksIfThereIsNoDelegate) {
   for (const char* chunk : {"one", "two", ""}) Read(chunk);
   EXPECT_EQ(log.Count("No Lumet delegate"), 2U);
   scripted.setDelegate(&collector);

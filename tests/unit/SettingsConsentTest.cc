@@ -294,7 +294,7 @@ TEST_F(SettingsConsentTest, AsksEachOfTwoUsersAtMostOncePerChange) {
   }
 }
 
-TEST_F(SettingsConsentTest, UnconfirmedSettingsPerformNoSensitiveAction) {
+TEST_F(SettingsConsentTest, PermitsNoSensitiveActionWithoutConfirmation) {
   for (int destination = -1; destination <= 9; ++destination) {
     for (const char* path : {"", "x", "/x", "/tmp/sn_timestamp.txt", kData}) {
       for (const bool flag : {true, false}) {
@@ -515,7 +515,7 @@ TEST_F(ScanNoticeTest, IsShownForTheFirstScanThatIsTyped) {
   EXPECT_EQ(MessageAfterScan().substr(0, 17), "A scan was typed ");
 }
 
-TEST_F(ScanNoticeTest, IsNotShownForScansInTheView) {
+TEST_F(ScanNoticeTest, IsNotShownForScansDeliveredToTheView) {
   ConnectWith({.destination = kToView});
   EXPECT_EQ(MessageAfterScan(), "");
 }

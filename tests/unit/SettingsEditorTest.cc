@@ -55,7 +55,7 @@ TEST_F(SettingsEditorTest, ShowsAFlagAsOnUnlessZero) {
   EXPECT_EQ(settings().bAppendData, 1);
 }
 
-TEST_F(SettingsEditorTest, SavesEachChangedValueAtItsFilePosition) {
+TEST_F(SettingsEditorTest, SavesEachChangedValueAtItsOffsetInTheFile) {
   for (const auto& each : kSettingsControls) {
     for (std::int32_t step = 1; step <= each.items; ++step) {
       Open();
@@ -288,7 +288,7 @@ class SettingsButtonTest : public test::AppFixture {
   bool IsOpen() { return form.settingsWindow().IsShown(); }
 };
 
-TEST_F(SettingsButtonTest, OnlyLogsAPressDuringAConnectionAttempt) {
+TEST_F(SettingsButtonTest, LogsButIgnoresAPressDuringAConnectionAttempt) {
   auto& connecting = test::Immortal<std::atomic<bool>>(false);
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
   clock.OnSleep([&connecting, &pressed] {
@@ -306,7 +306,7 @@ TEST_F(SettingsButtonTest, OnlyLogsAPressDuringAConnectionAttempt) {
   EXPECT_TRUE(IsOpen());
 }
 
-TEST_F(SettingsButtonTest, RunDoesNotCloseTheWindowButPreventsOpeningIt) {
+TEST_F(SettingsButtonTest, WindowStaysOpenButCannotBeReopenedDuringARun) {
   Launch();
   BecomeConnected(test::Scanner({"1"}));
   tavo.Hold("P");

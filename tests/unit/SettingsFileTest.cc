@@ -105,7 +105,7 @@ TEST_F(SettingsFileTest, ReadsAFlagAsOffUnlessItsCharacterIs1) {
   }
 }
 
-TEST_F(SettingsFileTest, SavesAndRestoresEachSettingAtItsFilePosition) {
+TEST_F(SettingsFileTest, SavesAndRestoresEachSettingAtItsOffsetInTheFile) {
   for (const auto& changed : kSettingsControls) {
     for (const auto& each : kSettingsControls) each.Store(settings(), &each == &changed);
     editor().Save();
@@ -118,7 +118,7 @@ TEST_F(SettingsFileTest, SavesAndRestoresEachSettingAtItsFilePosition) {
   }
 }
 
-TEST_F(SettingsFileTest, ReadsNumbersAsMinus48FromAnEmptyFile) {
+TEST_F(SettingsFileTest, EveryNumberIsMinus48IfTheFileIsEmpty) {
   PutFile(SettingsPath(), "");
   Start();
   for (const auto& each : kSettingsControls) {

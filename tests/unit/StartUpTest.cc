@@ -30,7 +30,7 @@ TEST_F(StartUpTest, StopsNotificationsAndDisconnectsOnWindowClose) {
   EXPECT_TRUE(application.applicationShouldTerminateAfterLastWindowClosed());
 }
 
-TEST_F(StartUpTest, ReportsDisconnectOnCloseWithoutAScanner) {
+TEST_F(StartUpTest, ClosingReportsADisconnectEvenWithoutAScanner) {
   Launch();
   window.CloseByUser();
   EXPECT_TRUE(View().ends_with("Disconnected from Tavo[000000]|"));

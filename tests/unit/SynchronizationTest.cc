@@ -39,7 +39,7 @@ class SynchronizationTest : public test::AppFixture {
   const std::string closing_ = "Synchronization finished. Tavo can be plugged off now|";
 };
 
-TEST_F(SynchronizationTest, ShowsDotsPathAndCountWhenWritingAFile) {
+TEST_F(SynchronizationTest, RunToAFileShowsDotsThePathAndTheCount) {
   std::vector<std::string> records;
   std::string lines;
   for (int i = 0; i < 130; ++i) lines += records.emplace_back(std::to_string(i)) + "\r\n";
@@ -54,7 +54,7 @@ TEST_F(SynchronizationTest, ShowsDotsPathAndCountWhenWritingAFile) {
   EXPECT_EQ(controller.barcodeindex, 130);
 }
 
-TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
+TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheOutputFileIsRefused) {
   const std::string path = dataFolder + "/QuilletRegistry.txt";
   ConnectWith({.path = path}, {"1"});
   const auto settingsFile = FileContents(path);
@@ -75,7 +75,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheFileIsRefused) {
   EXPECT_EQ(FileContents(path), settingsFile);
 }
 
-TEST_F(SynchronizationTest, ReportsRemovedOldRecordsUntilCleared) {
+TEST_F(SynchronizationTest, ReportsTheRemovalOfOldRecordsUntilCleared) {
   const std::string latest = "The window shows only the latest records.";
   ConnectWith({.destination = 1}, {"1"});
   Synchronize();
@@ -299,7 +299,7 @@ class ResultTest : public SynchronizationTest {
   const std::string again_ = "The scanner was not erased. Synchronize again.";
 };
 
-TEST_F(ResultTest, LiveScanDoesNotReplaceAMissingRecord) {
+TEST_F(ResultTest, LiveScanDoesNotCountAsTheMissingRecord) {
   ConnectWith({.destination = 1, .burstsync = false}, {"1", "2", "3"});
   tavo.Answer("p1#", {});
   auto& scanned = test::Immortal<std::atomic<bool>>(false);
@@ -474,7 +474,7 @@ TEST_F(SynchronizationTest, ShowsThatNoScannerIsConnected) {
   EXPECT_FALSE(controller.bIsUnderSynchronization);
 }
 
-TEST_F(SynchronizationTest, KeepsPendingTextsOnClear) {
+TEST_F(SynchronizationTest, ClearKeepsPendingText) {
   Launch();
   controller.DisplayText("pending", true);
   clear.Press();

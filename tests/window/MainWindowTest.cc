@@ -174,7 +174,7 @@ TEST_F(MainWindow, ShortcutsWorkRegardlessOfFocus) {
   EXPECT_EQ(pressed_, (Presses{{"Synchronize", 1}}));
 }
 
-TEST_F(MainWindow, SelectAllAndCopyWorkWithAnyFocus) {
+TEST_F(MainWindow, SelectAllAndCopyWorkRegardlessOfFocus) {
   Append("some\ntext");
   Button("Clear")->setFocus();
   Press(Qt::Key_A, Qt::ControlModifier);
@@ -201,7 +201,7 @@ TEST_F(MainWindow, TypedNewlinesDoNotRepeatAButtonPress) {
   EXPECT_EQ(pressed_, (Presses{{"Synchronize", 1}}));
 }
 
-TEST_F(MainWindow, ShowsTheCaretOnlyWhileKeysMoveIt) {
+TEST_F(MainWindow, ShowsTheCaretOnlyForKeyboardNavigation) {
   Append("first\nsecond\n");
   const auto caret = [this] { return TextWidget()->cursorWidth(); };
   EXPECT_EQ(caret(), 0);
@@ -281,7 +281,7 @@ TEST_F(MainWindow, ClosingEndsTheMainLoopAndIsReportedOnce) {
   EXPECT_EQ(closed, 1);
 }
 
-TEST_F(MainWindow, KeysReachTheButtonsOfAMessage) {
+TEST_F(MainWindow, MessageButtonsCanBeUsedFromTheKeyboard) {
   ShowStatus(true);
   const auto buttons = StripButtons();
   ASSERT_EQ(buttons.size(), 2U);
@@ -299,7 +299,7 @@ TEST_F(MainWindow, KeysReachTheButtonsOfAMessage) {
   }
 }
 
-TEST_F(MainWindow, MnemonicsOfTheStripDoNotClash) {
+TEST_F(MainWindow, StripAndMenuMnemonicsAreUnique) {
   std::map<QKeySequence, int> used;
   for (const char* title : {"&Scanner", "&Edit"}) ++used[QKeySequence::mnemonic(title)];
   ShowStatus(true);
@@ -309,7 +309,7 @@ TEST_F(MainWindow, MnemonicsOfTheStripDoNotClash) {
 }
 
 // A press that begins on one button must not press the button that replaces it.
-TEST_F(MainWindow, ReplacedButtonOfTheStripIsNotPressed) {
+TEST_F(MainWindow, PressIsIgnoredIfTheStripReplacesTheButton) {
   ShowStatus(true);
   SpinUntilIdle();
   QPushButton* const button = StripButtons().front();
@@ -369,7 +369,7 @@ TEST_F(MainWindow, PortListIsAccessible) {
   EXPECT_TRUE(items->child(0)->state().selected);
 }
 
-TEST_F(MainWindow, PortListShowsDetailsNextToUnchangedTitles) {
+TEST_F(MainWindow, PortListShowsDetailsWithoutChangingTitles) {
   platform::PopUpList& list = window_.portList();
   list.AddItem("usbmodem1421", "/dev/ttyACM1");
   EXPECT_EQ(list.ItemTitle(1), "usbmodem1421");

@@ -180,7 +180,7 @@ TEST_F(OwnKeys, AreIgnoredIfTheFocusChangesDuringARecord) {
   EXPECT_EQ(pressed_, 0);
 }
 
-TEST_F(OwnKeys, AreIgnoredIfAGrabDelaysThem) {
+TEST_F(OwnKeys, AreIgnoredIfDelayedByAKeyboardGrab) {
   field_.setFocus();
   SpinUntilIdle();
   xcb_connection_t* const xcb = xcb_connect(nullptr, nullptr);

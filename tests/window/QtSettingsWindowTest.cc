@@ -176,7 +176,7 @@ class QtSettingsWindowTest : public testing::Test {
   std::string reports_;
 };
 
-TEST_F(QtSettingsWindowTest, ShowSetsControlsInFieldOrder) {
+TEST_F(QtSettingsWindowTest, ShowSetsTheControlsInAFixedOrder) {
   std::vector<std::size_t> order;  // byte offsets in the settings file
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
@@ -294,7 +294,7 @@ TEST_F(QtSettingsWindowTest, TabVisitsEveryControlInReadingOrder) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, ReturnSavesFromEveryKindOfControl) {
+TEST_F(QtSettingsWindowTest, ReturnKeySavesFromEveryKindOfControl) {
   for (QWidget* control : KindsOfControls()) {
     control->setFocus();
     Press(Qt::Key_Return);
@@ -329,7 +329,7 @@ TEST_F(QtSettingsWindowTest, DoesNotReportATypedPath) {
   EXPECT_EQ(path->cursorPosition(), 0) << "the beginning is visible";
 }
 
-TEST_F(QtSettingsWindowTest, DisablesPathCaptionAndButtonTogether) {
+TEST_F(QtSettingsWindowTest, DisablesThePathItsCaptionAndItsButton) {
   for (const bool enabled : {false, true, false}) {
     window_.SetPathEnabled(enabled);
     EXPECT_EQ(Find<QLineEdit>("Path")->isReadOnly(), !enabled);
@@ -454,7 +454,7 @@ TEST_F(QtSettingsWindowTest, SampleSymbolsAreVisibleInLightAndDarkThemes) {
   });
 }
 
-TEST_F(QtSettingsWindowTest, WheelChangesOnlyAListWithFocus) {
+TEST_F(QtSettingsWindowTest, MouseWheelChangesOnlyTheFocusedList) {
   auto* list = Find<QComboBox>("Order");
   const int chosen = list->currentIndex();
   const auto turn = [list] {

@@ -129,7 +129,7 @@ TEST_F(TextView, AppendingKeepsTheSelection) {
   }
 }
 
-TEST_F(TextView, SetTextDropsALongPendingText) {
+TEST_F(TextView, SetTextDropsLongPendingText) {
   view_.Append(std::string(20'000'000, 'x'));
   QCoreApplication::processEvents();
   ASSERT_TRUE(view_.HasPending());
@@ -304,7 +304,7 @@ TEST_F(TextView, RemovalMovesNeitherSelectionNorVisibleLines) {
   EXPECT_EQ(widget_.cursorRect(), place);
 }
 
-TEST_F(TextView, RemovesPartsOfALongLineOfRecords) {
+TEST_F(TextView, RemovesTheBeginningOfALongLineOfRecords) {
   view_.Append("started\n");
   const std::string line(10'000, 'x');
   for (int i = 0; i < 2'000; ++i) {

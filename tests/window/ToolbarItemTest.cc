@@ -33,7 +33,7 @@ class ToolbarItem : public testing::Test {
   platform::qt::ToolbarButton button_{&action_};
 };
 
-TEST_F(ToolbarItem, LabelSelectsIconAndToolTip) {
+TEST_F(ToolbarItem, LabelDeterminesIconAndToolTip) {
   ExpectFace("Connect", green_, "Start");
   ExpectFace("Disconnect", red_, "Stop");
   ExpectFace("Wait", red_, "Wait");

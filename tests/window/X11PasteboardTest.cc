@@ -72,7 +72,7 @@ TEST_F(X11Pasteboard, WaitsUntilTheProgramHasReadTheText) {
   EXPECT_EQ(Read(target_), "third");
 }
 
-TEST_F(X11Pasteboard, WaitsWhileOnlyAClipboardManagerReads) {
+TEST_F(X11Pasteboard, WaitsIfOnlyAClipboardManagerHasReadTheText) {
   Set({"first", "second"}, 1min);
   test::XClient manager;
   EXPECT_EQ(Read(manager), "first");
@@ -93,7 +93,7 @@ TEST_F(X11Pasteboard, WaitsOnceForAProgramThatNeverReads) {
   EXPECT_LT(taken, 4 * kLongestRead);
 }
 
-TEST_F(X11Pasteboard, WaitsAgainAfterTheProgramHasRead) {
+TEST_F(X11Pasteboard, WaitsAgainAfterTheProgramHasReadTheText) {
   constexpr auto kLongestRead = 300ms;
   Set({"1", "2", "3"}, kLongestRead);
   EXPECT_TRUE(SpinUntil([this] { return set_ == 3; }));
