@@ -44,7 +44,7 @@ class MainView {
   platform::MainQueue& queue_;
   platform::TextView& view_;
   std::mutex mutex_;                   // guards open_ and keeps queue entries in call order
-  std::shared_ptr<TextBacklog> open_;  // the queue's last entry, if it consists of texts
+  std::shared_ptr<TextBacklog> open_;  // the queue's last entry, if it is a backlog; else null
 
   // Main thread only.
   std::function<void()> action_;

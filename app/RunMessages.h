@@ -30,8 +30,8 @@ class RunMessages {
   struct Parts {
     const Platform& platform;             ///< clock, ticker, main queue and desktop
     const Lumet& session;                 ///< progress and settings
-    const Run& run;                       ///< counts the records
-    const ApplicationDelivery& delivery;  ///< counts the records that were typed or pasted
+    const Run& run;                       ///< the counts of records
+    const ApplicationDelivery& delivery;  ///< the number of typed or pasted records
     const Word<bool>& isConnected;        ///< whether a scanner is connected
     RunArchive& archive;                  ///< stores the records
     EarlierRuns& earlierRuns;             ///< shows a run in the archive

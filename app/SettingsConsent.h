@@ -12,7 +12,7 @@
 
 namespace quillet {
 
-/// The actions of runs that need this user's consent if another user has chosen the settings.
+/// The actions that require this user's consent if another user has chosen the settings.
 struct SensitiveActions {
   std::string application = {};  ///< path of the program to start; empty: none
   std::string file = {};      ///< path of the output file, if outside the data folder; empty: none

@@ -91,7 +91,7 @@ class SerialPort {
   std::uint8_t openConnections(const char* path);
 
   void closeInputConnection();   ///< closes the line for reading, except descriptor 0
-  void closeOutputConnection();  ///< closes the line for writing, even if it is descriptor 0
+  void closeOutputConnection();  ///< closes the output descriptor, even if it is 0
   void closeConnections();       ///< closes both lines; the read thread continues
 
   /// Writes bytes with a pause of 1 ms after each, which gives the scanner time to process them.

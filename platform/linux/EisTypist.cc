@@ -28,7 +28,7 @@ constexpr auto kEndingCheck = 100ms;
 
 constexpr char kEnding[] = "Quillet is closing";
 
-constexpr std::uint32_t kLockOfCaps = 2;  // mask of the modifier Lock (X11 protocol, section 2)
+constexpr std::uint32_t kLockOfCaps = 2;  // mask of the Lock modifier (X11 protocol, section 2)
 constexpr std::uint32_t kCodeOffset = 8;  // difference between XKB and evdev key codes
 
 void AddStrokes(const KeyChord& chord, std::vector<KeyStroke>& strokes) {

@@ -149,9 +149,9 @@ const char* PortalKeyEvents::ProblemOf(State state) {
       return "the desktop has withdrawn the permission. To be asked again, press Settings, then "
              "Save.";
     case State::kMissing:
-      return "it has no portal for remote control.";
+      return "it has no remote desktop portal.";
     case State::kFailed:
-      return "its portal for remote control does not work. Log in again.";
+      return "its remote desktop portal does not work. Log in again.";
   }
   return "";
 }
@@ -246,7 +246,7 @@ bool PortalKeyEvents::IsInState(State state) {
 void PortalKeyEvents::SetState(State state) {
   if (isStopping_) return;
   if (state == State::kMissing) {  // another way of typing may work
-    log_.Write("This desktop has no portal for remote control");
+    log_.Write("This desktop has no remote desktop portal");
   } else if (const std::string problem = ProblemOf(state); !problem.empty()) {
     Log(log_, "Cannot type on this desktop: ", problem);
   }

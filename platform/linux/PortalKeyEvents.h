@@ -28,7 +28,7 @@ class EisKeyboard;
 class PortalTypist;
 class SessionLayout;
 
-/// Posts key events through the desktop's portal for remote control. Used in GNOME and KDE Plasma
+/// Posts key events through the remote desktop portal. Used in GNOME and KDE Plasma
 /// sessions on Wayland. The desktop asks the user for permission. The permission is stored in a
 /// file.
 ///
@@ -56,7 +56,7 @@ class PortalKeyEvents final : public KeyEvents {
   /// Asks for permission, unless it has been granted or an answer is pending.
   void Prepare() override;
 
-  /// Returns true if the desktop has no portal for remote control. If this is not known yet, waits
+  /// Returns true if the desktop has no remote desktop portal. If this is not known yet, waits
   /// for it, at most as long as Post. Any thread.
   bool IsMissing();
 

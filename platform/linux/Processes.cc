@@ -58,7 +58,7 @@ bool FollowsWith(const std::vector<std::string>& words, std::size_t from,
 bool WasStartedBy(const std::string& process, const std::vector<std::string>& command,
                   const std::string& program) {
   const auto words = SplitAtNuls(Contents(process + "/cmdline"));
-  if (words.empty()) return false;  // a kernel thread or an ended process
+  if (words.empty()) return false;  // a kernel thread or a process that has exited
   if (FollowsWith(words, 1, command) && RealPath(process + "/exe") == program) return true;
   return words.size() > 1 && words[1].starts_with('/') && FollowsWith(words, 2, command) &&
          RealPath(words[1]) == program;

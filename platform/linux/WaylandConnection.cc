@@ -18,7 +18,7 @@ using std::chrono::steady_clock;
 
 constexpr auto kLimitForGlobals = 10s;
 
-// Waits for events of the descriptor until the deadline.
+// Waits for events on the descriptor until the deadline.
 bool Await(int descriptor, short events, steady_clock::time_point deadline) {
   pollfd poll{.fd = descriptor, .events = events, .revents = 0};
   const auto wait = [&] {

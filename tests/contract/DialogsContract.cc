@@ -109,7 +109,7 @@ TEST_P(SettingsFormContract, ReportsChangesByTheUser) {
 INSTANTIATE_TEST_SUITE_P(Form, SettingsFormContract,
                          (Implementations<FormHarness, FakeFormHarness, QtFormHarness>()), kNameOf);
 
-/// The window of earlier runs, with functions that operate and read it as a user does.
+/// The window with the earlier runs, and functions that use and read it as a user would.
 struct RunsHarness {
   virtual ~RunsHarness() = default;
   virtual platform::RunsWindow& Runs() = 0;

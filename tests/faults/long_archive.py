@@ -13,7 +13,7 @@ _LAST = 10 ** 9
 class EveryCallTest(ArchiveTest):
 
     def points(self, destination, burst):
-        """Counts the calls of a run without faults. Returns the faults to test."""
+        """Counts the system calls of a run without faults, and returns the faults to simulate."""
         counts = collections.Counter()
         for call in self.check_faults(_RECORDS, destination, burst):
             if call.call in ERRORS:

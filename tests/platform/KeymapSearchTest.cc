@@ -117,7 +117,7 @@ TEST(KeymapSearchTest, FindsDeadKeysOfTheCurrentGroup) {
   EXPECT_EQ(search.FindDead('a', {1, 0}), nullptr);
 }
 
-TEST(KeymapSearchTest, UsesNoKeyThatChangesLocks) {
+TEST(KeymapSearchTest, SkipsKeysThatChangeLocks) {
   Layout layout("us", "", "shift:both_capslock,grp:shifts_toggle,shift:breaks_caps");
   for (const std::uint32_t locked : {std::uint32_t{0}, kLock}) {
     for (char character = ' '; character <= '~'; ++character) {

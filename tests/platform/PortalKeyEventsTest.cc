@@ -395,7 +395,7 @@ TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastMethodTried) {
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   Type(session, "a");  // before Prepare
   session.Prepare();
-  ASSERT_TRUE(WaitFor([&] { return log.Has("This desktop has no portal for remote control"); }));
+  ASSERT_TRUE(WaitFor([&] { return log.Has("This desktop has no remote desktop portal"); }));
   EXPECT_EQ(session.Problem(), kNotYet);
   EXPECT_EQ(session.Untypable("a"), "");
   EXPECT_TRUE(log.Has("Types through /dev/uinput"));

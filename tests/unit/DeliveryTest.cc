@@ -124,7 +124,7 @@ TEST_F(DeliveryTest, KeepsTheReasonForALostRecordUntilTheNextIsTyped) {
   EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission has not been granted yet.");
 }
 
-TEST_F(DeliveryTest, WithdrawsTheTypingMessageIfNothingIsTyped) {
+TEST_F(DeliveryTest, RemovesTheTypingMessageIfNothingIsTyped) {
   keyEvents.onReadiness("permission was denied");
   delivery.Prepare(kToFile);
   EXPECT_EQ(Message(), "");

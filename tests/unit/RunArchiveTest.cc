@@ -413,7 +413,7 @@ TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
   EXPECT_FALSE(permits([&] { Receive("2"); })) << "lines without data";
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfTheFileLacksALaterRecord) {
+TEST_F(RunArchiveTest, DoesNotEraseIfTheFileLacksALaterRecord) {
   Begin();
   files_.full = true;
   Receive("1");

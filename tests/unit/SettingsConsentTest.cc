@@ -210,7 +210,7 @@ TEST_F(SettingsConsentTest, AsksAgainAfterTheUserTurnsTheActionOff) {
   EXPECT_EQ(settings->bClearMemory, 0);
 }
 
-TEST_F(SettingsConsentTest, RemembersEachConfirmedAnswer) {
+TEST_F(SettingsConsentTest, RemembersEachConfirmation) {
   const auto numbered = [](int number) {
     return Values{.path = "/home/bea/" + std::to_string(number), .clearmemory = true};
   };

@@ -42,7 +42,7 @@ using platform::linux_desktop::X11KeyEvents;
 
 constexpr std::uint16_t kKeyV = 9;
 
-// Letters are mnemonics in menus. Space and Return press buttons.
+// A record whose letters are mnemonics in menus. Its space and line feed could press buttons.
 constexpr char kRecord[] = "CSqlode 4006 a\n\t \n";
 
 void Press(X11KeyEvents& keys, std::uint16_t key, KeyFlag flag) {

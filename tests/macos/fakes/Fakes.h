@@ -107,7 +107,7 @@ struct Mac {
 
   std::set<std::string> installed;   ///< paths of installed applications
   std::vector<std::string> opened;   ///< paths of successful LSOpenApplication calls
-  std::vector<std::string> running;  ///< paths of running applications, in list order
+  std::vector<std::string> running;  ///< paths of the running applications
   bool opens = true;                 ///< false: LSOpenApplication fails
   bool listsNameless = false;        ///< the workspace also lists an application without a path
   bool listsNothing = false;         ///< the workspace returns nil instead of a list
