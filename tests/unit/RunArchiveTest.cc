@@ -220,6 +220,9 @@ TEST_F(RunArchiveTest, StoresScannerAndSettingsChanges) {
   EXPECT_EQ(run.destination, 3);
   EXPECT_EQ(run.target, " /opt/a%b\n");
   EXPECT_TRUE(run.ended && !run.complete);
+  const std::string file = *test::FileContents(first_ + ".records");
+  const std::size_t entry = file.find("\nsettings ") + 1;
+  EXPECT_NE(file[file.find('\n', entry) - 1], '0') << "without trailing zeros";
 }
 
 TEST_F(RunArchiveTest, CreatesNoFilesForARunWithoutRecords) {
