@@ -374,7 +374,9 @@ TEST_F(ForeignSettingsTest, StartsAndErasesNothingUntilConfirmed) {
   EXPECT_TRUE(keyEvents.posts().empty());
   EXPECT_EQ(tavo.Commands().find("E "), std::string::npos);
   EXPECT_NE(View().find("|1|1 barcodes synchronized|"), std::string::npos) << View();
+  EXPECT_EQ(keyEvents.prepared, 0);
   Confirm();
+  EXPECT_EQ(keyEvents.prepared, 1);
   Synchronize();
   EXPECT_EQ(applications.opened.front(), "/tmp/tool");
   EXPECT_FALSE(keyEvents.posts().empty());
