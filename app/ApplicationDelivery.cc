@@ -231,7 +231,7 @@ void ApplicationDelivery::KeyIgnored() {
   if (!isAtOwnWindow_) firstMissed_ = posted_.load();
   if (isAtOwnWindow_.exchange(true)) return;
   RaiseUndelivered(Notice::kTypedAtQuillet,
-                   "Quillet was the active application, so the records were not delivered.",
+                   "Quillet was active, so the records were not delivered.",
                    "They are in the archive. Click the other program before you scan again.",
                    "They were not saved either. Click the other program, then scan or synchronize "
                    "again.");
@@ -263,7 +263,7 @@ void ApplicationDelivery::ForgetOwnWindow() {
     missedBefore_ = missedBefore_ + lastMissed_ - firstMissed_ + 1;
     isAtOwnWindow_ = false;
     strip_.Withdraw(Notice::kTypedAtQuillet);
-    RaiseIncomplete("Not everything was delivered: Quillet was the active application.");
+    RaiseIncomplete("Not everything was delivered: Quillet was active.");
   }
 }
 

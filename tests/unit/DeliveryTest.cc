@@ -209,10 +209,9 @@ TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {
   EXPECT_EQ(display.Buttons(), Texts{});
   delivery.RunBegan();
   delivery.KeyIgnored();
-  EXPECT_EQ(
-      Message(),
-      "Quillet was the active application, so the records were not delivered. They were not saved "
-      "either. Click the other program, then scan or synchronize again.");
+  EXPECT_EQ(Message(),
+            "Quillet was active, so the records were not delivered. They were not saved "
+            "either. Click the other program, then scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
 }
 
@@ -264,7 +263,7 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
-      "Quillet was the active application, so the records were not delivered. They are in the "
+      "Quillet was active, so the records were not delivered. They are in the "
       "archive. "
       "Click the other program before you scan again.";
   EXPECT_EQ(Message(), message);
@@ -275,7 +274,7 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   clock.Advance(1ms);
   delivery.Deliver("3", false);
   const std::string lasting =
-      "Not everything was delivered: Quillet was the active application. The records are in the "
+      "Not everything was delivered: Quillet was active. The records are in the "
       "archive.";
   EXPECT_EQ(Message(), lasting);
   delivery.KeyIgnored();

@@ -14,7 +14,7 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
 WAITING = "Waiting for a scanner. Plug it in."
-OWN_WINDOW = ("Quillet was the active application, so the records were not delivered. They are in the archive. "
+OWN_WINDOW = ("Quillet was active, so the records were not delivered. They are in the archive. "
               "Click the other program before you scan again.")
 NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
 NO_TYPING = "Quillet cannot type on this desktop: "
