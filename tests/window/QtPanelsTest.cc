@@ -122,9 +122,10 @@ TEST_F(QtPanelsTest, AsksBeforeUsingSettings) {
       auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
       ASSERT_NE(box, nullptr);
       EXPECT_EQ(box->text(), "Use <b>?");
-      EXPECT_EQ(box->informativeText().remove(u'\u200B'),
-                "Quillet will then:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet will not do any of this "
-                "until you agree.");
+      EXPECT_EQ(
+          box->informativeText().remove(u'\u200B'),
+          "Quillet will then:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet will not do any of this "
+          "until you agree.");
       answer(*box);
     });
     return panels_.ConfirmSettings("Use <b>?", {"Start /tmp/<i>", "Erase"});
