@@ -445,6 +445,18 @@ TEST_F(ResultTest, DoesNotPromiseACopyIfTheArchiveFailed) {
   EXPECT_TRUE(log.Has(only));
 }
 
+TEST_F(ResultTest, SaysThatTheArchiveFailsUntilARunIsArchived) {
+  PutFile(archiveFolder, "a file where the folder should be");
+  ConnectWith({.destination = 1}, {"1"});
+  Synchronize();
+  mainQueue.RunAll();
+  EXPECT_TRUE(strip.Message().starts_with("Records cannot be saved")) << strip.Message();
+  std::filesystem::remove(archiveFolder);
+  Synchronize();
+  mainQueue.RunAll();
+  EXPECT_TRUE(strip.Message().starts_with("1 record in")) << strip.Message();
+}
+
 TEST_F(SynchronizationTest, IgnoresButtonsDuringAManualRun) {
   StartRunAndHoldItsBurst();
   EXPECT_TRUE(controller.bIsUnderSynchronization);
