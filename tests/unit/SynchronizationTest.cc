@@ -25,6 +25,15 @@ class SynchronizationTest : public test::AppFixture {
     tavo.WaitUntilHeld();
   }
 
+  void ChooseTypingDuringAnAutomaticRun() {
+    StartWith({.destination = 1, .autosync = true});
+    Attach("usbmodem1", Scanner({"1"}));
+    tavo.Hold("P");
+    Launch();
+    tavo.WaitUntilHeld();
+    Choose(kToActiveApplication);
+  }
+
   /// Returns the archived lines of each run and of the live scans.
   std::vector<std::string> ArchivedLines() {
     std::vector<std::string> lines;
@@ -132,12 +141,7 @@ TEST_F(SynchronizationTest, SecondAutomaticRunHidesInterruptionMessage) {
 }
 
 TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterTheRun) {
-  StartWith({.destination = 1, .autosync = true});
-  Attach("usbmodem1", Scanner({"1"}));
-  tavo.Hold("P");
-  Launch();
-  tavo.WaitUntilHeld();
-  Choose(kToActiveApplication);
+  ChooseTypingDuringAnAutomaticRun();
   EXPECT_EQ(keyEvents.prepared, 0);
   tavo.Release();
   AwaitEnd(0);
@@ -147,12 +151,7 @@ TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterTheRun) {
 }
 
 TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterDisconnecting) {
-  StartWith({.destination = 1, .autosync = true});
-  Attach("usbmodem1", Scanner({"1"}));
-  tavo.Hold("P");
-  Launch();
-  tavo.WaitUntilHeld();
-  Choose(kToActiveApplication);
+  ChooseTypingDuringAnAutomaticRun();
   EXPECT_EQ(keyEvents.prepared, 0);
   connect.Press();
   EXPECT_EQ(keyEvents.prepared, 1);
