@@ -160,7 +160,7 @@ class Check:
         if error:
             self.lost[f"cannot be mounted, {kind}: {os.strerror(error)}"] += 1
             return
-        missing = self.Missing()
+        missing = self.missing()
         self._disk.unmount()
         if missing:
             self.lost[f"lacks records, {kind}"] += 1
