@@ -138,7 +138,7 @@ class ApplicationDelivery {
   std::atomic<bool> nonAsciiSaid_ = false;      // a message about non-ASCII characters was raised
   std::atomic<bool> isAtOwnWindow_ = false;     // kTypedAtQuillet is raised
   std::atomic<std::int32_t> firstMissed_ = 0;   // value of posted_ when kTypedAtQuillet was raised
-  std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ at the last ignored key
+  std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ when a key was last ignored
   std::atomic<std::int32_t> missedBefore_ = 0;  // records missed before kTypedAtQuillet was raised
   std::atomic<Time> lastIgnored_ = Time::min();
 };

@@ -101,7 +101,7 @@ class EarlierRuns {
   ArchiveReader reader_;
   BackgroundWork work_;
   bool opened_ = false;
-  bool wasListed_ = false;          // the first list has been read
+  bool wasListed_ = false;          // a list has been read at least once
   bool listing_ = false;            // a list is being read
   bool listAgain_ = false;          // the list must be read again after this read
   std::vector<StoredRun> runs_;     // newest first

@@ -11,8 +11,9 @@ namespace {
 
 constexpr std::int32_t kRecordsPerDot = 64;
 
-// Initial capacity in bytes, enough for about 80,000 records. Without it, growing the buffer takes
-// as long as all other work on the records. The kernel allocates pages only when they are written.
+// Initial capacity in bytes, enough for about 80,000 records. With a small capacity, growing the
+// buffer takes as long as all other work on the records. The kernel allocates pages only when they
+// are written.
 constexpr std::size_t kRoomForRecords = std::size_t{4} * 1024 * 1024;
 
 // Returns true if a write can fail with this error because another user's file has the same name.
@@ -52,7 +53,7 @@ void Run::Gather(const std::string& record, std::int64_t line) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // No records: the run began with another destination, or End has already written its records.
+    // There are no records if the run began with another destination or End has written them.
     records = std::make_unique<Records>();
   }
   // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of

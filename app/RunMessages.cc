@@ -158,7 +158,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   if (parts_.archive.cutOff()) {
     Problem(RunArchive::Problem::kCutOff);
   } else {
-    // After a burst without records, no erase command is sent.
+    // If a burst was cut off and delivered no records, no erase command is sent.
     const bool erases = parts_.session.bClearMemory && (result.records > 0 || !burstCutOff_);
     ShowMissing(erases ? "The scanner is being erased."
                        : "The scanner was not erased. Synchronize again.");
@@ -251,8 +251,8 @@ void RunMessages::ShowMissing(std::string_view scanner) {
   parts_.strip.Raise(Notice::kRecordsMissing, text.append(scanner), ShowActions());
 }
 
-// Quillet does not know which program the active application is, so the active application counts
-// as one program, even if it changes.
+// Quillet does not know which program is the active application. All active applications of a run
+// therefore count as one program.
 void RunMessages::RecordDelivered(std::int32_t destination) {
   const bool isNamed = destination == kToNamedApplication;
   const std::string program = isNamed ? parts_.session.appname.Get() : "";
@@ -344,7 +344,8 @@ void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t 
 }
 
 std::vector<StripAction> RunMessages::ShowActions() const {
-  // If the user has started another run, that run has no name until its first record arrives.
+  // If the user has started another run and its first record has not arrived yet, that run has no
+  // name. The button then shows the run that ended last.
   std::string run = parts_.archive.runName();
   if (run.empty() && parts_.run.IsShown()) run = endedName_.Get();
   if (run.empty()) return {};

@@ -20,9 +20,8 @@ bool IsInFolder(const std::string& path, const std::string& folder) {
   return file.starts_with(folder + "/") && file.find('/', folder.size() + 1) == file.npos;
 }
 
-// Formats actions as an answer for the file with the confirmed actions. The file contains the
-// newest answer first and an empty line after each answer. Returns an empty string if there are no
-// actions.
+// Returns the text of an answer in the file of confirmed actions. The newest answer comes first in
+// the file. Each answer ends with an empty line. Returns an empty string if there are no actions.
 std::string Stored(const SensitiveActions& actions) {
   std::string text;
   if (!actions.application.empty()) {

@@ -24,11 +24,11 @@ enum class Notice {
   kPortBusy,       ///< another program uses the port
   kScannerSilent,  ///< the port was opened, but no scanner answered
 
-  kPressIgnored,  ///< the button that the user pressed has no effect now
+  kPressIgnored,  ///< the button that the user pressed currently has no effect
 
   kTypingImpossible,   ///< the system does not allow Quillet to type
   kPastingImpossible,  ///< a record could not be put on the clipboard
-  kTargetMissing,      ///< the application for the records does not exist
+  kTargetMissing,      ///< the application that receives the records does not exist
   kTypedAtQuillet,     ///< records were typed or pasted into a window of Quillet
   kRecordNotTyped,     ///< an earlier record was delivered only in part or not at all
   kInputMethodOn,      ///< an input method may change typed records

@@ -19,8 +19,8 @@ class SerialPortDelegate {
   /// @param count  the number of bytes, 1 to 10240
   virtual void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) = 0;
 
-  /// Called once on the port's read thread if the open device no longer exists or has hung up for
-  /// more than a second.
+  /// Called once on the port's read thread if the open device no longer exists or has been hung up
+  /// for more than a second.
   virtual void DeviceHungUp() {}
 
  protected:

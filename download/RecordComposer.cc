@@ -30,7 +30,7 @@ enum class Field { kName, kData, kTime };
 
 struct OrderedField {
   Field field;
-  bool delimiterBefore = false;  // false for the data, which has no delimiter
+  bool delimiterBefore = false;  // not used for the data, which adds no delimiter
 };
 
 // The symbology name and the time each add one delimiter, before or after the field. If such a

@@ -55,8 +55,8 @@ class LumetFile {
   /// Returns true if each run replaces an existing file at the output path `path`.
   bool IsReplaced(const std::string& path);
 
-  /// Deletes the temporary files that a killed process left in the data folder and in the folder of
-  /// the output path `path`.
+  /// Deletes the temporary files that a killed process left behind in the data folder and in the
+  /// folder of the output path `path`.
   /// @return the number of deleted files
   std::size_t RemoveUnfinished(const std::string& path);
 

@@ -44,7 +44,8 @@ void RunArchive::Begin() {
   if (!overlaps_) {
     startsRun_ = true;
     runName_.Set("");
-    // The lines before the units: a unit that arrives in between must not count without its line.
+    // Reads the number of lines first. Otherwise, a unit that arrives between the two calls could
+    // count without its line.
     linesAtBegin_ = lines_.load();
     units_.RunBegan();
     runsInProgress_ = 0;
@@ -169,8 +170,8 @@ void RunArchive::CloseRun(std::string_view status) {
   folder_.DropOld();  // after the run, since listing the files would delay its records
 }
 
-// If the entry cannot be written, the list of runs shows the run as not erased. This is not treated
-// as an error of the archive.
+// If the entry cannot be written, the list of runs shows the run as not erased. This does not count
+// as an archive error.
 void RunArchive::Erased() {
   const bool isErased = run_.firstUnit() > 0 && run_.firstUnit() <= permitted_;
   if (isErased) run_.Append("erased " + Timestamp() + "\n");
@@ -324,7 +325,7 @@ void RunArchive::OpenDay() {
     const auto existing =
         files_.Read(folder_.PathOf(numbered, ArchiveFolder::kRecordsEnding), kFileSize);
     if (!existing) break;
-    // Skips full files, files whose last entry is incomplete, and files that another process uses.
+    // Skips full files, files whose last entry is incomplete, and files in use by another process.
     const auto run = ReadRecordsFile(*existing);
     if (run && run->whole && OpenVolume(FlushList::Use::kDay, numbered, existing->size())) return;
   }

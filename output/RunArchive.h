@@ -151,10 +151,10 @@ class RunArchive final : public RecordArchive {
   Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
   RunUnits units_;
-  RunUnits::Mark failed_{0};             // the last unit that, or whose line, was not archived
+  RunUnits::Mark failed_{0};             // the last unit whose data or line was not archived
   RunUnits::Mark unsafe_{0};             // a file of the run could not be written, or was deleted
   RunUnits::Mark cutOff_{0};             // a unit is known to be incomplete
-  RunUnits::Mark lastOfRun_{0};          // the last unit of the run that ended last
+  RunUnits::Mark lastOfRun_{0};          // the last unit of the most recently ended run
   RunUnits::Mark inDay_{0};              // a unit is in the files of the day
   RunUnits::Mark flushed_{-1};           // the units up to this one are on the disk
   RunUnits::Mark copied_{-1};            // the units up to this one are in the output file

@@ -31,9 +31,9 @@ class KeyEvents {
   /// If the system refuses or does not support synthetic events, the backend logs this failure once
   /// and drops the events.
   ///
-  /// Linux backends press and release the modifier key around a key-down with a flag, and use
-  /// Control for Command. If Caps Lock is known to be on, Linux backends compensate for it and
-  /// leave it on.
+  /// For a key-down with a flag, Linux backends press the modifier key before it and release the
+  /// modifier key after it. They use Control for Command. If Caps Lock is known to be on, they
+  /// compensate for it and leave it on.
   virtual void Post(std::span<const KeyEvent> events) = 0;
 
   /// Returns the characters of `text` that cannot be typed now, without duplicates. Call it before
@@ -60,8 +60,8 @@ class KeyEvents {
   /// would. The next Post then does not wait. Any thread, even while another thread is in Post.
   virtual void AwaitReadiness() {}
 
-  /// Undoes the changes to the system that an earlier process left when it was killed. Requests no
-  /// permission. Call it once at the start, before the other functions, even if records are not to
+  /// Undoes changes to the system that an earlier process left behind when it was killed. Requests
+  /// no permission. Call it once at the start, before the other functions, even if no records will
   /// be typed. Any thread.
   virtual void Recover() {}
 

@@ -65,7 +65,7 @@ class SerialRegistry {
   virtual NotifyPort CreateNotifyPort() = 0;
 
   /// Registers a callback for one kind of event.
-  /// @return an iterator over the devices already present, which the caller empties to arm the
+  /// @return an iterator over the devices already present, which the caller must empty to arm the
   ///         notification; 0 if the system refused
   virtual Handle AddMatchingNotification(NotifyPort port, Event event, Callback callback,
                                          void* context) = 0;

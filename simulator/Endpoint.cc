@@ -75,7 +75,7 @@ class PseudoTerminal final : public Endpoint {
     const int flags = fcntl(master.Get(), F_GETFL);
     if (flags < 0 || fcntl(master.Get(), F_SETFL, flags | O_NONBLOCK) != 0) throw Failure("fcntl");
 
-    // Opens the slave once. Before that, the master does not report that the slave is closed. The
+    // Opens the slave once. Until then, the master would not report that the slave is closed. The
     // slave's settings persist while the master is open.
     const UniqueFd slave = OpenTerminal(path_);
     if (!slave.IsOpen()) throw Failure(path_);

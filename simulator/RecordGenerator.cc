@@ -97,7 +97,7 @@ class Stockroom {
                                random_.Between(1, 24), level_)};
   }
 
-  /// The code of a carton: a digit for the packing size, then the article number.
+  /// The code of a carton: a digit for the package size, then the article number.
   Label Carton() {
     const Label& article = random_.OneOf(assortment_);
     std::string inner = article.data.substr(0, article.data.size() - 1);

@@ -90,8 +90,8 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
         g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
     if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
     file.windowClasses_.push_back(LowerCase(std::filesystem::path(path).stem()));
-    // A program started with arguments, such as a terminal, is often shared by several
-    // applications, so its windows may belong to another application.
+    // If the command has arguments, other applications often use the same program, for example a
+    // terminal. Its windows may then belong to another application.
     if (named == nullptr && file.command_.size() == 1) {
       file.windowClasses_.push_back(LowerCase(std::filesystem::path(file.command_[0]).filename()));
     }
@@ -109,7 +109,7 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
 }
 
 bool ApplicationFile::Start(const std::function<void(int)>& started) const {
-  // GLib closes all descriptors except the standard ones in the child. GLib also forks twice, so
+  // In the child, GLib closes all descriptors except the standard ones. GLib also forks twice, so
   // the application is not a child of this process and leaves no zombie.
   constexpr auto kFlags = static_cast<GSpawnFlags>(
       G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);

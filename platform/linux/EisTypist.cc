@@ -138,7 +138,7 @@ const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> pre
 }
 
 // Finds all keys before pressing the first one, because the desktop may replace the keymap as soon
-// as a key is pressed. Returns null, or why not all keys were pressed.
+// as a key is pressed. Returns null on success, otherwise the reason for stopping.
 const char* EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
   std::vector<std::vector<KeyStroke>> parts(1);  // all except the first begin with a dead key
   for (const KeyEvent& press : presses) {

@@ -78,8 +78,8 @@ BusPointer SessionBus() {
   return sd_bus_open_user(&bus) < 0 ? nullptr : BusPointer(bus);
 }
 
-// The time-out of sd_bus_call() does not cover the time until the bus accepts the connection, so
-// this function limits both.
+// The time-out of sd_bus_call() does not cover the time until the bus accepts the connection. This
+// function limits the total time.
 MessagePointer ReplyTo(sd_bus* bus, sd_bus_message* call) {
   const auto end = steady_clock::now() + kInputMethodLimit;
   MessagePointer reply;

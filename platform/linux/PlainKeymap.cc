@@ -16,7 +16,7 @@ struct Row {
 };
 
 // The last row has all characters that need Shift on a US keyboard. Most of its codes have no key
-// on real keyboards. Codes above 247 do not exist on X servers, and therefore not in Xwayland.
+// on real keyboards. X servers, including Xwayland, do not support codes above 247.
 constexpr Row kRows[] = {
     {KEY_1, "1234567890-="}, {KEY_TAB, "\tqwertyuiop[]\n"},
     {KEY_A, "asdfghjkl;'`"}, {KEY_BACKSLASH, "\\zxcvbnm,./"},

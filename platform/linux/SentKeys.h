@@ -12,8 +12,8 @@
 namespace quillet::platform::linux_desktop {
 
 /// Recognizes key events that this program sent on Wayland. A client cannot tell which keyboard an
-/// event comes from. Each event carries the time when it was sent, set by the kernel if uinput is
-/// used, otherwise by this program. Compositors pass this time on (libinput,
+/// event comes from. Each event carries the time when it was sent. The kernel sets this time if
+/// uinput is used; otherwise, this program sets it. Compositors pass the time on (libinput,
 /// libinput_event_keyboard_get_time). A key event is therefore recognized by its code, direction
 /// and time.
 ///

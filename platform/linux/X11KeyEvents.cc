@@ -433,9 +433,9 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
   return (!wasBound && Bind(events, state)) || Fail(kNoKey);
 }
 
-// Grabs the server, so that no other program changes the keyboard between reading its state and
-// sending the keys. Prepares the piece before that, so that other programs wait for only one round
-// trip. Returns false without sending anything if the keymap or the locks have changed.
+// Sends keys while the server is grabbed, so that no other program changes the keyboard after its
+// state is read. The piece is prepared before the grab, so that other programs wait for only one
+// round trip. Returns false without sending anything if the keymap or the locks have changed.
 bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected) {
   KeymapSearch& search = keyboard_->Search();
   std::optional<Piece> piece(std::in_place, search, expected);

@@ -87,7 +87,7 @@ class X11Keyboard : public XcbConnection {
 
   bool canTest_ = false;
   const bool isLocal_;
-  bool hasInput_ = false;            // the server has the input extension
+  bool hasInput_ = false;            // the server supports the X Input extension
   std::uint8_t keyboardEvent_ = 0;   // event type of XKB; 0 if XKB is not available
   std::uint16_t tester_;             // device ID of the XTEST keyboard
   std::vector<std::uint8_t> users_;  // device IDs of the other keyboards

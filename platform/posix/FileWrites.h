@@ -21,7 +21,7 @@ bool SynchronizeFile(int file);
 /// Waits until the directory entries of a file and of all folders in its path are on the storage
 /// device. Any thread.
 /// @param path  absolute path of the file
-/// @return false if an entry may not be on the device
+/// @return false if an entry might not be on the device yet
 bool SynchronizeEntries(std::string path);
 
 /// Calls `work` on a separate thread, for calls that may block for as long as a device does not

@@ -66,7 +66,7 @@ bool IsTemporaryName(std::string_view name) {
 // Locks a temporary file, so that no other process deletes it as unfinished.
 // @return false if another process deleted the file before it was locked
 bool LockTemporary(int folder, const std::string& name, int file) {
-  // If the file system has no locks, no other process can lock and delete the file either.
+  // If the file system does not support locks, other processes cannot lock and delete the file.
   if (flock(file, LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;
   struct stat status {};
   return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
@@ -160,7 +160,7 @@ FileStore::Created Publish(int folder, const std::string& temporary, const std::
 
 // Reads an open file. Returns no value after an error or if memory is insufficient.
 std::optional<std::string> ReadOpen(int file, const struct stat& status, std::size_t limit) try {
-  // With one extra byte, the read that detects the end of the file needs no larger buffer.
+  // One extra byte leaves room for the read that detects the end of the file.
   const std::size_t expected = static_cast<std::size_t>(status.st_size) + 1;
   constexpr std::size_t kLeastStep = 4096;
   std::string contents;
@@ -189,8 +189,8 @@ bool IsShared(const struct stat& folder) {
 }
 
 // Removes other users' permission to write to a folder of this user, unless it is shared. If all
-// users had the permission, they may have put files there. place.status then keeps the old
-// permissions, so that Judge does not trust the file.
+// users had this permission, any of them could have created files there. In that case, place.status
+// keeps the old permissions, so that Judge does not trust the file.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;
@@ -240,8 +240,8 @@ Replaced Write(const Place& place, mode_t mode, const struct stat* old, std::str
   Temporary temporary = CreateTemporary(folder, place.name, mode);
   UniqueFd& file = temporary.file;
   if (!file.IsOpen()) return Failure();
-  // Holds the lock until the file is renamed. `file` is closed before that, to check the result of
-  // close(2).
+  // Keeps the file locked until it is renamed. `file` is closed earlier, so that the result of
+  // close(2) can be checked.
   const UniqueFd lock(fcntl(file.Get(), F_DUPFD_CLOEXEC, 0));
   if (old != nullptr) CopyPermissions(file.Get(), *old);
   if (!WriteAll(file.Get(), contents) || !SynchronizeFile(file.Get()) || !file.Close() ||

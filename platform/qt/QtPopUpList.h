@@ -11,7 +11,7 @@ namespace quillet::platform::qt {
 /// Main thread only.
 class QtPopUpList final : public PopUpList {
  public:
-  /// @param box  empty and not editable; it outlives this object
+  /// @param box  an empty combo box that is not editable; must outlive this object
   explicit QtPopUpList(QComboBox& box);
 
   void AddItem(std::string_view title, std::string_view detail) override;

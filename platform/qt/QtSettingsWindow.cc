@@ -96,7 +96,7 @@ QWidget* Column(std::initializer_list<QWidget*> groups) {
   auto* layout = new QVBoxLayout(column);
   layout->setContentsMargins(0, 0, 0, 0);
   for (QWidget* group : groups) layout->addWidget(group);
-  // The last group fills the height of the taller column.
+  // If the other column is taller, the last group takes the extra height.
   layout->setStretchFactor(*(groups.end() - 1), 1);
   return column;
 }

@@ -2,9 +2,8 @@
 
     link_rules.py NM LAYER... --backends BACKEND...
 
-List the layers from the lowest, base, to the highest. A layer must not need symbols of a higher
-layer or of a backend. A backend must not need symbols of another backend or of any layer except
-base.
+List the layers from lowest (base) to highest. A layer must not need symbols of a higher layer or of
+a backend. A backend must not need symbols of another backend or of any layer except base.
 """
 import subprocess
 import sys

@@ -17,9 +17,9 @@ struct Implementation {
   friend void PrintTo(const Implementation& self, std::ostream* out) { *out << self.name; }
 };
 
-/// Base class of a contract suite. The tests check that the fake of an interface and each backend
-/// that runs on this system fulfil its contract. The harness creates the implementation and acts as
-/// its user or device.
+/// Base class of a contract suite. The tests check that an interface's fake and each backend that
+/// runs on this system fulfil the interface's contract. The harness creates the implementation and
+/// acts as its user or device.
 template <class Harness>
 class Contract : public testing::TestWithParam<Implementation<Harness>> {
  protected:

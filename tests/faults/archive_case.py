@@ -1,4 +1,4 @@
-"""Base class of the tests for archive errors, which must not lose records."""
+"""Base class of tests that cause archive errors and check that no records are lost."""
 
 import collections
 import errno

@@ -22,8 +22,9 @@ class EveryCallTest(ArchiveTest):
         for (call, file), count in sorted(counts.items()):
             numbers = {1, 2, (count + 1) // 2, count} if call in _EVERY_NUMBER else {1, count}
             if file == "root" or (call, file) == ("open", "data"):
-                # Libraries open the root folder at startup, when the program also opens the data
-                # folder to read the settings. A fault there would prevent the run.
+                # Libraries open the root folder at startup, and the program opens the data folder
+                # to read the settings. A fault in these calls would prevent the run, so only the
+                # last call fails.
                 numbers = {count}
             points += [Point(call, file, number, number, error)
                        for number in sorted(numbers) if number <= count for error in ERRORS[call]]

@@ -63,7 +63,7 @@ class SoakTest(FaultTest):
         self.quillet.wait_for_connect_label("Connect")
         self.device.plug_in()
 
-        # The pending answer must end before the program can reconnect.
+        # The scanner must complete the pending answer before the program can reconnect.
         def is_connected():
             self.device.fault(END_OF_ANSWER)
             time.sleep(1)

@@ -82,7 +82,7 @@ class GarbageTest(FaultTest):
         self.check_run()
 
     def test_garbage_in_a_burst_corrupts_later_records(self):
-        # The program reads the extra byte as a record length, which exceeds the burst.
+        # The program reads the extra byte as a record length that exceeds the burst.
         self.begin_connected(3, f"on P 1 within {_HEADER + _RECORD} ff")
         self.synchronize(messages.file_run(2, OUTPUT))
         self.assertEqual(self.text(self.records[:1]),

@@ -1,4 +1,4 @@
-"""Tests power failures with a model of a disk that loses everything that was not flushed."""
+"""Tests power failures with a disk model that loses all unflushed data."""
 
 import tempfile
 

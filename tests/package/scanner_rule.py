@@ -1,8 +1,9 @@
 #!/usr/bin/python3
 """Evaluates the scanner's udev rule for mocked USB devices: umockdev-wrapper scanner_rule.py RULES
 
-Checks which ports the logged-in user may open and which ones modem managers ignore, as packaged and
-with the rule's optional lines. Needs namespaces, to put the rules into /run/udev/rules.d.
+Checks which ports the logged-in user may open and which ones modem managers ignore. Checks the rule
+as packaged and with its optional lines enabled. Needs namespaces, to put the rules into
+/run/udev/rules.d.
 """
 
 import pathlib

@@ -201,7 +201,7 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
       {"parent", 0755, kOther, Custody::kForeign},  // the owner may rename the folder
       {"parent", 01777, kOther, Custody::kForeign},
       {"parent", 01777, 0, Custody::kTrusted},
-      {"parent", 0755, 65534, Custody::kTrusted},  // in a container, this may be root
+      {"parent", 0755, 65534, Custody::kTrusted},  // in a container, root may appear as this user
   };
   for (const auto& each : cases) {
     fs::create_directories(folder_ / "parent/folder");

@@ -33,8 +33,8 @@ class RegistryListener {
   RegistryListener& operator=(const RegistryListener&) = delete;
   ~RegistryListener() { Release(); }
 
-  /// Reads and releases all objects of the iterator. This arms the iterator. @return the number of
-  /// objects
+  /// Reads and releases all objects of the iterator. This arms the iterator.
+  /// @return the number of objects
   int Empty() {
     int objects = 0;
     for (; const Handle object = registry_.Next(iterator); ++objects) registry_.Release(object);

@@ -50,7 +50,7 @@ TEST(UsbModemName, DiffersForEachInterface) {
       }
     }
   }
-  // Random paths of up to six ports, the longest that USB allows.
+  // Random paths of up to six ports, the maximum that USB allows.
   std::minstd_rand random(7);
   for (int i = 0; i < 50'000; ++i) {
     std::string place = std::to_string(random() % 128 + 1) + "-" + std::to_string(random() % 256);

@@ -52,7 +52,7 @@ class UdevSerialRegistryTest : public testing::Test {
     return devices;
   }
 
-  /// Registers for both events. The callbacks call `onEvent_`, then count the objects.
+  /// Registers for added and removed devices. The callbacks call `onEvent_` and count the objects.
   void Listen() {
     port_ = registry_.CreateNotifyPort();
     ASSERT_NE(port_, 0U);

@@ -457,8 +457,8 @@ TEST_F(X11KeyEventsTest, TypesAfterAKeyboardIsPluggedInOrRemoved) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-// Quillet assigns characters only to key codes that no keyboard uses. Here, one key code is used by
-// the user's keyboard only.
+// Quillet assigns characters only to key codes that no keyboard uses. In this test, the user's
+// keyboard uses a key code that the other keyboards do not use.
 TEST_F(X11KeyEventsTest, DoesNotReassignAKeyCodeThatTheUsersKeyboardUses) {
   Use("ru");
   Device user("Xvfb keyboard");

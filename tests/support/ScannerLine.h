@@ -94,7 +94,7 @@ class ScannerLine final : public platform::SerialLine {
     WaitUntil([&] { return scanner_ == nullptr || connected; });
   }
 
-  /// Returns the commands that the scanner has received, separated by blanks.
+  /// Returns the commands that the scanner has received, each followed by a space.
   std::string Commands() {
     const std::lock_guard lock(mutex_);
     std::string all;

@@ -50,8 +50,8 @@ class EarlierSynchronizationsTest(SystemTest):
         wait_until(is_there, lambda: f"{expected!r}, not {found!r}")
 
     def open(self, *rows):
-        """Opens the window and waits until it lists these rows. A row is a list of the texts of its
-        cells, without the date."""
+        """Opens the window and waits until it lists these rows. Each row is a list of cell texts,
+        without the date."""
         self.quillet.type_keys("ctrl+e")
         self.wait_for_focus(WINDOW)
         self.wait_for_rows(*rows)

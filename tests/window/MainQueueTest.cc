@@ -99,8 +99,8 @@ std::ptrdiff_t OpenDescriptors() {
   return std::distance(begin(descriptors), end(descriptors));
 }
 
-// If the pipe gets standard descriptors, the constructor duplicates them to higher numbers. In this
-// test, the second duplication fails.
+// If the pipe's descriptors are in the range 0 to 2, the constructor duplicates them to higher
+// numbers. In this test, the second duplication fails.
 TEST(MainQueue, FailedConstructorLeaksNoDescriptor) {
   int kept[3];
   for (const int number : {0, 1, 2}) {

@@ -70,7 +70,7 @@ class Devices:
 
     def remove(self, terminal):
         """Removes a terminal. The kernel removes the device before it sends the event, but umockdev
-        can send the event only for an existing device. This method therefore stops the program
+        can send the event only for an existing device. This method therefore suspends the program
         until the device is removed."""
         if self.listener is not None:
             self.listener.send(signal.SIGSTOP)
