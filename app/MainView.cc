@@ -36,7 +36,7 @@ void MainView::Clear() {
 void MainView::Show(const std::shared_ptr<TextBacklog>& texts) {
   {
     const std::scoped_lock lock(mutex_);
-    if (open_ == texts) open_.reset();  // later texts go to a new entry
+    if (open_ == texts) open_.reset();  // later text goes to a new entry
   }
   while (!texts->IsEmpty()) {
     const TextBacklog::Chunk chunk = texts->TakeFirst();

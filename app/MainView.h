@@ -43,7 +43,7 @@ class MainView {
 
   platform::MainQueue& queue_;
   platform::TextView& view_;
-  std::mutex mutex_;                   // guards open_ and keeps queue entries in call order
+  std::mutex mutex_;                   // guards open_ and the order of the queue entries
   std::shared_ptr<TextBacklog> open_;  // the queue's last entry, if it is a backlog; else null
 
   // Main thread only.

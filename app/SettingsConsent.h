@@ -37,9 +37,9 @@ std::vector<std::string> Described(const SensitiveActions& actions);
 ///
 /// In the meantime, automatic runs and erasing are disabled, records for a program go to the main
 /// view, and records for a file outside the data folder go to the default output file. The
-/// confirmed actions are stored in a private file, so the user is asked once per change. A stored
-/// answer has no effect if it belongs to another user, or if this user could not withdraw it
-/// because its folder is read-only. Main thread only.
+/// confirmed actions are stored in a private file, so the user is asked once per change. The file
+/// has no effect if it belongs to another user. It also has no effect if its folder is read-only,
+/// because this user could not withdraw the answers in it. Main thread only.
 class SettingsConsent {
  public:
   /// Number of confirmed answers that are remembered. A new one replaces the oldest.

@@ -17,8 +17,8 @@
 
 namespace quillet {
 
-/// Loads, edits and saves the user's settings. Its log lines name the SyncController function that
-/// was called. Main thread only.
+/// Loads, edits and saves the user's settings. Its log lines begin with the name of the
+/// SyncController function that was called. Main thread only.
 class SettingsEditor {
  public:
   /// Message after an attempt to use the settings file as the output file.
@@ -69,8 +69,8 @@ class SettingsEditor {
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and
-  /// Cancel does not revert it. Rejects the settings file. Shows a message if runs will replace the
-  /// chosen file.
+  /// Cancel does not revert it. If the user chooses the settings file, shows a message and keeps
+  /// the previous path. Also shows a message if runs will replace the chosen file.
   void Browse();
 
   /// Lets the user choose the application. Saves the choice if records go to the application. Works

@@ -73,7 +73,8 @@ class SyncController final : public LumetDelegate {
   // --- Connection -------------------------------------------------------------------------------
 
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
-  /// Starts an attempt to connect to all ports or to the selected port, unless one is in progress.
+  /// Starts an attempt to connect, unless an attempt is in progress.
+  /// @param tryAll  true to try all ports, false to try only the selected port
   void StartConnectionThread(bool tryAll);
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.

@@ -17,8 +17,8 @@ enum class TextKind {
 /// records are dropped. For use by one thread at a time.
 class TextBacklog {
  public:
-  /// Maximum size of all queued records in bytes, exceeded by at most one chunk. 100,000 records
-  /// of 160 bytes fit.
+  /// Limit for the total size of the queued records in bytes. May be exceeded by at most one chunk.
+  /// 100,000 records of 160 bytes fit.
   static constexpr std::size_t kMostRecordText = std::size_t{16} * 1024 * 1024;
 
   /// Consecutive texts of the same kind. A chunk contains whole records.
@@ -30,7 +30,7 @@ class TextBacklog {
   void Add(std::string_view text, TextKind kind);  ///< appends text
   bool IsEmpty() const { return chunks_.empty(); }
   Chunk TakeFirst();  ///< removes the first chunk and returns it; requires !IsEmpty()
-  void Clear();       ///< removes all texts
+  void Clear();       ///< removes all text
 
   /// Returns whether records have been dropped since the last Clear.
   bool HasDropped() const { return hasDropped_; }

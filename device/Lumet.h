@@ -131,7 +131,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// Publishes the progress of the download. Called by the thread that runs the current step.
   void Show(const DisplayState& state) { display_ = state; }
 
-  /// Counts the records of the download.
+  /// The record counts of the current download.
   DownloadCounts& counts() { return counts_; }
 
   // --- State ---

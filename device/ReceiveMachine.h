@@ -39,7 +39,7 @@ class ReceiveMachine {
   /// Result of Take.
   struct Step {
     std::size_t taken;  ///< the number of bytes processed
-    Event event;        ///< the event caused by the last byte taken
+    Event event;        ///< the event caused by the last of these bytes
   };
 
   /// @param commandDone  1 if no command is waiting for an answer; must outlive this object

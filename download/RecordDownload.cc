@@ -89,7 +89,7 @@ void RecordDownload::SynchronizeBurstData() {
       [&](std::int32_t offset, std::int32_t step, bool usable) {
         Log(log_, "-[Lumet SynchronizeBurstData]", "[", received, ":", offset, ":", step, "]");
         if (!usable) return;
-        counts.BurstRecordDelivered();  // first, since Deliver counts the record as delivered
+        counts.BurstRecordDelivered();  // before Deliver, which counts the record as delivered
         Deliver(offset);
       });
   if (walked < end) {
@@ -104,7 +104,8 @@ void RecordDownload::SynchronizeBurstData() {
 }
 
 void RecordDownload::SynchronizeData() {
-  // Either length may be wrong, so all bytes that the composer may read are kept.
+  // The length of the frame or that of the record may be wrong, so all bytes that the composer may
+  // read are kept.
   const std::int32_t frame = session_.receive().totallength() - kLengthBytes;
   const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
   KeepFrame(std::max(frame, RecordLength(records, 0, session_.bTavo300)));

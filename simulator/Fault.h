@@ -36,7 +36,7 @@ enum class FaultAction {
   kLength,   ///< the length field of the answer's frame is set to `number`
   // Allowed with all triggers:
   kLose,    ///< the next `count` bytes are lost; with kCommand, after `number` bytes of the answer
-  kUnplug,  ///< the cable is pulled, and plugged in again after `replug`, if present
+  kUnplug,  ///< the cable is unplugged; if `replug` is set, it is plugged in again after that time
   // Not allowed with kCommand:
   kPlug,   ///< the cable is plugged in
   kSend,   ///< `bytes` are sent at once, even in the middle of an answer
@@ -92,8 +92,8 @@ class FaultInjector {
   std::vector<Fault> OnCommand(const std::string& command);
   /// Returns the faults whose byte count or time has been reached. Each fault is returned once.
   std::vector<Fault> TakeDue(const LineCounters& counters, Time now);
-  /// The number of bytes that can be sent until the next fault that counts sent bytes is due; at
-  /// least 1.
+  /// The number of bytes that can be sent before the next fault is due; at least 1. Considers only
+  /// faults that count sent bytes.
   std::uint64_t SendableBefore(const LineCounters& counters) const;
   /// The time of the next kTime fault, or Time::max().
   Time NextTime() const;

@@ -42,8 +42,8 @@ class OutputQueue {
   void Consume(std::size_t count, Time now);
   /// Delays the remaining bytes, because the receiver's buffer was full until now.
   void Stall(Time now);
-  /// The time to call Due() again. By then, about 1 ms worth of bytes is due. Time::max() if the
-  /// queue is empty.
+  /// The time at which to call Due() next. About 1 ms worth of bytes will be due then. Time::max()
+  /// if the queue is empty.
   Time NextDue() const;
 
  private:

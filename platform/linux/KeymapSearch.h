@@ -83,7 +83,8 @@ class KeymapSearch {
   /// groups.
   bool IsKeysymOnSameKey(std::uint32_t symbol) const;
 
-  /// Returns true if the desktops (see KeysymFor) press a key without modifiers for a keysym.
+  /// Returns true if the desktops press only one key, without modifiers, for a keysym. See
+  /// KeysymFor.
   bool HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) const;
 
   /// Returns true if a key sets modifiers while it is pressed, types nothing, and has no other

@@ -39,11 +39,11 @@ class PortalKeyEvents final : public KeyEvents {
  public:
   /// @param log       receives one line if keys cannot be typed; outlives this object
   /// @param clock     used for pauses; outlives this object
-  /// @param files     reads and replaces the file with the permission; outlives this object
+  /// @param files     reads and replaces the file that stores the permission; outlives this object
   /// @param sent      notified of the strokes that are sent; outlives this object
-  /// @param tokenFile absolute path of the file with the permission; its folder exists or can be
-  ///                  created. If empty, the user is asked at each start. LayoutNote uses the file
-  ///                  "typing-layout" in the same folder.
+  /// @param tokenFile absolute path of the file that stores the permission; its folder exists or
+  ///                  can be created. If the path is empty, the user is asked at each start.
+  ///                  LayoutNote uses the file "typing-layout" in the same folder.
   /// @param patience  how long to wait for a missing portal after Prepare
   /// @param layout    used without libei, to find the characters that the desktop would drop; null
   ///                  if unknown; outlives this object

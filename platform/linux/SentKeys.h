@@ -23,7 +23,7 @@ class SentKeys final : public OwnKeys {
   /// @param delay  longest time from the write to the time stamp of the event
   explicit SentKeys(std::chrono::milliseconds delay) : delay_(delay) {}
 
-  /// Call before a write. BeginWrite and EndWrite may be called on any thread, but only on one
+  /// Call before writing. BeginWrite and EndWrite may be called on any thread, but only on one
   /// thread at a time.
   /// @param strokes  strokes to be written
   /// @param now      current monotonic time (clock_gettime(2), CLOCK_MONOTONIC)

@@ -51,8 +51,9 @@ KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_
 /// KeyEvents::Untypable has accepted the event's character.
 const char* ReasonWithoutKey(const KeyEvent& press);
 
-/// The layout of the user's keyboard in a Wayland session, as the compositor reports it. A program
-/// learns the group only while it has focus. Use from a single thread.
+/// The layout of the user's keyboard in a Wayland session, as reported by the compositor. The
+/// compositor reports the group to a program only while the program has focus. Use from a single
+/// thread.
 class SessionLayout {
  public:
   SessionLayout();

@@ -13,7 +13,7 @@ struct wl_seat;
 namespace quillet::platform::linux_desktop {
 
 /// A connection to the compositor named by WAYLAND_DISPLAY, and its first seat. One thread at a
-/// time. No call blocks longer than its limit.
+/// time. Every call that waits has a time limit.
 class WaylandConnection {
  public:
   /// Connects, and waits up to 10 s for the compositor's list of globals.
@@ -36,8 +36,8 @@ class WaylandConnection {
   /// @return false if the connection has ended or the limit has expired; see IsBehind
   bool Roundtrip(std::chrono::milliseconds limit);
 
-  /// Returns true if a Roundtrip has timed out and the compositor has still not processed its
-  /// requests.
+  /// Returns true if a Roundtrip has timed out and the compositor has not processed the requests of
+  /// that call yet.
   bool IsBehind() const { return sync_ != nullptr; }
 
  private:

@@ -355,7 +355,7 @@ bool X11KeyEvents::Fail(const char* reason) {
   return false;
 }
 
-// Undoes the changes of a process that was killed while it typed.
+// Undoes the changes of a process that was killed while typing.
 void X11KeyEvents::RestoreAbandoned() {
   spare_->Recover();
   const std::vector<std::uint32_t> mark = typing_->Abandoned();

@@ -37,7 +37,7 @@ class X11KeyEvents final : public KeyEvents {
   ~X11KeyEvents() override;
 
   /// Sends all events without waiting for applications to process them. Pauses 0.1 s after each
-  /// change of the keymap, so that applications read it before the keys.
+  /// change of the keymap, so that applications read the new keymap before they receive the keys.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   void Prepare() override;
@@ -76,10 +76,10 @@ class X11KeyEvents final : public KeyEvents {
   std::unique_ptr<X11SpareKeys> spare_;
   // The property exists while a record is typed and while pressedAgain_ is not empty.
   std::unique_ptr<X11OwnedProperty> typing_;
-  std::vector<std::uint32_t> mark_;         // value of typing_; empty if it does not exist
+  std::vector<std::uint32_t> mark_;         // value of the property if it exists, else empty
   bool hasBound_ = false;                   // the characters of the current record have been bound
   bool isBindingNew_ = false;               // no key has been sent since the last binding
-  std::vector<std::uint8_t> pressedAgain_;  // keys held by the user, pressed on the XTEST keyboard
+  std::vector<std::uint8_t> pressedAgain_;  // keys held by the user, pressed again with XTEST
   std::chrono::nanoseconds lastKey_{};      // time at which the last keys were sent
 };
 

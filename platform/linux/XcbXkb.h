@@ -1,6 +1,6 @@
 #pragma once
 
-// Includes xcb/xkb.h. This C header has a member named "explicit", a C++ keyword.
+// Includes xcb/xkb.h. In this C header, a struct has a member named "explicit", a C++ keyword.
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wkeyword-macro"

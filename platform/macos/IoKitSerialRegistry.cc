@@ -129,8 +129,8 @@ IoKitSerialRegistry::Matching IoKitSerialRegistry::MakeMatching() {
   return matching;
 }
 
-// Returns a reference to a dictionary, which the next registration consumes. Two registrations
-// share one dictionary.
+// Returns a reference to a matching dictionary. The next registration consumes the reference. Each
+// dictionary is shared by two registrations.
 IoKitSerialRegistry::Matching IoKitSerialRegistry::TakeMatching(Port& port) {
   if (port.matching.empty()) {
     Matching first = MakeMatching();

@@ -91,7 +91,7 @@ void MoveTo(Place& place, UniqueFd folder) {
   place.folder = std::move(folder);
 }
 
-// Returns the target of a link that may be followed. Otherwise, sets errno.
+// Returns the target of a link that may be followed. Otherwise, sets errno and returns no value.
 std::optional<std::string> LinkTarget(const Place& place, const std::string& name) {
   struct stat status {};
   std::array<char, PATH_MAX> target{};

@@ -30,9 +30,9 @@ class PosixFileStore final : public FileStore {
   /// If the process is killed, its temporary file may remain. While the file is being written, it
   /// has an advisory lock (flock(2)).
   ///
-  /// Fails if the folder is missing or not writable, `path` ends with a slash or is a folder, a
-  /// name is too long, or the device is full or fails. A folder that is not readable cannot be
-  /// flushed; see Replaced::synchronized.
+  /// Fails if the folder is missing or not writable, or if `path` ends with a slash or is a folder.
+  /// Also fails if a name is too long, or if the device is full or reports an error. A folder that
+  /// is not readable cannot be flushed; see Replaced::synchronized.
   Replaced Replace(const std::string& path, std::string_view contents) override;
 
   Replaced ReplaceChecked(const std::string& path, std::string_view contents) override;

@@ -14,7 +14,8 @@ namespace quillet::platform::posix {
 /// request to the running instance. The running instance holds a lock on a file (flock(2)), which
 /// the system releases when the process ends or executes another program. It receives requests over
 /// a Unix socket next to that file. Both are in $XDG_RUNTIME_DIR (freedesktop.org, XDG Base
-/// Directory) or, if it is not set or not private, in the private folder /tmp/quillet-UID.
+/// Directory). If the variable is not set or the folder is not private, both are in the private
+/// folder /tmp/quillet-UID.
 ///
 /// Main thread only.
 class SingleInstance {

@@ -81,7 +81,7 @@ class SyslogLog final : public SystemLog {
   std::uint64_t dropped_ = 0;  // number of lines dropped since the last accepted line
   bool stalled_ = false;       // a writer has timed out since the sender last fetched lines
   bool senderIdle_ = false;
-  bool hurry_ = false;  // the sending thread must not wait to collect lines
+  bool hurry_ = false;  // the sending thread must send at once, without collecting more lines
   bool stop_ = false;
 
   std::thread sender_;

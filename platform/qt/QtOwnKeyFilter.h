@@ -29,8 +29,8 @@ class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
 
   OwnKeys& keys_;
   const std::function<void()> ignored_;
-  // Qt sends a ShortcutOverride event before each press. Holds the key from that event until the
-  // press if this program posted the key.
+  // Qt sends a ShortcutOverride event before each press. If this program posted the key, this field
+  // contains it from that event until the press.
   std::optional<WindowKey> overridden_;
 };
 

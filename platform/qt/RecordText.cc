@@ -19,8 +19,8 @@ constexpr int kContinuation = 1;  // continues the paragraph of the previous blo
 constexpr int kMessage = 2;       // contains text of a message
 
 // Lengths of a block in UTF-16 units. A paragraph is split after the first blank beyond
-// kFairLength, or at kFullLength if no such blank precedes it. A full block takes about 1 ms to lay
-// out.
+// kFairLength. If there is no such blank before kFullLength, it is split at kFullLength. A full
+// block takes about 1 ms to lay out.
 constexpr int kFairLength = 1800;
 constexpr int kFullLength = 2000;
 

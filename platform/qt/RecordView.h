@@ -37,7 +37,7 @@ class RecordView final : public ReadOnlyText {
 
   int messageBlocks_ = 0;         // number of blocks with a message
   int messageText_ = 0;           // number of characters in messages
-  int leadingMessageBlocks_ = 0;  // number of leading blocks with a message, which are kept
+  int leadingMessageBlocks_ = 0;  // number of message blocks at the start; Remove skips them
 };
 
 }  // namespace quillet::platform::qt

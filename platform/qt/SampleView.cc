@@ -12,7 +12,7 @@ namespace {
 
 constexpr qreal kSampleEnlargement = 2;  // see ReadOnlyText; the marks are small
 constexpr qreal kSampleMargin = 3;       // between the frame and the text, in pixels
-constexpr float kTint = 0.7F;            // proportion of highlight colour in the marks
+constexpr float kTint = 0.7F;            // proportion of highlight colour in the marks' colour
 
 constexpr QStringView kMarks = u"→␣←↓⏎";
 

@@ -53,8 +53,8 @@ class Terminal(Editor):
     TITLE = "terminal reader"
 
     def __init__(self, test, path="/tmp/terminal.text"):
-        # The test opens the terminal, because xterm would assign it to a group that does not exist
-        # in the sandbox.
+        # The test opens the pseudo-terminal, because xterm would change the terminal's group to one
+        # that does not exist in the sandbox.
         window_side, program_side = os.openpty()
         reader = Process("reader", ["/usr/bin/python3", f"{PROGRAMS}/terminal_reader.py", path],
                          test.desktop.environment, stdin=program_side)

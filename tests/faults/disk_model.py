@@ -124,7 +124,7 @@ def survivors_at_erases(calls, skipped=None):
 
 
 def archived_bytes(contents):
-    """Returns the scanner's bytes from the complete records and bursts in a records file."""
+    """Returns the bytes of all complete records and bursts in a records file, as received."""
     received = b""
     while b"\n" in contents:
         line, contents = contents.split(b"\n", 1)

@@ -34,7 +34,7 @@ class FaultTest(SystemTest):
         return file_text(records, self.settings, serial, self.model)
 
     def check_run(self, records=None, clear=True):
-        """Synchronizes with an empty view and checks the view and the file. Then clears the view
+        """Synchronizes while the view is empty. Checks the view and the file, then clears the view
         unless `clear` is False."""
         records = self.records if records is None else records
         run = messages.erasing_run if self.settings.clear_memory else messages.file_run

@@ -27,7 +27,7 @@ class KillTest(FaultTest):
 
     def check(self, seed):
         """Kills the program at random times while it appends records to a file of 6.6 MB.
-        Afterwards, the file must have either its complete old or its complete new contents."""
+        Afterwards, the file must contain the complete old contents or the complete new contents."""
         chance = random.Random(seed)
         self.begin(some_records(64), auto_sync=1, append_data=1)
         old = "".join(f"{line:08d} a line that was saved yesterday and must remain intact.\r\n"

@@ -1,4 +1,4 @@
-// Fuzzes the rules for which of another user's settings take effect.
+// Fuzzes the rules that determine which of another user's settings take effect.
 //
 // Input: steps. In the first byte of a step, bits 0-1 are the type:
 //   0  a user writes the settings file; see Computer::Store for the following bytes

@@ -17,7 +17,7 @@ class FakeTextView final : public platform::TextView {
   void Append(std::string_view text) override { Add(text, kMessage); }
   void AppendRecords(std::string_view text) override { Add(text, kRecord); }
   void OnRecordsRemoved(std::function<void()> action) override { removed_ = std::move(action); }
-  /// Removes all lines that contain only text from AppendRecords.
+  /// Removes every line whose text was added only by AppendRecords.
   void RemoveRecords() {
     for (std::size_t start = 0; start < text_.size();) {
       const std::size_t length = std::min(text_.find('\n', start), text_.size() - 1) + 1 - start;

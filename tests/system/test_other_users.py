@@ -74,8 +74,8 @@ class CreatedFilesTest(OtherUsersTest):
         self.assertEqual([], os.listdir(f"{SHARED}/QuilletDataAB"))
 
     def check_alternative_name(self, target):
-        """Synchronizes to a file with a generated name. The other user has created links to
-        `target` under each name that can be generated within five minutes."""
+        """Synchronizes to a file with a generated name. For each name that can be generated in the
+        next five minutes, the other user has created a link to `target`."""
         now = datetime.datetime.now()
         times = [now + datetime.timedelta(seconds=second) for second in range(300)]
         names = " ".join(f"QuilletData005771_{time:%Y%m%d_%H%M%S}.txt" for time in times)

@@ -45,7 +45,7 @@ class Receiver:
         wait_until(self._has_focus, f"{name} to have focus")
 
     def _has_focus(self):
-        """Presses the user's space bar. Returns whether the receiver gets the space."""
+        """Presses Space on the user's keyboard. Returns whether the receiver gets the space."""
         length = len(self.text())
         self._desktop.press(SPACE_BAR)
         end = time.monotonic() + 0.5
@@ -199,7 +199,7 @@ def measure(desktop, receiver_name, options, report):
 
 
 def table(results, states):
-    """Returns a table that counts the layouts with exact, refused and wrong text."""
+    """Returns a Markdown table with the number of exact, refused and wrong results."""
     lines = ["| Desktop | Receiver | " + " | ".join(states) + " |", "|---" * (2 + len(states)) + "|"]
     rows = collections.defaultdict(lambda: collections.defaultdict(collections.Counter))
     for (desktop, receiver, _layout, state), problem in results.items():

@@ -1,7 +1,7 @@
 """Reads and operates the program's controls over AT-SPI, as a screen reader does.
 
-Requests each value from the program over D-Bus every time. Caches only the roles of objects, which
-never change.
+Requests values from the program over D-Bus whenever they are needed. Caches only the roles of
+objects, which never change.
 """
 
 import gi

@@ -7,8 +7,8 @@ from gi.repository import Gio  # noqa: E402
 
 
 class FileManager:
-    """Replaces the desktop's file manager. `shown` lists the URLs that it was asked to show, and
-    `startup_ids` the second argument of each call."""
+    """Replaces the desktop's file manager. `shown` contains the requested URLs, and `startup_ids`
+    contains the second argument of each request."""
 
     def __init__(self, desktop):
         self.shown = []

@@ -10,7 +10,7 @@ from harness.settings import FOLDER
 
 
 class _RealDevices:
-    """Replaces the mocked devices: the program sees the guest's own devices."""
+    """Replaces the mocked devices, so that the program sees the guest's real devices."""
 
     environment = {}
 
