@@ -308,8 +308,8 @@ void ApplicationDelivery::AwaitReadiness(std::int32_t destination) {
 }
 
 void ApplicationDelivery::Prepare(std::int32_t destination) {
-  // An exchange, not a store: if another thread has just ended the run and found nothing to
-  // prepare, isReceiving then returns false.
+  // An exchange instead of a store, because it also synchronizes with EndOfRun on another thread:
+  // if that call has found nothing to prepare, isReceiving returns false here.
   toPrepare_.exchange(destination);
   if (!actions_.isReceiving()) EndOfRun();
 }

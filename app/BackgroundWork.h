@@ -12,8 +12,8 @@ namespace quillet {
 /// outlive its jobs. Main thread only.
 class BackgroundWork {
  public:
-  /// A job, which runs on the background thread. The function that it returns is then called on the
-  /// main thread.
+  /// A job for the background thread. It returns a function, which is then called on the main
+  /// thread.
   using Job = std::function<std::function<void()>()>;
 
   /// @param queue     the main queue; must outlive this object

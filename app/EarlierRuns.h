@@ -24,8 +24,8 @@ namespace quillet {
 
 /// Lists the synchronizations in the archive and saves, copies, delivers or deletes their records.
 ///
-/// Main thread. Files are read and written on a thread of BackgroundWork. Deliver again composes
-/// and delivers the lines on another thread.
+/// Main thread. Files are read and written on a thread of BackgroundWork. Lines to deliver again
+/// are composed and delivered on another thread.
 class EarlierRuns {
  public:
   /// The objects that EarlierRuns uses. All must outlive it.
@@ -36,8 +36,8 @@ class EarlierRuns {
     const Run& run;                 ///< the current run; blocks Deliver again while in progress
     LumetFile& file;                ///< writes the output file when delivering again
     const Settings& settings;       ///< the current settings
-    ApplicationDelivery& delivery;  ///< types or pastes the lines for Deliver again
-    StatusStrip& strip;             ///< shows the progress of Deliver again
+    ApplicationDelivery& delivery;  ///< types or pastes the lines when delivering again
+    StatusStrip& strip;             ///< shows the progress when delivering again
     std::function<void(std::string_view line)> showLine;  ///< appends to the main view; any thread
   };
 

@@ -11,7 +11,7 @@ constexpr const char* kNotConnected =
 
 }  // namespace
 
-// Returns true if the button has no effect now, and shows why in the status strip.
+// If the button currently has no effect, shows the reason in the status strip and returns true.
 bool SyncController::IgnoresPress(const std::string& button) {
   if (bIsUnderSynchronization) {
     messages_->PressIgnored("A synchronization is in progress. Press " + button +

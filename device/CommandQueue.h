@@ -27,8 +27,8 @@ class CommandQueue {
     std::uint64_t cmdRead : 10;     ///< index of the next entry to send
     std::uint64_t cmdWrite : 10;    ///< index after the last completely copied entry
     std::uint64_t claimed : 10;     ///< index after the last entry, which may still be incomplete
-    std::uint64_t generation : 17;  ///< counts the restarts
-    std::uint64_t connection : 17;  ///< counts the connections
+    std::uint64_t generation : 17;  ///< number of restarts
+    std::uint64_t connection : 17;  ///< number of connections
   };
 
   /// A copy of the entry at the head of the queue.

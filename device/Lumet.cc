@@ -324,7 +324,7 @@ void Lumet::WakeupCommand() {
   Log(log_, "-[Lumet WakeupCommand]");
   ConsumeHead();
   // Whether NULs are sent depends on the previous command, which is still in the buffer. The
-  // wake-up's argument is ignored.
+  // argument of the wake-up entry is ignored.
   if (commandBuf_[0] == 0x01) SendNullData();
   for (int attempt = 0; attempt < kWakeupAttempts; ++attempt) {
     SetCommand("W");

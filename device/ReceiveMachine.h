@@ -13,7 +13,7 @@ enum ReceiveState : std::int32_t {
   kFrameLength = 10,     ///< the length of a frame, after its 0x03
   kFrameBody = 11,       ///< the rest of a frame
   kUnsolicitedEnd = 12,  ///< the '@' after a frame that no command requested
-  kBurstLength = 30,     ///< the length of a burst, which has no 0x03
+  kBurstLength = 30,     ///< the length of a burst; no 0x03 precedes it
   kBurstBody = 31,       ///< the rest of a burst
 };
 

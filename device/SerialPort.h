@@ -70,7 +70,7 @@ class SerialPort {
  public:
   static constexpr std::int32_t kReadBufferSize = 10240;  ///< maximum size of a chunk in bytes
 
-  /// @param log    for chunks that arrive without a delegate and failures to start the thread
+  /// @param log    reports chunks that arrive without a delegate, and failures to start the thread
   /// @param clock  sleeps between reads and between written bytes
   /// @param line   opens, reads and writes the device
   SerialPort(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
@@ -133,7 +133,7 @@ class SerialPort {
   platform::Clock& clock_;
   platform::SerialLine& line_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
-  // Initially 0, although the channel has not opened this descriptor.
+  // Both are initially 0, although the channel has not opened descriptor 0.
   Descriptor outputfd_;
   Descriptor inputfd_;
   std::atomic<std::uint8_t> bIsClosed_{0};
@@ -141,7 +141,7 @@ class SerialPort {
   std::atomic<bool> lacksThread_{false};
   // Read thread only.
   std::int32_t silentReads_ = 0;   // reads without data since the last chunk or hang-up check
-  std::int32_t hungUpChecks_ = 0;  // successive checks that found a hang-up
+  std::int32_t hungUpChecks_ = 0;  // number of successive checks that found a hang-up
 };
 
 }  // namespace quillet

@@ -14,7 +14,8 @@ constexpr std::string_view kDayMark = "_live";
 constexpr std::size_t kVolumeDigits = 2;
 constexpr int kMaximumNumber = 1000;
 
-// The order file is rewritten without deleted files when it exceeds this size in bytes.
+// When the order file exceeds this size in bytes, it is rewritten without the entries of deleted
+// files.
 constexpr std::size_t kLongOrder = std::size_t{64} * 1024;
 
 std::string NumberText(std::string_view separator, int number) {

@@ -16,7 +16,7 @@ namespace quillet {
 /// lock is held while files are flushed.
 class FlushList {
  public:
-  static constexpr std::size_t kMaximumDays = 8;  ///< maximum number of entries of kDay
+  static constexpr std::size_t kMaximumDays = 8;  ///< maximum number of kDay entries
 
   /// The kind of records in the files.
   enum class Use : std::size_t {
@@ -32,7 +32,7 @@ class FlushList {
   };
 
   /// Adds the files that receive the next records. The earlier files stay in the list, except that
-  /// only the latest kMaximumDays entries of kDay are kept. An erase does not wait for older ones.
+  /// only the latest kMaximumDays kDay entries are kept. An erase does not wait for older ones.
   void Add(Use use, Files files);
 
   /// Removes all files except those that receive the next records.
@@ -43,10 +43,10 @@ class FlushList {
   /// Removes the files with this name (without the extension).
   void Remove(const std::string& name);
 
-  /// Result of Find: the kinds of files that have the name.
+  /// Result of Find: the entries that have the name.
   struct Found {
-    bool isDay = false;   ///< the latest files of a day have the name
-    bool isHeld = false;  ///< other files in the list have the name
+    bool isDay = false;   ///< the latest kDay entry has this name
+    bool isHeld = false;  ///< another entry has this name
   };
   Found Find(const std::string& name) const;  ///< finds files by name without extension
 

@@ -64,7 +64,8 @@ class LumetFile {
   bool Exists(const std::string& path) { return files_.Exists(path); }
 
   /// Returns a path in the folder of `path`, with a name that another user cannot predict: the name
-  /// in `path`, "_" and six digits of the current time in microseconds.
+  /// in `path` without ".txt", then "_", the last six digits of the current time in microseconds,
+  /// and ".txt".
   std::string AlternativePath(const std::string& path);
 
   /// Result of ReadRegistry.

@@ -157,7 +157,7 @@ void RunArchive::End(bool complete) {
   units_.Set(lastOfRun_);
   if (runsInProgress_ > 0) --runsInProgress_;
   if (runsInProgress_ == 0) overlaps_ = false;
-  // If this run has no records, the open files belong to an interrupted run.
+  // If this run has no records, the open files belong to an earlier, interrupted run.
   const bool isWhole = complete && !startsRun_ && !isBurstCut_ && !cutOff() && !failed();
   CloseRun(isWhole ? "complete" : "incomplete");
   if (runsInProgress_ > 0) startsRun_ = true;
@@ -189,7 +189,8 @@ std::optional<ErasePermit> RunArchive::AwaitCopy() {
   return ErasePermit();
 }
 
-// In a record-by-record download, the erase is queued before the output file is written.
+// In a record-by-record download, the erase is queued before the output file is written. This
+// function therefore waits for the file.
 bool RunArchive::AwaitOutputFile() {
   for (int poll = 0; poll < kOutputFilePolls && !units_.IsLast(copied_); ++poll) {
     if (settings_.destination != kToFile || runsInProgress_ == 0) break;

@@ -30,9 +30,8 @@ namespace quillet {
 /// permits an erase only if all records of the run are on the disk.
 ///
 /// A run has two files: NAME.txt with the composed lines, and NAME.records with the records as
-/// received. Scans that arrive outside a run are written to two files per day. While
-/// a run is in progress, a file NAME.open marks it. After an error, the next record is written to
-/// new files.
+/// received. Scans that arrive outside a run are written to two files per day. While a run is in
+/// progress, a file NAME.open marks it. After an error, the next record is written to new files.
 class RunArchive final : public RecordArchive {
  public:
   /// A problem that the user should know about.
@@ -161,7 +160,7 @@ class RunArchive final : public RecordArchive {
   RunUnits::Mark permitted_{0};          // the last permitted erase covers the units up to this one
   std::atomic<bool> dayDeleted_{false};  // the day's files were deleted
   Word<bool> linesPending_ = false;      // pendingLines_ is not empty
-  Word<bool> writesEachLine_ = false;    // lines are written at once, see WriteLines
+  Word<bool> writesEachLine_ = false;    // each line is written immediately; see WriteLines
   SharedText runName_;
 
   // Read thread.

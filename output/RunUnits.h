@@ -15,7 +15,7 @@ class RunUnits {
   /// Called when a run begins. The run includes the units that have not been written yet. StartRun
   /// makes it the current run.
   void RunBegan() { writtenAtBegin_ = written_.load(); }
-  /// Makes the most recently begun run the current run.
+  /// Makes the run that began last the current run.
   void StartRun() { before_ = writtenAtBegin_.load(); }
 
   void Arrived() { ++arrived_; }  ///< called when a unit arrives; read thread

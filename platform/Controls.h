@@ -94,7 +94,7 @@ class Window {
   /// desktops focus every new window.
   virtual void OrderFront() = 0;
 
-  virtual void MakeKeyAndOrderFront() = 0;  ///< shows the window in front, with keyboard focus
+  virtual void MakeKeyAndOrderFront() = 0;  ///< shows the window in front and gives it focus
   virtual void Close() = 0;                 ///< hides the window; does not call OnClose's action
 };
 

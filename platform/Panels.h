@@ -18,7 +18,7 @@ class Panels {
 
   /// Lets the user choose a path for a file. Writes nothing.
   /// @param folder   absolute path of the initial folder
-  /// @param name     proposed file name; need not exist
+  /// @param name     suggested file name; the file need not exist
   /// @param omitted  absolute path of a file to hide from the list, if possible; the user can still
   ///                 type its name
   /// @return the absolute path, or no value if the user cancels

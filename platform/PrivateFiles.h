@@ -21,7 +21,7 @@ class PrivateFiles {
   /// Creates a file that only the user can read and write, or opens an existing one.
   /// @param path   absolute path of the file
   /// @param fresh  true: the file must not exist; false: the file must exist
-  /// @return null after an error, if the file is a symbolic link, or if another process has it open
+  /// @return null on error, or if the file is a symbolic link or is open in another process
   virtual std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) = 0;
 
   /// Creates or replaces a file that only the user can read and write, like FileStore::Replace.

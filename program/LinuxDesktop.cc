@@ -27,9 +27,9 @@ std::string Variable(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
-// On X11, a window manager may ignore activateWindow(), since the user has not used this process
-// recently, but it accepts the request of a pager. On Wayland, only a token permits an activation;
-// Qt takes it from the environment.
+// On X11, a window manager may ignore activateWindow(), because the user has not used this process
+// recently. It accepts the same request if it comes from a pager. On Wayland, only a token permits
+// activation. Qt reads the token from the environment.
 void RaiseForUser(QWidget& window, const std::string& token, platform::Clock& clock) {
   constexpr std::chrono::milliseconds kFocusLimit{300};
   window.setWindowState(window.windowState() & ~Qt::WindowMinimized);

@@ -44,7 +44,7 @@ class Program {
   [[noreturn]] void Run(platform::SerialRegistry& registry,
                         platform::posix::SingleInstance* instance = nullptr);
 
-  /// Ends the SingleInstance, then the process through LeaveProcess. Main thread.
+  /// Ends the SingleInstance, then ends the process with LeaveProcess. Main thread.
   [[noreturn]] void Leave(int status);
 
   /// Returns the main window. Main thread.

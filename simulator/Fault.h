@@ -39,7 +39,7 @@ enum class FaultAction {
   kUnplug,  ///< the cable is unplugged; if `replug` is set, it is plugged in again after that time
   // Not allowed with kCommand:
   kPlug,   ///< the cable is plugged in
-  kSend,   ///< `bytes` are sent at once, even in the middle of an answer
+  kSend,   ///< `bytes` are sent immediately, even in the middle of an answer
   kPause,  ///< sending stops for `duration`
   kScan,   ///< a barcode is scanned, with the symbology byte `number` and the data `bytes`
 };

@@ -112,9 +112,9 @@ void Simulator::Run() {
   }
 }
 
-/// Runs the action while the thread is not in poll(2), then makes the thread take a turn. If the
-/// action closed a line while the thread was in poll(2), the line would stay open until poll(2)
-/// returned, which would delay the hang-up.
+/// Runs the action while the thread is not in poll(2). The thread then takes a turn. If the action
+/// closed a line while the thread was in poll(2), the line would stay open until poll(2) returned,
+/// which would delay the hang-up.
 void Simulator::Change(const std::function<void()>& action) {
   std::unique_lock lock(mutex_);
   changes_ += 1;

@@ -40,8 +40,8 @@ class Simulator {
   explicit Simulator(Options options);
   ~Simulator();
 
-  /// Plugs the scanner in and starts its thread, unless it is running. Path() can be opened
-  /// afterwards. Throws std::system_error if the line or the link cannot be created.
+  /// Plugs the scanner in and starts its thread, unless the thread is already running. Path() can
+  /// then be opened. Throws std::system_error if the line or the link cannot be created.
   void Start();
   /// Unplugs the scanner and ends its thread. Its reports stay available.
   void Stop();
@@ -100,7 +100,8 @@ class Simulator {
   }
 
  private:
-  /// Returns a copy of a property of the scanner, read between two turns.
+  /// Returns a copy of a property of the scanner. Does not read it while ScannerOnLine::TakeTurn
+  /// runs.
   template <class Property>
   std::decay_t<std::invoke_result_t<Property, const ScannerOnLine&>> Ask(Property property) const {
     const std::scoped_lock lock(mutex_);

@@ -69,8 +69,8 @@ class DesktopApplications final : public Applications {
 
   bool HasApplication(const std::string& path) override;
 
-  /// Gives the focus to the application's topmost window, preferring normal windows to dialogs,
-  /// unless one of its windows already has the focus. Waits at most 0.3 s for the focus.
+  /// Gives focus to the application's topmost window, unless one of its windows already has focus.
+  /// Prefers normal windows to dialogs. Waits up to 0.3 s for the focus change.
   bool OpenApplication(const std::string& path) override;
 
   std::vector<std::string> LaunchedApplications() override;

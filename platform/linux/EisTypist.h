@@ -59,7 +59,7 @@ class EisTypist final : public PortalTypist {
   const LayoutNote& note_;
   const std::atomic<bool>& isEnding_;
   TypingWatch watch_;
-  std::chrono::nanoseconds allRead_{};  // when programs will have read all keys
+  std::chrono::nanoseconds allRead_{};  // time by which programs will have read all keys
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -28,7 +28,7 @@ struct KeyboardState {
   auto operator<=>(const KeyboardState&) const = default;  ///< compares all members
 };
 
-/// Returns the keysym (xkbcommon-keysyms.h) of printable ASCII, LF (Return) or tab.
+/// Returns the keysym (xkbcommon-keysyms.h) of a printable ASCII character, LF (Return) or tab.
 std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.

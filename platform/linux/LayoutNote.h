@@ -14,7 +14,7 @@ class LayoutNote {
   /// @param path  absolute path; its folder exists or can be created. If empty, no file is used.
   explicit LayoutNote(std::string path) : path_(std::move(path)) {}
 
-  /// Call before a layout is selected.
+  /// Call before selecting a layout.
   /// @param selected  group of the layout to be selected
   /// @param previous  group of the user's layout
   void Write(std::uint32_t selected, std::uint32_t previous) const;

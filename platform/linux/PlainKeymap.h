@@ -10,8 +10,8 @@ namespace quillet::platform::linux_desktop {
 /// some programs recognize shortcuts by the key code. Control is the left Control key.
 
 /// Returns the keymap in the text format of XKB version 1 (libxkbcommon,
-/// XKB_KEYMAP_FORMAT_TEXT_V1). It includes the system's types and compatibility map named
-/// "complete".
+/// XKB_KEYMAP_FORMAT_TEXT_V1). It includes the key types and the compatibility map named "complete"
+/// from the system's XKB data.
 std::string PlainKeymap();
 
 /// Returns the evdev code of the character's key in the keymap, or 0 if it has none. For a line

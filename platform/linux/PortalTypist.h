@@ -19,10 +19,11 @@ class PortalTypist {
   virtual void Begin() = 0;  ///< begins a record
 
   /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
+  ///
+  /// Presses no keys if the desktop reports layouts late and the layout has changed less than 0.2 s
+  /// after the last record. That record may have been mistyped.
   /// @param presses  the record's next key-down events
-  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence. If
-  ///         the desktop reports layouts late and the layout has changed less than 0.2 s after the
-  ///         last record, presses no keys; the last record may then have been mistyped.
+  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence
   virtual const char* Type(std::span<const KeyEvent> presses) = 0;
 };
 

@@ -24,7 +24,7 @@ inline constexpr std::uint32_t kHighestRealCode = 8 + 127;
 /// Reads a keymap in the text format of XKB version 1 from a file.
 /// @param file  open for reading
 /// @param size  size of the text in bytes
-/// @return the keymap, of which the caller owns a reference; null if the text cannot be read
+/// @return a new reference to the keymap, which the caller owns; null if the text cannot be read
 xkb_keymap* ReadKeymap(int file, std::size_t size);
 
 /// Chords to press one after another.

@@ -95,7 +95,7 @@ std::optional<FoundKeys> FindKeys(KeymapSearch& search, char character, const X1
   return std::nullopt;
 }
 
-// A short-lived connection that checks for properties left by killed processes.
+// A short-lived connection that checks for properties that killed processes left behind.
 class PropertyCheck : private XcbConnection {
  public:
   bool IsAnyAbandoned() const {
@@ -423,8 +423,8 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
     clock_.Sleep(kKeymapPause);
     return true;
   }
-  // Binds characters before the first key of a record: Xlib reads the keymap when a program
-  // translates its first key, and misses a change at that moment.
+  // Binds characters before the first key of a record. Xlib reads the keymap when a program
+  // translates its first key, and would miss a change at that moment.
   if (BindFirst(events, state)) return true;
   const std::size_t before = events.size();
   if (!SendSome(events, state)) return true;
@@ -498,7 +498,8 @@ void X11KeyEvents::Send(const Piece& piece) {
   }
 }
 
-// Binds the characters of a record that have no key. Returns false if there are none.
+// Binds the characters of a record that have no key, if this has not been done yet. Returns false
+// if it has, or if there are no such characters.
 bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state) {
   if (std::exchange(hasBound_, true)) return false;
   return !Missing(TextOf(events), state).empty() && Bind(events, state);

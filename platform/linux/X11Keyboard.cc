@@ -47,7 +47,7 @@ bool IsUnixSocket(int descriptor) {
          address.ss_family == AF_UNIX;
 }
 
-// Returns the codes of a device's keys that have symbols. Waits for the server.
+// Returns the codes of a device's keys that have symbols. Waits for the server's reply.
 std::vector<std::uint32_t> UsedCodes(xcb_connection_t* xcb, std::uint16_t device) {
   const XcbReply<xcb_xkb_get_map_reply_t> reply{
       xcb_xkb_get_map_reply(xcb,

@@ -48,21 +48,21 @@ class X11Keyboard : public XcbConnection {
   X11KeyboardState ReadState();
 
   /// Returns true if Slow Keys or Bounce Keys are on. The server then ignores short presses, or
-  /// presses in quick succession. Waits for the server.
+  /// presses in quick succession. Waits for the server's reply.
   bool IgnoresFastKeys();
 
-  /// Reads the keymap again if the server has reported a change. Waits for the server.
+  /// Reads the keymap again if the server has reported a change. Waits for the server's reply.
   /// @return true if the keymap differs from the previous one or can no longer be read
   bool UpdateKeymap();
 
   /// Returns true if the server has reported a keymap change since UpdateKeymap.
   bool IsKeymapChanged();
 
-  /// Returns the key codes that have no symbols on any keyboard. Waits for the server.
+  /// Returns the key codes that have no symbols on any keyboard. Waits for the server's reply.
   std::vector<std::uint32_t> SpareCodes();
 
-  /// Returns those of `codes` whose keys are down on one of the user's keyboards. Waits for the
-  /// server.
+  /// Returns the `codes` of keys that are down on one of the user's keyboards. Waits for the
+  /// server's reply.
   std::vector<std::uint8_t> HeldByUser(const std::vector<std::uint8_t>& codes);
 
   /// Grab queues a request to serve only this connection. Ungrab queues a request to serve all

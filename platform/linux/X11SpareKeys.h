@@ -30,13 +30,13 @@ class X11SpareKeys {
   /// @return the number of characters bound, beginning with the first
   std::size_t Bind(const std::string& characters, const std::vector<std::uint32_t>& codes);
 
-  /// Reads the key types of the current keymap, which Bind needs. Waits for the server.
+  /// Reads the key types of the current keymap, which Bind needs. Waits for the server's reply.
   void ReadTypes();
 
   bool IsBound() const { return !bound_.empty(); }  ///< true if there are bindings
 
-  /// Removes the bindings, except from key codes whose symbols have changed since. Waits for the
-  /// server.
+  /// Removes the bindings, except those of key codes whose symbols have changed in the meantime.
+  /// Waits for the server's reply.
   void Restore();
 
   /// Removes the bindings of a process that is no longer running.

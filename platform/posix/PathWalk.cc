@@ -85,7 +85,7 @@ bool IsOwnGroup(gid_t id) {
   return isOwn;
 }
 
-// Sets the folder of `place`. After an error, that folder is not open and errno is kept.
+// Sets the folder of `place`. After an error, the folder is not open and errno describes the error.
 void MoveTo(Place& place, UniqueFd folder) {
   if (folder.IsOpen() && fstat(folder.Get(), &place.status) != 0) folder.Close();
   place.folder = std::move(folder);
@@ -157,7 +157,7 @@ void Walk(Place& place, std::string path) {
   }
   place.name = std::move(path);
   if (!place.folder.IsOpen()) return;
-  // fsync(2) and fchmod(2) need a readable folder.
+  // fsync(2) and fchmod(2) need a folder that was opened for reading.
   UniqueFd readable = OpenAt(place.folder.Get(), ".", O_RDONLY | O_DIRECTORY);
   if (readable.IsOpen() || errno != EACCES) place.folder = std::move(readable);
 }

@@ -77,7 +77,7 @@ struct Temporary {
   UniqueFd file;
 };
 
-// Creates a locked file. The file is not open after an error.
+// Creates a locked file. After an error, the result contains no open file.
 Temporary CreateTemporary(int folder, std::string_view target, mode_t mode) {
   for (int attempt = 0; attempt < kTemporaryAttempts; ++attempt) {
     std::string name = TemporaryName(folder, target);

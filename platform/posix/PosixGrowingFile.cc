@@ -43,7 +43,8 @@ bool PosixGrowingFile::Append(std::string_view bytes) {
   return !file_->failed;
 }
 
-// Fails if the file has been removed, because its contents are lost when it is closed.
+// Fails if the file has been removed, because the contents of a removed file are lost when the file
+// is closed.
 bool PosixGrowingFile::SynchronizeNow(File& file) {
   if (file.failed || !SynchronizeFile(file.descriptor.Get())) return false;
   struct stat status {};

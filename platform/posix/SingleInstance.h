@@ -23,10 +23,10 @@ class SingleInstance {
   /// @param display  name of the display; if empty, any number of instances may run
   explicit SingleInstance(std::string_view display);
 
-  /// Takes the lock or, if another instance holds it, passes the request to that instance and waits
-  /// up to 1 s until it has been handled. A busy instance handles it later. Also returns true if
-  /// the system refuses the lock, or if the instance that holds it accepts no request within this
-  /// time.
+  /// Takes the lock. If another instance holds the lock, passes the request to that instance and
+  /// waits up to 1 s until the request has been handled. A busy instance handles the request later.
+  /// Also returns true if the system refuses the lock, or if the other instance does not accept the
+  /// request within 1 s.
   /// @param request  at most 4096 bytes
   /// @return true if this process must run, false if another instance has received the request
   bool Begin(std::string_view request);

@@ -51,7 +51,7 @@ void QtStatusDisplay::SetUp(QStatusBar& strip) {
   for (std::size_t i = 0; i < buttons_.size(); ++i) {
     QPushButton& button = *buttons_[i];
     button.setFocusPolicy(Qt::TabFocus);  // no focus on click, or typed records could press it
-    button.setAutoDefault(true);          // Return presses it if it has the focus
+    button.setAutoDefault(true);          // Return presses the button that has focus
     Outline(button);
     // If the title changes while the button is held down, the press has no effect.
     QObject::connect(&button, &QPushButton::pressed, &button,

@@ -28,7 +28,7 @@ class QtTextView final : public TextView {
   void OnRecordsRemoved(std::function<void()> action) override { removed_ = std::move(action); }
   void ScrollToEnd() override;
 
-  /// Clears the view at once, drops text that has not been inserted yet, and appends `text`.
+  /// Clears the view immediately, drops text that has not been inserted yet, and appends `text`.
   void SetText(std::string_view text) override;
 
   /// Returns true if some appended text has not been inserted yet.

@@ -35,8 +35,8 @@ void RecordView::InsertAtEnd(const QString& text, TextKind kind) {
     messageText_ += static_cast<int>(text.size());
   }
 
-  // The insertion moves a cursor that is at the end of the text. If the user's selection has
-  // changed, the code below restores it.
+  // The insertion moves a cursor that is at the end of the text. If this has changed the user's
+  // selection, the code below restores the selection.
   if (!usersSelected) return;
   if (textCursor().anchor() == anchor && textCursor().position() == position) return;
   QTextCursor restored(document());

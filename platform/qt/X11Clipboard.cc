@@ -73,8 +73,8 @@ class EventWaiter final : public QAbstractNativeEventFilter {
   std::function<void()> action_;
 };
 
-/// Calls an action once, when the program with focus requests the contents of the clipboard. Other
-/// programs, such as clipboard managers, may read each new text at once.
+/// Calls an action once, when the program with focus requests the contents of the clipboard.
+/// Ignores other programs, such as clipboard managers, which may request each new text immediately.
 class ReadWatcher final : public QAbstractNativeEventFilter {
  public:
   explicit ReadWatcher(xcb_connection_t* xcb)

@@ -60,8 +60,8 @@ void PrintStart(const std::string& path) {
   }
 }
 
-/// Prints the results. @return true if the records, the scanner's input and the screenshot are
-/// correct.
+/// Prints the results.
+/// @return true if the records, the scanner's input and the screenshot are correct
 bool Check(QWidget& window, const Simulator& scanner, const DeviceSettings& device,
            const std::string& folder) {
   const std::string picture = folder + "/window.png";

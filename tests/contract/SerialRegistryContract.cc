@@ -17,7 +17,8 @@ namespace {
 struct RegistryHarness {
   virtual ~RegistryHarness() = default;
   virtual platform::SerialRegistry& Registry() = 0;
-  /// Plugs in a device. @param number  1 to 9; determines the order of the paths
+  /// Plugs in a device.
+  /// @param number  1 to 9; determines the order of the paths
   virtual void Plug(int number) = 0;
   virtual void Unplug(int number) = 0;
   /// Runs the main loop until all pending callbacks have been called.

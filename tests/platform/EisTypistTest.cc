@@ -88,7 +88,7 @@ class EisTypistTest : public testing::Test {
     typist->Begin();
   }
 
-  /// Returns the reason if the text was not typed completely.
+  /// Types the text. Returns an empty string on success, otherwise the reason for stopping.
   std::string Type(const std::string& text) {
     std::vector<KeyEvent> presses;
     for (const char character : text) presses.push_back({0, true, KeyFlag::kNone, character});

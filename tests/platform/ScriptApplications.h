@@ -38,7 +38,7 @@ class ScriptApplications {
     return Install(name, lines + "read _ <'" + Fifo() + "'\n");
   }
 
-  /// Returns the process IDs of all starts, in order.
+  /// Returns the IDs of all started processes, in order.
   std::vector<int> Started() const {
     std::istringstream text(FileContents(folder / "starts").value_or(""));
     std::vector<int> pids;

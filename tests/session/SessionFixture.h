@@ -30,7 +30,8 @@ class SessionFixture : public AppFixture {
     registry.Attach("usbmodem1", scanner->Path());
   }
 
-  /// Starts the program. @return true if the scanner is connected
+  /// Starts the program.
+  /// @return true if the scanner is connected
   bool Connect() {
     Launch();
     return controller.bIsConnected;

@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// A line of an example in docs/protocol.md. It consists of words or bytes, three or more blanks,
+/// A line of an example in docs/protocol.md. It consists of words or bytes, three or more spaces,
 /// and an explanation.
 struct ExampleLine {
   std::string example;

@@ -164,7 +164,7 @@ class ScannerLine final : public platform::SerialLine {
     });
   }
 
-  static inline thread_local Role role_ = Role::kOther;  // determined by the thread's last call
+  static inline thread_local Role role_ = Role::kOther;  // set by Open, Read and Write
 
   std::mutex mutex_;
   std::map<std::string, std::optional<simulator::TavoDevice>> scanners_;  // nullopt: silent device

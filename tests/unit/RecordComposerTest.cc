@@ -78,7 +78,7 @@ class RecordComposerTest : public testing::Test {
     settings.dataorder = line.order;
   }
 
-  /// Selects lines that consist of the data alone.
+  /// Configures lines that contain only the data.
   void SetDataOnly() {
     Set({.name = false, .time = false, .serial = false, .recordDelimiter = 0, .fields = "d"});
   }

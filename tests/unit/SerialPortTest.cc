@@ -29,7 +29,7 @@ using test::Immortal;
 using test::TemporaryFolder;
 using test::WaitFor;
 
-/// Creates a FIFO, which can be opened like a device. @return its path
+/// Creates a FIFO, which can be opened like a device, and returns its path.
 std::string FifoIn(const TemporaryFolder& folder) {
   const std::string fifo = folder / "fifo";
   mkfifo(fifo.c_str(), 0600);

@@ -4,7 +4,8 @@
 
 namespace quillet::window_tests {
 
-/// Runs the main loop until `condition` is true. @return false if it is still false after a minute
+/// Runs the main loop until `condition` is true.
+/// @return false if `condition` is still false after a minute
 bool SpinUntil(const std::function<bool()>& condition);
 
 /// Runs 50 iterations of the main loop, enough to handle all pending events.

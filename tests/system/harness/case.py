@@ -128,7 +128,7 @@ class ProductTest(unittest.TestCase):
         self.quillet.wait_for_view(expected_view)
 
     def synchronize_to_file(self, records, settings=Settings(), path=OUTPUT, **scanner):
-        """Synchronizes with an empty view. Expects exactly these records in the file."""
+        """Synchronizes to a file. Expects exactly these records in it. The view must be empty."""
         self.synchronize(messages.file_run(len(records), path))
         self.assert_file(path, file_text(records, settings, **scanner))
 

@@ -106,7 +106,7 @@ def in_namespaces(inner, visible, environment):
 
 
 def run_with_private_paths(inner, visible, environment, library):
-    """Runs `inner` with the preloaded library. Returns its exit status."""
+    """Runs `inner` with `library` preloaded. Returns the exit status of `inner`."""
     root = tempfile.mkdtemp(prefix="quillet-")
     for folder in ("Users", "tmp", "run/udev", "run/user", "dev"):
         os.makedirs(root + "/" + folder, 0o700)
