@@ -291,7 +291,7 @@ void EarlierRuns::Remove() {
           run.live ? "Delete the live scans from " + date + "?"
                    : "Delete the synchronization from " + date + "?",
           "This permanently deletes " + Counted(run.head.records) +
-              " from the archive. Files saved or delivered elsewhere are kept.")) {
+              " from the archive. Copies saved or delivered elsewhere are kept.")) {
     return;
   }
   const bool deleted = std::ranges::all_of(
@@ -368,7 +368,7 @@ std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t
     } else if (parts_.run.IsInProgress()) {
       problem = "A synchronization has started. Delivery stopped";
     } else if (!ready) {
-      problem = "No other window received the focus within 60 seconds. Delivery stopped";
+      problem = "No other window received focus within 60 seconds. Delivery stopped";
     } else {
       const auto outcome = parts_.delivery.Deliver(line, paste);
       if (outcome == Outcome::kDelivered || outcome == Outcome::kNoKeys) ++delivered;
@@ -393,7 +393,7 @@ std::string EarlierRuns::StopAfter(ApplicationDelivery::Outcome outcome) const {
   return outcome == Outcome::kNoClipboard ? "The clipboard is not available. Delivery stopped" : "";
 }
 
-// Waits until another application's window has the focus. Returns false after a time-out or if the
+// Waits until another application's window has focus. Returns false after a time-out or if the
 // delivery must stop.
 bool EarlierRuns::AwaitOtherWindow() {
   if (!IsActive() && otherWindowIsActive_) return true;
@@ -418,7 +418,7 @@ bool EarlierRuns::AwaitOtherWindow() {
   return false;
 }
 
-// Asks the main thread whether a Quillet window has the focus, and returns the answer. Returns true
+// Asks the main thread whether a Quillet window has focus, and returns the answer. Returns true
 // if the main thread does not answer in time.
 bool EarlierRuns::IsActive() {
   answered_ = false;

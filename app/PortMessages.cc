@@ -51,10 +51,12 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
   const std::string denied = "No permission to use " + path + ". ";
   if (obstacle.joined) {
     Raise(Notice::kPortDenied, path,
-          denied + "Log out and back in to activate the " + obstacle.group + " group.", {});
+          denied + "Log out and back in to activate your membership in the " + obstacle.group +
+              " group.",
+          {});
   } else if (!obstacle.group.empty()) {
     Raise(Notice::kPortDenied, path,
-          denied + "Run the command to join the " + obstacle.group +
+          denied + "Copy and run the command to join the " + obstacle.group +
               " group, or add the device to 70-quillet-scanner.rules.",
           {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {

@@ -49,7 +49,7 @@ std::string_view ReasonText(int error) {
     case EISDIR:
       return "this is a folder";
     case ELOOP:
-      return "the path contains a link";
+      return "the path contains a symbolic link";
     case platform::kNotRegular:
       return "this is not a regular file";
     case ENAMETOOLONG:

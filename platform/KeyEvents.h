@@ -20,7 +20,7 @@ struct KeyEvent {
   bool operator==(const KeyEvent&) const = default;  ///< compares all members
 };
 
-/// Posts keyboard events to the application that has the focus.
+/// Posts keyboard events to the application that has focus.
 class KeyEvents {
  public:
   virtual ~KeyEvents() = default;

@@ -33,7 +33,7 @@ struct CsvChoice {
 struct RunsActions {
   std::function<void(const std::string& text)> search;  ///< the search text changed
   std::function<void()> select;                         ///< another row was selected
-  std::function<void()> activate;                       ///< the window received the focus
+  std::function<void()> activate;                       ///< the window received focus
   std::function<void()> saveAs;                         ///< Save as… was pressed
   std::function<void()> copy;                           ///< Copy was pressed
   std::function<void()> deliver;       ///< Deliver again or Stop delivery was pressed

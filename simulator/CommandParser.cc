@@ -60,7 +60,7 @@ CommandParser::Result CommandParser::Feed(std::uint8_t byte) {
   const auto letter = static_cast<char>(byte);
   if (!pending_.empty() && !Continues(letter)) {
     const Bytes unfinished = ToBytes(pending_);
-    result.complaint = "unfinished command " + ToHex(unfinished) + " (" + ToReadable(unfinished) +
+    result.complaint = "incomplete command " + ToHex(unfinished) + " (" + ToReadable(unfinished) +
                        ") before " + Describe(letter);
     pending_.clear();
   }
@@ -68,7 +68,7 @@ CommandParser::Result CommandParser::Feed(std::uint8_t byte) {
     if (byte == 0) return result;
     if (!Continues(letter)) {
       if (!result.complaint.empty()) result.complaint += "; ";
-      result.complaint += Describe(letter) + " does not begin a command";
+      result.complaint += Describe(letter) + " is not the start of a command";
       return result;
     }
   }

@@ -35,7 +35,7 @@ struct Command {
 
 /// Splits the bytes that the scanner receives into commands, and reports invalid bytes.
 ///
-/// A byte that cannot continue an unfinished command is the first byte of the next command, so that
+/// A byte that cannot continue an incomplete command is the first byte of the next command, so that
 /// a lost byte affects only one command. NUL bytes between commands only wake the scanner.
 class CommandParser {
  public:
@@ -47,8 +47,8 @@ class CommandParser {
   /// Processes the next received byte.
   Result Feed(std::uint8_t byte);
 
-  /// Drops an unfinished command, as the scanner does if the cable is pulled.
-  /// @return the bytes of the unfinished command.
+  /// Drops an incomplete command, as the scanner does if the cable is pulled.
+  /// @return the bytes of the incomplete command
   std::string Reset() { return std::exchange(pending_, {}); }
 
  private:

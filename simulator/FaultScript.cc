@@ -148,7 +148,7 @@ void ReadLoss(Words& words, Fault& fault) {
 
 void ReadLength(Words& words, Fault& fault) {
   if (fault.command.front() != 'p' && fault.command != "P") {
-    throw Complaint("only the answers to p and P have a length");
+    throw Complaint("only answers to p and P have a length field");
   }
   fault.number = TakeNumber(words, "a length");
   if (fault.number > 0xFFFFFF) throw Complaint("a length must be at most 16777215 (24 bits)");
@@ -228,7 +228,7 @@ void ReadOccurrence(Words& words, Fault& fault) {
   if (fault.andLater) text.pop_back();
   fault.occurrence = ReadNumber(text).value_or(0);
   if (fault.occurrence == 0) {
-    throw Complaint("an occurrence must have the form 2, 2+ or every, not \"" + text + "\"");
+    throw Complaint("an occurrence must have the form N, N+ or every, not \"" + text + "\"");
   }
 }
 

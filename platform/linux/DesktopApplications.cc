@@ -187,7 +187,7 @@ std::optional<X11Windows::Window> DesktopApplications::WindowOf(const Applicatio
   const auto rankOf = [&](const X11Windows::Window& window) {
     return Rank(window, opened.pid, file.windowClasses());
   };
-  // If a window of the application already has the focus, it keeps the focus.
+  // If a window of the application already has focus, it keeps focus.
   auto found = windows->Active();
   if (found && rankOf(*found) > 0) return found;
   found.reset();

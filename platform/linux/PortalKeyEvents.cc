@@ -142,16 +142,15 @@ const char* PortalKeyEvents::ProblemOf(State state) {
     case State::kAsking:
       return "permission has not been granted yet. Allow remote control when the desktop asks.";
     case State::kNotReady:
-      return "the desktop is not accepting keys. If this continues, log in again.";
+      return "the desktop is not accepting keys. If this continues, log out and back in.";
     case State::kDenied:
       return "permission was denied. To be asked again, press Settings, then Save.";
     case State::kEnded:
-      return "the desktop has withdrawn the permission. To be asked again, press Settings, then "
-             "Save.";
+      return "permission was revoked. To be asked again, press Settings, then Save.";
     case State::kMissing:
       return "it has no remote desktop portal.";
     case State::kFailed:
-      return "its remote desktop portal does not work. Log in again.";
+      return "its remote desktop portal does not work. Log out and back in.";
   }
   return "";
 }

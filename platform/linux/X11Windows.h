@@ -24,7 +24,7 @@ class X11Windows {
     int pid = 0;                       // process ID; 0 if unknown, for example of a remote process
     std::vector<std::string> classes;  // instance and class names (WM_CLASS), in lower case
     bool isNormal = false;             // not a dialog, utility window or similar
-    bool isActive = false;             // has the focus
+    bool isActive = false;             // has focus
   };
 
   X11Windows();

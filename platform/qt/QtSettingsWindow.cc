@@ -211,7 +211,7 @@ QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
                    "Identifies the scanner that read the barcode"))
       .Add("O&rder:",
            MakeList(&SettingsValues::dataorder,
-                    "The order of the fields in a line. Fields that are off are omitted."))
+                    "The order of the fields in a line. Fields that are turned off are omitted."))
       .Add("Serial number &position:",
            MakeList(&SettingsValues::sn_position, "Position of the serial number in the line"));
   auto* separation = new Group("How fields are separated");
@@ -236,7 +236,7 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
                    "Much faster. If off, each record is requested separately, which takes about "
                    "0.1 s per record."))
       .Add(MakeBox(&SettingsValues::clearmemory, "&Erase the scanner after synchronizing",
-                   "If off, the scanner keeps the records and delivers them again next time."));
+                   "If off, the scanner keeps the records and sends them again next time."));
   Outline(path);
   path.setToolTip(QStringLiteral(
       "Use Browse to change the path. If the file is named sn_timestamp.txt, each synchronization "
@@ -247,9 +247,10 @@ QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
   delivery
       ->Add("&Deliver to:", MakeList(&SettingsValues::destination, "Destination of the records"))
       .Add("Pat&h:", pathRow, path)
-      .Add(MakeBox(&SettingsValues::appenddata, "&Add to the file instead of replacing it",
-                   "For a file with a fixed name. With the name sn_timestamp.txt, each "
-                   "synchronization creates a new file."))
+      .Add(
+          MakeBox(&SettingsValues::appenddata, "&Add to the file instead of replacing it",
+                  "Applies to files with a fixed name. If the file is named sn_timestamp.txt, each "
+                  "synchronization creates a new file."))
       .Add(MakeBox(&SettingsValues::nonenglish, "Paste te&xt instead of typing it",
                    "Needed for records that contain non-English characters. Replaces the contents "
                    "of the clipboard."));

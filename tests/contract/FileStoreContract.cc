@@ -111,7 +111,7 @@ TEST_P(FileStoreContract, ReplacePrivateReplacesAnyFile) {
   EXPECT_FALSE(store_.Exists(path_));
 }
 
-TEST_P(FileStoreContract, MayReplaceFilesInTheUsersFolder) {
+TEST_P(FileStoreContract, MayReplaceIsTrueForFilesInTheUsersFolder) {
   EXPECT_TRUE(store_.MayReplace(path_)) << "no file";
   ASSERT_TRUE(store_.ReplacePrivate(path_, "private"));
   EXPECT_TRUE(store_.MayReplace(path_));

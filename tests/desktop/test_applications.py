@@ -81,7 +81,7 @@ class ApplicationsTest(TypingCase):
     def test_starts_executable_once_and_activates_it(self):
         self.check_application(_PROGRAM)
 
-    def test_types_into_document_and_not_into_palette(self):
+    def test_types_into_the_document_not_the_palette(self):
         self.prepare(_ENTRY, "--palette")
         self.start_application()
         wait_until(lambda: self.window("palette"), "the palette")

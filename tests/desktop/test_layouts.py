@@ -75,7 +75,7 @@ class LayoutsTest(TypingCase):
     def test_restores_the_keymap_on_sigterm(self):
         self.check_end_by(signal.SIGTERM, self.quillet_ended)
 
-    def test_restores_the_keymap_on_restart_after_a_kill(self):
+    def test_restores_the_keymap_on_restart_after_being_killed(self):
         """At the restart, records go to a file, so the program does not type."""
         def start_again():
             wait_until(lambda: not self.quillet.process.is_running(), "the end")

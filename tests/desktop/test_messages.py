@@ -12,7 +12,7 @@ from typing_case import TypingCase, data_only
 
 class MissingApplicationTest(TypingCase):
 
-    def test_offers_to_replace_a_missing_application(self):
+    def test_offers_another_choice_if_application_is_missing(self):
         self.connect(["1"], data_only(destination=1))
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()

@@ -150,16 +150,16 @@ class ArchiveKillTest(ArchiveTest):
             return "only in the archive"
         return "only in the scanner" if missing else "in both"
 
-    def test_killed_run_to_file_keeps_records(self):
+    def test_kill_loses_no_records_sent_to_file(self):
         self.check(TO_FILE)
 
-    def test_killed_run_to_view_keeps_records(self):
+    def test_kill_loses_no_records_sent_to_view(self):
         self.check(TO_VIEW)
 
-    def test_killed_run_to_frontmost_application_keeps_records(self):
+    def test_kill_loses_no_records_sent_to_active_application(self):
         self.check(TO_FRONTMOST)
 
-    def test_killed_run_to_named_application_keeps_records(self):
+    def test_kill_loses_no_records_sent_to_named_application(self):
         with open(_APPLICATION, "w", encoding="ascii") as program:
             program.write("#!/usr/bin/python3\nimport tkinter\ntkinter.Text().pack()\n"
                           "tkinter.mainloop()\n")

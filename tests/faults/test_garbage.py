@@ -12,7 +12,7 @@ _ONE_BY_ONE = {"burst_sync": 0}
 
 class GarbageTest(FaultTest):
 
-    def test_misleading_bytes_make_the_run_hang(self):
+    def test_unexpected_bytes_make_the_run_hang(self):
         self.check_silent_runs(
             # 03 starts a frame. The program reads the following answers as the frame's contents.
             ("on W 1 after 03", messages.REQUESTING, {}),

@@ -123,7 +123,7 @@ TEST_F(IoKitSerialRegistryTest, StopsReadingWhenTheListIsFull) {
   EXPECT_EQ(Read(100).size(), 40U);
 }
 
-TEST_F(IoKitSerialRegistryTest, RetriesAfterAFailureToReadDevices) {
+TEST_F(IoKitSerialRegistryTest, RetriesAfterReadingDevicesFails) {
   Plug(kScanner);
   for (bool Mac::*fault :
        {&Mac::masterPortFails, &Mac::matchingFails, &Mac::matchingServicesFails}) {

@@ -97,7 +97,7 @@ TEST(PlasmaLayoutTest, LayoutIsUnknownIfPlasmaDoesNotReply) {
   EXPECT_EQ(layout.Read(), UserLayouts{});
 }
 
-TEST(PlasmaLayoutTest, LayoutIsUnknownIfPlasmaHasEnded) {
+TEST(PlasmaLayoutTest, LayoutIsUnknownIfPlasmaHasExited) {
   const test::FakePortal bus;
   const test::Variable backend{"GSETTINGS_BACKEND", "memory"};
   std::optional<test::FakePlasmaLayouts> plasma(std::in_place);

@@ -153,7 +153,7 @@ TEST_F(EisTypistTest, RestoresTheLayoutIfTheProgramEnds) {
   EXPECT_LT(Slept(), 1s);
 }
 
-TEST_F(EisTypistTest, RestoresTheLayoutAfterAKill) {
+TEST_F(EisTypistTest, RestoresTheLayoutAfterTheProgramIsKilled) {
   note.Write(1, 0);
   plasma.active = 1;
   LayoutNote(noteFile).Undo();

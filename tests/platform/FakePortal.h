@@ -33,7 +33,7 @@ class FakePortal {
 
   void Start();                            ///< adds the portal to the bus
   void End();                              ///< removes the portal from the bus
-  void CloseSession() { closes_ = true; }  ///< the desktop withdraws the permission
+  void CloseSession() { closes_ = true; }  ///< the desktop revokes the permission
 
   std::atomic<User> user = User::kGrants;
   std::atomic<unsigned> version = 2;

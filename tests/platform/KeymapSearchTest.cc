@@ -101,14 +101,14 @@ TEST(KeymapSearchTest, PrefersTheCurrentGroup) {
   ExpectChord(russian.Search().Find('q', {0, 0}), {{}, kKeyQ, 1});
 }
 
-TEST(KeymapSearchTest, PressesNoDeadKeys) {
+TEST(KeymapSearchTest, DoesNotUseDeadKeys) {
   EXPECT_EQ(Layout("se").Missing(), "^`~");
   Layout international("us", "intl");
   EXPECT_EQ(international.Missing(), "");
   ExpectChord(international.Search().Find('`', {}), {{kLevel3Key}, 49, 0});
 }
 
-TEST(KeymapSearchTest, FindsDeadKeysOfTheCurrentGroup) {
+TEST(KeymapSearchTest, FindsDeadKeysInTheCurrentGroup) {
   Layout layout("us,de");
   KeymapSearch& search = layout.Search();
   ExpectChord(search.FindDead('^', {1, 0}), {{}, 49, 1});

@@ -35,8 +35,8 @@ using test::WaitFor;
 constexpr char kNotYet[] =
     "permission has not been granted yet. Allow remote control when the desktop asks.";
 constexpr char kDenied[] = "permission was denied. To be asked again, press Settings, then Save.";
-constexpr char kWithdrawn[] =
-    "the desktop has withdrawn the permission. To be asked again, press Settings, then Save.";
+constexpr char kRevoked[] =
+    "permission was revoked. To be asked again, press Settings, then Save.";
 
 void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNone) {
   std::vector<KeyEvent> events;
@@ -172,17 +172,17 @@ TEST_F(PortalKeyEventsTest, WaitsUntilThePortalIsKnownToBeMissing) {
   EXPECT_TRUE(keys->IsMissing());
 }
 
-TEST_F(PortalKeyEventsTest, ReportsWithdrawnPermission) {
+TEST_F(PortalKeyEventsTest, ReportsRevokedPermission) {
   portal.Start();
   Begin();
   keys->Prepare();
   Type(*keys, "a");
   portal.CloseSession();
-  ASSERT_TRUE(AwaitProblem(kWithdrawn));
+  ASSERT_TRUE(AwaitProblem(kRevoked));
   Type(*keys, "b");
   EXPECT_EQ(portal.keysyms(), "+61 -61 ");
   EXPECT_EQ(portal.questions(), 1);
-  EXPECT_TRUE(log.Has(std::string("Cannot type on this desktop: ") + kWithdrawn));
+  EXPECT_TRUE(log.Has(std::string("Cannot type on this desktop: ") + kRevoked));
 }
 
 TEST_F(PortalKeyEventsTest, StopsTypingARecordAtTheFirstRefusedKey) {
@@ -221,7 +221,7 @@ TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasExited) {
   keys->Prepare();
   ASSERT_TRUE(AwaitProblem(""));
   portal.End();
-  EXPECT_TRUE(AwaitProblem(kWithdrawn));
+  EXPECT_TRUE(AwaitProblem(kRevoked));
 }
 
 TEST_F(PortalKeyEventsTest, WaitsForAPortalThatStartsLate) {

@@ -135,7 +135,7 @@ TEST_F(PosixFileStoreTest, CreatesFoldersWithDefaultPermissions) {
   }
 }
 
-TEST_F(PosixFileStoreTest, OnlyTheUserMayWriteToNewFoldersAndFiles) {
+TEST_F(PosixFileStoreTest, OnlyTheUserCanWriteToNewFoldersAndFiles) {
   for (const auto& [umask, folder, file] :
        {std::tuple(0U, 0755U, 0644U), {002U, 0755U, 0644U}, {077U, 0700U, 0600U}}) {
     const CreationMask mask(umask);
@@ -756,7 +756,7 @@ TEST_F(PosixFileStoreTest, ReplacePrivateReplacesALink) {
   EXPECT_EQ(ModeOf(folder_ / "link"), 0600U);
 }
 
-TEST_F(PosixFileStoreTest, MayReplaceOnlyFilesInAWritableFolder) {
+TEST_F(PosixFileStoreTest, MayReplaceIsTrueOnlyIfTheFolderIsWritable) {
   const std::string file = Put("file", "contents", 0666);
   for (const mode_t mode : {0777U, 0333U, 0555U, 0666U}) {
     chmod(folder_.path().c_str(), mode);

@@ -40,7 +40,7 @@ struct Receiver {
   test::RecordingLog messages;
 };
 
-TEST(SyslogLog, SendsALineWithoutAFlush) {
+TEST(SyslogLog, SendsLinesEvenWithoutAFlush) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
   for (std::size_t i = 1; i <= 3; ++i) {

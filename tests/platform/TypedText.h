@@ -10,7 +10,7 @@ struct xkb_keymap;
 
 namespace quillet::test {
 
-/// An X client with a window that has the focus. It translates keys with its own copy of the
+/// An X client with a window that has focus. It translates keys with its own copy of the
 /// server's keymap, which it reads again after each change, as toolkits do.
 class TypedText {
  public:

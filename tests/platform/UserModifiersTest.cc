@@ -57,7 +57,7 @@ TEST_F(UserModifiersTest, PrefersTheStateThatKwinReports) {
   }
 }
 
-TEST_F(UserModifiersTest, ReadsTheLedsIfKwinHasEnded) {
+TEST_F(UserModifiersTest, ReadsTheLedsIfKwinHasExited) {
   SetLed("input3::capslock", 1);
   test::Compositor compositor(false, "us", true);
   EXPECT_EQ(modifiers.Read(), State{});

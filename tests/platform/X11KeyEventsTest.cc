@@ -108,7 +108,7 @@ void Hold(const std::string& key, bool down) {
   OutputOf("xdotool " + std::string(down ? "keydown " : "keyup ") + key);
 }
 
-TEST_F(X11KeyEventsTest, TypesWhileLocksAreOn) {
+TEST_F(X11KeyEventsTest, TypesWhileCapsLockAndNumLockAreOn) {
   for (const char* options : {"", "-option caps:shiftlock", "-option shift:breaks_caps"}) {
     for (const char* layout : {"us", "de neo", "fr", "ru"}) {
       Use("-option");
@@ -323,7 +323,7 @@ TEST_F(X11KeyEventsTest, EndsOnlyAfterApplicationsHaveReadTheKeys) {
 }
 
 // In this keymap, the only key that types the digit 1 types something else while Num Lock is on.
-TEST_F(X11KeyEventsTest, TurnsNumLockOffForACharacter) {
+TEST_F(X11KeyEventsTest, TurnsNumLockOffToTypeACharacter) {
   constexpr int kNumLock = 16;
   OutputOf(
       "xkbcomp -w0 $DISPLAY - 2>/dev/null | sed -e '/xkb_types/,/virtual_modifiers/ "
@@ -425,7 +425,7 @@ TEST_F(X11KeyEventsTest, EndReleasesTheSimulatedShiftKey) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-TEST_F(X11KeyEventsTest, EndReleasesShiftThatTheUserStillHolds) {
+TEST_F(X11KeyEventsTest, EndReleasesSimulatedShiftWhileTheUserHoldsShift) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
   Device tester("Virtual core XTEST keyboard");
@@ -475,7 +475,7 @@ TEST_F(X11KeyEventsTest, DoesNotReassignAKeyCodeThatTheUsersKeyboardUses) {
   EXPECT_TRUE(OutputOf(keymap) == before);
 }
 
-TEST_F(X11KeyEventsTest, RecoveryReleasesShiftAfterAKillBetweenRecords) {
+TEST_F(X11KeyEventsTest, RecoveryReleasesShiftIfKilledBetweenRecords) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
   Device tester("Virtual core XTEST keyboard");
@@ -520,7 +520,7 @@ TEST_F(X11KeyEventsTest, RecoveryKeepsLocksThatTheUserHasChanged) {
 
 // The user holds Shift during every second kill. The environment variable QUILLET_KILLS sets the
 // number of kills.
-TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterAKill) {
+TEST_F(X11KeyEventsTest, RestoresTheKeyboardAfterTheProgramIsKilled) {
   const char* const number = std::getenv("QUILLET_KILLS");
   const int kills = number == nullptr ? 4 : std::atoi(number);
   constexpr std::array kLayouts = {"ru", "gr", "de", "us,ru", "ru,us,de"};

@@ -53,7 +53,7 @@ TEST_F(X11ServerTest, LogsAMissingServerOnce) {
   ExpectLog({"Cannot type on this desktop: the X server cannot be reached"});
 }
 
-TEST_F(X11ServerTest, RecoversSilentlyIfThereIsNothingToRestore) {
+TEST_F(X11ServerTest, LogsNothingIfThereIsNothingToRestore) {
   setenv("DISPLAY", "/nowhere:7", 1);
   keys_.Recover();
   XServer server({"-extension", "XTEST"});
@@ -62,7 +62,7 @@ TEST_F(X11ServerTest, RecoversSilentlyIfThereIsNothingToRestore) {
   EXPECT_TRUE(clock_.sleeps().empty());
 }
 
-TEST_F(X11ServerTest, LogsAMissingTestExtensionOnce) {
+TEST_F(X11ServerTest, LogsAMissingXtestExtensionOnce) {
   XServer server({"-extension", "XTEST"});
   for (int i = 0; i < 3; ++i) Press();
   ExpectLog({"Cannot type on this desktop: the X server has no XTEST extension"});

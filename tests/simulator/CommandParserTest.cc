@@ -75,7 +75,7 @@ TEST(CommandParser, ReportsAnUnfinishedCommandAndReadsTheNext) {
   for (const std::string broken : {"w", "w1", "p", "p1", "G", "GZ", "GZS", "GS"}) {
     const Parsed parsed = Parse(broken + "W");
     EXPECT_THAT(parsed.commands, ElementsAre("W")) << broken;
-    EXPECT_THAT(parsed.complaints, ElementsAre(HasSubstr("unfinished"))) << broken;
+    EXPECT_THAT(parsed.complaints, ElementsAre(HasSubstr("incomplete"))) << broken;
   }
 }
 

@@ -86,7 +86,7 @@ TEST(FaultScript, ReportsErrorsWithLineAndReason) {
       {"at 1 unplug", "such as 2.5s or 700ms"},
       {"at s unplug", "such as 2.5s or 700ms"},
       {"after-sent 0 unplug", "line 1: the number of bytes must be at least 1"},
-      {"on M length 5", "only the answers to p and P"},
+      {"on M length 5", "only answers to p and P"},
       {"on P length 16777216", "24 bits"},
       {"on P chunks 0", "at least one byte"},
       {"after-sent 5 unplug again 3", "expected \"replug\""},
@@ -134,7 +134,7 @@ TEST(AnswerFaults, RemoveOrReplaceTheAnswerOrSetItsLength) {
             (Bytes{3, 0, 0, 0, 'x'}));
 }
 
-TEST(AnswerFaults, ApplyInScriptOrder) {
+TEST(AnswerFaults, AreAppliedInScriptOrder) {
   AnswerPlan plan{ToBytes("abc@")};
   ApplyFaults(ParseFaults("on W truncate 2\non W after \"z\"\non W delay 5\non W delay 7"),
               CommandKind::kWakeUp, plan);

@@ -81,7 +81,7 @@ TEST_F(OutputQueueTest, SendsAnswersInSequenceWithPauses) {
   EXPECT_EQ(Take(microseconds(15'000)), "e");
 }
 
-TEST_F(OutputQueueTest, WaitsAMillisecondOrLongerForAtLeastOneByte) {
+TEST_F(OutputQueueTest, NextDueIsAtLeastOneMillisecondAndOneByteAway) {
   OutputQueue fast(115'200);
   fast.Append(Bytes(1000), kQueueStart);
   EXPECT_GT(fast.NextDue(), kQueueStart + microseconds(900));
@@ -106,7 +106,7 @@ TEST_F(OutputQueueTest, InsertsBytesIntoOrBeforeAPendingAnswer) {
   EXPECT_EQ(Take(instant_, seconds(5)), "late");
 }
 
-TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAHold) {
+TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterHoldUntilExpires) {
   Append("abcd");
   EXPECT_EQ(Take(milliseconds(2)), "ab");
   queue_.HoldUntil(kQueueStart + milliseconds(50));
@@ -135,7 +135,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAStall) {
   EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST_F(OutputQueueTest, StaysEmptyIfAnEmptyTextIsAddedAfterClear) {
+TEST_F(OutputQueueTest, StaysEmptyIfNoBytesAreAddedAfterClear) {
   Append("abcd");
   queue_.Clear();
   queue_.Append({}, kQueueStart);

@@ -193,7 +193,7 @@ TEST(TavoSimulatorProgram, ReadsFaultsAndWritesTranscript) {
   program.Say("quit");
   EXPECT_EQ(program.ExitCode(), 0);
   EXPECT_EQ(program.Errors(),
-            "tavo-simulator: byte 1 received: byte 0x7a 'z' does not begin a command\n");
+            "tavo-simulator: byte 1 received: byte 0x7a 'z' is not the start of a command\n");
   const std::string text = test::FileContents(transcript).value_or("");
   EXPECT_THAT(text, HasSubstr(" < 7a 4d  zM\n"));
   EXPECT_THAT(text, HasSubstr(" > 61 62 63 40  abc@\n"));

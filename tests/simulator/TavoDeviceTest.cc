@@ -164,7 +164,7 @@ TEST_F(TavoDeviceTest, ReportListsCommandsAndALimitedNumberOfComplaints) {
   Exchange("WxM");
   EXPECT_THAT(Report().commandsSeen, ElementsAre("W", "M"));
   EXPECT_THAT(Report().complaints,
-              ElementsAre("byte 2 received: byte 0x78 'x' does not begin a command"));
+              ElementsAre("byte 2 received: byte 0x78 'x' is not the start of a command"));
   Exchange(Bytes(100'000, 'x'));
   EXPECT_THAT(Report().complaints, SizeIs(kMostComplaints + 1));
   EXPECT_EQ(Report().complaints.back(), "further entries are not listed");

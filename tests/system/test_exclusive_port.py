@@ -69,7 +69,7 @@ class ExclusivePortTest(PortTest):
         self.disconnect()
         self.assertFalse(self.is_locked())
 
-    def test_real_port_connects_after_a_failed_attempt(self):
+    def test_connects_to_real_port_after_a_failed_attempt(self):
         scanner = self.plugged_in_scanner(faults=["on M 1 silence"])
         self.start(environment=self.preload(REAL_PORTS="1"))
         self.quillet.wait_for_view(messages.STARTED + messages.failed_attempt())

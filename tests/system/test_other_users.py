@@ -55,7 +55,7 @@ class OtherUsersTest(OtherUserTest):
 
 class CreatedFilesTest(OtherUsersTest):
 
-    def test_other_user_cannot_write_created_files(self):
+    def test_other_users_cannot_write_to_created_files(self):
         self.connect(preexec_fn=lambda: os.umask(0))
         self.quillet.press("Synchronize")
         output = self.wait_for_generated_file()
@@ -112,7 +112,7 @@ class SettingsOfOthersTest(OtherUsersTest):
         put(_PRIVATE, Settings(auto_sync=1, filename=stolen).text()[:700] + "secret\n" * 40)
         other_user.run(f"mkdir -m 0777 {FOLDER}; ln -s {_PRIVATE} {PATH}")
         self.connect()
-        self.check_not_saved("the path contains a link")
+        self.check_not_saved("the path contains a symbolic link")
         self.assertEqual(_PRIVATE, os.readlink(PATH))
         self.assertFalse(os.path.exists(stolen), "used the settings")
         other_user.run(f"rm {PATH}; echo >{PATH}")
@@ -152,7 +152,7 @@ class AddedRecordsTest(OtherUsersTest):
     def test_does_not_add_records_through_other_users_link(self):
         put(_PRIVATE, "private\r\n")
         other_user.run(f"ln -s {_PRIVATE} {_OUTPUT}")
-        self.check_refused("the path contains a link")
+        self.check_refused("the path contains a symbolic link")
         self.assertEqual("private\r\n", contents(_PRIVATE))
         self.assertEqual(_PRIVATE, os.readlink(_OUTPUT))
 

@@ -32,12 +32,12 @@ class PortMessagesTest(PortTest):
         self.quillet.wait_for_view(messages.connecting())
         self.quillet.wait_for_message("")
 
-    def test_names_the_missing_group(self):
+    def test_names_the_group_to_join(self):
         self.plugged_in_scanner()
         os.chmod(os.path.realpath(PORT), 0)
         group = grp.getgrnam("dialout").gr_gid
         self.start_failing(environment=self.preload(PORT_GROUP=str(group)))
-        self.quillet.wait_for_message(f"No permission to use {PORT}. Run the command to join the "
+        self.quillet.wait_for_message(f"No permission to use {PORT}. Copy and run the command to join the "
                                       "dialout group, or add the device to "
                                       "70-quillet-scanner.rules.", "Copy command")
         self.quillet.press_in_strip("Copy command")

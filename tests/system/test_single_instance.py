@@ -79,13 +79,13 @@ class SingleInstanceTest(SystemTest):
         self.quillet.process.send(signal.SIGCONT)
         self.wait_until_active()
 
-    def test_starts_again_after_a_kill(self):
+    def test_starts_again_after_being_killed(self):
         self.start()
         self.quillet.kill()
         self.start()
         self.start_again()
 
-    def test_runs_on_each_display(self):
+    def test_runs_an_instance_on_each_display(self):
         self.start()
         other = Desktop()
         self.addCleanup(other.stop)

@@ -74,7 +74,7 @@ class UnplugTest(SystemTest):
         self.synchronize_to_file(records)
         self.assert_no_stray_files(OUTPUT)
 
-    def test_continues_run_if_replugged_during_a_record(self):
+    def test_continues_run_if_replugged_during_record_request(self):
         settings = Settings(filename=OUTPUT, burst_sync=0, clear_memory=1)
         settings.save()
         records = some_records(80)

@@ -107,7 +107,7 @@ TEST_F(DeliveryTest, RefusesARecordBeforePressingAnyKey) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, ReportsImpossibleTypingBeforeTheFirstRecord) {
+TEST_F(DeliveryTest, ReportsATypingProblemBeforeTheFirstRecord) {
   keyEvents.onReadiness("permission was denied");
   EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission was denied.");
   keyEvents.onReadiness("");
@@ -117,7 +117,7 @@ TEST_F(DeliveryTest, ReportsImpossibleTypingBeforeTheFirstRecord) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, KeepsTheReasonForALostRecordUntilTheNextIsTyped) {
+TEST_F(DeliveryTest, ShowsWhyARecordWasLostUntilTheNextOneIsTyped) {
   keyEvents.problem = "permission has not been granted yet";
   delivery.Deliver("1\n", false);
   keyEvents.onReadiness("");
@@ -340,7 +340,7 @@ TEST_F(DeliveryTest, SaysThatTheApplicationIsMissing) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, ChecksUpToTenTimesWhetherTheApplicationRuns) {
+TEST_F(DeliveryTest, ChecksUpToTenTimesIfTheApplicationIsRunning) {
   for (const int unlisted : {0, 9, 10}) {
     applications.looks = 0;
     applications.running.clear();

@@ -264,7 +264,7 @@ TEST_F(EarlierRunsTest, DeliversToAGeneratedFileAndToTheView) {
   EXPECT_EQ(runs.message(), "1 record shown in Quillet's window.");
 }
 
-TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasTheFocus) {
+TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasFocus) {
   RunWith({"12", "3"});
   Choose(2);
   OpenList();
@@ -279,7 +279,7 @@ TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasTheFocus) {
   EXPECT_EQ(runs.message(), "2 records delivered.");
 }
 
-TEST_F(EarlierRunsTest, StopsIfNoOtherWindowGetsTheFocus) {
+TEST_F(EarlierRunsTest, StopsIfNoOtherWindowReceivesFocus) {
   RunWith({"12", "3"});
   Choose(2);
   OpenList();
@@ -287,11 +287,11 @@ TEST_F(EarlierRunsTest, StopsIfNoOtherWindowGetsTheFocus) {
   Deliver();
   EXPECT_TRUE(keyEvents.posts().empty());
   EXPECT_EQ(runs.message(),
-            "No other window received the focus within 60 seconds. Delivery stopped after 0 of "
+            "No other window received focus within 60 seconds. Delivery stopped after 0 of "
             "2 records.");
 }
 
-TEST_F(EarlierRunsTest, WaitsAgainIfQuilletRegainsTheFocus) {
+TEST_F(EarlierRunsTest, WaitsAgainIfQuilletRegainsFocus) {
   RunWith({"1", "2"});
   Choose(2);
   OpenList();
@@ -411,7 +411,7 @@ TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   EXPECT_EQ(States(), "Complete|");
 }
 
-TEST_F(EarlierRunsTest, JoinsTheFilesOfADay) {
+TEST_F(EarlierRunsTest, JoinsTheLiveScanFilesOfTheSameDay) {
   Store("20261101_live", "2026-11-01 08:00:00", "", {"one"});
   Store("20261101_live_2", "2026-11-01 09:00:00", "", {"two"});
   Store("20261102_live", "2026-11-02 08:00:00", "", {"three"});
@@ -451,7 +451,7 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   EXPECT_EQ(
       runs.question(),
       "Delete the synchronization from 2026-11-16 14:07:09?|This permanently deletes 1 record from "
-      "the archive. Files saved or delivered elsewhere are kept.");
+      "the archive. Copies saved or delivered elsewhere are kept.");
   EXPECT_EQ(runs.rows().size(), 2U);
   runs.confirms = true;
   Press(&RunsActions::remove);

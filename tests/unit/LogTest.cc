@@ -27,7 +27,7 @@ TEST(LogTest, FormatsNumbersAtTheirLimits) {
             "-9223372036854775808ffffffff18446744073709551615");
 }
 
-TEST(LogTest, EscapesControlCharactersAndBrokenUtf8) {
+TEST(LogTest, EscapesControlCharactersAndInvalidUtf8) {
   const std::pair<std::string_view, const char*> cases[] = {
       {std::string_view("a\r\n\t\x1b[31m\x7f\0z", 12), "a\\r\\n\\t\\x1b[31m\\x7f\\x00z"},
       {"\xC2\x9B"

@@ -401,7 +401,7 @@ TEST_F(LumetTest, LogsACommandThatDoesNotFitIntoTheQueue) {
 
 // --- Connection ---------------------------------------------------------------------------------
 
-TEST_F(LumetTest, InitTavoQueuesStartCommandsAndSleepsASecond) {
+TEST_F(LumetTest, InitTavoQueuesStartCommandsAndSleepsOneSecond) {
   Receive("\x03\0\0\x09"s + "ab");
   lumet.EraseTavoMemory();
   lumet.InitTavo();

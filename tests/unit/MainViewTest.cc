@@ -28,7 +28,7 @@ class MainViewTest : public testing::Test {
   int removals = 0;
 };
 
-TEST_F(MainViewTest, ConsecutiveTextsShareOneQueueEntry) {
+TEST_F(MainViewTest, JoinsConsecutiveTextInOneQueueEntry) {
   view_.Append("a", TextKind::kMessage);
   view_.Append("b", TextKind::kRecord);
   EXPECT_EQ(queue.Size(), 1U);
@@ -71,7 +71,7 @@ TEST_F(MainViewTest, ReportsRemovedRecordsOnceAndAgainAfterClear) {
   }
 }
 
-TEST_F(MainViewTest, ClearKeepsTextsThatAreStillQueued) {
+TEST_F(MainViewTest, ClearKeepsQueuedText) {
   view_.Append("shown", TextKind::kRecord);
   queue.RunAll();
   view_.Append("queued", TextKind::kRecord);

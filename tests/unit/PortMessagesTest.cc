@@ -34,10 +34,11 @@ class PortMessagesTest : public test::AppFixture {
   static constexpr char kPort[] = "/absent1";
 };
 
-TEST_F(PortMessagesTest, SaysWhoMayUseThePort) {
+TEST_F(PortMessagesTest, SaysHowToGetPermission) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   ExpectMessage(
-      "No permission to use /absent1. Run the command to join the dialout group, or add the "
+      "No permission to use /absent1. Copy and run the command to join the dialout group, or add "
+      "the "
       "device to 70-quillet-scanner.rules.",
       {"Copy command"});
   strip.Press(0);
@@ -50,8 +51,10 @@ TEST_F(PortMessagesTest, SaysWhoMayUseThePort) {
   EXPECT_EQ(pasteboard.texts(), (std::vector<std::string>{"sudo usermod -aG dialout \"$USER\"",
                                                           "sudo chown \"$USER\" /absent1"}));
   Fail({.kind = Kind::kPermission, .group = "dialout", .joined = true});
-  ExpectMessage("No permission to use /absent1. Log out and back in to activate the dialout group.",
-                {});
+  ExpectMessage(
+      "No permission to use /absent1. Log out and back in to activate your membership in the "
+      "dialout group.",
+      {});
 }
 
 TEST_F(PortMessagesTest, NamesTheProgramThatUsesThePort) {
@@ -87,7 +90,7 @@ TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
   EXPECT_EQ(strip.Buttons(), Titles{});
 }
 
-TEST_F(PortMessagesTest, WithdrawsTheMessageIfThePortIsUnplugged) {
+TEST_F(PortMessagesTest, RemovesTheMessageIfThePortIsUnplugged) {
   registry.Attach("usbmodem2", "/absent2");
   Fail({.kind = Kind::kBusy});
   const std::string busy = "Another program is using /absent1. Close that program, then try again.";
@@ -99,7 +102,7 @@ TEST_F(PortMessagesTest, WithdrawsTheMessageIfThePortIsUnplugged) {
       "No scanner is connected. Plug in the scanner, or select its port and press Connect.", {});
 }
 
-TEST_F(PortMessagesTest, InspectionDoesNotDelayTheAttempt) {
+TEST_F(PortMessagesTest, InspectionDoesNotDelayTheConnectionAttempt) {
   auto& found = test::Immortal<std::atomic<bool>>(false);
   registry.onInspect = [&found] { WaitFor([&] { return found.load(); }); };
   Fail({.kind = Kind::kBusy});

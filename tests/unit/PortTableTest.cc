@@ -48,7 +48,7 @@ TEST_F(PortTableTest, NeverStoresARejectedDevice) {
   EXPECT_EQ(table.stream[0].Get(), "usbmodem1");
 }
 
-TEST_F(PortTableTest, ReturnsThePortListChangesAfterASearch) {
+TEST_F(PortTableTest, ReturnsHowASearchChangesThePortList) {
   const struct {
     Texts ports;
     std::int32_t before;
@@ -115,7 +115,7 @@ TEST_F(PortTableTest, HasUntriedDetectsPortsAddedDuringAnAttempt) {
   EXPECT_FALSE(table.HasUntried()) << "unplugged";
 }
 
-TEST_F(PortTableTest, KeepsTheConnectionIfOnlyItsPortNameRemains) {
+TEST_F(PortTableTest, KeepsTheConnectionIfOnlyPortsWithItsNameRemain) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

@@ -289,7 +289,7 @@ TEST_F(RunArchiveTest, FlushesARecordThatArrivesDuringTheFlush) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfEveryRecordWasCutOff) {
+TEST_F(RunArchiveTest, WithholdsTheEraseIfABurstHasNoCompleteRecord) {
   Begin();
   archive_.KeepBurst(Bytes(std::string("\0\0\0", 3)));
   archive_.BurstDelivered(false);
@@ -671,7 +671,7 @@ TEST_F(RunArchiveTest, LateEndOfAnInterruptedRunDoesNotEndTheNext) {
   EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
 }
 
-TEST_F(RunArchiveTest, ClosesTheOldestFilesOfLiveScans) {
+TEST_F(RunArchiveTest, ClosesTheOldestLiveScanFiles) {
   for (int day = 1; day <= 20; ++day) {
     clock_.Set({2026, 11, day, 1, 4, 9});
     Receive("live");

@@ -74,7 +74,7 @@ TEST_F(RunTest, ShowsADotForTheFirstOfEvery64Records) {
   EXPECT_EQ(Play("aa"), ".");
 }
 
-TEST_F(RunTest, ReportsTheLastUnbrokenRangeOfWrittenLines) {
+TEST_F(RunTest, ReportsTheLastContiguousRangeOfWrittenLines) {
   const auto onDisk = [this](std::string_view steps) {
     Play(steps);
     return std::pair(result.linesOnDisk.first, result.linesOnDisk.end);

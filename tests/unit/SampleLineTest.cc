@@ -33,7 +33,7 @@ TEST(SampleLineTest, ComposesASampleForEachLayout) {
   }
 }
 
-TEST(SampleLineTest, DelimiterTitlesEndWithTheSymbolInTheSample) {
+TEST(SampleLineTest, DelimiterTitlesEndWithTheSymbolShownInTheSample) {
   SampleComposer sample;
   sample.bAttachType = 1;
   sample.sn_position = 2;
@@ -49,7 +49,7 @@ TEST(SampleLineTest, DelimiterTitlesEndWithTheSymbolInTheSample) {
   }
 }
 
-TEST(SampleLineTest, OrderTitlesNameTheFieldsAsInTheSample) {
+TEST(SampleLineTest, OrderTitlesMatchTheFieldOrderInTheSample) {
   SampleComposer sample;
   sample.bAttachType = sample.bAttachTimestamp = 1;
   sample.recorddelimiter = 0;

@@ -191,7 +191,7 @@ TEST_F(SerialPortTest, ClosesThePreviousPortBeforeOpening) {
   EXPECT_EQ(closed, held);
 }
 
-TEST_F(SerialPortTest, FailsToOpenAPortReservedElsewhere) {
+TEST_F(SerialPortTest, FailsToOpenAPortReservedByAnotherProgram) {
   line.reservedElsewhere = true;
   EXPECT_EQ(scripted.openConnections("port"), 0);
   EXPECT_EQ(scripted.inputfd(), -1);

@@ -48,7 +48,7 @@ class SynchronizationTest : public test::AppFixture {
   const std::string closing_ = "Synchronization finished. Tavo can be plugged off now|";
 };
 
-TEST_F(SynchronizationTest, RunToAFileShowsDotsThePathAndTheCount) {
+TEST_F(SynchronizationTest, ShowsDotsPathAndCountIfRecordsGoToAFile) {
   std::vector<std::string> records;
   std::string lines;
   for (int i = 0; i < 130; ++i) lines += records.emplace_back(std::to_string(i)) + "\r\n";
@@ -100,7 +100,7 @@ TEST_F(SynchronizationTest, ReportsTheRemovalOfOldRecordsUntilCleared) {
   EXPECT_FALSE(strip.Message().starts_with(latest)) << strip.Message();
 }
 
-TEST_F(SynchronizationTest, AutomaticRunRemovesHintsFromEarlierRuns) {
+TEST_F(SynchronizationTest, AutomaticRunRemovesMessagesOfEarlierRuns) {
   ConnectWith({.destination = 1, .clearmemory = true, .autosync = true}, {"1"});
   AwaitEnd(0);
   AwaitErase();
@@ -506,7 +506,7 @@ TEST_F(SynchronizationTest, LogsUrlLoadingCallbacks) {
                                       "-[SyncController connection:didFailWithError:]"}));
 }
 
-TEST_F(SynchronizationTest, KeepsTheOrderOfTextsFromEachThread) {
+TEST_F(SynchronizationTest, KeepsTheOrderOfTextFromEachThread) {
   std::vector<std::thread> threads;
   for (const char name : {'a', 'b'}) {
     threads.emplace_back([this, name] {

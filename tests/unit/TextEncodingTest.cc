@@ -31,7 +31,7 @@ TEST(TextEncodingTest, EncodesTheFirstAndLastCodePointOfEachLength) {
             "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80");
 }
 
-TEST(TextEncodingTest, ReplacesBrokenUtf16) {
+TEST(TextEncodingTest, ReplacesInvalidUtf16) {
   EXPECT_EQ(DecodeTextFile("\xFE\xFF\xD8\x3D\0a"s),
             "\xEF\xBF\xBD"
             "a");
@@ -39,7 +39,7 @@ TEST(TextEncodingTest, ReplacesBrokenUtf16) {
   EXPECT_EQ(DecodeTextFile("\xFE\xFF\xDE\x00"s), "\xEF\xBF\xBD");
 }
 
-TEST(TextEncodingTest, RepairsOnlyBrokenUtf8) {
+TEST(TextEncodingTest, RepairsOnlyInvalidUtf8) {
   EXPECT_EQ(RepairUtf8("a\xC3"), "a\xEF\xBF\xBD");
   EXPECT_EQ(RepairUtf8("\xE2\x82"
                        "b"),

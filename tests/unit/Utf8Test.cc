@@ -33,7 +33,7 @@ TEST(Utf8Test, PrefixEndsBetweenCharacters) {
   }
 }
 
-TEST(Utf8Test, ReturnsAShortTextUnchanged) {
+TEST(Utf8Test, ReturnsShortTextUnchanged) {
   for (const std::size_t limit : {2U, 3U, 100U})
     EXPECT_EQ(Utf8Prefix("\xC3\xA9", limit), "\xC3\xA9");
   EXPECT_EQ(Utf8Prefix("", 0), "");

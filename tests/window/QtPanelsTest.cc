@@ -42,7 +42,7 @@ class QtPanelsTest : public testing::Test {
   platform::qt::QtPanels panels_{window_};
 };
 
-TEST_F(QtPanelsTest, SavePanelProposesFolderAndName) {
+TEST_F(QtPanelsTest, SavePanelSuggestsFolderAndName) {
   EXPECT_EQ(RunSavePanel([this](QFileDialog& panel, QLineEdit& name) {
               EXPECT_EQ(panel.acceptMode(), QFileDialog::AcceptSave);
               EXPECT_EQ(panel.directory().absolutePath().toStdString(), path_);

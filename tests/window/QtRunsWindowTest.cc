@@ -157,7 +157,7 @@ TEST_F(QtRunsWindowTest, ShowsAMessageIfTheListIsEmpty) {
   EXPECT_TRUE(List()->isVisible());
 }
 
-TEST_F(QtRunsWindowTest, ListHasTheFocusUnlessItIsEmpty) {
+TEST_F(QtRunsWindowTest, ListHasFocusUnlessItIsEmpty) {
   main_.show();
   window_.runsWindow().MakeKeyAndOrderFront();
   ASSERT_TRUE(SpinUntil([this] { return window_.isActiveWindow(); }));
@@ -183,7 +183,7 @@ TEST_F(QtRunsWindowTest, ButtonsReportTheirActions) {
   EXPECT_EQ(Reports(), "save copy export deliver folder remove ");
 }
 
-TEST_F(QtRunsWindowTest, KeysInTheListPressButtons) {
+TEST_F(QtRunsWindowTest, ShortcutKeysInTheListPressButtons) {
   OpenWithRows();
   Press(Qt::Key_Return);
   Press(Qt::Key_C, Qt::ControlModifier);
@@ -227,7 +227,7 @@ TEST_F(QtRunsWindowTest, EscapeAndCloseHideTheWindow) {
   EXPECT_FALSE(window_.isVisible());
 }
 
-TEST_F(QtRunsWindowTest, ReportsWhenTheWindowGetsTheFocus) {
+TEST_F(QtRunsWindowTest, ReportsWhenTheWindowReceivesFocus) {
   OpenWithRows();
   main_.activateWindow();
   ASSERT_TRUE(SpinUntil([this] { return main_.isActiveWindow(); }));

@@ -99,7 +99,7 @@ TEST_F(TextView, ReplacesInvalidUtf8) {
             "c\n");
 }
 
-TEST_F(TextView, SplitsALongTextBetweenCharacters) {
+TEST_F(TextView, SplitsLongTextBetweenCharacters) {
   std::string text = "x";
   while (text.size() < 40'000) text += "\xF0\x9F\x93\xA6";
   view_.SetText(text);

@@ -25,7 +25,7 @@ TEST_F(Workspace, RaisesTheWindow) {
   EXPECT_TRUE(SpinUntil([&] { return window_.isActiveWindow(); }));
 }
 
-TEST_F(Workspace, IsActiveWhileAWindowHasTheFocus) {
+TEST_F(Workspace, IsActiveWhileAWindowHasFocus) {
   platform::qt::QtWorkspace workspace(window_);
   EXPECT_FALSE(workspace.IsActive());
   QWidget other;
