@@ -91,7 +91,7 @@ std::int32_t ApplicationDelivery::Delivered() const {
 
 // Posts all keys of a record in one call, so that a backend needs to release the modifiers held by
 // the user only once per record. Counts the record before the call, because KeyIgnored may be
-// called during it.
+// called before Post returns.
 ApplicationDelivery::Outcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
     if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
@@ -182,7 +182,7 @@ bool ApplicationDelivery::ShowProblem() {
   return false;
 }
 
-// Warns in advance that keys cannot be typed. Once a record has been lost, the message remains
+// Warns in advance that records cannot be typed. Once a record has been lost, the message remains
 // until a record is typed.
 void ApplicationDelivery::ShowReadiness(const std::string& problem) {
   if (!problem.empty()) {
@@ -253,8 +253,8 @@ void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& pro
   }
 }
 
-// If kTypedAtQuillet is raised, replaces it with kRecordNotTyped, unless Quillet's window ignored
-// a key of the previous record. If the main thread handles such a key late, KeyIgnored raises
+// Replaces a raised kTypedAtQuillet with kRecordNotTyped, unless Quillet's window ignored a key of
+// the previous record. If the main thread handles an ignored key late, KeyIgnored raises
 // kTypedAtQuillet again.
 void ApplicationDelivery::ForgetOwnWindow() {
   const Time previous = std::exchange(lastRecord_, platform_.clock.Now());

@@ -33,7 +33,7 @@ class EarlierRuns {
     const Platform& platform;       ///< files, panels, clipboard and desktop
     platform::RunsWindow& window;   ///< shows the list
     RunArchive& archive;            ///< the archive
-    const Run& run;                 ///< the current run; blocks Deliver again while in progress
+    const Run& run;                 ///< while it is in progress, "Deliver again" is not possible
     LumetFile& file;                ///< writes the output file when delivering again
     const Settings& settings;       ///< the current settings
     ApplicationDelivery& delivery;  ///< types or pastes the lines when delivering again
@@ -103,7 +103,7 @@ class EarlierRuns {
   bool opened_ = false;
   bool wasListed_ = false;          // a list has been read at least once
   bool listing_ = false;            // a list is being read
-  bool listAgain_ = false;          // the list must be read again after this read
+  bool listAgain_ = false;          // read the list again after the current read
   std::vector<StoredRun> runs_;     // newest first
   std::vector<std::string> shown_;  // name of the first file of each row's run
   std::string selected_;            // first file name of the selected run

@@ -25,7 +25,7 @@ class PortMessages {
   ///@{ Queues a message. Any thread; returns immediately.
   void NotOpened(const std::string& path);      ///< the port cannot be opened
   void Silent(const std::string& path);         ///< the scanner did not answer
-  void NoThread(const std::string& path = {});  ///< no thread started; `path` empty if unknown
+  void NoThread(const std::string& path = {});  ///< no thread could be started; `path` may be empty
   ///@}
 
   void Withdraw();         ///< queues the removal of all messages; any thread, returns immediately

@@ -209,8 +209,9 @@ void RunMessages::ShowFinished(const Run::Result& result) {
                          (settings.bNonEnglish ? ", pasted into " : ", typed into ") + receiver);
 }
 
-// The file is empty if no record arrived while it was the destination, or if the first of two
-// overlapping runs has written the records of both. The message about that file then stays.
+// `result.file` is empty if no record arrived while a file was the destination, or if the first of
+// two overlapping runs has written the records of both. In the second case, the message about the
+// first run's file stays.
 void RunMessages::ShowFile(const Run::Result& result) {
   if (!result.file.empty()) {
     parts_.strip.Withdraw(Notice::kFileNotWritten);
@@ -277,8 +278,8 @@ void RunMessages::ScannerErased() {
 void RunMessages::Problem(RunArchive::Problem problem) {
   // Does not use barcodeCount, because another run may have been started, which resets it.
   const std::int32_t records = parts_.session.counts().received();
-  // The message says that only the archive has a copy. Now the scanner keeps the records, or no
-  // copy exists.
+  // The message says that only the archive has a copy. This is no longer true: either the scanner
+  // keeps the records, or no copy exists.
   parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);
   switch (problem) {
     case RunArchive::Problem::kNotWritten:

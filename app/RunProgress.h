@@ -39,7 +39,7 @@ class RunProgress {
   };
 
   /// Returns the contents to show now. Call several times a second.
-  /// @param now    time of a monotonic clock
+  /// @param now    current monotonic time
   /// @param state  the current snapshot
   Shown Look(Time now, const RunState& state);
 

@@ -155,7 +155,7 @@ void SettingsConsent::Chosen() {
 // Returns the stored answers, or an empty string if they must be ignored.
 std::string SettingsConsent::Answers() const {
   const platform::Checked file = parts_.files.ReadChecked(parts_.confirmed, kLongestAnswers);
-  // Root may run the program with the home folder of another user.
+  // Checks the owner, because root may run the program with another user's home folder.
   if (!file.contents || !file.ownFile || !parts_.files.MayReplace(parts_.confirmed)) return {};
   return *file.contents;
 }

@@ -64,8 +64,8 @@ class SettingsEditor {
   void DestinationChanged();
 
   /// Shows the path for the selected destination: the file, the application, or an empty path.
-  /// Makes hidden characters in the path visible, because another user may have chosen the path
-  /// and Save confirms it.
+  /// Makes hidden characters in the path visible: another user may have chosen the path, and Save
+  /// confirms it.
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and
@@ -73,8 +73,8 @@ class SettingsEditor {
   /// the previous path. Also shows a message if runs will replace the chosen file.
   void Browse();
 
-  /// Lets the user choose the application. Saves the choice if records go to the application. Works
-  /// while the settings window is closed.
+  /// Lets the user choose the application. Saves the choice if records go to the application. Can
+  /// be called while the settings window is closed.
   void ChooseApplication();
 
   void SaveAndClose();  ///< applies and saves the values in the window, then closes it

@@ -67,7 +67,7 @@ class SyncController final : public LumetDelegate {
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
   ///@}
   /// Updates the port list and empties the iterator. If a port was added, starts an attempt to
-  /// connect. If one was removed, disconnects if EndsConnection().
+  /// connect. If one was removed and EndsConnection() is true, disconnects.
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------

@@ -14,7 +14,7 @@ class ThreadHandle {
   /// Returns true if the handle is empty.
   bool IsEmpty() const noexcept { return !held_.load(); }
 
-  /// Claims the handle. Returns false, without effect, if it was already held.
+  /// Claims the handle. Returns false, without effect, if it is already claimed.
   bool Claim() noexcept {
     bool expected = false;
     return held_.compare_exchange_strong(expected, true);

@@ -44,7 +44,7 @@ struct Pipe {
 
 /// Creates a pipe with O_NONBLOCK and close-on-exec set at both ends.
 /// @param purpose  the pipe's use, for the exception's message
-/// @throw std::system_error if the system refuses a descriptor
+/// @throw std::system_error if the pipe cannot be created
 Pipe MakePipe(const char* purpose);
 
 }  // namespace quillet

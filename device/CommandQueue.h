@@ -54,7 +54,7 @@ class CommandQueue {
 
   /// Removes the entry at the head. Command thread.
   /// @param entry  the entry that Head returned
-  /// @return false, without effect, if the queue was reset after Head.
+  /// @return false, without effect, if the queue has been reset since the call to Head
   bool Consume(const Entry& entry);
 
   /// Returns true if an entry that Head returned is still in the queue. Command thread.

@@ -17,7 +17,7 @@ class DisplayState {
     kGivenUp,     ///< the scanner did not answer the wake-up; the download does not continue
   };
 
-  /// @param phase      the step
+  /// @param phase      current step of the download
   /// @param bytes      number of received bytes of a burst, 0 to 2^24
   /// @param announced  length of a burst in bytes, 0 to 2^24; 0 if not known yet
   constexpr DisplayState(Phase phase = Phase::kPreparing, std::int32_t bytes = 0,

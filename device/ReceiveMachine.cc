@@ -32,9 +32,9 @@ ReceiveMachine::Step ReceiveMachine::Take(std::span<const std::uint8_t> bytes) {
 
 // Copies body bytes in bulk, except the last one, which completes the body.
 std::size_t ReceiveMachine::StoreBody(std::span<const std::uint8_t> bytes) {
-  // Another thread may call Reset, which writes the state before the count. Because this function
-  // reads the count before the state and writes the count before the copy, a Reset is lost only if
-  // it would also be lost when bytes are received one by one.
+  // Another thread may call Reset, which writes the state before the count. This function reads the
+  // count before the state, and writes the count before it copies the bytes. A Reset is therefore
+  // lost only if it would also be lost when bytes are received one by one.
   const std::int32_t index = writePtr_;
   const std::int32_t receiving = state_;
   if (receiving != kFrameBody && receiving != kBurstBody) return 0;

@@ -114,8 +114,8 @@ class SerialPort {
   /// Body of the read thread.
   [[noreturn]] void ReadThread();
 
-  /// Reads once and passes the bytes to the delegate. After a second without data, and until data
-  /// arrives, the pauses between reads may last up to 5 ms longer, and ReadOnce checks about once
+  /// Reads once and passes the bytes to the delegate. While no data has arrived for a second or
+  /// longer, the pauses between reads may last up to 5 ms longer, and ReadOnce checks about once
   /// per second whether the device has hung up. Read thread.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);

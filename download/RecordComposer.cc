@@ -33,7 +33,7 @@ struct OrderedField {
   bool delimiterBefore = false;  // not used for the data, which adds no delimiter
 };
 
-// The symbology name and the time each add one delimiter, before or after the field. If such a
+// The symbology name and the time each have one delimiter, either before or after the field. If the
 // field is off, its delimiter is omitted too.
 constexpr bool kBefore = true;
 constexpr bool kAfter = false;

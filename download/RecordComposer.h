@@ -39,7 +39,7 @@ class RecordComposer {
   std::string_view Compose(Bytes buffer, std::int32_t offset);
 
   // --- Steps of Compose: each reads at BufferOffset and appends at BarcodeBufferOffset ---
-  void GetBarcodeLength(Bytes buffer);  ///< reads BarcodeLength; may be negative for a bad record
+  void GetBarcodeLength(Bytes buffer);  ///< reads BarcodeLength (negative in some bad records)
   void GetBarcodeData(Bytes buffer);    ///< appends the data unchanged
 
   /// Appends symbology name, data and time in the order that `dataorder` selects. Appends nothing

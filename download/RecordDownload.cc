@@ -74,7 +74,7 @@ void RecordDownload::SynchronizeOneRecord() {
 }
 
 void RecordDownload::SynchronizeBurstData() {
-  // Read only once, since a new connection may reset the count during the loop.
+  // The count is read only once, because a new connection may reset it during the loop.
   const std::int32_t received = session_.receive().writePtr();
   const std::int32_t end = std::min(received, ReceiveMachine::kBufferSize);
   RecordArchive* const archive = session_.archive();

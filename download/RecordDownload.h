@@ -12,7 +12,7 @@ namespace quillet {
 /// received record and passes it to the session's delegate. Never destroyed, like the session.
 class RecordDownload final : public Download {
  public:
-  /// Registers itself as the download of the session.
+  /// Registers this object as the Download of `session`.
   RecordDownload(SystemLog& log, Lumet& session);
 
   void Synchronize() override;

@@ -20,11 +20,11 @@ namespace quillet {
 /// - UTF-8 with a byte-order mark. Without the mark, Excel reads the file in the code page of the
 ///   system.
 /// - All fields except quantities are quoted. Spreadsheets can import quoted fields as text.
-/// - The time is written as "2026-11-16 14:07:09", the ISO form that spreadsheets recognize.
-/// - An apostrophe is inserted before a value that a spreadsheet could evaluate as a formula, and
-///   on request before each barcode and serial number. Spreadsheet programs that open the file
-///   without asking how to import it ignore the quotes: 0012 becomes 12, and a number of more than
-///   15 digits is rounded.
+/// - The time is written as "2026-11-16 14:07:09", an ISO format that spreadsheets recognize.
+/// - An apostrophe is inserted before a value that a spreadsheet could evaluate as a formula. On
+///   request, one is also inserted before each barcode and serial number, because spreadsheet
+///   programs that open the file without an import dialog ignore the quotes: 0012 becomes 12, and
+///   a number of more than 15 digits is rounded.
 class CsvExport {
  public:
   /// @param rowPerBarcode  true: one row per barcode, with its quantity; false: one row per record

@@ -35,9 +35,9 @@ class FlushList {
   /// only the latest kMaximumDays kDay entries are kept. An erase does not wait for older ones.
   void Add(Use use, Files files);
 
-  /// Removes all files except those that receive the next records.
-  /// @param run  also removes the latest files of a run
-  /// @param day  also removes the latest files of a day
+  /// Removes all files from the list except those that receive the next records.
+  /// @param run  true: also removes the latest files of a run from the list
+  /// @param day  true: also removes the latest files of a day from the list
   void Clear(bool run, bool day);
 
   /// Removes the files with this name (without the extension).
@@ -53,7 +53,7 @@ class FlushList {
   /// Waits until the files are on the disk.
   /// @param limit  maximum waiting time for each file
   /// @param days   false: only the files of runs
-  /// @return false after an error or after `limit`
+  /// @return false after an error or a time-out
   bool Synchronize(std::chrono::milliseconds limit, bool days) const;
 
  private:

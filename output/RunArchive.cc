@@ -57,7 +57,7 @@ void RunArchive::Begin() {
 // Forgets the records of earlier runs. Begin cannot do this, because an earlier run may send its
 // erase command after Begin.
 void RunArchive::DownloadStarted(bool erasePending) {
-  if (runsInProgress_ == 0) runsInProgress_ = 1;  // an interrupted run has ended late
+  if (runsInProgress_ == 0) runsInProgress_ = 1;  // an interrupted run ended after Begin
   if (overlaps_ || erasePending) return;
   units_.StartRun();
   copied_ = -1;
@@ -199,8 +199,8 @@ bool RunArchive::AwaitOutputFile() {
   return OutputFileIsACopy();
 }
 
-// The file itself has been flushed. Its folders, which may be new, have not. The file may also have
-// been removed in the meantime.
+// The file has already been flushed, but its folders, which may be new, have not. In the meantime,
+// the file may have been removed.
 bool RunArchive::OutputFileIsACopy() {
   const std::int64_t copied = copied_;
   const std::string path = outputFile_.Get();
@@ -276,7 +276,7 @@ std::string RunArchive::Timestamp() const {
 
 ArchiveVolume& RunArchive::Current() {
   if (runsInProgress_ == 0) {
-    units_.Set(inDay_);  // before OpenDay reads dayDeleted_, see Delete
+    units_.Set(inDay_);  // must precede OpenDay, which reads dayDeleted_; see Delete
     OpenDay();
     return day_;
   }

@@ -28,7 +28,7 @@ class RunUnits {
   std::int64_t Count() const { return arrived_ - before_; }
 
   void Set(Mark& mark) const { mark = arrived_.load(); }            ///< marks the last unit
-  bool IsSet(const Mark& mark) const { return mark > before_; }     ///< a counted unit is marked
+  bool IsSet(const Mark& mark) const { return mark > before_; }     ///< a unit in Count is marked
   bool IsLast(const Mark& mark) const { return mark == arrived_; }  ///< the last unit is marked
 
  private:

@@ -15,7 +15,7 @@ inline constexpr int kNotRegular = ENOTBLK;
 
 /// The users who could have written a file.
 enum class Custody {
-  kTrusted,  ///< only this user or root: they own the file and its folder, and only they may write
+  kTrusted,  ///< this user or root owns the file and its folder; no other user may write there
   kForeign,  ///< possibly other users as well
 };
 
@@ -39,15 +39,15 @@ class CheckedFiles {
   /// not follow a symbolic link at `path`.
   ///
   /// If this user owns the folder, removes other users' permission to write to the folder. If all
-  /// users had this permission, the file is not trusted in this call. Folders that were meant to be
-  /// shared keep their permissions: folders owned by root, and folders where all users may create
-  /// files but may remove only their own (mode 1777).
+  /// users had this permission, this call treats the file as untrusted. Folders that were meant to
+  /// be shared keep their permissions: folders owned by root, and folders where all users may
+  /// create files but may remove only their own (mode 1777).
   /// @param path   absolute path of the file
   /// @param limit  maximum number of bytes to read; the rest of the file is ignored
   virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;
 
-  /// Replaces a file that controls this program, like FileStore::Replace. Fails if a symbolic link
-  /// (ELOOP), a folder (EISDIR) or any other file that is not regular (kNotRegular) is at `path`.
+  /// Like FileStore::Replace, for a file that controls this program. Fails if `path` is a symbolic
+  /// link (ELOOP), a folder (EISDIR) or any other file that is not regular (kNotRegular).
   virtual Replaced ReplaceChecked(const std::string& path, std::string_view contents) = 0;
 
   /// Returns the name of the user who owns a file or a symbolic link. If the file does not exist or

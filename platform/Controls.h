@@ -46,9 +46,8 @@ class PopUpList {
   virtual std::string ItemTitle(std::int32_t position) const = 0;  ///< "" for an invalid position
   virtual std::int32_t SelectedItem() const = 0;  ///< returns -1 if no item is selected
 
-  /// Sets the action to call when the selected item or its position changes, either through the
-  /// user or through an update of the list. The argument is the new position, or -1 if no item is
-  /// selected.
+  /// Sets the action to call when the user or an update of the list changes the selected item or
+  /// its position. The argument is the new position, or -1 if no item is selected.
   virtual void OnSelection(std::function<void(std::int32_t position)> action) = 0;
 };
 

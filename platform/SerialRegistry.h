@@ -12,12 +12,12 @@ struct PortObstacle {
   /// Kind of reason.
   enum class Kind {
     kNone,        ///< no known reason
-    kPermission,  ///< the user may not open the port
+    kPermission,  ///< the user has no permission to open the port
     kForbidden,   ///< a rule other than the port's permissions forbids opening it
     kBusy,        ///< another program uses the port
   };
 
-  Kind kind = Kind::kNone;   ///< kind of the reason
+  Kind kind = Kind::kNone;   ///< kind of reason
   std::string group = {};    ///< kPermission: the group that may use the port; empty if none
   bool joined = false;       ///< kPermission: the user has joined the group since logging in
   std::string program = {};  ///< kBusy: name of the program that uses the port; empty if unknown

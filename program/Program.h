@@ -40,7 +40,7 @@ class Program {
   /// Shows the window and runs the main loop until the window is closed or a signal requests
   /// termination, then ends the process. Main thread.
   /// @param registry  never destroyed
-  /// @param instance  raises the window at each request; never destroyed; may be null
+  /// @param instance  raises the window on each request; never destroyed; may be null
   [[noreturn]] void Run(platform::SerialRegistry& registry,
                         platform::posix::SingleInstance* instance = nullptr);
 

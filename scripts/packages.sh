@@ -15,8 +15,8 @@ document_packages="doxygen"
 bench_packages="libbenchmark-dev"
 check_packages="clang clang-format clang-tidy libclang-rt-dev shellcheck"
 
-# need_packages PACKAGE...: installs missing packages. If the user may not install packages, prints
-# the apt-get command and exits with status 1.
+# need_packages PACKAGE...: installs missing packages. Without permission to do so, prints the
+# apt-get command and exits with status 1.
 need_packages() {
   missing=""
   for package in "$@"; do

@@ -35,7 +35,8 @@ enum class FaultAction {
   kAnswer,   ///< `bytes` replace the answer
   kLength,   ///< the length field of the answer's frame is set to `number`
   // Allowed with all triggers:
-  kLose,    ///< the next `count` bytes are lost; with kCommand, after `number` bytes of the answer
+  kLose,    ///< the next `count` bytes are lost; with kCommand, the `count` bytes after the first
+            ///< `number` bytes of the answer
   kUnplug,  ///< the cable is unplugged; if `replug` is set, it is plugged in again after that time
   // Not allowed with kCommand:
   kPlug,   ///< the cable is plugged in
@@ -102,7 +103,7 @@ class FaultInjector {
   struct Armed {
     Fault fault;
     Time due = Time::max();         ///< kTime: when the fault is due
-    std::uint64_t atBytes = 0;      ///< byte triggers: the counter value at which the fault is due
+    std::uint64_t atBytes = 0;      ///< byte triggers: the fault occurs at this counter value
     std::uint64_t occurrences = 0;  ///< kCommand: the number of matching commands so far
   };
 

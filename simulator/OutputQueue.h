@@ -28,7 +28,7 @@ class OutputQueue {
   void Append(Bytes bytes, Time earliest, Duration pause = Duration::zero());
   /// Inserts bytes before all unsent bytes, even in the middle of an answer.
   void InsertNow(Bytes bytes, Time now);
-  /// Delays the unsent bytes: none is due before `until`.
+  /// Delays all unsent bytes at least until `until`.
   void HoldUntil(Time until);
   /// Drops the next `count` bytes, or all if fewer are queued.
   void Drop(std::size_t count);

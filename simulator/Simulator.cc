@@ -177,7 +177,7 @@ const Transcript& Simulator::GetTranscript() const {
 }
 
 bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds timeout) const {
-  constexpr Milliseconds kPoll{5};  // for conditions that can change between the scanner's turns
+  constexpr Milliseconds kPoll{5};  // the condition can change even if the scanner thread is idle
   const Time deadline = Clock::now() + timeout;
   std::unique_lock lock(mutex_);
   while (true) {

@@ -50,7 +50,7 @@ class Simulator {
   /// Empty before Start().
   std::string Path() const;
   /// Pulls the cable. When the call returns, the port has hung up and the link has been removed.
-  /// With `deviceNode`, the device is only closed.
+  /// If the options name a `deviceNode`, only closes the device.
   void Unplug() {
     Change([this] { scanner_.Unplug(Clock::now()); });
   }

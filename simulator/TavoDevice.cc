@@ -120,7 +120,7 @@ Bytes TavoDevice::AllRecordsAnswer() {
   Bytes content;
   for (std::size_t index = 0; index < settings_.records.size(); ++index) {
     const Bytes record = Encode(settings_.records[index], settings_.model);
-    // The length of a frame has 24 bits. Records that do not fit are not sent.
+    // The length field of a frame has 24 bits. Records that do not fit are not sent.
     if (kFrameLengthSize + content.size() + record.size() > kLongestFrame) {
       AddLimited(report_.notes,
                  "record " + std::to_string(index) + " and later do not fit in the answer to P");

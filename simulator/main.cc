@@ -39,8 +39,8 @@ void CatchSignals() {
   struct sigaction action = {};
   action.sa_handler = OnSignal;
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
-  // SIGPIPE is ignored, so that the simulator removes the link even if the program that reads its
-  // output has ended.
+  // Ignores SIGPIPE, so that the simulator removes the link even if the program that reads its
+  // output has already exited.
   action.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &action, nullptr);
 }

@@ -24,7 +24,7 @@ const char* LocaleOfText() {
   return "C";
 }
 
-// Accepts only characters for which the compose tables of the toolkits agree with that of libX11.
+// Accepts only characters for which the toolkits' compose tables agree with the table of libX11.
 char CharacterAfterSpace(xkb_compose_state* state, xkb_keysym_t deadKey) {
   constexpr std::string_view kCharacters = "\"'^`~";
   xkb_compose_state_reset(state);

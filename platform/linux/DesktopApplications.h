@@ -81,7 +81,7 @@ class DesktopApplications final : public Applications {
     int pid = 0;                                    // ID of a started or found process, or 0
     std::unique_ptr<WatchedProcess> process;        // watches `pid`
     std::optional<std::chrono::nanoseconds> start;  // start time, if this object started it
-    // Set if the process may have passed its work on to an unknown process: the time when the
+    // Set if the process may have passed the request on to an unknown process: the time when the
     // process ended, or the time of the latest request.
     std::optional<std::chrono::nanoseconds> handedOver;
   };

@@ -157,7 +157,7 @@ const char* EisTypist::Press(std::span<const KeyEvent> presses, Group group) {
   return nullptr;
 }
 
-// Pauses before a dead key, until programs have read the earlier keys or the program ends.
+// Pauses before a dead key, until applications have read the earlier keys or Quillet exits.
 void EisTypist::AwaitReading() {
   const auto now = clock_.Now();
   const auto unread =

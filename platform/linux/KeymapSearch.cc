@@ -268,7 +268,8 @@ std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardSt
   return candidates;
 }
 
-// Returns the sets of modifiers that select the levels of a key, each without the locked modifiers.
+// Returns the sets of modifiers that select a level of the key. Omits locked modifiers from each
+// set.
 std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32_t group,
                                                  std::uint32_t locked) const {
   std::vector<std::uint32_t> masks;

@@ -34,7 +34,7 @@ std::uint32_t KeysymOf(char character);
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
 /// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds
-/// only modifier keys whose effect ends with their release, and that have no other effect. Never
+/// only modifier keys whose effect ends when they are released and that have no other effect. Never
 /// holds Control, Alt or Super, because applications would treat the key as a command. One thread
 /// at a time.
 class KeymapSearch {
@@ -70,10 +70,10 @@ class KeymapSearch {
   /// pressed, or 0 if there is none.
   std::uint32_t ModifierKey(std::uint32_t mask, const KeyboardState& state);
 
-  /// Returns the keysym to send to a desktop so that it types a character, or 0 if there is none.
-  /// The desktops press the first key of the current group that has the keysym. They hold Shift_L
-  /// for the key's second level, ISO_Level3_Shift for its third level, and nothing for higher
-  /// levels (Mutter 43, meta-virtual-input-device-native.c; xdg-desktop-portal-kde 5.27).
+  /// Returns the keysym that makes a desktop type a character, or 0 if there is none. Desktops
+  /// press the first key of the current group that has the keysym. They hold Shift_L for the key's
+  /// second level, ISO_Level3_Shift for its third level, and no modifier for higher levels (Mutter
+  /// 43, meta-virtual-input-device-native.c; xdg-desktop-portal-kde 5.27).
   ///
   /// If Caps Lock is on, the result may be the letter of the other case.
   /// @param character, state  see Find

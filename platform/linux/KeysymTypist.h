@@ -17,8 +17,8 @@ namespace quillet::platform::linux_desktop {
 class RemoteDesktop;
 
 /// Types by sending keysyms to the portal, which presses their keys in the user's active layout.
-/// Used without libei. Sends only keysyms that the desktop presses correctly, because it reports
-/// success even if it has dropped one. If the layout is unknown, types nothing.
+/// Used without libei. Sends only keysyms that the desktop presses correctly, because the desktop
+/// reports success even if it drops a keysym. If the layout is unknown, types nothing.
 class KeysymTypist final : public PortalTypist {
  public:
   /// @param desktop  a session that may type; outlives this object, like the other arguments

@@ -12,8 +12,8 @@ namespace quillet::platform::linux_desktop {
 class Pace {
  public:
   /// @param clock         outlives this object
-  /// @param timePerEvent  inverse of the steady rate
-  /// @param mostAhead     largest number of events by which a burst can be ahead of the steady rate
+  /// @param timePerEvent  time per event at the steady rate
+  /// @param mostAhead     maximum number of events that can be sent ahead of the steady rate
   /// @param pause         length of each pause
   Pace(Clock& clock, std::chrono::nanoseconds timePerEvent, std::size_t mostAhead,
        std::chrono::microseconds pause)

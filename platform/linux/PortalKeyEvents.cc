@@ -25,8 +25,8 @@ using std::chrono::steady_clock;
 constexpr auto kAnswerLimit = 3s;
 constexpr std::size_t kLongestToken = 256;  // in bytes
 
-// Post waits this much longer than Serve for a missing portal, so that Serve reports it as missing
-// in time.
+// Post waits this much longer for the portal than Serve, so that Serve can first report that the
+// portal is missing.
 constexpr auto kMissingPortalMargin = 1s;
 
 // Keys that an application has not read yet must fit in its socket buffer, as in WaylandKeyEvents.
@@ -259,7 +259,7 @@ void PortalKeyEvents::SetState(State state) {
   if (onReadiness_ && state != State::kNotReady) onReadiness_(ProblemOf(state));
 }
 
-// Sets how long Post may wait for permission from now on.
+// Allows Post to wait for permission until `limit` from now.
 void PortalKeyEvents::LimitAnswer(std::chrono::seconds limit) {
   const std::lock_guard lock(mutex_);
   answerLimit_ = steady_clock::now() + limit;

@@ -59,8 +59,8 @@ class PortalKeyEvents final : public KeyEvents {
   /// until it is known, but no longer than Post would. Any thread.
   bool IsMissing();
 
-  /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's
-  /// answer, or for `patience` if the portal is missing or the user has agreed earlier. Stops at
+  /// Never asks for permission. After Prepare, waits for permission: up to 3 s if the user has to
+  /// answer, or up to `patience` if the portal is missing or the user has agreed earlier. Stops at
   /// the first key that cannot be pressed, or when the layout or the modifiers change.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;

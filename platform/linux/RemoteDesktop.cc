@@ -101,7 +101,7 @@ bool RemoteDesktop::Open() {
 }
 
 // When a desktop session starts, the portal may start later than this program. It may also be
-// running already but not know yet which devices the desktop offers.
+// running, but not yet know which devices the desktop offers.
 bool RemoteDesktop::AwaitPortal(std::chrono::seconds patience) {
   const auto end = steady_clock::now() + patience;
   while (!isStopping_()) {

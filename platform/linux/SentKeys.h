@@ -20,7 +20,7 @@ namespace quillet::platform::linux_desktop {
 /// Recognizes no events on a compositor that uses another clock.
 class SentKeys final : public OwnKeys {
  public:
-  /// @param delay  longest time from the write to the time stamp of the event
+  /// @param delay  maximum time between the write and the time stamp of the event
   explicit SentKeys(std::chrono::milliseconds delay) : delay_(delay) {}
 
   /// Call before writing. BeginWrite and EndWrite may be called on any thread, but only on one
@@ -29,7 +29,7 @@ class SentKeys final : public OwnKeys {
   /// @param now      current monotonic time (clock_gettime(2), CLOCK_MONOTONIC)
   void BeginWrite(std::span<const KeyStroke> strokes, std::chrono::nanoseconds now);
 
-  void EndWrite(std::chrono::nanoseconds now);  ///< call after a write; `now` as in BeginWrite
+  void EndWrite(std::chrono::nanoseconds now);  ///< call after writing; `now` as in BeginWrite
 
   bool IsOwnEvent(const void*) override { return false; }
   bool IsOwnKey(const WindowKey& key) override;

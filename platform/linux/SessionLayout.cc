@@ -41,7 +41,7 @@ bool AreSameKeys(const KeyChord& one, const KeyChord& other) {
   return one.code == other.code && one.modifiers == other.modifiers;
 }
 
-// Returns the result of `find` if it is the same in all groups.
+// Returns the result of `find` if it is the same in all groups, otherwise an empty list.
 template <class Find>
 KeyChords InAllGroups(std::uint32_t groups, std::uint32_t lockedModifiers, const Find& find) {
   KeyChords found = find(KeyboardState{.group = 0, .lockedModifiers = lockedModifiers});

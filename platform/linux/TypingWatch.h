@@ -65,7 +65,7 @@ class TypingWatch {
   Clock& clock_;
   ActiveLayout layouts_;
   UserModifiers modifiers_;
-  bool isBegun_ = false;                 // true if a part of the current record has begun
+  bool isBegun_ = false;                 // the first part of the current record has begun
   std::chrono::nanoseconds lastKeys_{};  // when the last keys were sent
 };
 

@@ -38,7 +38,7 @@ class UserModifiers {
   const std::string leds_;
   std::unique_ptr<WaylandConnection> compositor_;
   bool isConnected_ = false;
-  unsigned active_ = 0;  // bit n is set if the KeyStateKey n is active
+  unsigned active_ = 0;  // bit n is set if KeyStateKey n is active
 };
 
 }  // namespace quillet::platform::linux_desktop

@@ -25,7 +25,8 @@ constexpr auto kFirstKeyPause = 300ms;
 
 // A compositor disconnects an application whose socket is full. The socket holds about 280 small
 // writes, or 50 writes of kStrokesAtOnce strokes (unix(7), net.core.wmem_default; libwayland-server
-// 1.21). At 1,250 characters per second, an application can therefore pause for 2.5 s.
+// 1.21). At 1,250 characters per second, an application can therefore stop reading for up
+// to 2.5 s without being disconnected.
 constexpr std::size_t kStrokesAtOnce = 140;
 constexpr std::chrono::nanoseconds kTimePerStroke = 400us;
 constexpr auto kTypingPause = 10ms;

@@ -316,7 +316,7 @@ void X11KeyEvents::End() {
   if (keyboard_) {
     for (const std::uint8_t code : std::exchange(pressedAgain_, {})) keyboard_->PutKey(code, false);
     Unmark();
-    keyboard_->ReadState();  // a round trip, so that the server has processed the requests
+    keyboard_->ReadState();  // waits for a reply, so that the server has processed the requests
   }
   if (spare_) Unbind();
   Forget();
@@ -363,7 +363,7 @@ void X11KeyEvents::RestoreAbandoned() {
   for (const auto code : keyboard_->ReadState().tested) keyboard_->PutKey(code, false);
   RestoreLocks(mark);
   typing_->Remove();
-  keyboard_->ReadState();  // a round trip, so that the server has processed the requests
+  keyboard_->ReadState();  // waits for a reply, so that the server has processed the requests
 }
 
 // Restores the locks, unless the user has changed them since the process was killed.
@@ -387,8 +387,9 @@ void X11KeyEvents::Forget() {
   keyboard_.reset();
 }
 
-// Before the first key, saves the locks for RestoreAbandoned. If this process is killed, the server
-// drops the requests that it has not yet processed, so a key can stay down.
+// Saves the locks for RestoreAbandoned. Called before the keys of a piece are sent. If this process
+// is killed, the server drops the requests that it has not yet processed, so a key can remain
+// pressed.
 //
 // The property contains the locked modifiers and the group, first the user's, then each combination
 // that the piece sets.
@@ -399,8 +400,8 @@ void X11KeyEvents::Mark(const Piece& piece) {
   mark_ = std::move(mark);
 }
 
-// Removes the property, unless keys are still pressed on the XTEST keyboard: after a kill, the next
-// start must release them. The property then contains only the user's locks.
+// Removes the property. If keys are still pressed on the XTEST keyboard, reduces it to the user's
+// locks instead, because the next start must release these keys after a kill.
 void X11KeyEvents::Unmark() {
   if (mark_.empty()) return;
   if (pressedAgain_.empty()) {
@@ -518,7 +519,7 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
   const std::vector<std::uint32_t> codes = keyboard_->SpareCodes();
   spare_->ReadTypes();
   keyboard_->Grab();
-  keyboard_->ReadState();  // a round trip, so that all changes have been reported
+  keyboard_->ReadState();  // waits for a reply, so that all changes have been reported
   const bool isChanged = keyboard_->IsKeymapChanged();
   const bool canGoOn = isChanged || spare_->Bind(wanted, codes) != 0;
   keyboard_->Ungrab();

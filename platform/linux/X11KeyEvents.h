@@ -23,10 +23,10 @@ struct X11KeyboardState;
 /// Posts key events through the X server's XTEST extension. Uses a separate connection, opened by
 /// the first call and reopened after the server has exited. Any thread.
 ///
-/// Types each character with the keys that produce it in the server's keymap, in any group, and
-/// binds characters without a key to key codes without symbols. While it sends keys, it releases
-/// the keys that the user holds and changes locks, latches and the group. Afterwards, it restores
-/// these and presses the user's modifier keys again.
+/// Types each character with the keys that produce it in any group of the server's keymap. Binds
+/// characters without a key to key codes that have no symbols. While it sends keys, it releases the
+/// keys that the user holds, and changes locks, latches and the group. Afterwards, it restores the
+/// locks, latches and group, and presses the user's modifier keys again.
 class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;

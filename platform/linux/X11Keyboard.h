@@ -41,8 +41,8 @@ class X11Keyboard : public XcbConnection {
 
   bool CanTest() const { return canTest_; }  ///< true if the server has the XTEST extension
   bool HasKeymap() const { return search_ != nullptr; }  ///< true if the keymap can be read
-  KeymapSearch& Search() { return *search_; }     ///< searches the keymap. Only if HasKeymap.
-  xcb_connection_t* Xcb() const { return xcb_; }  ///< the connection
+  KeymapSearch& Search() { return *search_; }            ///< call only if HasKeymap returns true
+  xcb_connection_t* Xcb() const { return xcb_; }         ///< the connection
 
   /// Reads the state in one round trip.
   X11KeyboardState ReadState();

@@ -19,7 +19,7 @@ namespace quillet::platform::linux_desktop {
 /// @param strokes  at most kMostAnnounced
 void AnnounceKeys(xcb_connection_t* xcb, std::uint32_t window, std::span<const KeyStroke> strokes);
 
-/// Marks the end of the announced strokes.
+/// Reports that all announced strokes have been sent.
 void ConfirmKeys(xcb_connection_t* xcb, std::uint32_t window);
 
 /// The number of strokes that a client message can hold.

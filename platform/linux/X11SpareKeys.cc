@@ -51,8 +51,8 @@ void X11SpareKeys::Restore() {
   }
   if (!bound_.empty()) property_.Remove();
   bound_.clear();
-  // Waits until the server has processed the requests. When the server writes an event to a closed
-  // connection, it drops that connection's pending requests.
+  // Waits until the server has processed the requests, which could otherwise be lost: if the server
+  // writes an event to a closed connection, it drops that connection's pending requests.
   const XcbReply<xcb_get_input_focus_reply_t> last{
       xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr)};
 }
@@ -86,7 +86,7 @@ void X11SpareKeys::ReadTypes() {
   if (found != end) fourLevels_ = static_cast<std::uint8_t>(found - begin);
 }
 
-// Sets a key's symbols on all keyboards. If `levels` is 0, the key has no symbols.
+// Sets a key's symbols on all keyboards. If `levels` is 0, removes the key's symbols.
 void X11SpareKeys::SetSymbols(const Binding& binding, std::size_t levels, std::uint8_t type) {
   struct {
     xcb_xkb_key_sym_map_t map;

@@ -27,7 +27,7 @@ class X11SpareKeys {
   /// Replaces the bindings. Does not wait for the server.
   /// @param characters  typable characters
   /// @param codes       key codes without symbols
-  /// @return the number of characters bound, beginning with the first
+  /// @return the number of characters bound; they are the first ones in `characters`
   std::size_t Bind(const std::string& characters, const std::vector<std::uint32_t>& codes);
 
   /// Reads the key types of the current keymap, which Bind needs. Waits for the server's reply.

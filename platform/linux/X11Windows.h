@@ -21,7 +21,7 @@ class X11Windows {
  public:
   struct Window {
     std::uint32_t id = 0;
-    int pid = 0;                       // process ID; 0 if unknown, for example of a remote process
+    int pid = 0;                       // process ID; 0 if unknown, as for a remote process
     std::vector<std::string> classes;  // instance and class names (WM_CLASS), in lower case
     bool isNormal = false;             // not a dialog, utility window or similar
     bool isActive = false;             // has focus

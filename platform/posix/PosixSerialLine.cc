@@ -48,8 +48,8 @@ bool IsRealPort(int descriptor) {
   return !path.starts_with("/dev/pts/") && !path.starts_with("/dev/ttys");
 }
 
-// A pseudo-terminal stays in exclusive mode after the last close, so it could never be opened
-// again.
+// Leaves pseudo-terminals unchanged: they would stay in exclusive mode after the last close and
+// could never be opened again.
 void SetExclusive(int descriptor, bool exclusive) {
   if (IsRealPort(descriptor)) ioctl(descriptor, exclusive ? TIOCEXCL : TIOCNXCL);
 }

@@ -26,7 +26,7 @@ void EnsureStandardDescriptors();
 /// @param log        the program's log
 [[noreturn]] void RestartProcess(char* const* arguments, SyslogLog& log);
 
-/// Makes exit() call LeaveProcess with status 1. Qt calls exit() if the X server ends. Exit
+/// Makes exit() call LeaveProcess with status 1. Qt calls exit() if the X server exits. Exit
 /// handlers registered after this call still run. Call once, from any thread.
 /// @param log  the program's log, never destroyed
 void LeaveLikewiseOnExit(SyslogLog& log);

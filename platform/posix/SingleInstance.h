@@ -47,7 +47,7 @@ class SingleInstance {
   Delivery Pass(std::string_view request, int milliseconds) const;
   void Receive(const std::function<void(const std::string&)>& handle);
 
-  const std::string lockPath_;  // empty if there is no folder for the files
+  const std::string lockPath_;  // empty if there is no display or no private folder
   const std::string socketPath_;
   UniqueFd lock_;
   UniqueFd listener_;

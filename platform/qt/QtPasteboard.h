@@ -21,9 +21,9 @@ namespace quillet::platform::qt {
 ///
 /// On X11, a call from another thread also waits until the program with focus has read the text of
 /// the previous such call, because a slow program reads the clipboard long after it receives the
-/// paste keys. The wait ends two seconds after that call. After such a time-out, calls do not wait,
-/// because the program may never read the clipboard. Calls wait again once a program with focus has
-/// read the clipboard.
+/// paste keys. The wait ends at the latest two seconds after the previous call. After such a
+/// time-out, calls do not wait, because the program may never read the clipboard. Calls wait again
+/// once a program with focus has read the clipboard.
 class QtPasteboard final : public Pasteboard {
  public:
   /// @param queue        the main thread's queue; it outlives this object

@@ -177,7 +177,7 @@ QPushButton& QtRunsWindow::Parts::MakeButton(std::function<void()> RunsActions::
   Outline(*button);
   button->setToolTip(QString::fromUtf8(explanation));
   button->setAccessibleDescription(button->toolTip());
-  button->setAutoDefault(false);  // Return then presses Save as
+  button->setAutoDefault(false);  // Return then presses "Save as"
   QObject::connect(button, &QPushButton::clicked, button, [this, action] {
     if (actions.*action) (actions.*action)();
   });

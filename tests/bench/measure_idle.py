@@ -30,8 +30,8 @@ def _processor_seconds(pid):
 def _time_unread(line):
     """Polls a terminal until data has arrived and has been read.
 
-    Returns the longest time that the data may have been unread, in seconds. If no poll finds the
-    data, this is the longest time between two polls.
+    Returns the maximum time, in seconds, that the data may have remained unread. If the data
+    arrived and was read between two polls, this is the longest time between two polls.
     """
     start = before = time.monotonic()
     arrived = None

@@ -100,7 +100,7 @@ class SerialLineContract : public Contract<LineHarness> {
     return bytes;
   }
 
-  /// Reads once. @return true if there were no bytes
+  /// Reads once. @return true if no bytes were read
   bool ReadsNothing(std::int32_t line) {
     std::array<std::uint8_t, 5> buffer{};
     return line_.Read(line, buffer) <= 0;

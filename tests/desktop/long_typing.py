@@ -94,7 +94,7 @@ class LongTyping(TypingCase):
 
     def rate(self, program, name, whole):
         """Returns the number of characters typed per second. For xdotool, the measurement ends when
-        it exits, because the text that it types may be wrong."""
+        xdotool exits, because it may type wrong text."""
         window = Terminal(self, f"/tmp/{program}-{name}.text")
         start = time.monotonic()
         if program == "quillet":

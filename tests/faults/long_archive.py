@@ -33,8 +33,8 @@ class EveryCallTest(ArchiveTest):
         return points
 
     def check(self, destination, burst):
-        """Synchronizes once per fault. If the destination is a file, also synchronizes once per
-        fault in the output file while the archive cannot be flushed."""
+        """Synchronizes once per fault. If the destination is a file, then repeats the output file's
+        faults while the archive cannot be flushed."""
         results = collections.Counter()
         points = self.points(destination, burst)
         runs = [[point] for point in points]

@@ -60,9 +60,9 @@ class Computer {
   std::string SettingsFile() const { return folder_ / "shared/data/QuilletRegistry.txt"; }
   std::string Answer() const { return folder_ / "state/confirmed-settings"; }
 
-  /// Writes the settings file. The input contains the owners and modes of the file and of two
-  /// folders, then the 14 characters at the start of the file, then two names, each preceded by its
-  /// length. In a name, "~" is the temporary folder.
+  /// Writes the settings file. The input contains, in this order, the owners and modes of the file
+  /// and of two folders, the first 14 characters of the file, and two names. Each name is preceded
+  /// by its length. In a name, "~" is the temporary folder.
   void Store(Input& input) const;
 
   /// Returns true if only this user could have written the settings.
@@ -186,7 +186,8 @@ class Session {
     mainQueue_.RunAll();
   }
 
-  /// Writes an output file if the settings request a file and no effect that needs consent.
+  /// Writes an output file if the destination is a file and the settings have no effect that needs
+  /// consent.
   void Run() {
     if (settings_.destination != kToFile || effects() != Effects()) return;
     const std::string path =

@@ -129,7 +129,7 @@ void Computer::Check() const {
   }
 }
 
-// Saves settings that another user could have written, as SettingsEditor does.
+// Like SettingsEditor, saves settings that another user could have written.
 void SaveAgain(const SettingsImage& read, LumetFile& files) {
   Settings settings;
   ReadChoices(read, settings);

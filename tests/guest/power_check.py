@@ -74,7 +74,7 @@ def read_runs(path):
 
 
 class Disk:
-    """The file system's contents at the last flush, and a loop device for mounting a state."""
+    """The file system's contents at the last flush. Mounts them with later writes applied."""
 
     def __init__(self, image, kind, folder):
         self._kind = kind
@@ -150,7 +150,7 @@ class Check:
         return len(self._expected - set(listed.stdout.split()))
 
     def state(self, kind, writes):
-        """Checks a state unless the same state has been checked since the last flush or erase."""
+        """Checks a state, unless it has already been checked since the last flush or erase."""
         key = hash(tuple(writes))
         if key in self._seen:
             return
@@ -182,8 +182,8 @@ class Check:
         return kept
 
     def at_erase(self, pending, count):
-        """Checks states at an erase command. `pending`: the writes since the last flush.
-        `count`: number of random states."""
+        """Checks possible disk states at an erase command. `pending`: the writes since the last
+        flush. `count`: number of random states to check."""
         self.state("all writes", pending)
         for length in range(len(pending)):
             self.state("first writes", pending[:length])

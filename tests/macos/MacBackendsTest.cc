@@ -1,4 +1,5 @@
-// Tests of the macOS backends for the pasteboard, the application, launched applications and keys.
+// Tests of the macOS backends for the pasteboard, the shared application object, launched
+// applications and keys.
 
 #include <CoreGraphics/CoreGraphics.h>
 

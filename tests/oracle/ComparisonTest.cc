@@ -301,7 +301,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
   RecordComposer& composer_ = test::Immortal<RecordComposer>(log_, settings_, identity_);
   test::ScriptedSession& session_ = test::Immortal<test::ScriptedSession>(log_, &owner_);
   Memory memory_{Bytes(ReceiveMachine::kBufferSize)};  // the session's receive buffer
-  std::size_t received_ = 0;  // number of bytes received of the current record or burst
+  std::size_t received_ = 0;  // number of bytes of the current record or burst fed so far
 
   // Counts that show whether the random cases include all special cases.
   std::int64_t lines_ = 0, ended_ = 0, cut_ = 0, nothing_ = 0, foreign_ = 0;

@@ -68,7 +68,7 @@ def program(desktop, devices, scanner, system):
 
 
 def synchronize(desktop, running, scanner, system, picture):
-    """Synchronizes and closes the program. Returns a list of errors."""
+    """Runs a synchronization, then closes the program. Returns a list of errors."""
     def report():
         return f"{scanner.transcript()}\n{running.output()}"
 

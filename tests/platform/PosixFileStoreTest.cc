@@ -64,8 +64,8 @@ class CreationMask {
 constexpr uid_t kNobody = 65534;
 
 /// Runs `work` in a child process that is subject to file permissions. If the test runs as root,
-/// the child becomes the user nobody. If that is not permitted, as in a container without
-/// capabilities, file permissions also apply to root.
+/// the child becomes the user nobody. If that is not permitted, root has no capabilities (for
+/// example in a container), so file permissions apply to root too.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
   constexpr int kNotPossible = 2;
   const int result =

@@ -261,7 +261,7 @@ class MappedFile {
   void* memory_ = nullptr;
 };
 
-// The window with the focus belongs to this process.
+// The window with focus belongs to the test's own process.
 TEST_F(X11KeyEventsTest, NamesTheInputMethodOfAQtProgram) {
   const test::TemporaryFolder folder;
   const test::FakePortal emptyBus;

@@ -5,8 +5,8 @@
 
 namespace quillet::test {
 
-/// Creates an object that is never destroyed, because threads that never end use it. A static list
-/// refers to the object, so LeakSanitizer does not report it.
+/// Creates an object that is never destroyed, because it is used by threads that never end. A
+/// static list refers to the object, so LeakSanitizer does not report it.
 template <class T, class... Arguments>
 T& Immortal(Arguments&&... arguments) {
   static std::vector<T*>& kept = *new std::vector<T*>;

@@ -21,7 +21,7 @@ class SettingsFileTest(SystemTest):
         self.synchronize(expected_view)
 
     def check_defaults(self):
-        """Checks that a run uses the default settings. Returns the path of its file."""
+        """Checks that a run uses the default settings. Returns the path of its output file."""
         self.plugged_in_scanner(self.records)
         self.start_connected()
         self.quillet.press("Synchronize")

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 using platform::qt::QtMainQueue;
 using platform::qt::QtPasteboard;
 
-/// Tests of SetString, called on a thread other than the main thread.
+/// Calls SetString from a thread other than the main thread.
 class Pasteboard : public testing::Test {
  protected:
   Pasteboard() { QGuiApplication::clipboard()->setText("before"); }

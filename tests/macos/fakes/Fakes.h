@@ -83,7 +83,7 @@ struct PostedKey {
   bool flagsWereSet = false;
   int sourceState = -1;  ///< -1: the event has no source
   std::int64_t userData = 0;
-  std::u16string text = {};  ///< replaces the text of the key; empty if it was not set
+  std::u16string text = {};  ///< text set instead of the key's text; empty if none was set
 
   bool operator==(const PostedKey&) const = default;
 };

@@ -57,7 +57,7 @@ def _transferred(records, settings):
 
 def file_text(records, settings=Settings(), serial="2104005771", model="old"):
     """Returns the file's expected text. The program truncates each line to as many UTF-8 bytes as
-    the line has UTF-16 units, so lines with characters outside ASCII lose their last characters.
+    the line has UTF-16 units, so lines with non-ASCII characters lose their last characters.
     Incomplete characters become U+FFFD."""
     cut = [text.encode("utf-8")[:len(text.encode("utf-16-le")) // 2] for text in
            (line(record, settings, serial, model) for record in _transferred(records, settings))]
