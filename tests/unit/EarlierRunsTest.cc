@@ -440,6 +440,21 @@ TEST_F(EarlierRunsTest, ListsAnInterruptedRunWithAllItsRecords) {
   EXPECT_EQ(runs.preview().text(), "ab005771\n") << "composed with the settings of the run";
 }
 
+TEST_F(EarlierRunsTest, StatusStripShowsARunDespiteAnEarlierSearch) {
+  Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "", {"one"});
+  test::PutFile(archiveFolder + "/20261101_080000_2104005771.open", "");
+  Store("20261102_080000_2104005771", "2026-11-02 08:00:00", "complete 2026-11-02 08:30:00",
+        {"two"});
+  Launch();
+  OpenList();
+  runs.Search("nothing");
+  ASSERT_TRUE(strip.text().starts_with("A synchronization was interrupted.")) << strip.text();
+  strip.Press(0);
+  Settle();
+  EXPECT_EQ(States(), "Complete|Incomplete|");
+  EXPECT_EQ(runs.preview().text(), "one");
+}
+
 TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   RunWith({"one"});
   clock.Set({2026, 11, 17, 8, 0, 0});

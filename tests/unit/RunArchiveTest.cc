@@ -205,6 +205,15 @@ TEST_F(RunArchiveTest, RunsBegunInTheSameSecondHaveDifferentFileNames) {
   EXPECT_EQ(RecordsOf(first_ + "_3.records"), Texts{"3"});
 }
 
+TEST_F(RunArchiveTest, SkipsANameIfOneOfItsTwoFilesExists) {
+  files_.CreatePrivateFolder(folder_);
+  test::PutFile(first_ + ".txt", "");
+  test::PutFile(first_ + "_2.records", "");
+  Begin();
+  Receive("1");
+  EXPECT_EQ(RecordsOf(first_ + "_3.records"), Texts{"1"});
+}
+
 TEST_F(RunArchiveTest, StoresScannerAndSettingsChanges) {
   Begin();
   Receive("1");
@@ -321,6 +330,14 @@ TEST_F(RunArchiveTest, AppendsToDailyFilesUnlessTheyAreDamaged) {
   third.KeepRecord(Bytes(Stored("2")));
   const std::string other = temporary_ / "other/20261116_live";
   EXPECT_EQ(RecordsOf(other + ".records"), (Texts{"1", "2"}));
+}
+
+TEST_F(RunArchiveTest, KeepsDailyFilesThatCannotBeExtended) {
+  const std::string day = folder_ + "/20261116_live";
+  RunArchive(clock_, files_, settings_, scanner_, folder_).KeepRecord(Bytes(Stored("1")));
+  files_.full = true;
+  Receive("2");
+  EXPECT_EQ(RecordsOf(day + ".records"), Texts{"1"});
 }
 
 TEST_F(RunArchiveTest, WithholdsTheEraseIfFlushingTheFilesFails) {
@@ -814,6 +831,12 @@ TEST(RecordsFileTest, IgnoresIncompleteEntriesAndOtherFiles) {
   EXPECT_EQ(ReadRecordsFile("quillet-archive 1\nrecord 3\nabc\nrecord 3\nab")->records, 1);
   EXPECT_EQ(ReadRecordsFile("quillet-archive 1\nrecord 99999999999999999999\nab\n")->records, 0);
   EXPECT_FALSE(ReadRecordsFile("quillet-archive 1\nend complete")->ended);
+}
+
+TEST(RecordsFileTest, IgnoresEntriesInsideARecord) {
+  const auto run = ReadRecordsFile("quillet-archive 1\nrecord 11\nerased now\n\nrecord 1\na\n");
+  EXPECT_FALSE(run->erased);
+  EXPECT_EQ(run->records, 2);
 }
 
 TEST(RecordsFileTest, EscapesAndUnescapesText) {

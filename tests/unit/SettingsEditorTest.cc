@@ -10,6 +10,7 @@ namespace {
 
 using platform::SettingsValues;
 using test::kSettingsControls;
+using Checked = std::vector<std::pair<std::int32_t, std::string>>;
 using Strings = std::vector<std::string>;
 
 class SettingsEditorTest : public test::SettingsFixture {
@@ -352,7 +353,6 @@ TEST_F(SettingsButtonTest, PassesEachOperationToTheEditor) {
 }
 
 TEST_F(SettingsEditorTest, ChecksTheApplicationWhenItIsChosenOrSaved) {
-  using Checked = std::vector<std::pair<std::int32_t, std::string>>;
   const auto take = [this] { return std::exchange(checked, {}); };
   Open();
   SelectDestination(kToNamedApplication);
@@ -372,7 +372,9 @@ TEST_F(SettingsEditorTest, SavesTheApplicationChosenInTheStatusStrip) {
   settings().destination = kToNamedApplication;
   editor().Save();
   panels.answer = "/usr/bin/editor";
+  checked.clear();
   editor().ChooseApplication();
+  EXPECT_EQ(checked, (Checked{{kToNamedApplication, "/usr/bin/editor"}}));
   Start();
   EXPECT_EQ(appname(), "/usr/bin/editor");
   panels.answer.reset();
