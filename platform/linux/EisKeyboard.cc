@@ -9,10 +9,7 @@
 
 #include "platform/linux/SessionLayout.h"
 
-// Opaque types of libei. struct Libei declares its functions.
-struct ei;
-struct ei_device;
-struct ei_event;
+// More opaque types of libei. struct Libei declares its functions.
 struct ei_keymap;
 struct ei_ping;
 struct ei_seat;
@@ -98,159 +95,108 @@ const Libei& Library() {
 
 }  // namespace
 
-class EisKeyboard::Impl {
- public:
-  explicit Impl(UniqueFd connection) : ei_(lib_.new_sender(nullptr)) {
-    lib_.configure_name(ei_, "Quillet");
-    // Passes a duplicate, because libei closes the descriptor.
-    hasEnded = lib_.setup_backend_fd(ei_, fcntl(connection.Get(), F_DUPFD_CLOEXEC, 3)) != 0;
-  }
-  ~Impl() {
-    Forget();
-    lib_.unref(ei_);
-  }
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
-
-  int descriptor() const { return lib_.get_fd(ei_); }
-
-  void Dispatch() {
-    lib_.dispatch(ei_);
-    while (ei_event* const event = lib_.get_event(ei_)) {
-      Handle(event);
-      lib_.event_unref(event);
-    }
-  }
-
-  std::uint32_t Press(std::uint32_t code, bool down) {
-    constexpr std::uint64_t kMicroseconds = 1000;
-    const std::uint64_t now = lib_.now(ei_);
-    lib_.device_keyboard_key(device_, code, down);
-    lib_.device_frame(device_, now);
-    return static_cast<std::uint32_t>(now / kMicroseconds);
-  }
-
-  bool AwaitKeys(std::chrono::milliseconds limit) {
-    if (lib_.new_ping.call == nullptr) return false;
-    ei_ping* const ping = lib_.new_ping(ei_);
-    lib_.ping(ping);
-    lib_.ping_unref(ping);
-    ++pings_;
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (pings_ > 0 && !hasEnded && std::chrono::steady_clock::now() < end) {
-      pollfd poll{descriptor(), POLLIN, 0};
-      ::poll(&poll, 1, static_cast<int>(limit.count()));
-      Dispatch();
-    }
-    return pings_ == 0;
-  }
-
-  bool hasEnded = false;
-  bool isReady = false;
-  unsigned devices = 0;
-  std::unique_ptr<KeymapSearch> keymap;
-  std::uint32_t groups = 0;
-  std::uint32_t lockedModifiers = 0;
-
- private:
-  void Handle(ei_event* event) {
-    ei_device* const device = lib_.event_get_device(event);
-    switch (lib_.event_get_type(event)) {
-      case kDisconnected:
-        Forget();
-        hasEnded = true;
-        break;
-      case kSeatAdded:
-        lib_.seat_bind_capabilities.call(lib_.event_get_seat(event), kKeyboardCapability, nullptr);
-        break;
-      case kDeviceAdded:
-        if (lib_.device_has_capability(device, kKeyboardCapability)) Take(device);
-        break;
-      case kDeviceRemoved:
-        if (device == device_) Forget();
-        break;
-      case kDevicePaused:
-        if (device == device_) isReady = false;
-        break;
-      case kDeviceResumed:
-        if (device != device_ || device == nullptr) break;
-        lib_.device_start_emulating(device_, ++sequence_);
-        isReady = keymap != nullptr;
-        break;
-      case kModifiersChanged:
-        lockedModifiers = lib_.event_keyboard_get_xkb_mods_locked(event);
-        break;
-      case kPong:
-        --pings_;
-        break;
-      default:
-        break;
-    }
-  }
-
-  void Take(ei_device* device) {
-    Forget();
-    device_ = lib_.device_ref(device);
-    ++devices;
-    if (ei_keymap* const text = lib_.device_keyboard_get_keymap(device)) {
-      xkb_keymap* const read = ReadKeymap(lib_.keymap_get_fd(text), lib_.keymap_get_size(text));
-      if (read == nullptr) return;
-      groups = xkb_keymap_num_layouts(read);
-      keymap = std::make_unique<KeymapSearch>(read, kHighestRealCode);
-      xkb_keymap_unref(read);
-    }
-  }
-
-  void Forget() {
-    isReady = false;
-    keymap.reset();
-    if (ei_device* const device = std::exchange(device_, nullptr)) lib_.device_unref(device);
-  }
-
-  const Libei& lib_ = Library();
-  ei* const ei_;
-  ei_device* device_ = nullptr;
-  std::uint32_t sequence_ = 0;
-  int pings_ = 0;  // number of pings without a reply
-};
-
 bool EisKeyboard::HasLibrary() {
   return Library().isComplete;
 }
 
-EisKeyboard::EisKeyboard(UniqueFd connection)
-    : impl_(std::make_unique<Impl>(std::move(connection))) {}
-EisKeyboard::~EisKeyboard() = default;
+EisKeyboard::EisKeyboard(UniqueFd connection) : lib_(Library()), ei_(lib_.new_sender(nullptr)) {
+  lib_.configure_name(ei_, "Quillet");
+  // Passes a duplicate, because libei closes the descriptor.
+  hasEnded_ = lib_.setup_backend_fd(ei_, fcntl(connection.Get(), F_DUPFD_CLOEXEC, 3)) != 0;
+}
+
+EisKeyboard::~EisKeyboard() {
+  Forget();
+  lib_.unref(ei_);
+}
 
 int EisKeyboard::descriptor() const {
-  return impl_->descriptor();
+  return lib_.get_fd(ei_);
 }
+
 void EisKeyboard::Dispatch() {
-  impl_->Dispatch();
+  lib_.dispatch(ei_);
+  while (ei_event* const event = lib_.get_event(ei_)) {
+    Handle(event);
+    lib_.event_unref(event);
+  }
 }
-bool EisKeyboard::IsReady() const {
-  return impl_->isReady;
-}
-unsigned EisKeyboard::devices() const {
-  return impl_->devices;
-}
-bool EisKeyboard::HasEnded() const {
-  return impl_->hasEnded;
-}
-KeymapSearch* EisKeyboard::keymap() const {
-  return impl_->keymap.get();
-}
-std::uint32_t EisKeyboard::groups() const {
-  return impl_->groups;
-}
-std::uint32_t EisKeyboard::lockedModifiers() const {
-  return impl_->lockedModifiers;
-}
-bool EisKeyboard::AwaitKeys(std::chrono::milliseconds limit) {
-  return impl_->AwaitKeys(limit);
-}
+
 std::uint32_t EisKeyboard::Press(std::uint32_t code, bool down) {
-  return impl_->Press(code, down);
+  constexpr std::uint64_t kMicroseconds = 1000;
+  const std::uint64_t now = lib_.now(ei_);
+  lib_.device_keyboard_key(device_, code, down);
+  lib_.device_frame(device_, now);
+  return static_cast<std::uint32_t>(now / kMicroseconds);
+}
+
+bool EisKeyboard::AwaitKeys(std::chrono::milliseconds limit) {
+  if (lib_.new_ping.call == nullptr) return false;
+  ei_ping* const ping = lib_.new_ping(ei_);
+  lib_.ping(ping);
+  lib_.ping_unref(ping);
+  ++pings_;
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (pings_ > 0 && !hasEnded_ && std::chrono::steady_clock::now() < end) {
+    pollfd poll{descriptor(), POLLIN, 0};
+    ::poll(&poll, 1, static_cast<int>(limit.count()));
+    Dispatch();
+  }
+  return pings_ == 0;
+}
+
+void EisKeyboard::Handle(ei_event* event) {
+  ei_device* const device = lib_.event_get_device(event);
+  switch (lib_.event_get_type(event)) {
+    case kDisconnected:
+      Forget();
+      hasEnded_ = true;
+      break;
+    case kSeatAdded:
+      lib_.seat_bind_capabilities.call(lib_.event_get_seat(event), kKeyboardCapability, nullptr);
+      break;
+    case kDeviceAdded:
+      if (lib_.device_has_capability(device, kKeyboardCapability)) Take(device);
+      break;
+    case kDeviceRemoved:
+      if (device == device_) Forget();
+      break;
+    case kDevicePaused:
+      if (device == device_) isReady_ = false;
+      break;
+    case kDeviceResumed:
+      if (device != device_ || device == nullptr) break;
+      lib_.device_start_emulating(device_, ++sequence_);
+      isReady_ = keymap_ != nullptr;
+      break;
+    case kModifiersChanged:
+      lockedModifiers_ = lib_.event_keyboard_get_xkb_mods_locked(event);
+      break;
+    case kPong:
+      --pings_;
+      break;
+    default:
+      break;
+  }
+}
+
+void EisKeyboard::Take(ei_device* device) {
+  Forget();
+  device_ = lib_.device_ref(device);
+  ++devices_;
+  if (ei_keymap* const text = lib_.device_keyboard_get_keymap(device)) {
+    xkb_keymap* const read = ReadKeymap(lib_.keymap_get_fd(text), lib_.keymap_get_size(text));
+    if (read == nullptr) return;
+    groups_ = xkb_keymap_num_layouts(read);
+    keymap_ = std::make_unique<KeymapSearch>(read, kHighestRealCode);
+    xkb_keymap_unref(read);
+  }
+}
+
+void EisKeyboard::Forget() {
+  isReady_ = false;
+  keymap_.reset();
+  if (ei_device* const device = std::exchange(device_, nullptr)) lib_.device_unref(device);
 }
 
 }  // namespace quillet::platform::linux_desktop
