@@ -28,20 +28,6 @@ char CharacterOf(xkb_keysym_t symbol) {
   return symbol >= ' ' && symbol <= '~' ? static_cast<char>(symbol) : '\0';
 }
 
-char OtherCase(char character) {
-  const bool isLetter =
-      (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-  constexpr char kCaseBit = 'a' - 'A';
-  return isLetter ? static_cast<char>(character ^ kCaseBit) : character;
-}
-
-// Returns true for the keysyms of modifier keys, and for keys without a keysym.
-bool TypesNothing(xkb_keysym_t symbol) {
-  return symbol == XKB_KEY_NoSymbol || (symbol >= XKB_KEY_Shift_L && symbol <= XKB_KEY_Hyper_R) ||
-         (symbol >= XKB_KEY_ISO_Lock && symbol <= XKB_KEY_ISO_Level5_Lock) ||
-         symbol == XKB_KEY_Mode_switch || symbol == XKB_KEY_Num_Lock;
-}
-
 }  // namespace
 
 std::uint32_t KeysymOf(char character) {
@@ -49,11 +35,6 @@ std::uint32_t KeysymOf(char character) {
   if (character == '\t') return XKB_KEY_Tab;
   return static_cast<unsigned char>(character);
 }
-
-struct KeymapSearch::KeyLevel {
-  std::uint32_t code = 0;
-  std::uint32_t level = 0;  // counted from 0
-};
 
 struct KeymapSearch::Candidate {
   xkb_keysym_t symbol = 0;
@@ -64,39 +45,6 @@ struct KeymapSearch::Candidate {
   std::tuple<bool, int, std::uint32_t, bool, std::uint32_t> Rank() const {
     return {code > kHighestOfMainBlock, std::popcount(mask), code, (mask & kNumLock) != 0, mask};
   }
-};
-
-// Simulates how keys change the state of a keyboard.
-class KeymapSearch::State {
- public:
-  State(xkb_keymap* keymap, const KeyboardState& initial)
-      : initial_(initial), state_(xkb_state_new(keymap)) {
-    SetModifiers(0);
-  }
-  ~State() { xkb_state_unref(state_); }
-  State(const State&) = delete;
-  State& operator=(const State&) = delete;
-
-  void SetModifiers(std::uint32_t mask) {
-    xkb_state_update_mask(state_, mask, 0, initial_.lockedModifiers, 0, 0, initial_.group);
-  }
-  void Put(std::uint32_t code, bool down) {
-    xkb_state_update_key(state_, code, down ? XKB_KEY_DOWN : XKB_KEY_UP);
-  }
-  xkb_keysym_t Symbol(std::uint32_t code) const { return xkb_state_key_get_one_sym(state_, code); }
-  std::uint32_t Pressed() const {
-    return xkb_state_serialize_mods(state_, XKB_STATE_MODS_DEPRESSED);
-  }
-  // Returns true if the state equals the initial state, except for pressed modifiers.
-  bool IsInitial() const {
-    return xkb_state_serialize_mods(state_, XKB_STATE_MODS_LATCHED) == 0 &&
-           xkb_state_serialize_mods(state_, XKB_STATE_MODS_LOCKED) == initial_.lockedModifiers &&
-           xkb_state_serialize_layout(state_, XKB_STATE_LAYOUT_EFFECTIVE) == initial_.group;
-  }
-
- private:
-  const KeyboardState initial_;
-  xkb_state* const state_;
 };
 
 KeymapSearch::KeymapSearch(xkb_keymap* keymap, std::uint32_t highestCode)
@@ -132,7 +80,7 @@ std::optional<KeyChord> KeymapSearch::FindPlain(std::uint32_t symbol, const Keyb
   const std::uint32_t groups = xkb_keymap_num_layouts(keymap_);
   for (std::uint32_t i = 0; i < groups; ++i) {
     const std::uint32_t group = (state.group + i) % groups;
-    const State plain(keymap_, {group, 0});
+    const SimulatedKeyboard plain(keymap_, {group, 0});
     for (std::uint32_t code = lowest_; code <= highest_; ++code) {
       if (plain.Symbol(code) == symbol) return KeyChord{{}, code, group};
     }
@@ -149,61 +97,6 @@ std::uint32_t KeymapSearch::ModifierKey(std::uint32_t mask, const KeyboardState&
   return found->second;
 }
 
-std::uint32_t KeymapSearch::KeysymFor(char character, const KeyboardState& state) const {
-  const std::uint32_t symbol = KeysymOf(character);
-  for (const std::uint32_t sent : {symbol, KeysymOf(OtherCase(character))}) {
-    if (TypesByKeysym(sent, state, symbol)) return sent;
-  }
-  return 0;
-}
-
-bool KeymapSearch::HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) const {
-  const auto key = FirstKey(symbol, group);
-  return key && key->level == 0 && key->code <= highest_;
-}
-
-bool KeymapSearch::IsKeysymOnSameKey(std::uint32_t symbol) const {
-  const auto first = FirstKey(symbol, 0);
-  for (std::uint32_t group = 1; group < xkb_keymap_num_layouts(keymap_); ++group) {
-    const auto other = FirstKey(symbol, group);
-    if (!first || !other || first->code != other->code || first->level != other->level) {
-      return false;
-    }
-  }
-  return first.has_value();
-}
-
-std::optional<KeymapSearch::KeyLevel> KeymapSearch::FirstKey(std::uint32_t symbol,
-                                                             std::uint32_t group) const {
-  for (std::uint32_t code = lowest_; code <= xkb_keymap_max_keycode(keymap_); ++code) {
-    const std::uint32_t levels = xkb_keymap_num_levels_for_key(keymap_, code, group);
-    for (std::uint32_t level = 0; level < levels; ++level) {
-      const xkb_keysym_t* symbols = nullptr;
-      const int count = xkb_keymap_key_get_syms_by_level(keymap_, code, group, level, &symbols);
-      if (std::find(symbols, symbols + count, symbol) != symbols + count) {
-        return KeyLevel{code, level};
-      }
-    }
-  }
-  return std::nullopt;
-}
-
-// Returns true if sending the keysym `sent` to the desktop types `symbol`. See KeysymFor.
-bool KeymapSearch::TypesByKeysym(std::uint32_t sent, const KeyboardState& state,
-                                 std::uint32_t symbol) const {
-  constexpr std::array<xkb_keysym_t, 3> kModifierOfLevel{0, XKB_KEY_Shift_L,
-                                                         XKB_KEY_ISO_Level3_Shift};
-  const auto key = FirstKey(sent, state.group);
-  if (!key || key->code > highest_ || key->level >= kModifierOfLevel.size()) return false;
-  KeyChord chord{{}, key->code, state.group};
-  if (key->level > 0) {
-    const auto modifier = FirstKey(kModifierOfLevel.at(key->level), state.group);
-    if (!modifier || modifier->code > highest_) return false;
-    chord.modifiers = {modifier->code};
-  }
-  return Types(chord, state, symbol);
-}
-
 bool KeymapSearch::IsModifier(std::uint32_t code, const KeyboardState& state) const {
   return ModifiersOf(code, state) != 0;
 }
@@ -211,7 +104,7 @@ bool KeymapSearch::IsModifier(std::uint32_t code, const KeyboardState& state) co
 // Returns the modifiers that a key sets while it is pressed, or 0 if it has any other effect. In
 // some layouts, for example, the Num Lock key types Tab and also sets the Num Lock modifier.
 std::uint32_t KeymapSearch::ModifiersOf(std::uint32_t code, const KeyboardState& state) const {
-  State simulated(keymap_, state);
+  SimulatedKeyboard simulated(keymap_, state);
   if (!TypesNothing(simulated.Symbol(code))) return 0;
   simulated.Put(code, true);
   const std::uint32_t modifiers = simulated.Pressed();
@@ -255,7 +148,7 @@ void KeymapSearch::AddGroup(const KeyboardState& initial, std::uint32_t group, C
 
 std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardState& state) {
   std::vector<Candidate> candidates;
-  State simulated(keymap_, state);
+  SimulatedKeyboard simulated(keymap_, state);
   for (std::uint32_t code = lowest_; code <= highest_; ++code) {
     for (const std::uint32_t mask : MasksOf(code, state.group, state.lockedModifiers)) {
       simulated.SetModifiers(mask);
@@ -299,23 +192,9 @@ bool KeymapSearch::FindModifiers(std::uint32_t mask, const KeyboardState& state,
   }
   std::sort(chord.modifiers.begin(), chord.modifiers.end());
   do {
-    if (Types(chord, state, symbol)) return true;
+    if (SimulatedKeyboard(keymap_, state).Types(chord, symbol)) return true;
   } while (std::next_permutation(chord.modifiers.begin(), chord.modifiers.end()));
   return false;
-}
-
-bool KeymapSearch::Types(const KeyChord& chord, const KeyboardState& state,
-                         std::uint32_t symbol) const {
-  State simulated(keymap_, state);
-  for (const std::uint32_t modifier : chord.modifiers) {
-    if (!TypesNothing(simulated.Symbol(modifier))) return false;
-    simulated.Put(modifier, true);
-  }
-  if (simulated.Symbol(chord.code) != symbol || !simulated.IsInitial()) return false;
-  for (auto modifier = chord.modifiers.rbegin(); modifier != chord.modifiers.rend(); ++modifier) {
-    simulated.Put(*modifier, false);
-  }
-  return simulated.Pressed() == 0 && simulated.IsInitial();
 }
 
 }  // namespace quillet::platform::linux_desktop

@@ -1,40 +1,23 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <utility>
 #include <vector>
 
-struct xkb_keymap;
+#include "platform/linux/SimulatedKeyboard.h"
 
 namespace quillet::platform::linux_desktop {
 
-/// A key, and the modifier keys to hold while it is pressed. Key codes are those of XKB: evdev
-/// codes plus 8.
-struct KeyChord {
-  std::vector<std::uint32_t> modifiers;  ///< pressed in this order, released in reverse order
-  std::uint32_t code = 0;                ///< the key that types the character
-  std::uint32_t group = 0;               ///< the group that must be in effect
-  bool operator==(const KeyChord&) const = default;  ///< compares all members
-};
-
-/// The state of a keyboard while no key is pressed.
-struct KeyboardState {
-  std::uint32_t group = 0;            ///< effective group, counted from 0
-  std::uint32_t lockedModifiers = 0;  ///< real modifiers, such as Lock for Caps Lock
-  auto operator<=>(const KeyboardState&) const = default;  ///< compares all members
-};
-
-/// Returns the keysym (xkbcommon-keysyms.h) of a printable ASCII character, LF (Return) or tab.
+/// Returns the keysym (xkbcommon-keysyms.h) of printable ASCII, LF (Return) or tab.
 std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
 /// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds
-/// only modifier keys whose effect ends when they are released and that have no other effect. Never
+/// only modifier keys whose effect ends with their release, and that have no other effect. Never
 /// holds Control, Alt or Super, because applications would treat the key as a command. One thread
 /// at a time.
 class KeymapSearch {
@@ -70,23 +53,6 @@ class KeymapSearch {
   /// pressed, or 0 if there is none.
   std::uint32_t ModifierKey(std::uint32_t mask, const KeyboardState& state);
 
-  /// Returns the keysym that makes a desktop type a character, or 0 if there is none. Desktops
-  /// press the first key of the current group that has the keysym. They hold Shift_L for the key's
-  /// second level, ISO_Level3_Shift for its third level, and no modifier for higher levels (Mutter
-  /// 43, meta-virtual-input-device-native.c; xdg-desktop-portal-kde 5.27).
-  ///
-  /// If Caps Lock is on, the result may be the letter of the other case.
-  /// @param character, state  see Find
-  std::uint32_t KeysymFor(char character, const KeyboardState& state) const;
-
-  /// Returns true if the first key with the keysym is the same key, on the same level, in all
-  /// groups.
-  bool IsKeysymOnSameKey(std::uint32_t symbol) const;
-
-  /// Returns true if the desktops press only one key, without modifiers, for a keysym. See
-  /// KeysymFor.
-  bool HasPlainKeysym(std::uint32_t symbol, std::uint32_t group) const;
-
   /// Returns true if a key sets modifiers while it is pressed, types nothing, and has no other
   /// effect.
   bool IsModifier(std::uint32_t code, const KeyboardState& state) const;
@@ -101,11 +67,7 @@ class KeymapSearch {
     std::array<std::optional<KeyChord>, kCharacters> dead;
   };
   struct Candidate;
-  class State;
 
-  struct KeyLevel;
-  std::optional<KeyLevel> FirstKey(std::uint32_t symbol, std::uint32_t group) const;
-  bool TypesByKeysym(std::uint32_t sent, const KeyboardState& state, std::uint32_t symbol) const;
   const Chords& ChordsIn(const KeyboardState& state);
   void AddGroup(const KeyboardState& initial, std::uint32_t group, Chords& chords);
   std::vector<Candidate> CandidatesIn(const KeyboardState& state);
@@ -114,7 +76,6 @@ class KeymapSearch {
   std::uint32_t ModifiersOf(std::uint32_t code, const KeyboardState& state) const;
   bool FindModifiers(std::uint32_t mask, const KeyboardState& state, std::uint32_t symbol,
                      KeyChord& chord);
-  bool Types(const KeyChord& chord, const KeyboardState& state, std::uint32_t symbol) const;
 
   xkb_keymap* const keymap_;
   const std::uint32_t lowest_;

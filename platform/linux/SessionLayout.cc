@@ -57,17 +57,16 @@ bool IsPaste(const KeyEvent& press) {
 }
 
 // Returns the keysyms for a key-down event in one group. See SessionLayout::KeysymsFor.
-Keysyms KeysymsIn(const KeyEvent& press, const KeymapSearch& keymap, const KeyboardState& state) {
+Keysyms KeysymsIn(const KeyEvent& press, const KeysymSearch& search, const KeyboardState& state) {
   if (press.flag != KeyFlag::kCommand) {
-    const std::uint32_t found = keymap.KeysymFor(press.character, state);
+    const std::uint32_t found = search.Find(press.character, state);
     return found == 0 ? Keysyms() : Keysyms{found};
   }
   std::vector<Keysyms> shortcuts{{XKB_KEY_Control_L, KeysymOf(press.character)}};
   if (IsPaste(press)) shortcuts.push_back({XKB_KEY_Shift_L, XKB_KEY_Insert});
   for (const Keysyms& keysyms : shortcuts) {
-    if (std::all_of(keysyms.begin(), keysyms.end(), [&](std::uint32_t keysym) {
-          return keymap.HasPlainKeysym(keysym, state.group);
-        })) {
+    if (std::all_of(keysyms.begin(), keysyms.end(),
+                    [&](std::uint32_t keysym) { return search.IsPlain(keysym, state.group); })) {
       return keysyms;
     }
   }
@@ -142,6 +141,7 @@ bool SessionLayout::Update() {
             ++layout.keymaps_;
             layout.groups_ = xkb_keymap_num_layouts(keymap);
             layout.keymap_ = std::make_unique<KeymapSearch>(keymap, kHighestRealCode);
+            layout.keysyms_ = std::make_unique<KeysymSearch>(keymap, kHighestRealCode);
             xkb_keymap_unref(keymap);
           },
       .enter = [](void*, wl_keyboard*, std::uint32_t, wl_surface*, wl_array*) {},
@@ -175,14 +175,14 @@ Keysyms SessionLayout::KeysymsFor(const KeyEvent& press, const UserLayouts& layo
                                   const UserModifiers::State& modifiers) const {
   const std::uint32_t groups = std::min(groups_, layouts.count);
   const std::uint32_t first = layouts.active.value_or(0);
-  if (keymap_ == nullptr || first >= groups) return {};
+  if (keysyms_ == nullptr || first >= groups) return {};
   const std::uint32_t locked = modifiers.isCapsLockOn ? kLock : 0;
-  Keysyms found = KeysymsIn(press, *keymap_, {first, locked});
+  Keysyms found = KeysymsIn(press, *keysyms_, {first, locked});
   for (std::uint32_t group = 1; group < groups && !layouts.active; ++group) {
-    if (KeysymsIn(press, *keymap_, {group, locked}) != found) return {};
+    if (KeysymsIn(press, *keysyms_, {group, locked}) != found) return {};
   }
   // KDE's portal searches the first group, even if another one is active.
-  const auto isOnSameKey = [&](std::uint32_t symbol) { return keymap_->IsKeysymOnSameKey(symbol); };
+  const auto isOnSameKey = [&](std::uint32_t symbol) { return keysyms_->IsOnSameKey(symbol); };
   const bool isPlasma = layouts.canSelect;
   if (isPlasma && !std::all_of(found.begin(), found.end(), isOnSameKey)) return {};
   return found;

@@ -8,6 +8,7 @@
 #include "platform/KeyEvents.h"
 #include "platform/linux/ActiveLayout.h"
 #include "platform/linux/KeymapSearch.h"
+#include "platform/linux/KeysymSearch.h"
 #include "platform/linux/UserModifiers.h"
 
 struct wl_keyboard;
@@ -73,7 +74,7 @@ class SessionLayout {
   /// @param lockedModifiers  see KeyboardState
   KeyChords Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
-  /// Finds the keysyms to send to a desktop for a key-down event. See KeymapSearch::KeysymFor. If
+  /// Finds the keysyms to send to a desktop for a key-down event. See KeysymSearch. If
   /// the active group is unknown, finds only keysyms that type the same character in all groups.
   /// For the letter V with Command, the result may be Shift-Insert. Call after Update.
   /// @param press      see ChordsFor
@@ -88,7 +89,8 @@ class SessionLayout {
  private:
   std::unique_ptr<WaylandConnection> connection_;
   wl_keyboard* keyboard_ = nullptr;
-  std::unique_ptr<KeymapSearch> keymap_;
+  std::unique_ptr<KeymapSearch> keymap_;   // null until the compositor has sent a keymap
+  std::unique_ptr<KeysymSearch> keysyms_;  // of the same keymap
   std::uint32_t groups_ = 0;
   unsigned keymaps_ = 0;
 };
