@@ -1,17 +1,15 @@
 #include "platform/linux/X11KeyEvents.h"
 
-#include <xkbcommon/xkbcommon-keysyms.h>
-
 #include <algorithm>
 #include <chrono>
 #include <optional>
-#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "platform/linux/InputMethod.h"
 #include "platform/linux/QtInputMethod.h"
+#include "platform/linux/X11KeySequence.h"
 #include "platform/linux/X11Keyboard.h"
 #include "platform/linux/X11OwnKeys.h"
 #include "platform/linux/X11OwnedProperty.h"
@@ -31,19 +29,6 @@ constexpr auto kKeymapPause = 100ms;
 // further.
 constexpr auto kEndLimit = 1s;
 constexpr auto kEndPause = 10ms;
-
-constexpr std::uint32_t kXCodeOffset = 8;  // X key code minus evdev code (xkeyboard-config)
-
-// Real modifiers of the X protocol.
-constexpr std::uint8_t kShiftModifier = 1 << 0;
-constexpr std::uint8_t kCapsLockModifier = 1 << 1;
-constexpr std::uint8_t kControlModifier = 1 << 2;
-constexpr std::uint8_t kNumLockModifier = 1 << 4;                       // Mod2 in xkeyboard-config
-constexpr std::uint8_t kCommands = kControlModifier | 1 << 3 | 1 << 6;  // Control, Mod1 and Mod4
-
-// Limits the time for which a Piece blocks other programs. This many steps fit in XCB's buffer, so
-// the server does not wait for this process.
-constexpr std::size_t kMostSteps = 250;
 
 // Maximum number of attempts to send the next keys while the keymap or the locks keep changing.
 constexpr int kMostAttempts = 50;
@@ -71,31 +56,7 @@ std::string TextOf(std::span<const KeyEvent> events) {
   return text;
 }
 
-// Returns the locked modifiers without those that turn keys into commands.
-std::uint8_t NeutralLocks(const X11Locks& locks) {
-  return static_cast<std::uint8_t>(locks.lockedModifiers & ~kCommands);
-}
-
-struct FoundKeys {
-  const KeyChord* chord;
-  std::uint8_t lockedModifiers;  // the chord requires these locks, and no others
-};
-
-// Finds the keys that type a character. Tries the current locks, then only the user's Num Lock,
-// then no locks.
-// @param user     the user's locks
-// @param current  the modifiers that are locked now
-std::optional<FoundKeys> FindKeys(KeymapSearch& search, char character, const X11Locks& user,
-                                  std::uint8_t current) {
-  const auto numLock = static_cast<std::uint8_t>(user.lockedModifiers & kNumLockModifier);
-  for (const std::uint8_t locked : {current, numLock, std::uint8_t{0}}) {
-    const auto* const chord = search.Find(character, {user.lockedGroup, locked});
-    if (chord != nullptr) return FoundKeys{chord, locked};
-  }
-  return std::nullopt;
-}
-
-// A short-lived connection that checks for properties that killed processes left behind.
+// A short-lived connection that checks for properties left by killed processes.
 class PropertyCheck : private XcbConnection {
  public:
   bool IsAnyAbandoned() const {
@@ -106,150 +67,6 @@ class PropertyCheck : private XcbConnection {
 };
 
 }  // namespace
-
-// A sequence of key strokes and changes to the locks. The first steps release the keys that are
-// down and clear the latches and the locks that turn keys into commands. The last steps restore the
-// locks and press the modifier keys again.
-class X11KeyEvents::Piece {
- public:
-  struct Step {
-    KeyStroke stroke;
-    std::optional<X11Locks> locks;  // if set, the step changes the locks and has no stroke
-  };
-
-  Piece(KeymapSearch& search, X11KeyboardState state)
-      : search_(search), state_(std::move(state)), locks_(state_.locks) {
-    for (const auto code : state_.down) Put(code, false);
-    for (const auto code : state_.tested) {
-      if (!IsDown(code)) Put(code, false);
-    }
-    X11Locks neutral = state_.locks;
-    neutral.lockedModifiers = NeutralLocks(state_.locks);
-    neutral.latchedModifiers = 0;
-    neutral.latchedGroup = 0;
-    Change(neutral);
-  }
-
-  // Adds events in order. Stops before a character without a key, or when the piece is full.
-  // Returns the number of events added.
-  std::size_t Add(std::span<const KeyEvent> events) {
-    std::size_t count = 0;
-    for (const KeyEvent& event : events) {
-      if (event.down && steps_.size() >= kMostSteps) break;
-      if (!AddEvent(event)) break;
-      ++count;
-    }
-    return count;
-  }
-
-  void Finish() {
-    Change(state_.locks);
-    const KeyboardState neutral{state_.locks.lockedGroup, state_.locks.lockedModifiers};
-    for (const auto code : state_.down) {
-      if (!search_.IsModifier(code, neutral)) continue;
-      Put(code, true);
-      pressedAgain_.push_back(code);
-    }
-  }
-
-  const std::vector<Step>& Steps() const { return steps_; }
-  // Keys held by the user that Finish presses again.
-  const std::vector<std::uint8_t>& PressedAgain() const { return pressedAgain_; }
-
-  // Returns the value of the property; see X11KeyEvents::Mark.
-  std::vector<std::uint32_t> Marks() const {
-    std::set<std::pair<std::uint32_t, std::uint32_t>> changed;
-    for (const Step& step : steps_) {
-      if (step.locks) changed.emplace(step.locks->lockedModifiers, step.locks->lockedGroup);
-    }
-    std::vector<std::uint32_t> marks{state_.locks.lockedModifiers, state_.locks.lockedGroup};
-    for (const auto& [modifiers, group] : changed) {
-      marks.push_back(modifiers);
-      marks.push_back(group);
-    }
-    return marks;
-  }
-
- private:
-  bool AddEvent(const KeyEvent& event) {
-    if (!event.down && lastKey_ == event.virtualKey) {
-      Put(lastCode_, false);
-      lastKey_.reset();
-      return true;
-    }
-    std::optional<KeyChord> chord;
-    if (event.down && event.character != 0) {
-      chord = event.flag == KeyFlag::kCommand ? Shortcut(event.character) : Typed(event.character);
-      if (!chord && event.flag != KeyFlag::kCommand) return false;
-    }
-    if (chord) {
-      Press(*chord);
-      lastKey_ = event.virtualKey;
-      lastCode_ = chord->code;
-      return true;
-    }
-    ToKeyStrokes({&event, 1}, (locks_.lockedModifiers & kCapsLockModifier) != 0,
-                 [&](KeyStroke stroke) {
-                   steps_.push_back({stroke, {}});
-                 });
-    return true;
-  }
-
-  std::optional<KeyChord> Typed(char character) {
-    const auto found = FindKeys(search_, character, state_.locks, locks_.lockedModifiers);
-    if (!found) return std::nullopt;
-    X11Locks locks = locks_;
-    locks.lockedModifiers = found->lockedModifiers;
-    Change(locks);
-    return *found->chord;
-  }
-
-  // Returns Control and the letter, or Shift-Insert (which also pastes) if no key has the letter.
-  std::optional<KeyChord> Shortcut(char letter) {
-    const std::uint32_t group = state_.locks.lockedGroup;
-    auto chord = search_.FindPlain(KeysymOf(letter), {group, 0});
-    const std::uint8_t modifier = chord ? kControlModifier : kShiftModifier;
-    if (!chord) chord = search_.FindPlain(XKB_KEY_Insert, {group, 0});
-    const std::uint32_t key = search_.ModifierKey(modifier, {group, 0});
-    if (!chord || key == 0) return std::nullopt;
-    chord->modifiers = {key};
-    X11Locks locks = locks_;
-    locks.lockedModifiers &= static_cast<std::uint8_t>(~kShiftModifier);
-    Change(locks);
-    return chord;
-  }
-
-  void Press(const KeyChord& chord) {
-    X11Locks locks = locks_;
-    locks.lockedGroup = static_cast<std::uint8_t>(chord.group);
-    Change(locks);
-    for (const auto modifier : chord.modifiers) Put(modifier, true);
-    Put(chord.code, true);
-    for (auto key = chord.modifiers.rbegin(); key != chord.modifiers.rend(); ++key) {
-      Put(*key, false);
-    }
-  }
-
-  void Put(std::uint32_t code, bool down) {
-    steps_.push_back({{static_cast<std::uint16_t>(code - kXCodeOffset), down}, {}});
-  }
-  void Change(const X11Locks& locks) {
-    if (locks == locks_) return;
-    locks_ = locks;
-    steps_.push_back({{}, locks});
-  }
-  bool IsDown(std::uint8_t code) const {
-    return std::find(state_.down.begin(), state_.down.end(), code) != state_.down.end();
-  }
-
-  KeymapSearch& search_;
-  const X11KeyboardState state_;
-  X11Locks locks_;  // the locks after the last step
-  std::vector<Step> steps_;
-  std::vector<std::uint8_t> pressedAgain_;
-  std::optional<std::uint16_t> lastKey_;  // the key that is still down
-  std::uint32_t lastCode_ = 0;
-};
 
 X11KeyEvents::X11KeyEvents(SystemLog& log, Clock& clock, std::uint32_t ownKeys)
     : clock_(clock), ownKeys_(ownKeys), failure_(log) {}
@@ -284,7 +101,7 @@ std::string X11KeyEvents::Untypable(std::string_view text) {
   const X11KeyboardState state = keyboard_->ReadState();
   keyboard_->UpdateKeymap();
   if (!keyboard_->HasKeymap()) return {};  // Post reports the reason
-  const std::string missing = Missing(text, state);
+  const std::string missing = CharactersWithoutKey(text, keyboard_->Search(), state.locks);
   const bool canBind = missing.empty() || spare_->IsBound() || !keyboard_->SpareCodes().empty();
   return canBind ? std::string() : missing;
 }
@@ -304,7 +121,7 @@ void X11KeyEvents::Recover() {
 }
 
 void X11KeyEvents::End() {
-  ended_ = true;  // Post then stops after the current piece
+  ended_ = true;  // Post then stops after the current sequence
   // Not std::timed_mutex: the thread sanitizer of g++ 12 does not intercept the function that it
   // calls, pthread_mutex_clocklock().
   std::unique_lock lock(mutex_, std::try_to_lock);
@@ -316,7 +133,7 @@ void X11KeyEvents::End() {
   if (keyboard_) {
     for (const std::uint8_t code : std::exchange(pressedAgain_, {})) keyboard_->PutKey(code, false);
     Unmark();
-    keyboard_->ReadState();  // waits for a reply, so that the server has processed the requests
+    keyboard_->ReadState();  // a round trip, so that the server has processed the requests
   }
   if (spare_) Unbind();
   Forget();
@@ -355,7 +172,7 @@ bool X11KeyEvents::Fail(const char* reason) {
   return false;
 }
 
-// Undoes the changes of a process that was killed while typing.
+// Undoes the changes of a process that was killed while it typed.
 void X11KeyEvents::RestoreAbandoned() {
   spare_->Recover();
   const std::vector<std::uint32_t> mark = typing_->Abandoned();
@@ -363,7 +180,7 @@ void X11KeyEvents::RestoreAbandoned() {
   for (const auto code : keyboard_->ReadState().tested) keyboard_->PutKey(code, false);
   RestoreLocks(mark);
   typing_->Remove();
-  keyboard_->ReadState();  // waits for a reply, so that the server has processed the requests
+  keyboard_->ReadState();  // a round trip, so that the server has processed the requests
 }
 
 // Restores the locks, unless the user has changed them since the process was killed.
@@ -387,21 +204,20 @@ void X11KeyEvents::Forget() {
   keyboard_.reset();
 }
 
-// Saves the locks for RestoreAbandoned. Called before the keys of a piece are sent. If this process
-// is killed, the server drops the requests that it has not yet processed, so a key can remain
-// pressed.
+// Before the first key, saves the locks for RestoreAbandoned. If this process is killed, the server
+// drops the requests that it has not yet processed, so a key can stay down.
 //
 // The property contains the locked modifiers and the group, first the user's, then each combination
-// that the piece sets.
-void X11KeyEvents::Mark(const Piece& piece) {
-  std::vector<std::uint32_t> mark = piece.Marks();
+// that the sequence sets.
+void X11KeyEvents::Mark(const X11KeySequence& sequence) {
+  std::vector<std::uint32_t> mark = sequence.Marks();
   if (mark == mark_) return;
   typing_->Write(mark);
   mark_ = std::move(mark);
 }
 
-// Removes the property. If keys are still pressed on the XTEST keyboard, reduces it to the user's
-// locks instead, because the next start must release these keys after a kill.
+// Removes the property, unless keys are still pressed on the XTEST keyboard: after a kill, the next
+// start must release them. The property then contains only the user's locks.
 void X11KeyEvents::Unmark() {
   if (mark_.empty()) return;
   if (pressedAgain_.empty()) {
@@ -424,8 +240,8 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
     clock_.Sleep(kKeymapPause);
     return true;
   }
-  // Binds characters before the first key of a record. Xlib reads the keymap when a program
-  // translates its first key, and would miss a change at that moment.
+  // Binds characters before the first key of a record: Xlib reads the keymap when a program
+  // translates its first key, and misses a change at that moment.
   if (BindFirst(events, state)) return true;
   const std::size_t before = events.size();
   if (!SendSome(events, state)) return true;
@@ -434,35 +250,35 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
   return (!wasBound && Bind(events, state)) || Fail(kNoKey);
 }
 
-// Sends keys while the server is grabbed, so that no other program changes the keyboard after its
-// state is read. The piece is prepared before the grab, so that other programs wait for only one
+// Grabs the server, so that no other program changes the keyboard between reading its state and
+// sending the keys. Prepares the sequence before that, so that other programs wait for only one
 // round trip. Returns false without sending anything if the keymap or the locks have changed.
 bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected) {
   KeymapSearch& search = keyboard_->Search();
-  std::optional<Piece> piece(std::in_place, search, expected);
-  std::size_t count = piece->Add(events);
+  std::optional<X11KeySequence> sequence(std::in_place, search, expected);
+  std::size_t count = sequence->Add(events);
   if (count == 0) return true;
   keyboard_->Grab();
   const X11KeyboardState state = keyboard_->ReadState();
   const bool isSame = !keyboard_->IsKeymapChanged() && state.locks == expected.locks;
   if (isSame) {
     if (state != expected) {
-      piece.emplace(search, state);
-      count = piece->Add(events);
+      sequence.emplace(search, state);
+      count = sequence->Add(events);
     }
-    piece->Finish();
-    Mark(*piece);
-    Send(*piece);
+    sequence->Finish();
+    Mark(*sequence);
+    Send(*sequence);
     events = events.subspan(count);
   }
   keyboard_->Ungrab();
   lastKey_ = clock_.Now();
-  if (isSame) ReleaseUnheld(piece->PressedAgain(), state);
+  if (isSame) ReleaseUnheld(sequence->PressedAgain(), state);
   return isSame;
 }
 
 // Releases the keys in `codes` that the user no longer holds. The server ignores the release of a
-// key that Piece has already released. Keys held by other programs stay down.
+// key that the sequence has already released. Keys held by other programs stay down.
 void X11KeyEvents::ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before) {
   const auto contains = [](const std::vector<std::uint8_t>& list, std::uint8_t code) {
     return std::find(list.begin(), list.end(), code) != list.end();
@@ -477,8 +293,8 @@ void X11KeyEvents::ReleaseUnheld(std::vector<std::uint8_t> codes, const X11Keybo
   xcb_flush(keyboard_->Xcb());
 }
 
-void X11KeyEvents::Send(const Piece& piece) {
-  std::span<const Piece::Step> steps = piece.Steps();
+void X11KeyEvents::Send(const X11KeySequence& sequence) {
+  std::span<const X11KeySequence::Step> steps = sequence.Steps();
   while (!steps.empty()) {
     std::vector<KeyStroke> announced;
     std::size_t count = 0;
@@ -486,7 +302,7 @@ void X11KeyEvents::Send(const Piece& piece) {
       if (!steps[count].locks) announced.push_back(steps[count].stroke);
     }
     if (ownKeys_ != 0) AnnounceKeys(keyboard_->Xcb(), ownKeys_, announced);
-    for (const Piece::Step& step : steps.first(count)) {
+    for (const X11KeySequence::Step& step : steps.first(count)) {
       if (step.locks) {
         keyboard_->PutLocks(*step.locks, true);
       } else {
@@ -499,11 +315,11 @@ void X11KeyEvents::Send(const Piece& piece) {
   }
 }
 
-// Binds the characters of a record that have no key, if this has not been done yet. Returns false
-// if it has, or if there are no such characters.
+// Binds the characters of a record that have no key. Returns false if there are none.
 bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state) {
   if (std::exchange(hasBound_, true)) return false;
-  return !Missing(TextOf(events), state).empty() && Bind(events, state);
+  return !CharactersWithoutKey(TextOf(events), keyboard_->Search(), state.locks).empty() &&
+         Bind(events, state);
 }
 
 // Binds the characters of `events` that have no key, then other typable characters, so that a run
@@ -515,11 +331,12 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
     keyboard_->UpdateKeymap();
     if (!keyboard_->HasKeymap()) return true;  // the next attempt reports the reason
   }
-  const std::string wanted = Missing(TextOf(events) + kTypable, state);
+  const std::string wanted =
+      CharactersWithoutKey(TextOf(events) + kTypable, keyboard_->Search(), state.locks);
   const std::vector<std::uint32_t> codes = keyboard_->SpareCodes();
   spare_->ReadTypes();
   keyboard_->Grab();
-  keyboard_->ReadState();  // waits for a reply, so that all changes have been reported
+  keyboard_->ReadState();  // a round trip, so that all changes have been reported
   const bool isChanged = keyboard_->IsKeymapChanged();
   const bool canGoOn = isChanged || spare_->Bind(wanted, codes) != 0;
   keyboard_->Ungrab();
@@ -537,18 +354,6 @@ void X11KeyEvents::Unbind() {
     clock_.Sleep(std::chrono::ceil<std::chrono::microseconds>(kKeymapPause - sinceLastKey));
   }
   spare_->Restore();
-}
-
-// Returns the characters that have no key, without duplicates.
-std::string X11KeyEvents::Missing(std::string_view text, const X11KeyboardState& state) {
-  std::string missing;
-  for (const char character : text) {
-    if (missing.find(character) != std::string::npos) continue;
-    if (!FindKeys(keyboard_->Search(), character, state.locks, NeutralLocks(state.locks))) {
-      missing += character;
-    }
-  }
-  return missing;
 }
 
 }  // namespace quillet::platform::linux_desktop

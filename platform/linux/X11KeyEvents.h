@@ -15,6 +15,7 @@
 
 namespace quillet::platform::linux_desktop {
 
+class X11KeySequence;
 class X11Keyboard;
 class X11OwnedProperty;
 class X11SpareKeys;
@@ -49,8 +50,6 @@ class X11KeyEvents final : public KeyEvents {
   std::string InputMethod() override;
 
  private:
-  class Piece;
-
   bool Connect();
   void Forget();
   void RestoreAbandoned();
@@ -59,12 +58,11 @@ class X11KeyEvents final : public KeyEvents {
   bool BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state);
   bool Bind(std::span<const KeyEvent> events, const X11KeyboardState& state);
   void Unbind();
-  std::string Missing(std::string_view text, const X11KeyboardState& state);
   void RestoreLocks(const std::vector<std::uint32_t>& mark);
-  void Mark(const Piece& piece);
+  void Mark(const X11KeySequence& sequence);
   void Unmark();
   bool SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected);
-  void Send(const Piece& piece);
+  void Send(const X11KeySequence& sequence);
   void ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before);
 
   Clock& clock_;
