@@ -23,7 +23,6 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
 constexpr auto kAnswerLimit = 3s;
-constexpr std::size_t kLongestToken = 256;  // in bytes
 
 // Post waits this much longer for the portal than Serve, so that Serve can first report that the
 // portal is missing.
@@ -60,13 +59,12 @@ PortalKeyEvents::PortalKeyEvents(SystemLog& log, Clock& clock, FileStore& files,
                                  SessionLayout* layout)
     : log_(log),
       clock_(clock),
-      files_(files),
       sent_(sent),
-      tokenFile_(std::move(tokenFile)),
       patience_(patience),
       layout_(layout),
+      note_(NextTo(tokenFile, "typing-layout")),
+      permission_(files, std::move(tokenFile)),
       pace_(clock, kTimePerPress, kPressesAtOnce, kPressPause),
-      note_(NextTo(tokenFile_, "typing-layout")),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       failure_(log) {}
 
@@ -128,6 +126,10 @@ void PortalKeyEvents::End() {
   changed_.wait_for(lock, kEndLimit, [this] { return job_ == nullptr; });
 }
 
+void PortalKeyEvents::OnReadiness(const std::function<void(const std::string& problem)>& changed) {
+  onReadiness_ = changed;
+}
+
 std::string PortalKeyEvents::Problem() {
   const std::lock_guard lock(mutex_);
   if (!dropReason_.empty()) return dropReason_;
@@ -157,7 +159,7 @@ const char* PortalKeyEvents::ProblemOf(State state) {
 
 void PortalKeyEvents::Serve() {
   RemoteDesktop desktop(clock_, [this] { return isStopping_.load(); });
-  std::string token = ReadToken();
+  std::string token = permission_.Read();
   if (!desktop.Connect(patience_)) return SetState(State::kMissing);
   note_.Undo();  // again, because the desktop may have started later than Quillet
   if (token.empty()) LimitAnswer(kAnswerLimit);
@@ -169,7 +171,7 @@ void PortalKeyEvents::Serve() {
     case RemoteDesktop::Answer::kGranted:
       break;
   }
-  WriteToken(token);
+  permission_.Write(token);
   const auto keyboard = MakeEisKeyboard(desktop);
   keyboard_ = keyboard.get();
   if (keyboard == nullptr) {
@@ -311,21 +313,6 @@ bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
 void PortalKeyEvents::Wake() {
   const std::uint64_t one = 1;
   if (write(wake_.Get(), &one, sizeof one) < 0) return;  // fails only if wake_ is already readable
-}
-
-std::string PortalKeyEvents::ReadToken() const {
-  return tokenFile_.empty() ? "" : files_.Read(tokenFile_, kLongestToken).value_or("");
-}
-
-// Replaces the token file. If that fails, the desktop asks for permission again at the next start.
-void PortalKeyEvents::WriteToken(const std::string& token) const {
-  if (tokenFile_.empty()) return;
-  if (token.empty()) {
-    files_.Remove(tokenFile_);
-    return;
-  }
-  files_.CreatePrivateFolder(tokenFile_.substr(0, tokenFile_.rfind('/')));
-  files_.ReplacePrivate(tokenFile_, token);
 }
 
 }  // namespace quillet::platform::linux_desktop

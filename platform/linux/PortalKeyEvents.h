@@ -19,6 +19,7 @@
 #include "platform/linux/KeyStrokes.h"
 #include "platform/linux/LayoutNote.h"
 #include "platform/linux/Pace.h"
+#include "platform/linux/PermissionFile.h"
 #include "platform/linux/SentKeys.h"
 
 namespace quillet::platform::linux_desktop {
@@ -28,21 +29,21 @@ class EisKeyboard;
 class PortalTypist;
 class SessionLayout;
 
-/// Posts key events through the remote desktop portal. Used in GNOME and KDE Plasma sessions on
-/// Wayland. The desktop asks the user for permission. The permission is stored in a file.
+/// Posts key events through the remote desktop portal. Used in GNOME and KDE Plasma
+/// sessions on Wayland. The desktop asks the user for permission. The permission is stored in a
+/// file.
 ///
 /// Characters are typed with the keymap of the desktop, through libei. If the portal or the system
-/// does not support libei, the desktop chooses the keys; see KeysymTypist.
+/// does not support libei, the desktop finds the keys; see KeysymTypist.
 ///
-/// All calls to the desktop are made on a thread that this object owns.
+/// A thread of this object makes all calls to the desktop.
 class PortalKeyEvents final : public KeyEvents {
  public:
   /// @param log       receives one line if keys cannot be typed; outlives this object
   /// @param clock     used for pauses; outlives this object
-  /// @param files     reads and replaces the file that stores the permission; outlives this object
+  /// @param files     reads and replaces the file with the permission; outlives this object
   /// @param sent      notified of the strokes that are sent; outlives this object
-  /// @param tokenFile absolute path of the file that stores the permission; its folder exists or
-  ///                  can be created. If the path is empty, the user is asked at each start.
+  /// @param tokenFile path of the PermissionFile. If empty, the user is asked at each start.
   ///                  LayoutNote uses the file "typing-layout" in the same folder.
   /// @param patience  how long to wait for a missing portal after Prepare
   /// @param layout    used without libei, to find the characters that the desktop would drop; null
@@ -56,24 +57,22 @@ class PortalKeyEvents final : public KeyEvents {
   void Prepare() override;
 
   /// Returns true if the desktop has no remote desktop portal. If this is not known yet, waits
-  /// until it is known, but no longer than Post would. Any thread.
+  /// for it, at most as long as Post. Any thread.
   bool IsMissing();
 
-  /// Never asks for permission. After Prepare, waits for permission: up to 3 s if the user has to
-  /// answer, or up to `patience` if the portal is missing or the user has agreed earlier. Stops at
+  /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's
+  /// answer, or for `patience` if the portal is missing or the user has agreed earlier. Stops at
   /// the first key that cannot be pressed, or when the layout or the modifiers change.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   std::string Problem() override;
-  void OnReadiness(const std::function<void(const std::string& problem)>& changed) override {
-    onReadiness_ = changed;
-  }
+  void OnReadiness(const std::function<void(const std::string& problem)>& changed) override;
 
   /// If an earlier process was killed while another layout was selected, selects the user's layout
   /// again. See LayoutNote.
   void Recover() override { note_.Undo(); }
 
-  /// Waits until the current part of a record has been typed, for at most 1 s.
+  /// Waits up to 1 s until the current part of a record has been typed.
   void End() override;
 
  private:
@@ -93,24 +92,19 @@ class PortalKeyEvents final : public KeyEvents {
   const char* Do(const Job& job);
   bool Send(std::span<const KeyEvent> presses, bool isFirst);
   void Wake();
-  std::string ReadToken() const;
-  void WriteToken(const std::string& token) const;
 
   SystemLog& log_;
   Clock& clock_;
-  FileStore& files_;
   SentKeys& sent_;
-  const std::string tokenFile_;
   const std::chrono::seconds patience_;
   SessionLayout* const layout_;
+  const LayoutNote note_;
+  const PermissionFile permission_;
   Pace pace_;
   std::function<void(const std::string&)> onReadiness_;  // used only by thread_
   EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
   unsigned knownDevices_ = 0;  // number of devices that applications have had time to prepare for
-
-  const LayoutNote note_;
-
-  const UniqueFd wake_;  // eventfd(2): a job is waiting, or the thread must end
+  const UniqueFd wake_;        // eventfd(2): a job is waiting, or the thread must end
   std::atomic<bool> isStopping_ = false;
   std::atomic<bool> isEnding_ = false;  // End has been called
 
