@@ -349,7 +349,7 @@ void SyncController::DisplayConnectionMessage(std::int32_t index) {
   OnMainThread([this] { platform_.workspace.ActivateIgnoringOtherApps(); });
   if (!bIsConnected) return DisplayText("Failed to connect to Tavo", true);
   const std::int32_t ports = numPorts;
-  const std::string serial = "[" + ShownSerialNumber(*lumet) + "]";
+  const std::string serial = '[' + ShownSerialNumber(*lumet) + ']';
   delegate_->changeWindowTitle(kWindowTitle + serial);
   OnMainThread([this] { controls_.connectTavo.SetLabel("Disconnect"); });
   ports_.SetConnected(index);

@@ -93,7 +93,7 @@ std::string CsvExport::Contents() const {
   contents += Row({"Symbology", "Barcode", "Quantity"});
   for (const Barcode* barcode : order_) {
     std::string row = Row({barcode->first, Number(barcode->second)});
-    row.insert(row.size() - 2, "," + std::to_string(quantities_.at(*barcode)));
+    row.insert(row.size() - 2, ',' + std::to_string(quantities_.at(*barcode)));
     contents += row;
   }
   return contents;

@@ -322,7 +322,7 @@ void RunArchive::OpenDay() {
   const bool isCurrent = day_.size() < kFileSize && day_.Name().starts_with(name);
   if (!deleted && isCurrent && day_.IsUsable()) return;
   for (int number = 1; number < kMaximumDayFiles && !dayFailed_; ++number) {
-    const std::string numbered = number == 1 ? name : name + ("_" + std::to_string(number));
+    const std::string numbered = number == 1 ? name : name + ('_' + std::to_string(number));
     const auto existing =
         files_.Read(folder_.PathOf(numbered, ArchiveFolder::kRecordsEnding), kFileSize);
     if (!existing) break;

@@ -40,7 +40,8 @@ std::string SampleComposer::Line(bool series300) {
   std::vector<std::uint8_t> record = {5 + kData.size(), 0};
   if (series300) record = {0, 7 + kData.size(), 21};
   record.insert(record.end(), kData.begin(), kData.end());
-  record.insert(record.end(), {kDate >> 8, kDate & 0xFF, kTime >> 8, kTime & 0xFF});
+  constexpr std::uint8_t kMoment[] = {kDate >> 8, kDate & 0xFF, kTime >> 8, kTime & 0xFF};
+  std::ranges::copy(kMoment, std::back_inserter(record));
   std::string line;
   DecodeRecordText(composer_.Compose(record, 0), line);
   return line;

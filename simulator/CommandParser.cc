@@ -95,7 +95,7 @@ Command CommandParser::Take() {
   command.text = std::exchange(pending_, {});
   if (command.text.front() == 'C') {
     command.kind = CommandKind::kSetClock;
-    std::copy(command.text.begin() + 1, command.text.end(), command.clock.begin());
+    std::copy_n(command.text.begin() + 1, command.clock.size(), command.clock.begin());
     command.text.resize(1);
   } else if (command.text.front() == 'p') {
     command.kind = CommandKind::kSendOneRecord;

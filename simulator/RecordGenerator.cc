@@ -80,7 +80,7 @@ class Stockroom {
                                                            "501", "541", "761", "871"};
     const std::uint64_t kind = random_.Below(10);
     if (kind == 0) return WithCheckDigit("EAN-8", "40" + random_.Digits(5));
-    if (kind == 1) return WithCheckDigit("UPC-A", "0" + random_.Digits(10));
+    if (kind == 1) return WithCheckDigit("UPC-A", '0' + random_.Digits(10));
     const std::string prefix(random_.OneOf(kPrefixes));
     return WithCheckDigit("EAN-13", prefix + random_.Digits(9));
   }

@@ -28,7 +28,7 @@ std::string ValueOf(const Environment& environment, const char* name) {
 
 // XDG_CURRENT_DESKTOP is a list separated by colons (freedesktop.org, Desktop Entry).
 bool HasPortal(const Environment& environment) {
-  const std::string desktops = ":" + ValueOf(environment, "XDG_CURRENT_DESKTOP") + ":";
+  const std::string desktops = ':' + ValueOf(environment, "XDG_CURRENT_DESKTOP") + ':';
   return desktops.find(":GNOME:") != std::string::npos ||
          desktops.find(":KDE:") != std::string::npos;
 }

@@ -36,7 +36,7 @@ std::string ExpectedFile(const std::vector<ScanRecord>& records, const DeviceSet
     std::snprintf(moment, sizeof moment, ",[%04d/%02d/%02d:%02d:%02d:%02d],", time.year, time.month,
                   time.day, time.hour, time.minute, time.second);
     file += WrittenName(device.model, record.symbology & 0x3F);
-    file += "," + std::string(record.data.begin(), record.data.end()) + moment;
+    file += ',' + std::string(record.data.begin(), record.data.end()) + moment;
     file += device.serial.substr(4) + "\r\n";
   }
   return file;
