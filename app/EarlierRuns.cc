@@ -2,36 +2,23 @@
 
 #include <algorithm>
 #include <cctype>
-#include <chrono>
+#include <cstdint>
+#include <span>
 #include <utility>
 
 #include "app/LineEnds.h"
 #include "app/SettingsEditor.h"
-#include "base/Log.h"
 #include "base/ShownText.h"
 #include "base/Utf8.h"
 #include "device/ByteField.h"
+#include "device/Settings.h"
 #include "output/Choices.h"
 #include "output/CsvExport.h"
 
 namespace quillet {
 namespace {
 
-using namespace std::chrono_literals;
-using platform::FileStore;
-using Outcome = ApplicationDelivery::Outcome;
-
-constexpr std::string_view kUnreadable = "The archived records cannot be read. Check the disk.";
 constexpr std::size_t kPreviewSize = std::size_t{64} * 1024;
-
-constexpr auto kLongestWait = 60s;
-constexpr auto kWindowPoll = 100ms;
-constexpr auto kAnswerPoll = 1ms;
-constexpr int kAnswerPolls = 2000;
-// Deliver again starts when another application has had the focus for this long. When the focus
-// moves from one Quillet window to another, neither window has it for a moment. The user may also
-// need time to click a field in the other application's window.
-constexpr auto kSettlingTime = 1s;
 
 std::string Folded(std::string_view text) {
   std::string folded(text);
@@ -259,7 +246,7 @@ std::string EarlierRuns::WriteFile(
     return std::string(SettingsEditor::kSettingsFileMessage);
   }
   const auto written = contents();
-  if (!written) return std::string(kUnreadable);
+  if (!written) return std::string(Redelivery::kUnreadable);
   const auto replaced = platform_.files.Replace(path, *written);
   if (replaced) return {};
   return ShownText(path) + " could not be written. Choose another folder.";
@@ -302,139 +289,8 @@ void EarlierRuns::Remove() {
 }
 
 void EarlierRuns::DeliverAgain() {
-  if (!delivering_.IsEmpty()) {
-    stopped_ = true;
-    return;
-  }
-  const StoredRun* const run = Selected();
-  if (run == nullptr) return;
-  if (parts_.run.IsInProgress()) {
-    return window_.ShowMessage(
-        "A synchronization is in progress. Deliver the records when it has finished.");
-  }
-  stopped_ = false;
-  window_.ShowDelivering(true);
-  if (delivering_.Start([this, run = *run] { DeliverOnThread(run); })) return;
-  window_.ShowDelivering(false);
-  window_.ShowMessage("Delivery could not start. Restart Quillet.");
-}
-
-void EarlierRuns::DeliverOnThread(const StoredRun& run) {
-  Report(Deliver(run));
-  platform_.mainQueue.Async([this] {
-    window_.ShowDelivering(false);
-    delivering_.Clear();
-  });
-}
-
-// Delivers the records of a run. Returns the message to show afterwards.
-std::string EarlierRuns::Deliver(const StoredRun& run) {
-  const std::int32_t destination = parts_.settings.destination;
-  if (destination == kToFile) return DeliverToFile(run);
-  if (destination != kToView) return DeliverToApplication(run, destination);
-  const auto records = reader_.ForEachLine(run, &parts_.settings, parts_.showLine);
-  return records ? Counted(*records) + " shown in Quillet's window." : std::string(kUnreadable);
-}
-
-std::string EarlierRuns::DeliverToFile(const StoredRun& run) {
-  SerialNumberField serial;
-  serial.Assign(reinterpret_cast<const std::uint8_t*>(run.head.serial.data()),
-                run.head.serial.size());
-  std::string path = parts_.file.OutputPath(parts_.settings.filename.Get(), serial);
-  if (parts_.file.IsSettingsFile(path)) return std::string(SettingsEditor::kSettingsFileMessage);
-  std::string lines;
-  const auto records =
-      reader_.ForEachLine(run, &parts_.settings, [&](const std::string& line) { lines += line; });
-  if (!records) return std::string(kUnreadable);
-  return parts_.file.CreateNumbered(path, lines) == FileStore::Created::kYes
-             ? Counted(*records) + " delivered to " + path
-             : path + " could not be written. Check the path in the settings.";
-}
-
-std::string EarlierRuns::DeliverToApplication(const StoredRun& run, std::int32_t destination) {
-  const bool paste = parts_.settings.bNonEnglish != 0;
-  const std::string application =
-      destination == kToNamedApplication ? parts_.settings.appname.Get() : "";
-  std::int64_t delivered = 0;
-  std::int64_t skipped = 0;
-  std::string problem;
-  otherWindowIsActive_ = false;
-  const auto records = reader_.ForEachLine(run, &parts_.settings, [&](const std::string& line) {
-    if (!problem.empty()) return;
-    if (!application.empty()) parts_.delivery.Run(application);
-    const bool ready = AwaitOtherWindow();
-    if (stopped_) {
-      problem = "Delivery stopped";
-    } else if (parts_.run.IsInProgress()) {
-      problem = "A synchronization has started. Delivery stopped";
-    } else if (!ready) {
-      problem = "No other window received focus within 60 seconds. Delivery stopped";
-    } else {
-      const auto outcome = parts_.delivery.Deliver(line, paste);
-      if (outcome == Outcome::kDelivered || outcome == Outcome::kNoKeys) ++delivered;
-      if (outcome == Outcome::kRefused) ++skipped;
-      problem = StopAfter(outcome);
-    }
-  });
-  if (!records) return std::string(kUnreadable);
-  if (!problem.empty()) {
-    return problem + " after " + std::to_string(delivered) + " of " + Counted(*records) + ".";
-  }
-  if (skipped == 0) return Counted(*records) + " delivered.";
-  return Counted(delivered) + " delivered; " + std::to_string(skipped) +
-         " could not be typed. Turn on \"Paste text instead of typing it\".";
-}
-
-// Returns the reason to stop the delivery, or an empty string if the next record can be delivered.
-std::string EarlierRuns::StopAfter(ApplicationDelivery::Outcome outcome) const {
-  if (outcome == Outcome::kNoTyping) {
-    return parts_.delivery.TypingMessage() + " Delivery stopped";
-  }
-  return outcome == Outcome::kNoClipboard ? "The clipboard is not available. Delivery stopped" : "";
-}
-
-// Waits until another application's window has focus. Returns false after a time-out or if the
-// delivery must stop.
-bool EarlierRuns::AwaitOtherWindow() {
-  if (!IsActive() && otherWindowIsActive_) return true;
-  otherWindowIsActive_ = false;
-  const auto start = platform_.clock.Now();
-  auto inactiveSince = start;
-  bool told = false;
-  while (!stopped_ && !parts_.run.IsInProgress()) {
-    const auto now = platform_.clock.Now();
-    if (IsActive()) {
-      inactiveSince = platform_.clock.Now();
-      if (now - start > kLongestWait) return false;
-      if (!std::exchange(told, true)) {
-        Report("Waiting to deliver: click the window that should receive the records.");
-      }
-    } else if (now - inactiveSince >= kSettlingTime) {
-      if (told) Report("Delivering records…");
-      return otherWindowIsActive_ = true;
-    }
-    platform_.clock.Sleep(kWindowPoll);
-  }
-  return false;
-}
-
-// Asks the main thread whether a Quillet window has focus, and returns the answer. Returns true
-// if the main thread does not answer in time.
-bool EarlierRuns::IsActive() {
-  answered_ = false;
-  platform_.mainQueue.Async([this] {
-    isActive_ = platform_.workspace.IsActive();
-    answered_ = true;
-  });
-  for (int poll = 0; poll < kAnswerPolls && !answered_; ++poll) {
-    platform_.clock.Sleep(kAnswerPoll);
-  }
-  return !answered_ || isActive_;
-}
-
-void EarlierRuns::Report(const std::string& text) {
-  parts_.strip.Raise(Notice::kDelivery, text);
-  platform_.mainQueue.Async([this, text = ShownText(text)] { window_.ShowMessage(text); });
+  if (parts_.redelivery.IsRunning()) return parts_.redelivery.Stop();
+  if (const StoredRun* const run = Selected()) parts_.redelivery.Start(*run);
 }
 
 }  // namespace quillet

@@ -1,20 +1,13 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "app/ApplicationDelivery.h"
 #include "app/BackgroundWork.h"
 #include "app/Platform.h"
-#include "app/Run.h"
-#include "app/StatusStrip.h"
-#include "base/ThreadHandle.h"
-#include "base/Word.h"
-#include "device/Settings.h"
+#include "app/Redelivery.h"
 #include "output/ArchiveReader.h"
 #include "output/LumetFile.h"
 #include "output/RunArchive.h"
@@ -24,21 +17,16 @@ namespace quillet {
 
 /// Lists the synchronizations in the archive and saves, copies, delivers or deletes their records.
 ///
-/// Main thread. Files are read and written on a thread of BackgroundWork. Lines to deliver again
-/// are composed and delivered on another thread.
+/// Main thread. Files are read and written on a thread of BackgroundWork.
 class EarlierRuns {
  public:
   /// The objects that EarlierRuns uses. All must outlive it.
   struct Parts {
-    const Platform& platform;       ///< files, panels, clipboard and desktop
-    platform::RunsWindow& window;   ///< shows the list
-    RunArchive& archive;            ///< the archive
-    const Run& run;                 ///< while it is in progress, "Deliver again" is not possible
-    LumetFile& file;                ///< writes the output file when delivering again
-    const Settings& settings;       ///< the current settings
-    ApplicationDelivery& delivery;  ///< types or pastes the lines when delivering again
-    StatusStrip& strip;             ///< shows the progress when delivering again
-    std::function<void(std::string_view line)> showLine;  ///< appends to the main view; any thread
+    const Platform& platform;      ///< files, panels, clipboard and desktop
+    platform::RunsWindow& window;  ///< shows the list
+    RunArchive& archive;           ///< the archive
+    LumetFile& file;               ///< recognizes the settings file
+    Redelivery& redelivery;        ///< delivers records again
   };
 
   /// Sets the window's callbacks.
@@ -68,6 +56,7 @@ class EarlierRuns {
   void Search(const std::string& text);
   void SaveAs();
   void Copy();
+  void DeliverAgain();
   void ExportCsv();
   void ShowInFolder();
   void Remove();
@@ -84,16 +73,6 @@ class EarlierRuns {
       const std::function<void(const std::string& path)>& saved = [](const auto&) {});
   std::string WriteFile(const std::string& path,
                         const std::function<std::optional<std::string>()>& contents) const;
-
-  void DeliverAgain();
-  void DeliverOnThread(const StoredRun& run);
-  std::string Deliver(const StoredRun& run);
-  std::string DeliverToFile(const StoredRun& run);
-  std::string DeliverToApplication(const StoredRun& run, std::int32_t destination);
-  std::string StopAfter(ApplicationDelivery::Outcome outcome) const;
-  bool AwaitOtherWindow();
-  bool IsActive();
-  void Report(const std::string& text);
 
   const Parts parts_;
   const Platform& platform_;
@@ -112,12 +91,6 @@ class EarlierRuns {
   bool previewing_ = false;         // a preview is being read
   std::string search_;
   std::string folder_;  // folder of the last saved file
-
-  ThreadHandle delivering_;
-  Word<bool> stopped_ = false;
-  Word<bool> isActive_ = true;
-  Word<bool> answered_ = false;
-  bool otherWindowIsActive_ = false;  // used only by the delivery thread
 };
 
 }  // namespace quillet

@@ -103,16 +103,21 @@ void SyncController::OpenArchive() {
   archive_->OnProblem([this](RunArchive::Problem problem) { messages_->Problem(problem); });
   archive_->OnErased([this] { messages_->ScannerErased(); });
   lumet->setArchive(archive_);
-  earlierRuns_ =
-      new EarlierRuns({.platform = platform_,
-                       .window = runsWindow_,
-                       .archive = *archive_,
-                       .run = run_,
-                       .file = *lumetfile,
-                       .settings = *lumet,
-                       .delivery = delivery_,
-                       .strip = strip_,
-                       .showLine = [this](std::string_view line) { DisplayRecord(line); }});
+  auto* const redelivery =
+      new Redelivery({.platform = platform_,
+                      .window = runsWindow_,
+                      .archive = *archive_,
+                      .run = run_,
+                      .file = *lumetfile,
+                      .settings = *lumet,
+                      .delivery = delivery_,
+                      .strip = strip_,
+                      .showLine = [this](std::string_view line) { DisplayRecord(line); }});
+  earlierRuns_ = new EarlierRuns({.platform = platform_,
+                                  .window = runsWindow_,
+                                  .archive = *archive_,
+                                  .file = *lumetfile,
+                                  .redelivery = *redelivery});
   messages_ = new RunMessages({.platform = platform_,
                                .session = *lumet,
                                .run = run_,
