@@ -1,6 +1,5 @@
 #include "app/ApplicationDelivery.h"
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -16,21 +15,14 @@ using platform::KeyEvent;
 using platform::KeyFlag;
 
 constexpr KeyValue kKeyV = 9;
-constexpr int kRunningChecks = 10;
 
 // Pause before and after pressing the paste keys. The first pause gives the clipboard time to
 // become ready. The second gives the application time to read the clipboard before the next record
 // replaces its contents.
 constexpr auto kPastePause = 100ms;
 
-// Longest time that the main thread normally takes to handle all keys of a record.
-constexpr auto kLatestKey = 1s;
-
 // Time between two checks of the input method, which the user can switch at any time.
 constexpr auto kInputMethodPause = 1s;
-
-constexpr char kNotFound[] = "\" was not found. Choose another application.";
-constexpr char kNotOpened[] = "\" could not be opened. Choose another application.";
 
 void AddKey(std::vector<KeyEvent>& events, KeyValue key, KeyFlag flag) {
   const std::uint16_t virtualKey = key & kKeyCodeMask;
@@ -74,28 +66,28 @@ ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& 
   platform_.keyEvents.OnReadiness([this](const std::string& problem) { ShowReadiness(problem); });
 }
 
-ApplicationDelivery::Outcome ApplicationDelivery::Deliver(const std::string& record, bool paste) {
+DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
-  ForgetOwnWindow();
-  const Outcome outcome = paste ? Paste(record) : Type(record);
+  // True if Quillet's windows ignored earlier records, but not the last one. If the main thread
+  // handles an ignored key late, KeyIgnored raises kTypedAtQuillet again.
+  if (count_.BeginRecord(platform_.clock.Now())) {
+    strip_.Withdraw(Notice::kTypedAtQuillet);
+    RaiseIncomplete("Not everything was delivered: Quillet was active.");
+  }
+  const DeliveryOutcome outcome = paste ? Paste(record) : Type(record);
   const bool accepted = ShowProblem();
-  if (outcome != Outcome::kDelivered || accepted) return outcome;
-  --posted_;
-  return Outcome::kNoTyping;
-}
-
-std::int32_t ApplicationDelivery::Delivered() const {
-  const std::int32_t missed = isAtOwnWindow_ ? lastMissed_ - firstMissed_ + 1 : 0;
-  return std::max(posted_ - missedBefore_ - missed, 0);
+  if (outcome != DeliveryOutcome::kDelivered || accepted) return outcome;
+  count_.Remove();
+  return DeliveryOutcome::kNoTyping;
 }
 
 // Posts all keys of a record in one call, so that a backend needs to release the modifiers held by
 // the user only once per record. Counts the record before the call, because KeyIgnored may be
-// called before Post returns.
-ApplicationDelivery::Outcome ApplicationDelivery::Type(const std::string& record) {
+// called during it.
+DeliveryOutcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
     if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
-    return Outcome::kRefused;
+    return DeliveryOutcome::kRefused;
   }
   std::string text;
   std::vector<KeyEvent> events;
@@ -107,12 +99,12 @@ ApplicationDelivery::Outcome ApplicationDelivery::Type(const std::string& record
   }
   if (!events.empty()) {
     ShowInputMethod();
-    if (IsRefused(platform_.keyEvents.Untypable(text))) return Outcome::kRefused;
+    if (IsRefused(platform_.keyEvents.Untypable(text))) return DeliveryOutcome::kRefused;
   }
-  ++posted_;
-  if (events.empty()) return Outcome::kNoKeys;
+  count_.Add();
+  if (events.empty()) return DeliveryOutcome::kNoKeys;
   platform_.keyEvents.Post(events);
-  return Outcome::kDelivered;
+  return DeliveryOutcome::kDelivered;
 }
 
 void ApplicationDelivery::ShowInputMethod() {
@@ -144,7 +136,7 @@ void ApplicationDelivery::RaiseNotTyped(const std::string& reason) {
                {{"Show", actions_.showRuns}});
 }
 
-ApplicationDelivery::Outcome ApplicationDelivery::Paste(const std::string& record) {
+DeliveryOutcome ApplicationDelivery::Paste(const std::string& record) {
   // If SetString fails, Command-V would paste the old contents of the clipboard.
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
@@ -153,17 +145,17 @@ ApplicationDelivery::Outcome ApplicationDelivery::Paste(const std::string& recor
           Notice::kPastingImpossible, "A record was not pasted: the clipboard is not available.",
           "The record is in the archive.", "It was not saved either. Scan or synchronize again.");
     }
-    return Outcome::kNoClipboard;
+    return DeliveryOutcome::kNoClipboard;
   }
   if (pastingFailed_.exchange(false)) {
     strip_.Withdraw(Notice::kPastingImpossible);
     RaiseIncomplete("Not everything was pasted: the clipboard was not available.");
   }
-  ++posted_;
+  count_.Add();
   platform_.clock.Sleep(kPastePause);
   SendCommandAndV();
   platform_.clock.Sleep(kPastePause);
-  return Outcome::kDelivered;
+  return DeliveryOutcome::kDelivered;
 }
 
 // Returns true if the system accepted the keys of the last record.
@@ -182,7 +174,7 @@ bool ApplicationDelivery::ShowProblem() {
   return false;
 }
 
-// Warns in advance that records cannot be typed. Once a record has been lost, the message remains
+// Warns in advance that keys cannot be typed. Once a record has been lost, the message remains
 // until a record is typed.
 void ApplicationDelivery::ShowReadiness(const std::string& problem) {
   if (!problem.empty()) {
@@ -210,9 +202,7 @@ std::string ApplicationDelivery::TypingMessage() const {
 }
 
 void ApplicationDelivery::RunBegan() {
-  isAtOwnWindow_ = false;
-  posted_ = 0;
-  missedBefore_ = 0;
+  count_.Reset();
   nonAsciiSaid_ = false;
   pastingFailed_ = false;
   typingProblem_.Set("");
@@ -226,10 +216,7 @@ void ApplicationDelivery::RunBegan() {
 }
 
 void ApplicationDelivery::KeyIgnored() {
-  lastIgnored_ = platform_.clock.Now();
-  lastMissed_ = posted_.load();
-  if (!isAtOwnWindow_) firstMissed_ = posted_.load();
-  if (isAtOwnWindow_.exchange(true)) return;
+  if (!count_.ExcludeLast(platform_.clock.Now())) return;
   RaiseUndelivered(Notice::kTypedAtQuillet,
                    "Quillet was active, so the records were not delivered.",
                    "They are in the archive. Click the other program before you scan again.",
@@ -253,20 +240,6 @@ void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& pro
   }
 }
 
-// Replaces a raised kTypedAtQuillet with kRecordNotTyped, unless Quillet's window ignored a key of
-// the previous record. If the main thread handles an ignored key late, KeyIgnored raises
-// kTypedAtQuillet again.
-void ApplicationDelivery::ForgetOwnWindow() {
-  const Time previous = std::exchange(lastRecord_, platform_.clock.Now());
-  if (isAtOwnWindow_ && previous > lastIgnored_.load() &&
-      previous - lastIgnored_.load() > kLatestKey) {
-    missedBefore_ = missedBefore_ + lastMissed_ - firstMissed_ + 1;
-    isAtOwnWindow_ = false;
-    strip_.Withdraw(Notice::kTypedAtQuillet);
-    RaiseIncomplete("Not everything was delivered: Quillet was active.");
-  }
-}
-
 void ApplicationDelivery::SendKeyCode(KeyValue key) {
   PressKey(platform_.keyEvents, key, FlagOf(key));
 }
@@ -275,41 +248,13 @@ void ApplicationDelivery::SendCommandAndV() {
   PressKey(platform_.keyEvents, kKeyV, KeyFlag::kCommand);
 }
 
-bool ApplicationDelivery::Run(const std::string& application) {
-  applicationPath.Set(application);
-  if (!platform_.applications.HasApplication(application)) {
-    Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't get FSRef");
-    ShowTarget(application, kNotFound);
-    return false;
-  }
-  if (!platform_.applications.OpenApplication(application)) {
-    Log(platform_.log, "-[SyncController RunApplication]", ":Couldn't open application ",
-        ForeignText(application));
-    ShowTarget(application, kNotOpened);
-    return false;
-  }
-  ShowTarget(application, nullptr);
-  // Intentional: there is no pause between the checks, so an application that starts slowly is
-  // reported as not running.
-  for (int check = 0; check < kRunningChecks; ++check) {
-    if (IsRunning()) return true;
-  }
-  return false;
-}
-
-void ApplicationDelivery::CheckTarget(std::int32_t destination, const std::string& application) {
-  const bool isMissing =
-      destination == kToNamedApplication && !platform_.applications.HasApplication(application);
-  ShowTarget(application, isMissing ? kNotFound : nullptr);
-}
-
 void ApplicationDelivery::AwaitReadiness(std::int32_t destination) {
   if (destination != kToFile && destination != kToView) platform_.keyEvents.AwaitReadiness();
 }
 
 void ApplicationDelivery::Prepare(std::int32_t destination) {
-  // An exchange instead of a store, because it also synchronizes with EndOfRun on another thread:
-  // if that call has found nothing to prepare, isReceiving returns false here.
+  // An exchange, not a store: if another thread has just ended the run and found nothing to
+  // prepare, isReceiving then returns false.
   toPrepare_.exchange(destination);
   if (!actions_.isReceiving()) EndOfRun();
 }
@@ -319,28 +264,6 @@ void ApplicationDelivery::EndOfRun() {
   if (destination == kNothingToPrepare) return;
   if (destination == kToFile || destination == kToView) return WithdrawWarning();
   platform_.keyEvents.Prepare();
-}
-
-/// @param problem  what is wrong with the application; null if there is no problem
-void ApplicationDelivery::ShowTarget(const std::string& application, const char* problem) {
-  const std::lock_guard lock(checking_);
-  std::string message;
-  if (problem != nullptr) {
-    message = "The application \"" + application.substr(application.rfind('/') + 1) + problem;
-  }
-  if (std::exchange(targetMessage_, message) == message) return;
-  if (message.empty()) return strip_.Withdraw(Notice::kTargetMissing);
-  strip_.Raise(Notice::kTargetMissing, message, {{"Choose…", actions_.chooseApplication}});
-}
-
-bool ApplicationDelivery::IsRunning() {
-  for (const std::string& running : platform_.applications.LaunchedApplications()) {
-    if (running == applicationPath.Get()) {
-      Log(platform_.log, ForeignText(running), " Is Running");
-      return true;
-    }
-  }
-  return false;
 }
 
 }  // namespace quillet

@@ -12,7 +12,6 @@ namespace quillet {
 namespace {
 
 using namespace std::chrono_literals;
-using Outcome = ApplicationDelivery::Outcome;
 
 constexpr auto kLongestWait = 60s;
 constexpr auto kWindowPoll = 100ms;
@@ -82,7 +81,7 @@ std::string Redelivery::DeliverToApplication(const StoredRun& run, std::int32_t 
   otherWindowIsActive_ = false;
   const auto records = reader_.ForEachLine(run, &parts_.settings, [&](const std::string& line) {
     if (!problem.empty()) return;
-    if (!application.empty()) parts_.delivery.Run(application);
+    if (!application.empty()) parts_.target.Run(application);
     const bool ready = AwaitOtherWindow();
     if (stopped_) {
       problem = "Delivery stopped";
@@ -92,8 +91,9 @@ std::string Redelivery::DeliverToApplication(const StoredRun& run, std::int32_t 
       problem = "No other window received focus within 60 seconds. Delivery stopped";
     } else {
       const auto outcome = parts_.delivery.Deliver(line, paste);
-      if (outcome == Outcome::kDelivered || outcome == Outcome::kNoKeys) ++delivered;
-      if (outcome == Outcome::kRefused) ++skipped;
+      if (outcome == DeliveryOutcome::kDelivered || outcome == DeliveryOutcome::kNoKeys)
+        ++delivered;
+      if (outcome == DeliveryOutcome::kRefused) ++skipped;
       problem = StopAfter(outcome);
     }
   });
@@ -107,11 +107,13 @@ std::string Redelivery::DeliverToApplication(const StoredRun& run, std::int32_t 
 }
 
 // Returns the reason to stop the delivery, or an empty string if the next record can be delivered.
-std::string Redelivery::StopAfter(ApplicationDelivery::Outcome outcome) const {
-  if (outcome == Outcome::kNoTyping) {
+std::string Redelivery::StopAfter(DeliveryOutcome outcome) const {
+  if (outcome == DeliveryOutcome::kNoTyping) {
     return parts_.delivery.TypingMessage() + " Delivery stopped";
   }
-  return outcome == Outcome::kNoClipboard ? "The clipboard is not available. Delivery stopped" : "";
+  return outcome == DeliveryOutcome::kNoClipboard
+             ? "The clipboard is not available. Delivery stopped"
+             : "";
 }
 
 // Waits until another application's window has focus. Returns false after a time-out or if the

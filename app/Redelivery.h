@@ -9,6 +9,7 @@
 #include "app/Platform.h"
 #include "app/Run.h"
 #include "app/StatusStrip.h"
+#include "app/TargetApplication.h"
 #include "base/ThreadHandle.h"
 #include "base/Word.h"
 #include "device/Settings.h"
@@ -38,6 +39,7 @@ class Redelivery {
     LumetFile& file;                ///< writes the output file
     const Settings& settings;       ///< the current settings
     ApplicationDelivery& delivery;  ///< types or pastes the lines
+    TargetApplication& target;      ///< starts the application
     StatusStrip& strip;             ///< shows the messages
     std::function<void(std::string_view line)> showLine;  ///< appends to the main view; any thread
   };
@@ -62,7 +64,7 @@ class Redelivery {
   std::string Deliver(const StoredRun& run);
   std::string DeliverToFile(const StoredRun& run);
   std::string DeliverToApplication(const StoredRun& run, std::int32_t destination);
-  std::string StopAfter(ApplicationDelivery::Outcome outcome) const;
+  std::string StopAfter(DeliveryOutcome outcome) const;
   bool AwaitOtherWindow();
   bool IsActive();
   void Report(const std::string& text);

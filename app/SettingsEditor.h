@@ -35,7 +35,7 @@ class SettingsEditor {
     platform::Panels& panels;      ///< file dialogs
     StatusStrip& strip;            ///< the status strip
 
-    /// Checks the application to which records will go; see ApplicationDelivery.
+    /// Checks the application to which records will go; see TargetApplication.
     std::function<void(std::int32_t destination, const std::string& application)> checkTarget;
 
     /// Prepares for typing; see ApplicationDelivery. Called when the user chooses a destination.

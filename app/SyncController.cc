@@ -103,29 +103,27 @@ void SyncController::OpenSettings() {
                            .onConfirm =
                                [this] {
                                  delivery_.Prepare(lumet->destination);
-                                 delivery_.CheckTarget(lumet->destination, lumet->appname.Get());
+                                 target_.Check(lumet->destination, lumet->appname.Get());
                                  RunAutomatically();
                                }});
-  settingsEditor_ =
-      new SettingsEditor({.log = platform_.log,
-                          .file = *lumetfile,
-                          .image = QuilletRegistry,
-                          .settings = *lumet,
-                          .form = settingsForm,
-                          .panels = platform_.panels,
-                          .strip = strip_,
-                          .checkTarget =
-                              [this](auto destination, const auto& application) {
-                                delivery_.CheckTarget(destination, application);
-                              },
-                          .prepare = [this](auto destination) { delivery_.Prepare(destination); },
-                          .mayOpen = [this] { return !IgnoresPress("Settings"); },
-                          .saved =
-                              [this] {
-                                strip_.Withdraw(Notice::kScanDelivered);
-                                messages_->CheckCopies();
-                              },
-                          .consent = *consent});
+  settingsEditor_ = new SettingsEditor(
+      {.log = platform_.log,
+       .file = *lumetfile,
+       .image = QuilletRegistry,
+       .settings = *lumet,
+       .form = settingsForm,
+       .panels = platform_.panels,
+       .strip = strip_,
+       .checkTarget = [this](auto destination,
+                             const auto& application) { target_.Check(destination, application); },
+       .prepare = [this](auto destination) { delivery_.Prepare(destination); },
+       .mayOpen = [this] { return !IgnoresPress("Settings"); },
+       .saved =
+           [this] {
+             strip_.Withdraw(Notice::kScanDelivered);
+             messages_->CheckCopies();
+           },
+       .consent = *consent});
 }
 
 void SyncController::OnMainThread(std::function<void()> change) {

@@ -18,6 +18,7 @@
 #include "app/RunMessages.h"
 #include "app/SettingsEditor.h"
 #include "app/StatusStrip.h"
+#include "app/TargetApplication.h"
 #include "base/SharedText.h"
 #include "base/ThreadHandle.h"
 #include "base/Word.h"
@@ -100,12 +101,12 @@ class SyncController final : public LumetDelegate {
   void connectionDidFailWithError();
   void connectionDidFinishLoading(std::shared_ptr<void> connection) { connection.reset(); }
   ///@}
-  ///@{ See ApplicationDelivery.
+  ///@{ See ApplicationDelivery and TargetApplication.
   static KeyValue ConvertFromCharToKeyCode(char16_t unit) { return KeyForCharacter(unit); }
   void SendKeyCode(KeyValue key) { delivery_.SendKeyCode(key); }
   void SendCommandAndV() { delivery_.SendCommandAndV(); }
-  bool IsApplicationRunning() { return delivery_.IsRunning(); }
-  bool RunApplication() { return delivery_.Run(lumet->appname.Get()); }
+  bool IsApplicationRunning() { return target_.IsRunning(); }
+  bool RunApplication() { return target_.Run(lumet->appname.Get()); }
   void KeyIgnored() { delivery_.KeyIgnored(); }
   ///@}
 
@@ -164,11 +165,11 @@ class SyncController final : public LumetDelegate {
   MainView mainView_{platform_.mainQueue, controls_.barcodeView};
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
+  TargetApplication target_{platform_, strip_, [this] { settingsEditor_->ChooseApplication(); }};
   ApplicationDelivery delivery_{
       platform_,
       strip_,
-      {.chooseApplication = [this] { settingsEditor_->ChooseApplication(); },
-       .showRuns = [this] { earlierRuns_->Open(); },
+      {.showRuns = [this] { earlierRuns_->Open(); },
        .isArchived = [this] { return !archive_->failed(); },
        .isReceiving = [this] { return bIsConnected && run_.IsInProgress(); },
        .guide = paths_.guide}};
@@ -182,7 +183,7 @@ class SyncController final : public LumetDelegate {
   RunMessages* messages_ = nullptr;
 
  public:
-  ///@{ See PortTable, Run and ApplicationDelivery.
+  ///@{ See PortTable, Run and TargetApplication.
   Word<std::int32_t>& numPorts = ports_.numPorts;
   std::array<SharedText, kMaximumPorts>& stream = ports_.stream;
   std::array<SharedText, kMaximumPorts>& path = ports_.path;
@@ -193,7 +194,7 @@ class SyncController final : public LumetDelegate {
   std::atomic<std::int32_t>& barcodeindex = run_.barcodeindex;
   SharedText& syncfileName = run_.syncfileName;
   SharedText& syncfileData = run_.syncfileData;
-  SharedText& applicationPath = delivery_.applicationPath;
+  SharedText& applicationPath = target_.applicationPath;
   const std::string* barcodedata() const { return run_.barcodedata(); }
   ///@}
 };

@@ -77,7 +77,7 @@ void SyncController::DisplayBarcode(const std::string& record) {
     RunApplication();
   }
   const auto outcome = delivery_.Deliver(record, lumet->bNonEnglish != 0);
-  if (outcome == ApplicationDelivery::Outcome::kDelivered) messages_->RecordDelivered(target);
+  if (outcome == DeliveryOutcome::kDelivered) messages_->RecordDelivered(target);
 }
 
 void SyncController::SynchronizeFinished() {
@@ -111,6 +111,7 @@ void SyncController::OpenArchive() {
                       .file = *lumetfile,
                       .settings = *lumet,
                       .delivery = delivery_,
+                      .target = target_,
                       .strip = strip_,
                       .showLine = [this](std::string_view line) { DisplayRecord(line); }});
   earlierRuns_ = new EarlierRuns({.platform = platform_,

@@ -63,11 +63,12 @@ class DeliveryTest : public test::AppFixture {
   bool archived = true;
   test::FakeStatusDisplay display;
   StatusStrip messages{display, mainQueue, log};
-  ApplicationDelivery delivery{Platform{log, clock, tavo, files, mainQueue, registry, workspace,
-                                        panels, ticker, keyEvents, pasteboard, applications},
+  Platform system{log,       clock,  tavo,   files,     mainQueue,  registry,
+                  workspace, panels, ticker, keyEvents, pasteboard, applications};
+  TargetApplication target{system, messages, [this] { ++chosen; }};
+  ApplicationDelivery delivery{system,
                                messages,
-                               {.chooseApplication = [this] { ++chosen; },
-                                .showRuns = [] {},
+                               {.showRuns = [] {},
                                 .isArchived = [this] { return archived; },
                                 .isReceiving = [] { return false; },
                                 .guide = "/guide.md"}};
@@ -322,21 +323,21 @@ TEST_F(DeliveryTest, DoesNotCountRecordsTypedIntoQuillet) {
 TEST_F(DeliveryTest, SaysThatTheApplicationIsMissing) {
   const std::string missing =
       "The application \"TextEdit\" was not found. Choose another application.";
-  delivery.CheckTarget(kToNamedApplication, "/Applications/TextEdit");
+  target.Check(kToNamedApplication, "/Applications/TextEdit");
   EXPECT_EQ(Message(), missing);
   EXPECT_EQ(display.Buttons(), Texts{"Choose…"});
   display.Press(0);
   EXPECT_EQ(chosen, 1);
-  delivery.CheckTarget(kToFile, "/Applications/TextEdit");
+  target.Check(kToFile, "/Applications/TextEdit");
   EXPECT_EQ(Message(), "");
-  delivery.Run("/Applications/TextEdit");
+  target.Run("/Applications/TextEdit");
   EXPECT_EQ(Message(), missing);
   applications.opens = false;
-  delivery.Run(kEditor);
+  target.Run(kEditor);
   EXPECT_EQ(Message(),
             "The application \"editor\" could not be opened. Choose another application.");
   applications.opens = true;
-  delivery.Run(kEditor);
+  target.Run(kEditor);
   EXPECT_EQ(Message(), "");
 }
 
@@ -346,7 +347,7 @@ TEST_F(DeliveryTest, ChecksUpToTenTimesIfTheApplicationIsRunning) {
     applications.running.clear();
     applications.looksBeforeListed = unlisted;
     log.Clear();
-    EXPECT_EQ(delivery.Run(kEditor), unlisted < 10);
+    EXPECT_EQ(target.Run(kEditor), unlisted < 10);
     EXPECT_EQ(applications.looks, std::min(unlisted + 1, 10));
     EXPECT_EQ(log.lines(), unlisted < 10 ? Texts{"/usr/bin/editor Is Running"} : Texts{});
   }
@@ -355,10 +356,10 @@ TEST_F(DeliveryTest, ChecksUpToTenTimesIfTheApplicationIsRunning) {
 
 TEST_F(DeliveryTest, ComparesApplicationPathsExactly) {
   applications.running = {"/usr/bin/editor2", "/usr/bin/Editor", "/usr/bin/editor/"};
-  delivery.applicationPath.Set(kEditor);
-  EXPECT_FALSE(delivery.IsRunning());
+  target.applicationPath.Set(kEditor);
+  EXPECT_FALSE(target.IsRunning());
   applications.running.push_back(kEditor);
-  EXPECT_TRUE(delivery.IsRunning());
+  EXPECT_TRUE(target.IsRunning());
 }
 
 /// Tests of destination 2 and of invalid destination numbers, which the program treats like 2.
@@ -402,7 +403,7 @@ TEST_F(DeliveryTest, TypesEvenIfTheApplicationCannotBeOpened) {
   EXPECT_TRUE(applications.opened.empty());
   EXPECT_EQ(applications.looks, 0);
   applications.opens = false;
-  EXPECT_FALSE(delivery.Run(kEditor));
+  EXPECT_FALSE(target.Run(kEditor));
   Choose(3, kEditor);
   Synchronize();
   EXPECT_EQ(log.Count("-[SyncController RunApplication]:Couldn't open application /usr/bin/editor"),

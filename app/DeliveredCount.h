@@ -1,0 +1,39 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+
+namespace quillet {
+
+/// Counts the records that were typed or pasted since a run began. Excludes records that are known
+/// to have been ignored by Quillet's windows. Any thread, unless stated otherwise.
+class DeliveredCount {
+ public:
+  /// Time of a monotonic clock; see Clock::Now.
+  using Time = std::chrono::nanoseconds;
+
+  void Reset();                 ///< called when a run begins; sets the number to 0
+  void Add() { ++posted_; }     ///< counts a record; called before its keys are sent
+  void Remove() { --posted_; }  ///< removes the last record, whose keys were not accepted
+  std::int32_t Get() const;     ///< returns the number of records
+
+  /// Called before each record, by one thread at a time.
+  /// @return true if records were ignored, but not the last one; the next call returns false.
+  bool BeginRecord(Time now);
+
+  /// Excludes the last record, because a window of Quillet has ignored a key of it. Main thread.
+  /// @return true for the first ignored key since Reset or since BeginRecord returned true.
+  bool ExcludeLast(Time now);
+
+ private:
+  std::atomic<std::int32_t> posted_ = 0;        // records typed or pasted since the run began
+  std::atomic<bool> areMissed_ = false;         // the last records were ignored
+  std::atomic<std::int32_t> firstMissed_ = 0;   // value of posted_ when areMissed_ was set
+  std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ at the last ignored key
+  std::atomic<std::int32_t> missedBefore_ = 0;  // records ignored before areMissed_ was set
+  std::atomic<Time> lastIgnored_ = Time::min();
+  Time lastRecord_{};  // used only by BeginRecord
+};
+
+}  // namespace quillet
