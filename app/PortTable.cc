@@ -34,8 +34,8 @@ std::int32_t PortTable::Keep(std::span<const std::string> names,
   return static_cast<std::int32_t>(kept);
 }
 
-PortTable::ListChange PortTable::AfterSearch(std::int32_t before, bool flag, bool connected) const {
-  ListChange change;
+PortListChange PortTable::AfterSearch(std::int32_t before, bool flag, bool connected) const {
+  PortListChange change;
   if (!connected) {
     // If the previous search found no ports, the list has a second item "None" to remove.
     if (flag) change.removals = std::max(before, 1);

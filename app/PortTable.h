@@ -13,6 +13,20 @@
 
 namespace quillet {
 
+/// An item of the port list.
+struct PortItem {
+  std::string title;                                 ///< device name, "None" or scanner name
+  std::string path = {};                             ///< device path, or empty
+  bool operator==(const PortItem&) const = default;  ///< compares all members
+};
+
+/// A change to the port list. The list's first item, "None", is never removed.
+struct PortListChange {
+  std::int32_t removals = 0;                               ///< items to remove, from position 1
+  std::vector<PortItem> items;                             ///< items to append after the removals
+  bool operator==(const PortListChange&) const = default;  ///< compares all members
+};
+
 /// The serial ports that may have a scanner attached. Tracks which port is selected, being
 /// tried or connected, and computes the items of the port list.
 ///
@@ -21,20 +35,6 @@ namespace quillet {
 class PortTable {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;  ///< capacity of the table
-
-  /// An item of the port list.
-  struct Item {
-    std::string title;                             ///< device name, "None" or scanner name
-    std::string path = {};                         ///< device path, or empty
-    bool operator==(const Item&) const = default;  ///< compares all members
-  };
-
-  /// A change to the port list. The list's first item, "None", is never removed.
-  struct ListChange {
-    std::int32_t removals = 0;  ///< number of items to remove, from position 1
-    std::vector<Item> items;    ///< items to append after the removals
-    bool operator==(const ListChange&) const = default;  ///< compares all members
-  };
 
   /// @param log  outlives this object
   explicit PortTable(SystemLog& log) : log_(log) {}
@@ -50,10 +50,9 @@ class PortTable {
   /// @param before     `numPorts` before the search
   /// @param flag       whether to remove the items of the previous ports
   /// @param connected  whether the list shows a connected scanner instead of ports
-  ListChange AfterSearch(std::int32_t before, bool flag, bool connected) const;
+  PortListChange AfterSearch(std::int32_t before, bool flag, bool connected) const;
 
-  /// Stores the list position that the user selected and remembers its port.
-  void Select(std::int32_t item);
+  void Select(std::int32_t item);  ///< stores the position that the user selected, and its port
 
   /// Returns the position to select after a change to the list: the connected scanner, else the
   /// port that the user selected or that was connected last, else the first port, else "None". The
@@ -72,14 +71,13 @@ class PortTable {
   /// Returns true if a port has this path.
   bool Contains(const std::string& portPath) const { return Find(path, portPath) < numPorts; }
 
-  /// Returns the path of the port `portIndex`, or an empty string if there is no such port, for
-  /// example because "None" is selected.
-  std::string PathTried() const { return PathOf(portIndex); }
-
   /// Returns the path of port `index`, or an empty string if there is no such port.
   std::string PathOf(std::int32_t index) const {
     return IsPort(index) ? At(path, index) : std::string();
   }
+
+  /// Returns PathOf(portIndex), which is empty if "None" is selected.
+  std::string PathTried() const { return PathOf(portIndex); }
 
   /// Stores the name of port `index` in `connectedPortString`, or an empty string if `index` is not
   /// a port. `index` equals `numPorts` if the scanner answers after the attempt on the last port

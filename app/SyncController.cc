@@ -146,12 +146,12 @@ void SyncController::updatePortList(bool flag) {
   ChangePortList(ports_.AfterSearch(before, flag, bIsConnected));
 }
 
-void SyncController::ChangePortList(PortTable::ListChange change) {
+void SyncController::ChangePortList(PortListChange change) {
   OnMainThread([this, change = std::move(change), connected = bool{bIsConnected}] {
     platform::PopUpList& list = controls_.portList;
     isPortListChanging_ = true;
     for (std::int32_t i = 0; i < change.removals; ++i) list.RemoveItem(1);
-    for (const PortTable::Item& item : change.items) {
+    for (const PortItem& item : change.items) {
       list.AddItem(ShownText(item.title), ShownText(item.path));
     }
     list.SelectItem(ports_.ItemToSelect(list.NumberOfItems(), connected));

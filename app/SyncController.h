@@ -147,7 +147,7 @@ class SyncController final : public LumetDelegate {
 
  private:
   void OnMainThread(std::function<void()> change);
-  void ChangePortList(PortTable::ListChange change);
+  void ChangePortList(PortListChange change);
   bool TryPort();
   void TryAgain();
   void OpenArchive();

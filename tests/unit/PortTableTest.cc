@@ -53,7 +53,7 @@ TEST_F(PortTableTest, ReturnsHowASearchChangesThePortList) {
     Texts ports;
     std::int32_t before;
     bool flag, connected;
-    PortTable::ListChange change;
+    PortListChange change;
   } cases[] = {
       {{}, 0, true, false, {1, {{"None"}}}},
       {{}, 2, true, false, {2, {{"None"}}}},
