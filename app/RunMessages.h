@@ -47,7 +47,6 @@ class RunMessages {
   /// Called when the user starts a run. Removes the messages about earlier actions. Any thread.
   void RunRequested();
   void RunBegan();  ///< called when a run begins; shows its progress. Any thread.
-
   void RunEnded(const Run::Result& result);  ///< called when a run has ended; read thread
 
   void Connected();     ///< called after a scanner has connected. Read thread.
@@ -55,14 +54,14 @@ class RunMessages {
   void HungUp();        ///< called if the connected scanner's line stops working. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
+  void ScannerErased();                       ///< see RunArchive::OnErased
+
   /// Called after a record has been typed or pasted into a program. Announces the first record that
   /// arrives outside a run. Read thread.
   /// @param destination  see Settings
   void RecordDelivered(std::int32_t destination);
 
-  void ScannerErased();  ///< see RunArchive::OnErased
-
-  /// Shows why a button that the user pressed currently has no effect. Main thread.
+  /// Shows why a button that the user pressed has no effect now. Main thread.
   void PressIgnored(const std::string& text);
 
   /// If the settings erase the scanner and write no file, shows a message that only the archive
@@ -96,7 +95,7 @@ class RunMessages {
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
   std::atomic<bool> fileSaid_{false};                // a message about the run's file was raised
-  SharedText endedName_;                             // name of the most recently ended run
+  SharedText endedName_;                             // name of the run that ended last
   // These describe the run that ended last; see DownloadCounts.
   std::atomic<std::int32_t> expected_{0};  // number of records in the scanner
   std::atomic<std::int32_t> missing_{0};
