@@ -76,7 +76,7 @@ void SettingsEditor::Choose(std::int32_t destination) {
 }
 
 void SettingsEditor::Restore() {
-  LumetFile::ReadResult file = parts_.file.ReadRegistry(parts_.image);
+  RegistryRead file = parts_.file.ReadRegistry(parts_.image);
   if (!file) file = RestoreDefaults();
   Log(parts_.log, "-[SyncController RestoreSettings]", ": Read registry file done...");
   ReadChoices(parts_.image, settings_);
@@ -95,7 +95,7 @@ void SettingsEditor::Restore() {
 
 // Sets and saves the defaults. Settings that are not assigned here already have their default
 // values. Returns the result of reading the saved file.
-LumetFile::ReadResult SettingsEditor::RestoreDefaults() {
+RegistryRead SettingsEditor::RestoreDefaults() {
   settings_.bAttachSerial = 1;
   settings_.bAttachTimestamp = 1;
   settings_.bAttachType = 1;

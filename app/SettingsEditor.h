@@ -85,7 +85,7 @@ class SettingsEditor {
   void CheckTarget(std::int32_t destination);
   void CheckPaths();
   void Choose(std::int32_t destination);
-  LumetFile::ReadResult RestoreDefaults();
+  RegistryRead RestoreDefaults();
   void ShowSamples();
 
   const Parts parts_;

@@ -112,14 +112,14 @@ std::size_t LumetFile::RemoveUnfinished(const std::string& path) {
   return removed;
 }
 
-LumetFile::ReadResult LumetFile::Read(std::span<char> dest, bool registry) {
+RegistryRead LumetFile::Read(std::span<char> dest, bool registry) {
   Log(log_, "-[LumetFile ReadDataFromFile::]");
   if (!registry) return {};
   platform::Checked file = files_.ReadChecked(RegistryPath(), kRegistryReadLimit);
-  ReadResult result{.custody = file.custody,
-                    .owner = std::move(file.owner),
-                    .ownFile = file.ownFile,
-                    .error = file.error};
+  RegistryRead result{.custody = file.custody,
+                      .owner = std::move(file.owner),
+                      .ownFile = file.ownFile,
+                      .error = file.error};
   if (!file.contents) return result;
   // Without a byte-order mark, the bytes are kept unchanged: the fields have fixed byte positions,
   // and stored paths may be in any encoding.

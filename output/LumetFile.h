@@ -17,6 +17,17 @@ inline constexpr char kDataFolder[] = "/Users/Shared/QuilletData";
 /// The part of the configured output path that each run replaces with a new file name.
 inline constexpr char kPlaceholder[] = "/sn_timestamp.txt";
 
+/// Result of LumetFile::ReadRegistry.
+struct RegistryRead {
+  bool wasRead = false;  ///< false: the buffer is unchanged
+  /// Who could have written the settings.
+  platform::Custody custody = platform::Custody::kForeign;
+  std::string owner = {};  ///< the other user's name, or empty; see Checked
+  bool ownFile = false;    ///< whether the file belongs to this user or root
+  int error = 0;           ///< error that prevented reading (errno(3)), or 0
+  explicit operator bool() const { return wasRead; }  ///< true if the file was read
+};
+
 /// Reads and writes the settings file and the output files. Has no mutable state, so the main
 /// thread and the read thread may use it at the same time.
 class LumetFile {
@@ -28,14 +39,13 @@ class LumetFile {
   LumetFile(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
             std::string dataFolder = kDataFolder);
 
-  /// Absolute path of the data folder.
-  const std::string& dataFolder() const { return dataFolder_; }
-
+  const std::string& dataFolder() const { return dataFolder_; }  ///< absolute path of the folder
   /// Absolute path of the settings file.
   std::string RegistryPath() const { return dataFolder_ + "/QuilletRegistry.txt"; }
+  /// Name of the user who owns the settings file, or an empty string.
+  std::string SettingsOwner() { return files_.Owner(RegistryPath()); }
 
-  /// Creates the data folder and its parent folders. A failure is only logged.
-  void CreateBarcodeDirectory();
+  void CreateBarcodeDirectory();  ///< creates the data folder and its parents; only logs a failure
 
   /// Replaces a text file and logs the result. The settings file is replaced only if it is a
   /// regular file, and text is added only to a file that can be read.
@@ -47,37 +57,22 @@ class LumetFile {
   platform::Replaced WriteDataToFile(const std::string& path, std::string_view data, bool spare,
                                      bool append);
 
-  /// Returns true if `path` refers to the settings file, directly or through a link. Runs must not
-  /// write there: their records would replace the settings, and the next Save would replace the
-  /// records.
+  /// Returns true if `path` refers to the settings file, directly or through a link. If a run wrote
+  /// there, the records would replace the settings, and the next Save would replace the records.
   bool IsSettingsFile(const std::string& path);
-
-  /// Returns true if each run replaces an existing file at the output path `path`.
-  bool IsReplaced(const std::string& path);
-
-  /// Deletes the temporary files that a killed process left behind in the data folder and in the
-  /// folder of the output path `path`.
-  /// @return the number of deleted files
-  std::size_t RemoveUnfinished(const std::string& path);
 
   /// Returns true if a file, a folder or a link exists at `path`.
   bool Exists(const std::string& path) { return files_.Exists(path); }
+  /// Returns true if each run replaces an existing file at the output path `path`.
+  bool IsReplaced(const std::string& path);
+
+  /// Deletes the temporary files of killed processes in the data folder and in the folder of the
+  /// output path `path`. Returns the number of deleted files.
+  std::size_t RemoveUnfinished(const std::string& path);
 
   /// Returns a path in the folder of `path`, with a name that another user cannot predict: the name
-  /// in `path` without ".txt", then "_", the last six digits of the current time in microseconds,
-  /// and ".txt".
+  /// in `path`, "_" and six digits of the current time in microseconds.
   std::string AlternativePath(const std::string& path);
-
-  /// Result of ReadRegistry.
-  struct ReadResult {
-    bool wasRead = false;  ///< false: `dest` is unchanged
-    platform::Custody custody =
-        platform::Custody::kForeign;  ///< who could have written the settings
-    std::string owner = {};           ///< the other user's name, or empty; see Checked
-    bool ownFile = false;             ///< whether the file belongs to this user or root
-    int error = 0;                    ///< error that prevented reading (errno(3)), or 0
-    explicit operator bool() const { return wasRead; }  ///< true if the file was read
-  };
 
   /// Reads the settings file into a buffer and appends a NUL.
   /// @param dest      receives the text, truncated to its size
@@ -86,9 +81,10 @@ class LumetFile {
   bool ReadDataFromFile(std::span<char> dest, bool registry) {
     return Read(dest, registry).wasRead;
   }
+  /// Reads the settings file as ReadDataFromFile does.
+  RegistryRead ReadRegistry(std::span<char> dest) { return Read(dest, true); }
 
-  /// Returns a name for a new output file: the displayed part of the serial number, "_", the local
-  /// date and time, ".txt".
+  /// Returns a file name: displayed part of the serial number, "_", local date and time, ".txt".
   std::string GetSyncFileName(const SerialNumberField& serial);
 
   /// Returns the path of a run's output file; see ResolveSyncFileName.
@@ -96,25 +92,18 @@ class LumetFile {
   /// @param serial  serial number of the scanner, for the name of a new file
   std::string OutputPath(const std::string& path, const SerialNumberField& serial);
 
-  /// Creates a file. If the name is in use, adds "_2", "_3" and so on before the extension until a
-  /// name is unused.
+  /// Creates a file. If its name is in use, adds "_2", "_3" and so on before the extension.
   /// @param path      absolute path of the file; set to the path that was tried last
   /// @param contents  the text in UTF-8
   /// @return see FileStore::CreateNew; kExists if all names up to "_9999" are in use
   platform::FileStore::Created CreateNumbered(std::string& path, std::string_view contents);
 
-  /// Reads the settings file as ReadDataFromFile does.
-  ReadResult ReadRegistry(std::span<char> dest) { return Read(dest, true); }
-
   /// Replaces the settings file with the text in `src` up to the first NUL.
   /// @return see FileStore::ReplaceChecked
   platform::Replaced SaveRegistry(std::span<const char> src);
 
-  /// Returns the name of the user who owns the settings file, or an empty string.
-  std::string SettingsOwner() { return files_.Owner(RegistryPath()); }
-
  private:
-  ReadResult Read(std::span<char> dest, bool registry);
+  RegistryRead Read(std::span<char> dest, bool registry);
 
   SystemLog& log_;
   platform::Clock& clock_;
