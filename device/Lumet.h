@@ -34,9 +34,6 @@ namespace quillet {
 /// session is never destroyed, since the read thread runs until the process ends.
 class Lumet final : public Settings, public ScannerIdentity, public SerialPortDelegate {
  public:
-  static constexpr std::int32_t kCommandBufferSize =
-      1024;  ///< maximum length of a command in bytes, including the NUL
-
   /// @param log    the log; never destroyed, like `clock` and `line`
   /// @param clock  used for pauses and to set the scanner's clock
   /// @param line   opens, reads and writes the scanner's port
@@ -49,13 +46,12 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// Sets the receiver of the callbacks, which must never be destroyed. Any thread.
   void setDelegate(LumetDelegate* owner) { delegate_.store(owner); }
 
-  /// Sets the download, which must never be destroyed. Call it once, before the first connection.
-  void setDownload(Download* download) { download_ = download; }
-
   /// The archive, or null. Without an archive, the session sends no erase command.
   RecordArchive* archive() const { return archive_; }
-  /// Sets the archive, which must never be destroyed. Call it once, before the first connection.
+  ///@{ Call once, before the first connection. The argument must never be destroyed.
   void setArchive(RecordArchive* archive) { archive_ = archive; }
+  void setDownload(Download* download) { download_ = download; }
+  ///@}
 
   // --- Connection ---
   /// Opens the scanner's port, queues the start-up commands and sleeps 1 s. After the scanner has
@@ -64,24 +60,16 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   /// @return 1 if the port is open, else 0.
   std::uint8_t connectTavo(const char* path);
 
-  /// Returns true if the last connectTavo could not start a thread. Any thread.
-  bool LacksThread() const { return lacksThread_ || serial_.LacksThread(); }
-
-  /// Discards the received data and the queued commands, queues the start-up commands and sleeps
-  /// 1 s.
+  /// Discards received data and queued commands, queues the start-up commands and sleeps 1 s.
   void InitTavo();
 
   /// Closes the port, clears the serial number and firmware version and ends the command thread.
   /// May be called before the first connection. Any thread except the read thread.
   void disconnectTavo();
 
-  /// The scanner's serial number. Its first kHiddenSerialCharacters characters are not displayed.
-  const SerialNumberField& returnSerialNumber() const { return SerialNo; }
-
   // --- Receiving: read thread ---
   void DataFromDevice(const std::uint8_t* bytes, std::int32_t count) override;
   void DeviceHungUp() override;
-
   /// Processes one received byte, without logging it.
   void HandleInputData(std::uint8_t byte) { Receive({&byte, 1}); }
 
@@ -121,7 +109,6 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   // --- For the download ---
   /// Appends an entry to the queue, or logs and drops it if the queue is full. Any thread.
   void Queue(std::initializer_list<std::uint8_t> entry);
-
   void SetCommand(std::string_view command);  ///< fills commandBuf and clears bCommandDone
   void TakeCommand();                         ///< moves the current entry to commandBuf
   void ConsumeHead();                         ///< removes the current entry
@@ -130,9 +117,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   /// Publishes the progress of the download. Called by the thread that runs the current step.
   void Show(const DisplayState& state) { display_ = state; }
-
-  /// The record counts of the current download.
-  DownloadCounts& counts() { return counts_; }
+  DownloadCounts& counts() { return counts_; }  ///< counts the records of the download
 
   // --- State ---
   const DownloadCounts& counts() const { return counts_; }     ///< see DownloadCounts
@@ -144,12 +129,15 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   bool bConnected() const { return bConnected_ != 0; }         ///< the port is open
   const CommandQueue& cmdArray() const { return cmdArray_; }   ///< the queued commands
   const ReceiveMachine& receive() const { return receive_; }   ///< the received data
+  /// Returns true if the last connectTavo could not start a thread. Any thread.
+  bool LacksThread() const { return lacksThread_ || serial_.LacksThread(); }
+  /// The scanner's serial number. Its first kHiddenSerialCharacters characters are not displayed.
+  const SerialNumberField& returnSerialNumber() const { return SerialNo; }
 
   /// Returns the big-endian number in `count` (0 to 4) bytes of RxBuffer at `start`. Read thread.
   std::uint32_t MakeInteger(std::int32_t start, std::int32_t count) const {
     return NumberAt(receive_.RxBuffer(), start, count);
   }
-
   /// Returns the big-endian number in four bytes.
   static std::uint32_t MakeOneNumber(const std::uint8_t* fourBytes) {
     return NumberAt({fourBytes, 4}, 0, 4);
@@ -170,6 +158,8 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   std::uint8_t AwaitAnswer(std::int32_t waitFactor);
   void InitialSetting();
   void TruncateSerialNumber(std::int32_t length);
+
+  static constexpr std::int32_t kCommandBufferSize = 1024;  // in bytes, including a NUL
 
   SystemLog& log_;
   platform::Clock& clock_;
