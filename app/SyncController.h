@@ -49,7 +49,6 @@ class SyncController final : public LumetDelegate {
                  platform::SettingsForm& form, platform::RunsWindow& runs, Paths paths);
 
   // --- Start-up: main thread --------------------------------------------------------------------
-
   QuilletAppDelegate* delegate() const { return delegate_; }  ///< the application; not owned
   /// Sets the application object. Call before Initialize.
   void setDelegate(QuilletAppDelegate* application) { delegate_ = application; }
@@ -58,7 +57,6 @@ class SyncController final : public LumetDelegate {
   void Initialize();  ///< starts the controller and a connection attempt; call once
 
   // --- Serial ports: main thread ----------------------------------------------------------------
-
   std::int32_t findSerialPorts();  ///< fills `stream` and `path`; returns the number of ports
   void updatePortList(bool flag);  ///< updates the port list; if `flag`, removes old items first
   void startNotification();        ///< registers for notifications about ports
@@ -72,7 +70,6 @@ class SyncController final : public LumetDelegate {
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------
-
   void connectButton();  ///< connects to the selected port, or disconnects. Main thread.
   /// Starts an attempt to connect, unless an attempt is in progress.
   /// @param tryAll  true to try all ports, false to try only the selected port
@@ -89,7 +86,6 @@ class SyncController final : public LumetDelegate {
   void WriteArchive() { archive_->WriteLines(); }  ///< see RunArchive. Main thread.
 
   // --- Synchronization --------------------------------------------------------------------------
-
   void synchronizeButton();  ///< starts a run unless one started by the button is in progress
   void DoSynchronization();  ///< starts a run. Main thread or read thread.
   void AwaitDelivery() override { delivery_.AwaitReadiness(lumet->destination); }
@@ -111,14 +107,12 @@ class SyncController final : public LumetDelegate {
   ///@}
 
   // --- Main window ------------------------------------------------------------------------------
-
   /// Queues UTF-8 text with any line ends for the view; `newline` appends one. Any thread.
   void DisplayText(std::string_view text, bool newline);
   void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
   void clearviewButton();                       ///< clears the main view. Main thread.
 
   // --- Settings: main thread, after Initialize --------------------------------------------------
-
   ///@{ See SettingsEditor.
   void SaveSettings() { settingsEditor_->Save(); }
   void RestoreSettings() { settingsEditor_->Restore(); }
@@ -131,7 +125,6 @@ class SyncController final : public LumetDelegate {
   ///@}
 
   // --- Fields -----------------------------------------------------------------------------------
-
   platform::SerialRegistry::NotifyPort notifyPort = 0;  ///< 0 while not registered; main thread
   platform::SerialRegistry::Handle addIterator = 0;     ///< ports that were added; main thread
   platform::SerialRegistry::Handle removeIterator = 0;  ///< ports that were removed; main thread
@@ -150,6 +143,7 @@ class SyncController final : public LumetDelegate {
   void ChangePortList(PortListChange change);
   bool TryPort();
   void TryAgain();
+  ApplicationDelivery::Actions DeliveryActions();
   void OpenArchive();
   void OpenSettings();
   void RunAutomatically();
@@ -166,13 +160,7 @@ class SyncController final : public LumetDelegate {
   PortTable ports_{platform_.log};
   Run run_{platform_.log, [this](auto text, bool newline) { DisplayText(text, newline); }};
   TargetApplication target_{platform_, strip_, [this] { settingsEditor_->ChooseApplication(); }};
-  ApplicationDelivery delivery_{
-      platform_,
-      strip_,
-      {.showRuns = [this] { earlierRuns_->Open(); },
-       .isArchived = [this] { return !archive_->failed(); },
-       .isReceiving = [this] { return bIsConnected && run_.IsInProgress(); },
-       .guide = paths_.guide}};
+  ApplicationDelivery delivery_{platform_, strip_, DeliveryActions()};
   bool isPortListChanging_ = false;       // main thread only
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};

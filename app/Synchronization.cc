@@ -98,6 +98,13 @@ void SyncController::SynchronizeFinished() {
   DisplayText("Synchronization finished. Tavo can be plugged off now", true);
 }
 
+ApplicationDelivery::Actions SyncController::DeliveryActions() {
+  return {.showRuns = [this] { earlierRuns_->Open(); },
+          .isArchived = [this] { return !archive_->failed(); },
+          .isReceiving = [this] { return bIsConnected && run_.IsInProgress(); },
+          .guide = paths_.guide};
+}
+
 void SyncController::OpenArchive() {
   archive_ = new RunArchive(platform_.clock, platform_.files, *lumet, *lumet, paths_.archive);
   archive_->OnProblem([this](RunArchive::Problem problem) { messages_->Problem(problem); });
