@@ -83,7 +83,7 @@ DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool pas
 
 // Posts all keys of a record in one call, so that a backend needs to release the modifiers held by
 // the user only once per record. Counts the record before the call, because KeyIgnored may be
-// called during it.
+// called before Post returns.
 DeliveryOutcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
     if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
@@ -174,7 +174,7 @@ bool ApplicationDelivery::ShowProblem() {
   return false;
 }
 
-// Warns in advance that keys cannot be typed. Once a record has been lost, the message remains
+// Warns in advance that records cannot be typed. Once a record has been lost, the message remains
 // until a record is typed.
 void ApplicationDelivery::ShowReadiness(const std::string& problem) {
   if (!problem.empty()) {
@@ -253,8 +253,8 @@ void ApplicationDelivery::AwaitReadiness(std::int32_t destination) {
 }
 
 void ApplicationDelivery::Prepare(std::int32_t destination) {
-  // An exchange, not a store: if another thread has just ended the run and found nothing to
-  // prepare, isReceiving then returns false.
+  // An exchange instead of a store, because it also synchronizes with EndOfRun on another thread:
+  // if that call has found nothing to prepare, isReceiving returns false here.
   toPrepare_.exchange(destination);
   if (!actions_.isReceiving()) EndOfRun();
 }

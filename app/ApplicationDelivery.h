@@ -56,8 +56,8 @@ class ApplicationDelivery {
   void SendCommandAndV();          ///< types Command-V (Control-V on Linux)
 
   /// Prepares for typing if the destination is a program. While a run receives records, waits for
-  /// EndOfRun, because the desktop's question would take the focus from the program that receives
-  /// the records. Any thread.
+  /// EndOfRun, because the desktop's permission dialog would take the focus from the program that
+  /// receives the records. Any thread.
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
 

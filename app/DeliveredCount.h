@@ -30,7 +30,7 @@ class DeliveredCount {
   std::atomic<std::int32_t> posted_ = 0;        // records typed or pasted since the run began
   std::atomic<bool> areMissed_ = false;         // the last records were ignored
   std::atomic<std::int32_t> firstMissed_ = 0;   // value of posted_ when areMissed_ was set
-  std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ at the last ignored key
+  std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ when a key was last ignored
   std::atomic<std::int32_t> missedBefore_ = 0;  // records ignored before areMissed_ was set
   std::atomic<Time> lastIgnored_ = Time::min();
   Time lastRecord_{};  // used only by BeginRecord

@@ -61,7 +61,7 @@ class RunMessages {
   /// @param destination  see Settings
   void RecordDelivered(std::int32_t destination);
 
-  /// Shows why a button that the user pressed has no effect now. Main thread.
+  /// Shows why a button that the user pressed currently has no effect. Main thread.
   void PressIgnored(const std::string& text);
 
   /// If the settings erase the scanner and write no file, shows a message that only the archive
@@ -95,7 +95,7 @@ class RunMessages {
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
   std::atomic<bool> fileSaid_{false};                // a message about the run's file was raised
-  SharedText endedName_;                             // name of the run that ended last
+  SharedText endedName_;                             // name of the most recently ended run
   // These describe the run that ended last; see DownloadCounts.
   std::atomic<std::int32_t> expected_{0};  // number of records in the scanner
   std::atomic<std::int32_t> missing_{0};

@@ -71,7 +71,8 @@ class LumetFile {
   std::size_t RemoveUnfinished(const std::string& path);
 
   /// Returns a path in the folder of `path`, with a name that another user cannot predict: the name
-  /// in `path`, "_" and six digits of the current time in microseconds.
+  /// in `path` without ".txt", then "_", the last six digits of the current time in microseconds,
+  /// and ".txt".
   std::string AlternativePath(const std::string& path);
 
   /// Reads the settings file into a buffer and appends a NUL.

@@ -11,13 +11,13 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Returns the keysym (xkbcommon-keysyms.h) of printable ASCII, LF (Return) or tab.
+/// Returns the keysym (xkbcommon-keysyms.h) of a printable ASCII character, LF (Return) or tab.
 std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
 /// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds
-/// only modifier keys whose effect ends with their release, and that have no other effect. Never
+/// only modifier keys whose effect ends when they are released and that have no other effect. Never
 /// holds Control, Alt or Super, because applications would treat the key as a command. One thread
 /// at a time.
 class KeymapSearch {

@@ -29,14 +29,13 @@ class EisKeyboard;
 class PortalTypist;
 class SessionLayout;
 
-/// Posts key events through the remote desktop portal. Used in GNOME and KDE Plasma
-/// sessions on Wayland. The desktop asks the user for permission. The permission is stored in a
-/// file.
+/// Posts key events through the remote desktop portal. Used in GNOME and KDE Plasma sessions on
+/// Wayland. The desktop asks the user for permission. The permission is stored in a file.
 ///
 /// Characters are typed with the keymap of the desktop, through libei. If the portal or the system
-/// does not support libei, the desktop finds the keys; see KeysymTypist.
+/// does not support libei, the desktop chooses the keys; see KeysymTypist.
 ///
-/// A thread of this object makes all calls to the desktop.
+/// All calls to the desktop are made on a thread that this object owns.
 class PortalKeyEvents final : public KeyEvents {
  public:
   /// @param log       receives one line if keys cannot be typed; outlives this object
@@ -57,11 +56,11 @@ class PortalKeyEvents final : public KeyEvents {
   void Prepare() override;
 
   /// Returns true if the desktop has no remote desktop portal. If this is not known yet, waits
-  /// for it, at most as long as Post. Any thread.
+  /// until it is known, but no longer than Post would. Any thread.
   bool IsMissing();
 
-  /// Never asks for permission. After Prepare, waits for the permission: up to 3 s for the user's
-  /// answer, or for `patience` if the portal is missing or the user has agreed earlier. Stops at
+  /// Never asks for permission. After Prepare, waits for permission: up to 3 s if the user has to
+  /// answer, or up to `patience` if the portal is missing or the user has agreed earlier. Stops at
   /// the first key that cannot be pressed, or when the layout or the modifiers change.
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
@@ -72,7 +71,7 @@ class PortalKeyEvents final : public KeyEvents {
   /// again. See LayoutNote.
   void Recover() override { note_.Undo(); }
 
-  /// Waits up to 1 s until the current part of a record has been typed.
+  /// Waits until the current part of a record has been typed, for at most 1 s.
   void End() override;
 
  private:

@@ -56,7 +56,7 @@ std::string TextOf(std::span<const KeyEvent> events) {
   return text;
 }
 
-// A short-lived connection that checks for properties left by killed processes.
+// A short-lived connection that checks for properties that killed processes left behind.
 class PropertyCheck : private XcbConnection {
  public:
   bool IsAnyAbandoned() const {
@@ -172,7 +172,7 @@ bool X11KeyEvents::Fail(const char* reason) {
   return false;
 }
 
-// Undoes the changes of a process that was killed while it typed.
+// Undoes the changes of a process that was killed while typing.
 void X11KeyEvents::RestoreAbandoned() {
   spare_->Recover();
   const std::vector<std::uint32_t> mark = typing_->Abandoned();
@@ -204,8 +204,9 @@ void X11KeyEvents::Forget() {
   keyboard_.reset();
 }
 
-// Before the first key, saves the locks for RestoreAbandoned. If this process is killed, the server
-// drops the requests that it has not yet processed, so a key can stay down.
+// Saves the locks for RestoreAbandoned. Called before the keys of a piece are sent. If this process
+// is killed, the server drops the requests that it has not yet processed, so a key can remain
+// pressed.
 //
 // The property contains the locked modifiers and the group, first the user's, then each combination
 // that the sequence sets.
@@ -216,8 +217,8 @@ void X11KeyEvents::Mark(const X11KeySequence& sequence) {
   mark_ = std::move(mark);
 }
 
-// Removes the property, unless keys are still pressed on the XTEST keyboard: after a kill, the next
-// start must release them. The property then contains only the user's locks.
+// Removes the property. If keys are still pressed on the XTEST keyboard, reduces it to the user's
+// locks instead, because the next start must release these keys after a kill.
 void X11KeyEvents::Unmark() {
   if (mark_.empty()) return;
   if (pressedAgain_.empty()) {
@@ -240,8 +241,8 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
     clock_.Sleep(kKeymapPause);
     return true;
   }
-  // Binds characters before the first key of a record: Xlib reads the keymap when a program
-  // translates its first key, and misses a change at that moment.
+  // Binds characters before the first key of a record. Xlib reads the keymap when a program
+  // translates its first key, and would miss a change at that moment.
   if (BindFirst(events, state)) return true;
   const std::size_t before = events.size();
   if (!SendSome(events, state)) return true;
@@ -315,7 +316,8 @@ void X11KeyEvents::Send(const X11KeySequence& sequence) {
   }
 }
 
-// Binds the characters of a record that have no key. Returns false if there are none.
+// Binds the characters of a record that have no key, if this has not been done yet. Returns false
+// if it has, or if there are no such characters.
 bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state) {
   if (std::exchange(hasBound_, true)) return false;
   return !CharactersWithoutKey(TextOf(events), keyboard_->Search(), state.locks).empty() &&
@@ -336,7 +338,7 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
   const std::vector<std::uint32_t> codes = keyboard_->SpareCodes();
   spare_->ReadTypes();
   keyboard_->Grab();
-  keyboard_->ReadState();  // a round trip, so that all changes have been reported
+  keyboard_->ReadState();  // waits for a reply, so that all changes have been reported
   const bool isChanged = keyboard_->IsKeymapChanged();
   const bool canGoOn = isChanged || spare_->Bind(wanted, codes) != 0;
   keyboard_->Ungrab();
