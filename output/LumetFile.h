@@ -70,9 +70,8 @@ class LumetFile {
   /// output path `path`. Returns the number of deleted files.
   std::size_t RemoveUnfinished(const std::string& path);
 
-  /// Returns a path in the folder of `path`, with a name that another user cannot predict: the name
-  /// in `path` without ".txt", then "_", the last six digits of the current time in microseconds,
-  /// and ".txt".
+  /// Returns `path` with a name that another user cannot predict: inserts "_" and the last six
+  /// digits of the current time in microseconds before ".txt".
   std::string AlternativePath(const std::string& path);
 
   /// Reads the settings file into a buffer and appends a NUL.
