@@ -65,8 +65,8 @@ class ApplicationDelivery {
   /// false. Any thread.
   void EndOfRun();
 
-  /// If the destination is a program, waits until it is known whether records can be typed.
-  /// Any thread.
+  /// If the destination is a program, waits until it is known whether records can be typed. Any
+  /// thread.
   /// @param destination  see Settings
   void AwaitReadiness(std::int32_t destination);
 

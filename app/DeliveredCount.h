@@ -19,7 +19,8 @@ class DeliveredCount {
   std::int32_t Get() const;     ///< returns the number of records
 
   /// Called before each record, by one thread at a time.
-  /// @return true if records were ignored, but not the last one; the next call returns false.
+  /// @return true if records were ignored, and the last record began more than 1 s after the last
+  ///         ignored key; the next call then returns false
   bool BeginRecord(Time now);
 
   /// Excludes the last record, because a window of Quillet has ignored a key of it. Main thread.
