@@ -270,11 +270,15 @@ TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasFocus) {
   OpenList();
   workspace.active = true;
   runs.Press(&RunsActions::deliver);
-  ASSERT_TRUE(AwaitMessage("Waiting to deliver: click the window"));
-  EXPECT_EQ(strip.Message(), runs.message());
+  const std::string waiting =
+      "Waiting to deliver: click the window that should receive the records.";
+  ASSERT_TRUE(AwaitMessage(waiting));
+  EXPECT_EQ(strip.Message(), waiting);
   EXPECT_TRUE(keyEvents.posts().empty());
   workspace.active = false;
   AwaitDelivery();
+  EXPECT_EQ(log.Count("Quillet: " + waiting), 1);
+  EXPECT_TRUE(log.Has("Quillet: Delivering records…"));
   EXPECT_EQ(keyEvents.posts().size(), 2U);
   EXPECT_EQ(runs.message(), "2 records delivered.");
 }
@@ -409,6 +413,17 @@ TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   EXPECT_TRUE(runs.question().find("deletes 3 records") != std::string::npos) << runs.question();
   EXPECT_EQ(files.List(archiveFolder).size(), 2U);
   EXPECT_EQ(States(), "Complete|");
+}
+
+TEST_F(EarlierRunsTest, PreviewReadsNoMoreFilesThanItShows) {
+  const std::string name = "20261101_080000_2104005771";
+  Store(name, "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00", {"one"});
+  test::PutFile(archiveFolder + "/" + name + ".txt", std::string(70'000, 'x'));
+  Store(name + "_part02", "2026-11-01 08:20:01", "complete 2026-11-01 08:30:00", {"two"});
+  std::filesystem::remove(archiveFolder + "/" + name + "_part02.txt");
+  Launch();
+  OpenList();
+  EXPECT_TRUE(runs.preview().text().starts_with("xxx"));
 }
 
 TEST_F(EarlierRunsTest, JoinsTheLiveScanFilesOfTheSameDay) {
