@@ -44,7 +44,8 @@ class Editor:
     def wait_for_text(self, text, limit=40):
         wait_until(lambda: self.text() == text,
                    lambda: f"{len(text)} characters that end with\n{text[-500:]!r}\nThe file has "
-                           f"{len(self.text())}\n{self.text()[-500:]!r}", limit)
+                           f"{len(self.text())}\n{self.text()[-500:]!r}\nThe window with focus: "
+                           f"{self._desktop.xdotool('getwindowfocus', 'getwindowname')}", limit)
 
 
 class Terminal(Editor):
