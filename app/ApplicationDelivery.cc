@@ -68,8 +68,8 @@ ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& 
 
 DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
-  // True if Quillet's windows ignored earlier records, but not the last one. If the main thread
-  // handles an ignored key late, KeyIgnored raises kTypedAtQuillet again.
+  // True if Quillet's windows ignored earlier records, but apparently not the last one. If the main
+  // thread handles an ignored key late, KeyIgnored raises kTypedAtQuillet again.
   if (count_.BeginRecord(platform_.clock.Now())) {
     strip_.Withdraw(Notice::kTypedAtQuillet);
     RaiseIncomplete("Not everything was delivered: Quillet was active.");
@@ -86,7 +86,7 @@ DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool pas
 // called before Post returns.
 DeliveryOutcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
-    if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains characters outside ASCII");
+    if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains non-English characters");
     return DeliveryOutcome::kRefused;
   }
   std::string text;

@@ -223,7 +223,7 @@ void RunMessages::ShowFile(const Run::Result& result) {
   }
   if (fileSaid_) return;
   parts_.strip.Raise(Notice::kFileNotWritten,
-                     "No file was written: the file was chosen after the records had arrived. " +
+                     "No file was written: the records arrived before the file was chosen. " +
                          Kept(result.records) + Again(),
                      SaveActions());
 }
@@ -317,7 +317,7 @@ void RunMessages::CheckCopies() {
     parts_.earlierRuns.Open(parts_.archive.runName());
   };
   parts_.strip.Raise(Notice::kArchiveIsOnlyCopy,
-                     "The scanner keeps no copy of the records. A copy is in the archive.",
+                     "With these settings, only the archive keeps a copy of the records.",
                      {{"Show", show}});
 }
 

@@ -94,7 +94,7 @@ class RunMessages {
   std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of last ignored press
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended
-  std::atomic<bool> fileSaid_{false};                // a message about the run's file was raised
+  std::atomic<bool> fileSaid_{false};                // a message about the run's file was shown
   SharedText endedName_;                             // name of the most recently ended run
   // These describe the run that ended last; see DownloadCounts.
   std::atomic<std::int32_t> expected_{0};  // number of records in the scanner

@@ -144,7 +144,8 @@ const char* PortalKeyEvents::ProblemOf(State state) {
     case State::kAsking:
       return "permission has not been granted yet. Allow remote control when the desktop asks.";
     case State::kNotReady:
-      return "the desktop is not accepting keys. If this continues, log out and back in.";
+      return "the desktop is not accepting keystrokes from Quillet. If this continues, log out and "
+             "back in.";
     case State::kDenied:
       return "permission was denied. To be asked again, press Settings, then Save.";
     case State::kEnded:

@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr std::uint32_t kControlMask = 4;  // X11 protocol, section 2: #x0004 is Control
 
-constexpr char kNotAccepted[] = "the Wayland compositor is not accepting keys";
+constexpr char kNotAccepted[] = "the Wayland compositor is not accepting keystrokes from Quillet";
 constexpr auto kFirstKeyPause = 300ms;
 
 // A compositor disconnects an application whose socket is full. The socket holds about 280 small

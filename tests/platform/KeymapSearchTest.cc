@@ -2,8 +2,6 @@
 #include <xkbcommon/xkbcommon.h>
 
 #include <optional>
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/linux/KeymapSearch.h"

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include <cstdint>
 #include <string>
 
+#include "platform/linux/KeymapSearch.h"
 #include "platform/linux/KeysymSearch.h"
 #include "tests/platform/XkbLayout.h"
 

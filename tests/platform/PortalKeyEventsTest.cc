@@ -35,8 +35,7 @@ using test::WaitFor;
 constexpr char kNotYet[] =
     "permission has not been granted yet. Allow remote control when the desktop asks.";
 constexpr char kDenied[] = "permission was denied. To be asked again, press Settings, then Save.";
-constexpr char kRevoked[] =
-    "permission was revoked. To be asked again, press Settings, then Save.";
+constexpr char kRevoked[] = "permission was revoked. To be asked again, press Settings, then Save.";
 
 void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNone) {
   std::vector<KeyEvent> events;
@@ -192,7 +191,7 @@ TEST_F(PortalKeyEventsTest, StopsTypingARecordAtTheFirstRefusedKey) {
   keys->Prepare();
   Type(*keys, "abc" + std::string(100, 'd'));
   EXPECT_EQ(portal.keysyms(), "+61 -61 ");
-  EXPECT_EQ(keys->Problem(), "the desktop's portal refused a key");
+  EXPECT_EQ(keys->Problem(), "the desktop's portal rejected a keystroke");
   Type(*keys, "e");
   EXPECT_EQ(portal.keysyms(), "+61 -61 +65 -65 ");
   EXPECT_EQ(keys->Problem(), "");
@@ -212,7 +211,7 @@ TEST_F(PortalKeyEventsTest, DoesNotBlockOtherThreadsWhileItTypes) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
   typist.join();  // returns when the time-out for the press expires
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
-  EXPECT_EQ(keys->Problem(), "the desktop's portal refused a key");
+  EXPECT_EQ(keys->Problem(), "the desktop's portal rejected a keystroke");
 }
 
 TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasExited) {

@@ -136,7 +136,7 @@ TEST_F(WaylandKeyEventsTest, DropsTheRestOfAnInterruptedRecord) {
   });
   Type(std::string(280, 'b'));  // sent in four parts; the connection ends after the first
   EXPECT_EQ(compositor.text(), "a" + std::string(70, 'b'));
-  EXPECT_EQ(keys.Problem(), "the Wayland compositor is not accepting keys");
+  EXPECT_EQ(keys.Problem(), "the Wayland compositor is not accepting keystrokes from Quillet");
   Type("c");
   EXPECT_TRUE(compositor.text().ends_with("bc"));
   EXPECT_EQ(keys.Problem(), "");

@@ -168,8 +168,8 @@ class ResultTest(StripTest):
     def test_says_once_that_the_archive_has_the_only_copy(self):
         self.begin(destination=1, clear_memory=1)
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_message("The scanner keeps no copy of the records. A copy is in "
-                                      "the archive.", "Show")
+        self.quillet.wait_for_message("With these settings, only the archive keeps a copy of the "
+                                      "records.", "Show")
         self.quillet.press_in_strip("Show")
         self.assertIn("Complete", self.selected_run())
         self.quillet.clear()

@@ -164,7 +164,7 @@ TEST_F(DeliveryTest, PastesButNeverTypesNonAsciiText) {
   delivery.Deliver("12\xC3\xA9\n", false);
   EXPECT_TRUE(keyEvents.posts().empty());
   EXPECT_EQ(Message(),
-            "A record was not typed: it contains characters outside ASCII. Turn on \"Paste text "
+            "A record was not typed: it contains non-English characters. Turn on \"Paste text "
             "instead of typing it\" in the settings.");
   EXPECT_EQ(display.Buttons(), Texts{"Show"});
   delivery.Deliver("12\xC3\xA9 \xE2\x82\xAC\r\n", true);

@@ -105,7 +105,7 @@ TEST_F(SynchronizationTest, AutomaticRunRemovesMessagesOfEarlierRuns) {
   AwaitEnd(0);
   AwaitErase();
   mainQueue.RunAll();
-  EXPECT_EQ(strip.text(), "The scanner keeps no copy of the records. A copy is in the archive.");
+  EXPECT_EQ(strip.text(), "With these settings, only the archive keeps a copy of the records.");
   const std::string latest =
       "The window shows only the latest records. All records are in the archive.";
   for (std::size_t ends = 1; ends <= 2; ++ends) {
@@ -402,8 +402,8 @@ TEST_F(ResultTest, SaysThatAFileWasChosenTooLate) {
   tavo.Release();
   AwaitEnd(0);
   EXPECT_EQ(Message(),
-            "No file was written: the file was chosen after the records had arrived. 3 records are "
-            "in the archive.");
+            "No file was written: the records arrived before the file was chosen. 3 records are in "
+            "the archive.");
   EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Save as…"});
 }
 
@@ -434,7 +434,7 @@ TEST_F(ResultTest, DoesNotPromiseACopyIfTheArchiveFailed) {
   ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
   Synchronize();
   const std::string only =
-      "Quillet: The scanner keeps no copy of the records. A copy is in the archive.";
+      "Quillet: With these settings, only the archive keeps a copy of the records.";
   EXPECT_FALSE(log.Has(only));
   ASSERT_TRUE(WaitFor([&] {
     return log.Has("-[Lumet EraseTavoMemory]: withheld, the records are not on the disk");

@@ -93,7 +93,7 @@ class Quillet:
         return found.splitlines() if found else []
 
     def title(self):
-        """Returns the window's title on the screen."""
+        """Returns the displayed window title."""
         return self._desktop.xdotool("getwindowname", self._visible_window())
 
     def wait_for_title(self, title):
