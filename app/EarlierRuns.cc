@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include "app/LineEnds.h"

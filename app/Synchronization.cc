@@ -1,5 +1,6 @@
 #include "app/LineEnds.h"
 #include "app/QuilletAppDelegate.h"
+#include "app/Redelivery.h"
 #include "app/SyncController.h"
 #include "base/Log.h"
 

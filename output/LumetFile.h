@@ -39,7 +39,7 @@ class LumetFile {
   LumetFile(SystemLog& log, platform::Clock& clock, platform::FileStore& files,
             std::string dataFolder = kDataFolder);
 
-  const std::string& dataFolder() const { return dataFolder_; }  ///< absolute path of the folder
+  const std::string& dataFolder() const { return dataFolder_; }  ///< absolute path
   /// Absolute path of the settings file.
   std::string RegistryPath() const { return dataFolder_ + "/QuilletRegistry.txt"; }
   /// Name of the user who owns the settings file, or an empty string.
@@ -70,8 +70,8 @@ class LumetFile {
   /// output path `path`. Returns the number of deleted files.
   std::size_t RemoveUnfinished(const std::string& path);
 
-  /// Returns `path` with a name that another user cannot predict: inserts "_" and the last six
-  /// digits of the current time in microseconds before ".txt".
+  /// Returns `path` with a name that another user cannot predict: without ".txt", then "_", the
+  /// last six digits of the current time in microseconds, and ".txt".
   std::string AlternativePath(const std::string& path);
 
   /// Reads the settings file into a buffer and appends a NUL.

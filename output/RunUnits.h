@@ -24,7 +24,7 @@ class RunUnits {
   std::int64_t arrived() const { return arrived_; }  ///< number of the last unit that arrived
   std::int64_t written() const { return written_; }  ///< number of calls to Written
 
-  /// Number of units since the current run began, including any that arrived after its end.
+  /// Number of units that have arrived since the current run began, even if the run has ended.
   std::int64_t Count() const { return arrived_ - before_; }
 
   void Set(Mark& mark) const { mark = arrived_.load(); }            ///< marks the last unit

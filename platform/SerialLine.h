@@ -27,7 +27,7 @@ class SerialLine {
   /// @param path      NUL-terminated path of the device
   /// @param access    direction
   /// @param settings  speed and framing
-  /// @return the line's number, at least 0; -1 if the device cannot be opened
+  /// @return a handle of the line, 0 or greater; -1 if the device cannot be opened
   virtual std::int32_t Open(const char* path, Access access, const LineSettings& settings) = 0;
 
   /// Reserves a device for this program until `line` is closed or the program ends. Open all lines

@@ -37,8 +37,8 @@ class RemoteDesktop {
   /// @return false if the session bus has no such portal
   bool Connect(std::chrono::seconds patience);
 
-  /// Creates a session that may type. The desktop asks the user, unless the token restores an
-  /// earlier permission. Waits for the user's answer without a time limit.
+  /// Creates a session with permission to type. The desktop asks the user for permission, unless
+  /// the token restores an earlier one. Waits for the user's answer without a time limit.
   /// @param token  restore token of an earlier session, or empty. Set to the token for the next
   ///               session, or emptied if the portal provides none.
   Answer Start(std::string& token);

@@ -74,9 +74,9 @@ class SessionLayout {
   /// @param lockedModifiers  see KeyboardState
   KeyChords Find(const KeyEvent& press, std::uint32_t lockedModifiers);
 
-  /// Finds the keysyms to send to a desktop for a key-down event. See KeysymSearch. If
-  /// the active group is unknown, finds only keysyms that type the same character in all groups.
-  /// For the letter V with Command, the result may be Shift-Insert. Call after Update.
+  /// Finds the keysyms to send to a desktop for a key-down event. See KeysymSearch. If the active
+  /// group is unknown, finds only keysyms that type the same character in all groups. For the
+  /// letter V with Command, the result may be Shift-Insert. Call after Update.
   /// @param press      see ChordsFor
   /// @param layouts    the user's layouts, including the active one if it is known
   /// @param modifiers  the modifiers that are active

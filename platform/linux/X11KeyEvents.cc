@@ -133,7 +133,7 @@ void X11KeyEvents::End() {
   if (keyboard_) {
     for (const std::uint8_t code : std::exchange(pressedAgain_, {})) keyboard_->PutKey(code, false);
     Unmark();
-    keyboard_->ReadState();  // a round trip, so that the server has processed the requests
+    keyboard_->ReadState();  // waits for a reply, so that the server has processed the requests
   }
   if (spare_) Unbind();
   Forget();
@@ -180,7 +180,7 @@ void X11KeyEvents::RestoreAbandoned() {
   for (const auto code : keyboard_->ReadState().tested) keyboard_->PutKey(code, false);
   RestoreLocks(mark);
   typing_->Remove();
-  keyboard_->ReadState();  // a round trip, so that the server has processed the requests
+  keyboard_->ReadState();  // waits for a reply, so that the server has processed the requests
 }
 
 // Restores the locks, unless the user has changed them since the process was killed.
@@ -204,9 +204,9 @@ void X11KeyEvents::Forget() {
   keyboard_.reset();
 }
 
-// Saves the locks for RestoreAbandoned. Called before the keys of a piece are sent. If this process
-// is killed, the server drops the requests that it has not yet processed, so a key can remain
-// pressed.
+// Saves the locks for RestoreAbandoned. Called before the keys of a sequence are sent. If this
+// process is killed, the server drops the requests that it has not yet processed, so a key can
+// remain pressed.
 //
 // The property contains the locked modifiers and the group, first the user's, then each combination
 // that the sequence sets.

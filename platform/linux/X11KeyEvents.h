@@ -33,7 +33,7 @@ class X11KeyEvents final : public KeyEvents {
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
   ///               outlives this object
   /// @param clock  used for pauses; outlives this object
-  /// @param ownKeys  X11OwnKeys::window, or 0 if the program's windows must not ignore the keys
+  /// @param ownKeys  X11OwnKeys::window, or 0 if the program's windows should receive the keys
   X11KeyEvents(SystemLog& log, Clock& clock, std::uint32_t ownKeys = 0);
   ~X11KeyEvents() override;
 

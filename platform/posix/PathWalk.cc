@@ -57,7 +57,8 @@ bool LookUp(int (*function)(Id, Entry*, char*, std::size_t, Entry**), Id id, Use
   }
 }
 
-// Returns false after an error. Sets no value if the user has no entry, for example in a container.
+// Returns false after an error. If the user has no passwd entry, as in some containers,
+// `user` remains empty.
 bool FindUser(uid_t id, std::optional<User>& user) {
   return LookUp(getpwuid_r, id, [&](const struct passwd* entry) {
     if (entry != nullptr) user = User{entry->pw_name, entry->pw_gid};

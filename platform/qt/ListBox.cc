@@ -12,7 +12,7 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr int kGap = 12;          // between a title and its detail, in pixels
-constexpr float kFading = 0.35F;  // proportion of background colour in a detail's text
+constexpr float kFading = 0.35F;  // share of the background colour in the text colour of a detail
 
 QString DetailOf(const QModelIndex& index) {
   return index.data(ListBox::kDetailRole).toString();
