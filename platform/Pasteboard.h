@@ -19,7 +19,7 @@ class Pasteboard {
   virtual bool SetString(std::string_view text) = 0;
 
   /// Keeps the contents available after this process ends. Call before the process ends. Waits up
-  /// to 1 s for other programs. Main thread.
+  /// to 1 s for a clipboard manager to save them. Main thread.
   virtual void Keep() {}
 };
 

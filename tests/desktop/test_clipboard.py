@@ -1,4 +1,4 @@
-"""The clipboard, through which the program pastes records."""
+"""Tests of pasting records through the clipboard."""
 
 import os
 import signal

@@ -121,7 +121,7 @@ class ArchiveKillTest(ArchiveTest):
         self.fail("no run has begun")
 
     def time_run(self, records, destination, way):
-        """Returns the duration of a run without a kill, in seconds."""
+        """Returns the duration of an uninterrupted run, in seconds."""
         scanner = self.begin_run(records, destination, way)
         start = time.monotonic()
         wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased")

@@ -181,7 +181,7 @@ TEST_F(DesktopApplicationsTest, RestartsAnApplicationStartedByAnotherProgram) {
   EXPECT_TRUE(WaitForStarts(2));
 }
 
-TEST_F(DesktopApplicationsTest, ApplicationsDoNotInheritTheSessionOrOpenFiles) {
+TEST_F(DesktopApplicationsTest, ApplicationsInheritNoSessionAndNoDescriptors) {
   const int leak = open("/dev/null", O_RDONLY);  // without close-on-exec
   std::string links;
   for (const int descriptor : {0, 1, 2, leak}) {

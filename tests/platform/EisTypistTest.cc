@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 
 constexpr char kChanged[] = "the keyboard layout changed while a record was being typed";
 
-/// A keyboard of the desktop. Records the text that the keys type.
+/// A fake keyboard of the desktop that records the typed text.
 class FakeEisKeyboard final : public EmulatedKeyboard {
  public:
   explicit FakeEisKeyboard(const char* layouts) {

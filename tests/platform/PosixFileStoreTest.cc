@@ -288,7 +288,8 @@ TEST_F(PosixFileStoreTest, ReadCheckedRevokesWritePermissionOfOthers) {
 TEST_F(PosixFileStoreTest, ReadCheckedKeepsTheModeOfSharedFolders) {
   const std::string file = Put("file", "contents", 0644);
   for (const mode_t mode : {01777U, 0775U, 0777U, 02775U}) {
-    if (mode != 01777 && geteuid() != 0) continue;  // only root's folders keep these modes
+    // ReadChecked keeps the other modes only if root owns the folder.
+    if (mode != 01777 && geteuid() != 0) continue;
     chmod(folder_.path().c_str(), mode);
     const Custody custody = store_.ReadChecked(file, kAll).custody;
     EXPECT_EQ(ModeOf(folder_.path()), mode);

@@ -10,7 +10,7 @@
 
 namespace quillet::test {
 
-/// The system's files, with a hook that runs before a file is written.
+/// A FileStore with real files. Tests can run code before a file is written.
 class HookedFileStore : public platform::FileStore {
  public:
   bool CreateFolder(const std::string& path) override { return files_.CreateFolder(path); }

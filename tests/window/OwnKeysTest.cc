@@ -97,7 +97,7 @@ class OwnKeys : public testing::Test {
   QLineEdit field_;
 };
 
-TEST_F(OwnKeys, PressNoButtonsAndRunNoShortcuts) {
+TEST_F(OwnKeys, DoNotPressButtonsOrTriggerShortcuts) {
   SynchronizeButton()->setFocus();
   TypeOwn(kRecord);
   Press(own_, 15, KeyFlag::kCommand);  // Control-R synchronizes
