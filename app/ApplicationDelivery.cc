@@ -117,7 +117,7 @@ void ApplicationDelivery::ShowInputMethod() {
   if (name.empty()) return strip_.Withdraw(Notice::kInputMethodOn);
   strip_.Raise(Notice::kInputMethodOn,
                "The input method " + name +
-                   " is on and may change typed records. Switch it off, or turn on \"Paste text "
+                   " is on and may change typed records. Turn it off, or turn on \"Paste text "
                    "instead of typing it\" in the settings.");
 }
 

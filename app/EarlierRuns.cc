@@ -261,7 +261,7 @@ void EarlierRuns::Copy() {
     return [this, lines = reader_.Lines(run), records = run.head.records] {
       const bool copied = lines && platform_.pasteboard.SetString(*lines);
       window_.ShowMessage(copied ? Counted(records) + " copied to the clipboard."
-                                 : "The records cannot be copied. Save them to a file instead.");
+                                 : "The records could not be copied. Save them to a file instead.");
     };
   });
 }
@@ -286,7 +286,8 @@ void EarlierRuns::Remove() {
   const bool deleted = std::ranges::all_of(
       run.names, [this](const std::string& name) { return parts_.archive.Delete(name); });
   window_.ShowMessage(deleted ? ""
-                              : "The records are in use. Delete them after the synchronization.");
+                              : "A synchronization is using the records. Delete them when it has "
+                                "finished.");
   Refresh();
 }
 

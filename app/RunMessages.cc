@@ -223,7 +223,8 @@ void RunMessages::ShowFile(const Run::Result& result) {
   }
   if (fileSaid_) return;
   parts_.strip.Raise(Notice::kFileNotWritten,
-                     "No file was written: the records arrived before the file was chosen. " +
+                     "No file was written: the records arrived before a file was chosen as the "
+                     "destination. " +
                          Kept(result.records) + Again(),
                      SaveActions());
 }
@@ -290,8 +291,9 @@ void RunMessages::Problem(RunArchive::Problem problem) {
       ShowMissing("The scanner was not erased. Synchronize again.");
       return parts_.strip.Raise(Notice::kNotErased,
                                 "The scanner was not erased because " + Counted(records) +
-                                    (records == 1 ? " was" : " were") +
-                                    (parts_.archive.failed() ? " not saved" : " not safely saved") +
+                                    (!parts_.archive.failed() ? " may not have been saved"
+                                     : records == 1           ? " was not saved"
+                                                              : " were not saved") +
                                     ". Check the disk.",
                                 ShowActions());
     case RunArchive::Problem::kCutOff:
@@ -317,7 +319,7 @@ void RunMessages::CheckCopies() {
     parts_.earlierRuns.Open(parts_.archive.runName());
   };
   parts_.strip.Raise(Notice::kArchiveIsOnlyCopy,
-                     "With these settings, only the archive keeps a copy of the records.",
+                     "With the current settings, only the archive keeps a copy of the records.",
                      {{"Show", show}});
 }
 

@@ -61,7 +61,7 @@ std::vector<std::string> Described(const SensitiveActions& actions) {
     sentences.push_back(what + ShownText(path));
   };
   if (!actions.application.empty()) {
-    add("Start this program and send it the records: ", actions.application);
+    add("Start this application and send it the records: ", actions.application);
   }
   const std::string file = ResolveSyncFileName(actions.file, [] { return std::string("….txt"); });
   if (file != actions.file) {

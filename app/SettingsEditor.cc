@@ -58,7 +58,8 @@ void SettingsEditor::CheckPaths() {
     if (path->Get().size() <= kLongestName) continue;
     return parts_.strip.Raise(
         Notice::kPathTooLong,
-        "Quillet will not remember the chosen path because it is longer than 127 bytes.",
+        "Quillet will not remember the chosen path because it is longer than 127 bytes. Choose a "
+        "shorter path.",
         {{"Choose…", [this, chosen = destination] { Choose(chosen); }}});
   }
   parts_.strip.Withdraw(Notice::kPathTooLong);

@@ -47,11 +47,11 @@ std::string_view ReasonText(int error) {
     case EPERM:
       return "permission denied";
     case EISDIR:
-      return "this is a folder";
+      return "the path is a folder";
     case ELOOP:
       return "the path contains a symbolic link";
     case platform::kNotRegular:
-      return "this is not a regular file";
+      return "the path is not a regular file";
     case ENAMETOOLONG:
       return "the name is too long";
     default:

@@ -67,8 +67,8 @@ ScanRecord ReadRecord(std::string_view line, Model model) {
   record.symbology = symbology == "erased" ? kErasedSlot : ParseSymbologyByte(model, symbology);
   record.data = Unescape(fields[1]);
   if (record.data.size() > MaxDataSize(model)) {
-    throw Complaint("the data has " + std::to_string(record.data.size()) +
-                    " bytes; a record of this model holds " + std::to_string(MaxDataSize(model)));
+    throw Complaint("a record of this model holds at most " + std::to_string(MaxDataSize(model)) +
+                    " bytes of data, not " + std::to_string(record.data.size()));
   }
   const std::string time = Trimmed(fields[2]);
   const auto moment = ParseCalendarTime(time);
@@ -142,7 +142,7 @@ Bytes Unescape(std::string_view text) {
       at += 2;
     } else {
       throw std::invalid_argument(
-          "a backslash must be followed by x and two digits, \\, n, r or t");
+          "a backslash must be followed by x and two hexadecimal digits, or by \\, n, r or t");
     }
   }
   return bytes;

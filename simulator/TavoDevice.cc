@@ -122,8 +122,8 @@ Bytes TavoDevice::AllRecordsAnswer() {
     const Bytes record = Encode(settings_.records[index], settings_.model);
     // The length field of a frame has 24 bits. Records that do not fit are not sent.
     if (kFrameLengthSize + content.size() + record.size() > kLongestFrame) {
-      AddLimited(report_.notes,
-                 "record " + std::to_string(index) + " and later do not fit in the answer to P");
+      AddLimited(report_.notes, "record " + std::to_string(index) +
+                                    " and all later records do not fit in the answer to P");
       break;
     }
     Append(content, record);

@@ -6,7 +6,7 @@ namespace quillet::platform::linux_desktop {
 namespace {
 
 constexpr char kUnknownLayout[] = "the desktop does not report its keyboard layout";
-constexpr char kKeyRefused[] = "the desktop's portal rejected a keystroke";
+constexpr char kKeyRefused[] = "the remote desktop portal rejected a keystroke";
 
 }  // namespace
 

@@ -151,9 +151,9 @@ const char* PortalKeyEvents::ProblemOf(State state) {
     case State::kEnded:
       return "permission was revoked. To be asked again, press Settings, then Save.";
     case State::kMissing:
-      return "it has no remote desktop portal.";
+      return "the desktop has no remote desktop portal.";
     case State::kFailed:
-      return "its remote desktop portal does not work. Log out and back in.";
+      return "the remote desktop portal does not work. Log out and back in.";
   }
   return "";
 }

@@ -106,7 +106,7 @@ std::optional<std::string> QtPanels::RunOpenPanel(const std::string& folder,
 
 bool QtPanels::ConfirmSettings(const std::string& question,
                                const std::vector<std::string>& effects) {
-  QString list = QStringLiteral("Quillet will then:\n");
+  QString list = QStringLiteral("With these settings, Quillet will:\n");
   for (const std::string& effect : effects) {
     // A label breaks a path only at zero-width spaces.
     list += u'\n' + ToQString("• " + effect).replace(u'/', QStringLiteral("/\u200B"));

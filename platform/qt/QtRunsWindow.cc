@@ -157,8 +157,8 @@ struct QtRunsWindow::Parts {
   bool isRowUsable = false;   // see EnableActions
   bool isDelivering = false;  // see ShowDelivering
   QPushButton& saveAs =
-      MakeButton(&RunsActions::saveAs, "&Save as…", "Save the lines to a text file");
-  QPushButton& copy = MakeButton(&RunsActions::copy, "&Copy", "Copy the lines to the clipboard");
+      MakeButton(&RunsActions::saveAs, "&Save as…", "Save the records to a text file");
+  QPushButton& copy = MakeButton(&RunsActions::copy, "&Copy", "Copy the records to the clipboard");
   QPushButton& deliver =
       MakeButton(&RunsActions::deliver, "&Deliver again",
                  "Format the records with the current settings and deliver them to the current "

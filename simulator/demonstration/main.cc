@@ -54,7 +54,7 @@ Arguments ReadArguments(const std::vector<std::string>& arguments) {
     } else if (argument == "--auto-sync") {
       read.autoSync = true;
     } else if (argument == "--folder") {
-      if (++i == arguments.size()) throw UsageError("--folder requires a folder");
+      if (++i == arguments.size()) throw UsageError("--folder requires a value");
       read.folder = fs::absolute(arguments[i]).lexically_normal().string();
     } else {
       scanner.push_back(argument);
@@ -73,7 +73,7 @@ void PrintHelp() {
   --unattended   synchronize without a user, check the records, save a screenshot of
                  the window and end; the exit status is 0 only if every record arrived
 
-All other arguments are those of the scanner:
+All other arguments are passed to the simulated scanner:
 
 %s)",
               DefaultFolder().c_str(), simulator::HelpText().c_str());

@@ -191,7 +191,7 @@ TEST_F(PortalKeyEventsTest, StopsTypingARecordAtTheFirstRefusedKey) {
   keys->Prepare();
   Type(*keys, "abc" + std::string(100, 'd'));
   EXPECT_EQ(portal.keysyms(), "+61 -61 ");
-  EXPECT_EQ(keys->Problem(), "the desktop's portal rejected a keystroke");
+  EXPECT_EQ(keys->Problem(), "the remote desktop portal rejected a keystroke");
   Type(*keys, "e");
   EXPECT_EQ(portal.keysyms(), "+61 -61 +65 -65 ");
   EXPECT_EQ(keys->Problem(), "");
@@ -211,7 +211,7 @@ TEST_F(PortalKeyEventsTest, DoesNotBlockOtherThreadsWhileItTypes) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
   typist.join();  // returns when the time-out for the press expires
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
-  EXPECT_EQ(keys->Problem(), "the desktop's portal rejected a keystroke");
+  EXPECT_EQ(keys->Problem(), "the remote desktop portal rejected a keystroke");
 }
 
 TEST_F(PortalKeyEventsTest, ReportsThatThePortalHasExited) {

@@ -87,13 +87,14 @@ TEST(RecordTable, ReportsErrorsWithLineAndReason) {
        "YYYY-MM-DD HH:MM:SS, years 2000 to 2063"},
       {"0,\\x4,2026-11-16 09:15:00", "line 1: \\x must be followed by two hexadecimal digits"},
       {"0,\\q,2026-11-16 09:15:00",
-       "line 1: a backslash must be followed by x and two digits, \\, n, r or t"},
+       "line 1: a backslash must be followed by x and two hexadecimal digits, or by \\, n, r or t"},
       {"0,\"1,2026-11-16 09:15:00\n", "line 1: a closing quotation mark is missing"},
       {"0,\"1\"2,2026-11-16 09:15:00\n",
        "line 1: expected a comma after the closing quotation mark"}};
   for (const auto& [csv, error] : kErrors) EXPECT_EQ(CsvError(csv), error);
   const std::string tooLong = "0," + std::string(251, 'x') + ",2026-11-16 09:15:00";
-  EXPECT_EQ(CsvError(tooLong), "line 1: the data has 251 bytes; a record of this model holds 250");
+  EXPECT_EQ(CsvError(tooLong),
+            "line 1: a record of this model holds at most 250 bytes of data, not 251");
   EXPECT_EQ(CsvError(tooLong, Model::kSeries300), "no error");
 }
 

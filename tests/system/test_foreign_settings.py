@@ -19,7 +19,7 @@ _ERASE_BOX = "Erase the scanner after synchronizing"
 _MESSAGE = (f"Some settings from {other_user.NAME} are not in use yet. Press Review to see what "
             "they do.")
 _REVIEW = "Review…"
-_START_EFFECT = f"Start this program and send it the records: {_TOOL}"
+_START_EFFECT = f"Start this application and send it the records: {_TOOL}"
 _REPLACE_EFFECT = f"Replace this file on each synchronization: {_PRIVATE}"
 _RUN_EFFECT = "Synchronize as soon as a scanner is connected"
 _ERASE_EFFECT = "Erase the scanner after each synchronization"

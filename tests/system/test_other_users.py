@@ -123,7 +123,7 @@ class SettingsOfOthersTest(OtherUsersTest):
     def test_does_not_replace_fifo_at_settings_path(self):
         other_user.run(f"mkdir -m 0777 {FOLDER}; mkfifo -m 0666 {PATH}")
         self.connect()
-        self.check_not_saved("this is not a regular file")
+        self.check_not_saved("the path is not a regular file")
         self.assertTrue(stat.S_ISFIFO(os.stat(PATH).st_mode))
 
     def test_save_drops_extra_text_in_other_users_settings(self):

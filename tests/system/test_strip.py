@@ -168,8 +168,8 @@ class ResultTest(StripTest):
     def test_says_once_that_the_archive_has_the_only_copy(self):
         self.begin(destination=1, clear_memory=1)
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_message("With these settings, only the archive keeps a copy of the "
-                                      "records.", "Show")
+        self.quillet.wait_for_message("With the current settings, only the archive keeps a copy of "
+                                      "the records.", "Show")
         self.quillet.press_in_strip("Show")
         self.assertIn("Complete", self.selected_run())
         self.quillet.clear()
@@ -233,7 +233,8 @@ class SettingsTest(StripTest):
         window.open_panel()
         long = f"{SHARED}/{'x' * 115}.txt"
         self.type_path(long)
-        text = "Quillet will not remember the chosen path because it is longer than 127 bytes."
+        text = ("Quillet will not remember the chosen path because it is longer than 127 bytes. "
+                "Choose a shorter path.")
         self.quillet.wait_for_message(text, "Choose…")
         window.wait_until_open()
         window.type_keys("Return")

@@ -247,7 +247,7 @@ TEST_F(DeliveryTest, SaysThatAnInputMethodIsOn) {
   EXPECT_EQ(Message(), "") << "An input method does not change pasted text.";
   for (int i = 0; i < 3; ++i) delivery.Deliver("1", false);
   const std::string message =
-      "The input method libpinyin (IBus) is on and may change typed records. Switch it off, or "
+      "The input method libpinyin (IBus) is on and may change typed records. Turn it off, or "
       "turn on \"Paste text instead of typing it\" in the settings.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);
@@ -265,8 +265,7 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
       "Quillet was active, so the records were not delivered. They are in the "
-      "archive. "
-      "Click the other program before you scan again.";
+      "archive. Click the other program before you scan again.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);
   clock.Advance(2s);

@@ -149,7 +149,7 @@ TEST_F(LumetFileTest, DoesNotSaveSettingsThroughALink) {
 }
 
 TEST_F(LumetFileTest, EinvalIsNotReportedAsANonRegularFile) {
-  constexpr std::string_view kText = "this is not a regular file";
+  constexpr std::string_view kText = "the path is not a regular file";
   EXPECT_EQ(ReasonText(platform::kNotRegular), kText);
   // FAT and NTFS report EINVAL for names with a colon.
   EXPECT_NE(ReasonText(EINVAL), kText);

@@ -31,7 +31,7 @@ void Set(Settings& settings, const Values& values) {
 
 TEST(SensitiveActionsTest, DescribesEachAction) {
   const std::string data = kData;
-  const std::string start = "Start this program and send it the records: ";
+  const std::string start = "Start this application and send it the records: ";
   const std::string replace = "Replace this file on each synchronization: ";
   const struct {
     Values values;
@@ -130,7 +130,7 @@ TEST_F(SettingsConsentTest, WithholdsOnlySensitiveActions) {
 TEST_F(SettingsConsentTest, AppliesConfirmedSettings) {
   Start(everything);
   EXPECT_EQ(Review(true), Strings{std::string(kQuestion) +
-                                  "|Start this program and send it the records: /tmp/tool"
+                                  "|Start this application and send it the records: /tmp/tool"
                                   "|Synchronize as soon as a scanner is connected"
                                   "|Erase the scanner after each synchronization"});
   EXPECT_EQ(display.text(), "");

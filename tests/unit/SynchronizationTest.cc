@@ -105,7 +105,8 @@ TEST_F(SynchronizationTest, AutomaticRunRemovesMessagesOfEarlierRuns) {
   AwaitEnd(0);
   AwaitErase();
   mainQueue.RunAll();
-  EXPECT_EQ(strip.text(), "With these settings, only the archive keeps a copy of the records.");
+  EXPECT_EQ(strip.text(),
+            "With the current settings, only the archive keeps a copy of the records.");
   const std::string latest =
       "The window shows only the latest records. All records are in the archive.";
   for (std::size_t ends = 1; ends <= 2; ++ends) {
@@ -402,8 +403,8 @@ TEST_F(ResultTest, SaysThatAFileWasChosenTooLate) {
   tavo.Release();
   AwaitEnd(0);
   EXPECT_EQ(Message(),
-            "No file was written: the records arrived before the file was chosen. 3 records are in "
-            "the archive.");
+            "No file was written: the records arrived before a file was chosen as the destination. "
+            "3 records are in the archive.");
   EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Save as…"});
 }
 
@@ -434,7 +435,7 @@ TEST_F(ResultTest, DoesNotPromiseACopyIfTheArchiveFailed) {
   ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
   Synchronize();
   const std::string only =
-      "Quillet: With these settings, only the archive keeps a copy of the records.";
+      "Quillet: With the current settings, only the archive keeps a copy of the records.";
   EXPECT_FALSE(log.Has(only));
   ASSERT_TRUE(WaitFor([&] {
     return log.Has("-[Lumet EraseTavoMemory]: withheld, the records are not on the disk");

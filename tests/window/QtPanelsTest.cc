@@ -124,8 +124,8 @@ TEST_F(QtPanelsTest, AsksBeforeUsingSettings) {
       EXPECT_EQ(box->text(), "Use <b>?");
       EXPECT_EQ(
           box->informativeText().remove(u'\u200B'),
-          "Quillet will then:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet will not do any of this "
-          "until you agree.");
+          "With these settings, Quillet will:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet will not do "
+          "any of this until you agree.");
       answer(*box);
     });
     return panels_.ConfirmSettings("Use <b>?", {"Start /tmp/<i>", "Erase"});
