@@ -158,7 +158,8 @@ DeliveryOutcome ApplicationDelivery::Paste(const std::string& record) {
   return DeliveryOutcome::kDelivered;
 }
 
-// Returns true if the system accepted the keys of the last record.
+// Updates the messages about typing problems. Returns true if the system accepted the keys of the
+// last record.
 bool ApplicationDelivery::ShowProblem() {
   const std::string problem = platform_.keyEvents.Problem();
   const std::string earlier = typingProblem_.Get();

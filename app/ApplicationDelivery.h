@@ -28,13 +28,13 @@ enum class DeliveryOutcome {
 /// Types or pastes records into other applications. Its log lines name SyncController functions.
 /// Shows in the status strip why a delivery fails.
 ///
-/// Deliver: any thread; records are never interleaved. All others: read thread, unless stated
-/// otherwise.
+/// Any thread may call Deliver; records are never interleaved. All other functions: read thread,
+/// unless stated otherwise.
 class ApplicationDelivery {
  public:
   /// Actions of the buttons next to the messages. Main thread, unless stated otherwise.
   struct Actions {
-    std::function<void()> showRuns;     ///< shows the records in the archive
+    std::function<void()> showRuns;     ///< opens the window of earlier runs
     std::function<bool()> isArchived;   ///< whether the records are archived; any thread
     std::function<bool()> isReceiving;  ///< whether a run is receiving records; any thread
     std::string guide;                  ///< path of the user guide; may be empty
@@ -46,7 +46,7 @@ class ApplicationDelivery {
   ApplicationDelivery(const Platform& platform, StatusStrip& strip, Actions actions);
 
   /// Pastes or types a record. Records with non-ASCII characters are not typed. If a record is not
-  /// delivered, a message says so until the next run begins.
+  /// delivered, a message is shown until the next run begins.
   DeliveryOutcome Deliver(const std::string& record, bool paste);
 
   /// Returns the message that explains the last DeliveryOutcome::kNoTyping. Any thread.
@@ -70,7 +70,7 @@ class ApplicationDelivery {
   /// @param destination  see Settings
   void AwaitReadiness(std::int32_t destination);
 
-  void RunBegan();  ///< removes messages about earlier records, sets Delivered() to 0; any thread
+  void RunBegan();  ///< removes messages about earlier records, resets Delivered(); any thread
 
   /// Records that were typed or pasted since the run began; see DeliveredCount. Any thread.
   std::int32_t Delivered() const { return count_.Get(); }
@@ -102,13 +102,13 @@ class ApplicationDelivery {
   std::atomic<bool> isWarned_ = false;       // ShowReadiness has raised kTypingImpossible
   SharedText inputMethod_;                   // input method named in the message kInputMethodOn
   std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
-  std::atomic<bool> pastingFailed_ = false;  // kPastingImpossible is raised
+  std::atomic<bool> pastingFailed_ = false;  // the message kPastingImpossible is shown
 
   static constexpr auto kNothingToPrepare = std::numeric_limits<std::int32_t>::min();
   std::atomic<std::int32_t> toPrepare_ = kNothingToPrepare;  // passed to Prepare during a run
 
   DeliveredCount count_;
-  std::atomic<bool> nonAsciiSaid_ = false;  // a message about non-ASCII characters was raised
+  std::atomic<bool> nonAsciiSaid_ = false;  // a message about non-ASCII characters was shown
 };
 
 }  // namespace quillet

@@ -6,11 +6,11 @@
 
 namespace quillet {
 
-/// Counts the records that were typed or pasted since a run began. Excludes records that are known
-/// to have been ignored by Quillet's windows. Any thread, unless stated otherwise.
+/// Counts the records that were typed or pasted since a run began. Excludes records that Quillet's
+/// windows are known to have ignored. Any thread, unless stated otherwise.
 class DeliveredCount {
  public:
-  /// Time of a monotonic clock; see Clock::Now.
+  /// Monotonic time; see Clock::Now.
   using Time = std::chrono::nanoseconds;
 
   void Reset();                 ///< called when a run begins; sets the number to 0
@@ -19,11 +19,11 @@ class DeliveredCount {
   std::int32_t Get() const;     ///< returns the number of records
 
   /// Called before each record, by one thread at a time.
-  /// @return true if records were ignored, and the last record began more than 1 s after the last
-  ///         ignored key; the next call then returns false
+  /// @return true if records were ignored, but the last record began more than 1 s after the last
+  ///         ignored key. Returns true only once for these ignored records.
   bool BeginRecord(Time now);
 
-  /// Excludes the last record, because a window of Quillet has ignored a key of it. Main thread.
+  /// Excludes the last record, because a Quillet window has ignored one of its keys. Main thread.
   /// @return true for the first ignored key since Reset or since BeginRecord returned true.
   bool ExcludeLast(Time now);
 

@@ -86,8 +86,8 @@ class EarlierRuns {
   std::vector<StoredRun> runs_;     // newest first
   std::vector<std::string> shown_;  // name of the first file of each row's run
   std::string selected_;            // first file name of the selected run
-  std::string wanted_;              // first file name of the run to select when it is listed
-  std::string previewed_;           // first file name and size of the run in the preview
+  std::string wanted_;              // first file name of the run to select once it is listed
+  std::string previewed_;           // first file name of the run in the preview, and its size
   bool previewing_ = false;         // a preview is being read
   std::string search_;
   std::string folder_;  // folder of the last saved file

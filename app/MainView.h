@@ -13,7 +13,7 @@ namespace quillet {
 
 /// Appends text to the main view. Text and changes to other controls take effect in call order.
 ///
-/// All text between two changes to other controls shares one entry of the main queue. If the main
+/// All text between two changes to other controls shares one entry in the main queue. If the main
 /// thread cannot keep up, the oldest queued records are dropped (see TextBacklog).
 class MainView {
  public:

@@ -38,7 +38,7 @@ struct Platform {
 
 /// Absolute paths of the program's folders and files.
 struct Paths {
-  std::string data;            ///< settings and output files; shared by all users
+  std::string data;            ///< folder of settings and output files; shared by all users
   std::string archive;         ///< the user's archive of received records
   std::string guide = {};      ///< path of the user guide; empty if it is not installed
   std::string confirmed = {};  ///< path of the file with the confirmed settings; may be empty

@@ -21,12 +21,12 @@
 namespace quillet {
 
 /// Delivers the records of an earlier run again, to the current destination. Shows the progress and
-/// the result in the status strip and in the window with the earlier runs.
+/// the result in the status strip and in the window that lists the earlier runs.
 ///
 /// Main thread. A separate thread composes and delivers the lines.
 class Redelivery {
  public:
-  /// The message if the archived records of a run cannot be read.
+  /// Shown if the archived records of a run cannot be read.
   static constexpr std::string_view kUnreadable =
       "The archived records cannot be read. Check the disk.";
 
@@ -34,7 +34,7 @@ class Redelivery {
   struct Parts {
     const Platform& platform;       ///< clock, files, main queue and workspace
     platform::RunsWindow& window;   ///< shows the messages
-    const RunArchive& archive;      ///< names the archive folder
+    const RunArchive& archive;      ///< provides the archive folder
     const Run& run;                 ///< the current run; blocks deliveries while in progress
     LumetFile& file;                ///< writes the output file
     const Settings& settings;       ///< the current settings
@@ -56,7 +56,7 @@ class Redelivery {
   /// @param run  a run that ArchiveReader::List returned
   void Start(const StoredRun& run);
 
-  /// Ends the delivery to an application before its next record.
+  /// Ends a delivery to an application before the next record is delivered.
   void Stop() { stopped_ = true; }
 
  private:
@@ -75,7 +75,7 @@ class Redelivery {
   Word<bool> stopped_ = false;
   Word<bool> isActive_ = true;
   Word<bool> answered_ = false;
-  bool otherWindowIsActive_ = false;  // used only by the thread
+  bool otherWindowIsActive_ = false;  // delivery thread only
 };
 
 }  // namespace quillet

@@ -53,7 +53,7 @@ void Run::Gather(const std::string& record, std::int64_t line) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // There are no records if the run began with another destination or End has written them.
+    // Null if the run began with another destination, or if End has already written the records.
     records = std::make_unique<Records>();
   }
   // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of
@@ -107,7 +107,7 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
     written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
   }
   // In a folder with the sticky bit, another user can take the names that runs will use in the next
-  // minutes, by creating files or links to the settings file with these names.
+  // few minutes, by creating files or links to the settings file with these names.
   const bool isTaken =
       result.refusedSettingsFile || (MeansNameIsTaken(written.error) && file.Exists(name));
   if (isTaken && name != settings.filename.Get()) {

@@ -33,8 +33,8 @@ class Run {
     std::int32_t records = 0;          ///< number of records
     std::string file = {};             ///< path of the output file; empty if there is none
     std::int32_t recordsInFile = 0;    ///< number of records written to this file
-    LineRange linesOnDisk = {};        ///< line numbers of these records; empty unless flushed
-    bool refusedSettingsFile = false;  ///< not written because `file` resolves to the settings file
+    LineRange linesOnDisk = {};        ///< the lines in `file`; empty if `file` was not flushed
+    bool refusedSettingsFile = false;  ///< nothing was written: `file` is the settings file
     int fileError = 0;                 ///< why `file` could not be written (errno(3)), or 0
   };
 

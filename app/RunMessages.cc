@@ -253,8 +253,8 @@ void RunMessages::ShowMissing(std::string_view scanner) {
   parts_.strip.Raise(Notice::kRecordsMissing, text.append(scanner), ShowActions());
 }
 
-// Quillet does not know which program is the active application. All active applications of a run
-// therefore count as one program.
+// Quillet does not know which program is the active application. All active applications are
+// therefore treated as one program.
 void RunMessages::RecordDelivered(std::int32_t destination) {
   const bool isNamed = destination == kToNamedApplication;
   const std::string program = isNamed ? parts_.session.appname.Get() : "";

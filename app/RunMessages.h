@@ -31,10 +31,10 @@ class RunMessages {
     const Platform& platform;             ///< clock, ticker, main queue and desktop
     const Lumet& session;                 ///< progress and settings
     const Run& run;                       ///< the counts of records
-    const ApplicationDelivery& delivery;  ///< the number of typed or pasted records
+    const ApplicationDelivery& delivery;  ///< provides the number of typed or pasted records
     const Word<bool>& isConnected;        ///< whether a scanner is connected
     RunArchive& archive;                  ///< stores the records
-    EarlierRuns& earlierRuns;             ///< shows a run in the archive
+    EarlierRuns& earlierRuns;             ///< shows and saves archived runs
     StatusStrip& strip;                   ///< shows the messages
     std::function<void()> openSettings;   ///< opens the settings window; main thread
     std::function<void()> restart;        ///< starts the program again; main thread
@@ -61,11 +61,11 @@ class RunMessages {
   /// @param destination  see Settings
   void RecordDelivered(std::int32_t destination);
 
-  /// Shows why a button that the user pressed currently has no effect. Main thread.
+  /// Shows why the button that the user pressed has no effect at the moment. Main thread.
   void PressIgnored(const std::string& text);
 
-  /// If the settings erase the scanner and write no file, shows a message that only the archive
-  /// keeps the records. Shows it at most once, and not if the archive has failed. Any thread.
+  /// Shows a message that only the archive keeps the records if the scanner is erased and no file
+  /// is written. Shows it at most once, and not if the archive has failed. Any thread.
   void CheckCopies();
 
   /// Shows that an earlier process did not finish its work. Main thread.
@@ -90,7 +90,7 @@ class RunMessages {
 
   const Parts parts_;
   RunProgress progress_;                             // main thread only
-  bool stuck_ = false;                               // main thread: kRunStuck is raised
+  bool stuck_ = false;                               // main thread: message kRunStuck is shown
   std::optional<std::chrono::nanoseconds> pressed_;  // main thread: time of last ignored press
   std::atomic<std::int64_t> begin_{0};               // when the run began, in ms
   std::atomic<bool> hasEnded_{false};                // a run has ended

@@ -10,7 +10,7 @@
 namespace quillet {
 namespace {
 
-constexpr std::size_t kLongestAnswers = 1 << 16;  // bytes; far more than kMostAnswers need
+constexpr std::size_t kLongestAnswers = 1 << 16;  // bytes; far more than kMostAnswers answers need
 constexpr std::string_view kAnswerEnd = "\n\n";
 
 // Returns true if runs with the output path `path` write to `folder` itself. Subfolders do not
@@ -97,7 +97,7 @@ bool SettingsConsent::IsConfirmed(const SensitiveActions& actions) const {
          answers.find(std::string(kAnswerEnd) + answer) != answers.npos;
 }
 
-// Uses harmless values instead of the settings that wait for confirmation.
+// Uses harmless values in place of the unconfirmed settings.
 void SettingsConsent::UseSubstitutes() {
   Settings& settings = parts_.settings;
   settings.bAutoSync = 0;

@@ -16,7 +16,7 @@ namespace quillet {
 struct SensitiveActions {
   std::string application = {};  ///< path of the program to start; empty: none
   std::string file = {};      ///< path of the output file, if outside the data folder; empty: none
-  bool appends = false;       ///< records are added to `file`
+  bool appends = false;       ///< records are appended to `file`
   bool synchronizes = false;  ///< runs begin automatically
   bool types = false;         ///< automatic runs type or paste into the active application
   bool erases = false;        ///< runs erase the scanner
@@ -35,14 +35,14 @@ std::vector<std::string> Described(const SensitiveActions& actions);
 /// Holds back the sensitive actions of settings that another user has chosen, until this user
 /// confirms them in a dialog. The other settings apply immediately.
 ///
-/// In the meantime, automatic runs and erasing are disabled, records for a program go to the main
-/// view, and records for a file outside the data folder go to the default output file. The
-/// confirmed actions are stored in a private file, so the user is asked once per change. The file
-/// has no effect if it belongs to another user. It also has no effect if its folder is read-only,
-/// because this user could not withdraw the answers in it. Main thread only.
+/// In the meantime, automatic runs and erasing are disabled. Records for a program are shown in the
+/// main view, and records for a file outside the data folder are written to the default output
+/// file. The confirmed actions are stored in a private file, so the user is asked once per change.
+/// The file has no effect if it belongs to another user. It also has no effect if its folder is
+/// read-only, because this user could not revoke the stored answers. Main thread only.
 class SettingsConsent {
  public:
-  /// Number of confirmed answers that are remembered. A new one replaces the oldest.
+  /// Maximum number of confirmed answers that are remembered. A new one replaces the oldest.
   static constexpr int kMostAnswers = 16;
 
   /// The objects that SettingsConsent uses. All outlive it.

@@ -21,7 +21,7 @@ namespace quillet {
 /// SyncController function that was called. Main thread only.
 class SettingsEditor {
  public:
-  /// Message after an attempt to use the settings file as the output file.
+  /// Shown after an attempt to use the settings file as the output file.
   static constexpr std::string_view kSettingsFileMessage =
       "Records cannot be written to the settings file. Choose another file.";
 
@@ -35,7 +35,7 @@ class SettingsEditor {
     platform::Panels& panels;      ///< file dialogs
     StatusStrip& strip;            ///< the status strip
 
-    /// Checks the application to which records will go; see TargetApplication.
+    /// Checks the application to which records will be delivered; see TargetApplication.
     std::function<void(std::int32_t destination, const std::string& application)> checkTarget;
 
     /// Prepares for typing; see ApplicationDelivery. Called when the user chooses a destination.
@@ -73,8 +73,8 @@ class SettingsEditor {
   /// the previous path. Also shows a message if runs will replace the chosen file.
   void Browse();
 
-  /// Lets the user choose the application. Saves the choice if records go to the application. Can
-  /// be called while the settings window is closed.
+  /// Lets the user choose the application. Saves the choice if the destination is the application.
+  /// Can be called while the settings window is closed.
   void ChooseApplication();
 
   void SaveAndClose();  ///< applies and saves the values in the window, then closes it

@@ -17,7 +17,7 @@ namespace quillet {
 enum class Notice {
   kDisconnectedInRun,  ///< the connection ended during a run
   kHungUp,             ///< the connected scanner's line has stopped working
-  kRunStuck,           ///< the run does not end
+  kRunStuck,           ///< the run has made no progress for a minute
 
   kNoThread,       ///< the system could not start a thread for the connection
   kPortDenied,     ///< no permission to open the port
@@ -46,7 +46,7 @@ enum class Notice {
   kSettingsNotSaved,  ///< the settings file could not be written
   kPathRefused,       ///< the settings file was chosen as the output file
 
-  kScanDelivered,      ///< a program has received its first scan
+  kScanDelivered,      ///< a scan was delivered to a program for the first time
   kInterrupted,        ///< an earlier process did not finish a run or a file
   kArchiveIsOnlyCopy,  ///< erasing leaves only the archive's copy of the records
   kPathTooLong,        ///< a chosen path will not be restored at the next start
@@ -82,7 +82,8 @@ class StatusStrip {
   /// Replaces an earlier message with the same notice. Any thread; returns immediately.
   /// @param notice   reason for the message
   /// @param text     one line of UTF-8: what happened, then what to do
-  /// @param actions  buttons, at most StatusDisplay::kMaximumActions; run on the main thread
+  /// @param actions  buttons, at most StatusDisplay::kMaximumActions. Their functions are called on
+  ///                 the main thread.
   void Raise(Notice notice, std::string text, std::vector<StripAction> actions = {});
 
   /// Queues the removal of the message with this notice, if any. Any thread; returns immediately.

@@ -77,7 +77,7 @@ class SyncController final : public LumetDelegate {
   void ConnectThread();     ///< body of the connection thread
   void TryToConnectTavo();  ///< tries all ports in order. Connection thread.
   void StartTavo();         ///< tries the selected port. Connection thread.
-  bool IsTavoConnected();   ///< waits up to 5 s for the scanner. Connection thread.
+  bool IsTavoConnected();   ///< waits up to 5 s for the scanner to answer. Connection thread.
   /// Shows the connected scanner. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
   void DeviceHungUp() override;  ///< shows that the scanner's line has failed. Read thread.
@@ -107,7 +107,7 @@ class SyncController final : public LumetDelegate {
   ///@}
 
   // --- Main window ------------------------------------------------------------------------------
-  /// Queues UTF-8 text with any line ends for the view; `newline` appends one. Any thread.
+  /// Queues UTF-8 text with any kind of line end; `newline` appends a line end. Any thread.
   void DisplayText(std::string_view text, bool newline);
   void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
   void clearviewButton();                       ///< clears the main view. Main thread.
@@ -165,7 +165,7 @@ class SyncController final : public LumetDelegate {
   Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   PortMessages portMessages_{platform_, ports_, strip_, [this] { TryAgain(); }};
-  RunArchive* archive_ = nullptr;  // like the next three, created by Initialize, never destroyed
+  RunArchive* archive_ = nullptr;  // created by Initialize, never destroyed, like the next three
   SettingsEditor* settingsEditor_ = nullptr;
   EarlierRuns* earlierRuns_ = nullptr;
   RunMessages* messages_ = nullptr;

@@ -12,8 +12,8 @@
 
 namespace quillet {
 
-/// The application that the user chose as the destination. Starts it. Shows in the status strip why
-/// it cannot be started. Its log lines name SyncController functions. Any thread.
+/// Starts the application that the user chose as the destination. If it cannot be started, shows
+/// the reason in the status strip. The log lines name SyncController functions. Any thread.
 class TargetApplication {
  public:
   /// @param platform  provides the applications and the log

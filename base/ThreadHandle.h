@@ -23,7 +23,7 @@ class ThreadHandle {
   /// Empties the handle. Does not end the thread.
   void Clear() noexcept { held_.store(false); }
 
-  /// Starts a thread that holds the handle, even if the handle was already held.
+  /// Starts a thread that holds the handle, whether or not the handle has been claimed.
   /// @return false if the system cannot start a thread; the handle is then empty.
   template <class Body>
   bool Start(Body&& body) {

@@ -43,7 +43,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   /// The receiver of the callbacks, or null; not owned. Any thread.
   LumetDelegate* delegate() const { return delegate_.load(); }
-  /// Sets the receiver of the callbacks, which must never be destroyed. Any thread.
+  /// Sets the receiver of the callbacks. The receiver must never be destroyed. Any thread.
   void setDelegate(LumetDelegate* owner) { delegate_.store(owner); }
 
   /// The archive, or null. Without an archive, the session sends no erase command.
@@ -97,7 +97,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void GetSerialNumber() { Queue({0x01, 'M'}); }      ///< the answer sets SerialNo
   void GetFWVersion() { Queue({0x01, 'V'}); }         ///< the answer sets FWVersion and bTavo300
   void GetAssetNumber() { Queue({0x04, '2', 'Z', 'S', 'G'}); }  ///< the answer sets AssetNumber
-  void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< erases all records if the archive permits
+  void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< erases all records if the archive allows it
   void Synchronize() { download_->Synchronize(); }  ///< downloads all records
 
   /// Switches wedge mode on or off. SyncTavoClock is called after the scanner has answered.
@@ -117,7 +117,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   /// Publishes the progress of the download. Called by the thread that runs the current step.
   void Show(const DisplayState& state) { display_ = state; }
-  DownloadCounts& counts() { return counts_; }  ///< counts the records of the download
+  DownloadCounts& counts() { return counts_; }  ///< record counts of the download
 
   // --- State ---
   const DownloadCounts& counts() const { return counts_; }     ///< see DownloadCounts

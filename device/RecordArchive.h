@@ -32,7 +32,7 @@ class RecordArchive {
   virtual void DownloadStarted(bool erasePending) = 0;
 
   /// Stores a record that is not part of a burst. Called before the record is delivered. Also
-  /// called for a record that is not delivered because it arrived as the answer to another command.
+  /// called for a record that is not delivered because it arrived in response to another command.
   /// Read thread.
   /// @param record  the stored record as received; valid during the call
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;

@@ -138,8 +138,8 @@ bool SerialPort::TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte) {
   return written;
 }
 
-// The two close functions differ intentionally: only closing the output closes descriptor 0. This
-// is the initial value, so closing a channel that was never opened closes descriptor 0.
+// The two close functions differ intentionally: only closeOutputConnection closes descriptor 0.
+// Because 0 is the initial value, it does so even if the output was never opened.
 void SerialPort::closeInputConnection() {
   const std::int32_t line = inputfd_.Exchange(-1);
   if (line > 0) line_.Close(line);

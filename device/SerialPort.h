@@ -70,7 +70,8 @@ class SerialPort {
  public:
   static constexpr std::int32_t kReadBufferSize = 10240;  ///< maximum size of a chunk in bytes
 
-  /// @param log    reports chunks that arrive without a delegate, and failures to start the thread
+  /// @param log    receives messages about chunks that arrive while no delegate is set, and about
+  ///               failures to start the thread
   /// @param clock  sleeps between reads and between written bytes
   /// @param line   opens, reads and writes the device
   SerialPort(SystemLog& log, platform::Clock& clock, platform::SerialLine& line)
@@ -90,7 +91,7 @@ class SerialPort {
   ///         reserved the device or the read thread cannot be started (see LacksThread).
   std::uint8_t openConnections(const char* path);
 
-  void closeInputConnection();   ///< closes the line for reading, except descriptor 0
+  void closeInputConnection();   ///< closes the input descriptor, unless it is 0
   void closeOutputConnection();  ///< closes the output descriptor, even if it is 0
   void closeConnections();       ///< closes both lines; the read thread continues
 
@@ -133,7 +134,7 @@ class SerialPort {
   platform::Clock& clock_;
   platform::SerialLine& line_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
-  // Both are initially 0, although the channel has not opened descriptor 0.
+  // Both are initially 0, the descriptor of standard input, which this class did not open.
   Descriptor outputfd_;
   Descriptor inputfd_;
   std::atomic<std::uint8_t> bIsClosed_{0};

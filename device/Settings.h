@@ -29,7 +29,7 @@ struct Settings {
   Word<std::uint8_t> bAutoSync = 0;          ///< download when the scanner connects
   Word<std::uint8_t> bAppendData = 0;        ///< append to the output file instead of replacing it
   Word<std::uint8_t> bNonEnglish = 0;        ///< paste lines instead of typing them
-  Word<std::int32_t> destination = kToView;  ///< where records go
+  Word<std::int32_t> destination = kToView;  ///< where records are delivered
   // The initial texts are replaced with stored or default paths before their first use.
   SharedText filename{"sn_timestamp.txt"};       ///< path of the output file
   SharedText appname{"/Applications/TextEdit"};  ///< path of the application

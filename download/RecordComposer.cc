@@ -30,7 +30,7 @@ enum class Field { kName, kData, kTime };
 
 struct OrderedField {
   Field field;
-  bool delimiterBefore = false;  // not used for the data, which adds no delimiter
+  bool delimiterBefore = false;  // not used for the data, which has no delimiter
 };
 
 // The symbology name and the time each have one delimiter, either before or after the field. If the

@@ -61,7 +61,8 @@ class ArchiveFolder {
   void Mark(const std::string& name);    ///< marks a run as in progress
   void Unmark(const std::string& name);  ///< removes the mark of a run
 
-  /// Records the order of new files, since names sort by age only if the clock is never set back.
+  /// Records the order in which files are created. Sorting by name gives this order only if the
+  /// clock is never set back.
   void NoteCreation(const std::string& name);
 
   /// Returns the runs that an earlier process left unfinished, and removes their marks.

@@ -58,7 +58,7 @@ class ArchiveReader {
 
   /// Returns the lines of a run as delivered, or no value if a file cannot be read.
   /// @param run    a run that List returned
-  /// @param limit  reading may stop after this many bytes
+  /// @param limit  number of bytes that the caller needs; the rest may be omitted
   std::optional<std::string> Lines(const StoredRun& run,
                                    std::size_t limit = std::string::npos) const;
 

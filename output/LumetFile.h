@@ -45,10 +45,10 @@ class LumetFile {
   /// Name of the user who owns the settings file, or an empty string.
   std::string SettingsOwner() { return files_.Owner(RegistryPath()); }
 
-  void CreateBarcodeDirectory();  ///< creates the data folder and its parents; only logs a failure
+  void CreateBarcodeDirectory();  ///< creates the data folder and its parents; logs failures
 
   /// Replaces a text file and logs the result. The settings file is replaced only if it is a
-  /// regular file, and text is added only to a file that can be read.
+  /// regular file. Text is appended only to a file that can be read.
   /// @param path    absolute path of the file
   /// @param data    the text in UTF-8
   /// @param spare   unused
@@ -70,8 +70,8 @@ class LumetFile {
   /// output path `path`. Returns the number of deleted files.
   std::size_t RemoveUnfinished(const std::string& path);
 
-  /// Returns `path` with a name that another user cannot predict: without ".txt", then "_", the
-  /// last six digits of the current time in microseconds, and ".txt".
+  /// Returns a path that another user cannot predict: inserts "_" and the last six digits of the
+  /// current time in microseconds before the ".txt" of `path`. Adds ".txt" if it is missing.
   std::string AlternativePath(const std::string& path);
 
   /// Reads the settings file into a buffer and appends a NUL.

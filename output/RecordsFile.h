@@ -32,7 +32,7 @@ struct RecordsFileHead {
   bool whole = false;                  ///< the file has no incomplete entry
   bool ended = false;                  ///< false for live scans and for interrupted runs
   bool complete = false;               ///< all records of the scanner were received
-  bool erased = false;                 ///< the scanner confirmed that it was erased
+  bool erased = false;                 ///< the scanner confirmed the erase
 };
 
 /// Receives a stored record. All calls for a file pass the same `scanner` and `settings` objects.

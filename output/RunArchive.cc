@@ -45,7 +45,7 @@ void RunArchive::Begin() {
     startsRun_ = true;
     runName_.Set("");
     // Reads the number of lines first. Otherwise, a unit that arrives between the two calls could
-    // count without its line.
+    // be counted without its line.
     linesAtBegin_ = lines_.load();
     units_.RunBegan();
     runsInProgress_ = 0;
@@ -148,7 +148,7 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
     outputFile_.Set(path);
     units_.Set(copied_);
   } else {
-    copied_ = -1;  // this file may have overwritten the copy
+    copied_ = -1;  // the new output file may have replaced the copy
   }
   if (run_.IsOpen()) CheckedAppend("file " + EscapedText(path) + "\n");
 }

@@ -84,8 +84,8 @@ class RunArchive final : public RecordArchive {
   /// @param complete  true if all records of the scanner were received
   void End(bool complete);
 
-  /// Writes the lines that have not been written yet. After this call, lines are written at once.
-  /// Waits up to 0.5 s for the read thread. Main thread.
+  /// Writes the lines that have not been written yet. After this call, lines are written
+  /// immediately. Waits up to 0.5 s for the read thread. Main thread.
   void WriteLines();
 
   /// Deletes the files of a run or of a day's live scans. If the scanner has not been erased since
@@ -108,7 +108,7 @@ class RunArchive final : public RecordArchive {
   /// Returns true if some records of the current run are known to be incomplete. Any thread.
   bool cutOff() const { return units_.IsSet(cutOff_); }
 
-  /// Name of the first files of the latest run, without the extension. Empty while the run has no
+  /// Name of the latest run's first files, without the extension. Empty while the run has no
   /// records. Any thread.
   const std::string& runName() const { return runName_.Get(); }
 
@@ -154,7 +154,7 @@ class RunArchive final : public RecordArchive {
   RunUnits::Mark unsafe_{0};             // a file of the run could not be written, or was deleted
   RunUnits::Mark cutOff_{0};             // a unit is known to be incomplete
   RunUnits::Mark lastOfRun_{0};          // the last unit of the most recently ended run
-  RunUnits::Mark inDay_{0};              // a unit is in the files of the day
+  RunUnits::Mark inDay_{0};              // a unit belongs in the day's files
   RunUnits::Mark flushed_{-1};           // the units up to this one are on the disk
   RunUnits::Mark copied_{-1};            // the units up to this one are in the output file
   RunUnits::Mark permitted_{0};          // the last permitted erase covers the units up to this one
@@ -168,7 +168,7 @@ class RunArchive final : public RecordArchive {
   ArchiveVolume day_;
   ArchiveVolume* latest_ = nullptr;  // the files that the last unit was written to
   bool isMarked_ = false;            // the files in run_ are marked as in progress
-  std::string firstName_;            // name of the first files of the run
+  std::string firstName_;            // name of the run's first files
   std::string pendingLines_;
   std::string entry_;
   bool inBurst_ = false;
@@ -182,7 +182,7 @@ class RunArchive final : public RecordArchive {
   std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when the last run began
 
   FlushList flushList_;    // the files that AwaitCopy flushes
-  SharedText outputFile_;  // path of the output file written last
+  SharedText outputFile_;  // path of the most recently written output file
 };
 
 }  // namespace quillet

@@ -15,7 +15,7 @@ class RunUnits {
   /// Called when a run begins. The run includes the units that have not been written yet. StartRun
   /// makes it the current run.
   void RunBegan() { writtenAtBegin_ = written_.load(); }
-  /// Makes the run that began last the current run.
+  /// Makes the most recently begun run the current run.
   void StartRun() { before_ = writtenAtBegin_.load(); }
 
   void Arrived() { ++arrived_; }  ///< called when a unit arrives; read thread
@@ -28,7 +28,7 @@ class RunUnits {
   std::int64_t Count() const { return arrived_ - before_; }
 
   void Set(Mark& mark) const { mark = arrived_.load(); }            ///< marks the last unit
-  bool IsSet(const Mark& mark) const { return mark > before_; }     ///< a unit in Count is marked
+  bool IsSet(const Mark& mark) const { return mark > before_; }     ///< Count includes this unit
   bool IsLast(const Mark& mark) const { return mark == arrived_; }  ///< the last unit is marked
 
  private:

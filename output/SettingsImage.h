@@ -25,7 +25,7 @@ void WriteChoices(const Settings& settings, SettingsImage& image);
 /// minus '0'.
 void ReadChoices(const SettingsImage& image, Settings& settings);
 
-/// Converts the flags and numbers to the values of the settings window.
+/// Returns the flags and numbers in `settings` as values of the settings window.
 platform::SettingsValues ShownValues(const Settings& settings);
 
 /// Converts the values of the settings window to flags and numbers.

@@ -5,7 +5,8 @@
 
 namespace quillet::platform {
 
-/// Other applications on the desktop, identified by absolute path. Any thread.
+/// Finds and starts other applications on the desktop. Identifies them by absolute path. Any
+/// thread.
 class Applications {
  public:
   virtual ~Applications() = default;

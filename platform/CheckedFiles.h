@@ -16,7 +16,7 @@ inline constexpr int kNotRegular = ENOTBLK;
 /// The users who could have written a file.
 enum class Custody {
   kTrusted,  ///< this user or root owns the file and its folder; no other user may write there
-  kForeign,  ///< possibly other users as well
+  kForeign,  ///< other users could have written it as well
 };
 
 /// Result of CheckedFiles::ReadChecked.
@@ -29,8 +29,8 @@ struct Checked {
                            ///< EISDIR or kNotRegular: the file is not a regular file
 };
 
-/// Files that control this program, in folders where other users may write. Paths are UTF-8 and
-/// absolute. Any thread.
+/// Safely reads and replaces files that control this program, even in folders that other users can
+/// write to. Paths are UTF-8 and absolute. Any thread.
 class CheckedFiles {
  public:
   virtual ~CheckedFiles() = default;

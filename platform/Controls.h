@@ -36,7 +36,7 @@ class TextView {
 class PopUpList {
  public:
   virtual ~PopUpList() = default;
-  /// Adds an item at the end.
+  /// Appends an item.
   /// @param title   text of the item
   /// @param detail  distinguishes items with the same title; shown next to the title; may be empty
   virtual void AddItem(std::string_view title, std::string_view detail) = 0;

@@ -9,7 +9,8 @@
 
 namespace quillet::platform {
 
-/// Files that only the user can access. Paths are UTF-8 and absolute. Any thread.
+/// Creates, opens and replaces files that only the user can access. Paths are UTF-8 and absolute.
+/// Any thread.
 class PrivateFiles {
  public:
   virtual ~PrivateFiles() = default;

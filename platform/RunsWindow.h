@@ -68,7 +68,8 @@ class RunsWindow {
   /// @param remove  true enables the Delete button
   virtual void EnableActions(bool use, bool remove) = 0;
 
-  /// Sets the label of the delivery button: Stop delivery if `delivering`, else Deliver again.
+  /// Sets the label of the delivery button: "Stop delivery" if `delivering` is true, otherwise
+  /// "Deliver again".
   virtual void ShowDelivering(bool delivering) = 0;
   virtual void ShowBusy(bool busy) = 0;  ///< shows whether files are being read or written
   virtual void ShowMessage(std::string_view text) = 0;  ///< shows a one-line message

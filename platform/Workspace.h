@@ -21,8 +21,8 @@ class Workspace {
   /// @param path  absolute path, UTF-8
   virtual void ShowInFolder(const std::string& path) = 0;
 
-  /// Opens a file with the desktop's application for its type. Returns before the application has
-  /// opened it. Main thread.
+  /// Opens a file with the desktop's default application for its type. Returns before the
+  /// application has opened it. Main thread.
   /// @param path  absolute path, UTF-8
   virtual void OpenFile(const std::string& path) = 0;
 };

@@ -75,7 +75,7 @@ class PseudoTerminal final : public Endpoint {
     const int flags = fcntl(master.Get(), F_GETFL);
     if (flags < 0 || fcntl(master.Get(), F_SETFL, flags | O_NONBLOCK) != 0) throw Failure("fcntl");
 
-    // Opens the slave once. Until then, the master would not report that the slave is closed. The
+    // The master reports that the slave is closed only after the slave has been opened once. The
     // slave's settings persist while the master is open.
     const UniqueFd slave = OpenTerminal(path_);
     if (!slave.IsOpen()) throw Failure(path_);

@@ -54,9 +54,9 @@ enum class TerminalMode {
 /// Returns an endpoint whose Open() creates a new pseudo-terminal each time.
 std::unique_ptr<Endpoint> MakePseudoTerminal(TerminalMode mode);
 
-/// Returns an endpoint for the existing terminal device `node`. Open() sets it to raw mode and sets
-/// the speed (bit/s) if the system supports it; 0 keeps the speed. IsPortOpen() is true while the
-/// device is open.
+/// Returns an endpoint for the existing terminal device `node`. Open() switches it to raw mode and
+/// sets the speed (bit/s) if the system supports it; 0 keeps the speed. IsPortOpen() is true while
+/// the device is open.
 std::unique_ptr<Endpoint> MakeDeviceNode(const std::string& node, std::uint64_t bitsPerSecond);
 
 /// A symbolic link to the line, at a fixed path.

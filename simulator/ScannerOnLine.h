@@ -28,14 +28,14 @@ struct Options {
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
   std::vector<Fault> faults;  ///< see ParseFaults()
 
-  std::string linkPath;    ///< path of a link to the line, removed when unplugged; "": none
+  std::string linkPath;    ///< path of a link to the line while the scanner is plugged in; "": none
   std::string deviceNode;  ///< path of a terminal device to use; "": creates a pseudo-terminal
   TerminalMode terminalMode = TerminalMode::kRaw;  ///< initial mode of a new pseudo-terminal
 
   bool keepTranscript = true;  ///< keep the transcript in memory
   std::string transcriptFile;  ///< path of the transcript; "": none
 
-  /// A scanner without delays, for tests that do not depend on time.
+  /// Returns the options of a scanner without delays, for tests that do not depend on time.
   static Options Instant(Model model = Model::kOlder) {
     Options options;
     options.device.model = model;
@@ -64,11 +64,12 @@ class ScannerOnLine {
   void Plug(Time now);
   /// Pulls the cable, if it is plugged in. The computer sees a hang-up, and unsent bytes are lost.
   void Unplug(Time now);
-  /// Scans a barcode. Its frame is sent after the pending answer. Throws like TavoDevice::Scan().
+  /// Scans a barcode. Its frame is sent after the pending answer. Throws the same exceptions as
+  /// TavoDevice::Scan().
   void Scan(const ScanRecord& record, Time now) { output_.Append(device_.Scan(record), now); }
   /// Adds a fault. See FaultInjector::Arm().
   void AddFault(Fault fault, Time now) { faults_.Arm(std::move(fault), counters_, now); }
-  /// Does everything that is due: receives, answers, sends, triggers faults.
+  /// Performs the steps that are due: receives, answers, sends and triggers faults.
   void TakeTurn(Time now);
   Waiting Wait(Time now) const;
 

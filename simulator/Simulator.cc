@@ -44,7 +44,7 @@ class Alarm {
     [[maybe_unused]] const ssize_t ignored = ::write(ringer_.Get(), "", 1);
   }
 
-  /// Waits for an event of poll(2), the time `waiting.until`, or Ring().
+  /// Waits until poll(2) reports an event, `waiting.until` is reached, or Ring() is called.
   void Wait(const ScannerOnLine::Waiting& waiting) {
     // Limits the time-out of poll(2). Waking up early is harmless.
     constexpr std::chrono::seconds kLongest{60};
@@ -112,9 +112,9 @@ void Simulator::Run() {
   }
 }
 
-/// Runs the action while the thread is not in poll(2). The thread then takes a turn. If the action
-/// closed a line while the thread was in poll(2), the line would stay open until poll(2) returned,
-/// which would delay the hang-up.
+/// Runs the action while the thread is not in poll(2). The thread then calls TakeTurn. If the
+/// action closed a line while the thread was in poll(2), the line would stay open until poll(2)
+/// returned, which would delay the hang-up.
 void Simulator::Change(const std::function<void()>& action) {
   std::unique_lock lock(mutex_);
   changes_ += 1;

@@ -43,7 +43,7 @@ class Simulator {
   /// Plugs the scanner in and starts its thread, unless the thread is already running. Path() can
   /// then be opened. Throws std::system_error if the line or the link cannot be created.
   void Start();
-  /// Unplugs the scanner and ends its thread. Its reports stay available.
+  /// Unplugs the scanner and ends its thread. Report() and GetTranscript() remain usable.
   void Stop();
 
   /// Returns the path to open: the symbolic link if the options name one, otherwise the terminal.

@@ -25,12 +25,12 @@ struct TranscriptEntry {
   Bytes bytes;  ///< the transferred bytes, or the text of an event
 };
 
-/// Everything sent and received, with time stamps. Any thread.
+/// Records everything sent and received, with time stamps. Any thread.
 class Transcript {
  public:
   /// Throws std::system_error if the file cannot be created.
   /// @param keep  whether entries are kept in memory
-  /// @param file  receives all entries; an existing file is replaced; "": none
+  /// @param file  path of a file that receives all entries; replaces an existing file; "": no file
   explicit Transcript(bool keep = true, const std::string& file = "");
 
   /// Adds bytes that were transferred at `time`. Does nothing if `bytes` is empty.
@@ -39,7 +39,7 @@ class Transcript {
   void AddEvent(std::chrono::steady_clock::time_point time, std::string_view text) {
     Add(time, Direction::kEvent, ToBytes(text));
   }
-  /// A copy of the entries in memory, oldest first.
+  /// Returns a copy of the entries kept in memory, oldest first.
   std::vector<TranscriptEntry> Entries() const;
 
  private:

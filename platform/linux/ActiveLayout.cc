@@ -54,9 +54,8 @@ class ActiveLayout::Plasma {
   bool isRunning_ = false;
 };
 
-// GNOME lists the layouts and input methods in the setting "sources". The setting "mru-sources"
-// lists them with the most recently used first, and may still contain entries that the user has
-// removed.
+// GNOME's "sources" setting lists the layouts and input methods. Its "mru-sources" setting lists
+// them with the most recently used first, and may still contain entries that the user has removed.
 class ActiveLayout::Gnome {
  public:
   Gnome() {

@@ -60,8 +60,8 @@ void ReportPid(GDesktopAppInfo*, GPid pid, void* started) {
 
 using namespace std::chrono_literals;
 
-// A process that ends within kShortestLife may have passed the request on to another process. On
-// X11, the application then counts as running until kHandedOver has passed without a request.
+// A process that ends within kShortestLife may have passed the request on to another process. The
+// application then counts as running. On X11, this ends after kHandedOver without a new request.
 constexpr auto kShortestLife = 10s;
 constexpr auto kHandedOver = 1min;
 constexpr auto kFocusLimit = 300ms;
@@ -90,8 +90,8 @@ std::optional<ApplicationFile> ApplicationFile::At(const std::string& path) {
         g_desktop_app_info_get_startup_wm_class(G_DESKTOP_APP_INFO(file.info_.get()));
     if (named != nullptr) file.windowClasses_.push_back(LowerCase(named));
     file.windowClasses_.push_back(LowerCase(std::filesystem::path(path).stem()));
-    // If the command has arguments, other applications often use the same program, for example a
-    // terminal. Its windows may then belong to another application.
+    // A command with arguments often starts a program that other applications use too, for example
+    // a terminal. A window of that program may therefore belong to another application.
     if (named == nullptr && file.command_.size() == 1) {
       file.windowClasses_.push_back(LowerCase(std::filesystem::path(file.command_[0]).filename()));
     }

@@ -46,8 +46,8 @@ class ApplicationFile {
   std::vector<std::string> windowClasses_;
 };
 
-/// The applications of a Linux desktop. A path is an executable file or a desktop entry. Any
-/// thread; calls are serialized.
+/// Starts applications on a Linux desktop and finds those that are running. A path is an executable
+/// file or a desktop entry. Any thread; calls are serialized.
 ///
 /// An application counts as running while one of these exists: the process that was started,
 /// another process with the same command line, or, on X11, a window that belongs to the process or
@@ -62,7 +62,7 @@ class ApplicationFile {
 /// process, and inherit no descriptors: standard input, output and error are /dev/null.
 class DesktopApplications final : public Applications {
  public:
-  /// @param onX11  true: search and raise windows through the X server, which is impossible on
+  /// @param onX11  true: find and raise windows through the X server, which is impossible on
   ///               Wayland
   /// @param clock  outlives this object
   DesktopApplications(bool onX11, Clock& clock) : onX11_(onX11), clock_(clock) {}

@@ -51,7 +51,7 @@ struct Libei {
     Signature* const call;
   };
 
-  // NOLINTBEGIN(readability-identifier-naming): named like the functions of libei
+  // NOLINTBEGIN(readability-identifier-naming): named after the functions of libei
   Function<ei*(void*)> new_sender{*this, "ei_new_sender"};
   Function<ei*(ei*)> unref{*this, "ei_unref"};
   Function<void(ei*, const char*)> configure_name{*this, "ei_configure_name"};

@@ -17,8 +17,8 @@ namespace quillet::platform::linux_desktop {
 
 struct Libei;
 
-/// A keyboard of the desktop's server for emulated input (EIS), through libei. Use from a single
-/// thread.
+/// A keyboard on the desktop's emulated input server (EIS), accessed through libei. Use from a
+/// single thread.
 ///
 /// The library is loaded at run time (dlopen(3), libei.so.1), because Debian 12 does not have it.
 class EisKeyboard final : public EmulatedKeyboard {

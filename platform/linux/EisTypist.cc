@@ -87,7 +87,7 @@ TypingWatch::State EisTypist::Read() {
   return watch_.Read(keyboard_.devices());
 }
 
-// Returns what has changed since the state in `watch_`, or null.
+// Returns a phrase that names the change since the state in `watch_`, or null if there is none.
 const char* EisTypist::WhatChanged() {
   return keyboard_.IsReady() ? watch_.WhatChanged(Read()) : kLayoutChanged;
 }

@@ -11,7 +11,7 @@ namespace quillet::platform::linux_desktop {
 /// The code of a stroke whose key the desktop chooses.
 inline constexpr std::uint16_t kAnyKey = 0;
 
-/// Key strokes that this program has sent and its windows have not received yet. Strokes that
+/// Key strokes that this program has sent but its windows have not received yet. Strokes that
 /// another program receives are forgotten after a minute or 4096 newer strokes. One thread at a
 /// time.
 ///

@@ -119,8 +119,8 @@ MessagePointer NewCall(sd_bus* bus, const Method& method) {
   return MessagePointer(call);
 }
 
-// The property GlobalEngine is a variant that contains a serialized IBusEngineDesc. Its third
-// member is the engine's name.
+// The GlobalEngine property is a variant that contains a serialized IBusEngineDesc. The third
+// member of the IBusEngineDesc is the engine's name.
 std::string EngineOfIbus() {
   constexpr char kIbus[] = "org.freedesktop.IBus";
   const BusPointer bus = BusAt(IbusAddress());

@@ -8,7 +8,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Evdev codes by ANSI virtual key code. Key 10, left of Z, does not exist on US keyboards.
+// Evdev codes, indexed by ANSI virtual key code. US keyboards do not have key 10, left of Z.
 constexpr std::array<std::uint16_t, 51> kKeyCodes = {
     KEY_A,          KEY_S,         KEY_D,         KEY_F,         KEY_H,           // 0
     KEY_G,          KEY_Z,         KEY_X,         KEY_C,         KEY_V,           // 5

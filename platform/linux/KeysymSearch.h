@@ -23,7 +23,7 @@ class KeysymSearch {
   KeysymSearch& operator=(const KeysymSearch&) = delete;
 
   /// Returns the keysym that types a character, or 0 if there is none. If Caps Lock is on, the
-  /// result may be the letter of the other case.
+  /// result may be the keysym of the same letter in the other case.
   /// @param character  printable ASCII, LF for Return, or tab
   /// @param state      the state in which the desktop will press the key
   std::uint32_t Find(char character, const KeyboardState& state) const;

@@ -19,8 +19,8 @@ class Pace {
        std::chrono::microseconds pause)
       : clock_(clock), timePerEvent_(timePerEvent), mostAhead_(mostAhead), pause_(pause) {}
 
-  /// Call before sending `count` events. Pauses until they are no longer too far ahead of the
-  /// steady rate.
+  /// Call before sending `count` events. Pauses while they would be too far ahead of the steady
+  /// rate.
   void Wait(std::size_t count) {
     const auto most = std::max(mostAhead_, count) * timePerEvent_;
     while (allRead_ + count * timePerEvent_ > clock_.Now() + most) clock_.Sleep(pause_);

@@ -14,8 +14,8 @@ namespace quillet::platform::linux_desktop {
 /// from the system's XKB data.
 std::string PlainKeymap();
 
-/// Returns the evdev code of the character's key in the keymap, or 0 if it has none. For a line
-/// feed, returns the code of the Return key.
+/// Returns the evdev code of the key that types `character` in the keymap, or 0 if there is none.
+/// For a line feed, returns the code of the Return key.
 std::uint16_t PlainKeyCode(char character);
 
 }  // namespace quillet::platform::linux_desktop

@@ -47,7 +47,8 @@ std::unique_ptr<EisKeyboard> MakeEisKeyboard(RemoteDesktop& desktop) {
   return std::make_unique<EisKeyboard>(std::move(connection));
 }
 
-// Returns the path of another file in the folder of `path`, or an empty path if `path` is empty.
+// Returns the path of the file `name` in the same folder as `path`. Returns an empty path if `path`
+// is empty.
 std::string NextTo(const std::string& path, const char* name) {
   return path.empty() ? path : path.substr(0, path.rfind('/') + 1) + name;
 }
@@ -262,7 +263,7 @@ void PortalKeyEvents::SetState(State state) {
   if (onReadiness_ && state != State::kNotReady) onReadiness_(ProblemOf(state));
 }
 
-// Allows Post to wait for permission until `limit` from now.
+// Allows Post to wait for permission for up to `limit` from now.
 void PortalKeyEvents::LimitAnswer(std::chrono::seconds limit) {
   const std::lock_guard lock(mutex_);
   answerLimit_ = steady_clock::now() + limit;
@@ -277,8 +278,8 @@ PortalKeyEvents::State PortalKeyEvents::AwaitAnswer() {
   return state_;
 }
 
-// Runs a job on this object's thread and waits until it is done. Without permission, does nothing
-// and returns the reason. Returns null if the job has been started.
+// Runs a job on this object's thread, waits until it is done or the session has ended, and returns
+// null. If typing is not permitted, does nothing and returns the reason.
 const char* PortalKeyEvents::Do(const Job& job) {
   AwaitAnswer();
   std::unique_lock lock(mutex_);
@@ -294,7 +295,7 @@ const char* PortalKeyEvents::Do(const Job& job) {
 bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
   pace_.Wait(presses.size());
   const char* failure = nullptr;
-  const char* unready = ProblemOf(State::kEnded);  // if the session ends during the job
+  const char* unready = ProblemOf(State::kEnded);  // remains if the session ends during the job
   const char* const refusal = Do([&](PortalTypist& typist) {
     if (!AwaitKeyboard()) {
       unready = ProblemOf(State::kNotReady);

@@ -55,11 +55,11 @@ class PortalKeyEvents final : public KeyEvents {
   /// Asks for permission, unless it has been granted or an answer is pending.
   void Prepare() override;
 
-  /// Returns true if the desktop has no remote desktop portal. If this is not known yet, waits
-  /// until it is known, but no longer than Post would. Any thread.
+  /// Returns true if the desktop has no remote desktop portal. If this is not known yet, waits at
+  /// most as long as Post would. Any thread.
   bool IsMissing();
 
-  /// Never asks for permission. After Prepare, waits for permission: up to 3 s if the user has to
+  /// Never requests permission. After Prepare, waits for permission: up to 3 s if the user has to
   /// answer, or up to `patience` if the portal is missing or the user has agreed earlier. Stops at
   /// the first key that cannot be pressed, or when the layout or the modifiers change.
   void Post(std::span<const KeyEvent> events) override;
@@ -110,8 +110,8 @@ class PortalKeyEvents final : public KeyEvents {
   std::mutex mutex_;  // guards the members below
   std::condition_variable changed_;
   State state_ = State::kIdle;
-  TypingFailure failure_;     // of the last Post in the state kReady
-  std::string dropReason_;    // why the last Post dropped events; empty if it did not
+  TypingFailure failure_;     // reason why the last Post in state kReady failed, if it did
+  std::string dropReason_;    // why the last Post dropped events; empty if it dropped none
   const Job* job_ = nullptr;  // the job to run; null when it is done
   std::chrono::steady_clock::time_point answerLimit_{};
   std::thread thread_;

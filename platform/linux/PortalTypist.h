@@ -8,12 +8,12 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Types records in a session of the desktop's portal. One thread at a time.
+/// Types records through a session of the desktop portal. One thread at a time.
 class PortalTypist {
  public:
   virtual ~PortalTypist() = default;
 
-  /// Returns the characters of a text that Type cannot type now, without duplicates.
+  /// Returns the characters of `text` that Type cannot type at present, without duplicates.
   virtual std::string Untypable(std::string_view text) = 0;
 
   virtual void Begin() = 0;  ///< begins a record

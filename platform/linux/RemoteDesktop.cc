@@ -100,8 +100,8 @@ bool RemoteDesktop::Open() {
              this) >= 0;
 }
 
-// When a desktop session starts, the portal may start later than this program. It may also be
-// running, but not yet know which devices the desktop offers.
+// When a desktop session starts, the portal may start later than this program. Even if it is
+// running, it may not know yet which devices the desktop offers.
 bool RemoteDesktop::AwaitPortal(std::chrono::seconds patience) {
   const auto end = steady_clock::now() + patience;
   while (!isStopping_()) {

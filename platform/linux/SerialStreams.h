@@ -36,7 +36,7 @@ struct SerialStream {
 /// Returns true if udevd is running. Most containers have no udevd. Any thread.
 bool UdevIsActive(udev* context);
 
-/// Reads a device of the subsystem tty from sysfs and udev.
+/// Reads a device of the tty subsystem from sysfs and udev.
 /// @param context     libudev context
 /// @param systemPath  folder in sysfs
 /// @return no value if the device has no node, is virtual (such as a console or pseudo-terminal),

@@ -62,8 +62,8 @@ class SessionLayout {
   SessionLayout(const SessionLayout&) = delete;
   SessionLayout& operator=(const SessionLayout&) = delete;
 
-  /// Reads the current layout. Waits up to 1 s for the compositor. If it does not respond, the last
-  /// known layout remains.
+  /// Reads the current layout. Waits up to 1 s for the compositor. If it does not respond, keeps
+  /// the last known layout.
   /// @return false if no layout is known
   bool Update();
 

@@ -32,7 +32,7 @@ bool TypesNothing(std::uint32_t symbol);
 class SimulatedKeyboard {
  public:
   /// @param keymap   the keymap; this object adds a reference to it
-  /// @param initial  the state at the beginning
+  /// @param initial  the initial state
   SimulatedKeyboard(xkb_keymap* keymap, const KeyboardState& initial);
   ~SimulatedKeyboard();
   SimulatedKeyboard(const SimulatedKeyboard&) = delete;
@@ -46,8 +46,8 @@ class SimulatedKeyboard {
   /// Returns true if the state equals the initial state, except for held modifiers.
   bool IsInitial() const;
 
-  /// Returns true if a chord types a symbol, its modifier keys type nothing, and the state is the
-  /// initial one again afterwards. Call it in the initial state; it changes the state.
+  /// Returns true if a chord types a symbol, its modifier keys type nothing, and the keyboard then
+  /// returns to its initial state. Call it in the initial state; it changes the state.
   /// @param chord   the keys to press; its group is not checked
   /// @param symbol  a keysym (xkbcommon-keysyms.h)
   bool Types(const KeyChord& chord, std::uint32_t symbol);

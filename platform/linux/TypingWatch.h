@@ -33,7 +33,7 @@ class TypingWatch {
   /// Waits up to 1 s until the user holds no modifier. Returns false if one is still held.
   bool AwaitRelease();
 
-  /// Returns the current state. Waits up to 2 s for the desktop.
+  /// Returns the current state. Waits up to 2 s for the desktop's replies.
   /// @param keyboard  see State
   State Read(unsigned keyboard);
 

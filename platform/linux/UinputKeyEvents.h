@@ -25,7 +25,7 @@ namespace quillet::platform::linux_desktop {
 /// @param path  the uinput device, /dev/uinput
 std::string UinputProblem(const char* path);
 
-/// Creates a virtual keyboard with the keys of ToKeyStrokes and a Caps Lock LED (kernel
+/// Creates a virtual keyboard with the keys that ToKeyStrokes uses and a Caps Lock LED (kernel
 /// documentation, input/uinput.rst).
 /// @param path  the uinput device, /dev/uinput
 /// @return a non-blocking, close-on-exec descriptor for writing events; -1 with errno on failure

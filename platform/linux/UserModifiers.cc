@@ -21,7 +21,7 @@ constexpr unsigned kHeldKeys = 1U << kAltState | 1U << kShiftState | 1U << kCont
                                1U << kSuperState | 1U << kAltGrState;
 constexpr std::uint32_t kMostKeys = 32;
 
-// Handles the event kStateChanged.
+// Handles the kStateChanged event.
 int SetState(const void*, void* proxy, std::uint32_t, const wl_message*, wl_argument* arguments) {
   auto& active = *static_cast<unsigned*>(wl_proxy_get_user_data(static_cast<wl_proxy*>(proxy)));
   const std::uint32_t key = arguments[0].u;

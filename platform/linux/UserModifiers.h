@@ -27,7 +27,7 @@ class UserModifiers {
   UserModifiers(const UserModifiers&) = delete;
   UserModifiers& operator=(const UserModifiers&) = delete;
 
-  /// Returns the current state. Waits up to 1 s for KWin. The first call connects to the
+  /// Returns the current state. Waits up to 1 s for KWin's reply. The first call connects to the
   /// compositor.
   State Read();
 

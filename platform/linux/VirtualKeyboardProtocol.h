@@ -12,7 +12,7 @@ namespace quillet::platform::linux_desktop {
 const wl_interface& VirtualKeyboardManagerInterface();  ///< zwp_virtual_keyboard_manager_v1
 const wl_interface& VirtualKeyboardInterface();         ///< zwp_virtual_keyboard_v1
 
-/// Opcode of the request to the manager that creates a keyboard. Arguments: seat, new keyboard.
+/// Opcode of the manager's request to create a keyboard. Arguments: seat, new keyboard.
 inline constexpr std::uint32_t kCreateVirtualKeyboard = 0;
 
 /// Opcodes of the requests to a keyboard. The comments list the arguments.

@@ -122,8 +122,8 @@ void X11KeyEvents::Recover() {
 
 void X11KeyEvents::End() {
   ended_ = true;  // Post then stops after the current sequence
-  // Not std::timed_mutex: the thread sanitizer of g++ 12 does not intercept the function that it
-  // calls, pthread_mutex_clocklock().
+  // Not std::timed_mutex, because it calls pthread_mutex_clocklock(), which the thread sanitizer of
+  // g++ 12 does not intercept.
   std::unique_lock lock(mutex_, std::try_to_lock);
   for (auto waited = 0ms; !lock && waited < kEndLimit; waited += kEndPause) {
     clock_.Sleep(kEndPause);
@@ -217,8 +217,8 @@ void X11KeyEvents::Mark(const X11KeySequence& sequence) {
   mark_ = std::move(mark);
 }
 
-// Removes the property. If keys are still pressed on the XTEST keyboard, reduces it to the user's
-// locks instead, because the next start must release these keys after a kill.
+// Removes the property. If keys are still pressed on the XTEST keyboard, reduces the property to
+// the user's locks instead. If this process is then killed, the next start releases the keys.
 void X11KeyEvents::Unmark() {
   if (mark_.empty()) return;
   if (pressedAgain_.empty()) {
@@ -230,8 +230,8 @@ void X11KeyEvents::Unmark() {
   }
 }
 
-// Sends the first events and removes them from `events`, or binds characters, or reads a changed
-// keymap. Returns false if no more events can be sent.
+// Performs one step: reads a changed keymap, binds characters, or sends the first events and
+// removes them from `events`. Returns false if no more events can be sent.
 bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
   const X11KeyboardState state = keyboard_->ReadState();
   const bool isNew = keyboard_->UpdateKeymap();
@@ -316,8 +316,8 @@ void X11KeyEvents::Send(const X11KeySequence& sequence) {
   }
 }
 
-// Binds the characters of a record that have no key, if this has not been done yet. Returns false
-// if it has, or if there are no such characters.
+// On the first call, binds the characters of a record that have no key. Returns false on later
+// calls, if all characters have keys, or if no characters can be bound.
 bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11KeyboardState& state) {
   if (std::exchange(hasBound_, true)) return false;
   return !CharactersWithoutKey(TextOf(events), keyboard_->Search(), state.locks).empty() &&

@@ -72,10 +72,10 @@ class X11KeyEvents final : public KeyEvents {
   TypingFailure failure_;
   std::unique_ptr<X11Keyboard> keyboard_;
   std::unique_ptr<X11SpareKeys> spare_;
-  // The property exists while a record is typed and while pressedAgain_ is not empty.
+  // The property exists while a record is being typed and while pressedAgain_ is not empty.
   std::unique_ptr<X11OwnedProperty> typing_;
   std::vector<std::uint32_t> mark_;         // value of the property if it exists, else empty
-  bool hasBound_ = false;                   // the characters of the current record have been bound
+  bool hasBound_ = false;                   // the current record's characters are bound to keys
   bool isBindingNew_ = false;               // no key has been sent since the last binding
   std::vector<std::uint8_t> pressedAgain_;  // keys held by the user, pressed again with XTEST
   std::chrono::nanoseconds lastKey_{};      // time at which the last keys were sent

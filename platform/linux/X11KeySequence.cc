@@ -20,7 +20,7 @@ constexpr std::uint8_t kCommands = kControlModifier | 1 << 3 | 1 << 6;  // Contr
 // so the server does not wait for this process.
 constexpr std::size_t kMostSteps = 250;
 
-// Returns the locked modifiers without those that turn keys into commands.
+// Returns the locked modifiers, except those that turn keys into commands.
 std::uint8_t NeutralLocks(const X11Locks& locks) {
   return static_cast<std::uint8_t>(locks.lockedModifiers & ~kCommands);
 }
@@ -135,7 +135,7 @@ std::optional<KeyChord> X11KeySequence::Typed(char character) {
   return *found->chord;
 }
 
-// Returns Control and the letter, or Shift-Insert (which also pastes) if no key has the letter.
+// Returns Control and the letter, or Shift-Insert (which also pastes) if no key types the letter.
 std::optional<KeyChord> X11KeySequence::Shortcut(char letter) {
   const std::uint32_t group = state_.locks.lockedGroup;
   auto chord = keymap_.FindPlain(KeysymOf(letter), {group, 0});

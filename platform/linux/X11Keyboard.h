@@ -25,8 +25,8 @@ struct X11Locks {
 /// The state of the X server's keyboard.
 struct X11KeyboardState {
   X11Locks locks;                    ///< locks and latches
-  std::vector<std::uint8_t> down;    ///< key codes that are down on any device
-  std::vector<std::uint8_t> tested;  ///< key codes that are down on the XTEST keyboard
+  std::vector<std::uint8_t> down;    ///< codes of the keys that are down on any device
+  std::vector<std::uint8_t> tested;  ///< codes of the keys that are down on the XTEST keyboard
   bool operator==(const X11KeyboardState&) const = default;  ///< compares all members
 };
 
@@ -61,7 +61,7 @@ class X11Keyboard : public XcbConnection {
   /// Returns the key codes that have no symbols on any keyboard. Waits for the server's reply.
   std::vector<std::uint32_t> SpareCodes();
 
-  /// Returns the `codes` of keys that are down on one of the user's keyboards. Waits for the
+  /// Returns those of `codes` whose keys are down on one of the user's keyboards. Waits for the
   /// server's reply.
   std::vector<std::uint8_t> HeldByUser(const std::vector<std::uint8_t>& codes);
 
@@ -71,7 +71,7 @@ class X11Keyboard : public XcbConnection {
   void Grab();
   void Ungrab();
 
-  void PutKey(std::uint8_t code, bool down);  ///< queues a key event of the XTEST keyboard
+  void PutKey(std::uint8_t code, bool down);  ///< queues a key event from the XTEST keyboard
 
   /// Queues a change to the locks.
   /// @param locks    the new locks

@@ -27,7 +27,7 @@ class X11SpareKeys {
   /// Replaces the bindings. Does not wait for the server.
   /// @param characters  typable characters
   /// @param codes       key codes without symbols
-  /// @return the number of characters bound; they are the first ones in `characters`
+  /// @return the number of characters bound, starting with the first one in `characters`
   std::size_t Bind(const std::string& characters, const std::vector<std::uint32_t>& codes);
 
   /// Reads the key types of the current keymap, which Bind needs. Waits for the server's reply.
@@ -39,7 +39,7 @@ class X11SpareKeys {
   /// Waits for the server's reply.
   void Restore();
 
-  /// Removes the bindings of a process that is no longer running.
+  /// Removes the bindings left by a process that is no longer running.
   void Recover();
 
  private:
@@ -55,7 +55,7 @@ class X11SpareKeys {
 
   xcb_connection_t* const xcb_;
   X11OwnedProperty property_;
-  std::uint8_t fourLevels_ = 0;  // the type FOUR_LEVEL, or 0 if the keymap has none
+  std::uint8_t fourLevels_ = 0;  // index of the type FOUR_LEVEL, or 0 if the keymap has none
   std::vector<Binding> bound_;
 };
 

@@ -15,8 +15,8 @@ namespace quillet::platform::linux_desktop {
 /// Converts ASCII letters to lower case.
 std::string LowerCase(std::string text);
 
-/// The windows of an X11 desktop (Extended Window Manager Hints, ICCCM, X resource extension). Uses
-/// a separate connection. One thread at a time.
+/// Finds and activates windows on an X11 desktop (Extended Window Manager Hints, ICCCM, X resource
+/// extension). Uses a separate connection. One thread at a time.
 class X11Windows {
  public:
   struct Window {
@@ -45,7 +45,7 @@ class X11Windows {
 
   /// Reports that a program that opens no window has finished starting. The launcher then stops
   /// showing that the program is starting (freedesktop.org, Startup Notification Protocol).
-  /// @param id  value of the program's variable DESKTOP_STARTUP_ID
+  /// @param id  value of DESKTOP_STARTUP_ID in the program's environment
   void EndStartup(std::string_view id);
 
  private:

@@ -5,9 +5,9 @@
 
 namespace quillet::platform::macos {
 
-// Calls Objective-C classes from plain C++. Each class documents the threads that may call it.
+// Calls Objective-C methods from plain C++. Each class documents the threads that may call it.
 
-/// Returns a class as an object that receives messages, or null if no loaded framework has it.
+/// Returns a class, to which messages can be sent, or null if no loaded framework has it.
 inline id ClassNamed(const char* name) {
   return reinterpret_cast<id>(objc_getClass(name));
 }

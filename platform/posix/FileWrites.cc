@@ -16,7 +16,7 @@
 namespace quillet::platform::posix {
 namespace {
 
-// If the program may not write to a folder, it cannot have created entries there.
+// The program cannot have created entries in a folder for which it has no write permission.
 bool IsWritable(const std::string& folder) {
   return faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0;
 }

@@ -24,8 +24,7 @@ bool SynchronizeFile(int file);
 /// @return false if an entry might not be on the device yet
 bool SynchronizeEntries(std::string path);
 
-/// Calls `work` on a separate thread, for calls that may block for as long as a device does not
-/// respond. Any thread.
+/// Calls `work` on a separate thread, because it may block until a device responds. Any thread.
 /// @param limit  maximum waiting time; `work` continues afterwards
 /// @param work   must own all data that it uses
 /// @return the result of `work`, or false if `limit` has expired or no thread can be started

@@ -4,7 +4,7 @@
 
 namespace quillet::platform::posix {
 
-/// The system's clocks. Stateless.
+/// Uses the system's clocks. Stateless.
 class PosixClock final : public Clock {
  public:
   /// Uses CLOCK_REALTIME. A change of the time zone takes effect at the next call. Returns

@@ -4,7 +4,7 @@
 
 namespace quillet::platform::posix {
 
-/// Files through POSIX calls. Stateless.
+/// Reads and writes files using POSIX calls. Stateless.
 class PosixFileStore final : public FileStore {
  public:
   /// Creates folders with mode 0755, restricted by the umask. Accepts a symbolic link to a folder.

@@ -14,7 +14,7 @@
 namespace quillet::platform::posix {
 namespace {
 
-// Succeeds on file systems without locks, for example some network file systems.
+// Also succeeds on file systems that do not support locks, such as some network file systems.
 bool LockGrowingFile(int descriptor) {
   return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }

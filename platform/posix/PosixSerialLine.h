@@ -8,7 +8,7 @@
 
 namespace quillet::platform::posix {
 
-/// Serial lines through termios(3). A line's number is its file descriptor.
+/// Accesses serial lines using termios(3). A line's handle is its file descriptor.
 class PosixSerialLine final : public SerialLine {
  public:
   std::int32_t Open(const char* path, Access access, const LineSettings& settings) override;

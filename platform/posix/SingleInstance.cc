@@ -102,7 +102,7 @@ bool SingleInstance::Begin(std::string_view request) {
     const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
     if (left <= 0ms) return true;
     if (Pass(request, static_cast<int>(left.count())) == Delivery::kReceived) return false;
-    // The other instance is starting or ending.
+    // The other instance is starting or exiting.
     std::this_thread::sleep_for(kPause);
   }
 }

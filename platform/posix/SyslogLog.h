@@ -15,7 +15,7 @@
 
 namespace quillet::platform::posix {
 
-/// The system log through syslog(3): identity "quillet" with the process ID, facility user,
+/// Writes to the system log using syslog(3): identity "quillet" with the process ID, facility user,
 /// priority info.
 ///
 /// A separate thread sends the lines in order, because syslog(3) can block. Without a log daemon,
@@ -44,7 +44,7 @@ class SyslogLog final : public SystemLog {
   explicit SyslogLog(Transport transport = SendToSyslog,
                      std::chrono::milliseconds longestWait = kLongestWait);
 
-  /// Sends all waiting lines, without a time limit.
+  /// Sends all queued lines, without a time limit.
   ~SyslogLog() override;
 
   SyslogLog(const SyslogLog&) = delete;

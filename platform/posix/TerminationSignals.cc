@@ -13,7 +13,7 @@
 namespace quillet::platform::posix {
 namespace {
 
-// The program must end within two seconds. The rest of this time is a margin for a busy system.
+// The program must end within two seconds. The remaining 0.5 s is a margin for a busy system.
 constexpr itimerval kLongestEnd{.it_interval = {}, .it_value = {.tv_sec = 1, .tv_usec = 500'000}};
 
 std::atomic<int> signalPipe = -1;

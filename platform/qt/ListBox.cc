@@ -12,7 +12,7 @@ namespace quillet::platform::qt {
 namespace {
 
 constexpr int kGap = 12;          // between a title and its detail, in pixels
-constexpr float kFading = 0.35F;  // share of the background colour in the text colour of a detail
+constexpr float kFading = 0.35F;  // share of background colour mixed into a detail's text colour
 
 QString DetailOf(const QModelIndex& index) {
   return index.data(ListBox::kDetailRole).toString();

@@ -13,9 +13,9 @@ namespace quillet::platform::qt {
 
 /// The main thread's serial queue on Qt's main loop.
 ///
-/// Work runs in slices of 5 ms, one slice per turn of the main loop, so that painting and input
-/// continue while a lot of work is queued. Work that runs a modal dialog delays the work queued
-/// after it.
+/// Work runs in slices of 5 ms, one slice per iteration of the main loop, so that painting and
+/// input continue while a lot of work is queued. Work that runs a modal dialog delays the work
+/// queued after it.
 ///
 /// Create and destroy the queue on the main thread while a QCoreApplication exists. Destroying it
 /// is optional: other threads may call Async until the process exits. After the main loop has

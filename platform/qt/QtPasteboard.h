@@ -9,7 +9,7 @@
 
 namespace quillet::platform::qt {
 
-/// The clipboard, through Qt. Qt allows only the main thread to use it.
+/// The clipboard, accessed through Qt. Qt allows only the main thread to use it.
 ///
 /// A call from another thread waits until the main thread has set the text, for at most two
 /// seconds. If the main queue drops the work, the wait ends at once. If a call fails, its text is
@@ -21,7 +21,7 @@ namespace quillet::platform::qt {
 ///
 /// On X11, a call from another thread also waits until the program with focus has read the text of
 /// the previous such call, because a slow program reads the clipboard long after it receives the
-/// paste keys. The wait ends at the latest two seconds after the previous call. After such a
+/// paste keys. The wait ends no later than two seconds after the previous call. After such a
 /// time-out, calls do not wait, because the program may never read the clipboard. Calls wait again
 /// once a program with focus has read the clipboard.
 class QtPasteboard final : public Pasteboard {

@@ -35,7 +35,7 @@ namespace {
 
 constexpr QSize kUsualSize(960, 540);
 constexpr int kCellMargin = 7;             // margin left and right of a cell's text, in pixels
-constexpr float kPlaceholderTint = 0.35F;  // proportion of background colour in the text colour
+constexpr float kPlaceholderTint = 0.35F;  // share of background colour mixed into the text colour
 constexpr auto kBusyDelay = std::chrono::milliseconds(200);
 constexpr int kRowPadding = 8;       // added to the height of a row, in pixels
 constexpr int kListCharacters = 50;  // minimum width of the list in characters

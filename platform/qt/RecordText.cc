@@ -16,7 +16,7 @@ constexpr char16_t kFirstReplacement = 0xFDE0;
 
 // Flags of a block, stored as its state. A new block has the state -1 and no flags.
 constexpr int kContinuation = 1;  // continues the paragraph of the previous block
-constexpr int kMessage = 2;       // contains text of a message
+constexpr int kMessage = 2;       // contains message text
 
 // Lengths of a block in UTF-16 units. A paragraph is split after the first blank beyond
 // kFairLength. If there is no such blank before kFullLength, it is split at kFullLength. A full

@@ -35,7 +35,7 @@ void InsertAtEnd(QTextCursor& end, const QString& text);
 /// @return the number of blocks that were not marked before
 int MarkMessage(const QTextDocument& document, int first);
 
-/// Returns true if a block contains text of a message.
+/// Returns true if a block contains message text.
 bool HasMessage(const QTextBlock& block);
 
 /// Removes whole blocks.

@@ -10,9 +10,9 @@
 namespace quillet::platform::qt {
 namespace {
 
-constexpr qreal kSampleEnlargement = 2;  // points added to the font size; the marks are small
+constexpr qreal kSampleEnlargement = 2;  // points added to the font size, as the marks are small
 constexpr qreal kSampleMargin = 3;       // between the frame and the text, in pixels
-constexpr float kTint = 0.7F;            // proportion of highlight colour in the marks' colour
+constexpr float kTint = 0.7F;            // weight of the highlight colour in the marks' colour
 
 constexpr QStringView kMarks = u"→␣←↓⏎";
 

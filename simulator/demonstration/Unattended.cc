@@ -26,8 +26,8 @@ std::string_view WrittenName(Model model, std::uint8_t code) {
   return SymbologyName(model, code);
 }
 
-/// Returns the expected output with the settings of a first run: symbology, data, time and serial
-/// number, separated by commas.
+/// Returns the expected output with the default settings: symbology, data, time and serial number,
+/// separated by commas.
 std::string ExpectedFile(const std::vector<ScanRecord>& records, const DeviceSettings& device) {
   std::string file;
   for (const ScanRecord& record : records) {

@@ -1,6 +1,6 @@
 // Usage: list_bench ROUNDS
 //
-// Opens the window "Earlier synchronizations" with 100 runs of 2 MB in the archive, and saves the
+// Opens the "Earlier synchronizations" window with 100 runs of 2 MB in the archive, and saves the
 // newest run. That run was interrupted, so its lines are composed again for the preview and the
 // file. For each round, prints in milliseconds:
 //   list            time until the window shows all runs and the preview; baseline: reading the

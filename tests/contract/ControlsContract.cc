@@ -1,4 +1,4 @@
-// Contract tests of the main window and its controls, on the fakes and on Qt's widgets.
+// Contract tests of the main window and its controls, run with the fakes and with Qt's widgets.
 
 #include <QLabel>
 #include <QPlainTextEdit>

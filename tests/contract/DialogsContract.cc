@@ -1,5 +1,5 @@
-// Contract tests of the settings window and the window of earlier runs, on the fakes and on Qt's
-// widgets.
+// Contract tests of the settings window and the window of earlier runs, run with the fakes and with
+// Qt's widgets.
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -109,7 +109,7 @@ TEST_P(SettingsFormContract, ReportsChangesByTheUser) {
 INSTANTIATE_TEST_SUITE_P(Form, SettingsFormContract,
                          (Implementations<FormHarness, FakeFormHarness, QtFormHarness>()), kNameOf);
 
-/// The window with the earlier runs, and functions that use and read it as a user would.
+/// The window of earlier runs, with functions that operate and read it as a user would.
 struct RunsHarness {
   virtual ~RunsHarness() = default;
   virtual platform::RunsWindow& Runs() = 0;

@@ -135,7 +135,7 @@ TEST_P(MainQueueContract, RunsEachThreadsWorkInOrderOnTheMainThread) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST_P(MainQueueContract, RunsNoQueuedWorkInANestedLoop) {
+TEST_P(MainQueueContract, DoesNotRunQueuedWorkInANestedLoop) {
   std::string order;
   queue_.Async([&] {
     order += "<";

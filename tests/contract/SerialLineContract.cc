@@ -31,7 +31,7 @@ class LineHarness {
   virtual std::string Received() = 0;
   /// Reserves the device for another program.
   virtual void ReserveElsewhere() = 0;
-  /// Releases the device again, as if the other program had ended.
+  /// Ends the reservation, as if the other program had exited.
   virtual void ReleaseElsewhere() = 0;
   /// Disconnects the device from its open lines.
   virtual void HangUp() = 0;

@@ -93,8 +93,8 @@ class LongTyping(TypingCase):
                   f"{ours / theirs:.1f} times as fast", flush=True)
 
     def rate(self, program, name, whole):
-        """Returns the number of characters typed per second. For xdotool, the measurement ends when
-        xdotool exits, because it may type wrong text."""
+        """Returns the number of characters typed per second. xdotool may type the wrong text, so
+        its measurement ends when it exits."""
         window = Terminal(self, f"/tmp/{program}-{name}.text")
         start = time.monotonic()
         if program == "quillet":

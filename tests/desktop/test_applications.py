@@ -1,4 +1,4 @@
-"""Delivery to the application named in the settings."""
+"""Tests delivery to the application named in the settings."""
 
 import os
 import shutil

@@ -1,4 +1,4 @@
-"""Typing with keyboard layouts other than the US layout."""
+"""Tests typing with keyboard layouts other than the US layout."""
 
 import signal
 

@@ -1,4 +1,4 @@
-"""Messages in the status strip about records that do not reach another program."""
+"""Tests of the status strip's messages about records that do not reach another program."""
 
 import os
 import shutil

@@ -39,7 +39,7 @@ class OwnWindowsTest(TypingCase):
         scanner.scan(4, "c q s")
         self.log.wait_for(_DELIVERED, before + 2)
 
-    def test_keys_typed_by_an_automatic_run_press_no_button(self):
+    def test_automatic_run_does_not_press_quillets_buttons(self):
         self.start_with_focus_on_connect(auto_sync=1)
         self.plug_in()
         self.wait_for_run()
@@ -66,7 +66,7 @@ class OwnWindowsTest(TypingCase):
         self.desktop.xdotool("key", "Escape")
         self.assert_connected()
 
-    def test_scans_change_nothing_in_the_settings(self):
+    def test_scans_do_not_change_the_settings(self):
         self.connect([], data_only(destination=2))
         (scanner,) = self.scanners
         settings = SettingsWindow(self.desktop, self.quillet)
@@ -80,7 +80,7 @@ class OwnWindowsTest(TypingCase):
         with open(PATH, encoding="ascii", newline="") as file:
             self.assertEqual(data_only(destination=2, clear_memory=1).text(), file.read())
 
-    def test_scans_select_no_menu_item(self):
+    def test_scans_do_not_select_menu_items(self):
         self.connect([], data_only(destination=2))
         (scanner,) = self.scanners
         self.quillet.type_keys("alt+s")
@@ -113,10 +113,10 @@ class OwnWindowsTest(TypingCase):
         settings.type_keys("Escape")
         settings.wait_until_closed()
 
-    def test_typed_scans_change_nothing_in_a_file_panel(self):
+    def test_typed_scans_do_not_change_a_file_panel(self):
         self.check_file_panel()
 
-    def test_pasted_scans_change_nothing_in_a_file_panel(self):
+    def test_pasted_scans_do_not_change_a_file_panel(self):
         self.check_file_panel(non_english=1)
 
     def test_survives_focus_changes_during_a_run(self):

@@ -1,4 +1,4 @@
-"""Typing and pasting records into the window with focus."""
+"""Tests typing and pasting records into the window that has focus."""
 
 import subprocess
 

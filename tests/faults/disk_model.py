@@ -1,7 +1,7 @@
 """A model of a disk that loses all data that has not been flushed with fsync().
 
-fsync(2) guarantees only that fsync() on a file writes the file's data to the disk, and that fsync()
-on a folder writes the folder's entries. Most file systems write more.
+According to fsync(2), fsync() on a file need only write the file's data to the disk, and fsync() on
+a folder only the folder's entries. Most file systems write more.
 """
 
 import os
@@ -85,7 +85,7 @@ class Disk:
             raise ValueError(call)
 
     def survivors(self):
-        """Returns the contents of all files after a power failure, by path."""
+        """Returns the contents of all files after a power failure, keyed by path."""
         found = {}
 
         def walk(path, item):

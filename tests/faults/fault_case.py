@@ -34,8 +34,8 @@ class FaultTest(SystemTest):
         return file_text(records, self.settings, serial, self.model)
 
     def check_run(self, records=None, clear=True):
-        """Synchronizes while the view is empty. Checks the view and the file, then clears the view
-        unless `clear` is False."""
+        """Synchronizes, starting with an empty view. Checks the view and the file, then clears the
+        view unless `clear` is False."""
         records = self.records if records is None else records
         run = messages.erasing_run if self.settings.clear_memory else messages.file_run
         self.synchronize(run(len(records), OUTPUT))

@@ -26,7 +26,7 @@ _APPLICATION = "/tmp/typed-text"
 class KillTest(FaultTest):
 
     def check(self, seed):
-        """Kills the program at random times while it appends records to a file of 6.6 MB.
+        """Kills the program at random times while it appends records to a 6.6 MB file.
         Afterwards, the file must contain the complete old contents or the complete new contents."""
         chance = random.Random(seed)
         self.begin(some_records(64), auto_sync=1, append_data=1)

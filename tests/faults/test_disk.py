@@ -1,4 +1,4 @@
-"""Tests output to files and folders that cannot be written."""
+"""Tests of writing the output file to a full disk or a read-only folder."""
 
 import os
 import unittest

@@ -38,7 +38,7 @@ class PowerTest(FaultTest):
 
     @staticmethod
     def lost(calls, runs, skipped=None, erases=1):
-        """Returns the records that a power failure at any erase command would lose.
+        """Returns the records that would be lost if the power failed at any erase command.
 
         skipped: path of a file or folder for which fsync() is ignored
         erases: number of erase commands of each run

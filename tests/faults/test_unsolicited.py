@@ -1,4 +1,4 @@
-"""Tests frames that the scanner sends without a request."""
+"""Tests unsolicited frames from the scanner."""
 
 from fault_case import FaultTest, messages, some_records
 

@@ -7,7 +7,7 @@
 //   3  this user starts the program and saves the settings window. If bit 2 is set, the user
 //      declines the settings first. If bit 3 is set, the user selects the destination in bits 4-5.
 //
-// Only root can create files of another user. Without root's privileges, the test does nothing.
+// Only root can create files owned by another user. Without root privileges, the test does nothing.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 constexpr uid_t kSettingsAuthor = 1;
 constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 
-// Effects of settings that need this user's consent.
+// Effects of settings that require this user's consent.
 struct Effects {
   std::string starts = {};  // the program that a run starts
   std::string writes = {};  // output file; empty: the default or a file in the data folder
@@ -162,7 +162,7 @@ class Session {
     Require(!read || !isTrusted_ || computer.IsTrusted(), "only safe settings are trusted");
   }
 
-  /// Presses Review and answers the question. @return false if the program asks no question
+  /// Presses Review and answers the question. @return false if there is no Review button
   bool Review(bool answer) {
     const auto buttons = strip_.Buttons();
     const auto review = std::ranges::find(buttons, "Review…");
@@ -186,8 +186,8 @@ class Session {
     mainQueue_.RunAll();
   }
 
-  /// Writes an output file if the destination is a file and the settings have no effect that needs
-  /// consent.
+  /// Writes an output file if the destination is a file and the settings have no effect that
+  /// requires consent.
   void Run() {
     if (settings_.destination != kToFile || effects() != Effects()) return;
     const std::string path =

@@ -60,7 +60,7 @@ inline void TakeSettings(Input& input, Settings& settings) {
   settings.dataorder = number();
 }
 
-/// A log that fails if a line contains control characters.
+/// A log that fails the test if a line contains control characters.
 class StrictLog final : public SystemLog {
  public:
   void Write(std::string_view line) override {

@@ -1,4 +1,4 @@
-// Fuzzes reading and writing the settings file and an output file in folders of another user.
+// Fuzzes reading and writing the settings file and an output file in folders owned by another user.
 //
 // Input: steps. In the first byte of a step, bits 0-1 are the type, bits 2-4 select a path, and
 // bits 5-7 select what another user creates there:
@@ -6,7 +6,7 @@
 //   2     this user reads the settings, then saves them
 //   3     this user writes to an output file; appends if bit 5 is set
 //
-// Only root can create files of another user. Without root's privileges, the test does nothing.
+// Only root can create files owned by another user. Without root privileges, the test does nothing.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -29,7 +29,8 @@ namespace fs = std::filesystem;
 constexpr uid_t kOther = 1;
 constexpr std::string_view kSecret = "secret";
 
-// A computer with a private file and a folder of this user, and a shared folder of another user.
+// A computer on which this user owns a private file and a folder, and another user owns a shared
+// folder.
 class Computer {
  public:
   Computer() {

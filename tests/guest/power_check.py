@@ -62,7 +62,7 @@ def read_log(path):
 
 
 def read_runs(path):
-    """Returns the records of each run. The key is the process ID and the number of the run's first
+    """Returns the records of each run, keyed by the process ID and the number of the run's first
     erase command."""
     runs = {}
     with open(path, encoding="ascii") as lines:
@@ -74,7 +74,8 @@ def read_runs(path):
 
 
 class Disk:
-    """The file system's contents at the last flush. Mounts them with later writes applied."""
+    """Stores the file system's contents at the last flush. Mounts them with later writes
+    applied."""
 
     def __init__(self, image, kind, folder):
         self._kind = kind

@@ -46,7 +46,7 @@ def wrong_entry(folder):
 
 
 def missing_protection(program):
-    """Returns the protections that a program was built without."""
+    """Returns the hardening features that a program was built without."""
     headers = output("readelf", "-hlWd", program)
     symbols = output("readelf", "--dyn-syms", "-W", program)
     found = {

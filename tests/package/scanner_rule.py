@@ -50,7 +50,7 @@ def skip(reason):
 
 
 def descriptors(interfaces):
-    """Returns the contents of a device's file "descriptors" in hexadecimal."""
+    """Returns the contents of a device's "descriptors" file in hexadecimal."""
     device = bytes([18, 1, 0, 2, 0, 0, 0, 64, 9, 18, 1, 0, 0, 1, 1, 2, 3, 1])
     endpoint = bytes([7, 5, 0x81, 3, 8, 0, 255])
     parts = b"".join(bytes([9, 4, number, 0, 1, *kind, 0]) + endpoint
@@ -78,8 +78,8 @@ def plug_in(testbed, model, maker, interfaces):
 
 
 def sandbox(rules, *command):
-    """Runs a command with the udev rules in a folder, without access to the machine's /dev and
-    /run."""
+    """Runs a command with the folder `rules` mounted as udev's rules folder, and without access to
+    the machine's /dev and /run."""
     return subprocess.run(
         ["bwrap", "--ro-bind", "/", "/", "--dev", "/dev", "--tmpfs", "/run", "--ro-bind", rules,
          "/run/udev/rules.d", *command], capture_output=True, text=True, check=False)

@@ -116,7 +116,7 @@ TEST_F(DesktopApplicationsTest, DoesNotStartARunningApplication) {
   EXPECT_EQ(CountStarts(), 1U);
 }
 
-TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatEndsAtOnce) {
+TEST_F(DesktopApplicationsTest, DoesNotRestartAnApplicationThatExitsImmediately) {
   const std::string path = scripts_.Install("handover", "exit 0\n");
   for (int i = 0; i < 20; ++i) {
     ASSERT_TRUE(applications_.OpenApplication(path));

@@ -70,7 +70,7 @@ class FakeEisKeyboard final : public EmulatedKeyboard {
   std::function<std::uint32_t()> group;  ///< returns the active group
   std::function<void()> onPress;         ///< called before each press
   unsigned number = 1;                   ///< result of devices()
-  std::string text;                      ///< without the characters of dead keys
+  std::string text;                      ///< typed text, without the characters of dead keys
 
  private:
   xkb_keymap* keymap_ = nullptr;
@@ -117,7 +117,7 @@ class EisTypistTest : public testing::Test {
   std::optional<EisTypist> typist;
 };
 
-TEST_F(EisTypistTest, TypesInAnotherLayoutAndRestoresTheFirst) {
+TEST_F(EisTypistTest, TypesInAnotherLayoutAndSwitchesBack) {
   Begin("ru,us");
   bool isNoted = true;
   keyboard->onPress = [&] { isNoted = isNoted && std::filesystem::exists(noteFile); };

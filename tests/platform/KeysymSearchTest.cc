@@ -27,7 +27,7 @@ std::string MissingKeysyms(const char* layout, const char* variant = "",
 
 TEST(KeysymSearchTest, FindsOnlyKeysymsThatTheDesktopSupports) {
   EXPECT_EQ(MissingKeysyms("us"), "");
-  // On the first keys that have these symbols, the symbols are on the fourth level.
+  // The first keys that have these symbols have them on the fourth level.
   EXPECT_EQ(MissingKeysyms("gb"), "<>");
   EXPECT_EQ(MissingKeysyms("de", "neo"), ",.");
   EXPECT_EQ(MissingKeysyms("de"), "^`");  // dead keys

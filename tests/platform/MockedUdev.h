@@ -38,7 +38,7 @@ class MockedUdev {
   /// Adds a terminal without hardware.
   std::string AddVirtualTerminal(const std::string& kernelName);
 
-  /// Adds the devices of a description in umockdev's format.
+  /// Adds the devices from a description in umockdev's format.
   void Add(const std::string& description);
 
   /// Removes a terminal. By the time the event is read, the terminal is no longer in sysfs.

@@ -20,7 +20,7 @@ class OneWatch final : public platform::DescriptorWatcher {
     return std::make_unique<platform::DescriptorWatch>();
   }
 
-  /// Waits up to `limit` milliseconds for the descriptor and calls its callback.
+  /// Waits up to `limit` milliseconds until the descriptor is readable, then calls its callback.
   void Run(int limit) {
     pollfd polled{descriptor_, POLLIN, 0};
     while (poll(&polled, 1, limit) < 0) continue;

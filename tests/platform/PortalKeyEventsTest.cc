@@ -103,7 +103,7 @@ TEST_F(PortalKeyEventsTest, KeepsThePermissionInAPrivateFile) {
   EXPECT_EQ(status.st_mode & 0777, 0600U);
 }
 
-TEST_F(PortalKeyEventsTest, RequestsNoTokenFromAnOldPortal) {
+TEST_F(PortalKeyEventsTest, DoesNotRequestATokenFromAnOldPortal) {
   portal.version = 1;
   portal.Start();
   Begin();
@@ -291,7 +291,7 @@ TEST_F(PortalKeyEventsTest, TypesNothingIfTheLayoutIsUnknown) {
   EXPECT_EQ(portal.keysyms(), "");
 }
 
-TEST_F(PortalKeyEventsTest, SendsLettersOfTheOtherCaseIfCapsLockIsOn) {
+TEST_F(PortalKeyEventsTest, SendsTheOppositeCaseIfCapsLockIsOn) {
   constexpr std::uint32_t kLocked = 2;
   portal.Start();
   Begin();
@@ -312,7 +312,7 @@ TEST_F(PortalKeyEventsTest, ReportsALayoutChangeWhileTypingARecord) {
   keys->Prepare();
   Type(*keys, "ab" + std::string(100, 'c') + "d");
   EXPECT_EQ(keys->Problem(), "the keyboard layout changed while a record was being typed");
-  EXPECT_EQ(portal.keysyms().find("+64"), std::string::npos);  // d
+  EXPECT_EQ(portal.keysyms().find("+64"), std::string::npos);  // 0x64: the keysym of "d"
   Type(*keys, "e");
   EXPECT_EQ(keys->Problem(), "");
 }
@@ -410,7 +410,7 @@ TEST_F(WaylandSessionKeysTest, ReportsInaccessibleUinputBeforeARecordIsTyped) {
   EXPECT_EQ(problem.get_future().get(), UinputProblem("/dev/uinput"));
 }
 
-TEST_F(WaylandSessionKeysTest, RequestsNoPermissionAfterChoosingUinput) {
+TEST_F(WaylandSessionKeysTest, DoesNotRequestPermissionAfterChoosingUinput) {
   compositor.emplace(false);
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   session.Prepare();

@@ -86,7 +86,7 @@ bool GiveToOrdinaryUser(const std::string& path) {
   return geteuid() != 0 || chown(path.c_str(), kNobody, kNobody) == 0;
 }
 
-/// Runs `work` in a child process of another user. Needs root privileges.
+/// Runs `work` as another user in a child process. Needs root privileges.
 /// @return the result of `work`
 int AsUser(uid_t user, const std::function<int()>& work) {
   return Child([&] {
@@ -168,7 +168,7 @@ TEST_F(PosixFileStoreTest, ReadsAFileOfUnknownSize) {
   EXPECT_NE(status->find("\nUmask:"), std::string::npos);
 }
 
-TEST_F(PosixFileStoreTest, ReadsNothingFromPipesDevicesAndBrokenLinks) {
+TEST_F(PosixFileStoreTest, DoesNotReadPipesDevicesOrBrokenLinks) {
   fs::create_symlink("nowhere", folder_ / "dangling");
   mkfifo((folder_ / "fifo").c_str(), 0666);
   for (const std::string& path : {folder_ / "dangling", folder_ / "fifo", std::string("/dev/zero"),

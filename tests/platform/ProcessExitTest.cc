@@ -19,7 +19,7 @@ TEST(ProcessExit, OpensClosedStandardDescriptorsOnTheNullDevice) {
   const auto run = [](const std::set<int>& closed) {
     return test::RunProgram({PLATFORM_HELPER, "descriptors"}, closed).status;
   };
-  const int input = run({}) - kNone;  // the test's own input may be the null device
+  const int input = run({}) - kNone;  // the test's standard input may be the null device
   EXPECT_EQ(input & ~1, 0);
   EXPECT_EQ(run({0}), kNone + 1);
   EXPECT_EQ(run({1}), kNone + (input | 2));

@@ -31,8 +31,8 @@ class ScriptApplications {
   }
 
   /// Installs an application that runs `lines` and then waits until it is killed or the test ends.
-  /// It waits without a child process, because a child has the same command line until it calls
-  /// exec.
+  /// The script waits without a child process, because a child has the script's command line until
+  /// it calls exec.
   std::string InstallEditor(const std::string& name = "editor",
                             const std::string& lines = "") const {
     return Install(name, lines + "read _ <'" + Fifo() + "'\n");

@@ -96,7 +96,7 @@ TEST_F(SingleInstanceTest, AllowsOneInstancePerDisplay) {
   EXPECT_TRUE(SingleInstance("").Begin({}));
 }
 
-TEST_F(SingleInstanceTest, UsesNoFolderThatOtherUsersCanOpen) {
+TEST_F(SingleInstanceTest, DoesNotUseAFolderThatOtherUsersCanOpen) {
   chmod(folder_.path().c_str(), S_IRWXU | S_IRGRP | S_IXGRP);
   EXPECT_TRUE(SingleInstance("test").Begin({}));
   EXPECT_TRUE(folder_.Names().empty());

@@ -20,8 +20,8 @@ std::atomic<bool> loseEvents = false;
 
 }  // namespace
 
-// Overrides the C library's function, including in calls from libudev. If `loseEvents` is set, the
-// next call fails as if the kernel had dropped events.
+// Overrides the C library's function, also for calls from libudev. If `loseEvents` is set, the next
+// call fails as if the kernel had dropped events.
 extern "C" ssize_t recvmsg(int descriptor, msghdr* message, int flags) {
   static const auto next =
       reinterpret_cast<ssize_t (*)(int, msghdr*, int)>(dlsym(RTLD_NEXT, "recvmsg"));
@@ -52,7 +52,8 @@ class UdevSerialRegistryTest : public testing::Test {
     return devices;
   }
 
-  /// Registers for added and removed devices. The callbacks call `onEvent_` and count the objects.
+  /// Registers for notifications of added and removed devices. The callbacks call `onEvent_` and
+  /// count the devices.
   void Listen() {
     port_ = registry_.CreateNotifyPort();
     ASSERT_NE(port_, 0U);

@@ -237,7 +237,7 @@ struct UinputLayoutTest : UinputKeyEventsTest {
   UinputKeyEvents withLayout{log_, clock_, sent_, [this] { return Make(); }, &layout};
 };
 
-TEST_F(UinputLayoutTest, PressesTheKeysOfTheLayout) {
+TEST_F(UinputLayoutTest, UsesTheKeyCodesOfTheActiveLayout) {
   const test::Compositor compositor(false, "de");
   EXPECT_EQ(withLayout.Untypable("zZ@\n"), "");
   EXPECT_EQ(Type('z'), "21+. 21-. ");

@@ -242,7 +242,7 @@ TEST_F(X11KeyEventsTest, ReportsARecordThatCouldNotBeTyped) {
   EXPECT_EQ(keys_->Problem(), "");
 }
 
-// A file that this process maps, like a plugin that a program has loaded.
+// A file mapped by this process, like a plugin that a program has loaded.
 class MappedFile {
  public:
   explicit MappedFile(const std::string& path) {

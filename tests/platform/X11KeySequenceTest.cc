@@ -14,8 +14,8 @@ constexpr std::uint8_t kKeyA = 38;
 constexpr std::uint8_t kLeftShift = 50;
 constexpr std::uint8_t kControl = 1 << 2;  // modifier
 
-// Returns the strokes as key codes, with "+" for a press and "-" for a release, and each change of
-// the locks as "locks".
+// Returns the strokes as key codes, with "+" for a press and "-" for a release. Each change to the
+// locks is returned as "locks".
 std::string StepsOf(const X11KeySequence& sequence) {
   std::string text;
   for (const X11KeySequence::Step& step : sequence.Steps()) {
@@ -26,7 +26,7 @@ std::string StepsOf(const X11KeySequence& sequence) {
   return text;
 }
 
-TEST(X11KeySequenceTest, TypesWithTheKeysOfTheKeymap) {
+TEST(X11KeySequenceTest, LooksUpKeyCodesInTheKeymap) {
   XkbLayout american("us");
   X11KeySequence sequence(american.Search(), {});
   const std::vector<KeyEvent> events{{0, true, KeyFlag::kNone, 'A'}, {0, false}};
@@ -44,7 +44,7 @@ TEST(X11KeySequenceTest, StopsBeforeACharacterWithoutAKey) {
   EXPECT_EQ(CharactersWithoutKey("1A2A", russian.Search(), {}), "A");
 }
 
-TEST(X11KeySequenceTest, PressesOnlyHeldModifierKeysAgain) {
+TEST(X11KeySequenceTest, ReleasesHeldKeysAndRestoresOnlyModifiers) {
   XkbLayout american("us");
   X11KeyboardState state;
   state.down = {kKeyA, kLeftShift};

@@ -42,7 +42,7 @@ TEST(X11WindowsTest, ListsWindowsTopmostFirst) {
   EXPECT_FALSE(windows.Active());
 }
 
-TEST(X11WindowsTest, DoesNotMarkPalettesOrDialogsAsNormal) {
+TEST(X11WindowsTest, DoesNotTreatPalettesOrDialogsAsNormalWindows) {
   XServer server;
   XClient client;
   const auto plain = client.MakeWindow();
@@ -74,7 +74,7 @@ TEST(X11WindowsTest, UsesTheProcessIdPropertyOfLocalWindowsOnly) {
   EXPECT_EQ(pids, (std::vector<int>{0, 0, 17}));
 }
 
-TEST(X11WindowsTest, BroadcastsTheEndOfAStartup) {
+TEST(X11WindowsTest, BroadcastsThatAStartupIsComplete) {
   XServer server;
   XClient client;
   client.ListenToRoot();

@@ -9,7 +9,7 @@ struct xcb_connection_t;
 
 namespace quillet::test {
 
-/// An X client with windows on the server that DISPLAY names. It also sets the properties of the
+/// An X client with windows on the server specified by DISPLAY. It also sets the properties of the
 /// root window that a window manager would set.
 class XClient {
  public:

@@ -50,7 +50,7 @@ TEST(Duration, UsesADecimalPointInEveryLocale) {
   std::locale::global(before);
 }
 
-TEST(SymbologyByte, AcceptsANameOrADecimalOrHexadecimalNumber) {
+TEST(SymbologyByte, AcceptsANameOrANumberInDecimalOrHexadecimal) {
   EXPECT_EQ(ParseSymbologyByte(Model::kSeries300, "QR/Micro QR"), 34);
   EXPECT_EQ(ParseSymbologyByte(Model::kOlder, "255"), 255);
   EXPECT_EQ(ParseSymbologyByte(Model::kOlder, "0x86"), 0x86);

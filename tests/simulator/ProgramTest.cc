@@ -64,7 +64,7 @@ class Program {
     return line;
   }
 
-  /// Writes a line to standard input and reads a line of standard output.
+  /// Writes a line to the simulator's standard input and returns the next line of its output.
   std::string Say(const std::string& line) {
     const std::string text = line + "\n";
     EXPECT_EQ(write(streams_[STDIN_FILENO].Get(), text.data(), text.size()),

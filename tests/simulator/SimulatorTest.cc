@@ -150,7 +150,7 @@ TEST_F(SimulatorTest, SendsALiveScanAfterThePendingAnswer) {
   EXPECT_EQ(bytes[11], 0x03);
 }
 
-TEST_F(SimulatorTest, HangsUpUntilPluggedInAgain) {
+TEST_F(SimulatorTest, StaysHungUpUntilPluggedInAgain) {
   Attach();
   scanner->Plug();
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));

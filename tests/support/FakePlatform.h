@@ -121,8 +121,8 @@ class FakeKeyEvents final : public platform::KeyEvents {
 
   std::function<void()> onPost;                         ///< called after each call to Post
   std::function<void(const std::string&)> onReadiness;  ///< set by OnReadiness
-  std::string problem;                                  ///< result of Problem
-  std::string inputMethod;                              ///< result of InputMethod
+  std::string problem;                                  ///< returned by Problem
+  std::string inputMethod;                              ///< returned by InputMethod
   std::string untypable;                                ///< characters that cannot be typed
   std::atomic<int> prepared = 0;                        ///< number of calls to Prepare
   std::atomic<int> awaited = 0;                         ///< number of calls to AwaitReadiness

@@ -5,7 +5,7 @@
 
 namespace quillet::test {
 
-/// The system's serial lines, for tests with pseudo-terminals and FIFOs.
+/// Returns the SerialLine of the system, for tests with pseudo-terminals and FIFOs.
 inline platform::SerialLine& SystemLine() {
   static platform::SerialLine& line = Immortal<platform::posix::PosixSerialLine>();
   return line;

@@ -2,7 +2,7 @@
 set(PRODUCT_TEST_PYTHON /usr/bin/python3)
 set(PRODUCT_TEST_RUNNER ${CMAKE_CURRENT_LIST_DIR}/run.py)
 
-# Builds NAME.c of the current folder as NAME.so, which tests preload.
+# Builds NAME.c from the current folder as NAME.so, which tests preload.
 function(add_preloaded_library name)
   set(library ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}.so)
   add_custom_command(OUTPUT ${library}

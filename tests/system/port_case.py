@@ -1,4 +1,4 @@
-"""Base class of the tests of the scanner's port."""
+"""Base class of the scanner port tests."""
 
 import fcntl
 import os

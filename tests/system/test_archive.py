@@ -1,4 +1,4 @@
-"""Tests the window "Earlier synchronizations"."""
+"""Tests the "Earlier synchronizations" window."""
 
 import os
 import re

@@ -69,7 +69,7 @@ class BurstTest(SystemTest):
             "Größe 5 €".encode(), b"caf\xe9", bytes(range(128, 256)), bytes(range(1, 128)))]
         self.check_records(records, len(records))
 
-    def test_writes_no_file_without_records(self):
+    def test_does_not_write_a_file_if_there_are_no_records(self):
         scanner = self.plugged_in_scanner()
         Settings(clear_memory=1).save()
         self.start_connected()

@@ -77,7 +77,7 @@ class ForeignSettingsTest(OtherUserTest):
         return (messages.RUN_STARTED + self.lines() + messages.count(2)
                 + (messages.ERASED if erased else "") + messages.FINISHED)
 
-    def test_starts_and_erases_nothing_until_confirmed(self):
+    def test_does_not_open_programs_or_erase_until_confirmed(self):
         self.save_as_other_user(destination=3, application=_TOOL, auto_sync=1, clear_memory=1)
         scanner = self.begin()
         self.quillet.wait_for_message(_MESSAGE, _REVIEW)

@@ -19,7 +19,7 @@ class LimitsTest(PortTest):
         self.quillet.press_in_strip("Try again")
         self.close()
 
-    def test_says_that_no_pipe_can_be_created(self):
+    def test_reports_that_a_pipe_cannot_be_created(self):
         environment = self.desktop.environment | self.preload(NO_PIPES="1")
         program = Process("refused", [os.environ["SYSTEM_TEST_QUILLET"]], environment)
         self.addCleanup(program.stop)

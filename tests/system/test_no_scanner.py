@@ -1,4 +1,4 @@
-"""Starts the program without a scanner."""
+"""Tests the program without a scanner."""
 
 from harness.case import CHAIN, SystemTest, messages
 

@@ -1,4 +1,4 @@
-"""Starts the program again as the same user on the same display."""
+"""Tests starting the program a second time as the same user on the same display."""
 
 import os
 import signal

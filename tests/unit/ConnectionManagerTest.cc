@@ -77,7 +77,7 @@ TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheInitialWait) {
   EXPECT_EQ(Attempts(), 1U);
 }
 
-// A computer may lose its ports while it is suspended, and detect them in another order when it
+// A computer may lose its ports while it is suspended, and detect them in a different order when it
 // resumes.
 TEST_F(ConnectionManagerTest, TriesAPortThatTheLastAttemptMissed) {
   const std::string scanner = Attach("usbmodem0");

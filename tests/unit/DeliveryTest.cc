@@ -142,7 +142,7 @@ TEST_F(DeliveryTest, PreparesTypingOnlyIfRecordsWillBeTyped) {
   EXPECT_EQ(keyEvents.prepared, 2);
 }
 
-TEST_F(DeliveryTest, RecoversAtStartupWithAnyDestination) {
+TEST_F(DeliveryTest, CallsRecoverAtStartupWithAnyDestination) {
   ConnectWith({.destination = kToFile});
   EXPECT_EQ(keyEvents.recovered, 1);
   EXPECT_EQ(keyEvents.prepared, 0);
@@ -181,7 +181,7 @@ TEST_F(DeliveryTest, PausesBeforeAndAfterThePasteKeys) {
   EXPECT_EQ(clock.sleeps(), (std::vector<test::FakeClock::Duration>{100ms, 100ms}));
 }
 
-TEST_F(DeliveryTest, PressesNoKeyIfThePasteboardFails) {
+TEST_F(DeliveryTest, DoesNotPressKeysIfThePasteboardFails) {
   pasteboard.takes = false;
   delivery.Deliver("1", true);
   EXPECT_EQ(log.Count("-[SyncController DisplayBarcode:]:Couldn't set pasteboard"), 1U);
@@ -340,7 +340,7 @@ TEST_F(DeliveryTest, SaysThatTheApplicationIsMissing) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, ChecksUpToTenTimesIfTheApplicationIsRunning) {
+TEST_F(DeliveryTest, ChecksUpToTenTimesWhetherTheApplicationIsRunning) {
   for (const int unlisted : {0, 9, 10}) {
     applications.looks = 0;
     applications.running.clear();

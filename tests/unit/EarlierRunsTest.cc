@@ -331,7 +331,7 @@ TEST_F(EarlierRunsTest, CountsRecordsThatCannotBeTyped) {
       "2 records delivered; 2 could not be typed. Turn on \"Paste text instead of typing it\".");
 }
 
-TEST_F(EarlierRunsTest, StopsIfTheDesktopAcceptsNoKeys) {
+TEST_F(EarlierRunsTest, StopsIfTheDesktopDoesNotAcceptKeys) {
   RunWith({"1", "2", "3"});
   Choose(2);
   OpenList();
@@ -415,7 +415,7 @@ TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   EXPECT_EQ(States(), "Complete|");
 }
 
-TEST_F(EarlierRunsTest, PreviewReadsNoMoreFilesThanItShows) {
+TEST_F(EarlierRunsTest, PreviewReadsOnlyTheFilesThatItShows) {
   const std::string name = "20261101_080000_2104005771";
   Store(name, "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00", {"one"});
   test::PutFile(archiveFolder + "/" + name + ".txt", std::string(70'000, 'x'));

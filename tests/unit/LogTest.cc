@@ -8,7 +8,7 @@
 namespace quillet {
 namespace {
 
-/// Returns the log line that consists of these pieces.
+/// Returns the line that Log writes for these pieces.
 template <class... Pieces>
 std::string Logged(const Pieces&... pieces) {
   test::RecordingLog log;

@@ -347,7 +347,7 @@ TEST_F(LumetTest, DoesNotEraseANewScannerAfterWaitingForTheArchive) {
   EXPECT_TRUE(lumet.bCommandDone());
 }
 
-TEST_F(LumetTest, SendsNoEraseAfterTheCableIsUnplugged) {
+TEST_F(LumetTest, DoesNotEraseAfterTheCableIsUnplugged) {
   lumet.EraseTavoMemory();
   archive.onAwait = [this] { lumet.disconnectTavo(); };
   Dispatch();

@@ -28,7 +28,7 @@ class MainViewTest : public testing::Test {
   int removals = 0;
 };
 
-TEST_F(MainViewTest, JoinsConsecutiveTextInOneQueueEntry) {
+TEST_F(MainViewTest, MergesConsecutiveTextIntoOneQueueEntry) {
   view_.Append("a", TextKind::kMessage);
   view_.Append("b", TextKind::kRecord);
   EXPECT_EQ(queue.Size(), 1U);

@@ -34,7 +34,7 @@ TEST_F(PortDiscoveryTest, MarksHiddenCharactersInPortNames) {
   EXPECT_EQ(ports.items(), (Titles{"None", "Tavo\uFFFD1"}));
 }
 
-TEST_F(PortDiscoveryTest, TriesToConnectOnArrivalUnlessConnected) {
+TEST_F(PortDiscoveryTest, TriesToConnectToANewPortUnlessConnected) {
   Launch();
   BecomeConnected();
   EXPECT_EQ(Attempts(), 2U);

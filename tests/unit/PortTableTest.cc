@@ -10,7 +10,7 @@ using Texts = std::vector<std::string>;
 
 class PortTableTest : public testing::Test {
  protected:
-  /// Fills the table with devices of these names and the paths "/0", "/1" and so on.
+  /// Fills the table with devices that have these names and the paths "/0", "/1" and so on.
   void Fill(const Texts& names) {
     Texts paths;
     while (paths.size() < names.size()) paths.push_back("/" + std::to_string(paths.size()));
@@ -48,7 +48,7 @@ TEST_F(PortTableTest, NeverStoresARejectedDevice) {
   EXPECT_EQ(table.stream[0].Get(), "usbmodem1");
 }
 
-TEST_F(PortTableTest, ReturnsHowASearchChangesThePortList) {
+TEST_F(PortTableTest, ReturnsThePortListChangeAfterASearch) {
   const struct {
     Texts ports;
     std::int32_t before;
@@ -115,7 +115,7 @@ TEST_F(PortTableTest, HasUntriedDetectsPortsAddedDuringAnAttempt) {
   EXPECT_FALSE(table.HasUntried()) << "unplugged";
 }
 
-TEST_F(PortTableTest, KeepsTheConnectionIfOnlyPortsWithItsNameRemain) {
+TEST_F(PortTableTest, StaysConnectedIfOnlyPortsOfTheSameNameRemain) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

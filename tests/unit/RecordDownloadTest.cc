@@ -142,7 +142,7 @@ TEST_F(RecordDownloadTest, WakesTheScannerAfterABurst) {
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
-TEST_F(RecordDownloadTest, RequestsNoBurstIfThereAreNoRecords) {
+TEST_F(RecordDownloadTest, DoesNotRequestABurstIfTheScannerIsEmpty) {
   lumet.Synchronize();
   answer = [](std::string_view command) { return command == "N" ? "\0\0\0\0@"s : "@"s; };
   Dispatch(3);

@@ -255,7 +255,7 @@ TEST_F(RunArchiveTest, FlushesTheFilesBeforePermittingTheErase) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextRunBegins) {
+TEST_F(RunArchiveTest, DoesNotPermitAPendingEraseAfterTheNextRunBegins) {
   Begin();
   Receive("1");
   files_.full = true;
@@ -267,7 +267,7 @@ TEST_F(RunArchiveTest, WithholdsAPendingEraseAfterTheNextRunBegins) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsAnEraseStillQueuedWhenTheNextRunBegins) {
+TEST_F(RunArchiveTest, DoesNotPermitAnEraseQueuedBeforeTheNextRun) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -298,7 +298,7 @@ TEST_F(RunArchiveTest, FlushesARecordThatArrivesDuringTheFlush) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfABurstHasNoCompleteRecord) {
+TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfABurstHasNoCompleteRecord) {
   Begin();
   archive_.KeepBurst(Bytes(std::string("\0\0\0", 3)));
   archive_.BurstDelivered(false);
@@ -340,7 +340,7 @@ TEST_F(RunArchiveTest, KeepsDailyFilesThatCannotBeExtended) {
   EXPECT_EQ(RecordsOf(day + ".records"), Texts{"1"});
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfFlushingTheFilesFails) {
+TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfFlushingTheFilesFails) {
   Begin();
   Receive("1");
   files_.broken = ".records";
@@ -355,7 +355,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfFlushingTheFilesFails) {
   EXPECT_TRUE(archive_.AwaitCopy()) << "a later run";
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfARecordWasNotWritten) {
+TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfARecordWasNotWritten) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -366,7 +366,7 @@ TEST_F(RunArchiveTest, WithholdsTheEraseIfARecordWasNotWritten) {
   EXPECT_EQ(problems_, (std::vector{Problem::kNotWritten, Problem::kEraseWithheld}));
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfFlushingTheLinesFails) {
+TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfFlushingTheLinesFails) {
   Begin();
   Receive("1");
   files_.broken = ".txt";
@@ -464,7 +464,7 @@ TEST_F(RunArchiveTest, WaitsAtMost30SecondsForTheOutputFile) {
   EXPECT_EQ(clock_.Now() - before, std::chrono::seconds(30));
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfRecordsAreIncomplete) {
+TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfRecordsAreIncomplete) {
   Begin();
   archive_.KeepBurst(Bytes(Stored("1") + "\x20\x06"));
   archive_.KeepLine("1");
@@ -549,7 +549,7 @@ TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfALaterScanIsDeleted) {
+TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfALaterScanIsDeleted) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -641,7 +641,7 @@ TEST_F(RunArchiveTest, DeletingEarlierLiveScansDoesNotPreventTheErase) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, WithholdsTheEraseIfTheArchiveFileWasRemoved) {
+TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfTheArchiveFileWasRemoved) {
   Begin();
   Receive("1");
   archive_.End(true);

@@ -95,11 +95,11 @@ TEST_F(RunTest, WritesAnEmptyFileIfAllRecordsAreEmpty) {
   EXPECT_EQ(Play("B__E"), "." + Written("2") + "{}");
 }
 
-TEST_F(RunTest, WritesNothingWithoutRecords) {
+TEST_F(RunTest, DoesNotWriteAFileIfThereAreNoRecords) {
   EXPECT_EQ(Play("BE"), "No data to synchronize...|{no file}");
 }
 
-TEST_F(RunTest, WritesNoFileIfTheDestinationIsNotAFile) {
+TEST_F(RunTest, DoesNotWriteAFileForOtherDestinations) {
   EXPECT_EQ(Play("1BaE2BbE3BcE"),
             "1 barcodes synchronized|{no file}1 barcodes synchronized|{no file}"
             "1 barcodes synchronized|{no file}");

@@ -85,7 +85,7 @@ class SettingsConsentTest : public testing::Test {
     mainQueue.RunAll();
   }
 
-  /// Presses Review and answers the question. Returns the displayed question and effects.
+  /// Presses Review and answers the question. Returns each displayed question with its effects.
   Strings Review(bool answer) {
     panels.confirms = answer;
     display.Press(0);
@@ -111,7 +111,7 @@ class SettingsConsentTest : public testing::Test {
   int changes = 0;
 };
 
-TEST_F(SettingsConsentTest, WithholdsOnlySensitiveActions) {
+TEST_F(SettingsConsentTest, DisablesOnlySensitiveActions) {
   Start(everything);
   EXPECT_EQ(settings->destination, kToView);
   EXPECT_EQ(settings->bAutoSync, 0);
@@ -294,7 +294,7 @@ TEST_F(SettingsConsentTest, AsksEachOfTwoUsersAtMostOncePerChange) {
   }
 }
 
-TEST_F(SettingsConsentTest, PermitsNoSensitiveActionWithoutConfirmation) {
+TEST_F(SettingsConsentTest, PermitsSensitiveActionsOnlyAfterConfirmation) {
   for (int destination = -1; destination <= 9; ++destination) {
     for (const char* path : {"", "x", "/x", "/tmp/sn_timestamp.txt", kData}) {
       for (const bool flag : {true, false}) {
@@ -365,7 +365,7 @@ TEST_F(ForeignSettingsTest, ConfirmingAfterARunDoesNotStartAnother) {
   EXPECT_EQ(log.Count("-[SyncController DoSynchronization]"), 1U);
 }
 
-TEST_F(ForeignSettingsTest, StartsAndErasesNothingUntilConfirmed) {
+TEST_F(ForeignSettingsTest, DoesNotOpenProgramsOrEraseUntilConfirmed) {
   applications.installed = {"/tmp/tool"};
   StartWith({.destination = kToNamedApplication, .path = "/tmp/tool", .clearmemory = true});
   LaunchConnected(test::Scanner({"1"}));

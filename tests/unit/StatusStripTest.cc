@@ -24,7 +24,7 @@ class StatusStripTest : public testing::Test {
   StatusStrip strip_{display_, mainQueue_, log_};
 };
 
-TEST_F(StatusStripTest, ShowsTheMessageOfTheHighestRank) {
+TEST_F(StatusStripTest, ShowsTheMessageWithTheHighestRank) {
   Raise(Notice::kRunFinished, "finished");
   EXPECT_EQ(display_.text(), "finished");
   Raise(Notice::kPortBusy, "busy");
@@ -47,7 +47,7 @@ TEST_F(StatusStripTest, MarksHiddenCharactersInMessages) {
   EXPECT_EQ(display_.text(), "a\uFFFD\uFFFD\uFFFDb");
 }
 
-TEST_F(StatusStripTest, NewMessageReplacesTheOldOneOfTheSameNotice) {
+TEST_F(StatusStripTest, NewMessageOfANoticeReplacesItsPreviousMessage) {
   std::string pressed;
   Raise(Notice::kRunFinished, "one", {{"Open file", [&] { pressed = "one"; }}});
   Raise(Notice::kRunFinished, "two", {{"Open file", [&] { pressed = "two"; }}});

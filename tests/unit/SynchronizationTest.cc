@@ -251,7 +251,7 @@ TEST_F(SynchronizationTest, DeliversEachRecordToTheCurrentDestination) {
 /// Tests of the messages about the result of a run.
 class ResultTest : public SynchronizationTest {
  protected:
-  /// Returns the message after all changes have been shown.
+  /// Handles all pending changes, then returns the displayed message.
   std::string Message() {
     mainQueue.RunAll();
     ticker.Tick();
@@ -353,7 +353,7 @@ TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
   ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 2; }));
 }
 
-TEST_F(ResultTest, ReportsAWithheldEraseDuringTheNextRun) {
+TEST_F(ResultTest, ReportsASkippedEraseDuringTheNextRun) {
   files.flushes = false;
   ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
@@ -377,7 +377,7 @@ TEST_F(ResultTest, ReportsAWithheldEraseDuringTheNextRun) {
   tavo.WaitUntilHeld();
 }
 
-TEST_F(ResultTest, KeepsTheFileOfARunThatEndsTwice) {
+TEST_F(ResultTest, EndingARunTwiceKeepsTheFile) {
   const std::string path = folder / "stock.txt";
   StartAutomaticRun({.path = path}, "P");
   synchronize.Press();
@@ -445,7 +445,7 @@ TEST_F(ResultTest, DoesNotPromiseACopyIfTheArchiveFailed) {
   EXPECT_TRUE(log.Has(only));
 }
 
-TEST_F(ResultTest, SaysThatTheArchiveFailsUntilARunIsArchived) {
+TEST_F(ResultTest, ReportsAnArchiveErrorUntilARunIsArchived) {
   PutFile(archiveFolder, "a file where the folder should be");
   ConnectWith({.destination = 1}, {"1"});
   Synchronize();

@@ -107,7 +107,7 @@ TEST(MainQueue, FailedConstructorLeaksNoDescriptor) {
     kept[number] = fcntl(number, F_DUPFD_CLOEXEC, 3);
     close(number);
   }
-  const int first = dup(kept[0]);  // gets number 0, so that the pipe gets 1 and 2
+  const int first = dup(kept[0]);  // occupies descriptor 0, so that the pipe gets 1 and 2
   const int free = fcntl(kept[0], F_DUPFD_CLOEXEC, 3);
   close(free);
   const std::ptrdiff_t before = OpenDescriptors();

@@ -199,7 +199,7 @@ TEST_F(OwnKeys, AreIgnoredIfDelayedByAKeyboardGrab) {
   xcb_disconnect(xcb);
 }
 
-TEST_F(OwnKeys, SelectNoMenuItem) {
+TEST_F(OwnKeys, DoNotSelectMenuItems) {
   QMenu& menu = *window_.widget().findChild<QMenuBar*>()->actions().at(0)->menu();
   menu.popup(window_.widget().mapToGlobal(QPoint(10, 10)));
   EXPECT_TRUE(SpinUntil([&] { return QApplication::activePopupWidget() == &menu; }));
@@ -211,7 +211,7 @@ TEST_F(OwnKeys, SelectNoMenuItem) {
   EXPECT_TRUE(SpinUntil([&] { return !window_.widget().isVisible(); })) << "Close";
 }
 
-TEST_F(OwnKeys, TypeNothingIntoAFilePanel) {
+TEST_F(OwnKeys, DoNotTypeIntoAFilePanel) {
   QTemporaryDir folder;
   QTimer::singleShot(0, [&] {
     auto* panel = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
@@ -228,7 +228,7 @@ TEST_F(OwnKeys, TypeNothingIntoAFilePanel) {
   EXPECT_EQ(panels.RunSavePanel(path, "name.txt", ""), path + "/z");
 }
 
-TEST_F(OwnKeys, PasteNothing) {
+TEST_F(OwnKeys, DoNotPasteText) {
   field_.setFocus();
   QGuiApplication::clipboard()->setText("record");
   Press(own_, kKeyV, KeyFlag::kCommand);

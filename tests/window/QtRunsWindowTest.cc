@@ -194,7 +194,7 @@ TEST_F(QtRunsWindowTest, ShortcutKeysInTheListPressButtons) {
   EXPECT_EQ(Reports(), "");
 }
 
-TEST_F(QtRunsWindowTest, SearchFieldReportsTextAndReturnFocusesTheList) {
+TEST_F(QtRunsWindowTest, SearchReportsTextAndReturnKeyFocusesTheList) {
   OpenWithRows();
   Press(Qt::Key_F, Qt::ControlModifier);
   ASSERT_EQ(QApplication::focusWidget(), SearchField());

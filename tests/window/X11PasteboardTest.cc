@@ -32,7 +32,7 @@ class X11Pasteboard : public testing::Test {
     if (thread_.joinable()) thread_.join();
   }
 
-  /// Sets the texts one after another on another thread. Waits until the first one is set.
+  /// Sets the texts in order on a separate thread. Waits until the first one is set.
   void Set(const std::vector<std::string>& texts, std::chrono::milliseconds longestRead) {
     pasteboard_.emplace(queue_, longestRead);
     thread_ = std::thread([this, texts] {
@@ -57,7 +57,7 @@ class X11Pasteboard : public testing::Test {
   platform::qt::QtMainQueue queue_;
   std::optional<platform::qt::QtPasteboard> pasteboard_;
   std::thread thread_;
-  std::atomic<int> set_ = 0;  // number of texts set
+  std::atomic<int> set_ = 0;  // number of completed calls to SetString
 };
 
 TEST_F(X11Pasteboard, WaitsUntilTheProgramHasReadTheText) {

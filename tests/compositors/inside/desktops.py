@@ -101,8 +101,8 @@ class Desktop:
         return process
 
     def start_portal(self):
-        """Starts the portal, which starts the desktop's backend. Call this after all variables of
-        the session have been set."""
+        """Starts the portal, which starts the desktop's backend. Call this after all environment
+        variables of the session have been set."""
         variables = {name: value for name, value in self.environment.items()
                      if name not in ("GDK_DEBUG", "QT_NO_XDG_DESKTOP_PORTAL")}
         self.call(self.bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -212,7 +212,7 @@ class X11(Desktop):
 
 
 class Ibus(X11):
-    """X11 with the input method IBus."""
+    """X11 with the IBus input method."""
 
     name = "IBus"
 

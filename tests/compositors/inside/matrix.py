@@ -21,7 +21,7 @@ LAYOUTS = ("us us(dvorak) de de(neo) fr fr(bepo) gb tr tr(f) ru gr jp ch(fr) es 
            .split())
 DESKTOPS = {desktop.name: desktop for desktop in (X11, Ibus, Fcitx, Gnome, Kwin, Sway)}
 TEXT = "".join(map(chr, range(0x20, 0x7F))) + "\tTavo 4006381333931 aAbB11!!\n"
-# A wrong text counts as final after QUIET seconds without a change, or after QUIET_AT_END seconds
+# Incorrect text counts as final after QUIET seconds without a change, or after QUIET_AT_END seconds
 # if it ends with a line feed, as TEXT does.
 QUIET_AT_END, QUIET = 0.3, 2.0
 
@@ -192,7 +192,7 @@ def measure(desktop, receiver_name, options, report):
                 problem = f"not measured: {error}"
             report(desktop.name, receiver_name, layout, state, problem)
             if problem:
-                # After wrong text, a dead key may be pending or a menu may be open.
+                # After a failure, a dead key may be pending or a menu may be open.
                 receiver.stop()
                 receiver = Receiver(desktop, receiver_name)
     receiver.stop()

@@ -42,7 +42,7 @@ def as_root(*command):
 
 
 class Log(SystemLog):
-    """The system log. It contains lines from the program and from sudo."""
+    """The system log, with lines from the program and from sudo."""
 
     def lines(self):
         return [datagram.decode("utf-8", "replace").split("]: ", 1)[-1]

@@ -1,4 +1,4 @@
-"""Creates a virtual keyboard that desktops treat like a plugged-in keyboard:
+"""Creates a virtual keyboard that desktops treat like a physical keyboard:
 
     user_keyboard.py [caps-lock]
 

@@ -23,7 +23,7 @@ SILENCE = "  ·  no data for "  # appended to the progress text after 3 s withou
 
 
 def gave_up(records=0):
-    """The message after an unanswered wake-up."""
+    """The message that is shown after an unanswered wake-up."""
     arrived = "No records arrived." if records == 0 else f"{records} records are in the archive."
     return f"The scanner did not answer. {arrived} Restart Quillet to continue."
 
@@ -51,7 +51,7 @@ def disconnected(serial="005771"):
 
 
 def connecting(node="ttyACM0", serial="005771"):
-    """Messages of a successful attempt to connect that sets the scanner's clock."""
+    """Messages of a successful connection attempt that sets the scanner's clock."""
     return ATTEMPT + trying(node) + connected(serial) + CLOCK_SET
 
 

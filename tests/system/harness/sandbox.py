@@ -7,7 +7,7 @@ processes and files of the sandbox are removed.
 Without namespaces, a preloaded library redirects the private paths to a folder (private_paths.c).
 Processes and all other paths are shared with the machine, and /Users cannot be limited in size.
 
-Both kinds of sandbox drop root's privileges, because file permissions do not apply to root. In
+Both kinds of sandbox drop root privileges, because file permissions do not apply to root. In
 namespaces that root created, the test can first start processes of another user (other_user.py).
 """
 
@@ -133,7 +133,7 @@ _libc = ctypes.CDLL(None, use_errno=True)
 
 
 def drop_privileges():
-    """Removes all capabilities, including root's, and prevents gaining new ones."""
+    """Drops all capabilities, even root's, and prevents the process from gaining new ones."""
     _libc.prctl(_PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0)
     if _libc.capset(struct.pack("=Ii", _CAPABILITY_VERSION, 0), bytes(24)) != 0:
         raise OSError(ctypes.get_errno(), "capset")

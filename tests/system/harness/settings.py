@@ -1,4 +1,4 @@
-"""The settings file and the data folder."""
+"""Creates the program's settings file, and defines the path of its data folder."""
 
 import dataclasses
 import os

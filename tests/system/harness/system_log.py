@@ -7,7 +7,7 @@ import threading
 
 from harness.waiting import wait_until
 
-# The header of glibc's syslog(3): priority, time, identity.
+# The header that glibc's syslog(3) writes: priority, time, identity.
 _HEADER = re.compile(rb"<14>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d quillet\[(\d+)\]: ")
 
 

@@ -1,4 +1,4 @@
-"""Waits for conditions."""
+"""Waits until a condition becomes true."""
 
 import os
 import time

@@ -7,7 +7,7 @@ _CLIENT_MESSAGE = 33
 
 
 class _ClientMessage(ctypes.Structure):
-    """XClientMessageEvent of Xlib, padded to the size of XEvent."""
+    """Xlib's XClientMessageEvent, padded to the size of XEvent."""
 
     _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
                 ("display", ctypes.c_void_p), ("window", ctypes.c_ulong),
@@ -16,7 +16,7 @@ class _ClientMessage(ctypes.Structure):
 
 
 def close_window(display_name, window):
-    """Closes a window through the window manager, like the button in the window's frame."""
+    """Asks the window manager to close a window, as the window's close button does."""
     x11 = ctypes.CDLL("libX11.so.6")
     x11.XOpenDisplay.restype = ctypes.c_void_p
     x11.XDefaultRootWindow.argtypes = [ctypes.c_void_p]

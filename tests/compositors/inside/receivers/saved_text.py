@@ -1,4 +1,4 @@
-"""The file into which a receiver writes its text."""
+"""Saves the text of a receiver to a file."""
 
 import os
 
