@@ -9,7 +9,8 @@ display_packages="xvfb xauth fonts-dejavu-core"
 picture_packages="xdotool openbox imagemagick bubblewrap"
 test_packages="libgtest-dev libgmock-dev libumockdev-dev umockdev gir1.2-umockdev-1.0 xdotool openbox
   at-spi2-core gir1.2-atspi-2.0 python3 python3-gi dbus bubblewrap x11-utils imagemagick
-  xterm python3-tk x11-xserver-utils desktop-file-utils appstream mandoc dpkg-dev strace"
+  xterm python3-tk x11-xserver-utils desktop-file-utils appstream mandoc dpkg-dev file
+  strace"
 package_packages="dpkg-dev debootstrap mmdebstrap lintian"
 document_packages="doxygen"
 bench_packages="libbenchmark-dev"

@@ -90,7 +90,9 @@ TEST(KeymapSearchTest, SkipsKeysThatChangeLocks) {
       const KeyChord* const chord = layout.Search().Find(character, {0, locked});
       if (chord == nullptr) continue;
       for (const std::uint32_t key : chord->modifiers) {
-        EXPECT_EQ(layout.Search().ModifierKey(kShift, {0, locked}), key);
+        // xkeyboard-config 2.42 has "|" on the third level of a key.
+        if (character == '|' && key == kLevel3Key) continue;
+        EXPECT_EQ(layout.Search().ModifierKey(kShift, {0, locked}), key) << character;
       }
     }
   }

@@ -20,6 +20,8 @@ CHAIN = ["W", "M", "V", "w1#", "C"]  # the commands sent when connecting
 BURST = ["W", "N", "GS1", "P", "W", "GS0"]  # the commands of a burst run
 _GENERATED = re.compile(r"QuilletData([^_/]*)_\d{8}_\d{6}\.txt")
 _REPORTED_LINES = 60  # lines of each log to print after a failure
+# Qt 6.8 prints this line if a test reads a control that has just been destroyed.
+_STALE_OBJECT = re.compile(r"qt\.accessibility\.atspi: Could not find accessible on path: .*\n")
 
 
 class ProductTest(unittest.TestCase):
@@ -63,7 +65,8 @@ class ProductTest(unittest.TestCase):
         if self.quillet is not None and self.quillet.process.is_running():
             self.close()
         if self.quillet is not None:
-            self.assertEqual("", self.quillet.process.output(), "standard streams")
+            self.assertEqual("", _STALE_OBJECT.sub("", self.quillet.process.output()),
+                             "standard streams")
         for scanner in self.scanners:
             self.assertEqual("", scanner.stop(), "invalid commands")
 
