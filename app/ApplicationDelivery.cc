@@ -72,7 +72,7 @@ DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool pas
   // thread handles an ignored key late, KeyIgnored raises kTypedAtQuillet again.
   if (count_.BeginRecord(platform_.clock.Now())) {
     strip_.Withdraw(Notice::kTypedAtQuillet);
-    RaiseIncomplete("Not everything was delivered: Quillet was active.");
+    RaiseIncomplete("Some records were not delivered because Quillet's window had focus.");
   }
   const DeliveryOutcome outcome = paste ? Paste(record) : Type(record);
   const bool accepted = ShowProblem();
@@ -117,7 +117,7 @@ void ApplicationDelivery::ShowInputMethod() {
   if (name.empty()) return strip_.Withdraw(Notice::kInputMethodOn);
   strip_.Raise(Notice::kInputMethodOn,
                "The input method " + name +
-                   " is on and may change typed records. Turn it off, or turn on \"Paste text "
+                   " is on and may change what Quillet types. Turn it off, or turn on \"Paste text "
                    "instead of typing it\" in the settings.");
 }
 
@@ -219,10 +219,10 @@ void ApplicationDelivery::RunBegan() {
 void ApplicationDelivery::KeyIgnored() {
   if (!count_.ExcludeLast(platform_.clock.Now())) return;
   RaiseUndelivered(Notice::kTypedAtQuillet,
-                   "Quillet was active, so the records were not delivered.",
-                   "They are in the archive. Click the other program before you scan again.",
-                   "They were not saved either. Click the other program, then scan or synchronize "
-                   "again.");
+                   "Quillet's window had focus, so the records were not delivered.",
+                   "They are in the archive. Click the receiving window before you scan.",
+                   "They were not saved either. Click the receiving window, then scan or "
+                   "synchronize again.");
 }
 
 // Shows a message saying that earlier records were not delivered. It stays until the next run

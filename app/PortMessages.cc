@@ -48,7 +48,7 @@ void PortMessages::Show(const std::string& path, const platform::PortObstacle& o
 }
 
 void PortMessages::ShowDenied(const std::string& path, const platform::PortObstacle& obstacle) {
-  const std::string denied = "No permission to use " + path + ". ";
+  const std::string denied = "You do not have permission to use " + path + ". ";
   if (obstacle.joined) {
     Raise(Notice::kPortDenied, path,
           denied + "Log out and back in to activate your membership in the " + obstacle.group +

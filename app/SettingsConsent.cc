@@ -65,7 +65,7 @@ std::vector<std::string> Described(const SensitiveActions& actions) {
   }
   const std::string file = ResolveSyncFileName(actions.file, [] { return std::string("….txt"); });
   if (file != actions.file) {
-    add("Write each synchronization to a new file: ", file);
+    add("Write the records of each synchronization to a new file: ", file);
   } else if (!file.empty()) {
     add(actions.appends ? "Add the records to this file: "
                         : "Replace this file on each synchronization: ",
@@ -109,7 +109,8 @@ void SettingsConsent::UseSubstitutes() {
 void SettingsConsent::Show(Notice notice) {
   const std::string origin = owner_.empty() ? "that other users can change" : "from " + owner_;
   parts_.strip.Raise(
-      notice, "Some settings " + origin + " are not in use yet. Press Review to see what they do.",
+      notice,
+      "Some settings " + origin + " have not been applied yet. Press Review to see what they do.",
       {{"Review…", [this] { Ask(); }}});
 }
 

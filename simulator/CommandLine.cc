@@ -66,7 +66,9 @@ void SetSpeed(Parsed& parsed, const std::string& text) {
 
 void SetLatency(Parsed& parsed, const std::string& text) {
   const auto latency = ReadDuration(text, std::chrono::milliseconds(1));
-  if (!latency) throw UsageError("--latency takes milliseconds, not \"" + text + "\"");
+  if (!latency) {
+    throw UsageError("--latency must be a number of milliseconds, not \"" + text + "\"");
+  }
   parsed.options.latency = *latency;
 }
 

@@ -32,7 +32,7 @@ Records (default: --records 130; can be combined, in this order):
 Line:
   --link PATH              create a symbolic link to the line, or replace an existing link
   --device NODE            use this terminal device instead of a pseudo-terminal; it is
-                           opened again after a hang-up
+                           reopened after a hang-up
   --cooked                 leave the pseudo-terminal in the system's default mode, with echo
                            and line editing, instead of raw mode
   --speed BITS|unlimited   speed in bit/s, ten bits per byte (115200)

@@ -69,12 +69,12 @@ void ScannerOnLine::TakeTurn(Time now) {
   }
   TriggerFaults(now);
   if (replugAt_ && now >= *replugAt_) {
-    Attempt("cannot be plugged in: ", now, [&] { Plug(now); });
+    Attempt("could not plug in: ", now, [&] { Plug(now); });
   }
   if (plugged_ && !HasLine()) {
     try {
       endpoint_->Open();
-      transcript_.AddEvent(now, "line opened again");
+      transcript_.AddEvent(now, "line reopened");
     } catch (const std::system_error&) {  // the device node still does not exist
     }
   }
@@ -202,7 +202,7 @@ void ScannerOnLine::Trigger(const Fault& fault, Time now) {
       BeginCut(fault.replug, now);
       break;
     case FaultAction::kPlug:
-      Attempt("cannot be plugged in: ", now, [&] { Plug(now); });
+      Attempt("could not plug in: ", now, [&] { Plug(now); });
       break;
     case FaultAction::kSend:
       output_.InsertNow(fault.bytes, now);
@@ -214,7 +214,7 @@ void ScannerOnLine::Trigger(const Fault& fault, Time now) {
       output_.Drop(fault.count);
       break;
     case FaultAction::kScan:
-      Attempt("cannot be scanned: ", now, [&] {
+      Attempt("could not scan: ", now, [&] {
         const auto symbology = static_cast<std::uint8_t>(fault.number);
         Scan({symbology, fault.bytes, device_.ClockNow()}, now);
       });

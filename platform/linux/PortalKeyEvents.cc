@@ -154,7 +154,7 @@ const char* PortalKeyEvents::ProblemOf(State state) {
     case State::kMissing:
       return "the desktop has no remote desktop portal.";
     case State::kFailed:
-      return "the remote desktop portal does not work. Log out and back in.";
+      return "the remote desktop portal is not working. Log out and back in.";
   }
   return "";
 }
@@ -177,11 +177,11 @@ void PortalKeyEvents::Serve() {
   const auto keyboard = MakeEisKeyboard(desktop);
   keyboard_ = keyboard.get();
   if (keyboard == nullptr) {
-    Log(log_, "Types through the desktop portal");
+    Log(log_, "Typing through the desktop portal");
     KeysymTypist typist(desktop, layout_, clock_, sent_);
     return ServeSession(desktop, typist);
   }
-  Log(log_, "Types through the desktop portal and libei");
+  Log(log_, "Typing through the desktop portal and libei");
   EisTypist typist(*keyboard, clock_, sent_, note_, isEnding_);
   ServeSession(desktop, typist);
 }

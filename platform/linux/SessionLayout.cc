@@ -120,7 +120,7 @@ KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_
 
 const char* ReasonWithoutKey(const KeyEvent& press) {
   return press.flag == KeyFlag::kCommand
-             ? "the keyboard layout has no keys for pasting"
+             ? "the keyboard layout has no keys for the paste shortcut"
              : "the keyboard layout changed while a record was being typed";
 }
 

@@ -126,7 +126,7 @@ void WaylandKeyEvents::Post(std::span<const KeyEvent> events) {
   if (strokes.empty()) return;
   if (!Connect()) {
     return failure_.Set(keyboard_->IsReachable()
-                            ? "the Wayland compositor offers no virtual keyboard"
+                            ? "the Wayland compositor does not support virtual keyboards"
                             : "the Wayland compositor cannot be reached");
   }
   // If the connection ends, the rest of the record is dropped instead of being sent over the next

@@ -63,8 +63,8 @@ KeyEvents& WaylandSessionKeys::Way() {
   const bool usesKeyboard = !UsesPortal() || WaylandKeyEvents::IsOffered();
   KeyEvents& way = usesKeyboard ? static_cast<KeyEvents&>(keyboard_) : uinput_;
   way_ = &way;
-  log_.Write(usesKeyboard ? "Types through the compositor's virtual keyboard"
-                          : "Types through /dev/uinput");
+  log_.Write(usesKeyboard ? "Typing through the compositor's virtual keyboard"
+                          : "Typing through /dev/uinput");
   return way;
 }
 

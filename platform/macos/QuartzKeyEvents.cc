@@ -64,7 +64,7 @@ bool QuartzOwnKeys::IsOwnEvent(const void* event) {
 
 std::string QuartzKeyEvents::Problem() {
   if (CGPreflightPostEventAccess()) return {};
-  return "permission has not been granted. Allow Quillet in System Settings, Privacy & Security, "
+  return "permission has not been granted. Allow Quillet in System Settings > Privacy & Security > "
          "Accessibility.";
 }
 
@@ -78,8 +78,8 @@ void QuartzKeyEvents::LogMissingPermission() {
   if (hasLogged_ || CGPreflightPostEventAccess()) return;
   hasLogged_ = true;
   log_.Write(
-      "Cannot type into other applications. Allow Quillet in System Settings, Privacy & Security, "
-      "Accessibility");
+      "Cannot type into other applications. Allow Quillet in System Settings > Privacy & Security "
+      "> Accessibility.");
 }
 
 }  // namespace quillet::platform::macos

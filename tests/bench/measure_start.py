@@ -23,7 +23,7 @@ def _resident_mebibytes(pid):
 
 class Start(SystemTest):
 
-    def test_measures_start_time_and_memory(self):
+    def test_measures_startup_time_and_memory(self):
         """Starts Quillet and the baseline alternately. The first round is a warm-up."""
         folder = os.path.dirname(os.environ["SYSTEM_TEST_QUILLET"])
         environment = self.desktop.environment | self.devices.environment

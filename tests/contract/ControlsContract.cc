@@ -226,7 +226,7 @@ class TextViewContract : public Contract<WindowHarness> {
   platform::TextView& view_ = harness_->View();
 };
 
-TEST_P(TextViewContract, AppendsInCallOrder) {
+TEST_P(TextViewContract, AppendsTextInCallOrder) {
   for (const char* text : {"one\n", "two ", "", "three\r\n\t\xC3\xA9"}) view_.Append(text);
   EXPECT_EQ(harness_->Text(), "one\ntwo three\r\n\t\xC3\xA9");
 }

@@ -195,7 +195,7 @@ TEST_P(RunsWindowContract, ReportsOnlyNewSelections) {
   ExpectReports("select|select|");
 }
 
-TEST_P(RunsWindowContract, ReportsChangesOfTheSearchText) {
+TEST_P(RunsWindowContract, ReportsChangesToTheSearchText) {
   for (const char* text : {"\xC3\xA9 1", "\xC3\xA9 1", "", "live"}) harness_->Search(text);
   ExpectReports("search \xC3\xA9 1|search |search live|");
   runs_.ClearSearch();

@@ -99,7 +99,7 @@ TEST_P(FileStoreContract, ReplacePrivateCreatesOrOverwritesAFile) {
   EXPECT_EQ(store_.Read(path, kAll), "shorter");
 }
 
-TEST_P(FileStoreContract, ReplacePrivateReplacesAnyFile) {
+TEST_P(FileStoreContract, ReplacePrivateAndReplaceWorkOnTheSameFile) {
   ASSERT_TRUE(store_.Replace(path_, "public"));
   EXPECT_TRUE(store_.ReplacePrivate(path_, "private"));
   EXPECT_EQ(store_.Read(path_, kAll), "private");
@@ -203,7 +203,7 @@ TEST_P(FileStoreContract, GrowingFilesKeepAllAppendedBytes) {
   EXPECT_EQ(store_.OpenGrowing(folder + "/log", true), nullptr) << "exists";
 }
 
-TEST_P(FileStoreContract, FlushingAGrowingFileFailsAfterItsRemoval) {
+TEST_P(FileStoreContract, FlushingAGrowingFileFailsAfterItIsRemoved) {
   const auto file = (store_.CreateFolder(path_), store_.OpenGrowing(path_ + "/log", true));
   ASSERT_NE(file, nullptr);
   ASSERT_TRUE(store_.Remove(path_ + "/log"));

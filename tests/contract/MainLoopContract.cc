@@ -100,7 +100,7 @@ TEST_P(MainQueueContract, AsyncReturnsBeforeTheWorkRuns) {
   EXPECT_TRUE(harness_->RunUntil([&] { return ran; }));
 }
 
-TEST_P(MainQueueContract, RunsWorkInCallOrder) {
+TEST_P(MainQueueContract, RunsWorkInTheOrderItWasQueued) {
   std::string order;
   queue_.Async([&] {
     order += "a";

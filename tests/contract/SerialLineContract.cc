@@ -171,7 +171,7 @@ TEST_P(SerialLineContract, ReadsNothingAfterClosing) {
   EXPECT_TRUE(ReadsNothing(line));
 }
 
-TEST_P(SerialLineContract, DropsBytesWithoutWaitingIfTheLineIsFull) {
+TEST_P(SerialLineContract, DropsBytesWithoutWaitingIfTheOutputBufferIsFull) {
   const std::int32_t line = Open(Access::kWrite);
   for (int i = 0; i < 100'000; ++i) line_.Write(line, 'x');
   line_.Close(line);

@@ -53,7 +53,7 @@ TEST_P(SystemLogContract, WritesEveryByteAndKeepsTheLineOrder) {
   EXPECT_EQ(harness_->Arrived(), expected);
 }
 
-TEST_P(SystemLogContract, KeepsTheLineOrderOfEachThread) {
+TEST_P(SystemLogContract, PreservesLineOrderWithinEachThread) {
   constexpr std::size_t kThreads = 4;
   constexpr int kLines = 5'000;
   std::vector<std::thread> writers;

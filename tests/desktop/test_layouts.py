@@ -30,10 +30,10 @@ class LayoutsTest(TypingCase):
     def test_types_every_character_with_a_dozen_layouts(self):
         self.check_layouts(KeyWindow, _LAYOUTS)
 
-    def test_types_into_a_terminal_with_other_layouts(self):
+    def test_types_into_a_terminal_with_russian_and_dvorak(self):
         self.check_layouts(Terminal, [["ru"], ["us", "dvorak"]])
 
-    def test_types_into_a_text_field_with_other_layouts(self):
+    def test_types_into_a_text_field_with_french_and_russian(self):
         self.check_layouts(TextWindow, [["fr"], ["ru"]])
 
     def test_types_while_caps_lock_is_on(self):
@@ -76,7 +76,7 @@ class LayoutsTest(TypingCase):
         self.check_end_by(signal.SIGTERM, self.quillet_ended)
 
     def test_restores_the_keymap_on_restart_after_being_killed(self):
-        """At the restart, records go to a file, so the program does not type."""
+        """After the restart, records are written to a file, so the program types nothing."""
         def start_again():
             wait_until(lambda: not self.quillet.process.is_running(), "the end")
             data_only(destination=0).save()

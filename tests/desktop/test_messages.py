@@ -12,7 +12,7 @@ from typing_case import TypingCase, data_only
 
 class MissingApplicationTest(TypingCase):
 
-    def test_offers_another_choice_if_application_is_missing(self):
+    def test_offers_choose_button_if_application_is_missing(self):
         self.connect(["1"], data_only(destination=1))
         window = SettingsWindow(self.desktop, self.quillet)
         window.open()
@@ -51,7 +51,7 @@ class NoTypingTest(TypingCase):
 
     display_options = ["-extension", "XTEST"]
 
-    def test_opens_the_guide_if_typing_is_not_possible(self):
+    def test_offers_the_guide_if_typing_is_not_possible(self):
         prefix = "/tmp/prefix"
         guide = f"{prefix}/share/doc/quillet/user-guide.md"
         self.addCleanup(shutil.rmtree, prefix)

@@ -23,7 +23,7 @@ class ResourcesTest(FaultTest):
         self.assertLessEqual(after["descriptors"], before["descriptors"])
         self.assertLessEqual(after["threads"], before["threads"])
 
-    def test_reconnecting_leaks_nothing(self):
+    def test_reconnecting_does_not_leak_resources(self):
         scanner = self.begin_connected(3)
         self.check_run()
         before = self.quillet.process.resources()

@@ -28,7 +28,7 @@ class ClockTest(FaultTest):
         seconds = calendar.timegm((*when, 0, 0, 0)) - int(time.time())
         struct.pack_into("=q", self.offset, 0, seconds)
 
-    def test_file_name_follows_clock_changes_during_a_run(self):
+    def test_file_name_reflects_clock_changes_during_a_run(self):
         scanner = self.begin(some_records(3))
         Settings().save()
         self.set_clock(2031, 5, 6, 7, 8, 9)

@@ -56,7 +56,7 @@ class GarbageTest(FaultTest):
         scanner.wait_for_commands([*CHAIN, "W", "N", "GS1", "GS0", "E"])
         self.assertEqual(0, scanner.record_count())
 
-    def test_live_scan_is_read_as_the_interrupted_burst(self):
+    def test_live_scan_is_treated_as_the_interrupted_burst(self):
         scanner = self.begin_connected(130, "after-sent 500 unplug", clear_memory=1)
         quillet = self.quillet
         quillet.press("Synchronize")
@@ -75,7 +75,7 @@ class GarbageTest(FaultTest):
         quillet.wait_for_message("The connection ended during the transfer: 1 record was "
                                  "delivered. The scanner was erased.", "Show")
 
-    def test_accepts_a_count_if_the_answer_ends_late(self):
+    def test_accepts_a_count_if_end_of_answer_arrives_late(self):
         # The count 00 00 00 21 (33) contains 21, which also ends an answer. The actual end, 40,
         # arrives 250 ms after the count.
         self.begin_connected(33, "on N 1 chunks 4 250")

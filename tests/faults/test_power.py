@@ -70,14 +70,14 @@ class PowerTest(FaultTest):
             with self.subTest(path):
                 self.assertTrue(self.lost(calls, runs, skipped=path))
 
-    def test_burst_survives_power_failure_at_erase(self):
+    def test_burst_survives_power_failure_during_erase(self):
         self.check_erased_records_survive(burst_sync=1)
 
-    def test_single_records_survive_power_failure_at_erase(self):
+    def test_single_records_survive_power_failure_during_erase(self):
         # A record-by-record run sends the erase command twice.
         self.check_erased_records_survive(erases=2, burst_sync=0)
 
-    def test_records_in_view_survive_power_failure_at_erase(self):
+    def test_records_in_view_survive_power_failure_during_erase(self):
         self.check_erased_records_survive(destination=1)
 
     def test_every_flush_of_the_archive_is_needed(self):

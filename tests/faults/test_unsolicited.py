@@ -25,7 +25,7 @@ class UnsolicitedTest(FaultTest):
         self.begin_with_frame_as_version("old")
         self.check_run()
 
-    def test_misreads_300_series_if_frame_is_read_as_version(self):
+    def test_frame_read_as_version_corrupts_300_series_records(self):
         # The program assumes the older layout and misreads all records until it reconnects.
         self.begin_with_frame_as_version("300")
         self.quillet.press("Synchronize")

@@ -64,7 +64,7 @@ TEST_F(GnomeLayoutTest, ActiveLayoutIsUnknownIfSetPerWindow) {
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = {}}));
 }
 
-TEST_F(GnomeLayoutTest, ActiveLayoutIsUnknownWithInputMethods) {
+TEST_F(GnomeLayoutTest, ActiveLayoutIsUnknownIfAnInputMethodIsConfigured) {
   Set("sources", "[('xkb', 'us'), ('ibus', 'libpinyin')]");
   EXPECT_EQ(layout_.Read(), (UserLayouts{.count = 2, .active = {}}));
 }

@@ -83,7 +83,7 @@ TEST(KeymapSearchTest, FindsDeadKeysInTheCurrentGroup) {
   EXPECT_EQ(search.FindDead('a', {1, 0}), nullptr);
 }
 
-TEST(KeymapSearchTest, SkipsKeysThatChangeLocks) {
+TEST(KeymapSearchTest, SkipsKeysThatChangeALockState) {
   XkbLayout layout("us", "", "shift:both_capslock,grp:shifts_toggle,shift:breaks_caps");
   for (const std::uint32_t locked : {std::uint32_t{0}, kLock}) {
     for (char character = ' '; character <= '~'; ++character) {
@@ -100,7 +100,7 @@ TEST(KeymapSearchTest, SkipsKeysThatChangeLocks) {
 
 // de(neo) puts Tab on the Num Lock key. If de(neo) is the second layout, the key remains a
 // modifier.
-TEST(KeymapSearchTest, UsesNoModifierKeyThatTypesACharacter) {
+TEST(KeymapSearchTest, DoesNotUseModifierKeysThatTypeCharacters) {
   XkbLayout two("us,de", ",neo");
   const KeyboardState state{1, 0};
   EXPECT_TRUE(two.Search().IsModifier(kShiftKey, state));
@@ -115,7 +115,7 @@ TEST(KeymapSearchTest, FindsTheKeyOfAShortcutInAnyGroup) {
   EXPECT_EQ(XkbLayout("us", "dvorak").Search().FindPlain(XKB_KEY_v, {}), (KeyChord{{}, 60, 0}));
 }
 
-TEST(KeymapSearchTest, UsesNoKeyCodeAboveTheMaximum) {
+TEST(KeymapSearchTest, IgnoresKeyCodesAboveTheMaximum) {
   xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
   const xkb_rule_names names{"evdev", "pc105", "fr", "", ""};
   xkb_keymap* const keymap =

@@ -46,7 +46,7 @@ void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNon
   keys.Post(events);
 }
 
-constexpr char kTypesThroughPortal[] = "Types through the desktop portal";
+constexpr char kTypesThroughPortal[] = "Typing through the desktop portal";
 
 struct PortalKeyEventsTest : testing::Test {
   /// Creates `keys`, as the program does when it starts, on a desktop with these XKB layouts.
@@ -87,7 +87,7 @@ TEST_F(PortalKeyEventsTest, TypesAfterPermissionIsGranted) {
   EXPECT_TRUE(portal.keysyms().ends_with("+ffe3 +76 -76 -ffe3 "));
 }
 
-TEST_F(PortalKeyEventsTest, KeepsThePermissionInAPrivateFile) {
+TEST_F(PortalKeyEventsTest, StoresThePermissionTokenInAPrivateFile) {
   portal.Start();
   for (const char* expected : {"", "token 1", "token 2"}) {
     Begin();
@@ -184,7 +184,7 @@ TEST_F(PortalKeyEventsTest, ReportsRevokedPermission) {
   EXPECT_TRUE(log.Has(std::string("Cannot type on this desktop: ") + kRevoked));
 }
 
-TEST_F(PortalKeyEventsTest, StopsTypingARecordAtTheFirstRefusedKey) {
+TEST_F(PortalKeyEventsTest, StopsTypingARecordAtTheFirstRejectedKey) {
   portal.refusedKeysym = 'b';
   portal.Start();
   Begin();
@@ -262,7 +262,7 @@ TEST_F(PortalKeyEventsTest, RefusesCharactersMissingFromTheLayout) {
   EXPECT_EQ(keys->Untypable("1ab1a\n"), "ab");
 }
 
-TEST_F(PortalKeyEventsTest, OnPlasmaTypesOnlyKeysSharedByAllLayouts) {
+TEST_F(PortalKeyEventsTest, TypesOnlyKeysSharedByAllLayoutsOnPlasma) {
   test::FakePlasmaLayouts plasma;
   plasma.active = 1;
   portal.Start();
@@ -374,7 +374,7 @@ TEST_F(WaylandSessionKeysTest, PrefersThePortalOnlyOnDesktopsKnownToSupportIt) {
   portal.Start();
   Choose(true, kTypesThroughPortal);
   EXPECT_EQ(portal.questions(), 1);
-  Choose(false, "Types through the compositor's virtual keyboard");
+  Choose(false, "Typing through the compositor's virtual keyboard");
   EXPECT_EQ(portal.questions(), 1);
 }
 
@@ -386,10 +386,10 @@ TEST_F(WaylandSessionKeysTest, UsesThePortalIfVirtualKeyboardsAreUnsupported) {
 
 TEST_F(WaylandSessionKeysTest, UsesUinputIfNothingElseIsAvailable) {
   compositor.emplace(false);
-  Choose(false, "Types through /dev/uinput");
+  Choose(false, "Typing through /dev/uinput");
 }
 
-TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastMethodTried) {
+TEST_F(WaylandSessionKeysTest, ReportsTheProblemWithTheLastMethodTried) {
   compositor.emplace(false);
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   Type(session, "a");  // before Prepare
@@ -397,7 +397,7 @@ TEST_F(WaylandSessionKeysTest, ReportsTheProblemOfTheLastMethodTried) {
   ASSERT_TRUE(WaitFor([&] { return log.Has("This desktop has no remote desktop portal"); }));
   EXPECT_EQ(session.Problem(), kNotYet);
   EXPECT_EQ(session.Untypable("a"), "");
-  EXPECT_TRUE(log.Has("Types through /dev/uinput"));
+  EXPECT_TRUE(log.Has("Typing through /dev/uinput"));
   EXPECT_EQ(session.Problem(), kNotYet);
 }
 

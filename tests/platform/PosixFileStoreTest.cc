@@ -177,7 +177,7 @@ TEST_F(PosixFileStoreTest, DoesNotReadPipesDevicesOrBrokenLinks) {
   }
 }
 
-TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatNoOtherUserCanWrite) {
+TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatOtherUsersCannotWriteTo) {
   constexpr uid_t kUser = 1;
   constexpr uid_t kOther = 2;
   const struct {
@@ -236,7 +236,7 @@ TEST_F(PosixFileStoreTest, TrustsAGroupThatContainsOnlyThisUser) {
 }
 
 #ifdef __linux__
-TEST_F(PosixFileStoreTest, RecognizesTheUsersGroupByItsMembers) {
+TEST_F(PosixFileStoreTest, RecognizesTheUserPrivateGroupByItsMembers) {
   constexpr uid_t kUser = 1;
   constexpr uid_t kNameless = 123456;
   constexpr int kNotPossible = 2;
@@ -324,7 +324,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedRefusesLinksAndSpecialFiles) {
   }
 }
 
-TEST_F(PosixFileStoreTest, RefusesLinksOfOtherUsersInStickyFolders) {
+TEST_F(PosixFileStoreTest, RefusesLinksOwnedByOthersInStickyFolders) {
   fs::create_directories(folder_ / "open/real");
   folder_.Put("open/real/file", "contents");
   fs::create_symlink("real", folder_ / "open/folder");
@@ -383,7 +383,7 @@ TEST_F(PosixFileStoreTest, ReplaceCheckedRefusesLinksAndSpecialFiles) {
   EXPECT_EQ(store_.ReplaceChecked(folder_ / "another", "new").error, 0);
 }
 
-TEST_F(PosixFileStoreTest, UpdateKeepsFilesThatCannotBeRead) {
+TEST_F(PosixFileStoreTest, UpdateLeavesUnreadableFilesUnchanged) {
   fs::create_directory(folder_ / "folder");
   mkfifo((folder_ / "fifo").c_str(), 0666);
   Put("secret", "contents", 0);
@@ -398,7 +398,7 @@ TEST_F(PosixFileStoreTest, UpdateKeepsFilesThatCannotBeRead) {
   EXPECT_EQ(store_.Read(folder_ / "secret", kAll), "contents");
 }
 
-TEST_F(PosixFileStoreTest, UpdateReplacesTheUsersOwnLink) {
+TEST_F(PosixFileStoreTest, UpdateReplacesALinkOwnedByTheUser) {
   Put("target", "old", 0600);
   fs::create_symlink("target", folder_ / "link");
   fs::create_symlink("nowhere", folder_ / "dangling");
@@ -501,7 +501,7 @@ TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfTheFileOrItsFolder) {
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
-TEST_F(PosixFileStoreTest, ReturnsTheOtherUserWhoOwnsTheLinkOrFolder) {
+TEST_F(PosixFileStoreTest, ReturnsAnotherUserIfTheyOwnTheLinkOrFolder) {
   constexpr uid_t kOther = 1;
   constexpr uid_t kTarget = 2;
   fs::create_directory(folder_ / "theirs");
@@ -690,7 +690,7 @@ TEST_F(PosixFileStoreTest, UpdateNeverMakesAPrivateFilePublic) {
   EXPECT_EQ(failure, 0);
 }
 
-TEST_F(PosixFileStoreTest, RemovesUnfinishedFilesOfThisUserOnly) {
+TEST_F(PosixFileStoreTest, RemovesOnlyUnfinishedFilesOwnedByTheUser) {
   const Names unfinished = {".a.quillet-abcdefghijkl", ".n.quillet-x.quillet-234567mnopqr"};
   for (const std::string& name : unfinished) Put(name, "", name.starts_with(".a") ? 0444 : 0600);
   const Names others = {".a.quillet-abcdefghijk", ".a.quillet-abcdefghijk1",
@@ -747,7 +747,7 @@ TEST_F(PosixFileStoreTest, ReplacePrivateMakesAPublicFilePrivate) {
   EXPECT_EQ(store_.ReplacePrivate(folder_ / "missing/file", "").error, ENOENT);
 }
 
-TEST_F(PosixFileStoreTest, ReplacePrivateReplacesALink) {
+TEST_F(PosixFileStoreTest, ReplacePrivateReplacesALinkNotItsTarget) {
   const std::string target = Put("target", "old", 0666);
   fs::create_symlink("target", folder_ / "link");
   EXPECT_TRUE(store_.ReplacePrivate(folder_ / "link", "private"));

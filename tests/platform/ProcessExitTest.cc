@@ -14,7 +14,7 @@
 namespace quillet::platform::posix {
 namespace {
 
-TEST(ProcessExit, OpensClosedStandardDescriptorsOnTheNullDevice) {
+TEST(ProcessExit, ConnectsClosedStandardStreamsToTheNullDevice) {
   constexpr int kNone = 10;  // status if no descriptor is the null device; see CheckDescriptors
   const auto run = [](const std::set<int>& closed) {
     return test::RunProgram({PLATFORM_HELPER, "descriptors"}, closed).status;

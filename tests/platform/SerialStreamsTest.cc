@@ -99,7 +99,7 @@ TEST(ComesBefore, ComparesNumbersByValue) {
                                              "ttyS0", "ttyUSB1", "ttyUSB9", "ttyUSB10"}));
 }
 
-TEST(ComesBefore, IsAStrictOrder) {
+TEST(ComesBefore, IsAStrictTotalOrder) {
   const std::string large = "a9999999999999999999";
   const std::vector<std::string> names{"",    "a",    "a0",        "a00",      "a1", "a01",
                                        "a1b", "a1b2", "a2",        "a10",      "0",  "00",

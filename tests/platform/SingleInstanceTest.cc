@@ -38,7 +38,7 @@ class SingleInstanceTest : public testing::Test {
   std::vector<std::string> requests_;
 };
 
-TEST_F(SingleInstanceTest, ReceivesTheRequestsOfLaterInstances) {
+TEST_F(SingleInstanceTest, ReceivesRequestsFromLaterInstances) {
   ASSERT_TRUE(first_.Begin("unused"));
   first_.Listen(loop_, [&](const std::string& request) { requests_.push_back(request); });
   for (const char* request : {"token", ""}) {
@@ -57,7 +57,7 @@ TEST_F(SingleInstanceTest, KeepsRequestsWhileBusy) {
   EXPECT_EQ(requests_, std::vector<std::string>{"token"});
 }
 
-TEST_F(SingleInstanceTest, SecondInstanceRunsIfTheFirstEnds) {
+TEST_F(SingleInstanceTest, SecondInstanceStartsWhenTheFirstExits) {
   ASSERT_TRUE(first_.Begin({}));
   first_.Listen(loop_, [&](const std::string&) {});
   std::future<bool> other = StartAnother();

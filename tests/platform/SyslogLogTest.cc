@@ -108,7 +108,7 @@ TEST(SyslogLog, CountsLinesLostWhileTheLogStalls) {
   const std::size_t kept = messages.size() - 2;
   EXPECT_LT(kept, kLines);
   EXPECT_GE(kept, kRoom);
-  EXPECT_EQ(messages[kept], std::to_string(kLines - kept) + " lines were dropped");
+  EXPECT_EQ(messages[kept], "Log lines dropped: " + std::to_string(kLines - kept));
   EXPECT_EQ(messages[kept + 1], "the first line after the stall");
 }
 
@@ -172,7 +172,7 @@ TEST(SyslogLog, WritesToDevLogUnderTheProgramName) {
   EXPECT_EQ(result.status, 0) << result.errors;
 }
 
-TEST(SyslogLog, DropsLinesAtOnceIfNoLogDaemonIsRunning) {
+TEST(SyslogLog, DropsLinesImmediatelyIfNoLogDaemonIsRunning) {
   if (!test::OwnNamespaceWorks()) GTEST_SKIP() << "/dev/log cannot be removed here";
   const auto start = std::chrono::steady_clock::now();
   const test::ProgramResult result =

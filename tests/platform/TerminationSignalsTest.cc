@@ -41,7 +41,7 @@ TEST(TerminationSignals, StayIgnoredIfIgnoredAtStartup) {
             0);
 }
 
-TEST(TerminationSignals, EndAHangingProcessWithinTwoSeconds) {
+TEST(TerminationSignals, EndAHungProcessWithinTwoSeconds) {
   using namespace std::chrono;
   const auto start = steady_clock::now();
   EXPECT_EQ(Child([] {

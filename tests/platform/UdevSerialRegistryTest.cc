@@ -190,7 +190,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesOfConvertersAndUarts) {
   ExpectNotified(2, 2);
 }
 
-TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfOtherDevices) {
+TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfNonSerialDevices) {
   Listen();
   const std::string console = system_.AddVirtualTerminal("tty1");
   const std::string placeholder = system_.AddUart("ttyS1", 0);
@@ -217,7 +217,7 @@ TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfAnAlreadyRemovedDevice) {
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, NotifiesOfFortyDevicesIndividually) {
+TEST_F(UdevSerialRegistryTest, NotifiesSeparatelyAboutEachOfFortyDevices) {
   Listen();
   std::vector<std::string> terminals;
   for (int i = 0; i < 40; ++i) {
@@ -234,7 +234,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesOfFortyDevicesIndividually) {
   EXPECT_EQ(Read(), Devices{});
 }
 
-TEST_F(UdevSerialRegistryTest, HandlesOneEventPerLoopPass) {
+TEST_F(UdevSerialRegistryTest, HandlesOneEventPerLoopIteration) {
   Listen();
   system_.AddUsbModem("3-1:1.0", "ttyACM0");
   system_.AddUsbModem("3-2:1.0", "ttyACM1");

@@ -182,7 +182,7 @@ TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnceAndTypesWhenGranted) {
   EXPECT_EQ(Written(), "30+. 30-. ");
 }
 
-TEST_F(UinputKeyEventsTest, LogsOtherErrorsWithoutNamingTheUdevRule) {
+TEST_F(UinputKeyEventsTest, DoesNotNameTheUdevRuleIfUinputIsMissing) {
   error_ = ENOENT;
   Press(kVirtualA);
   ExpectFailure("No such file or directory");
@@ -257,7 +257,7 @@ TEST_F(UinputLayoutTest, RefusesKeysThatDifferBetweenLayouts) {
   EXPECT_EQ(Type('a'), "30+. 30-. ");
 }
 
-TEST_F(UinputLayoutTest, PastesWithTheSameKeysInAllLayouts) {
+TEST_F(UinputLayoutTest, ChoosesAPasteShortcutThatWorksInAllLayouts) {
   const auto pastedWith = [&](const char* layouts) {
     const test::Compositor compositor(false, layouts);
     SessionLayout fresh;

@@ -142,7 +142,7 @@ TEST_F(WaylandKeyEventsTest, DropsTheRestOfAnInterruptedRecord) {
   EXPECT_EQ(keys.Problem(), "");
 }
 
-TEST_F(WaylandKeyEventsTest, LosesNoKeyIfTheCompositorIsSlow) {
+TEST_F(WaylandKeyEventsTest, DoesNotLoseKeysIfTheCompositorIsSlow) {
   Compositor compositor;
   WaylandKeyEvents impatient(log, clock, sent, 50ms);
   const auto type = [&](char character) {
@@ -161,12 +161,12 @@ TEST_F(WaylandKeyEventsTest, LosesNoKeyIfTheCompositorIsSlow) {
   EXPECT_TRUE(compositor.text().ends_with("c"));
 }
 
-TEST_F(WaylandKeyEventsTest, ReportsAMissingCompositorOrKeyboard) {
+TEST_F(WaylandKeyEventsTest, ReportsAMissingCompositorOrVirtualKeyboard) {
   {
     const Compositor compositor(false);
     EXPECT_FALSE(keys.IsOffered());
     Type("a");
-    EXPECT_EQ(keys.Problem(), "the Wayland compositor offers no virtual keyboard");
+    EXPECT_EQ(keys.Problem(), "the Wayland compositor does not support virtual keyboards");
   }
   Type("a");
   EXPECT_EQ(keys.Problem(), "the Wayland compositor cannot be reached");

@@ -137,7 +137,7 @@ TEST_F(X11KeyEventsTest, TypesWhileModifiersAreHeld) {
   }
 }
 
-TEST_F(X11KeyEventsTest, KeepsHeldShiftPressed) {
+TEST_F(X11KeyEventsTest, LeavesAHeldShiftKeyPressed) {
   Hold("Shift_L", true);
   Type("abc");
   EXPECT_EQ(typed_.WaitFor("abc"), "abc");
@@ -216,7 +216,7 @@ TEST_F(X11KeyEventsTest, TypesEvenIfTheXtestKeyboardHasAnotherLayout) {
   ExpectTypes(EveryCharacter());
 }
 
-TEST_F(X11KeyEventsTest, PastesWithTheKeyOfTheCurrentLayout) {
+TEST_F(X11KeyEventsTest, UsesTheCurrentLayoutForThePasteShortcut) {
   const KeyEvent paste[] = {{9, true, KeyFlag::kCommand, 'v'}, {9, false, KeyFlag::kNone, 'v'}};
   struct Case {
     const char* layout;
@@ -297,7 +297,7 @@ TEST_F(X11KeyEventsTest, TypesWhileStickyKeysAreOn) {
   ExpectTypes(EveryCharacter());
 }
 
-TEST_F(X11KeyEventsTest, EndRestoresTheKeymapEvenDuringARecord) {
+TEST_F(X11KeyEventsTest, EndRestoresTheKeymapInTheMiddleOfARecord) {
   Use("ru");
   const std::string before = Keyboard();
   std::string text;
@@ -475,7 +475,7 @@ TEST_F(X11KeyEventsTest, DoesNotReassignAKeyCodeThatTheUsersKeyboardUses) {
   EXPECT_TRUE(OutputOf(keymap) == before);
 }
 
-TEST_F(X11KeyEventsTest, RecoveryReleasesShiftIfKilledBetweenRecords) {
+TEST_F(X11KeyEventsTest, RecoveryReleasesShiftAfterAKillBetweenRecords) {
   constexpr std::uint8_t kLeftShift = 50;
   Device user("Xvfb keyboard");
   Device tester("Virtual core XTEST keyboard");
@@ -497,7 +497,7 @@ TEST_F(X11KeyEventsTest, RecoveryReleasesShiftIfKilledBetweenRecords) {
   EXPECT_EQ(typed_.KeysDown(), 0);
 }
 
-TEST_F(X11KeyEventsTest, RecoveryKeepsLocksThatTheUserHasChanged) {
+TEST_F(X11KeyEventsTest, RecoveryKeepsLockStatesThatTheUserHasChanged) {
   constexpr int kCapsLock = 2;
   Use("us,ru");
   typed_.LockGroup(1);

@@ -55,7 +55,7 @@ TEST(X11KeySequenceTest, ReleasesHeldKeysAndRestoresOnlyModifiers) {
   EXPECT_EQ(sequence.PressedAgain(), (std::vector<std::uint8_t>{kLeftShift}));
 }
 
-TEST(X11KeySequenceTest, ClearsAndRestoresLockedControl) {
+TEST(X11KeySequenceTest, ClearsAndRestoresALockedControlModifier) {
   XkbLayout american("us");
   X11KeyboardState state;
   state.locks.lockedModifiers = kControl;

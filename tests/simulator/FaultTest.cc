@@ -46,7 +46,7 @@ TEST(FaultScript, ReadsEveryTrigger) {
   EXPECT_EQ(ParseFault("at 700ms unplug").after, milliseconds(700));
 }
 
-TEST(FaultScript, ReadsBytesAndTimes) {
+TEST(FaultScript, ParsesBytesAndDurations) {
   EXPECT_EQ(ParseFault("on N answer 00 00 21 00 40").bytes, (Bytes{0, 0, 0x21, 0, 0x40}));
   EXPECT_EQ(ParseFault("on N answer 0000FF \"a b\\x07\" 40").bytes,
             (Bytes{0, 0, 0xFF, 'a', ' ', 'b', 7, 0x40}));
@@ -96,7 +96,7 @@ TEST(FaultScript, ReportsErrorsWithLineAndReason) {
   }
 }
 
-TEST(FaultScript, ReadsEveryExampleInTheHelp) {
+TEST(FaultScript, ParsesEveryExampleInTheHelpText) {
   EXPECT_THAT(ParseFaults(kFaultHelp.substr(kFaultHelp.find("Examples:\n") + 10)), SizeIs(11));
 }
 

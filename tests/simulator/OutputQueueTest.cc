@@ -57,7 +57,7 @@ TEST_F(OutputQueueTest, ReleasesBytesAtLineSpeed) {
   EXPECT_EQ(Take(microseconds(6000)), "f");
 }
 
-TEST_F(OutputQueueTest, KeepsLineSpeedOverALongBurst) {
+TEST_F(OutputQueueTest, MaintainsLineSpeedDuringALongBurst) {
   constexpr std::size_t kSize = 400'000;
   OutputQueue queue(115'200);
   queue.Append(Bytes(kSize), kQueueStart);
@@ -106,7 +106,7 @@ TEST_F(OutputQueueTest, InsertsBytesIntoOrBeforeAPendingAnswer) {
   EXPECT_EQ(Take(instant_, seconds(5)), "late");
 }
 
-TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterHoldUntilExpires) {
+TEST_F(OutputQueueTest, ResumesAtLineSpeedWhenTheHoldExpires) {
   Append("abcd");
   EXPECT_EQ(Take(milliseconds(2)), "ab");
   queue_.HoldUntil(kQueueStart + milliseconds(50));

@@ -212,7 +212,7 @@ TEST(TavoSimulatorProgram, HelpExplainsEveryOption) {
   }
 }
 
-TEST(TavoSimulatorProgram, ExitsWith2OnInvalidArguments) {
+TEST(TavoSimulatorProgram, ExitsWithStatus2OnInvalidArguments) {
   const std::vector<Arguments> wrong = {
       {"--model", "400"},  {"--model"},
       {"--frobnicate"},    {"loose"},

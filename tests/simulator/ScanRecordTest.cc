@@ -17,7 +17,7 @@ TEST(CalendarTime, PacksYearMonthDayAndPmFlag) {
   EXPECT_EQ(PackDate({2063, 12, 31, 23, 59, 59}), 63 << 10 | 12 << 6 | 31 << 1 | 1);
 }
 
-TEST(CalendarTime, PacksTimesOnATwelveHourClock) {
+TEST(CalendarTime, PacksTimesInTwelveHourFormat) {
   EXPECT_EQ(PackTime({2012, 5, 3, 16, 4, 9}), 0x4109);
   for (const auto& [hour, packed] : {std::pair(0, 0), {11, 11}, {12, 0}, {23, 11}}) {
     EXPECT_EQ(PackTime({2000, 1, 1, hour, 0, 0}) >> 12, packed) << hour;
@@ -56,7 +56,7 @@ TEST(CalendarTime, ParsesOnlyOneTextFormat) {
   }
 }
 
-TEST(ScanRecord, HasTheLayoutOfTheModel) {
+TEST(ScanRecord, EncodingDependsOnTheScannerModel) {
   // A one-byte length does not include itself. A two-byte length does.
   EXPECT_EQ(Encode(MakeRecord(6, "ABCD", kTime), Model::kOlder),
             (Bytes{0x09, 0x06, 'A', 'B', 'C', 'D', 0x31, 0x47, 0x41, 0x09}));

@@ -38,7 +38,7 @@ class SimulatorFaultTest : public ScannerTest {
   }
 };
 
-TEST_F(SimulatorFaultTest, ExecutesSilencedButNotIgnoredCommands) {
+TEST_F(SimulatorFaultTest, ExecutesSilencedCommandsButNotIgnoredOnes) {
   AttachWith("on E 1 ignore\non E 2 silence");
   port->Send("E");
   ASSERT_TRUE(scanner->WaitForCommand("E"));
@@ -75,13 +75,13 @@ TEST_F(SimulatorFaultTest, SendsAnAnswerInChunks) {
               ElementsAre(ToBytes("0.00"), ToBytes(".410"), ToBytes("00@")));
 }
 
-TEST_F(SimulatorFaultTest, InsertsOrLosesBytesInAnAnswer) {
+TEST_F(SimulatorFaultTest, InsertsOrDropsBytesInAnAnswer) {
   AttachWith("after-sent 4 send \"??\"\nafter-sent 17 lose 3");
   EXPECT_EQ(port->Ask("M", 13), ToBytes("1234??567890@"));
   EXPECT_EQ(port->Ask("M", 8), ToBytes("1234890@"));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAfterTheExactNumberOfSentBytes) {
+TEST_F(SimulatorFaultTest, UnplugsAfterExactlyTheGivenNumberOfSentBytes) {
   for (const std::size_t count : {1U, 2U, 50U, 300U}) {
     AttachWith("after-sent " + std::to_string(count) + " unplug");
     port->Send("P");
@@ -106,7 +106,7 @@ TEST_F(SimulatorFaultTest, UnplugsEvenIfSentBytesAreNeverRead) {
   EXPECT_TRUE(WaitForUnplug());
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAfterTheExactNumberOfReceivedBytes) {
+TEST_F(SimulatorFaultTest, UnplugsAfterExactlyTheGivenNumberOfBytes) {
   AttachWith("after-received 2 unplug");
   port->Send("WMV");
   ASSERT_TRUE(WaitForUnplug());
@@ -116,7 +116,7 @@ TEST_F(SimulatorFaultTest, UnplugsAfterTheExactNumberOfReceivedBytes) {
   EXPECT_TRUE((port->ReceiveUntilHangUp(), port->HungUp()));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAtEveryByteOfASession) {
+TEST_F(SimulatorFaultTest, UnplugsAfterAnyByteOfASession) {
   // Each cut loses at least the last of the 18 bytes W @ M 1234567890@ GS1 @.
   for (std::size_t cut = 1; cut <= 17; ++cut) {
     AttachWith("after-bytes " + std::to_string(cut) + " unplug");

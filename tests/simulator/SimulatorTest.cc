@@ -43,7 +43,7 @@ class SimulatorTest : public ScannerTest {
   }
 };
 
-TEST_F(SimulatorTest, AnswersAndReportsAWholeSession) {
+TEST_F(SimulatorTest, AnswersAndReportsAllCommandsOfASession) {
   options.device.records = StockTaking(130, Model::kOlder);
   Attach();
   for (const std::string command :
@@ -74,7 +74,7 @@ TEST_F(SimulatorTest, SendsEveryByteUnchangedOnARawLine) {
   }
 }
 
-TEST_F(SimulatorTest, EchoesOnACookedLine) {
+TEST_F(SimulatorTest, EchoesInputInCookedMode) {
   options.terminalMode = TerminalMode::kCooked;
   Attach();
   termios settings = {};
@@ -96,7 +96,7 @@ TEST_F(SimulatorTest, AnswersAfterThePortIsReopened) {
   EXPECT_EQ(scanner->CountOf("W"), 20U);
 }
 
-TEST_F(SimulatorTest, LosesBytesSentToAClosedPort) {
+TEST_F(SimulatorTest, CountsBytesSentToAClosedPortAsLost) {
   Attach();
   ClosePort();
   scanner->Scan(MakeRecord(6, "A", kScanTime));
@@ -124,7 +124,7 @@ TEST_F(SimulatorTest, ReportsACommandCutOffByClosingThePort) {
   EXPECT_THAT(scanner->Report().notes, ElementsAre(testing::HasSubstr("47 53")));
 }
 
-TEST_F(SimulatorTest, SendsALiveScanWithTheScannerTime) {
+TEST_F(SimulatorTest, TimestampsALiveScanWithTheScannerClock) {
   options.device.clock = kScanTime;
   Attach();
   ASSERT_TRUE(scanner->WaitForPort(true));

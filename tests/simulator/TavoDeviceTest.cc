@@ -51,7 +51,7 @@ class TavoDeviceTest : public testing::Test {
   std::optional<TavoDevice> device_;
 };
 
-TEST_F(TavoDeviceTest, AnswersPlainCommandsWithATerminator) {
+TEST_F(TavoDeviceTest, AnswersSimpleCommandsWithOnlyATerminator) {
   for (const char terminator : {'@', '!'}) {
     settings_.terminator = terminator;
     Create();
@@ -77,7 +77,7 @@ TEST_F(TavoDeviceTest, AnswersIdentityCommandsWithText) {
   }
 }
 
-TEST_F(TavoDeviceTest, SendsRecordsInTheLayoutOfTheModel) {
+TEST_F(TavoDeviceTest, SendsRecordsInTheLayoutOfItsModel) {
   CreateWith({MakeRecord(6, "A", kMoment), MakeRecord(4, "BC", kMoment)});
   EXPECT_EQ(Exchange("p1#"),
             (Bytes{0x03, 0x00, 0x00, 0x0B, 0x07, 0x04, 'B', 'C', 0x31, 0x47, 0x41, 0x09}));
@@ -114,7 +114,7 @@ TEST_F(TavoDeviceTest, ErasesAllRecords) {
   EXPECT_EQ(Report().eraseCount, 1U);
 }
 
-TEST_F(TavoDeviceTest, AdvancesTheClockFromTheSetTime) {
+TEST_F(TavoDeviceTest, AdvancesTheClockAfterItIsSet) {
   Create();
   EXPECT_EQ(Report().clockSetTo, std::nullopt);
   now_ += seconds(5);
@@ -150,7 +150,7 @@ TEST_F(TavoDeviceTest, RejectsRecordsTooLongForTheModel) {
   EXPECT_THAT(device_->Records(), IsEmpty());
 }
 
-TEST_F(TavoDeviceTest, EndsAnOversizedDownloadAfterAWholeRecord) {
+TEST_F(TavoDeviceTest, TruncatesOversizedDownloadsAtARecordBoundary) {
   const ScanRecord longest{1, Bytes(65528), kMoment};
   CreateWith(std::vector<ScanRecord>(300, longest), Model::kSeries300);
   const Bytes answer = Exchange("P");

@@ -40,7 +40,7 @@ TEST(Transcript, FormatsTimeDirectionBytesAndText) {
             "0.000000 # port opened");
 }
 
-TEST(Transcript, WritesAFileWithoutKeepingEntries) {
+TEST(Transcript, WritesAFileWithoutKeepingEntriesInMemory) {
   const test::TemporaryFolder folder;
   const std::string file = folder / "transcript";
   Transcript transcript(false, file);

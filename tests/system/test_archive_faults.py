@@ -125,7 +125,7 @@ class SignalTest(ArchiveFaultsTest):
                                              + messages.trying())
         self.check_each_signal(prepare)
 
-    def test_signal_ends_a_hanging_program(self):
+    def test_signal_ends_a_hung_program(self):
         Settings().save()
         self.plugged_in_scanner()
         self.start(environment=self.preload(BLOCKED_SYNC="/.QuilletRegistry.txt.quillet-"))
@@ -163,7 +163,7 @@ class SignalTest(ArchiveFaultsTest):
 
 class TemporaryFilesTest(ArchiveFaultsTest):
 
-    def test_removes_unfinished_files_at_start(self):
+    def test_removes_unfinished_files_at_startup(self):
         Settings(filename=f"{SHARED}/Lists/out.txt").save()
         os.mkdir(f"{SHARED}/Lists")
         unfinished = [f"{FOLDER}/.QuilletRegistry.txt.quillet-abcdefghijkl",
@@ -258,7 +258,7 @@ class SettingsAsOutputTest(ArchiveFaultsTest):
             self.wait_for_path(path)
             self.wait_for_no_message()
 
-    def test_does_not_warn_if_records_are_added_to_the_file(self):
+    def test_does_not_warn_if_records_will_be_appended(self):
         self.plugged_in_scanner()
         self.open_window(append_data=1)
         put(f"{FOLDER}/list.txt")
@@ -296,7 +296,7 @@ class SettingsAsOutputTest(ArchiveFaultsTest):
 
 class RefusedModesTest(ArchiveFaultsTest):
 
-    def test_replaces_files_if_modes_cannot_be_set(self):
+    def test_replaces_files_if_file_modes_cannot_be_set(self):
         records = some_records(3)
         Settings(filename=OUTPUT).save()
         for error in (errno.EPERM, errno.ENOTSUP, errno.EINVAL, errno.ENOSYS):

@@ -49,7 +49,7 @@ class BurstTest(SystemTest):
                          "Code 128,ABCD,[2012/05/03:16:04:09],005771\r\n"
                          "Code 35,4711,[2026/01/31:00:00:59],005771\r\n")
 
-    def test_writes_all_symbologies_of_300_series(self):
+    def test_writes_all_symbologies_of_300_series_scanners(self):
         records = [Record(code, b"%d" % code * (code * 20 + 1), _TIME) for code in range(64)]
         Settings(filename=OUTPUT).save()
         self.plugged_in_scanner(records, model="300", serial="3001234567",

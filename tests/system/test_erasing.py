@@ -96,7 +96,7 @@ class ErasingTest(SystemTest):
         self.quillet.wait_for_message(r"The transfer was cut off after \d records?\. .*", "Show")
         self.assertEqual(3, scanner.record_count())
 
-    def test_reports_once_that_a_run_was_killed(self):
+    def test_reports_an_interrupted_run_once(self):
         scanner = self.begin(some_records(40), destination=1, burst_sync=0)
         self.quillet.press("Synchronize")
         wait_until(lambda: "p14#" in scanner.commands(), "half of the records")

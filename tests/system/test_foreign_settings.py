@@ -16,8 +16,8 @@ _PRIVATE = "/tmp/private.txt"
 _TOOL = f"{SHARED}/tool"
 _STARTED = "/tmp/started"  # _TOOL creates this file
 _ERASE_BOX = "Erase the scanner after synchronizing"
-_MESSAGE = (f"Some settings from {other_user.NAME} are not in use yet. Press Review to see what "
-            "they do.")
+_MESSAGE = (f"Some settings from {other_user.NAME} have not been applied yet. Press Review to see "
+            "what they do.")
 _REVIEW = "Review…"
 _START_EFFECT = f"Start this application and send it the records: {_TOOL}"
 _REPLACE_EFFECT = f"Replace this file on each synchronization: {_PRIVATE}"

@@ -66,7 +66,7 @@ class OpenedFilesTest(OtherUserTest):
                 self.assertEqual(path, call["opened"])
         self.assertLessEqual(set(expected), found)
 
-    def test_start_save_and_run_do_not_follow_links(self):
+    def test_startup_save_and_run_do_not_follow_links(self):
         other_user.run(f"mkdir -m 0777 {FOLDER}; ln -s /etc/passwd {PATH}")
         self.connect()
         window = SettingsWindow(self.desktop, self.quillet)
@@ -88,7 +88,7 @@ class OpenedFilesTest(OtherUserTest):
         self.check_opened_files(PATH, f"{SHARED}/link")
         self.assertEqual([], os.listdir(f"{SHARED}/real"))
 
-    def test_adding_records_does_not_follow_links(self):
+    def test_appending_does_not_follow_links(self):
         other_user.run(f"mkdir -m 0777 {SHARED}/team; ln -s /etc/passwd {SHARED}/team/out.txt")
         Settings(append_data=1, filename=f"{SHARED}/team/out.txt").save()
         self.connect()

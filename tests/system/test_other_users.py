@@ -98,7 +98,7 @@ class CreatedFilesTest(OtherUsersTest):
     def test_writes_file_if_generated_names_are_taken(self):
         self.check_alternative_name(_PRIVATE)
 
-    def test_writes_file_if_generated_names_are_links(self):
+    def test_writes_file_if_generated_names_are_taken_by_links(self):
         self.check_alternative_name(PATH)
 
 
@@ -126,7 +126,7 @@ class SettingsOfOthersTest(OtherUsersTest):
         self.check_not_saved("the path is not a regular file")
         self.assertTrue(stat.S_ISFIFO(os.stat(PATH).st_mode))
 
-    def test_save_drops_extra_text_in_other_users_settings(self):
+    def test_saving_drops_extra_text_in_another_users_settings(self):
         put("/tmp/settings", (Settings().text()[:700] + "secret\n" * 50)[:1023], 0o644)
         other_user.run(f"mkdir -m 0777 {FOLDER}; cp /tmp/settings {PATH}")
         self.connect()
@@ -149,19 +149,19 @@ class AddedRecordsTest(OtherUsersTest):
                                       r"2 records are in the archive\.", "Save as…")
         self.assertEqual(["out.txt"], os.listdir(_TEAM))
 
-    def test_does_not_add_records_through_other_users_link(self):
+    def test_does_not_append_through_another_users_link(self):
         put(_PRIVATE, "private\r\n")
         other_user.run(f"ln -s {_PRIVATE} {_OUTPUT}")
         self.check_refused("the path contains a symbolic link")
         self.assertEqual("private\r\n", contents(_PRIVATE))
         self.assertEqual(_PRIVATE, os.readlink(_OUTPUT))
 
-    def test_adding_records_keeps_an_unreadable_file(self):
+    def test_appending_does_not_change_an_unreadable_file(self):
         other_user.run(f"umask 077; echo theirs >{_OUTPUT}")
         self.check_refused("permission denied")
         self.assertEqual("theirs", other_user.run(f"cat {_OUTPUT}"))
 
-    def test_adding_records_keeps_the_files_permissions(self):
+    def test_appending_keeps_the_files_permissions(self):
         other_user.run(f"echo theirs >{_OUTPUT}; chmod 0604 {_OUTPUT}")
         self.connect()
         self.synchronize_to(_OUTPUT)
@@ -179,7 +179,7 @@ class AddedRecordsTest(OtherUsersTest):
 
 class ProgramsOfOthersTest(OtherUsersTest):
 
-    def test_ignores_processes_of_other_users(self):
+    def test_ignores_processes_owned_by_other_users(self):
         os.mkdir("/tmp/editor.starts")
         os.chmod("/tmp/editor.starts", 0o1777)
         put("/tmp/editor", "#!/bin/sh\n: >/tmp/editor.starts/$(id -u)\nsleep 600\n", 0o755)

@@ -26,7 +26,7 @@ class RecordByRecordTest(SystemTest):
         records = [*some_records(16), Record(0xFF, b"slot", "2026-11-16 09:15:00")]
         self.check(records, closing=["GS0"])
 
-    def test_requests_records_of_300_series(self):
+    def test_requests_records_of_the_300_series(self):
         self.check(some_records(3), closing=["GS0"], model="300")
 
     def test_erases_the_scanner_twice(self):

@@ -71,7 +71,7 @@ class SingleInstanceTest(SystemTest):
         self.wait_until_active()
         self.quillet.wait_for_view(messages.file_run(3, OUTPUT))
 
-    def test_raises_a_busy_program_once_it_responds(self):
+    def test_raises_the_window_once_a_busy_program_responds(self):
         self.start()
         self.hide_behind_another_window()
         self.quillet.process.send(signal.SIGSTOP)
@@ -85,7 +85,7 @@ class SingleInstanceTest(SystemTest):
         self.start()
         self.start_again()
 
-    def test_runs_an_instance_on_each_display(self):
+    def test_runs_one_instance_per_display(self):
         self.start()
         other = Desktop()
         self.addCleanup(other.stop)

@@ -23,7 +23,7 @@ class StartTest(SystemTest):
         self.assertEqual(["Disconnect", "Synchronize", "Settings", "Clear"], quillet.buttons())
         self.assertEqual(CHAIN, scanner.commands())
 
-    def test_marks_hidden_characters_of_serial_number(self):
+    def test_marks_hidden_characters_in_the_serial_number(self):
         self.plugged_in_scanner(serial="2104\u202e123")
         quillet = self.start()
         quillet.wait_for_view(messages.STARTED + messages.connecting(serial="\u202e123"))

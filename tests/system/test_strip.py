@@ -286,7 +286,7 @@ class RestartTest(StripTest):
         self.quillet.clear()
         self.synchronize(messages.file_run(40, OUTPUT))
 
-    def test_restarts_after_a_run_that_does_not_end(self):
+    def test_restarts_if_a_run_does_not_end(self):
         self.begin(faults=[f"on W {number} ignore" for number in range(1, 6)])
         self.quillet.press("Synchronize")
         self.quillet.wait_for_message("The scanner did not answer. No records arrived. Restart "
@@ -296,7 +296,7 @@ class RestartTest(StripTest):
         self.quillet.clear()
         self.synchronize(messages.file_run(3, OUTPUT))
 
-    def test_automatic_run_keeps_interruption_message(self):
+    def test_automatic_run_keeps_message_about_interrupted_run(self):
         scanner = self.begin(40, burst_sync=0)
         self.synchronize(messages.RUN_STARTED + ".")
         self.quillet.kill()

@@ -22,7 +22,7 @@ class SuspendTest(SystemTest):
         attempts = [line for line in self.log.lines() if "SyncController ConnectThread]" in line]
         self.assertEqual(count, len(attempts), attempts)
 
-    def test_reconnects_an_idle_scanner_once(self):
+    def test_reconnects_an_idle_scanner_once_after_resume(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start_connected()
         self.suspend_and_resume(scanner)
@@ -49,7 +49,7 @@ class SuspendTest(SystemTest):
         wait_until(lambda: scanner.all_commands()[-1] == "P", "the request for the records")
         return scanner
 
-    def test_advises_a_restart_if_the_line_is_dead_during_a_run(self):
+    def test_suggests_restart_if_the_line_is_dead_during_a_run(self):
         self.start_run_without_records().hang_up()
         self.quillet.wait_for_message(_LOST + "No records arrived. Restart Quillet to continue.",
                                       "Restart Quillet")

@@ -18,13 +18,13 @@ class TwoDevicesTest(SystemTest):
         self.quillet.wait_for_ports(["None", "Tavo[009999]"])
         self.quillet.clear()
 
-    def test_connects_second_scanner_if_first_is_silent(self):
+    def test_connects_to_second_scanner_if_first_is_silent(self):
         self.plugged_in_scanner(faults=["on any ignore"])
         self.second_scanner().plug_in()
         self.start()
         self.wait_until_second_is_connected()
 
-    def test_connects_the_selected_port(self):
+    def test_connects_to_the_selected_port(self):
         Settings(filename=OUTPUT).save()
         records = some_records(2)
         first = self.plugged_in_scanner()
@@ -45,7 +45,7 @@ class TwoDevicesTest(SystemTest):
         quillet.clear()
         self.synchronize_to_file(records, serial=_OTHER_SERIAL)
 
-    def test_keeps_selection_among_ports_with_equal_titles(self):
+    def test_keeps_selection_among_ports_with_the_same_title(self):
         terminals = [self.devices.add_converter(f"ttyUSB{number}", f"1-{4 + number}:1.0",
                                                 "Tavo Scanner") for number in range(3)]
         self.scanner(node="ttyUSB0").switch_on()
@@ -68,7 +68,7 @@ class TwoDevicesTest(SystemTest):
         quillet.wait_for_view(messages.disconnected()
                               + messages.connecting(node="ttyUSB2", serial="009999"))
 
-    def test_connects_scanner_plugged_in_during_an_attempt(self):
+    def test_connects_to_scanner_plugged_in_during_an_attempt(self):
         self.scanner(faults=["on any ignore"], node="ttyACM1", place="3-2:1.0").plug_in()
         quillet = self.start()
         # Waits for the log line. On a busy machine, the test might not read the view until after

@@ -29,7 +29,7 @@ class UnplugTest(SystemTest):
         quillet.clear()
         self.synchronize_to_file(records)
 
-    def test_connecting_fails_if_scanner_is_unplugged(self):
+    def test_fails_to_connect_if_unplugged_during_the_attempt(self):
         scanner = self.plugged_in_scanner(faults=["on V 1 unplug"])
         quillet = self.start()
         scanner.wait_until_line_is_closed()

@@ -8,7 +8,7 @@ using test::WaitFor;
 
 using ConnectionManagerTest = test::AppFixture;
 
-TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
+TEST_F(ConnectionManagerTest, IgnoresTheConnectButtonIfThereAreNoPorts) {
   Launch();
   ClearView();
   connect.Press();
@@ -17,7 +17,7 @@ TEST_F(ConnectionManagerTest, IgnoresConnectWithoutAPort) {
   EXPECT_TRUE(log.Has("-[SyncController connectButton:]"));
 }
 
-TEST_F(ConnectionManagerTest, ExplainsAnIgnoredButtonPressForFiveSeconds) {
+TEST_F(ConnectionManagerTest, ShowsTheNoPortMessageForFiveSeconds) {
   Launch();
   connect.Press();
   for (const auto& [wait, text] : {std::pair(5s, "No port was found. Plug in the scanner."),
@@ -183,7 +183,7 @@ TEST_F(ConnectionManagerTest, TriesOnlyTheSelectedPortOnConnect) {
   EXPECT_EQ(controller.portIndex, 1);
 }
 
-TEST_F(ConnectionManagerTest, OpensNothingIfTheSelectedItemIsNotAPort) {
+TEST_F(ConnectionManagerTest, ConnectingFailsIfTheSelectedItemIsNotAPort) {
   registry.Attach("usbmodem1", "/one");
   Launch();
   for (const int entry : {0, 5}) {

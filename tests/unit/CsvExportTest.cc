@@ -47,7 +47,7 @@ TEST_F(CsvExportTest, Reads300SeriesRecords) {
             kMark + (kHead + "\"EAN-13\",\"978\",\"2026-11-16 14:07:09\",\"005771\"\r\n"s));
 }
 
-TEST_F(CsvExportTest, QuotesSeparatorsQuotesAndLineEndings) {
+TEST_F(CsvExportTest, EscapesSeparatorsQuotesAndLineEndings) {
   EXPECT_EQ(Export({"a,b;c", "say \"x\"", "1\r\n2", "1\t2", ""}),
             kMark + (kHead + Row("\"a,b;c\"")) + Row("\"say \"\"x\"\"\"") + Row("\"1\r\n2\"") +
                 Row("\"1\t2\"") + Row("\"\""));
@@ -74,7 +74,7 @@ TEST_F(CsvExportTest, ConvertsLatin1ToUtf8) {
   EXPECT_EQ(Export({"caf\xE9"}), kMark + (kHead + Row("\"caf\xC3\xA9\"")));
 }
 
-TEST_F(CsvExportTest, CountsBarcodesInOrderOfFirstScan) {
+TEST_F(CsvExportTest, ListsBarcodeCountsInOrderOfFirstScan) {
   EXPECT_EQ(Export({"22", "1", "22", "22"}, true),
             std::string(kMark) + "\"Symbology\",\"Barcode\",\"Quantity\"\r\n" +
                 "\"EAN 13\",\"22\",3\r\n\"EAN 13\",\"1\",1\r\n");

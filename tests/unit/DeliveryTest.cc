@@ -118,20 +118,20 @@ TEST_F(DeliveryTest, ReportsATypingProblemBeforeTheFirstRecord) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, ShowsWhyARecordWasLostUntilTheNextOneIsTyped) {
+TEST_F(DeliveryTest, LostRecordMessageStaysUntilTheNextRecordIsTyped) {
   keyEvents.problem = "permission has not been granted yet";
   delivery.Deliver("1\n", false);
   keyEvents.onReadiness("");
   EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission has not been granted yet.");
 }
 
-TEST_F(DeliveryTest, RemovesTheTypingMessageIfNothingIsTyped) {
+TEST_F(DeliveryTest, RemovesTheTypingMessageForOtherDestinations) {
   keyEvents.onReadiness("permission was denied");
   delivery.Prepare(kToFile);
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, PreparesTypingOnlyIfRecordsWillBeTyped) {
+TEST_F(DeliveryTest, PreparesForTypingOnlyIfRecordsWillBeTyped) {
   for (const std::int32_t destination : {kToFile, kToView}) {
     delivery.Prepare(destination);
   }
@@ -142,7 +142,7 @@ TEST_F(DeliveryTest, PreparesTypingOnlyIfRecordsWillBeTyped) {
   EXPECT_EQ(keyEvents.prepared, 2);
 }
 
-TEST_F(DeliveryTest, CallsRecoverAtStartupWithAnyDestination) {
+TEST_F(DeliveryTest, CallsRecoverAtStartupRegardlessOfDestination) {
   ConnectWith({.destination = kToFile});
   EXPECT_EQ(keyEvents.recovered, 1);
   EXPECT_EQ(keyEvents.prepared, 0);
@@ -155,7 +155,7 @@ TEST_F(DeliveryTest, AwaitsReadinessOnlyIfRecordsAreTyped) {
   EXPECT_EQ(keyEvents.awaited, 1);
 }
 
-TEST_F(DeliveryTest, PreparesTypingAtStartup) {
+TEST_F(DeliveryTest, PreparesForTypingAtStartup) {
   ConnectWith({.destination = kToActiveApplication});
   EXPECT_EQ(keyEvents.prepared, 1);
 }
@@ -211,8 +211,8 @@ TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {
   delivery.RunBegan();
   delivery.KeyIgnored();
   EXPECT_EQ(Message(),
-            "Quillet was active, so the records were not delivered. They were not saved "
-            "either. Click the other program, then scan or synchronize again.");
+            "Quillet's window had focus, so the records were not delivered. They were not saved "
+            "either. Click the receiving window, then scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
 }
 
@@ -241,13 +241,13 @@ TEST_F(DeliveryTest, SaysThatEarlierRecordsWereNotTyped) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, SaysThatAnInputMethodIsOn) {
+TEST_F(DeliveryTest, WarnsThatAnInputMethodIsActive) {
   keyEvents.inputMethod = "libpinyin (IBus)";
   delivery.Deliver("1", true);
   EXPECT_EQ(Message(), "") << "An input method does not change pasted text.";
   for (int i = 0; i < 3; ++i) delivery.Deliver("1", false);
   const std::string message =
-      "The input method libpinyin (IBus) is on and may change typed records. Turn it off, or "
+      "The input method libpinyin (IBus) is on and may change what Quillet types. Turn it off, or "
       "turn on \"Paste text instead of typing it\" in the settings.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);
@@ -264,8 +264,8 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
-      "Quillet was active, so the records were not delivered. They are in the "
-      "archive. Click the other program before you scan again.";
+      "Quillet's window had focus, so the records were not delivered. They are in the archive. "
+      "Click the receiving window before you scan.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);
   clock.Advance(2s);
@@ -274,7 +274,7 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   clock.Advance(1ms);
   delivery.Deliver("3", false);
   const std::string lasting =
-      "Not everything was delivered: Quillet was active. The records are in the "
+      "Some records were not delivered because Quillet's window had focus. The records are in the "
       "archive.";
   EXPECT_EQ(Message(), lasting);
   delivery.KeyIgnored();

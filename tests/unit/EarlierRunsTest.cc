@@ -252,7 +252,7 @@ TEST_F(EarlierRunsTest, RefusesToWriteToTheSettingsFile) {
   EXPECT_FALSE(FileContents(folder / "link_2.txt"));
 }
 
-TEST_F(EarlierRunsTest, DeliversToAGeneratedFileAndToTheView) {
+TEST_F(EarlierRunsTest, DeliversToAFileWithAGeneratedNameAndToTheView) {
   RunWith({"one"});
   Choose(0, dataFolder + "/sn_timestamp.txt");
   OpenList();
@@ -283,7 +283,7 @@ TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasFocus) {
   EXPECT_EQ(runs.message(), "2 records delivered.");
 }
 
-TEST_F(EarlierRunsTest, StopsIfNoOtherWindowReceivesFocus) {
+TEST_F(EarlierRunsTest, DeliveryStopsIfNoOtherWindowReceivesFocus) {
   RunWith({"12", "3"});
   Choose(2);
   OpenList();
@@ -331,7 +331,7 @@ TEST_F(EarlierRunsTest, CountsRecordsThatCannotBeTyped) {
       "2 records delivered; 2 could not be typed. Turn on \"Paste text instead of typing it\".");
 }
 
-TEST_F(EarlierRunsTest, StopsIfTheDesktopDoesNotAcceptKeys) {
+TEST_F(EarlierRunsTest, DeliveryStopsIfTheDesktopRejectsKeyEvents) {
   RunWith({"1", "2", "3"});
   Choose(2);
   OpenList();
@@ -345,7 +345,7 @@ TEST_F(EarlierRunsTest, StopsIfTheDesktopDoesNotAcceptKeys) {
             "of 3 records.");
 }
 
-TEST_F(EarlierRunsTest, StopsIfTheClipboardIsNotAvailable) {
+TEST_F(EarlierRunsTest, DeliveryStopsIfTheClipboardIsNotAvailable) {
   RunWith({"1", "2"});
   Choose(2);
   controller.lumet->bNonEnglish = 1;
@@ -455,7 +455,7 @@ TEST_F(EarlierRunsTest, ListsAnInterruptedRunWithAllItsRecords) {
   EXPECT_EQ(runs.preview().text(), "ab005771\n") << "composed with the settings of the run";
 }
 
-TEST_F(EarlierRunsTest, StatusStripShowsARunDespiteAnEarlierSearch) {
+TEST_F(EarlierRunsTest, StripButtonShowsARunThatTheSearchHides) {
   Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "", {"one"});
   test::PutFile(archiveFolder + "/20261101_080000_2104005771.open", "");
   Store("20261102_080000_2104005771", "2026-11-02 08:00:00", "complete 2026-11-02 08:30:00",
@@ -505,7 +505,7 @@ TEST_F(EarlierRunsTest, ArchivesNewScansAfterEarlierOnesAreDeleted) {
   EXPECT_EQ(runs.preview().text(), "second\n");
 }
 
-TEST_F(EarlierRunsTest, DeletingARunPreventsTheEraseOfItsScanner) {
+TEST_F(EarlierRunsTest, DeletingARunPreventsErasingItsScanner) {
   RunWith({"one"});
   OpenList();
   Press(&RunsActions::remove);

@@ -148,7 +148,7 @@ TEST_F(LumetFileTest, DoesNotSaveSettingsThroughALink) {
   EXPECT_EQ(FileContents(path), "settings");
 }
 
-TEST_F(LumetFileTest, DistinguishesEinvalFromANonRegularFile) {
+TEST_F(LumetFileTest, EinvalIsNotReportedAsANonRegularFile) {
   constexpr std::string_view kText = "the path is not a regular file";
   EXPECT_EQ(ReasonText(platform::kNotRegular), kText);
   // FAT and NTFS report EINVAL for names with a colon.

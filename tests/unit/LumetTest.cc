@@ -141,7 +141,7 @@ TEST_F(LumetTest, ExpectBurstCanBeCalledWhileARecordIsDelivered) {
   EXPECT_EQ(lumet.receive().state(), kBurstLength);
 }
 
-TEST_F(LumetTest, DeliversABurstWithoutAPendingCommand) {
+TEST_F(LumetTest, DeliversABurstEvenIfNoCommandIsPending) {
   AwaitBurst();
   lumet.HandleCommandData(nullptr, 0);  // completes the command
   lumet.ExpectBurst();
@@ -186,7 +186,7 @@ struct StateCase {
 
 class LumetStateTest : public LumetTest, public testing::WithParamInterface<StateCase> {};
 
-TEST_P(LumetStateTest, RewindsAnEmptyCommandQueueOnEachByte) {
+TEST_P(LumetStateTest, RewindsAnEmptyCommandQueueOnEachReceivedByte) {
   if (GetParam().burst) lumet.ExpectBurst();
   Receive(GetParam().bytes);
   ASSERT_EQ(lumet.receive().state(), GetParam().state);
@@ -249,7 +249,7 @@ TEST_F(LumetTest, SendsThreeNulsBeforeAWakeupAfterCommand01) {
   EXPECT_EQ(commands, (Texts{"\0\0\0W"s, "W"}));
 }
 
-TEST_F(LumetTest, DropsTheQueueAfterFiveUnansweredWakeups) {
+TEST_F(LumetTest, ClearsTheQueueAfterFiveUnansweredWakeups) {
   lumet.WakeupTavo(false);
   lumet.GetSerialNumber();
   Receive("\x03\0\0\x09"s + "ab");
@@ -391,7 +391,7 @@ TEST_F(LumetTest, ReportsAPendingEraseWhenADownloadStarts) {
   EXPECT_EQ(archive.kept, (Texts{"download, erase pending", "erased", "download"}));
 }
 
-TEST_F(LumetTest, LogsACommandThatDoesNotFitIntoTheQueue) {
+TEST_F(LumetTest, LogsACommandThatDoesNotFitInTheQueue) {
   for (int i = 0; i < 128; ++i) lumet.GetSerialNumber();
   EXPECT_EQ(lumet.cmdArray().cmdWrite(), 256);
   lumet.EraseTavoMemory();
@@ -418,7 +418,7 @@ TEST_F(LumetTest, ReportsAPortThatCannotBeOpened) {
   EXPECT_TRUE(log.Has("[/dev/absent]:Open failed !!!"));
 }
 
-TEST_F(LumetTest, StaysDisconnectedIfClosedDuringOpening) {
+TEST_F(LumetTest, DisconnectWhileThePortOpensCancelsConnecting) {
   // Disconnects while the port is being opened for writing.
   int opened = 0;
   line.onOpen = [&](const std::string&) {
@@ -429,7 +429,7 @@ TEST_F(LumetTest, StaysDisconnectedIfClosedDuringOpening) {
   EXPECT_EQ(Queued(), "");
 }
 
-TEST_F(LumetTest, StaysDisconnectedIfClosedAfterOpening) {
+TEST_F(LumetTest, ConnectFailsIfDisconnectedAfterOpeningThePort) {
   log.onWrite = [&lumet = lumet](std::string_view written) {
     if (written.ends_with("Open succeeded !!!")) lumet.disconnectTavo();
   };

@@ -46,7 +46,7 @@ TEST_F(PortDiscoveryTest, TriesToConnectToANewPortUnlessConnected) {
   EXPECT_FALSE(controller.bConnecting);
 }
 
-TEST_F(PortDiscoveryTest, DisconnectsOnRemovalIfAnotherPortRemains) {
+TEST_F(PortDiscoveryTest, RemovingAPortDisconnectsIfAnUnusedPortRemains) {
   AttachOther("usbmodemA");
   Attach("usbmodemB");
   AttachOther("printer");
@@ -64,7 +64,7 @@ TEST_F(PortDiscoveryTest, StaysConnectedIfOnlyTheConnectedPortRemains) {
   EXPECT_TRUE(controller.bIsConnected);
 }
 
-TEST_F(PortDiscoveryTest, DisconnectsAndKeepsEntriesIfNoPortRemains) {
+TEST_F(PortDiscoveryTest, DisconnectsAndKeepsExtraListItemsIfNoPortRemains) {
   LaunchConnected();
   Unplug("usbmodem1");
   EXPECT_EQ(View(), "Disconnected from Tavo[123456]|");

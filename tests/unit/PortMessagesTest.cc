@@ -37,9 +37,8 @@ class PortMessagesTest : public test::AppFixture {
 TEST_F(PortMessagesTest, SaysHowToGetPermission) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   ExpectMessage(
-      "No permission to use /absent1. Copy and run the command to join the dialout group, or add "
-      "the "
-      "device to 70-quillet-scanner.rules.",
+      "You do not have permission to use /absent1. Copy and run the command to join the dialout "
+      "group, or add the device to 70-quillet-scanner.rules.",
       {"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});
@@ -52,8 +51,8 @@ TEST_F(PortMessagesTest, SaysHowToGetPermission) {
                                                           "sudo chown \"$USER\" /absent1"}));
   Fail({.kind = Kind::kPermission, .group = "dialout", .joined = true});
   ExpectMessage(
-      "No permission to use /absent1. Log out and back in to activate your membership in the "
-      "dialout group.",
+      "You do not have permission to use /absent1. Log out and back in to activate your "
+      "membership in the dialout group.",
       {});
 }
 

@@ -72,7 +72,7 @@ TEST_F(PortTableTest, ReturnsThePortListChangeAfterASearch) {
   EXPECT_EQ(log.Count("-[SyncController updatePortList:][Tavo2]"), 1U);
 }
 
-TEST_F(PortTableTest, PrefersScannerThenLastPortThenFirstPort) {
+TEST_F(PortTableTest, PrefersScannerThenLastUsedPortThenFirstPort) {
   EXPECT_EQ(table.ItemToSelect(1, false), 0);
   Fill({"Tavo", "Tavo", "Tavo"});
   EXPECT_EQ(table.ItemToSelect(5, true), 4);
@@ -89,7 +89,7 @@ TEST_F(PortTableTest, PrefersScannerThenLastPortThenFirstPort) {
   EXPECT_EQ(table.ItemToSelect(1, false), 0);
 }
 
-TEST_F(PortTableTest, FindsTheLastPortByPathThenByName) {
+TEST_F(PortTableTest, FindsTheLastUsedPortByPathThenByName) {
   Fill({"TavoA", "TavoB", "TavoC"});
   table.Select(3);
   const Texts names{"TavoC", "TavoX", "TavoC"};
@@ -115,7 +115,7 @@ TEST_F(PortTableTest, HasUntriedDetectsPortsAddedDuringAnAttempt) {
   EXPECT_FALSE(table.HasUntried()) << "unplugged";
 }
 
-TEST_F(PortTableTest, StaysConnectedIfOnlyPortsOfTheSameNameRemain) {
+TEST_F(PortTableTest, StaysConnectedIfAllPortsHaveTheConnectedName) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

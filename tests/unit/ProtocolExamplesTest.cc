@@ -54,7 +54,7 @@ class ProtocolExamplesTest : public test::LumetFixture {
   }
 };
 
-TEST_F(ProtocolExamplesTest, MatchesRecordsOfTheOlderLayout) {
+TEST_F(ProtocolExamplesTest, MatchesRecordsInTheOlderLayout) {
   ExpectRecords("records older");
 }
 

@@ -152,7 +152,7 @@ TEST_F(RecordComposerTest, ReadsTheLengthInBothLayouts) {
   EXPECT_EQ(composer.BufferOffset, 2);
 }
 
-TEST_F(RecordComposerTest, NamesTheSymbologyInBothLayouts) {
+TEST_F(RecordComposerTest, NamesTheSymbologyInBothRecordLayouts) {
   Set({.serial = false, .recordDelimiter = 0, .fields = "n,d,t"});
   const struct {
     bool series300;
@@ -221,7 +221,7 @@ TEST_F(RecordComposerTest, TruncatesALineAtTheEndOfItsBuffer) {
   }
 }
 
-TEST_F(RecordComposerTest, AppendsSingleFields) {
+TEST_F(RecordComposerTest, AppendsFieldsIndividually) {
   const std::string record = "\x94" + kTime;
   composer.GetBarcodeType(BytesOf(record));
   EXPECT_EQ(composer.BarcodeBuffer(), "Code 93,");
@@ -233,7 +233,7 @@ TEST_F(RecordComposerTest, AppendsSingleFields) {
   EXPECT_EQ(composer.BufferOffset, 5);
 }
 
-TEST_F(RecordComposerTest, AppendsSingleFieldsAtAnOffset) {
+TEST_F(RecordComposerTest, AppendsFieldsAtANonzeroBufferOffset) {
   identity.bTavo300 = 1;
   settings.datadelimiter = 4;
   settings.bAttachType = 0;

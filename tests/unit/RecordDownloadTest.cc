@@ -56,7 +56,7 @@ TEST_F(RecordDownloadTest, RequestsEachRecordThenSendsClosingCommand) {
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
-TEST_F(RecordDownloadTest, CountsOnlyFramesAsAnswers) {
+TEST_F(RecordDownloadTest, TreatsOnlyFramesAsAnswers) {
   answer = [](std::string_view command) {
     if (command == "N") return CountAnswer(3);
     if (command == "p1#") return "@"s;
@@ -84,7 +84,7 @@ TEST_F(RecordDownloadTest, ArchivesEachRecordBeforeItIsDelivered) {
                                  "delivered"}));
 }
 
-TEST_F(RecordDownloadTest, ArchivesARecordReceivedInsteadOfAnotherAnswer) {
+TEST_F(RecordDownloadTest, ArchivesARecordReceivedInsteadOfTheExpectedAnswer) {
   lumet.Queue({3, '1', 'S', '0'});
   Exchange("\x03" + Framed());
   lumet.GetSerialNumber();
@@ -114,7 +114,7 @@ TEST_F(RecordDownloadTest, ReportsACutOffBurstToTheArchive) {
   EXPECT_EQ(archive.kept.back(), "cut off") << "a record of length 0";
 }
 
-TEST_F(RecordDownloadTest, AwaitsDeliveryOnceBeforeRequestingSingleRecords) {
+TEST_F(RecordDownloadTest, CallsAwaitDeliveryOnceInRecordByRecordMode) {
   std::vector<std::string> last;
   owner.onAwait = [&] { last.push_back(commands.back()); };
   lumet.bBurstSync = 0;
@@ -161,7 +161,7 @@ TEST_F(RecordDownloadTest, RequestsABurstForANegativeCount) {
   EXPECT_EQ(owner.records().size(), 1U);
 }
 
-TEST_F(RecordDownloadTest, ErasesInRecordModeEvenWithoutRecords) {
+TEST_F(RecordDownloadTest, ErasesEvenWithoutRecordsInRecordByRecordMode) {
   lumet.bBurstSync = 0;
   lumet.bClearMemory = 1;
   Download(0);
@@ -184,7 +184,7 @@ TEST_F(RecordDownloadTest, LocatesRecordsOfThe300SeriesByTheirLength) {
   EXPECT_TRUE(log.Has("-[Lumet SynchronizeBurstData][25:14:11]"));
 }
 
-TEST_F(RecordDownloadTest, EndsABurstAtARecordOfLengthZero) {
+TEST_F(RecordDownloadTest, EndsABurstAtAZeroLengthRecord) {
   EXPECT_EQ(RecordsOf(Framed(kRecord300 + std::string(6, '\0')), true), Texts{"ABCD"});
   EXPECT_EQ(commands.back(), "GS0");
 }

@@ -205,7 +205,7 @@ TEST_F(RunArchiveTest, RunsBegunInTheSameSecondHaveDifferentFileNames) {
   EXPECT_EQ(RecordsOf(first_ + "_3.records"), Texts{"3"});
 }
 
-TEST_F(RunArchiveTest, SkipsANameIfOneOfItsTwoFilesExists) {
+TEST_F(RunArchiveTest, SkipsANameIfEitherOfItsFilesExists) {
   files_.CreatePrivateFolder(folder_);
   test::PutFile(first_ + ".txt", "");
   test::PutFile(first_ + "_2.records", "");
@@ -242,7 +242,7 @@ TEST_F(RunArchiveTest, CreatesNoFilesForARunWithoutRecords) {
   EXPECT_EQ(Names(""), Texts{});
 }
 
-TEST_F(RunArchiveTest, FlushesTheFilesBeforePermittingTheErase) {
+TEST_F(RunArchiveTest, FlushesTheFilesBeforePermittingErasing) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -298,7 +298,7 @@ TEST_F(RunArchiveTest, FlushesARecordThatArrivesDuringTheFlush) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfABurstHasNoCompleteRecord) {
+TEST_F(RunArchiveTest, DoesNotPermitErasingIfABurstHasNoCompleteRecord) {
   Begin();
   archive_.KeepBurst(Bytes(std::string("\0\0\0", 3)));
   archive_.BurstDelivered(false);
@@ -332,7 +332,7 @@ TEST_F(RunArchiveTest, AppendsToDailyFilesUnlessTheyAreDamaged) {
   EXPECT_EQ(RecordsOf(other + ".records"), (Texts{"1", "2"}));
 }
 
-TEST_F(RunArchiveTest, KeepsDailyFilesThatCannotBeExtended) {
+TEST_F(RunArchiveTest, KeepsDailyFilesIfAppendingFails) {
   const std::string day = folder_ + "/20261116_live";
   RunArchive(clock_, files_, settings_, scanner_, folder_).KeepRecord(Bytes(Stored("1")));
   files_.full = true;
@@ -340,7 +340,7 @@ TEST_F(RunArchiveTest, KeepsDailyFilesThatCannotBeExtended) {
   EXPECT_EQ(RecordsOf(day + ".records"), Texts{"1"});
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfFlushingTheFilesFails) {
+TEST_F(RunArchiveTest, DoesNotPermitErasingIfFlushingTheFilesFails) {
   Begin();
   Receive("1");
   files_.broken = ".records";
@@ -355,7 +355,7 @@ TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfFlushingTheFilesFails) {
   EXPECT_TRUE(archive_.AwaitCopy()) << "a later run";
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfARecordWasNotWritten) {
+TEST_F(RunArchiveTest, DoesNotPermitErasingIfARecordWasNotWritten) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -366,14 +366,14 @@ TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfARecordWasNotWritten) {
   EXPECT_EQ(problems_, (std::vector{Problem::kNotWritten, Problem::kEraseWithheld}));
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfFlushingTheLinesFails) {
+TEST_F(RunArchiveTest, DoesNotPermitErasingIfFlushingTheLinesFails) {
   Begin();
   Receive("1");
   files_.broken = ".txt";
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, PermitsTheEraseIfOnlyTheOutputFileIsComplete) {
+TEST_F(RunArchiveTest, PermitsErasingIfOnlyTheOutputFileIsComplete) {
   settings_.destination = 0;
   Receive("before the download");
   Begin();
@@ -393,7 +393,7 @@ TEST_F(RunArchiveTest, PermitsTheEraseIfOnlyTheOutputFileIsComplete) {
   EXPECT_FALSE(archive_.AwaitCopy()) << "the file was replaced";
 }
 
-TEST_F(RunArchiveTest, FlushesTheFoldersOfTheOutputFile) {
+TEST_F(RunArchiveTest, FlushesTheParentFoldersOfTheOutputFile) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -407,7 +407,7 @@ TEST_F(RunArchiveTest, FlushesTheFoldersOfTheOutputFile) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
+TEST_F(RunArchiveTest, IncompleteOutputFileDoesNotPermitErasing) {
   std::int64_t lines = 0;
   const auto permits = [&](const std::function<void()>& receive) {
     files_.full = false;
@@ -433,7 +433,7 @@ TEST_F(RunArchiveTest, IgnoresAnOutputFileThatLacksData) {
   EXPECT_FALSE(permits([&] { Receive("2"); })) << "lines without data";
 }
 
-TEST_F(RunArchiveTest, DoesNotEraseIfTheFileLacksALaterRecord) {
+TEST_F(RunArchiveTest, DoesNotEraseIfTheOutputFileLacksTheLastRecord) {
   Begin();
   files_.full = true;
   Receive("1");
@@ -464,7 +464,7 @@ TEST_F(RunArchiveTest, WaitsAtMost30SecondsForTheOutputFile) {
   EXPECT_EQ(clock_.Now() - before, std::chrono::seconds(30));
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfRecordsAreIncomplete) {
+TEST_F(RunArchiveTest, DoesNotPermitErasingIfRecordsAreIncomplete) {
   Begin();
   archive_.KeepBurst(Bytes(Stored("1") + "\x20\x06"));
   archive_.KeepLine("1");
@@ -491,7 +491,7 @@ TEST_F(RunArchiveTest, StartsNewFilesAfterAnInterruptedRun) {
   EXPECT_EQ(files_.flushed.size(), 2U) << "the files of the second run";
 }
 
-TEST_F(RunArchiveTest, EmptyRunDoesNotCompleteAnInterruptedRun) {
+TEST_F(RunArchiveTest, EmptyRunDoesNotMarkAnInterruptedRunAsComplete) {
   Begin();
   Receive("1");
   archive_.ConnectionEnded();
@@ -549,7 +549,7 @@ TEST_F(RunArchiveTest, StartsNewDailyFilesAfterAnError) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfALaterScanIsDeleted) {
+TEST_F(RunArchiveTest, DoesNotPermitErasingIfALaterScanIsDeleted) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -630,7 +630,7 @@ TEST_F(RunArchiveTest, ReportsAWriteErrorAfterARunIsDeleted) {
   EXPECT_EQ(problems_, std::vector{Problem::kNotWritten});
 }
 
-TEST_F(RunArchiveTest, DeletingEarlierLiveScansDoesNotPreventTheErase) {
+TEST_F(RunArchiveTest, DeletingEarlierLiveScansDoesNotPreventErasing) {
   Receive("live");
   Begin();
   Receive("1");
@@ -641,7 +641,7 @@ TEST_F(RunArchiveTest, DeletingEarlierLiveScansDoesNotPreventTheErase) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitTheEraseIfTheArchiveFileWasRemoved) {
+TEST_F(RunArchiveTest, DoesNotPermitErasingIfTheArchiveFileWasRemoved) {
   Begin();
   Receive("1");
   archive_.End(true);
@@ -668,7 +668,7 @@ TEST_F(RunArchiveTest, LaterScansDoNotClearTheFailureOfARun) {
   EXPECT_TRUE(archive_.failed());
 }
 
-TEST_F(RunArchiveTest, PermitsTheEraseIfOnlyEarlierScansWereRemoved) {
+TEST_F(RunArchiveTest, PermitsErasingIfOnlyEarlierScansWereRemoved) {
   Receive("live");
   Begin();
   Receive("1");
@@ -778,7 +778,7 @@ TEST_F(RunArchiveTest, KeepsTheNewestRunsIfTheClockIsSetBack) {
   EXPECT_EQ(Names(".records")[3], "20261116_010003_W123400577.records");
 }
 
-TEST_F(RunArchiveTest, CountsEachRunOnceAndIgnoresDailyFiles) {
+TEST_F(RunArchiveTest, RunLimitCountsEachRunOnceAndIgnoresDailyFiles) {
   std::filesystem::create_directories(folder_);
   const auto put = [this](const std::string& name) {
     for (const auto* ending : {".records", ".txt"})
@@ -825,7 +825,7 @@ TEST_F(RunArchiveTest, StartsANewFileAfter20Megabytes) {
   EXPECT_EQ(files_.flushed.size(), 4U);
 }
 
-TEST(RecordsFileTest, IgnoresIncompleteEntriesAndOtherFiles) {
+TEST(RecordsFileTest, IgnoresIncompleteEntriesAndRejectsOtherFormats) {
   EXPECT_FALSE(ReadRecordsFile(""));
   EXPECT_FALSE(ReadRecordsFile("another file\n"));
   EXPECT_EQ(ReadRecordsFile("quillet-archive 1\nrecord 3\nabc\nrecord 3\nab")->records, 1);
@@ -833,7 +833,7 @@ TEST(RecordsFileTest, IgnoresIncompleteEntriesAndOtherFiles) {
   EXPECT_FALSE(ReadRecordsFile("quillet-archive 1\nend complete")->ended);
 }
 
-TEST(RecordsFileTest, IgnoresEntriesInsideARecord) {
+TEST(RecordsFileTest, DoesNotParseRecordDataAsEntries) {
   const auto run = ReadRecordsFile("quillet-archive 1\nrecord 11\nerased now\n\nrecord 1\na\n");
   EXPECT_FALSE(run->erased);
   EXPECT_EQ(run->records, 2);

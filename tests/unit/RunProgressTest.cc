@@ -23,7 +23,7 @@ TEST(RunProgressTest, ShowsIndeterminateProgressAtFirst) {
   EXPECT_EQ(RunProgress().Look(0ms, {}), (Shown{"Requesting records from the scanner", -1}));
 }
 
-TEST(RunProgressTest, ShowsRecordsRateAndTimeLeft) {
+TEST(RunProgressTest, ShowsRecordCountRateAndTimeLeft) {
   const struct {
     std::chrono::milliseconds now;
     std::int32_t records;
@@ -53,7 +53,7 @@ TEST(RunProgressTest, ShowsARateBelowOneRecordPerSecond) {
             "Received 2 of 10 records  ·  0.5 per second  ·  16 s left");
 }
 
-TEST(RunProgressTest, RoundsUpTheMinutesLeft) {
+TEST(RunProgressTest, RoundsUpTheRemainingMinutes) {
   for (const auto& [expected, minutes] : {std::pair(244, "2"), std::pair(246, "3")}) {
     RunProgress progress;
     progress.Look(0ms, OneByOne(0, expected));
@@ -62,7 +62,7 @@ TEST(RunProgressTest, RoundsUpTheMinutesLeft) {
   }
 }
 
-TEST(RunProgressTest, ShowsBytesOfABurst) {
+TEST(RunProgressTest, ShowsReceivedBytesDuringABurst) {
   RunProgress progress;
   EXPECT_EQ(progress.Look(0ms, Burst(0, 0)), (Shown{"Waiting for 130 records", -1}));
   EXPECT_EQ(progress.Look(500ms, Burst(3, 30000)),
@@ -182,7 +182,7 @@ TEST_F(ProgressTest, ShowsReceivedBytesThenDeliveredRecords) {
   AwaitEnd(0);
 }
 
-TEST_F(ProgressTest, ShowsWaitingIfTheBurstLengthIsThreeBytes) {
+TEST_F(ProgressTest, ShowsTheWaitingMessageForAThreeByteBurst) {
   ConnectWith({.destination = 1});
   tavo.Answer("P", {0, 0, 3, 'x'});
   StartAndHold("P");

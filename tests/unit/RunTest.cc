@@ -99,7 +99,7 @@ TEST_F(RunTest, DoesNotWriteAFileIfThereAreNoRecords) {
   EXPECT_EQ(Play("BE"), "No data to synchronize...|{no file}");
 }
 
-TEST_F(RunTest, DoesNotWriteAFileForOtherDestinations) {
+TEST_F(RunTest, WritesAFileOnlyForTheFileDestination) {
   EXPECT_EQ(Play("1BaE2BbE3BcE"),
             "1 barcodes synchronized|{no file}1 barcodes synchronized|{no file}"
             "1 barcodes synchronized|{no file}");
@@ -115,7 +115,7 @@ TEST_F(RunTest, WritesOnlyRecordsAddedAfterChoosingTheFile) {
   EXPECT_EQ(Play("1Ba0bcE"), "." + Written("3") + "{bc}");
 }
 
-TEST_F(RunTest, CountsAndDropsARecordOutsideARun) {
+TEST_F(RunTest, CountsButDropsARecordOutsideARun) {
   EXPECT_EQ(Play("a"), ".");
   EXPECT_EQ(run.barcodeCount, 1);
   EXPECT_EQ(run.barcodeindex, 1);
@@ -130,7 +130,7 @@ TEST_F(RunTest, EndingARunTwiceWritesTheFileOnce) {
   EXPECT_EQ(Play("BbBcEdE"), ".." + Written("1") + "{c}" + Written("2") + "{d}");
 }
 
-TEST_F(RunTest, WritesBothRunsIfTheyOverlap) {
+TEST_F(RunTest, WritesAFileForEachOfTwoOverlappingRuns) {
   EXPECT_EQ(Play("BabBcEdefE"), ".." + Written("1") + "{c}" + Written("4") + "{def}");
 }
 
@@ -167,7 +167,7 @@ TEST_F(RunTest, ChoosesAnotherNameIfTheGeneratedOneIsTaken) {
   EXPECT_EQ(FileContents(result.file), "a");
 }
 
-TEST_F(RunTest, ChoosesAnotherNameIfTheGeneratedOneIsAPipe) {
+TEST_F(RunTest, ChoosesAnotherNameIfAPipeHasTheGeneratedName) {
   clock.Set({2026, 11, 16, 1, 4, 9});
   settings.filename.Set(folder / "stock/sn_timestamp.txt");
   settings.bAppendData = 1;
@@ -186,7 +186,7 @@ TEST_F(RunTest, ReportsSuccessEvenIfTheWriteFails) {
   EXPECT_TRUE(log.Has("Fail to write"));
 }
 
-TEST_F(RunTest, WritesNothingToTheSettingsFile) {
+TEST_F(RunTest, DoesNotWriteRecordsToTheSettingsFile) {
   const std::string path = folder / "QuilletRegistry.txt";
   test::PutFile(path, "settings");
   std::filesystem::create_symlink(path, folder / "link");

@@ -149,7 +149,7 @@ TEST_F(SerialPortTest, LogsAndDropsChunksIfThereIsNoDelegate) {
   EXPECT_EQ(collector.received(), "three");
 }
 
-TEST_F(SerialPortTest, FailsToOpenIfClosedDuringOpening) {
+TEST_F(SerialPortTest, FailsToOpenIfClosedWhileOpening) {
   int opened = 0;
   line.onOpen = [&](const std::string&) {
     if (++opened == 2) scripted.closeConnections();
@@ -174,7 +174,7 @@ TEST_F(SerialPortTest, KeepsDescriptorZeroOpenUntilTheOutputIsClosed) {
   EXPECT_EQ(open("/dev/null", O_RDWR), 0);
 }
 
-TEST_F(SerialPortTest, OpensAPortAsDescriptorZero) {
+TEST_F(SerialPortTest, AcceptsDescriptorZero) {
   close(0);
   Open(FifoIn(folder));
   EXPECT_EQ(port.inputfd(), 0);
@@ -201,7 +201,7 @@ TEST_F(SerialPortTest, FailsToOpenAPortReservedByAnotherProgram) {
   EXPECT_EQ(scripted.openConnections("port"), 1);
 }
 
-TEST_F(SerialPortTest, IncreasesTimerSlackAfterASilentSecond) {
+TEST_F(SerialPortTest, IncreasesTimerSlackAfterASecondWithoutData) {
   std::vector<FakeClock::Duration> atDelivery;
   struct Receiver final : SerialPortDelegate {
     void DataFromDevice(const std::uint8_t*, std::int32_t) override { onData(); }

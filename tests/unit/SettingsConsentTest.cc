@@ -12,7 +12,7 @@ using Strings = std::vector<std::string>;
 constexpr char kData[] = "/Users/Shared/QuilletData";
 constexpr char kQuestion[] = "These settings come from anna. Do you want to use them?";
 constexpr char kMessage[] =
-    "Some settings from anna are not in use yet. Press Review to see what they do.";
+    "Some settings from anna have not been applied yet. Press Review to see what they do.";
 
 struct Values {
   int destination = kToFile;
@@ -53,7 +53,7 @@ TEST(SensitiveActionsTest, DescribesEachAction) {
       {{.path = "/home/bea/list", .appenddata = true},
        {"Add the records to this file: /home/bea/list"}},
       {{.path = "/home/bea/stock/sn_timestamp.txt"},
-       {"Write each synchronization to a new file: /home/bea/stock….txt"}},
+       {"Write the records of each synchronization to a new file: /home/bea/stock….txt"}},
       {{.destination = kToActiveApplication, .autosync = true},
        {"Synchronize as soon as a scanner is connected",
         "Type the records into the active application"}},
@@ -188,7 +188,7 @@ TEST_F(SettingsConsentTest, OffersTheReviewAgainIfTheUserPostponesIt) {
   EXPECT_EQ(settings->destination, kToNamedApplication);
 }
 
-TEST_F(SettingsConsentTest, SavedSettingsCountAsConfirmed) {
+TEST_F(SettingsConsentTest, SavingSettingsConfirmsThem) {
   Start(everything);
   settings->bClearMemory = 1;
   consent->Chosen();
@@ -245,7 +245,7 @@ TEST_F(SettingsConsentTest, SavingSettingsWithdrawsEarlierConsent) {
   }
 }
 
-TEST_F(SettingsConsentTest, AsksAgainIfConsentCannotBeWithdrawn) {
+TEST_F(SettingsConsentTest, AsksAgainIfTheWithdrawalCannotBeSaved) {
   const Values erasing{.clearmemory = true};
   Start(erasing);
   Review(true);
@@ -263,7 +263,7 @@ TEST_F(SettingsConsentTest, AsksAgainIfConsentCannotBeWithdrawn) {
   EXPECT_EQ(display.text(), kMessage);
 }
 
-TEST_F(SettingsConsentTest, IgnoresTheAnswersOfAnotherUser) {
+TEST_F(SettingsConsentTest, IgnoresAConfirmationFileOwnedByAnotherUser) {
   Start(everything);
   Review(true);
   const std::string confirmed = folder / "quillet/confirmed-settings";
@@ -415,7 +415,7 @@ TEST_F(ForeignSettingsTest, PathIsUsedOnlyAfterTheUserHasSavedIt) {
   EXPECT_TRUE(panels.runs.empty());
 }
 
-TEST_F(ForeignSettingsTest, ShowsHiddenCharactersInPaths) {
+TEST_F(ForeignSettingsTest, MarksHiddenCharactersInPaths) {
   StartWith({.destination = kToView, .path = "/home/bea/\u202Etxt.elif"});
   Launch();
   settings.Press();
@@ -440,7 +440,7 @@ TEST_F(ForeignSettingsTest, SaveDiscardsUnknownBytesOfAForeignFile) {
   EXPECT_EQ(saved.substr(384, 15), "/home/bea/list\r");
 }
 
-TEST_F(ForeignSettingsTest, SaveKeepsUnknownBytesOfTheUsersFile) {
+TEST_F(ForeignSettingsTest, SaveKeepsUnknownBytesInTheUsersFile) {
   files.otherUser.reset();
   StartWith({.destination = kToView, .clearmemory = true});
   const std::string path = dataFolder + "/QuilletRegistry.txt";

@@ -28,7 +28,7 @@ class SettingsEditorTest : public test::SettingsFixture {
   }
 };
 
-TEST_F(SettingsEditorTest, LogsBothPathsAndShowsTheWindowOnOpen) {
+TEST_F(SettingsEditorTest, OpenLogsFileAndApplicationPathsAndShowsTheWindow) {
   Open();
   EXPECT_EQ(log.lines(), (Strings{"-[SyncController settingsButton:][" + DefaultFile() +
                                   ",/Applications/TextEdit]"}));
@@ -48,7 +48,7 @@ TEST_F(SettingsEditorTest, ShowsEverySettingOnOpen) {
   }
 }
 
-TEST_F(SettingsEditorTest, ShowsAFlagAsOnUnlessZero) {
+TEST_F(SettingsEditorTest, ShowsANonzeroFlagAsOn) {
   settings().bAppendData = 7;
   Open();
   EXPECT_TRUE(form.Values().appenddata);
@@ -103,7 +103,7 @@ TEST_F(SettingsEditorTest, DropsChangesOnCancel) {
   ExpectPath(DefaultFile(), true);
 }
 
-TEST_F(SettingsEditorTest, KeepsANumberThatMatchesNoItem) {
+TEST_F(SettingsEditorTest, KeepsAValueThatMatchesNoListItem) {
   for (const auto& each : kSettingsControls) {
     if (!each.IsList()) continue;
     for (const std::int32_t value : {6, 9, -1}) {
@@ -217,7 +217,7 @@ TEST_F(SettingsEditorTest, WarnsOnceThatRunsReplaceTheChosenFile) {
   }
 }
 
-TEST_F(SettingsEditorTest, IgnoresATypedPath) {
+TEST_F(SettingsEditorTest, IgnoresAPathTypedIntoTheField) {
   const std::string before = SavedFile();
   Open();
   form.Type("/typed/by/hand.txt");

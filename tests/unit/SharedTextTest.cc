@@ -24,7 +24,7 @@ TEST(SharedTextTest, StoresARepeatedValueOnlyOnce) {
   EXPECT_EQ(&text.Get(), first);
 }
 
-TEST(SharedTextTest, ReturnsCompleteValuesDuringConcurrentSets) {
+TEST(SharedTextTest, ReturnsCompleteValuesDuringConcurrentWrites) {
   SharedText text(std::string(1000, 'a'));
   std::atomic<bool> stop{false};
   std::thread writer([&] {

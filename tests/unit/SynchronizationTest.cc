@@ -48,7 +48,7 @@ class SynchronizationTest : public test::AppFixture {
   const std::string closing_ = "Synchronization finished. Tavo can be plugged off now|";
 };
 
-TEST_F(SynchronizationTest, ShowsDotsPathAndCountIfRecordsGoToAFile) {
+TEST_F(SynchronizationTest, ShowsDotsThenPathAndCountIfRecordsGoToAFile) {
   std::vector<std::string> records;
   std::string lines;
   for (int i = 0; i < 130; ++i) lines += records.emplace_back(std::to_string(i)) + "\r\n";
@@ -84,7 +84,7 @@ TEST_F(SynchronizationTest, SaysWhereRecordsAreIfTheOutputFileIsRefused) {
   EXPECT_EQ(FileContents(path), settingsFile);
 }
 
-TEST_F(SynchronizationTest, ReportsTheRemovalOfOldRecordsUntilCleared) {
+TEST_F(SynchronizationTest, ClearHidesTheMessageAboutRemovedRecords) {
   const std::string latest = "The window shows only the latest records.";
   ConnectWith({.destination = 1}, {"1"});
   Synchronize();
@@ -141,7 +141,7 @@ TEST_F(SynchronizationTest, SecondAutomaticRunHidesInterruptionMessage) {
   EXPECT_EQ(strip.text(), "1 record in 1 s, shown above");
 }
 
-TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterTheRun) {
+TEST_F(SynchronizationTest, DelaysThePermissionRequestUntilTheRunEnds) {
   ChooseTypingDuringAnAutomaticRun();
   EXPECT_EQ(keyEvents.prepared, 0);
   tavo.Release();
@@ -151,7 +151,7 @@ TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterTheRun) {
   EXPECT_EQ(keyEvents.prepared, 2);
 }
 
-TEST_F(SynchronizationTest, RequestsPermissionToTypeAfterDisconnecting) {
+TEST_F(SynchronizationTest, DelaysThePermissionRequestUntilDisconnecting) {
   ChooseTypingDuringAnAutomaticRun();
   EXPECT_EQ(keyEvents.prepared, 0);
   connect.Press();
@@ -299,7 +299,7 @@ class ResultTest : public SynchronizationTest {
   const std::string again_ = "The scanner was not erased. Synchronize again.";
 };
 
-TEST_F(ResultTest, LiveScanDoesNotCountAsTheMissingRecord) {
+TEST_F(ResultTest, LiveScanDoesNotReplaceAMissingRecord) {
   ConnectWith({.destination = 1, .burstsync = false}, {"1", "2", "3"});
   tavo.Answer("p1#", {});
   auto& scanned = test::Immortal<std::atomic<bool>>(false);
@@ -336,7 +336,7 @@ TEST_F(ResultTest, SaysThatTheScannerWasErasedAfterACutOffBurst) {
   EXPECT_TRUE(log.Has("Quillet: " + text + "The scanner is being erased."));
 }
 
-TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
+TEST_F(ResultTest, DoesNotCountErasedRecordsInABurst) {
   StartWith({.destination = 2});
   simulator::DeviceSettings scanner = Scanner({"1", "2", "3"});
   scanner.records[1] = simulator::Erased(scanner.records[1]);
@@ -353,7 +353,7 @@ TEST_F(ResultTest, DoesNotCountErasedRecordsOfABurst) {
   ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 2; }));
 }
 
-TEST_F(ResultTest, ReportsASkippedEraseDuringTheNextRun) {
+TEST_F(ResultTest, NextRunReportsThatTheScannerWasNotErased) {
   files.flushes = false;
   ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
@@ -408,7 +408,7 @@ TEST_F(ResultTest, SaysThatAFileWasChosenTooLate) {
   EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Save as…"});
 }
 
-TEST_F(ResultTest, CountsOnlyTypedRecordsAsTyped) {
+TEST_F(ResultTest, CountsOnlyRecordsThatWereTyped) {
   StartAutomaticRun({.destination = 1, .burstsync = false}, "p1#");
   Choose(2);
   tavo.Release();

@@ -26,7 +26,7 @@ TEST(TextEncodingTest, DetectsEncodingByByteOrderMarkOrContents) {
   for (const auto& [file, text] : cases) EXPECT_EQ(DecodeTextFile(file), text);
 }
 
-TEST(TextEncodingTest, EncodesTheFirstAndLastCodePointOfEachLength) {
+TEST(TextEncodingTest, EncodesFirstAndLastCodePointOfEachUtf8Length) {
   EXPECT_EQ(DecodeTextFile("\xFE\xFF\x00\x7F\x00\x80\x07\xFF\x08\x00\xFF\xFF\xD8\x00\xDC\x00"s),
             "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80");
 }
@@ -48,7 +48,7 @@ TEST(TextEncodingTest, RepairsOnlyInvalidUtf8) {
   EXPECT_EQ(RepairUtf8("\xC3\xA9"), "\xC3\xA9");
 }
 
-TEST(TextEncodingTest, CountsUtf16Units) {
+TEST(TextEncodingTest, CountsUtf16CodeUnits) {
   EXPECT_EQ(Utf16Length("ab"), 2U);
   EXPECT_EQ(Utf16Length("\xC3\xA9"), 1U);
   EXPECT_EQ(Utf16Length("\xE2\x82\xAC"), 1U);

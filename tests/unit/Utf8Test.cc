@@ -22,7 +22,7 @@ TEST(Utf8Test, AppendsCharactersOfEveryLength) {
   EXPECT_EQ(text, "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
 }
 
-TEST(Utf8Test, PrefixEndsBetweenCharacters) {
+TEST(Utf8Test, PrefixDoesNotSplitACharacter) {
   for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x93\xA6"}) {
     const std::string text = "ab" + character + "c";
     for (std::size_t limit = 2; limit < 2 + character.size(); ++limit) {

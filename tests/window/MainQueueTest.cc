@@ -34,7 +34,7 @@ TEST(MainQueue, WakesTheSleepingMainLoopFromAnotherThread) {
   other.join();
 }
 
-TEST(MainQueue, SpreadsLongWorkOverSeveralLoopPasses) {
+TEST(MainQueue, SpreadsLongWorkOverSeveralLoopIterations) {
   QtMainQueue queue;
   int done = 0;
   int turnsBetween = 0;

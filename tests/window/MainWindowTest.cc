@@ -106,7 +106,7 @@ TEST_F(MainWindow, ButtonsShowLabelsAndIcons) {
   }));
 }
 
-TEST_F(MainWindow, ClicksAndAssistiveTechnologyPressButtons) {
+TEST_F(MainWindow, ButtonsRespondToClicksAndAssistiveTechnology) {
   for (const char* label : kButtons) {
     QTest::mouseClick(Button(label), Qt::LeftButton);
     EXPECT_EQ(std::exchange(pressed_, {}), (Presses{{label, 1}}));
@@ -262,7 +262,7 @@ TEST_F(MainWindow, ButtonsInTheStripDoNotMoveItsText) {
   EXPECT_EQ(middle(), before);
 }
 
-TEST_F(MainWindow, QuitAndCloseKeysCloseTheWindow) {
+TEST_F(MainWindow, QuitAndCloseShortcutsCloseTheWindow) {
   for (const Qt::Key key : {Qt::Key_Q, Qt::Key_W}) {
     Show();
     Press(key, Qt::ControlModifier);
@@ -281,7 +281,7 @@ TEST_F(MainWindow, ClosingEndsTheMainLoopAndIsReportedOnce) {
   EXPECT_EQ(closed, 1);
 }
 
-TEST_F(MainWindow, MessageButtonsCanBeUsedFromTheKeyboard) {
+TEST_F(MainWindow, MessageButtonsAreKeyboardAccessible) {
   ShowStatus(true);
   const auto buttons = StripButtons();
   ASSERT_EQ(buttons.size(), 2U);

@@ -58,7 +58,7 @@ TEST_F(OwnKeyFilter, IgnoresOnlyRecognizedKeys) {
   EXPECT_EQ(pressed_, 1);
 }
 
-TEST_F(OwnKeyFilter, DoesNotTriggerShortcutsForRecognizedKeys) {
+TEST_F(OwnKeyFilter, OwnKeysDoNotTriggerShortcuts) {
   Press(Qt::Key_F5);
   Press(Qt::Key_R, Qt::ControlModifier);
   EXPECT_EQ(pressed_, 0);

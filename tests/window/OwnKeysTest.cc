@@ -149,7 +149,7 @@ TEST_F(OwnKeys, AreForgottenIfAnotherWindowReceivesThem) {
   EXPECT_EQ(ignored_, 0);
 }
 
-TEST_F(OwnKeys, AreIgnoredIfTheFocusChangesDuringARecord) {
+TEST_F(OwnKeys, AreIgnoredIfFocusChangesInTheMiddleOfARecord) {
   constexpr int kEvents = 200;
   SynchronizeButton()->setFocus();
   test::XClient other;

@@ -97,7 +97,7 @@ TEST_F(QtPanelsTest, SavePanelDoesNotListTheExcludedFile) {
   });
 }
 
-TEST_F(QtPanelsTest, OpensADefaultFolderIfTheFolderIsMissing) {
+TEST_F(QtPanelsTest, OpensADefaultFolderIfTheRequestedOneIsMissing) {
   ASSERT_TRUE(folder_.mkpath("Documents"));
   ASSERT_TRUE(folder_.mkpath("share/applications"));
   const test::Variable home("HOME", path_);

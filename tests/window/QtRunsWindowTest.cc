@@ -183,7 +183,7 @@ TEST_F(QtRunsWindowTest, ButtonsReportTheirActions) {
   EXPECT_EQ(Reports(), "save copy export deliver folder remove ");
 }
 
-TEST_F(QtRunsWindowTest, ShortcutKeysInTheListPressButtons) {
+TEST_F(QtRunsWindowTest, KeyboardShortcutsWorkInTheList) {
   OpenWithRows();
   Press(Qt::Key_Return);
   Press(Qt::Key_C, Qt::ControlModifier);
@@ -299,7 +299,7 @@ TEST_F(QtRunsWindowTest, ShowsMarkupInFileNamesAsPlainText) {
   }
 }
 
-TEST_F(QtRunsWindowTest, AsksWhichRowsToExport) {
+TEST_F(QtRunsWindowTest, AsksWhetherToExportOneRowPerRecordOrBarcode) {
   OpenWithRows();
   for (const bool perBarcode : {false, true}) {
     InDialog([perBarcode](QWidget* dialog) {
@@ -316,7 +316,7 @@ TEST_F(QtRunsWindowTest, AsksWhichRowsToExport) {
   EXPECT_EQ(window_.ChooseCsv(), std::nullopt);
 }
 
-TEST_F(QtRunsWindowTest, FitsASmallScreen) {
+TEST_F(QtRunsWindowTest, FitsOnASmallScreen) {
   OpenWithRows();
   window_.ShowMessage(std::string(500, 'x'));
   EXPECT_LE(window_.minimumSizeHint().width(), 640);

@@ -192,7 +192,7 @@ TEST_F(QtSettingsWindowTest, ShowSetsTheControlsInAFixedOrder) {
   EXPECT_EQ(order, (std::vector<std::size_t>{0, 1, 2, 3, 4, 11, 12, 5, 6, 8, 9, 10, 13, 7}));
 }
 
-TEST_F(QtSettingsWindowTest, MouseCanSetEveryValue) {
+TEST_F(QtSettingsWindowTest, EveryValueCanBeSetWithTheMouse) {
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
     for (std::int32_t i = 0; i < (each.IsList() ? each.items : 1); ++i) {
@@ -210,7 +210,7 @@ TEST_F(QtSettingsWindowTest, MouseCanSetEveryValue) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, KeyboardCanSetEveryControl) {
+TEST_F(QtSettingsWindowTest, EveryControlCanBeSetWithTheKeyboard) {
   SettingsValues values = kValues;
   for (const SettingsControl& each : kSettingsControls) {
     const std::int32_t before = each.Shown(values);
@@ -222,7 +222,7 @@ TEST_F(QtSettingsWindowTest, KeyboardCanSetEveryControl) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, AssistiveTechnologyOperatesEveryControl) {
+TEST_F(QtSettingsWindowTest, AssistiveTechnologyCanOperateEveryControl) {
   const auto act = [](QWidget* widget, const QString& action) {
     QAccessibleActionInterface* actions =
         QAccessible::queryAccessibleInterface(widget)->actionInterface();
@@ -317,7 +317,7 @@ TEST_F(QtSettingsWindowTest, OpeningFocusesTheFirstControl) {
   EXPECT_EQ(QApplication::focusWidget(), Find<QCheckBox>("Symbology"));
 }
 
-TEST_F(QtSettingsWindowTest, DoesNotReportATypedPath) {
+TEST_F(QtSettingsWindowTest, TypingAPathDoesNotReportAChange) {
   auto* path = Find<QLineEdit>("Path");
   path->setFocus();
   path->selectAll();
@@ -329,7 +329,7 @@ TEST_F(QtSettingsWindowTest, DoesNotReportATypedPath) {
   EXPECT_EQ(path->cursorPosition(), 0) << "the beginning is visible";
 }
 
-TEST_F(QtSettingsWindowTest, DisablesThePathItsCaptionAndItsButton) {
+TEST_F(QtSettingsWindowTest, DisablesThePathFieldWithItsLabelAndButton) {
   for (const bool enabled : {false, true, false}) {
     window_.SetPathEnabled(enabled);
     EXPECT_EQ(Find<QLineEdit>("Path")->isReadOnly(), !enabled);
@@ -339,7 +339,7 @@ TEST_F(QtSettingsWindowTest, DisablesThePathItsCaptionAndItsButton) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, ShowsBothSamplesReadOnly) {
+TEST_F(QtSettingsWindowTest, ShowsBothSamplesAsReadOnlyText) {
   for (const auto& [name, line] :
        {std::pair("Older scanners", kOlderLine), std::pair("300 series", kSeries300Line)}) {
     EXPECT_EQ(Find<QPlainTextEdit>(name)->toPlainText(), line);
@@ -347,7 +347,7 @@ TEST_F(QtSettingsWindowTest, ShowsBothSamplesReadOnly) {
   }
 }
 
-TEST_F(QtSettingsWindowTest, FitsAnOrdinaryScreenWithoutScrolling) {
+TEST_F(QtSettingsWindowTest, FitsASmallScreenWithoutScrolling) {
   EXPECT_LE(window_.sizeHint().width(), 1024 - 16);
   EXPECT_LE(window_.sizeHint().height(), 600 - 48);
   window_.resize(window_.sizeHint());

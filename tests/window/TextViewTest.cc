@@ -140,7 +140,7 @@ TEST_F(TextView, SetTextDropsLongPendingText) {
   EXPECT_EQ(view_.ShownText(), "new");
 }
 
-TEST_F(TextView, ScrollsToTheEndOfWrappedLines) {
+TEST_F(TextView, ScrollsToTheEndDespiteWrappedLines) {
   for (int i = 0; i < 200; ++i) {
     view_.Append(std::string(static_cast<std::size_t>(50 + i * 3), 'w') + "\n");
     view_.ScrollToEnd();
@@ -183,7 +183,7 @@ TEST_F(TextView, UserCannotChangeTheText) {
   EXPECT_EQ(view_.ShownText(), "fixed");
 }
 
-TEST_F(TextView, KeysSelectAndCopyText) {
+TEST_F(TextView, KeyboardSelectsAndCopiesText) {
   Show("first\nsecond\nthird");
   widget_.setFocus();
   QTest::keyClick(&widget_, Qt::Key_Home, Qt::ControlModifier);
@@ -285,7 +285,7 @@ TEST_F(TextView, RemovesOldestRecordLinesButKeepsMessages) {
   EXPECT_TRUE(view_.ShownText() == expected + "end");
 }
 
-TEST_F(TextView, RemovalMovesNeitherSelectionNorVisibleLines) {
+TEST_F(TextView, RemovalPreservesSelectionAndVisibleLines) {
   for (int i = 0; i < kRecords; ++i) view_.AppendRecords(Record(i) + "\n");
   Settle();
   const auto record = [this](int number) {

@@ -83,7 +83,7 @@ TEST_F(X11Pasteboard, WaitsIfOnlyAClipboardManagerHasReadTheText) {
   EXPECT_TRUE(SpinUntil([this] { return set_ == 2; }));
 }
 
-TEST_F(X11Pasteboard, WaitsOnceForAProgramThatNeverReads) {
+TEST_F(X11Pasteboard, WaitsOnceForAProgramThatNeverReadsTheClipboard) {
   constexpr auto kLongestRead = 1s;
   const auto start = std::chrono::steady_clock::now();
   Set({"1", "2", "3", "4", "5", "6"}, kLongestRead);
@@ -93,7 +93,7 @@ TEST_F(X11Pasteboard, WaitsOnceForAProgramThatNeverReads) {
   EXPECT_LT(taken, 4 * kLongestRead);
 }
 
-TEST_F(X11Pasteboard, WaitsAgainAfterTheProgramHasReadTheText) {
+TEST_F(X11Pasteboard, WaitsAgainAfterTheTargetHasReadTheText) {
   constexpr auto kLongestRead = 300ms;
   Set({"1", "2", "3"}, kLongestRead);
   EXPECT_TRUE(SpinUntil([this] { return set_ == 3; }));

@@ -30,8 +30,8 @@ TEXT = "".join(record + "\n" for record in RECORDS)
 REFUSAL = ("Cannot type on this desktop: /dev/uinput: Permission denied. Install the "
            "udev rule 70-quillet-uinput.rules.")
 FINISHED = "-[SyncController SynchronizeFinished]"
-THROUGH_COMPOSITOR = "Types through the compositor's virtual keyboard"
-THROUGH_UINPUT = "Types through /dev/uinput"
+THROUGH_COMPOSITOR = "Typing through the compositor's virtual keyboard"
+THROUGH_UINPUT = "Typing through /dev/uinput"
 WAY = THROUGH_COMPOSITOR if KIND in ("sway", "caps", "paste") else THROUGH_UINPUT
 CAPS_LOCK = KIND in ("caps", "weston-caps")
 QUILLET_KEYBOARD = "Quillet keyboard"

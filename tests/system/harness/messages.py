@@ -14,8 +14,8 @@ ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
 WAITING = "Waiting for a scanner. Plug it in."
-OWN_WINDOW = ("Quillet was active, so the records were not delivered. They are in the archive. "
-              "Click the other program before you scan again.")
+OWN_WINDOW = ("Quillet's window had focus, so the records were not delivered. They are in the "
+              "archive. Click the receiving window before you scan.")
 NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
 NO_TYPING = "Quillet cannot type on this desktop: "
 REQUESTING = "Requesting records from the scanner"

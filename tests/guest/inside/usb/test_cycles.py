@@ -45,7 +45,7 @@ class CyclesTest(UsbTest):
         quillet.wait_for_view(text + messages.disconnected())
         quillet.clear()
 
-    def test_repeated_connections_and_runs_leak_nothing(self):
+    def test_repeated_connections_and_runs_do_not_leak(self):
         Settings(filename=OUTPUT, auto_sync=1).save()
         records = some_records(_RECORDS)
         scanner = self.scanner(records)

@@ -25,8 +25,8 @@ class RunsTest(UsbTest):
         self.say(f"{_COUNT} records, {scanner.sent_bytes() - before} bytes from the scanner, "
                  f"{os.path.getsize(OUTPUT)} bytes in the file")
 
-    def test_writes_burst_of_older_scanner(self):
+    def test_writes_burst_from_older_scanner(self):
         self.check("old")
 
-    def test_writes_records_of_300_series(self):
+    def test_writes_records_of_the_300_series(self):
         self.check("300", burst_sync=0)
