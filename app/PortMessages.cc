@@ -35,7 +35,7 @@ void PortMessages::Show(const std::string& path, const platform::PortObstacle& o
       return ShowDenied(path, obstacle);
     case Kind::kForbidden:
       return Raise(Notice::kPortDenied, path,
-                   "The system blocks access to " + path +
+                   "The system is blocking access to " + path +
                        ". If Quillet runs in a container or sandbox, give it access to the port.",
                    {TryAgain()});
     case Kind::kBusy: {

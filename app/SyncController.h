@@ -80,7 +80,7 @@ class SyncController final : public LumetDelegate {
   bool IsTavoConnected();   ///< waits up to 5 s for the scanner to answer. Connection thread.
   /// Shows the connected scanner. Starts a run if `bAutoSync` is set. Read thread.
   void TavoInitializationDone(bool connected) override;
-  void DeviceHungUp() override;  ///< shows that the scanner's line has failed. Read thread.
+  void DeviceHungUp() override;  ///< says that the connection to the scanner was lost; read thread
   void DisplayConnectionMessage(std::int32_t index);  ///< shows an attempt's result. Any thread.
   void Terminate();  ///< disconnects; may be called while no scanner is connected. Main thread.
   void WriteArchive() { archive_->WriteLines(); }  ///< see RunArchive. Main thread.

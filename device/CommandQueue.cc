@@ -59,7 +59,7 @@ std::optional<CommandQueue::Entry> CommandQueue::Head() const {
     for (std::size_t i = 0; i < entry.commandLength; ++i) {
       entry.command[i] = cmdArray_[start + 1 + i].load();
     }
-    // If the buffer was restarted during the copy, the bytes may belong to two different entries.
+    // If the buffer was reset during the copy, the bytes may belong to two different entries.
     const Indices now = indices_.load();
     if (now.generation == entry.indices.generation) return entry;
   }
@@ -74,7 +74,7 @@ bool CommandQueue::Holds(std::uint8_t type) const {
       found = entry == type;
       start += 1 + (entry == 'W' ? 1 : std::size_t{cmdArray_[start].load()});
     }
-    // If the buffer was restarted during the search, searches again.
+    // If the buffer was reset during the search, search again.
     if (indices_.load().generation == begun.generation) return found;
   }
 }

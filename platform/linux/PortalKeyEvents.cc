@@ -248,7 +248,7 @@ bool PortalKeyEvents::IsInState(State state) {
 
 void PortalKeyEvents::SetState(State state) {
   if (isStopping_) return;
-  if (state == State::kMissing) {  // another way of typing may work
+  if (state == State::kMissing) {  // another typing method may still work
     log_.Write("This desktop has no remote desktop portal");
   } else if (const std::string problem = ProblemOf(state); !problem.empty()) {
     Log(log_, "Cannot type on this desktop: ", problem);

@@ -172,7 +172,7 @@ bool X11KeyEvents::Fail(const char* reason) {
   return false;
 }
 
-// Undoes the changes of a process that was killed while typing.
+// Undoes the changes made by a process that was killed while typing.
 void X11KeyEvents::RestoreAbandoned() {
   spare_->Recover();
   const std::vector<std::uint32_t> mark = typing_->Abandoned();

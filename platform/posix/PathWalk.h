@@ -25,7 +25,7 @@ struct Place {
 ///         followed.
 Place OpenPlace(const std::string& path);
 
-/// Opens the place that the link at `place` points to, as OpenPlace does.
+/// Opens the target of the symbolic link at `place`, in the same way as OpenPlace.
 Place FollowLink(const Place& place);
 
 /// Opens the regular file at a place for reading. Does not follow a link. Never blocks.

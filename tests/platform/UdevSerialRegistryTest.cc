@@ -190,7 +190,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesOfConvertersAndUarts) {
   ExpectNotified(2, 2);
 }
 
-TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfNonSerialDevices) {
+TEST_F(UdevSerialRegistryTest, DoesNotReportNonSerialDevices) {
   Listen();
   const std::string console = system_.AddVirtualTerminal("tty1");
   const std::string placeholder = system_.AddUart("ttyS1", 0);
@@ -210,7 +210,7 @@ TEST_F(UdevSerialRegistryTest, NotifiesOfArrivalAndRemovalOnlyOnce) {
   ExpectNotified(0, 1);
 }
 
-TEST_F(UdevSerialRegistryTest, DoesNotNotifyOfAnAlreadyRemovedDevice) {
+TEST_F(UdevSerialRegistryTest, DoesNotReportAnAlreadyRemovedDevice) {
   Listen();
   system_.Remove(system_.AddUsbModem("3-1:1.0", "ttyACM0"));
   ExpectNotified(0, 0);

@@ -46,8 +46,8 @@ class PortMessagesTest(PortTest):
     def test_says_that_the_system_blocks_the_port(self):
         self.plugged_in_scanner()
         self.start_failing(environment=self.preload(PORT_ERROR=str(errno.EPERM)))
-        self.quillet.wait_for_message(f"The system blocks access to {PORT}. If Quillet runs in a "
-                                      "container or sandbox, give it access to the port.",
+        self.quillet.wait_for_message(f"The system is blocking access to {PORT}. If Quillet runs in "
+                                      "a container or sandbox, give it access to the port.",
                                       "Try again")
 
     def test_names_the_program_that_uses_the_port(self):

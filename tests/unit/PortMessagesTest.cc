@@ -67,8 +67,8 @@ TEST_F(PortMessagesTest, NamesTheProgramThatUsesThePort) {
 TEST_F(PortMessagesTest, SaysThatTheSystemBlocksThePort) {
   Fail({.kind = Kind::kForbidden});
   ExpectMessage(
-      "The system blocks access to /absent1. If Quillet runs in a container or sandbox, give it "
-      "access to the port.",
+      "The system is blocking access to /absent1. If Quillet runs in a container or sandbox, give "
+      "it access to the port.",
       {"Try again"});
 }
 

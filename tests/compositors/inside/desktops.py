@@ -238,7 +238,7 @@ class Fcitx(X11):
 
 
 class Sway(Desktop):
-    """sway, which represents the compositors based on wlroots. The user's keyboard is virtual."""
+    """sway, a compositor based on wlroots. The user types on a virtual keyboard."""
 
     name = "sway"
 
