@@ -220,8 +220,8 @@ void ApplicationDelivery::KeyIgnored() {
   if (!count_.ExcludeLast(platform_.clock.Now())) return;
   RaiseUndelivered(Notice::kTypedAtQuillet,
                    "Quillet's window had focus, so the records were not delivered.",
-                   "They are in the archive. Click the receiving window before you scan.",
-                   "They were not saved either. Click the receiving window, then scan or "
+                   "They are in the archive. Click the target window before you scan.",
+                   "They were not saved either. Click the target window, then scan or "
                    "synchronize again.");
 }
 

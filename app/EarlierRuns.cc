@@ -286,8 +286,8 @@ void EarlierRuns::Remove() {
   const bool deleted = std::ranges::all_of(
       run.names, [this](const std::string& name) { return parts_.archive.Delete(name); });
   window_.ShowMessage(deleted ? ""
-                              : "A synchronization is using the records. Delete them when it has "
-                                "finished.");
+                              : "The records cannot be deleted during a synchronization. Try again "
+                                "when it has finished.");
   Refresh();
 }
 

@@ -53,7 +53,8 @@ void Run::Gather(const std::string& record, std::int64_t line) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // Null if the run began with another destination, or if End has already written the records.
+    // There are no records yet: the run began with another destination, or End has already written
+    // its records.
     records = std::make_unique<Records>();
   }
   // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of

@@ -47,12 +47,12 @@ class SettingsConsent {
 
   /// The objects that SettingsConsent uses. All outlive it.
   struct Parts {
-    platform::FileStore& files;       ///< reads and writes `confirmed`
-    Settings& settings;               ///< the current settings
-    platform::Panels& panels;         ///< shows the dialog
-    StatusStrip& strip;               ///< shows that settings are withheld
-    std::string dataFolder;           ///< absolute path of the data folder
-    std::string confirmed;            ///< file with the confirmed actions; empty: none are stored
+    platform::FileStore& files;  ///< reads and writes `confirmed`
+    Settings& settings;          ///< the current settings
+    platform::Panels& panels;    ///< shows the dialog
+    StatusStrip& strip;          ///< shows that settings are withheld
+    std::string dataFolder;      ///< absolute path of the data folder
+    std::string confirmed;       ///< file for the confirmed actions; if empty, they are not stored
     std::function<bool()> mayReview;  ///< during a run, shows a message and returns false
     std::function<void()> onConfirm;  ///< called when withheld settings take effect
   };

@@ -19,7 +19,7 @@ bool SyncController::IgnoresPress(const std::string& button) {
                             " when it has finished.");
   } else if (bConnecting) {
     messages_->PressIgnored(
-        numPorts == 0 ? "Quillet is waiting for a scanner. Plug it in, or press " + button +
+        numPorts == 0 ? "Quillet is waiting for a scanner. Plug one in, or press " + button +
                             " again in 20 seconds."
                       : "Quillet is connecting. Press " + button + " again in a few seconds.");
   }

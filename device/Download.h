@@ -11,7 +11,8 @@ class Download {
   virtual void SynchronizeOneRecord() = 0;  ///< runs the command "q"; command thread
   virtual void SynchronizeBurstData() = 0;  ///< delivers the records of a burst; read thread
   virtual void SynchronizeData() = 0;       ///< delivers the record of a frame; read thread
-  virtual void KeepMisplacedRecord() = 0;   ///< archives a frame if it is a record; read thread
+  /// Archives the misplaced frame if it is a record. Read thread.
+  virtual void KeepMisplacedRecord() = 0;
 
  protected:
   ~Download() = default;

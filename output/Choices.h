@@ -16,8 +16,7 @@ inline constexpr std::string_view kDataDelimiterTitles[] = {
 inline constexpr std::string_view kRecordDelimiterTitles[] = {
     "Nothing", "Line feed (LF)  ↓", "Carriage return (CR)  ←", "Tab  →", "New line (CR LF)  ⏎",
 };
-inline constexpr std::string_view kSerialPositionTitles[] = {"First in the line",
-                                                             "Last in the line"};
+inline constexpr std::string_view kSerialPositionTitles[] = {"Start of line", "End of line"};
 inline constexpr std::string_view kOrderTitles[] = {
     "Symbology, Data, Time", "Symbology, Time, Data", "Data, Symbology, Time",
     "Data, Time, Symbology", "Time, Symbology, Data", "Time, Data, Symbology",

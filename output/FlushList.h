@@ -43,7 +43,7 @@ class FlushList {
   /// Removes the files with this name (without the extension).
   void Remove(const std::string& name);
 
-  /// Result of Find: the entries that have the name.
+  /// Result of Find: which kinds of entries have the name.
   struct Found {
     bool isDay = false;   ///< the latest kDay entry has this name
     bool isHeld = false;  ///< another entry has this name

@@ -152,7 +152,7 @@ class RunArchive final : public RecordArchive {
   RunUnits units_;
   RunUnits::Mark failed_{0};             // the last unit whose data or line was not archived
   RunUnits::Mark unsafe_{0};             // a file of the run could not be written, or was deleted
-  RunUnits::Mark cutOff_{0};             // a unit is known to be incomplete
+  RunUnits::Mark cutOff_{0};             // the last unit that is known to be incomplete
   RunUnits::Mark lastOfRun_{0};          // the last unit of the most recently ended run
   RunUnits::Mark inDay_{0};              // a unit belongs in the day's files
   RunUnits::Mark flushed_{-1};           // the units up to this one are on the disk

@@ -87,7 +87,8 @@ TypingWatch::State EisTypist::Read() {
   return watch_.Read(keyboard_.devices());
 }
 
-// Returns a phrase that names the change since the state in `watch_`, or null if there is none.
+// Returns a phrase that describes what has changed since `watch_` was recorded, or null if nothing
+// has changed.
 const char* EisTypist::WhatChanged() {
   return keyboard_.IsReady() ? watch_.WhatChanged(Read()) : kLayoutChanged;
 }

@@ -29,7 +29,7 @@ class EisTypist final : public PortalTypist {
   /// @param keyboard  outlives this object, like the other arguments
   /// @param clock     used for pauses
   /// @param sent      notified of the strokes that are sent
-  /// @param note      written while another layout is selected
+  /// @param note      stores the original layout while Type has selected another one
   /// @param isEnding  if true, Type stops before the next dead key or pause
   EisTypist(EmulatedKeyboard& keyboard, Clock& clock, SentKeys& sent, const LayoutNote& note,
             const std::atomic<bool>& isEnding);

@@ -8,7 +8,7 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// The code of a stroke whose key the desktop chooses.
+/// Used in place of a key code if the desktop chooses the key.
 inline constexpr std::uint16_t kAnyKey = 0;
 
 /// Key strokes that this program has sent but its windows have not received yet. Strokes that

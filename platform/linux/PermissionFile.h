@@ -7,8 +7,8 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// The file with the permission to type through the remote desktop portal. It contains the portal's
-/// restore token, with which a session can start without asking the user. One thread at a time.
+/// Stores the permission to type through the remote desktop portal: the portal's restore token,
+/// which allows a session to start without asking the user. One thread at a time.
 class PermissionFile {
  public:
   /// @param files  accesses the file; outlives this object

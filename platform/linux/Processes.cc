@@ -20,7 +20,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Maximum number of a process's ancestors to check. Desktop processes have fewer.
+// Maximum number of ancestor processes to check. Desktop processes have fewer.
 constexpr int kGenerations = 32;
 
 // Reads a file up to its end or an error. Reading fails if the process ends in the meantime

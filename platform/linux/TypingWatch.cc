@@ -13,7 +13,7 @@ constexpr auto kReleasePause = 20ms;
 // A new layout may affect keys up to this long before the desktop reports the change.
 constexpr auto kChangeTime = 200ms;
 
-// GNOME needs this time to write the active layout to its settings.
+// Time that GNOME takes to write the active layout to its settings.
 constexpr auto kSettingsPause = 30ms;
 
 constexpr char kModifiersPressed[] =

@@ -77,7 +77,7 @@ struct Temporary {
   UniqueFd file;
 };
 
-// Creates a locked file. After an error, the result contains no open file.
+// Creates a locked file. On error, the result has no open file.
 Temporary CreateTemporary(int folder, std::string_view target, mode_t mode) {
   for (int attempt = 0; attempt < kTemporaryAttempts; ++attempt) {
     std::string name = TemporaryName(folder, target);

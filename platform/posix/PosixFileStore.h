@@ -37,8 +37,8 @@ class PosixFileStore final : public FileStore {
 
   Replaced ReplaceChecked(const std::string& path, std::string_view contents) override;
 
-  /// Follows symbolic links as OpenPlace does. If `path` is a link, reads the link's target and
-  /// replaces the link itself.
+  /// Follows symbolic links in the folder's path as OpenPlace does. If the last component of `path`
+  /// is a link, reads the link's target, but replaces the link.
   Replaced Update(const std::string& path, const Change& change) override;
 
   /// Calls fsync() on all folders of the path. Ignores folders that this user cannot read or write

@@ -27,7 +27,7 @@ namespace quillet::platform::qt {
 class QtPasteboard final : public Pasteboard {
  public:
   /// @param queue        the main thread's queue; it outlives this object
-  /// @param longestRead  maximum time to wait until the program with focus has read the text
+  /// @param longestRead  maximum time to wait for the program with focus to read the text
   explicit QtPasteboard(MainQueue& queue,
                         std::chrono::milliseconds longestRead = std::chrono::seconds(2))
       : queue_(queue), longestRead_(longestRead) {}

@@ -13,7 +13,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr auto kSlice = std::chrono::milliseconds(4);  // time limit per main loop iteration
-constexpr std::size_t kPiece = 20'000;                 // bytes inserted between two time checks
+constexpr std::size_t kPiece = 20'000;                 // bytes inserted between checks of the time
 
 }  // namespace
 

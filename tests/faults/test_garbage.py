@@ -56,7 +56,7 @@ class GarbageTest(FaultTest):
         scanner.wait_for_commands([*CHAIN, "W", "N", "GS1", "GS0", "E"])
         self.assertEqual(0, scanner.record_count())
 
-    def test_live_scan_is_treated_as_the_interrupted_burst(self):
+    def test_live_scan_completes_an_interrupted_burst(self):
         scanner = self.begin_connected(130, "after-sent 500 unplug", clear_memory=1)
         quillet = self.quillet
         quillet.press("Synchronize")

@@ -125,7 +125,7 @@ TEST(AnswerFaults, InsertReplaceOrRemoveBytes) {
   }
 }
 
-TEST(AnswerFaults, RemoveOrReplaceTheAnswerOrSetItsLength) {
+TEST(AnswerFaults, RemoveReplaceOrResizeTheAnswer) {
   EXPECT_EQ(Edited("on W silence", ToBytes("@")), std::nullopt);
   EXPECT_EQ(Edited("on p answer 40", std::nullopt), ToBytes("@"));
   EXPECT_EQ(Edited("on P length 0x123456", Bytes{0, 0, 4, 'x'}, CommandKind::kSendAllRecords),

@@ -172,9 +172,10 @@ class FakeApplications final : public platform::Applications {
   std::set<std::string> installed;
   bool opens = true;  ///< whether OpenApplication succeeds
   int looksBeforeListed = 0;
-  std::vector<std::string> running;  ///< listed applications, including the opened ones
-  std::vector<std::string> opened;   ///< paths passed to OpenApplication
-  int looks = 0;                     ///< number of calls to LaunchedApplications
+  std::vector<std::string>
+      running;  ///< applications reported as running; includes those that were opened
+  std::vector<std::string> opened;  ///< paths passed to OpenApplication
+  int looks = 0;                    ///< number of calls to LaunchedApplications
 
  private:
   int looksLeft_ = 0;

@@ -96,8 +96,8 @@ class LumetFixture : public ::testing::Test {
     return bytes;
   }
 
-  /// Returns the scanner's answer to a command; empty: no answer. The session receives the answer
-  /// at its first poll after the command.
+  /// Returns the scanner's answer to a command, or an empty string if it does not answer. The
+  /// session receives the answer at its first poll after the command.
   std::function<std::string(std::string_view command)> answer;
   std::vector<std::string> commands;  ///< the commands passed to `answer`, in order
 

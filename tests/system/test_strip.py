@@ -13,7 +13,7 @@ from harness.sandbox import PRIVATE_DISK
 from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
-_WAITING = "Waiting for a scanner. Plug it in."
+_WAITING = "Waiting for a scanner. Plug one in."
 _NO_SCANNER = "No scanner is connected. Plug in the scanner, or select its port and press Connect."
 _IN_ARCHIVE = "3 records are in the archive."
 _OPEN, _FOLDER = "Open file", "Show in folder"
@@ -88,7 +88,7 @@ class StateTest(StripTest):
         quillet.wait_for_message(_WAITING)
         for button in ("Connect", "Synchronize", "Settings", "Clear"):
             quillet.press(button)
-            quillet.wait_for_message("Quillet is waiting for a scanner. Plug it in, or press "
+            quillet.wait_for_message("Quillet is waiting for a scanner. Plug one in, or press "
                                      f"{button} again in 20 seconds.")
         quillet.wait_for_message(_NO_SCANNER)
         quillet.press("Connect")

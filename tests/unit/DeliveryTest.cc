@@ -212,7 +212,7 @@ TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {
   delivery.KeyIgnored();
   EXPECT_EQ(Message(),
             "Quillet's window had focus, so the records were not delivered. They were not saved "
-            "either. Click the receiving window, then scan or synchronize again.");
+            "either. Click the target window, then scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
 }
 
@@ -265,7 +265,7 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
       "Quillet's window had focus, so the records were not delivered. They are in the archive. "
-      "Click the receiving window before you scan.";
+      "Click the target window before you scan.";
   EXPECT_EQ(Message(), message);
   EXPECT_EQ(log.Count("Quillet: " + message), 1U);
   clock.Advance(2s);

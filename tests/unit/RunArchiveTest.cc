@@ -242,7 +242,7 @@ TEST_F(RunArchiveTest, CreatesNoFilesForARunWithoutRecords) {
   EXPECT_EQ(Names(""), Texts{});
 }
 
-TEST_F(RunArchiveTest, FlushesTheFilesBeforePermittingErasing) {
+TEST_F(RunArchiveTest, FlushesTheFilesBeforeAllowingTheErase) {
   Begin();
   Receive("1");
   archive_.End(true);

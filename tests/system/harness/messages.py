@@ -13,9 +13,9 @@ FINISHED = "Synchronization finished. Tavo can be plugged off now\n"
 ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
-WAITING = "Waiting for a scanner. Plug it in."
+WAITING = "Waiting for a scanner. Plug one in."
 OWN_WINDOW = ("Quillet's window had focus, so the records were not delivered. They are in the "
-              "archive. Click the receiving window before you scan.")
+              "archive. Click the target window before you scan.")
 NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
 NO_TYPING = "Quillet cannot type on this desktop: "
 REQUESTING = "Requesting records from the scanner"
