@@ -20,7 +20,7 @@ namespace quillet {
 struct StoredRun {
   std::vector<std::string> names;  ///< names of the run's files without the extension, oldest first
   std::uint64_t bytes = 0;         ///< size of the run's records files in bytes
-  bool live = false;               ///< true for the live scans of a day
+  bool live = false;               ///< true for the files of a day's live scans
   bool inProgress = false;         ///< more records may arrive; always false for live scans
   RecordsFileHead head = {};       ///< metadata, the same in all files of the run
 };

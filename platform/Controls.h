@@ -93,7 +93,7 @@ class Window {
   /// desktops focus every new window.
   virtual void OrderFront() = 0;
 
-  virtual void MakeKeyAndOrderFront() = 0;  ///< shows the window in front and gives it focus
+  virtual void MakeKeyAndOrderFront() = 0;  ///< brings the window to the front with focus
   virtual void Close() = 0;                 ///< hides the window; does not call OnClose's action
 };
 

@@ -57,7 +57,7 @@ class SerialRegistry {
 
   /// Finds out why a port cannot be used. Opens the port briefly. Takes up to 0.3 s, or minutes if
   /// the system's user database does not respond. Any thread.
-  /// @param path  path of the port, which this process does not have open
+  /// @param path  path of the port; must not be open in this process
   virtual PortObstacle Inspect([[maybe_unused]] const std::string& path) { return {}; }
 
   /// Creates a notification port and adds it to the main loop.

@@ -32,7 +32,7 @@ class KeysymSearch {
   /// groups.
   bool IsOnSameKey(std::uint32_t symbol) const;
 
-  /// Returns true if the desktops press a key without modifiers for the keysym.
+  /// Returns true if a desktop types the keysym by pressing a single key, without modifiers.
   /// @param symbol  a keysym
   /// @param group   the current group, counted from 0
   bool IsPlain(std::uint32_t symbol, std::uint32_t group) const;

@@ -501,7 +501,7 @@ TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfTheFileOrItsFolder) {
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
-TEST_F(PosixFileStoreTest, ReturnsAnotherUserIfTheyOwnTheLinkOrFolder) {
+TEST_F(PosixFileStoreTest, FindsAnotherUserWhoOwnsTheLinkOrFolder) {
   constexpr uid_t kOther = 1;
   constexpr uid_t kTarget = 2;
   fs::create_directory(folder_ / "theirs");
