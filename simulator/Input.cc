@@ -67,8 +67,8 @@ ScanRecord ReadRecord(std::string_view line, Model model) {
   record.symbology = symbology == "erased" ? kErasedSlot : ParseSymbologyByte(model, symbology);
   record.data = Unescape(fields[1]);
   if (record.data.size() > MaxDataSize(model)) {
-    throw Complaint("a record of this model holds at most " + std::to_string(MaxDataSize(model)) +
-                    " bytes of data, not " + std::to_string(record.data.size()));
+    throw Complaint("the data has " + std::to_string(record.data.size()) +
+                    " bytes, but this model allows at most " + std::to_string(MaxDataSize(model)));
   }
   const std::string time = Trimmed(fields[2]);
   const auto moment = ParseCalendarTime(time);
@@ -153,7 +153,7 @@ std::uint8_t ParseSymbologyByte(Model model, std::string_view text) {
   const auto value = ReadNumber(text);
   if (!value || *value > 0xFF) {
     throw std::invalid_argument("\"" + std::string(text) +
-                                "\" is neither a symbology of this model nor a number up to 255");
+                                "\" is not a symbology of this model or a number from 0 to 255");
   }
   return static_cast<std::uint8_t>(*value);
 }

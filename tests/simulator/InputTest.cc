@@ -80,7 +80,7 @@ TEST(RecordTable, ReportsErrorsWithLineAndReason) {
   const std::string good = "0,1,2026-11-16 09:15:00\n";
   const std::pair<std::string, const char*> kErrors[] = {
       {good + "# note\n99 bottles,1,2026-11-16 09:15:00\n",
-       "line 3: \"99 bottles\" is neither a symbology of this model nor a number up to 255"},
+       "line 3: \"99 bottles\" is not a symbology of this model or a number from 0 to 255"},
       {good + "0,1\n", "line 2: expected 3 fields (symbology, data, time), not 2"},
       {good + "0,1,2026-11-31 09:15:00\n",
        "line 2: \"2026-11-31 09:15:00\" is not a valid time: use "
@@ -93,8 +93,7 @@ TEST(RecordTable, ReportsErrorsWithLineAndReason) {
        "line 1: expected a comma after the closing quotation mark"}};
   for (const auto& [csv, error] : kErrors) EXPECT_EQ(CsvError(csv), error);
   const std::string tooLong = "0," + std::string(251, 'x') + ",2026-11-16 09:15:00";
-  EXPECT_EQ(CsvError(tooLong),
-            "line 1: a record of this model holds at most 250 bytes of data, not 251");
+  EXPECT_EQ(CsvError(tooLong), "line 1: the data has 251 bytes, but this model allows at most 250");
   EXPECT_EQ(CsvError(tooLong, Model::kSeries300), "no error");
 }
 

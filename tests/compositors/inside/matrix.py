@@ -60,8 +60,9 @@ class Receiver:
             return file.read()
 
     def wait_for(self, before, text, limit=20):
-        """Waits for `text` and returns the text received after `before`. Gives up if other text
-        arrives and then stops changing, or if no text arrives for `limit` seconds."""
+        """Waits until `text` is received after `before`, and returns all text received after
+        `before`. Gives up if different text arrives and no more follows, or if no text arrives for
+        `limit` seconds."""
         last, changed = "", time.monotonic()
         end = changed + limit
         while time.monotonic() < end:
