@@ -124,7 +124,8 @@ std::int64_t RunArchive::KeepLine(std::string_view line) {
 }
 
 void RunArchive::AppendLines() {
-  if (!latest_ || !latest_->AppendLines(pendingLines_)) Failed();
+  const bool hasRecords = latest_ != nullptr;
+  if (hasRecords && !latest_->AppendLines(pendingLines_)) Failed();
   pendingLines_.clear();
   linesPending_ = false;
 }

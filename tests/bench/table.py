@@ -126,7 +126,7 @@ class Bench:
         self._gather(self._run(self._program("run_bench"), "singly"))
 
     def archive(self):
-        self._gather(self._run(self._program("run_bench"), "archive", "31"))
+        self._gather(self._run(self._program("run_bench"), "archive", "61"))
         for name, factor in (("burst", 1e3), ("record", 1e6)):
             name = f"archive-{name}-processor"
             self.figures[name] = [(factor * ours, factor * theirs)
