@@ -38,8 +38,8 @@ struct Argument {
 std::uint64_t NumberUpTo(std::uint64_t most, const char* name, const std::string& text) {
   const auto value = ReadNumber(text);
   if (!value || *value > most) {
-    throw UsageError(std::string(name) + " must be a whole number up to " + std::to_string(most) +
-                     ", not \"" + text + "\"");
+    throw UsageError(std::string(name) + " must be a whole number from 0 to " +
+                     std::to_string(most) + ", not \"" + text + "\"");
   }
   return *value;
 }
@@ -60,7 +60,7 @@ void SetSpeed(Parsed& parsed, const std::string& text) {
   const bool unlimited = text == "unlimited";
   parsed.options.speed = unlimited ? 0 : NumberUpTo(kFastest, "--speed", text);
   if (parsed.options.speed == 0 && !unlimited) {
-    throw UsageError("--speed must be at least 1, or unlimited");
+    throw UsageError("--speed must be at least 1 or \"unlimited\"");
   }
 }
 
@@ -123,7 +123,7 @@ Parsed ReadArguments(const std::vector<std::string>& arguments) {
       return parsed;
     }
     if (name == "--cooked") {
-      if (hasValue) throw UsageError("--cooked takes no value");
+      if (hasValue) throw UsageError("--cooked does not take a value");
       parsed.options.terminalMode = TerminalMode::kCooked;
       continue;
     }

@@ -165,7 +165,7 @@ void PathLink::PointTo(const std::string& target) {
   const fs::file_status status = fs::symlink_status(path_);
   if (fs::exists(status) && !fs::is_symlink(status)) {
     throw std::system_error(std::make_error_code(std::errc::file_exists),
-                            path_ + " is not a symbolic link");
+                            path_ + " exists and is not a symbolic link");
   }
   // rename(2) replaces an existing link atomically.
   const std::string fresh = path_ + ".new." + std::to_string(getpid());

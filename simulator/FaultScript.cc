@@ -74,7 +74,7 @@ std::chrono::nanoseconds TakeMilliseconds(Words& words) {
 }
 
 std::chrono::nanoseconds TakeMoment(Words& words) {
-  constexpr const char* kWhat = "a time such as 2.5s or 700ms";
+  constexpr const char* kWhat = "a duration such as 2.5s or 700ms";
   const Word word = words.Take(kWhat);
   std::string_view number = word.text;
   if (!number.ends_with('s')) Expected(kWhat, word.text);
@@ -113,7 +113,7 @@ void ReadMilliseconds(Words& words, Fault& fault) {
 
 void ReadChunks(Words& words, Fault& fault) {
   fault.number = TakeNumber(words, "a chunk size in bytes");
-  if (fault.number == 0) throw Complaint("a chunk must have at least one byte");
+  if (fault.number == 0) throw Complaint("the chunk size must be at least 1");
   if (!words.AtEnd()) ReadMilliseconds(words, fault);
 }
 
@@ -151,7 +151,7 @@ void ReadLength(Words& words, Fault& fault) {
     throw Complaint("only answers to p and P have a length field");
   }
   fault.number = TakeNumber(words, "a length");
-  if (fault.number > 0xFFFFFF) throw Complaint("a length must be at most 16777215 (24 bits)");
+  if (fault.number > 0xFFFFFF) throw Complaint("the length must be at most 16777215 (24 bits)");
 }
 
 void ReadReplug(Words& words, Fault& fault) {
@@ -163,7 +163,7 @@ void ReadReplug(Words& words, Fault& fault) {
 
 void ReadScan(Words& words, Fault& fault) {
   fault.number = TakeNumber(words, "the symbology byte");
-  if (fault.number > 0xFF) throw Complaint("a symbology byte must be from 0 to 255");
+  if (fault.number > 0xFF) throw Complaint("the symbology byte must be from 0 to 255");
   fault.bytes = Unescape(words.Take("the barcode's data").text);
 }
 
@@ -228,12 +228,13 @@ void ReadOccurrence(Words& words, Fault& fault) {
   if (fault.andLater) text.pop_back();
   fault.occurrence = ReadNumber(text).value_or(0);
   if (fault.occurrence == 0) {
-    throw Complaint("an occurrence must have the form N, N+ or every, not \"" + text + "\"");
+    throw Complaint("the occurrence must be N, N+ or \"every\", not \"" + text + "\"");
   }
 }
 
 void ReadTrigger(Words& words, Fault& fault) {
-  constexpr const char* kNames = "on, after-sent, after-received, after-bytes or at";
+  constexpr const char* kNames =
+      "\"on\", \"after-sent\", \"after-received\", \"after-bytes\" or \"at\"";
   const std::string name = words.Take(kNames).text;
   const auto* found = FindByName(kTriggers, name);
   if (found == nullptr) Expected(kNames, name);

@@ -73,8 +73,9 @@ ScanRecord ReadRecord(std::string_view line, Model model) {
   const std::string time = Trimmed(fields[2]);
   const auto moment = ParseCalendarTime(time);
   if (!moment) {
-    throw Complaint("\"" + time +
-                    "\" is not a valid time: use YYYY-MM-DD HH:MM:SS, years 2000 to 2063");
+    throw Complaint(
+        "\"" + time +
+        "\" is not a valid time: use YYYY-MM-DD HH:MM:SS, with a year from 2000 to 2063");
   }
   record.time = *moment;
   return record;
@@ -152,8 +153,9 @@ std::uint8_t ParseSymbologyByte(Model model, std::string_view text) {
   if (const auto code = SymbologyCode(model, text)) return *code;
   const auto value = ReadNumber(text);
   if (!value || *value > 0xFF) {
-    throw std::invalid_argument("\"" + std::string(text) +
-                                "\" is not a symbology of this model or a number from 0 to 255");
+    throw std::invalid_argument(
+        "\"" + std::string(text) +
+        "\" is neither a symbology of this model nor a number from 0 to 255");
   }
   return static_cast<std::uint8_t>(*value);
 }

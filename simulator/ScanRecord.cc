@@ -86,8 +86,9 @@ std::size_t MaxDataSize(Model model) {
 Bytes Encode(const ScanRecord& record, Model model) {
   if (record.raw) return *record.raw;
   if (record.data.size() > MaxDataSize(model)) {
-    throw std::length_error("this model allows at most " + std::to_string(MaxDataSize(model)) +
-                            " bytes of data, not " + std::to_string(record.data.size()));
+    throw std::length_error("the data has " + std::to_string(record.data.size()) +
+                            " bytes, but this model allows at most " +
+                            std::to_string(MaxDataSize(model)));
   }
   Bytes bytes;
   if (model == Model::kOlder) {

@@ -69,7 +69,7 @@ void ScannerOnLine::TakeTurn(Time now) {
   }
   TriggerFaults(now);
   if (replugAt_ && now >= *replugAt_) {
-    Attempt("could not plug in: ", now, [&] { Plug(now); });
+    Attempt("could not plug in the scanner: ", now, [&] { Plug(now); });
   }
   if (plugged_ && !HasLine()) {
     try {
@@ -202,7 +202,7 @@ void ScannerOnLine::Trigger(const Fault& fault, Time now) {
       BeginCut(fault.replug, now);
       break;
     case FaultAction::kPlug:
-      Attempt("could not plug in: ", now, [&] { Plug(now); });
+      Attempt("could not plug in the scanner: ", now, [&] { Plug(now); });
       break;
     case FaultAction::kSend:
       output_.InsertNow(fault.bytes, now);
@@ -244,7 +244,7 @@ void ScannerOnLine::BeginCut(std::optional<std::chrono::nanoseconds> replug, Tim
 void ScannerOnLine::FinishCut(Time now) {
   if (endpoint_->HasUnreadOutput() && now < cutting_->deadline) return;
   const Cut cut = *std::exchange(cutting_, std::nullopt);
-  PullOut(now, "unplugged by a fault");
+  PullOut(now, "unplugged by a fault rule");
   if (cut.replug) replugAt_ = now + *cut.replug;
 }
 

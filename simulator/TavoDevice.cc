@@ -27,7 +27,7 @@ void CheckSizes(const std::vector<ScanRecord>& records, Model model) {
 
 void AddLimited(std::vector<std::string>& list, std::string text) {
   if (list.size() > kMostComplaints) return;
-  if (list.size() == kMostComplaints) text = "further entries are not listed";
+  if (list.size() == kMostComplaints) text = "further problems are not listed";
   list.push_back(std::move(text));
 }
 
@@ -107,7 +107,7 @@ void TavoDevice::ForgetUnfinishedCommand() {
   const std::string unfinished = parser_.Reset();
   if (!unfinished.empty()) {
     AddLimited(report_.notes,
-               "the port was closed in the middle of the command " + ToHex(ToBytes(unfinished)));
+               "the port was closed during the command " + ToHex(ToBytes(unfinished)));
   }
 }
 

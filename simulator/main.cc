@@ -106,7 +106,8 @@ constexpr std::array kConsoleCommands = std::to_array<ConsoleCommand>({
 void RunLine(const std::string& name, Request request) {
   const auto* command = FindByName(kConsoleCommands, name);
   try {
-    if (command == nullptr) throw std::runtime_error("unknown command \"" + name + "\". Try help.");
+    if (command == nullptr)
+      throw std::runtime_error("unknown command \"" + name + "\". Try \"help\".");
     command->run(request);
     Print(request.answer);
   } catch (const std::exception& error) {

@@ -53,7 +53,7 @@ std::string SyncedFile(const std::string& text) {
 void PrintStart(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::string line;
-  std::printf("First lines:\n");
+  std::printf("First lines of the file:\n");
   for (int i = 0; i < kShownLines && std::getline(file, line); ++i) {
     std::erase(line, '\r');
     std::printf("  %s\n", line.c_str());
@@ -78,13 +78,13 @@ bool Check(QWidget& window, const Simulator& scanner, const DeviceSettings& devi
 
   std::printf("%s\n", text.c_str());
   for (const std::string& complaint : complaints) {
-    std::printf("The scanner received invalid input: %s\n", complaint.c_str());
+    std::printf("The simulated scanner received invalid input: %s\n", complaint.c_str());
   }
   std::printf("File:       %s\nScreenshot: %s\n", path.empty() ? "(none)" : path.c_str(),
               pictureSaved ? picture.c_str() : "(could not be saved)");
   if (!path.empty()) PrintStart(path);
-  std::printf("%s\n", exact ? "Every record arrived exactly."
-                            : "The records in the file differ from the scanner's records.");
+  if (exact) std::printf("Every record arrived exactly.\n");
+  if (!arrived) std::printf("The records in the file differ from those in the scanner.\n");
   return exact && pictureSaved;
 }
 

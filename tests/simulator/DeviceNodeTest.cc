@@ -37,7 +37,7 @@ class DeviceNodeTest : public ScannerTest {
   const test::TemporaryFolder folder_;
 };
 
-TEST_F(DeviceNodeTest, IsSetToRawModeAndLineSpeed) {
+TEST_F(DeviceNodeTest, IsSetToRawModeAndTheGivenLineSpeed) {
   Serve();
   EXPECT_EQ(scanner->Path(), options.deviceNode);
   EXPECT_EQ(port->Ask("M", 11), ToBytes("1234567890@"));

@@ -69,13 +69,14 @@ TEST(FaultScript, IgnoresCommentsAndEmptyLines) {
 TEST(FaultScript, ReportsErrorsWithLineAndReason) {
   const std::pair<const char*, const char*> kErrors[] = {
       {"on M silence\n\nif M silence\n",
-       "line 3: expected on, after-sent, after-received, after-bytes or at, not \"if\""},
+       "line 3: expected \"on\", \"after-sent\", \"after-received\", \"after-bytes\" or \"at\", "
+       "not \"if\""},
       {"on Q silence", "line 1: \"Q\" is not a scanner command"},
       {"on p01# silence", "line 1: \"p01#\" is not a scanner command"},
       {"on", "line 1: expected a command at the end of the rule"},
       {"on M", "line 1: expected an action at the end of the rule"},
       {"on M explode", "line 1: unknown action \"explode\""},
-      {"on M 0 silence", "an occurrence must have the form"},
+      {"on M 0 silence", "the occurrence must be"},
       {"on M delay soon", "not \"soon\""},
       {"on M before 0", "expected bytes, such as 03 1f or \"text\", not \"0\""},
       {"on M before", "expected bytes, such as 03 1f or \"text\" at the end of the rule"},
@@ -88,7 +89,7 @@ TEST(FaultScript, ReportsErrorsWithLineAndReason) {
       {"after-sent 0 unplug", "line 1: the number of bytes must be at least 1"},
       {"on M length 5", "only answers to p and P"},
       {"on P length 16777216", "24 bits"},
-      {"on P chunks 0", "at least one byte"},
+      {"on P chunks 0", "the chunk size must be at least 1"},
       {"after-sent 5 unplug again 3", "expected \"replug\""},
       {"at 1s scan 256 abc", "from 0 to 255"}};
   for (const auto& [script, error] : kErrors) {

@@ -80,11 +80,11 @@ TEST(RecordTable, ReportsErrorsWithLineAndReason) {
   const std::string good = "0,1,2026-11-16 09:15:00\n";
   const std::pair<std::string, const char*> kErrors[] = {
       {good + "# note\n99 bottles,1,2026-11-16 09:15:00\n",
-       "line 3: \"99 bottles\" is not a symbology of this model or a number from 0 to 255"},
+       "line 3: \"99 bottles\" is neither a symbology of this model nor a number from 0 to 255"},
       {good + "0,1\n", "line 2: expected 3 fields (symbology, data, time), not 2"},
       {good + "0,1,2026-11-31 09:15:00\n",
        "line 2: \"2026-11-31 09:15:00\" is not a valid time: use "
-       "YYYY-MM-DD HH:MM:SS, years 2000 to 2063"},
+       "YYYY-MM-DD HH:MM:SS, with a year from 2000 to 2063"},
       {"0,\\x4,2026-11-16 09:15:00", "line 1: \\x must be followed by two hexadecimal digits"},
       {"0,\\q,2026-11-16 09:15:00",
        "line 1: a backslash must be followed by x and two hexadecimal digits, or by \\, n, r or t"},

@@ -135,7 +135,7 @@ TEST_F(OutputQueueTest, ContinuesAtLineSpeedAfterAStall) {
   EXPECT_EQ(Take(milliseconds(102)), "d");
 }
 
-TEST_F(OutputQueueTest, StaysEmptyIfNoBytesAreAddedAfterClear) {
+TEST_F(OutputQueueTest, StaysEmptyAfterClearIfZeroBytesAreAdded) {
   Append("abcd");
   queue_.Clear();
   queue_.Append({}, kQueueStart);

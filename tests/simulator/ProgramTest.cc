@@ -174,9 +174,10 @@ TEST(TavoSimulatorProgram, ExecutesCommandsFromStandardInput) {
   EXPECT_EQ(program.Say("fault on M silence"), "ok");
   EXPECT_EQ(program.Say("complaints"), "complaints 0");
   EXPECT_THAT(program.Say("dance"), HasSubstr("error: unknown command \"dance\""));
-  EXPECT_THAT(program.Say("scan nonsense 1"), HasSubstr("error: \"nonsense\" is not a symbology"));
+  EXPECT_THAT(program.Say("scan nonsense 1"),
+              HasSubstr("error: \"nonsense\" is neither a symbology"));
   EXPECT_THAT(program.Say("scan 1 " + std::string(251, 'x')),
-              HasSubstr("error: this model allows at most"));
+              HasSubstr("error: the data has 251 bytes, but this"));
   EXPECT_THAT(program.Say("fault on Q silence"),
               HasSubstr("error: \"Q\" is not a scanner command"));
   EXPECT_EQ(program.Say("records"), "records 1");

@@ -106,7 +106,7 @@ TEST_F(SimulatorFaultTest, UnplugsEvenIfSentBytesAreNeverRead) {
   EXPECT_TRUE(WaitForUnplug());
 }
 
-TEST_F(SimulatorFaultTest, UnplugsAfterExactlyTheGivenNumberOfBytes) {
+TEST_F(SimulatorFaultTest, UnplugsAfterExactlyTheGivenNumberOfReceivedBytes) {
   AttachWith("after-received 2 unplug");
   port->Send("WMV");
   ASSERT_TRUE(WaitForUnplug());
@@ -138,7 +138,7 @@ TEST_F(SimulatorFaultTest, ReplugsAfterTheGivenTime) {
   EXPECT_EQ(HostPort(scanner->Path()).Ask("M", 11), ToBytes("1234567890@"));
 }
 
-TEST_F(SimulatorFaultTest, UnplugsWhenTheCommandArrives) {
+TEST_F(SimulatorFaultTest, UnplugsWhenTheGivenCommandArrives) {
   AttachWith("on GS1 unplug");
   EXPECT_EQ(port->Ask("W", 1), ToBytes("@"));
   port->Send("GS1");

@@ -167,7 +167,7 @@ TEST_F(TavoDeviceTest, ReportListsCommandsAndALimitedNumberOfComplaints) {
               ElementsAre("byte 2 received: byte 0x78 'x' is not the start of a command"));
   Exchange(Bytes(100'000, 'x'));
   EXPECT_THAT(Report().complaints, SizeIs(kMostComplaints + 1));
-  EXPECT_EQ(Report().complaints.back(), "further entries are not listed");
+  EXPECT_EQ(Report().complaints.back(), "further problems are not listed");
 }
 
 }  // namespace
