@@ -72,7 +72,7 @@ DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool pas
   // thread handles an ignored key late, KeyIgnored raises kTypedAtQuillet again.
   if (count_.BeginRecord(platform_.clock.Now())) {
     strip_.Withdraw(Notice::kTypedAtQuillet);
-    RaiseIncomplete("Some records were not delivered because Quillet's window had focus.");
+    RaiseIncomplete("Quillet's window had focus, so some records were not delivered.");
   }
   const DeliveryOutcome outcome = paste ? Paste(record) : Type(record);
   const bool accepted = ShowProblem();
@@ -141,15 +141,16 @@ DeliveryOutcome ApplicationDelivery::Paste(const std::string& record) {
   if (!platform_.pasteboard.SetString(record)) {
     Log(platform_.log, "-[SyncController DisplayBarcode:]", ":Couldn't set pasteboard");
     if (!pastingFailed_.exchange(true)) {
-      RaiseUndelivered(
-          Notice::kPastingImpossible, "A record was not pasted: the clipboard is not available.",
-          "The record is in the archive.", "It was not saved either. Scan or synchronize again.");
+      RaiseUndelivered(Notice::kPastingImpossible,
+                       "A record was not pasted: the clipboard is not available.",
+                       "The record is in the archive.",
+                       "The record was not saved either. Scan or synchronize again.");
     }
     return DeliveryOutcome::kNoClipboard;
   }
   if (pastingFailed_.exchange(false)) {
     strip_.Withdraw(Notice::kPastingImpossible);
-    RaiseIncomplete("Not everything was pasted: the clipboard was not available.");
+    RaiseIncomplete("Some text was not pasted: the clipboard was not available.");
   }
   count_.Add();
   platform_.clock.Sleep(kPastePause);
@@ -168,7 +169,7 @@ bool ApplicationDelivery::ShowProblem() {
   typingProblem_.Set(problem);
   if (problem.empty()) {
     strip_.Withdraw(Notice::kTypingImpossible);
-    RaiseIncomplete("Not everything was typed: " + AsSentence(earlier));
+    RaiseIncomplete("Some text was not typed: " + AsSentence(earlier));
     return true;
   }
   RaiseTypingImpossible(problem);
@@ -221,7 +222,7 @@ void ApplicationDelivery::KeyIgnored() {
   RaiseUndelivered(Notice::kTypedAtQuillet,
                    "Quillet's window had focus, so the records were not delivered.",
                    "They are in the archive. Click the target window before you scan.",
-                   "They were not saved either. Click the target window, then scan or "
+                   "The records were not saved either. Click the target window, then scan or "
                    "synchronize again.");
 }
 
@@ -229,7 +230,7 @@ void ApplicationDelivery::KeyIgnored() {
 // begins.
 void ApplicationDelivery::RaiseIncomplete(const std::string& problem) {
   RaiseUndelivered(Notice::kRecordNotTyped, problem, "The records are in the archive.",
-                   "They were not saved either. Scan or synchronize again.");
+                   "The records were not saved either. Scan or synchronize again.");
 }
 
 void ApplicationDelivery::RaiseUndelivered(Notice notice, const std::string& problem,

@@ -45,7 +45,8 @@ std::string Shortened(std::string lines) {
   if (lines.size() <= kPreviewSize) return lines;
   lines.resize(Utf8Prefix(lines, kPreviewSize).size());
   lines.resize(std::min(lines.rfind('\n'), lines.size() - 1) + 1);
-  return lines + "… To see all records, save or copy them.";
+  return lines +
+         "… Only the first records are shown. To see all of them, save or copy the records.";
 }
 
 }  // namespace
@@ -137,7 +138,7 @@ void EarlierRuns::ShowRows() {
   window_.ShowEmptyText(
       search_.empty()
           ? "No synchronizations yet.\nQuillet keeps the records of every synchronization here."
-          : "No synchronization matches the search.");
+          : "No synchronizations match the search.");
   window_.ShowRows(
       rows, selected == shown_.end() ? -1 : static_cast<std::int32_t>(selected - shown_.begin()));
   ShowSelected();
@@ -280,14 +281,14 @@ void EarlierRuns::Remove() {
           run.live ? "Delete the live scans from " + date + "?"
                    : "Delete the synchronization from " + date + "?",
           "This permanently deletes " + Counted(run.head.records) +
-              " from the archive. Copies saved or delivered elsewhere are kept.")) {
+              " from the archive. Copies saved or delivered elsewhere are not affected.")) {
     return;
   }
   const bool deleted = std::ranges::all_of(
       run.names, [this](const std::string& name) { return parts_.archive.Delete(name); });
   window_.ShowMessage(deleted ? ""
-                              : "The records cannot be deleted during a synchronization. Try again "
-                                "when it has finished.");
+                              : "A synchronization is in progress. Delete the records when it has "
+                                "finished.");
   Refresh();
 }
 

@@ -34,10 +34,11 @@ void PortMessages::Show(const std::string& path, const platform::PortObstacle& o
     case Kind::kPermission:
       return ShowDenied(path, obstacle);
     case Kind::kForbidden:
-      return Raise(Notice::kPortDenied, path,
-                   "The system is blocking access to " + path +
-                       ". If Quillet runs in a container or sandbox, give it access to the port.",
-                   {TryAgain()});
+      return Raise(
+          Notice::kPortDenied, path,
+          "The system is blocking access to " + path +
+              ". If Quillet is running in a container or sandbox, give it access to the port.",
+          {TryAgain()});
     case Kind::kBusy: {
       const std::string program = obstacle.program.empty() ? "Another program" : obstacle.program;
       return Raise(Notice::kPortBusy, path,
@@ -51,13 +52,14 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
   const std::string denied = "You do not have permission to use " + path + ". ";
   if (obstacle.joined) {
     Raise(Notice::kPortDenied, path,
-          denied + "Log out and back in to activate your membership in the " + obstacle.group +
-              " group.",
+          denied + "Log out and back in for your membership in the " + obstacle.group +
+              " group to take effect.",
           {});
   } else if (!obstacle.group.empty()) {
     Raise(Notice::kPortDenied, path,
-          denied + "Copy and run the command to join the " + obstacle.group +
-              " group, or add the device to 70-quillet-scanner.rules.",
+          denied + "To join the " + obstacle.group +
+              " group, copy the command and run it in a terminal, or add the device to "
+              "70-quillet-scanner.rules.",
           {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {
     Raise(Notice::kPortDenied, path,
@@ -79,7 +81,7 @@ void PortMessages::Silent(const std::string& path) {
 void PortMessages::NoThread(const std::string& path) {
   platform_.mainQueue.Async([this, path] {
     Raise(Notice::kNoThread, path,
-          "Quillet could not connect because the system has run out of threads or memory. "
+          "Quillet could not connect because the system is out of threads or memory. "
           "Close other programs, then try again.",
           {TryAgain()});
   });

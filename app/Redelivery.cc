@@ -103,7 +103,7 @@ std::string Redelivery::DeliverToApplication(const StoredRun& run, std::int32_t 
   }
   if (skipped == 0) return Counted(*records) + " delivered.";
   return Counted(delivered) + " delivered; " + std::to_string(skipped) +
-         " could not be typed. Turn on \"Paste text instead of typing it\".";
+         " could not be typed. Turn on \"Paste text instead of typing it\" in the settings.";
 }
 
 // Returns the reason to stop the delivery, or an empty string if the next record can be delivered.
@@ -130,7 +130,7 @@ bool Redelivery::AwaitOtherWindow() {
       inactiveSince = parts_.platform.clock.Now();
       if (now - start > kLongestWait) return false;
       if (!std::exchange(told, true)) {
-        Report("Waiting to deliver: click the window that should receive the records.");
+        Report("Waiting to deliver. Click the target window.");
       }
     } else if (now - inactiveSince >= kSettlingTime) {
       if (told) Report("Delivering records…");

@@ -77,14 +77,14 @@ void RunMessages::Disconnected() {
   if (!parts_.run.IsShown()) return;
   parts_.strip.Withdraw(Notice::kRunStuck);
   stuck_ = false;
-  parts_.strip.Raise(
-      Notice::kDisconnectedInRun,
-      "Disconnected during the synchronization. " + Arrived() + " Restart Quillet to continue.",
-      {Restart()});
+  parts_.strip.Raise(Notice::kDisconnectedInRun,
+                     "The scanner was disconnected during the synchronization. " + Arrived() +
+                         " Restart Quillet to continue.",
+                     {Restart()});
 }
 
 void RunMessages::HungUp() {
-  const std::string lost = "The computer has lost the connection to the scanner. ";
+  const std::string lost = "The connection to the scanner was lost. ";
   if (parts_.run.bIsUnderSynchronization) {
     parts_.strip.Raise(Notice::kHungUp, lost + Arrived() + " Restart Quillet to continue.",
                        {Restart()});
@@ -137,7 +137,7 @@ std::string RunMessages::Arrived() const {
   // counted twice.
   const std::int32_t delivered = parts_.run.barcodeCount;
   const std::int32_t records = delivered + parts_.session.counts().pending();
-  return records == 0 ? "No records arrived." : Kept(records);
+  return records == 0 ? "No records were received." : Kept(records);
 }
 
 void RunMessages::RunEnded(const Run::Result& result) {
@@ -160,8 +160,7 @@ void RunMessages::RunEnded(const Run::Result& result) {
   } else {
     // If a burst was cut off and delivered no records, no erase command is sent.
     const bool erases = parts_.session.bClearMemory && (result.records > 0 || !burstCutOff_);
-    ShowMissing(erases ? "The scanner is being erased."
-                       : "The scanner was not erased. Synchronize again.");
+    ShowMissing(erases ? "Erasing the scanner…" : "The scanner was not erased. Synchronize again.");
   }
   const std::string kept = Kept(result.records) + Again();
   if (result.refusedSettingsFile) {
@@ -223,8 +222,8 @@ void RunMessages::ShowFile(const Run::Result& result) {
   }
   if (fileSaid_) return;
   parts_.strip.Raise(Notice::kFileNotWritten,
-                     "No file was written: the records arrived before a file was chosen as the "
-                     "destination. " +
+                     "No file was written: a file was chosen as the destination only after the "
+                     "records were received. " +
                          Kept(result.records) + Again(),
                      SaveActions());
 }
@@ -241,7 +240,7 @@ void RunMessages::ShowMissing(std::string_view scanner) {
   const std::int32_t received = received_;
   std::string text;
   if (burstCutOff_) {
-    text = "The connection ended during the transfer: " +
+    text = "The connection was lost during the transfer: " +
            (received == 0 ? "no records" : Counted(received)) + (received == 1 ? " was" : " were") +
            " delivered. ";
   } else if (missing > 0) {
@@ -267,7 +266,7 @@ void RunMessages::RecordDelivered(std::int32_t destination) {
   parts_.strip.Raise(Notice::kScanDelivered,
                      std::string("A scan was ") +
                          (parts_.session.bNonEnglish ? "pasted" : "typed") + " into " + receiver +
-                         ". To keep scans in Quillet, choose another destination.",
+                         ". To show scans only in Quillet, choose another destination.",
                      {{"Open settings", open}});
 }
 
@@ -298,14 +297,14 @@ void RunMessages::Problem(RunArchive::Problem problem) {
                                 ShowActions());
     case RunArchive::Problem::kCutOff:
       return parts_.strip.Raise(Notice::kRecordsMissing,
-                                "The transfer was cut off after " + Counted(records) +
-                                    ". The scanner was not erased. Synchronize again.",
+                                "The transfer was interrupted after " + Counted(records) +
+                                    ", so the scanner was not erased. Synchronize again.",
                                 ShowActions());
     case RunArchive::Problem::kEraseDropped:
       ShowMissing("The scanner was not erased. Synchronize again.");
       return parts_.strip.Raise(Notice::kNotErased,
-                                "The scanner was disconnected before it was erased. It still has "
-                                "the records.",
+                                "The scanner was disconnected before it could be erased. It still "
+                                "has the records.",
                                 ShowActions());
   }
 }
@@ -319,15 +318,15 @@ void RunMessages::CheckCopies() {
     parts_.earlierRuns.Open(parts_.archive.runName());
   };
   parts_.strip.Raise(Notice::kArchiveIsOnlyCopy,
-                     "With the current settings, only the archive keeps a copy of the records.",
+                     "With the current settings, the records are saved only in the archive.",
                      {{"Show", show}});
 }
 
 void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t files) {
-  const std::string removed = files == 0 ? ""
-                              : files == 1
-                                  ? "1 unfinished file was removed."
-                                  : std::to_string(files) + " unfinished files were removed.";
+  const std::string removed =
+      files == 0   ? ""
+      : files == 1 ? "1 incomplete temporary file was deleted."
+                   : std::to_string(files) + " incomplete temporary files were deleted.";
   for (const std::string& run : runs) {
     Log(parts_.platform.log, "Quillet: synchronization interrupted: ", ForeignText(run));
   }
@@ -336,13 +335,14 @@ void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t 
       parts_.strip.Withdraw(Notice::kInterrupted);
       parts_.earlierRuns.Open(run);
     };
-    parts_.strip.Raise(Notice::kInterrupted,
-                       "A synchronization was interrupted. Its records are in the archive." +
-                           (files == 0 ? "" : " " + removed),
-                       {{"Show", show}});
+    parts_.strip.Raise(
+        Notice::kInterrupted,
+        "A synchronization was interrupted. The records received are in the archive." +
+            (files == 0 ? "" : " " + removed),
+        {{"Show", show}});
   } else if (files > 0) {
     parts_.strip.Raise(Notice::kInterrupted,
-                       removed + " Synchronize again if records are missing.");
+                       removed + " If records are missing, synchronize again.");
   }
 }
 

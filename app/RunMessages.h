@@ -70,7 +70,7 @@ class RunMessages {
 
   /// Shows that an earlier process did not finish its work. Main thread.
   /// @param runs   interrupted runs, as returned by RunArchive::TakeInterruptedRuns
-  /// @param files  number of unfinished files that were removed
+  /// @param files  number of incomplete temporary files that were deleted
   void Interrupted(const std::vector<std::string>& runs, std::size_t files);
 
  private:

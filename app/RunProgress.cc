@@ -75,7 +75,7 @@ RunProgress::Shown RunProgress::Look(Time now, const RunState& state) {
 RunProgress::Shown RunProgress::Describe(Time now, const RunState& state) {
   switch (state.phase) {
     case Phase::kPreparing:
-      return {"Requesting records from the scanner", -1};
+      return {"Requesting records from the scanner…", -1};
     case Phase::kRecords:
     case Phase::kDelivering:
       Remember(now, state.records);
@@ -90,7 +90,7 @@ RunProgress::Shown RunProgress::Describe(Time now, const RunState& state) {
                   Kilobytes(state.announced) + Pace(state, state.announced - state.bytes),
               Fraction(state.bytes, state.announced)};
     case Phase::kGivenUp:
-      return {"The scanner did not answer.", 0, "Restart Quillet to continue."};
+      return {"The scanner did not respond.", 0, "Restart Quillet to continue."};
     case Phase::kClosing:
       break;
   }

@@ -61,17 +61,17 @@ std::vector<std::string> Described(const SensitiveActions& actions) {
     sentences.push_back(what + ShownText(path));
   };
   if (!actions.application.empty()) {
-    add("Start this application and send it the records: ", actions.application);
+    add("Open this application and deliver the records to it: ", actions.application);
   }
   const std::string file = ResolveSyncFileName(actions.file, [] { return std::string("….txt"); });
   if (file != actions.file) {
     add("Write the records of each synchronization to a new file: ", file);
   } else if (!file.empty()) {
     add(actions.appends ? "Add the records to this file: "
-                        : "Replace this file on each synchronization: ",
+                        : "Replace the contents of this file in each synchronization: ",
         file);
   }
-  if (actions.synchronizes) add("Synchronize as soon as a scanner is connected");
+  if (actions.synchronizes) add("Synchronize as soon as the scanner is connected");
   if (actions.types) add("Type the records into the active application");
   if (actions.erases) add("Erase the scanner after each synchronization");
   return sentences;

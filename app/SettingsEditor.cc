@@ -47,7 +47,7 @@ void SettingsEditor::Save() {
   const std::string owner = parts_.file.SettingsOwner();
   parts_.strip.Raise(Notice::kSettingsNotSaved,
                      "The settings were not saved: " + std::string(ReasonText(saved.error)) + "." +
-                         (owner.empty() ? "" : " The settings file belongs to " + owner + "."),
+                         (owner.empty() ? "" : " The settings file is owned by " + owner + "."),
                      {{"Try again", [this] { Save(); }}});
 }
 
@@ -58,8 +58,7 @@ void SettingsEditor::CheckPaths() {
     if (path->Get().size() <= kLongestName) continue;
     return parts_.strip.Raise(
         Notice::kPathTooLong,
-        "Quillet will not remember the chosen path because it is longer than 127 bytes. Choose a "
-        "shorter path.",
+        "The path cannot be saved because it is longer than 127 bytes. Choose a shorter path.",
         {{"Choose…", [this, chosen = destination] { Choose(chosen); }}});
   }
   parts_.strip.Withdraw(Notice::kPathTooLong);

@@ -291,7 +291,7 @@ void SyncController::TryToConnectTavo() {
   Log(platform_.log, "-[SyncController TryToConnectTavo]", ":", std::int32_t{numPorts});
   if (numPorts == 0) {
     DisplayText("Trying to connect", false);
-    strip_.Raise(Notice::kConnecting, "Waiting for a scanner. Plug one in.");
+    strip_.Raise(Notice::kConnecting, "Waiting for the scanner. Plug it in.");
     for (int wait = 0; wait < kPortWaits && numPorts == 0; ++wait) {
       platform_.clock.Sleep(kPortWait);
       DisplayText(".", false);

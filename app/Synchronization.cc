@@ -19,9 +19,10 @@ bool SyncController::IgnoresPress(const std::string& button) {
                             " when it has finished.");
   } else if (bConnecting) {
     messages_->PressIgnored(
-        numPorts == 0 ? "Quillet is waiting for a scanner. Plug one in, or press " + button +
-                            " again in 20 seconds."
-                      : "Quillet is connecting. Press " + button + " again in a few seconds.");
+        numPorts == 0
+            ? "Quillet is waiting for the scanner. Plug it in, or wait 20 seconds and press " +
+                  button + " again."
+            : "Quillet is connecting. Wait a few seconds, then press " + button + " again.");
   }
   return bConnecting || bIsUnderSynchronization;
 }

@@ -18,8 +18,8 @@ inline constexpr std::string_view kRecordDelimiterTitles[] = {
 };
 inline constexpr std::string_view kSerialPositionTitles[] = {"Start of line", "End of line"};
 inline constexpr std::string_view kOrderTitles[] = {
-    "Symbology, Data, Time", "Symbology, Time, Data", "Data, Symbology, Time",
-    "Data, Time, Symbology", "Time, Symbology, Data", "Time, Data, Symbology",
+    "Symbology, barcode, time", "Symbology, time, barcode", "Barcode, symbology, time",
+    "Barcode, time, symbology", "Time, symbology, barcode", "Time, barcode, symbology",
 };
 inline constexpr std::string_view kDestinationTitles[] = {
     "A file",

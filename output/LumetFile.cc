@@ -53,7 +53,7 @@ std::string_view ReasonText(int error) {
     case platform::kNotRegular:
       return "the path is not a regular file";
     case ENAMETOOLONG:
-      return "the name is too long";
+      return "the file name is too long";
     default:
       return "the disk reported an error";
   }

@@ -45,8 +45,8 @@ class RunArchive final : public RecordArchive {
   /// Size at which a new file begins, in bytes.
   static constexpr std::uint64_t kFileSize = 20'000'000;
 
-  /// @param clock     provides the times for file names and entries; outlives this object, like
-  ///                  the other references
+  /// All references must outlive this object.
+  /// @param clock     provides the times for file names and entries
   /// @param files     writes the files
   /// @param settings  written to the files
   /// @param scanner   written to the files
@@ -176,7 +176,7 @@ class RunArchive final : public RecordArchive {
   bool dayFailed_ = false;        // an error has occurred in a file of live scans
   bool lineIsDue_ = false;        // the line of the last record has not been composed yet
   std::int64_t linesBefore_ = 0;  // lines_ at the start of the run
-  RunUnits::Mark lacksData_{0};   // the lines do not contain all data of a unit
+  RunUnits::Mark lacksData_{0};   // the last unit whose lines lack some of its data
 
   std::atomic<std::int64_t> lines_{0};         // number of lines composed so far
   std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when the last run began

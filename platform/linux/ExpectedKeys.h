@@ -11,7 +11,7 @@ namespace quillet::platform::linux_desktop {
 /// Used in place of a key code if the desktop chooses the key.
 inline constexpr std::uint16_t kAnyKey = 0;
 
-/// Key strokes that this program has sent but its windows have not received yet. Strokes that
+/// Keystrokes that this program has sent but its windows have not received yet. Strokes that
 /// another program receives are forgotten after a minute or 4096 newer strokes. One thread at a
 /// time.
 ///

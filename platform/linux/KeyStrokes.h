@@ -42,7 +42,7 @@ class TypingFailure {
   /// Sets the reason. The first call also logs it.
   void Set(const std::string& reason) {
     reason_ = reason;
-    if (!std::exchange(logged_, true)) log_.Write("Cannot type on this desktop: " + reason);
+    if (!std::exchange(logged_, true)) log_.Write("Quillet cannot type on this desktop: " + reason);
   }
   void Clear() { reason_.clear(); }                      ///< call when keys can be typed
   const std::string& Reason() const { return reason_; }  ///< empty if keys can be typed

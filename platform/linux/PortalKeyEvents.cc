@@ -148,11 +148,11 @@ const char* PortalKeyEvents::ProblemOf(State state) {
       return "the desktop is not accepting keystrokes from Quillet. If this continues, log out and "
              "back in.";
     case State::kDenied:
-      return "permission was denied. To be asked again, press Settings, then Save.";
+      return "permission was denied. To request it again, press Settings, then Save.";
     case State::kEnded:
-      return "permission was revoked. To be asked again, press Settings, then Save.";
+      return "permission was revoked. To request it again, press Settings, then Save.";
     case State::kMissing:
-      return "the desktop has no remote desktop portal.";
+      return "the desktop has no remote desktop portal";
     case State::kFailed:
       return "the remote desktop portal is not working. Log out and back in.";
   }
@@ -249,9 +249,9 @@ bool PortalKeyEvents::IsInState(State state) {
 void PortalKeyEvents::SetState(State state) {
   if (isStopping_) return;
   if (state == State::kMissing) {  // another typing method may still work
-    log_.Write("This desktop has no remote desktop portal");
+    log_.Write("The desktop has no remote desktop portal");
   } else if (const std::string problem = ProblemOf(state); !problem.empty()) {
-    Log(log_, "Cannot type on this desktop: ", problem);
+    Log(log_, "Quillet cannot type on this desktop: ", problem);
   }
   {
     const std::lock_guard lock(mutex_);

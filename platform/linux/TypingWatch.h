@@ -13,8 +13,7 @@ namespace quillet::platform::linux_desktop {
 
 inline constexpr char kLayoutChanged[] =
     "the keyboard layout changed while a record was being typed";
-inline constexpr char kModifierHeld[] =
-    "a modifier key is held down. Release Shift, Control, Alt and Super.";
+inline constexpr char kModifierHeld[] = "a modifier key is held down. Release all modifier keys.";
 
 /// Checks that the user changes neither the layout nor the modifiers while a record is typed. A
 /// record is typed in parts. One thread at a time.

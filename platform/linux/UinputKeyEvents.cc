@@ -103,7 +103,7 @@ bool Describe(int descriptor) {
 std::string ReasonFor(int error) {
   std::string reason = std::string("/dev/uinput: ") + std::strerror(error);
   if (error == EACCES || error == EPERM) {
-    reason += ". Install the udev rule 70-quillet-uinput.rules.";
+    reason += ". Install the udev rules file 70-quillet-uinput.rules.";
   }
   return reason;
 }

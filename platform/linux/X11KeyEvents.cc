@@ -34,10 +34,10 @@ constexpr auto kEndPause = 10ms;
 constexpr int kMostAttempts = 50;
 
 constexpr char kNoServer[] = "the X server cannot be reached";
-constexpr char kNoKeymap[] = "the X server's keymap cannot be read";
-constexpr char kNoKey[] = "the keyboard layout has no key for a character";
+constexpr char kNoKeymap[] = "the X server's keyboard layout cannot be read";
+constexpr char kNoKey[] = "the keyboard layout has no key for one of the characters";
 constexpr char kSlowKeys[] =
-    "Slow Keys or Bounce Keys are on. Turn them off in the accessibility settings.";
+    "Slow Keys or Bounce Keys is on. Turn both off in the accessibility settings.";
 constexpr char kUnsteady[] = "the keyboard layout kept changing";
 
 constexpr char kTyping[] = "_QUILLET_TYPING";

@@ -24,12 +24,12 @@ inline constexpr std::uint32_t kXCodeOffset = 8;
 std::string CharactersWithoutKey(std::string_view text, KeymapSearch& keymap,
                                  const X11Locks& locks);
 
-/// Key strokes and changes to the locks that type characters. The first steps release the keys that
+/// Keystrokes and changes to the locks that type characters. The first steps release the keys that
 /// are down and clear the latches and the locks that turn keys into commands. The last steps
 /// restore the locks and press the modifier keys again. Sends nothing. One thread at a time.
 class X11KeySequence {
  public:
-  /// A key stroke or a change to the locks.
+  /// A keystroke or a change to the locks.
   struct Step {
     KeyStroke stroke;               ///< the stroke; ignored if `locks` is set
     std::optional<X11Locks> locks;  ///< the new locks; empty for a stroke

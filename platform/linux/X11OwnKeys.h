@@ -12,7 +12,7 @@ struct xcb_connection_t;
 
 namespace quillet::platform::linux_desktop {
 
-/// Announces key strokes to the toolkit's connection. Send the strokes next, on the same
+/// Announces keystrokes to the toolkit's connection. Send the strokes next, on the same
 /// connection, then call ConfirmKeys. The X server processes the requests of a connection in order.
 /// @param xcb      the connection that sends the strokes
 /// @param window   X11OwnKeys::window

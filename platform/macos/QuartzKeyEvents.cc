@@ -78,7 +78,8 @@ void QuartzKeyEvents::LogMissingPermission() {
   if (hasLogged_ || CGPreflightPostEventAccess()) return;
   hasLogged_ = true;
   log_.Write(
-      "Cannot type into other applications. Allow Quillet in System Settings > Privacy & Security "
+      "Quillet cannot type into other applications. Allow Quillet in System Settings > Privacy & "
+      "Security "
       "> Accessibility.");
 }
 

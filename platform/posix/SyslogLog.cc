@@ -79,7 +79,7 @@ void SyslogLog::Write(std::string_view line) {
       return;
     }
     try {
-      if (dropped_ != 0) Keep("Log lines dropped: " + std::to_string(dropped_));
+      if (dropped_ != 0) Keep("Log messages dropped: " + std::to_string(dropped_));
       dropped_ = 0;
       Keep(line);
     } catch (const std::exception&) {

@@ -84,10 +84,11 @@ QtMainWindow::QtMainWindow()
       synchronizeItem_(
           CreateAction(frame_, {Qt::CTRL | Qt::Key_R, Qt::Key_F5}),
           {Face("Synchronize", "synchronize", "Download the records from the scanner")}),
-      settingsItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_Comma}),
-                    {Face("Settings", "settings", "Change what is downloaded and where it goes")}),
+      settingsItem_(
+          CreateAction(frame_, {Qt::CTRL | Qt::Key_Comma}),
+          {Face("Settings", "settings", "Change the format and destination of the records")}),
       clearItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_L}),
-                 {Face("Clear", "clear", "Clear the messages and records")}),
+                 {Face("Clear", "clear", "Clear the messages and records from the window")}),
       earlierRunsItem_(CreateAction(frame_, {Qt::CTRL | Qt::Key_E}),
                        {{QStringLiteral("Earlier synchronizations…"), {}, {}}}),
       status_(*frame_.statusBar(), recordView_),

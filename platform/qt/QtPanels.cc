@@ -93,7 +93,8 @@ std::optional<std::string> QtPanels::RunExportPanel(const std::string& title,
 
 std::optional<std::string> QtPanels::RunOpenPanel(const std::string& folder,
                                                   const std::string& name) {
-  QFileDialog panel(Parent(parent_), QStringLiteral("Choose an application for the records"));
+  QFileDialog panel(Parent(parent_),
+                    QStringLiteral("Choose an application to receive the records"));
   panel.setAcceptMode(QFileDialog::AcceptOpen);
   panel.setFileMode(QFileDialog::ExistingFile);
   panel.setLabelText(QFileDialog::Accept, QStringLiteral("Choose"));
@@ -111,7 +112,8 @@ bool QtPanels::ConfirmSettings(const std::string& question,
     // A label breaks a path only at zero-width spaces.
     list += u'\n' + ToQString("• " + effect).replace(u'/', QStringLiteral("/\u200B"));
   }
-  list += QStringLiteral("\n\nQuillet will not do any of this until you agree.");
+  list +=
+      QStringLiteral("\n\nQuillet will not do any of this until you press \"Use these settings\".");
   QMessageBox box(QMessageBox::Warning, QStringLiteral("Review settings"), ToQString(question),
                   QMessageBox::NoButton, Parent(parent_));
   box.setTextFormat(Qt::PlainText);

@@ -162,11 +162,11 @@ struct QtRunsWindow::Parts {
   QPushButton& deliver =
       MakeButton(&RunsActions::deliver, "&Deliver again",
                  "Format the records with the current settings and deliver them to the current "
-                 "destination. Existing files are never changed.");
+                 "destination. Records for a file are written to a new file.");
   QPushButton& exportCsv = MakeButton(&RunsActions::exportCsv, "E&xport as CSV…",
                                       "Save the records as a table for spreadsheet programs");
   QPushButton& showInFolder = MakeButton(&RunsActions::showInFolder, "Show in &folder",
-                                         "Show the archived file in the file manager");
+                                         "Show the archive file in the file manager");
   QPushButton& remove =
       MakeButton(&RunsActions::remove, "De&lete…", "Delete the records from the archive");
 };
@@ -234,7 +234,7 @@ QWidget* QtRunsWindow::Parts::MakeSearchRow() {
   Outline(search);
   search.setAccessibleName(QStringLiteral("Search"));
   search.setClearButtonEnabled(true);
-  search.setPlaceholderText(QStringLiteral("Date, scanner, destination or state"));
+  search.setPlaceholderText(QStringLiteral("Search by date, scanner, destination or state"));
   QObject::connect(&search, &QLineEdit::textChanged, &search, [this](const QString& text) {
     if (actions.search) actions.search(text.toStdString());
   });
@@ -423,7 +423,7 @@ std::optional<CsvChoice> QtRunsWindow::ChooseCsv() {
   perBarcode->setToolTip(QStringLiteral("Symbology, barcode, quantity"));
   auto* apostrophes = new QCheckBox(QStringLiteral("Put an &apostrophe before each barcode"));
   apostrophes->setToolTip(
-      QStringLiteral("Keeps leading zeros if you open the file by double-clicking it"));
+      QStringLiteral("Keeps leading zeros when a spreadsheet program opens the file"));
   for (QAbstractButton* choice :
        std::initializer_list<QAbstractButton*>{perRecord, perBarcode, apostrophes}) {
     Outline(*choice);

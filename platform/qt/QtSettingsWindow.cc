@@ -203,7 +203,7 @@ void QtSettingsWindow::Parts::Report(std::function<void()> SettingsActions::*act
 }
 
 QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
-  auto* contents = new Group("What each line contains");
+  auto* contents = new Group("Contents of each line");
   contents->Add(first)
       .Add(MakeBox(&SettingsValues::attachtimestamp, "&Time of the scan",
                    "Date and time from the scanner's clock, for example [2026/11/16:14:07:09]"))
@@ -211,13 +211,12 @@ QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
                    "Identifies the scanner that read the barcode"))
       .Add("O&rder:",
            MakeList(&SettingsValues::dataorder,
-                    "The order of the fields in a line. Fields that are turned off are omitted."))
+                    "Order of the fields in each line. Fields that are turned off are omitted."))
       .Add("Serial number &position:",
-           MakeList(&SettingsValues::sn_position, "Position of the serial number in the line"));
-  auto* separation = new Group("How fields are separated");
+           MakeList(&SettingsValues::sn_position, "Position of the serial number in each line"));
+  auto* separation = new Group("Separators");
   separation
-      ->Add("Bet&ween fields:",
-            MakeList(&SettingsValues::datadelimiter, "Text between two fields of a line"))
+      ->Add("Bet&ween fields:", MakeList(&SettingsValues::datadelimiter, "Text between two fields"))
       .Add("After each rec&ord:",
            MakeList(&SettingsValues::recorddelimiter,
                     "Text after each record. Most programs expect a new line."));
@@ -226,24 +225,25 @@ QWidget* QtSettingsWindow::Parts::MakeLeftColumn() {
 }
 
 QWidget* QtSettingsWindow::Parts::MakeRightColumn() {
-  auto* connected = new Group("When the scanner is connected");
+  auto* connected = new Group("Synchronization");
   connected
       ->Add(MakeBox(&SettingsValues::syncclock, "Set the scanner's cloc&k to the computer's time",
                     "Keeps the scan times correct"))
       .Add(MakeBox(&SettingsValues::autosync, "Synchronize a&utomatically",
                    "Starts a synchronization as soon as the scanner is connected"))
-      .Add(MakeBox(&SettingsValues::burstsync, "&Fetch all records in one transfer",
+      .Add(MakeBox(&SettingsValues::burstsync, "Download all records in one trans&fer",
                    "Much faster. If off, each record is requested separately, which takes about "
                    "0.1 s per record."))
-      .Add(MakeBox(&SettingsValues::clearmemory, "&Erase the scanner after synchronizing",
+      .Add(MakeBox(&SettingsValues::clearmemory, "&Erase the scanner after each synchronization",
                    "If off, the scanner keeps the records and sends them again next time."));
   Outline(path);
-  path.setToolTip(QStringLiteral(
-      "Use Browse to change the path. If the file is named sn_timestamp.txt, each synchronization "
-      "writes a file named after the scanner's serial number and the time."));
+  path.setToolTip(
+      QStringLiteral("Press Browse to change the path. If the file is named sn_timestamp.txt, each "
+                     "synchronization "
+                     "creates a new file named after the scanner's serial number and the time."));
   browse.setAutoDefault(false);  // the Return key presses Save
   QWidget& pathRow = Beside(path, browse);
-  auto* delivery = new Group("Where the records go");
+  auto* delivery = new Group("Destination");
   delivery
       ->Add("&Deliver to:", MakeList(&SettingsValues::destination, "Destination of the records"))
       .Add("Pat&h:", pathRow, path)
@@ -264,7 +264,9 @@ QGroupBox& QtSettingsWindow::Parts::MakeSampleGroup() {
     view->setToolTip(legend.text());
   }
   auto* sample = new Group("Preview");
-  sample->Add("O&lder scanners:", older).Add("&300 series:", series300).Add(legend);
+  sample->Add("Line from an o&lder scanner:", older)
+      .Add("Line from a &300 series scanner:", series300)
+      .Add(legend);
   return *sample;
 }
 

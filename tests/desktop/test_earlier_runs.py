@@ -8,7 +8,7 @@ from typing_case import TypingCase, data_only, lines
 
 class DeliverAgainTest(TypingCase):
 
-    def test_types_when_another_window_gets_focus(self):
+    def test_redelivers_when_another_window_gets_focus(self):
         texts = ["4006381333931", "0012345"]
         editor = TextWindow(self)
         self.connect(texts, data_only(destination=1))
@@ -24,7 +24,7 @@ class DeliverAgainTest(TypingCase):
                    == "Earlier synchronizations", "the list")
         self.desktop.xdotool("key", "alt+d")
         self.quillet.wait_for_progress(
-            "Waiting to deliver: click the window that should receive the records.")
+            "Waiting to deliver. Click the target window.")
         self.assertEqual("", editor.text())
         editor.focus()
         editor.wait_for_text(lines(texts))

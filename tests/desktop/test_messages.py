@@ -32,7 +32,7 @@ class MissingApplicationTest(TypingCase):
         shutil.copy(TEXT_WINDOW, "/tmp/other")
         self.addCleanup(os.unlink, "/tmp/other")
         self.quillet.type_keys("alt+c")  # an accessibility action would wait for the panel
-        panel = "Choose an application for the records"
+        panel = "Choose an application to receive the records"
         wait_until(lambda: window.has_focus(panel), "the panel")
         self.desktop.xdotool("type", "/tmp/other")
 
@@ -91,7 +91,7 @@ class FirstScanTest(TypingCase):
         scanner.scan(4, "A-1")
         editor.wait_for_text("A-1\n")
         self.quillet.wait_for_message(
-            r"A scan was typed into the active application\. To keep scans in Quillet, choose "
+            r"A scan was typed into the active application\. To show scans only in Quillet, choose "
             r"another destination\.", "Open settings")
         self.quillet.press_in_strip("Open settings")
         window = SettingsWindow(self.desktop, self.quillet)

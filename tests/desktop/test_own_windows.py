@@ -71,7 +71,7 @@ class OwnWindowsTest(TypingCase):
         (scanner,) = self.scanners
         settings = SettingsWindow(self.desktop, self.quillet)
         settings.open()
-        settings.box("Erase the scanner after synchronizing").grab_focus()
+        settings.box("Erase the scanner after each synchronization").grab_focus()
         self.deliver_scans(scanner)
         self.deliver_scans(scanner)
         self.assertTrue(settings.is_open())

@@ -9,7 +9,7 @@ from harness.settings_window import SettingsWindow
 
 _MINUTES = 10
 _TOGGLED = ["Symbology", "Time of the scan", "Scanner's serial number",
-            "Fetch all records in one transfer", "Add to the file instead of replacing it",
+            "Download all records in one transfer", "Add to the file instead of replacing it",
             "Set the scanner's clock to the computer's time"]
 
 

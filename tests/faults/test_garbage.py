@@ -72,7 +72,7 @@ class GarbageTest(FaultTest):
         # The program treats the scan as the whole burst, and erases all other records.
         self.assertRegex(self.read_file(), r"\AEAN 13,4006381333931,\[[^]]*\],005771\r\n\Z")
         wait_until(lambda: scanner.record_count() == 0, "the scanner to be erased", limit=8)
-        quillet.wait_for_message("The connection ended during the transfer: 1 record was "
+        quillet.wait_for_message("The connection was lost during the transfer: 1 record was "
                                  "delivered. The scanner was erased.", "Show")
 
     def test_accepts_a_count_if_end_of_answer_arrives_late(self):

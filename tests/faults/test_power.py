@@ -80,13 +80,13 @@ class PowerTest(FaultTest):
     def test_records_in_view_survive_power_failure_during_erase(self):
         self.check_erased_records_survive(destination=1)
 
-    def test_every_flush_of_the_archive_is_needed(self):
+    def test_skipping_any_archive_flush_loses_records(self):
         runs = [some_records(4)]
         self.check_each_synchronization_is_needed(
             self.erasing_runs(*runs, destination=1), runs, "/tmp", _STATE, f"{_STATE}/quillet",
             f"{_STATE}/quillet/runs")
 
-    def test_every_flush_of_the_output_file_is_needed(self):
+    def test_skipping_any_output_file_flush_loses_records(self):
         with open(_STATE, "w", encoding="ascii"):
             pass  # this file prevents the program from creating the archive folder
         runs = [some_records(4)]

@@ -7,7 +7,7 @@ _FRAME = "03 00 00 0f 0b 06 61 62 63 64 65 66 31 47 41 09 40"
 
 class UnsolicitedTest(FaultTest):
 
-    def test_accepts_frames_before_the_first_run(self):
+    def test_accepts_unsolicited_frames_before_the_first_run(self):
         self.begin_connected(3, *[f"at 0ms send {_FRAME}"] * 3)
         self.quillet.wait_for_view(".")  # one dot for up to 64 frames
         self.log.wait_for("-[SyncController DisplayBarcode:]", times=3)
@@ -21,7 +21,7 @@ class UnsolicitedTest(FaultTest):
         self.begin(some_records(3), "on V 1 before 03 00 00 06 61 62 63", model=model)
         self.start_connected()
 
-    def test_run_succeeds_if_frame_is_read_as_version(self):
+    def test_frame_read_as_version_does_not_affect_older_scanner(self):
         self.begin_with_frame_as_version("old")
         self.check_run()
 

@@ -90,7 +90,7 @@ TEST_F(IoKitSerialRegistryTest, ReadsSerialDevicesThatHaveANameAndAPath) {
   }
 }
 
-TEST_F(IoKitSerialRegistryTest, NextDeviceOverwritesADeviceWithoutAPath) {
+TEST_F(IoKitSerialRegistryTest, DoesNotCountDevicesWithoutAPath) {
   TheMac().services = {{.name = "usbmodem1", .path = {}}, kScanner, {.name = "last", .path = {}}};
   std::array<std::string, 32> names;
   std::array<std::string, 32> paths;

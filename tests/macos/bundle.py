@@ -1,6 +1,7 @@
 """Checks a macOS bundle or icon.
 
-bundle.py info BUNDLE VERSION OLDEST  checks Info.plist and that the executable exists
+bundle.py info BUNDLE VERSION OLDEST  checks Info.plist and that the executable exists;
+                                      OLDEST: the oldest macOS version that it supports
 bundle.py icon ICON                   checks the type and size of each image in an .icns file
 """
 import pathlib

@@ -171,7 +171,7 @@ TEST_F(DesktopApplicationsTest, IgnoresWindowsOfThisProgram) {
   EXPECT_TRUE(WaitForStarts(1));
 }
 
-TEST_F(DesktopApplicationsTest, RestartsAnApplicationStartedByAnotherProgram) {
+TEST_F(DesktopApplicationsTest, RestartsAKilledApplicationThatItDidNotStart) {
   DesktopApplications others(false, clock_);
   const std::string path = OpenEditor(others);
   ASSERT_TRUE(applications_.OpenApplication(path));
@@ -181,7 +181,7 @@ TEST_F(DesktopApplicationsTest, RestartsAnApplicationStartedByAnotherProgram) {
   EXPECT_TRUE(WaitForStarts(2));
 }
 
-TEST_F(DesktopApplicationsTest, ApplicationsInheritNoSessionAndNoDescriptors) {
+TEST_F(DesktopApplicationsTest, ApplicationsDoNotInheritSessionOrDescriptors) {
   const int leak = open("/dev/null", O_RDONLY);  // without close-on-exec
   std::string links;
   for (const int descriptor : {0, 1, 2, leak}) {

@@ -164,7 +164,7 @@ TEST_F(EisTypistTest, RestoresTheLayoutAfterTheProgramIsKilled) {
   EXPECT_EQ(plasma.active, 1U);
 }
 
-TEST_F(EisTypistTest, UndoKeepsALayoutThatTheUserHasSelected) {
+TEST_F(EisTypistTest, RecoveryKeepsALayoutThatTheUserHasSelected) {
   note.Write(1, 0);
   plasma.active = 2;
   LayoutNote(noteFile).Undo();

@@ -37,7 +37,7 @@ class FakePortal {
 
   std::atomic<User> user = User::kGrants;
   std::atomic<unsigned> version = 2;
-  std::atomic<std::int32_t> refusedKeysym = 0;  ///< the portal replies to it with an error
+  std::atomic<std::int32_t> refusedKeysym = 0;  ///< keysym that the portal rejects
   std::atomic<bool> ignoresPresses = false;     ///< the portal does not reply to key presses
 
   /// Called on each press, before the portal replies. Set it before Start.

@@ -27,7 +27,7 @@ std::string MissingKeysyms(const char* layout, const char* variant = "",
 
 TEST(KeysymSearchTest, FindsOnlyKeysymsThatTheDesktopSupports) {
   EXPECT_EQ(MissingKeysyms("us"), "");
-  // The first keys that have these symbols have them on the fourth level.
+  // The first keys with these symbols produce them on level 4.
   EXPECT_EQ(MissingKeysyms("gb"), "<>");
   EXPECT_EQ(MissingKeysyms("de", "neo"), ",.");
   EXPECT_EQ(MissingKeysyms("de"), "^`");  // dead keys
@@ -43,7 +43,7 @@ TEST(KeysymSearchTest, FindsKeysymsThatCapsLockDoesNotChange) {
   EXPECT_EQ(MissingKeysyms("tr", "", capsLock), "Ii");
 }
 
-TEST(KeysymSearchTest, ComparesTheKeysOfAllGroups) {
+TEST(KeysymSearchTest, DetectsKeysymsOnTheSameKeyInAllGroups) {
   const XkbLayout englishAndFrench("us,fr");
   const KeysymSearch search(englishAndFrench.keymap(), KeymapSearch::kHighestCode);
   EXPECT_TRUE(search.IsOnSameKey(XKB_KEY_v));

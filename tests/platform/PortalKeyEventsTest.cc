@@ -34,8 +34,9 @@ using test::WaitFor;
 
 constexpr char kNotYet[] =
     "permission has not been granted yet. Allow remote control when the desktop asks.";
-constexpr char kDenied[] = "permission was denied. To be asked again, press Settings, then Save.";
-constexpr char kRevoked[] = "permission was revoked. To be asked again, press Settings, then Save.";
+constexpr char kDenied[] = "permission was denied. To request it again, press Settings, then Save.";
+constexpr char kRevoked[] =
+    "permission was revoked. To request it again, press Settings, then Save.";
 
 void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNone) {
   std::vector<KeyEvent> events;
@@ -165,7 +166,7 @@ TEST_F(PortalKeyEventsTest, ReportsARecordDroppedBeforePermissionWasGranted) {
   EXPECT_EQ(keys->Problem(), "");
 }
 
-TEST_F(PortalKeyEventsTest, WaitsUntilThePortalIsKnownToBeMissing) {
+TEST_F(PortalKeyEventsTest, IsMissingReturnsTrueAfterWaitingForThePortal) {
   Begin(4s);
   keys->Prepare();
   EXPECT_TRUE(keys->IsMissing());
@@ -181,7 +182,7 @@ TEST_F(PortalKeyEventsTest, ReportsRevokedPermission) {
   Type(*keys, "b");
   EXPECT_EQ(portal.keysyms(), "+61 -61 ");
   EXPECT_EQ(portal.questions(), 1);
-  EXPECT_TRUE(log.Has(std::string("Cannot type on this desktop: ") + kRevoked));
+  EXPECT_TRUE(log.Has(std::string("Quillet cannot type on this desktop: ") + kRevoked));
 }
 
 TEST_F(PortalKeyEventsTest, StopsTypingARecordAtTheFirstRejectedKey) {
@@ -345,7 +346,7 @@ TEST_F(PortalKeyEventsTest, EndWaitsForKeysThatAreBeingTyped) {
   EXPECT_EQ(portal.keysyms(), "+61 -61 +62 -62 ");
 }
 
-TEST_F(PortalKeyEventsTest, SentKeysAreRecognizedRegardlessOfKeyCode) {
+TEST_F(PortalKeyEventsTest, RecognizesSentKeysRegardlessOfKeyCode) {
   portal.Start();
   Begin();
   keys->Prepare();
@@ -394,7 +395,7 @@ TEST_F(WaylandSessionKeysTest, ReportsTheProblemWithTheLastMethodTried) {
   WaylandSessionKeys session({.hasPortal = false, .tokenFile = tokenFile}, log, clock, files, sent);
   Type(session, "a");  // before Prepare
   session.Prepare();
-  ASSERT_TRUE(WaitFor([&] { return log.Has("This desktop has no remote desktop portal"); }));
+  ASSERT_TRUE(WaitFor([&] { return log.Has("The desktop has no remote desktop portal"); }));
   EXPECT_EQ(session.Problem(), kNotYet);
   EXPECT_EQ(session.Untypable("a"), "");
   EXPECT_TRUE(log.Has("Typing through /dev/uinput"));

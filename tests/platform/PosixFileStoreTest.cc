@@ -455,7 +455,7 @@ TEST_F(PosixFileStoreTest, ReplacesALinkInsteadOfItsTarget) {
   EXPECT_FALSE(fs::exists(folder_ / "nowhere"));
 }
 
-TEST_F(PosixFileStoreTest, ReplaceLeavesHardLinksUnchanged) {
+TEST_F(PosixFileStoreTest, ReplaceKeepsTheOldContentsOfOtherHardLinks) {
   const std::string path = folder_.Put("file", "old");
   fs::create_hard_link(path, folder_ / "other");
   EXPECT_TRUE(store_.Replace(path, "new"));
@@ -501,7 +501,7 @@ TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfTheFileOrItsFolder) {
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
-TEST_F(PosixFileStoreTest, FindsAnotherUserWhoOwnsTheLinkOrFolder) {
+TEST_F(PosixFileStoreTest, ReturnsAnotherUserWhoOwnsTheLinkOrFolder) {
   constexpr uid_t kOther = 1;
   constexpr uid_t kTarget = 2;
   fs::create_directory(folder_ / "theirs");
@@ -769,7 +769,7 @@ TEST_F(PosixFileStoreTest, MayReplaceIsTrueOnlyIfTheFolderIsWritable) {
 }
 
 #ifdef __linux__
-TEST_F(PosixFileStoreTest, PrivateFilesWorkOnAFileSystemWithoutLocks) {
+TEST_F(PosixFileStoreTest, WritesPrivateFilesOnAFileSystemWithoutLocks) {
   const std::string path = folder_ / "file";
   const std::string growing = Put("growing", "", 0600);
   for (const int error : {ENOLCK, EOPNOTSUPP}) {

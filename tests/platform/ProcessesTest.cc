@@ -36,7 +36,7 @@ TEST(ProcessesTest, FindsAProgramOnThePath) {
   }
 }
 
-TEST(ProcessesTest, MatchesTheFirstWordsOfACommandLine) {
+TEST(ProcessesTest, FindsAProcessByTheStartOfItsCommandLine) {
   const test::ScriptApplications scripts;
   const std::string path = scripts.InstallEditor();
   const test::Child child = Start({path, "stock", "list"});

@@ -78,7 +78,7 @@ constexpr std::size_t kLineBytes = 1'000;
 constexpr std::size_t kLines = 4 * SyslogLog::kBacklogBytes / kLineBytes;
 constexpr std::size_t kRoom = SyslogLog::kBacklogBytes / (kLineBytes + 8);
 
-TEST(SyslogLog, FullBacklogBlocksWritersButLosesNoLine) {
+TEST(SyslogLog, FullBacklogBlocksWritersWithoutLosingLines) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
   receiver.stalled = true;
@@ -108,7 +108,7 @@ TEST(SyslogLog, CountsLinesLostWhileTheLogStalls) {
   const std::size_t kept = messages.size() - 2;
   EXPECT_LT(kept, kLines);
   EXPECT_GE(kept, kRoom);
-  EXPECT_EQ(messages[kept], "Log lines dropped: " + std::to_string(kLines - kept));
+  EXPECT_EQ(messages[kept], "Log messages dropped: " + std::to_string(kLines - kept));
   EXPECT_EQ(messages[kept + 1], "the first line after the stall");
 }
 

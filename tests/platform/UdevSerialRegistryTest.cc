@@ -245,7 +245,7 @@ TEST_F(UdevSerialRegistryTest, HandlesOneEventPerLoopIteration) {
   EXPECT_EQ(arrivals_->calls, 2);
 }
 
-TEST_F(UdevSerialRegistryTest, DestroyingTheNotifyPortEndsTheWatch) {
+TEST_F(UdevSerialRegistryTest, StopsWatchingWhenTheNotifyPortIsDestroyed) {
   Listen();
   EXPECT_EQ(loop_.Watches(), 1U);
   registry_.DestroyNotifyPort(port_);

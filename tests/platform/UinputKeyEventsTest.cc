@@ -89,8 +89,8 @@ class UinputKeyEventsTest : public ::testing::Test {
   }
 
   void ExpectFailure(const std::string& reason) {
-    EXPECT_EQ(log_.lines(),
-              std::vector<std::string>{"Cannot type on this desktop: /dev/uinput: " + reason});
+    EXPECT_EQ(log_.lines(), std::vector<std::string>{
+                                "Quillet cannot type on this desktop: /dev/uinput: " + reason});
   }
 
   int made_ = 0;
@@ -175,7 +175,7 @@ TEST_F(UinputKeyEventsTest, InvertsShiftWhileTheCapsLockLedIsOn) {
 TEST_F(UinputKeyEventsTest, LogsMissingPermissionOnceAndTypesWhenGranted) {
   error_ = EACCES;
   for (int i = 0; i < 3; ++i) Press(kVirtualA);
-  ExpectFailure("Permission denied. Install the udev rule 70-quillet-uinput.rules.");
+  ExpectFailure("Permission denied. Install the udev rules file 70-quillet-uinput.rules.");
   EXPECT_EQ(clock_.sleeps(), std::vector<FakeClock::Duration>{});
   error_ = 0;
   Press(kVirtualA);

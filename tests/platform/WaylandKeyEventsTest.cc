@@ -94,7 +94,7 @@ TEST_F(WaylandKeyEventsTest, WaitsOnceForANewKeyboard) {
   EXPECT_EQ(clock.sleeps(), std::vector<test::FakeClock::Duration>{300ms});
 }
 
-TEST_F(WaylandKeyEventsTest, SentKeysAreRecognizedAsOwnKeys) {
+TEST_F(WaylandKeyEventsTest, RecognizesSentKeysAsOwnKeys) {
   const Compositor compositor;
   Type("aA");
   for (const auto& key : compositor.keys()) {

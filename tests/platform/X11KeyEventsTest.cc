@@ -237,7 +237,7 @@ TEST_F(X11KeyEventsTest, ReportsARecordThatCouldNotBeTyped) {
   const KeyEvent unknown[] = {{0, true, KeyFlag::kNone, '\x01'},
                               {0, false, KeyFlag::kNone, '\x01'}};
   keys_->Post(unknown);
-  EXPECT_EQ(keys_->Problem(), "the keyboard layout has no key for a character");
+  EXPECT_EQ(keys_->Problem(), "the keyboard layout has no key for one of the characters");
   ExpectTypes("x");
   EXPECT_EQ(keys_->Problem(), "");
 }
@@ -282,7 +282,7 @@ TEST_F(X11KeyEventsTest, TypesNothingWhileSlowKeysOrBounceKeysAreOn) {
     typed_.SetControls(control, true);
     Type("x");
     EXPECT_EQ(keys_->Problem(),
-              "Slow Keys or Bounce Keys are on. Turn them off in the accessibility settings.");
+              "Slow Keys or Bounce Keys is on. Turn both off in the accessibility settings.");
     typed_.SetControls(control, false);
     ExpectTypes("x");
     EXPECT_EQ(keys_->Problem(), "");

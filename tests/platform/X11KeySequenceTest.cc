@@ -44,7 +44,7 @@ TEST(X11KeySequenceTest, StopsBeforeACharacterWithoutAKey) {
   EXPECT_EQ(CharactersWithoutKey("1A2A", russian.Search(), {}), "A");
 }
 
-TEST(X11KeySequenceTest, ReleasesHeldKeysAndRestoresOnlyModifiers) {
+TEST(X11KeySequenceTest, ReleasesHeldKeysAndPressesOnlyModifiersAgain) {
   XkbLayout american("us");
   X11KeyboardState state;
   state.down = {kKeyA, kLeftShift};

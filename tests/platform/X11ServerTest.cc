@@ -35,7 +35,7 @@ TEST_F(X11ServerTest, LogsALostServerOnceAndUsesANewServer) {
   EXPECT_TRUE(windows.IsConnected());
   first.End();
   for (int i = 0; i < 100; ++i) Press();
-  ExpectLog({"Cannot type on this desktop: the X server cannot be reached"});
+  ExpectLog({"Quillet cannot type on this desktop: the X server cannot be reached"});
   EXPECT_TRUE(windows.All().empty());
   EXPECT_FALSE(windows.Active());
   test::FakeClock clock;
@@ -50,7 +50,7 @@ TEST_F(X11ServerTest, LogsALostServerOnceAndUsesANewServer) {
 TEST_F(X11ServerTest, LogsAMissingServerOnce) {
   setenv("DISPLAY", "/nowhere:7", 1);
   for (int i = 0; i < 2; ++i) Press();
-  ExpectLog({"Cannot type on this desktop: the X server cannot be reached"});
+  ExpectLog({"Quillet cannot type on this desktop: the X server cannot be reached"});
 }
 
 TEST_F(X11ServerTest, LogsNothingIfThereIsNothingToRestore) {
@@ -65,7 +65,7 @@ TEST_F(X11ServerTest, LogsNothingIfThereIsNothingToRestore) {
 TEST_F(X11ServerTest, LogsAMissingXtestExtensionOnce) {
   XServer server({"-extension", "XTEST"});
   for (int i = 0; i < 3; ++i) Press();
-  ExpectLog({"Cannot type on this desktop: the X server has no XTEST extension"});
+  ExpectLog({"Quillet cannot type on this desktop: the X server has no XTEST extension"});
 }
 
 }  // namespace

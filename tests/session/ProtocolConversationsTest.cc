@@ -83,21 +83,21 @@ class ProtocolConversationsTest : public SessionFixture {
   }
 };
 
-TEST_F(ProtocolConversationsTest, MatchesTheConversationAtStartUp) {
+TEST_F(ProtocolConversationsTest, StartUpMatchesItsExample) {
   AttachExample(Model::kOlder);
   ASSERT_TRUE(Connect());
   EXPECT_EQ(Conversation(), Written("start-up"));
 }
 
-TEST_F(ProtocolConversationsTest, MatchesABurstRun) {
+TEST_F(ProtocolConversationsTest, BurstRunMatchesItsExample) {
   ExpectRun(Model::kOlder, true, "one transfer");
 }
 
-TEST_F(ProtocolConversationsTest, MatchesABurstRunOfThe300Series) {
+TEST_F(ProtocolConversationsTest, BurstRunOfThe300SeriesMatchesItsExample) {
   ExpectRun(Model::kSeries300, true, "one transfer 300");
 }
 
-TEST_F(ProtocolConversationsTest, MatchesARecordByRecordRun) {
+TEST_F(ProtocolConversationsTest, RecordByRecordRunMatchesItsExample) {
   ExpectRun(Model::kOlder, false, "one by one");
 }
 

@@ -188,7 +188,7 @@ class EarlierSynchronizationsTest(SystemTest):
         with open(f"{FOLDER}/{stamp}_{serial_and_part}.txt", "w", encoding="utf-8") as file:
             file.write(lines)
 
-    def test_keeps_100_runs_and_shows_a_large_run_as_one(self):
+    def test_keeps_100_runs_and_joins_parts_of_a_large_run(self):
         (record,) = some_records(1)
         for number in range(105):
             self.plant(f"2026-10-{1 + number // 60:02d} 10:{number % 60:02d}:00", stored(record),

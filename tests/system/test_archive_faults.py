@@ -18,7 +18,7 @@ _CLOSING = ["-[QuilletAppDelegate windowWillClose:]",
             "-[SyncController stopNotification]",
             "-[SyncController Terminate]"]
 _ARCHIVE = "/tmp/.local/state/quillet/runs"
-_INTERRUPTED = "A synchronization was interrupted. Its records are in the archive."
+_INTERRUPTED = "A synchronization was interrupted. The records received are in the archive."
 _SETTINGS_FILE = "Records cannot be written to the settings file. Choose another file."
 _REPLACES = ("Each synchronization replaces this file. To keep its contents, turn on \"Add to the "
              "file instead of replacing it\".")
@@ -80,7 +80,7 @@ class SignalTest(ArchiveFaultsTest):
         scanner.fault(*faults)
         return scanner
 
-    def test_signal_ends_the_connected_program(self):
+    def test_signal_ends_program_while_connected(self):
         def prepare():
             scanner = self.connect()
             self.addCleanup(lambda: self.assertIn("port closed", scanner.transcript()))
@@ -181,15 +181,16 @@ class TemporaryFilesTest(ArchiveFaultsTest):
             put(path)
         link = f"{FOLDER}/.out.txt.quillet-llllllllllll"
         os.symlink("nowhere", link)
-        message = "3 unfinished files were removed. Synchronize again if records are missing."
+        message = ("3 incomplete temporary files were deleted. If records are missing, "
+                   "synchronize again.")
         with open(being_written, "rb") as writer:
             fcntl.flock(writer, fcntl.LOCK_EX)
             self.start().wait_for_progress(message)
             self.log.wait_for("Quillet: " + message)
             self.close()
             self.assert_no_stray_files(*others, being_written, link)
-        self.start().wait_for_progress("1 unfinished file was removed. Synchronize again if records "
-                                       "are missing.")
+        self.start().wait_for_progress("1 incomplete temporary file was deleted. If records are "
+                                       "missing, synchronize again.")
         self.close()
         self.assert_no_stray_files(*others, link)
         self.start()
@@ -208,7 +209,7 @@ class TemporaryFilesTest(ArchiveFaultsTest):
         self.quillet.kill()
         self.assertEqual(1, len(unfinished()))
         self.scanners[0].unplug()
-        self.start().wait_for_progress(_INTERRUPTED + " 1 unfinished file was removed.")
+        self.start().wait_for_progress(_INTERRUPTED + " 1 incomplete temporary file was deleted.")
         self.assert_no_stray_files()
 
 

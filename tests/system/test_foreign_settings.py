@@ -15,13 +15,13 @@ _STATE = "/tmp/.local/state/quillet"  # HOME is /tmp
 _PRIVATE = "/tmp/private.txt"
 _TOOL = f"{SHARED}/tool"
 _STARTED = "/tmp/started"  # _TOOL creates this file
-_ERASE_BOX = "Erase the scanner after synchronizing"
+_ERASE_BOX = "Erase the scanner after each synchronization"
 _MESSAGE = (f"Some settings from {other_user.NAME} have not been applied yet. Press Review to see "
             "what they do.")
 _REVIEW = "Review…"
-_START_EFFECT = f"Start this application and send it the records: {_TOOL}"
-_REPLACE_EFFECT = f"Replace this file on each synchronization: {_PRIVATE}"
-_RUN_EFFECT = "Synchronize as soon as a scanner is connected"
+_START_EFFECT = f"Open this application and deliver the records to it: {_TOOL}"
+_REPLACE_EFFECT = f"Replace the contents of this file in each synchronization: {_PRIVATE}"
+_RUN_EFFECT = "Synchronize as soon as the scanner is connected"
 _ERASE_EFFECT = "Erase the scanner after each synchronization"
 
 
@@ -144,7 +144,7 @@ class ForeignSettingsTest(OtherUserTest):
         window.press("Save")
         window.wait_until_closed()
         self.quillet.wait_for_message(
-            "The settings were not saved: permission denied. The settings file belongs to "
+            "The settings were not saved: permission denied. The settings file is owned by "
             f"{other_user.NAME}.", "Try again")
         self.synchronize(self.view_run())
         self.assertEqual([*CHAIN, *BURST], scanner.commands())
@@ -157,5 +157,5 @@ class ForeignSettingsTest(OtherUserTest):
     def test_erasing_stays_off_if_settings_cannot_be_saved(self):
         self.check_erasing_stays_off()
 
-    def test_erasing_stays_off_if_consent_cannot_be_withdrawn(self):
+    def test_erasing_stays_off_if_consent_folder_is_read_only(self):
         self.check_erasing_stays_off(state_mode=0o500)

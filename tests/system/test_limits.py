@@ -6,7 +6,7 @@ from harness.case import messages
 from harness.processes import Process
 from port_case import PortTest
 
-_NO_THREAD = ("Quillet could not connect because the system has run out of threads or memory. "
+_NO_THREAD = ("Quillet could not connect because the system is out of threads or memory. "
               "Close other programs, then try again.")
 
 

@@ -9,7 +9,7 @@ _TIME = "2026-11-16 09:15:00"
 
 class LogTest(SystemTest):
 
-    def test_logs_a_session_in_order(self):
+    def test_logs_session_steps_in_order(self):
         self.plugged_in_scanner()
         self.start_connected()
         self.close()

@@ -37,17 +37,17 @@ class PortMessagesTest(PortTest):
         os.chmod(os.path.realpath(PORT), 0)
         group = grp.getgrnam("dialout").gr_gid
         self.start_failing(environment=self.preload(PORT_GROUP=str(group)))
-        self.quillet.wait_for_message(f"You do not have permission to use {PORT}. Copy and run the "
-                                      "command to join the dialout group, or add the device to "
-                                      "70-quillet-scanner.rules.", "Copy command")
+        self.quillet.wait_for_message(f"You do not have permission to use {PORT}. To join the "
+                                      "dialout group, copy the command and run it in a terminal, "
+                                      "or add the device to 70-quillet-scanner.rules.", "Copy command")
         self.quillet.press_in_strip("Copy command")
         self.assertEqual("sudo usermod -aG dialout \"$USER\"", self.desktop.clipboard_text())
 
     def test_says_that_the_system_blocks_the_port(self):
         self.plugged_in_scanner()
         self.start_failing(environment=self.preload(PORT_ERROR=str(errno.EPERM)))
-        self.quillet.wait_for_message(f"The system is blocking access to {PORT}. If Quillet runs in "
-                                      "a container or sandbox, give it access to the port.",
+        self.quillet.wait_for_message(f"The system is blocking access to {PORT}. If Quillet is "
+                                      "running in a container or sandbox, give it access to the port.",
                                       "Try again")
 
     def test_names_the_program_that_uses_the_port(self):

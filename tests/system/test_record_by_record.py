@@ -29,9 +29,9 @@ class RecordByRecordTest(SystemTest):
     def test_requests_records_of_the_300_series(self):
         self.check(some_records(3), closing=["GS0"], model="300")
 
-    def test_erases_the_scanner_twice(self):
+    def test_sends_erase_command_twice_after_a_run(self):
         scanner = self.check(some_records(2), closing=["GS0", "E", "E"], clear_memory=1)
         self.assertEqual(0, scanner.record_count())
 
-    def test_erases_an_empty_scanner_once(self):
+    def test_sends_erase_command_once_if_scanner_is_empty(self):
         self.check([], closing=["GS0", "E"], clear_memory=1)

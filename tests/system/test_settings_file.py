@@ -58,7 +58,7 @@ class SettingsFileTest(SystemTest):
         self.quillet.wait_for_view_end(messages.FINISHED)
         self.assert_settings_file()
 
-    def test_invalid_numbers_disable_settings(self):
+    def test_invalid_file_turns_off_clock_sync_and_delivery(self):
         # With these contents, the program does not set the clock. It requests and counts each
         # record, but delivers none.
         for contents in (b"", b"11134", bytes(range(256)) * 4, b"\xff\xfd\x80\r\n\x1b" * 200):

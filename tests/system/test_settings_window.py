@@ -61,7 +61,7 @@ class SettingsWindowTest(SystemTest):
             self.window.choose("Between fields", delimiter)
             self.window.choose("Order", order)
             self.window.choose("Serial number position", place)
-            sample = self.window.field("Older scanners").text()
+            sample = self.window.field("Line from an older scanner").text()
             self.save()
             self.quillet.press("Clear")
             self.quillet.wait_for_view("")

@@ -13,7 +13,7 @@ from harness.sandbox import PRIVATE_DISK
 from harness.settings import PATH
 from harness.settings_window import SettingsWindow
 
-_WAITING = "Waiting for a scanner. Plug one in."
+_WAITING = "Waiting for the scanner. Plug it in."
 _NO_SCANNER = "No scanner is connected. Plug in the scanner, or select its port and press Connect."
 _IN_ARCHIVE = "3 records are in the archive."
 _OPEN, _FOLDER = "Open file", "Show in folder"
@@ -88,8 +88,8 @@ class StateTest(StripTest):
         quillet.wait_for_message(_WAITING)
         for button in ("Connect", "Synchronize", "Settings", "Clear"):
             quillet.press(button)
-            quillet.wait_for_message("Quillet is waiting for a scanner. Plug one in, or press "
-                                     f"{button} again in 20 seconds.")
+            quillet.wait_for_message("Quillet is waiting for the scanner. Plug it in, or wait 20 "
+                                     f"seconds and press {button} again.")
         quillet.wait_for_message(_NO_SCANNER)
         quillet.press("Connect")
         quillet.wait_for_message("No port was found. Plug in the scanner.")
@@ -106,7 +106,7 @@ class StateTest(StripTest):
         quillet = self.start()
         quillet.wait_for_message("Connecting to the scanner on /dev/ttyACM0…")
         quillet.press("Settings")
-        quillet.wait_for_message("Quillet is connecting. Press Settings again in a few seconds.")
+        quillet.wait_for_message("Quillet is connecting. Wait a few seconds, then press Settings again.")
         quillet.wait_for_message("")
         quillet.press("Synchronize")
         quillet.wait_for_message("Received .*")
@@ -162,14 +162,14 @@ class ResultTest(StripTest):
     def test_says_that_a_transfer_was_cut_off(self):
         self.begin(faults=["on P 1 length 40"], destination=1)
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_message(r"The transfer was cut off after \d records?\. The scanner was "
-                                      "not erased. Synchronize again.", "Show")
+        self.quillet.wait_for_message(r"The transfer was interrupted after \d records?, so the scanner "
+                                      "was not erased. Synchronize again.", "Show")
 
     def test_says_once_that_the_archive_has_the_only_copy(self):
         self.begin(destination=1, clear_memory=1)
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_message("With the current settings, only the archive keeps a copy of "
-                                      "the records.", "Show")
+        self.quillet.wait_for_message("With the current settings, the records are saved only in the "
+                                      "archive.", "Show")
         self.quillet.press_in_strip("Show")
         self.assertIn("Complete", self.selected_run())
         self.quillet.clear()
@@ -219,7 +219,7 @@ class SettingsTest(StripTest):
         os.chmod(FOLDER, 0o555)
         window = self.settings_window()
         window.type_keys("Return")
-        text = r"The settings were not saved: permission denied\. The settings file belongs to \w+\."
+        text = r"The settings were not saved: permission denied\. The settings file is owned by \w+\."
         self.quillet.wait_for_message(text, "Try again")
         os.chmod(FOLDER, 0o755)
         before = os.stat(PATH).st_ino
@@ -233,7 +233,7 @@ class SettingsTest(StripTest):
         window.open_panel()
         long = f"{SHARED}/{'x' * 115}.txt"
         self.type_path(long)
-        text = ("Quillet will not remember the chosen path because it is longer than 127 bytes. "
+        text = ("The path cannot be saved because it is longer than 127 bytes. "
                 "Choose a shorter path.")
         self.quillet.wait_for_message(text, "Choose…")
         window.wait_until_open()
@@ -259,14 +259,14 @@ class RestartTest(StripTest):
         self.assertIn("-[QuilletAppDelegate windowWillClose:]", lines)
         self.quillet.wait_for_restart()
 
-    def test_restarts_after_unplugging_during_a_run(self):
+    def test_offers_restart_after_unplugging_during_a_run(self):
         scanner = self.begin(40, burst_sync=0)
         self.quillet.press("Synchronize")
         self.quillet.wait_for_message("Received [1-9].*")
         scanner.unplug()
         match = self.quillet.wait_for_message(
-            r"Disconnected during the synchronization\. (\d+) records? (is|are) in the archive\. "
-            "Restart Quillet to continue.", "Restart Quillet")
+            r"The scanner was disconnected during the synchronization\. (\d+) records? (is|are) in "
+            r"the archive\. Restart Quillet to continue\.", "Restart Quillet")
         self.quillet.press("Synchronize", "Settings", "Clear")
         self.quillet.wait_for_message(re.escape(match[0]), "Restart Quillet")
         with open(f"/proc/{self.quillet.pid}/cmdline", "rb") as file:
@@ -274,8 +274,8 @@ class RestartTest(StripTest):
         self.check_restart()
         with open(f"/proc/{self.quillet.pid}/cmdline", "rb") as file:
             self.assertEqual(arguments, file.read())
-        self.quillet.wait_for_message("A synchronization was interrupted. Its records are in the "
-                                      "archive.", "Show")
+        self.quillet.wait_for_message("A synchronization was interrupted. The records received are "
+                                      "in the archive.", "Show")
         self.quillet.press_in_strip("Show")
         cells = self.selected_run()
         self.assertIn("Incomplete", cells)
@@ -286,10 +286,10 @@ class RestartTest(StripTest):
         self.quillet.clear()
         self.synchronize(messages.file_run(40, OUTPUT))
 
-    def test_restarts_if_a_run_does_not_end(self):
+    def test_offers_restart_if_a_run_does_not_end(self):
         self.begin(faults=[f"on W {number} ignore" for number in range(1, 6)])
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_message("The scanner did not answer. No records arrived. Restart "
+        self.quillet.wait_for_message("The scanner did not respond. No records were received. Restart "
                                       "Quillet to continue.", "Restart Quillet")
         self.check_restart()
         self.quillet.wait_for_connect_label("Disconnect")

@@ -5,7 +5,7 @@ import signal
 
 from harness.case import OUTPUT, Settings, SystemTest, messages, some_records, wait_until
 
-_LOST = "The computer has lost the connection to the scanner. "
+_LOST = "The connection to the scanner was lost. "
 
 
 class SuspendTest(SystemTest):
@@ -51,10 +51,10 @@ class SuspendTest(SystemTest):
 
     def test_suggests_restart_if_the_line_is_dead_during_a_run(self):
         self.start_run_without_records().hang_up()
-        self.quillet.wait_for_message(_LOST + "No records arrived. Restart Quillet to continue.",
+        self.quillet.wait_for_message(_LOST + "No records were received. Restart Quillet to continue.",
                                       "Restart Quillet")
 
-    def test_tries_once_to_reconnect_during_a_run(self):
+    def test_tries_to_reconnect_only_once_during_a_run(self):
         scanner = self.start_run_without_records()
         quillet = self.quillet
         self.suspend_and_resume(scanner)

@@ -10,7 +10,7 @@ class UnplugTest(SystemTest):
         super().setUp()
         Settings(filename=OUTPUT).save()
 
-    def test_reconnects_an_idle_scanner(self):
+    def test_reconnects_an_idle_scanner_after_replugging(self):
         records = some_records(3)
         scanner = self.plugged_in_scanner(records)
         quillet = self.start_connected()
@@ -106,7 +106,7 @@ class UnplugTest(SystemTest):
         self.synchronize(messages.EMPTY_RUN)
         self.assert_no_stray_files(OUTPUT)
 
-    def test_connects_after_five_unanswered_wake_ups(self):
+    def test_connect_button_works_after_unanswered_wake_ups(self):
         scanner = self.plugged_in_scanner(
             faults=[f"on W {number} ignore" for number in range(1, 6)])
         quillet = self.start()

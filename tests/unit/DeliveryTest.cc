@@ -94,7 +94,7 @@ TEST_F(DeliveryTest, TypesWithoutPausesAndSkipsCharactersWithoutAKey) {
   EXPECT_TRUE(pasteboard.texts().empty());
 }
 
-TEST_F(DeliveryTest, RefusesARecordBeforePressingAnyKey) {
+TEST_F(DeliveryTest, RefusesAnUntypableRecordBeforePressingAnyKey) {
   keyEvents.untypable = "~\t";
   delivery.Deliver("a~b\tc\n", false);
   EXPECT_EQ(Typed(), "");
@@ -125,7 +125,7 @@ TEST_F(DeliveryTest, LostRecordMessageStaysUntilTheNextRecordIsTyped) {
   EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission has not been granted yet.");
 }
 
-TEST_F(DeliveryTest, RemovesTheTypingMessageForOtherDestinations) {
+TEST_F(DeliveryTest, RemovesTheTypingProblemIfRecordsGoToAFile) {
   keyEvents.onReadiness("permission was denied");
   delivery.Prepare(kToFile);
   EXPECT_EQ(Message(), "");
@@ -193,7 +193,7 @@ TEST_F(DeliveryTest, DoesNotPressKeysIfThePasteboardFails) {
   delivery.Deliver("2", true);
   EXPECT_EQ(keyEvents.posts(), Posts{Press(9, KeyFlag::kCommand)});
   EXPECT_EQ(Message(),
-            "Not everything was pasted: the clipboard was not available. The records are in the "
+            "Some text was not pasted: the clipboard was not available. The records are in the "
             "archive.");
   EXPECT_EQ(display.Buttons(), Texts{"Show"});
   delivery.RunBegan();
@@ -205,14 +205,14 @@ TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {
   pasteboard.takes = false;
   delivery.Deliver("1", true);
   EXPECT_EQ(Message(),
-            "A record was not pasted: the clipboard is not available. It was not saved "
+            "A record was not pasted: the clipboard is not available. The record was not saved "
             "either. Scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
   delivery.RunBegan();
   delivery.KeyIgnored();
   EXPECT_EQ(Message(),
-            "Quillet's window had focus, so the records were not delivered. They were not saved "
-            "either. Click the target window, then scan or synchronize again.");
+            "Quillet's window had focus, so the records were not delivered. The records were not "
+            "saved either. Click the target window, then scan or synchronize again.");
   EXPECT_EQ(display.Buttons(), Texts{});
 }
 
@@ -234,7 +234,7 @@ TEST_F(DeliveryTest, SaysThatEarlierRecordsWereNotTyped) {
   keyEvents.problem = "";
   for (int i = 0; i < 3; ++i) delivery.Deliver("1", false);
   EXPECT_EQ(Message(),
-            "Not everything was typed: the keyboard layout changed while a record was being "
+            "Some text was not typed: the keyboard layout changed while a record was being "
             "typed. The records are in the archive.");
   EXPECT_EQ(display.Buttons(), Texts{"Show"});
   delivery.RunBegan();
@@ -260,7 +260,7 @@ TEST_F(DeliveryTest, WarnsThatAnInputMethodIsActive) {
   EXPECT_EQ(Message(), "");
 }
 
-TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
+TEST_F(DeliveryTest, SaysThatRecordsWereTypedIntoQuillet) {
   delivery.Deliver("1", false);
   for (int i = 0; i < 3; ++i) delivery.KeyIgnored();
   const std::string message =
@@ -274,7 +274,7 @@ TEST_F(DeliveryTest, SaysThatQuilletIgnoredItsOwnKeys) {
   clock.Advance(1ms);
   delivery.Deliver("3", false);
   const std::string lasting =
-      "Some records were not delivered because Quillet's window had focus. The records are in the "
+      "Quillet's window had focus, so some records were not delivered. The records are in the "
       "archive.";
   EXPECT_EQ(Message(), lasting);
   delivery.KeyIgnored();

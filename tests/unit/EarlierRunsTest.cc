@@ -153,7 +153,7 @@ TEST_F(EarlierRunsTest, SearchShowsRowsThatContainAllWords) {
     EXPECT_EQ(States(), states) << text;
   }
   runs.Search("nothing");
-  EXPECT_EQ(runs.emptyText(), "No synchronization matches the search.");
+  EXPECT_EQ(runs.emptyText(), "No synchronizations match the search.");
   EXPECT_FALSE(runs.canUse());
 }
 
@@ -180,7 +180,9 @@ TEST_F(EarlierRunsTest, PreviewEndsWithACompleteLine) {
   OpenList();
   const std::string& text = runs.preview().text();
   EXPECT_LT(text.size(), 66'000U);
-  EXPECT_TRUE(text.ends_with(std::string(60, 'x') + "\n… To see all records, save or copy them."));
+  EXPECT_TRUE(text.ends_with(
+      std::string(60, 'x') +
+      "\n… Only the first records are shown. To see all of them, save or copy the records."));
 }
 
 TEST_F(EarlierRunsTest, ExportsOneCsvRowPerRecordOrBarcode) {
@@ -270,8 +272,7 @@ TEST_F(EarlierRunsTest, TypesOnlyIfAnotherWindowHasFocus) {
   OpenList();
   workspace.active = true;
   runs.Press(&RunsActions::deliver);
-  const std::string waiting =
-      "Waiting to deliver: click the window that should receive the records.";
+  const std::string waiting = "Waiting to deliver. Click the target window.";
   ASSERT_TRUE(AwaitMessage(waiting));
   EXPECT_EQ(strip.Message(), waiting);
   EXPECT_TRUE(keyEvents.posts().empty());
@@ -326,9 +327,9 @@ TEST_F(EarlierRunsTest, CountsRecordsThatCannotBeTyped) {
   Choose(2);
   OpenList();
   Deliver();
-  EXPECT_EQ(
-      runs.message(),
-      "2 records delivered; 2 could not be typed. Turn on \"Paste text instead of typing it\".");
+  EXPECT_EQ(runs.message(),
+            "2 records delivered; 2 could not be typed. Turn on \"Paste text instead of typing "
+            "it\" in the settings.");
 }
 
 TEST_F(EarlierRunsTest, DeliveryStopsIfTheDesktopRejectsKeyEvents) {
@@ -481,7 +482,7 @@ TEST_F(EarlierRunsTest, DeletesARunAfterConfirmation) {
   EXPECT_EQ(
       runs.question(),
       "Delete the synchronization from 2026-11-16 14:07:09?|This permanently deletes 1 record from "
-      "the archive. Copies saved or delivered elsewhere are kept.");
+      "the archive. Copies saved or delivered elsewhere are not affected.");
   EXPECT_EQ(runs.rows().size(), 2U);
   runs.confirms = true;
   Press(&RunsActions::remove);

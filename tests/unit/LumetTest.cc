@@ -448,7 +448,7 @@ TEST_F(LumetTest, ClearsSerialNumberAndVersionOnDisconnect) {
       << "a port that was never opened has descriptor 0";
 }
 
-TEST_F(LumetTest, CommandThreadEndsAfterTheCurrentOperation) {
+TEST_F(LumetTest, DisconnectEndsCommandThreadAfterCurrentWakeup) {
   std::string sent;  // used only by the command thread until that thread ends
   int waits = 0;
   bool disconnected = false;

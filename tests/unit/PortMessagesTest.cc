@@ -37,8 +37,8 @@ class PortMessagesTest : public test::AppFixture {
 TEST_F(PortMessagesTest, SaysHowToGetPermission) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   ExpectMessage(
-      "You do not have permission to use /absent1. Copy and run the command to join the dialout "
-      "group, or add the device to 70-quillet-scanner.rules.",
+      "You do not have permission to use /absent1. To join the dialout group, copy the command "
+      "and run it in a terminal, or add the device to 70-quillet-scanner.rules.",
       {"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});
@@ -51,8 +51,8 @@ TEST_F(PortMessagesTest, SaysHowToGetPermission) {
                                                           "sudo chown \"$USER\" /absent1"}));
   Fail({.kind = Kind::kPermission, .group = "dialout", .joined = true});
   ExpectMessage(
-      "You do not have permission to use /absent1. Log out and back in to activate your "
-      "membership in the dialout group.",
+      "You do not have permission to use /absent1. Log out and back in for your "
+      "membership in the dialout group to take effect.",
       {});
 }
 
@@ -67,12 +67,13 @@ TEST_F(PortMessagesTest, NamesTheProgramThatUsesThePort) {
 TEST_F(PortMessagesTest, SaysThatTheSystemBlocksThePort) {
   Fail({.kind = Kind::kForbidden});
   ExpectMessage(
-      "The system is blocking access to /absent1. If Quillet runs in a container or sandbox, give "
+      "The system is blocking access to /absent1. If Quillet is running in a container or sandbox, "
+      "give "
       "it access to the port.",
       {"Try again"});
 }
 
-TEST_F(PortMessagesTest, TryAgainRepeatsTheAttempt) {
+TEST_F(PortMessagesTest, TryAgainButtonRepeatsTheAttempt) {
   const std::string port = folder / "usbmodem1";
   registry.Attach("usbmodem1", port);
   tavo.AttachSilent(port);

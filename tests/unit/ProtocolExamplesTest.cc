@@ -54,16 +54,16 @@ class ProtocolExamplesTest : public test::LumetFixture {
   }
 };
 
-TEST_F(ProtocolExamplesTest, MatchesRecordsInTheOlderLayout) {
+TEST_F(ProtocolExamplesTest, DecodesRecordsInTheOlderLayout) {
   ExpectRecords("records older");
 }
 
-TEST_F(ProtocolExamplesTest, MatchesRecordsOfThe300Series) {
+TEST_F(ProtocolExamplesTest, DecodesRecordsOfThe300Series) {
   identity.bTavo300 = 1;
   ExpectRecords("records 300");
 }
 
-TEST_F(ProtocolExamplesTest, MatchesPackedDatesAndTimes) {
+TEST_F(ProtocolExamplesTest, DecodesPackedDatesAndTimes) {
   settings.bAttachType = 0;
   for (const ExampleLine& example : ProtocolExample("packed")) {
     EXPECT_EQ(Composed("\x05\x04" + BytesOf(example.example)), "," + example.explanation)
@@ -71,7 +71,7 @@ TEST_F(ProtocolExamplesTest, MatchesPackedDatesAndTimes) {
   }
 }
 
-TEST_F(ProtocolExamplesTest, MatchesFirmwareVersions) {
+TEST_F(ProtocolExamplesTest, FirmwareVersionsSelectTheModel) {
   for (const ExampleLine& example : ProtocolExample("firmware")) {
     lumet.GetFWVersion();
     Exchange(example.example + "@");
@@ -79,7 +79,7 @@ TEST_F(ProtocolExamplesTest, MatchesFirmwareVersions) {
   }
 }
 
-TEST_F(ProtocolExamplesTest, MatchesUnsolicitedRecords) {
+TEST_F(ProtocolExamplesTest, DecodesUnsolicitedRecords) {
   for (const ExampleLine& example : ProtocolExample("unsolicited")) {
     archive.kept.clear();
     owner.Clear();
@@ -91,13 +91,13 @@ TEST_F(ProtocolExamplesTest, MatchesUnsolicitedRecords) {
   }
 }
 
-TEST_F(ProtocolExamplesTest, MatchesSymbologiesOfTheOlderLayout) {
+TEST_F(ProtocolExamplesTest, NamesSymbologiesOfTheOlderLayout) {
   const auto table = TableBelow("### Symbologies of the older layout");
   EXPECT_EQ(table.size(), 16U);
   for (const auto& [code, name] : table) EXPECT_EQ(SymbologyName(code, false), name);
 }
 
-TEST_F(ProtocolExamplesTest, MatchesSymbologiesOfThe300Series) {
+TEST_F(ProtocolExamplesTest, NamesSymbologiesOfThe300Series) {
   const auto table = TableBelow("### Symbologies of the 300 series");
   EXPECT_EQ(table.size(), 45U);
   for (const auto& [code, name] : table) EXPECT_EQ(SymbologyName(code, true), name);

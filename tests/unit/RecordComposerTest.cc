@@ -221,7 +221,7 @@ TEST_F(RecordComposerTest, TruncatesALineAtTheEndOfItsBuffer) {
   }
 }
 
-TEST_F(RecordComposerTest, AppendsFieldsIndividually) {
+TEST_F(RecordComposerTest, AppendsOneFieldPerCall) {
   const std::string record = "\x94" + kTime;
   composer.GetBarcodeType(BytesOf(record));
   EXPECT_EQ(composer.BarcodeBuffer(), "Code 93,");

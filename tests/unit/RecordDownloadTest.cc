@@ -56,7 +56,7 @@ TEST_F(RecordDownloadTest, RequestsEachRecordThenSendsClosingCommand) {
   EXPECT_EQ(lumet.display().phase(), Phase::kClosing);
 }
 
-TEST_F(RecordDownloadTest, TreatsOnlyFramesAsAnswers) {
+TEST_F(RecordDownloadTest, CountsARecordAsMissingIfTheAnswerHasNoFrame) {
   answer = [](std::string_view command) {
     if (command == "N") return CountAnswer(3);
     if (command == "p1#") return "@"s;

@@ -561,7 +561,7 @@ TEST_F(RunArchiveTest, DoesNotPermitErasingIfALaterScanIsDeleted) {
   EXPECT_EQ(RecordsOf(folder_ + "/20261116_live.records"), Texts{"later"});
 }
 
-TEST_F(RunArchiveTest, EraseRequiresFlushingScansReceivedBeforeTheCount) {
+TEST_F(RunArchiveTest, PermitsErasingIfScansBeforeRecordCountAreFlushed) {
   archive_.Begin();
   Receive("before the number of records");
   archive_.DownloadStarted(false);

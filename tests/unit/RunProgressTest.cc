@@ -20,7 +20,7 @@ RunState Burst(std::int32_t bytes, std::int32_t announced) {
 }
 
 TEST(RunProgressTest, ShowsIndeterminateProgressAtFirst) {
-  EXPECT_EQ(RunProgress().Look(0ms, {}), (Shown{"Requesting records from the scanner", -1}));
+  EXPECT_EQ(RunProgress().Look(0ms, {}), (Shown{"Requesting records from the scanner…", -1}));
 }
 
 TEST(RunProgressTest, ShowsRecordCountRateAndTimeLeft) {
@@ -94,7 +94,7 @@ TEST(RunProgressTest, ShowsDeliveredRecordsAfterABurst) {
 
 TEST(RunProgressTest, ShowsThatTheScannerDidNotAnswer) {
   RunProgress progress;
-  const Shown shown{"The scanner did not answer.", 0, "Restart Quillet to continue."};
+  const Shown shown{"The scanner did not respond.", 0, "Restart Quillet to continue."};
   EXPECT_EQ(progress.Look(0ms, {.phase = Phase::kGivenUp}), shown);
   EXPECT_EQ(progress.Look(60s, {.phase = Phase::kGivenUp}), shown);
 }
@@ -153,7 +153,7 @@ TEST_F(ProgressTest, ShowsProgressOfARecordByRecordRun) {
   EXPECT_EQ(strip.text(), "");
   EXPECT_FALSE(ticker.IsRunning());
   StartAndHold("W");
-  EXPECT_EQ(Shown(), "Requesting records from the scanner");
+  EXPECT_EQ(Shown(), "Requesting records from the scanner…");
   ReleaseAndHold("p1#");
   EXPECT_EQ(Shown(), "Received 1 of 3 records");
   ReleaseAndHold("GS0");
@@ -196,7 +196,7 @@ TEST_F(ProgressTest, ShowsThatTheScannerDidNotAnswer) {
   synchronize.Press();
   EXPECT_TRUE(test::WaitFor([&] {
     return Shown() ==
-           "The scanner did not answer. No records arrived. Restart Quillet to continue.";
+           "The scanner did not respond. No records were received. Restart Quillet to continue.";
   }));
 }
 
@@ -205,7 +205,7 @@ class DisconnectedProgressTest : public ProgressTest {
   void Reconnect(bool burst) {
     ConnectWith({.burstsync = burst});
     StartAndHold("W");
-    EXPECT_EQ(Shown(), "Requesting records from the scanner");
+    EXPECT_EQ(Shown(), "Requesting records from the scanner…");
     registry.Unplug(folder / "usbmodem1");
     EXPECT_EQ(Shown(), kDisconnected);
     EXPECT_FALSE(ticker.IsRunning());
@@ -214,12 +214,13 @@ class DisconnectedProgressTest : public ProgressTest {
   }
 
   static constexpr const char* kDisconnected =
-      "Disconnected during the synchronization. No records arrived. Restart Quillet to continue.";
+      "The scanner was disconnected during the synchronization. No records were received. Restart "
+      "Quillet to continue.";
 };
 
 TEST_F(DisconnectedProgressTest, ShowsThatARecordByRecordRunContinues) {
   Reconnect(false);
-  EXPECT_TRUE(Shown().starts_with("Requesting records from the scanner"));
+  EXPECT_TRUE(Shown().starts_with("Requesting records from the scanner…"));
   EXPECT_TRUE(ticker.IsRunning());
 }
 

@@ -210,7 +210,7 @@ TEST_F(RunTest, DoesNotWriteRecordsToTheSettingsFile) {
   EXPECT_FALSE(result.refusedSettingsFile);
 }
 
-TEST_F(RunTest, TruncatesNonAsciiRecords) {
+TEST_F(RunTest, TruncatesRecordsToOneBytePerUtf16CodeUnit) {
   run.Begin(0);
   for (const char* record : {"\xC3\xA9\x31\r\n", "plain\r\n", "1\xE2\x82\xAC"})
     run.Add(record, 0, lines++);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <set>
 #include <vector>
 
@@ -56,12 +57,13 @@ TEST(SampleLineTest, OrderTitlesMatchTheFieldOrderInTheSample) {
   for (std::int32_t i = 0; i < 6; ++i) {
     sample.dataorder = i;
     const std::string line = sample.Line(true);
-    std::vector<std::pair<std::size_t, std::string>> fields = {{line.find("EAN-13"), "Symbology"},
-                                                               {line.find("978030"), "Data"},
-                                                               {line.find("[2026"), "Time"}};
+    std::vector<std::pair<std::size_t, std::string>> fields = {{line.find("EAN-13"), "symbology"},
+                                                               {line.find("978030"), "barcode"},
+                                                               {line.find("[2026"), "time"}};
     std::sort(fields.begin(), fields.end());
-    EXPECT_EQ(kOrderTitles[static_cast<std::size_t>(i)],
-              fields[0].second + ", " + fields[1].second + ", " + fields[2].second);
+    std::string title = fields[0].second + ", " + fields[1].second + ", " + fields[2].second;
+    title.front() = static_cast<char>(std::toupper(title.front()));
+    EXPECT_EQ(kOrderTitles[static_cast<std::size_t>(i)], title);
   }
 }
 

@@ -31,8 +31,8 @@ void Set(Settings& settings, const Values& values) {
 
 TEST(SensitiveActionsTest, DescribesEachAction) {
   const std::string data = kData;
-  const std::string start = "Start this application and send it the records: ";
-  const std::string replace = "Replace this file on each synchronization: ";
+  const std::string start = "Open this application and deliver the records to it: ";
+  const std::string replace = "Replace the contents of this file in each synchronization: ";
   const struct {
     Values values;
     Strings effects;
@@ -55,10 +55,10 @@ TEST(SensitiveActionsTest, DescribesEachAction) {
       {{.path = "/home/bea/stock/sn_timestamp.txt"},
        {"Write the records of each synchronization to a new file: /home/bea/stock….txt"}},
       {{.destination = kToActiveApplication, .autosync = true},
-       {"Synchronize as soon as a scanner is connected",
+       {"Synchronize as soon as the scanner is connected",
         "Type the records into the active application"}},
       {{.autosync = true, .clearmemory = true},
-       {"Synchronize as soon as a scanner is connected",
+       {"Synchronize as soon as the scanner is connected",
         "Erase the scanner after each synchronization"}},
   };
   for (const auto& each : cases) {
@@ -130,8 +130,8 @@ TEST_F(SettingsConsentTest, DisablesOnlySensitiveActions) {
 TEST_F(SettingsConsentTest, AppliesConfirmedSettings) {
   Start(everything);
   EXPECT_EQ(Review(true), Strings{std::string(kQuestion) +
-                                  "|Start this application and send it the records: /tmp/tool"
-                                  "|Synchronize as soon as a scanner is connected"
+                                  "|Open this application and deliver the records to it: /tmp/tool"
+                                  "|Synchronize as soon as the scanner is connected"
                                   "|Erase the scanner after each synchronization"});
   EXPECT_EQ(display.text(), "");
   EXPECT_EQ(settings->destination, kToNamedApplication);
@@ -245,7 +245,7 @@ TEST_F(SettingsConsentTest, SavingSettingsWithdrawsEarlierConsent) {
   }
 }
 
-TEST_F(SettingsConsentTest, AsksAgainIfTheWithdrawalCannotBeSaved) {
+TEST_F(SettingsConsentTest, AsksAgainIfConsentWithdrawalCannotBeSaved) {
   const Values erasing{.clearmemory = true};
   Start(erasing);
   Review(true);
@@ -487,7 +487,7 @@ TEST_F(ScanNoticeTest, IsShownOncePerProgramThatReceivesScans) {
   ConnectWith({.destination = kToActiveApplication});
   EXPECT_EQ(
       MessageAfterScan(),
-      "A scan was typed into the active application. To keep scans in Quillet, choose another "
+      "A scan was typed into the active application. To show scans only in Quillet, choose another "
       "destination.");
   EXPECT_EQ(strip.Buttons(), Strings{"Open settings"});
   strip.Press(0);
@@ -496,8 +496,9 @@ TEST_F(ScanNoticeTest, IsShownOncePerProgramThatReceivesScans) {
   EXPECT_EQ(MessageAfterScan(), "");
   Choose(kToNamedApplication, kEditor);
   Change(&platform::SettingsValues::nonenglish, true);
-  EXPECT_EQ(MessageAfterScan(),
-            "A scan was pasted into editor. To keep scans in Quillet, choose another destination.");
+  EXPECT_EQ(
+      MessageAfterScan(),
+      "A scan was pasted into editor. To show scans only in Quillet, choose another destination.");
 }
 
 TEST_F(ScanNoticeTest, IsNotShownForAProgramThatReceivedRecords) {

@@ -28,7 +28,7 @@ class SettingsEditorTest : public test::SettingsFixture {
   }
 };
 
-TEST_F(SettingsEditorTest, OpenLogsFileAndApplicationPathsAndShowsTheWindow) {
+TEST_F(SettingsEditorTest, LogsBothPathsAndShowsTheWindowOnOpen) {
   Open();
   EXPECT_EQ(log.lines(), (Strings{"-[SyncController settingsButton:][" + DefaultFile() +
                                   ",/Applications/TextEdit]"}));
@@ -326,7 +326,7 @@ TEST_F(SettingsButtonTest, WindowStaysOpenButCannotBeReopenedDuringARun) {
   AwaitEnd(ends);
 }
 
-TEST_F(SettingsButtonTest, PassesEachOperationToTheEditor) {
+TEST_F(SettingsButtonTest, ControllerPassesEachOperationToTheEditor) {
   Launch();
   log.Clear();
   controller.settingsButton();

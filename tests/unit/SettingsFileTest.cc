@@ -118,7 +118,7 @@ TEST_F(SettingsFileTest, SavesAndRestoresEachSettingAtItsOffsetInTheFile) {
   }
 }
 
-TEST_F(SettingsFileTest, EveryNumberIsMinus48IfTheFileIsEmpty) {
+TEST_F(SettingsFileTest, ListSettingsAreMinus48IfTheFileIsEmpty) {
   PutFile(SettingsPath(), "");
   Start();
   for (const auto& each : kSettingsControls) {

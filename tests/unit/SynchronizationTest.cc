@@ -105,8 +105,7 @@ TEST_F(SynchronizationTest, AutomaticRunRemovesMessagesOfEarlierRuns) {
   AwaitEnd(0);
   AwaitErase();
   mainQueue.RunAll();
-  EXPECT_EQ(strip.text(),
-            "With the current settings, only the archive keeps a copy of the records.");
+  EXPECT_EQ(strip.text(), "With the current settings, the records are saved only in the archive.");
   const std::string latest =
       "The window shows only the latest records. All records are in the archive.";
   for (std::size_t ends = 1; ends <= 2; ++ends) {
@@ -229,7 +228,8 @@ TEST_F(SynchronizationTest, ReportsAnInterruptedRunOnceAfterTheNextStart) {
   for (const auto* ending : {".open", ".records"}) PutFile(archiveFolder + "/run" + ending, "");
   Launch();
   mainQueue.RunAll();
-  EXPECT_EQ(strip.Message(), "A synchronization was interrupted. Its records are in the archive.");
+  EXPECT_EQ(strip.Message(),
+            "A synchronization was interrupted. The records received are in the archive.");
   EXPECT_FALSE(std::filesystem::exists(archiveFolder + "/run.open"));
 }
 
@@ -320,7 +320,7 @@ TEST_F(ResultTest, SaysThatTheConnectionEndedDuringABurst) {
   AwaitEnd(0);
   EXPECT_NE(View().find("|1 barcodes synchronized|" + closing_), std::string::npos) << View();
   EXPECT_EQ(Message(),
-            "The connection ended during the transfer: 1 record was delivered. " + again_);
+            "The connection was lost during the transfer: 1 record was delivered. " + again_);
   EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Show"});
   EXPECT_NE(Entries().find("end incomplete"), std::string::npos);
   ASSERT_TRUE(WaitFor([&] { return !controller.bConnecting; }));
@@ -331,9 +331,9 @@ TEST_F(ResultTest, SaysThatTheConnectionEndedDuringABurst) {
 TEST_F(ResultTest, SaysThatTheScannerWasErasedAfterACutOffBurst) {
   CutBurst({.destination = 1, .clearmemory = true});
   tavo.Scan("live");
-  const std::string text = "The connection ended during the transfer: 1 record was delivered. ";
+  const std::string text = "The connection was lost during the transfer: 1 record was delivered. ";
   EXPECT_TRUE(WaitFor([&] { return Message() == text + "The scanner was erased."; })) << Message();
-  EXPECT_TRUE(log.Has("Quillet: " + text + "The scanner is being erased."));
+  EXPECT_TRUE(log.Has("Quillet: " + text + "Erasing the scanner…"));
 }
 
 TEST_F(ResultTest, DoesNotCountErasedRecordsInABurst) {
@@ -347,7 +347,8 @@ TEST_F(ResultTest, DoesNotCountErasedRecordsInABurst) {
   ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 1; }));
   registry.Unplug(folder / "usbmodem1");
   EXPECT_EQ(Message(),
-            "Disconnected during the synchronization. 2 records are in the archive. Restart "
+            "The scanner was disconnected during the synchronization. 2 records are in the "
+            "archive. Restart "
             "Quillet to continue.");
   delivered = true;
   ASSERT_TRUE(WaitFor([&] { return controller.barcodeCount == 2; }));
@@ -403,8 +404,8 @@ TEST_F(ResultTest, SaysThatAFileWasChosenTooLate) {
   tavo.Release();
   AwaitEnd(0);
   EXPECT_EQ(Message(),
-            "No file was written: the records arrived before a file was chosen as the destination. "
-            "3 records are in the archive.");
+            "No file was written: a file was chosen as the destination only after the records were "
+            "received. 3 records are in the archive.");
   EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Save as…"});
 }
 
@@ -435,7 +436,7 @@ TEST_F(ResultTest, DoesNotPromiseACopyIfTheArchiveFailed) {
   ConnectWith({.destination = 1, .clearmemory = true}, {"1"});
   Synchronize();
   const std::string only =
-      "Quillet: With the current settings, only the archive keeps a copy of the records.";
+      "Quillet: With the current settings, the records are saved only in the archive.";
   EXPECT_FALSE(log.Has(only));
   ASSERT_TRUE(WaitFor([&] {
     return log.Has("-[Lumet EraseTavoMemory]: withheld, the records are not on the disk");

@@ -323,7 +323,7 @@ TEST_F(MainWindow, PressIsIgnoredIfTheStripReplacesTheButton) {
   EXPECT_EQ(QApplication::focusWidget(), TextWidget());
 }
 
-TEST_F(MainWindow, TooltipShowsAMessageThatIsCutOff) {
+TEST_F(MainWindow, TooltipShowsTheFullTextOfACutOffMessage) {
   auto* const label = Accessible(QAccessible::StaticText, QString())->object();
   const auto tip = [&] {
     QHelpEvent event(QEvent::ToolTip, QPoint(5, 5), QCursor::pos());

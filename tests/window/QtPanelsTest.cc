@@ -125,7 +125,7 @@ TEST_F(QtPanelsTest, AsksBeforeUsingSettings) {
       EXPECT_EQ(
           box->informativeText().remove(u'\u200B'),
           "With these settings, Quillet will:\n\n• Start /tmp/<i>\n• Erase\n\nQuillet will not do "
-          "any of this until you agree.");
+          "any of this until you press \"Use these settings\".");
       answer(*box);
     });
     return panels_.ConfirmSettings("Use <b>?", {"Start /tmp/<i>", "Erase"});

@@ -98,7 +98,7 @@ class QtSettingsWindowTest : public testing::Test {
   std::vector<QWidget*> KindsOfControls() {
     return {Find<QCheckBox>("Add to the file instead of replacing it"), Find<QComboBox>("Order"),
             Find<QLineEdit>("Path"), Find<QPushButton>("Browse…"),
-            Find<QPlainTextEdit>("Older scanners")};
+            Find<QPlainTextEdit>("Line from an older scanner")};
   }
 
   void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
@@ -280,9 +280,9 @@ TEST_F(QtSettingsWindowTest, TabVisitsEveryControlInReadingOrder) {
     if (std::string_view(each.name) != "Deliver to") continue;
     order.insert(order.end(), {Find<QLineEdit>("Path"), Find<QPushButton>("Browse…")});
   }
-  order.insert(order.end(),
-               {Find<QPlainTextEdit>("Older scanners"), Find<QPlainTextEdit>("300 series"),
-                Find<QPushButton>("Save"), Find<QPushButton>("Cancel")});
+  order.insert(order.end(), {Find<QPlainTextEdit>("Line from an older scanner"),
+                             Find<QPlainTextEdit>("Line from a 300 series scanner"),
+                             Find<QPushButton>("Save"), Find<QPushButton>("Cancel")});
   EXPECT_EQ(QApplication::focusWidget(), order.front());
   for (std::size_t i = 1; i <= order.size(); ++i) {
     Press(Qt::Key_Tab);
@@ -340,8 +340,8 @@ TEST_F(QtSettingsWindowTest, DisablesThePathFieldWithItsLabelAndButton) {
 }
 
 TEST_F(QtSettingsWindowTest, ShowsBothSamplesAsReadOnlyText) {
-  for (const auto& [name, line] :
-       {std::pair("Older scanners", kOlderLine), std::pair("300 series", kSeries300Line)}) {
+  for (const auto& [name, line] : {std::pair("Line from an older scanner", kOlderLine),
+                                   std::pair("Line from a 300 series scanner", kSeries300Line)}) {
     EXPECT_EQ(Find<QPlainTextEdit>(name)->toPlainText(), line);
     EXPECT_TRUE(Find<QPlainTextEdit>(name)->isReadOnly());
   }
@@ -369,7 +369,7 @@ TEST_F(QtSettingsWindowTest, KeepsButtonsVisibleOnASmallScreen) {
     auto* button = Find<QPushButton>(name);
     EXPECT_TRUE(window_.rect().contains(QRect(button->mapTo(&window_, QPoint()), button->size())));
   }
-  for (const char* name : {"Older scanners", "300 series"}) {
+  for (const char* name : {"Line from an older scanner", "Line from a 300 series scanner"}) {
     const auto* sample = Find<QPlainTextEdit>(name);
     QTextCursor end(sample->document());
     for (const auto where : {QTextCursor::Start, QTextCursor::End}) {
@@ -388,7 +388,7 @@ TEST_F(QtSettingsWindowTest, GrowsWithTheFont) {
 
 TEST_F(QtSettingsWindowTest, ShowsSeveralRowsOnASmallScreenWithLargeText) {
   auto* area = window_.findChild<QScrollArea*>();
-  const auto* sample = Find<QPlainTextEdit>("Older scanners");
+  const auto* sample = Find<QPlainTextEdit>("Line from an older scanner");
   for (const double size : {1.0, 2.0, 1.0}) {
     OpenWithTextSize(size);
     window_.resize(1024 - 16, 600 - 48);
@@ -439,7 +439,7 @@ TEST_F(QtSettingsWindowTest, ControlOutlinesAreVisibleInLightAndDarkThemes) {
 }
 
 TEST_F(QtSettingsWindowTest, SampleSymbolsAreVisibleInLightAndDarkThemes) {
-  auto* sample = Find<QPlainTextEdit>("Older scanners");
+  auto* sample = Find<QPlainTextEdit>("Line from an older scanner");
   const QString every = QString::fromStdString(VisibleSpelling("\t \r\n\r.\n"));
   sample->setPlainText(every);
   OpenInLightAndDark([&](const QPalette& palette) {

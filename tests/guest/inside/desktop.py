@@ -27,7 +27,7 @@ TYPED_RECORDS = [PRINTABLE, "tab\tand\ttab",
 PASTED_RECORDS = [f"Größe {number} € – 条码 {number * 37}" for number in range(20)]
 RECORDS = PASTED_RECORDS if KIND == "paste" else TYPED_RECORDS
 TEXT = "".join(record + "\n" for record in RECORDS)
-REFUSAL = ("Cannot type on this desktop: /dev/uinput: Permission denied. Install the "
+REFUSAL = ("Quillet cannot type on this desktop: /dev/uinput: Permission denied. Install the "
            "udev rule 70-quillet-uinput.rules.")
 FINISHED = "-[SyncController SynchronizeFinished]"
 THROUGH_COMPOSITOR = "Typing through the compositor's virtual keyboard"

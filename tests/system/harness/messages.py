@@ -13,23 +13,23 @@ FINISHED = "Synchronization finished. Tavo can be plugged off now\n"
 ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
 # Texts of the progress display
-WAITING = "Waiting for a scanner. Plug one in."
+WAITING = "Waiting for the scanner. Plug it in."
 OWN_WINDOW = ("Quillet's window had focus, so the records were not delivered. They are in the "
               "archive. Click the target window before you scan.")
 NO_APPLICATION = 'The application "TextEdit" was not found. Choose another application.'
 NO_TYPING = "Quillet cannot type on this desktop: "
-REQUESTING = "Requesting records from the scanner"
+REQUESTING = "Requesting records from the scanner…"
 SILENCE = "  ·  no data for "  # appended to the progress text after 3 s without data
 
 
 def gave_up(records=0):
     """The message that is shown after an unanswered wake-up."""
-    arrived = "No records arrived." if records == 0 else f"{records} records are in the archive."
-    return f"The scanner did not answer. {arrived} Restart Quillet to continue."
+    arrived = "No records were received." if records == 0 else f"{records} records are in the archive."
+    return f"The scanner did not respond. {arrived} Restart Quillet to continue."
 
 
 def cut_off(records):
-    return (f"The transfer was cut off after {records} records. The scanner was not erased. "
+    return (f"The transfer was interrupted after {records} records, so the scanner was not erased. "
             "Synchronize again.")
 
 
