@@ -72,7 +72,7 @@ class ApplicationDelivery {
 
   void RunBegan();  ///< removes messages about earlier records, resets Delivered(); any thread
 
-  /// Records that were typed or pasted since the run began; see DeliveredCount. Any thread.
+  /// Number of records typed or pasted since the run began; see DeliveredCount. Any thread.
   std::int32_t Delivered() const { return count_.Get(); }
 
   void KeyIgnored();  ///< called when a window of Quillet has ignored a key; main thread

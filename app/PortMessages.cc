@@ -57,8 +57,8 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
           {});
   } else if (!obstacle.group.empty()) {
     Raise(Notice::kPortDenied, path,
-          denied + "To join the " + obstacle.group +
-              " group, copy the command and run it in a terminal, or add the device to "
+          denied + "Copy the command and run it in a terminal to join the " + obstacle.group +
+              " group, or add the device to "
               "70-quillet-scanner.rules.",
           {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {

@@ -65,8 +65,8 @@ class Run {
   /// Returns true between Begin and End. Used by the progress display.
   bool IsShown() const { return isShown_; }
 
-  /// Returns true during a run, and also if the last run started with the button was interrupted
-  /// and cannot end.
+  /// Returns true during a run. Also returns true if the latest run that the user started with the
+  /// Synchronize button was interrupted and will never end.
   bool IsInProgress() const { return isShown_ || bIsUnderSynchronization; }
 
   /// Returns the gathered text, or null if nothing has been gathered. Read thread.

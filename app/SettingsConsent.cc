@@ -68,7 +68,7 @@ std::vector<std::string> Described(const SensitiveActions& actions) {
     add("Write the records of each synchronization to a new file: ", file);
   } else if (!file.empty()) {
     add(actions.appends ? "Add the records to this file: "
-                        : "Replace the contents of this file in each synchronization: ",
+                        : "At each synchronization, replace the contents of this file: ",
         file);
   }
   if (actions.synchronizes) add("Synchronize as soon as the scanner is connected");

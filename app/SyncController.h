@@ -162,7 +162,7 @@ class SyncController final : public LumetDelegate {
   TargetApplication target_{platform_, strip_, [this] { settingsEditor_->ChooseApplication(); }};
   ApplicationDelivery delivery_{platform_, strip_, DeliveryActions()};
   bool isPortListChanging_ = false;       // main thread only
-  Word<bool> isAttemptStarting_ = false;  // the connection thread has not set bConnecting yet
+  Word<bool> isAttemptStarting_ = false;  // true until the connection thread has set bConnecting
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   PortMessages portMessages_{platform_, ports_, strip_, [this] { TryAgain(); }};
   RunArchive* archive_ = nullptr;  // created by Initialize, never destroyed, like the next three

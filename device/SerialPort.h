@@ -106,7 +106,7 @@ class SerialPort {
   /// @return false if the port has been opened or closed; the byte is then not written
   bool TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte);
 
-  /// Number of times that the port has been opened or closed for writing. Any thread.
+  /// Number of times that the output descriptor has been opened or closed. Any thread.
   std::uint32_t openings() const { return outputfd_.replacements(); }
 
   /// Returns true if the last call to openConnections could not start the read thread. Any thread.

@@ -9,9 +9,9 @@
 
 namespace quillet::platform {
 
-/// The values of the settings window's controls, named after the controls. A number is the position
-/// of the selected item, from 0, or negative if no item is selected. A form sets and reads its
-/// controls in the order of the members.
+/// The values of the settings window's controls, named after the controls. Each number is the
+/// zero-based index of the selected item, or negative if no item is selected. A form sets and reads
+/// its controls in the order of the members.
 struct SettingsValues {
   ///@{ See `Settings`.
   bool attachserial = false;

@@ -81,8 +81,8 @@ class DesktopApplications final : public Applications {
     int pid = 0;                                    // ID of a started or found process, or 0
     std::unique_ptr<WatchedProcess> process;        // watches `pid`
     std::optional<std::chrono::nanoseconds> start;  // start time, if this object started it
-    // Set if the process may have passed the request on to an unknown process: the time when the
-    // process ended, or the time of the latest request.
+    // The time when the process ended, or the time of a later request. Empty unless the process may
+    // have passed a request on to an unknown process.
     std::optional<std::chrono::nanoseconds> handedOver;
   };
 

@@ -56,7 +56,7 @@ class EveryCallTest(ArchiveTest):
     def test_record_by_record_run_to_file_survives_failed_calls(self):
         self.check(TO_FILE, 0)
 
-    def test_burst_to_view_survives_failed_calls(self):
+    def test_burst_shown_in_window_survives_failed_calls(self):
         self.check(TO_VIEW, 1)
 
     def test_record_by_record_run_to_view_survives_failed_calls(self):

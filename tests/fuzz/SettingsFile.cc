@@ -1,4 +1,4 @@
-// Fuzzes reading a settings file with arbitrary contents. Input: the contents.
+// Fuzzes the reader of the settings file. Input: the contents of the file.
 
 #include "output/LumetFile.h"
 #include "output/SettingsImage.h"

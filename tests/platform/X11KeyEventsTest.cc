@@ -297,7 +297,7 @@ TEST_F(X11KeyEventsTest, TypesWhileStickyKeysAreOn) {
   ExpectTypes(EveryCharacter());
 }
 
-TEST_F(X11KeyEventsTest, EndRestoresTheKeymapInTheMiddleOfARecord) {
+TEST_F(X11KeyEventsTest, EndDuringARecordRestoresTheKeymap) {
   Use("ru");
   const std::string before = Keyboard();
   std::string text;

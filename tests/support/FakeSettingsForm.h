@@ -45,7 +45,7 @@ class FakeSettingsForm final : public platform::SettingsForm {
   void Cancel() { actions_.cancel(); }
   ///@}
 
-  ///@{ Texts that the window shows.
+  ///@{ Contents and state of the window's controls.
   const std::string& path() const { return path_; }
   bool pathEnabled() const { return pathEnabled_; }
   const std::string& older() const { return older_; }

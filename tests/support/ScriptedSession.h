@@ -55,7 +55,7 @@ class ScriptedSession {
     Send({1, 'p'});
   }
 
-  /// Drops the commands queued after a burst by leaving their wake-up unanswered.
+  /// Drops the commands queued after a burst: sends their wake-up, which is not answered.
   void DropQueue() { lumet.DispatchCommand(); }
 
  private:

@@ -37,9 +37,9 @@ class PortMessagesTest(PortTest):
         os.chmod(os.path.realpath(PORT), 0)
         group = grp.getgrnam("dialout").gr_gid
         self.start_failing(environment=self.preload(PORT_GROUP=str(group)))
-        self.quillet.wait_for_message(f"You do not have permission to use {PORT}. To join the "
-                                      "dialout group, copy the command and run it in a terminal, "
-                                      "or add the device to 70-quillet-scanner.rules.", "Copy command")
+        self.quillet.wait_for_message(f"You do not have permission to use {PORT}. Copy the command "
+                                      "and run it in a terminal to join the dialout group, or add "
+                                      "the device to 70-quillet-scanner.rules.", "Copy command")
         self.quillet.press_in_strip("Copy command")
         self.assertEqual("sudo usermod -aG dialout \"$USER\"", self.desktop.clipboard_text())
 

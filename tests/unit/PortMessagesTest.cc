@@ -37,8 +37,8 @@ class PortMessagesTest : public test::AppFixture {
 TEST_F(PortMessagesTest, SaysHowToGetPermission) {
   Fail({.kind = Kind::kPermission, .group = "dialout"});
   ExpectMessage(
-      "You do not have permission to use /absent1. To join the dialout group, copy the command "
-      "and run it in a terminal, or add the device to 70-quillet-scanner.rules.",
+      "You do not have permission to use /absent1. Copy the command and run it in a "
+      "terminal to join the dialout group, or add the device to 70-quillet-scanner.rules.",
       {"Copy command"});
   strip.Press(0);
   Fail({.kind = Kind::kPermission});

@@ -1,4 +1,4 @@
-"""Runs commands as a second user of the computer, who tries to misuse the program."""
+"""Runs commands as a second, malicious user of the computer."""
 
 import json
 import os
