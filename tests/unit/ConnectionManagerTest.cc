@@ -206,6 +206,22 @@ TEST_F(ConnectionManagerTest, WaitsFiveSecondsAndKeepsASilentPortOpen) {
   EXPECT_TRUE(tavo.IsOpen());
 }
 
+TEST_F(ConnectionManagerTest, ConnectRemovesTheMessageOfAnIgnoredButton) {
+  registry.Attach("usbmodem1", folder / "port");
+  tavo.AttachSilent(folder / "port");
+  Launch();
+  synchronize.Press();
+  auto& seen = test::Immortal<std::atomic<bool>>(false);
+  clock.OnSleep([&seen] { WaitFor([&] { return seen.load(); }); });
+  connect.Press();
+  EXPECT_TRUE(WaitFor([&] {
+    mainQueue.RunAll();
+    return strip.text().starts_with("Connecting to the scanner");
+  })) << strip.text();
+  seen = true;
+  FinishConnecting();
+}
+
 TEST_F(ConnectionManagerTest, LateAnswerLeavesThePortNameEmpty) {
   registry.Attach("usbmodem1", "/absent");
   Launch();

@@ -389,8 +389,8 @@ TEST_F(EarlierRunsTest, NeitherDeliversNorDeletesARunInProgress) {
 TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00",
         {"one", "two"});
-  Store("20261101_080000_2104005771_part02", "2026-11-01 08:20:01", "complete 2026-11-01 08:30:00",
-        {"three"});
+  Store("20261101_080000_2104005771_part02", "2026-11-01 08:20:01",
+        "complete 2026-11-01 08:30:00\nerased 2026-11-01 08:30:01", {"three"});
   Store("20261101_083030_2104005771", "2026-11-01 08:30:30", "complete 2026-11-01 08:31:00",
         {"other run"});
   StartWith({.destination = 1});
@@ -398,7 +398,7 @@ TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   OpenList();
   EXPECT_EQ(States(), "Complete|Complete|");
   EXPECT_EQ(runs.rows()[1], (RunRow{"2026-11-01 08:00:00", "005771", "3", "Quillet's window only",
-                                    "Complete", "No"}));
+                                    "Complete", "Yes"}));
   runs.Select(1);
   Settle();
   EXPECT_EQ(runs.preview().text(), "one\ntwo\nthree\n");

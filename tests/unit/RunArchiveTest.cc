@@ -740,6 +740,9 @@ TEST_F(RunArchiveTest, FindsARunInterruptedInAnEarlierProcess) {
     earlier.KeepRecord(Bytes(Stored("1")));
     earlier.KeepLine("1");
     EXPECT_EQ(archive_.TakeInterruptedRuns(), Texts{}) << "the run is in progress";
+    std::filesystem::remove(first_ + ".open");
+    EXPECT_FALSE(archive_.Delete("20261116_010409_W123400577")) << "the files are in use";
+    test::PutFile(first_ + ".open", "");
   }
   test::PutFile(first_ + ".records", *test::FileContents(first_ + ".records") + "record 9\ncut");
   EXPECT_EQ(archive_.TakeInterruptedRuns(), Texts{"20261116_010409_W123400577"});

@@ -29,7 +29,8 @@ TEST(RunProgressTest, ShowsRecordCountRateAndTimeLeft) {
     std::int32_t records;
     const char* text;
   } cases[] = {{0ms, 0, "Received 0 of 130 records"},
-               {500ms, 5, "Received 5 of 130 records"},
+               {799ms, 5, "Received 5 of 130 records"},
+               {800ms, 8, "Received 8 of 130 records  ·  10 per second  ·  13 s left"},
                {1000ms, 10, "Received 10 of 130 records  ·  10 per second  ·  12 s left"},
                {2000ms, 15, "Received 15 of 130 records  ·  7.5 per second  ·  16 s left"}};
   RunProgress progress;

@@ -377,6 +377,15 @@ TEST_F(SettingsEditorTest, SavesTheApplicationChosenInTheStatusStrip) {
   EXPECT_EQ(checked, (Checked{{kToNamedApplication, "/usr/bin/editor"}}));
   Start();
   EXPECT_EQ(appname(), "/usr/bin/editor");
+  Open();
+  panels.answer = "/usr/bin/other";
+  editor().ChooseApplication();
+  EXPECT_EQ(form.path(), "/usr/bin/other");
+  SelectDestination(kToFile);
+  const std::string file = form.path();
+  panels.answer = "/usr/bin/editor";
+  editor().ChooseApplication();
+  EXPECT_EQ(form.path(), file);
   panels.answer.reset();
   editor().ChooseApplication();
   EXPECT_EQ(appname(), "/usr/bin/editor");

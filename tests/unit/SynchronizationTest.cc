@@ -106,6 +106,9 @@ TEST_F(SynchronizationTest, AutomaticRunRemovesMessagesOfEarlierRuns) {
   AwaitErase();
   mainQueue.RunAll();
   EXPECT_EQ(strip.text(), "With the current settings, the records are saved only in the archive.");
+  strip.Press(0);
+  mainQueue.RunAll();
+  EXPECT_TRUE(strip.text().ends_with(", shown above")) << strip.text();
   const std::string latest =
       "The window shows only the latest records. All records are in the archive.";
   for (std::size_t ends = 1; ends <= 2; ++ends) {
