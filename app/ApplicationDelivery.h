@@ -105,7 +105,7 @@ class ApplicationDelivery {
   std::atomic<bool> pastingFailed_ = false;  // the message kPastingImpossible is shown
 
   static constexpr auto kNothingToPrepare = std::numeric_limits<std::int32_t>::min();
-  std::atomic<std::int32_t> toPrepare_ = kNothingToPrepare;  // passed to Prepare during a run
+  std::atomic<std::int32_t> toPrepare_ = kNothingToPrepare;  // destination of a deferred Prepare
 
   DeliveredCount count_;
   std::atomic<bool> nonAsciiSaid_ = false;  // a message about non-ASCII characters was shown

@@ -19,8 +19,8 @@ class DeliveredCount {
   std::int32_t Get() const;     ///< returns the number of records
 
   /// Called before each record, by one thread at a time.
-  /// @return true if records were ignored, but the last record began more than 1 s after the last
-  ///         ignored key. Returns true only once for these ignored records.
+  /// @return true if records were ignored, but the previous record began more than 1 s after the
+  ///         last ignored key. Returns true only once for these ignored records.
   bool BeginRecord(Time now);
 
   /// Excludes the last record, because a Quillet window has ignored one of its keys. Main thread.
@@ -29,10 +29,10 @@ class DeliveredCount {
 
  private:
   std::atomic<std::int32_t> posted_ = 0;        // records typed or pasted since the run began
-  std::atomic<bool> areMissed_ = false;         // the last records were ignored
+  std::atomic<bool> areMissed_ = false;         // records firstMissed_ to lastMissed_ were ignored
   std::atomic<std::int32_t> firstMissed_ = 0;   // value of posted_ when areMissed_ was set
   std::atomic<std::int32_t> lastMissed_ = 0;    // value of posted_ when a key was last ignored
-  std::atomic<std::int32_t> missedBefore_ = 0;  // records ignored before areMissed_ was set
+  std::atomic<std::int32_t> missedBefore_ = 0;  // records ignored until areMissed_ was last cleared
   std::atomic<Time> lastIgnored_ = Time::min();
   Time lastRecord_{};  // used only by BeginRecord
 };

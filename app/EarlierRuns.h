@@ -66,7 +66,7 @@ class EarlierRuns {
   /// @param name      proposed file name
   /// @param contents  returns the contents, or no value if the archive cannot be read; called on
   ///                  another thread
-  /// @param saved     called with the path afterwards, unless an error occurs
+  /// @param saved     called with the path after the file has been written successfully
   void SaveFile(
       const std::string& title, const std::string& name,
       std::function<std::optional<std::string>()> contents,
@@ -87,7 +87,7 @@ class EarlierRuns {
   std::vector<std::string> shown_;  // name of the first file of each row's run
   std::string selected_;            // first file name of the selected run
   std::string wanted_;              // first file name of the run to select once it is listed
-  std::string previewed_;           // first file name of the run in the preview, and its size
+  std::string previewed_;           // first file name and size of the run in the preview
   bool previewing_ = false;         // a preview is being read
   std::string search_;
   std::string folder_;  // folder of the last saved file

@@ -44,7 +44,7 @@ class PortMessages {
   const PortTable& ports_;
   StatusStrip& strip_;
   const std::function<void()> tryAgain_;
-  BackgroundWork inspections_;  // in the background, because looking up users can take minutes
+  BackgroundWork inspections_;  // in the background: looking up user accounts can take minutes
 
   // Main thread only.
   std::map<Notice, std::string> paths_;  // path of the port that a message is about, or empty

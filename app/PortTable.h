@@ -93,7 +93,7 @@ class PortTable {
   std::array<SharedText, kMaximumPorts> path;    ///< device paths; the first numPorts are valid
   SharedText connectedPortString;                ///< device name of the connected port
   Word<std::int32_t> selectedItem = 0;           ///< selected list position; 1 is the first port
-  Word<std::int32_t> portIndex = 0;              ///< index of the port being tried, from 0
+  Word<std::int32_t> portIndex = 0;              ///< zero-based index of the port being tried
 
  private:
   using Texts = std::array<SharedText, kMaximumPorts>;

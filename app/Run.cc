@@ -53,8 +53,8 @@ void Run::Gather(const std::string& record, std::int64_t line) {
   std::unique_ptr<Records> records(gathered_.exchange(nullptr));
   if (!records) {
     if (runsUnderWay_ == 0) return;
-    // There are no records yet: the run began with another destination, or End has already written
-    // its records.
+    // gathered_ was null: the run began with another destination, or End has already written the
+    // records gathered so far.
     records = std::make_unique<Records>();
   }
   // Intentional: appends as many bytes as the record has UTF-16 units. This cuts off the end of

@@ -72,7 +72,7 @@ class Run {
   /// Returns the gathered text, or null if nothing has been gathered. Read thread.
   const std::string* barcodedata() const;
 
-  Word<bool> bIsUnderSynchronization = false;  ///< a run started by the button is in progress
+  Word<bool> bIsUnderSynchronization = false;  ///< a run started with Synchronize is in progress
   /// A scanner has connected, and no run has begun since.
   std::atomic<bool> automaticRunIsDue{false};
   std::atomic<std::int32_t> barcodeCount{0};  ///< number of records in the run

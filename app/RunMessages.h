@@ -51,7 +51,7 @@ class RunMessages {
 
   void Connected();     ///< called after a scanner has connected. Read thread.
   void Disconnected();  ///< called after a connection has ended. Main thread.
-  void HungUp();        ///< called if the connected scanner's line stops working. Main thread.
+  void HungUp();        ///< called if the scanner's serial line stops working. Main thread.
 
   void Problem(RunArchive::Problem problem);  ///< see RunArchive::OnProblem
   void ScannerErased();                       ///< see RunArchive::OnErased
@@ -64,8 +64,8 @@ class RunMessages {
   /// Shows why the button that the user pressed has no effect at the moment. Main thread.
   void PressIgnored(const std::string& text);
 
-  /// Shows a message that only the archive keeps the records if the scanner is erased and no file
-  /// is written. Shows it at most once, and not if the archive has failed. Any thread.
+  /// If runs erase the scanner and write no file, shows a message that only the archive keeps the
+  /// records. Shows it at most once, and not if the archive has failed. Any thread.
   void CheckCopies();
 
   /// Shows that an earlier process did not finish its work. Main thread.

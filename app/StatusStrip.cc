@@ -8,7 +8,7 @@
 namespace quillet {
 namespace {
 
-// Messages that the main view also shows, and answers to user actions, are not logged.
+// Messages that the main view also shows, and responses to user actions, are not logged.
 bool IsLogged(Notice notice) {
   return notice != Notice::kPressIgnored && notice != Notice::kConnecting &&
          notice != Notice::kRunFinished && notice != Notice::kNoScanner;

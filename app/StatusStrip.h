@@ -16,7 +16,7 @@ namespace quillet {
 /// the message with the highest rank.
 enum class Notice {
   kDisconnectedInRun,  ///< the connection ended during a run
-  kHungUp,             ///< the connected scanner's line has stopped working
+  kHungUp,             ///< the connected scanner's serial line has stopped working
   kRunStuck,           ///< the run has made no progress for a minute
 
   kNoThread,       ///< the system could not start a thread for the connection
@@ -40,9 +40,9 @@ enum class Notice {
   kSettingsFileAsFile,  ///< the path of the output file resolves to the settings file
   kArchiveNotWritten,   ///< records could not be saved in the archive
   kRecordsMissing,      ///< a run did not receive all records
-  kDelivery,            ///< progress and result of Deliver again
+  kDelivery,            ///< progress and result of a repeated delivery; see Redelivery
 
-  kSettingsToReview,  ///< settings of another user wait for this user's confirmation
+  kSettingsToReview,  ///< another user's settings await this user's confirmation
   kSettingsNotSaved,  ///< the settings file could not be written
   kPathRefused,       ///< the settings file was chosen as the output file
 

@@ -7,8 +7,8 @@
 
 namespace quillet {
 
-/// The handle of a detached thread. The handle is empty or held by one thread. Any thread may call
-/// any function.
+/// The handle of a detached thread: empty, or claimed for one thread. Any thread may call any
+/// function.
 class ThreadHandle {
  public:
   /// Returns true if the handle is empty.
@@ -23,7 +23,7 @@ class ThreadHandle {
   /// Empties the handle. Does not end the thread.
   void Clear() noexcept { held_.store(false); }
 
-  /// Starts a thread that holds the handle, whether or not the handle has been claimed.
+  /// Claims the handle if it is empty, then starts the thread.
   /// @return false if the system cannot start a thread; the handle is then empty.
   template <class Body>
   bool Start(Body&& body) {

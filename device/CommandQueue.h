@@ -66,7 +66,7 @@ class CommandQueue {
   /// Returns true if the queue contains a command of this type. Any thread.
   bool Holds(std::uint8_t type) const;
 
-  /// If the queue is empty, the next entry is stored at the start of the buffer. Any thread.
+  /// If the queue is empty, restarts it at the beginning of the buffer. Any thread.
   void RewindIfEmpty();
 
   /// Drops all entries. Any thread.

@@ -4,7 +4,8 @@
 
 namespace quillet {
 
-/// The progress of a download, packed into one word that one thread writes and any thread reads.
+/// The progress of a download, packed into one word. One thread at a time writes it; any thread may
+/// read it.
 class DisplayState {
  public:
   /// The step of the download.

@@ -11,7 +11,8 @@ class Download {
   virtual void SynchronizeOneRecord() = 0;  ///< runs the command "q"; command thread
   virtual void SynchronizeBurstData() = 0;  ///< delivers the records of a burst; read thread
   virtual void SynchronizeData() = 0;       ///< delivers the record of a frame; read thread
-  /// Archives the misplaced frame if it is a record. Read thread.
+  /// Archives a frame that answers a command other than "p" or "P", if the frame is a record. Read
+  /// thread.
   virtual void KeepMisplacedRecord() = 0;
 
  protected:

@@ -8,8 +8,8 @@
 namespace quillet {
 
 /// Counts the records of the current download. A live scan between two requests does not count as
-/// an answer, so it cannot hide that a record is missing. A live scan that arrives while a request
-/// is pending cannot be distinguished from the answer.
+/// an answer, so it cannot mask a missing record. A live scan that arrives while a request is
+/// pending cannot be distinguished from the answer.
 class DownloadCounts {
  public:
   /// Begins a download. Called when the scanner has reported its number of records. Read thread.

@@ -123,7 +123,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   const DownloadCounts& counts() const { return counts_; }     ///< see DownloadCounts
   DisplayState display() const { return display_; }            ///< download progress; any thread
   std::int32_t SyncEndIndex() const { return syncEndIndex_; }  ///< number of records in the scanner
-  std::int32_t SyncStartIndex() const { return 0; }            ///< argument of "q"; always 0
+  std::int32_t SyncStartIndex() const { return 0; }            ///< index of the record for "q"
   std::int32_t commandType() const { return commandType_; }    ///< type of the last command
   bool bCommandDone() const { return bCommandDone_ != 0; }     ///< no answer is pending
   bool bConnected() const { return bConnected_ != 0; }         ///< the port is open

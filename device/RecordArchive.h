@@ -53,8 +53,8 @@ class RecordArchive {
   /// Called after the scanner has confirmed that it is erased. Read thread.
   virtual void Erased() = 0;
 
-  /// Called if a permitted erase command is not sent, because the connection ended during the wait.
-  /// Command thread.
+  /// Called if a permitted erase command is not sent, because the connection ended during
+  /// AwaitCopy. Command thread.
   virtual void EraseDropped() = 0;
 
  protected:

@@ -27,10 +27,10 @@ class SerialPortDelegate {
   ~SerialPortDelegate() = default;
 };
 
-/// The descriptor of a serial line that one thread uses and another thread may close. To close the
-/// line, a thread replaces the number, waits until no thread uses the old number, then closes it.
-/// Otherwise a file opened in between could get the same number, and the read thread would read
-/// from that file.
+/// The descriptor of a serial line that one thread uses and another thread may close. The closing
+/// thread replaces the descriptor number, waits until no thread uses the old number, then closes
+/// the line. Otherwise a file opened in between could get the same number, and the read thread
+/// would read from that file.
 class Descriptor {
  public:
   /// The current number, or -1 if closed. Another thread may close the line at any time.
@@ -93,7 +93,7 @@ class SerialPort {
 
   void closeInputConnection();   ///< closes the input descriptor, unless it is 0
   void closeOutputConnection();  ///< closes the output descriptor, even if it is 0
-  void closeConnections();       ///< closes both lines; the read thread continues
+  void closeConnections();       ///< closes both descriptors; the read thread continues
 
   /// Writes bytes with a pause of 1 ms after each, which gives the scanner time to process them.
   /// Write errors are ignored: a lost command times out.
@@ -115,9 +115,9 @@ class SerialPort {
   /// Body of the read thread.
   [[noreturn]] void ReadThread();
 
-  /// Reads once and passes the bytes to the delegate. While no data has arrived for a second or
-  /// longer, the pauses between reads may last up to 5 ms longer, and ReadOnce checks about once
-  /// per second whether the device has hung up. Read thread.
+  /// Reads once and passes the bytes to the delegate. After a second without data, the pauses
+  /// between reads may last up to 5 ms longer, and ReadOnce checks about once per second whether
+  /// the device has hung up. Read thread.
   /// @param buffer  kReadBufferSize bytes
   void ReadOnce(std::uint8_t* buffer);
 

@@ -21,7 +21,7 @@ class RecordDownload final : public Download {
   void SynchronizeOneRecord() override;
   void SynchronizeBurstData() override;
   void SynchronizeData() override;
-  /// Called for a frame that arrived in response to a command other than "p".
+  /// Called for a frame that arrived in response to a command other than "p" or "P".
   void KeepMisplacedRecord() override;
 
   /// The most recently composed line, before its conversion to UTF-8. Read thread.

@@ -23,7 +23,7 @@ inline std::int32_t RecordLength(std::span<const std::uint8_t> buffer, std::int3
 /// that exceeds the buffer is incomplete. All other lengths are accepted.
 /// @param buffer  the received bytes; bytes beyond the end are read as 0
 /// @param offset  index of the first record
-/// @param end     index after the last record
+/// @param end     index after the last byte of the burst
 /// @param is300   whether the records have the 300-series layout
 /// @param record  the function to call
 /// @return the index at which the iteration stopped: less than `end` after an invalid length,

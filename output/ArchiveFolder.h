@@ -14,8 +14,7 @@ namespace quillet {
 /// do not include the extension. Any thread.
 class ArchiveFolder {
  public:
-  ///@{ Extensions of the files with the received records and the composed lines, and of the file
-  /// that marks a run in progress.
+  ///@{ File extensions: received records, composed lines, mark of a run in progress.
   static constexpr std::string_view kRecordsEnding = ".records";
   static constexpr std::string_view kLinesEnding = ".txt";
   static constexpr std::string_view kOpenEnding = ".open";
@@ -51,7 +50,7 @@ class ArchiveFolder {
 
   /// Returns `name` if it is not in use. Otherwise, appends the lowest unused number, at least 2.
   /// @param name       file name without the extension
-  /// @param separator  follows `name`; the number has two digits if it is kVolumeMark
+  /// @param separator  precedes the number, which has at least two digits after kVolumeMark
   /// @return an empty string if all numbers are in use
   std::string UnusedName(const std::string& name, std::string_view separator = "_") const;
 
@@ -68,7 +67,7 @@ class ArchiveFolder {
   /// Returns the runs that an earlier process left unfinished, and removes their marks.
   std::vector<std::string> TakeInterrupted();
 
-  /// Returns true if a process has the files open.
+  /// Returns true if a process has the files with this name open.
   bool IsInUse(const std::string& name) const;
 
   /// Deletes the files with this name.

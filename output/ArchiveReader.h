@@ -22,7 +22,7 @@ struct StoredRun {
   std::uint64_t bytes = 0;         ///< size of the run's records files in bytes
   bool live = false;               ///< true for the files of a day's live scans
   bool inProgress = false;         ///< more records may arrive; always false for live scans
-  RecordsFileHead head = {};       ///< metadata, the same in all files of the run
+  RecordsFileHead head = {};       ///< metadata, combined from all files of the run
 };
 
 /// Reads the archive folder. List may be called by one thread at a time, the other functions by any

@@ -46,7 +46,7 @@ class FlushList {
   /// Result of Find: which kinds of entries have the name.
   struct Found {
     bool isDay = false;   ///< the latest kDay entry has this name
-    bool isHeld = false;  ///< another entry has this name
+    bool isHeld = false;  ///< a kRun entry or an earlier kDay entry has this name
   };
   Found Find(const std::string& name) const;  ///< finds files by name without extension
 

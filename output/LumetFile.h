@@ -20,9 +20,9 @@ inline constexpr char kPlaceholder[] = "/sn_timestamp.txt";
 /// Result of LumetFile::ReadRegistry.
 struct RegistryRead {
   bool wasRead = false;  ///< false: the buffer is unchanged
-  /// Who could have written the settings.
+  /// The users who could have written the settings.
   platform::Custody custody = platform::Custody::kForeign;
-  std::string owner = {};  ///< the other user's name, or empty; see Checked
+  std::string owner = {};  ///< kForeign: the other user's name, or empty; see Checked
   bool ownFile = false;    ///< whether the file belongs to this user or root
   int error = 0;           ///< error that prevented reading (errno(3)), or 0
   explicit operator bool() const { return wasRead; }  ///< true if the file was read

@@ -15,7 +15,7 @@ namespace quillet {
 /// The first line of a records file.
 inline constexpr std::string_view kArchiveHeader = "quillet-archive 1";
 
-/// Returns `text` with '%', control characters, and leading and trailing spaces replaced by '%' and
+/// Returns `text` with '%', control characters, and a leading or trailing space replaced by '%' and
 /// two hexadecimal digits.
 std::string EscapedText(std::string_view text);
 /// Reverses EscapedText. Invalid escapes are kept.

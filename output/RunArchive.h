@@ -151,10 +151,10 @@ class RunArchive final : public RecordArchive {
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
   RunUnits units_;
   RunUnits::Mark failed_{0};             // the last unit whose data or line was not archived
-  RunUnits::Mark unsafe_{0};             // a file of the run could not be written, or was deleted
+  RunUnits::Mark unsafe_{0};             // the last unit when a write failed or a file was deleted
   RunUnits::Mark cutOff_{0};             // the last unit that is known to be incomplete
   RunUnits::Mark lastOfRun_{0};          // the last unit of the most recently ended run
-  RunUnits::Mark inDay_{0};              // a unit belongs in the day's files
+  RunUnits::Mark inDay_{0};              // the last unit that belongs in a day's files
   RunUnits::Mark flushed_{-1};           // the units up to this one are on the disk
   RunUnits::Mark copied_{-1};            // the units up to this one are in the output file
   RunUnits::Mark permitted_{0};          // the last permitted erase covers the units up to this one
@@ -172,14 +172,14 @@ class RunArchive final : public RecordArchive {
   std::string pendingLines_;
   std::string entry_;
   bool inBurst_ = false;
-  bool isBurstCut_ = false;       // the connection ended before the last burst arrived
+  bool isBurstCut_ = false;       // the connection had ended when the last burst was archived
   bool dayFailed_ = false;        // an error has occurred in a file of live scans
   bool lineIsDue_ = false;        // the line of the last record has not been composed yet
-  std::int64_t linesBefore_ = 0;  // lines_ at the start of the run
+  std::int64_t linesBefore_ = 0;  // lines_ when the current run began; see RunUnits
   RunUnits::Mark lacksData_{0};   // the last unit whose lines lack some of its data
 
   std::atomic<std::int64_t> lines_{0};         // number of lines composed so far
-  std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when the last run began
+  std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when the most recent run began
 
   FlushList flushList_;    // the files that AwaitCopy flushes
   SharedText outputFile_;  // path of the most recently written output file

@@ -9,7 +9,7 @@ namespace quillet {
 /// current run. A unit is a single record or a burst. Any thread, unless stated otherwise.
 class RunUnits {
  public:
-  /// The last unit that has a certain property, for example that it could not be written.
+  /// Number of the last unit with a certain property, such as a failed write.
   using Mark = std::atomic<std::int64_t>;
 
   /// Called when a run begins. The run includes the units that have not been written yet. StartRun
@@ -24,11 +24,11 @@ class RunUnits {
   std::int64_t arrived() const { return arrived_; }  ///< number of the last unit that arrived
   std::int64_t written() const { return written_; }  ///< number of calls to Written
 
-  /// Number of units that have arrived since the current run began, even if the run has ended.
+  /// Number of units that have arrived since the current run began, including those after its end.
   std::int64_t Count() const { return arrived_ - before_; }
 
   void Set(Mark& mark) const { mark = arrived_.load(); }            ///< marks the last unit
-  bool IsSet(const Mark& mark) const { return mark > before_; }     ///< Count includes this unit
+  bool IsSet(const Mark& mark) const { return mark > before_; }     ///< a unit in Count is marked
   bool IsLast(const Mark& mark) const { return mark == arrived_; }  ///< the last unit is marked
 
  private:

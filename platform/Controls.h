@@ -30,7 +30,7 @@ class TextView {
   virtual void SetText(std::string_view text) = 0;  ///< replaces the whole text
 };
 
-/// A drop-down list. Positions count from 0; titles may repeat. The first item added to an empty
+/// A drop-down list. Positions are zero-based; titles may repeat. The first item added to an empty
 /// list becomes selected. If the selected item is removed, the next item becomes selected, or the
 /// last item if no item follows.
 class PopUpList {

@@ -26,7 +26,7 @@ class PrivateFiles {
   virtual std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) = 0;
 
   /// Creates or replaces a file that only the user can read and write, like FileStore::Replace.
-  /// Needs no lock.
+  /// Also works on file systems that do not support locks.
   virtual Replaced ReplacePrivate(const std::string& path, std::string_view contents) = 0;
 
   /// Returns true if this user may create, replace and delete files in the folder of `path`.

@@ -53,7 +53,7 @@ class RunsWindow {
   /// Changes the rows without calling the callbacks. Rows with the same date and scanner as before
   /// are updated in place, so that screen readers stay on their row and the list does not scroll.
   /// @param rows      the new rows, from top to bottom
-  /// @param selected  position of the row to select, from 0; -1: no row
+  /// @param selected  zero-based index of the row to select; -1: no row
   virtual void ShowRows(const std::vector<RunRow>& rows, std::int32_t selected) = 0;
 
   virtual void ClearSearch() = 0;  ///< empties the search field without calling the callbacks

@@ -27,17 +27,17 @@ class SerialLine {
   /// @param path      NUL-terminated path of the device
   /// @param access    direction
   /// @param settings  speed and framing
-  /// @return a handle of the line, 0 or greater; -1 if the device cannot be opened
+  /// @return a handle for the line, 0 or greater; -1 if the device cannot be opened
   virtual std::int32_t Open(const char* path, Access access, const LineSettings& settings) = 0;
 
   /// Reserves a device for this program until `line` is closed or the program ends. Open all lines
   /// of the device first, since a reserved device cannot be opened again.
-  /// @param line  number from Open, or -1
+  /// @param line  handle from Open, or -1
   /// @return false if another program has reserved the device, or if `line` is -1
   virtual bool Reserve(std::int32_t line) = 0;
 
   /// Reads the bytes that have arrived.
-  /// @param line    number from Open, or -1
+  /// @param line    handle from Open, or -1
   /// @param buffer  receives the bytes
   /// @return the number of bytes read; 0 or less if no bytes have arrived, on error, or if `line`
   ///         is -1
@@ -45,7 +45,7 @@ class SerialLine {
 
   /// Returns true if the device no longer exists or was disconnected from the line. Reading and
   /// writing then fail until the device is opened again.
-  /// @param line  number from Open, or -1
+  /// @param line  handle from Open, or -1
   virtual bool IsHungUp([[maybe_unused]] std::int32_t line) { return false; }
 
   /// Sends one byte. After an error, or if the output queue is full, the byte is silently lost.

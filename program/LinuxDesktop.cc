@@ -28,8 +28,8 @@ std::string Variable(const char* name) {
 }
 
 // On X11, a window manager may ignore activateWindow(), because the user has not used this process
-// recently. It accepts the same request if it comes from a pager. On Wayland, only a token permits
-// activation. Qt reads the token from the environment.
+// recently. It accepts the same request from a pager. On Wayland, only a token permits activation.
+// Qt reads the token from the environment.
 void RaiseForUser(QWidget& window, const std::string& token, platform::Clock& clock) {
   constexpr std::chrono::milliseconds kFocusLimit{300};
   window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
@@ -63,7 +63,7 @@ Desktop DesktopOfSession(const DesktopParts& parts) {
 std::string DisplayOfSession() {
   std::string wayland = Variable("WAYLAND_DISPLAY");
   if (!wayland.empty()) return wayland;
-  // The screen number follows a dot (X(7)).
+  // Removes the screen number, which follows a dot (X(7)).
   const std::string x11 = Variable("DISPLAY");
   const std::size_t colon = x11.rfind(':');
   return colon == std::string::npos ? x11 : x11.substr(0, x11.find('.', colon));

@@ -22,7 +22,7 @@ std::string ConfirmedSettingsOfUser() {
 int main(int, char** argv) try {
   using namespace quillet;
   platform::posix::EnsureStandardDescriptors();
-  // Static, so that LeakSanitizer sees them as reachable.
+  // Both objects are static, so that LeakSanitizer sees them as reachable.
   static auto* const instance = new platform::posix::SingleInstance(DisplayOfSession());
   if (!instance->Begin(ActivationToken())) return EXIT_SUCCESS;
   static auto* const program = new Program(argv, {.data = kDataFolder,

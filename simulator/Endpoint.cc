@@ -75,8 +75,8 @@ class PseudoTerminal final : public Endpoint {
     const int flags = fcntl(master.Get(), F_GETFL);
     if (flags < 0 || fcntl(master.Get(), F_SETFL, flags | O_NONBLOCK) != 0) throw Failure("fcntl");
 
-    // The master reports that the slave is closed only after the slave has been opened once. The
-    // slave's settings persist while the master is open.
+    // The master reports a closed slave only after the slave has been opened once. The slave's
+    // settings persist while the master is open.
     const UniqueFd slave = OpenTerminal(path_);
     if (!slave.IsOpen()) throw Failure(path_);
     if (mode_ == TerminalMode::kRaw) SetRaw(slave.Get(), 0);

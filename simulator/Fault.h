@@ -15,7 +15,8 @@
 
 namespace quillet::simulator {
 
-/// The event that triggers a fault. Bytes are counted from the time the cable is plugged in.
+/// The event that triggers a fault. Bytes are counted from the time the fault is armed, and again
+/// from 0 when the cable is plugged in.
 enum class FaultTrigger {
   kCommand,        ///< a command arrives ("on")
   kBytesSent,      ///< `afterBytes` bytes have been sent to the computer ("after-sent")
@@ -51,7 +52,7 @@ struct Fault {
 
   FaultTrigger trigger = FaultTrigger::kCommand;
   std::string command;           ///< kCommand: the command's text; "w", "p" or "any" for a group
-  std::uint64_t occurrence = 1;  ///< kCommand: index of the matching command since arming, from 1
+  std::uint64_t occurrence = 1;  ///< kCommand: one-based index among matching commands since arming
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
   std::chrono::nanoseconds after{0};  ///< kTime: the time since the fault was armed

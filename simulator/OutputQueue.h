@@ -61,7 +61,7 @@ class OutputQueue {
 
   std::uint64_t bitsPerSecond_;
   std::deque<Piece> pieces_;
-  Time lineFree_ = Time::min();  ///< time when the last removed piece was completely sent
+  Time lineFree_ = Time::min();  ///< end of the last sent piece or of a later hold
 };
 
 }  // namespace quillet::simulator

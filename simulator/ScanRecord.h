@@ -59,7 +59,7 @@ inline ScanRecord MakeRecord(std::uint8_t symbology, std::string_view text,
 /// Returns the record as an erased slot. Only the symbology byte changes.
 ScanRecord Erased(ScanRecord record);
 
-/// The maximum number of data bytes in a record: 250 or 65,528.
+/// The maximum number of data bytes in a record: 250 (kOlder) or 65,528 (kSeries300).
 std::size_t MaxDataSize(Model model);
 
 /// Encodes a record for this model. Throws std::length_error if the data is too long.

@@ -17,9 +17,9 @@ using std::chrono::milliseconds;
 constexpr milliseconds kPortPoll{2};
 // Interval for retrying to open a device node that does not exist.
 constexpr milliseconds kNodePoll{100};
-// While the buffer is full, sending is retried after this time, or earlier if poll(2) returns.
+// While the buffer is full, sending is retried after this time or when poll(2) reports an event.
 constexpr milliseconds kFullPoll{5};
-// Time limit for the computer to read all bytes before the cable is pulled.
+// The cable is pulled when the computer has read all bytes, or after this time.
 constexpr milliseconds kCutTimeout{1000};
 constexpr std::chrono::microseconds kCutPoll{100};
 
@@ -78,7 +78,7 @@ void ScannerOnLine::TakeTurn(Time now) {
     } catch (const std::system_error&) {  // the device node still does not exist
     }
   }
-  // Reports an opened port before its first bytes, and a closed port after its last bytes.
+  // The transcript shows "port opened" before the first bytes and "port closed" after the last.
   if (!portOpen_) FollowPort(now);
   if (HasLine()) ReceiveAll(now);
   FollowPort(now);
@@ -155,7 +155,7 @@ void ScannerOnLine::FollowPort(Time now) {
   receiverFull_ = false;
   transcript_.AddEvent(now, open ? "port opened" : "port closed");
   if (open || !plugged_) return;
-  // A serial driver also discards unread output when the last descriptor of its port is closed.
+  // Discards unread output, as a serial driver does when the port's last descriptor is closed.
   endpoint_->DiscardOutput();
   device_.ForgetUnfinishedCommand();
 }

@@ -100,8 +100,8 @@ class Simulator {
   }
 
  private:
-  /// Returns a copy of a property of the scanner. Does not read it while ScannerOnLine::TakeTurn
-  /// runs.
+  /// Returns a copy of a property of the scanner. Waits for a running ScannerOnLine::TakeTurn to
+  /// return first.
   template <class Property>
   std::decay_t<std::invoke_result_t<Property, const ScannerOnLine&>> Ask(Property property) const {
     const std::scoped_lock lock(mutex_);

@@ -8,7 +8,7 @@
 
 namespace quillet::simulator {
 
-// Symbology codes by model, for user input and the generator. The simulated scanner does not
+// Symbology codes by model, for user input and generated records. The simulated scanner does not
 // interpret the codes.
 
 /// Returns the code of a symbology, if the name is known. Ignores case and all characters other

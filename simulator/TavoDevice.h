@@ -60,7 +60,7 @@ class TavoDevice {
   /// Scans a barcode. Returns the frame to send. Also stores the record if `storeLiveScans` is set.
   /// Throws std::length_error, and stores nothing, if the data is too long.
   Bytes Scan(const ScanRecord& record);
-  /// Drops an incomplete command. Called if the cable is pulled or the computer closes the port.
+  /// Drops an incomplete command. Called when the cable is pulled or the computer closes the port.
   void ForgetUnfinishedCommand();
 
   const std::vector<ScanRecord>& Records() const { return settings_.records; }

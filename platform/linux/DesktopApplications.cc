@@ -61,7 +61,7 @@ void ReportPid(GDesktopAppInfo*, GPid pid, void* started) {
 using namespace std::chrono_literals;
 
 // A process that ends within kShortestLife may have passed the request on to another process. The
-// application then counts as running. On X11, this ends after kHandedOver without a new request.
+// application then counts as running, but on X11 only until kHandedOver after the last request.
 constexpr auto kShortestLife = 10s;
 constexpr auto kHandedOver = 1min;
 constexpr auto kFocusLimit = 300ms;

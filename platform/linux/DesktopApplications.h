@@ -56,7 +56,7 @@ class ApplicationFile {
 /// If a started process ends within 10 s, it has failed or has passed the request to another
 /// process, which may be impossible to find. The application then counts as running, so that it is
 /// not started again for every record. On X11, it stops counting as running after 1 min without a
-/// request. Without X11, it counts as running from then on.
+/// request. Without X11, it counts as running until this process ends.
 ///
 /// Started applications are not child processes. They have a separate session, so they outlive this
 /// process, and inherit no descriptors: standard input, output and error are /dev/null.

@@ -64,7 +64,7 @@ std::string EisTypist::Untypable(std::string_view text) {
     }
   }
   if (!missing.empty() && OtherGroupFor(presses)) missing.clear();
-  watch_.state = last;  // Type compares this with the state before the next keys
+  watch_.state = last;  // Type compares this with the state that it reads
   return missing;
 }
 
@@ -87,8 +87,8 @@ TypingWatch::State EisTypist::Read() {
   return watch_.Read(keyboard_.devices());
 }
 
-// Returns a phrase that describes what has changed since `watch_` was recorded, or null if nothing
-// has changed.
+// Returns a phrase that names the change since `watch_.state` was read, or null if nothing has
+// changed.
 const char* EisTypist::WhatChanged() {
   return keyboard_.IsReady() ? watch_.WhatChanged(Read()) : kLayoutChanged;
 }
@@ -131,7 +131,7 @@ const char* EisTypist::TypeIn(std::uint32_t other, std::span<const KeyEvent> pre
   }
   watch_.state = before;
   // A layout that the user has selected in the meantime remains selected. If the desktop does not
-  // respond, the next start restores the layout.
+  // respond, Quillet restores the previous layout at its next start.
   const Group active = watch_.ActiveGroup();
   const bool isSelectedByUser = active && active != other && active != before.layouts.active;
   if (isSelectedByUser || watch_.Select(*before.layouts.active)) note_.Remove();

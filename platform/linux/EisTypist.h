@@ -21,9 +21,9 @@
 namespace quillet::platform::linux_desktop {
 
 /// Types with an EmulatedKeyboard. Finds the keys in the user's active layout, and checks that
-/// neither the layout nor the modifiers change while the keys are pressed. If only another of the
-/// user's layouts has the characters, selects that layout while it types them. Not all desktops
-/// allow this. One thread at a time. Call the functions only while the keyboard is ready.
+/// neither the layout nor the modifiers change while the keys are pressed. If the active layout
+/// lacks a character, temporarily selects another of the user's layouts that has all of them. Not
+/// all desktops allow this. One thread at a time. Call only while the keyboard is ready.
 class EisTypist final : public PortalTypist {
  public:
   /// @param keyboard  outlives this object, like the other arguments

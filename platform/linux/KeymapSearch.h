@@ -16,10 +16,10 @@ std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
-/// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Holds
-/// only modifier keys whose effect ends when they are released and that have no other effect. Never
-/// holds Control, Alt or Super, because applications would treat the key as a command. One thread
-/// at a time.
+/// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Chords
+/// contain only modifier keys whose effect ends when they are released and that have no other
+/// effect. They never contain Control, Alt or Super, because applications would treat the key as a
+/// command. One thread at a time.
 class KeymapSearch {
  public:
   static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol

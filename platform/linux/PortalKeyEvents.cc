@@ -216,7 +216,7 @@ void PortalKeyEvents::RunJob(RemoteDesktop& desktop, PortalTypist& typist) {
   }
   if (job == nullptr) return;
   (*job)(typist);
-  if (HasEnded(desktop)) return;  // the caller's SetState ends the job
+  if (HasEnded(desktop)) return;  // ServeSession then ends the job (see SetState)
   const std::lock_guard lock(mutex_);
   job_ = nullptr;
   changed_.notify_all();

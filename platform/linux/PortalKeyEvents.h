@@ -103,7 +103,7 @@ class PortalKeyEvents final : public KeyEvents {
   std::function<void(const std::string&)> onReadiness_;  // used only by thread_
   EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
   unsigned knownDevices_ = 0;  // number of devices that applications have had time to prepare for
-  const UniqueFd wake_;        // eventfd(2): a job is waiting, or the thread must end
+  const UniqueFd wake_;        // eventfd(2); readable if a job is waiting or the thread must end
   std::atomic<bool> isStopping_ = false;
   std::atomic<bool> isEnding_ = false;  // End has been called
 

@@ -20,10 +20,10 @@ class PortalTypist {
 
   /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
   ///
-  /// Presses no keys if the desktop reports layouts late and the layout has changed less than 0.2 s
-  /// after the last record. That record may have been mistyped.
+  /// Presses no keys if the desktop reports layout changes late and the layout has changed less
+  /// than 0.2 s after the last record. That record may have been mistyped.
   /// @param presses  the record's next key-down events
-  /// @return null if all characters have arrived; otherwise the reason, as part of a sentence
+  /// @return null if all characters were typed; otherwise the reason, as part of a sentence
   virtual const char* Type(std::span<const KeyEvent> presses) = 0;
 };
 

@@ -23,8 +23,8 @@ namespace {
 // Maximum number of ancestor processes to check. Desktop processes have fewer.
 constexpr int kGenerations = 32;
 
-// Reads a file up to its end or an error. Reading fails if the process ends in the meantime
-// (proc(5)).
+// Reads a file up to its end or an error. Reading a file in /proc fails if its process ends in the
+// meantime (proc(5)).
 std::string Contents(const std::string& path) {
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   std::string contents;

@@ -25,7 +25,7 @@ constexpr char kApplication[] = "org.quillet.Quillet";
 
 constexpr std::uint32_t kKeyboard = 1;      // device type
 constexpr std::uint32_t kUntilRevoked = 2;  // persist mode: until the user revokes the permission
-constexpr std::uint32_t kFirstWithTokens = 2;  // first version with restore tokens and EIS
+constexpr std::uint32_t kFirstWithTokens = 2;  // first portal version with restore tokens and EIS
 constexpr std::uint32_t kSuccess = 0;          // response codes
 constexpr std::uint32_t kCancelled = 1;
 

@@ -66,8 +66,8 @@ std::vector<SerialStream> ListSerialStreams(udev* context);
 ///         998. Any thread.
 std::optional<std::string> UsbModemName(std::string_view usbInterface);
 
-/// Returns the name of any other USB serial device: model, "-" and kernel name, for example
-/// "USB-Serial Controller-ttyUSB0". Any thread.
+/// Returns the name of a USB serial device that is not CDC-ACM: model, "-" and kernel name, for
+/// example "USB-Serial Controller-ttyUSB0". Any thread.
 /// @param model       from DecodeModel; if empty, the result is the kernel name
 /// @param kernelName  for example "ttyUSB0"
 std::string UsbSerialName(std::string_view model, std::string_view kernelName);

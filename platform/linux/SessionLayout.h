@@ -49,7 +49,7 @@ KeyChords ChordsForAll(const KeyEvent& press, KeymapSearch& keymap, std::uint32_
                        std::uint32_t lockedModifiers);
 
 /// Returns the reason to report if ChordsFor finds no keys for an event. Call it only if
-/// KeyEvents::Untypable has accepted the event's character.
+/// KeyEvents::Untypable did not return the event's character.
 const char* ReasonWithoutKey(const KeyEvent& press);
 
 /// The layout of the user's keyboard in a Wayland session, as reported by the compositor. The

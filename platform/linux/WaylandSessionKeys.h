@@ -64,7 +64,7 @@ class WaylandSessionKeys final : public KeyEvents {
   std::mutex mutex_;                // guards usesPortal_
   std::optional<bool> usesPortal_;  // unset until the first call to UsesPortal
 
-  std::atomic<KeyEvents*> way_ = nullptr;      // the backend in use, unless it is the portal
+  std::atomic<KeyEvents*> way_ = nullptr;      // the backend in use; null if unknown or the portal
   std::atomic<KeyEvents*> lastWay_ = nullptr;  // the backend that the last Post used
 };
 

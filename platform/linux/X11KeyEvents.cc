@@ -208,8 +208,8 @@ void X11KeyEvents::Forget() {
 // process is killed, the server drops the requests that it has not yet processed, so a key can
 // remain pressed.
 //
-// The property contains the locked modifiers and the group, first the user's, then each combination
-// that the sequence sets.
+// The property contains pairs of locked modifiers and locked group: first the user's, then each
+// pair that the sequence sets.
 void X11KeyEvents::Mark(const X11KeySequence& sequence) {
   std::vector<std::uint32_t> mark = sequence.Marks();
   if (mark == mark_) return;

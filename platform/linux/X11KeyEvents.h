@@ -24,10 +24,10 @@ struct X11KeyboardState;
 /// Posts key events through the X server's XTEST extension. Uses a separate connection, opened by
 /// the first call and reopened after the server has exited. Any thread.
 ///
-/// Types each character with the keys that produce it in any group of the server's keymap. Binds
-/// characters without a key to key codes that have no symbols. While it sends keys, it releases the
-/// keys that the user holds, and changes locks, latches and the group. Afterwards, it restores the
-/// locks, latches and group, and presses the user's modifier keys again.
+/// Searches all groups of the server's keymap for the keys that type a character. Binds characters
+/// without a key to key codes that have no symbols. While it sends keys, it releases the keys that
+/// the user holds, and changes locks, latches and the group. Afterwards, it restores the locks,
+/// latches and group, and presses the user's modifier keys again.
 class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
@@ -42,8 +42,8 @@ class X11KeyEvents final : public KeyEvents {
   void Post(std::span<const KeyEvent> events) override;
   std::string Untypable(std::string_view text) override;
   void Prepare() override;
-  /// Restores the keymap, group and locks. Takes a few round trips to the server if there is
-  /// nothing to restore.
+  /// Restores the keymap, group and locks. If there is nothing to restore, takes only a few round
+  /// trips to the server.
   void Recover() override;
   void End() override;
   std::string Problem() override;
@@ -75,7 +75,7 @@ class X11KeyEvents final : public KeyEvents {
   // The property exists while a record is being typed and while pressedAgain_ is not empty.
   std::unique_ptr<X11OwnedProperty> typing_;
   std::vector<std::uint32_t> mark_;         // value of the property if it exists, else empty
-  bool hasBound_ = false;                   // the current record's characters are bound to keys
+  bool hasBound_ = false;                   // BindFirst is done for the current record
   bool isBindingNew_ = false;               // no key has been sent since the last binding
   std::vector<std::uint8_t> pressedAgain_;  // keys held by the user, pressed again with XTEST
   std::chrono::nanoseconds lastKey_{};      // time at which the last keys were sent

@@ -12,8 +12,8 @@ struct xcb_connection_t;
 
 namespace quillet::platform::linux_desktop {
 
-/// Announces keystrokes to the toolkit's connection. Send the strokes next, on the same
-/// connection, then call ConfirmKeys. The X server processes the requests of a connection in order.
+/// Announces keystrokes to the toolkit's connection. Send the strokes on `xcb` next, then call
+/// ConfirmKeys. The X server processes the requests of a connection in order.
 /// @param xcb      the connection that sends the strokes
 /// @param window   X11OwnKeys::window
 /// @param strokes  at most kMostAnnounced

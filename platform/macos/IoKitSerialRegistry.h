@@ -24,7 +24,7 @@ class IoKitSerialRegistry final : public SerialRegistry {
 
   /// Names are the values of the property "IOTTYDevice", and paths are the values of
   /// "IOCalloutDevice". Both are in the order of I/O Kit's iterator. A service without a path is
-  /// not counted, but its name is stored after the others.
+  /// not counted, but its name may remain after the counted names.
   std::int32_t ReadSerialStreams(std::span<std::string> names,
                                  std::span<std::string> paths) override;
   NotifyPort CreateNotifyPort() override;

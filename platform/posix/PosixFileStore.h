@@ -59,7 +59,7 @@ class PosixFileStore final : public FileStore {
   /// The new file has mode 0600.
   Replaced ReplacePrivate(const std::string& path, std::string_view contents) override;
 
-  /// Also returns false on a read-only file system and in an immutable folder. Does not detect a
+  /// Also returns false on a read-only file system and in an immutable folder. Returns true on a
   /// full disk, because files can still be deleted there.
   bool MayReplace(const std::string& path) override;
 

@@ -54,7 +54,7 @@ void SetExclusive(int descriptor, bool exclusive) {
   if (IsRealPort(descriptor)) ioctl(descriptor, exclusive ? TIOCEXCL : TIOCNXCL);
 }
 
-// Returns true if this line holds the lock afterwards or if the device cannot be locked.
+// Returns true if this line now holds the lock or if the device does not support locks.
 bool Lock(int descriptor) {
   return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EBADF);
 }

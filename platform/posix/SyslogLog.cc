@@ -16,8 +16,8 @@ namespace {
 
 using LineLength = std::uint64_t;
 
-// The sending thread waits this long to collect lines. Without this delay, each line of a slow
-// sequence would need a system call to wake the thread.
+// The sending thread waits this long to collect lines. Without this delay, each line that arrives
+// while the thread is idle would need a system call to wake it.
 constexpr std::chrono::milliseconds kGathering{2};
 
 // Reserves memory for the full backlog, so that Write normally does not allocate. The kernel

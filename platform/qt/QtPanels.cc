@@ -49,8 +49,8 @@ class AllFilesBut final : public QSortFilterProxyModel {
   const QString path_;
 };
 
-// Returns the parent of a panel: the active window, if any. Panels can also be opened while the
-// settings window is closed.
+// Returns the parent of a panel: the active window, or `usual` if there is none. A panel can be
+// opened while `usual`, the settings window, is closed.
 QWidget* Parent(QWidget& usual) {
   QWidget* const active = QApplication::activeWindow();
   return active != nullptr ? active : &usual;

@@ -51,14 +51,14 @@ bool QtPasteboard::SetString(std::string_view text) {
   });
   done.wait_for(kLongestWait);
   if (!decided->exchange(true)) return false;
-  if (!done.get()) return false;  // the main thread may be setting the text now
+  if (!done.get()) return false;  // waits if the main thread is setting the text
   read_ = std::move(wasRead);
   set_ = std::chrono::steady_clock::now();
   return true;
 }
 
 // Waits until the latest text has been read. Does not wait if the previous text was not read in
-// time, because the program may never read the clipboard.
+// time, because the program with focus may never read the clipboard.
 void QtPasteboard::AwaitReader() {
   if (!read_.valid()) return;
   const auto limit = readsInTime_ ? longestRead_ : std::chrono::milliseconds(0);

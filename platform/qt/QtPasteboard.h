@@ -48,7 +48,7 @@ class QtPasteboard final : public Pasteboard {
   std::mutex setting_;
   std::future<void> read_;  // ready when the latest text has been read or replaced
   std::chrono::steady_clock::time_point set_;  // when the latest text was set
-  bool readsInTime_ = true;                    // the previous text was read within longestRead_
+  bool readsInTime_ = true;                    // the last AwaitReader did not time out
 };
 
 }  // namespace quillet::platform::qt

@@ -56,7 +56,7 @@ constexpr int kScannerColumn = 1;
 constexpr int kRecordsColumn = 2;
 constexpr int kDestinationColumn = 3;
 
-// Returns true if an item and a row show the same run. Their other texts may differ.
+// Returns true if an item and a row show the same run, identified by date and scanner.
 bool IsSameRun(const QTreeWidgetItem& item, const RunRow& row) {
   return item.text(kDateColumn) == ToQString(row.date) &&
          item.text(kScannerColumn) == ToQString(row.scanner);

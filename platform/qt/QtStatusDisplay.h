@@ -27,7 +27,7 @@ class QtStatusDisplay final : public StatusDisplay {
   void ShowActions();
 
   QWidget& nextFocus_;
-  QLabel& label_;  // these controls belong to the status bar
+  QLabel& label_;  // the status bar owns label_, bar_ and buttons_
   QProgressBar& bar_;
   std::array<QPushButton*, kMaximumActions> buttons_;
   std::vector<StripAction> actions_;

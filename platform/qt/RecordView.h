@@ -18,9 +18,9 @@ class RecordView final : public ReadOnlyText {
   /// stays at the end if nothing is selected.
   void InsertAtEnd(const QString& text, TextKind kind);
 
-  /// Removes the oldest lines that contain only records if there are more than kMostLines of them,
-  /// or if the records have more than kMostText characters. A long line is removed in parts of
-  /// about 2,000 characters. The visible lines that remain do not move.
+  /// Removes the oldest records if they have more than kMostLines lines or kMostText characters.
+  /// Keeps lines that contain messages. A long line is removed in parts of about 2,000 characters.
+  /// The visible lines that remain do not move.
   /// @return true if lines were removed
   bool RemoveOldRecords();
 

@@ -159,7 +159,7 @@ void SaveClipboard() {
                notify.requestor == requestor;
       },
       [&] { done = true; });
-  // If the property contains no list of targets, the manager saves all targets.
+  // The property _QUILLET_SAVED lists no targets, so the manager saves all of them.
   xcb_convert_selection(xcb, requestor, Atom(xcb, "CLIPBOARD_MANAGER"), Atom(xcb, "SAVE_TARGETS"),
                         Atom(xcb, "_QUILLET_SAVED"), XCB_CURRENT_TIME);
   xcb_flush(xcb);

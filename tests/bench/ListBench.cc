@@ -5,8 +5,8 @@
 // file. For each round, prints in milliseconds:
 //   list            time until the window shows all runs and the preview; baseline: reading the
 //                   same files once
-//   list-turn       longest processor time of one pass of the main loop until the run is saved;
-//                   baseline: the duration of a frame at 60 Hz
+//   list-turn       longest processor time of a main loop pass, from opening the window to saving
+//                   the run; baseline: the duration of a frame at 60 Hz
 
 #include <unistd.h>
 

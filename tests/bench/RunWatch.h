@@ -60,7 +60,7 @@ class RecordWatch final : public LumetDelegate {
 };
 
 /// Forwards calls to the program's archive, if any, and records the time at which a burst was
-/// delivered. Runs on the read thread.
+/// archived. Runs on the read thread.
 class ArchiveWatch final : public RecordArchive {
  public:
   /// @param archive  receives all calls; null: the records are not archived

@@ -80,7 +80,7 @@ class Idle(SystemTest):
 
     def test_measures_time_to_first_read(self):
         """Measures the time from the arrival of a scan's first byte until the program has read it.
-        Sleeps until the scan, because polling would keep the processor busy, which shortens the
+        Sleeps until the scan, because polling would keep the processor busy and shorten the
         program's pauses."""
         Settings(destination=1).save()
         scanner = self.plugged_in_scanner()

@@ -37,8 +37,8 @@ Call = collections.namedtuple("Call", "call file number result path")
 
 
 class Point(collections.namedtuple("Point", "call file first last error")):
-    """A fault: the `first` to `last` calls of `call` on `file` fail with `error`. Calls are counted
-    from 1."""
+    """A fault: calls number `first` to `last` of `call` on `file` fail with `error`. Numbers start
+    at 1."""
 
     def __str__(self):
         name = {HALF: "short write", NOTHING: "zero write"}.get(self.error)

@@ -62,7 +62,7 @@ class PowerTest(FaultTest):
         self.assertEqual([], self.lost(archived, runs, erases=erases))
 
     def check_each_synchronization_is_needed(self, calls, runs, *folders):
-        """Checks that ignoring fsync() for any one of the folders or for the file loses records."""
+        """Checks that ignoring fsync() for any folder or for the written file loses records."""
         self.assertEqual([], self.lost(calls, runs))
         (file,) = [path for path in synchronized_paths(calls)
                    if path.endswith(".records") or path.startswith(f"{FOLDER}/.out.txt.")]

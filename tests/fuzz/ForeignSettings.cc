@@ -4,8 +4,8 @@
 //   0  a user writes the settings file; see Computer::Store for the following bytes
 //   1  this user starts the program
 //   2  this user starts the program and agrees to the settings
-//   3  this user starts the program and saves the settings window. If bit 2 is set, the user
-//      declines the settings first. If bit 3 is set, the user selects the destination in bits 4-5.
+//   3  this user starts the program and saves from the settings window. If bit 2 is set, the user
+//      declines the settings first. If bit 3 is set, bits 4-5 are the destination to select.
 //
 // Only root can create files owned by another user. Without root privileges, the test does nothing.
 
@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 constexpr uid_t kSettingsAuthor = 1;
 constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 
-// Effects of settings that require this user's consent.
+// The effects that require this user's consent.
 struct Effects {
   std::string starts = {};  // the program that a run starts
   std::string writes = {};  // output file; empty: the default or a file in the data folder

@@ -3,8 +3,8 @@
 // run   downloads records from a simulated scanner and erases it, RUNS times. Quillet runs without
 //       its window, with its archive and its output file below FOLDER, which need not exist.
 //       Before each run, prints "run PID NUMBER" and the scanner's records in hexadecimal. PID is
-//       the process ID. NUMBER is the number of the run's first erase command, counted from 1; a
-//       record-by-record run sends two erase commands.
+//       the process ID. NUMBER is the number of the run's first erase command, counted from 1
+//       across all runs; a record-by-record run sends two erase commands.
 // list  prints the records in all archives below FOLDER in hexadecimal, one per line.
 
 #include <unistd.h>

@@ -10,11 +10,11 @@ Usage: power_check.py TYPE IMAGE LOG RUNS LIST [--OPTION N]...
   LIST   path of the program power_runs
 
 When the power fails, a disk keeps all data that was written before the last completed flush, and
-any subset of the later writes. At each erase command and at random later writes, this script
-creates such disk states, mounts them and compares the archives with all records erased so far.
+any subset of the later writes. At each erase command and at random writes after an erase, this
+script creates such states, mounts them and compares the archives with all records erased so far.
 
   --at-erase      number of random states per erase command (default 20)
-  --later         number of random later writes at which two states are checked (default 2000)
+  --later         number of random writes after an erase, with two states each (default 2000)
   --atomic        number of bytes that the disk writes atomically (default 4096)
   --random-state  seed for the random choices (default 1)
 
@@ -151,7 +151,8 @@ class Check:
         return len(self._expected - set(listed.stdout.split()))
 
     def state(self, kind, writes):
-        """Checks a state, unless it has already been checked since the last flush or erase."""
+        """Checks the state with the given writes applied, unless it has already been checked since
+        the last flush or erase."""
         key = hash(tuple(writes))
         if key in self._seen:
             return

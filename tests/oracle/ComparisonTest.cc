@@ -82,7 +82,7 @@ void Choose(Settings& settings, ScannerIdentity& identity, Layout layout, const 
 }
 
 /// Passes records to the program as a scanner does: as an answer to a command, unsolicited or in a
-/// burst. Also composes single records directly, without a session.
+/// burst. Also composes the lines of single records directly, without a session.
 class ComparisonTest : public ::testing::TestWithParam<Layout> {
  protected:
   ComparisonTest() { owner_.session = &session_; }

@@ -17,8 +17,8 @@
 
 namespace quillet::test {
 
-/// A Wayland compositor with a seat and virtual keyboards. It has no screen and no other clients.
-/// The constructor sets XDG_RUNTIME_DIR and WAYLAND_DISPLAY.
+/// A Wayland compositor with a seat and virtual keyboards. It has no screen and serves only the
+/// test. The constructor sets XDG_RUNTIME_DIR and WAYLAND_DISPLAY.
 class Compositor {
  public:
   /// A key event that a virtual keyboard sent.

@@ -61,8 +61,8 @@ class DesktopApplicationsTest : public ::testing::Test {
     return path;
   }
 
-  /// Returns the number of starts. First starts one more application and waits for it, so that all
-  /// pending starts have been recorded.
+  /// Returns the number of starts so far. First starts one more application, which is not counted,
+  /// and waits for it, so that all pending starts have been recorded.
   std::size_t CountStarts() {
     const std::string mark = scripts_.folder / "mark";
     const std::string marker = scripts_.Install("marker", ": >'" + mark + "'\n");

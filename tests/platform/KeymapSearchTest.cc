@@ -90,7 +90,7 @@ TEST(KeymapSearchTest, SkipsKeysThatChangeALockState) {
       const KeyChord* const chord = layout.Search().Find(character, {0, locked});
       if (chord == nullptr) continue;
       for (const std::uint32_t key : chord->modifiers) {
-        // xkeyboard-config 2.42 has "|" on the third level of a key.
+        // In xkeyboard-config 2.42, the key found for "|" has it on level 3.
         if (character == '|' && key == kLevel3Key) continue;
         EXPECT_EQ(layout.Search().ModifierKey(kShift, {0, locked}), key) << character;
       }

@@ -20,7 +20,7 @@ class OneWatch final : public platform::DescriptorWatcher {
     return std::make_unique<platform::DescriptorWatch>();
   }
 
-  /// Waits up to `limit` milliseconds until the descriptor is readable, then calls its callback.
+  /// Calls the callback if the descriptor becomes readable within `limit` milliseconds.
   void Run(int limit) {
     pollfd polled{descriptor_, POLLIN, 0};
     while (poll(&polled, 1, limit) < 0) continue;

@@ -198,7 +198,7 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatOtherUsersCannotWriteTo) {
       {"parent/folder", 0755, 0, Custody::kTrusted},
       {"parent", 0777, kUser, Custody::kForeign},
       {"parent", 01777, kUser, Custody::kTrusted},
-      {"parent", 0755, kOther, Custody::kForeign},  // the owner may rename the folder
+      {"parent", 0755, kOther, Custody::kForeign},  // the owner may rename "folder"
       {"parent", 01777, kOther, Custody::kForeign},
       {"parent", 01777, 0, Custody::kTrusted},
       {"parent", 0755, 65534, Custody::kTrusted},  // in a container, root may appear as this user
@@ -545,7 +545,7 @@ TEST_F(PosixFileStoreTest, FlushesAGrowingFileOnlyIfItsFolderIsReadable) {
 }
 
 TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
-  // fsync() fails with EINVAL for /proc/self and with EACCES for a folder that is not accessible.
+  // fsync() fails with EINVAL for /proc/self, and open() with EACCES for an unreadable folder.
   const std::string path = "/proc/self/root" + folder_.path() + "/private/inner/file";
   chmod(folder_.path().c_str(), 0755);
   fs::create_directories(folder_ / "private/inner");

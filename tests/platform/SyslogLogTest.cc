@@ -53,7 +53,7 @@ TEST(SyslogLog, SplitsALongLineBetweenCharacters) {
   Receiver receiver;
   SyslogLog log(receiver.Transport());
   const std::string whole(SyslogLog::kLongestMessage, 'x');
-  const std::string cut = whole.substr(1);  // room for one byte, but not for a two-byte character
+  const std::string cut = whole.substr(1);  // leaves room for 1 byte, not for a 2-byte character
   for (const std::string& line : {whole, whole + "y", cut + "\xC3\xA9", "\x80" + whole}) {
     log.Write(line);
   }

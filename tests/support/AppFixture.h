@@ -45,8 +45,8 @@ class AppFixture : public ::testing::Test {
   }
   ~AppFixture() override { clock.Stop(); }
 
-  /// Writes a settings file for lines that consist of a record's data and CR LF. Call before
-  /// Launch.
+  /// Writes a settings file with `choice`. Each output line is a record's data followed by CR LF.
+  /// Call before Launch.
   void StartWith(const Choice& choice) { WriteSettingsFile(choice, dataFolder); }
 
   /// Chooses a destination in the settings window, browses for its path and saves.
@@ -179,7 +179,7 @@ class AppFixture : public ::testing::Test {
     return own == nullptr ? ours : *own;
   }
 
-  // Number of attempts to connect that have set bConnecting.
+  // Number of attempts to connect that have set bConnecting to true.
   std::size_t Started() const {
     return static_cast<std::size_t>(std::ranges::count_if(log.lines(), [](const auto& line) {
       return line.starts_with("-[SyncController TryToConnectTavo]") ||

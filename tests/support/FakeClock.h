@@ -29,7 +29,7 @@ class FakeClock final : public platform::Clock {
   }
 
   /// Sets the time of day.
-  /// @param next  time of day that LocalTime returns from its second call onward
+  /// @param next  time of day for the second and later calls of LocalTime after this call
   void Set(const CalendarTime& now, std::optional<CalendarTime> next = {}) {
     const std::lock_guard lock(mutex_);
     now_ = now;

@@ -161,7 +161,7 @@ class FakeStatusDisplay final : public platform::StatusDisplay {
     for (const auto& action : actions_) titles.push_back(action.title);
     return titles;
   }
-  /// Presses a button. Fails with std::out_of_range if there is no such button.
+  /// Presses a button. Throws std::out_of_range if there is no such button.
   void Press(std::size_t position) { std::function<void()>(actions_.at(position).run)(); }
 
  private:

@@ -9,7 +9,7 @@
 
 namespace quillet::test {
 
-/// A settings window without controls that only holds values and texts.
+/// A SettingsForm without controls. Only stores its contents and state.
 class FakeSettingsForm final : public platform::SettingsForm {
  public:
   void SetActions(platform::SettingsActions actions) override { actions_ = std::move(actions); }

@@ -82,7 +82,7 @@ class LumetFixture : public ::testing::Test {
     Exchange(CountAnswer(records));
   }
 
-  /// Requests a burst or a record and lets the command time out. The session still accepts an
+  /// Requests a burst or a record and lets the command time out. The session still accepts a late
   /// answer.
   void AwaitBurst() { Await('P'); }
   void AwaitRecord() { Await('p'); }

@@ -30,7 +30,7 @@ inline simulator::DeviceSettings Scanner(const std::vector<std::string>& records
 }
 
 /// Serial lines in memory with simulated scanners that answer at once. Only attached paths can
-/// be opened. Any thread may use it.
+/// be opened. Any thread may use them.
 class ScannerLine final : public platform::SerialLine {
  public:
   void Attach(const std::string& path, simulator::DeviceSettings settings) {
@@ -85,9 +85,9 @@ class ScannerLine final : public platform::SerialLine {
         [this] { return unread_.empty() && !reading_ && (!holding_ || role_ == Role::kOther); });
   }
 
-  /// Waits until the program has handled the pending answer. Call it each time before the
-  /// program's threads sleep, so that time-outs do not expire on a slow machine. Returns at once on
-  /// the read thread.
+  /// Waits until the program has handled the pending answer. Returns at once on the read thread.
+  /// Call it before each sleep of the program's threads, so that time-outs do not expire on a slow
+  /// machine.
   void Settle(const Word<bool>& connected) {
     if (role_ == Role::kReader) return;
     if (role_ != Role::kConnector) return WaitUntilRead();

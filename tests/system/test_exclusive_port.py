@@ -22,7 +22,7 @@ class ExclusivePortTest(PortTest):
             os.close(port)
 
     def reconnect(self):
-        """Disconnects, connects and synchronizes. The view must be empty."""
+        """Disconnects, connects and clears the view. The view must be empty at the start."""
         self.disconnect()
         self.connect()
         self.quillet.wait_for_view(messages.disconnected() + messages.connecting())

@@ -1,4 +1,4 @@
-"""Tests that settings saved by another user take effect only after this user confirms them."""
+"""Tests that another user's settings take effect only after the current user confirms them."""
 
 import os
 import shutil
@@ -131,8 +131,8 @@ class ForeignSettingsTest(OtherUserTest):
         self.wait_for_erasing(scanner)
 
     def check_erasing_stays_off(self, state_mode=0o700):
-        """Agrees to erasing. Then turns it off while the folder that stores the answer has the mode
-        `state_mode`. The program must not erase the scanner."""
+        """Confirms erasing. Then turns it off while the folder that stores the confirmation has the
+        mode `state_mode`. The program must not erase the scanner."""
         self.save_as_other_user(destination=1, clear_memory=1)
         scanner = self.begin()
         self.review("Use these settings")

@@ -225,7 +225,11 @@ TEST_F(ConnectionManagerTest, ConnectRemovesTheMessageOfAnIgnoredButton) {
 TEST_F(ConnectionManagerTest, LateAnswerLeavesThePortNameEmpty) {
   registry.Attach("usbmodem1", "/absent");
   Launch();
+  EXPECT_EQ(strip.text(),
+            "No scanner is connected. Plug in the scanner, or select its port and press Connect.");
   controller.TavoInitializationDone(true);
+  mainQueue.RunAll();
+  EXPECT_EQ(strip.text(), "");
   EXPECT_EQ(controller.connectedPortString.Get(), "");
   EXPECT_TRUE(View().ends_with("Connected to Tavo[000000]|Tavo Time sychronized...|"));
 }

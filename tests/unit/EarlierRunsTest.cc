@@ -67,7 +67,7 @@ class EarlierRunsTest : public test::AppFixture {
     test::PutFile(archiveFolder + "/" + name + ".txt", lines);
   }
 
-  /// Presses Deliver again and waits until the delivery has ended.
+  /// Presses "Deliver again" and waits until the delivery has ended.
   void Deliver() {
     runs.Press(&RunsActions::deliver);
     AwaitDelivery();

@@ -358,8 +358,8 @@ TEST_F(LumetTest, DoesNotEraseAfterTheCableIsUnplugged) {
 }
 
 TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
-  // Opens another port during the wait, but does not begin the connection until the erase command
-  // has been handled.
+  // Opens another port while the erase command waits for the archive, but does not begin the
+  // connection until that command has been handled.
   static std::atomic<bool> opened = false;
   static std::atomic<bool> handled = false;
   // Uses only static variables, because the new connection's command thread outlives the test.

@@ -55,7 +55,7 @@ class FaultyFiles final : public test::HookedFileStore {
 
   bool full = false;       // true: appending fails
   bool failsOnce = false;  // true: the next append fails
-  std::string broken;      // name suffix of the files that cannot be flushed, or "folders"
+  std::string broken;      // flushing fails for files with this suffix; "folders": for folders
   std::string refused;     // name suffix of the files that cannot be created
   Texts flushed;           // names of the flushed files
   std::function<void()> whileSynchronizing;  // called by the next flush only
@@ -484,7 +484,9 @@ TEST_F(RunArchiveTest, StartsNewFilesAfterAnInterruptedRun) {
   Receive("2");
   archive_.End(true);
   EXPECT_EQ(RecordsOf(first_ + ".records"), (Texts{"1", "still the first run"}));
+  EXPECT_TRUE(Summary(first_ + ".records").ended);
   EXPECT_FALSE(Summary(first_ + ".records").complete);
+  EXPECT_EQ(Names(".open"), Texts{});
   EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
   EXPECT_TRUE(Summary(first_ + "_2.records").complete);
   EXPECT_TRUE(archive_.AwaitCopy());

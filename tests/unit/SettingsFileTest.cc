@@ -87,7 +87,7 @@ TEST_F(SettingsFileTest, TruncatedCharacterDoesNotAffectTheOtherPath) {
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
   EXPECT_EQ(filename(), "");
-  // The remaining bytes of the longer name begin in the middle of a character.
+  // The shorter name overwrites the longer one up to the middle of a character.
   SaveAndStart("/opt/caf\xC3\xA9/x", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   SaveAndStart("/opt/caf", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   EXPECT_EQ(appname(), "/opt/caf");
@@ -131,7 +131,7 @@ TEST_F(SettingsFileTest, ListSettingsAreMinus48IfTheFileIsEmpty) {
 TEST_F(SettingsFileTest, SurvivesAnyFileContents) {
   std::string every;
   for (int i = 0; i < 4096; ++i) every.push_back(static_cast<char>(i * 7));
-  // Missing characters are read as NULs. The saved file ends before its first NUL.
+  // Missing characters are read as NULs. The saved file ends before the first NUL.
   const std::pair<std::string, std::size_t> cases[] = {{"1", 3},
                                                        {std::string(1022, '\r'), 1022},
                                                        {std::string(100000, '9'), 1023},

@@ -71,7 +71,7 @@ class OwnKeys : public testing::Test {
 
   QToolButton* SynchronizeButton() { return Find<QToolButton>(window_.widget(), "Synchronize"); }
 
-  /// Types with the program's keyboard and waits until the windows have ignored every key event.
+  /// Types as the program does and waits until its windows have ignored every key event.
   void TypeOwn(const std::string& text) {
     const int before = ignored_;
     Type(own_, text);

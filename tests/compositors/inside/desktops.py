@@ -147,7 +147,7 @@ class Desktop:
         raise NotImplementedError
 
     def set_group(self, group):
-        """Selects the user's layout at position `group`, counted from 0."""
+        """Selects the user's layout at the zero-based index `group`."""
         raise NotImplementedError
 
     def prepare_change(self, before, _after):

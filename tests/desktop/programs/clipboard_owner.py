@@ -2,7 +2,7 @@
 """Owns the clipboard until it is killed: clipboard_owner.py TEXT
 
 With --manager instead of TEXT, acts as a clipboard manager (freedesktop.org, ClipboardManager).
-When a program requests it, copies that program's text and becomes the owner.
+When a program requests SAVE_TARGETS, copies that program's text and becomes the owner.
 """
 
 import sys

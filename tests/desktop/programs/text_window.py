@@ -2,9 +2,9 @@
 """A window with a text field: text_window.py [FILE [SECONDS] | --palette]
 
 Writes the text to FILE (default: this program's path plus ".text") after each change. Appends its
-process ID to a file whose name ends in ".starts". With SECONDS, waits that long before handling
-each paste key. With --palette, also opens a window with a text field that stays on top of all
-windows, and writes its text to a file whose name ends in ".palette".
+process ID to FILE.starts (default: this program's path plus ".starts"). With SECONDS, waits that
+long before handling each paste key. With --palette, also opens a window with a text field that
+stays on top of all windows, and writes that field's text to this program's path plus ".palette".
 """
 
 import os

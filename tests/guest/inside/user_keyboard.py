@@ -14,7 +14,7 @@ from evdev import UInput, ecodes
 
 _TIME_TO_OPEN = 3  # seconds that udev and the desktop need to open a new keyboard
 
-# udev treats a device as a keyboard only if it has all keys from Esc to S.
+# udev treats a device as a keyboard only if it has all keys from KEY_ESC (1) to KEY_S (31).
 keys = range(ecodes.KEY_ESC, ecodes.KEY_POWER)
 with UInput({ecodes.EV_KEY: keys, ecodes.EV_LED: [ecodes.LED_CAPSL]},
             name="User's keyboard") as keyboard:

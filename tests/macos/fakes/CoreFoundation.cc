@@ -95,8 +95,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
   return quillet::RepairUtf8(text) == text ? Make<CFStringRef, String>(text) : nullptr;
 }
 
-// macOS counts UTF-16 units and returns an upper bound of the size. This fake returns the exact
-// size, so that a buffer without room for the terminating NUL is detected.
+// On macOS, the length is in UTF-16 units and the maximum size is an upper bound. The fakes return
+// the exact size, so that a buffer without room for the terminating NUL is detected.
 CFIndex CFStringGetLength(CFStringRef string) {
   return static_cast<CFIndex>(As<String>(string).text.size());
 }

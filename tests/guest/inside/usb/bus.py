@@ -23,7 +23,7 @@ def as_root(*command):
 
 
 def modem_terminals():
-    """Returns the names of all modem-class terminals."""
+    """Returns the names of all USB modem terminals (ttyACM*)."""
     return sorted(name for name in os.listdir(_TERMINALS) if name.startswith("ttyACM"))
 
 
