@@ -19,8 +19,8 @@ class DeliveredCount {
   std::int32_t Get() const;     ///< returns the number of records
 
   /// Called before each record, by one thread at a time.
-  /// @return true if records were ignored, but the previous record began more than 1 s after the
-  ///         last ignored key. Returns true only once for these ignored records.
+  /// @return true once after a series of ignored records has ended, that is, if the previous record
+  ///         began more than 1 s after the last ignored key
   bool BeginRecord(Time now);
 
   /// Excludes the last record, because a Quillet window has ignored one of its keys. Main thread.

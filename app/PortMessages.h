@@ -15,8 +15,9 @@ namespace quillet {
 /// Shows in the status strip why an attempt to connect has failed.
 class PortMessages {
  public:
+  /// All references must outlive this object.
   /// @param platform  provides the clipboard and the registry, which finds the cause of a failure
-  /// @param ports     the ports that are present; outlives this object, like the other parameters
+  /// @param ports     the ports that are present
   /// @param strip     shows the messages
   /// @param tryAgain  starts another attempt to connect; main thread
   PortMessages(const Platform& platform, const PortTable& ports, StatusStrip& strip,

@@ -222,7 +222,7 @@ void RunMessages::ShowFile(const Run::Result& result) {
   }
   if (fileSaid_) return;
   parts_.strip.Raise(Notice::kFileNotWritten,
-                     "No file was written: a file was chosen as the destination only after the "
+                     "No file was written because the destination was changed to a file after the "
                      "records were received. " +
                          Kept(result.records) + Again(),
                      SaveActions());

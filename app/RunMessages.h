@@ -96,7 +96,7 @@ class RunMessages {
   std::atomic<bool> hasEnded_{false};                // a run has ended
   std::atomic<bool> fileSaid_{false};                // a message about the run's file was shown
   SharedText endedName_;                             // name of the most recently ended run
-  // These describe the run that ended last; see DownloadCounts.
+  // The counts of the most recently ended run; see DownloadCounts.
   std::atomic<std::int32_t> expected_{0};  // number of records in the scanner
   std::atomic<std::int32_t> missing_{0};
   std::atomic<std::int32_t> received_{0};

@@ -43,8 +43,8 @@ class SerialLine {
   ///         is -1
   virtual std::int32_t Read(std::int32_t line, std::span<std::uint8_t> buffer) = 0;
 
-  /// Returns true if the device no longer exists or was disconnected from the line. Reading and
-  /// writing then fail until the device is opened again.
+  /// Returns true if the device no longer exists or has hung up. Reading and writing then fail
+  /// until the device is opened again.
   /// @param line  handle from Open, or -1
   virtual bool IsHungUp([[maybe_unused]] std::int32_t line) { return false; }
 

@@ -95,7 +95,7 @@ SerialRegistry::Handle IoKitSerialRegistry::AddMatchingNotification(NotifyPort p
 
 void IoKitSerialRegistry::Release(Handle handle) {
   if (handle == IO_OBJECT_NULL) return;
-  // Clears the registration, because a new iterator may reuse the number of the released one.
+  // Clears the registration, because a new iterator may get the same handle as the old one.
   for (auto& [port, entry] : ports_) {
     for (const auto& registration : entry.registrations) {
       if (registration->iterator == handle) *registration = {};

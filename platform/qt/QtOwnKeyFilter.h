@@ -21,7 +21,7 @@ class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
 
   /// Removes events of the windowing system before the toolkit handles them.
   bool nativeEventFilter(const QByteArray& type, void* event, qintptr* result) override;
-  /// Removes events that native filters cannot see (Wayland).
+  /// Removes own key events on Wayland, where native event filters do not see them.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:

@@ -162,7 +162,7 @@ struct QtRunsWindow::Parts {
   QPushButton& deliver =
       MakeButton(&RunsActions::deliver, "&Deliver again",
                  "Format the records with the current settings and deliver them to the current "
-                 "destination. Records for a file are written to a new file.");
+                 "destination. If the destination is a file, creates a new file.");
   QPushButton& exportCsv = MakeButton(&RunsActions::exportCsv, "E&xport as CSV…",
                                       "Save the records as a table for spreadsheet programs");
   QPushButton& showInFolder = MakeButton(&RunsActions::showInFolder, "Show in &folder",

@@ -45,7 +45,8 @@ struct Effects {
   bool operator==(const Effects&) const = default;
 };
 
-// A computer with the settings file in the folder shared/data. This user owns the folder "own".
+// A computer with two users. The settings file is in the folder shared/data. Quillet runs as the
+// user who owns the folder "own".
 class Computer {
  public:
   Computer() {

@@ -74,7 +74,7 @@ def read_runs(path):
 
 
 class Disk:
-    """Stores the file system's contents at the last flush. Mounts them with later writes
+    """The contents of the disk at the last flush. Mounts them with a selection of the later writes
     applied."""
 
     def __init__(self, image, kind, folder):

@@ -224,7 +224,7 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatOtherUsersCannotWriteTo) {
 }
 
 TEST_F(PosixFileStoreTest, TrustsAGroupThatContainsOnlyThisUser) {
-  constexpr uid_t kUser = 1;  // on Debian, its group has the same name and number
+  constexpr uid_t kUser = 1;  // on Debian, its primary group has the same name and ID
   constexpr gid_t kOtherGroup = 2;
   const std::string file = Put("file", "contents", 0664);
   for (const gid_t group : {gid_t{kUser}, kOtherGroup}) {

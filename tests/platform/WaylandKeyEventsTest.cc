@@ -44,7 +44,7 @@ TEST_F(WaylandKeyEventsTest, TypesAllCharactersWithoutModifiers) {
   std::string expected = TypableCharacters();
   ASSERT_EQ(expected.size(), 97U);
   Type(expected);
-  std::replace(expected.begin(), expected.end(), '\n', '\r');  // Return types CR
+  std::replace(expected.begin(), expected.end(), '\n', '\r');  // the Return key produces CR
   EXPECT_EQ(compositor.text(), expected);
   const auto received = compositor.keys();
   ASSERT_EQ(received.size(), 2 * 97U);

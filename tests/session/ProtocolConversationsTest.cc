@@ -83,21 +83,21 @@ class ProtocolConversationsTest : public SessionFixture {
   }
 };
 
-TEST_F(ProtocolConversationsTest, StartUpMatchesItsExample) {
+TEST_F(ProtocolConversationsTest, StartUpMatchesTheDocumentedExample) {
   AttachExample(Model::kOlder);
   ASSERT_TRUE(Connect());
   EXPECT_EQ(Conversation(), Written("start-up"));
 }
 
-TEST_F(ProtocolConversationsTest, BurstRunMatchesItsExample) {
+TEST_F(ProtocolConversationsTest, BurstRunMatchesTheDocumentedExample) {
   ExpectRun(Model::kOlder, true, "one transfer");
 }
 
-TEST_F(ProtocolConversationsTest, BurstRunOfThe300SeriesMatchesItsExample) {
+TEST_F(ProtocolConversationsTest, Series300BurstRunMatchesTheDocumentedExample) {
   ExpectRun(Model::kSeries300, true, "one transfer 300");
 }
 
-TEST_F(ProtocolConversationsTest, RecordByRecordRunMatchesItsExample) {
+TEST_F(ProtocolConversationsTest, RecordByRecordRunMatchesTheDocumentedExample) {
   ExpectRun(Model::kOlder, false, "one by one");
 }
 

@@ -296,7 +296,7 @@ TEST_F(EarlierRunsTest, DeliveryStopsIfNoOtherWindowReceivesFocus) {
             "2 records.");
 }
 
-TEST_F(EarlierRunsTest, WaitsAgainIfQuilletRegainsFocus) {
+TEST_F(EarlierRunsTest, WaitsForAnotherWindowIfQuilletRegainsFocus) {
   RunWith({"1", "2"});
   Choose(2);
   OpenList();

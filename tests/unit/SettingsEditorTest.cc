@@ -307,7 +307,7 @@ TEST_F(SettingsButtonTest, LogsButIgnoresAPressDuringAConnectionAttempt) {
   EXPECT_TRUE(IsOpen());
 }
 
-TEST_F(SettingsButtonTest, WindowStaysOpenButCannotBeReopenedDuringARun) {
+TEST_F(SettingsButtonTest, RunKeepsAnOpenWindowButDisablesTheButton) {
   Launch();
   BecomeConnected(test::Scanner({"1"}));
   tavo.Hold("P");

@@ -407,8 +407,8 @@ TEST_F(ResultTest, SaysThatAFileWasChosenTooLate) {
   tavo.Release();
   AwaitEnd(0);
   EXPECT_EQ(Message(),
-            "No file was written: a file was chosen as the destination only after the records were "
-            "received. 3 records are in the archive.");
+            "No file was written because the destination was changed to a file after the records "
+            "were received. 3 records are in the archive.");
   EXPECT_EQ(strip.Buttons(), std::vector<std::string>{"Save as…"});
 }
 

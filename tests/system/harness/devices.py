@@ -57,7 +57,7 @@ class Devices:
         return f"/sys{path}"
 
     def add_scanner(self, kernel_name="ttyACM0", place="3-1:1.0"):
-        """Plugs in a modem-class device. Returns the terminal's path in sysfs."""
+        """Plugs in a CDC-ACM device. Returns the sysfs path of its terminal."""
         interface = self._add_usb(place, "cdc_acm", "Tavo Scanner")
         return self._add_terminal(interface, kernel_name, "cdc_acm", "Tavo Scanner")
 
