@@ -198,6 +198,8 @@ TEST_F(DeliveryTest, DoesNotPressKeysIfThePasteboardFails) {
   EXPECT_EQ(display.Buttons(), Texts{"Show"});
   delivery.RunBegan();
   EXPECT_EQ(Message(), "");
+  delivery.Deliver("3", true);
+  EXPECT_EQ(Message(), "");
 }
 
 TEST_F(DeliveryTest, SaysThatRecordsAreNeitherDeliveredNorSaved) {

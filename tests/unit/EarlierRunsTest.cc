@@ -386,6 +386,22 @@ TEST_F(EarlierRunsTest, NeitherDeliversNorDeletesARunInProgress) {
   EXPECT_TRUE(runs.canRemove());
 }
 
+TEST_F(EarlierRunsTest, SelectsTheRequestedRunOnceItIsListed) {
+  for (const auto* day : {"01", "02"}) {
+    const std::string number(day);
+    Store("202611" + number + "_080000_2104005771", "2026-11-" + number + " 08:00:00", "", {"one"});
+  }
+  test::PutFile(archiveFolder + "/20261101_080000_2104005771.open", "");
+  Launch();
+  mainQueue.RunAll();
+  ASSERT_EQ(strip.Buttons(), Texts{"Show"});
+  strip.Press(0);
+  runs.Search("08:00");
+  Settle();
+  ASSERT_EQ(runs.rows().size(), 2U);
+  EXPECT_EQ(runs.SelectedRow(), 1);
+}
+
 TEST_F(EarlierRunsTest, JoinsTheFilesOfALargeRun) {
   Store("20261101_080000_2104005771", "2026-11-01 08:00:00", "continued 2026-11-01 08:20:00",
         {"one", "two"});

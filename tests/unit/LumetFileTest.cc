@@ -39,6 +39,13 @@ class LumetFileTest : public ::testing::Test {
   const std::string settingsPath = folder / "Shared/QuilletData/QuilletRegistry.txt";
 };
 
+TEST_F(LumetFileTest, RemovesUnfinishedFilesNextToTheOutputFile) {
+  const std::string unfinished = folder / ".out.txt.quillet-abcdefghijkl";
+  PutFile(unfinished, "half");
+  EXPECT_EQ(file.RemoveUnfinished(path), 1U);
+  EXPECT_FALSE(FileContents(unfinished));
+}
+
 TEST_F(LumetFileTest, ReplacesOrAppendsToTheFile) {
   file.WriteDataToFile(path, "one", false, true);
   EXPECT_EQ(FileContents(path), "one") << "creates a missing file";

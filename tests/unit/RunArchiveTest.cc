@@ -850,6 +850,7 @@ TEST(RecordsFileTest, EscapesAndUnescapesText) {
     EXPECT_EQ(UnescapedText(EscapedText(text)), text);
     EXPECT_EQ(EscapedText(text).find('\n'), std::string::npos);
   }
+  EXPECT_EQ(EscapedText(" a b "), "%20a b%20");
   EXPECT_EQ(UnescapedText("%4x%"), "%4x%");
 }
 

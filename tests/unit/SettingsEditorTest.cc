@@ -82,6 +82,20 @@ TEST_F(SettingsEditorTest, LogsThePathAndClosesTheWindowOnSave) {
   EXPECT_EQ(form.settingsWindow().doings(), (Strings{"front", "key", "close"}));
 }
 
+TEST_F(SettingsEditorTest, OffersToChooseAShorterPath) {
+  settings().destination = kToView;
+  settings().filename.Set(std::string(128, 'x'));
+  Open();
+  form.Save();
+  EXPECT_EQ(Message(),
+            "The path cannot be saved because it is longer than 127 bytes. Choose a shorter path.");
+  prepared.clear();
+  strip.Press(0);
+  EXPECT_EQ(form.Values().destination, kToFile);
+  ExpectPath(std::string(128, 'x'), true);
+  EXPECT_EQ(prepared, std::vector<std::int32_t>{kToFile});
+}
+
 TEST_F(SettingsEditorTest, DropsChangesOnCancel) {
   const std::string before = SavedFile();
   Open();
