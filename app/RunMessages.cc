@@ -296,10 +296,12 @@ void RunMessages::Problem(RunArchive::Problem problem) {
                                     ". Check the disk.",
                                 ShowActions());
     case RunArchive::Problem::kCutOff:
-      return parts_.strip.Raise(Notice::kRecordsMissing,
-                                "The transfer was interrupted after " + Counted(records) +
-                                    ", so the scanner was not erased. Synchronize again.",
-                                ShowActions());
+      return parts_.strip.Raise(
+          Notice::kRecordsMissing,
+          "Only " + Counted(records) +
+              " could be read. The scanner was not erased. Turn off "
+              "\"Download all records in one transfer\" and synchronize again.",
+          ShowActions());
     case RunArchive::Problem::kEraseDropped:
       ShowMissing("The scanner was not erased. Synchronize again.");
       return parts_.strip.Raise(Notice::kNotErased,
@@ -335,11 +337,10 @@ void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t 
       parts_.strip.Withdraw(Notice::kInterrupted);
       parts_.earlierRuns.Open(run);
     };
-    parts_.strip.Raise(
-        Notice::kInterrupted,
-        "A synchronization was interrupted. The records received are in the archive." +
-            (files == 0 ? "" : " " + removed),
-        {{"Show", show}});
+    parts_.strip.Raise(Notice::kInterrupted,
+                       "A synchronization was interrupted. Check its records in the archive." +
+                           (files == 0 ? "" : " " + removed),
+                       {{"Show", show}});
   } else if (files > 0) {
     parts_.strip.Raise(Notice::kInterrupted,
                        removed + " If records are missing, synchronize again.");

@@ -130,7 +130,7 @@ void Lumet::HandleCommandData(const std::uint8_t* data, std::int32_t length) {
     case 'N':
       syncEndIndex_ = static_cast<std::int32_t>(MakeOneNumber(data));
       counts_.Begin();
-      if (archive_) archive_->DownloadStarted(cmdArray_.Holds('E'));
+      if (archive_) archive_->DownloadStarted(syncEndIndex_, cmdArray_.Holds('E'));
       break;
     case 'P':
       counts_.BurstAnswered(serial_.openings());

@@ -28,8 +28,9 @@ class ErasePermit {
 class RecordArchive {
  public:
   /// Called when the scanner has reported how many records it has. Read thread.
+  /// @param records       number of records that the scanner has reported
   /// @param erasePending  whether an erase command of an earlier run is still queued
-  virtual void DownloadStarted(bool erasePending) = 0;
+  virtual void DownloadStarted(std::int32_t records, bool erasePending) = 0;
 
   /// Stores a record that is not part of a burst. Called before the record is delivered. Also
   /// called for a record that is not delivered because it arrived in response to another command.

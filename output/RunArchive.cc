@@ -54,11 +54,16 @@ void RunArchive::Begin() {
   ++runsInProgress_;
 }
 
-// Forgets the records of earlier runs. Begin cannot do this, because an earlier run may send its
-// erase command after Begin.
-void RunArchive::DownloadStarted(bool erasePending) {
+// Opens the files before the first record arrives, so that an interrupted run is always listed.
+void RunArchive::DownloadStarted(std::int32_t records, bool erasePending) {
   if (runsInProgress_ == 0) runsInProgress_ = 1;  // an interrupted run ended after Begin
-  if (overlaps_ || erasePending) return;
+  if (overlaps_) return;
+  if (!erasePending) ForgetEarlierRuns();
+  if (records > 0 && startsRun_) Current().AppendUnit(Header(), "", 0);
+}
+
+// Begin cannot call this function, because an earlier run may send its erase command after Begin.
+void RunArchive::ForgetEarlierRuns() {
   units_.StartRun();
   copied_ = -1;
   linesBefore_ = linesAtBegin_;

@@ -94,7 +94,7 @@ class RunArchive final : public RecordArchive {
   /// @return false if the run is in progress or another process has the files open
   bool Delete(const std::string& name);
 
-  void DownloadStarted(bool erasePending) override;
+  void DownloadStarted(std::int32_t records, bool erasePending) override;
   void KeepRecord(std::span<const std::uint8_t> record) override;
   void KeepBurst(std::span<const std::uint8_t> records) override;
   void BurstDelivered(bool complete) override;
@@ -108,14 +108,15 @@ class RunArchive final : public RecordArchive {
   /// Returns true if some records of the current run are known to be incomplete. Any thread.
   bool cutOff() const { return units_.IsSet(cutOff_); }
 
-  /// Name of the latest run's first files, without the extension. Empty while the run has no
-  /// records. Any thread.
+  /// Name of the latest run's first files, without the extension. Empty until the scanner has
+  /// reported records for this run. Any thread.
   const std::string& runName() const { return runName_.Get(); }
 
   /// Absolute path of the archive folder.
   const std::string& folder() const { return folder_.path(); }
 
  private:
+  void ForgetEarlierRuns();
   ArchiveVolume& Current();
   void OpenRun();
   void OpenDay();
@@ -146,7 +147,7 @@ class RunArchive final : public RecordArchive {
   std::function<void()> onErased_;
 
   std::atomic<std::int32_t> runsInProgress_{0};
-  Word<bool> startsRun_ = false;    // the next record opens new files for a run
+  Word<bool> startsRun_ = false;    // the run in progress has no files yet
   Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
   RunUnits units_;

@@ -71,8 +71,8 @@ class ArchiveWatch final : public RecordArchive {
   /// Processor time for composing, delivering and archiving the burst, in seconds.
   double ProcessorTime() const { return deliveredProcessor_ - keptProcessor_; }
 
-  void DownloadStarted(bool erasePending) override {
-    if (archive_) archive_->DownloadStarted(erasePending);
+  void DownloadStarted(std::int32_t records, bool erasePending) override {
+    if (archive_) archive_->DownloadStarted(records, erasePending);
   }
   void KeepRecord(std::span<const std::uint8_t> record) override {
     if (archive_) archive_->KeepRecord(record);

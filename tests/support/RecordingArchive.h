@@ -13,7 +13,7 @@ namespace quillet::test {
 /// A RecordArchive that records its calls. By default, it permits erasing.
 class RecordingArchive final : public RecordArchive {
  public:
-  void DownloadStarted(bool erasePending) override {
+  void DownloadStarted(std::int32_t, bool erasePending) override {
     kept.push_back(erasePending ? "download, erase pending" : "download");
   }
   void KeepRecord(std::span<const std::uint8_t> record) override { Keep("record ", record); }

@@ -18,7 +18,7 @@ _CLOSING = ["-[QuilletAppDelegate windowWillClose:]",
             "-[SyncController stopNotification]",
             "-[SyncController Terminate]"]
 _ARCHIVE = "/tmp/.local/state/quillet/runs"
-_INTERRUPTED = "A synchronization was interrupted. The records received are in the archive."
+_INTERRUPTED = "A synchronization was interrupted. Check its records in the archive."
 _SETTINGS_FILE = "Records cannot be written to the settings file. Choose another file."
 _REPLACES = ("Each synchronization replaces this file. To keep its contents, turn on \"Add to the "
              "file instead of replacing it\".")

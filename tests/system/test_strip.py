@@ -16,6 +16,7 @@ from harness.settings_window import SettingsWindow
 _WAITING = "Waiting for the scanner. Plug it in."
 _NO_SCANNER = "No scanner is connected. Plug in the scanner, or select its port and press Connect."
 _IN_ARCHIVE = "3 records are in the archive."
+_INTERRUPTED = "A synchronization was interrupted. Check its records in the archive."
 _OPEN, _FOLDER = "Open file", "Show in folder"
 
 
@@ -162,8 +163,9 @@ class ResultTest(StripTest):
     def test_says_that_a_transfer_was_cut_off(self):
         self.begin(faults=["on P 1 length 40"], destination=1)
         self.quillet.press("Synchronize")
-        self.quillet.wait_for_message(r"The transfer was interrupted after \d records?, so the scanner "
-                                      "was not erased. Synchronize again.", "Show")
+        self.quillet.wait_for_message(r"Only \d records? could be read\. The scanner was not erased\. "
+                                      "Turn off \"Download all records in one transfer\" and "
+                                      r"synchronize again\.", "Show")
 
     def test_says_once_that_the_archive_has_the_only_copy(self):
         self.begin(destination=1, clear_memory=1)
@@ -274,8 +276,7 @@ class RestartTest(StripTest):
         self.check_restart()
         with open(f"/proc/{self.quillet.pid}/cmdline", "rb") as file:
             self.assertEqual(arguments, file.read())
-        self.quillet.wait_for_message("A synchronization was interrupted. The records received are "
-                                      "in the archive.", "Show")
+        self.quillet.wait_for_message(_INTERRUPTED, "Show")
         self.quillet.press_in_strip("Show")
         cells = self.selected_run()
         self.assertIn("Incomplete", cells)
@@ -285,6 +286,18 @@ class RestartTest(StripTest):
         self.quillet.wait_for_connect_label("Disconnect")
         self.quillet.clear()
         self.synchronize(messages.file_run(40, OUTPUT))
+
+    def test_lists_a_burst_that_was_interrupted_during_the_transfer(self):
+        scanner = self.begin(faults=["on P chunks 5 1000"])
+        self.quillet.press("Synchronize")
+        wait_until(lambda: "P" in scanner.commands(), "the request for a burst")
+        self.quillet.kill()
+        self.start()
+        self.quillet.wait_for_message(_INTERRUPTED, "Show")
+        self.quillet.press_in_strip("Show")
+        cells = self.selected_run()
+        self.assertIn("Incomplete", cells)
+        self.assertIn("0", cells)
 
     def test_offers_restart_if_a_run_does_not_end(self):
         self.begin(faults=[f"on W {number} ignore" for number in range(1, 6)])

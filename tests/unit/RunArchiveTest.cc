@@ -84,9 +84,9 @@ class RunArchiveTest : public ::testing::Test {
     return std::string{static_cast<char>(data.size() + 5), symbology} + data + "\x31\x47\x41\x09";
   }
 
-  void Begin(bool erasePending = false) {
+  void Begin(bool erasePending = false, std::int32_t records = 0) {
     archive_.Begin();
-    archive_.DownloadStarted(erasePending);
+    archive_.DownloadStarted(records, erasePending);
   }
 
   // Passes a record and its line to the archive, as a download does.
@@ -263,7 +263,7 @@ TEST_F(RunArchiveTest, DoesNotPermitAPendingEraseAfterTheNextRunBegins) {
   archive_.End(true);
   archive_.Begin();
   EXPECT_FALSE(archive_.AwaitCopy());
-  archive_.DownloadStarted(false);
+  archive_.DownloadStarted(0, false);
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
@@ -493,6 +493,27 @@ TEST_F(RunArchiveTest, StartsNewFilesAfterAnInterruptedRun) {
   EXPECT_EQ(files_.flushed.size(), 2U) << "the files of the second run";
 }
 
+TEST_F(RunArchiveTest, CreatesFilesWhenTheScannerReportsRecords) {
+  Begin(false, 0);
+  archive_.End(true);
+  EXPECT_EQ(Names(""), Texts{});
+  Begin(false, 2);
+  EXPECT_EQ(Names(".open").size(), 1U);
+  EXPECT_EQ(Summary(first_ + ".records").serial, "W123400577");
+  EXPECT_EQ(Summary(first_ + ".records").records, 0);
+  Receive("1");
+  EXPECT_EQ(Names(".records").size(), 1U);
+  archive_.End(false);
+  EXPECT_FALSE(Summary(first_ + ".records").complete);
+  files_.refused = ".records";
+  Begin(false, 2);
+  EXPECT_EQ(problems_, std::vector<Problem>{}) << "no record has been lost yet";
+  files_.refused.clear();
+  Receive("2");
+  EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
+  EXPECT_TRUE(archive_.AwaitCopy());
+}
+
 TEST_F(RunArchiveTest, EmptyRunDoesNotMarkAnInterruptedRunAsComplete) {
   Begin();
   Receive("1");
@@ -566,14 +587,14 @@ TEST_F(RunArchiveTest, DoesNotPermitErasingIfALaterScanIsDeleted) {
 TEST_F(RunArchiveTest, PermitsErasingIfScansBeforeRecordCountAreFlushed) {
   archive_.Begin();
   Receive("before the number of records");
-  archive_.DownloadStarted(false);
+  archive_.DownloadStarted(0, false);
   EXPECT_TRUE(archive_.AwaitCopy());
   EXPECT_EQ(files_.flushed.size(), 2U);
   archive_.End(true);
   archive_.Begin();
   files_.full = true;
   Receive("not written");
-  archive_.DownloadStarted(false);
+  archive_.DownloadStarted(0, false);
   EXPECT_TRUE(archive_.failed());
   EXPECT_FALSE(archive_.AwaitCopy());
 }
@@ -685,7 +706,7 @@ TEST_F(RunArchiveTest, LateEndOfAnInterruptedRunDoesNotEndTheNext) {
   archive_.ConnectionEnded();
   archive_.Begin();
   archive_.End(false);  // the end of the interrupted run
-  archive_.DownloadStarted(false);
+  archive_.DownloadStarted(0, false);
   Receive("2");
   EXPECT_EQ(RecordsOf(first_ + "_2.records"), Texts{"2"});
 }

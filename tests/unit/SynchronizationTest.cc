@@ -232,7 +232,7 @@ TEST_F(SynchronizationTest, ReportsAnInterruptedRunOnceAfterTheNextStart) {
   Launch();
   mainQueue.RunAll();
   EXPECT_EQ(strip.Message(),
-            "A synchronization was interrupted. The records received are in the archive.");
+            "A synchronization was interrupted. Check its records in the archive.");
   EXPECT_FALSE(std::filesystem::exists(archiveFolder + "/run.open"));
 }
 

@@ -29,8 +29,8 @@ def gave_up(records=0):
 
 
 def cut_off(records):
-    return (f"The transfer was interrupted after {records} records, so the scanner was not erased. "
-            "Synchronize again.")
+    return (f"Only {records} records could be read. The scanner was not erased. Turn off "
+            "\"Download all records in one transfer\" and synchronize again.")
 
 
 def no_copy(records):
