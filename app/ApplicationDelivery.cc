@@ -68,8 +68,8 @@ ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& 
 
 DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
-  // True if Quillet's windows ignored earlier records, but apparently not the last one. If the main
-  // thread handles an ignored key late, KeyIgnored raises kTypedAtQuillet again.
+  // True if Quillet's windows have apparently stopped ignoring records. If the main thread handles
+  // an ignored key late, KeyIgnored raises kTypedAtQuillet again.
   if (count_.BeginRecord(platform_.clock.Now())) {
     strip_.Withdraw(Notice::kTypedAtQuillet);
     RaiseIncomplete("Quillet's window had focus, so some records were not delivered.");
@@ -81,9 +81,9 @@ DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool pas
   return DeliveryOutcome::kNoTyping;
 }
 
-// Posts all keys of a record in one call, so that a backend needs to release the modifiers held by
-// the user only once per record. Counts the record before the call, because KeyIgnored may be
-// called before Post returns.
+// Posts all keys of a record in one call, so that a backend releases the modifiers held by the user
+// only once per record. Counts the record before the call, because KeyIgnored may be called before
+// Post returns.
 DeliveryOutcome ApplicationDelivery::Type(const std::string& record) {
   if (!IsAscii(record)) {
     if (!nonAsciiSaid_.exchange(true)) RaiseNotTyped("it contains non-English characters");
@@ -176,8 +176,8 @@ bool ApplicationDelivery::ShowProblem() {
   return false;
 }
 
-// Warns in advance that records cannot be typed. Once a record has been lost, the message remains
-// until a record is typed.
+// Shows or removes the warning that records cannot be typed. After a record has been lost, the
+// warning remains until a record is typed.
 void ApplicationDelivery::ShowReadiness(const std::string& problem) {
   if (!problem.empty()) {
     isWarned_ = true;
@@ -255,8 +255,8 @@ void ApplicationDelivery::AwaitReadiness(std::int32_t destination) {
 }
 
 void ApplicationDelivery::Prepare(std::int32_t destination) {
-  // An exchange instead of a store, because it also synchronizes with EndOfRun on another thread:
-  // if that call has found nothing to prepare, isReceiving returns false here.
+  // Uses an exchange instead of a store to synchronize with EndOfRun on another thread: if EndOfRun
+  // has found nothing to prepare, isReceiving returns false here.
   toPrepare_.exchange(destination);
   if (!actions_.isReceiving()) EndOfRun();
 }

@@ -25,14 +25,14 @@ enum class DeliveryOutcome {
   kNoClipboard,  ///< the record could not be put on the clipboard
 };
 
-/// Types or pastes records into other applications. Its log lines name SyncController functions.
-/// Shows in the status strip why a delivery fails.
+/// Types or pastes records into other applications. Shows in the status strip why a delivery fails.
+/// The log lines name SyncController functions.
 ///
 /// Any thread may call Deliver; records are never interleaved. All other functions: read thread,
 /// unless stated otherwise.
 class ApplicationDelivery {
  public:
-  /// Actions of the buttons next to the messages. Main thread, unless stated otherwise.
+  /// Callbacks and data that this class uses. Main thread, unless stated otherwise.
   struct Actions {
     std::function<void()> showRuns;     ///< opens the window of earlier runs
     std::function<bool()> isArchived;   ///< whether the records are archived; any thread
@@ -55,9 +55,9 @@ class ApplicationDelivery {
   void SendKeyCode(KeyValue key);  ///< types a key, with Shift if `key` has the Shift bit
   void SendCommandAndV();          ///< types Command-V (Control-V on Linux)
 
-  /// Prepares for typing if the destination is a program. While a run receives records, waits for
-  /// EndOfRun, because the desktop's permission dialog would take the focus from the program that
-  /// receives the records. Any thread.
+  /// Prepares for typing if the destination is a program. While a run receives records, postpones
+  /// the preparation until EndOfRun, because the desktop's permission dialog would take the focus
+  /// from the program that receives the records. Any thread.
   /// @param destination  see Settings
   void Prepare(std::int32_t destination);
 
@@ -101,7 +101,7 @@ class ApplicationDelivery {
   SharedText typingProblem_;                 // text of the message kTypingImpossible
   std::atomic<bool> isWarned_ = false;       // ShowReadiness has raised kTypingImpossible
   SharedText inputMethod_;                   // input method named in the message kInputMethodOn
-  std::atomic<bool> mustCheck_ = true;       // check the input method before the next record
+  std::atomic<bool> mustCheck_ = true;       // the next record requires an input method check
   std::atomic<bool> pastingFailed_ = false;  // the message kPastingImpossible is shown
 
   static constexpr auto kNothingToPrepare = std::numeric_limits<std::int32_t>::min();

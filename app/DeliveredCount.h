@@ -15,12 +15,12 @@ class DeliveredCount {
 
   void Reset();                 ///< called when a run begins; sets the number to 0
   void Add() { ++posted_; }     ///< counts a record; called before its keys are sent
-  void Remove() { --posted_; }  ///< removes the last record, whose keys were not accepted
+  void Remove() { --posted_; }  ///< removes the last record; called if its keys were refused
   std::int32_t Get() const;     ///< returns the number of records
 
-  /// Called before each record, by one thread at a time.
-  /// @return true once after a series of ignored records has ended, that is, if the previous record
-  ///         began more than 1 s after the last ignored key
+  /// Called before each record, by one thread at a time. A series of ignored records has ended if
+  /// the previous record began more than 1 s after the last ignored key.
+  /// @return true if this call is the first one after the end of a series
   bool BeginRecord(Time now);
 
   /// Excludes the last record, because a Quillet window has ignored one of its keys. Main thread.

@@ -82,7 +82,7 @@ class EarlierRuns {
   bool opened_ = false;
   bool wasListed_ = false;          // a list has been read at least once
   bool listing_ = false;            // a list is being read
-  bool listAgain_ = false;          // read the list again after the current read
+  bool listAgain_ = false;          // the list must be read again after the current read
   std::vector<StoredRun> runs_;     // newest first
   std::vector<std::string> shown_;  // name of the first file of each row's run
   std::string selected_;            // first file name of the selected run

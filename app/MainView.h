@@ -29,8 +29,8 @@ class MainView {
   /// Queues a change to another control. Any thread; returns immediately.
   void Post(std::function<void()> change);
 
-  /// Sets the action to call when records are dropped or removed from the view. Once called, the
-  /// action is not called again until the next Clear or ReportNextRemoval. Main thread.
+  /// Sets the action to call when records are dropped or removed from the view. The action is
+  /// called at most once until the next Clear or ReportNextRemoval. Main thread.
   void OnRecordsRemoved(std::function<void()> action);
   void ReportNextRemoval();  ///< see OnRecordsRemoved; any thread
 

@@ -16,7 +16,7 @@ namespace quillet {
 class PortMessages {
  public:
   /// All references must outlive this object.
-  /// @param platform  provides the clipboard and the registry, which finds the cause of a failure
+  /// @param platform  provides the clipboard, and the registry to find the cause of a failure
   /// @param ports     the ports that are present
   /// @param strip     shows the messages
   /// @param tryAgain  starts another attempt to connect; main thread

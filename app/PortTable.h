@@ -55,8 +55,8 @@ class PortTable {
   void Select(std::int32_t item);  ///< stores the position that the user selected, and its port
 
   /// Returns the position to select after a change to the list: the connected scanner, else the
-  /// port that the user selected or that was connected last, else the first port, else "None". The
-  /// port is found by its path, or by its name if no port has this path.
+  /// last selected or connected port, else the first port, else "None". The last selected or
+  /// connected port is found by its path, or by its name if no port has this path.
   /// @param count      the number of items in the list
   /// @param connected  whether the last item is a connected scanner
   std::int32_t ItemToSelect(std::int32_t count, bool connected) const;

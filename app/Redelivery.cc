@@ -17,9 +17,9 @@ constexpr auto kLongestWait = 60s;
 constexpr auto kWindowPoll = 100ms;
 constexpr auto kAnswerPoll = 1ms;
 constexpr int kAnswerPolls = 2000;
-// A delivery starts when another application has had the focus for this long. When the focus moves
-// from one Quillet window to another, neither window has it for a moment. The user may also need
-// time to click a field in the other application's window.
+// Time for which another application must have focus before a delivery starts. While the focus
+// moves from one Quillet window to another, neither window has focus. The user may also need time
+// to click a field in the other application's window.
 constexpr auto kSettlingTime = 1s;
 
 }  // namespace

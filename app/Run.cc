@@ -107,8 +107,8 @@ void Run::Write(const Records* records, const Settings& settings, const SerialNu
   if (!result.refusedSettingsFile) {
     written = file.WriteDataToFile(name, text, false, settings.bAppendData != 0);
   }
-  // In a folder with the sticky bit, another user can take the names that runs will use in the next
-  // few minutes, by creating files or links to the settings file with these names.
+  // In a folder with the sticky bit, another user can create files, or links to the settings file,
+  // under the names that runs will use in the next few minutes.
   const bool isTaken =
       result.refusedSettingsFile || (MeansNameIsTaken(written.error) && file.Exists(name));
   if (isTaken && name != settings.filename.Get()) {

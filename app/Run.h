@@ -34,7 +34,7 @@ class Run {
     std::string file = {};             ///< path of the output file; empty if there is none
     std::int32_t recordsInFile = 0;    ///< number of records written to this file
     LineRange linesOnDisk = {};        ///< the lines in `file`; empty if `file` was not flushed
-    bool refusedSettingsFile = false;  ///< nothing was written: `file` is the settings file
+    bool refusedSettingsFile = false;  ///< nothing was written because `file` is the settings file
     int fileError = 0;                 ///< why `file` could not be written (errno(3)), or 0
   };
 

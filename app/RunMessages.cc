@@ -234,7 +234,8 @@ std::string RunMessages::InTime() const {
   return " in " + TimeTaken(std::chrono::milliseconds(taken));
 }
 
-// Shows a message if records were not received. For a burst, their number is unknown.
+// Shows a message that ends with `scanner` if records were not received. The number of records
+// missing from a burst is unknown.
 void RunMessages::ShowMissing(std::string_view scanner) {
   const std::int32_t missing = missing_;
   const std::int32_t received = received_;
@@ -252,8 +253,7 @@ void RunMessages::ShowMissing(std::string_view scanner) {
   parts_.strip.Raise(Notice::kRecordsMissing, text.append(scanner), ShowActions());
 }
 
-// Quillet does not know which program is the active application. All active applications are
-// therefore treated as one program.
+// Announces the active application at most once, because Quillet does not know which program it is.
 void RunMessages::RecordDelivered(std::int32_t destination) {
   const bool isNamed = destination == kToNamedApplication;
   const std::string program = isNamed ? parts_.session.appname.Get() : "";
@@ -276,10 +276,9 @@ void RunMessages::ScannerErased() {
 }
 
 void RunMessages::Problem(RunArchive::Problem problem) {
-  // Does not use barcodeCount, because another run may have been started, which resets it.
+  // Does not use barcodeCount, because starting another run resets it.
   const std::int32_t records = parts_.session.counts().received();
-  // The message says that only the archive has a copy. This is no longer true: either the scanner
-  // keeps the records, or no copy exists.
+  // kArchiveIsOnlyCopy no longer applies: either the scanner keeps the records, or no copy exists.
   parts_.strip.Withdraw(Notice::kArchiveIsOnlyCopy);
   switch (problem) {
     case RunArchive::Problem::kNotWritten:
@@ -348,8 +347,8 @@ void RunMessages::Interrupted(const std::vector<std::string>& runs, std::size_t 
 }
 
 std::vector<StripAction> RunMessages::ShowActions() const {
-  // If the user has started another run and its first record has not arrived yet, that run has no
-  // name. The button then shows the run that ended last.
+  // A run has no name until the scanner has reported its records. Until then, the button shows the
+  // most recently ended run.
   std::string run = parts_.archive.runName();
   if (run.empty() && parts_.run.IsShown()) run = endedName_.Get();
   if (run.empty()) return {};

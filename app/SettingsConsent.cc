@@ -146,8 +146,8 @@ void SettingsConsent::Chosen() {
   held_ = {};
   parts_.strip.Withdraw(Notice::kSettingsToReview);
   parts_.strip.Withdraw(Notice::kSettingsDeclined);
-  // If the new answer cannot be stored, the previous ones must not stay in effect. A file can be
-  // deleted even if the disk is full.
+  // If the new answer cannot be stored, deletes the previous answers, which must not stay in
+  // effect. A file can be deleted even if the disk is full.
   if (!Store(Stored(ActionsOf(parts_.settings, parts_.dataFolder)))) {
     parts_.files.Remove(parts_.confirmed);
   }

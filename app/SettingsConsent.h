@@ -12,14 +12,14 @@
 
 namespace quillet {
 
-/// The actions that require this user's consent if another user has chosen the settings.
+/// The actions that require the user's consent if another user has chosen the settings.
 struct SensitiveActions {
-  std::string application = {};  ///< path of the program to start; empty: none
-  std::string file = {};      ///< path of the output file, if outside the data folder; empty: none
-  bool appends = false;       ///< records are appended to `file`
-  bool synchronizes = false;  ///< runs begin automatically
-  bool types = false;         ///< automatic runs type or paste into the active application
-  bool erases = false;        ///< runs erase the scanner
+  std::string application = {};  ///< path of the program to start, or empty
+  std::string file = {};         ///< path of the output file if outside the data folder, or empty
+  bool appends = false;          ///< records are appended to `file`
+  bool synchronizes = false;     ///< runs begin automatically
+  bool types = false;            ///< automatic runs type or paste into the active application
+  bool erases = false;           ///< runs erase the scanner
   bool operator==(const SensitiveActions&) const = default;  ///< compares all members
 };
 
@@ -32,14 +32,14 @@ SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFold
 /// Describes the actions to the user, each in one sentence without a full stop.
 std::vector<std::string> Described(const SensitiveActions& actions);
 
-/// Holds back the sensitive actions of settings that another user has chosen, until this user
-/// confirms them in a dialog. The other settings apply immediately.
+/// Holds back the sensitive actions of settings that another user has chosen, until the user who
+/// runs Quillet confirms them in a dialog. The other settings apply immediately.
 ///
 /// In the meantime, automatic runs and erasing are disabled. Records for a program are shown in the
 /// main view, and records for a file outside the data folder are written to the default output
 /// file. The confirmed actions are stored in a private file, so the user is asked once per change.
 /// The file has no effect if it belongs to another user. It also has no effect if its folder is
-/// read-only, because this user could not revoke the stored answers. Main thread only.
+/// read-only, because the user could not revoke the stored answers. Main thread only.
 class SettingsConsent {
  public:
   /// Maximum number of confirmed answers that are remembered. A new one replaces the oldest.
@@ -62,13 +62,13 @@ class SettingsConsent {
   SettingsConsent& operator=(const SettingsConsent&) = delete;
 
   /// Called after another user's settings have been read. Holds back their sensitive actions,
-  /// unless this user has confirmed the same actions and has not saved settings since then.
+  /// unless the user has confirmed the same actions and has not saved settings since then.
   /// @param owner  name of the user who can change the settings; may be empty
   void HoldBack(const std::string& owner);
 
-  /// Called when this user has saved settings. They replace any settings that are held back. They
-  /// count as confirmed, even if the settings file could not be written. Withdraws all earlier
-  /// answers.
+  /// Called when the user has saved settings. The saved settings replace any settings that are held
+  /// back. They count as confirmed, even if the settings file could not be written. Withdraws all
+  /// earlier answers.
   void Chosen();
 
  private:

@@ -64,8 +64,7 @@ class SettingsEditor {
   void DestinationChanged();
 
   /// Shows the path for the selected destination: the file, the application, or an empty path.
-  /// Makes hidden characters in the path visible: another user may have chosen the path, and Save
-  /// confirms it.
+  /// Makes hidden characters visible, because Save confirms the path even if another user chose it.
   void ChangeDestinationInformation();
 
   /// Lets the user choose the file or the application. The choice takes effect immediately and

@@ -42,12 +42,12 @@ enum class Notice {
   kRecordsMissing,      ///< a run did not receive all records
   kDelivery,            ///< progress and result of a repeated delivery; see Redelivery
 
-  kSettingsToReview,  ///< another user's settings await this user's confirmation
+  kSettingsToReview,  ///< settings from another user await confirmation
   kSettingsNotSaved,  ///< the settings file could not be written
   kPathRefused,       ///< the settings file was chosen as the output file
 
   kScanDelivered,      ///< a scan was delivered to a program for the first time
-  kInterrupted,        ///< an earlier process did not finish a run or a file
+  kInterrupted,        ///< an earlier process left a run or a file incomplete
   kArchiveIsOnlyCopy,  ///< erasing leaves only the archive's copy of the records
   kPathTooLong,        ///< a chosen path will not be restored at the next start
   kFileReplaced,       ///< each run replaces the chosen file
@@ -65,7 +65,8 @@ using platform::StripAction;
 /// The line below the main view. Shows one message at a time; see Notice.
 class StatusStrip {
  public:
-  /// @param display    shows the strip; outlives this object, like the other parameters
+  /// All references must outlive this object.
+  /// @param display    shows the strip
   /// @param mainQueue  receives all changes that other threads request
   /// @param log        receives the messages about problems
   StatusStrip(platform::StatusDisplay& display, platform::MainQueue& mainQueue, SystemLog& log)

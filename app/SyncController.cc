@@ -163,8 +163,8 @@ void SyncController::startNotification() {
   Log(platform_.log, "-[SyncController startNotification]");
   SerialRegistry& registry = platform_.registry;
   notifyPort = registry.CreateNotifyPort();
-  // Called without a context, deviceAdded and deviceRemoved only empty the iterator, which arms the
-  // notification.
+  // If the context is null, deviceAdded and deviceRemoved only empty the iterator. Emptying it arms
+  // the notification.
   addIterator = registry.AddMatchingNotification(
       notifyPort, SerialRegistry::Event::FirstMatch,
       [this](void* context, SerialRegistry::Handle iterator) { deviceAdded(context, iterator); },

@@ -33,14 +33,14 @@ class QuilletAppDelegate;
 /// The hub of the program: connects the scanner session and the parts of app/ to the main window.
 ///
 /// Threads: user actions and port events arrive on the main thread. Each connection attempt runs on
-/// a separate thread. The session calls back on its read thread. All changes to controls are queued
-/// and appear in call order, except changes to the settings window, the run's progress and Clear.
+/// a separate thread. The session calls back on its read thread. Changes to controls are queued and
+/// appear in call order. Exceptions: the settings window, the progress of a run, and Clear.
 /// Never destroyed: the read thread and a waiting connection thread may outlive the window.
 class SyncController final : public LumetDelegate {
  public:
   static constexpr std::int32_t kMaximumPorts = PortTable::kMaximumPorts;  ///< see PortTable
 
-  /// @param platform  interfaces to the system; must outlive this object, like the controls
+  /// @param platform  interfaces to the system; must outlive this object, as must the controls
   /// @param controls  controls of the main window
   /// @param form      settings window
   /// @param runs      window with the earlier synchronizations
@@ -61,12 +61,12 @@ class SyncController final : public LumetDelegate {
   void updatePortList(bool flag);  ///< updates the port list; if `flag`, removes old items first
   void startNotification();        ///< registers for notifications about ports
   void stopNotification();         ///< cancels the registrations, if any
-  ///@{ Registry callbacks. With a null `context`, they only arm the iterator by emptying it.
+  ///@{ Registry callbacks. If `context` is null, they only empty the iterator, which arms it.
   void deviceAdded(void* context, platform::SerialRegistry::Handle iterator);
   void deviceRemoved(void* context, platform::SerialRegistry::Handle iterator);
   ///@}
   /// Updates the port list and empties the iterator. If a port was added, starts an attempt to
-  /// connect. If one was removed and EndsConnection() is true, disconnects.
+  /// connect. If a port was removed and EndsConnection() is true, disconnects.
   void PortChanged(bool added, platform::SerialRegistry::Handle iterator);
 
   // --- Connection -------------------------------------------------------------------------------
@@ -86,7 +86,7 @@ class SyncController final : public LumetDelegate {
   void WriteArchive() { archive_->WriteLines(); }  ///< see RunArchive. Main thread.
 
   // --- Synchronization --------------------------------------------------------------------------
-  void synchronizeButton();  ///< starts a run unless one started by the button is in progress
+  void synchronizeButton();  ///< starts a run unless a run started with Synchronize is in progress
   void DoSynchronization();  ///< starts a run. Main thread or read thread.
   void AwaitDelivery() override { delivery_.AwaitReadiness(lumet->destination); }
   void DisplayBarcode(const std::string& record) override;  ///< delivers a record. Read thread.
@@ -162,10 +162,10 @@ class SyncController final : public LumetDelegate {
   TargetApplication target_{platform_, strip_, [this] { settingsEditor_->ChooseApplication(); }};
   ApplicationDelivery delivery_{platform_, strip_, DeliveryActions()};
   bool isPortListChanging_ = false;       // main thread only
-  Word<bool> isAttemptStarting_ = false;  // true until the connection thread has set bConnecting
+  Word<bool> isAttemptStarting_ = false;  // connection thread started, bConnecting not yet set
   StatusStrip strip_{controls_.status, platform_.mainQueue, platform_.log};
   PortMessages portMessages_{platform_, ports_, strip_, [this] { TryAgain(); }};
-  RunArchive* archive_ = nullptr;  // created by Initialize, never destroyed, like the next three
+  RunArchive* archive_ = nullptr;  // Initialize creates this and the next three; never destroyed
   SettingsEditor* settingsEditor_ = nullptr;
   EarlierRuns* earlierRuns_ = nullptr;
   RunMessages* messages_ = nullptr;

@@ -5,7 +5,7 @@
 namespace quillet::log_detail {
 namespace {
 
-// Line buffers with a larger capacity are freed after use. Most lines are much shorter.
+// Maximum capacity in bytes of a line buffer that is kept for reuse. Most lines are much shorter.
 constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
 
 void AppendEscaped(std::string& line, char character) {

@@ -6,7 +6,7 @@
 namespace quillet {
 namespace {
 
-constexpr std::size_t kFullChunk = 8192;  // no text is added to a chunk of at least this size
+constexpr std::size_t kFullChunk = 8192;  // size in bytes at which a chunk is complete
 
 }  // namespace
 

@@ -4,9 +4,9 @@
 
 namespace quillet {
 
-/// A value shared by several threads without a lock, for use like a plain field. A thread that
-/// reads a value also sees everything written before that value was stored. Operator += is
-/// deliberately missing, because it would not be atomic.
+/// A value that several threads share without a lock. Used like a plain field, but without +=,
+/// which would not be atomic. A thread that reads a value also sees everything written before that
+/// value was stored.
 template <class T>
 class Word {
  public:

@@ -96,8 +96,8 @@ void CommandQueue::RewindIfEmpty() {
   }
 }
 
-// Drops all entries and adds `newConnections` to the connection number. If `only` is given and is
-// not the number of the current connection, does nothing and returns false.
+// Drops all entries and adds `newConnections` to the connection number. Does nothing and returns
+// false if `only` is given and differs from the connection number.
 bool CommandQueue::Restart(std::optional<std::uint64_t> only, std::uint32_t newConnections) {
   Indices now = indices_.load();
   while (!only || *only == now.connection) {

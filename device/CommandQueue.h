@@ -10,12 +10,12 @@
 
 namespace quillet {
 
-/// The commands to be sent: a linear buffer of entries that any thread appends to and the command
-/// thread reads. If a byte arrives from the scanner while the queue is empty, the buffer is reused
+/// The commands to be sent, in a linear buffer. Any thread appends entries; the command thread
+/// reads them. If a byte arrives from the scanner while the queue is empty, the buffer is reused
 /// from its beginning.
 ///
 /// The queue has no lock. All indices are packed into one atomic word, so every operation is
-/// atomic. An operation may wait until another thread has copied its entry into the buffer.
+/// atomic. An operation may wait while another thread copies an entry into the buffer.
 class CommandQueue {
  public:
   static constexpr std::size_t kSize = 256;  ///< capacity in bytes

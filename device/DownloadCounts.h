@@ -19,10 +19,10 @@ class DownloadCounts {
   void RecordAnswered() { answered_ = answered_ + 1; }  ///< a frame has answered "p"; read thread
 
   /// Called before "P" is sent. Command thread.
-  /// @param port  see SerialPort::openings
+  /// @param port  current value of SerialPort::openings
   void BurstRequested(std::uint32_t port) { burstPort_ = port; }
   /// Called when a burst has arrived. Read thread.
-  /// @param port  see SerialPort::openings
+  /// @param port  current value of SerialPort::openings
   void BurstAnswered(std::uint32_t port) { burstCutOff_ = port != burstPort_; }
 
   /// Returns true if the connection ended before the burst was complete. In that case, the data
@@ -41,8 +41,8 @@ class DownloadCounts {
   /// Excludes erased records. Any thread.
   std::int32_t pending() const { return pending_; }
 
-  /// Number of records that were requested one by one, but did not arrive. During the download, it
-  /// includes the record that is still awaited. Any thread.
+  /// Number of records that were requested one by one, but did not arrive. A record that is still
+  /// awaited is included. Any thread.
   std::int32_t Missing() const { return requested_ - answered_; }
 
  private:

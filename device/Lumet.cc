@@ -39,7 +39,7 @@ std::uint8_t Lumet::connectTavo(const char* path) {
   bConnected_ = 1;
   Log(log_, "[", ForeignText(path), "]:Open succeeded !!!");
   if (serial_.bIsClosed()) {
-    // disconnectTavo ran after the port was opened, possibly before bConnected_ was set.
+    // disconnectTavo has closed the port. It may have run before bConnected_ was set above.
     bConnected_ = 0;
     return 0;
   }
@@ -191,8 +191,8 @@ void Lumet::CommandThread() {
     } while (bConnected_);
     commandThread_.Clear();
     // If a connection was made between the loop's last check and Clear, no new thread was started,
-    // so this thread must continue. This thread and the connecting thread each store before they
-    // load (sequentially consistent), so at least one of them sees the other's store.
+    // so this thread must continue. This thread and the connecting thread each store one variable,
+    // then load the other variable (sequentially consistent), so at least one sees the new value.
   } while (bConnected_ && commandThread_.Claim());
   Log(log_, "-[Lumet CommandThread]", " has finished");
 }
@@ -277,8 +277,8 @@ void Lumet::EraseIfPermitted() {
     Log(log_, "-[Lumet EraseTavoMemory]", ": withheld, the records are not on the disk");
     return ConsumeHead();
   }
-  // Another scanner may have been connected during the wait. InitTavo restarts the queue before it
-  // stores the new port, so the port must be read first.
+  // A different scanner may have been connected during the wait. InitTavo restarts the queue before
+  // it sets queuePort_, so queuePort_ must be read before the queue is checked.
   const std::uint32_t port = queuePort_;
   if (!cmdArray_.Contains(*head_) || !SendErase(*permit, port)) archive_->EraseDropped();
 }

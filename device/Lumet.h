@@ -34,7 +34,7 @@ namespace quillet {
 /// session is never destroyed, since the read thread runs until the process ends.
 class Lumet final : public Settings, public ScannerIdentity, public SerialPortDelegate {
  public:
-  /// @param log    the log; never destroyed, like `clock` and `line`
+  /// @param log    the log; must live until the process ends, like `clock` and `line`
   /// @param clock  used for pauses and to set the scanner's clock
   /// @param line   opens, reads and writes the scanner's port
   Lumet(SystemLog& log, platform::Clock& clock, platform::SerialLine& line);
@@ -43,19 +43,19 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
 
   /// The receiver of the callbacks, or null; not owned. Any thread.
   LumetDelegate* delegate() const { return delegate_.load(); }
-  /// Sets the receiver of the callbacks. The receiver must never be destroyed. Any thread.
+  /// Sets the receiver of the callbacks. The receiver must live until the process ends. Any thread.
   void setDelegate(LumetDelegate* owner) { delegate_.store(owner); }
 
   /// The archive, or null. Without an archive, the session sends no erase command.
   RecordArchive* archive() const { return archive_; }
-  ///@{ Call once, before the first connection. The argument must never be destroyed.
+  ///@{ Call once, before the first connection. The argument must live until the process ends.
   void setArchive(RecordArchive* archive) { archive_ = archive; }
   void setDownload(Download* download) { download_ = download; }
   ///@}
 
   // --- Connection ---
-  /// Opens the scanner's port, queues the start-up commands and sleeps 1 s. After the scanner has
-  /// answered them, TavoInitializationDone is called. Connection thread.
+  /// Opens the scanner's port, queues the start-up commands and sleeps 1 s. TavoInitializationDone
+  /// is called after the scanner has answered the commands. Connection thread.
   /// @param path  NUL-terminated path of the port
   /// @return 1 if the port is open, else 0.
   std::uint8_t connectTavo(const char* path);
@@ -112,7 +112,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void SetCommand(std::string_view command);  ///< fills commandBuf and clears bCommandDone
   void TakeCommand();                         ///< moves the current entry to commandBuf
   void ConsumeHead();                         ///< removes the current entry
-  bool DropQueue();    ///< empties the queue; returns false if a new connection has begun
+  bool DropQueue();    ///< empties the queue and returns true, unless a new connection has begun
   void ExpectBurst();  ///< treats the next byte as the start of a burst
 
   /// Publishes the progress of the download. Called by the thread that runs the current step.

@@ -13,8 +13,8 @@ class LumetDelegate {
   /// @param connected  always true
   virtual void TavoInitializationDone(bool connected) = 0;
 
-  /// Called on the command thread before records are requested one by one. Waits until they can be
-  /// delivered. A wait in DisplayBarcode would make the request for the next record time out.
+  /// Called on the command thread before records are requested one by one. Waits until records can
+  /// be delivered.
   virtual void AwaitDelivery() {}
 
   /// Called for each record.

@@ -34,7 +34,7 @@ ReceiveMachine::Step ReceiveMachine::Take(std::span<const std::uint8_t> bytes) {
 std::size_t ReceiveMachine::StoreBody(std::span<const std::uint8_t> bytes) {
   // Another thread may call Reset, which writes the state before the count. This function reads the
   // count before the state, and writes the count before it copies the bytes. A Reset is therefore
-  // lost only if it would also be lost when bytes are received one by one.
+  // lost only in cases in which TakeByte would lose it too.
   const std::int32_t index = writePtr_;
   const std::int32_t receiving = state_;
   if (receiving != kFrameBody && receiving != kBurstBody) return 0;
@@ -58,7 +58,7 @@ ReceiveMachine::Event ReceiveMachine::TakeByte(std::uint8_t byte) {
         writePtr_ = 0;
         state_ = kFrameLength;
       } else if (commandDone_) {
-        writePtr_ = 0;  // no command is waiting for an answer
+        writePtr_ = 0;  // drops the byte, since no command is waiting for an answer
       } else if (EndsAnswer(byte)) {
         return Event::kAnswer;
       }

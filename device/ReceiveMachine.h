@@ -10,7 +10,7 @@ namespace quillet {
 /// The part of the received data that is expected next.
 enum ReceiveState : std::int32_t {
   kPlainAnswer = 0,      ///< a plain answer, or the start of a frame
-  kFrameLength = 10,     ///< the length of a frame, after its 0x03
+  kFrameLength = 10,     ///< the length of a frame, which follows the byte 0x03
   kFrameBody = 11,       ///< the rest of a frame
   kUnsolicitedEnd = 12,  ///< the '@' after a frame that no command requested
   kBurstLength = 30,     ///< the length of a burst; no 0x03 precedes it

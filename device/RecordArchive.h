@@ -6,8 +6,8 @@
 
 namespace quillet {
 
-/// Proof that erasing the scanner loses no record. Lumet sends the erase command only with a
-/// permit.
+/// Permission to erase the scanner, granted only if no record would be lost. Lumet sends the erase
+/// command only with a permit.
 class ErasePermit {
  public:
   /// Returns a permit for a run without records.
@@ -33,7 +33,7 @@ class RecordArchive {
   virtual void DownloadStarted(std::int32_t records, bool erasePending) = 0;
 
   /// Stores a record that is not part of a burst. Called before the record is delivered. Also
-  /// called for a record that is not delivered because it arrived in response to another command.
+  /// called for a record that is not delivered because it answers a command other than "p" or "P".
   /// Read thread.
   /// @param record  the stored record as received; valid during the call
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;

@@ -14,15 +14,16 @@ using platform::SerialLine;
 constexpr auto kReadPause = 200us;
 constexpr auto kTransmitPause = 1ms;
 
-// After this many pauses without data (at least 1 s in total), each pause may last kIdleSlack
-// longer, so that the processor wakes up less often. At 115200 bit/s, 58 bytes arrive in 5 ms.
+// Number of reads without data (at least 1 s) after which each pause may last up to kIdleSlack
+// longer, so that the processor wakes up less often. Only 58 bytes arrive in 5 ms at 115200 bit/s,
+// so no data is lost.
 constexpr std::int32_t kReadsUntilIdle = 5000;
 constexpr auto kIdleSlack = 5ms;
 
 // Number of reads between two hang-up checks of an idle port. These reads take about a second.
 constexpr std::int32_t kReadsPerCheck = 200;
-// More than one, because the line of an unplugged device hangs up a few milliseconds before the
-// device's removal is reported.
+// Number of successive checks that must find a hang-up. One is not enough: when a device is
+// unplugged, its line hangs up a few milliseconds before the removal is reported.
 constexpr std::int32_t kHungUpChecks = 2;
 
 // Chunks with fewer bytes than this are followed by a NUL.
@@ -138,8 +139,8 @@ bool SerialPort::TransmitIfSamePort(std::uint32_t openings, std::uint8_t byte) {
   return written;
 }
 
-// The two close functions differ intentionally: only closeOutputConnection closes descriptor 0.
-// Because 0 is the initial value, it does so even if the output was never opened.
+// Intentional: only closeOutputConnection closes descriptor 0. Because 0 is the initial value,
+// closeOutputConnection closes descriptor 0 even if the output was never opened.
 void SerialPort::closeInputConnection() {
   const std::int32_t line = inputfd_.Exchange(-1);
   if (line > 0) line_.Close(line);

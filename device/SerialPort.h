@@ -63,9 +63,9 @@ class Descriptor {
 /// and one for writing. The channel can be closed and opened again.
 ///
 /// One thread at a time may open the channel. Any thread may close it, even while another thread
-/// opens it. That open then fails, or succeeds with `bIsClosed` set to 1. The read thread starts
-/// with the first successful open and never ends, so the channel, its log, clock and line must
-/// never be destroyed.
+/// is opening it. In that case, openConnections fails, or succeeds with `bIsClosed` set to 1. The
+/// read thread starts with the first successful open and never ends. The channel, its log, clock
+/// and line must therefore live until the process ends.
 class SerialPort {
  public:
   static constexpr std::int32_t kReadBufferSize = 10240;  ///< maximum size of a chunk in bytes
@@ -134,7 +134,7 @@ class SerialPort {
   platform::Clock& clock_;
   platform::SerialLine& line_;
   std::atomic<SerialPortDelegate*> delegate_{nullptr};
-  // Both are initially 0, the descriptor of standard input, which this class did not open.
+  // Both are 0 (standard input) until the port is first opened or closed.
   Descriptor outputfd_;
   Descriptor inputfd_;
   std::atomic<std::uint8_t> bIsClosed_{0};

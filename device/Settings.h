@@ -14,7 +14,8 @@ inline constexpr std::int32_t kToActiveApplication = 2;  ///< the application wi
 inline constexpr std::int32_t kToNamedApplication = 3;   ///< the application `appname`
 
 /// The user's settings. The main thread writes them; the read thread may read them at any time.
-/// Flags are 0 or 1. A number outside its range selects nothing, except for `destination`.
+/// Flags are 0 or 1. A number outside its range selects nothing; for `destination`, it means the
+/// active application.
 struct Settings {
   Word<std::uint8_t> bAttachType = 0;        ///< add the symbology name
   Word<std::uint8_t> bAttachSerial = 0;      ///< add the scanner's serial number

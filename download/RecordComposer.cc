@@ -30,7 +30,7 @@ enum class Field { kName, kData, kTime };
 
 struct OrderedField {
   Field field;
-  bool delimiterBefore = false;  // not used for the data, which has no delimiter
+  bool delimiterBefore = false;  // true: before the field; false: after it; unused for kData
 };
 
 // The symbology name and the time each have one delimiter, either before or after the field. If the

@@ -104,8 +104,8 @@ void RecordDownload::SynchronizeBurstData() {
 }
 
 void RecordDownload::SynchronizeData() {
-  // The length of the frame or that of the record may be wrong, so all bytes that the composer may
-  // read are kept.
+  // Keeps all bytes that the composer may read, because the frame's length or the record's length
+  // may be wrong.
   const std::int32_t frame = session_.receive().totallength() - kLengthBytes;
   const auto records = session_.receive().RxBuffer().subspan(kLengthBytes);
   KeepFrame(std::max(frame, RecordLength(records, 0, session_.bTavo300)));

@@ -24,7 +24,7 @@ class ArchiveFolder {
   static constexpr std::uint64_t kArchiveSize =
       200'000'000;  ///< maximum size of all files in bytes
 
-  /// @param files  reads and writes the files; outlives this object
+  /// @param files  reads and writes the files; must outlive this object
   /// @param path   absolute path of the folder; need not exist
   ArchiveFolder(platform::FileStore& files, std::string path)
       : files_(files), path_(std::move(path)) {}
@@ -32,7 +32,7 @@ class ArchiveFolder {
   /// Returns true if a file with this name contains live scans of a day.
   static bool IsLive(std::string_view name);
 
-  /// Returns the name of the first file of the run, or of the day, that the file `name` belongs to.
+  /// Returns the name of the first file of a run or day, given the name of any of its files.
   static std::string_view GroupOf(std::string_view name);
 
   /// Absolute path of the folder.
@@ -50,7 +50,7 @@ class ArchiveFolder {
 
   /// Returns `name` if it is not in use. Otherwise, appends the lowest unused number, at least 2.
   /// @param name       file name without the extension
-  /// @param separator  precedes the number, which has at least two digits after kVolumeMark
+  /// @param separator  precedes the number; with kVolumeMark, the number has at least two digits
   /// @return an empty string if all numbers are in use
   std::string UnusedName(const std::string& name, std::string_view separator = "_") const;
 

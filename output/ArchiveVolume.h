@@ -14,11 +14,11 @@ namespace quillet {
 /// by one thread at a time.
 class ArchiveVolume {
  public:
-  /// Closes the current files, if any, and opens or creates others.
+  /// Closes the current files, if any, then opens or creates two files.
   /// @param files   opens the files
   /// @param folder  the archive folder; created if necessary
   /// @param name    file name without the extension
-  /// @param size    size of the existing files in bytes, to append to them; 0 to create new files
+  /// @param size    0: creates the files; else: opens existing files with this total size in bytes
   /// @param time    local time, written to NAME.records
   /// @return false after an error. The volume is then empty, and no new files exist.
   bool Open(platform::FileStore& files, ArchiveFolder& folder, const std::string& name,
@@ -31,7 +31,7 @@ class ArchiveVolume {
   /// Appends an entry to NAME.records.
   /// @return false after an error or if the volume is empty
   bool Append(std::string_view entry);
-  /// Appends a unit to NAME.records. If the header differs from the last one, appends it first.
+  /// Appends a unit to NAME.records. First appends the header if it differs from the last header.
   /// @param header  scanner and settings of the unit
   /// @param entry   the unit
   /// @param unit    number of the unit

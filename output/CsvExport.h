@@ -21,8 +21,8 @@ namespace quillet {
 ///   system.
 /// - All fields except quantities are quoted. Spreadsheets can import quoted fields as text.
 /// - The time is written as "2026-11-16 14:07:09", an ISO format that spreadsheets recognize.
-/// - An apostrophe is inserted before a value that a spreadsheet could evaluate as a formula. On
-///   request, one is also inserted before each barcode and serial number, because spreadsheet
+/// - An apostrophe is inserted before a value that a spreadsheet could evaluate as a formula.
+/// - On request, an apostrophe is also inserted before each barcode and serial number. Spreadsheet
 ///   programs that open the file without an import dialog ignore the quotes: 0012 becomes 12, and
 ///   a number of more than 15 digits is rounded.
 class CsvExport {

@@ -31,8 +31,8 @@ class FlushList {
     std::shared_ptr<platform::GrowingFile> lines = {};    ///< the composed lines
   };
 
-  /// Adds the files that receive the next records. The earlier files stay in the list, except that
-  /// only the latest kMaximumDays kDay entries are kept. An erase does not wait for older ones.
+  /// Adds the files that receive the next records. Earlier files stay in the list, but only the
+  /// latest kMaximumDays kDay entries are kept. An erase does not wait for removed entries.
   void Add(Use use, Files files);
 
   /// Removes all files from the list except those that receive the next records.
@@ -43,7 +43,7 @@ class FlushList {
   /// Removes the files with this name (without the extension).
   void Remove(const std::string& name);
 
-  /// Result of Find: which kinds of entries have the name.
+  /// Result of Find: the kinds of entries with the given name.
   struct Found {
     bool isDay = false;   ///< the latest kDay entry has this name
     bool isHeld = false;  ///< a kRun entry or an earlier kDay entry has this name
@@ -52,7 +52,7 @@ class FlushList {
 
   /// Waits until the files are on the disk.
   /// @param limit  maximum waiting time for each file
-  /// @param days   false: only the files of runs
+  /// @param days   true: also waits for the files of live scans
   /// @return false after an error or a time-out
   bool Synchronize(std::chrono::milliseconds limit, bool days) const;
 

@@ -22,8 +22,8 @@ struct RegistryRead {
   bool wasRead = false;  ///< false: the buffer is unchanged
   /// The users who could have written the settings.
   platform::Custody custody = platform::Custody::kForeign;
-  std::string owner = {};  ///< kForeign: the other user's name, or empty; see Checked
-  bool ownFile = false;    ///< whether the file belongs to this user or root
+  std::string owner = {};  ///< if kForeign, the other user's name; empty if there may be several
+  bool ownFile = false;    ///< true if the file belongs to the current user or root
   int error = 0;           ///< error that prevented reading (errno(3)), or 0
   explicit operator bool() const { return wasRead; }  ///< true if the file was read
 };
@@ -52,7 +52,7 @@ class LumetFile {
   /// @param path    absolute path of the file
   /// @param data    the text in UTF-8
   /// @param spare   unused
-  /// @param append  whether to keep the text of an existing file, converted to UTF-8, before `data`
+  /// @param append  true: converts the existing text to UTF-8 and appends `data` to it
   /// @return see FileStore::Replace, ReplaceChecked and Update
   platform::Replaced WriteDataToFile(const std::string& path, std::string_view data, bool spare,
                                      bool append);

@@ -30,7 +30,7 @@ struct RecordsFileHead {
   std::int32_t destination = kToView;  ///< value of Settings::destination
   std::int64_t records = 0;            ///< number of records, excluding erased records
   bool whole = false;                  ///< the file has no incomplete entry
-  bool ended = false;                  ///< false for live scans and for interrupted runs
+  bool ended = false;                  ///< the run ended without interruption; false for live scans
   bool complete = false;               ///< all records of the scanner were received
   bool erased = false;                 ///< the scanner confirmed the erase
 };

@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 using platform::FileStore;
 
-// Flushing a run's files usually takes milliseconds, but it can take seconds on a slow, busy disk.
+// Time-out for a flush. A flush usually takes milliseconds, or seconds on a slow, busy disk.
 constexpr auto kLongestSynchronization = 30s;
 constexpr auto kPollPause = 50ms;
 constexpr int kFlushAttempts = 10;
@@ -37,7 +37,7 @@ RunArchive::RunArchive(platform::Clock& clock, FileStore& files, const Settings&
       folder_(files, std::move(folder)) {}
 
 void RunArchive::Begin() {
-  // An interrupted run does not overlap the next one: the erase commands of the interrupted run are
+  // An interrupted run does not overlap the next run. The erase commands of the interrupted run are
   // dropped when a new connection begins, or sent before the scanner reports its number of records
   // to the next run.
   overlaps_ = runsInProgress_ > 0 && !interrupted_;
@@ -56,7 +56,7 @@ void RunArchive::Begin() {
 
 // Opens the files before the first record arrives, so that an interrupted run is always listed.
 void RunArchive::DownloadStarted(std::int32_t records, bool erasePending) {
-  if (runsInProgress_ == 0) runsInProgress_ = 1;  // an interrupted run ended after Begin
+  if (runsInProgress_ == 0) runsInProgress_ = 1;  // End of an interrupted run decremented it
   if (overlaps_) return;
   if (!erasePending) ForgetEarlierRuns();
   if (records > 0 && startsRun_) Current().AppendUnit(Header(), "", 0);
@@ -114,8 +114,8 @@ bool RunArchive::AppendUnit() {
   return latest_->AppendUnit(Header(), entry_, units_.arrived());
 }
 
-// The output file does not contain all data of the line if Run::Gather or the composer truncates
-// the line, or if the order of the fields is invalid.
+// A line in the output file lacks data if Run::Gather or the composer truncates the line, or if the
+// order of the fields is invalid.
 std::int64_t RunArchive::KeepLine(std::string_view line) {
   lineIsDue_ = false;
   if (!IsAscii(line) || line.size() + 1 >= RecordComposer::kBarcodeBufferSize ||
@@ -154,7 +154,7 @@ void RunArchive::OutputFileWritten(const std::string& path, LineRange lines) {
     outputFile_.Set(path);
     units_.Set(copied_);
   } else {
-    copied_ = -1;  // the new output file may have replaced the copy
+    copied_ = -1;  // the new output file may have replaced the file that held all units
   }
   if (run_.IsOpen()) CheckedAppend("file " + EscapedText(path) + "\n");
 }
@@ -173,7 +173,7 @@ void RunArchive::CloseRun(std::string_view status) {
   if (!std::exchange(isMarked_, false)) return;
   CheckedAppend(EndEntry(status));
   folder_.Unmark(run_.Name());
-  folder_.DropOld();  // after the run, since listing the files would delay its records
+  folder_.DropOld();  // only now, because listing the files during a run would delay records
 }
 
 // If the entry cannot be written, the list of runs shows the run as not erased. This does not count
@@ -205,8 +205,8 @@ bool RunArchive::AwaitOutputFile() {
   return OutputFileIsACopy();
 }
 
-// The file has already been flushed, but its folders, which may be new, have not. In the meantime,
-// the file may have been removed.
+// The contents of the output file have already been flushed. This function flushes the entries of
+// its folders, which may be new, and checks that the file still exists.
 bool RunArchive::OutputFileIsACopy() {
   const std::int64_t copied = copied_;
   const std::string path = outputFile_.Get();
@@ -219,8 +219,8 @@ std::nullopt_t RunArchive::Withheld(Problem reason) {
   return std::nullopt;
 }
 
-// Removes the files before it sets dayDeleted_, so the read thread never reopens a file that is
-// about to be removed. A unit that arrives in the meantime may be written to a removed file.
+// Sets dayDeleted_ after removing the files, so that the read thread never reopens a file that is
+// about to be removed. A unit that arrives between these steps may be written to a removed file.
 bool RunArchive::Delete(const std::string& name) {
   if (files_.Exists(folder_.PathOf(name, ArchiveFolder::kOpenEnding))) return false;
   const FlushList::Found found = flushList_.Find(name);
@@ -250,7 +250,7 @@ bool RunArchive::FilesSynchronized() {
     if (!FlushFiles()) return false;
     if (units_.arrived() == written) {
       flushed_ = written;
-      if (units_.IsSet(unsafe_)) flushed_ = -1;  // a file was deleted in the meantime
+      if (units_.IsSet(unsafe_)) flushed_ = -1;  // a file was deleted during the flush
       return units_.IsLast(flushed_);
     }
     clock_.Sleep(kPollPause);

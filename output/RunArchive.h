@@ -68,8 +68,8 @@ class RunArchive final : public RecordArchive {
   /// @return the names of their files, without the extension
   std::vector<std::string> TakeInterruptedRuns() { return folder_.TakeInterrupted(); }
 
-  /// Begins a run. If another run is in progress, both use the same files, unless the connection
-  /// has ended since the other run began. Any thread.
+  /// Begins a run. If a run is already in progress and its connection has not ended, both runs use
+  /// the same files. Any thread.
   void Begin();
   /// Called when the connection ends. Any thread.
   void ConnectionEnded() { interrupted_ = true; }
@@ -88,8 +88,8 @@ class RunArchive final : public RecordArchive {
   /// immediately. Waits up to 0.5 s for the read thread. Main thread.
   void WriteLines();
 
-  /// Deletes the files of a run or of a day's live scans. If the scanner has not been erased since
-  /// this run, an erase is then permitted only if another copy of the records exists. Main thread.
+  /// Deletes the files of a run or of a day's live scans. If the scanner still holds the deleted
+  /// records, an erase is then permitted only if another copy of them exists. Main thread.
   /// @param name  name of the files, without the extension
   /// @return false if the run is in progress or another process has the files open
   bool Delete(const std::string& name);
@@ -152,7 +152,7 @@ class RunArchive final : public RecordArchive {
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
   RunUnits units_;
   RunUnits::Mark failed_{0};             // the last unit whose data or line was not archived
-  RunUnits::Mark unsafe_{0};             // the last unit when a write failed or a file was deleted
+  RunUnits::Mark unsafe_{0};             // some units up to this one may be missing from the files
   RunUnits::Mark cutOff_{0};             // the last unit that is known to be incomplete
   RunUnits::Mark lastOfRun_{0};          // the last unit of the most recently ended run
   RunUnits::Mark inDay_{0};              // the last unit that belongs in a day's files
@@ -173,14 +173,14 @@ class RunArchive final : public RecordArchive {
   std::string pendingLines_;
   std::string entry_;
   bool inBurst_ = false;
-  bool isBurstCut_ = false;       // the connection had ended when the last burst was archived
+  bool isBurstCut_ = false;       // the connection ended, so the last burst may be incomplete
   bool dayFailed_ = false;        // an error has occurred in a file of live scans
   bool lineIsDue_ = false;        // the line of the last record has not been composed yet
   std::int64_t linesBefore_ = 0;  // lines_ when the current run began; see RunUnits
   RunUnits::Mark lacksData_{0};   // the last unit whose lines lack some of its data
 
   std::atomic<std::int64_t> lines_{0};         // number of lines composed so far
-  std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when the most recent run began
+  std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when units_.RunBegan was last called
 
   FlushList flushList_;    // the files that AwaitCopy flushes
   SharedText outputFile_;  // path of the most recently written output file

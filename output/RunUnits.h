@@ -12,14 +12,14 @@ class RunUnits {
   /// Number of the last unit with a certain property, such as a failed write.
   using Mark = std::atomic<std::int64_t>;
 
-  /// Called when a run begins. The run includes the units that have not been written yet. StartRun
-  /// makes it the current run.
+  /// Called when a run begins. The run includes units that have arrived but have not been written
+  /// yet. StartRun makes this run the current run.
   void RunBegan() { writtenAtBegin_ = written_.load(); }
   /// Makes the most recently begun run the current run.
   void StartRun() { before_ = writtenAtBegin_.load(); }
 
   void Arrived() { ++arrived_; }  ///< called when a unit arrives; read thread
-  void Written() { ++written_; }  ///< called when the archive is done with a unit; read thread
+  void Written() { ++written_; }  ///< called when the archive has processed a unit; read thread
 
   std::int64_t arrived() const { return arrived_; }  ///< number of the last unit that arrived
   std::int64_t written() const { return written_; }  ///< number of calls to Written
@@ -27,9 +27,12 @@ class RunUnits {
   /// Number of units that have arrived since the current run began, including those after its end.
   std::int64_t Count() const { return arrived_ - before_; }
 
-  void Set(Mark& mark) const { mark = arrived_.load(); }            ///< marks the last unit
-  bool IsSet(const Mark& mark) const { return mark > before_; }     ///< a unit in Count is marked
-  bool IsLast(const Mark& mark) const { return mark == arrived_; }  ///< the last unit is marked
+  /// Marks the last unit that arrived.
+  void Set(Mark& mark) const { mark = arrived_.load(); }
+  /// Returns true if any of the units that Count includes is marked.
+  bool IsSet(const Mark& mark) const { return mark > before_; }
+  /// Returns true if the last unit that arrived is marked.
+  bool IsLast(const Mark& mark) const { return mark == arrived_; }
 
  private:
   std::atomic<std::int64_t> arrived_{0};

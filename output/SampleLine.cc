@@ -36,7 +36,8 @@ SampleComposer::SampleComposer() : composer_(noLog, *this, identity_) {}
 
 std::string SampleComposer::Line(bool series300) {
   identity_.bTavo300 = series300 ? 1 : 0;
-  // Length and symbology. In an older record, the length does not include the length byte.
+  // A record begins with its length and symbology. The length in an older scanner's record does
+  // not include the length byte.
   std::vector<std::uint8_t> record = {5 + kData.size(), 0};
   if (series300) record = {0, 7 + kData.size(), 21};
   record.insert(record.end(), kData.begin(), kData.end());

@@ -16,7 +16,7 @@ class SampleComposer final : public Settings {
   SampleComposer();
 
   /// Returns the line of the sample record in UTF-8.
-  /// @param series300  whether the record is from a 300-series scanner
+  /// @param series300  true: record of a 300-series scanner; false: record of an older scanner
   std::string Line(bool series300);
 
  private:

@@ -22,7 +22,7 @@ struct Setting {
   std::int32_t SettingsValues::*choice = nullptr;
 };
 
-// ReadChoices stores the fields in this order, which other threads can observe.
+// ReadChoices sets the fields in this order. Other threads can observe the order.
 constexpr Setting kSettings[] = {
     {.flag = &Settings::bAttachSerial, .place = 0, .box = &SettingsValues::attachserial},
     {.flag = &Settings::bAttachTimestamp, .place = 1, .box = &SettingsValues::attachtimestamp},

@@ -13,9 +13,9 @@ namespace quillet::platform {
 /// Error number for a file that is not regular. File operations never set errno(3) to this value.
 inline constexpr int kNotRegular = ENOTBLK;
 
-/// The users who could have written a file.
+/// The users who could have written a file. "This user" is the user who runs this process.
 enum class Custody {
-  kTrusted,  ///< this user or root owns the file and its folder; no other user may write there
+  kTrusted,  ///< this user or root owns the file and its folder; no other user may write to them
   kForeign,  ///< other users could have written it as well
 };
 
@@ -39,9 +39,9 @@ class CheckedFiles {
   /// not follow a symbolic link at `path`.
   ///
   /// If this user owns the folder, removes other users' permission to write to the folder. If all
-  /// users had this permission, this call treats the file as untrusted. Folders that were meant to
-  /// be shared keep their permissions: folders owned by root, and folders where all users may
-  /// create files but may remove only their own (mode 1777).
+  /// users had this permission, this call reports kForeign. Shared folders keep their permissions.
+  /// These are folders owned by root, and folders where all users may create files but may remove
+  /// only their own (mode 1777).
   /// @param path   absolute path of the file
   /// @param limit  maximum number of bytes to read; the rest of the file is ignored
   virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;

@@ -21,8 +21,9 @@ class Clock {
   /// Suspends the calling thread for at least `duration`. Signals do not shorten the sleep.
   virtual void Sleep(std::chrono::microseconds duration) = 0;
 
-  /// Allows the system to delay the end of each Sleep of the calling thread, so that it can combine
-  /// wake-ups and save power. Threads and programs started by the calling thread may inherit this.
+  /// Allows the system to delay the end of each Sleep of the calling thread. The system can then
+  /// combine wake-ups and save power. Threads and programs started by the calling thread may
+  /// inherit this setting.
   /// @param slack  longest delay; 0 restores the default
   virtual void SetSleepSlack(std::chrono::microseconds slack) = 0;
 };

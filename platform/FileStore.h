@@ -37,9 +37,9 @@ class FileStore : public CheckedFiles, public PrivateFiles {
   /// @param old  the existing contents, or an empty string if the file does not exist
   using Change = std::function<std::string(std::string_view old)>;
 
-  /// Reads a file, then replaces it as Replace does. Both happen in the same folder, even if the
-  /// folder's path changes. The new file has at most the permissions of the file that was read. A
-  /// file that exists but cannot be read is kept.
+  /// Reads a file, then replaces it as Replace does. Both steps use the same folder, even if the
+  /// folder's path changes in between. The new file has at most the permissions of the file that
+  /// was read. A file that exists but cannot be read is kept.
   virtual Replaced Update(const std::string& path, const Change& change) = 0;
 
   /// Waits until the directory entries of a file and of all folders in its path are on the storage

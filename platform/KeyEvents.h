@@ -31,9 +31,9 @@ class KeyEvents {
   /// If the system refuses or does not support synthetic events, the backend logs this failure once
   /// and drops the events.
   ///
-  /// For a key-down with a flag, Linux backends press the modifier key before it and release the
-  /// modifier key after it. They use Control for Command. If Caps Lock is known to be on, they
-  /// compensate for it and leave it on.
+  /// For a key-down with a flag, Linux backends press the modifier key, press the key, and release
+  /// the modifier key. They use Control for Command. If Caps Lock is known to be on, they type the
+  /// same characters as without Caps Lock, and leave Caps Lock on.
   virtual void Post(std::span<const KeyEvent> events) = 0;
 
   /// Returns the characters of `text` that cannot be typed now, without duplicates. Call it before

@@ -12,8 +12,8 @@ class Pasteboard {
   /// Replaces the contents with plain text. Any thread.
   ///
   /// On threads other than the main thread, may first wait until a program has read the previous
-  /// text, but not longer than 2 s after that text was set. Then waits for the main thread, but at
-  /// most 2 s, because the main loop may have ended.
+  /// text. This wait ends at the latest 2 s after the previous text was set. Then waits up to 2 s
+  /// for the main thread.
   /// @param text  UTF-8
   /// @return false if the text was not stored and will not be stored later
   virtual bool SetString(std::string_view text) = 0;

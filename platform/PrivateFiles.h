@@ -29,7 +29,7 @@ class PrivateFiles {
   /// Also works on file systems that do not support locks.
   virtual Replaced ReplacePrivate(const std::string& path, std::string_view contents) = 0;
 
-  /// Returns true if this user may create, replace and delete files in the folder of `path`.
+  /// Returns true if the user may create, replace and delete files in the folder of `path`.
   virtual bool MayReplace(const std::string& path) = 0;
 };
 

@@ -26,9 +26,9 @@ struct PortObstacle {
 /// The system's serial devices and notifications of their arrival and removal. All calls and
 /// callbacks are on the main thread, except Inspect.
 ///
-/// A callback receives an iterator and must call Next until it returns 0, releasing each object.
-/// When Next returns 0, the notification is armed again. Until then, the callback is not called for
-/// this iterator.
+/// A callback receives an iterator. It must call Next until Next returns 0, and must release each
+/// object that Next returns. When Next returns 0, the notification is armed again. Until then, the
+/// callback is not called for this iterator.
 class SerialRegistry {
  public:
   /// Identifies an iterator or an object returned by Next; 0 is invalid.

@@ -59,8 +59,8 @@ class SettingsForm {
 
   virtual SettingsValues Values() const = 0;  ///< returns the values of all controls
 
-  /// Replaces the text of the path field `filenametextfield`. There is no function to read the
-  /// field: a path typed by the user has no effect.
+  /// Replaces the text of the path field `filenametextfield`. The program never reads the field, so
+  /// a path typed by the user has no effect.
   virtual void SetPath(std::string_view path) = 0;
 
   virtual void SetPathEnabled(bool enabled) = 0;  ///< enables the path field and browse button

@@ -39,8 +39,9 @@ class Program {
 
   /// Shows the window and runs the main loop until the window is closed or a signal requests
   /// termination, then ends the process. Main thread.
-  /// @param registry  never destroyed
-  /// @param instance  raises the window on each request; never destroyed; may be null
+  /// @param registry  must live until the process ends
+  /// @param instance  raises the window on each request; must live until the process ends; may be
+  ///                  null
   [[noreturn]] void Run(platform::SerialRegistry& registry,
                         platform::posix::SingleInstance* instance = nullptr);
 

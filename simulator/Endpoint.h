@@ -29,7 +29,8 @@ class Endpoint {
   int Descriptor() const { return line_.Get(); }
   /// The path of the computer's end; "" before the first Open().
   const std::string& Path() const { return path_; }
-  /// Returns whether the computer has the port open, as far as this can be determined.
+  /// Returns true if the computer has the port open. Device nodes cannot detect this; see
+  /// MakeDeviceNode.
   virtual bool IsPortOpen() const = 0;
   /// Returns true if the computer has not yet read all written bytes.
   virtual bool HasUnreadOutput() = 0;
@@ -54,9 +55,9 @@ enum class TerminalMode {
 /// Returns an endpoint whose Open() creates a new pseudo-terminal each time.
 std::unique_ptr<Endpoint> MakePseudoTerminal(TerminalMode mode);
 
-/// Returns an endpoint for the existing terminal device `node`. Open() switches it to raw mode and
-/// sets the speed (bit/s) if the system supports it; 0 keeps the speed. IsPortOpen() is true while
-/// the device is open.
+/// Returns an endpoint for the existing terminal device `node`. Open() sets raw mode and the speed
+/// (bit/s). If `bitsPerSecond` is 0 or not supported, the speed stays unchanged. IsPortOpen() is
+/// true while the device is open.
 std::unique_ptr<Endpoint> MakeDeviceNode(const std::string& node, std::uint64_t bitsPerSecond);
 
 /// A symbolic link to the line, at a fixed path.

@@ -15,8 +15,8 @@
 
 namespace quillet::simulator {
 
-/// The event that triggers a fault. Bytes are counted from the time the fault is armed, and again
-/// from 0 when the cable is plugged in.
+/// The event that triggers a fault. The byte count starts at 0 when the fault is armed, and
+/// restarts at 0 when the cable is plugged in.
 enum class FaultTrigger {
   kCommand,        ///< a command arrives ("on")
   kBytesSent,      ///< `afterBytes` bytes have been sent to the computer ("after-sent")
@@ -52,7 +52,7 @@ struct Fault {
 
   FaultTrigger trigger = FaultTrigger::kCommand;
   std::string command;           ///< kCommand: the command's text; "w", "p" or "any" for a group
-  std::uint64_t occurrence = 1;  ///< kCommand: one-based index among matching commands since arming
+  std::uint64_t occurrence = 1;  ///< kCommand: number of the matching command, counted from 1
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
   std::chrono::nanoseconds after{0};  ///< kTime: the time since the fault was armed
@@ -90,7 +90,8 @@ class FaultInjector {
   void Arm(Fault fault, const LineCounters& counters, Time now);
   /// Resets the byte counts to 0. Called when the cable is plugged in.
   void RestartCounting();
-  /// Counts a received command. Returns the faults that apply to it, in the order of Arm().
+  /// Counts a received command. Returns the faults that apply to the command, in the order in which
+  /// they were armed.
   std::vector<Fault> OnCommand(const std::string& command);
   /// Returns the faults whose byte count or time has been reached. Each fault is returned once.
   std::vector<Fault> TakeDue(const LineCounters& counters, Time now);

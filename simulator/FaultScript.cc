@@ -216,7 +216,7 @@ bool NamesCommand(const std::string& text) {
   return result.command && result.command->text == text;
 }
 
-/// Reads the optional occurrence: "3", "3+" or "every", which is the default.
+/// Reads the optional occurrence: "3", "3+" or "every". The default is "every".
 void ReadOccurrence(Words& words, Fault& fault) {
   if (words.AtEnd()) return;
   std::string text = words.Peek().text;

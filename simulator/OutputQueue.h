@@ -35,15 +35,15 @@ class OutputQueue {
   /// Drops all unsent bytes.
   void Clear();
   bool IsEmpty() const { return pieces_.empty(); }
-  /// Returns due bytes, but not necessarily all of them. They stay queued until Consume() is
-  /// called.
+  /// Returns the first due bytes. Later bytes may also be due. All bytes stay queued until
+  /// Consume() is called.
   std::span<const std::uint8_t> Due(Time now) const;
   /// Removes the first `count` of the bytes that Due() returned.
   void Consume(std::size_t count, Time now);
   /// Delays the remaining bytes, because the receiver's buffer was full until now.
   void Stall(Time now);
-  /// The time at which to call Due() next. About 1 ms worth of bytes will be due then. Time::max()
-  /// if the queue is empty.
+  /// Returns the time at which to call Due() next: when about 1 ms worth of bytes is due. Returns
+  /// Time::max() if the queue is empty.
   Time NextDue() const;
 
  private:
@@ -61,7 +61,7 @@ class OutputQueue {
 
   std::uint64_t bitsPerSecond_;
   std::deque<Piece> pieces_;
-  Time lineFree_ = Time::min();  ///< end of the last sent piece or of a later hold
+  Time lineFree_ = Time::min();  ///< the line is busy or held until this time
 };
 
 }  // namespace quillet::simulator

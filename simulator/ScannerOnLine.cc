@@ -19,7 +19,7 @@ constexpr milliseconds kPortPoll{2};
 constexpr milliseconds kNodePoll{100};
 // While the buffer is full, sending is retried after this time or when poll(2) reports an event.
 constexpr milliseconds kFullPoll{5};
-// The cable is pulled when the computer has read all bytes, or after this time.
+// Maximum time to wait for the computer to read all bytes before the cable is pulled.
 constexpr milliseconds kCutTimeout{1000};
 constexpr std::chrono::microseconds kCutPoll{100};
 

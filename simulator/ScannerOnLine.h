@@ -28,7 +28,7 @@ struct Options {
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
   std::vector<Fault> faults;  ///< see ParseFaults()
 
-  std::string linkPath;    ///< path of a link to the line while the scanner is plugged in; "": none
+  std::string linkPath;    ///< path of a link to the line, which exists while plugged in; "": none
   std::string deviceNode;  ///< path of a terminal device to use; "": creates a pseudo-terminal
   TerminalMode terminalMode = TerminalMode::kRaw;  ///< initial mode of a new pseudo-terminal
 
@@ -64,7 +64,7 @@ class ScannerOnLine {
   void Plug(Time now);
   /// Pulls the cable, if it is plugged in. The computer sees a hang-up, and unsent bytes are lost.
   void Unplug(Time now);
-  /// Scans a barcode. Its frame is sent after the pending answer. Throws the same exceptions as
+  /// Scans a barcode. The frame is sent after any pending answer. Throws the same exceptions as
   /// TavoDevice::Scan().
   void Scan(const ScanRecord& record, Time now) { output_.Append(device_.Scan(record), now); }
   /// Adds a fault. See FaultInjector::Arm().

@@ -112,9 +112,8 @@ void Simulator::Run() {
   }
 }
 
-/// Runs the action while the thread is not in poll(2). The thread then calls TakeTurn. If the
-/// action closed a line while the thread was in poll(2), the line would stay open until poll(2)
-/// returned, which would delay the hang-up.
+/// Runs the action while the thread is not in poll(2). The thread then calls TakeTurn. A line that
+/// is closed during poll(2) hangs up only when poll(2) returns.
 void Simulator::Change(const std::function<void()>& action) {
   std::unique_lock lock(mutex_);
   changes_ += 1;
@@ -177,7 +176,7 @@ const Transcript& Simulator::GetTranscript() const {
 }
 
 bool Simulator::WaitFor(const std::function<bool()>& condition, Milliseconds timeout) const {
-  constexpr Milliseconds kPoll{5};  // the condition can change even if the scanner thread is idle
+  constexpr Milliseconds kPoll{5};  // maximum time between two checks of the condition
   const Time deadline = Clock::now() + timeout;
   std::unique_lock lock(mutex_);
   while (true) {

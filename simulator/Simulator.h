@@ -62,7 +62,7 @@ class Simulator {
   /// Returns true if the computer has the port open. Updated every few milliseconds.
   bool IsPortOpen() const { return Ask(&ScannerOnLine::IsPortOpen); }
 
-  /// Scans a barcode. Its frame is sent after the pending answer. Throws std::length_error if the
+  /// Scans a barcode. The frame is sent after any pending answer. Throws std::length_error if the
   /// data is too long.
   void Scan(const ScanRecord& record);
   /// Scans a barcode at the current time of the scanner's clock.
@@ -100,8 +100,8 @@ class Simulator {
   }
 
  private:
-  /// Returns a copy of a property of the scanner. Waits for a running ScannerOnLine::TakeTurn to
-  /// return first.
+  /// Returns a copy of a property of the scanner. If a call of ScannerOnLine::TakeTurn is in
+  /// progress, waits for its end.
   template <class Property>
   std::decay_t<std::invoke_result_t<Property, const ScannerOnLine&>> Ask(Property property) const {
     const std::scoped_lock lock(mutex_);

@@ -26,8 +26,8 @@ struct DeviceSettings {
   CalendarTime clock = kFirstMoment;  ///< initial time of the scanner's clock
 };
 
-/// The maximum number of complaints in a report. The same limit applies to notes. If a limit is
-/// exceeded, one more entry says so.
+/// The maximum number of complaints in a report. The same limit applies to notes. A single entry
+/// replaces all further complaints or notes.
 inline constexpr std::size_t kMostComplaints = 1000;
 
 /// A report of a scanner's input and actions.
@@ -54,8 +54,8 @@ class TavoDevice {
 
   /// Processes the next received byte. Returns the command that it completed.
   std::optional<Command> Receive(std::uint8_t byte);
-  /// Executes a command and returns the answer. A request for a record that does not exist has no
-  /// answer.
+  /// Executes a command and returns the answer. Returns std::nullopt if the requested record does
+  /// not exist.
   std::optional<Bytes> Execute(const Command& command);
   /// Scans a barcode. Returns the frame to send. Also stores the record if `storeLiveScans` is set.
   /// Throws std::length_error, and stores nothing, if the data is too long.

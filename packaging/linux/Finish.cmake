@@ -1,6 +1,6 @@
 # CPack runs this script before it writes the package.
 
-# Sets the usual permissions: CMake creates folders with the builder's umask.
+# Sets the usual folder permissions, because CMake creates folders with the builder's umask.
 file(CHMOD_RECURSE ${CPACK_TEMPORARY_DIRECTORY} DIRECTORY_PERMISSIONS
      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 

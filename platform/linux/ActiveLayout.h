@@ -9,7 +9,7 @@ namespace quillet::platform::linux_desktop {
 
 /// The keyboard layouts that the user can switch between, as groups of the desktop's keymap.
 struct UserLayouts {
-  /// Value of `count` if the layouts are all groups of the keymap.
+  /// Value of `count` if every group of the keymap is a layout of the user.
   static constexpr std::uint32_t kAllGroups = std::numeric_limits<std::uint32_t>::max();
 
   std::uint32_t count = kAllGroups;  ///< number of layouts (groups 0 to `count` - 1), or kAllGroups
@@ -31,8 +31,9 @@ class ActiveLayout {
   /// Returns the current layouts. Waits up to 1 s for KDE Plasma. GNOME updates its settings a few
   /// milliseconds after a layout change.
   ///
-  /// The active layout is unknown if KDE Plasma does not respond, on other desktops, and on GNOME
-  /// if each window has its own layout or if the user has both layouts and input methods.
+  /// The active layout can be known only on GNOME and KDE Plasma. It is unknown if KDE Plasma does
+  /// not respond. On GNOME, it is unknown if each window has a separate layout, or if the user has
+  /// both layouts and input methods.
   UserLayouts Read();
 
   /// Activates a layout. Only KDE Plasma allows this.

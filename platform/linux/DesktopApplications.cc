@@ -60,9 +60,10 @@ void ReportPid(GDesktopAppInfo*, GPid pid, void* started) {
 
 using namespace std::chrono_literals;
 
-// A process that ends within kShortestLife may have passed the request on to another process. The
-// application then counts as running, but on X11 only until kHandedOver after the last request.
+// A process that ends within this time may have passed the request on to another process. The
+// application then counts as running.
 constexpr auto kShortestLife = 10s;
+// Time after the last request during which such an application counts as running on X11.
 constexpr auto kHandedOver = 1min;
 constexpr auto kFocusLimit = 300ms;
 

@@ -49,14 +49,15 @@ class ApplicationFile {
 /// Starts applications on a Linux desktop and finds those that are running. A path is an executable
 /// file or a desktop entry. Any thread; calls are serialized.
 ///
-/// An application counts as running while one of these exists: the process that was started,
-/// another process with the same command line, or, on X11, a window that belongs to the process or
-/// a descendant, or that has one of the application's window classes.
+/// An application counts as running while one of these exists:
+/// - the process that was started, or another process with the same command line
+/// - on X11, a window of that process or of one of its descendants
+/// - on X11, a window with one of the application's window classes
 ///
 /// If a started process ends within 10 s, it has failed or has passed the request to another
-/// process, which may be impossible to find. The application then counts as running, so that it is
-/// not started again for every record. On X11, it stops counting as running after 1 min without a
-/// request. Without X11, it counts as running until this process ends.
+/// process, which cannot always be found. The application then counts as running, so that it is not
+/// started again for every record. On X11, it stops counting as running after 1 min without a
+/// request. Without X11, it counts as running until Quillet ends.
 ///
 /// Started applications are not child processes. They have a separate session, so they outlive this
 /// process, and inherit no descriptors: standard input, output and error are /dev/null.
@@ -81,8 +82,8 @@ class DesktopApplications final : public Applications {
     int pid = 0;                                    // ID of a started or found process, or 0
     std::unique_ptr<WatchedProcess> process;        // watches `pid`
     std::optional<std::chrono::nanoseconds> start;  // start time, if this object started it
-    // The time when the process ended, or the time of a later request. Empty unless the process may
-    // have passed a request on to an unknown process.
+    // Set if the process may have passed a request on to an unknown process: the time when the
+    // process ended, or the time of a later request.
     std::optional<std::chrono::nanoseconds> handedOver;
   };
 

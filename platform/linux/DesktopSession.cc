@@ -14,11 +14,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A compositor passes on the kernel's time stamp of an event, rounded to milliseconds.
+// Maximum time from writing a key to its time stamp. Compositors round the kernel's time stamp to
+// milliseconds.
 constexpr auto kWaylandDelay = 1ms;
 
-// Xwayland sets the time stamp of an event when it receives the event. A busy compositor may send
-// the event late.
+// The same for Xwayland, which sets the time stamp when it receives the event. A busy compositor
+// may send the event late.
 constexpr auto kXwaylandDelay = 300ms;
 
 std::string ValueOf(const Environment& environment, const char* name) {

@@ -22,14 +22,15 @@ namespace quillet::platform::linux_desktop {
 
 /// Types with an EmulatedKeyboard. Finds the keys in the user's active layout, and checks that
 /// neither the layout nor the modifiers change while the keys are pressed. If the active layout
-/// lacks a character, temporarily selects another of the user's layouts that has all of them. Not
-/// all desktops allow this. One thread at a time. Call only while the keyboard is ready.
+/// lacks a character, temporarily selects a layout of the user that has all characters. Not all
+/// desktops allow this. One thread at a time. Call only while the keyboard is ready.
 class EisTypist final : public PortalTypist {
  public:
-  /// @param keyboard  outlives this object, like the other arguments
+  /// All arguments must outlive this object.
+  /// @param keyboard  types the strokes
   /// @param clock     used for pauses
   /// @param sent      notified of the strokes that are sent
-  /// @param note      stores the original layout while Type has selected another one
+  /// @param note      stores the original layout while Type uses a different layout
   /// @param isEnding  if true, Type stops before the next dead key or pause
   EisTypist(EmulatedKeyboard& keyboard, Clock& clock, SentKeys& sent, const LayoutNote& note,
             const std::atomic<bool>& isEnding);
@@ -39,7 +40,7 @@ class EisTypist final : public PortalTypist {
   const char* Type(std::span<const KeyEvent> presses) override;
 
  private:
-  // No value: use only keys that type the same character in all groups.
+  // A group of the keymap. No value: use only keys that type the same character in all groups.
   using Group = std::optional<std::uint32_t>;
 
   TypingWatch::State Read();

@@ -20,7 +20,7 @@ class ExpectedKeys {
  public:
   /// Adds a stroke that is about to be sent.
   /// @param stroke    the stroke
-  /// @param earliest  time before which the stroke cannot occur, if known
+  /// @param earliest  earliest time at which the stroke can occur, if known
   void Add(KeyStroke stroke, std::optional<std::uint32_t> earliest = {});
 
   /// Sets the latest time at which the strokes added so far may have occurred.

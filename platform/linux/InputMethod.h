@@ -8,8 +8,8 @@ namespace quillet::platform::linux_desktop {
 /// Longest time that ActiveInputMethod waits for a reply from an input method.
 inline constexpr std::chrono::milliseconds kInputMethodLimit{200};
 
-/// Returns the name of the active engine, which converts keys to other text, and of its input
-/// method, such as "libpinyin (IBus)". Supports IBus and Fcitx 5, but does not start them.
+/// Returns the names of the active engine and its input method, such as "libpinyin (IBus)". An
+/// engine converts keys to other text. Supports IBus and Fcitx 5, but does not start them.
 ///
 /// Finds IBus as its clients do: through the variable IBUS_ADDRESS, or through the file that
 /// ibus-daemon(1) writes for each display.

@@ -12,7 +12,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-constexpr std::uint32_t kHighestOfMainBlock = 94;  // the key next to the left Shift
+constexpr std::uint32_t kHighestOfMainBlock = 94;  // code of the key right of the left Shift
 constexpr std::size_t kMostMasks = 64;
 constexpr std::size_t kModifiers = 8;       // number of real modifiers
 constexpr std::uint32_t kNumLock = 1 << 4;  // Mod2 in xkeyboard-config

@@ -16,10 +16,9 @@ std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
-/// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Chords
-/// contain only modifier keys whose effect ends when they are released and that have no other
-/// effect. They never contain Control, Alt or Super, because applications would treat the key as a
-/// command. One thread at a time.
+/// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. The
+/// modifier keys of a chord only set modifiers while they are pressed. They are never Control, Alt
+/// or Super, because applications would treat the chord as a command. One thread at a time.
 class KeymapSearch {
  public:
   static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol
@@ -35,7 +34,7 @@ class KeymapSearch {
   /// then the keys of the main block, then chords with few modifiers.
   /// @param character  printable ASCII, LF for Return, or tab
   /// @param state      the state in which the keys will be pressed. The chord is valid for the
-  ///                   locked modifiers of this state, but may need another group.
+  ///                   locked modifiers of this state. The chord's group may be different.
   const KeyChord* Find(char character, const KeyboardState& state);
 
   /// Returns a dead key of the current group that types a character if it is followed by the space

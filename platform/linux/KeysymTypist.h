@@ -21,7 +21,8 @@ class RemoteDesktop;
 /// reports success even if it drops a keysym. If the layout is unknown, types nothing.
 class KeysymTypist final : public PortalTypist {
  public:
-  /// @param desktop  a session that may type; outlives this object, like the other arguments
+  /// All arguments must outlive this object.
+  /// @param desktop  a session that may type
   /// @param layout   the user's layout; null if it is unknown
   /// @param clock    used for pauses
   /// @param sent     notified of the strokes that are sent

@@ -15,8 +15,8 @@ struct Row {
   std::string_view characters;
 };
 
-// The last row contains all characters that need Shift on a US keyboard. Real keyboards have no
-// keys for most of its codes. X servers, including Xwayland, do not support codes above 247.
+// The last row contains all characters that need Shift on a US keyboard. Most key codes of this row
+// do not exist on real keyboards. X servers, including Xwayland, do not support codes above 247.
 constexpr Row kRows[] = {
     {KEY_1, "1234567890-="}, {KEY_TAB, "\tqwertyuiop[]\n"},
     {KEY_A, "asdfghjkl;'`"}, {KEY_BACKSLASH, "\\zxcvbnm,./"},

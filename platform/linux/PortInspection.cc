@@ -44,8 +44,8 @@ std::string NameOf(const std::string& process) {
   return name;
 }
 
-/// Returns the ID of another process of this user that has the device open, or an empty string if
-/// there is none.
+/// Returns the ID of another process of the current user that has the device open, or an empty
+/// string if there is none.
 std::string UserOf(const struct stat& device) {
   const auto end = steady_clock::now() + kLongestSearch;
   std::string found;
@@ -84,7 +84,7 @@ std::string HolderOf(const struct stat& file) {
   return {};
 }
 
-/// Returns true if the user database lists this user in the group.
+/// Returns true if the user database lists the current user in the group.
 bool IsMember(gid_t group) {
   const passwd* const user = getpwuid(getuid());
   if (user == nullptr) return false;

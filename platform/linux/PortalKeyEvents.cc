@@ -24,8 +24,7 @@ using std::chrono::steady_clock;
 
 constexpr auto kAnswerLimit = 3s;
 
-// Post waits this much longer for the portal than Serve, so that Serve can first report that the
-// portal is missing.
+// Extra time for which Post waits for the portal, so that Serve can report a missing portal first.
 constexpr auto kMissingPortalMargin = 1s;
 
 // Keys that an application has not read yet must fit in its socket buffer, as in WaylandKeyEvents.
@@ -33,7 +32,7 @@ constexpr std::size_t kPressesAtOnce = 70;
 constexpr std::chrono::nanoseconds kTimePerPress = 800us;
 constexpr auto kPressPause = 10ms;
 
-// Time that applications need to prepare for a new keyboard, which may be the seat's first.
+// Time that applications need to prepare for a new keyboard.
 constexpr auto kNewEisKeyboardPause = 300ms;
 constexpr auto kEisLimit = 3s;  // less than the time-out of a record request, 5 s
 
@@ -295,7 +294,7 @@ const char* PortalKeyEvents::Do(const Job& job) {
 bool PortalKeyEvents::Send(std::span<const KeyEvent> presses, bool isFirst) {
   pace_.Wait(presses.size());
   const char* failure = nullptr;
-  const char* unready = ProblemOf(State::kEnded);  // remains if the session ends during the job
+  const char* unready = ProblemOf(State::kEnded);  // the reason if the session ends during the job
   const char* const refusal = Do([&](PortalTypist& typist) {
     if (!AwaitKeyboard()) {
       unready = ProblemOf(State::kNotReady);

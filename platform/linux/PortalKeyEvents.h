@@ -67,8 +67,8 @@ class PortalKeyEvents final : public KeyEvents {
   std::string Problem() override;
   void OnReadiness(const std::function<void(const std::string& problem)>& changed) override;
 
-  /// If an earlier process was killed while another layout was selected, selects the user's layout
-  /// again. See LayoutNote.
+  /// Selects the user's layout again if an earlier process was killed before it could do so. See
+  /// LayoutNote.
   void Recover() override { note_.Undo(); }
 
   /// Waits until the current part of a record has been typed, for at most 1 s.
@@ -102,15 +102,15 @@ class PortalKeyEvents final : public KeyEvents {
   Pace pace_;
   std::function<void(const std::string&)> onReadiness_;  // used only by thread_
   EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
-  unsigned knownDevices_ = 0;  // number of devices that applications have had time to prepare for
-  const UniqueFd wake_;        // eventfd(2); readable if a job is waiting or the thread must end
+  unsigned knownDevices_ = 0;        // EisKeyboard::devices() at the last pause for a new keyboard
+  const UniqueFd wake_;  // eventfd(2); readable if a job is waiting or the thread must end
   std::atomic<bool> isStopping_ = false;
   std::atomic<bool> isEnding_ = false;  // End has been called
 
   std::mutex mutex_;  // guards the members below
   std::condition_variable changed_;
   State state_ = State::kIdle;
-  TypingFailure failure_;     // reason why the last Post in state kReady failed, if it did
+  TypingFailure failure_;     // why the last Post in state kReady failed; empty if it succeeded
   std::string dropReason_;    // why the last Post dropped events; empty if it dropped none
   const Job* job_ = nullptr;  // the job to run; null when it is done
   std::chrono::steady_clock::time_point answerLimit_{};

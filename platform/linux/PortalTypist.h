@@ -20,8 +20,8 @@ class PortalTypist {
 
   /// Presses and releases keys. If the user holds a modifier, waits up to 1 s for its release.
   ///
-  /// Presses no keys if the desktop reports layout changes late and the layout has changed less
-  /// than 0.2 s after the last record. That record may have been mistyped.
+  /// Some desktops report layout changes late. If such a desktop reports a change less than 0.2 s
+  /// after the last record, presses no keys, because that record may have been mistyped.
   /// @param presses  the record's next key-down events
   /// @return null if all characters were typed; otherwise the reason, as part of a sentence
   virtual const char* Type(std::span<const KeyEvent> presses) = 0;

@@ -12,7 +12,7 @@
 
 namespace quillet::platform::linux_desktop {
 
-/// Finds a process of this user that was started with a command (proc(5)). A script is matched by
+/// Finds a process that the current user started with a command (proc(5)). A script is matched by
 /// its path, regardless of its interpreter. The process may have further arguments.
 /// @param command  program and arguments
 /// @return the process ID, or 0 if no process was found

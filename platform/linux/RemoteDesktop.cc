@@ -100,8 +100,8 @@ bool RemoteDesktop::Open() {
              this) >= 0;
 }
 
-// When a desktop session starts, the portal may start later than this program. Even if it is
-// running, it may not know yet which devices the desktop offers.
+// At login, the portal may start later than this program. A portal that is running may not know yet
+// which devices the desktop offers.
 bool RemoteDesktop::AwaitPortal(std::chrono::seconds patience) {
   const auto end = steady_clock::now() + patience;
   while (!isStopping_()) {
@@ -155,8 +155,8 @@ bool RemoteDesktop::AskUser() {
   return Request("Start", [](sd_bus_message*) {});
 }
 
-// Calls a method and waits for its response, which the portal sends to an object whose path is
-// derived from the name of the connection and a token (XDG Desktop Portal,
+// Calls a method and waits for the response, which is a signal of a request object. The path of
+// this object contains the name of the connection and a token (XDG Desktop Portal,
 // org.freedesktop.portal.Request).
 bool RemoteDesktop::Request(const char* method, const Append& append) {
   response_.reset();

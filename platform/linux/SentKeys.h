@@ -17,7 +17,7 @@ namespace quillet::platform::linux_desktop {
 /// libinput_event_keyboard_get_time). A key event is therefore recognized by its code, direction
 /// and time.
 ///
-/// Recognizes no events on a compositor that uses another clock.
+/// Recognizes no events if the compositor uses a clock other than the monotonic clock.
 class SentKeys final : public OwnKeys {
  public:
   /// @param delay  maximum time between the write and the time stamp of the event

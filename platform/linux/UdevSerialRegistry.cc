@@ -92,8 +92,8 @@ void UdevSerialRegistry::Post(Event event) {
 
 bool UdevSerialRegistry::StartMonitor() {
   if (udev_ == nullptr) return false;
-  // A udev event arrives when the device is ready for use, a kernel event as soon as the device
-  // exists.
+  // udev sends an event when a device is ready for use. The kernel sends an event as soon as the
+  // device exists.
   const char* const source = UdevIsActive(udev_.get()) ? "udev" : "kernel";
   UdevOwner<udev_monitor> monitor(udev_monitor_new_from_netlink(udev_.get(), source));
   if (monitor == nullptr ||
@@ -139,8 +139,8 @@ void UdevSerialRegistry::HandleRemoval(const std::string& systemPath) {
 }
 
 // Called after ENOBUFS: the socket buffer was full and the kernel dropped events (netlink(7)).
-// Discards the queued events, which are outdated. Then posts events for the differences between the
-// devices that are present and those that were reported.
+// Discards the queued events, which are outdated. Then compares the current devices with the
+// reported devices and posts the missing events.
 void UdevSerialRegistry::CompareAfterLoss() {
   while (UdevOwner<udev_device>(udev_monitor_receive_device(monitor_.get())) != nullptr ||
          errno == ENOBUFS) {

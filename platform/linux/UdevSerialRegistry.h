@@ -16,9 +16,9 @@ namespace quillet::platform::linux_desktop {
 /// privileges. Main thread only.
 ///
 /// While a notification port exists, a device is listed from its arrival notification to its
-/// removal notification. If a device is unplugged and plugged in again, it is therefore not listed
-/// while its removal is handled, even if sysfs already shows the new device. Arrivals of listed
-/// devices and removals of unlisted devices are ignored.
+/// removal notification. While a removal is handled, the device is therefore not listed, even if
+/// the user has already plugged it in again. Arrivals of listed devices and removals of unlisted
+/// devices are ignored.
 ///
 /// Handles are not reused until 2^32 have been created.
 class UdevSerialRegistry final : public SerialRegistry {

@@ -6,9 +6,9 @@
 
 namespace quillet::platform::linux_desktop {
 
-// Each letter of a signature stands for an argument: u for uint, h for descriptor, o for object, n
-// for new object. The types are the interfaces of the arguments that are objects (libwayland,
-// struct wl_message).
+// Each letter of a signature is the type of an argument: u for uint, h for descriptor, o for
+// object, n for new object. The array after the signature contains the interface of each object
+// argument, and null for other arguments (libwayland, struct wl_message).
 
 const wl_interface& VirtualKeyboardInterface() {
   static const wl_interface* kNoObjects[4] = {};

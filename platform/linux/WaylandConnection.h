@@ -17,8 +17,8 @@ namespace quillet::platform::linux_desktop {
 class WaylandConnection {
  public:
   /// Connects, and waits up to 10 s for the compositor's list of globals.
-  /// @param wanted  an interface to bind, or null; outlives this object. Its version is the highest
-  ///                version to bind.
+  /// @param wanted  an interface to bind, or null; must outlive this object. `wanted->version` is
+  ///                the highest version to bind.
   explicit WaylandConnection(const wl_interface* wanted = nullptr);
   ~WaylandConnection();
   WaylandConnection(const WaylandConnection&) = delete;

@@ -53,8 +53,8 @@ class WaylandKeyEvents::Keyboard {
     const UniqueFd file = MakeFile(keymap);
     Request(keyboard_, VirtualKeyboardRequest::kKeymap, nullptr, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1,
             file.Get(), static_cast<std::uint32_t>(keymap.size() + 1));
-    // Sending modifiers makes this the seat's current keyboard. Applications then read its keymap.
-    // If it is the seat's first keyboard, they create their keyboard objects only now.
+    // Sending modifiers makes the new keyboard the seat's current keyboard. Applications then read
+    // its keymap. If the seat had no keyboard, they also create their keyboard objects now.
     SetModifiers(0);
     if (Finish()) clock.Sleep(kFirstKeyPause);
   }

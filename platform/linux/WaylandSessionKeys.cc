@@ -33,7 +33,8 @@ void WaylandSessionKeys::Post(std::span<const KeyEvent> events) {
   way.Post(events);
 }
 
-// Returns the problem of the backend that the last Post used. Another one may be in use now.
+// Returns the problem reported by the backend that the last Post used. A different backend may be
+// in use now.
 std::string WaylandSessionKeys::Problem() {
   KeyEvents* const last = lastWay_;
   return last == nullptr ? Way().Problem() : last->Problem();

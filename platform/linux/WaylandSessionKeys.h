@@ -32,8 +32,9 @@ class WaylandSessionKeys final : public KeyEvents {
     std::string tokenFile;   ///< see PortalKeyEvents
   };
 
+  /// `log`, `clock`, `files` and `sent` must outlive this object.
   /// @param session  see Session
-  /// @param log      outlives this object, like `clock`, `files` and `sent`
+  /// @param log      receives a line when a typing method is chosen or fails
   /// @param clock    used for pauses
   /// @param files    see PortalKeyEvents
   /// @param sent     notified of the strokes that are sent

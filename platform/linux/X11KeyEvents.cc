@@ -21,12 +21,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Applications read a changed keymap when they handle its notification. Until then, they use the
-// old keymap.
+// Time that applications need to read a changed keymap. Until then, they use the old keymap.
 constexpr auto kKeymapPause = 100ms;
 
-// End waits at most this long for the current record, even if slow applications delay the record
-// further.
+// Maximum time for which End waits for the current record.
 constexpr auto kEndLimit = 1s;
 constexpr auto kEndPause = 10ms;
 
@@ -111,8 +109,8 @@ void X11KeyEvents::Prepare() {
   if (!ended_) Connect();
 }
 
-// Calls Connect, which restores the keyboard, only if necessary: Connect also reads the keymap,
-// which would delay every start.
+// Connect restores the keyboard, but also reads the keymap. Calls Connect only if there is
+// something to restore, so that reading the keymap does not delay every start.
 void X11KeyEvents::Recover() {
   const std::lock_guard lock(mutex_);
   if (ended_ || keyboard_) return;
@@ -122,8 +120,8 @@ void X11KeyEvents::Recover() {
 
 void X11KeyEvents::End() {
   ended_ = true;  // Post then stops after the current sequence
-  // Not std::timed_mutex, because it calls pthread_mutex_clocklock(), which the thread sanitizer of
-  // g++ 12 does not intercept.
+  // Polls, because the thread sanitizer of g++ 12 does not support std::timed_mutex: it does not
+  // intercept pthread_mutex_clocklock().
   std::unique_lock lock(mutex_, std::try_to_lock);
   for (auto waited = 0ms; !lock && waited < kEndLimit; waited += kEndPause) {
     clock_.Sleep(kEndPause);
@@ -205,11 +203,10 @@ void X11KeyEvents::Forget() {
 }
 
 // Saves the locks for RestoreAbandoned. Called before the keys of a sequence are sent. If this
-// process is killed, the server drops the requests that it has not yet processed, so a key can
-// remain pressed.
+// process is killed, the server drops the unprocessed requests, so a key can remain pressed.
 //
-// The property contains pairs of locked modifiers and locked group: first the user's, then each
-// pair that the sequence sets.
+// The property contains pairs of locked modifiers and locked group. The first pair is the user's.
+// The other pairs are set by the sequence.
 void X11KeyEvents::Mark(const X11KeySequence& sequence) {
   std::vector<std::uint32_t> mark = sequence.Marks();
   if (mark == mark_) return;
@@ -217,8 +214,8 @@ void X11KeyEvents::Mark(const X11KeySequence& sequence) {
   mark_ = std::move(mark);
 }
 
-// Removes the property. If keys are still pressed on the XTEST keyboard, reduces the property to
-// the user's locks instead. If this process is then killed, the next start releases the keys.
+// Removes the property if no keys are pressed on the XTEST keyboard. Otherwise, keeps only the
+// user's locks in the property, so that the next start releases the keys if this process is killed.
 void X11KeyEvents::Unmark() {
   if (mark_.empty()) return;
   if (pressedAgain_.empty()) {
@@ -252,8 +249,8 @@ bool X11KeyEvents::PostSome(std::span<const KeyEvent>& events) {
 }
 
 // Grabs the server, so that no other program changes the keyboard between reading its state and
-// sending the keys. Prepares the sequence before that, so that other programs wait for only one
-// round trip. Returns false without sending anything if the keymap or the locks have changed.
+// sending the keys. Prepares the sequence before the grab, so that other programs wait for only one
+// round trip. If the keymap or the locks have changed, sends nothing and returns false.
 bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11KeyboardState& expected) {
   KeymapSearch& search = keyboard_->Search();
   std::optional<X11KeySequence> sequence(std::in_place, search, expected);
@@ -278,8 +275,8 @@ bool X11KeyEvents::SendSome(std::span<const KeyEvent>& events, const X11Keyboard
   return isSame;
 }
 
-// Releases the keys in `codes` that the user no longer holds. The server ignores the release of a
-// key that the sequence has already released. Keys held by other programs stay down.
+// Releases the keys in `codes` that the user no longer holds. Keys that another program has pressed
+// stay down. The server ignores the release of a key that the sequence has already released.
 void X11KeyEvents::ReleaseUnheld(std::vector<std::uint8_t> codes, const X11KeyboardState& before) {
   const auto contains = [](const std::vector<std::uint8_t>& list, std::uint8_t code) {
     return std::find(list.begin(), list.end(), code) != list.end();

@@ -25,15 +25,15 @@ struct X11KeyboardState;
 /// the first call and reopened after the server has exited. Any thread.
 ///
 /// Searches all groups of the server's keymap for the keys that type a character. Binds characters
-/// without a key to key codes that have no symbols. While it sends keys, it releases the keys that
-/// the user holds, and changes locks, latches and the group. Afterwards, it restores the locks,
-/// latches and group, and presses the user's modifier keys again.
+/// without a key to key codes that have no symbols. Before sending keys, releases the keys that the
+/// user holds. Changes locks, latches and the group in order to type. Afterwards, restores them and
+/// presses the user's modifier keys again.
 class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
   ///               outlives this object
   /// @param clock  used for pauses; outlives this object
-  /// @param ownKeys  X11OwnKeys::window, or 0 if the program's windows should receive the keys
+  /// @param ownKeys  X11OwnKeys::window; if 0, the program's windows treat the keys as the user's
   X11KeyEvents(SystemLog& log, Clock& clock, std::uint32_t ownKeys = 0);
   ~X11KeyEvents() override;
 

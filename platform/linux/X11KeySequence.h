@@ -24,9 +24,9 @@ inline constexpr std::uint32_t kXCodeOffset = 8;
 std::string CharactersWithoutKey(std::string_view text, KeymapSearch& keymap,
                                  const X11Locks& locks);
 
-/// Keystrokes and changes to the locks that type characters. The first steps release the keys that
-/// are down and clear the latches and the locks that turn keys into commands. The last steps
-/// restore the locks and press the modifier keys again. Sends nothing. One thread at a time.
+/// A list of steps that type characters. The first steps release the keys that are down. They also
+/// clear the latches and the locks that turn keys into commands. The last steps restore the locks
+/// and press the modifier keys again. Does not send the steps. One thread at a time.
 class X11KeySequence {
  public:
   /// A keystroke or a change to the locks.
@@ -50,8 +50,8 @@ class X11KeySequence {
   /// Returns the codes of the keys held by the user that Finish presses again.
   const std::vector<std::uint8_t>& PressedAgain() const { return pressedAgain_; }
 
-  /// Returns pairs of locked modifiers and locked group: first the user's, then each pair that a
-  /// step sets, in ascending order and without duplicates.
+  /// Returns pairs of locked modifiers and locked group. The first pair is the user's. The other
+  /// pairs are set by the steps; they are in ascending order and without duplicates.
   std::vector<std::uint32_t> Marks() const;
 
  private:

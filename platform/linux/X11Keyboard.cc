@@ -245,8 +245,8 @@ void X11Keyboard::PutKey(std::uint8_t code, bool down) {
                       XCB_NONE, 0, 0, 0);
 }
 
-// XCB's function omits the latched modifiers: it has padding in their place (The X Keyboard
-// Extension, appendix D, XkbLatchLockState).
+// Builds the request by hand, because XCB's function has padding in place of the latched modifiers
+// (The X Keyboard Extension, appendix D, XkbLatchLockState).
 void X11Keyboard::PutLocks(const X11Locks& locks, bool latches) {
   static constexpr xcb_protocol_request_t kRequest{1, &xcb_xkb_id, XCB_XKB_LATCH_LOCK_STATE, 1};
   xcb_xkb_latch_lock_state_request_t request{};

@@ -32,8 +32,9 @@ struct X11KeyboardState {
 
 /// A connection to the X server, and the server's keymap. One thread at a time.
 ///
-/// The keymap is that of the XTEST keyboard, a separate device: setxkbmap(1) can set another keymap
-/// for it. The server copies this keymap to the core keyboard at the first XTEST key.
+/// The keymap is that of the XTEST keyboard. This keyboard is a separate device, which can have a
+/// different keymap (setxkbmap(1)). The server copies the keymap of the XTEST keyboard to the core
+/// keyboard at the first XTEST key.
 class X11Keyboard : public XcbConnection {
  public:
   X11Keyboard();

@@ -29,9 +29,9 @@ inline constexpr std::size_t kMostAnnounced = 10;
 /// XTEST keyboard is shared by all programs. X11KeyEvents therefore announces its strokes to an
 /// invisible window on the toolkit's connection.
 ///
-/// While a program has frozen the keyboard (XGrabKeyboard(3), GrabModeSync), strokes arrive after
-/// the confirmation (see ConfirmKeys), but with their original times. The time of the confirmation
-/// then distinguishes them from the user's later keys.
+/// If a program has frozen the keyboard (XGrabKeyboard(3), GrabModeSync), strokes arrive after the
+/// confirmation (see ConfirmKeys), but with their original time stamps. Keys with a later time
+/// stamp than the confirmation are the user's.
 class X11OwnKeys final : public OwnKeys {
  public:
   /// @param xcb  the toolkit's connection; outlives this object

@@ -14,8 +14,8 @@ namespace quillet::platform::linux_desktop {
 
 /// Binds characters that the layout lacks to key codes without symbols. One thread at a time.
 ///
-/// A property of the root window lists the bindings, so that the next process removes them if this
-/// one is killed.
+/// A property of the root window lists the bindings. If this process is killed, the next process
+/// reads the property and removes the bindings.
 class X11SpareKeys {
  public:
   /// Name of the property that lists the bindings; see X11OwnedProperty.

@@ -17,7 +17,7 @@ class GeneralPasteboard final : public Pasteboard {
   bool SetString(std::string_view text) override;
 
  private:
-  const id owner_;  // owner of the contents; required, but never called
+  const id owner_;  // owner of the contents, which declareTypes:owner: requires
 };
 
 /// The shared NSApplication object, which the toolkit must have created. Main thread only.

@@ -24,7 +24,7 @@ class IoKitSerialRegistry final : public SerialRegistry {
 
   /// Names are the values of the property "IOTTYDevice", and paths are the values of
   /// "IOCalloutDevice". Both are in the order of I/O Kit's iterator. A service without a path is
-  /// not counted, but its name may remain after the counted names.
+  /// not counted, but its name may be left in `names` after the counted names.
   std::int32_t ReadSerialStreams(std::span<std::string> names,
                                  std::span<std::string> paths) override;
   NotifyPort CreateNotifyPort() override;
@@ -46,7 +46,7 @@ class IoKitSerialRegistry final : public SerialRegistry {
   };
 
   struct Port {
-    // Unused references to one dictionary. Each registration consumes one.
+    // Unused references to the same dictionary. Each registration consumes one reference.
     std::vector<Matching> matching;
     // Kept until the port is destroyed, because a pending notification may refer to a registration
     // whose iterator has been released.

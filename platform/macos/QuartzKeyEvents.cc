@@ -68,8 +68,8 @@ std::string QuartzKeyEvents::Problem() {
          "Accessibility.";
 }
 
-// The prompt would take the focus from the program that receives the keys, so Post does not request
-// the permission.
+// Prepare requests the permission, because a prompt during Post would take the focus from the
+// program that receives the keys.
 void QuartzKeyEvents::Prepare() {
   if (!CGPreflightPostEventAccess() && !hasAsked_.exchange(true)) CGRequestPostEventAccess();
 }

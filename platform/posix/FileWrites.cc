@@ -16,7 +16,7 @@
 namespace quillet::platform::posix {
 namespace {
 
-// The program cannot have created entries in a folder for which it has no write permission.
+// Returns true if the program can write to the folder and may therefore have created entries.
 bool IsWritable(const std::string& folder) {
   return faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0;
 }
@@ -68,7 +68,7 @@ bool RunWithLimit(std::chrono::milliseconds limit, std::function<bool()> work) t
   std::future<bool> result = promise.get_future();
   std::thread([work = std::move(work), done = std::move(promise)]() mutable {
     const bool succeeded = work();
-    work = nullptr;  // releases its data before the caller continues
+    work = nullptr;  // destroys the data of `work` before the caller continues
     done.set_value(succeeded);
   }).detach();
   return result.wait_for(limit) == std::future_status::ready && result.get();

@@ -25,7 +25,7 @@ constexpr int kMostLinks = 40;  // the kernel's limit (path_resolution(7))
 // network file systems.
 constexpr uid_t kUnmapped = 65534;
 
-// A folder may be accessible without being readable.
+// Opens a folder without requiring read permission.
 #ifdef O_PATH
 constexpr int kSearch = O_PATH;
 #else
@@ -71,9 +71,9 @@ bool IsOnlyMember(const User& user, const struct group& entry) {
   return *member == nullptr;
 }
 
-// Returns true for this user's primary group, if it has the user's name and lists no other member.
-// A group does not list users whose primary group it is, so the names must match. If the user has
-// no name, the group must not have one either.
+// Returns true if `id` is this user's primary group, has the user's name and lists no other member.
+// The list omits other users with this primary group, so the name must match too. If the user has
+// no name, the group must have no name.
 bool IsOwnGroup(gid_t id) {
   std::optional<User> user;
   if (!FindUser(geteuid(), user) || id != (user ? user->group : getegid())) return false;
@@ -188,7 +188,7 @@ Place FollowLink(const Place& place) {
 UniqueFd OpenRegular(const Place& place, struct stat& status) {
   UniqueFd file = OpenAt(place.folder.Get(), place.name, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file.IsOpen()) {
-    if (errno == ENXIO || errno == EOPNOTSUPP) errno = kNotRegular;  // a socket (open(2))
+    if (errno == ENXIO || errno == EOPNOTSUPP) errno = kNotRegular;  // socket: see open(2)
     return file;
   }
   if (fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode)) return file;

@@ -9,7 +9,7 @@
 
 namespace quillet::platform::posix {
 
-/// A name in an open folder. All operations on it act on the same folder, even if its path changes.
+/// A name in an open folder. Operations use the open folder, even if the folder's path changes.
 struct Place {
   UniqueFd folder = {};     ///< not open after an error; errno is then set
   struct stat status = {};  ///< status of the folder
@@ -41,8 +41,8 @@ UniqueFd OpenLinkedRegular(const Place& place, struct stat& status);
 /// Returns true if a file or folder belongs to this user or root.
 bool IsOwn(const struct stat& status);
 
-/// Returns true if users other than the owner and root may write to a file or folder. A group that
-/// contains only this user does not count (pam_umask(8), "usergroups").
+/// Returns true if users other than the owner and root may write to a file or folder. Ignores the
+/// permission of a group that contains only this user (pam_umask(8), "usergroups").
 bool OthersMayWrite(const struct stat& status);
 
 /// Returns the name of a user, or an empty string if the user is unknown.

@@ -13,7 +13,7 @@
 namespace quillet::platform::posix {
 
 CalendarTime PosixClock::LocalTime() {
-  // Unlike localtime(), localtime_r() need not check for a changed time zone (localtime(3p)).
+  // localtime_r() may ignore a change of the time zone (localtime(3p)). tzset() reads the zone.
   tzset();
   const std::time_t now = std::time(nullptr);
   std::tm local{};
@@ -32,8 +32,7 @@ std::chrono::nanoseconds PosixClock::Now() {
 
 void PosixClock::Sleep(std::chrono::microseconds duration) {
   if (duration <= duration.zero()) return;
-  // With an absolute deadline, rounding errors do not add up if signals interrupt the sleep. The
-  // standard library is used because macOS has no clock_nanosleep(3p).
+  // With an absolute deadline, rounding errors do not add up if signals interrupt the sleep.
   std::this_thread::sleep_until(std::chrono::steady_clock::now() + duration);
 }
 

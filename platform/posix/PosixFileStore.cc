@@ -66,7 +66,7 @@ bool IsTemporaryName(std::string_view name) {
 // Locks a temporary file, so that no other process treats it as abandoned and deletes it.
 // @return false if another process deleted the file before it was locked
 bool LockTemporary(int folder, const std::string& name, int file) {
-  // If the file system does not support locks, other processes cannot lock and delete the file.
+  // Without support for locks, other processes cannot lock the file and do not delete it.
   if (flock(file, LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;
   struct stat status {};
   return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
@@ -188,9 +188,9 @@ bool IsShared(const struct stat& folder) {
   return folder.st_uid == 0 || (folder.st_mode & kSharedByAll) == kSharedByAll;
 }
 
-// Removes other users' permission to write to a folder owned by this user, unless it is shared. If
-// all users had this permission, any of them could have created files there. In that case,
-// place.status keeps the old permissions, so that Judge does not trust the file.
+// Removes other users' permission to write to this user's folder, unless the folder is shared. If
+// all users had the permission, any user could have created files in the folder. place.status then
+// keeps the old permissions, so that Judge does not trust these files.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;

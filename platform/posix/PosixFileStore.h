@@ -19,7 +19,7 @@ class PosixFileStore final : public FileStore {
   Checked ReadChecked(const std::string& path, std::size_t limit) override;
 
   /// Writes the temporary file ".NAME.quillet-XXXXXXXXXXXX" in the same folder and renames it to
-  /// `path`. NAME is shortened if necessary; X are random letters and digits.
+  /// `path`. NAME is shortened if necessary. Each X is a random letter or digit.
   ///
   /// If `path` is a regular file, the new file gets its permission bits and, if possible, its
   /// group. Otherwise the mode is 0644, restricted by the umask.
@@ -41,8 +41,8 @@ class PosixFileStore final : public FileStore {
   /// is a link, reads the link's target, but replaces the link.
   Replaced Update(const std::string& path, const Change& change) override;
 
-  /// Calls fsync() on all folders of the path. Ignores folders that this user cannot read or write
-  /// and folders of file systems without fsync(), unless they contain the file itself.
+  /// Calls fsync() on all folders of the path. Ignores a folder if this user can neither read nor
+  /// write it, or if its file system has no fsync() for folders. Never ignores the file's folder.
   bool SynchronizeEntries(const std::string& path, std::chrono::milliseconds limit) override;
 
   /// Writes a temporary file, like Replace, and links it to `path` (linkat(2)). If the file system
@@ -67,8 +67,8 @@ class PosixFileStore final : public FileStore {
   bool Exists(const std::string& path) override;
   bool Remove(const std::string& path) override;
 
-  /// Deletes the user's regular files whose names have the form of Replace's temporary files, if
-  /// they can be locked.
+  /// Deletes files that are named like Replace's temporary files. Keeps files that are not regular,
+  /// belong to another user or cannot be locked.
   std::size_t RemoveUnfinished(const std::string& folder) override;
 
   bool IsSameFile(const std::string& path, const std::string& other) override;

@@ -23,9 +23,9 @@ class PosixSerialLine final : public SerialLine {
   /// except on pseudo-terminals.
   bool Reserve(std::int32_t line) override;
 
-  /// Closes the line. If the line is reserved, first undoes Reserve and discards the output queue,
-  /// because close(2) would wait for a device that does not accept data, usually 30 s on Linux
-  /// (setserial(8), closing_wait).
+  /// Closes the line. If the line is reserved, first undoes Reserve and discards the output queue.
+  /// With queued output, close(2) would wait for a device that does not accept data. The wait is
+  /// usually 30 s on Linux (setserial(8), closing_wait).
   void Close(std::int32_t line) override;
 
  private:

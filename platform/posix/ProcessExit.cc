@@ -49,8 +49,8 @@ void RestartProcess(char* const* arguments, SyslogLog& log) {
     const int descriptor = std::atoi(entry->path().filename().c_str());
     if (descriptor > STDERR_FILENO) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   }
-  // The path of the program on Linux (proc(5)). If an update has replaced the program, the new one
-  // is at argv[0].
+  // The path of the program on Linux (proc(5)). If an update has replaced the program, execv() with
+  // this path fails, and argv[0] names the new program.
   const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
   if (!error) execv(path.c_str(), arguments);
   execvp(arguments[0], arguments);

@@ -28,7 +28,7 @@ void EnsureStandardDescriptors();
 
 /// Makes exit() call LeaveProcess with status 1. Qt calls exit() if the X server exits. Exit
 /// handlers registered after this call still run. Call once, from any thread.
-/// @param log  the program's log, never destroyed
+/// @param log  the program's log; must live until the process ends
 void LeaveLikewiseOnExit(SyslogLog& log);
 
 }  // namespace quillet::platform::posix

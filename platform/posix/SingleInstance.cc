@@ -121,7 +121,7 @@ void SingleInstance::OpenSocket() {
   sockaddr_un address{};
   if (!lock_.IsOpen() || !FillAddress(socketPath_, address)) return;
   UniqueFd made = NewSocket();
-  unlink(socketPath_.c_str());  // left behind by a process that was killed
+  unlink(socketPath_.c_str());  // removes the socket of a process that was killed
   if (bind(made.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
       listen(made.Get(), kBacklog) == 0) {
     listener_ = std::move(made);

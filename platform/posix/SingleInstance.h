@@ -36,7 +36,7 @@ class SingleInstance {
   /// @param handle   receives the request; also called from nested main loops
   void Listen(DescriptorWatcher& watcher, std::function<void(const std::string&)> handle);
 
-  /// Ends the instance and releases the lock. A process started afterwards can take the lock.
+  /// Stops receiving requests and releases the lock, so that another process can take the lock.
   void End();
 
  private:

@@ -79,7 +79,7 @@ class SyslogLog final : public SystemLog {
   std::uint64_t bytesWritten_ = 0;
   std::uint64_t bytesSent_ = 0;
   std::uint64_t dropped_ = 0;  // number of lines dropped since the last accepted line
-  bool stalled_ = false;       // a writer has timed out since the sender last fetched lines
+  bool stalled_ = false;       // Write timed out, and the thread has not fetched lines since
   bool senderIdle_ = false;
   bool hurry_ = false;  // the sending thread must send at once, without collecting more lines
   bool stop_ = false;

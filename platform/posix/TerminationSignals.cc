@@ -13,7 +13,8 @@
 namespace quillet::platform::posix {
 namespace {
 
-// The program must end within two seconds. The remaining 0.5 s is a margin for a busy system.
+// Longest time from the first signal to the end of the process. The program must end within two
+// seconds, so 0.5 s remains as a margin for a busy system.
 constexpr itimerval kLongestEnd{.it_interval = {}, .it_value = {.tv_sec = 1, .tv_usec = 500'000}};
 
 std::atomic<int> signalPipe = -1;

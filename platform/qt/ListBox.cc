@@ -18,7 +18,7 @@ QString DetailOf(const QModelIndex& index) {
   return index.data(ListBox::kDetailRole).toString();
 }
 
-// Shows the details at the right edge of the open list. Otherwise, items are drawn as usual.
+// Draws the items of the open list in the usual way and adds their details at the right edge.
 class DetailDelegate final : public QAbstractItemDelegate {
  public:
   DetailDelegate(QAbstractItemDelegate& titles, QObject* parent)
@@ -48,7 +48,7 @@ class DetailDelegate final : public QAbstractItemDelegate {
   QAbstractItemDelegate& titles_;
 };
 
-// Replaces Qt's accessible interface for combo boxes. Only the name and the value differ.
+// Replaces Qt's accessible interface for combo boxes. The name, value and description differ.
 class NamedList final : public QAccessibleWidget {
  public:
   explicit NamedList(QComboBox* box) : QAccessibleWidget(box, QAccessible::ComboBox), box_(box) {}

@@ -10,8 +10,8 @@ namespace {
 // The style draws an outline in the palette's window colour, darkened by this factor (percent).
 constexpr int kDarkened = 140;
 
-// Sets the window colour of one control, which owns this object. The colour affects the outline
-// only: none of these controls uses the window colour for its background.
+// Sets the window colour of one control, which owns this object. The controls that Outline accepts
+// use the window colour for the outline, but not for the background.
 class Outliner final : public QObject {
  public:
   explicit Outliner(QWidget& control) : QObject(&control), control_(control) {

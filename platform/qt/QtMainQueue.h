@@ -39,7 +39,7 @@ class QtMainQueue final : public MainQueue {
 
   std::mutex mutex_;         // guards queued_, wakeUpSent_ and closed_
   Entries queued_;           // work added since TakeQueued last refilled running_
-  bool wakeUpSent_ = false;  // cleared when TakeQueued finds the queue empty
+  bool wakeUpSent_ = false;  // true from a wake-up until TakeQueued finds queued_ empty
   bool closed_ = false;      // the main loop has ended
 
   UniqueFd wakeUpWriter_;  // pipe: one byte wakes the main loop

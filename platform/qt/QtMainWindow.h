@@ -14,8 +14,8 @@ namespace quillet::platform::qt {
 /// The main window: a toolbar and menus, the main view and the status strip. The caller sets the
 /// actions of the controls.
 ///
-/// Main thread only. Needs a QApplication. Destroying the window is optional, but must happen
-/// before the QApplication is destroyed. Closing the window ends the application's main loop.
+/// Main thread only. Needs a QApplication. Destroy the window before the QApplication, or not at
+/// all. Closing the window ends the application's main loop.
 class QtMainWindow {
  public:
   /// Creates the window but does not show it.

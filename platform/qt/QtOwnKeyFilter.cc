@@ -35,7 +35,7 @@ bool QtOwnKeyFilter::nativeEventFilter(const QByteArray& type, void* event, qint
 }
 
 bool QtOwnKeyFilter::eventFilter(QObject* watched, QEvent* event) {
-  // Qt sends each event to a window first, and the window passes it on to its widgets.
+  // Checks events only at windows: Qt sends each event to a window before the window's widgets.
   if (!watched->isWindowType() || !event->spontaneous() || !IsKey(*event) ||
       !IsOwn(static_cast<QKeyEvent&>(*event))) {
     return QObject::eventFilter(watched, event);

@@ -10,8 +10,8 @@
 
 namespace quillet::platform::qt {
 
-/// Makes all windows, dialogs and menus of the program ignore the key events that the program
-/// itself posted, as long as this object exists. Main thread, while a QApplication exists.
+/// While this object exists, all windows, dialogs and menus of the program ignore key events that
+/// the program itself posted. Main thread, while a QApplication exists.
 class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
  public:
   /// @param keys     recognizes the events; outlives this object
@@ -19,7 +19,7 @@ class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
   QtOwnKeyFilter(OwnKeys& keys, std::function<void()> ignored);
   ~QtOwnKeyFilter() override;
 
-  /// Removes events of the windowing system before the toolkit handles them.
+  /// Removes own key events on X11 and macOS, before Qt handles them.
   bool nativeEventFilter(const QByteArray& type, void* event, qintptr* result) override;
   /// Removes own key events on Wayland, where native event filters do not see them.
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -29,8 +29,8 @@ class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
 
   OwnKeys& keys_;
   const std::function<void()> ignored_;
-  // Qt sends a ShortcutOverride event before each press. If this program posted the key, this field
-  // contains it from that event until the press.
+  // The key of the last ShortcutOverride event, if the program posted the key. Qt sends such an
+  // event before each key press. The next key event clears this field.
   std::optional<WindowKey> overridden_;
 };
 

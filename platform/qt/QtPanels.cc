@@ -32,7 +32,7 @@ QString Existing(const std::string& folder, const std::initializer_list<Location
   return QDir::homePath();
 }
 
-// Hides one file. Keeps the order of the files.
+// Hides one file. The source model sorts the files.
 class AllFilesBut final : public QSortFilterProxyModel {
  public:
   AllFilesBut(const QString& path, QObject* parent) : QSortFilterProxyModel(parent), path_(path) {}

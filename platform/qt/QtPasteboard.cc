@@ -16,7 +16,7 @@
 namespace quillet::platform::qt {
 namespace {
 
-// Enough even while the main thread displays thousands of lines.
+// Longest wait for the main thread, which may be displaying thousands of lines.
 constexpr std::chrono::seconds kLongestWait{2};
 
 /// @param onRead  see OnClipboardRead

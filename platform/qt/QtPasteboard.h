@@ -15,9 +15,9 @@ namespace quillet::platform::qt {
 /// seconds. If the main queue drops the work, the wait ends at once. If a call fails, its text is
 /// not set later.
 ///
-/// On X11, text counts as set when the program owns the clipboard. The X server refuses a request
-/// whose time stamp is earlier than that of the current owner (ICCCM, 2.1). Before a call from
-/// another thread sets the text, Quillet therefore sends Qt an event with the current time.
+/// On X11, text counts as set when Quillet owns the clipboard. The X server refuses ownership if
+/// the request's time stamp is earlier than that of the current owner (ICCCM, 2.1). Before a call
+/// from another thread sets the text, Quillet therefore sends Qt an event with the current time.
 ///
 /// On X11, a call from another thread also waits until the program with focus has read the text of
 /// the previous such call, because a slow program reads the clipboard long after it receives the

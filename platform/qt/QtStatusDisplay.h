@@ -15,8 +15,7 @@ class QtStatusDisplay final : public StatusDisplay {
  public:
   /// Adds its controls to the status bar.
   /// @param strip      the status bar; it outlives this object
-  /// @param nextFocus  receives the focus if the button that has it disappears; outlives this
-  ///                   object
+  /// @param nextFocus  receives the focus if a button with focus disappears; outlives this object
   QtStatusDisplay(QStatusBar& strip, QWidget& nextFocus);
 
   void Show(std::string_view text, std::optional<double> fraction,

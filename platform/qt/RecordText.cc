@@ -9,7 +9,7 @@
 namespace quillet::platform::qt {
 namespace {
 
-// The replaced characters, in the order of their replacement characters.
+// ToDocumentText replaces the character at index i with kFirstReplacement + i.
 constexpr std::array<char16_t, 7> kReserved = {0x0000, 0x000D, 0x2028, 0x2029,
                                                0xFDD0, 0xFDD1, 0xFFFC};
 constexpr char16_t kFirstReplacement = 0xFDE0;

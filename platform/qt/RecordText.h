@@ -20,7 +20,7 @@ namespace quillet::platform::qt {
 // wrapped line and is removed from copied text. Assistive technology sees each block as a line.
 //
 // Converting text to the document and back changes two kinds of text: bytes that are not UTF-8
-// become U+FFFD, and U+FDE0 to U+FDE6 become the characters above.
+// become U+FFFD, and U+FDE0 to U+FDE6 become the characters that they replace in the document.
 
 /// Decodes UTF-8 and replaces the characters that the document cannot contain.
 QString ToDocumentText(std::string_view text);

@@ -46,7 +46,7 @@ void RecordView::InsertAtEnd(const QString& text, TextKind kind) {
 }
 
 bool RecordView::RemoveOldRecords() {
-  // The last block is never removed. It is usually empty.
+  // The last block is never removed and is usually empty, so it does not count as a record line.
   const int last = HasMessage(document()->lastBlock()) ? 0 : 1;
   const int lines = document()->blockCount() - last - messageBlocks_ - kMostLines;
   const int characters = document()->characterCount() - messageText_ - kMostText;

@@ -16,7 +16,7 @@ class ScrollingColumns final : public QScrollArea {
   void AddColumn(QWidget* column);
   void AddBelow(QWidget* row);  ///< moves a widget from its layout to a row below all columns
 
-  /// Returns the size of all columns side by side.
+  /// Returns the size at which the columns are side by side and nothing needs to scroll.
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
 

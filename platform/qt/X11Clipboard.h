@@ -10,9 +10,9 @@ namespace quillet::platform::qt {
 /// report the owner.
 bool OwnsClipboard();
 
-/// Calls `action` on the main loop after Qt has handled an event with the X server's current time,
-/// because Qt uses the time of its latest event when it claims the clipboard. Calls `action`
-/// immediately if Qt does not use X11 or already owns the clipboard.
+/// Calls `action` on the main loop after Qt has handled an event with the X server's current time.
+/// When Qt claims the clipboard, it uses the time of its latest event. Calls `action` immediately
+/// if Qt does not use X11 or already owns the clipboard.
 void AfterCurrentTime(std::function<void()> action);
 
 /// Calls `action` once, when the program with focus requests the clipboard's contents from Qt. A

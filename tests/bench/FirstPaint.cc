@@ -59,7 +59,7 @@ int main(int argc, char** argv) {
   const auto start = Clock::now();
   const pid_t child = fork();
   if (child == 0) {
-    // Otherwise, the program would keep the caller's pipe open after first_paint exits.
+    // The program must not keep the caller's pipe open after first_paint exits.
     dup2(STDERR_FILENO, STDOUT_FILENO);
     execv(argv[1], argv + 1);
     _exit(127);

@@ -30,8 +30,8 @@ def _processor_seconds(pid):
 def _time_unread(line):
     """Polls a terminal until data has arrived and has been read.
 
-    Returns the maximum time, in seconds, that the data may have remained unread. If the data
-    arrived and was read between two polls, this is the longest time between two polls.
+    Returns an upper limit for the time during which the data was unread, in seconds. If no poll
+    found unread data, returns the longest time between two polls.
     """
     start = before = time.monotonic()
     arrived = None
@@ -79,9 +79,8 @@ class Idle(SystemTest):
         self._measure("idle-ports")
 
     def test_measures_time_to_first_read(self):
-        """Measures the time from the arrival of a scan's first byte until the program has read it.
-        Sleeps until the scan, because polling would keep the processor busy and shorten the
-        program's pauses."""
+        """Measures how soon the program reads the first byte of a scan. Sleeps before each scan,
+        because polling would keep the processor busy and shorten the program's pauses."""
         Settings(destination=1).save()
         scanner = self.plugged_in_scanner()
         self.start_connected()

@@ -1,8 +1,8 @@
 // Types a file into the program that has focus: type_text FILE [--pace US] [--permission S]
 //
-// Uses Quillet's classes to type. Prints their log, the input method that may change the text, and
-// a line that begins with "posted", "untypable" or "refused". Exits at the end of standard input,
-// because a compositor may drop the events of a program that has exited.
+// Types with Quillet's classes and prints their log. If an input method may change the text, prints
+// the method's name. The last line begins with "posted", "untypable" or "refused". Exits at the end
+// of standard input, because a compositor may drop the events of a program that has exited.
 
 #include <chrono>
 #include <cstdlib>

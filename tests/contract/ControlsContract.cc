@@ -19,7 +19,7 @@
 namespace quillet::test {
 namespace {
 
-/// The main window and its controls, with functions that operate and read them as a user does.
+/// Creates the main window and its controls. Operates and reads the controls as a user does.
 struct WindowHarness {
   virtual ~WindowHarness() = default;
   virtual platform::Window& Window() = 0;

@@ -31,8 +31,8 @@ using platform::KeyFlag;
 struct KeyEventsHarness {
   virtual ~KeyEventsHarness() = default;
   virtual platform::KeyEvents& Keys() = 0;
-  /// Waits until the application with focus has received the next `count` events. Strokes of
-  /// modifier keys are returned as flags of the key-down event that they modify.
+  /// Waits until the application with focus has received the next `count` events. Modifier keys
+  /// are returned as flags of key-down events, not as separate events.
   virtual std::vector<KeyEvent> Receive(std::size_t count) = 0;
 };
 
@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(
 struct ApplicationsHarness {
   virtual ~ApplicationsHarness() = default;
   virtual platform::Applications& Apps() = 0;
-  /// Installs an application that runs until the test ends. @return its path
+  /// Installs an application that, once started, runs until the test ends. @return its path
   virtual std::string Install(const std::string& name) = 0;
 };
 

@@ -19,7 +19,7 @@ namespace {
 using platform::RunRow;
 using window_tests::Find;
 
-/// The settings window, with functions that operate it as a user does.
+/// Creates the settings window and operates it as a user does.
 struct FormHarness {
   virtual ~FormHarness() = default;
   virtual platform::SettingsForm& Form() = 0;
@@ -109,7 +109,7 @@ TEST_P(SettingsFormContract, ReportsChangesByTheUser) {
 INSTANTIATE_TEST_SUITE_P(Form, SettingsFormContract,
                          (Implementations<FormHarness, FakeFormHarness, QtFormHarness>()), kNameOf);
 
-/// The window of earlier runs, with functions that operate and read it as a user would.
+/// Creates the window of earlier runs. Operates and reads the window as a user does.
 struct RunsHarness {
   virtual ~RunsHarness() = default;
   virtual platform::RunsWindow& Runs() = 0;

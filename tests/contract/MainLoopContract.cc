@@ -27,7 +27,7 @@ struct LoopHarness {
   virtual platform::Pasteboard& Pasteboard() = 0;
   /// Returns the text that another program would paste.
   virtual std::string Paste() = 0;
-  /// Runs the main loop until `condition` is true. @return false if a minute has passed
+  /// Runs the main loop until `condition` is true. @return false on time-out (one minute)
   virtual bool RunUntil(const std::function<bool()>& condition) = 0;
   /// Runs a nested main loop, as a modal dialog does. Returns when several ticks have passed and no
   /// work is queued.

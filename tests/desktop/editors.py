@@ -54,8 +54,8 @@ class Terminal(Editor):
     TITLE = "terminal reader"
 
     def __init__(self, test, path="/tmp/terminal.text"):
-        # The test opens the pseudo-terminal, because xterm would change the terminal's group to one
-        # that does not exist in the sandbox.
+        # If xterm opened the pseudo-terminal, the terminal's group would change to one that does
+        # not exist in the sandbox.
         window_side, program_side = os.openpty()
         reader = Process("reader", ["/usr/bin/python3", f"{PROGRAMS}/terminal_reader.py", path],
                          test.desktop.environment, stdin=program_side)

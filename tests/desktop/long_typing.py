@@ -59,8 +59,7 @@ class LongTyping(TypingCase):
             else:
                 others.append(f"{name}: {typed!r}")
                 print(others[-1], flush=True)
-        # Sends a signal, because the window manager would handle thousands of keymap changes before
-        # it closed the window.
+        # The window manager would handle thousands of keymap changes before closing the window.
         self.quillet.process.send(signal.SIGTERM)
         self.quillet.wait_for_end()
         print(f"\n{exact} of {len(pairs)} layouts exact", *others, *missing, sep="\n", flush=True)
@@ -93,8 +92,8 @@ class LongTyping(TypingCase):
                   f"{ours / theirs:.1f} times as fast", flush=True)
 
     def rate(self, program, name, whole):
-        """Returns the number of characters typed per second. xdotool may type the wrong text, so
-        its measurement ends when it exits."""
+        """Returns the number of characters typed per second. The measurement of xdotool ends when
+        xdotool exits, because xdotool may type wrong text."""
         window = Terminal(self, f"/tmp/{program}-{name}.text")
         start = time.monotonic()
         if program == "quillet":

@@ -1,7 +1,7 @@
 """A model of a disk that loses all data that has not been flushed with fsync().
 
-According to fsync(2), fsync() on a file need only write the file's data to the disk, and fsync() on
-a folder only the folder's entries. Most file systems write more.
+According to fsync(2), fsync() on a file may write only the file's data to the disk. On a folder,
+fsync() may write only the folder's entries. Most file systems write more.
 """
 
 import os

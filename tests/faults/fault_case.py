@@ -34,8 +34,8 @@ class FaultTest(SystemTest):
         return file_text(records, self.settings, serial, self.model)
 
     def check_run(self, records=None, clear=True):
-        """Synchronizes, starting with an empty view. Checks the view and the file, then clears the
-        view unless `clear` is False."""
+        """Synchronizes and checks the view and the file. The view must be empty before the call.
+        Finally clears the view, unless `clear` is False."""
         records = self.records if records is None else records
         run = messages.erasing_run if self.settings.clear_memory else messages.file_run
         self.synchronize(run(len(records), OUTPUT))
@@ -62,9 +62,9 @@ class FaultTest(SystemTest):
         self.start_connected()
 
     def check_lost_run(self, faults, wait, **settings):
-        """Checks that a run with these faults does not end, change the file or erase the scanner,
-        and that the first run after a restart is complete. `wait` returns when the faults have
-        taken effect."""
+        """Checks a run with these faults. The run must not end, and must not change the file or
+        erase the scanner. The first run after a restart must be complete. `wait` returns when the
+        faults have taken effect."""
         scanner = self.begin_connected(3, *faults, clear_memory=1, **settings)
         self.quillet.press("Synchronize")
         wait()

@@ -33,8 +33,8 @@ class EveryCallTest(ArchiveTest):
         return points
 
     def check(self, destination, burst):
-        """Synchronizes once per fault. If the destination is a file, also combines each EIO fault
-        of the output file with an archive that cannot be flushed."""
+        """Synchronizes once per fault. If the destination is a file, repeats each EIO fault of the
+        output file while the archive cannot be flushed."""
         results = collections.Counter()
         points = self.points(destination, burst)
         runs = [[point] for point in points]

@@ -131,8 +131,8 @@ class ArchiveKillTest(ArchiveTest):
         return length
 
     def kill_once(self, records, destination, way, length, kill, chance):
-        """Kills the program during a run. Returns where the records are: in the scanner, in the
-        archive or in both."""
+        """Kills the program during a run. Returns the location of the records: only in the scanner,
+        only in the archive, or in both."""
         scanner = self.begin_run(records, destination, way)
         if kill % 4 == 0:
             wait_until(archive.records_files, "the archive")

@@ -2,10 +2,10 @@
 //
 // Input: steps. In the first byte of a step, bits 0-1 are the type:
 //   0  a user writes the settings file; see Computer::Store for the following bytes
-//   1  this user starts the program
-//   2  this user starts the program and agrees to the settings
-//   3  this user starts the program and saves from the settings window. If bit 2 is set, the user
-//      declines the settings first. If bit 3 is set, bits 4-5 are the destination to select.
+//   1  Quillet's user starts the program
+//   2  Quillet's user starts the program and agrees to the settings
+//   3  Quillet's user starts the program and saves from the settings window. If bit 2 is set, the
+//      user declines the settings first. If bit 3 is set, bits 4-5 are the destination to select.
 //
 // Only root can create files owned by another user. Without root privileges, the test does nothing.
 
@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 constexpr uid_t kSettingsAuthor = 1;
 constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 
-// The effects that require this user's consent.
+// The effects of settings that require the consent of Quillet's user.
 struct Effects {
   std::string starts = {};  // the program that a run starts
   std::string writes = {};  // output file; empty: the default or a file in the data folder
@@ -66,7 +66,7 @@ class Computer {
   /// by its length. In a name, "~" is the temporary folder.
   void Store(Input& input) const;
 
-  /// Returns true if only this user could have written the settings.
+  /// Returns true if only Quillet's user could have written the settings.
   bool IsTrusted() const {
     return IsSafe("shared", true) && IsSafe("shared/data", false) &&
            IsSafe("shared/data/QuilletRegistry.txt", false);

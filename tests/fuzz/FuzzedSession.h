@@ -37,7 +37,7 @@ class FuzzedSession final : public LumetDelegate {
 
   /// Sends a command, unless the session is waiting for an answer.
   void Send(char type) {
-    // Avoids downloads of an arbitrary number of records, which take too long.
+    // A download takes too long if the scanner has reported many records.
     const bool oneRecord = lumet.SyncEndIndex() == 1;
     if (type == 'P' && !oneRecord) return session_.SendBurst();
     if (type == 'p' && !oneRecord) return;

@@ -1,10 +1,11 @@
 // Fuzzes reading and writing the settings file and an output file in folders owned by another user.
 //
-// Input: steps. In the first byte of a step, bits 0-1 are the type, bits 2-4 select a path, and
-// bits 5-7 select what another user creates there:
-//   0, 1  the other user creates a file, link, hard link, pipe or folder; the next byte is its mode
-//   2     this user reads the settings, then saves them
-//   3     this user writes to an output file; appends if bit 5 is set
+// The input is a sequence of steps. In the first byte of a step, bits 0-1 are the type and bits 2-4
+// select a path:
+//   0, 1  the other user creates a file, link, hard link, pipe or folder, depending on bits 5-7;
+//         the next byte is the mode of the new file
+//   2     the program reads the settings, then saves them
+//   3     the program writes to an output file; appends if bit 5 is set
 //
 // Only root can create files owned by another user. Without root privileges, the test does nothing.
 
@@ -29,8 +30,8 @@ namespace fs = std::filesystem;
 constexpr uid_t kOther = 1;
 constexpr std::string_view kSecret = "secret";
 
-// A computer on which this user owns a private file and a folder, and another user owns a shared
-// folder.
+// The files of two users. The user who runs the test owns a private file and a folder. The other
+// user owns a shared folder.
 class Computer {
  public:
   Computer() {
@@ -62,7 +63,7 @@ class Computer {
 
   /// Acts as the other user and replaces `path`.
   /// @param kind  type of the new file
-  /// @param mode  its mode or, for a link, the index of the path that it points to
+  /// @param mode  mode of the new file; for a link to another path, the number of that path
   void Create(const std::string& path, unsigned kind, mode_t mode) const;
 
   /// Checks that the program has not changed or disclosed the user's own files.
@@ -130,7 +131,7 @@ void Computer::Check() const {
   }
 }
 
-// Like SettingsEditor, saves settings that another user could have written.
+// Saves settings that another user may have written, as SettingsEditor does.
 void SaveAgain(const SettingsImage& read, LumetFile& files) {
   Settings settings;
   ReadChoices(read, settings);

@@ -1,7 +1,7 @@
 // Usage: power_runs run FOLDER RUNS RANDOM_STATE | power_runs list FOLDER
 //
 // run   downloads records from a simulated scanner and erases it, RUNS times. Quillet runs without
-//       its window, with its archive and its output file below FOLDER, which need not exist.
+//       its window. The archive and the output file are below FOLDER. FOLDER need not exist.
 //       Before each run, prints "run PID NUMBER" and the scanner's records in hexadecimal. PID is
 //       the process ID. NUMBER is the number of the run's first erase command, counted from 1
 //       across all runs; a record-by-record run sends two erase commands.
@@ -32,7 +32,7 @@ void PrintHexadecimal(std::span<const std::uint8_t> bytes) {
   for (const std::uint8_t byte : bytes) std::printf("%02x", byte);
 }
 
-// Creates records with texts that no other run uses. Some bursts have up to 300 records.
+// Creates up to 6 records, or up to 300 for some bursts. The texts are different in each run.
 std::vector<simulator::ScanRecord> SomeRecords(int run, bool burst, std::mt19937& random) {
   std::size_t count = 1 + random() % 6;
   if (burst && run % 4 == 0) count = 1 + random() % 300;

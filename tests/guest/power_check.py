@@ -14,7 +14,8 @@ any subset of the later writes. At each erase command and at random writes after
 script creates such states, mounts them and compares the archives with all records erased so far.
 
   --at-erase      number of random states per erase command (default 20)
-  --later         number of random writes after an erase, with two states each (default 2000)
+  --later         number of random writes after an erase at which to check two states
+                  (default 2000)
   --atomic        number of bytes that the disk writes atomically (default 4096)
   --random-state  seed for the random choices (default 1)
 
@@ -74,8 +75,7 @@ def read_runs(path):
 
 
 class Disk:
-    """The contents of the disk at the last flush. Mounts them with a selection of the later writes
-    applied."""
+    """The disk contents at the last flush. Can be mounted with some of the later writes applied."""
 
     def __init__(self, image, kind, folder):
         self._kind = kind

@@ -109,7 +109,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     Choose(settings_, identity_, GetParam(), choices_);
   }
 
-  /// Copies an answer to the start of `memory_`, as the session does.
+  /// Copies an answer to the start of `memory_`, which mirrors the session's receive buffer.
   void Remember(std::string_view answer) {
     for (std::size_t i = 0; i < answer.size(); ++i) {
       memory_.Put(i, static_cast<std::uint8_t>(answer[i]));
@@ -176,7 +176,7 @@ class ComparisonTest : public ::testing::TestWithParam<Layout> {
     }
   }
 
-  /// Compares the line and the log line of a single record with the expected ones.
+  /// Checks the composed line and the log line of a single record.
   void CompareOnly(const Memory& memory, std::int64_t start, const std::vector<Made>& made) {
     const Line expected = LineOfRecord(memory, start, GetParam(), choices_);
     Count(memory, start);

@@ -58,8 +58,8 @@ Line LineOfRecord(const Memory& memory, std::int64_t start, Layout layout, const
 struct Visit {
   std::int64_t offset = 0;
   std::int64_t step = 0;  ///< bytes to the next record
-  bool erased = false;    ///< an erased record, which yields no line
-  bool last = false;      ///< an invalid record, which yields no line and ends the walk
+  bool erased = false;    ///< the record is erased and yields no line
+  bool last = false;      ///< the record is invalid, yields no line and ends the walk
 };
 
 /// Returns the records of a burst.

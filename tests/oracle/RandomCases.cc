@@ -29,8 +29,8 @@ Bytes Characters(Random& random, int length) {
         random.Of({0x80, 0x800, 0x800, 0x10000, 0x10000, 0x110000, 0x110000, 0x200000}));
     AddCharacter(data, static_cast<std::uint32_t>(random.Next() % limit));
   }
-  // Truncating to `length` may split the last character. In three of four cases, the whole
-  // character is removed instead.
+  // Truncating to `length` may split the last character. To prevent this in three of four cases,
+  // trailing non-ASCII characters are first replaced with "x".
   if (!random.OneIn(4)) {
     while (static_cast<int>(data.size()) > length || (!data.empty() && data.back() >= 0x80)) {
       data.pop_back();
@@ -80,7 +80,7 @@ int RandomPair(Random& random) {
                          : random.Below(65536);
 }
 
-/// Returns a length that is probably wrong, for the length field of a record.
+/// Returns a random value for the length field of a record. The value is probably wrong.
 int WrongLength(Random& random, Layout layout) {
   if (layout == Layout::kOlder) return random.OneIn(2) ? random.Below(8) : random.Below(256);
   if (random.OneIn(100)) return random.Below(65536);

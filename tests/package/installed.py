@@ -1,6 +1,6 @@
 """Installs a build to a temporary prefix and checks the files: installed.py CMAKE BUILD VERSION
 
-All files must be inside the prefix and must use the same names and version.
+All files must be inside the prefix. The names and version numbers in them must be consistent.
 """
 
 import configparser

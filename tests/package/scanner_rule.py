@@ -61,7 +61,7 @@ def descriptors(interfaces):
 
 
 def plug_in(testbed, model, maker, interfaces):
-    """Adds a device with a terminal. Returns their paths in sysfs."""
+    """Adds a device with a terminal. Returns the sysfs paths of the device and the terminal."""
     device = "/devices/pci0000:00/0000:00:14.0/usb1/1-1"
     kind = [f"{number:02x}" for number in interfaces[0]]
     for lines in (

@@ -14,7 +14,7 @@ namespace quillet::test {
 /// A child process. The destructor kills it.
 class Child {
  public:
-  /// @param work  runs in the child; its result is the exit status
+  /// @param work  function to run in the child; returns the child's exit status
   explicit Child(const std::function<int()>& work) : pid_(fork()) {
     if (pid_ == 0) _exit(work());
   }

@@ -61,8 +61,8 @@ class DesktopApplicationsTest : public ::testing::Test {
     return path;
   }
 
-  /// Returns the number of starts so far. First starts one more application, which is not counted,
-  /// and waits for it, so that all pending starts have been recorded.
+  /// Starts an additional application and waits for it, so that all pending starts are recorded.
+  /// @return the number of recorded starts, without the additional one
   std::size_t CountStarts() {
     const std::string mark = scripts_.folder / "mark";
     const std::string marker = scripts_.Install("marker", ": >'" + mark + "'\n");
@@ -81,7 +81,7 @@ class DesktopApplicationsTest : public ::testing::Test {
     ASSERT_TRUE(WaitFor([&] { return clock_.ends > ends; }));
   }
 
-  /// Opens an application while this process has a window of the application's class.
+  /// Opens an application while the test's process has a window with the application's WM_CLASS.
   void OpenWithWindow(const Texts& serverOptions) {
     test::XServer server(serverOptions);
     test::XClient client;

@@ -33,7 +33,7 @@ class FakePortal {
 
   void Start();                            ///< adds the portal to the bus
   void End();                              ///< removes the portal from the bus
-  void CloseSession() { closes_ = true; }  ///< the desktop revokes the permission
+  void CloseSession() { closes_ = true; }  ///< acts as a desktop that revokes the permission
 
   std::atomic<User> user = User::kGrants;
   std::atomic<unsigned> version = 2;
@@ -45,7 +45,7 @@ class FakePortal {
 
   std::vector<Options> selections() const;  ///< arguments of SelectDevices
   int questions() const;                    ///< number of requests for permission
-  std::string keysyms() const;              ///< "+61 -61 " for a press and a release of "a"
+  std::string keysyms() const;  ///< received key events; "+61 -61 ": "a" is pressed and released
 
  private:
   void Run();

@@ -90,7 +90,7 @@ TEST(KeymapSearchTest, SkipsKeysThatChangeALockState) {
       const KeyChord* const chord = layout.Search().Find(character, {0, locked});
       if (chord == nullptr) continue;
       for (const std::uint32_t key : chord->modifiers) {
-        // In xkeyboard-config 2.42, the key found for "|" has it on level 3.
+        // In xkeyboard-config 2.42, the search finds a key for "|" that requires kLevel3Key.
         if (character == '|' && key == kLevel3Key) continue;
         EXPECT_EQ(layout.Search().ModifierKey(kShift, {0, locked}), key) << character;
       }
@@ -98,8 +98,8 @@ TEST(KeymapSearchTest, SkipsKeysThatChangeALockState) {
   }
 }
 
-// de(neo) puts Tab on the Num Lock key. If de(neo) is the second layout, the key remains a
-// modifier.
+// In de(neo), the Num Lock key types Tab. If de(neo) is the second layout, the keymap still maps
+// the key to a modifier.
 TEST(KeymapSearchTest, DoesNotUseModifierKeysThatTypeCharacters) {
   XkbLayout two("us,de", ",neo");
   const KeyboardState state{1, 0};

@@ -27,7 +27,7 @@ std::string MissingKeysyms(const char* layout, const char* variant = "",
 
 TEST(KeysymSearchTest, FindsOnlyKeysymsThatTheDesktopSupports) {
   EXPECT_EQ(MissingKeysyms("us"), "");
-  // The first keys with these symbols produce them on level 4.
+  // These characters are on level 4 of their first key. Desktops do not support that level.
   EXPECT_EQ(MissingKeysyms("gb"), "<>");
   EXPECT_EQ(MissingKeysyms("de", "neo"), ",.");
   EXPECT_EQ(MissingKeysyms("de"), "^`");  // dead keys

@@ -34,8 +34,8 @@ int ReplaceFile(const std::string& path, std::size_t bytes) {
 }
 
 /// Opens the standard descriptors that are closed.
-/// @return 10, plus 1, 2 and 4 if descriptor 0, 1 and 2, respectively, is then the null device.
-///         Less than 10 if one is still closed or another descriptor was opened.
+/// @return 10 plus a mask: bit N is set if descriptor N is now the null device. Less than 10 if a
+///         standard descriptor is still closed or another descriptor was opened.
 int CheckDescriptors() {
   struct stat nullDevice {};
   struct stat status {};

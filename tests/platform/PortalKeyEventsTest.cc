@@ -50,7 +50,7 @@ void Type(KeyEvents& keys, const std::string& text, KeyFlag flag = KeyFlag::kNon
 constexpr char kTypesThroughPortal[] = "Typing through the desktop portal";
 
 struct PortalKeyEventsTest : testing::Test {
-  /// Creates `keys`, as the program does when it starts, on a desktop with these XKB layouts.
+  /// Simulates a start of the program: creates `keys` on a desktop with these XKB layouts.
   void Begin(std::chrono::seconds patience = 0s, const std::string& layouts = "us") {
     keys.reset();
     layout.reset();

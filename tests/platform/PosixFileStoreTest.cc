@@ -64,8 +64,8 @@ class CreationMask {
 constexpr uid_t kNobody = 65534;
 
 /// Runs `work` in a child process that is subject to file permissions. If the test runs as root,
-/// the child becomes the user nobody. If that is not permitted, root has no capabilities (for
-/// example in a container), so file permissions apply to root too.
+/// the child becomes the user nobody. Some containers do not permit this. There, root has no
+/// capabilities and is subject to file permissions.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
   constexpr int kNotPossible = 2;
   const int result =
@@ -224,7 +224,7 @@ TEST_F(PosixFileStoreTest, TrustsOnlyFilesThatOtherUsersCannotWriteTo) {
 }
 
 TEST_F(PosixFileStoreTest, TrustsAGroupThatContainsOnlyThisUser) {
-  constexpr uid_t kUser = 1;  // on Debian, its primary group has the same name and ID
+  constexpr uid_t kUser = 1;  // on Debian, user 1's primary group has the same name and ID
   constexpr gid_t kOtherGroup = 2;
   const std::string file = Put("file", "contents", 0664);
   for (const gid_t group : {gid_t{kUser}, kOtherGroup}) {
@@ -288,7 +288,7 @@ TEST_F(PosixFileStoreTest, ReadCheckedRevokesWritePermissionOfOthers) {
 TEST_F(PosixFileStoreTest, ReadCheckedKeepsTheModeOfSharedFolders) {
   const std::string file = Put("file", "contents", 0644);
   for (const mode_t mode : {01777U, 0775U, 0777U, 02775U}) {
-    // ReadChecked keeps the other modes only if root owns the folder.
+    // If root does not own the folder, ReadChecked changes modes other than 01777.
     if (mode != 01777 && geteuid() != 0) continue;
     chmod(folder_.path().c_str(), mode);
     const Custody custody = store_.ReadChecked(file, kAll).custody;
@@ -545,7 +545,7 @@ TEST_F(PosixFileStoreTest, FlushesAGrowingFileOnlyIfItsFolderIsReadable) {
 }
 
 TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
-  // fsync() fails with EINVAL for /proc/self, and open() with EACCES for an unreadable folder.
+  // For /proc/self, fsync() fails with EINVAL. For an unreadable folder, open() fails with EACCES.
   const std::string path = "/proc/self/root" + folder_.path() + "/private/inner/file";
   chmod(folder_.path().c_str(), 0755);
   fs::create_directories(folder_ / "private/inner");
@@ -556,7 +556,7 @@ TEST_F(PosixFileStoreTest, FlushesAFileWhoseParentsCannotBeFlushed) {
     return file && file->Append("a") && file->Synchronize(std::chrono::seconds(30)) &&
            store_.SynchronizeEntries(path, std::chrono::seconds(30));
   }));
-  // Now the user can write to "private", so its entry "inner" may be new and must be flushed.
+  // Now the user can write to "private" and may have created "inner", so "private" must be flushed.
   chmod((folder_ / "private").c_str(), 0333);
   EXPECT_FALSE(
       AsOrdinaryUser([&] { return store_.SynchronizeEntries(path, std::chrono::seconds(30)); }));
@@ -576,7 +576,7 @@ TEST_F(PosixFileStoreTest, FlushesAFileReachedThroughAnotherUsersLink) {
 TEST_F(PosixFileStoreTest, FailedWriteChangesNothing) {
   const std::string path = folder_.Put("file", "old");
   EXPECT_EQ(Child([&] {
-              // The write that reaches the limit is incomplete. The next one fails.
+              // The write that reaches the limit is incomplete. The next write fails.
               const rlimit limit{100'000, 100'000};
               setrlimit(RLIMIT_FSIZE, &limit);
               std::signal(SIGXFSZ, SIG_IGN);

@@ -33,7 +33,7 @@ class RegistryListener {
   RegistryListener& operator=(const RegistryListener&) = delete;
   ~RegistryListener() { Release(); }
 
-  /// Reads and releases all objects of the iterator. This arms the iterator.
+  /// Arms the iterator by reading all its objects. Releases the objects.
   /// @return the number of objects
   int Empty() {
     int objects = 0;

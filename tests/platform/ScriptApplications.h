@@ -14,7 +14,7 @@ namespace quillet::test {
 
 /// Shell scripts that act as applications. Each start appends the process ID to a file.
 class ScriptApplications {
-  UniqueFd writer_;  // destroyed after the folder; closing it ends the waiting scripts
+  UniqueFd writer_;  // outlives `folder`; closing the descriptor ends the waiting scripts
 
  public:
   ScriptApplications() {
@@ -31,8 +31,8 @@ class ScriptApplications {
   }
 
   /// Installs an application that runs `lines` and then waits until it is killed or the test ends.
-  /// The script waits without a child process, because a child has the script's command line until
-  /// it calls exec.
+  /// The script waits without a child process. Until a child calls exec, its command line is the
+  /// script's.
   std::string InstallEditor(const std::string& name = "editor",
                             const std::string& lines = "") const {
     return Install(name, lines + "read _ <'" + Fifo() + "'\n");

@@ -33,7 +33,7 @@ TEST(UsbModemName, DiffersForEachInterface) {
     const auto [known, isNew] = places.emplace(*name, place);
     EXPECT_EQ(known->second, place) << *name;
   };
-  // All paths of one to three of these port numbers, which have different encoded lengths.
+  // All paths with one to three of these port numbers. The numbers have different encoded lengths.
   std::vector<std::string> paths;
   for (const int a : numbers) {
     paths.push_back(std::to_string(a));

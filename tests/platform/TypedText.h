@@ -10,8 +10,8 @@ struct xkb_keymap;
 
 namespace quillet::test {
 
-/// An X client with a window that has focus. It translates keys with its own copy of the
-/// server's keymap, which it reads again after each change, as toolkits do.
+/// An X client with a window that has focus. Like a toolkit, it translates keys with a copy of the
+/// server's keymap and reads the keymap again after each change.
 class TypedText {
  public:
   TypedText();
@@ -19,7 +19,7 @@ class TypedText {
   TypedText(const TypedText&) = delete;
   TypedText& operator=(const TypedText&) = delete;
 
-  /// Returns all text received so far. Handles pending events.
+  /// Handles pending events, then returns all text received so far.
   const std::string& Text();
 
   /// Waits until the text is `expected`. @return the text
@@ -32,7 +32,7 @@ class TypedText {
   void LockModifiers(int modifiers);  ///< locks exactly these modifiers
 
   /// Turns accessibility settings on or off.
-  /// @param controls  XCB_XKB_BOOL_CTRL_SLOW_KEYS and similar
+  /// @param controls  mask of XCB_XKB_BOOL_CTRL_* values, such as XCB_XKB_BOOL_CTRL_SLOW_KEYS
   void SetControls(std::uint32_t controls, bool on);
 
   int KeysDown();  ///< returns the number of keys that are down

@@ -179,7 +179,7 @@ class WindowClock final : public Clock {
   void SetSleepSlack(std::chrono::microseconds slack) override { clock_.SetSleepSlack(slack); }
   void Sleep(std::chrono::microseconds duration) override {
     clock_.Sleep(duration);
-    // A call to Text that is in progress may miss the latest events.
+    // Waits for two calls of Text, because the first may have begun before the latest events.
     const int enough = readings_ + 2;
     test::WaitFor([&] { return readings_ >= enough; });
   }

@@ -28,7 +28,7 @@ class XClient {
 
   /// Creates a window and gives it focus.
   void TakeFocus();
-  /// Gives focus to the latest window, which must be visible.
+  /// Gives focus to the window created last. The window must be visible.
   void Focus();
   /// Returns the code of the window's next key event: negative for a release, 0 if there is none.
   int NextKey();

@@ -117,7 +117,7 @@ TEST_F(SimulatorFaultTest, UnplugsAfterExactlyTheGivenNumberOfReceivedBytes) {
 }
 
 TEST_F(SimulatorFaultTest, UnplugsAfterAnyByteOfASession) {
-  // The session has 18 bytes: W @ M 1234567890@ GS1 @. Each cut loses at least the last one.
+  // The session has 18 bytes: W @ M 1234567890@ GS1 @. Each cut loses at least the last byte.
   for (std::size_t cut = 1; cut <= 17; ++cut) {
     AttachWith("after-bytes " + std::to_string(cut) + " unplug");
     for (const auto& [command, size] : {std::pair("W", 1U), {"M", 11U}, {"GS1", 1U}}) {

@@ -20,7 +20,7 @@ def _milliseconds():
 
 class WaylandKeyboard:
     """A keyboard on a compositor that supports zwp_virtual_keyboard_manager_v1. Implements only the
-    part of the Wayland wire protocol that it needs."""
+    required part of the Wayland wire protocol."""
 
     _REGISTRY, _SYNC, _SEAT, _MANAGER, _KEYBOARD = 2, 3, 4, 5, 6
 

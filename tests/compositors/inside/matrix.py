@@ -21,8 +21,8 @@ LAYOUTS = ("us us(dvorak) de de(neo) fr fr(bepo) gb tr tr(f) ru gr jp ch(fr) es 
            .split())
 DESKTOPS = {desktop.name: desktop for desktop in (X11, Ibus, Fcitx, Gnome, Kwin, Sway)}
 TEXT = "".join(map(chr, range(0x20, 0x7F))) + "\tTavo 4006381333931 aAbB11!!\n"
-# Incorrect text counts as final after QUIET seconds without a change, or after QUIET_AT_END seconds
-# if it ends with a line feed, as TEXT does.
+# Incorrect text counts as final after QUIET seconds without a change. For text that ends with a
+# line feed, like TEXT, QUIET_AT_END applies instead.
 QUIET_AT_END, QUIET = 0.3, 2.0
 
 
@@ -60,9 +60,9 @@ class Receiver:
             return file.read()
 
     def wait_for(self, before, text, limit=20):
-        """Waits until `text` is received after `before`, and returns all text received after
-        `before`. Gives up if different text arrives and no more follows, or if no text arrives for
-        `limit` seconds."""
+        """Waits until `text` is received after `before`. Gives up if different text stops
+        changing, or if no text arrives for `limit` seconds. Returns all text received after
+        `before`."""
         last, changed = "", time.monotonic()
         end = changed + limit
         while time.monotonic() < end:
@@ -171,7 +171,7 @@ class Cell:
 
 
 def get_permission(desktop):
-    """Grants the permission to type, which the program saves."""
+    """Grants the permission to type. The program saves the permission."""
     receiver = Receiver(desktop, "gtk")
     answer = desktop.answer_dialog("Share", "Allow")
     problem = Cell(desktop, receiver).plain("us")

@@ -70,7 +70,7 @@ struct Service {
   std::optional<std::string> path;  ///< property "IOCalloutDevice"
   std::string type = "IOSerialStream";
   std::string serviceClass = "IOSerialBSDClient";
-  bool nameIsString = true;  ///< false: the name is not a string, as with a faulty driver
+  bool nameIsString = true;  ///< the name is a string; false simulates a faulty driver
   bool present = true;
 };
 
@@ -83,7 +83,7 @@ struct PostedKey {
   bool flagsWereSet = false;
   int sourceState = -1;  ///< -1: the event has no source
   std::int64_t userData = 0;
-  std::u16string text = {};  ///< text set instead of the key's text; empty if none was set
+  std::u16string text = {};  ///< text that replaces the key's text; empty if none was set
 
   bool operator==(const PostedKey&) const = default;
 };

@@ -30,8 +30,8 @@ struct Iterator {
   void* context = nullptr;
   bool armed = false;
 
-  // The type "IOSerialStream" is kIOSerialBSDAllTypes (IOKit/serial/IOSerialKeys.h) and matches
-  // streams of every type.
+  // "IOSerialStream" is the value of kIOSerialBSDAllTypes (IOKit/serial/IOSerialKeys.h). This value
+  // matches streams of every type.
   bool Matches(const Service& service) const {
     return service.serviceClass == serviceClass &&
            (type.empty() || type == "IOSerialStream" || service.type == type);

@@ -35,7 +35,7 @@ def port_name(terminal):
 
 
 class UsbScanner(Scanner):
-    """A scanner on a USB gadget. The kernel chooses the name of its port."""
+    """A scanner on a USB gadget. The kernel chooses the port's name."""
 
     _LINE = "--device"
 
