@@ -179,7 +179,7 @@ class AppFixture : public ::testing::Test {
     return own == nullptr ? ours : *own;
   }
 
-  // Number of attempts to connect that have set bConnecting to true.
+  // Number of connection attempts that have begun. Each has already set bConnecting to true.
   std::size_t Started() const {
     return static_cast<std::size_t>(std::ranges::count_if(log.lines(), [](const auto& line) {
       return line.starts_with("-[SyncController TryToConnectTavo]") ||

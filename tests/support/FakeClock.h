@@ -64,8 +64,8 @@ class FakeClock final : public platform::Clock {
     while (stopped_) std::this_thread::sleep_for(std::chrono::hours(1));
   }
 
-  /// Makes all sleeps last forever, so that threads that never end stop polling. Call at the end of
-  /// a test.
+  /// Makes all sleeps last forever, so that threads that outlive the test stop polling. Call at the
+  /// end of a test.
   void Stop() { stopped_ = true; }
 
   void SetSleepSlack(Duration slack) override {

@@ -35,8 +35,11 @@ class FakePanels final : public platform::Panels {
     return confirms;
   }
 
-  /// The panels in the order shown, each as "save|folder|name|omitted file", "open|folder|name",
-  /// "title|folder|name" (export), or a question and its effects separated by "|".
+  /// The panels in the order shown:
+  ///   save panel       "save|folder|name|omitted file"
+  ///   open panel       "open|folder|name"
+  ///   export panel     "title|folder|name"
+  ///   ConfirmSettings  "question|first effect|second effect" and so on
   std::vector<std::string> runs;
   std::optional<std::string> answer;
   bool confirms = false;  ///< the answer to ConfirmSettings

@@ -150,8 +150,8 @@ class FakePasteboard final : public platform::Pasteboard {
   std::vector<std::string> texts_;
 };
 
-/// Applications that the test installs. A newly opened application is listed only after
-/// `looksBeforeListed` calls to LaunchedApplications.
+/// Applications that the test installs. After an application is opened, the first
+/// `looksBeforeListed` calls to LaunchedApplications return an empty list.
 class FakeApplications final : public platform::Applications {
  public:
   bool HasApplication(const std::string& path) override { return installed.contains(path); }

@@ -75,7 +75,7 @@ class HookedFileStore : public platform::FileStore {
   std::optional<std::string> otherUser;  ///< if set, the owner that ReadChecked reports
   bool hasLocks = true;                  ///< false: OpenGrowing fails
   bool isReadOnly = false;  ///< true: private files can be neither replaced nor deleted
-  bool flushes = true;      ///< false: Synchronize fails for files opened later
+  bool flushes = true;      ///< whether newly opened files can be flushed to the disk
   std::function<void()> whileReplacing;  ///< called by the next write only
 
  private:

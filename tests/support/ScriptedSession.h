@@ -55,7 +55,8 @@ class ScriptedSession {
     Send({1, 'p'});
   }
 
-  /// Drops the commands queued after a burst: sends their wake-up, which is not answered.
+  /// Sends the wake-up for the commands queued after a burst. The wake-up is not answered, so the
+  /// commands are dropped.
   void DropQueue() { lumet.DispatchCommand(); }
 
  private:

@@ -18,7 +18,7 @@ struct Choice {
   bool appenddata = false, nonenglish = false;
 };
 
-/// Writes a settings file for lines that consist of a record's data and CR LF.
+/// Writes `choice` to a settings file. The line format is a record's data followed by CR LF.
 /// @param folder  the program's data folder, which must not exist
 inline void WriteSettingsFile(const Choice& choice, const std::string& folder) {
   Settings chosen;

@@ -113,8 +113,8 @@ class EarlierSynchronizationsTest(SystemTest):
                    "focus in the main window")
 
     def csv(self, name, choice, key):
-        """Exports the selected run after pressing `key`, which selects the option `choice`. Returns
-        the file's contents."""
+        """Exports the selected run to a CSV file and returns the file's contents. Presses `key` to
+        select the option `choice`."""
         path = f"{SHARED}/{name}"
         self.xdotool("key", "alt+x")
         self.wait_for_focus(CSV)

@@ -38,8 +38,8 @@ class ArchiveFaultsTest(SystemTest):
 class SignalTest(ArchiveFaultsTest):
 
     def start(self, **popen):
-        # Resets the signals: shells start background commands with SIGINT ignored, and the program
-        # keeps ignoring signals that are ignored at startup.
+        # Restores the default actions. Shells start background commands with SIGINT ignored, and
+        # the program keeps ignoring signals that are ignored at startup.
         popen.setdefault("preexec_fn", lambda: [signal.signal(each, signal.SIG_DFL)
                                                 for each in _SIGNALS])
         # Disables leak detection, which could exceed the time limit.

@@ -37,14 +37,14 @@ class LogTest(SystemTest):
                          "-[SyncController TavoInitializationDone:]",
                          "-[SyncController DisplayConnectionMessage:][0:1]usbmodem310",
                          "-[QuilletAppDelegate windowWillClose:]"):
-            # assertIn consumes the iterator up to the expected line, which checks the order.
+            # Each assertIn continues after the line that was found last, so the order is checked.
             self.assertIn(expected, lines)
 
     def test_escapes_control_characters(self):
         path = f"{FOLDER}/out\x1b[2J\n.txt"
         Settings(filename=path).save()
         data = bytes(range(1, 32)) + b"\x7f\x1b]0;title\x07"
-        # The second and third records contain CSI (U+009B): as an invalid byte and in UTF-8.
+        # The second record contains an invalid byte. The third contains CSI (U+009B) in UTF-8.
         scanner = self.plugged_in_scanner([Record(6, each, _TIME) for each in
                                            (data, b"\x9b2J", "\u009b2J".encode())])
         quillet = self.start_connected()

@@ -74,14 +74,13 @@ class CreatedFilesTest(OtherUsersTest):
         self.assertEqual([], os.listdir(f"{SHARED}/QuilletDataAB"))
 
     def check_alternative_name(self, target):
-        """Synchronizes to a file with a generated name. For each name that can be generated in the
-        next five minutes, the other user has created a link to `target`."""
+        """The other user creates a link to `target` for each name that the program can generate in
+        the next five minutes. A run must then write to a file with a longer name."""
         now = datetime.datetime.now()
         times = [now + datetime.timedelta(seconds=second) for second in range(300)]
         names = " ".join(f"QuilletData005771_{time:%Y%m%d_%H%M%S}.txt" for time in times)
         put(_PRIVATE, "private\r\n")
-        # Only the folder's owner can replace other users' files in it, so the other user must own
-        # it.
+        # The other user must own the folder, because only the owner can replace other users' files.
         os.rmdir(SHARED)
         os.chmod("/Users", 0o1777)
         other_user.run(f"mkdir -m 1777 {SHARED}")

@@ -1,4 +1,4 @@
-"""Simulates suspending the computer, which removes a port that loses power and adds it again when
+"""Simulates suspending the computer. A port that loses power is removed, and is added again when
 the computer resumes."""
 
 import signal
@@ -11,7 +11,7 @@ _LOST = "The connection to the scanner was lost. "
 class SuspendTest(SystemTest):
 
     def suspend_and_resume(self, scanner):
-        """Removes and adds the port. The program sees both events only after it resumes."""
+        """Suspends the program, removes the port, adds the port again and resumes the program."""
         self.devices.listener = None
         self.quillet.process.send(signal.SIGSTOP)
         scanner.unplug()

@@ -71,10 +71,10 @@ class TwoDevicesTest(SystemTest):
     def test_connects_to_scanner_plugged_in_during_an_attempt(self):
         self.scanner(faults=["on any ignore"], node="ttyACM1", place="3-2:1.0").plug_in()
         quillet = self.start()
-        # Waits for the log line. On a busy machine, the test might not read the view until after
-        # the attempt, which takes 6 seconds.
+        # The attempt takes 6 seconds. On a busy machine, it may end before the test reads the view,
+        # so the test waits for the log line instead.
         self.log.wait_for("[/dev/ttyACM1]:Open succeeded !!!")
-        # This port precedes the port that is being tried, so the attempt does not reach it.
+        # ttyACM0 precedes ttyACM1, which is being tried, so this attempt does not try ttyACM0.
         self.plugged_in_scanner()
         quillet.wait_for_view_end(messages.FAILED_TO_CONNECT + messages.connecting())
         quillet.wait_for_ports(["None", "Tavo[005771]"])

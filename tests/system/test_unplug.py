@@ -90,8 +90,8 @@ class UnplugTest(SystemTest):
         quillet.wait_for_view(messages.RUN_STARTED + "." + messages.disconnected())
         self.assert_file(OUTPUT, "saved yesterday\r\n")
 
-        # The run continues after the reconnection. The records requested while the scanner was
-        # unplugged are missing.
+        # The run continues when the scanner is plugged in again. The records requested in the
+        # meantime are missing from the file.
         scanner.plug_in()
         quillet.wait_for_view_end(messages.ERASED + messages.FINISHED + messages.connected()
                                   + messages.CLOCK_SET)

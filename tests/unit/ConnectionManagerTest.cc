@@ -34,7 +34,7 @@ TEST_F(ConnectionManagerTest, ShowsTheNoPortMessageForFiveSeconds) {
 }
 
 TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAConnectionAttempt) {
-  // Delays the end of the connection attempt until the test has pressed Connect.
+  // Keeps the connection attempt running until the test has pressed Connect.
   auto& pressed = test::Immortal<std::atomic<bool>>(false);
   clock.OnSleep([&tavo = tavo, &connected = controller.bIsConnected, &pressed] {
     tavo.Settle(connected);
@@ -57,7 +57,7 @@ TEST_F(ConnectionManagerTest, IgnoresButtonsDuringAConnectionAttempt) {
 }
 
 TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheInitialWait) {
-  // Delays the end of the third one-second sleep until the test has plugged in the device.
+  // Extends the third one-second sleep until the test has plugged in the device.
   const std::string port = folder / "usbmodem1";
   tavo.AttachSilent(port);
   auto& third = test::Immortal<std::atomic<bool>>(false);

@@ -154,6 +154,7 @@ TEST_F(EarlierRunsTest, SearchShowsRowsThatContainAllWords) {
   }
   runs.Search("nothing");
   EXPECT_EQ(runs.emptyText(), "No synchronizations match the search.");
+  EXPECT_EQ(runs.SelectedRow(), -1);
   EXPECT_FALSE(runs.canUse());
 }
 

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "output/LumetFile.h"
 #include "platform/posix/PosixFileStore.h"
@@ -54,6 +55,20 @@ TEST_F(LumetFileTest, ReplacesOrAppendsToTheFile) {
   file.WriteDataToFile(path, "three", false, true);
   EXPECT_EQ(FileContents(path), "twothree");
   EXPECT_EQ(log.Count("Success"), 3U);
+}
+
+TEST_F(LumetFileTest, NumbersFilesBeforeTheExtension) {
+  std::filesystem::create_directory(folder / "1.2");
+  for (const auto& [name, numbered] : {std::pair("list.txt", "list_2.txt"),
+                                       {"list", "list_2"},
+                                       {".list", ".list_2"},
+                                       {"1.2/list", "1.2/list_2"}}) {
+    PutFile(folder / name, "");
+    std::string created = folder / name;
+    EXPECT_EQ(file.CreateNumbered(created, "new"), platform::FileStore::Created::kYes);
+    EXPECT_EQ(created, folder / numbered);
+    EXPECT_EQ(FileContents(created), "new");
+  }
 }
 
 TEST_F(LumetFileTest, ReplacesEachPlaceholderInAPath) {

@@ -66,8 +66,8 @@ TEST_F(LumetTest, StoresIdentityStringsUpToTheTerminator) {
 }
 
 TEST_F(LumetTest, ReadsTheRecordCountFromFourBytes) {
-  // The count 8,448 is sent as 00 00 21 00. The byte 21 ('!') ends the answer, so the fourth byte
-  // keeps its previous value.
+  // The count 0x2100 is sent as 00 00 21 00. The byte 0x21 ('!') ends the answer, so the last byte
+  // of the count remains 0x40 from the previous answer.
   const std::pair<std::string, int> cases[] = {
       {"\0\0\0\x21"s, 33}, {"\0\0\0\x40"s, 64}, {"\0\0\x21"s, 0x2140}};
   for (const auto& [text, count] : cases) {
@@ -358,8 +358,8 @@ TEST_F(LumetTest, DoesNotEraseAfterTheCableIsUnplugged) {
 }
 
 TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
-  // Opens another port while the erase command waits for the archive, but does not begin the
-  // connection until that command has been handled.
+  // Opens another port while the erase command waits for the archive. Delays the new connection
+  // until the erase command has been handled.
   static std::atomic<bool> opened = false;
   static std::atomic<bool> handled = false;
   // Uses only static variables, because the new connection's command thread outlives the test.
@@ -467,7 +467,8 @@ TEST_F(LumetTest, DisconnectEndsCommandThreadAfterCurrentWakeup) {
 }
 
 TEST_F(LumetTest, RunsAtMostOneCommandThread) {
-  // A sanitizer may add a helper thread when the first thread starts. `before` must include it.
+  // When the first thread starts, a sanitizer may start a helper thread. `before` must count the
+  // helper thread.
   std::thread([] {}).join();
   ASSERT_EQ(lumet.connectTavo("port"), 1);  // starts the read thread, which never ends
   lumet.disconnectTavo();

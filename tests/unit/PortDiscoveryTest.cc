@@ -72,8 +72,8 @@ TEST_F(PortDiscoveryTest, KeepsExtraNoneItemsAfterTheLastPortIsUnplugged) {
   registry.Plug("usbmodem1", "/absent");
   FinishConnecting();
   EXPECT_EQ(ports.items(), (Titles{"None", "None", "usbmodem1"}));
-  // The program selects a port by its position in the port table, which differs from its position
-  // in the list.
+  // The program selects the item at the port's position in the port table, which differs from the
+  // port's position in the list.
   EXPECT_EQ(ports.SelectedItem(), 1);
 }
 

@@ -9,7 +9,7 @@ using test::WaitFor;
 
 class PortMessagesTest : public test::AppFixture {
  protected:
-  /// Starts the program, or tries to connect again if it is running, and waits for the result.
+  /// Tries to connect and waits for the result. The first call also starts the program.
   void Fail(const platform::PortObstacle& obstacle) {
     registry.obstacle = obstacle;
     if (Attempts() == 0) {

@@ -700,6 +700,17 @@ TEST_F(RunArchiveTest, PermitsErasingIfOnlyEarlierScansWereRemoved) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
+TEST_F(RunArchiveTest, OverlappingRunKeepsTheErrorsOfTheFirst) {
+  Begin();
+  files_.full = true;
+  Receive("1");
+  files_.full = false;
+  archive_.Begin();
+  archive_.End(true);
+  archive_.DownloadStarted(0, false);
+  EXPECT_FALSE(archive_.AwaitCopy());
+}
+
 TEST_F(RunArchiveTest, LateEndOfAnInterruptedRunDoesNotEndTheNext) {
   Begin();
   Receive("1");

@@ -21,8 +21,8 @@ class RunTest : public testing::Test {
     settings.destination = 0;
   }
 
-  /// Executes steps: "B" begins a run, "E" ends it, a digit selects a destination, a lower-case
-  /// letter is a record and "_" is an empty record.
+  /// Executes steps: "B" begins a run, "E" ends the run, a digit selects a destination, a
+  /// lower-case letter adds a record with that letter, and "_" adds an empty record.
   /// @return the displayed texts and, after each "E", the contents of the file in braces
   std::string Play(std::string_view steps) {
     shown.clear();

@@ -50,7 +50,7 @@ class Collector final : public SerialPortDelegate {
     const std::lock_guard lock(mutex_);
     return received_;
   }
-  /// Returns the byte after the last chunk in the read buffer.
+  /// Returns the byte that followed the last received chunk in the read buffer.
   int next() const { return next_; }
 
  private:
@@ -95,7 +95,8 @@ class SerialPortTest : public ::testing::Test {
 };
 
 TEST_F(SerialPortTest, StartsOneReadThreadForAllConnections) {
-  // A sanitizer may add a helper thread when the first thread starts. `before` must include it.
+  // When the first thread starts, a sanitizer may start a helper thread. `before` must count the
+  // helper thread.
   std::thread([] {}).join();
   const auto before = Threads();
   Open(FifoIn(folder));
@@ -257,8 +258,8 @@ TEST_F(SerialPortTest, OpensARawLineAt115200BitsPerSecondAnd8N1) {
 }
 
 TEST_F(SerialPortTest, NeverReadsADescriptorAfterClosingIt) {
-  // A new pipe usually gets the numbers of the descriptors that were just closed. A late read would
-  // consume the pipe's bytes.
+  // A new pipe usually gets the descriptors that were just closed. If the port still read from one
+  // of them, it would consume the pipe's bytes.
   const std::string fifo = FifoIn(folder);
   for (int round = 0; round < 200; ++round) {
     Open(fifo);

@@ -83,11 +83,11 @@ TEST_F(SettingsFileTest, RestoresPathsByteForByte) {
 }
 
 TEST_F(SettingsFileTest, TruncatedCharacterDoesNotAffectTheOtherPath) {
-  // The file name is truncated in the middle of its last character.
+  // The saved file name is truncated in the middle of U+20AC.
   SaveAndStart("/B\xC3\xBC", "/" + std::string(125, 'n') + "\xE2\x82\xAC tail");
   EXPECT_EQ(appname(), "/B\xC3\xBC");
   EXPECT_EQ(filename(), "");
-  // The shorter name overwrites the longer one up to the middle of a character.
+  // The second application name overwrites the first one up to the middle of a character.
   SaveAndStart("/opt/caf\xC3\xA9/x", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   SaveAndStart("/opt/caf", "/home/j\xC3\xBCrgen/sn_timestamp.txt");
   EXPECT_EQ(appname(), "/opt/caf");

@@ -198,6 +198,7 @@ TEST_F(SynchronizationTest, DoesNotEraseRecordsThatWereNotSaved) {
     return strip.Message() ==
            "The scanner was not erased because 1 record was not saved. Check the disk.";
   }));
+  EXPECT_EQ(strip.Buttons(), std::vector<std::string>{}) << "no run to show";
   EXPECT_EQ(tavo.Commands().find('E'), std::string::npos);
 }
 
@@ -301,6 +302,18 @@ class ResultTest : public SynchronizationTest {
 
   const std::string again_ = "The scanner was not erased. Synchronize again.";
 };
+
+TEST_F(ResultTest, SaysThatTheScannerWithAMissingRecordWasNotErased) {
+  PutFile(archiveFolder, "a file where the folder should be");
+  ConnectWith({.destination = 1, .clearmemory = true, .burstsync = false}, {"1", "2", "3"});
+  tavo.Answer("p1#", {});
+  Synchronize();
+  const std::string missing = "Quillet: 1 of 3 records was not received. ";
+  EXPECT_TRUE(WaitFor([&] {
+    mainQueue.RunAll();
+    return log.Has(missing + again_);
+  }));
+}
 
 TEST_F(ResultTest, LiveScanDoesNotReplaceAMissingRecord) {
   ConnectWith({.destination = 1, .burstsync = false}, {"1", "2", "3"});

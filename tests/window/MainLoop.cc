@@ -5,8 +5,8 @@
 #include <chrono>
 #include <thread>
 
-// The leak sanitizer calls this. Fontconfig frees its cache only in FcFini, which Qt does not call.
-// Qt's accessibility keeps its D-Bus connection until the process ends.
+// LeakSanitizer calls this function to get suppressions. Fontconfig frees its cache only in FcFini,
+// which Qt does not call. Qt's accessibility code never closes its D-Bus connection.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() {
   return "leak:libfontconfig.so\nleak:libdbus-1.so\n";

@@ -308,7 +308,7 @@ TEST_F(MainWindow, StripAndMenuMnemonicsAreUnique) {
   EXPECT_FALSE(used.contains(QKeySequence()));
 }
 
-// A press that begins on one button must not press the button that replaces it.
+// If a button is replaced while the mouse button is down, the new button must not be pressed.
 TEST_F(MainWindow, PressIsIgnoredIfTheStripReplacesTheButton) {
   ShowStatus(true);
   SpinUntilIdle();

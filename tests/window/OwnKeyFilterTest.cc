@@ -14,7 +14,7 @@
 namespace quillet::window_tests {
 namespace {
 
-/// Recognizes either all keys or none, as the test chooses.
+/// Treats all keys as posted by the program if `own` is true, otherwise none.
 struct FakeOwnKeys final : platform::OwnKeys {
   bool IsOwnEvent(const void*) override { return false; }
   bool IsOwnKey(const platform::WindowKey& key) override {

@@ -1,5 +1,5 @@
-// Tests with the real X11 backends: the program's windows ignore only the keys that the program
-// posts.
+// Tests with the real X11 backends. The program's windows must ignore the keys that the program
+// posts, and only those keys.
 
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>

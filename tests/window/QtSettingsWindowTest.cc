@@ -127,7 +127,7 @@ class QtSettingsWindowTest : public testing::Test {
     }
   }
 
-  /// Moves the focus to a widget with the Tab key.
+  /// Presses Tab until `widget` has focus.
   void TabTo(QWidget* widget) {
     for (int presses = 0; presses < 40 && QApplication::focusWidget() != widget; ++presses) {
       Press(Qt::Key_Tab);

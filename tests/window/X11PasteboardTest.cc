@@ -1,4 +1,4 @@
-// Tests of the clipboard on an X server, with other programs that read it.
+// Tests of the clipboard on an X server. Other X clients read the clipboard.
 
 #include <gtest/gtest.h>
 

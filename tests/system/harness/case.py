@@ -212,7 +212,7 @@ class OtherUserTest(SystemTest):
         os.chmod(SHARED, 0o1777)
 
     def remove_files(self):
-        # Neither user can remove the other's files, so each user removes their own.
+        # Users cannot remove each other's files, so each user removes their own.
         shutil.rmtree(SHARED, ignore_errors=True)
         other_user.run("find /Users -user $(id -un) -prune -exec rm -rf {} + || true")
         super().remove_files()

@@ -69,9 +69,9 @@ class Devices:
         return self._add_terminal(port, kernel_name, "ftdi_sio", model)
 
     def remove(self, terminal):
-        """Removes a terminal. The kernel removes the device before it sends the event, but umockdev
-        can send the event only for an existing device. This method therefore suspends the program
-        until the device is removed."""
+        """Removes a terminal. The kernel removes a device first and then sends the event. umockdev
+        can send the event only while the device exists. The program is therefore suspended until
+        the device has been removed."""
         if self.listener is not None:
             self.listener.send(signal.SIGSTOP)
         self._testbed.uevent(terminal, "remove")

@@ -22,7 +22,7 @@ def _name(record, model):
     code = record.symbology & 0x3F
     table = _SERIES_300
     if model == "old":
-        # Codes past the end of the older table continue in the newer one.
+        # The entries of the newer table follow those of the older table.
         table = _OLDER + _SERIES_300
         code = _RENUMBERED.get(code, code)
     return table[code] if code < len(table) else "Unknown"
@@ -56,9 +56,9 @@ def _transferred(records, settings):
 
 
 def file_text(records, settings=Settings(), serial="2104005771", model="old"):
-    """Returns the file's expected text. The program truncates each line to as many UTF-8 bytes as
-    the line has UTF-16 units, so lines with non-ASCII characters lose their last characters.
-    Incomplete characters become U+FFFD."""
+    """Returns the file's expected text. If a line has N UTF-16 units, the program writes only the
+    first N bytes of its UTF-8 encoding. A line with non-ASCII characters therefore loses its last
+    characters. Incomplete characters become U+FFFD."""
     cut = [text.encode("utf-8")[:len(text.encode("utf-16-le")) // 2] for text in
            (line(record, settings, serial, model) for record in _transferred(records, settings))]
     return b"".join(cut).decode("utf-8", "replace")

@@ -248,8 +248,8 @@ class Quillet:
                    lambda: f"the port list {entries}, not {self.ports()}")
 
     def chosen_port(self):
-        """Returns the selected port, or None if it cannot be determined. Like a screen reader, uses
-        the states of the entries or the text of the list."""
+        """Returns the selected port, or None if it cannot be determined. Reads the states of the
+        entries. If no entry is selected, reads the text of the list."""
         chosen = self._settled(lambda: [entry.name for entry in self._port_entries()
                                         if entry.is_selected()])
         if not chosen and self._port_list().has_text():

@@ -6,8 +6,9 @@ import time
 # Default time-out in seconds, many times longer than an idle machine needs.
 PATIENCE = float(os.environ.get("SYSTEM_TEST_PATIENCE", "40"))
 
-# The pause between two checks is a fraction of the time waited so far, within these limits (in
-# seconds). Long pauses save processor time, because each check involves several processes.
+# The pause between two checks is the fraction _SHARE of the time waited so far, but at least
+# _SHORTEST and at most _LONGEST seconds. Each check involves several processes, so longer pauses
+# save processor time.
 _SHARE = 0.05
 _SHORTEST = 0.02
 _LONGEST = 0.1
