@@ -30,7 +30,7 @@ class RunMessages {
   struct Parts {
     const Platform& platform;             ///< clock, ticker, main queue and desktop
     const Lumet& session;                 ///< progress and settings
-    const Run& run;                       ///< the counts of records
+    const Run& run;                       ///< provides the record counts
     const ApplicationDelivery& delivery;  ///< provides the number of typed or pasted records
     const Word<bool>& isConnected;        ///< whether a scanner is connected
     RunArchive& archive;                  ///< stores the records

@@ -203,7 +203,8 @@ void X11KeyEvents::Forget() {
 }
 
 // Saves the locks for RestoreAbandoned. Called before the keys of a sequence are sent. If this
-// process is killed, the server drops the unprocessed requests, so a key can remain pressed.
+// process is killed, the server drops the requests that it has not yet processed. The locks can
+// then stay changed, and a key can stay pressed.
 //
 // The property contains pairs of locked modifiers and locked group. The first pair is the user's.
 // The other pairs are set by the sequence.

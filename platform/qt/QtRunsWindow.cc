@@ -162,7 +162,7 @@ struct QtRunsWindow::Parts {
   QPushButton& deliver =
       MakeButton(&RunsActions::deliver, "&Deliver again",
                  "Format the records with the current settings and deliver them to the current "
-                 "destination. If the destination is a file, creates a new file.");
+                 "destination. If the destination is a file, a new file is created.");
   QPushButton& exportCsv = MakeButton(&RunsActions::exportCsv, "E&xport as CSV…",
                                       "Save the records as a table for spreadsheet programs");
   QPushButton& showInFolder = MakeButton(&RunsActions::showInFolder, "Show in &folder",
@@ -177,7 +177,7 @@ QPushButton& QtRunsWindow::Parts::MakeButton(std::function<void()> RunsActions::
   Outline(*button);
   button->setToolTip(QString::fromUtf8(explanation));
   button->setAccessibleDescription(button->toolTip());
-  button->setAutoDefault(false);  // Return then presses "Save as"
+  button->setAutoDefault(false);  // so that Return presses "Save as"
   QObject::connect(button, &QPushButton::clicked, button, [this, action] {
     if (actions.*action) (actions.*action)();
   });

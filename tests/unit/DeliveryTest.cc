@@ -125,7 +125,7 @@ TEST_F(DeliveryTest, LostRecordMessageStaysUntilTheNextRecordIsTyped) {
   EXPECT_EQ(Message(), "Quillet cannot type on this desktop: permission has not been granted yet.");
 }
 
-TEST_F(DeliveryTest, RemovesTheTypingProblemIfRecordsGoToAFile) {
+TEST_F(DeliveryTest, RemovesTheTypingMessageIfRecordsGoToAFile) {
   keyEvents.onReadiness("permission was denied");
   delivery.Prepare(kToFile);
   EXPECT_EQ(Message(), "");

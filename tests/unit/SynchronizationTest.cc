@@ -433,7 +433,7 @@ TEST_F(ResultTest, CountsOnlyRecordsThatWereTyped) {
   EXPECT_EQ(Message(), "2 of 3 records in 1 s, typed into the active application");
 }
 
-TEST_F(ResultTest, SuccessRemovesTheMessageThatNoFileWasWritten) {
+TEST_F(ResultTest, SuccessRemovesTheNoFileWrittenMessage) {
   const std::string path = folder / "missing/stock.txt";
   ConnectWith({.path = path, .autosync = true}, {"1"});
   AwaitEnd(0);
