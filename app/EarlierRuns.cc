@@ -286,9 +286,10 @@ void EarlierRuns::Remove() {
   }
   const bool deleted = std::ranges::all_of(
       run.names, [this](const std::string& name) { return parts_.archive.Delete(name); });
-  window_.ShowMessage(deleted ? ""
-                              : "A synchronization is in progress. Delete the records when it has "
-                                "finished.");
+  window_.ShowMessage(
+      deleted ? ""
+              : "A synchronization is in progress. You can delete the records when it has "
+                "finished.");
   Refresh();
 }
 

@@ -30,7 +30,7 @@ Redelivery::Redelivery(const Parts& parts)
 void Redelivery::Start(const StoredRun& run) {
   if (parts_.run.IsInProgress()) {
     return parts_.window.ShowMessage(
-        "A synchronization is in progress. Deliver the records when it has finished.");
+        "A synchronization is in progress. You can deliver the records when it has finished.");
   }
   stopped_ = false;
   parts_.window.ShowDelivering(true);

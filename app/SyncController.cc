@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 using platform::SerialRegistry;
 
 constexpr char kReviewLater[] =
-    "A synchronization is in progress. Review the settings when it has finished.";
+    "A synchronization is in progress. You can review the settings when it has finished.";
 constexpr int kPortWaits = 20;
 constexpr auto kPortWait = 1s;
 constexpr int kScannerPolls = 500;

@@ -77,8 +77,8 @@ class FileStore : public CheckedFiles, public PrivateFiles {
   /// @return true if the file existed and was deleted
   virtual bool Remove(const std::string& path) = 0;
 
-  /// Deletes temporary files of Replace that killed processes left behind in a folder. Keeps the
-  /// files of other users and files that a process is writing.
+  /// Deletes the temporary files that Replace left in a folder because its process was killed.
+  /// Keeps files that belong to other users or are still being written.
   /// @return the number of deleted files
   virtual std::size_t RemoveUnfinished(const std::string& folder) = 0;
 

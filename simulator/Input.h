@@ -40,7 +40,7 @@ std::optional<std::uint64_t> ReadNumber(std::string_view text);
 /// Parses a duration such as "2.5", independent of the locale.
 /// @param text  the number of units, zero or more; the duration is at most 1e6 s
 /// @param unit  the length of one unit
-/// @return the duration, or std::nullopt for other text
+/// @return the duration, or std::nullopt if `text` is not a valid duration
 std::optional<std::chrono::nanoseconds> ReadDuration(std::string_view text,
                                                      std::chrono::nanoseconds unit);
 
@@ -51,8 +51,9 @@ std::optional<std::uint8_t> ReadHexByte(std::string_view digits);
 /// the user, for other escapes.
 Bytes Unescape(std::string_view text);
 
-/// Parses a symbology byte: a name of this model, or a number as in ReadNumber(), at most 255.
-/// Throws std::invalid_argument, with a message for the user, for other text.
+/// Parses a symbology byte: the name of one of this model's symbologies, or a number up to 255 in
+/// the format of ReadNumber(). If the text is neither, throws std::invalid_argument with a message
+/// for the user.
 std::uint8_t ParseSymbologyByte(Model model, std::string_view text);
 
 /// Parses a table of records, one per line:

@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 // A pseudo-terminal does not report when its port is opened, so the port is checked at this
 // interval.
 constexpr milliseconds kPortPoll{2};
-// Interval for retrying to open a device node that does not exist.
+// Interval between attempts to open a device node that does not exist.
 constexpr milliseconds kNodePoll{100};
 // While the buffer is full, sending is retried after this time or when poll(2) reports an event.
 constexpr milliseconds kFullPoll{5};

@@ -35,7 +35,7 @@ class ApplicationFile {
 
   /// Starts the application.
   /// @param started  receives the process ID; not called if D-Bus starts the application
-  /// @return false if the system refuses
+  /// @return false if the application could not be started
   bool Start(const std::function<void(int pid)>& started) const;
 
  private:

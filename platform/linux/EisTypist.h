@@ -22,8 +22,8 @@ namespace quillet::platform::linux_desktop {
 
 /// Types with an EmulatedKeyboard. Finds the keys in the user's active layout, and checks that
 /// neither the layout nor the modifiers change while the keys are pressed. If the active layout
-/// lacks a character, temporarily selects a layout of the user that has all characters. Not all
-/// desktops allow this. One thread at a time. Call only while the keyboard is ready.
+/// lacks a character, temporarily selects one of the user's other layouts that has all characters.
+/// Not all desktops allow this. One thread at a time. Call only while the keyboard is ready.
 class EisTypist final : public PortalTypist {
  public:
   /// All arguments must outlive this object.

@@ -30,8 +30,8 @@ QString ToDocumentText(std::string_view text);
 /// @param text  may contain several paragraphs
 void InsertAtEnd(QTextCursor& end, const QString& text);
 
-/// Marks the blocks from number `first` to the end of the document, except an empty last block, as
-/// message blocks.
+/// Marks all blocks from block number `first` to the end of the document as message blocks, except
+/// an empty last block.
 /// @return the number of blocks that were not marked before
 int MarkMessage(const QTextDocument& document, int first);
 

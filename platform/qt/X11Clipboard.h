@@ -10,7 +10,8 @@ namespace quillet::platform::qt {
 /// report the owner.
 bool OwnsClipboard();
 
-/// Calls `action` on the main loop after Qt has handled an event with the X server's current time.
+/// Calls `action` on the main loop after Qt has handled an event whose time stamp is the X server's
+/// current time.
 /// When Qt claims the clipboard, it uses the time of its latest event. Calls `action` immediately
 /// if Qt does not use X11 or already owns the clipboard.
 void AfterCurrentTime(std::function<void()> action);

@@ -23,8 +23,8 @@ class EveryCallTest(ArchiveTest):
             numbers = {1, 2, (count + 1) // 2, count} if call in _EVERY_NUMBER else {1, count}
             if file == "root" or (call, file) == ("open", "data"):
                 # Libraries open the root folder at startup, and the program opens the data folder
-                # to read the settings. A fault in these calls would prevent the run, so only the
-                # last call fails.
+                # to read the settings. A fault in one of these calls would keep the run from
+                # starting, so only the last call fails.
                 numbers = {count}
             points += [Point(call, file, number, number, error)
                        for number in sorted(numbers) if number <= count for error in ERRORS[call]]

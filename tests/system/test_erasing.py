@@ -14,8 +14,8 @@ _ARCHIVE = f"{_STATE}/state/quillet/runs"
 class ErasingTest(SystemTest):
 
     def begin(self, records, *, options=(), archive=True, **settings):
-        """Starts the program and connects a scanner. If `archive` is false, a file prevents the
-        program from creating the archive folder."""
+        """Starts the program and connects a scanner. If `archive` is false, creates a file at
+        the path of the archive folder, so that the program cannot create the folder."""
         self.settings = Settings(filename=OUTPUT, clear_memory=1, **settings)
         self.settings.save()
         self.addCleanup(os.system, f"rm -rf {_STATE}")

@@ -19,7 +19,8 @@ _OPEN = re.compile(r'open\w*\((?:[^<"]*<(?P<folder>[^>]*)>, )?"(?P<name>[^"]*)",
 
 
 def opened_files():
-    """Returns the match of _OPEN and the path for each traced call. Deletes the trace files."""
+    """Returns a pair for each traced call: the match of _OPEN, and the path. Deletes the trace
+    files."""
     calls = []
     for trace in sorted(glob.glob(_TRACE + ".*")):
         wait_until(lambda path=trace: read(path).endswith(" +++\n"), "the end of the trace")

@@ -379,7 +379,7 @@ TEST_F(EarlierRunsTest, NeitherDeliversNorDeletesARunInProgress) {
   EXPECT_FALSE(runs.canRemove());
   Deliver();
   EXPECT_EQ(runs.message(),
-            "A synchronization is in progress. Deliver the records when it has finished.");
+            "A synchronization is in progress. You can deliver the records when it has finished.");
   tavo.Release();
   AwaitEnd(1);
   Settle();

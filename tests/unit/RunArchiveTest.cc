@@ -711,7 +711,7 @@ TEST_F(RunArchiveTest, OverlappingRunKeepsTheErrorsOfTheFirst) {
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, LateEndOfAnInterruptedRunDoesNotEndTheNext) {
+TEST_F(RunArchiveTest, LateEndOfAnInterruptedRunDoesNotEndTheNextRun) {
   Begin();
   Receive("1");
   archive_.ConnectionEnded();

@@ -350,7 +350,7 @@ TEST_F(ForeignSettingsTest, CannotBeReviewedDuringARun) {
   Confirm();
   EXPECT_EQ(panels.runs, std::vector<std::string>());
   EXPECT_EQ(strip.Message(),
-            "A synchronization is in progress. Review the settings when it has finished.");
+            "A synchronization is in progress. You can review the settings when it has finished.");
   tavo.Release();
   AwaitEnd(0);
   EXPECT_EQ(tavo.Commands().find("E "), std::string::npos);
