@@ -21,7 +21,7 @@ class UnsolicitedTest(FaultTest):
         self.begin(some_records(3), "on V 1 before 03 00 00 06 61 62 63", model=model)
         self.start_connected()
 
-    def test_frame_read_as_version_does_not_affect_older_scanner(self):
+    def test_older_scanner_tolerates_frame_read_as_version(self):
         self.begin_with_frame_as_version("old")
         self.check_run()
 

@@ -287,7 +287,7 @@ class RestartTest(StripTest):
         self.quillet.clear()
         self.synchronize(messages.file_run(40, OUTPUT))
 
-    def test_lists_a_burst_that_was_interrupted_during_the_transfer(self):
+    def test_lists_a_burst_interrupted_during_the_transfer(self):
         scanner = self.begin(faults=["on P chunks 5 1000"])
         self.quillet.press("Synchronize")
         wait_until(lambda: "P" in scanner.commands(), "the request for a burst")
