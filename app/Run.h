@@ -52,7 +52,7 @@ class Run {
   void Begin(std::int32_t destination);
 
   /// Counts a record. If the destination is the file, shows a dot for the first of every 64 records
-  /// and, during a run, gathers the record. Read thread.
+  /// and, during a run, keeps the record for the file. Read thread.
   /// @param record       composed line
   /// @param destination  destination of the record; see Settings
   /// @param line         number of the record's line; see RunArchive::KeepLine

@@ -310,7 +310,7 @@ void SyncController::TryToConnectTavo() {
 void SyncController::StartTavo() {
   Log(platform_.log, "-[SyncController StartTavo]");
   portIndex = ports_.selectedItem - 1;
-  TryPort();  // intentional: after a failure, only "Failed" is shown
+  TryPort();  // the result is ignored: after a failure, only "Failed" is shown
 }
 
 bool SyncController::IsTavoConnected() {

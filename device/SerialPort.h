@@ -39,8 +39,8 @@ class Descriptor {
   /// Number of times that the descriptor has been replaced. Any thread.
   std::uint32_t replacements() const { return replacements_.load(); }
 
-  /// Calls `use`, which must not block, with the current number. The line stays open until `use`
-  /// returns.
+  /// Calls `use`, which must not block, with the current descriptor number. The line stays open
+  /// until `use` returns.
   template <class Use>
   auto With(Use&& use) {
     users_.fetch_add(1);

@@ -27,7 +27,7 @@ class RunUnits {
   /// Number of units that have arrived since the current run began, including those after its end.
   std::int64_t Count() const { return arrived_ - before_; }
 
-  /// Marks the last unit that arrived.
+  /// Sets `mark` to the last unit that arrived.
   void Set(Mark& mark) const { mark = arrived_.load(); }
   /// Returns true if any of the units that Count includes is marked.
   bool IsSet(const Mark& mark) const { return mark > before_; }

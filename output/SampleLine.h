@@ -9,7 +9,7 @@
 
 namespace quillet {
 
-/// Composes the line of a sample record with the code that composes received records. Set the
+/// Composes the line of a sample record, using the same code as for received records. Set the
 /// inherited settings before composing.
 class SampleComposer final : public Settings {
  public:

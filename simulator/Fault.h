@@ -83,7 +83,7 @@ struct LineCounters {
   std::uint64_t lost = 0;  ///< bytes sent while the port was closed
 };
 
-/// The armed faults.
+/// Holds the armed faults and applies them to commands and answers.
 class FaultInjector {
  public:
   /// Adds a fault. Bytes, time and occurrences are counted from now.

@@ -222,7 +222,7 @@ void ReadOccurrence(Words& words, Fault& fault) {
   std::string text = words.Peek().text;
   const bool every = text == "every";
   if (!every && (text.empty() || text.front() < '0' || text.front() > '9')) return;
-  words.Take("an occurrence");
+  words.Take("N, N+ or \"every\"");
   if (every) return;
   fault.andLater = text.ends_with('+');
   if (fault.andLater) text.pop_back();

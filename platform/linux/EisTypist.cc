@@ -23,7 +23,7 @@ constexpr auto kDeadKeyPause = 300ms;
 constexpr auto kReadingTimePerStroke = 5ms;  // added per unread stroke, up to kMostDeadKeyPause
 constexpr auto kMostDeadKeyPause = 2s;
 
-// Interval at which a pause checks whether the program is exiting.
+// During a pause, interval between checks whether the program is exiting.
 constexpr auto kEndingCheck = 100ms;
 
 constexpr char kEnding[] = "Quillet is closing";

@@ -24,8 +24,8 @@ inline constexpr std::uint16_t kHighestKeyCode = 86;
 /// Returns the evdev code for the position of an ANSI virtual key, or 0 if the key is unknown.
 std::uint16_t EvdevKeyCode(std::uint16_t virtualKey);
 
-/// Converts key events to strokes, including those of Shift and of Control, which replaces Command.
-/// Ignores unknown keys.
+/// Converts key events to keystrokes, including keystrokes of the modifier keys. Uses Control in
+/// place of Command. Ignores unknown keys.
 /// @param events    events to convert
 /// @param capsLock  true if Caps Lock is on; Shift is then inverted for letters, so that they are
 ///                  typed as if Caps Lock were off

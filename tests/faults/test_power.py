@@ -19,8 +19,8 @@ class PowerTest(FaultTest):
             pass
 
     def erasing_runs(self, *runs, erases=1, **settings):
-        """Downloads each list of records in a run that sends `erases` erase commands. Returns the
-        traced calls."""
+        """Downloads each list of records in a separate run. Each run sends `erases` erase commands.
+        Returns the traced calls."""
         Settings(filename=OUTPUT, clear_memory=1, **settings).save()
         for records in runs:
             scanner = self.plugged_in_scanner(records)

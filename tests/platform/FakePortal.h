@@ -45,7 +45,7 @@ class FakePortal {
 
   std::vector<Options> selections() const;  ///< arguments of SelectDevices
   int questions() const;                    ///< number of requests for permission
-  std::string keysyms() const;  ///< received key events; "+61 -61 ": "a" is pressed and released
+  std::string keysyms() const;              ///< received key events, such as "+61 -61 " for "a"
 
  private:
   void Run();

@@ -64,8 +64,8 @@ class CreationMask {
 constexpr uid_t kNobody = 65534;
 
 /// Runs `work` in a child process that is subject to file permissions. If the test runs as root,
-/// the child becomes the user nobody. Some containers do not permit this. There, root has no
-/// capabilities and is subject to file permissions.
+/// the child becomes the user nobody. In containers that do not permit this, the child stays root,
+/// but root has no capabilities there, so file permissions apply to it.
 bool AsOrdinaryUser(const std::function<bool()>& work) {
   constexpr int kNotPossible = 2;
   const int result =
@@ -785,7 +785,7 @@ TEST_F(PosixFileStoreTest, WritesPrivateFilesOnAFileSystemWithoutLocks) {
   }
 }
 
-TEST_F(PosixFileStoreTest, ReplaceWorksIfFileModesCannotBeSet) {
+TEST_F(PosixFileStoreTest, ReplaceWorksEvenIfModesCannotBeSet) {
   for (const int error : {EPERM, EOPNOTSUPP, EINVAL, ENOSYS}) {
     for (const mode_t mode : {0600U, 0644U}) {
       const std::string path = Put("file", "old", mode);

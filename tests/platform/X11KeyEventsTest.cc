@@ -208,7 +208,7 @@ TEST_F(X11KeyEventsTest, FollowsALayoutChangeWhileTypingARecord) {
   typist.join();
 }
 
-TEST_F(X11KeyEventsTest, TypesEvenIfTheXtestKeyboardHasAnotherLayout) {
+TEST_F(X11KeyEventsTest, TypesEvenIfTheXtestKeyboardHasADifferentLayout) {
   const std::string device =
       OutputOf("xinput list --id-only 'Virtual core XTEST keyboard' 2>/dev/null || echo 5");
   Use("us");

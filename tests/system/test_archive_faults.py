@@ -302,7 +302,7 @@ class SettingsAsOutputTest(ArchiveFaultsTest):
 
 class RefusedModesTest(ArchiveFaultsTest):
 
-    def test_replaces_files_if_file_modes_cannot_be_set(self):
+    def test_replaces_files_even_if_modes_cannot_be_set(self):
         records = some_records(3)
         Settings(filename=OUTPUT).save()
         for error in (errno.EPERM, errno.ENOTSUP, errno.EINVAL, errno.ENOSYS):

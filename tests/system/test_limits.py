@@ -12,7 +12,7 @@ _NO_THREAD = ("Quillet could not connect because the system is out of threads or
 
 class LimitsTest(PortTest):
 
-    def test_starts_if_no_thread_can_be_created(self):
+    def test_starts_even_if_no_thread_can_be_created(self):
         self.plugged_in_scanner()
         self.start(environment=self.preload(NO_THREADS="1")).wait_for_view(messages.STARTED)
         self.quillet.wait_for_message(_NO_THREAD, "Try again")

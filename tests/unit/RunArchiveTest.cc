@@ -584,7 +584,7 @@ TEST_F(RunArchiveTest, DoesNotPermitErasingIfALaterScanIsDeleted) {
   EXPECT_EQ(RecordsOf(folder_ + "/20261116_live.records"), Texts{"later"});
 }
 
-TEST_F(RunArchiveTest, PermitsErasingIfScansBeforeRecordCountAreFlushed) {
+TEST_F(RunArchiveTest, PermitsErasingOnceEarlierScansAreFlushed) {
   archive_.Begin();
   Receive("before the number of records");
   archive_.DownloadStarted(0, false);
