@@ -41,7 +41,7 @@ class ApplicationDelivery {
   };
 
   /// @param platform  provides the clock, key events, pasteboard and desktop
-  /// @param strip     shows the messages; outlives this object
+  /// @param strip     shows the messages; must outlive this object
   /// @param actions   see Actions
   ApplicationDelivery(const Platform& platform, StatusStrip& strip, Actions actions);
 

@@ -17,8 +17,8 @@ namespace quillet {
 /// thread cannot keep up, the oldest queued records are dropped (see TextBacklog).
 class MainView {
  public:
-  /// @param queue  outlives this object
-  /// @param view   outlives this object
+  /// @param queue  must outlive this object
+  /// @param view   must outlive this object
   MainView(platform::MainQueue& queue, platform::TextView& view) : queue_(queue), view_(view) {}
 
   /// Queues text for the view, which then scrolls to its end. Any thread; returns immediately.

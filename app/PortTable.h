@@ -36,7 +36,7 @@ class PortTable {
  public:
   static constexpr std::int32_t kMaximumPorts = 32;  ///< capacity of the table
 
-  /// @param log  outlives this object
+  /// @param log  must outlive this object
   explicit PortTable(SystemLog& log) : log_(log) {}
 
   /// Fills `stream` and `path` with the devices whose name contains "Tavo" or "usbmodem". Names are

@@ -15,8 +15,8 @@ class SyncController;
 /// The application object: handles the start of the program and the closing of the main window.
 class QuilletAppDelegate {
  public:
-  /// @param log        outlives this object
-  /// @param mainQueue  receives title changes; outlives this object
+  /// @param log        must outlive this object
+  /// @param mainQueue  receives title changes; must outlive this object
   QuilletAppDelegate(SystemLog& log, platform::MainQueue& mainQueue)
       : log_(log), mainQueue_(mainQueue) {}
 

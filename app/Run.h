@@ -41,7 +41,7 @@ class Run {
   /// Shows text in the main view; see SyncController::DisplayText.
   using ShowText = std::function<void(std::string_view text, bool newline)>;
 
-  /// @param log   outlives this object
+  /// @param log   must outlive this object
   /// @param show  callable from any thread
   Run(SystemLog& log, ShowText show) : log_(log), show_(std::move(show)) {}
   ~Run() { delete gathered_.load(); }

@@ -107,7 +107,7 @@ class SyncController final : public LumetDelegate {
   ///@}
 
   // --- Main window ------------------------------------------------------------------------------
-  /// Queues UTF-8 text with any kind of line end; `newline` appends a line end. Any thread.
+  /// Queues UTF-8 text with any line endings. If `newline`, appends a line ending. Any thread.
   void DisplayText(std::string_view text, bool newline);
   void DisplayRecord(std::string_view record);  ///< queues a record for the view. Any thread.
   void clearviewButton();                       ///< clears the main view. Main thread.

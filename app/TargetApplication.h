@@ -17,7 +17,7 @@ namespace quillet {
 class TargetApplication {
  public:
   /// @param platform  provides the applications and the log
-  /// @param strip     shows the message; outlives this object
+  /// @param strip     shows the message; must outlive this object
   /// @param choose    lets the user choose another application; main thread
   TargetApplication(const Platform& platform, StatusStrip& strip, std::function<void()> choose)
       : platform_(platform), strip_(strip), choose_(std::move(choose)) {}

@@ -93,7 +93,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   std::uint8_t SendCommandAndWait(std::int32_t waitFactor);
 
   // --- Device commands. Each function queues one command. Any thread. ---
-  void WakeupTavo(bool flag) { Queue({flag, 'W'}); }  ///< wakes the scanner; `flag` is unused
+  void WakeupTavo(bool flag) { Queue({flag, 'W'}); }  ///< wakes the scanner; `flag` has no effect
   void GetSerialNumber() { Queue({0x01, 'M'}); }      ///< the answer sets SerialNo
   void GetFWVersion() { Queue({0x01, 'V'}); }         ///< the answer sets FWVersion and bTavo300
   void GetAssetNumber() { Queue({0x04, '2', 'Z', 'S', 'G'}); }  ///< the answer sets AssetNumber

@@ -42,7 +42,7 @@ class LumetFile {
   const std::string& dataFolder() const { return dataFolder_; }  ///< absolute path
   /// Absolute path of the settings file.
   std::string RegistryPath() const { return dataFolder_ + "/QuilletRegistry.txt"; }
-  /// Name of the user who owns the settings file, or an empty string.
+  /// Name of the other user who owns the settings file, or "" if there is none.
   std::string SettingsOwner() { return files_.Owner(RegistryPath()); }
 
   void CreateBarcodeDirectory();  ///< creates the data folder and its parents; logs failures

@@ -177,7 +177,7 @@ class RunArchive final : public RecordArchive {
   bool dayFailed_ = false;        // an error has occurred in a file of live scans
   bool lineIsDue_ = false;        // the line of the last record has not been composed yet
   std::int64_t linesBefore_ = 0;  // lines_ when the current run began; see RunUnits
-  RunUnits::Mark lacksData_{0};   // the last unit whose lines lack some of its data
+  RunUnits::Mark lacksData_{0};   // the last unit that was not completely written as lines
 
   std::atomic<std::int64_t> lines_{0};         // number of lines composed so far
   std::atomic<std::int64_t> linesAtBegin_{0};  // lines_ when units_.RunBegan was last called

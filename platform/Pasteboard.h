@@ -12,7 +12,7 @@ class Pasteboard {
   /// Replaces the contents with plain text. Any thread.
   ///
   /// On threads other than the main thread, may first wait until a program has read the previous
-  /// text. This wait ends at the latest 2 s after the previous text was set. Then waits up to 2 s
+  /// text. This wait ends no later than 2 s after the previous text was set. Then waits up to 2 s
   /// for the main thread.
   /// @param text  UTF-8
   /// @return false if the text was not stored and will not be stored later

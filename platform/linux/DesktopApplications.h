@@ -65,7 +65,7 @@ class DesktopApplications final : public Applications {
  public:
   /// @param onX11  true: find and raise windows through the X server, which is impossible on
   ///               Wayland
-  /// @param clock  outlives this object
+  /// @param clock  must outlive this object
   DesktopApplications(bool onX11, Clock& clock) : onX11_(onX11), clock_(clock) {}
 
   bool HasApplication(const std::string& path) override;

@@ -14,8 +14,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Maximum time from writing a key to its time stamp. Compositors round the kernel's time stamp to
-// milliseconds.
+// Maximum difference between the time when a key event is written and the event's time stamp.
+// Compositors round the kernel's time stamp to milliseconds.
 constexpr auto kWaylandDelay = 1ms;
 
 // The same for Xwayland, which sets the time stamp when it receives the event. A busy compositor

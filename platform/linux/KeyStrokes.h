@@ -36,7 +36,7 @@ void ToKeyStrokes(std::span<const KeyEvent> events, bool capsLock,
 /// The reason why keys cannot be typed. One thread at a time.
 class TypingFailure {
  public:
-  /// @param log  outlives this object
+  /// @param log  must outlive this object
   explicit TypingFailure(SystemLog& log) : log_(log) {}
 
   /// Sets the reason. The first call also logs it.

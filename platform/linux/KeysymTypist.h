@@ -17,12 +17,12 @@ namespace quillet::platform::linux_desktop {
 class RemoteDesktop;
 
 /// Types by sending keysyms to the portal, which presses their keys in the user's active layout.
-/// Used without libei. Sends only keysyms that the desktop presses correctly, because the desktop
-/// reports success even if it drops a keysym. If the layout is unknown, types nothing.
+/// Used if libei is not available. Sends only keysyms that the desktop presses correctly, because
+/// the desktop reports success even if it drops a keysym. If the layout is unknown, types nothing.
 class KeysymTypist final : public PortalTypist {
  public:
   /// All arguments must outlive this object.
-  /// @param desktop  a session that may type
+  /// @param desktop  a session with permission to type
   /// @param layout   the user's layout; null if it is unknown
   /// @param clock    used for pauses
   /// @param sent     notified of the strokes that are sent

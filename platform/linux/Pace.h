@@ -11,7 +11,7 @@ namespace quillet::platform::linux_desktop {
 /// Limits the rate of events, so that their reader can keep up. One thread at a time.
 class Pace {
  public:
-  /// @param clock         outlives this object
+  /// @param clock         must outlive this object
   /// @param timePerEvent  time per event at the steady rate
   /// @param mostAhead     maximum number of events that can be sent ahead of the steady rate
   /// @param pause         length of each pause

@@ -11,7 +11,7 @@ namespace quillet::platform::linux_desktop {
 /// which allows a session to start without asking the user. One thread at a time.
 class PermissionFile {
  public:
-  /// @param files  accesses the file; outlives this object
+  /// @param files  accesses the file; must outlive this object
   /// @param path   absolute path; its folder exists or can be created. If empty, no file is used.
   PermissionFile(FileStore& files, std::string path) : files_(files), path_(std::move(path)) {}
 

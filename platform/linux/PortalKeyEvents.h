@@ -38,15 +38,15 @@ class SessionLayout;
 /// All calls to the desktop are made on a thread that this object owns.
 class PortalKeyEvents final : public KeyEvents {
  public:
-  /// @param log       receives one line if keys cannot be typed; outlives this object
-  /// @param clock     used for pauses; outlives this object
-  /// @param files     reads and replaces the file with the permission; outlives this object
-  /// @param sent      notified of the strokes that are sent; outlives this object
+  /// @param log       receives one line if keys cannot be typed; must outlive this object
+  /// @param clock     used for pauses; must outlive this object
+  /// @param files     reads and replaces the file with the permission; must outlive this object
+  /// @param sent      notified of the strokes that are sent; must outlive this object
   /// @param tokenFile path of the PermissionFile. If empty, the user is asked at each start.
   ///                  LayoutNote uses the file "typing-layout" in the same folder.
   /// @param patience  how long to wait for a missing portal after Prepare
   /// @param layout    used without libei, to find the characters that the desktop would drop; null
-  ///                  if unknown; outlives this object
+  ///                  if unknown; must outlive this object
   PortalKeyEvents(SystemLog& log, Clock& clock, FileStore& files, SentKeys& sent,
                   std::string tokenFile, std::chrono::seconds patience,
                   SessionLayout* layout = nullptr);
@@ -102,8 +102,8 @@ class PortalKeyEvents final : public KeyEvents {
   Pace pace_;
   std::function<void(const std::string&)> onReadiness_;  // used only by thread_
   EisKeyboard* keyboard_ = nullptr;  // null without libei; used only by thread_, like knownDevices_
-  unsigned knownDevices_ = 0;        // EisKeyboard::devices() at the last pause for a new keyboard
-  const UniqueFd wake_;  // eventfd(2); readable if a job is waiting or the thread must end
+  unsigned knownDevices_ = 0;  // EisKeyboard::devices() when typing last paused for a new keyboard
+  const UniqueFd wake_;        // eventfd(2); readable if a job is waiting or the thread must end
   std::atomic<bool> isStopping_ = false;
   std::atomic<bool> isEnding_ = false;  // End has been called
 

@@ -155,8 +155,8 @@ bool RemoteDesktop::AskUser() {
   return Request("Start", [](sd_bus_message*) {});
 }
 
-// Calls a method and waits for the response, which is a signal of a request object. The path of
-// this object contains the name of the connection and a token (XDG Desktop Portal,
+// Calls a method and waits for the response: a signal that a request object emits. The path of the
+// request object contains the name of the connection and a token (XDG Desktop Portal,
 // org.freedesktop.portal.Request).
 bool RemoteDesktop::Request(const char* method, const Append& append) {
   response_.reset();

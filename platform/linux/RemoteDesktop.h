@@ -25,7 +25,7 @@ class RemoteDesktop {
     kFailed,   ///< the portal has exited or has refused a call
   };
 
-  /// @param clock       used for pauses; outlives this object
+  /// @param clock       used for pauses; must outlive this object
   /// @param isStopping  polled every 0.1 s; ends Connect and Start when it returns true
   RemoteDesktop(Clock& clock, std::function<bool()> isStopping);
   ~RemoteDesktop();

@@ -5,7 +5,7 @@
 namespace quillet::platform::linux_desktop {
 namespace {
 
-// Wayland time stamps have 32 bits.
+// Wayland time stamps are 32 bits wide.
 std::uint32_t InMilliseconds(std::chrono::nanoseconds time) {
   return static_cast<std::uint32_t>(
       std::chrono::duration_cast<std::chrono::milliseconds>(time).count());

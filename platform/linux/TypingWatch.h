@@ -26,7 +26,7 @@ class TypingWatch {
     UserModifiers::State modifiers;
   };
 
-  /// @param clock  used for pauses; outlives this object
+  /// @param clock  used for pauses; must outlive this object
   explicit TypingWatch(Clock& clock) : clock_(clock) {}
 
   /// Waits up to 1 s until the user holds no modifier. Returns false if one is still held.

@@ -23,7 +23,7 @@ namespace quillet::platform::linux_desktop {
 /// Handles are not reused until 2^32 have been created.
 class UdevSerialRegistry final : public SerialRegistry {
  public:
-  /// @param watcher  watches for events in the main loop; outlives this object
+  /// @param watcher  watches for events in the main loop; must outlive this object
   explicit UdevSerialRegistry(DescriptorWatcher& watcher);
   ~UdevSerialRegistry() override;
 

@@ -41,11 +41,11 @@ class UinputKeyEvents final : public KeyEvents {
  public:
   using MakeKeyboard = std::function<int()>;
 
-  /// @param log    receives one line if keys cannot be typed; outlives this object
-  /// @param clock  used for pauses; Now must use the monotonic clock; outlives this object
-  /// @param sent   notified of the strokes that are written; outlives this object
+  /// @param log    receives one line if keys cannot be typed; must outlive this object
+  /// @param clock  used for pauses; Now must use the monotonic clock; must outlive this object
+  /// @param sent   notified of the strokes that are written; must outlive this object
   /// @param make   creates the keyboard like MakeVirtualKeyboard
-  /// @param layout the layout of the desktop, or null; outlives this object
+  /// @param layout the layout of the desktop, or null; must outlive this object
   UinputKeyEvents(
       SystemLog& log, Clock& clock, SentKeys& sent,
       MakeKeyboard make = [] { return MakeVirtualKeyboard("/dev/uinput"); },

@@ -21,9 +21,9 @@ namespace quillet::platform::linux_desktop {
 class WaylandKeyEvents final : public KeyEvents {
  public:
   /// Does not connect to the compositor yet.
-  /// @param log    receives one line if keys cannot be typed; outlives this object
-  /// @param clock  used for pauses and for the times of events; outlives this object
-  /// @param sent   notified of the strokes that are sent; outlives this object
+  /// @param log    receives one line if keys cannot be typed; must outlive this object
+  /// @param clock  used for pauses and for the times of events; must outlive this object
+  /// @param sent   notified of the strokes that are sent; must outlive this object
   /// @param patience  time to wait for a compositor that does not respond
   WaylandKeyEvents(SystemLog& log, Clock& clock, SentKeys& sent,
                    std::chrono::milliseconds patience = std::chrono::seconds(20));

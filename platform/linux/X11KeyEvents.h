@@ -31,8 +31,8 @@ struct X11KeyboardState;
 class X11KeyEvents final : public KeyEvents {
  public:
   /// @param log    receives one line if the server cannot be reached or has no XTEST extension;
-  ///               outlives this object
-  /// @param clock  used for pauses; outlives this object
+  ///               must outlive this object
+  /// @param clock  used for pauses; must outlive this object
   /// @param ownKeys  X11OwnKeys::window; if 0, the program's windows treat the keys as the user's
   X11KeyEvents(SystemLog& log, Clock& clock, std::uint32_t ownKeys = 0);
   ~X11KeyEvents() override;

@@ -36,7 +36,7 @@ class X11KeySequence {
   };
 
   /// Adds the first steps.
-  /// @param keymap  finds the keys; outlives this object
+  /// @param keymap  finds the keys; must outlive this object
   /// @param state   the keyboard's state before the first step
   X11KeySequence(KeymapSearch& keymap, X11KeyboardState state);
 

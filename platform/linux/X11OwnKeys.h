@@ -34,7 +34,7 @@ inline constexpr std::size_t kMostAnnounced = 10;
 /// stamp than the confirmation are the user's.
 class X11OwnKeys final : public OwnKeys {
  public:
-  /// @param xcb  the toolkit's connection; outlives this object
+  /// @param xcb  the toolkit's connection; must outlive this object
   explicit X11OwnKeys(xcb_connection_t* xcb);
   ~X11OwnKeys() override;
   X11OwnKeys(const X11OwnKeys&) = delete;

@@ -11,7 +11,7 @@ namespace quillet::platform::linux_desktop {
 /// changes of a killed process. One thread at a time.
 class X11OwnedProperty {
  public:
-  /// @param xcb   outlives this object
+  /// @param xcb   must outlive this object
   /// @param name  name of the property
   X11OwnedProperty(xcb_connection_t* xcb, const char* name);
 

@@ -21,7 +21,7 @@ class X11SpareKeys {
   /// Name of the property that lists the bindings; see X11OwnedProperty.
   static constexpr char kProperty[] = "_QUILLET_SPARE_KEYS";
 
-  /// @param xcb  a connection with XKB; outlives this object
+  /// @param xcb  a connection with XKB; must outlive this object
   explicit X11SpareKeys(xcb_connection_t* xcb);
 
   /// Replaces the bindings. Does not wait for the server.

@@ -22,7 +22,7 @@ namespace quillet::platform::macos {
 /// the permission at any time.
 class QuartzKeyEvents final : public KeyEvents {
  public:
-  /// @param log  receives the message about the missing permission; outlives this object
+  /// @param log  receives the message about the missing permission; must outlive this object
   explicit QuartzKeyEvents(SystemLog& log) : log_(log) {}
 
   void Post(std::span<const KeyEvent> events) override;

@@ -32,7 +32,7 @@ class SingleInstance {
   bool Begin(std::string_view request);
 
   /// Calls a function with each request. Call once, after Begin has returned true.
-  /// @param watcher  outlives this object
+  /// @param watcher  must outlive this object
   /// @param handle   receives the request; also called from nested main loops
   void Listen(DescriptorWatcher& watcher, std::function<void(const std::string&)> handle);
 

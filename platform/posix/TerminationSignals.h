@@ -18,7 +18,7 @@ namespace quillet::platform::posix {
 /// arrive.
 class TerminationSignals {
  public:
-  /// @param watcher  watches a pipe that the signal handler writes to; outlives this object
+  /// @param watcher  watches a pipe that the signal handler writes to; must outlive this object
   /// @param end      ends the process; also called from nested main loops
   TerminationSignals(DescriptorWatcher& watcher, std::function<void()> end);
   TerminationSignals(const TerminationSignals&) = delete;

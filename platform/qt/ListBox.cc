@@ -48,7 +48,8 @@ class DetailDelegate final : public QAbstractItemDelegate {
   QAbstractItemDelegate& titles_;
 };
 
-// Replaces Qt's accessible interface for combo boxes. The name, value and description differ.
+// Replaces Qt's accessible interface for combo boxes. Reports a different name, value and
+// description.
 class NamedList final : public QAccessibleWidget {
  public:
   explicit NamedList(QComboBox* box) : QAccessibleWidget(box, QAccessible::ComboBox), box_(box) {}

@@ -14,14 +14,14 @@ namespace quillet::platform::qt {
 /// the program itself posted. Main thread, while a QApplication exists.
 class QtOwnKeyFilter final : public QObject, public QAbstractNativeEventFilter {
  public:
-  /// @param keys     recognizes the events; outlives this object
+  /// @param keys     recognizes the events; must outlive this object
   /// @param ignored  called for each ignored event
   QtOwnKeyFilter(OwnKeys& keys, std::function<void()> ignored);
   ~QtOwnKeyFilter() override;
 
-  /// Removes own key events on X11 and macOS, before Qt handles them.
+  /// Removes Quillet's own key events on X11 and macOS before Qt handles them.
   bool nativeEventFilter(const QByteArray& type, void* event, qintptr* result) override;
-  /// Removes own key events on Wayland, where native event filters do not see them.
+  /// Removes Quillet's own key events on Wayland, where native event filters do not see them.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:

@@ -12,7 +12,7 @@ namespace quillet::platform::qt {
 /// Main thread only.
 class QtPanels final : public Panels {
  public:
-  /// @param parent  the window that the panels belong to; it outlives this object
+  /// @param parent  the window that the panels belong to; it must outlive this object
   explicit QtPanels(QWidget& parent) : parent_(parent) {}
 
   /// The desktop's dialog lists all files. Qt's dialog does not list `omitted`.

@@ -26,7 +26,7 @@ namespace quillet::platform::qt {
 /// once a program with focus has read the clipboard.
 class QtPasteboard final : public Pasteboard {
  public:
-  /// @param queue        the main thread's queue; it outlives this object
+  /// @param queue        the main thread's queue; it must outlive this object
   /// @param longestRead  maximum time to wait for the program with focus to read the text
   explicit QtPasteboard(MainQueue& queue,
                         std::chrono::milliseconds longestRead = std::chrono::seconds(2))

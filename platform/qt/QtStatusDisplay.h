@@ -14,8 +14,9 @@ namespace quillet::platform::qt {
 class QtStatusDisplay final : public StatusDisplay {
  public:
   /// Adds its controls to the status bar.
-  /// @param strip      the status bar; it outlives this object
-  /// @param nextFocus  receives the focus if a button with focus disappears; outlives this object
+  /// @param strip      the status bar; it must outlive this object
+  /// @param nextFocus  receives the focus if a button with focus disappears; must outlive this
+  /// object
   QtStatusDisplay(QStatusBar& strip, QWidget& nextFocus);
 
   void Show(std::string_view text, std::optional<double> fraction,

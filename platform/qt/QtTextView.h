@@ -20,7 +20,7 @@ class RecordView;
 /// so that the window stays responsive. Inserting does not change the user's selection.
 class QtTextView final : public TextView {
  public:
-  /// @param view  an empty view; it outlives this object
+  /// @param view  an empty view; it must outlive this object
   explicit QtTextView(RecordView& view);
 
   void Append(std::string_view text) override { Add(text, TextKind::kMessage); }

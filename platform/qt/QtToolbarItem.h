@@ -23,7 +23,7 @@ struct ToolbarFace {
 /// A ToolbarItem that uses an action, which is also shown in menus. Main thread only.
 class QtToolbarItem final : public ToolbarItem {
  public:
-  /// @param action  an action with its shortcuts set; it outlives this object
+  /// @param action  an action with its shortcuts set; it must outlive this object
   /// @param faces   the first one is shown initially
   QtToolbarItem(QAction& action, std::vector<ToolbarFace> faces);
 

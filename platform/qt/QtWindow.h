@@ -18,7 +18,7 @@ QSize RoomOnScreen(const QWidget& window);
 /// A Window that uses a top-level widget. Main thread only.
 class QtWindow final : public QObject, public Window {
  public:
-  /// @param widget  a top-level widget that accepts close events; it outlives this object
+  /// @param widget  a top-level widget that accepts close events; it must outlive this object
   explicit QtWindow(QWidget& widget);
 
   void SetTitle(std::string_view title) override;

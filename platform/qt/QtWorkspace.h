@@ -9,7 +9,7 @@ namespace quillet::platform::qt {
 /// A Workspace that activates one window through Qt. Main thread only.
 class QtWorkspace final : public Workspace {
  public:
-  /// @param window  the application's main window; it outlives this object
+  /// @param window  the application's main window; it must outlive this object
   explicit QtWorkspace(QWidget& window) : window_(window) {}
 
   /// If the application is still inactive after 400 ms, the window demands attention. Does nothing

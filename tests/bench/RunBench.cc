@@ -60,7 +60,7 @@ struct RunTime {
   double tail;   // seconds from the first record to the last
 };
 
-// Runs the program with a simulated scanner and measures how long its runs take.
+// Starts the program with a simulated scanner and measures how long each synchronization takes.
 class Collector {
  public:
   Collector(simulator::Simulator& scanner, SystemLog& log)

@@ -251,7 +251,7 @@ TEST_F(RecordComposerTest, AppendsFieldsAtANonzeroBufferOffset) {
   EXPECT_EQ(composer.BufferOffset, 8);
 }
 
-TEST(SymbologyNamesTest, Uses300SeriesNamesForOlderLayoutCodesAbove15) {
+TEST(SymbologyNamesTest, Uses300SeriesNamesForCodesAbove15InTheOlderLayout) {
   EXPECT_EQ(SymbologyName(15, false), "Unknown");
   EXPECT_EQ(SymbologyName(16, false), "Code 32");
   EXPECT_EQ(SymbologyName(59, false), "HanXin Code");
