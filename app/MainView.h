@@ -26,7 +26,7 @@ class MainView {
   /// @param kind  whether the text may be dropped
   void Append(std::string_view text, TextKind kind);
 
-  /// Queues a change to another control. Any thread; returns immediately.
+  /// Queues a change to any control other than the view. Any thread; returns immediately.
   void Post(std::function<void()> change);
 
   /// Sets the action to call when records are dropped or removed from the view. The action is

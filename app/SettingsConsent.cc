@@ -20,8 +20,8 @@ bool IsInFolder(const std::string& path, const std::string& folder) {
   return file.starts_with(folder + "/") && file.find('/', folder.size() + 1) == file.npos;
 }
 
-// Formats `actions` as an answer in the file of confirmed actions. The newest answer comes first in
-// the file. Each answer ends with an empty line. Returns an empty string if there are no actions.
+// Formats `actions` as an entry of the file of confirmed actions. The newest entry comes first.
+// Each entry ends with an empty line. Returns an empty string if there are no actions.
 std::string Stored(const SensitiveActions& actions) {
   std::string text;
   if (!actions.application.empty()) {

@@ -15,8 +15,10 @@ class DownloadCounts {
   /// Begins a download. Called when the scanner has reported its number of records. Read thread.
   void Begin();
 
-  void RecordRequested() { ++requested_; }              ///< called for each "p"; command thread
-  void RecordAnswered() { answered_ = answered_ + 1; }  ///< a frame has answered "p"; read thread
+  void RecordRequested() { ++requested_; }  ///< called for each "p"; command thread
+  void RecordAnswered() {
+    answered_ = answered_ + 1;
+  }  ///< a frame has arrived in response to "p"; read thread
 
   /// Called before "P" is sent. Command thread.
   /// @param port  current value of SerialPort::openings

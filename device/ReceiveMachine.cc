@@ -33,8 +33,8 @@ ReceiveMachine::Step ReceiveMachine::Take(std::span<const std::uint8_t> bytes) {
 // Copies body bytes in bulk, except the last one, which completes the body.
 std::size_t ReceiveMachine::StoreBody(std::span<const std::uint8_t> bytes) {
   // Another thread may call Reset, which writes the state before the count. This function reads the
-  // count before the state, and writes the count before it copies the bytes. A Reset is therefore
-  // lost only in cases in which TakeByte would lose it too.
+  // count before the state, and writes the count before it copies the bytes. It can therefore
+  // overwrite the effect of a Reset only where TakeByte would overwrite it too.
   const std::int32_t index = writePtr_;
   const std::int32_t receiving = state_;
   if (receiving != kFrameBody && receiving != kBurstBody) return 0;

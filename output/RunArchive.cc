@@ -56,7 +56,8 @@ void RunArchive::Begin() {
 
 // Opens the files before the first record arrives, so that an interrupted run is always listed.
 void RunArchive::DownloadStarted(std::int32_t records, bool erasePending) {
-  if (runsInProgress_ == 0) runsInProgress_ = 1;  // End of an interrupted run decremented it
+  if (runsInProgress_ == 0)
+    runsInProgress_ = 1;  // End, called for an interrupted run, decremented it
   if (overlaps_) return;
   if (!erasePending) ForgetEarlierRuns();
   if (records > 0 && startsRun_) Current().AppendUnit(Header(), "", 0);

@@ -156,8 +156,8 @@ class RunArchive final : public RecordArchive {
   RunUnits::Mark cutOff_{0};             // the last unit that is known to be incomplete
   RunUnits::Mark lastOfRun_{0};          // the last unit of the most recently ended run
   RunUnits::Mark inDay_{0};              // the last unit that belongs in a day's files
-  RunUnits::Mark flushed_{-1};           // the units up to this one are on the disk
-  RunUnits::Mark copied_{-1};            // the units up to this one are in the output file
+  RunUnits::Mark flushed_{-1};           // this unit and all earlier ones are on the disk
+  RunUnits::Mark copied_{-1};            // this unit and all earlier ones are in the output file
   RunUnits::Mark permitted_{0};          // the last permitted erase covers the units up to this one
   std::atomic<bool> dayDeleted_{false};  // the day's files were deleted
   Word<bool> linesPending_ = false;      // pendingLines_ is not empty

@@ -161,7 +161,7 @@ std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardSt
   return candidates;
 }
 
-// Returns the sets of modifiers that select a level of the key. Omits locked modifiers from each
+// Returns the sets of modifiers that select any level of the key. Omits locked modifiers from each
 // set.
 std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32_t group,
                                                  std::uint32_t locked) const {

@@ -15,8 +15,8 @@ inline constexpr char kLayoutChanged[] =
     "the keyboard layout changed while a record was being typed";
 inline constexpr char kModifierHeld[] = "a modifier key is held down. Release all modifier keys.";
 
-/// Checks that the user changes neither the layout nor the modifiers while a record is typed. A
-/// record is typed in parts. One thread at a time.
+/// Checks that the user changes neither the layout nor the modifiers while a record is being typed.
+/// A record is typed in several parts, with a check for each part. One thread at a time.
 class TypingWatch {
  public:
   /// State that must not change while a part is typed.

@@ -54,7 +54,8 @@ static_assert(kHighestCode >= KEY_YEN && kHighestCode >= kHighestKeyCode);
 constexpr std::uint32_t kLockModifier = 2;  // Caps Lock (X11 protocol, section 2)
 
 std::uint16_t EvdevCode(std::uint32_t xkbCode) {
-  constexpr std::uint32_t kOffset = 8;  // xkbcommon.h, xkb_keycode_t
+  constexpr std::uint32_t kOffset =
+      8;  // XKB key code minus evdev code (xkbcommon.h, xkb_keycode_t)
   return static_cast<std::uint16_t>(xkbCode - kOffset);
 }
 

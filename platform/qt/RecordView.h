@@ -18,7 +18,7 @@ class RecordView final : public ReadOnlyText {
   /// stays at the end if nothing is selected.
   void InsertAtEnd(const QString& text, TextKind kind);
 
-  /// Removes the oldest records if they have more than kMostLines lines or kMostText characters.
+  /// Removes the oldest records until at most kMostLines lines and kMostText characters remain.
   /// Keeps lines that contain messages. A long line is removed in parts of about 2,000 characters.
   /// The visible lines that remain do not move.
   /// @return true if lines were removed

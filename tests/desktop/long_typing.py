@@ -1,4 +1,4 @@
-"""Long checks of typing on X11; see tests/desktop/typing."""
+"""Long-running tests of typing on X11; see tests/desktop/typing."""
 
 import signal
 import subprocess
@@ -92,8 +92,8 @@ class LongTyping(TypingCase):
                   f"{ours / theirs:.1f} times as fast", flush=True)
 
     def rate(self, program, name, whole):
-        """Returns the number of characters typed per second. The measurement of xdotool ends when
-        xdotool exits, because xdotool may type wrong text."""
+        """Returns the number of characters typed per second. For xdotool, timing ends when xdotool
+        exits, not when the expected text has arrived, because xdotool may type wrong text."""
         window = Terminal(self, f"/tmp/{program}-{name}.text")
         start = time.monotonic()
         if program == "quillet":

@@ -1,9 +1,11 @@
-"""Tests the failure of each system call on the archive and the output file."""
+"""Tests the failure of each system call on the archive and the output file, and hanging flushes."""
 
 import collections
 import errno
+import signal
 
 from archive_case import ERRORS, TO_FILE, TO_VIEW, ArchiveTest, Point, some_records
+from fault_case import FaultTest, Settings, messages
 
 _RECORDS = some_records(20)
 _EVERY_NUMBER = {"write", "fsync"}
@@ -61,3 +63,31 @@ class EveryCallTest(ArchiveTest):
 
     def test_record_by_record_run_to_view_survives_failed_calls(self):
         self.check(TO_VIEW, 0)
+
+
+class HangingFlushTest(FaultTest):
+    faults = "file_faults"
+
+    def begin(self):
+        """Synchronizes three records with erasing on, while the archive cannot be flushed."""
+        Settings(destination=TO_VIEW, clear_memory=1).save()
+        scanner = self.plugged_in_scanner(_RECORDS[:3])
+        self.start(environment=self.preload(BLOCKED_SYNC="/quillet/runs/"))
+        self.quillet.wait_for_view(messages.STARTED + messages.connecting())
+        self.quillet.wait_for_connect_label("Disconnect")
+        self.quillet.press("Synchronize")
+        self.quillet.wait_for_view_end(messages.FINISHED)
+        return scanner
+
+    def test_scanner_is_not_erased_if_a_flush_hangs(self):
+        scanner = self.begin()
+        self.quillet.wait_for_message("The scanner was not erased because 3 records were not saved. "
+                                      "Check the disk.", "Show")
+        self.assertNotIn("E", scanner.commands())
+        self.assertEqual(3, scanner.record_count())
+
+    def test_signal_ends_the_program_while_a_flush_hangs(self):
+        scanner = self.begin()
+        self.quillet.process.send(signal.SIGTERM)
+        self.assertIn(self.quillet.wait_for_end(), (0, 1))
+        self.assertEqual(3, scanner.record_count())

@@ -73,7 +73,7 @@ class PowerTest(FaultTest):
     def test_burst_survives_power_failure_during_erase(self):
         self.check_erased_records_survive(burst_sync=1)
 
-    def test_single_records_survive_power_failure_during_erase(self):
+    def test_record_by_record_run_survives_power_failure(self):
         # A record-by-record run sends the erase command twice.
         self.check_erased_records_survive(erases=2, burst_sync=0)
 

@@ -37,7 +37,7 @@ constexpr std::string_view kRunName = "005771_20261116_140709.txt";
 // The effects of settings that require the consent of Quillet's user.
 struct Effects {
   std::string starts = {};  // the program that a run starts
-  std::string writes = {};  // output file; empty: the default or a file in the data folder
+  std::string writes = {};  // output file; empty if it is the default file or in the data folder
   bool appends = false;
   bool synchronizes = false;
   bool types = false;

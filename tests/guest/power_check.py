@@ -184,7 +184,7 @@ class Check:
         return kept
 
     def at_erase(self, pending, count):
-        """Checks possible disk states at an erase command. `pending`: the writes since the last
+        """Checks disk states that are possible when an erase command is sent. `pending`: the writes since the last
         flush. `count`: number of random states to check."""
         self.state("all writes", pending)
         for length in range(len(pending)):

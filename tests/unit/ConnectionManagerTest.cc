@@ -206,7 +206,7 @@ TEST_F(ConnectionManagerTest, WaitsFiveSecondsAndKeepsASilentPortOpen) {
   EXPECT_TRUE(tavo.IsOpen());
 }
 
-TEST_F(ConnectionManagerTest, ConnectRemovesTheMessageOfAnIgnoredButton) {
+TEST_F(ConnectionManagerTest, ConnectClearsTheIgnoredPressMessage) {
   registry.Attach("usbmodem1", folder / "port");
   tavo.AttachSilent(folder / "port");
   Launch();

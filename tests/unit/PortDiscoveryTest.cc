@@ -46,7 +46,7 @@ TEST_F(PortDiscoveryTest, TriesToConnectToANewPortUnlessConnected) {
   EXPECT_FALSE(controller.bConnecting);
 }
 
-TEST_F(PortDiscoveryTest, RemovingAPortDisconnectsIfAnUnusedPortRemains) {
+TEST_F(PortDiscoveryTest, DisconnectsWhenAPortIsRemovedIfAnUnusedOneRemains) {
   AttachOther("usbmodemA");
   Attach("usbmodemB");
   AttachOther("printer");

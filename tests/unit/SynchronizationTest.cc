@@ -352,7 +352,7 @@ TEST_F(ResultTest, SaysThatTheScannerWasErasedAfterACutOffBurst) {
   EXPECT_TRUE(log.Has("Quillet: " + text + "Erasing the scanner…"));
 }
 
-TEST_F(ResultTest, DoesNotCountErasedRecordsInABurst) {
+TEST_F(ResultTest, BurstCountExcludesErasedRecords) {
   StartWith({.destination = 2});
   simulator::DeviceSettings scanner = Scanner({"1", "2", "3"});
   scanner.records[1] = simulator::Erased(scanner.records[1]);
