@@ -74,7 +74,7 @@ class HangingFlushTest(FaultTest):
         scanner = self.plugged_in_scanner(_RECORDS[:3])
         self.start(environment=self.preload(BLOCKED_SYNC="/quillet/runs/"))
         self.quillet.wait_for_view(messages.STARTED + messages.connecting())
-        self.quillet.wait_for_connect_label("Disconnect")
+        self.quillet.clear()
         self.quillet.press("Synchronize")
         self.quillet.wait_for_view_end(messages.FINISHED)
         return scanner
