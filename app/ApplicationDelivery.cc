@@ -68,8 +68,8 @@ ApplicationDelivery::ApplicationDelivery(const Platform& platform, StatusStrip& 
 
 DeliveryOutcome ApplicationDelivery::Deliver(const std::string& record, bool paste) {
   const std::lock_guard lock(delivering_);
-  // True if Quillet's windows apparently no longer receive the keystrokes. If the main thread
-  // handles such a keystroke late, KeyIgnored raises kTypedAtQuillet again.
+  // BeginRecord returns true if Quillet's windows have apparently stopped receiving keystrokes. If
+  // the main thread handles an earlier keystroke late, KeyIgnored raises kTypedAtQuillet again.
   if (count_.BeginRecord(platform_.clock.Now())) {
     strip_.Withdraw(Notice::kTypedAtQuillet);
     RaiseIncomplete("Quillet's window had focus, so some records were not delivered.");

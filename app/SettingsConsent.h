@@ -45,7 +45,7 @@ class SettingsConsent {
   /// Maximum number of confirmed answers that are remembered. A new one replaces the oldest.
   static constexpr int kMostAnswers = 16;
 
-  /// The objects that SettingsConsent uses. All outlive it.
+  /// The objects that SettingsConsent uses. All must outlive it.
   struct Parts {
     platform::FileStore& files;  ///< reads and writes `confirmed`
     Settings& settings;          ///< the current settings

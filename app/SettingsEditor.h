@@ -72,8 +72,9 @@ class SettingsEditor {
   /// the previous path. Also shows a message if runs will replace the chosen file.
   void Browse();
 
-  /// Lets the user choose the application that receives the records. If this application is the
-  /// destination, saves the settings at once. The settings window may be closed.
+  /// Lets the user choose the application that receives the records. If the current destination is
+  /// an application, saves the choice immediately. Can be called while the settings window is
+  /// closed.
   void ChooseApplication();
 
   void SaveAndClose();  ///< applies and saves the values in the window, then closes it

@@ -254,7 +254,7 @@ void SyncController::ConnectThread() {
   bConnecting = false;
   strip_.Withdraw(Notice::kPressIgnored);
   ShowConnectionState();
-  // Ports that were plugged in during this attempt may not have been tried, because PortChanged
+  // Ports that appeared during this attempt may not have been tried, because PortChanged
   // does not start a second attempt.
   OnMainThread([this] {
     portMessages_.WithdrawRemoved();

@@ -39,7 +39,7 @@ class RecordArchive {
   virtual void KeepRecord(std::span<const std::uint8_t> record) = 0;
 
   /// Stores a burst. Called before its first record is delivered. Read thread.
-  /// @param records  the stored records as received; valid during the call
+  /// @param records  the bytes of all records, as received; valid during the call
   virtual void KeepBurst(std::span<const std::uint8_t> records) = 0;
 
   /// Called after the last record of a burst has been delivered. Read thread.

@@ -148,7 +148,7 @@ class RunArchive final : public RecordArchive {
 
   std::atomic<std::int32_t> runsInProgress_{0};
   Word<bool> startsRun_ = false;    // the run in progress has no files yet
-  Word<bool> interrupted_ = false;  // the connection of the run in progress has ended
+  Word<bool> interrupted_ = false;  // the connection was lost during the run in progress
   Word<bool> overlaps_ = false;     // the run began before the previous one ended
   RunUnits units_;
   RunUnits::Mark failed_{0};             // the last unit whose data or line was not archived

@@ -17,7 +17,7 @@ struct PortObstacle {
     kBusy,        ///< another program uses the port
   };
 
-  Kind kind = Kind::kNone;   ///< kind of reason
+  Kind kind = Kind::kNone;   ///< what prevents the port from being used
   std::string group = {};    ///< kPermission: the group that may use the port; empty if none
   bool joined = false;       ///< kPermission: the user has joined the group since logging in
   std::string program = {};  ///< kBusy: name of the program that uses the port; empty if unknown

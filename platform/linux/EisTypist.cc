@@ -23,7 +23,7 @@ constexpr auto kDeadKeyPause = 300ms;
 constexpr auto kReadingTimePerStroke = 5ms;  // added per unread stroke, up to kMostDeadKeyPause
 constexpr auto kMostDeadKeyPause = 2s;
 
-// During a pause, interval between checks whether the program is exiting.
+// How often a pause is interrupted to check whether the program is exiting.
 constexpr auto kEndingCheck = 100ms;
 
 constexpr char kEnding[] = "Quillet is closing";

@@ -161,8 +161,8 @@ std::vector<KeymapSearch::Candidate> KeymapSearch::CandidatesIn(const KeyboardSt
   return candidates;
 }
 
-// Returns the sets of modifiers that select any level of the key. Omits locked modifiers from each
-// set.
+// Returns every set of modifiers that selects one of the key's levels. The sets do not include
+// locked modifiers.
 std::vector<std::uint32_t> KeymapSearch::MasksOf(std::uint32_t code, std::uint32_t group,
                                                  std::uint32_t locked) const {
   std::vector<std::uint32_t> masks;

@@ -35,8 +35,9 @@ using KeyChords = std::vector<KeyChord>;
 using Keysyms = std::vector<std::uint32_t>;
 
 /// Finds the keys for a key-down event. For the letter V with Command, the result may be
-/// Shift-Insert, which also pastes. For other events, it may be a dead key and the space bar.
-/// @return an empty list if the current group does not have the keys
+/// Shift-Insert, which also pastes. For a character that the layout has only as a dead key, the
+/// result is the dead key and the space bar.
+/// @return an empty list if the current group cannot produce the event
 KeyChords ChordsFor(const KeyEvent& press, KeymapSearch& keymap, const KeyboardState& state);
 
 /// Like ChordsFor, but finds only keys that type the same character in the first `groups` groups.

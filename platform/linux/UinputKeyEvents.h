@@ -44,7 +44,7 @@ class UinputKeyEvents final : public KeyEvents {
   /// @param log    receives one line if keys cannot be typed; must outlive this object
   /// @param clock  used for pauses; Now must use the monotonic clock; must outlive this object
   /// @param sent   notified of the strokes that are written; must outlive this object
-  /// @param make   creates the keyboard like MakeVirtualKeyboard
+  /// @param make   creates the keyboard; has the same contract as MakeVirtualKeyboard
   /// @param layout the layout of the desktop, or null; must outlive this object
   UinputKeyEvents(
       SystemLog& log, Clock& clock, SentKeys& sent,

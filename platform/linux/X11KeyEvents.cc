@@ -323,8 +323,8 @@ bool X11KeyEvents::BindFirst(std::span<const KeyEvent> events, const X11Keyboard
 }
 
 // Binds the characters of `events` that have no key, then other typable characters, so that a run
-// rarely needs another binding. The server is grabbed, so that no application reads the keymap
-// before all are bound. Returns false if no characters can be bound.
+// rarely needs another binding. Grabs the server, so that no application reads the keymap before
+// all are bound. Returns false if no characters can be bound.
 bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState& state) {
   if (spare_->IsBound()) {
     Unbind();

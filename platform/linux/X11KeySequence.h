@@ -47,7 +47,7 @@ class X11KeySequence {
   void Finish();  ///< adds the last steps; call once, after Add
 
   const std::vector<Step>& Steps() const { return steps_; }  ///< returns all steps in order
-  /// Returns the codes of the user's held keys that Finish presses again.
+  /// Returns the codes of the keys that the user holds down and that Finish presses again.
   const std::vector<std::uint8_t>& PressedAgain() const { return pressedAgain_; }
 
   /// Returns pairs of locked modifiers and locked group. The first pair is the user's. The other

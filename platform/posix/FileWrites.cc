@@ -16,7 +16,8 @@
 namespace quillet::platform::posix {
 namespace {
 
-// Returns true if the program can write to the folder and may therefore have created entries.
+// Returns true if the program can write to the folder. Otherwise, it cannot have created files
+// there.
 bool IsWritable(const std::string& folder) {
   return faccessat(AT_FDCWD, folder.c_str(), W_OK, AT_EACCESS) == 0;
 }

@@ -50,7 +50,7 @@ void QtStatusDisplay::SetUp(QStatusBar& strip) {
   int height = qMax(bar_.sizeHint().height(), label_.sizeHint().height());
   for (std::size_t i = 0; i < buttons_.size(); ++i) {
     QPushButton& button = *buttons_[i];
-    button.setFocusPolicy(Qt::TabFocus);  // not on click: typed records press a focused button
+    button.setFocusPolicy(Qt::TabFocus);  // no click focus: typing would press the button
     button.setAutoDefault(true);          // Return presses the button that has focus
     Outline(button);
     // If the title changes while the button is held down, the press has no effect.

@@ -1,4 +1,4 @@
-// quillet-demo: Quillet with a simulated scanner instead of real ones.
+// quillet-demo: Quillet with a simulated scanner instead of a real one.
 
 #include <cstdio>
 #include <cstdlib>

@@ -30,8 +30,8 @@ def _processor_seconds(pid):
 def _time_unread(line):
     """Polls a terminal until data has arrived and has been read.
 
-    Returns an upper limit for the time during which the data was unread, in seconds. If no poll
-    found unread data, returns the longest time between two polls.
+    Returns an upper bound on the time that the data was unread, in seconds. If no poll found unread
+    data, returns the longest time between two polls.
     """
     start = before = time.monotonic()
     arrived = None

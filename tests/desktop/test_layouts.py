@@ -33,7 +33,7 @@ class LayoutsTest(TypingCase):
     def test_types_into_a_terminal_with_russian_and_dvorak(self):
         self.check_layouts(Terminal, [["ru"], ["us", "dvorak"]])
 
-    def test_types_into_a_text_field_with_french_and_russian(self):
+    def test_types_with_french_and_russian_layouts(self):
         self.check_layouts(TextWindow, [["fr"], ["ru"]])
 
     def test_types_while_caps_lock_is_on(self):

@@ -39,7 +39,7 @@ class OwnWindowsTest(TypingCase):
         scanner.scan(4, "c q s")
         self.log.wait_for(_DELIVERED, before + 2)
 
-    def test_automatic_run_does_not_press_quillets_buttons(self):
+    def test_keys_of_automatic_run_press_no_buttons(self):
         self.start_with_focus_on_connect(auto_sync=1)
         self.plug_in()
         self.wait_for_run()

@@ -98,8 +98,8 @@ class Disk:
 
 
 class ArchiveTest(FaultTest):
-    """Base class of tests that synchronize one or more times. In each attempt, the program starts,
-    synchronizes at once and erases the scanner."""
+    """Base class of tests that run the program one or more times. Each time, the program starts,
+    synchronizes immediately and erases the scanner."""
 
     faults = "fail_calls"
 

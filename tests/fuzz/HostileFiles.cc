@@ -61,9 +61,9 @@ class Computer {
     return folder_ / (std::string("shared/") + kPaths[number % 8]);
   }
 
-  /// Acts as the other user and replaces `path`.
+  /// Replaces `path` as the other user.
   /// @param kind  type of the new file
-  /// @param mode  mode of the new file; for a link to another path, the number of that path
+  /// @param mode  mode of the new file; if it is a link to another path, the index of that path
   void Create(const std::string& path, unsigned kind, mode_t mode) const;
 
   /// Checks that the program has not changed or disclosed the user's own files.

@@ -62,7 +62,7 @@ class DesktopApplicationsTest : public ::testing::Test {
   }
 
   /// Starts an additional application and waits for it, so that all pending starts are recorded.
-  /// @return the number of recorded starts, without the additional one
+  /// @return the number of recorded starts, not counting the additional one
   std::size_t CountStarts() {
     const std::string mark = scripts_.folder / "mark";
     const std::string marker = scripts_.Install("marker", ": >'" + mark + "'\n");

@@ -12,9 +12,9 @@ struct ProgramResult {
   std::string errors;
 };
 
-/// Runs a program until it ends and collects its output.
+/// Runs a program to completion and collects its output.
 /// @param arguments  the program, found on PATH, and its arguments
-/// @param closed     the standard descriptors (0 to 2) that are closed in the program
+/// @param closed     standard descriptors (0 to 2) to close before the program starts
 ProgramResult RunProgram(const std::vector<std::string>& arguments,
                          const std::set<int>& closed = {});
 

@@ -55,7 +55,7 @@ INSTANTIATE_TEST_SUITE_P(Latencies, LatencyTest, ::testing::Values(0us, 500us, 2
 
 class LayoutTest : public SessionTest, public ::testing::WithParamInterface<Model> {};
 
-TEST_P(LayoutTest, ShowsRecordsWithExtremeValuesCompletely) {
+TEST_P(LayoutTest, DoesNotTruncateRecordsWithExtremeValues) {
   const std::vector<ScanRecord> records = simulator::ExtremeRecords(500, GetParam());
   ConnectWith({.destination = kToView}, records, GetParam());
   EXPECT_EQ(controller.lumet->bTavo300, GetParam() == Model::kSeries300 ? 1 : 0);

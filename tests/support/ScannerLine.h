@@ -86,8 +86,8 @@ class ScannerLine final : public platform::SerialLine {
   }
 
   /// Waits until the program has handled the pending answer. Returns at once on the read thread.
-  /// Call it each time before a thread of the program sleeps, so that time-outs do not expire on a
-  /// slow machine.
+  /// Call this whenever a thread of the program is about to sleep, so that time-outs do not expire
+  /// on a slow machine.
   void Settle(const Word<bool>& connected) {
     if (role_ == Role::kReader) return;
     if (role_ != Role::kConnector) return WaitUntilRead();

@@ -125,7 +125,7 @@ class BurstTest(SystemTest):
         scanner.scan(4, "A-2")
         self.quillet.wait_for_view("Code 39,A-1,005771\nCode 39,A-2,005771\n")
 
-    def test_next_run_writes_a_live_scan_to_the_file(self):
+    def test_live_scan_between_runs_is_written_by_next_run(self):
         Settings(attach_timestamp=0, filename=OUTPUT).save()
         scanner = self.plugged_in_scanner()
         self.start_connected()

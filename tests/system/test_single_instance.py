@@ -46,7 +46,7 @@ class SingleInstanceTest(SystemTest):
         self.start_again()
         self.wait_until_active()
 
-    def test_raises_a_dialog_that_is_open(self):
+    def test_raises_an_open_dialog(self):
         self.plugged_in_scanner()
         self.start_connected()
         settings = SettingsWindow(self.desktop, self.quillet)

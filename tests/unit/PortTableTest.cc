@@ -115,7 +115,7 @@ TEST_F(PortTableTest, HasUntriedDetectsPortsAddedDuringAnAttempt) {
   EXPECT_FALSE(table.HasUntried()) << "unplugged";
 }
 
-TEST_F(PortTableTest, EndsConnectionIfNoPortOrADifferentNameRemains) {
+TEST_F(PortTableTest, EndsConnectionUnlessAllPortsLeftHaveItsName) {
   Fill({"TavoA", "TavoB"});
   table.SetConnected(1);
   const std::pair<Texts, bool> cases[] = {

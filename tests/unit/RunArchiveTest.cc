@@ -55,7 +55,7 @@ class FaultyFiles final : public test::HookedFileStore {
 
   bool full = false;       // true: appending fails
   bool failsOnce = false;  // true: the next append fails
-  std::string broken;      // flushing fails for files with this suffix; "folders": for folders
+  std::string broken;      // suffix of the files that cannot be flushed, or "folders"
   std::string refused;     // name suffix of the files that cannot be created
   Texts flushed;           // names of the flushed files
   std::function<void()> whileSynchronizing;  // called by the next flush only

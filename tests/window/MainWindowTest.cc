@@ -194,7 +194,7 @@ TEST_F(MainWindow, TypedRecordsDoNotPressButtons) {
   EXPECT_EQ(window_.view().ShownText(), "");
 }
 
-TEST_F(MainWindow, TypedNewlinesDoNotRepeatAButtonPress) {
+TEST_F(MainWindow, TypedNewlinesDoNotPressTheFocusedButton) {
   Button("Synchronize")->setFocus(Qt::TabFocusReason);
   Press(Qt::Key_Space);
   for (int i = 0; i < 10; ++i) Press(Qt::Key_Return);

@@ -304,7 +304,7 @@ TEST_F(TextView, RemovalPreservesSelectionAndVisibleLines) {
   EXPECT_EQ(widget_.cursorRect(), place);
 }
 
-TEST_F(TextView, RemovesTheBeginningOfALongLineOfRecords) {
+TEST_F(TextView, TrimsTheStartOfAnOverlongLine) {
   view_.Append("started\n");
   const std::string line(10'000, 'x');
   for (int i = 0; i < 2'000; ++i) {

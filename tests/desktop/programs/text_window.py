@@ -3,8 +3,8 @@
 
 Writes the text to FILE (default: this program's path plus ".text") after each change. Appends its
 process ID to FILE.starts (default: this program's path plus ".starts"). With SECONDS, waits that
-long before handling each paste key. With --palette, also opens a window with a text field that
-stays on top of all windows, and writes that field's text to this program's path plus ".palette".
+long before handling each paste key. With --palette, also opens a second window, which stays on top of
+all windows. Writes the text of its field to this program's path plus ".palette".
 """
 
 import os

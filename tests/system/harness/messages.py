@@ -12,7 +12,7 @@ FINISHED = "Synchronization finished. Tavo can be plugged off now\n"
 
 ATTEMPT = "\n"  # each attempt to connect begins with an empty line
 
-# Texts of the progress display
+# Messages of the progress display
 WAITING = "Waiting for the scanner. Plug it in."
 OWN_WINDOW = ("Quillet's window had focus, so the records were not delivered. They are in the "
               "archive. Click the target window before you scan.")

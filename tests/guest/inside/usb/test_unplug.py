@@ -41,7 +41,7 @@ class UnplugTest(UsbTest):
         quillet.clear()
         self.synchronize_to_file(records)
 
-    def test_connects_a_scanner_with_a_new_device_name(self):
+    def test_connects_to_a_scanner_with_a_new_device_name(self):
         """The program keeps the port of a silent scanner open, so the kernel chooses a new name
         when the scanner is plugged in again."""
         scanner = self.plugged_in_scanner(faults=[f"on W {n} ignore" for n in range(1, 6)])
