@@ -88,8 +88,8 @@ Run::Result Run::End(const Settings& settings, const SerialNumberField& serial, 
   return result;
 }
 
-// `records` is null if the run had another destination or if End has already been called. In that
-// case, an existing file must not be overwritten.
+// `records` is null if the run's destination was not a file or if End has already been called. In
+// both cases, an existing file must not be overwritten.
 void Run::Write(const Records* records, const Settings& settings, const SerialNumberField& serial,
                 LumetFile& file, Result& result) {
   if (records == nullptr || records->count == 0) {

@@ -67,8 +67,9 @@ std::vector<std::string> Described(const SensitiveActions& actions) {
   if (file != actions.file) {
     add("Write the records of each synchronization to a new file: ", file);
   } else if (!file.empty()) {
-    add(actions.appends ? "Add the records to this file: "
-                        : "At each synchronization, replace the contents of this file: ",
+    add(actions.appends
+            ? "Add the records to this file: "
+            : "Replace the contents of this file with the records of each synchronization: ",
         file);
   }
   if (actions.synchronizes) add("Synchronize as soon as the scanner is connected");

@@ -22,7 +22,7 @@ class ArchiveFolder {
 
   static constexpr std::size_t kRuns = 100;  ///< maximum number of runs
   static constexpr std::uint64_t kArchiveSize =
-      200'000'000;  ///< maximum size of all files in bytes
+      200'000'000;  ///< maximum total size of the files in bytes
 
   /// @param files  reads and writes the files; must outlive this object
   /// @param path   absolute path of the folder; need not exist

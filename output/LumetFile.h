@@ -120,9 +120,9 @@ std::string_view ReasonText(int error);
 std::string FileNamePart(std::string text);
 
 /// Returns the path of a run's output file: `path` with each placeholder, including its slash,
-/// replaced by the result of `name`. Intentional: because the slash is replaced too, the file is
-/// created next to the folder in `path`, and its name begins with that folder's name. `name` is
-/// called at most once.
+/// replaced by the result of `name`. Replacing the slash is intentional: the file is created next
+/// to the folder that `path` names, and its name begins with that folder's name. `name` is called
+/// at most once.
 template <class Name>
 std::string ResolveSyncFileName(std::string path, Name&& name) {
   const std::string_view placeholder = kPlaceholder;

@@ -24,7 +24,7 @@ class RunUnits {
   std::int64_t arrived() const { return arrived_; }  ///< number of the last unit that arrived
   std::int64_t written() const { return written_; }  ///< number of calls to Written
 
-  /// Number of units that have arrived since the current run began, including those after its end.
+  /// Number of units that have arrived since the current run began, even if it has ended.
   std::int64_t Count() const { return arrived_ - before_; }
 
   /// Sets `mark` to the last unit that arrived.

@@ -11,7 +11,7 @@
 
 namespace quillet::platform {
 
-/// The texts of a row in the list of runs, one for each column.
+/// The text of each column in a row of the list of runs.
 struct RunRow {
   std::string date;         ///< start of the run, or the day of live scans
   std::string scanner;      ///< displayed part of the serial number

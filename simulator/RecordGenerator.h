@@ -9,8 +9,9 @@
 
 namespace quillet::simulator {
 
-/// Generates the records of one day of stock-taking, 2026-11-16, in order of time. The label of a
-/// shelf is followed by articles and cartons with valid check digits. Some articles are repeated.
+/// Generates the records of one day of stock-taking, 2026-11-16, in chronological order. Each
+/// shelf label is followed by articles and cartons with valid check digits. Some articles are
+/// repeated.
 /// The 300 series also scans matrix codes. Each value of `randomState` produces different records.
 ///
 /// The result depends only on the arguments and is the same on every platform.

@@ -63,7 +63,7 @@ using namespace std::chrono_literals;
 // A process that ends within this time may have passed the request on to another process. The
 // application then counts as running.
 constexpr auto kShortestLife = 10s;
-// Time after the last request during which such an application counts as running on X11.
+// On X11, such an application counts as running for this long after the last request.
 constexpr auto kHandedOver = 1min;
 constexpr auto kFocusLimit = 300ms;
 

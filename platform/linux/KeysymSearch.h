@@ -10,8 +10,8 @@ namespace quillet::platform::linux_desktop {
 /// Finds the keysyms (xkbcommon-keysyms.h) to send to a desktop that chooses the keys itself. One
 /// thread at a time.
 ///
-/// The desktops press the first key of the current group that has the keysym. They hold Shift_L for
-/// the key's second level, ISO_Level3_Shift for its third level, and nothing for higher levels
+/// Such desktops press the first key of the current group that has the keysym. They hold Shift_L
+/// for the key's second level, ISO_Level3_Shift for its third level, and nothing for higher levels
 /// (Mutter 43, meta-virtual-input-device-native.c; xdg-desktop-portal-kde 5.27).
 class KeysymSearch {
  public:

@@ -68,9 +68,8 @@ bool IsVirtual(std::string_view systemPath) {
   return systemPath.starts_with("/sys/devices/virtual/tty/");
 }
 
-// The 8250 driver creates a fixed number of ttyS devices even without hardware. Their attribute
-// "type" is then 0, PORT_UNKNOWN (kernel documentation, ABI/testing/sysfs-tty;
-// linux/serial_core.h).
+// The 8250 driver creates a fixed number of ttyS devices. The attribute "type" of a device without
+// hardware is 0, PORT_UNKNOWN (kernel documentation, ABI/testing/sysfs-tty; linux/serial_core.h).
 bool IsPlaceholder(udev_device* device) {
   return TextOrEmpty(udev_device_get_sysattr_value(device, "type")) == "0";
 }

@@ -34,7 +34,7 @@ struct X11KeyboardState {
 ///
 /// The keymap is that of the XTEST keyboard. This keyboard is a separate device, which can have a
 /// different keymap (setxkbmap(1)). The server copies the keymap of the XTEST keyboard to the core
-/// keyboard at the first XTEST key.
+/// keyboard when it receives the first XTEST key event.
 class X11Keyboard : public XcbConnection {
  public:
   X11Keyboard();

@@ -55,8 +55,8 @@ bool SynchronizeEntries(std::string path) {
     const UniqueFd folder(
         RetryOnSignal([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (folder.IsOpen() && SynchronizeFile(folder.Get())) continue;
-    // EINVAL means that the file system cannot flush folders (fsync(2)). For example, folders of
-    // autofs have no entries on any disk.
+    // EINVAL means that the file system cannot flush folders (fsync(2)). For example, autofs does
+    // not store its folders on a disk.
     const bool hasNoEntries =
         folder.IsOpen() ? errno == EINVAL : errno == EACCES && !IsWritable(path);
     if (containsFile || !hasNoEntries) return false;

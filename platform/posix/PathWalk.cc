@@ -71,9 +71,9 @@ bool IsOnlyMember(const User& user, const struct group& entry) {
   return *member == nullptr;
 }
 
-// Returns true if `id` is this user's primary group, has the user's name and lists no other member.
-// The list omits other users with this primary group, so the name must match too. If the user has
-// no name, the group must have no name.
+// Returns true if `id` is this user's primary group, has the same name as the user, and lists no
+// other member. A group's member list omits users who have it as their primary group, so the names
+// must match too. If the user has no name, the group must have no name.
 bool IsOwnGroup(gid_t id) {
   std::optional<User> user;
   if (!FindUser(geteuid(), user) || id != (user ? user->group : getegid())) return false;

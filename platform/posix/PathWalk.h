@@ -19,10 +19,11 @@ struct Place {
 };
 
 /// Opens the folders of an absolute path one after the other (path_resolution(7)). Follows a
-/// symbolic link only if it belongs to this user or root, or if only they may write to its folder.
+/// symbolic link only if it belongs to this user or root, or if no other user may write to the
+/// link's folder.
 /// A folder that cannot be read is opened for searching only. Any thread.
-/// @return the place. After an error, its folder is not open; errno is ELOOP if a link was not
-///         followed.
+/// @return the opened place. After an error, its folder is not open; errno is ELOOP if a link was
+///         not followed.
 Place OpenPlace(const std::string& path);
 
 /// Opens the target of the symbolic link at `place`, in the same way as OpenPlace.

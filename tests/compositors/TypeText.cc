@@ -1,8 +1,9 @@
 // Types a file into the program that has focus: type_text FILE [--pace US] [--permission S]
 //
-// Types with Quillet's classes and prints their log. If an input method may change the text, prints
-// the method's name. The last line begins with "posted", "untypable" or "refused". Exits at the end
-// of standard input, because a compositor may drop the events of a program that has exited.
+// Uses Quillet's typing classes and prints their log. If an input method may change the text,
+// prints the method's name. The last line begins with "posted", "untypable" or "refused". Keeps
+// running until standard input is closed, because a compositor may drop the events of a program
+// that has exited.
 
 #include <chrono>
 #include <cstdlib>

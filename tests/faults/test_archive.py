@@ -1,4 +1,5 @@
-"""Tests system calls that fail while records are archived. long_archive.py tests all calls."""
+"""Tests failures of some system calls while records are archived. long_archive.py makes each
+system call fail in turn."""
 
 import errno
 

@@ -120,7 +120,7 @@ class GarbageTest(FaultTest):
             self.end_program()
 
     def test_accepts_counts_that_contain_an_end_of_answer_byte(self):
-        # The counts 33, 64, 8448 and 16384 contain an end-of-answer byte (hexadecimal 21 or 40).
+        # 8448 (0x2100) and 16384 (0x4000) contain an end-of-answer byte (0x21 or 0x40).
         for count in (1, 8448, 16384):
             self.check_count(count)
         for count in (33, 64):

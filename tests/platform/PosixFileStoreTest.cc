@@ -501,7 +501,7 @@ TEST_F(PosixFileStoreTest, ReturnsTheOwnerOfTheFileOrItsFolder) {
   EXPECT_EQ(store_.Owner("/missing/folder"), "");
 }
 
-TEST_F(PosixFileStoreTest, ReturnsAnotherUserWhoOwnsTheLinkOrFolder) {
+TEST_F(PosixFileStoreTest, ReturnsTheForeignOwnerOfALinkOrFolder) {
   constexpr uid_t kOther = 1;
   constexpr uid_t kTarget = 2;
   fs::create_directory(folder_ / "theirs");

@@ -45,7 +45,7 @@ TEST(Symbologies, UnusedNumbersHaveNoName) {
   EXPECT_EQ(SymbologyName(Model::kSeries300, 44), "");
 }
 
-TEST_P(BothModels, StockTakingIsReproducibleForEachRandomState) {
+TEST_P(BothModels, StockTakingIsReproducibleForEachSeed) {
   EXPECT_EQ(StockTaking(500, GetParam(), 7), StockTaking(500, GetParam(), 7));
   EXPECT_NE(StockTaking(500, GetParam(), 7), StockTaking(500, GetParam(), 8));
   EXPECT_TRUE(StockTaking(0, GetParam()).empty());

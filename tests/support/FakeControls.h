@@ -126,7 +126,7 @@ class FakeWindow final : public platform::Window {
   }
   const std::string& title() const { return title_; }
 
-  /// The calls of OrderFront ("front"), MakeKeyAndOrderFront ("key") and Close ("close"), in order.
+  /// The calls to OrderFront ("front"), MakeKeyAndOrderFront ("key") and Close ("close"), in order.
   const std::vector<std::string>& doings() const { return doings_; }
   bool IsShown() const { return shown_; }
 

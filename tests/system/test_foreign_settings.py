@@ -20,7 +20,7 @@ _MESSAGE = (f"Some settings from {other_user.NAME} have not been applied yet. Pr
             "what they do.")
 _REVIEW = "Review…"
 _START_EFFECT = f"Open this application and deliver the records to it: {_TOOL}"
-_REPLACE_EFFECT = f"At each synchronization, replace the contents of this file: {_PRIVATE}"
+_REPLACE_EFFECT = f"Replace the contents of this file with the records of each synchronization: {_PRIVATE}"
 _RUN_EFFECT = "Synchronize as soon as the scanner is connected"
 _ERASE_EFFECT = "Erase the scanner after each synchronization"
 

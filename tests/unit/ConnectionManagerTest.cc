@@ -197,7 +197,7 @@ TEST_F(ConnectionManagerTest, ConnectingFailsIfTheSelectedItemIsNotAPort) {
   EXPECT_EQ(log.Count("-[Lumet connectTavo:]"), 1U);
 }
 
-TEST_F(ConnectionManagerTest, WaitsFiveSecondsAndKeepsASilentPortOpen) {
+TEST_F(ConnectionManagerTest, KeepsASilentPortOpenAfterFiveSeconds) {
   registry.Attach("usbmodem1", folder / "port");
   tavo.AttachSilent(folder / "port");
   Launch();

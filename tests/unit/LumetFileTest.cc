@@ -57,7 +57,7 @@ TEST_F(LumetFileTest, ReplacesOrAppendsToTheFile) {
   EXPECT_EQ(log.Count("Success"), 3U);
 }
 
-TEST_F(LumetFileTest, NumbersFilesBeforeTheExtension) {
+TEST_F(LumetFileTest, InsertsTheNumberBeforeTheExtension) {
   std::filesystem::create_directory(folder / "1.2");
   for (const auto& [name, numbered] : {std::pair("list.txt", "list_2.txt"),
                                        {"list", "list_2"},

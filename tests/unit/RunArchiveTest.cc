@@ -700,14 +700,13 @@ TEST_F(RunArchiveTest, PermitsErasingIfOnlyEarlierScansWereRemoved) {
   EXPECT_EQ(problems_, std::vector<Problem>{});
 }
 
-TEST_F(RunArchiveTest, OverlappingRunKeepsTheErrorsOfTheFirst) {
+TEST_F(RunArchiveTest, OverlappingRunFlushesTheFilesOfTheFirst) {
   Begin();
-  files_.full = true;
   Receive("1");
-  files_.full = false;
   archive_.Begin();
   archive_.End(true);
   archive_.DownloadStarted(0, false);
+  files_.broken = ".records";
   EXPECT_FALSE(archive_.AwaitCopy());
 }
 

@@ -32,7 +32,8 @@ void Set(Settings& settings, const Values& values) {
 TEST(SensitiveActionsTest, DescribesEachAction) {
   const std::string data = kData;
   const std::string start = "Open this application and deliver the records to it: ";
-  const std::string replace = "At each synchronization, replace the contents of this file: ";
+  const std::string replace =
+      "Replace the contents of this file with the records of each synchronization: ";
   const struct {
     Values values;
     Strings effects;

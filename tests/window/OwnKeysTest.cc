@@ -228,7 +228,7 @@ TEST_F(OwnKeys, DoNotTypeIntoAFilePanel) {
   EXPECT_EQ(panels.RunSavePanel(path, "name.txt", ""), path + "/z");
 }
 
-TEST_F(OwnKeys, DoNotPasteText) {
+TEST_F(OwnKeys, DoNotPasteIntoQuilletsWindow) {
   field_.setFocus();
   QGuiApplication::clipboard()->setText("record");
   Press(own_, kKeyV, KeyFlag::kCommand);

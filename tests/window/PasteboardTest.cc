@@ -65,8 +65,8 @@ TEST_F(Pasteboard, FailsIfTheMainLoopEndsDuringTheCall) {
   std::atomic<bool> wasSet = true;
   queue.Async([&] {
     thread = std::thread([&] { wasSet = QtPasteboard(queue).SetString("late"); });
-    // The main queue runs its work at short intervals. This sleep is longer than one interval, and
-    // the event loop exits before the queue can set the text.
+    // The main queue runs its work at short intervals. The main thread sleeps for longer than one
+    // interval, then the event loop exits, so the queue cannot set the text.
     std::this_thread::sleep_for(50ms);
     QCoreApplication::exit(0);
   });

@@ -93,7 +93,7 @@ TEST_F(X11Pasteboard, WaitsOnceForAProgramThatNeverReadsTheClipboard) {
   EXPECT_LT(taken, 4 * kLongestRead);
 }
 
-TEST_F(X11Pasteboard, ResumesWaitingOnceTheTargetReadsTheText) {
+TEST_F(X11Pasteboard, WaitsForReadsAgainAfterALateRead) {
   constexpr auto kLongestRead = 300ms;
   Set({"1", "2", "3"}, kLongestRead);
   EXPECT_TRUE(SpinUntil([this] { return set_ == 3; }));

@@ -60,9 +60,9 @@ class Receiver:
             return file.read()
 
     def wait_for(self, before, text, limit=20):
-        """Waits until `text` is received after `before`. Gives up if different text stops
-        changing, or if no text arrives for `limit` seconds. Returns all text received after
-        `before`."""
+        """Waits until `text` is received after `before`. Gives up if the received text differs from
+        `text` and no longer changes, or if no text arrives for `limit` seconds. Returns all text
+        received after `before`."""
         last, changed = "", time.monotonic()
         end = changed + limit
         while time.monotonic() < end:

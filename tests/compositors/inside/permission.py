@@ -1,4 +1,4 @@
-"""Tests the permission to type with GNOME's portal and its dialog.
+"""Tests the permission to type, using GNOME's portal and its dialog.
 
 Denies the permission, grants it, restarts the program, revokes the permission during a run, and
 restarts the compositor.

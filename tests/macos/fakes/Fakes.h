@@ -90,7 +90,7 @@ struct PostedKey {
 
 /// State of the fake frameworks.
 struct Mac {
-  std::vector<std::string> calls;  ///< called functions in order, some with arguments
+  std::vector<std::string> calls;  ///< functions called, in order; some with arguments
 
   std::vector<Service> services;  ///< I/O Kit registry; the index is the service's number
   bool masterPortFails = false;
