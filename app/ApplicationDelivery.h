@@ -34,7 +34,7 @@ class ApplicationDelivery {
  public:
   /// Callbacks and data that this class uses. Main thread, unless stated otherwise.
   struct Actions {
-    std::function<void()> showRuns;     ///< opens the window of earlier runs
+    std::function<void()> showRuns;     ///< opens the window that lists earlier runs
     std::function<bool()> isArchived;   ///< whether the records are archived; any thread
     std::function<bool()> isReceiving;  ///< whether a run is receiving records; any thread
     std::string guide;                  ///< path of the user guide; may be empty

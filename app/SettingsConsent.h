@@ -29,7 +29,7 @@ struct SensitiveActions {
 /// @param dataFolder  absolute path of the data folder
 SensitiveActions ActionsOf(const Settings& settings, const std::string& dataFolder);
 
-/// Describes the actions to the user, each in one sentence without a full stop.
+/// Returns a description of each action for the user: one sentence without a full stop.
 std::vector<std::string> Described(const SensitiveActions& actions);
 
 /// Holds back the sensitive actions of settings that another user has chosen, until the user who

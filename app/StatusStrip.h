@@ -67,8 +67,8 @@ class StatusStrip {
  public:
   /// All references must outlive this object.
   /// @param display    shows the strip
-  /// @param mainQueue  receives all changes that other threads request
-  /// @param log        receives the messages about problems
+  /// @param mainQueue  runs the changes that other threads request
+  /// @param log        receives messages about problems
   StatusStrip(platform::StatusDisplay& display, platform::MainQueue& mainQueue, SystemLog& log)
       : display_(display), mainQueue_(mainQueue), log_(log) {}
   StatusStrip(const StatusStrip&) = delete;

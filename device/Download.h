@@ -10,7 +10,7 @@ class Download {
   virtual void SynchronizeBurst() = 0;      ///< runs the command "P"; command thread
   virtual void SynchronizeOneRecord() = 0;  ///< runs the command "q"; command thread
   virtual void SynchronizeBurstData() = 0;  ///< delivers the records of a burst; read thread
-  virtual void SynchronizeData() = 0;       ///< delivers the record of a frame; read thread
+  virtual void SynchronizeData() = 0;  ///< delivers the record in the received frame; read thread
   /// Archives a frame that answers a command other than "p" or "P", if the frame is a record. Read
   /// thread.
   virtual void KeepMisplacedRecord() = 0;

@@ -38,8 +38,7 @@ RunArchive::RunArchive(platform::Clock& clock, FileStore& files, const Settings&
 
 void RunArchive::Begin() {
   // An interrupted run does not overlap the next run. The erase commands of the interrupted run are
-  // dropped when a new connection begins, or sent before the scanner reports its number of records
-  // to the next run.
+  // dropped when a new connection begins, or sent before the next run learns the number of records.
   overlaps_ = runsInProgress_ > 0 && !interrupted_;
   if (!overlaps_) {
     startsRun_ = true;

@@ -78,7 +78,7 @@ class RunArchive final : public RecordArchive {
   std::int64_t KeepLine(std::string_view line);
   /// Called when the output file of a run has been written. Read thread.
   /// @param path   absolute path of the file
-  /// @param lines  the lines of this run in the file; empty if the file is not on the disk
+  /// @param lines  the lines of this run in the file; empty if the file could not be flushed
   void OutputFileWritten(const std::string& path, LineRange lines);
   /// Ends a run. Read thread.
   /// @param complete  true if all records of the scanner were received

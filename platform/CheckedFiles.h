@@ -46,8 +46,8 @@ class CheckedFiles {
   /// @param limit  maximum number of bytes to read; the rest of the file is ignored
   virtual Checked ReadChecked(const std::string& path, std::size_t limit) = 0;
 
-  /// Like FileStore::Replace, for a file that controls this program. Fails if `path` is a symbolic
-  /// link (ELOOP), a folder (EISDIR) or any other file that is not regular (kNotRegular).
+  /// Like FileStore::Replace, for a file that affects what this program does. Fails if `path` is a
+  /// symbolic link (ELOOP), a folder (EISDIR) or any other file that is not regular (kNotRegular).
   virtual Replaced ReplaceChecked(const std::string& path, std::string_view contents) = 0;
 
   /// Returns the name of the user who owns a file or a symbolic link. If the file does not exist or

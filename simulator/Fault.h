@@ -55,7 +55,7 @@ struct Fault {
   std::uint64_t occurrence = 1;  ///< kCommand: number of the matching command, counted from 1
   bool andLater = true;          ///< kCommand: also applies to all later occurrences
   std::uint64_t afterBytes = 0;  ///< byte triggers: the number of bytes
-  std::chrono::nanoseconds after{0};  ///< kTime: the time since the fault was armed
+  std::chrono::nanoseconds after{0};  ///< kTime: delay after the fault is armed
 
   FaultAction action = FaultAction::kSilence;
   std::uint64_t number = 0;

@@ -9,7 +9,7 @@ namespace quillet::platform::linux_desktop {
 
 /// The keyboard layouts that the user can switch between, as groups of the desktop's keymap.
 struct UserLayouts {
-  /// Value of `count` if every group of the keymap is a layout of the user.
+  /// Value of `count` if every group of the keymap is one of the user's layouts.
   static constexpr std::uint32_t kAllGroups = std::numeric_limits<std::uint32_t>::max();
 
   std::uint32_t count = kAllGroups;  ///< number of layouts (groups 0 to `count` - 1), or kAllGroups

@@ -40,7 +40,7 @@ std::string WaylandSessionKeys::Problem() {
   return last == nullptr ? Way().Problem() : last->Problem();
 }
 
-// A virtual keyboard of the compositor needs no permission, so it is always ready.
+// The compositor's virtual keyboard needs no permission, so it is always ready.
 void WaylandSessionKeys::OnReadiness(const std::function<void(const std::string&)>& changed) {
   portal_.OnReadiness([this, report = changed](const std::string& problem) {
     if (!portal_.IsMissing()) return report(problem);

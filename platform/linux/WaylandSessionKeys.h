@@ -21,7 +21,7 @@ namespace quillet::platform::linux_desktop {
 
 /// Types in one of three ways, and logs which one is used:
 /// - through the desktop's portal, on GNOME, KDE Plasma and other desktops that have it;
-/// - through a virtual keyboard of the compositor, if programs may create one;
+/// - through the compositor's virtual keyboard, if programs may create one;
 /// - through /dev/uinput, if neither is available.
 /// Opens no device or connection before the first call.
 class WaylandSessionKeys final : public KeyEvents {

@@ -35,7 +35,7 @@ class X11KeySequence {
     std::optional<X11Locks> locks;  ///< the new locks; empty for a stroke
   };
 
-  /// Adds the first steps.
+  /// Adds the first steps, which release keys and clear latches and locks.
   /// @param keymap  finds the keys; must outlive this object
   /// @param state   the keyboard's state before the first step
   X11KeySequence(KeymapSearch& keymap, X11KeyboardState state);

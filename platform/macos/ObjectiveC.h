@@ -7,7 +7,7 @@ namespace quillet::platform::macos {
 
 // Calls Objective-C methods from plain C++. Each class documents the threads that may call it.
 
-/// Returns a class, to which messages can be sent, or null if no loaded framework has it.
+/// Returns the class object with this name, or null if no loaded framework defines the class.
 inline id ClassNamed(const char* name) {
   return reinterpret_cast<id>(objc_getClass(name));
 }

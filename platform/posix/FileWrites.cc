@@ -69,7 +69,7 @@ bool RunWithLimit(std::chrono::milliseconds limit, std::function<bool()> work) t
   std::future<bool> result = promise.get_future();
   std::thread([work = std::move(work), done = std::move(promise)]() mutable {
     const bool succeeded = work();
-    work = nullptr;  // destroys the data of `work` before the caller continues
+    work = nullptr;  // destroys the captures of `work` before the caller continues
     done.set_value(succeeded);
   }).detach();
   return result.wait_for(limit) == std::future_status::ready && result.get();

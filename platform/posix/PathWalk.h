@@ -36,7 +36,7 @@ Place FollowLink(const Place& place);
 ///     kNotRegular for any other file that is not regular
 UniqueFd OpenRegular(const Place& place, struct stat& status);
 
-/// Opens the regular file at a place. If `place` is a link, opens its target.
+/// Opens the regular file that `place` names. If `place` is a symbolic link, opens its target.
 UniqueFd OpenLinkedRegular(const Place& place, struct stat& status);
 
 /// Returns true if a file or folder belongs to this user or root.

@@ -66,7 +66,8 @@ bool IsTemporaryName(std::string_view name) {
 // Locks a temporary file, so that no other process treats it as abandoned and deletes it.
 // @return false if another process deleted the file before it was locked
 bool LockTemporary(int folder, const std::string& name, int file) {
-  // Without support for locks, other processes cannot lock the file and do not delete it.
+  // If the file system does not support locks, other processes cannot lock the file either. They
+  // delete only files that they can lock.
   if (flock(file, LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;
   struct stat status {};
   return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;

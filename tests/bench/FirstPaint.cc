@@ -1,7 +1,7 @@
 // Usage: first_paint PROGRAM [ARGUMENT...]
 //
 // Starts a program and waits until its window is painted. Prints the time from the start to the
-// first paint in seconds, and the program's process ID. Then exits. The program keeps running.
+// first paint in seconds, and the program's process ID. Then exits, but leaves PROGRAM running.
 //
 // The window counts as painted when 300 pixels in the middle row of the screen are white, the
 // background colour of a text view. Before the program starts, the row must not be white.

@@ -32,7 +32,7 @@ class PortsTest(FaultTest):
         self.start().wait_for_view(messages.STARTED + messages.failed_attempt())
         os.unlink("/dev/ttyACM0")
 
-    def test_connects_another_scanner_on_the_same_port(self):
+    def test_connects_to_another_scanner_on_the_same_port(self):
         scanner = self.begin(some_records(3))
         quillet = self.start_connected()
         self.check_run()

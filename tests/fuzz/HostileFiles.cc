@@ -63,7 +63,7 @@ class Computer {
 
   /// Replaces `path` as the other user.
   /// @param kind  type of the new file
-  /// @param mode  mode of the new file; if it is a link to another path, the index of that path
+  /// @param mode  mode of the new file. If `kind` is a link to another path: index of that path.
   void Create(const std::string& path, unsigned kind, mode_t mode) const;
 
   /// Checks that the program has not changed or disclosed the user's own files.

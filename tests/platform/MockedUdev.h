@@ -13,7 +13,7 @@
 namespace quillet::test {
 
 /// Mocked devices for libudev. umockdev provides sysfs and udev's events. The test program must run
-/// under umockdev-wrapper. Adding a device sends its event.
+/// under umockdev-wrapper. Adding a device triggers its udev event.
 class MockedUdev {
  public:
   MockedUdev();

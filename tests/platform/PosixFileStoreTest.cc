@@ -639,7 +639,7 @@ TEST_F(PosixFileStoreTest, KilledProcessLeavesTheOldOrTheNewFile) {
   EXPECT_EQ(folder_.Names(), Names{"file"});
 }
 
-// Keeps replacing `path`, alternately with a link to `target` and with a world-readable file.
+// Repeatedly replaces `path`, alternating between a link to `target` and a world-readable file.
 void Flip(const std::string& path, const std::string& target) {
   const std::string next = path + ".next";
   for (;;) {

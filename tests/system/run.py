@@ -4,7 +4,7 @@
     run.py --quillet PROGRAM --simulator PROGRAM [--folder FOLDER] [--figures] [TEST...]
 
 TEST is a unittest name of a module, class or test in FOLDER, for example
-test_start.StartTest.test_connects_the_scanner. Without TEST, all tests are run.
+test_start.StartTest.test_connects_to_the_scanner. Without TEST, all tests are run.
 """
 
 import argparse

@@ -57,7 +57,7 @@ class EarlierSynchronizationsTest(SystemTest):
         self.wait_for_rows(*rows)
 
     def rows(self):
-        """Returns the texts of all cells, row by row."""
+        """Returns the text of every cell, row by row."""
         tree = self.dialog().find("tree")
         texts = [node.name for node in tree.children() if "header" not in node.role]
         return [texts[i:i + COLUMNS] for i in range(0, len(texts), COLUMNS)]

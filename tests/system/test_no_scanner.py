@@ -7,7 +7,7 @@ _WAITING = messages.STARTED + messages.ATTEMPT + "Trying to connect"
 
 class NoScannerTest(SystemTest):
 
-    def test_connects_scanner_plugged_in_after_time_out(self):
+    def test_connects_to_scanner_plugged_in_after_time_out(self):
         quillet = self.start()
         quillet.wait_for_view(_WAITING + "." * 20 + "\nFailed to connect to Tavo\n")
         quillet.wait_for_ports(["None", "None"])

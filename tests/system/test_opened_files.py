@@ -67,7 +67,7 @@ class OpenedFilesTest(OtherUserTest):
                 self.assertEqual(path, call["opened"])
         self.assertLessEqual(set(expected), found)
 
-    def test_startup_save_and_run_do_not_follow_links(self):
+    def test_does_not_follow_links_at_startup_save_or_run(self):
         other_user.run(f"mkdir -m 0777 {FOLDER}; ln -s /etc/passwd {PATH}")
         self.connect()
         window = SettingsWindow(self.desktop, self.quillet)

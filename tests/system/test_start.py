@@ -9,7 +9,7 @@ from harness.case import (BURST, CHAIN, FOLDER, OUTPUT, Settings, SystemTest, me
 
 class StartTest(SystemTest):
 
-    def test_connects_the_scanner(self):
+    def test_connects_to_the_scanner(self):
         scanner = self.plugged_in_scanner()
         quillet = self.start()
         quillet.wait_for_view("Quillet has started...\n"

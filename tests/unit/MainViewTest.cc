@@ -60,7 +60,7 @@ TEST_F(MainViewTest, DropsOldestQueuedRecordsButKeepsMessages) {
   EXPECT_EQ(removals, 1);
 }
 
-TEST_F(MainViewTest, ReportsRemovedRecordsOnceUntilTheNextClear) {
+TEST_F(MainViewTest, ReportsRemovedRecordsOnlyOncePerClear) {
   for (int round = 1; round <= 2; ++round) {
     view_.Append("x", TextKind::kRecord);
     queue.RunAll();

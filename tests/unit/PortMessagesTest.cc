@@ -9,7 +9,8 @@ using test::WaitFor;
 
 class PortMessagesTest : public test::AppFixture {
  protected:
-  /// Tries to connect and waits for the result. The first call also starts the program.
+  /// Attempts to connect to a port with this obstacle, and waits until the attempt has failed. The
+  /// first call also starts the program.
   void Fail(const platform::PortObstacle& obstacle) {
     registry.obstacle = obstacle;
     if (Attempts() == 0) {

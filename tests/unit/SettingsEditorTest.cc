@@ -82,7 +82,7 @@ TEST_F(SettingsEditorTest, LogsThePathAndClosesTheWindowOnSave) {
   EXPECT_EQ(form.settingsWindow().doings(), (Strings{"front", "key", "close"}));
 }
 
-TEST_F(SettingsEditorTest, OffersToChooseAShorterPath) {
+TEST_F(SettingsEditorTest, AsksForAShorterPath) {
   settings().destination = kToView;
   settings().filename.Set(std::string(128, 'x'));
   Open();

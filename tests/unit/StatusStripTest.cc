@@ -47,7 +47,7 @@ TEST_F(StatusStripTest, MarksHiddenCharactersInMessages) {
   EXPECT_EQ(display_.text(), "a\uFFFD\uFFFD\uFFFDb");
 }
 
-TEST_F(StatusStripTest, NewMessageForANoticeReplacesThePreviousOne) {
+TEST_F(StatusStripTest, RaisingANoticeAgainReplacesItsMessage) {
   std::string pressed;
   Raise(Notice::kRunFinished, "one", {{"Open file", [&] { pressed = "one"; }}});
   Raise(Notice::kRunFinished, "two", {{"Open file", [&] { pressed = "two"; }}});

@@ -8,7 +8,7 @@ from case import UsbTest, messages
 
 class ConnectTest(UsbTest):
 
-    def test_connects_a_plugged_in_scanner(self):
+    def test_connects_to_a_plugged_in_scanner(self):
         scanner = self.plugged_in_scanner()
         properties = as_root("udevadm", "info", "--query=property", "--name=/dev/ttyACM0")
         for expected in ("ID_USB_DRIVER=cdc_acm", "ID_MODEL=Tavo_Scanner", "SUBSYSTEM=tty"):
