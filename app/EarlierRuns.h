@@ -25,7 +25,7 @@ class EarlierRuns {
     const Platform& platform;      ///< files, panels, clipboard and desktop
     platform::RunsWindow& window;  ///< shows the list
     RunArchive& archive;           ///< the archive
-    LumetFile& file;               ///< recognizes the settings file
+    LumetFile& file;               ///< checks whether a path is the settings file
     Redelivery& redelivery;        ///< delivers records again
   };
 

@@ -88,8 +88,8 @@ template <class... Pieces>
 void Log(SystemLog& log, const Pieces&... pieces) {
   using namespace log_detail;
   if constexpr (((kMost<Pieces> != 0) && ...)) {
-    // Lines of limited length are logged for every record. Building them in a stack buffer is twice
-    // as fast as in a std::string.
+    // Called for every record. The length of the line is limited, so it is built in a stack buffer,
+    // which is twice as fast as a std::string.
     char line[(kMost<Pieces> + ...)];
     char* end = line;
     ((end = Put(end, pieces)), ...);

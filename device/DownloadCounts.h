@@ -43,8 +43,8 @@ class DownloadCounts {
   /// Excludes erased records. Any thread.
   std::int32_t pending() const { return pending_; }
 
-  /// Number of records that were requested one by one, but did not arrive. A record that is still
-  /// awaited is included. Any thread.
+  /// Number of records that were requested one by one and have not arrived, including a pending
+  /// one. Any thread.
   std::int32_t Missing() const { return requested_ - answered_; }
 
  private:

@@ -97,7 +97,7 @@ class Lumet final : public Settings, public ScannerIdentity, public SerialPortDe
   void GetSerialNumber() { Queue({0x01, 'M'}); }      ///< the answer sets SerialNo
   void GetFWVersion() { Queue({0x01, 'V'}); }         ///< the answer sets FWVersion and bTavo300
   void GetAssetNumber() { Queue({0x04, '2', 'Z', 'S', 'G'}); }  ///< the answer sets AssetNumber
-  void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< erases all records if the archive allows it
+  void EraseTavoMemory() { Queue({0x01, 'E'}); }    ///< the archive decides whether it is sent
   void Synchronize() { download_->Synchronize(); }  ///< downloads all records
 
   /// Switches wedge mode on or off. SyncTavoClock is called after the scanner has answered.

@@ -25,8 +25,8 @@ struct StoredRun {
   RecordsFileHead head = {};       ///< metadata, combined from all files of the run
 };
 
-/// Reads the archive folder. List may be called by one thread at a time, the other functions by any
-/// thread.
+/// Reads the archive folder. Any thread may call the functions. Only one thread at a time may call
+/// List.
 class ArchiveReader {
  public:
   /// @param log     receives the names of unreadable files; must outlive this object, like `files`

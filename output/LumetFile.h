@@ -22,7 +22,7 @@ struct RegistryRead {
   bool wasRead = false;  ///< false: the buffer is unchanged
   /// The users who could have written the settings.
   platform::Custody custody = platform::Custody::kForeign;
-  std::string owner = {};  ///< if kForeign, the other user's name; empty if there may be several
+  std::string owner = {};  ///< if kForeign, the other user's name; empty if unknown
   bool ownFile = false;    ///< true if the file belongs to the current user or root
   int error = 0;           ///< error that prevented reading (errno(3)), or 0
   explicit operator bool() const { return wasRead; }  ///< true if the file was read

@@ -25,7 +25,7 @@ class PrivateFiles {
   /// @return null on error, or if the file is a symbolic link or is open in another process
   virtual std::shared_ptr<GrowingFile> OpenGrowing(const std::string& path, bool fresh) = 0;
 
-  /// Creates or replaces a file that only the user can read and write, like FileStore::Replace.
+  /// Like FileStore::Replace, but only the user can read and write the file.
   /// Also works on file systems that do not support locks.
   virtual Replaced ReplacePrivate(const std::string& path, std::string_view contents) = 0;
 

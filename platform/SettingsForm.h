@@ -33,7 +33,7 @@ struct SettingsValues {
 
 /// The item titles of a list in the settings window.
 struct ChoiceTitles {
-  std::int32_t SettingsValues::*choice;      ///< the member that holds the selected position
+  std::int32_t SettingsValues::*choice;  ///< the member that holds the index of the selected item
   std::span<const std::string_view> titles;  ///< titles by position
 };
 

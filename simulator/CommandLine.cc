@@ -60,7 +60,7 @@ void SetSpeed(Parsed& parsed, const std::string& text) {
   const bool unlimited = text == "unlimited";
   parsed.options.speed = unlimited ? 0 : NumberUpTo(kFastest, "--speed", text);
   if (parsed.options.speed == 0 && !unlimited) {
-    throw UsageError("--speed must be at least 1 or \"unlimited\"");
+    throw UsageError("--speed must be \"unlimited\" or at least 1");
   }
 }
 

@@ -16,9 +16,9 @@ std::uint32_t KeysymOf(char character);
 
 /// Finds the keys of an XKB keymap that type ASCII characters.
 ///
-/// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. The
-/// modifier keys of a chord only set modifiers while they are pressed. They are never Control, Alt
-/// or Super, because applications would treat the chord as a command. One thread at a time.
+/// Find uses only keys whose symbol is the character itself, not dead keys or the keypad. Chords
+/// contain only modifier keys that neither latch nor lock, and never Control, Alt or Super, because
+/// applications would treat the chord as a command. One thread at a time.
 class KeymapSearch {
  public:
   static constexpr std::uint32_t kHighestCode = 255;  ///< highest key code of the X protocol

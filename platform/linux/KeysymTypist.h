@@ -28,7 +28,7 @@ class KeysymTypist final : public PortalTypist {
   /// @param sent     notified of the strokes that are sent
   KeysymTypist(RemoteDesktop& desktop, SessionLayout* layout, Clock& clock, SentKeys& sent);
 
-  /// Returns an empty string if the layout is unknown. Type then returns the reason.
+  /// Returns an empty string if the layout is unknown. In that case, Type reports the problem.
   std::string Untypable(std::string_view text) override;
   void Begin() override { watch_.BeginRecord(); }
   const char* Type(std::span<const KeyEvent> presses) override;

@@ -46,7 +46,7 @@ Message MakeCall(sd_bus* bus, const char* interface, const char* method) {
   return Message(made);
 }
 
-// A limit of 0 means the default of sd-bus, 25 s.
+// A limit of 0 means sd-bus's default (25 s).
 Message Send(sd_bus* bus, const Message& call, std::chrono::microseconds limit = {}) {
   sd_bus_message* reply = nullptr;
   const auto microseconds = static_cast<std::uint64_t>(limit.count());

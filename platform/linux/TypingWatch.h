@@ -49,7 +49,7 @@ class TypingWatch {
 
   void KeysSent();  ///< call after keys have been sent
 
-  /// Waits until the desktop has reported any layout change that may have affected the keys.
+  /// Waits long enough for the desktop to report a layout change that may have affected the keys.
   void AwaitReport();
 
   /// Selects one of the user's layouts. See ActiveLayout::Select.

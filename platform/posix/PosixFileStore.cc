@@ -190,8 +190,8 @@ bool IsShared(const struct stat& folder) {
 }
 
 // Removes other users' permission to write to this user's folder, unless the folder is shared. If
-// all users had the permission, any user could have created files in the folder. place.status then
-// keeps the old permissions, so that Judge does not trust these files.
+// all users could write to the folder, another user may have created files in it. In this case,
+// place.status keeps the old permissions, so that Judge does not trust files in the folder.
 void Tighten(Place& place) {
   constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
   const mode_t mode = place.status.st_mode & kModeBits;

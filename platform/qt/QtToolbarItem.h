@@ -27,8 +27,8 @@ class QtToolbarItem final : public ToolbarItem {
   /// @param faces   the first one is shown initially
   QtToolbarItem(QAction& action, std::vector<ToolbarFace> faces);
 
-  /// Also changes the accessible name. Shows the icon and tool tip of the label's face. If no face
-  /// has this label, the icon is kept and the label is also the tool tip.
+  /// Also changes the accessible name. Shows the icon and tool tip of the face with this label. If
+  /// there is no such face, keeps the icon and uses the label as the tool tip.
   void SetLabel(std::string_view label) override;
 
   /// The button, the menu item and the shortcuts run the action.

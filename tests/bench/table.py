@@ -71,7 +71,7 @@ _TYPED = re.compile(r"^(quillet|other): .* s, (\d+) per second", re.MULTILINE)
 
 
 class Bench:
-    """Each public method measures one part of the benchmark. `figures` maps row names to (program,
+    """Each public method runs one part of the benchmark. `figures` maps row names to (program,
     baseline) pairs."""
 
     def __init__(self, programs):

@@ -37,7 +37,8 @@ class MissingApplicationTest(TypingCase):
         self.desktop.xdotool("type", "/tmp/other")
 
         def is_accepted():
-            """Presses Return. If suggestions are open, the first press only closes them."""
+            """Presses Return and returns true if the entry was accepted. If suggestions are open,
+            the first press only closes them."""
             if window.has_focus(panel):
                 self.desktop.xdotool("key", "Return")
             return not window.has_focus(panel)

@@ -61,7 +61,7 @@ class EveryCallTest(ArchiveTest):
     def test_burst_shown_in_window_survives_failed_calls(self):
         self.check(TO_VIEW, 1)
 
-    def test_record_by_record_run_to_view_survives_failed_calls(self):
+    def test_record_by_record_view_run_survives_failed_calls(self):
         self.check(TO_VIEW, 0)
 
 

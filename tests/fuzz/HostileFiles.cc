@@ -131,7 +131,7 @@ void Computer::Check() const {
   }
 }
 
-// Saves settings that another user may have written, as SettingsEditor does.
+// Saves settings in the same way as SettingsEditor. Another user may have written them.
 void SaveAgain(const SettingsImage& read, LumetFile& files) {
   Settings settings;
   ReadChoices(read, settings);

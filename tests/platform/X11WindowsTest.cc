@@ -74,7 +74,7 @@ TEST(X11WindowsTest, UsesTheProcessIdPropertyOfLocalWindowsOnly) {
   EXPECT_EQ(pids, (std::vector<int>{0, 0, 17}));
 }
 
-TEST(X11WindowsTest, BroadcastsThatAStartupIsComplete) {
+TEST(X11WindowsTest, BroadcastsStartupCompletion) {
   XServer server;
   XClient client;
   client.ListenToRoot();

@@ -267,7 +267,7 @@ TEST_F(SimulatorTest, KeepsTheReportWhenStopped) {
   EXPECT_TRUE(Answers());
 }
 
-TEST_F(SimulatorTest, WaitFunctionsReturnFalseAfterTheTimeOut) {
+TEST_F(SimulatorTest, WaitFunctionsReturnFalseOnTimeOut) {
   Attach();
   EXPECT_FALSE(scanner->WaitForCommand("W", 1, milliseconds(20)));
   EXPECT_TRUE(scanner->WaitFor([] { return true; }, milliseconds(0)));

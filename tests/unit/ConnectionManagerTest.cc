@@ -79,7 +79,7 @@ TEST_F(ConnectionManagerTest, TriesAPortPluggedInDuringTheInitialWait) {
 
 // A computer may lose its ports while it is suspended, and detect them in a different order when it
 // resumes.
-TEST_F(ConnectionManagerTest, TriesAPortThatTheLastAttemptMissed) {
+TEST_F(ConnectionManagerTest, TriesAPortSkippedByTheLastAttempt) {
   const std::string scanner = Attach("usbmodem0");
   registry.Unplug(scanner);
   registry.Attach("usbmodem1", folder / "silent");

@@ -47,8 +47,8 @@ class EarlierRunsTest : public test::AppFixture {
     Settle();
   }
 
-  /// Stores a run in the archive. Each text in `data` becomes a record and a line that ends with CR
-  /// LF.
+  /// Stores a run in the archive. Each text in `data` is stored as a record and as a line that ends
+  /// with CR LF.
   void Store(const std::string& name, const std::string& time, const std::string& end,
              const Texts& data) const {
     std::string records = "quillet-archive 1\ntime " + time +

@@ -45,7 +45,7 @@ TEST(LogTest, EscapesCharactersThatReorderText) {
             "a\\xe2\\x80\\xaeb\\xe2\\x80\\xa8c\\xe2\\x81\\xa6\\xd8\\x9c\\xef\\xbb\\xbf");
 }
 
-TEST(LogTest, EscapesHiddenCharactersButNotAdjacentCodePoints) {
+TEST(LogTest, EscapesOnlyCodePointsInHiddenRanges) {
   const struct {
     const char* lead;
     const char* escapedLead;

@@ -64,7 +64,7 @@ TEST_F(PortDiscoveryTest, StaysConnectedIfOnlyTheConnectedPortRemains) {
   EXPECT_TRUE(controller.bIsConnected);
 }
 
-TEST_F(PortDiscoveryTest, KeepsExtraNoneItemsAfterTheLastPortIsRemoved) {
+TEST_F(PortDiscoveryTest, KeepsDuplicateNoneItemsIfTheLastPortIsRemoved) {
   LaunchConnected();
   Unplug("usbmodem1");
   EXPECT_EQ(View(), "Disconnected from Tavo[123456]|");

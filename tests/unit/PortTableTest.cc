@@ -33,7 +33,7 @@ class PortTableTest : public testing::Test {
   }
 };
 
-TEST_F(PortTableTest, StoresScannerNamesUpToAHyphen) {
+TEST_F(PortTableTest, TruncatesScannerNamesAtAHyphen) {
   Fill({"usbmodem14", "Bluetooth", "MyTavo300-1234-5", "Serial-usbmodem", "tavo"});
   EXPECT_EQ(Names(), (Texts{"usbmodem14", "MyTavo300"}));
   EXPECT_EQ(Paths(), (Texts{"/0", "/2"}));

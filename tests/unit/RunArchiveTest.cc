@@ -267,7 +267,7 @@ TEST_F(RunArchiveTest, DoesNotPermitAPendingEraseAfterTheNextRunBegins) {
   EXPECT_TRUE(archive_.AwaitCopy());
 }
 
-TEST_F(RunArchiveTest, DoesNotPermitAnEraseQueuedBeforeTheNextRun) {
+TEST_F(RunArchiveTest, RejectsAnEraseQueuedDuringAnEarlierRun) {
   Begin();
   files_.full = true;
   Receive("1");

@@ -1,11 +1,11 @@
 """Runs a test in a sandbox that looks like a separate machine to the program.
 
-The sandbox uses namespaces if the system allows them. The machine's files are read-only. /Users,
+The sandbox uses namespaces if the system allows them. The host's files are read-only. /Users,
 /tmp, /run and /dev are empty and private. The network is disabled. When the test ends, all
 processes and files of the sandbox are removed.
 
 Without namespaces, a preloaded library redirects the private paths to a folder (private_paths.c).
-Processes and all other paths are shared with the machine, and /Users cannot be limited in size.
+Processes and all other paths are shared with the host, and /Users cannot be limited in size.
 
 Both kinds of sandbox drop root privileges, because file permissions do not apply to root. In
 namespaces that root created, the test can first start processes of another user (other_user.py).

@@ -1,4 +1,4 @@
-"""Tests the program as a user who may not open the scanner's port."""
+"""Tests the program as a user without permission to open the scanner's port."""
 
 import grp
 import os
