@@ -6,8 +6,9 @@
 
 namespace quillet {
 
-/// Counts the records that were typed or pasted since a run began. Excludes records that Quillet's
-/// windows are known to have ignored. Any thread, unless stated otherwise.
+/// Counts the records that were typed or pasted since a run began. Excludes records that
+/// are known to have gone to Quillet's windows, which ignore them. Any thread, unless stated
+/// otherwise.
 class DeliveredCount {
  public:
   /// Monotonic time; see Clock::Now.
@@ -15,11 +16,12 @@ class DeliveredCount {
 
   void Reset();                 ///< called when a run begins; sets the number to 0
   void Add() { ++posted_; }     ///< counts a record; called before its keys are sent
-  void Remove() { --posted_; }  ///< removes the last record; called if its keys were refused
+  void Remove() { --posted_; }  ///< uncounts the last record; called if its keys were rejected
   std::int32_t Get() const;     ///< returns the number of records
 
-  /// Called before each record, by one thread at a time. A series of ignored records has ended if
-  /// the previous record began more than 1 s after the last ignored key.
+  /// Called before each record, by one thread at a time. A series of records whose keys Quillet's
+  /// windows ignored has ended if the previous record began more than 1 s after the last ignored
+  /// key.
   /// @return true if this call is the first one after the end of a series
   bool BeginRecord(Time now);
 

@@ -64,8 +64,8 @@ class RunMessages {
   /// Shows why the button that the user pressed has no effect at the moment. Main thread.
   void PressIgnored(const std::string& text);
 
-  /// If runs erase the scanner and write no file, shows a message that only the archive keeps the
-  /// records. Shows it at most once, and not if the archive has failed. Any thread.
+  /// If runs erase the scanner without writing a file, shows a message that the records are saved
+  /// only in the archive. Shows it at most once, and not if the archive has failed. Any thread.
   void CheckCopies();
 
   /// Shows that an earlier process did not finish its work. Main thread.

@@ -56,7 +56,7 @@ inline ScanRecord MakeRecord(std::uint8_t symbology, std::string_view text,
   return {symbology, ToBytes(text), time};
 }
 
-/// Returns the record as an erased slot. Only the symbology byte changes.
+/// Returns a copy of the record that is marked as erased. Only the symbology byte changes.
 ScanRecord Erased(ScanRecord record);
 
 /// The maximum number of data bytes in a record: 250 (kOlder) or 65,528 (kSeries300).

@@ -28,7 +28,7 @@ struct Options {
   std::chrono::nanoseconds latency = std::chrono::milliseconds(2);
   std::vector<Fault> faults;  ///< see ParseFaults()
 
-  std::string linkPath;    ///< path of a link to the line, which exists while plugged in; "": none
+  std::string linkPath;    ///< path of a link to the line; exists while plugged in; "": none
   std::string deviceNode;  ///< path of a terminal device to use; "": creates a pseudo-terminal
   TerminalMode terminalMode = TerminalMode::kRaw;  ///< initial mode of a new pseudo-terminal
 

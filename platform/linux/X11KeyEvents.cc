@@ -329,7 +329,7 @@ bool X11KeyEvents::Bind(std::span<const KeyEvent> events, const X11KeyboardState
   if (spare_->IsBound()) {
     Unbind();
     keyboard_->UpdateKeymap();
-    if (!keyboard_->HasKeymap()) return true;  // the next attempt reports the reason
+    if (!keyboard_->HasKeymap()) return true;  // the next attempt to type reports the reason
   }
   const std::string wanted =
       CharactersWithoutKey(TextOf(events) + kTypable, keyboard_->Search(), state.locks);

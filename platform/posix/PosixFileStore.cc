@@ -38,8 +38,8 @@ constexpr mode_t kDefaultFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 constexpr mode_t kPrivateFileMode = S_IRUSR | S_IWUSR;
 constexpr mode_t kDefaultFolderMode = S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH;
 
-// Returns ".NAME.quillet-" and random letters, or an empty string on an error. NAME is the target's
-// name, shortened if necessary.
+// Returns ".NAME.quillet-" followed by random letters, or an empty string on error. NAME is the
+// target's name, shortened if necessary.
 std::string TemporaryName(int folder, std::string_view target) {
   constexpr long kUsualLimit = 255;
   std::array<unsigned char, kTemporaryLength> random{};
@@ -159,7 +159,7 @@ FileStore::Created Publish(int folder, const std::string& temporary, const std::
   return Created::kFailed;
 }
 
-// Reads an open file. Returns no value after an error or if memory is insufficient.
+// Reads an open file. Returns std::nullopt on error or if out of memory.
 std::optional<std::string> ReadOpen(int file, const struct stat& status, std::size_t limit) try {
   // One extra byte leaves room for the read that detects the end of the file.
   const std::size_t expected = static_cast<std::size_t>(status.st_size) + 1;

@@ -24,7 +24,7 @@ constexpr std::chrono::seconds kLongestFlush{1};
 }  // namespace
 
 void EnsureStandardDescriptors() {
-  // open() returns the lowest free number, so the loop opens 0, 1 and 2 first (open(3p)).
+  // open() returns the lowest free descriptor, so the loop opens 0, 1 and 2 first (open(3p)).
   int number = 0;
   do {
     number = open("/dev/null", O_RDWR);

@@ -1,4 +1,4 @@
-"""Measures the time from the start until the window is painted, and the memory of the idle program.
+"""Measures the time from launch until the window is painted, and the memory use when idle.
 
 Baseline: a window with the same controls, which do nothing.
 """

@@ -87,7 +87,7 @@ std::string MockedUdev::AddUsbConverter(const std::string& place, const std::str
   if (!encodedModel.empty()) {
     properties = "E: ID_BUS=usb\nE: ID_USB_DRIVER=ftdi_sio\nE: ID_MODEL_ENC=" + encodedModel + "\n";
   }
-  // In sysfs, a serial converter has a port device between its interface and its terminal.
+  // In sysfs, a serial converter has a port device between its USB interface and its tty.
   const std::string port = InterfacePath(place) + "/" + kernelName;
   AddParent(port, "E: SUBSYSTEM=usb-serial\nE: DRIVER=ftdi_sio\n");
   return Terminal(port, kernelName, properties);

@@ -357,7 +357,7 @@ TEST_F(LumetTest, DoesNotEraseAfterTheCableIsUnplugged) {
   EXPECT_EQ(clock.Count(100ms), 0U) << "no wait for an answer";
 }
 
-TEST_F(LumetTest, DoesNotEraseAScannerThatIsBeingConnected) {
+TEST_F(LumetTest, DoesNotEraseAScannerWhileConnecting) {
   // Opens another port while the erase command waits for the archive. Delays the new connection
   // until the erase command has been handled.
   static std::atomic<bool> opened = false;

@@ -344,7 +344,7 @@ class Kwin(Desktop):
     def start(self):
         self.environment.update(XDG_CURRENT_DESKTOP="KDE")
         self._write_layouts("us")
-        # Without PipeWire, KWin offers no screen cast, and KDE's portal refuses all sessions.
+        # Without PipeWire, KWin does not support screen casts, and KDE's portal refuses all sessions.
         self.run("pipewire", "pipewire")
         wait_until(lambda: os.path.exists(f"{self.folder}/runtime/pipewire-0"), "PipeWire")
         self.run("kwin", "env", "--unset=QT_QPA_PLATFORM", "KWIN_WAYLAND_NO_PERMISSION_CHECKS=1", "kwin_wayland", "--virtual", "--width", "1024", "--height", "768",
