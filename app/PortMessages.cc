@@ -58,8 +58,7 @@ void PortMessages::ShowDenied(const std::string& path, const platform::PortObsta
   } else if (!obstacle.group.empty()) {
     Raise(Notice::kPortDenied, path,
           denied + "Copy the command and run it in a terminal to join the " + obstacle.group +
-              " group, or add the device to "
-              "70-quillet-scanner.rules.",
+              " group, or add the device to 70-quillet-scanner.rules.",
           {Copy("sudo usermod -aG " + obstacle.group + " \"$USER\"")});
   } else {
     Raise(Notice::kPortDenied, path,

@@ -16,9 +16,8 @@ class DownloadCounts {
   void Begin();
 
   void RecordRequested() { ++requested_; }  ///< called for each "p"; command thread
-  void RecordAnswered() {
-    answered_ = answered_ + 1;
-  }  ///< a frame has arrived in response to "p"; read thread
+  /// Called when a frame arrives in response to "p". Read thread.
+  void RecordAnswered() { answered_ = answered_ + 1; }
 
   /// Called before "P" is sent. Command thread.
   /// @param port  current value of SerialPort::openings

@@ -55,8 +55,7 @@ void RunArchive::Begin() {
 
 // Opens the files before the first record arrives, so that an interrupted run is always listed.
 void RunArchive::DownloadStarted(std::int32_t records, bool erasePending) {
-  if (runsInProgress_ == 0)
-    runsInProgress_ = 1;  // End, called for an interrupted run, decremented it
+  if (runsInProgress_ == 0) runsInProgress_ = 1;  // an interrupted run ended after Begin
   if (overlaps_) return;
   if (!erasePending) ForgetEarlierRuns();
   if (records > 0 && startsRun_) Current().AppendUnit(Header(), "", 0);
@@ -129,8 +128,7 @@ std::int64_t RunArchive::KeepLine(std::string_view line) {
 }
 
 void RunArchive::AppendLines() {
-  const bool hasRecords = latest_ != nullptr;
-  if (hasRecords && !latest_->AppendLines(pendingLines_)) Failed();
+  if (latest_ && !latest_->AppendLines(pendingLines_)) Failed();
   pendingLines_.clear();
   linesPending_ = false;
 }

@@ -49,8 +49,8 @@ class KeyEvents {
   /// the answer. Call it when the user chooses a destination that requires typing. Any thread.
   virtual void Prepare() {}
 
-  /// Sets a function that is told whether keys can be typed. It is called after Prepare, each time
-  /// this is determined. Call OnReadiness at most once, before Prepare.
+  /// Sets the function to call after Prepare, whenever the object determines whether keys can be
+  /// typed. Call OnReadiness at most once, before Prepare.
   /// @param changed  receives the reason why keys cannot be typed, as in Problem, or an empty
   ///                 string. Called on any thread. Must not call this object.
   virtual void OnReadiness(
